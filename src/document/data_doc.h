@@ -1,0 +1,354 @@
+#pragma once
+// The central object of the system: one open recording. A recording is a set of up to 128 traces that share one
+// sample interval and one time axis, with up to 999 event channels, markers, annotations, scale bars, a comment, a
+// history and the display settings saved with the file. Every file format is a subclass that fills this model;
+// every view, transform, detector and analysis reads it.
+//
+// Positions are samples from the start of the recording, gaps included; times are milliseconds. Traces and channels
+// are numbered from 0.
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "archive/archive.h"
+#include "document/overlays.h"
+#include "document/run_list.h"
+#include "events/event_chan.h"
+#include "host/session.h"
+
+namespace kymora {
+
+inline constexpr int32_t bufferSize = 32768;  // samples per trace of the file buffer
+inline constexpr int64_t longestRecording = 0x7FFFFFFF;
+
+enum FileType : int {
+    typeBase = 0,
+    typeText = 1,
+    typeCed = 2,
+    typeSpike2 = 3,
+    typeBoard = 4,
+    typeFloat = 5,
+    typeEcr = 6,
+    typeScope = 7,
+    typeAxon = 8,
+    typeBinary = 9,
+    typeWav = 10,
+    typeWintron = 11,
+    typeDtx = 12,
+    typeEdf = 13,
+    typeDataQ = 14,
+    typePicoMat = 15,
+    typeAcquisition = 16,  // recordings and live recordings alike
+    typeAxograph = 17,
+    typeMultiChannel = 18,
+};
+// The class that answers a code ("CFloatDoc" for 5).
+const char* FileTypeClassName(int typeCode);
+
+// Settings of one trace.
+struct TraceSettings {
+    int32_t traceAutoscale = 0;  // non-zero: the view scales the trace when it is next shown
+    double axisTop = 1000.0;
+    double axisBottom = -1000.0;
+    int32_t traceOrder = 0;  // display slot
+    std::string traceLabel;
+    std::string traceUnits;
+    std::string axisLabel;
+    uint32_t traceColour = 0;  // 0x00BBGGRR
+    int32_t traceVisible = 1;
+    double traceGain = 1.0;  // divisor of what the file holds
+    int32_t traceExtraA = 0;
+    int32_t traceExtraB = 1;
+
+    static TraceSettings Default(int trace);
+};
+
+// What a file stores of the view.
+struct StoredView {
+    double viewStart = 0.0;  // ms
+    double viewEnd = -1.0;   // ms; not positive: not set
+    int32_t axisGroupCount = 1;
+    int32_t axisMode = 1;
+    int32_t expandContractFocus = 1;
+    int32_t showEvents = 1;
+    int32_t showEventChanLabels = 1;
+    int32_t showEventLabels = 1;
+    int32_t showMarkers = 1;
+    int32_t showScaleBars = 1;
+    int32_t showTraceAnnotations = 1;
+    int32_t showTraceLabels = 1;
+    int32_t showTraceIds = 1;
+    int32_t scrollStepPercent = 20;
+    int32_t showGrid = 1;
+    int32_t showAxes = 1;
+    int32_t showSlider = 1;
+    float dataDisplayFraction = 1.0f;
+    int32_t timeUnit = 0;      // 0 ms, 1 s, 2 min
+    int32_t timebaseMode = 0;  // 0 per grid division, 1 per viewport
+    int32_t spareSetting = 0;
+    int32_t vertAxisSigFigs = 3;
+    int32_t formatOption = 1;
+    bool showMarkerFlag = true;
+    bool showAnnotationFlag = true;
+
+    bool operator==(const StoredView&) const = default;
+};
+
+struct Grid {
+    int32_t gridRows = 1;
+    int32_t gridColumns = 1;
+    int32_t gridSpareA = 0, gridSpareB = 0, gridSpareC = 0;
+    std::vector<int32_t> gridCells{0};  // rows x columns; a trace number or -1
+
+    bool operator==(const Grid&) const = default;
+};
+
+// The state of a view that a document copies just before it is saved.
+struct DisplaySettings {
+    struct Trace {
+        int32_t traceAutoscale = 0;
+        double axisTop = 1000.0;
+        double axisBottom = -1000.0;
+        int32_t traceOrder = 0;
+    };
+    StoredView view;
+    std::vector<Trace> traces;  // one for each trace
+};
+
+enum class UpdateHint { samples, events, settings };
+
+// What a document knows of the views that show it.
+class DocumentView {
+  public:
+    virtual ~DocumentView() = default;
+    virtual DisplaySettings GetDisplaySettings() const = 0;
+    virtual void OnUpdate(UpdateHint hint) = 0;
+};
+
+// Where one trace's part of a block read goes. Both spans have the block's length; `valid` may be empty.
+struct TraceBlock {
+    int trace = 0;
+    std::span<float> values;
+    std::span<uint8_t> valid;
+};
+
+enum class OpenFor {
+    editing,  // takes the file for itself, so that a second program or document gets it read-only
+    reading,  // never locks and never writes
+};
+
+class CDataDoc : public EventChanOwner {
+  public:
+    explicit CDataDoc(Session& session);
+    virtual ~CDataDoc();
+    CDataDoc(const CDataDoc&) = delete;
+    CDataDoc& operator=(const CDataDoc&) = delete;
+
+    // --- the four operations of the formats -------------------------------------------------------------------------
+    // Writes the valid samples of a trace as f32 to a storing archive, gains applied.
+    virtual void WriteTraceData(CArchive& archive, int trace);
+    virtual int GetFileType() const { return typeBase; }
+    // Moves the window so that it begins at readPosition. Past the end it holds 0.0.
+    virtual void FillFileBuf();
+    // (length - 1) x sampleInterval, ms.
+    virtual double GetEndTime() const;
+
+    // --- opening, saving, closing -----------------------------------------------------------------------------------
+    // Opens and fills the document. A failure is told to the user and answers false; the document is then unusable.
+    bool OnOpenDocument(const std::filesystem::path& path, OpenFor purpose = OpenFor::editing);
+    // A native file saves in place; any other writes its side-car. False after a failure or a refusal that the user
+    // was told of.
+    virtual bool OnSaveDocument();
+    // Asks about unsaved changes; true when the document may close.
+    bool SaveModified();
+    bool IsModified() const { return modified_; }
+    void SetModifiedFlag(bool modified = true) { modified_ = modified; }
+
+    void AddView(DocumentView& view);
+    void RemoveView(DocumentView& view);
+    void UpdateAllViews(UpdateHint hint);
+    // Copies the state of the first view to the model, just before a save. `otherViewActive` says that the user is
+    // working in the view of another document.
+    void GetDisplaySettingsFromView(bool otherViewActive = false);
+
+    Session& GetSession() const { return session_; }
+    Host& GetHost() const override { return session_.host; }
+
+    // --- the model --------------------------------------------------------------------------------------------------
+    std::filesystem::path filePath;  // as the user gave it; compare paths with SamePath
+    int32_t fileVersion = currentFileVersion;
+    bool inOpen = false;
+    bool openCancelled = false;
+    bool openedReadOnly = false;  // may not be saved in place; readOnlyReason says why
+    std::string readOnlyReason;
+
+    double sampleInterval = 1.0;  // ms
+    int32_t traceCount = 0;
+    bool episodic = false;
+    int32_t episodicStored = 0;  // the flag as the file holds it; non-zero when episodic
+    bool hasGaps = false;
+    bool noData = false;
+    std::array<RunList, maxTraces> validRuns;
+    std::array<TraceSettings, maxTraces> traces;
+    std::array<std::vector<CAnnotation>, maxTraces> traceAnnotations;
+    std::vector<CMarker> markers;  // ascending in time
+    std::vector<CEventChan> eventChannels;  // always 999
+    StoredView view;
+    Grid grid;
+    std::array<ScaleBarGroup, 2> scaleBars;  // 0 the horizontal bar's group, 1 the vertical bars'
+    std::string fileComment;
+    std::string historyLog;
+    int32_t legacyEventCode = 0;
+    int32_t dataStart = 0;                          // versions below 22: offset of the samples
+    int32_t sampleStride = 0;                       // versions below 22: bytes from sample to sample of a trace
+    std::array<uint64_t, maxTraces> traceFileOffset{};  // versions 22 and above
+    uint64_t tailOffset = 0;
+    std::filesystem::path pendingRewritePath;
+
+    double GetSampleInterval() const override { return sampleInterval; }
+    double TimeOf(int64_t position) const { return static_cast<double>(position) * sampleInterval; }
+    // Rounded half away from zero.
+    int32_t PositionOf(double timeMs) const;
+
+    // --- runs -------------------------------------------------------------------------------------------------------
+    int64_t GetLength() const { return validRuns[0].Length(); }
+    int64_t GetTraceLength(int trace) const { return Runs(trace).Length(); }
+    int64_t GetStoredCount(int trace) const { return Runs(trace).StoredCount(); }
+    int GetNumRuns(int trace) const { return Runs(trace).Size(); }
+    uint32_t GetRun(int trace, int i) const { return Runs(trace)[i]; }
+    int GetNumValidBlocks(int trace) const { return Runs(trace).NumValidBlocks(); }
+    // Start and exclusive end of run i; true for a valid run, false for a gap or an index past the end.
+    bool GetRunSpan(int trace, int i, int64_t& start, int64_t& end) const;
+    int64_t CountValid(int trace, int64_t from, int64_t to) const { return Runs(trace).CountValid(from, to); }
+    // Validity at readPosition.
+    bool IsValidAt(int trace) const;
+    // One flag per trace for readPosition; false if any is invalid.
+    bool AreAllValid(std::span<uint8_t> flags) const;
+    // Every trace becomes one run of n; above 0x7FFFFFFF the user is told and n is held to it.
+    void SetLength(int64_t n);
+    // Sets hasGaps and noData from the run lists.
+    void UpdateGapFlags();
+    // Shortest episode, or shortest non-zero valid run, or the whole length, in samples.
+    int64_t ShortestSection() const;
+
+    // --- the file buffer --------------------------------------------------------------------------------------------
+    int32_t readPosition = 0;
+    int32_t bufferStart = 0;
+    std::vector<std::vector<float>> fileBuffer;     // [trace][bufferSize]
+    std::vector<std::vector<uint8_t>> validBuffer;  // the same when hasGaps is set, else empty
+
+    void SetReadPosition(int32_t position);
+    // The sample at readPosition; then advances by one, as the other reads do. Past the end: not-a-number.
+    double ReadNext(int trace) {
+        const auto inWindow = static_cast<uint32_t>(readPosition - bufferStart);
+        if (inWindow < readableInWindow_) {
+            const double value = fileBuffer[static_cast<size_t>(trace)][inWindow];
+            if (inWindow + 1 < static_cast<uint32_t>(bufferSize))
+                ++readPosition;
+            else
+                Advance();
+            return value;
+        }
+        return ReadNextSlow();
+    }
+    double ReadNextChecked(int trace, uint8_t& valid);
+    // One sample of every trace; true when all are valid. With noData only the first value and flag are written.
+    bool ReadNextAll(std::span<float> values, std::span<uint8_t> flags);
+    // Reads one sample elsewhere and puts readPosition back.
+    double ReadAt(int trace, int32_t position, uint8_t& valid);
+    std::vector<float> GetValidDataFromFileBuf(int trace, int32_t start, int32_t count);
+    std::vector<float> ReadVector(int trace, int32_t count);
+    // Reads `count` samples in sequence and writes the valid ones.
+    void WriteValidOnly(CArchive& archive, int trace, int32_t count);
+
+    // --- block reads, on which everything fast is built ---------------------------------------------------------------
+    // Fills the blocks with the samples from position `from` on, without moving the window. Gap samples are 0.0 and
+    // invalid, samples outside the recording not-a-number and invalid; gains are applied. All blocks have one length.
+    // Throws FileError.
+    void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks);
+    void ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid = {});
+
+    // --- traces, markers, channels ------------------------------------------------------------------------------------
+    // Moves every per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to change.
+    void InsertTrace(int slot);
+    // Removes the annotations of a trace and moves those of higher slots down.
+    void DeleteTrace(int slot);
+    // Goes behind all markers with a time not above its own.
+    void InsertMarker(CMarker marker);
+
+    bool HasChannel(int channel) const { return channel >= 0 && channel < maxEventChannels; }
+    int GetNumEvents(int channel) const;
+    // Null outside the channel or the document.
+    const CEventKM* GetEvent(int channel, int index) const;
+    int32_t GetOn(int channel, int index) const;   // -1 when there is no such event
+    int32_t GetOff(int channel, int index) const;  // -1 when there is no such event
+    int32_t GetParentTrace(int channel) const;     // -1 when there is no such channel
+    bool AddEvent(int channel, CEventKM event);
+    // Lowest channel without events, or -1.
+    int FirstFreeChannel() const;
+    static double DefaultDisplayPosition(int channel);
+    void ResetDefaultPositions();
+    void SetAllDrawModes(int32_t drawMode);
+
+    // --- history ------------------------------------------------------------------------------------------------------
+    // The date line of a new record ("%A, %B %d, %Y, %H:%M:%S\r\n") and of a save-as ("%A, %B %d, %Y\r\n").
+    std::string HistoryDateLine(bool withTime) const;
+    void AppendSaveAsHistory();
+    void AppendNewRecordHistory(std::string_view entry);
+
+    // --- saving: what keeps other writers' work ------------------------------------------------------------------------
+    // Remembers the state of the file that a save would replace.
+    void RememberStamp(const std::filesystem::path& path);
+    // True when the file is as it was remembered, or the user agrees to write over the changes.
+    bool MayOverwrite(const std::filesystem::path& path);
+
+  protected:
+    // One piece of a trace's stored samples.
+    struct StoredRead {
+        int trace = 0;
+        std::span<float> values;
+    };
+    // Fills the model from the file at filePath. Called with the defaults in place; reports failures by false (the
+    // user was told), ArchiveError or FileError.
+    virtual bool Load(OpenFor purpose) = 0;
+    // What comes after the model is filled and before the views are told.
+    virtual bool AfterLoad() { return true; }
+    // Reads stored samples (gaps not counted) from `storedIndex` on, without gains. All pieces have one length, and
+    // none reaches past the stored samples of its trace. What cannot be read is left as it is (0.0).
+    virtual void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) = 0;
+    // Back to the defaults of a new document, but for path, file and session.
+    void ResetModel();
+    void AllocateBuffers();
+
+    std::unique_ptr<DataFile> sampleFile;
+
+  private:
+    const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
+    double ReadNextSlow();
+    void Advance();
+    void UpdateReadable();
+    void ReadRuns(int64_t from, std::span<const TraceBlock> blocks);
+    bool SharesRuns(std::span<const TraceBlock> blocks) const;
+
+    Session& session_;
+    bool modified_ = false;
+    std::vector<DocumentView*> views_;
+    uint32_t readableInWindow_ = 0;  // samples of the window that lie before the end of the recording
+    std::vector<std::pair<std::filesystem::path, std::optional<FileStamp>>> stamps_;
+};
+
+// Whether two paths name one file as far as spelling goes; case does not count.
+bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b);
+// The extension in lower case, with its dot.
+std::string FoldedExtension(const std::filesystem::path& path);
+
+inline constexpr const char* tooLongText =
+    "This file is too long to be handled by Kymora. Please contact the author.";
+
+}  // namespace kymora

@@ -1,0 +1,35 @@
+#pragma once
+// The native file: .kymr-dat, and .flt of the same bytes. Reads versions 1 to 48 and saves in place.
+
+#include "document/data_doc.h"
+
+namespace kymora {
+
+class CFloatDoc : public CDataDoc {
+  public:
+    using CDataDoc::CDataDoc;
+
+    int GetFileType() const override { return typeFloat; }
+    void WriteTraceData(CArchive& archive, int trace) override;
+    // Reads the head and the tail; the samples stay on disk. A storing archive is an internal error and is refused.
+    void Serialize(CArchive& archive);
+    bool OnSaveDocument() override;
+
+  protected:
+    bool Load(OpenFor purpose) override;
+    bool AfterLoad() override;
+    void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
+
+  private:
+    bool OpenSampleFile(OpenFor purpose);
+    void LoadHead(CArchive& archive);
+    void LoadOldHead(CArchive& archive);
+    bool SaveInPlace();
+    bool SaveOldVersion();
+};
+
+// Ends the conversion of a file of a version below 22, once its document is closed: deletes the old file and gives
+// the new one the old path with the extension .kymr-dat. False when the old file was kept.
+bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath);
+
+}  // namespace kymora

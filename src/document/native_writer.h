@@ -1,0 +1,43 @@
+#pragma once
+// Writes native files: the current version and the legacy one.
+
+#include <filesystem>
+#include <functional>
+#include <span>
+
+#include "archive/archive.h"
+#include "document/data_doc.h"
+
+namespace kymora {
+
+// Positions of a range-limited tail; both -1 write everything.
+struct SampleRange {
+    int32_t start = -1;
+    int32_t end = -1;
+    bool IsWhole() const { return start == -1 && end == -1; }
+};
+
+void WriteHead(CArchive& archive, const CDataDoc& doc, int version = currentFileVersion);
+// For a transform that adds traces: `addedAfter[t]` writes the run list of trace t a second time, behind its own.
+void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount, std::span<const uint8_t> addedAfter);
+
+// Writes the tail of the current or the legacy version. The model is the same afterwards, also when this throws.
+void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range = {},
+               int version = currentFileVersion);
+
+// Writes beside `path` and takes its place by rename once all bytes have reached the disk. The temporary file never
+// outlives the call. Throws FileError.
+void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
+                         const std::function<void(CArchive&)>& write);
+
+// Thrown by a long write that the user cancelled.
+class Cancelled : public std::runtime_error {
+  public:
+    Cancelled() : std::runtime_error("Cancelled.") {}
+};
+
+// Saves the recording as a new native file of the current version or, as an old program reads it, of the legacy
+// one. Shows progress; throws FileError or Cancelled, and then leaves nothing behind.
+void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version = currentFileVersion);
+
+}  // namespace kymora

@@ -1,0 +1,141 @@
+#include "host/disk_file_system.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kymora {
+namespace {
+
+[[noreturn]] void Fail(const std::string& doing, const std::filesystem::path& path, int error) {
+    throw FileError(doing + " " + path.string() + ": " + std::strerror(error), error);
+}
+
+FileStamp StampOf(const struct stat& state) {
+    return {static_cast<uint64_t>(state.st_dev), static_cast<uint64_t>(state.st_ino),
+            static_cast<uint64_t>(state.st_size),
+            static_cast<int64_t>(state.st_mtim.tv_sec) * 1000000000 + state.st_mtim.tv_nsec};
+}
+
+class DiskFile : public DataFile {
+  public:
+    DiskFile(int handle, std::filesystem::path path, bool writable)
+        : handle_(handle), path_(std::move(path)), writable_(writable) {}
+    ~DiskFile() override { ::close(handle_); }
+    DiskFile(const DiskFile&) = delete;
+    DiskFile& operator=(const DiskFile&) = delete;
+
+    size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override {
+        size_t done = 0;
+        while (done < to.size()) {
+            const ssize_t n = ::pread(handle_, to.data() + done, to.size() - done, static_cast<off_t>(offset + done));
+            if (n < 0 && errno == EINTR) continue;
+            // An offset beyond what the system can address is simply past the end of the file.
+            if (n < 0 && errno == EINVAL) break;
+            if (n < 0) Fail("Couldn't read", path_, errno);
+            if (n == 0) break;
+            done += static_cast<size_t>(n);
+        }
+        return done;
+    }
+
+    void WriteAt(uint64_t offset, std::span<const std::byte> from) override {
+        size_t done = 0;
+        while (done < from.size()) {
+            const ssize_t n =
+                ::pwrite(handle_, from.data() + done, from.size() - done, static_cast<off_t>(offset + done));
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) Fail("Couldn't write", path_, errno);
+            done += static_cast<size_t>(n);
+        }
+    }
+
+    uint64_t Length() const override { return Stamp().length; }
+
+    void Truncate(uint64_t length) override {
+        if (::ftruncate(handle_, static_cast<off_t>(length)) != 0) Fail("Couldn't shorten", path_, errno);
+    }
+
+    void Reserve(uint64_t length) override {
+        const uint64_t now = Length();
+        if (length <= now) return;
+        const int error = ::posix_fallocate(handle_, static_cast<off_t>(now), static_cast<off_t>(length - now));
+        // A file system without this service finds out at the write itself.
+        if (error != 0 && error != EOPNOTSUPP && error != EINVAL) Fail("Couldn't extend", path_, error);
+    }
+
+    void Sync() override {
+        if (::fsync(handle_) != 0) Fail("Couldn't write to the disk", path_, errno);
+    }
+
+    bool IsWritable() const override { return writable_; }
+
+    bool TryLock() override { return ::flock(handle_, LOCK_EX | LOCK_NB) == 0; }
+
+    FileStamp Stamp() const override {
+        struct stat state {};
+        if (::fstat(handle_, &state) != 0) Fail("Couldn't read the state of", path_, errno);
+        return StampOf(state);
+    }
+
+  private:
+    int handle_;
+    std::filesystem::path path_;
+    bool writable_;
+};
+
+}  // namespace
+
+std::unique_ptr<DataFile> DiskFileSystem::Open(const std::filesystem::path& path, OpenMode mode) {
+    // O_NONBLOCK keeps the open of a pipe without a writer from waiting for ever; it means nothing to regular files.
+    int flags = O_CLOEXEC | O_NONBLOCK;
+    if (mode == OpenMode::readOnly) flags |= O_RDONLY;
+    if (mode == OpenMode::readWrite) flags |= O_RDWR;
+    if (mode == OpenMode::createNew) flags |= O_RDWR | O_CREAT | O_EXCL;
+    const int handle = ::open(path.c_str(), flags, 0666);
+    if (handle < 0) Fail("Couldn't open", path, errno);
+    struct stat state {};
+    if (::fstat(handle, &state) != 0 || !S_ISREG(state.st_mode)) {
+        ::close(handle);
+        throw FileError("Couldn't open " + path.string() + ": it is not a regular file", EISDIR);
+    }
+    return std::make_unique<DiskFile>(handle, path, mode != OpenMode::readOnly);
+}
+
+std::optional<FileStamp> DiskFileSystem::Stamp(const std::filesystem::path& path) {
+    struct stat state {};
+    if (::stat(path.c_str(), &state) != 0) return std::nullopt;
+    return StampOf(state);
+}
+
+bool DiskFileSystem::IsReadOnly(const std::filesystem::path& path) {
+    struct stat state {};
+    if (::stat(path.c_str(), &state) != 0) return false;
+    // The attribute counts even where the user's rights would overrule it.
+    return (state.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || ::access(path.c_str(), W_OK) != 0;
+}
+
+void DiskFileSystem::Rename(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (::rename(from.c_str(), to.c_str()) != 0) Fail("Couldn't rename " + from.string() + " to", to, errno);
+}
+
+void DiskFileSystem::Remove(const std::filesystem::path& path) {
+    if (::unlink(path.c_str()) != 0) Fail("Couldn't remove", path, errno);
+}
+
+void DiskFileSystem::SyncFolderOf(const std::filesystem::path& path) {
+    std::filesystem::path folder = path.parent_path();
+    if (folder.empty()) folder = ".";
+    const int handle = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (handle < 0) Fail("Couldn't open the folder", folder, errno);
+    const int result = ::fsync(handle);
+    const int error = errno;
+    ::close(handle);
+    // Some network file systems refuse to sync a folder; there the rename itself is all that can be had.
+    if (result != 0 && error != EINVAL && error != ENOTSUP) Fail("Couldn't write to the disk", folder, error);
+}
+
+}  // namespace kymora

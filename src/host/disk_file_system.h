@@ -1,0 +1,18 @@
+#pragma once
+// The files of the disk.
+
+#include "host/file_system.h"
+
+namespace kymora {
+
+class DiskFileSystem : public FileSystem {
+  public:
+    std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override;
+    std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
+    bool IsReadOnly(const std::filesystem::path& path) override;
+    void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void Remove(const std::filesystem::path& path) override;
+    void SyncFolderOf(const std::filesystem::path& path) override;
+};
+
+}  // namespace kymora

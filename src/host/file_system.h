@@ -1,0 +1,76 @@
+#pragma once
+// Files as the core sees them. The disk implements these interfaces (disk_file_system.h); tests and fuzz targets put
+// files in memory, or files that fail at a chosen byte, behind them.
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+namespace kymora {
+
+// A file could not be opened, read, written, renamed or removed. what() names the path and the system's reason.
+class FileError : public std::runtime_error {
+  public:
+    FileError(const std::string& what, int systemError) : std::runtime_error(what), systemError(systemError) {}
+    int systemError = 0;  // errno, 0 when there is none
+};
+
+// Identity and state of a file on disk. Two equal stamps of one path mean that nobody wrote the file in between.
+struct FileStamp {
+    uint64_t device = 0;
+    uint64_t inode = 0;
+    uint64_t length = 0;
+    int64_t modifiedNs = 0;
+    bool operator==(const FileStamp&) const = default;
+};
+
+// An open file with explicit offsets; it has no current position.
+class DataFile {
+  public:
+    virtual ~DataFile() = default;
+    // Reads up to `to.size()` bytes at `offset` and answers the number read, short only at the end of the file.
+    // Throws FileError.
+    virtual size_t ReadAt(uint64_t offset, std::span<std::byte> to) const = 0;
+    // Writes all bytes at `offset`, extending the file as needed. Throws FileError, also when the disk is full; an
+    // unknown part of the bytes may then have been written.
+    virtual void WriteAt(uint64_t offset, std::span<const std::byte> from) = 0;
+    virtual uint64_t Length() const = 0;
+    virtual void Truncate(uint64_t length) = 0;
+    // Makes sure that disk space for the first `length` bytes is there; the file may become longer.
+    virtual void Reserve(uint64_t length) = 0;
+    // Returns when all that was written has reached the disk.
+    virtual void Sync() = 0;
+    virtual bool IsWritable() const = 0;
+    // Tries to become the only writer; false when another program, or another document of this one, is.
+    virtual bool TryLock() = 0;
+    virtual FileStamp Stamp() const = 0;
+};
+
+enum class OpenMode {
+    readOnly,
+    readWrite,  // an existing file
+    createNew,  // fails when the file exists
+};
+
+class FileSystem {
+  public:
+    virtual ~FileSystem() = default;
+    // Throws FileError. Only regular files open.
+    virtual std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) = 0;
+    // Nothing when there is no such file.
+    virtual std::optional<FileStamp> Stamp(const std::filesystem::path& path) = 0;
+    // The file's read-only attribute: it exists and may not be written.
+    virtual bool IsReadOnly(const std::filesystem::path& path) = 0;
+    // Replaces `to` when it exists, in one step. Throws FileError.
+    virtual void Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    virtual void Remove(const std::filesystem::path& path) = 0;
+    // Makes renames and removals in the folder of `path` durable.
+    virtual void SyncFolderOf(const std::filesystem::path& path) = 0;
+};
+
+}  // namespace kymora

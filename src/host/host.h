@@ -1,0 +1,69 @@
+#pragma once
+// What the logic asks of its surroundings. The desktop, the terminal, a batch run and the tests each implement it;
+// the core never asks whether there is a screen. All texts are UTF-8.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kymora {
+
+// Progress of one long operation. Destroying it takes the progress box or bar away.
+class Progress {
+  public:
+    virtual ~Progress() = default;
+    // Reports that `done` of the total are done; false asks the operation to stop.
+    virtual bool Update(uint64_t done) = 0;
+};
+
+struct FileRequest {
+    std::string title;
+    std::string filter;            // "text|*.pattern||", as the system's dialogs state them
+    std::string defaultExtension;  // without the dot; empty for none
+    std::filesystem::path suggestion;
+};
+
+// What the details dialog of a native file shows when a file is opened.
+struct FileDetails {
+    int fileVersion = 0;
+    std::string name;
+    std::string comment;
+    int traceCount = 0;
+    int64_t sampleCount = 0;  // per trace
+    double durationMs = 0.0;
+    double sampleInterval = 0.0;  // ms
+};
+
+class Host {
+  public:
+    virtual ~Host() = default;
+
+    // A message that the user must see.
+    virtual void Message(std::string_view text, std::string_view title = "Kymora") = 0;
+
+    // A question whose negative answer changes nothing; true for OK or Yes.
+    virtual bool Confirm(std::string_view text, std::string_view title = "Kymora") = 0;
+
+    // A notice with a do-not-show-again box, kept under `key` for the session. False when the user cancels, which
+    // only a notice that offers Cancel can give.
+    virtual bool Notice(std::string_view key, std::string_view title, std::string_view text) = 0;
+
+    // The name for a new file, or nothing when the user cancels or nobody can be asked.
+    virtual std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) = 0;
+
+    // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state of the
+    // box that silences the dialog for the session.
+    virtual bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) = 0;
+
+    // Never null. `total` is the number of steps that Update counts.
+    virtual std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) = 0;
+
+    // One line for the log, usually with its line end.
+    virtual void Log(std::string_view text) = 0;
+};
+
+}  // namespace kymora
