@@ -11,7 +11,9 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -210,6 +212,7 @@ class CDataDoc : public EventChanOwner {
     std::array<uint64_t, maxTraces> traceFileOffset{};  // versions 22 and above
     uint64_t tailOffset = 0;
     std::filesystem::path pendingRewritePath;
+    std::filesystem::path damagedSideCar;  // a side-car that could not be read; a save keeps it under another name
 
     double GetSampleInterval() const override { return sampleInterval; }
     double TimeOf(int64_t position) const { return static_cast<double>(position) * sampleInterval; }
@@ -293,6 +296,7 @@ class CDataDoc : public EventChanOwner {
     // Lowest channel without events, or -1.
     int FirstFreeChannel() const;
     static double DefaultDisplayPosition(int channel);
+    static uint32_t DefaultChannelColour(int channel);
     void ResetDefaultPositions();
     void SetAllDrawModes(int32_t drawMode);
 
@@ -303,6 +307,11 @@ class CDataDoc : public EventChanOwner {
     void AppendNewRecordHistory(std::string_view entry);
 
     // --- saving: what keeps other writers' work ------------------------------------------------------------------------
+    // Counts samples that a long write has copied and throws Cancelled when the user has had enough.
+    void ReportCopied(int64_t samples);
+    // Lends a progress to the copying of samples until it is called with null.
+    void BeginCopy(Progress* progress);
+
     // Remembers the state of the file that a save would replace.
     void RememberStamp(const std::filesystem::path& path);
     // True when the file is as it was remembered, or the user agrees to write over the changes.
@@ -320,10 +329,12 @@ class CDataDoc : public EventChanOwner {
     // What comes after the model is filled and before the views are told.
     virtual bool AfterLoad() { return true; }
     // Reads stored samples (gaps not counted) from `storedIndex` on, without gains. All pieces have one length, and
-    // none reaches past the stored samples of its trace. What cannot be read is left as it is (0.0).
+    // none reaches past the stored samples of its trace. The spans arrive with any content; what cannot be read is
+    // set to 0.0.
     virtual void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) = 0;
     // Back to the defaults of a new document, but for path, file and session.
     void ResetModel();
+    // Allocates the window for the model as it stands and fills it from position 0.
     void AllocateBuffers();
 
     std::unique_ptr<DataFile> sampleFile;
@@ -334,13 +345,16 @@ class CDataDoc : public EventChanOwner {
     void Advance();
     void UpdateReadable();
     void ReadRuns(int64_t from, std::span<const TraceBlock> blocks);
-    bool SharesRuns(std::span<const TraceBlock> blocks) const;
+    void ReadValid(int64_t storedIndex, size_t at, size_t count, std::span<const TraceBlock> blocks);
 
     Session& session_;
     bool modified_ = false;
     std::vector<DocumentView*> views_;
     uint32_t readableInWindow_ = 0;  // samples of the window that lie before the end of the recording
-    std::vector<std::pair<std::filesystem::path, std::optional<FileStamp>>> stamps_;
+    std::map<std::filesystem::path, std::optional<FileStamp>> stamps_;
+    Progress* copyProgress_ = nullptr;
+    int64_t copiedSamples_ = 0;
+    bool sharedRuns_ = true;  // all traces have one run list
 };
 
 // Whether two paths name one file as far as spelling goes; case does not count.

@@ -22,10 +22,16 @@ class CFloatDoc : public CDataDoc {
 
   private:
     bool OpenSampleFile(OpenFor purpose);
+    bool Recover(bool locked);
     void LoadHead(CArchive& archive);
     void LoadOldHead(CArchive& archive);
+    void LoadTail(CArchive& archive);
+    void LoadSharedRows(CArchive& archive);
+    void ReadInterleaved(int64_t storedIndex, std::span<const StoredRead> pieces);
     bool SaveInPlace();
     bool SaveOldVersion();
+
+    uint64_t headEnd_ = 0;  // versions 22 and above: where the head ends and the samples begin
 };
 
 // Ends the conversion of a file of a version below 22, once its document is closed: deletes the old file and gives

@@ -52,7 +52,7 @@ inline constexpr size_t leastMarkerBytes = 9;
 CMarker LoadMarker(CArchive& archive);
 void StoreMarker(CArchive& archive, const CMarker& marker);
 
-// The record of a file's version (7 and above hold their own layouts, see the format page).
+// The record of versions 27 and above.
 CAnnotation LoadAnnotation(CArchive& archive, int version);
 // The record of versions 7 to 26, with the trace it belongs to.
 CAnnotation LoadOldAnnotation(CArchive& archive);

@@ -1,6 +1,6 @@
 #pragma once
-// An event channel: a list of events on the time axis of a recording, with the settings of the detection that made
-// them and of their drawing. A document holds 999 of them by value.
+// An event channel: a list of events on the time axis of a recording, with the settings of the detection that
+// made them and of their drawing. A document holds 999 of them by value.
 
 #include <array>
 #include <cstdint>
@@ -72,7 +72,7 @@ class CEventChan {
   public:
     explicit CEventChan(EventChanOwner* owner = nullptr) : ownerDoc(owner) {}
 
-    // --- settings ---------------------------------------------------------------------------------------------------
+    // --- settings ---
     EventChanOwner* ownerDoc = nullptr;
     int32_t detectionMethod = methodManual;
     bool channelLocked = false;
@@ -84,16 +84,17 @@ class CEventChan {
     int32_t channelVisible = 1;
     int32_t channelOptionB = 1;
     int32_t channelDrawMode = 2;
-    int32_t parentTrace = -1;          // from 0; -1 for none
-    std::vector<float> templateData;   // methods 1 to 3
+    int32_t parentTrace = -1;         // from 0; -1 for none
+    std::vector<float> templateData;  // methods 1 to 3
     DetectionParameters detection;
-    bool suppressLockWarning = false;  // an operation that reports a lock in its own way sets this around its edits
+    // An operation that reports a lock in its own way sets this around its edits.
+    bool suppressLockWarning = false;
 
     double GetDisplayPosition() const { return displayPosition_; }
     // A fraction of the view's height; 1 or more becomes 0.95, 0 or less (or a not-a-number) 0.05.
     void SetDisplayPosition(double fraction);
 
-    // --- events -----------------------------------------------------------------------------------------------------
+    // --- events ---
     const std::vector<CEventKM>& Events() const { return events_; }
     int GetNumEvents() const { return static_cast<int>(events_.size()); }
     // Rows of three coordinates per event, for the spike sorter; empty, or as long as the events.
@@ -101,17 +102,23 @@ class CEventChan {
     // Takes a table with a row for each event; any other length is refused with false.
     bool SetEventExtra(std::vector<std::array<float, 3>> rows);
     void DropEventExtra() { eventExtra_.clear(); }
-    // True while the events ascend in onPosition. Only a file that was out of order can make it false; look-ups then
-    // search the whole channel.
-    bool IsInOrder() const { return inOrder_; }
+    // True while the events ascend in onPosition. A file that was out of order, an event without a position
+    // or a replaced event can make it false; look-ups then search the whole channel.
+    bool IsInOrder() const { return descents_ == 0; }
 
-    // Every edit below tests the lock, tells the user when it is set, and then answers false and changes nothing.
+    // Every edit below tests the lock, tells the user when it is set, and then answers false and changes
+    // nothing. An index outside the channel is refused with false and no message. What changes the list of
+    // events drops the extra table.
     bool IsLocked() const;
+    // Inserts behind all events that start no later; an event with onPosition -1 goes to the end. In a
+    // channel out of order the place is before the first event that starts later.
     bool AddEvent(CEventKM event);
     bool AddEvent(int32_t on, int32_t off, float value = 0.0f, int32_t tag = 0, uint32_t colour = 0);
+    // Places the event at the index, whatever its position.
     bool ReplaceEvent(int index, CEventKM event);
     bool DeleteEvent(int index);
     bool DeleteAll();
+    // Deletes all events and forgets how they were made; colours, position and visibility stay.
     bool Clear();
     // Deletes each event with onPosition in [from, to) or offPosition strictly between from and to.
     bool DeleteRange(int32_t from, int32_t to);
@@ -119,14 +126,15 @@ class CEventChan {
     bool DeleteTagged();
     bool ClearLabels();
     bool SetLabelAndTag(int index, std::string_view label, int32_t tag);
-    // Joins events whose gap is below minGap, then drops those with a duration outside [minDuration, maxDuration]
-    // where either limit restricts anything. Samples.
+    // Joins events whose gap is below minGap, then drops those with a duration outside [minDuration,
+    // maxDuration] where either limit restricts anything. Samples.
     bool FilterByGap(int32_t minGap, int32_t minDuration, int32_t maxDuration);
     bool CopySettings(const CEventChan& source);
+    // Puts the source's events, in their order, in place of the channel's own.
     bool CopyEvents(const CEventChan& source);
     bool Copy(const CEventChan& source);
 
-    // --- queries ----------------------------------------------------------------------------------------------------
+    // --- queries ---
     // Index of the first event that holds the position, or -1.
     int FindEventAt(int32_t position) const;
     int GetCount(EventKind kind) const;
@@ -148,17 +156,20 @@ class CEventChan {
     const char* GetDetectionMethodName() const;
     // What displays and lists call eventValue.
     const char* GetValueName() const;
-    // Formats as printf does, into at most 1999 characters.
+    // Formats as printf does, into at most 1999 characters. A locked channel keeps its comment.
     void SetComment(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void AppendComment(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // --- stored form ------------------------------------------------------------------------------------------------
-    // Reads the record that a file of `version` holds. Events keep the file's order; the answer tells what is wrong
-    // with it, and the caller reports it. Throws ArchiveError.
+    // --- stored form ---
+    // Reads the record that a file of `version` holds. Events keep the file's order; the answer tells what is
+    // wrong with it, and the caller reports it. Drawing settings that the version does not hold stay as they
+    // are. Throws ArchiveError and then leaves the channel as it was.
     EventOrderFault Load(CArchive& archive, int version);
-    // Reads the events of versions 1 to 6 one by one.
+    // Adds an event in the place that it has in the file.
     void AppendLoaded(CEventKM event);
-    EventOrderFault CheckOrder();
+    // The fault of the first event, from the second on, that has a negative position or starts before the one
+    // ahead.
+    EventOrderFault CheckOrder() const;
     // Writes the record of the current version, or of the legacy version (36).
     void Store(CArchive& archive, int version = currentFileVersion) const;
 
@@ -168,11 +179,16 @@ class CEventChan {
     void StoreDetection(CArchive& archive, int version) const;
     template <typename Predicate>
     bool DeleteWhere(Predicate drop);
+    bool HasIndex(int index) const { return index >= 0 && index < GetNumEvents(); }
+    int DescentsAt(size_t index) const;
+    void InsertAt(size_t index, CEventKM event);
+    void Remeasure();
 
     double displayPosition_ = 0.1;
     std::vector<CEventKM> events_;
     std::vector<std::array<float, 3>> eventExtra_;
-    bool inOrder_ = true;
+    int descents_ = 0;          // events that start before the one ahead of them
+    int64_t longestEvent_ = 0;  // no event is longer; it bounds the search of FindEventAt
 };
 
 // "a" to "z" for channels 0 to 25, the plain number for those above.
@@ -182,8 +198,8 @@ std::string ChannelDisplayName(int channel);
 // "a / 1" in lists.
 std::string ChannelListName(int channel);
 
-inline constexpr const char* lockedChannelText =
-    "The target channel for writing events has been locked and cannot be edited.\nIs it the episode-marker channel?";
+inline constexpr const char* lockedChannelText = "The target channel for writing events has been locked and "
+                                                 "cannot be edited.\nIs it the episode-marker channel?";
 
 // The message for a channel whose stored events are at fault.
 std::string EventOrderMessage(EventOrderFault fault);

@@ -59,21 +59,14 @@ class DiskFile : public DataFile {
         if (::ftruncate(handle_, static_cast<off_t>(length)) != 0) Fail("Couldn't shorten", path_, errno);
     }
 
-    void Reserve(uint64_t length) override {
-        const uint64_t now = Length();
-        if (length <= now) return;
-        const int error = ::posix_fallocate(handle_, static_cast<off_t>(now), static_cast<off_t>(length - now));
-        // A file system without this service finds out at the write itself.
-        if (error != 0 && error != EOPNOTSUPP && error != EINVAL) Fail("Couldn't extend", path_, error);
-    }
-
     void Sync() override {
         if (::fsync(handle_) != 0) Fail("Couldn't write to the disk", path_, errno);
     }
 
     bool IsWritable() const override { return writable_; }
 
-    bool TryLock() override { return ::flock(handle_, LOCK_EX | LOCK_NB) == 0; }
+    // A file system that knows no locks cannot say that another writer is there.
+    bool TryLock() override { return ::flock(handle_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
 
     FileStamp Stamp() const override {
         struct stat state {};

@@ -41,8 +41,6 @@ class DataFile {
     virtual void WriteAt(uint64_t offset, std::span<const std::byte> from) = 0;
     virtual uint64_t Length() const = 0;
     virtual void Truncate(uint64_t length) = 0;
-    // Makes sure that disk space for the first `length` bytes is there; the file may become longer.
-    virtual void Reserve(uint64_t length) = 0;
     // Returns when all that was written has reached the disk.
     virtual void Sync() = 0;
     virtual bool IsWritable() const = 0;

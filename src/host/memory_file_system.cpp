@@ -20,7 +20,7 @@ size_t MemoryFile::ReadAt(uint64_t offset, std::span<std::byte> to) const {
 
 void MemoryFile::WriteAt(uint64_t offset, std::span<const std::byte> from) {
     if (!writable_) throw FileError("Couldn't write: the file is open for reading", EBADF);
-    Reserve(offset + from.size());
+    if (offset + from.size() > content_->bytes.size()) content_->bytes.resize(offset + from.size());
     if (!from.empty()) std::memcpy(content_->bytes.data() + offset, from.data(), from.size());
     ++content_->changes;
 }
@@ -28,10 +28,6 @@ void MemoryFile::WriteAt(uint64_t offset, std::span<const std::byte> from) {
 void MemoryFile::Truncate(uint64_t length) {
     content_->bytes.resize(length);
     ++content_->changes;
-}
-
-void MemoryFile::Reserve(uint64_t length) {
-    if (length > content_->bytes.size()) content_->bytes.resize(length);
 }
 
 bool MemoryFile::TryLock() {

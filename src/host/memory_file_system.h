@@ -29,7 +29,6 @@ class MemoryFile : public DataFile {
     void WriteAt(uint64_t offset, std::span<const std::byte> from) override;
     uint64_t Length() const override { return content_->bytes.size(); }
     void Truncate(uint64_t length) override;
-    void Reserve(uint64_t length) override;
     void Sync() override {}
     bool IsWritable() const override { return writable_; }
     bool TryLock() override;

@@ -1,0 +1,55 @@
+// Any bytes as an EDF file: opened, read at both ends and in the middle, in one piece and sample by sample,
+// and its annotations listed.
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "host/memory_file_system.h"
+#include "import/edf_doc.h"
+#include "quiet_host.h"
+
+namespace {
+
+constexpr size_t count = 150;
+
+void Read(kymora::CDataDoc& doc, int64_t from) {
+    std::vector<std::vector<float>> values(static_cast<size_t>(doc.traceCount), std::vector<float>(count));
+    std::vector<uint8_t> valid(count);
+    std::vector<kymora::TraceBlock> blocks;
+    for (int t = 0; t < doc.traceCount; ++t) blocks.push_back({t, values[static_cast<size_t>(t)], valid});
+    doc.ReadBlocks(from, blocks);
+    // However the samples are read, they are the same.
+    for (int t = 0; t < doc.traceCount; ++t) {
+        std::vector<float> one(1);
+        for (size_t i = 0; i < count; i += 37) {
+            doc.ReadBlock(t, from + static_cast<int64_t>(i), one);
+            if (std::memcmp(&one[0], &values[static_cast<size_t>(t)][i], sizeof(float)) != 0) std::abort();
+        }
+    }
+}
+
+void CheckEvents(const kymora::CDataDoc& doc) {
+    for (const kymora::CEventChan& channel : doc.eventChannels)
+        for (const kymora::CEventKM& event : channel.Events())
+            if (event.onPosition < 0 || event.offPosition <= event.onPosition || !channel.IsInOrder())
+                std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    kymora::fuzz::QuietHost host;
+    kymora::MemoryFileSystem files;
+    kymora::Session session(host, files);
+    if (size % 2 == 1) session.importSettings["annotations"] = "separate";
+    const auto* bytes = reinterpret_cast<const std::byte*>(data);
+    files.Put("/x.edf", {bytes, bytes + size});
+    kymora::CEDFDoc doc(session);
+    if (!doc.OnOpenDocument("/x.edf", kymora::OpenFor::reading)) return 0;
+    if (doc.GetLength() < 1 || doc.traceCount < 1 || doc.traceCount > 16) std::abort();
+    for (const int64_t from : {int64_t{0}, doc.GetLength() / 2, doc.GetLength() - 100}) Read(doc, from);
+    CheckEvents(doc);
+    doc.AnnotationList();
+    return 0;
+}

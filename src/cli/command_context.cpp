@@ -1,0 +1,69 @@
+#include "cli/command_context.h"
+
+#include <fmt/format.h>
+
+#include "document/native_writer.h"
+#include "import/open_document.h"
+
+namespace kymora {
+
+std::vector<CommandOption> CommonOptions::Options() {
+    return {
+        {"--import", "KEY=VALUE",
+         "a setting for the reader of a foreign format, e.g. signals=1,3; may be given several times",
+         &imports},
+        {"--seed", "N", "the seed of random draws (0)", &seed},
+        {"--yes", "", "answer every question with yes; without it the answer is the one that changes nothing",
+         &yes},
+        {"--quiet", "", "no notices and no progress; errors are still told", &quiet},
+    };
+}
+
+CommandContext::CommandContext(const CommonOptions& options)
+    : host(options.yes, options.quiet), session(host, files) {
+    for (const std::string& setting : options.imports) {
+        const size_t equals = setting.find('=');
+        if (equals == 0 || equals == std::string::npos)
+            throw CommandError(exitUsage, "--import takes KEY=VALUE, not \"" + setting + "\".");
+        session.importSettings[setting.substr(0, equals)] = setting.substr(equals + 1);
+    }
+    if (options.seed.value_or(0) < 0) throw CommandError(exitUsage, "--seed takes a number from 0.");
+    session.seed = static_cast<uint64_t>(options.seed.value_or(0));
+    session.skipFileDetails = true;
+    // The notice tells how a window shows gaps.
+    session.gapNoticeShown = true;
+}
+
+std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path) {
+    std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, OpenFor::reading);
+    if (!doc) throw CommandError(exitCannotOpen, "");
+    for (const auto& [key, value] : session.importSettings) {
+        if (session.importSettingsUsed.count(key) != 0) continue;
+        std::string known;
+        for (const std::string& name : session.importSettingsUsed)
+            known += (known.empty() ? "" : ", ") + name;
+        throw CommandError(exitUsage,
+                           known.empty()
+                               ? "--import " + key + ": a file of this format takes no settings."
+                               : "--import " + key + ": a file of this format takes only " + known + ".");
+    }
+    return doc;
+}
+
+std::unique_ptr<Progress> CommandContext::StartOutputProgress(std::string_view label, uint64_t total) {
+    return StandardOutput::IsTerminal() ? TerminalHost::SilentProgress() : host.StartProgress(label, total);
+}
+
+void CommandContext::MayReplace(const std::filesystem::path& path) {
+    if (!files.Stamp(path)) return;
+    if (files.IsReadOnly(path))
+        throw CommandError(exitFailed, path.string() + " has the ReadOnly property set.");
+    if (!host.Confirm("The file " + path.string() + " exists. Replace it?"))
+        throw CommandError(exitFailed, "Nothing was written.");
+}
+
+void UpdateOrCancel(Progress& progress, uint64_t done) {
+    if (!progress.Update(done)) throw Cancelled();
+}
+
+}  // namespace kymora

@@ -1,0 +1,162 @@
+#include "cli/command_line.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include <algorithm>
+
+#include "cli/command_context.h"
+#include "cli/interrupt.h"
+#include "document/native_writer.h"
+
+namespace kymora {
+namespace {
+
+constexpr auto makers = {MakeInfoCommand,    MakeSamplesCommand, MakeEventsCommand,
+                         MakeConvertCommand, MakePlotCommand,    MakeDemoCommand};
+
+// Words of the terminal, also those of subcommands that this version does not have: no desktop opens for
+// them.
+constexpr std::string_view terminalWords[] = {"info", "samples", "events", "convert",   "plot",
+                                              "demo", "run",     "batch",  "operations"};
+
+bool IsTerminalWord(std::string_view word) {
+    return std::find(std::begin(terminalWords), std::end(terminalWords), word) != std::end(terminalWords);
+}
+
+struct Subcommand {
+    std::unique_ptr<Command> command;
+    CommonOptions common;
+    CLI::App* app = nullptr;
+};
+
+void AddOption(CLI::App& app, const CommandOption& option) {
+    CLI::Option* added = std::visit(
+        [&](auto* target) -> CLI::Option* {
+            if constexpr (std::is_same_v<decltype(target), bool*>)
+                return app.add_flag(option.names, *target, option.help);
+            else
+                return app.add_option(option.names, *target, option.help);
+        },
+        option.target);
+    // A positional's name tells its value already.
+    const bool positional = option.names[0] != '-';
+    added->option_text((positional ? "" : option.value + " ") + (option.required ? "(required)" : ""));
+    // One value for each time that the option is given, so that a file's name behind it stays a file's name.
+    if (std::holds_alternative<std::vector<std::string>*>(option.target))
+        added->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
+    if (option.required) added->required();
+}
+
+bool HasCommand(const std::vector<Subcommand>& entries, std::string_view name) {
+    return std::any_of(entries.begin(), entries.end(), [&](const Subcommand& entry) {
+        return entry.command && entry.command->Name() == name;
+    });
+}
+
+std::string ExampleText(const Command& command) {
+    std::string text = "Examples:";
+    for (const std::string& line : command.Examples()) text += "\n  " + line;
+    return text;
+}
+
+void AddSubcommand(CLI::App& app, Subcommand& entry) {
+    entry.app = app.add_subcommand(entry.command->Name(), entry.command->Summary());
+    entry.app->set_help_flag("-h,--help", "show this help");
+    for (const CommandOption& option : entry.command->Options()) AddOption(*entry.app, option);
+    for (CommandOption option : entry.common.Options()) AddOption(*entry.app, option);
+    entry.app->footer(ExampleText(*entry.command));
+}
+
+void DescribeProgram(CLI::App& app) {
+    app.name("kymora");
+    app.set_help_flag("-h,--help", "show this help; SUBCOMMAND --help shows that of a subcommand");
+    app.set_version_flag("--version", "kymora " KYMORA_VERSION, "show the version");
+    app.require_subcommand(1);
+    app.footer("Without a subcommand: kymora [FILE...] opens the desktop application on the files.\n\n"
+               "Results go to standard output, messages to standard error. Exit codes: 0 done, 1 refused or\n"
+               "failed, 2 wrong command line, 3 a file cannot be opened, 130 interrupted.\n\n"
+               "Examples:\n"
+               "  kymora info recording.edf\n"
+               "  kymora convert recording.edf -o recording.kymr-dat\n"
+               "  kymora demo -o demo");
+}
+
+void RunSubcommand(const Subcommand& entry) {
+    CommandContext context(entry.common);
+    entry.command->Run(context);
+    context.output.Flush();
+}
+
+// Turns the ways in which a command can end into exit codes.
+int RunGuarded(const Subcommand& entry) {
+    try {
+        RunSubcommand(entry);
+        return exitDone;
+    } catch (const OutputClosed&) {
+        return exitDone;
+    } catch (const Cancelled&) {
+        TellUser("Interrupted.");
+        return exitInterrupted;
+    } catch (const CommandError& error) {
+        if (*error.what() != '\0') TellUser(error.what());
+        return error.code;
+    } catch (const std::exception& error) {
+        // A signal can also surface as an error of a system call.
+        TellUser(error.what());
+        return WasInterrupted() ? exitInterrupted : exitFailed;
+    }
+}
+
+int PrintAndReturn(const std::string& text) {
+    try {
+        StandardOutput output;
+        output.Write(text);
+        output.Flush();
+        return exitDone;
+    } catch (const OutputClosed&) {
+        return exitDone;
+    } catch (const std::exception& error) {
+        TellUser(error.what());
+        return exitFailed;
+    }
+}
+
+}  // namespace
+
+bool IsCommandLine(int argc, char** argv) {
+    if (argc < 2) return false;
+    const std::string_view first = argv[1];
+    return IsTerminalWord(first) || first == "-h" || (first.size() > 2 && first.substr(0, 2) == "--");
+}
+
+int RunCommandLine(int argc, char** argv) {
+    HoldStandardStreams();
+    CatchInterrupts();
+    CLI::App app{"Kymora views, converts and analyses electrophysiological recordings."};
+    std::vector<Subcommand> entries(makers.size());
+    try {
+        DescribeProgram(app);
+        size_t i = 0;
+        for (const auto make : makers) {
+            entries[i].command = make();
+            AddSubcommand(app, entries[i++]);
+        }
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        return PrintAndReturn(app.help());
+    } catch (const CLI::CallForVersion& version) {
+        return PrintAndReturn(std::string(version.what()) + "\n");
+    } catch (const CLI::Error& error) {
+        const bool isMissing = argc > 1 && IsTerminalWord(argv[1]) && !HasCommand(entries, argv[1]);
+        TellUser(isMissing ? std::string("There is no subcommand ") + argv[1] + "." : error.what());
+        TellUser("See kymora --help.");
+        return exitUsage;
+    }
+    for (const Subcommand& entry : entries)
+        if (entry.app->parsed()) return RunGuarded(entry);
+    return exitUsage;
+}
+
+}  // namespace kymora

@@ -1,0 +1,38 @@
+#include "cli/command_context.h"
+#include "cli/info_json.h"
+#include "cli/info_text.h"
+
+namespace kymora {
+namespace {
+
+class InfoCommand : public Command {
+  public:
+    std::string Name() const override { return "info"; }
+    std::string Summary() const override {
+        return "what a recording holds: head, traces, overlays, event channels";
+    }
+    std::vector<std::string> Examples() const override {
+        return {"kymora info recording.edf", "kymora info recording.kymr-dat --json",
+                "kymora info recording.edf --import signals=1,3"};
+    }
+    std::vector<CommandOption> Options() override {
+        return {{"FILE", "", "the recording", &file_, true}, {"--json", "", "as JSON", &json_}};
+    }
+    void Run(CommandContext& context) override {
+        const auto doc = context.Open(file_);
+        if (json_)
+            WriteInfoJson(context.output, *doc, file_);
+        else
+            context.output.Write(InfoText(*doc, file_));
+    }
+
+  private:
+    std::string file_;
+    bool json_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeInfoCommand() { return std::make_unique<InfoCommand>(); }
+
+}  // namespace kymora

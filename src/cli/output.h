@@ -1,0 +1,40 @@
+#pragma once
+// Standard output for results, fully buffered, with every write error noticed.
+
+#include <cstddef>
+#include <exception>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace kymora {
+
+class TextSink {
+  public:
+    virtual ~TextSink() = default;
+    virtual void Write(std::string_view text) = 0;
+};
+
+// The reader of standard output has gone away; there is nothing left to do and nothing to complain about.
+class OutputClosed : public std::exception {
+  public:
+    const char* what() const noexcept override { return "Standard output was closed."; }
+};
+
+class StandardOutput : public TextSink {
+  public:
+    StandardOutput();
+    // Throws OutputClosed, Cancelled after an interrupt, or CommandError.
+    void Write(std::string_view text) override;
+    void WriteBytes(std::span<const std::byte> bytes);
+    // What was not flushed when the program ends is lost.
+    void Flush();
+    static bool IsTerminal();
+
+  private:
+    void WriteThrough(std::string_view text);
+
+    std::string buffer_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,150 @@
+#include "display/axis_drawing.h"
+
+#include <array>
+
+#include "display/number_text.h"
+#include "display/trace_drawing.h"
+
+namespace kymora {
+
+namespace {
+
+using Horizontal = TextStyle::Horizontal;
+using Vertical = TextStyle::Vertical;
+
+constexpr uint32_t bracketColour = Rgb(120, 120, 132);
+constexpr uint32_t selectedColour = Rgb(0, 84, 166);
+
+// Below the plot.
+constexpr int bracketTop = 10, bracketBottom = 20, timeTextTop = 25;
+// From the window's left.
+constexpr int bracketTickEnd = 50, bracketLine = 60, limitRight = 56, labelLeft = 2, labelRoom = 46;
+
+TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
+    return {colour, horizontal, vertical};
+}
+
+class AxisPainter {
+  public:
+    AxisPainter(const CKymoraView& view, DrawDevice& device, int axis, bool showSelection)
+        : device_(device),
+          axis_(view.m_axes[static_cast<size_t>(axis)]),
+          band_(view.BandOf(axis)),
+          gap_(view.GetLayout().axisGap),
+          textHeight_(device.TextExtent("0").height),
+          sigFigs_(view.m_nSigFigs),
+          selected_(showSelection && axis_.m_bSelected) {}
+
+    void Paint() const {
+        const Pen pen{selected_ ? selectedColour : bracketColour, selected_ ? 2 : 1};
+        device_.SetPen(pen);
+        const std::array<Point, 4> bracket{{{bracketTickEnd, band_.top},
+                                            {bracketLine, band_.top},
+                                            {bracketLine, band_.bottom},
+                                            {bracketTickEnd, band_.bottom}}};
+        device_.Polyline(bracket);
+        const bool limitsFit = band_.Height() >= 2 * textHeight_;
+        if (limitsFit) PaintLimits();
+        PaintLabel(limitsFit);
+    }
+
+  private:
+    void PaintLimits() const {
+        device_.Text(limitRight, band_.top + 2, AxisNumber(axis_.m_dMax, sigFigs_),
+                     Style(textColour, Horizontal::right, Vertical::top));
+        device_.Text(limitRight, band_.bottom - 2, AxisNumber(axis_.m_dMin, sigFigs_),
+                     Style(textColour, Horizontal::right, Vertical::bottom));
+    }
+
+    // Upright while it fits so, else turned along the axis; without the units, and then cut, where room is
+    // short.
+    void PaintLabel(bool limitsFit) const {
+        const int middle = (band_.top + band_.bottom) / 2;
+        const int between = band_.Height() - (limitsFit ? 2 * textHeight_ + 6 : 0);
+        const int along = band_.Height() + gap_;
+        const bool uprightFits = between >= textHeight_ - 3;
+        const std::string full =
+            axis_.m_strUnits.empty() ? axis_.m_strLabel : axis_.m_strLabel + " (" + axis_.m_strUnits + ")";
+        TextStyle style = Style(selected_ ? selectedColour : textColour, Horizontal::left, Vertical::centre);
+        for (const std::string& text : {full, axis_.m_strLabel}) {
+            const int width = device_.TextExtent(text).width;
+            if (width <= labelRoom && uprightFits) return device_.Text(labelLeft, middle, text, style);
+            if (width <= along) return PaintTurned(text, middle, style);
+        }
+        if (along >= 3 * textHeight_)
+            PaintTurned(ElideText(device_, axis_.m_strLabel, along), middle, style);
+        else if (uprightFits)
+            device_.Text(labelLeft, middle, ElideText(device_, axis_.m_strLabel, labelRoom), style);
+    }
+
+    void PaintTurned(std::string_view text, int middle, TextStyle style) const {
+        style.upward = true;
+        style.horizontal = Horizontal::centre;
+        device_.Text(labelLeft + textHeight_ / 2, middle, text, style);
+    }
+
+    DrawDevice& device_;
+    const CVertAxis& axis_;
+    PixelRect band_;
+    int gap_;
+    int textHeight_;
+    int sigFigs_;
+    bool selected_;
+};
+
+std::string TimebaseCaption(const CKymoraView& view) {
+    if (!view.m_bShowGrid && !view.m_bTimebasePerViewport)
+        return std::string("time (") + TimeUnitName(view.m_nTimeUnit) + ")";
+    return "time (" + view.TimebaseText() + " " + view.TimebaseUnitText() + ")";
+}
+
+}  // namespace
+
+void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
+    const PixelRect& plot = view.GetLayout().plot;
+    if (!view.m_bShowAxes || plot.Width() <= 0) return;
+    const int middle = (plot.left + plot.right) / 2;
+    device.SetPen({bracketColour});
+    const std::array<Point, 4> bracket{{{plot.left, plot.bottom + bracketBottom},
+                                        {plot.left, plot.bottom + bracketTop},
+                                        {plot.right, plot.bottom + bracketTop},
+                                        {plot.right, plot.bottom + bracketBottom}}};
+    device.Polyline(bracket);
+    device.Line(middle, plot.bottom + bracketTop, middle, plot.bottom + bracketBottom);
+    if (!withTexts) return;
+
+    const int y = plot.bottom + timeTextTop;
+    device.Text(plot.left, y, view.StartText(), Style(textColour, Horizontal::left, Vertical::top));
+    device.Text(plot.right, y, view.EndText(), Style(textColour, Horizontal::right, Vertical::top));
+    device.Text(middle, y, TimebaseCaption(view), Style(textColour, Horizontal::centre, Vertical::top));
+}
+
+void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection) {
+    if (!view.GetLayout().axesShown) return;
+    for (const int axis : view.ShownAxes())
+        if (view.BandOf(axis).Height() > 0) AxisPainter(view, device, axis, showSelection).Paint();
+}
+
+void DrawTraceLabels(const CKymoraView& view, DrawDevice& device) {
+    if (!(view.m_fDataArea > 0.0f) || !(view.m_bShowTraceLabels || view.m_bShowTraceIDs)) return;
+    const PixelRect& plot = view.GetLayout().plot;
+    const CDataDoc& doc = view.GetDocument();
+    for (const int axis : view.ShownAxes()) {
+        int x = plot.left + 5;
+        for (int trace = 0; trace < doc.traceCount; ++trace) {
+            if (view.m_nAxisOfTrace[static_cast<size_t>(trace)] != axis) continue;
+            const TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
+            std::string text = view.m_bShowTraceIDs ? std::to_string(trace + 1) : std::string();
+            if (view.m_bShowTraceLabels && !settings.traceLabel.empty())
+                text += (text.empty() ? "" : ": ") + settings.traceLabel;
+            text = ElideText(device, text, plot.right - 5 - x);
+            if (text.empty()) continue;
+            const int top = view.BandOf(axis).top - std::min(view.GetLayout().axisGap, 8);
+            RimmedText(device, x, top, text, Style(settings.traceColour, Horizontal::left, Vertical::top),
+                       paperColour);
+            x += device.TextExtent(text).width + 14;
+        }
+    }
+}
+
+}  // namespace kymora

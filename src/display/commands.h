@@ -1,0 +1,53 @@
+#pragma once
+// Every command of the view in one table: menu place, label with its key, when it is enabled or checked, and
+// what it does. Menus and keys are made from it, so that a command is one line here.
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "display/kymora_view.h"
+
+namespace kymora {
+
+enum class KeyCode { none, character, home, end, left, right, up, down };
+
+struct Key {
+    KeyCode code = KeyCode::none;
+    char character = 0;  // lower case, when the code is `character`
+    bool ctrl = false;
+    bool alt = false;
+    bool operator==(const Key&) const = default;
+};
+
+// The key that stands behind the tab of a label ("&Left page\tCtrl+left arrow"); no code when there is none.
+Key KeyOf(std::string_view label);
+
+struct CommandContext {
+    CKymoraView& view;
+    bool ctrl = false;  // the key is held: commands on axes act on all of them
+};
+
+struct Command {
+    std::string_view id;
+    std::string_view menu;                // the path of submenus, "View/Time unit"
+    std::string_view label;               // with & before the access key and the shortcut behind a tab
+    bool (*enabled)(const CKymoraView&);  // null: always
+    bool (*checked)(const CKymoraView&);  // null: has no check mark
+    void (*run)(const CommandContext&);
+    bool startsGroup = false;  // a separator stands before it
+    Key key = {};              // of the label
+};
+
+std::span<const Command> ViewCommands();
+
+const Command* FindCommand(std::string_view id);
+// The command of a key. Ctrl may be held with the key of a command that has none of its own: it is then
+// passed on.
+const Command* FindCommand(const Key& key);
+
+// Runs an enabled command; false when it is not.
+bool RunCommand(const Command& command, const CommandContext& context);
+
+}  // namespace kymora

@@ -1,0 +1,110 @@
+#include "display/draw_device.h"
+
+#include "archive/text_encoding.h"
+
+namespace kymora {
+
+void DrawDevice::Polyline(std::span<const Point> points) {
+    if (points.empty()) return;
+    MoveTo(points.front().x, points.front().y);
+    for (const Point& point : points.subspan(1)) LineTo(point.x, point.y);
+}
+
+void JoinColumns(std::span<const Point> points, std::vector<Point>& joined) {
+    joined.clear();
+    const auto add = [&](Point point) {
+        if (joined.empty() || joined.back() != point) joined.push_back(point);
+    };
+    size_t i = 0;
+    while (i < points.size()) {
+        const int x = points[i].x;
+        const int first = points[i].y;
+        int low = first, high = first, last = first;
+        for (; i < points.size() && points[i].x == x; ++i) {
+            last = points[i].y;
+            low = std::min(low, last);
+            high = std::max(high, last);
+        }
+        add({x, first});
+        add({x, low});
+        add({x, high});
+        add({x, last});
+    }
+}
+
+bool IsDense(std::span<const Point> joined) {
+    size_t advances = 0;
+    for (size_t i = 1; i < joined.size(); ++i)
+        if (joined[i].x != joined[i - 1].x) ++advances;
+    return 2 * joined.size() > 3 * (advances + 1);
+}
+
+namespace {
+
+// Row of a segment at half a column behind column x, held between its ends.
+int RowBehind(Point from, Point to, int x) {
+    const int64_t columns = int64_t{to.x} - from.x;
+    const int64_t rows = int64_t{to.y} - from.y;
+    const int64_t halfColumns = 2 * (int64_t{x} - from.x) + 1;
+    return from.y + static_cast<int>(rows * halfColumns / (2 * columns));
+}
+
+void AddSegment(Point from, Point to, std::vector<ColumnSpan>& spans) {
+    if (from.x > to.x) std::swap(from, to);
+    int row = from.y;
+    for (int x = from.x; x <= to.x; ++x) {
+        const int next = x == to.x ? to.y : RowBehind(from, to, x);
+        const ColumnSpan span{x, std::min(row, next), std::max(row, next)};
+        ColumnSpan* last = spans.empty() ? nullptr : &spans.back();
+        const bool joins =
+            last && last->x == x && span.top <= last->bottom + 1 && span.bottom >= last->top - 1;
+        if (joins) {
+            last->top = std::min(last->top, span.top);
+            last->bottom = std::max(last->bottom, span.bottom);
+        } else {
+            spans.push_back(span);
+        }
+        row = next;
+    }
+}
+
+}  // namespace
+
+void SpansOf(std::span<const Point> points, std::vector<ColumnSpan>& spans) {
+    spans.clear();
+    if (points.size() == 1) AddSegment(points[0], points[0], spans);
+    for (size_t i = 1; i < points.size(); ++i) AddSegment(points[i - 1], points[i], spans);
+}
+
+std::string OneLine(std::string_view text) {
+    std::string line = ToDisplayText(text);
+    for (char& c : line)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+    return line;
+}
+
+void RimmedText(DrawDevice& device, int x, int y, std::string_view text, const TextStyle& style,
+                uint32_t paper) {
+    TextStyle rim = style;
+    rim.colour = paper;
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx)
+            if (dx != 0 || dy != 0) device.Text(x + dx, y + dy, text, rim);
+    device.Text(x, y, text, style);
+}
+
+std::string ElideText(DrawDevice& device, std::string_view wanted, int width) {
+    const std::string text = OneLine(wanted);
+    if (device.TextExtent(text).width <= width) return text;
+    const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+    std::string_view kept = text;
+    while (!kept.empty()) {
+        do kept.remove_suffix(1);
+        while (!kept.empty() && isContinuation(text[kept.size()]));
+        std::string shown = std::string(kept) + "\u2026";
+        if (!kept.empty() && device.TextExtent(shown).width <= width) return shown;
+    }
+    return {};
+}
+
+}  // namespace kymora

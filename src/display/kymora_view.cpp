@@ -1,0 +1,267 @@
+#include "display/kymora_view.h"
+
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "display/number_text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int usualStepPercent = 20;
+constexpr int64_t usualViewportSamples = 1000;
+constexpr double nearlyWhole = 0.999;
+
+constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
+
+}  // namespace
+
+CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) { doc_.AddView(*this); }
+
+CKymoraView::~CKymoraView() { doc_.RemoveView(*this); }
+
+// --- opening
+// ----------------------------------------------------------------------------------------------------------
+
+bool CKymoraView::OnInitialUpdate(std::optional<Viewport> viewport) {
+    TakeStoredViewport();
+    if (viewport) Place(*viewport);
+    TakeAxes();
+    TakeStoredSettings();
+    cache_.Reset(doc_);
+    longestEvents_.clear();
+    Relayout();
+    const bool complete = RefreshViewport(true);
+    if (!complete) {
+        Place(DefaultViewport());
+        RefreshViewport(false);
+    }
+    AutoscaleNewAxes();
+    return complete;
+}
+
+void CKymoraView::TakeStoredViewport() {
+    const StoredView& stored = doc_.view;
+    Viewport viewport{stored.viewStart, stored.viewEnd};
+    if (!(viewport.start >= 0.0)) viewport.start = 0.0;
+    if (!(viewport.end > 0.0) || !(viewport.Duration() > 0.0) || !std::isfinite(viewport.end))
+        viewport = DefaultViewport();
+    Place(viewport);
+}
+
+void CKymoraView::Place(Viewport viewport) {
+    m_StartTime = viewport.start;
+    m_EndTime = viewport.end;
+}
+
+Viewport CKymoraView::DefaultViewport() const {
+    double end = doc_.TimeOf(usualViewportSamples);
+    if (end - std::floor(end) > nearlyWhole) end = std::ceil(end);
+    return {0.0, end};
+}
+
+void CKymoraView::TakeAxes() {
+    for (int t = 0; t < doc_.traceCount; ++t) {
+        const auto i = static_cast<size_t>(t);
+        const TraceSettings& stored = doc_.traces[i];
+        CVertAxis& axis = m_axes[i];
+        axis.m_dMax = stored.axisTop;
+        axis.m_dMin = stored.axisBottom;
+        axis.m_strLabel = stored.axisLabel;
+        axis.m_strUnits = stored.traceUnits;
+        m_bAxisVisible[i] = stored.traceVisible != 0;
+        const bool exists = stored.traceOrder >= 0 && stored.traceOrder < doc_.traceCount;
+        m_nAxisOfTrace[i] = exists ? stored.traceOrder : t;
+        autoscale_[i] = stored.traceAutoscale;
+    }
+    CountShownAxes();
+    if (m_nVisibleAxes == 0 && doc_.traceCount > 0) {
+        GetSession().host.Message(noAxesText);
+        m_bAxisVisible[0] = true;
+        CountShownAxes();
+    }
+    for (CVertAxis& axis : m_axes) axis.m_bSelected = false;
+    if (!shownAxes_.empty()) m_axes[static_cast<size_t>(shownAxes_.front())].m_bSelected = true;
+}
+
+void CKymoraView::TakeStoredSettings() {
+    const StoredView& stored = doc_.view;
+    m_bShowAxes = stored.showAxes != 0;
+    m_bShowSlider = stored.showSlider != 0;
+    m_bShowGrid = stored.showGrid != 0;
+    m_bShowTraceLabels = stored.showTraceLabels != 0;
+    m_bShowTraceIDs = stored.showTraceIds != 0;
+    m_bShowEvents = stored.showEvents != 0;
+    m_bShowEventLabels = stored.showEventLabels != 0;
+    m_bShowEventChanLabels = stored.showEventChanLabels != 0;
+    m_nPercentStep = stored.scrollStepPercent > 0 ? stored.scrollStepPercent : usualStepPercent;
+    m_nSigFigs = std::clamp(stored.vertAxisSigFigs, 0, 6);
+    expandContractFocus_ = stored.expandContractFocus;
+    const float area = stored.dataDisplayFraction;
+    m_fDataArea = area >= 0.0f ? std::min(area, 1.0f) : 1.0f;
+    m_nTimeUnit = stored.timeUnit >= 0 && stored.timeUnit <= 2 ? stored.timeUnit : 0;
+    m_bTimebasePerViewport = stored.timebaseMode != 0;
+}
+
+DisplaySettings CKymoraView::GetDisplaySettings() const {
+    DisplaySettings settings;
+    StoredView& view = settings.view;
+    view = doc_.view;  // what this view does not know stays as it was stored
+    view.viewStart = m_StartTime;
+    view.viewEnd = m_EndTime;
+    view.expandContractFocus = expandContractFocus_;
+    view.showAxes = m_bShowAxes;
+    view.showSlider = m_bShowSlider;
+    view.showGrid = m_bShowGrid;
+    view.showTraceLabels = m_bShowTraceLabels;
+    view.showTraceIds = m_bShowTraceIDs;
+    view.showEvents = m_bShowEvents;
+    view.showEventLabels = m_bShowEventLabels;
+    view.showEventChanLabels = m_bShowEventChanLabels;
+    view.scrollStepPercent = m_nPercentStep;
+    view.vertAxisSigFigs = m_nSigFigs;
+    view.dataDisplayFraction = m_fDataArea;
+    view.timeUnit = m_nTimeUnit;
+    view.timebaseMode = m_bTimebasePerViewport;
+    for (int t = 0; t < doc_.traceCount; ++t) {
+        const auto i = static_cast<size_t>(t);
+        settings.traces.push_back({autoscale_[i], m_axes[i].m_dMax, m_axes[i].m_dMin, m_nAxisOfTrace[i]});
+    }
+    return settings;
+}
+
+// --- layout
+// -----------------------------------------------------------------------------------------------------------
+
+void CKymoraView::OnSize(int width, int height) {
+    width_ = width;
+    height_ = height;
+    Relayout();
+}
+
+void CKymoraView::Relayout() {
+    CountShownAxes();
+    layout_ = CalcLayout({width_, height_, m_bShowAxes, m_fDataArea, m_nVisibleAxes});
+    if (!window_) return;
+    window_->LayoutChanged();
+    window_->Invalidate();
+}
+
+void CKymoraView::CountShownAxes() {
+    shownAxes_.clear();
+    for (int axis = 0; axis < doc_.traceCount; ++axis)
+        if (m_bAxisVisible[static_cast<size_t>(axis)]) shownAxes_.push_back(axis);
+    m_nVisibleAxes = static_cast<int>(shownAxes_.size());
+}
+
+int CKymoraView::SlotOf(int axis) const {
+    const auto found = std::find(shownAxes_.begin(), shownAxes_.end(), axis);
+    return found == shownAxes_.end() ? -1 : static_cast<int>(found - shownAxes_.begin());
+}
+
+bool CKymoraView::IsTraceShown(int trace) const {
+    return m_fDataArea > 0.0f &&
+           m_bAxisVisible[static_cast<size_t>(m_nAxisOfTrace[static_cast<size_t>(trace)])];
+}
+
+ValueScale CKymoraView::GetValueScale(int axis) const {
+    const CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
+    const PixelRect band = BandOf(axis);
+    return {limits.m_dMax, limits.m_dMin, band.top, band.bottom};
+}
+
+int CKymoraView::GetNearestAxis(int y) const {
+    if (!(m_fDataArea > 0.0f)) return -1;
+    const int slot = layout_.SlotAt(y, m_nVisibleAxes);
+    return slot < 0 ? -1 : shownAxes_[static_cast<size_t>(slot)];
+}
+
+std::string CKymoraView::StatusText(int x, int y) const {
+    if (!layout_.plot.Contains(x, y)) return {};
+    std::string text = fmt::format("t = {:.3f}", PixelToTime(x));
+    if (const int axis = GetNearestAxis(y); axis >= 0)
+        text += fmt::format(", {} = {:.3f}", doc_.traces[static_cast<size_t>(axis)].axisLabel,
+                            GetValueScale(axis).ToValue(y));
+    return text;
+}
+
+// --- the cache
+// --------------------------------------------------------------------------------------------------------
+
+bool CKymoraView::RefreshViewport(bool showProgress) {
+    m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
+    if (m_fDataArea > 0.0f && !UpdateCache(showProgress)) return false;
+    m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
+    UpdateDependents();
+    return true;
+}
+
+bool CKymoraView::UpdateCache(bool showProgress) {
+    const int level = ChooseCacheLevel(GetViewport(), doc_.TimeOf(binCount));
+    if (!cache_.NeedsReload(GetViewport(), level)) {
+        cache_.m_nCacheLevel = level;
+        return true;
+    }
+    try {
+        return cache_.ReadDisplayData(doc_, m_StartTime, level, showProgress);
+    } catch (const FileError& error) {
+        GetSession().host.Message(error.what());
+        cache_.Blank(doc_, m_StartTime, level);
+        return true;
+    }
+}
+
+void CKymoraView::UpdateDependents() {
+    if (!window_) return;
+    window_->ShowTimes();
+    window_->Invalidate();
+}
+
+void CKymoraView::OnUpdate(UpdateHint hint) {
+    longestEvents_.clear();
+    switch (hint) {
+    case UpdateHint::samples:
+        cache_.Reset(doc_);
+        RefreshViewport(false);
+        break;
+    case UpdateHint::events:
+        break;
+    case UpdateHint::settings:
+        Relayout();
+        break;
+    }
+    UpdateDependents();
+}
+
+int64_t CKymoraView::LongestEvent(int channel) const {
+    if (longestEvents_.empty()) longestEvents_.assign(maxEventChannels, -1);
+    int64_t& longest = longestEvents_[static_cast<size_t>(channel)];
+    if (longest < 0) {
+        longest = 0;
+        for (const CEventKM& event : doc_.eventChannels[static_cast<size_t>(channel)].Events())
+            longest = std::max(longest, int64_t{event.offPosition} - event.onPosition);
+    }
+    return longest;
+}
+
+// --- switches
+// ---------------------------------------------------------------------------------------------------------
+
+void CKymoraView::ChangedSettings() { doc_.SetModifiedFlag(); }
+
+void CKymoraView::ToggleSwitch(bool CKymoraView::*member) {
+    this->*member = !(this->*member);
+    ChangedSettings();
+    Relayout();
+}
+
+void CKymoraView::SetDataArea(float fraction) {
+    m_fDataArea = fraction;
+    ChangedSettings();
+    Relayout();
+    RefreshViewport(false);
+}
+
+}  // namespace kymora

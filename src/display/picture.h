@@ -1,0 +1,17 @@
+#pragma once
+// The whole picture of a recording on a device: what a window shows, and what a file gets.
+
+#include "display/draw_device.h"
+#include "display/kymora_view.h"
+
+namespace kymora {
+
+enum class PictureTarget {
+    window,  // edit boxes stand for the times, the selected axes and the slider are shown
+    file,    // everything is drawn
+};
+
+// Draws the view at the size of its layout.
+void PaintRecording(const CKymoraView& view, DrawDevice& device, PictureTarget target);
+
+}  // namespace kymora

@@ -1,0 +1,39 @@
+#include "display/plot_recording.h"
+
+#include <stdexcept>
+
+#include "display/picture.h"
+#include "document/native_writer.h"
+#include "output/cairo_device.h"
+
+namespace kymora {
+
+namespace {
+
+// Nothing when the stored viewport is to be shown.
+std::optional<Viewport> RequestedViewport(const CDataDoc& doc, std::optional<double> fromMs,
+                                          std::optional<double> toMs) {
+    const bool isStored = doc.view.viewEnd > 0.0 && doc.view.viewEnd > doc.view.viewStart;
+    if (!fromMs && !toMs && isStored) return {};
+    const double start = std::max(0.0, fromMs.value_or(0.0));
+    const double fileEnd = std::max(doc.GetEndTime(), start + doc.sampleInterval);
+    const Viewport viewport{start, toMs.value_or(fileEnd)};
+    if (!(viewport.end > viewport.start))
+        throw std::runtime_error("The end of the plot must be after its start.");
+    return viewport;
+}
+
+}  // namespace
+
+void PlotRecordingPng(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
+                      std::optional<double> toMs, int width, int height) {
+    CairoDevice device(width, height);
+    CKymoraView view(doc);
+    view.OnSize(width, height);
+    if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
+    PaintRecording(view, device, PictureTarget::file);
+    const std::vector<std::byte> png = device.EncodePng();
+    WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(png); });
+}
+
+}  // namespace kymora

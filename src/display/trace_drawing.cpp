@@ -1,0 +1,192 @@
+#include "display/trace_drawing.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int divisions = 8;
+constexpr std::array<int, 4> dotRadius{0, 2, 4, 6};
+
+// The line of one trace. Its pen may change from segment to segment; what is drawn with one pen goes to the
+// device in one piece.
+class TraceLine {
+  public:
+    TraceLine(DrawDevice& device, Pen pen) : device_(device), pen_(pen) {}
+    ~TraceLine() { Flush(); }
+
+    bool HasPosition() const { return !points_.empty(); }
+    // The line is interrupted; the next point begins another.
+    void Break() {
+        Flush();
+        points_.clear();
+    }
+    void MoveTo(int x, int y) {
+        Break();
+        points_.push_back({x, y});
+    }
+    void LineTo(int x, int y, const Pen& pen) {
+        if (pen != pen_) {
+            Flush();
+            points_.erase(points_.begin(), points_.end() - 1);
+            pen_ = pen;
+        }
+        points_.push_back({x, y});
+    }
+
+  private:
+    void Flush() {
+        if (points_.size() < 2 || pen_.style == Pen::Style::null) return;
+        device_.SetPen(pen_);
+        device_.Polyline(points_);
+    }
+
+    DrawDevice& device_;
+    Pen pen_;
+    std::vector<Point> points_;
+};
+
+class TracePainter {
+  public:
+    TracePainter(const CKymoraView& view, DrawDevice& device, int trace)
+        : view_(view),
+          device_(device),
+          cache_(view.GetCache()),
+          axis_(view.m_nAxisOfTrace[static_cast<size_t>(trace)]),
+          format_(view.m_format[static_cast<size_t>(trace)]),
+          times_(view.GetTimeScale()),
+          values_(view.GetValueScale(axis_)),
+          low_(cache_.Min(trace)),
+          high_(cache_.Max(trace)),
+          active_(cache_.Active(trace)) {
+        pen_ = {view.GetDocument().traces[static_cast<size_t>(trace)].traceColour, format_.lineWidth};
+        inactive_ = {inactiveColour, 1, view.m_bInactiveSections ? Pen::Style::solid : Pen::Style::null};
+    }
+
+    void Paint() {
+        if (low_.size() != binCount || !times_.IsUsable() || cache_.m_DatStartTime < 0.0) return;
+        if (format_.clipToAxis) device_.SetClip(ClipOf(view_.BandOf(axis_)));
+        if (format_.drawAsDots)
+            PaintDots();
+        else
+            PaintLines();
+        if (format_.clipToAxis) device_.SetClip(ClipOf(view_.GetLayout().plot));
+    }
+
+    static PixelRect ClipOf(const PixelRect& rect) {
+        return {rect.left, rect.top, rect.right + 1, rect.bottom + 1};
+    }
+
+  private:
+    bool IsPastEnd(size_t bin) const { return low_[bin] != low_[bin] || high_[bin] != high_[bin]; }
+    bool IsEmpty(size_t bin) const { return low_[bin] > high_[bin]; }
+    bool IsActive(size_t bin) const { return active_.empty() || active_[bin] != 0; }
+    int X(size_t bin) const { return times_.ToPixel(cache_.TimeOfBin(static_cast<int>(bin))); }
+
+    void PaintLines() const;
+    void DrawToZero(TraceLine& line, size_t bin) const;
+    void PaintDots() const;
+    void Dot(int x, int y) const;
+
+    const CKymoraView& view_;
+    DrawDevice& device_;
+    const DisplayCache& cache_;
+    int axis_;
+    const TraceFormat& format_;
+    TimeScale times_;
+    ValueScale values_;
+    std::span<const float> low_, high_;
+    std::span<const uint8_t> active_;
+    Pen pen_, inactive_;
+};
+
+void TracePainter::PaintLines() const {
+    TraceLine line(device_, pen_);
+    const auto range = cache_.BinsOf(view_.GetViewport());
+    bool previousActive = false;
+    for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
+        if (IsPastEnd(bin)) {
+            if (view_.m_bInactiveSections) DrawToZero(line, bin);
+            return;
+        }
+        if (IsEmpty(bin)) {
+            line.Break();
+            continue;
+        }
+        const bool active = IsActive(bin);
+        const int x = X(bin), bottom = values_.ToPixel(low_[bin]), top = values_.ToPixel(high_[bin]);
+        if (!line.HasPosition())
+            line.MoveTo(x, bottom);
+        else
+            line.LineTo(x, bottom, active && previousActive ? pen_ : inactive_);
+        line.LineTo(x, top, active ? pen_ : inactive_);
+        previousActive = active;
+    }
+}
+
+void TracePainter::DrawToZero(TraceLine& line, size_t bin) const {
+    const int zero = values_.ToPixel(0.0);
+    if (line.HasPosition())
+        line.LineTo(X(bin), zero, inactive_);
+    else
+        line.MoveTo(X(bin), zero);
+    line.LineTo(times_.ToPixel(view_.m_EndTime), zero, inactive_);
+}
+
+void TracePainter::PaintDots() const {
+    const auto range = cache_.BinsOf(view_.GetViewport());
+    for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
+        if (IsPastEnd(bin)) return;
+        if (IsEmpty(bin) || (!IsActive(bin) && !view_.m_bInactiveSections)) continue;
+        Dot(X(bin), values_.ToPixel(low_[bin]));
+        if (low_[bin] != high_[bin]) Dot(X(bin), values_.ToPixel(high_[bin]));
+    }
+}
+
+void TracePainter::Dot(int x, int y) const {
+    const int radius = dotRadius[static_cast<size_t>(std::clamp(format_.dotSize, 0, 3))];
+    if (radius == 0)
+        device_.SetPixel(x, y, pen_.colour);
+    else
+        device_.FillEllipse({x - radius, y - radius, x + radius, y + radius}, pen_.colour);
+}
+
+}  // namespace
+
+void DrawFrameAndGrid(const CKymoraView& view, DrawDevice& device) {
+    const PixelRect& plot = view.GetLayout().plot;
+    if (plot.Width() <= 0 || plot.Height() <= 0) return;
+    if (view.m_bShowGrid) {
+        device.SetPen({gridColour, 1, Pen::Style::dashed});
+        if (view.m_fDataArea > 0.0f)
+            for (const int axis : view.ShownAxes()) {
+                const PixelRect band = view.BandOf(axis);
+                device.Line(plot.left, band.top, plot.right, band.top);
+                device.Line(plot.left, band.bottom, plot.right, band.bottom);
+            }
+        for (int i = 1; i < divisions; ++i) {
+            const int x = plot.left + plot.Width() * i / divisions;
+            device.Line(x, plot.top, x, plot.bottom);
+        }
+    }
+    if (!view.m_bShowAxes) return;
+    device.SetPen({frameColour});
+    const std::array<Point, 5> frame{{{plot.left, plot.top},
+                                      {plot.right, plot.top},
+                                      {plot.right, plot.bottom},
+                                      {plot.left, plot.bottom},
+                                      {plot.left, plot.top}}};
+    device.Polyline(frame);
+}
+
+void DrawTraces(const CKymoraView& view, DrawDevice& device) {
+    const PixelRect& plot = view.GetLayout().plot;
+    if (!(view.m_fDataArea > 0.0f) || plot.Width() <= 0) return;
+    device.SetClip(TracePainter::ClipOf(plot));
+    for (const int axis : view.ShownAxes())
+        for (int trace = 0; trace < view.GetDocument().traceCount; ++trace)
+            if (view.m_nAxisOfTrace[static_cast<size_t>(trace)] == axis)
+                TracePainter(view, device, trace).Paint();
+    device.ClearClip();
+}
+
+}  // namespace kymora

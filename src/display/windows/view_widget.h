@@ -1,0 +1,67 @@
+#pragma once
+// The window of a view: it forwards mouse, keys and size, paints what the view draws, and holds the edit
+// boxes of the time axis.
+
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QWidget>
+
+#include "display/commands.h"
+#include "display/kymora_view.h"
+
+namespace kymora {
+
+class ViewWidget : public QWidget, public ViewWindow {
+    Q_OBJECT
+
+  public:
+    // The view must outlive the widget.
+    explicit ViewWidget(CKymoraView& view, QWidget* parent = nullptr);
+    ~ViewWidget() override;
+
+    CKymoraView& View() const { return view_; }
+
+    void Invalidate() override;
+    void ShowTimes() override;
+    void LayoutChanged() override;
+    std::optional<double> AskNumber(std::string_view title, std::string_view label, double value) override;
+
+    QSize sizeHint() const override { return {900, 560}; }
+
+  signals:
+    void StatusChanged(const QString& text);  // what is under the mouse; empty when it is outside of the plot
+    void ViewChanged();                       // viewport, settings or samples
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    QLineEdit* MakeEdit(const char* name, const QString& toolTip, Qt::Alignment alignment);
+    void Accept(QLineEdit* edit);
+    void PlaceEdits();
+    void PaintPicture();
+    bool PressSlider(QPoint at);
+    void ScrollBySteps(int steps);
+
+    CKymoraView& view_;
+    QLineEdit* startEdit_;
+    QLineEdit* timebaseEdit_;
+    QLineEdit* endEdit_;
+    QLabel* timebaseUnit_;
+    QImage picture_;
+    bool pictureIsCurrent_ = false;
+    bool accepting_ = false;
+    int thumbGrip_ = -1;  // where the mouse holds the slider's thumb, from its left edge; -1 when it does not
+    int wheelTurn_ = 0;   // eighths of a degree that did not make a step yet
+};
+
+}  // namespace kymora

@@ -1,0 +1,320 @@
+#include "document/data_doc.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+#include <new>
+
+#include "archive/text_encoding.h"
+#include "document/native_writer.h"
+#include "document/side_car.h"
+#include "numerics/rounding.h"
+
+namespace kymora {
+
+const char* FileTypeClassName(int typeCode) {
+    static constexpr const char* names[] = {
+        "CDataDoc",   "CAscDoc",    "CCEDDoc", "CSpike2Doc", "CKYMDoc", "CFloatDoc", "CECRDoc",
+        "CScopeDoc",  "CAxonDoc",   "CBinaryDoc", "CWavDoc", "CWintronDoc", "CDtxDoc", "CEDFDoc",
+        "CDataQDoc",  "CPicoMatDoc", "CAcqDoc", "CAxographDoc", "CMultiChanDoc"};
+    return typeCode >= 0 && typeCode <= typeMultiChannel ? names[typeCode] : names[0];
+}
+
+TraceSettings TraceSettings::Default(int trace) {
+    static constexpr uint32_t colours[] = {0x000080, 0x008000, 0x800000, 0x008080, 0x808000};
+    TraceSettings settings;
+    settings.traceOrder = trace;
+    settings.axisLabel = "Ax " + std::to_string(trace + 1);
+    settings.traceColour = trace < 5 ? colours[trace] : 0;
+    return settings;
+}
+
+bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b) {
+    const auto folded = [](const std::filesystem::path& p) {
+        std::error_code ignored;
+        return FoldCase(std::filesystem::absolute(p, ignored).lexically_normal().string());
+    };
+    return folded(a) == folded(b);
+}
+
+std::string FoldedExtension(const std::filesystem::path& path) { return FoldCase(path.extension().string()); }
+
+CDataDoc::CDataDoc(Session& session) : session_(session) { ResetModel(); }
+
+CDataDoc::~CDataDoc() { GetHost().Log("In CDataDoc dtor\n"); }
+
+void CDataDoc::ResetModel() {
+    fileVersion = currentFileVersion;
+    for (int t = 0; t < maxTraces; ++t) {
+        const auto slot = static_cast<size_t>(t);
+        traces[slot] = TraceSettings::Default(t);
+        traceAnnotations[slot].clear();
+        validRuns[slot] = RunList();
+    }
+    eventChannels.assign(maxEventChannels, CEventChan(this));
+    for (int c = 0; c < maxEventChannels; ++c)
+        eventChannels[static_cast<size_t>(c)].channelColour = DefaultChannelColour(c);
+    ResetDefaultPositions();
+    markers.clear();
+    view = StoredView();
+    view.expandContractFocus = session_.options.expandContractFocus;
+    grid = Grid();
+    scaleBars = {};
+    fileComment.clear();
+    historyLog.clear();
+    sampleInterval = 1.0;
+    traceCount = 0;
+    episodic = hasGaps = noData = false;
+    episodicStored = 0;
+    legacyEventCode = 0;
+}
+
+// --- opening, saving, closing ------------------------------------------------------------------------------------------
+
+bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose) {
+    filePath = path;
+    inOpen = true;
+    bool opened = false;
+    std::string reason;
+    try {
+        opened = Load(purpose) && AfterLoad() && !openCancelled;
+        if (opened) AllocateBuffers();
+    } catch (const ArchiveError& error) {
+        opened = false;
+        reason = error.what();
+    } catch (const FileError& error) {
+        opened = false;
+        reason = error.what();
+    } catch (const std::bad_alloc&) {
+        opened = false;
+        reason = "There is not enough memory for it.";
+    }
+    inOpen = false;
+    if (!reason.empty()) GetHost().Message("Couldn't open " + path.string() + "\n" + reason);
+    if (opened) UpdateAllViews(UpdateHint::samples);
+    return opened;
+}
+
+bool CDataDoc::OnSaveDocument() {
+    GetHost().Log("In OnSaveDocument for non-flt files, writing header\n");
+    GetDisplaySettingsFromView();
+    try {
+        if (!WriteSideCar(*this)) return false;
+    } catch (const FileError& error) {
+        GetHost().Message(error.what());
+        return false;
+    }
+    SetModifiedFlag(false);
+    return true;
+}
+
+bool CDataDoc::SaveModified() {
+    return !IsModified() ||
+           GetHost().Confirm("You have made changes to this file which have not been saved.\nClick OK to continue to "
+                             "close, Cancel to return and have the opportunity to save.");
+}
+
+void CDataDoc::AddView(DocumentView& added) { views_.push_back(&added); }
+
+void CDataDoc::RemoveView(DocumentView& removed) { std::erase(views_, &removed); }
+
+void CDataDoc::UpdateAllViews(UpdateHint hint) {
+    for (DocumentView* shown : views_) shown->OnUpdate(hint);
+}
+
+void CDataDoc::GetDisplaySettingsFromView(bool otherViewActive) {
+    if (views_.empty()) {
+        GetHost().Log("In CDataDoc::GetDisplaySettingsFromView *pView==NULL, called from batch??\n");
+        if (otherViewActive) GetHost().Message("The document has no view. Please inform author.");
+        return;
+    }
+    const DisplaySettings settings = views_.front()->GetDisplaySettings();
+    view = settings.view;
+    for (size_t t = 0; t < settings.traces.size() && t < traces.size(); ++t) {
+        traces[t].traceAutoscale = settings.traces[t].traceAutoscale;
+        traces[t].axisTop = settings.traces[t].axisTop;
+        traces[t].axisBottom = settings.traces[t].axisBottom;
+        traces[t].traceOrder = settings.traces[t].traceOrder;
+    }
+}
+
+void CDataDoc::RememberStamp(const std::filesystem::path& path) { stamps_[path] = session_.files.Stamp(path); }
+
+bool CDataDoc::MayOverwrite(const std::filesystem::path& path) {
+    const auto known = stamps_.find(path);
+    const std::optional<FileStamp> now = session_.files.Stamp(path);
+    if (!now || (known != stamps_.end() && known->second == now)) return true;
+    return GetHost().Confirm("The file " + path.string() +
+                             " was changed by another program since it was read here. Saving replaces those "
+                             "changes.\nSave all the same?");
+}
+
+void CDataDoc::BeginCopy(Progress* progress) {
+    copyProgress_ = progress;
+    copiedSamples_ = 0;
+}
+
+void CDataDoc::ReportCopied(int64_t samples) {
+    if (copyProgress_ == nullptr) return;
+    copiedSamples_ += samples;
+    if (!copyProgress_->Update(static_cast<uint64_t>(copiedSamples_))) throw Cancelled();
+}
+
+// --- the model ---------------------------------------------------------------------------------------------------------
+
+int32_t CDataDoc::PositionOf(double timeMs) const { return RoundHalfAway(timeMs / sampleInterval); }
+
+double CDataDoc::GetEndTime() const { return static_cast<double>(GetLength() - 1) * sampleInterval; }
+
+bool CDataDoc::GetRunSpan(int trace, int i, int64_t& start, int64_t& end) const {
+    const RunList& runs = Runs(trace);
+    if (i < 0 || i >= runs.Size()) {
+        start = end = runs.Length();
+        return false;
+    }
+    const RunList::Place place = runs.PlaceOf(i);
+    start = place.runStart;
+    end = start + runs[i];
+    return place.valid;
+}
+
+void CDataDoc::SetLength(int64_t n) {
+    if (n > longestRecording) {
+        GetHost().Message(tooLongText);
+        n = longestRecording;
+    }
+    const RunList whole({static_cast<uint32_t>(std::max<int64_t>(n, 0))});
+    for (RunList& runs : validRuns) runs = whole;
+    UpdateGapFlags();
+}
+
+void CDataDoc::UpdateGapFlags() {
+    hasGaps = false;
+    sharedRuns_ = true;
+    bool anyStored = false;
+    for (int t = 0; t < traceCount; ++t) {
+        const RunList& runs = Runs(t);
+        hasGaps = hasGaps || runs.Size() > 1 || runs[0] != Runs(0)[0];
+        sharedRuns_ = sharedRuns_ && runs == Runs(0);
+        anyStored = anyStored || runs.StoredCount() > 0;
+    }
+    noData = traceCount > 0 && GetLength() > 0 && !anyStored;
+    UpdateReadable();
+}
+
+int64_t CDataDoc::ShortestSection() const {
+    const int64_t length = GetLength();
+    int64_t shortest = length;
+    if (episodic && GetNumEvents(0) > 0) {
+        const auto& boundaries = eventChannels[0].Events();
+        for (size_t i = 0; i < boundaries.size(); ++i) {
+            const int64_t next = i + 1 < boundaries.size() ? boundaries[i + 1].onPosition : length;
+            shortest = std::min(shortest, next - boundaries[i].onPosition);
+        }
+    } else if (hasGaps) {
+        for (int t = 0; t < traceCount; ++t)
+            for (int run = 0; run < GetNumRuns(t); run += 2)
+                if (GetRun(t, run) != 0) shortest = std::min<int64_t>(shortest, GetRun(t, run));
+    }
+    return shortest;
+}
+
+// --- traces, markers, channels -----------------------------------------------------------------------------------------
+
+void CDataDoc::InsertTrace(int slot) {
+    for (int t = maxTraces - 1; t > slot; --t) {
+        const auto to = static_cast<size_t>(t);
+        traces[to] = traces[to - 1];
+        ++traces[to].traceOrder;
+        traceAnnotations[to] = std::move(traceAnnotations[to - 1]);
+        traceAnnotations[to - 1].clear();
+        validRuns[to] = validRuns[to - 1];
+        traceFileOffset[to] = traceFileOffset[to - 1];
+    }
+}
+
+void CDataDoc::DeleteTrace(int slot) {
+    for (size_t t = static_cast<size_t>(slot); t + 1 < traceAnnotations.size(); ++t)
+        traceAnnotations[t] = std::move(traceAnnotations[t + 1]);
+    traceAnnotations.back().clear();
+}
+
+void CDataDoc::InsertMarker(CMarker marker) {
+    const auto place = std::upper_bound(markers.begin(), markers.end(), marker.m_dTime,
+                                        [](double time, const CMarker& m) { return time < m.m_dTime; });
+    markers.insert(place, std::move(marker));
+}
+
+int CDataDoc::GetNumEvents(int channel) const {
+    return HasChannel(channel) ? eventChannels[static_cast<size_t>(channel)].GetNumEvents() : 0;
+}
+
+const CEventKM* CDataDoc::GetEvent(int channel, int index) const {
+    if (index < 0 || index >= GetNumEvents(channel)) return nullptr;
+    return &eventChannels[static_cast<size_t>(channel)].Events()[static_cast<size_t>(index)];
+}
+
+int32_t CDataDoc::GetOn(int channel, int index) const {
+    const CEventKM* event = GetEvent(channel, index);
+    return event != nullptr ? event->onPosition : -1;
+}
+
+int32_t CDataDoc::GetOff(int channel, int index) const {
+    const CEventKM* event = GetEvent(channel, index);
+    return event != nullptr ? event->offPosition : -1;
+}
+
+int32_t CDataDoc::GetParentTrace(int channel) const {
+    return HasChannel(channel) ? eventChannels[static_cast<size_t>(channel)].parentTrace : -1;
+}
+
+bool CDataDoc::AddEvent(int channel, CEventKM event) {
+    return HasChannel(channel) && eventChannels[static_cast<size_t>(channel)].AddEvent(std::move(event));
+}
+
+int CDataDoc::FirstFreeChannel() const {
+    for (int c = 0; c < maxEventChannels; ++c)
+        if (GetNumEvents(c) == 0) return c;
+    return -1;
+}
+
+double CDataDoc::DefaultDisplayPosition(int channel) {
+    if (channel >= letterChannels) return 0.5;
+    double sum = 0.0;
+    for (int c = 0; c <= channel; ++c) sum += c < 10 ? 1.0 / 18.0 : c < 18 ? 1.0 / 30.0 : 0.02;
+    return sum;
+}
+
+uint32_t CDataDoc::DefaultChannelColour(int channel) {
+    return channel < 16 ? TraceSettings::Default(channel).traceColour : CEventChan().channelColour;
+}
+
+void CDataDoc::ResetDefaultPositions() {
+    for (int c = 0; c < maxEventChannels; ++c)
+        eventChannels[static_cast<size_t>(c)].SetDisplayPosition(DefaultDisplayPosition(c));
+}
+
+void CDataDoc::SetAllDrawModes(int32_t drawMode) {
+    for (CEventChan& channel : eventChannels) channel.channelDrawMode = drawMode;
+}
+
+// --- history -----------------------------------------------------------------------------------------------------------
+
+std::string CDataDoc::HistoryDateLine(bool withTime) const {
+    const std::time_t now = session_.now();
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[128];
+    const size_t n = std::strftime(text, sizeof text, withTime ? "%A, %B %d, %Y, %H:%M:%S\r\n" : "%A, %B %d, %Y\r\n",
+                                   &local);
+    return {text, n};
+}
+
+void CDataDoc::AppendSaveAsHistory() { historyLog += HistoryDateLine(false) + ": File: Save As\r\n\r\n"; }
+
+void CDataDoc::AppendNewRecordHistory(std::string_view entry) {
+    historyLog += "START\r\n" + HistoryDateLine(true);
+    historyLog += entry;
+}
+
+}  // namespace kymora

@@ -1,0 +1,421 @@
+#include "document/float_doc.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include "archive/text_encoding.h"
+#include "document/metadata_io.h"
+#include "document/native_writer.h"
+#include "document/save_journal.h"
+
+namespace kymora {
+namespace {
+
+constexpr int firstTailVersion = 22;  // from here on samples are stored trace by trace, with the metadata behind them
+constexpr size_t scratchBytes = size_t{1} << 18;
+
+constexpr const char* gapNoticeText =
+    "This file contains gaps in the data, during which acquisition was switched off.\n\nGaps between data are shown as "
+    "zero-valued grey data.\n\nYou can remove gaps using the Transform: Concatenate menu option. This writes a file "
+    "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the start of each "
+    "section is marked with an event, and the event label gives the real time of the start of that section.";
+
+void CheckVersion(Host& host, int version) {
+    if (version > currentFileVersion)
+        host.Message(fmt::format("Problem: The file version you are trying to read is {}, which is greater than the "
+                                 "current maximum file version ({}) supported by this version of Kymora.\nTry "
+                                 "updating to the most recent version of Kymora by downloading it from the support "
+                                 "website.",
+                                 version, currentFileVersion));
+    if (version < 0)
+        host.Message(fmt::format("Problem: file version read as {}, which is not on the recognised list (1 - {}).",
+                                 version, currentFileVersion));
+}
+
+void ReadTimebase(CArchive& archive, CDataDoc& doc) {
+    doc.sampleInterval = archive.Read<double>();
+    if (!std::isfinite(doc.sampleInterval) || doc.sampleInterval <= 0.0)
+        throw ArchiveError(fmt::format("The file states a sample interval of {} ms, which cannot be.",
+                                       doc.sampleInterval));
+    doc.traceCount = archive.Read<int32_t>();
+    if (doc.traceCount < 1 || doc.traceCount > maxTraces) {
+        const int32_t stated = doc.traceCount;
+        doc.traceCount = 0;
+        throw ArchiveError(fmt::format("The file states {} traces; a recording has 1 to 128.", stated));
+    }
+}
+
+// An episodic file needs boundary events in channel 'a', the first of them at the start.
+void RepairEpisodes(CDataDoc& doc) {
+    if (!doc.episodic) return;
+    CEventChan& boundaries = doc.eventChannels[0];
+    if (boundaries.GetNumEvents() == 0) {
+        doc.GetHost().Notice("NoBoundaryMarkRemoveEpisodicFlag", "Notification",
+                             "This file is flagged internally as Episodic, but there are no events in channel 'a' to "
+                             "mark boundaries. The Episodic flag will be removed.\n\nSave this file to lock in the "
+                             "change.");
+        doc.episodic = false;
+        doc.episodicStored = 0;
+        return;
+    }
+    if (boundaries.Events()[0].onPosition <= 0) return;
+    doc.GetHost().Notice("EpisodicNoStartBoundaryMark", "Notification",
+                         "This file is flagged internally as Episodic, but there is no event in channel 'a' marking "
+                         "the start. An event will be inserted.\n\nSave this file to lock in the change.");
+    CEventKM start{0, 2, 0.0f, 1, 0, "0: auto-insert"};
+    // The boundary channel is the one that is usually locked.
+    const bool locked = boundaries.channelLocked;
+    boundaries.channelLocked = false;
+    boundaries.AddEvent(std::move(start));
+    boundaries.channelLocked = locked;
+}
+
+}  // namespace
+
+// --- reading -----------------------------------------------------------------------------------------------------------
+
+void CFloatDoc::Serialize(CArchive& archive) {
+    if (archive.IsStoring()) {
+        GetHost().Message(
+            "Internal error. CFloatDoc::Serialize reports IsStoring. Please inform the author.");
+        return;
+    }
+    fileVersion = archive.Read<int16_t>();
+    CheckVersion(GetHost(), fileVersion);
+    if (fileVersion >= firstTailVersion) {
+        LoadHead(archive);
+        archive.Seek(tailOffset);
+        LoadTail(archive);
+    } else {
+        LoadOldHead(archive);
+    }
+    if (fileVersion >= 7 && GetSession().options.eventChannelMode == letterChannels) {
+        const auto beyondLetters = eventChannels.begin() + letterChannels;
+        if (std::any_of(beyondLetters, eventChannels.end(), [](const CEventChan& c) { return c.GetNumEvents() > 0; }))
+            GetSession().options.eventChannelMode = maxEventChannels;
+    }
+}
+
+void CFloatDoc::LoadHead(CArchive& archive) {
+    ReadTimebase(archive, *this);
+    for (int t = 0; t < traceCount; ++t) {
+        RunList runs(archive.ReadRunList());
+        if (runs.Length() > longestRecording) throw ArchiveError(tooLongText);
+        validRuns[static_cast<size_t>(t)] = std::move(runs);
+    }
+    UpdateGapFlags();
+    uint64_t offset = archive.Position();
+    headEnd_ = offset;
+    for (int t = 0; t < traceCount; ++t) {
+        traceFileOffset[static_cast<size_t>(t)] = offset;
+        offset += static_cast<uint64_t>(GetStoredCount(t)) * sizeof(float);
+    }
+    tailOffset = offset;
+}
+
+void CFloatDoc::LoadOldHead(CArchive& archive) {
+    fileComment = archive.ReadString();
+    ReadTimebase(archive, *this);
+    const auto samples = archive.Read<int32_t>();
+    if (samples < 0) throw ArchiveError("The file states a negative number of samples.");
+    SetLength(samples);
+    if (fileVersion < 18) legacyEventCode = archive.Read<int32_t>();
+    metadata::RebuildGrid(*this);
+    LoadSharedRows(archive);
+    dataStart = static_cast<int32_t>(std::min<uint64_t>(archive.Position(), 0x7FFFFFFF));
+    archive.CheckRoom(static_cast<uint64_t>(samples), static_cast<size_t>(traceCount) * sizeof(float),
+                      "samples of each trace");
+}
+
+void CFloatDoc::LoadTail(CArchive& archive) {
+    archive.ReadString();  // "start FltTail", not tested
+    fileComment = archive.ReadString();
+    if (fileVersion > 37) historyLog = archive.ReadString();
+    if (fileVersion > 38)
+        metadata::LoadGrid(archive, *this, true);
+    else
+        metadata::RebuildGrid(*this);
+    LoadSharedRows(archive);
+}
+
+// What the tail and the head of the oldest versions have in common.
+void CFloatDoc::LoadSharedRows(CArchive& archive) {
+    metadata::LoadViewTimes(archive, view, fileVersion);
+    if (fileVersion > 16) episodicStored = archive.Read<int32_t>();
+    episodic = episodicStored != 0;
+    metadata::LoadTraces(archive, *this, fileVersion);
+    const auto extras = metadata::LoadViewRows(archive, *this, fileVersion);
+    metadata::LoadOverlaysAndChannels(archive, *this, fileVersion);
+    if (extras.hasDrawMode) SetAllDrawModes(extras.drawMode);
+    RepairEpisodes(*this);
+    metadata::LoadScaleBars(archive, *this, fileVersion);
+    if (fileVersion > 7) archive.ReadString();  // the guard string, not tested
+    for (int c = 0; c < maxEventChannels; ++c)
+        if (GetNumEvents(c) == 0)
+            eventChannels[static_cast<size_t>(c)].SetDisplayPosition(DefaultDisplayPosition(c));
+}
+
+// --- opening -----------------------------------------------------------------------------------------------------------
+
+bool CFloatDoc::Load(OpenFor purpose) {
+    constexpr int attempts = 3;
+    for (int attempt = 1;; ++attempt) {
+        if (!OpenSampleFile(purpose)) return false;
+        RememberStamp(filePath);
+        const FileStamp before = sampleFile->Stamp();
+        // Without the lock another program may save while the metadata is read; then they are read again.
+        const auto disturbed = [&] {
+            return openedReadOnly && attempt < attempts && !(sampleFile->Stamp() == before);
+        };
+        try {
+            CArchive archive(*sampleFile, CArchive::Mode::load);
+            Serialize(archive);
+            if (!disturbed()) break;
+        } catch (const ArchiveError&) {
+            if (!disturbed()) throw;
+        }
+        ResetModel();
+    }
+    sampleStride = traceCount * static_cast<int32_t>(sizeof(float));
+    for (TraceSettings& trace : traces) trace.traceGain = 1.0;
+    return true;
+}
+
+bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
+    FileSystem& files = GetSession().files;
+    const auto openReadOnly = [&](const std::string& reason) {
+        sampleFile = files.Open(filePath, OpenMode::readOnly);
+        openedReadOnly = true;
+        readOnlyReason = reason;
+    };
+    const bool recover = files.Stamp(JournalPath(filePath)).has_value();
+    try {
+        if (purpose == OpenFor::reading && !recover) {
+            openReadOnly("it was opened for reading");
+            return true;
+        }
+        try {
+            sampleFile = files.Open(filePath, OpenMode::readWrite);
+        } catch (const FileError&) {
+            GetHost().Log("Couldn't open " + filePath.string() +
+                          " for read/write, trying read only (may be on CD)\n");
+            openReadOnly("it cannot be written");
+        }
+    } catch (const FileError& error) {
+        GetHost().Log(std::string(error.what()) + "\n");
+        GetHost().Message("Couldn't open file " + filePath.string() + " for read/write or just read.");
+        return false;
+    }
+    const bool locked = openedReadOnly || sampleFile->TryLock();
+    if (!locked) {
+        openReadOnly("another window or program has it open");
+        if (purpose == OpenFor::editing)
+            GetHost().Message("The file " + filePath.string() +
+                              " is already open in another window or program. It is opened here for reading only; "
+                              "changes can be saved under another name.");
+    }
+    return !recover || Recover(locked);
+}
+
+// A save was cut off, or is under way in another program: the file is brought back to its old state, or seen so.
+bool CFloatDoc::Recover(bool locked) {
+    FileSystem& files = GetSession().files;
+    const JournalState state = InspectJournal(files, filePath, *sampleFile);
+    if (state == JournalState::foreign) {
+        GetHost().Message("The safety copy " + JournalPath(filePath).string() +
+                          " of an interrupted save does not belong to this file and is not used. Move it away to be "
+                          "able to save.");
+        openedReadOnly = true;
+        readOnlyReason = "a safety copy of another file stands beside it";
+    }
+    if (state == JournalState::incomplete && locked && sampleFile->IsWritable()) RemoveJournal(files, filePath);
+    if (state != JournalState::complete) return true;
+    if (locked && sampleFile->IsWritable()) {
+        UndoFromJournal(files, filePath, *sampleFile);
+        GetHost().Log("An interrupted save of " + filePath.string() + " was undone.\n");
+        return true;
+    }
+    if (auto seen = ViewThroughJournal(files, filePath, std::move(sampleFile))) {
+        sampleFile = std::move(seen);
+        return true;
+    }
+    GetHost().Message("The file " + filePath.string() + " is being saved by another program. Try again in a moment.");
+    return false;
+}
+
+bool CFloatDoc::AfterLoad() {
+    Session& session = GetSession();
+    if (hasGaps && !noData && !session.gapNoticeShown)
+        session.gapNoticeShown = GetHost().Notice("GapNotice", "Notification", gapNoticeText);
+    if (!session.skipFileDetails) {
+        const FileDetails details{fileVersion,
+                                  filePath.filename().string(),
+                                  fileComment,
+                                  traceCount,
+                                  GetLength(),
+                                  TimeOf(GetLength()),
+                                  sampleInterval};
+        openCancelled = !GetHost().AcceptFileDetails(details, session.skipFileDetails);
+    }
+    for (size_t t = 0; t < session.pendingReset.size(); ++t) {
+        if (!session.pendingReset[t]) continue;
+        for (CEventChan& channel : eventChannels)
+            if (channel.parentTrace == static_cast<int>(t) && channel.GetNumEvents() > 0) channel.DropEventExtra();
+        session.pendingReset[t] = false;
+    }
+    return !openCancelled;
+}
+
+// --- samples -----------------------------------------------------------------------------------------------------------
+
+void CFloatDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
+    if (fileVersion < firstTailVersion) return ReadInterleaved(storedIndex, pieces);
+    for (const StoredRead& piece : pieces) {
+        const std::span<std::byte> bytes = std::as_writable_bytes(piece.values);
+        const uint64_t offset = traceFileOffset[static_cast<size_t>(piece.trace)] +
+                                static_cast<uint64_t>(storedIndex) * sizeof(float);
+        const size_t got = sampleFile->ReadAt(offset, bytes);
+        if (got < bytes.size()) std::memset(bytes.data() + got, 0, bytes.size() - got);
+    }
+}
+
+// Versions below 22: one sample of every trace after the other.
+void CFloatDoc::ReadInterleaved(int64_t storedIndex, std::span<const StoredRead> pieces) {
+    const auto stride = static_cast<size_t>(traceCount);
+    const size_t rows = std::max<size_t>(scratchBytes / (stride * sizeof(float)), 1);
+    std::vector<float> scratch(rows * stride);
+    const size_t count = pieces[0].values.size();
+    for (size_t done = 0; done < count; done += rows) {
+        const size_t n = std::min(rows, count - done);
+        const auto bytes = std::as_writable_bytes(std::span(scratch.data(), n * stride));
+        const uint64_t row = static_cast<uint64_t>(storedIndex) + done;
+        const size_t got = sampleFile->ReadAt(
+            static_cast<uint64_t>(dataStart) + row * static_cast<uint64_t>(sampleStride), bytes);
+        if (got < bytes.size()) std::memset(bytes.data() + got, 0, bytes.size() - got);
+        for (const StoredRead& piece : pieces)
+            for (size_t i = 0; i < n; ++i)
+                piece.values[done + i] = scratch[i * stride + static_cast<size_t>(piece.trace)];
+    }
+}
+
+void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
+    if (fileVersion < firstTailVersion) return CDataDoc::WriteTraceData(archive, trace);
+    const double gain = traces[static_cast<size_t>(trace)].traceGain;
+    std::vector<float> block(bufferSize);
+    const int64_t total = GetStoredCount(trace);
+    for (int64_t done = 0; done < total;) {
+        const std::span<float> part(block.data(), static_cast<size_t>(std::min<int64_t>(total - done, bufferSize)));
+        const StoredRead piece{trace, part};
+        ReadStored(done, {&piece, 1});
+        if (gain != 1.0)
+            for (float& value : part) value = static_cast<float>(value / gain);
+        archive.WriteRaw(std::as_bytes(part));
+        done += static_cast<int64_t>(part.size());
+        ReportCopied(static_cast<int64_t>(part.size()));
+    }
+}
+
+// --- saving ------------------------------------------------------------------------------------------------------------
+
+bool CFloatDoc::OnSaveDocument() {
+    GetHost().Log("In OnSaveDocument for flt files\n");
+    if (openedReadOnly || GetSession().files.IsReadOnly(filePath)) {
+        GetHost().Message("This file has the ReadOnly property set. Use Save As to save to a new file." +
+                          (readOnlyReason.empty() ? "" : "\n(" + readOnlyReason + ")"));
+        return false;
+    }
+    try {
+        return fileVersion >= firstTailVersion ? SaveInPlace() : SaveOldVersion();
+    } catch (const FileError& error) {
+        GetHost().Message("The file was not saved.\n" + std::string(error.what()));
+    } catch (const Cancelled&) {
+        GetHost().Log("The save was cancelled.\n");
+    }
+    return false;
+}
+
+bool CFloatDoc::SaveInPlace() {
+    FileSystem& files = GetSession().files;
+    const auto onDisk = files.Stamp(filePath);
+    if (!onDisk || onDisk->inode != sampleFile->Stamp().inode || onDisk->device != sampleFile->Stamp().device) {
+        GetHost().Message("The file " + filePath.string() +
+                          " was moved, deleted or replaced since it was opened. Use Save As to save to a new file.");
+        return false;
+    }
+    if (!MayOverwrite(filePath)) return false;
+    // A journal that is still here belongs to a save whose undoing failed; without it the old state would be lost.
+    if (InspectJournal(files, filePath, *sampleFile) == JournalState::complete)
+        UndoFromJournal(files, filePath, *sampleFile);
+    GetDisplaySettingsFromView();
+    WriteJournal(files, filePath, *sampleFile, {headEnd_, tailOffset});
+    try {
+        CArchive archive(*sampleFile, CArchive::Mode::store);
+        archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
+        archive.Write<double>(sampleInterval);
+        archive.Seek(tailOffset);
+        WriteTail(archive, *this, fileComment);
+        archive.Close();
+        sampleFile->Sync();
+    } catch (...) {
+        // A failure here leaves the journal in place, and the next open tries again.
+        UndoFromJournal(files, filePath, *sampleFile);
+        RememberStamp(filePath);
+        throw;
+    }
+    RemoveJournal(files, filePath);
+    fileVersion = currentFileVersion;
+    RememberStamp(filePath);
+    SetModifiedFlag(false);
+    return true;
+}
+
+bool CFloatDoc::SaveOldVersion() {
+    auto suggestion = filePath;
+    suggestion.replace_extension(".kymr-dat");
+    const auto chosen = GetHost().ChooseSaveFile(
+        {"Save in the current format", "Kymora (*.kymr-dat)|*.kymr-dat||", "kymr-dat", suggestion});
+    if (!chosen) return false;
+    if (SamePath(*chosen, filePath)) {
+        GetHost().Message("Choose another name: the file itself is needed until its conversion is complete.");
+        return false;
+    }
+    GetDisplaySettingsFromView();
+    WriteNativeFile(*this, *chosen);
+    pendingRewritePath = *chosen;
+    SetModifiedFlag(false);
+    return true;
+}
+
+bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath) {
+    const std::string extension = FoldedExtension(oldPath);
+    if (extension != ".flt" && extension != ".kymr-dat") {
+        session.host.Message("ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should not "
+                             "happen. Alert author");
+        return false;
+    }
+    auto target = oldPath;
+    target.replace_extension(".kymr-dat");
+    FileSystem& files = session.files;
+    try {
+        const bool targetIsOther = target != oldPath && target != newPath && files.Stamp(target).has_value();
+        if (targetIsOther) throw FileError(target.string() + " exists already", 0);
+        // The new file takes its place first, so that at every moment one of the two is there.
+        if (target != newPath) files.Rename(newPath, target);
+        files.SyncFolderOf(target);
+        if (target != oldPath) {
+            files.Remove(oldPath);
+            files.SyncFolderOf(oldPath);
+        }
+    } catch (const FileError& error) {
+        session.host.Log(std::string(error.what()) + "\n");
+        session.host.Message("File re-write failed for some reason. Keeping original. Please inform the author of "
+                             "circumstances.");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace kymora

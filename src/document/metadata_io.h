@@ -1,0 +1,45 @@
+#pragma once
+// The parts that the tail of a native file, the head of the oldest files and the side-car have in common, each read
+// and written under the rules of a file version.
+
+#include "archive/archive.h"
+#include "document/data_doc.h"
+#include "document/native_writer.h"
+
+namespace kymora::metadata {
+
+void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC);
+void StoreGrid(CArchive& archive, const Grid& grid, bool withSpareC);
+// For versions that store no grid: the cells hold the traces in order, the rest -1.
+void RebuildGrid(CDataDoc& doc);
+
+// viewStart and, where the version has it, viewEnd.
+void LoadViewTimes(CArchive& archive, StoredView& view, int version);
+
+// 16 records below version 30, else 128. Slots from traceCount on are reset.
+void LoadTraces(CArchive& archive, CDataDoc& doc, int version);
+void StoreTraces(CArchive& archive, const CDataDoc& doc, int version);
+
+// The view's rows from the axis groups to the format option.
+struct ViewRowExtras {
+    bool hasDrawMode = false;  // versions 29 to 31 state one draw mode for all channels
+    int32_t drawMode = 0;
+};
+ViewRowExtras LoadViewRows(CArchive& archive, CDataDoc& doc, int version);
+void StoreViewRows(CArchive& archive, const StoredView& view, int version);
+
+// Markers, annotations with their flags, and event channels. Markers that are out of order are sorted; what is wrong
+// with the order of events is told to the user once for each kind.
+void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version);
+// Only what lies in the range, moved to its start, unless the range is whole.
+void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRange range, int version);
+
+void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version);
+void StoreScaleBars(CArchive& archive, const CDataDoc& doc, int version);
+
+// A channel's part of a range: positions relative to its start, events that cross an end cut there.
+CEventChan ChannelInRange(const CEventChan& channel, SampleRange range);
+
+inline constexpr const char* guardString = "guard string";
+
+}  // namespace kymora::metadata

@@ -1,0 +1,126 @@
+#include "document/native_writer.h"
+
+#include <array>
+#include <cerrno>
+#include <unistd.h>
+
+#include "document/metadata_io.h"
+
+namespace kymora {
+namespace {
+
+constexpr size_t copyBufferSize = size_t{1} << 20;
+
+// A file that is removed again unless it was renamed into its place.
+class TemporaryFile {
+  public:
+    TemporaryFile(FileSystem& files, const std::filesystem::path& target) : files_(files) {
+        for (int attempt = 0; !file_; ++attempt) {
+            path_ = target;
+            path_ += "." + std::to_string(::getpid()) + "-" + std::to_string(attempt) + ".tmp";
+            try {
+                file_ = files_.Open(path_, OpenMode::createNew);
+            } catch (const FileError& error) {
+                if (error.systemError != EEXIST || attempt > 1000) throw;
+            }
+        }
+    }
+    ~TemporaryFile() {
+        if (!file_) return;
+        file_.reset();
+        try {
+            files_.Remove(path_);
+        } catch (const FileError&) {  // nothing is left that could be done about it
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    DataFile& File() { return *file_; }
+
+    void MoveTo(const std::filesystem::path& target) {
+        file_->Sync();
+        files_.Rename(path_, target);
+        file_.reset();
+        files_.SyncFolderOf(target);
+    }
+
+  private:
+    FileSystem& files_;
+    std::filesystem::path path_;
+    std::unique_ptr<DataFile> file_;
+};
+
+// Lends the document a progress for the time of a long write.
+class CopyProgress {
+  public:
+    explicit CopyProgress(CDataDoc& doc) : doc_(doc) {
+        uint64_t samples = 0;
+        for (int t = 0; t < doc.traceCount; ++t) samples += static_cast<uint64_t>(doc.GetStoredCount(t));
+        progress_ = doc.GetHost().StartProgress("Writing", samples);
+        doc.BeginCopy(progress_.get());
+    }
+    ~CopyProgress() { doc_.BeginCopy(nullptr); }
+    CopyProgress(const CopyProgress&) = delete;
+    CopyProgress& operator=(const CopyProgress&) = delete;
+
+  private:
+    CDataDoc& doc_;
+    std::unique_ptr<Progress> progress_;
+};
+
+}  // namespace
+
+void WriteHead(CArchive& archive, const CDataDoc& doc, int version) {
+    archive.Write<int16_t>(static_cast<int16_t>(version));
+    archive.Write<double>(doc.sampleInterval);
+    archive.Write<int32_t>(doc.traceCount);
+    for (int t = 0; t < doc.traceCount; ++t) archive.WriteRunList(doc.validRuns[static_cast<size_t>(t)].Runs());
+}
+
+void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount, std::span<const uint8_t> addedAfter) {
+    archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
+    archive.Write<double>(doc.sampleInterval);
+    archive.Write<int32_t>(newTraceCount);
+    for (size_t t = 0; t < static_cast<size_t>(doc.traceCount); ++t) {
+        archive.WriteRunList(doc.validRuns[t].Runs());
+        if (t < addedAfter.size() && addedAfter[t] != 0) archive.WriteRunList(doc.validRuns[t].Runs());
+    }
+}
+
+void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range, int version) {
+    const StoredView& view = doc.view;
+    archive.WriteString("start FltTail");
+    archive.WriteString(comment);
+    if (version > 37) archive.WriteString(doc.historyLog);
+    if (version > 38) metadata::StoreGrid(archive, doc.grid, true);
+    // A section begins at its own time 0 and is shown whole.
+    archive.Write<double>(range.IsWhole() ? view.viewStart : 0.0);
+    archive.Write<double>(range.IsWhole() ? view.viewEnd : doc.TimeOf(int64_t{range.end} - range.start));
+    archive.Write<int32_t>(!doc.episodic ? 0 : doc.episodicStored != 0 ? doc.episodicStored : 1);
+    metadata::StoreTraces(archive, doc, version);
+    metadata::StoreViewRows(archive, view, version);
+    metadata::StoreOverlaysAndChannels(archive, doc, range, version);
+    metadata::StoreScaleBars(archive, doc, version);
+    archive.WriteString(metadata::guardString);
+}
+
+void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
+                         const std::function<void(CArchive&)>& write) {
+    TemporaryFile temporary(files, path);
+    CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
+    write(archive);
+    archive.Close();
+    temporary.MoveTo(path);
+}
+
+void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version) {
+    const CopyProgress progress(doc);
+    WriteFileAtomically(doc.GetSession().files, path, [&](CArchive& archive) {
+        WriteHead(archive, doc, version);
+        for (int t = 0; t < doc.traceCount; ++t) doc.WriteTraceData(archive, t);
+        WriteTail(archive, doc, doc.fileComment, {}, version);
+    });
+}
+
+}  // namespace kymora

@@ -1,0 +1,118 @@
+#include "document/side_car.h"
+
+#include <cmath>
+
+#include "document/metadata_io.h"
+
+namespace kymora {
+namespace {
+
+constexpr int gainSlots(int version) { return version < 30 ? 16 : maxTraces; }
+
+void LoadGains(CArchive& archive, CDataDoc& doc, int version) {
+    for (int slot = 0; slot < gainSlots(version); ++slot) {
+        const auto gain = archive.Read<double>();
+        // A divisor that is no number, or nothing, would turn every sample into nonsense.
+        const bool usable = std::isfinite(gain) && gain != 0.0;
+        if (!usable)
+            doc.GetHost().Log("The side-car states a gain of " + std::to_string(gain) + " for trace " +
+                              std::to_string(slot + 1) + "; 1 is used.\n");
+        doc.traces[static_cast<size_t>(slot)].traceGain = usable ? gain : 1.0;
+    }
+}
+
+void LoadSideCar(CArchive& archive, CDataDoc& doc) {
+    const int version = archive.Read<int16_t>();
+    doc.fileVersion = version;
+    doc.fileComment = archive.ReadString();
+    if (version > 37) doc.historyLog = archive.ReadString();
+    if (version > 38)
+        metadata::LoadGrid(archive, doc, false);
+    else
+        metadata::RebuildGrid(doc);
+    if (version < 18) doc.legacyEventCode = archive.Read<int32_t>();
+    metadata::LoadViewTimes(archive, doc.view, version);
+    metadata::LoadTraces(archive, doc, version);
+    const auto extras = metadata::LoadViewRows(archive, doc, version);
+    metadata::LoadOverlaysAndChannels(archive, doc, version);
+    if (extras.hasDrawMode) doc.SetAllDrawModes(extras.drawMode);
+    if (version > 9) LoadGains(archive, doc, version);
+    if (version > 39) metadata::LoadScaleBars(archive, doc, version);
+    archive.ReadString();  // the guard string, not tested
+}
+
+void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
+    archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
+    archive.WriteString(doc.fileComment);
+    archive.WriteString(doc.historyLog);
+    metadata::StoreGrid(archive, doc.grid, false);
+    archive.Write<double>(range.IsWhole() ? doc.view.viewStart : 0.0);
+    archive.Write<double>(range.IsWhole() ? doc.view.viewEnd : doc.TimeOf(int64_t{range.end} - range.start));
+    metadata::StoreTraces(archive, doc, currentFileVersion);
+    metadata::StoreViewRows(archive, doc.view, currentFileVersion);
+    metadata::StoreOverlaysAndChannels(archive, doc, range, currentFileVersion);
+    for (const TraceSettings& trace : doc.traces) archive.Write<double>(trace.traceGain);
+    metadata::StoreScaleBars(archive, doc, currentFileVersion);
+    archive.WriteString(metadata::guardString);
+}
+
+std::filesystem::path DamagedPath(FileSystem& files, const std::filesystem::path& path) {
+    auto kept = path;
+    kept += ".damaged";
+    for (int n = 2; files.Stamp(kept); ++n) {
+        kept = path;
+        kept += ".damaged-" + std::to_string(n);
+    }
+    return kept;
+}
+
+}  // namespace
+
+std::filesystem::path SideCarPath(const std::filesystem::path& dataFile) {
+    auto path = dataFile;
+    return path.replace_extension(".kymr-hdr");
+}
+
+SideCarResult ReadSideCar(CDataDoc& doc) {
+    FileSystem& files = doc.GetSession().files;
+    const std::filesystem::path path = SideCarPath(doc.filePath);
+    doc.RememberStamp(path);
+    std::filesystem::path older = doc.filePath;
+    older.replace_extension(".kym");
+    for (const std::filesystem::path& candidate : {path, older}) {
+        std::unique_ptr<DataFile> file;
+        try {
+            file = files.Open(candidate, OpenMode::readOnly);
+        } catch (const FileError&) {
+            continue;
+        }
+        try {
+            CArchive archive(*file, CArchive::Mode::load);
+            LoadSideCar(archive, doc);
+            return SideCarResult::read;
+        } catch (const ArchiveError& error) {
+            doc.damagedSideCar = candidate;
+            doc.GetHost().Message("The settings and events in " + candidate.string() + " could not be read.\n" +
+                                  error.what() +
+                                  "\nThe recording opens without them. A save keeps the unreadable file under "
+                                  "another name.");
+            return SideCarResult::damaged;
+        }
+    }
+    return SideCarResult::none;
+}
+
+bool WriteSideCar(CDataDoc& doc, SampleRange range) {
+    FileSystem& files = doc.GetSession().files;
+    const std::filesystem::path path = SideCarPath(doc.filePath);
+    if (!doc.MayOverwrite(path)) return false;
+    if (doc.damagedSideCar == path && files.Stamp(path)) {
+        files.Rename(path, DamagedPath(files, path));
+        doc.damagedSideCar.clear();
+    }
+    WriteFileAtomically(files, path, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });
+    doc.RememberStamp(path);
+    return true;
+}
+
+}  // namespace kymora

@@ -1,0 +1,140 @@
+#include "document/text_export.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "archive/text_encoding.h"
+#include "document/native_writer.h"
+
+namespace kymora {
+namespace {
+
+constexpr int64_t blockRows = 16384;
+
+// As "%f" writes it in the C locale.
+void AppendFixed(std::string& to, double value) {
+    char text[400];  // the largest number has 309 digits before the point
+    if (std::isnan(value))
+        to += "nan";
+    else if (std::isinf(value))
+        to += value > 0 ? "inf" : "-inf";
+    else
+        to.append(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr);
+}
+
+// A label in a heading must not break the columns.
+std::string CellText(std::string_view text) {
+    std::string cell(text);
+    for (char& c : cell)
+        if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+    return ToDisplayText(cell);
+}
+
+std::string WithPlainLineEnds(std::string_view text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) plain += text[i];
+    return ToDisplayText(plain);
+}
+
+class TextExport {
+  public:
+    TextExport(CDataDoc& doc, CArchive& archive) : doc_(doc), archive_(archive) {
+        for (int c = 0; c < maxEventChannels; ++c)
+            if (doc.GetNumEvents(c) != 0) channels_.push_back(c);
+        samples_ = doc.GetLength();
+        rows_ = samples_;
+        for (const int c : channels_) rows_ = std::max<int64_t>(rows_, doc.GetNumEvents(c));
+    }
+
+    void Write() {
+        WriteHeading();
+        const auto count = static_cast<size_t>(doc_.traceCount);
+        std::vector<std::vector<float>> values(count, std::vector<float>(blockRows));
+        std::vector<std::vector<uint8_t>> valid(count, std::vector<uint8_t>(blockRows));
+        const auto progress = doc_.GetHost().StartProgress("Writing text", static_cast<uint64_t>(rows_));
+        for (int64_t at = 0; at < rows_; at += blockRows) {
+            if (!progress->Update(static_cast<uint64_t>(at))) throw Cancelled();
+            const auto rows = static_cast<size_t>(std::min(blockRows, rows_ - at));
+            const auto inside = static_cast<size_t>(std::clamp<int64_t>(samples_ - at, 0, blockRows));
+            std::vector<TraceBlock> blocks;
+            for (size_t t = 0; t < count; ++t)
+                blocks.push_back(
+                    {static_cast<int>(t), {values[t].data(), inside}, {valid[t].data(), inside}});
+            if (inside != 0) doc_.ReadBlocks(at, blocks);
+            for (size_t row = 0; row < rows; ++row) {
+                if (row < inside) AppendSamples(blocks, row);
+                AppendEvents(at + static_cast<int64_t>(row));
+            }
+            Flush();
+        }
+    }
+
+  private:
+    void WriteHeading() {
+        // Letters only while every channel that is listed has one.
+        const bool letters = doc_.GetSession().options.eventChannelMode == letterChannels &&
+                             (channels_.empty() || channels_.back() < letterChannels);
+        text_ = WithPlainLineEnds(doc_.fileComment) + "\nSample interval:\t";
+        AppendFixed(text_, doc_.sampleInterval);
+        text_ += "\nNumber of data channels:\t" + std::to_string(doc_.traceCount);
+        text_ += "\nNumber of samples per data channel:\t" + std::to_string(samples_) + "\n";
+        for (int t = 1; t <= doc_.traceCount; ++t) text_ += "Data trace " + std::to_string(t) + "\t";
+        for (const int c : channels_) {
+            const std::string name =
+                letters ? std::string(1, static_cast<char>('a' + c)) : std::to_string(c + 1);
+            text_ += "Event channel " + name + ": ";
+            text_ += CellText(doc_.eventChannels[static_cast<size_t>(c)].channelLabel) + "\t\t";
+        }
+        text_ += '\n';
+        for (int t = 0; t < doc_.traceCount; ++t)
+            text_ += CellText(doc_.traces[static_cast<size_t>(t)].traceLabel) + "\t";
+        for (size_t i = 0; i < channels_.size(); ++i) text_ += "on time\tduration\t";
+        text_ += '\n';
+        Flush();
+    }
+
+    void AppendSamples(const std::vector<TraceBlock>& blocks, size_t row) {
+        for (const TraceBlock& block : blocks) {
+            AppendFixed(text_, block.valid[row] != 0 ? block.values[row] : 0.0);
+            text_ += '\t';
+        }
+    }
+
+    void AppendEvents(int64_t row) {
+        for (const int c : channels_) {
+            if (row < doc_.GetNumEvents(c)) {
+                const CEventKM& event = *doc_.GetEvent(c, static_cast<int>(row));
+                AppendFixed(text_, doc_.TimeOf(event.onPosition));
+                text_ += '\t';
+                AppendFixed(text_, doc_.TimeOf(int64_t{event.offPosition} - event.onPosition));
+            } else {
+                text_ += '\t';
+            }
+            text_ += '\t';
+        }
+        text_ += '\n';
+    }
+
+    void Flush() {
+        archive_.WriteRaw(std::as_bytes(std::span(text_.data(), text_.size())));
+        text_.clear();
+    }
+
+    CDataDoc& doc_;
+    CArchive& archive_;
+    std::vector<int> channels_;  // those with events
+    int64_t samples_ = 0;
+    int64_t rows_ = 0;
+    std::string text_;
+};
+
+}  // namespace
+
+void WriteTextExport(CDataDoc& doc, const std::filesystem::path& path) {
+    WriteFileAtomically(doc.GetSession().files, path,
+                        [&](CArchive& archive) { TextExport(doc, archive).Write(); });
+}
+
+}  // namespace kymora

@@ -1,0 +1,252 @@
+#include "import/edf_doc.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "archive/text_encoding.h"
+#include "document/side_car.h"
+#include "import/edf_timeline.h"
+
+namespace kymora {
+
+namespace {
+
+// What opening may take beside the fixed needs of a document, so that a damaged file of many tiny records
+// cannot use up the memory: these bytes and half the file's size, for events and again for gaps.
+constexpr uint64_t annotationBytes = 36 << 20;
+constexpr uint64_t gapBytes = 12 << 20;
+// A gap's entries while the run lists are built, and in the list of each trace.
+constexpr uint64_t bytesPerGap = 64;
+constexpr uint64_t bytesPerGapOfTrace = 16;
+
+bool HasLimits(const TraceSettings& trace, double top, double bottom) {
+    return trace.axisTop == top && trace.axisBottom == bottom;
+}
+
+}  // namespace
+
+bool CEDFDoc::Load(OpenFor) {
+    if (FoldCase(filePath.string()).find(".edf") == std::string::npos) {
+        GetHost().Message("You must select a .edf file");
+        return false;
+    }
+    try {
+        sampleFile = GetSession().files.Open(filePath, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        Note(error.what());
+        GetHost().Message("Couldn't open file");
+        return false;
+    }
+    try {
+        return LoadRecording();
+    } catch (const EdfError& error) {
+        GetHost().Message(error.what());
+        return false;
+    }
+}
+
+void CEDFDoc::Note(const std::string& text) const { GetHost().Log("EDF: " + text + "\n"); }
+
+bool CEDFDoc::LoadRecording() {
+    list_.reset();
+    header_ = ReadEdfHeader(*sampleFile);
+    for (const std::string& note : header_.notes) Note(note);
+    const AnnotationLayout layout = AskLayout();
+    ChooseSignals();
+    SetTimeBase();
+    EdfEventCollector collected(interval_, annotationBytes + sampleFile->Length() / 2);
+    if (!ReadAnnotations(collected)) {
+        openCancelled = true;
+        return false;
+    }
+    reader_ = std::make_unique<EdfSampleReader>(*sampleFile, header_, samplesPerRecord_);
+    Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_.type),
+                     header_.signals.size(), header_.dataRecords, header_.recordDuration));
+    FillModel();
+    ReadOwnSideCar(collected, layout);
+    return true;
+}
+
+CEDFDoc::AnnotationLayout CEDFDoc::AskLayout() {
+    const std::string* setting = GetSession().ImportSetting("annotations");
+    if (!setting || *setting == "same") return AnnotationLayout::same;
+    if (*setting == "separate") return AnnotationLayout::separate;
+    throw EdfError(fmt::format(
+        "The import setting \"annotations\" is \"{}\". It takes \"separate\" or \"same\".", *setting));
+}
+
+void CEDFDoc::ChooseSignals() {
+    const std::string* setting = GetSession().ImportSetting("signals");
+    chosen_.clear();
+    if (header_.ordinarySignals.empty()) return;
+    chosen_ = ChooseEdfSignals(header_, setting);
+    if (!setting && chosen_.size() < header_.ordinarySignals.size())
+        GetHost().Message(fmt::format("The first {} of {} signals are shown. To choose others, give --import "
+                                      "signals=LIST.",
+                                      chosen_.size(), header_.ordinarySignals.size()));
+}
+
+void CEDFDoc::SetTimeBase() {
+    interval_ = 1.0;
+    samplesPerRecord_ = 0;
+    if (chosen_.empty()) return;
+    samplesPerRecord_ = ExpandEdfSignals(header_, chosen_);
+    interval_ = header_.recordDuration * 1000.0 / static_cast<double>(samplesPerRecord_);
+    const double wholeMs = interval_ * static_cast<double>(longestRecording);
+    if (!(interval_ > 0.0) || !std::isfinite(wholeMs))
+        throw EdfError(
+            fmt::format("The data records of this EDF file last {} s. No sample interval can be made of it.",
+                        header_.recordDuration));
+}
+
+// --- the time axis
+// -----------------------------------------------------------------------------------------------------
+
+bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
+    const uint64_t gapCost = bytesPerGap + bytesPerGapOfTrace * chosen_.size();
+    const auto mostGaps = static_cast<int64_t>((gapBytes + sampleFile->Length() / 2) / gapCost);
+    EdfTimeline timeline(std::max<int64_t>(samplesPerRecord_, 1), header_.recordDuration, interval_,
+                         mostGaps);
+    if (!WalkAnnotations(collected, timeline)) return false;
+    if (chosen_.empty()) {
+        runs_ = RunList({0, static_cast<uint32_t>(std::max(collected.LastEnd(), 1))});
+        runEndRecords_ = {0};
+        return true;
+    }
+    if (timeline.HasTooManyGaps())
+        throw EdfError("This EDF file has more gaps between its data records than can be handled.");
+    if (timeline.IsTooLong()) GetHost().Message(tooLongText);
+    if (timeline.Overlaps() != 0)
+        Note(fmt::format(
+            "{} data records begin before the end of the one before; they follow it without a gap",
+            timeline.Overlaps()));
+    if (timeline.Unknown() != 0)
+        Note(
+            fmt::format("{} data records tell no start time; they follow without a gap", timeline.Unknown()));
+    runs_ = RunList(timeline.Runs());
+    runEndRecords_ = timeline.RunEndRecords();
+    collected.HideInGaps(runs_);
+    return true;
+}
+
+// Reads all annotations and lays out the records. Only the records of a discontinuous file go by their start
+// times. False when the user cancels.
+bool CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline) {
+    const bool startsCount = header_.type == EdfType::discontinuous && !header_.annotationSignals.empty();
+    int64_t known = 0;  // records in the timeline
+    const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
+        if (startsCount && place.IsTimeKeeping()) {
+            for (; known < place.record; ++known) timeline.AddRecord(std::nullopt);
+            timeline.AddRecord(tal.start);
+            ++known;
+        }
+        return collected.Take(place, tal);
+    };
+    std::unique_ptr<Progress> progress;
+    const auto total = static_cast<uint64_t>(header_.dataRecords);
+    const auto goOn = [&](int64_t record) {
+        if (!progress) progress = GetHost().StartProgress("Reading annotations", total);
+        return progress->Update(static_cast<uint64_t>(record));
+    };
+    int64_t damaged = 0;
+    if (!header_.annotationSignals.empty() && !ForEachEdfTal(*sampleFile, header_, visit, goOn, damaged))
+        return false;
+    if (damaged != 0) Note(fmt::format("{} annotations are damaged and were left out", damaged));
+    if (!startsCount) timeline.AddContiguous(header_.dataRecords);
+    for (; startsCount && known < header_.dataRecords; ++known) timeline.AddRecord(std::nullopt);
+    return true;
+}
+
+// --- the model
+// ---------------------------------------------------------------------------------------------------------
+
+void CEDFDoc::FillModel() {
+    sampleInterval = interval_;
+    traceCount = std::max(static_cast<int>(chosen_.size()), 1);
+    episodic = header_.type == EdfType::discontinuous;
+    episodicStored = episodic ? 1 : 0;
+    for (int t = 0; t < traceCount; ++t) {
+        validRuns[static_cast<size_t>(t)] = runs_;
+        DescribeTrace(t);
+    }
+    UpdateGapFlags();
+}
+
+void CEDFDoc::DescribeTrace(int trace) {
+    TraceSettings& settings = traces[static_cast<size_t>(trace)];
+    settings.traceAutoscale = 1;
+    settings.traceGain = 1.0;
+    if (chosen_.empty()) {
+        settings.traceLabel = "(no data)";
+        return;
+    }
+    const EdfSignal& signal = header_.Signal(chosen_[static_cast<size_t>(trace)]);
+    settings.traceLabel = signal.label;
+    settings.traceUnits = signal.dimension;
+    settings.axisTop = signal.physicalMaximum;
+    settings.axisBottom = signal.physicalMinimum;
+}
+
+void CEDFDoc::ReadOwnSideCar(EdfEventCollector& collected, AnnotationLayout layout) {
+    const SideCarResult sideCar = ReadSideCar(*this);
+    if (sideCar == SideCarResult::damaged) {
+        ResetModel();
+        FillModel();
+    }
+    if (sideCar == SideCarResult::read) {
+        for (size_t t = 0; t < chosen_.size(); ++t) CheckSideCarTrace(static_cast<int>(t));
+        // The user may have edited or deleted the events of the file: what was saved stands.
+        if (HoldsEvents()) collected.Events().clear();
+    }
+    ProcessAnnots(collected, layout);
+}
+
+// A side-car of another choice of signals describes other traces in the same slots, or left a slot unused.
+void CEDFDoc::CheckSideCarTrace(int trace) {
+    const TraceSettings& saved = traces[static_cast<size_t>(trace)];
+    const std::string& own = header_.Signal(chosen_[static_cast<size_t>(trace)]).label;
+    const TraceSettings unused = TraceSettings::Default(trace);
+    const bool wasUnused = saved.traceLabel == unused.traceLabel && saved.traceUnits == unused.traceUnits &&
+                           HasLimits(saved, unused.axisTop, unused.axisBottom);
+    const bool isOther =
+        saved.traceLabel != own &&
+        std::any_of(header_.ordinarySignals.begin(), header_.ordinarySignals.end(),
+                    [&](int other) { return header_.Signal(other).label == saved.traceLabel; });
+    if (!wasUnused && !isOther) return;
+    Note(fmt::format("the side-car's settings of trace {} belong to another signal and were left out",
+                     trace + 1));
+    DescribeTrace(trace);
+}
+
+bool CEDFDoc::HoldsEvents() const {
+    return eventChannels[0].channelComment == startMarkComment ||
+           std::any_of(eventChannels.begin(), eventChannels.end(),
+                       [](const CEventChan& channel) { return channel.GetNumEvents() != 0; });
+}
+
+// --- samples
+// -----------------------------------------------------------------------------------------------------------
+
+void CEDFDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
+    if (pieces.empty() || chosen_.empty()) return;
+    std::array<EdfPiece, maxTraces> reads;
+    const size_t wanted = pieces[0].values.size();
+    for (size_t done = 0; done < wanted;) {
+        const int64_t from = storedIndex + static_cast<int64_t>(done);
+        const auto run =
+            std::upper_bound(runEndRecords_.begin(), runEndRecords_.end(), from / samplesPerRecord_);
+        if (run == runEndRecords_.end()) return;
+        const auto count = std::min(*run * samplesPerRecord_ - from, static_cast<int64_t>(wanted - done));
+        const size_t used = std::min(pieces.size(), reads.size());
+        for (size_t i = 0; i < used; ++i)
+            reads[i] = {&header_.Signal(chosen_[static_cast<size_t>(pieces[i].trace)]),
+                        pieces[i].values.data() + done};
+        reader_->Read(from, count, *run, {reads.data(), used});
+        done += static_cast<size_t>(count);
+    }
+}
+
+}  // namespace kymora

@@ -1,0 +1,68 @@
+#pragma once
+// European Data Format files (.edf): EDF, EDF+C and EDF+D. The data file is never written; what the user adds
+// goes to the side-car.
+//
+// What the details dialogs ask can be given as import settings: "signals" (numbers from 1 over the signals
+// that are no annotations) and "annotations" ("separate" or "same").
+
+#include <memory>
+#include <string>
+
+#include "document/data_doc.h"
+#include "import/edf_events.h"
+#include "import/edf_header.h"
+#include "import/edf_samples.h"
+
+namespace kymora {
+
+class EdfTimeline;
+
+class CEDFDoc : public CDataDoc {
+  public:
+    using CDataDoc::CDataDoc;
+
+    int GetFileType() const override { return typeEdf; }
+
+    const EdfHeader& Header() const { return header_; }
+    // Index in the header's signals of each trace; empty for a file of annotations only.
+    const std::vector<int>& ChosenSignals() const { return chosen_; }
+    // All annotations as text, also those that are no events. Made from the file when it is first asked for.
+    const std::string& AnnotationList() const;
+
+  protected:
+    bool Load(OpenFor purpose) override;
+    void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
+
+  private:
+    enum class AnnotationLayout { separate, same };
+    static constexpr const char* startMarkComment = "Sweep trigger point.";  // of channel 'a'
+
+    bool LoadRecording();
+    AnnotationLayout AskLayout();
+    void ChooseSignals();
+    void SetTimeBase();
+    bool ReadAnnotations(EdfEventCollector& collected);
+    bool WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
+    void FillModel();
+    void DescribeTrace(int trace);
+    void ReadOwnSideCar(EdfEventCollector& collected, AnnotationLayout layout);
+    void CheckSideCarTrace(int trace);
+    bool HoldsEvents() const;
+    void Note(const std::string& text) const;
+
+    // edf_process_annots.cpp
+    void ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layout);
+    std::vector<std::vector<CEventKM>> SortIntoChannels(std::deque<EdfEvent>& events, bool separate) const;
+    void LabelChannels(const std::vector<std::vector<CEventKM>>& channels, bool separate);
+
+    EdfHeader header_;
+    std::vector<int> chosen_;
+    int64_t samplesPerRecord_ = 0;
+    double interval_ = 1.0;  // ms
+    RunList runs_;
+    std::vector<int64_t> runEndRecords_;
+    std::unique_ptr<EdfSampleReader> reader_;
+    mutable std::unique_ptr<std::string> list_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,186 @@
+#include "import/edf_samples.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace kymora {
+
+static_assert(std::endian::native == std::endian::little, "stored numbers are taken as they stand in memory");
+
+namespace {
+
+constexpr int64_t scratchBytes = 1 << 20;  // of whole records read at a time
+constexpr int64_t bytesPerCall = 4096;  // a call of the system costs about as much as reading so many bytes
+
+}  // namespace
+
+void ConvertEdfSamples(const int16_t* from, int64_t count, const EdfScale& scale, float* to) {
+    const EdfScale s = scale;
+    for (int64_t i = 0; i < count; ++i) to[i] = s.Apply(from[i]);
+}
+
+void InterpolateEdfSamples(const int16_t* source, int64_t count, int32_t factor, int32_t phase,
+                           const EdfScale& scale, float* to) {
+    const EdfScale s = scale;
+    const auto steps = static_cast<float>(factor);
+    for (int64_t done = 0; done < count; ++source, phase = 0) {
+        const float a = source[0];
+        const float difference = static_cast<float>(source[1]) - a;
+        const int64_t here = std::min<int64_t>(factor - phase, count - done);
+        for (int64_t i = 0; i < here; ++i) {
+            const float number = difference * static_cast<float>(phase + i) / steps + a;
+            to[done + i] = s.Apply(number);
+        }
+        done += here;
+    }
+}
+
+void EdfSampleReader::Read(int64_t from, int64_t count, int64_t endRecord, std::span<const EdfPiece> pieces) {
+    if (count <= 0) return;
+    const Range range{from, count};
+    if (!SlicesAreCheaper(range, pieces)) return ReadRecords(range, endRecord, pieces);
+    for (const EdfPiece& piece : pieces) ReadSlices(range, endRecord, piece);
+}
+
+bool EdfSampleReader::SlicesAreCheaper(Range range, std::span<const EdfPiece> pieces) const {
+    if (header_.bytesPerRecord > scratchBytes) return true;
+    const int64_t records =
+        (range.from + range.count - 1) / samplesPerRecord_ - range.from / samplesPerRecord_ + 1;
+    int64_t slices = 0;
+    for (const EdfPiece& piece : pieces)
+        slices += 2 * (range.count / piece.signal->expansionFactor) + bytesPerCall * records;
+    const int64_t recordsAtOnce = scratchBytes / header_.bytesPerRecord;
+    return slices < records * header_.bytesPerRecord + bytesPerCall * (records / recordsAtOnce + 1);
+}
+
+// --- whole records
+// -----------------------------------------------------------------------------------------------------
+
+void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces) {
+    const int64_t recordsAtOnce = std::max<int64_t>(scratchBytes / header_.bytesPerRecord, 1);
+    const bool interpolates = std::any_of(pieces.begin(), pieces.end(),
+                                          [](const EdfPiece& p) { return p.signal->expansionFactor > 1; });
+    const int64_t end = range.from + range.count;
+    for (int64_t at = range.from; at < end;) {
+        const int64_t first = at / samplesPerRecord_;
+        const int64_t last = std::min(first + recordsAtOnce, (end - 1) / samplesPerRecord_ + 1);
+        // One record more holds the right-hand partners of the last samples.
+        const int64_t needed = interpolates ? std::min(last + 1, endRecord) : last;
+        const int64_t got = LoadRecords(first, needed - first);
+        const int64_t partEnd = std::min(end, std::min(last, first + got) * samplesPerRecord_);
+        if (partEnd <= at) return;
+        for (const EdfPiece& piece : pieces)
+            TakeFromRecords({at, partEnd - at}, endRecord, piece, at - range.from);
+        at = partEnd;
+    }
+}
+
+int64_t EdfSampleReader::LoadRecords(int64_t first, int64_t count) {
+    const size_t numbers = static_cast<size_t>(count * header_.bytesPerRecord / 2);
+    if (records_.size() < numbers) records_.resize(numbers);
+    const size_t got =
+        file_.ReadAt(static_cast<uint64_t>(header_.headerLength + first * header_.bytesPerRecord),
+                     std::as_writable_bytes(std::span(records_).first(numbers)));
+    firstRecord_ = first;
+    recordsHeld_ = static_cast<int64_t>(got) / header_.bytesPerRecord;
+    return recordsHeld_;
+}
+
+// Calls fetch(record, first sample in its slice, number, place in the sequence) for each record that holds a
+// part of the source samples; fetch answers how many it got, and the walk ends where that is fewer. Answers
+// the sum.
+template <typename Fetch>
+int64_t EdfSampleReader::Gather(const EdfSignal& signal, int64_t source, int64_t count, Fetch fetch) {
+    int64_t done = 0;
+    while (done < count) {
+        const int64_t record = (source + done) / signal.samplesPerRecord;
+        const int64_t inSlice = (source + done) % signal.samplesPerRecord;
+        const int64_t wanted = std::min(signal.samplesPerRecord - inSlice, count - done);
+        const int64_t got = fetch(record, inSlice, wanted, done);
+        done += got;
+        if (got < wanted) break;
+    }
+    return done;
+}
+
+void EdfSampleReader::TakeFromRecords(Range part, int64_t endRecord, const EdfPiece& piece, int64_t offset) {
+    const EdfSignal& signal = *piece.signal;
+    float* to = piece.to + offset;
+    const auto slice = [&](int64_t record, int64_t inSlice) {
+        return records_.data() + ((record - firstRecord_) * header_.bytesPerRecord + signal.sliceOffset) / 2 +
+               inSlice;
+    };
+    if (signal.expansionFactor == 1) {
+        Gather(signal, part.from, part.count, [&](int64_t record, int64_t inSlice, int64_t n, int64_t at) {
+            ConvertEdfSamples(slice(record, inSlice), n, signal.scale, to + at);
+            return n;
+        });
+        return;
+    }
+    const Range source = SourceOf(part, endRecord, signal);
+    source_.resize(static_cast<size_t>(source.count) + 1);
+    const int64_t got = Gather(signal, source.from, source.count,
+                               [&](int64_t record, int64_t inSlice, int64_t n, int64_t at) {
+                                   if (record >= firstRecord_ + recordsHeld_) return int64_t{0};
+                                   std::copy_n(slice(record, inSlice), n, source_.data() + at);
+                                   return n;
+                               });
+    Interpolate(part, endRecord, signal, got, to);
+}
+
+// --- slices
+// ------------------------------------------------------------------------------------------------------------
+
+void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece) {
+    const EdfSignal& signal = *piece.signal;
+    const int64_t factor = signal.expansionFactor;
+    const int64_t most = scratchBytes / 2;  // samples at a time
+    const int64_t end = range.from + range.count;
+    for (int64_t at = range.from; at < end;) {
+        const Range part{at, std::min(end - at, most * factor)};
+        const Range source = SourceOf(part, endRecord, signal);
+        source_.resize(static_cast<size_t>(source.count) + 1);
+        const int64_t got = Gather(
+            signal, source.from, source.count, [&](int64_t record, int64_t inSlice, int64_t n, int64_t to) {
+                const int64_t offset =
+                    header_.headerLength + record * header_.bytesPerRecord + signal.sliceOffset + 2 * inSlice;
+                const auto numbers =
+                    std::span(source_).subspan(static_cast<size_t>(to), static_cast<size_t>(n));
+                return static_cast<int64_t>(
+                    file_.ReadAt(static_cast<uint64_t>(offset), std::as_writable_bytes(numbers)) / 2);
+            });
+        Interpolate(part, endRecord, signal, got, piece.to + (at - range.from));
+        at += part.count;
+    }
+}
+
+// --- both
+// --------------------------------------------------------------------------------------------------------------
+
+// The source samples that a part of the document needs, with the right-hand partner where there is one.
+EdfSampleReader::Range EdfSampleReader::SourceOf(Range part, int64_t endRecord,
+                                                 const EdfSignal& signal) const {
+    const int64_t factor = signal.expansionFactor;
+    const int64_t first = part.from / factor;
+    const int64_t partner = (part.from + part.count - 1) / factor + (factor > 1 ? 1 : 0);
+    const int64_t last = std::min(partner, endRecord * signal.samplesPerRecord - 1);
+    return {first, last - first + 1};
+}
+
+// Converts what stands in source_, of which `available` samples could be read.
+void EdfSampleReader::Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available,
+                                  float* to) {
+    const int64_t factor = signal.expansionFactor;
+    if (factor == 1)
+        return ConvertEdfSamples(source_.data(), std::min(part.count, available), signal.scale, to);
+    const Range source = SourceOf(part, endRecord, signal);
+    if (available <= 0) return;
+    // The end of a run, and of a file that lost its end, has no partner: the last sample stands for it.
+    source_[static_cast<size_t>(available)] = source_[static_cast<size_t>(available - 1)];
+    const int64_t reach = (source.from + available) * factor - part.from;
+    InterpolateEdfSamples(source_.data(), std::min(part.count, reach), static_cast<int32_t>(factor),
+                          static_cast<int32_t>(part.from % factor), signal.scale, to);
+}
+
+}  // namespace kymora

@@ -1,0 +1,65 @@
+#pragma once
+// Reads samples of an EDF file in physical units. The document's rate is the common multiple of its signals'
+// rates; a slower signal is drawn out by linear interpolation.
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "host/file_system.h"
+#include "import/edf_header.h"
+
+namespace kymora {
+
+// A signal, and where its samples go; all pieces of a read have one length.
+struct EdfPiece {
+    const EdfSignal* signal = nullptr;
+    float* to = nullptr;
+};
+
+class EdfSampleReader {
+  public:
+    // `samplesPerRecord` are the document's. File and header must outlive the reader.
+    EdfSampleReader(const DataFile& file, const EdfHeader& header, int64_t samplesPerRecord)
+        : file_(file), header_(header), samplesPerRecord_(samplesPerRecord) {}
+
+    // Reads `count` document samples from `from` on, gaps not counted, all of them before `endRecord`, which
+    // ends a run of records without a gap: the last sample before it has no right-hand partner. What the file
+    // does not hold is left as it is. Throws FileError.
+    void Read(int64_t from, int64_t count, int64_t endRecord, std::span<const EdfPiece> pieces);
+
+  private:
+    struct Range {
+        int64_t from = 0;
+        int64_t count = 0;
+    };
+
+    bool SlicesAreCheaper(Range range, std::span<const EdfPiece> pieces) const;
+    void ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces);
+    void TakeFromRecords(Range part, int64_t endRecord, const EdfPiece& piece, int64_t offset);
+    void ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece);
+    int64_t LoadRecords(int64_t first, int64_t count);
+    template <typename Fetch>
+    int64_t Gather(const EdfSignal& signal, int64_t source, int64_t count, Fetch fetch);
+    void Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available, float* to);
+    Range SourceOf(Range part, int64_t endRecord, const EdfSignal& signal) const;
+
+    const DataFile& file_;
+    const EdfHeader& header_;
+    int64_t samplesPerRecord_;
+    std::vector<int16_t> records_;  // whole records
+    int64_t firstRecord_ = 0;       // of them
+    int64_t recordsHeld_ = 0;
+    std::vector<int16_t> source_;  // consecutive samples of one signal
+};
+
+// The conversion of stored numbers. Single values would do; this form is what the compiler makes wide.
+void ConvertEdfSamples(const int16_t* from, int64_t count, const EdfScale& scale, float* to);
+
+// Writes `count` values of the line through `source`, `factor` values from one source sample to the next, the
+// first at `phase`. Single precision up to the conversion.
+void InterpolateEdfSamples(const int16_t* source, int64_t count, int32_t factor, int32_t phase,
+                           const EdfScale& scale, float* to);
+
+}  // namespace kymora

@@ -1,0 +1,248 @@
+// A save in place may be killed, or the disk may fill, at any moment: the file then opens with the old metadata or
+// with the new, and with all its samples.
+
+#include <gtest/gtest.h>
+
+#include "document/float_doc.h"
+#include "document/save_journal.h"
+#include "support/faulty_file_system.h"
+#include "support/native_builder.h"
+#include "support/test_host.h"
+
+namespace kymora {
+namespace {
+
+const std::filesystem::path path = "/rec.kymr-dat";
+
+struct SaveSafety : ::testing::Test {
+    test::TestHost host;
+    MemoryFileSystem disk;
+
+    void PutRecording() {
+        disk = MemoryFileSystem();
+        disk.Put(path, test::BuildNative({}).file.data);
+    }
+    static std::unique_ptr<CFloatDoc> Open(Session& session, OpenFor purpose = OpenFor::editing) {
+        auto doc = std::make_unique<CFloatDoc>(session);
+        return doc->OnOpenDocument(path, purpose) ? std::move(doc) : nullptr;
+    }
+    // A change that makes the tail longer.
+    static void Edit(CDataDoc& doc) {
+        doc.fileComment = "a comment that is a good deal longer than the one before";
+        for (int i = 0; i < 500; ++i) doc.AddEvent(5, {i, i + 1, 0.0f, 0, 0, "new"});
+    }
+    // Opens the file as the next start of the program would; answers whether it has the new metadata.
+    bool CheckWhole(OpenFor purpose, const std::string& trace) {
+        SCOPED_TRACE(trace);
+        host.Forget();
+        Session session(host, disk);
+        const auto doc = Open(session, purpose);
+        EXPECT_TRUE(doc) << host.LastMessage();
+        if (!doc) return false;
+        for (int t = 0; t < 2; ++t) {
+            std::vector<float> samples(10);
+            doc->ReadBlock(t, 0, samples);
+            for (int i = 0; i < 10; ++i) EXPECT_EQ(samples[static_cast<size_t>(i)], test::BuiltSample(t, i));
+        }
+        const bool isNew = doc->fileComment != "comment";
+        EXPECT_EQ(doc->GetNumEvents(5), isNew ? 500 : 0);
+        EXPECT_EQ(doc->GetNumEvents(1), 3);
+        return isNew;
+    }
+};
+
+TEST_F(SaveSafety, KilledAtAnyWriteTheFileOpensOldOrNew) {
+    int64_t changes = 0;
+    {
+        PutRecording();
+        test::FaultyFileSystem faulty(disk);
+        Session session(host, faulty);
+        const auto doc = Open(session);
+        ASSERT_TRUE(doc);
+        Edit(*doc);
+        ASSERT_TRUE(doc->OnSaveDocument());
+        changes = faulty.changes;
+    }
+    EXPECT_TRUE(CheckWhole(OpenFor::editing, "undisturbed"));
+    ASSERT_GT(changes, 20) << "the tail goes out in many writes";
+    int sawOld = 0;
+    for (int64_t at = 1; at <= changes; ++at) {
+        for (const bool halfWay : {false, true}) {
+            PutRecording();
+            test::FaultyFileSystem faulty(disk);
+            faulty.dieAtChange = at;
+            faulty.dieHalfWay = halfWay;
+            {
+                Session session(host, faulty);
+                const auto doc = Open(session);
+                ASSERT_TRUE(doc);
+                Edit(*doc);
+                EXPECT_FALSE(doc->OnSaveDocument());
+            }
+            const auto trace = "killed at change " + std::to_string(at) + (halfWay ? ", half way" : "");
+            const bool isNew = CheckWhole(OpenFor::editing, trace);
+            sawOld += isNew ? 0 : 1;
+            EXPECT_EQ(CheckWhole(OpenFor::editing, trace + ", second open"), isNew);
+            EXPECT_FALSE(disk.Has(JournalPath(path))) << trace;
+            EXPECT_EQ(disk.Count(), 1u) << trace;
+        }
+    }
+    EXPECT_GT(sawOld, 0);
+}
+
+TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
+    PutRecording();
+    const auto before = disk.Bytes(path);
+    for (int64_t freeBytes = 0; freeBytes < 160000; freeBytes += freeBytes < 200 ? 13 : 997) {
+        PutRecording();
+        test::FaultyFileSystem faulty(disk);
+        faulty.freeBytes = freeBytes;
+        Session session(host, faulty);
+        auto doc = Open(session);
+        ASSERT_TRUE(doc);
+        Edit(*doc);
+        const bool saved = doc->OnSaveDocument();
+        doc.reset();
+        ASSERT_FALSE(disk.Has(JournalPath(path))) << freeBytes;
+        if (!saved) {
+            ASSERT_EQ(disk.Bytes(path), before) << freeBytes;
+            ASSERT_NE(host.LastMessage().find("not saved"), std::string::npos);
+        }
+        EXPECT_EQ(CheckWhole(OpenFor::editing, std::to_string(freeBytes)), saved);
+    }
+}
+
+// Where the interrupted file cannot be written, it is read as it was before the save.
+TEST_F(SaveSafety, AReaderSeesThroughTheJournal) {
+    PutRecording();
+    const auto before = disk.Bytes(path);
+    test::FaultyFileSystem faulty(disk);
+    faulty.dieAtChange = 12;
+    {
+        Session session(host, faulty);
+        const auto doc = Open(session);
+        ASSERT_TRUE(doc);
+        Edit(*doc);
+        EXPECT_FALSE(doc->OnSaveDocument());
+    }
+    ASSERT_TRUE(disk.Has(JournalPath(path)));
+    ASSERT_NE(disk.Bytes(path), before);
+    const auto mixed = disk.Bytes(path);
+    auto locked = disk.Open(path, OpenMode::readWrite);
+    ASSERT_TRUE(locked->TryLock());  // another program is at work
+    EXPECT_FALSE(CheckWhole(OpenFor::reading, "locked"));
+    EXPECT_FALSE(CheckWhole(OpenFor::editing, "locked, for editing"));
+    EXPECT_EQ(disk.Bytes(path), mixed) << "nobody repairs what another program is writing";
+    locked.reset();
+    EXPECT_FALSE(CheckWhole(OpenFor::reading, "free"));
+    EXPECT_EQ(disk.Bytes(path), before) << "undone";
+}
+
+// A journal is never laid over a file that it was not made from.
+TEST_F(SaveSafety, AJournalOfAnotherFileIsLeftAlone) {
+    PutRecording();
+    {
+        const auto file = disk.Open(path, OpenMode::readOnly);
+        const auto built = test::BuildNative({});
+        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset});
+    }
+    test::NativeRecipe other;
+    other.runs = {{12}, {12}};
+    const auto bytes = test::BuildNative(other).file.data;
+    disk.Put(path, bytes);
+    Session session(host, disk);
+    const auto doc = Open(session);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->GetLength(), 12);
+    EXPECT_NE(host.LastMessage().find("does not belong to this file"), std::string::npos);
+    EXPECT_FALSE(doc->OnSaveDocument());
+    EXPECT_EQ(disk.Bytes(path), bytes);
+    EXPECT_TRUE(disk.Has(JournalPath(path)));
+}
+
+TEST_F(SaveSafety, TheSecondOpenIsReadOnlyAndTold) {
+    PutRecording();
+    Session session(host, disk);
+    const auto first = Open(session);
+    ASSERT_TRUE(first);
+    host.Forget();
+    const auto second = Open(session);
+    ASSERT_TRUE(second);
+    EXPECT_TRUE(second->openedReadOnly);
+    EXPECT_NE(host.LastMessage().find("already open"), std::string::npos);
+    Edit(*second);
+    EXPECT_FALSE(second->OnSaveDocument());
+    EXPECT_EQ(host.LastMessage().find("This file has the ReadOnly property set. Use Save As to save to a new file."),
+              0u);
+    Edit(*first);
+    EXPECT_TRUE(first->OnSaveDocument());
+}
+
+TEST_F(SaveSafety, ChangesOfOthersAreNotSavedOver) {
+    PutRecording();
+    Session session(host, disk);
+    const auto doc = Open(session);
+    ASSERT_TRUE(doc);
+    {
+        const auto other = disk.Open(path, OpenMode::readWrite);
+        const std::byte zero{0};
+        other->WriteAt(disk.Bytes(path).size() - 1, {&zero, 1});
+    }
+    const auto changed = disk.Bytes(path);
+    Edit(*doc);
+    host.answer = false;
+    EXPECT_FALSE(doc->OnSaveDocument());
+    EXPECT_EQ(host.questions.size(), 1u);
+    EXPECT_EQ(disk.Bytes(path), changed);
+    host.answer = true;
+    EXPECT_TRUE(doc->OnSaveDocument());
+    host.Forget();
+    EXPECT_TRUE(doc->OnSaveDocument()) << "our own save is no change of others";
+    EXPECT_TRUE(host.questions.empty());
+
+    disk.Put(path, changed);  // another file of that name
+    EXPECT_FALSE(doc->OnSaveDocument());
+    EXPECT_NE(host.LastMessage().find("moved, deleted or replaced"), std::string::npos);
+    EXPECT_EQ(disk.Bytes(path), changed);
+}
+
+// A file of an old version is written anew beside itself, and takes its place only when it is complete.
+TEST_F(SaveSafety, OldVersionsAreConverted) {
+    disk = MemoryFileSystem();
+    test::NativeRecipe recipe;
+    recipe.version = 21;
+    disk.Put("/old.flt", test::BuildNative(recipe).file.data);
+    Session session(host, disk);
+    auto doc = std::make_unique<CFloatDoc>(session);
+    ASSERT_TRUE(doc->OnOpenDocument("/old.flt"));
+    EXPECT_FALSE(doc->OnSaveDocument()) << "no name was chosen";
+    host.saveFile = "/new.kymr-dat";
+    ASSERT_TRUE(doc->OnSaveDocument());
+    ASSERT_EQ(host.fileRequests.back().filter, "Kymora (*.kymr-dat)|*.kymr-dat||");
+    EXPECT_EQ(doc->pendingRewritePath, "/new.kymr-dat");
+    doc.reset();
+    EXPECT_FALSE(FinishRewrite(session, "/old.edf", "/new.kymr-dat"));
+    EXPECT_EQ(host.LastMessage(), "ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should "
+                                  "not happen. Alert author");
+    ASSERT_TRUE(FinishRewrite(session, "/old.flt", "/new.kymr-dat"));
+    EXPECT_FALSE(disk.Has("/old.flt"));
+    EXPECT_FALSE(disk.Has("/new.kymr-dat"));
+    CFloatDoc converted(session);
+    ASSERT_TRUE(converted.OnOpenDocument("/old.kymr-dat"));
+    EXPECT_EQ(converted.fileVersion, 48);
+    EXPECT_EQ(converted.GetNumEvents(1), 3);
+    std::vector<float> samples(10);
+    converted.ReadBlock(1, 0, samples);
+    EXPECT_EQ(samples[7], test::BuiltSample(1, 7));
+
+    // Another file of the final name is not replaced.
+    disk.Put("/x.flt", {});
+    disk.Put("/x.kymr-dat", std::vector<std::byte>(3));
+    disk.Put("/y.kymr-dat", {});
+    EXPECT_FALSE(FinishRewrite(session, "/x.flt", "/y.kymr-dat"));
+    EXPECT_EQ(disk.Bytes("/x.kymr-dat").size(), 3u);
+    EXPECT_TRUE(disk.Has("/x.flt"));
+}
+
+}  // namespace
+}  // namespace kymora

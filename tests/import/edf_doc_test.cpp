@@ -1,0 +1,293 @@
+#include <fmt/format.h>
+
+#include <cmath>
+#include <functional>
+
+#include "edf_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+TEST_F(EdfTest, HeaderFillsTheModel) {
+    EdfBuilder builder;
+    builder.recordCount = 3;
+    builder.duration = "0.5";
+    builder.AddRamp("Fp1", 100, 2).AddRamp("Fp2", 100, -2);
+    builder.signals[1].physicalMin = "50", builder.signals[1].physicalMax = "-50";
+    builder.signals[1].dimension = "\xB5V";
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    EXPECT_TRUE(host.WasSilent());
+    EXPECT_EQ(doc->GetFileType(), 13);
+    EXPECT_EQ(doc->traceCount, 2);
+    EXPECT_EQ(doc->sampleInterval, 5.0);
+    EXPECT_EQ(doc->GetLength(), 300);
+    EXPECT_FALSE(doc->episodic || doc->hasGaps || doc->noData || doc->IsModified());
+    EXPECT_EQ(doc->traces[1].traceLabel, "Fp2");
+    EXPECT_EQ(doc->traces[1].traceUnits, "\u00B5V");
+    EXPECT_EQ(doc->traces[1].axisTop, -50.0);
+    EXPECT_EQ(doc->traces[1].axisBottom, 50.0);
+    EXPECT_EQ(doc->traces[0].traceAutoscale, 1);
+    // 200 physical units over 2000 numbers; and an inverted scale of -100 over 2000.
+    EXPECT_EQ(All(*doc, 0)[250], 50.0f);
+    EXPECT_EQ(All(*doc, 1)[250], 25.0f);
+    doc->SetReadPosition(299);
+    EXPECT_FLOAT_EQ(static_cast<float>(doc->ReadNext(0)), 59.8f);
+    EXPECT_TRUE(std::isnan(doc->ReadNext(0)));
+}
+
+TEST_F(EdfTest, EqualDigitalLimitsShowStoredNumbers) {
+    EdfBuilder builder;
+    builder.AddRamp("a", 10, 7);
+    builder.signals[0].digitalMin = builder.signals[0].digitalMax = "5";
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(All(*doc, 0)[3], 21.0f);
+    EXPECT_NE(host.LogText().find("no scale"), std::string::npos);
+}
+
+TEST_F(EdfTest, NumbersAreConvertedAsTheyStand) {
+    EXPECT_EQ(EdfInteger(" 12ab"), 12);
+    EXPECT_EQ(EdfInteger("+7"), 7);
+    EXPECT_EQ(EdfInteger("x7"), 0);
+    EXPECT_EQ(EdfReal("-1.5e2 "), -150.0);
+    EXPECT_EQ(EdfReal("1,5"), 1.0);
+    EXPECT_EQ(EdfReal("inf"), 0.0);
+    EXPECT_EQ(EdfReal("1e999"), 0.0);
+    EXPECT_EQ(EdfReal("+-3"), 0.0);
+}
+
+// The values of the line through a slower signal, said as plainly as can be.
+float Interpolated(const EdfBuilderSignal& signal, int64_t j, int64_t factor, int64_t lastSource,
+                   double perNumber) {
+    const int64_t s = j / factor;
+    const float a = signal.samples[static_cast<size_t>(s)];
+    const float b = signal.samples[static_cast<size_t>(std::min(s + 1, lastSource))];
+    const float number = (b - a) * static_cast<float>(j % factor) / static_cast<float>(factor) + a;
+    return static_cast<float>((static_cast<double>(number) + 1000.0) * perNumber - 100.0);
+}
+
+TEST_F(EdfTest, UnlikeRatesMeetAtTheirCommonMultiple) {
+    EdfBuilder builder;
+    builder.recordCount = 4;
+    builder.AddRamp("slow", 100, 13).AddRamp("fast", 250, -3);
+    for (auto& sample : builder.signals[0].samples)
+        sample = static_cast<int16_t>(sample % 997 * (sample % 2 ? 1 : -1));
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->Header().Signal(0).expansionFactor, 5);
+    EXPECT_EQ(doc->Header().Signal(1).expansionFactor, 2);
+    EXPECT_EQ(doc->Header().Signal(1).samplesInFile, 1000);
+    EXPECT_EQ(doc->sampleInterval, 2.0);
+    ASSERT_EQ(doc->GetLength(), 2000);
+    const auto slow = All(*doc, 0), fast = All(*doc, 1);
+    for (int64_t j = 0; j < 2000; ++j) {
+        ASSERT_EQ(slow[static_cast<size_t>(j)], Interpolated(builder.signals[0], j, 5, 399, 0.1)) << j;
+        ASSERT_EQ(fast[static_cast<size_t>(j)], Interpolated(builder.signals[1], j, 2, 999, 0.1)) << j;
+    }
+    EXPECT_EQ(slow[1999], slow[1995]);
+}
+
+TEST_F(EdfTest, NoValueIsDrawnAcrossAGap) {
+    EdfBuilder builder;
+    builder.recordCount = 2;
+    builder.reserved = "EDF+D";
+    builder.AddRamp("slow", 2, 100).AddRamp("fast", 4).AddAnnotations({"+0||$", "+2||$"});
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    ASSERT_EQ(Runs(*doc), (std::vector<uint32_t>{4, 4, 4}));
+    // Numbers 0, 100, gap, 200, 300: the second and the last are repeated, not led on.
+    EXPECT_EQ(All(*doc, 0), (std::vector<float>{0, 5, 10, 10, 0, 0, 0, 0, 20, 25, 30, 30}));
+}
+
+// Layouts that make the reader take whole records, parts of records, and pieces of parts.
+struct Layout {
+    const char* name;
+    int records;
+    std::vector<int> samplesPerRecord;
+};
+
+class EdfLayouts : public EdfTest, public ::testing::WithParamInterface<Layout> {};
+
+TEST_P(EdfLayouts, PiecesEqualTheWhole) {
+    EdfBuilder builder;
+    builder.recordCount = GetParam().records;
+    for (size_t i = 0; i < GetParam().samplesPerRecord.size(); ++i) {
+        builder.AddRamp(fmt::format("s{}", i), GetParam().samplesPerRecord[i], 7 + 2 * static_cast<int>(i));
+    }
+    const std::string choice = "1 3";
+    session.importSettings["signals"] = choice;
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    const std::array<size_t, 2> chosen{0, 2};
+    uint32_t draw = 1;
+    for (int round = 0; round < 40; ++round) {
+        draw = draw * 1664525u + 1013904223u;
+        const auto from = static_cast<int64_t>(draw % static_cast<uint32_t>(doc->GetLength()));
+        const int64_t count = std::min<int64_t>(doc->GetLength() - from, round % 3 == 0 ? 40000 : draw >> 22);
+        for (int trace = 0; trace < 2; ++trace) {
+            const auto& signal = builder.signals[chosen[static_cast<size_t>(trace)]];
+            const int64_t factor =
+                doc->Header().Signal(static_cast<int>(chosen[static_cast<size_t>(trace)])).expansionFactor;
+            std::vector<float> values(static_cast<size_t>(count), -1e9f);
+            doc->ReadBlock(trace, from, values);
+            for (int64_t i = 0; i < count; ++i)
+                ASSERT_EQ(values[static_cast<size_t>(i)],
+                          Interpolated(signal, from + i, factor,
+                                       static_cast<int64_t>(signal.samples.size()) - 1, 0.1))
+                    << "trace " << trace << " at " << from + i;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EdfLayouts,
+                         ::testing::Values(Layout{"tiny_records", 5000, {1, 1, 2}},
+                                           Layout{"small_records", 300, {200, 50, 100}},
+                                           Layout{"part_of_a_record", 6, {6000, 150000, 3000}},
+                                           Layout{"one_long_record", 1, {100000, 600000, 50000}}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_F(EdfTest, SignalsAreChosenLikeCheckMarks) {
+    EdfBuilder builder;
+    for (int i = 1; i <= 18; ++i) {
+        builder.AddRamp(fmt::format("s{}", i), 10);
+        if (i == 2) builder.AddAnnotations({"+0||$"});
+    }
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->traceCount, 16);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_NE(host.LastMessage().find("first 16 of 18"), std::string::npos);
+
+    session.importSettings["signals"] = "4; 3-4,1";
+    doc = Open(builder);
+    ASSERT_TRUE(doc);
+    ASSERT_EQ(doc->traceCount, 3);
+    EXPECT_EQ(doc->traces[1].traceLabel, "s3");
+
+    const auto refusal = [&](const char* setting) {
+        session.importSettings["signals"] = setting;
+        EXPECT_EQ(Open(builder), nullptr) << setting;
+        return host.LastMessage();
+    };
+    EXPECT_EQ(refusal("1-17"),
+              "Kymora can handle a maximum of 16 data traces. Please deselect at least 1 channels.");
+    EXPECT_EQ(refusal(" ,"), "You need at least 1 data trace selected.");
+    for (const char* wrong :
+         {"abc", "0", "19", "3-1", "1-", "-1", "1-999999999", "2x", "99999999999999999999"})
+        EXPECT_NE(refusal(wrong).find("\"signals\""), std::string::npos) << wrong;
+}
+
+TEST_F(EdfTest, OpeningRefusesWhatIsNoRecording) {
+    EdfBuilder good;
+    good.recordCount = 2;
+    good.AddRamp("a", 7).AddRamp("b", 5);
+    struct Case {
+        const char* message;
+        std::function<void(EdfBuilder&)> damage;
+    };
+    const Case cases[] = {
+        {"Unrecognized EDF format version string: 1       .", [](EdfBuilder& b) { b.version = "1"; }},
+        {"gives 0 signals", [](EdfBuilder& b) { b.statedSignals = "x2"; }},
+        {"gives -3 signals", [](EdfBuilder& b) { b.statedSignals = "-3"; }},
+        {"ends within its header", [](EdfBuilder& b) { b.statedSignals = "9999"; }},
+        {"0 samples per data record", [](EdfBuilder& b) { b.signals[1].statedSamples = "many"; }},
+        {"-5 samples per data record", [](EdfBuilder& b) { b.signals[1].statedSamples = "-5"; }},
+        {"no data records", [](EdfBuilder& b) { b.signals[1].statedSamples = "99999999"; }},
+        {"no data records", [](EdfBuilder& b) { b.statedRecords = "0"; }},
+        {"no data records", [](EdfBuilder& b) { b.recordCount = 0, b.statedRecords = "-1"; }},
+        {"last 0 s", [](EdfBuilder& b) { b.duration = "abc"; }},
+        {"last -1 s", [](EdfBuilder& b) { b.duration = "-1"; }},
+        {"No sample interval", [](EdfBuilder& b) { b.duration = "1e308"; }},
+        {"no useful common multiple",
+         [](EdfBuilder& b) { b.signals[0].samplesPerRecord = 65521, b.signals[1].samplesPerRecord = 65519; }},
+    };
+    for (const Case& c : cases) {
+        EdfBuilder bad = good;
+        c.damage(bad);
+        EXPECT_EQ(Open(bad), nullptr) << c.message;
+        EXPECT_NE(host.LastMessage().find(c.message), std::string::npos) << host.LastMessage();
+    }
+    auto doc = std::make_unique<CEDFDoc>(session);
+    EXPECT_FALSE(doc->OnOpenDocument("/x.dat"));
+    EXPECT_EQ(host.LastMessage(), "You must select a .edf file");
+    EXPECT_FALSE(CEDFDoc(session).OnOpenDocument("/none.EDF"));
+    EXPECT_EQ(host.LastMessage(), "Couldn't open file");
+    session.importSettings["annotations"] = "foo";
+    EXPECT_EQ(Open(good), nullptr);
+    EXPECT_NE(host.LastMessage().find("\"annotations\""), std::string::npos);
+}
+
+TEST_F(EdfTest, EveryTruncationIsRefusedOrGivesWholeRecords) {
+    EdfBuilder builder;
+    builder.recordCount = 3;
+    builder.reserved = "EDF+D";
+    builder.AddRamp("a", 10).AddAnnotations({"+0||$+0.5|x|$", "+1||$", "+3||$"}, 20);
+    const auto whole = builder.Build();
+    for (size_t length = 0; length < whole.size(); ++length) {
+        auto doc =
+            Open(std::vector<std::byte>(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
+        const size_t records = length < 768 ? 0 : (length - 768) / 60;
+        ASSERT_EQ(doc != nullptr, records > 0) << length;
+        const int64_t stored = doc ? doc->GetStoredCount(0) : 0;
+        ASSERT_EQ(stored, static_cast<int64_t>(10 * records)) << length;
+    }
+}
+
+TEST_F(EdfTest, RecordCountOfACutOffRecordingIsCountedAgain) {
+    for (const char* stated : {"-1", "99999999"}) {
+        EdfBuilder builder;
+        builder.recordCount = 4;
+        builder.statedRecords = stated;
+        builder.statedLength = "999";
+        builder.AddRamp("a", 10);
+        auto bytes = builder.Build();
+        bytes.resize(bytes.size() - 5);
+        host.Forget();
+        auto doc = Open(bytes);
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(doc->GetLength(), 30);
+        EXPECT_TRUE(host.WasSilent());
+        EXPECT_NE(host.LogText().find("holds 3"), std::string::npos);
+        EXPECT_NE(host.LogText().find("make it 512"), std::string::npos);
+    }
+    EdfBuilder fewer;
+    fewer.recordCount = 4;
+    fewer.statedRecords = "2";
+    fewer.AddRamp("a", 10);
+    EXPECT_EQ(Open(fewer)->GetLength(), 20);
+}
+
+TEST_F(EdfTest, AFileThatShrinksWhileItIsOpenReadsAsZeros) {
+    EdfBuilder builder;
+    builder.recordCount = 100;
+    builder.AddRamp("a", 10).AddRamp("slow", 5);
+    auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    files.Bytes("/x.edf").resize(768 + 30 * 50);
+    for (int trace = 0; trace < 2; ++trace) {
+        std::vector<float> values(1000, 0.0f);
+        doc->ReadBlock(trace, 0, values);
+        EXPECT_NE(values[490], 0.0f);
+        EXPECT_EQ(values[600], 0.0f);
+    }
+}
+
+TEST_F(EdfTest, LongRecordingIsHeldToTheLongestPossible) {
+    EdfBuilder builder;
+    builder.recordCount = 200;
+    builder.AddRamp("a", 46337).AddRamp("b", 1).AddRamp("c", 337);
+    builder.signals[0].samples.clear();
+    auto doc = Open(builder);  // 46337 x 337 = 15615569 samples per record
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(host.LastMessage(), tooLongText);
+    EXPECT_EQ(doc->GetLength(), 0x7FFFFFFF);
+    std::vector<float> end(10);
+    doc->ReadBlock(2, 0x7FFFFFFF - 10, end);
+    EXPECT_NE(end[9], 0.0f);
+}
+
+}  // namespace
+}  // namespace kymora::test

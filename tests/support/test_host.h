@@ -1,0 +1,127 @@
+#pragma once
+// A host without a user: it keeps everything that it is told, and answers from a script.
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/host.h"
+
+namespace kymora::test {
+
+// A message, question or notice as it was asked.
+struct Shown {
+    std::string text;
+    std::string title;
+    std::string key;  // notices only
+};
+
+// What one progress box went through.
+struct ProgressRecord {
+    std::string label;
+    uint64_t total = 0;
+    std::vector<uint64_t> updates;
+    bool cancelled = false;
+    bool closed = false;
+};
+
+class TestHost : public Host {
+  public:
+    // --- what was asked ---
+    std::vector<Shown> messages;
+    std::vector<Shown> questions;
+    std::vector<Shown> notices;
+    std::vector<FileRequest> fileRequests;
+    std::vector<FileDetails> details;
+    std::deque<ProgressRecord> progress;  // a deque: records stay in place while boxes are open
+    std::vector<std::string> log;
+
+    // --- the script ---
+    std::deque<bool> nextAnswers;  // of Confirm, in turn; `answer` when they are used up
+    bool answer = true;
+    std::deque<bool> nextNoticeAnswers;  // of Notice, in turn; `noticeAnswer` when they are used up
+    bool noticeAnswer = true;
+    std::optional<std::filesystem::path> saveFile;  // of ChooseSaveFile; nothing cancels
+    bool acceptDetails = true;
+    bool skipDetails = false;
+    uint64_t cancelAtCall = 0;  // the n-th Update of each progress answers false, and all later; 0: none
+    std::optional<uint64_t> cancelAtDone;  // Update answers false from this `done` on
+
+    void Message(std::string_view text, std::string_view title = "Kymora") override {
+        messages.push_back({std::string(text), std::string(title), {}});
+    }
+    bool Confirm(std::string_view text, std::string_view title = "Kymora") override {
+        questions.push_back({std::string(text), std::string(title), {}});
+        return Take(nextAnswers, answer);
+    }
+    bool Notice(std::string_view key, std::string_view title, std::string_view text) override {
+        notices.push_back({std::string(text), std::string(title), std::string(key)});
+        return Take(nextNoticeAnswers, noticeAnswer);
+    }
+    std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override {
+        fileRequests.push_back(request);
+        return saveFile;
+    }
+    bool AcceptFileDetails(const FileDetails& shown, bool& skipFromNowOn) override {
+        details.push_back(shown);
+        skipFromNowOn = skipDetails;
+        return acceptDetails;
+    }
+    std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override {
+        progress.push_back({std::string(label), total, {}, false, false});
+        return std::make_unique<RecordingProgress>(*this, progress.back());
+    }
+    void Log(std::string_view text) override { log.emplace_back(text); }
+
+    // --- shorthands ---
+    // The last message; empty when there was none.
+    std::string LastMessage() const { return messages.empty() ? std::string() : messages.back().text; }
+    // Nothing was shown and nothing asked; progress and log do not count.
+    bool WasSilent() const {
+        return messages.empty() && questions.empty() && notices.empty() && fileRequests.empty() &&
+               details.empty();
+    }
+    // All that was logged, one text.
+    std::string LogText() const {
+        std::string all;
+        for (const std::string& line : log) all += line;
+        return all;
+    }
+    // Forgets what was asked; the script stays.
+    void Forget() {
+        messages.clear();
+        questions.clear();
+        notices.clear();
+        fileRequests.clear();
+        details.clear();
+        log.clear();
+    }
+
+  private:
+    class RecordingProgress : public Progress {
+      public:
+        RecordingProgress(const TestHost& host, ProgressRecord& record) : host_(host), record_(record) {}
+        ~RecordingProgress() override { record_.closed = true; }
+        bool Update(uint64_t done) override {
+            record_.updates.push_back(done);
+            if (host_.cancelAtCall != 0 && record_.updates.size() >= host_.cancelAtCall)
+                record_.cancelled = true;
+            if (host_.cancelAtDone && done >= *host_.cancelAtDone) record_.cancelled = true;
+            return !record_.cancelled;
+        }
+
+      private:
+        const TestHost& host_;
+        ProgressRecord& record_;
+    };
+
+    static bool Take(std::deque<bool>& script, bool otherwise) {
+        if (script.empty()) return otherwise;
+        const bool next = script.front();
+        script.pop_front();
+        return next;
+    }
+};
+
+}  // namespace kymora::test
