@@ -51,7 +51,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host)
     : session_(session), mdi_(new QMdiArea(this)), status_(new QLabel(this)) {
     if (host) host->SetParentWindow(this);
     setWindowTitle("Kymora");
-    setWindowIcon(ProgramIcon());
+    QApplication::setWindowIcon(ProgramIcon());
     mdi_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     mdi_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdi_);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "archive/text_encoding.h"
 #include "cli/info_json.h"
 #include "cli/text_format.h"
 

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <unistd.h>
 
-#include "archive/text_encoding.h"
 #include "cli/interrupt.h"
 #include "cli/text_format.h"
 

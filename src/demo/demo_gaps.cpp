@@ -27,7 +27,7 @@ struct Wave {
 constexpr Wave heartWaves[] = {
     {0.12, -160.0, 22.0}, {-0.10, -26.0, 8.0}, {1.1, 0.0, 9.0}, {-0.22, 27.0, 9.0}, {0.28, 230.0, 45.0}};
 
-// Breathing at a quarter of a second's rate; the heart runs with it.
+// One breath takes four seconds; the heart beats faster while the lungs are full.
 double BreathPhase(double ms) { return ms / 4000.0; }
 
 std::vector<double> DrawBeats(uint64_t seed) {

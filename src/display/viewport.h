@@ -44,7 +44,7 @@ class TimeScale {
 
     int ToPixel(double timeMs) const {
         if (!IsUsable()) return left_;
-        return ClampPixel(RoundHalfAway64((timeMs - start_) * width_ / duration_) + left_);
+        return ClampPixel(RoundHalfAway((timeMs - start_) * width_ / duration_) + int64_t{left_});
     }
     double ToTime(int x) const {
         if (!IsUsable()) return start_;

@@ -156,7 +156,8 @@ class CDataDoc : public EventChanOwner {
     // Writes the valid samples of a trace as f32 to a storing archive, gains applied.
     virtual void WriteTraceData(CArchive& archive, int trace);
     virtual int GetFileType() const { return typeBase; }
-    // Moves the window so that it begins at readPosition. Past the end it holds 0.0.
+    // Moves the window so that it begins at readPosition. Past the end it holds 0.0. The window of a trace is read when
+    // it is first asked for: a reader of one trace does not pay for the others.
     virtual void FillFileBuf();
     // (length - 1) x sampleInterval, ms.
     virtual double GetEndTime() const;
@@ -230,9 +231,9 @@ class CDataDoc : public EventChanOwner {
     bool GetRunSpan(int trace, int i, int64_t& start, int64_t& end) const;
     int64_t CountValid(int trace, int64_t from, int64_t to) const { return Runs(trace).CountValid(from, to); }
     // Validity at readPosition.
-    bool IsValidAt(int trace) const;
+    bool IsValidAt(int trace);
     // One flag per trace for readPosition; false if any is invalid.
-    bool AreAllValid(std::span<uint8_t> flags) const;
+    bool AreAllValid(std::span<uint8_t> flags);
     // Every trace becomes one run of n; above 0x7FFFFFFF the user is told and n is held to it.
     void SetLength(int64_t n);
     // Sets hasGaps and noData from the run lists.
@@ -243,22 +244,21 @@ class CDataDoc : public EventChanOwner {
     // --- the file buffer --------------------------------------------------------------------------------------------
     int32_t readPosition = 0;
     int32_t bufferStart = 0;
-    std::vector<std::vector<float>> fileBuffer;     // [trace][bufferSize]
-    std::vector<std::vector<uint8_t>> validBuffer;  // the same when hasGaps is set, else empty
+    // The window of a trace: bufferSize samples from bufferStart on.
+    std::span<const float> FileBuffer(int trace) { return {Window(trace), bufferSize}; }
+    // Their validity; only where hasGaps is set.
+    std::span<const uint8_t> ValidBuffer(int trace);
 
     void SetReadPosition(int32_t position);
     // The sample at readPosition; then advances by one, as the other reads do. Past the end: not-a-number.
     double ReadNext(int trace) {
         const auto inWindow = static_cast<uint32_t>(readPosition - bufferStart);
-        if (inWindow < readableInWindow_) {
-            const double value = fileBuffer[static_cast<size_t>(trace)][inWindow];
-            if (inWindow + 1 < static_cast<uint32_t>(bufferSize))
-                ++readPosition;
-            else
-                Advance();
-            return value;
+        const float* window = window_[static_cast<size_t>(trace)];
+        if (inWindow < fastInWindow_ && window != nullptr) {
+            ++readPosition;
+            return window[inWindow];
         }
-        return ReadNextSlow();
+        return ReadNextSlow(trace);
     }
     double ReadNextChecked(int trace, uint8_t& valid);
     // One sample of every trace; true when all are valid. With noData only the first value and flag are written.
@@ -334,23 +334,32 @@ class CDataDoc : public EventChanOwner {
     virtual void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) = 0;
     // Back to the defaults of a new document, but for path, file and session.
     void ResetModel();
-    // Allocates the window for the model as it stands and fills it from position 0.
+    // Makes room for the window of the model as it stands, and puts it at position 0.
     void AllocateBuffers();
 
     std::unique_ptr<DataFile> sampleFile;
 
   private:
     const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
-    double ReadNextSlow();
+    double ReadNextSlow(int trace);
     void Advance();
     void UpdateReadable();
+    const float* Window(int trace) {
+        const float* window = window_[static_cast<size_t>(trace)];
+        return window != nullptr ? window : FillTrace(trace);
+    }
+    const float* FillTrace(int trace);
     void ReadRuns(int64_t from, std::span<const TraceBlock> blocks);
     void ReadValid(int64_t storedIndex, size_t at, size_t count, std::span<const TraceBlock> blocks);
 
     Session& session_;
     bool modified_ = false;
     std::vector<DocumentView*> views_;
+    std::vector<std::vector<float>> fileBuffer_;     // [trace][bufferSize], empty until it is needed
+    std::vector<std::vector<uint8_t>> validBuffer_;  // the same where hasGaps is set
+    std::array<const float*, maxTraces> window_{};   // the traces whose window has been read
     uint32_t readableInWindow_ = 0;  // samples of the window that lie before the end of the recording
+    uint32_t fastInWindow_ = 0;      // those of them after which the window stays where it is
     std::map<std::filesystem::path, std::optional<FileStamp>> stamps_;
     Progress* copyProgress_ = nullptr;
     int64_t copiedSamples_ = 0;

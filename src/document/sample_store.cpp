@@ -101,40 +101,47 @@ void CDataDoc::ReadValid(int64_t storedIndex, size_t at, size_t count, std::span
 
 void CDataDoc::AllocateBuffers() {
     const auto count = static_cast<size_t>(traceCount);
-    fileBuffer.assign(count, std::vector<float>(bufferSize, 0.0f));
-    validBuffer.assign(hasGaps ? count : 0, std::vector<uint8_t>(bufferSize, 0));
+    fileBuffer_.assign(count, {});
+    validBuffer_.assign(count, {});
+    window_.fill(nullptr);
     readPosition = bufferStart = 0;
     UpdateReadable();
-    FillFileBuf();
 }
 
 void CDataDoc::UpdateReadable() {
     const int64_t left = GetLength() - bufferStart;
     readableInWindow_ =
-        noData || fileBuffer.empty() ? 0 : static_cast<uint32_t>(std::clamp<int64_t>(left, 0, bufferSize));
+        noData || fileBuffer_.empty() ? 0 : static_cast<uint32_t>(std::clamp<int64_t>(left, 0, bufferSize));
+    fastInWindow_ = std::min<uint32_t>(readableInWindow_, bufferSize - 1);
 }
 
 void CDataDoc::FillFileBuf() {
-    if (readPosition < 0 || readPosition >= GetLength() || fileBuffer.empty()) return;
+    if (readPosition < 0 || readPosition >= GetLength()) return;
     bufferStart = readPosition;
+    window_.fill(nullptr);
     UpdateReadable();
-    const auto inside = static_cast<size_t>(std::min<int64_t>(bufferSize, GetLength() - bufferStart));
-    std::vector<TraceBlock> blocks;
-    for (size_t t = 0; t < fileBuffer.size(); ++t) {
-        std::fill(fileBuffer[t].begin() + static_cast<std::ptrdiff_t>(inside), fileBuffer[t].end(), 0.0f);
-        TraceBlock block{static_cast<int>(t), {fileBuffer[t].data(), inside}, {}};
-        if (!validBuffer.empty()) {
-            std::fill(validBuffer[t].begin(), validBuffer[t].end(), uint8_t{0});
-            block.valid = {validBuffer[t].data(), inside};
-        }
-        blocks.push_back(block);
-    }
+}
+
+// Reads the window of one trace.
+const float* CDataDoc::FillTrace(int trace) {
+    auto& values = fileBuffer_.at(static_cast<size_t>(trace));
+    auto& valid = validBuffer_[static_cast<size_t>(trace)];
+    values.resize(bufferSize);
+    if (hasGaps) valid.assign(bufferSize, 0);
+    const auto inside = static_cast<size_t>(std::clamp<int64_t>(GetLength() - bufferStart, 0, bufferSize));
+    std::fill(values.begin() + static_cast<std::ptrdiff_t>(inside), values.end(), 0.0f);
     try {
-        ReadBlocks(bufferStart, blocks);
+        ReadBlock(trace, bufferStart, {values.data(), inside}, {valid.data(), hasGaps ? inside : 0});
     } catch (const FileError& error) {
-        for (auto& buffer : fileBuffer) std::fill(buffer.begin(), buffer.end(), 0.0f);
+        std::fill(values.begin(), values.end(), 0.0f);
         GetHost().Log(std::string(error.what()) + "\n");
     }
+    return window_[static_cast<size_t>(trace)] = values.data();
+}
+
+std::span<const uint8_t> CDataDoc::ValidBuffer(int trace) {
+    Window(trace);
+    return validBuffer_[static_cast<size_t>(trace)];
 }
 
 void CDataDoc::SetReadPosition(int32_t position) {
@@ -146,8 +153,10 @@ void CDataDoc::Advance() {
     if (readPosition < std::numeric_limits<int32_t>::max()) SetReadPosition(readPosition + 1);
 }
 
-double CDataDoc::ReadNextSlow() {
-    const double value = noData ? 0.0 : notANumber;
+double CDataDoc::ReadNextSlow(int trace) {
+    const auto inWindow = static_cast<uint32_t>(readPosition - bufferStart);
+    double value = noData ? 0.0 : notANumber;
+    if (inWindow < readableInWindow_) value = Window(trace)[inWindow];
     Advance();
     return value;
 }
@@ -166,8 +175,8 @@ bool CDataDoc::ReadNextAll(std::span<float> values, std::span<uint8_t> flags) {
     }
     const bool allValid = AreAllValid(flags);
     const auto inWindow = static_cast<uint32_t>(readPosition - bufferStart);
-    for (size_t t = 0; t < fileBuffer.size(); ++t)
-        values[t] = inWindow < readableInWindow_ ? fileBuffer[t][inWindow] : notANumber;
+    for (int t = 0; t < traceCount; ++t)
+        values[static_cast<size_t>(t)] = inWindow < readableInWindow_ ? Window(t)[inWindow] : notANumber;
     Advance();
     return allValid;
 }
@@ -180,13 +189,13 @@ double CDataDoc::ReadAt(int trace, int32_t position, uint8_t& valid) {
     return value;
 }
 
-bool CDataDoc::IsValidAt(int trace) const {
+bool CDataDoc::IsValidAt(int trace) {
     const auto inWindow = static_cast<uint32_t>(readPosition - bufferStart);
     if (inWindow >= readableInWindow_) return false;
-    return !hasGaps || validBuffer[static_cast<size_t>(trace)][inWindow] != 0;
+    return !hasGaps || ValidBuffer(trace)[inWindow] != 0;
 }
 
-bool CDataDoc::AreAllValid(std::span<uint8_t> flags) const {
+bool CDataDoc::AreAllValid(std::span<uint8_t> flags) {
     bool all = traceCount > 0;
     for (int t = 0; t < traceCount; ++t) {
         flags[static_cast<size_t>(t)] = IsValidAt(t) ? 1 : 0;
@@ -205,11 +214,12 @@ std::vector<float> CDataDoc::GetValidDataFromFileBuf(int trace, int32_t start, i
     if (start < 0 || start >= GetLength()) return std::vector<float>(wanted, notANumber);
     readPosition = start;
     FillFileBuf();
-    const auto& buffer = fileBuffer[static_cast<size_t>(trace)];
+    const auto buffer = FileBuffer(trace);
+    const auto valid = ValidBuffer(trace);
     std::vector<float> samples;
     samples.reserve(wanted);
     for (size_t i = 0; i < wanted; ++i)
-        if (!hasGaps || validBuffer[static_cast<size_t>(trace)][i] != 0) samples.push_back(buffer[i]);
+        if (!hasGaps || valid[i] != 0) samples.push_back(buffer[i]);
     return samples;
 }
 

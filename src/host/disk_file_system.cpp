@@ -60,7 +60,8 @@ class DiskFile : public DataFile {
     }
 
     void Sync() override {
-        if (::fsync(handle_) != 0) Fail("Couldn't write to the disk", path_, errno);
+        while (::fsync(handle_) != 0)
+            if (errno != EINTR) Fail("Couldn't write to the disk", path_, errno);
     }
 
     bool IsWritable() const override { return writable_; }

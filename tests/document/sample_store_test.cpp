@@ -80,8 +80,8 @@ TEST_F(SampleStore, EveryReadSeesRunsGapsAndEnds) {
         doc->SetReadPosition(69900);
         doc->FillFileBuf();
         EXPECT_EQ(doc->bufferStart, 69900);
-        EXPECT_EQ(doc->fileBuffer[0][99], values[69999]);
-        EXPECT_EQ(std::count(doc->fileBuffer[0].begin() + 100, doc->fileBuffer[0].end(), 0.0f), 32668);
+        EXPECT_EQ(doc->FileBuffer(0)[99], values[69999]);
+        EXPECT_EQ(std::count(doc->FileBuffer(0).begin() + 100, doc->FileBuffer(0).end(), 0.0f), 32668);
     }
 }
 
@@ -116,8 +116,8 @@ TEST_F(SampleStore, GainsDivideWhatIsReadAndWhatIsWritten) {
     doc->traces[0].traceGain = 3.0;
     doc->FillFileBuf();
     const float third = static_cast<float>(static_cast<double>(0.1f) / 3.0);
-    EXPECT_EQ(doc->fileBuffer[0][4], third);
-    EXPECT_EQ(doc->fileBuffer[0][2], 0.0f);
+    EXPECT_EQ(doc->FileBuffer(0)[4], third);
+    EXPECT_EQ(doc->FileBuffer(0)[2], 0.0f);
     MemoryFile file;
     CArchive archive(file, CArchive::Mode::store);
     doc->WriteTraceData(archive, 0);

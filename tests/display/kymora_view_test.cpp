@@ -1,0 +1,384 @@
+#include "display/kymora_view.h"
+
+#include <limits>
+
+#include "display/number_text.h"
+#include "support/view_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class KymoraViewTest : public ViewTest {
+  protected:
+    // 100,000 samples of 1 ms, shown in a plot of 800 pixels.
+    void SetUp() override { session.options.expandContractFocus = 0; }
+    CKymoraView& Open(double start, double end, int traces = 1, int64_t length = 100000) {
+        doc = Ramp(traces, length);
+        doc->view.viewStart = start;
+        doc->view.viewEnd = end;
+        view = std::make_unique<CKymoraView>(*doc);
+        view->OnSize(880, 460);
+        view->OnInitialUpdate();
+        return *view;
+    }
+    void ExpectViewport(double start, double end) {
+        EXPECT_DOUBLE_EQ(view->m_StartTime, start);
+        EXPECT_DOUBLE_EQ(view->m_EndTime, end);
+        EXPECT_DOUBLE_EQ(view->m_TimePerDiv, (end - start) / 8.0);
+    }
+    void TearDown() override { view.reset(); }
+
+    std::unique_ptr<MemoryDoc> doc;
+    std::unique_ptr<CKymoraView> view;
+};
+
+TEST_F(KymoraViewTest, PagesAndPercentSteps) {
+    CKymoraView& v = Open(1000.0, 3000.0);
+    v.RightPage();
+    ExpectViewport(3000.0, 5000.0);
+    v.LeftPage();
+    v.LeftPage();
+    ExpectViewport(0.0, 2000.0);  // from 1000, less than a page: to 0, with its length
+    v.LeftPage();
+    v.LeftPercent();
+    ExpectViewport(0.0, 2000.0);
+    v.RightPercent();
+    ExpectViewport(400.0, 2400.0);
+    v.m_nPercentStep = 50;
+    v.RightPercent();
+    ExpectViewport(1400.0, 3400.0);
+    v.LeftPercent();
+    ExpectViewport(400.0, 2400.0);
+    v.GoToEnd();
+    ExpectViewport(97999.0, 99999.0);
+    v.GoToStart();
+    ExpectViewport(0.0, 2000.0);
+    v.SetStartTime(5e-8);  // less than counts
+    EXPECT_EQ(v.m_StartTime, 0.0);
+}
+
+TEST_F(KymoraViewTest, CompressAndExpandAroundTheMiddleOrTheLeftEdge) {
+    CKymoraView& v = Open(4000.0, 6000.0);
+    v.Compress();
+    ExpectViewport(3000.0, 7000.0);
+    v.Expand();
+    ExpectViewport(4000.0, 6000.0);
+    v.GoToStart();
+    v.Compress();  // cannot stay centred
+    ExpectViewport(0.0, 4000.0);
+
+    session.options.expandContractFocus = 1;
+    v.SetStartTime(500.0);
+    v.Compress();
+    ExpectViewport(500.0, 8500.0);
+    v.Expand();
+    v.Expand();
+    ExpectViewport(500.0, 2500.0);
+}
+
+TEST_F(KymoraViewTest, OneToOneShowAllAndTimebase) {
+    CKymoraView& v = Open(4000.0, 6000.0);
+    v.OneToOne();
+    ExpectViewport(4000.0, 4800.0);
+    v.SetTimebase(50.0);
+    ExpectViewport(4200.0, 4600.0);
+    v.ShowAll();
+    ExpectViewport(0.0, 99999.0);
+    session.options.expandContractFocus = 1;
+    v.SetTimebase(10.0);
+    ExpectViewport(0.0, 80.0);
+    v.ZoomAround(70 + 400, 2.0);  // the time under the pointer, 40 ms, stays as far as 0 allows
+    ExpectViewport(0.0, 160.0);
+    v.SetStartTime(100.0);
+    v.ZoomAround(70 + 400, 0.5);
+    ExpectViewport(140.0, 220.0);
+}
+
+TEST_F(KymoraViewTest, ZoomEndsBeforeTheViewportDegenerates) {
+    CKymoraView& v = Open(4000.0, 6000.0);
+    for (int i = 0; i < 2000; ++i) v.Expand();
+    EXPECT_GT(v.m_EndTime, v.m_StartTime);
+    for (int i = 0; i < 2000; ++i) v.Compress();
+    EXPECT_LT(v.m_EndTime, 1e14);
+    EXPECT_EQ(v.m_StartTime, 0.0);
+    v.OnSize(60, 40);  // no plot
+    v.OneToOne();
+    EXPECT_GT(v.m_EndTime, v.m_StartTime);
+}
+
+TEST_F(KymoraViewTest, CancelledReadRestoresTheViewport) {
+    CKymoraView& v = Open(1000.0, 3000.0, 2, 3000000);
+    const int reads = doc->readCalls;
+    host.cancelAtCall = 10;
+    v.ShowAll();
+    ASSERT_EQ(host.progress.size(), 1u);
+    ExpectViewport(1000.0, 3000.0);
+    EXPECT_EQ(v.GetCache().m_nCacheLevel, -1);
+    const int afterCancel = doc->readCalls;
+    EXPECT_GT(afterCancel, reads);
+    v.SetStartTime(1500.0);  // still served from the bins before
+    EXPECT_EQ(doc->readCalls, afterCancel);
+}
+
+TEST_F(KymoraViewTest, CancelledFirstReadShowsAShortStretch) {
+    doc = Ramp(1, 10000000);
+    doc->view.viewEnd = 1e7;
+    view = std::make_unique<CKymoraView>(*doc);
+    host.cancelAtCall = 2;
+    EXPECT_FALSE(view->OnInitialUpdate());
+    ExpectViewport(0.0, 1000.0);
+}
+
+TEST_F(KymoraViewTest, ScrollingInsideTheCacheDoesNotRead) {
+    CKymoraView& v = Open(1000.0, 3000.0);
+    const int reads = doc->readCalls;
+    v.RightPercent();
+    v.SetStartTime(2900.0);
+    v.Expand();
+    v.RefreshViewport();
+    EXPECT_EQ(doc->readCalls, reads);
+    v.SetStartTime(900.0);
+    EXPECT_GT(doc->readCalls, reads);
+    // A viewport between samples reaches a fraction past its bins; it is not read again for that.
+    v.ChangeViewport({10000.5, 14000.5});
+    const int after = doc->readCalls;
+    v.RefreshViewport();
+    EXPECT_EQ(doc->readCalls, after);
+}
+
+TEST_F(KymoraViewTest, OpensAtTheStoredViewportOrAThousandSamples) {
+    Open(250.0, 750.0);
+    ExpectViewport(250.0, 750.0);
+    view.reset();
+    doc = Ramp(1, 5000, 0.0123);  // 12.3 ms
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnInitialUpdate();
+    ExpectViewport(0.0, 12.3);
+    doc->sampleInterval = 0.0129995;  // 12.9995 ms, nearly whole
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnInitialUpdate();
+    ExpectViewport(0.0, 13.0);
+}
+
+TEST_F(KymoraViewTest, SenselessStoredSettingsDoNotReachTheView) {
+    doc = Ramp(2, 5000);
+    const double nan64 = std::numeric_limits<double>::quiet_NaN();
+    doc->view.viewStart = nan64;
+    doc->view.viewEnd = std::numeric_limits<double>::infinity();
+    doc->view.dataDisplayFraction = std::numeric_limits<float>::quiet_NaN();
+    doc->view.timeUnit = 77;
+    doc->view.scrollStepPercent = -5;
+    doc->traces[0].traceOrder = 900;
+    doc->traces[1].traceOrder = -1;
+    doc->traces[1].axisTop = nan64;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(400, 300);
+    view->OnInitialUpdate();
+    ExpectViewport(0.0, 1000.0);
+    EXPECT_EQ(view->m_fDataArea, 1.0f);
+    EXPECT_EQ(view->m_nTimeUnit, 0);
+    EXPECT_EQ(view->m_nPercentStep, 20);
+    EXPECT_EQ(view->m_nAxisOfTrace[0], 0);
+    EXPECT_EQ(view->m_nAxisOfTrace[1], 1);
+    view->IncreaseGain(true);
+    view->MoveUp(true);
+}
+
+TEST_F(KymoraViewTest, WithoutAVisibleAxisTheFirstIsShown) {
+    doc = Ramp(2, 5000);
+    doc->traces[0].traceVisible = doc->traces[1].traceVisible = 0;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnInitialUpdate();
+    EXPECT_EQ(host.LastMessage(), "This file cannot display as requested, since no axes are displayed.");
+    EXPECT_EQ(view->ShownAxes(), std::vector<int>{0});
+}
+
+TEST_F(KymoraViewTest, NewTracesAreScaledOnceAndStayScaled) {
+    doc = Ramp(2, 5000);
+    doc->traces[0].traceAutoscale = 1;
+    doc->view.viewStart = 100.0;
+    doc->view.viewEnd = 200.0;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(400, 300);
+    view->OnInitialUpdate();
+    EXPECT_EQ(view->m_axes[0].m_dMin, 100.0);
+    EXPECT_EQ(view->m_axes[0].m_dMax, 200.0);
+    EXPECT_EQ(view->m_axes[1].m_dMax, 1000.0);
+    EXPECT_FALSE(doc->IsModified());
+    const DisplaySettings settings = view->GetDisplaySettings();
+    EXPECT_EQ(settings.traces[0].traceAutoscale, 0);
+    EXPECT_EQ(settings.traces[0].axisTop, 200.0);
+}
+
+TEST_F(KymoraViewTest, AutoscaleOfConstantTraces) {
+    doc = MemoryDoc::Make(session, {std::vector<float>(2000, -40.0f), std::vector<float>(2000, 0.0f)});
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(400, 300);
+    view->OnInitialUpdate();
+    view->Autoscale(true);
+    EXPECT_DOUBLE_EQ(view->m_axes[0].m_dMax, -38.0);
+    EXPECT_DOUBLE_EQ(view->m_axes[0].m_dMin, -42.0);
+    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMax, 0.1);
+    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMin, -0.1);
+}
+
+TEST_F(KymoraViewTest, AutoscaleJoinsTheTracesOfAnAxisAndSkipsGaps) {
+    doc = MemoryDoc::MakeWithRuns(session, {{5, 6, 7}, {9, 8, 12, 11, 10, 10}}, {{1, 3, 2}, {6}});
+    doc->traces[1].traceOrder = 0;
+    doc->view.viewEnd = 5.0;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(400, 300);
+    view->OnInitialUpdate();
+    view->Autoscale(true);
+    EXPECT_EQ(view->m_axes[0].m_dMin, 5.0);  // not the 0 of the gap
+    EXPECT_EQ(view->m_axes[0].m_dMax, 12.0);
+}
+
+TEST_F(KymoraViewTest, GainChangesTheSelectedAxesAndRoundsOutward) {
+    CKymoraView& v = Open(0.0, 1000.0, 3);
+    const auto set = [&](double low, double high) { v.m_axes[0].m_dMin = low, v.m_axes[0].m_dMax = high; };
+    const auto expect = [&](double low, double high) {
+        EXPECT_DOUBLE_EQ(v.m_axes[0].m_dMin, low);
+        EXPECT_DOUBLE_EQ(v.m_axes[0].m_dMax, high);
+    };
+    set(-100.0, 100.0);
+    v.IncreaseGain(false);
+    expect(-50.0, 50.0);
+    v.IncreaseGain(false);
+    expect(-25.0, 25.0);
+    v.IncreaseGain(false);
+    expect(-13.0, 13.0);  // 12.5, to whole numbers
+    v.DecreaseGain(false);
+    expect(-26.0, 26.0);
+    set(-1.0, 1.0);
+    v.IncreaseGain(false);
+    expect(-0.5, 0.5);
+    v.IncreaseGain(false);
+    expect(-0.3, 0.3);  // 0.25, to one decimal
+    set(2.0, 4.0);
+    v.IncreaseGain(false);
+    expect(2.5, 3.5);  // the minimum is above -0.1: two decimals
+    set(-10.0, 10.0);
+    v.MoveUp(false);
+    expect(-14.0, 6.0);
+    v.MoveDown(false);
+    expect(-10.0, 10.0);
+    set(10.0, -10.0);  // upside down
+    v.DecreaseGain(false);
+    expect(20.0, -20.0);
+    EXPECT_EQ(v.m_axes[1].m_dMax, 1000.0);
+    v.IncreaseGain(true);
+    EXPECT_EQ(v.m_axes[1].m_dMax, 500.0);
+    EXPECT_TRUE(doc->IsModified());
+    v.SelectAxis(2, false);
+    v.SelectAxis(1, true);
+    v.DecreaseGain(false);
+    expect(10.0, -10.0);
+    EXPECT_EQ(v.m_axes[1].m_dMax, 1000.0);
+    EXPECT_EQ(v.m_axes[2].m_dMax, 1000.0);
+}
+
+TEST_F(KymoraViewTest, TimeEditsTakeNumbersInTheUnitShown) {
+    CKymoraView& v = Open(1000.0, 3000.0);
+    v.SetTimeUnit(1);
+    EXPECT_EQ(v.StartText(), "1");
+    EXPECT_EQ(v.EndText(), "3");
+    EXPECT_EQ(v.TimebaseText(), "0.25");
+    EXPECT_EQ(v.TimebaseUnitText(), "s/div");
+    EXPECT_TRUE(v.SetStartFromText(" 2.5 "));
+    ExpectViewport(2500.0, 4500.0);
+    EXPECT_TRUE(v.SetEndFromText("3.5"));
+    ExpectViewport(2500.0, 3500.0);
+    EXPECT_TRUE(v.SetEndFromText("2"));  // before the start: the viewport moves
+    ExpectViewport(1000.0, 2000.0);
+    v.SetTimebasePerViewport(true);
+    EXPECT_TRUE(v.SetTimebaseFromText("4"));
+    ExpectViewport(0.0, 4000.0);  // the centre stays until 0
+    EXPECT_EQ(v.TimebaseUnitText(), "s/viewport");
+    EXPECT_TRUE(host.WasSilent());
+}
+
+TEST_F(KymoraViewTest, TimeEditsRefuseWithTheirMessages) {
+    CKymoraView& v = Open(1000.0, 3000.0);
+    const auto refused = [&](bool accepted, const char* text) {
+        EXPECT_FALSE(accepted);
+        EXPECT_EQ(host.LastMessage(), text);
+    };
+    refused(v.SetStartFromText("abc"), "Couldn't read a number for the View start time.");
+    refused(v.SetStartFromText("-1"), "View start time must be non-negative.");
+    refused(v.SetEndFromText("1e"), "Couldn't read a number for the View end time.");
+    refused(v.SetEndFromText("0"), "View end time must be positive.");
+    refused(v.SetTimebaseFromText("nan"), "Couldn't read a number for the View time per division/viewport.");
+    refused(v.SetTimebaseFromText("-0.5"), "View time per division/viewport must be non-negative.");
+    EXPECT_TRUE(v.SetTimebaseFromText("0"));  // accepted as a number, shows nothing else
+    ExpectViewport(1000.0, 3000.0);
+}
+
+TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
+    CKymoraView& v = Open(1000.0, 3000.0, 2);
+    session.options.expandContractFocus = 1;  // was 0 when the document was made
+    doc->view.formatOption = 7;               // not this view's business
+    v.ToggleSwitch(&CKymoraView::m_bShowGrid);
+    v.SetDataArea(0.75f);
+    v.SetTimeUnit(2);
+    v.SetSigFigs(5);
+    v.RightPage();
+    const DisplaySettings settings = v.GetDisplaySettings();
+    EXPECT_EQ(settings.view.viewStart, 3000.0);
+    EXPECT_EQ(settings.view.viewEnd, 5000.0);
+    EXPECT_EQ(settings.view.showGrid, 0);
+    EXPECT_EQ(settings.view.showAxes, 1);
+    EXPECT_EQ(settings.view.dataDisplayFraction, 0.75f);
+    EXPECT_EQ(settings.view.timeUnit, 2);
+    EXPECT_EQ(settings.view.vertAxisSigFigs, 5);
+    EXPECT_EQ(settings.view.formatOption, 7);
+    EXPECT_EQ(settings.view.expandContractFocus, 0);  // the document's own
+    ASSERT_EQ(settings.traces.size(), 2u);
+    EXPECT_EQ(settings.traces[1].traceOrder, 1);
+    v.ToggleFocusLeftEdge();
+    EXPECT_EQ(session.options.expandContractFocus, 0);
+    v.ToggleFocusLeftEdge();
+    EXPECT_EQ(v.GetDisplaySettings().view.expandContractFocus, 1);
+}
+
+TEST_F(KymoraViewTest, ChangedSamplesAreReadAgain) {
+    Open(1000.0, 3000.0);
+    const int reads = doc->readCalls;
+    doc->UpdateAllViews(UpdateHint::events);
+    EXPECT_EQ(doc->readCalls, reads);
+    doc->UpdateAllViews(UpdateHint::samples);
+    EXPECT_GT(doc->readCalls, reads);
+}
+
+TEST_F(KymoraViewTest, StatusNamesTimeAndValueUnderTheMouse) {
+    CKymoraView& v = Open(1000.0, 1800.0, 2);
+    v.m_axes[1].m_dMax = 90.0;
+    v.m_axes[1].m_dMin = -90.0;  // band of 200 pixels at 210, inset by 10
+    EXPECT_EQ(v.StatusText(170, 310), "t = 1100.000, Ax 2 = 0.000");
+    EXPECT_EQ(v.StatusText(69, 310), "");
+    EXPECT_EQ(v.GetNearestAxis(209), 0);
+    EXPECT_EQ(v.GetNearestAxis(210), 1);
+    EXPECT_EQ(v.GetNearestAxis(410), -1);
+}
+
+TEST(NumberText, ShowsWhatCounts) {
+    EXPECT_EQ(ShortNumber(12.5), "12.5");
+    EXPECT_EQ(ShortNumber(3.0), "3");
+    EXPECT_EQ(ShortNumber(100.0), "100");
+    EXPECT_EQ(ShortNumber(-1e-9), "0");
+    EXPECT_EQ(AxisNumber(1000.0, 3), "1000");
+    EXPECT_EQ(AxisNumber(1234.5, 3), "1230");
+    EXPECT_EQ(AxisNumber(-0.012345, 3), "-0.0123");
+    EXPECT_EQ(AxisNumber(9.996, 3), "10");
+    EXPECT_EQ(AxisNumber(1.5e-9, 2), "1.5e-09");
+    EXPECT_EQ(AxisNumber(2.0 / 3.0, 0), "0.666667");
+    EXPECT_EQ(AxisNumber(0.0, 4), "0");
+    EXPECT_EQ(ParseNumber("+2.5e1"), 25.0);
+    EXPECT_FALSE(ParseNumber(""));
+    EXPECT_FALSE(ParseNumber("+-1"));
+    EXPECT_FALSE(ParseNumber("inf"));
+    EXPECT_FALSE(ParseNumber("1 2"));
+}
+
+}  // namespace
+}  // namespace kymora::test

@@ -1,0 +1,270 @@
+#include "display/trace_drawing.h"
+
+#include <cmath>
+#include <limits>
+
+#include "display/axis_drawing.h"
+#include "display/picture.h"
+#include "support/recording_device.h"
+#include "support/view_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
+constexpr float inf32 = std::numeric_limits<float>::infinity();
+
+// A plot of 800 x 400 pixels from (70, 10); with one axis, the values of its limits stand at 20 and 400.
+constexpr int width = 880, height = 460;
+
+class TraceDrawingTest : public ViewTest {
+  protected:
+    // Shows [start, end] with axis limits of 190 and -190, so that a unit is a pixel around y = 210.
+    std::unique_ptr<CKymoraView> Show(CDataDoc& doc, double start, double end) {
+        for (TraceSettings& trace : doc.traces) trace.axisTop = 190.0, trace.axisBottom = -190.0;
+        doc.view.viewStart = start;
+        doc.view.viewEnd = end;
+        auto view = std::make_unique<CKymoraView>(doc);
+        view->OnSize(width, height);
+        view->OnInitialUpdate();
+        return view;
+    }
+    RecordingDevice device;
+};
+
+constexpr uint32_t firstColour = 0x000080;  // of trace 1 by default
+
+TEST_F(TraceDrawingTest, FewSamplesAreALineThroughEach) {
+    auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30, 5, 6, 7, 8, 9, 10}}, 100.0);
+    auto view = Show(*doc, 100.0, 300.0);  // 4 pixels a ms, samples 1 to 3 and one behind them
+    DrawTraces(*view, device);
+    const auto lines = device.LinesOf(firstColour);
+    ASSERT_EQ(lines.size(), 1u);
+    // Each bin is visited twice, at its minimum and at its maximum.
+    const std::vector<Point> expected{{70, 200},  {70, 200},  {470, 230},  {470, 230},
+                                      {870, 180}, {870, 180}, {1270, 205}, {1270, 205}};
+    EXPECT_EQ(lines[0].points, expected);
+    EXPECT_EQ(device.clips.front(), (PixelRect{70, 10, 871, 411}));
+}
+
+TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
+    std::vector<float> samples;
+    for (int i = 0; i < 8000; ++i) samples.push_back(i % 2 ? 100.0f : -50.0f);
+    auto doc = MemoryDoc::Make(session, {samples});
+    auto view = Show(*doc, 0.0, 8000.0);
+    DrawTraces(*view, device);
+    const auto lines = device.LinesOf(firstColour);
+    ASSERT_EQ(lines.size(), 1u);
+    ASSERT_EQ(lines[0].points.size(), 8000u);
+    for (size_t i = 0; i < 8000; i += 2) {
+        ASSERT_EQ(lines[0].points[i].y, 260);
+        ASSERT_EQ(lines[0].points[i + 1].y, 110);
+        ASSERT_EQ(lines[0].points[i].x, 70 + static_cast<int>(0.1 * static_cast<double>(i) + 0.5));
+    }
+}
+
+TEST_F(TraceDrawingTest, LineStopsWhereTheDataEnd) {
+    auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
+    auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.lines.size(), 1u);
+    EXPECT_EQ(device.lines[0].points.back(), (Point{270, 207}));
+
+    view->m_bInactiveSections = true;  // a line at 0 goes on to the window's end
+    device.lines.clear();
+    DrawTraces(*view, device);
+    const auto grey = device.LinesOf(inactiveColour);
+    ASSERT_EQ(grey.size(), 1u);
+    EXPECT_EQ(grey[0].points, (std::vector<Point>{{270, 207}, {370, 210}, {870, 210}}));
+}
+
+TEST_F(TraceDrawingTest, ViewportBehindTheEndDrawsNothingOrTheZeroLine) {
+    auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
+    auto view = Show(*doc, 1000.0, 1800.0);
+    DrawTraces(*view, device);
+    EXPECT_TRUE(device.lines.empty());
+    view->m_bInactiveSections = true;
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.lines.size(), 1u);
+    EXPECT_EQ(device.lines[0].points, (std::vector<Point>{{70, 210}, {870, 210}}));
+}
+
+TEST_F(TraceDrawingTest, GapsAreInvisibleOrGreyAtZero) {
+    auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50, 50}}, {{2, 3, 2}}, 100.0);
+    auto view = Show(*doc, 0.0, 600.0);
+    DrawTraces(*view, device);
+    // Bins at 0 and 100, and at 500 and 600 ms are active: two pieces, nothing between them.
+    const auto pieces = device.LinesOf(firstColour);
+    ASSERT_EQ(pieces.size(), 2u);
+    EXPECT_EQ(pieces[0].points.front(), (Point{70, 160}));
+    EXPECT_EQ(pieces[0].points.back(), (Point{203, 160}));
+    EXPECT_EQ(pieces[1].points.front(), (Point{737, 160}));
+    EXPECT_EQ(device.lines.size(), 2u);
+
+    view->m_bInactiveSections = true;
+    device.lines.clear();
+    DrawTraces(*view, device);
+    const auto grey = device.LinesOf(inactiveColour);
+    ASSERT_EQ(grey.size(), 2u);                            // the gap, and what follows the last sample
+    EXPECT_EQ(grey[0].points.front(), (Point{203, 160}));  // from the last sample down to 0
+    EXPECT_EQ(grey[0].points[1], (Point{337, 210}));
+    EXPECT_EQ(grey[0].points.back(), (Point{737, 160}));  // and up to the next one
+    EXPECT_EQ(grey[0].pen, (Pen{inactiveColour, 1, Pen::Style::solid}));
+}
+
+TEST_F(TraceDrawingTest, BinWithoutANumberInterruptsTheLine) {
+    auto doc = MemoryDoc::Make(session, {{0, 0, 0, 0, 0}, {1, 1, nan32, 2, 2}}, 100.0);
+    auto view = Show(*doc, 0.0, 400.0);
+    view->m_bAxisVisible[0] = false;
+    view->OnSize(width, height);
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.lines.size(), 2u);
+    EXPECT_EQ(device.lines[0].points.back().x, 270);
+    EXPECT_EQ(device.lines[1].points.front().x, 670);
+}
+
+TEST_F(TraceDrawingTest, InfiniteAndHugeSamplesStayOnTheLine) {
+    auto doc = MemoryDoc::Make(session, {{0, inf32, -inf32, 3e38f, -3e38f, 0}}, 100.0);
+    auto view = Show(*doc, 0.0, 500.0);
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.lines.size(), 1u);
+    for (const Point& point : device.lines[0].points) EXPECT_LE(std::abs(point.y), farthestPixel);
+    view->Autoscale(true);  // infinities do not become limits
+    EXPECT_TRUE(std::isfinite(view->m_axes[0].m_dMax));
+    EXPECT_TRUE(std::isfinite(view->m_axes[0].m_dMin));
+}
+
+TEST_F(TraceDrawingTest, DotsMarkBothEndsOfABin) {
+    auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30}}, 100.0);
+    auto view = Show(*doc, 0.0, 300.0);
+    view->SetDrawAsDots(true, true);
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.pixels.size(), 4u);
+    EXPECT_EQ(device.pixels[1], (DrawnShape{{337, 200, 338, 201}, firstColour}));
+    view->SetDotSize(true, 2);
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.ellipses.size(), 4u);
+    EXPECT_EQ(device.ellipses[1], (DrawnShape{{333, 196, 341, 204}, firstColour}));
+    EXPECT_TRUE(device.lines.empty());
+}
+
+TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
+    auto doc = MemoryDoc::Make(session, {{0, 0}, {10, 10}}, 100.0);
+    doc->traces[1].traceOrder = 0;
+    doc->traces[1].traceVisible = 0;  // its own axis is not shown
+    auto view = Show(*doc, 0.0, 100.0);
+    view->m_axes[0].m_dMax = 19.0;
+    view->m_axes[0].m_dMin = -19.0;
+    DrawTraces(*view, device);
+    const auto second = device.LinesOf(0x008000);
+    ASSERT_EQ(second.size(), 1u);
+    EXPECT_EQ(second[0].points[0].y, 110);
+    EXPECT_EQ(view->m_nVisibleAxes, 1);
+}
+
+TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
+    auto doc = Ramp(2, 100);
+    auto view = Show(*doc, 0.0, 100.0);
+    DrawFrameAndGrid(*view, device);
+    const auto grid = device.LinesOf(gridColour);
+    ASSERT_EQ(grid.size(), 4u + 7u);  // top and bottom of two bands, seven divisions
+    EXPECT_EQ(grid[0].points, (std::vector<Point>{{70, 20}, {870, 20}}));
+    EXPECT_EQ(grid[1].points, (std::vector<Point>{{70, 200}, {870, 200}}));
+    EXPECT_EQ(grid[4].points, (std::vector<Point>{{170, 10}, {170, 410}}));
+    EXPECT_EQ(grid[4].pen.style, Pen::Style::dashed);
+    EXPECT_EQ(device.LinesOf(frameColour).size(), 1u);
+    view->ToggleSwitch(&CKymoraView::m_bShowGrid);
+    view->ToggleSwitch(&CKymoraView::m_bShowAxes);
+    device.lines.clear();
+    DrawFrameAndGrid(*view, device);
+    EXPECT_TRUE(device.lines.empty());
+}
+
+TEST_F(TraceDrawingTest, FileShowsTimesLimitsAndLabels) {
+    auto doc = Ramp(1, 5000);
+    doc->traces[0].traceLabel = "Intracellular";
+    doc->traces[0].axisLabel = "Vm";
+    doc->traces[0].traceUnits = "mV";
+    auto view = Show(*doc, 500.0, 2500.0);
+    view->SetTimeUnit(1);
+    PaintRecording(*view, device, PictureTarget::file);
+    for (const char* text : {"0.5", "2.5", "time (0.25 s/div)", "190", "-190", "Vm (mV)", "1: Intracellular"})
+        EXPECT_TRUE(device.Wrote(text)) << text;
+    view->SetTimebasePerViewport(true);
+    device = {};
+    PaintRecording(*view, device, PictureTarget::file);
+    EXPECT_TRUE(device.Wrote("time (2 s/viewport)"));
+    view->SetTimebasePerViewport(false);
+    view->ToggleSwitch(&CKymoraView::m_bShowGrid);
+    device = {};
+    PaintRecording(*view, device, PictureTarget::window);  // edit boxes show the times
+    EXPECT_FALSE(device.Wrote("0.5"));
+}
+
+TEST_F(TraceDrawingTest, NoWindowIsTooSmall) {
+    auto doc = Ramp(16, 5000);
+    doc->AddEvent(0, {10, 20});
+    auto view = Show(*doc, 0.0, 1000.0);
+    for (const int w : {0, 1, 79, 80, 81, 100, 300})
+        for (const int h : {0, 1, 59, 60, 61, 90, 200}) {
+            view->OnSize(w, h);
+            PaintRecording(*view, device, PictureTarget::file);
+            PaintRecording(*view, device, PictureTarget::window);
+        }
+    view->SetDataArea(0.0f);
+    device = {};
+    view->OnSize(width, height);
+    PaintRecording(*view, device, PictureTarget::file);
+    EXPECT_TRUE(device.LinesOf(firstColour).empty());
+}
+
+TEST(JoinColumns, CoversTheSamePixels) {
+    std::vector<Point> points;
+    for (int i = 0; i < 400; ++i) points.push_back({i / 7, (i * 37) % 101});
+    std::vector<Point> joined;
+    JoinColumns(points, joined);
+    EXPECT_LE(joined.size(), 4u * 58u);
+    EXPECT_TRUE(IsDense(joined));
+    // The pixels of vertical strokes within a column, and the steps from column to column.
+    const auto cover = [](std::span<const Point> line) {
+        std::vector<std::vector<bool>> pixels(60, std::vector<bool>(101));
+        std::vector<std::pair<Point, Point>> steps;
+        for (size_t i = 1; i < line.size(); ++i) {
+            if (line[i].x != line[i - 1].x) {
+                steps.emplace_back(line[i - 1], line[i]);
+                continue;
+            }
+            for (int y = std::min(line[i].y, line[i - 1].y); y <= std::max(line[i].y, line[i - 1].y); ++y)
+                pixels[static_cast<size_t>(line[i].x)][static_cast<size_t>(y)] = true;
+        }
+        return std::pair(pixels, steps);
+    };
+    EXPECT_EQ(cover(points), cover(joined));
+    EXPECT_FALSE(IsDense(std::vector<Point>{{0, 0}, {1, 5}, {2, 3}, {3, 9}}));
+}
+
+TEST(SpansOf, ColumnsAlwaysTouch) {
+    std::vector<ColumnSpan> spans;
+    const std::vector<Point> points{{0, 0}, {4, 40}, {5, -30}, {5, 10}, {12, 10}, {20, 11}};
+    SpansOf(points, spans);
+    ASSERT_EQ(spans.front().x, 0);
+    ASSERT_EQ(spans.back().x, 20);
+    for (size_t i = 1; i < spans.size(); ++i) {
+        EXPECT_LE(spans[i].x - spans[i - 1].x, 1);
+        EXPECT_LE(spans[i].top, spans[i - 1].bottom + 1);
+        EXPECT_GE(spans[i].bottom, spans[i - 1].top - 1);
+    }
+    SpansOf(std::vector<Point>{{3, 7}}, spans);
+    EXPECT_EQ(spans, (std::vector<ColumnSpan>{{3, 7, 7}}));
+}
+
+TEST(Text, ElidesWholeCharactersAndKeepsToOneLine) {
+    RecordingDevice device;
+    EXPECT_EQ(ElideText(device, "short", 100), "short");
+    EXPECT_EQ(ElideText(device, "\xC3\xA9\xC3\xA9\xC3\xA9", 30), "\xC3\xA9\xE2\x80\xA6");  // 6 a byte here
+    EXPECT_EQ(ElideText(device, "anything", 3), "");
+    EXPECT_EQ(OneLine("a\tb\nc\xFF"), "a b c\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace kymora::test

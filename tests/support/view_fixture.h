@@ -1,0 +1,28 @@
+#pragma once
+// A session in memory for tests of the view.
+
+#include <gtest/gtest.h>
+
+#include "display/kymora_view.h"
+#include "host/memory_file_system.h"
+#include "support/memory_doc.h"
+#include "support/test_host.h"
+
+namespace kymora::test {
+
+class ViewTest : public ::testing::Test {
+  protected:
+    TestHost host;
+    MemoryFileSystem files;
+    Session session{host, files};
+
+    // A sample's value is its position, and ten thousand more for each trace.
+    std::unique_ptr<MemoryDoc> Ramp(int traces, int64_t length, double sampleInterval = 1.0) {
+        return MemoryDoc::Generate(
+            session, traces, length,
+            [](int trace, int64_t index) { return static_cast<float>(index + 10000 * trace); },
+            sampleInterval);
+    }
+};
+
+}  // namespace kymora::test
