@@ -7,6 +7,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPainter>
+#include <QScreen>
 #include <QStatusBar>
 
 #include "document/float_doc.h"
@@ -66,7 +67,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host)
         UpdateCommands();
         UpdateFileMenu();
     });
-    resize(1180, 760);
+    resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
     UpdateCommands();
     UpdateFileMenu();
 }
@@ -77,8 +78,7 @@ CMainFrame::~CMainFrame() {
     for (CChildFrame* child : Children()) delete child;
 }
 
-// --- menus
-// ------------------------------------------------------------------------------------------------------------
+// --- menus ---
 
 void CMainFrame::MakeFileMenu() {
     QMenu* menu = menuBar()->addMenu(tr("&File"));
@@ -178,8 +178,7 @@ void CMainFrame::OnAbout() {
             .arg(ProgramVersion()));
 }
 
-// --- documents
-// --------------------------------------------------------------------------------------------------------
+// --- documents ---
 
 CChildFrame* CMainFrame::ActiveChild() const {
     // While the main window is not in front, the child that was active last still counts.
@@ -221,9 +220,7 @@ CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path) {
         mdi_->setActiveSubWindow(child);
         return child;
     }
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     std::unique_ptr<CDataDoc> doc = OpenDocument(session_, path);
-    QApplication::restoreOverrideCursor();
     return doc ? AddChild(std::move(doc)) : nullptr;
 }
 

@@ -18,8 +18,7 @@ class DisplayCache {
     // The samples changed; the next viewport reloads.
     void Invalidate();
 
-    // --- contents
-    // ---------------------------------------------------------------------------------------------------
+    // --- contents ---
     // From the end of the data on, both are not-a-number. Where no sample of a bin was a number, the minimum
     // is above the maximum: there is nothing to paint there, but the trace goes on.
     std::span<const float> Min(int trace) const { return At(min_, trace); }
@@ -44,8 +43,7 @@ class DisplayCache {
     // The bins that a viewport paints: those within it and one more on each side.
     BinRange BinsOf(Viewport viewport) const;
 
-    // --- reloading
-    // --------------------------------------------------------------------------------------------------
+    // --- reloading ---
     bool NeedsReload(Viewport viewport, int level) const;
     // Fills the bins from `start` on. False when the user stopped it; the cache is then as it was.
     // `showProgress` lets levels above 7 show a box. Throws FileError, which leaves the cache as it was too.

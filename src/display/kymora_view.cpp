@@ -22,8 +22,7 @@ CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) { doc_.AddView(*this); }
 
 CKymoraView::~CKymoraView() { doc_.RemoveView(*this); }
 
-// --- opening
-// ----------------------------------------------------------------------------------------------------------
+// --- opening ---
 
 bool CKymoraView::OnInitialUpdate(std::optional<Viewport> viewport) {
     TakeStoredViewport();
@@ -69,13 +68,12 @@ void CKymoraView::TakeAxes() {
         CVertAxis& axis = m_axes[i];
         axis.m_dMax = stored.axisTop;
         axis.m_dMin = stored.axisBottom;
-        axis.m_strLabel = stored.axisLabel;
-        axis.m_strUnits = stored.traceUnits;
         m_bAxisVisible[i] = stored.traceVisible != 0;
         const bool exists = stored.traceOrder >= 0 && stored.traceOrder < doc_.traceCount;
         m_nAxisOfTrace[i] = exists ? stored.traceOrder : t;
         autoscale_[i] = stored.traceAutoscale;
     }
+    TakeAxisLabels();
     CountShownAxes();
     if (m_nVisibleAxes == 0 && doc_.traceCount > 0) {
         GetSession().host.Message(noAxesText);
@@ -84,6 +82,13 @@ void CKymoraView::TakeAxes() {
     }
     for (CVertAxis& axis : m_axes) axis.m_bSelected = false;
     if (!shownAxes_.empty()) m_axes[static_cast<size_t>(shownAxes_.front())].m_bSelected = true;
+}
+
+void CKymoraView::TakeAxisLabels() {
+    for (size_t i = 0; i < static_cast<size_t>(doc_.traceCount); ++i) {
+        m_axes[i].m_strLabel = doc_.traces[i].axisLabel;
+        m_axes[i].m_strUnits = doc_.traces[i].traceUnits;
+    }
 }
 
 void CKymoraView::TakeStoredSettings() {
@@ -132,8 +137,7 @@ DisplaySettings CKymoraView::GetDisplaySettings() const {
     return settings;
 }
 
-// --- layout
-// -----------------------------------------------------------------------------------------------------------
+// --- layout ---
 
 void CKymoraView::OnSize(int width, int height) {
     width_ = width;
@@ -187,8 +191,7 @@ std::string CKymoraView::StatusText(int x, int y) const {
     return text;
 }
 
-// --- the cache
-// --------------------------------------------------------------------------------------------------------
+// --- the cache ---
 
 bool CKymoraView::RefreshViewport(bool showProgress) {
     m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
@@ -229,6 +232,7 @@ void CKymoraView::OnUpdate(UpdateHint hint) {
     case UpdateHint::events:
         break;
     case UpdateHint::settings:
+        TakeAxisLabels();
         Relayout();
         break;
     }
@@ -246,8 +250,7 @@ int64_t CKymoraView::LongestEvent(int channel) const {
     return longest;
 }
 
-// --- switches
-// ---------------------------------------------------------------------------------------------------------
+// --- switches ---
 
 void CKymoraView::ChangedSettings() { doc_.SetModifiedFlag(); }
 

@@ -60,13 +60,11 @@ class CKymoraView : public DocumentView {
     bool OnInitialUpdate(std::optional<Viewport> viewport = {});
     void OnSize(int width, int height);
 
-    // --- DocumentView
-    // -----------------------------------------------------------------------------------------------
+    // --- DocumentView ---
     DisplaySettings GetDisplaySettings() const override;
     void OnUpdate(UpdateHint hint) override;
 
-    // --- the viewport
-    // -----------------------------------------------------------------------------------------------
+    // --- the viewport ---
     double m_StartTime = 0.0;
     double m_EndTime = 0.0;
     double m_TimePerDiv = 0.0;  // an eighth of the viewport
@@ -114,8 +112,7 @@ class CKymoraView : public DocumentView {
     void SetTimebasePerViewport(bool perViewport);
     void ToggleFocusLeftEdge();
 
-    // --- what is shown
-    // ----------------------------------------------------------------------------------------------
+    // --- what is shown ---
     bool m_bShowAxes = true;
     bool m_bShowSlider = true;
     bool m_bShowGrid = true;
@@ -132,8 +129,7 @@ class CKymoraView : public DocumentView {
     void SetDataArea(float fraction);
     void SetSigFigs(int figures);
 
-    // --- layout and coordinates
-    // -------------------------------------------------------------------------------------
+    // --- layout and coordinates ---
     const Layout& GetLayout() const { return layout_; }
     Slider GetSlider() const { return CalcSlider(layout_, GetViewport(), GetFileEnd()); }
     TimeScale GetTimeScale() const { return {GetViewport(), layout_.plot.left, layout_.plot.Width()}; }
@@ -146,8 +142,7 @@ class CKymoraView : public DocumentView {
     // "t = 1.250, Ax 1 = 0.310" for the mouse at a pixel; empty outside of the plot.
     std::string StatusText(int x, int y) const;
 
-    // --- axes and traces
-    // --------------------------------------------------------------------------------------------
+    // --- axes and traces ---
     std::array<CVertAxis, maxTraces> m_axes;
     std::array<bool, maxTraces> m_bAxisVisible{};
     std::array<int, maxTraces> m_nAxisOfTrace{};
@@ -183,6 +178,7 @@ class CKymoraView : public DocumentView {
     void Place(Viewport viewport);
     Viewport DefaultViewport() const;
     void TakeAxes();
+    void TakeAxisLabels();
     void CountShownAxes();
     void Relayout();
     bool UpdateCache(bool showProgress);

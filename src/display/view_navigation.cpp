@@ -93,8 +93,7 @@ void CKymoraView::ZoomAround(int x, double factor) {
     ChangeViewport({start, start + (m_EndTime - m_StartTime) * factor});
 }
 
-// --- edit boxes
-// -------------------------------------------------------------------------------------------------------
+// --- edit boxes ---
 
 bool CKymoraView::SetStartFromText(std::string_view text) {
     const auto value = ParseNumber(text);

@@ -102,8 +102,7 @@ void CEDFDoc::SetTimeBase() {
                         header_.recordDuration));
 }
 
-// --- the time axis
-// -----------------------------------------------------------------------------------------------------
+// --- the time axis ---
 
 bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     const uint64_t gapCost = bytesPerGap + bytesPerGapOfTrace * chosen_.size();
@@ -160,8 +159,7 @@ bool CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timelin
     return true;
 }
 
-// --- the model
-// ---------------------------------------------------------------------------------------------------------
+// --- the model ---
 
 void CEDFDoc::FillModel() {
     sampleInterval = interval_;
@@ -227,8 +225,7 @@ bool CEDFDoc::HoldsEvents() const {
                        [](const CEventChan& channel) { return channel.GetNumEvents() != 0; });
 }
 
-// --- samples
-// -----------------------------------------------------------------------------------------------------------
+// --- samples ---
 
 void CEDFDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
     if (pieces.empty() || chosen_.empty()) return;

@@ -54,8 +54,7 @@ bool EdfSampleReader::SlicesAreCheaper(Range range, std::span<const EdfPiece> pi
     return slices < records * header_.bytesPerRecord + bytesPerCall * (records / recordsAtOnce + 1);
 }
 
-// --- whole records
-// -----------------------------------------------------------------------------------------------------
+// --- whole records ---
 
 void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces) {
     const int64_t recordsAtOnce = std::max<int64_t>(scratchBytes / header_.bytesPerRecord, 1);
@@ -129,8 +128,7 @@ void EdfSampleReader::TakeFromRecords(Range part, int64_t endRecord, const EdfPi
     Interpolate(part, endRecord, signal, got, to);
 }
 
-// --- slices
-// ------------------------------------------------------------------------------------------------------------
+// --- slices ---
 
 void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece) {
     const EdfSignal& signal = *piece.signal;
@@ -155,8 +153,7 @@ void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece&
     }
 }
 
-// --- both
-// --------------------------------------------------------------------------------------------------------------
+// --- both ---
 
 // The source samples that a part of the document needs, with the right-hand partner where there is one.
 EdfSampleReader::Range EdfSampleReader::SourceOf(Range part, int64_t endRecord,

@@ -91,8 +91,7 @@ QLineEdit* ViewWidget::MakeEdit(const char* name, const QString& toolTip, Qt::Al
     return edit;
 }
 
-// --- what the view asks
-// -----------------------------------------------------------------------------------------------
+// --- what the view asks ---
 
 void ViewWidget::Invalidate() {
     pictureIsCurrent_ = false;
@@ -122,8 +121,7 @@ std::optional<double> ViewWidget::AskNumber(std::string_view title, std::string_
     return answer;
 }
 
-// --- edit boxes
-// -------------------------------------------------------------------------------------------------------
+// --- edit boxes ---
 
 void ViewWidget::Accept(QLineEdit* edit) {
     if (!edit->isModified() || accepting_) return;
@@ -172,8 +170,7 @@ void ViewWidget::PlaceEdits() {
     timebaseUnit_->setGeometry(middle + edit / 2 + unitGap, top, unitWidth, editHeight);
 }
 
-// --- painting
-// ---------------------------------------------------------------------------------------------------------
+// --- painting ---
 
 void ViewWidget::resizeEvent(QResizeEvent*) {
     view_.OnSize(width(), height());
@@ -203,8 +200,7 @@ void ViewWidget::PaintPicture() {
     pictureIsCurrent_ = true;
 }
 
-// --- keys and mouse
-// ---------------------------------------------------------------------------------------------------
+// --- keys and mouse ---
 
 void ViewWidget::keyPressEvent(QKeyEvent* event) {
     const Key key = KeyFrom(*event);

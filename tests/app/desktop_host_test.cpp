@@ -1,0 +1,85 @@
+#include "app/desktop_host.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+namespace kymora::test {
+namespace {
+
+// Runs `act` on the message box that is about to be shown.
+template <typename Act>
+void WhenBoxShows(Act act) {
+    QTimer::singleShot(0, [act] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(box, nullptr);
+        act(*box);
+    });
+}
+
+TEST(DesktopHost, QuestionsDefaultToTheAnswerThatChangesNothing) {
+    DesktopHost host;
+    QString text;
+    WhenBoxShows([&](QMessageBox& box) {
+        text = box.text();
+        QTest::keyClick(&box, Qt::Key_Return);
+    });
+    EXPECT_FALSE(host.Confirm("Write over <b>it</b>?"));
+    EXPECT_EQ(text, "Write over <b>it</b>?");
+    WhenBoxShows([](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
+    EXPECT_TRUE(host.Confirm("Write over it?"));
+}
+
+TEST(DesktopHost, ASilencedNoticeShowsNothing) {
+    DesktopHost host;
+    WhenBoxShows([](QMessageBox& box) {
+        box.checkBox()->setChecked(true);
+        box.button(QMessageBox::Ok)->click();
+    });
+    EXPECT_TRUE(host.Notice("gaps", "Gaps", "This file has gaps."));
+    EXPECT_TRUE(host.Notice("gaps", "Gaps", "This file has gaps."));  // would wait for a click
+
+    bool shown = false;  // another one is
+    WhenBoxShows([&](QMessageBox& box) {
+        shown = true;
+        box.button(QMessageBox::Ok)->click();
+    });
+    EXPECT_TRUE(host.Notice("rate", "Rate", "The rates differ."));
+    EXPECT_TRUE(shown);
+}
+
+TEST(DesktopHost, ProgressAppearsOnlyAfterAWhileAndCanBeCancelled) {
+    DesktopHost host;
+    const auto progress = host.StartProgress("Reading data", 10000000000u);
+    EXPECT_TRUE(progress->Update(1));
+    QProgressDialog* box = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (auto* found = qobject_cast<QProgressDialog*>(widget)) box = found;
+    ASSERT_NE(box, nullptr);
+    EXPECT_FALSE(box->isVisible());
+    EXPECT_EQ(box->minimumDuration(), 300);
+    EXPECT_TRUE(progress->Update(5000000000u));
+    EXPECT_EQ(box->value(), 500);
+    box->cancel();
+    EXPECT_FALSE(progress->Update(5000000001u));
+}
+
+TEST(DesktopHost, FiltersTakeTheFormOfTheDialogs) {
+    EXPECT_EQ(ToQtFilter("All recognised types|*.edf;*.flt|European Data Format (*edf)|*.edf||"),
+              "All recognised types (*.edf *.flt);;European Data Format (*.edf)");
+    EXPECT_EQ(ToQtFilter(""), "");
+}
+
+TEST(DesktopHost, PathsSurviveTheWayThroughQt) {
+    const std::filesystem::path path = "/data/\xC3\xA9t\xC3\xA9/a b.edf";
+    EXPECT_EQ(ToPath(FileName(path)), path);
+}
+
+}  // namespace
+}  // namespace kymora::test
