@@ -1,5 +1,6 @@
 #include "app/kymora_app.h"
 
+#include <clocale>
 #include <QApplication>
 #include <QSettings>
 #include <cstdio>
@@ -75,6 +76,9 @@ int RunDesktop(int argc, char** argv) {
         return 1;
     }
     QApplication qt(argc, argv);
+    // Qt takes over the user's locale; numbers and dates that go into files are the same everywhere.
+    std::setlocale(LC_NUMERIC, "C");
+    std::setlocale(LC_TIME, "C");
     QApplication::setApplicationName(program);
     QApplication::setApplicationVersion(ProgramVersion());
     std::vector<std::filesystem::path> paths;

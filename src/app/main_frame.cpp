@@ -249,10 +249,11 @@ bool CMainFrame::OnFileSave() {
 void CMainFrame::FinishConversion(CChildFrame* child) {
     const std::filesystem::path oldPath = child->Document().filePath;
     const std::filesystem::path newPath = child->Document().pendingRewritePath;
+    const std::optional<FileStamp> oldStamp = child->Document().RememberedStamp(oldPath);
     delete child;  // the old file must not be open any more
     std::filesystem::path result = oldPath;
     result.replace_extension(".kymr-dat");
-    OpenFile(FinishRewrite(session_, oldPath, newPath) ? result : newPath);
+    OpenFile(FinishRewrite(session_, oldPath, newPath, oldStamp) ? result : newPath);
 }
 
 void CMainFrame::OnFileClose() {

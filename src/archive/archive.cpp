@@ -43,6 +43,16 @@ void CArchive::ReadRawSlow(std::span<std::byte> to) {
     at_ = to.size();
 }
 
+void CArchive::Skip(uint64_t bytes) {
+    if (bytes > Remaining()) throw ArchiveError("The file ends before its contents are complete.");
+    if (bytes <= filled_ - at_) {
+        at_ += bytes;
+    } else {
+        bufferPosition_ += at_ + bytes;
+        at_ = filled_ = 0;
+    }
+}
+
 uint32_t CArchive::ReadCount() {
     const auto count = Read<uint16_t>();
     return count == longCount ? Read<uint32_t>() : count;
@@ -67,6 +77,10 @@ std::string CArchive::ReadString() {
     }
     if (count == 0) return {};
     CheckRoom(count, wide ? 2 : 1, "characters of a text");
+    if (skimming_) {
+        Skip(count * (wide ? 2 : 1));
+        return {};
+    }
     if (wide) {
         std::u16string units(count, u'\0');
         ReadRaw(std::as_writable_bytes(std::span(units)));

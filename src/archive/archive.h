@@ -41,6 +41,12 @@ class CArchive {
     uint64_t Position() const { return bufferPosition_ + at_; }
     // Goes on at another place of the file. A storing archive is flushed first.
     void Seek(uint64_t position);
+    // While skimming, counts and lengths are checked as ever but texts come back empty, and loaders keep no records. A
+    // file is skimmed before it is loaded, so that a damaged one is refused before it is given memory.
+    void SetSkimming(bool skimming) { skimming_ = skimming; }
+    bool IsSkimming() const { return skimming_; }
+    // Passes over bytes that are there.
+    void Skip(uint64_t bytes);
     // Bytes from here to the end of the file, when loading.
     uint64_t Remaining() const { return fileLength_ > Position() ? fileLength_ - Position() : 0; }
 
@@ -114,6 +120,7 @@ class CArchive {
     size_t at_ = 0;            // next byte of the buffer
     size_t filled_ = 0;        // bytes of the buffer that were read; 0 when storing
     uint64_t fileLength_ = 0;  // when loading
+    bool skimming_ = false;
 };
 
 }  // namespace kymora

@@ -78,7 +78,10 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose
     std::string reason;
     try {
         opened = Load(purpose) && AfterLoad() && !openCancelled;
-        if (opened) AllocateBuffers();
+        if (opened) {
+            OfferChannelsInUse();
+            AllocateBuffers();
+        }
     } catch (const ArchiveError& error) {
         opened = false;
         reason = error.what();
@@ -93,6 +96,13 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose
     if (!reason.empty()) GetHost().Message("Couldn't open " + path.string() + "\n" + reason);
     if (opened) UpdateAllViews(UpdateHint::samples);
     return opened;
+}
+
+// Letters reach only the first 26 channels; a recording that uses more switches the session to numbers.
+void CDataDoc::OfferChannelsInUse() {
+    int& mode = session_.options.eventChannelMode;
+    for (int c = letterChannels; c < maxEventChannels && mode == letterChannels; ++c)
+        if (GetNumEvents(c) > 0) mode = maxEventChannels;
 }
 
 bool CDataDoc::OnSaveDocument() {
@@ -140,10 +150,14 @@ void CDataDoc::GetDisplaySettingsFromView(bool otherViewActive) {
 
 void CDataDoc::RememberStamp(const std::filesystem::path& path) { stamps_[path] = session_.files.Stamp(path); }
 
-bool CDataDoc::MayOverwrite(const std::filesystem::path& path) {
+std::optional<FileStamp> CDataDoc::RememberedStamp(const std::filesystem::path& path) const {
     const auto known = stamps_.find(path);
+    return known == stamps_.end() ? std::nullopt : known->second;
+}
+
+bool CDataDoc::MayOverwrite(const std::filesystem::path& path) {
     const std::optional<FileStamp> now = session_.files.Stamp(path);
-    if (!now || (known != stamps_.end() && known->second == now)) return true;
+    if (!now || now == RememberedStamp(path)) return true;
     return GetHost().Confirm("The file " + path.string() +
                              " was changed by another program since it was read here. Saving replaces those "
                              "changes.\nSave all the same?");
@@ -185,6 +199,12 @@ void CDataDoc::SetLength(int64_t n) {
     }
     const RunList whole({static_cast<uint32_t>(std::max<int64_t>(n, 0))});
     for (RunList& runs : validRuns) runs = whole;
+    UpdateGapFlags();
+}
+
+void CDataDoc::ExtendLength(int64_t samples) {
+    const int64_t first = std::min<int64_t>(int64_t{validRuns[0][0]} + samples, longestRecording);
+    for (RunList& runs : validRuns) runs.SetFirstRun(static_cast<uint32_t>(first));
     UpdateGapFlags();
 }
 

@@ -142,7 +142,7 @@ struct TraceBlock {
 
 enum class OpenFor {
     editing,  // takes the file for itself, so that a second program or document gets it read-only
-    reading,  // never locks and never writes
+    reading,  // never locks and never writes, whatever it finds
 };
 
 class CDataDoc : public EventChanOwner {
@@ -236,6 +236,8 @@ class CDataDoc : public EventChanOwner {
     bool AreAllValid(std::span<uint8_t> flags);
     // Every trace becomes one run of n; above 0x7FFFFFFF the user is told and n is held to it.
     void SetLength(int64_t n);
+    // Lengthens a growing recording: entry 0 of trace 0 grows, and every trace takes that value.
+    void ExtendLength(int64_t samples);
     // Sets hasGaps and noData from the run lists.
     void UpdateGapFlags();
     // Shortest episode, or shortest non-zero valid run, or the whole length, in samples.
@@ -266,6 +268,7 @@ class CDataDoc : public EventChanOwner {
     // Reads one sample elsewhere and puts readPosition back.
     double ReadAt(int trace, int32_t position, uint8_t& valid);
     std::vector<float> GetValidDataFromFileBuf(int trace, int32_t start, int32_t count);
+    // Throws FileError, unlike the reads through the window, which give zeros and a line in the log.
     std::vector<float> ReadVector(int trace, int32_t count);
     // Reads `count` samples in sequence and writes the valid ones.
     void WriteValidOnly(CArchive& archive, int trace, int32_t count);
@@ -314,6 +317,7 @@ class CDataDoc : public EventChanOwner {
 
     // Remembers the state of the file that a save would replace.
     void RememberStamp(const std::filesystem::path& path);
+    std::optional<FileStamp> RememberedStamp(const std::filesystem::path& path) const;
     // True when the file is as it was remembered, or the user agrees to write over the changes.
     bool MayOverwrite(const std::filesystem::path& path);
 
@@ -341,6 +345,7 @@ class CDataDoc : public EventChanOwner {
 
   private:
     const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
+    void OfferChannelsInUse();
     double ReadNextSlow(int trace);
     void Advance();
     void UpdateReadable();

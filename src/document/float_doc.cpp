@@ -17,23 +17,13 @@ namespace {
 constexpr int firstTailVersion = 22;  // from here on samples are stored trace by trace, with the metadata behind them
 constexpr size_t scratchBytes = size_t{1} << 18;
 
+constexpr const char* inUseReason = "another window or program has it open";
+
 constexpr const char* gapNoticeText =
     "This file contains gaps in the data, during which acquisition was switched off.\n\nGaps between data are shown as "
     "zero-valued grey data.\n\nYou can remove gaps using the Transform: Concatenate menu option. This writes a file "
     "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the start of each "
     "section is marked with an event, and the event label gives the real time of the start of that section.";
-
-void CheckVersion(Host& host, int version) {
-    if (version > currentFileVersion)
-        host.Message(fmt::format("Problem: The file version you are trying to read is {}, which is greater than the "
-                                 "current maximum file version ({}) supported by this version of Kymora.\nTry "
-                                 "updating to the most recent version of Kymora by downloading it from the support "
-                                 "website.",
-                                 version, currentFileVersion));
-    if (version < 0)
-        host.Message(fmt::format("Problem: file version read as {}, which is not on the recognised list (1 - {}).",
-                                 version, currentFileVersion));
-}
 
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
@@ -83,19 +73,23 @@ void CFloatDoc::Serialize(CArchive& archive) {
             "Internal error. CFloatDoc::Serialize reports IsStoring. Please inform the author.");
         return;
     }
+    const uint64_t start = archive.Position();
+    metadata::TellVersion(GetHost(), archive.Read<int16_t>());
+    for (const bool skimming : {true, false}) {
+        archive.Seek(start);
+        archive.SetSkimming(skimming);
+        LoadAll(archive);
+    }
+}
+
+void CFloatDoc::LoadAll(CArchive& archive) {
     fileVersion = archive.Read<int16_t>();
-    CheckVersion(GetHost(), fileVersion);
     if (fileVersion >= firstTailVersion) {
         LoadHead(archive);
         archive.Seek(tailOffset);
         LoadTail(archive);
     } else {
         LoadOldHead(archive);
-    }
-    if (fileVersion >= 7 && GetSession().options.eventChannelMode == letterChannels) {
-        const auto beyondLetters = eventChannels.begin() + letterChannels;
-        if (std::any_of(beyondLetters, eventChannels.end(), [](const CEventChan& c) { return c.GetNumEvents() > 0; }))
-            GetSession().options.eventChannelMode = maxEventChannels;
     }
 }
 
@@ -150,7 +144,7 @@ void CFloatDoc::LoadSharedRows(CArchive& archive) {
     const auto extras = metadata::LoadViewRows(archive, *this, fileVersion);
     metadata::LoadOverlaysAndChannels(archive, *this, fileVersion);
     if (extras.hasDrawMode) SetAllDrawModes(extras.drawMode);
-    RepairEpisodes(*this);
+    if (!archive.IsSkimming()) RepairEpisodes(*this);
     metadata::LoadScaleBars(archive, *this, fileVersion);
     if (fileVersion > 7) archive.ReadString();  // the guard string, not tested
     for (int c = 0; c < maxEventChannels; ++c)
@@ -167,9 +161,7 @@ bool CFloatDoc::Load(OpenFor purpose) {
         RememberStamp(filePath);
         const FileStamp before = sampleFile->Stamp();
         // Without the lock another program may save while the metadata is read; then they are read again.
-        const auto disturbed = [&] {
-            return openedReadOnly && attempt < attempts && !(sampleFile->Stamp() == before);
-        };
+        const auto disturbed = [&] { return !ownsFile_ && !(sampleFile->Stamp() == before); };
         try {
             CArchive archive(*sampleFile, CArchive::Mode::load);
             Serialize(archive);
@@ -177,79 +169,94 @@ bool CFloatDoc::Load(OpenFor purpose) {
         } catch (const ArchiveError&) {
             if (!disturbed()) throw;
         }
+        if (attempt == attempts) {
+            GetHost().Message("The file " + filePath.string() +
+                              " is being saved by another program. Try again in a moment.");
+            return false;
+        }
         ResetModel();
     }
     sampleStride = traceCount * static_cast<int32_t>(sizeof(float));
     for (TraceSettings& trace : traces) trace.traceGain = 1.0;
+    if (ownsFile_ && fileVersion >= firstTailVersion)
+        fingerprint_ = FileFingerprint(*sampleFile, {headEnd_, tailOffset});
     return true;
 }
 
+// Opens the file, for itself when it is to be edited, and sees to what an interrupted save left.
 bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
     FileSystem& files = GetSession().files;
+    sampleFile.reset();
+    ownsFile_ = false;
     const auto openReadOnly = [&](const std::string& reason) {
         sampleFile = files.Open(filePath, OpenMode::readOnly);
         openedReadOnly = true;
         readOnlyReason = reason;
     };
-    const bool recover = files.Stamp(JournalPath(filePath)).has_value();
+    openedReadOnly = false;
+    readOnlyReason.clear();
     try {
-        if (purpose == OpenFor::reading && !recover) {
+        if (purpose == OpenFor::reading) {
             openReadOnly("it was opened for reading");
-            return true;
-        }
-        try {
-            sampleFile = files.Open(filePath, OpenMode::readWrite);
-        } catch (const FileError&) {
-            GetHost().Log("Couldn't open " + filePath.string() +
-                          " for read/write, trying read only (may be on CD)\n");
-            openReadOnly("it cannot be written");
+        } else {
+            try {
+                sampleFile = files.Open(filePath, OpenMode::readWrite);
+                ownsFile_ = sampleFile->TryLock();
+            } catch (const FileError&) {
+                GetHost().Log("Couldn't open " + filePath.string() +
+                              " for read/write, trying read only (may be on CD)\n");
+                openReadOnly("it cannot be written");
+            }
+            if (!openedReadOnly && !ownsFile_) openReadOnly(inUseReason);
         }
     } catch (const FileError& error) {
         GetHost().Log(std::string(error.what()) + "\n");
         GetHost().Message("Couldn't open file " + filePath.string() + " for read/write or just read.");
         return false;
     }
-    const bool locked = openedReadOnly || sampleFile->TryLock();
-    if (!locked) {
-        openReadOnly("another window or program has it open");
-        if (purpose == OpenFor::editing)
-            GetHost().Message("The file " + filePath.string() +
-                              " is already open in another window or program. It is opened here for reading only; "
-                              "changes can be saved under another name.");
-    }
-    return !recover || Recover(locked);
+    HandleJournal(purpose);
+    return true;
 }
 
-// A save was cut off, or is under way in another program: the file is brought back to its old state, or seen so.
-bool CFloatDoc::Recover(bool locked) {
+// A save was cut off, or is under way in another program. Only the owner of the file repairs it; everybody else sees
+// it as it was before that save.
+void CFloatDoc::HandleJournal(OpenFor purpose) {
     FileSystem& files = GetSession().files;
-    const JournalState state = InspectJournal(files, filePath, *sampleFile);
-    if (state == JournalState::foreign) {
-        GetHost().Message("The safety copy " + JournalPath(filePath).string() +
-                          " of an interrupted save does not belong to this file and is not used. Move it away to be "
-                          "able to save.");
+    switch (InspectJournal(files, filePath, *sampleFile)) {
+    case JournalState::none:
+        return;
+    case JournalState::incomplete:
+        if (ownsFile_) files.Remove(JournalPath(files, filePath));
+        return;
+    case JournalState::foreign:
         openedReadOnly = true;
         readOnlyReason = "a safety copy of another file stands beside it";
+        if (purpose == OpenFor::editing)
+            GetHost().Message("The safety copy " + JournalPath(files, filePath).string() +
+                              " of an interrupted save does not belong to this file and is not used. Move it away to "
+                              "be able to save.");
+        return;
+    case JournalState::complete:
+        break;
     }
-    if (state == JournalState::incomplete && locked && sampleFile->IsWritable()) RemoveJournal(files, filePath);
-    if (state != JournalState::complete) return true;
-    if (locked && sampleFile->IsWritable()) {
+    if (ownsFile_) {
         UndoFromJournal(files, filePath, *sampleFile);
-        GetHost().Log("An interrupted save of " + filePath.string() + " was undone.\n");
-        return true;
+        GetHost().Message("The last save of " + filePath.string() +
+                          " was interrupted. The file has been put back to its state before that save.");
+        return;
     }
-    if (auto seen = ViewThroughJournal(files, filePath, std::move(sampleFile))) {
-        sampleFile = std::move(seen);
-        return true;
-    }
-    GetHost().Message("The file " + filePath.string() + " is being saved by another program. Try again in a moment.");
-    return false;
+    auto seen = ViewThroughJournal(files, filePath, std::move(sampleFile));
+    // A journal that is gone by now belonged to a save that has just ended.
+    sampleFile = seen ? std::move(seen) : files.Open(filePath, OpenMode::readOnly);
 }
 
 bool CFloatDoc::AfterLoad() {
     Session& session = GetSession();
-    if (hasGaps && !noData && !session.gapNoticeShown)
-        session.gapNoticeShown = GetHost().Notice("GapNotice", "Notification", gapNoticeText);
+    if (openedReadOnly && readOnlyReason == inUseReason)
+        GetHost().Message("The file " + filePath.string() +
+                          " is already open in another window or program. It is opened here for reading only; changes "
+                          "can be saved under another name.");
+    if (hasGaps && !noData && !session.gapNoticeShown) GetHost().Notice("GapNotice", "Notification", gapNoticeText);
     if (!session.skipFileDetails) {
         const FileDetails details{fileVersion,
                                   filePath.filename().string(),
@@ -337,18 +344,29 @@ bool CFloatDoc::OnSaveDocument() {
     return false;
 }
 
-bool CFloatDoc::SaveInPlace() {
-    FileSystem& files = GetSession().files;
-    const auto onDisk = files.Stamp(filePath);
-    if (!onDisk || onDisk->inode != sampleFile->Stamp().inode || onDisk->device != sampleFile->Stamp().device) {
+// Whether the file on disk is the one that was opened, and free of changes that nobody agreed to lose.
+bool CFloatDoc::MaySaveOverSource() {
+    const auto onDisk = GetSession().files.Stamp(filePath);
+    const FileStamp opened = sampleFile->Stamp();
+    bool same = onDisk && onDisk->inode == opened.inode && onDisk->device == opened.device;
+    if (same && fileVersion >= firstTailVersion)
+        same = opened.length >= tailOffset && FileFingerprint(*sampleFile, {headEnd_, tailOffset}) == fingerprint_;
+    if (!same) {
         GetHost().Message("The file " + filePath.string() +
                           " was moved, deleted or replaced since it was opened. Use Save As to save to a new file.");
         return false;
     }
-    if (!MayOverwrite(filePath)) return false;
+    return MayOverwrite(filePath);
+}
+
+bool CFloatDoc::SaveInPlace() {
+    FileSystem& files = GetSession().files;
     // A journal that is still here belongs to a save whose undoing failed; without it the old state would be lost.
-    if (InspectJournal(files, filePath, *sampleFile) == JournalState::complete)
+    if (InspectJournal(files, filePath, *sampleFile) == JournalState::complete) {
         UndoFromJournal(files, filePath, *sampleFile);
+        RememberStamp(filePath);
+    }
+    if (!MaySaveOverSource()) return false;
     GetDisplaySettingsFromView();
     WriteJournal(files, filePath, *sampleFile, {headEnd_, tailOffset});
     try {
@@ -359,13 +377,13 @@ bool CFloatDoc::SaveInPlace() {
         WriteTail(archive, *this, fileComment);
         archive.Close();
         sampleFile->Sync();
+        RetireJournal(files, filePath);
     } catch (...) {
         // A failure here leaves the journal in place, and the next open tries again.
         UndoFromJournal(files, filePath, *sampleFile);
         RememberStamp(filePath);
         throw;
     }
-    RemoveJournal(files, filePath);
     fileVersion = currentFileVersion;
     RememberStamp(filePath);
     SetModifiedFlag(false);
@@ -382,14 +400,17 @@ bool CFloatDoc::SaveOldVersion() {
         GetHost().Message("Choose another name: the file itself is needed until its conversion is complete.");
         return false;
     }
+    if (!MaySaveOverSource()) return false;
     GetDisplaySettingsFromView();
     WriteNativeFile(*this, *chosen);
     pendingRewritePath = *chosen;
+    RememberStamp(filePath);
     SetModifiedFlag(false);
     return true;
 }
 
-bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath) {
+bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath,
+                   const std::optional<FileStamp>& oldStamp) {
     const std::string extension = FoldedExtension(oldPath);
     if (extension != ".flt" && extension != ".kymr-dat") {
         session.host.Message("ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should not "
@@ -402,6 +423,7 @@ bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const
     try {
         const bool targetIsOther = target != oldPath && target != newPath && files.Stamp(target).has_value();
         if (targetIsOther) throw FileError(target.string() + " exists already", 0);
+        if (!(files.Stamp(oldPath) == oldStamp)) throw FileError(oldPath.string() + " was changed meanwhile", 0);
         // The new file takes its place first, so that at every moment one of the two is there.
         if (target != newPath) files.Rename(newPath, target);
         files.SyncFolderOf(target);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "document/object_array.h"
 #include "numerics/rounding.h"
 
@@ -33,12 +35,12 @@ struct Storer {
 };
 
 template <typename Io, typename Trace>
-void TraceFields(const Io& io, Trace& trace, int version) {
+void TraceFields(const Io& io, Trace& trace, int version, bool sideCar) {
     io(trace.traceAutoscale);
     io(trace.axisTop);
     io(trace.axisBottom);
-    if (version != 1) io(trace.traceOrder);
-    if (version > 3) io(trace.traceLabel);
+    if (version != 1 || sideCar) io(trace.traceOrder);
+    if (version > 3 || sideCar) io(trace.traceLabel);
     if (version > 38) io(trace.traceUnits);
     if (version > 10) io(trace.axisLabel);
     if (version > 12) io(trace.traceColour);
@@ -89,21 +91,28 @@ size_t TraceSlotFor(const CDataDoc& doc, int trace) {
 void LoadMarkers(CArchive& archive, CDataDoc& doc, int version, ObjectArrayReader& objects) {
     if (version >= 7) {
         const uint32_t count = archive.ReadItemCount(leastMarkerBytes, "markers");
-        doc.markers.reserve(count);
-        for (uint32_t i = 0; i < count; ++i) doc.markers.push_back(LoadMarker(archive));
+        if (!archive.IsSkimming()) doc.markers.reserve(count);
+        for (uint32_t i = 0; i < count; ++i) {
+            CMarker marker = LoadMarker(archive);
+            if (!archive.IsSkimming()) doc.markers.push_back(std::move(marker));
+        }
     } else if (version >= 3) {
         objects.ReadArray([&](CAnnotation object) { doc.markers.push_back(std::move(object)); });
     }
     const auto earlier = [](const CMarker& a, const CMarker& b) { return a.m_dTime < b.m_dTime; };
     // A time that is not a number has no place in an order; such markers go to the end.
-    const auto numbers = std::stable_partition(doc.markers.begin(), doc.markers.end(),
-                                               [](const CMarker& m) { return m.m_dTime == m.m_dTime; });
-    std::stable_sort(doc.markers.begin(), numbers, earlier);
+    const auto isNumber = [](const CMarker& m) { return m.m_dTime == m.m_dTime; };
+    auto numbers = doc.markers.end();
+    if (!std::all_of(doc.markers.begin(), doc.markers.end(), isNumber))
+        numbers = std::stable_partition(doc.markers.begin(), doc.markers.end(), isNumber);
+    if (!std::is_sorted(doc.markers.begin(), numbers, earlier))
+        std::stable_sort(doc.markers.begin(), numbers, earlier);
     if (version >= 23) doc.view.showMarkerFlag = archive.ReadBool();
 }
 
 void LoadAnnotations(CArchive& archive, CDataDoc& doc, int version, ObjectArrayReader& objects) {
     const auto take = [&](CAnnotation annotation) {
+        if (archive.IsSkimming()) return;
         const size_t slot = TraceSlotFor(doc, annotation.m_nTrace);
         annotation.m_nTrace = static_cast<int>(slot);
         doc.traceAnnotations[slot].push_back(std::move(annotation));
@@ -113,8 +122,10 @@ void LoadAnnotations(CArchive& archive, CDataDoc& doc, int version, ObjectArrayR
             const uint32_t count = archive.ReadItemCount(leastAnnotationBytes(version), "annotations");
             auto& list = doc.traceAnnotations[static_cast<size_t>(slot)];
             for (uint32_t i = 0; i < count; ++i) {
-                list.push_back(LoadAnnotation(archive, version));
-                list.back().m_nTrace = slot;
+                CAnnotation annotation = LoadAnnotation(archive, version);
+                if (archive.IsSkimming()) continue;
+                annotation.m_nTrace = slot;
+                list.push_back(std::move(annotation));
             }
         }
     } else if (version >= 7) {
@@ -132,6 +143,10 @@ void LoadWaveformEvents(CArchive& archive, CDataDoc& doc) {
         CEventChan& channel = doc.eventChannels[static_cast<size_t>(c)];
         const uint32_t count = archive.ReadCount();
         archive.CheckRoom(count, 24, "events");
+        if (archive.IsSkimming()) {
+            archive.Skip(uint64_t{count} * 24);
+            continue;
+        }
         for (uint32_t i = 0; i < count; ++i) {
             channel.parentTrace = archive.Read<int32_t>();
             CEventKM event;
@@ -198,6 +213,18 @@ void StoreInRange(CArchive& archive, const std::vector<Item>& items, const TimeR
 
 }  // namespace
 
+void TellVersion(Host& host, int version) {
+    if (version > currentFileVersion)
+        host.Message(fmt::format("Problem: The file version you are trying to read is {}, which is greater than the "
+                                 "current maximum file version ({}) supported by this version of Kymora.\nTry "
+                                 "updating to the most recent version of Kymora by downloading it from the support "
+                                 "website.",
+                                 version, currentFileVersion));
+    if (version < 0)
+        host.Message(fmt::format("Problem: file version read as {}, which is not on the recognised list (1 - {}).",
+                                 version, currentFileVersion));
+}
+
 // --- grid and view -----------------------------------------------------------------------------------------------------
 
 void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC) {
@@ -211,6 +238,7 @@ void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC) {
         throw ArchiveError("The file states a grid with a negative number of rows or columns.");
     const uint64_t cells = static_cast<uint64_t>(grid.gridRows) * static_cast<uint64_t>(grid.gridColumns);
     archive.CheckRoom(cells, sizeof(int32_t), "cells of a grid");
+    if (archive.IsSkimming()) return archive.Skip(cells * sizeof(int32_t));
     grid.gridCells.resize(cells);
     archive.ReadRaw(std::as_writable_bytes(std::span(grid.gridCells)));
 }
@@ -234,11 +262,17 @@ void LoadViewTimes(CArchive& archive, StoredView& view, int version) {
     if (version > 17) view.viewEnd = archive.Read<double>();
 }
 
+void StoreViewTimes(CArchive& archive, const CDataDoc& doc, SampleRange range) {
+    // A section begins at its own time 0 and is shown whole.
+    archive.Write<double>(range.IsWhole() ? doc.view.viewStart : 0.0);
+    archive.Write<double>(range.IsWhole() ? doc.view.viewEnd : doc.TimeOf(int64_t{range.end} - range.start));
+}
+
 ViewRowExtras LoadViewRows(CArchive& archive, CDataDoc& doc, int version) {
     ViewRowExtras extras;
     extras.hasDrawMode = version >= 29 && version <= 31;
     ViewFields(Loader{archive}, doc.view, version, extras.drawMode);
-    if (version > 28) doc.GetSession().options.expandContractFocus = doc.view.expandContractFocus;
+    if (version > 28 && !archive.IsSkimming()) doc.GetSession().options.expandContractFocus = doc.view.expandContractFocus;
     return extras;
 }
 
@@ -249,24 +283,24 @@ void StoreViewRows(CArchive& archive, const StoredView& view, int version) {
 
 // --- traces ------------------------------------------------------------------------------------------------------------
 
-void LoadTraces(CArchive& archive, CDataDoc& doc, int version) {
+void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar) {
     for (int slot = 0; slot < recordSlots(version); ++slot)
-        TraceFields(Loader{archive}, doc.traces[static_cast<size_t>(slot)], version);
+        TraceFields(Loader{archive}, doc.traces[static_cast<size_t>(slot)], version, sideCar);
     const TraceSettings unused;
     for (int slot = doc.traceCount; slot < maxTraces; ++slot) {
         TraceSettings& trace = doc.traces[static_cast<size_t>(slot)];
         trace.traceAutoscale = 0;
         trace.axisTop = unused.axisTop;
         trace.axisBottom = unused.axisBottom;
-        if (version != 1) trace.traceOrder = slot;
-        if (version > 3) trace.traceLabel.clear();
+        if (version != 1 || sideCar) trace.traceOrder = slot;
+        if (version > 3 || sideCar) trace.traceLabel.clear();
         trace.traceVisible = 1;
     }
 }
 
 void StoreTraces(CArchive& archive, const CDataDoc& doc, int version) {
     for (int slot = 0; slot < recordSlots(version); ++slot)
-        TraceFields(Storer{archive}, doc.traces[static_cast<size_t>(slot)], version);
+        TraceFields(Storer{archive}, doc.traces[static_cast<size_t>(slot)], version, false);
 }
 
 // --- overlays and channels ---------------------------------------------------------------------------------------------
@@ -279,11 +313,7 @@ void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {
 }
 
 CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
-    CEventChan part(channel.ownerDoc);
-    part.CopySettings(channel);
-    part.SetDisplayPosition(channel.GetDisplayPosition());
-    part.channelOptionB = channel.channelOptionB;
-    part.channelFlag = channel.channelFlag;
+    CEventChan part = channel.WithoutEvents();
     for (const CEventKM& event : channel.Events()) {
         if (event.offPosition < range.start) continue;
         if (event.onPosition > range.end) {
@@ -295,7 +325,6 @@ CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
         moved.offPosition = std::min(event.offPosition, range.end) - range.start;
         if (moved.offPosition > moved.onPosition) part.AppendLoaded(std::move(moved));
     }
-    part.channelLocked = channel.channelLocked;
     return part;
 }
 

@@ -8,6 +8,9 @@
 
 namespace kymora::metadata {
 
+// The message for a version that this program does not know; the load goes on all the same.
+void TellVersion(Host& host, int version);
+
 void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC);
 void StoreGrid(CArchive& archive, const Grid& grid, bool withSpareC);
 // For versions that store no grid: the cells hold the traces in order, the rest -1.
@@ -15,9 +18,11 @@ void RebuildGrid(CDataDoc& doc);
 
 // viewStart and, where the version has it, viewEnd.
 void LoadViewTimes(CArchive& archive, StoredView& view, int version);
+void StoreViewTimes(CArchive& archive, const CDataDoc& doc, SampleRange range);
 
-// 16 records below version 30, else 128. Slots from traceCount on are reset.
-void LoadTraces(CArchive& archive, CDataDoc& doc, int version);
+// 16 records below version 30, else 128. Slots from traceCount on are reset. Side-cars hold order and label in every
+// version.
+void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar = false);
 void StoreTraces(CArchive& archive, const CDataDoc& doc, int version);
 
 // The view's rows from the axis groups to the format option.

@@ -40,6 +40,7 @@ class TemporaryFile {
 
     void MoveTo(const std::filesystem::path& target) {
         file_->Sync();
+        files_.CopyPermissions(target, path_);
         files_.Rename(path_, target);
         file_.reset();
         files_.SyncFolderOf(target);
@@ -94,9 +95,7 @@ void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment,
     archive.WriteString(comment);
     if (version > 37) archive.WriteString(doc.historyLog);
     if (version > 38) metadata::StoreGrid(archive, doc.grid, true);
-    // A section begins at its own time 0 and is shown whole.
-    archive.Write<double>(range.IsWhole() ? view.viewStart : 0.0);
-    archive.Write<double>(range.IsWhole() ? view.viewEnd : doc.TimeOf(int64_t{range.end} - range.start));
+    metadata::StoreViewTimes(archive, doc, range);
     archive.Write<int32_t>(!doc.episodic ? 0 : doc.episodicStored != 0 ? doc.episodicStored : 1);
     metadata::StoreTraces(archive, doc, version);
     metadata::StoreViewRows(archive, view, version);
@@ -107,11 +106,13 @@ void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment,
 
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::function<void(CArchive&)>& write) {
-    TemporaryFile temporary(files, path);
+    // Where the name is a link, the file that it leads to is replaced, not the link.
+    const std::filesystem::path target = files.Resolve(path);
+    TemporaryFile temporary(files, target);
     CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
     write(archive);
     archive.Close();
-    temporary.MoveTo(path);
+    temporary.MoveTo(target);
 }
 
 void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version) {

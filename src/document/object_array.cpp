@@ -38,7 +38,7 @@ void ObjectArrayReader::ReadArray(const std::function<void(CAnnotation)>& take) 
         else
             static_cast<CMarker&>(object) = LoadMarker(archive_);
         entries_.push_back(Entry::object);
-        take(std::move(object));
+        if (!archive_.IsSkimming()) take(std::move(object));
     }
 }
 

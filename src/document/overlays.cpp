@@ -45,6 +45,11 @@ void LogFont::SetFaceName(std::string_view name) {
     std::copy_n(units.begin(), std::min<size_t>(units.size(), faceName.size() - 1), faceName.begin());
 }
 
+const LogFont& LogFont::Screen() {
+    static const LogFont font = Default(96);
+    return font;
+}
+
 LogFont LogFont::Default(int dotsPerInch) {
     LogFont font;
     font.height = -((8 * dotsPerInch + 36) / 72);
@@ -53,6 +58,10 @@ LogFont LogFont::Default(int dotsPerInch) {
 }
 
 LogFont LogFont::Load(CArchive& archive, bool narrowFace) {
+    if (archive.IsSkimming()) {
+        archive.Skip(28 + (narrowFace ? 32 : 64));
+        return Screen();
+    }
     LogFont font;
     for (int32_t* field : {&font.height, &font.width, &font.escapement, &font.orientation, &font.weight})
         *field = archive.Read<int32_t>();
@@ -127,6 +136,7 @@ ScaleBarGroup ScaleBarGroup::Load(CArchive& archive, int version) {
         LoadBarExtras(archive, group.single, version);
     }
     const uint32_t count = archive.ReadItemCount(LeastListBarBytes(version), "scale bars");
+    if (!archive.IsSkimming()) group.list.reserve(count);
     for (uint32_t i = 0; i < count; ++i) {
         ScaleBar bar;
         bar.m_fXFrac = archive.Read<float>();
@@ -136,7 +146,7 @@ ScaleBarGroup ScaleBarGroup::Load(CArchive& archive, int version) {
         bar.m_nTrace = archive.Read<int32_t>();
         LoadBarExtras(archive, bar, version);
         if (version > 44) bar.m_strUnits = archive.ReadString();
-        group.list.push_back(std::move(bar));
+        if (!archive.IsSkimming()) group.list.push_back(std::move(bar));
     }
     return group;
 }

@@ -30,7 +30,8 @@ struct LogFont {
     bool operator==(const LogFont&) const = default;
 
     // "Ms Sans Serif" at 8 points for a device of that many dots per inch.
-    static LogFont Default(int dotsPerInch = 96);
+    static LogFont Default(int dotsPerInch);
+    static const LogFont& Screen();  // the same for a screen of 96 dots per inch
 
     // `narrowFace`: the face name is 32 bytes of Windows-1252, as files below version 35 hold it.
     static LogFont Load(CArchive& archive, bool narrowFace);
@@ -41,7 +42,7 @@ struct CAnnotation : CMarker {
     int m_nTrace = 0;       // from 0; in memory only, the list that holds it tells the file
     float m_fValue = 0.0f;  // vertical position in the trace's units
     uint32_t m_crColour = 0;
-    LogFont m_logFont = LogFont::Default();
+    LogFont m_logFont = LogFont::Screen();
 
     bool operator==(const CAnnotation&) const = default;
 };
@@ -69,7 +70,7 @@ struct ScaleBar {
     int32_t m_nTrace = 0;    // barUnits: bars of a list only
     int32_t m_bShowText = 1; // barFlags
     uint32_t m_crText = 0;
-    LogFont m_logFont = LogFont::Default();
+    LogFont m_logFont = LogFont::Screen();
     std::string m_strUnits;  // bars of a list only
 
     bool operator==(const ScaleBar&) const = default;

@@ -134,6 +134,7 @@ const float* CDataDoc::FillTrace(int trace) {
         ReadBlock(trace, bufferStart, {values.data(), inside}, {valid.data(), hasGaps ? inside : 0});
     } catch (const FileError& error) {
         std::fill(values.begin(), values.end(), 0.0f);
+        std::fill(valid.begin(), valid.end(), uint8_t{0});
         GetHost().Log(std::string(error.what()) + "\n");
     }
     return window_[static_cast<size_t>(trace)] = values.data();

@@ -51,20 +51,10 @@ void EachPiece(const DataFile& file, uint64_t from, uint64_t to, Use use) {
     }
 }
 
-// Of the head behind its first ten bytes and of both ends of the samples: enough to know a file again.
-uint64_t Fingerprint(const DataFile& file, uint64_t headEnd, uint64_t tailOffset) {
-    Checksum sum;
-    const auto add = [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); };
-    EachPiece(file, rewrittenHeadBytes, headEnd, add);
-    EachPiece(file, headEnd, std::min(tailOffset, headEnd + fingerprintBytes), add);
-    EachPiece(file, std::max(headEnd, tailOffset - std::min(tailOffset, fingerprintBytes)), tailOffset, add);
-    return sum.Value();
-}
-
 std::span<std::byte> Raw(JournalHead& head) { return std::as_writable_bytes(std::span(&head, 1)); }
 
 std::unique_ptr<DataFile> OpenJournal(FileSystem& files, const std::filesystem::path& path) {
-    const auto journalPath = JournalPath(path);
+    const auto journalPath = JournalPath(files, path);
     if (!files.Stamp(journalPath)) return nullptr;
     return files.Open(journalPath, OpenMode::readOnly);
 }
@@ -86,7 +76,7 @@ std::optional<JournalHead> ReadIntactHead(const DataFile& journal) {
 }
 
 bool Belongs(const JournalHead& head, const DataFile& file) {
-    return file.Length() >= head.tailOffset && Fingerprint(file, head.headEnd, head.tailOffset) == head.fingerprint;
+    return file.Length() >= head.tailOffset && FileFingerprint(file, {head.headEnd, head.tailOffset}) == head.fingerprint;
 }
 
 // A file whose head and tail are read from its journal, and its samples from itself.
@@ -134,10 +124,20 @@ class JournalView : public DataFile {
 
 }  // namespace
 
-std::filesystem::path JournalPath(const std::filesystem::path& dataFile) {
-    auto path = dataFile;
+std::filesystem::path JournalPath(FileSystem& files, const std::filesystem::path& dataFile) {
+    auto path = files.Resolve(dataFile);
     path += ".save-journal";
     return path;
+}
+
+uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
+    Checksum sum;
+    const auto add = [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); };
+    const auto [headEnd, tailOffset] = range;
+    EachPiece(file, rewrittenHeadBytes, headEnd, add);
+    EachPiece(file, headEnd, std::min(tailOffset, headEnd + fingerprintBytes), add);
+    EachPiece(file, std::max(headEnd, tailOffset - std::min(tailOffset, fingerprintBytes)), tailOffset, add);
+    return sum.Value();
 }
 
 void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file, JournalRange range) {
@@ -145,11 +145,14 @@ void WriteJournal(FileSystem& files, const std::filesystem::path& path, const Da
     head.headEnd = range.headEnd;
     head.tailOffset = range.tailOffset;
     head.oldLength = file.Length();
-    head.fingerprint = Fingerprint(file, range.headEnd, range.tailOffset);
+    head.fingerprint = FileFingerprint(file, range);
     file.ReadAt(0, std::span(head.oldHead).first(rewrittenHeadBytes));
 
-    const auto journalPath = JournalPath(path);
-    if (files.Stamp(journalPath)) files.Remove(journalPath);
+    const auto journalPath = JournalPath(files, path);
+    const JournalState state = InspectJournal(files, path, file);
+    if (state == JournalState::foreign || state == JournalState::complete)
+        throw FileError("The safety copy " + journalPath.string() + " of another save stands in the way", 0);
+    if (state == JournalState::incomplete) files.Remove(journalPath);
     try {
         const auto journal = files.Open(journalPath, OpenMode::createNew);
         Checksum sum;
@@ -172,9 +175,19 @@ void WriteJournal(FileSystem& files, const std::filesystem::path& path, const Da
     }
 }
 
-void RemoveJournal(FileSystem& files, const std::filesystem::path& path) {
-    files.Remove(JournalPath(path));
-    files.SyncFolderOf(path);
+void RetireJournal(FileSystem& files, const std::filesystem::path& path) {
+    const auto journalPath = JournalPath(files, path);
+    {
+        const auto journal = files.Open(journalPath, OpenMode::readWrite);
+        const std::array<std::byte, sizeof JournalHead::mark> nothing{};
+        journal->WriteAt(0, nothing);
+        journal->Sync();
+    }
+    try {
+        files.Remove(journalPath);
+        files.SyncFolderOf(journalPath);
+    } catch (const FileError&) {  // it does not count any more
+    }
 }
 
 JournalState InspectJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file) {
@@ -196,7 +209,7 @@ void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataF
     file.WriteAt(0, std::span(head->oldHead).first(rewrittenHeadBytes));
     file.Truncate(head->oldLength);
     file.Sync();
-    RemoveJournal(files, path);
+    RetireJournal(files, path);
 }
 
 std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::filesystem::path& path,

@@ -23,13 +23,19 @@ struct JournalRange {
     uint64_t tailOffset = 0;
 };
 
-std::filesystem::path JournalPath(const std::filesystem::path& dataFile);
+// The same for every path, links included, that leads to one file.
+std::filesystem::path JournalPath(FileSystem& files, const std::filesystem::path& dataFile);
 
-// Writes the journal of `file`, durably. Throws FileError, and then leaves no journal and the file as it was.
+// Tells a file by what a save in place leaves alone: the head behind its first ten bytes and both ends of the samples.
+uint64_t FileFingerprint(const DataFile& file, JournalRange range);
+
+// Writes the journal of `file`, durably. A journal that stands there already must have been dealt with; a foreign one is
+// refused. Throws FileError, and then leaves the file as it was and no journal that counts.
 void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file, JournalRange range);
 
-// Removes the journal of a completed or undone save.
-void RemoveJournal(FileSystem& files, const std::filesystem::path& path);
+// Makes the journal of a completed or undone save count no more, durably, and removes it. Throws FileError while it
+// still counts; a journal that only could not be removed is passed over at the next open.
+void RetireJournal(FileSystem& files, const std::filesystem::path& path);
 
 enum class JournalState {
     none,        // there is no journal
@@ -40,7 +46,7 @@ enum class JournalState {
 // What the journal beside `path` means for the open file.
 JournalState InspectJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file);
 
-// Puts the old bytes of a complete journal back and removes the journal. Throws FileError; the journal then stays.
+// Puts the old bytes of a complete journal back and retires the journal. Throws FileError; the journal then stays.
 void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file);
 
 // The file as it was before the save, for reading where nothing can be written. Null unless the journal is complete.

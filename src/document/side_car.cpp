@@ -1,5 +1,6 @@
 #include "document/side_car.h"
 
+#include <cerrno>
 #include <cmath>
 
 #include "document/metadata_io.h"
@@ -14,7 +15,7 @@ void LoadGains(CArchive& archive, CDataDoc& doc, int version) {
         const auto gain = archive.Read<double>();
         // A divisor that is no number, or nothing, would turn every sample into nonsense.
         const bool usable = std::isfinite(gain) && gain != 0.0;
-        if (!usable)
+        if (!usable && !archive.IsSkimming())
             doc.GetHost().Log("The side-car states a gain of " + std::to_string(gain) + " for trace " +
                               std::to_string(slot + 1) + "; 1 is used.\n");
         doc.traces[static_cast<size_t>(slot)].traceGain = usable ? gain : 1.0;
@@ -23,6 +24,7 @@ void LoadGains(CArchive& archive, CDataDoc& doc, int version) {
 
 void LoadSideCar(CArchive& archive, CDataDoc& doc) {
     const int version = archive.Read<int16_t>();
+    if (archive.IsSkimming()) metadata::TellVersion(doc.GetHost(), version);
     doc.fileVersion = version;
     doc.fileComment = archive.ReadString();
     if (version > 37) doc.historyLog = archive.ReadString();
@@ -32,7 +34,7 @@ void LoadSideCar(CArchive& archive, CDataDoc& doc) {
         metadata::RebuildGrid(doc);
     if (version < 18) doc.legacyEventCode = archive.Read<int32_t>();
     metadata::LoadViewTimes(archive, doc.view, version);
-    metadata::LoadTraces(archive, doc, version);
+    metadata::LoadTraces(archive, doc, version, true);
     const auto extras = metadata::LoadViewRows(archive, doc, version);
     metadata::LoadOverlaysAndChannels(archive, doc, version);
     if (extras.hasDrawMode) doc.SetAllDrawModes(extras.drawMode);
@@ -46,8 +48,7 @@ void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
     archive.WriteString(doc.fileComment);
     archive.WriteString(doc.historyLog);
     metadata::StoreGrid(archive, doc.grid, false);
-    archive.Write<double>(range.IsWhole() ? doc.view.viewStart : 0.0);
-    archive.Write<double>(range.IsWhole() ? doc.view.viewEnd : doc.TimeOf(int64_t{range.end} - range.start));
+    metadata::StoreViewTimes(archive, doc, range);
     metadata::StoreTraces(archive, doc, currentFileVersion);
     metadata::StoreViewRows(archive, doc.view, currentFileVersion);
     metadata::StoreOverlaysAndChannels(archive, doc, range, currentFileVersion);
@@ -80,24 +81,27 @@ SideCarResult ReadSideCar(CDataDoc& doc) {
     std::filesystem::path older = doc.filePath;
     older.replace_extension(".kym");
     for (const std::filesystem::path& candidate : {path, older}) {
-        std::unique_ptr<DataFile> file;
+        std::string reason;
         try {
-            file = files.Open(candidate, OpenMode::readOnly);
-        } catch (const FileError&) {
-            continue;
-        }
-        try {
+            const auto file = files.Open(candidate, OpenMode::readOnly);
             CArchive archive(*file, CArchive::Mode::load);
+            archive.SetSkimming(true);
+            LoadSideCar(archive, doc);
+            archive.Seek(0);
+            archive.SetSkimming(false);
             LoadSideCar(archive, doc);
             return SideCarResult::read;
+        } catch (const FileError& error) {
+            if (error.systemError == ENOENT) continue;
+            reason = error.what();
         } catch (const ArchiveError& error) {
-            doc.damagedSideCar = candidate;
-            doc.GetHost().Message("The settings and events in " + candidate.string() + " could not be read.\n" +
-                                  error.what() +
-                                  "\nThe recording opens without them. A save keeps the unreadable file under "
-                                  "another name.");
-            return SideCarResult::damaged;
+            reason = error.what();
         }
+        doc.damagedSideCar = candidate;
+        doc.GetHost().Message("The settings and events in " + candidate.string() + " could not be read.\n" + reason +
+                              "\nThe recording opens without them. A save keeps the unreadable file under another "
+                              "name.");
+        return SideCarResult::damaged;
     }
     return SideCarResult::none;
 }
@@ -112,6 +116,7 @@ bool WriteSideCar(CDataDoc& doc, SampleRange range) {
     }
     WriteFileAtomically(files, path, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });
     doc.RememberStamp(path);
+    doc.fileVersion = currentFileVersion;
     return true;
 }
 

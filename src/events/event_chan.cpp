@@ -245,14 +245,29 @@ bool CEventChan::CopyEvents(const CEventChan& source) {
     if (IsLocked()) return false;
     if (&source == this) return true;
     events_ = source.events_;
+    if (!source.IsInOrder())
+        std::stable_sort(events_.begin(), events_.end(),
+                         [](const CEventKM& a, const CEventKM& b) { return a.onPosition < b.onPosition; });
     Remeasure();
     return true;
+}
+
+CEventChan CEventChan::WithoutEvents() const {
+    CEventChan copy(ownerDoc);
+    copy.CopySettings(*this);
+    copy.channelFlag = channelFlag;
+    copy.channelOptionB = channelOptionB;
+    copy.displayPosition_ = displayPosition_;
+    copy.channelLocked = channelLocked;
+    return copy;
 }
 
 bool CEventChan::Copy(const CEventChan& source) {
     if (!CopySettings(source)) return false;
     if (&source == this) return true;
-    CopyEvents(source);
+    // The copy keeps the source's order, also where that is not by time: the rows of the table go with the events.
+    events_ = source.events_;
+    Remeasure();
     eventExtra_ = source.eventExtra_;
     return true;
 }

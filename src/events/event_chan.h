@@ -173,6 +173,9 @@ class CEventChan {
     // Writes the record of the current version, or of the legacy version (36).
     void Store(CArchive& archive, int version = currentFileVersion) const;
 
+    // A channel with all settings of this one, its place and its lock, and without events.
+    CEventChan WithoutEvents() const;
+
   private:
     void LoadEvents(CArchive& archive, int version);
     void LoadDetection(CArchive& archive, int version);

@@ -68,8 +68,13 @@ void WriteRegion(CArchive& archive, const DetectionParameters& p) {
 }
 
 void ReadTemplate(CArchive& archive, int version, std::vector<float>& data, DetectionParameters& p) {
-    data.resize(archive.ReadItemCount(sizeof(float), "template points"));
-    archive.ReadRaw(std::as_writable_bytes(std::span(data)));
+    const uint32_t points = archive.ReadItemCount(sizeof(float), "template points");
+    if (archive.IsSkimming()) {
+        archive.Skip(uint64_t{points} * sizeof(float));
+    } else {
+        data.resize(points);
+        archive.ReadRaw(std::as_writable_bytes(std::span(data)));
+    }
     if (version >= 37) {
         p.templateStart = archive.Read<int32_t>();
         p.templateEnd = archive.Read<int32_t>();
@@ -165,10 +170,15 @@ EventOrderFault CEventChan::Load(CArchive& archive, int version) {
 void CEventChan::LoadEvents(CArchive& archive, int version) {
     const uint32_t count = archive.ReadItemCount(LeastEventBytes(version), "events");
     const double sampleInterval = ownerDoc ? ownerDoc->GetSampleInterval() : 1.0;
-    events_.reserve(count);
-    for (uint32_t i = 0; i < count; ++i) AppendLoaded(ReadEvent(archive, version, sampleInterval));
+    if (archive.IsSkimming()) {
+        for (uint32_t i = 0; i < count; ++i) ReadEvent(archive, version, sampleInterval);
+    } else {
+        events_.reserve(count);
+        for (uint32_t i = 0; i < count; ++i) AppendLoaded(ReadEvent(archive, version, sampleInterval));
+    }
     if (version < 15 || archive.Read<int32_t>() == 0) return;
     archive.CheckRoom(count, bytesPerExtraRow, "rows of event coordinates");
+    if (archive.IsSkimming()) return archive.Skip(uint64_t{count} * bytesPerExtraRow);
     eventExtra_.resize(count);
     archive.ReadRaw(std::as_writable_bytes(std::span(eventExtra_)));
 }

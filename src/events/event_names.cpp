@@ -1,4 +1,5 @@
 #include "events/event_chan.h"
+#include "host/session.h"
 
 namespace kymora {
 namespace {
@@ -36,9 +37,7 @@ const MethodNames& NamesOf(int32_t method) {
     return methodNames[method >= 0 && method < methodCount ? method : methodManual];
 }
 
-constexpr int namedChannels = 26;  // the channels that have letters
-
-bool HasLetter(int channel) { return channel >= 0 && channel < namedChannels; }
+bool HasLetter(int channel) { return channel >= 0 && channel < letterChannels; }
 
 std::string Letter(int channel) { return std::string(1, static_cast<char>('a' + channel)); }
 

@@ -112,6 +112,20 @@ bool DiskFileSystem::IsReadOnly(const std::filesystem::path& path) {
     return (state.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || ::access(path.c_str(), W_OK) != 0;
 }
 
+std::filesystem::path DiskFileSystem::Resolve(const std::filesystem::path& path) {
+    std::error_code failed;
+    const std::filesystem::path resolved = std::filesystem::canonical(path, failed);
+    return failed ? path : resolved;
+}
+
+void DiskFileSystem::CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to) {
+    struct stat state {};
+    if (::stat(from.c_str(), &state) != 0) return;
+    // A user may not be allowed to give a file away; the new file is then the user's own.
+    if (::chown(to.c_str(), state.st_uid, state.st_gid) != 0) errno = 0;
+    if (::chmod(to.c_str(), state.st_mode & 07777) != 0) errno = 0;
+}
+
 void DiskFileSystem::Rename(const std::filesystem::path& from, const std::filesystem::path& to) {
     if (::rename(from.c_str(), to.c_str()) != 0) Fail("Couldn't rename " + from.string() + " to", to, errno);
 }

@@ -64,6 +64,10 @@ class FileSystem {
     virtual std::optional<FileStamp> Stamp(const std::filesystem::path& path) = 0;
     // The file's read-only attribute: it exists and may not be written.
     virtual bool IsReadOnly(const std::filesystem::path& path) = 0;
+    // The file that a path leads to, through links; the path itself where there is none.
+    virtual std::filesystem::path Resolve(const std::filesystem::path& path) = 0;
+    // Gives `to` the access rights of `from` as far as that can be done; nothing when `from` does not exist.
+    virtual void CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
     // Replaces `to` when it exists, in one step. Throws FileError.
     virtual void Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
     virtual void Remove(const std::filesystem::path& path) = 0;

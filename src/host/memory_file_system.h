@@ -47,6 +47,8 @@ class MemoryFileSystem : public FileSystem {
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override;
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;
+    std::filesystem::path Resolve(const std::filesystem::path& path) override { return path; }
+    void CopyPermissions(const std::filesystem::path&, const std::filesystem::path&) override {}
     void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
     void Remove(const std::filesystem::path& path) override;
     void SyncFolderOf(const std::filesystem::path&) override {}

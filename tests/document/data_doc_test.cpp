@@ -56,6 +56,14 @@ TEST_F(DataDoc, TracesMoveWithAllThatIsTheirs) {
     EXPECT_EQ(doc->traceAnnotations[127].size(), 0u);
 }
 
+TEST_F(DataDoc, AGrowingRecordingLengthensEveryTrace) {
+    const auto doc = MemoryDoc::MakeWithRuns(session, {{1, 2, 3}, {4, 5}}, {{3}, {2}});
+    doc->ExtendLength(4);
+    EXPECT_EQ(doc->GetLength(), 7);
+    EXPECT_EQ(doc->GetTraceLength(1), 7);
+    EXPECT_FALSE(doc->hasGaps);
+}
+
 TEST_F(DataDoc, MarkersStandInOrderAndEqualOnesAsTheyCame) {
     const auto doc = MemoryDoc::Make(session, {{1}});
     for (const auto& [time, label] : std::vector<std::pair<double, std::string>>{{5, "a"}, {1, "b"}, {5, "c"}, {3, "d"}})
@@ -182,6 +190,25 @@ TEST_F(SideCar, DamageIsToldAndNotOverwritten) {
     ASSERT_TRUE(WriteSideCar(*doc));
     EXPECT_EQ(files.Bytes("/data/rec.kymr-hdr.damaged"), damaged);
     EXPECT_EQ(ReadSideCar(*Foreign()), SideCarResult::read);
+}
+
+// A side-car that is there but cannot be opened holds somebody's work: it is told of, and moved aside at a save.
+TEST_F(SideCar, OneThatCannotBeOpenedIsKept) {
+    struct Refusing : MemoryFileSystem {
+        bool refuse = true;
+        std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {
+            if (refuse && path == "/data/rec.kymr-hdr") throw FileError("permission denied", EACCES);
+            return MemoryFileSystem::Open(path, mode);
+        }
+    } refusing;
+    refusing.Put("/data/rec.kymr-hdr", std::vector<std::byte>(5));
+    Session other(host, refusing);
+    const auto doc = MemoryDoc::Make(other, {{1}});
+    doc->filePath = "/data/rec.edf";
+    EXPECT_EQ(ReadSideCar(*doc), SideCarResult::damaged);
+    EXPECT_EQ(host.messages.size(), 1u);
+    ASSERT_TRUE(WriteSideCar(*doc));
+    EXPECT_EQ(refusing.Bytes("/data/rec.kymr-hdr.damaged").size(), 5u);
 }
 
 TEST_F(SideCar, AnotherProgramsChangesAreAskedAbout) {

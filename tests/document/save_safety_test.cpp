@@ -77,13 +77,14 @@ TEST_F(SaveSafety, KilledAtAnyWriteTheFileOpensOldOrNew) {
                 const auto doc = Open(session);
                 ASSERT_TRUE(doc);
                 Edit(*doc);
-                EXPECT_FALSE(doc->OnSaveDocument());
+                // The last change only removes a journal that does not count any more.
+                EXPECT_EQ(doc->OnSaveDocument(), at == changes);
             }
             const auto trace = "killed at change " + std::to_string(at) + (halfWay ? ", half way" : "");
             const bool isNew = CheckWhole(OpenFor::editing, trace);
             sawOld += isNew ? 0 : 1;
             EXPECT_EQ(CheckWhole(OpenFor::editing, trace + ", second open"), isNew);
-            EXPECT_FALSE(disk.Has(JournalPath(path))) << trace;
+            EXPECT_FALSE(disk.Has(JournalPath(disk, path))) << trace;
             EXPECT_EQ(disk.Count(), 1u) << trace;
         }
     }
@@ -103,7 +104,7 @@ TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
         Edit(*doc);
         const bool saved = doc->OnSaveDocument();
         doc.reset();
-        ASSERT_FALSE(disk.Has(JournalPath(path))) << freeBytes;
+        ASSERT_FALSE(disk.Has(JournalPath(disk, path))) << freeBytes;
         if (!saved) {
             ASSERT_EQ(disk.Bytes(path), before) << freeBytes;
             ASSERT_NE(host.LastMessage().find("not saved"), std::string::npos);
@@ -125,7 +126,7 @@ TEST_F(SaveSafety, AReaderSeesThroughTheJournal) {
         Edit(*doc);
         EXPECT_FALSE(doc->OnSaveDocument());
     }
-    ASSERT_TRUE(disk.Has(JournalPath(path)));
+    ASSERT_TRUE(disk.Has(JournalPath(disk, path)));
     ASSERT_NE(disk.Bytes(path), before);
     const auto mixed = disk.Bytes(path);
     auto locked = disk.Open(path, OpenMode::readWrite);
@@ -135,7 +136,56 @@ TEST_F(SaveSafety, AReaderSeesThroughTheJournal) {
     EXPECT_EQ(disk.Bytes(path), mixed) << "nobody repairs what another program is writing";
     locked.reset();
     EXPECT_FALSE(CheckWhole(OpenFor::reading, "free"));
+    EXPECT_EQ(disk.Bytes(path), mixed) << "a reader writes nothing";
+    EXPECT_FALSE(CheckWhole(OpenFor::editing, "free, for editing"));
     EXPECT_EQ(disk.Bytes(path), before) << "undone";
+    EXPECT_EQ(host.messages.size(), 1u) << "and told";
+}
+
+// A program that opens the file in the midst of another's save neither sees a mixture nor disturbs the save.
+TEST_F(SaveSafety, OpeningWhileAnotherSavesDisturbsNothing) {
+    for (const OpenFor purpose : {OpenFor::reading, OpenFor::editing}) {
+        PutRecording();
+        test::FaultyFileSystem saver(disk);
+        Session session(host, saver);
+        const auto doc = Open(session);
+        ASSERT_TRUE(doc);
+        Edit(*doc);
+        int opened = 0;
+        saver.beforeChange = [&] {
+            host.Forget();
+            Session other(host, disk);
+            const auto seen = Open(other, purpose);
+            ASSERT_TRUE(seen) << host.LastMessage();
+            EXPECT_TRUE(seen->openedReadOnly);
+            EXPECT_EQ(seen->fileComment == "comment", seen->GetNumEvents(5) == 0) << "old or new, no mixture";
+            EXPECT_EQ(seen->GetNumEvents(1), 3);
+            ++opened;
+        };
+        EXPECT_TRUE(doc->OnSaveDocument());
+        saver.beforeChange = nullptr;
+        EXPECT_GT(opened, 20);
+    }
+    EXPECT_TRUE(CheckWhole(OpenFor::editing, "after it all"));
+}
+
+// After a question is answered with Yes the samples must still be those that the metadata speak of.
+TEST_F(SaveSafety, AFileWithOtherSamplesIsNeverSavedOver) {
+    PutRecording();
+    Session session(host, disk);
+    const auto doc = Open(session);
+    ASSERT_TRUE(doc);
+    test::NativeRecipe other;
+    other.runs = {{300}, {300}};
+    const auto bytes = test::BuildNative(other).file.data;
+    {
+        const auto file = disk.Open(path, OpenMode::readWrite);
+        file->WriteAt(0, bytes);
+    }
+    const auto changed = disk.Bytes(path);
+    Edit(*doc);
+    EXPECT_FALSE(doc->OnSaveDocument());
+    EXPECT_EQ(disk.Bytes(path), changed);
 }
 
 // A journal is never laid over a file that it was not made from.
@@ -157,7 +207,7 @@ TEST_F(SaveSafety, AJournalOfAnotherFileIsLeftAlone) {
     EXPECT_NE(host.LastMessage().find("does not belong to this file"), std::string::npos);
     EXPECT_FALSE(doc->OnSaveDocument());
     EXPECT_EQ(disk.Bytes(path), bytes);
-    EXPECT_TRUE(disk.Has(JournalPath(path)));
+    EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
 }
 
 TEST_F(SaveSafety, TheSecondOpenIsReadOnlyAndTold) {
@@ -220,11 +270,14 @@ TEST_F(SaveSafety, OldVersionsAreConverted) {
     ASSERT_TRUE(doc->OnSaveDocument());
     ASSERT_EQ(host.fileRequests.back().filter, "Kymora (*.kymr-dat)|*.kymr-dat||");
     EXPECT_EQ(doc->pendingRewritePath, "/new.kymr-dat");
+    const auto stamp = doc->RememberedStamp("/old.flt");
     doc.reset();
-    EXPECT_FALSE(FinishRewrite(session, "/old.edf", "/new.kymr-dat"));
+    EXPECT_FALSE(FinishRewrite(session, "/old.edf", "/new.kymr-dat", {}));
     EXPECT_EQ(host.LastMessage(), "ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should "
                                   "not happen. Alert author");
-    ASSERT_TRUE(FinishRewrite(session, "/old.flt", "/new.kymr-dat"));
+    EXPECT_FALSE(FinishRewrite(session, "/old.flt", "/new.kymr-dat", FileStamp{})) << "changed meanwhile";
+    EXPECT_TRUE(disk.Has("/old.flt"));
+    ASSERT_TRUE(FinishRewrite(session, "/old.flt", "/new.kymr-dat", stamp));
     EXPECT_FALSE(disk.Has("/old.flt"));
     EXPECT_FALSE(disk.Has("/new.kymr-dat"));
     CFloatDoc converted(session);
@@ -239,7 +292,7 @@ TEST_F(SaveSafety, OldVersionsAreConverted) {
     disk.Put("/x.flt", {});
     disk.Put("/x.kymr-dat", std::vector<std::byte>(3));
     disk.Put("/y.kymr-dat", {});
-    EXPECT_FALSE(FinishRewrite(session, "/x.flt", "/y.kymr-dat"));
+    EXPECT_FALSE(FinishRewrite(session, "/x.flt", "/y.kymr-dat", disk.Stamp("/x.flt")));
     EXPECT_EQ(disk.Bytes("/x.kymr-dat").size(), 3u);
     EXPECT_TRUE(disk.Has("/x.flt"));
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <limits>
 
 #include "host/memory_file_system.h"
@@ -21,6 +22,7 @@ class FaultyFileSystem : public FileSystem {
     // Bytes by which files may still grow; then the disk is full.
     int64_t freeBytes = std::numeric_limits<int64_t>::max();
     bool died = false;
+    std::function<void()> beforeChange;  // what another program does at that moment
 
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {
         if (mode == OpenMode::createNew) Change();
@@ -28,6 +30,8 @@ class FaultyFileSystem : public FileSystem {
     }
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override { return under_.Stamp(path); }
     bool IsReadOnly(const std::filesystem::path& path) override { return under_.IsReadOnly(path); }
+    std::filesystem::path Resolve(const std::filesystem::path& path) override { return under_.Resolve(path); }
+    void CopyPermissions(const std::filesystem::path&, const std::filesystem::path&) override {}
     void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
         Change();
         under_.Rename(from, to);
@@ -43,6 +47,7 @@ class FaultyFileSystem : public FileSystem {
   private:
     // Throws when the program is dead; counts, and dies, at the chosen change.
     void Change() {
+        if (beforeChange) beforeChange();
         if (died) throw FileError("killed", EIO);
         if (++changes == dieAtChange) {
             died = true;
