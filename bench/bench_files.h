@@ -9,10 +9,10 @@
 
 #include <unistd.h>
 
+#include "../fuzz/quiet_host.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
-#include "../fuzz/quiet_host.h"
 
 namespace kymora::bench {
 
@@ -31,7 +31,8 @@ double Seconds(int rounds, Work work) {
 
 class Folder {
   public:
-    Folder() : path_(std::filesystem::temp_directory_path() / ("kymora-bench-" + std::to_string(::getpid()))) {
+    Folder()
+        : path_(std::filesystem::temp_directory_path() / ("kymora-bench-" + std::to_string(::getpid()))) {
         std::filesystem::create_directories(path_);
     }
     ~Folder() {
@@ -61,8 +62,8 @@ class ModelDoc : public CDataDoc {
 };
 
 // A native file; `sparse` leaves the samples as a hole, otherwise they are noise.
-inline void MakeNative(Session& session, const std::filesystem::path& path, int traces, int64_t length, int events,
-                       bool sparse) {
+inline void MakeNative(Session& session, const std::filesystem::path& path, int traces, int64_t length,
+                       int events, bool sparse) {
     ModelDoc doc(session, traces, length);
     for (int i = 0; i < events; ++i) doc.AddEvent(1, {i * 1000, i * 1000 + 20});
     const auto file = session.files.Open(path, OpenMode::createNew);

@@ -39,13 +39,16 @@ class CountingFiles : public DiskFileSystem {
   private:
     class Counted : public DataFile {
       public:
-        Counted(std::unique_ptr<DataFile> file, uint64_t& counter) : file_(std::move(file)), counter_(counter) {}
+        Counted(std::unique_ptr<DataFile> file, uint64_t& counter)
+            : file_(std::move(file)), counter_(counter) {}
         size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override {
             const size_t n = file_->ReadAt(offset, to);
             counter_ += n;
             return n;
         }
-        void WriteAt(uint64_t offset, std::span<const std::byte> from) override { file_->WriteAt(offset, from); }
+        void WriteAt(uint64_t offset, std::span<const std::byte> from) override {
+            file_->WriteAt(offset, from);
+        }
         uint64_t Length() const override { return file_->Length(); }
         void Truncate(uint64_t length) override { file_->Truncate(length); }
         void Sync() override { file_->Sync(); }
@@ -67,8 +70,8 @@ void OpenLongFile(Session& session, CountingFiles& files, const Folder& folder) 
         CFloatDoc doc(session);
         if (!doc.OnOpenDocument(path)) std::abort();
     });
-    std::printf("open 8 GiB, 100 events: %.1f ms (goal: below 50), %.2f MiB read (goal: below 10)\n", seconds * 1e3,
-                static_cast<double>(files.bytesRead) / 5 / (1 << 20));
+    std::printf("open 8 GiB, 100 events: %.1f ms (goal: below 50), %.2f MiB read (goal: below 10)\n",
+                seconds * 1e3, static_cast<double>(files.bytesRead) / 5 / (1 << 20));
 }
 
 void ReadSequentially(Session& session, const Folder& folder) {
@@ -89,7 +92,8 @@ void ReadSequentially(Session& session, const Folder& folder) {
         for (int64_t at = 0; at < length; at += piece) {
             const auto n = static_cast<size_t>(std::min<int64_t>(piece, length - at));
             std::vector<TraceBlock> parts;
-            for (int t = 0; t < traces; ++t) parts.push_back({t, {values[static_cast<size_t>(t)].data(), n}, {}});
+            for (int t = 0; t < traces; ++t)
+                parts.push_back({t, {values[static_cast<size_t>(t)].data(), n}, {}});
             doc.ReadBlocks(at, parts);
         }
     });
@@ -102,9 +106,11 @@ void ReadSequentially(Session& session, const Folder& folder) {
         sum += local;
     });
     const double rate = static_cast<double>(length) * traces / 1e6;
-    std::printf("block read of %d traces: %.2f of the plain read (goal: 0.7); %.0f million samples a second\n", traces,
-                plain / blocks, rate / blocks);
-    std::printf("ReadNext of one trace: %.0f million samples a second; %.2f of the block read (goal: 300, or 0.1) [%g]\n",
+    std::printf(
+        "block read of %d traces: %.2f of the plain read (goal: 0.7); %.0f million samples a second\n",
+        traces, plain / blocks, rate / blocks);
+    std::printf("ReadNext of one trace: %.0f million samples a second; %.2f of the block read (goal: 300, or "
+                "0.1) [%g]\n",
                 rate / traces / next, (rate / traces / next) / (rate / blocks), sum);
 }
 

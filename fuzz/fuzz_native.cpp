@@ -1,5 +1,5 @@
-// Any bytes as a native file: opened, read at both ends and in the middle, and, when they open, written again and
-// read back with the same contents.
+// Any bytes as a native file: opened, read at both ends and in the middle, and, when they open, written again
+// and read back with the same contents.
 
 #include <cstdlib>
 #include <vector>
@@ -21,7 +21,8 @@ void Read(kymora::CDataDoc& doc) {
     doc.ReadNext(0);
 }
 
-// Writing costs what the samples cost; a few bytes may state a long gap-free recording only when they hold it.
+// Writing costs what the samples cost; a few bytes may state a long gap-free recording only when they hold
+// it.
 void WriteAgain(kymora::CDataDoc& doc, kymora::Session& session) {
     kymora::WriteNativeFile(doc, "/again.kymr-dat");
     kymora::CFloatDoc again(session);

@@ -1,5 +1,6 @@
-// Runs a fuzz target without a fuzzing engine: each seed as it is, then damaged copies of the seeds, the same for the
-// same arguments. Ends with an error when an input makes the target take more than 64 MiB beyond the input's size.
+// Runs a fuzz target without a fuzzing engine: each seed as it is, then damaged copies of the seeds, the same
+// for the same arguments. Ends with an error when an input makes the target take more than 64 MiB beyond the
+// input's size.
 //
 //   fuzz_x FOLDER [--runs N] [--seed S] [--one FILE]
 
@@ -55,15 +56,21 @@ class Damage {
                                                0x7F80, 0x7FF0, 0x20202020, 0x2D313030, 0x39393939, 21};
         if (input.empty()) return;
         switch (Below(7)) {
-        case 0: input[Place(input.size())] ^= static_cast<uint8_t>(1u << Below(8)); break;
-        case 1: input[Place(input.size())] = static_cast<uint8_t>(Next()); break;
+        case 0:
+            input[Place(input.size())] ^= static_cast<uint8_t>(1u << Below(8));
+            break;
+        case 1:
+            input[Place(input.size())] = static_cast<uint8_t>(Next());
+            break;
         case 2: {
             const uint32_t number = numbers[Below(std::size(numbers))];
             const size_t at = Place(input.size());
             std::memcpy(input.data() + at, &number, std::min<size_t>(Below(4) + 1, input.size() - at));
             break;
         }
-        case 3: input.resize(Below(input.size())); break;
+        case 3:
+            input.resize(Below(input.size()));
+            break;
         case 4: {
             const size_t at = Place(input.size());
             input.erase(input.begin() + static_cast<long>(at),
@@ -165,6 +172,7 @@ int main(int argc, char** argv) {
     Damage damage(seed);
     for (uint64_t i = 0; i < runs; ++i) Run(damage.Copy(seeds));
     std::printf("%zu seeds, %llu damaged copies; longest %.1f ms, most memory %.1f MiB\n", seeds.size(),
-                static_cast<unsigned long long>(runs), longestMs, static_cast<double>(mostMemory) / (1 << 20));
+                static_cast<unsigned long long>(runs), longestMs,
+                static_cast<double>(mostMemory) / (1 << 20));
     return 0;
 }

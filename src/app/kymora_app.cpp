@@ -1,8 +1,8 @@
 #include "app/kymora_app.h"
 
-#include <clocale>
 #include <QApplication>
 #include <QSettings>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 

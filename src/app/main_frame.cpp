@@ -11,6 +11,7 @@
 #include <QStatusBar>
 
 #include "document/float_doc.h"
+#include "document/native_writer.h"
 #include "host/version.h"
 #include "import/open_document.h"
 
@@ -84,6 +85,8 @@ void CMainFrame::MakeFileMenu() {
     QMenu* menu = menuBar()->addMenu(tr("&File"));
     menu->addAction(tr("&Open..."), QKeySequence(QKeySequence::Open), this, &CMainFrame::OnFileOpen);
     save_ = menu->addAction(tr("&Save"), QKeySequence(QKeySequence::Save), this, &CMainFrame::OnFileSave);
+    saveAs_ =
+        menu->addAction(tr("Save &As..."), QKeySequence(tr("Ctrl+Shift+S")), this, &CMainFrame::OnFileSaveAs);
     close_ = menu->addAction(tr("&Close"), QKeySequence(QKeySequence::Close), this, &CMainFrame::OnFileClose);
     menu->addSeparator();
     menu->addAction(tr("E&xit"), QKeySequence(tr("Ctrl+Q")), this, &QWidget::close);
@@ -133,6 +136,7 @@ void CMainFrame::UpdateCommands() {
 
 void CMainFrame::UpdateFileMenu() {
     save_->setEnabled(ActiveChild() != nullptr);
+    saveAs_->setEnabled(ActiveChild() != nullptr);
     close_->setEnabled(ActiveChild() != nullptr);
 }
 
@@ -173,7 +177,7 @@ void CMainFrame::MakeHelpMenu() {
 void CMainFrame::OnAbout() {
     QMessageBox::about(
         this, tr("About Kymora"),
-        tr("<b>Kymora %1</b><p>Views, transforms and analyses electrophysiological recordings.</p>"
+        tr("<b>Kymora %1</b><p>Views electrophysiological recordings, and keeps what you add to them.</p>"
            "<p>Free software under the GNU General Public License, version 3 or later.</p>")
             .arg(ProgramVersion()));
 }
@@ -244,6 +248,32 @@ bool CMainFrame::OnFileSave() {
     else
         child->ShowTitle();
     return saved;
+}
+
+bool CMainFrame::OnFileSaveAs() {
+    CChildFrame* child = ActiveChild();
+    if (!child) return false;
+    CDataDoc& doc = child->Document();
+    auto suggestion = doc.filePath;
+    suggestion.replace_extension(".kymr-dat");
+    const auto chosen =
+        session_.host.ChooseSaveFile({"Save As", "Kymora (*.kymr-dat)|*.kymr-dat||", "kymr-dat", suggestion});
+    if (!chosen) return false;
+    if (FindOpen(*chosen)) {
+        session_.host.Message("The file " + chosen->string() + " is open. Choose another name.");
+        return false;
+    }
+    try {
+        SaveAs(doc, *chosen);
+    } catch (const Cancelled&) {
+        return false;
+    } catch (const FileError& error) {
+        session_.host.Message(std::string("The file was not saved.\n") + error.what());
+        return false;
+    }
+    if (!OpenFile(*chosen)) return false;
+    delete child;
+    return true;
 }
 
 void CMainFrame::FinishConversion(CChildFrame* child) {

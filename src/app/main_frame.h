@@ -34,6 +34,9 @@ class CMainFrame : public QMainWindow {
     // The commands of the File menu.
     void OnFileOpen();
     bool OnFileSave();
+    // Asks for a name, writes the recording there as a native file, and shows that file in the place of this
+    // one.
+    bool OnFileSaveAs();
     void OnFileClose();
     void OnAbout();
 
@@ -59,6 +62,7 @@ class CMainFrame : public QMainWindow {
     QMdiArea* mdi_;
     QLabel* status_;
     QMenu* windowMenu_ = nullptr;
+    QAction* saveAs_ = nullptr;
     QAction* save_ = nullptr;
     QAction* close_ = nullptr;
     std::vector<std::pair<const Command*, QAction*>> commandActions_;

@@ -13,8 +13,11 @@ constexpr uint16_t longCount = 0xFFFF;   // the count follows as u32
 }  // namespace
 
 CArchive::CArchive(DataFile& file, Mode mode, uint64_t position, size_t bufferSize)
-    : file_(file), mode_(mode), bufferSize_(std::max<size_t>(bufferSize, 16)),
-      buffer_(std::make_unique<std::byte[]>(bufferSize_)), bufferPosition_(position) {
+    : file_(file),
+      mode_(mode),
+      bufferSize_(std::max<size_t>(bufferSize, 16)),
+      buffer_(std::make_unique<std::byte[]>(bufferSize_)),
+      bufferPosition_(position) {
     if (mode_ == Mode::load) fileLength_ = file_.Length();
 }
 
@@ -68,7 +71,8 @@ std::string CArchive::ReadString() {
             count = Read<uint8_t>();
             if (count == 0xFF) {
                 next = Read<uint16_t>();
-                if (next == wideMarker) throw ArchiveError("A text in the file has a length that makes no sense.");
+                if (next == wideMarker)
+                    throw ArchiveError("A text in the file has a length that makes no sense.");
                 count = next == longCount ? Read<uint32_t>() : next;
             }
         } else {

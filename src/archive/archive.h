@@ -1,6 +1,6 @@
 #pragma once
-// The archive in which native files, side-cars and configurations are written: little-endian primitives without
-// alignment, counts, counted strings, and raw bytes, buffered over a file on disk or in memory.
+// The archive in which native files, side-cars and configurations are written: little-endian primitives
+// without alignment, counts, counted strings, and raw bytes, buffered over a file on disk or in memory.
 
 #include <array>
 #include <bit>
@@ -18,7 +18,8 @@
 
 namespace kymora {
 
-// The bytes of an archive make no sense: it ends early, or a count is one that the rest of the file cannot hold.
+// The bytes of an archive make no sense: it ends early, or a count is one that the rest of the file cannot
+// hold.
 class ArchiveError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -30,8 +31,9 @@ class CArchive {
 
     static constexpr size_t defaultBufferSize = 4096;
 
-    // Works on `file` from `position` on. The file must outlive the archive. A storing archive writes its buffer
-    // when it is full, at Flush and at Close, and never in the destructor: what was not closed is abandoned.
+    // Works on `file` from `position` on. The file must outlive the archive. A storing archive writes its
+    // buffer when it is full, at Flush and at Close, and never in the destructor: what was not closed is
+    // abandoned.
     CArchive(DataFile& file, Mode mode, uint64_t position = 0, size_t bufferSize = defaultBufferSize);
     CArchive(const CArchive&) = delete;
     CArchive& operator=(const CArchive&) = delete;
@@ -41,8 +43,9 @@ class CArchive {
     uint64_t Position() const { return bufferPosition_ + at_; }
     // Goes on at another place of the file. A storing archive is flushed first.
     void Seek(uint64_t position);
-    // While skimming, counts and lengths are checked as ever but texts come back empty, and loaders keep no records. A
-    // file is skimmed before it is loaded, so that a damaged one is refused before it is given memory.
+    // While skimming, counts and lengths are checked as ever but texts come back empty, and loaders keep no
+    // records. A file is skimmed before it is loaded, so that a damaged one is refused before it is given
+    // memory.
     void SetSkimming(bool skimming) { skimming_ = skimming; }
     bool IsSkimming() const { return skimming_; }
     // Passes over bytes that are there.
@@ -50,7 +53,8 @@ class CArchive {
     // Bytes from here to the end of the file, when loading.
     uint64_t Remaining() const { return fileLength_ > Position() ? fileLength_ - Position() : 0; }
 
-    // --- loading; every read throws ArchiveError where the file ends early -----------------------------------------
+    // --- loading; every read throws ArchiveError where the file ends early
+    // -----------------------------------------
     void ReadRaw(std::span<std::byte> to) {
         if (to.size() <= filled_ - at_) {
             if (!to.empty()) std::memcpy(to.data(), buffer_.get() + at_, to.size());
@@ -72,13 +76,14 @@ class CArchive {
     std::string ReadString();
     // A count and that many u32.
     std::vector<uint32_t> ReadRunList();
-    // An i32 count of items of at least `leastBytes` each. Throws when it is negative or the file cannot hold them;
-    // `what` names the items in the message.
+    // An i32 count of items of at least `leastBytes` each. Throws when it is negative or the file cannot hold
+    // them; `what` names the items in the message.
     uint32_t ReadItemCount(size_t leastBytes, std::string_view what);
     // Throws when the rest of the file cannot hold `count` items of at least `leastBytes` each.
     void CheckRoom(uint64_t count, size_t leastBytes, std::string_view what) const;
 
-    // --- storing ----------------------------------------------------------------------------------------------------
+    // --- storing
+    // ----------------------------------------------------------------------------------------------------
     void WriteRaw(std::span<const std::byte> from) {
         if (from.size() <= bufferSize_ - at_) {
             if (!from.empty()) std::memcpy(buffer_.get() + at_, from.data(), from.size());

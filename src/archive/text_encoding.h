@@ -1,6 +1,7 @@
 #pragma once
 // Text inside the program is UTF-8; archives hold UTF-16 or, in old files, Windows-1252. The conversions lose
-// nothing: a lone UTF-16 surrogate becomes its three-byte form ("WTF-8", Simon Sapin) and comes back as the same unit.
+// nothing: a lone UTF-16 surrogate becomes its three-byte form ("WTF-8", Simon Sapin) and comes back as the
+// same unit.
 
 #include <cstddef>
 #include <span>

@@ -134,7 +134,7 @@ bool IsCommandLine(int argc, char** argv) {
 int RunCommandLine(int argc, char** argv) {
     HoldStandardStreams();
     CatchInterrupts();
-    CLI::App app{"Kymora views, converts and analyses electrophysiological recordings."};
+    CLI::App app{"Kymora views and converts electrophysiological recordings."};
     std::vector<Subcommand> entries(makers.size());
     try {
         DescribeProgram(app);

@@ -32,8 +32,7 @@ class ConvertCommand : public Command {
         if (extension == ".txt") return WriteText(context, *doc, out);
         if (extension == ".flt" && !context.host.Notice("LegacySave", "Notification", legacySaveText))
             throw CommandError(exitFailed, "");
-        doc->AppendSaveAsHistory();
-        WriteNativeFile(*doc, out, extension == ".flt" ? legacyFileVersion : currentFileVersion);
+        SaveAs(*doc, out, extension == ".flt" ? legacyFileVersion : currentFileVersion);
     }
 
   private:

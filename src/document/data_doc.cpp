@@ -14,9 +14,9 @@ namespace kymora {
 
 const char* FileTypeClassName(int typeCode) {
     static constexpr const char* names[] = {
-        "CDataDoc",   "CAscDoc",    "CCEDDoc", "CSpike2Doc", "CKYMDoc", "CFloatDoc", "CECRDoc",
-        "CScopeDoc",  "CAxonDoc",   "CBinaryDoc", "CWavDoc", "CWintronDoc", "CDtxDoc", "CEDFDoc",
-        "CDataQDoc",  "CPicoMatDoc", "CAcqDoc", "CAxographDoc", "CMultiChanDoc"};
+        "CDataDoc",  "CAscDoc",     "CCEDDoc",    "CSpike2Doc",   "CKYMDoc",      "CFloatDoc", "CECRDoc",
+        "CScopeDoc", "CAxonDoc",    "CBinaryDoc", "CWavDoc",      "CWintronDoc",  "CDtxDoc",   "CEDFDoc",
+        "CDataQDoc", "CPicoMatDoc", "CAcqDoc",    "CAxographDoc", "CMultiChanDoc"};
     return typeCode >= 0 && typeCode <= typeMultiChannel ? names[typeCode] : names[0];
 }
 
@@ -69,7 +69,8 @@ void CDataDoc::ResetModel() {
     legacyEventCode = 0;
 }
 
-// --- opening, saving, closing ------------------------------------------------------------------------------------------
+// --- opening, saving, closing
+// ------------------------------------------------------------------------------------------
 
 bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose) {
     filePath = path;
@@ -120,8 +121,9 @@ bool CDataDoc::OnSaveDocument() {
 
 bool CDataDoc::SaveModified() {
     return !IsModified() ||
-           GetHost().Confirm("You have made changes to this file which have not been saved.\nClick OK to continue to "
-                             "close, Cancel to return and have the opportunity to save.");
+           GetHost().Confirm(
+               "You have made changes to this file which have not been saved.\nClick OK to continue to "
+               "close, Cancel to return and have the opportunity to save.");
 }
 
 void CDataDoc::AddView(DocumentView& added) { views_.push_back(&added); }
@@ -148,7 +150,9 @@ void CDataDoc::GetDisplaySettingsFromView(bool otherViewActive) {
     }
 }
 
-void CDataDoc::RememberStamp(const std::filesystem::path& path) { stamps_[path] = session_.files.Stamp(path); }
+void CDataDoc::RememberStamp(const std::filesystem::path& path) {
+    stamps_[path] = session_.files.Stamp(path);
+}
 
 std::optional<FileStamp> CDataDoc::RememberedStamp(const std::filesystem::path& path) const {
     const auto known = stamps_.find(path);
@@ -174,7 +178,8 @@ void CDataDoc::ReportCopied(int64_t samples) {
     if (!copyProgress_->Update(static_cast<uint64_t>(copiedSamples_))) throw Cancelled();
 }
 
-// --- the model ---------------------------------------------------------------------------------------------------------
+// --- the model
+// ---------------------------------------------------------------------------------------------------------
 
 int32_t CDataDoc::PositionOf(double timeMs) const { return RoundHalfAway(timeMs / sampleInterval); }
 
@@ -239,7 +244,8 @@ int64_t CDataDoc::ShortestSection() const {
     return shortest;
 }
 
-// --- traces, markers, channels -----------------------------------------------------------------------------------------
+// --- traces, markers, channels
+// -----------------------------------------------------------------------------------------
 
 void CDataDoc::InsertTrace(int slot) {
     for (int t = maxTraces - 1; t > slot; --t) {
@@ -318,15 +324,16 @@ void CDataDoc::SetAllDrawModes(int32_t drawMode) {
     for (CEventChan& channel : eventChannels) channel.channelDrawMode = drawMode;
 }
 
-// --- history -----------------------------------------------------------------------------------------------------------
+// --- history
+// -----------------------------------------------------------------------------------------------------------
 
 std::string CDataDoc::HistoryDateLine(bool withTime) const {
     const std::time_t now = session_.now();
     std::tm local{};
     localtime_r(&now, &local);
     char text[128];
-    const size_t n = std::strftime(text, sizeof text, withTime ? "%A, %B %d, %Y, %H:%M:%S\r\n" : "%A, %B %d, %Y\r\n",
-                                   &local);
+    const size_t n = std::strftime(text, sizeof text,
+                                   withTime ? "%A, %B %d, %Y, %H:%M:%S\r\n" : "%A, %B %d, %Y\r\n", &local);
     return {text, n};
 }
 

@@ -1,11 +1,11 @@
 #pragma once
-// The central object of the system: one open recording. A recording is a set of up to 128 traces that share one
-// sample interval and one time axis, with up to 999 event channels, markers, annotations, scale bars, a comment, a
-// history and the display settings saved with the file. Every file format is a subclass that fills this model;
-// every view, transform, detector and analysis reads it.
+// The central object of the system: one open recording. A recording is a set of up to 128 traces that share
+// one sample interval and one time axis, with up to 999 event channels, markers, annotations, scale bars, a
+// comment, a history and the display settings saved with the file. Every file format is a subclass that fills
+// this model; every view, transform, detector and analysis reads it.
 //
-// Positions are samples from the start of the recording, gaps included; times are milliseconds. Traces and channels
-// are numbered from 0.
+// Positions are samples from the start of the recording, gaps included; times are milliseconds. Traces and
+// channels are numbered from 0.
 
 #include <array>
 #include <cmath>
@@ -152,21 +152,23 @@ class CDataDoc : public EventChanOwner {
     CDataDoc(const CDataDoc&) = delete;
     CDataDoc& operator=(const CDataDoc&) = delete;
 
-    // --- the four operations of the formats -------------------------------------------------------------------------
-    // Writes the valid samples of a trace as f32 to a storing archive, gains applied.
+    // --- the four operations of the formats
+    // ------------------------------------------------------------------------- Writes the valid samples of a
+    // trace as f32 to a storing archive, gains applied.
     virtual void WriteTraceData(CArchive& archive, int trace);
     virtual int GetFileType() const { return typeBase; }
-    // Moves the window so that it begins at readPosition. Past the end it holds 0.0. The window of a trace is read when
-    // it is first asked for: a reader of one trace does not pay for the others.
+    // Moves the window so that it begins at readPosition. Past the end it holds 0.0. The window of a trace is
+    // read when it is first asked for: a reader of one trace does not pay for the others.
     virtual void FillFileBuf();
     // (length - 1) x sampleInterval, ms.
     virtual double GetEndTime() const;
 
-    // --- opening, saving, closing -----------------------------------------------------------------------------------
-    // Opens and fills the document. A failure is told to the user and answers false; the document is then unusable.
+    // --- opening, saving, closing
+    // ----------------------------------------------------------------------------------- Opens and fills the
+    // document. A failure is told to the user and answers false; the document is then unusable.
     bool OnOpenDocument(const std::filesystem::path& path, OpenFor purpose = OpenFor::editing);
-    // A native file saves in place; any other writes its side-car. False after a failure or a refusal that the user
-    // was told of.
+    // A native file saves in place; any other writes its side-car. False after a failure or a refusal that
+    // the user was told of.
     virtual bool OnSaveDocument();
     // Asks about unsaved changes; true when the document may close.
     bool SaveModified();
@@ -176,14 +178,15 @@ class CDataDoc : public EventChanOwner {
     void AddView(DocumentView& view);
     void RemoveView(DocumentView& view);
     void UpdateAllViews(UpdateHint hint);
-    // Copies the state of the first view to the model, just before a save. `otherViewActive` says that the user is
-    // working in the view of another document.
+    // Copies the state of the first view to the model, just before a save. `otherViewActive` says that the
+    // user is working in the view of another document.
     void GetDisplaySettingsFromView(bool otherViewActive = false);
 
     Session& GetSession() const { return session_; }
     Host& GetHost() const override { return session_.host; }
 
-    // --- the model --------------------------------------------------------------------------------------------------
+    // --- the model
+    // --------------------------------------------------------------------------------------------------
     std::filesystem::path filePath;  // as the user gave it; compare paths with SamePath
     int32_t fileVersion = currentFileVersion;
     bool inOpen = false;
@@ -200,7 +203,7 @@ class CDataDoc : public EventChanOwner {
     std::array<RunList, maxTraces> validRuns;
     std::array<TraceSettings, maxTraces> traces;
     std::array<std::vector<CAnnotation>, maxTraces> traceAnnotations;
-    std::vector<CMarker> markers;  // ascending in time
+    std::vector<CMarker> markers;           // ascending in time
     std::vector<CEventChan> eventChannels;  // always 999
     StoredView view;
     Grid grid;
@@ -208,19 +211,21 @@ class CDataDoc : public EventChanOwner {
     std::string fileComment;
     std::string historyLog;
     int32_t legacyEventCode = 0;
-    int32_t dataStart = 0;                          // versions below 22: offset of the samples
-    int32_t sampleStride = 0;                       // versions below 22: bytes from sample to sample of a trace
+    int32_t dataStart = 0;     // versions below 22: offset of the samples
+    int32_t sampleStride = 0;  // versions below 22: bytes from sample to sample of a trace
     std::array<uint64_t, maxTraces> traceFileOffset{};  // versions 22 and above
     uint64_t tailOffset = 0;
     std::filesystem::path pendingRewritePath;
-    std::filesystem::path damagedSideCar;  // a side-car that could not be read; a save keeps it under another name
+    std::filesystem::path
+        damagedSideCar;  // a side-car that could not be read; a save keeps it under another name
 
     double GetSampleInterval() const override { return sampleInterval; }
     double TimeOf(int64_t position) const { return static_cast<double>(position) * sampleInterval; }
     // Rounded half away from zero.
     int32_t PositionOf(double timeMs) const;
 
-    // --- runs -------------------------------------------------------------------------------------------------------
+    // --- runs
+    // -------------------------------------------------------------------------------------------------------
     int64_t GetLength() const { return validRuns[0].Length(); }
     int64_t GetTraceLength(int trace) const { return Runs(trace).Length(); }
     int64_t GetStoredCount(int trace) const { return Runs(trace).StoredCount(); }
@@ -243,7 +248,8 @@ class CDataDoc : public EventChanOwner {
     // Shortest episode, or shortest non-zero valid run, or the whole length, in samples.
     int64_t ShortestSection() const;
 
-    // --- the file buffer --------------------------------------------------------------------------------------------
+    // --- the file buffer
+    // --------------------------------------------------------------------------------------------
     int32_t readPosition = 0;
     int32_t bufferStart = 0;
     // The window of a trace: bufferSize samples from bufferStart on.
@@ -263,7 +269,8 @@ class CDataDoc : public EventChanOwner {
         return ReadNextSlow(trace);
     }
     double ReadNextChecked(int trace, uint8_t& valid);
-    // One sample of every trace; true when all are valid. With noData only the first value and flag are written.
+    // One sample of every trace; true when all are valid. With noData only the first value and flag are
+    // written.
     bool ReadNextAll(std::span<float> values, std::span<uint8_t> flags);
     // Reads one sample elsewhere and puts readPosition back.
     double ReadAt(int trace, int32_t position, uint8_t& valid);
@@ -273,15 +280,16 @@ class CDataDoc : public EventChanOwner {
     // Reads `count` samples in sequence and writes the valid ones.
     void WriteValidOnly(CArchive& archive, int trace, int32_t count);
 
-    // --- block reads, on which everything fast is built ---------------------------------------------------------------
-    // Fills the blocks with the samples from position `from` on, without moving the window. Gap samples are 0.0 and
-    // invalid, samples outside the recording not-a-number and invalid; gains are applied. All blocks have one length.
-    // Throws FileError.
+    // --- block reads, on which everything fast is built
+    // --------------------------------------------------------------- Fills the blocks with the samples from
+    // position `from` on, without moving the window. Gap samples are 0.0 and invalid, samples outside the
+    // recording not-a-number and invalid; gains are applied. All blocks have one length. Throws FileError.
     void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks);
     void ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid = {});
 
-    // --- traces, markers, channels ------------------------------------------------------------------------------------
-    // Moves every per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to change.
+    // --- traces, markers, channels
+    // ------------------------------------------------------------------------------------ Moves every
+    // per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to change.
     void InsertTrace(int slot);
     // Removes the annotations of a trace and moves those of higher slots down.
     void DeleteTrace(int slot);
@@ -303,14 +311,16 @@ class CDataDoc : public EventChanOwner {
     void ResetDefaultPositions();
     void SetAllDrawModes(int32_t drawMode);
 
-    // --- history ------------------------------------------------------------------------------------------------------
+    // --- history
+    // ------------------------------------------------------------------------------------------------------
     // The date line of a new record ("%A, %B %d, %Y, %H:%M:%S\r\n") and of a save-as ("%A, %B %d, %Y\r\n").
     std::string HistoryDateLine(bool withTime) const;
     void AppendSaveAsHistory();
     void AppendNewRecordHistory(std::string_view entry);
 
-    // --- saving: what keeps other writers' work ------------------------------------------------------------------------
-    // Counts samples that a long write has copied and throws Cancelled when the user has had enough.
+    // --- saving: what keeps other writers' work
+    // ------------------------------------------------------------------------ Counts samples that a long
+    // write has copied and throws Cancelled when the user has had enough.
     void ReportCopied(int64_t samples);
     // Lends a progress to the copying of samples until it is called with null.
     void BeginCopy(Progress* progress);
@@ -327,14 +337,14 @@ class CDataDoc : public EventChanOwner {
         int trace = 0;
         std::span<float> values;
     };
-    // Fills the model from the file at filePath. Called with the defaults in place; reports failures by false (the
-    // user was told), ArchiveError or FileError.
+    // Fills the model from the file at filePath. Called with the defaults in place; reports failures by false
+    // (the user was told), ArchiveError or FileError.
     virtual bool Load(OpenFor purpose) = 0;
     // What comes after the model is filled and before the views are told.
     virtual bool AfterLoad() { return true; }
-    // Reads stored samples (gaps not counted) from `storedIndex` on, without gains. All pieces have one length, and
-    // none reaches past the stored samples of its trace. The spans arrive with any content; what cannot be read is
-    // set to 0.0.
+    // Reads stored samples (gaps not counted) from `storedIndex` on, without gains. All pieces have one
+    // length, and none reaches past the stored samples of its trace. The spans arrive with any content; what
+    // cannot be read is set to 0.0.
     virtual void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) = 0;
     // Back to the defaults of a new document, but for path, file and session.
     void ResetModel();

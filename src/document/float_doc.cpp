@@ -14,22 +14,26 @@
 namespace kymora {
 namespace {
 
-constexpr int firstTailVersion = 22;  // from here on samples are stored trace by trace, with the metadata behind them
+constexpr int firstTailVersion =
+    22;  // from here on samples are stored trace by trace, with the metadata behind them
 constexpr size_t scratchBytes = size_t{1} << 18;
 
 constexpr const char* inUseReason = "another window or program has it open";
 
 constexpr const char* gapNoticeText =
-    "This file contains gaps in the data, during which acquisition was switched off.\n\nGaps between data are shown as "
-    "zero-valued grey data.\n\nYou can remove gaps using the Transform: Concatenate menu option. This writes a file "
-    "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the start of each "
+    "This file contains gaps in the data, during which acquisition was switched off.\n\nGaps between data "
+    "are shown as "
+    "zero-valued grey data.\n\nYou can remove gaps using the Transform: Concatenate menu option. This writes "
+    "a file "
+    "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the "
+    "start of each "
     "section is marked with an event, and the event label gives the real time of the start of that section.";
 
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
     if (!std::isfinite(doc.sampleInterval) || doc.sampleInterval <= 0.0)
-        throw ArchiveError(fmt::format("The file states a sample interval of {} ms, which cannot be.",
-                                       doc.sampleInterval));
+        throw ArchiveError(
+            fmt::format("The file states a sample interval of {} ms, which cannot be.", doc.sampleInterval));
     doc.traceCount = archive.Read<int32_t>();
     if (doc.traceCount < 1 || doc.traceCount > maxTraces) {
         const int32_t stated = doc.traceCount;
@@ -43,18 +47,20 @@ void RepairEpisodes(CDataDoc& doc) {
     if (!doc.episodic) return;
     CEventChan& boundaries = doc.eventChannels[0];
     if (boundaries.GetNumEvents() == 0) {
-        doc.GetHost().Notice("NoBoundaryMarkRemoveEpisodicFlag", "Notification",
-                             "This file is flagged internally as Episodic, but there are no events in channel 'a' to "
-                             "mark boundaries. The Episodic flag will be removed.\n\nSave this file to lock in the "
-                             "change.");
+        doc.GetHost().Notice(
+            "NoBoundaryMarkRemoveEpisodicFlag", "Notification",
+            "This file is flagged internally as Episodic, but there are no events in channel 'a' to "
+            "mark boundaries. The Episodic flag will be removed.\n\nSave this file to lock in the "
+            "change.");
         doc.episodic = false;
         doc.episodicStored = 0;
         return;
     }
     if (boundaries.Events()[0].onPosition <= 0) return;
-    doc.GetHost().Notice("EpisodicNoStartBoundaryMark", "Notification",
-                         "This file is flagged internally as Episodic, but there is no event in channel 'a' marking "
-                         "the start. An event will be inserted.\n\nSave this file to lock in the change.");
+    doc.GetHost().Notice(
+        "EpisodicNoStartBoundaryMark", "Notification",
+        "This file is flagged internally as Episodic, but there is no event in channel 'a' marking "
+        "the start. An event will be inserted.\n\nSave this file to lock in the change.");
     CEventKM start{0, 2, 0.0f, 1, 0, "0: auto-insert"};
     // The boundary channel is the one that is usually locked.
     const bool locked = boundaries.channelLocked;
@@ -65,7 +71,8 @@ void RepairEpisodes(CDataDoc& doc) {
 
 }  // namespace
 
-// --- reading -----------------------------------------------------------------------------------------------------------
+// --- reading
+// -----------------------------------------------------------------------------------------------------------
 
 void CFloatDoc::Serialize(CArchive& archive) {
     if (archive.IsStoring()) {
@@ -152,7 +159,8 @@ void CFloatDoc::LoadSharedRows(CArchive& archive) {
             eventChannels[static_cast<size_t>(c)].SetDisplayPosition(DefaultDisplayPosition(c));
 }
 
-// --- opening -----------------------------------------------------------------------------------------------------------
+// --- opening
+// -----------------------------------------------------------------------------------------------------------
 
 bool CFloatDoc::Load(OpenFor purpose) {
     constexpr int attempts = 3;
@@ -218,8 +226,8 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
     return true;
 }
 
-// A save was cut off, or is under way in another program. Only the owner of the file repairs it; everybody else sees
-// it as it was before that save.
+// A save was cut off, or is under way in another program. Only the owner of the file repairs it; everybody
+// else sees it as it was before that save.
 void CFloatDoc::HandleJournal(OpenFor purpose) {
     FileSystem& files = GetSession().files;
     switch (InspectJournal(files, filePath, *sampleFile)) {
@@ -232,9 +240,10 @@ void CFloatDoc::HandleJournal(OpenFor purpose) {
         openedReadOnly = true;
         readOnlyReason = "a safety copy of another file stands beside it";
         if (purpose == OpenFor::editing)
-            GetHost().Message("The safety copy " + JournalPath(files, filePath).string() +
-                              " of an interrupted save does not belong to this file and is not used. Move it away to "
-                              "be able to save.");
+            GetHost().Message(
+                "The safety copy " + JournalPath(files, filePath).string() +
+                " of an interrupted save does not belong to this file and is not used. Move it away to "
+                "be able to save.");
         return;
     case JournalState::complete:
         break;
@@ -253,30 +262,29 @@ void CFloatDoc::HandleJournal(OpenFor purpose) {
 bool CFloatDoc::AfterLoad() {
     Session& session = GetSession();
     if (openedReadOnly && readOnlyReason == inUseReason)
-        GetHost().Message("The file " + filePath.string() +
-                          " is already open in another window or program. It is opened here for reading only; changes "
-                          "can be saved under another name.");
-    if (hasGaps && !noData && !session.gapNoticeShown) GetHost().Notice("GapNotice", "Notification", gapNoticeText);
+        GetHost().Message(
+            "The file " + filePath.string() +
+            " is already open in another window or program. It is opened here for reading only; changes "
+            "can be saved under another name.");
+    if (hasGaps && !noData && !session.gapNoticeShown)
+        GetHost().Notice("GapNotice", "Notification", gapNoticeText);
     if (!session.skipFileDetails) {
-        const FileDetails details{fileVersion,
-                                  filePath.filename().string(),
-                                  fileComment,
-                                  traceCount,
-                                  GetLength(),
-                                  TimeOf(GetLength()),
-                                  sampleInterval};
+        const FileDetails details{fileVersion, filePath.filename().string(), fileComment,   traceCount,
+                                  GetLength(), TimeOf(GetLength()),          sampleInterval};
         openCancelled = !GetHost().AcceptFileDetails(details, session.skipFileDetails);
     }
     for (size_t t = 0; t < session.pendingReset.size(); ++t) {
         if (!session.pendingReset[t]) continue;
         for (CEventChan& channel : eventChannels)
-            if (channel.parentTrace == static_cast<int>(t) && channel.GetNumEvents() > 0) channel.DropEventExtra();
+            if (channel.parentTrace == static_cast<int>(t) && channel.GetNumEvents() > 0)
+                channel.DropEventExtra();
         session.pendingReset[t] = false;
     }
     return !openCancelled;
 }
 
-// --- samples -----------------------------------------------------------------------------------------------------------
+// --- samples
+// -----------------------------------------------------------------------------------------------------------
 
 void CFloatDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
     if (fileVersion < firstTailVersion) return ReadInterleaved(storedIndex, pieces);
@@ -314,7 +322,8 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
     std::vector<float> block(bufferSize);
     const int64_t total = GetStoredCount(trace);
     for (int64_t done = 0; done < total;) {
-        const std::span<float> part(block.data(), static_cast<size_t>(std::min<int64_t>(total - done, bufferSize)));
+        const std::span<float> part(block.data(),
+                                    static_cast<size_t>(std::min<int64_t>(total - done, bufferSize)));
         const StoredRead piece{trace, part};
         ReadStored(done, {&piece, 1});
         if (gain != 1.0)
@@ -325,7 +334,8 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
     }
 }
 
-// --- saving ------------------------------------------------------------------------------------------------------------
+// --- saving
+// ------------------------------------------------------------------------------------------------------------
 
 bool CFloatDoc::OnSaveDocument() {
     GetHost().Log("In OnSaveDocument for flt files\n");
@@ -350,10 +360,12 @@ bool CFloatDoc::MaySaveOverSource() {
     const FileStamp opened = sampleFile->Stamp();
     bool same = onDisk && onDisk->inode == opened.inode && onDisk->device == opened.device;
     if (same && fileVersion >= firstTailVersion)
-        same = opened.length >= tailOffset && FileFingerprint(*sampleFile, {headEnd_, tailOffset}) == fingerprint_;
+        same = opened.length >= tailOffset &&
+               FileFingerprint(*sampleFile, {headEnd_, tailOffset}) == fingerprint_;
     if (!same) {
-        GetHost().Message("The file " + filePath.string() +
-                          " was moved, deleted or replaced since it was opened. Use Save As to save to a new file.");
+        GetHost().Message(
+            "The file " + filePath.string() +
+            " was moved, deleted or replaced since it was opened. Use Save As to save to a new file.");
         return false;
     }
     return MayOverwrite(filePath);
@@ -361,7 +373,8 @@ bool CFloatDoc::MaySaveOverSource() {
 
 bool CFloatDoc::SaveInPlace() {
     FileSystem& files = GetSession().files;
-    // A journal that is still here belongs to a save whose undoing failed; without it the old state would be lost.
+    // A journal that is still here belongs to a save whose undoing failed; without it the old state would be
+    // lost.
     if (InspectJournal(files, filePath, *sampleFile) == JournalState::complete) {
         UndoFromJournal(files, filePath, *sampleFile);
         RememberStamp(filePath);
@@ -409,12 +422,13 @@ bool CFloatDoc::SaveOldVersion() {
     return true;
 }
 
-bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath,
-                   const std::optional<FileStamp>& oldStamp) {
+bool FinishRewrite(Session& session, const std::filesystem::path& oldPath,
+                   const std::filesystem::path& newPath, const std::optional<FileStamp>& oldStamp) {
     const std::string extension = FoldedExtension(oldPath);
     if (extension != ".flt" && extension != ".kymr-dat") {
-        session.host.Message("ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should not "
-                             "happen. Alert author");
+        session.host.Message(
+            "ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should not "
+            "happen. Alert author");
         return false;
     }
     auto target = oldPath;
@@ -423,7 +437,8 @@ bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const
     try {
         const bool targetIsOther = target != oldPath && target != newPath && files.Stamp(target).has_value();
         if (targetIsOther) throw FileError(target.string() + " exists already", 0);
-        if (!(files.Stamp(oldPath) == oldStamp)) throw FileError(oldPath.string() + " was changed meanwhile", 0);
+        if (!(files.Stamp(oldPath) == oldStamp))
+            throw FileError(oldPath.string() + " was changed meanwhile", 0);
         // The new file takes its place first, so that at every moment one of the two is there.
         if (target != newPath) files.Rename(newPath, target);
         files.SyncFolderOf(target);
@@ -433,8 +448,9 @@ bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const
         }
     } catch (const FileError& error) {
         session.host.Log(std::string(error.what()) + "\n");
-        session.host.Message("File re-write failed for some reason. Keeping original. Please inform the author of "
-                             "circumstances.");
+        session.host.Message(
+            "File re-write failed for some reason. Keeping original. Please inform the author of "
+            "circumstances.");
         return false;
     }
     return true;

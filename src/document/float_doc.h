@@ -11,8 +11,8 @@ class CFloatDoc : public CDataDoc {
 
     int GetFileType() const override { return typeFloat; }
     void WriteTraceData(CArchive& archive, int trace) override;
-    // Reads the head and the tail; the samples stay on disk. The metadata is skimmed first, so that a damaged file is
-    // refused before anything is kept of it. A storing archive is an internal error and is refused.
+    // Reads the head and the tail; the samples stay on disk. The metadata is skimmed first, so that a damaged
+    // file is refused before anything is kept of it. A storing archive is an internal error and is refused.
     void Serialize(CArchive& archive);
     bool OnSaveDocument() override;
 
@@ -34,15 +34,15 @@ class CFloatDoc : public CDataDoc {
     bool SaveInPlace();
     bool SaveOldVersion();
 
-    bool ownsFile_ = false;      // the file is open for writing and locked
-    uint64_t fingerprint_ = 0;   // of the owned file as it was opened
-    uint64_t headEnd_ = 0;  // versions 22 and above: where the head ends and the samples begin
+    bool ownsFile_ = false;     // the file is open for writing and locked
+    uint64_t fingerprint_ = 0;  // of the owned file as it was opened
+    uint64_t headEnd_ = 0;      // versions 22 and above: where the head ends and the samples begin
 };
 
-// Ends the conversion of a file of a version below 22, once its document is closed: deletes the old file and gives
-// the new one the old path with the extension .kymr-dat. False when the old file was kept, as it is when its state is
-// not `oldStamp`, that of the conversion.
-bool FinishRewrite(Session& session, const std::filesystem::path& oldPath, const std::filesystem::path& newPath,
-                   const std::optional<FileStamp>& oldStamp);
+// Ends the conversion of a file of a version below 22, once its document is closed: deletes the old file and
+// gives the new one the old path with the extension .kymr-dat. False when the old file was kept, as it is
+// when its state is not `oldStamp`, that of the conversion.
+bool FinishRewrite(Session& session, const std::filesystem::path& oldPath,
+                   const std::filesystem::path& newPath, const std::optional<FileStamp>& oldStamp);
 
 }  // namespace kymora

@@ -179,7 +179,8 @@ void LoadChannels(CArchive& archive, CDataDoc& doc, int version) {
         for (int c = 0; c < 10; ++c) note(c, doc.eventChannels[static_cast<size_t>(c)].CheckOrder());
     } else {
         const int count = version >= 28 ? maxEventChannels : letterChannels;
-        for (int c = 0; c < count; ++c) note(c, doc.eventChannels[static_cast<size_t>(c)].Load(archive, version));
+        for (int c = 0; c < count; ++c)
+            note(c, doc.eventChannels[static_cast<size_t>(c)].Load(archive, version));
     }
     for (CEventChan& channel : doc.eventChannels)
         channel.parentTrace = std::min(channel.parentTrace, doc.traceCount - 1);
@@ -200,7 +201,8 @@ struct TimeRange {
 };
 
 template <typename Item, typename StoreItem>
-void StoreInRange(CArchive& archive, const std::vector<Item>& items, const TimeRange& range, StoreItem store) {
+void StoreInRange(CArchive& archive, const std::vector<Item>& items, const TimeRange& range,
+                  StoreItem store) {
     const auto held = [&](const Item& item) { return range.Holds(item.m_dTime); };
     archive.Write<int32_t>(static_cast<int32_t>(std::count_if(items.begin(), items.end(), held)));
     for (const Item& item : items) {
@@ -215,17 +217,20 @@ void StoreInRange(CArchive& archive, const std::vector<Item>& items, const TimeR
 
 void TellVersion(Host& host, int version) {
     if (version > currentFileVersion)
-        host.Message(fmt::format("Problem: The file version you are trying to read is {}, which is greater than the "
-                                 "current maximum file version ({}) supported by this version of Kymora.\nTry "
-                                 "updating to the most recent version of Kymora by downloading it from the support "
-                                 "website.",
-                                 version, currentFileVersion));
+        host.Message(
+            fmt::format("Problem: The file version you are trying to read is {}, which is greater than the "
+                        "current maximum file version ({}) supported by this version of Kymora.\nTry "
+                        "updating to the most recent version of Kymora by downloading it from the support "
+                        "website.",
+                        version, currentFileVersion));
     if (version < 0)
-        host.Message(fmt::format("Problem: file version read as {}, which is not on the recognised list (1 - {}).",
-                                 version, currentFileVersion));
+        host.Message(
+            fmt::format("Problem: file version read as {}, which is not on the recognised list (1 - {}).",
+                        version, currentFileVersion));
 }
 
-// --- grid and view -----------------------------------------------------------------------------------------------------
+// --- grid and view
+// -----------------------------------------------------------------------------------------------------
 
 void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC) {
     Grid& grid = doc.grid;
@@ -272,7 +277,8 @@ ViewRowExtras LoadViewRows(CArchive& archive, CDataDoc& doc, int version) {
     ViewRowExtras extras;
     extras.hasDrawMode = version >= 29 && version <= 31;
     ViewFields(Loader{archive}, doc.view, version, extras.drawMode);
-    if (version > 28 && !archive.IsSkimming()) doc.GetSession().options.expandContractFocus = doc.view.expandContractFocus;
+    if (version > 28 && !archive.IsSkimming())
+        doc.GetSession().options.expandContractFocus = doc.view.expandContractFocus;
     return extras;
 }
 
@@ -281,7 +287,8 @@ void StoreViewRows(CArchive& archive, const StoredView& view, int version) {
     ViewFields(Storer{archive}, view, version, drawMode);
 }
 
-// --- traces ------------------------------------------------------------------------------------------------------------
+// --- traces
+// ------------------------------------------------------------------------------------------------------------
 
 void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar) {
     for (int slot = 0; slot < recordSlots(version); ++slot)
@@ -303,7 +310,8 @@ void StoreTraces(CArchive& archive, const CDataDoc& doc, int version) {
         TraceFields(Storer{archive}, doc.traces[static_cast<size_t>(slot)], version, false);
 }
 
-// --- overlays and channels ---------------------------------------------------------------------------------------------
+// --- overlays and channels
+// ---------------------------------------------------------------------------------------------
 
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {
     ObjectArrayReader objects(archive);
@@ -342,7 +350,8 @@ void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRang
     }
 }
 
-// --- scale bars --------------------------------------------------------------------------------------------------------
+// --- scale bars
+// --------------------------------------------------------------------------------------------------------
 
 void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version) {
     if (version >= 24) doc.scaleBars[0] = ScaleBarGroup::Load(archive, version);

@@ -1,6 +1,6 @@
 #pragma once
-// The parts that the tail of a native file, the head of the oldest files and the side-car have in common, each read
-// and written under the rules of a file version.
+// The parts that the tail of a native file, the head of the oldest files and the side-car have in common,
+// each read and written under the rules of a file version.
 
 #include "archive/archive.h"
 #include "document/data_doc.h"
@@ -20,8 +20,8 @@ void RebuildGrid(CDataDoc& doc);
 void LoadViewTimes(CArchive& archive, StoredView& view, int version);
 void StoreViewTimes(CArchive& archive, const CDataDoc& doc, SampleRange range);
 
-// 16 records below version 30, else 128. Slots from traceCount on are reset. Side-cars hold order and label in every
-// version.
+// 16 records below version 30, else 128. Slots from traceCount on are reset. Side-cars hold order and label
+// in every version.
 void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar = false);
 void StoreTraces(CArchive& archive, const CDataDoc& doc, int version);
 
@@ -33,8 +33,8 @@ struct ViewRowExtras {
 ViewRowExtras LoadViewRows(CArchive& archive, CDataDoc& doc, int version);
 void StoreViewRows(CArchive& archive, const StoredView& view, int version);
 
-// Markers, annotations with their flags, and event channels. Markers that are out of order are sorted; what is wrong
-// with the order of events is told to the user once for each kind.
+// Markers, annotations with their flags, and event channels. Markers that are out of order are sorted; what
+// is wrong with the order of events is told to the user once for each kind.
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version);
 // Only what lies in the range, moved to its start, unless the range is whole.
 void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRange range, int version);

@@ -76,10 +76,12 @@ void WriteHead(CArchive& archive, const CDataDoc& doc, int version) {
     archive.Write<int16_t>(static_cast<int16_t>(version));
     archive.Write<double>(doc.sampleInterval);
     archive.Write<int32_t>(doc.traceCount);
-    for (int t = 0; t < doc.traceCount; ++t) archive.WriteRunList(doc.validRuns[static_cast<size_t>(t)].Runs());
+    for (int t = 0; t < doc.traceCount; ++t)
+        archive.WriteRunList(doc.validRuns[static_cast<size_t>(t)].Runs());
 }
 
-void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount, std::span<const uint8_t> addedAfter) {
+void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount,
+               std::span<const uint8_t> addedAfter) {
     archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
     archive.Write<double>(doc.sampleInterval);
     archive.Write<int32_t>(newTraceCount);
@@ -89,7 +91,8 @@ void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount, st
     }
 }
 
-void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range, int version) {
+void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range,
+               int version) {
     const StoredView& view = doc.view;
     archive.WriteString("start FltTail");
     archive.WriteString(comment);
@@ -122,6 +125,19 @@ void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int versi
         for (int t = 0; t < doc.traceCount; ++t) doc.WriteTraceData(archive, t);
         WriteTail(archive, doc, doc.fileComment, {}, version);
     });
+}
+
+void SaveAs(CDataDoc& doc, const std::filesystem::path& path, int version) {
+    doc.GetDisplaySettingsFromView();
+    const std::string history = doc.historyLog;
+    doc.AppendSaveAsHistory();
+    try {
+        WriteNativeFile(doc, path, version);
+    } catch (...) {
+        doc.historyLog = history;
+        throw;
+    }
+    doc.historyLog = history;
 }
 
 }  // namespace kymora

@@ -18,15 +18,18 @@ struct SampleRange {
 };
 
 void WriteHead(CArchive& archive, const CDataDoc& doc, int version = currentFileVersion);
-// For a transform that adds traces: `addedAfter[t]` writes the run list of trace t a second time, behind its own.
-void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount, std::span<const uint8_t> addedAfter);
+// For a transform that adds traces: `addedAfter[t]` writes the run list of trace t a second time, behind its
+// own.
+void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount,
+               std::span<const uint8_t> addedAfter);
 
-// Writes the tail of the current or the legacy version. The model is the same afterwards, also when this throws.
+// Writes the tail of the current or the legacy version. The model is the same afterwards, also when this
+// throws.
 void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range = {},
                int version = currentFileVersion);
 
-// Writes beside `path` and takes its place by rename once all bytes have reached the disk. The temporary file never
-// outlives the call. Throws FileError.
+// Writes beside `path` and takes its place by rename once all bytes have reached the disk. The temporary file
+// never outlives the call. Throws FileError.
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::function<void(CArchive&)>& write);
 
@@ -36,8 +39,12 @@ class Cancelled : public std::runtime_error {
     Cancelled() : std::runtime_error("Cancelled.") {}
 };
 
-// Saves the recording as a new native file of the current version or, as an old program reads it, of the legacy
-// one. Shows progress; throws FileError or Cancelled, and then leaves nothing behind.
+// Saves the recording as a new native file of the current version or, as an old program reads it, of the
+// legacy one. Shows progress; throws FileError or Cancelled, and then leaves nothing behind.
 void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version = currentFileVersion);
+
+// The same as a save-as: with the state of the view, and with the history entry of one in what is written.
+// The recording's own history stays as it is.
+void SaveAs(CDataDoc& doc, const std::filesystem::path& path, int version = currentFileVersion);
 
 }  // namespace kymora

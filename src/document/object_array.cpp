@@ -23,9 +23,9 @@ void ObjectArrayReader::ReadArray(const std::function<void(CAnnotation)>& take) 
         if (tag == newClassTag) {
             entry = ReadNewClass();
         } else {
-            const uint32_t wide = tag == bigTag             ? archive_.Read<uint32_t>()
+            const uint32_t wide = tag == bigTag           ? archive_.Read<uint32_t>()
                                   : (tag & classBit) != 0 ? (tag & ~uint32_t{classBit}) | bigClassBit
-                                                            : tag;
+                                                          : tag;
             const uint32_t index = wide & ~bigClassBit;
             if ((wide & bigClassBit) == 0 || index == 0 || index > entries_.size() ||
                 entries_[index - 1] == Entry::object)

@@ -81,7 +81,8 @@ LogFont LogFont::Load(CArchive& archive, bool narrowFace) {
 }
 
 void LogFont::Store(CArchive& archive) const {
-    for (const int32_t field : {height, width, escapement, orientation, weight}) archive.Write<int32_t>(field);
+    for (const int32_t field : {height, width, escapement, orientation, weight})
+        archive.Write<int32_t>(field);
     for (const uint8_t field :
          {italic, underline, strikeOut, charSet, outPrecision, clipPrecision, quality, pitchAndFamily})
         archive.Write<uint8_t>(field);

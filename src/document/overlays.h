@@ -17,8 +17,8 @@ struct CMarker {
     bool operator==(const CMarker&) const = default;
 };
 
-// The font block of a file: a platform font description of 92 bytes. All 32 units of the face name are kept, also
-// those behind its terminator, so that a block comes back byte for byte.
+// The font block of a file: a platform font description of 92 bytes. All 32 units of the face name are kept,
+// also those behind its terminator, so that a block comes back byte for byte.
 struct LogFont {
     int32_t height = -11, width = 0, escapement = 0, orientation = 0, weight = 400;
     uint8_t italic = 0, underline = 0, strikeOut = 0, charSet = 0;
@@ -59,16 +59,16 @@ CAnnotation LoadAnnotation(CArchive& archive, int version);
 CAnnotation LoadOldAnnotation(CArchive& archive);
 void StoreAnnotation(CArchive& archive, const CAnnotation& annotation);
 
-// One scale bar. The stored names of its fields are x, y, barSize, thickness, barUnits and barFlags; what they mean
-// is settled here alone: x and y place the bar, barSize is the pen, thickness the bar's length, barUnits its trace,
-// barFlags whether its text shows.
+// One scale bar. The stored names of its fields are x, y, barSize, thickness, barUnits and barFlags; what
+// they mean is settled here alone: x and y place the bar, barSize is the pen, thickness the bar's length,
+// barUnits its trace, barFlags whether its text shows.
 struct ScaleBar {
-    float m_fXFrac = 0.0f;   // x: fraction of the plot width
-    float m_fYFrac = 0.0f;   // y: fraction of the plot height
-    int32_t m_nWidth = 0;    // barSize: pen width in pixels; 0 means that there is no single bar
-    float m_fLength = 0.0f;  // thickness: ms for a horizontal bar, the trace's units for a vertical one
-    int32_t m_nTrace = 0;    // barUnits: bars of a list only
-    int32_t m_bShowText = 1; // barFlags
+    float m_fXFrac = 0.0f;    // x: fraction of the plot width
+    float m_fYFrac = 0.0f;    // y: fraction of the plot height
+    int32_t m_nWidth = 0;     // barSize: pen width in pixels; 0 means that there is no single bar
+    float m_fLength = 0.0f;   // thickness: ms for a horizontal bar, the trace's units for a vertical one
+    int32_t m_nTrace = 0;     // barUnits: bars of a list only
+    int32_t m_bShowText = 1;  // barFlags
     uint32_t m_crText = 0;
     LogFont m_logFont = LogFont::Screen();
     std::string m_strUnits;  // bars of a list only
@@ -76,8 +76,8 @@ struct ScaleBar {
     bool operator==(const ScaleBar&) const = default;
 };
 
-// The two groups of a file: the first is the horizontal bar's, the second the vertical bars'. Each holds a single
-// bar and a list; what the system does not use is kept and written back.
+// The two groups of a file: the first is the horizontal bar's, the second the vertical bars'. Each holds a
+// single bar and a list; what the system does not use is kept and written back.
 struct ScaleBarGroup {
     ScaleBar single;
     std::vector<ScaleBar> list;

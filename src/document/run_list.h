@@ -1,6 +1,6 @@
 #pragma once
-// The time model of a trace: runs of valid samples and of gap in turn, entry 0 being a valid run even if it is 0.
-// A sample position counts gap samples too; a stored index counts only the valid ones.
+// The time model of a trace: runs of valid samples and of gap in turn, entry 0 being a valid run even if it
+// is 0. A sample position counts gap samples too; a stored index counts only the valid ones.
 
 #include <cstdint>
 #include <span>
@@ -19,8 +19,8 @@ class RunList {
     uint32_t operator[](int i) const { return runs_[static_cast<size_t>(i)]; }
     bool operator==(const RunList& other) const { return runs_ == other.runs_; }
 
-    int64_t Length() const { return length_; }         // samples, gaps included
-    int64_t StoredCount() const { return stored_; }    // valid samples
+    int64_t Length() const { return length_; }       // samples, gaps included
+    int64_t StoredCount() const { return stored_; }  // valid samples
     int NumValidBlocks() const { return (Size() + 1) / 2; }
 
     // Adds samples to entry 0, as a growing recording does.

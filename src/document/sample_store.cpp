@@ -20,7 +20,8 @@ void Fill(std::span<const TraceBlock> blocks, size_t at, size_t count, float val
 
 }  // namespace
 
-// --- block reads -----------------------------------------------------------------------------------------------------
+// --- block reads
+// -----------------------------------------------------------------------------------------------------
 
 void CDataDoc::ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid) {
     const TraceBlock block{trace, values, valid};
@@ -97,7 +98,8 @@ void CDataDoc::ReadValid(int64_t storedIndex, size_t at, size_t count, std::span
     }
 }
 
-// --- the window ------------------------------------------------------------------------------------------------------
+// --- the window
+// ------------------------------------------------------------------------------------------------------
 
 void CDataDoc::AllocateBuffers() {
     const auto count = static_cast<size_t>(traceCount);
@@ -207,8 +209,9 @@ bool CDataDoc::AreAllValid(std::span<uint8_t> flags) {
 
 std::vector<float> CDataDoc::GetValidDataFromFileBuf(int trace, int32_t start, int32_t count) {
     if (count > bufferSize) {
-        GetHost().Message("WARNING: internal error. CDataDoc::GetValidDataFromFileBuf attempting to read more then "
-                          "bufferSize data points. Contact the author.");
+        GetHost().Message(
+            "WARNING: internal error. CDataDoc::GetValidDataFromFileBuf attempting to read more then "
+            "bufferSize data points. Contact the author.");
         return {notANumber};
     }
     const auto wanted = static_cast<size_t>(std::max(count, 0));
@@ -231,7 +234,8 @@ std::vector<float> CDataDoc::ReadVector(int trace, int32_t count) {
     return samples;
 }
 
-// --- writing samples ---------------------------------------------------------------------------------------------------
+// --- writing samples
+// ---------------------------------------------------------------------------------------------------
 
 void CDataDoc::WriteTraceData(CArchive& archive, int trace) {
     std::vector<float> block(bufferSize);
@@ -240,7 +244,8 @@ void CDataDoc::WriteTraceData(CArchive& archive, int trace) {
         int64_t end = 0;
         GetRunSpan(trace, run, start, end);
         while (start < end) {
-            const std::span<float> part(block.data(), static_cast<size_t>(std::min<int64_t>(end - start, bufferSize)));
+            const std::span<float> part(block.data(),
+                                        static_cast<size_t>(std::min<int64_t>(end - start, bufferSize)));
             ReadBlock(trace, start, part);
             archive.WriteRaw(std::as_bytes(part));
             start += static_cast<int64_t>(part.size());

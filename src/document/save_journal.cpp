@@ -16,8 +16,8 @@ struct JournalHead {
     char mark[8] = {'K', 'Y', 'M', 'J', 'R', 'N', 'L', '1'};
     uint64_t headEnd = 0;
     uint64_t tailOffset = 0;
-    uint64_t oldLength = 0;    // of the data file
-    uint64_t fingerprint = 0;  // of what a save does not touch
+    uint64_t oldLength = 0;               // of the data file
+    uint64_t fingerprint = 0;             // of what a save does not touch
     std::array<std::byte, 16> oldHead{};  // rewrittenHeadBytes of it, then zeros
 
     uint64_t TailBytes() const { return oldLength - tailOffset; }
@@ -42,10 +42,13 @@ class Checksum {
 
 template <typename Use>
 void EachPiece(const DataFile& file, uint64_t from, uint64_t to, Use use) {
-    std::vector<std::byte> piece(static_cast<size_t>(std::min<uint64_t>(pieceSize, to > from ? to - from : 0)));
+    std::vector<std::byte> piece(
+        static_cast<size_t>(std::min<uint64_t>(pieceSize, to > from ? to - from : 0)));
     while (from < to) {
-        const std::span<std::byte> part(piece.data(), static_cast<size_t>(std::min<uint64_t>(piece.size(), to - from)));
-        if (file.ReadAt(from, part) != part.size()) throw FileError("A file became shorter while it was read", 0);
+        const std::span<std::byte> part(piece.data(),
+                                        static_cast<size_t>(std::min<uint64_t>(piece.size(), to - from)));
+        if (file.ReadAt(from, part) != part.size())
+            throw FileError("A file became shorter while it was read", 0);
         use(from, std::span<const std::byte>(part));
         from += part.size();
     }
@@ -64,11 +67,13 @@ std::optional<JournalHead> ReadIntactHead(const DataFile& journal) {
     JournalHead head;
     if (journal.ReadAt(0, Raw(head)) != sizeof head) return std::nullopt;
     if (std::memcmp(head.mark, JournalHead().mark, sizeof head.mark) != 0) return std::nullopt;
-    if (head.headEnd < rewrittenHeadBytes || head.tailOffset < head.headEnd || head.oldLength < head.tailOffset)
+    if (head.headEnd < rewrittenHeadBytes || head.tailOffset < head.headEnd ||
+        head.oldLength < head.tailOffset)
         return std::nullopt;
     if (journal.Length() != head.ChecksumPlace() + sizeof(uint64_t)) return std::nullopt;
     Checksum sum;
-    EachPiece(journal, 0, head.ChecksumPlace(), [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); });
+    EachPiece(journal, 0, head.ChecksumPlace(),
+              [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); });
     uint64_t stored = 0;
     journal.ReadAt(head.ChecksumPlace(), std::as_writable_bytes(std::span(&stored, 1)));
     if (stored != sum.Value()) return std::nullopt;
@@ -76,7 +81,8 @@ std::optional<JournalHead> ReadIntactHead(const DataFile& journal) {
 }
 
 bool Belongs(const JournalHead& head, const DataFile& file) {
-    return file.Length() >= head.tailOffset && FileFingerprint(file, {head.headEnd, head.tailOffset}) == head.fingerprint;
+    return file.Length() >= head.tailOffset &&
+           FileFingerprint(file, {head.headEnd, head.tailOffset}) == head.fingerprint;
 }
 
 // A file whose head and tail are read from its journal, and its samples from itself.
@@ -140,7 +146,8 @@ uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
     return sum.Value();
 }
 
-void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file, JournalRange range) {
+void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file,
+                  JournalRange range) {
     JournalHead head;
     head.headEnd = range.headEnd;
     head.tailOffset = range.tailOffset;

@@ -98,9 +98,10 @@ SideCarResult ReadSideCar(CDataDoc& doc) {
             reason = error.what();
         }
         doc.damagedSideCar = candidate;
-        doc.GetHost().Message("The settings and events in " + candidate.string() + " could not be read.\n" + reason +
-                              "\nThe recording opens without them. A save keeps the unreadable file under another "
-                              "name.");
+        doc.GetHost().Message(
+            "The settings and events in " + candidate.string() + " could not be read.\n" + reason +
+            "\nThe recording opens without them. A save keeps the unreadable file under another "
+            "name.");
         return SideCarResult::damaged;
     }
     return SideCarResult::none;

@@ -11,12 +11,12 @@ std::filesystem::path SideCarPath(const std::filesystem::path& dataFile);
 
 enum class SideCarResult { none, read, damaged };
 
-// Reads the side-car, sought as .kymr-hdr and then as .kym. After `damaged` (the user was told) the model is partly
-// changed, and the caller resets it.
+// Reads the side-car, sought as .kymr-hdr and then as .kym. After `damaged` (the user was told) the model is
+// partly changed, and the caller resets it.
 SideCarResult ReadSideCar(CDataDoc& doc);
 
-// Writes the side-car, limited to `range` unless that is whole. False when the user kept another writer's changes.
-// Throws FileError.
+// Writes the side-car, limited to `range` unless that is whole. False when the user kept another writer's
+// changes. Throws FileError.
 bool WriteSideCar(CDataDoc& doc, SampleRange range = {});
 
 }  // namespace kymora

@@ -265,7 +265,8 @@ CEventChan CEventChan::WithoutEvents() const {
 bool CEventChan::Copy(const CEventChan& source) {
     if (!CopySettings(source)) return false;
     if (&source == this) return true;
-    // The copy keeps the source's order, also where that is not by time: the rows of the table go with the events.
+    // The copy keeps the source's order, also where that is not by time: the rows of the table go with the
+    // events.
     events_ = source.events_;
     Remeasure();
     eventExtra_ = source.eventExtra_;

@@ -1,6 +1,6 @@
 #pragma once
-// The text of an event. Most of the millions of events of a recording have none, so a text takes the room of a
-// pointer until it is set.
+// The text of an event. Most of the millions of events of a recording have none, so a text takes the room of
+// a pointer until it is set.
 
 #include <memory>
 #include <string>

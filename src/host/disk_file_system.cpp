@@ -31,7 +31,8 @@ class DiskFile : public DataFile {
     size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override {
         size_t done = 0;
         while (done < to.size()) {
-            const ssize_t n = ::pread(handle_, to.data() + done, to.size() - done, static_cast<off_t>(offset + done));
+            const ssize_t n =
+                ::pread(handle_, to.data() + done, to.size() - done, static_cast<off_t>(offset + done));
             if (n < 0 && errno == EINTR) continue;
             // An offset beyond what the system can address is simply past the end of the file.
             if (n < 0 && errno == EINVAL) break;
@@ -84,7 +85,8 @@ class DiskFile : public DataFile {
 }  // namespace
 
 std::unique_ptr<DataFile> DiskFileSystem::Open(const std::filesystem::path& path, OpenMode mode) {
-    // O_NONBLOCK keeps the open of a pipe without a writer from waiting for ever; it means nothing to regular files.
+    // O_NONBLOCK keeps the open of a pipe without a writer from waiting for ever; it means nothing to regular
+    // files.
     int flags = O_CLOEXEC | O_NONBLOCK;
     if (mode == OpenMode::readOnly) flags |= O_RDONLY;
     if (mode == OpenMode::readWrite) flags |= O_RDWR;

@@ -1,6 +1,6 @@
 #pragma once
-// Files as the core sees them. The disk implements these interfaces (disk_file_system.h); tests and fuzz targets put
-// files in memory, or files that fail at a chosen byte, behind them.
+// Files as the core sees them. The disk implements these interfaces (disk_file_system.h); tests and fuzz
+// targets put files in memory, or files that fail at a chosen byte, behind them.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,14 +13,17 @@
 
 namespace kymora {
 
-// A file could not be opened, read, written, renamed or removed. what() names the path and the system's reason.
+// A file could not be opened, read, written, renamed or removed. what() names the path and the system's
+// reason.
 class FileError : public std::runtime_error {
   public:
-    FileError(const std::string& what, int systemError) : std::runtime_error(what), systemError(systemError) {}
+    FileError(const std::string& what, int systemError)
+        : std::runtime_error(what), systemError(systemError) {}
     int systemError = 0;  // errno, 0 when there is none
 };
 
-// Identity and state of a file on disk. Two equal stamps of one path mean that nobody wrote the file in between.
+// Identity and state of a file on disk. Two equal stamps of one path mean that nobody wrote the file in
+// between.
 struct FileStamp {
     uint64_t device = 0;
     uint64_t inode = 0;
@@ -33,11 +36,11 @@ struct FileStamp {
 class DataFile {
   public:
     virtual ~DataFile() = default;
-    // Reads up to `to.size()` bytes at `offset` and answers the number read, short only at the end of the file.
-    // Throws FileError.
+    // Reads up to `to.size()` bytes at `offset` and answers the number read, short only at the end of the
+    // file. Throws FileError.
     virtual size_t ReadAt(uint64_t offset, std::span<std::byte> to) const = 0;
-    // Writes all bytes at `offset`, extending the file as needed. Throws FileError, also when the disk is full; an
-    // unknown part of the bytes may then have been written.
+    // Writes all bytes at `offset`, extending the file as needed. Throws FileError, also when the disk is
+    // full; an unknown part of the bytes may then have been written.
     virtual void WriteAt(uint64_t offset, std::span<const std::byte> from) = 0;
     virtual uint64_t Length() const = 0;
     virtual void Truncate(uint64_t length) = 0;

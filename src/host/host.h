@@ -1,6 +1,6 @@
 #pragma once
-// What the logic asks of its surroundings. The desktop, the terminal, a batch run and the tests each implement it;
-// the core never asks whether there is a screen. All texts are UTF-8.
+// What the logic asks of its surroundings. The desktop, the terminal, a batch run and the tests each
+// implement it; the core never asks whether there is a screen. All texts are UTF-8.
 
 #include <cstdint>
 #include <filesystem>
@@ -48,15 +48,15 @@ class Host {
     // A question whose negative answer changes nothing; true for OK or Yes.
     virtual bool Confirm(std::string_view text, std::string_view title = "Kymora") = 0;
 
-    // A notice with a do-not-show-again box, kept under `key` for the session. False when the user cancels, which
-    // only a notice that offers Cancel can give.
+    // A notice with a do-not-show-again box, kept under `key` for the session. False when the user cancels,
+    // which only a notice that offers Cancel can give.
     virtual bool Notice(std::string_view key, std::string_view title, std::string_view text) = 0;
 
     // The name for a new file, or nothing when the user cancels or nobody can be asked.
     virtual std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) = 0;
 
-    // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state of the
-    // box that silences the dialog for the session.
+    // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state
+    // of the box that silences the dialog for the session.
     virtual bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) = 0;
 
     // Never null. `total` is the number of steps that Update counts.

@@ -73,7 +73,8 @@ void MemoryFileSystem::Rename(const std::filesystem::path& from, const std::file
 }
 
 void MemoryFileSystem::Remove(const std::filesystem::path& path) {
-    if (files_.erase(path) == 0) throw FileError("Couldn't remove " + path.string() + ": no such file", ENOENT);
+    if (files_.erase(path) == 0)
+        throw FileError("Couldn't remove " + path.string() + ": no such file", ENOENT);
 }
 
 void MemoryFileSystem::Put(const std::filesystem::path& path, std::vector<std::byte> bytes) {

@@ -19,7 +19,8 @@ struct MemoryBytes {
 
 class MemoryFile : public DataFile {
   public:
-    explicit MemoryFile(std::shared_ptr<MemoryBytes> content = std::make_shared<MemoryBytes>(), bool writable = true)
+    explicit MemoryFile(std::shared_ptr<MemoryBytes> content = std::make_shared<MemoryBytes>(),
+                        bool writable = true)
         : content_(std::move(content)), writable_(writable) {}
     ~MemoryFile() override;
     MemoryFile(const MemoryFile&) = delete;

@@ -1,6 +1,6 @@
 #pragma once
-// Everything that is global in the program, in one object that is handed down: two documents, two tests or two runs
-// never meet by accident.
+// Everything that is global in the program, in one object that is handed down: two documents, two tests or
+// two runs never meet by accident.
 
 #include <array>
 #include <cstdint>
@@ -21,11 +21,11 @@ inline constexpr int letterChannels = 26;
 
 // Options that the user keeps between sessions.
 struct Options {
-    int expandContractFocus = 1;         // "Expand-Contract focus"; 1 keeps the left edge of the view when zooming
-    int cancelSelectionAfterAction = 0;  // "Cancel selection after action"
-    int hitMargin = 3;                   // "Hit margin", pixels, 0 to 20
+    int expandContractFocus = 1;  // "Expand-Contract focus"; 1 keeps the left edge of the view when zooming
+    int cancelSelectionAfterAction = 0;     // "Cancel selection after action"
+    int hitMargin = 3;                      // "Hit margin", pixels, 0 to 20
     int eventChannelMode = letterChannels;  // "Event channel number": 26 letters or 999 numbers
-    int bootstrapReps = 1000;            // "Bootstrap reps"
+    int bootstrapReps = 1000;               // "Bootstrap reps"
 };
 
 class Session {
@@ -40,7 +40,8 @@ class Session {
 
     bool skipFileDetails = false;  // the details dialog is not shown when a file opens
     bool gapNoticeShown = false;   // the notice about gaps was seen
-    std::array<bool, maxTraces> pendingReset{};  // a transform asked that the extra event tables of a trace be dropped
+    std::array<bool, maxTraces>
+        pendingReset{};  // a transform asked that the extra event tables of a trace be dropped
 
     // What the details dialogs of foreign formats would have asked: KEY to VALUE of --import.
     std::map<std::string, std::string> importSettings;

@@ -37,7 +37,7 @@ bool CEDFDoc::Load(OpenFor) {
         sampleFile = GetSession().files.Open(filePath, OpenMode::readOnly);
     } catch (const FileError& error) {
         Note(error.what());
-        GetHost().Message("Couldn't open file");
+        GetHost().Message(std::string("Couldn't open file\n") + error.what());
         return false;
     }
     try {

@@ -1,13 +1,14 @@
 #pragma once
-// The one rounding rule of the system: add 0.5 (subtract 0.5 from a negative value) and truncate. It is used for
-// every conversion of a time to a sample position and of a value to a pixel.
+// The one rounding rule of the system: add 0.5 (subtract 0.5 from a negative value) and truncate. It is used
+// for every conversion of a time to a sample position and of a value to a pixel.
 
 #include <cstdint>
 #include <limits>
 
 namespace kymora {
 
-// Half away from zero, to a 64-bit integer. A not-a-number gives 0; values outside the range are held to its ends.
+// Half away from zero, to a 64-bit integer. A not-a-number gives 0; values outside the range are held to its
+// ends.
 inline int64_t RoundHalfAway64(double value) {
     if (value != value) return 0;
     const double shifted = value < 0.0 ? value - 0.5 : value + 0.5;

@@ -115,6 +115,24 @@ TEST_F(MainFrameTest, SaveKeepsWhatTheViewShows) {
     EXPECT_FALSE(again.View().m_bShowTraceIDs);
 }
 
+// What cannot be saved in place finds a way out: the new file is shown in the place of the old, which stays as it was.
+TEST_F(MainFrameTest, SaveAsShowsTheNewFile) {
+    CChildFrame& child = OpenOne();
+    const std::filesystem::path old = child.Document().filePath;
+    child.View().RightPage();
+    host.saveFile = old;
+    EXPECT_FALSE(frame->OnFileSaveAs()) << "an open file is not written over";
+    host.saveFile = "/copy.kymr-dat";
+    ASSERT_TRUE(frame->OnFileSaveAs()) << host.LastMessage();
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_EQ(frame->Children()[0]->Document().filePath, "/copy.kymr-dat");
+    EXPECT_NE(frame->Children()[0]->Document().historyLog.find(": File: Save As"), std::string::npos);
+    ExpectViewport(*frame->Children()[0], 3000.0, 5000.0);
+    frame->OnFileClose();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(OpenOne().Document().historyLog.find("Save As"), std::string::npos);
+}
+
 TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {
     NativeRecipe recipe;
     recipe.version = 20;

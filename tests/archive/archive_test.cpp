@@ -95,7 +95,8 @@ TEST(Archive, NarrowTextIsWindows1252) {
 // A length or count beyond the file must end the read before anything is allocated.
 TEST(Archive, RefusesWhatTheFileCannotHold) {
     EXPECT_THROW(ReadOneString(Bytes().U8(0xFF).U16(0xFFFF).U32(0xFFFFFFFF)), ArchiveError);
-    EXPECT_THROW(ReadOneString(Bytes().U8(0xFF).U16(0xFFFE).U8(0xFF).U16(0xFFFF).U32(0x80000000)), ArchiveError);
+    EXPECT_THROW(ReadOneString(Bytes().U8(0xFF).U16(0xFFFE).U8(0xFF).U16(0xFFFF).U32(0x80000000)),
+                 ArchiveError);
     EXPECT_THROW(ReadOneString(Bytes().U8(9).U8('a')), ArchiveError);
     MemoryFile file;
     file.Bytes() = Bytes().I32(-1).I32(3).I32(0).U16(0xFFFF).U32(5).data;

@@ -66,7 +66,8 @@ TEST_F(DataDoc, AGrowingRecordingLengthensEveryTrace) {
 
 TEST_F(DataDoc, MarkersStandInOrderAndEqualOnesAsTheyCame) {
     const auto doc = MemoryDoc::Make(session, {{1}});
-    for (const auto& [time, label] : std::vector<std::pair<double, std::string>>{{5, "a"}, {1, "b"}, {5, "c"}, {3, "d"}})
+    for (const auto& [time, label] :
+         std::vector<std::pair<double, std::string>>{{5, "a"}, {1, "b"}, {5, "c"}, {3, "d"}})
         doc->InsertMarker({time, label});
     std::string labels;
     for (const CMarker& m : doc->markers) labels += m.m_strLabel;
@@ -80,13 +81,15 @@ TEST_F(DataDoc, ClosingAsksOnlyAboutChanges) {
     doc->SetModifiedFlag();
     host.answer = false;
     EXPECT_FALSE(doc->SaveModified());
-    EXPECT_EQ(host.questions[0].text,
-              "You have made changes to this file which have not been saved.\nClick OK to continue to close, Cancel to "
-              "return and have the opportunity to save.");
+    EXPECT_EQ(host.questions[0].text, "You have made changes to this file which have not been saved.\nClick "
+                                      "OK to continue to close, Cancel to "
+                                      "return and have the opportunity to save.");
 }
 
 TEST_F(DataDoc, HistoryEntries) {
-    session.now = [] { return std::time_t{86400 * 3}; };  // a Sunday in 1970, noon being far from any zone's midnight
+    session.now = [] {
+        return std::time_t{86400 * 3};
+    };  // a Sunday in 1970, noon being far from any zone's midnight
     session.now = [] { return std::time_t{86400 * 3 + 43200}; };
     const auto doc = MemoryDoc::Make(session, {{1}});
     doc->AppendSaveAsHistory();
@@ -125,7 +128,8 @@ TEST_F(DataDoc, DisplaySettingsComeFromTheFirstView) {
     EXPECT_EQ(view.updates, 1);
 }
 
-// --- side-cars -----------------------------------------------------------------------------------------------------------
+// --- side-cars
+// -----------------------------------------------------------------------------------------------------------
 
 struct SideCar : DataDoc {
     std::unique_ptr<MemoryDoc> Foreign() {
@@ -192,7 +196,8 @@ TEST_F(SideCar, DamageIsToldAndNotOverwritten) {
     EXPECT_EQ(ReadSideCar(*Foreign()), SideCarResult::read);
 }
 
-// A side-car that is there but cannot be opened holds somebody's work: it is told of, and moved aside at a save.
+// A side-car that is there but cannot be opened holds somebody's work: it is told of, and moved aside at a
+// save.
 TEST_F(SideCar, OneThatCannotBeOpenedIsKept) {
     struct Refusing : MemoryFileSystem {
         bool refuse = true;

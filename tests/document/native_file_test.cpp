@@ -22,7 +22,8 @@ struct NativeFile : ::testing::Test {
     MemoryFileSystem files;
     Session session{host, files};
 
-    std::unique_ptr<CFloatDoc> Open(OpenFor purpose = OpenFor::editing, const std::filesystem::path& p = path) {
+    std::unique_ptr<CFloatDoc> Open(OpenFor purpose = OpenFor::editing,
+                                    const std::filesystem::path& p = path) {
         auto doc = std::make_unique<CFloatDoc>(session);
         if (!doc->OnOpenDocument(p, purpose)) return nullptr;
         return doc;
@@ -114,7 +115,9 @@ TEST_F(NativeFile, EveryVersionReadsWhole) {
         EXPECT_EQ(channel.Events()[2].onPosition, 8);
         EXPECT_EQ(channel.Events()[2].offPosition, 10);
         EXPECT_EQ(channel.Events()[2].eventValue, 1.5f);
-        EXPECT_EQ(channel.GetDisplayPosition(), v >= 14 ? 0.25 : v >= 7 ? 0.1 : CDataDoc::DefaultDisplayPosition(1));
+        EXPECT_EQ(channel.GetDisplayPosition(), v >= 14  ? 0.25
+                                                : v >= 7 ? 0.1
+                                                         : CDataDoc::DefaultDisplayPosition(1));
         EXPECT_EQ(channel.channelDrawMode, v >= 29 && v <= 31 ? 5 : 2);
         EXPECT_EQ(doc->eventChannels[3].GetDisplayPosition(), CDataDoc::DefaultDisplayPosition(3));
         EXPECT_EQ(doc->scaleBars[0].list.size(), v >= 24 ? 1u : 0u);
@@ -129,8 +132,8 @@ TEST_F(NativeFile, EveryVersionReadsWhole) {
     }
 }
 
-// A file that is read and saved keeps its bytes: spare fields, unknown flags, what stands behind a face name, and
-// text that is no valid UTF-16 included. The bytes are laid out by hand.
+// A file that is read and saved keeps its bytes: spare fields, unknown flags, what stands behind a face name,
+// and text that is no valid UTF-16 included. The bytes are laid out by hand.
 TEST_F(NativeFile, SavingWhatWasReadKeepsEveryByte) {
     NativeRecipe recipe;
     recipe.comment = {u'x', 0xD800, 0xDC01, 0xDC00};
@@ -177,10 +180,11 @@ TEST_F(NativeFile, VersionsOutOfRangeAreToldAndEndClearly) {
     files.Put(path, bytes);
     auto doc = Open();
     ASSERT_TRUE(doc);
-    EXPECT_EQ(host.LastMessage(),
-              "Problem: The file version you are trying to read is 49, which is greater than the current maximum file "
-              "version (48) supported by this version of Kymora.\nTry updating to the most recent version of Kymora by "
-              "downloading it from the support website.");
+    EXPECT_EQ(host.LastMessage(), "Problem: The file version you are trying to read is 49, which is greater "
+                                  "than the current maximum file "
+                                  "version (48) supported by this version of Kymora.\nTry updating to the "
+                                  "most recent version of Kymora by "
+                                  "downloading it from the support website.");
     ASSERT_TRUE(doc->OnSaveDocument());
     doc.reset();
     host.Forget();
@@ -246,7 +250,8 @@ TEST_F(NativeFile, SenselessHeadsAreRefused) {
     EXPECT_NE(host.LastMessage().find("too long"), std::string::npos);
 }
 
-// A damaged file is refused before its records are kept: what a few bytes each would take in memory never adds up.
+// A damaged file is refused before its records are kept: what a few bytes each would take in memory never
+// adds up.
 TEST_F(NativeFile, DamagedFilesLeaveTheModelEmpty) {
     NativeRecipe recipe;
     const auto built = BuildNative(recipe);
@@ -388,7 +393,8 @@ TEST_F(NativeFile, ARangeWritesOnlyWhatLiesWithin) {
     EXPECT_EQ(part->view.viewEnd, 2.0);
     std::vector<std::pair<int, int>> kept;
     for (const CEventKM& e : part->eventChannels[4].Events()) kept.emplace_back(e.onPosition, e.offPosition);
-    // By hand: (0,2) ends where the range starts; (1,5) crosses the start, (4,9) the end; (6,8) has nothing left.
+    // By hand: (0,2) ends where the range starts; (1,5) crosses the start, (4,9) the end; (6,8) has nothing
+    // left.
     EXPECT_EQ(kept, (std::vector<std::pair<int, int>>{{0, 1}, {0, 3}, {1, 2}, {2, 4}}));
 }
 

@@ -19,7 +19,9 @@ struct SampleStore : ::testing::Test {
     MemoryFileSystem files;
     Session session{host, files};
 
-    static float Value(int trace, int64_t stored) { return static_cast<float>(stored % 1000 + 1) + 2000.0f * trace; }
+    static float Value(int trace, int64_t stored) {
+        return static_cast<float>(stored % 1000 + 1) + 2000.0f * trace;
+    }
     static std::vector<float> Stored(int trace, int64_t n) {
         std::vector<float> v;
         for (int64_t i = 0; i < n; ++i) v.push_back(Value(trace, i));
@@ -46,7 +48,8 @@ TEST_F(SampleStore, EveryReadSeesRunsGapsAndEnds) {
         std::vector<uint8_t> valid;
         Expected(runs, 0, values, valid);
         ASSERT_EQ(values.size(), 70000u);
-        const auto doc = MemoryDoc::MakeWithRuns(session, {Stored(0, 70000), Stored(1, 70000)}, {runs, {70000}});
+        const auto doc =
+            MemoryDoc::MakeWithRuns(session, {Stored(0, 70000), Stored(1, 70000)}, {runs, {70000}});
         for (int64_t i = 0; i < 70000; ++i) {
             uint8_t flag = 9;
             ASSERT_EQ(doc->IsValidAt(0), valid[static_cast<size_t>(i)] != 0) << i;
@@ -134,9 +137,9 @@ TEST_F(SampleStore, VectorReads) {
     EXPECT_EQ(doc->GetValidDataFromFileBuf(0, 0, 32768).size(), 32763u) << "gap samples are left out";
     EXPECT_TRUE(host.messages.empty());
     EXPECT_EQ(doc->GetValidDataFromFileBuf(0, 0, 32769).size(), 1u);
-    EXPECT_EQ(host.LastMessage(),
-              "WARNING: internal error. CDataDoc::GetValidDataFromFileBuf attempting to read more then bufferSize data "
-              "points. Contact the author.");
+    EXPECT_EQ(host.LastMessage(), "WARNING: internal error. CDataDoc::GetValidDataFromFileBuf attempting to "
+                                  "read more then bufferSize data "
+                                  "points. Contact the author.");
     EXPECT_TRUE(std::isnan(doc->GetValidDataFromFileBuf(0, 60005, 1)[0]));
     doc->SetReadPosition(8);
     const auto part = doc->ReadVector(0, 4);

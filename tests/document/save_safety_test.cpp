@@ -1,5 +1,5 @@
-// A save in place may be killed, or the disk may fill, at any moment: the file then opens with the old metadata or
-// with the new, and with all its samples.
+// A save in place may be killed, or the disk may fill, at any moment: the file then opens with the old
+// metadata or with the new, and with all its samples.
 
 #include <gtest/gtest.h>
 
@@ -222,7 +222,8 @@ TEST_F(SaveSafety, TheSecondOpenIsReadOnlyAndTold) {
     EXPECT_NE(host.LastMessage().find("already open"), std::string::npos);
     Edit(*second);
     EXPECT_FALSE(second->OnSaveDocument());
-    EXPECT_EQ(host.LastMessage().find("This file has the ReadOnly property set. Use Save As to save to a new file."),
+    EXPECT_EQ(host.LastMessage().find(
+                  "This file has the ReadOnly property set. Use Save As to save to a new file."),
               0u);
     Edit(*first);
     EXPECT_TRUE(first->OnSaveDocument());
@@ -273,8 +274,9 @@ TEST_F(SaveSafety, OldVersionsAreConverted) {
     const auto stamp = doc->RememberedStamp("/old.flt");
     doc.reset();
     EXPECT_FALSE(FinishRewrite(session, "/old.edf", "/new.kymr-dat", {}));
-    EXPECT_EQ(host.LastMessage(), "ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should "
-                                  "not happen. Alert author");
+    EXPECT_EQ(host.LastMessage(),
+              "ABORTING: program attempting to delete non-FLT or non- kymr-dat file - this should "
+              "not happen. Alert author");
     EXPECT_FALSE(FinishRewrite(session, "/old.flt", "/new.kymr-dat", FileStamp{})) << "changed meanwhile";
     EXPECT_TRUE(disk.Has("/old.flt"));
     ASSERT_TRUE(FinishRewrite(session, "/old.flt", "/new.kymr-dat", stamp));

@@ -14,8 +14,8 @@ class FaultyFileSystem : public FileSystem {
   public:
     explicit FaultyFileSystem(MemoryFileSystem& under) : under_(under) {}
 
-    // The program is killed at the n-th change to the disk from here on (0: never): that change is done in part, or
-    // not at all, and no later one happens.
+    // The program is killed at the n-th change to the disk from here on (0: never): that change is done in
+    // part, or not at all, and no later one happens.
     int64_t dieAtChange = 0;
     bool dieHalfWay = false;
     int64_t changes = 0;
@@ -40,7 +40,8 @@ class FaultyFileSystem : public FileSystem {
         Change();
         const auto stamp = under_.Stamp(path);
         under_.Remove(path);
-        if (stamp && freeBytes != std::numeric_limits<int64_t>::max()) freeBytes += static_cast<int64_t>(stamp->length);
+        if (stamp && freeBytes != std::numeric_limits<int64_t>::max())
+            freeBytes += static_cast<int64_t>(stamp->length);
     }
     void SyncFolderOf(const std::filesystem::path&) override {}
 
@@ -57,10 +58,14 @@ class FaultyFileSystem : public FileSystem {
 
     class File : public DataFile {
       public:
-        File(FaultyFileSystem& owner, std::unique_ptr<DataFile> under) : owner_(owner), under_(std::move(under)) {}
-        size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override { return under_->ReadAt(offset, to); }
+        File(FaultyFileSystem& owner, std::unique_ptr<DataFile> under)
+            : owner_(owner), under_(std::move(under)) {}
+        size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override {
+            return under_->ReadAt(offset, to);
+        }
         void WriteAt(uint64_t offset, std::span<const std::byte> from) override {
-            const int64_t growth = static_cast<int64_t>(offset + from.size()) - static_cast<int64_t>(under_->Length());
+            const int64_t growth =
+                static_cast<int64_t>(offset + from.size()) - static_cast<int64_t>(under_->Length());
             try {
                 owner_.Change();
             } catch (const FileError&) {
@@ -69,8 +74,9 @@ class FaultyFileSystem : public FileSystem {
                 throw;
             }
             if (growth > owner_.freeBytes) {
-                under_->WriteAt(offset, from.first(static_cast<size_t>(std::max<int64_t>(
-                                            0, static_cast<int64_t>(from.size()) - (growth - owner_.freeBytes)))));
+                under_->WriteAt(offset,
+                                from.first(static_cast<size_t>(std::max<int64_t>(
+                                    0, static_cast<int64_t>(from.size()) - (growth - owner_.freeBytes)))));
                 owner_.freeBytes = 0;
                 throw FileError("disk full", ENOSPC);
             }

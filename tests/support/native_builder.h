@@ -13,8 +13,8 @@ struct BuiltNative {
     size_t tailOffset = 0;  // versions 22 and above
 };
 
-// A recording of two traces: trace t, stored sample i is 100 t + i. One marker, one annotation, three events in
-// channel 'b' and scale bars where the version has them.
+// A recording of two traces: trace t, stored sample i is 100 t + i. One marker, one annotation, three events
+// in channel 'b' and scale bars where the version has them.
 struct NativeRecipe {
     int version = 48;
     double sampleInterval = 0.5;
@@ -27,7 +27,9 @@ struct NativeRecipe {
     bool settled = false;
 };
 
-inline float BuiltSample(int trace, int64_t stored) { return 100.0f * static_cast<float>(trace) + static_cast<float>(stored); }
+inline float BuiltSample(int trace, int64_t stored) {
+    return 100.0f * static_cast<float>(trace) + static_cast<float>(stored);
+}
 
 inline void BuildFont(Bytes& b, bool wide) {
     b.I32(-13).I32(0).I32(0).I32(0).I32(700);
@@ -35,7 +37,9 @@ inline void BuildFont(Bytes& b, bool wide) {
     const std::string face = "Arial";
     // Behind the terminator stands what was in memory when the file was written.
     for (size_t i = 0; i < 32; ++i) {
-        const unsigned unit = i < face.size() ? static_cast<unsigned char>(face[i]) : i == face.size() ? 0 : 65 + i % 20;
+        const unsigned unit = i < face.size()    ? static_cast<unsigned char>(face[i])
+                              : i == face.size() ? 0
+                                                 : 65 + i % 20;
         wide ? b.U16(unit) : b.U8(unit);
     }
 }
@@ -116,8 +120,12 @@ inline void BuildChannels(Bytes& b, int v, const NativeRecipe& recipe) {
             b.U16(c == 1 ? 3 : 0);
             if (c != 1) continue;
             for (const auto& [on, off] : inB)
-                b.I32(1).F32(static_cast<float>(on * recipe.sampleInterval))
-                    .F32(static_cast<float>(off * recipe.sampleInterval)).F32(1.5f).U32(99).U32(98);
+                b.I32(1)
+                    .F32(static_cast<float>(on * recipe.sampleInterval))
+                    .F32(static_cast<float>(off * recipe.sampleInterval))
+                    .F32(1.5f)
+                    .U32(99)
+                    .U32(98);
         }
         return;
     }
