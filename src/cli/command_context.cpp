@@ -36,7 +36,7 @@ CommandContext::CommandContext(const CommonOptions& options)
 
 std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path) {
     std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, OpenFor::reading);
-    if (!doc) throw CommandError(exitCannotOpen, "");
+    if (!doc) throw CommandError(session.importSettingRefused ? exitUsage : exitCannotOpen, "");
     for (const auto& [key, value] : session.importSettings) {
         if (session.importSettingsUsed.count(key) != 0) continue;
         std::string known;
@@ -52,6 +52,12 @@ std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path) {
 
 std::unique_ptr<Progress> CommandContext::StartOutputProgress(std::string_view label, uint64_t total) {
     return StandardOutput::IsTerminal() ? TerminalHost::SilentProgress() : host.StartProgress(label, total);
+}
+
+bool CommandContext::IsOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+    const auto first = files.Stamp(a);
+    const auto second = files.Stamp(b);
+    return first && second && first->device == second->device && first->inode == second->inode;
 }
 
 void CommandContext::MayReplace(const std::filesystem::path& path) {

@@ -35,6 +35,8 @@ class CommandContext {
     std::unique_ptr<CDataDoc> Open(const std::string& path);
     // The progress of a long output. No bar is drawn where it would mix with the output on one terminal.
     std::unique_ptr<Progress> StartOutputProgress(std::string_view label, uint64_t total);
+    // Whether two paths, links included, lead to one file.
+    bool IsOneFile(const std::filesystem::path& a, const std::filesystem::path& b);
     // Throws CommandError unless the file does not exist or the user agrees to replace it.
     void MayReplace(const std::filesystem::path& path);
 

@@ -5,6 +5,7 @@
 #include <CLI/Formatter.hpp>
 
 #include <algorithm>
+#include <charconv>
 
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
@@ -31,6 +32,18 @@ struct Subcommand {
     CLI::App* app = nullptr;
 };
 
+// Empty for a decimal whole number that fits.
+std::string WholeNumberFault(const std::string& text) {
+    int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 10);
+    if (error != std::errc() || end != text.data() + text.size())
+        return "\"" + text + "\" is no whole number here";
+    // The library reads a leading 0 as octal.
+    const size_t first = text[0] == '-' ? 1 : 0;
+    if (text.size() > first + 1 && text[first] == '0') return "\"" + text + "\" has a 0 too many in front";
+    return {};
+}
+
 void AddOption(CLI::App& app, const CommandOption& option) {
     CLI::Option* added = std::visit(
         [&](auto* target) -> CLI::Option* {
@@ -40,6 +53,14 @@ void AddOption(CLI::App& app, const CommandOption& option) {
                 return app.add_option(option.names, *target, option.help);
         },
         option.target);
+    // Numbers are decimal: the library alone would take a padded 0100 for 64, and nothing at all for "not
+    // given".
+    if (std::holds_alternative<std::optional<int64_t>*>(option.target))
+        added->check([](const std::string& text) { return WholeNumberFault(text); });
+    if (std::holds_alternative<std::optional<double>*>(option.target))
+        added->check([](const std::string& text) {
+            return text.empty() ? std::string("no number is given") : std::string();
+        });
     // A positional's name tells its value already.
     const bool positional = option.names[0] != '-';
     added->option_text((positional ? "" : option.value + " ") + (option.required ? "(required)" : ""));
@@ -131,11 +152,18 @@ bool IsCommandLine(int argc, char** argv) {
     return IsTerminalWord(first) || first == "-h" || (first.size() > 2 && first.substr(0, 2) == "--");
 }
 
+static int TellMissing(const char* name) {
+    TellUser(std::string("There is no subcommand ") + name + ".");
+    TellUser("See kymora --help.");
+    return exitUsage;
+}
+
 int RunCommandLine(int argc, char** argv) {
     HoldStandardStreams();
     CatchInterrupts();
     CLI::App app{"Kymora views and converts electrophysiological recordings."};
     std::vector<Subcommand> entries(makers.size());
+    bool isMissing = false;
     try {
         DescribeProgram(app);
         size_t i = 0;
@@ -143,14 +171,16 @@ int RunCommandLine(int argc, char** argv) {
             entries[i].command = make();
             AddSubcommand(app, entries[i++]);
         }
+        isMissing = argc > 1 && IsTerminalWord(argv[1]) && !HasCommand(entries, argv[1]);
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
+        if (isMissing) return TellMissing(argv[1]);
         return PrintAndReturn(app.help());
     } catch (const CLI::CallForVersion& version) {
         return PrintAndReturn(std::string(version.what()) + "\n");
     } catch (const CLI::Error& error) {
-        const bool isMissing = argc > 1 && IsTerminalWord(argv[1]) && !HasCommand(entries, argv[1]);
-        TellUser(isMissing ? std::string("There is no subcommand ") + argv[1] + "." : error.what());
+        if (isMissing) return TellMissing(argv[1]);
+        TellUser(error.what());
         TellUser("See kymora --help.");
         return exitUsage;
     }

@@ -26,7 +26,7 @@ class ConvertCommand : public Command {
         if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt")
             throw CommandError(exitUsage, "OUT takes the extensions .kymr-dat, .flt (legacy) and .txt.");
         const auto doc = context.Open(file_);
-        if (IsOneFile(context, file_, out))
+        if (context.IsOneFile(file_, out))
             throw CommandError(exitUsage, "OUT is the recording itself; a conversion writes another file.");
         context.MayReplace(out);
         if (extension == ".txt") return WriteText(context, *doc, out);
@@ -38,13 +38,6 @@ class ConvertCommand : public Command {
   private:
     static constexpr const char* legacySaveText =
         "Note: any Kymora features introduced after the legacy version cannot be saved in a legacy file.";
-
-    static bool IsOneFile(CommandContext& context, const std::filesystem::path& a,
-                          const std::filesystem::path& b) {
-        const auto first = context.files.Stamp(a);
-        const auto second = context.files.Stamp(b);
-        return first && second && first->device == second->device && first->inode == second->inode;
-    }
 
     static void WriteText(CommandContext& context, CDataDoc& doc, const std::filesystem::path& out) {
         if (doc.hasGaps && !context.host.Confirm(textExportGapText)) throw CommandError(exitFailed, "");

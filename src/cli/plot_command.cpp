@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "cli/command_context.h"
@@ -30,6 +31,9 @@ class PlotCommand : public Command {
     void Run(CommandContext& context) override {
         Validate();
         const auto doc = context.Open(file_);
+        if (context.IsOneFile(file_, output_))
+            throw CommandError(exitUsage, "OUT is the recording itself; a picture is another file.");
+        context.MayReplace(output_);
         PlotRecordingPng(*doc, output_, from_, to_, static_cast<int>(*width_), static_cast<int>(*height_));
     }
 
@@ -38,7 +42,7 @@ class PlotCommand : public Command {
         if (FoldedExtension(output_) != ".png")
             throw CommandError(exitUsage, "OUT takes the extension .png.");
         if ((from_ && !std::isfinite(*from_)) || (to_ && !std::isfinite(*to_)) ||
-            (from_ && to_ && *from_ >= *to_))
+            (to_ && std::max(0.0, from_.value_or(0.0)) >= *to_))
             throw CommandError(exitUsage, "--from and --to take times in ms, the first below the second.");
         for (const int64_t pixels : {*width_, *height_})
             if (pixels < leastPixels || pixels > mostPixels)

@@ -31,8 +31,11 @@ void PlotRecordingPng(CDataDoc& doc, const std::filesystem::path& out, std::opti
     CKymoraView view(doc);
     view.OnSize(width, height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
+    const auto progress = doc.GetHost().StartProgress("Drawing", 100);
     PaintRecording(view, device, PictureTarget::file);
-    const std::vector<std::byte> png = device.EncodePng();
+    if (!progress->Update(50)) throw Cancelled();
+    const std::vector<std::byte> png = device.EncodePng([&] { return progress->Update(75); });
+    if (png.empty()) throw Cancelled();
     WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(png); });
 }
 

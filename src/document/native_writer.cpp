@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include "document/metadata_io.h"
+#include "document/save_journal.h"
 
 namespace kymora {
 namespace {
 
+constexpr std::string_view temporaryEnding = ".tmp";
 constexpr size_t copyBufferSize = size_t{1} << 20;
 
 // A file that is removed again unless it was renamed into its place.
@@ -17,7 +19,8 @@ class TemporaryFile {
     TemporaryFile(FileSystem& files, const std::filesystem::path& target) : files_(files) {
         for (int attempt = 0; !file_; ++attempt) {
             path_ = target;
-            path_ += "." + std::to_string(::getpid()) + "-" + std::to_string(attempt) + ".tmp";
+            path_ += "." + std::to_string(::getpid()) + "-" + std::to_string(attempt);
+            path_ += temporaryEnding;
             try {
                 file_ = files_.Open(path_, OpenMode::createNew);
             } catch (const FileError& error) {
@@ -111,11 +114,22 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::function<void(CArchive&)>& write) {
     // Where the name is a link, the file that it leads to is replaced, not the link.
     const std::filesystem::path target = files.Resolve(path);
-    TemporaryFile temporary(files, target);
-    CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
-    write(archive);
-    archive.Close();
-    temporary.MoveTo(target);
+    try {
+        TemporaryFile temporary(files, target);
+        CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
+        write(archive);
+        archive.Close();
+        temporary.MoveTo(target);
+    } catch (const FileError& error) {
+        // The user knows the target, not the name that it has while it is written.
+        std::string text = error.what();
+        const std::string temporaryName = target.string() + ".";
+        const size_t name = text.find(temporaryName);
+        const size_t end = text.find(temporaryEnding, name);
+        if (name == std::string::npos || end == std::string::npos) throw;
+        text.replace(name, end + temporaryEnding.size() - name, path.string());
+        throw FileError(text, error.systemError);
+    }
 }
 
 void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version) {
@@ -125,6 +139,9 @@ void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int versi
         for (int t = 0; t < doc.traceCount; ++t) doc.WriteTraceData(archive, t);
         WriteTail(archive, doc, doc.fileComment, {}, version);
     });
+    // An interrupted save of the file that stood here is none of the new one's concern.
+    FileSystem& files = doc.GetSession().files;
+    if (files.Stamp(JournalPath(files, path))) RetireJournal(files, path);
 }
 
 void SaveAs(CDataDoc& doc, const std::filesystem::path& path, int version) {

@@ -47,6 +47,8 @@ class Session {
     std::map<std::string, std::string> importSettings;
     std::set<std::string> importSettingsUsed;  // keys that some reader looked at
 
+    bool importSettingRefused = false;  // a file did not open because of what one of them says
+
     // Answers the value of an import setting, or nothing, and notes that it was asked for.
     const std::string* ImportSetting(const std::string& key);
 

@@ -42,6 +42,10 @@ bool CEDFDoc::Load(OpenFor) {
     }
     try {
         return LoadRecording();
+    } catch (const EdfSettingError& error) {
+        GetSession().importSettingRefused = true;
+        GetHost().Message(error.what());
+        return false;
     } catch (const EdfError& error) {
         GetHost().Message(error.what());
         return false;
@@ -74,7 +78,7 @@ CEDFDoc::AnnotationLayout CEDFDoc::AskLayout() {
     const std::string* setting = GetSession().ImportSetting("annotations");
     if (!setting || *setting == "same") return AnnotationLayout::same;
     if (*setting == "separate") return AnnotationLayout::separate;
-    throw EdfError(fmt::format(
+    throw EdfSettingError(fmt::format(
         "The import setting \"annotations\" is \"{}\". It takes \"separate\" or \"same\".", *setting));
 }
 

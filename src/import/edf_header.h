@@ -20,6 +20,12 @@ class EdfError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The same for a setting that this file cannot take.
+class EdfSettingError : public EdfError {
+  public:
+    using EdfError::EdfError;
+};
+
 enum class EdfType { plain, continuous, discontinuous };
 const char* EdfTypeText(EdfType type);
 

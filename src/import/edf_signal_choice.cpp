@@ -30,11 +30,13 @@ std::optional<int> WholeNumber(std::string_view text) {
 
 // "3" or "1-4", within 1 to `greatest`.
 std::optional<NumberRange> ParseRange(std::string_view item, int greatest) {
-    const size_t dash = item.find('-');
+    const size_t dash = item.find_first_of("-:");
     const auto first = WholeNumber(item.substr(0, dash));
     const auto last = dash == std::string_view::npos ? first : WholeNumber(item.substr(dash + 1));
-    if (!first || !last || *first < 1 || *first > *last || *last > greatest) return std::nullopt;
-    return NumberRange{*first, *last};
+    if (!first || !last) return std::nullopt;
+    const auto [least, most] = std::minmax(*first, *last);
+    if (least < 1 || most > greatest) return std::nullopt;
+    return NumberRange{least, most};
 }
 
 // Like check marks in a list: the order of the numbers and their repetition do not count.
@@ -49,7 +51,7 @@ std::vector<int> ParseChoice(const std::string& setting, const std::vector<int>&
         rest.remove_prefix(item.size());
         const auto range = ParseRange(item, greatest);
         if (!range)
-            throw EdfError(
+            throw EdfSettingError(
                 fmt::format("The import setting \"signals\" is \"{}\". It takes numbers from 1 to {}, "
                             "such as \"1,3\" or \"1-4\".",
                             setting, greatest));
@@ -70,9 +72,9 @@ std::vector<int> ChooseEdfSignals(const EdfHeader& header, const std::string* se
         return chosen;
     }
     chosen = ParseChoice(*setting, header.ordinarySignals);
-    if (chosen.empty()) throw EdfError("You need at least 1 data trace selected.");
+    if (chosen.empty()) throw EdfSettingError("You need at least 1 data trace selected.");
     if (chosen.size() > maxEdfTraces)
-        throw EdfError(fmt::format(
+        throw EdfSettingError(fmt::format(
             "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
             chosen.size() - maxEdfTraces));
     return chosen;

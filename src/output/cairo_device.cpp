@@ -59,17 +59,24 @@ CairoDevice::CairoDevice(int width, int height)
 
 CairoDevice::~CairoDevice() = default;
 
-std::vector<std::byte> CairoDevice::EncodePng() const {
-    std::vector<std::byte> bytes;
+std::vector<std::byte> CairoDevice::EncodePng(const std::function<bool()>& goOn) const {
+    struct Target {
+        std::vector<std::byte> bytes;
+        const std::function<bool()>& goOn;
+        bool stopped = false;
+    } target{{}, goOn};
     const auto append = [](void* to, const unsigned char* data, unsigned int length) {
+        auto& target = *static_cast<Target*>(to);
+        target.stopped = target.stopped || !target.goOn();
+        if (target.stopped) return CAIRO_STATUS_WRITE_ERROR;
         const auto* from = reinterpret_cast<const std::byte*>(data);
-        static_cast<std::vector<std::byte>*>(to)->insert(static_cast<std::vector<std::byte>*>(to)->end(),
-                                                         from, from + length);
+        target.bytes.insert(target.bytes.end(), from, from + length);
         return CAIRO_STATUS_SUCCESS;
     };
-    Check(cairo_surface_write_to_png_stream(surface_->image, append, &bytes),
-          "The picture could not be written");
-    return bytes;
+    const auto status = cairo_surface_write_to_png_stream(surface_->image, append, &target);
+    if (target.stopped) return {};
+    Check(status, "The picture could not be written");
+    return std::move(target.bytes);
 }
 
 uint32_t CairoDevice::PixelAt(int x, int y) const {

@@ -2,6 +2,7 @@
 // Draws on an image in memory and writes it as PNG.
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,7 +17,8 @@ class CairoDevice : public DrawDevice {
     ~CairoDevice() override;
 
     // The bytes of a PNG file. Throws std::runtime_error.
-    std::vector<std::byte> EncodePng() const;
+    // Asks `goOn` now and then; empty when it said no.
+    std::vector<std::byte> EncodePng(const std::function<bool()>& goOn = [] { return true; }) const;
     // The colour of a pixel, 0x00BBGGRR.
     uint32_t PixelAt(int x, int y) const;
 

@@ -115,7 +115,8 @@ TEST_F(MainFrameTest, SaveKeepsWhatTheViewShows) {
     EXPECT_FALSE(again.View().m_bShowTraceIDs);
 }
 
-// What cannot be saved in place finds a way out: the new file is shown in the place of the old, which stays as it was.
+// What cannot be saved in place finds a way out: the new file is shown in the place of the old, which stays
+// as it was.
 TEST_F(MainFrameTest, SaveAsShowsTheNewFile) {
     CChildFrame& child = OpenOne();
     const std::filesystem::path old = child.Document().filePath;

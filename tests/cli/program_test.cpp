@@ -100,6 +100,13 @@ TEST_F(ProgramTest, WrongCommandLines) {
         {"samples", file, "--traces", "1;2"},
         {"samples", file, "--from", "-1"},
         {"samples", file, "--count", "many"},
+        {"samples", file, "--count", ""},
+        {"samples", file, "--from", "0100"},
+        {"samples", file, "--from", "0x10"},
+        {"samples", file, "--from", "99999999999999999999"},
+        {"plot", file, "-o", In("out.png"), "--to", "0"},
+        {"plot", file, "-o", In("out.png"), "--to", ""},
+        {"run", "--help"},
         {"samples", file, "--format", "xml"},
         {"events", file, "--channels", "1000"},
         {"convert", file},
@@ -374,6 +381,18 @@ TEST_F(ProgramTest, PlotWritesAPictureOfTheSizeAskedFor) {
     EXPECT_EQ(png.substr(16, 8), std::string("\0\0\x02\x80\0\0\x01\x2C", 8))
         << "640 x 300 in the head of the file";
     EXPECT_EQ(folder.Count(), 2u);
+}
+
+// A name that is a link to the recording must not make a picture of it.
+TEST_F(ProgramTest, PlotLeavesTheRecordingAlone) {
+    const std::string file = MakePlain();
+    const std::string before = FileBytes(file);
+    std::filesystem::create_symlink(file, In("link.png"));
+    EXPECT_EQ(RunKymora({"plot", file, "-o", In("link.png"), "--yes"}).code, 2);
+    EXPECT_TRUE(FileBytes(file) == before);
+    ASSERT_EQ(RunKymora({"plot", file, "-o", In("out.png")}).code, 0);
+    EXPECT_EQ(RunKymora({"plot", file, "-o", In("out.png")}).code, 1) << "asked, and answered with no";
+    EXPECT_EQ(RunKymora({"plot", file, "-o", In("out.png"), "--yes"}).code, 0);
 }
 
 TEST_F(ProgramTest, DemoIsTheSameEveryTimeAndReplacesNothingUnasked) {

@@ -54,6 +54,7 @@ TEST_F(PlotRecordingTest, FailuresLeaveNothingBehind) {
     host.cancelAtCall = 3;
     EXPECT_THROW(PlotRecordingPng(*doc, "/a.png", {}, {}, 400, 300), Cancelled);
     EXPECT_FALSE(files.Stamp("/a.png"));
+    host.cancelAtCall = 0;
     PlotRecordingPng(*doc, "/small.png", 0.0, 10.0, 1, 1);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "document/float_doc.h"
+#include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "support/faulty_file_system.h"
 #include "support/native_builder.h"
@@ -208,6 +209,24 @@ TEST_F(SaveSafety, AJournalOfAnotherFileIsLeftAlone) {
     EXPECT_FALSE(doc->OnSaveDocument());
     EXPECT_EQ(disk.Bytes(path), bytes);
     EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+}
+
+// A file that takes the place of one with an interrupted save is not put back to that one's state.
+TEST_F(SaveSafety, AReplacedFileHasNoJournal) {
+    PutRecording();
+    Session session(host, disk);
+    {
+        const auto file = disk.Open(path, OpenMode::readOnly);
+        const auto built = test::BuildNative({});
+        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset});
+    }
+    disk.Put("/source.kymr-dat", test::BuildNative({}).file.data);
+    CFloatDoc source(session);
+    ASSERT_TRUE(source.OnOpenDocument("/source.kymr-dat"));
+    source.fileComment = "the new one";
+    WriteNativeFile(source, path);
+    EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+    EXPECT_EQ(Open(session)->fileComment, "the new one");
 }
 
 TEST_F(SaveSafety, TheSecondOpenIsReadOnlyAndTold) {
