@@ -1,5 +1,7 @@
 #include "display/axis_drawing.h"
 
+#include <fmt/format.h>
+
 #include <array>
 
 #include "display/number_text.h"
@@ -50,18 +52,31 @@ class AxisPainter {
 
   private:
     void PaintLimits() const {
-        device_.Text(limitRight, band_.top + 2, AxisNumber(axis_.m_dMax, sigFigs_),
+        device_.Text(limitRight, band_.top + 2, LimitText(axis_.m_dMax),
                      Style(textColour, Horizontal::right, Vertical::top));
-        device_.Text(limitRight, band_.bottom - 2, AxisNumber(axis_.m_dMin, sigFigs_),
+        device_.Text(limitRight, band_.bottom - 2, LimitText(axis_.m_dMin),
                      Style(textColour, Horizontal::right, Vertical::bottom));
     }
+
+    // A limit that finds no room loses figures at its end, never its front: half a number would be a wrong
+    // one.
+    std::string LimitText(double value) const {
+        std::string text = AxisNumber(value, sigFigs_);
+        for (int figures = 6; figures > 0 && !Fits(text); --figures)
+            text = fmt::format("{:.{}g}", value, figures);
+        return text;
+    }
+    bool Fits(const std::string& text) const { return device_.TextExtent(text).width <= limitRight - 2; }
 
     // Upright while it fits so, else turned along the axis; without the units, and then cut, where room is
     // short.
     void PaintLabel(bool limitsFit) const {
         const int middle = (band_.top + band_.bottom) / 2;
         const int between = band_.Height() - (limitsFit ? 2 * textHeight_ + 6 : 0);
-        const int along = band_.Height() + gap_;
+        const int limitWidth = std::max(device_.TextExtent(LimitText(axis_.m_dMax)).width,
+                                        device_.TextExtent(LimitText(axis_.m_dMin)).width);
+        const bool meetsLimits = limitsFit && limitRight - limitWidth <= labelLeft + textHeight_;
+        const int along = meetsLimits ? between : band_.Height() + gap_;
         const bool uprightFits = between >= textHeight_ - 3;
         const std::string full =
             axis_.m_strUnits.empty() ? axis_.m_strLabel : axis_.m_strLabel + " (" + axis_.m_strUnits + ")";

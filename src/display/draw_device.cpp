@@ -98,6 +98,9 @@ std::string ElideText(DrawDevice& device, std::string_view wanted, int width) {
     if (device.TextExtent(text).width <= width) return text;
     const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
     std::string_view kept = text;
+    // A character takes a pixel at least, and four bytes at most; the rest of a very long text needs no
+    // measuring.
+    kept = kept.substr(0, std::min<size_t>(kept.size(), 4 * static_cast<size_t>(std::max(width, 0)) + 4));
     while (!kept.empty()) {
         do kept.remove_suffix(1);
         while (!kept.empty() && isContinuation(text[kept.size()]));

@@ -98,8 +98,9 @@ class RowPainter {
         end_ = events.size();
         if (!chan_.IsInOrder()) return;
         const double interval = view_.GetDocument().sampleInterval;
-        const int64_t from = RoundHalfAway64(view_.m_StartTime / interval) - view_.LongestEvent(channel_) - 1;
-        const int64_t to = RoundHalfAway64(view_.m_EndTime / interval) + 1;
+        const int64_t from =
+            int64_t{RoundHalfAway(view_.m_StartTime / interval)} - view_.LongestEvent(channel_) - 1;
+        const int64_t to = int64_t{RoundHalfAway(view_.m_EndTime / interval)} + 1;
         const auto startsBefore = [](const CEventKM& event, int64_t position) {
             return event.onPosition < position;
         };

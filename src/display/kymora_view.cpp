@@ -45,7 +45,10 @@ void CKymoraView::TakeStoredViewport() {
     const StoredView& stored = doc_.view;
     Viewport viewport{stored.viewStart, stored.viewEnd};
     if (!(viewport.start >= 0.0)) viewport.start = 0.0;
-    if (!(viewport.end > 0.0) || !(viewport.Duration() > 0.0) || !std::isfinite(viewport.end))
+    // What no command could have made would hold every command back.
+    const double shortest = doc_.sampleInterval / 1000.0;
+    const double longest = 4.0 * doc_.TimeOf(longestRecording);
+    if (!(viewport.end > 0.0) || !(viewport.Duration() >= shortest) || !(viewport.end <= longest))
         viewport = DefaultViewport();
     Place(viewport);
 }

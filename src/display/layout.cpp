@@ -66,7 +66,7 @@ int Layout::SlotAt(int y, int slots) const {
 }
 
 int Layout::EventRow(double fraction) const {
-    return ClampPixel(plot.top + RoundHalfAway64(plot.Height() * fraction));
+    return ClampPixel(int64_t{plot.top} + RoundHalfAway(plot.Height() * fraction));
 }
 
 Slider CalcSlider(const Layout& layout, Viewport viewport, double fileEndMs) {
