@@ -259,7 +259,8 @@ void CKymoraView::ChangedSettings() { doc_.SetModifiedFlag(); }
 
 void CKymoraView::ToggleSwitch(bool CKymoraView::*member) {
     this->*member = !(this->*member);
-    ChangedSettings();
+    // A file has no place for this one: nothing that a save could keep has changed.
+    if (member != &CKymoraView::m_bInactiveSections) ChangedSettings();
     Relayout();
 }
 

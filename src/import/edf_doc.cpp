@@ -88,9 +88,10 @@ void CEDFDoc::ChooseSignals() {
     if (header_.ordinarySignals.empty()) return;
     chosen_ = ChooseEdfSignals(header_, setting);
     if (!setting && chosen_.size() < header_.ordinarySignals.size())
-        GetHost().Message(fmt::format("The first {} of {} signals are shown. To choose others, give --import "
-                                      "signals=LIST.",
-                                      chosen_.size(), header_.ordinarySignals.size()));
+        GetHost().Message(
+            fmt::format("The first {} of {} signals are shown. The command line shows others, with "
+                        "--import signals=LIST.",
+                        chosen_.size(), header_.ordinarySignals.size()));
 }
 
 void CEDFDoc::SetTimeBase() {
