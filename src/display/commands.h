@@ -26,19 +26,25 @@ Key KeyOf(std::string_view label);
 
 struct CommandContext {
     CKymoraView& view;
-    bool ctrl = false;  // the key is held: commands on axes act on all of them
+    bool ctrl = false;          // the key is held: commands on axes act on all of them
+    std::optional<Point> at{};  // where the mouse was, for a command of the context menu
 };
 
 struct Command {
     std::string_view id;
     std::string_view menu;                // the path of submenus, "View/Time unit"
     std::string_view label;               // with & before the access key and the shortcut behind a tab
+    std::string_view toolTip;             // what it does, in a sentence
     bool (*enabled)(const CKymoraView&);  // null: always
     bool (*checked)(const CKymoraView&);  // null: has no check mark
     void (*run)(const CommandContext&);
     bool startsGroup = false;  // a separator stands before it
+    char otherKey = 0;         // a character that runs it too, beside the key of the label
     Key key = {};              // of the label
 };
+
+// A label without its access key and shortcut: the name of the action.
+std::string PlainLabel(std::string_view label);
 
 std::span<const Command> ViewCommands();
 
@@ -49,5 +55,9 @@ const Command* FindCommand(const Key& key);
 
 // Runs an enabled command; false when it is not.
 bool RunCommand(const Command& command, const CommandContext& context);
+
+// The same for a view whose mouse mode may give letters another meaning: while events are inserted, a letter
+// selects their channel.
+const Command* FindCommand(const CKymoraView& view, const Key& key);
 
 }  // namespace kymora

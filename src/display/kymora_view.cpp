@@ -99,6 +99,9 @@ void CKymoraView::TakeStoredSettings() {
     m_bShowAxes = stored.showAxes != 0;
     m_bShowSlider = stored.showSlider != 0;
     m_bShowGrid = stored.showGrid != 0;
+    m_bShowMarkers = stored.showMarkers != 0;
+    m_bShowAnnotations = stored.showTraceAnnotations != 0;
+    m_bShowScaleBars = stored.showScaleBars != 0;
     m_bShowTraceLabels = stored.showTraceLabels != 0;
     m_bShowTraceIDs = stored.showTraceIds != 0;
     m_bShowEvents = stored.showEvents != 0;
@@ -123,6 +126,9 @@ DisplaySettings CKymoraView::GetDisplaySettings() const {
     view.showAxes = m_bShowAxes;
     view.showSlider = m_bShowSlider;
     view.showGrid = m_bShowGrid;
+    view.showMarkers = m_bShowMarkers;
+    view.showTraceAnnotations = m_bShowAnnotations;
+    view.showScaleBars = m_bShowScaleBars;
     view.showTraceLabels = m_bShowTraceLabels;
     view.showTraceIds = m_bShowTraceIDs;
     view.showEvents = m_bShowEvents;
@@ -219,6 +225,10 @@ bool CKymoraView::UpdateCache(bool showProgress) {
     }
 }
 
+void CKymoraView::Invalidate() const {
+    if (window_) window_->Invalidate();
+}
+
 void CKymoraView::UpdateDependents() {
     if (!window_) return;
     window_->ShowTimes();
@@ -237,6 +247,7 @@ void CKymoraView::OnUpdate(UpdateHint hint) {
     case UpdateHint::settings:
         TakeAxisLabels();
         Relayout();
+        RefreshViewport(false);
         break;
     }
     UpdateDependents();
@@ -255,20 +266,25 @@ int64_t CKymoraView::LongestEvent(int channel) const {
 
 // --- switches ---
 
-void CKymoraView::ChangedSettings() { doc_.SetModifiedFlag(); }
-
-void CKymoraView::ToggleSwitch(bool CKymoraView::*member) {
-    this->*member = !(this->*member);
-    // A file has no place for this one: nothing that a save could keep has changed.
-    if (member != &CKymoraView::m_bInactiveSections) ChangedSettings();
+void CKymoraView::ToggleSwitch(bool ViewSettings::*member, std::string_view name) {
+    {
+        DisplayScope scope(*this, std::string(name));
+        // A file has no place for this one: nothing that a save could keep has changed.
+        if (member == &ViewSettings::m_bInactiveSections) scope.LeaveUnmodified();
+        this->*member = !(this->*member);
+    }
     Relayout();
+    UpdateDependents();
 }
 
 void CKymoraView::SetDataArea(float fraction) {
-    m_fDataArea = fraction;
-    ChangedSettings();
+    {
+        DisplayScope scope(*this, "Data area");
+        m_fDataArea = fraction;
+    }
     Relayout();
     RefreshViewport(false);
+    AutoscaleNewAxes();
 }
 
 }  // namespace kymora

@@ -12,6 +12,8 @@
 
 #include "display/display_cache.h"
 #include "display/layout.h"
+#include "display/mouse.h"
+#include "display/view_settings.h"
 #include "document/data_doc.h"
 
 namespace kymora {
@@ -23,28 +25,15 @@ class ViewWindow {
     virtual void Invalidate() = 0;  // paint again, soon
     virtual void ShowTimes() = 0;   // the viewport or its unit changed: fill the edit boxes
     virtual void LayoutChanged() = 0;
-    // A number from the user, or nothing when it is cancelled.
-    virtual std::optional<double> AskNumber(std::string_view title, std::string_view label, double value) = 0;
+    virtual void SetCursorShape(CursorShape) {}
+    // What the status line says until it is called with nothing.
+    virtual void ShowStatus(std::string_view) {}
+    virtual void CopyText(std::string_view) {}
+    virtual void CopyPicture() {}
+    virtual void Print() {}
 };
 
-// One vertical axis: the range of values over the height of its band.
-struct CVertAxis {
-    double m_dMax = 1000.0;
-    double m_dMin = -1000.0;
-    bool m_bSelected = false;
-    std::string m_strLabel;
-    std::string m_strUnits;
-};
-
-// How a trace is drawn.
-struct TraceFormat {
-    bool drawAsDots = false;
-    int lineWidth = 1;
-    int dotSize = 0;          // 0 to 3: single pixel, then radius 2, 4, 6
-    bool clipToAxis = false;  // kept inside its own band
-};
-
-class CKymoraView : public DocumentView {
+class CKymoraView : public DocumentView, public ViewSettings {
   public:
     explicit CKymoraView(CDataDoc& doc);
     ~CKymoraView() override;
@@ -54,6 +43,10 @@ class CKymoraView : public DocumentView {
     CDataDoc& GetDocument() const { return doc_; }
     Session& GetSession() const { return doc_.GetSession(); }
     void SetWindow(ViewWindow* window) { window_ = window; }
+    // Null while no window shows the view.
+    ViewWindow* Window() const { return window_; }
+    // Has everything painted again: something that the view draws has changed.
+    void Invalidate() const;
 
     // Takes the document's stored settings and reads the first viewport: `viewport`, or the stored one. False
     // when the user stopped the reading; a short stretch is shown then.
@@ -64,13 +57,33 @@ class CKymoraView : public DocumentView {
     DisplaySettings GetDisplaySettings() const override;
     void OnUpdate(UpdateHint hint) override;
 
+    // --- mouse and keys ---
+    int m_nMouseMode = mouseNormal;
+    // The event channel that the mouse and the navigation work on.
+    int m_nMouseEventChan = 0;
+    int m_nNavEventChan = 0;
+
+    void SetMouseMode(int mode);
+    void MouseDown(const MouseEvent& event);
+    void MouseMove(const MouseEvent& event);
+    void MouseUp(const MouseEvent& event);
+    void MouseDoubleClick(const MouseEvent& event);
+    // Abandons a drag, else ends the mode, else the selection.
+    void Escape();
+    bool IsDragging() const { return drag_ != nullptr; }
+    // What is drawn over the picture while the mouse drags, and the selected stretch.
+    void DrawFeedback(DrawDevice& device) const;
+
+    // The stretch of time that the user selected; nothing when there is none.
+    std::optional<Viewport> m_selection;
+    void Select(std::optional<Viewport> selection);
+    // An action has used the selection; by the option it goes.
+    void SelectionUsed();
+
     // --- the viewport ---
     double m_StartTime = 0.0;
     double m_EndTime = 0.0;
     double m_TimePerDiv = 0.0;  // an eighth of the viewport
-    int m_nTimeUnit = 0;        // 0 ms, 1 s, 2 min: how times are shown
-    bool m_bTimebasePerViewport = false;
-    int m_nPercentStep = 20;
 
     Viewport GetViewport() const { return {m_StartTime, m_EndTime}; }
     double GetFileEnd() const;
@@ -113,19 +126,8 @@ class CKymoraView : public DocumentView {
     void ToggleFocusLeftEdge();
 
     // --- what is shown ---
-    bool m_bShowAxes = true;
-    bool m_bShowSlider = true;
-    bool m_bShowGrid = true;
-    bool m_bShowTraceLabels = true;
-    bool m_bShowTraceIDs = true;
-    bool m_bShowEvents = true;
-    bool m_bShowEventLabels = true;
-    bool m_bShowEventChanLabels = true;
-    bool m_bInactiveSections = false;  // gaps in grey at 0, and a line at 0 behind the end
-    float m_fDataArea = 1.0f;          // fraction of the height given to the traces
-    int m_nSigFigs = 3;                // of the axis limits; 0 is the default form
-
-    void ToggleSwitch(bool CKymoraView::*member);
+    // `name` is the action's for undo.
+    void ToggleSwitch(bool ViewSettings::*member, std::string_view name);
     void SetDataArea(float fraction);
     void SetSigFigs(int figures);
 
@@ -143,10 +145,6 @@ class CKymoraView : public DocumentView {
     std::string StatusText(int x, int y) const;
 
     // --- axes and traces ---
-    std::array<CVertAxis, maxTraces> m_axes;
-    std::array<bool, maxTraces> m_bAxisVisible{};
-    std::array<int, maxTraces> m_nAxisOfTrace{};
-    std::array<TraceFormat, maxTraces> m_format;
     int m_nVisibleAxes = 0;
 
     // The axes shown, from the top; empty while the data area is 0.
@@ -184,20 +182,20 @@ class CKymoraView : public DocumentView {
     bool UpdateCache(bool showProgress);
     void UpdateDependents();
     bool FocusLeftEdge() const;
-    void ChangedSettings();
     void AutoscaleAxis(int axis);
     void AutoscaleNewAxes();
     // Runs `change` on each axis that a command acts on.
     template <typename Change>
-    void ForAxes(bool allAxes, Change change);
+    void ForAxes(const char* name, bool allAxes, Change change);
     template <typename Change>
-    void ForFormats(bool allAxes, Change change);
+    void ForFormats(const char* name, bool allAxes, Change change);
     void WarnOfEqualLabels();
 
     CDataDoc& doc_;
     ViewWindow* window_ = nullptr;
     DisplayCache cache_;
     Layout layout_;
+    std::unique_ptr<MouseDrag> drag_;
     int width_ = 0, height_ = 0;
     std::vector<int> shownAxes_;
     std::array<int32_t, maxTraces> autoscale_{};  // traces that are scaled when they are next shown

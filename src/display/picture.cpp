@@ -2,6 +2,7 @@
 
 #include "display/axis_drawing.h"
 #include "display/event_rows.h"
+#include "display/overlay_drawing.h"
 #include "display/trace_drawing.h"
 
 namespace kymora {
@@ -23,14 +24,18 @@ void DrawSlider(const CKymoraView& view, DrawDevice& device) {
 void PaintRecording(const CKymoraView& view, DrawDevice& device, PictureTarget target) {
     const Layout& layout = view.GetLayout();
     const bool isWindow = target == PictureTarget::window;
-    device.FillRect({0, 0, layout.width, layout.height}, paperColour);
+    device.FillRect({0, 0, layout.width, layout.height}, view.m_crBackground);
     DrawFrameAndGrid(view, device);
     DrawTraces(view, device);
     DrawTraceLabels(view, device);
     DrawEventRows(view, device);
     DrawVerticalAxes(view, device, isWindow);
     DrawTimeAxis(view, device, !isWindow);
-    if (isWindow) DrawSlider(view, device);
+    DrawOverlays(view, device);
+    DrawCursors(view, device);
+    if (!isWindow) return;
+    DrawSlider(view, device);
+    view.DrawFeedback(device);
 }
 
 }  // namespace kymora

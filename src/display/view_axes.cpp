@@ -72,15 +72,17 @@ void CKymoraView::SelectAxis(int axis, bool addToSelection) {
 }
 
 template <typename Change>
-void CKymoraView::ForAxes(bool allAxes, Change change) {
-    for (int axis = 0; axis < doc_.traceCount; ++axis)
-        if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected) change(axis);
-    ChangedSettings();
+void CKymoraView::ForAxes(const char* name, bool allAxes, Change change) {
+    {
+        DisplayScope scope(*this, name);
+        for (int axis = 0; axis < doc_.traceCount; ++axis)
+            if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected) change(axis);
+    }
     UpdateDependents();
 }
 
 void CKymoraView::Autoscale(bool allAxes) {
-    ForAxes(allAxes, [this](int axis) { AutoscaleAxis(axis); });
+    ForAxes("Autoscale", allAxes, [this](int axis) { AutoscaleAxis(axis); });
 }
 
 void CKymoraView::AutoscaleNewAxes() {
@@ -120,36 +122,41 @@ void CKymoraView::AutoscaleAxis(int axis) {
 }
 
 void CKymoraView::IncreaseGain(bool allAxes) {
-    ForAxes(allAxes, [this](int axis) { WidenBySpan(m_axes[static_cast<size_t>(axis)], -0.25); });
+    ForAxes("Increase gain", allAxes,
+            [this](int axis) { WidenBySpan(m_axes[static_cast<size_t>(axis)], -0.25); });
 }
 
 void CKymoraView::DecreaseGain(bool allAxes) {
-    ForAxes(allAxes, [this](int axis) { WidenBySpan(m_axes[static_cast<size_t>(axis)], 0.5); });
+    ForAxes("Decrease gain", allAxes,
+            [this](int axis) { WidenBySpan(m_axes[static_cast<size_t>(axis)], 0.5); });
 }
 
 void CKymoraView::MoveUp(bool allAxes) {
-    ForAxes(allAxes, [this](int axis) { ShiftBySpan(m_axes[static_cast<size_t>(axis)], -0.2); });
+    ForAxes("Move up", allAxes, [this](int axis) { ShiftBySpan(m_axes[static_cast<size_t>(axis)], -0.2); });
 }
 
 void CKymoraView::MoveDown(bool allAxes) {
-    ForAxes(allAxes, [this](int axis) { ShiftBySpan(m_axes[static_cast<size_t>(axis)], 0.2); });
+    ForAxes("Move down", allAxes, [this](int axis) { ShiftBySpan(m_axes[static_cast<size_t>(axis)], 0.2); });
 }
 
 template <typename Change>
-void CKymoraView::ForFormats(bool allAxes, Change change) {
-    for (int t = 0; t < doc_.traceCount; ++t) {
-        const auto i = static_cast<size_t>(t);
-        if (allAxes || m_axes[static_cast<size_t>(m_nAxisOfTrace[i])].m_bSelected) change(m_format[i]);
+void CKymoraView::ForFormats(const char* name, bool allAxes, Change change) {
+    {
+        DisplayScope scope(*this, name);
+        for (int t = 0; t < doc_.traceCount; ++t) {
+            const auto i = static_cast<size_t>(t);
+            if (allAxes || m_axes[static_cast<size_t>(m_nAxisOfTrace[i])].m_bSelected) change(m_format[i]);
+        }
     }
     UpdateDependents();
 }
 
 void CKymoraView::SetDrawAsDots(bool allAxes, bool dots) {
-    ForFormats(allAxes, [dots](TraceFormat& format) { format.drawAsDots = dots; });
+    ForFormats(dots ? "Dots" : "Lines", allAxes, [dots](TraceFormat& format) { format.drawAsDots = dots; });
 }
 
 void CKymoraView::SetDotSize(bool allAxes, int size) {
-    ForFormats(allAxes, [size](TraceFormat& format) { format.dotSize = size; });
+    ForFormats("Dot size", allAxes, [size](TraceFormat& format) { format.dotSize = size; });
 }
 
 bool CKymoraView::IsSelectedFormat(bool (*test)(const TraceFormat&)) const {
@@ -164,8 +171,10 @@ bool CKymoraView::IsSelectedFormat(bool (*test)(const TraceFormat&)) const {
 }
 
 void CKymoraView::SetSigFigs(int figures) {
-    m_nSigFigs = figures;
-    ChangedSettings();
+    {
+        DisplayScope scope(*this, "Vert ax scl sig fig");
+        m_nSigFigs = figures;
+    }
     UpdateDependents();
     WarnOfEqualLabels();
 }

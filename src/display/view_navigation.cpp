@@ -143,25 +143,33 @@ std::string CKymoraView::TimebaseUnitText() const {
 }
 
 void CKymoraView::AskTimebase() {
-    if (!window_) return;
     const std::string label =
         std::string(m_bTimebasePerViewport ? "viewport duration " : "grid division duration ") + "(" +
         TimeUnitName(m_nTimeUnit) + ")";
-    const double shown =
-        (m_bTimebasePerViewport ? m_EndTime - m_StartTime : m_TimePerDiv) / TimeUnitFactor(m_nTimeUnit);
-    if (const auto value = window_->AskNumber("Set timebase", label, shown))
-        SetTimebaseFromText(ShortNumber(*value));
+    const double unit = TimeUnitFactor(m_nTimeUnit);
+    Form form("Set timebase");
+    form.AddNumber("timebase", label,
+                   (m_bTimebasePerViewport ? m_EndTime - m_StartTime : m_TimePerDiv) / unit,
+                   "How much time the view shows")
+        .least = 0.0;
+    if (!GetSession().host.AskForm(form)) return;
+    const double timebase = form.Number("timebase") * unit;
+    SetTimebase(m_bTimebasePerViewport ? timebase / 8.0 : timebase);
 }
 
 void CKymoraView::SetTimeUnit(int unit) {
-    m_nTimeUnit = unit;
-    ChangedSettings();
+    {
+        DisplayScope scope(*this, "Time unit");
+        m_nTimeUnit = unit;
+    }
     UpdateDependents();
 }
 
 void CKymoraView::SetTimebasePerViewport(bool perViewport) {
-    m_bTimebasePerViewport = perViewport;
-    ChangedSettings();
+    {
+        DisplayScope scope(*this, "Timebase");
+        m_bTimebasePerViewport = perViewport;
+    }
     UpdateDependents();
 }
 
@@ -169,7 +177,7 @@ void CKymoraView::ToggleFocusLeftEdge() {
     int& option = GetSession().options.expandContractFocus;
     option = option == 0 ? 1 : 0;
     expandContractFocus_ = option;
-    ChangedSettings();
+    doc_.SetModifiedFlag();
 }
 
 }  // namespace kymora

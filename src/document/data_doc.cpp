@@ -128,7 +128,10 @@ bool CDataDoc::SaveModified() {
 
 void CDataDoc::AddView(DocumentView& added) { views_.push_back(&added); }
 
-void CDataDoc::RemoveView(DocumentView& removed) { std::erase(views_, &removed); }
+void CDataDoc::RemoveView(DocumentView& removed) {
+    undo_.ForgetView(removed);
+    std::erase(views_, &removed);
+}
 
 void CDataDoc::UpdateAllViews(UpdateHint hint) {
     for (DocumentView* shown : views_) shown->OnUpdate(hint);

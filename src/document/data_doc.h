@@ -21,6 +21,7 @@
 #include "archive/archive.h"
 #include "document/overlays.h"
 #include "document/run_list.h"
+#include "document/undo.h"
 #include "events/event_chan.h"
 #include "host/session.h"
 
@@ -174,6 +175,10 @@ class CDataDoc : public EventChanOwner {
     bool SaveModified();
     bool IsModified() const { return modified_; }
     void SetModifiedFlag(bool modified = true) { modified_ = modified; }
+
+    // What the user can take back.
+    UndoStack& Undo() { return undo_; }
+    UndoScope* openUndoScope = nullptr;  // the outermost one at work
 
     void AddView(DocumentView& view);
     void RemoveView(DocumentView& view);
@@ -369,6 +374,7 @@ class CDataDoc : public EventChanOwner {
 
     Session& session_;
     bool modified_ = false;
+    UndoStack undo_{*this};
     std::vector<DocumentView*> views_;
     std::vector<std::vector<float>> fileBuffer_;     // [trace][bufferSize], empty until it is needed
     std::vector<std::vector<uint8_t>> validBuffer_;  // the same where hasGaps is set

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
+#include <tuple>
 
 #include "host/host.h"
 
@@ -98,18 +100,22 @@ void CEventChan::AppendLoaded(CEventKM event) {
 bool CEventChan::AddEvent(CEventKM event) {
     if (IsLocked()) return false;
     eventExtra_.clear();
-    const int32_t on = event.onPosition;
-    if (on == -1 || events_.empty() || on >= events_.back().onPosition) {
+    const auto place = static_cast<size_t>(PlaceFor(event.onPosition));
+    if (place == events_.size())
         AppendLoaded(std::move(event));
-        return true;
-    }
-    const auto startsLater = [on](const CEventKM& other) { return other.onPosition > on; };
+    else
+        InsertAt(place, std::move(event));
+    return true;
+}
+
+int CEventChan::PlaceFor(int32_t onPosition) const {
+    if (onPosition == -1 || events_.empty() || onPosition >= events_.back().onPosition) return GetNumEvents();
+    const auto startsLater = [=](const CEventKM& other) { return other.onPosition > onPosition; };
     const auto place = IsInOrder()
                            ? std::partition_point(events_.begin(), events_.end(),
                                                   [&](const CEventKM& other) { return !startsLater(other); })
                            : std::find_if(events_.begin(), events_.end(), startsLater);
-    InsertAt(static_cast<size_t>(place - events_.begin()), std::move(event));
-    return true;
+    return static_cast<int>(place - events_.begin());
 }
 
 bool CEventChan::AddEvent(int32_t on, int32_t off, float value, int32_t tag, uint32_t colour) {
@@ -287,6 +293,39 @@ void CEventChan::AppendComment(const char* format, ...) {
     va_start(arguments, format);
     channelComment += FormatComment(format, arguments);
     va_end(arguments);
+}
+
+// --- for undo ---
+
+std::vector<CEventKM> CEventChan::Splice(int at, int count, std::vector<CEventKM> with) {
+    const auto first = events_.begin() + at;
+    std::vector<CEventKM> taken(std::make_move_iterator(first), std::make_move_iterator(first + count));
+    if (with.size() == taken.size()) {
+        std::move(with.begin(), with.end(), first);
+    } else {
+        events_.erase(first, first + count);
+        events_.insert(events_.begin() + at, std::make_move_iterator(with.begin()),
+                       std::make_move_iterator(with.end()));
+    }
+    Remeasure();
+    return taken;
+}
+
+void CEventChan::SwapEvents(CEventChan& other) {
+    std::swap(events_, other.events_);
+    std::swap(eventExtra_, other.eventExtra_);
+    std::swap(descents_, other.descents_);
+    std::swap(longestEvent_, other.longestEvent_);
+}
+
+bool CEventChan::HasSameSettings(const CEventChan& other) const {
+    const auto settings = [](const CEventChan& chan) {
+        return std::tie(chan.detectionMethod, chan.channelLocked, chan.channelLabel, chan.channelComment,
+                        chan.channelColour, chan.channelColourAlt, chan.channelFlag, chan.channelVisible,
+                        chan.channelOptionB, chan.channelDrawMode, chan.parentTrace, chan.templateData,
+                        chan.detection, chan.displayPosition_);
+    };
+    return settings(*this) == settings(other);
 }
 
 }  // namespace kymora

@@ -134,6 +134,15 @@ class CEventChan {
     bool CopyEvents(const CEventChan& source);
     bool Copy(const CEventChan& source);
 
+    // --- for undo, which neither asks the lock nor keeps order ---
+    // The index at which AddEvent would put an event of that onPosition.
+    int PlaceFor(int32_t onPosition) const;
+    // Puts events in the place of `count` events from `at` on and answers those. Drops the extra table.
+    std::vector<CEventKM> Splice(int at, int count, std::vector<CEventKM> with);
+    // Exchanges the events and their extra tables, but no settings.
+    void SwapEvents(CEventChan& other);
+    bool HasSameSettings(const CEventChan& other) const;
+
     // --- queries ---
     // Index of the first event that holds the position, or -1.
     int FindEventAt(int32_t position) const;

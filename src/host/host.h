@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/form.h"
+
 namespace kymora {
 
 // Progress of one long operation. Destroying it takes the progress box or bar away.
@@ -52,8 +54,23 @@ class Host {
     // which only a notice that offers Cancel can give.
     virtual bool Notice(std::string_view key, std::string_view title, std::string_view text) = 0;
 
+    // The same with a way to decline: false then.
+    virtual bool NoticeWithCancel(std::string_view key, std::string_view title, std::string_view text) {
+        return Notice(key, title, text);
+    }
+
+    // The names of files to open; none when the user cancels or nobody can be asked.
+    virtual std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest&) { return {}; }
+
     // The name for a new file, or nothing when the user cancels or nobody can be asked.
     virtual std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) = 0;
+
+    // Shows a dialog. True when it was accepted: its values are then those of the user and within their
+    // limits. False leaves the form's values without meaning. A host without a person changes nothing.
+    virtual bool AskForm(Form&) { return false; }
+
+    // Shows a text that may be long, to be read, searched and copied.
+    virtual void ShowText(std::string_view title, std::string_view text) { Message(text, title); }
 
     // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state
     // of the box that silences the dialog for the session.

@@ -29,7 +29,7 @@ TEST(Commands, KeysFollowTheLabels) {
     EXPECT_EQ(IdOf(Letter('+', true)), "increase-gain");  // Ctrl: all axes
     EXPECT_EQ(IdOf(Plain(KeyCode::up, true)), "move-up");
     EXPECT_EQ(IdOf(Letter('0', true)), "autoscale");
-    EXPECT_EQ(IdOf(Letter('0')), "none");
+    EXPECT_EQ(IdOf(Letter('0')), "autoscale");  // the selected axes
     EXPECT_EQ(IdOf(Letter('1', true)), "none");
     EXPECT_EQ(IdOf(Key{}), "none");
 }

@@ -94,8 +94,8 @@ TEST_F(EventRowsTest, LabelsStandWhereTheyDoNotCollide) {
     EXPECT_FALSE(device.Wrote("hidden"));
     EXPECT_TRUE(device.Wrote("sleep"));
     EXPECT_TRUE(device.Wrote("c: stages"));
-    view->ToggleSwitch(&CKymoraView::m_bShowEventLabels);
-    view->ToggleSwitch(&CKymoraView::m_bShowEventChanLabels);
+    view->ToggleSwitch(&ViewSettings::m_bShowEventLabels, "Event labels");
+    view->ToggleSwitch(&ViewSettings::m_bShowEventChanLabels, "Event chan labels");
     Draw();
     EXPECT_TRUE(device.texts.empty());
     doc->eventChannels[2].channelVisible = 0;

@@ -318,7 +318,7 @@ TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
     CKymoraView& v = Open(1000.0, 3000.0, 2);
     session.options.expandContractFocus = 1;  // was 0 when the document was made
     doc->view.formatOption = 7;               // not this view's business
-    v.ToggleSwitch(&CKymoraView::m_bShowGrid);
+    v.ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
     v.SetDataArea(0.75f);
     v.SetTimeUnit(2);
     v.SetSigFigs(5);

@@ -173,8 +173,8 @@ TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
     EXPECT_EQ(grid[4].points, (std::vector<Point>{{170, 10}, {170, 410}}));
     EXPECT_EQ(grid[4].pen.style, Pen::Style::dashed);
     EXPECT_EQ(device.LinesOf(frameColour).size(), 1u);
-    view->ToggleSwitch(&CKymoraView::m_bShowGrid);
-    view->ToggleSwitch(&CKymoraView::m_bShowAxes);
+    view->ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
+    view->ToggleSwitch(&ViewSettings::m_bShowAxes, "Axes");
     device.lines.clear();
     DrawFrameAndGrid(*view, device);
     EXPECT_TRUE(device.lines.empty());
@@ -195,7 +195,7 @@ TEST_F(TraceDrawingTest, FileShowsTimesLimitsAndLabels) {
     PaintRecording(*view, device, PictureTarget::file);
     EXPECT_TRUE(device.Wrote("time (2 s/viewport)"));
     view->SetTimebasePerViewport(false);
-    view->ToggleSwitch(&CKymoraView::m_bShowGrid);
+    view->ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
     device = {};
     PaintRecording(*view, device, PictureTarget::window);  // edit boxes show the times
     EXPECT_FALSE(device.Wrote("0.5"));

@@ -2,6 +2,7 @@
 // A host without a user: it keeps everything that it is told, and answers from a script.
 
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +35,9 @@ class TestHost : public Host {
     std::vector<Shown> notices;
     std::vector<FileRequest> fileRequests;
     std::vector<FileDetails> details;
+    std::vector<std::string> forms;       // their titles
+    std::vector<Shown> texts;             // of ShowText
+    std::string formFault;                // why the last filled form was not accepted
     std::deque<ProgressRecord> progress;  // a deque: records stay in place while boxes are open
     std::vector<std::string> log;
 
@@ -42,7 +46,9 @@ class TestHost : public Host {
     bool answer = true;
     std::deque<bool> nextNoticeAnswers;  // of Notice, in turn; `noticeAnswer` when they are used up
     bool noticeAnswer = true;
-    std::optional<std::filesystem::path> saveFile;  // of ChooseSaveFile; nothing cancels
+    std::optional<std::filesystem::path> saveFile;     // of ChooseSaveFile; nothing cancels
+    std::vector<std::filesystem::path> openFiles;      // of ChooseOpenFiles
+    std::deque<std::function<bool(Form&)>> fillForms;  // of AskForm, in turn: fill in, and accept or cancel
     bool acceptDetails = true;
     bool skipDetails = false;
     uint64_t cancelAtCall = 0;  // the n-th Update of each progress answers false, and all later; 0: none
@@ -63,6 +69,22 @@ class TestHost : public Host {
         fileRequests.push_back(request);
         return saveFile;
     }
+    std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest& request) override {
+        fileRequests.push_back(request);
+        return openFiles;
+    }
+    bool AskForm(Form& form) override {
+        forms.push_back(form.title);
+        if (fillForms.empty()) return false;
+        const auto fill = fillForms.front();
+        fillForms.pop_front();
+        if (!fill(form)) return false;
+        formFault = form.Check();
+        return formFault.empty();
+    }
+    void ShowText(std::string_view title, std::string_view text) override {
+        texts.push_back({std::string(text), std::string(title), {}});
+    }
     bool AcceptFileDetails(const FileDetails& shown, bool& skipFromNowOn) override {
         details.push_back(shown);
         skipFromNowOn = skipDetails;
@@ -80,7 +102,7 @@ class TestHost : public Host {
     // Nothing was shown and nothing asked; progress and log do not count.
     bool WasSilent() const {
         return messages.empty() && questions.empty() && notices.empty() && fileRequests.empty() &&
-               details.empty();
+               details.empty() && forms.empty() && texts.empty();
     }
     // All that was logged, one text.
     std::string LogText() const {

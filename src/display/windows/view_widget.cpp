@@ -1,6 +1,7 @@
 #include "display/windows/view_widget.h"
 
-#include <QInputDialog>
+#include <QApplication>
+#include <QClipboard>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -61,6 +62,21 @@ Key KeyFrom(const QKeyEvent& event) {
     return key;
 }
 
+MouseEvent FromQt(const QMouseEvent& event) {
+    MouseEvent mouse;
+    mouse.x = event.pos().x();
+    mouse.y = event.pos().y();
+    const Qt::MouseButton button = event.button();
+    mouse.button = button == Qt::LeftButton     ? MouseButton::left
+                   : button == Qt::RightButton  ? MouseButton::right
+                   : button == Qt::MiddleButton ? MouseButton::middle
+                                                : MouseButton::none;
+    mouse.ctrl = event.modifiers().testFlag(Qt::ControlModifier);
+    mouse.shift = event.modifiers().testFlag(Qt::ShiftModifier);
+    mouse.alt = event.modifiers().testFlag(Qt::AltModifier);
+    return mouse;
+}
+
 }  // namespace
 
 ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), view_(view) {
@@ -110,15 +126,30 @@ void ViewWidget::ShowTimes() {
 
 void ViewWidget::LayoutChanged() { PlaceEdits(); }
 
-std::optional<double> ViewWidget::AskNumber(std::string_view title, std::string_view label, double value) {
-    bool accepted = false;
-    const auto text = [](std::string_view from) {
-        return QString::fromUtf8(from.data(), static_cast<int>(from.size()));
-    };
-    const double answer =
-        QInputDialog::getDouble(this, text(title), text(label), value, 0.0, 1e12, 6, &accepted);
-    if (!accepted) return {};
-    return answer;
+void ViewWidget::SetCursorShape(CursorShape shape) {
+    static constexpr Qt::CursorShape shapes[] = {Qt::ArrowCursor,    Qt::CrossCursor,    Qt::SizeHorCursor,
+                                                 Qt::SizeVerCursor,  Qt::OpenHandCursor, Qt::ClosedHandCursor,
+                                                 Qt::ForbiddenCursor};
+    setCursor(shapes[static_cast<size_t>(shape)]);
+}
+
+void ViewWidget::ShowStatus(std::string_view text) {
+    modeStatus_ = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    emit StatusChanged(modeStatus_);
+}
+
+void ViewWidget::CopyText(std::string_view text) {
+    QApplication::clipboard()->setText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+}
+
+void ViewWidget::CopyPicture() {
+    QImage picture(size() * devicePixelRatioF(), QImage::Format_RGB32);
+    picture.setDevicePixelRatio(devicePixelRatioF());
+    QPainter painter(&picture);
+    PainterDevice device(painter);
+    PaintRecording(view_, device, PictureTarget::file);
+    painter.end();
+    QApplication::clipboard()->setImage(picture);
 }
 
 // --- edit boxes ---
@@ -203,8 +234,9 @@ void ViewWidget::PaintPicture() {
 // --- keys and mouse ---
 
 void ViewWidget::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) return view_.Escape();
     const Key key = KeyFrom(*event);
-    const Command* command = FindCommand(key);
+    const Command* command = FindCommand(view_, key);
     if (!command) return QWidget::keyPressEvent(event);
     RunCommand(*command, {view_, key.ctrl});
 }
@@ -227,38 +259,21 @@ void ViewWidget::wheelEvent(QWheelEvent* event) {
         ScrollBySteps(-steps);
 }
 
-bool ViewWidget::PressSlider(QPoint at) {
-    const Slider slider = view_.GetSlider();
-    if (!view_.m_bShowSlider || !slider.strip.Contains(at.x(), at.y())) return false;
-    if (at.x() < slider.thumb.left)
-        view_.LeftPage();
-    else if (at.x() >= slider.thumb.right)
-        view_.RightPage();
-    else
-        thumbGrip_ = at.x() - slider.thumb.left;
-    return true;
-}
-
 void ViewWidget::mousePressEvent(QMouseEvent* event) {
     setFocus();
-    if (event->button() != Qt::LeftButton || PressSlider(event->pos())) return;
-    const Layout& layout = view_.GetLayout();
-    if (layout.axesShown && event->pos().x() < layout.plot.left)
-        view_.SelectAxis(view_.GetNearestAxis(event->pos().y()),
-                         event->modifiers().testFlag(Qt::ControlModifier));
+    view_.MouseDown(FromQt(*event));
 }
 
 void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
-    if (thumbGrip_ >= 0) {
-        const double start = view_.GetSlider().StartAt(event->pos().x() - thumbGrip_, view_.GetFileEnd());
-        const double lastStart = std::max(0.0, view_.GetFileEnd() - view_.GetViewport().Duration());
-        view_.SetStartTime(std::min(start, lastStart));
-    }
-    emit StatusChanged(QString::fromStdString(view_.StatusText(event->pos().x(), event->pos().y())));
+    view_.MouseMove(FromQt(*event));
+    const QString place = QString::fromStdString(view_.StatusText(event->pos().x(), event->pos().y()));
+    emit StatusChanged(modeStatus_.isEmpty() ? place : modeStatus_ + "   " + place);
 }
 
-void ViewWidget::mouseReleaseEvent(QMouseEvent*) { thumbGrip_ = -1; }
+void ViewWidget::mouseReleaseEvent(QMouseEvent* event) { view_.MouseUp(FromQt(*event)); }
 
-void ViewWidget::leaveEvent(QEvent*) { emit StatusChanged({}); }
+void ViewWidget::mouseDoubleClickEvent(QMouseEvent* event) { view_.MouseDoubleClick(FromQt(*event)); }
+
+void ViewWidget::leaveEvent(QEvent*) { emit StatusChanged(modeStatus_); }
 
 }  // namespace kymora

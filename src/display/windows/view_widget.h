@@ -25,7 +25,10 @@ class ViewWidget : public QWidget, public ViewWindow {
     void Invalidate() override;
     void ShowTimes() override;
     void LayoutChanged() override;
-    std::optional<double> AskNumber(std::string_view title, std::string_view label, double value) override;
+    void SetCursorShape(CursorShape shape) override;
+    void ShowStatus(std::string_view text) override;
+    void CopyText(std::string_view text) override;
+    void CopyPicture() override;
 
     QSize sizeHint() const override { return {900, 560}; }
 
@@ -41,6 +44,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -49,7 +53,6 @@ class ViewWidget : public QWidget, public ViewWindow {
     void Accept(QLineEdit* edit);
     void PlaceEdits();
     void PaintPicture();
-    bool PressSlider(QPoint at);
     void ScrollBySteps(int steps);
 
     CKymoraView& view_;
@@ -60,7 +63,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     QImage picture_;
     bool pictureIsCurrent_ = false;
     bool accepting_ = false;
-    int thumbGrip_ = -1;  // where the mouse holds the slider's thumb, from its left edge; -1 when it does not
+    QString modeStatus_;  // of the mouse mode
     int wheelTurn_ = 0;   // eighths of a degree that did not make a step yet
 };
 

@@ -1,0 +1,9 @@
+// The commands of cursors.
+
+#include "display/command_tables.h"
+
+namespace kymora {
+
+CommandTable CursorCommands() { return {}; }
+
+}  // namespace kymora

@@ -1,0 +1,9 @@
+#include "display/overlay_drawing.h"
+
+namespace kymora {
+
+void DrawOverlays(const CKymoraView&, DrawDevice&) {}
+
+void DrawCursors(const CKymoraView&, DrawDevice&) {}
+
+}  // namespace kymora

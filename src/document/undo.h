@@ -1,0 +1,106 @@
+#pragma once
+// Undo and redo of what a user changes in a recording. A step is a named list of changes; a change holds the
+// state that the document had before, and swaps it with the document's present state, so that the same call
+// undoes and redoes. Saved files are not affected: undoing after a save is a change like any other.
+//
+// Whoever edits opens an UndoScope, says what will change, and edits. The scope's end records the step, or
+// nothing when nothing changed.
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "document/overlays.h"
+#include "events/event_chan.h"
+
+namespace kymora {
+
+class CDataDoc;
+class DocumentView;
+
+// One part of the document, as it was.
+class UndoChange {
+  public:
+    virtual ~UndoChange() = default;
+    // Puts the held state in the document and keeps what was there.
+    virtual void Swap(CDataDoc& doc) = 0;
+    // False when the document's present state equals the held one.
+    virtual bool IsChange(const CDataDoc& doc) const = 0;
+    // Memory that the held state takes, roughly.
+    virtual size_t Bytes() const = 0;
+    // True for the display settings of a view; they go when the view closes.
+    virtual bool ConcernsView(const DocumentView&) const { return false; }
+};
+
+class UndoStack {
+  public:
+    explicit UndoStack(CDataDoc& doc) : doc_(doc) {}
+
+    bool CanUndo() const { return !done_.empty(); }
+    bool CanRedo() const { return !undone_.empty(); }
+    // The name of the action that would be undone or redone; empty when there is none.
+    std::string UndoName() const { return done_.empty() ? std::string() : done_.back().name; }
+    std::string RedoName() const { return undone_.empty() ? std::string() : undone_.back().name; }
+    // Each marks the document as changed and updates all its views. False when there is nothing to do.
+    bool Undo();
+    bool Redo();
+
+    // Adds a step, which forgets what could have been redone. The oldest steps go when there are more than
+    // 200 or they take more than 256 MiB.
+    void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes);
+    // Forgets everything: the traces were replaced.
+    void Clear();
+    void ForgetView(const DocumentView& view);
+
+  private:
+    struct Step {
+        std::string name;
+        std::vector<std::unique_ptr<UndoChange>> changes;
+        size_t bytes = 0;
+    };
+    bool Move(std::deque<Step>& from, std::deque<Step>& to);
+
+    CDataDoc& doc_;
+    std::deque<Step> done_, undone_;
+};
+
+// Records what is changed between its making and its end as one step. A scope inside another belongs to the
+// outer one, whose name counts.
+class UndoScope {
+  public:
+    UndoScope(CDataDoc& doc, std::string name);
+    ~UndoScope();
+    UndoScope(const UndoScope&) = delete;
+    UndoScope& operator=(const UndoScope&) = delete;
+
+    // Each says what will change; asking twice costs nothing.
+    void KeepMarkers();
+    void KeepAnnotations();
+    void KeepScaleBars();
+    // Settings and events of a channel. Copies the events: for edits of many.
+    void KeepChannel(int channel);
+    void KeepChannelSettings(int channel);
+    void Keep(std::unique_ptr<UndoChange> change);
+
+    // Edits of single events, which keep only what they touch. Each obeys the channel's lock as the channel's
+    // own operation does, and answers what that one does.
+    bool AddEvent(int channel, CEventKM event);
+    bool DeleteEvent(int channel, int index);
+    // Puts another event in the place of one; it is sorted in where its position changed.
+    bool ReplaceEvent(int channel, int index, CEventKM event);
+
+    // Forgets the step: the edit was abandoned and the document put back.
+    void Abandon() { changes_.clear(); }
+
+  private:
+    CDataDoc& doc_;
+    std::string name_;
+    UndoScope* outer_;
+    std::vector<std::unique_ptr<UndoChange>> changes_;
+    std::vector<int> keptChannels_, keptSettings_;
+    bool keptMarkers_ = false, keptAnnotations_ = false, keptScaleBars_ = false;
+};
+
+}  // namespace kymora
