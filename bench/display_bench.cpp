@@ -54,28 +54,48 @@ void BenchReload(Session& session, const std::filesystem::path& path) {
         reloadSamples / 1e6, reloadTraces, reload * 1e3, blocks * 1e3, blocks / reload);
 }
 
-// 16 traces of noise, in a viewport whose bins are `samples` / 4000 wide.
-void BenchPaint(Session& session, const std::filesystem::path& path, int64_t samples) {
-    MakeNative(session, path, 16, samples, 1000, false);
+void AddEvents(CDataDoc& doc, int64_t count, int rows) {
+    const auto step = static_cast<int32_t>(doc.GetLength() * rows / std::max<int64_t>(1, count));
+    for (int row = 0; row < rows; ++row)
+        for (int64_t i = 0; i < count / rows; ++i) {
+            const auto on = static_cast<int32_t>(i * std::max(1, step));
+            doc.AddEvent(row, {on, on + std::max(1, step / 2)});
+        }
+}
+
+// Noise, in a viewport whose bins are `samples` / 4000 wide.
+void BenchPaint(Session& session, const std::filesystem::path& path, int traces, int64_t samples,
+                int64_t events) {
+    std::filesystem::remove(path);
+    MakeNative(session, path, traces, samples, 0, false);
     CFloatDoc doc(session);
     if (!doc.OnOpenDocument(path, OpenFor::reading)) return;
+    if (events != 0) AddEvents(doc, events, 10);
     CKymoraView view(doc);
     view.OnSize(1600, 900);
     view.OnInitialUpdate(Viewport{0.0, doc.GetEndTime()});
     view.Autoscale(true);
+    const auto print = [&](const char* target, double seconds) {
+        std::printf(
+            "repaint of %3d traces, %7lld samples, %7lld events in 10 rows: %6.2f ms on %s (goal 16)\n",
+            traces, static_cast<long long>(samples), static_cast<long long>(events), seconds * 1e3, target);
+    };
     CairoDevice cairo(1600, 900);
-    const double onCairo = Seconds(20, [&] { PaintRecording(view, cairo, PictureTarget::window); });
-    std::printf("repaint of 16 traces, %lld samples: %.2f ms on a cairo image (goal 16)\n",
-                static_cast<long long>(samples), onCairo * 1e3);
+    print("a cairo image", Seconds(20, [&] { PaintRecording(view, cairo, PictureTarget::window); }));
 #ifdef KYMORA_DESKTOP
-    QImage image(1600, 900, QImage::Format_RGB32);
-    const double onQt = Seconds(20, [&] {
-        QPainter painter(&image);
-        PainterDevice device(painter);
-        PaintRecording(view, device, PictureTarget::window);
-    });
-    std::printf("repaint of 16 traces, %lld samples: %.2f ms on a QImage (goal 16)\n",
-                static_cast<long long>(samples), onQt * 1e3);
+    for (const double ratio : {1.0, 1.5, 2.0}) {
+        QImage image(QSize(1600, 900) * ratio, QImage::Format_RGB32);
+        image.setDevicePixelRatio(ratio);
+        const double seconds = Seconds(20, [&] {
+            QPainter painter(&image);
+            PainterDevice device(painter);
+            PaintRecording(view, device, PictureTarget::window);
+        });
+        print(ratio == 1.0   ? "a QImage"
+              : ratio == 1.5 ? "a QImage of ratio 1.5"
+                             : "a QImage of ratio 2",
+              seconds);
+    }
 #endif
 }
 
@@ -95,8 +115,9 @@ int main(int argc, char** argv) {
     session.skipFileDetails = true;
     Folder folder;
     BenchReload(session, folder / "reload.kymr-dat");
-    BenchPaint(session, folder / "paint1.kymr-dat", 1500);
-    BenchPaint(session, folder / "paint2.kymr-dat", 4000);
-    BenchPaint(session, folder / "paint3.kymr-dat", 500000);
+    for (const int traces : {1, 16, 128})
+        for (const int64_t samples : {int64_t{1500}, int64_t{4000}, int64_t{500000}})
+            BenchPaint(session, folder / "paint.kymr-dat", traces, samples, 0);
+    BenchPaint(session, folder / "paint.kymr-dat", 16, 1000000, 1000000);
     return 0;
 }

@@ -2,19 +2,25 @@
 
 #include <QCloseEvent>
 
-#include "app/desktop_host.h"
+#include "widgets/text.h"
 
 namespace kymora {
 
-CChildFrame::CChildFrame(std::unique_ptr<CDataDoc> doc)
+CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     : doc_(std::move(doc)), view_(std::make_unique<CKymoraView>(*doc_)) {
     setAttribute(Qt::WA_DeleteOnClose);
     widget_ = new ViewWidget(*view_, this);
     setWidget(widget_);
     setFocusProxy(widget_);
     view_->OnSize(widget_->sizeHint().width(), widget_->sizeHint().height());
-    view_->OnInitialUpdate();
-    connect(widget_, &ViewWidget::ViewChanged, this, &CChildFrame::ShowTitle);
+    if (like) {
+        view_->OnInitialUpdate(like->GetViewport());
+        static_cast<ViewSettings&>(*view_) = *like;
+        view_->OnUpdate(UpdateHint::settings);
+    } else {
+        view_->OnInitialUpdate();
+    }
+    connect(widget_, &ViewWidget::ViewChanged, this, [this] { ShowTitle(); });
     ShowTitle();
 }
 
@@ -22,8 +28,10 @@ CChildFrame::~CChildFrame() {
     delete widget_;  // before the view that it shows
 }
 
-void CChildFrame::ShowTitle() {
+void CChildFrame::ShowTitle(int number) {
+    number_ = number;
     QString title = FileName(doc_->filePath.filename());
+    if (number > 0) title += QString(":%1").arg(number);
     if (doc_->openedReadOnly) title += tr(" (read-only)");
     setWindowTitle(title + "[*]");
     setWindowModified(doc_->IsModified());
@@ -36,7 +44,8 @@ void CChildFrame::CloseAtOnce() {
 }
 
 void CChildFrame::closeEvent(QCloseEvent* event) {
-    if (mayClose_ || doc_->SaveModified()) {
+    const bool isLast = doc_.use_count() == 1;
+    if (mayClose_ || !isLast || doc_->SaveModified()) {
         mayClose_ = true;
         event->accept();
     } else {

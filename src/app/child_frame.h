@@ -1,5 +1,5 @@
 #pragma once
-// The window of one document inside the main frame.
+// The window of one view of a document inside the main frame. Views of one document share it.
 
 #include <QMdiSubWindow>
 #include <memory>
@@ -14,24 +14,30 @@ class CChildFrame : public QMdiSubWindow {
     Q_OBJECT
 
   public:
-    explicit CChildFrame(std::unique_ptr<CDataDoc> doc);
+    // With `like`, a view of the same document, the new view takes over what that one shows.
+    explicit CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like = nullptr);
     ~CChildFrame() override;
 
     CDataDoc& Document() const { return *doc_; }
+    const std::shared_ptr<CDataDoc>& SharedDocument() const { return doc_; }
     CKymoraView& View() const { return *view_; }
     ViewWidget& Widget() const { return *widget_; }
 
     // Closes without asking about changes.
     void CloseAtOnce();
-    void ShowTitle();
+    // The document's name, with `number` when it has several views (0: the only one).
+    void ShowTitle(int number);
+    void ShowTitle() { ShowTitle(number_); }
 
   protected:
+    // The last view of a changed document asks.
     void closeEvent(QCloseEvent* event) override;
 
   private:
-    std::unique_ptr<CDataDoc> doc_;
+    std::shared_ptr<CDataDoc> doc_;
     std::unique_ptr<CKymoraView> view_;
     ViewWidget* widget_ = nullptr;
+    int number_ = 0;
     bool mayClose_ = false;
 };
 

@@ -1,19 +1,17 @@
 #include "app/desktop_host.h"
 
+#include <QApplication>
 #include <QCheckBox>
-#include <QDialog>
-#include <QDialogButtonBox>
-#include <QFile>
+#include <QElapsedTimer>
 #include <QFileDialog>
-#include <QFormLayout>
-#include <QLabel>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMessageBox>
 #include <QProgressDialog>
-#include <QVBoxLayout>
 
-#include "archive/text_encoding.h"
 #include "display/number_text.h"
+#include "widgets/form_dialog.h"
+#include "widgets/text_window.h"
 
 namespace kymora {
 
@@ -23,6 +21,7 @@ Q_LOGGING_CATEGORY(hostLog, "kymora", QtWarningMsg)
 
 constexpr int progressDelayMs = 300;
 constexpr int progressSteps = 1000;
+constexpr int pollMs = 100;
 
 class DesktopProgress : public Progress {
   public:
@@ -34,27 +33,26 @@ class DesktopProgress : public Progress {
         box_.setAutoReset(false);
         box_.setAutoClose(false);
         box_.setValue(0);
+        sincePoll_.start();
     }
     bool Update(uint64_t done) override {
         const double fraction = static_cast<double>(std::min(done, total_)) / static_cast<double>(total_);
-        box_.setValue(static_cast<int>(fraction * progressSteps));
+        const int step = static_cast<int>(fraction * progressSteps);
+        // A step that lasts must not keep a press on Cancel waiting.
+        if (step == box_.value() && sincePoll_.elapsed() >= pollMs && box_.isVisible())
+            QApplication::processEvents();
+        if (step != box_.value() || sincePoll_.elapsed() >= pollMs) sincePoll_.start();
+        box_.setValue(step);
         return !box_.wasCanceled();
     }
 
   private:
     QProgressDialog box_;
+    QElapsedTimer sincePoll_;
     uint64_t total_;
 };
 
 }  // namespace
-
-QString ToQString(std::string_view text) { return QString::fromStdString(ToDisplayText(text)); }
-
-QString FileName(const std::filesystem::path& path) {
-    return QFile::decodeName(QByteArray::fromStdString(path.string()));
-}
-
-std::filesystem::path ToPath(const QString& name) { return QFile::encodeName(name).toStdString(); }
 
 QString ToQtFilter(std::string_view filter) {
     const QStringList parts = ToQString(filter).split('|', Qt::SkipEmptyParts);
@@ -68,75 +66,111 @@ QString ToQtFilter(std::string_view filter) {
     return filters.join(";;");
 }
 
+QWidget* DesktopHost::Parent() const {
+    QWidget* modal = QApplication::activeModalWidget();
+    return modal ? modal : parent_.data();
+}
+
 void DesktopHost::Message(std::string_view text, std::string_view title) {
-    QMessageBox box(QMessageBox::Information, ToQString(title), ToQString(text), QMessageBox::Ok, parent_);
+    QMessageBox box(QMessageBox::Information, ToQString(title), ToQString(text), QMessageBox::Ok, Parent());
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
 
 bool DesktopHost::Confirm(std::string_view text, std::string_view title) {
     QMessageBox box(QMessageBox::Question, ToQString(title), ToQString(text),
-                    QMessageBox::Ok | QMessageBox::Cancel, parent_);
+                    QMessageBox::Ok | QMessageBox::Cancel, Parent());
     box.setTextFormat(Qt::PlainText);
     box.setDefaultButton(QMessageBox::Cancel);
     return box.exec() == QMessageBox::Ok;
 }
 
 bool DesktopHost::Notice(std::string_view key, std::string_view title, std::string_view text) {
+    return AskNotice(key, title, text, false);
+}
+
+bool DesktopHost::NoticeWithCancel(std::string_view key, std::string_view title, std::string_view text) {
+    return AskNotice(key, title, text, true);
+}
+
+bool DesktopHost::AskNotice(std::string_view key, std::string_view title, std::string_view text,
+                            bool withCancel) {
     if (silenced_.contains(key)) return true;
-    QMessageBox box(QMessageBox::Information, ToQString(title), ToQString(text), QMessageBox::Ok, parent_);
+    const auto buttons = withCancel ? QMessageBox::Ok | QMessageBox::Cancel : QMessageBox::Ok;
+    QMessageBox box(QMessageBox::Information, ToQString(title), ToQString(text), buttons, Parent());
     box.setTextFormat(Qt::PlainText);
     auto* silence = new QCheckBox(QObject::tr("Do not show this again"));
     box.setCheckBox(silence);
-    box.exec();
-    if (silence->isChecked()) silenced_.emplace(key);
-    return true;
-}
-
-std::optional<std::filesystem::path> DesktopHost::ChooseSaveFile(const FileRequest& request) {
-    QFileDialog dialog(parent_, ToQString(request.title));
-    dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setNameFilter(ToQtFilter(request.filter));
-    dialog.setDefaultSuffix(ToQString(request.defaultExtension));
-    if (!request.suggestion.empty()) dialog.selectFile(FileName(request.suggestion));
-    if (dialog.exec() != QDialog::Accepted) return {};
-    return ToPath(dialog.selectedFiles().front());
-}
-
-bool DesktopHost::AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) {
-    QDialog dialog(parent_);
-    dialog.setWindowTitle(QObject::tr("File details"));
-    auto* form = new QFormLayout;
-    const auto add = [&](const char* name, const QString& value) {
-        auto* label = new QLabel(value);
-        label->setTextFormat(Qt::PlainText);
-        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        label->setWordWrap(true);
-        form->addRow(QObject::tr(name), label);
-    };
-    add("Name", ToQString(details.name));
-    add("File version", QString::number(details.fileVersion));
-    add("Traces", QString::number(details.traceCount));
-    add("Samples per trace", QString::number(details.sampleCount));
-    add("Sample interval (ms)", ToQString(ShortNumber(details.sampleInterval)));
-    add("Duration (ms)", ToQString(ShortNumber(details.durationMs)));
-    add("Comment", ToQString(details.comment));
-    auto* skip = new QCheckBox(QObject::tr("Do not show this again"));
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
-    auto* column = new QVBoxLayout(&dialog);
-    column->addLayout(form);
-    column->addWidget(skip);
-    column->addWidget(buttons);
-    dialog.setMinimumWidth(420);
-    const bool accepted = dialog.exec() == QDialog::Accepted;
-    skipFromNowOn = skip->isChecked();
+    const bool accepted = box.exec() == QMessageBox::Ok || !withCancel;
+    if (accepted && silence->isChecked()) silenced_.emplace(key);
     return accepted;
 }
 
+// --- file dialogs ---
+
+std::vector<std::filesystem::path> DesktopHost::ChooseOpenFiles(const FileRequest& request) {
+    QFileDialog dialog(Parent(), ToQString(request.title), lastFolder);
+    dialog.setFileMode(QFileDialog::ExistingFiles);
+    dialog.setNameFilters(ToQtFilter(request.filter).split(";;"));
+    if (dialog.exec() != QDialog::Accepted) return {};
+    lastFolder = dialog.directory().absolutePath();
+    std::vector<std::filesystem::path> paths;
+    for (const QString& name : dialog.selectedFiles()) paths.push_back(ToPath(name));
+    return paths;
+}
+
+std::optional<std::filesystem::path> DesktopHost::ChooseSaveFile(const FileRequest& request) {
+    QFileDialog dialog(Parent(), ToQString(request.title), lastFolder);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setNameFilters(ToQtFilter(request.filter).split(";;"));
+    dialog.setDefaultSuffix(ToQString(request.defaultExtension));
+    if (!request.suggestion.empty()) {
+        // The dialog begins beside the file that the new name is made of.
+        const QFileInfo suggestion(FileName(request.suggestion));
+        if (request.suggestion.has_parent_path() && suggestion.dir().exists())
+            dialog.setDirectory(suggestion.dir());
+        dialog.selectFile(suggestion.fileName());
+    }
+    if (dialog.exec() != QDialog::Accepted) return {};
+    lastFolder = dialog.directory().absolutePath();
+    return ToPath(dialog.selectedFiles().front());
+}
+
+// --- forms and texts ---
+
+bool DesktopHost::AskForm(Form& form) { return FormDialog(form, Parent()).exec() == QDialog::Accepted; }
+
+void DesktopHost::ShowText(std::string_view title, std::string_view text) {
+    QString shown = ToQString(text);
+    shown.replace("\r\n", "\n");
+    // Over a dialog it waits like one; otherwise it stays open beside the recordings.
+    const bool modal = QApplication::activeModalWidget() != nullptr;
+    auto* window = new TextWindow(ToQString(title), shown, Parent());
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    if (modal)
+        window->exec();
+    else
+        window->show();
+}
+
+bool DesktopHost::AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) {
+    Form form("File details");
+    form.AddNote("name", details.name, "Name");
+    form.AddNote("fileVersion", std::to_string(details.fileVersion), "File version");
+    form.AddNote("traceCount", std::to_string(details.traceCount), "Traces");
+    form.AddNote("sampleCount", std::to_string(details.sampleCount), "Samples per trace");
+    form.AddNote("sampleInterval", ShortNumber(details.sampleInterval), "Sample interval (ms)");
+    form.AddNote("duration", ShortNumber(details.durationMs), "Duration (ms)");
+    form.AddNote("comment", details.comment, "Comment");
+    form.AddFlag("skip", "Do not show this again", skipFromNowOn,
+                 "Files open without this dialog for the rest of the session.");
+    if (!AskForm(form)) return false;
+    skipFromNowOn = form.Flag("skip");
+    return true;
+}
+
 std::unique_ptr<Progress> DesktopHost::StartProgress(std::string_view label, uint64_t total) {
-    return std::make_unique<DesktopProgress>(parent_, ToQString(label), total);
+    return std::make_unique<DesktopProgress>(Parent(), ToQString(label), total);
 }
 
 void DesktopHost::Log(std::string_view text) { qCDebug(hostLog).noquote() << ToQString(text).trimmed(); }

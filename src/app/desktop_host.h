@@ -1,5 +1,5 @@
 #pragma once
-// The host of the desktop: message boxes, file dialogs and a progress box.
+// The host of the desktop: message boxes, file dialogs, forms, texts and a progress box.
 
 #include <QPointer>
 #include <QString>
@@ -7,6 +7,7 @@
 #include <set>
 
 #include "host/host.h"
+#include "widgets/text.h"
 
 namespace kymora {
 
@@ -14,23 +15,29 @@ class DesktopHost : public Host {
   public:
     // Dialogs stand on this window; none before it is set.
     void SetParentWindow(QWidget* window) { parent_ = window; }
+    // Where file dialogs begin: where the last one ended.
+    QString lastFolder;
 
     void Message(std::string_view text, std::string_view title = "Kymora") override;
     bool Confirm(std::string_view text, std::string_view title = "Kymora") override;
     bool Notice(std::string_view key, std::string_view title, std::string_view text) override;
+    bool NoticeWithCancel(std::string_view key, std::string_view title, std::string_view text) override;
+    std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest& request) override;
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
+    bool AskForm(Form& form) override;
+    void ShowText(std::string_view title, std::string_view text) override;
     bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) override;
     std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override;
     void Log(std::string_view text) override;
 
   private:
+    // A dialog stands on the dialog that asked for it.
+    QWidget* Parent() const;
+    bool AskNotice(std::string_view key, std::string_view title, std::string_view text, bool withCancel);
+
     QPointer<QWidget> parent_;
     std::set<std::string, std::less<>> silenced_;  // keys of notices
 };
-
-QString ToQString(std::string_view text);
-QString FileName(const std::filesystem::path& path);
-std::filesystem::path ToPath(const QString& name);
 
 // "text|*.a;*.b|other|*.c||" in the form of Qt's file dialogs.
 QString ToQtFilter(std::string_view filter);

@@ -2,11 +2,16 @@
 
 #include <QApplication>
 #include <QSettings>
+#include <chrono>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 
+#include "app/desktop_arguments.h"
 #include "app/main_frame.h"
+#include "app/remote_control.h"
+#include "app/theme.h"
+#include "host/options_form.h"
 #include "host/version.h"
 
 namespace kymora {
@@ -16,6 +21,8 @@ namespace {
 constexpr const char* company = "Kymora Labs: Applications";
 constexpr const char* program = "Kymora";
 constexpr const char* section = "Options";
+constexpr const char* recentSection = "Recent File List";
+constexpr const char* windowSection = "Window";
 
 struct StoredOption {
     const char* key;
@@ -25,9 +32,11 @@ struct StoredOption {
 constexpr StoredOption storedOptions[] = {
     {"Expand-Contract focus", &Options::expandContractFocus, 0, 1},
     {"Cancel selection after action", &Options::cancelSelectionAfterAction, 0, 1},
-    {"Hit margin", &Options::hitMargin, 0, 20},
+    {"Hit margin", &Options::hitMargin, 0, greatestHitMargin},
     {"Event channel number", &Options::eventChannelMode, letterChannels, maxEventChannels},
-    {"Bootstrap reps", &Options::bootstrapReps, 1, 1000000000},
+    {"Bootstrap reps", &Options::bootstrapReps, 1, greatestBootstrapReps},
+    {"Palette", &Options::palette, 0, 1},
+    {"Theme", &Options::theme, 0, 2},
 };
 
 // Qt ends the program with an abort when there is no screen; a person deserves a sentence.
@@ -45,17 +54,34 @@ bool NamesPlatform(int argc, char** argv) {
     return false;
 }
 
+// Different in each start.
+uint64_t TimeOfDaySeed() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
 }  // namespace
 
-CKymora32App::CKymora32App() : session_(host_, files_) { ReadOptions(); }
+CKymora32App::CKymora32App()
+    : session_(remoteHost_, files_), summaries_(files_, {SummaryFolder::OfUser()}) {
+    session_.summaries = &summaries_;
+    session_.Seed(TimeOfDaySeed());
+    session_.askForDetails = true;
+    ReadOptions();
+}
+
+CKymora32App::~CKymora32App() { session_.summaries = nullptr; }
+
+int CKymora32App::CurrentFileVersion() { return currentFileVersion; }
 
 void CKymora32App::ReadOptions() {
     QSettings settings(company, program);
     settings.beginGroup(section);
     for (const StoredOption& option : storedOptions) {
         int& value = session_.options.*option.member;
-        const int stored = settings.value(option.key, value).toInt();
-        if (stored >= option.least && stored <= option.greatest) value = stored;
+        bool isNumber = false;
+        const int stored = settings.value(option.key, value).toInt(&isNumber);
+        if (isNumber && stored >= option.least && stored <= option.greatest) value = stored;
     }
     if (session_.options.eventChannelMode != maxEventChannels)
         session_.options.eventChannelMode = letterChannels;
@@ -66,6 +92,33 @@ void CKymora32App::WriteOptions() const {
     settings.beginGroup(section);
     for (const StoredOption& option : storedOptions)
         settings.setValue(option.key, session_.options.*option.member);
+}
+
+void CKymora32App::ReadFrameSettings(CMainFrame& frame) {
+    QSettings settings(company, program);
+    settings.beginGroup(recentSection);
+    std::vector<std::filesystem::path> paths;
+    for (size_t i = 1; i <= RecentFiles::most; ++i)
+        paths.push_back(ToPath(settings.value(QString("File%1").arg(i)).toString()));
+    frame.Recent().Set(paths);
+    settings.endGroup();
+    settings.beginGroup(windowSection);
+    host_.lastFolder = settings.value("Last folder").toString();
+    frame.restoreGeometry(settings.value("Geometry").toByteArray());
+    if (!settings.value("Tool bar", true).toBool()) frame.ToggleToolBar();
+}
+
+void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
+    QSettings settings(company, program);
+    settings.beginGroup(recentSection);
+    settings.remove({});
+    for (size_t i = 0; i < frame.Recent().Paths().size(); ++i)
+        settings.setValue(QString("File%1").arg(i + 1), FileName(frame.Recent().Paths()[i]));
+    settings.endGroup();
+    settings.beginGroup(windowSection);
+    settings.setValue("Last folder", host_.lastFolder);
+    settings.setValue("Geometry", frame.saveGeometry());
+    settings.setValue("Tool bar", frame.IsToolBarShown());
 }
 
 int RunDesktop(int argc, char** argv) {
@@ -81,22 +134,39 @@ int RunDesktop(int argc, char** argv) {
     std::setlocale(LC_TIME, "C");
     QApplication::setApplicationName(program);
     QApplication::setApplicationVersion(ProgramVersion());
-    std::vector<std::filesystem::path> paths;
-    for (const QString& argument : QApplication::arguments().mid(1)) {
-        if (argument.startsWith('-')) {
-            std::fprintf(stderr, "kymora: unknown option %s; see kymora --help\n",
-                         argument.toUtf8().constData());
-            return 2;
-        }
-        paths.push_back(ToPath(argument));
+    std::vector<std::string> words;
+    for (const QString& argument : QApplication::arguments().mid(1))
+        words.push_back(ToPath(argument).string());
+    const DesktopArguments arguments = ParseDesktopArguments(words);
+    if (!arguments.fault.empty()) {
+        std::fprintf(stderr, "kymora: %s\nkymora: See kymora --help.\n", arguments.fault.c_str());
+        return 2;
     }
 
+    // The options stand before the command line's files open, so that these are shown by them too.
     CKymora32App app;
-    CMainFrame frame(app.GetSession(), &app.GetHost());
+    Session& session = app.GetSession();
+    session.importSettings = arguments.importSettings;
+    if (arguments.seed) session.Seed(*arguments.seed);
+    ApplyTheme(static_cast<Theme>(session.options.theme));
+    CMainFrame frame(session, &app.GetHost());
+    app.ReadFrameSettings(frame);
+    const auto keep = [&] {
+        app.WriteOptions();
+        app.WriteFrameSettings(frame);
+    };
+    QObject::connect(&frame, &CMainFrame::SettingsChanged, keep);
     frame.show();
-    frame.OpenFiles(paths);
+    std::optional<RemoteControl> remote;
+    if (arguments.remotePort) {
+        remote.emplace(frame, session, app.GetRemoteHost());
+        if (!remote->Start(*arguments.remotePort)) return 1;
+        remote->OpenFiles(arguments.files);
+    } else {
+        frame.OpenFiles(arguments.files);
+    }
     const int result = QApplication::exec();
-    app.WriteOptions();
+    keep();
     return result;
 }
 

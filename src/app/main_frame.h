@@ -1,5 +1,6 @@
 #pragma once
-// The main window: one child window for each open recording, and the menus made from the table of commands.
+// The main window: child windows for the views of the open recordings, and the menus, tool bar and lists that
+// are made from the tables of commands.
 
 #include <QMainWindow>
 #include <QMdiArea>
@@ -7,13 +8,18 @@
 #include <map>
 
 #include "app/child_frame.h"
-#include "app/desktop_host.h"
+#include "app/frame_commands.h"
 #include "display/commands.h"
+#include "host/recent_files.h"
 #include "host/session.h"
+#include "import/open_document.h"
+#include "widgets/command_finder.h"
 
 class QLabel;
 
 namespace kymora {
+
+class DesktopHost;
 
 class CMainFrame : public QMainWindow {
     Q_OBJECT
@@ -22,52 +28,115 @@ class CMainFrame : public QMainWindow {
     CMainFrame(Session& session, DesktopHost* host);
     ~CMainFrame() override;
 
+    Session& GetSession() const { return session_; }
+    BatchDocuments& Batch() { return batch_; }
+    RecentFiles& Recent() { return recent_; }
+
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
     // cannot be opened; the user was told why.
     CChildFrame* OpenFile(const std::filesystem::path& path);
     // Opens each; a single one fills the main window.
     void OpenFiles(const std::vector<std::filesystem::path>& paths);
+    // What is dropped on the window: recordings open, settings of operations go to the active recording.
+    void DropFile(const std::filesystem::path& path);
+    // Opens one of the recent files; one that is gone is taken out of the list if the user agrees.
+    void OpenRecent(const std::filesystem::path& path);
 
     CChildFrame* ActiveChild() const;
     std::vector<CChildFrame*> Children() const;
+    // The open documents, each once.
+    std::vector<CDataDoc*> Documents() const;
+
+    // Runs a command of either table by its id; false when there is none, or it is not enabled.
+    bool RunCommandById(std::string_view id);
+    // All commands, in the order of the menus, as they stand.
+    std::vector<ListedCommand> ListCommands();
 
     // The commands of the File menu.
     void OnFileOpen();
+    void OnFileClose();
     bool OnFileSave();
     // Asks for a name, writes the recording there as a native file, and shows that file in the place of this
     // one.
     bool OnFileSaveAs();
-    void OnFileClose();
+    void OnFileSaveAsLegacy();
+    void OnFileSaveAll();
+    void OnNewUserDefined();
+    void OnNewFromAverage();
+    void OnConvertToText();
+    void OnFileProperties();
+    void OnGeneralOptions();
+    void OnExit();
+
+    void ToggleToolBar();
+    bool IsToolBarShown() const;
+    void SetTheme(int theme);
+
+    void OnWindowNew();
+    void OnWindowTile();
+    void OnWindowTileHorizontally();
+    void OnWindowTileVertically();
+    void OnWindowCascade();
+    void OnWindowNext();
+    void OnWindowPrevious();
+
+    void OnHelpFirstSteps();
+    void OnHelpShortcuts();
+    void OnHelpFindCommand();
     void OnAbout();
+
+  signals:
+    // Options, recent files or the like have changed and should be kept.
+    void SettingsChanged();
 
   protected:
     void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
   private:
-    void MakeFileMenu();
-    void MakeCommandMenus();
-    void MakeWindowMenu();
-    void MakeHelpMenu();
+    // frame_menus.cpp
+    void MakeMenus();
     QMenu* MenuFor(std::string_view path);
+    QAction* AddAction(std::string_view menu, std::string_view label, std::string_view toolTip,
+                       bool startsGroup);
     void AddCommand(const Command& command);
-    void UpdateCommands();
-    void UpdateFileMenu();
+    void AddCommand(const FrameCommand& command);
+    void MakeToolBar();
     void ListWindows();
+    void ListRecent();
+    void ShowContextMenu(CChildFrame* child, const QPoint& at);
+    void UpdateCommands();
+    void NameUndo(QAction* action, const Command& command) const;
+
+    // frame_documents.cpp
     CChildFrame* FindOpen(const std::filesystem::path& path) const;
-    CChildFrame* AddChild(std::unique_ptr<CDataDoc> doc);
+    std::vector<CChildFrame*> ChildrenOf(const CDataDoc& doc) const;
+    CChildFrame* AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraView* like = nullptr);
+    void NumberWindows();
+    bool SaveChild(CChildFrame* child);
+    // Takes the windows of a document away, without questions.
+    void RemoveDocument(const CDataDoc& doc);
     // Puts the converted file of an old version in the place of the old one and shows it.
     void FinishConversion(CChildFrame* child);
 
+    // frame_windows.cpp
+    void TileInRows(bool horizontally);
+
     Session& session_;
+    DesktopHost* host_;
     QMdiArea* mdi_;
     QLabel* status_;
-    QMenu* windowMenu_ = nullptr;
-    QAction* saveAs_ = nullptr;
-    QAction* save_ = nullptr;
-    QAction* close_ = nullptr;
-    std::vector<std::pair<const Command*, QAction*>> commandActions_;
+    QToolBar* toolBar_ = nullptr;
+    QMenu* recentMenu_ = nullptr;
+    BatchDocuments batch_;
+    RecentFiles recent_;
+    std::vector<std::pair<const Command*, QAction*>> viewActions_;
+    std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;
     std::map<std::string, QMenu*, std::less<>> menus_;  // by their path
     std::vector<QAction*> windowListActions_;
+    // Where the mouse was when the context menu came up, for the commands that it runs.
+    std::optional<Point> contextPoint_;
 };
 
 }  // namespace kymora

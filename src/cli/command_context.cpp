@@ -28,7 +28,7 @@ CommandContext::CommandContext(const CommonOptions& options)
         session.importSettings[setting.substr(0, equals)] = setting.substr(equals + 1);
     }
     if (options.seed.value_or(0) < 0) throw CommandError(exitUsage, "--seed takes a number from 0.");
-    session.seed = static_cast<uint64_t>(options.seed.value_or(0));
+    session.Seed(static_cast<uint64_t>(options.seed.value_or(0)));
     session.skipFileDetails = true;
     // The notice tells how a window shows gaps.
     session.gapNoticeShown = true;

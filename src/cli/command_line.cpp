@@ -26,6 +26,12 @@ bool IsTerminalWord(std::string_view word) {
     return std::find(std::begin(terminalWords), std::end(terminalWords), word) != std::end(terminalWords);
 }
 
+// Options of the desktop, which may stand before the files that it opens.
+bool IsDesktopOption(std::string_view word) {
+    const std::string_view name = word.substr(0, word.find('='));
+    return name == "--import" || name == "--seed" || name == "--remote";
+}
+
 struct Subcommand {
     std::unique_ptr<Command> command;
     CommonOptions common;
@@ -95,7 +101,9 @@ void DescribeProgram(CLI::App& app) {
     app.set_help_flag("-h,--help", "show this help; SUBCOMMAND --help shows that of a subcommand");
     app.set_version_flag("--version", "kymora " KYMORA_VERSION, "show the version");
     app.require_subcommand(1);
-    app.footer("Without a subcommand: kymora [FILE...] opens the desktop application on the files.\n\n"
+    app.footer("Without a subcommand: kymora [FILE...] opens the desktop application on the files. It takes\n"
+               "--import KEY=VALUE and --seed N, as the subcommands do, and --remote PORT, with which other\n"
+               "programs drive it.\n\n"
                "Results go to standard output, messages to standard error. Exit codes: 0 done, 1 refused or\n"
                "failed, 2 wrong command line, 3 a file cannot be opened, 130 interrupted.\n\n"
                "Examples:\n"
@@ -149,7 +157,8 @@ int PrintAndReturn(const std::string& text) {
 bool IsCommandLine(int argc, char** argv) {
     if (argc < 2) return false;
     const std::string_view first = argv[1];
-    return IsTerminalWord(first) || first == "-h" || (first.size() > 2 && first.substr(0, 2) == "--");
+    const bool isOption = first == "-h" || (first.size() > 2 && first.substr(0, 2) == "--");
+    return IsTerminalWord(first) || (isOption && !IsDesktopOption(first));
 }
 
 static int TellMissing(const char* name) {

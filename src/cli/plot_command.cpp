@@ -22,7 +22,7 @@ class PlotCommand : public Command {
     }
     std::vector<CommandOption> Options() override {
         return {{"FILE", "", "the recording", &file_, true},
-                {"-o,--output", "OUT", "the picture: .png", &output_, true},
+                {"-o,--output", "OUT", "the picture: .png, .svg or .pdf", &output_, true},
                 {"--from", "MS", "start, ms (the stored viewport)", &from_},
                 {"--to", "MS", "end, ms (the stored viewport)", &to_},
                 {"--width", "PX", "width, pixels (1600)", &width_},
@@ -34,13 +34,13 @@ class PlotCommand : public Command {
         if (context.IsOneFile(file_, output_))
             throw CommandError(exitUsage, "OUT is the recording itself; a picture is another file.");
         context.MayReplace(output_);
-        PlotRecordingPng(*doc, output_, from_, to_, static_cast<int>(*width_), static_cast<int>(*height_));
+        PlotRecording(*doc, output_, from_, to_, static_cast<int>(*width_), static_cast<int>(*height_));
     }
 
   private:
     void Validate() const {
-        if (FoldedExtension(output_) != ".png")
-            throw CommandError(exitUsage, "OUT takes the extension .png.");
+        if (!PictureFormatOf(output_))
+            throw CommandError(exitUsage, "OUT takes one of the extensions .png, .svg and .pdf.");
         if ((from_ && !std::isfinite(*from_)) || (to_ && !std::isfinite(*to_)) ||
             (to_ && std::max(0.0, from_.value_or(0.0)) >= *to_))
             throw CommandError(exitUsage, "--from and --to take times in ms, the first below the second.");

@@ -3,8 +3,8 @@
 
 #include "cli/command_context.h"
 #include "cli/json_writer.h"
-#include "cli/lists.h"
 #include "cli/text_format.h"
+#include "document/lists.h"
 
 namespace kymora {
 namespace {

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "display/number_text.h"
+#include "display/overlay_fonts.h"
 #include "display/trace_drawing.h"
 
 namespace kymora {
@@ -15,12 +16,14 @@ using Horizontal = TextStyle::Horizontal;
 using Vertical = TextStyle::Vertical;
 
 constexpr uint32_t bracketColour = Rgb(120, 120, 132);
-constexpr uint32_t selectedColour = Rgb(0, 84, 166);
+// On light and on dark paper.
+constexpr uint32_t selectedColour = Rgb(0, 84, 166), selectedOnDark = Rgb(110, 180, 255);
 
 // Below the plot.
 constexpr int bracketTop = 10, bracketBottom = 20, timeTextTop = 25;
 // From the window's left.
 constexpr int bracketTickEnd = 50, bracketLine = 60, limitRight = 56, labelLeft = 2, labelRoom = 46;
+constexpr int limitHeight = 17;  // of the place where a limit is edited
 
 TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
     return {colour, horizontal, vertical};
@@ -35,10 +38,12 @@ class AxisPainter {
           gap_(view.GetLayout().axisGap),
           textHeight_(device.TextExtent("0").height),
           sigFigs_(view.m_nSigFigs),
-          selected_(showSelection && axis_.m_bSelected) {}
+          selected_(showSelection && axis_.m_bSelected),
+          ink_(InkOn(view.m_crBackground)),
+          selectedInk_(IsDarkPaper(view.m_crBackground) ? selectedOnDark : selectedColour) {}
 
     void Paint() const {
-        const Pen pen{selected_ ? selectedColour : bracketColour, selected_ ? 2 : 1};
+        const Pen pen{selected_ ? selectedInk_ : bracketColour, selected_ ? 2 : 1};
         device_.SetPen(pen);
         const std::array<Point, 4> bracket{{{bracketTickEnd, band_.top},
                                             {bracketLine, band_.top},
@@ -53,9 +58,9 @@ class AxisPainter {
   private:
     void PaintLimits() const {
         device_.Text(limitRight, band_.top + 2, LimitText(axis_.m_dMax),
-                     Style(textColour, Horizontal::right, Vertical::top));
+                     Style(ink_, Horizontal::right, Vertical::top));
         device_.Text(limitRight, band_.bottom - 2, LimitText(axis_.m_dMin),
-                     Style(textColour, Horizontal::right, Vertical::bottom));
+                     Style(ink_, Horizontal::right, Vertical::bottom));
     }
 
     // A limit that finds no room loses figures at its end, never its front: half a number would be a wrong
@@ -80,7 +85,7 @@ class AxisPainter {
         const bool uprightFits = between >= textHeight_ - 3;
         const std::string full =
             axis_.m_strUnits.empty() ? axis_.m_strLabel : axis_.m_strLabel + " (" + axis_.m_strUnits + ")";
-        TextStyle style = Style(selected_ ? selectedColour : textColour, Horizontal::left, Vertical::centre);
+        TextStyle style = Style(selected_ ? selectedInk_ : ink_, Horizontal::left, Vertical::centre);
         for (const std::string& text : {full, axis_.m_strLabel}) {
             const int width = device_.TextExtent(text).width;
             if (width <= labelRoom && uprightFits) return device_.Text(labelLeft, middle, text, style);
@@ -105,11 +110,11 @@ class AxisPainter {
     int textHeight_;
     int sigFigs_;
     bool selected_;
+    uint32_t ink_, selectedInk_;
 };
 
 std::string TimebaseCaption(const CKymoraView& view) {
-    if (!view.m_bShowGrid && !view.m_bTimebasePerViewport)
-        return std::string("time (") + TimeUnitName(view.m_nTimeUnit) + ")";
+    if (!view.m_bShowGrid) return std::string("time (") + TimeUnitName(view.m_nTimeUnit) + ")";
     return "time (" + view.TimebaseText() + " " + view.TimebaseUnitText() + ")";
 }
 
@@ -129,9 +134,21 @@ void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
     if (!withTexts) return;
 
     const int y = plot.bottom + timeTextTop;
-    device.Text(plot.left, y, view.StartText(), Style(textColour, Horizontal::left, Vertical::top));
-    device.Text(plot.right, y, view.EndText(), Style(textColour, Horizontal::right, Vertical::top));
-    device.Text(middle, y, TimebaseCaption(view), Style(textColour, Horizontal::centre, Vertical::top));
+    const uint32_t ink = InkOn(view.m_crBackground);
+    const std::string start = view.StartText(), end = view.EndText(), caption = TimebaseCaption(view);
+    device.Text(plot.left, y, start, Style(ink, Horizontal::left, Vertical::top));
+    device.Text(plot.right, y, end, Style(ink, Horizontal::right, Vertical::top));
+    // Where the plot is too narrow for all three, the two ends say what the middle would.
+    const int ends = std::max(device.TextExtent(start).width, device.TextExtent(end).width);
+    if (device.TextExtent(caption).width + 2 * ends + 16 <= plot.Width())
+        device.Text(middle, y, caption, Style(ink, Horizontal::centre, Vertical::top));
+}
+
+PixelRect LimitRect(const CKymoraView& view, int axis, bool isMax) {
+    const PixelRect band = view.BandOf(axis);
+    if (!view.GetLayout().axesShown || view.SlotOf(axis) < 0 || band.Height() < 2 * limitHeight) return {};
+    const int top = isMax ? band.top : band.bottom - limitHeight;
+    return {labelLeft, top, limitRight + 2, top + limitHeight};
 }
 
 void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection) {
@@ -156,7 +173,7 @@ void DrawTraceLabels(const CKymoraView& view, DrawDevice& device) {
             if (text.empty()) continue;
             const int top = view.BandOf(axis).top - std::min(view.GetLayout().axisGap, 8);
             RimmedText(device, x, top, text, Style(settings.traceColour, Horizontal::left, Vertical::top),
-                       paperColour);
+                       view.m_crBackground);
             x += device.TextExtent(text).width + 14;
         }
     }

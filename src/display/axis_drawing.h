@@ -6,14 +6,15 @@
 
 namespace kymora {
 
-inline constexpr uint32_t textColour = Rgb(40, 40, 48);
-
 // The bracket below the plot. The texts are drawn in files; in a window, edit boxes stand in their place.
 void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts);
 
 // Bracket, limits and label of each shown axis. What does not fit into a low band is left out.
 // `showSelection` marks the axes that commands act on.
 void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection);
+
+// Where the text of a limit stands, and where a click on it is taken; empty where the band has no room for it.
+PixelRect LimitRect(const CKymoraView& view, int axis, bool isMax);
 
 // Number and label of each trace, at the top left of its band and in its colour.
 void DrawTraceLabels(const CKymoraView& view, DrawDevice& device);

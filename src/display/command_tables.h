@@ -14,6 +14,7 @@ CommandTable NavigationCommands();  // with Zoom
 CommandTable GainCommands();
 CommandTable ViewCommandTable();
 CommandTable FindCommands();
+CommandTable FindEventCommands();  // at the end of FindCommands
 CommandTable CursorCommands();
 CommandTable OverlayCommands();  // markers, annotations and scale bars
 CommandTable EventCommands();

@@ -6,8 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "display/viewport.h"
-#include "document/data_doc.h"
+#include "display/bins.h"
 
 namespace kymora {
 
@@ -21,12 +20,14 @@ class DisplayCache {
     // --- contents ---
     // From the end of the data on, both are not-a-number. Where no sample of a bin was a number, the minimum
     // is above the maximum: there is nothing to paint there, but the trace goes on.
-    std::span<const float> Min(int trace) const { return At(min_, trace); }
-    std::span<const float> Max(int trace) const { return At(max_, trace); }
+    std::span<const float> Min(int trace) const { return At(bins_.min, trace); }
+    std::span<const float> Max(int trace) const { return At(bins_.max, trace); }
     // 1 where the bin holds valid data; empty for documents without gaps, where every bin does.
-    std::span<const uint8_t> Active(int trace) const { return At(active_, trace); }
-    int TraceCount() const { return static_cast<int>(min_.size()); }
-    bool HasActive() const { return !active_.empty(); }
+    std::span<const uint8_t> Active(int trace) const { return At(bins_.active, trace); }
+    int TraceCount() const { return static_cast<int>(bins_.min.size()); }
+    bool HasActive() const { return !bins_.active.empty(); }
+    // The bins come from a sparse look at the samples; exact ones are on their way.
+    bool IsCoarse() const { return coarse_; }
 
     double m_DatStartTime = -1.0;  // ms; time of bin 0, -1 when the cache is empty
     double m_DatEndTime = -1.0;    // ms; time after the last bin
@@ -49,6 +50,12 @@ class DisplayCache {
     // `showProgress` lets levels above 7 show a box. Throws FileError, which leaves the cache as it was too.
     bool ReadDisplayData(CDataDoc& doc, double start, int level, bool showProgress);
 
+    // True when the bins of this viewport are those held, which then only need a new place.
+    bool HoldsSameBins(const CDataDoc& doc, double start, int level) const;
+    // Takes bins that were made elsewhere from sample FirstSample(doc, start) on.
+    void Take(const CDataDoc& doc, Bins bins, double start, int level, bool coarse);
+    static int64_t FirstSample(const CDataDoc& doc, double start);
+
     // A viewport whose samples could not be read: the bins are as behind the end of the data.
     void Blank(const CDataDoc& doc, double start, int level);
 
@@ -62,8 +69,8 @@ class DisplayCache {
         return arrays[static_cast<size_t>(trace)];
     }
 
-    PerTrace<float> min_, max_;
-    PerTrace<uint8_t> active_;
+    Bins bins_;
+    bool coarse_ = false;
     int64_t firstSample_ = -1;
 };
 

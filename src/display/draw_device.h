@@ -4,12 +4,14 @@
 // 0x00BBGGRR.
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "display/viewport.h"
+#include "host/font_spec.h"
 
 namespace kymora {
 
@@ -23,6 +25,10 @@ struct Extent {
 };
 
 constexpr uint32_t Rgb(uint32_t red, uint32_t green, uint32_t blue) { return red | green << 8 | blue << 16; }
+
+bool IsDarkPaper(uint32_t paper);
+// The first colour with a share of the second, 0 to 1.
+uint32_t Blend(uint32_t colour, uint32_t other, double share);
 
 struct Pen {
     enum class Style { solid, dashed, null };  // null: lines move the position and leave no mark
@@ -40,6 +46,9 @@ struct TextStyle {
     Vertical vertical = Vertical::top;
     bool bold = false;
     bool upward = false;  // turned a quarter, reading from bottom to top; the alignments turn with it
+    // In place of the device's own font; `bold` does not count then.
+    std::optional<FontSpec> font{};
+    int escapement = 0;  // turned by tenths of a degree, against the clock about the aligned point
     bool operator==(const TextStyle&) const = default;
 };
 
@@ -62,6 +71,8 @@ class DrawDevice {
     virtual void Text(int x, int y, std::string_view text, const TextStyle& style) = 0;
     // Size of a line of text before it is turned.
     virtual Extent TextExtent(std::string_view text, bool bold = false) = 0;
+    // The same in a font of the user's; a device without fonts scales that of its own.
+    virtual Extent FontExtent(std::string_view text, const FontSpec& font);
 
     void Line(int x1, int y1, int x2, int y2) {
         MoveTo(x1, y1);
@@ -77,14 +88,43 @@ void JoinColumns(std::span<const Point> points, std::vector<Point>& joined);
 // columns then show it better than smoothed lines.
 bool IsDense(std::span<const Point> joined);
 
+// True when a joined polyline rises and falls by more than `rows` for each column that it goes on.
+bool IsSteep(std::span<const Point> joined, int rows);
+
 // One column of a line that is a pixel wide: rows top to bottom, both included.
 struct ColumnSpan {
     int x = 0, top = 0, bottom = 0;
     bool operator==(const ColumnSpan&) const = default;
 };
 // A polyline as unbroken columns: each segment fills, in every column, the rows between its places at the
-// column's edges, so that neighbouring columns always touch.
-void SpansOf(std::span<const Point> points, std::vector<ColumnSpan>& spans);
+// column's edges, so that neighbouring columns always touch. Columns outside of [left, right) are left out.
+void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans);
+
+// True when each segment keeps its row or its column.
+bool IsAlongAxes(std::span<const Point> points);
+
+// How a device of pixels draws a line: every one of them makes the same choice.
+class LineShape {
+  public:
+    enum class Kind {
+        nothing,   // the pen leaves no mark
+        dashes,    // Points as they are, dashed
+        straight,  // Points of a line along the axes
+        envelope,  // Spans of a line that is dense: crisp columns show it best
+        smooth,    // Points, one for each turn that can be seen, to be smoothed
+    };
+    // `clip` is what can be seen; no column beyond it is walked through.
+    Kind Prepare(std::span<const Point> points, const Pen& pen, const PixelRect& clip);
+    // Spans of the line that was prepared, whatever its kind.
+    void MakeSpans(const PixelRect& clip, const Pen& pen);
+    std::span<const Point> Points() const { return points_; }
+    std::span<const ColumnSpan> Spans() const { return spans_; }
+
+  private:
+    std::span<const Point> points_;
+    std::vector<Point> joined_;
+    std::vector<ColumnSpan> spans_;
+};
 
 // Text for one line on a device: valid UTF-8 without control characters.
 std::string OneLine(std::string_view text);

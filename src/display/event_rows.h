@@ -1,13 +1,37 @@
 #pragma once
-// The events of the visible channels, each channel as a row: a tick at the start of an event and a bar to its
-// end.
+// The events of the visible channels, each channel as a row with a shape by its channelDrawMode. Costs
+// pixels, not events: about one rectangle per pixel column and row, whatever the number of events. No event
+// is left out: where several start in one column it shows the most special of them (tagged, then of its own
+// colour).
 
 #include "display/draw_device.h"
 #include "display/kymora_view.h"
 
 namespace kymora {
 
-// Costs pixels, not events: about one rectangle per pixel column and row, whatever the number of events.
+// Shapes that channelDrawMode stands for. Any other number is drawn as the default and kept.
+enum EventShape : int32_t {
+    shapeTicks = 0,   // a line at the onset
+    shapeBars = 1,    // a filled bar from onset to offset
+    shapeUsual = 2,   // a line at the onset and a thin bar
+    shapeBoxes = 3,   // an outline
+    shapeDots = 4,    // a dot at the onset
+    shapeShades = 5,  // as the default, and a pale shade behind the traces over the whole height
+    shapeCount = 6,
+};
+inline constexpr int32_t defaultShape = shapeUsual;
+
+inline constexpr int eventReach = 5;  // pixels of a row above and below its centre
+
+// What lies behind the traces.
+void DrawEventShades(const CKymoraView& view, DrawDevice& device);
 void DrawEventRows(const CKymoraView& view, DrawDevice& device);
+// On the screen only: which channel the mouse works on.
+void DrawSelectedChannel(const CKymoraView& view, DrawDevice& device);
+
+// The channel has a row in the view: it is visible and holds events, or events are inserted into it.
+bool HasEventRow(const CKymoraView& view, int channel);
+// The pixel of the row's centre.
+int EventRowY(const CKymoraView& view, int channel);
 
 }  // namespace kymora

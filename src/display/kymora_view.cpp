@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 
 #include "display/number_text.h"
+#include "display/summary_service.h"
+#include "display/trace_format.h"
+#include "display/view_reload.h"
 
 namespace kymora {
 
@@ -18,9 +21,16 @@ constexpr const char* noAxesText = "This file cannot display as requested, since
 
 }  // namespace
 
-CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) { doc_.AddView(*this); }
+CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) {
+    doc_.AddView(*this);
+    m_crBackground = GetSession().defaultBackground;
+    m_bInactiveSections = GetSession().showInactiveSections;
+}
 
-CKymoraView::~CKymoraView() { doc_.RemoveView(*this); }
+CKymoraView::~CKymoraView() {
+    DetachSummaries();
+    doc_.RemoveView(*this);
+}
 
 // --- opening ---
 
@@ -30,7 +40,8 @@ bool CKymoraView::OnInitialUpdate(std::optional<Viewport> viewport) {
     TakeAxes();
     TakeStoredSettings();
     cache_.Reset(doc_);
-    longestEvents_.clear();
+    eventRows_.Forget();
+    AttachSummaries();
     Relayout();
     const bool complete = RefreshViewport(true);
     if (!complete) {
@@ -71,10 +82,14 @@ void CKymoraView::TakeAxes() {
         CVertAxis& axis = m_axes[i];
         axis.m_dMax = stored.axisTop;
         axis.m_dMin = stored.axisBottom;
+        const bool isRange = std::isfinite(stored.axisTop) && std::isfinite(stored.axisBottom) &&
+                             stored.axisTop != stored.axisBottom;
+        if (!isRange) axis = CVertAxis();
         m_bAxisVisible[i] = stored.traceVisible != 0;
+        m_format[i] = FormatOfStored(stored.traceExtraA, stored.traceExtraB);
         const bool exists = stored.traceOrder >= 0 && stored.traceOrder < doc_.traceCount;
         m_nAxisOfTrace[i] = exists ? stored.traceOrder : t;
-        autoscale_[i] = stored.traceAutoscale;
+        autoscale_[i] = isRange ? stored.traceAutoscale : 1;
     }
     TakeAxisLabels();
     CountShownAxes();
@@ -112,6 +127,7 @@ void CKymoraView::TakeStoredSettings() {
     expandContractFocus_ = stored.expandContractFocus;
     const float area = stored.dataDisplayFraction;
     m_fDataArea = area >= 0.0f ? std::min(area, 1.0f) : 1.0f;
+    m_nClipMode = stored.formatOption;
     m_nTimeUnit = stored.timeUnit >= 0 && stored.timeUnit <= 2 ? stored.timeUnit : 0;
     m_bTimebasePerViewport = stored.timebaseMode != 0;
 }
@@ -139,9 +155,19 @@ DisplaySettings CKymoraView::GetDisplaySettings() const {
     view.dataDisplayFraction = m_fDataArea;
     view.timeUnit = m_nTimeUnit;
     view.timebaseMode = m_bTimebasePerViewport;
+    view.formatOption = m_nClipMode;
     for (int t = 0; t < doc_.traceCount; ++t) {
         const auto i = static_cast<size_t>(t);
-        settings.traces.push_back({autoscale_[i], m_axes[i].m_dMax, m_axes[i].m_dMin, m_nAxisOfTrace[i]});
+        DisplaySettings::Trace trace{autoscale_[i],
+                                     m_axes[i].m_dMax,
+                                     m_axes[i].m_dMin,
+                                     m_nAxisOfTrace[i],
+                                     doc_.traces[i].traceVisible,
+                                     doc_.traces[i].traceExtraA,
+                                     doc_.traces[i].traceExtraB};
+        if (m_bAxisVisible[i] != (trace.traceVisible != 0)) trace.traceVisible = m_bAxisVisible[i];
+        StoreFormat(m_format[i], trace.traceExtraA, trace.traceExtraB);
+        settings.traces.push_back(trace);
     }
     return settings;
 }
@@ -157,6 +183,7 @@ void CKymoraView::OnSize(int width, int height) {
 void CKymoraView::Relayout() {
     CountShownAxes();
     layout_ = CalcLayout({width_, height_, m_bShowAxes, m_fDataArea, m_nVisibleAxes});
+    m_pDatumLines->m_rcPlot = layout_.plot;
     if (!window_) return;
     window_->LayoutChanged();
     window_->Invalidate();
@@ -205,6 +232,7 @@ std::string CKymoraView::StatusText(int x, int y) const {
 bool CKymoraView::RefreshViewport(bool showProgress) {
     m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
     if (m_fDataArea > 0.0f && !UpdateCache(showProgress)) return false;
+    if (!cache_.IsCoarse()) exactViewport_ = GetViewport();
     m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
     UpdateDependents();
     return true;
@@ -217,10 +245,13 @@ bool CKymoraView::UpdateCache(bool showProgress) {
         return true;
     }
     try {
-        return cache_.ReadDisplayData(doc_, m_StartTime, level, showProgress);
+        const bool complete = LoadBins(level, showProgress);
+        readFaultTold_ = false;
+        return complete;
     } catch (const FileError& error) {
-        GetSession().host.Message(error.what());
         cache_.Blank(doc_, m_StartTime, level);
+        // Once, not at every step of a scroll through a file that is gone.
+        if (!std::exchange(readFaultTold_, true)) GetSession().host.Message(error.what());
         return true;
     }
 }
@@ -236,9 +267,12 @@ void CKymoraView::UpdateDependents() {
 }
 
 void CKymoraView::OnUpdate(UpdateHint hint) {
-    longestEvents_.clear();
+    eventRows_.Forget();
     switch (hint) {
     case UpdateHint::samples:
+        m_pDatumLines->ForgetValues();
+        DropReload();
+        if (attached_) GetSession().summaries->SamplesChanged(doc_);
         cache_.Reset(doc_);
         RefreshViewport(false);
         break;
@@ -251,17 +285,6 @@ void CKymoraView::OnUpdate(UpdateHint hint) {
         break;
     }
     UpdateDependents();
-}
-
-int64_t CKymoraView::LongestEvent(int channel) const {
-    if (longestEvents_.empty()) longestEvents_.assign(maxEventChannels, -1);
-    int64_t& longest = longestEvents_[static_cast<size_t>(channel)];
-    if (longest < 0) {
-        longest = 0;
-        for (const CEventKM& event : doc_.eventChannels[static_cast<size_t>(channel)].Events())
-            longest = std::max(longest, int64_t{event.offPosition} - event.onPosition);
-    }
-    return longest;
 }
 
 // --- switches ---

@@ -10,10 +10,14 @@
 #include <string_view>
 #include <vector>
 
+#include "display/datum_lines.h"
 #include "display/display_cache.h"
+#include "display/event_summary.h"
 #include "display/layout.h"
 #include "display/mouse.h"
+#include "display/text_sizes.h"
 #include "display/view_settings.h"
+#include "display/viewport_history.h"
 #include "document/data_doc.h"
 
 namespace kymora {
@@ -31,7 +35,14 @@ class ViewWindow {
     virtual void CopyText(std::string_view) {}
     virtual void CopyPicture() {}
     virtual void Print() {}
+    // Has the user write another limit in the place of the one that is shown.
+    virtual void EditLimit(int /*axis*/, bool /*isMax*/) {}
+    // Gives the view itself another size, in pixels.
+    virtual void SetSize(int /*width*/, int /*height*/) {}
 };
+
+class SummaryService;
+struct ViewReload;
 
 class CKymoraView : public DocumentView, public ViewSettings {
   public:
@@ -79,6 +90,11 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void Select(std::optional<Viewport> selection);
     // An action has used the selection; by the option it goes.
     void SelectionUsed();
+    void ZoomToSelection();
+    // Asks for the two ends of a selection.
+    void AskSelection();
+    // The last place of the mouse; nothing before it was over the view.
+    std::optional<Point> m_mouse;
 
     // --- the viewport ---
     double m_StartTime = 0.0;
@@ -92,6 +108,16 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // Makes the cache hold the viewport and has everything painted again. False when the user stopped the
     // reading; the caller then puts the old viewport back.
     bool RefreshViewport(bool showProgress = false);
+    // While another thread reads the bins of the viewport, the cache holds a coarse picture. The window polls;
+    // true when something arrived that is to be painted.
+    bool IsReloading() const { return reload_ != nullptr; }
+    double ReloadShare() const;  // of the work that is done
+    bool PollReload();
+    // Puts the last viewport back that was shown exactly.
+    void CancelReload();
+    // Waits for the exact bins with a progress box: for pictures that leave the window. False when the user
+    // stopped it; the last viewport is back then.
+    bool FinishReload();
     // Shows another stretch of time. A cancelled read leaves the viewport as it was and answers false.
     bool ChangeViewport(Viewport viewport, bool showProgress = true);
 
@@ -107,6 +133,12 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void ShowAll();
     // Keeps the centre, or the left edge by the option. `perDivMs` is the time of one of the eight divisions.
     void SetTimebase(double perDivMs);
+    // To the viewports before and after, as far as they are remembered.
+    const ViewportHistory& GetHistory() const { return history_; }
+    void GoBack();
+    void GoForward();
+    // Asks for the step of LeftPercent and RightPercent.
+    void AskStep();
     // Zooms so that the time at a pixel stays under it; a factor below 1 shows less time.
     void ZoomAround(int x, double factor);
 
@@ -130,6 +162,9 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void ToggleSwitch(bool ViewSettings::*member, std::string_view name);
     void SetDataArea(float fraction);
     void SetSigFigs(int figures);
+    void SetBackground(uint32_t colour);
+    // Asks for the size of the view in its window.
+    void AskSize();
 
     // --- layout and coordinates ---
     const Layout& GetLayout() const { return layout_; }
@@ -162,13 +197,34 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void DecreaseGain(bool allAxes);
     void MoveUp(bool allAxes);
     void MoveDown(bool allAxes);
+    // Gives the selected axes the range that holds all of theirs; all axes when only one is selected.
+    void SameScale(bool allAxes);
+    // One limit from a text. What is no number, or would not leave the maximum above the minimum, is told to
+    // the user and answers false.
+    bool SetLimitFromText(int axis, bool isMax, std::string_view text);
+    std::string LimitText(int axis, bool isMax) const;
+    // Refused, with nothing said, unless both are finite and they differ.
+    void SetLimits(int axis, double minimum, double maximum, const char* name);
+    // Zooms so that the value at a pixel stays under it; a factor below 1 makes the traces taller.
+    void ScaleAxisAround(int axis, int y, double factor);
+    // Dialogs: which axes show and what is drawn on them, and the look of the selected traces.
+    void AskAxes();
+    void AskFormat();
+    // The traces drawn on an axis, or on the selected ones, in ascending order.
+    std::vector<int> TracesOn(int axis) const;
+    std::vector<int> SelectedTraces() const;
     void SetDrawAsDots(bool allAxes, bool dots);
     void SetDotSize(bool allAxes, int size);
     bool IsSelectedFormat(bool (*test)(const TraceFormat&)) const;
 
+    // --- what lies over the traces ---
+    // The cursors, which belong to the view; their labels know where they were last drawn.
+    CDatumLines& DatumLines() const { return *m_pDatumLines; }
+    // Sizes of the texts of annotations as they were last drawn.
+    TextSizes& GetTextSizes() const { return textSizes_; }
+
     const DisplayCache& GetCache() const { return cache_; }
-    // The longest event of a channel, in samples: no event that starts further before a position reaches it.
-    int64_t LongestEvent(int channel) const;
+    EventRowCache& EventRows() const { return eventRows_; }
 
   private:
     void TakeStoredSettings();
@@ -180,9 +236,19 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void CountShownAxes();
     void Relayout();
     bool UpdateCache(bool showProgress);
+    // view_reload.cpp
+    void AttachSummaries();
+    void DetachSummaries();
+    bool LoadBins(int level, bool showProgress);
+    bool LoadQuickly(SummaryService& service, int level);
+    bool LoadLater(SummaryService& service, int level);
+    void DropReload();
+    bool ReadPlainly();
     void UpdateDependents();
     bool FocusLeftEdge() const;
-    void AutoscaleAxis(int axis);
+    bool ShowViewport(Viewport viewport, bool showProgress);
+    // False when nothing in view has a value.
+    bool AutoscaleAxis(int axis);
     void AutoscaleNewAxes();
     // Runs `change` on each axis that a command acts on.
     template <typename Change>
@@ -190,17 +256,25 @@ class CKymoraView : public DocumentView, public ViewSettings {
     template <typename Change>
     void ForFormats(const char* name, bool allAxes, Change change);
     void WarnOfEqualLabels();
+    void KeepLimitsOfUser(int axis) { autoscale_[static_cast<size_t>(axis)] = 0; }
 
     CDataDoc& doc_;
     ViewWindow* window_ = nullptr;
     DisplayCache cache_;
     Layout layout_;
     std::unique_ptr<MouseDrag> drag_;
+    const std::unique_ptr<CDatumLines> m_pDatumLines = std::make_unique<CDatumLines>(*this);
+    mutable TextSizes textSizes_;
+    ViewportHistory history_;
+    std::unique_ptr<ViewReload> reload_;      // while another thread reads
+    std::optional<Viewport> exactViewport_;  // the last one that was shown from exact bins
+    bool attached_ = false;                  // to the session's summaries
+    bool readFaultTold_ = false;  // the samples in view cannot be read, and the user knows
     int width_ = 0, height_ = 0;
     std::vector<int> shownAxes_;
     std::array<int32_t, maxTraces> autoscale_{};  // traces that are scaled when they are next shown
     int32_t expandContractFocus_ = 1;             // the document's own, whatever the option is
-    mutable std::vector<int64_t> longestEvents_;  // per channel; -1 not known
+    mutable EventRowCache eventRows_;
 };
 
 }  // namespace kymora

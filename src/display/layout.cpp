@@ -7,7 +7,6 @@ namespace {
 constexpr int leftMargin = 70;
 constexpr int rightMargin = 10;
 constexpr int topMargin = 10;
-constexpr int aroundPlot = 60;  // height taken by the margin above and the time axis below
 constexpr int usualGap = 10;
 constexpr int leastBandInside = 6;
 
@@ -15,7 +14,7 @@ void PlaceWithAxes(const LayoutInput& input, Layout& layout) {
     layout.plot.left = leftMargin;
     layout.plot.right = input.width - rightMargin;
     layout.plot.top = topMargin;
-    const int usable = std::max(0, input.height - aroundPlot);
+    const int usable = std::max(0, input.height - aroundPlotHeight);
     const int dataHeight = RoundHalfAway(static_cast<double>(usable) * input.dataArea);
     layout.band = dataHeight / std::max(1, input.visibleAxes);
     layout.traces = layout.plot;

@@ -32,6 +32,9 @@ struct Layout {
     bool operator==(const Layout&) const = default;
 };
 
+// Pixels of the height that the plot leaves to the margin above it and the time axis below.
+inline constexpr int aroundPlotHeight = 60;
+
 Layout CalcLayout(const LayoutInput& input);
 
 // The strip at the window's bottom that shows which part of the recording is seen.

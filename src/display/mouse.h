@@ -86,6 +86,7 @@ enum : int {
     mouseAddMarker = 34,
     mouseAddAnnotation = 35,
     mouseDeleteScaleBar = 36,
+    mouseSelectTime = 40,
 };
 
 // Of cursors, markers, annotations and scale bars; of events; and of the view itself. The targets are tried

@@ -25,18 +25,35 @@ std::optional<Viewport> RequestedViewport(const CDataDoc& doc, std::optional<dou
 
 }  // namespace
 
-void PlotRecordingPng(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
+std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path) {
+    const std::string extension = FoldedExtension(path);
+    if (extension == ".png") return PictureFormat::png;
+    if (extension == ".svg") return PictureFormat::svg;
+    if (extension == ".pdf") return PictureFormat::pdf;
+    return {};
+}
+
+void SavePicture(const CKymoraView& view, const std::filesystem::path& out) {
+    const Layout& layout = view.GetLayout();
+    CairoDevice device(layout.width, layout.height, PictureFormatOf(out).value_or(PictureFormat::png));
+    PaintRecording(view, device, PictureTarget::file);
+    const std::vector<std::byte> picture = device.Encode();
+    WriteFileAtomically(view.GetSession().files, out,
+                        [&](CArchive& archive) { archive.WriteRaw(picture); });
+}
+
+void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
                       std::optional<double> toMs, int width, int height) {
-    CairoDevice device(width, height);
+    CairoDevice device(width, height, PictureFormatOf(out).value_or(PictureFormat::png));
     CKymoraView view(doc);
     view.OnSize(width, height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
     const auto progress = doc.GetHost().StartProgress("Drawing", 100);
     PaintRecording(view, device, PictureTarget::file);
     if (!progress->Update(50)) throw Cancelled();
-    const std::vector<std::byte> png = device.EncodePng([&] { return progress->Update(75); });
-    if (png.empty()) throw Cancelled();
-    WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(png); });
+    const std::vector<std::byte> picture = device.Encode([&] { return progress->Update(75); });
+    if (picture.empty()) throw Cancelled();
+    WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
 }
 
 }  // namespace kymora

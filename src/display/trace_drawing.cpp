@@ -6,12 +6,15 @@ namespace {
 
 constexpr int divisions = 8;
 constexpr std::array<int, 4> dotRadius{0, 2, 4, 6};
+constexpr int loneRadius = 2;
 
 // The line of one trace. Its pen may change from segment to segment; what is drawn with one pen goes to the
 // device in one piece.
 class TraceLine {
   public:
-    TraceLine(DrawDevice& device, Pen pen) : device_(device), pen_(pen) {}
+    // `marksLone` draws a sample without a neighbour as a dot that can be seen.
+    TraceLine(DrawDevice& device, Pen pen, bool marksLone)
+        : device_(device), tracePen_(pen), pen_(pen), marksLone_(marksLone) {}
     ~TraceLine() { Flush(); }
 
     bool HasPosition() const { return !points_.empty(); }
@@ -36,12 +39,18 @@ class TraceLine {
   private:
     void Flush() {
         if (points_.size() < 2 || pen_.style == Pen::Style::null) return;
+        if (marksLone_ && pen_ == tracePen_ && points_.size() == 2 && points_[0] == points_[1]) {
+            const int radius = std::max(loneRadius, pen_.width / 2);
+            const auto [x, y] = points_[0];
+            return device_.FillEllipse({x - radius, y - radius, x + radius, y + radius}, pen_.colour);
+        }
         device_.SetPen(pen_);
         device_.Polyline(points_);
     }
 
     DrawDevice& device_;
-    Pen pen_;
+    Pen tracePen_, pen_;
+    bool marksLone_;
     std::vector<Point> points_;
 };
 
@@ -64,7 +73,7 @@ class TracePainter {
 
     void Paint() {
         if (low_.size() != binCount || !times_.IsUsable() || cache_.m_DatStartTime < 0.0) return;
-        if (format_.clipToAxis) device_.SetClip(ClipOf(view_.BandOf(axis_)));
+        if (format_.clipToAxis) device_.SetClip(ClipOf(ClipBand()));
         if (format_.drawAsDots)
             PaintDots();
         else
@@ -77,6 +86,15 @@ class TracePainter {
     }
 
   private:
+    // The rows of the axis limits, or the whole band.
+    PixelRect ClipBand() const {
+        PixelRect band = view_.BandOf(axis_);
+        if (view_.m_nClipMode != 1) {
+            band.top -= view_.GetLayout().axisGap;
+            band.bottom += view_.GetLayout().axisGap - 1;
+        }
+        return band;
+    }
     bool IsPastEnd(size_t bin) const { return low_[bin] != low_[bin] || high_[bin] != high_[bin]; }
     bool IsEmpty(size_t bin) const { return low_[bin] > high_[bin]; }
     bool IsActive(size_t bin) const { return active_.empty() || active_[bin] != 0; }
@@ -100,7 +118,7 @@ class TracePainter {
 };
 
 void TracePainter::PaintLines() const {
-    TraceLine line(device_, pen_);
+    TraceLine line(device_, pen_, cache_.m_nCacheLevel <= 0);
     const auto range = cache_.BinsOf(view_.GetViewport());
     bool previousActive = false;
     for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {

@@ -7,7 +7,6 @@
 
 namespace kymora {
 
-inline constexpr uint32_t paperColour = Rgb(255, 255, 255);
 inline constexpr uint32_t frameColour = Rgb(255, 192, 192);
 inline constexpr uint32_t gridColour = Rgb(192, 192, 224);
 inline constexpr uint32_t inactiveColour = Rgb(192, 192, 192);

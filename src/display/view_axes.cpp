@@ -3,13 +3,20 @@
 #include <cfloat>
 #include <cmath>
 
+#include <fmt/format.h>
+
 #include "display/kymora_view.h"
 #include "display/number_text.h"
+#include "numerics/rounding.h"
 
 namespace kymora {
 
 namespace {
 
+constexpr const char* badMaximum = "Couldn't read a number for the axis maximum value.";
+constexpr const char* badMinimum = "Couldn't read a number for the axis minimum value.";
+constexpr const char* limitOrderText =
+    "Maximum value should be greater than minimum value.\nPlease change one of them.";
 constexpr const char* equalLabelsText =
     "The maximum - minimum difference values in at least one axis is too small "
     "to show in the scale labels";
@@ -30,23 +37,35 @@ struct Range {
     }
 };
 
-void RoundOutward(Range& range) {
-    double steps = 1.0;  // per unit
-    if (range.high < 0.1 || range.low > -0.1)
-        steps = 100.0;
-    else if (range.high < 1.0 || range.low > -1.0)
-        steps = 10.0;
-    range.high = std::ceil(range.high * steps) / steps;
-    range.low = std::floor(range.low * steps) / steps;
+// A number that lies within the noise of its last bits on a whole one is that one: 0.14 - 0.07 must not round
+// up to 0.08.
+double Ceiling(double value) {
+    const double nearest = std::round(value);
+    return std::fabs(value - nearest) <= 1e-9 * std::max(1.0, std::fabs(value)) ? nearest : std::ceil(value);
 }
 
+Range RoundedOutward(Range range, double stepsPerUnit) {
+    range.high = Ceiling(range.high * stepsPerUnit) / stepsPerUnit;
+    range.low = -Ceiling(-range.low * stepsPerUnit) / stepsPerUnit;
+    return range;
+}
+
+double StepsPerUnit(const Range& range) {
+    if (range.high < 0.1 || range.low > -0.1) return 100.0;
+    return range.high < 1.0 || range.low > -1.0 ? 10.0 : 1.0;
+}
+
+// Where the steps are so coarse that a higher gain would show no less than before, finer ones are taken.
 void WidenBySpan(CVertAxis& axis, double share) {
-    Range range(axis);
-    const double span = range.Span();
-    range.high += span * share;
-    range.low -= span * share;
-    RoundOutward(range);
-    range.Apply(axis);
+    const Range before(axis);
+    Range range = before;
+    range.high += before.Span() * share;
+    range.low -= before.Span() * share;
+    double steps = StepsPerUnit(range);
+    Range rounded = RoundedOutward(range, steps);
+    while (share < 0.0 && !(rounded.Span() < before.Span()) && steps < 1e15)
+        rounded = RoundedOutward(range, steps *= 10.0);
+    rounded.Apply(axis);
 }
 
 void ShiftBySpan(CVertAxis& axis, double share) {
@@ -76,26 +95,35 @@ void CKymoraView::ForAxes(const char* name, bool allAxes, Change change) {
     {
         DisplayScope scope(*this, name);
         for (int axis = 0; axis < doc_.traceCount; ++axis)
-            if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected) change(axis);
+            if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected) {
+                change(axis);
+                KeepLimitsOfUser(axis);
+            }
     }
     UpdateDependents();
 }
 
 void CKymoraView::Autoscale(bool allAxes) {
     ForAxes("Autoscale", allAxes, [this](int axis) { AutoscaleAxis(axis); });
+    if (!cache_.IsCoarse()) return;
+    for (int axis = 0; axis < doc_.traceCount; ++axis)
+        if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected)
+            autoscale_[static_cast<size_t>(axis)] = 1;
 }
 
 void CKymoraView::AutoscaleNewAxes() {
     if (!(m_fDataArea > 0.0f)) return;
-    for (int axis = 0; axis < doc_.traceCount; ++axis) {
-        if (autoscale_[static_cast<size_t>(axis)] == 0 || SlotOf(axis) < 0) continue;
-        AutoscaleAxis(axis);
-        autoscale_[static_cast<size_t>(axis)] = 0;
+    bool any = false;
+    for (const int axis : shownAxes_) {
+        int32_t& pending = autoscale_[static_cast<size_t>(axis)];
+        if (pending == 0 || !AutoscaleAxis(axis)) continue;
+        if (!cache_.IsCoarse()) pending = 0;  // else once more, when the exact bins are there
+        any = true;
     }
-    UpdateDependents();
+    if (any) UpdateDependents();
 }
 
-void CKymoraView::AutoscaleAxis(int axis) {
+bool CKymoraView::AutoscaleAxis(int axis) {
     float low = FLT_MAX, high = -FLT_MAX;
     const auto first = static_cast<size_t>(cache_.BinOf(m_StartTime));
     const auto last = static_cast<size_t>(cache_.BinOf(m_EndTime));
@@ -110,7 +138,7 @@ void CKymoraView::AutoscaleAxis(int axis) {
             if (std::isfinite(highs[i])) high = std::max(high, highs[i]);
         }
     }
-    if (low > high) return;
+    if (low > high) return false;
     CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
     limits.m_dMin = low;
     limits.m_dMax = high;
@@ -119,6 +147,7 @@ void CKymoraView::AutoscaleAxis(int axis) {
         limits.m_dMin -= margin;
         limits.m_dMax += margin;
     }
+    return true;
 }
 
 void CKymoraView::IncreaseGain(bool allAxes) {
@@ -137,6 +166,67 @@ void CKymoraView::MoveUp(bool allAxes) {
 
 void CKymoraView::MoveDown(bool allAxes) {
     ForAxes("Move down", allAxes, [this](int axis) { ShiftBySpan(m_axes[static_cast<size_t>(axis)], 0.2); });
+}
+
+void CKymoraView::SameScale(bool allAxes) {
+    const auto isSelected = [this](int axis) { return m_axes[static_cast<size_t>(axis)].m_bSelected; };
+    const bool all = allAxes || std::count_if(shownAxes_.begin(), shownAxes_.end(), isSelected) < 2;
+    Range common(CVertAxis{});
+    bool any = false;
+    for (const int axis : shownAxes_) {
+        if (!all && !isSelected(axis)) continue;
+        const Range range(m_axes[static_cast<size_t>(axis)]);
+        common.low = any ? std::min(common.low, range.low) : range.low;
+        common.high = any ? std::max(common.high, range.high) : range.high;
+        any = true;
+    }
+    ForAxes("Same scale", all, [&](int axis) {
+        if (SlotOf(axis) < 0) return;
+        Range range(m_axes[static_cast<size_t>(axis)]);
+        range.low = common.low;
+        range.high = common.high;
+        range.Apply(m_axes[static_cast<size_t>(axis)]);
+    });
+}
+
+void CKymoraView::SetLimits(int axis, double minimum, double maximum, const char* name) {
+    if (!std::isfinite(minimum) || !std::isfinite(maximum) || minimum == maximum) return;
+    {
+        DisplayScope scope(*this, name);
+        CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
+        limits.m_dMin = minimum;
+        limits.m_dMax = maximum;
+        KeepLimitsOfUser(axis);
+    }
+    UpdateDependents();
+}
+
+std::string CKymoraView::LimitText(int axis, bool isMax) const {
+    const CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
+    return fmt::format("{}", isMax ? limits.m_dMax : limits.m_dMin);
+}
+
+bool CKymoraView::SetLimitFromText(int axis, bool isMax, std::string_view text) {
+    if (axis < 0 || axis >= doc_.traceCount) return false;
+    const auto value = ParseNumber(text);
+    const CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
+    const double maximum = isMax ? value.value_or(0.0) : limits.m_dMax;
+    const double minimum = isMax ? limits.m_dMin : value.value_or(0.0);
+    if (!value || !(maximum > minimum)) {
+        GetSession().host.Message(value ? limitOrderText : isMax ? badMaximum : badMinimum);
+        return false;
+    }
+    SetLimits(axis, minimum, maximum, isMax ? "Axis maximum" : "Axis minimum");
+    WarnOfEqualLabels();
+    return true;
+}
+
+void CKymoraView::ScaleAxisAround(int axis, int y, double factor) {
+    if (axis < 0 || SlotOf(axis) < 0 || BandOf(axis).Height() <= 0) return;
+    const CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
+    const double fixed = GetValueScale(axis).ToValue(y);
+    SetLimits(axis, fixed + (limits.m_dMin - fixed) * factor, fixed + (limits.m_dMax - fixed) * factor,
+              "Scale axis");
 }
 
 template <typename Change>

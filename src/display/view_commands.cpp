@@ -8,6 +8,23 @@ using namespace commands;
 
 namespace {
 
+bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
+bool CanGoBack(const CKymoraView& view) { return view.GetHistory().CanGoBack(); }
+bool CanGoForward(const CKymoraView& view) { return view.GetHistory().CanGoForward(); }
+// Where nothing is selected, the first axis.
+void EditLimits(const CommandContext& context) {
+    const CKymoraView& view = context.view;
+    for (const int axis : view.ShownAxes())
+        if (view.m_axes[static_cast<size_t>(axis)].m_bSelected) return view.Window()->EditLimit(axis, true);
+    view.Window()->EditLimit(view.ShownAxes().front(), true);
+}
+
+bool HasAxesInWindow(const CKymoraView& view) {
+    return view.Window() != nullptr && HasAxes(view) && view.GetLayout().axesShown;
+}
+
+bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
+
 bool IsNotAtStart(const CKymoraView& view) { return view.m_StartTime != 0.0; }
 
 // The name of the action for undo is that of the menu.
@@ -87,18 +104,24 @@ bool FocusesLeftEdge(const CKymoraView& view) { return view.GetSession().options
 // clang-format off
 CommandTable NavigationCommands() {
     return {
-        {"start", "&Navigation", "&Start\tHOME", "Shows the beginning of the recording", IsNotAtStart, nullptr, Run<&CKymoraView::GoToStart>},
-        {"end", "&Navigation", "&End\tEND", "Shows the end of the recording", nullptr, nullptr, Run<&CKymoraView::GoToEnd>},
-        {"left-page", "&Navigation", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPage>, group},
-        {"right-page", "&Navigation", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPage>},
-        {"left-percent", "&Navigation", "L&eft %\tleft arrow", "Goes back by a part of the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPercent>},
-        {"right-percent", "&Navigation", "R&ight %\tright arrow", "Goes on by a part of the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPercent>},
+        {"start", "Navigati&on", "&Start\tHOME", "Shows the beginning of the recording", IsNotAtStart, nullptr, Run<&CKymoraView::GoToStart>},
+        {"end", "Navigati&on", "&End\tEND", "Shows the end of the recording", nullptr, nullptr, Run<&CKymoraView::GoToEnd>},
+        {"left-page", "Navigati&on", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPage>, group},
+        {"right-page", "Navigati&on", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPage>},
+        {"left-percent", "Navigati&on", "L&eft %\tleft arrow", "Goes back by a part of the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPercent>},
+        {"right-percent", "Navigati&on", "R&ight %\tright arrow", "Goes on by a part of the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPercent>},
+        {"set-step", "Navigati&on", "Set step %", "Sets how far the arrow keys go", nullptr, nullptr, Run<&CKymoraView::AskStep>},
+        {"back", "Navigati&on", "&Back\tAlt+left arrow", "Shows again what was shown before", CanGoBack, nullptr, Run<&CKymoraView::GoBack>, group},
+        {"forward", "Navigati&on", "&Forward\tAlt+right arrow", "Takes a step back again", CanGoForward, nullptr, Run<&CKymoraView::GoForward>},
 
         {"compress", "&Zoom", "&Compress\t/", "Shows twice the time", nullptr, nullptr, Run<&CKymoraView::Compress>},
         {"expand", "&Zoom", "E&xpand\t*", "Shows half the time", nullptr, nullptr, Run<&CKymoraView::Expand>},
         {"one-to-one", "&Zoom", "&1 : 1\tAlt+1", "Shows one sample per pixel", HasPlot, nullptr, Run<&CKymoraView::OneToOne>},
         {"show-all", "&Zoom", "Show all\tAlt+0", "Shows the whole recording", nullptr, nullptr, Run<&CKymoraView::ShowAll>},
         {"set-timebase", "&Zoom", "Set timebase", "Sets how much time is shown", nullptr, nullptr, Run<&CKymoraView::AskTimebase>},
+        {"zoom-to-selection", "&Zoom", "&Zoom to selection", "Shows the selected stretch of time", HasSelection, nullptr, Run<&CKymoraView::ZoomToSelection>},
+        {"magnify-horizontally", "&Zoom", "Magnify horizontally with mouse", "Shows the stretch of time that the mouse is dragged over", HasPlot, IsInMode<mouseMagnifyHorizontally>, EnterMode<mouseMagnifyHorizontally>, group},
+        {"magnify-vertically", "&Zoom", "Magnify vertically with mouse", "Fits an axis to the range that the mouse is dragged over", HasAxes, IsInMode<mouseMagnifyVertically>, EnterMode<mouseMagnifyVertically>},
         {"focus-left-edge", "&Zoom", "Focus left edge (else mid)", "Zooming keeps the left edge in place; otherwise it keeps the middle", nullptr, FocusesLeftEdge, Run<&CKymoraView::ToggleFocusLeftEdge>, group},
     };
 }
@@ -110,6 +133,8 @@ CommandTable GainCommands() {
         {"move-up", "&Gain", "Move &up\tUp arrow", "Moves the traces of the selected axes up; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::MoveUp>},
         {"move-down", "&Gain", "Move &down\tDown arrow", "Moves the traces of the selected axes down; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::MoveDown>},
         {"autoscale", "&Gain", "&Autoscale\t Ctrl 0", "Fits the selected axes to the data in view; with Ctrl all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::Autoscale>, group, '0'},
+        {"axis-limits", "&Gain", "Set axis &limits", "Writes the limits of the selected axis; Tab goes on to the next one", HasAxesInWindow, nullptr, EditLimits},
+        {"same-scale", "&Gain", "Same scale", "Gives the selected axes the range that holds all of theirs; all axes where one is selected or Ctrl is held", HasAxes, nullptr, RunOnAxes<&CKymoraView::SameScale>},
     };
 }
 
@@ -121,9 +146,15 @@ CommandTable ViewCommandTable() {
         {"events", "&View", "&Events", "Shows the event channels", nullptr, IsOn<&ViewSettings::m_bShowEvents>, Toggle<&ViewSettings::m_bShowEvents>, group},
         {"event-chan-labels", "&View", "Event chan labels", "Shows the names of the event channels", IsOn<&ViewSettings::m_bShowEvents>, IsOn<&ViewSettings::m_bShowEventChanLabels>, Toggle<&ViewSettings::m_bShowEventChanLabels>},
         {"event-labels", "&View", "Event labels", "Shows the labels of single events", IsOn<&ViewSettings::m_bShowEvents>, IsOn<&ViewSettings::m_bShowEventLabels>, Toggle<&ViewSettings::m_bShowEventLabels>},
+        {"markers", "&View", "Markers", "Shows the markers", nullptr, IsOn<&ViewSettings::m_bShowMarkers>, Toggle<&ViewSettings::m_bShowMarkers>, group},
+        {"trace-annotations", "&View", "Trace annotations", "Shows the annotations of the traces", nullptr, IsOn<&ViewSettings::m_bShowAnnotations>, Toggle<&ViewSettings::m_bShowAnnotations>},
+        {"scale-bars", "&View", "Scale bars", "Shows the scale bars", nullptr, IsOn<&ViewSettings::m_bShowScaleBars>, Toggle<&ViewSettings::m_bShowScaleBars>},
         {"trace-labels", "&View", "Trace labels", "Shows the labels of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceLabels>, Toggle<&ViewSettings::m_bShowTraceLabels>, group},
         {"trace-ids", "&View", "Trace IDs", "Shows the numbers of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceIDs>, Toggle<&ViewSettings::m_bShowTraceIDs>},
         {"inactive-sections", "&View", "Inactive data sections", "Shows gaps in grey at zero", HasAxes, IsOn<&ViewSettings::m_bInactiveSections>, Toggle<&ViewSettings::m_bInactiveSections>},
+        {"format", "&View", "&Format", "Sets labels, units, colours and lines of the traces of the selected axes", nullptr, nullptr, Run<&CKymoraView::AskFormat>, group},
+        {"select-axes", "&View", "&Select axes", "Chooses the axes to show and the axis of each trace", nullptr, nullptr, Run<&CKymoraView::AskAxes>},
+        {"set-size", "&View", "Set size", "Sets the size of the view in pixels", HasWindow, nullptr, Run<&CKymoraView::AskSize>},
         {"lines", "&View/Trace style", "Lines", "Draws the traces of the selected axes as lines; with Ctrl all traces", HasAxes, IsDrawnAs<false>, DrawAs<false>},
         {"dots", "&View/Trace style", "Dots", "Draws the traces of the selected axes as dots; with Ctrl all traces", HasAxes, IsDrawnAs<true>, DrawAs<true>},
         {"dot-min", "&View/Trace style", "Min", "Dots of a single pixel", DrawsDots, HasSize<0>, SetSize<0>, group},

@@ -1,10 +1,18 @@
-// What the mouse does with the view itself: its slider, its axes and the traces.
+// What the mouse does with the view itself: its slider, its axes, the viewport and the selected stretch.
 
+#include "display/axis_drawing.h"
 #include "display/kymora_view.h"
 
 namespace kymora {
 
 namespace {
+
+constexpr int leastDrag = 3;  // pixels; less is the shake of a click
+constexpr Pen feedbackPen{Rgb(47, 111, 176), 1, Pen::Style::dashed};
+// A viewport whose bins are made from no more samples than these follows the hand.
+constexpr int64_t quickSamples = 4'000'000;
+
+bool IsClick(int from, int to) { return std::abs(to - from) < leastDrag; }
 
 // --- slider ---
 
@@ -14,23 +22,25 @@ bool HitsSlider(const CKymoraView& view, int x, int y) {
 
 class ThumbDrag : public MouseDrag {
   public:
-    explicit ThumbDrag(int grip) : grip_(grip) {}
+    ThumbDrag(const CKymoraView& view, int grip) : grip_(grip), before_(view.GetViewport()) {}
     void Move(CKymoraView& view, const MouseEvent& event) override {
         const double start = view.GetSlider().StartAt(event.x - grip_, view.GetFileEnd());
         const double lastStart = std::max(0.0, view.GetFileEnd() - view.GetViewport().Duration());
         view.SetStartTime(std::min(start, lastStart));
     }
     void Release(CKymoraView&, const MouseEvent&) override {}
+    void Cancel(CKymoraView& view) override { view.ChangeViewport(before_, false); }
     CursorShape Shape() const override { return CursorShape::horizontal; }
 
   private:
     int grip_;  // where the mouse holds the thumb, from its left edge
+    Viewport before_;
 };
 
 std::unique_ptr<MouseDrag> GrabSlider(CKymoraView& view, const MouseEvent& event) {
     const Slider slider = view.GetSlider();
     if (event.x >= slider.thumb.left && event.x < slider.thumb.right)
-        return std::make_unique<ThumbDrag>(event.x - slider.thumb.left);
+        return std::make_unique<ThumbDrag>(view, event.x - slider.thumb.left);
     if (event.x < slider.thumb.left)
         view.LeftPage();
     else
@@ -50,14 +60,216 @@ std::unique_ptr<MouseDrag> GrabAxis(CKymoraView& view, const MouseEvent& event) 
     return nullptr;
 }
 
+void OpenFormat(CKymoraView& view, const MouseEvent& event) {
+    view.SelectAxis(view.GetNearestAxis(event.y), false);
+    view.AskFormat();
+}
+
+bool HitsLimit(const CKymoraView& view, int x, int y) {
+    if (!HitsAxis(view, x, y)) return false;
+    const int axis = view.GetNearestAxis(y);
+    return LimitRect(view, axis, true).Contains(x, y) || LimitRect(view, axis, false).Contains(x, y);
+}
+
+std::unique_ptr<MouseDrag> GrabLimit(CKymoraView& view, const MouseEvent& event) {
+    const int axis = view.GetNearestAxis(event.y);
+    view.SelectAxis(axis, event.ctrl);
+    if (view.Window() && !event.ctrl)
+        view.Window()->EditLimit(axis, LimitRect(view, axis, true).Contains(event.x, event.y));
+    return nullptr;
+}
+
+// --- the plot: panning and selecting ---
+
+bool HitsPlot(const CKymoraView& view, int x, int y) {
+    return view.GetTimeScale().IsUsable() && view.GetLayout().plot.Contains(x, y);
+}
+
+int HeldToPlot(const CKymoraView& view, int x) {
+    const PixelRect& plot = view.GetLayout().plot;
+    return std::clamp(x, plot.left, std::max(plot.left, plot.right));
+}
+
+// The viewport follows the hand where that is quick; where it is not, a line does.
+class PanDrag : public MouseDrag {
+  public:
+    PanDrag(const CKymoraView& view, int x) : before_(view.GetViewport()), pressX_(x), x_(x) {
+        const int64_t samples = SamplesPerBin(view.GetCache().m_nCacheLevel) * binCount;
+        isLive_ = samples * view.GetDocument().traceCount <= quickSamples;
+    }
+    void Move(CKymoraView& view, const MouseEvent& event) override {
+        x_ = event.x;
+        moved_ = moved_ || !IsClick(pressX_, x_);
+        if (moved_ && isLive_) Pan(view);
+    }
+    void Release(CKymoraView& view, const MouseEvent& event) override {
+        x_ = event.x;
+        if (moved_ || !IsClick(pressX_, x_))
+            Pan(view);
+        else
+            view.Select({});
+    }
+    void Cancel(CKymoraView& view) override { view.ChangeViewport(before_, false); }
+    void Draw(const CKymoraView& view, DrawDevice& device) const override {
+        const PixelRect& plot = view.GetLayout().plot;
+        device.SetPen(feedbackPen);
+        const int x = HeldToPlot(view, x_);
+        if (moved_) device.Line(x, plot.top, x, plot.bottom);
+    }
+    CursorShape Shape() const override { return CursorShape::grabbed; }
+
+  private:
+    void Pan(CKymoraView& view) const {
+        const int width = view.GetLayout().plot.Width();
+        if (width <= 0) return;
+        const double time = before_.Duration() * (x_ - pressX_) / width;
+        const double start = std::max(0.0, before_.start - time);
+        view.ChangeViewport({start, start + before_.Duration()}, !isLive_);
+    }
+
+    Viewport before_;
+    int pressX_, x_;
+    bool isLive_;
+    bool moved_ = false;
+};
+
+class SelectionDrag : public MouseDrag {
+  public:
+    SelectionDrag(const CKymoraView& view, int x) : before_(view.m_selection), pressX_(HeldToPlot(view, x)) {}
+    void Move(CKymoraView& view, const MouseEvent& event) override { Select(view, event.x); }
+    void Release(CKymoraView& view, const MouseEvent& event) override { Select(view, event.x); }
+    void Cancel(CKymoraView& view) override { view.Select(before_); }
+    CursorShape Shape() const override { return CursorShape::horizontal; }
+
+  private:
+    void Select(CKymoraView& view, int x) const {
+        x = HeldToPlot(view, x);
+        if (IsClick(pressX_, x)) return view.Select({});
+        view.Select(Viewport{view.PixelToTime(std::min(x, pressX_)), view.PixelToTime(std::max(x, pressX_))});
+    }
+
+    std::optional<Viewport> before_;
+    int pressX_;
+};
+
+std::unique_ptr<MouseDrag> GrabPlot(CKymoraView& view, const MouseEvent& event) {
+    if (event.shift) return std::make_unique<SelectionDrag>(view, event.x);
+    return std::make_unique<PanDrag>(view, event.x);
+}
+
+// --- modes ---
+
+class SelectionModeDrag : public SelectionDrag {
+  public:
+    using SelectionDrag::SelectionDrag;
+    void Release(CKymoraView& view, const MouseEvent& event) override {
+        SelectionDrag::Release(view, event);
+        if (view.m_selection) view.SetMouseMode(mouseNormal);
+    }
+};
+
+std::unique_ptr<MouseDrag> PressSelection(CKymoraView& view, const MouseEvent& event) {
+    if (!HitsPlot(view, event.x, event.y)) return nullptr;
+    return std::make_unique<SelectionModeDrag>(view, event.x);
+}
+
+// A frame that is drawn over the plot; its span is shown when it is released.
+class MagnifyDrag : public MouseDrag {
+  public:
+    void Draw(const CKymoraView& view, DrawDevice& device) const override {
+        const PixelRect frame = Frame(view);
+        device.SetPen(feedbackPen);
+        device.Line(frame.left, frame.top, frame.right, frame.top);
+        device.Line(frame.left, frame.bottom, frame.right, frame.bottom);
+        device.Line(frame.left, frame.top, frame.left, frame.bottom);
+        device.Line(frame.right, frame.top, frame.right, frame.bottom);
+    }
+
+  protected:
+    virtual PixelRect Frame(const CKymoraView& view) const = 0;
+};
+
+class MagnifyTime : public MagnifyDrag {
+  public:
+    MagnifyTime(const CKymoraView& view, int x) : pressX_(HeldToPlot(view, x)), x_(pressX_) {}
+    void Move(CKymoraView& view, const MouseEvent& event) override { x_ = HeldToPlot(view, event.x); }
+    void Release(CKymoraView& view, const MouseEvent& event) override {
+        Move(view, event);
+        if (IsClick(pressX_, x_)) return;
+        view.SetMouseMode(mouseNormal);
+        const Viewport span{view.PixelToTime(std::min(pressX_, x_)), view.PixelToTime(std::max(pressX_, x_))};
+        view.ChangeViewport(span);
+    }
+    CursorShape Shape() const override { return CursorShape::horizontal; }
+
+  protected:
+    PixelRect Frame(const CKymoraView& view) const override {
+        const PixelRect& plot = view.GetLayout().plot;
+        return {std::min(pressX_, x_), plot.top, std::max(pressX_, x_), plot.bottom};
+    }
+
+  private:
+    int pressX_, x_;
+};
+
+class MagnifyValue : public MagnifyDrag {
+  public:
+    MagnifyValue(int axis, int y) : axis_(axis), pressY_(y), y_(y) {}
+    void Move(CKymoraView& view, const MouseEvent& event) override {
+        const PixelRect band = view.BandOf(axis_);
+        y_ = std::clamp(event.y, band.top, std::max(band.top, band.bottom));
+    }
+    void Release(CKymoraView& view, const MouseEvent& event) override {
+        Move(view, event);
+        if (IsClick(pressY_, y_)) return;
+        view.SetMouseMode(mouseNormal);
+        const ValueScale scale = view.GetValueScale(axis_);
+        view.SetLimits(axis_, scale.ToValue(std::max(pressY_, y_)), scale.ToValue(std::min(pressY_, y_)),
+                       "Magnify vertically");
+    }
+    CursorShape Shape() const override { return CursorShape::vertical; }
+
+  protected:
+    PixelRect Frame(const CKymoraView& view) const override {
+        const PixelRect& plot = view.GetLayout().plot;
+        return {plot.left, std::min(pressY_, y_), plot.right, std::max(pressY_, y_)};
+    }
+
+  private:
+    int axis_;
+    int pressY_, y_;
+};
+
+std::unique_ptr<MouseDrag> PressMagnifyTime(CKymoraView& view, const MouseEvent& event) {
+    if (!HitsPlot(view, event.x, event.y)) return nullptr;
+    return std::make_unique<MagnifyTime>(view, event.x);
+}
+
+std::unique_ptr<MouseDrag> PressMagnifyValue(CKymoraView& view, const MouseEvent& event) {
+    const int axis = view.GetNearestAxis(event.y);
+    if (axis < 0 || !HitsPlot(view, event.x, event.y) || view.BandOf(axis).Height() <= 0) return nullptr;
+    const PixelRect band = view.BandOf(axis);
+    return std::make_unique<MagnifyValue>(axis, std::clamp(event.y, band.top, band.bottom));
+}
+
 constexpr HitTarget targets[] = {
     {HitsSlider, CursorShape::arrow, GrabSlider},
-    {HitsAxis, CursorShape::arrow, GrabAxis},
+    {HitsLimit, CursorShape::arrow, GrabLimit},
+    {HitsAxis, CursorShape::arrow, GrabAxis, OpenFormat},
+    {HitsPlot, CursorShape::arrow, GrabPlot},
+};
+
+constexpr MouseMode modes[] = {
+    {mouseMagnifyHorizontally, "Drag over the time to magnify. ESC = cancel.", CursorShape::horizontal,
+     PressMagnifyTime},
+    {mouseMagnifyVertically, "Drag over the values to magnify. ESC = cancel.", CursorShape::vertical,
+     PressMagnifyValue},
+    {mouseSelectTime, "Drag over the time to select. ESC = cancel.", CursorShape::horizontal, PressSelection},
 };
 
 }  // namespace
 
 std::span<const HitTarget> ViewTargets() { return targets; }
-std::span<const MouseMode> ViewModes() { return {}; }
+std::span<const MouseMode> ViewModes() { return modes; }
 
 }  // namespace kymora

@@ -47,6 +47,7 @@ void CKymoraView::MouseDown(const MouseEvent& event) {
 }
 
 void CKymoraView::MouseMove(const MouseEvent& event) {
+    m_mouse = Point{event.x, event.y};
     if (drag_) {
         drag_->Move(*this, event);
         Invalidate();
@@ -67,7 +68,8 @@ void CKymoraView::MouseUp(const MouseEvent& event) {
 }
 
 void CKymoraView::MouseDoubleClick(const MouseEvent& event) {
-    if (m_nMouseMode != mouseNormal || event.button != MouseButton::left) return;
+    if (event.button != MouseButton::left) return;
+    if (m_nMouseMode != mouseNormal) return MouseDown(event);  // the second of two quick presses
     const HitTarget* target = TargetAt(*this, event.x, event.y);
     if (target && target->doubleClick) target->doubleClick(*this, event);
 }
@@ -77,6 +79,8 @@ void CKymoraView::Escape() {
         drag_->Cancel(*this);
         drag_.reset();
         Invalidate();
+    } else if (IsReloading()) {
+        CancelReload();
     } else if (m_nMouseMode != mouseNormal) {
         SetMouseMode(mouseNormal);
     } else {

@@ -35,11 +35,33 @@ bool CKymoraView::ChangeViewport(Viewport viewport, bool showProgress) {
         return false;
 
     const Viewport previous = GetViewport();
+    if (!ShowViewport(viewport, showProgress)) return false;
+    history_.Moved(previous, viewport);
+    return true;
+}
+
+bool CKymoraView::ShowViewport(Viewport viewport, bool showProgress) {
+    const Viewport previous = GetViewport();
     Place(viewport);
-    if (RefreshViewport(showProgress)) return true;
+    if (RefreshViewport(showProgress)) {
+        AutoscaleNewAxes();
+        return true;
+    }
     Place(previous);
     RefreshViewport(false);
     return false;
+}
+
+void CKymoraView::GoBack() {
+    ViewportHistory after = history_;
+    const auto viewport = after.Back(GetViewport());
+    if (viewport && ShowViewport(*viewport, true)) history_ = std::move(after);
+}
+
+void CKymoraView::GoForward() {
+    ViewportHistory after = history_;
+    const auto viewport = after.Forward(GetViewport());
+    if (viewport && ShowViewport(*viewport, true)) history_ = std::move(after);
 }
 
 void CKymoraView::RightPage() { SetStartTime(m_EndTime); }
@@ -91,6 +113,36 @@ void CKymoraView::ZoomAround(int x, double factor) {
     const double time = PixelToTime(x);
     const double start = std::max(0.0, time - (time - m_StartTime) * factor);
     ChangeViewport({start, start + (m_EndTime - m_StartTime) * factor});
+}
+
+void CKymoraView::ZoomToSelection() {
+    if (m_selection && ChangeViewport(*m_selection)) SelectionUsed();
+}
+
+void CKymoraView::AskSelection() {
+    const double unit = TimeUnitFactor(m_nTimeUnit);
+    const std::string unitText = std::string(" (") + TimeUnitName(m_nTimeUnit) + ")";
+    const Viewport proposed = m_selection.value_or(GetViewport());
+    Form form("Select stretch of time");
+    form.AddNumber("start", "start" + unitText, proposed.start / unit, "Where the selection begins").least =
+        0.0;
+    form.AddNumber("end", "end" + unitText, proposed.end / unit, "Where the selection ends").least = 0.0;
+    form.validate = [](const Form& asked) {
+        return asked.Number("end") > asked.Number("start") ? "" : "The end must be after the start.";
+    };
+    if (GetSession().host.AskForm(form))
+        Select(Viewport{form.Number("start") * unit, form.Number("end") * unit});
+}
+
+void CKymoraView::AskStep() {
+    Form form("Set step");
+    FormField& step = form.AddInteger("step", "step (% of the time shown)", m_nPercentStep,
+                                      "How far the left and right arrow keys go");
+    step.least = 1;
+    step.greatest = 100;
+    if (!GetSession().host.AskForm(form)) return;
+    DisplayScope scope(*this, "Set step");
+    m_nPercentStep = form.Integer("step");
 }
 
 // --- edit boxes ---

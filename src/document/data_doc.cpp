@@ -20,12 +20,26 @@ const char* FileTypeClassName(int typeCode) {
     return typeCode >= 0 && typeCode <= typeMultiChannel ? names[typeCode] : names[0];
 }
 
-TraceSettings TraceSettings::Default(int trace) {
-    static constexpr uint32_t colours[] = {0x000080, 0x008000, 0x800000, 0x008080, 0x808000};
+namespace {
+
+// As 0x00BBGGRR.
+uint32_t DefaultTraceColour(size_t trace, Palette palette) {
+    static constexpr std::array<uint32_t, 5> system = {0x000080, 0x008000, 0x800000, 0x008080, 0x808000};
+    // Black, orange, sky blue, bluish green, blue, vermillion, reddish purple, and yellow, which is hard to
+    // see on white paper.
+    static constexpr std::array<uint32_t, 8> okabeIto = {0x000000, 0x009FE6, 0xE9B456, 0x739E00,
+                                                         0xB27200, 0x005ED5, 0xA779CC, 0x42E4F0};
+    if (palette == Palette::okabeIto) return okabeIto[trace % okabeIto.size()];
+    return trace < system.size() ? system[trace] : 0;
+}
+
+}  // namespace
+
+TraceSettings TraceSettings::Default(int trace, Palette palette) {
     TraceSettings settings;
     settings.traceOrder = trace;
     settings.axisLabel = "Ax " + std::to_string(trace + 1);
-    settings.traceColour = trace < 5 ? colours[trace] : 0;
+    settings.traceColour = DefaultTraceColour(static_cast<size_t>(trace), palette);
     return settings;
 }
 
@@ -37,6 +51,12 @@ bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b) {
     return folded(a) == folded(b);
 }
 
+bool IsSameFile(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b) {
+    const auto first = files.Stamp(a), second = files.Stamp(b);
+    if (!first || !second) return SamePath(a, b);
+    return first->device == second->device && first->inode == second->inode;
+}
+
 std::string FoldedExtension(const std::filesystem::path& path) { return FoldCase(path.extension().string()); }
 
 CDataDoc::CDataDoc(Session& session) : session_(session) { ResetModel(); }
@@ -45,15 +65,16 @@ CDataDoc::~CDataDoc() { GetHost().Log("In CDataDoc dtor\n"); }
 
 void CDataDoc::ResetModel() {
     fileVersion = currentFileVersion;
+    const auto palette = static_cast<Palette>(session_.options.palette);
     for (int t = 0; t < maxTraces; ++t) {
         const auto slot = static_cast<size_t>(t);
-        traces[slot] = TraceSettings::Default(t);
+        traces[slot] = TraceSettings::Default(t, palette);
         traceAnnotations[slot].clear();
         validRuns[slot] = RunList();
     }
     eventChannels.assign(maxEventChannels, CEventChan(this));
     for (int c = 0; c < maxEventChannels; ++c)
-        eventChannels[static_cast<size_t>(c)].channelColour = DefaultChannelColour(c);
+        eventChannels[static_cast<size_t>(c)].channelColour = DefaultChannelColour(c, palette);
     ResetDefaultPositions();
     markers.clear();
     view = StoredView();
@@ -150,6 +171,9 @@ void CDataDoc::GetDisplaySettingsFromView(bool otherViewActive) {
         traces[t].axisTop = settings.traces[t].axisTop;
         traces[t].axisBottom = settings.traces[t].axisBottom;
         traces[t].traceOrder = settings.traces[t].traceOrder;
+        traces[t].traceVisible = settings.traces[t].traceVisible;
+        traces[t].traceExtraA = settings.traces[t].traceExtraA;
+        traces[t].traceExtraB = settings.traces[t].traceExtraB;
     }
 }
 
@@ -314,8 +338,9 @@ double CDataDoc::DefaultDisplayPosition(int channel) {
     return sum;
 }
 
-uint32_t CDataDoc::DefaultChannelColour(int channel) {
-    return channel < 16 ? TraceSettings::Default(channel).traceColour : CEventChan().channelColour;
+uint32_t CDataDoc::DefaultChannelColour(int channel, Palette palette) {
+    return channel < 16 ? DefaultTraceColour(static_cast<size_t>(channel), palette)
+                        : CEventChan().channelColour;
 }
 
 void CDataDoc::ResetDefaultPositions() {

@@ -69,7 +69,7 @@ struct TraceSettings {
     int32_t traceExtraA = 0;
     int32_t traceExtraB = 1;
 
-    static TraceSettings Default(int trace);
+    static TraceSettings Default(int trace, Palette palette = Palette::system);
 };
 
 // What a file stores of the view.
@@ -119,6 +119,9 @@ struct DisplaySettings {
         double axisTop = 1000.0;
         double axisBottom = -1000.0;
         int32_t traceOrder = 0;
+        int32_t traceVisible = 1;
+        int32_t traceExtraA = 0;
+        int32_t traceExtraB = 1;
     };
     StoredView view;
     std::vector<Trace> traces;  // one for each trace
@@ -139,6 +142,29 @@ struct TraceBlock {
     int trace = 0;
     std::span<float> values;
     std::span<uint8_t> valid;
+};
+
+// Samples laid side by side in slots of one length: the first lies `into` samples behind the start of slot 0.
+struct FoldSlots {
+    int64_t into = 0;
+    int64_t length = 1;
+};
+
+// Where the lowest and highest samples of each slot of one trace go. They are widened, so they begin at FLT_MAX
+// and -FLT_MAX. `active` may be empty; otherwise a slot with a valid sample becomes 1.
+struct TraceFold {
+    int trace = 0;
+    std::span<float> low, high;
+    std::span<uint8_t> active;
+};
+
+// A stretch of one trace, and where its lowest and highest samples go, as in TraceFold.
+struct FoldStretch {
+    int64_t from = 0;
+    int64_t count = 0;
+    float* low = nullptr;
+    float* high = nullptr;
+    uint8_t* active = nullptr;
 };
 
 enum class OpenFor {
@@ -209,6 +235,7 @@ class CDataDoc : public EventChanOwner {
     std::array<TraceSettings, maxTraces> traces;
     std::array<std::vector<CAnnotation>, maxTraces> traceAnnotations;
     std::vector<CMarker> markers;           // ascending in time
+    bool markersLocked = false;             // the mouse cannot drag them; no file keeps it
     std::vector<CEventChan> eventChannels;  // always 999
     StoredView view;
     Grid grid;
@@ -291,6 +318,15 @@ class CDataDoc : public EventChanOwner {
     // recording not-a-number and invalid; gains are applied. All blocks have one length. Throws FileError.
     void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks);
     void ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid = {});
+    // The extremes of what ReadBlocks would give for [from, from + count), which lies within the recording,
+    // from formats that can tell them without making every sample and hold no not-a-number. False from all
+    // others, with nothing done. Throws FileError.
+    bool FoldBlocks(int64_t from, int64_t count, FoldSlots slots, std::span<const TraceFold> folds);
+    // The same for many short stretches of one trace, in ascending order.
+    bool FoldStretches(int trace, std::span<const FoldStretch> stretches);
+
+    // The import settings with which the same file opens as the same recording again, without a question.
+    virtual std::map<std::string, std::string> SettingsToReopen() const { return session_.importSettings; }
 
     // --- traces, markers, channels
     // ------------------------------------------------------------------------------------ Moves every
@@ -312,7 +348,7 @@ class CDataDoc : public EventChanOwner {
     // Lowest channel without events, or -1.
     int FirstFreeChannel() const;
     static double DefaultDisplayPosition(int channel);
-    static uint32_t DefaultChannelColour(int channel);
+    static uint32_t DefaultChannelColour(int channel, Palette palette = Palette::system);
     void ResetDefaultPositions();
     void SetAllDrawModes(int32_t drawMode);
 
@@ -351,6 +387,17 @@ class CDataDoc : public EventChanOwner {
     // length, and none reaches past the stored samples of its trace. The spans arrive with any content; what
     // cannot be read is set to 0.0.
     virtual void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) = 0;
+    // Whether FoldStored does anything. The samples of a format that folds are all numbers.
+    virtual bool CanFold() const { return false; }
+    // Widens the slots by `count` stored samples from `storedIndex` on, with the gains applied.
+    virtual void FoldStored(int64_t storedIndex, int64_t count, FoldSlots into,
+                            std::span<const TraceFold> folds) {
+        (void)storedIndex, (void)count, (void)into, (void)folds;
+    }
+    // The same for stretches that begin at stored samples.
+    virtual void FoldStoredStretches(int trace, std::span<const FoldStretch> stretches) {
+        (void)trace, (void)stretches;
+    }
     // Back to the defaults of a new document, but for path, file and session.
     void ResetModel();
     // Makes room for the window of the model as it stands, and puts it at position 0.
@@ -371,6 +418,7 @@ class CDataDoc : public EventChanOwner {
     const float* FillTrace(int trace);
     void ReadRuns(int64_t from, std::span<const TraceBlock> blocks);
     void ReadValid(int64_t storedIndex, size_t at, size_t count, std::span<const TraceBlock> blocks);
+    void FoldRuns(int64_t from, int64_t count, FoldSlots slots, std::span<const TraceFold> folds);
 
     Session& session_;
     bool modified_ = false;
@@ -389,6 +437,8 @@ class CDataDoc : public EventChanOwner {
 
 // Whether two paths name one file as far as spelling goes; case does not count.
 bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b);
+// Whether two paths lead to one file, links included. Files that do not exist are compared by SamePath.
+bool IsSameFile(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b);
 // The extension in lower case, with its dot.
 std::string FoldedExtension(const std::filesystem::path& path);
 

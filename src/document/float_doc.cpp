@@ -14,8 +14,7 @@
 namespace kymora {
 namespace {
 
-constexpr int firstTailVersion =
-    22;  // from here on samples are stored trace by trace, with the metadata behind them
+constexpr int firstTailVersion = firstVersionSavedInPlace;
 constexpr size_t scratchBytes = size_t{1} << 18;
 
 constexpr const char* inUseReason = "another window or program has it open";

@@ -5,6 +5,10 @@
 
 namespace kymora {
 
+// Files of this version and later hold their samples trace by trace and are saved in place; older ones are
+// converted.
+inline constexpr int firstVersionSavedInPlace = 22;
+
 class CFloatDoc : public CDataDoc {
   public:
     using CDataDoc::CDataDoc;

@@ -11,6 +11,27 @@ namespace {
 constexpr size_t mostSteps = 200;
 constexpr size_t mostBytes = size_t{256} << 20;
 
+// Memory of a list, of the texts in it and of what its items hold besides.
+size_t BytesOf(const CMarker& marker) { return sizeof marker + marker.m_strLabel.capacity(); }
+size_t BytesOf(const CAnnotation& annotation) { return sizeof annotation + annotation.m_strLabel.capacity(); }
+size_t BytesOf(const ScaleBar& bar) { return sizeof bar + bar.m_strUnits.capacity(); }
+
+template <typename Item>
+size_t BytesOf(const std::vector<Item>& list) {
+    size_t bytes = sizeof list;
+    for (const Item& item : list) bytes += BytesOf(item);
+    return bytes;
+}
+
+size_t BytesOf(const ScaleBarGroup& group) { return BytesOf(group.single) + BytesOf(group.list); }
+
+template <typename Item, size_t count>
+size_t BytesOf(const std::array<Item, count>& items) {
+    size_t bytes = 0;
+    for (const Item& item : items) bytes += BytesOf(item);
+    return bytes;
+}
+
 // A member of the document that is swapped whole.
 template <typename T, T CDataDoc::*member>
 class MemberChange : public UndoChange {
@@ -18,7 +39,7 @@ class MemberChange : public UndoChange {
     explicit MemberChange(const CDataDoc& doc) : held_(doc.*member) {}
     void Swap(CDataDoc& doc) override { std::swap(doc.*member, held_); }
     bool IsChange(const CDataDoc& doc) const override { return !(doc.*member == held_); }
-    size_t Bytes() const override { return sizeof held_; }
+    size_t Bytes() const override { return BytesOf(held_); }
 
   private:
     T held_;
@@ -211,6 +232,24 @@ bool UndoScope::ReplaceEvent(int channel, int index, CEventKM event) {
     auto extra = chan.EventExtra();
     if (!chan.ReplaceEvent(index, std::move(event))) return false;
     Keep(std::make_unique<EventSplice>(channel, index, std::move(before), 1, std::move(extra)));
+    return true;
+}
+
+bool UndoScope::SpliceEvents(int channel, int at, int count, std::vector<CEventKM> with) {
+    if (!doc_.HasChannel(channel)) return false;
+    CEventChan& chan = doc_.eventChannels[static_cast<size_t>(channel)];
+    if (at < 0 || count < 0 || at > chan.GetNumEvents() - count || chan.IsLocked()) return false;
+    const auto old = std::span(chan.Events()).subspan(static_cast<size_t>(at), static_cast<size_t>(count));
+    if (std::equal(old.begin(), old.end(), with.begin(), with.end())) return true;
+    const bool staysInPlace =
+        std::equal(old.begin(), old.end(), with.begin(), with.end(), [](const auto& a, const auto& b) {
+            return a.onPosition == b.onPosition && a.offPosition == b.offPosition;
+        });
+    auto extra = chan.EventExtra();
+    const auto placed = static_cast<int>(with.size());
+    auto before = chan.Splice(at, count, std::move(with));
+    if (staysInPlace) chan.SetEventExtra(extra);
+    Keep(std::make_unique<EventSplice>(channel, at, std::move(before), placed, std::move(extra)));
     return true;
 }
 

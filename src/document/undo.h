@@ -90,6 +90,9 @@ class UndoScope {
     bool DeleteEvent(int channel, int index);
     // Puts another event in the place of one; it is sorted in where its position changed.
     bool ReplaceEvent(int channel, int index, CEventKM event);
+    // Puts events in the place of `count` events from `at` on, in the order given. Where every position stays
+    // as it is, the table of coordinates stays too.
+    bool SpliceEvents(int channel, int at, int count, std::vector<CEventKM> with);
 
     // Forgets the step: the edit was abandoned and the document put back.
     void Abandon() { changes_.clear(); }

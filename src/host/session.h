@@ -7,6 +7,7 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <random>
 #include <set>
 #include <string>
 
@@ -19,6 +20,12 @@ inline constexpr int maxTraces = 128;
 inline constexpr int maxEventChannels = 999;
 inline constexpr int letterChannels = 26;
 
+// Where new traces and channels take their colours from.
+enum class Palette : int {
+    system = 0,
+    okabeIto = 1,  // eight colours that colour-blind people can tell apart
+};
+
 // Options that the user keeps between sessions.
 struct Options {
     int expandContractFocus = 1;  // "Expand-Contract focus"; 1 keeps the left edge of the view when zooming
@@ -26,7 +33,23 @@ struct Options {
     int hitMargin = 3;                      // "Hit margin", pixels, 0 to 20
     int eventChannelMode = letterChannels;  // "Event channel number": 26 letters or 999 numbers
     int bootstrapReps = 1000;               // "Bootstrap reps"
+    int theme = 0;    // "Theme": colours of the windows; 0 as the system, 1 light, 2 dark
+    int palette = 0;  // "Palette": a Palette, of traces and channels without a colour
 };
+
+// What an event gets that the user inserts with the mouse or at given times.
+struct EventInsertion {
+    int kind = 0;              // 0 of a fixed duration, 1 from press to release, 2 of one sample
+    bool centred = false;      // a fixed duration lies around the click, else it starts there
+    double durationMs = 10.0;  // at least one sample
+    float value = 0.0f;
+    int32_t tag = 0;
+    bool ownColour = false;
+    uint32_t colour = 0x0080FF;
+    std::string label;
+};
+
+class SummaryService;
 
 class Session {
   public:
@@ -37,9 +60,21 @@ class Session {
     Host& host;
     FileSystem& files;
     Options options;
+    // What new views start with; no file keeps these two.
+    uint32_t defaultBackground = 0xFFFFFF;  // 0x00BBGGRR
+    bool showInactiveSections = false;
+
+    // Where views get the bins of long stretches without waiting; null where there is no window.
+    SummaryService* summaries = nullptr;
 
     bool skipFileDetails = false;  // the details dialog is not shown when a file opens
     bool gapNoticeShown = false;   // the notice about gaps was seen
+    bool coupledCursors = false;   // vertical cursors keep their distances when one of them is moved
+    // Readers of foreign formats show the dialogs in which they ask for details. Without them they take what
+    // the import settings say, and the defaults.
+    bool askForDetails = false;
+    // Keys of dialogs that the user does not want to see again in this session, and what was answered last.
+    std::map<std::string, int, std::less<>> silencedDialogs;
     std::array<bool, maxTraces>
         pendingReset{};  // a transform asked that the extra event tables of a trace be dropped
 
@@ -52,7 +87,13 @@ class Session {
     // Answers the value of an import setting, or nothing, and notes that it was asked for.
     const std::string* ImportSetting(const std::string& key);
 
+    EventInsertion eventInsertion;
+    uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's
+
     uint64_t seed = 0;  // of the session's random draws
+    std::mt19937 random{0};
+    // Starts the random draws anew.
+    void Seed(uint64_t newSeed);
     // The date of history entries; tests set their own.
     std::function<std::time_t()> now = [] { return std::time(nullptr); };
 };

@@ -61,6 +61,17 @@ bool IsUtf8(std::string_view text) {
     return true;
 }
 
+// How many zeros stand at the start.
+size_t LeadingZeros(std::string_view bytes) {
+    size_t at = 0;
+    for (uint64_t word = 0; bytes.size() - at >= sizeof word; at += sizeof word) {
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        if (word != 0) break;
+    }
+    while (at < bytes.size() && bytes[at] == '\0') ++at;
+    return at;
+}
+
 // The walk over the file. A signal's part of a record is fed in pieces of any size; a TAL that a piece cuts
 // is kept and joined with what follows, up to the size of a piece.
 class TalWalk {
@@ -79,6 +90,15 @@ class TalWalk {
     }
 
     int64_t damaged = 0;
+
+    // The first record from `record` on that may hold something: those before it have nothing but zeros as
+    // far as the buffer shows.
+    int64_t SkipEmpty(int64_t record) {
+        if (header_.bytesPerRecord > smallRecord) return record;
+        const std::string_view seen = View(record * header_.bytesPerRecord, 0);
+        const size_t zeros = LeadingZeros(seen);
+        return record + static_cast<int64_t>(zeros) / std::max<int64_t>(header_.bytesPerRecord, 1);
+    }
 
     void Record(int64_t record) {
         const int64_t start = record * header_.bytesPerRecord;
@@ -205,9 +225,11 @@ bool ForEachEdfTal(const DataFile& file, const EdfHeader& header, const EdfTalVi
                    const std::function<bool(int64_t record)>& goOn, int64_t& damaged) {
     TalWalk walk(file, header, visit);
     bool wentOn = true;
-    for (int64_t record = 0; record < header.dataRecords && wentOn; ++record) {
-        walk.Record(record);
-        if ((record + 1) % recordsBetweenQuestions == 0) wentOn = goOn(record + 1);
+    for (int64_t record = 0; record < header.dataRecords && wentOn;) {
+        const int64_t before = record / recordsBetweenQuestions;
+        record = walk.SkipEmpty(record);
+        if (record < header.dataRecords) walk.Record(record++);
+        if (record / recordsBetweenQuestions != before) wentOn = goOn(record);
     }
     damaged = walk.damaged;
     return wentOn;

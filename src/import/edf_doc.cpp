@@ -8,6 +8,7 @@
 
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
+#include "import/edf_dialogs.h"
 #include "import/edf_timeline.h"
 
 namespace kymora {
@@ -58,8 +59,9 @@ bool CEDFDoc::LoadRecording() {
     list_.reset();
     header_ = ReadEdfHeader(*sampleFile);
     for (const std::string& note : header_.notes) Note(note);
-    const AnnotationLayout layout = AskLayout();
+    layoutSetting_ = LayoutSetting();
     ChooseSignals();
+    if (openCancelled) return false;
     SetTimeBase();
     EdfEventCollector collected(interval_, annotationBytes + sampleFile->Length() / 2);
     if (!ReadAnnotations(collected)) {
@@ -67,25 +69,68 @@ bool CEDFDoc::LoadRecording() {
         return false;
     }
     reader_ = std::make_unique<EdfSampleReader>(*sampleFile, header_, samplesPerRecord_);
+    canFold_ = !chosen_.empty() && std::all_of(chosen_.begin(), chosen_.end(), [this](int signal) {
+        return EdfFoldIsExact(header_.Signal(signal).scale);
+    });
     Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_.type),
                      header_.signals.size(), header_.dataRecords, header_.recordDuration));
     FillModel();
-    ReadOwnSideCar(collected, layout);
+    ReadOwnSideCar(collected);
+    if (openCancelled) return false;
+    ProcessAnnots(collected, AskLayout(collected));
+    return !openCancelled;
+}
+
+bool CEDFDoc::AfterLoad() {
+    Session& session = GetSession();
+    if (!session.askForDetails || session.skipFileDetails) return true;
+    openCancelled = !ShowInfo();
+    return !openCancelled;
+}
+
+bool CEDFDoc::ShowInfo() {
+    Session& session = GetSession();
+    Form form = EdfInfoForm(session, header_, [this] { return AnnotationList(); });
+    form.AddFlag(
+        "silence", "Do not show this again", session.skipFileDetails,
+        "File details of all types open without this dialog for the rest of the session. The File menu "
+        "still shows it.");
+    if (!session.host.AskForm(form)) return false;
+    session.skipFileDetails = form.Flag("silence");
     return true;
 }
 
-CEDFDoc::AnnotationLayout CEDFDoc::AskLayout() {
+// Nothing when none is given.
+std::optional<CEDFDoc::AnnotationLayout> CEDFDoc::LayoutSetting() {
     const std::string* setting = GetSession().ImportSetting("annotations");
-    if (!setting || *setting == "same") return AnnotationLayout::same;
+    if (!setting) return std::nullopt;
+    if (*setting == "same") return AnnotationLayout::same;
     if (*setting == "separate") return AnnotationLayout::separate;
     throw EdfSettingError(fmt::format(
         "The import setting \"annotations\" is \"{}\". It takes \"separate\" or \"same\".", *setting));
+}
+
+// A person is asked only where there is something to lay out.
+CEDFDoc::AnnotationLayout CEDFDoc::AskLayout(const EdfEventCollector& collected) {
+    if (layoutSetting_) return *layoutSetting_;
+    const int64_t count = collected.TalCount();
+    if (!GetSession().askForDetails || collected.Events().empty() || count < 1 || count > mostSeparateTals)
+        return AnnotationLayout::same;
+    const std::optional<bool> separate = AskSeparateAnnotations(GetSession(), count);
+    openCancelled = !separate;
+    return separate.value_or(false) ? AnnotationLayout::separate : AnnotationLayout::same;
 }
 
 void CEDFDoc::ChooseSignals() {
     const std::string* setting = GetSession().ImportSetting("signals");
     chosen_.clear();
     if (header_.ordinarySignals.empty()) return;
+    if (!setting && GetSession().askForDetails) {
+        const auto answer = ChooseEdfSignalsByDialog(GetSession(), header_);
+        openCancelled = !answer;
+        if (answer) chosen_ = *answer;
+        return;
+    }
     chosen_ = ChooseEdfSignals(header_, setting);
     if (!setting && chosen_.size() < header_.ordinarySignals.size())
         GetHost().Message(
@@ -193,22 +238,25 @@ void CEDFDoc::DescribeTrace(int trace) {
     settings.axisBottom = signal.physicalMinimum;
 }
 
-void CEDFDoc::ReadOwnSideCar(EdfEventCollector& collected, AnnotationLayout layout) {
+void CEDFDoc::ReadOwnSideCar(EdfEventCollector& collected) {
     const SideCarResult sideCar = ReadSideCar(*this);
     if (sideCar == SideCarResult::damaged) {
         ResetModel();
         FillModel();
     }
     if (sideCar == SideCarResult::read) {
-        for (size_t t = 0; t < chosen_.size(); ++t) CheckSideCarTrace(static_cast<int>(t));
+        bool allOwn = true;
+        for (int t = 0; t < static_cast<int>(chosen_.size()); ++t) allOwn = CheckSideCarTrace(t) && allOwn;
+        // An order of other traces would show two in one place.
+        for (int t = 0; t < maxTraces && !allOwn; ++t) traces[static_cast<size_t>(t)].traceOrder = t;
         // The user may have edited or deleted the events of the file: what was saved stands.
         if (HoldsEvents()) collected.Events().clear();
     }
-    ProcessAnnots(collected, layout);
 }
 
 // A side-car of another choice of signals describes other traces in the same slots, or left a slot unused.
-void CEDFDoc::CheckSideCarTrace(int trace) {
+// False for such a trace, which takes the defaults.
+bool CEDFDoc::CheckSideCarTrace(int trace) {
     const TraceSettings& saved = traces[static_cast<size_t>(trace)];
     const std::string& own = header_.Signal(chosen_[static_cast<size_t>(trace)]).label;
     const TraceSettings unused = TraceSettings::Default(trace);
@@ -218,10 +266,13 @@ void CEDFDoc::CheckSideCarTrace(int trace) {
         saved.traceLabel != own &&
         std::any_of(header_.ordinarySignals.begin(), header_.ordinarySignals.end(),
                     [&](int other) { return header_.Signal(other).label == saved.traceLabel; });
-    if (!wasUnused && !isOther) return;
+    if (!wasUnused && !isOther) return true;
     Note(fmt::format("the side-car's settings of trace {} belong to another signal and were left out",
                      trace + 1));
+    traces[static_cast<size_t>(trace)] =
+        TraceSettings::Default(trace, static_cast<Palette>(GetSession().options.palette));
     DescribeTrace(trace);
+    return false;
 }
 
 bool CEDFDoc::HoldsEvents() const {
@@ -249,6 +300,47 @@ void CEDFDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces
         reader_->Read(from, count, *run, {reads.data(), used});
         done += static_cast<size_t>(count);
     }
+}
+
+void CEDFDoc::FoldStored(int64_t storedIndex, int64_t count, FoldSlots slots,
+                         std::span<const TraceFold> folds) {
+    std::vector<EdfFold> parts;
+    parts.reserve(folds.size());
+    for (const TraceFold& fold : folds) {
+        const auto trace = static_cast<size_t>(fold.trace);
+        parts.push_back({&header_.Signal(chosen_[trace]), traces[trace].traceGain, fold.low, fold.high});
+    }
+    for (int64_t done = 0; done < count;) {
+        const int64_t from = storedIndex + done;
+        const auto run =
+            std::upper_bound(runEndRecords_.begin(), runEndRecords_.end(), from / samplesPerRecord_);
+        if (run == runEndRecords_.end()) return;
+        const int64_t n = std::min(*run * samplesPerRecord_ - from, count - done);
+        reader_->Fold(from, n, *run, slots.into + done, slots.length, parts);
+        done += n;
+    }
+}
+
+void CEDFDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> stretches) {
+    const EdfSignal& signal = header_.Signal(chosen_[static_cast<size_t>(trace)]);
+    if (signal.expansionFactor == 1)
+        return reader_->FoldStretches(signal, traces[static_cast<size_t>(trace)].traceGain, stretches);
+    for (const FoldStretch& stretch : stretches) {
+        const TraceFold fold{trace, {stretch.low, 1}, {stretch.high, 1}, {}};
+        FoldStored(stretch.from, stretch.count, {0, stretch.count}, {&fold, 1});
+    }
+}
+
+// The choice as a list of numbers from 1 over the signals that are no annotations.
+std::map<std::string, std::string> CEDFDoc::SettingsToReopen() const {
+    std::map<std::string, std::string> settings = GetSession().importSettings;
+    std::string list;
+    for (size_t i = 0; i < header_.ordinarySignals.size(); ++i)
+        if (std::find(chosen_.begin(), chosen_.end(), header_.ordinarySignals[i]) != chosen_.end())
+            list += (list.empty() ? "" : ",") + std::to_string(i + 1);
+    if (!list.empty()) settings["signals"] = list;
+    settings.try_emplace("annotations", "same");
+    return settings;
 }
 
 }  // namespace kymora

@@ -2,10 +2,11 @@
 // European Data Format files (.edf): EDF, EDF+C and EDF+D. The data file is never written; what the user adds
 // goes to the side-car.
 //
-// What the details dialogs ask can be given as import settings: "signals" (numbers from 1 over the signals
-// that are no annotations) and "annotations" ("separate" or "same").
+// What the dialogs ask can be given as import settings: "signals" (numbers from 1 over the signals that are
+// no annotations) and "annotations" ("separate" or "same"). A setting that is given is not asked for.
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "document/data_doc.h"
@@ -28,25 +29,35 @@ class CEDFDoc : public CDataDoc {
     const std::vector<int>& ChosenSignals() const { return chosen_; }
     // All annotations as text, also those that are no events. Made from the file when it is first asked for.
     const std::string& AnnotationList() const;
+    // Shows the details of the file. False when the user cancels.
+    bool ShowInfo();
+    std::map<std::string, std::string> SettingsToReopen() const override;
 
   protected:
     bool Load(OpenFor purpose) override;
+    bool AfterLoad() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
+    bool CanFold() const override { return canFold_; }
+    void FoldStored(int64_t storedIndex, int64_t count, FoldSlots slots,
+                    std::span<const TraceFold> folds) override;
+    void FoldStoredStretches(int trace, std::span<const FoldStretch> stretches) override;
 
   private:
     enum class AnnotationLayout { separate, same };
+    static constexpr int64_t mostSeparateTals = 989;                         // more of them share channels
     static constexpr const char* startMarkComment = "Sweep trigger point.";  // of channel 'a'
 
     bool LoadRecording();
-    AnnotationLayout AskLayout();
+    std::optional<AnnotationLayout> LayoutSetting();
+    AnnotationLayout AskLayout(const EdfEventCollector& collected);
     void ChooseSignals();
     void SetTimeBase();
     bool ReadAnnotations(EdfEventCollector& collected);
     bool WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
     void FillModel();
     void DescribeTrace(int trace);
-    void ReadOwnSideCar(EdfEventCollector& collected, AnnotationLayout layout);
-    void CheckSideCarTrace(int trace);
+    void ReadOwnSideCar(EdfEventCollector& collected);
+    bool CheckSideCarTrace(int trace);
     bool HoldsEvents() const;
     void Note(const std::string& text) const;
 
@@ -62,6 +73,8 @@ class CEDFDoc : public CDataDoc {
     RunList runs_;
     std::vector<int64_t> runEndRecords_;
     std::unique_ptr<EdfSampleReader> reader_;
+    bool canFold_ = false;
+    std::optional<AnnotationLayout> layoutSetting_;
     mutable std::unique_ptr<std::string> list_;
 };
 

@@ -43,6 +43,7 @@ class EdfEventCollector {
     void HideInGaps(const RunList& runs);
 
     std::deque<EdfEvent>& Events() { return events_; }
+    const std::deque<EdfEvent>& Events() const { return events_; }
     int64_t TalCount() const { return talCount_; }  // without the marks of the records' starts
     bool AnyHidden() const { return anyHidden_; }
     bool IsComplete() const { return complete_; }

@@ -10,7 +10,6 @@ namespace kymora {
 
 namespace {
 
-constexpr int64_t mostSeparateTals = 989;
 constexpr uint64_t listBytes = 16 << 20;  // of the list, and half the file's size
 constexpr int firstTalChannel = 1;        // 'b'; 'a' holds the records' starts
 
@@ -90,13 +89,17 @@ const std::string& CEDFDoc::AnnotationList() const {
     list_ = std::make_unique<std::string>();
     if (!sampleFile || header_.annotationSignals.empty()) return *list_;
     const RunList* gaps = chosen_.empty() ? nullptr : &runs_;
-    EdfTalPlace last{-1, -1, 0};
     const uint64_t most = listBytes + sampleFile->Length() / 2;
+    const auto signalCount = static_cast<int64_t>(header_.annotationSignals.size());
+    int64_t headed = 0;  // parts of records, counted through the file, that have their heading
+    const auto headUpTo = [&](int64_t part) {
+        for (; headed < part && list_->size() <= most; ++headed)
+            *list_ += fmt::format("Record: {}, Annotation Signal: {}\r\n", headed / signalCount,
+                                  headed % signalCount);
+    };
     const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
         if (list_->size() > most) return false;
-        if (place.record != last.record || place.signal != last.signal)
-            *list_ += fmt::format("Record: {}, Annotation Signal: {}\r\n", place.record, place.signal);
-        last = place;
+        headUpTo(place.record * signalCount + place.signal + 1);
         AppendEdfListText(*list_, place, tal, PlaceEdfTal(place, tal, interval_, gaps).fate);
         return true;
     };
@@ -104,6 +107,7 @@ const std::string& CEDFDoc::AnnotationList() const {
     try {
         ForEachEdfTal(
             *sampleFile, header_, visit, [](int64_t) { return true; }, damaged);
+        headUpTo(header_.dataRecords * signalCount);
         if (list_->size() > most) *list_ += "The list is longer than can be shown.\r\n";
     } catch (const FileError& error) {
         Note(error.what());

@@ -68,7 +68,11 @@ void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<cons
         const int64_t needed = interpolates ? std::min(last + 1, endRecord) : last;
         const int64_t got = LoadRecords(first, needed - first);
         const int64_t partEnd = std::min(end, std::min(last, first + got) * samplesPerRecord_);
-        if (partEnd <= at) return;
+        if (partEnd <= at) {
+            for (const EdfPiece& piece : pieces)
+                std::fill(piece.to + (at - range.from), piece.to + range.count, 0.0f);
+            return;
+        }
         for (const EdfPiece& piece : pieces)
             TakeFromRecords({at, partEnd - at}, endRecord, piece, at - range.from);
         at = partEnd;
@@ -169,13 +173,14 @@ EdfSampleReader::Range EdfSampleReader::SourceOf(Range part, int64_t endRecord,
 void EdfSampleReader::Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available,
                                   float* to) {
     const int64_t factor = signal.expansionFactor;
+    const Range source = SourceOf(part, endRecord, signal);
+    const int64_t reach = available <= 0 ? 0 : (source.from + available) * factor - part.from;
+    if (reach < part.count) std::fill(to + std::max<int64_t>(reach, 0), to + part.count, 0.0f);
+    if (reach <= 0) return;
     if (factor == 1)
         return ConvertEdfSamples(source_.data(), std::min(part.count, available), signal.scale, to);
-    const Range source = SourceOf(part, endRecord, signal);
-    if (available <= 0) return;
     // The end of a run, and of a file that lost its end, has no partner: the last sample stands for it.
     source_[static_cast<size_t>(available)] = source_[static_cast<size_t>(available - 1)];
-    const int64_t reach = (source.from + available) * factor - part.from;
     InterpolateEdfSamples(source_.data(), std::min(part.count, reach), static_cast<int32_t>(factor),
                           static_cast<int32_t>(part.from % factor), signal.scale, to);
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/file_system.h"
+#include "document/data_doc.h"
 #include "import/edf_header.h"
 
 namespace kymora {
@@ -18,6 +19,13 @@ struct EdfPiece {
     float* to = nullptr;
 };
 
+// A signal, the divisor of its values, and where the lowest and highest of each slot go.
+struct EdfFold {
+    const EdfSignal* signal = nullptr;
+    double gain = 1.0;
+    std::span<float> low, high;
+};
+
 class EdfSampleReader {
   public:
     // `samplesPerRecord` are the document's. File and header must outlive the reader.
@@ -26,8 +34,19 @@ class EdfSampleReader {
 
     // Reads `count` document samples from `from` on, gaps not counted, all of them before `endRecord`, which
     // ends a run of records without a gap: the last sample before it has no right-hand partner. What the file
-    // does not hold is left as it is. Throws FileError.
+    // does not hold becomes 0. Throws FileError.
     void Read(int64_t from, int64_t count, int64_t endRecord, std::span<const EdfPiece> pieces);
+
+    // Widens slots of `slotLength` samples by the extremes of what Read would give for the same samples,
+    // divided by the gains; the first lies `into` samples behind the start of slot 0. At the document's rate
+    // the stored numbers are compared and only the extremes converted, which is right because the
+    // conversion rises or falls throughout (EdfFoldIsExact).
+    void Fold(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
+              std::span<const EdfFold> folds);
+
+    // Widens by many stretches of a signal at the document's rate, in ascending order. Those that lie close
+    // together are read in one piece.
+    void FoldStretches(const EdfSignal& signal, double gain, std::span<const FoldStretch> stretches);
 
   private:
     struct Range {
@@ -45,6 +64,14 @@ class EdfSampleReader {
     void Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available, float* to);
     Range SourceOf(Range part, int64_t endRecord, const EdfSignal& signal) const;
 
+    // edf_folds.cpp
+    int64_t LoadSlice(const EdfSignal& signal, int64_t from, int64_t count);
+    void FoldSlices(Range range, int64_t into, int64_t slotLength, std::span<const EdfFold> folds);
+    void FoldRecords(Range range, int64_t into, int64_t slotLength, std::span<const EdfFold> folds);
+    void FoldSlower(Range range, int64_t endRecord, int64_t into, int64_t slotLength,
+                    std::span<const EdfFold> folds);
+    std::vector<std::vector<float>> drawnOut_;  // samples of slower signals
+
     const DataFile& file_;
     const EdfHeader& header_;
     int64_t samplesPerRecord_;
@@ -56,6 +83,9 @@ class EdfSampleReader {
 
 // The conversion of stored numbers. Single values would do; this form is what the compiler makes wide.
 void ConvertEdfSamples(const int16_t* from, int64_t count, const EdfScale& scale, float* to);
+
+// Whether the extremes of stored numbers give the extremes of the values: all values are finite.
+bool EdfFoldIsExact(const EdfScale& scale);
 
 // Writes `count` values of the line through `source`, `factor` values from one source sample to the next, the
 // first at `phase`. Single precision up to the conversion.

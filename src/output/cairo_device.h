@@ -1,5 +1,5 @@
 #pragma once
-// Draws on an image in memory and writes it as PNG.
+// Draws on an image in memory, or on a page of shapes, and gives the bytes of a file of it.
 
 #include <cstddef>
 #include <functional>
@@ -10,16 +10,18 @@
 
 namespace kymora {
 
+enum class PictureFormat { png, svg, pdf };
+
 class CairoDevice : public DrawDevice {
   public:
     // Throws std::runtime_error when there cannot be such an image.
-    CairoDevice(int width, int height);
+    CairoDevice(int width, int height, PictureFormat format = PictureFormat::png);
     ~CairoDevice() override;
 
-    // The bytes of a PNG file. Throws std::runtime_error.
-    // Asks `goOn` now and then; empty when it said no.
-    std::vector<std::byte> EncodePng(const std::function<bool()>& goOn = [] { return true; }) const;
-    // The colour of a pixel, 0x00BBGGRR.
+    // The bytes of the file. A page of shapes is finished by it: nothing can be drawn on it afterwards. Asks
+    // `goOn` now and then; empty when it said no. Throws std::runtime_error.
+    std::vector<std::byte> Encode(const std::function<bool()>& goOn = [] { return true; });
+    // The colour of a pixel of an image, 0x00BBGGRR.
     uint32_t PixelAt(int x, int y) const;
 
     void SetPen(const Pen& pen) override;
@@ -33,22 +35,30 @@ class CairoDevice : public DrawDevice {
     void ClearClip() override;
     void Text(int x, int y, std::string_view text, const TextStyle& style) override;
     Extent TextExtent(std::string_view text, bool bold = false) override;
+    Extent FontExtent(std::string_view text, const FontSpec& font) override;
 
   private:
     struct Surface;
 
+    bool IsVector() const { return format_ != PictureFormat::png; }
+    void MakeSurface();
+    std::vector<std::byte> EncodePng(const std::function<bool()>& goOn) const;
     void Stroke(std::span<const Point> points, bool smooth);
+    void FillSegments();
     void FillSpans();
     void SelectFont(bool bold);
+    void SelectFont(const FontSpec& font);
+    Extent ExtentOf(const std::string& line);  // in the selected font
+    void StrokeUnder(const FontSpec& font, double along, double baseline, int width);
     void SetColour(uint32_t colour);
 
     std::unique_ptr<Surface> surface_;
     int width_, height_;
+    PictureFormat format_;
     PixelRect clip_;
     Pen pen_;
     Point position_;
-    std::vector<Point> joined_;
-    std::vector<ColumnSpan> spans_;
+    LineShape shape_;
 };
 
 }  // namespace kymora

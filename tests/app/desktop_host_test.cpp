@@ -54,6 +54,37 @@ TEST(DesktopHost, ASilencedNoticeShowsNothing) {
     EXPECT_TRUE(shown);
 }
 
+TEST(DesktopHost, ANoticeThatIsDeclinedIsNotSilenced) {
+    DesktopHost host;
+    for (int i = 0; i < 2; ++i) {
+        WhenBoxShows([](QMessageBox& box) {
+            box.checkBox()->setChecked(true);
+            box.button(QMessageBox::Cancel)->click();
+        });
+        EXPECT_FALSE(host.NoticeWithCancel("legacy", "Notification", "Go on?"));
+    }
+}
+
+TEST(DesktopHost, FileDetailsCanBeSilencedAndDeclined) {
+    DesktopHost host;
+    bool skip = false;
+    const auto answer = [](bool accept) {
+        QTimer::singleShot(0, [accept] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(dialog, nullptr);
+            EXPECT_EQ(dialog->windowTitle(), "File details");
+            dialog->findChild<QCheckBox*>("skip")->setChecked(true);
+            accept ? dialog->accept() : dialog->reject();
+        });
+    };
+    answer(false);
+    EXPECT_FALSE(host.AcceptFileDetails({48, "a.kymr-dat", "c", 1, 10, 10.0, 1.0}, skip));
+    EXPECT_FALSE(skip);
+    answer(true);
+    EXPECT_TRUE(host.AcceptFileDetails({48, "a.kymr-dat", "c", 1, 10, 10.0, 1.0}, skip));
+    EXPECT_TRUE(skip);
+}
+
 TEST(DesktopHost, ProgressAppearsOnlyAfterAWhileAndCanBeCancelled) {
     DesktopHost host;
     const auto progress = host.StartProgress("Reading data", 10000000000u);

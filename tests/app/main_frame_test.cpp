@@ -1,5 +1,18 @@
+// Before the window system, which makes a keyword of a name that it uses.
+#include "support/edf_builder.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFile>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
+#include <QMimeData>
+#include <QTextBrowser>
+#include <QTimer>
+#include <QToolBar>
 
 #include "frame_fixture.h"
 #include "support/native_builder.h"
@@ -40,9 +53,16 @@ TEST_F(MainFrameTest, AFailedOpenLeavesNoWindowAndSaysWhy) {
 }
 
 TEST_F(MainFrameTest, MenusHoldEveryCommandAndFollowTheActiveView) {
+    for (const FrameCommand& command : FrameCommands()) {
+        QAction* action = Action(std::string(command.id).c_str());
+        ASSERT_NE(action, nullptr) << command.id;
+        EXPECT_FALSE(action->statusTip().isEmpty()) << command.id;
+        EXPECT_EQ(action->isEnabled(), command.enabled == nullptr) << command.id;
+    }
     for (const Command& command : ViewCommands()) {
         QAction* action = Action(std::string(command.id).c_str());
         ASSERT_NE(action, nullptr) << command.id;
+        EXPECT_FALSE(action->statusTip().isEmpty()) << command.id;
         EXPECT_EQ(action->text().toStdString(), command.label);
         EXPECT_FALSE(action->isEnabled()) << command.id;
     }
@@ -147,6 +167,247 @@ TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {
     EXPECT_EQ(frame->Children()[0]->Document().fileVersion, 48);
     EXPECT_FALSE(files.Stamp("/old.flt"));
     EXPECT_FALSE(files.Stamp("/converted.kymr-dat"));
+}
+
+// --- several views and windows ---
+
+TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
+    CChildFrame& first = OpenOne();
+    first.View().RightPage();
+    Action("grid")->trigger();
+    first.View().IncreaseGain(true);
+    Action("window-new")->trigger();
+    ASSERT_EQ(frame->Children().size(), 2u);
+    CChildFrame& second = *frame->Children()[1];
+    EXPECT_EQ(&second.Document(), &first.Document());
+    EXPECT_EQ(frame->Documents().size(), 1u);
+    ExpectViewport(second, 3000.0, 5000.0);
+    EXPECT_FALSE(second.View().m_bShowGrid);
+    EXPECT_EQ(second.View().m_axes[1].m_dMax, first.View().m_axes[1].m_dMax);
+    EXPECT_EQ(first.windowTitle(), "one.kymr-dat:1[*]");
+    EXPECT_EQ(second.windowTitle(), "one.kymr-dat:2[*]");
+    second.View().GoToStart();
+    ExpectViewport(first, 3000.0, 5000.0);
+
+    // Only the last one asks.
+    first.Document().SetModifiedFlag();
+    host.answer = false;
+    frame->OnFileClose();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(host.questions.empty());
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_EQ(frame->Children()[0]->windowTitle(), "one.kymr-dat[*]");
+    frame->OnFileClose();
+    EXPECT_EQ(host.questions.size(), 1u);
+    EXPECT_EQ(frame->Children().size(), 1u);
+}
+
+TEST_F(MainFrameTest, ClosingTheFrameAsksOnceForADocumentInTwoWindows) {
+    OpenOne().Document().SetModifiedFlag();
+    Action("window-new")->trigger();
+    EXPECT_TRUE(frame->close());
+    EXPECT_EQ(host.questions.size(), 1u);
+}
+
+TEST_F(MainFrameTest, WindowsTileInRowsAndColumns) {
+    frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    const auto area = frame->findChild<QMdiArea*>()->viewport()->size();
+    CChildFrame *one = frame->Children()[0], *two = frame->Children()[1];
+    Action("window-tile-horizontally")->trigger();
+    EXPECT_EQ(one->geometry(), QRect(0, 0, area.width(), area.height() / 2));
+    EXPECT_EQ(two->geometry().bottom(), area.height() - 1);
+    Action("window-tile-vertically")->trigger();
+    EXPECT_EQ(one->geometry(), QRect(0, 0, area.width() / 2, area.height()));
+    EXPECT_EQ(two->geometry().right(), area.width() - 1);
+    EXPECT_EQ(frame->ActiveChild(), two);
+    Action("window-next")->trigger();
+    EXPECT_EQ(frame->ActiveChild(), one);
+    Action("window-previous")->trigger();
+    EXPECT_EQ(frame->ActiveChild(), two);
+}
+
+// --- opening ---
+
+TEST_F(MainFrameTest, TheOpenDialogOpensEveryChosenFile) {
+    host.openFiles = {"/one.kymr-dat", "/gone.edf", "/two.kymr-dat", "/x.abf"};
+    Action("file-open")->trigger();
+    EXPECT_EQ(host.fileRequests[0].title, "Select Files to Open");
+    EXPECT_EQ(host.fileRequests[0].filter, OpenFilter());
+    EXPECT_EQ(frame->Children().size(), 2u);
+    EXPECT_EQ(host.messages.size(), 2u);
+}
+
+TEST_F(MainFrameTest, RecentFilesAreListedAndMissingOnesCanGo) {
+    frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    while (!frame->Children().empty()) delete frame->Children()[0];
+    QMenu* file = MenuOf(*frame, "&File");
+    emit file->aboutToShow();
+    const auto entries = [&] {
+        emit file->aboutToShow();
+        return frame->findChild<QMenu*>("recentFiles")->actions();
+    };
+    EXPECT_EQ(entries()[0]->text(), "&1  two.kymr-dat");
+    entries()[1]->trigger();
+    EXPECT_EQ(frame->ActiveChild()->Document().filePath, "/one.kymr-dat");
+    files.Remove("/two.kymr-dat");
+    host.answer = false;
+    frame->OpenRecent("/two.kymr-dat");
+    EXPECT_EQ(frame->Recent().Paths().size(), 2u);
+    host.answer = true;
+    frame->OpenRecent("/two.kymr-dat");
+    EXPECT_EQ(host.questions.size(), 2u);
+    EXPECT_EQ(frame->Recent().Paths().size(), 1u);
+    entries().back()->trigger();  // clear
+    EXPECT_TRUE(frame->Recent().Paths().empty());
+}
+
+TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
+    const auto drop = [&](const QList<QUrl>& urls) {
+        QMimeData data;
+        data.setUrls(urls);
+        QDragEnterEvent enter({5, 5}, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(frame.get(), &enter);
+        if (!enter.isAccepted()) return false;
+        QDropEvent event({5, 5}, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(frame.get(), &event);
+        return true;
+    };
+    EXPECT_FALSE(drop({QUrl("https://example.org/x.edf")}));
+    EXPECT_TRUE(drop({QUrl::fromLocalFile("/settings.KYMR-cfg")}));
+    EXPECT_EQ(host.LastMessage(),
+              "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data "
+              "file is already open.");
+    EXPECT_TRUE(drop({QUrl::fromLocalFile("/one.kymr-dat"), QUrl::fromLocalFile("/two.kymr-dat")}));
+    EXPECT_EQ(frame->Children().size(), 2u);
+    drop({QUrl::fromLocalFile("/list.kymr-batch")});
+    EXPECT_NE(host.LastMessage().find("list.kymr-batch holds settings of operations"), std::string::npos);
+}
+
+// --- saving ---
+
+TEST_F(MainFrameTest, SaveAllSavesEachAsItsKindIs) {
+    files.Put("/foreign.edf", EdfBuilder().AddRamp("one", 10).Build());
+    frame->OpenFiles({"/one.kymr-dat", "/foreign.edf"});
+    Action("window-new")->trigger();  // a second view of one of them saves nothing twice
+    for (CDataDoc* doc : frame->Documents()) doc->SetModifiedFlag();
+    host.log.clear();
+    Action("file-save-all")->trigger();
+    const std::string log = host.LogText();
+    EXPECT_NE(log.find("In OnFileSaveAll for kymr-dat file, calling OnFileSaveheader\n"), std::string::npos);
+    const size_t foreign = log.find("In OnFileSaveAll for non- kymr-dat file, writing header\n");
+    EXPECT_NE(foreign, std::string::npos);
+    EXPECT_EQ(log.find("In OnFileSaveAll for non-", foreign + 1), std::string::npos);
+    EXPECT_TRUE(files.Has("/foreign.kymr-hdr"));
+    for (const CDataDoc* doc : frame->Documents()) EXPECT_FALSE(doc->IsModified());
+}
+
+TEST_F(MainFrameTest, NewFilesOpen) {
+    host.fillForms = {[](Form&) { return true; }};
+    host.saveFile = "/made.kymr-dat";
+    Action("new-user-defined")->trigger();
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_EQ(frame->Recent().Paths()[0], "/made.kymr-dat");
+    host.saveFile = "/average.kymr-dat";
+    host.fillForms = {[](Form&) { return true; }};
+    Action("new-from-average")->trigger();
+    ASSERT_EQ(frame->Children().size(), 2u);
+    host.saveFile = "/old.flt";
+    host.fillForms = {[](Form&) { return true; }};
+    Action("file-save-as-legacy")->trigger();
+    EXPECT_EQ(frame->ActiveChild()->Document().fileVersion, 36);
+}
+
+TEST_F(MainFrameTest, OptionsReachEveryView) {
+    frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    int changes = 0, kept = 0;
+    for (CChildFrame* child : frame->Children())
+        QObject::connect(&child->Widget(), &ViewWidget::ViewChanged, frame.get(), [&] { ++changes; });
+    QObject::connect(frame.get(), &CMainFrame::SettingsChanged, frame.get(), [&] { ++kept; });
+    host.fillForms = {[](Form& form) {
+        form["hitMargin"].number = 9;
+        return true;
+    }};
+    Action("general-options")->trigger();
+    EXPECT_EQ(session.options.hitMargin, 9);
+    EXPECT_GE(changes, 2);
+    EXPECT_EQ(kept, 1);
+}
+
+// --- finding commands ---
+
+TEST_F(MainFrameTest, CommandsRunByTheirIds) {
+    EXPECT_FALSE(frame->RunCommandById("file-save")) << "nothing is open";
+    EXPECT_FALSE(frame->RunCommandById("no-such-command"));
+    EXPECT_FALSE(frame->RunCommandById("toolBar")) << "an object of that name is no command";
+    CChildFrame& child = OpenOne();
+    EXPECT_TRUE(frame->RunCommandById("right-page"));
+    ExpectViewport(child, 3000.0, 5000.0);
+    EXPECT_TRUE(frame->RunCommandById("tool-bar"));
+    EXPECT_FALSE(frame->IsToolBarShown());
+}
+
+TEST_F(MainFrameTest, TheFinderListsAllCommandsAndTheSheetAllKeys) {
+    OpenOne();
+    EXPECT_EQ(frame->ListCommands().size(), FrameCommands().size() + ViewCommands().size());
+    Action("help-find-command")->trigger();
+    auto* finder = frame->findChild<CommandFinder*>();
+    ASSERT_NE(finder, nullptr);
+    auto* search = finder->findChild<QLineEdit*>("search");
+    QTest::keyClicks(search, "zoom whole recording");
+    EXPECT_EQ(finder->Shown(), QStringList{"Show all"});
+    QTest::keyClick(search, Qt::Key_Return);
+    ExpectViewport(*frame->ActiveChild(), 0.0, 99999.0);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+    Action("help-shortcuts")->trigger();
+    auto* sheet = frame->findChild<CommandFinder*>();
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_TRUE(sheet->Shown().contains("Left page"));
+    EXPECT_TRUE(sheet->Shown().contains("Save As..."));
+    EXPECT_FALSE(sheet->Shown().contains("From average")) << "it has no key";
+    sheet->close();
+    Action("help-first-steps")->trigger();
+    auto* page = frame->findChild<QTextBrowser*>("firstSteps");
+    ASSERT_NE(page, nullptr);
+    EXPECT_TRUE(page->toPlainText().contains("Open a recording"));
+}
+
+TEST_F(MainFrameTest, UndoIsNamedInTheMenu) {
+    CChildFrame& child = OpenOne();
+    EXPECT_EQ(Action("undo")->text(), "&Undo\tCtrl+z");
+    Action("grid")->trigger();
+    EXPECT_TRUE(Action("undo")->text().startsWith("&Undo: "));
+    Action("undo")->trigger();
+    EXPECT_TRUE(child.View().m_bShowGrid);
+    EXPECT_TRUE(Action("redo")->text().startsWith("&Redo: "));
+}
+
+TEST_F(MainFrameTest, ToolBarAndContextMenuHoldTheTablesActions) {
+    CChildFrame& child = OpenOne();
+    auto* bar = frame->findChild<QToolBar*>("toolBar");
+    EXPECT_TRUE(bar->actions().contains(Action("file-open")));
+    for (QAction* action : bar->actions())
+        EXPECT_TRUE(action->isSeparator() || !action->icon().isNull()) << action->text().toStdString();
+    QStringList shown;
+    QTimer::singleShot(0, [&] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        for (const QAction* action : menu->actions()) shown += action->text();
+        menu->close();
+    });
+    emit child.Widget().customContextMenuRequested({50, 50});
+    EXPECT_TRUE(shown.contains("&Zoom"));
+    EXPECT_FALSE(shown.contains("&File"));
+}
+
+TEST_F(MainFrameTest, AFileThatVanishesWhileItIsShownIsTold) {
+    CChildFrame& child = OpenOne();
+    files.Remove("/one.kymr-dat");
+    child.View().ShowAll();
+    child.Document().SetModifiedFlag();
+    EXPECT_FALSE(frame->OnFileSave());
+    EXPECT_NE(host.LastMessage().find("moved, deleted or replaced"), std::string::npos);
+    EXPECT_TRUE(child.Document().IsModified());
 }
 
 }  // namespace

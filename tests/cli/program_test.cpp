@@ -112,7 +112,7 @@ TEST_F(ProgramTest, WrongCommandLines) {
         {"convert", file},
         {"convert", file, "-o", In("out.svg")},
         {"convert", file, "-o", file},
-        {"plot", file, "-o", In("out.svg")},
+        {"plot", file, "-o", In("out.gif")},
         {"plot", file, "-o", In("out.png"), "--from", "5", "--to", "5"},
         {"plot", file, "-o", In("out.png"), "--from", "nan"},
         {"plot", file, "-o", In("out.png"), "--width", "10"},

@@ -1,5 +1,7 @@
 #include "display/commands.h"
 
+#include <cctype>
+#include <map>
 #include <set>
 
 #include "support/view_fixture.h"
@@ -46,6 +48,23 @@ TEST(Commands, IdsAndKeysAreUnique) {
         }
         EXPECT_TRUE(keys.emplace(static_cast<int>(key.code), key.character, key.ctrl, key.alt).second)
             << command.id;
+    }
+}
+
+// A menu of the bar is opened by Alt and its access key, which would never reach a command.
+TEST(Commands, MenusLeaveTheKeysOfCommandsAlone) {
+    std::map<char, std::string_view> menuOfKey;
+    for (const Command& command : ViewCommands()) {
+        const std::string_view menu = command.menu.substr(0, command.menu.find('/'));
+        const size_t mark = menu.find('&');
+        ASSERT_LT(mark + 1, menu.size()) << menu;
+        const char key = static_cast<char>(std::tolower(menu[mark + 1]));
+        EXPECT_EQ(menuOfKey.emplace(key, menu).first->second, menu) << "the same access key";
+    }
+    for (const Command& command : ViewCommands()) {
+        if (!command.key.alt || command.key.code != KeyCode::character) continue;
+        EXPECT_FALSE(menuOfKey.contains(command.key.character))
+            << command.label << " and " << menuOfKey[command.key.character];
     }
 }
 

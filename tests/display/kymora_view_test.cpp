@@ -316,8 +316,8 @@ TEST_F(KymoraViewTest, TimeEditsRefuseWithTheirMessages) {
 
 TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
     CKymoraView& v = Open(1000.0, 3000.0, 2);
+    v.m_nClipMode = 7;
     session.options.expandContractFocus = 1;  // was 0 when the document was made
-    doc->view.formatOption = 7;               // not this view's business
     v.ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
     v.SetDataArea(0.75f);
     v.SetTimeUnit(2);
@@ -331,7 +331,7 @@ TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
     EXPECT_EQ(settings.view.dataDisplayFraction, 0.75f);
     EXPECT_EQ(settings.view.timeUnit, 2);
     EXPECT_EQ(settings.view.vertAxisSigFigs, 5);
-    EXPECT_EQ(settings.view.formatOption, 7);
+    EXPECT_EQ(settings.view.formatOption, 7);  // no clip mode that this view knows; it is kept
     EXPECT_EQ(settings.view.expandContractFocus, 0);  // the document's own
     ASSERT_EQ(settings.traces.size(), 2u);
     EXPECT_EQ(settings.traces[1].traceOrder, 1);

@@ -24,7 +24,7 @@ std::vector<std::byte> ReadAll(FileSystem& files, const std::filesystem::path& p
 
 TEST_F(PlotRecordingTest, WritesAPngOfTheSizeWanted) {
     auto doc = Ramp(3, 5000);
-    PlotRecordingPng(*doc, "/plot.png", 100.0, 900.0, 640, 480);
+    PlotRecording(*doc, "/plot.png", 100.0, 900.0, 640, 480);
     const std::vector<std::byte> png = ReadAll(files, "/plot.png");
     ASSERT_GT(png.size(), 1000u);
     EXPECT_EQ(BigEndian(png, 0), 0x89504E47u);
@@ -36,26 +36,26 @@ TEST_F(PlotRecordingTest, WritesAPngOfTheSizeWanted) {
 
 TEST_F(PlotRecordingTest, ShowsTheStoredViewportOrTheWholeRecording) {
     auto doc = Ramp(1, 5000);
-    PlotRecordingPng(*doc, "/whole.png", {}, {}, 400, 300);
-    PlotRecordingPng(*doc, "/same.png", 0.0, 4999.0, 400, 300);
+    PlotRecording(*doc, "/whole.png", {}, {}, 400, 300);
+    PlotRecording(*doc, "/same.png", 0.0, 4999.0, 400, 300);
     EXPECT_EQ(ReadAll(files, "/whole.png"), ReadAll(files, "/same.png"));
     doc->view.viewStart = 1000.0;
     doc->view.viewEnd = 2000.0;
-    PlotRecordingPng(*doc, "/stored.png", {}, {}, 400, 300);
-    PlotRecordingPng(*doc, "/again.png", 1000.0, 2000.0, 400, 300);
+    PlotRecording(*doc, "/stored.png", {}, {}, 400, 300);
+    PlotRecording(*doc, "/again.png", 1000.0, 2000.0, 400, 300);
     EXPECT_EQ(ReadAll(files, "/stored.png"), ReadAll(files, "/again.png"));
     EXPECT_NE(ReadAll(files, "/stored.png"), ReadAll(files, "/whole.png"));
 }
 
 TEST_F(PlotRecordingTest, FailuresLeaveNothingBehind) {
     auto doc = Ramp(1, 5000000);
-    EXPECT_THROW(PlotRecordingPng(*doc, "/a.png", 500.0, 500.0, 400, 300), std::runtime_error);
-    EXPECT_THROW(PlotRecordingPng(*doc, "/a.png", {}, {}, 40000, 40000), std::runtime_error);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", 500.0, 500.0, 400, 300), std::runtime_error);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, 40000, 40000), std::runtime_error);
     host.cancelAtCall = 3;
-    EXPECT_THROW(PlotRecordingPng(*doc, "/a.png", {}, {}, 400, 300), Cancelled);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, 400, 300), Cancelled);
     EXPECT_FALSE(files.Stamp("/a.png"));
     host.cancelAtCall = 0;
-    PlotRecordingPng(*doc, "/small.png", 0.0, 10.0, 1, 1);
+    PlotRecording(*doc, "/small.png", 0.0, 10.0, 1, 1);
 }
 
 TEST(CairoDevice, LinesAndFillsLandOnTheirPixels) {

@@ -243,10 +243,53 @@ TEST(JoinColumns, CoversTheSamePixels) {
     EXPECT_FALSE(IsDense(std::vector<Point>{{0, 0}, {1, 5}, {2, 3}, {3, 9}}));
 }
 
+TEST_F(TraceDrawingTest, ASampleWithoutNeighboursIsADotThatCanBeSeen) {
+    auto doc = MemoryDoc::MakeWithRuns(session, {{10, 20, 20, 30}}, {{1, 1, 2, 1, 1}}, 100.0);
+    auto view = Show(*doc, 0.0, 800.0);
+    DrawTraces(*view, device);
+    const std::vector<DrawnShape> dots{{{68, 198, 72, 202}, firstColour},
+                                       {{568, 178, 572, 182}, firstColour}};
+    EXPECT_EQ(device.ellipses, dots);  // samples 0 and 5; 2 and 3 are a line
+    EXPECT_EQ(device.LinesOf(firstColour).size(), 1u);
+}
+
+TEST_F(TraceDrawingTest, ClippedTracesKeepToTheLimitsOrToTheBand) {
+    auto doc = MemoryDoc::Make(session, {{0, 1000, -1000, 0}}, 100.0);
+    auto view = Show(*doc, 0.0, 300.0);
+    view->m_format[0].clipToAxis = true;
+    DrawTraces(*view, device);
+    EXPECT_EQ(device.clips[1], (PixelRect{70, 20, 871, 401}));
+    view->m_nClipMode = 0;
+    device.clips.clear();
+    DrawTraces(*view, device);
+    EXPECT_EQ(device.clips[1], (PixelRect{70, 10, 871, 410}));
+}
+
+TEST_F(TraceDrawingTest, TextsAndSelectionFollowThePaper) {
+    auto doc = MemoryDoc::Make(session, {{0, 1, 2, 3}}, 100.0);
+    auto view = Show(*doc, 0.0, 800.0);
+    view->Select(Viewport{200.0, 400.0});
+    view->m_crBackground = 0;
+    PaintRecording(*view, device, PictureTarget::window);
+    EXPECT_EQ(device.rects[0], (DrawnShape{{0, 0, width, height}, 0}));
+    EXPECT_EQ(device.rects[1].rect, (PixelRect{270, 10, 471, 410}));
+    for (const DrawnText& text : device.texts)
+        if (text.text == "190" || text.text == "-190") {
+            EXPECT_FALSE(IsDarkPaper(text.style.colour));
+        }
+    RecordingDevice file;
+    PaintRecording(*view, file, PictureTarget::file);
+    EXPECT_EQ(file.rects.size(), 1u);  // no selection and no slider
+    EXPECT_TRUE(file.Wrote("time (100 ms/div)"));
+    view->m_bShowGrid = false;
+    PaintRecording(*view, file, PictureTarget::file);
+    EXPECT_TRUE(file.Wrote("time (ms)"));
+}
+
 TEST(SpansOf, ColumnsAlwaysTouch) {
     std::vector<ColumnSpan> spans;
     const std::vector<Point> points{{0, 0}, {4, 40}, {5, -30}, {5, 10}, {12, 10}, {20, 11}};
-    SpansOf(points, spans);
+    SpansOf(points, -100000, 100000, spans);
     ASSERT_EQ(spans.front().x, 0);
     ASSERT_EQ(spans.back().x, 20);
     for (size_t i = 1; i < spans.size(); ++i) {
@@ -254,8 +297,32 @@ TEST(SpansOf, ColumnsAlwaysTouch) {
         EXPECT_LE(spans[i].top, spans[i - 1].bottom + 1);
         EXPECT_GE(spans[i].bottom, spans[i - 1].top - 1);
     }
-    SpansOf(std::vector<Point>{{3, 7}}, spans);
+    SpansOf(std::vector<Point>{{3, 7}}, 0, 100, spans);
     EXPECT_EQ(spans, (std::vector<ColumnSpan>{{3, 7, 7}}));
+    // Only what can be seen is walked through, and its rows are those of the whole line.
+    std::vector<ColumnSpan> all;
+    const std::vector<Point> slope{{0, 0}, {100, 50}};
+    SpansOf(slope, 0, 101, all);
+    SpansOf(slope, 40, 45, spans);
+    EXPECT_EQ(spans, (std::vector<ColumnSpan>(all.begin() + 40, all.begin() + 45)));
+    SpansOf(std::vector<Point>{{-farthestPixel, 5}, {farthestPixel, 5}}, 0, 3, spans);
+    EXPECT_EQ(spans.size(), 3u);
+}
+
+TEST(LineShape, EveryDeviceMakesTheSameChoice) {
+    using Kind = LineShape::Kind;
+    const PixelRect clip{0, 0, 100, 100};
+    LineShape shape;
+    const auto kind = [&](std::vector<Point> points, Pen pen = {}) {
+        return shape.Prepare(points, pen, clip);
+    };
+    EXPECT_EQ(kind({}), Kind::nothing);
+    EXPECT_EQ(kind({{0, 0}, {5, 5}}, {0, 1, Pen::Style::null}), Kind::nothing);
+    EXPECT_EQ(kind({{0, 0}, {5, 5}}, {0, 1, Pen::Style::dashed}), Kind::dashes);
+    EXPECT_EQ(kind({{0, 0}, {0, 9}, {8, 9}}), Kind::straight);
+    EXPECT_EQ(kind({{0, 0}, {1, 9}, {2, 3}}), Kind::smooth);
+    EXPECT_EQ(kind({{0, 0}, {0, 9}, {1, 3}, {1, 8}, {2, 0}, {2, 7}}), Kind::envelope);
+    EXPECT_EQ(shape.Spans().size(), 3u);
 }
 
 TEST(Text, ElidesWholeCharactersAndKeepsToOneLine) {

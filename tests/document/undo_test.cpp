@@ -160,5 +160,19 @@ TEST_F(UndoTest, DisplaySettingsGoWithTheirView) {
     EXPECT_FALSE(doc->Undo().CanRedo());
 }
 
+TEST_F(UndoTest, LargeListsCountWithAllTheirTexts) {
+    constexpr size_t size = size_t{100} << 20;  // two of them are within the memory that steps may take
+    doc->markers.push_back({0.0, std::string(size, 'x')});
+    for (int i = 1; i <= 3; ++i) {
+        UndoScope edit(*doc, "Move marker");
+        edit.KeepMarkers();
+        doc->markers[0].m_dTime = i;
+    }
+    int steps = 0;
+    while (doc->Undo().Undo()) ++steps;
+    EXPECT_EQ(steps, 2);
+    EXPECT_EQ(doc->markers[0].m_dTime, 1.0);
+}
+
 }  // namespace
 }  // namespace kymora::test

@@ -17,6 +17,8 @@ class PainterDevice : public DrawDevice {
 
     // The font of axes, labels and edit boxes.
     static QFont TextFont(bool bold = false);
+    // A font of the user's; Qt puts the nearest in the place of one that does not exist.
+    static QFont UserFont(const FontSpec& spec);
 
     void SetPen(const Pen& pen) override;
     void MoveTo(int x, int y) override;
@@ -29,17 +31,28 @@ class PainterDevice : public DrawDevice {
     void ClearClip() override;
     void Text(int x, int y, std::string_view text, const TextStyle& style) override;
     Extent TextExtent(std::string_view text, bool bold = false) override;
+    Extent FontExtent(std::string_view text, const FontSpec& font) override;
 
   private:
     void Stroke(std::span<const Point> points, bool smooth);
+    void DrawPoints(bool inOnePiece);
+    void FillSegments();
+    void FillDashes(std::span<const Point> points);
     void FillSpans();
+    void FillRects();
+    // Held to the surroundings of what can be seen.
+    int HeldX(int x) const { return std::clamp(x, clip_.left - pen_.width, clip_.right + pen_.width); }
+    int HeldY(int y) const { return std::clamp(y, clip_.top - pen_.width, clip_.bottom + pen_.width); }
+    // In pixels of the screen.
+    int OnScreen(int pixel) const { return static_cast<int>(std::floor(pixel * ratio_)); }
 
     QPainter& painter_;
     Pen pen_;
     Point position_;
     PixelRect clip_;
-    std::vector<Point> joined_;
-    std::vector<ColumnSpan> spans_;
+    double ratio_ = 1.0;     // pixels of the screen for one of the window
+    bool isVector_ = false;  // a printer or a file of shapes, which has no pixels
+    LineShape shape_;
     std::vector<QRect> rects_;
     std::vector<QPointF> points_;
 };

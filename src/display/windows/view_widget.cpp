@@ -3,32 +3,42 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
+#include <QMdiSubWindow>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QWheelEvent>
 #include <cmath>
 
+#include "display/overlay_fonts.h"
 #include "display/picture.h"
 #include "display/windows/painter_device.h"
+#include "display/windows/reload_strip.h"
 
 namespace kymora {
 
 namespace {
 
-constexpr int editTop = 25;  // below the plot
-constexpr int editHeight = 17;
+constexpr int editTop = 22;  // below the plot
+constexpr int editHeight = 20;
 constexpr int editWidth = 96;
 constexpr int unitGap = 4;
 constexpr int wheelStep = 120;  // eighths of a degree
 constexpr double wheelZoom = 1.25;
 
-// The paper is white in dark themes too, so what stands on it brings its own colours.
-constexpr const char* editStyle = "QLineEdit { background: white; color: #202028; border: 1px solid #c4c4d0;"
-                                  " border-radius: 3px; padding: 0 3px; selection-background-color: #2f6fb0;"
-                                  " selection-color: white; }"
-                                  "QLineEdit:focus { border-color: #2f6fb0; }";
-constexpr const char* unitStyle = "QLabel { color: #505060; background: transparent; }";
+// What stands on the paper has its colours, in dark themes too.
+QString StyleOn(uint32_t paper) {
+    const uint32_t ink = InkOn(paper);
+    const QString focus = ToQColor(IsDarkPaper(paper) ? Rgb(110, 180, 255) : Rgb(47, 111, 176)).name();
+    return QString("QLineEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 3px;"
+                   " padding: 0 3px; selection-background-color: #2f6fb0; selection-color: white; }"
+                   "QLineEdit:focus { border: 1px solid %4; }"
+                   "QLabel { color: %5; background: transparent; }")
+        .arg(ToQColor(paper).name(), ToQColor(ink).name(), ToQColor(Blend(paper, ink, 0.25)).name(), focus,
+             ToQColor(Blend(paper, ink, 0.8)).name());
+}
 
 Key KeyFrom(const QKeyEvent& event) {
     Key key;
@@ -89,8 +99,12 @@ ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), vi
     endEdit_ = MakeEdit("endEdit", tr("End of the view"), Qt::AlignRight);
     timebaseUnit_ = new QLabel(this);
     timebaseUnit_->setFont(PainterDevice::TextFont());
-    timebaseUnit_->setStyleSheet(unitStyle);
+    limitEdit_ = new LimitEdit(view, this);
+    setAccessibleName(tr("Recording"));
+    ApplyColours();
     view_.SetWindow(this);
+    auto* strip = new ReloadStrip(view, this);
+    connect(this, &ViewWidget::ViewChanged, strip, &ReloadStrip::Watch);
 }
 
 ViewWidget::~ViewWidget() { view_.SetWindow(nullptr); }
@@ -101,7 +115,7 @@ QLineEdit* ViewWidget::MakeEdit(const char* name, const QString& toolTip, Qt::Al
     edit->setToolTip(toolTip);
     edit->setAlignment(alignment);
     edit->setFont(PainterDevice::TextFont());
-    edit->setStyleSheet(editStyle);
+    edit->setAccessibleName(toolTip);
     edit->installEventFilter(this);
     connect(edit, &QLineEdit::editingFinished, this, [this, edit] { Accept(edit); });
     return edit;
@@ -111,8 +125,15 @@ QLineEdit* ViewWidget::MakeEdit(const char* name, const QString& toolTip, Qt::Al
 
 void ViewWidget::Invalidate() {
     pictureIsCurrent_ = false;
+    ApplyColours();
     update();
     emit ViewChanged();
+}
+
+void ViewWidget::ApplyColours() {
+    if (paper_ == view_.m_crBackground) return;
+    paper_ = view_.m_crBackground;
+    setStyleSheet(StyleOn(*paper_));
 }
 
 void ViewWidget::ShowTimes() {
@@ -124,7 +145,20 @@ void ViewWidget::ShowTimes() {
     PlaceEdits();
 }
 
-void ViewWidget::LayoutChanged() { PlaceEdits(); }
+void ViewWidget::LayoutChanged() {
+    PlaceEdits();
+    limitEdit_->Place();
+}
+
+void ViewWidget::EditLimit(int axis, bool isMax) { limitEdit_->Open(axis, isMax); }
+
+void ViewWidget::SetSize(int width, int height) {
+    QWidget* frame = this;
+    while (frame->parentWidget() && !qobject_cast<QMdiSubWindow*>(frame) && !frame->isWindow())
+        frame = frame->parentWidget();
+    frame->showNormal();
+    frame->resize(frame->size() + QSize(width, height) - size());
+}
 
 void ViewWidget::SetCursorShape(CursorShape shape) {
     static constexpr Qt::CursorShape shapes[] = {Qt::ArrowCursor,    Qt::CrossCursor,    Qt::SizeHorCursor,
@@ -143,6 +177,7 @@ void ViewWidget::CopyText(std::string_view text) {
 }
 
 void ViewWidget::CopyPicture() {
+    if (!view_.FinishReload()) return;
     QImage picture(size() * devicePixelRatioF(), QImage::Format_RGB32);
     picture.setDevicePixelRatio(devicePixelRatioF());
     QPainter painter(&picture);
@@ -150,6 +185,28 @@ void ViewWidget::CopyPicture() {
     PaintRecording(view_, device, PictureTarget::file);
     painter.end();
     QApplication::clipboard()->setImage(picture);
+}
+
+void ViewWidget::Print() {
+    if (!view_.FinishReload()) return;
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(QString::fromStdString(view_.GetDocument().filePath.filename().string()));
+    printer.setPageOrientation(QPageLayout::Landscape);
+    QPrintDialog dialog(&printer, window());
+    if (dialog.exec() == QDialog::Accepted && !PrintOn(printer))
+        view_.GetSession().host.Message("The view was not printed.");
+}
+
+// As large as the page allows, in the shape of the window.
+bool ViewWidget::PrintOn(QPrinter& printer) {
+    QPainter painter;
+    if (!painter.begin(&printer)) return false;
+    const QRectF page(QPointF(), printer.pageLayout().paintRectPixels(printer.resolution()).size());
+    const double scale = std::min(page.width() / width(), page.height() / height());
+    painter.scale(scale, scale);
+    PainterDevice device(painter);
+    PaintRecording(view_, device, PictureTarget::file);
+    return painter.end();
 }
 
 // --- edit boxes ---
@@ -241,9 +298,16 @@ void ViewWidget::keyPressEvent(QKeyEvent* event) {
     RunCommand(*command, {view_, key.ctrl});
 }
 
-void ViewWidget::ScrollBySteps(int steps) {
-    for (; steps > 0; --steps) view_.RightPercent();
-    for (; steps < 0; ++steps) view_.LeftPercent();
+// Scrolls by steps, with Shift by pages; zooms with Ctrl, and over an axis.
+void ViewWidget::TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers modifiers) {
+    const double factor = std::pow(wheelZoom, -steps);
+    const Layout& layout = view_.GetLayout();
+    if (modifiers.testFlag(Qt::ControlModifier)) return view_.ZoomAround(at.x(), factor);
+    if (layout.axesShown && at.x() < layout.plot.left)
+        return view_.ScaleAxisAround(view_.GetNearestAxis(at.y()), at.y(), factor);
+    const bool byPages = modifiers.testFlag(Qt::ShiftModifier);
+    for (; steps < 0; ++steps) byPages ? view_.RightPage() : view_.RightPercent();
+    for (; steps > 0; --steps) byPages ? view_.LeftPage() : view_.LeftPercent();
 }
 
 void ViewWidget::wheelEvent(QWheelEvent* event) {
@@ -252,11 +316,7 @@ void ViewWidget::wheelEvent(QWheelEvent* event) {
     const int steps = wheelTurn_ / wheelStep;  // away from the user, or to the left
     wheelTurn_ -= steps * wheelStep;
     event->accept();
-    if (steps == 0) return;
-    if (event->modifiers().testFlag(Qt::ControlModifier))
-        view_.ZoomAround(static_cast<int>(event->position().x()), std::pow(wheelZoom, -steps));
-    else
-        ScrollBySteps(-steps);
+    if (steps != 0) TurnWheel(steps, event->position().toPoint(), event->modifiers());
 }
 
 void ViewWidget::mousePressEvent(QMouseEvent* event) {

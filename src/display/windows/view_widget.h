@@ -9,6 +9,9 @@
 
 #include "display/commands.h"
 #include "display/kymora_view.h"
+#include "display/windows/limit_edit.h"
+
+class QPrinter;
 
 namespace kymora {
 
@@ -29,6 +32,12 @@ class ViewWidget : public QWidget, public ViewWindow {
     void ShowStatus(std::string_view text) override;
     void CopyText(std::string_view text) override;
     void CopyPicture() override;
+    void Print() override;
+    void EditLimit(int axis, bool isMax) override;
+    void SetSize(int width, int height) override;
+
+    // False when the printer did not take it.
+    bool PrintOn(QPrinter& printer);
 
     QSize sizeHint() const override { return {900, 560}; }
 
@@ -53,13 +62,16 @@ class ViewWidget : public QWidget, public ViewWindow {
     void Accept(QLineEdit* edit);
     void PlaceEdits();
     void PaintPicture();
-    void ScrollBySteps(int steps);
+    void ApplyColours();
+    void TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers modifiers);
 
     CKymoraView& view_;
     QLineEdit* startEdit_;
     QLineEdit* timebaseEdit_;
     QLineEdit* endEdit_;
     QLabel* timebaseUnit_;
+    LimitEdit* limitEdit_;
+    std::optional<uint32_t> paper_;  // that the colours of the edit boxes were made for
     QImage picture_;
     bool pictureIsCurrent_ = false;
     bool accepting_ = false;

@@ -1,4 +1,4 @@
-#include "cli/lists.h"
+#include "document/lists.h"
 
 #include <algorithm>
 #include <optional>

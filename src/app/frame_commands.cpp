@@ -1,0 +1,77 @@
+#include "app/frame_commands.h"
+
+#include "app/main_frame.h"
+#include "app/theme.h"
+
+namespace kymora {
+
+namespace {
+
+using Frame = CMainFrame;
+
+bool HasActive(const Frame& frame) { return frame.ActiveChild() != nullptr; }
+bool HasSeveral(const Frame& frame) { return frame.Children().size() > 1; }
+
+template <auto operation>
+void Run(Frame& frame) {
+    (frame.*operation)();
+}
+
+template <Theme theme>
+void SetTheme(Frame& frame) {
+    frame.SetTheme(static_cast<int>(theme));
+}
+
+template <Theme theme>
+bool HasTheme(const Frame& frame) {
+    return frame.GetSession().options.theme == static_cast<int>(theme);
+}
+
+constexpr bool group = true;
+
+// clang-format off
+constexpr FrameCommand table[] = {
+    {"file-open", "&File", "&Open...\tCtrl+O", "Opens recordings, each in a window of its own", nullptr, nullptr, Run<&Frame::OnFileOpen>},
+    {"new-user-defined", "&File/&New", "User-defined\tCtrl+N", "Makes a recording from an equation", nullptr, nullptr, Run<&Frame::OnNewUserDefined>},
+    {"new-from-average", "&File/&New", "From average", "Makes a recording of the averages of traces of open recordings", HasActive, nullptr, Run<&Frame::OnNewFromAverage>},
+    {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
+    {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
+    {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
+    {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>},
+    {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
+    {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group},
+    {"file-properties", "&File", "File p&roperties...", "Shows what the recording is, with its comment and its history", HasActive, nullptr, Run<&Frame::OnFileProperties>, group},
+    {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>},
+    {"file-exit", "&File", "E&xit\tCtrl+Q", "Ends the program", nullptr, nullptr, Run<&Frame::OnExit>, group},
+
+    {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, [](const Frame& frame) { return frame.IsToolBarShown(); }, Run<&Frame::ToggleToolBar>, group},
+    {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
+    {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},
+    {"theme-dark", "&View/Window colours", "Dark", "Dark windows; the plot keeps its own background", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},
+
+    {"window-new", "&Window", "&New window", "Shows the recording in front in a second window", HasActive, nullptr, Run<&Frame::OnWindowNew>},
+    {"window-tile", "&Window", "&Tile", "Shows all windows side by side", HasActive, nullptr, Run<&Frame::OnWindowTile>, group},
+    {"window-tile-horizontally", "&Window", "Tile &horizontally", "Shows all windows below each other, each over the whole width", HasActive, nullptr, Run<&Frame::OnWindowTileHorizontally>},
+    {"window-tile-vertically", "&Window", "Tile &vertically", "Shows all windows beside each other, each over the whole height", HasActive, nullptr, Run<&Frame::OnWindowTileVertically>},
+    {"window-cascade", "&Window", "&Cascade", "Lays the windows on each other so that all titles can be seen", HasActive, nullptr, Run<&Frame::OnWindowCascade>},
+    {"window-next", "&Window", "N&ext window\tF6", "Brings the next window to the front", HasSeveral, nullptr, Run<&Frame::OnWindowNext>, group},
+    {"window-previous", "&Window", "&Previous window\tShift+F6", "Brings the window before to the front", HasSeveral, nullptr, Run<&Frame::OnWindowPrevious>},
+
+    {"help-first-steps", "&Help", "&First steps\tF1", "Shows how to open, move through and mark a recording", nullptr, nullptr, Run<&Frame::OnHelpFirstSteps>},
+    {"help-shortcuts", "&Help", "Keyboard &shortcuts\tCtrl+F1", "Lists the keys of all commands", nullptr, nullptr, Run<&Frame::OnHelpShortcuts>},
+    {"help-find-command", "&Help", "Find a &command...\tCtrl+Shift+P", "Finds a command by words and runs it", nullptr, nullptr, Run<&Frame::OnHelpFindCommand>},
+    {"help-about", "&Help", "&About Kymora", "Shows the version of the program", nullptr, nullptr, Run<&Frame::OnAbout>, group},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const FrameCommand> FrameCommands() { return table; }
+
+const FrameCommand* FindFrameCommand(std::string_view id) {
+    for (const FrameCommand& command : table)
+        if (command.id == id) return &command;
+    return nullptr;
+}
+
+}  // namespace kymora

@@ -1,0 +1,251 @@
+// The main frame's documents: opening, saving and making files.
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include <QLabel>
+
+#include "app/desktop_host.h"
+#include "app/main_frame.h"
+#include "app/theme.h"
+#include "document/float_doc.h"
+#include "document/native_writer.h"
+#include "document/new_file.h"
+#include "host/options_form.h"
+#include "import/convert_to_text.h"
+#include "import/file_properties.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* settingsWithoutFileText =
+    "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data file is already open.";
+
+bool HoldsOperationSettings(const std::filesystem::path& path) {
+    const std::string extension = FoldedExtension(path);
+    return extension == ".kymr-cfg" || extension == ".kymr-batch";
+}
+
+}  // namespace
+
+// --- windows of documents ---
+
+CChildFrame* CMainFrame::FindOpen(const std::filesystem::path& path) const {
+    for (CChildFrame* child : Children())
+        if (IsSameFile(session_.files, child->Document().filePath, path)) return child;
+    return nullptr;
+}
+
+std::vector<CChildFrame*> CMainFrame::ChildrenOf(const CDataDoc& doc) const {
+    std::vector<CChildFrame*> children = Children();
+    std::erase_if(children, [&](const CChildFrame* child) { return &child->Document() != &doc; });
+    return children;
+}
+
+CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraView* like) {
+    const CChildFrame* before = ActiveChild();
+    const bool maximized = Children().empty() || (before && before->isMaximized());
+    auto* child = new CChildFrame(std::move(doc), like);
+    mdi_->addSubWindow(child);
+    connect(&child->Widget(), &ViewWidget::StatusChanged, status_, &QLabel::setText);
+    connect(&child->Widget(), &ViewWidget::ViewChanged, this, &CMainFrame::UpdateCommands);
+    connect(child, &QObject::destroyed, this, [this] {
+        NumberWindows();
+        UpdateCommands();
+    });
+    child->Widget().setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(&child->Widget(), &QWidget::customContextMenuRequested, this,
+            [this, child](const QPoint& at) { ShowContextMenu(child, at); });
+    if (maximized)
+        child->showMaximized();
+    else
+        child->show();
+    child->Widget().setFocus();
+    NumberWindows();
+    UpdateCommands();
+    return child;
+}
+
+// Views of one document are told apart by numbers.
+void CMainFrame::NumberWindows() {
+    for (const CDataDoc* doc : Documents()) {
+        const auto children = ChildrenOf(*doc);
+        for (size_t i = 0; i < children.size(); ++i)
+            children[i]->ShowTitle(children.size() > 1 ? static_cast<int>(i) + 1 : 0);
+    }
+}
+
+void CMainFrame::RemoveDocument(const CDataDoc& doc) {
+    for (CChildFrame* child : ChildrenOf(doc)) delete child;
+}
+
+void CMainFrame::OnWindowNew() {
+    const CChildFrame* child = ActiveChild();
+    if (!child) return;
+    if (child->isMaximized()) ActiveChild()->showNormal();  // both are to be seen
+    AddChild(child->SharedDocument(), &child->View());
+    OnWindowTile();
+}
+
+// --- opening ---
+
+CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path) {
+    if (CChildFrame* child = FindOpen(path)) {
+        mdi_->setActiveSubWindow(child);
+        return child;
+    }
+    std::shared_ptr<CDataDoc> doc = OpenDocument(session_, path);
+    if (!doc) return nullptr;
+    recent_.Add(path);
+    emit SettingsChanged();
+    return AddChild(std::move(doc));
+}
+
+void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths) {
+    const size_t before = Children().size();
+    for (const auto& path : paths) OpenFile(path);
+    const size_t now = Children().size();
+    if (now > 1 && now > before) OnWindowTile();
+}
+
+void CMainFrame::OnFileOpen() {
+    for (const auto& path : session_.host.ChooseOpenFiles({"Select Files to Open", OpenFilter(), {}, {}}))
+        OpenFile(path);
+}
+
+void CMainFrame::OpenRecent(const std::filesystem::path& path) {
+    const bool isGone = !FindOpen(path) && !session_.files.Stamp(path);
+    if (!isGone) {
+        OpenFile(path);
+    } else if (session_.host.Confirm(
+                   fmt::format("The file {} is not there any more.\nRemove it from the list of recent files?",
+                               path.string()))) {
+        recent_.Remove(path);
+        emit SettingsChanged();
+    }
+}
+
+void CMainFrame::DropFile(const std::filesystem::path& path) {
+    if (!HoldsOperationSettings(path)) {
+        OpenFile(path);
+    } else if (!ActiveChild()) {
+        session_.host.Message(settingsWithoutFileText);
+    } else {
+        session_.host.Message(fmt::format("{} holds settings of operations, which this version of Kymora "
+                                          "cannot load. The recording is as it "
+                                          "was.",
+                                          path.filename().string()));
+    }
+}
+
+void CMainFrame::OnNewUserDefined() {
+    if (const auto path = NewUserDefinedFile(session_, Documents())) OpenFile(*path);
+}
+
+void CMainFrame::OnNewFromAverage() {
+    if (const auto path = NewFileFromAverage(session_, Documents())) OpenFile(*path);
+}
+
+// --- saving and closing ---
+
+void CMainFrame::OnFileClose() {
+    if (CChildFrame* child = ActiveChild()) child->close();
+}
+
+void CMainFrame::OnExit() { close(); }
+
+bool CMainFrame::SaveChild(CChildFrame* child) {
+    CDataDoc& doc = child->Document();
+    const bool saved = doc.OnSaveDocument();
+    if (saved && !doc.pendingRewritePath.empty())
+        FinishConversion(child);
+    else
+        NumberWindows();
+    return saved;
+}
+
+bool CMainFrame::OnFileSave() {
+    CChildFrame* child = ActiveChild();
+    return child && SaveChild(child);
+}
+
+void CMainFrame::OnFileSaveAll() {
+    for (CDataDoc* doc : Documents()) {
+        const auto children = ChildrenOf(*doc);
+        if (children.empty()) continue;
+        const bool isNative = doc->GetFileType() == typeFloat;
+        // What cannot be saved in place and has nothing to be saved is no reason for a message or a question.
+        const bool needsCare =
+            isNative && (doc->openedReadOnly || doc->fileVersion < firstVersionSavedInPlace);
+        if (needsCare && !doc->IsModified()) continue;
+        session_.host.Log(isNative ? "In OnFileSaveAll for kymr-dat file, calling OnFileSaveheader\n"
+                                   : "In OnFileSaveAll for non- kymr-dat file, writing header\n");
+        SaveChild(children.front());
+    }
+}
+
+bool CMainFrame::OnFileSaveAs() {
+    CChildFrame* child = ActiveChild();
+    if (!child) return false;
+    CDataDoc& doc = child->Document();
+    auto suggestion = doc.filePath;
+    suggestion.replace_extension(".kymr-dat");
+    const auto chosen = AskNewFileName(session_, "Save As", Documents(), suggestion);
+    if (!chosen) return false;
+    try {
+        SaveAs(doc, *chosen);
+    } catch (const Cancelled&) {
+        return false;
+    } catch (const FileError& error) {
+        session_.host.Message(std::string("The file was not saved.\n") + error.what());
+        return false;
+    }
+    if (!OpenFile(*chosen)) return false;
+    RemoveDocument(doc);
+    return true;
+}
+
+void CMainFrame::OnFileSaveAsLegacy() {
+    CChildFrame* child = ActiveChild();
+    if (!child) return;
+    if (const auto path = SaveAsLegacy(child->Document(), Documents())) OpenFile(*path);
+}
+
+void CMainFrame::FinishConversion(CChildFrame* child) {
+    const std::filesystem::path oldPath = child->Document().filePath;
+    const std::filesystem::path newPath = child->Document().pendingRewritePath;
+    const std::optional<FileStamp> oldStamp = child->Document().RememberedStamp(oldPath);
+    RemoveDocument(child->Document());  // the old file must not be open any more
+    std::filesystem::path result = oldPath;
+    result.replace_extension(".kymr-dat");
+    OpenFile(FinishRewrite(session_, oldPath, newPath, oldStamp) ? result : newPath);
+}
+
+// --- others of the File menu ---
+
+void CMainFrame::OnConvertToText() { ConvertFilesToText(session_, batch_); }
+
+void CMainFrame::OnFileProperties() {
+    CChildFrame* child = ActiveChild();
+    if (!child) return;
+    AskFileProperties(child->Document());
+    NumberWindows();
+}
+
+void CMainFrame::OnGeneralOptions() {
+    if (!AskOptions(session_)) return;
+    for (CDataDoc* doc : Documents()) doc->UpdateAllViews(UpdateHint::settings);
+    UpdateCommands();
+    emit SettingsChanged();
+}
+
+void CMainFrame::SetTheme(int theme) {
+    session_.options.theme = theme;
+    ApplyTheme(static_cast<Theme>(theme));
+    UpdateCommands();
+    emit SettingsChanged();
+}
+
+}  // namespace kymora

@@ -1,0 +1,34 @@
+#include "app/remote_control.h"
+
+#include <cstdio>
+
+#include "app/main_frame.h"
+
+namespace kymora {
+
+RemoteControl::RemoteControl(CMainFrame& frame, Session& session, RemoteHost& host)
+    : frame_(frame),
+      session_(session),
+      host_(host),
+      target_(frame, session),
+      token_(MakeToken()),
+      server_(target_, host, token_) {}
+
+bool RemoteControl::Start(uint16_t port) {
+    if (!server_.Listen(port)) {
+        std::fprintf(stderr, "kymora: port %d cannot be used: %s\n", port,
+                     server_.ErrorText().toUtf8().constData());
+        return false;
+    }
+    std::printf("{\"port\": %d, \"token\": \"%s\"}\n", server_.Port(), token_.c_str());
+    std::fflush(stdout);
+    return true;
+}
+
+void RemoteControl::OpenFiles(const std::vector<std::filesystem::path>& paths) {
+    const DialogGuard guard(host_);
+    const std::string said = RunUnattended(host_, session_, [&] { frame_.OpenFiles(paths); });
+    if (!said.empty()) std::fprintf(stderr, "kymora: %s\n", said.c_str());
+}
+
+}  // namespace kymora

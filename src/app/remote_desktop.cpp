@@ -1,0 +1,232 @@
+#include "app/remote_desktop.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QDialog>
+#include <QKeyEvent>
+#include <QKeySequence>
+#include <QMdiArea>
+#include <QMouseEvent>
+#include <QPixmap>
+#include <QProgressDialog>
+#include <QTimer>
+#include <QWheelEvent>
+
+#include "app/frame_commands.h"
+#include "app/main_frame.h"
+#include "app/paint_waiter.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int wheelStep = 120;  // eighths of a degree
+
+Qt::KeyboardModifiers Modifiers(const MouseEvent& event) {
+    return (event.ctrl ? Qt::ControlModifier : Qt::NoModifier) |
+           (event.shift ? Qt::ShiftModifier : Qt::NoModifier) |
+           (event.alt ? Qt::AltModifier : Qt::NoModifier);
+}
+
+Qt::MouseButton Button(MouseButton button) {
+    return button == MouseButton::right    ? Qt::RightButton
+           : button == MouseButton::middle ? Qt::MiddleButton
+                                           : Qt::LeftButton;
+}
+
+// The key of "Ctrl+Left arrow", "Escape" or "e"; nothing when there is no such key.
+std::optional<QKeyCombination> KeyOfName(std::string_view name) {
+    QString text = ToQString(name).trimmed();
+    text.replace(" arrow", "", Qt::CaseInsensitive);
+    text.replace("Escape", "Esc", Qt::CaseInsensitive);
+    const QKeySequence keys = QKeySequence::fromString(text);
+    if (keys.count() != 1 || keys[0].key() == Qt::Key_unknown) return std::nullopt;
+    return keys[0];
+}
+
+void SendWheel(QWidget& widget, const RemoteMouse& mouse) {
+    const QPointF place(mouse.event.x, mouse.event.y);
+    QWheelEvent event(place, widget.mapToGlobal(place), {}, QPoint(0, mouse.turn * wheelStep), Qt::NoButton,
+                      Modifiers(mouse.event), Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&widget, &event);
+}
+
+}  // namespace
+
+// --- recordings ---
+
+CChildFrame& DesktopRemote::Child(int index) const { return *frame_.Children()[static_cast<size_t>(index)]; }
+
+ViewWidget& DesktopRemote::Widget(int index) const { return Child(index).Widget(); }
+
+std::vector<CKymoraView*> DesktopRemote::Views() {
+    std::vector<CKymoraView*> views;
+    for (const CChildFrame* child : frame_.Children()) views.push_back(&child->View());
+    return views;
+}
+
+int DesktopRemote::Active() {
+    const std::vector<CChildFrame*> children = frame_.Children();
+    const auto found = std::find(children.begin(), children.end(), frame_.ActiveChild());
+    return found == children.end() ? -1 : static_cast<int>(found - children.begin());
+}
+
+void DesktopRemote::Activate(int index) {
+    CChildFrame& child = Child(index);
+    child.mdiArea()->setActiveSubWindow(&child);
+}
+
+int DesktopRemote::Open(const std::filesystem::path& path) {
+    const CChildFrame* child = frame_.OpenFile(path);
+    const std::vector<CChildFrame*> children = frame_.Children();
+    const auto found = std::find(children.begin(), children.end(), child);
+    return child == nullptr || found == children.end() ? -1 : static_cast<int>(found - children.begin());
+}
+
+bool DesktopRemote::Close(int index) {
+    CChildFrame& child = Child(index);
+    if (!child.close()) return false;
+    // It goes at once, so that the numbers of the others are right in the next request.
+    QCoreApplication::sendPostedEvents(&child, QEvent::DeferredDelete);
+    return true;
+}
+
+bool DesktopRemote::Save(int index) {
+    Activate(index);
+    return frame_.OnFileSave();
+}
+
+bool DesktopRemote::SaveAs(int index) {
+    Activate(index);
+    return frame_.OnFileSaveAs();
+}
+
+std::vector<RemoteCommand> FrameCommandList() {
+    std::vector<RemoteCommand> list;
+    for (const FrameCommand& command : FrameCommands()) {
+        const size_t tab = command.label.find('\t');
+        const std::string_view key = tab == std::string_view::npos ? "" : command.label.substr(tab + 1);
+        list.push_back({std::string(command.id), PlainLabel(command.menu), PlainLabel(command.label),
+                        std::string(key), std::string(command.toolTip)});
+    }
+    return list;
+}
+
+std::vector<RemoteCommand> DesktopRemote::FrameCommands() {
+    std::vector<RemoteCommand> list = FrameCommandList();
+    for (RemoteCommand& described : list) {
+        const FrameCommand& command = *FindFrameCommand(described.id);
+        described.enabled = !command.enabled || command.enabled(frame_);
+        if (command.checked) described.checked = command.checked(frame_);
+    }
+    return list;
+}
+
+CommandResult DesktopRemote::RunFrameCommand(std::string_view id) {
+    const FrameCommand* command = FindFrameCommand(id);
+    if (command == nullptr) return CommandResult::unknown;
+    if (command->enabled && !command->enabled(frame_)) return CommandResult::unavailable;
+    command->run(frame_);
+    return CommandResult::done;
+}
+
+bool DesktopRemote::Quit() { return frame_.close(); }
+
+// --- the window ---
+
+Extent DesktopRemote::WindowSize() { return {frame_.width(), frame_.height()}; }
+
+void DesktopRemote::Resize(Extent size) {
+    if (frame_.isMaximized() || frame_.isFullScreen()) frame_.showNormal();
+    frame_.resize(size.width, size.height);
+}
+
+std::vector<std::byte> DesktopRemote::Picture(int index) {
+    QWidget& widget = index < 0 ? static_cast<QWidget&>(frame_) : Widget(index);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    if (!widget.grab().save(&buffer, "PNG")) return {};
+    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
+    return {first, first + bytes.size()};
+}
+
+bool DesktopRemote::PressKey(int index, std::string_view name) {
+    const std::optional<QKeyCombination> key = KeyOfName(name);
+    if (!key) return false;
+    const QPointer<ViewWidget> widget = &Widget(index);
+    QString text;
+    if (key->key() >= Qt::Key_Space && key->key() <= Qt::Key_AsciiTilde)
+        text = QChar(static_cast<char16_t>(key->key())).toLower();
+    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        QKeyEvent event(type, key->key(), key->keyboardModifiers(), text);
+        if (widget) QApplication::sendEvent(widget, &event);
+    }
+    return true;
+}
+
+void DesktopRemote::MoveMouse(int index, const RemoteMouse& mouse) {
+    ViewWidget& widget = Widget(index);
+    using Type = RemoteMouse::Type;
+    if (mouse.type == Type::wheel) return SendWheel(widget, mouse);
+    static constexpr QEvent::Type types[] = {QEvent::MouseButtonPress, QEvent::MouseMove,
+                                             QEvent::MouseButtonRelease, QEvent::MouseButtonDblClick};
+    static_assert(static_cast<int>(Type::move) == 1);
+    static constexpr Type order[] = {Type::press, Type::move, Type::release, Type::doubleClick};
+    const auto which = std::find(std::begin(order), std::end(order), mouse.type) - std::begin(order);
+    const Qt::MouseButton button = Button(mouse.event.button);
+    const bool held = mouse.type == Type::press || mouse.type == Type::doubleClick ||
+                      (mouse.type == Type::move && widget.View().IsDragging());
+    const QPointF place(mouse.event.x, mouse.event.y);
+    QMouseEvent event(types[which], place, widget.mapToGlobal(place),
+                      mouse.type == Type::move ? Qt::NoButton : button, held ? button : Qt::NoButton,
+                      Modifiers(mouse.event));
+    QApplication::sendEvent(&widget, &event);
+}
+
+std::string DesktopRemote::OpenDialog() {
+    const QWidget* open = QApplication::activePopupWidget();
+    if (open == nullptr) open = QApplication::activeModalWidget();
+    if (open == nullptr) return {};
+    const QString title = open->windowTitle().remove("[*]");
+    return title.isEmpty() ? std::string("a menu or dialog without a title") : title.toStdString();
+}
+
+void DesktopRemote::WhenPainted(int index, int timeoutMs, bool coarse, QObject* context,
+                                std::function<void(bool)> done) {
+    const std::vector<CChildFrame*> children = frame_.Children();
+    QWidget* widget = &frame_;
+    std::function<bool()> isWhole = [] { return true; };
+    if (index >= static_cast<int>(children.size())) widget = nullptr;
+    if (index >= 0 && widget != nullptr) {
+        ViewWidget& shown = children[static_cast<size_t>(index)]->Widget();
+        widget = &shown;
+        if (!coarse) isWhole = [&shown] { return !shown.View().IsReloading(); };
+    }
+    new PaintWaiter(widget, timeoutMs, std::move(isWhole), context, std::move(done));
+}
+
+// --- dialogs ---
+
+DialogGuard::DialogGuard(Host& host) : host_(host) { QCoreApplication::instance()->installEventFilter(this); }
+
+DialogGuard::~DialogGuard() { QCoreApplication::instance()->removeEventFilter(this); }
+
+bool DialogGuard::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::Show || !watched->isWidgetType()) return false;
+    auto* window = static_cast<QWidget*>(watched);
+    const bool waits = window->isWindow() && (window->isModal() || window->windowType() == Qt::Popup);
+    if (!waits || qobject_cast<QProgressDialog*>(window) != nullptr) return false;
+    host_.Message("The window \"" + window->windowTitle().toStdString() +
+                      "\" was closed: nobody could have answered it.",
+                  "Kymora");
+    QTimer::singleShot(0, window, [window] {
+        if (auto* dialog = qobject_cast<QDialog*>(window))
+            dialog->reject();
+        else
+            window->close();
+    });
+    return false;
+}
+
+}  // namespace kymora

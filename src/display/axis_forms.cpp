@@ -1,0 +1,185 @@
+// The dialogs of the view: which axes show and what is drawn on them, the look of the traces, and the size.
+
+#include <fmt/format.h>
+
+#include "display/kymora_view.h"
+#include "display/trace_format.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
+constexpr int mostViewPixels = 20000;
+
+std::string Numbered(int number, const std::string& name) {
+    return name.empty() ? std::to_string(number) : fmt::format("{}: {}", number, name);
+}
+
+std::string KeyOfTrace(int trace) { return fmt::format("axisOfTrace{}", trace + 1); }
+
+// --- Select axes ---
+
+void CheckAll(Form& form, uint8_t check) {
+    auto& checks = form["axes"].checks;
+    std::fill(checks.begin(), checks.end(), check);
+}
+
+// What changed in one trace of the form of formats is applied to all its traces.
+struct FormatChange {
+    const Form& before;
+    const Form& after;
+
+    // Answers whether there was a change.
+    template <typename T, typename Target>
+    bool Take(const char* key, T FormField::*value, Target& target) const {
+        if (before[key].*value == after[key].*value) return false;
+        target = static_cast<Target>(after[key].*value);
+        return true;
+    }
+};
+
+void AddFormatFields(Form& form, const TraceSettings& trace, const TraceFormat& format) {
+    form.AddText("traceLabel", "Trace label", trace.traceLabel, "Name of the trace");
+    form.AddText("units", "Units", trace.traceUnits, "Units of the trace's values");
+    form.AddText("axisLabel", "Axis label", trace.axisLabel, "Name of the vertical axis");
+    form.AddColour("colour", "Colour", trace.traceColour, "Colour of the trace");
+    FormField& width = form.AddInteger("lineWidth", "Line width", format.lineWidth, "In pixels, 1 to 20");
+    width.least = 1;
+    width.greatest = mostLineWidth;
+    form.AddFlag("dots", "Dots", format.drawAsDots, "Draws single samples instead of a line");
+    form.AddChoice("dotSize", "Dot size", {"Min", "Small", "Medium", "Large"}, format.dotSize,
+                   "A single pixel, or a radius of 2, 4 or 6")
+        .enabled = [](const Form& form) { return form.Flag("dots"); };
+    form.AddFlag("clipToAxis", "Clip to axis", format.clipToAxis, "Keeps the trace inside of its own axis");
+}
+
+}  // namespace
+
+std::vector<int> CKymoraView::TracesOn(int axis) const {
+    std::vector<int> traces;
+    for (int trace = 0; trace < doc_.traceCount; ++trace)
+        if (m_nAxisOfTrace[static_cast<size_t>(trace)] == axis) traces.push_back(trace);
+    return traces;
+}
+
+std::vector<int> CKymoraView::SelectedTraces() const {
+    std::vector<int> traces;
+    for (int trace = 0; trace < doc_.traceCount; ++trace) {
+        const auto axis = static_cast<size_t>(m_nAxisOfTrace[static_cast<size_t>(trace)]);
+        if (m_axes[axis].m_bSelected) traces.push_back(trace);
+    }
+    return traces;
+}
+
+void CKymoraView::AskAxes() {
+    const auto count = static_cast<size_t>(doc_.traceCount);
+    std::vector<std::string> axisNames;
+    std::vector<uint8_t> shown;
+    for (size_t i = 0; i < count; ++i) {
+        axisNames.push_back(Numbered(static_cast<int>(i) + 1, m_axes[i].m_strLabel));
+        shown.push_back(m_bAxisVisible[i]);
+    }
+    Form form("Select axes");
+    form.AddCheckList("axes", "Visible axes", axisNames, shown, "The axes that are shown, from the top");
+    form.AddAction("showAll", "Show all", [](Form& f) { CheckAll(f, 1); });
+    form.AddAction("hideAll", "Hide all", [](Form& f) { CheckAll(f, 0); });
+    form.AddNote("hint",
+                 "Traces may share an axis. Two traces change places when each takes the other's axis.");
+    for (int trace = 0; trace < doc_.traceCount; ++trace)
+        form.AddChoice(KeyOfTrace(trace),
+                       "Axis of trace " +
+                           Numbered(trace + 1, doc_.traces[static_cast<size_t>(trace)].traceLabel),
+                       axisNames, m_nAxisOfTrace[static_cast<size_t>(trace)], "Where the trace is drawn");
+    const auto place = [traces = doc_.traceCount](auto axisOf) {
+        return [traces, axisOf](Form& f) {
+            for (int trace = 0; trace < traces; ++trace) f[KeyOfTrace(trace)].choice = axisOf(trace, traces);
+        };
+    };
+    form.AddAction("ownAxes", "Each on its own", place([](int trace, int) { return trace; }));
+    form.AddAction("reverse", "In reverse order", place([](int trace, int n) { return n - 1 - trace; }));
+    form.AddAction("oneAxis", "All on axis 1", place([](int, int) { return 0; }));
+    form.validate = [](const Form& f) -> std::string {
+        const auto& checks = f["axes"].checks;
+        return std::find(checks.begin(), checks.end(), 1) == checks.end() ? noAxesText : "";
+    };
+    if (!GetSession().host.AskForm(form)) return;
+    {
+        DisplayScope scope(*this, "Select axes");
+        for (size_t i = 0; i < count; ++i) {
+            m_bAxisVisible[i] = form["axes"].checks[i] != 0;
+            m_nAxisOfTrace[i] = form.Choice(KeyOfTrace(static_cast<int>(i)));
+        }
+    }
+    Relayout();
+    AutoscaleNewAxes();
+    UpdateDependents();
+}
+
+void CKymoraView::AskFormat() {
+    const std::vector<int> traces = SelectedTraces();
+    Form form("Format");
+    if (!traces.empty()) {
+        const auto first = static_cast<size_t>(traces.front());
+        std::string names;
+        for (const int trace : traces) names += (names.empty() ? "" : ", ") + std::to_string(trace + 1);
+        form.AddNote("traces", traces.size() == 1 ? "Trace " + names
+                                                  : "Traces " + names + ". The values are those of trace " +
+                                                        std::to_string(traces.front() + 1) +
+                                                        "; what you change applies to all of them.");
+        AddFormatFields(form, doc_.traces[first], m_format[first]);
+    }
+    form.AddChoice("clipMode", "Clipped traces", {"keep to the band of the axis", "keep to the axis limits"},
+                   m_nClipMode == 1 ? 1 : 0, "How far a trace that is clipped to its axis may reach");
+    form.AddColour("background", "Background colour", m_crBackground, "Colour behind the traces");
+    const Form before = form;
+    if (!GetSession().host.AskForm(form)) return;
+    {
+        DisplayScope scope(*this, "Format");
+        const FormatChange change{before, form};
+        bool any = change.Take("clipMode", &FormField::choice, m_nClipMode);
+        for (const int trace : traces) {
+            TraceSettings& settings = doc_.traces[static_cast<size_t>(trace)];
+            TraceFormat& format = m_format[static_cast<size_t>(trace)];
+            any |= change.Take("traceLabel", &FormField::text, settings.traceLabel);
+            any |= change.Take("units", &FormField::text, settings.traceUnits);
+            any |= change.Take("axisLabel", &FormField::text, settings.axisLabel);
+            any |= change.Take("colour", &FormField::colour, settings.traceColour);
+            any |= change.Take("lineWidth", &FormField::number, format.lineWidth);
+            any |= change.Take("dots", &FormField::flag, format.drawAsDots);
+            any |= change.Take("dotSize", &FormField::choice, format.dotSize);
+            any |= change.Take("clipToAxis", &FormField::flag, format.clipToAxis);
+        }
+        // A file has no place for the background.
+        if (!any) scope.LeaveUnmodified();
+        change.Take("background", &FormField::colour, m_crBackground);
+    }
+    doc_.UpdateAllViews(UpdateHint::settings);
+}
+
+void CKymoraView::SetBackground(uint32_t colour) {
+    {
+        DisplayScope scope(*this, "Background colour");
+        scope.LeaveUnmodified();
+        m_crBackground = colour;
+    }
+    UpdateDependents();
+}
+
+void CKymoraView::AskSize() {
+    Form form("Set size");
+    form.AddChoice("of", "Size of", {"the whole view", "the plot"}, 0,
+                   "Copies and saved pictures have the size of the view");
+    for (const auto& [key, label, value] : {std::tuple("width", "width (pixels)", layout_.width),
+                                            std::tuple("height", "height (pixels)", layout_.height)}) {
+        FormField& field = form.AddInteger(key, label, value);
+        field.least = 50;
+        field.greatest = mostViewPixels;
+    }
+    if (!GetSession().host.AskForm(form) || !window_) return;
+    const bool ofPlot = form.Choice("of") == 1 && m_bShowAxes;
+    window_->SetSize(form.Integer("width") + (ofPlot ? layout_.width - layout_.plot.Width() : 0),
+                     form.Integer("height") + (ofPlot ? aroundPlotHeight : 0));
+}
+
+}  // namespace kymora

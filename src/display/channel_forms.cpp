@@ -1,0 +1,169 @@
+// The dialogs of event channels.
+
+#include <fmt/format.h>
+
+#include "display/event_editing.h"
+#include "display/event_forms.h"
+#include "display/event_rows.h"
+#include "display/event_text.h"
+#include "document/lists.h"
+
+namespace kymora {
+
+namespace {
+
+bool Ask(const CKymoraView& view, Form& form) { return view.GetSession().host.AskForm(form); }
+
+// The one channel that a text names by its letter or number, or why it names none.
+std::optional<int> ParseChannel(const std::string& text, std::string& fault) {
+    fault.clear();
+    try {
+        const std::vector<int> channels = ParseChannelList(text);
+        if (channels.size() == 1) return channels.front();
+        fault = "Only one channel can be chosen.";
+    } catch (const ListError& error) {
+        fault = error.what();
+    }
+    return {};
+}
+
+void AddChannelField(Form& form, const CKymoraView& view, int current) {
+    form.AddText("channel", "Channel", EventChannelText(view.GetSession(), current),
+                 "A letter from a to z, or a number from 0 to 998");
+}
+
+std::string CheckChannel(const Form& form) {
+    std::string fault;
+    ParseChannel(form.Text("channel"), fault);
+    return fault;
+}
+
+// The shapes; a stored number beyond them is offered as it is.
+std::vector<std::string> ShapeNames(int32_t stored) {
+    std::vector<std::string> names{"Line at the onset", "Filled bar",
+                                   "Line and thin bar", "Outlined box",
+                                   "Dot at the onset",  "Line, thin bar and a shade behind the traces"};
+    if (stored < 0 || stored >= shapeCount) names.push_back(fmt::format("As stored ({})", stored));
+    return names;
+}
+
+std::vector<std::string> ParentNames(const CDataDoc& doc) {
+    std::vector<std::string> names{"None"};
+    for (int t = 0; t < doc.traceCount; ++t)
+        names.push_back(fmt::format("{}: {}", t + 1, doc.traces[static_cast<size_t>(t)].traceLabel));
+    return names;
+}
+
+bool IsUnlocked(const Form& form) { return !form.Flag("locked"); }
+
+Form PropertiesForm(const CKymoraView& view, int channel) {
+    const CEventChan& chan = EventChannel(view, channel);
+    Form form("Event channel properties");
+    form.AddNote("about",
+                 fmt::format("Channel {}: {}, {} tagged. Made by: {}.",
+                             EventChannelText(view.GetSession(), channel), CountText(chan.GetNumEvents()),
+                             chan.GetCount(EventKind::tagged), chan.GetDetectionMethodName()));
+    form.AddText("label", "Label", chan.channelLabel, "Shown behind the channel's letter").enabled =
+        IsUnlocked;
+    form.AddLongText("comment", "Description", chan.channelComment, "How the events were made").enabled =
+        IsUnlocked;
+    form.AddChoice("parent", "Parent trace", ParentNames(view.GetDocument()), chan.parentTrace + 1,
+                   "The trace from which the events were made")
+        .enabled = IsUnlocked;
+    form.AddColour("colour", "Colour", chan.channelColour, "Of the row and its events");
+    form.AddColour("alternative", "Colour of tagged events", chan.channelColourAlt,
+                   "Of tagged events without a colour of their own");
+    const auto shapes = ShapeNames(chan.channelDrawMode);
+    const bool known = chan.channelDrawMode >= 0 && chan.channelDrawMode < shapeCount;
+    form.AddChoice("shape", "Drawn as", shapes, known ? chan.channelDrawMode : shapeCount,
+                   "The shape of the events");
+    FormField& position = form.AddNumber("position", "Position", chan.GetDisplayPosition(),
+                                         "Of the row, from the plot's top (0) to its bottom (1)");
+    position.least = std::min(leastDisplayPosition, chan.GetDisplayPosition());
+    position.greatest = std::max(greatestDisplayPosition, chan.GetDisplayPosition());
+    position.step = 0.01;
+    form.AddFlag("visible", "Visible", chan.channelVisible != 0, "The channel has a row in the view");
+    form.AddFlag("locked", "Locked", chan.channelLocked, "Protects events and description from changes");
+    return form;
+}
+
+void TakeProperties(const Form& form, CEventChan& chan) {
+    chan.channelLocked = form.Flag("locked");
+    if (!chan.channelLocked) {
+        chan.channelLabel = form.Text("label");
+        chan.channelComment = form.Text("comment");
+        chan.parentTrace = form.Choice("parent") - 1;
+    }
+    chan.channelColour = form["colour"].colour;
+    chan.channelColourAlt = form["alternative"].colour;
+    if (form.Choice("shape") >= 0 && form.Choice("shape") < shapeCount)
+        chan.channelDrawMode = form.Choice("shape");
+    if (form.Number("position") != chan.GetDisplayPosition())
+        chan.SetDisplayPosition(form.Number("position"));
+    if (form.Flag("visible") != (chan.channelVisible != 0)) chan.channelVisible = form.Flag("visible");
+}
+
+}  // namespace
+
+std::optional<int> AskEventChannel(CKymoraView& view, std::string title, int current) {
+    Form form(std::move(title));
+    AddChannelField(form, view, current);
+    form.validate = CheckChannel;
+    if (!Ask(view, form)) return {};
+    std::string fault;
+    return ParseChannel(form.Text("channel"), fault);
+}
+
+void AskChannelProperties(CKymoraView& view, int channel) {
+    Form form = PropertiesForm(view, channel);
+    if (!Ask(view, form)) return;
+    ChangeChannel(
+        view, channel, [&form](CEventChan& chan) { TakeProperties(form, chan); }, form.title);
+}
+
+void AskMergeClose(CKymoraView& view, int channel) {
+    CDataDoc& doc = view.GetDocument();
+    CEventChan& chan = EventChannel(view, channel);
+    if (chan.IsLocked()) return;
+    Form form("Merge close events");
+    const auto add = [&](const char* key, const char* label, const char* toolTip) {
+        FormField& field = form.AddNumber(key, label, 0.0, toolTip);
+        field.least = 0.0;
+        field.greatest = doc.TimeOf(longestRecording);
+        field.step = doc.sampleInterval;
+    };
+    add("gap", "Merge gaps shorter than (ms)", "Events closer than this become one; 0 joins what overlaps");
+    add("shortest", "Then drop events shorter than (ms)", "0 drops none");
+    add("longest", "Then drop events longer than (ms)", "0 drops none");
+    if (!Ask(view, form)) return;
+    const double longest = form.Number("longest");
+    {
+        UndoScope scope(doc, form.title);
+        scope.KeepChannel(channel);
+        chan.FilterByGap(doc.PositionOf(form.Number("gap")), doc.PositionOf(form.Number("shortest")),
+                         longest > 0.0 ? doc.PositionOf(longest) : INT32_MAX);
+    }
+    doc.UpdateAllViews(UpdateHint::events);
+}
+
+void AskCopyChannel(CKymoraView& view, int channel) {
+    CDataDoc& doc = view.GetDocument();
+    const int free = doc.FirstFreeChannel();
+    const auto target = AskEventChannel(view, "Copy channel to", free >= 0 ? free : channel);
+    if (!target || *target == channel) return;
+    CEventChan& chan = EventChannel(view, *target);
+    if (chan.IsLocked()) return;
+    const int count = chan.GetNumEvents();
+    if (count > 0 && !view.GetSession().host.Confirm(fmt::format("Channel {} holds {}. Replace them?",
+                                                                 EventChannelText(view.GetSession(), *target),
+                                                                 CountText(count))))
+        return;
+    {
+        UndoScope scope(doc, "Copy channel to");
+        scope.KeepChannel(*target);
+        chan.Copy(EventChannel(view, channel));
+    }
+    doc.UpdateAllViews(UpdateHint::events);
+}
+
+}  // namespace kymora

@@ -1,0 +1,21 @@
+#pragma once
+// What a view remembers while another thread reads the bins of its viewport.
+
+#include "display/display_cache.h"
+#include "display/summary_service.h"
+#include "display/viewport_history.h"
+
+namespace kymora {
+
+struct ViewReload {
+    BinTicket ticket = noTicket;
+    double start = 0.0;  // ms; of the bins that are read
+    int level = 0;
+    double share = 0.0;
+    // What a cancel puts back; nothing when the view has shown nothing exact yet.
+    std::optional<Viewport> before;
+    DisplayCache cacheBefore;
+    ViewportHistory historyBefore;
+};
+
+}  // namespace kymora

@@ -1,0 +1,50 @@
+#include "import/convert_to_text.h"
+
+#include <fmt/format.h>
+
+#include "document/native_writer.h"
+#include "document/text_export.h"
+
+namespace kymora {
+
+namespace {
+
+// False when the file was not written; throws Cancelled when the user stopped the writing.
+bool ConvertOne(Session& session, CDataDoc& doc, const std::filesystem::path& target) {
+    if (session.files.Stamp(target) &&
+        !session.host.Confirm(fmt::format("The file {} exists. Replace it?", target.string())))
+        return false;
+    if (doc.hasGaps && !session.host.Confirm(textExportGapText)) return false;
+    try {
+        WriteTextExport(doc, target);
+        return true;
+    } catch (const FileError& error) {
+        session.host.Message(std::string("The file was not written.\n") + error.what());
+        return false;
+    }
+}
+
+}  // namespace
+
+int ConvertFilesToText(Session& session, BatchDocuments& batch) {
+    const auto paths = session.host.ChooseOpenFiles({"Select Files to Convert", ConvertibleFilter(), {}, {}});
+    if (paths.empty()) return 0;
+    int written = 0;
+    const auto progress = session.host.StartProgress("Converting file: ", paths.size());
+    for (size_t i = 0; i < paths.size(); ++i) {
+        CDataDoc* doc = batch.OpenForBatch(paths[i]);
+        auto target = paths[i];
+        target.replace_extension(".txt");
+        try {
+            if (doc && ConvertOne(session, *doc, target)) ++written;
+        } catch (const Cancelled&) {
+            batch.CloseIfNotOpen(paths[i]);
+            break;
+        }
+        if (doc) batch.CloseIfNotOpen(paths[i]);
+        if (!progress->Update(i + 1)) break;
+    }
+    return written;
+}
+
+}  // namespace kymora

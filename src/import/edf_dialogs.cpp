@@ -1,0 +1,138 @@
+#include "import/edf_dialogs.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* layoutKey = "Show CEDFAnnotLayout";
+constexpr int firstYearOfLastCentury = 85;
+
+double SampleIntervalOf(const EdfHeader& header, const EdfSignal& signal) {
+    return signal.samplesPerRecord > 0 ? header.recordDuration * 1000.0 / signal.samplesPerRecord : 0.0;
+}
+
+std::string SignalText(const EdfHeader& header, const EdfSignal& signal, size_t number) {
+    std::string text = fmt::format("{}: {}", number, signal.label);
+    const double interval = SampleIntervalOf(header, signal);
+    if (!signal.dimension.empty()) text += fmt::format("  [{}]", signal.dimension);
+    if (interval > 0.0) text += fmt::format("  {:.6g} Hz", 1000.0 / interval);
+    return text;
+}
+
+// The rule of the chooser about the number of its check marks.
+std::string FaultOfChecks(const Form& form) {
+    const auto& checks = form["signals"].checks;
+    const auto count = std::count_if(checks.begin(), checks.end(), [](uint8_t check) { return check != 0; });
+    if (count == 0) return "You need at least 1 data trace selected.";
+    if (count > maxEdfTraces)
+        return fmt::format(
+            "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
+            count - maxEdfTraces);
+    return {};
+}
+
+std::vector<std::vector<std::string>> SignalRows(const EdfHeader& header) {
+    std::vector<std::vector<std::string>> rows;
+    for (size_t i = 0; i < header.signals.size(); ++i) {
+        const EdfSignal& signal = header.signals[i];
+        const double interval = SampleIntervalOf(header, signal);
+        rows.push_back({std::to_string(i + 1), signal.label,
+                        signal.isAnnotations || interval == 0.0 ? "" : fmt::format("{:.6g} ms", interval),
+                        signal.dimension, signal.prefilter, signal.transducer});
+    }
+    return rows;
+}
+
+std::string WithColons(std::string time) {
+    std::replace(time.begin(), time.end(), '.', ':');
+    return time;
+}
+
+}  // namespace
+
+std::optional<std::vector<int>> ChooseEdfSignalsByDialog(Session& session, const EdfHeader& header) {
+    Form form("Choose Channels");
+    std::vector<std::string> names;
+    for (const int index : header.ordinarySignals)
+        names.push_back(SignalText(header, header.Signal(index), names.size() + 1));
+    std::vector<uint8_t> checks(names.size(), 0);
+    std::fill_n(checks.begin(), std::min<size_t>(checks.size(), maxEdfTraces), uint8_t{1});
+    form.AddCheckList("signals", "Channels to show as traces", std::move(names), std::move(checks),
+                      "Signals of different rates share the finest common sample interval, so that choosing "
+                      "signals of like rates saves time and memory.");
+    form.AddAction(
+        "clearChecks", "Clear checks from all channels",
+        [](Form& asked) {
+            auto& marks = asked["signals"].checks;
+            std::fill(marks.begin(), marks.end(), uint8_t{0});
+        },
+        "Takes all check marks away.");
+    form.validate = FaultOfChecks;
+    if (!session.host.AskForm(form)) return {};
+    std::vector<int> chosen;
+    const auto& marks = form["signals"].checks;
+    for (size_t i = 0; i < header.ordinarySignals.size(); ++i)
+        if (marks[i] != 0) chosen.push_back(header.ordinarySignals[i]);
+    return chosen;
+}
+
+std::optional<bool> AskSeparateAnnotations(Session& session, int64_t count) {
+    if (const auto last = session.silencedDialogs.find(layoutKey); last != session.silencedDialogs.end())
+        return last->second == 0;
+    Form form("Annotation Layout");
+    form.AddNote(
+        "explanation",
+        "This is an EDF+ file that contains one or more TALs (time-associated annotation lists).\n\nThe "
+        "first TAL in each record marks the Start time of each record. This will be placed in Event "
+        "channel a.");
+    form.AddNote("count", fmt::format("Total TAL count (excluding Start time marks): {}", count));
+    form.AddRadio("layout", "",
+                  {"Place any subsequent TALs in separate event channels",
+                   "Place any subsequent TALS within the same Annotation signal in the same event channel"},
+                  1, "One channel for each annotation, or one for each annotation signal of the file.");
+    form.AddFlag("silence", "Do not show again this session", false,
+                 "The other EDF+ files of this session are laid out in the same way.");
+    if (!session.host.AskForm(form)) return {};
+    if (form.Flag("silence")) session.silencedDialogs[layoutKey] = form.Choice("layout");
+    return form.Choice("layout") == 0;
+}
+
+Form EdfInfoForm(Session& session, const EdfHeader& header, std::function<std::string()> annotations) {
+    Form form("EDF File Details");
+    form.AddNote("type", EdfTypeText(header.type), "File type");
+    form.AddNote("records", std::to_string(header.dataRecords), "Number of records");
+    form.AddNote("duration", fmt::format("{:.9g} s", header.recordDuration), "Record duration");
+    form.AddNote("patient", header.patient, "Patient");
+    form.AddNote("recording", header.recording, "Recording");
+    form.AddNote("date", EdfDateText(header.startDate), "Date (day/month/year)");
+    form.AddNote("time", WithColons(header.startTime), "Time (to nearest s)");
+    form.AddNote("signalCount", std::to_string(header.signals.size()), "Number of signals");
+    FormField table;
+    table.key = "signals";
+    table.kind = FieldKind::table;
+    table.choices = {"Chan", "Label", "Sample interval", "Dim", "Pre-filter", "Transducer type"};
+    table.rows = SignalRows(header);
+    form.fields.push_back(std::move(table));
+    const bool any = !header.annotationSignals.empty();
+    form.AddAction(
+            "annotations", "Annotations list...",
+            [&session, annotations = std::move(annotations)](Form&) {
+                session.host.ShowText("Annotations", annotations());
+            },
+            "Shows all annotations of the file as text, also those that are no events.")
+        .enabled = [any](const Form&) { return any; };
+    return form;
+}
+
+std::string EdfDateText(const std::string& headerDate) {
+    unsigned day = 0, month = 0, year = 0;
+    if (std::sscanf(headerDate.c_str(), "%2u.%2u.%2u", &day, &month, &year) != 3) return headerDate;
+    return fmt::format("{}/{}/{}", day, month, year + (year >= firstYearOfLastCentury ? 1900 : 2000));
+}
+
+}  // namespace kymora

@@ -1,0 +1,199 @@
+// The lowest and highest of stretches of EDF samples.
+
+#include <algorithm>
+#include <cmath>
+
+#include "import/edf_samples.h"
+#include "numerics/min_max.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int64_t foldedAtOnce = 65536;     // samples of each signal
+constexpr int64_t sliceWorthACall = 8192;   // bytes; shorter slices are read as whole records
+constexpr int64_t numbersAtOnce = 1 << 16;  // of one signal: they stay in a processor's cache
+constexpr int64_t closeTogether = 6000;     // samples; a call costs about as much as reading so many
+constexpr int64_t recordBytesAtOnce = 1 << 18;
+
+struct NumberRange {
+    int16_t low, high;
+};
+
+NumberRange RangeOf(const int16_t* numbers, int64_t count) {
+    int16_t low = numbers[0], high = numbers[0];
+    for (int64_t i = 1; i < count; ++i) {
+        low = std::min(low, numbers[i]);
+        high = std::max(high, numbers[i]);
+    }
+    return {low, high};
+}
+
+float ValueOf(int16_t number, const EdfFold& fold) {
+    const float value = fold.signal->scale.Apply(number);
+    return fold.gain == 1.0 ? value : static_cast<float>(value / fold.gain);
+}
+
+void Widen(const EdfFold& fold, int64_t slot, float value) {
+    float& low = fold.low[static_cast<size_t>(slot)];
+    float& high = fold.high[static_cast<size_t>(slot)];
+    if (value < low) low = value;
+    if (value > high) high = value;
+}
+
+// Calls part(slot, first, count) for each slot that holds some of `count` samples.
+template <typename Part>
+void ForSlots(int64_t into, int64_t count, int64_t slotLength, Part part) {
+    for (int64_t at = 0; at < count;) {
+        const int64_t slot = (into + at) / slotLength;
+        const int64_t n = std::min(count - at, (slot + 1) * slotLength - into - at);
+        part(slot, at, n);
+        at += n;
+    }
+}
+
+void FoldNumbers(const int16_t* numbers, int64_t count, int64_t into, int64_t slotLength,
+                 const EdfFold& fold) {
+    ForSlots(into, count, slotLength, [&](int64_t slot, int64_t at, int64_t n) {
+        const NumberRange range = RangeOf(numbers + at, n);
+        // A negative scale or gain turns the two around.
+        Widen(fold, slot, ValueOf(range.low, fold));
+        Widen(fold, slot, ValueOf(range.high, fold));
+    });
+}
+
+// What the file lost reads as 0.
+void FoldLost(int64_t count, int64_t into, int64_t slotLength, const EdfFold& fold) {
+    ForSlots(into, count, slotLength, [&](int64_t slot, int64_t, int64_t) { Widen(fold, slot, 0.0f); });
+}
+
+}  // namespace
+
+bool EdfFoldIsExact(const EdfScale& scale) {
+    return std::isfinite(scale.Apply(-32768)) && std::isfinite(scale.Apply(32767));
+}
+
+void EdfSampleReader::Fold(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
+                           std::span<const EdfFold> folds) {
+    std::vector<EdfFold> direct, slower;
+    for (const EdfFold& fold : folds) (fold.signal->expansionFactor == 1 ? direct : slower).push_back(fold);
+    std::vector<EdfPiece> pieces;
+    for (const EdfFold& fold : direct) pieces.push_back({fold.signal, nullptr});
+    // Parts end with records, so that the file is read from its start to its end.
+    const int64_t step = std::max(foldedAtOnce / samplesPerRecord_, int64_t{1}) * samplesPerRecord_;
+    for (int64_t done = 0; done < count;) {
+        const Range part{from + done, std::min(count - done, step - (from + done) % step)};
+        const int64_t slice = 2 * std::min(part.count, samplesPerRecord_);
+        if (!direct.empty() && slice < sliceWorthACall && !SlicesAreCheaper(part, pieces))
+            FoldRecords(part, into + done, slotLength, direct);
+        else
+            FoldSlices(part, into + done, slotLength, direct);
+        if (!slower.empty()) FoldSlower(part, endRecord, into + done, slotLength, slower);
+        done += part.count;
+    }
+}
+
+void EdfSampleReader::FoldStretches(const EdfSignal& signal, double gain,
+                                    std::span<const FoldStretch> stretches) {
+    int64_t held = 0, heldEnd = 0;  // what stands in source_
+    for (size_t i = 0; i < stretches.size(); ++i) {
+        const FoldStretch& stretch = stretches[i];
+        const EdfFold fold{&signal, gain, {stretch.low, 1}, {stretch.high, 1}};
+        const int64_t end = stretch.from + stretch.count;
+        for (int64_t at = stretch.from; at < end;) {
+            if (at < held || at >= heldEnd) {
+                const int64_t record = at / samplesPerRecord_;
+                const int64_t most = std::min((record + 1) * samplesPerRecord_, at + numbersAtOnce);
+                int64_t reach = end;
+                for (size_t next = i + 1;
+                     next < stretches.size() && reach < most && stretches[next].from < reach + closeTogether;
+                     ++next)
+                    reach = stretches[next].from + stretches[next].count;
+                reach = std::min(reach, most);
+                held = at;
+                heldEnd = at + LoadSlice(signal, at, reach - at);
+                if (heldEnd <= at) {
+                    FoldLost(1, 0, 1, fold);
+                    at = reach;
+                    continue;
+                }
+            }
+            const int64_t n = std::min(end, heldEnd) - at;
+            FoldNumbers(source_.data() + (at - held), n, 0, n, fold);
+            at += n;
+        }
+    }
+}
+
+// Reads samples of one record to source_; answers how many there are.
+int64_t EdfSampleReader::LoadSlice(const EdfSignal& signal, int64_t from, int64_t count) {
+    if (source_.size() < static_cast<size_t>(count)) source_.resize(static_cast<size_t>(count));
+    const int64_t offset = header_.headerLength + from / samplesPerRecord_ * header_.bytesPerRecord +
+                           signal.sliceOffset + 2 * (from % samplesPerRecord_);
+    const auto bytes = std::as_writable_bytes(std::span(source_).first(static_cast<size_t>(count)));
+    return static_cast<int64_t>(file_.ReadAt(static_cast<uint64_t>(offset), bytes) / 2);
+}
+
+void EdfSampleReader::FoldSlices(Range range, int64_t into, int64_t slotLength,
+                                 std::span<const EdfFold> folds) {
+    for (int64_t done = 0; done < range.count;) {
+        const int64_t inSlice = (range.from + done) % samplesPerRecord_;
+        const int64_t n = std::min({range.count - done, samplesPerRecord_ - inSlice, numbersAtOnce});
+        for (const EdfFold& fold : folds) {
+            const int64_t got = LoadSlice(*fold.signal, range.from + done, n);
+            FoldNumbers(source_.data(), got, into + done, slotLength, fold);
+            FoldLost(n - got, into + done + got, slotLength, fold);
+        }
+        done += n;
+    }
+}
+
+void EdfSampleReader::FoldRecords(Range range, int64_t into, int64_t slotLength,
+                                  std::span<const EdfFold> folds) {
+    const int64_t atOnce = std::max<int64_t>(recordBytesAtOnce / header_.bytesPerRecord, 1);
+    const int64_t end = range.from + range.count;
+    const int64_t endOfRecords = (end - 1) / samplesPerRecord_ + 1;
+    for (int64_t record = range.from / samplesPerRecord_; record < endOfRecords; ++record) {
+        if (record >= firstRecord_ + recordsHeld_ || record < firstRecord_ ||
+            record == range.from / samplesPerRecord_)
+            LoadRecords(record, std::min(atOnce, endOfRecords - record));
+        const int64_t at = std::max(range.from, record * samplesPerRecord_);
+        const int64_t n = std::min(end, (record + 1) * samplesPerRecord_) - at;
+        const int64_t place = into + (at - range.from);
+        for (const EdfFold& fold : folds) {
+            if (recordsHeld_ == 0) {
+                FoldLost(n, place, slotLength, fold);
+                continue;
+            }
+            const int64_t first = (record - firstRecord_) * header_.bytesPerRecord + fold.signal->sliceOffset;
+            FoldNumbers(records_.data() + first / 2 + at % samplesPerRecord_, n, place, slotLength, fold);
+        }
+    }
+}
+
+// Signals of lower rates are drawn out, and the values compared.
+void EdfSampleReader::FoldSlower(Range range, int64_t endRecord, int64_t into, int64_t slotLength,
+                                 std::span<const EdfFold> folds) {
+    drawnOut_.resize(std::max(drawnOut_.size(), folds.size()));
+    std::vector<EdfPiece> pieces(folds.size());
+    for (int64_t done = 0; done < range.count;) {
+        const int64_t n = std::min(range.count - done, foldedAtOnce);
+        for (size_t i = 0; i < folds.size(); ++i) {
+            drawnOut_[i].resize(foldedAtOnce);
+            pieces[i] = {folds[i].signal, drawnOut_[i].data()};
+        }
+        Read(range.from + done, n, endRecord, pieces);
+        for (size_t i = 0; i < folds.size(); ++i) {
+            const std::span<float> values = std::span(drawnOut_[i]).first(static_cast<size_t>(n));
+            if (folds[i].gain != 1.0)
+                for (float& value : values) value = static_cast<float>(value / folds[i].gain);
+            ForSlots(into + done, n, slotLength, [&](int64_t slot, int64_t at, int64_t length) {
+                WidenRange(values.subspan(static_cast<size_t>(at), static_cast<size_t>(length)),
+                           folds[i].low[static_cast<size_t>(slot)], folds[i].high[static_cast<size_t>(slot)]);
+            });
+        }
+        done += n;
+    }
+}
+
+}  // namespace kymora

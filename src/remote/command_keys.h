@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "display/commands.h"
+
+namespace kymora {
+
+// The keys of a command for reading, "Ctrl+Left arrow" or "0, Ctrl+0"; empty when it has none.
+std::string KeyText(const Command& command);
+
+}  // namespace kymora

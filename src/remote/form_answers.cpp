@@ -1,0 +1,169 @@
+#include "remote/form_answers.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "remote/remote_colour.h"
+
+namespace kymora {
+namespace {
+
+const char* KindName(FieldKind kind) {
+    switch (kind) {
+    case FieldKind::number:
+        return "number";
+    case FieldKind::integer:
+        return "integer";
+    case FieldKind::text:
+    case FieldKind::longText:
+        return "text";
+    case FieldKind::flag:
+        return "flag";
+    case FieldKind::choice:
+    case FieldKind::radio:
+        return "choice";
+    case FieldKind::colour:
+        return "colour";
+    case FieldKind::font:
+        return "font";
+    case FieldKind::checkList:
+        return "checkList";
+    case FieldKind::note:
+        return "note";
+    case FieldKind::table:
+        return "table";
+    case FieldKind::action:
+        return "button";
+    }
+    return "";
+}
+
+Json FontValue(const FontSpec& font) {
+    return {{"face", font.face},     {"pixelHeight", font.pixelHeight}, {"weight", font.weight},
+            {"italic", font.italic}, {"underline", font.underline},     {"strikeOut", font.strikeOut}};
+}
+
+Json ValueOf(const FormField& field) {
+    switch (field.kind) {
+    case FieldKind::number:
+        return field.number;
+    case FieldKind::integer:
+        return static_cast<int64_t>(field.number);
+    case FieldKind::flag:
+        return field.flag;
+    case FieldKind::choice:
+    case FieldKind::radio:
+        return field.choice;
+    case FieldKind::colour:
+        return ColourName(field.colour);
+    case FieldKind::font:
+        return FontValue(field.font);
+    case FieldKind::checkList: {
+        Json checked = Json::array();
+        for (size_t i = 0; i < field.checks.size(); ++i)
+            if (field.checks[i] != 0) checked.push_back(i);
+        return checked;
+    }
+    case FieldKind::table:
+        return field.rows;
+    case FieldKind::action:
+        return nullptr;
+    default:
+        return field.text;
+    }
+}
+
+Json DescribeField(const FormField& field) {
+    Json json = {{"key", field.key}, {"kind", KindName(field.kind)}, {"label", field.label}};
+    if (field.kind != FieldKind::action) json["value"] = ValueOf(field);
+    const bool numeric = field.kind == FieldKind::number || field.kind == FieldKind::integer;
+    if (numeric && field.least != std::numeric_limits<double>::lowest()) json["least"] = field.least;
+    if (numeric && field.greatest != std::numeric_limits<double>::max()) json["greatest"] = field.greatest;
+    if (!field.choices.empty()) json["choices"] = field.choices;
+    return json;
+}
+
+// A choice by its number, or by its text.
+size_t ChoiceIn(const FormField& field, const Json& value) {
+    const auto count = static_cast<int64_t>(field.choices.size());
+    if (!value.is_string()) return static_cast<size_t>(AsWhole(value, field.key, 0, count - 1));
+    const auto found = std::find(field.choices.begin(), field.choices.end(), value.get<std::string>());
+    if (found == field.choices.end()) throw RemoteError("\"" + field.key + "\" has no such choice.");
+    return static_cast<size_t>(found - field.choices.begin());
+}
+
+void CheckOnly(FormField& field, const Json& value) {
+    if (!value.is_array()) throw RemoteError("\"" + field.key + "\" must be a list of choices.");
+    std::fill(field.checks.begin(), field.checks.end(), uint8_t{0});
+    for (const Json& choice : value) field.checks[ChoiceIn(field, choice)] = 1;
+}
+
+void SetFont(FontSpec& font, const Json& value) {
+    CheckMembers(value, {"face", "pixelHeight", "weight", "italic", "underline", "strikeOut"});
+    font.face = TextMember(value, "face", font.face);
+    font.pixelHeight = static_cast<int>(WholeMember(value, "pixelHeight", 1, 1000, font.pixelHeight));
+    font.weight = static_cast<int>(WholeMember(value, "weight", 1, 1000, font.weight));
+    font.italic = FlagMember(value, "italic", font.italic);
+    font.underline = FlagMember(value, "underline", font.underline);
+    font.strikeOut = FlagMember(value, "strikeOut", font.strikeOut);
+}
+
+void SetField(FormField& field, const Json& value) {
+    switch (field.kind) {
+    case FieldKind::number:
+    case FieldKind::integer:
+        field.number = AsNumber(value, field.key);
+        break;
+    case FieldKind::flag:
+        field.flag = AsFlag(value, field.key);
+        break;
+    case FieldKind::choice:
+    case FieldKind::radio:
+        field.choice = static_cast<int>(ChoiceIn(field, value));
+        break;
+    case FieldKind::colour:
+        field.colour = AsColour(value, field.key);
+        break;
+    case FieldKind::font:
+        SetFont(field.font, value);
+        break;
+    case FieldKind::checkList:
+        CheckOnly(field, value);
+        break;
+    case FieldKind::text:
+    case FieldKind::longText:
+        field.text = AsText(value, field.key);
+        break;
+    default:
+        throw RemoteError("\"" + field.key + "\" cannot be set.");
+    }
+}
+
+}  // namespace
+
+Json DescribeForm(const Form& form) {
+    Json fields = Json::array();
+    for (const FormField& field : form.fields) fields.push_back(DescribeField(field));
+    return {{"title", form.title}, {"fields", std::move(fields)}};
+}
+
+std::string FillForm(Form& form, const Json& answers) {
+    if (!answers.is_object()) return "Its answers must be an object.";
+    try {
+        for (const auto& [key, value] : answers.items()) {
+            const auto field = std::find_if(form.fields.begin(), form.fields.end(),
+                                            [&key = key](const FormField& f) { return f.key == key; });
+            if (field == form.fields.end()) return "It has no field \"" + key + "\".";
+            if (field->kind != FieldKind::action)
+                SetField(*field, value);
+            else if (AsFlag(value, key) && field->action)
+                // A copy: the button may change the fields.
+                std::function<void(Form&)>(field->action)(form);
+        }
+    } catch (const RemoteError& error) {
+        return error.what();
+    }
+    return form.Check();
+}
+
+}  // namespace kymora

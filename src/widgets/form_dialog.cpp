@@ -1,0 +1,231 @@
+#include "widgets/form_dialog.h"
+
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <cmath>
+
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr double widestPart = 0.95, highestPart = 0.85;  // of the screen
+constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3px;";
+
+// Takes the size of its content, so that the dialog scrolls only when the screen is too small.
+class ContentArea : public QScrollArea {
+  public:
+    using QScrollArea::QScrollArea;
+    QSize sizeHint() const override {
+        const QWidget* content = widget();
+        const QSize wanted = content->sizeHint();
+        const int width = std::max(wanted.width(), content->minimumSizeHint().width());
+        const int height = content->hasHeightForWidth() ? content->heightForWidth(width) : wanted.height();
+        return {width + 2 * frameWidth() + 2, std::max(height, wanted.height()) + 2 * frameWidth() + 2};
+    }
+};
+
+bool IsNumeric(const FormField& field) {
+    return field.kind == FieldKind::number || field.kind == FieldKind::integer;
+}
+
+bool IsUsable(const FormField& field, const Form& form) { return !field.enabled || field.enabled(form); }
+
+bool IsOutside(const FormField& field, const Form& form) {
+    if (!IsNumeric(field) || !IsUsable(field, form)) return false;
+    const bool inside = field.number >= field.least && field.number <= field.greatest;
+    const bool whole = field.kind == FieldKind::number || std::trunc(field.number) == field.number;
+    return !inside || !whole;
+}
+
+}  // namespace
+
+FormDialog::FormDialog(Form& form, QWidget* parent) : QDialog(parent), form_(form) {
+    setWindowTitle(ToQString(form.title));
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    auto* content = new QWidget;
+    auto* rows = new QFormLayout(content);
+    rows->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    rows->setRowWrapPolicy(QFormLayout::DontWrapRows);
+    rows->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    rows->setVerticalSpacing(8);
+    for (size_t i = 0; i < form.fields.size(); ++i) AddRow(i, rows);
+
+    area_ = new ContentArea;
+    area_->setFrameShape(QFrame::NoFrame);
+    area_->setWidgetResizable(true);
+    area_->setWidget(content);
+    fault_ = new QLabel(this);
+    fault_->setObjectName("fault");
+    fault_->setTextFormat(Qt::PlainText);
+    fault_->setWordWrap(true);
+    fault_->hide();
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(area_, 1);
+    column->addWidget(fault_);
+    MakeButtons();
+    UpdateEnabled();
+    FitToScreen();
+}
+
+FormDialog::~FormDialog() = default;
+
+void FormDialog::AddRow(size_t index, QFormLayout* rows) {
+    const FormField& field = form_.fields[index];
+    if (field.kind == FieldKind::action) return AddAction(index, rows);
+    actions_ = nullptr;
+    const size_t row = rows_.size();
+    Row made;
+    made.field = index;
+    made.editor = MakeFormEditor(field, rows->parentWidget(), [this, row] { OnChanged(row); });
+    QWidget* widget = made.editor->Widget();
+    const bool labelled = !made.editor->BringsItsLabel() && !field.label.empty();
+    if (labelled) {
+        made.label = new QLabel(ToQString(field.label), rows->parentWidget());
+        made.label->setToolTip(widget->toolTip());
+        made.label->setBuddy(made.editor->Focus());
+        // Beside a text of several lines it stands at the first.
+        if (field.kind == FieldKind::note) made.label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    }
+    if (made.editor->IsWide()) {
+        if (labelled) rows->addRow(made.label);
+        rows->addRow(widget);
+    } else {
+        rows->addRow(made.label, widget);
+    }
+    rows_.push_back(std::move(made));
+}
+
+// Actions that follow each other stand in one line.
+void FormDialog::AddAction(size_t index, QFormLayout* rows) {
+    const FormField& field = form_.fields[index];
+    if (!actions_) {
+        auto* line = new QWidget(rows->parentWidget());
+        actions_ = new QHBoxLayout(line);
+        actions_->setContentsMargins(0, 0, 0, 0);
+        actions_->addStretch(1);
+        rows->addRow(nullptr, line);
+    }
+    Row made;
+    made.field = index;
+    made.button = new QPushButton(ToQString(field.label));
+    made.button->setObjectName(ToQString(field.key));
+    made.button->setToolTip(ToolTipText(field.toolTip));
+    made.button->setAutoDefault(false);
+    actions_->insertWidget(actions_->count() - 1, made.button);
+    const size_t row = rows_.size();
+    connect(made.button, &QPushButton::clicked, this, [this, row] { Run(row); });
+    rows_.push_back(std::move(made));
+}
+
+void FormDialog::MakeButtons() {
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    buttons->button(QDialogButtonBox::Ok)->setText(ToQString(form_.okLabel));
+    buttons->button(QDialogButtonBox::Cancel)->setText(ToQString(form_.cancelLabel));
+    buttons->button(QDialogButtonBox::Ok)->setDefault(true);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    layout()->addWidget(buttons);
+}
+
+void FormDialog::FitToScreen() {
+    const QSize available = screen()->availableSize();
+    const QSize most(static_cast<int>(available.width() * widestPart),
+                     static_cast<int>(available.height() * highestPart));
+    const QSize wanted = sizeHint();
+    // A scroll bar takes room from the content.
+    const int bar = wanted.height() > most.height() ? area_->verticalScrollBar()->sizeHint().width() : 0;
+    resize((wanted + QSize(bar, 0)).expandedTo(isVisible() ? size() : QSize()).boundedTo(most));
+}
+
+// --- values ---
+
+void FormDialog::ReadAll() {
+    for (const Row& row : rows_)
+        if (row.editor) row.editor->Read(form_.fields[row.field]);
+}
+
+void FormDialog::WriteAll() {
+    writing_ = true;
+    for (const Row& row : rows_)
+        if (row.editor) row.editor->Write(form_.fields[row.field]);
+    writing_ = false;
+    UpdateEnabled();
+}
+
+void FormDialog::OnChanged(size_t row) {
+    if (writing_ || row >= rows_.size()) return;
+    ReadAll();
+    ShowFault({});
+    UpdateEnabled();
+}
+
+void FormDialog::UpdateEnabled() {
+    for (const Row& row : rows_) {
+        const bool usable = IsUsable(form_.fields[row.field], form_);
+        if (row.button) row.button->setEnabled(usable);
+        if (row.editor) row.editor->Widget()->setEnabled(usable);
+        if (row.label) row.label->setEnabled(usable);
+    }
+}
+
+void FormDialog::Run(size_t row) {
+    ReadAll();
+    const auto action = form_.fields[rows_[row].field].action;
+    if (action) action(form_);
+    ShowFault({});
+    WriteAll();
+    Grow();
+}
+
+// Makes room for what has become longer.
+void FormDialog::Grow() {
+    area_->widget()->layout()->activate();
+    area_->updateGeometry();
+    layout()->activate();
+    FitToScreen();
+}
+
+// --- acceptance ---
+
+void FormDialog::accept() {
+    ReadAll();
+    const std::string fault = form_.Check();
+    if (fault.empty()) return QDialog::accept();
+    ShowFault(ToQString(fault));
+    MarkFaulty();
+}
+
+void FormDialog::ShowFault(const QString& text) {
+    for (const Row& row : rows_)
+        if (row.editor && IsNumeric(form_.fields[row.field])) row.editor->Focus()->setStyleSheet({});
+    fault_->setText(text);
+    fault_->setVisible(!text.isEmpty());
+    if (text.isEmpty()) return;
+    // Dark red cannot be read on a dark window, nor light red on a bright one.
+    const bool dark = palette().color(QPalette::Window).lightness() < 128;
+    QPalette colours = palette();
+    colours.setColor(QPalette::WindowText, dark ? QColor(0xFF, 0x8A, 0x80) : QColor(0xB0, 0x1C, 0x14));
+    fault_->setPalette(colours);
+    Grow();
+}
+
+// The first number outside its limits takes the keyboard and a red frame.
+void FormDialog::MarkFaulty() {
+    for (const Row& row : rows_) {
+        if (!row.editor || !IsOutside(form_.fields[row.field], form_)) continue;
+        row.editor->Focus()->setStyleSheet(faultyStyle);
+        row.editor->Focus()->setFocus();
+        area_->ensureWidgetVisible(row.editor->Widget());
+        return;
+    }
+}
+
+}  // namespace kymora

@@ -1,0 +1,405 @@
+#include "widgets/form_editor.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QEvent>
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QRadioButton>
+#include <QTableWidget>
+#include <QVBoxLayout>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "widgets/style_buttons.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int longTextLines = 5;
+constexpr int mostListLines = 12;
+constexpr int leastListLines = 3;
+
+int LineHeight(const QWidget& widget) { return widget.fontMetrics().lineSpacing(); }
+
+// --- numbers and texts ---
+
+// The shortest text that reads back to the same number.
+QString NumberText(double value, bool whole) {
+    char text[64];
+    const auto end = whole ? std::to_chars(text, text + sizeof text, static_cast<int64_t>(value)).ptr
+                           : std::to_chars(text, text + sizeof text, value).ptr;
+    return QString::fromLatin1(text, end - text);
+}
+
+double ParseNumber(const QString& from) {
+    const std::string text = from.trimmed().toStdString();
+    const char* begin = text.data() + (text.size() > 1 && text[0] == '+' ? 1 : 0);
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size() && std::isfinite(value);
+    return isNumber ? value : std::numeric_limits<double>::quiet_NaN();
+}
+
+// The up and down keys step a number within its limits.
+class NumberSteps : public QObject {
+  public:
+    NumberSteps(QLineEdit* edit, const FormField& field) : QObject(edit), edit_(edit) { Follow(field); }
+    void Follow(const FormField& field) {
+        least_ = field.least;
+        greatest_ = field.greatest;
+        step_ = field.step;
+        whole_ = field.kind == FieldKind::integer;
+    }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::KeyPress) {
+            const int key = static_cast<QKeyEvent*>(event)->key();
+            if (key == Qt::Key_Up || key == Qt::Key_Down) {
+                Step(key == Qt::Key_Up ? step_ : -step_);
+                return true;
+            }
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    void Step(double by) {
+        const double value = ParseNumber(edit_->text());
+        if (std::isnan(value)) return;
+        edit_->setText(NumberText(std::clamp(value + by, least_, greatest_), whole_));
+        edit_->selectAll();
+        emit edit_->textEdited(edit_->text());
+    }
+
+    QLineEdit* edit_;
+    double least_ = 0.0, greatest_ = 0.0, step_ = 1.0;
+    bool whole_ = false;
+};
+
+class LineEditor : public FormEditor {
+  public:
+    LineEditor(const FormField& field, QWidget* parent, const Changed& changed)
+        : edit_(new QLineEdit(parent)), isNumber_(field.kind != FieldKind::text) {
+        const int width = edit_->fontMetrics().horizontalAdvance(isNumber_ ? "-0.123456789012" : "0") *
+                          (isNumber_ ? 1 : 34);
+        edit_->setMinimumWidth(width);
+        if (isNumber_) {
+            edit_->setMaximumWidth(2 * width);
+            steps_ = new NumberSteps(edit_, field);
+            edit_->installEventFilter(steps_);
+        }
+        QObject::connect(edit_, &QLineEdit::textEdited, edit_, changed);
+    }
+    QWidget* Widget() const override { return edit_; }
+    void Read(FormField& field) const override {
+        if (isNumber_)
+            field.number = ParseNumber(edit_->text());
+        else
+            field.text = edit_->text().toStdString();
+    }
+    void Write(const FormField& field) override {
+        if (steps_) steps_->Follow(field);
+        // A text that is no number stays for the user to see.
+        if (isNumber_ && std::isnan(field.number)) return;
+        edit_->setText(isNumber_ ? NumberText(field.number, field.kind == FieldKind::integer)
+                                 : ToQString(field.text));
+        edit_->setCursorPosition(0);
+    }
+
+  private:
+    QLineEdit* edit_;
+    bool isNumber_;
+    NumberSteps* steps_ = nullptr;
+};
+
+class LongTextEditor : public FormEditor {
+  public:
+    LongTextEditor(QWidget* parent, const Changed& changed) : edit_(new QPlainTextEdit(parent)) {
+        edit_->setTabChangesFocus(true);
+        edit_->setMinimumHeight(longTextLines * LineHeight(*edit_) + 12);
+        QObject::connect(edit_, &QPlainTextEdit::textChanged, edit_, changed);
+    }
+    QWidget* Widget() const override { return edit_; }
+    // Line ends are those that the text came with: CR LF where it had any.
+    void Read(FormField& field) const override {
+        QString text = edit_->toPlainText();
+        if (crlf_) text.replace("\n", "\r\n");
+        field.text = text.toStdString();
+    }
+    void Write(const FormField& field) override {
+        crlf_ = field.text.find("\r\n") != std::string::npos;
+        QString text = ToQString(field.text);
+        text.replace("\r\n", "\n");
+        if (text != edit_->toPlainText()) edit_->setPlainText(text);
+    }
+    bool IsWide() const override { return true; }
+
+  private:
+    QPlainTextEdit* edit_;
+    bool crlf_ = false;
+};
+
+// Is never less high than its lines at its width, whatever a crowded layout would like.
+class NoteLabel : public QLabel {
+  public:
+    using QLabel::QLabel;
+    void Fit() { setMinimumHeight(wordWrap() ? heightForWidth(width()) : 0); }
+
+  protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QLabel::resizeEvent(event);
+        Fit();
+    }
+};
+
+class NoteEditor : public FormEditor {
+  public:
+    NoteEditor(const FormField& field, QWidget* parent)
+        : label_(new NoteLabel(parent)), isWide_(field.label.empty()) {
+        label_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum);
+        label_->setTextFormat(Qt::PlainText);
+        label_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        label_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        label_->setMinimumWidth(label_->fontMetrics().averageCharWidth() * (isWide_ ? 56 : 38));
+    }
+    QWidget* Widget() const override { return label_; }
+    void Read(FormField&) const override {}
+    void Write(const FormField& field) override {
+        const QString text = ToQString(field.text);
+        const bool isLong = label_->fontMetrics().size(0, text).width() > label_->minimumWidth();
+        label_->setWordWrap(isLong);
+        label_->setText(text);
+        label_->Fit();
+        // A long word, such as a path, may be cut.
+        if (field.toolTip.empty()) label_->setToolTip(ToolTipText(field.text));
+    }
+    bool IsWide() const override { return isWide_; }
+
+  private:
+    NoteLabel* label_;
+    bool isWide_;
+};
+
+// --- choices ---
+
+class FlagEditor : public FormEditor {
+  public:
+    FlagEditor(const FormField& field, QWidget* parent, const Changed& changed)
+        : box_(new QCheckBox(ToQString(field.label), parent)) {
+        QObject::connect(box_, &QCheckBox::toggled, box_, changed);
+    }
+    QWidget* Widget() const override { return box_; }
+    void Read(FormField& field) const override { field.flag = box_->isChecked(); }
+    void Write(const FormField& field) override { box_->setChecked(field.flag); }
+    bool BringsItsLabel() const override { return true; }
+
+  private:
+    QCheckBox* box_;
+};
+
+class ChoiceEditor : public FormEditor {
+  public:
+    ChoiceEditor(QWidget* parent, const Changed& changed) : box_(new QComboBox(parent)) {
+        box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        QObject::connect(box_, &QComboBox::activated, box_, changed);
+    }
+    QWidget* Widget() const override { return box_; }
+    void Read(FormField& field) const override { field.choice = box_->currentIndex(); }
+    void Write(const FormField& field) override {
+        QStringList names;
+        for (const std::string& name : field.choices) names += ToQString(name);
+        QStringList present;
+        for (int i = 0; i < box_->count(); ++i) present += box_->itemText(i);
+        if (names != present) {
+            box_->clear();
+            box_->addItems(names);
+        }
+        box_->setCurrentIndex(field.choice);
+    }
+
+  private:
+    QComboBox* box_;
+};
+
+class RadioEditor : public FormEditor {
+  public:
+    RadioEditor(const FormField& field, QWidget* parent, const Changed& changed)
+        : box_(field.label.empty() ? new QWidget(parent) : new QGroupBox(ToQString(field.label), parent)),
+          group_(new QButtonGroup(box_)) {
+        auto* column = new QVBoxLayout(box_);
+        if (field.label.empty()) column->setContentsMargins(0, 0, 0, 0);
+        for (size_t i = 0; i < field.choices.size(); ++i) {
+            auto* button = new QRadioButton(ToQString(field.choices[i]), box_);
+            button->setObjectName(ToQString(field.key) + QString::number(i));
+            button->setToolTip(ToolTipText(field.toolTip));
+            group_->addButton(button, static_cast<int>(i));
+            column->addWidget(button);
+        }
+        QObject::connect(group_, &QButtonGroup::idClicked, box_, changed);
+    }
+    QWidget* Widget() const override { return box_; }
+    QWidget* Focus() const override { return group_->checkedButton() ? group_->checkedButton() : box_; }
+    void Read(FormField& field) const override { field.choice = group_->checkedId(); }
+    void Write(const FormField& field) override {
+        if (QAbstractButton* button = group_->button(field.choice)) button->setChecked(true);
+    }
+    bool BringsItsLabel() const override { return true; }
+    bool IsWide() const override { return true; }
+
+  private:
+    QWidget* box_;
+    QButtonGroup* group_;
+};
+
+class CheckListEditor : public FormEditor {
+  public:
+    CheckListEditor(QWidget* parent, const Changed& changed) : list_(new QListWidget(parent)) {
+        list_->setUniformItemSizes(true);
+        list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+        QObject::connect(list_, &QListWidget::itemChanged, list_, [changed](QListWidgetItem*) { changed(); });
+    }
+    QWidget* Widget() const override { return list_; }
+    void Read(FormField& field) const override {
+        field.checks.resize(static_cast<size_t>(list_->count()));
+        for (int i = 0; i < list_->count(); ++i)
+            field.checks[static_cast<size_t>(i)] = list_->item(i)->checkState() == Qt::Checked ? 1 : 0;
+    }
+    void Write(const FormField& field) override {
+        const QSignalBlocker blocked(list_);
+        while (list_->count() > static_cast<int>(field.choices.size())) delete list_->takeItem(0);
+        while (list_->count() < static_cast<int>(field.choices.size())) list_->addItem(QString());
+        for (int i = 0; i < list_->count(); ++i) {
+            const auto at = static_cast<size_t>(i);
+            list_->item(i)->setText(ToQString(field.choices[at]));
+            list_->item(i)->setCheckState(field.checks[at] != 0 ? Qt::Checked : Qt::Unchecked);
+        }
+        if (list_->currentRow() < 0) list_->setCurrentRow(0);
+        const int lines = std::clamp(list_->count(), leastListLines, mostListLines);
+        const int line = list_->count() > 0 ? list_->sizeHintForRow(0) : LineHeight(*list_);
+        list_->setMinimumHeight(lines * line + 2 * list_->frameWidth() + 2);
+        list_->setMinimumWidth(std::min(list_->sizeHintForColumn(0) + 40, 35 * LineHeight(*list_)));
+    }
+    bool IsWide() const override { return true; }
+
+  private:
+    QListWidget* list_;
+};
+
+// --- what is shown in a table, and looks ---
+
+class TableEditor : public FormEditor {
+  public:
+    TableEditor(const FormField& field, QWidget* parent) : table_(new QTableWidget(parent)) {
+        QStringList headings;
+        for (const std::string& heading : field.choices) headings += ToQString(heading);
+        table_->setColumnCount(static_cast<int>(headings.size()));
+        table_->setHorizontalHeaderLabels(headings);
+        table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+        table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+        table_->setAlternatingRowColors(true);
+        table_->setTabKeyNavigation(false);
+        table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+        table_->verticalHeader()->hide();
+        table_->horizontalHeader()->setStretchLastSection(true);
+    }
+    QWidget* Widget() const override { return table_; }
+    void Read(FormField&) const override {}
+    void Write(const FormField& field) override {
+        table_->setRowCount(static_cast<int>(field.rows.size()));
+        for (int row = 0; row < table_->rowCount(); ++row) {
+            const auto& cells = field.rows[static_cast<size_t>(row)];
+            for (int column = 0; column < table_->columnCount(); ++column) {
+                const auto at = static_cast<size_t>(column);
+                table_->setItem(row, column,
+                                new QTableWidgetItem(at < cells.size() ? ToQString(cells[at]) : ""));
+            }
+        }
+        table_->resizeColumnsToContents();
+        table_->resizeRowsToContents();
+        const int lines = std::clamp(table_->rowCount(), leastListLines, mostListLines);
+        const int line = table_->rowCount() > 0 ? table_->rowHeight(0) : LineHeight(*table_);
+        table_->setMinimumHeight(lines * line + table_->horizontalHeader()->sizeHint().height() + 4);
+        table_->setMinimumWidth(
+            std::min(table_->horizontalHeader()->length() + 24, 50 * LineHeight(*table_)));
+    }
+    bool IsWide() const override { return true; }
+
+  private:
+    QTableWidget* table_;
+};
+
+template <typename Button>
+class ButtonEditor : public FormEditor {
+  public:
+    ButtonEditor(QWidget* parent, const Changed& changed) : button_(new Button(parent)) {
+        QObject::connect(button_, &Button::Changed, button_, changed);
+    }
+    QWidget* Widget() const override { return button_; }
+    void Read(FormField& field) const override { button_->Read(field); }
+    void Write(const FormField& field) override { button_->Write(field); }
+
+  private:
+    Button* button_;
+};
+
+std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
+                                       const FormEditor::Changed& changed) {
+    switch (field.kind) {
+    case FieldKind::number:
+    case FieldKind::integer:
+    case FieldKind::text:
+        return std::make_unique<LineEditor>(field, parent, changed);
+    case FieldKind::longText:
+        return std::make_unique<LongTextEditor>(parent, changed);
+    case FieldKind::flag:
+        return std::make_unique<FlagEditor>(field, parent, changed);
+    case FieldKind::choice:
+        return std::make_unique<ChoiceEditor>(parent, changed);
+    case FieldKind::radio:
+        return std::make_unique<RadioEditor>(field, parent, changed);
+    case FieldKind::colour:
+        return std::make_unique<ButtonEditor<ColourButton>>(parent, changed);
+    case FieldKind::font:
+        return std::make_unique<ButtonEditor<FontButton>>(parent, changed);
+    case FieldKind::checkList:
+        return std::make_unique<CheckListEditor>(parent, changed);
+    case FieldKind::note:
+        return std::make_unique<NoteEditor>(field, parent);
+    case FieldKind::table:
+        return std::make_unique<TableEditor>(field, parent);
+    case FieldKind::action:
+        break;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+QString ToolTipText(const std::string& text) {
+    constexpr size_t shortTip = 60;
+    const QString tip = ToQString(text);
+    return text.size() <= shortTip ? tip : "<qt>" + tip.toHtmlEscaped() + "</qt>";
+}
+
+std::unique_ptr<FormEditor> MakeFormEditor(const FormField& field, QWidget* parent,
+                                           FormEditor::Changed changed) {
+    auto editor = MakeByKind(field, parent, changed);
+    if (!editor) return nullptr;
+    editor->Widget()->setObjectName(ToQString(field.key));
+    editor->Widget()->setToolTip(ToolTipText(field.toolTip));
+    editor->Widget()->setAccessibleName(ToQString(field.label));
+    editor->Widget()->setAccessibleDescription(ToQString(field.toolTip));
+    editor->Write(field);
+    return editor;
+}
+
+}  // namespace kymora

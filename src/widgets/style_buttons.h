@@ -1,0 +1,49 @@
+#pragma once
+// Buttons that show a colour or a font and let the user choose another.
+
+#include <QPushButton>
+
+#include "host/form.h"
+
+namespace kymora {
+
+class ColourButton : public QPushButton {
+    Q_OBJECT
+
+  public:
+    explicit ColourButton(QWidget* parent);
+    void Read(FormField& field) const { field.colour = colour_; }
+    void Write(const FormField& field);
+
+  signals:
+    void Changed();
+
+  protected:
+    void changeEvent(QEvent* event) override;
+
+  private:
+    void Choose();
+    void Show();
+
+    uint32_t colour_ = 0;  // 0x00BBGGRR
+};
+
+class FontButton : public QPushButton {
+    Q_OBJECT
+
+  public:
+    explicit FontButton(QWidget* parent);
+    void Read(FormField& field) const { field.font = font_; }
+    void Write(const FormField& field);
+
+  signals:
+    void Changed();
+
+  private:
+    void Choose();
+    void Show();
+
+    FontSpec font_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,318 @@
+// The dialogs of axes and traces, the limits, and what of them a file keeps.
+
+#include <limits>
+
+#include "display/trace_format.h"
+#include "document/float_doc.h"
+#include "document/native_writer.h"
+#include "support/recording_window.h"
+#include "support/view_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class ViewFormsTest : public ViewTest {
+  protected:
+    CKymoraView& Open(int traces = 3) {
+        doc = Ramp(traces, 5000);
+        view = std::make_unique<CKymoraView>(*doc);
+        view->OnSize(880, 460);
+        view->OnInitialUpdate();
+        return *view;
+    }
+    void Fill(std::function<void(Form&)> fill) {
+        host.fillForms.push_back([fill](Form& form) {
+            fill(form);
+            return true;
+        });
+    }
+    void TearDown() override { view.reset(); }
+
+    std::unique_ptr<MemoryDoc> doc;
+    std::unique_ptr<CKymoraView> view;
+};
+
+TEST_F(ViewFormsTest, SelectAxesHidesAndSuperimposes) {
+    CKymoraView& v = Open();
+    Fill([](Form& form) {
+        EXPECT_EQ(form["axes"].choices[1], "2: Ax 2");
+        form["axes"].checks = {1, 0, 1};
+        form["axisOfTrace2"].choice = 0;
+    });
+    v.AskAxes();
+    EXPECT_EQ(v.ShownAxes(), (std::vector<int>{0, 2}));
+    EXPECT_EQ(v.GetLayout().band, 200);
+    EXPECT_EQ(v.TracesOn(0), (std::vector<int>{0, 1}));
+    EXPECT_TRUE(v.IsTraceShown(1));
+    EXPECT_TRUE(doc->IsModified());
+    doc->Undo().Undo();
+    EXPECT_EQ(v.ShownAxes(), (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(v.GetLayout().band, 133);
+    Fill([](Form& form) { form["axes"].checks = {0, 0, 0}; });
+    v.AskAxes();
+    EXPECT_EQ(host.formFault, "This file cannot display as requested, since no axes are displayed.");
+    EXPECT_EQ(v.ShownAxes().size(), 3u);
+    Fill([](Form& form) {
+        form["hideAll"].action(form);
+        form["axes"].checks[0] = 1;
+        form["reverse"].action(form);
+        EXPECT_EQ(form.Choice("axisOfTrace1"), 2);
+        form["ownAxes"].action(form);
+        EXPECT_EQ(form.Choice("axisOfTrace3"), 2);
+        form["oneAxis"].action(form);
+    });
+    v.AskAxes();
+    EXPECT_EQ(v.TracesOn(0).size(), 3u);
+    EXPECT_EQ(v.ShownAxes(), std::vector<int>{0});
+}
+
+TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
+    CKymoraView& v = Open();
+    v.SelectAxis(1, false);
+    v.SelectAxis(2, true);
+    v.m_format[2].dotSize = 3;
+    doc->traces[2].traceLabel = "third";
+    Fill([](Form& form) {
+        form["lineWidth"].number = 4;
+        form["colour"].colour = 0x123456;
+        form["units"].text = "mV";
+    });
+    v.AskFormat();
+    EXPECT_EQ(v.m_format[0].lineWidth, 1);
+    EXPECT_EQ(v.m_format[1].lineWidth, 4);
+    EXPECT_EQ(v.m_format[2].lineWidth, 4);
+    EXPECT_EQ(v.m_format[2].dotSize, 3);
+    EXPECT_EQ(doc->traces[2].traceLabel, "third");
+    EXPECT_EQ(doc->traces[2].traceColour, 0x123456u);
+    EXPECT_EQ(v.m_axes[2].m_strUnits, "mV");
+    EXPECT_EQ(doc->Undo().UndoName(), "Format");
+    doc->Undo().Undo();
+    EXPECT_EQ(doc->traces[2].traceColour, 0x800000u);
+    EXPECT_EQ(v.m_axes[2].m_strUnits, "");
+    Fill([](Form& form) { form["lineWidth"].number = 21; });
+    v.AskFormat();
+    EXPECT_FALSE(host.formFault.empty());
+    EXPECT_EQ(v.m_format[1].lineWidth, 1);
+}
+
+TEST_F(ViewFormsTest, TheBackgroundAloneModifiesNothing) {
+    session.defaultBackground = 0x202020;
+    session.showInactiveSections = true;
+    CKymoraView& v = Open();
+    EXPECT_EQ(v.m_crBackground, 0x202020u);
+    EXPECT_TRUE(v.m_bInactiveSections);
+    Fill([](Form& form) { form["background"].colour = 0xFFFFF0; });
+    v.AskFormat();
+    EXPECT_EQ(v.m_crBackground, 0xFFFFF0u);
+    EXPECT_FALSE(doc->IsModified());
+    Fill([](Form& form) { form["clipMode"].choice = 0; });
+    v.AskFormat();
+    EXPECT_TRUE(doc->IsModified());
+    EXPECT_EQ(v.GetDisplaySettings().view.formatOption, 0);
+}
+
+TEST_F(ViewFormsTest, AFileKeepsAxesAndFormats) {
+    CKymoraView& v = Open();
+    doc->traces[0].traceExtraA = 0x7000;  // bits of somebody else
+    doc->traces[1].traceExtraB = 77;      // a width that means one pixel
+    v.m_bAxisVisible[1] = false;
+    v.m_nAxisOfTrace[1] = 2;
+    v.m_format[0] = {true, 7, 2, true};
+    v.m_nClipMode = 0;
+    SaveAs(*doc, "/kept.kymr-dat");
+    CFloatDoc read(session);
+    session.skipFileDetails = true;
+    ASSERT_TRUE(read.OnOpenDocument("/kept.kymr-dat", OpenFor::reading)) << host.LastMessage();
+    EXPECT_EQ(read.traces[0].traceExtraA, 0x7000 + 1 + 2 * 2 + 8);
+    EXPECT_EQ(read.traces[0].traceExtraB, 7);
+    EXPECT_EQ(read.traces[1].traceExtraB, 77);
+    EXPECT_EQ(read.traces[2].traceExtraA, 0);
+    CKymoraView shown(read);
+    shown.OnSize(880, 460);
+    shown.OnInitialUpdate();
+    EXPECT_EQ(shown.ShownAxes(), (std::vector<int>{0, 2}));
+    EXPECT_EQ(shown.TracesOn(2), (std::vector<int>{1, 2}));
+    EXPECT_EQ(shown.m_format[0], (TraceFormat{true, 7, 2, true}));
+    EXPECT_EQ(shown.m_format[1], TraceFormat());
+    EXPECT_EQ(shown.m_nClipMode, 0);
+}
+
+TEST_F(ViewFormsTest, LimitsAreTakenFromTextOrRefused) {
+    CKymoraView& v = Open();
+    EXPECT_EQ(v.LimitText(0, true), "1000");
+    EXPECT_TRUE(v.SetLimitFromText(0, true, " 0.125 "));
+    EXPECT_EQ(v.m_axes[0].m_dMax, 0.125);
+    EXPECT_TRUE(v.SetLimitFromText(0, false, "-1e3"));
+    EXPECT_TRUE(host.WasSilent());
+    EXPECT_FALSE(v.SetLimitFromText(0, false, "0.125"));
+    EXPECT_EQ(host.LastMessage(),
+              "Maximum value should be greater than minimum value.\nPlease change one of them.");
+    EXPECT_FALSE(v.SetLimitFromText(0, true, "many"));
+    EXPECT_FALSE(v.SetLimitFromText(0, true, "inf"));
+    EXPECT_EQ(host.LastMessage(), "Couldn't read a number for the axis maximum value.");
+    EXPECT_EQ(v.m_axes[0].m_dMin, -1000.0);
+    host.Forget();
+    EXPECT_TRUE(v.SetLimitFromText(1, true, "1000.01"));
+    EXPECT_TRUE(v.SetLimitFromText(1, false, "1000.001"));  // both "1000" in three figures
+    EXPECT_EQ(host.LastMessage(), "The maximum - minimum difference values in at least one axis is too small "
+                                  "to show in the scale labels");
+    EXPECT_EQ(doc->Undo().UndoName(), "Axis minimum");
+}
+
+TEST_F(ViewFormsTest, SameScaleTakesTheCommonRange) {
+    CKymoraView& v = Open(4);
+    const double limits[4][2] = {{-1, 2}, {-5, 1}, {3, -3}, {-100, 100}};
+    for (size_t i = 0; i < 4; ++i) v.m_axes[i].m_dMin = limits[i][0], v.m_axes[i].m_dMax = limits[i][1];
+    v.SelectAxis(0, false);
+    v.SelectAxis(1, true);
+    v.SelectAxis(2, true);
+    v.SameScale(false);
+    EXPECT_EQ(v.m_axes[0].m_dMin, -5.0);
+    EXPECT_EQ(v.m_axes[0].m_dMax, 3.0);
+    EXPECT_EQ(v.m_axes[2].m_dMin, 3.0);  // upside down still
+    EXPECT_EQ(v.m_axes[2].m_dMax, -5.0);
+    EXPECT_EQ(v.m_axes[3].m_dMax, 100.0);
+    v.SelectAxis(0, false);
+    v.SameScale(false);  // one alone: all
+    EXPECT_EQ(v.m_axes[1].m_dMin, -100.0);
+}
+
+TEST_F(ViewFormsTest, GainIsFreeOfTheNoiseOfItsSums) {
+    CKymoraView& v = Open(1);
+    const auto gain = [&](double limit, void (CKymoraView::*change)(bool)) {
+        v.m_axes[0].m_dMin = -limit;
+        v.m_axes[0].m_dMax = limit;
+        (v.*change)(false);
+        EXPECT_EQ(v.m_axes[0].m_dMin, -v.m_axes[0].m_dMax);
+        return v.m_axes[0].m_dMax;
+    };
+    EXPECT_DOUBLE_EQ(gain(0.14, &CKymoraView::IncreaseGain), 0.07);
+    EXPECT_DOUBLE_EQ(gain(0.07, &CKymoraView::DecreaseGain), 0.2);  // 0.14 is not below 0.1: one decimal
+    EXPECT_DOUBLE_EQ(gain(0.03, &CKymoraView::IncreaseGain), 0.02);
+    EXPECT_DOUBLE_EQ(gain(0.01, &CKymoraView::IncreaseGain), 0.005);  // 0.01 would show no less
+    EXPECT_DOUBLE_EQ(gain(0.001, &CKymoraView::IncreaseGain), 0.0005);
+    EXPECT_DOUBLE_EQ(gain(0.001, &CKymoraView::DecreaseGain), 0.01);
+    for (const double limit : {3.0, 0.6, 1e-9, 1e-13, 1e12})
+        EXPECT_LT(gain(limit, &CKymoraView::IncreaseGain), limit);
+}
+
+TEST_F(ViewFormsTest, WheelOverAnAxisKeepsTheValueUnderIt) {
+    CKymoraView& v = Open(2);
+    v.m_axes[1].m_dMin = -90.0;  // a unit a row: 220 is 90
+    v.m_axes[1].m_dMax = 90.0;
+    v.ScaleAxisAround(1, 250, 0.5);
+    EXPECT_DOUBLE_EQ(v.GetValueScale(1).ToValue(250), 60.0);
+    EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMax, 75.0);
+    EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMin, -15.0);
+    for (int i = 0; i < 5000; ++i) v.ScaleAxisAround(1, 250, 2.0);  // ends before infinity
+    EXPECT_TRUE(std::isfinite(v.m_axes[1].m_dMax));
+}
+
+TEST_F(ViewFormsTest, FirstAutoscaleWaitsForAnAxisWithValues) {
+    doc = Ramp(2, 5000);
+    doc->traces[0].traceAutoscale = doc->traces[1].traceAutoscale = 1;
+    doc->traces[1].traceVisible = 0;
+    doc->view.dataDisplayFraction = 0.0f;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(880, 460);
+    view->OnInitialUpdate();
+    EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 1);
+    EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+    view->SetDataArea(1.0f);
+    EXPECT_EQ(view->m_axes[0].m_dMin, 0.0);
+    EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 0);
+    EXPECT_EQ(view->m_axes[1].m_dMax, 1000.0);
+    Fill([](Form& form) { form["axes"].checks = {1, 1}; });
+    view->AskAxes();
+    EXPECT_EQ(view->m_axes[1].m_dMin, 10000.0);
+
+    doc->UpdateAllViews(UpdateHint::settings);
+    view.reset();
+    doc = MemoryDoc::MakeWithRuns(session, {std::vector<float>(3000, 7.0f)}, {{0, 2000, 3000}});
+    doc->traces[0].traceAutoscale = 1;
+    doc->view.viewEnd = 1000.0;  // all gap
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(880, 460);
+    view->OnInitialUpdate();
+    EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+    view->ChangeViewport({1500.0, 2500.0});
+    EXPECT_DOUBLE_EQ(view->m_axes[0].m_dMax, 7.35);
+}
+
+TEST_F(ViewFormsTest, StoredLimitsThatAreNoRangeAreScaledAnew) {
+    const double infinite = std::numeric_limits<double>::infinity();
+    for (const auto& [top, bottom] :
+         {std::pair(5.0, 5.0), {infinite, 0.0}, {0.0, -infinite}, {std::nan(""), std::nan("")}}) {
+        doc = Ramp(1, 5000);
+        doc->traces[0].axisTop = top;
+        doc->traces[0].axisBottom = bottom;
+        view = std::make_unique<CKymoraView>(*doc);
+        view->OnSize(880, 460);
+        view->OnInitialUpdate();
+        EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+        EXPECT_EQ(view->m_axes[0].m_dMin, 0.0);
+        view.reset();
+    }
+}
+
+TEST_F(ViewFormsTest, StepAndSize) {
+    CKymoraView& v = Open(1);
+    RecordingWindow window(v);
+    Fill([](Form& form) { form["step"].number = 50; });
+    v.AskStep();
+    EXPECT_EQ(v.m_nPercentStep, 50);
+    Fill([](Form& form) { form["step"].number = 0; });
+    v.AskStep();
+    EXPECT_EQ(v.m_nPercentStep, 50);
+    Fill([](Form& form) {
+        EXPECT_EQ(form.Number("width"), 880.0);
+        form["of"].choice = 1;
+        form["width"].number = 800;
+        form["height"].number = 600;
+    });
+    v.AskSize();
+    EXPECT_EQ(window.size.width, 880);  // the margins of 70 and 10
+    EXPECT_EQ(window.size.height, 660);
+}
+
+class VanishingDoc : public MemoryDoc {
+  public:
+    using MemoryDoc::MemoryDoc;
+    bool gone = false;
+
+  protected:
+    void ReadStored(int64_t from, std::span<const StoredRead> pieces) override {
+        if (gone) throw FileError("The file is gone.", 5);
+        for (const StoredRead& piece : pieces)
+            for (size_t i = 0; i < piece.values.size(); ++i) piece.values[i] = static_cast<float>(from);
+    }
+};
+
+TEST_F(ViewFormsTest, AFileThatVanishesIsToldOfOnce) {
+    VanishingDoc vanishing(session);
+    vanishing.SetLength(100000);
+    vanishing.traceCount = 1;
+    CKymoraView v(vanishing);
+    v.OnSize(880, 460);
+    v.OnInitialUpdate();
+    vanishing.gone = true;
+    for (int i = 0; i < 20; ++i) v.RightPage();
+    EXPECT_EQ(host.messages.size(), 1u);
+    vanishing.gone = false;
+    for (int i = 0; i < 5; ++i) v.RightPage();
+    vanishing.gone = true;
+    for (int i = 0; i < 5; ++i) v.RightPage();
+    EXPECT_EQ(host.messages.size(), 2u);
+}
+
+TEST(TraceFormat, DefaultsOfAFileArePlainLines) {
+    EXPECT_EQ(FormatOfStored(0, 1), TraceFormat());
+    for (const int width : {0, -5, 21, 2000000000}) EXPECT_EQ(FormatOfStored(0, width).lineWidth, 1);
+    int32_t a = -1, b = 20;
+    StoreFormat(TraceFormat(), a, b);
+    EXPECT_EQ(a, ~15);
+    EXPECT_EQ(b, 1);
+}
+
+}  // namespace
+}  // namespace kymora::test

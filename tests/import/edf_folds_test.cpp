@@ -1,0 +1,122 @@
+// Folds of an EDF recording are held against the values that it reads.
+
+#include <cfloat>
+#include <random>
+
+#include "import/edf_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class EdfFoldTest : public EdfTest {
+  protected:
+    static EdfBuilderSignal Noise(int samplesPerRecord, int records, uint32_t seed) {
+        std::mt19937 random(seed);
+        EdfBuilderSignal signal;
+        signal.samplesPerRecord = samplesPerRecord;
+        for (int i = 0; i < samplesPerRecord * records; ++i)
+            signal.samples.push_back(static_cast<int16_t>(random()));
+        return signal;
+    }
+
+    // Compares random stretches and slots.
+    static void ExpectFolds(CEDFDoc& doc, int rounds) {
+        std::mt19937 random(11);
+        for (int round = 0; round < rounds; ++round) {
+            const int64_t from = static_cast<int64_t>(random()) % doc.GetLength();
+            const int64_t count = 1 + static_cast<int64_t>(random()) % (doc.GetLength() - from);
+            const int64_t length = 1 + static_cast<int64_t>(random()) % (round % 2 == 0 ? 10 : 3000);
+            Compare(doc, from, count, {static_cast<int64_t>(random()) % length, length});
+            if (HasFatalFailure()) return;
+        }
+    }
+
+    static void Compare(CEDFDoc& doc, int64_t from, int64_t count, FoldSlots slots) {
+        const auto traces = static_cast<size_t>(doc.traceCount);
+        const auto used = static_cast<size_t>((slots.into + count - 1) / slots.length + 1);
+        std::vector<std::vector<float>> low(traces, std::vector<float>(used, FLT_MAX)), high = low;
+        for (auto& row : high) row.assign(used, -FLT_MAX);
+        std::vector<std::vector<uint8_t>> active(traces, std::vector<uint8_t>(used, 0));
+        std::vector<TraceFold> folds(traces);
+        for (size_t t = 0; t < traces; ++t) folds[t] = {static_cast<int>(t), low[t], high[t], active[t]};
+        ASSERT_TRUE(doc.FoldBlocks(from, count, slots, folds));
+        std::vector<float> values(static_cast<size_t>(count));
+        std::vector<uint8_t> valid(values.size());
+        for (size_t t = 0; t < traces; ++t) {
+            std::vector<float> plainLow(used, FLT_MAX), plainHigh(used, -FLT_MAX);
+            std::vector<uint8_t> plainActive(used, 0);
+            doc.ReadBlock(static_cast<int>(t), from, values, valid);
+            for (size_t i = 0; i < values.size(); ++i) {
+                if (!valid[i]) continue;
+                const auto slot = static_cast<size_t>((slots.into + static_cast<int64_t>(i)) / slots.length);
+                plainLow[slot] = std::min(plainLow[slot], values[i]);
+                plainHigh[slot] = std::max(plainHigh[slot], values[i]);
+                plainActive[slot] = 1;
+            }
+            ASSERT_EQ(low[t], plainLow) << "trace " << t << " from " << from << " count " << count;
+            ASSERT_EQ(high[t], plainHigh) << "trace " << t << " from " << from << " count " << count;
+            ASSERT_EQ(active[t], plainActive) << "trace " << t << " from " << from << " count " << count;
+        }
+    }
+};
+
+TEST_F(EdfFoldTest, EqualTheValuesReadForAllScalesGainsAndRates) {
+    EdfBuilder builder;
+    builder.recordCount = 40;
+    builder.Add(Noise(120, 40, 1)).Add(Noise(120, 40, 2)).Add(Noise(40, 40, 3)).Add(Noise(7, 40, 4));
+    builder.signals[1].physicalMin = "250.5", builder.signals[1].physicalMax = "-3.25";  // upside down
+    const auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    ExpectFolds(*doc, 60);
+    doc->traces[0].traceGain = 3.7;
+    doc->traces[1].traceGain = -0.01;
+    doc->traces[2].traceGain = -5.0;
+    ExpectFolds(*doc, 60);
+}
+
+TEST_F(EdfFoldTest, EqualTheValuesReadFromLongRecordsSliceBySlice) {
+    EdfBuilder builder;
+    builder.recordCount = 4;
+    builder.duration = "20";
+    builder.Add(Noise(40000, 4, 5)).Add(Noise(40000, 4, 6));
+    const auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    ExpectFolds(*doc, 20);
+}
+
+TEST_F(EdfFoldTest, LeaveGapsOut) {
+    EdfBuilder builder;
+    builder.reserved = "EDF+D";
+    builder.recordCount = 5;
+    builder.Add(Noise(100, 5, 7)).Add(Noise(50, 5, 8));
+    builder.AddAnnotations({"+0||$", "+1||$", "+7.5||$", "+8.5||$", "+20||$"});
+    const auto doc = Open(builder);
+    ASSERT_TRUE(doc && doc->hasGaps);
+    ExpectFolds(*doc, 100);
+}
+
+TEST_F(EdfFoldTest, AFileThatLostItsEndReadsAsZeros) {
+    EdfBuilder builder;
+    builder.recordCount = 6;
+    builder.Add(Noise(100, 6, 9)).Add(Noise(20, 6, 10));
+    const auto bytes = builder.Build();
+    const auto doc = Open(bytes);
+    ASSERT_TRUE(doc);
+    files.Open("/x.edf", OpenMode::readWrite)->Truncate(bytes.size() - 3 * 240);
+    const std::vector<float> values = All(*doc, 1);
+    EXPECT_EQ(values[350], 0.0f);
+    EXPECT_EQ(values[599], 0.0f);
+    ExpectFolds(*doc, 40);
+}
+
+TEST_F(EdfFoldTest, ReopeningSettingsNameTheChoice) {
+    EdfBuilder builder;
+    builder.AddRamp("a", 10).AddRamp("b", 10).AddRamp("c", 10);
+    session.importSettings["signals"] = "3,1";
+    const auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->SettingsToReopen().at("signals"), "1,3");
+}
+
+}  // namespace
+}  // namespace kymora::test

@@ -1,0 +1,193 @@
+#include "import/open_document.h"
+
+#include <gtest/gtest.h>
+
+#include "document/native_writer.h"
+#include "host/memory_file_system.h"
+#include "import/convert_to_text.h"
+#include "import/file_properties.h"
+#include "support/edf_builder.h"
+#include "support/memory_doc.h"
+#include "support/test_host.h"
+
+namespace kymora::test {
+namespace {
+
+class OpenDocumentTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        session.skipFileDetails = true;
+        WriteNative("/a.kymr-dat", {1, 2, 3});
+        files.Put("/b.EDF", EdfBuilder().AddRamp("one", 10).Build());
+        host.progress.clear();
+    }
+    void WriteNative(const std::filesystem::path& path, std::vector<float> samples) {
+        WriteNativeFile(*MemoryDoc::Make(session, {std::move(samples)}), path);
+    }
+    std::string Text(const std::filesystem::path& path) {
+        const auto& bytes = files.Bytes(path);
+        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    }
+
+    MemoryFileSystem files;
+    TestHost host;
+    Session session{host, files};
+    std::vector<CDataDoc*> shown;  // documents of the interface
+    BatchDocuments batch{session, [this] { return shown; }};
+};
+
+TEST_F(OpenDocumentTest, TypesStandInTheOrderOfRegistration) {
+    const auto types = DocumentTemplates();
+    ASSERT_EQ(types.size(), 21u);
+    EXPECT_EQ(types[0].extension, ".mdc");
+    EXPECT_EQ(types[0].filterText, "Multi-channel data (*mcd)");
+    EXPECT_EQ(types[16].className, "CAxographDoc");
+    EXPECT_EQ(types[16].typeName, "");
+    EXPECT_EQ(types[18].filterText, "native Kymora(*.kymr-dat)");
+    EXPECT_EQ(types[20].typeName, "DTX Document");
+    for (const DocumentTemplate& type : types) {
+        const bool isRead = type.className == "CFloatDoc" || type.className == "CEDFDoc";
+        EXPECT_TRUE(!isRead || type.Maker()) << type.extension;
+        EXPECT_EQ(type.extension[0], '.');
+    }
+}
+
+TEST_F(OpenDocumentTest, TheOpenDialogOffersAllTypesAndThoseThatCanBeRead) {
+    const std::string filter = OpenFilter();
+    EXPECT_TRUE(filter.starts_with(
+        "All recognised types|*.mcd;*.kymr-dat;*.kymr-rec;*.abf;*.axgx;*.axgd;*.cfs;*.smr;*.smrx;*.prm;*.bfr;"
+        "*.txt;*.asc;*.csv;*.bin;*.vet;*.wav;*.flt;*.edf;*.mat;*.wdq;*.dtx;*.dtb|"));
+    EXPECT_TRUE(filter.ends_with("||"));
+    for (const DocumentTemplate& type : DocumentTemplates()) {
+        const std::string single =
+            "|" + std::string(type.filterText) + "|*" + std::string(type.extension) + "|";
+        EXPECT_EQ(filter.find(single) != std::string::npos, type.Maker() != nullptr) << single;
+    }
+}
+
+TEST_F(OpenDocumentTest, FilesOfKnownTypesWithoutAReaderAreNamed) {
+    files.Put("/cell.ABF", {});
+    EXPECT_FALSE(OpenDocument(session, "/cell.ABF"));
+    EXPECT_EQ(host.LastMessage(),
+              "cell.ABF is a recording of the type \"Axon gap-free\", which this version of "
+              "Kymora recognises but cannot read.");
+    for (const char* name : {"/x.mcd", "/x.mdc", "/x.axgd", "/x.dtb", "/x.smrx"}) {
+        EXPECT_FALSE(OpenDocument(session, name));
+        EXPECT_NE(host.LastMessage().find("cannot read"), std::string::npos) << name;
+    }
+    for (const char* name : {"/x.doc", "/x", "/x.", "/.edf/x", "/x.md", "/x.*"}) {
+        EXPECT_FALSE(OpenDocument(session, name));
+        EXPECT_EQ(host.LastMessage(), "Unrecognised file type: abandoning") << name;
+    }
+}
+
+TEST_F(OpenDocumentTest, ABatchOpensSilentlyAndPutsTheFlagsBack) {
+    session.skipFileDetails = session.gapNoticeShown = false;
+    session.askForDetails = true;
+    WriteNativeFile(*MemoryDoc::MakeWithRuns(session, {{1, 2}}, {{1, 5, 1}}), "/gaps.kymr-dat");
+    for (const char* name : {"/a.kymr-dat", "/b.EDF", "/gaps.kymr-dat"})
+        EXPECT_TRUE(batch.OpenForBatch(name));
+    EXPECT_TRUE(host.WasSilent());
+    EXPECT_FALSE(batch.OpenForBatch("/missing.edf"));
+    EXPECT_FALSE(session.skipFileDetails);
+    EXPECT_FALSE(session.gapNoticeShown);
+    EXPECT_TRUE(session.askForDetails);
+}
+
+TEST_F(OpenDocumentTest, ABatchTakesTheDocumentThatIsOpen) {
+    auto open = OpenDocument(session, "/a.kymr-dat");
+    shown = {open.get()};
+    EXPECT_EQ(batch.OpenForBatch("/a.kymr-dat"), open.get());
+    EXPECT_EQ(host.log.back(), "found file /a.kymr-dat already open\n");
+    batch.CloseIfNotOpen("/a.kymr-dat");
+    EXPECT_EQ(host.log.back(), "found file /a.kymr-dat already open\n");
+
+    CDataDoc* own = batch.OpenForBatch("/b.EDF");
+    EXPECT_EQ(batch.OpenForBatch("/b.EDF"), own) << "no second file handle";
+    batch.CloseIfNotOpen("/b.EDF");
+    EXPECT_NE(host.LogText().find("file /b.EDF is not already open, deleting\nIn CDataDoc dtor\n"),
+              std::string::npos);
+    EXPECT_TRUE(batch.OpenForBatch("/b.EDF"));
+}
+
+// Names that differ in case are one file where there is only one of them, and two where there are two.
+TEST_F(OpenDocumentTest, CaseOfNames) {
+    auto open = OpenDocument(session, "/a.kymr-dat");
+    shown = {open.get()};
+    EXPECT_EQ(batch.OpenForBatch("/A.KYMR-DAT"), open.get());
+    WriteNative("/A.KYMR-DAT", {9, 9, 9, 9});
+    CDataDoc* other = batch.OpenForBatch("/A.KYMR-DAT");
+    ASSERT_TRUE(other);
+    EXPECT_NE(other, open.get());
+    EXPECT_EQ(other->GetLength(), 4);
+}
+
+TEST_F(OpenDocumentTest, TypesOfABatch) {
+    EXPECT_FALSE(batch.OpenForBatch("/x.txt"));
+    EXPECT_EQ(host.LastMessage(), "Unrecognised file type: abandoning");
+    for (const char* name : {"/x.smrx", "/x.mdc", "/x.axgd"}) {
+        EXPECT_FALSE(batch.OpenForBatch(name));
+        EXPECT_EQ(host.LastMessage(), "Unrecognised file type: abandoning") << name;
+    }
+    for (const char* name : {"/x.MCD", "/x.dtb", "/x.KYMR-rec"}) {
+        EXPECT_FALSE(batch.OpenForBatch(name));
+        EXPECT_NE(host.LastMessage().find("recognises but cannot read"), std::string::npos) << name;
+    }
+}
+
+TEST_F(OpenDocumentTest, ConvertingToText) {
+    host.openFiles = {"/a.kymr-dat", "/gone.edf", "/b.EDF"};
+    EXPECT_EQ(ConvertFilesToText(session, batch), 2);
+    EXPECT_EQ(host.progress[0].label, "Converting file: ");
+    EXPECT_EQ(host.progress[0].total, 3u);
+    EXPECT_NE(Text("/a.txt").find("\n1.000000\t\n2.000000\t\n3.000000\t\n"), std::string::npos);
+    EXPECT_TRUE(files.Has("/b.txt"));
+    EXPECT_EQ(host.messages.size(), 1u) << "of the file that is not there";
+    EXPECT_TRUE(host.questions.empty());
+
+    files.Put("/a.txt", {});
+    host.answer = false;
+    EXPECT_EQ(ConvertFilesToText(session, batch), 0);
+    EXPECT_EQ(host.questions.size(), 2u) << "no text is replaced without a question";
+    EXPECT_EQ(files.Bytes("/a.txt").size(), 0u);
+}
+
+TEST_F(OpenDocumentTest, ACancelEndsTheConversion) {
+    host.openFiles = {"/a.kymr-dat", "/b.EDF"};
+    host.cancelAtDone = 1;  // after the first file
+    EXPECT_EQ(ConvertFilesToText(session, batch), 1);
+    EXPECT_TRUE(files.Has("/a.txt"));
+    EXPECT_FALSE(files.Has("/b.txt"));
+    host.Forget();
+    host.openFiles.clear();
+    EXPECT_EQ(ConvertFilesToText(session, batch), 0);
+    EXPECT_TRUE(host.questions.empty());
+}
+
+TEST_F(OpenDocumentTest, FilePropertiesShowAndEdit) {
+    auto doc = OpenDocument(session, "/b.EDF");
+    doc->historyLog = "START\r\n";
+    host.fillForms = {[&](Form& form) {
+                          EXPECT_EQ(form["type"].text, "European Data Format Document");
+                          EXPECT_EQ(form["length"].text, "10");
+                          form["history"].action(form);
+                          EXPECT_EQ(host.texts.back().text, "START\r\n");
+                          form["edfDetails"].action(form);
+                          form["comment"].text = "new";
+                          return true;
+                      },
+                      [](Form& details) {
+                          EXPECT_EQ(details.title, "EDF File Details");
+                          return true;
+                      }};
+    EXPECT_TRUE(AskFileProperties(*doc));
+    EXPECT_EQ(doc->fileComment, "new");
+    EXPECT_TRUE(doc->IsModified());
+    doc->SetModifiedFlag(false);
+    host.fillForms = {[](Form&) { return true; }};
+    EXPECT_TRUE(AskFileProperties(*doc));
+    EXPECT_FALSE(doc->IsModified()) << "reading changes nothing";
+}
+
+}  // namespace
+}  // namespace kymora::test

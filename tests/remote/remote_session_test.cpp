@@ -1,0 +1,269 @@
+#include "remote/remote_session.h"
+
+#include "display/commands.h"
+#include "remote/base64.h"
+#include "support/remote_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+using RemoteSessionTest = RemoteTest;
+
+TEST_F(RemoteSessionTest, NothingButTheTokenOpensTheDoor) {
+    for (const char* line : {R"({"state":true})", R"({"token":"secre"})", R"({"token":"secrets"})",
+                             R"({"token":"secretsecret"})", R"({"token":""})", R"({"token":7})",
+                             R"({"token":["secret"]})", "secret", "", "\xff\xfe", "GET / HTTP/1.1"}) {
+        RemoteSession stranger(target, host, "secret");
+        const RemoteReply reply = stranger.Take(line);
+        EXPECT_TRUE(reply.ends) << line;
+        EXPECT_FALSE(stranger.IsAdmitted());
+        EXPECT_EQ(Json::parse(reply.line)["ok"], false);
+    }
+    EXPECT_FALSE(IsToken("", ""));
+    EXPECT_TRUE(IsToken("abc", "abc"));
+    EXPECT_FALSE(IsToken("abcabc", "abc"));
+}
+
+TEST_F(RemoteSessionTest, WhatIsNoObjectEndsTheConnection) {
+    const std::string deep(400000, '[');
+    for (const std::string& line :
+         {std::string("{"), std::string("[1]"), std::string("7"), std::string(),
+          std::string("{\"state\":true}}"), std::string("{\"state\":true} {\"state\":true}"),
+          std::string("{\"a\":\"\xff\"}"), std::string("{\0}", 3), deep, "{\"id\":" + deep,
+          std::string(longestRequest + 1, ' ')})
+        EXPECT_TRUE(remote.Take(line).ends) << line.substr(0, 40);
+    // Deep, but whole.
+    EXPECT_TRUE(remote.Take("{\"id\":" + std::string(50000, '[') + std::string(50000, ']') + "}").ends);
+}
+
+TEST_F(RemoteSessionTest, BadRequestsAreRefusedAndTheConnectionGoesOn) {
+    for (const char* line : {"{}",
+                             R"({"fly":true})",
+                             R"({"state":true,"open":"/x"})",
+                             R"({"state":true,"wings":2})",
+                             R"({"state":false})",
+                             R"({"quit":0})",
+                             R"({"id":{},"state":true})",
+                             R"({"command":7})",
+                             R"({"command":"no-such"})",
+                             R"({"open":""})",
+                             R"({"open":"/a\u0000b"})",
+                             R"({"close":false})",
+                             R"({"close":1})",
+                             R"({"close":-1})",
+                             R"({"close":0.5})",
+                             R"({"activate":1e300})",
+                             R"({"activate":"/two"})",
+                             R"({"viewport":{"start":0}})",
+                             R"({"viewport":{"start":5,"end":5}})",
+                             R"({"viewport":{"start":-1,"end":5}})",
+                             R"({"viewport":{"start":0,"end":1e308}})",
+                             R"({"viewport":[0,1]})",
+                             R"({"viewport":{"start":"0","end":1}})",
+                             R"({"resize":{"width":0,"height":5}})",
+                             R"({"resize":{"width":100000,"height":5}})",
+                             R"({"png":"moon"})",
+                             R"({"key":"nonsense"})",
+                             R"({"key":["a"]})",
+                             R"({"mouse":{"x":1}})",
+                             R"({"mouse":{"x":1,"y":1,"type":"kick"}})",
+                             R"({"mouse":{"x":1e9,"y":1}})",
+                             R"({"mouse":{"type":"drag","x":1,"y":1}})",
+                             R"({"command":"grid","at":[1]})",
+                             R"({"wait":true,"timeoutMs":-1})",
+                             R"({"state":true,"document":9,"png":"view"})"}) {
+        EXPECT_FALSE(Refused(line).empty()) << line;
+    }
+    EXPECT_EQ(target.Views().size(), 1u);
+    EXPECT_TRUE(person.WasSilent());
+    AskWell(R"({"state":true})");
+}
+
+TEST_F(RemoteSessionTest, RepeatsTheId) {
+    EXPECT_EQ(AskWell(R"({"id":7,"state":true})")["id"], 7);
+    EXPECT_EQ(AskWell(R"({"id":"a\nb","state":true})")["id"], "a\nb");
+    EXPECT_EQ(Ask(R"({"id":8,"fly":true})")["id"], 8);
+    EXPECT_FALSE(AskWell(R"({"state":true})").contains("id"));
+}
+
+TEST_F(RemoteSessionTest, RunsEveryCommandOfTheTableById) {
+    AskWell(R"({"command":"show-all"})");
+    EXPECT_DOUBLE_EQ(View().m_EndTime, 99999 * 0.5);
+    EXPECT_NE(Refused(R"({"command":"left-page"})").find("left-page"), std::string::npos);  // is at the start
+    View().SelectAxis(0, false);
+    const double second = View().m_axes[1].m_dMax;
+    AskWell(R"({"command":"increase-gain"})");
+    EXPECT_EQ(View().m_axes[1].m_dMax, second);
+    AskWell(R"({"command":"increase-gain","ctrl":true})");
+    EXPECT_NE(View().m_axes[1].m_dMax, second);
+    AskWell(R"({"command":"frame"})");
+    EXPECT_EQ(target.frameRuns, 1);
+
+    // Whatever the table holds and asks for: each command answers, and none reaches the person.
+    for (const Command& command : ViewCommands()) Ask(Json{{"command", command.id}}.dump());
+    EXPECT_TRUE(person.WasSilent());
+    EXPECT_EQ(AskWell(R"({"commands":true})")["commands"].size(), ViewCommands().size() + 1);
+}
+
+TEST_F(RemoteSessionTest, AnswersTheDialogOfACommand) {
+    const auto before = View().GetViewport();
+    const Json asked = Ask(R"({"command":"set-timebase"})");
+    EXPECT_EQ(asked["ok"], false);
+    EXPECT_EQ(View().GetViewport(), before);
+    const Json field = asked["forms"][0]["fields"][0];
+    EXPECT_EQ(field["key"], "timebase");
+    EXPECT_EQ(field["kind"], "number");
+    EXPECT_EQ(field["least"], 0.0);
+    EXPECT_EQ(asked["forms"][0]["accepted"], false);
+
+    AskWell(R"({"command":"set-timebase","answers":{"timebase":50}})");
+    EXPECT_DOUBLE_EQ(View().GetViewport().Duration(), 400.0);  // eight divisions
+    for (const char* answers : {R"({"timebase":-1})", R"({"timebase":"50"})", R"({"other":1})", "[]", "7"})
+        EXPECT_FALSE(Refused(std::string(R"({"command":"set-timebase","answers":)") + answers + "}").empty());
+    EXPECT_DOUBLE_EQ(View().GetViewport().Duration(), 400.0);
+    EXPECT_TRUE(person.WasSilent());
+}
+
+TEST_F(RemoteSessionTest, OpensAndClosesRecordings) {
+    const std::string error = Refused(R"({"open":"/bad"})");
+    EXPECT_EQ(error, "Cannot open /bad");
+    EXPECT_EQ(AskWell(R"({"open":"/good"})")["document"], 1);
+    EXPECT_EQ(AskWell(R"({"state":true})")["active"], 1);
+    AskWell(R"({"activate":"/one.kymr-dat"})");
+    EXPECT_EQ(target.active, 0);
+    View(1).GetDocument().SetModifiedFlag();
+    const Json kept = Ask(R"({"close":"/good"})");
+    EXPECT_EQ(kept["ok"], false);
+    EXPECT_EQ(kept["questions"][0]["answer"], false);
+    EXPECT_EQ(target.Views().size(), 2u);
+    AskWell(R"({"close":1,"yes":true})");
+    View().GetDocument().SetModifiedFlag();
+    EXPECT_FALSE(Refused(R"({"quit":true})").empty());
+    AskWell(R"({"close":true,"discard":true})");
+    EXPECT_FALSE(Refused(R"({"command":"show-all"})").empty());  // nothing is open
+    EXPECT_TRUE(AskWell(R"({"state":true})")["active"].is_null());
+    const RemoteReply end = remote.Take(R"({"quit":true})");
+    EXPECT_TRUE(end.ends);
+    EXPECT_EQ(Json::parse(end.line)["ok"], true);
+    EXPECT_TRUE(person.WasSilent());
+}
+
+TEST_F(RemoteSessionTest, SavesUnderANameAndReplacesOnlyWhenToldTo) {
+    AskWell(R"({"save":true,"file":"/new"})");
+    EXPECT_EQ(target.savedAs, "/new.kymr-dat");
+    files.Put("/new.kymr-dat", {});
+    target.savedAs.clear();
+    EXPECT_FALSE(Refused(R"({"save":true,"file":"/new"})").empty());
+    EXPECT_TRUE(target.savedAs.empty());
+    AskWell(R"({"save":true,"file":"/new","yes":true})");
+    EXPECT_EQ(target.savedAs, "/new.kymr-dat");
+}
+
+TEST_F(RemoteSessionTest, SetsTheViewportAndTellsTheState) {
+    const Json answer = AskWell(R"({"viewport":{"start":100,"end":300.5}})");
+    EXPECT_EQ(answer["viewport"], (Json{{"start", 100.0}, {"end", 300.5}}));
+    EXPECT_DOUBLE_EQ(View().m_EndTime, 300.5);
+    View().SelectAxis(1, false);
+    AskWell(R"({"command":"grid"})");
+
+    const Json state = AskWell(R"({"state":true})");
+    EXPECT_EQ(state["window"]["width"], 1000);
+    const Json document = state["documents"][0];
+    EXPECT_EQ(document["path"], "/one.kymr-dat");
+    EXPECT_EQ(document["samples"], 100000);
+    EXPECT_EQ(document["sampleInterval"], 0.5);
+    EXPECT_EQ(document["viewport"]["start"], 100.0);
+    EXPECT_EQ(document["traces"].size(), 2u);
+    EXPECT_EQ(document["axes"][0]["selected"], false);
+    EXPECT_EQ(document["axes"][1]["selected"], true);
+    EXPECT_EQ(document["axes"][1]["traces"], Json::array({2}));
+    EXPECT_EQ(document["switches"]["grid"], false);
+    EXPECT_EQ(document["modified"], true);
+    EXPECT_EQ(document["undo"], "Grid");
+    EXPECT_TRUE(document["redo"].is_null());
+    AskWell(R"({"command":"undo"})");
+    EXPECT_EQ(AskWell(R"({"state":true})")["documents"][0]["redo"], "Grid");
+}
+
+// A text of a file need not be valid, and a limit of an axis need not be finite.
+TEST_F(RemoteSessionTest, TheStateIsJsonWhateverTheFileHolds) {
+    Doc().traces[0].traceLabel = "bad \xff\xed\xa0\x80 text \"\\\n";
+    Doc().markers.push_back({std::nan(""), "\x80"});
+    View().m_axes[0].m_dMax = std::numeric_limits<double>::infinity();
+    const Json state = AskWell(R"({"state":true})");
+    EXPECT_TRUE(state["documents"][0]["axes"][0]["top"].is_null());
+    EXPECT_TRUE(state["documents"][0]["markers"][0]["time"].is_null());
+}
+
+TEST_F(RemoteSessionTest, WaitingRepliesWhenItIsToldSo) {
+    const RemoteReply reply = remote.Take(R"({"id":3,"wait":true,"timeoutMs":500})");
+    EXPECT_TRUE(reply.waits);
+    EXPECT_TRUE(reply.line.empty());
+    EXPECT_EQ(reply.document, 0);
+    EXPECT_EQ(reply.timeoutMs, 500);
+    EXPECT_FALSE(reply.coarse);
+    EXPECT_EQ(Json::parse(remote.FinishWait(true)), (Json{{"ok", true}, {"painted", true}, {"id", 3}}));
+    remote.Take(R"({"wait":true})");
+    EXPECT_EQ(Json::parse(remote.FinishWait(false)), (Json{{"ok", true}, {"painted", false}}));
+}
+
+TEST_F(RemoteSessionTest, GivesPicturesAndWritesThem) {
+    EXPECT_EQ(AskWell(R"({"png":true})")["png"], "TWFueQ==");  // of RFC 4648's alphabet, by hand
+    AskWell(R"({"png":"view","file":"/picture.png"})");
+    EXPECT_EQ(files.Bytes("/picture.png").size(), 4u);
+    files.Bytes("/picture.png").resize(100);
+    EXPECT_FALSE(Refused(R"({"png":true,"file":"/picture.png"})").empty());
+    AskWell(R"({"png":true,"file":"/picture.png","yes":true})");
+    EXPECT_EQ(files.Bytes("/picture.png").size(), 4u);
+    // RFC 4648, section 10.
+    const std::pair<const char*, const char*> vectors[] = {
+        {"", ""},        {"f", "Zg=="},        {"fo", "Zm8="},
+        {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}};
+    for (const auto& [plain, encoded] : vectors)
+        EXPECT_EQ(ToBase64(std::as_bytes(std::span(plain, std::strlen(plain)))), encoded);
+}
+
+TEST_F(RemoteSessionTest, PassesKeysAndMouse) {
+    AskWell(R"({"key":"Ctrl+e"})");
+    EXPECT_EQ(target.keys, std::vector<std::string>{"Ctrl+e"});
+    AskWell(R"({"mouse":{"type":"drag","x":10,"y":20,"toX":30,"toY":40,"shift":true}})");
+    ASSERT_EQ(target.mouseEvents.size(), 4u);
+    EXPECT_EQ(target.mouseEvents[0].type, RemoteMouse::Type::press);
+    EXPECT_EQ(target.mouseEvents[0].event.x, 10);
+    EXPECT_EQ(target.mouseEvents[1].event.x, 20);
+    EXPECT_EQ(target.mouseEvents[3].type, RemoteMouse::Type::release);
+    EXPECT_EQ(target.mouseEvents[3].event.y, 40);
+    EXPECT_TRUE(target.mouseEvents[3].event.shift);
+    AskWell(R"({"mouse":{"x":1,"y":2,"button":"right"}})");
+    EXPECT_EQ(target.mouseEvents.size(), 6u);
+    EXPECT_EQ(target.mouseEvents[5].event.button, MouseButton::right);
+}
+
+TEST_F(RemoteSessionTest, ChangesNothingWhileAPersonAnswersADialog) {
+    target.dialog = "File details";
+    EXPECT_NE(Refused(R"({"close":true})").find("File details"), std::string::npos);
+    EXPECT_EQ(AskWell(R"({"state":true})")["dialog"], "File details");
+    AskWell(R"({"png":true})");
+    target.dialog.clear();
+    AskWell(R"({"close":true})");
+}
+
+// --- the host in between ---
+
+TEST_F(RemoteSessionTest, ThePersonHasTheWordBetweenTheRequests) {
+    AskWell(R"({"state":true})");
+    host.Message("hello", "Kymora");
+    EXPECT_EQ(person.LastMessage(), "hello");
+    {
+        const auto progress = host.StartProgress("Reading", 10);
+        EXPECT_TRUE(host.IsWorking());
+        EXPECT_TRUE(progress->Update(5));
+    }
+    EXPECT_FALSE(host.IsWorking());
+    EXPECT_EQ(person.progress[0].updates, std::vector<uint64_t>{5});
+    EXPECT_EQ(RunUnattended(host, session, [&] { EXPECT_FALSE(host.Confirm("Sure?", "Kymora")); }), "Sure?");
+    EXPECT_TRUE(person.questions.empty());
+}
+
+}  // namespace
+}  // namespace kymora::test
