@@ -2,64 +2,69 @@
 
     python3 pictures.py KYMORA RECORDINGS OUT
 """
-import json
+
 import os
-import socket
-import subprocess
 import sys
 import tempfile
 
+from kymora_remote import Kymora
 
-class Window:
-    """A running program, asked line by line."""
+SPAN = {"start": 1700, "end": 2700}
 
-    def __init__(self, kymora, files, environment=None):
-        settings = tempfile.mkdtemp()
-        surroundings = dict(os.environ, XDG_CONFIG_HOME=settings, XDG_CACHE_HOME=settings, **(environment or {}))
-        self.program = subprocess.Popen([kymora, "--remote", "0"], stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL, env=surroundings, text=True)
-        greeting = json.loads(self.program.stdout.readline())
-        self.lines = socket.create_connection(("127.0.0.1", greeting["port"])).makefile("rw", encoding="utf-8",
-                                                                                        newline="\n")
-        self.ask(token=greeting["token"])
-        for file in files:
-            self.ask(open=file)
 
-    def ask(self, **request):
-        self.lines.write(json.dumps(request) + "\n")
-        self.lines.flush()
-        answer = json.loads(self.lines.readline())
-        if not answer["ok"]:
-            raise SystemExit(f"{request}: {answer['error']}")
-        return answer
+def start(program, *files):
+    """The window with its first settings, whatever the user's own are."""
+    settings = tempfile.mkdtemp()
+    return Kymora.start(program, *files, env=dict(os.environ, XDG_CONFIG_HOME=settings, XDG_CACHE_HOME=settings))
 
-    def run(self, command, **members):
-        return self.ask(command=command, **members)
 
-    def picture(self, path):
-        self.ask(wait=True)
-        self.ask(png=True, file=path, yes=True)
+def picture(window, path):
+    window.wait()
+    window.ask(png=True, file=path, yes=True)
 
-    def quit(self):
-        self.lines.write(json.dumps({"quit": True, "discard": True}) + "\n")
-        self.lines.flush()
-        self.program.wait(20)
+
+def spikes(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    picture(window, f"{out}/window.png")
+
+    window.ask(viewport={"start": 2180, "end": 2300})
+    for time in (2199.5, 2229.0):
+        window.ask(command="cursor-place-at-time", answers={"time": time})
+    window.ask(command="cursor-show-ids")
+    window.ask(command="scale-bar-add-horz", answers={})
+    window.ask(command="scale-bar-add-vert", answers={})
+    picture(window, f"{out}/cursors.png")
+
+    window.ask(command="cursor-del-all")
+    window.ask(viewport=SPAN)
+    window.ask(command="theme-dark")
+    picture(window, f"{out}/dark.png")
+    window.ask(quit=True, discard=True)
+
+
+def gaps(program, demo, out):
+    window = start(program, f"{demo}/demo_gaps.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 560})
+    window.ask(command="show-all")
+    picture(window, f"{out}/gaps.png")
+    window.ask(command="inactive-sections")
+    picture(window, f"{out}/gaps-grey.png")
+    window.ask(quit=True, discard=True)
+
+
+def tiled(program, demo, out):
+    window = start(program, *(f"{demo}/demo_{name}.kymr-dat" for name in ("spikes", "gaps", "episodic")))
+    window.ask(resize={"width": 1280, "height": 860})
+    window.ask(command="window-tile")
+    picture(window, f"{out}/tiled.png")
+    window.ask(quit=True, discard=True)
 
 
 def main():
-    kymora, recordings, out = sys.argv[1:]
-    spikes, gaps, episodic = (os.path.join(recordings, f"demo_{name}.kymr-dat")
-                              for name in ("spikes", "gaps", "episodic"))
-
-    window = Window(kymora, [spikes])
-    window.ask(resize={"width": 1180, "height": 760})
-    window.picture(f"{out}/window.png")
-    window.run("add-vert")
-    window.run("expand")
-    window.run("expand")
-    window.run("add-marker")
-    window.picture(f"{out}/cursors.png")
-    window.quit()
+    program, demo, out = sys.argv[1:]
+    for scene in (spikes, gaps, tiled):
+        scene(program, demo, out)
 
 
 if __name__ == "__main__":

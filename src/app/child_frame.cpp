@@ -13,13 +13,10 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     setWidget(widget_);
     setFocusProxy(widget_);
     view_->OnSize(widget_->sizeHint().width(), widget_->sizeHint().height());
-    if (like) {
-        view_->OnInitialUpdate(like->GetViewport());
-        static_cast<ViewSettings&>(*view_) = *like;
-        view_->OnUpdate(UpdateHint::settings);
-    } else {
+    if (like)
+        view_->OnInitialUpdate(*like);
+    else
         view_->OnInitialUpdate();
-    }
     connect(widget_, &ViewWidget::ViewChanged, this, [this] { ShowTitle(); });
     ShowTitle();
 }

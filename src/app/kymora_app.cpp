@@ -62,8 +62,7 @@ uint64_t TimeOfDaySeed() {
 
 }  // namespace
 
-CKymora32App::CKymora32App()
-    : session_(remoteHost_, files_), summaries_(files_, {SummaryFolder::OfUser()}) {
+CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_, {SummaryFolder::OfUser()}) {
     session_.summaries = &summaries_;
     session_.Seed(TimeOfDaySeed());
     session_.askForDetails = true;
@@ -90,8 +89,9 @@ void CKymora32App::ReadOptions() {
 void CKymora32App::WriteOptions() const {
     QSettings settings(company, program);
     settings.beginGroup(section);
-    for (const StoredOption& option : storedOptions)
-        settings.setValue(option.key, session_.options.*option.member);
+    Options kept = session_.options;
+    if (session_.numbersForSession) kept.eventChannelMode = letterChannels;
+    for (const StoredOption& option : storedOptions) settings.setValue(option.key, kept.*option.member);
 }
 
 void CKymora32App::ReadFrameSettings(CMainFrame& frame) {

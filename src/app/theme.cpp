@@ -2,7 +2,8 @@
 
 #include <QApplication>
 #include <QPalette>
-#include <QStyleFactory>
+#include <QProxyStyle>
+#include <QStyleOption>
 
 namespace kymora {
 
@@ -37,6 +38,28 @@ QPalette PaletteOf(const ThemeColours& colours) {
     return palette;
 }
 
+// The style makes the frames of check boxes and buttons of choices from the colour of the window, darker: on
+// a dark window they, and with them an empty box, could hardly be seen.
+class VisibleBoxes : public QProxyStyle {
+  public:
+    VisibleBoxes() : QProxyStyle("Fusion") {}
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override {
+        const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
+        if (!isBox || !option) return QProxyStyle::drawPrimitive(element, option, painter, widget);
+        QStyleOptionButton box;
+        static_cast<QStyleOption&>(box) = *option;
+        const bool dark = option->palette.color(QPalette::Window).lightness() < 128;
+        const bool enabled = option->state & State_Enabled;
+        // Lighter than the frame is to be by what the style takes away.
+        constexpr int styleDarkens = 127;
+        const QColor frame = dark ? (enabled ? QColor(158, 162, 171) : QColor(96, 99, 107))
+                                  : (enabled ? QColor(120, 123, 131) : QColor(178, 180, 186));
+        box.palette.setColor(QPalette::Window, frame.lighter(styleDarkens));
+        QProxyStyle::drawPrimitive(element, &box, painter, widget);
+    }
+};
+
 }  // namespace
 
 void ApplyTheme(Theme theme) {
@@ -45,7 +68,7 @@ void ApplyTheme(Theme theme) {
         return;
     }
     // The one style whose colours are all taken from the palette.
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setStyle(new VisibleBoxes);
     QApplication::setPalette(PaletteOf(theme == Theme::dark ? dark : light));
 }
 

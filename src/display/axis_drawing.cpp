@@ -23,7 +23,7 @@ constexpr uint32_t selectedColour = Rgb(0, 84, 166), selectedOnDark = Rgb(110, 1
 constexpr int bracketTop = 10, bracketBottom = 20, timeTextTop = 25;
 // From the window's left.
 constexpr int bracketTickEnd = 50, bracketLine = 60, limitRight = 56, labelLeft = 2, labelRoom = 46;
-constexpr int limitHeight = 17;  // of the place where a limit is edited
+constexpr int leastLimitHeight = 12, limitHeight = 17;  // of the place where a limit is edited
 
 TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
     return {colour, horizontal, vertical};
@@ -146,9 +146,10 @@ void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
 
 PixelRect LimitRect(const CKymoraView& view, int axis, bool isMax) {
     const PixelRect band = view.BandOf(axis);
-    if (!view.GetLayout().axesShown || view.SlotOf(axis) < 0 || band.Height() < 2 * limitHeight) return {};
-    const int top = isMax ? band.top : band.bottom - limitHeight;
-    return {labelLeft, top, limitRight + 2, top + limitHeight};
+    const int height = std::min(limitHeight, band.Height() / 2);
+    if (!view.GetLayout().axesShown || view.SlotOf(axis) < 0 || height < leastLimitHeight) return {};
+    const int top = isMax ? band.top : band.bottom - height;
+    return {labelLeft, top, limitRight + 2, top + height};
 }
 
 void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection) {

@@ -18,6 +18,7 @@ constexpr int64_t usualViewportSamples = 1000;
 constexpr double nearlyWhole = 0.999;
 
 constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
+constexpr const char* sameViewText = "Active view is same as new view. Please inform the author.";
 
 }  // namespace
 
@@ -28,6 +29,7 @@ CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) {
 }
 
 CKymoraView::~CKymoraView() {
+    if (opened_) doc_.StoreDisplaySettings(GetDisplaySettings());
     DetachSummaries();
     doc_.RemoveView(*this);
 }
@@ -39,6 +41,23 @@ bool CKymoraView::OnInitialUpdate(std::optional<Viewport> viewport) {
     if (viewport) Place(*viewport);
     TakeAxes();
     TakeStoredSettings();
+    return ReadFirstViewport();
+}
+
+bool CKymoraView::OnInitialUpdate(const CKymoraView& active) {
+    if (&active == this) {
+        GetSession().host.Message(sameViewText);
+        return OnInitialUpdate();
+    }
+    Place(active.GetViewport());
+    static_cast<ViewSettings&>(*this) = active;
+    autoscale_ = active.autoscale_;
+    expandContractFocus_ = active.expandContractFocus_;
+    return ReadFirstViewport();
+}
+
+bool CKymoraView::ReadFirstViewport() {
+    opened_ = true;
     cache_.Reset(doc_);
     eventRows_.Forget();
     AttachSummaries();

@@ -62,6 +62,8 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // Takes the document's stored settings and reads the first viewport: `viewport`, or the stored one. False
     // when the user stopped the reading; a short stretch is shown then.
     bool OnInitialUpdate(std::optional<Viewport> viewport = {});
+    // The same with the settings of another view of the document, as it is now.
+    bool OnInitialUpdate(const CKymoraView& active);
     void OnSize(int width, int height);
 
     // --- DocumentView ---
@@ -108,8 +110,8 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // Makes the cache hold the viewport and has everything painted again. False when the user stopped the
     // reading; the caller then puts the old viewport back.
     bool RefreshViewport(bool showProgress = false);
-    // While another thread reads the bins of the viewport, the cache holds a coarse picture. The window polls;
-    // true when something arrived that is to be painted.
+    // While another thread reads the bins of the viewport, the cache holds a coarse picture. The window
+    // polls; true when something arrived that is to be painted.
     bool IsReloading() const { return reload_ != nullptr; }
     double ReloadShare() const;  // of the work that is done
     bool PollReload();
@@ -229,6 +231,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
   private:
     void TakeStoredSettings();
     void TakeStoredViewport();
+    bool ReadFirstViewport();
     void Place(Viewport viewport);
     Viewport DefaultViewport() const;
     void TakeAxes();
@@ -266,10 +269,11 @@ class CKymoraView : public DocumentView, public ViewSettings {
     const std::unique_ptr<CDatumLines> m_pDatumLines = std::make_unique<CDatumLines>(*this);
     mutable TextSizes textSizes_;
     ViewportHistory history_;
-    std::unique_ptr<ViewReload> reload_;      // while another thread reads
+    std::unique_ptr<ViewReload> reload_;     // while another thread reads
     std::optional<Viewport> exactViewport_;  // the last one that was shown from exact bins
+    bool opened_ = false;                    // holds settings: those of the document, or of another view
     bool attached_ = false;                  // to the session's summaries
-    bool readFaultTold_ = false;  // the samples in view cannot be read, and the user knows
+    bool readFaultTold_ = false;             // the samples in view cannot be read, and the user knows
     int width_ = 0, height_ = 0;
     std::vector<int> shownAxes_;
     std::array<int32_t, maxTraces> autoscale_{};  // traces that are scaled when they are next shown

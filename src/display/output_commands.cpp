@@ -51,7 +51,6 @@ void CopyTraces(const CommandContext& context) {
         std::string text;
         traces.Write([&](std::string_view piece) { text += piece; });
         view.Window()->CopyText(text);
-        view.SelectionUsed();
     });
 }
 

@@ -38,12 +38,11 @@ void SavePicture(const CKymoraView& view, const std::filesystem::path& out) {
     CairoDevice device(layout.width, layout.height, PictureFormatOf(out).value_or(PictureFormat::png));
     PaintRecording(view, device, PictureTarget::file);
     const std::vector<std::byte> picture = device.Encode();
-    WriteFileAtomically(view.GetSession().files, out,
-                        [&](CArchive& archive) { archive.WriteRaw(picture); });
+    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
 }
 
 void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
-                      std::optional<double> toMs, int width, int height) {
+                   std::optional<double> toMs, int width, int height) {
     CairoDevice device(width, height, PictureFormatOf(out).value_or(PictureFormat::png));
     CKymoraView view(doc);
     view.OnSize(width, height);

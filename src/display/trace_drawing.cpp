@@ -103,7 +103,7 @@ class TracePainter {
     void PaintLines() const;
     void DrawToZero(TraceLine& line, size_t bin) const;
     void PaintDots() const;
-    void Dot(int x, int y) const;
+    void Dot(int x, int y, uint32_t colour) const;
 
     const CKymoraView& view_;
     DrawDevice& device_;
@@ -153,19 +153,25 @@ void TracePainter::DrawToZero(TraceLine& line, size_t bin) const {
 void TracePainter::PaintDots() const {
     const auto range = cache_.BinsOf(view_.GetViewport());
     for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
-        if (IsPastEnd(bin)) return;
-        if (IsEmpty(bin) || (!IsActive(bin) && !view_.m_bInactiveSections)) continue;
-        Dot(X(bin), values_.ToPixel(low_[bin]));
-        if (low_[bin] != high_[bin]) Dot(X(bin), values_.ToPixel(high_[bin]));
+        if (IsPastEnd(bin)) {
+            TraceLine line(device_, pen_, false);
+            if (view_.m_bInactiveSections) DrawToZero(line, bin);
+            return;
+        }
+        const bool active = IsActive(bin);
+        if (IsEmpty(bin) || (!active && !view_.m_bInactiveSections)) continue;
+        const uint32_t colour = active ? pen_.colour : inactive_.colour;
+        Dot(X(bin), values_.ToPixel(low_[bin]), colour);
+        if (low_[bin] != high_[bin]) Dot(X(bin), values_.ToPixel(high_[bin]), colour);
     }
 }
 
-void TracePainter::Dot(int x, int y) const {
+void TracePainter::Dot(int x, int y, uint32_t colour) const {
     const int radius = dotRadius[static_cast<size_t>(std::clamp(format_.dotSize, 0, 3))];
     if (radius == 0)
-        device_.SetPixel(x, y, pen_.colour);
+        device_.SetPixel(x, y, colour);
     else
-        device_.FillEllipse({x - radius, y - radius, x + radius, y + radius}, pen_.colour);
+        device_.FillEllipse({x - radius, y - radius, x + radius, y + radius}, colour);
 }
 
 }  // namespace

@@ -78,6 +78,8 @@ void CKymoraView::Escape() {
     if (drag_) {
         drag_->Cancel(*this);
         drag_.reset();
+        const MouseMode* mode = FindMode(m_nMouseMode);
+        if (window_) window_->SetCursorShape(mode ? mode->shape : CursorShape::arrow);
         Invalidate();
     } else if (IsReloading()) {
         CancelReload();

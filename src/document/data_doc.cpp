@@ -123,8 +123,11 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose
 // Letters reach only the first 26 channels; a recording that uses more switches the session to numbers.
 void CDataDoc::OfferChannelsInUse() {
     int& mode = session_.options.eventChannelMode;
-    for (int c = letterChannels; c < maxEventChannels && mode == letterChannels; ++c)
-        if (GetNumEvents(c) > 0) mode = maxEventChannels;
+    for (int c = letterChannels; c < maxEventChannels && mode == letterChannels; ++c) {
+        if (GetNumEvents(c) == 0) continue;
+        mode = maxEventChannels;
+        session_.numbersForSession = true;
+    }
 }
 
 bool CDataDoc::OnSaveDocument() {
@@ -138,6 +141,20 @@ bool CDataDoc::OnSaveDocument() {
     }
     SetModifiedFlag(false);
     return true;
+}
+
+void CDataDoc::Tell(std::string_view text) {
+    if (session_.opensForBatch)
+        GetHost().Log(std::string(text) + "\n");
+    else
+        GetHost().Message(text);
+}
+
+void CDataDoc::Notify(std::string_view key, std::string_view text) {
+    if (session_.opensForBatch)
+        GetHost().Log(std::string(text) + "\n");
+    else
+        GetHost().Notice(key, "Notification", text);
 }
 
 bool CDataDoc::SaveModified() {
@@ -164,7 +181,10 @@ void CDataDoc::GetDisplaySettingsFromView(bool otherViewActive) {
         if (otherViewActive) GetHost().Message("The document has no view. Please inform author.");
         return;
     }
-    const DisplaySettings settings = views_.front()->GetDisplaySettings();
+    StoreDisplaySettings(views_.front()->GetDisplaySettings());
+}
+
+void CDataDoc::StoreDisplaySettings(const DisplaySettings& settings) {
     view = settings.view;
     for (size_t t = 0; t < settings.traces.size() && t < traces.size(); ++t) {
         traces[t].traceAutoscale = settings.traces[t].traceAutoscale;

@@ -197,6 +197,10 @@ class CDataDoc : public EventChanOwner {
     // A native file saves in place; any other writes its side-car. False after a failure or a refusal that
     // the user was told of.
     virtual bool OnSaveDocument();
+    // Say something about the recording that opens, which is good to know and no failure: to the user, or in
+    // the log while a batch opens it.
+    void Tell(std::string_view text);
+    void Notify(std::string_view key, std::string_view text);
     // Asks about unsaved changes; true when the document may close.
     bool SaveModified();
     bool IsModified() const { return modified_; }
@@ -212,6 +216,8 @@ class CDataDoc : public EventChanOwner {
     // Copies the state of the first view to the model, just before a save. `otherViewActive` says that the
     // user is working in the view of another document.
     void GetDisplaySettingsFromView(bool otherViewActive = false);
+    // What a view hands back when it closes.
+    void StoreDisplaySettings(const DisplaySettings& settings);
 
     Session& GetSession() const { return session_; }
     Host& GetHost() const override { return session_.host; }

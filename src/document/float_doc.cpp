@@ -28,6 +28,16 @@ constexpr const char* gapNoticeText =
     "start of each "
     "section is marked with an event, and the event label gives the real time of the start of that section.";
 
+// Whether this or another program has the file open for editing.
+bool IsBeingEdited(FileSystem& files, const std::filesystem::path& path) {
+    if (!files.Stamp(path)) return false;
+    try {
+        return !files.Open(path, OpenMode::readOnly)->TryLock();
+    } catch (const FileError&) {
+        return false;  // writing says what is wrong with it
+    }
+}
+
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
     if (!std::isfinite(doc.sampleInterval) || doc.sampleInterval <= 0.0)
@@ -46,20 +56,18 @@ void RepairEpisodes(CDataDoc& doc) {
     if (!doc.episodic) return;
     CEventChan& boundaries = doc.eventChannels[0];
     if (boundaries.GetNumEvents() == 0) {
-        doc.GetHost().Notice(
-            "NoBoundaryMarkRemoveEpisodicFlag", "Notification",
-            "This file is flagged internally as Episodic, but there are no events in channel 'a' to "
-            "mark boundaries. The Episodic flag will be removed.\n\nSave this file to lock in the "
-            "change.");
+        doc.Notify("NoBoundaryMarkRemoveEpisodicFlag",
+                   "This file is flagged internally as Episodic, but there are no events in channel 'a' to "
+                   "mark boundaries. The Episodic flag will be removed.\n\nSave this file to lock in the "
+                   "change.");
         doc.episodic = false;
         doc.episodicStored = 0;
         return;
     }
     if (boundaries.Events()[0].onPosition <= 0) return;
-    doc.GetHost().Notice(
-        "EpisodicNoStartBoundaryMark", "Notification",
-        "This file is flagged internally as Episodic, but there is no event in channel 'a' marking "
-        "the start. An event will be inserted.\n\nSave this file to lock in the change.");
+    doc.Notify("EpisodicNoStartBoundaryMark",
+               "This file is flagged internally as Episodic, but there is no event in channel 'a' marking "
+               "the start. An event will be inserted.\n\nSave this file to lock in the change.");
     CEventKM start{0, 2, 0.0f, 1, 0, "0: auto-insert"};
     // The boundary channel is the one that is usually locked.
     const bool locked = boundaries.channelLocked;
@@ -261,10 +269,9 @@ void CFloatDoc::HandleJournal(OpenFor purpose) {
 bool CFloatDoc::AfterLoad() {
     Session& session = GetSession();
     if (openedReadOnly && readOnlyReason == inUseReason)
-        GetHost().Message(
-            "The file " + filePath.string() +
-            " is already open in another window or program. It is opened here for reading only; changes "
-            "can be saved under another name.");
+        Tell("The file " + filePath.string() +
+             " is already open in another window or program. It is opened here for reading only; changes "
+             "can be saved under another name.");
     if (hasGaps && !noData && !session.gapNoticeShown)
         GetHost().Notice("GapNotice", "Notification", gapNoticeText);
     if (!session.skipFileDetails) {
@@ -410,6 +417,10 @@ bool CFloatDoc::SaveOldVersion() {
     if (!chosen) return false;
     if (SamePath(*chosen, filePath)) {
         GetHost().Message("Choose another name: the file itself is needed until its conversion is complete.");
+        return false;
+    }
+    if (IsBeingEdited(GetSession().files, *chosen)) {
+        GetHost().Message("The file " + chosen->string() + " is open. Choose another name.");
         return false;
     }
     if (!MaySaveOverSource()) return false;

@@ -18,6 +18,8 @@ namespace kymora {
 namespace {
 
 constexpr int64_t blockSamples = 32768;
+// Some equations take long, and Cancel is asked for once a block.
+constexpr int64_t equationBlockSamples = 4096;
 
 // Written samples are counted up to `total`; the user may stop.
 class WriteProgress {
@@ -72,28 +74,36 @@ void DescribeUserDefined(CDataDoc& doc, const UserDefinedSettings& settings) {
     doc.AppendNewRecordHistory("File: New: User defined\r\n\r\n");
 }
 
+struct MissingNumbers {
+    int64_t count = 0;
+    double firstTime = 0.0;  // ms
+};
+
 // Writes the value of the equation at each sample.
-void WriteEquation(Session& session, CArchive& archive, CDataDoc& doc, const UserDefinedSettings& settings) {
+MissingNumbers WriteEquation(Session& session, CArchive& archive, CDataDoc& doc,
+                             const UserDefinedSettings& settings) {
     double t = 0.0;
     Expression expression(session.random);
-    expression.Bind("t", t);
-    expression.Bind("xt", t);
+    BindTime(expression, t);
     if (const std::string fault = expression.Parse(settings.equation); !fault.empty())
         throw std::invalid_argument(fault);
     WriteProgress progress(session.host, "Writing", settings.samples);
     AxisLimits limits;
+    MissingNumbers missing;
     std::vector<float> block;
-    for (int64_t at = 0; at < settings.samples; at += blockSamples) {
-        block.resize(static_cast<size_t>(std::min(blockSamples, settings.samples - at)));
+    for (int64_t at = 0; at < settings.samples; at += equationBlockSamples) {
+        block.resize(static_cast<size_t>(std::min(equationBlockSamples, settings.samples - at)));
         for (size_t i = 0; i < block.size(); ++i) {
             t = static_cast<double>(at + static_cast<int64_t>(i)) * settings.sampleInterval;
             block[i] = static_cast<float>(expression.Evaluate());
+            if (std::isnan(block[i]) && missing.count++ == 0) missing.firstTime = t;
         }
         limits.Include(block);
         archive.WriteRaw(std::as_bytes(std::span(block)));
         progress.Add(static_cast<int64_t>(block.size()));
     }
     limits.Give(doc.traces[0]);
+    return missing;
 }
 
 std::string NumberList(const std::vector<int>& slots) {
@@ -151,13 +161,16 @@ void WriteMeanOfTrace(CArchive& archive, const AverageSettings& settings, int sl
 
 }  // namespace
 
+void BindTime(Expression& expression, double& t) {
+    for (const char* name : {"t", "x", "xt"}) expression.Bind(name, t);
+}
+
 std::string CheckUserDefined(Session& session, const UserDefinedSettings& settings) {
     if (settings.dummyData) return {};
     double t = 0.0;
     std::mt19937 trial = session.random;  // trying an equation draws nothing
     Expression expression(trial);
-    expression.Bind("t", t);
-    expression.Bind("xt", t);
+    BindTime(expression, t);
     return expression.Parse(settings.equation);
 }
 
@@ -165,11 +178,17 @@ void WriteUserDefinedFile(Session& session, const UserDefinedSettings& settings,
                           const std::filesystem::path& path) {
     CFloatDoc doc(session);
     DescribeUserDefined(doc, settings);
+    MissingNumbers missing;
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
         WriteHead(archive, doc);
-        if (!settings.dummyData) WriteEquation(session, archive, doc, settings);
+        if (!settings.dummyData) missing = WriteEquation(session, archive, doc, settings);
         WriteTail(archive, doc, doc.fileComment);
     });
+    if (missing.count > 0)
+        session.host.Message(fmt::format(
+            "The equation has no number at {} of {} samples, first at {:.9g} ms. A view ends where "
+            "the first trace has no number.",
+            missing.count, settings.samples, missing.firstTime));
 }
 
 std::optional<std::vector<CDataDoc*>> ConsistentFiles(Host& host, std::span<CDataDoc* const> files) {

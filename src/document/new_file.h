@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "document/data_doc.h"
+#include "numerics/expression.h"
 
 namespace kymora {
 
@@ -20,9 +21,12 @@ struct UserDefinedSettings {
     bool dummyData = false;  // events only: a length, and no samples
 };
 
-// Why the settings make no file; empty when they do. `t` and `xt` are the time in ms.
+// Makes the names of the time in ms known to an equation: `t`, `x` and `xt`.
+void BindTime(Expression& expression, double& t);
+// Why the settings make no file; empty when they do.
 std::string CheckUserDefined(Session& session, const UserDefinedSettings& settings);
-// Throws FileError or Cancelled, and then leaves nothing behind.
+// Throws FileError or Cancelled, and then leaves nothing behind. Tells the user of samples without a number,
+// which are written as such.
 void WriteUserDefinedFile(Session& session, const UserDefinedSettings& settings,
                           const std::filesystem::path& path);
 

@@ -1,12 +1,14 @@
 // The dialogs of the commands that make files.
 
 #include <algorithm>
+#include <cmath>
 
 #include <fmt/format.h>
 
 #include "document/lists.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "document/save_journal.h"
 #include "numerics/expression.h"
 
 namespace kymora {
@@ -48,6 +50,8 @@ std::optional<std::filesystem::path> Written(Session& session, const std::filesy
                                              Write write) {
     try {
         write();
+        // An interrupted save of the file that stood here is none of the new one's concern.
+        if (session.files.Stamp(JournalPath(session.files, path))) RetireJournal(session.files, path);
         return path;
     } catch (const Cancelled&) {
         return {};
@@ -75,12 +79,15 @@ std::string TrialText(Session& session, const UserDefinedSettings& settings) {
     std::mt19937 trial = session.random;
     double t = 0.0;
     Expression expression(trial);
-    expression.Bind("t", t);
-    expression.Bind("xt", t);
+    BindTime(expression, t);
     expression.Parse(settings.equation);
-    std::string text = fmt::format("At t = 0 ms: {:.6g}", expression.Evaluate());
+    const auto shown = [&] {
+        const double value = expression.Evaluate();
+        return std::isnan(value) ? "not a number" : fmt::format("{:.6g}", value);
+    };
+    std::string text = "At t = 0 ms: " + shown();
     t = settings.sampleInterval;
-    text += fmt::format("; at t = {:.6g} ms: {:.6g}", t, expression.Evaluate());
+    text += fmt::format("; at t = {:.6g} ms: ", t) + shown();
     return text;
 }
 

@@ -27,6 +27,7 @@ bool AskOptions(Session& session) {
     options.cancelSelectionAfterAction = form.Flag("cancelSelection") ? 1 : 0;
     options.hitMargin = form.Integer("hitMargin");
     options.eventChannelMode = form.Choice("channelMode") == 0 ? letterChannels : maxEventChannels;
+    session.numbersForSession = false;  // what the user has seen and accepted is kept
     options.bootstrapReps = form.Integer("bootstrapReps");
     options.palette = form.Choice("palette");
     return true;

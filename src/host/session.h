@@ -69,7 +69,11 @@ class Session {
 
     bool skipFileDetails = false;  // the details dialog is not shown when a file opens
     bool gapNoticeShown = false;   // the notice about gaps was seen
-    bool coupledCursors = false;   // vertical cursors keep their distances when one of them is moved
+    // A recording needed numbers for its channels; the user's own choice, which is kept, was letters.
+    bool numbersForSession = false;
+    // Recordings open for a batch: what readers would show goes to the log.
+    bool opensForBatch = false;
+    bool coupledCursors = false;  // vertical cursors keep their distances when one of them is moved
     // Readers of foreign formats show the dialogs in which they ask for details. Without them they take what
     // the import settings say, and the defaults.
     bool askForDetails = false;

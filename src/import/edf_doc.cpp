@@ -133,10 +133,9 @@ void CEDFDoc::ChooseSignals() {
     }
     chosen_ = ChooseEdfSignals(header_, setting);
     if (!setting && chosen_.size() < header_.ordinarySignals.size())
-        GetHost().Message(
-            fmt::format("The first {} of {} signals are shown. The command line shows others, with "
-                        "--import signals=LIST.",
-                        chosen_.size(), header_.ordinarySignals.size()));
+        Tell(fmt::format("The first {} of {} signals are shown. The command line shows others, with "
+                         "--import signals=LIST.",
+                         chosen_.size(), header_.ordinarySignals.size()));
 }
 
 void CEDFDoc::SetTimeBase() {
@@ -167,7 +166,7 @@ bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     }
     if (timeline.HasTooManyGaps())
         throw EdfError("This EDF file has more gaps between its data records than can be handled.");
-    if (timeline.IsTooLong()) GetHost().Message(tooLongText);
+    if (timeline.IsTooLong()) Tell(tooLongText);
     if (timeline.Overlaps() != 0)
         Note(fmt::format(
             "{} data records begin before the end of the one before; they follow it without a gap",

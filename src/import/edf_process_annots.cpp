@@ -33,15 +33,13 @@ void CEDFDoc::ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layou
         for (CEventKM& event : events) eventChannels[c].AddEvent(std::move(event));
     }
     if (!collected.IsComplete() && shown != 0)
-        GetHost().Message(
-            fmt::format("This file holds more annotations than can be shown. The first {} of them "
-                        "are events.",
-                        shown));
+        Tell(fmt::format("This file holds more annotations than can be shown. The first {} of them "
+                         "are events.",
+                         shown));
     if (collected.AnyHidden())
-        GetHost().Notice(
-            "CEDFDoc::ProcessAnnots: bGotHiddenTAL", "Notification",
-            "Note: there are Annotations which cannot be displayed as events but which are shown in the "
-            "Annotations list.");
+        Notify("CEDFDoc::ProcessAnnots: bGotHiddenTAL",
+               "Note: there are Annotations which cannot be displayed as events but which are shown in the "
+               "Annotations list.");
 }
 
 // The events of each channel in ascending order; files need not keep one.

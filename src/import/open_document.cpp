@@ -124,18 +124,20 @@ class SilentOpen {
         : session_(session),
           skipFileDetails_(std::exchange(session.skipFileDetails, true)),
           gapNoticeShown_(std::exchange(session.gapNoticeShown, true)),
-          askForDetails_(std::exchange(session.askForDetails, false)) {}
+          askForDetails_(std::exchange(session.askForDetails, false)),
+          opensForBatch_(std::exchange(session.opensForBatch, true)) {}
     ~SilentOpen() {
         session_.skipFileDetails = skipFileDetails_;
         session_.gapNoticeShown = gapNoticeShown_;
         session_.askForDetails = askForDetails_;
+        session_.opensForBatch = opensForBatch_;
     }
     SilentOpen(const SilentOpen&) = delete;
     SilentOpen& operator=(const SilentOpen&) = delete;
 
   private:
     Session& session_;
-    bool skipFileDetails_, gapNoticeShown_, askForDetails_;
+    bool skipFileDetails_, gapNoticeShown_, askForDetails_, opensForBatch_;
 };
 
 CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
@@ -143,10 +145,11 @@ CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
     return doc;
 }
 
-std::string SingleFilters() {
+// One for each type, or for each that can be read.
+std::string SingleFilters(bool readable) {
     std::string filters;
     for (const DocumentTemplate& type : templates)
-        if (type.Maker()) filters += fmt::format("{}|*{}|", type.filterText, type.extension);
+        if (!readable || type.Maker()) filters += fmt::format("{}|*{}|", type.filterText, type.extension);
     return filters;
 }
 
@@ -156,13 +159,13 @@ DocumentMaker DocumentTemplate::Maker() const { return MakerOf(className); }
 
 std::span<const DocumentTemplate> DocumentTemplates() { return templates; }
 
-std::string OpenFilter() { return fmt::format("All recognised types|{}|{}|", allPatterns, SingleFilters()); }
+std::string OpenFilter() { return fmt::format("All recognised types|{}|{}|", allPatterns, SingleFilters(false)); }
 
 std::string ConvertibleFilter() {
     std::string patterns;
     for (const DocumentTemplate& type : templates)
         if (type.Maker()) patterns += fmt::format("{}*{}", patterns.empty() ? "" : ";", type.extension);
-    return fmt::format("All convertible types|{}|{}|", patterns, SingleFilters());
+    return fmt::format("All convertible types|{}|{}|", patterns, SingleFilters(true));
 }
 
 std::unique_ptr<CDataDoc> OpenDocument(Session& session, const std::filesystem::path& path, OpenFor purpose) {

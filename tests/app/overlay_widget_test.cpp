@@ -1,6 +1,7 @@
 // Cursors, markers and annotations with real keys and the real mouse, and fonts on the window's device.
 
 #include <QImage>
+#include <QMouseEvent>
 
 #include "display/windows/painter_device.h"
 #include "frame_fixture.h"
@@ -58,6 +59,21 @@ TEST_F(OverlayWidgetTest, KeysAddAndTheMouseMoves) {
     const QPoint on(View().TimeToPixel(2000.0) + 5, View().BandOf(0).top + 5);
     QTest::mouseDClick(widget, Qt::LeftButton, {}, on);
     EXPECT_EQ(View().GetDocument().traceAnnotations[0][0].m_strLabel, "changed");
+}
+
+// A message that comes up while the button is held takes the release of the button with it.
+TEST_F(OverlayWidgetTest, ADragWhoseReleaseIsLostIsAbandoned) {
+    QTest::keyClick(widget, Qt::Key_V);
+    const int x = View().DatumLines().VertX(0);
+    const QPoint from(x, 300), to(x + 50, 300);
+    QTest::mousePress(widget, Qt::LeftButton, {}, from);
+    ASSERT_TRUE(View().IsDragging());
+    QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton, Qt::NoButton, {});
+    QApplication::sendEvent(widget, &move);
+    EXPECT_FALSE(View().IsDragging());
+    EXPECT_EQ(View().DatumLines().m_nState, datumIdle);
+    QTest::mouseRelease(widget, Qt::LeftButton, {}, to);
+    EXPECT_EQ(View().DatumLines().VertX(0), x);
 }
 
 TEST(PainterText, FontsThatDoNotExistStillDraw) {

@@ -57,6 +57,47 @@ TEST_F(KymoraViewTest, PagesAndPercentSteps) {
     EXPECT_EQ(v.m_StartTime, 0.0);
 }
 
+TEST_F(KymoraViewTest, AClosedViewLeavesItsSettingsWithTheDocument) {
+    CKymoraView& v = Open(1000.0, 3000.0, 2);
+    v.RightPage();
+    v.SetLimits(1, -7.0, 9.0, "limits");
+    v.SetTimeUnit(1);
+    v.SetDataArea(0.5f);
+    { const CKymoraView neverShown(*doc); }  // has no settings to leave
+    view.reset();
+    EXPECT_EQ(doc->view.viewStart, 3000.0);
+    EXPECT_EQ(doc->view.viewEnd, 5000.0);
+    EXPECT_EQ(doc->view.timeUnit, 1);
+    EXPECT_EQ(doc->view.dataDisplayFraction, 0.5f);
+    EXPECT_EQ(doc->traces[1].axisTop, 9.0);
+    EXPECT_EQ(doc->traces[1].axisBottom, -7.0);
+}
+
+TEST_F(KymoraViewTest, ASecondViewGoesOnFromTheFirst) {
+    doc = Ramp(2, 100000);
+    doc->view.viewEnd = 2000.0;
+    for (TraceSettings& trace : doc->traces) trace.traceVisible = 0, trace.traceAutoscale = 1;
+    view = std::make_unique<CKymoraView>(*doc);
+    view->OnSize(880, 460);
+    view->OnInitialUpdate();
+    ASSERT_EQ(host.messages.size(), 1u);  // no axes are displayed
+    view->m_bAxisVisible[1] = true;
+    view->OnUpdate(UpdateHint::settings);
+    view->SetLimits(1, 0.0, 50000.0, "limits");
+
+    CKymoraView second(*doc);
+    second.OnSize(880, 460);
+    EXPECT_TRUE(second.OnInitialUpdate(*view));
+    EXPECT_EQ(host.messages.size(), 1u);  // it shows one
+    EXPECT_EQ(second.GetViewport(), view->GetViewport());
+    EXPECT_EQ(second.m_nVisibleAxes, 2);
+    second.RightPage();
+    EXPECT_EQ(second.m_axes[1].m_dMax, 50000.0);  // set by the user, in the other view
+
+    EXPECT_TRUE(second.OnInitialUpdate(second));
+    EXPECT_EQ(host.messages[1].text, "Active view is same as new view. Please inform the author.");
+}
+
 TEST_F(KymoraViewTest, CompressAndExpandAroundTheMiddleOrTheLeftEdge) {
     CKymoraView& v = Open(4000.0, 6000.0);
     v.Compress();
@@ -154,6 +195,8 @@ TEST_F(KymoraViewTest, OpensAtTheStoredViewportOrAThousandSamples) {
     view = std::make_unique<CKymoraView>(*doc);
     view->OnInitialUpdate();
     ExpectViewport(0.0, 12.3);
+    view.reset();
+    doc->view = {};                   // without what the view left
     doc->sampleInterval = 0.0129995;  // 12.9995 ms, nearly whole
     view = std::make_unique<CKymoraView>(*doc);
     view->OnInitialUpdate();
@@ -331,7 +374,7 @@ TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
     EXPECT_EQ(settings.view.dataDisplayFraction, 0.75f);
     EXPECT_EQ(settings.view.timeUnit, 2);
     EXPECT_EQ(settings.view.vertAxisSigFigs, 5);
-    EXPECT_EQ(settings.view.formatOption, 7);  // no clip mode that this view knows; it is kept
+    EXPECT_EQ(settings.view.formatOption, 7);         // no clip mode that this view knows; it is kept
     EXPECT_EQ(settings.view.expandContractFocus, 0);  // the document's own
     ASSERT_EQ(settings.traces.size(), 2u);
     EXPECT_EQ(settings.traces[1].traceOrder, 1);

@@ -5,6 +5,7 @@
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "support/overlay_fixture.h"
+#include "support/recording_window.h"
 
 namespace kymora::test {
 namespace {
@@ -221,6 +222,31 @@ TEST_F(MarkerTest, LettersLoseTheirMeaningWhileEventsAreInserted) {
     EXPECT_EQ(idOf('h'), "cursor-add-horz");
     view->m_nMouseMode = mouseInsertFirst;
     for (const char c : {'m', 'a', 'v', 'h'}) EXPECT_EQ(idOf(c), std::string("event-channel-") + c);
+}
+
+TEST_F(MarkerTest, AllViewsOfTheRecordingArePaintedAgain) {
+    Open();
+    CKymoraView second(*doc);
+    second.OnSize(400, 300);
+    second.OnInitialUpdate();
+    RecordingWindow window(second);
+    const auto repaints = [&](auto act) {
+        window.repaints = 0;
+        act();
+        return window.repaints > 0;
+    };
+    for (const char* id : {"marker-add", "annotation-add", "scale-bar-add-horz", "scale-bar-add-vert"}) {
+        Fill([](Form& form) {
+            if (form.title == "Add annotation") form["text"].text = "note";
+        });
+        if (std::string_view(id) == "marker-add") host.fillForms.clear();  // it asks nothing
+        EXPECT_TRUE(repaints([&] { Run(id); })) << id;
+        EXPECT_TRUE(repaints([&] { doc->Undo().Undo(); })) << id;
+        EXPECT_TRUE(repaints([&] { doc->Undo().Redo(); })) << id;
+    }
+    for (const char* id : {"annotation-del-all", "scale-bar-del-vert", "scale-bar-del-horz"})
+        EXPECT_TRUE(repaints([&] { Run(id); })) << id;
+    EXPECT_TRUE(repaints([&] { Drag(470, 15, 570, 15); }));
 }
 
 TEST_F(MarkerTest, OverlaysSurviveSavingAndOpening) {

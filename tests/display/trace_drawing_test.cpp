@@ -148,6 +148,25 @@ TEST_F(TraceDrawingTest, DotsMarkBothEndsOfABin) {
     EXPECT_TRUE(device.lines.empty());
 }
 
+TEST_F(TraceDrawingTest, DotsOfInactiveSectionsAreGrey) {
+    auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50}}, {{2, 1, 1}}, 100.0);
+    auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
+    view->SetDrawAsDots(true, true);
+    DrawTraces(*view, device);
+    EXPECT_EQ(device.pixels.size(), 3u);
+    EXPECT_TRUE(device.lines.empty());
+    device = {};
+    view->m_bInactiveSections = true;
+    DrawTraces(*view, device);
+    ASSERT_EQ(device.pixels.size(), 4u);
+    EXPECT_EQ(device.pixels[2], (DrawnShape{{270, 210, 271, 211}, inactiveColour}));
+    EXPECT_EQ(device.pixels[3].colour, firstColour);
+    // Where the data stop, the line at 0 goes on as it does behind a line.
+    ASSERT_EQ(device.lines.size(), 1u);
+    EXPECT_EQ(device.lines[0].points, (std::vector<Point>{{470, 210}, {870, 210}}));
+    EXPECT_EQ(device.lines[0].pen.colour, inactiveColour);
+}
+
 TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
     auto doc = MemoryDoc::Make(session, {{0, 0}, {10, 10}}, 100.0);
     doc->traces[1].traceOrder = 0;

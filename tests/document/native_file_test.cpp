@@ -333,6 +333,7 @@ TEST_F(NativeFile, GapsDummyDataAndHighChannelsAreNoticed) {
     EXPECT_EQ(session.options.eventChannelMode, 26);
     Open();
     EXPECT_EQ(session.options.eventChannelMode, 999);
+    EXPECT_TRUE(session.numbersForSession) << "what is kept is the user's choice";
 }
 
 // The file as an old program reads it: laid out by hand, and read back whole here.

@@ -7,6 +7,7 @@
 
 #include "document/float_doc.h"
 #include "document/native_writer.h"
+#include "document/save_journal.h"
 #include "host/memory_file_system.h"
 #include "support/memory_doc.h"
 #include "support/test_host.h"
@@ -97,6 +98,26 @@ TEST_F(NewFileTest, AxesOfConstantsAndOfNothingFinite) {
     EXPECT_EQ(limits("0"), std::pair(-0.1, 0.1));
     EXPECT_EQ(limits("0/0"), std::pair(-1000.0, 1000.0));
     EXPECT_EQ(limits("t > 3 ? 1/0 : t"), std::pair(0.0, 3.0));
+}
+
+TEST_F(NewFileTest, SamplesWithoutANumberAreTold) {
+    WriteUserDefinedFile(session, {2.0, 10, "sin(x)/t", "", false}, "/sinc.kymr-dat");
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_NE(host.LastMessage().find("at 1 of 10 samples, first at 0 ms"), std::string::npos);
+    const auto samples = Samples(*Reopen("/sinc.kymr-dat"));
+    EXPECT_TRUE(std::isnan(samples[0])) << "they are written as they are";
+    EXPECT_EQ(samples[1], static_cast<float>(std::sin(2.0) / 2.0));
+    host.Forget();
+    WriteUserDefinedFile(session, {1.0, 10, "1/t", "", false}, "/inf.kymr-dat");
+    EXPECT_TRUE(host.WasSilent()) << "an infinite value is a value";
+}
+
+TEST_F(NewFileTest, AnInterruptedSaveOfTheReplacedFileDoesNotReachTheNewOne) {
+    files.Put("/new.kymr-dat", std::vector<std::byte>(50));
+    files.Put(JournalPath(files, "/new.kymr-dat"), std::vector<std::byte>(50));
+    Fill([](Form&) { return true; });
+    ASSERT_TRUE(NewUserDefinedFile(session, {}));
+    EXPECT_EQ(files.Count(), 1u);
 }
 
 TEST_F(NewFileTest, DummyDataHaveALengthAndNoSamples) {

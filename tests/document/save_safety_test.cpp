@@ -286,6 +286,15 @@ TEST_F(SaveSafety, OldVersionsAreConverted) {
     auto doc = std::make_unique<CFloatDoc>(session);
     ASSERT_TRUE(doc->OnOpenDocument("/old.flt"));
     EXPECT_FALSE(doc->OnSaveDocument()) << "no name was chosen";
+    {
+        recipe.version = 48;
+        disk.Put("/other.kymr-dat", test::BuildNative(recipe).file.data);
+        CFloatDoc other(session);
+        ASSERT_TRUE(other.OnOpenDocument("/other.kymr-dat"));
+        host.saveFile = "/other.kymr-dat";
+        EXPECT_FALSE(doc->OnSaveDocument()) << "another recording that is open is not written over";
+        EXPECT_EQ(host.LastMessage(), "The file /other.kymr-dat is open. Choose another name.");
+    }
     host.saveFile = "/new.kymr-dat";
     ASSERT_TRUE(doc->OnSaveDocument());
     ASSERT_EQ(host.fileRequests.back().filter, "Kymora (*.kymr-dat)|*.kymr-dat||");

@@ -19,6 +19,7 @@ class OptionsTest : public ::testing::Test {
 
 TEST_F(OptionsTest, TheDialogShowsAndStoresTheOptions) {
     session.options.hitMargin = 7;
+    session.numbersForSession = true;
     host.fillForms = {[](Form& form) {
         EXPECT_EQ(form.title, "Options");
         EXPECT_EQ(form.Integer("hitMargin"), 7);
@@ -34,6 +35,7 @@ TEST_F(OptionsTest, TheDialogShowsAndStoresTheOptions) {
     EXPECT_EQ(session.options.cancelSelectionAfterAction, 1);
     EXPECT_EQ(session.options.hitMargin, 20);
     EXPECT_EQ(session.options.eventChannelMode, 999);
+    EXPECT_FALSE(session.numbersForSession);
     EXPECT_EQ(session.options.bootstrapReps, 5);
     EXPECT_EQ(session.options.palette, 1);
 }

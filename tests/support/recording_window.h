@@ -13,7 +13,7 @@ class RecordingWindow : public ViewWindow {
     explicit RecordingWindow(CKymoraView& view) : view_(view) { view.SetWindow(this); }
     ~RecordingWindow() override { view_.SetWindow(nullptr); }
 
-    void Invalidate() override {}
+    void Invalidate() override { ++repaints; }
     void ShowTimes() override {}
     void LayoutChanged() override {}
     void ShowStatus(std::string_view text) override { status = text; }
@@ -23,7 +23,7 @@ class RecordingWindow : public ViewWindow {
     void SetSize(int width, int height) override { size = {width, height}; }
 
     std::string status, copied;
-    int pictures = 0;
+    int pictures = 0, repaints = 0;
     std::vector<std::pair<int, bool>> limits;
     Extent size;
 

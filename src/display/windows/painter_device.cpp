@@ -106,8 +106,8 @@ void PainterDevice::FillDashes(std::span<const Point> points) {
     const int thickness = std::max(1, static_cast<int>(pen_.width * ratio_));
     rects_.clear();
     for (size_t i = 1; i < points.size(); ++i) {
-        const auto [left, right] = std::minmax(HeldX(points[i - 1].x), HeldX(points[i].x));
-        const auto [top, bottom] = std::minmax(HeldY(points[i - 1].y), HeldY(points[i].y));
+        const auto [left, right] = std::minmax({HeldX(points[i - 1].x), HeldX(points[i].x)});
+        const auto [top, bottom] = std::minmax({HeldY(points[i - 1].y), HeldY(points[i].y)});
         const bool isUpright = left == right;
         const int length = isUpright ? bottom - top : right - left;
         for (int at = 0; at <= length; at += 2 * dashLength) {

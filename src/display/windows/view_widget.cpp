@@ -325,6 +325,8 @@ void ViewWidget::mousePressEvent(QMouseEvent* event) {
 }
 
 void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
+    // A message that came up during the drag has swallowed the release.
+    if (view_.IsDragging() && !event->buttons().testFlag(Qt::LeftButton)) view_.Escape();
     view_.MouseMove(FromQt(*event));
     const QString place = QString::fromStdString(view_.StatusText(event->pos().x(), event->pos().y()));
     emit StatusChanged(modeStatus_.isEmpty() ? place : modeStatus_ + "   " + place);
