@@ -199,7 +199,7 @@ bool CMainFrame::OnFileSaveAs() {
     } catch (const Cancelled&) {
         return false;
     } catch (const FileError& error) {
-        session_.host.Message(std::string("The file was not saved.\n") + error.what());
+        session_.host.Failure(std::string("The file was not saved.\n") + error.what());
         return false;
     }
     if (!OpenFile(*chosen)) return false;

@@ -84,6 +84,9 @@ void CKymora32App::ReadOptions() {
     }
     if (session_.options.eventChannelMode != maxEventChannels)
         session_.options.eventChannelMode = letterChannels;
+    // What no file keeps of a view.
+    session_.defaultBackground = settings.value("Background", session_.defaultBackground).toUInt() & 0xFFFFFF;
+    session_.showInactiveSections = settings.value("Inactive data sections", false).toBool();
 }
 
 void CKymora32App::WriteOptions() const {
@@ -92,6 +95,8 @@ void CKymora32App::WriteOptions() const {
     Options kept = session_.options;
     if (session_.numbersForSession) kept.eventChannelMode = letterChannels;
     for (const StoredOption& option : storedOptions) settings.setValue(option.key, kept.*option.member);
+    settings.setValue("Background", session_.defaultBackground);
+    settings.setValue("Inactive data sections", session_.showInactiveSections);
 }
 
 void CKymora32App::ReadFrameSettings(CMainFrame& frame) {

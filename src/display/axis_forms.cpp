@@ -152,7 +152,8 @@ void CKymoraView::AskFormat() {
         }
         // A file has no place for the background.
         if (!any) scope.LeaveUnmodified();
-        change.Take("background", &FormField::colour, m_crBackground);
+        if (change.Take("background", &FormField::colour, m_crBackground))
+            GetSession().defaultBackground = m_crBackground;  // of the next view
     }
     doc_.UpdateAllViews(UpdateHint::settings);
 }
@@ -162,6 +163,7 @@ void CKymoraView::SetBackground(uint32_t colour) {
         DisplayScope scope(*this, "Background colour");
         scope.LeaveUnmodified();
         m_crBackground = colour;
+        GetSession().defaultBackground = colour;
     }
     UpdateDependents();
 }

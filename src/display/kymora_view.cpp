@@ -314,6 +314,7 @@ void CKymoraView::ToggleSwitch(bool ViewSettings::*member, std::string_view name
         // A file has no place for this one: nothing that a save could keep has changed.
         if (member == &ViewSettings::m_bInactiveSections) scope.LeaveUnmodified();
         this->*member = !(this->*member);
+        GetSession().showInactiveSections = m_bInactiveSections;  // of the next view, since no file keeps it
     }
     Relayout();
     UpdateDependents();

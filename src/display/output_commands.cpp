@@ -39,7 +39,7 @@ void Try(const CKymoraView& view, const char* failure, Action action) {
         action();
     } catch (const Cancelled&) {
     } catch (const std::exception& error) {
-        view.GetSession().host.Message(std::string(failure) + "\n" + error.what());
+        view.GetSession().host.Failure(std::string(failure) + "\n" + error.what());
     }
 }
 

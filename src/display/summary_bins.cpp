@@ -10,7 +10,7 @@ namespace {
 
 constexpr int binsPerPoll = 40;
 // Shorter bins that do not begin with a block would have to be read almost whole, in small pieces.
-constexpr int worthwhileShift = 2;
+constexpr int worthwhileShift = 3;
 
 // One bin of one trace while it is being put together.
 struct Bin {

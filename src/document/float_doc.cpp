@@ -298,8 +298,7 @@ void CFloatDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> piec
         const std::span<std::byte> bytes = std::as_writable_bytes(piece.values);
         const uint64_t offset = traceFileOffset[static_cast<size_t>(piece.trace)] +
                                 static_cast<uint64_t>(storedIndex) * sizeof(float);
-        const size_t got = sampleFile->ReadAt(offset, bytes);
-        if (got < bytes.size()) std::memset(bytes.data() + got, 0, bytes.size() - got);
+        ReadWhole(*sampleFile, offset, bytes);
     }
 }
 
@@ -313,9 +312,8 @@ void CFloatDoc::ReadInterleaved(int64_t storedIndex, std::span<const StoredRead>
         const size_t n = std::min(rows, count - done);
         const auto bytes = std::as_writable_bytes(std::span(scratch.data(), n * stride));
         const uint64_t row = static_cast<uint64_t>(storedIndex) + done;
-        const size_t got = sampleFile->ReadAt(
-            static_cast<uint64_t>(dataStart) + row * static_cast<uint64_t>(sampleStride), bytes);
-        if (got < bytes.size()) std::memset(bytes.data() + got, 0, bytes.size() - got);
+        ReadWhole(*sampleFile, static_cast<uint64_t>(dataStart) + row * static_cast<uint64_t>(sampleStride),
+                  bytes);
         for (const StoredRead& piece : pieces)
             for (size_t i = 0; i < n; ++i)
                 piece.values[done + i] = scratch[i * stride + static_cast<size_t>(piece.trace)];
@@ -353,7 +351,7 @@ bool CFloatDoc::OnSaveDocument() {
     try {
         return fileVersion >= firstTailVersion ? SaveInPlace() : SaveOldVersion();
     } catch (const FileError& error) {
-        GetHost().Message("The file was not saved.\n" + std::string(error.what()));
+        GetHost().Failure("The file was not saved.\n" + std::string(error.what()));
     } catch (const Cancelled&) {
         GetHost().Log("The save was cancelled.\n");
     }

@@ -56,7 +56,7 @@ std::optional<std::filesystem::path> Written(Session& session, const std::filesy
     } catch (const Cancelled&) {
         return {};
     } catch (const std::exception& error) {
-        session.host.Message("The file was not written.\n" + std::string(error.what()));
+        session.host.Failure("The file was not written.\n" + std::string(error.what()));
         return {};
     }
 }

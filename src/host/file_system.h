@@ -58,6 +58,10 @@ enum class OpenMode {
     createNew,  // fails when the file exists
 };
 
+// Reads all of `to`. Throws FileError where the file ends before: samples that are not there any more are no
+// zeros.
+void ReadWhole(const DataFile& file, uint64_t offset, std::span<std::byte> to);
+
 class FileSystem {
   public:
     virtual ~FileSystem() = default;

@@ -47,6 +47,9 @@ class Host {
     // A message that the user must see.
     virtual void Message(std::string_view text, std::string_view title = "Kymora") = 0;
 
+    // A message that what the user asked for was not done. A script takes it as a failure.
+    virtual void Failure(std::string_view text) { Message(text); }
+
     // A question whose negative answer changes nothing; true for OK or Yes.
     virtual bool Confirm(std::string_view text, std::string_view title = "Kymora") = 0;
 

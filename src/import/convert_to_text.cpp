@@ -19,7 +19,7 @@ bool ConvertOne(Session& session, CDataDoc& doc, const std::filesystem::path& ta
         WriteTextExport(doc, target);
         return true;
     } catch (const FileError& error) {
-        session.host.Message(std::string("The file was not written.\n") + error.what());
+        session.host.Failure(std::string("The file was not written.\n") + error.what());
         return false;
     }
 }

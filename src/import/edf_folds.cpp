@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <future>
 
 #include "import/edf_samples.h"
 #include "numerics/min_max.h"
@@ -15,6 +16,7 @@ constexpr int64_t sliceWorthACall = 8192;   // bytes; shorter slices are read as
 constexpr int64_t numbersAtOnce = 1 << 16;  // of one signal: they stay in a processor's cache
 constexpr int64_t closeTogether = 6000;     // samples; a call costs about as much as reading so many
 constexpr int64_t recordBytesAtOnce = 1 << 18;
+constexpr int64_t samplesWorthAThread = 1 << 18;
 
 struct NumberRange {
     int16_t low, high;
@@ -62,19 +64,30 @@ void FoldNumbers(const int16_t* numbers, int64_t count, int64_t into, int64_t sl
     });
 }
 
-// What the file lost reads as 0.
-void FoldLost(int64_t count, int64_t into, int64_t slotLength, const EdfFold& fold) {
-    ForSlots(into, count, slotLength, [&](int64_t slot, int64_t, int64_t) { Widen(fold, slot, 0.0f); });
-}
-
 }  // namespace
 
 bool EdfFoldIsExact(const EdfScale& scale) {
     return std::isfinite(scale.Apply(-32768)) && std::isfinite(scale.Apply(32767));
 }
 
+// Half of the signals are left to a second reader on a thread of its own where the work is worth it and the
+// file is read signal by signal. The slots of two signals never meet.
 void EdfSampleReader::Fold(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
                            std::span<const EdfFold> folds) {
+    const bool bySlices = 2 * std::min(count, samplesPerRecord_) >= sliceWorthACall;
+    if (folds.size() < 2 || !bySlices || count * static_cast<int64_t>(folds.size()) < samplesWorthAThread)
+        return FoldAlone(from, count, endRecord, into, slotLength, folds);
+    const size_t half = folds.size() / 2;
+    EdfSampleReader other(file_, header_, samplesPerRecord_);
+    auto rest = std::async(std::launch::async, [&] {
+        other.FoldAlone(from, count, endRecord, into, slotLength, folds.subspan(half));
+    });
+    FoldAlone(from, count, endRecord, into, slotLength, folds.first(half));
+    rest.get();
+}
+
+void EdfSampleReader::FoldAlone(int64_t from, int64_t count, int64_t endRecord, int64_t into,
+                                int64_t slotLength, std::span<const EdfFold> folds) {
     std::vector<EdfFold> direct, slower;
     for (const EdfFold& fold : folds) (fold.signal->expansionFactor == 1 ? direct : slower).push_back(fold);
     std::vector<EdfPiece> pieces;
@@ -111,12 +124,8 @@ void EdfSampleReader::FoldStretches(const EdfSignal& signal, double gain,
                     reach = stretches[next].from + stretches[next].count;
                 reach = std::min(reach, most);
                 held = at;
-                heldEnd = at + LoadSlice(signal, at, reach - at);
-                if (heldEnd <= at) {
-                    FoldLost(1, 0, 1, fold);
-                    at = reach;
-                    continue;
-                }
+                heldEnd = reach;
+                LoadSlice(signal, at, reach - at);
             }
             const int64_t n = std::min(end, heldEnd) - at;
             FoldNumbers(source_.data() + (at - held), n, 0, n, fold);
@@ -125,13 +134,13 @@ void EdfSampleReader::FoldStretches(const EdfSignal& signal, double gain,
     }
 }
 
-// Reads samples of one record to source_; answers how many there are.
-int64_t EdfSampleReader::LoadSlice(const EdfSignal& signal, int64_t from, int64_t count) {
+// Reads samples of one record to source_.
+void EdfSampleReader::LoadSlice(const EdfSignal& signal, int64_t from, int64_t count) {
     if (source_.size() < static_cast<size_t>(count)) source_.resize(static_cast<size_t>(count));
     const int64_t offset = header_.headerLength + from / samplesPerRecord_ * header_.bytesPerRecord +
                            signal.sliceOffset + 2 * (from % samplesPerRecord_);
     const auto bytes = std::as_writable_bytes(std::span(source_).first(static_cast<size_t>(count)));
-    return static_cast<int64_t>(file_.ReadAt(static_cast<uint64_t>(offset), bytes) / 2);
+    ReadWhole(file_, static_cast<uint64_t>(offset), bytes);
 }
 
 void EdfSampleReader::FoldSlices(Range range, int64_t into, int64_t slotLength,
@@ -140,9 +149,8 @@ void EdfSampleReader::FoldSlices(Range range, int64_t into, int64_t slotLength,
         const int64_t inSlice = (range.from + done) % samplesPerRecord_;
         const int64_t n = std::min({range.count - done, samplesPerRecord_ - inSlice, numbersAtOnce});
         for (const EdfFold& fold : folds) {
-            const int64_t got = LoadSlice(*fold.signal, range.from + done, n);
-            FoldNumbers(source_.data(), got, into + done, slotLength, fold);
-            FoldLost(n - got, into + done + got, slotLength, fold);
+            LoadSlice(*fold.signal, range.from + done, n);
+            FoldNumbers(source_.data(), n, into + done, slotLength, fold);
         }
         done += n;
     }
@@ -161,10 +169,6 @@ void EdfSampleReader::FoldRecords(Range range, int64_t into, int64_t slotLength,
         const int64_t n = std::min(end, (record + 1) * samplesPerRecord_) - at;
         const int64_t place = into + (at - range.from);
         for (const EdfFold& fold : folds) {
-            if (recordsHeld_ == 0) {
-                FoldLost(n, place, slotLength, fold);
-                continue;
-            }
             const int64_t first = (record - firstRecord_) * header_.bytesPerRecord + fold.signal->sliceOffset;
             FoldNumbers(records_.data() + first / 2 + at % samplesPerRecord_, n, place, slotLength, fold);
         }

@@ -66,28 +66,22 @@ void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<cons
         const int64_t last = std::min(first + recordsAtOnce, (end - 1) / samplesPerRecord_ + 1);
         // One record more holds the right-hand partners of the last samples.
         const int64_t needed = interpolates ? std::min(last + 1, endRecord) : last;
-        const int64_t got = LoadRecords(first, needed - first);
-        const int64_t partEnd = std::min(end, std::min(last, first + got) * samplesPerRecord_);
-        if (partEnd <= at) {
-            for (const EdfPiece& piece : pieces)
-                std::fill(piece.to + (at - range.from), piece.to + range.count, 0.0f);
-            return;
-        }
+        LoadRecords(first, needed - first);
+        const int64_t partEnd = std::min(end, last * samplesPerRecord_);
         for (const EdfPiece& piece : pieces)
             TakeFromRecords({at, partEnd - at}, endRecord, piece, at - range.from);
         at = partEnd;
     }
 }
 
-int64_t EdfSampleReader::LoadRecords(int64_t first, int64_t count) {
-    const size_t numbers = static_cast<size_t>(count * header_.bytesPerRecord / 2);
+void EdfSampleReader::LoadRecords(int64_t first, int64_t count) {
+    const auto numbers = static_cast<size_t>(count * header_.bytesPerRecord / 2);
     if (records_.size() < numbers) records_.resize(numbers);
-    const size_t got =
-        file_.ReadAt(static_cast<uint64_t>(header_.headerLength + first * header_.bytesPerRecord),
-                     std::as_writable_bytes(std::span(records_).first(numbers)));
+    recordsHeld_ = 0;
+    ReadWhole(file_, static_cast<uint64_t>(header_.headerLength + first * header_.bytesPerRecord),
+              std::as_writable_bytes(std::span(records_).first(numbers)));
     firstRecord_ = first;
-    recordsHeld_ = static_cast<int64_t>(got) / header_.bytesPerRecord;
-    return recordsHeld_;
+    recordsHeld_ = count;
 }
 
 // Calls fetch(record, first sample in its slice, number, place in the sequence) for each record that holds a
@@ -149,8 +143,8 @@ void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece&
                     header_.headerLength + record * header_.bytesPerRecord + signal.sliceOffset + 2 * inSlice;
                 const auto numbers =
                     std::span(source_).subspan(static_cast<size_t>(to), static_cast<size_t>(n));
-                return static_cast<int64_t>(
-                    file_.ReadAt(static_cast<uint64_t>(offset), std::as_writable_bytes(numbers)) / 2);
+                ReadWhole(file_, static_cast<uint64_t>(offset), std::as_writable_bytes(numbers));
+                return n;
             });
         Interpolate(part, endRecord, signal, got, piece.to + (at - range.from));
         at += part.count;

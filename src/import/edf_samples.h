@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
-#include "host/file_system.h"
 #include "document/data_doc.h"
+#include "host/file_system.h"
 #include "import/edf_header.h"
 
 namespace kymora {
@@ -58,14 +58,16 @@ class EdfSampleReader {
     void ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces);
     void TakeFromRecords(Range part, int64_t endRecord, const EdfPiece& piece, int64_t offset);
     void ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece);
-    int64_t LoadRecords(int64_t first, int64_t count);
+    void LoadRecords(int64_t first, int64_t count);
     template <typename Fetch>
     int64_t Gather(const EdfSignal& signal, int64_t source, int64_t count, Fetch fetch);
     void Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available, float* to);
     Range SourceOf(Range part, int64_t endRecord, const EdfSignal& signal) const;
 
     // edf_folds.cpp
-    int64_t LoadSlice(const EdfSignal& signal, int64_t from, int64_t count);
+    void LoadSlice(const EdfSignal& signal, int64_t from, int64_t count);
+    void FoldAlone(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
+                   std::span<const EdfFold> folds);
     void FoldSlices(Range range, int64_t into, int64_t slotLength, std::span<const EdfFold> folds);
     void FoldRecords(Range range, int64_t into, int64_t slotLength, std::span<const EdfFold> folds);
     void FoldSlower(Range range, int64_t endRecord, int64_t into, int64_t slotLength,

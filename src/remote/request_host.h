@@ -19,6 +19,7 @@ class RequestHost : public Host {
     RequestHost(Host& person, FileSystem& files, const Json& request);
 
     void Message(std::string_view text, std::string_view title) override;
+    void Failure(std::string_view text) override { Blame(std::string(text)); }
     bool Confirm(std::string_view text, std::string_view title) override;
     bool Notice(std::string_view key, std::string_view title, std::string_view text) override;
     bool NoticeWithCancel(std::string_view key, std::string_view title, std::string_view text) override;
@@ -32,7 +33,7 @@ class RequestHost : public Host {
 
     // "messages", "questions", "forms" and "texts", each only when there is one.
     void Report(Json& answer) const;
-    // Why an answer of the request did not fit; empty when all did.
+    // Why an answer of the request did not fit, or what could not be done; empty when all went well.
     const std::string& Fault() const { return fault_; }
     // What was said, in one text, as the reason of a failure.
     std::string AllMessages() const;

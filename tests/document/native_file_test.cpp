@@ -204,6 +204,24 @@ TEST_F(NativeFile, VersionsOutOfRangeAreToldAndEndClearly) {
     EXPECT_EQ(host.messages.size(), 1u);
 }
 
+// What another program cut off while the file was open is no run of zeros, in no layout.
+TEST_F(NativeFile, SamplesThatAreLostWhileItIsOpenAreAnError) {
+    for (const int v : {21, 48}) {
+        SCOPED_TRACE(v);
+        NativeRecipe recipe;
+        recipe.version = v;
+        const auto doc = OpenBuilt(recipe);
+        ASSERT_TRUE(doc);
+        std::vector<float> values(static_cast<size_t>(doc->GetLength()));
+        EXPECT_NO_THROW(doc->ReadBlock(0, 0, values));
+        const auto samplesAt = v == 48 ? doc->traceFileOffset[0] : static_cast<uint64_t>(doc->dataStart);
+        files.Bytes(path).resize(samplesAt + 8);
+        EXPECT_THROW(doc->ReadBlock(0, 0, values), FileError);
+        EXPECT_THROW(SaveAs(*doc, "/copy.kymr-dat"), FileError);
+        EXPECT_FALSE(files.Stamp("/copy.kymr-dat"));
+    }
+}
+
 // A file cut off anywhere is refused with a message: never half read.
 TEST_F(NativeFile, TruncationAnywhereIsRefused) {
     for (const int v : {5, 6, 12, 21, 22, 36, 48}) {

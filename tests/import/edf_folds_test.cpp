@@ -95,7 +95,7 @@ TEST_F(EdfFoldTest, LeaveGapsOut) {
     ExpectFolds(*doc, 100);
 }
 
-TEST_F(EdfFoldTest, AFileThatLostItsEndReadsAsZeros) {
+TEST_F(EdfFoldTest, WhatTheFileHasLostIsAnErrorAndNotZeros) {
     EdfBuilder builder;
     builder.recordCount = 6;
     builder.Add(Noise(100, 6, 9)).Add(Noise(20, 6, 10));
@@ -103,10 +103,12 @@ TEST_F(EdfFoldTest, AFileThatLostItsEndReadsAsZeros) {
     const auto doc = Open(bytes);
     ASSERT_TRUE(doc);
     files.Open("/x.edf", OpenMode::readWrite)->Truncate(bytes.size() - 3 * 240);
-    const std::vector<float> values = All(*doc, 1);
-    EXPECT_EQ(values[350], 0.0f);
-    EXPECT_EQ(values[599], 0.0f);
-    ExpectFolds(*doc, 40);
+    std::vector<float> values(300);
+    EXPECT_NO_THROW(doc->ReadBlock(0, 0, values));
+    for (const int trace : {0, 1}) EXPECT_THROW(doc->ReadBlock(trace, 350, {values.data(), 50}), FileError);
+    std::vector<float> low(2, 1e9f), high(2, -1e9f);
+    const TraceFold fold{0, low, high, {}};
+    EXPECT_THROW(doc->FoldBlocks(250, 200, {0, 100}, {&fold, 1}), FileError);
 }
 
 TEST_F(EdfFoldTest, ReopeningSettingsNameTheChoice) {

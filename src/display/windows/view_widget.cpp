@@ -137,11 +137,16 @@ void ViewWidget::ApplyColours() {
 }
 
 void ViewWidget::ShowTimes() {
-    startEdit_->setText(QString::fromStdString(view_.StartText()));
-    endEdit_->setText(QString::fromStdString(view_.EndText()));
-    timebaseEdit_->setText(QString::fromStdString(view_.TimebaseText()));
+    // A box that is being typed in keeps its text: the viewport may change under it when a long reading ends.
+    const auto show = [](QLineEdit* edit, const std::string& text) {
+        if (edit->isModified() && edit->hasFocus()) return;
+        edit->setText(QString::fromStdString(text));
+        edit->setCursorPosition(0);
+    };
+    show(startEdit_, view_.StartText());
+    show(endEdit_, view_.EndText());
+    show(timebaseEdit_, view_.TimebaseText());
     timebaseUnit_->setText(QString::fromStdString(view_.TimebaseUnitText()));
-    for (QLineEdit* edit : {startEdit_, endEdit_, timebaseEdit_}) edit->setCursorPosition(0);
     PlaceEdits();
 }
 
