@@ -9,6 +9,7 @@ namespace kymora {
 namespace {
 
 constexpr int binsPerPoll = 40;
+constexpr size_t stretchesAtOnce = 1024;
 // Shorter bins that do not begin with a block would have to be read almost whole, in small pieces.
 constexpr int worthwhileShift = 3;
 
@@ -137,11 +138,11 @@ bool SummaryReader::ReadTrace(int trace, Progress* progress) {
     };
     for (size_t bin = 0; bin < bins_.size(); ++bin) JoinWholeBlocks(trace, bin);
     for (size_t bin = 0; bin <= bins_.size(); ++bin) {
-        if (bin % binsPerPoll == 0) {
+        if (wanted_.size() >= stretchesAtOnce) {
             folder_.FoldStretches(trace, wanted_);
             wanted_.clear();
-            if (!goOn(bin)) return false;
         }
+        if (!goOn(bin)) return false;
         WantEdge(trace, bin);
     }
     folder_.FoldStretches(trace, wanted_);

@@ -17,6 +17,7 @@ constexpr int64_t numbersAtOnce = 1 << 16;  // of one signal: they stay in a pro
 constexpr int64_t closeTogether = 6000;     // samples; a call costs about as much as reading so many
 constexpr int64_t recordBytesAtOnce = 1 << 18;
 constexpr int64_t samplesWorthAThread = 1 << 18;
+constexpr size_t stretchesWorthAThread = 512;
 
 struct NumberRange {
     int16_t low, high;
@@ -106,8 +107,22 @@ void EdfSampleReader::FoldAlone(int64_t from, int64_t count, int64_t endRecord, 
     }
 }
 
+// Many stretches are folded in two halves, one of them by a second reader on a thread of its own.
 void EdfSampleReader::FoldStretches(const EdfSignal& signal, double gain,
                                     std::span<const FoldStretch> stretches) {
+    if (stretches.size() < stretchesWorthAThread) return FoldStretchesAlone(signal, gain, stretches);
+    size_t half = stretches.size() / 2;
+    // Both ends of a bin stay together.
+    while (half < stretches.size() && stretches[half].low == stretches[half - 1].low) ++half;
+    EdfSampleReader other(file_, header_, samplesPerRecord_);
+    auto rest = std::async(std::launch::async,
+                           [&] { other.FoldStretchesAlone(signal, gain, stretches.subspan(half)); });
+    FoldStretchesAlone(signal, gain, stretches.first(half));
+    rest.get();
+}
+
+void EdfSampleReader::FoldStretchesAlone(const EdfSignal& signal, double gain,
+                                         std::span<const FoldStretch> stretches) {
     int64_t held = 0, heldEnd = 0;  // what stands in source_
     for (size_t i = 0; i < stretches.size(); ++i) {
         const FoldStretch& stretch = stretches[i];

@@ -66,6 +66,7 @@ class EdfSampleReader {
 
     // edf_folds.cpp
     void LoadSlice(const EdfSignal& signal, int64_t from, int64_t count);
+    void FoldStretchesAlone(const EdfSignal& signal, double gain, std::span<const FoldStretch> stretches);
     void FoldAlone(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
                    std::span<const EdfFold> folds);
     void FoldSlices(Range range, int64_t into, int64_t slotLength, std::span<const EdfFold> folds);

@@ -84,6 +84,36 @@ TEST_F(EdfFoldTest, EqualTheValuesReadFromLongRecordsSliceBySlice) {
     ExpectFolds(*doc, 20);
 }
 
+// Both ends of a bin are stretches of their own, and many of them are folded on two threads.
+TEST_F(EdfFoldTest, ManyStretchesGiveTheExtremesOfTheirSamples) {
+    EdfBuilder builder;
+    builder.recordCount = 50;
+    builder.Add(Noise(1000, 50, 12));
+    const auto doc = Open(builder);
+    ASSERT_TRUE(doc);
+    constexpr size_t bins = 801;
+    std::vector<float> low(bins, FLT_MAX), high(bins, -FLT_MAX);
+    std::vector<uint8_t> active(bins, 0);
+    std::vector<FoldStretch> stretches;
+    for (size_t b = 0; b < bins; ++b)
+        for (const int64_t from : {static_cast<int64_t>(b) * 62 + 3, static_cast<int64_t>(b) * 62 + 40})
+            stretches.push_back({from, 9 + static_cast<int64_t>(b % 7), &low[b], &high[b], &active[b]});
+    ASSERT_TRUE(doc->FoldStretches(0, stretches));
+    std::vector<float> values(static_cast<size_t>(doc->GetLength()));
+    doc->ReadBlock(0, 0, values);
+    for (size_t b = 0; b < bins; ++b) {
+        float least = FLT_MAX, greatest = -FLT_MAX;
+        for (const FoldStretch& stretch : std::span(stretches).subspan(2 * b, 2))
+            for (int64_t i = stretch.from; i < stretch.from + stretch.count; ++i) {
+                least = std::min(least, values[static_cast<size_t>(i)]);
+                greatest = std::max(greatest, values[static_cast<size_t>(i)]);
+            }
+        ASSERT_EQ(low[b], least) << b;
+        ASSERT_EQ(high[b], greatest) << b;
+        ASSERT_EQ(active[b], 1) << b;
+    }
+}
+
 TEST_F(EdfFoldTest, LeaveGapsOut) {
     EdfBuilder builder;
     builder.reserved = "EDF+D";
