@@ -73,7 +73,8 @@ TEST_F(ViewDragsTest, PanFollowsTheHandAndEscapePutsItBack) {
 }
 
 TEST_F(ViewDragsTest, FarZoomedOutALineFollowsAndTheReleaseMoves) {
-    view.reset();  // before its recording
+    window.reset();  // before its view, and that before its recording
+    view.reset();
     doc = Ramp(2, 100'000'000);
     doc->view.viewStart = 1e7;
     doc->view.viewEnd = 9e7;  // 100,000 ms a pixel
