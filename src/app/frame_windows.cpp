@@ -2,10 +2,12 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QImage>
 #include <QLabel>
 #include <QMessageBox>
 #include <QScreen>
 #include <QTextBrowser>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "app/main_frame.h"
@@ -16,6 +18,7 @@ namespace kymora {
 namespace {
 
 constexpr int helpColumns = 120;
+constexpr int pageMargin = 16;
 constexpr int helpLines = 38;
 
 // What the mouse does, which no table of commands tells.
@@ -67,22 +70,42 @@ void CMainFrame::TileInRows(bool horizontally) {
 
 // --- Help ---
 
+namespace {
+
+// Shows a page of the program's own, its pictures as wide as they find room.
+class PageBrowser : public QTextBrowser {
+  public:
+    PageBrowser(int pictureWidth, QWidget* parent) : QTextBrowser(parent), pictureWidth_(pictureWidth) {}
+
+    QVariant loadResource(int type, const QUrl& name) override {
+        if (type != QTextDocument::ImageResource) return QTextBrowser::loadResource(type, name);
+        const QImage picture(":/docs/pictures/" + name.fileName());
+        if (picture.width() <= pictureWidth_) return picture;
+        return picture.scaledToWidth(pictureWidth_, Qt::SmoothTransformation);
+    }
+
+  private:
+    int pictureWidth_;
+};
+
+}  // namespace
+
 void CMainFrame::OnHelpFirstSteps() {
     QFile page(":/docs/first-steps.md");
     if (!page.open(QIODevice::ReadOnly)) return;
     auto* dialog = new QDialog(this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowTitle(tr("First steps"));
-    auto* text = new QTextBrowser(dialog);
+    const int pageWidth = fontMetrics().averageCharWidth() * helpColumns;
+    auto* text = new PageBrowser(pageWidth - 4 * pageMargin, dialog);
     text->setObjectName("firstSteps");
     text->setOpenLinks(false);
-    text->document()->setDocumentMargin(16);
+    text->document()->setDocumentMargin(pageMargin);
     text->setMarkdown(QString::fromUtf8(page.readAll()));
     auto* column = new QVBoxLayout(dialog);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(text);
-    const QSize wanted(fontMetrics().averageCharWidth() * helpColumns,
-                       fontMetrics().lineSpacing() * helpLines);
+    const QSize wanted(pageWidth, fontMetrics().lineSpacing() * helpLines);
     dialog->resize(wanted.boundedTo(screen()->availableSize() * 8 / 10));
     dialog->show();
 }
