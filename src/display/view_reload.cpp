@@ -23,7 +23,7 @@ constexpr auto quickReadFromSummary = std::chrono::milliseconds(70);
 constexpr auto coarseLook = std::chrono::milliseconds(30);
 constexpr auto askAgain = std::chrono::milliseconds(5);
 // Samples of all traces; more cannot be read in that time.
-constexpr int64_t mostQuickSamples = 80'000'000;
+constexpr int64_t mostQuickSamples = 66'000'000;
 
 // Stops a reading that takes too long to wait for.
 class Deadline : public Progress {
