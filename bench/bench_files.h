@@ -9,10 +9,10 @@
 
 #include <unistd.h>
 
-#include "../fuzz/quiet_host.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
+#include "host/quiet_host.h"
 
 namespace kymora::bench {
 

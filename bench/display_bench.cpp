@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
     (void)argc;
     (void)argv;
 #endif
-    fuzz::QuietHost host;
+    QuietHost host;
     DiskFileSystem files;
     Session session(host, files);
     session.skipFileDetails = true;

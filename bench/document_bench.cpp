@@ -131,7 +131,7 @@ void Memory(Session& session) {
 
 int main() {
     using namespace kymora;
-    fuzz::QuietHost host;
+    QuietHost host;
     bench::CountingFiles files;
     Session session(host, files);
     const bench::Folder folder;

@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
     const auto path = folder / "bench.edf";
     WriteFile(path, static_cast<int>(megabytes * 1e6 / (2 * signalCount * samplesPerRecord)));
 
-    kymora::fuzz::QuietHost host;
+    kymora::QuietHost host;
     kymora::DiskFileSystem files;
     kymora::Session session(host, files);
     std::optional<kymora::CEDFDoc> doc;

@@ -187,7 +187,7 @@ class Program {
     }
 
   private:
-    fuzz::QuietHost host_;
+    QuietHost host_;
     CountingFiles files_;
     Session session_{host_, files_};
     SummaryService service_{files_, {SummaryFolder::OfUser()}};
@@ -374,7 +374,7 @@ void BenchEdf(const Folder& folder, int minutes) {
 void BenchNative(const Folder& folder, double gibibytes) {
     const auto path = folder / "long.kymr-dat";
     constexpr int traces = 4;
-    fuzz::QuietHost host;
+    QuietHost host;
     DiskFileSystem files;
     Session session(host, files);
     const auto length = static_cast<int64_t>(gibibytes * (1 << 30) / (4 * traces));

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "host/memory_file_system.h"
+#include "host/quiet_host.h"
 #include "import/edf_doc.h"
-#include "quiet_host.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ void CheckEvents(const kymora::CDataDoc& doc) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    kymora::fuzz::QuietHost host;
+    kymora::QuietHost host;
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);
     if (size % 2 == 1) session.importSettings["annotations"] = "separate";

@@ -7,7 +7,7 @@
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "host/memory_file_system.h"
-#include "quiet_host.h"
+#include "host/quiet_host.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ void WriteAgain(kymora::CDataDoc& doc, kymora::Session& session) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    kymora::fuzz::QuietHost host;
+    kymora::QuietHost host;
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);
     const auto* bytes = reinterpret_cast<const std::byte*>(data);

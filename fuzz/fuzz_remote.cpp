@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "host/memory_file_system.h"
-#include "quiet_host.h"
+#include "host/quiet_host.h"
 #include "remote/line_buffer.h"
 #include "remote/remote_session.h"
 
@@ -82,7 +82,7 @@ void Drive(kymora::RemoteSession& session, std::string_view text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    kymora::fuzz::QuietHost person;
+    kymora::QuietHost person;
     kymora::RemoteHost host(person);
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);

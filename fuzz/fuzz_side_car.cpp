@@ -4,7 +4,7 @@
 
 #include "document/side_car.h"
 #include "host/memory_file_system.h"
-#include "quiet_host.h"
+#include "host/quiet_host.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ class ForeignDoc : public kymora::CDataDoc {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    kymora::fuzz::QuietHost host;
+    kymora::QuietHost host;
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);
     const auto* bytes = reinterpret_cast<const std::byte*>(data);

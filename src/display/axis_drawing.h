@@ -13,7 +13,8 @@ void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts);
 // `showSelection` marks the axes that commands act on.
 void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection);
 
-// Where the text of a limit stands, and where a click on it is taken; empty where the band has no room for it.
+// Where the text of a limit stands, and where a click on it is taken; empty where the band has no room for
+// it.
 PixelRect LimitRect(const CKymoraView& view, int axis, bool isMax);
 
 // Number and label of each trace, at the top left of its band and in its colour.

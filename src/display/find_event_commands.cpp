@@ -16,17 +16,6 @@ namespace {
 // What a found event brought to its place may be off by, in samples: it is not found again.
 constexpr double placeTolerance = 1e-3;
 
-bool IsOf(const CEventKM& event, EventKind kind) {
-    switch (kind) {
-    case EventKind::tagged:
-        return event.eventTag != 0;
-    case EventKind::labelled:
-        return !event.eventLabel.empty();
-    default:
-        return true;
-    }
-}
-
 bool IsNextOf(const CEventKM& event, double position) { return event.onPosition > position + placeTolerance; }
 bool IsPrevOf(const CEventKM& event, double position) { return event.onPosition < position - placeTolerance; }
 
@@ -37,12 +26,12 @@ const CEventKM* FindNext(const CEventChan& chan, EventKind kind, double position
     if (chan.IsInOrder()) {
         auto at = std::partition_point(events.begin(), events.end(),
                                        [&](const CEventKM& e) { return !IsNextOf(e, position); });
-        at = std::find_if(at, events.end(), [kind](const CEventKM& e) { return IsOf(e, kind); });
+        at = std::find_if(at, events.end(), [kind](const CEventKM& e) { return IsOfKind(e, kind); });
         return at == events.end() ? nullptr : &*at;
     }
     const CEventKM* found = nullptr;
     for (const CEventKM& event : events)
-        if (IsNextOf(event, position) && IsOf(event, kind) &&
+        if (IsNextOf(event, position) && IsOfKind(event, kind) &&
             (!found || event.onPosition < found->onPosition))
             found = &event;
     return found;
@@ -55,12 +44,12 @@ const CEventKM* FindPrev(const CEventChan& chan, EventKind kind, double position
         const auto behind = std::partition_point(events.begin(), events.end(),
                                                  [&](const CEventKM& e) { return IsPrevOf(e, position); });
         const auto at = std::find_if(std::make_reverse_iterator(behind), events.rend(),
-                                     [kind](const CEventKM& e) { return IsOf(e, kind); });
+                                     [kind](const CEventKM& e) { return IsOfKind(e, kind); });
         return at == events.rend() ? nullptr : &*at;
     }
     const CEventKM* found = nullptr;
     for (const CEventKM& event : events)
-        if (IsPrevOf(event, position) && IsOf(event, kind) &&
+        if (IsPrevOf(event, position) && IsOfKind(event, kind) &&
             (!found || event.onPosition > found->onPosition))
             found = &event;
     return found;

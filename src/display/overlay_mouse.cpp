@@ -148,7 +148,8 @@ constexpr MouseMode modes[] = {
      OnAnnotation<DeleteAnnotation>},
     {mouseEditAnnotation, "Click the annotation to edit. ESC = cancel.", CursorShape::cross,
      OnAnnotation<Edit>},
-    {mouseDeleteScaleBar, "Click the vertical scale bar to delete. ESC = cancel.", CursorShape::cross, DeleteBar},
+    {mouseDeleteScaleBar, "Click the vertical scale bar to delete. ESC = cancel.", CursorShape::cross,
+     DeleteBar},
 };
 
 }  // namespace

@@ -132,7 +132,8 @@ void SummaryService::ReadChunks(Entry& entry, CDataDoc& doc, std::span<const int
                                 bool withHelper) {
     SummaryBuilder& builder = *entry.builder;
     const auto readEvery = [&](CDataDoc& from, size_t first, size_t step) {
-        for (size_t i = first; i < chunks.size() && !entry.stop; i += step) builder.ReadChunk(from, chunks[i]);
+        for (size_t i = first; i < chunks.size() && !entry.stop; i += step)
+            builder.ReadChunk(from, chunks[i]);
     };
     CDataDoc* second = nullptr;
     if (withHelper && entry.opensQuickly && chunks.size() > 1 && std::thread::hardware_concurrency() > 1) {

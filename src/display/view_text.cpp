@@ -7,26 +7,13 @@
 
 #include "archive/text_encoding.h"
 #include "document/native_writer.h"
+#include "document/text_table.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr int64_t pieceLines = 8192;
-
-// As "%f" writes it in the C locale.
-void AppendFixed(std::string& to, double value) {
-    char text[400];  // the largest number has 309 digits before the point
-    if (std::isnan(value))
-        to += "nan";
-    else if (std::isinf(value))
-        to += value > 0 ? "inf" : "-inf";
-    else
-        to.append(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr);
-}
-
-// A label must not break the columns.
-std::string CellText(std::string_view label) { return OneLine(label); }
 
 // The sample at a time, or the next one in a direction; the noise of a division does not make a step.
 int64_t SampleAt(double timeMs, double intervalMs, bool up) {

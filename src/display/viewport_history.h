@@ -1,6 +1,6 @@
 #pragma once
-// The viewports that were shown before, so that a zoom or a jump can be taken back. Scrolling on and on is one
-// step: the way back leads to where it began.
+// The viewports that were shown before, so that a zoom or a jump can be taken back. Scrolling on and on is
+// one step: the way back leads to where it began.
 
 #include <optional>
 #include <vector>

@@ -150,8 +150,8 @@ struct FoldSlots {
     int64_t length = 1;
 };
 
-// Where the lowest and highest samples of each slot of one trace go. They are widened, so they begin at FLT_MAX
-// and -FLT_MAX. `active` may be empty; otherwise a slot with a valid sample becomes 1.
+// Where the lowest and highest samples of each slot of one trace go. They are widened, so they begin at
+// FLT_MAX and -FLT_MAX. `active` may be empty; otherwise a slot with a valid sample becomes 1.
 struct TraceFold {
     int trace = 0;
     std::span<float> low, high;

@@ -6,30 +6,12 @@
 
 #include "archive/text_encoding.h"
 #include "document/native_writer.h"
+#include "document/text_table.h"
 
 namespace kymora {
 namespace {
 
 constexpr int64_t blockRows = 16384;
-
-// As "%f" writes it in the C locale.
-void AppendFixed(std::string& to, double value) {
-    char text[400];  // the largest number has 309 digits before the point
-    if (std::isnan(value))
-        to += "nan";
-    else if (std::isinf(value))
-        to += value > 0 ? "inf" : "-inf";
-    else
-        to.append(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr);
-}
-
-// A label in a heading must not break the columns.
-std::string CellText(std::string_view text) {
-    std::string cell(text);
-    for (char& c : cell)
-        if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-    return ToDisplayText(cell);
-}
 
 std::string WithPlainLineEnds(std::string_view text) {
     std::string plain;

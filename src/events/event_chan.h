@@ -64,6 +64,7 @@ struct DetectionParameters {
 };
 
 enum class EventKind { all = 0, tagged = 1, labelled = 2 };
+bool IsOfKind(const CEventKM& event, EventKind kind);
 
 // What the check after a load found; see CEventChan::Load.
 enum class EventOrderFault { none, negativePosition, outOfOrder };

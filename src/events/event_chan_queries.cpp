@@ -3,7 +3,6 @@
 #include "events/event_chan.h"
 
 namespace kymora {
-namespace {
 
 bool IsOfKind(const CEventKM& event, EventKind kind) {
     switch (kind) {
@@ -15,6 +14,8 @@ bool IsOfKind(const CEventKM& event, EventKind kind) {
         return true;
     }
 }
+
+namespace {
 
 // Gathers distances in samples, which may exceed what a position can hold.
 class RangeSum {

@@ -10,8 +10,10 @@ namespace kymora {
 
 class QuietHost : public Host {
   public:
+    // Long operations run to their end.
+    QuietHost() = default;
     // Long operations end soon after `stop` becomes true. It must outlive the host.
-    explicit QuietHost(const std::atomic<bool>& stop) : stop_(stop) {}
+    explicit QuietHost(const std::atomic<bool>& stop) : stop_(&stop) {}
 
     void Message(std::string_view, std::string_view) override {}
     bool Confirm(std::string_view, std::string_view) override { return false; }
@@ -26,14 +28,14 @@ class QuietHost : public Host {
   private:
     class Stoppable : public Progress {
       public:
-        explicit Stoppable(const std::atomic<bool>& stop) : stop_(stop) {}
-        bool Update(uint64_t) override { return !stop_; }
+        explicit Stoppable(const std::atomic<bool>* stop) : stop_(stop) {}
+        bool Update(uint64_t) override { return !stop_ || !*stop_; }
 
       private:
-        const std::atomic<bool>& stop_;
+        const std::atomic<bool>* stop_;
     };
 
-    const std::atomic<bool>& stop_;
+    const std::atomic<bool>* stop_ = nullptr;
 };
 
 }  // namespace kymora

@@ -159,7 +159,9 @@ DocumentMaker DocumentTemplate::Maker() const { return MakerOf(className); }
 
 std::span<const DocumentTemplate> DocumentTemplates() { return templates; }
 
-std::string OpenFilter() { return fmt::format("All recognised types|{}|{}|", allPatterns, SingleFilters(false)); }
+std::string OpenFilter() {
+    return fmt::format("All recognised types|{}|{}|", allPatterns, SingleFilters(false));
+}
 
 std::string ConvertibleFilter() {
     std::string patterns;

@@ -18,7 +18,7 @@ PROGRAM = sys.argv[1]
 
 
 def png_size(png):
-    """Width and height in the first chunk of a PNG (its specification, 11.2.2)."""
+    """Width and height, which the first chunk of a PNG holds as two big-endian numbers."""
     assert png[:8] == b"\x89PNG\r\n\x1a\n" and png[12:16] == b"IHDR"
     return struct.unpack(">II", png[16:24])
 

@@ -65,6 +65,22 @@ class ViewReloadTest : public ::testing::Test {
         return {temp.Path() / "cache", uint64_t{1} << 30, 1000, uint64_t{64} << 20};
     }
 
+    // A long recording with the service of its summaries, and a view in a window from 0 to `endMs`, or of
+    // all.
+    struct Scene {
+        explicit Scene(ViewReloadTest& test, double endMs = 0.0)
+            : doc(test.LongRecording()), service(test.disk, test.Settings()), view(*doc) {
+            test.session.summaries = &service;
+            view.SetWindow(&test.window);
+            view.OnSize(800, 400);
+            complete = view.OnInitialUpdate(Viewport{0.0, endMs > 0.0 ? endMs : doc->GetEndTime()});
+        }
+        std::unique_ptr<CDataDoc> doc;
+        SummaryService service;
+        CKymoraView view;
+        bool complete = false;
+    };
+
     static bool WaitForExact(CKymoraView& view) {
         for (int i = 0; i < 20000 && view.IsReloading(); ++i) {
             view.PollReload();
@@ -87,14 +103,9 @@ class ViewReloadTest : public ::testing::Test {
 };
 
 TEST_F(ViewReloadTest, ShowsACoarsePictureAndThenTheExactOne) {
-    const auto doc = LongRecording();
-    ASSERT_TRUE(doc);
-    SummaryService service(disk, Settings());
-    session.summaries = &service;
-    CKymoraView view(*doc);
-    view.SetWindow(&window);
-    view.OnSize(800, 400);
-    ASSERT_TRUE(view.OnInitialUpdate(Viewport{0.0, 100.0}));
+    Scene scene(*this, 100.0);
+    CKymoraView& view = scene.view;
+    ASSERT_TRUE(scene.complete);
     EXPECT_FALSE(view.IsReloading());
     host.progress.clear();
     view.ShowAll();
@@ -109,22 +120,17 @@ TEST_F(ViewReloadTest, ShowsACoarsePictureAndThenTheExactOne) {
     EXPECT_EQ(view.m_axes[0].m_dMax, 6.0);  // scaled again, by the exact bins
 
     // The summary is there: nothing needs to be waited for any more.
-    for (int i = 0; i < 20000 && !service.Find(*doc); ++i)
+    for (int i = 0; i < 20000 && !scene.service.Find(*scene.doc); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    view.ChangeViewport({1234.5, 40'000'000.0 * doc->sampleInterval});
+    view.ChangeViewport({1234.5, 40'000'000.0 * scene.doc->sampleInterval});
     EXPECT_FALSE(view.IsReloading());
     ExpectExact(view);
 }
 
 TEST_F(ViewReloadTest, CancelPutsTheLastExactViewBack) {
-    const auto doc = LongRecording();
-    ASSERT_TRUE(doc);
-    SummaryService service(disk, Settings());
-    session.summaries = &service;
-    CKymoraView view(*doc);
-    view.SetWindow(&window);
-    view.OnSize(800, 400);
-    ASSERT_TRUE(view.OnInitialUpdate(Viewport{0.0, 100.0}));
+    Scene scene(*this, 100.0);
+    CKymoraView& view = scene.view;
+    ASSERT_TRUE(scene.complete);
     const double end = view.GetFileEnd();
     view.ShowAll();
     view.ChangeViewport({end * 0.05, end});  // and on, while it is still being read
@@ -137,50 +143,32 @@ TEST_F(ViewReloadTest, CancelPutsTheLastExactViewBack) {
 }
 
 TEST_F(ViewReloadTest, CancelOfTheFirstReadingShowsAShortStretch) {
-    const auto doc = LongRecording();
-    ASSERT_TRUE(doc);
-    SummaryService service(disk, Settings());
-    session.summaries = &service;
-    CKymoraView view(*doc);
-    view.SetWindow(&window);
-    view.OnSize(800, 400);
-    ASSERT_TRUE(view.OnInitialUpdate(Viewport{0.0, doc->GetEndTime()}));
+    Scene scene(*this);
+    CKymoraView& view = scene.view;
+    ASSERT_TRUE(scene.complete);
     ASSERT_TRUE(view.IsReloading());
     view.CancelReload();
-    EXPECT_EQ(view.GetViewport(), (Viewport{0.0, doc->TimeOf(1000)}));
+    EXPECT_EQ(view.GetViewport(), (Viewport{0.0, scene.doc->TimeOf(1000)}));
     ExpectExact(view);
 }
 
 TEST_F(ViewReloadTest, PicturesThatLeaveTheWindowAreExact) {
-    const auto doc = LongRecording();
-    ASSERT_TRUE(doc);
-    SummaryService service(disk, Settings());
-    session.summaries = &service;
-    CKymoraView view(*doc);
-    view.SetWindow(&window);
-    view.OnSize(800, 400);
-    view.OnInitialUpdate(Viewport{0.0, doc->GetEndTime()});
+    Scene scene(*this);
+    CKymoraView& view = scene.view;
     view.FinishReload();
     ExpectExact(view);
     EXPECT_FALSE(view.IsReloading());
 
-    CKymoraView unseen(*doc);  // as a picture file uses it
+    CKymoraView unseen(*scene.doc);  // as a picture file uses it
     unseen.OnSize(800, 400);
-    ASSERT_TRUE(unseen.OnInitialUpdate(Viewport{0.0, doc->GetEndTime()}));
+    ASSERT_TRUE(unseen.OnInitialUpdate(Viewport{0.0, scene.doc->GetEndTime()}));
     ExpectExact(unseen);
 }
 
 TEST_F(ViewReloadTest, ClosesWhileItIsRead) {
     for (int i = 0; i < 5; ++i) {
-        const auto doc = LongRecording();
-        ASSERT_TRUE(doc);
-        SummaryService service(disk, Settings());
-        session.summaries = &service;
         {
-            CKymoraView view(*doc);
-            view.SetWindow(&window);
-            view.OnSize(800, 400);
-            view.OnInitialUpdate(Viewport{0.0, doc->GetEndTime()});
+            Scene scene(*this);
             std::this_thread::sleep_for(std::chrono::milliseconds(3 * i));
         }
         session.summaries = nullptr;
@@ -188,14 +176,8 @@ TEST_F(ViewReloadTest, ClosesWhileItIsRead) {
 }
 
 TEST_F(ViewReloadTest, AChangedFileIsReadPlainly) {
-    const auto doc = LongRecording();
-    ASSERT_TRUE(doc);
-    SummaryService service(disk, Settings());
-    session.summaries = &service;
-    CKymoraView view(*doc);
-    view.SetWindow(&window);
-    view.OnSize(800, 400);
-    view.OnInitialUpdate(Viewport{0.0, 100.0});
+    Scene scene(*this, 100.0);
+    CKymoraView& view = scene.view;
     std::filesystem::last_write_time(temp / "long.kymr-dat", std::filesystem::file_time_type::clock::now());
     view.ShowAll();
     EXPECT_TRUE(WaitForExact(view));

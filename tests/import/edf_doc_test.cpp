@@ -175,8 +175,7 @@ TEST_F(EdfTest, SignalsAreChosenLikeCheckMarks) {
     EXPECT_EQ(refusal("1-17"),
               "Kymora can handle a maximum of 16 data traces. Please deselect at least 1 channels.");
     EXPECT_EQ(refusal(" ,"), "You need at least 1 data trace selected.");
-    for (const char* wrong :
-         {"abc", "0", "19", "1-", "-1", "1-999999999", "2x", "99999999999999999999"})
+    for (const char* wrong : {"abc", "0", "19", "1-", "-1", "1-999999999", "2x", "99999999999999999999"})
         EXPECT_NE(refusal(wrong).find("\"signals\""), std::string::npos) << wrong;
 }
 
