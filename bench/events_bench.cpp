@@ -1,8 +1,8 @@
 // Event rows: a repaint with a million events in view, and what the mouse and the edits cost among them.
 
 #include "bench_files.h"
-#include "display/event_editing.h"
-#include "display/event_rows.h"
+#include "display/events/event_editing.h"
+#include "display/events/event_rows.h"
 #include "display/picture.h"
 #include "output/cairo_device.h"
 

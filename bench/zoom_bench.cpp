@@ -20,7 +20,7 @@
 #include "bench_files.h"
 #include "display/kymora_view.h"
 #include "display/picture.h"
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "import/open_document.h"
 #include "output/cairo_device.h"
 

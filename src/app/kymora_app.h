@@ -2,7 +2,7 @@
 // The application object of the desktop: it owns what is global and keeps the options between sessions.
 
 #include "app/desktop_host.h"
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "host/disk_file_system.h"
 #include "host/session.h"
 #include "remote/remote_host.h"

@@ -9,7 +9,7 @@
 
 #include "app/child_frame.h"
 #include "app/frame_commands.h"
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "host/recent_files.h"
 #include "host/session.h"
 #include "import/open_document.h"

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "display/number_text.h"
-#include "display/overlay_fonts.h"
+#include "display/overlays/overlay_fonts.h"
 #include "display/trace_drawing.h"
 
 namespace kymora {

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include "display/event_editing.h"
-#include "display/event_forms.h"
-#include "display/event_rows.h"
-#include "display/event_text.h"
+#include "display/events/event_editing.h"
+#include "display/events/event_forms.h"
+#include "display/events/event_rows.h"
+#include "display/events/event_text.h"
 #include "document/lists.h"
 
 namespace kymora {

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "display/bins.h"
+#include "display/summaries/bins.h"
 
 namespace kymora {
 

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include "display/number_text.h"
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "display/trace_format.h"
 #include "display/view_reload.h"
 

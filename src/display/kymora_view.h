@@ -10,11 +10,11 @@
 #include <string_view>
 #include <vector>
 
-#include "display/datum_lines.h"
 #include "display/display_cache.h"
-#include "display/event_summary.h"
+#include "display/events/event_summary.h"
 #include "display/layout.h"
 #include "display/mouse.h"
+#include "display/overlays/datum_lines.h"
 #include "display/text_sizes.h"
 #include "display/view_settings.h"
 #include "display/viewport_history.h"

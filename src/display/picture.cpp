@@ -1,8 +1,8 @@
 #include "display/picture.h"
 
 #include "display/axis_drawing.h"
-#include "display/event_rows.h"
-#include "display/overlay_drawing.h"
+#include "display/events/event_rows.h"
+#include "display/overlays/overlay_drawing.h"
 #include "display/trace_drawing.h"
 
 namespace kymora {

@@ -6,9 +6,9 @@
 #include <chrono>
 #include <thread>
 
-#include "display/coarse_bins.h"
 #include "display/kymora_view.h"
-#include "display/summary_bins.h"
+#include "display/summaries/coarse_bins.h"
+#include "display/summaries/summary_bins.h"
 
 namespace kymora {
 

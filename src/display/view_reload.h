@@ -2,7 +2,7 @@
 // What a view remembers while another thread reads the bins of its viewport.
 
 #include "display/display_cache.h"
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "display/viewport_history.h"
 
 namespace kymora {

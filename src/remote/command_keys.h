@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "display/commands.h"
+#include "display/commands/commands.h"
 
 namespace kymora {
 

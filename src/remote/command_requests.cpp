@@ -3,7 +3,7 @@
 #include <array>
 
 #include "archive/text_encoding.h"
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "remote/command_keys.h"
 #include "remote/remote_requests.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "remote/command_keys.h"
 #include "remote/remote_requests.h"
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "document/data_doc.h"
 #include "remote/remote_colour.h"
 #include "remote/remote_requests.h"

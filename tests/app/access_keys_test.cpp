@@ -3,7 +3,7 @@
 #include <QMenuBar>
 
 #include "app/frame_commands.h"
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "frame_fixture.h"
 
 namespace kymora::test {

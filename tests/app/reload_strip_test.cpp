@@ -9,7 +9,7 @@
 #include <QPushButton>
 #include <QTest>
 
-#include "display/summary_service.h"
+#include "display/summaries/summary_service.h"
 #include "display/windows/view_widget.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"

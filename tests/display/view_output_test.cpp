@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "display/view_text.h"
 #include "support/faulty_file_system.h"
 #include "support/recording_window.h"

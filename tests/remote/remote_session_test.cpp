@@ -1,6 +1,6 @@
 #include "remote/remote_session.h"
 
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "remote/base64.h"
 #include "support/remote_fixture.h"
 

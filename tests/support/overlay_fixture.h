@@ -3,8 +3,8 @@
 // in view, so that a pixel is 1.25 ms. Of two traces the first has the rows 20 to 250 for 1000 to -1000, the
 // second the rows 270 to 500.
 
-#include "display/commands.h"
-#include "display/overlay_drawing.h"
+#include "display/commands/commands.h"
+#include "display/overlays/overlay_drawing.h"
 #include "support/recording_device.h"
 #include "support/view_fixture.h"
 

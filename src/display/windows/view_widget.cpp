@@ -12,7 +12,7 @@
 #include <QWheelEvent>
 #include <cmath>
 
-#include "display/overlay_fonts.h"
+#include "display/overlays/overlay_fonts.h"
 #include "display/picture.h"
 #include "display/windows/painter_device.h"
 #include "display/windows/reload_strip.h"

@@ -7,7 +7,7 @@
 #include <QLineEdit>
 #include <QWidget>
 
-#include "display/commands.h"
+#include "display/commands/commands.h"
 #include "display/kymora_view.h"
 #include "display/windows/limit_edit.h"
 

@@ -1,0 +1,59 @@
+#pragma once
+// The parts of the table of commands, in the order of the menus, and what their entries are made of.
+
+#include <vector>
+
+#include "display/commands/commands.h"
+
+namespace kymora {
+
+using CommandTable = std::vector<Command>;
+
+CommandTable EditCommands();
+CommandTable NavigationCommands();  // with Zoom
+CommandTable GainCommands();
+CommandTable ViewCommandTable();
+CommandTable FindCommands();
+CommandTable FindEventCommands();  // at the end of FindCommands
+CommandTable CursorCommands();
+CommandTable OverlayCommands();  // markers, annotations and scale bars
+CommandTable EventCommands();
+CommandTable OutputCommands();
+
+namespace commands {
+
+inline constexpr bool group = true;
+
+inline bool HasAxes(const CKymoraView& view) { return view.m_fDataArea > 0.0f && view.m_nVisibleAxes > 0; }
+inline bool HasPlot(const CKymoraView& view) { return view.GetLayout().plot.Width() > 0; }
+
+// Runs an operation of the view.
+template <auto operation>
+void Run(const CommandContext& context) {
+    (context.view.*operation)();
+}
+
+// The same for an operation that takes "all axes" when Ctrl is held.
+template <void (CKymoraView::*operation)(bool)>
+void RunOnAxes(const CommandContext& context) {
+    (context.view.*operation)(context.ctrl);
+}
+
+template <bool ViewSettings::*member>
+bool IsOn(const CKymoraView& view) {
+    return view.*member;
+}
+
+template <int mode>
+void EnterMode(const CommandContext& context) {
+    context.view.SetMouseMode(context.view.m_nMouseMode == mode ? mouseNormal : mode);
+}
+
+template <int mode>
+bool IsInMode(const CKymoraView& view) {
+    return view.m_nMouseMode == mode;
+}
+
+}  // namespace commands
+
+}  // namespace kymora

@@ -1,0 +1,119 @@
+// The commands of cursors.
+
+#include "display/commands/command_tables.h"
+#include "display/overlays/cursor_forms.h"
+
+namespace kymora {
+
+using namespace commands;
+
+namespace {
+
+CDatumLines& Lines(const CommandContext& context) { return context.view.DatumLines(); }
+
+bool HasVert(const CKymoraView& view) { return view.DatumLines().VertCount() > 0; }
+bool HasHorz(const CKymoraView& view) { return view.DatumLines().HorzCount() > 0; }
+bool HasAny(const CKymoraView& view) { return HasVert(view) || HasHorz(view); }
+bool HasPlace(const CKymoraView& view) { return HasPlot(view) && view.GetLayout().plot.Height() > 0; }
+bool CanPlaceHorz(const CKymoraView& view) { return HasPlace(view) && HasAxes(view); }
+
+// At the mouse, or in the middle of the view.
+void AddVert(const CommandContext& context) {
+    const CKymoraView& view = context.view;
+    const int middle = view.TimeToPixel((view.m_StartTime + view.m_EndTime) / 2.0);
+    const bool atMouse = context.at && Lines(context).IsOnPlotX(context.at->x);
+    Lines(context).AddVertLine(atMouse ? context.at->x : middle);
+    view.Invalidate();
+}
+
+void AddHorz(const CommandContext& context) {
+    const PixelRect& plot = context.view.GetLayout().plot;
+    const bool atMouse = context.at && Lines(context).IsOnPlotY(context.at->y);
+    Lines(context).AddHorzLine(atMouse ? context.at->y : (plot.top + plot.bottom) / 2);
+    context.view.Invalidate();
+}
+
+// The cursor at the mouse, or the only one; otherwise the user clicks it.
+void DeleteVert(const CommandContext& context) {
+    int line = context.at ? Lines(context).VertLineAt(context.at->x, context.at->y) : -1;
+    if (Lines(context).VertCount() == 1) line = 0;
+    if (line < 0) return EnterMode<mouseDeleteVertCursor>(context);
+    Lines(context).DeleteVertLine(line);
+    context.view.Invalidate();
+}
+
+void DeleteHorz(const CommandContext& context) {
+    int line = context.at ? Lines(context).HorzLineAt(context.at->x, context.at->y) : -1;
+    if (Lines(context).HorzCount() == 1) line = 0;
+    if (line < 0) return EnterMode<mouseDeleteHorzCursor>(context);
+    Lines(context).DeleteHorzLine(line);
+    context.view.Invalidate();
+}
+
+template <void (CDatumLines::*operation)()>
+void OnLines(const CommandContext& context) {
+    (Lines(context).*operation)();
+    context.view.Invalidate();
+}
+
+template <void (*ask)(CKymoraView&)>
+void Ask(const CommandContext& context) {
+    ask(context.view);
+}
+
+bool AreCoupled(const CKymoraView& view) { return view.GetSession().coupledCursors; }
+void Couple(const CommandContext& context) {
+    bool& coupled = context.view.GetSession().coupledCursors;
+    coupled = !coupled;
+}
+
+template <bool CDatumLines::*member>
+bool Shows(const CKymoraView& view) {
+    return view.DatumLines().*member;
+}
+
+template <bool CDatumLines::*member>
+void ToggleDisplay(const CommandContext& context) {
+    Lines(context).*member = !(Lines(context).*member);
+    context.view.Invalidate();
+}
+
+bool ShowsNone(const CKymoraView& view) {
+    const CDatumLines& lines = view.DatumLines();
+    return !lines.m_bShowIDs && !lines.m_bShowTimes && !lines.m_bShowValues;
+}
+
+void ShowNone(const CommandContext& context) {
+    CDatumLines& lines = Lines(context);
+    lines.m_bShowIDs = lines.m_bShowTimes = lines.m_bShowValues = false;
+    context.view.Invalidate();
+}
+
+}  // namespace
+
+// clang-format off
+CommandTable CursorCommands() {
+    return {
+        {"cursor-add-vert", "&Cursors", "Add vert\tv", "Adds a vertical cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddVert},
+        {"cursor-multi-add-vert", "&Cursors", "MultiAdd vert", "Each click adds a vertical cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddVertCursors>, EnterMode<mouseAddVertCursors>},
+        {"cursor-place-at-time", "&Cursors", "Place at time", "Adds a vertical cursor at a time that you enter", HasPlace, nullptr, Ask<PlaceAtTime>},
+        {"cursor-add-horz", "&Cursors", "Add horz\th", "Adds a horizontal cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddHorz, group},
+        {"cursor-multi-add-horz", "&Cursors", "MultiAdd horz", "Each click adds a horizontal cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddHorzCursors>, EnterMode<mouseAddHorzCursors>},
+        {"cursor-place-at-voltage", "&Cursors", "Place at voltage", "Adds a horizontal cursor at a value of a trace that you enter", CanPlaceHorz, nullptr, Ask<PlaceAtVoltage>},
+        {"cursor-add-horz-relative", "&Cursors", "Add horz relative", "Adds a horizontal cursor at a level that is measured between two vertical cursors, or in the view", CanPlaceHorz, nullptr, Ask<AddHorzRelative>},
+        {"cursor-couple", "&Cursors", "Couple cursors", "All vertical cursors keep their distances when one of them is moved", nullptr, AreCoupled, Couple, group},
+        {"cursor-show-ids", "&Cursors/Numeric display ...", "IDs", "Shows the numbers of the cursors", nullptr, Shows<&CDatumLines::m_bShowIDs>, ToggleDisplay<&CDatumLines::m_bShowIDs>},
+        {"cursor-show-times", "&Cursors/Numeric display ...", "Vert times", "Shows the times of the vertical cursors", nullptr, Shows<&CDatumLines::m_bShowTimes>, ToggleDisplay<&CDatumLines::m_bShowTimes>},
+        {"cursor-show-values", "&Cursors/Numeric display ...", "Values", "Shows the values of the traces at the cursors", nullptr, Shows<&CDatumLines::m_bShowValues>, ToggleDisplay<&CDatumLines::m_bShowValues>},
+        {"cursor-show-none", "&Cursors/Numeric display ...", "None", "Shows the cursors without numbers", nullptr, ShowsNone, ShowNone},
+        {"cursor-reset-labels", "&Cursors", "Reset label positions", "Puts the numbers at the cursors back in their first places", HasAny, nullptr, OnLines<&CDatumLines::ResetLabelPositions>},
+        {"cursor-del-vert", "&Cursors", "Del vert", "Deletes the vertical cursor that you click next", HasVert, IsInMode<mouseDeleteVertCursor>, DeleteVert, group},
+        {"cursor-del-horz", "&Cursors", "Del horz", "Deletes the horizontal cursor that you click next", HasHorz, IsInMode<mouseDeleteHorzCursor>, DeleteHorz},
+        {"cursor-del-all-vert", "&Cursors", "Del all vert", "Deletes all vertical cursors", HasVert, nullptr, OnLines<&CDatumLines::DeleteAllVert>},
+        {"cursor-del-all-horz", "&Cursors", "Del all horz", "Deletes all horizontal cursors", HasHorz, nullptr, OnLines<&CDatumLines::DeleteAllHorz>},
+        {"cursor-del-all", "&Cursors", "Del all", "Deletes all cursors", HasAny, nullptr, OnLines<&CDatumLines::DeleteAll>},
+    };
+}
+// clang-format on
+
+}  // namespace kymora

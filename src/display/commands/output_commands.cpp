@@ -1,0 +1,110 @@
+// The commands that copy, save and print the view.
+
+#include "display/commands/command_tables.h"
+#include "display/plot_recording.h"
+#include "display/view_text.h"
+#include "document/native_writer.h"
+
+namespace kymora {
+
+using namespace commands;
+
+namespace {
+
+constexpr int64_t mostLinesToCopy = 5'000'000;
+constexpr const char* tooLongToCopyText =
+    "There are too many samples in view to copy them. Show less time, or save them as a text file.";
+
+bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
+bool HasTracesInWindow(const CKymoraView& view) { return HasWindow(view) && HasAxes(view); }
+bool HasPicture(const CKymoraView& view) { return view.GetLayout().width > 0 && view.GetLayout().height > 0; }
+
+// Where the command is from the menu or a key: the last place of the mouse on the plot, or its middle.
+Point PlaceOf(const CommandContext& context) {
+    const PixelRect& plot = context.view.GetLayout().plot;
+    for (const auto& place : {context.at, context.view.m_mouse})
+        if (place && plot.Contains(place->x, place->y)) return *place;
+    return {(plot.left + plot.right) / 2, (plot.top + plot.bottom) / 2};
+}
+
+void CopyTimeAndVoltage(const CommandContext& context) {
+    const Point place = PlaceOf(context);
+    context.view.Window()->CopyText(TimeAndVoltageText(context.view, place.x, place.y));
+}
+
+// Runs what may fail: a failure is told, a cancel is not.
+template <typename Action>
+void Try(const CKymoraView& view, const char* failure, Action action) {
+    try {
+        action();
+    } catch (const Cancelled&) {
+    } catch (const std::exception& error) {
+        view.GetSession().host.Failure(std::string(failure) + "\n" + error.what());
+    }
+}
+
+void CopyTraces(const CommandContext& context) {
+    CKymoraView& view = context.view;
+    Try(view, "The traces were not copied.", [&] {
+        const TraceText traces(view);
+        if (traces.LineCount() > mostLinesToCopy) return view.GetSession().host.Message(tooLongToCopyText);
+        std::string text;
+        traces.Write([&](std::string_view piece) { text += piece; });
+        view.Window()->CopyText(text);
+    });
+}
+
+void CopyBitmap(const CommandContext& context) { context.view.Window()->CopyPicture(); }
+void Print(const CommandContext& context) { context.view.Window()->Print(); }
+
+// What the recording is called, with another extension.
+std::optional<std::filesystem::path> AskName(const CKymoraView& view, const char* kind,
+                                             const std::string& extension) {
+    const std::filesystem::path source = view.GetDocument().filePath;
+    std::filesystem::path suggestion = source;
+    suggestion.replace_extension(extension);
+    if (SamePath(suggestion, source))
+        suggestion.replace_filename(source.stem().string() + " view." + extension);
+    const std::string filter = std::string(kind) + "|*." + extension + "||";
+    const auto chosen = view.GetSession().host.ChooseSaveFile({"Save view", filter, extension, suggestion});
+    if (!chosen || !SamePath(*chosen, source)) return chosen;
+    view.GetSession().host.Message("That is the recording itself. Choose another name.");
+    return {};
+}
+
+void SaveText(const CommandContext& context) {
+    const auto out = AskName(context.view, "Text", "txt");
+    if (!out) return;
+    Try(context.view, "The text was not saved.", [&] { SaveTraceText(context.view, *out); });
+}
+
+void SaveAsPicture(CKymoraView& view, const char* kind, const std::string& extension) {
+    auto out = AskName(view, kind, extension);
+    if (!out || !view.FinishReload()) return;
+    // The name says what is written, whatever extension the user gave.
+    if (FoldedExtension(*out) != "." + extension) *out += "." + extension;
+    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out); });
+}
+
+void SavePng(const CommandContext& context) { SaveAsPicture(context.view, "PNG picture", "png"); }
+void SaveSvg(const CommandContext& context) { SaveAsPicture(context.view, "SVG picture", "svg"); }
+void SavePdf(const CommandContext& context) { SaveAsPicture(context.view, "PDF document", "pdf"); }
+
+}  // namespace
+
+// clang-format off
+CommandTable OutputCommands() {
+    return {
+        {"copy-bitmap", "O&utput", "&Copy view as bitmap", "Copies the picture of the view", HasWindow, nullptr, CopyBitmap},
+        {"copy-traces", "O&utput", "Copy traces as text", "Copies the samples in view, a line for each time", HasTracesInWindow, nullptr, CopyTraces},
+        {"copy-time-voltage", "O&utput", "Copy time and voltage", "Copies the time and the value under the mouse", HasWindow, nullptr, CopyTimeAndVoltage},
+        {"save-png", "O&utput", "View (bitmap: png)", "Saves the picture of the view in pixels", HasPicture, nullptr, SavePng, group},
+        {"save-svg", "O&utput", "View (vector: svg)", "Saves the picture of the view in lines, to be edited", HasPicture, nullptr, SaveSvg},
+        {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SavePdf},
+        {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText},
+        {"print", "O&utput", "&Print...", "Prints the view", HasWindow, nullptr, Print, group},
+    };
+}
+// clang-format on
+
+}  // namespace kymora

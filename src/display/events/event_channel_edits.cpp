@@ -1,0 +1,104 @@
+#include "display/events/event_channel_edits.h"
+
+#include <algorithm>
+
+#include "display/events/event_editing.h"
+#include "display/events/event_rows.h"
+
+namespace kymora {
+
+namespace {
+
+template <typename IsChosen>
+void DeleteChosen(CKymoraView& view, int channel, std::string_view name, IsChosen isChosen) {
+    const auto& events = EventChannel(view, channel).Events();
+    std::vector<int> chosen;
+    for (size_t i = 0; i < events.size(); ++i)
+        if (isChosen(events[i])) chosen.push_back(static_cast<int>(i));
+    DeleteEvents(view, channel, chosen, name);
+}
+
+void DeleteWithin(CKymoraView& view, int channel, const Viewport& stretch, std::string_view name) {
+    const CDataDoc& doc = view.GetDocument();
+    const int32_t from = doc.PositionOf(stretch.start), to = doc.PositionOf(stretch.end);
+    DeleteChosen(view, channel, name, [=](const CEventKM& event) {
+        return (event.onPosition >= from && event.onPosition < to) ||
+               (event.offPosition > from && event.offPosition < to);
+    });
+}
+
+// Changes the settings of many channels as one step.
+void ChangeChannels(CKymoraView& view, std::string_view name, std::span<const int> channels,
+                    const std::function<void(CEventChan&, int)>& change) {
+    CDataDoc& doc = view.GetDocument();
+    {
+        UndoScope scope(doc, std::string(name));
+        for (const int channel : channels) {
+            scope.KeepChannelSettings(channel);
+            change(EventChannel(view, channel), channel);
+        }
+    }
+    doc.UpdateAllViews(UpdateHint::events);
+}
+
+template <typename IsChosen>
+std::vector<int> ChannelsWhere(const CKymoraView& view, IsChosen isChosen) {
+    std::vector<int> channels;
+    for (int channel = 0; channel < maxEventChannels; ++channel)
+        if (isChosen(EventChannel(view, channel), channel)) channels.push_back(channel);
+    return channels;
+}
+
+}  // namespace
+
+void DeleteAllEvents(CKymoraView& view, int channel) {
+    DeleteChosen(view, channel, "All events in channel", [](const CEventKM&) { return true; });
+}
+
+void DeleteTaggedEvents(CKymoraView& view, int channel) {
+    DeleteChosen(view, channel, "Tagged events", [](const CEventKM& event) { return event.eventTag != 0; });
+}
+
+void KeepTaggedEvents(CKymoraView& view, int channel) {
+    DeleteChosen(view, channel, "Keep tagged", [](const CEventKM& event) { return event.eventTag == 0; });
+}
+
+void DeleteEventsInSelection(CKymoraView& view, int channel) {
+    if (!view.m_selection) return;
+    DeleteWithin(view, channel, *view.m_selection, "Events in selection");
+    view.SelectionUsed();
+}
+
+void DeleteEventsInViewport(CKymoraView& view, int channel) {
+    DeleteWithin(view, channel, view.GetViewport(), "Events in viewport");
+}
+
+void UnhideEvents(CKymoraView& view) {
+    const auto hidden =
+        ChannelsWhere(view, [](const CEventChan& chan, int) { return chan.channelVisible == 0; });
+    ChangeChannels(view, "Unhide events", hidden, [](CEventChan& chan, int) { chan.channelVisible = 1; });
+}
+
+void ResetEventPositions(CKymoraView& view) {
+    const auto moved = ChannelsWhere(view, [](const CEventChan& chan, int channel) {
+        return chan.GetDisplayPosition() != CDataDoc::DefaultDisplayPosition(channel);
+    });
+    ChangeChannels(view, "Reset to default positions", moved, [](CEventChan& chan, int channel) {
+        chan.SetDisplayPosition(CDataDoc::DefaultDisplayPosition(channel));
+    });
+}
+
+void DistributeEventRows(CKymoraView& view) {
+    std::vector<int> rows = ChannelsWhere(view, [](const CEventChan& chan, int) {
+        return chan.channelVisible != 0 && chan.GetNumEvents() > 0;
+    });
+    std::stable_sort(rows.begin(), rows.end(), [&view](int a, int b) {
+        return EventChannel(view, a).GetDisplayPosition() < EventChannel(view, b).GetDisplayPosition();
+    });
+    size_t place = 0;
+    ChangeChannels(view, "Distribute evenly", rows, [&](CEventChan& chan, int) {
+        chan.SetDisplayPosition(static_cast<double>(++place) / static_cast<double>(rows.size() + 1));
+    });
+}
+
+}  // namespace kymora

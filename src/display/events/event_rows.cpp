@@ -1,0 +1,322 @@
+#include "display/events/event_rows.h"
+
+#include <cmath>
+#include <optional>
+
+#include "display/events/event_columns.h"
+#include "display/events/event_text.h"
+#include "display/trace_drawing.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int thinReach = 1;  // of the usual bar
+constexpr int barReach = 4;   // of the filled bar
+constexpr int dotReach = 3;
+constexpr int tagReach = 2;   // of a tag's mark to both sides
+constexpr int tagHeight = 3;  // of that mark, above the row
+constexpr int nameLeft = 4;   // from the plot's left
+constexpr int namePadding = 3;
+constexpr uint32_t shadeParts = 8;  // a shade is one part of the colour in so many
+
+// Events of one column that are looked at one by one; more of them are drawn by their summary.
+constexpr size_t mostSingly = 16;
+
+const CEventChan& ChannelOf(const CKymoraView& view, int channel) {
+    return view.GetDocument().eventChannels[static_cast<size_t>(channel)];
+}
+
+uint32_t Pale(uint32_t colour, uint32_t paper) {
+    uint32_t mixed = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const uint32_t c = colour >> shift & 0xFF, p = paper >> shift & 0xFF;
+        mixed |= (c + p * (shadeParts - 1)) / shadeParts << shift;
+    }
+    return mixed;
+}
+
+// What of a channel's events lies on which columns. Events are taken from the right, so that one which starts
+// within another lies on top of it.
+class RowColumns {
+  public:
+    RowColumns(const CKymoraView& view, int channel)
+        : ticks(view.GetLayout().plot.left, view.GetLayout().plot.right),
+          bars(ticks),
+          ends(ticks),
+          tags(ticks),
+          view_(view),
+          chan_(ChannelOf(view, channel)),
+          plot_(view.GetLayout().plot),
+          times_(view.GetTimeScale()),
+          summary_(view.EventRows().SummaryOf(chan_, channel)) {
+        Collect();
+    }
+
+    struct Label {
+        int x;
+        const CEventKM* event;
+    };
+
+    PixelColumns ticks, bars, ends, tags;
+    std::vector<Label> labels;  // at most one a column, from the left
+
+    uint32_t ColourOf(const CEventKM& event) const {
+        if (event.eventColour != 0) return event.eventColour;
+        return event.eventTag != 0 ? chan_.channelColourAlt : chan_.channelColour;
+    }
+
+  private:
+    const CEventKM& At(size_t i) const { return chan_.Events()[i]; }
+    int X(int64_t position) const { return times_.ToPixel(view_.GetDocument().TimeOf(position)); }
+    // The position at a pixel, or one sample beyond for the right side.
+    int64_t PositionAt(int x) const {
+        const double position = std::floor(times_.ToTime(x) / view_.GetDocument().sampleInterval);
+        return static_cast<int64_t>(std::clamp(position, -1e12, 1e12));
+    }
+
+    void Collect() {
+        const int64_t from = PositionAt(plot_.left - 1), to = PositionAt(plot_.right + 1) + 2;
+        size_t first = chan_.Events().size();
+        if (chan_.IsInOrder()) {
+            first = summary_.FirstFrom(from);
+            for (size_t end = summary_.FirstFrom(to); end > first;) {
+                const size_t begin = ColumnStart(first, end);
+                AddColumn(begin, end);
+                end = begin;
+            }
+        }
+        summary_.ForTouching(0, first, from, to, [this](size_t i) {
+            AddSpan(At(i));
+            AddMarks(i, i + 1, std::max(X(At(i).onPosition), plot_.left));
+        });
+        std::sort(labels.begin(), labels.end(), [](const Label& a, const Label& b) { return a.x < b.x; });
+    }
+
+    // The first of the events [first, end), which are in order, in the column of the last of them. What
+    // starts left of the plot is one column.
+    size_t ColumnStart(size_t first, size_t end) const {
+        const int column = X(At(end - 1).onPosition);
+        if (column < plot_.left) return first;
+        return std::max(first, summary_.FirstFrom(FirstPositionIn(column), end));
+    }
+
+    // The first position that lies in a column or right of it.
+    int64_t FirstPositionIn(int column) const {
+        const double leftEdge = times_.ToTime(column) - 0.5 * view_.GetViewport().Duration() / plot_.Width();
+        const double guess = std::ceil(leftEdge / view_.GetDocument().sampleInterval);
+        auto position = static_cast<int64_t>(std::clamp(guess, -1e12, 1e12));
+        while (X(position) >= column) --position;
+        while (X(position) < column) ++position;
+        return position;
+    }
+
+    // Events [first, end) that start in one column.
+    void AddColumn(size_t first, size_t end) {
+        const int column = X(At(first).onPosition);
+        const size_t tagged = summary_.FirstTagged(first, end);
+        const size_t coloured = summary_.FirstColoured(first, end);
+        const size_t special = tagged != EventSummary::none ? tagged : coloured;
+        ticks.Fill(column, column + 1, ColourOf(At(special != EventSummary::none ? special : first)));
+        if (end - first > mostSingly)
+            AddSpan(At(summary_.Farthest(first, end)));
+        else
+            for (size_t i = end; i-- > first;) AddSpan(At(i));
+        AddMarks(first, end, column);
+    }
+
+    void AddSpan(const CEventKM& event) {
+        const int on = X(event.onPosition), off = X(event.offPosition);
+        const uint32_t colour = ColourOf(event);
+        if (on >= plot_.left) ticks.Fill(on, on + 1, colour);
+        if (off > on) bars.Fill(on, off, colour);
+        if (off > on) ends.Fill(off, off + 1, colour);
+    }
+
+    void AddMarks(size_t first, size_t end, int x) {
+        if (x < plot_.left || x >= plot_.right) return;
+        if (summary_.FirstTagged(first, end) != EventSummary::none)
+            tags.Fill(x - tagReach, x + tagReach + 1, chan_.channelColourAlt);
+        if (!view_.m_bShowEventLabels) return;
+        const size_t labelled = summary_.FirstLabelled(first, end);
+        if (labelled != EventSummary::none) labels.push_back({x, &At(labelled)});
+    }
+
+    const CKymoraView& view_;
+    const CEventChan& chan_;
+    PixelRect plot_;
+    TimeScale times_;
+    const EventSummary& summary_;
+};
+
+class RowPainter {
+  public:
+    RowPainter(const CKymoraView& view, DrawDevice& device, int channel)
+        : view_(view),
+          device_(device),
+          channel_(channel),
+          chan_(ChannelOf(view, channel)),
+          y_(EventRowY(view, channel)) {}
+
+    void Paint() {
+        const RowColumns columns(view_, channel_);
+        PaintShape(columns);
+        FillRuns(columns.tags, -eventReach - 1 - tagHeight, -eventReach - 1);
+        PaintLabels(columns);
+        if (view_.m_bShowEventChanLabels) PaintName();
+    }
+
+    // The box of the channel's name.
+    PixelRect NameBox() const {
+        const Extent extent = device_.TextExtent(Name());
+        const int left = view_.GetLayout().plot.left + nameLeft;
+        const int top = y_ - extent.height / 2;
+        return {left - namePadding, top, left + extent.width + namePadding, top + extent.height};
+    }
+
+    void PaintName() const {
+        const PixelRect box = NameBox();
+        view_.EventRows().names[channel_] = box;
+        device_.FillRect(box, view_.m_crBackground);
+        device_.Text(box.left + namePadding, y_, Name(),
+                     {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::centre});
+    }
+
+  private:
+    std::string Name() const {
+        return ElideText(device_, EventChannelTitle(view_, channel_), view_.GetLayout().plot.Width() / 3);
+    }
+
+    // Rows from `top` to `bottom`, exclusive, counted from the centre.
+    void FillRuns(const PixelColumns& columns, int top, int bottom) {
+        columns.ForRuns([&](int from, int to, uint32_t colour) {
+            device_.FillRect({from, y_ + top, to, y_ + bottom}, colour);
+        });
+    }
+
+    void PaintShape(const RowColumns& columns) {
+        switch (chan_.channelDrawMode) {
+        case shapeTicks:
+            return FillRuns(columns.ticks, -eventReach, eventReach + 1);
+        case shapeBars:
+            FillRuns(columns.ticks, -barReach, barReach + 1);
+            return FillRuns(columns.bars, -barReach, barReach + 1);
+        case shapeBoxes:
+            FillRuns(columns.bars, -eventReach, 1 - eventReach);
+            FillRuns(columns.bars, eventReach, eventReach + 1);
+            FillRuns(columns.ends, -eventReach, eventReach + 1);
+            return FillRuns(columns.ticks, -eventReach, eventReach + 1);
+        case shapeDots:
+            return PaintDots(columns);
+        default:
+            FillRuns(columns.bars, -thinReach, thinReach + 1);
+            FillRuns(columns.ticks, -eventReach, eventReach + 1);
+        }
+    }
+
+    // Dots that cover each other become a bar with round ends.
+    void PaintDots(const RowColumns& columns) {
+        const auto dot = [&](int x, uint32_t colour) {
+            device_.FillEllipse({x - dotReach, y_ - dotReach, x + dotReach + 1, y_ + dotReach + 1}, colour);
+        };
+        columns.ticks.ForRuns([&](int from, int to, uint32_t colour) {
+            dot(from, colour);
+            if (to - from < 2) return;
+            device_.FillRect({from, y_ - dotReach, to, y_ + dotReach + 1}, colour);
+            dot(to - 1, colour);
+        });
+    }
+
+    // Labels stand where they do not cover the one before.
+    void PaintLabels(const RowColumns& columns) {
+        int end = -farthestPixel;
+        for (const RowColumns::Label& label : columns.labels) {
+            if (label.x < end) continue;
+            const std::string_view text = label.event->eventLabel.View();
+            end = label.x + device_.TextExtent(text).width + 6;
+            const int beside = label.event->eventTag != 0 ? tagReach + 2 : 2;
+            RimmedText(
+                device_, label.x + beside, y_ - eventReach + 1, text,
+                {columns.ColourOf(*label.event), TextStyle::Horizontal::left, TextStyle::Vertical::bottom},
+                view_.m_crBackground);
+        }
+    }
+
+    const CKymoraView& view_;
+    DrawDevice& device_;
+    int channel_;
+    const CEventChan& chan_;
+    int y_;
+};
+
+bool CanDraw(const CKymoraView& view) {
+    return view.m_bShowEvents && view.GetLayout().plot.Width() > 0 && view.GetTimeScale().IsUsable();
+}
+
+PixelRect PlotClip(const CKymoraView& view) {
+    const PixelRect& plot = view.GetLayout().plot;
+    return {plot.left, plot.top, plot.right + 1, plot.bottom + 1};
+}
+
+template <typename Use>
+void ForRows(const CKymoraView& view, Use use) {
+    for (int channel = 0; channel < maxEventChannels; ++channel)
+        if (HasEventRow(view, channel)) use(channel);
+}
+
+}  // namespace
+
+bool HasEventRow(const CKymoraView& view, int channel) {
+    const CEventChan& chan = ChannelOf(view, channel);
+    if (!view.m_bShowEvents || chan.channelVisible == 0) return false;
+    const bool inserting = view.m_nMouseMode >= mouseInsertFirst && view.m_nMouseMode <= mouseInsertLast;
+    return chan.GetNumEvents() > 0 || (inserting && channel == view.m_nMouseEventChan);
+}
+
+int EventRowY(const CKymoraView& view, int channel) {
+    return view.GetLayout().EventRow(ChannelOf(view, channel).GetDisplayPosition());
+}
+
+void DrawEventShades(const CKymoraView& view, DrawDevice& device) {
+    if (!CanDraw(view)) return;
+    const PixelRect& plot = view.GetLayout().plot;
+    ForRows(view, [&](int channel) {
+        if (ChannelOf(view, channel).channelDrawMode != shapeShades) return;
+        const RowColumns columns(view, channel);
+        const auto fill = [&](int from, int to, uint32_t colour) {
+            device.FillRect({from, plot.top, to, plot.bottom}, Pale(colour, view.m_crBackground));
+        };
+        columns.bars.ForRuns(fill);
+        columns.ticks.ForRuns(fill);
+    });
+}
+
+void DrawEventRows(const CKymoraView& view, DrawDevice& device) {
+    view.EventRows().names.clear();
+    if (!CanDraw(view)) return;
+    device.SetClip(PlotClip(view));
+    ForRows(view, [&](int channel) { RowPainter(view, device, channel).Paint(); });
+    device.ClearClip();
+}
+
+void DrawSelectedChannel(const CKymoraView& view, DrawDevice& device) {
+    const int channel = view.m_nMouseEventChan;
+    if (!CanDraw(view) || !HasEventRow(view, channel)) return;
+    const RowPainter painter(view, device, channel);
+    const PixelRect box = painter.NameBox();
+    if (ChannelOf(view, channel).GetNumEvents() == 0)
+        painter.PaintName();
+    else if (!view.m_bShowEventChanLabels)
+        return;
+    device.SetClip(PlotClip(view));
+    device.SetPen({ChannelOf(view, channel).channelColour, 1, Pen::Style::solid});
+    const Point frame[] = {{box.left, box.top},
+                           {box.right, box.top},
+                           {box.right, box.bottom},
+                           {box.left, box.bottom},
+                           {box.left, box.top}};
+    device.Polyline(frame);
+    device.ClearClip();
+}
+
+}  // namespace kymora

@@ -1,0 +1,189 @@
+#include "display/overlays/datum_lines.h"
+
+#include <cmath>
+
+#include "display/kymora_view.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int horzTolerance = 2;  // pixels
+
+uint16_t ToWord(int pixel) { return static_cast<uint16_t>(std::clamp(pixel, 0, 0xFFFF)); }
+
+void LoadWords(CArchive& archive, std::vector<uint16_t>& words) {
+    const uint32_t count = archive.ReadCount();
+    archive.CheckRoom(count, sizeof(uint16_t), "cursors");
+    words.clear();
+    for (uint32_t i = 0; i < count; ++i) words.push_back(archive.Read<uint16_t>());
+}
+
+void StoreWords(CArchive& archive, const std::vector<uint16_t>& words) {
+    archive.WriteCount(static_cast<uint32_t>(words.size()));
+    for (const uint16_t word : words) archive.Write<uint16_t>(word);
+}
+
+// The newest label that lies under the pixel.
+DatumHit LabelAt(const std::vector<std::unique_ptr<DatumLabels>>& blocks, int state, int x, int y) {
+    for (int line = static_cast<int>(blocks.size()) - 1; line >= 0; --line) {
+        const auto& labels = blocks[static_cast<size_t>(line)]->labels;
+        for (int label = static_cast<int>(labels.size()) - 1; label >= 0; --label)
+            if (labels[static_cast<size_t>(label)].rect.Contains(x, y)) return {state, line, label};
+    }
+    return {};
+}
+
+}  // namespace
+
+// --- adding, deleting, moving ---
+
+std::unique_ptr<DatumLabels> CDatumLines::MakeLabels(int first) const {
+    auto block = std::make_unique<DatumLabels>();
+    block->labels.resize(static_cast<size_t>(first + view_.GetDocument().traceCount));
+    return block;
+}
+
+void CDatumLines::NotifyVertCount() {
+    for (DatumListener* listener : std::vector<DatumListener*>(listeners_))
+        listener->OnVertLineCount(VertCount());
+}
+
+int CDatumLines::AddVertLine(int x) {
+    m_vertX.push_back(ToWord(x));
+    m_vertLabels.push_back(MakeLabels(firstVertValue));
+    NotifyVertCount();
+    return VertCount() - 1;
+}
+
+int CDatumLines::AddHorzLine(int y) {
+    m_horzY.push_back(ToWord(y));
+    m_horzLabels.push_back(MakeLabels(firstHorzValue));
+    return HorzCount() - 1;
+}
+
+void CDatumLines::DeleteVertLine(int line) {
+    if (line < 0 || line >= VertCount()) return;
+    m_vertX.erase(m_vertX.begin() + line);
+    m_vertLabels.erase(m_vertLabels.begin() + line);
+    for (DatumListener* listener : std::vector<DatumListener*>(listeners_)) listener->OnVertLineDeleted(line);
+    NotifyVertCount();
+}
+
+void CDatumLines::DeleteHorzLine(int line) {
+    if (line < 0 || line >= HorzCount()) return;
+    m_horzY.erase(m_horzY.begin() + line);
+    m_horzLabels.erase(m_horzLabels.begin() + line);
+}
+
+void CDatumLines::DeleteAllVert() {
+    while (VertCount() > 0) DeleteVertLine(VertCount() - 1);
+}
+
+void CDatumLines::DeleteAllHorz() {
+    m_horzY.clear();
+    m_horzLabels.clear();
+}
+
+void CDatumLines::DeleteAll() {
+    DeleteAllVert();
+    DeleteAllHorz();
+}
+
+void CDatumLines::MoveVertLine(int line, int x) { m_vertX[static_cast<size_t>(line)] = ToWord(x); }
+void CDatumLines::MoveHorzLine(int line, int y) { m_horzY[static_cast<size_t>(line)] = ToWord(y); }
+
+// --- times and values ---
+
+double CDatumLines::GetVertLineTime(int line) const { return view_.PixelToTime(VertX(line)); }
+
+double CDatumLines::GetHorzLineValue(int line, int trace) const {
+    return view_.GetValueScale(view_.m_nAxisOfTrace[static_cast<size_t>(trace)]).ToValue(HorzY(line));
+}
+
+float CDatumLines::GetVertLineSample(int line, int trace) {
+    DatumLabels& block = *m_vertLabels[static_cast<size_t>(line)];
+    ReadValues(block, GetVertLineTime(line));
+    return block.values[static_cast<size_t>(trace)];
+}
+
+void CDatumLines::ReadValues(DatumLabels& block, double timeMs) const {
+    CDataDoc& doc = view_.GetDocument();
+    const int32_t position = doc.PositionOf(timeMs);
+    if (block.valuesAt == position) return;
+    const auto count = static_cast<size_t>(doc.traceCount);
+    const float none = std::numeric_limits<float>::quiet_NaN();
+    block.values.assign(count, none);
+    block.valuesAt = position;
+    std::vector<uint8_t> valid(count);
+    std::vector<TraceBlock> reads;
+    for (size_t t = 0; t < count; ++t)
+        reads.push_back(
+            {static_cast<int>(t), std::span(block.values).subspan(t, 1), std::span(valid).subspan(t, 1)});
+    try {
+        doc.ReadBlocks(position, reads);
+    } catch (const FileError& error) {
+        view_.GetSession().host.Log(std::string(error.what()) + "\n");
+        valid.assign(count, 0);
+    }
+    for (size_t t = 0; t < count; ++t)
+        if (valid[t] == 0) block.values[t] = none;
+}
+
+void CDatumLines::ForgetValues() {
+    for (auto& block : m_vertLabels) block->valuesAt.reset();
+}
+
+// --- hit tests ---
+
+int CDatumLines::VertLineAt(int x, int y) const {
+    if (!IsOnPlotY(y)) return -1;
+    const int tolerance = view_.GetSession().options.hitMargin;
+    for (int line = VertCount() - 1; line >= 0; --line)
+        if (IsOnPlotX(VertX(line)) && std::abs(x - VertX(line)) <= tolerance) return line;
+    return -1;
+}
+
+int CDatumLines::HorzLineAt(int x, int y) const {
+    if (!IsOnPlotX(x)) return -1;
+    for (int line = HorzCount() - 1; line >= 0; --line)
+        if (IsOnPlotY(HorzY(line)) && std::abs(y - HorzY(line)) <= horzTolerance) return line;
+    return -1;
+}
+
+DatumHit CDatumLines::HitTest(int x, int y) const {
+    if (const int line = VertLineAt(x, y); line >= 0) return {datumMovesVert, line, -1};
+    if (const DatumHit hit = LabelAt(m_vertLabels, datumMovesVertLabel, x, y)) return hit;
+    if (const int line = HorzLineAt(x, y); line >= 0) return {datumMovesHorz, line, -1};
+    return LabelAt(m_horzLabels, datumMovesHorzLabel, x, y);
+}
+
+void CDatumLines::MoveLabel(const DatumHit& hit, int place) {
+    Blocks& blocks = hit.state == datumMovesVertLabel ? m_vertLabels : m_horzLabels;
+    if (hit.line < 0 || hit.line >= static_cast<int>(blocks.size())) return;
+    blocks[static_cast<size_t>(hit.line)]->labels[static_cast<size_t>(hit.label)].moved = place;
+}
+
+void CDatumLines::ResetLabelPositions() {
+    for (Blocks* blocks : {&m_vertLabels, &m_horzLabels})
+        for (auto& block : *blocks)
+            for (DatumLabel& label : block->labels) label.moved.reset();
+}
+
+// --- stored form ---
+
+void CDatumLines::Serialize(CArchive& archive) {
+    if (archive.IsStoring()) {
+        StoreWords(archive, m_vertX);
+        StoreWords(archive, m_horzY);
+        return;
+    }
+    std::vector<uint16_t> vert, horz;
+    LoadWords(archive, vert);
+    LoadWords(archive, horz);
+    DeleteAll();
+    for (const uint16_t x : vert) AddVertLine(x);
+    for (const uint16_t y : horz) AddHorzLine(y);
+}
+
+}  // namespace kymora
