@@ -1,5 +1,6 @@
 #include "display/kymora_view.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -14,8 +15,6 @@ namespace kymora {
 namespace {
 
 constexpr int usualStepPercent = 20;
-constexpr int64_t usualViewportSamples = 1000;
-constexpr double nearlyWhole = 0.999;
 
 constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
 constexpr const char* sameViewText = "Active view is same as new view. Please inform the author.";
@@ -88,11 +87,7 @@ void CKymoraView::Place(Viewport viewport) {
     m_EndTime = viewport.end;
 }
 
-Viewport CKymoraView::DefaultViewport() const {
-    double end = doc_.TimeOf(usualViewportSamples);
-    if (end - std::floor(end) > nearlyWhole) end = std::ceil(end);
-    return {0.0, end};
-}
+Viewport CKymoraView::DefaultViewport() const { return {0.0, doc_.UsualViewEnd()}; }
 
 void CKymoraView::TakeAxes() {
     for (int t = 0; t < doc_.traceCount; ++t) {
@@ -304,6 +299,21 @@ void CKymoraView::OnUpdate(UpdateHint hint) {
         break;
     }
     UpdateDependents();
+    if (window_) window_->DocumentUpdated(hint);
+}
+
+std::vector<double> CKymoraView::GetCursorTimes() const {
+    std::vector<double> times;
+    for (int line = 0; line < m_pDatumLines->VertCount(); ++line)
+        times.push_back(m_pDatumLines->GetVertLineTime(line));
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
+void CKymoraView::SetGuides(std::vector<ViewGuide> guides) {
+    if (guides == guides_) return;
+    guides_ = std::move(guides);
+    Invalidate();
 }
 
 // --- switches ---

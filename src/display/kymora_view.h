@@ -39,6 +39,8 @@ class ViewWindow {
     virtual void EditLimit(int /*axis*/, bool /*isMax*/) {}
     // Gives the view itself another size, in pixels.
     virtual void SetSize(int /*width*/, int /*height*/) {}
+    // The document has told the view of a change.
+    virtual void DocumentUpdated(UpdateHint) {}
 };
 
 class SummaryService;
@@ -69,6 +71,9 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // --- DocumentView ---
     DisplaySettings GetDisplaySettings() const override;
     void OnUpdate(UpdateHint hint) override;
+    std::vector<double> GetCursorTimes() const override;
+    void SetGuides(std::vector<ViewGuide> guides) override;
+    const std::vector<ViewGuide>& Guides() const { return guides_; }
 
     // --- mouse and keys ---
     int m_nMouseMode = mouseNormal;
@@ -267,6 +272,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
     Layout layout_;
     std::unique_ptr<MouseDrag> drag_;
     const std::unique_ptr<CDatumLines> m_pDatumLines = std::make_unique<CDatumLines>(*this);
+    std::vector<ViewGuide> guides_;  // of open dialogs
     mutable TextSizes textSizes_;
     ViewportHistory history_;
     std::unique_ptr<ViewReload> reload_;     // while another thread reads

@@ -46,6 +46,7 @@ void PaintRecording(const CKymoraView& view, DrawDevice& device, PictureTarget t
     DrawVerticalAxes(view, device, isWindow);
     DrawTimeAxis(view, device, !isWindow);
     DrawOverlays(view, device);
+    if (isWindow) DrawGuides(view, device);
     DrawCursors(view, device);
     if (!isWindow) return;
     DrawSelectedChannel(view, device);

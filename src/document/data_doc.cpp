@@ -228,6 +228,13 @@ void CDataDoc::ReportCopied(int64_t samples) {
 // --- the model
 // ---------------------------------------------------------------------------------------------------------
 
+double CDataDoc::UsualViewEnd() const {
+    constexpr int64_t samples = 1000;
+    constexpr double nearlyWhole = 0.999;
+    const double end = TimeOf(samples);
+    return end - std::floor(end) > nearlyWhole ? std::ceil(end) : end;
+}
+
 int32_t CDataDoc::PositionOf(double timeMs) const { return RoundHalfAway(timeMs / sampleInterval); }
 
 double CDataDoc::GetEndTime() const { return static_cast<double>(GetLength() - 1) * sampleInterval; }

@@ -22,6 +22,7 @@
 #include "document/overlays.h"
 #include "document/run_list.h"
 #include "document/undo.h"
+#include "document/view_guide.h"
 #include "events/event_chan.h"
 #include "host/session.h"
 
@@ -135,6 +136,11 @@ class DocumentView {
     virtual ~DocumentView() = default;
     virtual DisplaySettings GetDisplaySettings() const = 0;
     virtual void OnUpdate(UpdateHint hint) = 0;
+    // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
+    // cursors.
+    virtual std::vector<double> GetCursorTimes() const { return {}; }
+    // Lines that an open dialog has the view draw; each call takes the place of the one before.
+    virtual void SetGuides(std::vector<ViewGuide>) {}
 };
 
 // Where one trace's part of a block read goes. Both spans have the block's length; `valid` may be empty.
@@ -258,6 +264,8 @@ class CDataDoc : public EventChanOwner {
         damagedSideCar;  // a side-car that could not be read; a save keeps it under another name
 
     double GetSampleInterval() const override { return sampleInterval; }
+    // The end of the viewport with which a recording opens that stores none, ms; it begins at 0.
+    double UsualViewEnd() const;
     double TimeOf(int64_t position) const { return static_cast<double>(position) * sampleInterval; }
     // Rounded half away from zero.
     int32_t PositionOf(double timeMs) const;

@@ -105,6 +105,22 @@ class EventSplice : public UndoChange {
     std::vector<std::array<float, 3>> extra_;
 };
 
+// Says in the history that a step was taken back or done again.
+class HistoryNote : public UndoChange {
+  public:
+    explicit HistoryNote(std::string name) : name_(std::move(name)) {}
+    void Swap(CDataDoc& doc) override {
+        doc.historyLog += (undone_ ? "Redo: " : "Undo: ") + name_ + "\r\n\r\n";
+        undone_ = !undone_;
+    }
+    bool IsChange(const CDataDoc&) const override { return true; }
+    size_t Bytes() const override { return sizeof *this + name_.capacity(); }
+
+  private:
+    std::string name_;
+    bool undone_ = false;
+};
+
 }  // namespace
 
 // --- the stack ---
@@ -199,6 +215,14 @@ void UndoScope::KeepChannelSettings(int channel) {
     if (std::find(keptSettings_.begin(), keptSettings_.end(), channel) != keptSettings_.end()) return;
     keptSettings_.push_back(channel);
     Keep(std::make_unique<ChannelChange>(doc_, channel, false));
+}
+
+void UndoScope::NoteInHistory() { Keep(std::make_unique<HistoryNote>(outer_ ? outer_->name_ : name_)); }
+
+void UndoScope::PutBack() {
+    std::erase_if(changes_, [](const auto& change) { return dynamic_cast<HistoryNote*>(change.get()); });
+    for (auto change = changes_.rbegin(); change != changes_.rend(); ++change) (*change)->Swap(doc_);
+    changes_.clear();
 }
 
 bool UndoScope::AddEvent(int channel, CEventKM event) {

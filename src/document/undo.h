@@ -94,8 +94,13 @@ class UndoScope {
     // as it is, the table of coordinates stays too.
     bool SpliceEvents(int channel, int at, int count, std::vector<CEventKM> with);
 
+    // The history tells of an undo and of a redo of this step. What it says already stays: it is a log.
+    void NoteInHistory();
+
     // Forgets the step: the edit was abandoned and the document put back.
     void Abandon() { changes_.clear(); }
+    // Puts back what was changed since the scope began, and forgets it. Only of an outermost scope.
+    void PutBack();
 
   private:
     CDataDoc& doc_;

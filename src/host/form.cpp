@@ -107,20 +107,22 @@ FormField& Form::operator[](std::string_view key) {
 
 const FormField& Form::operator[](std::string_view key) const { return const_cast<Form&>(*this)[key]; }
 
+std::string NumberFault(std::string_view label, double value, double least, double greatest, bool whole) {
+    constexpr double unlimited = std::numeric_limits<float>::max();
+    if ((!whole || std::trunc(value) == value) && value >= least && value <= greatest) return {};
+    if (least > -unlimited && greatest < unlimited)
+        return fmt::format("\"{}\" must be {} from {:.9g} to {:.9g}.", label,
+                           whole ? "a whole number" : "a number", least, greatest);
+    return value < least ? fmt::format("\"{}\" must be at least {:.9g}.", label, least)
+                         : fmt::format("\"{}\" needs a number.", label);
+}
+
 std::string Form::Check() const {
     for (const FormField& field : fields) {
-        const bool numeric = field.kind == FieldKind::number || field.kind == FieldKind::integer;
-        if (!numeric || (field.enabled && !field.enabled(*this))) continue;
-        const bool whole = field.kind == FieldKind::number || std::trunc(field.number) == field.number;
-        if (whole && field.number >= field.least && field.number <= field.greatest) continue;
-        if (field.least == std::numeric_limits<double>::lowest() ||
-            field.greatest == std::numeric_limits<double>::max())
-            return field.number < field.least
-                       ? fmt::format("\"{}\" must be at least {:.9g}.", field.label, field.least)
-                       : fmt::format("\"{}\" needs a number.", field.label);
-        return fmt::format("\"{}\" must be {} from {:.9g} to {:.9g}.", field.label,
-                           field.kind == FieldKind::integer ? "a whole number" : "a number", field.least,
-                           field.greatest);
+        const bool whole = field.kind == FieldKind::integer;
+        if ((field.kind != FieldKind::number && !whole) || (field.enabled && !field.enabled(*this))) continue;
+        std::string fault = NumberFault(field.label, field.number, field.least, field.greatest, whole);
+        if (!fault.empty()) return fault;
     }
     return validate ? validate(*this) : std::string();
 }

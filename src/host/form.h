@@ -36,16 +36,18 @@ struct FormField {
     std::string key;  // lower camel case, unique in its form
     std::string label;
     std::string toolTip;
+    std::string unit;  // of a number or integer; stands behind it
     FieldKind kind = FieldKind::text;
 
     double number = 0.0;
     double least = std::numeric_limits<double>::lowest();
     double greatest = std::numeric_limits<double>::max();
     double step = 1.0;
-    std::string text;
+    std::string text;  // of a number or integer: what the user typed
     bool flag = false;
     int choice = 0;
     std::vector<std::string> choices;
+    bool beside = false;  // the buttons of a radio stand beside each other
     std::vector<uint8_t> checks;
     std::vector<std::vector<std::string>> rows;
     uint32_t colour = 0;
@@ -99,5 +101,9 @@ class Form {
   private:
     FormField& Add(FieldKind kind, std::string key, std::string label, std::string toolTip);
 };
+
+// Why a number may not be used under this label: it is none, not whole, or outside [least, greatest]; a limit
+// of the size of the largest float is none. Empty when it may.
+std::string NumberFault(std::string_view label, double value, double least, double greatest, bool whole);
 
 }  // namespace kymora

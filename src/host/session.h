@@ -3,6 +3,7 @@
 // two runs never meet by accident.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/file_system.h"
 #include "host/host.h"
@@ -90,6 +92,11 @@ class Session {
 
     // Answers the value of an import setting, or nothing, and notes that it was asked for.
     const std::string* ImportSetting(const std::string& key);
+
+    // What operations that run in a batch have to say, file by file; shown when the batch ends.
+    std::string processErrors;
+    // The settings that each operation had when it was last used, by class name.
+    std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;
 
     EventInsertion eventInsertion;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's

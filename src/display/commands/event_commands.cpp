@@ -161,6 +161,7 @@ CommandTable EditTable() {
         {"event-keep-tagged", deleteMenu, "&Keep tagged", "Deletes the events of the selected channel that are not tagged", HasEvents, nullptr, OnSelected<KeepTaggedEvents>},
         {"event-delete-selection", deleteMenu, "Events in &selection", "Deletes the events of the selected channel that start or end in the selected stretch of time", HasSelection, nullptr, OnSelected<DeleteEventsInSelection>},
         {"event-delete-viewport", deleteMenu, "Events in &viewport", "Deletes the events of the selected channel that start or end in the stretch of time that is shown", HasEvents, nullptr, OnSelected<DeleteEventsInViewport>},
+        {"event-delete-region", deleteMenu, "Events in &region...", "Deletes the events of the selected channel that start or end in an analysis region: the whole file, the visible screen, set times, or the events of a gate channel", HasEvents, nullptr, OnSelected<AskDeleteInRegion>},
 
         {"event-move", eventsMenu, "&Move events", "Moves single events with the mouse", CanUseMouse, IsInMode<mouseMoveEvents>, EnterMode<mouseMoveEvents>, group},
         {"event-group", eventsMenu, "Event &group within channel", "Selects a stretch of events with the mouse and moves them together", CanUseMouse, IsInMode<mouseEventGroup>, EnterMode<mouseEventGroup>},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "batch/analysis_rgn.h"
 #include "display/events/event_editing.h"
 #include "display/events/event_rows.h"
 
@@ -18,13 +19,16 @@ void DeleteChosen(CKymoraView& view, int channel, std::string_view name, IsChose
     DeleteEvents(view, channel, chosen, name);
 }
 
+// Whether an event goes with a stretch, as CEventChan::DeleteRange has it.
+bool IsWithin(const CEventKM& event, const SampleSpan& span) {
+    return (event.onPosition >= span.first && event.onPosition < span.end) ||
+           (event.offPosition > span.first && event.offPosition < span.end);
+}
+
 void DeleteWithin(CKymoraView& view, int channel, const Viewport& stretch, std::string_view name) {
     const CDataDoc& doc = view.GetDocument();
-    const int32_t from = doc.PositionOf(stretch.start), to = doc.PositionOf(stretch.end);
-    DeleteChosen(view, channel, name, [=](const CEventKM& event) {
-        return (event.onPosition >= from && event.onPosition < to) ||
-               (event.offPosition > from && event.offPosition < to);
-    });
+    const SampleSpan span{doc.PositionOf(stretch.start), doc.PositionOf(stretch.end)};
+    DeleteChosen(view, channel, name, [&](const CEventKM& event) { return IsWithin(event, span); });
 }
 
 // Changes the settings of many channels as one step.
@@ -71,6 +75,32 @@ void DeleteEventsInSelection(CKymoraView& view, int channel) {
 
 void DeleteEventsInViewport(CKymoraView& view, int channel) {
     DeleteWithin(view, channel, view.GetViewport(), "Events in viewport");
+}
+
+// The stretches are marked first, so that a gate of a million events costs no more than its length.
+void AskDeleteInRegion(CKymoraView& view, int channel) {
+    CDataDoc& doc = view.GetDocument();
+    CAnalysisRgn region;
+    if (!region.Ask(doc, "Delete events in region", "Delete")) return;
+    std::vector<SampleSpan> spans = region.GetSpans(doc, &view);
+    std::sort(spans.begin(), spans.end(),
+              [](const SampleSpan& a, const SampleSpan& b) { return a.first < b.first; });
+    std::vector<SampleSpan> joined;
+    for (const SampleSpan& span : spans) {
+        if (joined.empty() || span.first >= joined.back().end)
+            joined.push_back(span);
+        else
+            joined.back().end = std::max(joined.back().end, span.end);
+    }
+    // The first stretch that ends behind a position is the only one that can hold it.
+    const auto goes = [&joined](const CEventKM& event, int32_t position) {
+        const auto span = std::upper_bound(joined.begin(), joined.end(), position,
+                                           [](int32_t at, const SampleSpan& s) { return at < s.end; });
+        return span != joined.end() && IsWithin(event, *span);
+    };
+    DeleteChosen(view, channel, "Events in region", [&goes](const CEventKM& event) {
+        return goes(event, event.onPosition) || goes(event, event.offPosition);
+    });
 }
 
 void UnhideEvents(CKymoraView& view) {

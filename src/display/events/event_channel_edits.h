@@ -12,6 +12,8 @@ void KeepTaggedEvents(CKymoraView& view, int channel);
 // Events that start in the stretch, or end strictly within it, as CEventChan::DeleteRange has it.
 void DeleteEventsInSelection(CKymoraView& view, int channel);
 void DeleteEventsInViewport(CKymoraView& view, int channel);
+// The same for each stretch of an analysis region that the user is asked for.
+void AskDeleteInRegion(CKymoraView& view, int channel);
 
 void UnhideEvents(CKymoraView& view);
 void ResetEventPositions(CKymoraView& view);

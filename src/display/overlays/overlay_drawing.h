@@ -8,6 +8,8 @@ namespace kymora {
 
 // The objects of the recording that lie in the viewport and whose switch is on.
 void DrawOverlays(const CKymoraView& view, DrawDevice& device);
+// The lines of open dialogs.
+void DrawGuides(const CKymoraView& view, DrawDevice& device);
 // The view's own cursors with their labels.
 void DrawCursors(const CKymoraView& view, DrawDevice& device);
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "display/form_choices.h"
+#include "document/form_choices.h"
 #include "display/overlays/datum_lines.h"
 
 namespace kymora {

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "display/form_choices.h"
+#include "document/form_choices.h"
 #include "display/number_text.h"
 #include "display/overlays/overlay_fonts.h"
 

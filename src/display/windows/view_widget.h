@@ -35,6 +35,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     void Print() override;
     void EditLimit(int axis, bool isMax) override;
     void SetSize(int width, int height) override;
+    void DocumentUpdated(UpdateHint hint) override { emit DocumentChanged(hint); }
 
     // False when the printer did not take it.
     bool PrintOn(QPrinter& printer);
@@ -42,6 +43,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     QSize sizeHint() const override { return {900, 560}; }
 
   signals:
+    void DocumentChanged(UpdateHint hint);
     void StatusChanged(const QString& text);  // what is under the mouse; empty when it is outside of the plot
     void ViewChanged();                       // viewport, settings or samples
 

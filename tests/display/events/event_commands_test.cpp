@@ -60,6 +60,35 @@ TEST_F(EventCommandsTest, DeletingCountsAsksAndKeepsTheRest) {
     }
 }
 
+TEST_F(EventCommandsTest, DeletingInARegionLooksAtOnsetsAndEnds) {
+    Open();
+    Fill();
+    const ChannelState before = State();
+    host.answer = true;
+    host.fillForms.push_back([](Form& form) {
+        form["region"].choice = 2;
+        form["regionStart"].number = 1300.0;
+        form["regionEnd"].number = 1300.0;
+        return true;
+    });
+    Run("event-delete-region");
+    EXPECT_EQ(host.formFault, "The start time must be before the end time.");
+    ExpectUntouched(before);
+
+    // The gate's first event holds the end of the first event and its own end none; the second and third
+    // overlap, and reach over the onset of the event at 1799 but not over that at 1800.
+    for (const auto& [on, off] : {std::pair(950, 1001), std::pair(1700, 1750), std::pair(1720, 1800)})
+        Add(on, off, 0, "", 7);
+    host.fillForms.push_back([](Form& form) {
+        form["region"].choice = 3;
+        form["gateChannel"].choice = 7;
+        return true;
+    });
+    EXPECT_TRUE(Run("event-delete-region"));
+    EXPECT_EQ(SpansOf(), (Spans{{1100, 1110}, {1200, 1210}, {1800, 1900}}));
+    ExpectUndone(before, "Events in region");
+}
+
 TEST_F(EventCommandsTest, StatesFollowChannelAndMode) {
     Open();
     EXPECT_FALSE(IsEnabled("event-delete-all"));

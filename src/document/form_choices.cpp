@@ -1,4 +1,4 @@
-#include "display/form_choices.h"
+#include "document/form_choices.h"
 
 namespace kymora {
 

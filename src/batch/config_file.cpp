@@ -1,0 +1,115 @@
+#include "batch/config_file.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace kymora {
+
+namespace {
+
+// No settings take as much; a larger file is none.
+constexpr uint64_t mostConfigBytes = uint64_t{1} << 20;
+
+std::vector<std::byte> ReadFile(Session& session, const std::filesystem::path& path) {
+    const auto file = session.files.Open(path, OpenMode::readOnly);
+    std::vector<std::byte> bytes(static_cast<size_t>(std::min(file->Length(), mostConfigBytes)));
+    ReadWhole(*file, 0, bytes);
+    return bytes;
+}
+
+// Writes beside and renames, so that an old file stays until the new one is whole.
+void WriteFile(Session& session, const std::filesystem::path& path, std::span<const std::byte> bytes) {
+    const std::filesystem::path beside = path.string() + ".tmp";
+    if (session.files.Stamp(beside)) session.files.Remove(beside);
+    try {
+        const auto file = session.files.Open(beside, OpenMode::createNew);
+        file->WriteAt(0, bytes);
+        file->Sync();
+        session.files.CopyPermissions(path, beside);
+        session.files.Rename(beside, path);
+    } catch (const FileError&) {
+        if (session.files.Stamp(beside)) session.files.Remove(beside);
+        throw;
+    }
+    session.files.SyncFolderOf(path);
+}
+
+// A file that was damaged may hold any number, in parameters that are switched off too.
+std::string FaultOfAny(CBatchBaseDlg& operation) {
+    for (const Param& param : operation.Params()) {
+        if (!param.HasValue()) continue;
+        std::string fault = param.Fault();
+        if (!fault.empty()) return fault;
+    }
+    return {};
+}
+
+}  // namespace
+
+bool SaveConfig(Session& session, CBatchBaseDlg& operation, const std::filesystem::path& path) {
+    try {
+        WriteFile(session, path, operation.Settings());
+        return true;
+    } catch (const FileError& error) {
+        session.host.Failure(error.what());
+        return false;
+    }
+}
+
+bool LoadConfig(Session& session, CBatchBaseDlg& operation, const std::filesystem::path& path) {
+    const std::vector<std::byte> before = operation.Settings();
+    std::string fault;
+    bool isWrongClass = false;
+    try {
+        operation.TakeSettings(ReadFile(session, path));
+        fault = FaultOfAny(operation);
+        if (!fault.empty())
+            fault = fmt::format("{}\n{}", fmt::format(damagedConfigText, operation.ClassName()), fault);
+    } catch (const FileError& error) {
+        fault = error.what();
+    } catch (const ArchiveError& error) {
+        isWrongClass = operation.m_bConfigError;
+        fault = error.what();
+    }
+    if (fault.empty()) {
+        // What depends on the document is taken up anew.
+        operation.CheckChangeDoc(operation.Document());
+        return true;
+    }
+    operation.TakeSettings(before);
+    operation.m_bConfigError = isWrongClass;
+    session.host.Failure(fault);
+    return false;
+}
+
+bool DropConfig(Session& session, CBatchBaseDlg& operation, const std::filesystem::path& path) {
+    if (FoldedExtension(path) == std::string(".") + configExtension)
+        return LoadConfig(session, operation, path);
+    session.host.Failure(dropConfigText);
+    return false;
+}
+
+bool AskSaveConfig(Session& session, CBatchBaseDlg& operation) {
+    const FileRequest request{saveConfigTitle, configFilter, configExtension,
+                              std::string(operation.ClassName()) + "." + configExtension};
+    const auto path = session.host.ChooseSaveFile(request);
+    return path && SaveConfig(session, operation, *path);
+}
+
+bool AskLoadConfig(Session& session, CBatchBaseDlg& operation) {
+    const auto paths = session.host.ChooseOpenFiles({loadConfigTitle, configFilter, configExtension, {}});
+    return !paths.empty() && LoadConfig(session, operation, paths[0]);
+}
+
+std::string ConfigClassName(Session& session, const std::filesystem::path& path) {
+    const auto file = session.files.Open(path, OpenMode::readOnly);
+    CArchive archive(*file, CArchive::Mode::load);
+    try {
+        return archive.Remaining() > 0 ? archive.ReadString() : std::string();
+    } catch (const ArchiveError&) {
+        return {};
+    }
+}
+
+}  // namespace kymora
