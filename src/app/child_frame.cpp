@@ -22,6 +22,7 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
 }
 
 CChildFrame::~CChildFrame() {
+    emit Going();
     delete widget_;  // before the view that it shows
 }
 

@@ -29,6 +29,10 @@ class CChildFrame : public QMdiSubWindow {
     void ShowTitle(int number);
     void ShowTitle() { ShowTitle(number_); }
 
+  signals:
+    // The view, and with its last view the document, are about to go.
+    void Going();
+
   protected:
     // The last view of a changed document asks.
     void closeEvent(QCloseEvent* event) override;

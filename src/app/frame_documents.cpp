@@ -8,6 +8,7 @@
 
 #include "app/desktop_host.h"
 #include "app/main_frame.h"
+#include "app/operation_windows.h"
 #include "app/theme.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
@@ -51,6 +52,7 @@ CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraVi
     mdi_->addSubWindow(child);
     connect(&child->Widget(), &ViewWidget::StatusChanged, status_, &QLabel::setText);
     connect(&child->Widget(), &ViewWidget::ViewChanged, this, &CMainFrame::UpdateCommands);
+    connect(child, &CChildFrame::Going, operations_, [this, child] { operations_->Forget(child); });
     connect(child, &QObject::destroyed, this, [this] {
         NumberWindows();
         UpdateCommands();
@@ -132,11 +134,13 @@ void CMainFrame::DropFile(const std::filesystem::path& path) {
         OpenFile(path);
     } else if (!ActiveChild()) {
         session_.host.Message(settingsWithoutFileText);
+    } else if (FoldedExtension(path) == ".kymr-cfg") {
+        operations_->OnLoadConfigFile(path);
     } else {
-        session_.host.Message(fmt::format("{} holds settings of operations, which this version of Kymora "
-                                          "cannot load. The recording is as it "
-                                          "was.",
-                                          path.filename().string()));
+        session_.host.Message(
+            fmt::format("{} holds a list of operations, which this version of Kymora cannot "
+                        "load. The recording is as it was.",
+                        path.filename().string()));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <QToolBar>
 
 #include "app/main_frame.h"
+#include "app/operation_windows.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
 
@@ -124,6 +125,13 @@ void CMainFrame::AddCommand(const FrameCommand& command) {
     frameActions_.emplace_back(&command, action);
 }
 
+void CMainFrame::AddCommand(const Operation& operation) {
+    QAction* action = AddAction(operation.menu, operation.label, operation.toolTip, false);
+    action->setObjectName(ToQString(operation.KebabName()));
+    connect(action, &QAction::triggered, this, [this, &operation] { operations_->Open(operation); });
+    operationActions_.emplace_back(&operation, action);
+}
+
 // File stands before the menus of the view, the others behind them.
 void CMainFrame::MakeMenus() {
     const auto isFile = [](const FrameCommand& command) { return command.menu.starts_with("&File"); };
@@ -137,6 +145,7 @@ void CMainFrame::MakeMenus() {
         AddCommand(command);
     }
     for (const Command& command : ViewCommands()) AddCommand(command);
+    for (const Operation& operation : Operations()) AddCommand(operation);
     for (const FrameCommand& command : FrameCommands())
         if (!isFile(command)) AddCommand(command);
     MenuFor("&Window")->addSeparator();
@@ -190,6 +199,7 @@ void CMainFrame::UpdateCommands() {
         action->setEnabled(!command->enabled || command->enabled(*this));
         if (command->checked) action->setChecked(command->checked(*this));
     }
+    for (const auto& [operation, action] : operationActions_) action->setEnabled(child != nullptr);
     if (recentMenu_) recentMenu_->setEnabled(!recent_.Paths().empty());
 }
 
@@ -255,7 +265,7 @@ void CMainFrame::ShowContextMenu(CChildFrame* child, const QPoint& at) {
 bool CMainFrame::RunCommandById(std::string_view id) {
     UpdateCommands();
     QAction* action = findChild<QAction*>(ToQString(id));
-    const bool isCommand = FindFrameCommand(id) || FindCommand(id);
+    const bool isCommand = FindFrameCommand(id) || FindCommand(id) || FindOperation(id);
     if (!isCommand || !action || !action->isEnabled()) return false;
     action->trigger();
     return true;
@@ -274,6 +284,7 @@ std::vector<ListedCommand> CMainFrame::ListCommands() {
     };
     addFrame(true);
     for (const auto& [command, action] : viewActions_) add(command->menu, command->label, action);
+    for (const auto& [operation, action] : operationActions_) add(operation->menu, operation->label, action);
     addFrame(false);
     return list;
 }

@@ -10,6 +10,7 @@
 #include <QUrl>
 
 #include "app/desktop_host.h"
+#include "app/operation_windows.h"
 #include "widgets/tool_icons.h"
 
 namespace kymora {
@@ -29,12 +30,14 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host)
     // In the order of opening, whatever is in front: the list and the keys of the windows go by it.
     mdi_->setActivationOrder(QMdiArea::CreationOrder);
     setCentralWidget(mdi_);
+    operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
     MakeMenus();
     MakeToolBar();
     connect(mdi_, &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* window) {
         if (auto* child = qobject_cast<CChildFrame*>(window)) child->Widget().setFocus();
         status_->clear();
+        operations_->SetActive(ActiveChild());
         UpdateCommands();
     });
     resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
@@ -43,6 +46,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host)
 
 CMainFrame::~CMainFrame() {
     // Children end while the frame still stands, so that nothing they say reaches a half-destroyed window.
+    delete operations_;
     mdi_->disconnect(this);
     for (CChildFrame* child : Children()) {
         child->disconnect(this);

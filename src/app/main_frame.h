@@ -13,6 +13,7 @@
 #include "host/recent_files.h"
 #include "host/session.h"
 #include "import/open_document.h"
+#include "operations/operations.h"
 #include "widgets/command_finder.h"
 
 class QLabel;
@@ -20,6 +21,7 @@ class QLabel;
 namespace kymora {
 
 class DesktopHost;
+class OperationWindows;
 
 class CMainFrame : public QMainWindow {
     Q_OBJECT
@@ -31,6 +33,7 @@ class CMainFrame : public QMainWindow {
     Session& GetSession() const { return session_; }
     BatchDocuments& Batch() { return batch_; }
     RecentFiles& Recent() { return recent_; }
+    OperationWindows& OperationDialogs() { return *operations_; }
 
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
     // cannot be opened; the user was told why.
@@ -102,6 +105,7 @@ class CMainFrame : public QMainWindow {
                        bool startsGroup);
     void AddCommand(const Command& command);
     void AddCommand(const FrameCommand& command);
+    void AddCommand(const Operation& operation);
     void MakeToolBar();
     void ListWindows();
     void ListRecent();
@@ -131,8 +135,10 @@ class CMainFrame : public QMainWindow {
     QMenu* recentMenu_ = nullptr;
     BatchDocuments batch_;
     RecentFiles recent_;
+    OperationWindows* operations_ = nullptr;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;
+    std::vector<std::pair<const Operation*, QAction*>> operationActions_;
     std::map<std::string, QMenu*, std::less<>> menus_;  // by their path
     std::vector<QAction*> windowListActions_;
     // Where the mouse was when the context menu came up, for the commands that it runs.

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "app/remote_desktop.h"
+#include "operations/operation_reference.h"
 #include "remote/remote_reference.h"
 
 int main(int argc, char** argv) {
@@ -17,5 +18,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path docs = argv[1];
     std::ofstream(docs / "remote.md", std::ios::binary) << kymora::RemoteReference(commands);
     std::ofstream(docs / "shortcuts.md", std::ios::binary) << kymora::ShortcutReference(commands);
+    std::ofstream(docs / "operations.md", std::ios::binary)
+        << kymora::OperationReference(kymora::Operations());
     return 0;
 }

@@ -14,12 +14,21 @@
 
 #include "app/frame_commands.h"
 #include "app/main_frame.h"
+#include "app/operation_windows.h"
 #include "app/paint_waiter.h"
 #include "widgets/text.h"
 
 namespace kymora {
 
 namespace {
+
+std::vector<std::byte> PngOf(QWidget& widget) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    if (!widget.grab().save(&buffer, "PNG")) return {};
+    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
+    return {first, first + bytes.size()};
+}
 
 constexpr int wheelStep = 120;  // eighths of a degree
 
@@ -110,22 +119,38 @@ std::vector<RemoteCommand> FrameCommandList() {
         list.push_back({std::string(command.id), PlainLabel(command.menu), PlainLabel(command.label),
                         std::string(key), std::string(command.toolTip)});
     }
+    for (const Operation& operation : Operations())
+        list.push_back({operation.KebabName(),
+                        PlainLabel(operation.menu),
+                        PlainLabel(operation.label),
+                        {},
+                        std::string(operation.toolTip)});
     return list;
 }
 
 std::vector<RemoteCommand> DesktopRemote::FrameCommands() {
     std::vector<RemoteCommand> list = FrameCommandList();
     for (RemoteCommand& described : list) {
-        const FrameCommand& command = *FindFrameCommand(described.id);
-        described.enabled = !command.enabled || command.enabled(frame_);
-        if (command.checked) described.checked = command.checked(frame_);
+        const FrameCommand* command = FindFrameCommand(described.id);
+        if (!command) {
+            described.enabled = Active() >= 0;
+            continue;
+        }
+        described.enabled = !command->enabled || command->enabled(frame_);
+        if (command->checked) described.checked = command->checked(frame_);
     }
     return list;
 }
 
 CommandResult DesktopRemote::RunFrameCommand(std::string_view id) {
     const FrameCommand* command = FindFrameCommand(id);
-    if (command == nullptr) return CommandResult::unknown;
+    if (command == nullptr) {
+        const Operation* operation = FindOperation(id);
+        if (!operation) return CommandResult::unknown;
+        if (Active() < 0) return CommandResult::unavailable;
+        frame_.OperationDialogs().Open(*operation);
+        return CommandResult::done;
+    }
     if (command->enabled && !command->enabled(frame_)) return CommandResult::unavailable;
     command->run(frame_);
     return CommandResult::done;
@@ -143,12 +168,30 @@ void DesktopRemote::Resize(Extent size) {
 }
 
 std::vector<std::byte> DesktopRemote::Picture(int index) {
-    QWidget& widget = index < 0 ? static_cast<QWidget&>(frame_) : Widget(index);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    if (!widget.grab().save(&buffer, "PNG")) return {};
-    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
-    return {first, first + bytes.size()};
+    return PngOf(index < 0 ? static_cast<QWidget&>(frame_) : Widget(index));
+}
+
+CBatchBaseDlg& DesktopRemote::OpenOperation(const Operation& operation) {
+    return frame_.OperationDialogs().Open(operation)->Block();
+}
+
+void DesktopRemote::OperationChanged(const Operation& operation) {
+    if (CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className))
+        window->Refresh();
+}
+
+bool DesktopRemote::RunOperation(const Operation& operation) {
+    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className);
+    return window && window->Run();
+}
+
+void DesktopRemote::CloseOperation(const Operation& operation) {
+    if (CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className)) window->close();
+}
+
+std::vector<std::byte> DesktopRemote::OperationPicture(const Operation& operation) {
+    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className);
+    return window ? PngOf(*window) : std::vector<std::byte>();
 }
 
 bool DesktopRemote::PressKey(int index, std::string_view name) {

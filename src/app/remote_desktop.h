@@ -33,6 +33,11 @@ class DesktopRemote : public RemoteTarget {
     std::vector<std::byte> Picture(int index) override;
     bool PressKey(int index, std::string_view name) override;
     void MoveMouse(int index, const RemoteMouse& mouse) override;
+    CBatchBaseDlg& OpenOperation(const Operation& operation) override;
+    void OperationChanged(const Operation& operation) override;
+    bool RunOperation(const Operation& operation) override;
+    void CloseOperation(const Operation& operation) override;
+    std::vector<std::byte> OperationPicture(const Operation& operation) override;
     std::string OpenDialog() override;
     bool Quit() override;
 

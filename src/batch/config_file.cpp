@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "document/native_writer.h"
+
 namespace kymora {
 
 namespace {
@@ -18,21 +20,8 @@ std::vector<std::byte> ReadFile(Session& session, const std::filesystem::path& p
     return bytes;
 }
 
-// Writes beside and renames, so that an old file stays until the new one is whole.
 void WriteFile(Session& session, const std::filesystem::path& path, std::span<const std::byte> bytes) {
-    const std::filesystem::path beside = path.string() + ".tmp";
-    if (session.files.Stamp(beside)) session.files.Remove(beside);
-    try {
-        const auto file = session.files.Open(beside, OpenMode::createNew);
-        file->WriteAt(0, bytes);
-        file->Sync();
-        session.files.CopyPermissions(path, beside);
-        session.files.Rename(beside, path);
-    } catch (const FileError&) {
-        if (session.files.Stamp(beside)) session.files.Remove(beside);
-        throw;
-    }
-    session.files.SyncFolderOf(path);
+    WriteFileAtomically(session.files, path, [bytes](CArchive& archive) { archive.WriteRaw(bytes); });
 }
 
 // A file that was damaged may hold any number, in parameters that are switched off too.
@@ -61,6 +50,10 @@ bool LoadConfig(Session& session, CBatchBaseDlg& operation, const std::filesyste
     const std::vector<std::byte> before = operation.Settings();
     std::string fault;
     bool isWrongClass = false;
+    // Limits that follow from the recording at hand say nothing about the file, which may come from another
+    // one. What depends on the recording is taken up anew.
+    CDataDoc* doc = operation.Document();
+    operation.CheckChangeDoc(nullptr);
     try {
         operation.TakeSettings(ReadFile(session, path));
         fault = FaultOfAny(operation);
@@ -72,11 +65,8 @@ bool LoadConfig(Session& session, CBatchBaseDlg& operation, const std::filesyste
         isWrongClass = operation.m_bConfigError;
         fault = error.what();
     }
-    if (fault.empty()) {
-        // What depends on the document is taken up anew.
-        operation.CheckChangeDoc(operation.Document());
-        return true;
-    }
+    operation.CheckChangeDoc(doc);
+    if (fault.empty()) return true;
     operation.TakeSettings(before);
     operation.m_bConfigError = isWrongClass;
     session.host.Failure(fault);

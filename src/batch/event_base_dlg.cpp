@@ -78,6 +78,9 @@ void CEventBaseDlg::Serialize(CArchive& archive) {
         Exchange(archive, m_channels);
     else
         m_channels = version == 2 ? ChannelsOfText(archive.ReadString()) : std::vector<int>();
+    if (archive.IsStoring()) return;
+    std::sort(m_channels.begin(), m_channels.end());
+    m_channels.erase(std::unique(m_channels.begin(), m_channels.end()), m_channels.end());
 }
 
 void CEventBaseDlg::GetParamText(std::string& text) {
@@ -207,6 +210,11 @@ void CEventWndBaseDlg::Serialize(CArchive& archive) {
 }
 
 void CEventWndBaseDlg::GetParamText(std::string& text) {
+    AppendRegionText(text);
+    CEventBaseDlg::GetParamText(text);
+}
+
+void CEventWndBaseDlg::AppendRegionText(std::string& text) const {
     text += "Analysis region: ";
     if (m_nRegionMode == regionWholeFile) {
         text += "whole file\r\n";
@@ -217,7 +225,6 @@ void CEventWndBaseDlg::GetParamText(std::string& text) {
         text += isVisible ? "visible screen:\r\n\t" : "user set:\r\n\t";
         text += fmt::format("Start = {:f}, End = {:f}\r\n", times.start, times.end);
     }
-    CEventBaseDlg::GetParamText(text);
 }
 
 void CEventWndBaseDlg::CheckChangeDoc(CDataDoc* doc) {

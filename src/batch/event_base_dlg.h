@@ -116,6 +116,8 @@ class CEventWndBaseDlg : public CEventBaseDlg {
 
   protected:
     void DescribeRegion(ParamList& list);
+    // Appends the lines of the region alone.
+    void AppendRegionText(std::string& text) const;
     // Takes up the document: the least end of the region.
     static constexpr int doNothing = 5;
     void RetrieveData(int how = 0);

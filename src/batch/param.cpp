@@ -50,6 +50,16 @@ std::string ListText(const std::vector<int>& numbers, const std::function<std::s
     return text;
 }
 
+// A float is held to the limits as a float: at a limit that no float meets exactly, it may lie either side.
+std::string LimitFault(const Param& param, double value) {
+    if (std::holds_alternative<float*>(param.target)) {
+        const auto single = static_cast<float>(value);
+        if (single >= static_cast<float>(param.least) && single <= static_cast<float>(param.greatest))
+            return {};
+    }
+    return NumberFault(param.label, value, param.least, param.greatest, param.kind == ParamKind::integer);
+}
+
 std::string FlagFault(const Param& param) {
     return fmt::format("\"{}\" takes 0, 1, true or false.", param.label);
 }
@@ -135,6 +145,11 @@ Param& Param::Linked(std::vector<std::string> keys) {
     linked = std::move(keys);
     return *this;
 }
+Param& Param::Cell(std::string row, std::string column) {
+    tableRow = std::move(row);
+    tableColumn = std::move(column);
+    return *this;
+}
 Param& Param::EnabledIf(std::function<bool()> test) {
     isEnabled = std::move(test);
     return *this;
@@ -198,7 +213,7 @@ std::string Param::Fault() const {
     switch (kind) {
     case ParamKind::number:
     case ParamKind::integer:
-        return NumberFault(label, Number(), least, greatest, kind == ParamKind::integer);
+        return LimitFault(*this, Number());
     case ParamKind::choice:
         return Number() >= 0 && Number() < static_cast<double>(choices.size()) ? std::string()
                                                                                : ChoiceFault(*this);
@@ -230,9 +245,8 @@ namespace {
 
 std::string SetNumber(Param& param, std::string_view text) {
     const auto number = ParseNumber(text);
-    const bool whole = param.kind == ParamKind::integer;
     const double value = number.value_or(std::numeric_limits<double>::quiet_NaN());
-    std::string fault = NumberFault(param.label, value, param.least, param.greatest, whole);
+    std::string fault = LimitFault(param, value);
     if (fault.empty()) param.Store(value);
     return fault;
 }

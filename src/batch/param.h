@@ -48,6 +48,9 @@ struct Param {
     std::vector<std::string> choices;
     bool asButtons = false;           // a choice whose answers all stand in sight
     std::vector<std::string> linked;  // keys of parameters that follow this one
+    // Parameters of a group that follow each other and have these stand as the cells of a table in the
+    // window, under such headings.
+    std::string tableRow, tableColumn;
 
     std::function<bool()> isEnabled;     // empty: always
     std::function<void()> changed;       // the user has set it; what follows it is set here
@@ -61,6 +64,7 @@ struct Param {
     Param& Step(double by);
     Param& Buttons();
     Param& Linked(std::vector<std::string> keys);
+    Param& Cell(std::string row, std::string column);
     Param& EnabledIf(std::function<bool()> test);
     Param& OnChange(std::function<void()> does);
     Param& Shows(std::function<std::string()> text);

@@ -59,5 +59,7 @@ std::unique_ptr<Command> MakeEventsCommand();
 std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakePlotCommand();
 std::unique_ptr<Command> MakeDemoCommand();
+std::unique_ptr<Command> MakeOperationsCommand();
+std::unique_ptr<Command> MakeRunCommand();
 
 }  // namespace kymora

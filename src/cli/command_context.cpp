@@ -34,8 +34,8 @@ CommandContext::CommandContext(const CommonOptions& options)
     session.gapNoticeShown = true;
 }
 
-std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path) {
-    std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, OpenFor::reading);
+std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path, OpenFor purpose) {
+    std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, purpose);
     if (!doc) throw CommandError(session.importSettingRefused ? exitUsage : exitCannotOpen, "");
     for (const auto& [key, value] : session.importSettings) {
         if (session.importSettingsUsed.count(key) != 0) continue;

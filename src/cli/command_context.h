@@ -15,6 +15,9 @@
 
 namespace kymora {
 
+inline constexpr const char* legacySaveText =
+    "Note: any Kymora features introduced after the legacy version cannot be saved in a legacy file.";
+
 // The options that every subcommand takes.
 struct CommonOptions {
     std::vector<std::string> imports;  // KEY=VALUE
@@ -30,9 +33,9 @@ class CommandContext {
     // Throws CommandError for an import setting without a key.
     explicit CommandContext(const CommonOptions& options);
 
-    // Opens a recording for reading. Throws CommandError when it cannot be opened, or when an import setting
-    // was given that its reader does not know.
-    std::unique_ptr<CDataDoc> Open(const std::string& path);
+    // Opens a recording. Throws CommandError when it cannot be opened, or when an import setting was given
+    // that its reader does not know.
+    std::unique_ptr<CDataDoc> Open(const std::string& path, OpenFor purpose = OpenFor::reading);
     // The progress of a long output. No bar is drawn where it would mix with the output on one terminal.
     std::unique_ptr<Progress> StartOutputProgress(std::string_view label, uint64_t total);
     // Whether two paths, links included, lead to one file.

@@ -14,8 +14,8 @@
 namespace kymora {
 namespace {
 
-constexpr auto makers = {MakeInfoCommand,    MakeSamplesCommand, MakeEventsCommand,
-                         MakeConvertCommand, MakePlotCommand,    MakeDemoCommand};
+constexpr auto makers = {MakeInfoCommand, MakeSamplesCommand, MakeEventsCommand,     MakeConvertCommand,
+                         MakePlotCommand, MakeDemoCommand,    MakeOperationsCommand, MakeRunCommand};
 
 // Words of the terminal, also those of subcommands that this version does not have: no desktop opens for
 // them.
@@ -71,7 +71,7 @@ void AddOption(CLI::App& app, const CommandOption& option) {
     const bool positional = option.names[0] != '-';
     added->option_text((positional ? "" : option.value + " ") + (option.required ? "(required)" : ""));
     // One value for each time that the option is given, so that a file's name behind it stays a file's name.
-    if (std::holds_alternative<std::vector<std::string>*>(option.target))
+    if (!positional && std::holds_alternative<std::vector<std::string>*>(option.target))
         added->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
     if (option.required) added->required();
 }
@@ -109,6 +109,7 @@ void DescribeProgram(CLI::App& app) {
                "Examples:\n"
                "  kymora info recording.edf\n"
                "  kymora convert recording.edf -o recording.kymr-dat\n"
+               "  kymora operations\n"
                "  kymora demo -o demo");
 }
 

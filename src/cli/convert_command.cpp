@@ -36,9 +36,6 @@ class ConvertCommand : public Command {
     }
 
   private:
-    static constexpr const char* legacySaveText =
-        "Note: any Kymora features introduced after the legacy version cannot be saved in a legacy file.";
-
     static void WriteText(CommandContext& context, CDataDoc& doc, const std::filesystem::path& out) {
         if (doc.hasGaps && !context.host.Confirm(textExportGapText)) throw CommandError(exitFailed, "");
         WriteTextExport(doc, out);

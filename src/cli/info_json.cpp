@@ -189,7 +189,7 @@ bool IsChannelUsed(const CDataDoc& doc, int number) {
            !plainPosition;
 }
 
-void WriteInfoJson(TextSink& sink, const CDataDoc& doc, std::string_view path) {
+void WriteInfoJson(OutputSink& sink, const CDataDoc& doc, std::string_view path) {
     JsonWriter json(sink);
     json.BeginObject();
     WriteHead(json, doc, path);

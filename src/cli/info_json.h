@@ -11,6 +11,6 @@ namespace kymora {
 // Whether `info` has something to tell of a channel: it holds events, or a setting is not the default.
 bool IsChannelUsed(const CDataDoc& doc, int channel);
 
-void WriteInfoJson(TextSink& sink, const CDataDoc& doc, std::string_view path);
+void WriteInfoJson(OutputSink& sink, const CDataDoc& doc, std::string_view path);
 
 }  // namespace kymora

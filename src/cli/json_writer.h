@@ -14,7 +14,7 @@ class JsonWriter {
   public:
     // The sink outlives the writer. Objects and arrays that hold objects are indented; arrays of numbers
     // stand in one line.
-    explicit JsonWriter(TextSink& sink) : sink_(sink) {}
+    explicit JsonWriter(OutputSink& sink) : sink_(sink) {}
     JsonWriter(const JsonWriter&) = delete;
     JsonWriter& operator=(const JsonWriter&) = delete;
 
@@ -68,7 +68,7 @@ class JsonWriter {
     void Quote(std::string_view text);
     void Spill();
 
-    TextSink& sink_;
+    OutputSink& sink_;
     std::string text_;
     std::vector<Level> levels_;
     bool afterKey_ = false;

@@ -9,9 +9,9 @@
 
 namespace kymora {
 
-class TextSink {
+class OutputSink {
   public:
-    virtual ~TextSink() = default;
+    virtual ~OutputSink() = default;
     virtual void Write(std::string_view text) = 0;
 };
 
@@ -21,7 +21,7 @@ class OutputClosed : public std::exception {
     const char* what() const noexcept override { return "Standard output was closed."; }
 };
 
-class StandardOutput : public TextSink {
+class StandardOutput : public OutputSink {
   public:
     StandardOutput();
     // Throws OutputClosed, Cancelled after an interrupt, or CommandError.

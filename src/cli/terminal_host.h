@@ -23,6 +23,8 @@ class TerminalHost : public Host {
     // Goes to standard error when the environment has KYMORA_LOG.
     void Log(std::string_view text) override;
 
+    // No bar is drawn from here on.
+    void HideProgress() { showsProgress_ = false; }
     // Progress that is never shown, for output that goes to the terminal itself.
     static std::unique_ptr<Progress> SilentProgress();
 

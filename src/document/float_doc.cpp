@@ -28,16 +28,6 @@ constexpr const char* gapNoticeText =
     "start of each "
     "section is marked with an event, and the event label gives the real time of the start of that section.";
 
-// Whether this or another program has the file open for editing.
-bool IsBeingEdited(FileSystem& files, const std::filesystem::path& path) {
-    if (!files.Stamp(path)) return false;
-    try {
-        return !files.Open(path, OpenMode::readOnly)->TryLock();
-    } catch (const FileError&) {
-        return false;  // writing says what is wrong with it
-    }
-}
-
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
     if (!std::isfinite(doc.sampleInterval) || doc.sampleInterval <= 0.0)
@@ -428,6 +418,15 @@ bool CFloatDoc::SaveOldVersion() {
     RememberStamp(filePath);
     SetModifiedFlag(false);
     return true;
+}
+
+bool IsBeingEdited(FileSystem& files, const std::filesystem::path& path) {
+    if (!files.Stamp(path)) return false;
+    try {
+        return !files.Open(path, OpenMode::readOnly)->TryLock();
+    } catch (const FileError&) {
+        return false;  // writing says what is wrong with it
+    }
 }
 
 bool FinishRewrite(Session& session, const std::filesystem::path& oldPath,

@@ -43,6 +43,9 @@ class CFloatDoc : public CDataDoc {
     uint64_t headEnd_ = 0;      // versions 22 and above: where the head ends and the samples begin
 };
 
+// Whether this or another program has the file open for editing.
+bool IsBeingEdited(FileSystem& files, const std::filesystem::path& path);
+
 // Ends the conversion of a file of a version below 22, once its document is closed: deletes the old file and
 // gives the new one the old path with the extension .kymr-dat. False when the old file was kept, as it is
 // when its state is not `oldStamp`, that of the conversion.

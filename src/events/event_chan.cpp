@@ -211,14 +211,18 @@ bool CEventChan::FilterByGap(int32_t minGap, int32_t minDuration, int32_t maxDur
     if (IsLocked()) return false;
     if (events_.empty()) return true;
     size_t last = 0;  // the event that is absorbing
+    // How far it absorbs: from its own end, which does not move on with what it takes in.
+    int64_t reach = int64_t{events_[0].offPosition} + minGap;
     for (size_t i = 1; i < events_.size(); ++i) {
         CEventKM& into = events_[last];
         CEventKM& next = events_[i];
         // In a channel out of order the next event may lie far ahead; it is no part of this one.
-        if (next.onPosition >= into.onPosition && next.onPosition < int64_t{into.offPosition} + minGap)
+        if (next.onPosition >= into.onPosition && next.onPosition < reach) {
             into.offPosition = std::max(into.offPosition, next.offPosition);
-        else if (++last != i)
-            events_[last] = std::move(next);
+            continue;
+        }
+        reach = int64_t{next.offPosition} + minGap;
+        if (++last != i) events_[last] = std::move(next);
     }
     if (++last < events_.size()) {
         events_.erase(events_.begin() + static_cast<std::ptrdiff_t>(last), events_.end());

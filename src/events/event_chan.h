@@ -40,6 +40,7 @@ enum DetectionMethod : int32_t {
     methodScaledTemplate = 3,
     methodThreshold = 4,
     methodPoissonSurprise = 5,
+    methodOutlier = 9,
     methodCount = 20,
 };
 
@@ -127,8 +128,9 @@ class CEventChan {
     bool DeleteTagged();
     bool ClearLabels();
     bool SetLabelAndTag(int index, std::string_view label, int32_t tag);
-    // Joins events whose gap is below minGap, then drops those with a duration outside [minDuration,
-    // maxDuration] where either limit restricts anything. Samples.
+    // Each event takes in those behind it that start before its end plus minGap; its end is the one that it had
+    // before, so a chain of events is joined only that far. Then drops those with a duration outside
+    // [minDuration, maxDuration] where either limit restricts anything. Samples.
     bool FilterByGap(int32_t minGap, int32_t minDuration, int32_t maxDuration);
     bool CopySettings(const CEventChan& source);
     // Puts the source's events, in their order, in place of the channel's own.

@@ -108,13 +108,22 @@ FormField& Form::operator[](std::string_view key) {
 const FormField& Form::operator[](std::string_view key) const { return const_cast<Form&>(*this)[key]; }
 
 std::string NumberFault(std::string_view label, double value, double least, double greatest, bool whole) {
-    constexpr double unlimited = std::numeric_limits<float>::max();
     if ((!whole || std::trunc(value) == value) && value >= least && value <= greatest) return {};
+    // The limits of the type are none to speak of.
+    const double unlimited =
+        whole ? std::numeric_limits<int32_t>::max() : double{std::numeric_limits<float>::max()};
+    const auto written = [whole](double limit) {
+        return whole ? fmt::format("{:.0f}", limit) : fmt::format("{:.9g}", limit);
+    };
     if (least > -unlimited && greatest < unlimited)
-        return fmt::format("\"{}\" must be {} from {:.9g} to {:.9g}.", label,
-                           whole ? "a whole number" : "a number", least, greatest);
-    return value < least ? fmt::format("\"{}\" must be at least {:.9g}.", label, least)
-                         : fmt::format("\"{}\" needs a number.", label);
+        return fmt::format("\"{}\" must be {} from {} to {}.", label, whole ? "a whole number" : "a number",
+                           written(least), written(greatest));
+    const bool isNumber = std::isfinite(value) && (!whole || std::trunc(value) == value);
+    if (isNumber && value < least && (whole || least > -unlimited))
+        return fmt::format("\"{}\" must be at least {}.", label, written(least));
+    if (isNumber && value > greatest && (whole || greatest < unlimited))
+        return fmt::format("\"{}\" must be at most {}.", label, written(greatest));
+    return fmt::format("\"{}\" needs {}.", label, whole ? "a whole number" : "a number");
 }
 
 std::string Form::Check() const {

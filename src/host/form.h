@@ -43,11 +43,11 @@ struct FormField {
     double least = std::numeric_limits<double>::lowest();
     double greatest = std::numeric_limits<double>::max();
     double step = 1.0;
-    std::string text;  // of a number or integer: what the user typed
+    std::string text;
     bool flag = false;
     int choice = 0;
     std::vector<std::string> choices;
-    bool beside = false;  // the buttons of a radio stand beside each other
+    int buttonColumns = 1;  // of a radio: so many of its buttons stand beside each other
     std::vector<uint8_t> checks;
     std::vector<std::vector<std::string>> rows;
     uint32_t colour = 0;

@@ -199,6 +199,14 @@ CDataDoc* BatchDocuments::OpenForBatch(const std::filesystem::path& path) {
     return own_.back().get();
 }
 
+CDataDoc* BatchDocuments::OpenCopyForBatch(const std::filesystem::path& path) {
+    const SilentOpen silent(session_);
+    auto doc = Make(path);
+    if (!doc || !doc->OnOpenDocument(path, OpenFor::reading)) return nullptr;
+    own_.push_back(std::move(doc));
+    return own_.back().get();
+}
+
 std::unique_ptr<CDataDoc> BatchDocuments::Make(const std::filesystem::path& path) const {
     const std::string extension = FoldedExtension(path);
     for (const BatchType& type : batchTypes)
@@ -208,11 +216,10 @@ std::unique_ptr<CDataDoc> BatchDocuments::Make(const std::filesystem::path& path
 }
 
 void BatchDocuments::CloseIfNotOpen(const std::filesystem::path& path) {
-    if (CDataDoc* doc = FindShown(path)) {
+    if (CDataDoc* doc = FindShown(path))
         AlreadyOpen(session_, doc);
-        return;
-    }
-    session_.host.Log(fmt::format("file {} is not already open, deleting\n", path.string()));
+    else
+        session_.host.Log(fmt::format("file {} is not already open, deleting\n", path.string()));
     std::erase_if(own_, [&](const auto& doc) { return IsSameFile(session_.files, doc->filePath, path); });
 }
 

@@ -48,11 +48,18 @@ class BatchDocuments {
     // The document of a path: the one that is open already, or else a new one, which stays until
     // CloseIfNotOpen. Null when it cannot be opened; the user was told why. Text files are not taken.
     CDataDoc* OpenForBatch(const std::filesystem::path& path);
-    // Deletes the document that was opened for a batch, unless it belongs to the interface.
+    // The recording as it is on disk, in a document of its own that leaves the file alone, also where the
+    // interface has it open.
+    CDataDoc* OpenCopyForBatch(const std::filesystem::path& path);
+    // Deletes the documents that were opened for a batch; one of the interface stays.
     void CloseIfNotOpen(const std::filesystem::path& path);
 
-  private:
+    // The document in which the interface shows a file, or null.
     CDataDoc* FindShown(const std::filesystem::path& path) const;
+    std::vector<CDataDoc*> Shown() const { return shown_(); }
+    Session& GetSession() const { return session_; }
+
+  private:
     std::unique_ptr<CDataDoc> Make(const std::filesystem::path& path) const;
 
     Session& session_;

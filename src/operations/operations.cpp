@@ -2,6 +2,11 @@
 
 #include <algorithm>
 
+#include "detection/detect_spikes.h"
+#include "detection/event_threshold.h"
+#include "detection/spike_detect_thresh.h"
+#include "eventanalysis/event_list.h"
+
 namespace kymora {
 
 namespace {
@@ -11,8 +16,8 @@ std::unique_ptr<CBatchBaseDlg> Make() {
     return std::make_unique<T>();
 }
 
-constexpr std::string_view detectMenu = "&Detect";
-constexpr std::string_view listMenu = "&Analyse";
+constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
+constexpr std::string_view listMenu = "Anal&yse";
 
 bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
@@ -47,6 +52,17 @@ std::string Operation::KebabName() const {
 std::span<const Operation> Operations() {
     // clang-format off
     static const std::vector<Operation> table = {
+        {"CEventThreshold", detectMenu, "&Threshold Event...",
+         "Make an event of each stretch of a trace that lies beyond an onset level",
+         OperationKind::event, Make<CEventThreshold>},
+        {"CDetectSpikes", detectMenu, "Detect &Outliers...",
+         "Make an event of each run of samples that lie far from the mean of a stretch of noise",
+         OperationKind::event, Make<CDetectSpikes>},
+        {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
+         "Tune a rule for spikes on a short stretch of data, and run it over the analysis region",
+         OperationKind::event, Make<CSpikeDetectThresh>},
+        {"CEventList", listMenu, "&List event parameters...",
+         "Lists the parameters of events as a table", OperationKind::listing, Make<CEventList>},
     };
     // clang-format on
     return table;

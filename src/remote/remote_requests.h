@@ -75,6 +75,7 @@ RequestTable DocumentRequests();
 RequestTable CommandRequests();
 RequestTable WindowRequests();
 RequestTable EventRequests();
+RequestTable OperationRequests();
 
 std::span<const RemoteRequest> RemoteRequests();
 

@@ -13,6 +13,9 @@
 
 namespace kymora {
 
+class CBatchBaseDlg;
+struct Operation;
+
 // A command of the main window, beside those of the view.
 struct RemoteCommand {
     std::string id;
@@ -61,6 +64,16 @@ class RemoteTarget {
     // Presses and releases a key on a view; false when there is no key of that name.
     virtual bool PressKey(int index, std::string_view name) = 0;
     virtual void MoveMouse(int index, const RemoteMouse& mouse) = 0;
+
+    // Opens the window of an operation on the active recording, or finds it, and answers what it shows.
+    virtual CBatchBaseDlg& OpenOperation(const Operation& operation) = 0;
+    // Its parameters were set from outside: its window shows them.
+    virtual void OperationChanged(const Operation& operation) = 0;
+    // False when it was refused, failed or was cancelled; the host was told why.
+    virtual bool RunOperation(const Operation& operation) = 0;
+    virtual void CloseOperation(const Operation& operation) = 0;
+    // A PNG of its window; empty when there cannot be one.
+    virtual std::vector<std::byte> OperationPicture(const Operation& operation) = 0;
 
     // The title of a dialog or menu that the person at the screen has open; empty when there is none. The
     // code that opened it is still at work, so nothing may change meanwhile.

@@ -10,6 +10,7 @@
 #include <QScrollBar>
 #include <cmath>
 
+#include "widgets/content_area.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -17,20 +18,6 @@ namespace kymora {
 namespace {
 
 constexpr double widestPart = 0.95, highestPart = 0.85;  // of the screen
-constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3px;";
-
-// Takes the size of its content, so that the dialog scrolls only when the screen is too small.
-class ContentArea : public QScrollArea {
-  public:
-    using QScrollArea::QScrollArea;
-    QSize sizeHint() const override {
-        const QWidget* content = widget();
-        const QSize wanted = content->sizeHint();
-        const int width = std::max(wanted.width(), content->minimumSizeHint().width());
-        const int height = content->hasHeightForWidth() ? content->heightForWidth(width) : wanted.height();
-        return {width + 2 * frameWidth() + 2, std::max(height, wanted.height()) + 2 * frameWidth() + 2};
-    }
-};
 
 bool IsNumeric(const FormField& field) {
     return field.kind == FieldKind::number || field.kind == FieldKind::integer;
@@ -43,6 +30,18 @@ bool IsOutside(const FormField& field, const Form& form) {
     const bool inside = field.number >= field.least && field.number <= field.greatest;
     const bool whole = field.kind == FieldKind::number || std::trunc(field.number) == field.number;
     return !inside || !whole;
+}
+
+// The editor with its unit behind it.
+QWidget* WithUnit(const FormField& field, QWidget* editor) {
+    if (field.unit.empty()) return editor;
+    auto* line = new QWidget(editor->parentWidget());
+    auto* row = new QHBoxLayout(line);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(editor);
+    row->addWidget(new QLabel(ToQString(field.unit), line));
+    row->addStretch(1);
+    return line;
 }
 
 }  // namespace
@@ -98,7 +97,7 @@ void FormDialog::AddRow(size_t index, QFormLayout* rows) {
         if (labelled) rows->addRow(made.label);
         rows->addRow(widget);
     } else {
-        rows->addRow(made.label, widget);
+        rows->addRow(made.label, WithUnit(field, widget));
     }
     rows_.push_back(std::move(made));
 }
@@ -205,14 +204,12 @@ void FormDialog::accept() {
 
 void FormDialog::ShowFault(const QString& text) {
     for (const Row& row : rows_)
-        if (row.editor && IsNumeric(form_.fields[row.field])) row.editor->Focus()->setStyleSheet({});
+        if (row.editor && IsNumeric(form_.fields[row.field])) MarkFault(*row.editor, false);
     fault_->setText(text);
     fault_->setVisible(!text.isEmpty());
     if (text.isEmpty()) return;
-    // Dark red cannot be read on a dark window, nor light red on a bright one.
-    const bool dark = palette().color(QPalette::Window).lightness() < 128;
     QPalette colours = palette();
-    colours.setColor(QPalette::WindowText, dark ? QColor(0xFF, 0x8A, 0x80) : QColor(0xB0, 0x1C, 0x14));
+    colours.setColor(QPalette::WindowText, FaultColour(colours));
     fault_->setPalette(colours);
     Grow();
 }
@@ -221,7 +218,7 @@ void FormDialog::ShowFault(const QString& text) {
 void FormDialog::MarkFaulty() {
     for (const Row& row : rows_) {
         if (!row.editor || !IsOutside(form_.fields[row.field], form_)) continue;
-        row.editor->Focus()->setStyleSheet(faultyStyle);
+        MarkFault(*row.editor, true);
         row.editor->Focus()->setFocus();
         area_->ensureWidgetVisible(row.editor->Widget());
         return;

@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -14,6 +15,7 @@
 #include <QRadioButton>
 #include <QTableWidget>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -28,16 +30,22 @@ namespace {
 constexpr int longTextLines = 5;
 constexpr int mostListLines = 12;
 constexpr int leastListLines = 3;
+constexpr int wheelStep = 120;
+constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3px;";
 
 int LineHeight(const QWidget& widget) { return widget.fontMetrics().lineSpacing(); }
 
 // --- numbers and texts ---
 
-// The shortest text that reads back to the same number.
+// The shortest text that reads back to the same number, with an exponent only where there would be many
+// zeros.
 QString NumberText(double value, bool whole) {
     char text[64];
-    const auto end = whole ? std::to_chars(text, text + sizeof text, static_cast<int64_t>(value)).ptr
-                           : std::to_chars(text, text + sizeof text, value).ptr;
+    const double size = std::abs(value);
+    const bool isPlain = size == 0.0 || (size >= 1e-5 && size < 1e12);
+    const auto end = whole     ? std::to_chars(text, text + sizeof text, static_cast<int64_t>(value)).ptr
+                     : isPlain ? std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr
+                               : std::to_chars(text, text + sizeof text, value).ptr;
     return QString::fromLatin1(text, end - text);
 }
 
@@ -50,7 +58,8 @@ double ParseNumber(const QString& from) {
     return isNumber ? value : std::numeric_limits<double>::quiet_NaN();
 }
 
-// The up and down keys step a number within its limits.
+// The up and down keys and the wheel step a number within its limits; the wheel only where the keyboard is,
+// so that scrolling past a number never changes it.
 class NumberSteps : public QObject {
   public:
     NumberSteps(QLineEdit* edit, const FormField& field) : QObject(edit), edit_(edit) { Follow(field); }
@@ -68,6 +77,18 @@ class NumberSteps : public QObject {
                 return true;
             }
         }
+        if (event->type() == QEvent::Wheel) {
+            const int delta = static_cast<QWheelEvent*>(event)->angleDelta().y();
+            if (!edit_->hasFocus() || delta == 0) {
+                event->ignore();
+                return true;
+            }
+            turned_ += delta;
+            const int steps = turned_ / wheelStep;
+            turned_ -= steps * wheelStep;
+            if (steps != 0) Step(steps * step_);
+            return true;
+        }
         return QObject::eventFilter(watched, event);
     }
 
@@ -83,6 +104,18 @@ class NumberSteps : public QObject {
     QLineEdit* edit_;
     double least_ = 0.0, greatest_ = 0.0, step_ = 1.0;
     bool whole_ = false;
+    int turned_ = 0;  // of the wheel, less than a step
+};
+
+// A drop-down list takes the wheel only where the keyboard is.
+class WheelOnFocus : public QObject {
+  public:
+    using QObject::QObject;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::Wheel || static_cast<QWidget*>(watched)->hasFocus()) return false;
+        event->ignore();
+        return true;
+    }
 };
 
 class LineEditor : public FormEditor {
@@ -106,8 +139,12 @@ class LineEditor : public FormEditor {
         else
             field.text = edit_->text().toStdString();
     }
-    void Write(const FormField& field) override {
+    std::string Typed() const override { return edit_->text().toStdString(); }
+    void Follow(const FormField& field) override {
         if (steps_) steps_->Follow(field);
+    }
+    void Write(const FormField& field) override {
+        Follow(field);
         // A text that is no number stays for the user to see.
         if (isNumber_ && std::isnan(field.number)) return;
         edit_->setText(isNumber_ ? NumberText(field.number, field.kind == FieldKind::integer)
@@ -210,19 +247,24 @@ class ChoiceEditor : public FormEditor {
   public:
     ChoiceEditor(QWidget* parent, const Changed& changed) : box_(new QComboBox(parent)) {
         box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        box_->setFocusPolicy(Qt::StrongFocus);
+        box_->installEventFilter(new WheelOnFocus(box_));
         QObject::connect(box_, &QComboBox::activated, box_, changed);
     }
     QWidget* Widget() const override { return box_; }
     void Read(FormField& field) const override { field.choice = box_->currentIndex(); }
     void Write(const FormField& field) override {
+        Follow(field);
+        box_->setCurrentIndex(field.choice);
+    }
+    void Follow(const FormField& field) override {
         QStringList names;
         for (const std::string& name : field.choices) names += ToQString(name);
         QStringList present;
         for (int i = 0; i < box_->count(); ++i) present += box_->itemText(i);
-        if (names != present) {
-            box_->clear();
-            box_->addItems(names);
-        }
+        if (names == present) return;
+        box_->clear();
+        box_->addItems(names);
         box_->setCurrentIndex(field.choice);
     }
 
@@ -235,14 +277,18 @@ class RadioEditor : public FormEditor {
     RadioEditor(const FormField& field, QWidget* parent, const Changed& changed)
         : box_(field.label.empty() ? new QWidget(parent) : new QGroupBox(ToQString(field.label), parent)),
           group_(new QButtonGroup(box_)) {
-        auto* column = new QVBoxLayout(box_);
-        if (field.label.empty()) column->setContentsMargins(0, 0, 0, 0);
+        auto* grid = new QGridLayout(box_);
+        if (field.label.empty()) grid->setContentsMargins(0, 0, 0, 0);
+        grid->setColumnStretch(field.buttonColumns, 1);
+        if (field.buttonColumns > 1) grid->setHorizontalSpacing(14);
+        grid->setVerticalSpacing(4);
         for (size_t i = 0; i < field.choices.size(); ++i) {
             auto* button = new QRadioButton(ToQString(field.choices[i]), box_);
             button->setObjectName(ToQString(field.key) + QString::number(i));
             button->setToolTip(ToolTipText(field.toolTip));
             group_->addButton(button, static_cast<int>(i));
-            column->addWidget(button);
+            const int at = static_cast<int>(i);
+            grid->addWidget(button, at / field.buttonColumns, at % field.buttonColumns);
         }
         QObject::connect(group_, &QButtonGroup::idClicked, box_, changed);
     }
@@ -383,6 +429,23 @@ std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
 }
 
 }  // namespace
+
+void MarkFault(const FormEditor& editor, bool isFaulty) {
+    const QString style = isFaulty ? faultyStyle : "";
+    QWidget* widget = editor.Focus();
+    if (widget->styleSheet() == style) return;
+    // The frame must not push what stands below.
+    if (qobject_cast<QLineEdit*>(widget)) {
+        widget->setMinimumHeight(isFaulty ? widget->sizeHint().height() : 0);
+        widget->setMaximumHeight(isFaulty ? widget->minimumHeight() : QWIDGETSIZE_MAX);
+    }
+    widget->setStyleSheet(style);
+}
+
+QColor FaultColour(const QPalette& palette) {
+    const bool dark = palette.color(QPalette::Window).lightness() < 128;
+    return dark ? QColor(0xFF, 0x8A, 0x80) : QColor(0xB0, 0x1C, 0x14);
+}
 
 QString ToolTipText(const std::string& text) {
     constexpr size_t shortTip = 60;

@@ -280,7 +280,7 @@ TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
     EXPECT_TRUE(drop({QUrl::fromLocalFile("/one.kymr-dat"), QUrl::fromLocalFile("/two.kymr-dat")}));
     EXPECT_EQ(frame->Children().size(), 2u);
     drop({QUrl::fromLocalFile("/list.kymr-batch")});
-    EXPECT_NE(host.LastMessage().find("list.kymr-batch holds settings of operations"), std::string::npos);
+    EXPECT_NE(host.LastMessage().find("list.kymr-batch holds a list of operations"), std::string::npos);
 }
 
 // --- saving ---
@@ -348,7 +348,7 @@ TEST_F(MainFrameTest, CommandsRunByTheirIds) {
 
 TEST_F(MainFrameTest, TheFinderListsAllCommandsAndTheSheetAllKeys) {
     OpenOne();
-    EXPECT_EQ(frame->ListCommands().size(), FrameCommands().size() + ViewCommands().size());
+    EXPECT_EQ(frame->ListCommands().size(), FrameCommands().size() + ViewCommands().size() + Operations().size());
     Action("help-find-command")->trigger();
     auto* finder = frame->findChild<CommandFinder*>();
     ASSERT_NE(finder, nullptr);

@@ -12,7 +12,7 @@
 namespace kymora {
 namespace {
 
-class StringSink : public TextSink {
+class StringSink : public OutputSink {
   public:
     void Write(std::string_view part) override {
         text += part;

@@ -226,9 +226,12 @@ TEST(EventChan, FilterByGapJoinsThenDrops) {
         EXPECT_EQ(channel.IsInOrder(), PlainInOrder(channel));
         return SpansOf(channel);
     };
-    // A gap of exactly minGap stays, one sample less joins; the chain grows with each event.
+    // A gap of exactly minGap stays, one sample less joins.
     EXPECT_EQ(filtered({{0, 10}, {20, 30}, {39, 50}, {60, 61}}, 10, 0, INT32_MAX),
               (Spans{{0, 10}, {20, 50}, {60, 61}}));
+    // A chain is joined as far as the first event's own end reaches, and begins anew behind that.
+    EXPECT_EQ(filtered({{0, 10}, {12, 20}, {14, 30}, {22, 40}, {42, 50}, {52, 60}}, 5, 0, INT32_MAX),
+              (Spans{{0, 30}, {22, 50}, {52, 60}}));
     // The larger end counts: a short event inside does not shorten the long one.
     EXPECT_EQ(filtered({{0, 100}, {10, 20}, {95, 120}, {120, 130}}, 0, 0, INT32_MAX),
               (Spans{{0, 120}, {120, 130}}));

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "operations/operations.h"
 #include "remote/remote_session.h"
 #include "support/view_fixture.h"
 
@@ -42,6 +43,7 @@ class MemoryRemote : public RemoteTarget {
     }
     bool Close(int index) override {
         if (!shown_[static_cast<size_t>(index)].doc->SaveModified()) return false;
+        operations.clear();
         shown_.erase(shown_.begin() + index);
         active = shown_.empty() ? -1 : 0;
         return true;
@@ -65,6 +67,22 @@ class MemoryRemote : public RemoteTarget {
     std::vector<std::byte> Picture(int) override {
         return {std::byte{'M'}, std::byte{'a'}, std::byte{'n'}, std::byte{'y'}};
     }
+    CBatchBaseDlg& OpenOperation(const Operation& operation) override {
+        std::unique_ptr<CBatchBaseDlg>& block = operations[std::string(operation.className)];
+        if (!block) block = operation.make();
+        CKymoraView& view = *shown_[static_cast<size_t>(active)].view;
+        block->CheckChangeDoc(&view.GetDocument());
+        block->CheckChangeView(&view);
+        return *block;
+    }
+    void OperationChanged(const Operation&) override {}
+    bool RunOperation(const Operation& operation) override {
+        return operations[std::string(operation.className)]->Run();
+    }
+    void CloseOperation(const Operation& operation) override {
+        operations.erase(std::string(operation.className));
+    }
+    std::vector<std::byte> OperationPicture(const Operation&) override { return {std::byte{'p'}}; }
     bool PressKey(int, std::string_view name) override {
         keys.emplace_back(name);
         return name != "nonsense";
@@ -77,6 +95,7 @@ class MemoryRemote : public RemoteTarget {
         return true;
     }
 
+    std::map<std::string, std::unique_ptr<CBatchBaseDlg>> operations;  // that are open
     int active = -1;
     int frameRuns = 0;
     Extent size{1000, 700};

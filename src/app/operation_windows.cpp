@@ -1,0 +1,133 @@
+#include "app/operation_windows.h"
+
+#include <fmt/format.h>
+
+#include <QScreen>
+
+#include "app/child_frame.h"
+#include "app/main_frame.h"
+#include "batch/batch_run.h"
+#include "batch/config_file.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int compareAfterMs = 15;
+
+}  // namespace
+
+OperationWindows::OperationWindows(CMainFrame& frame) : QObject(&frame), frame_(frame) {
+    compare_.setSingleShot(true);
+    compare_.setInterval(compareAfterMs);
+    connect(&compare_, &QTimer::timeout, this, &OperationWindows::CompareView);
+}
+
+OperationWindows::~OperationWindows() {
+    for (CEventBaseNonModalDlg* window : Windows()) delete window;
+}
+
+std::vector<CEventBaseNonModalDlg*> OperationWindows::Windows() const {
+    std::vector<CEventBaseNonModalDlg*> open;
+    for (const auto& [name, window] : windows_)
+        if (window) open.push_back(window);
+    return open;
+}
+
+CEventBaseNonModalDlg* OperationWindows::Find(std::string_view className) const {
+    const auto found = windows_.find(className);
+    return found == windows_.end() ? nullptr : found->second.data();
+}
+
+CEventBaseNonModalDlg* OperationWindows::Open(const Operation& operation) {
+    const std::string name(operation.className);
+    CEventBaseNonModalDlg* window = Find(name);
+    if (!window) {
+        window = new CEventBaseNonModalDlg(frame_.GetSession(), operation, &frame_);
+        windows_[name] = window;
+        connect(window, &QDialog::finished, this,
+                [this, name, window] { places_[name] = QRect(window->pos(), window->size()); });
+        window->onBatch = [this, &operation](CBatchBaseDlg& block) {
+            RunBatch(operation, block, frame_.Batch());
+        };
+        if (active_) window->SetActive(&active_->Document(), &active_->View());
+        const auto place = places_.find(name);
+        if (place != places_.end() && window->screen()->availableGeometry().intersects(place->second)) {
+            window->move(place->second.topLeft());
+            window->resize(place->second.size());
+        }
+    }
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return window;
+}
+
+void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
+    Session& session = frame_.GetSession();
+    std::string name;
+    try {
+        name = ConfigClassName(session, path);
+    } catch (const FileError& error) {
+        session.host.Failure(error.what());
+        return;
+    }
+    session.host.Log(
+        fmt::format("CDataDoc::OnLoadConfigFile(): type = {}, filename = {}\n", name, path.string()));
+    const Operation* operation = FindOperation(name);
+    if (!operation || operation->className != name) {
+        session.host.Failure(
+            name.empty()
+                ? fmt::format("{} is no configuration file of an operation.", path.filename().string())
+                : fmt::format("{} holds the settings of {}, which this version of Kymora does not have.",
+                              path.filename().string(), name));
+        return;
+    }
+    const bool wasOpen = Find(name) != nullptr;
+    CEventBaseNonModalDlg* window = Open(*operation);
+    if (!window->LoadConfigFile(path) && !wasOpen) window->close();
+}
+
+// --- what happens to the views ---
+
+void OperationWindows::SetActive(CChildFrame* child) {
+    if (child == active_) return;
+    if (active_) active_->Widget().disconnect(this);
+    active_ = child;
+    seen_.reset();
+    if (child) {
+        connect(&child->Widget(), &ViewWidget::ViewChanged, &compare_, qOverload<>(&QTimer::start));
+        connect(&child->Widget(), &ViewWidget::DocumentChanged, this, &OperationWindows::OnDocumentChanged);
+        seen_ = SeenOf(child->View());
+    }
+    for (CEventBaseNonModalDlg* window : Windows())
+        window->SetActive(child ? &child->Document() : nullptr, child ? &child->View() : nullptr);
+}
+
+void OperationWindows::Forget(const CChildFrame* child) {
+    if (child == active_) SetActive(nullptr);
+    if (frame_.Children().size() > 1) return;
+    for (CEventBaseNonModalDlg* window : Windows()) window->close();
+}
+
+void OperationWindows::OnDocumentChanged(UpdateHint hint) {
+    for (CEventBaseNonModalDlg* window : Windows()) window->DocumentChanged(hint);
+}
+
+OperationWindows::Seen OperationWindows::SeenOf(const CKymoraView& view) const {
+    Seen seen{view.GetViewport(), view.GetCursorTimes(), {}};
+    for (int t = 0; t < view.GetDocument().traceCount; ++t) seen.shownTraces.push_back(view.IsTraceShown(t));
+    return seen;
+}
+
+void OperationWindows::CompareView() {
+    if (!active_ || !seen_) return;
+    const Seen before = std::exchange(*seen_, SeenOf(active_->View()));
+    const bool hasMoved = !(before.viewport == seen_->viewport) || before.shownTraces != seen_->shownTraces;
+    for (CEventBaseNonModalDlg* window : Windows()) {
+        if (hasMoved) window->ViewMoved();
+        if (before.cursors != seen_->cursors) window->CursorsMoved();
+    }
+}
+
+}  // namespace kymora

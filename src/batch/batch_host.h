@@ -1,0 +1,43 @@
+#pragma once
+// The host of recordings that a batch opens. Nobody is asked: what a reader or a save has to say is kept for
+// the process errors, questions take the answer that changes nothing, and all progress is shown in the one
+// box of the batch, whose Cancel ends the file at work and the batch.
+
+#include <string>
+#include <utility>
+
+#include "host/host.h"
+
+namespace kymora {
+
+class BatchHost : public Host {
+  public:
+    // `person` shows the progress box and keeps the log.
+    BatchHost(Host& person, std::string_view label, size_t fileCount);
+
+    // The next file begins. False when the user has cancelled the batch.
+    bool BeginFile(size_t index);
+    bool WasCancelled() const { return cancelled_; }
+    // What was said since the last call, one text a line.
+    std::string TakeMessages() { return std::exchange(messages_, {}); }
+
+    void Message(std::string_view text, std::string_view title) override;
+    bool Confirm(std::string_view text, std::string_view title) override;
+    bool Notice(std::string_view key, std::string_view title, std::string_view text) override;
+    std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest&) override { return std::nullopt; }
+    bool AcceptFileDetails(const FileDetails&, bool&) override { return true; }
+    std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override;
+    void Log(std::string_view text) override { person_.Log(text); }
+
+  private:
+    class PartOfFile;
+    bool Update(uint64_t step);
+
+    Host& person_;
+    std::unique_ptr<Progress> progress_;
+    uint64_t fileStart_ = 0;
+    bool cancelled_ = false;
+    std::string messages_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,31 @@
+#pragma once
+// Where what an operation has made is kept: in the recording's own file, or in a new native file beside it.
+
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "document/data_doc.h"
+
+namespace kymora {
+
+// "cell7_tr.kymr-dat" for a new file beside "cell7.edf", or "cell7.kymr-dat", its native form.
+std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew);
+
+// Of files with the same target only the last counts. For each file: the index of the last one with its
+// target. Names that differ in case are two files.
+std::vector<size_t> LastWithTarget(std::span<const std::filesystem::path> targets);
+
+// Why SaveInPlace would refuse, before any work is done; empty when it would not.
+std::string InPlaceFault(const CDataDoc& doc);
+
+// Saves events and metadata: a native file in place, one of a version below 22 by a rewritten file that takes
+// its place, a foreign one in its side-car. False: the user was told. Throws FileError or Cancelled. A
+// document whose file was rewritten is to be closed.
+bool SaveInPlace(CDataDoc& doc);
+
+// Why a new file may not take the place of `target`; empty when it may.
+std::string ReplaceFault(FileSystem& files, const std::filesystem::path& target);
+
+}  // namespace kymora

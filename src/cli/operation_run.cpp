@@ -1,0 +1,271 @@
+#include "cli/operation_run.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "batch/config_file.h"
+#include "batch/save_result.h"
+#include "cli/command_context.h"
+#include "cli/interrupt.h"
+#include "cli/operation_settings.h"
+#include "document/native_writer.h"
+#include "document/side_car.h"
+
+namespace kymora {
+namespace {
+
+// Passes a text on with CR LF written as LF, also where the two stand in two pieces.
+class LineFeeds : public OutputSink {
+  public:
+    explicit LineFeeds(OutputSink& to) : to_(to) {}
+    void Write(std::string_view text) override {
+        std::string plain;
+        plain.reserve(text.size() + 1);
+        for (const char c : text) {
+            if (heldReturn_ && c != '\n') plain += '\r';
+            heldReturn_ = c == '\r';
+            if (!heldReturn_) plain += c;
+        }
+        to_.Write(plain);
+    }
+    void Finish() {
+        if (heldReturn_) to_.Write("\r");
+        heldReturn_ = false;
+    }
+
+  private:
+    OutputSink& to_;
+    bool heldReturn_ = false;
+};
+
+// Passes a text on to a file as it is.
+class FileOutput : public OutputSink {
+  public:
+    explicit FileOutput(CArchive& archive) : archive_(archive) {}
+    void Write(std::string_view text) override { archive_.WriteRaw(std::as_bytes(std::span(text))); }
+
+  private:
+    CArchive& archive_;
+};
+
+// One run of an operation over the files of a request.
+class OperationRun {
+  public:
+    OperationRun(CommandContext& context, const Operation& operation, const RunRequest& request)
+        : context_(context), operation_(operation), request_(request) {}
+
+    void Run(OutputSink& results) {
+        CheckWays();
+        TakeSettings();
+        CheckKeeping();
+        TakeFiles();
+        CheckTargets();
+        if (!changes_ && request_.output) return RunIntoFile(*request_.output);
+        LineFeeds lines(results);
+        RunAll(lines);
+        lines.Finish();
+    }
+
+  private:
+    [[noreturn]] static void Wrong(const std::string& text) { throw CommandError(exitUsage, text); }
+
+    // --- before a recording is opened ---
+
+    void CheckWays() const {
+        if (int{request_.inPlace} + int{request_.writeNew} + int{request_.output.has_value()} > 1)
+            Wrong("-o, --in-place and --write-new exclude each other.");
+    }
+
+    // Tries the settings on a block without a recording.
+    void TakeSettings() {
+        settings_ = ParseSettings(request_.settings);
+        const auto block = operation_.make();
+        if (request_.config) {
+            if (!LoadConfig(context_.session, *block, *request_.config))
+                throw CommandError(exitCannotOpen, "");
+            record_ = block->Settings();
+        }
+        ApplySettings(*block, settings_);
+        changes_ = block->ChangesDocument();
+    }
+
+    void CheckKeeping() const {
+        const bool isKept = request_.inPlace || request_.writeNew || request_.output;
+        const std::string name(operation_.className);
+        if (changes_ && !isKept)
+            Wrong(name + " changes the recording: say -o OUT, --in-place or --write-new.");
+        if (!changes_ && (request_.inPlace || request_.writeNew))
+            Wrong(name + " changes no recording: its text goes to standard output or to -o OUT.");
+        if (!request_.output) return;
+        const std::string extension = FoldedExtension(*request_.output);
+        const bool isRecording = extension == ".kymr-dat" || extension == ".flt";
+        if (changes_ && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
+        if (!changes_ && isRecording) Wrong(name + " writes a text; OUT cannot be a recording.");
+    }
+
+    // A file that is named twice is run once.
+    void TakeFiles() {
+        for (const std::string& file : request_.files) {
+            const bool isKnown = std::any_of(files_.begin(), files_.end(), [&](const std::string& known) {
+                return known == file || context_.IsOneFile(known, file);
+            });
+            if (isKnown)
+                TellUser(file + " is named twice; it is run once.");
+            else
+                files_.push_back(file);
+        }
+    }
+
+    void CheckTargets() {
+        if (request_.output) CheckOutput(*request_.output);
+        if (!request_.writeNew) return;
+        std::vector<std::filesystem::path> targets;
+        for (const std::string& file : files_) targets.push_back(NativeNameBeside(file, true));
+        for (const auto& target : targets)
+            for (const std::string& file : files_)
+                if (context_.IsOneFile(target, file))
+                    Wrong(file + " would be replaced by a result and is also named itself.");
+        const std::vector<size_t> last = LastWithTarget(targets);
+        std::vector<std::string> kept;
+        for (size_t i = 0; i < files_.size(); ++i)
+            if (last[i] == i)
+                kept.push_back(files_[i]);
+            else
+                TellUser(fmt::format("{} is left out: {} goes to the same {}.", files_[i], files_[last[i]],
+                                     targets[i].filename().string()));
+        files_ = std::move(kept);
+    }
+
+    void CheckOutput(const std::filesystem::path& out) {
+        if (changes_ && files_.size() > 1)
+            Wrong("-o takes the result of one FILE; for several there is --write-new.");
+        std::vector<std::filesystem::path> sources(files_.begin(), files_.end());
+        for (const std::string& file : files_) sources.push_back(SideCarPath(file));
+        if (request_.config) sources.emplace_back(*request_.config);
+        for (const auto& source : sources)
+            if (context_.IsOneFile(source, out)) Wrong("OUT is " + source.string() + ", which is read here.");
+        context_.MayReplace(out);
+    }
+
+    // --- the recordings ---
+
+    void RunAll(OutputSink& results) {
+        size_t failed = 0;
+        for (const std::string& file : files_) {
+            try {
+                RunOne(file, results);
+            } catch (const Cancelled&) {
+                throw;
+            } catch (const OutputClosed&) {
+                throw;
+            } catch (const std::exception& error) {
+                if (WasInterrupted()) throw Cancelled();
+                if (files_.size() == 1) throw;
+                if (*error.what() != '\0') TellUser(error.what());
+                TellUser(file + " failed.");
+                ++failed;
+            }
+        }
+        if (failed > 0)
+            throw CommandError(exitFailed, fmt::format("{} of {} files failed.", failed, files_.size()));
+    }
+
+    // OUT is written also when some of several files failed, and not when there is nothing to write.
+    void RunIntoFile(const std::filesystem::path& out) {
+        std::optional<CommandError> failure;
+        WriteFileAtomically(context_.files, out, [&](CArchive& archive) {
+            FileOutput file(archive);
+            try {
+                RunAll(file);
+            } catch (const CommandError& error) {
+                if (done_ == 0) throw;
+                failure = error;
+            }
+        });
+        if (failure) throw *failure;
+    }
+
+    void RunOne(const std::string& file, OutputSink& results) {
+        const auto doc = context_.Open(file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
+        if (request_.inPlace)
+            if (const std::string fault = InPlaceFault(*doc); !fault.empty())
+                throw CommandError(exitFailed, fault);
+        // The same draws for a file, whatever files are named beside it.
+        context_.session.Seed(context_.session.seed);
+        const auto block = MakeBlock(*doc);
+        const bool done = block->Run();
+        if (WasInterrupted()) throw Cancelled();
+        if (!done) throw CommandError(exitFailed, "");
+        if (changes_) Keep(*doc, file);
+        WriteResult(*block, file, results);
+        ++done_;
+    }
+
+    std::unique_ptr<CBatchBaseDlg> MakeBlock(CDataDoc& doc) {
+        auto block = operation_.make();
+        if (!record_.empty()) {
+            // As in a batch: settings that were saved stay as they are, and none is moved to where it fits
+            // this recording without anybody seeing it.
+            block->m_bBatch = true;
+            block->TakeSettings(record_);
+        }
+        block->CheckChangeDoc(&doc);
+        block->m_bBatch = false;
+        ApplySettings(*block, settings_);
+        for (const std::string& text : SettingsWithoutEffect(*block, settings_))
+            if (told_.insert(text).second) TellUser(text);
+        return block;
+    }
+
+    // --- results ---
+
+    void Keep(CDataDoc& doc, const std::string& file) {
+        if (request_.inPlace) {
+            const bool saved = SaveInPlace(doc);
+            if (!saved && WasInterrupted()) throw Cancelled();
+            if (!saved) throw CommandError(exitFailed, "");
+            return;
+        }
+        const std::filesystem::path out =
+            request_.output ? std::filesystem::path(*request_.output) : NativeNameBeside(file, true);
+        if (const std::string fault = ReplaceFault(context_.files, out); !fault.empty())
+            throw CommandError(exitFailed, fault);
+        const bool isLegacy = FoldedExtension(out) == ".flt";
+        if (isLegacy) context_.host.Notice("LegacySave", "Notification", legacySaveText);
+        WriteNativeFile(doc, out, isLegacy ? legacyFileVersion : currentFileVersion);
+    }
+
+    void WriteResult(CBatchBaseDlg& block, const std::string& file, OutputSink& results) {
+        if (!block.HasResultText()) return;
+        // A bar would mix with the text on one terminal.
+        const bool isMixed = !request_.output && StandardOutput::IsTerminal();
+        if (isMixed) context_.host.HideProgress();
+        if (files_.size() > 1) results.Write((done_ == 0 ? "" : "\r\n") + file + "\r\n");
+        block.WriteResult([&](std::string_view text) {
+            results.Write(text);
+            return !WasInterrupted();
+        });
+        if (WasInterrupted()) throw Cancelled();
+    }
+
+    CommandContext& context_;
+    const Operation& operation_;
+    const RunRequest& request_;
+    std::vector<Setting> settings_;
+    std::vector<std::byte> record_;  // of the configuration file; empty without one
+    std::vector<std::string> files_;
+    std::set<std::string> told_;
+    bool changes_ = false;
+    size_t done_ = 0;
+};
+
+}  // namespace
+
+void RunOperation(CommandContext& context, const Operation& operation, const RunRequest& request,
+                  OutputSink& results) {
+    OperationRun(context, operation, request).Run(results);
+}
+
+}  // namespace kymora

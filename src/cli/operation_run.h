@@ -1,0 +1,31 @@
+#pragma once
+// Runs an operation over the recordings of a command line.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/output.h"
+#include "operations/operations.h"
+
+namespace kymora {
+
+class CommandContext;
+
+struct RunRequest {
+    std::vector<std::string> files;
+    std::vector<std::string> settings;  // KEY=VALUE
+    std::optional<std::string> config;
+    // Ways of keeping what the operation makes; at most one of them.
+    std::optional<std::string> output;
+    bool inPlace = false;
+    bool writeNew = false;
+};
+
+// Results go to `results` with "\n" as their line ends, unless the request says where else. What is wrong
+// with the request as such is found before a recording is opened, and no file is touched unless the whole
+// operation on it was successful. Throws CommandError, Cancelled, FileError or OutputClosed.
+void RunOperation(CommandContext& context, const Operation& operation, const RunRequest& request,
+                  OutputSink& results);
+
+}  // namespace kymora

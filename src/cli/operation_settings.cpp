@@ -1,0 +1,94 @@
+#include "cli/operation_settings.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/command.h"
+#include "cli/near_names.h"
+
+namespace kymora {
+namespace {
+
+Param& ParamOf(ParamList& params, const CBatchBaseDlg& block, const std::string& key) {
+    Param* param = params.Find(key);
+    if (param && param->HasValue()) return *param;
+    std::vector<std::string> known;
+    for (const Param& candidate : params)
+        if (candidate.HasValue()) known.push_back(candidate.key);
+    throw CommandError(
+        exitUsage, fmt::format("{} has no parameter \"{}\".{} \"kymora operations {}\" lists all.",
+                               block.ClassName(), key, DidYouMean(NearNames(key, known)), block.ClassName()));
+}
+
+// The value that a setting alone would give; `param` stays as it is but for what follows it.
+bool IsStill(Param& param, const std::string& value) {
+    const std::string now = param.ValueText();
+    Param alone = param;
+    alone.changed = nullptr;
+    double number = 0.0;
+    float single = 0.0f;
+    int32_t whole = 0;
+    bool flag = false;
+    std::string text;
+    std::vector<int> list;
+    std::visit(
+        [&](auto target) {
+            using T = decltype(target);
+            if constexpr (std::is_same_v<T, double*>) alone.target = &number;
+            if constexpr (std::is_same_v<T, float*>) alone.target = &single;
+            if constexpr (std::is_same_v<T, int32_t*>) alone.target = &whole;
+            if constexpr (std::is_same_v<T, bool*>) alone.target = &flag;
+            if constexpr (std::is_same_v<T, std::string*>) alone.target = &text;
+            if constexpr (std::is_same_v<T, std::vector<int>*>) alone.target = &list;
+        },
+        param.target);
+    return !alone.SetFromText(value).empty() || alone.ValueText() == now;
+}
+
+bool IsSetAgain(const std::vector<Setting>& settings, size_t i) {
+    return std::any_of(settings.begin() + static_cast<std::ptrdiff_t>(i) + 1, settings.end(),
+                       [&](const Setting& later) { return later.key == settings[i].key; });
+}
+
+}  // namespace
+
+std::vector<Setting> ParseSettings(const std::vector<std::string>& texts) {
+    std::vector<Setting> settings;
+    for (const std::string& text : texts) {
+        const size_t equals = text.find('=');
+        if (equals == 0 || equals == std::string::npos)
+            throw CommandError(exitUsage, "--set takes KEY=VALUE, not \"" + text + "\".");
+        settings.push_back({text.substr(0, equals), text.substr(equals + 1)});
+    }
+    return settings;
+}
+
+void ApplySettings(CBatchBaseDlg& block, const std::vector<Setting>& settings) {
+    for (const Setting& setting : settings) {
+        // Described anew, since limits may follow from what was set before.
+        ParamList params = block.Params();
+        const std::string fault = ParamOf(params, block, setting.key).SetFromText(setting.value);
+        if (!fault.empty())
+            throw CommandError(exitUsage, fmt::format("--set {}={}: {}", setting.key, setting.value, fault));
+    }
+}
+
+std::vector<std::string> SettingsWithoutEffect(CBatchBaseDlg& block, const std::vector<Setting>& settings) {
+    std::vector<std::string> texts;
+    ParamList params = block.Params();
+    for (size_t i = 0; i < settings.size(); ++i) {
+        const auto& [key, value] = settings[i];
+        if (IsSetAgain(settings, i)) continue;
+        Param& param = ParamOf(params, block, key);
+        if (!IsStill(param, value))
+            texts.push_back(
+                fmt::format("--set {}={}: a later setting has made it {}.", key, value, param.ValueText()));
+        if (!param.IsEnabled())
+            texts.push_back(
+                fmt::format("--set {}={} has no effect with the other settings as they are.", key, value));
+    }
+    return texts;
+}
+
+}  // namespace kymora

@@ -1,0 +1,48 @@
+#include "cli/command_context.h"
+#include "cli/operation_names.h"
+#include "cli/operation_run.h"
+
+namespace kymora {
+namespace {
+
+class RunCommand : public Command {
+  public:
+    std::string Name() const override { return "run"; }
+    std::string Summary() const override { return "run an operation over recordings"; }
+    std::vector<std::string> Examples() const override {
+        return {"kymora run CEventThreshold rec.kymr-dat --set trace=1 --set thresholdSource=2 "
+                "--set onMultiplier=6 --set destination=b --in-place",
+                "kymora run event-threshold *.edf --config spikes.kymr-cfg --write-new",
+                "kymora run event-list rec.kymr-dat --set channel1=b -o spikes.txt"};
+    }
+    std::vector<CommandOption> Options() override {
+        return {{"NAME", "", "the operation, as CEventThreshold or event-threshold", &name_, true},
+                {"FILE", "", "the recordings", &request_.files, true},
+                {"--set", "KEY=VALUE",
+                 "a parameter of the operation (kymora operations NAME lists them); in the order given",
+                 &request_.settings},
+                {"--config", "FILE", "settings that a dialog has saved (.kymr-cfg); --set goes over them",
+                 &request_.config},
+                {"-o,--output", "OUT",
+                 "the new recording (.kymr-dat, .flt) of one FILE, or the text of an operation that lists",
+                 &request_.output},
+                {"--in-place", "", "keep the result in FILE itself, or in the side-car of a foreign FILE",
+                 &request_.inPlace},
+                {"--write-new", "",
+                 "keep the result of each FILE beside it as FILE_tr.kymr-dat, whatever stands there",
+                 &request_.writeNew}};
+    }
+    void Run(CommandContext& context) override {
+        RunOperation(context, NamedOperation(name_), request_, context.output);
+    }
+
+  private:
+    std::string name_;
+    RunRequest request_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeRunCommand() { return std::make_unique<RunCommand>(); }
+
+}  // namespace kymora

@@ -1,0 +1,222 @@
+#include "detection/detect_spikes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "detection/detected_events.h"
+#include "detection/event_threshold.h"
+#include "document/sample_scan.h"
+#include "document/undo.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t outlierVersion = 1;
+constexpr uint32_t upperColour = 0x0000FF, lowerColour = 0xFF00FF, noiseColour = 0x808080;
+constexpr const char* directionNames[] = {"+/-", "+", "-"};
+
+}  // namespace
+
+// --- settings ---
+
+void CDetectSpikes::Serialize(CArchive& archive) {
+    CEventWndBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, outlierVersion, ClassName());
+    Exchange(archive, m_dNoiseStart);
+    Exchange(archive, m_dNoiseEnd);
+    Exchange(archive, m_fMultiplier);
+    Exchange(archive, m_nDirection);
+}
+
+void CDetectSpikes::Describe(ParamList& list) {
+    const auto follows = [this] { UpdateLevels(); };
+    DescribeSource(list);
+    list.Group("Noise");
+    list.Number("noiseStart", "T1", m_dNoiseStart)
+        .Unit("ms")
+        .Limits(0, std::numeric_limits<double>::max())
+        .Tip("Start of the stretch whose mean and standard deviation are measured; the first vertical cursor")
+        .OnChange(follows);
+    list.Number("noiseEnd", "T2", m_dNoiseEnd)
+        .Unit("ms")
+        .Limits(0, std::numeric_limits<double>::max())
+        .Tip("End of the stretch whose mean and standard deviation are measured; the second vertical cursor")
+        .OnChange(follows);
+    list.Note("noise", "Measured", [this] { return NoiseText(); });
+    list.Group("Threshold");
+    list.Number("multiplier", "S.D. multiplier", m_fMultiplier)
+        .Limits(1e-5, 1e6)
+        .Step(0.5)
+        .Tip("Distance of the levels from the mean, in standard deviations")
+        .OnChange(follows);
+    list.Choice("direction", "Direction", m_nDirection, {"+/-", "+", "-"})
+        .Buttons()
+        .Tip("Outliers beyond either level, above the upper one, or below the lower one");
+    DescribeRegion(list);
+    DescribeDestination(list);
+    if (Param* destination = list.Find("destination"))
+        destination->Tip("Event channel that receives the result; it must be empty");
+}
+
+std::string CDetectSpikes::NoiseText() const {
+    return m_dNoiseSD < 0.0 ? std::string() : fmt::format("mean {:g}, s.d. {:g}", m_dNoiseMean, m_dNoiseSD);
+}
+
+std::string CDetectSpikes::CheckSettings() {
+    const CDataDoc* doc = Document();
+    if (doc && FirstEmptyChannel() < 0) return noEmptyChannelText;
+    std::string fault = CEventWndBaseDlg::CheckSettings();
+    if (!fault.empty() || !doc) return fault;
+    if (!(m_dNoiseEnd > m_dNoiseStart)) return regionOrderText;
+    return doc->GetNumEvents(m_nDestination) > 0 && m_isChosen ? channelNotEmptyText : std::string();
+}
+
+// --- what it follows ---
+
+// Of the channels that the interface offers; -1 when all of them have events or are locked.
+int CDetectSpikes::FirstEmptyChannel() const {
+    const int offered = std::min<int>(Document()->GetSession().options.eventChannelMode, maxEventChannels);
+    for (int channel = 0; channel < offered; ++channel)
+        if (IsEmpty(channel)) return channel;
+    return -1;
+}
+
+bool CDetectSpikes::IsEmpty(int channel) const {
+    return Document()->GetNumEvents(channel) == 0 &&
+           !Document()->eventChannels[static_cast<size_t>(channel)].channelLocked;
+}
+
+void CDetectSpikes::TakeEmptyChannel() {
+    if (!Document() || m_isChosen) return;
+    const bool canStay = Document()->HasChannel(m_nDestination) && IsEmpty(m_nDestination);
+    if (canStay) return;
+    if (const int channel = FirstEmptyChannel(); channel >= 0) m_nDestination = channel;
+}
+
+void CDetectSpikes::CheckChangeDoc(CDataDoc* doc) {
+    const bool isOther = doc != Document();
+    CEventWndBaseDlg::CheckChangeDoc(doc);
+    if (!isOther) return;
+    m_dNoiseMean = m_dNoiseSD = -1.0;
+    TakeEmptyChannel();
+}
+
+void CDetectSpikes::CheckChangeView(DocumentView* view) {
+    CEventWndBaseDlg::CheckChangeView(view);
+    TakeCursors();
+    UpdateLevels();
+}
+
+void CDetectSpikes::OnUpdate(UpdateHint hint) {
+    if (hint != UpdateHint::events) UpdateLevels();
+}
+
+void CDetectSpikes::OnCurChanged() {
+    TakeCursors();
+    UpdateLevels();
+}
+
+void CDetectSpikes::OnEventChanChanged(int channel) {
+    CEventWndBaseDlg::OnEventChanChanged(channel);
+    if (channel == 0) m_isChosen = true;
+}
+
+void CDetectSpikes::TakeCursors() {
+    if (!View() || m_bBatch) return;
+    const std::vector<double> times = View()->GetCursorTimes();
+    if (times.size() < 2 || !(times[1] > times[0])) return;
+    m_dNoiseStart = times[0];
+    m_dNoiseEnd = times[1];
+}
+
+void CDetectSpikes::UpdateLevels() {
+    if (!Document() || !View() || m_bBatch || m_nTrace >= Document()->traceCount) return;
+    try {
+        if (!MeasureLevels()) m_dNoiseMean = m_dNoiseSD = -1.0;
+    } catch (const FileError& error) {
+        GetHost().Log(std::string(error.what()) + "\n");
+    }
+}
+
+bool CDetectSpikes::MeasureLevels() {
+    CDataDoc& doc = *Document();
+    const SampleSpan noise = HeldTo(doc, {doc.PositionOf(m_dNoiseStart), doc.PositionOf(m_dNoiseEnd)});
+    const MeanSd measured = GetMeanSd(doc, m_nTrace, noise.first, int64_t{noise.end} - noise.first);
+    if (measured.count == 0) return false;
+    m_dNoiseMean = measured.mean;
+    m_dNoiseSD = measured.sd;
+    m_fUpper = static_cast<float>(measured.mean + m_fMultiplier * measured.sd);
+    m_fLower = static_cast<float>(measured.mean - m_fMultiplier * measured.sd);
+    return true;
+}
+
+std::vector<ViewGuide> CDetectSpikes::Guides() {
+    std::vector<ViewGuide> guides;
+    if (!Document() || m_nTrace >= Document()->traceCount) return guides;
+    if (m_dNoiseSD >= 0.0) {
+        const auto level = [&](float at, uint32_t colour, const char* name) {
+            if (std::isfinite(at)) guides.push_back({ViewGuide::Kind::level, m_nTrace, at, colour, name});
+        };
+        if (m_nDirection != 2) level(m_fUpper, upperColour, "upper");
+        if (m_nDirection != 1) level(m_fLower, lowerColour, "lower");
+    }
+    // Where the view has cursors, they show the stretch.
+    if (View() && View()->GetCursorTimes().size() >= 2) return guides;
+    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseStart, noiseColour, "noise"});
+    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseEnd, noiseColour, {}});
+    return guides;
+}
+
+// --- the run ---
+
+bool CDetectSpikes::Analyse(UndoScope& undo) {
+    const auto region = TakeRegion();
+    if (!region) return false;
+    TakeEmptyChannel();
+    if (!MeasureLevels()) {
+        Refuse(noStatisticsText);
+        return false;
+    }
+    const int64_t count = int64_t{region->end} - region->first;
+    std::unique_ptr<Progress> progress;
+    if (count > detectionProgressFrom)
+        progress = GetHost().StartProgress(Title(), static_cast<uint64_t>(count));
+    OutlierDetector detector(m_fUpper, m_fLower, static_cast<OutlierDirection>(m_nDirection), region->first);
+    std::vector<DetectedSpan> found;
+    uint64_t done = 0;
+    const bool isDone =
+        ScanSamples(*Document(), m_nTrace, region->first, count, [&](std::span<const float> samples) {
+            detector.Take(samples, found);
+            done += samples.size();
+            return !progress || progress->Update(done);
+        });
+    if (!isDone) return false;
+    detector.Finish(found);
+    undo.KeepChannel(m_nDestination);
+    AddDetected(Document()->eventChannels[static_cast<size_t>(m_nDestination)], region->first, found);
+    std::string report;
+    GetParamText(report);
+    FinishChannel(m_nDestination, methodOutlier, m_nTrace, report);
+    AppendHistory(report);
+    m_isChosen = false;
+    return true;
+}
+
+void CDetectSpikes::GetParamText(std::string& text) {
+    text += fmt::format("Detect outliers\r\nNoise cursor T1 {:f}, T2 {:f}, mean {:f}, sd {:f}\r\n",
+                        m_dNoiseStart, m_dNoiseEnd, m_dNoiseMean, m_dNoiseSD);
+    text += fmt::format("Thresh sd mult{:f}, type {}\r\n", m_fMultiplier,
+                        directionNames[std::clamp(m_nDirection, 0, 2)]);
+    if (m_nRegionMode == regionWholeFile) {
+        text += "Analyse whole file\r\n";
+        return;
+    }
+    const TimeSpan times = m_nRegionMode == regionVisible ? VisibleTimes(*Document(), View())
+                                                          : TimeSpan{m_dRegionStart, m_dRegionEnd};
+    text += fmt::format("Analyse start {:f}, end {:f}\r\n", times.start, times.end);
+}
+
+}  // namespace kymora

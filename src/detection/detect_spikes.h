@@ -1,0 +1,61 @@
+#pragma once
+// "Detect Outliers": the simple detector. Samples beyond a number of standard deviations from the mean, both
+// measured between two vertical cursors.
+
+#include "batch/event_base_dlg.h"
+#include "detection/outlier_detector.h"
+#include "document/sample_statistics.h"
+
+namespace kymora {
+
+inline constexpr const char* noEmptyChannelText =
+    "There are no empty event channels to store results in. Cancelling.";
+inline constexpr const char* channelNotEmptyText =
+    "The destination channel is not empty. Choose another destination.";
+
+class CDetectSpikes : public CEventWndBaseDlg {
+  public:
+    CDetectSpikes() : CEventWndBaseDlg(usesTrace | usesDestination | usesText) {}
+    const char* ClassName() const override { return "CDetectSpikes"; }
+    const char* Title() const override { return "Detect Outliers"; }
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    void CheckChangeDoc(CDataDoc* doc) override;
+    void CheckChangeView(DocumentView* view) override;
+    void OnUpdate(UpdateHint hint) override;
+    void OnCurChanged() override;
+    std::vector<ViewGuide> Guides() override;
+
+    double m_dNoiseStart = 0.0,
+           m_dNoiseEnd = 100.0;  // ms; where the cursors of the view stand, if it has two
+    float m_fMultiplier = 5.0f;
+    int32_t m_nDirection = 0;
+    // As they were last measured.
+    double m_dNoiseMean = -1.0, m_dNoiseSD = -1.0;
+    float m_fUpper = 0.0f, m_fLower = 0.0f;
+
+  protected:
+    void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
+    bool Analyse(UndoScope& undo) override;
+    void OnEventChanChanged(int channel) override;
+    void OnParentTraceChanged() override { UpdateLevels(); }
+
+  private:
+    // Without events, and not locked.
+    bool IsEmpty(int channel) const;
+    int FirstEmptyChannel() const;
+    // Leaves a channel that got a result, or events from elsewhere, unless the user has chosen it.
+    void TakeEmptyChannel();
+    void TakeCursors();
+    // What the window shows. Does nothing without a view.
+    void UpdateLevels();
+    // False when there is nothing to measure. Throws FileError.
+    bool MeasureLevels();
+    std::string NoiseText() const;
+
+    bool m_isChosen = false;  // the user has chosen the destination
+};
+
+}  // namespace kymora

@@ -1,0 +1,279 @@
+#include "detection/event_threshold.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "detection/detected_events.h"
+#include "document/lists.h"
+#include "document/sample_scan.h"
+#include "document/undo.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t thresholdVersion = 2;
+constexpr double greatestTimeSamples = 2147483547.0;
+
+}  // namespace
+
+// --- settings ---
+
+void CEventThreshold::Serialize(CArchive& archive) {
+    CEventWndBaseDlg::Serialize(archive);
+    const uint32_t version = ExchangeVersion(archive, thresholdVersion, ClassName());
+    Exchange(archive, m_nOnsetDirection);
+    Exchange(archive, m_nLimitLogic);
+    Exchange(archive, m_bLimitLogicUsed);
+    Exchange(archive, m_nThresholdSource);
+    Exchange(archive, m_nStatsSource);
+    Exchange(archive, m_dStatsStart);
+    Exchange(archive, m_dStatsEnd);
+    for (float* value : {&m_fMinimumOff, &m_fMinimumOn, &m_fMaximumOn, &m_fOnMult, &m_fOffMult, &m_fLimitMult,
+                         &m_fOnPercentile, &m_fOffPercentile, &m_fLimitPercentile})
+        Exchange(archive, *value);
+    Exchange(archive, m_bOffsetEqualsOnset);
+    Exchange(archive, m_nStatsChannel);
+    Exchange(archive, m_strStatsTag);
+    Exchange(archive, m_bAllTraces);
+    Exchange(archive, m_fInactiveDuration);
+    Exchange(archive, m_bOnlyClearWithinRegion);
+    if (m_dStatsEnd > m_dStatsStart) m_dGoodStatsEnd = m_dStatsEnd;
+    // Version 1 ends here: levels that were typed went with the window.
+    if (version < 2) return;
+    for (float* level : {&m_levels.OnPos, &m_levels.OffPos, &m_levels.LimitPos, &m_levels.OnNeg,
+                         &m_levels.OffNeg, &m_levels.LimitNeg})
+        Exchange(archive, *level);
+}
+
+std::string CEventThreshold::Units() const {
+    const CDataDoc* doc = Document();
+    return doc && m_nTrace >= 0 && m_nTrace < doc->traceCount
+               ? doc->traces[static_cast<size_t>(m_nTrace)].traceUnits
+               : std::string();
+}
+
+double CEventThreshold::GreatestTime() const {
+    return greatestTimeSamples * (Document() ? Document()->sampleInterval : 1.0);
+}
+
+std::string CEventThreshold::CheckSettings() {
+    const std::string fault = CEventWndBaseDlg::CheckSettings();
+    if (!fault.empty() || !Document()) return fault;
+    const int channels = m_bAllTraces ? Document()->traceCount : 1;
+    if (m_nDestination + channels > maxEventChannels) return noSuchChannelText;
+    for (int i = 0; i < channels; ++i)
+        if (Document()->eventChannels[static_cast<size_t>(m_nDestination + i)].channelLocked)
+            return lockedChannelText;
+    const bool readsEvent = UsesStatistics() && Is(StatsSource::taggedEvent);
+    const bool isInside = m_nStatsChannel >= m_nDestination && m_nStatsChannel < m_nDestination + channels;
+    return readsEvent && isInside ? channelIsSourceText : std::string();
+}
+
+// --- what it follows ---
+
+void CEventThreshold::CheckChangeDoc(CDataDoc* doc) {
+    CEventWndBaseDlg::CheckChangeDoc(doc);
+    m_statistics.Forget();
+    m_search = {};
+    if (!doc) return;
+    for (float* time : {&m_fMinimumOff, &m_fMinimumOn, &m_fMaximumOn})
+        *time = static_cast<float>(std::min<double>(*time, GreatestTime()));
+}
+
+void CEventThreshold::CheckChangeView(DocumentView* view) {
+    CEventWndBaseDlg::CheckChangeView(view);
+    UpdateLevels();
+}
+
+void CEventThreshold::OnUpdate(UpdateHint hint) {
+    if (hint == UpdateHint::samples) {
+        m_statistics.Forget();
+        m_search = {};
+    }
+    UpdateLevels();
+}
+
+void CEventThreshold::ViewChangedHorzDisp() { UpdateLevels(); }
+
+void CEventThreshold::OnEventChanChanged(int channel) {
+    CEventWndBaseDlg::OnEventChanChanged(channel);
+    UpdateLevels();
+}
+
+// --- the run ---
+
+bool CEventThreshold::MayAnalyseTrace() {
+    if (m_bBatch || m_bAllTraces) return true;
+    const CDataDoc& doc = *Document();
+    bool isVisible = doc.traces[static_cast<size_t>(m_nTrace)].traceVisible != 0;
+    if (View()) {
+        const auto shown = View()->GetDisplaySettings().traces;
+        if (static_cast<size_t>(m_nTrace) < shown.size())
+            isVisible = shown[static_cast<size_t>(m_nTrace)].traceVisible != 0;
+    }
+    return isVisible || GetHost().Confirm(hiddenTraceText);
+}
+
+bool CEventThreshold::CheckStatsTimes() {
+    if (!UsesStatistics() || !Is(StatsSource::userTimes) || m_dStatsEnd > m_dStatsStart) return true;
+    Refuse(statsOrderText);
+    m_dStatsEnd = m_dGoodStatsEnd > m_dStatsStart ? m_dGoodStatsEnd : m_dStatsStart + 10.0;
+    return false;
+}
+
+bool CEventThreshold::Analyse(UndoScope& undo) {
+    const auto region = TakeRegion();
+    if (!region || !CheckStatsTimes() || !MayAnalyseTrace()) return false;
+    FollowOnset();
+    m_hasTruncated = false;
+    const StatsChoice choice = UsesStatistics() ? ChooseStats(true) : StatsChoice();
+    const int first = m_bAllTraces ? 0 : m_nTrace;
+    const int count = m_bAllTraces ? Document()->traceCount : 1;
+    std::unique_ptr<Progress> progress;
+    for (int i = 0; i < count; ++i) {
+        if (UsesStatistics() && !MeasureLevels(first + i, choice, true)) {
+            Refuse(noStatisticsText);
+            return false;
+        }
+        const int64_t samples = int64_t{region->end} - region->first;
+        if (!progress && samples * count > detectionProgressFrom)
+            progress = GetHost().StartProgress(Title(), static_cast<uint64_t>(samples * count));
+        if (!AnalyseTrace(first + i, m_nDestination + i, *region, undo, progress.get())) return false;
+    }
+    std::string report;
+    AppendReport(report, choice);
+    for (int i = 0; i < count; ++i) {
+        const bool isLast = i + 1 == count;
+        FinishChannel(m_nDestination + i, methodThreshold, first + i, isLast ? report : std::string());
+        if (!m_bAllTraces) continue;
+        CEventChan& chan = Document()->eventChannels[static_cast<size_t>(m_nDestination + i)];
+        chan.channelComment = fmt::format("threshold tr {}", i + 1);
+        if (isLast && m_bAppendParams) chan.channelComment += "\r\n" + report;
+    }
+    AppendHistory(report);
+    return true;
+}
+
+ThresholdRule CEventThreshold::Rule() const {
+    return {m_levels, static_cast<OnsetDirection>(m_nOnsetDirection), m_bLimitLogicUsed,
+            static_cast<LimitLogic>(m_nLimitLogic)};
+}
+
+bool CEventThreshold::AnalyseTrace(int trace, int channel, SampleSpan region, UndoScope& undo,
+                                   Progress* progress) {
+    ThresholdDetector detector(Rule(), region.first);
+    std::vector<DetectedSpan> found;
+    const int64_t count = int64_t{region.end} - region.first;
+    const int64_t before = m_bAllTraces ? trace * count : 0;
+    const bool isDone =
+        ScanSamples(*Document(), trace, region.first, count, [&](std::span<const float> samples) {
+            detector.Take(samples, found);
+            return !progress ||
+                   progress->Update(static_cast<uint64_t>(before + detector.Position() - region.first));
+        });
+    if (!isDone) return false;
+    detector.Finish(found);
+    undo.KeepChannel(channel);
+    StoreEvents(channel, region, found);
+    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
+    KeepDetectionSettings(chan, trace);
+    return chan.FilterByGap(Document()->PositionOf(static_cast<double>(m_fMinimumOff)),
+                            Document()->PositionOf(static_cast<double>(m_fMinimumOn)),
+                            Document()->PositionOf(static_cast<double>(m_fMaximumOn)));
+}
+
+void CEventThreshold::StoreEvents(int channel, SampleSpan region, const std::vector<DetectedSpan>& found) {
+    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
+    if (m_bOnlyClearWithinRegion)
+        chan.DeleteRange(region.first, region.end);
+    else
+        chan.DeleteAll();
+    AddDetected(chan, region.first, found);
+}
+
+// What the channel's record keeps of the detection.
+void CEventThreshold::KeepDetectionSettings(CEventChan& chan, int trace) const {
+    DetectionParameters& kept = chan.detection;
+    kept.templateTrace = trace;
+    kept.analysisRegion = m_nRegionMode;
+    kept.analysisStart = static_cast<float>(m_dRegionStart);
+    kept.analysisEnd = static_cast<float>(m_dRegionEnd);
+    kept.thresholdLevel = TestsPositive() ? m_levels.OnPos : m_levels.OnNeg;
+    kept.thresholdHysteresis =
+        TestsPositive() ? m_levels.OnPos - m_levels.OffPos : m_levels.OffNeg - m_levels.OnNeg;
+    kept.thresholdMinimum = m_fMinimumOn;
+    kept.thresholdMode = m_nOnsetDirection;
+    kept.thresholdOnsetA = m_levels.OnPos;
+    kept.thresholdOnsetB = m_levels.OnNeg;
+}
+
+// --- the report ---
+
+void CEventThreshold::GetParamText(std::string& text) { AppendReport(text, ChooseStats(false)); }
+
+void CEventThreshold::AppendReport(std::string& text, const StatsChoice& choice) {
+    AppendRegionText(text);
+    if (m_bAllTraces)
+        text += "Analysed all traces, events start at channel: ";
+    else
+        text += fmt::format("Analysed trace: {}\r\nDestination event channel: ", m_nTrace + 1);
+    text += ChannelName(m_nDestination) + "\r\n";
+    AppendLevelText(text);
+    static constexpr const char* logics[] = {"Must not cross", "Must cross"};
+    static constexpr const char* directions[] = {"+ve", "-ve", "+/-ve"};
+    text += m_bLimitLogicUsed ? fmt::format("Limit logic used: {}\r\n", logics[m_nLimitLogic == 1])
+                              : "Limit logic not used\r\n";
+    text += fmt::format("Onset direction: {}\r\n", directions[std::clamp(m_nOnsetDirection, 0, 2)]);
+    if (UsesStatistics()) AppendStatsText(text, choice);
+    text += fmt::format("Time filter:\r\n\tminimum off time: {:f}\r\n\tminimum on time: {:f}\r\n"
+                        "\tmaximum on time: {:f}\r\n",
+                        m_fMinimumOff, m_fMinimumOn, m_fMaximumOn);
+}
+
+void CEventThreshold::AppendLevelText(std::string& text) const {
+    static constexpr const char* sources[] = {"direct value", "mean +/- s.d. * mult",
+                                              "median +/- robust s.d. * mult", "value percentile"};
+    text += fmt::format("Threshold source: {}\r\n", sources[std::clamp(m_nThresholdSource, 0, 3)]);
+    if (UsesMultipliers())
+        text += fmt::format("\tmult: on {:f}, off {:f}, limit {:f}\r\n", m_fOnMult, m_fOffMult, m_fLimitMult);
+    if (UsesPercentiles())
+        text += fmt::format("\tpercentile: on {:f}, off {:f}, limit {:f}\r\n", m_fOnPercentile,
+                            m_fOffPercentile, m_fLimitPercentile);
+    text += "Threshold parameters\r\n";
+    const auto side = [&](const char* name, float on, float off, float limit) {
+        text += fmt::format("\tOn {} {:f}, Off {} {:f}", name, on, name, off);
+        if (m_bLimitLogicUsed) text += fmt::format(", Limit {} {:f}", name, limit);
+        text += "\r\n";
+    };
+    if (TestsPositive()) side("+ve", m_levels.OnPos, m_levels.OffPos, m_levels.LimitPos);
+    if (TestsNegative()) side("-ve", m_levels.OnNeg, m_levels.OffNeg, m_levels.LimitNeg);
+}
+
+void CEventThreshold::AppendStatsText(std::string& text, const StatsChoice& choice) const {
+    text += "Stats calculated from: ";
+    switch (choice.source) {
+    case StatsSource::wholeFile:
+        text += "whole file\r\n";
+        break;
+    case StatsSource::visibleView: {
+        const TimeSpan times = VisibleTimes(*Document(), View());
+        text +=
+            fmt::format("visible view\r\n\tstart time = {:f}, end time = {:f}\r\n", times.start, times.end);
+        break;
+    }
+    case StatsSource::userTimes:
+        text +=
+            fmt::format("user-set times; on-time = {:f}, off-time = {:f}\r\n", m_dStatsStart, m_dStatsEnd);
+        break;
+    case StatsSource::taggedEvent:
+        text += fmt::format("1st event in chan {}\r\n", ChannelName(choice.channel));
+        break;
+    case StatsSource::mostInactive:
+        text += fmt::format("most inactive {:f} ms region of visible data trace\r\n", m_fInactiveDuration);
+        break;
+    }
+}
+
+}  // namespace kymora

@@ -1,0 +1,147 @@
+#pragma once
+// "Threshold Event": the full detector. Onset, offset and limit levels on both sides of the signal, typed or
+// taken from statistics of a stretch of data, with a filter of the events by time.
+
+#include <optional>
+#include <vector>
+
+#include "batch/event_base_dlg.h"
+#include "detection/threshold_detector.h"
+#include "detection/threshold_statistics.h"
+
+namespace kymora {
+
+inline constexpr const char* statsOrderText =
+    "The end analysis point must be after the start analysis point. Restoring original value.";
+inline constexpr const char* hiddenTraceText =
+    "Note: you are analysing a trace that is not visible in the main view. Continue?";
+inline constexpr const char* searchCancelledText =
+    "Note: Cancelling the operation means the result is invalid";
+inline constexpr const char* noStatisticsText =
+    "There are no samples in the stretch of data from which statistics are to be calculated.";
+inline constexpr const char* searchLabel = "Searching for least active region";
+// Both take the file and the title; the second one the tag, too.
+inline constexpr const char* noStatsEventsText =
+    "{}\r\n\t{}: Attempted to calculate statistics from an event channel with no events. 'User time' used "
+    "instead.\r\n";
+inline constexpr const char* noStatsTagText =
+    "{}\r\n\t{}: Can't find event with tag '{}'. Used first event instead.\r\n";
+// Takes two channels.
+inline constexpr const char* otherStatsChannelText =
+    "There are no events in channel {}, using channel {} instead.";
+
+enum class ThresholdSource { direct = 0, meanSd = 1, medianRobustSd = 2, percentile = 3 };
+enum class StatsSource { wholeFile = 0, visibleView = 1, userTimes = 2, taggedEvent = 3, mostInactive = 4 };
+
+class CEventThreshold : public CEventWndBaseDlg {
+  public:
+    CEventThreshold() : CEventWndBaseDlg(usesTrace | usesDestination | usesText) {}
+    const char* ClassName() const override { return "CEventThreshold"; }
+    const char* Title() const override { return "Threshold Event"; }
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    void CheckChangeDoc(CDataDoc* doc) override;
+    void CheckChangeView(DocumentView* view) override;
+    void OnUpdate(UpdateHint hint) override;
+    void ViewChangedHorzDisp() override;
+    // The levels in force on the trace, and the ends of the least active window.
+    std::vector<ViewGuide> Guides() override;
+
+    int32_t m_nOnsetDirection = 0;
+    int32_t m_nLimitLogic = 0;
+    bool m_bLimitLogicUsed = false;
+    int32_t m_nThresholdSource = 0;
+    int32_t m_nStatsSource = static_cast<int32_t>(StatsSource::userTimes);
+    double m_dStatsStart = 0.0, m_dStatsEnd = 10.0;                             // ms
+    float m_fMinimumOff = 0.0f, m_fMinimumOn = 0.0f, m_fMaximumOn = 100000.0f;  // ms
+    float m_fOnMult = 5.0f, m_fOffMult = 5.0f, m_fLimitMult = 6.0f;
+    float m_fOnPercentile = 5.0f, m_fOffPercentile = 5.0f, m_fLimitPercentile = 5.0f;
+    bool m_bOffsetEqualsOnset = true;
+    int32_t m_nStatsChannel = 0;
+    std::string m_strStatsTag;
+    bool m_bAllTraces = false;
+    float m_fInactiveDuration = 10.0f;  // ms
+    bool m_bOnlyClearWithinRegion = false;
+    ThresholdLevels m_levels;  // typed, or as they were last measured
+
+  protected:
+    void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
+    bool Analyse(UndoScope& undo) override;
+    void OnEventChanChanged(int channel) override;
+    void OnParentTraceChanged() override { UpdateLevels(); }
+
+  private:
+    // Where the statistics come from in one run, after the fallbacks.
+    struct StatsChoice {
+        StatsSource source = StatsSource::userTimes;
+        SampleSpan event;  // of the source taggedEvent
+        int channel = 0;   // that holds it
+    };
+
+    bool Is(ThresholdSource source) const { return m_nThresholdSource == static_cast<int32_t>(source); }
+    bool Is(StatsSource source) const { return m_nStatsSource == static_cast<int32_t>(source); }
+    bool TestsPositive() const { return m_nOnsetDirection != 1; }
+    bool TestsNegative() const { return m_nOnsetDirection != 0; }
+    bool UsesStatistics() const { return !Is(ThresholdSource::direct); }
+    bool UsesMultipliers() const {
+        return Is(ThresholdSource::meanSd) || Is(ThresholdSource::medianRobustSd);
+    }
+    bool UsesPercentiles() const { return Is(ThresholdSource::percentile); }
+    std::string Units() const;
+    double GreatestTime() const;
+
+    // The window; event_threshold_fields.cpp.
+    void DescribeDetection(ParamList& list);
+    void DescribeLevels(ParamList& list);
+    void DescribeStatistics(ParamList& list);
+    void DescribeTimeFilter(ParamList& list);
+    std::string StatisticsText() const;
+
+    // The levels; event_threshold_levels.cpp.
+    void FollowOnset();
+    // What the window shows: measures where it has to, without a word. Does nothing without a view.
+    void UpdateLevels();
+    // The stretch that the statistics of a trace come from. `talks`: the user is told what the user should
+    // know.
+    StatsChoice ChooseStats(bool talks);
+    int FindStatsChannel(bool talks);
+    SampleSpan FindTaggedEvent(int channel, bool talks);
+    // A message, or a line of the process errors with the file's name.
+    void Warn(const std::string& words);
+    SampleSpan StatsSpan(int trace, const StatsChoice& choice, bool talks);
+    SampleSpan FindLeastActive(int trace, bool talks);
+    // Takes the levels of a trace from its statistics. False when there is nothing to measure.
+    bool MeasureLevels(int trace, const StatsChoice& choice, bool talks);
+    void TakePercentiles();
+
+    // The run.
+    bool MayAnalyseTrace();
+    bool CheckStatsTimes();
+    bool AnalyseTrace(int trace, int channel, SampleSpan region, UndoScope& undo, Progress* progress);
+    void StoreEvents(int channel, SampleSpan region, const std::vector<DetectedSpan>& found);
+    void KeepDetectionSettings(CEventChan& chan, int trace) const;
+    ThresholdRule Rule() const;
+
+    void AppendLevelText(std::string& text) const;
+    void AppendReport(std::string& text, const StatsChoice& choice);
+    void AppendStatsText(std::string& text, const StatsChoice& choice) const;
+
+    ThresholdStatistics m_statistics;
+    bool m_isMeasuring = false;
+    bool m_hasTruncated = false;  // the user was told in this run
+    double m_dGoodStatsEnd = 10.0;
+
+    // The last search for the least active window.
+    struct Search {
+        int trace = -1;
+        SampleSpan span;
+        int64_t window = 0;
+        int64_t start = 0;
+        bool isCancelled = false;
+    };
+    Search m_search;
+};
+
+}  // namespace kymora

@@ -1,0 +1,107 @@
+#include "eventanalysis/event_anal_rgn_base.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t analysisVersion = 1;
+constexpr double resetRegionMs = 10.0;
+
+}  // namespace
+
+void CEventAnalRgnBase::Serialize(CArchive& archive) {
+    CBatchBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, analysisVersion, ClassName());
+    for (int32_t* number : {&m_nChannel1, &m_nChannel2, &m_nDestination, &m_nTrace})
+        Exchange(archive, *number);
+    Exchange(archive, m_strLabel);
+    Exchange(archive, m_strDescription);
+    Exchange(archive, m_channels);
+    Exchange(archive, m_nRegionMode);
+    Exchange(archive, m_dRegionStart);
+    Exchange(archive, m_dRegionEnd);
+    Exchange(archive, m_nGateChannel);
+}
+
+void CEventAnalRgnBase::GetParamText(std::string& text) {
+    text += "Analysis region:\t";
+    const auto times = [&](TimeSpan span) {
+        text += fmt::format("Start = {:.2f}, End = {:.2f}\r\n", span.start, span.end);
+    };
+    switch (m_nRegionMode) {
+    case regionWholeFile:
+        text += "whole file\r\n";
+        break;
+    case regionVisible:
+        text += "visible screen:\r\n\t";
+        times(VisibleTimes(*Document(), View()));
+        break;
+    case regionUserSet:
+        text += "user set:\r\n\t";
+        times({m_dRegionStart, m_dRegionEnd});
+        break;
+    case regionGate:
+        text += "gate channel:\t" + ChannelName(m_nGateChannel) + "\r\n";
+        break;
+    }
+    CEventBaseDlg::GetParamText(text);
+}
+
+void CEventAnalRgnBase::CheckChangeDoc(CDataDoc* doc) {
+    const bool isOther = doc != Document();
+    CEventBaseDlg::CheckChangeDoc(doc);
+    m_block = CEventBlock();
+    if (doc && isOther) m_dRegionEnd = std::max(m_dRegionEnd, LeastRegionEnd(doc));
+}
+
+bool CEventAnalRgnBase::RetrieveData() {
+    CDataDoc& doc = *Document();
+    const bool isReversed = m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart);
+    if (isReversed) {
+        Refuse(analysisEndText);
+        m_dRegionEnd = std::max(m_dRegionStart + resetRegionMs, LeastRegionEnd(&doc));
+        return false;
+    }
+    const int parent = Has(usesTrace) ? m_nTrace : doc.GetParentTrace(m_nChannel1);
+    m_block = CEventBlock(doc, m_nChannel1, Has(usesChannel2) ? m_nChannel2 : -1, parent);
+    const auto add = [&](SampleSpan span) {
+        const SampleSpan held = HeldTo(doc, span);
+        m_block.AddBlock(held.first, held.end - held.first);
+    };
+    switch (m_nRegionMode) {
+    case regionWholeFile:
+        m_block.AddBlock(0, static_cast<int32_t>(doc.GetLength()));
+        break;
+    case regionVisible:
+        add(VisibleSpan(doc, View()));
+        break;
+    case regionUserSet:
+        add({doc.PositionOf(m_dRegionStart), doc.PositionOf(m_dRegionEnd)});
+        break;
+    case regionGate:
+        for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(m_nGateChannel)].Events())
+            add({event.onPosition, event.offPosition});
+        break;
+    }
+    m_block.FillEvs();
+    return true;
+}
+
+void CEventAnalRgnBase::DescribeRegion(ParamList& list) {
+    list.Group("Analysis region");
+    list.Choice("region", "Region", m_nRegionMode,
+                {"whole file", "visible screen", "user set", "gate channel"})
+        .Buttons()
+        .Tip(fmt::format("{}; {}; {}; {}", wholeFileTip, visibleTip, userSetTip, gateTip));
+    DescribeUserTimes(list, m_nRegionMode, m_dRegionStart, m_dRegionEnd);
+    list.Channel("gateChannel", "Gate channel", m_nGateChannel)
+        .Tip(gateChannelTip)
+        .Shows([this] { return EventCountText(Document(), m_nGateChannel); })
+        .EnabledIf([this] { return m_nRegionMode == regionGate; });
+}
+
+}  // namespace kymora

@@ -1,0 +1,98 @@
+// The requests that use the windows of operations.
+
+#include "archive/text_encoding.h"
+#include "batch/config_file.h"
+#include "operations/operations.h"
+#include "remote/base64.h"
+#include "remote/remote_requests.h"
+
+namespace kymora {
+namespace {
+
+constexpr size_t mostResultBytes = size_t{1} << 20;
+
+const Operation& Named(const Json& value) {
+    const std::string name = AsText(value, "operation");
+    const Operation* operation = FindOperation(name);
+    if (!operation) throw RemoteError("There is no operation \"" + ToDisplayText(name) + "\".");
+    return *operation;
+}
+
+// Numbers and truth values may be written as such.
+std::string SettingText(const Json& value, std::string_view key) {
+    if (value.is_string()) return AsText(value, key);
+    if (value.is_boolean() || value.is_number()) return value.dump();
+    throw RemoteError("\"" + std::string(key) + "\" must be a text, a number or a truth value.");
+}
+
+void SetParameters(CBatchBaseDlg& block, const Json& settings) {
+    if (!settings.is_object()) throw RemoteError("\"set\" must be an object of keys and values.");
+    for (const auto& [key, value] : settings.items()) {
+        // What is set may change what the next may be.
+        ParamList params = block.Params();
+        Param* param = params.Find(key);
+        if (!param || !param->HasValue())
+            throw RemoteError("The operation has no parameter \"" + ToDisplayText(key) + "\".");
+        if (const std::string fault = param->SetFromText(SettingText(value, key)); !fault.empty())
+            throw RemoteError(fault);
+    }
+}
+
+void PressButton(CBatchBaseDlg& block, const std::string& key) {
+    ParamList params = block.Params();
+    const Param* param = params.Find(key);
+    if (!param || param->kind != ParamKind::action)
+        throw RemoteError("The operation has no button \"" + ToDisplayText(key) + "\".");
+    if (!param->IsEnabled()) throw RemoteError("The button \"" + key + "\" cannot be used as things stand.");
+    param->action();
+}
+
+std::string ResultText(CBatchBaseDlg& block) {
+    std::string text;
+    block.WriteResult([&](std::string_view piece) {
+        text += piece;
+        return text.size() < mostResultBytes;
+    });
+    return ToDisplayText(text);
+}
+
+void TakePicture(RemoteCall& call, const Operation& operation) {
+    const std::vector<std::byte> png = call.target.OperationPicture(operation);
+    if (png.empty()) throw RemoteError("There is no picture.");
+    call.answer["png"] = ToBase64(png);
+}
+
+void Use(RemoteCall& call) {
+    const Operation& operation = Named(call.value);
+    if (call.target.Active() < 0) throw RemoteError("No recording is open.");
+    CBatchBaseDlg& block = call.target.OpenOperation(operation);
+    if (const Json* config = FindMember(call.request, "config"))
+        if (!LoadConfig(call.target.GetSession(), block, AsPath(*config, "config")))
+            call.Fail("It was not loaded.");
+    if (const Json* settings = FindMember(call.request, "set")) SetParameters(block, *settings);
+    if (const Json* button = FindMember(call.request, "press")) PressButton(block, AsText(*button, "press"));
+    call.target.OperationChanged(operation);
+    if (FlagMember(call.request, "run")) {
+        if (!call.target.RunOperation(operation)) call.Fail("The operation was not done.");
+        if (block.HasResultText()) call.answer["result"] = ResultText(block);
+    }
+    Json& parameters = call.answer["parameters"] = Json::object();
+    for (const Param& param : block.Params())
+        if (param.HasValue()) parameters[param.key] = ToDisplayText(param.ValueText());
+    if (FlagMember(call.request, "png")) TakePicture(call, operation);
+    if (FlagMember(call.request, "close")) call.target.CloseOperation(operation);
+}
+
+}  // namespace
+
+// clang-format off
+RequestTable OperationRequests() {
+    return {
+        {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
+            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"png", "true for a picture of its window as `png`, in base64."}, {"close", "true to close it afterwards."}},
+            {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})"}, true, Use},
+    };
+}
+// clang-format on
+
+}  // namespace kymora

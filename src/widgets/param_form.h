@@ -1,0 +1,114 @@
+#pragma once
+// The editors of an operation's parameters, made from their description: groups with headings in columns,
+// labels aligned, units and what a parameter shows behind the editors.
+//
+// What the user enters goes to the parameter at once when it may be used, and what follows it is shown; what
+// may not is marked, told by Fault, and never stored. Each editor has the parameter's key as its object name.
+
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "batch/param.h"
+#include "widgets/form_editor.h"
+#include "widgets/param_field.h"
+
+class QGridLayout;
+class QGroupBox;
+class QHBoxLayout;
+class QLabel;
+class QPushButton;
+
+namespace kymora {
+
+class ElidedLabel;
+
+// Buttons of actions in a group of this name stand below the results and not among the parameters.
+inline constexpr const char* resultsGroup = "Results";
+
+class ParamForm : public QWidget {
+    Q_OBJECT
+
+  public:
+    // Describes the parameters, bound to the operation as it stands. It is asked anew at each refresh: limits
+    // and choices may follow the document.
+    using Describe = std::function<ParamList()>;
+    // Calls its argument, which stores a value and lets what follows it follow; that may take long, and fail.
+    using Enter = std::function<void(const std::function<void()>&)>;
+
+    ParamForm(Describe describe, Enter enter, ParamSurroundings surroundings, QWidget* parent);
+    ~ParamForm() override;
+
+    // Shows the values as they are, save where the user's faulty text stands.
+    void Refresh();
+    void SetTraceCount(int traceCount) { surroundings_.traceCount = traceCount; }
+    // Drops faulty texts: what the operation has shows again.
+    void Revert();
+
+    // Why what is entered may not be used; empty when it may.
+    std::string Fault() const;
+    // Gives the keyboard to the editor with the fault.
+    void FocusFault();
+
+    // Puts the groups into as many columns as it takes to be at most so high, if three are enough. Answers
+    // the number.
+    int Arrange(int mostHeight);
+    // The buttons of actions in the group of results.
+    const std::vector<QPushButton*>& ResultActions() const { return resultActions_; }
+    // What takes the keyboard, in the order of reading; without the result actions.
+    std::vector<QWidget*> TabStops() const;
+
+  signals:
+    // The user has entered something; `isTyping` while more letters may follow.
+    void Edited(bool isTyping);
+    void ActionPressed(const QString& key);
+    // The operation describes other parameters than before; the editors are new ones.
+    void Rebuilt();
+
+  private:
+    struct Row {
+        std::string key, label, group;
+        ParamKind kind = ParamKind::number;
+        std::unique_ptr<FormEditor> editor;  // null for notes and actions
+        QLabel* name = nullptr;              // the label before the editor
+        ElidedLabel* behind = nullptr;       // unit and what the parameter shows, or a note's text
+        QPushButton* button = nullptr;       // of an action
+        QLabel* heading = nullptr;           // of the column of a table that this parameter begins
+        std::string shown;                   // the value that the editor stands for
+        std::string fault;                   // why the entered text may not be used
+    };
+
+    bool IsAsBuilt(const ParamList& params) const;
+    void Build(ParamList& params);
+    QGridLayout* GroupGrid(const std::string& name);
+    void AddRow(const Param& param, QGridLayout* grid);
+    void AddAction(const Param& param, QGridLayout* grid);
+    void AddNote(const Param& param, QGridLayout* grid);
+    void AddEditor(const Param& param, QGridLayout* grid);
+    void PlaceEditor(Row& row, const Param& param, const FormField& field, QGridLayout* grid, int line);
+    void AddCell(const Param& param, QGridLayout* grid);
+    void RefreshRow(Row& row, const Param& param);
+    void OnEntered(size_t index);
+    void Distribute(int columns);
+    int HeightIn(int columns, std::vector<size_t>* starts) const;
+
+    Describe describe_;
+    Enter enter_;
+    ParamSurroundings surroundings_;
+    std::vector<Row> rows_;
+    std::vector<QWidget*> groups_;
+    std::vector<QPushButton*> resultActions_;
+    QHBoxLayout* columns_ = nullptr;
+    QHBoxLayout* actions_ = nullptr;  // where the next action joins those before it
+    // The table whose cells are being added.
+    struct Table {
+        QGridLayout* grid = nullptr;
+        std::vector<std::string> rows, columns;
+    };
+    Table table_;
+    bool writing_ = false;
+};
+
+}  // namespace kymora

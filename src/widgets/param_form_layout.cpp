@@ -1,0 +1,302 @@
+// How the form of parameters is built and laid out.
+
+#include <QAbstractButton>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "widgets/elided_label.h"
+#include "widgets/param_form.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int mostColumns = 3;
+constexpr int columnGap = 12, groupGap = 10;
+// Widths in letters.
+constexpr int textLetters = 20, shownLetters = 15, noteLetters = 24, unitLetters = 3;
+constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 10, mostCellLetters = 18;
+
+bool IsText(ParamKind kind) {
+    return kind == ParamKind::text || kind == ParamKind::channels || kind == ParamKind::traces;
+}
+
+// Below this box the font is the window's again.
+QWidget* BoxWithHeading(const QString& heading, QWidget* parent) {
+    if (heading.isEmpty()) return new QWidget(parent);
+    auto* box = new QGroupBox(heading, parent);
+    QFont font = box->font();
+    font.setBold(true);
+    box->setFont(font);
+    font.setBold(false);
+    auto* content = new QWidget(box);
+    content->setFont(font);
+    auto* whole = new QVBoxLayout(box);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(content);
+    return box;
+}
+
+void Discard(QWidget* widget) {
+    widget->hide();
+    widget->setParent(nullptr);
+    widget->deleteLater();
+}
+
+void GiveChoiceTips(const Param& param, QWidget* radio) {
+    const auto tips = ChoiceTips(param);
+    const auto buttons = radio->findChildren<QAbstractButton*>();
+    for (qsizetype i = 0; i < buttons.size() && i < static_cast<qsizetype>(tips.size()); ++i)
+        buttons[i]->setToolTip(ToolTipText(tips[static_cast<size_t>(i)]));
+    radio->setToolTip({});
+}
+
+}  // namespace
+
+bool ParamForm::IsAsBuilt(const ParamList& params) const {
+    return std::equal(rows_.begin(), rows_.end(), params.begin(), params.end(),
+                      [](const Row& row, const Param& param) {
+                          return row.key == param.key && row.kind == param.kind && row.label == param.label &&
+                                 row.group == param.group;
+                      });
+}
+
+void ParamForm::Build(ParamList& params) {
+    const bool wasWriting = std::exchange(writing_, true);
+    rows_.clear();
+    // Not at once: one of them may be the one whose entry led here.
+    for (QPushButton* button : std::exchange(resultActions_, {})) Discard(button);
+    for (QWidget* group : std::exchange(groups_, {})) Discard(group);
+    QGridLayout* grid = nullptr;
+    for (size_t i = 0; i < params.All().size(); ++i) {
+        const Param& param = params.All()[i];
+        const bool isResult = param.group == resultsGroup && param.kind == ParamKind::action;
+        if (!isResult && (!grid || rows_.empty() || rows_.back().group != param.group))
+            grid = GroupGrid(param.group);
+        AddRow(param, grid);
+    }
+    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.All()[i]);
+    columns_->setSpacing(columnGap);
+    Distribute(1);
+    writing_ = wasWriting;
+}
+
+QGridLayout* ParamForm::GroupGrid(const std::string& name) {
+    QWidget* box = BoxWithHeading(ToQString(name), this);
+    QWidget* content = name.empty() ? box : box->findChild<QWidget*>();
+    auto* grid = new QGridLayout(content);
+    grid->setHorizontalSpacing(8);
+    grid->setVerticalSpacing(4);
+    grid->setColumnStretch(1, 1);
+    groups_.push_back(box);
+    actions_ = nullptr;
+    table_.grid = nullptr;
+    return grid;
+}
+
+void ParamForm::AddRow(const Param& param, QGridLayout* grid) {
+    Row& row = rows_.emplace_back();
+    row.key = param.key;
+    row.label = param.label;
+    row.group = param.group;
+    row.kind = param.kind;
+    if (param.kind == ParamKind::action) return AddAction(param, grid);
+    actions_ = nullptr;
+    if (param.tableColumn.empty()) table_.grid = nullptr;
+    if (param.kind == ParamKind::note) return AddNote(param, grid);
+    AddEditor(param, grid);
+}
+
+// Actions that follow each other stand in one line.
+void ParamForm::AddAction(const Param& param, QGridLayout* grid) {
+    const bool isResult = param.group == resultsGroup;
+    auto* button = new QPushButton(ToQString(param.label), this);
+    button->setObjectName(ToQString(param.key));
+    button->setToolTip(ToolTipText(param.toolTip));
+    button->setAutoDefault(false);
+    connect(button, &QPushButton::clicked, this,
+            [this, key = ToQString(param.key)] { emit ActionPressed(key); });
+    rows_.back().button = button;
+    if (isResult) return resultActions_.push_back(button);
+    if (!actions_) {
+        actions_ = new QHBoxLayout;
+        actions_->addStretch(1);
+        grid->addLayout(actions_, grid->rowCount(), 0, 1, 2);
+    }
+    actions_->insertWidget(actions_->count() - 1, button);
+}
+
+void ParamForm::AddNote(const Param& param, QGridLayout* grid) {
+    Row& row = rows_.back();
+    QWidget* parent = grid->parentWidget();
+    const int line = grid->rowCount();
+    row.behind = new ElidedLabel(noteLetters, parent);
+    row.behind->setObjectName(ToQString(param.key));
+    row.behind->setTextInteractionFlags(Qt::NoTextInteraction);
+    if (param.label.empty()) return grid->addWidget(row.behind, line, 0, 1, 2);
+    row.name = new QLabel(ToQString(param.label), parent);
+    row.name->setToolTip(ToolTipText(param.toolTip));
+    grid->addWidget(row.name, line, 0);
+    grid->addWidget(row.behind, line, 1);
+}
+
+void ParamForm::AddEditor(const Param& param, QGridLayout* grid) {
+    Row& row = rows_.back();
+    QWidget* parent = grid->parentWidget();
+    const FormField field = FieldOf(param, surroundings_);
+    const size_t index = rows_.size() - 1;
+    row.editor = MakeFormEditor(field, parent, [this, index] { OnEntered(index); });
+    row.shown = param.ValueText();
+    QWidget* widget = row.editor->Widget();
+    widget->setAccessibleName(ToQString(param.label));
+    // A file that is dropped anywhere goes to the window.
+    widget->setAcceptDrops(false);
+    if (!param.tableColumn.empty()) return AddCell(param, grid);
+    const int line = grid->rowCount();
+    if (field.kind == FieldKind::flag) return grid->addWidget(widget, line, 0, 1, 2);
+    row.name = new QLabel(ToQString(param.label), parent);
+    row.name->setToolTip(ToolTipText(param.toolTip));
+    row.name->setBuddy(row.editor->Focus());
+    const bool isRadio = field.kind == FieldKind::radio;
+    if (isRadio) GiveChoiceTips(param, widget);
+    const bool hasLines = isRadio && field.buttonColumns < static_cast<int>(field.choices.size());
+    // Beside several lines of buttons it stands at the first.
+    if (hasLines) row.name->setMinimumHeight(row.editor->Focus()->sizeHint().height());
+    grid->addWidget(row.name, line, 0, hasLines ? Qt::AlignTop : Qt::Alignment());
+    PlaceEditor(row, param, field, grid, line);
+}
+
+void ParamForm::PlaceEditor(Row& row, const Param& param, const FormField& field, QGridLayout* grid,
+                            int line) {
+    QWidget* widget = row.editor->Widget();
+    const int letter = fontMetrics().averageCharWidth();
+    if (IsText(param.kind)) widget->setMinimumWidth(letter * textLetters);
+    if (field.kind == FieldKind::number) widget->setFixedWidth(letter * numberLetters);
+    if (field.kind == FieldKind::integer) widget->setFixedWidth(letter * wholeLetters);
+    const bool isChoice = field.kind == FieldKind::choice;
+    const bool isWide = IsText(param.kind) || field.kind == FieldKind::radio || (isChoice && !param.shown);
+    if (isWide) return grid->addWidget(widget, line, 1);
+    auto* beside = new QHBoxLayout;
+    beside->setSpacing(6);
+    row.behind = new ElidedLabel(param.shown ? shownLetters : unitLetters, grid->parentWidget());
+    beside->addWidget(widget);
+    beside->addWidget(row.behind, 1);
+    grid->addLayout(beside, line, 1);
+}
+
+// A table grows by the rows and columns that its cells name.
+void ParamForm::AddCell(const Param& param, QGridLayout* grid) {
+    Row& row = rows_.back();
+    QWidget* parent = grid->parentWidget();
+    if (!table_.grid) {
+        table_ = {new QGridLayout, {}, {}};
+        table_.grid->setHorizontalSpacing(6);
+        table_.grid->setVerticalSpacing(4);
+        grid->addLayout(table_.grid, grid->rowCount(), 0, 1, 2);
+    }
+    const auto place = [](std::vector<std::string>& names, const std::string& name) {
+        const auto found = std::find(names.begin(), names.end(), name);
+        const bool isNew = found == names.end();
+        const int at = static_cast<int>(found - names.begin()) + 1;
+        if (isNew) names.push_back(name);
+        return std::pair(at, isNew);
+    };
+    const auto [line, isNewRow] = place(table_.rows, param.tableRow);
+    const auto [column, isNewColumn] = place(table_.columns, param.tableColumn);
+    if (isNewRow) table_.grid->addWidget(new QLabel(ToQString(param.tableRow), parent), line, 0);
+    if (isNewColumn) {
+        row.heading = new QLabel(parent);
+        table_.grid->addWidget(row.heading, 0, column);
+    }
+    QWidget* widget = row.editor->Widget();
+    widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);
+    widget->setMaximumWidth(fontMetrics().averageCharWidth() * mostCellLetters);
+    table_.grid->addWidget(widget, line, column);
+}
+
+// --- columns ---
+
+namespace {
+
+QGridLayout* GridOf(QWidget* group) {
+    if (auto* grid = qobject_cast<QGridLayout*>(group->layout())) return grid;
+    return static_cast<QGridLayout*>(group->findChild<QWidget*>()->layout());
+}
+
+int NameWidth(QWidget* group) {
+    const QGridLayout* grid = GridOf(group);
+    int widest = 0;
+    for (int line = 0; line < grid->rowCount(); ++line) {
+        const QLayoutItem* item = grid->itemAtPosition(line, 0);
+        // What spans the columns is no name.
+        if (item && item != grid->itemAtPosition(line, 1))
+            widest = std::max(widest, item->sizeHint().width());
+    }
+    return widest;
+}
+
+}  // namespace
+
+// The least height in which so many columns hold the groups in their order, and where each column starts.
+int ParamForm::HeightIn(int columns, std::vector<size_t>* starts) const {
+    std::vector<int> heights;
+    for (QWidget* group : groups_) heights.push_back(group->sizeHint().height() + groupGap);
+    const auto fits = [&](int most) {
+        std::vector<size_t> found{0};
+        int height = 0;
+        for (size_t i = 0; i < heights.size(); ++i) {
+            if (height > 0 && height + heights[i] > most) {
+                found.push_back(i);
+                height = 0;
+            }
+            height += heights[i];
+        }
+        if (starts) *starts = found;
+        return static_cast<int>(found.size()) <= columns;
+    };
+    int most = heights.empty() ? 0 : *std::max_element(heights.begin(), heights.end());
+    while (!fits(most)) ++most;
+    return most;
+}
+
+void ParamForm::Distribute(int columns) {
+    while (columns_->count() > 0) delete columns_->takeAt(0);
+    std::vector<size_t> starts;
+    HeightIn(columns, &starts);
+    for (size_t c = 0; c < starts.size(); ++c) {
+        const size_t end = c + 1 < starts.size() ? starts[c + 1] : groups_.size();
+        auto* column = new QVBoxLayout;
+        column->setSpacing(groupGap);
+        int widest = 0;
+        for (size_t i = starts[c]; i < end; ++i) {
+            column->addWidget(groups_[i]);
+            widest = std::max(widest, NameWidth(groups_[i]));
+        }
+        // The editors of a column stand below each other.
+        for (size_t i = starts[c]; i < end; ++i) GridOf(groups_[i])->setColumnMinimumWidth(0, widest);
+        column->addStretch(1);
+        columns_->addLayout(column, 1);
+    }
+    for (QWidget* group : groups_) {
+        GridOf(group)->activate();
+        group->layout()->activate();
+        group->updateGeometry();
+    }
+    columns_->activate();
+    updateGeometry();
+}
+
+int ParamForm::Arrange(int mostHeight) {
+    int columns = 1;
+    while (columns < mostColumns && HeightIn(columns, nullptr) > mostHeight) ++columns;
+    Distribute(columns);
+    return columns;
+}
+
+}  // namespace kymora

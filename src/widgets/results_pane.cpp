@@ -1,0 +1,143 @@
+#include "widgets/results_pane.h"
+
+#include <QClipboard>
+#include <QFontDatabase>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTextOption>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int shownLetters = 64, shownLines = 14;
+constexpr size_t measuredBytes = size_t{1} << 16;  // the widths of later lines are like those before
+constexpr int betweenColumns = 2;                  // letters
+constexpr size_t widestColumn = 40;
+
+// The widths of the columns of a text whose cells are parted by tabs, in letters. The last cell of a line
+// needs no room.
+std::vector<size_t> ColumnWidths(std::string_view text) {
+    std::vector<size_t> widths;
+    size_t column = 0, width = 0;
+    for (const char c : text) {
+        if (c == '\t') {
+            if (widths.size() <= column) widths.resize(column + 1);
+            widths[column] = std::max(widths[column], std::min(width, widestColumn));
+            ++column;
+            width = 0;
+        } else if (c == '\n') {
+            column = width = 0;
+        } else if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) {
+            ++width;
+        }
+    }
+    return widths;
+}
+
+}  // namespace
+
+ResultsPane::ResultsPane(Writer writer, QWidget* parent)
+    : QWidget(parent),
+      writer_(std::move(writer)),
+      text_(new QPlainTextEdit(this)),
+      notice_(new QLabel(tr(resultsCutText), this)),
+      copy_(new QPushButton(tr("Cop&y"), this)),
+      buttons_(new QHBoxLayout) {
+    text_->setObjectName("results");
+    text_->setAccessibleName(tr("Results"));
+    text_->setReadOnly(true);
+    text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    text_->setTabChangesFocus(true);
+    text_->setAcceptDrops(false);
+    text_->setPlaceholderText(tr("Results appear here."));
+    notice_->setObjectName("resultsNotice");
+    notice_->setWordWrap(true);
+    notice_->hide();
+    copy_->setObjectName("copyResults");
+    copy_->setToolTip(tr("Copies the whole text to the clipboard"));
+    copy_->setAutoDefault(false);
+    copy_->setEnabled(false);
+    connect(copy_, &QPushButton::clicked, this, &ResultsPane::Copy);
+    buttons_->addWidget(copy_);
+    buttons_->addStretch(1);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(text_, 1);
+    column->addWidget(notice_);
+    column->addLayout(buttons_);
+}
+
+QSize ResultsPane::sizeHint() const {
+    const QFontMetrics metrics = text_->fontMetrics();
+    return {metrics.averageCharWidth() * shownLetters, metrics.lineSpacing() * shownLines};
+}
+
+void ResultsPane::AddButton(QPushButton* button) { buttons_->insertWidget(buttons_->count() - 1, button); }
+
+std::vector<QWidget*> ResultsPane::TabStops() const { return {text_, copy_}; }
+
+void ResultsPane::Show() {
+    std::string text;
+    isCut_ = false;
+    writer_([&](std::string_view piece) {
+        if (text.size() + piece.size() <= mostShownResults) {
+            text += piece;
+            return true;
+        }
+        // Whole lines only.
+        text += piece.substr(0, mostShownResults - text.size());
+        text.resize(text.rfind('\n') + 1);
+        isCut_ = true;
+        return false;
+    });
+    SetColumns(text);
+    text_->setPlainText(ToQString(text));
+    notice_->setVisible(isCut_);
+    copy_->setEnabled(!text.empty());
+}
+
+void ResultsPane::Clear() {
+    text_->clear();
+    notice_->hide();
+    copy_->setEnabled(false);
+}
+
+void ResultsPane::SetColumns(const std::string& text) {
+    QTextOption option = text_->document()->defaultTextOption();
+    QList<QTextOption::Tab> tabs;
+    const double letter = text_->fontMetrics().horizontalAdvance('0');
+    double at = 0.0;
+    for (const size_t width : ColumnWidths(std::string_view(text).substr(0, measuredBytes))) {
+        at += letter * static_cast<double>(width + betweenColumns);
+        tabs.append(QTextOption::Tab(at, QTextOption::LeftTab));
+    }
+    option.setTabs(tabs);
+    option.setTabStopDistance(letter * 12);
+    text_->document()->setDefaultTextOption(option);
+}
+
+void ResultsPane::Copy() {
+    QString all = text_->toPlainText();
+    if (isCut_) {
+        std::string text;
+        writer_([&](std::string_view piece) {
+            text += piece;
+            return true;
+        });
+        all = ToQString(text);
+    }
+    all.replace("\r\n", "\n");
+    QGuiApplication::clipboard()->setText(all);
+}
+
+}  // namespace kymora

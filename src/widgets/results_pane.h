@@ -1,0 +1,52 @@
+#pragma once
+// The text that an operation gave, in columns: as much of it as a window can show, and all of it for the
+// clipboard.
+
+#include <QWidget>
+#include <functional>
+#include <string>
+
+#include "batch/batch_base_dlg.h"
+
+class QHBoxLayout;
+class QLabel;
+class QPlainTextEdit;
+class QPushButton;
+
+namespace kymora {
+
+inline constexpr const char* resultsCutText =
+    "Not all data displayed in Results. Consider saving to disk instead.";
+inline constexpr size_t mostShownResults = size_t{1} << 20;  // bytes
+
+class ResultsPane : public QWidget {
+    Q_OBJECT
+
+  public:
+    // Writes the whole text to a sink; it is asked at Show, and again for a copy of what was cut.
+    using Writer = std::function<void(const TextSink&)>;
+
+    ResultsPane(Writer writer, QWidget* parent);
+
+    void Show();
+    void Clear();
+    // Stands behind the button "Copy".
+    void AddButton(QPushButton* button);
+    // What takes the keyboard, in the order of reading.
+    std::vector<QWidget*> TabStops() const;
+
+    QSize sizeHint() const override;
+
+  private:
+    void Copy();
+    void SetColumns(const std::string& text);
+
+    Writer writer_;
+    QPlainTextEdit* text_;
+    QLabel* notice_;
+    QPushButton* copy_;
+    QHBoxLayout* buttons_;
+    bool isCut_ = false;
+};
+
+}  // namespace kymora

@@ -1,0 +1,214 @@
+#include "widgets/chart_widget.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QTest>
+#include <QWheelEvent>
+#include <cmath>
+#include <limits>
+
+#include "widgets/chart_painter.h"
+
+namespace kymora::test {
+namespace {
+
+constexpr uint32_t red = 0x0000FF;  // 0x00BBGGRR
+
+ChartSeries Wave(size_t count, float value) {
+    ChartSeries series;
+    series.colour = red;
+    for (size_t i = 0; i < count; ++i) {
+        series.x.push_back(static_cast<double>(i));
+        series.y.push_back(value);
+    }
+    return series;
+}
+
+class ChartWidgetTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        widget.resize(500, 300);
+        widget.show();
+    }
+    QImage Picture() { return widget.grab().toImage(); }
+    // Pixels in the colour of the curve within a column of the plot.
+    int RedIn(const QImage& image, int x, int top, int bottom) {
+        const QColor wanted = VisibleOn(red, widget.palette().color(QPalette::Base));
+        int count = 0;
+        for (int y = std::max(0, top); y <= std::min(bottom, image.height() - 1); ++y) {
+            const QColor pixel = image.pixelColor(x, y);
+            count += std::abs(pixel.red() - wanted.red()) < 60 &&
+                     std::abs(pixel.green() - wanted.green()) < 60 &&
+                     std::abs(pixel.blue() - wanted.blue()) < 60;
+        }
+        return count;
+    }
+    ChartWidget widget;
+};
+
+TEST_F(ChartWidgetTest, APeakOfOneSampleAmongMillionsIsDrawn) {
+    for (const size_t count : {size_t{50}, size_t{900}, size_t{100000}, size_t{1000000}}) {
+        Chart chart;
+        chart.series.push_back(Wave(count, 0.0f));
+        const size_t at = count / 3 + 1;
+        chart.series[0].y[at] = 10.0f;
+        widget.SetChart(std::move(chart));
+        const QPointF peak = widget.PixelOf(static_cast<double>(at), 10.0);
+        const QPointF half = widget.PixelOf(static_cast<double>(at), 5.0);
+        const QImage image = Picture();
+        // At half its height the flanks of a peak are half a sample away.
+        const int reach = 2 + widget.PlotRect().width() / (2 * static_cast<int>(count));
+        int reached = 0, through = 0;
+        for (int x = static_cast<int>(peak.x()) - reach; x <= static_cast<int>(peak.x()) + reach; ++x) {
+            reached += RedIn(image, x, static_cast<int>(peak.y()) - 2, static_cast<int>(peak.y()) + 6);
+            through += RedIn(image, x, static_cast<int>(half.y()) - 2, static_cast<int>(half.y()) + 2);
+        }
+        EXPECT_GT(reached, 0) << count;
+        EXPECT_GT(through, 0) << count;
+        EXPECT_GT(
+            RedIn(image, widget.PlotRect().left() + 5, widget.PlotRect().top(), widget.PlotRect().bottom()),
+            0)
+            << "the rest of the curve, of " << count;
+    }
+}
+
+TEST_F(ChartWidgetTest, MissingValuesBreakTheLine) {
+    for (const size_t count : {size_t{100}, size_t{100000}}) {
+        Chart chart;
+        chart.series.push_back(Wave(count, 1.0f));
+        auto& y = chart.series[0].y;
+        for (size_t i = count / 4; i < count / 2; ++i) y[i] = std::numeric_limits<float>::quiet_NaN();
+        y[0] = std::numeric_limits<float>::infinity();
+        y[1] = 0.0f;
+        widget.SetChart(std::move(chart));
+        EXPECT_TRUE(std::isfinite(widget.Shown().top));
+        const QImage image = Picture();
+        const auto redAt = [&](double part) {
+            const QPointF where = widget.PixelOf(part * static_cast<double>(count), 1.0);
+            return RedIn(image, static_cast<int>(where.x()), static_cast<int>(where.y()) - 3,
+                         static_cast<int>(where.y()) + 3);
+        };
+        EXPECT_EQ(redAt(0.375), 0) << count;
+        EXPECT_GT(redAt(0.125), 0) << count;
+        EXPECT_GT(redAt(0.75), 0) << count;
+    }
+}
+
+TEST_F(ChartWidgetTest, ColumnsHoldTheExtremesOfEveryPoint) {
+    // Against a plain loop over all points.
+    ChartSeries series;
+    for (int i = 0; i < 5000; ++i) {
+        series.x.push_back(i * 0.25);
+        series.y.push_back(static_cast<float>((i * 7919) % 1013) - 500.0f);
+    }
+    const double left = 100.0, right = 900.0;
+    const int columns = 37;
+    for (const ChartColumn& column : ChartColumns(series, left, right, columns)) {
+        float low = std::numeric_limits<float>::max(), high = std::numeric_limits<float>::lowest();
+        for (size_t i = 0; i < series.x.size(); ++i) {
+            const double x = series.x[i];
+            if (x < left || x > right) continue;
+            if (std::min(columns - 1, static_cast<int>((x - left) * columns / (right - left))) !=
+                column.column)
+                continue;
+            low = std::min(low, series.y[i]);
+            high = std::max(high, series.y[i]);
+        }
+        EXPECT_EQ(column.low, low) << column.column;
+        EXPECT_EQ(column.high, high) << column.column;
+    }
+}
+
+TEST_F(ChartWidgetTest, AxesHaveReadableTicks) {
+    EXPECT_EQ(TickStep(0.0, 10.0, 5), 2.0);
+    EXPECT_EQ(TickStep(0.0, 10.1, 5), 5.0);
+    EXPECT_DOUBLE_EQ(TickStep(-0.03, 0.04, 7), 0.01);
+    EXPECT_EQ(Ticks(-1.0, 2.2, 1.0), (std::vector<double>{-1.0, 0.0, 1.0, 2.0}));
+    EXPECT_EQ(TickText(0.30000000000000004, 0.1), "0.3");
+    EXPECT_EQ(TickText(0.0, 0.05), "0.00");
+    EXPECT_EQ(TickText(1500.0, 500.0), "1500");
+    EXPECT_EQ(TickText(2e9, 1e9), "2e+09");
+    // Numbers that a step can no longer tell apart neither hang nor overflow.
+    EXPECT_LE(Ticks(1e300, 1.0000000001e300, 1.0).size(), 1000u);
+    EXPECT_LE(Ticks(-1.7e308, 1.7e308, 1e-5).size(), 1000u);
+}
+
+TEST_F(ChartWidgetTest, TheExtentIsNeverEmpty) {
+    const auto usable = [](const ChartBox& box) {
+        return std::isfinite(box.left) && std::isfinite(box.top) && box.left < box.right &&
+               box.bottom < box.top;
+    };
+    Chart chart;
+    EXPECT_TRUE(usable(WholeChart(chart)));
+    chart.series.push_back(Wave(1, 5.0f));
+    EXPECT_TRUE(usable(WholeChart(chart)));
+    chart.series[0] = Wave(100, 1e30f);
+    EXPECT_TRUE(usable(WholeChart(chart)));
+    chart.series[0] = Wave(10, 0.0f);
+    chart.series[0].y[3] = 2.0f;
+    chart.lines = {{false, 4.0, 0, "near"}, {false, 1e9, 0, "far"}};
+    EXPECT_GT(WholeChart(chart).top, 4.0);
+    EXPECT_LT(WholeChart(chart).top, 10.0) << "a level far away does not flatten the curve";
+    widget.SetChart(chart);
+    Picture();
+}
+
+TEST_F(ChartWidgetTest, WheelDragAndKeysZoom) {
+    Chart chart;
+    chart.series.push_back(Wave(1000, 0.0f));
+    chart.series[0].y[10] = 100.0f;
+    widget.SetChart(chart);
+    const ChartBox whole = widget.Shown();
+    const QPointF at = widget.PixelOf(250.0, 50.0);
+    QWheelEvent wheel(at, widget.mapToGlobal(at), {}, {0, 240}, Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&widget, &wheel);
+    EXPECT_NEAR(widget.Shown().Width(), whole.Width() * 0.64, 1e-6);
+    EXPECT_EQ(widget.Shown().top, whole.top);
+    EXPECT_NEAR(widget.PixelOf(250.0, 50.0).x(), at.x(), 1.5) << "about the pointer";
+    // New data of the same place leave what the user looks at.
+    const ChartBox zoomed = widget.Shown();
+    widget.SetChart(chart);
+    EXPECT_EQ(widget.Shown(), zoomed);
+    QTest::mouseDClick(&widget, Qt::LeftButton, {}, at.toPoint());
+    EXPECT_EQ(widget.Shown(), whole);
+
+    const QPoint from = widget.PixelOf(100.0, 80.0).toPoint(), to = widget.PixelOf(300.0, 20.0).toPoint();
+    QTest::mousePress(&widget, Qt::LeftButton, {}, from);
+    QTest::mouseMove(&widget, to);
+    QTest::mouseRelease(&widget, Qt::LeftButton, {}, to);
+    EXPECT_NEAR(widget.Shown().left, 100.0, 4.0);
+    EXPECT_NEAR(widget.Shown().right, 300.0, 4.0);
+    EXPECT_NEAR(widget.Shown().top, 80.0, 2.0);
+    EXPECT_NEAR(widget.Shown().bottom, 20.0, 2.0);
+    widget.setFocus();
+    QTest::keyClick(&widget, Qt::Key_Minus);
+    EXPECT_NEAR(widget.Shown().Width(), 250.0, 8.0);
+    for (int i = 0; i < 50; ++i) QTest::keyClick(&widget, Qt::Key_Minus);
+    EXPECT_EQ(widget.Shown().left, whole.left) << "no further than all";
+    for (int i = 0; i < 400; ++i) QTest::keyClick(&widget, Qt::Key_Plus);
+    EXPECT_LT(widget.Shown().left, widget.Shown().right);
+    Picture();
+    QTest::keyClick(&widget, Qt::Key_Home);
+    EXPECT_EQ(widget.Shown(), whole);
+}
+
+TEST_F(ChartWidgetTest, EveryColourCanBeSeenOnEitherPaper) {
+    const auto part = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+    const auto light = [&](const QColor& c) {
+        return 0.2126 * part(c.redF()) + 0.7152 * part(c.greenF()) + 0.0722 * part(c.blueF()) + 0.05;
+    };
+    for (const QColor& paper : {QColor(Qt::white), QColor(32, 34, 38)})
+        for (const uint32_t colour : {0x0000FFu, 0xFF0000u, 0x00FF00u, 0xFF00FFu, 0xFFFF00u, 0x00A5FFu,
+                                      0x000000u, 0xFFFFFFu, 0x808080u}) {
+            const double a = light(VisibleOn(colour, paper)), b = light(paper);
+            EXPECT_GE(std::max(a, b) / std::min(a, b), 3.0) << std::hex << colour;
+        }
+    EXPECT_EQ(VisibleOn(0x0000FF, Qt::white), QColor(255, 0, 0)) << "as it is where it can be seen";
+}
+
+}  // namespace
+}  // namespace kymora::test

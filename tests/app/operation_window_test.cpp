@@ -1,0 +1,383 @@
+#include "app/operation_window_fixture.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QRadioButton>
+#include <QUrl>
+#include <QWheelEvent>
+
+#include "batch/config_file.h"
+#include "widgets/chart_widget.h"
+#include "widgets/results_pane.h"
+
+namespace kymora::test {
+namespace {
+
+TEST_F(OperationWindowTest, EveryKindOfParameterIsShownAndSet) {
+    CTestOperation& block = Open();
+    EXPECT_EQ(window->windowTitle(), "Test Operation - rec.kymr-dat");
+    EXPECT_EQ(Text("onLevel"), "0.1") << "a float in its own digits";
+    EXPECT_EQ(Text("offLevel"), "2.5");
+    EXPECT_EQ(Text("trace"), "1") << "the user counts from 1";
+    EXPECT_EQ(Text("channels"), "a-c 30");
+    EXPECT_EQ(Text("traces"), "1 3");
+    EXPECT_EQ(Find<QComboBox>("channel")->currentText(), "b");
+    EXPECT_EQ(Find<QLabel>("told")->text(), "pressed 0");
+
+    Type("onLevel", "-2.5");
+    Type("count", "7");
+    Type("trace", "3");
+    Type("channels", "b d-e");
+    Type("traces", "");
+    Type("name", "new");
+    QTest::keyClick(Find<QComboBox>("source"), Qt::Key_Down);
+    QTest::keyClick(Find<QComboBox>("channel"), 'z');
+    QTest::mouseClick(Find<QRadioButton>("region1"), Qt::LeftButton, {}, QPoint(5, 8));
+    QTest::mouseClick(Find<QPushButton>("press"), Qt::LeftButton);
+    EXPECT_EQ(block.onLevel, -2.5f);
+    EXPECT_EQ(block.count, 7);
+    EXPECT_EQ(block.trace, 2);
+    EXPECT_EQ(block.channels, (std::vector<int>{1, 3, 4}));
+    EXPECT_TRUE(block.traces.empty());
+    EXPECT_EQ(block.name, "new");
+    EXPECT_EQ(block.source, 1);
+    EXPECT_EQ(block.channel, 25);
+    EXPECT_EQ(block.region, 1);
+    EXPECT_EQ(block.pressed, 1);
+    EXPECT_EQ(Find<QLabel>("told")->text(), "pressed 1");
+    EXPECT_EQ(Find<QRadioButton>("region1")->toolTip(), "Part") << "each button its part of the tip";
+    EXPECT_TRUE(block.isOn) << "making its box sets nothing";
+    EXPECT_EQ(Message(), "");
+}
+
+TEST_F(OperationWindowTest, CellsOfATableStandBelowTheirHeadings) {
+    CTestOperation& block = Open();
+    const auto headings = [&] {
+        QStringList texts;
+        for (const QLabel* label : window->findChildren<QLabel*>())
+            if (label->text().startsWith("Lower") || label->text().startsWith("Upper"))
+                texts += label->text();
+        return texts.join(' ').toStdString();
+    };
+    EXPECT_EQ(headings(), "Lower (mV) Upper (mV)");
+    block.levelUnit = "uA";
+    window->Refresh();
+    EXPECT_EQ(headings(), "Lower (uA) Upper (uA)");
+    Type("high", "2.75");
+    EXPECT_EQ(block.high, 2.75);
+    EXPECT_EQ(Find<QLineEdit>("low")->mapTo(window, QPoint()).y(),
+              Find<QLineEdit>("high")->mapTo(window, QPoint()).y());
+}
+
+TEST_F(OperationWindowTest, ParametersThatComeAndGoBuildTheFormAnew) {
+    CTestOperation& block = Open();
+    EXPECT_EQ(window->findChild<QWidget*>("extra"), nullptr);
+    Type("onLevel", "7");
+    QTest::keyClick(Find<QComboBox>("source"), Qt::Key_End);
+    QApplication::processEvents();
+    EXPECT_EQ(Text("extra"), "7");
+    EXPECT_EQ(Text("onLevel"), "7");
+    Type("extra", "8");
+    EXPECT_EQ(block.extra, 8.0);
+    QTest::keyClick(Find<QComboBox>("source"), Qt::Key_Home);
+    QApplication::processEvents();
+    EXPECT_EQ(window->findChild<QWidget*>("extra"), nullptr);
+    ASSERT_TRUE(window->Run());
+    EXPECT_TRUE(Find<QPushButton>("saveResults")->isVisible());
+}
+
+TEST_F(OperationWindowTest, WhatFollowsAValueIsShownAndTheTextBeingTypedStays) {
+    CTestOperation& block = Open();
+    QTest::mouseClick(Find<QCheckBox>("equal"), Qt::LeftButton, {}, QPoint(5, 8));
+    EXPECT_TRUE(block.equal);
+    EXPECT_EQ(Text("offLevel"), "0.25");
+    EXPECT_FALSE(Find<QLineEdit>("offLevel")->isEnabled());
+    Type("onLevel", "1.50");
+    EXPECT_EQ(Text("offLevel"), "1.5");
+    EXPECT_EQ(Text("onLevel"), "1.50");
+    Find<QLineEdit>("onLevel")->setCursorPosition(1);
+    QTest::keyClick(Find<QLineEdit>("onLevel"), Qt::Key_Delete);
+    EXPECT_EQ(Text("onLevel"), "150");
+    EXPECT_EQ(Find<QLineEdit>("onLevel")->cursorPosition(), 1);
+    EXPECT_EQ(block.onLevel, 1.5f) << "150 is beyond its limit";
+    // Something from outside, such as a moved view, leaves what is being typed.
+    window->ViewMoved();
+    EXPECT_EQ(Text("onLevel"), "150");
+}
+
+TEST_F(OperationWindowTest, FaultsAreToldAtOnceAndNothingRuns) {
+    CTestOperation& block = Open();
+    QPushButton* run = Find<QPushButton>("run");
+    for (const char* bad : {"21", "-1", "2.5", "x", ""}) {
+        Type("count", bad);
+        EXPECT_EQ(Message(), "\"Count\" must be a whole number from 0 to 20.") << bad;
+        EXPECT_TRUE(IsMarked("count"));
+        EXPECT_FALSE(run->isEnabled());
+        EXPECT_EQ(block.count, bad[0] == '2' && bad[1] == '.' ? 2 : block.count);
+    }
+    Find<QLineEdit>("name")->setFocus();
+    QTest::keyClick(Find<QLineEdit>("name"), Qt::Key_Return);
+    EXPECT_EQ(block.runs, 0);
+    EXPECT_TRUE(Find<QLineEdit>("count")->hasFocus()) << "the fault gets the keyboard";
+    QTest::mouseClick(Find<QPushButton>("press"), Qt::LeftButton);
+    EXPECT_EQ(block.pressed, 0);
+    Type("count", "20");
+    EXPECT_EQ(Message(), "");
+    EXPECT_FALSE(IsMarked("count"));
+    EXPECT_TRUE(run->isEnabled());
+
+    Type("channels", "a-?");
+    EXPECT_NE(Message().find("list"), std::string::npos);
+    EXPECT_EQ(block.channels, (std::vector<int>{0})) << "the last that was a list";
+    // A fault in what is switched off is none, and its text gives way to the value.
+    Type("channels", "a");
+    Type("offLevel", "much");
+    EXPECT_FALSE(run->isEnabled());
+    QTest::mouseClick(Find<QCheckBox>("equal"), Qt::LeftButton, {}, QPoint(5, 8));
+    EXPECT_TRUE(run->isEnabled());
+    EXPECT_EQ(Text("offLevel"), "0.25");
+
+    block.settingsFault = "The channels are crossed.";
+    window->DocumentChanged(UpdateHint::events);
+    EXPECT_EQ(Message(), "The channels are crossed.");
+    EXPECT_FALSE(run->isEnabled());
+    EXPECT_FALSE(window->Run() && block.runs > 0);
+}
+
+TEST_F(OperationWindowTest, EnterRunsAndEscapeCloses) {
+    CTestOperation& block = Open();
+    EXPECT_EQ(Find<QPushButton>("run")->text(), "Measure");
+    Type("count", "5");
+    int ran = 0;
+    QObject::connect(window, &CEventBaseNonModalDlg::Ran, [&] { ++ran; });
+    QTest::keyClick(Find<QLineEdit>("count"), Qt::Key_Return);
+    EXPECT_EQ(block.runs, 1);
+    EXPECT_EQ(ran, 1);
+    EXPECT_EQ(Message(), "1 event in channel c");
+    EXPECT_NE(Find<QPlainTextEdit>("results")->toPlainText().indexOf("line 2"), -1);
+    QTest::keyClick(Find<QLineEdit>("count"), Qt::Key_Escape);
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(window.isNull()) << "closing destroys it";
+}
+
+TEST_F(OperationWindowTest, SettingsSurviveCloseAndReopen) {
+    Open();
+    Type("onLevel", "3.25");
+    Type("name", "kept");
+    Close();
+    ASSERT_EQ(session.operationSettings.count("CTestOperation"), 1u);
+    EXPECT_EQ(Open().onLevel, 3.25f);
+    EXPECT_EQ(Text("name"), "kept");
+    Close();
+    // What cannot be read whole is not taken by halves.
+    auto& record = session.operationSettings["CTestOperation"];
+    record.resize(record.size() - 3);
+    EXPECT_EQ(Open().onLevel, 0.1f);
+    EXPECT_EQ(Text("name"), "a\xC3\xA9 & b");
+}
+
+TEST_F(OperationWindowTest, WithoutADocumentNothingRuns) {
+    CTestOperation& block = Open(false);
+    EXPECT_EQ(Message(), "No active view or document");
+    EXPECT_EQ(window->windowTitle(), "Test Operation");
+    EXPECT_FALSE(Find<QPushButton>("run")->isEnabled());
+    EXPECT_FALSE(Find<QLineEdit>("count")->isEnabled());
+    EXPECT_FALSE(Find<QPushButton>("saveResults")->isEnabled());
+    EXPECT_FALSE(window->Run());
+    QTest::keyClick(window, Qt::Key_Return);
+    EXPECT_EQ(block.runs, 0);
+    window->SetActive(doc.get(), &view);
+    EXPECT_TRUE(Find<QPushButton>("run")->isEnabled());
+    EXPECT_TRUE(Find<QPushButton>("saveResults")->isEnabled());
+    window->SetActive(nullptr, nullptr);
+    EXPECT_FALSE(Find<QPushButton>("saveResults")->isEnabled());
+}
+
+TEST_F(OperationWindowTest, GuidesFollowTheSettingsAndTheView) {
+    Open();
+    ASSERT_EQ(view.guides.size(), 1u);
+    Type("onLevel", "4");
+    EXPECT_NE(view.guides[0].at, 4.0) << "while letters may follow";
+    QTest::qWait(300);
+    EXPECT_EQ(view.guides[0].at, 4.0);
+    GuideView other;
+    window->SetActive(doc.get(), &other);
+    EXPECT_TRUE(view.guides.empty());
+    EXPECT_EQ(other.guides.size(), 1u);
+    Close();
+    EXPECT_TRUE(other.guides.empty());
+}
+
+TEST_F(OperationWindowTest, ChangesDuringARunAreTakenUpAfterIt) {
+    CTestOperation& block = Open();
+    class Told : public DocumentView {
+      public:
+        DisplaySettings GetDisplaySettings() const override { return {}; }
+        void OnUpdate(UpdateHint hint) override {
+            during = during || window->IsBusy();
+            window->DocumentChanged(hint);
+            seen = static_cast<CTestOperation&>(window->Block()).updates.size();
+        }
+        CEventBaseNonModalDlg* window = nullptr;
+        bool during = false;
+        size_t seen = 0;
+    } told;
+    told.window = window;
+    doc->AddView(told);
+    EXPECT_TRUE(window->Run());
+    doc->RemoveView(told);
+    EXPECT_TRUE(told.during);
+    EXPECT_EQ(told.seen, 0u);
+    EXPECT_EQ(block.updates, (std::vector<UpdateHint>{UpdateHint::events}));
+}
+
+TEST_F(OperationWindowTest, DroppedFilesAreTakenOrRefused) {
+    CTestOperation& block = Open();
+    Type("onLevel", "7.5");
+    ASSERT_TRUE(SaveConfig(session, block, "/set.kymr-cfg"));
+    Type("onLevel", "99");
+    const auto drop = [&](const char* path) {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(path)});
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDropEvent event(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window, &event);
+    };
+    drop("/notes.txt");
+    EXPECT_EQ(host.LastMessage(), "You can only drop a configuration file (.kymr-cfg) onto this dialog.");
+    EXPECT_EQ(Text("onLevel"), "99");
+    drop("/set.kymr-cfg");
+    EXPECT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(Text("onLevel"), "7.5") << "the faulty text gives way to what was loaded";
+    EXPECT_TRUE(Find<QPushButton>("run")->isEnabled());
+    // Nothing within the window takes the drop for itself.
+    for (const QWidget* child : window->findChildren<QWidget*>())
+        EXPECT_FALSE(child->acceptDrops()) << child->metaObject()->className();
+}
+
+TEST_F(OperationWindowTest, SaveLoadAndBatch) {
+    CTestOperation& block = Open();
+    EXPECT_FALSE(Find<QPushButton>("batch")->isVisible()) << "the owner has no batch";
+    Type("onLevel", "6");
+    host.saveFile = "/mine.kymr-cfg";
+    Find<QPushButton>("save")->click();
+    Type("onLevel", "1");
+    host.openFiles = {"/mine.kymr-cfg"};
+    Find<QPushButton>("load")->click();
+    EXPECT_EQ(block.onLevel, 6.0f);
+    EXPECT_EQ(Text("onLevel"), "6");
+    int batches = 0;
+    window->onBatch = [&](CBatchBaseDlg& asked) { batches += &asked == &block; };
+    window->Refresh();
+    Find<QPushButton>("batch")->click();
+    EXPECT_EQ(batches, 1);
+    window->SetActive(nullptr, nullptr);
+    Find<QPushButton>("batch")->click();
+    EXPECT_EQ(batches, 1);
+    EXPECT_EQ(host.LastMessage(), "No active view or document");
+}
+
+TEST_F(OperationWindowTest, ChannelsAreLettersOrNumbers) {
+    Open();
+    EXPECT_EQ(Find<QComboBox>("channel")->count(), 26);
+    Block().channel = 30;
+    window->Refresh();
+    EXPECT_EQ(Find<QComboBox>("channel")->currentText(), "30") << "from a file that knows more";
+    Close();
+    session.options.eventChannelMode = 999;
+    CTestOperation& block = Open();
+    EXPECT_EQ(Text("channel"), "1");
+    EXPECT_EQ(Text("channels"), "0-2 30");
+    Type("channel", "998");
+    EXPECT_EQ(block.channel, 998);
+    Type("channel", "999");
+    EXPECT_EQ(Message(), "\"Channel\" takes a channel: a letter, or a number from 0 to 998.");
+    EXPECT_EQ(block.channel, 99) << "what was typed before";
+}
+
+TEST_F(OperationWindowTest, ArrowsAndTheWheelStepOnlyWhereTheKeyboardIs) {
+    CTestOperation& block = Open();
+    const auto turn = [&](QWidget* widget, int by) {
+        QWheelEvent event(QPointF(5, 5), widget->mapToGlobal(QPointF(5, 5)), {}, {0, by}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(widget, &event);
+    };
+    auto* edit = Find<QLineEdit>("onLevel");
+    Find<QLineEdit>("count")->setFocus();
+    turn(edit, 120);
+    turn(Find<QComboBox>("source"), -120);
+    EXPECT_EQ(block.onLevel, 0.1f);
+    EXPECT_EQ(block.source, 0);
+    edit->setFocus();
+    turn(edit, 60);
+    EXPECT_EQ(block.onLevel, 0.1f) << "half a step";
+    turn(edit, 60);
+    EXPECT_EQ(block.onLevel, 0.6f);
+    QTest::keyClick(edit, Qt::Key_Down);
+    EXPECT_EQ(block.onLevel, 0.1f);
+    for (int i = 0; i < 30; ++i) turn(edit, 120);
+    EXPECT_EQ(block.onLevel, 10.0f) << "held to its limit";
+}
+
+TEST_F(OperationWindowTest, LongResultsAreCutAndCopiedWhole) {
+    CTestOperation& block = Open();
+    EXPECT_FALSE(Find<QPushButton>("copyResults")->isEnabled());
+    ASSERT_TRUE(window->Run());
+    EXPECT_FALSE(Find<QLabel>("resultsNotice")->isVisible());
+    Find<QPushButton>("copyResults")->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), "12345678\tline 0\n12345678\tline 1\n12345678\tline 2\n");
+
+    block.resultLines = 100000;
+    ASSERT_TRUE(window->Run());
+    EXPECT_TRUE(Find<QLabel>("resultsNotice")->isVisible());
+    EXPECT_EQ(Find<QLabel>("resultsNotice")->text(),
+              "Not all data displayed in Results. Consider saving to disk instead.");
+    const QString shown = Find<QPlainTextEdit>("results")->toPlainText();
+    EXPECT_GT(shown.size(), 900000);
+    EXPECT_LE(static_cast<size_t>(shown.size()), mostShownResults);
+    EXPECT_TRUE(shown.endsWith('\n')) << "whole lines";
+    Find<QPushButton>("copyResults")->click();
+    EXPECT_TRUE(QApplication::clipboard()->text().endsWith("line 99999\n"));
+    EXPECT_EQ(Find<QPushButton>("saveResults")->parentWidget(),
+              Find<QPushButton>("copyResults")->parentWidget());
+}
+
+TEST_F(OperationWindowTest, AChartIsShownAndAFailureIsTold) {
+    CTestOperation& block = Open();
+    auto* chart = Find<ChartWidget>("chart");
+    EXPECT_TRUE(chart->isVisible());
+    Type("onLevel", "4");
+    QTest::qWait(300);
+    EXPECT_EQ(chart->GetChart().lines[0].at, 4.0);
+    block.failsToDraw = true;
+    window->ViewMoved();
+    EXPECT_EQ(Message(), "The disk is gone.");
+    block.failsToDraw = false;
+    window->ViewMoved();
+    EXPECT_EQ(Message(), "");
+}
+
+TEST_F(OperationWindowTest, TheTabKeyGoesInTheOrderOfReading) {
+    Open();
+    Find<QLineEdit>("onLevel")->setFocus();
+    std::vector<std::string> order;
+    for (int i = 0; i < 30; ++i) {
+        order.push_back(QApplication::focusWidget()->objectName().toStdString());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    }
+    const std::vector<std::string> wanted{
+        "onLevel",  "offLevel", "equal",       "count",       "source", "region0", "channel", "trace",
+        "channels", "traces",   "press",       "destination", "name",   "isOn",    "low",     "high",
+        "chart",    "results",  "saveResults", "save",        "load",   "run",     "close"};
+    order.resize(wanted.size());
+    EXPECT_EQ(order, wanted);
+}
+
+}  // namespace
+}  // namespace kymora::test

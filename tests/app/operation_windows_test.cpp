@@ -1,0 +1,124 @@
+#include "app/operation_windows.h"
+
+#include "batch/config_file.h"
+#include "batch/event_base_dlg.h"
+#include "frame_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class OperationWindowsTest : public FrameTest {
+  protected:
+    void SetUp() override {
+        FrameTest::SetUp();
+        threshold = FindOperation("CEventThreshold");
+        ASSERT_NE(threshold, nullptr);
+    }
+    CEventBaseNonModalDlg* Open() {
+        Action("event-threshold")->trigger();
+        return frame->OperationDialogs().Find("CEventThreshold");
+    }
+    // What waits for a moment to be joined with others has come through.
+    static void Settle() {
+        QTest::qWait(60);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    static std::string Set(CBatchBaseDlg& block, const char* key, const char* value) {
+        ParamList params = block.Params();
+        return params.Find(key)->SetFromText(value);
+    }
+
+    const Operation* threshold = nullptr;
+};
+
+TEST_F(OperationWindowsTest, TheMenuOpensOneWindowForEachOperation) {
+    EXPECT_FALSE(Action("event-threshold")->isEnabled()) << "nothing is open";
+    CChildFrame& child = OpenOne();
+    CEventBaseNonModalDlg* window = Open();
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_FALSE(window->isModal());
+    EXPECT_EQ(window->Block().Document(), &child.Document());
+    EXPECT_EQ(window->Block().View(), &child.View());
+    EXPECT_EQ(Open(), window);
+    for (const Operation& operation : Operations()) {
+        EXPECT_TRUE(frame->RunCommandById(operation.KebabName())) << operation.className;
+        EXPECT_NE(frame->OperationDialogs().Find(operation.className), nullptr) << operation.className;
+    }
+}
+
+TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
+    CChildFrame& one = OpenOne();
+    QPointer<CEventBaseNonModalDlg> window = Open();
+    CChildFrame* two = frame->OpenFile("/two.kymr-dat");
+    EXPECT_EQ(window->Block().Document(), &two->Document());
+    EXPECT_TRUE(one.View().Guides().empty());
+    two->CloseAtOnce();
+    Settle();
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->Block().Document(), &one.Document());
+    one.CloseAtOnce();
+    Settle();
+    EXPECT_FALSE(window);
+    EXPECT_EQ(frame->OperationDialogs().Find("CEventThreshold"), nullptr);
+}
+
+TEST_F(OperationWindowsTest, TheRegionIsWhatTheViewShowsNow) {
+    CChildFrame& child = OpenOne();
+    CEventBaseNonModalDlg* window = Open();
+    auto& block = dynamic_cast<CEventWndBaseDlg&>(window->Block());
+    ASSERT_EQ(Set(block, "region", "visible screen"), "");
+    EXPECT_EQ(block.GetRegion(), (SampleSpan{1000, 3000}));
+    child.View().ChangeViewport({5000.0, 6000.0});
+    EXPECT_EQ(block.GetRegion(), (SampleSpan{5000, 6000}));
+}
+
+TEST_F(OperationWindowsTest, LevelsStandInTheViewWhileTheWindowIsOpen) {
+    CChildFrame& child = OpenOne();
+    CEventBaseNonModalDlg* window = Open();
+    ASSERT_EQ(Set(window->Block(), "onPos", "123.5"), "");
+    window->Refresh();
+    Settle();
+    const auto& guides = child.View().Guides();
+    EXPECT_TRUE(std::any_of(guides.begin(), guides.end(), [](const ViewGuide& guide) {
+        return guide.kind == ViewGuide::Kind::level && guide.at == 123.5 && guide.colour == 0x0000FF;
+    }));
+    window->close();
+    Settle();
+    EXPECT_TRUE(child.View().Guides().empty());
+}
+
+TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings) {
+    const auto block = threshold->make();
+    ASSERT_EQ(Set(*block, "minimumOnTime", "7.5"), "");
+    ASSERT_TRUE(SaveConfig(session, *block, "/settings.kymr-cfg"));
+    frame->DropFile("/settings.kymr-cfg");
+    EXPECT_EQ(frame->OperationDialogs().Find("CEventThreshold"), nullptr) << "no recording is open";
+    OpenOne();
+    frame->DropFile("/settings.kymr-cfg");
+    CEventBaseNonModalDlg* window = frame->OperationDialogs().Find("CEventThreshold");
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(window->Block().Params().Find("minimumOnTime")->ValueText(), "7.5");
+    EXPECT_EQ(host.log.back(),
+              "CDataDoc::OnLoadConfigFile(): type = CEventThreshold, filename = /settings.kymr-cfg\n");
+
+    files.Put("/cut.kymr-cfg", std::vector<std::byte>(3));
+    frame->DropFile("/cut.kymr-cfg");
+    EXPECT_EQ(host.LastMessage(), "cut.kymr-cfg is no configuration file of an operation.");
+}
+
+TEST_F(OperationWindowsTest, SettingsAndPlaceOfAWindowComeBack) {
+    OpenOne();
+    CEventBaseNonModalDlg* window = Open();
+    ASSERT_EQ(Set(window->Block(), "minimumOnTime", "7.5"), "");
+    window->setGeometry(120, 130, 640, 480);
+    const QPoint place = window->pos();
+    window->close();
+    Settle();
+    window = Open();
+    EXPECT_EQ(window->Block().Params().Find("minimumOnTime")->ValueText(), "7.5");
+    EXPECT_EQ(window->pos(), place);
+}
+
+}  // namespace
+}  // namespace kymora::test

@@ -1,0 +1,395 @@
+// Running operations over files, with operations of the tests.
+
+#include "cli/operation_run.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "batch/config_file.h"
+#include "cli/command_context.h"
+#include "cli/near_names.h"
+#include "cli/operation_tables.h"
+#include "document/native_writer.h"
+#include "import/open_document.h"
+#include "support/edf_builder.h"
+#include "support/listing_operation.h"
+#include "support/memory_doc.h"
+#include "support/native_builder.h"
+#include "support/run_program.h"
+#include "support/test_host.h"
+
+namespace kymora::test {
+namespace {
+
+constexpr int channel = 5;  // of the marks
+
+class StringOutput : public OutputSink {
+  public:
+    void Write(std::string_view piece) override {
+        text += piece;
+        most = std::max(most, piece.size());
+    }
+    std::string text;
+    size_t most = 0;
+};
+
+class OperationRunTest : public ::testing::Test {
+  protected:
+    void SetUp() override { a = WriteNative("a.kymr-dat", 1000), b = WriteNative("b.kymr-dat", 500); }
+    void TearDown() override { duringRun = nullptr; }
+
+    std::string WriteNative(const std::string& name, size_t length, int traces = 2) {
+        const std::vector<float> samples(length, 1.0f);
+        const auto doc = MemoryDoc::Make(session, std::vector(static_cast<size_t>(traces), samples));
+        doc->AddEvent(1, {1, 2});
+        doc->eventChannels[1].parentTrace = 1;
+        WriteNativeFile(*doc, folder / name);
+        return In(name);
+    }
+    std::string WriteEdf(const std::string& name) {
+        const auto bytes = EdfBuilder().AddRamp("one", 10).Build();
+        std::ofstream(folder / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        return In(name);
+    }
+    std::string In(const std::string& name) const { return (folder / name).string(); }
+
+    // The exit code; `out` and `err` hold what was written.
+    int Run(const Operation& operation, RunRequest request, bool yes = false) {
+        StringOutput output;
+        int code = exitDone;
+        ::testing::internal::CaptureStderr();
+        try {
+            CommonOptions options;
+            options.yes = yes;
+            CommandContext context(options);
+            RunOperation(context, operation, request, output);
+        } catch (const CommandError& error) {
+            if (*error.what() != '\0') TellUser(error.what());
+            code = error.code;
+        } catch (const std::exception& error) {
+            TellUser(error.what());
+            code = exitFailed;
+        }
+        err = ::testing::internal::GetCapturedStderr();
+        out = output.text;
+        return code;
+    }
+    int Mark(RunRequest request, bool yes = false) { return Run(markOperation, std::move(request), yes); }
+    // The end of the mark in a file; -1 where there is none.
+    int32_t MarkIn(const std::string& path) {
+        const auto doc = OpenDocument(session, path, OpenFor::reading);
+        return doc && doc->GetNumEvents(channel) == 1 ? doc->GetOff(channel, 0) : -1;
+    }
+
+    TempFolder folder;
+    TestHost host;
+    DiskFileSystem files;
+    Session session{host, files};
+    std::string a, b, out, err;
+};
+
+TEST_F(OperationRunTest, TheWaysOfKeepingAResult) {
+    EXPECT_EQ(Mark({.files = {a}, .output = In("new.kymr-dat")}), 0) << err;
+    EXPECT_EQ(MarkIn(In("new.kymr-dat")), 1000);
+    EXPECT_EQ(MarkIn(a), -1) << "-o leaves the source alone";
+    EXPECT_EQ(Mark({.files = {a}, .writeNew = true}), 0);
+    EXPECT_EQ(MarkIn(In("a_tr.kymr-dat")), 1000);
+    EXPECT_EQ(MarkIn(a), -1);
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"region=2", "regionEnd=200"}, .writeNew = true}), 0);
+    EXPECT_EQ(MarkIn(In("a_tr.kymr-dat")), 200) << "an earlier result is replaced";
+    EXPECT_EQ(Mark({.files = {a}, .inPlace = true}), 0);
+    EXPECT_EQ(MarkIn(a), 1000);
+    EXPECT_EQ(OpenDocument(session, a)->historyLog.find("Test operation\r\n"), 0u);
+    EXPECT_EQ(err, "");
+
+    EXPECT_EQ(Mark({.files = {a}, .output = In("old.flt")}), 0);
+    EXPECT_EQ(FileBytes(In("old.flt")).substr(0, 2), std::string("\x24\x00", 2)) << "version 36";
+    EXPECT_NE(err.find("cannot be saved in a legacy file"), std::string::npos);
+    const std::string edf = WriteEdf("c.edf");
+    const std::string bytes = FileBytes(edf);
+    EXPECT_EQ(Mark({.files = {edf}, .inPlace = true}), 0);
+    EXPECT_TRUE(std::filesystem::exists(In("c.kymr-hdr"))) << "a foreign file gets its side-car";
+    EXPECT_EQ(MarkIn(edf), 10);
+    EXPECT_EQ(FileBytes(edf), bytes);
+}
+
+TEST_F(OperationRunTest, WrongRequestsTouchNothing) {
+    const std::string edf = WriteEdf("a.edf");
+    std::ofstream(folder / "a_tr.kymr-dat") << "here before";
+    const struct {
+        const Operation& operation;
+        RunRequest request;
+        const char* words;
+    } wrong[] = {
+        {markOperation,
+         {.files = {a}},
+         "CTestOperation changes the recording: say -o OUT, --in-place or --write-new."},
+        {markOperation, {.files = {a}, .output = In("x.kymr-dat"), .inPlace = true}, "exclude each other"},
+        {markOperation, {.files = {a}, .inPlace = true, .writeNew = true}, "exclude each other"},
+        {markOperation, {.files = {a, b}, .output = In("x.kymr-dat")}, "one FILE"},
+        {markOperation, {.files = {a}, .output = In("x.txt")}, ".kymr-dat and .flt"},
+        {markOperation, {.files = {a}, .output = a}, "which is read here"},
+        {markOperation, {.files = {a, In("a_tr.kymr-dat")}, .writeNew = true}, "is also named itself"},
+        {listOperation, {.files = {a}, .inPlace = true}, "changes no recording"},
+        {listOperation, {.files = {a}, .output = In("x.kymr-dat")}, "OUT cannot be a recording"},
+        {listOperation, {.files = {edf}, .output = edf}, "which is read here"},
+        {markOperation,
+         {.files = {a}, .settings = {"level"}, .inPlace = true},
+         "--set takes KEY=VALUE, not \"level\"."},
+        {markOperation, {.files = {a}, .settings = {"=1"}, .inPlace = true}, "--set takes KEY=VALUE"},
+        {markOperation,
+         {.files = {a}, .settings = {"levle=1"}, .inPlace = true},
+         "CTestOperation has no parameter \"levle\". Did you mean level"},
+        {markOperation,
+         {.files = {a}, .settings = {"reset=1"}, .inPlace = true},
+         "has no parameter \"reset\""},
+        {markOperation,
+         {.files = {a}, .settings = {"level=11"}, .inPlace = true},
+         "kymora: --set level=11: \"Level\" must be a number from -10 to 10.\n"},
+        {markOperation,
+         {.files = {In("gone.edf")}, .settings = {"kind=none"}, .inPlace = true},
+         "takes one of"},
+        // Below the least end of a region in a recording of 1 ms a sample.
+        {markOperation,
+         {.files = {a}, .settings = {"regionEnd=99"}, .inPlace = true},
+         "\"End\" must be at least 100."},
+    };
+    const std::string before = FileBytes(a);
+    const size_t count = folder.Count();
+    for (const auto& [operation, request, words] : wrong) {
+        EXPECT_EQ(Run(operation, request, true), 2) << words << "\n" << err;
+        EXPECT_NE(err.find(words), std::string::npos) << words << "\n" << err;
+        EXPECT_EQ(out, "");
+    }
+    EXPECT_EQ(FileBytes(a), before);
+    EXPECT_EQ(FileBytes(In("a_tr.kymr-dat")), "here before");
+    EXPECT_EQ(folder.Count(), count);
+}
+
+TEST_F(OperationRunTest, SettingsFollowEachOther) {
+    // Channel b has trace 2 as its parent, and the trace follows.
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"channel1=b", "destination=d"}, .inPlace = true}), 0);
+    auto doc = OpenDocument(session, a, OpenFor::reading);
+    EXPECT_EQ(doc->eventChannels[3].parentTrace, 1);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"channel1=b", "trace=1", "destination=d"}, .inPlace = true}),
+              0);
+    doc = OpenDocument(session, a, OpenFor::reading);
+    EXPECT_EQ(doc->eventChannels[3].parentTrace, 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"trace=1", "channel1=b", "destination=d"}, .inPlace = true}),
+              0);
+    EXPECT_EQ(err, "kymora: --set trace=1: a later setting has made it 2.\n");
+}
+
+TEST_F(OperationRunTest, SettingsWithoutEffectAreToldOnceAndRun) {
+    EXPECT_EQ(Mark({.files = {a, b}, .settings = {"follower=3", "regionStart=5"}, .inPlace = true}), 0);
+    EXPECT_EQ(err, "kymora: --set follower=3 has no effect with the other settings as they are.\n"
+                   "kymora: --set regionStart=5 has no effect with the other settings as they are.\n");
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"follower=3", "linked=0"}, .inPlace = true}), 0);
+    EXPECT_EQ(err, "") << "what counts is how they stand in the end";
+    EXPECT_EQ(MarkIn(b), 500);
+}
+
+TEST_F(OperationRunTest, ConfigurationFilesComeFirst) {
+    MarkOperation saved;
+    saved.m_nRegionMode = regionUserSet;
+    saved.m_dRegionEnd = 300.0;
+    saved.m_nDestination = channel;
+    ASSERT_TRUE(SaveConfig(session, saved, In("mark.kymr-cfg")));
+    EXPECT_EQ(Mark({.files = {a}, .config = In("mark.kymr-cfg"), .inPlace = true}), 0) << err;
+    EXPECT_EQ(MarkIn(a), 300);
+    EXPECT_EQ(
+        Mark({.files = {a}, .settings = {"regionEnd=400"}, .config = In("mark.kymr-cfg"), .inPlace = true}),
+        0);
+    EXPECT_EQ(MarkIn(a), 400);
+
+    // A trace that a recording does not have is refused, not replaced by its last one unseen.
+    saved.m_nTrace = 7;
+    ASSERT_TRUE(SaveConfig(session, saved, In("trace.kymr-cfg")));
+    const std::string before = FileBytes(b);
+    EXPECT_EQ(Mark({.files = {b}, .config = In("trace.kymr-cfg"), .inPlace = true}), 1);
+    EXPECT_EQ(err, "kymora: The selected data trace does not exist\n");
+    EXPECT_EQ(FileBytes(b), before);
+
+    std::ofstream(folder / "cut.kymr-cfg") << FileBytes(In("mark.kymr-cfg")).substr(0, 40);
+    EXPECT_EQ(Run(listOperation, {.files = {a}, .config = In("mark.kymr-cfg")}), 3);
+    EXPECT_EQ(
+        err,
+        "kymora: Unrecognized configuration file format. Expected CListOperation but read CTestOperation.\n");
+    for (const char* name : {"cut.kymr-cfg", "missing.kymr-cfg"}) {
+        EXPECT_EQ(Mark({.files = {b}, .config = In(name), .inPlace = true}), 3) << name;
+        EXPECT_NE(err, "");
+    }
+    EXPECT_EQ(FileBytes(b), before);
+}
+
+TEST_F(OperationRunTest, AFailingFileIsReportedAndTheOthersRun) {
+    std::ofstream(folder / "broken.kymr-dat") << "no recording";
+    EXPECT_EQ(Mark({.files = {In("broken.kymr-dat")}, .inPlace = true}), 3) << "alone, it has its own code";
+    EXPECT_EQ(Mark({.files = {In("gone.edf"), a, In("broken.kymr-dat"), b}, .inPlace = true}), 1);
+    EXPECT_EQ(MarkIn(a), 1000);
+    EXPECT_EQ(MarkIn(b), 500);
+    EXPECT_NE(err.find("kymora: " + In("gone.edf") + " failed.\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("kymora: 2 of 4 files failed.\n"), std::string::npos) << err;
+}
+
+TEST_F(OperationRunTest, FilesNamedTwice) {
+    std::filesystem::create_hard_link(a, In("link.kymr-dat"));
+    int runs = 0;
+    duringRun = [&](CDataDoc&) { return ++runs > 0; };
+    EXPECT_EQ(Mark({.files = {a, a, In("link.kymr-dat"), b}, .inPlace = true}), 0);
+    EXPECT_EQ(runs, 2);
+    EXPECT_NE(err.find("is named twice; it is run once."), std::string::npos);
+    WriteEdf("a.edf");
+    runs = 0;
+    EXPECT_EQ(Mark({.files = {a, In("a.edf")}, .writeNew = true}), 0);
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(MarkIn(In("a_tr.kymr-dat")), 10) << "the last one counts";
+}
+
+TEST_F(OperationRunTest, RefusedOperationsAndProtectedFilesStayAsTheyAre) {
+    const std::string before = FileBytes(a);
+    duringRun = [](CDataDoc&) { return false; };
+    EXPECT_EQ(Mark({.files = {a}, .inPlace = true}), 1);
+    EXPECT_EQ(Mark({.files = {a}, .output = In("x.kymr-dat")}), 1);
+    duringRun = nullptr;
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"trace=9"}, .writeNew = true}), 1);
+    EXPECT_EQ(err, "kymora: The selected data trace does not exist\n");
+    EXPECT_EQ(FileBytes(a), before);
+    EXPECT_EQ(folder.Count(), 2u);
+
+    std::filesystem::permissions(a, std::filesystem::perms::owner_read);
+    EXPECT_EQ(Mark({.files = {a}, .inPlace = true}, true), 1);
+    EXPECT_NE(err.find("has the ReadOnly property set."), std::string::npos);
+    EXPECT_EQ(FileBytes(a), before);
+    EXPECT_EQ(Mark({.files = {b}, .output = a}, true), 1) << "nor is it replaced";
+    EXPECT_EQ(FileBytes(a), before);
+    EXPECT_EQ(Mark({.files = {a}, .writeNew = true}), 0) << "it can be read";
+
+    const auto elsewhere = OpenDocument(session, b);
+    EXPECT_EQ(Mark({.files = {b}, .inPlace = true}), 1);
+    EXPECT_NE(err.find("another window or program has it open"), std::string::npos) << err;
+    EXPECT_EQ(Mark({.files = {a}, .output = b}, true), 1);
+    EXPECT_NE(err.find("is open in a window or another program"), std::string::npos) << err;
+    EXPECT_EQ(MarkIn(b), -1);
+}
+
+TEST_F(OperationRunTest, AnExistingOutIsReplacedOnlyWithYes) {
+    std::ofstream(folder / "out.kymr-dat") << "precious";
+    EXPECT_EQ(Mark({.files = {a}, .output = In("out.kymr-dat")}), 1);
+    EXPECT_EQ(FileBytes(In("out.kymr-dat")), "precious");
+    EXPECT_EQ(Mark({.files = {a}, .output = In("out.kymr-dat")}, true), 0);
+    EXPECT_EQ(MarkIn(In("out.kymr-dat")), 1000);
+}
+
+TEST_F(OperationRunTest, OldVersionsInPlace) {
+    NativeRecipe recipe;
+    recipe.version = 12;
+    const auto bytes = BuildNative(recipe).file.data;
+    std::ofstream(folder / "old.kymr-dat", std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    EXPECT_EQ(Mark({.files = {In("old.kymr-dat")}, .inPlace = true}), 0) << err;
+    EXPECT_EQ(MarkIn(In("old.kymr-dat")), 10);
+    EXPECT_EQ(OpenDocument(session, In("old.kymr-dat"))->fileVersion, currentFileVersion);
+    EXPECT_EQ(folder.Count(), 3u) << "by the swap, which leaves nothing beside";
+}
+
+TEST_F(OperationRunTest, TextsOfOperationsThatList) {
+    EXPECT_EQ(Run(listOperation, {.files = {a}, .settings = {"channel1=b"}}), 0) << err;
+    EXPECT_EQ(out, "1 events\nfollowed\n") << "CR LF is LF, also across two pieces";
+    EXPECT_EQ(Run(listOperation, {.files = {a, In("gone.edf"), b}}), 1);
+    EXPECT_EQ(out, a + "\n0 events\nfollowed\n\n" + b + "\n0 events\nfollowed\n");
+    EXPECT_EQ(Run(listOperation, {.files = {a}, .output = In("list.txt")}), 0);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(FileBytes(In("list.txt")), "0 events\r\nfollowed\r\n");
+    EXPECT_EQ(Run(listOperation, {.files = {In("gone.edf")}, .output = In("none.txt")}), 3);
+    EXPECT_FALSE(std::filesystem::exists(In("none.txt"))) << "there is nothing to write";
+    EXPECT_EQ(Run(listOperation, {.files = {a, In("gone.edf")}, .output = In("some.txt")}), 1);
+    EXPECT_NE(FileBytes(In("some.txt")), "");
+    EXPECT_EQ(Mark({.files = {a}, .inPlace = true}), 0);
+    EXPECT_EQ(out, "");
+}
+
+TEST_F(OperationRunTest, LongTextsStream) {
+    StringOutput output;
+    CommandContext context{CommonOptions()};
+    RunOperation(context, listOperation, {.files = {a}, .settings = {"repeats=100000"}}, output);
+    EXPECT_EQ(output.text.size(), 100000 * std::string("0 events\nfollowed\n").size());
+    EXPECT_LT(output.most, 1000u) << "pieces come as they are made";
+}
+
+TEST_F(OperationRunTest, RandomDrawsAreThoseOfTheFileAlone) {
+    std::vector<uint64_t> draws;
+    duringRun = [&](CDataDoc& doc) {
+        draws.push_back(doc.GetSession().random());
+        return true;
+    };
+    EXPECT_EQ(Run(listOperation, {.files = {a, b}}), 0);
+    EXPECT_EQ(Run(listOperation, {.files = {b}}), 0);
+    ASSERT_EQ(draws.size(), 3u);
+    EXPECT_EQ(draws[1], draws[2]);
+}
+
+// --- the table ---
+
+TEST_F(OperationRunTest, TheTableAsJson) {
+    StringOutput output;
+    const Operation* const first = &markOperation;
+    WriteOperationsJson(output, {first, 1});
+    const auto all = nlohmann::json::parse(output.text);
+    ASSERT_EQ(all["operations"].size(), 1u);
+    const auto& operation = all["operations"][0];
+    EXPECT_EQ(operation["className"], "CTestOperation");
+    EXPECT_EQ(operation["name"], "test-operation");
+    EXPECT_EQ(operation["kind"], "event");
+    EXPECT_EQ(operation["menu"], "Event > Detect");
+    EXPECT_EQ(operation["changesRecording"], true);
+    std::map<std::string, nlohmann::json> params;
+    for (const auto& param : operation["parameters"]) params[param["key"]] = param;
+    EXPECT_EQ(params.count("note") + params.count("reset"), 0u) << "they have no value";
+    const auto expected = nlohmann::json::parse(R"({"key": "level", "label": "Level", "type": "number",
+        "default": 1.5, "limits": [-10, 10], "choices": [], "step": 0.5, "unit": "mV", "group": "Settings",
+        "linked": [], "enabled": true, "toolTip": "A level"})");
+    EXPECT_EQ(params["level"], expected);
+    EXPECT_EQ(params["factor"]["linked"], (nlohmann::json{"follower"}));
+    EXPECT_EQ(params["follower"]["enabled"], false);
+    EXPECT_EQ(params["follower"]["limits"], nlohmann::json::parse("[null, null]"));
+    EXPECT_EQ(params["regionStart"]["limits"], nlohmann::json::parse("[0, null]"));
+    EXPECT_EQ(params["kind"]["choices"], (nlohmann::json{"first", "second kind", "third"}));
+    EXPECT_EQ(params["kind"]["default"], 0);
+    EXPECT_EQ(params["trace"]["default"], 1);
+    EXPECT_EQ(params["trace"]["limits"], (nlohmann::json{1, 128}));
+    EXPECT_EQ(params["destination"]["default"], channel);
+    EXPECT_EQ(params["linked"]["default"], true);
+    EXPECT_EQ(params["traces"]["default"], nlohmann::json::array());
+    EXPECT_TRUE(params["label"]["step"].is_null());
+}
+
+TEST_F(OperationRunTest, TheTableForReading) {
+    StringOutput output;
+    WriteOperationsText(output, {&markOperation, 1});
+    EXPECT_EQ(output.text.find("CTestOperation (test-operation)  Test operation\n"
+                               "  Marks an event over the region\n"
+                               "  key "),
+              0u)
+        << output.text;
+    EXPECT_NE(output.text.find("\n  [Settings]\n  level "), std::string::npos) << output.text;
+    EXPECT_NE(output.text.find(" 1 second kind\n"), std::string::npos);
+}
+
+TEST_F(OperationRunTest, NearNames) {
+    const std::vector<std::string> known = {"onMultiplier", "offMultiplier", "trace", "thresholdSource"};
+    EXPECT_EQ(NearNames("onMultiplyer", known), (std::vector<std::string>{"onMultiplier", "offMultiplier"}));
+    EXPECT_EQ(NearNames("TRAEC", known), std::vector<std::string>{"trace"}) << "a swap is one slip";
+    EXPECT_EQ(NearNames("source", known), std::vector<std::string>{"thresholdSource"});
+    EXPECT_TRUE(NearNames("colour", known).empty());
+    EXPECT_TRUE(NearNames(std::string(100000, 'x'), known).empty());
+    EXPECT_EQ(DidYouMean({"a", "b", "c"}), " Did you mean a, b or c?");
+}
+
+}  // namespace
+}  // namespace kymora::test

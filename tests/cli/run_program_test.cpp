@@ -1,0 +1,159 @@
+// Operations run by the real program, as a script would start it.
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+
+#include "document/native_writer.h"
+#include "host/disk_file_system.h"
+#include "import/open_document.h"
+#include "operations/operations.h"
+#include "support/memory_doc.h"
+#include "support/run_program.h"
+#include "support/test_host.h"
+
+namespace kymora::test {
+namespace {
+
+using nlohmann::json;
+
+class RunProgramTest : public ::testing::Test {
+  protected:
+    // Noise of +1 and -1, whose robust s.d. is 1 / 0.6745, with spikes of 10 at these positions.
+    std::string MakeSpikes(const std::string& name) {
+        std::vector<float> samples(20000);
+        for (size_t i = 0; i < samples.size(); ++i) samples[i] = i % 2 == 0 ? 1.0f : -1.0f;
+        for (const int at : spikes) samples[static_cast<size_t>(at)] = 10.0f;
+        WriteNativeFile(*MemoryDoc::Make(session, {samples, samples}, 0.1), folder / name);
+        return In(name);
+    }
+    std::string In(const std::string& name) const { return (folder / name).string(); }
+    std::vector<int> Onsets(const std::string& file, const char* channel = "b") {
+        std::vector<int> onsets;
+        const json all = json::parse(RunKymora({"events", file, "--channels", channel, "--json"}).out);
+        for (const json& event : all["channels"][0]["events"]) {
+            onsets.push_back(event["on"]);
+            EXPECT_EQ(event["off"], event["on"].get<int>() + 1);
+        }
+        return onsets;
+    }
+
+    const std::vector<int> spikes = {500, 1500, 7000, 19998};
+    const std::vector<std::string> detect = {"--set", "trace=1",        "--set", "thresholdSource=2",
+                                             "--set", "onMultiplier=6", "--set", "destination=b"};
+    std::vector<std::string> Detect(std::vector<std::string> command) {
+        command.insert(command.end(), detect.begin(), detect.end());
+        return command;
+    }
+
+    TempFolder folder;
+    TestHost host;
+    DiskFileSystem files;
+    Session session{host, files};
+};
+
+TEST_F(RunProgramTest, DetectsInPlaceAndIntoNewFiles) {
+    const std::string file = MakeSpikes("rec.kymr-dat");
+    const std::string untouched = FileBytes(file);
+    ProgramResult result = RunKymora(Detect({"run", "CEventThreshold", file, "-o", In("out.kymr-dat")}));
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(Onsets(In("out.kymr-dat")), spikes);
+    EXPECT_EQ(RunKymora(Detect({"run", "event-threshold", file, "--write-new"})).code, 0);
+    EXPECT_EQ(Onsets(In("rec_tr.kymr-dat")), spikes);
+    EXPECT_TRUE(FileBytes(file) == untouched);
+    EXPECT_EQ(RunKymora(Detect({"run", "CEventThreshold", file})).code, 2);
+    EXPECT_TRUE(FileBytes(file) == untouched);
+    // As it stands in the documentation.
+    result = RunKymora({"run", "CEventThreshold", file, "--set", "trace=1", "--set", "thresholdSource=2",
+                        "--set", "onMultiplier=6", "--set", "destination=b", "--in-place"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(Onsets(file), spikes);
+    const json info = json::parse(RunKymora({"info", file, "--json"}).out);
+    EXPECT_EQ(info["eventChannels"][0]["methodName"], "threshold");
+    EXPECT_EQ(info["eventChannels"][0]["parentTrace"], 1);
+    EXPECT_NE(info["history"].get<std::string>().find("Threshold Event\r\n"), std::string::npos);
+}
+
+TEST_F(RunProgramTest, FilesAndOptionsInAnyOrder) {
+    const std::string one = MakeSpikes("[1,2].kymr-dat");
+    const std::string two = MakeSpikes("two words.kymr-dat");
+    const ProgramResult result = RunKymora({"run", "--in-place", "--set", "destination=c", "CEventThreshold",
+                                            one, "--set=thresholdSource=2", "--set", "onMultiplier=6",
+                                            "--set", "label=a = b", two, "--quiet"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    for (const std::string& file : {one, two}) {
+        EXPECT_EQ(Onsets(file, "c"), spikes);
+        EXPECT_EQ(json::parse(RunKymora({"info", file, "--json"}).out)["eventChannels"][0]["label"], "a = b");
+    }
+}
+
+TEST_F(RunProgramTest, WrongCommandLines) {
+    const std::string file = MakeSpikes("rec.kymr-dat");
+    const std::string before = FileBytes(file);
+    const std::vector<std::pair<std::vector<std::string>, const char*>> wrong = {
+        {{"run", "CEventTreshold", file, "--in-place"}, "Did you mean CEventThreshold?"},
+        {{"operations", "event-treshold"}, "Did you mean event-threshold?"},
+        {{"run", "CEventThreshold", "--in-place"}, "FILE"},
+        {{"run", "CEventThreshold", file, "--in-place", "--set", "onMultiplyer=6"},
+         "Did you mean onMultiplier"},
+        {{"run", "CEventThreshold", file, "--in-place", "--set", "onMultiplier=-1"},
+         "\"Onset multiplier\" must be"},
+        {{"run", "CEventThreshold", file, "--in-place", "--write-new"}, "exclude each other"},
+    };
+    for (const auto& [arguments, words] : wrong) {
+        const ProgramResult result = RunKymora(arguments);
+        EXPECT_EQ(result.code, 2) << words;
+        EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(result.ErrorLinesAreLed()) << result.err;
+    }
+    EXPECT_TRUE(FileBytes(file) == before);
+}
+
+TEST_F(RunProgramTest, AListOnStandardOutputIsThatOfTheFile) {
+    const std::string file = MakeSpikes("rec.kymr-dat");
+    ASSERT_EQ(RunKymora(Detect({"run", "CEventThreshold", file, "--in-place"})).code, 0);
+    const ProgramResult list = RunKymora({"run", "CEventList", file, "--set", "channel1=b"});
+    EXPECT_EQ(list.code, 0) << list.err;
+    ASSERT_EQ(RunKymora({"run", "CEventList", file, "--set", "channel1=b", "-o", In("list.txt")}).code, 0);
+    std::string text = FileBytes(In("list.txt"));
+    EXPECT_NE(text.find("\r\n"), std::string::npos);
+    for (size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;) text.erase(at, 1);
+    EXPECT_EQ(list.out, text);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + static_cast<int>(spikes.size())) << text;
+    EXPECT_EQ(RunKymora({"run", "CEventList", file}, {.stdoutPath = "/dev/full"}).code, 1);
+}
+
+TEST_F(RunProgramTest, OperationsAsJson) {
+    const json all = json::parse(RunKymora({"operations", "--json"}).out);
+    EXPECT_EQ(all["operations"].size(), Operations().size());
+    const json one = json::parse(RunKymora({"operations", "event-threshold", "--json"}).out)["operations"];
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0]["className"], "CEventThreshold");
+    for (const json& param : one[0]["parameters"])
+        for (const char* member :
+             {"key", "type", "default", "limits", "choices", "step", "unit", "group", "linked", "toolTip"})
+            EXPECT_TRUE(param.contains(member)) << param["key"] << " " << member;
+    EXPECT_EQ(RunKymora({"operations", "CEventThreshold"}).out.find("CEventThreshold (event-threshold)  "),
+              0u);
+}
+
+// While the new file is written the source is untouched, and nothing stays behind.
+TEST_F(RunProgramTest, AnInterruptedRunLeavesNothing) {
+    const auto doc =
+        MemoryDoc::Generate(session, 4, 8'000'000, [](int, int64_t i) { return static_cast<float>(i % 50); });
+    WriteNativeFile(*doc, folder / "long.kymr-dat");
+    ProgramSetup setup;
+    setup.interruptWhen = [&] { return folder.Count() > 1; };
+    const ProgramResult result = RunKymora(
+        {"run", "CEventThreshold", In("long.kymr-dat"), "--set", "destination=z", "--write-new"}, setup);
+    EXPECT_EQ(result.code, 130) << result.err;
+    EXPECT_EQ(folder.Count(), 1u);
+    EXPECT_EQ(OpenDocument(session, In("long.kymr-dat"))->historyLog, "");
+    EXPECT_TRUE(result.ErrorLinesAreLed());
+}
+
+}  // namespace
+}  // namespace kymora::test

@@ -1,0 +1,112 @@
+// What holds for every operation of the table.
+
+#include "operations/operations.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <set>
+
+#include "operations/operation_reference.h"
+
+namespace kymora::test {
+namespace {
+
+bool IsKey(const std::string& key) {
+    return !key.empty() && key[0] >= 'a' && key[0] <= 'z' &&
+           std::all_of(key.begin(), key.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
+}
+
+TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
+    std::set<std::string> names;
+    for (const Operation& operation : Operations()) {
+        const std::string className(operation.className);
+        SCOPED_TRACE(className);
+        EXPECT_EQ(operation.make()->ClassName(), className);
+        EXPECT_TRUE(names.insert(className).second);
+        EXPECT_TRUE(names.insert(operation.KebabName()).second);
+        EXPECT_EQ(FindOperation(className), &operation);
+        EXPECT_EQ(FindOperation(operation.KebabName()), &operation);
+        EXPECT_EQ(operation.make()->ChangesDocument(), operation.kind != OperationKind::listing);
+    }
+    EXPECT_EQ(FindOperation("CNothing"), nullptr);
+}
+
+TEST(OperationTableTest, KebabNames) {
+    const auto kebab = [](std::string_view name) { return Operation{.className = name}.KebabName(); };
+    EXPECT_EQ(kebab("CGenSmooth"), "gen-smooth");
+    EXPECT_EQ(kebab("CDigitalFIR"), "digital-fir");
+    EXPECT_EQ(kebab("CFilterRCDlg"), "filter-rc-dlg");
+    EXPECT_EQ(kebab("CRemoveLocalDC"), "remove-local-dc");
+}
+
+// Every default is within its limits, is taken back as the text that it is told as, and is kept by a record.
+TEST(OperationTableTest, ParametersOfAFreshBlock) {
+    for (const Operation& operation : Operations()) {
+        const auto block = operation.make();
+        std::set<std::string> keys;
+        ParamList params = block->Params();
+        for (Param& param : params) {
+            SCOPED_TRACE(std::string(operation.className) + " " + param.key);
+            EXPECT_TRUE(IsKey(param.key));
+            EXPECT_TRUE(keys.insert(param.key).second) << "twice";
+            EXPECT_NE(param.label, "");
+            if (!param.HasValue()) continue;
+            EXPECT_EQ(param.Fault(), "");
+            const std::string value = param.ValueText();
+            EXPECT_EQ(param.SetFromText(value), "");
+            EXPECT_EQ(param.ValueText(), value);
+        }
+        for (const Param& param : params)
+            for (const std::string& key : param.linked) EXPECT_TRUE(keys.count(key)) << key;
+        const auto record = operation.make()->Settings();
+        const auto again = operation.make();
+        again->TakeSettings(record);
+        EXPECT_EQ(again->Settings(), record);
+    }
+}
+
+// Whether another value of a parameter comes back from a record.
+bool IsKept(const Operation& operation, const std::string& key) {
+    const auto changed = operation.make();
+    ParamList params = changed->Params();
+    Param& param = *params.Find(key);
+    param.changed = nullptr;
+    const std::string before = param.ValueText();
+    for (const char* other : {"7.5", "9", "true", "1", "b", "2", "false"})
+        if (param.SetFromText(other).empty() && param.ValueText() != before) break;
+    EXPECT_NE(param.ValueText(), before) << "no other value is taken";
+    const auto loaded = operation.make();
+    loaded->TakeSettings(changed->Settings());
+    return loaded->Params().Find(key)->ValueText() == param.ValueText();
+}
+
+// What the record of an operation forgets, a batch would run with its default. Of two parameters that follow
+// each other, as a time and its samples do, one is enough.
+TEST(OperationTableTest, RecordsHoldEveryParameter) {
+    for (const Operation& operation : Operations()) {
+        const auto block = operation.make();
+        ParamList params = block->Params();
+        for (const Param& param : params) {
+            if (!param.HasValue()) continue;
+            bool isKept = IsKept(operation, param.key);
+            for (const std::string& key : param.linked) {
+                const auto& back = params.Find(key)->linked;
+                if (std::find(back.begin(), back.end(), param.key) != back.end())
+                    isKept = isKept || IsKept(operation, key);
+            }
+            EXPECT_TRUE(isKept) << operation.className << " " << param.key;
+        }
+    }
+}
+
+TEST(OperationTableTest, TheDocumentationIsThatOfTheTable) {
+    std::ifstream file(std::string(KYMORA_DOCS) + "/operations.md", std::ios::binary);
+    const std::string page{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_TRUE(page == OperationReference(Operations())) << "scripts/reference writes it anew";
+}
+
+}  // namespace
+}  // namespace kymora::test
