@@ -43,6 +43,7 @@ CEventBaseNonModalDlg* OperationWindows::Open(const Operation& operation) {
     const std::string name(operation.className);
     CEventBaseNonModalDlg* window = Find(name);
     if (!window) {
+        const bool isFirst = !frame_.GetSession().operationSettings.contains(name);
         window = new CEventBaseNonModalDlg(frame_.GetSession(), operation, &frame_);
         windows_[name] = window;
         connect(window, &QDialog::finished, this,
@@ -51,6 +52,8 @@ CEventBaseNonModalDlg* OperationWindows::Open(const Operation& operation) {
             RunBatch(operation, block, frame_.Batch());
         };
         if (active_) window->SetActive(&active_->Document(), &active_->View());
+        if (isFirst) window->Block().SuggestSettings();
+        window->Refresh();
         const auto place = places_.find(name);
         if (place != places_.end() && window->screen()->availableGeometry().intersects(place->second)) {
             window->move(place->second.topLeft());

@@ -58,6 +58,8 @@ class CBatchBaseDlg {
     virtual void ViewChangedVertDisp() {}
     // A cursor of the view has moved.
     virtual void OnCurChanged() {}
+    // The first window of the session opens on a document: sets what a user would set first.
+    virtual void SuggestSettings() {}
     CDataDoc* Document() const { return m_pDoc; }
     DocumentView* View() const { return m_pView; }
 

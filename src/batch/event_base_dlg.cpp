@@ -101,6 +101,13 @@ void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
         m_nTrace = std::clamp(m_nTrace, 0, std::max(0, doc->traceCount - 1));
 }
 
+void CEventBaseDlg::SuggestSettings() {
+    const CDataDoc* doc = Document();
+    if (!doc || !Has(usesDestination) || doc->GetNumEvents(m_nDestination) == 0) return;
+    const int free = doc->FirstFreeChannel();
+    if (free >= 0 && free < doc->GetSession().options.eventChannelMode) m_nDestination = free;
+}
+
 std::vector<int> CEventBaseDlg::SourceChannels() const {
     return Has(usesMulti) && !m_channels.empty() ? m_channels : std::vector<int>{m_nChannel1};
 }

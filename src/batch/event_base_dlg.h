@@ -63,6 +63,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
+    // A destination that holds no events, so that the first press of the button replaces nothing.
+    void SuggestSettings() override;
 
     int32_t m_nChannel1 = 0, m_nChannel2 = 1, m_nChannel3 = 2;
     int32_t m_nDestination = 0;

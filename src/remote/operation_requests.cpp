@@ -79,8 +79,8 @@ void Use(RemoteCall& call) {
     Json& parameters = call.answer["parameters"] = Json::object();
     for (const Param& param : block.Params())
         if (param.HasValue()) parameters[param.key] = ToDisplayText(param.ValueText());
-    if (FlagMember(call.request, "png")) TakePicture(call, operation);
-    if (FlagMember(call.request, "close")) call.target.CloseOperation(operation);
+    if (FlagMember(call.request, "picture")) TakePicture(call, operation);
+    if (FlagMember(call.request, "shut")) call.target.CloseOperation(operation);
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ void Use(RemoteCall& call) {
 RequestTable OperationRequests() {
     return {
         {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
-            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"png", "true for a picture of its window as `png`, in base64."}, {"close", "true to close it afterwards."}},
+            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
             {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})"}, true, Use},
     };
 }

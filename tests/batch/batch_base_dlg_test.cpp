@@ -169,5 +169,14 @@ TEST_F(BatchBaseDlgTest, TheSourceChannelBringsItsTraceAndTexts) {
     EXPECT_EQ(operation.Params().Find("channel1")->shown(), "1,203 events");
 }
 
+TEST_F(BatchBaseDlgTest, TheFirstDestinationHoldsNoEvents) {
+    operation.m_nDestination = 0;
+    operation.SuggestSettings();
+    EXPECT_EQ(operation.m_nDestination, 0);
+    Channel(0).AddEvent(1, 2), Channel(1).AddEvent(1, 2);
+    operation.SuggestSettings();
+    EXPECT_EQ(operation.m_nDestination, 2);
+}
+
 }  // namespace
 }  // namespace kymora::test

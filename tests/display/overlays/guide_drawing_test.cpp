@@ -43,6 +43,15 @@ TEST_F(GuideTest, LinesStandAtTheirValueAndTime) {
     EXPECT_TRUE(device.Wrote("On"));
 }
 
+TEST_F(GuideTest, NamesOfLevelsThatLieTogetherCanAllBeRead) {
+    const RecordingDevice device =
+        Draw({{level, 1, 25.0, 1, "on"}, {level, 1, 25.0, 2, "off"}, {level, 1, 25.1, 3, "limit"}});
+    ASSERT_EQ(device.texts.size(), 3u);
+    // Six pixels a character, and a gap.
+    EXPECT_LT(device.texts[1].x + 18, device.texts[0].x);
+    EXPECT_LT(device.texts[2].x + 30, device.texts[1].x);
+}
+
 TEST_F(GuideTest, WhatCannotBeSeenIsNotDrawn) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_TRUE(Draw({{level, 0, 1e12, 1, {}},

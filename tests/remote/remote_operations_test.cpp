@@ -1,0 +1,52 @@
+#include "support/remote_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class RemoteOperationsTest : public RemoteTest {
+  protected:
+    // A trace with two samples above 5, at 3 and 7.
+    void AddSpikes() {
+        target.Add(MemoryDoc::Make(session, {{0, 1, 0, 9, 0, 1, 0, 8, 0, 0}}));
+        doc = &target.Views()[static_cast<size_t>(target.active)]->GetDocument();
+    }
+    CDataDoc* doc = nullptr;
+};
+
+TEST_F(RemoteOperationsTest, SetsParametersInTheirOrderAndRuns) {
+    AddSpikes();
+    const Json answer = AskWell(
+        R"({"operation":"event-threshold","set":{"onPos":2,"offsetEqualsOnset":true,"onPos":5,"destination":"c"},)"
+        R"("run":true,"picture":true,"shut":true})");
+    EXPECT_EQ(answer["parameters"]["onPos"], "5");
+    EXPECT_EQ(answer["parameters"]["destination"], "c");
+    EXPECT_EQ(answer["png"], "cA==");
+    ASSERT_EQ(doc->GetNumEvents(2), 2);
+    EXPECT_EQ(doc->GetOn(2, 0), 3);
+    EXPECT_EQ(doc->GetOn(2, 1), 7);
+    EXPECT_TRUE(target.operations.empty());
+
+    const Json list = AskWell(R"({"operation":"CEventList","set":{"channel1":"c"},"run":true})");
+    EXPECT_TRUE(list["result"].get<std::string>().starts_with("Event parameters: #ID\t"));
+}
+
+TEST_F(RemoteOperationsTest, WhatIsWrongIsNamedAndChangesNothing) {
+    AddSpikes();
+    const std::pair<const char*, const char*> bad[] = {
+        {R"({"operation":"no-such"})", "There is no operation \"no-such\"."},
+        {R"({"operation":"event-threshold","set":{"wings":2}})", "The operation has no parameter \"wings\"."},
+        {R"({"operation":"event-threshold","set":{"onMultiplier":-1}})", "must be at least 0"},
+        {R"({"operation":"event-threshold","press":"wings"})", "The operation has no button \"wings\"."},
+        {R"({"operation":"event-threshold","set":{"trace":2},"run":true})",
+         "The selected data trace does not exist"},
+        {R"({"operation":"event-threshold","config":"/none.kymr-cfg"})", "/none.kymr-cfg"},
+    };
+    for (const auto& [line, words] : bad) {
+        const std::string error = Refused(line);
+        EXPECT_NE(error.find(words), std::string::npos) << error;
+    }
+    for (int channel = 0; channel < maxEventChannels; ++channel) ASSERT_EQ(doc->GetNumEvents(channel), 0);
+}
+
+}  // namespace
+}  // namespace kymora::test
