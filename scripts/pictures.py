@@ -3,6 +3,7 @@
     python3 pictures.py KYMORA RECORDINGS OUT
 """
 
+import base64
 import os
 import sys
 import tempfile
@@ -43,6 +44,33 @@ def spikes(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def operation_picture(window, path, operation, **request):
+    """The window of an operation once its chart and texts have come."""
+    window.ask(operation=operation, **request)
+    window.wait()
+    answer = window.ask(operation=operation, picture=True)
+    with open(path, "wb") as file:
+        file.write(base64.b64decode(answer["png"]))
+
+
+def detection(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    window.ask(viewport={"start": 2180, "end": 2700})
+    levels = {"trace": 2, "onsetDirection": 1, "thresholdSource": 2, "statsSource": 0,
+              "onMultiplier": 4, "minimumOffTime": 1, "destination": "k", "label": "found"}
+    operation_picture(window, f"{out}/threshold.png", "event-threshold", set=levels, run=True)
+    picture(window, f"{out}/levels.png")
+    window.ask(operation="event-threshold", shut=True)
+    rule = {"trace": 2, "source": 2, "direction": 2, "multiplier": 5, "postFilterOn": True, "postFilterCutOff": 200,
+            "refractoryTime": 1, "displayDuration": 500, "destination": "l"}
+    operation_picture(window, f"{out}/spike-preview.png", "spike-detect-thresh", set=rule)
+    window.ask(operation="spike-detect-thresh", shut=True)
+    columns = {"channel1": "k", "pkToPkAmp": True}
+    operation_picture(window, f"{out}/event-list.png", "event-list", set=columns, run=True)
+    window.ask(quit=True, discard=True)
+
+
 def gaps(program, demo, out):
     window = start(program, f"{demo}/demo_gaps.kymr-dat")
     window.ask(resize={"width": 1180, "height": 560})
@@ -63,7 +91,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (spikes, gaps, tiled):
+    for scene in (spikes, detection, gaps, tiled):
         scene(program, demo, out)
 
 

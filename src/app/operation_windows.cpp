@@ -6,7 +6,7 @@
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
-#include "batch/batch_run.h"
+#include "operations/batch_run.h"
 #include "batch/config_file.h"
 
 namespace kymora {

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "document/undo.h"
 #include "host/memory_file_system.h"
 
@@ -25,6 +27,19 @@ std::string CBatchBaseDlg::Validate() {
 
 // --- configuration ---
 
+std::string ReadClassName(CArchive& archive) {
+    std::string name;
+    try {
+        if (archive.Remaining() > 0) name = archive.ReadString();
+    } catch (const ArchiveError&) {
+        return {};
+    }
+    const bool isName = std::all_of(name.begin(), name.end(), [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    });
+    return isName ? name : std::string();
+}
+
 void CBatchBaseDlg::Serialize(CArchive& archive) {
     if (archive.IsStoring()) {
         archive.WriteString(ClassName());
@@ -33,7 +48,7 @@ void CBatchBaseDlg::Serialize(CArchive& archive) {
         return;
     }
     m_bConfigError = false;
-    const std::string name = archive.Remaining() > 0 ? archive.ReadString() : std::string();
+    const std::string name = ReadClassName(archive);
     if (name != ClassName()) {
         m_bConfigError = true;
         throw ArchiveError(fmt::format("Unrecognized configuration file format. Expected {} but read {}.",
@@ -72,17 +87,24 @@ bool CBatchBaseDlg::Run() {
     bool done = false;
     {
         UndoScope undo(*m_pDoc, Title());
+        const auto putBack = [&] {
+            undo.PutBack();
+            m_pDoc->historyLog.resize(historyLength);
+        };
         try {
             done = Analyse(undo);
         } catch (const FileError& error) {
             Refuse(error.what());
+        } catch (...) {
+            putBack();
+            throw;
         }
-        if (done && m_pDoc->historyLog.size() > historyLength) undo.NoteInHistory();
-        if (!done) {
-            undo.PutBack();
-            m_pDoc->historyLog.resize(historyLength);
-        }
+        if (!done)
+            putBack();
+        else if (m_pDoc->historyLog.size() > historyLength)
+            undo.NoteInHistory();
     }
+    if (done && ChangesDocument()) m_pDoc->OfferChannelsInUse();
     if (ChangesDocument()) m_pDoc->UpdateAllViews(UpdateHint::events);
     return done;
 }
@@ -104,6 +126,8 @@ void CBatchBaseDlg::Refuse(std::string_view text) {
 
 void CBatchBaseDlg::AppendHistory(std::string_view lines) {
     std::string& history = m_pDoc->historyLog;
+    // A recording may come with a history whose last line has no end.
+    if (!history.empty() && !history.ends_with('\n')) history += "\r\n\r\n";
     history += fmt::format("{}\r\n{}", Title(), lines);
     while (!history.ends_with("\r\n\r\n")) history += history.ends_with("\r\n") ? "\r\n" : "\r\n\r\n";
 }
@@ -118,6 +142,8 @@ void Exchange(CArchive& archive, std::vector<int>& numbers) {
     }
     numbers.resize(archive.ReadItemCount(sizeof(int32_t), "channels"));
     for (int& number : numbers) number = archive.Read<int32_t>();
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
 }
 
 uint32_t ExchangeVersion(CArchive& archive, uint32_t current, std::string_view className) {

@@ -147,8 +147,12 @@ void Exchange(CArchive& archive, T& value) {
             value = archive.Read<T>();
     }
 }
-// An i32 count and that many i32 numbers.
+// A set of channels or traces: an i32 count and that many i32 numbers. Reading leaves them ascending, each
+// once.
 void Exchange(CArchive& archive, std::vector<int>& numbers);
+// The class name with which a record begins; empty when what stands there is none. It is then of no use to
+// read on.
+std::string ReadClassName(CArchive& archive);
 // Writes the version of a class's own fields, or reads it; throws ArchiveError for one above `current`.
 uint32_t ExchangeVersion(CArchive& archive, uint32_t current, std::string_view className);
 

@@ -95,11 +95,7 @@ bool AskLoadConfig(Session& session, CBatchBaseDlg& operation) {
 std::string ConfigClassName(Session& session, const std::filesystem::path& path) {
     const auto file = session.files.Open(path, OpenMode::readOnly);
     CArchive archive(*file, CArchive::Mode::load);
-    try {
-        return archive.Remaining() > 0 ? archive.ReadString() : std::string();
-    } catch (const ArchiveError&) {
-        return {};
-    }
+    return ReadClassName(archive);
 }
 
 }  // namespace kymora

@@ -78,9 +78,6 @@ void CEventBaseDlg::Serialize(CArchive& archive) {
         Exchange(archive, m_channels);
     else
         m_channels = version == 2 ? ChannelsOfText(archive.ReadString()) : std::vector<int>();
-    if (archive.IsStoring()) return;
-    std::sort(m_channels.begin(), m_channels.end());
-    m_channels.erase(std::unique(m_channels.begin(), m_channels.end()), m_channels.end());
 }
 
 void CEventBaseDlg::GetParamText(std::string& text) {

@@ -92,8 +92,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }
 
     bool Has(Uses part) const { return (m_uses & part) != 0; }
-    // Gives the channel the method, the trace and the texts of the frame; the report goes to the description,
-    // if that is wanted, and to the history.
+    // Gives the channel the method, the trace and the texts of the frame, and appends the report to its
+    // description if that is wanted.
     void FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report);
 
   private:

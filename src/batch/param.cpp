@@ -29,7 +29,7 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 std::optional<double> ParseNumber(std::string_view text) {
-    if (text.size() > 1 && text.front() == '+') text.remove_prefix(1);
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     double value = 0.0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return {};

@@ -11,7 +11,7 @@
 
 namespace kymora {
 
-class CommandContext;
+class SubcommandContext;
 
 enum ExitCode : int {
     exitDone = 0,
@@ -40,9 +40,9 @@ struct CommandOption {
     bool required = false;
 };
 
-class Command {
+class Subcommand {
   public:
-    virtual ~Command() = default;
+    virtual ~Subcommand() = default;
     virtual std::string Name() const = 0;
     virtual std::string Summary() const = 0;
     // Lines of examples for the help, without the program's indentation.
@@ -50,16 +50,16 @@ class Command {
     // The targets are members of the command and live as long as it does.
     virtual std::vector<CommandOption> Options() = 0;
     // Throws CommandError, Cancelled, FileError or OutputClosed.
-    virtual void Run(CommandContext& context) = 0;
+    virtual void Run(SubcommandContext& context) = 0;
 };
 
-std::unique_ptr<Command> MakeInfoCommand();
-std::unique_ptr<Command> MakeSamplesCommand();
-std::unique_ptr<Command> MakeEventsCommand();
-std::unique_ptr<Command> MakeConvertCommand();
-std::unique_ptr<Command> MakePlotCommand();
-std::unique_ptr<Command> MakeDemoCommand();
-std::unique_ptr<Command> MakeOperationsCommand();
-std::unique_ptr<Command> MakeRunCommand();
+std::unique_ptr<Subcommand> MakeInfoCommand();
+std::unique_ptr<Subcommand> MakeSamplesCommand();
+std::unique_ptr<Subcommand> MakeEventsCommand();
+std::unique_ptr<Subcommand> MakeConvertCommand();
+std::unique_ptr<Subcommand> MakePlotCommand();
+std::unique_ptr<Subcommand> MakeDemoCommand();
+std::unique_ptr<Subcommand> MakeOperationsCommand();
+std::unique_ptr<Subcommand> MakeRunCommand();
 
 }  // namespace kymora

@@ -19,7 +19,7 @@ std::vector<CommandOption> CommonOptions::Options() {
     };
 }
 
-CommandContext::CommandContext(const CommonOptions& options)
+SubcommandContext::SubcommandContext(const CommonOptions& options)
     : host(options.yes, options.quiet), session(host, files) {
     for (const std::string& setting : options.imports) {
         const size_t equals = setting.find('=');
@@ -34,7 +34,7 @@ CommandContext::CommandContext(const CommonOptions& options)
     session.gapNoticeShown = true;
 }
 
-std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path, OpenFor purpose) {
+std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenFor purpose) {
     std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, purpose);
     if (!doc) throw CommandError(session.importSettingRefused ? exitUsage : exitCannotOpen, "");
     for (const auto& [key, value] : session.importSettings) {
@@ -50,17 +50,17 @@ std::unique_ptr<CDataDoc> CommandContext::Open(const std::string& path, OpenFor 
     return doc;
 }
 
-std::unique_ptr<Progress> CommandContext::StartOutputProgress(std::string_view label, uint64_t total) {
+std::unique_ptr<Progress> SubcommandContext::StartOutputProgress(std::string_view label, uint64_t total) {
     return StandardOutput::IsTerminal() ? TerminalHost::SilentProgress() : host.StartProgress(label, total);
 }
 
-bool CommandContext::IsOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+bool SubcommandContext::IsOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
     const auto first = files.Stamp(a);
     const auto second = files.Stamp(b);
     return first && second && first->device == second->device && first->inode == second->inode;
 }
 
-void CommandContext::MayReplace(const std::filesystem::path& path) {
+void SubcommandContext::MayReplace(const std::filesystem::path& path) {
     if (!files.Stamp(path)) return;
     if (files.IsReadOnly(path))
         throw CommandError(exitFailed, path.string() + " has the ReadOnly property set.");

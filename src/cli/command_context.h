@@ -28,10 +28,10 @@ struct CommonOptions {
     std::vector<CommandOption> Options();
 };
 
-class CommandContext {
+class SubcommandContext {
   public:
     // Throws CommandError for an import setting without a key.
-    explicit CommandContext(const CommonOptions& options);
+    explicit SubcommandContext(const CommonOptions& options);
 
     // Opens a recording. Throws CommandError when it cannot be opened, or when an import setting was given
     // that its reader does not know.

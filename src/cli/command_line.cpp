@@ -32,8 +32,8 @@ bool IsDesktopOption(std::string_view word) {
     return name == "--import" || name == "--seed" || name == "--remote";
 }
 
-struct Subcommand {
-    std::unique_ptr<Command> command;
+struct Entry {
+    std::unique_ptr<Subcommand> command;
     CommonOptions common;
     CLI::App* app = nullptr;
 };
@@ -76,19 +76,18 @@ void AddOption(CLI::App& app, const CommandOption& option) {
     if (option.required) added->required();
 }
 
-bool HasCommand(const std::vector<Subcommand>& entries, std::string_view name) {
-    return std::any_of(entries.begin(), entries.end(), [&](const Subcommand& entry) {
-        return entry.command && entry.command->Name() == name;
-    });
+bool HasCommand(const std::vector<Entry>& entries, std::string_view name) {
+    return std::any_of(entries.begin(), entries.end(),
+                       [&](const Entry& entry) { return entry.command && entry.command->Name() == name; });
 }
 
-std::string ExampleText(const Command& command) {
+std::string ExampleText(const Subcommand& command) {
     std::string text = "Examples:";
     for (const std::string& line : command.Examples()) text += "\n  " + line;
     return text;
 }
 
-void AddSubcommand(CLI::App& app, Subcommand& entry) {
+void AddSubcommand(CLI::App& app, Entry& entry) {
     entry.app = app.add_subcommand(entry.command->Name(), entry.command->Summary());
     entry.app->set_help_flag("-h,--help", "show this help");
     for (const CommandOption& option : entry.command->Options()) AddOption(*entry.app, option);
@@ -113,14 +112,14 @@ void DescribeProgram(CLI::App& app) {
                "  kymora demo -o demo");
 }
 
-void RunSubcommand(const Subcommand& entry) {
-    CommandContext context(entry.common);
+void RunSubcommand(const Entry& entry) {
+    SubcommandContext context(entry.common);
     entry.command->Run(context);
     context.output.Flush();
 }
 
 // Turns the ways in which a command can end into exit codes.
-int RunGuarded(const Subcommand& entry) {
+int RunGuarded(const Entry& entry) {
     try {
         RunSubcommand(entry);
         return exitDone;
@@ -172,7 +171,7 @@ int RunCommandLine(int argc, char** argv) {
     HoldStandardStreams();
     CatchInterrupts();
     CLI::App app{"Kymora views and converts electrophysiological recordings."};
-    std::vector<Subcommand> entries(makers.size());
+    std::vector<Entry> entries(makers.size());
     bool isMissing = false;
     try {
         DescribeProgram(app);
@@ -194,7 +193,7 @@ int RunCommandLine(int argc, char** argv) {
         TellUser("See kymora --help.");
         return exitUsage;
     }
-    for (const Subcommand& entry : entries)
+    for (const Entry& entry : entries)
         if (entry.app->parsed()) return RunGuarded(entry);
     return exitUsage;
 }

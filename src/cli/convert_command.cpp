@@ -5,7 +5,7 @@
 namespace kymora {
 namespace {
 
-class ConvertCommand : public Command {
+class ConvertCommand : public Subcommand {
   public:
     std::string Name() const override { return "convert"; }
     std::string Summary() const override {
@@ -20,7 +20,7 @@ class ConvertCommand : public Command {
         return {{"FILE", "", "the recording", &file_, true},
                 {"-o,--output", "OUT", "the new file: .kymr-dat, .flt (legacy) or .txt", &output_, true}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         const std::filesystem::path out(output_);
         const std::string extension = FoldedExtension(out);
         if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt")
@@ -36,7 +36,7 @@ class ConvertCommand : public Command {
     }
 
   private:
-    static void WriteText(CommandContext& context, CDataDoc& doc, const std::filesystem::path& out) {
+    static void WriteText(SubcommandContext& context, CDataDoc& doc, const std::filesystem::path& out) {
         if (doc.hasGaps && !context.host.Confirm(textExportGapText)) throw CommandError(exitFailed, "");
         WriteTextExport(doc, out);
     }
@@ -47,6 +47,6 @@ class ConvertCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeConvertCommand() { return std::make_unique<ConvertCommand>(); }
+std::unique_ptr<Subcommand> MakeConvertCommand() { return std::make_unique<ConvertCommand>(); }
 
 }  // namespace kymora

@@ -4,7 +4,7 @@
 namespace kymora {
 namespace {
 
-class DemoCommand : public Command {
+class DemoCommand : public Subcommand {
   public:
     std::string Name() const override { return "demo"; }
     std::string Summary() const override { return "write the demonstration recordings"; }
@@ -14,7 +14,7 @@ class DemoCommand : public Command {
     std::vector<CommandOption> Options() override {
         return {{"-o,--output", "DIR", "the folder, made when it is missing (the current one)", &folder_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         const std::filesystem::path folder(folder_);
         std::error_code error;
         std::filesystem::create_directories(folder, error);
@@ -32,6 +32,6 @@ class DemoCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeDemoCommand() { return std::make_unique<DemoCommand>(); }
+std::unique_ptr<Subcommand> MakeDemoCommand() { return std::make_unique<DemoCommand>(); }
 
 }  // namespace kymora

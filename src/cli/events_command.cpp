@@ -8,7 +8,7 @@ namespace {
 
 constexpr int eventsPerUpdate = 4096;
 
-class EventsCommand : public Command {
+class EventsCommand : public Subcommand {
   public:
     std::string Name() const override { return "events"; }
     std::string Summary() const override { return "the events of a recording, as a table or JSON"; }
@@ -21,7 +21,7 @@ class EventsCommand : public Command {
                  &channels_},
                 {"--json", "", "as JSON", &json_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         std::vector<int> channels;
         try {
             if (channels_) channels = ParseChannelList(*channels_);
@@ -42,7 +42,7 @@ class EventsCommand : public Command {
     }
 
   private:
-    void WriteText(CommandContext& context, const CDataDoc& doc, const std::vector<int>& channels) {
+    void WriteText(SubcommandContext& context, const CDataDoc& doc, const std::vector<int>& channels) {
         context.output.Write("channel\tname\ton (ms)\toff (ms)\tvalue\ttag\tlabel\n");
         for (const int c : channels) {
             const CEventChan& channel = doc.eventChannels[static_cast<size_t>(c)];
@@ -63,7 +63,7 @@ class EventsCommand : public Command {
         }
     }
 
-    void WriteJson(CommandContext& context, const CDataDoc& doc, const std::vector<int>& channels) {
+    void WriteJson(SubcommandContext& context, const CDataDoc& doc, const std::vector<int>& channels) {
         JsonWriter json(context.output);
         json.BeginObject();
         json.Member("sampleInterval", doc.sampleInterval);
@@ -116,6 +116,6 @@ class EventsCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeEventsCommand() { return std::make_unique<EventsCommand>(); }
+std::unique_ptr<Subcommand> MakeEventsCommand() { return std::make_unique<EventsCommand>(); }
 
 }  // namespace kymora

@@ -5,7 +5,7 @@
 namespace kymora {
 namespace {
 
-class InfoCommand : public Command {
+class InfoCommand : public Subcommand {
   public:
     std::string Name() const override { return "info"; }
     std::string Summary() const override {
@@ -18,7 +18,7 @@ class InfoCommand : public Command {
     std::vector<CommandOption> Options() override {
         return {{"FILE", "", "the recording", &file_, true}, {"--json", "", "as JSON", &json_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         const auto doc = context.Open(file_);
         if (json_)
             WriteInfoJson(context.output, *doc, file_);
@@ -33,6 +33,6 @@ class InfoCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeInfoCommand() { return std::make_unique<InfoCommand>(); }
+std::unique_ptr<Subcommand> MakeInfoCommand() { return std::make_unique<InfoCommand>(); }
 
 }  // namespace kymora

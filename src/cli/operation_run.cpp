@@ -53,7 +53,7 @@ class FileOutput : public OutputSink {
 // One run of an operation over the files of a request.
 class OperationRun {
   public:
-    OperationRun(CommandContext& context, const Operation& operation, const RunRequest& request)
+    OperationRun(SubcommandContext& context, const Operation& operation, const RunRequest& request)
         : context_(context), operation_(operation), request_(request) {}
 
     void Run(OutputSink& results) {
@@ -250,7 +250,7 @@ class OperationRun {
         if (WasInterrupted()) throw Cancelled();
     }
 
-    CommandContext& context_;
+    SubcommandContext& context_;
     const Operation& operation_;
     const RunRequest& request_;
     std::vector<Setting> settings_;
@@ -263,7 +263,7 @@ class OperationRun {
 
 }  // namespace
 
-void RunOperation(CommandContext& context, const Operation& operation, const RunRequest& request,
+void RunOperation(SubcommandContext& context, const Operation& operation, const RunRequest& request,
                   OutputSink& results) {
     OperationRun(context, operation, request).Run(results);
 }

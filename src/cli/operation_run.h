@@ -10,7 +10,7 @@
 
 namespace kymora {
 
-class CommandContext;
+class SubcommandContext;
 
 struct RunRequest {
     std::vector<std::string> files;
@@ -25,7 +25,7 @@ struct RunRequest {
 // Results go to `results` with "\n" as their line ends, unless the request says where else. What is wrong
 // with the request as such is found before a recording is opened, and no file is touched unless the whole
 // operation on it was successful. Throws CommandError, Cancelled, FileError or OutputClosed.
-void RunOperation(CommandContext& context, const Operation& operation, const RunRequest& request,
+void RunOperation(SubcommandContext& context, const Operation& operation, const RunRequest& request,
                   OutputSink& results);
 
 }  // namespace kymora

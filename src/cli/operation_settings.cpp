@@ -81,12 +81,12 @@ std::vector<std::string> SettingsWithoutEffect(CBatchBaseDlg& block, const std::
         const auto& [key, value] = settings[i];
         if (IsSetAgain(settings, i)) continue;
         Param& param = ParamOf(params, block, key);
-        if (!IsStill(param, value))
-            texts.push_back(
-                fmt::format("--set {}={}: a later setting has made it {}.", key, value, param.ValueText()));
         if (!param.IsEnabled())
             texts.push_back(
                 fmt::format("--set {}={} has no effect with the other settings as they are.", key, value));
+        else if (!IsStill(param, value))
+            texts.push_back(
+                fmt::format("--set {}={}: other settings have made it {}.", key, value, param.ValueText()));
     }
     return texts;
 }

@@ -8,7 +8,7 @@
 namespace kymora {
 namespace {
 
-class OperationsCommand : public Command {
+class OperationsCommand : public Subcommand {
   public:
     std::string Name() const override { return "operations"; }
     std::string Summary() const override { return "every operation with its parameters"; }
@@ -19,7 +19,7 @@ class OperationsCommand : public Command {
         return {{"NAME", "", "this operation alone, as CEventThreshold or event-threshold", &name_},
                 {"--json", "", "as JSON", &json_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         const auto operations = name_ ? std::span(&NamedOperation(*name_), 1) : Operations();
         if (json_)
             WriteOperationsJson(context.output, operations);
@@ -46,6 +46,6 @@ const Operation& NamedOperation(const std::string& name) {
                                    DidYouMean(NearNames(name, known))));
 }
 
-std::unique_ptr<Command> MakeOperationsCommand() { return std::make_unique<OperationsCommand>(); }
+std::unique_ptr<Subcommand> MakeOperationsCommand() { return std::make_unique<OperationsCommand>(); }
 
 }  // namespace kymora

@@ -11,7 +11,7 @@ constexpr int64_t leastPixels = 50;
 constexpr int64_t mostPixels = 20000;
 constexpr int64_t mostPixelsInAll = 100'000'000;  // 400 MB of picture
 
-class PlotCommand : public Command {
+class PlotCommand : public Subcommand {
   public:
     std::string Name() const override { return "plot"; }
     std::string Summary() const override { return "draw a recording into a picture"; }
@@ -28,7 +28,7 @@ class PlotCommand : public Command {
                 {"--width", "PX", "width, pixels (1600)", &width_},
                 {"--height", "PX", "height, pixels (900)", &height_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         Validate();
         const auto doc = context.Open(file_);
         if (context.IsOneFile(file_, output_))
@@ -61,6 +61,6 @@ class PlotCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakePlotCommand() { return std::make_unique<PlotCommand>(); }
+std::unique_ptr<Subcommand> MakePlotCommand() { return std::make_unique<PlotCommand>(); }
 
 }  // namespace kymora

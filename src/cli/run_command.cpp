@@ -5,7 +5,7 @@
 namespace kymora {
 namespace {
 
-class RunCommand : public Command {
+class RunCommand : public Subcommand {
   public:
     std::string Name() const override { return "run"; }
     std::string Summary() const override { return "run an operation over recordings"; }
@@ -32,7 +32,7 @@ class RunCommand : public Command {
                  "keep the result of each FILE beside it as FILE_tr.kymr-dat, whatever stands there",
                  &request_.writeNew}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         RunOperation(context, NamedOperation(name_), request_, context.output);
     }
 
@@ -43,6 +43,6 @@ class RunCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeRunCommand() { return std::make_unique<RunCommand>(); }
+std::unique_ptr<Subcommand> MakeRunCommand() { return std::make_unique<RunCommand>(); }
 
 }  // namespace kymora

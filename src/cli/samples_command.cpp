@@ -21,7 +21,7 @@ struct Selection {
 // Walks over a selection in blocks, telling the progress what was done.
 class BlockWalk {
   public:
-    BlockWalk(CommandContext& context, const Selection& selection, uint64_t passes)
+    BlockWalk(SubcommandContext& context, const Selection& selection, uint64_t passes)
         : selection_(selection),
           progress_(context.StartOutputProgress("Writing samples",
                                                 passes * static_cast<uint64_t>(selection.count))) {}
@@ -44,7 +44,7 @@ class BlockWalk {
     uint64_t done_ = 0;
 };
 
-class SamplesCommand : public Command {
+class SamplesCommand : public Subcommand {
   public:
     std::string Name() const override { return "samples"; }
     std::string Summary() const override { return "the samples of a recording as text, JSON or raw numbers"; }
@@ -60,7 +60,7 @@ class SamplesCommand : public Command {
                 {"--count", "N", "number of positions (the rest of the recording)", &count_},
                 {"--format", "FORM", "text, json or f32, raw little-endian trace by trace (text)", &format_}};
     }
-    void Run(CommandContext& context) override {
+    void Run(SubcommandContext& context) override {
         if (from_.value_or(0) < 0) throw CommandError(exitUsage, "--from takes a position from 0.");
         if (count_.value_or(0) < 0) throw CommandError(exitUsage, "--count takes a number from 0.");
         if (format_ != "text" && format_ != "json" && format_ != "f32")
@@ -91,7 +91,7 @@ class SamplesCommand : public Command {
         return selection;
     }
 
-    static void WriteText(CommandContext& context, CDataDoc& doc, const Selection& selection) {
+    static void WriteText(SubcommandContext& context, CDataDoc& doc, const Selection& selection) {
         std::string text = "position\ttime (ms)";
         for (const int slot : selection.slots)
             text += "\ttrace " + std::to_string(slot + 1) + "\tvalid " + std::to_string(slot + 1);
@@ -126,7 +126,7 @@ class SamplesCommand : public Command {
         text += '\n';
     }
 
-    static void WriteJson(CommandContext& context, CDataDoc& doc, const Selection& selection) {
+    static void WriteJson(SubcommandContext& context, CDataDoc& doc, const Selection& selection) {
         JsonWriter json(context.output);
         json.BeginObject();
         json.Member("from", selection.from);
@@ -162,7 +162,7 @@ class SamplesCommand : public Command {
         json.Finish();
     }
 
-    static void WriteRaw(CommandContext& context, CDataDoc& doc, const Selection& selection) {
+    static void WriteRaw(SubcommandContext& context, CDataDoc& doc, const Selection& selection) {
         BlockWalk walk(context, selection, selection.slots.size());
         std::vector<float> values(blockSamples);
         for (const int slot : selection.slots)
@@ -182,6 +182,6 @@ class SamplesCommand : public Command {
 
 }  // namespace
 
-std::unique_ptr<Command> MakeSamplesCommand() { return std::make_unique<SamplesCommand>(); }
+std::unique_ptr<Subcommand> MakeSamplesCommand() { return std::make_unique<SamplesCommand>(); }
 
 }  // namespace kymora

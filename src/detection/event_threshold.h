@@ -28,7 +28,7 @@ inline constexpr const char* noStatsTagText =
     "{}\r\n\t{}: Can't find event with tag '{}'. Used first event instead.\r\n";
 // Takes two channels.
 inline constexpr const char* otherStatsChannelText =
-    "There are no events in channel {}, using channel {} instead.";
+    "There are no events in channel {}, using channel {} instead.\r\n";
 
 enum class ThresholdSource { direct = 0, meanSd = 1, medianRobustSd = 2, percentile = 3 };
 enum class StatsSource { wholeFile = 0, visibleView = 1, userTimes = 2, taggedEvent = 3, mostInactive = 4 };
@@ -109,7 +109,7 @@ class CEventThreshold : public CEventWndBaseDlg {
     int FindStatsChannel(bool talks);
     SampleSpan FindTaggedEvent(int channel, bool talks);
     // A message, or a line of the process errors with the file's name.
-    void Warn(const std::string& words);
+    void Warn(std::string_view words);
     SampleSpan StatsSpan(int trace, const StatsChoice& choice, bool talks);
     SampleSpan FindLeastActive(int trace, bool talks);
     // Takes the levels of a trace from its statistics. False when there is nothing to measure.

@@ -83,6 +83,7 @@ void CEventThreshold::DescribeLevels(ParamList& list) {
     for (const Row& row : rows)
         list.Number(std::string(row.key) + "Multiplier", std::string(row.label) + " multiplier",
                     row.multiplier)
+            .Cell(row.label, "multiplier")
             .Limits(0, mostFloat)
             .Step(0.5)
             .Tip("Distance of the level from the middle, in standard deviations")
@@ -92,6 +93,7 @@ void CEventThreshold::DescribeLevels(ParamList& list) {
     for (const Row& row : rows)
         list.Number(std::string(row.key) + "Percentile", std::string(row.label) + " percentile",
                     row.percentile)
+            .Cell(row.label, "percentile")
             .Unit("%")
             .Limits(0, 100)
             .Tip("Share of the samples below the negative level, and above the positive one")
@@ -99,6 +101,7 @@ void CEventThreshold::DescribeLevels(ParamList& list) {
             .OnChange(follows);
     for (const Row& row : rows)
         list.Number(std::string(row.key) + "Pos", std::string(row.label) + " +ve", row.positive)
+            .Cell(row.label, "+ve")
             .Unit(Units())
             .Tip("Level on the positive side")
             .Linked(linked(row, "offPos"))
@@ -107,6 +110,7 @@ void CEventThreshold::DescribeLevels(ParamList& list) {
             .OnChange(follows);
     for (const Row& row : rows)
         list.Number(std::string(row.key) + "Neg", std::string(row.label) + " -ve", row.negative)
+            .Cell(row.label, "-ve")
             .Unit(Units())
             .Tip("Level on the negative side")
             .Linked(linked(row, "offNeg"))

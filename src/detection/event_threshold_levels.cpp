@@ -69,11 +69,11 @@ std::vector<ViewGuide> CEventThreshold::Guides() {
 
 // --- the stretch ---
 
-void CEventThreshold::Warn(const std::string& words) {
-    if (m_bBatch)
-        Refuse(words);
-    else
-        Tell(words);
+void CEventThreshold::Warn(std::string_view words) {
+    if (!m_bBatch) return Tell(words);
+    // A line of the process errors has an end of its own.
+    if (words.ends_with("\r\n")) words.remove_suffix(2);
+    Refuse(words);
 }
 
 CEventThreshold::StatsChoice CEventThreshold::ChooseStats(bool talks) {

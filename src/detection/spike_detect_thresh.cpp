@@ -8,7 +8,6 @@
 #include "detection/event_threshold.h"
 #include "document/sample_scan.h"
 #include "document/undo.h"
-#include "numerics/rounding.h"
 
 namespace kymora {
 
@@ -61,11 +60,11 @@ void CSpikeDetectThresh::Serialize(CArchive& archive) {
     Exchange(archive, m_nRegionMode);
     Exchange(archive, m_dRegionStart);
     Exchange(archive, m_dRegionEnd);
+    TakeHalfWindow();
 }
 
-int64_t CSpikeDetectThresh::Samples(double ms) const {
-    return RoundHalfAway64(ms / Document()->sampleInterval);
-}
+// Held to the range of a position: the rules add to it.
+int64_t CSpikeDetectThresh::Samples(double ms) const { return Document()->PositionOf(ms); }
 
 // --- what it follows ---
 
@@ -79,7 +78,11 @@ void CSpikeDetectThresh::CheckChangeDoc(CDataDoc* doc) {
     m_isUsual = false;
     m_count.reset();
     m_previewSpikes.clear();
-    if (doc) m_nHalfWindow = RoundHalfAway(m_dHalfWindowTime / doc->sampleInterval);
+    TakeHalfWindow();
+}
+
+void CSpikeDetectThresh::TakeHalfWindow() {
+    if (Document()) m_nHalfWindow = static_cast<int32_t>(Samples(m_dHalfWindowTime));
 }
 
 void CSpikeDetectThresh::CheckChangeView(DocumentView* view) {
@@ -249,6 +252,7 @@ bool CSpikeDetectThresh::Analyse(UndoScope& undo) {
     CEventChan& chan = Document()->eventChannels[static_cast<size_t>(m_nDestination)];
     chan.DeleteAll();
     AddDetected(chan, region->first, found);
+    KeepDetectionSettings(chan);
     m_count = static_cast<int64_t>(found.size());
     std::string report;
     GetParamText(report);
@@ -256,6 +260,22 @@ bool CSpikeDetectThresh::Analyse(UndoScope& undo) {
     FinishChannel(m_nDestination, methodThreshold, m_nTrace, report);
     AppendHistory(report);
     return true;
+}
+
+// What the channel's record keeps of the detection: nothing of an earlier one stays.
+void CSpikeDetectThresh::KeepDetectionSettings(CEventChan& chan) const {
+    DetectionParameters kept;
+    kept.templateTrace = m_nTrace;
+    kept.analysisRegion = m_nRegionMode;
+    kept.analysisStart = static_cast<float>(m_dRegionStart);
+    kept.analysisEnd = static_cast<float>(m_dRegionEnd);
+    kept.thresholdLevel = m_nDirection == 2 ? m_levels.lower : m_levels.upper;
+    // The numbers of the threshold detector for the two sides.
+    constexpr int32_t modes[] = {2, 0, 1};
+    kept.thresholdMode = modes[std::clamp(m_nDirection, 0, 2)];
+    kept.thresholdOnsetA = m_levels.upper;
+    kept.thresholdOnsetB = m_levels.lower;
+    chan.detection = kept;
 }
 
 void CSpikeDetectThresh::WriteResult(const TextSink& sink) {

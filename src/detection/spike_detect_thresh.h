@@ -70,6 +70,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     SampleSpan DisplaySpan() const;
     SpikeSeriesSettings SeriesSettings() const;
     int64_t Samples(double ms) const;
+    void TakeHalfWindow();
     // Makes the series, the levels and the spikes of the stretch shown, if anything has changed. False when
     // there is nothing to show. Throws FileError.
     bool UpdatePreview();
@@ -78,6 +79,8 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     void MakePreviewSeries(const std::vector<float>& samples);
     // Spikes of a stretch by the levels as they are; nothing when the user cancels. Throws FileError.
     std::optional<std::vector<int64_t>> FindSpikes(SampleSpan span, Progress* progress);
+
+    void KeepDetectionSettings(CEventChan& chan) const;
 
     bool m_isStale = true;
     bool m_hasOwnStart = false;     // the user has set the display start

@@ -123,7 +123,7 @@ void CSpikeDetectThresh::DescribeSeries(ParamList& list) {
         .EnabledIf(isSmooth)
         .OnChange([this] {
             m_isStale = true;
-            if (Document()) m_nHalfWindow = static_cast<int32_t>(Samples(m_dHalfWindowTime));
+            TakeHalfWindow();
         });
     list.Integer("iterations", "Iterations", m_nIterations)
         .Limits(1, 10)
@@ -185,6 +185,8 @@ void CSpikeDetectThresh::AddSeries(Chart& chart, const std::vector<float>& serie
         const size_t end = std::min(series.size(), at + perBin);
         size_t low = at, high = at;
         for (size_t i = at; i < end; ++i) {
+            if (std::isnan(series[i])) continue;
+            // A bin that begins with samples that are no numbers has none yet.
             if (!(series[low] <= series[i])) low = i;
             if (!(series[high] >= series[i])) high = i;
         }

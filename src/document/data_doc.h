@@ -359,6 +359,8 @@ class CDataDoc : public EventChanOwner {
     int32_t GetOff(int channel, int index) const;  // -1 when there is no such event
     int32_t GetParentTrace(int channel) const;     // -1 when there is no such channel
     bool AddEvent(int channel, CEventKM event);
+    // Where a channel above 'z' has events, the session offers numbers instead of letters.
+    void OfferChannelsInUse();
     // Lowest channel without events, or -1.
     int FirstFreeChannel() const;
     static double DefaultDisplayPosition(int channel);
@@ -421,7 +423,6 @@ class CDataDoc : public EventChanOwner {
 
   private:
     const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
-    void OfferChannelsInUse();
     double ReadNextSlow(int trace);
     void Advance();
     void UpdateReadable();

@@ -93,7 +93,7 @@ std::vector<double> savgol(int64_t length, int64_t left, int64_t right, int deri
             power *= static_cast<double>(k);
             sum += b[i] * power;
         }
-        coefficients[static_cast<size_t>((length - k) % length)] = sum;
+        coefficients[static_cast<size_t>(k > 0 ? length - k : -k)] = sum;
     }
     return coefficients;
 }

@@ -52,9 +52,9 @@ class ParamForm : public QWidget {
     // Gives the keyboard to the editor with the fault.
     void FocusFault();
 
-    // Puts the groups into as many columns as it takes to be at most so high, if three are enough. Answers
-    // the number.
-    int Arrange(int mostHeight);
+    // Puts the groups into as many columns as it takes to be at most so high, of three and of those that are
+    // not too wide. False when it is higher than that.
+    bool Arrange(QSize most);
     // The buttons of actions in the group of results.
     const std::vector<QPushButton*>& ResultActions() const { return resultActions_; }
     // What takes the keyboard, in the order of reading; without the result actions.

@@ -20,7 +20,7 @@ namespace {
 constexpr int mostColumns = 3;
 constexpr int columnGap = 12, groupGap = 10;
 // Widths in letters.
-constexpr int textLetters = 20, shownLetters = 15, noteLetters = 24, unitLetters = 3;
+constexpr int textLetters = 20, shownLetters = 15, noteLetters = 26, unitLetters = 3;
 constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 10, mostCellLetters = 18;
 
 bool IsText(ParamKind kind) {
@@ -292,11 +292,12 @@ void ParamForm::Distribute(int columns) {
     updateGeometry();
 }
 
-int ParamForm::Arrange(int mostHeight) {
+bool ParamForm::Arrange(QSize most) {
     int columns = 1;
-    while (columns < mostColumns && HeightIn(columns, nullptr) > mostHeight) ++columns;
+    while (columns < mostColumns && HeightIn(columns, nullptr) > most.height()) ++columns;
     Distribute(columns);
-    return columns;
+    while (columns > 1 && minimumSizeHint().width() > most.width()) Distribute(--columns);
+    return sizeHint().height() <= most.height();
 }
 
 }  // namespace kymora

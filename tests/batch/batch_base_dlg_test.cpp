@@ -1,5 +1,7 @@
 #include "batch/batch_base_dlg.h"
 
+#include <stdexcept>
+
 #include "document/lists.h"
 #include "support/memory_doc.h"
 #include "support/test_operation.h"
@@ -62,6 +64,18 @@ TEST_F(BatchBaseDlgTest, AnAbandonedRunLeavesNothingBehind) {
     EXPECT_FALSE(operation.Run());
     EXPECT_EQ(host.messages.back().text, "The disk is gone.");
     EXPECT_EQ(Channel(5).Events()[0].onPosition, 7);
+
+    operation.then = []() -> bool { throw std::runtime_error("No memory."); };
+    EXPECT_THROW(operation.Run(), std::runtime_error);
+    EXPECT_EQ(Channel(5).Events()[0].onPosition, 7);
+    EXPECT_EQ(doc->historyLog, "");
+    EXPECT_FALSE(doc->Undo().CanUndo());
+}
+
+TEST_F(BatchBaseDlgTest, AnEntryOfTheHistoryBeginsALine) {
+    doc->historyLog = "made elsewhere";
+    ASSERT_TRUE(operation.Run());
+    EXPECT_TRUE(doc->historyLog.starts_with("made elsewhere\r\n\r\nTest operation\r\n"));
 }
 
 TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "eventanalysis/event_list.h"
 #include "host/memory_file_system.h"
 #include "support/bytes.h"
 #include "support/faulty_file_system.h"
@@ -133,7 +134,13 @@ TEST_F(ConfigFileTest, OtherClassesAndOtherFiles) {
         "Unrecognized configuration file format. Expected CTestOperation but read CEventThreshold.");
     EXPECT_TRUE(operation.m_bConfigError);
     record.className.clear();
-    for (const auto& bytes : {record.Build(), std::vector<std::byte>()})
+    // Other files: a text, one that ends in its first text, a first text that is no name.
+    std::vector<std::byte> text(400, std::byte{'h'});
+    text[40] = std::byte{'\n'};
+    Record words;
+    words.className = u"What I measured";
+    const std::vector<std::byte> cut = {std::byte{0xFF}, std::byte{0xFE}, std::byte{0xFF}, std::byte{9}};
+    for (const auto& bytes : {record.Build(), std::vector<std::byte>(), text, cut, words.Build()})
         ExpectRefused(
             bytes, "Unrecognized configuration file format. Expected CTestOperation but read no identifier.");
     EXPECT_FALSE(LoadConfig(session, operation, "/missing.kymr-cfg"));
@@ -141,8 +148,10 @@ TEST_F(ConfigFileTest, OtherClassesAndOtherFiles) {
     EXPECT_TRUE(Load(Record().Build()));
     EXPECT_FALSE(operation.m_bConfigError) << "the flag is that of the last load";
     EXPECT_EQ(ConfigClassName(session, path), "CTestOperation");
-    files.Put("/cut.kymr-cfg", {std::byte{0xFF}, std::byte{0xFE}, std::byte{0xFF}, std::byte{9}});
-    EXPECT_EQ(ConfigClassName(session, "/cut.kymr-cfg"), "");
+    for (const auto& bytes : {cut, text}) {
+        files.Put("/none.kymr-cfg", bytes);
+        EXPECT_EQ(ConfigClassName(session, "/none.kymr-cfg"), "");
+    }
 }
 
 TEST_F(ConfigFileTest, LaterVersions) {
@@ -198,6 +207,11 @@ TEST_F(ConfigFileTest, ListsOfChannels) {
     record.list = {5, 0, 5};
     EXPECT_TRUE(Load(record.Build()));
     EXPECT_EQ(operation.m_channels, (std::vector<int>{0, 5}));
+    CEventList list, again;
+    list.m_channels = list.m_traces = {2, 0, 2};
+    again.TakeSettings(list.Settings());
+    EXPECT_EQ(again.m_channels, (std::vector<int>{0, 2})) << "an analysis has an order of its own";
+    EXPECT_EQ(again.m_traces, (std::vector<int>{0, 2}));
     // A count above what the file can hold is refused before it is given memory.
     record.list.clear();
     std::vector<std::byte> bytes = record.Build();

@@ -101,6 +101,7 @@ TEST_F(ParamTest, FaultsOfEveryKindChangeNothing) {
         {"level", "nan", "\"Level\" must be a number from -10 to 10."},
         {"level", "", "\"Level\" must be a number from -10 to 10."},
         {"level", "1,5", "\"Level\" must be a number from -10 to 10."},
+        {"level", "+-5", "\"Level\" must be a number from -10 to 10."},
         {"level", "0x1", "\"Level\" must be a number from -10 to 10."},
         {"factor", "1e39", "\"Factor\" needs a number."},
         {"factor", "inf", "\"Factor\" needs a number."},

@@ -64,7 +64,7 @@ class OperationRunTest : public ::testing::Test {
         try {
             CommonOptions options;
             options.yes = yes;
-            CommandContext context(options);
+            SubcommandContext context(options);
             RunOperation(context, operation, request, output);
         } catch (const CommandError& error) {
             if (*error.what() != '\0') TellUser(error.what());
@@ -182,7 +182,7 @@ TEST_F(OperationRunTest, SettingsFollowEachOther) {
     EXPECT_EQ(err, "");
     EXPECT_EQ(Mark({.files = {a}, .settings = {"trace=1", "channel1=b", "destination=d"}, .inPlace = true}),
               0);
-    EXPECT_EQ(err, "kymora: --set trace=1: a later setting has made it 2.\n");
+    EXPECT_EQ(err, "kymora: --set trace=1: other settings have made it 2.\n");
 }
 
 TEST_F(OperationRunTest, SettingsWithoutEffectAreToldOnceAndRun) {
@@ -316,7 +316,7 @@ TEST_F(OperationRunTest, TextsOfOperationsThatList) {
 
 TEST_F(OperationRunTest, LongTextsStream) {
     StringOutput output;
-    CommandContext context{CommonOptions()};
+    SubcommandContext context{CommonOptions()};
     RunOperation(context, listOperation, {.files = {a}, .settings = {"repeats=100000"}}, output);
     EXPECT_EQ(output.text.size(), 100000 * std::string("0 events\nfollowed\n").size());
     EXPECT_LT(output.most, 1000u) << "pieces come as they are made";

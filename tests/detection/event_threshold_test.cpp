@@ -286,7 +286,8 @@ TEST_F(EventThresholdTest, FallbacksSayWhatIsUsedInstead) {
     Set("statsSource", "3");
     ASSERT_TRUE(operation.Run());
     const size_t count = host.messages.size();
-    EXPECT_EQ(host.messages[count - 2].text, "There are no events in channel a, using channel e instead.");
+    EXPECT_EQ(host.messages[count - 2].text,
+              "There are no events in channel a, using channel e instead.\r\n");
     EXPECT_EQ(host.messages[count - 1].text,
               "/data/cell.kymr-dat\r\n\tThreshold Event: Can't find event with tag "
               "'9'. Used first event instead.\r\n");
@@ -300,6 +301,12 @@ TEST_F(EventThresholdTest, FallbacksSayWhatIsUsedInstead) {
     EXPECT_TRUE(host.WasSilent());
     EXPECT_EQ(session.processErrors, noEvents);
     EXPECT_EQ(operation.m_nStatsSource, 3);
+    session.processErrors.clear();
+    Channel(4).AddEvent(100, 200, 0.0f, 9);
+    ASSERT_TRUE(operation.Run());
+    EXPECT_EQ(session.processErrors,
+              "/data/cell.kymr-dat\r\n\tThreshold Event: There are no events in channel "
+              "a, using channel e instead.\r\n");
 }
 
 TEST_F(EventThresholdTest, RefusalsChangeNothing) {

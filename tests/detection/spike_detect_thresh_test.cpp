@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "detection/event_threshold.h"
 #include "support/bytes.h"
@@ -84,6 +85,28 @@ TEST_F(SpikeDetectThreshTest, UserLevelsFindEachSpike) {
     EXPECT_EQ(Found().size(), 20u);
     ASSERT_TRUE(doc->Undo().Undo());
     EXPECT_EQ(Found(), Every500(402));
+    // However long the time: the first spike stands, and no other one.
+    Set("refractoryTime", "3e38");
+    ASSERT_TRUE(operation.Run());
+    EXPECT_EQ(Found(), std::vector<int>{402});
+}
+
+TEST_F(SpikeDetectThreshTest, TheChannelKeepsNothingOfAnEarlierDetection) {
+    DetectionParameters& kept = doc->eventChannels[2].detection;
+    kept.thresholdLevel = 77.0f;
+    kept.thresholdHysteresis = 66.0f;
+    kept.thresholdMinimum = 55.0f;
+    Set("upperThreshold", "4");
+    Set("lowerThreshold", "-5");
+    Set("direction", "-ve");
+    ASSERT_TRUE(operation.Run());
+    DetectionParameters expected;
+    expected.analysisEnd = 100.0f;
+    expected.thresholdLevel = -5.0f;
+    expected.thresholdMode = 1;
+    expected.thresholdOnsetA = 4.0f;
+    expected.thresholdOnsetB = -5.0f;
+    EXPECT_EQ(kept, expected);
 }
 
 TEST_F(SpikeDetectThreshTest, PeakToPeakTakesPairs) {
@@ -210,6 +233,24 @@ TEST_F(SpikeDetectThreshTest, TheChartShowsSeriesLevelsAndSpikes) {
     EXPECT_EQ(operation.Params().Find("spikeCount")->shown(), "8");
 }
 
+TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheChart) {
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    // Bins of three: a spike beside a sample that is none, on either side, and a bin without any.
+    std::vector<float> samples(4002, 0.0f);
+    samples[300] = 9.0f, samples[301] = nan;
+    samples[601] = nan, samples[602] = -9.0f;
+    samples[900] = samples[901] = samples[902] = nan;
+    samples[1201] = 7.0f, samples[1202] = nan;
+    doc = MemoryDoc::Make(session, {samples}, 0.1);
+    operation.CheckChangeDoc(doc.get());
+    Set("displayDuration", "1000");
+    const auto chart = operation.GetChart();
+    const std::vector<float>& y = chart->series[0].y;
+    ASSERT_LT(y.size(), samples.size());
+    for (const float peak : {9.0f, -9.0f, 7.0f}) EXPECT_EQ(std::count(y.begin(), y.end(), peak), 1) << peak;
+    EXPECT_EQ(std::count_if(y.begin(), y.end(), [](float value) { return std::isnan(value); }), 1);
+}
+
 TEST_F(SpikeDetectThreshTest, CancellingChangesNothing) {
     const auto longDoc = MemoryDoc::Generate(
         session, 1, 6'000'000, [](int, int64_t i) { return Value(i); }, 0.1);
@@ -246,9 +287,12 @@ TEST_F(SpikeDetectThreshTest, TheRecordOfAConfigurationFile) {
     // What a run over a region needs stands behind that.
     operation.m_dHalfWindowTime = 2.5;
     operation.m_nIterations = 3;
+    // Both forms of the half window agree after a load: 2.5 ms are 25 samples.
     bytes.data[version] = std::byte{2};
     bytes.F64(2.5).I32(3).U8(0).I32(0).F64(operation.m_dRegionStart).F64(operation.m_dRegionEnd);
     EXPECT_EQ(operation.Settings(), bytes.data);
+    operation.TakeSettings(bytes.data);
+    EXPECT_EQ(operation.m_nHalfWindow, 25);
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ namespace kymora {
 namespace {
 
 constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
-constexpr int roomOfButtons = 90;                        // pixels: message, buttons, margins
-constexpr int leastPaneWidth = 340, leastPaneHeight = 220;
+constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
+constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220;
 constexpr int drawAfterMs = 150;  // without another letter
 
 QString FirstFile(const QMimeData& data) {
@@ -150,25 +150,25 @@ void CEventBaseNonModalDlg::ArrangePanes() {
     const int room = most.height() - roomOfButtons;
     const int bar = area_->verticalScrollBar()->sizeHint().width();
     const bool hasPane = results_ || chart_;
-    const auto arranged = [&](int height) {
-        form_->Arrange(height);
-        return form_->sizeHint().height() <= height;
-    };
+    const int paneWidth = chart_ ? leastChartWidth : leastTextWidth;
+    const auto arranged = [&](int height) { return form_->Arrange({most.width() - 2 * bar, height}); };
     const bool isWhole = arranged(room);
-    const bool hasRoomBeside = form_->sizeHint().width() + bar + leastPaneWidth <= most.width();
+    const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
     bool above = hasPane && !(isWhole && hasRoomBeside);
     if (above && !arranged(room - leastPaneHeight) && hasRoomBeside) {
         above = false;
-        form_->Arrange(room);
+        arranged(room);
     }
     panes_->setOrientation(above ? Qt::Vertical : Qt::Horizontal);
     shown_->setOrientation(above ? Qt::Horizontal : Qt::Vertical);
     shown_->setVisible(hasPane);
     panes_->setStretchFactor(0, hasPane ? 0 : 1);
     panes_->setStretchFactor(1, 1);
+    if (chart_) shown_->setStretchFactor(shown_->indexOf(chart_), 3);
+    if (results_) shown_->setStretchFactor(shown_->indexOf(results_), 1);
     // The parameters scroll upwards where the screen is small, never sideways.
     area_->setMinimumWidth(form_->minimumSizeHint().width() + bar);
-    shown_->setMinimumSize(above ? 0 : leastPaneWidth, above ? leastPaneHeight : 0);
+    shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastPaneHeight : 0);
     OrderTabs();
 }
 

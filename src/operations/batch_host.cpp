@@ -1,4 +1,4 @@
-#include "batch/batch_host.h"
+#include "operations/batch_host.h"
 
 #include <algorithm>
 

@@ -4,10 +4,10 @@
 
 #include <utility>
 
-#include "batch/batch_run.h"
 #include "batch/save_result.h"
 #include "document/native_writer.h"
 #include "import/open_document.h"
+#include "operations/batch_run.h"
 #include "operations/operations.h"
 
 namespace kymora {

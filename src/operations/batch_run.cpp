@@ -1,13 +1,13 @@
-#include "batch/batch_run.h"
+#include "operations/batch_run.h"
 
 #include <fmt/format.h>
 
 #include <utility>
 
-#include "batch/batch_host.h"
 #include "batch/save_result.h"
 #include "document/native_writer.h"
 #include "import/open_document.h"
+#include "operations/batch_host.h"
 #include "operations/operations.h"
 
 namespace kymora {

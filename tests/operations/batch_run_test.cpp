@@ -1,4 +1,4 @@
-#include "batch/batch_run.h"
+#include "operations/batch_run.h"
 
 #include <gtest/gtest.h>
 
