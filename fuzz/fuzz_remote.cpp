@@ -1,10 +1,12 @@
 // Any bytes as what a sender writes, in pieces, first without and then with the token.
 
 #include <algorithm>
+#include <map>
 #include <vector>
 
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
+#include "operations/operations.h"
 #include "remote/line_buffer.h"
 #include "remote/remote_session.h"
 
@@ -56,6 +58,17 @@ class OneView : public kymora::RemoteTarget {
         if (mouse.type == kymora::RemoteMouse::Type::release) view_.MouseUp(mouse.event);
         if (mouse.type == kymora::RemoteMouse::Type::doubleClick) view_.MouseDoubleClick(mouse.event);
     }
+    kymora::CBatchBaseDlg& OpenOperation(const kymora::Operation& operation) override {
+        auto& block = operations_[&operation];
+        if (!block) block = operation.make();
+        block->CheckChangeDoc(&doc_);
+        block->CheckChangeView(&view_);
+        return *block;
+    }
+    void OperationChanged(const kymora::Operation&) override {}
+    bool RunOperation(const kymora::Operation& operation) override { return operations_[&operation]->Run(); }
+    void CloseOperation(const kymora::Operation& operation) override { operations_.erase(&operation); }
+    std::vector<std::byte> OperationPicture(const kymora::Operation&) override { return {}; }
     std::string OpenDialog() override { return {}; }
     bool Quit() override { return doc_.SaveModified(); }
 
@@ -63,6 +76,7 @@ class OneView : public kymora::RemoteTarget {
     kymora::Session& session_;
     ShortDoc doc_;
     kymora::CKymoraView view_;
+    std::map<const kymora::Operation*, std::unique_ptr<kymora::CBatchBaseDlg>> operations_;
 };
 
 void Drive(kymora::RemoteSession& session, std::string_view text) {

@@ -84,6 +84,9 @@ class CBatchBaseDlg {
     // The record in memory: the last settings of a session, and the way back when a load fails.
     std::vector<std::byte> Settings();
     void TakeSettings(std::span<const std::byte> record);
+    // The settings that were taken are those of a file that the user named: none is moved to where it would fit
+    // without anybody seeing it.
+    virtual void SettingsWereChosen() {}
 
     // --- what it does ---
     // Runs the operation as one step that can be undone, and updates the views. What refuses it is told to

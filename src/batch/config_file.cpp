@@ -65,6 +65,7 @@ bool LoadConfig(Session& session, CBatchBaseDlg& operation, const std::filesyste
         isWrongClass = operation.m_bConfigError;
         fault = error.what();
     }
+    if (fault.empty()) operation.SettingsWereChosen();
     operation.CheckChangeDoc(doc);
     if (fault.empty()) return true;
     operation.TakeSettings(before);

@@ -118,6 +118,11 @@ class OperationRun {
         }
     }
 
+    // What two names of one place become, also where nothing stands there yet.
+    static std::filesystem::path Normal(const std::filesystem::path& path) {
+        return std::filesystem::absolute(path).lexically_normal();
+    }
+
     void CheckTargets() {
         if (request_.output) CheckOutput(*request_.output);
         if (!request_.writeNew) return;
@@ -125,7 +130,7 @@ class OperationRun {
         for (const std::string& file : files_) targets.push_back(NativeNameBeside(file, true));
         for (const auto& target : targets)
             for (const std::string& file : files_)
-                if (context_.IsOneFile(target, file))
+                if (context_.IsOneFile(target, file) || Normal(target) == Normal(file))
                     Wrong(file + " would be replaced by a result and is also named itself.");
         const std::vector<size_t> last = LastWithTarget(targets);
         std::vector<std::string> kept;
@@ -210,6 +215,7 @@ class OperationRun {
             // this recording without anybody seeing it.
             block->m_bBatch = true;
             block->TakeSettings(record_);
+            block->SettingsWereChosen();
         }
         block->CheckChangeDoc(&doc);
         block->m_bBatch = false;

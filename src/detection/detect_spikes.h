@@ -20,6 +20,7 @@ class CDetectSpikes : public CEventWndBaseDlg {
     const char* Title() const override { return "Detect Outliers"; }
 
     void Serialize(CArchive& archive) override;
+    void SettingsWereChosen() override { m_isChosen = true; }
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
     void CheckChangeView(DocumentView* view) override;

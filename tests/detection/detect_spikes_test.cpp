@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "batch/config_file.h"
 #include "detection/event_threshold.h"
 #include "support/bytes.h"
 #include "support/memory_doc.h"
@@ -100,6 +101,17 @@ TEST_F(DetectSpikesTest, Refusals) {
     for (int channel = 0; channel < 26; ++channel)
         doc->eventChannels[static_cast<size_t>(channel)].AddEvent(1, 2);
     EXPECT_EQ(refusal(), "There are no empty event channels to store results in. Cancelling.");
+}
+
+TEST_F(DetectSpikesTest, ADestinationFromAFileIsNotMoved) {
+    CDetectSpikes saved;
+    saved.m_nDestination = 3;
+    ASSERT_TRUE(SaveConfig(session, saved, "/outliers.kymr-cfg"));
+    doc->eventChannels[3].AddEvent(1, 2);
+    ASSERT_TRUE(LoadConfig(session, operation, "/outliers.kymr-cfg"));
+    EXPECT_EQ(operation.m_nDestination, 3);
+    EXPECT_FALSE(operation.Run());
+    EXPECT_EQ(doc->GetNumEvents(3), 1);
 }
 
 TEST_F(DetectSpikesTest, TheCursorsOfTheViewAreTheNoise) {
