@@ -108,6 +108,7 @@ std::string FaultOf(std::string_view text) {
 struct Expression::Parser {
     mu::Parser parser;
     bool isParsed = false;
+    std::vector<std::string> usedNames;
 };
 
 Expression::Expression(std::mt19937& random) : parser_(std::make_unique<Parser>()) {
@@ -135,11 +136,14 @@ void Expression::Bind(const std::string& name, double& variable) {
 
 std::string Expression::Parse(std::string_view text) {
     parser_->isParsed = false;
+    parser_->usedNames.clear();
     if (std::string fault = FaultOf(text); !fault.empty()) return fault;
     try {
         parser_->parser.SetExpr(WithDefaultArguments(std::string(text)));
+        const mu::varmap_type used = parser_->parser.GetUsedVar();
         parser_->parser.Eval();
         if (parser_->parser.GetNumResults() != 1) return "The equation has more than one value.";
+        for (const auto& [name, variable] : used) parser_->usedNames.push_back(name);
         parser_->isParsed = true;
         return {};
     } catch (const mu::ParserError& error) {
@@ -156,6 +160,15 @@ double Expression::Evaluate() {
     } catch (const mu::ParserError&) {
         return notANumber;
     }
+}
+
+std::vector<std::string> Expression::UsedNames() const { return parser_->usedNames; }
+
+void EquationVariables::BindTo(Expression& expression) {
+    expression.Bind("t", abscissa);
+    expression.Bind("x", abscissa);
+    for (size_t i = 0; i < parameters.size(); ++i)
+        expression.Bind(std::string(1, static_cast<char>('a' + i)), parameters[i]);
 }
 
 }  // namespace kymora

@@ -4,10 +4,12 @@
 // draw random numbers: rndu(from, to) uniform, rndn(mean, sd) normal, rndp(mean) Poisson, rndo(mean)
 // one-sided (exponential). Without arguments these four take 0 and 1, or a mean of 1.
 
+#include <array>
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kymora {
 
@@ -30,9 +32,21 @@ class Expression {
     // results are values like others.
     double Evaluate();
 
+    // The names of the variables that the equation uses; none when it has been refused.
+    std::vector<std::string> UsedNames() const;
+
   private:
     struct Parser;
     std::unique_ptr<Parser> parser_;
+};
+
+// What an equation of one abscissa and eight parameters is made of, as test and curve equations are. It must
+// outlive the expression that it is bound to.
+struct EquationVariables {
+    double abscissa = 0.0;               // "t" and "x"
+    std::array<double, 8> parameters{};  // "a" to "h"
+
+    void BindTo(Expression& expression);
 };
 
 }  // namespace kymora

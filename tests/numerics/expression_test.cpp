@@ -103,5 +103,20 @@ TEST_F(ExpressionTest, DrawsComeFromTheGivenGenerator) {
     EXPECT_NE(first[0], first[1]);
 }
 
+TEST_F(ExpressionTest, TellsWhichVariablesItUses) {
+    EquationVariables variables;
+    variables.BindTo(expression);
+    EXPECT_EQ(Value("x + 3*a"), 0.0);
+    EXPECT_EQ(expression.UsedNames(), (std::vector<std::string>{"a", "x"}));
+    variables.abscissa = 2.0;
+    variables.parameters = {1.0, 10.0, 0.0, 0.0, 0.0, 0.0, 0.0, 100.0};
+    EXPECT_EQ(Value("x + 3*a"), 5.0);
+    EXPECT_EQ(Value("t + b + h"), 112.0);
+    EXPECT_EQ(Value("1 < 2 ? t : c"), 2.0);
+    EXPECT_EQ(expression.UsedNames(), (std::vector<std::string>{"c", "t"}));
+    EXPECT_NE(expression.Parse("a +"), "");
+    EXPECT_TRUE(expression.UsedNames().empty());
+}
+
 }  // namespace
 }  // namespace kymora

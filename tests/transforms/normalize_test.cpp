@@ -1,0 +1,272 @@
+// Normalisation to extremes and to a resting value.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "kernel_fixture.h"
+#include "transforms/normalize.h"
+#include "transforms/run_reader.h"
+
+namespace kymora {
+namespace {
+
+using Samples = std::vector<float>;
+
+struct Result {
+    NormalizeOutcome outcome;
+    Samples samples;
+};
+
+Result InMemory(const Samples& input, const NormalizeSettings& settings) {
+    Result result{{}, Samples(input.size())};
+    result.outcome = Normalize(input, settings, result.samples);
+    return result;
+}
+
+Result Streamed(const Samples& input, const NormalizeSettings& settings, const KernelPoll& goOn = {}) {
+    const SourceMaker make = [&] { return std::make_unique<VectorSource>(input); };
+    VectorSink sink;
+    const NormalizeOutcome outcome =
+        Normalize(make, static_cast<int64_t>(input.size()), settings, sink, goOn);
+    return {outcome, sink.samples};
+}
+
+NormalizeSettings Extremes(NormType type) {
+    NormalizeSettings settings;
+    settings.type = type;
+    return settings;
+}
+
+NormalizeSettings DeltaF(F0Method method) {
+    NormalizeSettings settings;
+    settings.type = NormType::deltaF;
+    settings.method = method;
+    return settings;
+}
+
+TEST(NormalizeTest, ToTheExtremes) {
+    const Samples input = {2, 4, -2, 6, 0};
+    EXPECT_EQ(InMemory(input, Extremes(NormType::zeroToOne)).samples, (Samples{0.5f, 0.75f, 0, 1, 0.25f}));
+    EXPECT_EQ(InMemory(input, Extremes(NormType::minusOneToOne)).samples, (Samples{0, 0.5f, -1, 1, -0.5f}));
+    EXPECT_EQ(InMemory({2, 4, -2, 8, 0}, Extremes(NormType::maxToOne)).samples,
+              (Samples{0.25f, 0.5f, -0.25f, 1, 0}));
+}
+
+TEST(NormalizeTest, AConstantHasNoRange) {
+    for (const NormType type : {NormType::zeroToOne, NormType::minusOneToOne}) {
+        for (const Result& result : {InMemory(Samples(4, 3), Extremes(type)), Streamed({7}, Extremes(type)),
+                                     Streamed({0, 9e-8f}, Extremes(type))}) {
+            EXPECT_FALSE(result.outcome.isDone);
+            EXPECT_STREQ(result.outcome.message,
+                         "The data range is very close to 0, so normalization will fail");
+        }
+        EXPECT_TRUE(InMemory({0, 1.1e-7f}, Extremes(type)).outcome.isDone);
+    }
+    EXPECT_EQ(InMemory(Samples(4, 3), Extremes(NormType::maxToOne)).samples, Samples(4, 1));
+}
+
+TEST(NormalizeTest, NotANumbersHaveNoPartInTheExtremes) {
+    const Samples input = {notANumber, 0, 4, notANumber, 1};
+    EXPECT_TRUE(AreSame(InMemory(input, Extremes(NormType::zeroToOne)).samples,
+                        {notANumber, 0, 1, notANumber, 0.25f}));
+}
+
+TEST(NormalizeTest, ToTheAverageOfTheRun) {
+    NormalizeSettings settings = DeltaF(F0Method::whole);
+    settings.background = 1;
+    settings.f0Offset = 2;
+    // The mean is 5, F0 = 5 - 1, the denominator 4 + 2.
+    const Result result = InMemory({1, 10, 4}, settings);
+    EXPECT_EQ(result.samples, (Samples{-0.5f, 1, 0}));
+    EXPECT_EQ(result.outcome.f0, 4.0f);
+}
+
+TEST(NormalizeTest, ToTheAverageOfTheUsersTimes) {
+    NormalizeSettings settings = DeltaF(F0Method::userTimes);
+    settings.sampleInterval = 0.5;
+    settings.f0Start = 0.8f;     // sample 2 after rounding
+    settings.f0Duration = 1.2f;  // 2 samples
+    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 2.0f);
+    settings.f0Duration = 100;  // uses what there is
+    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 4.0f);
+    settings.f0Duration = 0.1f;  // one sample at least
+    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 1.0f);
+    for (const Result& result : {InMemory({9, 9}, settings), Streamed({9, 9}, settings)}) {
+        EXPECT_FALSE(result.outcome.isDone);
+        EXPECT_TRUE(result.samples == Samples(result.samples.size()));
+        EXPECT_STREQ(result.outcome.message,
+                     "The user-specified duration of the average is longer than the recording/episode.");
+    }
+    EXPECT_TRUE(InMemory({9, 9, 7}, settings).outcome.isDone);
+}
+
+TEST(NormalizeTest, TheUsersTimesCountGapsThatAreLeftOut) {
+    const std::vector<uint32_t> runs = {3, 5, 4, 2, 6};  // samples 0-2, 8-11, 14-19
+    const auto without = [&](int64_t first, int64_t count) {
+        const SampleStretch stretch = WithoutGaps({first, count}, runs);
+        return std::pair(stretch.first, stretch.count);
+    };
+    EXPECT_EQ(without(1, 2), std::pair(int64_t{1}, int64_t{2}));
+    EXPECT_EQ(without(2, 7), std::pair(int64_t{2}, int64_t{2}));
+    EXPECT_EQ(without(4, 2), std::pair(int64_t{3}, int64_t{0}));
+    EXPECT_EQ(without(9, 7), std::pair(int64_t{4}, int64_t{5}));
+    EXPECT_EQ(without(25, 3), std::pair(int64_t{13}, int64_t{0}));
+    EXPECT_EQ(without(0, 100), std::pair(int64_t{0}, int64_t{13}));
+    NormalizeSettings settings = DeltaF(F0Method::userTimes);
+    settings.validRuns = runs;
+    settings.f0Start = 8;
+    settings.f0Duration = 2;
+    Samples samples(13);
+    std::iota(samples.begin(), samples.end(), 0.0f);
+    EXPECT_EQ(InMemory(samples, settings).outcome.f0, 3.5f);
+    settings.f0Start = 5;
+    EXPECT_FALSE(InMemory(samples, settings).outcome.isDone) << "nothing but a gap";
+}
+
+TEST(NormalizeTest, ToAValue) {
+    NormalizeSettings settings = DeltaF(F0Method::explicitValue);
+    settings.f0Value = 4;
+    settings.f0Offset = 100;   // neither of these
+    settings.background = 50;  // belongs to this method
+    const Result result = InMemory({4, 8, 2}, settings);
+    EXPECT_EQ(result.samples, (Samples{0, 1, -0.5f}));
+    EXPECT_EQ(result.outcome.f0, 4.0f);
+}
+
+// The two forms have always said it differently.
+TEST(NormalizeTest, AnAverageNearZeroIsRefused) {
+    const NormalizeSettings settings = DeltaF(F0Method::whole);
+    EXPECT_STREQ(
+        InMemory({-1, 1}, settings).outcome.message,
+        "he average value is very close to 0, so normalization will fail. Suggest increase F0 offset.");
+    const Result streamed = Streamed({-1, 1}, settings);
+    EXPECT_STREQ(
+        streamed.outcome.message,
+        "The average value is very close to 0, so normalization will fail. Suggest increase F0 offset.");
+    EXPECT_FALSE(streamed.outcome.isDone);
+    EXPECT_TRUE(streamed.samples.empty());
+    EXPECT_TRUE(InMemory({-1, 1.1f}, settings).outcome.isDone);
+}
+
+TEST(NormalizeTest, ANotANumberInTheAverageIsToldToTheLog) {
+    const Result result = InMemory({1, notANumber, 2}, DeltaF(F0Method::whole));
+    EXPECT_TRUE(AreSame(result.samples, Samples(3, notANumber)));
+    EXPECT_STREQ(result.outcome.note, averageNotFiniteText);
+    EXPECT_STREQ(InMemory({1, 2}, DeltaF(F0Method::whole)).outcome.note, "");
+    NormalizeSettings settings = DeltaF(F0Method::explicitValue);
+    EXPECT_TRUE(AreSame(InMemory({1, notANumber, 2}, settings).samples, {0, notANumber, 1}));
+}
+
+// A million samples of 0.1: a plain float sum would be off by a percent.
+TEST(NormalizeTest, TheAverageIsDouble) {
+    EXPECT_EQ(InMemory(Samples(1000000, 0.1f), DeltaF(F0Method::whole)).outcome.f0, 0.1f);
+}
+
+// The percentile of the window around each sample, by sorting it.
+Samples PlainPercentile(const Samples& w, size_t half, int percentile, float offset) {
+    const size_t window = 2 * half + 1;
+    const auto rank = static_cast<size_t>(
+        std::max(1.0, std::floor(static_cast<double>(window) * (100 - percentile) / 100.0 + 0.5)));
+    Samples output(w.size());
+    for (size_t i = 0; i < w.size(); ++i) {
+        const size_t centre = std::clamp(i, half, w.size() - 1 - half);
+        Samples sorted(&w[centre - half], &w[centre - half] + window);
+        std::sort(sorted.begin(), sorted.end(), std::greater<>());
+        const float baseline = sorted[rank - 1];
+        output[i] = (w[i] - baseline) / (baseline + offset);
+    }
+    return output;
+}
+
+TEST(NormalizeTest, PercentileBaseline) {
+    NormalizeSettings settings = DeltaF(F0Method::percentile);
+    settings.f0Offset = 0.5f;
+    settings.background = 2.0f;
+    for (const size_t half : {0, 1, 7, 49}) {
+        for (const int percentile : {0, 8, 50, 93, 100}) {
+            settings.halfWindow = static_cast<int>(half);
+            settings.percentile = percentile;
+            for (const size_t length :
+                 {size_t{1}, size_t{2}, size_t{3}, size_t{15}, size_t{99}, size_t{500}}) {
+                const Samples input = NoiseRun(length);
+                const Result result = InMemory(input, settings);
+                const Result streamed = Streamed(input, settings);
+                if (length < 2 * half + 1) {
+                    EXPECT_FALSE(result.outcome.isDone);
+                    EXPECT_STREQ(result.outcome.message, "");
+                    EXPECT_STREQ(result.outcome.note, runShorterThanWindowText);
+                    EXPECT_FALSE(streamed.outcome.isDone);
+                    continue;
+                }
+                Samples less = input;
+                for (float& value : less) value -= settings.background;
+                EXPECT_TRUE(result.outcome.isDone);
+                EXPECT_FALSE(result.outcome.f0.has_value());
+                EXPECT_TRUE(AreSame(result.samples, PlainPercentile(less, half, percentile, 0.5f)))
+                    << half << " " << percentile << " " << length;
+                EXPECT_TRUE(AreSame(streamed.samples, result.samples));
+            }
+        }
+    }
+}
+
+TEST(NormalizeTest, LowestAverage) {
+    NormalizeSettings settings = DeltaF(F0Method::lowestAverage);
+    settings.halfWindow = 1;
+    settings.background = 1;
+    settings.f0Offset = 1;
+    // The windows' sums, less the background, are 12 9 6 9 12: F0 = 2, the denominator 3.
+    const Samples input = {5, 6, 4, 2, 3, 7, 5};
+    const Samples expected = {2 / 3.0f, 1, 1 / 3.0f, -1 / 3.0f, 0, 4 / 3.0f, 2 / 3.0f};
+    const Result result = InMemory(input, settings);
+    EXPECT_EQ(result.outcome.f0, 2.0f);
+    EXPECT_EQ(result.samples, expected);
+    const Result streamed = Streamed(input, settings);
+    EXPECT_EQ(streamed.outcome.f0, 2.0f);
+    EXPECT_EQ(streamed.samples, expected);
+    EXPECT_TRUE(InMemory({5, 6, 4}, settings).outcome.isDone);
+    const Result tooShort = InMemory({5, 6}, settings);
+    EXPECT_FALSE(tooShort.outcome.isDone);
+    EXPECT_STREQ(tooShort.outcome.message, "");
+    EXPECT_FALSE(Streamed(input, settings, [](int64_t) { return false; }).outcome.isDone);
+}
+
+// Noise with a dip: both forms find the region that a plain search in double finds.
+TEST(NormalizeTest, LowestAverageOfALongRun) {
+    Samples input = NoiseRun(50000);
+    for (size_t i = 31000; i < 31300; ++i) input[i] -= 20;
+    constexpr size_t window = 201;
+    double lowest = 1e300;
+    for (size_t start = 0; start + window <= input.size(); ++start)
+        lowest = std::min(lowest, std::accumulate(&input[start], &input[start] + window, 0.0) / window);
+    NormalizeSettings settings = DeltaF(F0Method::lowestAverage);
+    settings.halfWindow = 100;
+    EXPECT_NEAR(InMemory(input, settings).outcome.f0.value(), lowest, 1e-3);
+    int64_t polled = 0;
+    const Result streamed = Streamed(input, settings, [&](int64_t) { return ++polled > 0; });
+    EXPECT_NEAR(streamed.outcome.f0.value(), lowest, 1e-5);
+    EXPECT_GT(polled, 5);
+}
+
+TEST(NormalizeTest, StreamsGiveWhatMemoryGives) {
+    std::vector<NormalizeSettings> all = {Extremes(NormType::zeroToOne), Extremes(NormType::minusOneToOne),
+                                          Extremes(NormType::maxToOne),  DeltaF(F0Method::whole),
+                                          DeltaF(F0Method::userTimes),   DeltaF(F0Method::explicitValue),
+                                          DeltaF(F0Method::percentile)};
+    all[4].f0Start = 3;
+    all[6].halfWindow = 2;
+    for (const NormalizeSettings& settings : all) {
+        for (const size_t length : runLengths) {
+            const Samples input = NoiseRun(length);
+            const Result memory = InMemory(input, settings), streamed = Streamed(input, settings);
+            EXPECT_EQ(memory.outcome.isDone, streamed.outcome.isDone) << length;
+            EXPECT_EQ(memory.outcome.f0, streamed.outcome.f0);
+            EXPECT_TRUE(!memory.outcome.isDone || AreSame(memory.samples, streamed.samples)) << length;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kymora
