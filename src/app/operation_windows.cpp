@@ -6,8 +6,8 @@
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
-#include "operations/batch_run.h"
 #include "batch/config_file.h"
+#include "operations/batch_run.h"
 
 namespace kymora {
 
@@ -103,8 +103,11 @@ void OperationWindows::SetActive(CChildFrame* child) {
         connect(&child->Widget(), &ViewWidget::DocumentChanged, this, &OperationWindows::OnDocumentChanged);
         seen_ = SeenOf(child->View());
     }
-    for (CEventBaseNonModalDlg* window : Windows())
+    for (CEventBaseNonModalDlg* window : Windows()) {
         window->SetActive(child ? &child->Document() : nullptr, child ? &child->View() : nullptr);
+        window->Block().SuggestSettings();
+        window->Refresh();
+    }
 }
 
 void OperationWindows::Forget(const CChildFrame* child) {

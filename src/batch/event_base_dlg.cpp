@@ -100,7 +100,8 @@ void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
 
 void CEventBaseDlg::SuggestSettings() {
     const CDataDoc* doc = Document();
-    if (!doc || !Has(usesDestination) || doc->GetNumEvents(m_nDestination) == 0) return;
+    if (!doc || !Has(usesDestination) || m_isDestinationChosen) return;
+    if (doc->GetNumEvents(m_nDestination) == 0) return;
     const int free = doc->FirstFreeChannel();
     if (free >= 0 && free < doc->GetSession().options.eventChannelMode) m_nDestination = free;
 }
@@ -179,6 +180,7 @@ std::string CEventBaseDlg::CheckSettings() {
 }
 
 void CEventBaseDlg::OnEventChanChanged(int channel) {
+    if (channel == 0) m_isDestinationChosen = true;
     const CDataDoc* doc = Document();
     if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || m_bBatch) return;
     const CEventChan& chan = doc->eventChannels[static_cast<size_t>(m_nChannel1)];

@@ -64,7 +64,9 @@ class CEventBaseDlg : public CBatchBaseDlg {
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
     // A destination that holds no events, so that the first press of the button replaces nothing.
+    // Nothing where the user has chosen one.
     void SuggestSettings() override;
+    void SettingsWereChosen() override { m_isDestinationChosen = true; }
 
     int32_t m_nChannel1 = 0, m_nChannel2 = 1, m_nChannel3 = 2;
     int32_t m_nDestination = 0;
@@ -98,6 +100,7 @@ class CEventBaseDlg : public CBatchBaseDlg {
 
   private:
     unsigned m_uses;
+    bool m_isDestinationChosen = false;
 };
 
 // Adds the analysis region: whole file, visible screen, user set.

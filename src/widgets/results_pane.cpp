@@ -127,17 +127,19 @@ void ResultsPane::SetColumns(const std::string& text) {
 }
 
 void ResultsPane::Copy() {
-    QString all = text_->toPlainText();
-    if (isCut_) {
-        std::string text;
-        writer_([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        all = ToQString(text);
-    }
-    all.replace("\r\n", "\n");
-    QGuiApplication::clipboard()->setText(all);
+    if (!isCut_) return QGuiApplication::clipboard()->setText(text_->toPlainText());
+    std::string text;
+    bool isTooLong = false;
+    writer_([&](std::string_view piece) {
+        for (const char c : piece)
+            if (c != '\r') text += c;
+        isTooLong = text.size() > mostCopiedResults;
+        return !isTooLong;
+    });
+    if (isTooLong)
+        notice_->setText(tr(tooLongToCopyText));
+    else
+        QGuiApplication::clipboard()->setText(ToQString(text));
 }
 
 }  // namespace kymora

@@ -17,7 +17,10 @@ namespace kymora {
 
 inline constexpr const char* resultsCutText =
     "Not all data displayed in Results. Consider saving to disk instead.";
-inline constexpr size_t mostShownResults = size_t{1} << 20;  // bytes
+inline constexpr const char* tooLongToCopyText =
+    "This result is too long for the clipboard. Consider saving to disk instead.";
+inline constexpr size_t mostCopiedResults = size_t{256} << 20;  // bytes
+inline constexpr size_t mostShownResults = size_t{1} << 20;     // bytes
 
 class ResultsPane : public QWidget {
     Q_OBJECT

@@ -190,6 +190,10 @@ TEST_F(BatchBaseDlgTest, TheFirstDestinationHoldsNoEvents) {
     Channel(0).AddEvent(1, 2), Channel(1).AddEvent(1, 2);
     operation.SuggestSettings();
     EXPECT_EQ(operation.m_nDestination, 2);
+    // The user's own choice stays.
+    ASSERT_EQ(operation.Params().Find("destination")->SetFromText("a"), "");
+    operation.SuggestSettings();
+    EXPECT_EQ(operation.m_nDestination, 0);
 }
 
 }  // namespace
