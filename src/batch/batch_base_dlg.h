@@ -84,8 +84,8 @@ class CBatchBaseDlg {
     // The record in memory: the last settings of a session, and the way back when a load fails.
     std::vector<std::byte> Settings();
     void TakeSettings(std::span<const std::byte> record);
-    // The settings that were taken are those of a file that the user named: none is moved to where it would fit
-    // without anybody seeing it.
+    // The settings that were taken are those of a file that the user named: none is moved to where it would
+    // fit without anybody seeing it.
     virtual void SettingsWereChosen() {}
 
     // --- what it does ---
