@@ -36,23 +36,8 @@ bool CAnalysisRgn::Ask(CDataDoc& doc, const std::string& title, const std::strin
 }
 
 std::vector<SampleSpan> CAnalysisRgn::GetSpans(const CDataDoc& doc, const DocumentView* view) const {
-    std::vector<SampleSpan> spans;
-    switch (m_nRegionMode) {
-    case regionWholeFile:
-        spans = {{0, static_cast<int32_t>(doc.GetLength())}};
-        break;
-    case regionVisible:
-        spans = {VisibleSpan(doc, view)};
-        break;
-    case regionUserSet:
-        spans = {{doc.PositionOf(m_dRegionStart), doc.PositionOf(m_dRegionEnd)}};
-        break;
-    case regionGate:
-        for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(m_nGateChannel)].Events())
-            spans.push_back({event.onPosition, event.offPosition});
-        break;
-    }
-    for (SampleSpan& span : spans) span = HeldTo(doc, span);
+    std::vector<SampleSpan> spans =
+        RegionSpans(doc, view, {m_nRegionMode, m_dRegionStart, m_dRegionEnd, m_nGateChannel});
     std::erase_if(spans, [](const SampleSpan& span) { return span.first >= span.end; });
     return spans;
 }

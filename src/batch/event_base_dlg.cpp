@@ -64,6 +64,24 @@ SampleSpan HeldTo(const CDataDoc& doc, SampleSpan span) {
     return {first, std::clamp(span.end, first, length)};
 }
 
+std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* view,
+                                    const AnalysisRegion& region) {
+    std::vector<SampleSpan> spans;
+    switch (region.mode) {
+    case regionWholeFile:
+        return {{0, static_cast<int32_t>(doc.GetLength())}};
+    case regionVisible:
+        return {HeldTo(doc, VisibleSpan(doc, view))};
+    case regionUserSet:
+        return {HeldTo(doc, {doc.PositionOf(region.start), doc.PositionOf(region.end)})};
+    case regionGate:
+        for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(region.gateChannel)].Events())
+            spans.push_back(HeldTo(doc, {event.onPosition, event.offPosition}));
+        break;
+    }
+    return spans;
+}
+
 // --- CEventBaseDlg ---
 
 void CEventBaseDlg::Serialize(CArchive& archive) {
@@ -247,13 +265,11 @@ void CEventWndBaseDlg::RetrieveData(int how) {
 SampleSpan CEventWndBaseDlg::GetRegion() {
     const CDataDoc* doc = Document();
     if (!doc) return {};
-    if (m_nRegionMode == regionWholeFile) return {0, static_cast<int32_t>(doc->GetLength())};
-    if (m_nRegionMode == regionVisible) return HeldTo(*doc, VisibleSpan(*doc, View()));
-    if (!(m_dRegionEnd > m_dRegionStart)) {
+    if (m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart)) {
         Refuse(regionOrderText);
         m_dRegionEnd = m_dRegionStart + resetRegionMs;
     }
-    return HeldTo(*doc, {doc->PositionOf(m_dRegionStart), doc->PositionOf(m_dRegionEnd)});
+    return RegionSpans(*doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd}).front();
 }
 
 std::optional<SampleSpan> CEventWndBaseDlg::TakeRegion() {

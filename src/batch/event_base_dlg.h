@@ -41,6 +41,16 @@ SampleSpan VisibleSpan(const CDataDoc& doc, const DocumentView* view);
 // The part of a span that lies in the recording.
 SampleSpan HeldTo(const CDataDoc& doc, SampleSpan span);
 
+// The stretches of a region, held to the recording: one, or one for each event of the gate channel. Some may
+// have no length.
+struct AnalysisRegion {
+    int32_t mode = regionWholeFile;
+    double start = 0.0, end = 0.0;  // of regionUserSet, ms
+    int32_t gateChannel = 0;
+};
+std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* view,
+                                    const AnalysisRegion& region);
+
 // "1,203 events": what stands behind a channel.
 std::string EventCountText(const CDataDoc* doc, int32_t channel);
 // The least end of a user-set region, ms.
@@ -94,13 +104,14 @@ class CEventBaseDlg : public CBatchBaseDlg {
     virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }
 
     bool Has(Uses part) const { return (m_uses & part) != 0; }
+    bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
+
     // Gives the channel the method, the trace and the texts of the frame, and appends the report to its
     // description if that is wanted.
     void FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report);
 
   private:
     unsigned m_uses;
-    bool m_isDestinationChosen = false;
 };
 
 // Adds the analysis region: whole file, visible screen, user set.

@@ -71,7 +71,8 @@ std::string CDetectSpikes::CheckSettings() {
     std::string fault = CEventWndBaseDlg::CheckSettings();
     if (!fault.empty() || !doc) return fault;
     if (!(m_dNoiseEnd > m_dNoiseStart)) return regionOrderText;
-    return doc->GetNumEvents(m_nDestination) > 0 && m_isChosen ? channelNotEmptyText : std::string();
+    return doc->GetNumEvents(m_nDestination) > 0 && m_isDestinationChosen ? channelNotEmptyText
+                                                                          : std::string();
 }
 
 // --- what it follows ---
@@ -90,7 +91,7 @@ bool CDetectSpikes::IsEmpty(int channel) const {
 }
 
 void CDetectSpikes::TakeEmptyChannel() {
-    if (!Document() || m_isChosen) return;
+    if (!Document() || m_isDestinationChosen) return;
     const bool canStay = Document()->HasChannel(m_nDestination) && IsEmpty(m_nDestination);
     if (canStay) return;
     if (const int channel = FirstEmptyChannel(); channel >= 0) m_nDestination = channel;
@@ -117,11 +118,6 @@ void CDetectSpikes::OnUpdate(UpdateHint hint) {
 void CDetectSpikes::OnCurChanged() {
     TakeCursors();
     UpdateLevels();
-}
-
-void CDetectSpikes::OnEventChanChanged(int channel) {
-    CEventWndBaseDlg::OnEventChanChanged(channel);
-    if (channel == 0) m_isChosen = true;
 }
 
 void CDetectSpikes::TakeCursors() {
@@ -201,7 +197,7 @@ bool CDetectSpikes::Analyse(UndoScope& undo) {
     GetParamText(report);
     FinishChannel(m_nDestination, methodOutlier, m_nTrace, report);
     AppendHistory(report);
-    m_isChosen = false;
+    m_isDestinationChosen = false;
     return true;
 }
 

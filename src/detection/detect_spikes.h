@@ -20,7 +20,6 @@ class CDetectSpikes : public CEventWndBaseDlg {
     const char* Title() const override { return "Detect Outliers"; }
 
     void Serialize(CArchive& archive) override;
-    void SettingsWereChosen() override { m_isChosen = true; }
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
     void CheckChangeView(DocumentView* view) override;
@@ -40,7 +39,6 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
     bool Analyse(UndoScope& undo) override;
-    void OnEventChanChanged(int channel) override;
     void OnParentTraceChanged() override { UpdateLevels(); }
 
   private:
@@ -55,8 +53,6 @@ class CDetectSpikes : public CEventWndBaseDlg {
     // False when there is nothing to measure. Throws FileError.
     bool MeasureLevels();
     std::string NoiseText() const;
-
-    bool m_isChosen = false;  // the user has chosen the destination
 };
 
 }  // namespace kymora

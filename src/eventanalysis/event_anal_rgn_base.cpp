@@ -68,25 +68,9 @@ bool CEventAnalRgnBase::RetrieveData() {
     }
     const int parent = Has(usesTrace) ? m_nTrace : doc.GetParentTrace(m_nChannel1);
     m_block = CEventBlock(doc, m_nChannel1, Has(usesChannel2) ? m_nChannel2 : -1, parent);
-    const auto add = [&](SampleSpan span) {
-        const SampleSpan held = HeldTo(doc, span);
-        m_block.AddBlock(held.first, held.end - held.first);
-    };
-    switch (m_nRegionMode) {
-    case regionWholeFile:
-        m_block.AddBlock(0, static_cast<int32_t>(doc.GetLength()));
-        break;
-    case regionVisible:
-        add(VisibleSpan(doc, View()));
-        break;
-    case regionUserSet:
-        add({doc.PositionOf(m_dRegionStart), doc.PositionOf(m_dRegionEnd)});
-        break;
-    case regionGate:
-        for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(m_nGateChannel)].Events())
-            add({event.onPosition, event.offPosition});
-        break;
-    }
+    for (const SampleSpan& span :
+         RegionSpans(doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd, m_nGateChannel}))
+        m_block.AddBlock(span.first, span.end - span.first);
     m_block.FillEvs();
     return true;
 }
