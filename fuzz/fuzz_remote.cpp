@@ -69,6 +69,7 @@ class OneView : public kymora::RemoteTarget {
     bool RunOperation(const kymora::Operation& operation) override { return operations_[&operation]->Run(); }
     void CloseOperation(const kymora::Operation& operation) override { operations_.erase(&operation); }
     std::vector<std::byte> OperationPicture(const kymora::Operation&) override { return {}; }
+    std::vector<std::byte> PreviewPicture(const kymora::Operation&) override { return {}; }
     std::string OpenDialog() override { return {}; }
     bool Quit() override { return doc_.SaveModified(); }
 

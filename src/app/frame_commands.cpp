@@ -2,6 +2,7 @@
 
 #include "app/main_frame.h"
 #include "app/theme.h"
+#include "transforms/eqn_test.h"
 
 namespace kymora {
 
@@ -48,6 +49,8 @@ constexpr FrameCommand table[] = {
     {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
     {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},
     {"theme-dark", "&View/Window colours", "Dark", "Dark windows; the plot keeps its own background", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},
+
+    {"test-equation", "T&ransform", "&Test equation...", "Tries an expression with numbers of your own", nullptr, nullptr, [](Frame& frame) { AskEqnTest(frame.GetSession()); }, group},
 
     {"window-new", "&Window", "&New window", "Shows the recording in front in a second window", HasActive, nullptr, Run<&Frame::OnWindowNew>},
     {"window-tile", "&Window", "&Tile", "Shows all windows side by side", HasActive, nullptr, Run<&Frame::OnWindowTile>, group},

@@ -125,11 +125,11 @@ void CMainFrame::AddCommand(const FrameCommand& command) {
     frameActions_.emplace_back(&command, action);
 }
 
-void CMainFrame::AddCommand(const Operation& operation) {
-    QAction* action = AddAction(operation.menu, operation.label, operation.toolTip, false);
-    action->setObjectName(ToQString(operation.KebabName()));
-    connect(action, &QAction::triggered, this, [this, &operation] { operations_->Open(operation); });
-    operationActions_.emplace_back(&operation, action);
+void CMainFrame::AddCommand(const OperationEntry& entry) {
+    QAction* action = AddAction(entry.operation->menu, entry.Label(), entry.ToolTip(), false);
+    action->setObjectName(ToQString(entry.Id()));
+    connect(action, &QAction::triggered, this, [this, entry] { operations_->Open(entry); });
+    operationActions_.emplace_back(entry, action);
 }
 
 // File stands before the menus of the view, the others behind them.
@@ -145,7 +145,7 @@ void CMainFrame::MakeMenus() {
         AddCommand(command);
     }
     for (const Command& command : ViewCommands()) AddCommand(command);
-    for (const Operation& operation : Operations()) AddCommand(operation);
+    for (const OperationEntry& entry : EntriesOf(Operations())) AddCommand(entry);
     for (const FrameCommand& command : FrameCommands())
         if (!isFile(command)) AddCommand(command);
     MenuFor("&Window")->addSeparator();
@@ -199,7 +199,7 @@ void CMainFrame::UpdateCommands() {
         action->setEnabled(!command->enabled || command->enabled(*this));
         if (command->checked) action->setChecked(command->checked(*this));
     }
-    for (const auto& [operation, action] : operationActions_) action->setEnabled(child != nullptr);
+    for (const auto& [entry, action] : operationActions_) action->setEnabled(child != nullptr);
     if (recentMenu_) recentMenu_->setEnabled(!recent_.Paths().empty());
 }
 
@@ -265,7 +265,7 @@ void CMainFrame::ShowContextMenu(CChildFrame* child, const QPoint& at) {
 bool CMainFrame::RunCommandById(std::string_view id) {
     UpdateCommands();
     QAction* action = findChild<QAction*>(ToQString(id));
-    const bool isCommand = FindFrameCommand(id) || FindCommand(id) || FindOperation(id);
+    const bool isCommand = FindFrameCommand(id) || FindCommand(id) || FindOperationEntry(id).operation;
     if (!isCommand || !action || !action->isEnabled()) return false;
     action->trigger();
     return true;
@@ -284,7 +284,7 @@ std::vector<ListedCommand> CMainFrame::ListCommands() {
     };
     addFrame(true);
     for (const auto& [command, action] : viewActions_) add(command->menu, command->label, action);
-    for (const auto& [operation, action] : operationActions_) add(operation->menu, operation->label, action);
+    for (const auto& [entry, action] : operationActions_) add(entry.operation->menu, entry.Label(), action);
     addFrame(false);
     return list;
 }

@@ -21,6 +21,9 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host)
       mdi_(new QMdiArea(this)),
       status_(new QLabel(this)),
       batch_(session, [this] { return Documents(); }) {
+    batch_.replaceShown = [this](CDataDoc& doc, const std::filesystem::path& path) {
+        ReplaceDocument(doc, path);
+    };
     if (host) host->SetParentWindow(this);
     setWindowTitle("Kymora");
     QApplication::setWindowIcon(ProgramIcon());

@@ -21,6 +21,7 @@ class QLabel;
 namespace kymora {
 
 class DesktopHost;
+class CTransformDlg;
 class OperationWindows;
 
 class CMainFrame : public QMainWindow {
@@ -71,6 +72,10 @@ class CMainFrame : public QMainWindow {
     void OnGeneralOptions();
     void OnExit();
 
+    // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
+    // chooses, and shows what was made. False when nothing was made; throws what the dialog is to show of it.
+    bool RunTransform(const Operation& operation, CTransformDlg& dialog);
+
     void ToggleToolBar();
     bool IsToolBarShown() const;
     void SetTheme(int theme);
@@ -105,7 +110,7 @@ class CMainFrame : public QMainWindow {
                        bool startsGroup);
     void AddCommand(const Command& command);
     void AddCommand(const FrameCommand& command);
-    void AddCommand(const Operation& operation);
+    void AddCommand(const OperationEntry& entry);
     void MakeToolBar();
     void ListWindows();
     void ListRecent();
@@ -121,6 +126,9 @@ class CMainFrame : public QMainWindow {
     bool SaveChild(CChildFrame* child);
     // Takes the windows of a document away, without questions.
     void RemoveDocument(const CDataDoc& doc);
+    // Closes a document, whose file was replaced or is not needed any more, and opens a file that was just
+    // made, without the dialogs of an open.
+    void ReplaceDocument(CDataDoc& doc, const std::filesystem::path& path);
     // Puts the converted file of an old version in the place of the old one and shows it.
     void FinishConversion(CChildFrame* child);
 
@@ -138,7 +146,7 @@ class CMainFrame : public QMainWindow {
     OperationWindows* operations_ = nullptr;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;
-    std::vector<std::pair<const Operation*, QAction*>> operationActions_;
+    std::vector<std::pair<OperationEntry, QAction*>> operationActions_;
     std::map<std::string, QMenu*, std::less<>> menus_;  // by their path
     std::vector<QAction*> windowListActions_;
     // Where the mouse was when the context menu came up, for the commands that it runs.

@@ -8,12 +8,21 @@
 #include "app/main_frame.h"
 #include "batch/config_file.h"
 #include "operations/batch_run.h"
+#include "operations/windows/transform_window.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr int compareAfterMs = 15;
+
+void SetVariant(CEventBaseNonModalDlg& window, const OperationVariant* variant) {
+    if (variant) {
+        ParamList params = window.Block().Params();
+        if (Param* param = params.Find(variant->key)) param->SetFromText(variant->value);
+    }
+    window.Refresh();
+}
 
 }  // namespace
 
@@ -39,26 +48,42 @@ CEventBaseNonModalDlg* OperationWindows::Find(std::string_view className) const 
     return found == windows_.end() ? nullptr : found->second.data();
 }
 
-CEventBaseNonModalDlg* OperationWindows::Open(const Operation& operation) {
+CEventBaseNonModalDlg* OperationWindows::Make(const Operation& operation) {
+    Session& session = frame_.GetSession();
+    if (operation.kind == OperationKind::trace) {
+        auto* window = new TransformWindow(session, operation, &previewLook_, &frame_);
+        window->onTransform = [this, &operation](CTransformDlg& dialog) {
+            return frame_.RunTransform(operation, dialog);
+        };
+        return window;
+    }
+    auto* window = new CEventBaseNonModalDlg(session, operation, &frame_);
+    window->onBatch = [this, &operation](CBatchBaseDlg& block) {
+        RunBatch(operation, block, frame_.Batch());
+    };
+    return window;
+}
+
+CEventBaseNonModalDlg* OperationWindows::Open(const OperationEntry& entry) {
+    const Operation& operation = *entry.operation;
     const std::string name(operation.className);
     CEventBaseNonModalDlg* window = Find(name);
     if (!window) {
         const bool isFirst = !frame_.GetSession().operationSettings.contains(name);
-        window = new CEventBaseNonModalDlg(frame_.GetSession(), operation, &frame_);
+        window = Make(operation);
         windows_[name] = window;
         connect(window, &QDialog::finished, this,
                 [this, name, window] { places_[name] = QRect(window->pos(), window->size()); });
-        window->onBatch = [this, &operation](CBatchBaseDlg& block) {
-            RunBatch(operation, block, frame_.Batch());
-        };
         if (active_) window->SetActive(&active_->Document(), &active_->View());
         if (isFirst) window->Block().SuggestSettings();
-        window->Refresh();
+        SetVariant(*window, entry.variant);
         const auto place = places_.find(name);
         if (place != places_.end() && window->screen()->availableGeometry().intersects(place->second)) {
             window->move(place->second.topLeft());
             window->resize(place->second.size());
         }
+    } else if (!window->IsBusy()) {
+        SetVariant(*window, entry.variant);
     }
     window->show();
     window->raise();
@@ -78,7 +103,7 @@ void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
     session.host.Log(
         fmt::format("CDataDoc::OnLoadConfigFile(): type = {}, filename = {}\n", name, path.string()));
     const Operation* operation = FindOperation(name);
-    if (!operation || operation->className != name) {
+    if (!operation || (operation->className != name && operation->olderName != name)) {
         session.host.Failure(
             name.empty()
                 ? fmt::format("{} is no configuration file of an operation.", path.filename().string())
@@ -87,7 +112,7 @@ void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
         return;
     }
     const bool wasOpen = Find(name) != nullptr;
-    CEventBaseNonModalDlg* window = Open(*operation);
+    CEventBaseNonModalDlg* window = Open({operation});
     if (!window->LoadConfigFile(path) && !wasOpen) window->close();
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "display/kymora_view.h"
+#include "display/windows/preview_window.h"
 #include "operations/operations.h"
 #include "operations/windows/event_base_non_modal_dlg.h"
 
@@ -27,8 +28,9 @@ class OperationWindows : public QObject {
     explicit OperationWindows(CMainFrame& frame);
     ~OperationWindows() override;
 
-    // Shows the window of an operation, and makes it when it is not open. It stands where it stood last.
-    CEventBaseNonModalDlg* Open(const Operation& operation);
+    // Shows the window of an operation, and makes it when it is not open. It stands where it stood last. A
+    // variant sets its parameter.
+    CEventBaseNonModalDlg* Open(const OperationEntry& entry);
     // Opens the dialog that a configuration file names, with the settings of the file. What the file is not
     // is told to the user.
     void OnLoadConfigFile(const std::filesystem::path& path);
@@ -52,10 +54,12 @@ class OperationWindows : public QObject {
     void CompareView();
     void OnDocumentChanged(UpdateHint hint);
     std::vector<CEventBaseNonModalDlg*> Windows() const;
+    CEventBaseNonModalDlg* Make(const Operation& operation);
 
     CMainFrame& frame_;
     std::map<std::string, QPointer<CEventBaseNonModalDlg>, std::less<>> windows_;  // by class name
     std::map<std::string, QRect, std::less<>> places_;
+    PreviewLook previewLook_;
     QPointer<CChildFrame> active_;
     std::optional<Seen> seen_;
     QTimer compare_;  // joins the many changes of a drag

@@ -16,6 +16,7 @@
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
 #include "app/paint_waiter.h"
+#include "operations/windows/transform_window.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -119,12 +120,12 @@ std::vector<RemoteCommand> FrameCommandList() {
         list.push_back({std::string(command.id), PlainLabel(command.menu), PlainLabel(command.label),
                         std::string(key), std::string(command.toolTip)});
     }
-    for (const Operation& operation : Operations())
-        list.push_back({operation.KebabName(),
-                        PlainLabel(operation.menu),
-                        PlainLabel(operation.label),
+    for (const OperationEntry& entry : EntriesOf(Operations()))
+        list.push_back({entry.Id(),
+                        PlainLabel(entry.operation->menu),
+                        PlainLabel(entry.Label()),
                         {},
-                        std::string(operation.toolTip)});
+                        std::string(entry.ToolTip())});
     return list;
 }
 
@@ -145,10 +146,10 @@ std::vector<RemoteCommand> DesktopRemote::FrameCommands() {
 CommandResult DesktopRemote::RunFrameCommand(std::string_view id) {
     const FrameCommand* command = FindFrameCommand(id);
     if (command == nullptr) {
-        const Operation* operation = FindOperation(id);
-        if (!operation) return CommandResult::unknown;
+        const OperationEntry entry = FindOperationEntry(id);
+        if (!entry.operation) return CommandResult::unknown;
         if (Active() < 0) return CommandResult::unavailable;
-        frame_.OperationDialogs().Open(*operation);
+        frame_.OperationDialogs().Open(entry);
         return CommandResult::done;
     }
     if (command->enabled && !command->enabled(frame_)) return CommandResult::unavailable;
@@ -172,7 +173,7 @@ std::vector<std::byte> DesktopRemote::Picture(int index) {
 }
 
 CBatchBaseDlg& DesktopRemote::OpenOperation(const Operation& operation) {
-    return frame_.OperationDialogs().Open(operation)->Block();
+    return frame_.OperationDialogs().Open({&operation})->Block();
 }
 
 void DesktopRemote::OperationChanged(const Operation& operation) {
@@ -192,6 +193,12 @@ void DesktopRemote::CloseOperation(const Operation& operation) {
 std::vector<std::byte> DesktopRemote::OperationPicture(const Operation& operation) {
     CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className);
     return window ? PngOf(*window) : std::vector<std::byte>();
+}
+
+std::vector<std::byte> DesktopRemote::PreviewPicture(const Operation& operation) {
+    auto* window = dynamic_cast<TransformWindow*>(frame_.OperationDialogs().Find(operation.className));
+    PreviewWindow* preview = window ? window->OpenPreview() : nullptr;
+    return preview ? PngOf(*preview) : std::vector<std::byte>();
 }
 
 bool DesktopRemote::PressKey(int index, std::string_view name) {
@@ -230,7 +237,9 @@ void DesktopRemote::MoveMouse(int index, const RemoteMouse& mouse) {
 std::string DesktopRemote::OpenDialog() {
     const QWidget* open = QApplication::activePopupWidget();
     if (open == nullptr) open = QApplication::activeModalWidget();
-    if (open == nullptr) return {};
+    // The window of a transform stops the user, but no code waits for it.
+    const auto* operation = qobject_cast<const CEventBaseNonModalDlg*>(open);
+    if (open == nullptr || (operation && !operation->IsBusy())) return {};
     const QString title = open->windowTitle().remove("[*]");
     return title.isEmpty() ? std::string("a menu or dialog without a title") : title.toStdString();
 }
@@ -259,7 +268,8 @@ bool DialogGuard::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::Show || !watched->isWidgetType()) return false;
     auto* window = static_cast<QWidget*>(watched);
     const bool waits = window->isWindow() && (window->isModal() || window->windowType() == Qt::Popup);
-    if (!waits || qobject_cast<QProgressDialog*>(window) != nullptr) return false;
+    if (!waits || qobject_cast<QProgressDialog*>(window) || qobject_cast<CEventBaseNonModalDlg*>(window))
+        return false;
     host_.Message("The window \"" + window->windowTitle().toStdString() +
                       "\" was closed: nobody could have answered it.",
                   "Kymora");

@@ -38,6 +38,7 @@ class DesktopRemote : public RemoteTarget {
     bool RunOperation(const Operation& operation) override;
     void CloseOperation(const Operation& operation) override;
     std::vector<std::byte> OperationPicture(const Operation& operation) override;
+    std::vector<std::byte> PreviewPicture(const Operation& operation) override;
     std::string OpenDialog() override;
     bool Quit() override;
 

@@ -158,6 +158,12 @@ void CArchive::WriteRunList(std::span<const uint32_t> runs) {
     WriteRaw(std::as_bytes(runs));
 }
 
+void CArchive::WriteFrom(const DataFile& from, uint64_t offset, uint64_t count) {
+    Flush();
+    CopyBytes(from, offset, file_, bufferPosition_, count);
+    bufferPosition_ += count;
+}
+
 void CArchive::Flush() {
     if (mode_ != Mode::store || at_ == 0) return;
     file_.WriteAt(bufferPosition_, {buffer_.get(), at_});

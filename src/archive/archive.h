@@ -103,6 +103,8 @@ class CArchive {
     // Always the wide form.
     void WriteString(std::string_view text);
     void WriteRunList(std::span<const uint32_t> runs);
+    // Writes bytes of another file, copied from file to file. Throws FileError, also where it ends before.
+    void WriteFrom(const DataFile& from, uint64_t offset, uint64_t count);
     // Storing: hands the buffer to the file. Loading: does nothing that a caller could see.
     void Flush();
     // Flushes; the archive is not used afterwards.

@@ -49,7 +49,7 @@ void CBatchBaseDlg::Serialize(CArchive& archive) {
     }
     m_bConfigError = false;
     const std::string name = ReadClassName(archive);
-    if (name != ClassName()) {
+    if (name.empty() || (name != ClassName() && name != OlderClassName())) {
         m_bConfigError = true;
         throw ArchiveError(fmt::format("Unrecognized configuration file format. Expected {} but read {}.",
                                        ClassName(), name.empty() ? "no identifier" : name));
@@ -110,14 +110,14 @@ bool CBatchBaseDlg::Run() {
 }
 
 void CBatchBaseDlg::Tell(std::string_view text) {
-    if (m_bBatch)
+    if (m_bInBatch)
         m_pDoc->GetSession().processErrors += text;
     else
         GetHost().Message(text);
 }
 
 void CBatchBaseDlg::Refuse(std::string_view text) {
-    if (m_bBatch)
+    if (m_bInBatch)
         m_pDoc->GetSession().processErrors +=
             fmt::format("{}\r\n\t{}: {}\r\n", m_pDoc->filePath.string(), Title(), text);
     else

@@ -40,6 +40,8 @@ class CBatchBaseDlg {
 
     // "CEventThreshold": the identifier of its configuration files.
     virtual const char* ClassName() const = 0;
+    // The identifier of the same configuration in older files; empty where there is none.
+    virtual const char* OlderClassName() const { return ""; }
     // "Threshold Event": of the window, of the undo step and of the history entry.
     virtual const char* Title() const = 0;
     // The words on the button that runs it.
@@ -95,7 +97,7 @@ class CBatchBaseDlg {
     // True when Run changes the recording, so that what it made wants to be saved.
     virtual bool ChangesDocument() const { return true; }
     // A batch runs it: nobody is asked, and messages go to the process errors.
-    bool m_bBatch = false;
+    bool m_bInBatch = false;
     // Appends the parameters as they stand, in the words of the history. Lines end in CR LF.
     virtual void GetParamText(std::string& text) = 0;
 
@@ -108,19 +110,21 @@ class CBatchBaseDlg {
     // What the window draws beside the parameters; an operation that has a chart always answers one.
     virtual std::optional<Chart> GetChart() { return std::nullopt; }
 
+    // Tells the user; in a batch, the text goes to the process errors.
+    void Tell(std::string_view text);
+    // The same, for what the operation is refused for.
+    void Refuse(std::string_view text);
+
   protected:
     // Adds the parameters in the order of the window. A class first calls its base, or places the base's
     // groups with the functions that the base has for it.
     virtual void Describe(ParamList&) {}
     // The checks that limits alone cannot make.
     virtual std::string CheckSettings() { return {}; }
-    // The work of Run. The document is there and the parameters are valid. False when nothing was done.
-    virtual bool Analyse(UndoScope& undo) = 0;
+    // The work of Run. The document is there and the parameters are valid. False when nothing was done. A
+    // transform makes a new file instead (transforms/transform_file.h) and has no such work.
+    virtual bool Analyse(UndoScope&) { return false; }
 
-    // Tells the user; in a batch, the text goes to the process errors.
-    void Tell(std::string_view text);
-    // The same, for what the operation is refused for.
-    void Refuse(std::string_view text);
     Host& GetHost() const { return m_pDoc->GetHost(); }
     // Adds an entry to the document's history: the title, the lines, an empty line.
     void AppendHistory(std::string_view lines);

@@ -112,7 +112,7 @@ void CEventBaseDlg::GetParamText(std::string& text) {
 
 void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
     CBatchBaseDlg::CheckChangeDoc(doc);
-    if (doc && !m_bBatch && Has(usesTrace))
+    if (doc && !m_bInBatch && Has(usesTrace))
         m_nTrace = std::clamp(m_nTrace, 0, std::max(0, doc->traceCount - 1));
 }
 
@@ -200,7 +200,7 @@ std::string CEventBaseDlg::CheckSettings() {
 void CEventBaseDlg::OnEventChanChanged(int channel) {
     if (channel == 0) m_isDestinationChosen = true;
     const CDataDoc* doc = Document();
-    if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || m_bBatch) return;
+    if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || m_bInBatch) return;
     const CEventChan& chan = doc->eventChannels[static_cast<size_t>(m_nChannel1)];
     m_strDescription = chan.channelComment;
     m_strLabel = chan.channelLabel;

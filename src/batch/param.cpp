@@ -141,6 +141,14 @@ Param& Param::Buttons() {
     asButtons = true;
     return *this;
 }
+Param& Param::Lines() {
+    hasLines = true;
+    return *this;
+}
+Param& Param::Settable() {
+    isSettable = true;
+    return *this;
+}
 Param& Param::Linked(std::vector<std::string> keys) {
     linked = std::move(keys);
     return *this;

@@ -47,6 +47,8 @@ struct Param {
     double step = 1.0;
     std::vector<std::string> choices;
     bool asButtons = false;           // a choice whose answers all stand in sight
+    bool hasLines = false;            // a text of several lines
+    bool isSettable = false;          // a button that a setting presses, too
     std::vector<std::string> linked;  // keys of parameters that follow this one
     // Parameters of a group that follow each other and have these stand as the cells of a table in the
     // window, under such headings.
@@ -63,6 +65,8 @@ struct Param {
     Param& Limits(double from, double to);
     Param& Step(double by);
     Param& Buttons();
+    Param& Lines();
+    Param& Settable();
     Param& Linked(std::vector<std::string> keys);
     Param& Cell(std::string row, std::string column);
     Param& EnabledIf(std::function<bool()> test);

@@ -12,6 +12,7 @@
 #include "cli/operation_settings.h"
 #include "document/native_writer.h"
 #include "document/side_car.h"
+#include "transforms/transform_file.h"
 
 namespace kymora {
 namespace {
@@ -89,6 +90,7 @@ class OperationRun {
         }
         ApplySettings(*block, settings_);
         changes_ = block->ChangesDocument();
+        isTransform_ = dynamic_cast<const CTransformTraceDlg*>(block.get()) != nullptr;
     }
 
     void CheckKeeping() const {
@@ -101,6 +103,8 @@ class OperationRun {
         if (!request_.output) return;
         const std::string extension = FoldedExtension(*request_.output);
         const bool isRecording = extension == ".kymr-dat" || extension == ".flt";
+        if (isTransform_ && extension == ".flt")
+            Wrong(name + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
         if (changes_ && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
         if (!changes_ && isRecording) Wrong(name + " writes a text; OUT cannot be a recording.");
     }
@@ -194,12 +198,14 @@ class OperationRun {
 
     void RunOne(const std::string& file, OutputSink& results) {
         const auto doc = context_.Open(file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
-        if (request_.inPlace)
+        if (request_.inPlace && !isTransform_)
             if (const std::string fault = InPlaceFault(*doc); !fault.empty())
                 throw CommandError(exitFailed, fault);
         // The same draws for a file, whatever files are named beside it.
         context_.session.Seed(context_.session.seed);
         const auto block = MakeBlock(*doc);
+        if (auto* transform = dynamic_cast<CTransformTraceDlg*>(block.get()))
+            return Transform(*doc, *transform, file);
         const bool done = block->Run();
         if (WasInterrupted()) throw Cancelled();
         if (!done) throw CommandError(exitFailed, "");
@@ -208,17 +214,40 @@ class OperationRun {
         ++done_;
     }
 
+    // The result is written while the recording is read, so that the target is known before.
+    void Transform(CDataDoc& doc, CTransformTraceDlg& dialog, const std::string& file) {
+        dialog.m_bNewFile = !request_.inPlace;
+        const bool isOwnFile = request_.inPlace && FoldedExtension(file) == ".kymr-dat";
+        const std::filesystem::path target = request_.output ? std::filesystem::path(*request_.output)
+                                             : isOwnFile     ? std::filesystem::path(file)
+                                                             : NativeNameBeside(file, request_.writeNew);
+        if (request_.inPlace && !isOwnFile) context_.MayReplace(target);
+        if (const std::string fault = TransformTargetFault(doc, target); !fault.empty())
+            throw CommandError(exitFailed, fault);
+        const TransformedFile result = TransformFile(doc, dialog, target);
+        // No other recording that is opened here has to do with it.
+        context_.session.pendingReset.fill(false);
+        if (WasInterrupted()) throw Cancelled();
+        if (!result.isDone) throw CommandError(exitFailed, Trimmed(result.note));
+        ++done_;
+    }
+
+    static std::string Trimmed(std::string text) {
+        while (text.ends_with('\n')) text.pop_back();
+        return text;
+    }
+
     std::unique_ptr<CBatchBaseDlg> MakeBlock(CDataDoc& doc) {
         auto block = operation_.make();
         if (!record_.empty()) {
             // As in a batch: settings that were saved stay as they are, and none is moved to where it fits
             // this recording without anybody seeing it.
-            block->m_bBatch = true;
+            block->m_bInBatch = true;
             block->TakeSettings(record_);
             block->SettingsWereChosen();
         }
         block->CheckChangeDoc(&doc);
-        block->m_bBatch = false;
+        block->m_bInBatch = false;
         ApplySettings(*block, settings_);
         for (const std::string& text : SettingsWithoutEffect(*block, settings_))
             if (told_.insert(text).second) TellUser(text);
@@ -264,6 +293,7 @@ class OperationRun {
     std::vector<std::string> files_;
     std::set<std::string> told_;
     bool changes_ = false;
+    bool isTransform_ = false;  // writes a new file itself
     size_t done_ = 0;
 };
 

@@ -12,10 +12,11 @@ namespace {
 
 Param& ParamOf(ParamList& params, const CBatchBaseDlg& block, const std::string& key) {
     Param* param = params.Find(key);
-    if (param && param->HasValue()) return *param;
+    const auto isSettable = [](const Param& any) { return any.HasValue() || any.isSettable; };
+    if (param && isSettable(*param)) return *param;
     std::vector<std::string> known;
     for (const Param& candidate : params)
-        if (candidate.HasValue()) known.push_back(candidate.key);
+        if (isSettable(candidate)) known.push_back(candidate.key);
     throw CommandError(
         exitUsage, fmt::format("{} has no parameter \"{}\".{} \"kymora operations {}\" lists all.",
                                block.ClassName(), key, DidYouMean(NearNames(key, known)), block.ClassName()));
@@ -46,6 +47,17 @@ bool IsStill(Param& param, const std::string& value) {
     return !alone.SetFromText(value).empty() || alone.ValueText() == now;
 }
 
+// A button is pressed by a truth value. Nothing is there to be pressed on before a recording is.
+std::string Press(const CBatchBaseDlg& block, const Param& param, const std::string& value) {
+    bool pressed = false;
+    ParamList flag;
+    if (const std::string fault = flag.Flag(param.key, param.label, pressed).SetFromText(value);
+        !fault.empty())
+        return fault;
+    if (pressed && block.Document() && param.IsEnabled()) param.action();
+    return {};
+}
+
 bool IsSetAgain(const std::vector<Setting>& settings, size_t i) {
     return std::any_of(settings.begin() + static_cast<std::ptrdiff_t>(i) + 1, settings.end(),
                        [&](const Setting& later) { return later.key == settings[i].key; });
@@ -68,7 +80,9 @@ void ApplySettings(CBatchBaseDlg& block, const std::vector<Setting>& settings) {
     for (const Setting& setting : settings) {
         // Described anew, since limits may follow from what was set before.
         ParamList params = block.Params();
-        const std::string fault = ParamOf(params, block, setting.key).SetFromText(setting.value);
+        Param& param = ParamOf(params, block, setting.key);
+        const std::string fault = param.kind == ParamKind::action ? Press(block, param, setting.value)
+                                                                  : param.SetFromText(setting.value);
         if (!fault.empty())
             throw CommandError(exitUsage, fmt::format("--set {}={}: {}", setting.key, setting.value, fault));
     }
@@ -84,7 +98,7 @@ std::vector<std::string> SettingsWithoutEffect(CBatchBaseDlg& block, const std::
         if (!param.IsEnabled())
             texts.push_back(
                 fmt::format("--set {}={} has no effect with the other settings as they are.", key, value));
-        else if (!IsStill(param, value))
+        else if (param.HasValue() && !IsStill(param, value))
             texts.push_back(
                 fmt::format("--set {}={}: other settings have made it {}.", key, value, param.ValueText()));
     }

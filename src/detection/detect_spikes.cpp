@@ -121,7 +121,7 @@ void CDetectSpikes::OnCurChanged() {
 }
 
 void CDetectSpikes::TakeCursors() {
-    if (!View() || m_bBatch) return;
+    if (!View() || m_bInBatch) return;
     const std::vector<double> times = View()->GetCursorTimes();
     if (times.size() < 2 || !(times[1] > times[0])) return;
     m_dNoiseStart = times[0];
@@ -129,7 +129,7 @@ void CDetectSpikes::TakeCursors() {
 }
 
 void CDetectSpikes::UpdateLevels() {
-    if (!Document() || !View() || m_bBatch || m_nTrace >= Document()->traceCount) return;
+    if (!Document() || !View() || m_bInBatch || m_nTrace >= Document()->traceCount) return;
     try {
         if (!MeasureLevels()) m_dNoiseMean = m_dNoiseSD = -1.0;
     } catch (const FileError& error) {

@@ -105,7 +105,7 @@ void CEventThreshold::OnEventChanChanged(int channel) {
 // --- the run ---
 
 bool CEventThreshold::MayAnalyseTrace() {
-    if (m_bBatch || m_bAllTraces) return true;
+    if (m_bInBatch || m_bAllTraces) return true;
     const CDataDoc& doc = *Document();
     bool isVisible = doc.traces[static_cast<size_t>(m_nTrace)].traceVisible != 0;
     if (View()) {

@@ -31,7 +31,7 @@ void CEventThreshold::FollowOnset() {
 
 void CEventThreshold::UpdateLevels() {
     FollowOnset();
-    if (!Document() || !View() || m_bBatch || m_isMeasuring || !UsesStatistics()) return;
+    if (!Document() || !View() || m_bInBatch || m_isMeasuring || !UsesStatistics()) return;
     if (m_nTrace >= Document()->traceCount) return;
     m_isMeasuring = true;
     try {
@@ -70,7 +70,7 @@ std::vector<ViewGuide> CEventThreshold::Guides() {
 // --- the stretch ---
 
 void CEventThreshold::Warn(std::string_view words) {
-    if (!m_bBatch) return Tell(words);
+    if (!m_bInBatch) return Tell(words);
     // A line of the process errors has an end of its own.
     if (words.ends_with("\r\n")) words.remove_suffix(2);
     Refuse(words);
@@ -87,7 +87,7 @@ CEventThreshold::StatsChoice CEventThreshold::ChooseStats(bool talks) {
     }
     if (talks) Tell(fmt::format(noStatsEventsText, Document()->filePath.string(), Title()));
     // Outside a batch the user sees what is used instead; a batch asks each file anew.
-    if (talks && !m_bBatch) m_nStatsSource = static_cast<int32_t>(StatsSource::userTimes);
+    if (talks && !m_bInBatch) m_nStatsSource = static_cast<int32_t>(StatsSource::userTimes);
     choice.source = StatsSource::userTimes;
     return choice;
 }

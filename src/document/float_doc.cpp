@@ -16,6 +16,7 @@ namespace {
 
 constexpr int firstTailVersion = firstVersionSavedInPlace;
 constexpr size_t scratchBytes = size_t{1} << 18;
+constexpr int64_t copiedAtOnce = int64_t{1} << 21;  // samples
 
 constexpr const char* inUseReason = "another window or program has it open";
 
@@ -312,9 +313,21 @@ void CFloatDoc::ReadInterleaved(int64_t storedIndex, std::span<const StoredRead>
 
 void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
     if (fileVersion < firstTailVersion) return CDataDoc::WriteTraceData(archive, trace);
-    const double gain = traces[static_cast<size_t>(trace)].traceGain;
-    std::vector<float> block(bufferSize);
     const int64_t total = GetStoredCount(trace);
+    const double gain = traces[static_cast<size_t>(trace)].traceGain;
+    if (gain == 1.0) {
+        for (int64_t done = 0; done < total;) {
+            const int64_t part = std::min(total - done, copiedAtOnce);
+            archive.WriteFrom(*sampleFile,
+                              traceFileOffset[static_cast<size_t>(trace)] +
+                                  static_cast<uint64_t>(done) * sizeof(float),
+                              static_cast<uint64_t>(part) * sizeof(float));
+            done += part;
+            ReportCopied(part);
+        }
+        return;
+    }
+    std::vector<float> block(bufferSize);
     for (int64_t done = 0; done < total;) {
         const std::span<float> part(block.data(),
                                     static_cast<size_t>(std::min<int64_t>(total - done, bufferSize)));

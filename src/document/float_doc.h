@@ -13,7 +13,19 @@ class CFloatDoc : public CDataDoc {
   public:
     using CDataDoc::CDataDoc;
 
+    // --- a recording that is going to be written
+    // Makes this new, empty document a copy of the whole model of another recording, of any format: all that
+    // a native file of the current version holds but the samples, which are in physical units there, so that
+    // every gain is 1. Its samples cannot be read. The settings of a view are those that `from` has stored.
+    void CopyHeader(const CDataDoc& from);
+    // Inserts a copy of each flagged trace behind it, without annotations and with " *" at the end of its
+    // label. It is drawn on an axis of its own, a copy of its source's, behind that. Everything that names a
+    // trace or an axis above goes on to mean the same one. The flags are those of the traces as they are now;
+    // the caller has seen to it that no more than 128 traces result.
+    void AddTraces(std::span<const uint8_t> flags);
+
     int GetFileType() const override { return typeFloat; }
+    // Samples of versions that hold them trace by trace are copied from file to file.
     void WriteTraceData(CArchive& archive, int trace) override;
     // Reads the head and the tail; the samples stay on disk. The metadata is skimmed first, so that a damaged
     // file is refused before anything is kept of it. A storing archive is an internal error and is refused.
@@ -26,6 +38,7 @@ class CFloatDoc : public CDataDoc {
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
 
   private:
+    void AddTraceBehind(int source);
     bool OpenSampleFile(OpenFor purpose);
     void HandleJournal(OpenFor purpose);
     void LoadAll(CArchive& archive);

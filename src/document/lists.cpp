@@ -57,20 +57,30 @@ class ListScanner {
     size_t at_ = 0;
 };
 
-std::vector<int> Parse(ListScanner scanner, int first, int last, const char* outside) {
+// What is said of a list that names nothing in range, and of one that also names something outside.
+struct RangeFaults {
+    const char* nothing;
+    const char* some;
+};
+
+std::vector<int> Parse(ListScanner scanner, int first, int last, RangeFaults faults) {
     std::vector<bool> chosen(static_cast<size_t>(last - first + 1), false);
-    bool any = false;
+    bool any = false, anyInside = false, anyOutside = false;
     bool joined = false;
     int previous = 0;
     while (const std::optional<int> entry = scanner.Next(joined)) {
-        if (*entry < first || *entry > last) throw ListError(outside);
         const int from = joined && any ? previous : *entry;
-        for (int i = std::min(from, *entry); i <= std::max(from, *entry); ++i)
+        const int low = std::min(from, *entry), high = std::max(from, *entry);
+        anyOutside = anyOutside || low < first || high > last;
+        for (int i = std::max(low, first); i <= std::min(high, last); ++i) {
             chosen[static_cast<size_t>(i - first)] = true;
+            anyInside = true;
+        }
         any = true;
         previous = *entry;
     }
     if (!any) throw ListError(emptyListText);
+    if (anyOutside) throw ListError(anyInside ? faults.some : faults.nothing);
     std::vector<int> list;
     for (size_t i = 0; i < chosen.size(); ++i)
         if (chosen[i]) list.push_back(static_cast<int>(i));
@@ -79,13 +89,14 @@ std::vector<int> Parse(ListScanner scanner, int first, int last, const char* out
 
 }  // namespace
 
-std::vector<int> ParseTraceList(std::string_view text, int traceCount) {
-    return Parse(ListScanner(text, false, traceListCharactersText), 1, traceCount, noSuchTraceText);
+std::vector<int> ParseTraceList(std::string_view text, int traceCount, const char* nothingInRange) {
+    return Parse(ListScanner(text, false, traceListCharactersText), 1, traceCount,
+                 {nothingInRange, noSuchTraceText});
 }
 
 std::vector<int> ParseChannelList(std::string_view text) {
     return Parse(ListScanner(text, true, channelListCharactersText), 0, maxEventChannels - 1,
-                 noSuchChannelText);
+                 {noSuchChannelText, noSuchChannelText});
 }
 
 }  // namespace kymora

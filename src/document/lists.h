@@ -14,12 +14,6 @@ class ListError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Slots from 0, ascending and each once, of numbers from 1 to traceCount. Throws ListError.
-std::vector<int> ParseTraceList(std::string_view text, int traceCount);
-
-// Channels from 0, ascending and each once, of letters or numbers from 0. Throws ListError.
-std::vector<int> ParseChannelList(std::string_view text);
-
 inline constexpr const char* traceListCharactersText =
     "The list should only contain digits, spaces or hyphens; e.g. \"1-5 7 10-12\".";
 inline constexpr const char* channelListCharactersText =
@@ -27,5 +21,13 @@ inline constexpr const char* channelListCharactersText =
 inline constexpr const char* emptyListText = "The list is empty or only contains out-of-range values.";
 inline constexpr const char* noSuchTraceText = "The selected data trace does not exist";
 inline constexpr const char* noSuchChannelText = "The selected event channel does not exist";
+
+// Slots from 0, ascending and each once, of numbers from 1 to traceCount. Throws ListError, which says
+// `nothingInRange` of a list that names no trace of the recording.
+std::vector<int> ParseTraceList(std::string_view text, int traceCount,
+                                const char* nothingInRange = noSuchTraceText);
+
+// Channels from 0, ascending and each once, of letters or numbers from 0. Throws ListError.
+std::vector<int> ParseChannelList(std::string_view text);
 
 }  // namespace kymora

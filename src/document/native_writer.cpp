@@ -1,59 +1,13 @@
 #include "document/native_writer.h"
 
-#include <array>
-#include <cerrno>
-#include <unistd.h>
-
 #include "document/metadata_io.h"
 #include "document/save_journal.h"
+#include "document/temporary_file.h"
 
 namespace kymora {
 namespace {
 
-constexpr std::string_view temporaryEnding = ".tmp";
 constexpr size_t copyBufferSize = size_t{1} << 20;
-
-// A file that is removed again unless it was renamed into its place.
-class TemporaryFile {
-  public:
-    TemporaryFile(FileSystem& files, const std::filesystem::path& target) : files_(files) {
-        for (int attempt = 0; !file_; ++attempt) {
-            path_ = target;
-            path_ += "." + std::to_string(::getpid()) + "-" + std::to_string(attempt);
-            path_ += temporaryEnding;
-            try {
-                file_ = files_.Open(path_, OpenMode::createNew);
-            } catch (const FileError& error) {
-                if (error.systemError != EEXIST || attempt > 1000) throw;
-            }
-        }
-    }
-    ~TemporaryFile() {
-        if (!file_) return;
-        file_.reset();
-        try {
-            files_.Remove(path_);
-        } catch (const FileError&) {  // nothing is left that could be done about it
-        }
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    DataFile& File() { return *file_; }
-
-    void MoveTo(const std::filesystem::path& target) {
-        file_->Sync();
-        files_.CopyPermissions(target, path_);
-        files_.Rename(path_, target);
-        file_.reset();
-        files_.SyncFolderOf(target);
-    }
-
-  private:
-    FileSystem& files_;
-    std::filesystem::path path_;
-    std::unique_ptr<DataFile> file_;
-};
 
 // Lends the document a progress for the time of a long write.
 class CopyProgress {
@@ -125,9 +79,9 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
         std::string text = error.what();
         const std::string temporaryName = target.string() + ".";
         const size_t name = text.find(temporaryName);
-        const size_t end = text.find(temporaryEnding, name);
+        const size_t end = text.find(TemporaryFile::ending, name);
         if (name == std::string::npos || end == std::string::npos) throw;
-        text.replace(name, end + temporaryEnding.size() - name, path.string());
+        text.replace(name, end + std::string_view(TemporaryFile::ending).size() - name, path.string());
         throw FileError(text, error.systemError);
     }
 }

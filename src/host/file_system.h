@@ -62,6 +62,10 @@ enum class OpenMode {
 // zeros.
 void ReadWhole(const DataFile& file, uint64_t offset, std::span<std::byte> to);
 
+// Copies `count` bytes to another file, or to a place of the same one that does not overlap them. Throws
+// FileError, also where the source ends before; a part may then have been written.
+void CopyBytes(const DataFile& from, uint64_t offset, DataFile& to, uint64_t at, uint64_t count);
+
 class FileSystem {
   public:
     virtual ~FileSystem() = default;

@@ -57,6 +57,12 @@ class BatchDocuments {
     // The document in which the interface shows a file, or null.
     CDataDoc* FindShown(const std::filesystem::path& path) const;
     std::vector<CDataDoc*> Shown() const { return shown_(); }
+    // A new file has taken the place of what a document of the interface shows: closes the document and opens
+    // `path` instead. Without `replaceShown`, which the interface sets, the document stays.
+    void ReplaceShown(CDataDoc& doc, const std::filesystem::path& path) const {
+        if (replaceShown) replaceShown(doc, path);
+    }
+    std::function<void(CDataDoc&, const std::filesystem::path&)> replaceShown;
     Session& GetSession() const { return session_; }
 
   private:

@@ -9,6 +9,7 @@
 #include "import/open_document.h"
 #include "operations/batch_run.h"
 #include "operations/operations.h"
+#include "transforms/transform_dlg.h"
 
 namespace kymora {
 
@@ -94,7 +95,27 @@ void RunIntoFile(Session& session, const BatchJob& job, BatchDocuments& document
     }
 }
 
+std::vector<std::filesystem::path> ChooseFiles(Session& session) {
+    return session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
+}
+
+void ShowProcessErrors(Session& session) {
+    if (!session.processErrors.empty())
+        session.host.ShowText("Process errors", std::exchange(session.processErrors, {}));
+}
+
 }  // namespace
+
+bool RunTransformBatch(const Operation& operation, CTransformDlg& dialog, BatchDocuments& documents) {
+    Session& session = documents.GetSession();
+    const BatchJob job{operation, dialog.Settings(), ChooseFiles(session), dialog.m_bNewFile};
+    if (job.files.empty()) return false;
+    if (!job.writeNew && !MayReplace(session, job)) return false;
+    session.processErrors.clear();
+    RunBatchJob(job, documents, {});
+    ShowProcessErrors(session);
+    return true;
+}
 
 bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments& documents) {
     Session& session = documents.GetSession();
@@ -106,7 +127,7 @@ bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments&
     const auto answers = AskHow(session, changes);
     if (!answers) return false;
     BatchJob job{operation, dialog.Settings(), {}, answers->writeNew};
-    job.files = session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
+    job.files = ChooseFiles(session);
     if (job.files.empty()) return false;
     std::optional<std::filesystem::path> results;
     if (answers->toFile) {
@@ -120,8 +141,7 @@ bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments&
         RunIntoFile(session, job, documents, *results);
     else
         RunAndShow(session, job, documents, dialog.Title());
-    if (!session.processErrors.empty())
-        session.host.ShowText("Process errors", std::exchange(session.processErrors, {}));
+    ShowProcessErrors(session);
     return true;
 }
 

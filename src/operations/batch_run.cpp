@@ -9,6 +9,7 @@
 #include "import/open_document.h"
 #include "operations/batch_host.h"
 #include "operations/operations.h"
+#include "transforms/transform_file.h"
 
 namespace kymora {
 
@@ -18,6 +19,8 @@ bool IsNativeName(const std::filesystem::path& path) {
     const std::string extension = FoldedExtension(path);
     return extension == ".kymr-dat" || extension == ".flt";
 }
+
+bool IsCurrentName(const std::filesystem::path& path) { return FoldedExtension(path) == ".kymr-dat"; }
 
 // A reason of a file in the process errors.
 std::string ErrorLines(const std::filesystem::path& file, std::string_view text) {
@@ -35,6 +38,7 @@ class BatchRun {
     BatchRun(const BatchJob& job, BatchDocuments& documents, const TextSink& results)
         : job_(job),
           session_(documents.GetSession()),
+          outer_(documents),
           results_(results),
           host_(session_.host, "Batch", job.files.size()),
           own_(host_, session_.files),
@@ -69,8 +73,10 @@ class BatchRun {
         const auto block = job_.operation.make();
         block->TakeSettings(job_.settings);
         changes_ = block->ChangesDocument();
+        isTransform_ = dynamic_cast<const CTransformTraceDlg*>(block.get()) != nullptr;
         for (const auto& file : job_.files) {
-            const bool isInPlace = !changes_ || (!job_.writeNew && IsNativeName(file));
+            const bool isInPlace =
+                !changes_ || (!job_.writeNew && (isTransform_ ? IsCurrentName(file) : IsNativeName(file)));
             targets_.push_back(isInPlace ? file : NativeNameBeside(file, job_.writeNew));
         }
         last_ = LastWithTarget(targets_);
@@ -124,11 +130,12 @@ class BatchRun {
             Tell(file, "There is no such file.");
             return false;
         }
+        if (isTransform_) return Transform(file, target);
         const bool inPlace = target == file;
         CDataDoc* shown = documents_.FindShown(file);
         if (!changes_ || inPlace) {
             if (!shown) return RunOnOwn(file, target, changes_ && inPlace);
-            return changes_ ? ChangeShown(*shown) : RunOn(*shown);
+            return changes_ ? ChangeShown(*shown) : RunOn(*shown, target);
         }
         if (shown && shown->IsModified())
             Tell(file, "This file has unsaved changes in its window. They are not in the result, which was "
@@ -150,7 +157,7 @@ class BatchRun {
             Tell(file, fault);
             return false;
         }
-        if (!RunOn(*doc)) return false;
+        if (!RunOn(*doc, target)) return false;
         if (inPlace) return SaveInPlace(*doc);
         if (changes_) WriteNativeFile(*doc, target);
         return true;
@@ -167,7 +174,7 @@ class BatchRun {
             return false;
         }
         const bool hadChanges = doc.IsModified();
-        if (!RunOn(doc)) return false;
+        if (!RunOn(doc, doc.filePath)) return false;
         if (!hadChanges) {
             const bool saved = SaveInPlace(doc);
             if (!saved) Tell(doc.filePath, "The result stands in the window of this file and was not saved.");
@@ -178,7 +185,36 @@ class BatchRun {
         return true;
     }
 
-    bool RunOn(CDataDoc& doc) {
+    // The result takes the place of a file, and of the window that shows it.
+    bool Transform(const std::filesystem::path& file, const std::filesystem::path& target) {
+        CDataDoc* shown = documents_.FindShown(file);
+        CDataDoc* doc = shown;
+        const bool isOwnFile = target == file;
+        if (shown && !job_.writeNew) {
+            if (shown->IsModified()) {
+                Tell(file,
+                     "This file has unsaved changes in its window. Save it or close it, and run it again; "
+                     "it was left as it is.");
+                return false;
+            }
+        } else {
+            doc = isOwnFile ? documents_.OpenForBatch(file) : documents_.OpenCopyForBatch(file);
+        }
+        if (!doc) return false;
+        const CDataDoc* atTarget = documents_.FindShown(target);
+        std::string fault = atTarget && atTarget != doc
+                                ? fmt::format("{} is open in a window.", target.string())
+                                : TransformTargetFault(*doc, target);
+        if (!fault.empty()) {
+            Tell(file, fault);
+            return false;
+        }
+        const bool done = RunOn(*doc, target);
+        if (done && doc == shown) outer_.ReplaceShown(*shown, target);
+        return done;
+    }
+
+    bool RunOn(CDataDoc& doc, const std::filesystem::path& target) {
         Session& its = doc.GetSession();
         const bool isShown = &its == &session_;
         if (isShown) {
@@ -186,16 +222,27 @@ class BatchRun {
             session_.random = own_.random;
         }
         const auto block = job_.operation.make();
-        block->m_bBatch = true;
+        block->m_bInBatch = true;
         block->TakeSettings(job_.settings);
         block->CheckChangeDoc(&doc);
         const std::string before = std::exchange(its.processErrors, {});
-        const bool done = block->Run();
+        const bool done = RunBlock(*block, doc, target);
         const std::string said = std::exchange(its.processErrors, before);
         TellOfOperation(doc.filePath, said);
         if (isShown) own_.random = session_.random;
         if (done && !changes_ && block->HasResultText() && results_) WriteResult(*block, doc.filePath);
         return done;
+    }
+
+    bool RunBlock(CBatchBaseDlg& block, CDataDoc& doc, const std::filesystem::path& target) {
+        auto* transform = dynamic_cast<CTransformTraceDlg*>(&block);
+        if (!transform) return block.Run();
+        transform->m_bNewFile = job_.writeNew;
+        const TransformedFile result = TransformFile(doc, *transform, target);
+        if (!result.note.empty()) Tell(doc.filePath, result.note);
+        // It is for the load of this file, and the next one that the batch loads is another.
+        if (&doc.GetSession() == &own_) own_.pendingReset.fill(false);
+        return result.isDone;
     }
 
     void WriteResult(CBatchBaseDlg& block, const std::filesystem::path& file) {
@@ -206,11 +253,13 @@ class BatchRun {
 
     const BatchJob& job_;
     Session& session_;
+    BatchDocuments& outer_;
     const TextSink& results_;
     BatchHost host_;
     Session own_;  // of the documents that the batch opens
     BatchDocuments documents_;
     bool changes_ = false;
+    bool isTransform_ = false;
     bool stopped_ = false;
     bool hasResults_ = false;
     std::vector<std::filesystem::path> targets_;

@@ -9,6 +9,7 @@
 namespace kymora {
 
 class BatchDocuments;
+class CTransformDlg;
 struct Operation;
 
 // Told before the files are chosen; an operation that changes nothing tells the first part alone.
@@ -50,5 +51,7 @@ BatchOutcome RunBatchJob(const BatchJob& job, BatchDocuments& documents, const T
 // The Batch button of a dialog: tells, asks for the files and where results go, runs the dialog's settings
 // over them, and shows the process errors. False when nothing was run.
 bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments& documents);
+// The same for a transform, whose dialog has told and asked what there is but for the files.
+bool RunTransformBatch(const Operation& operation, CTransformDlg& dialog, BatchDocuments& documents);
 
 }  // namespace kymora

@@ -86,13 +86,28 @@ std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
     return line + (block.ChangesDocument() ? " --in-place" : " -o result.txt");
 }
 
+std::string MenuPath(const OperationEntry& entry) {
+    std::string_view label = entry.Label();
+    if (label.ends_with("...")) label.remove_suffix(3);
+    return PlainMenuPath(fmt::format("{}/{}", entry.operation->menu, label));
+}
+
+// What each entry of the menu sets.
+void AppendVariants(std::string& to, const Operation& operation) {
+    if (operation.variants.empty()) return;
+    to += "\n| in the menu | sets | what it does |\n|---|---|---|\n";
+    for (const OperationVariant& variant : operation.variants)
+        to += fmt::format("| {} | `{}={}` | {} |\n", MenuPath({&operation, &variant}), variant.key,
+                          variant.value, Cell(Sentence(std::string(variant.toolTip))));
+}
+
 void AppendOperation(std::string& to, const Operation& operation) {
     const auto block = operation.make();
-    std::string_view label = operation.label;
-    if (label.ends_with("...")) label.remove_suffix(3);
-    to += fmt::format("\n## {}\n\n{}\n\nOn the command line `{}` or `{}`; in the menu {}.\n", block->Title(),
-                      Sentence(std::string(operation.toolTip)), operation.className, operation.KebabName(),
-                      PlainMenuPath(fmt::format("{}/{}", operation.menu, label)));
+    to += fmt::format("\n## {}\n\n{}\n\nOn the command line `{}` or `{}`", block->Title(),
+                      Sentence(std::string(operation.toolTip)), operation.className, operation.KebabName());
+    if (operation.variants.empty()) to += fmt::format("; in the menu {}", MenuPath({&operation, nullptr}));
+    to += ".\n";
+    AppendVariants(to, operation);
     AppendParams(to, block->Params());
     to += fmt::format("\n    {}\n", ExampleLine(operation, *block));
 }

@@ -6,6 +6,13 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "transforms/arbitrary_arith.h"
+#include "transforms/derivs.h"
+#include "transforms/gen_smooth.h"
+#include "transforms/integrate_dlg.h"
+#include "transforms/local_energy.h"
+#include "transforms/normalize_dlg.h"
+#include "transforms/unitary_transform.h"
 
 namespace kymora {
 
@@ -16,8 +23,22 @@ std::unique_ptr<CBatchBaseDlg> Make() {
     return std::make_unique<T>();
 }
 
+constexpr std::string_view transformMenu = "T&ransform";
+constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
+constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
 constexpr std::string_view listMenu = "Anal&yse";
+
+// clang-format off
+constexpr OperationVariant smoothers[] = {
+    {"moving-average", "&Moving average...", "Replaces each sample by the mean of those around it", "type", "0"},
+    {"moving-median", "Moving &median...", "Replaces each sample by the median of those around it, which takes spikes away and keeps steps", "type", "1"},
+    {"moving-percentile", "Moving &percentile...", "Replaces each sample by a percentile of those around it, which follows a baseline or an envelope", "type", "2"},
+    {"gaussian", "&Gaussian...", "Smooths by a Gaussian with a cutoff frequency", "type", "3"},
+    {"robust-lowess", "Robust &LOWESS...", "Fits a polynomial around each sample and leaves outliers out", "type", "4"},
+    {"savitzky-golay", "&Savitzky-Golay...", "Fits a polynomial around each sample, which keeps the height of peaks", "type", "5"},
+};
+// clang-format on
 
 bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
@@ -52,6 +73,23 @@ std::string Operation::KebabName() const {
 std::span<const Operation> Operations() {
     // clang-format off
     static const std::vector<Operation> table = {
+        {"CGenSmooth", smoothMenu, "&Smooth...", "Smooths traces by one of six methods",
+         OperationKind::trace, Make<CGenSmooth>, {}, smoothers},
+        {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
+         "Adds to, multiplies and rectifies the samples of a trace, in an order of your own",
+         OperationKind::trace, Make<CUnitaryTransform>},
+        {"CArbitraryArith", arithmeticMenu, "&Expression...",
+         "Makes a trace from an expression of all traces and the time", OperationKind::trace, Make<CArbitraryArith>},
+        {"CNormalize", transformMenu, "&Normalize...",
+         "Brings traces to a common range, or to their change relative to a baseline",
+         OperationKind::trace, Make<CNormalize>},
+        {"CDerivs", transformMenu, "&Derivative...", "Takes the first, second or third derivative in time",
+         OperationKind::trace, Make<CDerivs>},
+        {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins",
+         OperationKind::trace, Make<CIntegrate>},
+        {"CLocalEnergy", transformMenu, "&Local energy...",
+         "Takes the k-Teager energy, which stresses what is both large and fast",
+         OperationKind::trace, Make<CLocalEnergy>, "CTeagerEnergyOperator"},
         {"CEventThreshold", detectMenu, "&Threshold Event...",
          "Make an event of each stretch of a trace that lies beyond an onset level",
          OperationKind::event, Make<CEventThreshold>},
@@ -71,9 +109,25 @@ std::span<const Operation> Operations() {
 const Operation* FindOperation(std::string_view name) {
     const auto operations = Operations();
     const auto found = std::find_if(operations.begin(), operations.end(), [&](const Operation& operation) {
-        return operation.className == name || operation.KebabName() == name;
+        return operation.className == name || operation.KebabName() == name ||
+               (!operation.olderName.empty() && operation.olderName == name);
     });
     return found == operations.end() ? nullptr : &*found;
+}
+
+std::vector<OperationEntry> EntriesOf(std::span<const Operation> operations) {
+    std::vector<OperationEntry> entries;
+    for (const Operation& operation : operations) {
+        if (operation.variants.empty()) entries.push_back({&operation, nullptr});
+        for (const OperationVariant& variant : operation.variants) entries.push_back({&operation, &variant});
+    }
+    return entries;
+}
+
+OperationEntry FindOperationEntry(std::string_view id) {
+    for (const OperationEntry& entry : EntriesOf(Operations()))
+        if (entry.Id() == id) return entry;
+    return {};
 }
 
 }  // namespace kymora

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "batch/batch_base_dlg.h"
 
@@ -18,6 +19,14 @@ enum class OperationKind {
 };
 const char* OperationKindName(OperationKind kind);
 
+// An operation that stands in the menu several times, each time with one parameter set when it opens.
+struct OperationVariant {
+    std::string_view id;       // of its command: "moving-median"
+    std::string_view label;    // in the menu, with & before the access key
+    std::string_view toolTip;  // what it does, in a sentence
+    std::string_view key, value;
+};
+
 struct Operation {
     std::string_view className;  // "CEventThreshold"
     std::string_view menu;       // the path of submenus, with & before access keys
@@ -25,6 +34,8 @@ struct Operation {
     std::string_view toolTip;    // what it does, in a sentence
     OperationKind kind;
     std::unique_ptr<CBatchBaseDlg> (*make)();
+    std::string_view olderName{};  // another class name, which old configuration files have; empty for none
+    std::span<const OperationVariant> variants{};  // its entries in the menu; none: it is an entry itself
 
     // "event-threshold": the other name on the command line, and the id of its command.
     std::string KebabName() const;
@@ -33,7 +44,20 @@ struct Operation {
 // In the order of the menus.
 std::span<const Operation> Operations();
 
-// By class name or kebab name; null when there is none.
+// By class name, older class name or kebab name; null when there is none.
 const Operation* FindOperation(std::string_view name);
+
+// An entry of the menus.
+struct OperationEntry {
+    const Operation* operation = nullptr;
+    const OperationVariant* variant = nullptr;  // null: the operation with its last settings
+
+    std::string Id() const { return variant ? std::string(variant->id) : operation->KebabName(); }
+    std::string_view Label() const { return variant ? variant->label : operation->label; }
+    std::string_view ToolTip() const { return variant ? variant->toolTip : operation->toolTip; }
+};
+std::vector<OperationEntry> EntriesOf(std::span<const Operation> operations);
+// By the id of its command; no operation when there is none.
+OperationEntry FindOperationEntry(std::string_view id);
 
 }  // namespace kymora

@@ -56,10 +56,9 @@ std::string ResultText(CBatchBaseDlg& block) {
     return ToDisplayText(text);
 }
 
-void TakePicture(RemoteCall& call, const Operation& operation) {
-    const std::vector<std::byte> png = call.target.OperationPicture(operation);
+std::string Picture(const std::vector<std::byte>& png) {
     if (png.empty()) throw RemoteError("There is no picture.");
-    call.answer["png"] = ToBase64(png);
+    return ToBase64(png);
 }
 
 void Use(RemoteCall& call) {
@@ -72,6 +71,8 @@ void Use(RemoteCall& call) {
     if (const Json* settings = FindMember(call.request, "set")) SetParameters(block, *settings);
     if (const Json* button = FindMember(call.request, "press")) PressButton(block, AsText(*button, "press"));
     call.target.OperationChanged(operation);
+    if (FlagMember(call.request, "preview"))
+        call.answer["previewPng"] = Picture(call.target.PreviewPicture(operation));
     if (FlagMember(call.request, "run")) {
         if (!call.target.RunOperation(operation)) call.Fail("The operation was not done.");
         if (block.HasResultText()) call.answer["result"] = ResultText(block);
@@ -79,7 +80,8 @@ void Use(RemoteCall& call) {
     Json& parameters = call.answer["parameters"] = Json::object();
     for (const Param& param : block.Params())
         if (param.HasValue()) parameters[param.key] = ToDisplayText(param.ValueText());
-    if (FlagMember(call.request, "picture")) TakePicture(call, operation);
+    if (FlagMember(call.request, "picture"))
+        call.answer["png"] = Picture(call.target.OperationPicture(operation));
     if (FlagMember(call.request, "shut")) call.target.CloseOperation(operation);
 }
 
@@ -89,7 +91,7 @@ void Use(RemoteCall& call) {
 RequestTable OperationRequests() {
     return {
         {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
-            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
+            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"preview", "true to open the preview of a transform, for a picture of it as `previewPng`, in base64."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
             {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})"}, true, Use},
     };
 }

@@ -74,6 +74,8 @@ class RemoteTarget {
     virtual void CloseOperation(const Operation& operation) = 0;
     // A PNG of its window; empty when there cannot be one.
     virtual std::vector<std::byte> OperationPicture(const Operation& operation) = 0;
+    // A PNG of the preview of its transform, which is opened for it; empty when it has none.
+    virtual std::vector<std::byte> PreviewPicture(const Operation& operation) = 0;
 
     // The title of a dialog or menu that the person at the screen has open; empty when there is none. The
     // code that opened it is still at work, so nothing may change meanwhile.

@@ -2,7 +2,6 @@
 
 #include "numerics/moving_average.h"
 #include "transforms/passes.h"
-#include "transforms/smooth_savgol.h"
 
 namespace kymora {
 
@@ -104,7 +103,14 @@ void Run(Input&& input, const DerivativeSettings& settings, Output&& output) {
     RunPass(input, output, StencilPass(AdjacentDifference(dt, isPre)));
 }
 
-// Only the types of order 4 have the choice.
+KernelOutcome OutcomeOf(int64_t count, DerivativeType type) {
+    KernelOutcome outcome;
+    if (count < StencilSamples(type)) outcome.note = notEnoughSamplesText;
+    return outcome;
+}
+
+}  // namespace
+
 bool UsesSavitzkyGolay(const DerivativeSettings& settings) {
     return settings.isSavitzkyGolay && settings.type != DerivativeType::adjacentPre &&
            settings.type != DerivativeType::adjacentPost;
@@ -114,14 +120,6 @@ SavgolSettings SavgolOf(const DerivativeSettings& settings) {
     const int order = static_cast<int>(settings.type) - static_cast<int>(DerivativeType::adjacentPost);
     return {settings.halfWindow, settings.polyDegree, order, settings.sampleInterval};
 }
-
-KernelOutcome OutcomeOf(int64_t count, DerivativeType type) {
-    KernelOutcome outcome;
-    if (count < StencilSamples(type)) outcome.note = notEnoughSamplesText;
-    return outcome;
-}
-
-}  // namespace
 
 int64_t StencilSamples(DerivativeType type) {
     switch (type) {
@@ -136,8 +134,8 @@ int64_t StencilSamples(DerivativeType type) {
 }
 
 KernelOutcome Derivative(std::span<const float> input, const DerivativeSettings& settings,
-                         std::span<float> output) {
-    if (UsesSavitzkyGolay(settings)) return SmoothSavgol(input, SavgolOf(settings), output);
+                         std::span<float> output, const KernelPoll& goOn) {
+    if (UsesSavitzkyGolay(settings)) return SmoothSavgol(input, SavgolOf(settings), output, goOn);
     Run(input, settings, output);
     return OutcomeOf(static_cast<int64_t>(input.size()), settings.type);
 }

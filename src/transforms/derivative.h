@@ -4,6 +4,7 @@
 #include <span>
 
 #include "transforms/kernel_outcome.h"
+#include "transforms/smooth_savgol.h"
 #include "transforms/streams.h"
 
 namespace kymora {
@@ -25,15 +26,21 @@ struct DerivativeSettings {
     int polyDegree = 2;
 };
 
+// Whether the settings stand for Savitzky-Golay: only the types of order 4 have the choice.
+bool UsesSavitzkyGolay(const DerivativeSettings& settings);
+// The kernel that then does the work.
+SavgolSettings SavgolOf(const DerivativeSettings& settings);
+
 // Samples that the differences of a type need: 2, 5 or 7.
 int64_t StencilSamples(DerivativeType type);
 
 // Differences in double. At the ends, where neighbours are missing, the nearest result stands. A run with
 // fewer samples than the stencil has no derivative: it is 0 there, and the outcome's note says so.
 // Savitzky-Golay is the kernel of transforms/smooth_savgol.h, with its checks and messages; on streams its
-// results are per sample. `output` has the length of `input` and is another array.
+// results are per sample. `output` has the length of `input` and is another array. `goOn` is for
+// Savitzky-Golay.
 KernelOutcome Derivative(std::span<const float> input, const DerivativeSettings& settings,
-                         std::span<float> output);
+                         std::span<float> output, const KernelPoll& goOn = {});
 // `count` is the number of samples of the run.
 KernelOutcome Derivative(FloatSource& source, int64_t count, const DerivativeSettings& settings,
                          FloatSink& sink);

@@ -1,7 +1,13 @@
 #pragma once
-// What a kernel says when it ends.
+// What a kernel says when it ends, and what a long one is asked meanwhile.
+
+#include <cstdint>
+#include <functional>
 
 namespace kymora {
+
+// Asked whether to go on, with the number of samples done.
+using KernelPoll = std::function<bool(int64_t done)>;
 
 struct KernelOutcome {
     bool isDone = true;        // false abandons the transform; what was written until then is of no use

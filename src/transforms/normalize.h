@@ -2,7 +2,6 @@
 // Normalisation of a run: to its extremes, or to a resting value F0 (delta F / F0).
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -60,9 +59,6 @@ inline constexpr const char* averageNearZeroInMemoryText =
 inline constexpr const char* averageNotFiniteText =
     "WARNING; the average is no finite number, so the results are none either\n";
 inline constexpr const char* lowestAverageProgressText = "Searching for max and/or min active regions";
-
-// Asked whether to go on, with the number of samples done.
-using KernelPoll = std::function<bool(int64_t done)>;
 
 // Not-a-numbers have no part in the extremes; in an average they spoil the run, and the note says so. A run
 // shorter than the window of percentile or lowestAverage is a failure without a message, an ended search too.

@@ -6,7 +6,9 @@
 #include <span>
 #include <vector>
 
+#include "document/native_writer.h"
 #include "host/file_system.h"
+#include "transforms/kernel_outcome.h"
 #include "transforms/passes.h"
 
 namespace kymora {
@@ -24,6 +26,23 @@ class SpanSource : public FloatSource {
 
   private:
     std::span<const float> left_;
+};
+
+// The same, asking before each read whether to go on. Cancelled ends it.
+class PolledSource : public FloatSource {
+  public:
+    PolledSource(std::span<const float> samples, const KernelPoll& goOn) : samples_(samples), goOn_(goOn) {}
+    size_t Read(std::span<float> to) override {
+        if (goOn_ && !goOn_(done_)) throw Cancelled();
+        const size_t count = samples_.Read(to);
+        done_ += static_cast<int64_t>(count);
+        return count;
+    }
+
+  private:
+    SpanSource samples_;
+    const KernelPoll& goOn_;
+    int64_t done_ = 0;
 };
 
 // Reads exactly the samples of a run. A source that ends before is a FileError: something happened to the

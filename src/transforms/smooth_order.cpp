@@ -13,14 +13,29 @@ RunningOrder OrderFor(const OrderSettings& settings) {
     return {static_cast<size_t>(WindowOf(settings)), static_cast<size_t>(OrderRank(settings))};
 }
 
-// `order` keeps its window from pass to pass.
-void HeapPass(std::span<const float> input, RunningOrder& order, size_t half, std::span<float> output) {
-    const size_t n = input.size();
+constexpr size_t pollInterval = 65536;  // samples
+
+// Calls take(i) from `first` up to but not including `end`; false when it was ended before.
+template <typename Take>
+bool ForEachPolled(size_t first, size_t end, const KernelPoll& goOn, Take take) {
+    for (size_t i = first; i < end;) {
+        if (goOn && !goOn(static_cast<int64_t>(i))) return false;
+        for (const size_t pause = std::min(end, i + pollInterval); i < pause; ++i) take(i);
+    }
+    return true;
+}
+
+// `order` keeps its window from pass to pass. False when it was ended.
+bool HeapPass(std::span<const float> input, RunningOrder& order, size_t half, std::span<float> output,
+              const KernelPoll& goOn) {
     float value = 0.0f;
-    for (size_t i = 0; i <= 2 * half; ++i) value = order.Push(input[i]);
+    if (!ForEachPolled(0, 2 * half + 1, goOn, [&](size_t i) { value = order.Push(input[i]); })) return false;
     std::fill_n(output.begin(), half + 1, value);
-    for (size_t i = 2 * half; i < n; ++i) output[i - half] = value = order.Push(input[i]);
+    if (!ForEachPolled(2 * half, input.size(), goOn,
+                       [&](size_t i) { output[i - half] = value = order.Push(input[i]); }))
+        return false;
     std::fill(output.end() - static_cast<std::ptrdiff_t>(half), output.end(), value);
+    return true;
 }
 
 void HeapPass(FloatSource& source, int64_t count, RunningOrder& order, int64_t half, FloatSink& sink) {
@@ -85,7 +100,7 @@ int64_t OrderRank(const OrderSettings& settings) {
 }
 
 KernelOutcome SmoothOrder(std::span<const float> input, const OrderSettings& settings,
-                          std::span<float> output) {
+                          std::span<float> output, const KernelPoll& goOn) {
     if (input.empty()) return {};
     const auto count = static_cast<int64_t>(input.size());
     if (count < WindowOf(settings)) {
@@ -93,18 +108,18 @@ KernelOutcome SmoothOrder(std::span<const float> input, const OrderSettings& set
         return TooShort();
     }
     if (settings.mode == OrderMode::explicitPercentile) {
-        SpanSource source(input);
+        PolledSource source(input, goOn);
         SpanSink sink(output);
         ExplicitPass(source, count, settings, sink);
         return {};
     }
     RunningOrder order = OrderFor(settings);
     const auto half = static_cast<size_t>(WindowOf(settings) / 2);
-    HeapPass(input, order, half, output);
+    if (!HeapPass(input, order, half, output, goOn)) return KernelOutcome::Failure();
     std::vector<float> from(settings.iterations > 1 ? input.size() : 0);
     for (int pass = 1; pass < settings.iterations; ++pass) {
         std::copy(output.begin(), output.end(), from.begin());
-        HeapPass(from, order, half, output);
+        if (!HeapPass(from, order, half, output, goOn)) return KernelOutcome::Failure();
     }
     return {};
 }

@@ -33,9 +33,10 @@ int64_t OrderRank(const OrderSettings& settings);
 //
 // A run shorter than the window fails, with a note but without a message, and leaves the data unchanged in
 // `output`. `output` has the length of `input` and is another array. A window for which there is no memory is
-// a std::runtime_error.
+// a std::runtime_error. `goOn` is asked now and then, with the samples of the present iteration; false is a
+// silent failure.
 KernelOutcome SmoothOrder(std::span<const float> input, const OrderSettings& settings,
-                          std::span<float> output);
+                          std::span<float> output, const KernelPoll& goOn = {});
 
 // On streams the heap's results come one sample later than in memory, from the end of the first window on:
 // the first one is written halfWindow + 1 times, the last one halfWindow times. A half window of 0 changes

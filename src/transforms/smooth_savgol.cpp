@@ -65,8 +65,8 @@ KernelOutcome Checked(FloatSource& source, int64_t count, const SavgolSettings& 
 }  // namespace
 
 KernelOutcome SmoothSavgol(std::span<const float> input, const SavgolSettings& settings,
-                           std::span<float> output) {
-    SpanSource source(input);
+                           std::span<float> output, const KernelPoll& goOn) {
+    PolledSource source(input, goOn);
     SpanSink sink(output);
     return Checked(source, static_cast<int64_t>(input.size()), settings, TimeScale(settings), sink);
 }

@@ -25,9 +25,10 @@ inline constexpr const char* derivativeAboveDegreeText =
 // The value or derivative, at each sample, of the polynomial that fits the window around it best; towards the
 // ends that of the first and the last window. Sums are double. Fails with the texts above, in this order,
 // when the degree is above the half window, the run shorter than three half windows, or the derivative above
-// the degree. `output` has the length of `input` and is another array.
+// the degree. `output` has the length of `input` and is another array. `goOn` is asked now and then; false
+// ends it by Cancelled.
 KernelOutcome SmoothSavgol(std::span<const float> input, const SavgolSettings& settings,
-                           std::span<float> output);
+                           std::span<float> output, const KernelPoll& goOn = {});
 
 // The same on streams, but derivatives are per sample: they are not divided by powers of the interval. Long
 // runs were always treated so, and stay comparable. `count` is the number of samples of the run.

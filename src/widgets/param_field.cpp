@@ -115,7 +115,7 @@ FormField FieldOf(const Param& param, const ParamSurroundings& surroundings) {
     case ParamKind::text:
     case ParamKind::channels:
     case ParamKind::traces:
-        field.kind = FieldKind::text;
+        field.kind = param.hasLines ? FieldKind::longText : FieldKind::text;
         field.text = ListText(param, surroundings.eventChannelMode);
         break;
     case ParamKind::note:

@@ -74,6 +74,16 @@ void DrawRightPage(const Brush& b) {
     DrawLeftPage(b);
 }
 
+void DrawLeftPercent(const Brush& b) {
+    b.Pen(b.ink, 2.2);
+    b.Line({{15, 6}, {9, 12}, {15, 18}});
+}
+
+void DrawRightPercent(const Brush& b) {
+    Mirror(b);
+    DrawLeftPercent(b);
+}
+
 void DrawStart(const Brush& b) {
     b.Fill({{19, 5}, {9, 12}, {19, 19}}, b.ink);
     b.Pen(b.accent, 2.4);
@@ -166,6 +176,8 @@ const std::map<std::string, Draw, std::less<>>& Pictures() {
         {"start", DrawStart},
         {"left-page", DrawLeftPage},
         {"right-page", DrawRightPage},
+        {"left-percent", DrawLeftPercent},
+        {"right-percent", DrawRightPercent},
         {"end", DrawEnd},
         {"compress", DrawGlass},
         {"expand", DrawExpand},

@@ -348,7 +348,8 @@ TEST_F(MainFrameTest, CommandsRunByTheirIds) {
 
 TEST_F(MainFrameTest, TheFinderListsAllCommandsAndTheSheetAllKeys) {
     OpenOne();
-    EXPECT_EQ(frame->ListCommands().size(), FrameCommands().size() + ViewCommands().size() + Operations().size());
+    EXPECT_EQ(frame->ListCommands().size(),
+              FrameCommands().size() + ViewCommands().size() + EntriesOf(Operations()).size());
     Action("help-find-command")->trigger();
     auto* finder = frame->findChild<CommandFinder*>();
     ASSERT_NE(finder, nullptr);

@@ -3,6 +3,7 @@
 #include "batch/config_file.h"
 #include "batch/event_base_dlg.h"
 #include "frame_fixture.h"
+#include "operations/windows/transform_window.h"
 
 namespace kymora::test {
 namespace {
@@ -41,10 +42,30 @@ TEST_F(OperationWindowsTest, TheMenuOpensOneWindowForEachOperation) {
     EXPECT_EQ(window->Block().Document(), &child.Document());
     EXPECT_EQ(window->Block().View(), &child.View());
     EXPECT_EQ(Open(), window);
-    for (const Operation& operation : Operations()) {
-        EXPECT_TRUE(frame->RunCommandById(operation.KebabName())) << operation.className;
-        EXPECT_NE(frame->OperationDialogs().Find(operation.className), nullptr) << operation.className;
+    for (const OperationEntry& entry : EntriesOf(Operations())) {
+        EXPECT_TRUE(frame->RunCommandById(entry.Id())) << entry.Id();
+        EXPECT_NE(frame->OperationDialogs().Find(entry.operation->className), nullptr) << entry.Id();
     }
+}
+
+TEST_F(OperationWindowsTest, TransformsStopTheRestAndOpenAsTheirEntrySays) {
+    EXPECT_FALSE(frame->RunCommandById("moving-median")) << "nothing is open";
+    OpenOne();
+    ASSERT_TRUE(frame->RunCommandById("moving-median"));
+    auto* window = dynamic_cast<TransformWindow*>(frame->OperationDialogs().Find("CGenSmooth"));
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isModal());
+    EXPECT_EQ(window->Block().Params().Find("type")->ValueText(), "1");
+    ASSERT_EQ(Set(window->Block(), "traces", "2"), "");
+    ASSERT_NE(window->OpenPreview(), nullptr);
+    EXPECT_EQ(window->Preview()->Model().Data().trace, 1);
+    EXPECT_EQ(window->Preview()->Model().Start(), 1000) << "what the view shows";
+    window->close();
+    Settle();
+    ASSERT_TRUE(frame->RunCommandById("gaussian"));
+    CEventBaseNonModalDlg* again = frame->OperationDialogs().Find("CGenSmooth");
+    EXPECT_EQ(again->Block().Params().Find("type")->ValueText(), "3");
+    EXPECT_EQ(again->Block().Params().Find("traces")->ValueText(), "2") << "the rest is as it was left";
 }
 
 TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {

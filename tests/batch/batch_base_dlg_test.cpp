@@ -115,7 +115,7 @@ TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
 }
 
 TEST_F(BatchBaseDlgTest, ABatchCollectsWhatItWouldHaveSaid) {
-    operation.m_bBatch = true;
+    operation.m_bInBatch = true;
     operation.m_nCount = 12;
     EXPECT_FALSE(operation.Run());
     EXPECT_TRUE(host.messages.empty());

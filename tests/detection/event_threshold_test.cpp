@@ -295,7 +295,7 @@ TEST_F(EventThresholdTest, FallbacksSayWhatIsUsedInstead) {
 
     // In a batch nobody is told at once, and the choice stands for the next file.
     host.Forget();
-    operation.m_bBatch = true;
+    operation.m_bInBatch = true;
     for (const int channel : {1, 4}) Channel(channel).DeleteAll();
     ASSERT_TRUE(operation.Run());
     EXPECT_TRUE(host.WasSilent());
@@ -337,12 +337,12 @@ TEST_F(EventThresholdTest, RefusalsChangeNothing) {
     host.answer = false;
     EXPECT_EQ(refusal(), "no message");
     EXPECT_EQ(host.questions.back().text, hiddenTraceText);
-    operation.m_bBatch = true;
+    operation.m_bInBatch = true;
     EXPECT_TRUE(operation.Run());
 
     // What cannot be read ends the run; cancelling does, too.
     const auto longDoc = MemoryDoc::Generate(session, 1, 6'000'000, [](int, int64_t) { return 1.0f; });
-    operation.m_bBatch = false;
+    operation.m_bInBatch = false;
     operation.CheckChangeDoc(longDoc.get());
     host.cancelAtCall = 5;
     EXPECT_FALSE(operation.Run());

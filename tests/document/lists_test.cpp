@@ -35,6 +35,18 @@ TEST(Lists, FaultsOfATraceListAreNamed) {
     EXPECT_EQ(TraceFault("0", 8), noSuchTraceText);
     EXPECT_EQ(TraceFault("7-9", 8), noSuchTraceText);
     EXPECT_EQ(TraceFault("99999999999999999999", 8), noSuchTraceText) << "a number beyond any integer";
+    // Where it matters whether anything is left of the list.
+    const auto faultOf = [](std::string_view text) -> std::string {
+        try {
+            ParseTraceList(text, 8, emptyListText);
+            return "";
+        } catch (const ListError& error) {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(faultOf("0 9-12"), emptyListText);
+    EXPECT_EQ(faultOf("8-9"), noSuchTraceText);
+    EXPECT_EQ(faultOf("0-200"), noSuchTraceText) << "the range has traces in it";
 }
 
 TEST(Lists, ChannelsAreLettersOrNumbersFromZero) {

@@ -34,6 +34,29 @@ TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
     EXPECT_EQ(FindOperation("CNothing"), nullptr);
 }
 
+TEST(OperationTableTest, VariantsOfTheMenuAndOlderNames) {
+    std::set<std::string> ids;
+    for (const OperationEntry& entry : EntriesOf(Operations())) {
+        SCOPED_TRACE(entry.Id());
+        EXPECT_TRUE(ids.insert(entry.Id()).second);
+        EXPECT_EQ(FindOperationEntry(entry.Id()).operation, entry.operation);
+        EXPECT_EQ(FindOperationEntry(entry.Id()).variant, entry.variant);
+        EXPECT_NE(entry.ToolTip(), "");
+        EXPECT_EQ(entry.operation->make()->OlderClassName(), entry.operation->olderName);
+        if (!entry.variant) continue;
+        const auto block = entry.operation->make();
+        ParamList params = block->Params();
+        Param* param = params.Find(entry.variant->key);
+        ASSERT_NE(param, nullptr);
+        EXPECT_EQ(param->SetFromText(entry.variant->value), "");
+        EXPECT_EQ(param->ValueText(), entry.variant->value);
+    }
+    EXPECT_EQ(FindOperationEntry("moving-median").variant->value, "1");
+    EXPECT_EQ(FindOperationEntry("gen-smooth").operation, nullptr) << "only its variants stand in the menu";
+    ASSERT_NE(FindOperation("CTeagerEnergyOperator"), nullptr);
+    EXPECT_EQ(FindOperation("CTeagerEnergyOperator")->className, "CLocalEnergy");
+}
+
 TEST(OperationTableTest, KebabNames) {
     const auto kebab = [](std::string_view name) { return Operation{.className = name}.KebabName(); };
     EXPECT_EQ(kebab("CGenSmooth"), "gen-smooth");
@@ -75,7 +98,7 @@ bool IsKept(const Operation& operation, const std::string& key) {
     Param& param = *params.Find(key);
     param.changed = nullptr;
     const std::string before = param.ValueText();
-    for (const char* other : {"7.5", "9", "true", "1", "b", "2", "false"})
+    for (const char* other : {"7.5", "9", "true", "1", "b", "2", "false", "0"})
         if (param.SetFromText(other).empty() && param.ValueText() != before) break;
     EXPECT_NE(param.ValueText(), before) << "no other value is taken";
     const auto loaded = operation.make();

@@ -30,6 +30,11 @@ TEST_F(RemoteOperationsTest, SetsParametersInTheirOrderAndRuns) {
     EXPECT_TRUE(list["result"].get<std::string>().starts_with("Event parameters: #ID\t"));
 }
 
+TEST_F(RemoteOperationsTest, APreviewIsAPictureOfATransform) {
+    EXPECT_EQ(AskWell(R"({"operation":"gen-smooth","preview":true,"shut":true})")["previewPng"], "dg==");
+    EXPECT_EQ(Refused(R"({"operation":"event-threshold","preview":true})"), "There is no picture.");
+}
+
 TEST_F(RemoteOperationsTest, WhatIsWrongIsNamedAndChangesNothing) {
     AddSpikes();
     const std::pair<const char*, const char*> bad[] = {

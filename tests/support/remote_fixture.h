@@ -83,6 +83,10 @@ class MemoryRemote : public RemoteTarget {
         operations.erase(std::string(operation.className));
     }
     std::vector<std::byte> OperationPicture(const Operation&) override { return {std::byte{'p'}}; }
+    std::vector<std::byte> PreviewPicture(const Operation& operation) override {
+        if (operation.kind != OperationKind::trace) return {};
+        return {std::byte{'v'}};
+    }
     bool PressKey(int, std::string_view name) override {
         keys.emplace_back(name);
         return name != "nonsense";

@@ -40,6 +40,23 @@ QString StyleOn(uint32_t paper) {
              ToQColor(Blend(paper, ink, 0.8)).name());
 }
 
+MouseEvent FromQt(const QMouseEvent& event) {
+    MouseEvent mouse;
+    mouse.x = event.pos().x();
+    mouse.y = event.pos().y();
+    const Qt::MouseButton button = event.button();
+    mouse.button = button == Qt::LeftButton     ? MouseButton::left
+                   : button == Qt::RightButton  ? MouseButton::right
+                   : button == Qt::MiddleButton ? MouseButton::middle
+                                                : MouseButton::none;
+    mouse.ctrl = event.modifiers().testFlag(Qt::ControlModifier);
+    mouse.shift = event.modifiers().testFlag(Qt::ShiftModifier);
+    mouse.alt = event.modifiers().testFlag(Qt::AltModifier);
+    return mouse;
+}
+
+}  // namespace
+
 Key KeyFrom(const QKeyEvent& event) {
     Key key;
     key.ctrl = event.modifiers().testFlag(Qt::ControlModifier);
@@ -71,23 +88,6 @@ Key KeyFrom(const QKeyEvent& event) {
     }
     return key;
 }
-
-MouseEvent FromQt(const QMouseEvent& event) {
-    MouseEvent mouse;
-    mouse.x = event.pos().x();
-    mouse.y = event.pos().y();
-    const Qt::MouseButton button = event.button();
-    mouse.button = button == Qt::LeftButton     ? MouseButton::left
-                   : button == Qt::RightButton  ? MouseButton::right
-                   : button == Qt::MiddleButton ? MouseButton::middle
-                                                : MouseButton::none;
-    mouse.ctrl = event.modifiers().testFlag(Qt::ControlModifier);
-    mouse.shift = event.modifiers().testFlag(Qt::ShiftModifier);
-    mouse.alt = event.modifiers().testFlag(Qt::AltModifier);
-    return mouse;
-}
-
-}  // namespace
 
 ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), view_(view) {
     setFocusPolicy(Qt::StrongFocus);

@@ -11,9 +11,13 @@
 #include "display/kymora_view.h"
 #include "display/windows/limit_edit.h"
 
+class QKeyEvent;
 class QPrinter;
 
 namespace kymora {
+
+// What the tables of commands know a key as.
+Key KeyFrom(const QKeyEvent& event);
 
 class ViewWidget : public QWidget, public ViewWindow {
     Q_OBJECT

@@ -118,7 +118,7 @@ void CEventBaseNonModalDlg::MakeWindow() {
 }
 
 void CEventBaseNonModalDlg::MakeButtons() {
-    auto* row = new QHBoxLayout;
+    auto* row = buttonRow_ = new QHBoxLayout;
     const auto add = [&](const QString& label, const char* name, const QString& tip, auto pressed) {
         auto* button = new QPushButton(label, this);
         button->setObjectName(name);
@@ -137,6 +137,13 @@ void CEventBaseNonModalDlg::MakeButtons() {
     run_->setDefault(true);
     close_ = add(tr("&Close"), "close", {}, &CEventBaseNonModalDlg::reject);
     static_cast<QVBoxLayout*>(layout())->addLayout(row);
+    buttons_ = {batch_, save_, load_, run_, close_};
+}
+
+void CEventBaseNonModalDlg::AddButton(QWidget* button, QWidget* before) {
+    buttonRow_->insertWidget(buttonRow_->indexOf(before), button);
+    buttons_.insert(std::find(buttons_.begin(), buttons_.end(), before), button);
+    OrderTabs();
 }
 
 void CEventBaseNonModalDlg::TakeResultActions() {
@@ -179,7 +186,7 @@ void CEventBaseNonModalDlg::OrderTabs() {
         for (QWidget* stop : results_->TabStops()) stops.push_back(stop);
         for (QWidget* button : form_->ResultActions()) stops.push_back(button);
     }
-    for (QWidget* button : {batch_, save_, load_, run_, close_}) stops.push_back(button);
+    stops.insert(stops.end(), buttons_.begin(), buttons_.end());
     for (size_t i = 1; i < stops.size(); ++i) setTabOrder(stops[i - 1], stops[i]);
 }
 
@@ -282,6 +289,7 @@ void CEventBaseNonModalDlg::ShowDrawn() {
         SetGuides();
     });
     if (!failText_.isEmpty()) ShowState();
+    Drawn();
 }
 
 void CEventBaseNonModalDlg::SetGuides() {
@@ -289,10 +297,18 @@ void CEventBaseNonModalDlg::SetGuides() {
     if (view && !letGo_) view->SetGuides(block_->Guides());
 }
 
+QString CEventBaseNonModalDlg::Fault() {
+    const std::string entered = form_->Fault();
+    if (!entered.empty()) return ToQString(entered);
+    return block_->Document() ? ToQString(block_->Validate()) : QString();
+}
+
+void CEventBaseNonModalDlg::FocusFault() { form_->FocusFault(); }
+
 void CEventBaseNonModalDlg::ShowState() {
     const bool hasDoc = block_->Document() != nullptr;
     const QString entered = ToQString(form_->Fault());
-    const QString fault = !entered.isEmpty() ? entered : hasDoc ? ToQString(block_->Validate()) : QString();
+    const QString fault = Fault();
     form_->setEnabled(hasDoc);
     for (QPushButton* button : form_->ResultActions()) button->setEnabled(hasDoc && button->isEnabled());
     run_->setEnabled(hasDoc && fault.isEmpty());

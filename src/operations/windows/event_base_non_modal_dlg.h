@@ -15,6 +15,7 @@
 
 #include "operations/operations.h"
 
+class QHBoxLayout;
 class QLabel;
 class QPushButton;
 class QSplitter;
@@ -39,8 +40,8 @@ class CEventBaseNonModalDlg : public QDialog {
     const Operation& GetOperation() const { return operation_; }
 
     // What the window works on from now on; null for none. Telling it what it has shows all anew.
-    void SetActive(CDataDoc* doc, DocumentView* view);
-    void DocumentChanged(UpdateHint hint);
+    virtual void SetActive(CDataDoc* doc, DocumentView* view);
+    virtual void DocumentChanged(UpdateHint hint);
     void ViewMoved();
     void CursorsMoved();
     // Shows what the block has, after others than the user set it.
@@ -49,7 +50,7 @@ class CEventBaseNonModalDlg : public QDialog {
     // False when the file was refused; the user was told.
     bool LoadConfigFile(const std::filesystem::path& path);
     // What the default button does. False when it was refused, failed or cancelled.
-    bool Run();
+    virtual bool Run();
     // An operation or one of its actions is at work; the window must stay until it is done.
     bool IsBusy() const { return busy_ > 0; }
 
@@ -70,6 +71,19 @@ class CEventBaseNonModalDlg : public QDialog {
     void keyPressEvent(QKeyEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+
+    // Something that is drawn from the settings has been drawn anew.
+    virtual void Drawn() {}
+    // Has the block do something, and shows what has become of it; a failure stands in the message line.
+    void Work(const std::function<void()>& does);
+    // Why the operation may not run as it stands; empty when it may.
+    QString Fault();
+    void FocusFault();
+    // Puts another button into the row, and into the order of the tab key.
+    void AddButton(QWidget* button, QWidget* before);
+
+    Session& session_;
+    QPushButton *run_ = nullptr, *batch_ = nullptr, *save_ = nullptr, *load_ = nullptr, *close_ = nullptr;
 
   private:
     class Busy;  // while it lives, the block is at work
@@ -96,10 +110,7 @@ class CEventBaseNonModalDlg : public QDialog {
     void LetGo();
     // Has the block do something; a failure stands in the message line.
     void Guarded(const std::function<void()>& does);
-    // The same, and shows what has become of it.
-    void Work(const std::function<void()>& does);
 
-    Session& session_;
     const Operation& operation_;
     std::unique_ptr<CBatchBaseDlg> block_;
 
@@ -110,7 +121,8 @@ class CEventBaseNonModalDlg : public QDialog {
     ResultsPane* results_ = nullptr;  // null where the operation has no text
     ChartWidget* chart_ = nullptr;    // null until the operation has one
     QLabel* message_ = nullptr;
-    QPushButton *run_ = nullptr, *batch_ = nullptr, *save_ = nullptr, *load_ = nullptr, *close_ = nullptr;
+    QHBoxLayout* buttonRow_ = nullptr;
+    std::vector<QWidget*> buttons_;
 
     QTimer drawLater_;  // joins the letters of a number that is typed
     QString doneText_;  // what the last run gave; until something changes

@@ -1,0 +1,112 @@
+#pragma once
+// The live preview of a transform: a stretch of one trace before and after it, in two panes or laid over each
+// other. It has a viewport of its own, which begins as that of the active view, and moves by the commands of
+// the view that have a meaning here.
+//
+// The host computes; nothing here knows a kernel. The document and the host outlive the preview.
+
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "display/draw_device.h"
+#include "document/data_doc.h"
+#include "transforms/preview_host.h"
+
+namespace kymora {
+
+inline constexpr const char* superimposeText = "Superimpose raw (black) and transformed (red) trace";
+inline constexpr const char* equalScaleText =
+    "Set the scale of the transformed (red) trace equal to that of the raw (black) trace";
+inline constexpr const char* noNavigationText = "Navigation is not available in this preview.";
+inline constexpr const char* noActiveViewText = "No active view";
+
+// The values at the foot and at the head of a pane.
+struct PreviewScale {
+    double low = -1.0, high = 1.0;
+    double Middle() const { return low / 2.0 + high / 2.0; }
+    bool operator==(const PreviewScale&) const = default;
+};
+
+class CTransformPreview {
+  public:
+    // `view` gives the first stretch, the time unit and the step of scrolling. Without one there is nothing
+    // to see and nowhere to go.
+    CTransformPreview(CPreviewHost& host, CDataDoc& doc, const DocumentView* view);
+
+    // The settings of the transform have changed: takes its trace and its result.
+    void Refresh();
+
+    // --- navigation ---
+    // The ids of the commands of the view that work here, in the order of the buttons; empty between groups.
+    static std::span<const std::string_view> Commands();
+    // Runs one of them; false when there is no such command here.
+    bool RunCommand(std::string_view id);
+    // The stretch that the panes show, in samples.
+    int64_t Start() const { return start_; }
+    int64_t Length() const { return length_; }
+
+    // --- scales ---
+    bool m_bSuperimpose = false;
+    bool m_bEqualScale = false;  // the transformed trace has the scale of the raw one
+    // Until the gain is changed, each new stretch is fitted.
+    const PreviewScale& RawScale() const { return scales_[0]; }
+    const PreviewScale& TransformedScale() const { return scales_[m_bEqualScale ? 0 : 1]; }
+    // Behind the values of the axes; empty for none.
+    std::string m_strRawUnits, m_strTransformedUnits;
+
+    // --- what it tells ---
+    // The trace and the stretch of time.
+    std::string Status() const;
+    // What the transform has to say, or why a command did nothing; empty for nothing.
+    const std::string& Message() const { return message_; }
+    bool HasView() const { return hasView_; }
+    const PreviewData& Data() const { return data_; }
+
+    // Draws on white paper, whatever the colours of the windows are.
+    void Draw(DrawDevice& device, Extent size) const;
+
+  private:
+    void LeftPage() { Show(start_ - length_, length_); }
+    void RightPage() { Show(start_ + length_, length_); }
+    void LeftPercent() { Show(start_ - Step(), length_); }
+    void RightPercent() { Show(start_ + Step(), length_); }
+    void GoToStart() { Show(0, length_); }
+    void GoToEnd() { Show(docLength_ - length_, length_); }
+    void Compress();
+    void Expand();
+    void IncreaseGain() { Zoom(0.5); }
+    void DecreaseGain() { Zoom(2.0); }
+    void Autoscale();
+
+    struct Entry;
+    static std::span<const Entry> Entries();
+    int64_t Step() const;
+    bool FocusesLeftEdge() const;
+    int64_t LastPosition() const { return start_ + std::max<int64_t>(0, length_ - 1); }
+    // Holds the stretch within the recording and to what is treated in memory.
+    void Place(int64_t start, int64_t length);
+    void Show(int64_t start, int64_t length);
+    void Load();
+    void Fit();
+    void Zoom(double factor);
+    void DrawTimes(DrawDevice& device, const PixelRect& plot) const;
+
+    CPreviewHost& host_;
+    CDataDoc& doc_;
+    PreviewData data_;
+    std::string message_;
+    std::array<PreviewScale, 2> scales_;  // raw, transformed
+    int64_t docLength_ = 0, start_ = 0, length_ = 0;
+    int percentStep_ = 20, timeUnit_ = 0;
+    bool hasView_ = false;
+    bool isCut_ = false;      // a longer stretch was asked for than there may be
+    bool fitsItself_ = true;  // until the user has chosen a gain
+};
+
+// The least and greatest finite values with a little room around them; values that are all equal lie in the
+// middle.
+PreviewScale FittingScale(std::span<const float> values);
+
+}  // namespace kymora

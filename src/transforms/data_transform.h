@@ -1,0 +1,56 @@
+#pragma once
+// The engine of transforms: writes a recording anew, trace by trace, with chosen traces treated by a kernel
+// one run of samples at a time. A run never spans a gap or the boundary of an episode, unless the transform
+// wants them joined. The recording itself is only read, and never loaded whole: runs of up to 5,000,000
+// samples are treated in memory, longer ones stream.
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "document/float_doc.h"
+#include "transforms/transform_dlg.h"
+
+namespace kymora {
+
+class CDataTransform {
+  public:
+    // Scratch files of kernels stand in `scratchFolder`.
+    CDataTransform(CDataDoc& doc, std::filesystem::path scratchFolder);
+    ~CDataTransform();
+
+    // Writes the transformed recording as a native file: the chosen traces replaced, or each followed by its
+    // result with all that belongs to traces moved up. Labels, comment and history tell what was done. False
+    // when a kernel refused; what was written is then of no use. What there is to say has been told, but for
+    // the reason of a silent failure, which FailureNote has. Throws FileError and Cancelled.
+    //
+    // Sets the session's pendingReset for traces that were replaced; it is for the load of the new file.
+    bool ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& dialog);
+    const std::string& FailureNote() const { return failureNote_; }
+
+  private:
+    class Meter;
+    using Flags = std::array<uint8_t, maxTraces>;
+    // Neighbouring samples from `start` up to but not including `end`.
+    struct Stretch {
+        int64_t start = 0, end = 0;
+    };
+
+    bool WriteTraces(CArchive& archive, const Flags& flags, CTransformTraceDlg& dialog);
+    bool TransformTrace(CArchive& archive, int trace, CTransformTraceDlg& dialog);
+    bool TransformStretches(CArchive& archive, int trace, std::vector<Stretch> stretches,
+                            CTransformTraceDlg& dialog);
+    std::vector<Stretch> StretchesOf(int trace) const;
+    std::vector<Stretch> Episodes() const;
+    bool IsAccepted(const KernelOutcome& outcome, const TransformRun& run, CTransformTraceDlg& dialog);
+    void CopyTrace(CArchive& archive, int trace);
+    void NameResults(CFloatDoc& result, const Flags& flags, const CTransformTraceDlg& dialog) const;
+
+    CDataDoc& doc_;
+    std::filesystem::path scratchFolder_;
+    std::unique_ptr<Meter> meter_;
+    std::string failureNote_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,57 @@
+#include "transforms/temporary_scratch.h"
+
+#include <algorithm>
+
+#include "archive/archive.h"
+#include "document/temporary_file.h"
+
+namespace kymora {
+namespace {
+
+constexpr size_t scratchBuffer = 4096;  // bytes
+
+class ScratchFileSource : public FloatSource {
+  public:
+    explicit ScratchFileSource(DataFile& file) : archive_(file, CArchive::Mode::load, 0, scratchBuffer) {}
+
+    size_t Read(std::span<float> to) override {
+        const auto part = to.first(std::min<uint64_t>(to.size(), archive_.Remaining() / sizeof(float)));
+        try {
+            archive_.ReadRaw(std::as_writable_bytes(part));
+        } catch (const ArchiveError& error) {
+            // It was shortened meanwhile, by somebody else.
+            throw FileError(error.what(), 0);
+        }
+        return part.size();
+    }
+
+  private:
+    CArchive archive_;
+};
+
+class ScratchFile : public ScratchRun, private FloatSink {
+  public:
+    ScratchFile(FileSystem& files, Host& host, const std::filesystem::path& folder)
+        : file_(TemporaryFile::InFolder(files, folder, host)),
+          writer_(file_.File(), CArchive::Mode::store, 0, scratchBuffer) {}
+
+    FloatSink& Sink() override { return *this; }
+    std::unique_ptr<FloatSource> Rewind() override {
+        writer_.Flush();
+        return std::make_unique<ScratchFileSource>(file_.File());
+    }
+
+  private:
+    void Write(std::span<const float> values) override { writer_.WriteRaw(std::as_bytes(values)); }
+
+    TemporaryFile file_;
+    CArchive writer_;
+};
+
+}  // namespace
+
+std::unique_ptr<ScratchRun> TemporaryScratch::Make() {
+    return std::make_unique<ScratchFile>(files_, host_, folder_);
+}
+
+}  // namespace kymora

@@ -1,0 +1,188 @@
+#include "transforms/transform_dlg.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "document/lists.h"
+#include "host/quiet_host.h"
+#include "numerics/rounding.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t recordVersion = 1;
+constexpr double leastHalfWindowTime = 0.0, greatestHalfWindowTime = 1e10;  // ms
+constexpr double greatestHalfWindow = 1e9;                                  // samples
+constexpr double greatestIterations = 10.0;
+constexpr std::string_view labelSeparator = "; ";
+
+// A preview treats its data in memory, where no kernel needs scratch files.
+class NoScratch : public ScratchRoom {
+  public:
+    std::unique_ptr<ScratchRun> Make() override { throw std::logic_error("A preview has no scratch files."); }
+};
+
+}  // namespace
+
+// --- CTransformDlg ---
+
+void CTransformDlg::Serialize(CArchive& archive) {
+    CBatchBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, recordVersion, ClassName());
+    Exchange(archive, m_strComment);
+    Exchange(archive, m_bNewFile);
+}
+
+void CTransformDlg::GetParamText(std::string& text) {
+    if (m_bNewFile && Document()) text += fmt::format("Source file: {}\r\n", Document()->filePath.string());
+}
+
+void CTransformDlg::DescribeOutput(ParamList& list) {
+    list.Group("File");
+    list.Text("comment", "Append comment", m_strComment)
+        .Lines()
+        .Tip("Text that is appended to the comment of the file");
+    list.Action("appendParams", "Ap param", [this] { GetParamText(m_strComment); })
+        .Settable()
+        .Tip("Append the parameters as they stand to this comment");
+    list.Flag("newFile", "Write new file", m_bNewFile)
+        .Tip("Write the result into a new file and leave the source as it is")
+        .EnabledIf([this] { return m_bAllowNewFile; });
+}
+
+// --- CTransformTraceDlg ---
+
+void CTransformTraceDlg::Serialize(CArchive& archive) {
+    CTransformDlg::Serialize(archive);
+    ExchangeVersion(archive, recordVersion, ClassName());
+    Exchange(archive, m_strTraceList);
+    Exchange(archive, m_nAddMode);
+}
+
+void CTransformTraceDlg::GetParamText(std::string& text) {
+    CTransformDlg::GetParamText(text);
+    text += fmt::format("Trace list: {}\r\n", m_strTraceList);
+    text += m_nAddMode == addTraces ? "Add trace mode\r\n" : "Replace trace mode\r\n";
+}
+
+std::array<uint8_t, maxTraces> CTransformTraceDlg::TraceFlags(int traceCount) const {
+    std::array<uint8_t, maxTraces> flags{};
+    for (const int trace : ParseTraceList(m_strTraceList, traceCount, emptyListText))
+        flags[static_cast<size_t>(trace)] = 1;
+    return flags;
+}
+
+void CTransformTraceDlg::DescribeTraces(ParamList& list) {
+    list.Group("Traces");
+    list.Text("traces", "Traces to process (1-128)", m_strTraceList)
+        .Tip("Numbers and ranges, for example 1-5 7 10-12");
+    list.Choice("addMode", "Result", m_nAddMode, {"Replace trace(s)", "Add trace(s)"})
+        .Buttons()
+        .Tip("The result takes the place of each trace; The result is a new trace behind each trace");
+}
+
+std::string CTransformTraceDlg::CheckSettings() {
+    const int traceCount = Document() ? Document()->traceCount : maxTraces;
+    try {
+        const auto flags = TraceFlags(traceCount);
+        const auto chosen = std::count(flags.begin(), flags.end(), uint8_t{1});
+        if (m_nAddMode == addTraces && Document() && traceCount + chosen > maxTraces)
+            return tooManyTracesText;
+    } catch (const ListError& error) {
+        return error.what();
+    }
+    return {};
+}
+
+std::string CTransformTraceDlg::ResultLabel(const std::string& label) const {
+    if (label.empty() || label.ends_with(m_strName)) return label.empty() ? m_strName : label;
+    return label + (label.ends_with(labelSeparator) ? "" : std::string(labelSeparator)) + m_strName;
+}
+
+int CTransformTraceDlg::PreviewTrace() const {
+    try {
+        return ParseTraceList(m_strTraceList, Document() ? Document()->traceCount : maxTraces).front();
+    } catch (const ListError&) {
+        return 0;
+    }
+}
+
+void CTransformTraceDlg::OnNeedData(PreviewData& data) {
+    CDataDoc& doc = *Document();
+    const auto count = static_cast<size_t>(data.count);
+    data.message.clear();
+    data.isTransformed = false;
+    data.raw.assign(count, 0.0f);
+    data.transformed.assign(count, 0.0f);
+    m_bInPreview = true;
+    try {
+        doc.ReadBlock(data.trace, data.start, data.raw);
+        if (data.raw.empty()) {
+            data.isTransformed = true;
+        } else {
+            QuietHost quiet;
+            NoScratch scratch;
+            std::mt19937 random = doc.GetSession().random;
+            const TransformRun run{doc, data.trace, data.start, data.count, {}, random, quiet, scratch, {}};
+            const KernelOutcome outcome = TransformBlock(run, data.raw, data.transformed);
+            data.isTransformed = outcome.isDone;
+            data.message = *outcome.message != '\0' ? outcome.message : outcome.note;
+        }
+    } catch (const std::exception& error) {
+        data.isTransformed = false;
+        data.message = error.what();
+    }
+    m_bInPreview = false;
+    if (!data.isTransformed) data.transformed = data.raw;
+}
+
+// --- CTransformTraceWindowDlg ---
+
+void CTransformTraceWindowDlg::CheckChangeDoc(CDataDoc* doc) {
+    CTransformTraceDlg::CheckChangeDoc(doc);
+    if (!doc) return;
+    m_dSampleInterval = doc->sampleInterval;
+    FollowTime();
+}
+
+void CTransformTraceWindowDlg::FollowTime() {
+    m_nHalfWindow = RoundHalfAway(m_dHalfWindowTime / m_dSampleInterval);
+}
+
+void CTransformTraceWindowDlg::Serialize(CArchive& archive) {
+    CTransformTraceDlg::Serialize(archive);
+    ExchangeVersion(archive, recordVersion, ClassName());
+    Exchange(archive, m_nHalfWindow);
+    Exchange(archive, m_dHalfWindowTime);
+    Exchange(archive, m_nIterations);
+    if (!archive.IsStoring()) FollowTime();
+}
+
+int64_t CTransformTraceWindowDlg::HalfWindowSamples(double interval) const {
+    return RoundHalfAway64(m_dHalfWindowTime / interval);
+}
+
+void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function<bool()> isEnabled) {
+    list.Integer("halfWindow", "Half window", m_nHalfWindow)
+        .Unit("samples")
+        .Limits(0, greatestHalfWindow)
+        .Tip("Samples on each side of the middle one; the window has 2 x half window + 1 samples")
+        .EnabledIf(isEnabled)
+        .Linked({"halfWindowTime"})
+        .OnChange([this] { m_dHalfWindowTime = m_nHalfWindow * m_dSampleInterval; });
+    list.Number("halfWindowTime", "Half window time", m_dHalfWindowTime)
+        .Unit("ms")
+        .Limits(leastHalfWindowTime, greatestHalfWindowTime)
+        .Tip("The same as a time; this is what counts where a recording has another sample interval")
+        .EnabledIf(isEnabled)
+        .Linked({"halfWindow"})
+        .OnChange([this] { FollowTime(); });
+}
+
+Param& CTransformTraceWindowDlg::DescribeIterations(ParamList& list, int least) {
+    return list.Integer("iterations", "Iterations", m_nIterations).Limits(least, greatestIterations);
+}
+
+}  // namespace kymora

@@ -1,0 +1,245 @@
+#include "operations/windows/transform_window.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+
+#include "host/memory_file_system.h"
+#include "support/memory_doc.h"
+#include "support/test_host.h"
+#include "support/test_transform.h"
+
+namespace kymora::test {
+namespace {
+
+class StillView : public DocumentView {
+  public:
+    DisplaySettings GetDisplaySettings() const override {
+        DisplaySettings settings;
+        settings.view.viewStart = 100.0;
+        settings.view.viewEnd = 300.0;
+        return settings;
+    }
+    void OnUpdate(UpdateHint) override {}
+};
+
+class TransformWindowTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        doc = MemoryDoc::Generate(session, 3, 1000,
+                                  [](int trace, int64_t i) { return static_cast<float>(100 * trace + i); });
+        doc->filePath = "/data/rec.kymr-dat";
+    }
+    void TearDown() override { Close(); }
+    CTestTransform& Open() {
+        window = new TransformWindow(session, testTransform, &look);
+        window->onTransform = [this](CTransformDlg& dialog) {
+            ++transforms;
+            batchWas = dialog.m_bBatch;
+            EXPECT_TRUE(window->IsBusy());
+            window->close();
+            EXPECT_TRUE(window->isVisible()) << "it stays until the transform is done";
+            if (!failure.empty()) throw std::runtime_error(failure);
+            return succeeds;
+        };
+        window->SetActive(doc.get(), &view);
+        window->show();
+        window->activateWindow();
+        QApplication::processEvents();
+        return static_cast<CTestTransform&>(window->Block());
+    }
+    void Close() {
+        if (window) window->close();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QApplication::processEvents();
+    }
+    template <typename Widget>
+    static Widget* Find(QWidget* in, const char* name) {
+        auto* widget = in->findChild<Widget*>(name);
+        if (!widget) throw std::runtime_error(std::string("no widget ") + name);
+        return widget;
+    }
+    void Press(const char* name) { QTest::mouseClick(Find<QPushButton>(window, name), Qt::LeftButton); }
+    void Check(QWidget* in, const char* name) {
+        QTest::mouseClick(Find<QCheckBox>(in, name), Qt::LeftButton, {}, QPoint(5, 8));
+    }
+    void Type(const char* key, const char* text) {
+        auto* edit = Find<QLineEdit>(window, key);
+        edit->setFocus();
+        edit->selectAll();
+        QTest::keyClicks(edit, text);
+    }
+    std::string Message() { return Find<QLabel>(window, "message")->text().toStdString(); }
+    std::string Told(const char* name) { return Find<QLabel>(window->Preview(), name)->text().toStdString(); }
+
+    TestHost host;
+    MemoryFileSystem files;
+    Session session{host, files};
+    std::unique_ptr<MemoryDoc> doc;
+    StillView view;
+    PreviewLook look;
+    QPointer<TransformWindow> window;
+    int transforms = 0;
+    bool succeeds = true, batchWas = false;
+    std::string failure;
+};
+
+TEST_F(TransformWindowTest, OkTransformsAndClosesAndCancelDoesNeither) {
+    Open();
+    EXPECT_EQ(window->windowModality(), Qt::ApplicationModal);
+    EXPECT_EQ(Find<QPushButton>(window, "run")->text(), "OK");
+    EXPECT_EQ(Find<QPushButton>(window, "close")->text(), "Cancel");
+    EXPECT_FALSE(Find<QPushButton>(window, "batch")->isVisible());
+    Type("factor", "3");
+    succeeds = false;
+    Press("run");
+    EXPECT_EQ(transforms, 1);
+    ASSERT_TRUE(window && window->isVisible()) << "it was refused";
+    failure = "The disk is full.";
+    Press("run");
+    EXPECT_EQ(Message(), "The disk is full.");
+    failure.clear();
+    succeeds = true;
+    int result = -1;
+    QObject::connect(window, &QDialog::finished, [&](int code) { result = code; });
+    Press("run");
+    EXPECT_EQ(transforms, 3);
+    EXPECT_EQ(result, QDialog::Accepted);
+    Close();
+    EXPECT_EQ(Open().factor, 3.0) << "the settings of the session";
+    Type("factor", "4");
+    Press("close");
+    Close();
+    EXPECT_EQ(transforms, 3);
+    EXPECT_TRUE(window.isNull());
+}
+
+TEST_F(TransformWindowTest, ABadListKeepsItOpenWithTheWords) {
+    Open();
+    for (const auto& [list, words] : std::vector<std::pair<const char*, const char*>>{
+             {"4", "The list is empty or only contains out-of-range values."},
+             {"1 4", "The selected data trace does not exist"},
+             {"x", "The list should only contain digits, spaces or hyphens; e.g. \"1-5 7 10-12\"."}}) {
+        Type("traces", list);
+        EXPECT_EQ(Message(), words) << list;
+        QTest::keyClick(Find<QLineEdit>(window, "traces"), Qt::Key_Return);
+        EXPECT_FALSE(window->Run());
+    }
+    EXPECT_EQ(transforms, 0);
+    EXPECT_TRUE(window->isVisible());
+    Type("traces", "1-3");
+    EXPECT_EQ(Message(), "");
+    EXPECT_TRUE(window->Run());
+}
+
+TEST_F(TransformWindowTest, BatchIsACheckWithANotice) {
+    CTestTransform& block = Open();
+    Check(window, "batchProcess");
+    EXPECT_TRUE(block.m_bBatch);
+    ASSERT_EQ(host.notices.size(), 1u);
+    EXPECT_EQ(host.notices[0].title, "Batch Processing");
+    EXPECT_TRUE(
+        host.notices[0].text.starts_with("Files to be batch-processed will be selected later.\nYou must"));
+    EXPECT_TRUE(host.notices[0].text.ends_with("APPENDED to any existing comment for each file."));
+    Check(window, "batchProcess");
+    EXPECT_FALSE(block.m_bBatch);
+    EXPECT_EQ(host.notices.size(), 1u);
+    Check(window, "batchProcess");
+    Press("run");
+    EXPECT_TRUE(batchWas);
+    Close();
+    EXPECT_FALSE(Open().m_bBatch) << "no settings keep it";
+}
+
+TEST_F(TransformWindowTest, ThePreviewFollowsTheParameters) {
+    CTestTransform& block = Open();
+    Press("previewButton");
+    ASSERT_NE(window->Preview(), nullptr);
+    EXPECT_TRUE(host.WasSilent()) << "no gaps, no notice";
+    CTransformPreview& model = window->Preview()->Model();
+    EXPECT_FALSE(window->Preview()->isModal());
+    EXPECT_EQ(block.lastRun, (CTestTransform::Run{0, 100, 200}));
+    EXPECT_EQ(model.Data().transformed[5], 1050.0f);
+    EXPECT_EQ(Told("previewStatus").substr(0, 7), "Trace 1");
+
+    Type("factor", "25");
+    QTest::qWait(250);
+    EXPECT_EQ(model.Data().transformed[5], 2625.0f);
+    Type("traces", "3 1-2");
+    QTest::qWait(250);
+    EXPECT_EQ(block.lastRun.trace, 0) << "the first of the list in order";
+    Type("traces", "2-3");
+    QTest::qWait(250);
+    EXPECT_EQ(block.lastRun.trace, 1);
+    EXPECT_EQ(Told("previewStatus").substr(0, 7), "Trace 2");
+    const int blocks = block.blocks;
+    Find<QPlainTextEdit>(window, "comment")->setPlainText("nothing to do with it");
+    Type("factor", "9999");
+    QTest::qWait(250);
+    EXPECT_EQ(block.blocks, blocks) << "neither a comment nor what may not be used";
+    Type("factor", "0");
+    QTest::qWait(250);
+    EXPECT_EQ(Told("previewMessage"), "Nothing is left.");
+    EXPECT_EQ(model.Data().transformed, model.Data().raw);
+    window->DocumentChanged(UpdateHint::samples);
+    EXPECT_EQ(block.blocks, blocks + 2);
+
+    QPointer<PreviewWindow> preview = window->Preview();
+    window->SetActive(nullptr, nullptr);
+    EXPECT_TRUE(preview.isNull()) << "its recording is about to go";
+    EXPECT_FALSE(Find<QPushButton>(window, "previewButton")->isEnabled());
+}
+
+TEST_F(TransformWindowTest, ThePreviewHasTheKeysOfTheViewAndClosesWithItsWindow) {
+    Open();
+    QPointer<PreviewWindow> preview = window->OpenPreview();
+    EXPECT_EQ(window->OpenPreview(), preview);
+    CTransformPreview& model = preview->Model();
+    QTest::keyClick(preview, Qt::Key_Right, Qt::ControlModifier);
+    EXPECT_EQ(model.Start(), 300);
+    QTest::keyClick(preview, Qt::Key_Left);
+    EXPECT_EQ(model.Start(), 260);
+    QTest::keyClick(preview, Qt::Key_Asterisk);
+    EXPECT_EQ(model.Length(), 100);
+    const PreviewScale before = model.RawScale();
+    QTest::keyClick(preview, Qt::Key_Plus);
+    EXPECT_LT(model.RawScale().high, before.high);
+    QTest::mouseClick(Find<QToolButton>(preview, "end"), Qt::LeftButton);
+    EXPECT_EQ(model.Start(), 900);
+    EXPECT_EQ(Find<QCheckBox>(preview, "superimpose")->text(),
+              "Superimpose raw (black) and transformed (red) trace");
+    Check(preview, "superimpose");
+    Check(preview, "equalScale");
+    EXPECT_TRUE(model.m_bSuperimpose && model.m_bEqualScale);
+    preview->resize(600, 444);
+    Close();
+    EXPECT_TRUE(preview.isNull());
+    Open();
+    preview = window->OpenPreview();
+    EXPECT_TRUE(preview->Model().m_bSuperimpose) << "the session remembers";
+    EXPECT_EQ(preview->size(), QSize(600, 444));
+}
+
+TEST_F(TransformWindowTest, GapsAreToldBeforeTheFirstPreview) {
+    doc = MemoryDoc::MakeWithRuns(session, {std::vector<float>(400, 1.0f)}, {{100, 100, 300}});
+    Open();
+    window->OpenPreview();
+    ASSERT_EQ(host.notices.size(), 1u);
+    EXPECT_EQ(
+        host.notices[0].text,
+        "Note: the preview window ignores episode boundaries and treats gaps as zero-filled data but the "
+        "full transform treats episodes separately and ignores gaps");
+    const auto& raw = window->Preview()->Model().Data().raw;
+    EXPECT_EQ(raw.front(), 0.0f) << "sample 100 lies in the gap";
+    EXPECT_EQ(raw.back(), 1.0f);
+}
+
+}  // namespace
+}  // namespace kymora::test

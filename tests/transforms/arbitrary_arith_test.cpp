@@ -1,0 +1,140 @@
+// Trace arithmetic and the test of expressions as a user runs them.
+
+#include "transforms/arbitrary_arith.h"
+
+#include <cmath>
+
+#include "document/native_writer.h"
+#include "transforms/dialog_fixture.h"
+#include "transforms/eqn_test.h"
+
+namespace kymora::test {
+namespace {
+
+using Values = std::vector<float>;
+
+class ArbitraryArithTest : public DialogTest {
+  protected:
+    CArbitraryArith dialog;
+};
+
+TEST_F(ArbitraryArithTest, AllTracesAtTheSameTime) {
+    SetDoc({{1, 2, 3, 4}, {10, 20, 30, 40}});
+    dialog.CheckChangeDoc(doc.get());
+    Set(dialog, {{"expression", "x2 - 2*x1 + 100*xt"}});
+    EXPECT_EQ(dialog.Validate(), "");
+    // The run that is treated lies where it lies in the recording, and its own samples play no part.
+    TransformRun run = RunOf(2);
+    run.start = 1;
+    Values output(2);
+    EXPECT_TRUE(dialog.TransformBlock(run, Values(2), output).isDone);
+    EXPECT_EQ(output, (Values{66, 124}));  // 20 - 4 + 50, 30 - 6 + 100
+    EXPECT_EQ(Stream(dialog, Values(4)).values, (Values{8, 66, 124, 182}));
+    EXPECT_EQ(Report(dialog), "Arithmetic transform parameters:\r\nTrace list: 1\r\nAdd trace mode\r\n"
+                              "Expression: x2 - 2*x1 + 100*xt\r\n");
+    EXPECT_EQ(ReportAfterLoad(dialog), Report(dialog));
+    Set(dialog, {{"expression", "et + 10*ed"}});
+    EXPECT_EQ(Memory(dialog, Values(2)).values, (Values{10, 10}));
+}
+
+TEST_F(ArbitraryArithTest, GapsAndWhatLiesOutsideAreZero) {
+    doc = MemoryDoc::MakeWithRuns(session, {{1, 2, notANumber, 4}, {5, 6, 7, 8, 9, 10}}, {{2, 2, 2}, {6}});
+    Set(dialog, {{"expression", "x1 + 0*x2"}});
+    const Values made = Memory(dialog, Values(8)).values;
+    EXPECT_TRUE(AreSame(made, {1, 2, 0, 0, notANumber, 4, 0, 0}));
+}
+
+TEST_F(ArbitraryArithTest, ExpressionsThatCannotBeUsed) {
+    dialog.CheckChangeDoc(doc.get());
+    const std::mt19937 before = session.random;
+    for (const char* text : {"", "x1 +", "x1 = 2", "x2", "nosuch(x1)"}) {
+        Set(dialog, {{"expression", text}});
+        EXPECT_NE(dialog.Validate(), "") << text;
+        const Smoothed made = Memory(dialog, Values(2));
+        EXPECT_FALSE(made.outcome.isDone);
+        EXPECT_EQ(made.outcome.message, dialog.Validate());
+    }
+    EXPECT_EQ(dialog.Params().Find("variables")->shown(), "x1 (traces), xt (time in ms)");
+    Set(dialog, {{"expression", "rndn()"}});
+    EXPECT_EQ(dialog.Validate(), "");
+    EXPECT_EQ(session.random, before);  // to look at it draws nothing
+    Memory(dialog, Values(2));
+    EXPECT_NE(session.random, before);
+    Set(dialog, {{"expression", "1 / (x1 - x1)"}});
+    EXPECT_TRUE(std::isinf(Memory(dialog, Values(2)).values[0]));
+}
+
+TEST_F(ArbitraryArithTest, TheLabelIsTheExpression) {
+    dialog.m_strExpression = "x1*2";
+    EXPECT_EQ(dialog.ResultLabel("EMG *"), "x1*2");
+    EXPECT_EQ(dialog.ResultLabel("old x1*2 *"), "x1*2");
+    dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
+    EXPECT_EQ(dialog.ResultLabel("EMG"), "x1*2");
+    EXPECT_EQ(dialog.ResultLabel("old x1*2"), "old x1*2");
+    dialog.m_bInBatch = true;
+    EXPECT_EQ(dialog.ResultLabel("EMG"), "EMG");
+}
+
+TEST_F(ArbitraryArithTest, CanBeCancelled) {
+    dialog.m_strExpression = "3";
+    goOn = [](int64_t done) { return done < 10000; };
+    EXPECT_THROW(Memory(dialog, Values(30000)), Cancelled);
+    EXPECT_THROW(Stream(dialog, Values(30000)), Cancelled);
+}
+
+TEST_F(ArbitraryArithTest, TheTestDialog) {
+    dialog.CheckChangeDoc(doc.get());
+    const auto result = [](Form& form, const char* equation) {
+        form["equation"].text = equation;
+        form["calculate"].action(form);
+        return form.Text("result");
+    };
+    host.fillForms.push_back([&](Form& form) {
+        EXPECT_EQ(form.Text("equation"), "x + 3*a");
+        EXPECT_EQ(form.Text("result"), "0.000000");
+        EXPECT_EQ(form["setToOne"].label, "Set all parameters to 1");
+        EXPECT_EQ(form["result"].label, "Result of test calculation");
+        form["setToOne"].action(form);
+        form["x"].number = 0.5;
+        form["decimals"].number = 2;
+        EXPECT_EQ(result(form, "x + 3*a"), "3.50");
+        EXPECT_EQ(result(form, "t + a+b+c+d+e+f+g+h"), "8.50");
+        EXPECT_EQ(result(form, "log(_e) + fmod(7, 4) + cbrt(27) + gamma(5)"), "31.00");
+        EXPECT_EQ(result(form, "1/0"), "infinite");
+        EXPECT_EQ(result(form, "sqrt(-1)"), "not a number");
+        EXPECT_EQ(result(form, "1e300"), "1.00e+300");
+        EXPECT_TRUE(result(form, "x +").starts_with("The equation cannot be used."));
+        return true;
+    });
+    const std::mt19937 before = session.random;
+    dialog.Params().Find("test")->action();
+    EXPECT_EQ(host.formFault, "");
+    ASSERT_EQ(host.forms, std::vector<std::string>{"Test equation"});
+    EXPECT_EQ(session.random, before);
+}
+
+// Each function of the list is one that expressions have.
+TEST_F(ArbitraryArithTest, TheListOfFunctionsIsTrue) {
+    host.fillForms.push_back([&](Form& form) {
+        std::string all;
+        for (const auto& row : form["functions"].rows) all += row.at(0) + " ";
+        for (const char* call :
+             {"abs(x)",   "sign(x)",    "rint(x)",   "trunc(x)",  "ceil(x)",  "floor(x)",   "sqrt(x)",
+              "cbrt(x)",  "exp(x)",     "log(x)",    "ln(x)",     "log2(x)",  "log10(x)",   "sin(x)",
+              "cos(x)",   "tan(x)",     "asin(x)",   "acos(x)",   "atan(x)",  "atan2(x,a)", "sinh(x)",
+              "cosh(x)",  "tanh(x)",    "asinh(x)",  "acosh(x)",  "atanh(x)", "fmod(x,a)",  "erf(x)",
+              "gamma(x)", "min(x,a,b)", "max(x)",    "sum(x,a)",  "avg(x,a)", "rndu()",     "rndn()",
+              "rndp(3)",  "rndo()",     "rndu(1,2)", "rndn(1,2)", "rndo(2)"}) {
+            const std::string name(call, std::string_view(call).find('('));
+            EXPECT_NE(all.find(name), std::string::npos) << name;
+            CEqnTest test;
+            test.m_strEquation = call;
+            EXPECT_FALSE(test.Calculate(session.random).starts_with("The equation")) << call;
+        }
+        return false;
+    });
+    AskEqnTest(session);
+}
+
+}  // namespace
+}  // namespace kymora::test
