@@ -5,6 +5,7 @@
 
 import base64
 import os
+import shutil
 import sys
 import tempfile
 
@@ -71,6 +72,24 @@ def detection(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def transforms(program, demo, out):
+    with tempfile.TemporaryDirectory() as folder:
+        source = shutil.copy(f"{demo}/demo_spikes.kymr-dat", folder)
+        window = start(program, source)
+        window.ask(resize={"width": 1180, "height": 760})
+        window.ask(viewport={"start": 2180, "end": 2300})
+        smooth = {"type": 5, "traces": "2", "halfWindow": 12, "polyDegree": 3}
+        operation_picture(window, f"{out}/smooth.png", "gen-smooth", set=smooth)
+        answer = window.ask(operation="gen-smooth", preview=True)
+        with open(f"{out}/preview.png", "wb") as file:
+            file.write(base64.b64decode(answer["previewPng"]))
+        window.ask(operation="gen-smooth", run=True)
+        picture(window, f"{out}/smoothed.png")
+        expression = {"traces": "1", "expression": "x1 - (x1 + x2) / 2"}
+        operation_picture(window, f"{out}/expression.png", "arbitrary-arith", set=expression)
+        window.ask(quit=True, discard=True)
+
+
 def gaps(program, demo, out):
     window = start(program, f"{demo}/demo_gaps.kymr-dat")
     window.ask(resize={"width": 1180, "height": 560})
@@ -91,7 +110,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (spikes, detection, gaps, tiled):
+    for scene in (spikes, detection, transforms, gaps, tiled):
         scene(program, demo, out)
 
 

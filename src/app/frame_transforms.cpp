@@ -7,6 +7,7 @@
 #include "batch/save_result.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "import/open_document.h"
 #include "operations/batch_run.h"
 #include "transforms/transform_file.h"
 
@@ -87,9 +88,16 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
 
 void CMainFrame::ReplaceDocument(CDataDoc& doc, const std::filesystem::path& path) {
     const QuietOpen quiet(session_);
-    RemoveDocument(doc);
-    OpenFile(path);
+    // The new window comes before the old one goes, since windows of operations close with the last.
+    std::shared_ptr<CDataDoc> made = OpenDocument(session_, path);
     session_.pendingReset.fill(false);
+    if (!made) return;
+    recent_.Add(path);
+    emit SettingsChanged();
+    const QRect place = ChildrenOf(doc).empty() ? QRect() : ChildrenOf(doc).front()->geometry();
+    CChildFrame* child = AddChild(std::move(made));
+    if (place.isValid() && !child->isMaximized()) child->setGeometry(place);
+    RemoveDocument(doc);
 }
 
 }  // namespace kymora

@@ -4,6 +4,7 @@
 
 #ifdef KYMORA_DESKTOP
 #include "app/kymora_app.h"
+#include "cli/interrupt.h"
 #else
 #include <cstdio>
 #endif
@@ -11,6 +12,7 @@
 int main(int argc, char** argv) {
     if (kymora::IsCommandLine(argc, argv)) return kymora::RunCommandLine(argc, argv);
 #ifdef KYMORA_DESKTOP
+    kymora::FailAtFileLimits();
     return kymora::RunDesktop(argc, argv);
 #else
     std::fputs("kymora: this build has no desktop; see kymora --help for the subcommands\n", stderr);

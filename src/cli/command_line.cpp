@@ -170,6 +170,7 @@ static int TellMissing(const char* name) {
 int RunCommandLine(int argc, char** argv) {
     HoldStandardStreams();
     CatchInterrupts();
+    FailAtFileLimits();
     CLI::App app{"Kymora views and converts electrophysiological recordings."};
     std::vector<Entry> entries(makers.size());
     bool isMissing = false;

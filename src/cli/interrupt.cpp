@@ -31,6 +31,13 @@ void CatchInterrupts() {
     sigaction(SIGPIPE, &ignore, nullptr);
 }
 
+void FailAtFileLimits() {
+    // The write answers EFBIG instead.
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &ignore, nullptr);
+}
+
 bool WasInterrupted() { return interrupted != 0; }
 
 void HoldStandardStreams() {

@@ -27,8 +27,10 @@ class TemporaryFile {
 
     // Gives the file the name and the access rights of `target`, which it replaces, once all its bytes have
     // reached the disk; a target on another disk gets a copy. A link would be replaced itself, so that the
-    // caller resolves it before. Throws FileError, and the file is then still a temporary one.
+    // caller resolves it before. Throws FileError, and the file is then still a temporary one, unless it has
+    // moved and only the folder could not be made durable.
     void MoveTo(const std::filesystem::path& target);
+    bool HasMoved() const { return !file_; }
 
   private:
     struct NameStart {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "batch/save_result.h"
@@ -130,6 +131,11 @@ class BatchRun {
             Tell(file, "There is no such file.");
             return false;
         }
+        if (changes_ && job_.writeNew && IsNamed(target)) {
+            Tell(file, fmt::format("Left out: its result would replace {}, which is to be processed itself.",
+                                   target.filename().string()));
+            return false;
+        }
         if (isTransform_) return Transform(file, target);
         const bool inPlace = target == file;
         CDataDoc* shown = documents_.FindShown(file);
@@ -137,10 +143,7 @@ class BatchRun {
             if (!shown) return RunOnOwn(file, target, changes_ && inPlace);
             return changes_ ? ChangeShown(*shown) : RunOn(*shown, target);
         }
-        if (shown && shown->IsModified())
-            Tell(file, "This file has unsaved changes in its window. They are not in the result, which was "
-                       "made from "
-                       "the file as it is saved.");
+        if (shown && shown->IsModified()) TellUnsaved(file);
         return RunOnOwn(file, target, false);
     }
 
@@ -163,12 +166,28 @@ class BatchRun {
         return true;
     }
 
+    // Empty unless another program has changed the file that a window shows, and that is to be replaced.
+    std::string ChangedOutside(const CDataDoc& doc) const {
+        if (session_.files.Stamp(doc.filePath) == doc.RememberedStamp(doc.filePath)) return {};
+        return "This file was changed by another program since it was opened. It was left as it is.";
+    }
+
+    void TellUnsaved(const std::filesystem::path& file) {
+        Tell(file, "This file has unsaved changes in its window. They are not in the result, which was made "
+                   "from the file as it is saved.");
+    }
+
+    // A new file never takes the place of one that is to be processed itself.
+    bool IsNamed(const std::filesystem::path& path) const {
+        return std::any_of(job_.files.begin(), job_.files.end(), [&](const auto& file) {
+            return IsSameFile(session_.files, file, path);
+        });
+    }
+
     // The document of a window: its view is what is seen, and its unsaved changes stay its user's.
     bool ChangeShown(CDataDoc& doc) {
-        const auto stamp = session_.files.Stamp(doc.filePath);
         std::string fault = InPlaceFault(doc);
-        if (fault.empty() && !(stamp == doc.RememberedStamp(doc.filePath)))
-            fault = "This file was changed by another program since it was opened. It was left as it is.";
+        if (fault.empty()) fault = ChangedOutside(doc);
         if (!fault.empty()) {
             Tell(doc.filePath, fault);
             return false;
@@ -198,6 +217,7 @@ class BatchRun {
                 return false;
             }
         } else {
+            if (shown && shown->IsModified()) TellUnsaved(file);
             doc = isOwnFile ? documents_.OpenForBatch(file) : documents_.OpenCopyForBatch(file);
         }
         if (!doc) return false;
@@ -205,6 +225,7 @@ class BatchRun {
         std::string fault = atTarget && atTarget != doc
                                 ? fmt::format("{} is open in a window.", target.string())
                                 : TransformTargetFault(*doc, target);
+        if (fault.empty() && doc == shown && isOwnFile) fault = ChangedOutside(*doc);
         if (!fault.empty()) {
             Tell(file, fault);
             return false;

@@ -24,6 +24,9 @@ class NoScratch : public ScratchRoom {
     std::unique_ptr<ScratchRun> Make() override { throw std::logic_error("A preview has no scratch files."); }
 };
 
+// Without the digits that a product of decimal fractions leaves at its end: 0.6 for 12 x 0.05.
+double Tidy(double value) { return std::stod(fmt::format("{:.14g}", value)); }
+
 }  // namespace
 
 // --- CTransformDlg ---
@@ -171,7 +174,7 @@ void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function
         .Tip("Samples on each side of the middle one; the window has 2 x half window + 1 samples")
         .EnabledIf(isEnabled)
         .Linked({"halfWindowTime"})
-        .OnChange([this] { m_dHalfWindowTime = m_nHalfWindow * m_dSampleInterval; });
+        .OnChange([this] { m_dHalfWindowTime = Tidy(m_nHalfWindow * m_dSampleInterval); });
     list.Number("halfWindowTime", "Half window time", m_dHalfWindowTime)
         .Unit("ms")
         .Limits(leastHalfWindowTime, greatestHalfWindowTime)

@@ -71,6 +71,11 @@ TransformedFile TransformFile(CDataDoc& doc, CTransformTraceDlg& dialog, const s
         session.pendingReset.fill(false);
         throw;
     } catch (const std::exception& error) {
+        if (output->file.HasMoved()) {
+            // What is left to do behind the rename concerns no byte of the result.
+            dialog.Refuse(fmt::format("The transform was done.\n{}", error.what()));
+            return {true, {}};
+        }
         session.pendingReset.fill(false);
         dialog.Refuse("The transform was not done. The recording is as it was.\n" +
                       WithTargetName(error.what(), output->file.Path(), path));

@@ -177,6 +177,7 @@ void ParamForm::PlaceEditor(Row& row, const Param& param, const FormField& field
     QWidget* widget = row.editor->Widget();
     const int letter = fontMetrics().averageCharWidth();
     if (IsText(param.kind)) widget->setMinimumWidth(letter * textLetters);
+    if (param.hasLines) widget->setFixedHeight(widget->minimumHeight());
     if (field.kind == FieldKind::number) widget->setFixedWidth(letter * numberLetters);
     if (field.kind == FieldKind::integer) widget->setFixedWidth(letter * wholeLetters);
     const bool isChoice = field.kind == FieldKind::choice;

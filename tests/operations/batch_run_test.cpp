@@ -10,6 +10,7 @@
 #include "support/memory_doc.h"
 #include "support/native_builder.h"
 #include "support/test_host.h"
+#include "support/test_transform.h"
 
 namespace kymora::test {
 namespace {
@@ -96,6 +97,37 @@ TEST_F(BatchRunTest, NewFilesTakeTheirNameWithoutAsking) {
     EXPECT_EQ(MarkIn("/a_tr.kymr-dat"), 1000);
     EXPECT_EQ(MarkIn("/c_tr.kymr-dat"), 10);
     EXPECT_TRUE(host.WasSilent());
+}
+
+class BatchTransformTest : public BatchRunTest {
+  protected:
+    BatchOutcome Transform(std::vector<std::filesystem::path> paths, bool writeNew = false) {
+        return RunBatchJob({testTransform, CTestTransform().Settings(), std::move(paths), writeNew},
+                           documents, {});
+    }
+    bool WasTold(std::string_view text) { return session.processErrors.find(text) != std::string::npos; }
+};
+
+// A window goes on reading the file that it opened; what another program put there is not its to replace.
+TEST_F(BatchTransformTest, FilesThatOthersReplacedStay) {
+    Show("/a.kymr-dat");
+    files.Put("/other.kymr-dat", files.Bytes("/b.kymr-dat"));
+    files.Rename("/other.kymr-dat", "/a.kymr-dat");
+    const auto theirs = files.Bytes("/a.kymr-dat");
+    EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat"}).done, 1u);
+    EXPECT_EQ(files.Bytes("/a.kymr-dat"), theirs);
+    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file was changed by another program")) << session.processErrors;
+}
+
+TEST_F(BatchTransformTest, NewFilesSayWhatIsNotInThemAndReplaceNoSource) {
+    Show("/a.kymr-dat").AddEvent(0, {1, 2});
+    WriteNative("/b_tr.kymr-dat", 7);
+    const auto source = files.Bytes("/b_tr.kymr-dat");
+    EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat", "/b_tr.kymr-dat"}, true).done, 2u);
+    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file has unsaved changes")) << session.processErrors;
+    EXPECT_TRUE(WasTold("/b.kymr-dat\r\n\tLeft out: its result would replace b_tr.kymr-dat"));
+    EXPECT_EQ(files.Bytes("/b_tr.kymr-dat"), source);
+    EXPECT_TRUE(files.Has("/b_tr_tr.kymr-dat"));
 }
 
 // The conversion that a save of so old a file asks about is what a batch is for.

@@ -22,6 +22,7 @@ class FaultyFileSystem : public FileSystem {
     // Bytes by which files may still grow; then the disk is full.
     int64_t freeBytes = std::numeric_limits<int64_t>::max();
     bool died = false;
+    bool foldersFail = false;  // to be made durable
     std::function<void()> beforeChange;  // what another program does at that moment
 
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {
@@ -43,7 +44,9 @@ class FaultyFileSystem : public FileSystem {
         if (stamp && freeBytes != std::numeric_limits<int64_t>::max())
             freeBytes += static_cast<int64_t>(stamp->length);
     }
-    void SyncFolderOf(const std::filesystem::path&) override {}
+    void SyncFolderOf(const std::filesystem::path&) override {
+        if (foldersFail) throw FileError("folder not synced", EIO);
+    }
 
   private:
     // Throws when the program is dead; counts, and dies, at the chosen change.

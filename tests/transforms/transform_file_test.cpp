@@ -275,6 +275,21 @@ TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
     }
 }
 
+// The new file is in its place: nobody may be told that the old one still is.
+TEST_F(TransformSwapTest, WhatFailsBehindTheRenameIsToldAsSuch) {
+    FaultyFileSystem disk(files);
+    Session its(host, disk);
+    its.skipFileDetails = its.gapNoticeShown = true;
+    const auto doc = OpenDocument(its, path);
+    disk.foldersFail = true;
+    COpposite dialog;
+    dialog.CheckChangeDoc(doc.get());
+    EXPECT_TRUE(TransformFile(*doc, dialog, path).isDone);
+    EXPECT_EQ(host.messages.back().text, "The transform was done.\nfolder not synced");
+    EXPECT_NE(files.Bytes(path), before);
+    EXPECT_EQ(files.Count(), 1u);
+}
+
 TEST_F(TransformFileTest, PreviewsAStretchWithoutAWord) {
     const auto doc = MemoryDoc::MakeWithRuns(session, {{1, 2, 3, 4}}, {{2, 2, 2}});
     COpposite dialog;
