@@ -129,12 +129,14 @@ class OperationRun {
 
     void CheckTargets() {
         if (request_.output) CheckOutput(*request_.output);
-        if (!request_.writeNew) return;
+        const bool makesNative = isTransform_ && request_.inPlace;  // of foreign files
+        if (!request_.writeNew && !makesNative) return;
         std::vector<std::filesystem::path> targets;
-        for (const std::string& file : files_) targets.push_back(NativeNameBeside(file, true));
-        for (const auto& target : targets)
+        for (const std::string& file : files_) targets.push_back(TargetBeside(file));
+        for (size_t i = 0; i < files_.size(); ++i)
             for (const std::string& file : files_)
-                if (context_.IsOneFile(target, file) || Normal(target) == Normal(file))
+                if (targets[i] != files_[i] &&
+                    (context_.IsOneFile(targets[i], file) || Normal(targets[i]) == Normal(file)))
                     Wrong(file + " would be replaced by a result and is also named itself.");
         const std::vector<size_t> last = LastWithTarget(targets);
         std::vector<std::string> kept;
@@ -145,6 +147,12 @@ class OperationRun {
                 TellUser(fmt::format("{} is left out: {} goes to the same {}.", files_[i], files_[last[i]],
                                      targets[i].filename().string()));
         files_ = std::move(kept);
+    }
+
+    // The file itself, or the one of --write-new, or the native form of a foreign file that is transformed.
+    std::filesystem::path TargetBeside(const std::string& file) const {
+        const bool isOwnFile = request_.inPlace && FoldedExtension(file) == ".kymr-dat";
+        return isOwnFile ? std::filesystem::path(file) : NativeNameBeside(file, request_.writeNew);
     }
 
     void CheckOutput(const std::filesystem::path& out) {
@@ -217,11 +225,9 @@ class OperationRun {
     // The result is written while the recording is read, so that the target is known before.
     void Transform(CDataDoc& doc, CTransformTraceDlg& dialog, const std::string& file) {
         dialog.m_bNewFile = !request_.inPlace;
-        const bool isOwnFile = request_.inPlace && FoldedExtension(file) == ".kymr-dat";
-        const std::filesystem::path target = request_.output ? std::filesystem::path(*request_.output)
-                                             : isOwnFile     ? std::filesystem::path(file)
-                                                             : NativeNameBeside(file, request_.writeNew);
-        if (request_.inPlace && !isOwnFile) context_.MayReplace(target);
+        const std::filesystem::path target =
+            request_.output ? std::filesystem::path(*request_.output) : TargetBeside(file);
+        if (request_.inPlace && target != file) context_.MayReplace(target);
         if (const std::string fault = TransformTargetFault(doc, target); !fault.empty())
             throw CommandError(exitFailed, fault);
         const TransformedFile result = TransformFile(doc, dialog, target);

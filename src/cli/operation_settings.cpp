@@ -44,7 +44,10 @@ bool IsStill(Param& param, const std::string& value) {
             if constexpr (std::is_same_v<T, std::vector<int>*>) alone.target = &list;
         },
         param.target);
-    return !alone.SetFromText(value).empty() || alone.ValueText() == now;
+    if (!alone.SetFromText(value).empty()) return true;
+    // A button may have appended to a text.
+    const bool isText = std::holds_alternative<std::string*>(param.target);
+    return isText ? now.starts_with(alone.ValueText()) : alone.ValueText() == now;
 }
 
 // A button is pressed by a truth value. Nothing is there to be pressed on before a recording is.

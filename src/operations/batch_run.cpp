@@ -55,7 +55,7 @@ class BatchRun {
         PlanTargets();
         BatchOutcome outcome{0, job_.files.size(), false};
         for (size_t i = 0; i < job_.files.size() && !outcome.wasCancelled; ++i) {
-            own_.host.Log(fmt::format("batch: file number = {}\n", i));
+            own_.host.Log(fmt::format("{} file number = {}\n", isTransform_ ? "transforming" : "batch:", i));
             const bool done = host_.BeginFile(i) && last_[i] == i && RunGuarded(i);
             if (last_[i] != i) TellLeftOut(i);
             outcome.done += done ? 1 : 0;
@@ -179,9 +179,8 @@ class BatchRun {
 
     // A new file never takes the place of one that is to be processed itself.
     bool IsNamed(const std::filesystem::path& path) const {
-        return std::any_of(job_.files.begin(), job_.files.end(), [&](const auto& file) {
-            return IsSameFile(session_.files, file, path);
-        });
+        return std::any_of(job_.files.begin(), job_.files.end(),
+                           [&](const auto& file) { return IsSameFile(session_.files, file, path); });
     }
 
     // The document of a window: its view is what is seen, and its unsaved changes stay its user's.

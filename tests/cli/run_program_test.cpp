@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <sys/resource.h>
 
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
@@ -153,6 +154,35 @@ TEST_F(RunProgramTest, AnInterruptedRunLeavesNothing) {
     EXPECT_EQ(folder.Count(), 1u);
     EXPECT_EQ(OpenDocument(session, In("long.kymr-dat"))->historyLog, "");
     EXPECT_TRUE(result.ErrorLinesAreLed());
+}
+
+// One of the results would take the place of a recording before that one was read.
+TEST_F(RunProgramTest, ATransformNeverReplacesAFileThatIsNamedItself) {
+    const std::string native = MakeSpikes("cell.kymr-dat");
+    const auto before = FileBytes(native);
+    std::ofstream(In("cell.flt"), std::ios::binary) << before;
+    const ProgramResult result =
+        RunKymora({"run", "CUnitaryTransform", In("cell.flt"), native, "--in-place", "--yes"});
+    EXPECT_EQ(result.code, 2) << result.err;
+    EXPECT_EQ(FileBytes(native), before);
+    EXPECT_EQ(folder.Count(), 2u);
+}
+
+// A limit of file sizes is a full disk: no signal ends the program, which clears up behind itself.
+TEST_F(RunProgramTest, AFileThatMayNotGrowIsAFailureLikeAnyOther) {
+    const std::string native = MakeSpikes("cell.kymr-dat");
+    const auto before = FileBytes(native);
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit own{before.size() / 2, limit.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &own);
+    const ProgramResult result =
+        RunKymora({"run", "CUnitaryTransform", native, "--set", "addMode=0", "--in-place"});
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(result.code, 1) << result.signal;
+    EXPECT_NE(result.err.find("The recording is as it was."), std::string::npos) << result.err;
+    EXPECT_EQ(FileBytes(native), before);
+    EXPECT_EQ(folder.Count(), 1u);
 }
 
 }  // namespace

@@ -116,7 +116,8 @@ TEST_F(BatchTransformTest, FilesThatOthersReplacedStay) {
     const auto theirs = files.Bytes("/a.kymr-dat");
     EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat"}).done, 1u);
     EXPECT_EQ(files.Bytes("/a.kymr-dat"), theirs);
-    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file was changed by another program")) << session.processErrors;
+    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file was changed by another program"))
+        << session.processErrors;
 }
 
 TEST_F(BatchTransformTest, NewFilesSayWhatIsNotInThemAndReplaceNoSource) {

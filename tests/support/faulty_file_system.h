@@ -22,7 +22,7 @@ class FaultyFileSystem : public FileSystem {
     // Bytes by which files may still grow; then the disk is full.
     int64_t freeBytes = std::numeric_limits<int64_t>::max();
     bool died = false;
-    bool foldersFail = false;  // to be made durable
+    bool foldersFail = false;            // to be made durable
     std::function<void()> beforeChange;  // what another program does at that moment
 
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {

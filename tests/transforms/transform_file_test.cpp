@@ -7,8 +7,8 @@
 #include "import/open_document.h"
 #include "support/faulty_file_system.h"
 #include "support/memory_doc.h"
-#include "support/test_host.h"
 #include "support/opposite_transform.h"
+#include "support/test_host.h"
 
 namespace kymora::test {
 namespace {
