@@ -121,7 +121,7 @@ TEST_F(BatchTransformTest, FilesThatOthersReplacedStay) {
 }
 
 TEST_F(BatchTransformTest, NewFilesSayWhatIsNotInThemAndReplaceNoSource) {
-    Show("/a.kymr-dat").AddEvent(0, {1, 2});
+    Show("/a.kymr-dat").SetModifiedFlag(true);
     WriteNative("/b_tr.kymr-dat", 7);
     const auto source = files.Bytes("/b_tr.kymr-dat");
     EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat", "/b_tr.kymr-dat"}, true).done, 2u);

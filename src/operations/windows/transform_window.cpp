@@ -15,7 +15,7 @@ void GuardedPreviewHost::OnNeedData(PreviewData& data) {
     data.message = fault;
     try {
         block_.Document()->ReadBlock(data.trace, data.start, data.raw);
-    } catch (const FileError& error) {
+    } catch (const std::exception& error) {
         data.message = error.what();
     }
     data.transformed = data.raw;
