@@ -94,9 +94,16 @@ void CMainFrame::ReplaceDocument(CDataDoc& doc, const std::filesystem::path& pat
     if (!made) return;
     recent_.Add(path);
     emit SettingsChanged();
-    const QRect place = ChildrenOf(doc).empty() ? QRect() : ChildrenOf(doc).front()->geometry();
-    CChildFrame* child = AddChild(std::move(made));
-    if (place.isValid() && !child->isMaximized()) child->setGeometry(place);
+    const CChildFrame* active = ActiveChild();
+    CChildFrame* front = nullptr;
+    for (CChildFrame* old : ChildrenOf(doc)) {
+        const QRect place = old->geometry();
+        CChildFrame* child = AddChild(made);
+        child->View().ChangeViewport(old->View().GetViewport(), false);
+        if (!child->isMaximized()) child->setGeometry(place);
+        if (old == active || !front) front = child;
+    }
+    if (front) mdi_->setActiveSubWindow(front);
     RemoveDocument(doc);
 }
 

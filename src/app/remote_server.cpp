@@ -70,11 +70,20 @@ void RemoteServer::Accept() {
             connection->gone = true;
             PumpSoon();
         });
-        QTimer::singleShot(limits_.admissionMs, &connection->context, [this, connection] {
-            if (!connection->session.IsAdmitted()) End(*connection);
-        });
+        LimitAdmission(*connection);
         Receive(*connection);
     }
+}
+
+// A sender that has sent its line does not answer for a program that is at work.
+void RemoteServer::LimitAdmission(Connection& connection) {
+    QTimer::singleShot(limits_.admissionMs, &connection.context, [this, &connection] {
+        if (connection.session.IsAdmitted()) return;
+        if (host_.IsWorking() || connection.lines.HasLine() || connection.socket->bytesAvailable() > 0)
+            LimitAdmission(connection);
+        else
+            End(connection);
+    });
 }
 
 // No more is taken than makes one line: what a sender has ready beyond that waits in the system.

@@ -49,6 +49,7 @@ class RemoteServer : public QObject {
     };
 
     void Accept();
+    void LimitAdmission(Connection& connection);
     void Receive(Connection& connection);
     // Runs what can be run: one request of each sender in turn.
     void Pump();

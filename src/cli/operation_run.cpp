@@ -146,6 +146,7 @@ class OperationRun {
             else
                 TellUser(fmt::format("{} is left out: {} goes to the same {}.", files_[i], files_[last[i]],
                                      targets[i].filename().string()));
+        leftOut_ = files_.size() - kept.size();
         files_ = std::move(kept);
     }
 
@@ -171,6 +172,7 @@ class OperationRun {
     void RunAll(OutputSink& results) {
         size_t failed = 0;
         for (const std::string& file : files_) {
+            if (WasInterrupted()) throw Cancelled();
             try {
                 RunOne(file, results);
             } catch (const Cancelled&) {
@@ -187,6 +189,9 @@ class OperationRun {
         }
         if (failed > 0)
             throw CommandError(exitFailed, fmt::format("{} of {} files failed.", failed, files_.size()));
+        if (leftOut_ > 0)
+            throw CommandError(
+                exitFailed, fmt::format("{} of {} files were left out.", leftOut_, files_.size() + leftOut_));
     }
 
     // OUT is written also when some of several files failed, and not when there is nothing to write.
@@ -233,7 +238,8 @@ class OperationRun {
         const TransformedFile result = TransformFile(doc, dialog, target);
         // No other recording that is opened here has to do with it.
         context_.session.pendingReset.fill(false);
-        if (WasInterrupted()) throw Cancelled();
+        // What is in its place is done, whatever came in the last moment.
+        if (!result.isDone && WasInterrupted()) throw Cancelled();
         if (!result.isDone) throw CommandError(exitFailed, Trimmed(result.note));
         ++done_;
     }
@@ -297,6 +303,7 @@ class OperationRun {
     std::vector<Setting> settings_;
     std::vector<std::byte> record_;  // of the configuration file; empty without one
     std::vector<std::string> files_;
+    size_t leftOut_ = 0;  // files whose result another one takes the place of
     std::set<std::string> told_;
     bool changes_ = false;
     bool isTransform_ = false;  // writes a new file itself

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "batch/save_result.h"
@@ -47,7 +48,10 @@ std::vector<std::filesystem::path> ReplacedNativeFiles(Session& session,
         const std::string extension = FoldedExtension(file);
         if (extension == ".kymr-dat" || extension == ".flt") continue;
         const auto target = NativeNameBeside(file, false);
-        if (session.files.Stamp(target)) replaced.push_back(target);
+        // One that is to be transformed itself is never replaced by another's result.
+        const bool isNamed = std::ranges::any_of(
+            files, [&](const auto& named) { return IsSameFile(session.files, named, target); });
+        if (session.files.Stamp(target) && !isNamed) replaced.push_back(target);
     }
     return replaced;
 }

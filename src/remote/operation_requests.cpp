@@ -74,7 +74,10 @@ void Use(RemoteCall& call) {
     if (FlagMember(call.request, "preview"))
         call.answer["previewPng"] = Picture(call.target.PreviewPicture(operation));
     if (FlagMember(call.request, "run")) {
-        if (!call.target.RunOperation(operation)) call.Fail("The operation was not done.");
+        if (!call.target.RunOperation(operation)) {
+            const std::string fault = block.Validate();
+            call.Fail(fault.empty() ? "The operation was not done." : fault);
+        }
         if (block.HasResultText()) call.answer["result"] = ResultText(block);
     }
     Json& parameters = call.answer["parameters"] = Json::object();

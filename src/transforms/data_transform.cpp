@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "document/native_writer.h"
 #include "transforms/run_reader.h"
@@ -55,12 +56,15 @@ class ArchiveSink : public FloatSink {
     void Write(std::span<const float> values) override {
         archive_.WriteRaw(std::as_bytes(values));
         written_ += static_cast<int64_t>(values.size());
+        notFinite_ += std::ranges::count_if(values, [](float value) { return !std::isfinite(value); });
     }
     int64_t Written() const { return written_; }
+    int64_t NotFinite() const { return notFinite_; }
 
   private:
     CArchive& archive_;
     int64_t written_ = 0;
+    int64_t notFinite_ = 0;
 };
 
 // Scratch files whose writing asks whether to go on.
@@ -151,6 +155,7 @@ CDataTransform::~CDataTransform() = default;
 
 bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& dialog) {
     failureNote_.clear();
+    notFinite_.clear();
     const Flags flags = dialog.TraceFlags(doc_.traceCount);
     const bool adds = dialog.m_nAddMode == CTransformTraceDlg::addTraces;
     CFloatDoc result(doc_.GetSession());
@@ -192,7 +197,17 @@ bool CDataTransform::WriteTraces(CArchive& archive, const Flags& flags, CTransfo
         if (isChosen) done = TransformTrace(archive, t, dialog);
     }
     meter_.reset();
+    if (done) TellNotFinite(dialog);
     return done;
+}
+
+// A sample that is no number can spread over all that follow it, and nothing in a view tells.
+void CDataTransform::TellNotFinite(CTransformTraceDlg& dialog) {
+    std::string text;
+    for (const auto& [trace, count] : notFinite_)
+        text += fmt::format("{}Trace {}: {} of the {} samples of the result are infinite or not a number.",
+                            text.empty() ? "" : "\n", trace + 1, count, doc_.GetStoredCount(trace));
+    if (!text.empty()) dialog.Tell(text);
 }
 
 void CDataTransform::CopyTrace(CArchive& archive, int trace) {
@@ -282,6 +297,7 @@ bool CDataTransform::TransformStretches(CArchive& archive, int trace, std::vecto
         throw FileError("There is not enough memory for this window.", 0);
     }
     if (!IsAccepted(outcome, run, dialog)) return false;
+    if (sink.NotFinite() > 0) notFinite_[trace] += sink.NotFinite();
     if (sink.Written() != count)
         throw FileError(fmt::format("Internal error: {} samples of {} were made. Please inform the author.",
                                     sink.Written(), count),

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -44,6 +45,7 @@ class CDataTransform {
     std::vector<Stretch> StretchesOf(int trace) const;
     std::vector<Stretch> Episodes() const;
     bool IsAccepted(const KernelOutcome& outcome, const TransformRun& run, CTransformTraceDlg& dialog);
+    void TellNotFinite(CTransformTraceDlg& dialog);
     void CopyTrace(CArchive& archive, int trace);
     void NameResults(CFloatDoc& result, const Flags& flags, const CTransformTraceDlg& dialog) const;
 
@@ -51,6 +53,7 @@ class CDataTransform {
     std::filesystem::path scratchFolder_;
     std::unique_ptr<Meter> meter_;
     std::string failureNote_;
+    std::map<int, int64_t> notFinite_;  // results that are no finite numbers, by trace
 };
 
 }  // namespace kymora

@@ -246,7 +246,8 @@ TEST_F(OperationRunTest, FilesNamedTwice) {
     EXPECT_NE(err.find("is named twice; it is run once."), std::string::npos);
     WriteEdf("a.edf");
     runs = 0;
-    EXPECT_EQ(Mark({.files = {a, In("a.edf")}, .writeNew = true}), 0);
+    EXPECT_EQ(Mark({.files = {a, In("a.edf")}, .writeNew = true}), 1);
+    EXPECT_NE(err.find("1 of 2 files were left out."), std::string::npos);
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(MarkIn(In("a_tr.kymr-dat")), 10) << "the last one counts";
 }

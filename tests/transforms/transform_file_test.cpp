@@ -290,6 +290,16 @@ TEST_F(TransformSwapTest, WhatFailsBehindTheRenameIsToldAsSuch) {
     EXPECT_EQ(files.Count(), 1u);
 }
 
+TEST_F(TransformFileTest, TellsOfResultsThatAreNoNumbers) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), infinite = INFINITY;
+    const auto doc = MemoryDoc::Make(session, {{1, nan, 3, infinite}, {1, 2, 3, 4}});
+    COpposite dialog;
+    dialog.m_strTraceList = "1-2";
+    EXPECT_TRUE(Run(*doc, dialog).isDone);
+    EXPECT_EQ(host.LastMessage(),
+              "Trace 1: 2 of the 4 samples of the result are infinite or not a number.");
+}
+
 TEST_F(TransformFileTest, PreviewsAStretchWithoutAWord) {
     const auto doc = MemoryDoc::MakeWithRuns(session, {{1, 2, 3, 4}}, {{2, 2, 2}});
     COpposite dialog;

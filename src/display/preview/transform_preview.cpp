@@ -44,7 +44,8 @@ void CTransformPreview::Place(int64_t start, int64_t length) {
 // --- data ---
 
 void CTransformPreview::Refresh() {
-    if (!hasView_) return;
+    // A long preview shows a progress, while which the settings may be told to have changed.
+    if (!hasView_ || isLoading_) return;
     docLength_ = doc_.GetLength();
     const int trace = std::clamp(host_.PreviewTrace(), 0, std::max(0, doc_.traceCount - 1));
     // Another trace has a range of its own.
@@ -57,7 +58,9 @@ void CTransformPreview::Refresh() {
 void CTransformPreview::Load() {
     data_.start = start_;
     data_.count = length_;
+    isLoading_ = true;
     host_.OnNeedData(data_);
+    isLoading_ = false;
     const auto count = static_cast<size_t>(length_);
     data_.raw.resize(count, 0.0f);
     data_.transformed.resize(count, 0.0f);

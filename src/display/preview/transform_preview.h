@@ -101,7 +101,8 @@ class CTransformPreview {
     int64_t docLength_ = 0, start_ = 0, length_ = 0;
     int percentStep_ = 20, timeUnit_ = 0;
     bool hasView_ = false;
-    bool isCut_ = false;      // a longer stretch was asked for than there may be
+    bool isCut_ = false;  // a longer stretch was asked for than there may be
+    bool isLoading_ = false;
     bool fitsItself_ = true;  // until the user has chosen a gain
 };
 
