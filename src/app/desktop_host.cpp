@@ -2,11 +2,13 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QProgressDialog>
 
 #include "display/number_text.h"
@@ -151,6 +153,36 @@ void DesktopHost::ShowText(std::string_view title, std::string_view text) {
         window->exec();
     else
         window->show();
+}
+
+// --- the clipboard ---
+
+std::optional<std::vector<std::byte>> DesktopHost::ReadClipboard(std::string_view format) {
+    const QMimeData* data = QApplication::clipboard()->mimeData();
+    const QString type = ToQString(format);
+    if (!data || !data->hasFormat(type)) return {};
+    const QByteArray bytes = data->data(type);
+    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
+    return std::vector<std::byte>(first, first + bytes.size());
+}
+
+std::string DesktopHost::ReadClipboardText() {
+    const QMimeData* data = QApplication::clipboard()->mimeData();
+    if (!data) throw ClipboardError(clipboardNotAttachedText);
+    if (!data->hasText()) throw ClipboardError(clipboardNoTextText);
+    const QString text = data->text();
+    if (text.isNull()) throw ClipboardError(clipboardNoDataText);
+    return text.toStdString();
+}
+
+void DesktopHost::WriteClipboard(std::string_view format, std::span<const std::byte> block) {
+    auto* data = new QMimeData;
+    const QString type = ToQString(format);
+    data->setData(type, QByteArray(reinterpret_cast<const char*>(block.data()),
+                                   static_cast<qsizetype>(block.size())));
+    QApplication::clipboard()->setMimeData(data);
+    const QMimeData* held = QApplication::clipboard()->mimeData();
+    if (!held || !held->hasFormat(type)) throw ClipboardError(clipboardBusyText);
 }
 
 bool DesktopHost::AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) {

@@ -2,6 +2,7 @@
 
 #include "app/main_frame.h"
 #include "app/theme.h"
+#include "import/binary_format.h"
 #include "transforms/eqn_test.h"
 
 namespace kymora {
@@ -35,12 +36,15 @@ constexpr FrameCommand table[] = {
     {"file-open", "&File", "&Open...\tCtrl+O", "Opens recordings, each in a window of its own", nullptr, nullptr, Run<&Frame::OnFileOpen>},
     {"new-user-defined", "&File/&New", "User-defined\tCtrl+N", "Makes a recording from an equation", nullptr, nullptr, Run<&Frame::OnNewUserDefined>},
     {"new-from-average", "&File/&New", "From average", "Makes a recording of the averages of traces of open recordings", HasActive, nullptr, Run<&Frame::OnNewFromAverage>},
+    {"new-contiguous-data", "&File/&New/From &clipboard", "&Contiguous data...", "Makes a recording from a table on the clipboard, each row a sample", nullptr, nullptr, Run<&Frame::OnPasteContiguous>},
+    {"new-sparse-data", "&File/&New/From &clipboard", "&Sparse data...", "Makes a recording from times and values on the clipboard", nullptr, nullptr, Run<&Frame::OnPasteSparse>},
     {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
     {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
     {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
     {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>},
     {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
     {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group},
+    {"binary-defaults", "&File", "Set &binary defaults...", "Says how raw binary files are laid out", nullptr, nullptr, [](Frame& frame) { SetBinaryDefaults(frame.GetSession()); }},
     {"file-properties", "&File", "File p&roperties...", "Shows what the recording is, with its comment and its history", HasActive, nullptr, Run<&Frame::OnFileProperties>, group},
     {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>},
     {"file-exit", "&File", "E&xit\tCtrl+Q", "Ends the program", nullptr, nullptr, Run<&Frame::OnExit>, group},

@@ -13,6 +13,8 @@
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "exchange/new_contiguous.h"
+#include "exchange/new_sparse.h"
 #include "host/options_form.h"
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
@@ -150,6 +152,14 @@ void CMainFrame::OnNewUserDefined() {
 
 void CMainFrame::OnNewFromAverage() {
     if (const auto path = NewFileFromAverage(session_, Documents())) OpenFile(*path);
+}
+
+void CMainFrame::OnPasteContiguous() {
+    if (const auto path = PasteContiguousData(session_, Documents())) OpenFile(*path);
+}
+
+void CMainFrame::OnPasteSparse() {
+    if (const auto path = PasteSparseData(session_, Documents())) OpenFile(*path);
 }
 
 // --- saving and closing ---

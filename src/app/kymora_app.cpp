@@ -1,6 +1,7 @@
 #include "app/kymora_app.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QSettings>
 #include <chrono>
 #include <clocale>
@@ -66,6 +67,7 @@ CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_,
     session_.summaries = &summaries_;
     session_.Seed(TimeOfDaySeed());
     session_.askForDetails = true;
+    if (QLocale::system().decimalPoint() == ",") session_.decimalSeparator = ',';
     ReadOptions();
 }
 

@@ -67,6 +67,8 @@ class CMainFrame : public QMainWindow {
     void OnFileSaveAll();
     void OnNewUserDefined();
     void OnNewFromAverage();
+    void OnPasteContiguous();
+    void OnPasteSparse();
     void OnConvertToText();
     void OnFileProperties();
     void OnGeneralOptions();

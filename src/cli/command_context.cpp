@@ -1,11 +1,26 @@
 #include "cli/command_context.h"
 
 #include <fmt/format.h>
+#include <langinfo.h>
+#include <locale.h>
 
 #include "document/native_writer.h"
 #include "import/open_document.h"
 
 namespace kymora {
+
+namespace {
+
+// Of the user's locale, without making it the program's: what is written looks the same everywhere.
+char LocaleDecimalSeparator() {
+    const locale_t locale = newlocale(LC_NUMERIC_MASK, "", nullptr);
+    if (!locale) return '.';
+    const char separator = nl_langinfo_l(RADIXCHAR, locale)[0];
+    freelocale(locale);
+    return separator == ',' ? ',' : '.';
+}
+
+}  // namespace
 
 std::vector<CommandOption> CommonOptions::Options() {
     return {
@@ -30,6 +45,7 @@ SubcommandContext::SubcommandContext(const CommonOptions& options)
     if (options.seed.value_or(0) < 0) throw CommandError(exitUsage, "--seed takes a number from 0.");
     session.Seed(static_cast<uint64_t>(options.seed.value_or(0)));
     session.skipFileDetails = true;
+    session.decimalSeparator = LocaleDecimalSeparator();
     // The notice tells how a window shows gaps.
     session.gapNoticeShown = true;
 }

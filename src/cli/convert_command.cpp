@@ -1,6 +1,10 @@
+#include <fmt/format.h>
+
 #include "cli/command_context.h"
+#include "document/lists.h"
 #include "document/native_writer.h"
 #include "document/text_export.h"
+#include "exchange/event_file.h"
 
 namespace kymora {
 namespace {
@@ -14,21 +18,31 @@ class ConvertCommand : public Subcommand {
     std::vector<std::string> Examples() const override {
         return {"kymora convert recording.edf -o recording.kymr-dat",
                 "kymora convert recording.edf -o part.kymr-dat --import signals=1,3",
-                "kymora convert recording.kymr-dat -o recording.txt --yes"};
+                "kymora convert recording.kymr-dat -o recording.txt --yes",
+                "kymora convert recording.kymr-dat --channels b -o spikes.kymr-evt"};
     }
     std::vector<CommandOption> Options() override {
         return {{"FILE", "", "the recording", &file_, true},
-                {"-o,--output", "OUT", "the new file: .kymr-dat, .flt (legacy) or .txt", &output_, true}};
+                {"-o,--output", "OUT",
+                 "the new file: .kymr-dat, .flt (legacy), .txt or .kymr-evt (one event channel)", &output_,
+                 true},
+                {"--channels", "LIST", "the event channel of a .kymr-evt (the only one with events)",
+                 &channels_}};
     }
     void Run(SubcommandContext& context) override {
         const std::filesystem::path out(output_);
         const std::string extension = FoldedExtension(out);
-        if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt")
-            throw CommandError(exitUsage, "OUT takes the extensions .kymr-dat, .flt (legacy) and .txt.");
+        const bool isEvents = extension == ".kymr-evt";
+        if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt" && !isEvents)
+            throw CommandError(exitUsage,
+                               "OUT takes the extensions .kymr-dat, .flt (legacy), .txt and .kymr-evt.");
+        const std::optional<int> named = NamedChannel(isEvents);
         const auto doc = context.Open(file_);
         if (context.IsOneFile(file_, out))
             throw CommandError(exitUsage, "OUT is the recording itself; a conversion writes another file.");
+        const int channel = isEvents ? ChannelToWrite(*doc, named) : -1;
         context.MayReplace(out);
+        if (isEvents) return WriteEventFile(*doc, channel, out);
         if (extension == ".txt") return WriteText(context, *doc, out);
         if (extension == ".flt" && !context.host.Notice("LegacySave", "Notification", legacySaveText))
             throw CommandError(exitFailed, "");
@@ -36,6 +50,37 @@ class ConvertCommand : public Subcommand {
     }
 
   private:
+    // The channel of --channels; nothing without it.
+    std::optional<int> NamedChannel(bool isEvents) const {
+        if (!channels_) return {};
+        if (!isEvents) throw CommandError(exitUsage, "--channels chooses the event channel of a .kymr-evt.");
+        try {
+            const std::vector<int> channels = ParseChannelList(*channels_);
+            if (channels.size() == 1) return channels[0];
+        } catch (const ListError& error) {
+            throw CommandError(exitUsage, error.what());
+        }
+        throw CommandError(exitUsage, "A .kymr-evt holds one event channel; --channels names several.");
+    }
+    // The named channel, or the only one with events.
+    static int ChannelToWrite(const CDataDoc& doc, std::optional<int> named) {
+        std::vector<int> filled;
+        for (int c = 0; c < maxEventChannels; ++c)
+            if (doc.GetNumEvents(c) != 0) filled.push_back(c);
+        if (filled.empty()) throw CommandError(exitFailed, "The recording holds no events.");
+        if (named && doc.GetNumEvents(*named) == 0)
+            throw CommandError(exitFailed, fmt::format("Channel {} holds no events.", ChannelName(*named)));
+        if (named) return *named;
+        if (filled.size() == 1) return filled[0];
+        std::string list;
+        for (const int c : filled) {
+            const int count = doc.GetNumEvents(c);
+            list += fmt::format("\n{}: {} event{}", ChannelName(c), count, count == 1 ? "" : "s");
+            const std::string& label = doc.eventChannels[static_cast<size_t>(c)].channelLabel;
+            if (!label.empty()) list += ", " + label;
+        }
+        throw CommandError(exitFailed, "Several channels hold events; --channels names one of them." + list);
+    }
     static void WriteText(SubcommandContext& context, CDataDoc& doc, const std::filesystem::path& out) {
         if (doc.hasGaps && !context.host.Confirm(textExportGapText)) throw CommandError(exitFailed, "");
         WriteTextExport(doc, out);
@@ -43,6 +88,7 @@ class ConvertCommand : public Subcommand {
 
     std::string file_;
     std::string output_;
+    std::optional<std::string> channels_;
 };
 
 }  // namespace

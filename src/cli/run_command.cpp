@@ -1,4 +1,5 @@
 #include "cli/command_context.h"
+#include "cli/new_recording_run.h"
 #include "cli/operation_names.h"
 #include "cli/operation_run.h"
 
@@ -17,7 +18,7 @@ class RunCommand : public Subcommand {
     }
     std::vector<CommandOption> Options() override {
         return {{"NAME", "", "the operation, as CEventThreshold or event-threshold", &name_, true},
-                {"FILE", "", "the recordings", &request_.files, true},
+                {"FILE", "", "the recordings", &request_.files},
                 {"--set", "KEY=VALUE",
                  "a parameter of the operation (kymora operations NAME lists them); in the order given",
                  &request_.settings},
@@ -33,7 +34,10 @@ class RunCommand : public Subcommand {
                  &request_.writeNew}};
     }
     void Run(SubcommandContext& context) override {
-        RunOperation(context, NamedOperation(name_), request_, context.output);
+        const Operation& operation = NamedOperation(name_);
+        if (MakesRecording(operation)) return RunNewRecording(context, operation, request_);
+        if (request_.files.empty()) throw CommandError(exitUsage, "FILE is required.");
+        RunOperation(context, operation, request_, context.output);
     }
 
   private:

@@ -32,12 +32,6 @@ void AddChannelField(Form& form, const CKymoraView& view, int current) {
                  "A letter from a to z, or a number from 0 to 998");
 }
 
-std::string CheckChannel(const Form& form) {
-    std::string fault;
-    ParseChannel(form.Text("channel"), fault);
-    return fault;
-}
-
 // The shapes; a stored number beyond them is offered as it is.
 std::vector<std::string> ShapeNames(int32_t stored) {
     std::vector<std::string> names{"Line at the onset", "Filled bar",
@@ -105,10 +99,17 @@ void TakeProperties(const Form& form, CEventChan& chan) {
 
 }  // namespace
 
-std::optional<int> AskEventChannel(CKymoraView& view, std::string title, int current) {
-    Form form(std::move(title));
-    AddChannelField(form, view, current);
-    form.validate = CheckChannel;
+std::optional<int> AskEventChannel(CKymoraView& view, const ChannelQuestion& question) {
+    Form form(question.title);
+    if (!question.note.empty()) form.AddNote("about", question.note);
+    AddChannelField(form, view, question.current);
+    form.validate = [&](const Form& f) {
+        std::string fault;
+        const auto channel = ParseChannel(f.Text("channel"), fault);
+        if (channel && question.needsEvents && EventChannel(view, *channel).GetNumEvents() == 0)
+            fault = fmt::format("Channel {} holds no events.", EventChannelText(view.GetSession(), *channel));
+        return fault;
+    };
     if (!Ask(view, form)) return {};
     std::string fault;
     return ParseChannel(form.Text("channel"), fault);

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -341,6 +342,9 @@ class CDataDoc : public EventChanOwner {
 
     // The import settings with which the same file opens as the same recording again, without a question.
     virtual std::map<std::string, std::string> SettingsToReopen() const { return session_.importSettings; }
+    // Makes a document of another session that reads the same samples, also in another thread: from documents
+    // that hold them in memory. Empty from all others, whose file is opened once more.
+    virtual std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const { return {}; }
 
     // --- traces, markers, channels
     // ------------------------------------------------------------------------------------ Moves every

@@ -9,6 +9,7 @@
 #include <limits>
 #include <numeric>
 
+#include "document/axis_limits.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "numerics/expression.h"
@@ -34,28 +35,6 @@ class WriteProgress {
   private:
     std::unique_ptr<Progress> progress_;
     uint64_t done_ = 0;
-};
-
-// The limits of an axis that shows all values: their extremes, set apart where they are equal.
-class AxisLimits {
-  public:
-    void Include(std::span<const float> values) {
-        for (const float value : values) {
-            if (!std::isfinite(value)) continue;
-            low_ = std::min(low_, value);
-            high_ = std::max(high_, value);
-        }
-    }
-    void Give(TraceSettings& trace) const {
-        if (low_ > high_) return;
-        const double margin = low_ < high_ ? 0.0 : low_ == 0.0f ? 0.1 : std::fabs(double{low_}) / 20.0;
-        trace.axisBottom = low_ - margin;
-        trace.axisTop = high_ + margin;
-    }
-
-  private:
-    float low_ = std::numeric_limits<float>::max();
-    float high_ = std::numeric_limits<float>::lowest();
 };
 
 void DescribeUserDefined(CDataDoc& doc, const UserDefinedSettings& settings) {

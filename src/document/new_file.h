@@ -4,6 +4,7 @@
 // the caller to open.
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -52,6 +53,11 @@ std::optional<std::filesystem::path> NewFileFromAverage(Session& session, std::s
 std::optional<std::filesystem::path> AskNewFileName(Session& session, const std::string& title,
                                                     std::span<CDataDoc* const> open,
                                                     const std::filesystem::path& suggestion = {});
+
+// Runs `write`, which makes the file of this name, and answers the name. What it throws is told to the user,
+// and then there is none.
+std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::filesystem::path& path,
+                                                  const std::function<void()>& write);
 
 // Saves an open recording for old programs: as a native file of the legacy version. The name of the file that
 // was written; nothing when the user cancelled or it failed, which was told.

@@ -44,23 +44,6 @@ std::optional<std::filesystem::path> AskName(Session& session, const FileRequest
     return path;
 }
 
-// Runs `write` and tells the user what it throws.
-template <typename Write>
-std::optional<std::filesystem::path> Written(Session& session, const std::filesystem::path& path,
-                                             Write write) {
-    try {
-        write();
-        // An interrupted save of the file that stood here is none of the new one's concern.
-        if (session.files.Stamp(JournalPath(session.files, path))) RetireJournal(session.files, path);
-        return path;
-    } catch (const Cancelled&) {
-        return {};
-    } catch (const std::exception& error) {
-        session.host.Failure("The file was not written.\n" + std::string(error.what()));
-        return {};
-    }
-}
-
 // --- from an equation ---
 
 UserDefinedSettings SettingsFrom(const Form& form) {
@@ -171,12 +154,27 @@ std::optional<std::filesystem::path> AskNewFileName(Session& session, const std:
     return AskName(session, {title, nativeFilter, "kymr-dat", suggestion}, open);
 }
 
+std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::filesystem::path& path,
+                                                  const std::function<void()>& write) {
+    try {
+        write();
+        // An interrupted save of the file that stood here is none of the new one's concern.
+        if (session.files.Stamp(JournalPath(session.files, path))) RetireJournal(session.files, path);
+        return path;
+    } catch (const Cancelled&) {
+        return {};
+    } catch (const std::exception& error) {
+        session.host.Failure("The file was not written.\n" + std::string(error.what()));
+        return {};
+    }
+}
+
 std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::span<CDataDoc* const> open) {
     Form form = UserDefinedForm(session);
     if (!session.host.AskForm(form)) return {};
     const auto path = AskNewFileName(session, "New file name", open);
     if (!path) return {};
-    return Written(session, *path, [&] { WriteUserDefinedFile(session, SettingsFrom(form), *path); });
+    return WriteNewFile(session, *path, [&] { WriteUserDefinedFile(session, SettingsFrom(form), *path); });
 }
 
 std::optional<std::filesystem::path> NewFileFromAverage(Session& session, std::span<CDataDoc* const> open) {
@@ -192,7 +190,7 @@ std::optional<std::filesystem::path> NewFileFromAverage(Session& session, std::s
     settings.files = std::move(*retained);
     const auto path = AskNewFileName(session, "New file name", open);
     if (!path) return {};
-    return Written(session, *path, [&] { WriteAverageFile(session, settings, *path); });
+    return WriteNewFile(session, *path, [&] { WriteAverageFile(session, settings, *path); });
 }
 
 std::optional<std::filesystem::path> SaveAsLegacy(CDataDoc& doc, std::span<CDataDoc* const> open) {

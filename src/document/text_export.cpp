@@ -1,8 +1,6 @@
 #include "document/text_export.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 
 #include "archive/text_encoding.h"
 #include "document/native_writer.h"
@@ -12,6 +10,7 @@ namespace kymora {
 namespace {
 
 constexpr int64_t blockRows = 16384;
+constexpr size_t flushedAtOnce = 1 << 18;  // characters
 
 std::string WithPlainLineEnds(std::string_view text) {
     std::string plain;
@@ -28,6 +27,10 @@ class TextExport {
         samples_ = doc.GetLength();
         rows_ = samples_;
         for (const int c : channels_) rows_ = std::max<int64_t>(rows_, doc.GetNumEvents(c));
+        const size_t rowRoom =
+            (static_cast<size_t>(doc.traceCount) + 2 * channels_.size()) * (fixedRoom + 1) + 1;
+        buffer_.resize(rowRoom + flushedAtOnce);
+        end_ = buffer_.data();
     }
 
     void Write() {
@@ -46,11 +49,12 @@ class TextExport {
                     {static_cast<int>(t), {values[t].data(), inside}, {valid[t].data(), inside}});
             if (inside != 0) doc_.ReadBlocks(at, blocks);
             for (size_t row = 0; row < rows; ++row) {
-                if (row < inside) AppendSamples(blocks, row);
-                AppendEvents(at + static_cast<int64_t>(row));
+                if (row < inside) PutSamples(blocks, row);
+                PutEvents(at + static_cast<int64_t>(row));
+                if (end_ > buffer_.data() + flushedAtOnce) Flush();
             }
-            Flush();
         }
+        Flush();
     }
 
   private:
@@ -58,50 +62,51 @@ class TextExport {
         // Letters only while every channel that is listed has one.
         const bool letters = doc_.GetSession().options.eventChannelMode == letterChannels &&
                              (channels_.empty() || channels_.back() < letterChannels);
-        text_ = WithPlainLineEnds(doc_.fileComment) + "\nSample interval:\t";
-        AppendFixed(text_, doc_.sampleInterval);
-        text_ += "\nNumber of data channels:\t" + std::to_string(doc_.traceCount);
-        text_ += "\nNumber of samples per data channel:\t" + std::to_string(samples_) + "\n";
-        for (int t = 1; t <= doc_.traceCount; ++t) text_ += "Data trace " + std::to_string(t) + "\t";
+        std::string text = WithPlainLineEnds(doc_.fileComment) + "\nSample interval:\t";
+        AppendFixed(text, doc_.sampleInterval);
+        text += "\nNumber of data channels:\t" + std::to_string(doc_.traceCount);
+        text += "\nNumber of samples per data channel:\t" + std::to_string(samples_) + "\n";
+        for (int t = 1; t <= doc_.traceCount; ++t) text += "Data trace " + std::to_string(t) + "\t";
         for (const int c : channels_) {
             const std::string name =
                 letters ? std::string(1, static_cast<char>('a' + c)) : std::to_string(c + 1);
-            text_ += "Event channel " + name + ": ";
-            text_ += CellText(doc_.eventChannels[static_cast<size_t>(c)].channelLabel) + "\t\t";
+            text += "Event channel " + name + ": ";
+            text += CellText(doc_.eventChannels[static_cast<size_t>(c)].channelLabel) + "\t\t";
         }
-        text_ += '\n';
+        text += '\n';
         for (int t = 0; t < doc_.traceCount; ++t)
-            text_ += CellText(doc_.traces[static_cast<size_t>(t)].traceLabel) + "\t";
-        for (size_t i = 0; i < channels_.size(); ++i) text_ += "on time\tduration\t";
-        text_ += '\n';
-        Flush();
+            text += CellText(doc_.traces[static_cast<size_t>(t)].traceLabel) + "\t";
+        for (size_t i = 0; i < channels_.size(); ++i) text += "on time\tduration\t";
+        text += '\n';
+        archive_.WriteRaw(std::as_bytes(std::span(text)));
     }
 
-    void AppendSamples(const std::vector<TraceBlock>& blocks, size_t row) {
-        for (const TraceBlock& block : blocks) {
-            AppendFixed(text_, block.valid[row] != 0 ? block.values[row] : 0.0);
-            text_ += '\t';
-        }
+    void PutSamples(const std::vector<TraceBlock>& blocks, size_t row) {
+        for (const TraceBlock& block : blocks) PutCell(block.valid[row] != 0 ? block.values[row] : 0.0f);
     }
 
-    void AppendEvents(int64_t row) {
+    void PutEvents(int64_t row) {
         for (const int c : channels_) {
             if (row < doc_.GetNumEvents(c)) {
                 const CEventKM& event = *doc_.GetEvent(c, static_cast<int>(row));
-                AppendFixed(text_, doc_.TimeOf(event.onPosition));
-                text_ += '\t';
-                AppendFixed(text_, doc_.TimeOf(int64_t{event.offPosition} - event.onPosition));
+                PutCell(doc_.TimeOf(event.onPosition));
+                PutCell(doc_.TimeOf(int64_t{event.offPosition} - event.onPosition));
             } else {
-                text_ += '\t';
+                *end_++ = '\t';
+                *end_++ = '\t';
             }
-            text_ += '\t';
         }
-        text_ += '\n';
+        *end_++ = '\n';
+    }
+
+    void PutCell(double value) {
+        end_ = WriteFixed(end_, value);
+        *end_++ = '\t';
     }
 
     void Flush() {
-        archive_.WriteRaw(std::as_bytes(std::span(text_.data(), text_.size())));
-        text_.clear();
+        archive_.WriteRaw(std::as_bytes(std::span(buffer_.data(), end_)));
+        end_ = buffer_.data();
     }
 
     CDataDoc& doc_;
@@ -109,7 +114,8 @@ class TextExport {
     std::vector<int> channels_;  // those with events
     int64_t samples_ = 0;
     int64_t rows_ = 0;
-    std::string text_;
+    std::vector<char> buffer_;  // room for one row behind what is written at once
+    char* end_ = nullptr;       // of what stands in it
 };
 
 }  // namespace

@@ -92,6 +92,20 @@ FormField& Form::AddNote(std::string key, std::string text, std::string label) {
     return field;
 }
 
+FormField& Form::AddTable(std::string key, std::vector<std::string> headings,
+                          std::vector<std::vector<std::string>> rows, std::string label) {
+    FormField& field = Add(FieldKind::table, std::move(key), std::move(label), {});
+    field.choices = std::move(headings);
+    field.rows = std::move(rows);
+    return field;
+}
+
+FormField& Form::AddTextView(std::string key, std::string text, std::string label) {
+    FormField& field = Add(FieldKind::textView, std::move(key), std::move(label), {});
+    field.text = std::move(text);
+    return field;
+}
+
 FormField& Form::AddAction(std::string key, std::string label, std::function<void(Form&)> action,
                            std::string toolTip) {
     FormField& field = Add(FieldKind::action, std::move(key), std::move(label), std::move(toolTip));

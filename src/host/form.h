@@ -29,7 +29,8 @@ enum class FieldKind {
     checkList,  // `checks`, one for each of `choices`
     note,       // `text` to be read only
     table,      // `rows` under the headings `choices`, to be read only
-    action,     // a button that runs `action` while the form stays open
+    textView,  // `text` to be read only, of even width, line by line as it stands; tabs as wide as `tabWidth`
+    action,    // a button that runs `action` while the form stays open
 };
 
 struct FormField {
@@ -50,6 +51,10 @@ struct FormField {
     int buttonColumns = 1;  // of a radio: so many of its buttons stand beside each other
     std::vector<uint8_t> checks;
     std::vector<std::vector<std::string>> rows;
+    // Whether a cell of a table is dimmed as one that is left out; empty: none is.
+    std::function<bool(size_t row, size_t column)> dimmed;
+    int tabWidth = 8;   // characters
+    bool spin = false;  // an integer has buttons that step it
     uint32_t colour = 0;
     FontSpec font;
     std::function<void(Form&)> action;
@@ -65,6 +70,8 @@ class Form {
     std::string okLabel = "OK";
     std::string cancelLabel = "Cancel";
     std::vector<FormField> fields;
+    // Called when the user has changed a value, to set the fields that follow from it.
+    std::function<void(Form&)> onChange;
     // Why the form may not be accepted as it stands; empty when it may. Asked after the limits of the fields.
     std::function<std::string(const Form&)> validate;
 
@@ -83,6 +90,9 @@ class Form {
     FormField& AddCheckList(std::string key, std::string label, std::vector<std::string> choices,
                             std::vector<uint8_t> checks, std::string toolTip = {});
     FormField& AddNote(std::string key, std::string text, std::string label = {});
+    FormField& AddTable(std::string key, std::vector<std::string> headings,
+                        std::vector<std::vector<std::string>> rows, std::string label = {});
+    FormField& AddTextView(std::string key, std::string text, std::string label = {});
     FormField& AddAction(std::string key, std::string label, std::function<void(Form&)> action,
                          std::string toolTip = {});
 

@@ -2,14 +2,17 @@
 // What the logic asks of its surroundings. The desktop, the terminal, a batch run and the tests each
 // implement it; the core never asks whether there is a screen. All texts are UTF-8.
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/clipboard.h"
 #include "host/form.h"
 
 namespace kymora {
@@ -74,6 +77,15 @@ class Host {
 
     // Shows a text that may be long, to be read, searched and copied.
     virtual void ShowText(std::string_view title, std::string_view text) { Message(text, title); }
+
+    // What the clipboard holds under the name of a format (clipboard.h); nothing when it holds none of it.
+    virtual std::optional<std::vector<std::byte>> ReadClipboard(std::string_view) { return {}; }
+    // The text on the clipboard. Throws ClipboardError where there is none.
+    virtual std::string ReadClipboardText() { throw ClipboardError(clipboardNoTextText); }
+    // Replaces what the clipboard holds. Throws ClipboardError.
+    virtual void WriteClipboard(std::string_view, std::span<const std::byte>) {
+        throw ClipboardError(clipboardBusyText);
+    }
 
     // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state
     // of the box that silences the dialog for the session.

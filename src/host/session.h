@@ -51,6 +51,23 @@ struct EventInsertion {
     std::string label;
 };
 
+// What the dialog of a text file starts with: the answers of the file before.
+struct TextFileDefaults {
+    int skipRows = -1;  // -1: guessed from the file
+    int skipColumns = 0;
+    int labelRow = 0;             // counted from 1; 0 for no labels
+    double sampleInterval = 1.0;  // ms
+    bool dataInColumns = true;
+};
+
+// How raw binary files are read.
+struct BinaryFileDefaults {
+    int binaryTraces = 1;         // interleaved, 1 to 16
+    double binaryInterval = 1.0;  // ms, 1e-8 to 1e10
+    int binaryType = 0;           // of the table in import/binary_samples.h, 0 to 3
+    bool binaryUseDefault = false;  // files open without the dialog
+};
+
 class SummaryService;
 
 class Session {
@@ -97,6 +114,10 @@ class Session {
     std::string processErrors;
     // The settings that each operation had when it was last used, by class name.
     std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;
+
+    TextFileDefaults textFile;
+    BinaryFileDefaults binaryFile;
+    char decimalSeparator = '.';  // of the user's locale, in text that is read
 
     EventInsertion eventInsertion;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's

@@ -5,6 +5,8 @@
 #include <algorithm>
 
 #include "document/float_doc.h"
+#include "import/asc_doc.h"
+#include "import/binary_doc.h"
 #include "import/edf_doc.h"
 
 namespace kymora {
@@ -21,6 +23,8 @@ struct DocumentClass {
     DocumentMaker make;
 };
 constexpr DocumentClass classes[] = {
+    {"CAscDoc", Make<CAscDoc>},
+    {"CBinaryDoc", Make<CBinaryDoc>},
     {"CEDFDoc", Make<CEDFDoc>},
     {"CFloatDoc", Make<CFloatDoc>},
 };
@@ -125,8 +129,10 @@ class SilentOpen {
           skipFileDetails_(std::exchange(session.skipFileDetails, true)),
           gapNoticeShown_(std::exchange(session.gapNoticeShown, true)),
           askForDetails_(std::exchange(session.askForDetails, false)),
-          opensForBatch_(std::exchange(session.opensForBatch, true)) {}
+          opensForBatch_(std::exchange(session.opensForBatch, true)),
+          importSettings_(session.importSettings) {}
     ~SilentOpen() {
+        session_.importSettings = importSettings_;
         session_.skipFileDetails = skipFileDetails_;
         session_.gapNoticeShown = gapNoticeShown_;
         session_.askForDetails = askForDetails_;
@@ -138,6 +144,7 @@ class SilentOpen {
   private:
     Session& session_;
     bool skipFileDetails_, gapNoticeShown_, askForDetails_, opensForBatch_;
+    std::map<std::string, std::string> importSettings_;
 };
 
 CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
@@ -145,11 +152,19 @@ CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
     return doc;
 }
 
-// One for each type, or for each that can be read.
-std::string SingleFilters(bool readable) {
+// Types that a batch takes and that can be read.
+bool IsConvertible(const DocumentTemplate& type) {
+    return type.Maker() &&
+           std::any_of(std::begin(batchTypes), std::end(batchTypes),
+                       [&](const BatchType& taken) { return taken.extension == type.extension; });
+}
+
+// One for each type, or for each that can be converted.
+std::string SingleFilters(bool convertible) {
     std::string filters;
     for (const DocumentTemplate& type : templates)
-        if (!readable || type.Maker()) filters += fmt::format("{}|*{}|", type.filterText, type.extension);
+        if (!convertible || IsConvertible(type))
+            filters += fmt::format("{}|*{}|", type.filterText, type.extension);
     return filters;
 }
 
@@ -166,7 +181,8 @@ std::string OpenFilter() {
 std::string ConvertibleFilter() {
     std::string patterns;
     for (const DocumentTemplate& type : templates)
-        if (type.Maker()) patterns += fmt::format("{}*{}", patterns.empty() ? "" : ";", type.extension);
+        if (IsConvertible(type))
+            patterns += fmt::format("{}*{}", patterns.empty() ? "" : ";", type.extension);
     return fmt::format("All convertible types|{}|{}|", patterns, SingleFilters(true));
 }
 
@@ -202,6 +218,8 @@ CDataDoc* BatchDocuments::OpenForBatch(const std::filesystem::path& path) {
 CDataDoc* BatchDocuments::OpenCopyForBatch(const std::filesystem::path& path) {
     const SilentOpen silent(session_);
     auto doc = Make(path);
+    // What the user answered when the file opened holds for the copy too.
+    if (const CDataDoc* shown = FindShown(path)) session_.importSettings = shown->SettingsToReopen();
     if (!doc || !doc->OnOpenDocument(path, OpenFor::reading)) return nullptr;
     own_.push_back(std::move(doc));
     return own_.back().get();

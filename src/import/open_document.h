@@ -27,7 +27,7 @@ std::span<const DocumentTemplate> DocumentTemplates();
 
 // The open dialog's filters: all recognised types, then each that can be opened.
 std::string OpenFilter();
-// The same for what can be written as text: recordings that can be opened.
+// The same for what can be written as text: recordings that a batch can open, so no text files.
 std::string ConvertibleFilter();
 
 inline constexpr const char* unrecognisedTypeText = "Unrecognised file type: abandoning";

@@ -25,6 +25,13 @@ class BatchHost : public Host {
     bool Confirm(std::string_view text, std::string_view title) override;
     bool Notice(std::string_view key, std::string_view title, std::string_view text) override;
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest&) override { return std::nullopt; }
+    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
+        return person_.ReadClipboard(format);
+    }
+    std::string ReadClipboardText() override { return person_.ReadClipboardText(); }
+    void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
+        person_.WriteClipboard(format, block);
+    }
     bool AcceptFileDetails(const FileDetails&, bool&) override { return true; }
     std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override;
     void Log(std::string_view text) override { person_.Log(text); }

@@ -46,6 +46,9 @@ class BatchRun {
           documents_(own_, [&documents] { return documents.Shown(); }) {
         own_.options = session_.options;
         own_.importSettings = session_.importSettings;
+        own_.textFile = session_.textFile;
+        own_.binaryFile = session_.binaryFile;
+        own_.decimalSeparator = session_.decimalSeparator;
         own_.seed = session_.seed;
         own_.random = session_.random;
         own_.now = session_.now;

@@ -78,6 +78,7 @@ void AppendParams(std::string& to, const ParamList& params) {
 std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
     std::string line = fmt::format("kymora run {} rec.kymr-dat", operation.className);
     ParamList params = block.Params();
+    if (params.Find("file")) line += " --set file=FILE";
     for (const char* key : {"channel1", "trace"})
         if (const Param* param = params.Find(key); param && param->HasValue())
             line += fmt::format(" --set {}={}", key, param->ValueText());
@@ -105,7 +106,8 @@ void AppendOperation(std::string& to, const Operation& operation) {
     const auto block = operation.make();
     to += fmt::format("\n## {}\n\n{}\n\nOn the command line `{}` or `{}`", block->Title(),
                       Sentence(std::string(operation.toolTip)), operation.className, operation.KebabName());
-    if (operation.variants.empty()) to += fmt::format("; in the menu {}", MenuPath({&operation, nullptr}));
+    if (operation.variants.empty() && !operation.label.empty())
+        to += fmt::format("; in the menu {}", MenuPath({&operation, nullptr}));
     to += ".\n";
     AppendVariants(to, operation);
     AppendParams(to, block->Params());

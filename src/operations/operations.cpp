@@ -6,6 +6,12 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "exchange/import_events.h"
+#include "exchange/load_event_channel.h"
+#include "exchange/new_contiguous.h"
+#include "exchange/new_sparse.h"
+#include "exchange/partition_from_file.h"
+#include "exchange/paste_event_channels.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/derivs.h"
 #include "transforms/gen_smooth.h"
@@ -59,7 +65,8 @@ const char* OperationKindName(OperationKind kind) {
 
 // A capital begins a word when a small letter stands before it, or behind it; a row of capitals is one word.
 std::string Operation::KebabName() const {
-    const std::string_view name = className.substr(1);
+    const bool hasPrefix = className.size() > 1 && className[0] == 'C' && IsUpper(className[1]);
+    const std::string_view name = className.substr(hasPrefix ? 1 : 0);
     std::string kebab;
     for (size_t i = 0; i < name.size(); ++i) {
         const bool startsWord = i > 0 && IsUpper(name[i]) &&
@@ -101,6 +108,19 @@ std::span<const Operation> Operations() {
          OperationKind::event, Make<CSpikeDetectThresh>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", OperationKind::listing, Make<CEventList>},
+        {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording",
+         OperationKind::event, Make<LoadEventChannel>},
+        {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row",
+         OperationKind::event, Make<ImportEventsFromText>},
+        {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds",
+         OperationKind::event, Make<PasteEventChannels>},
+        {"PartitionFromFile", {}, {},
+         "Copies the events of a channel into several, by a file with the number of each event's class",
+         OperationKind::event, Make<PartitionFromFile>},
+        {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace",
+         OperationKind::trace, Make<CPasteContiguousData>},
+        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them",
+         OperationKind::trace, Make<CPasteSparseData>},
     };
     // clang-format on
     return table;
@@ -118,6 +138,7 @@ const Operation* FindOperation(std::string_view name) {
 std::vector<OperationEntry> EntriesOf(std::span<const Operation> operations) {
     std::vector<OperationEntry> entries;
     for (const Operation& operation : operations) {
+        if (operation.label.empty()) continue;
         if (operation.variants.empty()) entries.push_back({&operation, nullptr});
         for (const OperationVariant& variant : operation.variants) entries.push_back({&operation, &variant});
     }

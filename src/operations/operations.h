@@ -30,7 +30,8 @@ struct OperationVariant {
 struct Operation {
     std::string_view className;  // "CEventThreshold"
     std::string_view menu;       // the path of submenus, with & before access keys
-    std::string_view label;      // in the menu, with & before the access key
+    std::string_view label;      // in the menu, with & before the access key; empty: in no menu, because
+                                 // commands of their own ask for its settings
     std::string_view toolTip;    // what it does, in a sentence
     OperationKind kind;
     std::unique_ptr<CBatchBaseDlg> (*make)();

@@ -32,6 +32,8 @@ const char* KindName(FieldKind kind) {
         return "note";
     case FieldKind::table:
         return "table";
+    case FieldKind::textView:
+        return "textView";
     case FieldKind::action:
         return "button";
     }
@@ -154,11 +156,13 @@ std::string FillForm(Form& form, const Json& answers) {
             const auto field = std::find_if(form.fields.begin(), form.fields.end(),
                                             [&key = key](const FormField& f) { return f.key == key; });
             if (field == form.fields.end()) return "It has no field \"" + key + "\".";
-            if (field->kind != FieldKind::action)
+            if (field->kind != FieldKind::action) {
                 SetField(*field, value);
-            else if (AsFlag(value, key) && field->action)
+                if (form.onChange) form.onChange(form);
+            } else if (AsFlag(value, key) && field->action) {
                 // A copy: the button may change the fields.
                 std::function<void(Form&)>(field->action)(form);
+            }
         }
     } catch (const RemoteError& error) {
         return error.what();

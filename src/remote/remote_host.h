@@ -35,6 +35,13 @@ class RemoteHost : public Host {
     }
     bool AskForm(Form& form) override { return Now().AskForm(form); }
     void ShowText(std::string_view title, std::string_view text) override { Now().ShowText(title, text); }
+    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
+        return person_.ReadClipboard(format);
+    }
+    std::string ReadClipboardText() override { return person_.ReadClipboardText(); }
+    void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
+        person_.WriteClipboard(format, block);
+    }
     bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) override {
         return Now().AcceptFileDetails(details, skipFromNowOn);
     }

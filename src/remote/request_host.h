@@ -27,6 +27,13 @@ class RequestHost : public Host {
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
     bool AskForm(Form& form) override;
     void ShowText(std::string_view title, std::string_view text) override;
+    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
+        return person_.ReadClipboard(format);
+    }
+    std::string ReadClipboardText() override { return person_.ReadClipboardText(); }
+    void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
+        person_.WriteClipboard(format, block);
+    }
     bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) override;
     std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override;
     void Log(std::string_view text) override { person_.Log(text); }

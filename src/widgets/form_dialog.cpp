@@ -163,6 +163,13 @@ void FormDialog::OnChanged(size_t row) {
     if (writing_ || row >= rows_.size()) return;
     ReadAll();
     ShowFault({});
+    if (!form_.onChange) return UpdateEnabled();
+    form_.onChange(form_);
+    // What the user is typing stays as it is typed.
+    writing_ = true;
+    for (size_t i = 0; i < rows_.size(); ++i)
+        if (i != row && rows_[i].editor) rows_[i].editor->Write(form_.fields[rows_[i].field]);
+    writing_ = false;
     UpdateEnabled();
 }
 

@@ -6,20 +6,20 @@
 #include <QEvent>
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QRadioButton>
-#include <QTableWidget>
+#include <QSpinBox>
 #include <QVBoxLayout>
 #include <QWheelEvent>
 #include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "widgets/form_viewers.h"
 #include "widgets/style_buttons.h"
 #include "widgets/text.h"
 
@@ -156,6 +156,33 @@ class LineEditor : public FormEditor {
     QLineEdit* edit_;
     bool isNumber_;
     NumberSteps* steps_ = nullptr;
+};
+
+// A small number with buttons that step it.
+class SpinEditor : public FormEditor {
+  public:
+    SpinEditor(const FormField& field, QWidget* parent, const Changed& changed)
+        : spin_(new QSpinBox(parent)), wheel_(new WheelOnFocus(spin_)) {
+        Follow(field);
+        spin_->setFocusPolicy(Qt::StrongFocus);
+        spin_->setMinimumWidth(spin_->fontMetrics().horizontalAdvance("0") * 12);
+        spin_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+        spin_->installEventFilter(wheel_);
+        QObject::connect(spin_, &QSpinBox::valueChanged, spin_, changed);
+    }
+    QWidget* Widget() const override { return spin_; }
+    void Read(FormField& field) const override { field.number = spin_->value(); }
+    void Write(const FormField& field) override {
+        if (std::isfinite(field.number)) spin_->setValue(static_cast<int>(field.number));
+    }
+    void Follow(const FormField& field) override {
+        spin_->setRange(static_cast<int>(field.least), static_cast<int>(field.greatest));
+        spin_->setSingleStep(static_cast<int>(field.step));
+    }
+
+  private:
+    QSpinBox* spin_;
+    WheelOnFocus* wheel_;
 };
 
 class LongTextEditor : public FormEditor {
@@ -340,48 +367,7 @@ class CheckListEditor : public FormEditor {
     QListWidget* list_;
 };
 
-// --- what is shown in a table, and looks ---
-
-class TableEditor : public FormEditor {
-  public:
-    TableEditor(const FormField& field, QWidget* parent) : table_(new QTableWidget(parent)) {
-        QStringList headings;
-        for (const std::string& heading : field.choices) headings += ToQString(heading);
-        table_->setColumnCount(static_cast<int>(headings.size()));
-        table_->setHorizontalHeaderLabels(headings);
-        table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-        table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-        table_->setAlternatingRowColors(true);
-        table_->setTabKeyNavigation(false);
-        table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
-        table_->verticalHeader()->hide();
-        table_->horizontalHeader()->setStretchLastSection(true);
-    }
-    QWidget* Widget() const override { return table_; }
-    void Read(FormField&) const override {}
-    void Write(const FormField& field) override {
-        table_->setRowCount(static_cast<int>(field.rows.size()));
-        for (int row = 0; row < table_->rowCount(); ++row) {
-            const auto& cells = field.rows[static_cast<size_t>(row)];
-            for (int column = 0; column < table_->columnCount(); ++column) {
-                const auto at = static_cast<size_t>(column);
-                table_->setItem(row, column,
-                                new QTableWidgetItem(at < cells.size() ? ToQString(cells[at]) : ""));
-            }
-        }
-        table_->resizeColumnsToContents();
-        table_->resizeRowsToContents();
-        const int lines = std::clamp(table_->rowCount(), leastListLines, mostListLines);
-        const int line = table_->rowCount() > 0 ? table_->rowHeight(0) : LineHeight(*table_);
-        table_->setMinimumHeight(lines * line + table_->horizontalHeader()->sizeHint().height() + 4);
-        table_->setMinimumWidth(
-            std::min(table_->horizontalHeader()->length() + 24, 50 * LineHeight(*table_)));
-    }
-    bool IsWide() const override { return true; }
-
-  private:
-    QTableWidget* table_;
-};
+// --- looks ---
 
 template <typename Button>
 class ButtonEditor : public FormEditor {
@@ -400,8 +386,10 @@ class ButtonEditor : public FormEditor {
 std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
                                        const FormEditor::Changed& changed) {
     switch (field.kind) {
-    case FieldKind::number:
     case FieldKind::integer:
+        if (field.spin) return std::make_unique<SpinEditor>(field, parent, changed);
+        [[fallthrough]];
+    case FieldKind::number:
     case FieldKind::text:
         return std::make_unique<LineEditor>(field, parent, changed);
     case FieldKind::longText:
@@ -421,7 +409,9 @@ std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
     case FieldKind::note:
         return std::make_unique<NoteEditor>(field, parent);
     case FieldKind::table:
-        return std::make_unique<TableEditor>(field, parent);
+        return MakeTableViewer(field, parent);
+    case FieldKind::textView:
+        return MakeTextViewer(parent);
     case FieldKind::action:
         break;
     }

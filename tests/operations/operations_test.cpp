@@ -63,6 +63,7 @@ TEST(OperationTableTest, KebabNames) {
     EXPECT_EQ(kebab("CDigitalFIR"), "digital-fir");
     EXPECT_EQ(kebab("CFilterRCDlg"), "filter-rc-dlg");
     EXPECT_EQ(kebab("CRemoveLocalDC"), "remove-local-dc");
+    EXPECT_EQ(kebab("LoadEventChannel"), "load-event-channel");
 }
 
 // Every default is within its limits, is taken back as the text that it is told as, and is kept by a record.
@@ -113,7 +114,8 @@ TEST(OperationTableTest, RecordsHoldEveryParameter) {
         const auto block = operation.make();
         ParamList params = block->Params();
         for (const Param& param : params) {
-            if (!param.HasValue()) continue;
+            const bool hasOneValue = param.kind == ParamKind::choice && param.choices.size() < 2;
+            if (!param.HasValue() || hasOneValue) continue;
             bool isKept = IsKept(operation, param.key);
             for (const std::string& key : param.linked) {
                 const auto& back = params.Find(key)->linked;

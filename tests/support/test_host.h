@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,9 @@ class TestHost : public Host {
     std::optional<std::filesystem::path> saveFile;     // of ChooseSaveFile; nothing cancels
     std::vector<std::filesystem::path> openFiles;      // of ChooseOpenFiles
     std::deque<std::function<bool(Form&)>> fillForms;  // of AskForm, in turn: fill in, and accept or cancel
+    std::map<std::string, std::vector<std::byte>, std::less<>> clipboard;  // by format; what was copied, too
+    std::optional<std::string> clipboardText;
+    std::string clipboardFault;  // why the clipboard takes nothing
     bool acceptDetails = true;
     bool skipDetails = false;
     uint64_t cancelAtCall = 0;  // the n-th Update of each progress answers false, and all later; 0: none
@@ -84,6 +88,20 @@ class TestHost : public Host {
     }
     void ShowText(std::string_view title, std::string_view text) override {
         texts.push_back({std::string(text), std::string(title), {}});
+    }
+    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
+        const auto found = clipboard.find(format);
+        return found == clipboard.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::string ReadClipboardText() override {
+        if (!clipboardText) throw ClipboardError(clipboardNoTextText);
+        return *clipboardText;
+    }
+    void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
+        if (!clipboardFault.empty()) throw ClipboardError(clipboardFault);
+        clipboard.clear();
+        clipboardText.reset();
+        clipboard[std::string(format)].assign(block.begin(), block.end());
     }
     bool AcceptFileDetails(const FileDetails& shown, bool& skipFromNowOn) override {
         details.push_back(shown);

@@ -18,6 +18,7 @@ CommandTable FindEventCommands();  // at the end of FindCommands
 CommandTable CursorCommands();
 CommandTable OverlayCommands();  // markers, annotations and scale bars
 CommandTable EventCommands();
+CommandTable ExchangeCommands();  // event channels and files, text and the clipboard
 CommandTable OutputCommands();
 
 namespace commands {

@@ -9,7 +9,7 @@ namespace {
 CommandTable MakeTable() {
     CommandTable table;
     for (const auto& part : {EditCommands, NavigationCommands, GainCommands, ViewCommandTable, FindCommands,
-                             CursorCommands, OverlayCommands, EventCommands, OutputCommands})
+                             CursorCommands, OverlayCommands, EventCommands, ExchangeCommands, OutputCommands})
         for (Command& command : part()) {
             command.key = KeyOf(command.label);
             table.push_back(command);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "display/events/event_hits.h"
 
@@ -25,8 +26,18 @@ bool AskEventPaint(CKymoraView& view);
 std::vector<double> ParseEventTimes(const CKymoraView& view, std::string_view text, std::string& fault);
 
 // --- channels ---
+// What the chooser of a channel shows and demands beside the channel.
+struct ChannelQuestion {
+    std::string title;
+    int current = 0;
+    std::string note;          // shown above the channel; empty for none
+    bool needsEvents = false;  // a channel without events is not taken
+};
 // A channel by its letter or number; nothing when the user cancels.
-std::optional<int> AskEventChannel(CKymoraView& view, std::string title, int current);
+std::optional<int> AskEventChannel(CKymoraView& view, const ChannelQuestion& question);
+inline std::optional<int> AskEventChannel(CKymoraView& view, std::string title, int current) {
+    return AskEventChannel(view, {std::move(title), current, {}, false});
+}
 void AskChannelProperties(CKymoraView& view, int channel);
 void AskMergeClose(CKymoraView& view, int channel);
 void AskCopyChannel(CKymoraView& view, int channel);

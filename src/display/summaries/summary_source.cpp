@@ -35,6 +35,9 @@ std::optional<SourceInfo> SourceInfo::Of(const CDataDoc& doc, FileSystem& files)
     if (!stamp) return {};
     info.key.stamp = *stamp;
     info.importSettings = doc.SettingsToReopen();
+    info.twin = doc.TwinMaker();
+    // Samples in memory are not those of a file that was written since they were read.
+    if (info.twin && doc.RememberedStamp(doc.filePath) != stamp) return {};
     info.gains = GainsOf(doc);
     info.length = doc.GetLength();
     info.runs = HashRuns(doc);
@@ -58,7 +61,7 @@ SummarySource::SummarySource(FileSystem& files, const SourceInfo& info, const st
 CDataDoc* SummarySource::Document() {
     if (tried_) return doc_.get();
     tried_ = true;
-    auto doc = OpenDocument(session_, info_.path, OpenFor::reading);
+    auto doc = info_.twin ? info_.twin(session_) : OpenDocument(session_, info_.path, OpenFor::reading);
     const bool same = doc && doc->traceCount == info_.Traces() && doc->GetLength() == info_.length &&
                       HashRuns(*doc) == info_.runs;
     if (!same) return nullptr;

@@ -3,6 +3,7 @@
 // never shared between threads.
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -19,6 +20,7 @@ struct SourceInfo {
     SummaryKey key;
     std::filesystem::path path;
     std::map<std::string, std::string> importSettings;
+    std::function<std::unique_ptr<CDataDoc>(Session&)> twin;  // in place of a second look at the file
     std::vector<double> gains;
     int64_t length = 0;
     uint64_t runs = 0;  // hash of the run lists

@@ -1,0 +1,53 @@
+#include "cli/new_recording_run.h"
+
+#include "batch/config_file.h"
+#include "cli/command_context.h"
+#include "cli/interrupt.h"
+#include "cli/operation_settings.h"
+#include "document/native_writer.h"
+#include "document/save_journal.h"
+#include "exchange/new_recording_dlg.h"
+
+namespace kymora {
+namespace {
+
+[[noreturn]] void Wrong(const std::string& text) { throw CommandError(exitUsage, text); }
+
+std::filesystem::path CheckedOutput(SubcommandContext& context, const std::string& name,
+                                    const RunRequest& request, const std::string& source) {
+    if (request.inPlace || request.writeNew || !request.output)
+        Wrong(name + " makes a new recording: say -o OUT.");
+    const std::filesystem::path out(*request.output);
+    if (FoldedExtension(out) != ".kymr-dat") Wrong("OUT takes the extension .kymr-dat.");
+    if (context.IsOneFile(source, out)) Wrong("OUT is " + source + ", which is read here.");
+    context.MayReplace(out);
+    return out;
+}
+
+}  // namespace
+
+bool MakesRecording(const Operation& operation) {
+    return dynamic_cast<CNewRecordingDlg*>(operation.make().get()) != nullptr;
+}
+
+void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request) {
+    const auto block = operation.make();
+    auto& maker = dynamic_cast<CNewRecordingDlg&>(*block);
+    if (request.config && !LoadConfig(context.session, *block, *request.config))
+        throw CommandError(exitCannotOpen, "");
+    ApplySettings(*block, ParseSettings(request.settings));
+    const std::string name(operation.className);
+    if (maker.m_sFile.empty() && request.files.size() == 1)
+        maker.m_sFile = request.files.front();
+    else if (!request.files.empty())
+        Wrong(name + " needs no recording: it reads one FILE, or the one of --set file=FILE.");
+    if (maker.m_sFile.empty()) Wrong(name + " needs the file that it reads: FILE, or --set file=FILE.");
+    const std::filesystem::path out = CheckedOutput(context, name, request, maker.m_sFile);
+    const bool made = maker.WriteRecording(context.session, out);
+    if (WasInterrupted()) throw Cancelled();
+    if (!made) throw CommandError(exitFailed, "");
+    // An interrupted save of the file that stood here is none of the new one's concern.
+    if (context.files.Stamp(JournalPath(context.files, out))) RetireJournal(context.files, out);
+}
+
+}  // namespace kymora

@@ -1,0 +1,33 @@
+#pragma once
+// Operations that make a new recording and need none that is open, such as those that take up what the
+// clipboard holds. A window asks for their settings by dialogs of its own.
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "batch/batch_base_dlg.h"
+
+namespace kymora {
+
+class CNewRecordingDlg : public CBatchBaseDlg {
+  public:
+    const char* ActionLabel() const override { return "Make"; }
+
+    // Writes the recording that the settings describe as a native file of this name, in place of one that
+    // stands there. False when none was written, which the user was told; `out` is then as it was.
+    virtual bool WriteRecording(Session& session, const std::filesystem::path& out) = 0;
+
+    void Serialize(CArchive& archive) override;
+
+    // Stands for the clipboard's content: a whole native file, told by its first bytes, or else text.
+    std::string m_sFile;
+
+  protected:
+    void DescribeFile(ParamList& list);
+    // Runs `write` with the file that stands for the clipboard, if the settings allow it and it can be read.
+    // What prevents it is told to the user, and then the answer is false.
+    bool WriteFromFile(Session& session, const std::function<bool(const DataFile&)>& write);
+};
+
+}  // namespace kymora

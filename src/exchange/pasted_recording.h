@@ -1,0 +1,75 @@
+#pragma once
+// What the clipboard's content becomes: samples that were read, or a whole native file, as a new file.
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "document/run_list.h"
+#include "host/session.h"
+
+namespace kymora {
+
+// The samples of traces, read row by row. They lie in blocks, so that no more memory is taken than they need.
+class SampleColumns {
+  public:
+    explicit SampleColumns(size_t columns) : columns_(columns) {}
+    size_t Columns() const { return columns_.size(); }
+    int64_t Rows() const { return rows_; }
+    // One sample for each column.
+    void AddRow(std::span<const float> row);
+    // The blocks of a column in their order, for `take(std::span<const float>)`.
+    template <typename Take>
+    void ForBlocks(size_t column, Take take) const {
+        int64_t left = rows_;
+        for (const auto& block : columns_[column]) {
+            take(std::span(block.get(), static_cast<size_t>(left < blockRows ? left : blockRows)));
+            left -= blockRows;
+        }
+    }
+
+  private:
+    static constexpr int64_t blockRows = 4096;
+    std::vector<std::vector<std::unique_ptr<float[]>>> columns_;
+    int64_t rows_ = 0;
+};
+
+struct PastedRecording {
+    double sampleInterval = 1.0;      // ms
+    std::vector<std::string> labels;  // of the traces; none, or one for each
+    SampleColumns samples{0};
+    RunList runs;         // of every trace
+    std::string comment;  // lines end in CR LF
+    std::string history;  // the entry
+};
+// Writes a native file; with views of the whole recording and the extremes of each trace. Throws FileError or
+// Cancelled, and then leaves nothing behind. Tells the user of samples without a number.
+void WritePasted(Session& session, const PastedRecording& recording, const std::filesystem::path& path);
+
+// Runs `read`, which reads a table. What it throws is told to the user; false then, and when the user
+// cancelled.
+bool ReadTelling(Session& session, const std::function<void()>& read);
+
+inline constexpr const char* noDataReadText = "No data were read from the clipboard.";
+inline constexpr const char* tableTooWideText = "There are more than 128 traces in the data. Abandoning.";
+inline constexpr const char* labelCountText =
+    "The number of trace labels read from the specified label row does not match the number of data "
+    "columns.\n"
+    "Check that there are no empty cells or separator tokens ('tab' or ',') within the labels.";
+
+// --- a block that is a whole native file
+
+inline constexpr uint64_t firstRefusedBlockSize = uint64_t{1} << 31;
+inline constexpr const char* blockTooLargeText = "file too large to open";
+
+// Whether a file begins as native files do, and as no text does.
+bool BeginsAsNativeFile(const DataFile& file);
+// Writes the block byte for byte under the name, once it has proved to be a native file that opens. Throws
+// FileError, Cancelled, or ArchiveError for what is none, and then leaves nothing behind.
+void WriteNativeBlock(Session& session, std::span<const std::byte> block, const std::filesystem::path& path);
+void WriteNativeBlock(Session& session, const DataFile& block, const std::filesystem::path& path);
+
+}  // namespace kymora

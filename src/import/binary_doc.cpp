@@ -1,0 +1,124 @@
+#include "import/binary_doc.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "archive/text_encoding.h"
+#include "document/side_car.h"
+
+namespace kymora {
+
+bool CBinaryDoc::Load(OpenFor) {
+    if (FoldCase(filePath.string()).find(".bin") == std::string::npos) {
+        GetHost().Message("You must select a .bin file");
+        return false;
+    }
+    if (!OpenFile() || !ChooseFormat() || !MeasureFile()) return false;
+    reader_ = std::make_unique<BinarySampleReader>(*sampleFile, format_.layout);
+    FillModel();
+    ReadOwnSideCar();
+    return true;
+}
+
+bool CBinaryDoc::OpenFile() {
+    try {
+        sampleFile = GetSession().files.Open(filePath, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        GetHost().Message(std::string("Couldn't open file\n") + error.what());
+        return false;
+    }
+    if (sampleFile->Length() != 0) return true;
+    GetHost().Message(fmt::format("{} is empty.", filePath.filename().string()));
+    return false;
+}
+
+bool CBinaryDoc::ChooseFormat() {
+    try {
+        CBinaryFormat format(GetSession());
+        if (GetSession().askForDetails && !format.IsSettled())
+            openCancelled = !format.Ask(*sampleFile, filePath.filename().string());
+        format_ = format.Format();
+        if (!GetSession().askForDetails && format.IsGuess())
+            Tell(fmt::format("{} is read as {} trace(s) of the type \"{}\", {} ms from sample to sample. The "
+                             "command line says otherwise with --import binaryTraces=N, binaryType=TYPE and "
+                             "binaryInterval=MS.",
+                             filePath.filename().string(), format_.layout.traces,
+                             binaryTypes[static_cast<size_t>(format_.layout.type)].text, format_.interval));
+        return !openCancelled;
+    } catch (const BinarySettingError& error) {
+        GetSession().importSettingRefused = true;
+        GetHost().Message(error.what());
+        return false;
+    }
+}
+
+bool CBinaryDoc::MeasureFile() {
+    const uint64_t size = sampleFile->Length();
+    const auto stride = static_cast<uint64_t>(format_.layout.Stride());
+    if (size < stride) {
+        GetHost().Message(fmt::format("{} holds {} bytes. One sample of each of {} traces takes {}.",
+                                      filePath.filename().string(), size, format_.layout.traces, stride));
+        return false;
+    }
+    if (size % stride != 0)
+        Tell("It seems that not all channels contain the same number of samples. Discarding remainder.");
+    length_ = static_cast<int64_t>(size / stride);
+    if (length_ > longestRecording) {
+        Tell(tooLongText);
+        length_ = longestRecording;
+    }
+    return true;
+}
+
+void CBinaryDoc::FillModel() {
+    sampleInterval = format_.interval;
+    traceCount = format_.layout.traces;
+    for (int t = 0; t < traceCount; ++t) traces[static_cast<size_t>(t)].traceAutoscale = 1;
+    SetLength(length_);
+}
+
+void CBinaryDoc::ReadOwnSideCar() {
+    const SideCarResult sideCar = ReadSideCar(*this);
+    if (sideCar == SideCarResult::damaged) {
+        ResetModel();
+        FillModel();
+    }
+    if (sideCar != SideCarResult::read) return;
+    // Traces that the side-car does not know, because it was made with fewer of them, were never scaled.
+    for (int t = 0; t < traceCount; ++t) {
+        TraceSettings& saved = traces[static_cast<size_t>(t)];
+        const TraceSettings unused = TraceSettings::Default(t);
+        if (saved.axisTop == unused.axisTop && saved.axisBottom == unused.axisBottom)
+            saved.traceAutoscale = 1;
+    }
+}
+
+void CBinaryDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
+    if (pieces.empty()) return;
+    std::vector<BinaryPiece> parts;
+    for (const StoredRead& piece : pieces) parts.push_back({piece.trace, piece.values.data()});
+    reader_->Read(storedIndex, static_cast<int64_t>(pieces[0].values.size()), parts);
+}
+
+void CBinaryDoc::FoldStored(int64_t storedIndex, int64_t count, FoldSlots slots,
+                            std::span<const TraceFold> folds) {
+    std::vector<BinaryFold> parts;
+    for (const TraceFold& fold : folds)
+        parts.push_back({fold.trace, traces[static_cast<size_t>(fold.trace)].traceGain, fold.low, fold.high});
+    reader_->Fold(storedIndex, count, slots, parts);
+}
+
+void CBinaryDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> stretches) {
+    reader_->FoldStretches(trace, traces[static_cast<size_t>(trace)].traceGain, stretches);
+}
+
+std::map<std::string, std::string> CBinaryDoc::SettingsToReopen() const {
+    std::map<std::string, std::string> settings = GetSession().importSettings;
+    settings["binaryTraces"] = std::to_string(format_.layout.traces);
+    settings["binaryInterval"] = fmt::format("{}", format_.interval);  // reads back as the same number
+    settings["binaryType"] = std::to_string(static_cast<int>(format_.layout.type));
+    return settings;
+}
+
+}  // namespace kymora

@@ -1,0 +1,145 @@
+// Points in time on the clipboard become recordings with gaps.
+
+#include "exchange/new_sparse.h"
+
+#include "exchange/paste_fixture.h"
+
+namespace kymora {
+namespace {
+
+using test::PasteTest;
+
+class NewSparseTest : public PasteTest {
+  protected:
+    bool Paste(
+        std::string text, std::function<void(Form&)> fill = [](Form&) {}) {
+        host.clipboardText = std::move(text);
+        host.formFault.clear();
+        Fill(std::move(fill));
+        const auto path = PasteSparseData(session, {});
+        host.fillForms.clear();
+        EXPECT_EQ(path.has_value(), files.Has(name));
+        return path.has_value();
+    }
+    std::string Refusal(std::string text) {
+        host.messages.clear();
+        EXPECT_FALSE(Paste(std::move(text)));
+        return host.LastMessage();
+    }
+    static std::vector<uint32_t> Runs(const CDataDoc& doc, int trace) {
+        std::vector<uint32_t> runs;
+        for (int i = 0; i < doc.GetNumRuns(trace); ++i) runs.push_back(doc.GetRun(trace, i));
+        return runs;
+    }
+};
+
+TEST_F(NewSparseTest, PointsBecomeSamplesAndTheRestGaps) {
+    // At 20 ms: 1.5 rounds to 2, then 2.6 to 3 beside it, 7, and 9.49 to 9.
+    ASSERT_TRUE(Paste("t (s)\tA\tB\n0.03\t1\t-1\n0.052\t2\t-2\n0.14\t3\t-3\n0.1898\t4\t-4\n",
+                      [](Form& form) {
+                          form["timeUnit"].choice = 1;
+                          form.onChange(form);
+                          form["sampleInterval"].number = 20.0;
+                          form.onChange(form);
+                          EXPECT_EQ(form.Text("samples"), "10 samples");
+                          EXPECT_EQ(form.Text("step"), "22 ms");
+                      }))
+        << host.LastMessage() << host.formFault;
+    const CFloatDoc& made = Opened();
+    ASSERT_EQ(made.traceCount, 2);
+    EXPECT_EQ(made.sampleInterval, 20.0);
+    EXPECT_EQ(Runs(made, 0), (std::vector<uint32_t>{0, 2, 2, 3, 1, 1, 1}));
+    EXPECT_EQ(Runs(made, 1), Runs(made, 0));
+    EXPECT_TRUE(made.hasGaps);
+    EXPECT_EQ(Samples(1), (std::vector<float>{0, 0, -1, -2, 0, 0, 0, -3, 0, -4}));
+    EXPECT_EQ(made.traces[0].traceLabel, "A");
+    EXPECT_TRUE(
+        made.historyLog.ends_with("File: New: From clipboard: Sparse data\r\n\tGap fill: Inactive gap\r\n"));
+}
+
+TEST_F(NewSparseTest, TheOfferedIntervalKeepsThePointsApart) {
+    double offered = 0.0;
+    const auto look = [&](Form& form) {
+        offered = form.Number("sampleInterval");
+        form["timeUnit"].choice = 1;
+        form.onChange(form);
+        EXPECT_EQ(form.Number("sampleInterval"), 100.0) << "what was offered follows the unit";
+        form["sampleInterval"].number = 30.0;
+        form["timeUnit"].choice = 0;
+        form.onChange(form);
+        EXPECT_EQ(form.Number("sampleInterval"), 30.0) << "what was set stays";
+        form["sampleInterval"].number = offered;
+    };
+    ASSERT_TRUE(Paste("0\t1\n0.1\t1\n0.2\t1\n0.3\t1\n", look));
+    EXPECT_EQ(offered, 0.1);
+    EXPECT_EQ(Runs(Opened(), 0), std::vector<uint32_t>{4});
+    EXPECT_FALSE(doc->hasGaps);
+}
+
+TEST_F(NewSparseTest, IntervalsThatDoNotFitAreRefusedInTheDialog) {
+    const std::string text = "t\tA\n10\t1\n11\t2\n20\t3\n";
+    EXPECT_FALSE(Paste(text, [](Form& form) { form["sampleInterval"].number = 4.0; }));
+    EXPECT_EQ(
+        host.formFault,
+        "The times at rows 2 and 3 (10 and 11 ms) fall on the same sample. A sample interval of 1 ms or "
+        "less keeps all points apart.");
+    // 2147483647 samples end with the position 2147483646.
+    const std::string far = "0\t1\n1\t2\n2147483647\t3\n";
+    EXPECT_FALSE(Paste(far, [](Form& form) { form["sampleInterval"].number = 1.0; }));
+    EXPECT_NE(host.formFault.find("A sample interval of 1.00001 ms or more"), std::string::npos)
+        << host.formFault;
+    EXPECT_TRUE(Paste("0\t1\n1\t2\n2147483646\t3\n"));
+    EXPECT_EQ(Opened().GetLength(), longestRecording);
+}
+
+TEST_F(NewSparseTest, WhatIsWrongWithATableIsSaid) {
+    EXPECT_EQ(Refusal("-1\t2\n"), "Time values in clipboard data must be non-negative. Abandoning paste.");
+    EXPECT_EQ(
+        Refusal("t\tA\n0\t1\n1\t2\t3\n"),
+        "Number of columns (3) in row 3 of clipboard data does not match first data row with 2 columns. "
+        "Abandoning paste.");
+    EXPECT_EQ(Refusal("0\t1\n1.5\t2\n1.5\t3\n2\t4\n"),
+              "Time at row 3 (1.500) is not greater than previous time (1.500). Time must be strictly "
+              "increasing. Abandoning paste.");
+    const std::string tooFew =
+        "Clipboard data must contain at least 3 valid time and data values. Abandoning paste.";
+    EXPECT_EQ(Refusal("t\tA\n0\t1\n1\t2\n\n"), tooFew);
+    EXPECT_EQ(Refusal("0\n1\n2\n"), tooFew);
+    EXPECT_EQ(Refusal(""), tooFew);
+    EXPECT_EQ(Refusal("0\tx\n"), "Error reading datum as float: row 1, text: 'x'");
+    EXPECT_EQ(Refusal("0\t1\nnan\t1\n"), "Error reading datum as float: row 2, text: 'nan'");
+    host.clipboardText.reset();
+    EXPECT_FALSE(PasteSparseData(session, {}));
+    EXPECT_EQ(host.LastMessage(), "Unable to read text from clipboard.");
+    EXPECT_EQ(files.Count(), 0u);
+}
+
+TEST_F(NewSparseTest, HeadersOfAnotherWidthAreLeftOut) {
+    ASSERT_TRUE(Paste("t\tA\tB\n0\t1\n1\t2\n2\t3\n"));
+    EXPECT_EQ(
+        host.LastMessage(),
+        "Number of trace labels in header line does not match number of data columns. Trace labels will "
+        "not be used.");
+    EXPECT_EQ(Opened().traces[0].traceLabel, "");
+    // The cell above the times may be empty.
+    host.messages.clear();
+    ASSERT_TRUE(Paste("\tA\n0\t1\n1\t2\n2\t3\n"));
+    EXPECT_TRUE(host.messages.empty());
+    EXPECT_EQ(Opened().traces[0].traceLabel, "A");
+}
+
+TEST_F(NewSparseTest, TheTerminalRefusesAnIntervalThatDoesNotFit) {
+    CPasteSparseData paste;
+    paste.m_sFile = "/t.txt";
+    PutText("/t.txt", "0\t1\n1\t2\n2\t3\n");
+    paste.m_Settings.timeUnit = 2;
+    paste.m_Settings.sampleInterval = 30000.0;
+    ASSERT_TRUE(paste.WriteRecording(session, name)) << host.LastMessage();
+    EXPECT_EQ(Runs(Opened(), 0), (std::vector<uint32_t>{1, 1, 1, 1, 1}));
+    paste.m_Settings.sampleInterval = 200000.0;
+    EXPECT_FALSE(paste.WriteRecording(session, name));
+    EXPECT_TRUE(host.LastMessage().starts_with("The times at rows 1 and 2 (0 and 60000 ms) fall"));
+}
+
+}  // namespace
+}  // namespace kymora
