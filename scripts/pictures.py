@@ -4,8 +4,10 @@
 """
 
 import base64
+import math
 import os
 import shutil
+import struct
 import sys
 import tempfile
 
@@ -90,6 +92,37 @@ def transforms(program, demo, out):
         window.ask(quit=True, discard=True)
 
 
+def form_picture(window, path, **request):
+    """The dialog that a request asks with, as it was answered."""
+    forms = window.ask(formPictures=True, **request)["forms"]
+    with open(path, "wb") as file:
+        file.write(base64.b64decode(forms[0]["png"]))
+
+
+def data_in(program, demo, out):
+    with tempfile.TemporaryDirectory() as folder:
+        text, binary = f"{folder}/force.csv", f"{folder}/force.bin"
+        rows = [(n * 0.0005, math.sin(n / 40), math.cos(n / 25) / 2) for n in range(4000)]
+        with open(text, "w") as file:
+            file.write("Cell 7, 2 kHz\nTime,Force,Length\n")
+            file.writelines(f"{time:.4f},{force:.5f},{length:.5f}\n" for time, force, length in rows)
+        with open(binary, "wb") as file:
+            for row in rows:
+                file.write(struct.pack("<2f", *row[1:]))
+        pose = "scorer\tnet\tnet\tnet\tnet\tnet\tnet\nbodyparts\tnose\tnose\tnose\ttail\ttail\ttail\n"
+        pose += "coords\tx\ty\tlikelihood\tx\ty\tlikelihood\n"
+        for n in range(500):
+            pose += f"{n}\t{310 + n / 9:.2f}\t{95 + n / 7:.2f}\t0.99\t{402 + n / 8:.2f}\t{97:.2f}\t0.97\n"
+        window = start(program)
+        answers = {"sampleInterval": 0.5, "skipColumns": 1, "labelRow": 2}
+        form_picture(window, f"{out}/text-file.png", open=text, answers=answers)
+        answers = {"binaryTraces": 2, "binaryInterval": 0.5, "binaryType": 2}
+        form_picture(window, f"{out}/binary-file.png", open=binary, answers=answers)
+        form_picture(window, f"{out}/read-data.png", command="new-contiguous-data", clipboard=pose,
+                     answers={"dlc": True, "labelRow": 3}, file=f"{folder}/pose.kymr-dat")
+        window.ask(quit=True, discard=True)
+
+
 def gaps(program, demo, out):
     window = start(program, f"{demo}/demo_gaps.kymr-dat")
     window.ask(resize={"width": 1180, "height": 560})
@@ -110,7 +143,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (spikes, detection, transforms, gaps, tiled):
+    for scene in (spikes, detection, transforms, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

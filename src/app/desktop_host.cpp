@@ -11,6 +11,7 @@
 #include <QMimeData>
 #include <QProgressDialog>
 
+#include "app/widget_picture.h"
 #include "display/number_text.h"
 #include "widgets/form_dialog.h"
 #include "widgets/text_window.h"
@@ -126,6 +127,11 @@ std::optional<std::filesystem::path> DesktopHost::ChooseSaveFile(const FileReque
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setNameFilters(ToQtFilter(request.filter).split(";;"));
     dialog.setDefaultSuffix(ToQString(request.defaultExtension));
+    // The suffix is that of the type that the user chooses.
+    QObject::connect(&dialog, &QFileDialog::filterSelected, [&dialog](const QString& filter) {
+        const QString pattern = filter.section('(', -1).chopped(1);
+        if (pattern.startsWith("*.") && !pattern.contains(' ')) dialog.setDefaultSuffix(pattern.mid(2));
+    });
     if (!request.suggestion.empty()) {
         // The dialog begins beside the file that the new name is made of.
         const QFileInfo suggestion(FileName(request.suggestion));
@@ -141,6 +147,12 @@ std::optional<std::filesystem::path> DesktopHost::ChooseSaveFile(const FileReque
 // --- forms and texts ---
 
 bool DesktopHost::AskForm(Form& form) { return FormDialog(form, Parent()).exec() == QDialog::Accepted; }
+
+std::vector<std::byte> DesktopHost::PictureOf(Form& form) {
+    FormDialog dialog(form, Parent());
+    dialog.ensurePolished();
+    return PngOf(dialog);
+}
 
 void DesktopHost::ShowText(std::string_view title, std::string_view text) {
     QString shown = ToQString(text);
@@ -172,14 +184,15 @@ std::string DesktopHost::ReadClipboardText() {
     if (!data->hasText()) throw ClipboardError(clipboardNoTextText);
     const QString text = data->text();
     if (text.isNull()) throw ClipboardError(clipboardNoDataText);
+    if (text.isEmpty() && !data->data("text/plain").isEmpty()) throw ClipboardError(clipboardOddFormatText);
     return text.toStdString();
 }
 
 void DesktopHost::WriteClipboard(std::string_view format, std::span<const std::byte> block) {
     auto* data = new QMimeData;
     const QString type = ToQString(format);
-    data->setData(type, QByteArray(reinterpret_cast<const char*>(block.data()),
-                                   static_cast<qsizetype>(block.size())));
+    data->setData(
+        type, QByteArray(reinterpret_cast<const char*>(block.data()), static_cast<qsizetype>(block.size())));
     QApplication::clipboard()->setMimeData(data);
     const QMimeData* held = QApplication::clipboard()->mimeData();
     if (!held || !held->hasFormat(type)) throw ClipboardError(clipboardBusyText);

@@ -25,6 +25,7 @@ class DesktopHost : public Host {
     std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest& request) override;
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
     bool AskForm(Form& form) override;
+    std::vector<std::byte> PictureOf(Form& form) override;
     void ShowText(std::string_view title, std::string_view text) override;
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override;
     std::string ReadClipboardText() override;

@@ -40,7 +40,7 @@ constexpr FrameCommand table[] = {
     {"new-sparse-data", "&File/&New/From &clipboard", "&Sparse data...", "Makes a recording from times and values on the clipboard", nullptr, nullptr, Run<&Frame::OnPasteSparse>},
     {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
     {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
-    {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
+    {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, or as text (.txt)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
     {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>},
     {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
     {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group},

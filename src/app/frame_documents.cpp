@@ -13,6 +13,7 @@
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "document/text_export.h"
 #include "exchange/new_contiguous.h"
 #include "exchange/new_sparse.h"
 #include "host/options_form.h"
@@ -204,11 +205,12 @@ bool CMainFrame::OnFileSaveAs() {
     CChildFrame* child = ActiveChild();
     if (!child) return false;
     CDataDoc& doc = child->Document();
-    auto suggestion = doc.filePath;
-    suggestion.replace_extension(".kymr-dat");
-    const auto chosen = AskNewFileName(session_, "Save As", Documents(), suggestion);
+    const auto chosen = AskSaveAsName(doc, Documents());
     if (!chosen) return false;
+    // A text is no recording that could take the window's place.
+    const bool isText = FoldedExtension(*chosen) == ".txt";
     try {
+        if (isText) return ExportAsText(doc, *chosen);
         SaveAs(doc, *chosen);
     } catch (const Cancelled&) {
         return false;

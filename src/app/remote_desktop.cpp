@@ -1,7 +1,6 @@
 #include "app/remote_desktop.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QDialog>
 #include <QKeyEvent>
 #include <QKeySequence>
@@ -16,20 +15,13 @@
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
 #include "app/paint_waiter.h"
+#include "app/widget_picture.h"
 #include "operations/windows/transform_window.h"
 #include "widgets/text.h"
 
 namespace kymora {
 
 namespace {
-
-std::vector<std::byte> PngOf(QWidget& widget) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    if (!widget.grab().save(&buffer, "PNG")) return {};
-    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
-    return {first, first + bytes.size()};
-}
 
 constexpr int wheelStep = 120;  // eighths of a degree
 

@@ -24,6 +24,14 @@ std::filesystem::path CheckedOutput(SubcommandContext& context, const std::strin
     return out;
 }
 
+void CheckCanOpen(SubcommandContext& context, const std::string& source) {
+    try {
+        context.files.Open(source, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        throw CommandError(exitCannotOpen, error.what());
+    }
+}
+
 }  // namespace
 
 bool MakesRecording(const Operation& operation) {
@@ -43,6 +51,7 @@ void RunNewRecording(SubcommandContext& context, const Operation& operation, con
         Wrong(name + " needs no recording: it reads one FILE, or the one of --set file=FILE.");
     if (maker.m_sFile.empty()) Wrong(name + " needs the file that it reads: FILE, or --set file=FILE.");
     const std::filesystem::path out = CheckedOutput(context, name, request, maker.m_sFile);
+    CheckCanOpen(context, maker.m_sFile);
     const bool made = maker.WriteRecording(context.session, out);
     if (WasInterrupted()) throw Cancelled();
     if (!made) throw CommandError(exitFailed, "");

@@ -54,6 +54,9 @@ std::optional<std::filesystem::path> AskNewFileName(Session& session, const std:
                                                     std::span<CDataDoc* const> open,
                                                     const std::filesystem::path& suggestion = {});
 
+// The same for the command "Save As" of a recording; a name that ends in .txt stays as it is.
+std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open);
+
 // Runs `write`, which makes the file of this name, and answers the name. What it throws is told to the user,
 // and then there is none.
 std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::filesystem::path& path,

@@ -16,6 +16,7 @@ namespace kymora {
 namespace {
 
 constexpr const char* nativeFilter = "Kymora (*.kymr-dat)|*.kymr-dat||";
+constexpr const char* saveAsFilter = "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt||";
 constexpr const char* legacyFilter = "Kymora (*.flt)|*.flt||";
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
 constexpr double leastSamples = 10.0;
@@ -28,12 +29,14 @@ bool IsOpen(Session& session, std::span<CDataDoc* const> open, const std::filesy
 
 // Adds the extension unless the name has it. A name that the user did not see in the dialog may be taken.
 std::optional<std::filesystem::path> AskName(Session& session, const FileRequest& request,
-                                             std::span<CDataDoc* const> open) {
+                                             std::span<CDataDoc* const> open,
+                                             std::string_view otherExtension = {}) {
     const auto chosen = session.host.ChooseSaveFile(request);
     if (!chosen) return {};
     const std::string extension = "." + request.defaultExtension;
     std::filesystem::path path = *chosen;
-    if (FoldedExtension(path) != extension) path += extension;
+    const std::string given = FoldedExtension(path);
+    if (given != extension && (given.empty() || given != otherExtension)) path += extension;
     if (IsOpen(session, open, path)) {
         session.host.Message("The file " + path.string() + " is open. Choose another name.");
         return {};
@@ -167,6 +170,12 @@ std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::f
         session.host.Failure("The file was not written.\n" + std::string(error.what()));
         return {};
     }
+}
+
+std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open) {
+    auto suggestion = doc.filePath;
+    suggestion.replace_extension(".kymr-dat");
+    return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open, ".txt");
 }
 
 std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::span<CDataDoc* const> open) {

@@ -107,6 +107,15 @@ SideCarResult ReadSideCar(CDataDoc& doc) {
     return SideCarResult::none;
 }
 
+void ScaleUnknownTraces(CDataDoc& doc) {
+    for (int t = 0; t < doc.traceCount; ++t) {
+        TraceSettings& saved = doc.traces[static_cast<size_t>(t)];
+        const TraceSettings unused = TraceSettings::Default(t);
+        if (saved.axisTop == unused.axisTop && saved.axisBottom == unused.axisBottom)
+            saved.traceAutoscale = 1;
+    }
+}
+
 bool WriteSideCar(CDataDoc& doc, SampleRange range) {
     FileSystem& files = doc.GetSession().files;
     const std::filesystem::path path = SideCarPath(doc.filePath);

@@ -15,6 +15,10 @@ enum class SideCarResult { none, read, damaged };
 // partly changed, and the caller resets it.
 SideCarResult ReadSideCar(CDataDoc& doc);
 
+// Makes traces without limits of their own autoscale when they are first seen. Those that the side-car does
+// not know, because it was made with fewer traces, were never scaled.
+void ScaleUnknownTraces(CDataDoc& doc);
+
 // Writes the side-car, limited to `range` unless that is whole. False when the user kept another writer's
 // changes. Throws FileError.
 bool WriteSideCar(CDataDoc& doc, SampleRange range = {});

@@ -125,4 +125,16 @@ void WriteTextExport(CDataDoc& doc, const std::filesystem::path& path) {
                         [&](CArchive& archive) { TextExport(doc, archive).Write(); });
 }
 
+bool ExportAsText(CDataDoc& doc, const std::filesystem::path& path) {
+    Host& host = doc.GetHost();
+    if (doc.hasGaps && !host.Confirm(textExportGapText)) return false;
+    try {
+        WriteTextExport(doc, path);
+        return true;
+    } catch (const FileError& error) {
+        host.Failure(std::string("The file was not written.\n") + error.what());
+        return false;
+    }
+}
+
 }  // namespace kymora

@@ -16,5 +16,7 @@ inline constexpr const char* textExportGapText =
 // end with "\n", and so do those of the comment. In a row past the last sample the columns of the traces are
 // left out. Shows progress; throws FileError or Cancelled, and then leaves nothing behind.
 void WriteTextExport(CDataDoc& doc, const std::filesystem::path& path);
+// The same for a user, who is asked about gaps and told of failures: false then. Throws Cancelled.
+bool ExportAsText(CDataDoc& doc, const std::filesystem::path& path);
 
 }  // namespace kymora

@@ -114,9 +114,8 @@ RowFault ReadEventRow(std::string_view row, double sampleInterval, char decimalS
     if (!off) return RowFault::incomplete;
     const int64_t first = RoundHalfAway64(*on / sampleInterval);
     int64_t end = RoundHalfAway64(*off / sampleInterval);
-    if (first < 0 || first > longestRecording || end < 0 || end > longestRecording)
-        return RowFault::outOfRange;
     if (end < first) return RowFault::reversed;
+    if (first < 0 || end > longestRecording) return RowFault::outOfRange;
     if (end == first && ++end > longestRecording) return RowFault::outOfRange;
     event.onPosition = static_cast<int32_t>(first);
     event.offPosition = static_cast<int32_t>(end);

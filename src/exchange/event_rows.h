@@ -44,8 +44,8 @@ struct EventRows {
 // FileError.
 EventRows ReadEventRows(TextReader& reader, const CDataDoc& doc);
 
-// Adds events as AddEvent does one by one, in one go where the channel is in order. False when it is locked,
-// which the user was told.
+// Adds events as AddEvent does one by one, in one go where the channel is in order; there, events without a
+// position (-1) come before the others. False when it is locked, which the user was told.
 bool AddEvents(CEventChan& channel, std::vector<CEventKM> events);
 
 }  // namespace kymora

@@ -184,7 +184,9 @@ std::optional<std::filesystem::path> PasteContiguousData(Session& session, std::
 
 void CPasteContiguousData::Describe(ParamList& list) {
     constexpr double most = std::numeric_limits<int32_t>::max();
-    DescribeFile(list);
+    DescribeFile(
+        list, "A text file with the table, in the place of the clipboard; or a whole native file, which is "
+              "copied");
     list.Number("sampleInterval", "Sample interval (ms)", m_Format.sampleInterval)
         .Unit("ms")
         .Limits(leastPastedInterval, greatestPastedInterval)

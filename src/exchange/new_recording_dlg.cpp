@@ -14,10 +14,8 @@ void CNewRecordingDlg::Serialize(CArchive& archive) {
     Exchange(archive, m_sFile);
 }
 
-void CNewRecordingDlg::DescribeFile(ParamList& list) {
-    list.Text("file", "File", m_sFile)
-        .Tip("A text file with the table, in the place of the clipboard; or a whole native file, which is "
-             "copied");
+void CNewRecordingDlg::DescribeFile(ParamList& list, const char* toolTip) {
+    list.Text("file", "File", m_sFile).Tip(toolTip);
 }
 
 bool CNewRecordingDlg::WriteFromFile(Session& session, const std::function<bool(const DataFile&)>& write) {

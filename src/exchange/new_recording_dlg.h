@@ -20,11 +20,11 @@ class CNewRecordingDlg : public CBatchBaseDlg {
 
     void Serialize(CArchive& archive) override;
 
-    // Stands for the clipboard's content: a whole native file, told by its first bytes, or else text.
+    // Stands for the clipboard's content.
     std::string m_sFile;
 
   protected:
-    void DescribeFile(ParamList& list);
+    void DescribeFile(ParamList& list, const char* toolTip);
     // Runs `write` with the file that stands for the clipboard, if the settings allow it and it can be read.
     // What prevents it is told to the user, and then the answer is false.
     bool WriteFromFile(Session& session, const std::function<bool(const DataFile&)>& write);

@@ -222,7 +222,7 @@ std::optional<std::filesystem::path> PasteSparseData(Session& session, std::span
 // --- the operation of the terminal ---
 
 void CPasteSparseData::Describe(ParamList& list) {
-    DescribeFile(list);
+    DescribeFile(list, "A text file with the times and values, in the place of the clipboard");
     list.Choice("timeUnit", "Unit of the times", m_Settings.timeUnit, UnitNames()).Tip(timeUnitTip);
     list.Number("sampleInterval", "Sample interval (ms)", m_Settings.sampleInterval)
         .Unit("ms")

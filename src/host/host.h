@@ -75,6 +75,9 @@ class Host {
     // limits. False leaves the form's values without meaning. A host without a person changes nothing.
     virtual bool AskForm(Form&) { return false; }
 
+    // A dialog as it looks, as PNG; empty where there is no screen.
+    virtual std::vector<std::byte> PictureOf(Form&) { return {}; }
+
     // Shows a text that may be long, to be read, searched and copied.
     virtual void ShowText(std::string_view title, std::string_view text) { Message(text, title); }
 

@@ -92,11 +92,21 @@ bool CAscDoc::Load(OpenFor) {
     TextReader reader(*file);
     if (!LoadText(reader)) return false;
     FillModel();
-    if (ReadSideCar(*this) == SideCarResult::damaged) {
+    ReadOwnSideCar();
+    return true;
+}
+
+void CAscDoc::ReadOwnSideCar() {
+    const SideCarResult sideCar = ReadSideCar(*this);
+    if (sideCar == SideCarResult::damaged) {
         ResetModel();
         FillModel();
     }
-    return true;
+    if (sideCar != SideCarResult::read) return;
+    ScaleUnknownTraces(*this);
+    // Made without a label row, or with fewer traces, the side-car has no labels for those nobody has seen.
+    for (size_t t = 0; t < labels_.size(); ++t)
+        if (traces[t].traceAutoscale != 0 && traces[t].traceLabel.empty()) traces[t].traceLabel = labels_[t];
 }
 
 void CAscDoc::Refuse(const std::string& text) const { GetHost().Message(text); }

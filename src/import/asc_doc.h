@@ -43,6 +43,7 @@ class CAscDoc : public CDataDoc {
     bool Feed(TextReader& reader, RowParser& parser);
     bool TellProblem(TextSampleReader& rows) const;
     void FillModel();
+    void ReadOwnSideCar();
     void Refuse(const std::string& text) const;
 
     TextFileDefaults layout_;

@@ -84,14 +84,7 @@ void CBinaryDoc::ReadOwnSideCar() {
         ResetModel();
         FillModel();
     }
-    if (sideCar != SideCarResult::read) return;
-    // Traces that the side-car does not know, because it was made with fewer of them, were never scaled.
-    for (int t = 0; t < traceCount; ++t) {
-        TraceSettings& saved = traces[static_cast<size_t>(t)];
-        const TraceSettings unused = TraceSettings::Default(t);
-        if (saved.axisTop == unused.axisTop && saved.axisBottom == unused.axisBottom)
-            saved.traceAutoscale = 1;
-    }
+    if (sideCar == SideCarResult::read) ScaleUnknownTraces(*this);
 }
 
 void CBinaryDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {

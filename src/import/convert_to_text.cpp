@@ -10,18 +10,16 @@ namespace kymora {
 namespace {
 
 // False when the file was not written; throws Cancelled when the user stopped the writing.
-bool ConvertOne(Session& session, CDataDoc& doc, const std::filesystem::path& target) {
+bool ConvertOne(BatchDocuments& batch, CDataDoc& doc, const std::filesystem::path& target) {
+    Session& session = batch.GetSession();
+    if (batch.FindShown(target)) {
+        session.host.Failure(fmt::format("The file {} is open. It was left as it is.", target.string()));
+        return false;
+    }
     if (session.files.Stamp(target) &&
         !session.host.Confirm(fmt::format("The file {} exists. Replace it?", target.string())))
         return false;
-    if (doc.hasGaps && !session.host.Confirm(textExportGapText)) return false;
-    try {
-        WriteTextExport(doc, target);
-        return true;
-    } catch (const FileError& error) {
-        session.host.Failure(std::string("The file was not written.\n") + error.what());
-        return false;
-    }
+    return ExportAsText(doc, target);
 }
 
 }  // namespace
@@ -36,7 +34,7 @@ int ConvertFilesToText(Session& session, BatchDocuments& batch) {
         auto target = paths[i];
         target.replace_extension(".txt");
         try {
-            if (doc && ConvertOne(session, *doc, target)) ++written;
+            if (doc && ConvertOne(batch, *doc, target)) ++written;
         } catch (const Cancelled&) {
             batch.CloseIfNotOpen(paths[i]);
             break;

@@ -2,6 +2,7 @@
 
 #include "archive/text_encoding.h"
 #include "batch/config_file.h"
+#include "exchange/new_recording_dlg.h"
 #include "operations/operations.h"
 #include "remote/base64.h"
 #include "remote/remote_requests.h"
@@ -63,6 +64,9 @@ std::string Picture(const std::vector<std::byte>& png) {
 
 void Use(RemoteCall& call) {
     const Operation& operation = Named(call.value);
+    if (dynamic_cast<CNewRecordingDlg*>(operation.make().get()))
+        throw RemoteError("It makes a recording and works on none: use the commands new-contiguous-data and "
+                          "new-sparse-data.");
     if (call.target.Active() < 0) throw RemoteError("No recording is open.");
     CBatchBaseDlg& block = call.target.OpenOperation(operation);
     if (const Json* config = FindMember(call.request, "config"))

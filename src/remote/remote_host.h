@@ -35,12 +35,13 @@ class RemoteHost : public Host {
     }
     bool AskForm(Form& form) override { return Now().AskForm(form); }
     void ShowText(std::string_view title, std::string_view text) override { Now().ShowText(title, text); }
+    std::vector<std::byte> PictureOf(Form& form) override { return person_.PictureOf(form); }
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
-        return person_.ReadClipboard(format);
+        return Now().ReadClipboard(format);
     }
-    std::string ReadClipboardText() override { return person_.ReadClipboardText(); }
+    std::string ReadClipboardText() override { return Now().ReadClipboardText(); }
     void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
-        person_.WriteClipboard(format, block);
+        Now().WriteClipboard(format, block);
     }
     bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) override {
         return Now().AcceptFileDetails(details, skipFromNowOn);

@@ -18,6 +18,11 @@ std::span<const RemoteMember> CommonMembers() {
          "the answer that changes nothing."},
         {"file", "The name where the program asks for a file to save under. A file that exists is replaced "
                  "only with `\"yes\": true`."},
+        {"formPictures", "true adds to each dialog in the answer's `forms` its picture, filled in as it was "
+                         "answered, as `png` (base64)."},
+        {"clipboard",
+         "A text that stands for what the clipboard holds. Without it commands read and write the "
+         "clipboard itself."},
         {"files", "The names where the program asks for files to open."},
     };
     return members;

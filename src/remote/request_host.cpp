@@ -1,6 +1,7 @@
 #include "remote/request_host.h"
 
 #include "archive/text_encoding.h"
+#include "remote/base64.h"
 #include "remote/form_answers.h"
 
 namespace kymora {
@@ -79,6 +80,19 @@ const Json* RequestHost::NextAnswers() {
     return turn == 0 ? answers : nullptr;
 }
 
+// A text that the request brings is all that the clipboard holds.
+std::optional<std::vector<std::byte>> RequestHost::ReadClipboard(std::string_view format) {
+    if (FindMember(request_, "clipboard") != nullptr) return {};
+    return person_.ReadClipboard(format);
+}
+
+std::string RequestHost::ReadClipboardText() {
+    const Json* text = FindMember(request_, "clipboard");
+    if (text == nullptr) return person_.ReadClipboardText();
+    if (!text->is_string()) throw ClipboardError("\"clipboard\" must be a text.");
+    return text->get<std::string>();
+}
+
 bool RequestHost::AskForm(Form& form) {
     Json described = DescribeForm(form);
     const Json* answers = NextAnswers();
@@ -91,6 +105,8 @@ bool RequestHost::AskForm(Form& form) {
         accepted = true;
     }
     described["accepted"] = accepted;
+    if (FlagMember(request_, "formPictures"))
+        if (const auto png = person_.PictureOf(form); !png.empty()) described["png"] = ToBase64(png);
     forms_.push_back(std::move(described));
     return accepted;
 }

@@ -5,6 +5,7 @@
 //               answer, which changes nothing
 //   "files"     the files that are opened where the program asks for some
 //   "file"      the name where the program asks for one to save under; one that exists needs "yes"
+//   "clipboard" the text that stands for the clipboard; without it, the clipboard itself
 // A form without an answer is cancelled.
 
 #include "host/file_system.h"
@@ -27,10 +28,8 @@ class RequestHost : public Host {
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
     bool AskForm(Form& form) override;
     void ShowText(std::string_view title, std::string_view text) override;
-    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
-        return person_.ReadClipboard(format);
-    }
-    std::string ReadClipboardText() override { return person_.ReadClipboardText(); }
+    std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override;
+    std::string ReadClipboardText() override;
     void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {
         person_.WriteClipboard(format, block);
     }

@@ -154,6 +154,17 @@ TEST_F(MainFrameTest, SaveAsShowsTheNewFile) {
     EXPECT_EQ(OpenOne().Document().historyLog.find("Save As"), std::string::npos);
 }
 
+TEST_F(MainFrameTest, SaveAsTextLeavesTheWindowAsItIs) {
+    CChildFrame& child = OpenOne();
+    host.saveFile = "/copy.txt";
+    ASSERT_TRUE(frame->OnFileSaveAs()) << host.LastMessage();
+    EXPECT_EQ(frame->Children(), std::vector<CChildFrame*>{&child});
+    const auto& bytes = files.Bytes("/copy.txt");
+    const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    EXPECT_NE(text.find("\nSample interval:\t"), std::string::npos);
+    EXPECT_EQ(host.fileRequests.back().filter, "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt||");
+}
+
 TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {
     NativeRecipe recipe;
     recipe.version = 20;

@@ -96,5 +96,31 @@ TEST_F(ExchangeProgramTest, ByTextAndPartition) {
     EXPECT_EQ(Events(rec, "f")[0]["on"], 40);
 }
 
+TEST_F(ExchangeProgramTest, TablesBecomeRecordings) {
+    const std::string out = In("out.kymr-dat");
+    const auto make = [&](const char* name, const std::string& file) {
+        return RunKymora({"run", name, In(file), "-o", out, "--yes"});
+    };
+    Write("t.txt", "a\tb\n0\t5\n1.5\t6\n4\t7\n");
+    ASSERT_EQ(make("PasteContiguousData", "t.txt").code, 0);
+    json info = json::parse(RunKymora({"info", out, "--json"}).out);
+    EXPECT_EQ(info["traceCount"], 2);
+    EXPECT_EQ(info["length"], 3);
+    ASSERT_EQ(make("PasteSparseData", "t.txt").code, 0);
+    info = json::parse(RunKymora({"info", out, "--json"}).out);
+    EXPECT_EQ(info["traces"][0]["label"], "b");
+    EXPECT_EQ(info["traces"][0]["storedCount"], 3);
+    EXPECT_EQ(info["length"], 5);
+
+    Write("odd.txt", "1\t2\n3\n");
+    EXPECT_EQ(make("PasteContiguousData", "odd.txt").code, 1);
+    EXPECT_EQ(make("PasteSparseData", "odd.txt").code, 1);
+    const ProgramResult result = make("PasteSparseData", "none.txt");
+    EXPECT_EQ(result.code, 3);
+    EXPECT_NE(result.err.find("none.txt"), std::string::npos);
+    EXPECT_EQ(RunKymora({"run", "PasteSparseData", In("t.txt")}).code, 2);
+    EXPECT_EQ(json::parse(RunKymora({"info", out, "--json"}).out)["length"], 5) << "it stands as it was";
+}
+
 }  // namespace
 }  // namespace kymora::test

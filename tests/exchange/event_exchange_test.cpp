@@ -102,6 +102,11 @@ TEST_F(EventExchangeTest, ImportJoinsWhatTheChannelHolds) {
     ASSERT_TRUE(Run<ImportEventsFromText>("/e.txt", 0));
     EXPECT_EQ(Events(0).size(), 3u);
     EXPECT_TRUE(host.questions.empty());
+    EXPECT_TRUE(doc->Undo().Undo());
+    EXPECT_EQ(Events(0), (std::vector<CEventKM>{{3, 4}}));
+    EXPECT_TRUE(doc->Undo().Undo());
+    EXPECT_TRUE(Events(1).empty());
+    EXPECT_FALSE(doc->Undo().CanUndo());
 
     Put("/none.txt", "a\nb\n");
     EXPECT_FALSE(Run<ImportEventsFromText>("/none.txt"));
@@ -154,6 +159,10 @@ TEST_F(EventExchangeTest, PasteOfText) {
     ASSERT_TRUE(Run<PasteEventChannels>(""));
     EXPECT_EQ(Events(0), (std::vector<CEventKM>{{1, 2, 0, 0, 0, "label"}}));
     EXPECT_EQ(doc->historyLog, "Paste 1 event channels, starting at a\r\n\r\n");
+    EXPECT_TRUE(doc->Undo().Undo());
+    EXPECT_TRUE(Events(0).empty());
+    EXPECT_TRUE(doc->Undo().Redo());
+    EXPECT_EQ(Events(0).size(), 1u);
     host.clipboardText = "no events";
     EXPECT_FALSE(Run<PasteEventChannels>(""));
     EXPECT_EQ(host.LastMessage(),

@@ -67,6 +67,9 @@ TEST(EventRowTest, Numbers) {
 TEST(EventRowTest, NegativeAndHugeTimes) {
     EXPECT_EQ(Read("-0.4\t3"), Good(0, 3));
     EXPECT_EQ(Read("-1\t3"), outOfRange);
+    EXPECT_EQ(Read("5\t-1"), reversed) << "the order is looked at first";
+    EXPECT_EQ(Read("3e9\t4"), reversed);
+    EXPECT_EQ(Read("-9\t-5"), outOfRange);
     EXPECT_EQ(Read("2147483646\t2147483646"), Good(2147483646, 2147483647));
     EXPECT_EQ(Read("2147483647\t2147483647"), outOfRange);
     EXPECT_EQ(Read("5\t3e9"), outOfRange);

@@ -291,8 +291,11 @@ TEST_F(AscDocTest, WhatTheUserAddsComesBackFromTheSideCar) {
     EXPECT_EQ(doc->traces[0].traceLabel, "membrane");
     EXPECT_EQ(doc->fileComment, "mine");
     EXPECT_EQ(All(*doc, 0), (std::vector<float>{0.5, 1, 1.5}));
+    ASSERT_TRUE(doc = Open("V,I\n1,4\n2,5\n3,6\n"));
+    EXPECT_EQ(Labels(*doc), (Strings{"membrane", "I"}));
+    EXPECT_EQ(doc->traces[1].traceAutoscale, 1) << "the side-car does not know it: it was never scaled";
     files.Put("/x.kymr-hdr", std::vector<std::byte>(40, std::byte{7}));
-    ASSERT_TRUE(doc = OpenDocument(session, "/x.csv"));
+    ASSERT_TRUE(doc = Open("V\n1\n2\n3\n"));
     EXPECT_EQ(Labels(*doc), Strings{"V"});
     EXPECT_EQ(doc->fileComment, "V\r\n");
     EXPECT_EQ(doc->GetLength(), 3);

@@ -162,6 +162,20 @@ TEST_F(OpenDocumentTest, ConvertingToText) {
     EXPECT_EQ(files.Bytes("/a.txt").size(), 0u);
 }
 
+TEST_F(OpenDocumentTest, NoTextThatIsOpenIsReplaced) {
+    const std::string_view text = "1\t2\n3\t4\n";
+    const auto bytes = std::as_bytes(std::span(text));
+    files.Put("/a.txt", {bytes.begin(), bytes.end()});
+    auto open = OpenDocument(session, "/a.txt");
+    ASSERT_TRUE(open) << host.LastMessage();
+    shown = {open.get()};
+    host.answer = true;
+    host.openFiles = {"/a.kymr-dat"};
+    EXPECT_EQ(ConvertFilesToText(session, batch), 0);
+    EXPECT_EQ(host.LastMessage(), "The file /a.txt is open. It was left as it is.");
+    EXPECT_EQ(Text("/a.txt"), text);
+}
+
 TEST_F(OpenDocumentTest, ACancelEndsTheConversion) {
     host.openFiles = {"/a.kymr-dat", "/b.EDF"};
     host.cancelAtDone = 1;  // after the first file
