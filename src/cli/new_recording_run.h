@@ -8,7 +8,8 @@ namespace kymora {
 // True for operations that make a recording from a file that is none (`kymora run NAME FILE -o OUT`).
 bool MakesRecording(const Operation& operation);
 
-// FILE, or the setting `file`, is what the recording is made from. Throws CommandError, Cancelled or FileError.
+// FILE, or the setting `file`, is what the recording is made from. Throws CommandError, Cancelled or
+// FileError.
 void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request);
 
 }  // namespace kymora

@@ -6,6 +6,7 @@
 
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "import/text_rows.h"
 
 namespace kymora {
 
@@ -69,7 +70,7 @@ class ContiguousRows {
         if (kept_.empty()) throw TableError("You have skipped all the data columns! Abandoning.");
         if (kept_.size() > static_cast<size_t>(maxTraces)) throw TableError(tableTooWideText);
         values_.resize(kept_.size());
-        samples_ = SampleColumns(kept_.size());
+        samples_ = SampleBlocks(static_cast<int>(kept_.size()));
     }
 
     void AddSamples(int64_t number) {
@@ -77,12 +78,12 @@ class ContiguousRows {
             const std::string_view cell = row_.Cells()[kept_[i]];
             double value = 0.0;
             if (!CellNumber(cell, table_.decimal, value)) throw TableError(NotANumberText(number, cell));
-            values_[i] = static_cast<float>(value);
+            values_[i] = value;
         }
         if (samples_.Rows() == longestRecording)
             throw TableError(
                 fmt::format("There are more than {} rows in the data. Abandoning.", longestRecording));
-        samples_.AddRow(values_);
+        samples_.Append(values_);
     }
 
     [[noreturn]] void RefuseWidth(int64_t number, size_t columns) const {
@@ -98,9 +99,9 @@ class ContiguousRows {
     TableRow row_;
     size_t columns_ = 0;  // of the table; 0 before its first row of data
     std::vector<size_t> kept_;
-    std::vector<float> values_;
+    std::vector<double> values_;
     std::vector<std::string> labels_;
-    SampleColumns samples_{0};
+    SampleBlocks samples_;
     int64_t lastRow_ = 0;   // that is not blank
     int64_t blankRow_ = 0;  // the first one behind the last row of data
 };

@@ -27,8 +27,8 @@ struct MissingNumbers {
 
 void DescribeTraces(CDataDoc& doc, const PastedRecording& recording) {
     doc.sampleInterval = recording.sampleInterval;
-    doc.traceCount = static_cast<int32_t>(recording.samples.Columns());
-    for (size_t t = 0; t < recording.samples.Columns(); ++t) {
+    doc.traceCount = recording.samples.Columns();
+    for (size_t t = 0; t < static_cast<size_t>(doc.traceCount); ++t) {
         doc.traces[t].traceAutoscale = 1;
         doc.traces[t].axisLabel = fmt::format("Ax {}", t + 1);
         if (t < recording.labels.size()) doc.traces[t].traceLabel = recording.labels[t];
@@ -40,7 +40,7 @@ void DescribeTraces(CDataDoc& doc, const PastedRecording& recording) {
     doc.AppendNewRecordHistory(recording.history);
 }
 
-void WriteTrace(CArchive& archive, const PastedRecording& recording, size_t trace, CDataDoc& doc,
+void WriteTrace(CArchive& archive, const PastedRecording& recording, int trace, CDataDoc& doc,
                 MissingNumbers& missing, const std::function<void(size_t)>& written) {
     AxisLimits limits;
     int64_t row = 0;
@@ -54,7 +54,7 @@ void WriteTrace(CArchive& archive, const PastedRecording& recording, size_t trac
         archive.WriteRaw(std::as_bytes(block));
         written(block.size());
     });
-    limits.Give(doc.traces[trace]);
+    limits.Give(doc.traces[static_cast<size_t>(trace)]);
 }
 
 // Reads all but the samples, as an opening does. Throws ArchiveError for what would not open.
@@ -81,27 +81,17 @@ void WriteBlock(Session& session, uint64_t size, const std::filesystem::path& pa
 
 }  // namespace
 
-void SampleColumns::AddRow(std::span<const float> row) {
-    const auto inBlock = static_cast<size_t>(rows_ % blockRows);
-    for (size_t c = 0; c < columns_.size(); ++c) {
-        // Not filled in: pages that no sample reaches take no memory.
-        if (inBlock == 0) columns_[c].emplace_back(new float[static_cast<size_t>(blockRows)]);
-        columns_[c].back()[inBlock] = row[c];
-    }
-    ++rows_;
-}
-
 void WritePasted(Session& session, const PastedRecording& recording, const std::filesystem::path& path) {
     CFloatDoc doc(session);
     DescribeTraces(doc, recording);
     MissingNumbers missing;
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
-        const SampleColumns& samples = recording.samples;
+        const SampleBlocks& samples = recording.samples;
         const auto progress = session.host.StartProgress(
             "Writing", static_cast<uint64_t>(samples.Rows()) * static_cast<uint64_t>(samples.Columns()));
         uint64_t done = 0;
         WriteHead(archive, doc);
-        for (size_t t = 0; t < samples.Columns(); ++t)
+        for (int t = 0; t < samples.Columns(); ++t)
             WriteTrace(archive, recording, t, doc, missing, [&](size_t count) {
                 done += count;
                 if (!progress->Update(done)) throw Cancelled();
@@ -113,8 +103,7 @@ void WritePasted(Session& session, const PastedRecording& recording, const std::
             "The data have no number at {} of {} samples, first in sample {} of a trace. A view ends where "
             "the "
             "first trace has no number.",
-            missing.count, recording.samples.Rows() * static_cast<int64_t>(recording.samples.Columns()),
-            missing.firstRow + 1));
+            missing.count, recording.samples.Rows() * recording.samples.Columns(), missing.firstRow + 1));
 }
 
 bool ReadTelling(Session& session, const std::function<void()>& read) {

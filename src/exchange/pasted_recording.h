@@ -10,37 +10,14 @@
 
 #include "document/run_list.h"
 #include "host/session.h"
+#include "import/sample_blocks.h"
 
 namespace kymora {
-
-// The samples of traces, read row by row. They lie in blocks, so that no more memory is taken than they need.
-class SampleColumns {
-  public:
-    explicit SampleColumns(size_t columns) : columns_(columns) {}
-    size_t Columns() const { return columns_.size(); }
-    int64_t Rows() const { return rows_; }
-    // One sample for each column.
-    void AddRow(std::span<const float> row);
-    // The blocks of a column in their order, for `take(std::span<const float>)`.
-    template <typename Take>
-    void ForBlocks(size_t column, Take take) const {
-        int64_t left = rows_;
-        for (const auto& block : columns_[column]) {
-            take(std::span(block.get(), static_cast<size_t>(left < blockRows ? left : blockRows)));
-            left -= blockRows;
-        }
-    }
-
-  private:
-    static constexpr int64_t blockRows = 4096;
-    std::vector<std::vector<std::unique_ptr<float[]>>> columns_;
-    int64_t rows_ = 0;
-};
 
 struct PastedRecording {
     double sampleInterval = 1.0;      // ms
     std::vector<std::string> labels;  // of the traces; none, or one for each
-    SampleColumns samples{0};
+    SampleBlocks samples;
     RunList runs;         // of every trace
     std::string comment;  // lines end in CR LF
     std::string history;  // the entry
@@ -55,10 +32,6 @@ bool ReadTelling(Session& session, const std::function<void()>& read);
 
 inline constexpr const char* noDataReadText = "No data were read from the clipboard.";
 inline constexpr const char* tableTooWideText = "There are more than 128 traces in the data. Abandoning.";
-inline constexpr const char* labelCountText =
-    "The number of trace labels read from the specified label row does not match the number of data "
-    "columns.\n"
-    "Check that there are no empty cells or separator tokens ('tab' or ',') within the labels.";
 
 // --- a block that is a whole native file
 

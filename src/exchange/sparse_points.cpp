@@ -66,7 +66,7 @@ class SparseRows {
         columns_ = row_.Cells().size();
         if (columns_ > static_cast<size_t>(maxTraces) + 1) throw TableError(tableTooWideText);
         points_.firstRow = number;
-        points_.values = SampleColumns(columns_ - 1);
+        points_.values = SampleBlocks(static_cast<int>(columns_ - 1));
         values_.resize(columns_ - 1);
         points_.smallestStep = std::numeric_limits<double>::max();  // no step is known
     }
@@ -95,9 +95,9 @@ class SparseRows {
             const std::string_view cell = row_.Cells()[i + 1];
             double value = 0.0;
             if (!CellNumber(cell, table_.decimal, value)) throw TableError(NotANumberText(number, cell));
-            values_[i] = static_cast<float>(value);
+            values_[i] = value;
         }
-        points_.values.AddRow(values_);
+        points_.values.Append(values_);
     }
 
     [[noreturn]] void RefuseWidth(int64_t number, size_t columns) const {
@@ -114,7 +114,7 @@ class SparseRows {
     int64_t blankRow_ = 0;  // the first one behind the last row of data
     bool hasRows_ = false, hasHeading_ = false;
     size_t columns_ = 0;  // of the table, with the times; 0 before its first row of data
-    std::vector<float> values_;
+    std::vector<double> values_;
     std::vector<std::string> labels_;
     SparsePoints points_;
 };

@@ -12,7 +12,7 @@ namespace kymora {
 
 struct SparsePoints {
     std::deque<double> times;  // rising, not negative, in the unit of the table
-    SampleColumns values{0};
+    SampleBlocks values;
     std::vector<std::string> labels;
     int64_t firstRow = 1;       // of the points in the table, counted from 1
     double smallestStep = 0.0;  // between two times

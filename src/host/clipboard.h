@@ -1,6 +1,6 @@
 #pragma once
-// The names of what the clipboard holds beside text. On platforms that exchange data by MIME types the name is
-// the type.
+// The names of what the clipboard holds beside text. On platforms that exchange data by MIME types the name
+// is the type.
 
 #include <stdexcept>
 

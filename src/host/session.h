@@ -62,9 +62,9 @@ struct TextFileDefaults {
 
 // How raw binary files are read.
 struct BinaryFileDefaults {
-    int binaryTraces = 1;         // interleaved, 1 to 16
-    double binaryInterval = 1.0;  // ms, 1e-8 to 1e10
-    int binaryType = 0;           // of the table in import/binary_samples.h, 0 to 3
+    int binaryTraces = 1;           // interleaved, 1 to 16
+    double binaryInterval = 1.0;    // ms, 1e-8 to 1e10
+    int binaryType = 0;             // of the table in import/binary_samples.h, 0 to 3
     bool binaryUseDefault = false;  // files open without the dialog
 };
 

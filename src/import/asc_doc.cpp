@@ -27,10 +27,6 @@ constexpr const char* tooManyTracesText = "WARNING: There appear to be {} traces
 constexpr const char* raggedRowText = "The number of samples in file row {} is different from previous "
                                       "rows.\nAll rows must have the same number "
                                       "of samples. Aborting load.";
-constexpr const char* labelText =
-    "The number of trace labels read from the specified label row does not match the number of data "
-    "columns.\n"
-    "Check that there are no empty cells or separator tokens ('tab' or ',') within the labels.";
 constexpr const char* pointsText =
     "This file seems to use '.' as the decimal separator (the locale uses ','). Continue, using '.' as "
     "separator?";
@@ -223,7 +219,7 @@ CAscDoc::Outcome CAscDoc::ReadRows(TextReader& reader) {
     samples_ = rows.Samples();
     comment_ = rows.Comment();
     labels_ = layout_.labelRow > 0 ? rows.Labels() : std::vector<std::string>();
-    if (layout_.labelRow > 0 && labels_.empty()) Tell(labelText);
+    if (layout_.labelRow > 0 && labels_.empty()) Tell(labelCountText);
     return Outcome::done;
 }
 

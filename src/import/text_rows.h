@@ -12,6 +12,11 @@
 
 namespace kymora {
 
+inline constexpr const char* labelCountText =
+    "The number of trace labels read from the specified label row does not match the number of data "
+    "columns.\n"
+    "Check that there are no empty cells or separator tokens ('tab' or ',') within the labels.";
+
 // How rows are laid out. Several separators in a row are one. A cell in quotes may hold separators; doubled
 // quotes within are one.
 struct RowFormat {

@@ -1,31 +1,14 @@
 #pragma once
-// The samples of a text file in memory, each held once as f32, in blocks that never move.
+// The samples of a text file in memory.
 
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "import/sample_blocks.h"
 #include "import/text_rows.h"
 
 namespace kymora {
-
-// A table that grows by whole rows.
-class SampleBlocks {
-  public:
-    // `expectedRows` keeps the last block from being larger than needed; 0 where nothing is known.
-    explicit SampleBlocks(int columns, int64_t expectedRows = 0);
-
-    // Adds values row by row; their number is a multiple of the columns.
-    void Append(std::span<const double> values);
-    // Copies values of one column from row `from` on, all of which there are.
-    void Read(int column, int64_t from, std::span<float> to) const;
-
-  private:
-    size_t columns_;
-    size_t blockRows_;
-    size_t inBlock_ = 0;                            // rows of the last block
-    std::vector<std::unique_ptr<float[]>> blocks_;  // columns_ x blockRows_, column by column
-};
 
 // Nothing changes once the samples are read: documents on several threads may share them.
 class TextSamples {

@@ -176,6 +176,8 @@ void CTransformTraceDlg::OnNeedData(PreviewData& data) {
             const KernelOutcome outcome = TransformBlock(run, data.raw, data.transformed);
             data.message = *outcome.message != '\0' ? outcome.message : outcome.note;
             data.isTransformed = outcome.isDone;
+            // A kernel that was stopped in its own progress has nothing to say.
+            if (!outcome.isDone && data.message.empty()) data.message = previewCancelledText;
         }
     } catch (const Cancelled&) {
         data.message = previewCancelledText;

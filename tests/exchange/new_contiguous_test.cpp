@@ -3,6 +3,7 @@
 #include "exchange/new_contiguous.h"
 
 #include "exchange/paste_fixture.h"
+#include "import/text_rows.h"
 
 namespace kymora {
 namespace {

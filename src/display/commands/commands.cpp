@@ -8,8 +8,9 @@ namespace {
 
 CommandTable MakeTable() {
     CommandTable table;
-    for (const auto& part : {EditCommands, NavigationCommands, GainCommands, ViewCommandTable, FindCommands,
-                             CursorCommands, OverlayCommands, EventCommands, ExchangeCommands, OutputCommands})
+    for (const auto& part :
+         {EditCommands, NavigationCommands, GainCommands, ViewCommandTable, FindCommands, CursorCommands,
+          OverlayCommands, EventCommands, ExchangeCommands, OutputCommands})
         for (Command& command : part()) {
             command.key = KeyOf(command.label);
             table.push_back(command);

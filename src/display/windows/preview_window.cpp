@@ -107,7 +107,8 @@ void PreviewWindow::PlaceAs(const QRect& place) {
     else if (below + height() <= room.bottom())
         move(beside.left(), below - titleRoom);
     else
-        move(room.right() - width(), room.bottom() - height() - titleRoom);
+        // Over the settings at the right, so that the buttons below them can be pressed.
+        move(room.right() - width(), room.top());
 }
 
 void PreviewWindow::MakeButtons(QBoxLayout* row) {
