@@ -121,6 +121,7 @@ std::string_view TextReader::Decode(bool atEnd) {
     }
     decoded_.clear();
     encoding_ == Encoding::utf8 ? DecodeUtf8(waiting, atEnd) : DecodeUtf16(waiting, atEnd);
+    std::replace(decoded_.begin(), decoded_.end(), '\0', ' ');
     return decoded_;
 }
 
@@ -146,14 +147,14 @@ void TextReader::DecodeUtf8(std::string_view waiting, bool atEnd) {
     size_t at = 0, plainFrom = 0;
     while (at < waiting.size()) {
         const int length = Byte(waiting[at]) < 0x80 ? 1 : Utf8Length(waiting.substr(at));
-        if (length > 0 && waiting[at] != '\0') {
+        if (length > 0) {
             at += static_cast<size_t>(length);
             continue;
         }
         if (length < 0 && !atEnd) break;
         Append(waiting.substr(plainFrom, at - plainFrom));
         const std::byte odd[] = {static_cast<std::byte>(waiting[at])};
-        Append(waiting[at] == '\0' ? std::string(" ") : NarrowToText(odd));
+        Append(NarrowToText(odd));
         plainFrom = ++at;
     }
     Append(waiting.substr(plainFrom, at - plainFrom));
@@ -165,7 +166,7 @@ void TextReader::DecodeUtf16(std::string_view waiting, bool atEnd) {
     std::u16string units(waiting.size() / 2, u'\0');
     for (size_t i = 0; i < units.size(); ++i) {
         const unsigned unit = Byte(waiting[2 * i + high]) * 256u + Byte(waiting[2 * i + 1 - high]);
-        units[i] = static_cast<char16_t>(unit != 0 ? unit : ' ');
+        units[i] = static_cast<char16_t>(unit);
     }
     const auto isHighSurrogate = [](char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
     if (!atEnd && !units.empty() && isHighSurrogate(units.back())) units.pop_back();

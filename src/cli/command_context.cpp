@@ -4,6 +4,7 @@
 #include <langinfo.h>
 #include <locale.h>
 
+#include "cli/interrupt.h"
 #include "document/native_writer.h"
 #include "import/open_document.h"
 
@@ -52,6 +53,7 @@ SubcommandContext::SubcommandContext(const CommonOptions& options)
 
 std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenFor purpose) {
     std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, purpose);
+    if (!doc && WasInterrupted()) throw Cancelled();
     if (!doc) throw CommandError(session.importSettingRefused ? exitUsage : exitCannotOpen, "");
     for (const auto& [key, value] : session.importSettings) {
         if (session.importSettingsUsed.count(key) != 0) continue;

@@ -16,8 +16,6 @@ namespace {
 constexpr int64_t rowsPerUpdate = 4096;
 constexpr std::string_view blanks = " \t\v\f\r\n";
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
 // Cuts the next cell off a row; empty when there is none.
 std::string_view NextCell(std::string_view& row) {
     constexpr std::string_view separators = "\t\n";
@@ -50,10 +48,15 @@ std::string WithPoint(std::string_view text) {
     return number;
 }
 
-// What may stand behind a number without making another one of it.
+// What may stand behind a number without making another one of it: nothing, a blank, or a unit.
 bool IsTail(std::string_view rest) {
-    return rest.empty() ||
-           !(IsDigit(rest[0]) || std::string_view(".,:+-xX/").find(rest[0]) != std::string_view::npos);
+    constexpr std::string_view others = "%\"'";
+    if (rest.empty()) return true;
+    const char c = rest[0];
+    const bool isLetter =
+        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || static_cast<unsigned char>(c) >= 0x80;
+    return (isLetter && c != 'x' && c != 'X') || blanks.find(c) != std::string_view::npos ||
+           others.find(c) != std::string_view::npos;
 }
 
 class Faults {

@@ -83,12 +83,21 @@ bool PasteEventChannels::PasteChannels(std::vector<BlockChannel> channels, UndoS
             return false;
         }
     }
+    size_t placeless = 0;
     for (size_t i = 0; i < pasted; ++i) {
         const int target = first + static_cast<int>(i);
         undo.KeepChannel(target);
+        placeless += std::erase_if(channels[i].events, [](const CEventKM& event) {
+            return event.onPosition < 0 || event.offPosition < event.onPosition;
+        });
         FillChannel(target, std::move(channels[i]));
     }
     AppendPaste(pasted, first);
+    if (placeless > 0)
+        Tell(fmt::format(
+            "{} of the events start before the recording or end before they start. They were left "
+            "out.",
+            placeless));
     if (pasted < channels.size()) Tell(m_bInBatch ? left + "\r\n" : left);
     return true;
 }

@@ -220,6 +220,16 @@ CAscDoc::Outcome CAscDoc::ReadRows(TextReader& reader) {
     comment_ = rows.Comment();
     labels_ = layout_.labelRow > 0 ? rows.Labels() : std::vector<std::string>();
     if (layout_.labelRow > 0 && labels_.empty()) Tell(labelCountText);
+    if (parser->OddRow() != 0)
+        Tell(fmt::format(
+            "Row {} has its empty cells in other places than the rows before it. Several separators "
+            "count as one, so that its values may lie in the wrong columns.",
+            parser->OddRow()));
+    if (parser->HollowRow() != 0)
+        Tell(
+            fmt::format("Row {} has separators and no values. It was passed over, so that what follows comes "
+                        "earlier by a sample.",
+                        parser->HollowRow()));
     return Outcome::done;
 }
 

@@ -191,7 +191,8 @@ std::vector<std::string> LabelsOfLine(std::string_view line, const RowFormat& fo
 }
 
 RowParser::RowParser(const RowFormat& format, RowSink& sink) : format_(format), sink_(sink) {
-    for (const char c : format_.separators) kinds_[static_cast<unsigned char>(c)] = separator;
+    for (const char c : format_.separators)
+        kinds_[static_cast<unsigned char>(c)] = c == ' ' ? blank : separator;
     kinds_['\n'] = lineEnd;
     plainFrom_ = std::max(format_.skipColumns, format_.labelColumn);
 }
@@ -243,7 +244,8 @@ const char* RowParser::TakeCells(const char* p, const char* end) {
     while (safe != p && KindOf(safe[-1]) == inside) --safe;
     while (p != safe) {
         const Kind kind = KindOf(*p);
-        if (kind == separator) {
+        if (kind == blank || kind == separator) {
+            if (kind == separator && !std::exchange(isBehindCell_, false)) ++emptyCells_;
             ++p;
             continue;
         }
@@ -256,7 +258,7 @@ const char* RowParser::TakeCells(const char* p, const char* end) {
         double value = 0.0;
         const char* next = cell_ >= plainFrom_ ? FastNumber(p, value) : nullptr;
         if (next) {
-            ++cell_;
+            CloseCell();
             if (!AddValue(value)) return nullptr;
             p = next;
             continue;
@@ -344,7 +346,7 @@ bool RowParser::TakeCell(std::string_view text) {
     if (text.size() > mostCellBytes) return Refuse(text);
     std::string unquoted;
     if (text.starts_with('"')) text = unquoted = Unquoted(text);
-    ++cell_;
+    CloseCell();
     if (cell_ == format_.labelColumn) return sink_.TakeLabel(text);
     if (cell_ <= format_.skipColumns) return true;
     const std::optional<double> value = ReadNumber(text, format_.decimal);
@@ -360,8 +362,31 @@ bool RowParser::AddValue(double value) {
     return sink_.TakeValues(row_, values_, false);
 }
 
+void RowParser::CloseCell() {
+    ++cell_;
+    isBehindCell_ = true;
+    if (emptyCells_ == 0) return;
+    // Each place and count leads to another number.
+    places_ = (places_ ^ static_cast<uint64_t>(cell_ * 1000003 + emptyCells_)) * 0x9E3779B97F4A7C15;
+    emptyCells_ = 0;
+}
+
+void RowParser::CheckPlaces() {
+    if (cell_ > 0) {
+        if (!firstPlaces_) firstPlaces_ = places_;
+        if (places_ != *firstPlaces_ && oddRow_ == 0) oddRow_ = row_;
+        if (hollowRow_ == 0) hollowRow_ = waitingHollowRow_;
+    } else if (emptyCells_ > 0 && firstPlaces_ && waitingHollowRow_ == 0) {
+        waitingHollowRow_ = row_;
+    }
+    isBehindCell_ = false;
+    emptyCells_ = 0;
+    places_ = 0;
+}
+
 bool RowParser::EndRow() {
     const bool goOn = cell_ == 0 || sink_.TakeValues(row_, {values_.data(), count_}, true);
+    CheckPlaces();
     cell_ = 0;
     count_ = 0;
     ++row_;

@@ -80,12 +80,17 @@ class RowParser {
     // A cell that is no number: its row, counted from 1, and its text, shortened; row 0: there was none.
     int64_t FaultRow() const { return faultRow_; }
     const std::string& FaultText() const { return faultText_; }
+    // The first row that has its empty cells (two separators that are no blanks) in other places than the
+    // first row of values; 0: there is none. Its values may lie in the wrong columns.
+    int64_t OddRow() const { return oddRow_; }
+    // The first row between others that has separators and no cell; 0: there is none.
+    int64_t HollowRow() const { return hollowRow_; }
     // The fault is one of a decimal separator: with points the cell is several numbers, or one and no number
     // with a comma came before.
     bool SeemsToUsePoints() const { return seemsToUsePoints_; }
 
   private:
-    enum Kind : uint8_t { inside, separator, lineEnd };
+    enum Kind : uint8_t { inside, blank, separator, lineEnd };
     Kind KindOf(char c) const { return kinds_[static_cast<unsigned char>(c)]; }
     bool IsTextRow() const { return row_ <= format_.skipRows || row_ == format_.labelRow; }
 
@@ -97,6 +102,8 @@ class RowParser {
     bool TakeCell(std::string_view text);
     bool AddValue(double value);
     bool EndRow();
+    void CloseCell();
+    void CheckPlaces();
     bool EndText();
     bool Refuse(std::string_view text);
 
@@ -105,8 +112,14 @@ class RowParser {
     std::array<Kind, 256> kinds_{};
     int64_t plainFrom_ = 0;  // the cells from here on are values
     int64_t row_ = 1;
-    int64_t cell_ = 0;  // cells of the row so far
-    size_t count_ = 0;  // values of the row that wait
+    int64_t cell_ = 0;           // cells of the row so far
+    size_t count_ = 0;           // values of the row that wait
+    bool isBehindCell_ = false;  // no separator has come since the last cell
+    int64_t emptyCells_ = 0;     // since the last cell
+    uint64_t places_ = 0;        // of the row's empty cells, as one number
+    std::optional<uint64_t> firstPlaces_;
+    int64_t oddRow_ = 0, hollowRow_ = 0;
+    int64_t waitingHollowRow_ = 0;  // nothing has come behind it so far
     bool textBegun_ = false;
     bool sawDecimal_ = false;
     std::string text_;     // of a row that is no data

@@ -23,6 +23,11 @@ bool IsNumeric(const FormField& field) {
     return field.kind == FieldKind::number || field.kind == FieldKind::integer;
 }
 
+bool IsLookedAt(const FormField& field) {
+    return field.kind == FieldKind::note || field.kind == FieldKind::table ||
+           field.kind == FieldKind::textView;
+}
+
 bool IsUsable(const FormField& field, const Form& form) { return !field.enabled || field.enabled(form); }
 
 bool IsOutside(const FormField& field, const Form& form) {
@@ -72,6 +77,7 @@ FormDialog::FormDialog(Form& form, QWidget* parent) : QDialog(parent), form_(for
     MakeButtons();
     UpdateEnabled();
     FitToScreen();
+    FocusFirst();
 }
 
 FormDialog::~FormDialog() = default;
@@ -132,6 +138,16 @@ void FormDialog::MakeButtons() {
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     layout()->addWidget(buttons);
+}
+
+// The first value that can be changed takes the keyboard.
+void FormDialog::FocusFirst() {
+    for (const Row& row : rows_) {
+        if (!row.editor || !row.editor->Widget()->isEnabled()) continue;
+        QWidget* focus = row.editor->Focus();
+        if ((focus->focusPolicy() & Qt::TabFocus) == 0 || IsLookedAt(form_.fields[row.field])) continue;
+        return focus->setFocus(Qt::TabFocusReason);
+    }
 }
 
 void FormDialog::FitToScreen() {

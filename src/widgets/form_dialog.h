@@ -41,6 +41,7 @@ class FormDialog : public QDialog {
     void AddAction(size_t index, QFormLayout* rows);
     void MakeButtons();
     void FitToScreen();
+    void FocusFirst();
     void Grow();
     void ReadAll();
     void WriteAll();

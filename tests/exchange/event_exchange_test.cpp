@@ -152,6 +152,15 @@ TEST_F(EventExchangeTest, PasteNeverReachesTheLastChannel) {
     EXPECT_EQ(doc->historyLog, "");
 }
 
+TEST_F(EventExchangeTest, EventsWithoutAPlaceAreNotPasted) {
+    source->eventChannels[1].Splice(0, source->GetNumEvents(1), {{-5, 2}, {3, 9}, {7, 4}, {8, 8}});
+    host.clipboard[eventChansFormat] = EncodeEventBlock(*source, std::vector{1});
+    ASSERT_TRUE(Run<PasteEventChannels>(""));
+    EXPECT_EQ(Events(0), (std::vector<CEventKM>{{3, 9}, {8, 8}}));
+    EXPECT_EQ(host.LastMessage(),
+              "2 of the events start before the recording or end before they start. They were left out.");
+}
+
 TEST_F(EventExchangeTest, PasteOfText) {
     EXPECT_FALSE(Run<PasteEventChannels>(""));
     EXPECT_EQ(host.LastMessage(), clipboardNoTextText);

@@ -57,7 +57,8 @@ TEST(EventRowTest, Numbers) {
     EXPECT_EQ(Read(".5\t3"), Good(1, 3));
     EXPECT_EQ(Read("1e-3\t3"), Good(0, 3));
     // Read up to where the number ends, these would be other times than the ones that stand there.
-    for (const char* odd : {"1,5", "1.2.3", "1:30", "1-2", "0x10", "NaN", "inf", "1e999", "+-1", "1/2"})
+    for (const char* odd :
+         {"1,5", "1_0", "1.2.3", "1:30", "1-2", "0x10", "NaN", "inf", "1e999", "+-1", "1/2"})
         EXPECT_EQ(Read(std::string(odd) + "\t30"), incomplete) << odd;
     EXPECT_EQ(Read("1,5\t2,5", 0.5, ','), Good(3, 5));
     EXPECT_EQ(Read("1.5\t2,5", 0.5, ','), Good(3, 5));

@@ -328,6 +328,21 @@ TEST_F(AscDocTest, LongFilesShowTheirProgressAndCanBeCancelled) {
     EXPECT_FALSE(SourceInfo::Of(*doc, files)) << "the file was written anew";
 }
 
+TEST_F(AscDocTest, HolesThatMoveValuesAreTold) {
+    session.importSettings = {{"sampleInterval", "1"}};
+    const auto told = [&](std::string_view text) {
+        host.Forget();
+        EXPECT_TRUE(Open(text)) << text;
+        return host.LastMessage().substr(0, host.LastMessage().find(' ', 4));
+    };
+    EXPECT_EQ(told("a,b,c\n1,,7\n2,5,\n,6,8\n"), "Row 3");
+    EXPECT_EQ(told("1,2\n,\n3,4\n"), "Row 2");
+    // Alike in every row, blanks, or behind the last row: nothing has moved.
+    for (const char* harmless : {"1,,2\n3,,4\n", ",1,2\n,3,4\n", "1, 2\n3 ,  4\n", "1  2\n3 4\n",
+                                 "1,2,\n3,4\n", "1,2\n3,4\n,\n,\n", "1,2\n\n3,4\n"})
+        EXPECT_EQ(told(harmless), "") << harmless;
+}
+
 TEST_F(AscDocTest, WithoutAnIntervalOneIsNamed) {
     ASSERT_TRUE(Open("1\n2\n"));
     ASSERT_EQ(host.notices.size(), 1u);
