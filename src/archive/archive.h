@@ -53,8 +53,7 @@ class CArchive {
     // Bytes from here to the end of the file, when loading.
     uint64_t Remaining() const { return fileLength_ > Position() ? fileLength_ - Position() : 0; }
 
-    // --- loading; every read throws ArchiveError where the file ends early
-    // -----------------------------------------
+    // --- loading; every read throws ArchiveError where the file ends early ---
     void ReadRaw(std::span<std::byte> to) {
         if (to.size() <= filled_ - at_) {
             if (!to.empty()) std::memcpy(to.data(), buffer_.get() + at_, to.size());
@@ -82,8 +81,7 @@ class CArchive {
     // Throws when the rest of the file cannot hold `count` items of at least `leastBytes` each.
     void CheckRoom(uint64_t count, size_t leastBytes, std::string_view what) const;
 
-    // --- storing
-    // ----------------------------------------------------------------------------------------------------
+    // --- storing ---
     void WriteRaw(std::span<const std::byte> from) {
         if (from.size() <= bufferSize_ - at_) {
             if (!from.empty()) std::memcpy(buffer_.get() + at_, from.data(), from.size());

@@ -38,8 +38,7 @@ SpikeLevels GetSpikeLevels(SpikeLevelSource source, const SpikeStatistics& stati
     return user;
 }
 
-// --- the absolute rule
-// ---------------------------------------------------------------------------------------
+// --- the absolute rule ---
 
 AbsSpikeRule::AbsSpikeRule(SpikeLevels levels, OutlierDirection direction, int64_t refractory)
     : low_(levels.lower), high_(levels.upper), refractory_(refractory), last_(-(refractory - 1)) {
@@ -68,8 +67,7 @@ std::vector<int64_t> AbsSpikeRule::Finish() {
     return std::move(spikes_);
 }
 
-// --- the peak-to-peak rule
-// -----------------------------------------------------------------------------------
+// --- the peak-to-peak rule ---
 
 PeakToPeakSpikeRule::PeakToPeakSpikeRule(SpikeLevels levels, int64_t spikeWindow, int64_t refractory)
     : difference_(levels.upper - levels.lower),

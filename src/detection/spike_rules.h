@@ -13,8 +13,7 @@
 
 namespace kymora {
 
-// --- statistics and levels
-// -----------------------------------------------------------------------------------
+// --- statistics and levels ---
 
 struct SpikeStatistics {
     float robustSd = 0.0f;
@@ -36,8 +35,7 @@ struct SpikeLevels {
 SpikeLevels GetSpikeLevels(SpikeLevelSource source, const SpikeStatistics& statistics, float multiplier,
                            SpikeLevels user);
 
-// --- the rules
-// -----------------------------------------------------------------------------------------------
+// --- the rules ---
 
 // Both rules accept a spike only if it lies more than the refractory time behind the last accepted one, which
 // to begin with counts as lying at -(refractory - 1). They take a series in blocks of any size; what they

@@ -90,8 +90,7 @@ void CDataDoc::ResetModel() {
     legacyEventCode = 0;
 }
 
-// --- opening, saving, closing
-// ------------------------------------------------------------------------------------------
+// --- opening, saving, closing ---
 
 bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose) {
     filePath = path;
@@ -225,8 +224,7 @@ void CDataDoc::ReportCopied(int64_t samples) {
     if (!copyProgress_->Update(static_cast<uint64_t>(copiedSamples_))) throw Cancelled();
 }
 
-// --- the model
-// ---------------------------------------------------------------------------------------------------------
+// --- the model ---
 
 double CDataDoc::UsualViewEnd() const {
     constexpr int64_t samples = 1000;
@@ -298,8 +296,7 @@ int64_t CDataDoc::ShortestSection() const {
     return shortest;
 }
 
-// --- traces, markers, channels
-// -----------------------------------------------------------------------------------------
+// --- traces, markers, channels ---
 
 void CDataDoc::InsertTrace(int slot) {
     for (int t = maxTraces - 1; t > slot; --t) {
@@ -379,8 +376,7 @@ void CDataDoc::SetAllDrawModes(int32_t drawMode) {
     for (CEventChan& channel : eventChannels) channel.channelDrawMode = drawMode;
 }
 
-// --- history
-// -----------------------------------------------------------------------------------------------------------
+// --- history ---
 
 std::string CDataDoc::HistoryDateLine(bool withTime) const {
     const std::time_t now = session_.now();

@@ -186,9 +186,9 @@ class CDataDoc : public EventChanOwner {
     CDataDoc(const CDataDoc&) = delete;
     CDataDoc& operator=(const CDataDoc&) = delete;
 
-    // --- the four operations of the formats
-    // ------------------------------------------------------------------------- Writes the valid samples of a
-    // trace as f32 to a storing archive, gains applied.
+    // --- the four operations of the formats ---
+
+    // Writes the valid samples of a trace as f32 to a storing archive, gains applied.
     virtual void WriteTraceData(CArchive& archive, int trace);
     virtual int GetFileType() const { return typeBase; }
     // Moves the window so that it begins at readPosition. Past the end it holds 0.0. The window of a trace is
@@ -197,9 +197,10 @@ class CDataDoc : public EventChanOwner {
     // (length - 1) x sampleInterval, ms.
     virtual double GetEndTime() const;
 
-    // --- opening, saving, closing
-    // ----------------------------------------------------------------------------------- Opens and fills the
-    // document. A failure is told to the user and answers false; the document is then unusable.
+    // --- opening, saving, closing ---
+
+    // Opens and fills the document. A failure is told to the user and answers false; the document is then
+    // unusable.
     bool OnOpenDocument(const std::filesystem::path& path, OpenFor purpose = OpenFor::editing);
     // A native file saves in place; any other writes its side-car. False after a failure or a refusal that
     // the user was told of.
@@ -229,8 +230,7 @@ class CDataDoc : public EventChanOwner {
     Session& GetSession() const { return session_; }
     Host& GetHost() const override { return session_.host; }
 
-    // --- the model
-    // --------------------------------------------------------------------------------------------------
+    // --- the model ---
     std::filesystem::path filePath;  // as the user gave it; compare paths with SamePath
     int32_t fileVersion = currentFileVersion;
     bool inOpen = false;
@@ -271,8 +271,7 @@ class CDataDoc : public EventChanOwner {
     // Rounded half away from zero.
     int32_t PositionOf(double timeMs) const;
 
-    // --- runs
-    // -------------------------------------------------------------------------------------------------------
+    // --- runs ---
     int64_t GetLength() const { return validRuns[0].Length(); }
     int64_t GetTraceLength(int trace) const { return Runs(trace).Length(); }
     int64_t GetStoredCount(int trace) const { return Runs(trace).StoredCount(); }
@@ -295,8 +294,7 @@ class CDataDoc : public EventChanOwner {
     // Shortest episode, or shortest non-zero valid run, or the whole length, in samples.
     int64_t ShortestSection() const;
 
-    // --- the file buffer
-    // --------------------------------------------------------------------------------------------
+    // --- the file buffer ---
     int32_t readPosition = 0;
     int32_t bufferStart = 0;
     // The window of a trace: bufferSize samples from bufferStart on.
@@ -327,10 +325,11 @@ class CDataDoc : public EventChanOwner {
     // Reads `count` samples in sequence and writes the valid ones.
     void WriteValidOnly(CArchive& archive, int trace, int32_t count);
 
-    // --- block reads, on which everything fast is built
-    // --------------------------------------------------------------- Fills the blocks with the samples from
-    // position `from` on, without moving the window. Gap samples are 0.0 and invalid, samples outside the
-    // recording not-a-number and invalid; gains are applied. All blocks have one length. Throws FileError.
+    // --- block reads, on which everything fast is built ---
+
+    // Fills the blocks with the samples from position `from` on, without moving the window. Gap samples are
+    // 0.0 and invalid, samples outside the recording not-a-number and invalid; gains are applied. All blocks
+    // have one length. Throws FileError.
     void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks);
     void ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid = {});
     // The extremes of what ReadBlocks would give for [from, from + count), which lies within the recording,
@@ -346,9 +345,10 @@ class CDataDoc : public EventChanOwner {
     // that hold them in memory. Empty from all others, whose file is opened once more.
     virtual std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const { return {}; }
 
-    // --- traces, markers, channels
-    // ------------------------------------------------------------------------------------ Moves every
-    // per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to change.
+    // --- traces, markers, channels ---
+
+    // Moves every per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to
+    // change.
     void InsertTrace(int slot);
     // Removes the annotations of a trace and moves those of higher slots down.
     void DeleteTrace(int slot);
@@ -372,16 +372,16 @@ class CDataDoc : public EventChanOwner {
     void ResetDefaultPositions();
     void SetAllDrawModes(int32_t drawMode);
 
-    // --- history
-    // ------------------------------------------------------------------------------------------------------
+    // --- history ---
+
     // The date line of a new record ("%A, %B %d, %Y, %H:%M:%S\r\n") and of a save-as ("%A, %B %d, %Y\r\n").
     std::string HistoryDateLine(bool withTime) const;
     void AppendSaveAsHistory();
     void AppendNewRecordHistory(std::string_view entry);
 
-    // --- saving: what keeps other writers' work
-    // ------------------------------------------------------------------------ Counts samples that a long
-    // write has copied and throws Cancelled when the user has had enough.
+    // --- saving: what keeps other writers' work ---
+
+    // Counts samples that a long write has copied and throws Cancelled when the user has had enough.
     void ReportCopied(int64_t samples);
     // Lends a progress to the copying of samples until it is called with null.
     void BeginCopy(Progress* progress);

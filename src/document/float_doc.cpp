@@ -69,8 +69,7 @@ void RepairEpisodes(CDataDoc& doc) {
 
 }  // namespace
 
-// --- reading
-// -----------------------------------------------------------------------------------------------------------
+// --- reading ---
 
 void CFloatDoc::Serialize(CArchive& archive) {
     if (archive.IsStoring()) {
@@ -157,8 +156,7 @@ void CFloatDoc::LoadSharedRows(CArchive& archive) {
             eventChannels[static_cast<size_t>(c)].SetDisplayPosition(DefaultDisplayPosition(c));
 }
 
-// --- opening
-// -----------------------------------------------------------------------------------------------------------
+// --- opening ---
 
 bool CFloatDoc::Load(OpenFor purpose) {
     constexpr int attempts = 3;
@@ -280,8 +278,7 @@ bool CFloatDoc::AfterLoad() {
     return !openCancelled;
 }
 
-// --- samples
-// -----------------------------------------------------------------------------------------------------------
+// --- samples ---
 
 void CFloatDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) {
     if (fileVersion < firstTailVersion) return ReadInterleaved(storedIndex, pieces);
@@ -341,8 +338,7 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
     }
 }
 
-// --- saving
-// ------------------------------------------------------------------------------------------------------------
+// --- saving ---
 
 bool CFloatDoc::OnSaveDocument() {
     GetHost().Log("In OnSaveDocument for flt files\n");

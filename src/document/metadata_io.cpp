@@ -229,8 +229,7 @@ void TellVersion(Host& host, int version) {
                         version, currentFileVersion));
 }
 
-// --- grid and view
-// -----------------------------------------------------------------------------------------------------
+// --- grid and view ---
 
 void LoadGrid(CArchive& archive, CDataDoc& doc, bool withSpareC) {
     Grid& grid = doc.grid;
@@ -287,8 +286,7 @@ void StoreViewRows(CArchive& archive, const StoredView& view, int version) {
     ViewFields(Storer{archive}, view, version, drawMode);
 }
 
-// --- traces
-// ------------------------------------------------------------------------------------------------------------
+// --- traces ---
 
 void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar) {
     for (int slot = 0; slot < recordSlots(version); ++slot)
@@ -310,8 +308,7 @@ void StoreTraces(CArchive& archive, const CDataDoc& doc, int version) {
         TraceFields(Storer{archive}, doc.traces[static_cast<size_t>(slot)], version, false);
 }
 
-// --- overlays and channels
-// ---------------------------------------------------------------------------------------------
+// --- overlays and channels ---
 
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {
     ObjectArrayReader objects(archive);
@@ -350,8 +347,7 @@ void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRang
     }
 }
 
-// --- scale bars
-// --------------------------------------------------------------------------------------------------------
+// --- scale bars ---
 
 void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version) {
     if (version >= 24) doc.scaleBars[0] = ScaleBarGroup::Load(archive, version);

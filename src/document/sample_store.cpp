@@ -20,8 +20,7 @@ void Fill(std::span<const TraceBlock> blocks, size_t at, size_t count, float val
 
 }  // namespace
 
-// --- block reads
-// -----------------------------------------------------------------------------------------------------
+// --- block reads ---
 
 void CDataDoc::ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid) {
     const TraceBlock block{trace, values, valid};
@@ -98,8 +97,7 @@ void CDataDoc::ReadValid(int64_t storedIndex, size_t at, size_t count, std::span
     }
 }
 
-// --- the window
-// ------------------------------------------------------------------------------------------------------
+// --- the window ---
 
 void CDataDoc::AllocateBuffers() {
     const auto count = static_cast<size_t>(traceCount);
@@ -234,8 +232,7 @@ std::vector<float> CDataDoc::ReadVector(int trace, int32_t count) {
     return samples;
 }
 
-// --- writing samples
-// ---------------------------------------------------------------------------------------------------
+// --- writing samples ---
 
 void CDataDoc::WriteTraceData(CArchive& archive, int trace) {
     std::vector<float> block(bufferSize);

@@ -69,8 +69,7 @@ CAscDoc::Head::Head(TextReader& reader) {
     }
 }
 
-// --- opening
-// ---------------------------------------------------------------------------------------------------------
+// --- opening ---
 
 bool CAscDoc::Load(OpenFor) {
     if (!IsTextFileName(filePath)) {
@@ -267,8 +266,7 @@ bool CAscDoc::TellProblem(TextSampleReader& rows) const {
     return true;
 }
 
-// --- the model
-// ---------------------------------------------------------------------------------------------------------
+// --- the model ---
 
 void CAscDoc::FillModel() {
     sampleInterval = layout_.sampleInterval;

@@ -84,8 +84,7 @@ void AppendFinite(std::span<const float> samples, std::vector<float>& to) {
     ForFinite(samples, [&to](const float* from, size_t count) { to.insert(to.end(), from, from + count); });
 }
 
-// --- mean and standard deviation
-// -----------------------------------------------------------------------------
+// --- mean and standard deviation ---
 
 void MeanSdSum::Add(std::span<const float> samples) {
     ForFinite(samples, [this](const float* from, size_t count) { AddPiece(from, count); });
@@ -117,8 +116,7 @@ MeanSd GetMeanSd(std::span<const float> samples) {
     return sum.Result();
 }
 
-// --- median and robust standard deviation
-// --------------------------------------------------------------------
+// --- median and robust standard deviation ---
 
 double GetMedian(std::span<float> samples) {
     if (samples.empty()) return noStatistic;
@@ -148,8 +146,7 @@ MedianRobustSd GetMedianRobustSd(std::vector<float> samples) {
     return result;
 }
 
-// --- percentiles
-// ---------------------------------------------------------------------------------------------
+// --- percentiles ---
 
 int64_t PercentileRank(int64_t count, double percent) {
     const int64_t rank = RoundHalfAway64(static_cast<double>(count) * percent / 100.0);

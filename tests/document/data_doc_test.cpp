@@ -128,8 +128,7 @@ TEST_F(DataDoc, DisplaySettingsComeFromTheFirstView) {
     EXPECT_EQ(view.updates, 1);
 }
 
-// --- side-cars
-// -----------------------------------------------------------------------------------------------------------
+// --- side-cars ---
 
 struct SideCar : DataDoc {
     std::unique_ptr<MemoryDoc> Foreign() {

@@ -66,8 +66,7 @@ void CloseBins(Bins& bins, int64_t samples, int64_t samplesPerBin) {
     }
 }
 
-// --- folding
-// ---------------------------------------------------------------------------------------------------------
+// --- folding ---
 
 void FoldValues(std::span<const float> values, std::span<const uint8_t> valid, FoldSlots slots,
                 const TraceFold& fold) {
@@ -155,8 +154,7 @@ void SampleFolder::ReadPiece(int64_t from, size_t count, std::span<const TraceFo
     doc_.ReadBlocks(from, blocks_);
 }
 
-// --- bins
-// ------------------------------------------------------------------------------------------------------------
+// --- bins ---
 
 bool ReadBins(CDataDoc& doc, int64_t from, int level, Progress* progress, Bins& bins) {
     bins = StartBins(doc);

@@ -13,8 +13,7 @@ constexpr int64_t chunkSamples = 1 << 21;  // of all traces
 
 }  // namespace
 
-// --- shape
-// -----------------------------------------------------------------------------------------------------------
+// --- shape ---
 
 SummaryShape SummaryShape::Make(int traces, int64_t length, int baseShift) {
     SummaryShape shape{traces, length, baseShift, 1};
@@ -41,8 +40,7 @@ MemorySummary::MemorySummary(SummaryShape shape)
     // Left as it comes: a chunk fills its blocks, and until then their memory need not exist.
     : Summary(shape), blocks_(new BlockRange[static_cast<size_t>(shape.TotalBlocks())]) {}
 
-// --- building
-// --------------------------------------------------------------------------------------------------------
+// --- building ---
 
 SummaryBuilder::SummaryBuilder(SummaryShape shape)
     : shape_(shape), summary_(std::make_shared<MemorySummary>(shape)) {

@@ -85,8 +85,7 @@ bool SummaryReader::Read(Progress* progress, Bins& bins) {
     return true;
 }
 
-// --- the end of the scan
-// ---------------------------------------------------------------------------------------------
+// --- the end of the scan ---
 
 // The end of the bins or of the recording, or the first not-a-number of trace 0.
 void SummaryReader::FindEnd() {
@@ -127,8 +126,7 @@ int64_t SummaryReader::FindNotANumberIn(int64_t block) {
     return found < count ? start + found : -1;
 }
 
-// --- the bins of one trace
-// -------------------------------------------------------------------------------------------
+// --- the bins of one trace ---
 
 bool SummaryReader::ReadTrace(int trace, Progress* progress) {
     const auto goOn = [&](size_t bin) {

@@ -35,8 +35,7 @@ SummaryService::~SummaryService() {
     worker_.join();
 }
 
-// --- documents come and go
-// ---------------------------------------------------------------------------------------------
+// --- documents come and go ---
 
 std::shared_ptr<SummaryService::Entry> SummaryService::MakeEntry(const CDataDoc& doc) const {
     auto info = SourceInfo::Of(doc, files_);
@@ -131,8 +130,7 @@ std::shared_ptr<SummaryService::Entry> SummaryService::CurrentEntry(CDataDoc& do
     return entry;
 }
 
-// --- what the owner asks
-// ---------------------------------------------------------------------------------------------
+// --- what the owner asks ---
 
 Summary* SummaryService::Find(CDataDoc& doc) {
     const auto entry = CurrentEntry(doc);

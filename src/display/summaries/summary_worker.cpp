@@ -88,8 +88,7 @@ void SummaryService::Step(Entry& entry, Wish* wish) {
     }
 }
 
-// --- building
-// --------------------------------------------------------------------------------------------------------
+// --- building ---
 
 // Makes sure that there is a summary to work on, from the folder or from nothing.
 void SummaryService::HaveBlocks(Entry& entry, const SummaryKey& key) {
@@ -173,8 +172,7 @@ void SummaryService::Build(Entry& entry, const SummaryKey& key) {
     entry.builder.reset();
 }
 
-// --- what views wait for
-// ---------------------------------------------------------------------------------------------
+// --- what views wait for ---
 
 // Builds the next chunks that a wish needs; true when it needs none any more. So a view's first look at a
 // whole recording and the building of its summary are one pass over the file.
