@@ -189,14 +189,4 @@ bool TextReader::NextLine(std::string& line, size_t mostBytes) {
     }
 }
 
-std::vector<std::string> FirstLines(TextReader& reader, size_t count) {
-    std::vector<std::string> lines;
-    std::string line;
-    while (lines.size() < count && reader.NextLine(line)) {
-        line.erase(line.find_last_not_of(" \t\v\f") + 1);
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 }  // namespace kymora

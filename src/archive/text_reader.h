@@ -54,7 +54,4 @@ class TextReader {
     bool afterCr_ = false;  // what was given out ends with a CR: an LF that follows is no line end of its own
 };
 
-// The first lines of a text, without their trailing blanks.
-std::vector<std::string> FirstLines(TextReader& reader, size_t count);
-
 }  // namespace kymora

@@ -110,10 +110,10 @@ bool CBatchBaseDlg::Run() {
 }
 
 void CBatchBaseDlg::Tell(std::string_view text) {
-    if (m_bInBatch)
-        m_pDoc->GetSession().processErrors += text;
-    else
-        GetHost().Message(text);
+    if (!m_bInBatch) return GetHost().Message(text);
+    std::string& errors = m_pDoc->GetSession().processErrors;
+    errors += text;
+    if (!errors.ends_with('\n')) errors += "\r\n";
 }
 
 void CBatchBaseDlg::Refuse(std::string_view text) {

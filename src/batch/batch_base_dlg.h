@@ -110,7 +110,7 @@ class CBatchBaseDlg {
     // What the window draws beside the parameters; an operation that has a chart always answers one.
     virtual std::optional<Chart> GetChart() { return std::nullopt; }
 
-    // Tells the user; in a batch, the text goes to the process errors.
+    // Tells the user; in a batch, the text goes to the process errors, on lines of its own.
     void Tell(std::string_view text);
     // The same, for what the operation is refused for.
     void Refuse(std::string_view text);

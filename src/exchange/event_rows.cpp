@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "import/text_rows.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -23,16 +24,6 @@ std::string_view NextCell(std::string_view& row) {
     const std::string_view cell = row.substr(0, row.find_first_of(separators));
     row.remove_prefix(cell.size());
     return cell;
-}
-
-// Spreadsheets put quotes around some cells.
-std::string Unquoted(std::string_view cell) {
-    std::string text(cell);
-    if (text.size() < 2 || text.front() != '"' || text.back() != '"') return text;
-    text = text.substr(1, text.size() - 2);
-    for (size_t at = text.find("\"\""); at != std::string::npos; at = text.find("\"\"", at + 1))
-        text.erase(at, 1);
-    return text;
 }
 
 std::optional<double> TimeOfCell(std::string_view cell, char decimalSeparator) {
@@ -122,7 +113,7 @@ RowFault ReadEventRow(std::string_view row, double sampleInterval, char decimalS
     if (end == first && ++end > longestRecording) return RowFault::outOfRange;
     event.onPosition = static_cast<int32_t>(first);
     event.offPosition = static_cast<int32_t>(end);
-    event.eventLabel = EventLabel(Unquoted(NextCell(row)));
+    event.eventLabel = EventLabel(UnquotedCell(NextCell(row)));
     return RowFault::none;
 }
 

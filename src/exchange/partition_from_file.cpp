@@ -113,11 +113,10 @@ void PartitionFromFile::Distribute(const CEventChan& source, int first) {
 void PartitionFromFile::TellCounts() {
     const int64_t events = Channel(m_nChannel1).GetNumEvents();
     if (events == m_partition->count) return;
-    const std::string text = fmt::format("The file holds {} partition numbers, and channel {} holds {} "
-                                         "events. The first {} of them were used.",
-                                         m_partition->count, ChannelName(m_nChannel1), events,
-                                         std::min(events, m_partition->count));
-    Tell(m_bInBatch ? text + "\r\n" : text);
+    Tell(fmt::format("The file holds {} partition numbers, and channel {} holds {} "
+                     "events. The first {} of them were used.",
+                     m_partition->count, ChannelName(m_nChannel1), events,
+                     std::min(events, m_partition->count)));
 }
 
 }  // namespace kymora

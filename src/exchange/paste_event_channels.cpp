@@ -98,7 +98,7 @@ bool PasteEventChannels::PasteChannels(std::vector<BlockChannel> channels, UndoS
             "{} of the events start before the recording or end before they start. They were left "
             "out.",
             placeless));
-    if (pasted < channels.size()) Tell(m_bInBatch ? left + "\r\n" : left);
+    if (pasted < channels.size()) Tell(left);
     return true;
 }
 

@@ -131,11 +131,7 @@ bool TableRow::Split(std::string_view line, char separator) {
 
 bool IsBlankRow(std::string_view line) { return line.find_first_not_of(blanks) == std::string_view::npos; }
 
-std::string PlainCell(std::string_view cell) {
-    std::string text(Unquoted(cell));
-    for (size_t at = 0; (at = text.find("\"\"", at)) != std::string::npos; ++at) text.erase(at, 1);
-    return text;
-}
+std::string PlainCell(std::string_view cell) { return std::string(Trimmed(UnquotedCell(Trimmed(cell)))); }
 
 bool CellNumber(std::string_view cell, char decimal, double& value) {
     if (cell.empty()) return false;

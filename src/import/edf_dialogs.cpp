@@ -112,12 +112,8 @@ Form EdfInfoForm(Session& session, const EdfHeader& header, std::function<std::s
     form.AddNote("date", EdfDateText(header.startDate), "Date (day/month/year)");
     form.AddNote("time", WithColons(header.startTime), "Time (to nearest s)");
     form.AddNote("signalCount", std::to_string(header.signals.size()), "Number of signals");
-    FormField table;
-    table.key = "signals";
-    table.kind = FieldKind::table;
-    table.choices = {"Chan", "Label", "Sample interval", "Dim", "Pre-filter", "Transducer type"};
-    table.rows = SignalRows(header);
-    form.fields.push_back(std::move(table));
+    form.AddTable("signals", {"Chan", "Label", "Sample interval", "Dim", "Pre-filter", "Transducer type"},
+                  SignalRows(header));
     const bool any = !header.annotationSignals.empty();
     form.AddAction(
             "annotations", "Annotations list...",

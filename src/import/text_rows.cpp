@@ -44,20 +44,6 @@ double OutOfRange(std::string_view text) {
     return negative ? -size : size;
 }
 
-std::string Unquoted(std::string_view cell) {
-    std::string text;
-    bool open = false;
-    for (size_t i = 0; i < cell.size(); ++i) {
-        if (cell[i] != '"')
-            text += cell[i];
-        else if (open && i + 1 < cell.size() && cell[i + 1] == '"')
-            text += cell[i++];
-        else
-            open = !open;
-    }
-    return text;
-}
-
 // The end of the cell that begins at the start of the text. Quotes count only where they begin a cell.
 size_t EndOfCell(std::string_view text, std::string_view terminators) {
     size_t i = 0;
@@ -146,6 +132,21 @@ std::optional<double> ReadNumber(std::string_view text, char decimal) {
     return fault == std::errc::result_out_of_range ? OutOfRange(text) : value;
 }
 
+std::string UnquotedCell(std::string_view cell) {
+    if (!cell.starts_with('"')) return std::string(cell);
+    std::string text;
+    bool open = false;
+    for (size_t i = 0; i < cell.size(); ++i) {
+        if (cell[i] != '"')
+            text += cell[i];
+        else if (open && i + 1 < cell.size() && cell[i + 1] == '"')
+            text += cell[i++];
+        else
+            open = !open;
+    }
+    return text;
+}
+
 std::vector<std::string> SplitCells(std::string_view line, std::string_view separators) {
     std::vector<std::string> cells;
     const std::string terminators = std::string(separators) + '\n';
@@ -155,7 +156,7 @@ std::vector<std::string> SplitCells(std::string_view line, std::string_view sepa
         line.remove_prefix(first);
         const size_t end = EndOfCell(line, terminators);
         const std::string_view cell = line.substr(0, end);
-        cells.push_back(cell.starts_with('"') ? Unquoted(cell) : std::string(cell));
+        cells.push_back(UnquotedCell(cell));
         line.remove_prefix(end);
     }
 }
@@ -345,7 +346,7 @@ const char* RowParser::FastNumber(const char* p, double& value) {
 bool RowParser::TakeCell(std::string_view text) {
     if (text.size() > mostCellBytes) return Refuse(text);
     std::string unquoted;
-    if (text.starts_with('"')) text = unquoted = Unquoted(text);
+    if (text.starts_with('"')) text = unquoted = UnquotedCell(text);
     CloseCell();
     if (cell_ == format_.labelColumn) return sink_.TakeLabel(text);
     if (cell_ <= format_.skipColumns) return true;

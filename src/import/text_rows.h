@@ -39,6 +39,9 @@ struct RowFormat {
 // double becomes infinite. Nothing for any other text.
 std::optional<double> ReadNumber(std::string_view text, char decimal = '.');
 
+// The text of a cell in double quotes, in which doubled ones stand for themselves; any other cell as it is.
+std::string UnquotedCell(std::string_view cell);
+
 // The cells of one line without their quotes.
 std::vector<std::string> SplitCells(std::string_view line, std::string_view separators);
 

@@ -31,10 +31,7 @@ std::vector<std::vector<std::string>> FunctionRows() {
 }
 
 void AddFunctions(Form& form) {
-    FormField& table = form.AddNote("functions", "", "Functions");
-    table.kind = FieldKind::table;
-    table.choices = {"Write", "Meaning"};
-    table.rows = FunctionRows();
+    form.AddTable("functions", {"Write", "Meaning"}, FunctionRows(), "Functions");
 }
 
 CEqnTest TestOf(const Form& form) {

@@ -80,7 +80,8 @@ TEST(TextReader, AVeryLongLineIsCutAndTheNextOneIsWhole) {
     EXPECT_EQ(line, "next");
     EXPECT_FALSE(reader.NextLine(line, 10));
     reader.Rewind();
-    EXPECT_EQ(FirstLines(reader, 5).size(), 2u);
+    ASSERT_TRUE(reader.NextLine(line));
+    EXPECT_EQ(line.size(), 1000000u);
 }
 
 }  // namespace

@@ -132,6 +132,7 @@ bool CTransformPreview::RunCommand(std::string_view id) {
 }
 
 void CTransformPreview::Show(int64_t start, int64_t length) {
+    if (isLoading_) return;
     const int64_t startBefore = start_, lengthBefore = length_;
     Place(start, length);
     if (start_ != startBefore || length_ != lengthBefore) Load();
