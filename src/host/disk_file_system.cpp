@@ -67,8 +67,19 @@ class DiskFile : public DataFile {
 
     bool IsWritable() const override { return writable_; }
 
-    // A file system that knows no locks cannot say that another writer is there.
-    bool TryLock() override { return ::flock(handle_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
+    bool TryLock() override {
+        holdsLock_ = ::flock(handle_, LOCK_EX | LOCK_NB) == 0;
+        return holdsLock_ || errno != EWOULDBLOCK;
+    }
+    bool HoldsLock() const override { return holdsLock_; }
+
+    void LinkAs(const std::filesystem::path& path) override {
+        // The way that needs no privilege.
+        const std::string handle = "/proc/self/fd/" + std::to_string(handle_);
+        if (::linkat(AT_FDCWD, handle.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) != 0)
+            Fail("Couldn't create", path, errno);
+        path_ = path;
+    }
 
     FileStamp Stamp() const override {
         struct stat state {};
@@ -80,6 +91,7 @@ class DiskFile : public DataFile {
     int handle_;
     std::filesystem::path path_;
     bool writable_;
+    bool holdsLock_ = false;
 };
 
 }  // namespace
@@ -99,6 +111,25 @@ std::unique_ptr<DataFile> DiskFileSystem::Open(const std::filesystem::path& path
         throw FileError("Couldn't open " + path.string() + ": it is not a regular file", EISDIR);
     }
     return std::make_unique<DiskFile>(handle, path, mode != OpenMode::readOnly);
+}
+
+std::unique_ptr<DataFile> DiskFileSystem::OpenUnnamed(const std::filesystem::path& as) {
+    const std::filesystem::path folder = as.has_parent_path() ? as.parent_path() : ".";
+    const int handle = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    if (handle < 0) return nullptr;
+    return std::make_unique<DiskFile>(handle, as, true);
+}
+
+std::vector<std::filesystem::path> DiskFileSystem::List(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> files;
+    std::error_code failed;
+    std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, failed);
+    for (; !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed)) {
+        std::error_code gone;
+        if (entry->symlink_status(gone).type() == std::filesystem::file_type::regular)
+            files.push_back(entry->path());
+    }
+    return files;
 }
 
 std::optional<FileStamp> DiskFileSystem::Stamp(const std::filesystem::path& path) {

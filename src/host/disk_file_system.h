@@ -8,6 +8,8 @@ namespace kymora {
 class DiskFileSystem : public FileSystem {
   public:
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override;
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) override;
+    std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override;
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;
     std::filesystem::path Resolve(const std::filesystem::path& path) override;

@@ -10,6 +10,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace kymora {
 
@@ -47,9 +48,14 @@ class DataFile {
     // Returns when all that was written has reached the disk.
     virtual void Sync() = 0;
     virtual bool IsWritable() const = 0;
-    // Tries to become the only writer; false when another program, or another document of this one, is.
+    // Tries to become the only writer; false when another program, or another document of this one, is. On a
+    // file system without locks it answers true and holds none.
     virtual bool TryLock() = 0;
+    virtual bool HoldsLock() const { return false; }
     virtual FileStamp Stamp() const = 0;
+    // Gives a file that was opened without a name the first one it has. Throws FileError, with EEXIST where
+    // the name is taken.
+    virtual void LinkAs(const std::filesystem::path&) { throw FileError("Couldn't name a file", 0); }
 };
 
 enum class OpenMode {
@@ -71,6 +77,11 @@ class FileSystem {
     virtual ~FileSystem() = default;
     // Throws FileError. Only regular files open.
     virtual std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) = 0;
+    // A file without a name in the folder of `as`, which names it in errors: it is gone when it is closed,
+    // also by a kill, unless LinkAs has given it a name. Null where that cannot be had.
+    virtual std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) = 0;
+    // The files in a folder, links and folders in it left out; none where it cannot be read.
+    virtual std::vector<std::filesystem::path> List(const std::filesystem::path& folder) = 0;
     // Nothing when there is no such file.
     virtual std::optional<FileStamp> Stamp(const std::filesystem::path& path) = 0;
     // The file's read-only attribute: it exists and may not be written.

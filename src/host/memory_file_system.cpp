@@ -53,6 +53,33 @@ std::unique_ptr<DataFile> MemoryFileSystem::Open(const std::filesystem::path& pa
     return std::make_unique<MemoryFile>(found->second, mode != OpenMode::readOnly);
 }
 
+class MemoryFileSystem::UnnamedFile : public MemoryFile {
+  public:
+    UnnamedFile(MemoryFileSystem& owner, std::shared_ptr<MemoryBytes> content)
+        : MemoryFile(std::move(content)), owner_(owner) {}
+    void LinkAs(const std::filesystem::path& path) override {
+        if (!owner_.files_.emplace(path, Content()).second)
+            throw FileError("Couldn't create " + path.string() + ": it exists", EEXIST);
+    }
+
+  private:
+    MemoryFileSystem& owner_;
+};
+
+std::unique_ptr<DataFile> MemoryFileSystem::OpenUnnamed(const std::filesystem::path&) {
+    if (!opensUnnamed) return nullptr;
+    auto content = std::make_shared<MemoryBytes>();
+    content->inode = nextInode_++;
+    return std::make_unique<UnnamedFile>(*this, std::move(content));
+}
+
+std::vector<std::filesystem::path> MemoryFileSystem::List(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> listed;
+    for (const auto& [path, content] : files_)
+        if (path.parent_path() == folder) listed.push_back(path);
+    return listed;
+}
+
 std::optional<FileStamp> MemoryFileSystem::Stamp(const std::filesystem::path& path) {
     const auto found = files_.find(path);
     if (found == files_.end()) return std::nullopt;

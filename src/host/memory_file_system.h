@@ -33,9 +33,13 @@ class MemoryFile : public DataFile {
     void Sync() override {}
     bool IsWritable() const override { return writable_; }
     bool TryLock() override;
+    bool HoldsLock() const override { return holdsLock_; }
     FileStamp Stamp() const override;
 
     std::vector<std::byte>& Bytes() { return content_->bytes; }
+
+  protected:
+    const std::shared_ptr<MemoryBytes>& Content() const { return content_; }
 
   private:
     std::shared_ptr<MemoryBytes> content_;
@@ -46,6 +50,8 @@ class MemoryFile : public DataFile {
 class MemoryFileSystem : public FileSystem {
   public:
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override;
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) override;
+    std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override;
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;
     std::filesystem::path Resolve(const std::filesystem::path& path) override { return path; }
@@ -60,8 +66,12 @@ class MemoryFileSystem : public FileSystem {
     std::vector<std::byte>& Bytes(const std::filesystem::path& path) { return files_.at(path)->bytes; }
     bool Has(const std::filesystem::path& path) const { return files_.count(path) != 0; }
     size_t Count() const { return files_.size(); }
+    // Whether files without a name can be had, as on most disks.
+    bool opensUnnamed = true;
 
   private:
+    class UnnamedFile;
+
     std::map<std::filesystem::path, std::shared_ptr<MemoryBytes>> files_;
     uint64_t nextInode_ = 1;
 };

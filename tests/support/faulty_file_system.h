@@ -29,6 +29,14 @@ class FaultyFileSystem : public FileSystem {
         if (mode == OpenMode::createNew) Change();
         return std::make_unique<File>(*this, under_.Open(path, mode));
     }
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) override {
+        auto file = under_.OpenUnnamed(as);
+        if (!file) return nullptr;
+        return std::make_unique<File>(*this, std::move(file));
+    }
+    std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override {
+        return under_.List(folder);
+    }
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override { return under_.Stamp(path); }
     bool IsReadOnly(const std::filesystem::path& path) override { return under_.IsReadOnly(path); }
     std::filesystem::path Resolve(const std::filesystem::path& path) override { return under_.Resolve(path); }
@@ -96,6 +104,11 @@ class FaultyFileSystem : public FileSystem {
         }
         bool IsWritable() const override { return under_->IsWritable(); }
         bool TryLock() override { return under_->TryLock(); }
+        bool HoldsLock() const override { return under_->HoldsLock(); }
+        void LinkAs(const std::filesystem::path& path) override {
+            owner_.Change();
+            under_->LinkAs(path);
+        }
         FileStamp Stamp() const override { return under_->Stamp(); }
 
       private:
