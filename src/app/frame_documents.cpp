@@ -16,6 +16,7 @@
 #include "document/text_export.h"
 #include "exchange/new_contiguous.h"
 #include "exchange/new_sparse.h"
+#include "host/file_names.h"
 #include "host/options_form.h"
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
@@ -234,8 +235,7 @@ void CMainFrame::FinishConversion(CChildFrame* child) {
     const std::filesystem::path newPath = child->Document().pendingRewritePath;
     const std::optional<FileStamp> oldStamp = child->Document().RememberedStamp(oldPath);
     RemoveDocument(child->Document());  // the old file must not be open any more
-    std::filesystem::path result = oldPath;
-    result.replace_extension(".kymr-dat");
+    const std::filesystem::path result = NameInstead(oldPath, ".kymr-dat");
     OpenFile(FinishRewrite(session_, oldPath, newPath, oldStamp) ? result : newPath);
 }
 

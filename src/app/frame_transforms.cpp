@@ -42,6 +42,7 @@ std::optional<std::filesystem::path> AskTarget(CDataDoc& doc, bool newFile, std:
                               NativeNameBeside(doc.filePath, true));
     if (FoldedExtension(doc.filePath) == ".kymr-dat") {
         if (!doc.MayOverwrite(doc.filePath)) return {};
+        doc.RememberStamp(doc.filePath);  // that is the version that may be replaced
         return doc.filePath;
     }
     const std::filesystem::path target = NativeNameBeside(doc.filePath, false);

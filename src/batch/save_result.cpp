@@ -5,6 +5,8 @@
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "document/side_car.h"
+#include "document/temporary_file.h"
+#include "host/file_names.h"
 
 namespace kymora {
 
@@ -23,12 +25,30 @@ std::string ReadOnlyText(const std::filesystem::path& path, const std::string& r
                        reason.empty() ? "" : "\n(" + reason + ")");
 }
 
+// A run that nobody attends leaves what another program wrote alone, and loses nothing of its own.
+[[noreturn]] void KeepBeside(CDataDoc& doc) {
+    FileSystem& files = doc.GetSession().files;
+    const std::filesystem::path target = IsNative(doc) ? doc.filePath : SideCarPath(doc.filePath);
+    const std::filesystem::path kept = FreeResultName(files, target);
+    if (IsNative(doc))
+        WriteNativeFile(doc, kept);
+    else
+        WriteSideCarAs(doc, files, kept);
+    throw ResultKept(target, kept);
+}
+
+bool SaveOldNative(CDataDoc& doc) {
+    if (!doc.MayOverwrite(doc.filePath)) KeepBeside(doc);
+    doc.GetDisplaySettingsFromView();
+    WriteNativeFile(doc, doc.filePath);
+    doc.SetModifiedFlag(false);
+    return true;
+}
+
 }  // namespace
 
 std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew) {
-    std::filesystem::path name = recording.stem();
-    name += writeNew ? "_tr.kymr-dat" : ".kymr-dat";
-    return recording.parent_path() / name;
+    return NameInstead(recording, writeNew ? "_tr.kymr-dat" : ".kymr-dat");
 }
 
 std::vector<size_t> LastWithTarget(std::span<const std::filesystem::path> targets) {
@@ -52,12 +72,10 @@ std::string InPlaceFault(const CDataDoc& doc) {
 }
 
 bool SaveInPlace(CDataDoc& doc) {
-    if (!IsOldNative(doc)) return doc.OnSaveDocument();
-    if (!doc.MayOverwrite(doc.filePath)) return false;
-    doc.GetDisplaySettingsFromView();
-    WriteNativeFile(doc, doc.filePath);
-    doc.SetModifiedFlag(false);
-    return true;
+    if (IsOldNative(doc)) return SaveOldNative(doc);
+    const SaveOutcome outcome = doc.Save();
+    if (outcome == SaveOutcome::changedOutside) KeepBeside(doc);
+    return outcome == SaveOutcome::saved;
 }
 
 std::string ReplaceFault(FileSystem& files, const std::filesystem::path& target) {

@@ -22,7 +22,8 @@ std::string InPlaceFault(const CDataDoc& doc);
 
 // Saves events and metadata: a native file in place, one of a version below 22 by a rewritten file that takes
 // its place, a foreign one in its side-car. False: the user was told. Throws FileError or Cancelled. A
-// document whose file was rewritten is to be closed.
+// document whose file was rewritten is to be closed. Where another program has changed the file meanwhile,
+// its version stays, what was to be saved is kept beside it, and ResultKept is thrown.
 bool SaveInPlace(CDataDoc& doc);
 
 // Why a new file may not take the place of `target`; empty when it may.

@@ -94,6 +94,7 @@ void CDataDoc::ResetModel() {
 
 bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose) {
     filePath = path;
+    RememberStamp(path);
     inOpen = true;
     bool opened = false;
     std::string reason;
@@ -129,17 +130,30 @@ void CDataDoc::OfferChannelsInUse() {
     }
 }
 
-bool CDataDoc::OnSaveDocument() {
+SaveOutcome CDataDoc::Save() {
     GetHost().Log("In OnSaveDocument for non-flt files, writing header\n");
     GetDisplaySettingsFromView();
     try {
-        if (!WriteSideCar(*this)) return false;
+        if (!MayDescribeSource() || !WriteSideCar(*this)) return SaveOutcome::changedOutside;
     } catch (const FileError& error) {
         GetHost().Message(error.what());
-        return false;
+        return SaveOutcome::failed;
     }
     SetModifiedFlag(false);
-    return true;
+    return SaveOutcome::saved;
+}
+
+// Events that were made of another version of the samples are saved beside the new one only if the user wants
+// it.
+bool CDataDoc::MayDescribeSource() {
+    const std::optional<FileStamp> now = session_.files.Stamp(filePath);
+    if (!now || now == RememberedStamp(filePath)) return true;
+    const bool may =
+        GetHost().Confirm("The recording " + filePath.string() +
+                          " was changed by another program since it was read here. Its events and "
+                          "settings may not fit it any more.\nSave them all the same?");
+    if (may) RememberStamp(filePath);
+    return may;
 }
 
 void CDataDoc::Tell(std::string_view text) {

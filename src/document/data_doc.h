@@ -179,6 +179,12 @@ enum class OpenFor {
     reading,  // never locks and never writes, whatever it finds
 };
 
+enum class SaveOutcome {
+    saved,
+    failed,
+    changedOutside,  // by another program, whose version stays; the samples are those that were opened
+};
+
 class CDataDoc : public EventChanOwner {
   public:
     explicit CDataDoc(Session& session);
@@ -202,9 +208,10 @@ class CDataDoc : public EventChanOwner {
     // Opens and fills the document. A failure is told to the user and answers false; the document is then
     // unusable.
     bool OnOpenDocument(const std::filesystem::path& path, OpenFor purpose = OpenFor::editing);
-    // A native file saves in place; any other writes its side-car. False after a failure or a refusal that
-    // the user was told of.
-    virtual bool OnSaveDocument();
+    // A native file saves in place; any other writes its side-car. Whatever failed or was refused, the user
+    // was told of.
+    virtual SaveOutcome Save();
+    bool OnSaveDocument() { return Save() == SaveOutcome::saved; }
     // Say something about the recording that opens, which is good to know and no failure: to the user, or in
     // the log while a batch opens it.
     void Tell(std::string_view text);
@@ -391,6 +398,7 @@ class CDataDoc : public EventChanOwner {
     std::optional<FileStamp> RememberedStamp(const std::filesystem::path& path) const;
     // True when the file is as it was remembered, or the user agrees to write over the changes.
     bool MayOverwrite(const std::filesystem::path& path);
+    bool MayDescribeSource();
 
   protected:
     // One piece of a trace's stored samples.

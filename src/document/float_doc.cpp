@@ -10,6 +10,8 @@
 #include "document/metadata_io.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
+#include "document/temporary_file.h"
+#include "host/file_names.h"
 
 namespace kymora {
 namespace {
@@ -218,13 +220,13 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
         GetHost().Message("Couldn't open file " + filePath.string() + " for read/write or just read.");
         return false;
     }
-    HandleJournal(purpose);
+    HandleJournal();
     return true;
 }
 
 // A save was cut off, or is under way in another program. Only the owner of the file repairs it; everybody
 // else sees it as it was before that save.
-void CFloatDoc::HandleJournal(OpenFor purpose) {
+void CFloatDoc::HandleJournal() {
     FileSystem& files = GetSession().files;
     switch (InspectJournal(files, filePath, *sampleFile)) {
     case JournalState::none:
@@ -232,15 +234,13 @@ void CFloatDoc::HandleJournal(OpenFor purpose) {
     case JournalState::incomplete:
         if (ownsFile_) files.Remove(JournalPath(files, filePath));
         return;
-    case JournalState::foreign:
-        openedReadOnly = true;
-        readOnlyReason = "a safety copy of another file stands beside it";
-        if (purpose == OpenFor::editing)
-            GetHost().Message(
-                "The safety copy " + JournalPath(files, filePath).string() +
-                " of an interrupted save does not belong to this file and is not used. Move it away to "
-                "be able to save.");
+    case JournalState::finished:
+        if (!ownsFile_) return;
+        sampleFile->Sync();
+        RetireJournal(files, filePath);
         return;
+    case JournalState::foreign:
+        return PassOverForeignJournal();
     case JournalState::complete:
         break;
     }
@@ -253,6 +253,29 @@ void CFloatDoc::HandleJournal(OpenFor purpose) {
     auto seen = ViewThroughJournal(files, filePath, std::move(sampleFile));
     // A journal that is gone by now belonged to a save that has just ended.
     sampleFile = seen ? std::move(seen) : files.Open(filePath, OpenMode::readOnly);
+}
+
+// The file is another one than that of the journal, such as an older version from a backup.
+void CFloatDoc::PassOverForeignJournal() {
+    FileSystem& files = GetSession().files;
+    const std::string journal = JournalPath(files, filePath).string();
+    const std::string notUsed =
+        "The safety copy " + journal +
+        " of an interrupted save belongs to another version of this recording and was "
+        "not used.";
+    if (!ownsFile_) {
+        GetHost().Log(notUsed + "\n");
+        return;
+    }
+    try {
+        const auto kept = SetJournalAside(files, filePath);
+        GetHost().Message(notUsed + "\nIt is kept as " + kept.filename().string() +
+                          ", which can be deleted when that version is not needed.");
+    } catch (const FileError& error) {
+        openedReadOnly = true;
+        readOnlyReason = "a safety copy of another version stands beside it";
+        GetHost().Message(notUsed + "\nMove it away to be able to save.\n" + error.what());
+    }
 }
 
 bool CFloatDoc::AfterLoad() {
@@ -340,41 +363,50 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
 
 // --- saving ---
 
-bool CFloatDoc::OnSaveDocument() {
+SaveOutcome CFloatDoc::Save() {
     GetHost().Log("In OnSaveDocument for flt files\n");
     if (openedReadOnly || GetSession().files.IsReadOnly(filePath)) {
         GetHost().Message("This file has the ReadOnly property set. Use Save As to save to a new file." +
                           (readOnlyReason.empty() ? "" : "\n(" + readOnlyReason + ")"));
-        return false;
+        return SaveOutcome::failed;
     }
     try {
-        return fileVersion >= firstTailVersion ? SaveInPlace() : SaveOldVersion();
+        if (fileVersion < firstTailVersion)
+            return SaveOldVersion() ? SaveOutcome::saved : SaveOutcome::failed;
+        return SaveInPlace();
     } catch (const FileError& error) {
         GetHost().Failure("The file was not saved.\n" + std::string(error.what()));
     } catch (const Cancelled&) {
         GetHost().Log("The save was cancelled.\n");
     }
-    return false;
+    return SaveOutcome::failed;
+}
+
+bool CFloatDoc::IsAtItsPlace() const {
+    const auto onDisk = GetSession().files.Stamp(filePath);
+    const FileStamp opened = sampleFile->Stamp();
+    return onDisk && onDisk->inode == opened.inode && onDisk->device == opened.device;
+}
+
+bool CFloatDoc::HoldsItsSamples() const {
+    return fileVersion < firstTailVersion ||
+           (sampleFile->Length() >= tailOffset &&
+            FileFingerprint(*sampleFile, {headEnd_, tailOffset}) == fingerprint_);
 }
 
 // Whether the file on disk is the one that was opened, and free of changes that nobody agreed to lose.
-bool CFloatDoc::MaySaveOverSource() {
-    const auto onDisk = GetSession().files.Stamp(filePath);
-    const FileStamp opened = sampleFile->Stamp();
-    bool same = onDisk && onDisk->inode == opened.inode && onDisk->device == opened.device;
-    if (same && fileVersion >= firstTailVersion)
-        same = opened.length >= tailOffset &&
-               FileFingerprint(*sampleFile, {headEnd_, tailOffset}) == fingerprint_;
-    if (!same) {
+SaveOutcome CFloatDoc::MaySaveOverSource() {
+    const bool isWhole = HoldsItsSamples();
+    if (!isWhole || !IsAtItsPlace()) {
         GetHost().Message(
             "The file " + filePath.string() +
             " was moved, deleted or replaced since it was opened. Use Save As to save to a new file.");
-        return false;
+        return isWhole ? SaveOutcome::changedOutside : SaveOutcome::failed;
     }
-    return MayOverwrite(filePath);
+    return MayOverwrite(filePath) ? SaveOutcome::saved : SaveOutcome::changedOutside;
 }
 
-bool CFloatDoc::SaveInPlace() {
+SaveOutcome CFloatDoc::SaveInPlace() {
     FileSystem& files = GetSession().files;
     // A journal that is still here belongs to a save whose undoing failed; without it the old state would be
     // lost.
@@ -382,33 +414,37 @@ bool CFloatDoc::SaveInPlace() {
         UndoFromJournal(files, filePath, *sampleFile);
         RememberStamp(filePath);
     }
-    if (!MaySaveOverSource()) return false;
+    if (const SaveOutcome may = MaySaveOverSource(); may != SaveOutcome::saved) return may;
     GetDisplaySettingsFromView();
-    WriteJournal(files, filePath, *sampleFile, {headEnd_, tailOffset});
+    NewMetadata metadata;
+    const auto version = static_cast<int16_t>(currentFileVersion);
+    std::memcpy(metadata.head.data(), &version, sizeof version);
+    std::memcpy(metadata.head.data() + sizeof version, &sampleInterval, sizeof sampleInterval);
+    metadata.writeTail = [this](CArchive& archive) { WriteTail(archive, *this, fileComment); };
     try {
-        CArchive archive(*sampleFile, CArchive::Mode::store);
-        archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
-        archive.Write<double>(sampleInterval);
-        archive.Seek(tailOffset);
-        WriteTail(archive, *this, fileComment);
-        archive.Close();
-        sampleFile->Sync();
-        RetireJournal(files, filePath);
+        SaveThroughJournal(files, filePath, *sampleFile, {headEnd_, tailOffset}, metadata);
     } catch (...) {
-        // A failure here leaves the journal in place, and the next open tries again.
-        UndoFromJournal(files, filePath, *sampleFile);
         RememberStamp(filePath);
         throw;
     }
+    if (!IsAtItsPlace()) KeepBeside();
     fileVersion = currentFileVersion;
     RememberStamp(filePath);
     SetModifiedFlag(false);
-    return true;
+    return SaveOutcome::saved;
+}
+
+// Another file took this one's place while it was saved: what was saved has no name any more.
+void CFloatDoc::KeepBeside() {
+    FileSystem& files = GetSession().files;
+    const auto kept = FreeResultName(files, filePath);
+    WriteFileAtomically(
+        files, kept, [this](CArchive& archive) { archive.WriteFrom(*sampleFile, 0, sampleFile->Length()); });
+    throw ResultKept(filePath, kept);
 }
 
 bool CFloatDoc::SaveOldVersion() {
-    auto suggestion = filePath;
-    suggestion.replace_extension(".kymr-dat");
+    const auto suggestion = NameInstead(filePath, ".kymr-dat");
     const auto chosen = GetHost().ChooseSaveFile(
         {"Save in the current format", "Kymora (*.kymr-dat)|*.kymr-dat||", "kymr-dat", suggestion});
     if (!chosen) return false;
@@ -420,7 +456,7 @@ bool CFloatDoc::SaveOldVersion() {
         GetHost().Message("The file " + chosen->string() + " is open. Choose another name.");
         return false;
     }
-    if (!MaySaveOverSource()) return false;
+    if (MaySaveOverSource() != SaveOutcome::saved) return false;
     GetDisplaySettingsFromView();
     WriteNativeFile(*this, *chosen);
     pendingRewritePath = *chosen;
@@ -447,8 +483,7 @@ bool FinishRewrite(Session& session, const std::filesystem::path& oldPath,
             "happen. Alert author");
         return false;
     }
-    auto target = oldPath;
-    target.replace_extension(".kymr-dat");
+    const auto target = NameInstead(oldPath, ".kymr-dat");
     FileSystem& files = session.files;
     try {
         const bool targetIsOther = target != oldPath && target != newPath && files.Stamp(target).has_value();

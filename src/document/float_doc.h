@@ -30,7 +30,7 @@ class CFloatDoc : public CDataDoc {
     // Reads the head and the tail; the samples stay on disk. The metadata is skimmed first, so that a damaged
     // file is refused before anything is kept of it. A storing archive is an internal error and is refused.
     void Serialize(CArchive& archive);
-    bool OnSaveDocument() override;
+    SaveOutcome Save() override;
 
   protected:
     bool Load(OpenFor purpose) override;
@@ -40,15 +40,19 @@ class CFloatDoc : public CDataDoc {
   private:
     void AddTraceBehind(int source);
     bool OpenSampleFile(OpenFor purpose);
-    void HandleJournal(OpenFor purpose);
+    void HandleJournal();
+    void PassOverForeignJournal();
     void LoadAll(CArchive& archive);
     void LoadHead(CArchive& archive);
     void LoadOldHead(CArchive& archive);
     void LoadTail(CArchive& archive);
     void LoadSharedRows(CArchive& archive);
     void ReadInterleaved(int64_t storedIndex, std::span<const StoredRead> pieces);
-    bool MaySaveOverSource();
-    bool SaveInPlace();
+    bool IsAtItsPlace() const;
+    bool HoldsItsSamples() const;
+    SaveOutcome MaySaveOverSource();
+    SaveOutcome SaveInPlace();
+    [[noreturn]] void KeepBeside();
     bool SaveOldVersion();
 
     bool ownsFile_ = false;     // the file is open for writing and locked

@@ -66,23 +66,24 @@ void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment,
 
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::function<void(CArchive&)>& write) {
+    WriteFileAtomically(files, path, files.Stamp(path), write);
+}
+
+void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
+                         const std::optional<FileStamp>& expected,
+                         const std::function<void(CArchive&)>& write) {
     // Where the name is a link, the file that it leads to is replaced, not the link.
-    const std::filesystem::path target = files.Resolve(path);
+    TemporaryFile temporary(files, files.Resolve(path));
+    temporary.Expect(expected);
     try {
-        TemporaryFile temporary(files, target);
         CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
         write(archive);
         archive.Close();
-        temporary.MoveTo(target);
+        temporary.MoveToTarget();
+    } catch (const ResultKept&) {
+        throw;
     } catch (const FileError& error) {
-        // The user knows the target, not the name that it has while it is written.
-        std::string text = error.what();
-        const std::string temporaryName = target.string() + ".";
-        const size_t name = text.find(temporaryName);
-        const size_t end = text.find(TemporaryFile::ending, name);
-        if (name == std::string::npos || end == std::string::npos) throw;
-        text.replace(name, end + std::string_view(TemporaryFile::ending).size() - name, path.string());
-        throw FileError(text, error.systemError);
+        throw FileError(temporary.InWordsOfUser(error.what(), path), error.systemError);
     }
 }
 

@@ -28,9 +28,13 @@ void WriteHead(CArchive& archive, const CDataDoc& doc, int32_t newTraceCount,
 void WriteTail(CArchive& archive, const CDataDoc& doc, std::string_view comment, SampleRange range = {},
                int version = currentFileVersion);
 
-// Writes beside `path` and takes its place by rename once all bytes have reached the disk. The temporary file
-// never outlives the call. Throws FileError.
+// Writes beside `path` and takes its place in one step once all bytes have reached the disk. The temporary
+// file never outlives the call. Throws FileError, and ResultKept where another program has changed `path`
+// since the call began, or since it had the state that is expected.
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
+                         const std::function<void(CArchive&)>& write);
+void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
+                         const std::optional<FileStamp>& expected,
                          const std::function<void(CArchive&)>& write);
 
 // Thrown by a long write that the user cancelled.

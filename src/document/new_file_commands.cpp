@@ -9,6 +9,7 @@
 #include "document/native_writer.h"
 #include "document/new_file.h"
 #include "document/save_journal.h"
+#include "host/file_names.h"
 #include "numerics/expression.h"
 
 namespace kymora {
@@ -173,8 +174,7 @@ std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::f
 }
 
 std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open) {
-    auto suggestion = doc.filePath;
-    suggestion.replace_extension(".kymr-dat");
+    const auto suggestion = NameInstead(doc.filePath, ".kymr-dat");
     return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open, ".txt");
 }
 
@@ -208,8 +208,7 @@ std::optional<std::filesystem::path> SaveAsLegacy(CDataDoc& doc, std::span<CData
                                        "Note: any Kymora features introduced after the legacy version cannot "
                                        "be saved in a legacy file."))
         return {};
-    auto suggestion = doc.filePath;
-    suggestion.replace_extension(".flt");
+    const auto suggestion = NameInstead(doc.filePath, ".flt");
     const auto path = AskName(session, {"Save As Legacy (v10.0)", legacyFilter, "flt", suggestion}, open);
     if (!path) return {};
     Form form("File comment");

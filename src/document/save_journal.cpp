@@ -5,25 +5,33 @@
 #include <span>
 #include <vector>
 
+#include <fmt/format.h>
+
+#include "host/file_names.h"
+
 namespace kymora {
 namespace {
 
 constexpr size_t pieceSize = size_t{1} << 18;
 constexpr uint64_t fingerprintBytes = 65536;
 
-// The journal: this block, the old bytes from the tail's place on, and a checksum of both.
+// The journal: this block, the old bytes from the tail's place on, the new tail, and a check sum of it all.
 struct JournalHead {
-    char mark[8] = {'K', 'Y', 'M', 'J', 'R', 'N', 'L', '1'};
+    char mark[8] = {'K', 'Y', 'M', 'J', 'R', 'N', 'L', '2'};
     uint64_t headEnd = 0;
     uint64_t tailOffset = 0;
-    uint64_t oldLength = 0;               // of the data file
+    uint64_t oldLength = 0;  // of the data file
+    uint64_t newTailBytes = 0;
     uint64_t fingerprint = 0;             // of what a save does not touch
     std::array<std::byte, 16> oldHead{};  // rewrittenHeadBytes of it, then zeros
+    std::array<std::byte, 16> newHead{};
 
-    uint64_t TailBytes() const { return oldLength - tailOffset; }
-    uint64_t ChecksumPlace() const { return sizeof(JournalHead) + TailBytes(); }
+    uint64_t OldTailBytes() const { return oldLength - tailOffset; }
+    uint64_t NewEnd() const { return tailOffset + newTailBytes; }
+    uint64_t NewTailPlace() const { return sizeof(JournalHead) + OldTailBytes(); }
+    uint64_t ChecksumPlace() const { return NewTailPlace() + newTailBytes; }
 };
-static_assert(sizeof(JournalHead) == 56);
+static_assert(sizeof(JournalHead) == 80);
 
 // FNV-1a, 64 bits.
 class Checksum {
@@ -62,27 +70,97 @@ std::unique_ptr<DataFile> OpenJournal(FileSystem& files, const std::filesystem::
     return files.Open(journalPath, OpenMode::readOnly);
 }
 
+uint64_t ChecksumOf(const DataFile& journal, uint64_t bytes) {
+    Checksum sum;
+    EachPiece(journal, 0, bytes, [&](uint64_t, std::span<const std::byte> piece) { sum.Add(piece); });
+    return sum.Value();
+}
+
 // Nothing when the journal is cut off or damaged.
 std::optional<JournalHead> ReadIntactHead(const DataFile& journal) {
     JournalHead head;
+    const uint64_t length = journal.Length();
     if (journal.ReadAt(0, Raw(head)) != sizeof head) return std::nullopt;
     if (std::memcmp(head.mark, JournalHead().mark, sizeof head.mark) != 0) return std::nullopt;
     if (head.headEnd < rewrittenHeadBytes || head.tailOffset < head.headEnd ||
-        head.oldLength < head.tailOffset)
+        head.oldLength < head.tailOffset || head.OldTailBytes() > length || head.newTailBytes > length)
         return std::nullopt;
-    if (journal.Length() != head.ChecksumPlace() + sizeof(uint64_t)) return std::nullopt;
-    Checksum sum;
-    EachPiece(journal, 0, head.ChecksumPlace(),
-              [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); });
+    if (length != head.ChecksumPlace() + sizeof(uint64_t)) return std::nullopt;
     uint64_t stored = 0;
     journal.ReadAt(head.ChecksumPlace(), std::as_writable_bytes(std::span(&stored, 1)));
-    if (stored != sum.Value()) return std::nullopt;
+    if (stored != ChecksumOf(journal, head.ChecksumPlace())) return std::nullopt;
     return head;
 }
 
-bool Belongs(const JournalHead& head, const DataFile& file) {
-    return file.Length() >= head.tailOffset &&
-           FileFingerprint(file, {head.headEnd, head.tailOffset}) == head.fingerprint;
+// Whether a journal that is not intact is one that was cut off while it was made or retired. What begins
+// otherwise was not written here.
+bool IsCutOff(const DataFile& journal) {
+    const JournalHead whole;
+    char mark[sizeof whole.mark];
+    const size_t read = journal.ReadAt(0, std::as_writable_bytes(std::span(mark)));
+    for (size_t i = 0; i < read; ++i)
+        if (mark[i] != 0 && mark[i] != whole.mark[i]) return false;
+    return true;
+}
+
+// How a stretch of the file compares with what a save finds there and what it leaves there.
+class Comparison {
+  public:
+    // Bytes that are there; both others may be shorter.
+    void Add(std::span<const std::byte> there, std::span<const std::byte> before,
+             std::span<const std::byte> after) {
+        for (size_t i = 0; i < there.size(); ++i) {
+            // Behind the old end there may be room without bytes.
+            const std::byte old = i < before.size() ? before[i] : std::byte{0};
+            // What lies behind the new end stays.
+            const std::byte made = i < after.size() ? after[i] : old;
+            isNew_ = isNew_ && there[i] == made;
+            isEither_ = isEither_ && (there[i] == old || there[i] == made);
+        }
+    }
+    bool IsNew() const { return isNew_; }
+    bool IsEither() const { return isEither_; }
+
+  private:
+    bool isNew_ = true;
+    bool isEither_ = true;
+};
+
+// Reads what lies from `from` on and before `end`, up to the size of `to`.
+std::span<const std::byte> ReadPart(const DataFile& file, uint64_t from, uint64_t end,
+                                    std::span<std::byte> to) {
+    const uint64_t count = end > from ? std::min<uint64_t>(end - from, to.size()) : 0;
+    ReadWhole(file, from, to.first(count));
+    return to.first(count);
+}
+
+// Nothing when it is not the file of the journal, or another version of it.
+std::optional<JournalState> StateOf(const DataFile& journal, const JournalHead& head, const DataFile& file) {
+    const uint64_t length = file.Length();
+    const uint64_t newLength = std::max(head.oldLength, head.NewEnd());
+    if (length < head.oldLength || length > newLength) return std::nullopt;
+    if (FileFingerprint(file, {head.headEnd, head.tailOffset}) != head.fingerprint) return std::nullopt;
+    Comparison compared;
+    std::array<std::byte, rewrittenHeadBytes> fileHead{};
+    ReadWhole(file, 0, fileHead);
+    compared.Add(fileHead, std::span(head.oldHead).first(rewrittenHeadBytes),
+                 std::span(head.newHead).first(rewrittenHeadBytes));
+    std::vector<std::byte> there(pieceSize), before(pieceSize), after(pieceSize);
+    for (uint64_t at = head.tailOffset; at < length && compared.IsEither(); at += pieceSize) {
+        const uint64_t fromTail = at - head.tailOffset;
+        compared.Add(ReadPart(file, at, length, there),
+                     ReadPart(journal, sizeof(JournalHead) + fromTail, head.NewTailPlace(), before),
+                     ReadPart(journal, head.NewTailPlace() + fromTail, head.ChecksumPlace(), after));
+    }
+    if (!compared.IsEither()) return std::nullopt;
+    return compared.IsNew() && length == newLength ? JournalState::finished : JournalState::complete;
+}
+
+JournalState InspectJournal(const DataFile* journal, const DataFile& file, std::optional<JournalHead>& head) {
+    if (!journal) return JournalState::none;
+    head = ReadIntactHead(*journal);
+    if (!head) return IsCutOff(*journal) ? JournalState::incomplete : JournalState::foreign;
+    return StateOf(*journal, *head, file).value_or(JournalState::foreign);
 }
 
 // A file whose head and tail are read from its journal, and its samples from itself.
@@ -131,9 +209,7 @@ class JournalView : public DataFile {
 }  // namespace
 
 std::filesystem::path JournalPath(FileSystem& files, const std::filesystem::path& dataFile) {
-    auto path = files.Resolve(dataFile);
-    path += ".save-journal";
-    return path;
+    return NameBehind(files.Resolve(dataFile), ".save-journal");
 }
 
 uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
@@ -147,37 +223,55 @@ uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
 }
 
 void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file,
-                  JournalRange range) {
+                  JournalRange range, const NewMetadata& metadata) {
     JournalHead head;
     head.headEnd = range.headEnd;
     head.tailOffset = range.tailOffset;
     head.oldLength = file.Length();
     head.fingerprint = FileFingerprint(file, range);
     file.ReadAt(0, std::span(head.oldHead).first(rewrittenHeadBytes));
+    std::copy(metadata.head.begin(), metadata.head.end(), head.newHead.begin());
 
     const auto journalPath = JournalPath(files, path);
     const JournalState state = InspectJournal(files, path, file);
-    if (state == JournalState::foreign || state == JournalState::complete)
+    if (state == JournalState::complete)
         throw FileError("The safety copy " + journalPath.string() + " of another save stands in the way", 0);
-    if (state == JournalState::incomplete) files.Remove(journalPath);
+    if (state == JournalState::foreign)
+        SetJournalAside(files, path);
+    else if (state != JournalState::none)
+        files.Remove(journalPath);
     try {
         const auto journal = files.Open(journalPath, OpenMode::createNew);
-        Checksum sum;
-        uint64_t at = 0;
-        const auto append = [&](std::span<const std::byte> bytes) {
-            journal->WriteAt(at, bytes);
-            sum.Add(bytes);
-            at += bytes.size();
-        };
-        append(Raw(head));
-        EachPiece(file, head.tailOffset, head.oldLength,
-                  [&](uint64_t, std::span<const std::byte> bytes) { append(bytes); });
-        const uint64_t checksum = sum.Value();
-        append(std::as_bytes(std::span(&checksum, 1)));
+        CopyBytes(file, head.tailOffset, *journal, sizeof head, head.OldTailBytes());
+        CArchive archive(*journal, CArchive::Mode::store, head.NewTailPlace(), pieceSize);
+        metadata.writeTail(archive);
+        archive.Close();
+        head.newTailBytes = archive.Position() - head.NewTailPlace();
+        // The block that makes it a journal comes last.
+        journal->WriteAt(0, Raw(head));
+        const uint64_t checksum = ChecksumOf(*journal, head.ChecksumPlace());
+        journal->WriteAt(head.ChecksumPlace(), std::as_bytes(std::span(&checksum, 1)));
         journal->Sync();
         files.SyncFolderOf(journalPath);
-    } catch (const FileError&) {
+    } catch (...) {
         if (files.Stamp(journalPath)) files.Remove(journalPath);
+        throw;
+    }
+}
+
+void SaveThroughJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file,
+                        JournalRange range, const NewMetadata& metadata) {
+    WriteJournal(files, path, file, range, metadata);
+    try {
+        const auto journal = files.Open(JournalPath(files, path), OpenMode::readOnly);
+        JournalHead head;
+        ReadWhole(*journal, 0, Raw(head));
+        file.WriteAt(0, metadata.head);
+        CopyBytes(*journal, head.NewTailPlace(), file, head.tailOffset, head.newTailBytes);
+        file.Sync();
+        RetireJournal(files, path);
+    } catch (...) {
+        UndoFromJournal(files, path, file);
         throw;
     }
 }
@@ -198,21 +292,15 @@ void RetireJournal(FileSystem& files, const std::filesystem::path& path) {
 }
 
 JournalState InspectJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file) {
-    const auto journal = OpenJournal(files, path);
-    if (!journal) return JournalState::none;
-    const auto head = ReadIntactHead(*journal);
-    if (!head) return JournalState::incomplete;
-    return Belongs(*head, file) ? JournalState::complete : JournalState::foreign;
+    std::optional<JournalHead> head;
+    return InspectJournal(OpenJournal(files, path).get(), file, head);
 }
 
 void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file) {
     const auto journal = OpenJournal(files, path);
     const auto head = journal ? ReadIntactHead(*journal) : std::nullopt;
     if (!head) return;
-    EachPiece(*journal, sizeof(JournalHead), head->ChecksumPlace(),
-              [&](uint64_t at, std::span<const std::byte> bytes) {
-                  file.WriteAt(head->tailOffset + (at - sizeof(JournalHead)), bytes);
-              });
+    CopyBytes(*journal, sizeof(JournalHead), file, head->tailOffset, head->OldTailBytes());
     file.WriteAt(0, std::span(head->oldHead).first(rewrittenHeadBytes));
     file.Truncate(head->oldLength);
     file.Sync();
@@ -222,9 +310,19 @@ void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataF
 std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::filesystem::path& path,
                                              std::unique_ptr<DataFile> file) {
     auto journal = OpenJournal(files, path);
-    const auto head = journal ? ReadIntactHead(*journal) : std::nullopt;
-    if (!head || !Belongs(*head, *file)) return nullptr;
+    std::optional<JournalHead> head;
+    if (InspectJournal(journal.get(), *file, head) != JournalState::complete) return nullptr;
     return std::make_unique<JournalView>(std::move(file), std::move(journal), *head);
+}
+
+std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path) {
+    const auto journalPath = JournalPath(files, path);
+    const std::string ending = "-of-another-version";
+    auto kept = NameBehind(journalPath, ending);
+    for (int n = 2; files.Stamp(kept); ++n) kept = NameBehind(journalPath, fmt::format("{}-{}", ending, n));
+    files.Rename(journalPath, kept);
+    files.SyncFolderOf(kept);
+    return kept;
 }
 
 }  // namespace kymora

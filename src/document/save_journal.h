@@ -1,16 +1,22 @@
 #pragma once
-// What makes a save in place safe. Before the first byte of a native file is overwritten, what stands there
-// (the head's first ten bytes and everything from the tail's place on) is written to a journal beside it and
-// has reached the disk. The journal is removed when the new tail has reached the disk. A journal found at an
-// open means that a save was cut off, and puts the old bytes back. So a file opens with the old metadata or
-// with the new, never with a mixture, and the samples are not touched at all.
+// What makes a save in place safe. Before the first byte of a native file is overwritten, a journal beside it
+// holds what stands there (the head's first ten bytes and everything from the tail's place on) and what will,
+// and has reached the disk. It is removed when the new tail has reached the disk. A journal found at an open
+// means that a save was cut off: its old bytes go back, unless all new ones are in place. So a file opens
+// with the old metadata or with the new, never with a mixture, and the samples are not touched at all.
+//
+// A journal counts only for the file that it was made for: every byte that the save writes must be the old
+// one or the new one (or, behind the old end, nothing yet). So it is never laid over another version of the
+// recording that was put in its place.
 
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 
+#include "archive/archive.h"
 #include "host/file_system.h"
 
 namespace kymora {
@@ -30,10 +36,22 @@ std::filesystem::path JournalPath(FileSystem& files, const std::filesystem::path
 // samples.
 uint64_t FileFingerprint(const DataFile& file, JournalRange range);
 
-// Writes the journal of `file`, durably. A journal that stands there already must have been dealt with; a
-// foreign one is refused. Throws FileError, and then leaves the file as it was and no journal that counts.
+// What a save writes.
+struct NewMetadata {
+    std::array<std::byte, rewrittenHeadBytes> head{};
+    std::function<void(CArchive&)> writeTail;
+};
+
+// Replaces the metadata of `file`, which stands at `path` and is open for writing. A journal that is there
+// already must have been dealt with; one of another version is set aside. Throws FileError, and what
+// `writeTail` throws, and then has put the file back; where even that failed the journal stays for the next
+// open.
+void SaveThroughJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file,
+                        JournalRange range, const NewMetadata& metadata);
+
+// The first part of it: the journal, durably. Throws, and then leaves no journal that counts.
 void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file,
-                  JournalRange range);
+                  JournalRange range, const NewMetadata& metadata);
 
 // Makes the journal of a completed or undone save count no more, durably, and removes it. Throws FileError
 // while it still counts; a journal that only could not be removed is passed over at the next open.
@@ -42,8 +60,9 @@ void RetireJournal(FileSystem& files, const std::filesystem::path& path);
 enum class JournalState {
     none,        // there is no journal
     incomplete,  // it was cut off before the file was touched: the file is whole
-    foreign,     // it does not belong to this file
+    foreign,     // it does not belong to this file, or not to this version of it
     complete,    // the file may hold a mixture; Undo or View gives the old state
+    finished,    // the whole save has been written; only the journal was not removed
 };
 // What the journal beside `path` means for the open file.
 JournalState InspectJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file);
@@ -56,5 +75,8 @@ void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataF
 // complete.
 std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::filesystem::path& path,
                                              std::unique_ptr<DataFile> file);
+
+// Gives a foreign journal a name under which it is no journal any more, and answers it. Throws FileError.
+std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path);
 
 }  // namespace kymora

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "document/metadata_io.h"
+#include "host/file_names.h"
 
 namespace kymora {
 namespace {
@@ -58,29 +59,22 @@ void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
 }
 
 std::filesystem::path DamagedPath(FileSystem& files, const std::filesystem::path& path) {
-    auto kept = path;
-    kept += ".damaged";
-    for (int n = 2; files.Stamp(kept); ++n) {
-        kept = path;
-        kept += ".damaged-" + std::to_string(n);
-    }
+    auto kept = NameBehind(path, ".damaged");
+    for (int n = 2; files.Stamp(kept); ++n) kept = NameBehind(path, ".damaged-" + std::to_string(n));
     return kept;
 }
 
 }  // namespace
 
 std::filesystem::path SideCarPath(const std::filesystem::path& dataFile) {
-    auto path = dataFile;
-    return path.replace_extension(".kymr-hdr");
+    return NameInstead(dataFile, ".kymr-hdr");
 }
 
 SideCarResult ReadSideCar(CDataDoc& doc) {
     FileSystem& files = doc.GetSession().files;
     const std::filesystem::path path = SideCarPath(doc.filePath);
     doc.RememberStamp(path);
-    std::filesystem::path older = doc.filePath;
-    older.replace_extension(".kym");
-    for (const std::filesystem::path& candidate : {path, older}) {
+    for (const std::filesystem::path& candidate : {path, NameInstead(doc.filePath, ".kym")}) {
         std::string reason;
         try {
             const auto file = files.Open(candidate, OpenMode::readOnly);
@@ -119,15 +113,20 @@ void ScaleUnknownTraces(CDataDoc& doc) {
 bool WriteSideCar(CDataDoc& doc, SampleRange range) {
     FileSystem& files = doc.GetSession().files;
     const std::filesystem::path path = SideCarPath(doc.filePath);
+    const std::optional<FileStamp> there = files.Stamp(path);
     if (!doc.MayOverwrite(path)) return false;
     if (doc.damagedSideCar == path && files.Stamp(path)) {
         files.Rename(path, DamagedPath(files, path));
         doc.damagedSideCar.clear();
     }
-    WriteFileAtomically(files, path, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });
+    WriteFileAtomically(files, path, there, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });
     doc.RememberStamp(path);
     doc.fileVersion = currentFileVersion;
     return true;
+}
+
+void WriteSideCarAs(const CDataDoc& doc, FileSystem& files, const std::filesystem::path& path) {
+    WriteFileAtomically(files, path, [&](CArchive& archive) { StoreSideCar(archive, doc, {}); });
 }
 
 }  // namespace kymora

@@ -20,7 +20,10 @@ SideCarResult ReadSideCar(CDataDoc& doc);
 void ScaleUnknownTraces(CDataDoc& doc);
 
 // Writes the side-car, limited to `range` unless that is whole. False when the user kept another writer's
-// changes. Throws FileError.
+// changes. Throws FileError, and ResultKept where another program changed it in the very moment.
 bool WriteSideCar(CDataDoc& doc, SampleRange range = {});
+
+// Writes what the side-car holds to a file of another name. Throws FileError.
+void WriteSideCarAs(const CDataDoc& doc, FileSystem& files, const std::filesystem::path& path);
 
 }  // namespace kymora

@@ -5,60 +5,186 @@
 
 #include <fmt/format.h>
 
+#include "host/file_names.h"
+
 namespace kymora {
 namespace {
 
 constexpr int mostAttempts = 1000;
 
-}  // namespace
+std::filesystem::path TemporaryName(const std::filesystem::path& folder, int n) {
+    return (folder.empty() ? "." : folder) /
+           fmt::format("{}{:x}-{}{}", TemporaryFile::start, ::getpid(), n, TemporaryFile::ending);
+}
 
-TemporaryFile::TemporaryFile(FileSystem& files, const NameStart& start) : files_(files) {
-    for (int attempt = 0; !file_; ++attempt) {
-        path_ = start.text + std::to_string(attempt) + ending;
+bool IsTemporaryName(const std::filesystem::path& path) {
+    return path.extension() == TemporaryFile::ending &&
+           path.filename().string().starts_with(TemporaryFile::start);
+}
+
+// Whether the path still leads to the open file.
+bool IsAt(FileSystem& files, const std::filesystem::path& path, const DataFile& file) {
+    const auto there = files.Stamp(path);
+    const FileStamp own = file.Stamp();
+    return there && there->inode == own.inode && there->device == own.device;
+}
+
+// Removes the temporary files that killed programs have left in a folder. One that is still being written is
+// locked; where nobody can hold a lock, nobody can tell, and all stay.
+void SweepTemporaries(FileSystem& files, const std::filesystem::path& folder) {
+    for (const std::filesystem::path& path : files.List(folder)) {
+        if (!IsTemporaryName(path)) continue;
         try {
-            file_ = files_.Open(path_, OpenMode::createNew);
-        } catch (const FileError& error) {
-            if (error.systemError != EEXIST || attempt >= mostAttempts) throw;
+            const auto left = files.Open(path, OpenMode::readWrite);
+            if (left->TryLock() && left->HoldsLock() && IsAt(files, path, *left)) files.Remove(path);
+        } catch (const FileError&) {  // somebody else was faster, or may more
         }
     }
 }
 
-TemporaryFile::TemporaryFile(FileSystem& files, const std::filesystem::path& target)
-    : TemporaryFile(files, NameStart{fmt::format("{}.{}-", target.string(), ::getpid())}) {}
+struct NamedFile {
+    std::unique_ptr<DataFile> file;
+    std::filesystem::path path;
+};
 
-TemporaryFile TemporaryFile::InFolder(FileSystem& files, const std::filesystem::path& folder, Host& host) {
-    const auto start = (folder.empty() ? "." : folder) / fmt::format("dat{:x}-", ::getpid());
-    try {
-        return TemporaryFile(files, NameStart{start.string()});
-    } catch (const FileError&) {
-        host.Log("Couldn't allocate unique temporary file name\n");
-        throw;
+// A new file with a lock on it, so that no other run takes it for one that was left. One that a sweeping
+// program has in its hands at this moment is left to it.
+NamedFile OpenLocked(FileSystem& files, const std::filesystem::path& folder) {
+    for (int n = 0;; ++n) {
+        NamedFile made{nullptr, TemporaryName(folder, n)};
+        try {
+            made.file = files.Open(made.path, OpenMode::createNew);
+        } catch (const FileError& error) {
+            if (error.systemError != EEXIST || n >= mostAttempts) throw;
+            continue;
+        }
+        if (made.file->TryLock() && IsAt(files, made.path, *made.file)) return made;
+        if (n >= mostAttempts) throw FileError("Couldn't keep a temporary file in " + folder.string(), 0);
     }
+}
+
+void RemoveQuietly(FileSystem& files, const std::filesystem::path& path) {
+    try {
+        files.Remove(path);
+    } catch (const FileError&) {  // nothing is left that could be done about it
+    }
+}
+
+}  // namespace
+
+ResultKept::ResultKept(const std::filesystem::path& target, const std::filesystem::path& kept)
+    : FileError(
+          fmt::format("{} was changed by another program meanwhile and was left as it is. The result was "
+                      "kept as {}.",
+                      target.string(), kept.filename().string()),
+          0),
+      kept(kept) {}
+
+std::filesystem::path FreeResultName(FileSystem& files, const std::filesystem::path& target) {
+    const std::string extension = target.extension().string();
+    std::filesystem::path name = NameInstead(target, "_result" + extension);
+    for (int n = 2; files.Stamp(name); ++n)
+        name = NameInstead(target, fmt::format("_result-{}{}", n, extension));
+    return name;
+}
+
+TemporaryFile::TemporaryFile(FileSystem& files, const std::filesystem::path& target)
+    : files_(files), target_(target), expected_(files.Stamp(target)) {
+    const std::filesystem::path folder = target.parent_path();
+    SweepTemporaries(files, folder);
+    path_ = TemporaryName(folder, 0);
+    file_ = files.OpenUnnamed(path_);
+    if (!file_) OpenNamed();
+}
+
+void TemporaryFile::OpenNamed() {
+    try {
+        NamedFile made = OpenLocked(files_, target_.parent_path());
+        file_ = std::move(made.file);
+        path_ = std::move(made.path);
+        isNamed_ = true;
+    } catch (const FileError& error) {
+        throw FileError(InWordsOfUser(error.what(), target_), error.systemError);
+    }
+}
+
+std::string TemporaryFile::InWordsOfUser(std::string text, const std::filesystem::path& known) const {
+    const std::string name = path_.string();
+    if (const size_t at = text.find(name); at != std::string::npos)
+        text.replace(at, name.size(), known.string());
+    return text;
 }
 
 TemporaryFile::~TemporaryFile() {
     if (!file_) return;
     file_.reset();
-    try {
-        files_.Remove(path_);
-    } catch (const FileError&) {  // nothing is left that could be done about it
+    if (isNamed_) RemoveQuietly(files_, path_);
+}
+
+// A target that is gone leaves nothing to be replaced.
+bool TemporaryFile::MayReplace() const {
+    const auto now = files_.Stamp(target_);
+    return !now || now == expected_;
+}
+
+// A name for the moment before the rename; a file that is left with it by a kill is swept later.
+void TemporaryFile::TakeName() {
+    file_->TryLock();
+    for (int n = 0; !isNamed_; ++n) {
+        const std::filesystem::path name = TemporaryName(target_.parent_path(), n);
+        try {
+            file_->LinkAs(name);
+            path_ = name;
+            isNamed_ = true;
+        } catch (const FileError& error) {
+            if (error.systemError == EEXIST && n < mostAttempts) continue;
+            // The system makes files without a name, and then cannot give them one.
+            const std::unique_ptr<DataFile> unnamed = std::move(file_);
+            OpenNamed();
+            CopyBytes(*unnamed, 0, *file_, 0, unnamed->Length());
+            file_->Sync();
+        }
     }
 }
 
-void TemporaryFile::MoveTo(const std::filesystem::path& target) {
-    file_->Sync();
-    files_.CopyPermissions(target, path_);
+// The name of a target that does not exist can be taken at once, and from nobody.
+bool TemporaryFile::TryTakeTarget() {
+    if (isNamed_ || files_.Stamp(target_)) return false;
     try {
-        files_.Rename(path_, target);
-    } catch (const FileError& error) {
-        if (error.systemError != EXDEV) throw;
-        TemporaryFile copy(files_, target);
-        CopyBytes(*file_, 0, copy.File(), 0, file_->Length());
-        copy.MoveTo(target);
-        return;
+        file_->LinkAs(target_);
+        return true;
+    } catch (const FileError&) {  // somebody took it, or the other way says why not
+        return false;
+    }
+}
+
+std::filesystem::path TemporaryFile::KeepBeside() {
+    const std::filesystem::path kept = FreeResultName(files_, target_);
+    files_.Rename(path_, kept);
+    return kept;
+}
+
+void TemporaryFile::MoveToTarget() {
+    file_->Sync();
+    std::optional<std::filesystem::path> kept;
+    if (!TryTakeTarget()) {
+        TakeName();
+        files_.CopyPermissions(target_, path_);
+        if (MayReplace())
+            files_.Rename(path_, target_);
+        else
+            kept = KeepBeside();
     }
     file_.reset();
-    files_.SyncFolderOf(target);
+    files_.SyncFolderOf(target_);
+    if (kept) throw ResultKept(target_, *kept);
+}
+
+std::unique_ptr<DataFile> OpenScratchFile(FileSystem& files, const std::filesystem::path& folder) {
+    if (auto scratch = files.OpenUnnamed(TemporaryName(folder, 0))) return scratch;
+    NamedFile made = OpenLocked(files, folder);
+    files.Remove(made.path);
+    return std::move(made.file);
 }
 
 }  // namespace kymora

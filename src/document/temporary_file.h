@@ -1,47 +1,74 @@
 #pragma once
-// A file that is removed again unless it was moved into its place.
+// A file that takes its place, or a new name beside it, when it is complete, and leaves nothing behind
+// otherwise, whatever ends the program.
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/file_system.h"
-#include "host/host.h"
 
 namespace kymora {
 
+// What `target` was to be replaced by stands beside it under a name of its own, since another program changed
+// the target meanwhile. The text names both.
+class ResultKept : public FileError {
+  public:
+    explicit ResultKept(const std::filesystem::path& target, const std::filesystem::path& kept);
+    std::filesystem::path kept;
+};
+
+// "cell7_result.kymr-dat" for "cell7.kymr-dat", or "cell7_result-2.kymr-dat" and so on: the first name that
+// is free.
+std::filesystem::path FreeResultName(FileSystem& files, const std::filesystem::path& target);
+
 class TemporaryFile {
   public:
-    static constexpr const char* ending = ".tmp";
+    static constexpr const char* start = "dat";
+    static constexpr const char* ending = ".kymora-tmp";
 
-    // "NAME.<process>-<n>.tmp" beside the file NAME that it is to replace. Throws FileError.
+    // A file without a name in the folder of `target`, or one with a name and a lock where the system has no
+    // such files. Removes what killed programs have left of the latter. A link as target would be replaced
+    // itself, so that the caller resolves it before. Throws FileError.
     TemporaryFile(FileSystem& files, const std::filesystem::path& target);
-    // "dat<process, hexadecimal>-<n>.tmp" in a folder; an empty one is ".". A failure stands in the log, too.
-    static TemporaryFile InFolder(FileSystem& files, const std::filesystem::path& folder, Host& host);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     DataFile& File() { return *file_; }
+    // "dat<process, hexadecimal>-<n>.kymora-tmp" in the target's folder.
     const std::filesystem::path& Path() const { return path_; }
+    // The text of an error with the name that the user knows in the place of the temporary one.
+    std::string InWordsOfUser(std::string text, const std::filesystem::path& known) const;
 
-    // Gives the file the name and the access rights of `target`, which it replaces, once all its bytes have
-    // reached the disk; a target on another disk gets a copy. A link would be replaced itself, so that the
-    // caller resolves it before. Throws FileError, and the file is then still a temporary one, unless it has
-    // moved and only the folder could not be made durable.
-    void MoveTo(const std::filesystem::path& target);
+    // The state of the target that may be replaced; without this call the one that it had when this object
+    // was made.
+    void Expect(const std::optional<FileStamp>& state) { expected_ = state; }
+
+    // Takes the name and the access rights of the target, which it replaces, once all bytes have reached the
+    // disk. Throws ResultKept where another version of the target stands there by now, and FileError: it is
+    // then still a temporary file, unless it has moved and only the folder could not be made durable.
+    void MoveToTarget();
     bool HasMoved() const { return !file_; }
 
   private:
-    struct NameStart {
-        std::string text;
-    };
-    // Takes the first of the names "START<n>.tmp" that is free.
-    TemporaryFile(FileSystem& files, const NameStart& start);
+    void OpenNamed();
+    bool MayReplace() const;
+    void TakeName();
+    bool TryTakeTarget();
+    std::filesystem::path KeepBeside();
 
     FileSystem& files_;
+    std::filesystem::path target_;
+    std::optional<FileStamp> expected_;
     std::filesystem::path path_;
     std::unique_ptr<DataFile> file_;
+    bool isNamed_ = false;
 };
+
+// A file for intermediate results in `folder` (an empty one is "."), which is gone when it is closed, also by
+// a kill. Throws FileError.
+std::unique_ptr<DataFile> OpenScratchFile(FileSystem& files, const std::filesystem::path& folder);
 
 }  // namespace kymora

@@ -32,19 +32,28 @@ class ScratchFileSource : public FloatSource {
 class ScratchFile : public ScratchRun, private FloatSink {
   public:
     ScratchFile(FileSystem& files, Host& host, const std::filesystem::path& folder)
-        : file_(TemporaryFile::InFolder(files, folder, host)),
-          writer_(file_.File(), CArchive::Mode::store, 0, scratchBuffer) {}
+        : file_(Open(files, host, folder)), writer_(*file_, CArchive::Mode::store, 0, scratchBuffer) {}
 
     FloatSink& Sink() override { return *this; }
     std::unique_ptr<FloatSource> Rewind() override {
         writer_.Flush();
-        return std::make_unique<ScratchFileSource>(file_.File());
+        return std::make_unique<ScratchFileSource>(*file_);
     }
 
   private:
+    static std::unique_ptr<DataFile> Open(FileSystem& files, Host& host,
+                                          const std::filesystem::path& folder) {
+        try {
+            return OpenScratchFile(files, folder);
+        } catch (const FileError&) {
+            host.Log(noTemporaryNameText);
+            throw;
+        }
+    }
+
     void Write(std::span<const float> values) override { writer_.WriteRaw(std::as_bytes(values)); }
 
-    TemporaryFile file_;
+    std::unique_ptr<DataFile> file_;
     CArchive writer_;
 };
 

@@ -9,8 +9,10 @@
 
 namespace kymora {
 
-// Each run is a file "dat...tmp" in a folder, which goes when the run goes, also after a failure. The sources
-// of a run must not outlive it, and the runs not the file system.
+// Each run is a file without a name in a folder, which goes when the run goes, also by a kill. The sources of
+// a run must not outlive it, and the runs not the file system. For the log.
+inline constexpr const char* noTemporaryNameText = "Couldn't allocate unique temporary file name\n";
+
 class TemporaryScratch : public ScratchRoom {
   public:
     TemporaryScratch(FileSystem& files, Host& host, std::filesystem::path folder)

@@ -323,7 +323,7 @@ TEST_F(ProgramTest, InterruptedConversionLeavesNothing) {
     const std::string file = Save(*doc, "long.kymr-dat");
     ProgramSetup setup;
     // As soon as the half-written file is there.
-    setup.interruptWhen = [&] { return folder.Count() > 1; };
+    setup.interruptWhen = [&](pid_t process) { return WritesIn(process, folder.Path()); };
     const ProgramResult result = RunKymora({"convert", file, "-o", In("out.txt")}, setup);
     EXPECT_EQ(result.code, 130) << result.err;
     EXPECT_EQ(folder.Count(), 1u);
@@ -338,7 +338,7 @@ TEST_F(ProgramTest, InterruptReachesAWriterThatNobodyReads) {
     setup.stdoutPath = "/dev/fd/" + std::to_string(pipeEnds[1]);
     setup.secondsAllowed = 10;
     int polls = 0;
-    setup.interruptWhen = [&] { return ++polls > 100; };
+    setup.interruptWhen = [&](pid_t) { return ++polls > 100; };
     EXPECT_EQ(RunKymora({"samples", file}, setup).code, 130);
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);

@@ -147,7 +147,7 @@ TEST_F(RunProgramTest, AnInterruptedRunLeavesNothing) {
         MemoryDoc::Generate(session, 4, 8'000'000, [](int, int64_t i) { return static_cast<float>(i % 50); });
     WriteNativeFile(*doc, folder / "long.kymr-dat");
     ProgramSetup setup;
-    setup.interruptWhen = [&] { return folder.Count() > 1; };
+    setup.interruptWhen = [&](pid_t process) { return WritesIn(process, folder.Path()); };
     const ProgramResult result = RunKymora(
         {"run", "CEventThreshold", In("long.kymr-dat"), "--set", "destination=z", "--write-new"}, setup);
     EXPECT_EQ(result.code, 130) << result.err;

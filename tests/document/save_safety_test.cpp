@@ -14,6 +14,7 @@ namespace kymora {
 namespace {
 
 const std::filesystem::path path = "/rec.kymr-dat";
+constexpr int newEvents = 60'000;  // their tail goes out in many writes
 
 struct SaveSafety : ::testing::Test {
     test::TestHost host;
@@ -30,7 +31,29 @@ struct SaveSafety : ::testing::Test {
     // A change that makes the tail longer.
     static void Edit(CDataDoc& doc) {
         doc.fileComment = "a comment that is a good deal longer than the one before";
-        for (int i = 0; i < 500; ++i) doc.AddEvent(5, {i, i + 1, 0.0f, 0, 0, "new"});
+        for (int i = 0; i < newEvents; ++i) doc.AddEvent(5, {i, i + 1, 0.0f, 0, 0, "new"});
+    }
+    // Leaves the file as a kill in the midst of writing the new tail does.
+    void Interrupt() {
+        PutRecording();
+        test::FaultyFileSystem faulty(disk);
+        Session session(host, faulty);
+        const auto doc = Open(session);
+        Edit(*doc);
+        // The last writes are those of the tail, then the journal goes by two changes.
+        faulty.dieAtChange = ChangesOfASave() - 3;
+        EXPECT_FALSE(doc->OnSaveDocument());
+        ASSERT_TRUE(disk.Has(JournalPath(disk, path)));
+    }
+    int64_t ChangesOfASave() {
+        MemoryFileSystem other;
+        other.Put(path, test::BuildNative({}).file.data);
+        test::FaultyFileSystem counting(other);
+        Session session(host, counting);
+        const auto doc = Open(session);
+        Edit(*doc);
+        EXPECT_TRUE(doc->OnSaveDocument());
+        return counting.changes;
     }
     // Opens the file as the next start of the program would; answers whether it has the new metadata.
     bool CheckWhole(OpenFor purpose, const std::string& trace) {
@@ -46,7 +69,7 @@ struct SaveSafety : ::testing::Test {
             for (int i = 0; i < 10; ++i) EXPECT_EQ(samples[static_cast<size_t>(i)], test::BuiltSample(t, i));
         }
         const bool isNew = doc->fileComment != "comment";
-        EXPECT_EQ(doc->GetNumEvents(5), isNew ? 500 : 0);
+        EXPECT_EQ(doc->GetNumEvents(5), isNew ? newEvents : 0);
         EXPECT_EQ(doc->GetNumEvents(1), 3);
         return isNew;
     }
@@ -95,7 +118,7 @@ TEST_F(SaveSafety, KilledAtAnyWriteTheFileOpensOldOrNew) {
 TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
     PutRecording();
     const auto before = disk.Bytes(path);
-    for (int64_t freeBytes = 0; freeBytes < 160000; freeBytes += freeBytes < 200 ? 13 : 997) {
+    for (int64_t freeBytes = 0; freeBytes < 6'000'000; freeBytes += freeBytes < 200 ? 13 : 49'997) {
         PutRecording();
         test::FaultyFileSystem faulty(disk);
         faulty.freeBytes = freeBytes;
@@ -118,16 +141,7 @@ TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
 TEST_F(SaveSafety, AReaderSeesThroughTheJournal) {
     PutRecording();
     const auto before = disk.Bytes(path);
-    test::FaultyFileSystem faulty(disk);
-    faulty.dieAtChange = 12;
-    {
-        Session session(host, faulty);
-        const auto doc = Open(session);
-        ASSERT_TRUE(doc);
-        Edit(*doc);
-        EXPECT_FALSE(doc->OnSaveDocument());
-    }
-    ASSERT_TRUE(disk.Has(JournalPath(disk, path)));
+    Interrupt();
     ASSERT_NE(disk.Bytes(path), before);
     const auto mixed = disk.Bytes(path);
     auto locked = disk.Open(path, OpenMode::readWrite);
@@ -189,26 +203,91 @@ TEST_F(SaveSafety, AFileWithOtherSamplesIsNeverSavedOver) {
     EXPECT_EQ(disk.Bytes(path), changed);
 }
 
-// A journal is never laid over a file that it was not made from.
-TEST_F(SaveSafety, AJournalOfAnotherFileIsLeftAlone) {
+// A save is killed in its midst, and another version of the recording, such as a backup with the same
+// samples, is put in its place: it opens as it is, and the journal is set aside and told of once.
+TEST_F(SaveSafety, AJournalOfAnotherVersionIsSetAside) {
+    test::NativeRecipe otherSamples, otherTail, longerTail;
+    otherSamples.runs = {{12}, {12}};
+    otherTail.comment = u"comMent";
+    longerTail.comment = u"a comment that is a good deal longer than the other";
+    std::vector<std::vector<std::byte>> versions;
+    for (const auto& recipe : {otherSamples, otherTail, longerTail})
+        versions.push_back(test::BuildNative(recipe).file.data);
+    Interrupt();
+    const auto mixed = disk.Bytes(path);
+    versions.push_back(mixed);
+    versions.back().back() ^= std::byte{1};  // one byte of the tail
+    versions.push_back(mixed);
+    versions.back().resize(versions.back().size() + 4'000'000);
+    const auto kept = JournalPath(disk, path).string() + "-of-another-version";
+    for (const auto& bytes : versions) {
+        SCOPED_TRACE(&bytes - versions.data());
+        Interrupt();
+        disk.Put(path, bytes);
+        Session session(host, disk);
+        host.Forget();
+        Open(session, OpenFor::reading);
+        EXPECT_EQ(disk.Bytes(path), bytes) << "a reader writes nothing";
+        EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+        host.Forget();
+        auto doc = Open(session);
+        EXPECT_EQ(disk.Bytes(path), bytes);
+        EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+        EXPECT_TRUE(disk.Has(kept));
+        ASSERT_FALSE(host.messages.empty());
+        EXPECT_NE(host.messages[0].text.find("another version of this recording"), std::string::npos);
+        if (&bytes - versions.data() >= 3) continue;  // mixtures have more to tell, or nothing
+        EXPECT_EQ(host.messages.size(), 1u);
+        doc.reset();
+        host.Forget();
+        doc = Open(session);
+        EXPECT_TRUE(host.messages.empty()) << "told once";
+        doc->fileComment = "and saved";
+        EXPECT_TRUE(doc->OnSaveDocument());
+        EXPECT_TRUE(disk.Has(kept));
+    }
+}
+
+// All of the new metadata had been written when the program was killed: they stay.
+TEST_F(SaveSafety, AFinishedSaveIsNotUndone) {
     PutRecording();
     {
-        const auto file = disk.Open(path, OpenMode::readOnly);
-        const auto built = test::BuildNative({});
-        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset});
+        test::FaultyFileSystem faulty(disk);
+        faulty.dieAtChange = ChangesOfASave() - 1;
+        Session session(host, faulty);
+        const auto doc = Open(session);
+        Edit(*doc);
+        EXPECT_FALSE(doc->OnSaveDocument());
     }
-    test::NativeRecipe other;
-    other.runs = {{12}, {12}};
-    const auto bytes = test::BuildNative(other).file.data;
-    disk.Put(path, bytes);
-    Session session(host, disk);
-    const auto doc = Open(session);
-    ASSERT_TRUE(doc);
-    EXPECT_EQ(doc->GetLength(), 12);
-    EXPECT_NE(host.LastMessage().find("does not belong to this file"), std::string::npos);
-    EXPECT_FALSE(doc->OnSaveDocument());
-    EXPECT_EQ(disk.Bytes(path), bytes);
     EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+    EXPECT_TRUE(CheckWhole(OpenFor::reading, "reader"));
+    EXPECT_TRUE(CheckWhole(OpenFor::editing, "editor"));
+    EXPECT_TRUE(host.messages.empty());
+    EXPECT_EQ(disk.Count(), 1u);
+}
+
+// Another program renames its version over the file while it is saved.
+TEST_F(SaveSafety, AFileThatIsReplacedDuringItsSaveStaysAndTheResultIsKept) {
+    PutRecording();
+    test::FaultyFileSystem faulty(disk);
+    Session session(host, faulty);
+    auto doc = Open(session);
+    Edit(*doc);
+    test::NativeRecipe other;
+    other.comment = u"theirs";
+    const auto theirs = test::BuildNative(other).file.data;
+    bool isReplaced = false;
+    faulty.beforeChange = [&] {
+        if (!std::exchange(isReplaced, true)) disk.Put(path, theirs);
+    };
+    EXPECT_FALSE(doc->OnSaveDocument());
+    EXPECT_NE(host.LastMessage().find("kept as rec_result.kymr-dat"), std::string::npos);
+    doc.reset();
+    EXPECT_EQ(disk.Bytes(path), theirs);
+    EXPECT_EQ(disk.Count(), 2u);
+    CFloatDoc kept(session);
+    ASSERT_TRUE(kept.OnOpenDocument("/rec_result.kymr-dat"));
+    EXPECT_EQ(kept.GetNumEvents(5), newEvents);
 }
 
 // A file that takes the place of one with an interrupted save is not put back to that one's state.
@@ -218,7 +297,7 @@ TEST_F(SaveSafety, AReplacedFileHasNoJournal) {
     {
         const auto file = disk.Open(path, OpenMode::readOnly);
         const auto built = test::BuildNative({});
-        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset});
+        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset}, {{}, [](CArchive&) {}});
     }
     disk.Put("/source.kymr-dat", test::BuildNative({}).file.data);
     CFloatDoc source(session);

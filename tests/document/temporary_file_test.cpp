@@ -22,77 +22,105 @@ std::vector<std::byte> Text(const char* text) {
     return bytes.data;
 }
 
-// Two disks: a file cannot be renamed from one folder to another.
-class TwoDisks : public MemoryFileSystem {
-  public:
-    void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
-        if (from.parent_path() != to.parent_path()) throw FileError("another disk", EXDEV);
-        MemoryFileSystem::Rename(from, to);
-    }
-};
-
 struct Temporary : ::testing::Test {
     test::TestHost host;
     MemoryFileSystem files;
     const std::string process = fmt::format("{:x}", ::getpid());
 };
 
-TEST_F(Temporary, TakesTheFirstFreeNameAndGoesAfterAThrow) {
-    files.Put("/data/dat" + process + "-0.tmp", Text("another's"));
-    try {
-        TemporaryFile file = TemporaryFile::InFolder(files, "/data", host);
-        EXPECT_EQ(file.Path(), "/data/dat" + process + "-1.tmp");
-        TemporaryFile second = TemporaryFile::InFolder(files, "/data", host);
-        EXPECT_EQ(second.Path(), "/data/dat" + process + "-2.tmp");
-        const TemporaryFile here = TemporaryFile::InFolder(files, "", host);
-        EXPECT_EQ(here.Path(), "./dat" + process + "-0.tmp");
-        const TemporaryFile beside(files, "/data/a.kymr-dat");
-        EXPECT_EQ(beside.Path(), fmt::format("/data/a.kymr-dat.{}-0.tmp", ::getpid()));
-        file.File().WriteAt(0, Text("half"));
-        EXPECT_EQ(files.Count(), 5u);
-        throw std::runtime_error("the kernel failed");
-    } catch (const std::runtime_error&) {
+// With files that have no name until they are complete, and without.
+TEST_F(Temporary, TakesItsPlaceOrLeavesNothing) {
+    for (const bool unnamed : {true, false}) {
+        files = {};
+        files.opensUnnamed = unnamed;
+        files.Put("/data/old", Text("old"));
+        for (const char* target : {"/data/old", "/data/new"}) {
+            TemporaryFile file(files, target);
+            const TemporaryFile second(files, target);  // of another thread
+            file.File().WriteAt(0, Text("new"));
+            file.MoveToTarget();
+            EXPECT_EQ(files.Bytes(target), Text("new"));
+        }
+        EXPECT_EQ(files.Count(), 2u);
+        try {
+            TemporaryFile file(files, "/data/old");
+            file.File().WriteAt(0, Text("half"));
+            throw std::runtime_error("the kernel failed");
+        } catch (const std::runtime_error&) {
+        }
+        EXPECT_EQ(files.Count(), 2u);
+        EXPECT_EQ(files.Bytes("/data/old"), Text("new"));
+
+        // A place that cannot be taken leaves what is there, and nothing else.
+        test::FaultyFileSystem faulty(files);
+        {
+            TemporaryFile file(faulty, "/data/old");
+            int changes = 0;  // the rename comes behind the link, where there is one
+            faulty.beforeChange = [&] {
+                if (++changes == (unnamed ? 2 : 1)) throw FileError("not now", EACCES);
+            };
+            EXPECT_THROW(file.MoveToTarget(), FileError);
+        }
+        EXPECT_EQ(files.Count(), 2u);
+        EXPECT_EQ(files.Bytes("/data/old"), Text("new"));
     }
-    EXPECT_EQ(files.Count(), 1u);
-    EXPECT_EQ(files.Bytes("/data/dat" + process + "-0.tmp"), Text("another's"));
-    EXPECT_TRUE(host.log.empty());
 }
 
-TEST_F(Temporary, SaysInTheLogThatThereIsNoName) {
+// Another program writes the target while the new one is made: its version stays.
+TEST_F(Temporary, ATargetThatOthersChangedIsLeftAndTheResultKept) {
+    for (const bool unnamed : {true, false})
+        for (const bool existed : {true, false}) {
+            files = {};
+            files.opensUnnamed = unnamed;
+            if (existed) files.Put("/data/a.txt", Text("old"));
+            files.Put("/data/a_result.txt", Text("an earlier one"));
+            TemporaryFile file(files, "/data/a.txt");
+            file.File().WriteAt(0, Text("mine"));
+            files.Put("/data/a.txt", Text("theirs"));
+            try {
+                file.MoveToTarget();
+                ADD_FAILURE() << "nothing was told";
+            } catch (const ResultKept& kept) {
+                EXPECT_STREQ(
+                    kept.what(),
+                    "/data/a.txt was changed by another program meanwhile and was left as it is. The "
+                    "result was kept as a_result-2.txt.");
+            }
+            EXPECT_EQ(files.Bytes("/data/a.txt"), Text("theirs"));
+            EXPECT_EQ(files.Bytes("/data/a_result-2.txt"), Text("mine"));
+            EXPECT_EQ(files.Count(), 3u);
+        }
+}
+
+// What a killed program has left goes with the next file that is written in that folder; what another one is
+// writing, and what is no file of ours, stays.
+TEST_F(Temporary, WhatIsLeftIsSwept) {
+    files.opensUnnamed = false;
+    files.Put("/data/dat7b-0.kymora-tmp", Text("left"));
+    files.Put("/data/dat7b-1.kymora-tmp", Text("in use"));
+    files.Put("/data/dat7b-2.tmp", Text("a user's"));
+    const auto writing = files.Open("/data/dat7b-1.kymora-tmp", OpenMode::readWrite);
+    ASSERT_TRUE(writing->TryLock());
+    TemporaryFile file(files, "/data/x");
+    EXPECT_EQ(file.Path(), "/data/dat" + process + "-0.kymora-tmp");
+    const TemporaryFile second(files, "/data/y");
+    EXPECT_EQ(second.Path(), "/data/dat" + process + "-1.kymora-tmp");
+    EXPECT_FALSE(files.Has("/data/dat7b-0.kymora-tmp"));
+    EXPECT_EQ(files.Count(), 4u);
+}
+
+TEST_F(Temporary, NamesTheTargetWhereItCannotBeMade) {
     DiskFileSystem disk;
-    EXPECT_THROW(TemporaryFile::InFolder(disk, "/no such folder", host), FileError);
+    try {
+        const TemporaryFile file(disk, "/no such folder/x");
+        ADD_FAILURE() << "it was made";
+    } catch (const FileError& error) {
+        EXPECT_STREQ(error.what(), "Couldn't open /no such folder/x: No such file or directory");
+    }
+    TemporaryScratch room(disk, host, "/no such folder");
+    EXPECT_THROW(room.Make(), FileError);
     ASSERT_EQ(host.log.size(), 1u);
     EXPECT_EQ(host.log[0], "Couldn't allocate unique temporary file name\n");
-    EXPECT_THROW(TemporaryFile(disk, "/no such folder/x"), FileError);
-    EXPECT_EQ(host.log.size(), 1u);
-}
-
-TEST_F(Temporary, MovesIntoItsPlaceOnThisDiskOrAnother) {
-    TwoDisks disks;
-    for (const char* target : {"/data/result", "/other/result"}) {
-        disks.Put(target, Text("old"));
-        {
-            TemporaryFile file = TemporaryFile::InFolder(disks, "/data", host);
-            file.File().WriteAt(0, Text("new"));
-            file.MoveTo(target);
-        }
-        EXPECT_EQ(disks.Bytes(target), Text("new"));
-    }
-    EXPECT_EQ(disks.Count(), 2u);
-
-    // A place that cannot be taken leaves what is there, and nothing else.
-    test::FaultyFileSystem faulty(files);
-    files.Put("/data/result", Text("old"));
-    {
-        TemporaryFile file = TemporaryFile::InFolder(faulty, "/data", host);
-        faulty.beforeChange = [&] {
-            faulty.beforeChange = {};
-            throw FileError("not now", EACCES);
-        };
-        EXPECT_THROW(file.MoveTo("/data/result"), FileError);
-    }
-    EXPECT_EQ(files.Bytes("/data/result"), Text("old"));
-    EXPECT_EQ(files.Count(), 1u);
 }
 
 TEST_F(Temporary, AScratchRunReadsAsOftenAsOneLikesAndGoes) {
@@ -117,7 +145,7 @@ TEST_F(Temporary, AScratchRunReadsAsOftenAsOneLikesAndGoes) {
         }
         std::vector<float> part(5);
         EXPECT_EQ(other->Rewind()->Read(part), 3u);
-        EXPECT_EQ(files.Count(), 2u);
+        EXPECT_EQ(files.Count(), 0u) << "a kill would leave them";
     }
     EXPECT_EQ(files.Count(), 0u);
 }

@@ -60,10 +60,10 @@ class MemoryDoc : public CDataDoc {
     bool saveSucceeds = true;
     int saveCalls = 0;
 
-    bool OnSaveDocument() override {
+    SaveOutcome Save() override {
         ++saveCalls;
         if (saveSucceeds) SetModifiedFlag(false);
-        return saveSucceeds;
+        return saveSucceeds ? SaveOutcome::saved : SaveOutcome::failed;
     }
 
   protected:

@@ -46,6 +46,17 @@ inline std::string FileBytes(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// Whether a process holds a file open in a folder that has no name there: a result that is being written.
+inline bool WritesIn(pid_t process, const std::filesystem::path& folder) {
+    std::error_code gone;
+    const std::filesystem::path handles = "/proc/" + std::to_string(process) + "/fd";
+    for (const auto& handle : std::filesystem::directory_iterator(handles, gone)) {
+        const std::string file = std::filesystem::read_symlink(handle, gone).string();
+        if (file.starts_with((folder / "#").string())) return true;
+    }
+    return false;
+}
+
 struct ProgramResult {
     int code = -1;   // exit code; -1 after a signal or the time limit
     int signal = 0;  // that ended the program
@@ -62,10 +73,10 @@ struct ProgramResult {
 };
 
 struct ProgramSetup {
-    std::string stdoutPath;               // instead of catching it, e.g. "/dev/full"
-    bool closeOutputs = false;            // the program starts without standard output and error
-    std::function<bool()> interruptWhen;  // polled; SIGINT goes out once when it answers true
-    size_t readAtMost = SIZE_MAX;         // then the reader of standard output goes away
+    std::string stdoutPath;                    // instead of catching it, e.g. "/dev/full"
+    bool closeOutputs = false;                 // the program starts without standard output and error
+    std::function<bool(pid_t)> interruptWhen;  // polled; SIGINT goes out once when it answers true
+    size_t readAtMost = SIZE_MAX;              // then the reader of standard output goes away
     int secondsAllowed = 60;
 };
 
@@ -119,7 +130,7 @@ inline ProgramResult RunKymora(const std::vector<std::string>& arguments, const 
             ::close(streams[i].fd);
             streams[i] = {-1, 0, 0};
         }
-        if (!interrupted && setup.interruptWhen && setup.interruptWhen()) {
+        if (!interrupted && setup.interruptWhen && setup.interruptWhen(child)) {
             ::kill(child, SIGINT);
             interrupted = true;
         }

@@ -275,6 +275,20 @@ TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
     }
 }
 
+// Another program replaces the recording while its transform is made: that version stays.
+TEST_F(TransformSwapTest, AVersionThatOthersPutThereIsNotReplaced) {
+    const auto doc = OpenDocument(session, path);
+    const std::vector<std::byte> theirs(7);
+    files.Put(path, theirs);
+    COpposite dialog;
+    dialog.CheckChangeDoc(doc.get());
+    EXPECT_FALSE(TransformFile(*doc, dialog, path).isDone);
+    EXPECT_NE(host.LastMessage().find("The result was kept as"), std::string::npos);
+    EXPECT_EQ(files.Bytes(path), theirs);
+    EXPECT_EQ(files.Count(), 2u);
+    EXPECT_EQ(session.pendingReset, decltype(session.pendingReset){});
+}
+
 // The new file is in its place: nobody may be told that the old one still is.
 TEST_F(TransformSwapTest, WhatFailsBehindTheRenameIsToldAsSuch) {
     FaultyFileSystem disk(files);
@@ -296,8 +310,7 @@ TEST_F(TransformFileTest, TellsOfResultsThatAreNoNumbers) {
     COpposite dialog;
     dialog.m_strTraceList = "1-2";
     EXPECT_TRUE(Run(*doc, dialog).isDone);
-    EXPECT_EQ(host.LastMessage(),
-              "Trace 1: 2 of the 4 samples of the result are infinite or not a number.");
+    EXPECT_EQ(host.LastMessage(), "Trace 1: 2 of the 4 samples of the result are infinite or not a number.");
 }
 
 TEST_F(TransformFileTest, PreviewsAStretchWithoutAWord) {
