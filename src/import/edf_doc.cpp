@@ -63,7 +63,7 @@ bool CEDFDoc::LoadRecording() {
     ChooseSignals();
     if (openCancelled) return false;
     SetTimeBase();
-    EdfEventCollector collected(interval_, annotationBytes + sampleFile->Length() / 2);
+    EdfEventCollector collected(axis_.sampleInterval, annotationBytes + sampleFile->Length() / 2);
     if (!ReadAnnotations(collected)) {
         openCancelled = true;
         return false;
@@ -139,13 +139,13 @@ void CEDFDoc::ChooseSignals() {
 }
 
 void CEDFDoc::SetTimeBase() {
-    interval_ = 1.0;
+    axis_ = {};
     samplesPerRecord_ = 0;
     if (chosen_.empty()) return;
     samplesPerRecord_ = ExpandEdfSignals(header_, chosen_);
-    interval_ = header_.recordDuration * 1000.0 / static_cast<double>(samplesPerRecord_);
-    const double wholeMs = interval_ * static_cast<double>(longestRecording);
-    if (!(interval_ > 0.0) || !std::isfinite(wholeMs))
+    axis_.sampleInterval = header_.recordDuration * 1000.0 / static_cast<double>(samplesPerRecord_);
+    const double wholeMs = axis_.sampleInterval * static_cast<double>(longestRecording);
+    if (!(axis_.sampleInterval > 0.0) || !std::isfinite(wholeMs))
         throw EdfError(
             fmt::format("The data records of this EDF file last {} s. No sample interval can be made of it.",
                         header_.recordDuration));
@@ -156,9 +156,10 @@ void CEDFDoc::SetTimeBase() {
 bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     const uint64_t gapCost = bytesPerGap + bytesPerGapOfTrace * chosen_.size();
     const auto mostGaps = static_cast<int64_t>((gapBytes + sampleFile->Length() / 2) / gapCost);
-    EdfTimeline timeline(std::max<int64_t>(samplesPerRecord_, 1), header_.recordDuration, interval_,
-                         mostGaps);
+    EdfTimeline timeline(std::max<int64_t>(samplesPerRecord_, 1), header_.recordDuration,
+                         axis_.sampleInterval, mostGaps);
     if (!WalkAnnotations(collected, timeline)) return false;
+    axis_ = collected.Axis();
     if (chosen_.empty()) {
         runs_ = RunList({0, static_cast<uint32_t>(std::max(collected.LastEnd(), 1))});
         runEndRecords_ = {0};
@@ -211,7 +212,7 @@ bool CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timelin
 // --- the model ---
 
 void CEDFDoc::FillModel() {
-    sampleInterval = interval_;
+    sampleInterval = axis_.sampleInterval;
     traceCount = std::max(static_cast<int>(chosen_.size()), 1);
     episodic = header_.type == EdfType::discontinuous;
     episodicStored = episodic ? 1 : 0;

@@ -69,7 +69,7 @@ class CEDFDoc : public CDataDoc {
     EdfHeader header_;
     std::vector<int> chosen_;
     int64_t samplesPerRecord_ = 0;
-    double interval_ = 1.0;  // ms
+    EdfTimeAxis axis_;
     RunList runs_;
     std::vector<int64_t> runEndRecords_;
     std::unique_ptr<EdfSampleReader> reader_;

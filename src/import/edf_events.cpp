@@ -23,6 +23,9 @@ const char* NoteOf(TalFate fate) {
         return "\t*** NOTE: This annotation occurs within a gap in the recording and cannot be shown as an "
                "event in "
                "the Kymora display. ***\r\n";
+    case TalFate::beforeStart:
+        return "\t*** NOTE: This annotation lies before the first data record and cannot be shown as an "
+               "event in the Kymora display. ***\r\n";
     case TalFate::tooLate:
         return "\t*** NOTE: This annotation lies beyond the longest possible recording and cannot be shown "
                "as an "
@@ -39,19 +42,21 @@ bool IsInGap(const RunList& runs, int32_t position) {
 
 }  // namespace
 
-EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, double sampleInterval, const RunList* gaps) {
+EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, const EdfTimeAxis& axis,
+                    const RunList* gaps) {
     EdfSpan span;
-    if (tal.start < 0.0) {
-        span.fate = TalFate::negative;
+    const int64_t on = RoundHalfAway64((tal.start - axis.startMark) * 1000.0 / axis.sampleInterval);
+    // An onset that has fewer digits than the start mark may lie less than a sample before it.
+    if (on < 0 || tal.start < std::min(axis.startMark, 0.0)) {
+        span.fate = tal.start < 0.0 ? TalFate::negative : TalFate::beforeStart;
         return span;
     }
-    const int64_t on = RoundHalfAway64(tal.start * 1000.0 / sampleInterval);
     if (on >= longestRecording) {
         span.fate = TalFate::tooLate;
         return span;
     }
-    const int64_t length = std::clamp<int64_t>(RoundHalfAway64(tal.duration * 1000.0 / sampleInterval), 1,
-                                               longestRecording - on);
+    const int64_t length = std::clamp<int64_t>(RoundHalfAway64(tal.duration * 1000.0 / axis.sampleInterval),
+                                               1, longestRecording - on);
     span.on = static_cast<int32_t>(on);
     span.off = static_cast<int32_t>(on + length);
     if (gaps && !place.IsTimeKeeping() && IsInGap(*gaps, span.on)) span.fate = TalFate::inGap;
@@ -61,9 +66,10 @@ EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, double sampleIn
 bool EdfEventCollector::Take(const EdfTalPlace& place, const EdfTal& tal) {
     if (!complete_) return false;
     const bool mark = place.IsTimeKeeping();
+    if (mark && place.record == 0) axis_.startMark = tal.start;
     const int64_t order = talCount_;
     if (!mark) ++talCount_;
-    const EdfSpan span = PlaceEdfTal(place, tal, sampleInterval_, nullptr);
+    const EdfSpan span = PlaceEdfTal(place, tal, axis_, nullptr);
     if (span.fate != TalFate::shown) {
         anyHidden_ = true;
         return true;

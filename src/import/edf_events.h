@@ -10,8 +10,15 @@
 
 namespace kymora {
 
+// The time axis of the recording. It begins with the first data record; onsets count from the start that the
+// header tells, which is `startMark` earlier.
+struct EdfTimeAxis {
+    double sampleInterval = 1.0;  // ms
+    double startMark = 0.0;       // s, of the first record; 0 where the file does not tell it
+};
+
 // Whether an annotation can be an event of the recording.
-enum class TalFate { shown, negative, tooLate, inGap };
+enum class TalFate { shown, negative, beforeStart, tooLate, inGap };
 
 struct EdfSpan {
     TalFate fate = TalFate::shown;
@@ -21,7 +28,8 @@ struct EdfSpan {
 
 // Onset and duration in samples, at least one. Gaps are tested where `gaps` is not null; the mark of a
 // record's start is never tested, because it belongs to its record.
-EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, double sampleInterval, const RunList* gaps);
+EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, const EdfTimeAxis& axis,
+                    const RunList* gaps);
 
 struct EdfEvent {
     int32_t on = 0;
@@ -35,7 +43,7 @@ struct EdfEvent {
 class EdfEventCollector {
   public:
     EdfEventCollector(double sampleInterval, uint64_t mostBytes)
-        : sampleInterval_(sampleInterval), bytesLeft_(mostBytes) {}
+        : axis_{sampleInterval}, bytesLeft_(mostBytes) {}
 
     // False when no more can be taken.
     bool Take(const EdfTalPlace& place, const EdfTal& tal);
@@ -49,9 +57,11 @@ class EdfEventCollector {
     bool IsComplete() const { return complete_; }
     // End of the last event; 0 when there is none.
     int32_t LastEnd() const { return lastEnd_; }
+    // Its start mark is known as soon as the first record was seen.
+    const EdfTimeAxis& Axis() const { return axis_; }
 
   private:
-    double sampleInterval_;
+    EdfTimeAxis axis_;
     uint64_t bytesLeft_;
     std::deque<EdfEvent> events_;
     int64_t talCount_ = 0;

@@ -98,7 +98,7 @@ const std::string& CEDFDoc::AnnotationList() const {
     const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
         if (list_->size() > most) return false;
         headUpTo(place.record * signalCount + place.signal + 1);
-        AppendEdfListText(*list_, place, tal, PlaceEdfTal(place, tal, interval_, gaps).fate);
+        AppendEdfListText(*list_, place, tal, PlaceEdfTal(place, tal, axis_, gaps).fate);
         return true;
     };
     int64_t damaged = 0;

@@ -126,6 +126,48 @@ TEST_F(EdfTest, WhatCannotBeAnEventIsListed) {
     EXPECT_NE(list.find(": far\t*** NOTE:"), std::string::npos);
 }
 
+// Onsets in the file count from the start of the header, which may lie before the first record.
+TEST_F(EdfTest, AnnotationsLieOnTheSamplesThatTheyTellOf) {
+    const struct {
+        const char* type;
+        Strings records, marks, events;
+        std::vector<uint32_t> runs;
+    } cases[] = {
+        {"EDF+C",
+         {"+0.034||$+0.534~1|x|$", "+1.034||$+1.5|y|$"},
+         {"0-1:", "100-101:"},
+         {"50-150:x", "147-148:y"},
+         {200}},
+        {"EDF+D",
+         {"+10||$+9|early|$+9.996|digits|$+10.5|x|$+11.5|in gap|$", "+13||$+13.25|y|$"},
+         {"0-1:", "300-301:"},
+         {"0-1:digits", "50-51:x", "325-326:y"},
+         {100, 200, 100}},
+        {"EDF+D",
+         {"-2||$-1.5|x|$-2.001|early|$", "+3||$"},
+         {"0-1:", "500-501:"},
+         {"50-51:x"},
+         {100, 400, 100}},
+        {"EDF+D", {"damaged$+0.5|x|$", "+5||$"}, {"500-501:"}, {"50-51:x"}, {100, 400, 100}},
+        {"EDF+C", {"", "+9||$+9.5|x|$"}, {"900-901:"}, {"950-951:x"}, {200}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.records[0]);
+        auto doc = Open(TwoRecords(c.records, c.type));
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(Runs(*doc), c.runs);
+        EXPECT_EQ(Events(*doc, 0), c.marks);
+        EXPECT_EQ(Events(*doc, 1), c.events);
+    }
+    const std::string list = Open(TwoRecords(cases[1].records, "EDF+D"))->AnnotationList();
+    EXPECT_NE(
+        list.find("Start: +9 s\r\n: early\t*** NOTE: This annotation lies before the first data record"),
+        std::string::npos);
+    EXPECT_NE(list.find("Start: +10.5 s\r\n: x\r\n"), std::string::npos) << "the file's own number";
+    EXPECT_NE(list.find("Start: +11.5 s\r\n: in gap\t*** NOTE: This annotation occurs within a gap"),
+              std::string::npos);
+}
+
 TEST_F(EdfTest, AnnotationsWithoutSignalsMakeARecordingOfEvents) {
     EdfBuilder builder;
     builder.duration = "0";
