@@ -86,6 +86,48 @@ bool LooksLikePoints(std::string_view text, bool sawComma) {
            std::all_of(cells.begin(), cells.end(), [](const std::string& cell) { return ReadNumber(cell); });
 }
 
+// What a line that has cells tells of where the table begins.
+struct LineShape {
+    size_t line = 0;
+    size_t cells = 0;
+    bool isData = false;
+};
+
+LineShape ShapeOf(std::string_view line, const RowFormat& format) {
+    const std::vector<std::string> cells = SplitCells(line, format.separators);
+    const auto skipped = static_cast<size_t>(format.skipColumns);
+    const bool hasWords =
+        std::any_of(cells.begin() + static_cast<std::ptrdiff_t>(std::min(skipped, cells.size())), cells.end(),
+                    [&](const std::string& cell) {
+                        return std::any_of(cell.begin(), cell.end(), IsHeadingCharacter) &&
+                               !ReadNumber(cell, format.decimal);
+                    });
+    return {0, cells.size(), cells.size() > skipped && !hasWords};
+}
+
+// Whether a line of numbers above the last heading is no row of the table below it: it has another number of
+// columns, or stands alone between words, the next of which would not fit into the table either. Of a table
+// that a line of words interrupts, or a cell that is none, nothing may be lost unseen.
+bool IsOfHeading(std::span<const LineShape> shapes, size_t at, size_t tableCells) {
+    if (shapes[at].cells != tableCells) return true;
+    return at > 0 && !shapes[at - 1].isData && !shapes[at + 1].isData && shapes[at + 1].cells != tableCells;
+}
+
+// The first line of the table among lines that end with data. Words between numbers are a heading only where
+// no fewer rows follow them than stand above.
+size_t TableStart(std::span<const LineShape> shapes) {
+    size_t first = 0, table = shapes.size() - 1;
+    while (!shapes[first].isData) ++first;
+    while (table > first && shapes[table - 1].isData) --table;
+    size_t above = 0;
+    for (size_t i = first; i < table; ++i) {
+        if (!shapes[i].isData) continue;
+        if (!IsOfHeading(shapes, i, shapes[table].cells)) return first;
+        ++above;
+    }
+    return above > shapes.size() - table ? first : table;
+}
+
 std::string Shortened(std::string_view text) {
     if (text.size() <= mostFaultBytes) return std::string(text);
     size_t end = mostFaultBytes;
@@ -161,20 +203,17 @@ std::vector<std::string> SplitCells(std::string_view line, std::string_view sepa
     }
 }
 
-bool IsDataLine(std::string_view line, const RowFormat& format) {
-    const std::vector<std::string> cells = SplitCells(line, format.separators);
-    const auto skipped = static_cast<size_t>(format.skipColumns);
-    for (size_t i = skipped; i < cells.size(); ++i)
-        if (std::any_of(cells[i].begin(), cells[i].end(), IsHeadingCharacter) &&
-            !ReadNumber(cells[i], format.decimal))
-            return false;
-    return cells.size() > skipped;
-}
-
 size_t CountTopRows(std::span<const std::string_view> lines, const RowFormat& format) {
-    size_t count = 0;
-    while (count < lines.size() && !IsDataLine(lines[count], format)) ++count;
-    return count;
+    std::vector<LineShape> shapes;
+    size_t upToData = 0;  // of the shapes, those up to the last line that holds data
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const LineShape shape = ShapeOf(lines[i], format);
+        if (shape.cells == 0) continue;
+        shapes.push_back({i, shape.cells, shape.isData});
+        if (shape.isData) upToData = shapes.size();
+    }
+    if (upToData == 0) return lines.size();
+    return shapes[TableStart(std::span(shapes).first(upToData))].line;
 }
 
 std::vector<std::string> LabelsOfLine(std::string_view line, const RowFormat& format, size_t count) {

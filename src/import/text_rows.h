@@ -45,10 +45,10 @@ std::string UnquotedCell(std::string_view cell);
 // The cells of one line without their quotes.
 std::vector<std::string> SplitCells(std::string_view line, std::string_view separators);
 
-// Whether a line holds data as far as one can tell: there is something in it, and every character is a digit,
-// ".", "-", ",", ";" or white space, or stands in a cell that is a number.
-bool IsDataLine(std::string_view line, const RowFormat& format);
-// The lines before the first that holds data; all, where none does.
+// The lines before the table: before the first that holds data, or before the data behind the last heading
+// where all numbers above belong to that heading. All, where no line holds data. A line holds data as far as
+// one can tell when there is something in it, and every character is a digit, ".", "-", ",", ";" or white
+// space, or stands in a cell that is a number.
 size_t CountTopRows(std::span<const std::string_view> lines, const RowFormat& format);
 
 // The labels in a line: split at tab and comma or semicolon, else also at blanks; without the columns that

@@ -138,6 +138,33 @@ TEST(TextRows, TheTopEndsAtTheFirstLineOfNumbers) {
     EXPECT_EQ(top({"time v", "12:30:05 1"}, dated), 1u);
 }
 
+TEST(TextRows, TheTableBeginsBehindTheLastHeadingWhereNumbersAboveBelongToIt) {
+    const struct {
+        const char* what;
+        std::vector<std::string_view> lines;
+        size_t top;
+    } cases[] = {
+        {"counts of another width",
+         {"ATF\t1.0", "8\t3  ", "\"Comment=a b\"", "\"t\"\t\"a\"\t\"b\"", "0\t1\t2", "1\t2\t3"},
+         4},
+        {"counts at the very top", {"3", "some words", "1 2 3", "4 5 6"}, 2},
+        {"counts as wide as the table",
+         {"ATF\t1.0", "8\t2", "\"Comment=\"", "\"t\"\t\"a\"", "0\t1", "1\t2"},
+         4},
+        {"several tables of settings",
+         {"gains", "1,2", "3,4", "", "limits", "5", "t,a,b", "", "0,1,2", "1,2,3", "2,3,4"},
+         8},
+        {"words within the table", {"t,a", "0,1", "1,2", "a break", "2,3", "3,4", "4,5"}, 1},
+        {"a word for a number", {"t,a", "0,1", "1,none", "2,3", "3,4"}, 1},
+        {"a word for the number", {"a", "0", "none", "1", "2"}, 1},
+        {"words behind the first row", {"0,1", "pause", "1,2", "2,3"}, 0},
+        {"a shorter table below", {"t,a", "0,1", "1,2", "Mean", "0.5"}, 1},
+        {"words below", {"t,a", "0,1", "1,2", "the end"}, 1},
+        {"blank rows are no words", {"0,1", "", " \t", "1,2,3", "4,5,6"}, 0},
+    };
+    for (const auto& c : cases) EXPECT_EQ(CountTopRows(c.lines, {}), c.top) << c.what;
+}
+
 TEST(TextRows, RowsOfEverySortReadTheSameHoweverTheTextIsCut) {
     RowFormat format;
     format.skipRows = 2;

@@ -65,9 +65,6 @@ TEST_P(TextShared, HoldsWhatOthersRead) {
     const int headerRows = expected["header_rows"].get<int>();
     session_.importSettings["sampleInterval"] =
         std::to_string(1000.0 / expected["sample_rate_hz"].get<double>());
-    // The guess finds the data, but where a row of numbers stands within the heading.
-    if (std::string_view(GetParam()).find(".atf") != std::string_view::npos)
-        session_.importSettings["skipRows"] = std::to_string(headerRows);
     if (!expected["label_row_1_based"].is_null())
         session_.importSettings["labelRow"] = std::to_string(expected["label_row_1_based"].get<int>());
     auto doc = Open(path);
