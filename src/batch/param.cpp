@@ -153,6 +153,10 @@ Param& Param::Linked(std::vector<std::string> keys) {
     linked = std::move(keys);
     return *this;
 }
+Param& Param::Alias(std::string name) {
+    aliases.push_back(std::move(name));
+    return *this;
+}
 Param& Param::Cell(std::string row, std::string column) {
     tableRow = std::move(row);
     tableColumn = std::move(column);
@@ -169,6 +173,10 @@ Param& Param::OnChange(std::function<void()> does) {
 Param& Param::Shows(std::function<std::string()> text) {
     shown = std::move(text);
     return *this;
+}
+
+bool Param::IsCalled(std::string_view name) const {
+    return key == name || std::find(aliases.begin(), aliases.end(), name) != aliases.end();
 }
 
 // --- values ---
@@ -425,9 +433,9 @@ Param& ParamList::Action(std::string key, std::string label, std::function<void(
     return param;
 }
 
-Param* ParamList::Find(std::string_view key) {
+Param* ParamList::Find(std::string_view name) {
     const auto found =
-        std::find_if(params_.begin(), params_.end(), [&](const Param& p) { return p.key == key; });
+        std::find_if(params_.begin(), params_.end(), [&](const Param& p) { return p.IsCalled(name); });
     return found == params_.end() ? nullptr : &*found;
 }
 

@@ -50,6 +50,8 @@ struct Param {
     bool hasLines = false;            // a text of several lines
     bool isSettable = false;          // a button that a setting presses, too
     std::vector<std::string> linked;  // keys of parameters that follow this one
+    // Other names by which a setting may call it, as unique as keys; everything that is told has the key.
+    std::vector<std::string> aliases;
     // Parameters of a group that follow each other and have these stand as the cells of a table in the
     // window, under such headings.
     std::string tableRow, tableColumn;
@@ -68,11 +70,13 @@ struct Param {
     Param& Lines();
     Param& Settable();
     Param& Linked(std::vector<std::string> keys);
+    Param& Alias(std::string name);
     Param& Cell(std::string row, std::string column);
     Param& EnabledIf(std::function<bool()> test);
     Param& OnChange(std::function<void()> does);
     Param& Shows(std::function<std::string()> text);
 
+    bool IsCalled(std::string_view name) const;
     bool IsEnabled() const { return !isEnabled || isEnabled(); }
     // False for what is only shown: notes and actions have no value.
     bool HasValue() const { return kind != ParamKind::note && kind != ParamKind::action; }
@@ -108,8 +112,8 @@ class ParamList {
     Param& Note(std::string key, std::string label, std::function<std::string()> text);
     Param& Action(std::string key, std::string label, std::function<void()> does);
 
-    // Null for a key that the operation does not have.
-    Param* Find(std::string_view key);
+    // By key or alias; null for a name that the operation does not have.
+    Param* Find(std::string_view name);
     std::deque<Param>& All() { return params_; }
     const std::deque<Param>& All() const { return params_; }
     auto begin() { return params_.begin(); }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <span>
 
 #include "cli/command.h"
 #include "cli/near_names.h"
@@ -16,7 +17,10 @@ Param& ParamOf(ParamList& params, const CBatchBaseDlg& block, const std::string&
     if (param && isSettable(*param)) return *param;
     std::vector<std::string> known;
     for (const Param& candidate : params)
-        if (isSettable(candidate)) known.push_back(candidate.key);
+        if (isSettable(candidate)) {
+            known.push_back(candidate.key);
+            known.insert(known.end(), candidate.aliases.begin(), candidate.aliases.end());
+        }
     throw CommandError(
         exitUsage, fmt::format("{} has no parameter \"{}\".{} \"kymora operations {}\" lists all.",
                                block.ClassName(), key, DidYouMean(NearNames(key, known)), block.ClassName()));
@@ -61,9 +65,10 @@ std::string Press(const CBatchBaseDlg& block, const Param& param, const std::str
     return {};
 }
 
-bool IsSetAgain(const std::vector<Setting>& settings, size_t i) {
-    return std::any_of(settings.begin() + static_cast<std::ptrdiff_t>(i) + 1, settings.end(),
-                       [&](const Setting& later) { return later.key == settings[i].key; });
+// Whether one of the settings behind this one, by whatever name, is of the same parameter.
+bool IsSetAgain(const Param& param, std::span<const Setting> later) {
+    return std::any_of(later.begin(), later.end(),
+                       [&](const Setting& setting) { return param.IsCalled(setting.key); });
 }
 
 }  // namespace
@@ -96,8 +101,8 @@ std::vector<std::string> SettingsWithoutEffect(CBatchBaseDlg& block, const std::
     ParamList params = block.Params();
     for (size_t i = 0; i < settings.size(); ++i) {
         const auto& [key, value] = settings[i];
-        if (IsSetAgain(settings, i)) continue;
         Param& param = ParamOf(params, block, key);
+        if (IsSetAgain(param, std::span(settings).subspan(i + 1))) continue;
         if (!param.IsEnabled())
             texts.push_back(
                 fmt::format("--set {}={} has no effect with the other settings as they are.", key, value));

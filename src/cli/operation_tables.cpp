@@ -60,6 +60,7 @@ void WriteTexts(JsonWriter& json, std::string_view key, const std::vector<std::s
 void WriteParam(JsonWriter& json, const Param& param) {
     json.BeginObject();
     json.Member("key", param.key);
+    WriteTexts(json, "otherKeys", param.aliases);
     json.Member("label", param.label);
     json.Member("type", ParamKindName(param.kind));
     WriteDefault(json, param);
@@ -160,7 +161,10 @@ class OperationTable {
             TerminalLine(param.toolTip.empty() ? param.label : param.label + ": " + param.toolTip);
         for (size_t i = 0; i < param.linked.size(); ++i)
             what += (i == 0 ? " (sets also " : ", ") + param.linked[i];
-        return what + (param.linked.empty() ? "" : ")");
+        if (!param.linked.empty()) what += ")";
+        for (size_t i = 0; i < param.aliases.size(); ++i)
+            what += (i == 0 ? " (other key: " : ", ") + param.aliases[i];
+        return what + (param.aliases.empty() ? "" : ")");
     }
 
     const ParamList& params_;

@@ -58,7 +58,10 @@ std::string Means(const Param& param) {
     std::string text = Sentence(param.toolTip.empty() ? param.label : param.label + ": " + param.toolTip);
     for (size_t i = 0; i < param.linked.size(); ++i)
         text += (i == 0 ? " Sets also " : ", ") + Code(param.linked[i]);
-    return param.linked.empty() ? text : text + ".";
+    if (!param.linked.empty()) text += '.';
+    for (size_t i = 0; i < param.aliases.size(); ++i)
+        text += (i == 0 ? " Other key: " : ", ") + Code(param.aliases[i]);
+    return param.aliases.empty() ? text : text + ".";
 }
 
 void AppendParams(std::string& to, const ParamList& params) {

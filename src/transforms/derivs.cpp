@@ -38,7 +38,8 @@ void CDerivs::Describe(ParamList& list) {
              "central differences")
         .EnabledIf([this] { return m_nType >= static_cast<int32_t>(DerivativeType::firstOrder4); });
     DescribeHalfWindow(list, [this] { return IsFitted(); });
-    list.Integer("polyDegree", "Polynomial degree", m_nPolyDegree)
+    list.Integer("polynomialDegree", "Polynomial degree", m_nPolyDegree)
+        .Alias("polyDegree")
         .Limits(1, greatestDegree)
         .Tip("Degree of the polynomial; at least the order of the derivative, at most the half window")
         .EnabledIf([this] { return IsFitted(); });

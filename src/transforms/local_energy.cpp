@@ -20,7 +20,8 @@ void CLocalEnergy::Serialize(CArchive& archive) {
 void CLocalEnergy::Describe(ParamList& list) {
     DescribeTraces(list);
     list.Group("Local energy");
-    list.Integer("k", "k-window", m_nK)
+    list.Integer("kWindow", "k-window", m_nK)
+        .Alias("k")
         .Unit("samples")
         .Limits(1, greatestK)
         .Tip("Distance k of the neighbours in x[i]^2 - x[i+k] x[i-k]; about a quarter of a period of the "

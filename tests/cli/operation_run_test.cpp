@@ -191,6 +191,9 @@ TEST_F(OperationRunTest, SettingsWithoutEffectAreToldOnceAndRun) {
                    "kymora: --set regionStart=5 has no effect with the other settings as they are.\n");
     EXPECT_EQ(Mark({.files = {a}, .settings = {"follower=3", "linked=0"}, .inPlace = true}), 0);
     EXPECT_EQ(err, "") << "what counts is how they stand in the end";
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"multiplier=3", "factor=4"}, .inPlace = true}), 0);
+    EXPECT_EQ(Mark({.files = {a}, .settings = {"factor=3", "multiplier=4"}, .inPlace = true}), 0);
+    EXPECT_EQ(err, "") << "a parameter by another name is the same, and was set again";
     EXPECT_EQ(MarkIn(b), 500);
 }
 
@@ -352,11 +355,14 @@ TEST_F(OperationRunTest, TheTableAsJson) {
     std::map<std::string, nlohmann::json> params;
     for (const auto& param : operation["parameters"]) params[param["key"]] = param;
     EXPECT_EQ(params.count("note") + params.count("reset"), 0u) << "they have no value";
-    const auto expected = nlohmann::json::parse(R"({"key": "level", "label": "Level", "type": "number",
+    const auto expected =
+        nlohmann::json::parse(R"({"key": "level", "otherKeys": [], "label": "Level", "type": "number",
         "default": 1.5, "limits": [-10, 10], "choices": [], "step": 0.5, "unit": "mV", "group": "Settings",
         "linked": [], "enabled": true, "toolTip": "A level"})");
     EXPECT_EQ(params["level"], expected);
     EXPECT_EQ(params["factor"]["linked"], (nlohmann::json{"follower"}));
+    EXPECT_EQ(params["factor"]["otherKeys"], (nlohmann::json{"multiplier"}));
+    EXPECT_EQ(params.count("multiplier"), 0u);
     EXPECT_EQ(params["follower"]["enabled"], false);
     EXPECT_EQ(params["follower"]["limits"], nlohmann::json::parse("[null, null]"));
     EXPECT_EQ(params["regionStart"]["limits"], nlohmann::json::parse("[0, null]"));
@@ -380,6 +386,7 @@ TEST_F(OperationRunTest, TheTableForReading) {
         << output.text;
     EXPECT_NE(output.text.find("\n  [Settings]\n  level "), std::string::npos) << output.text;
     EXPECT_NE(output.text.find(" 1 second kind\n"), std::string::npos);
+    EXPECT_NE(output.text.find("Factor (sets also follower) (other key: multiplier)\n"), std::string::npos);
 }
 
 TEST_F(OperationRunTest, NearNames) {

@@ -76,6 +76,8 @@ TEST(OperationTableTest, ParametersOfAFreshBlock) {
             SCOPED_TRACE(std::string(operation.className) + " " + param.key);
             EXPECT_TRUE(IsKey(param.key));
             EXPECT_TRUE(keys.insert(param.key).second) << "twice";
+            for (const std::string& alias : param.aliases)
+                EXPECT_TRUE(IsKey(alias) && keys.insert(alias).second) << alias;
             EXPECT_NE(param.label, "");
             if (!param.HasValue()) continue;
             EXPECT_EQ(param.Fault(), "");

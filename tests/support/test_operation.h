@@ -45,9 +45,13 @@ class TestOperation : public CEventWndBaseDlg {
         DescribeSource(list);
         list.Group("Settings");
         list.Number("level", "Level", m_dLevel).Unit("mV").Limits(-10, 10).Step(0.5).Tip("A level");
-        list.Number("factor", "Factor", m_fFactor).Limits(0, 100).Linked({"follower"}).OnChange([this] {
-            if (m_bLinked) m_fFollower = m_fFactor;
-        });
+        list.Number("factor", "Factor", m_fFactor)
+            .Alias("multiplier")
+            .Limits(0, 100)
+            .Linked({"follower"})
+            .OnChange([this] {
+                if (m_bLinked) m_fFollower = m_fFactor;
+            });
         list.Number("follower", "Follower", m_fFollower).EnabledIf([this] { return !m_bLinked; });
         list.Flag("linked", "Follow", m_bLinked);
         list.Choice("kind", "Kind", m_nKind, {"first", "second kind", "third"});

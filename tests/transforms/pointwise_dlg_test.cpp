@@ -60,11 +60,11 @@ TEST_F(PointwiseDlgTest, Derivatives) {
     EXPECT_EQ(Memory(dialog, run).values[2], (27.0f / 8.0f - 1.0f) / 0.5f);
     EXPECT_EQ(dialog.ResultUnits("mV"), "mV/ms");
     EXPECT_EQ(dialog.ResultUnits(""), "");
-    EXPECT_EQ(Enabled(dialog, {"savitzkyGolay", "halfWindow", "polyDegree"}), "");
+    EXPECT_EQ(Enabled(dialog, {"savitzkyGolay", "halfWindow", "polynomialDegree"}), "");
     Set(dialog, {{"type", "3"}});
     EXPECT_NEAR(Memory(dialog, run).values[10], 30.0, 1e-3);
     EXPECT_EQ(dialog.ResultUnits("mV"), "mV/ms^2");
-    EXPECT_EQ(Enabled(dialog, {"savitzkyGolay", "halfWindow", "polyDegree"}), "savitzkyGolay");
+    EXPECT_EQ(Enabled(dialog, {"savitzkyGolay", "halfWindow", "polynomialDegree"}), "savitzkyGolay");
     EXPECT_EQ(Report(dialog), "Derivative transform parameters:\r\nTrace list: 1\r\nAdd trace mode\r\n"
                               "Type: d2V/dT2 Finite diff O4\r\n");
     Set(dialog, {{"savitzkyGolay", "1"}, {"halfWindow", "4"}, {"polyDegree", "3"}});
@@ -77,7 +77,7 @@ TEST_F(PointwiseDlgTest, Derivatives) {
     const Smoothed streamed = Stream(dialog, run);
     EXPECT_NEAR(streamed.values[10], 30.0 * 0.25, 1e-3);
     EXPECT_STREQ(streamed.outcome.note, derivativePerSampleText);
-    Set(dialog, {{"type", "4"}, {"polyDegree", "2"}});
+    Set(dialog, {{"type", "4"}, {"polynomialDegree", "2"}});
     EXPECT_EQ(dialog.Validate(), derivativeAboveDegreeText);
     Set(dialog, {{"polyDegree", "5"}});
     EXPECT_EQ(dialog.Validate(), degreeAboveHalfWindowText);
@@ -119,7 +119,7 @@ TEST_F(PointwiseDlgTest, Integrals) {
 
 TEST_F(PointwiseDlgTest, LocalEnergyAndItsOlderName) {
     CLocalEnergy dialog;
-    Set(dialog, {{"k", "2"}});
+    Set(dialog, {{"kWindow", "2"}});
     const Values run = {1, 2, 3, 4, 5, 6};
     // 1 - 9, 4 - 16, 9 - 5, 16 - 12, 25 - 9, 36 - 16
     EXPECT_EQ(Memory(dialog, run).values, (Values{-8, -12, 4, 4, 16, 20}));
