@@ -1,13 +1,11 @@
 #include "app/operation_windows.h"
 
-#include <fmt/format.h>
-
 #include <QScreen>
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
-#include "batch/config_file.h"
 #include "operations/batch_run.h"
+#include "operations/config_operation.h"
 #include "operations/windows/transform_window.h"
 
 namespace kymora {
@@ -50,14 +48,15 @@ CEventBaseNonModalDlg* OperationWindows::Find(std::string_view className) const 
 
 CEventBaseNonModalDlg* OperationWindows::Make(const Operation& operation) {
     Session& session = frame_.GetSession();
-    if (operation.kind == OperationKind::trace) {
-        auto* window = new TransformWindow(session, operation, &previewLook_, &frame_);
+    auto block = operation.make();
+    if (auto transform = TakeTransform(block)) {
+        auto* window = new TransformWindow(session, operation, std::move(transform), &previewLook_, &frame_);
         window->onTransform = [this, &operation](CTransformDlg& dialog) {
             return frame_.RunTransform(operation, dialog);
         };
         return window;
     }
-    auto* window = new CEventBaseNonModalDlg(session, operation, &frame_);
+    auto* window = new CEventBaseNonModalDlg(session, operation, std::move(block), &frame_);
     window->onBatch = [this, &operation](CBatchBaseDlg& block) {
         RunBatch(operation, block, frame_.Batch());
     };
@@ -92,26 +91,9 @@ CEventBaseNonModalDlg* OperationWindows::Open(const OperationEntry& entry) {
 }
 
 void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
-    Session& session = frame_.GetSession();
-    std::string name;
-    try {
-        name = ConfigClassName(session, path);
-    } catch (const FileError& error) {
-        session.host.Failure(error.what());
-        return;
-    }
-    session.host.Log(
-        fmt::format("CDataDoc::OnLoadConfigFile(): type = {}, filename = {}\n", name, path.string()));
-    const Operation* operation = FindOperation(name);
-    if (!operation || (operation->className != name && operation->olderName != name)) {
-        session.host.Failure(
-            name.empty()
-                ? fmt::format("{} is no configuration file of an operation.", path.filename().string())
-                : fmt::format("{} holds the settings of {}, which this version of Kymora does not have.",
-                              path.filename().string(), name));
-        return;
-    }
-    const bool wasOpen = Find(name) != nullptr;
+    const Operation* operation = OperationOfConfig(frame_.GetSession(), path);
+    if (!operation) return;
+    const bool wasOpen = Find(operation->className) != nullptr;
     CEventBaseNonModalDlg* window = Open({operation});
     if (!window->LoadConfigFile(path) && !wasOpen) window->close();
 }

@@ -96,6 +96,9 @@ class CBatchBaseDlg {
     bool Run();
     // True when Run changes the recording, so that what it made wants to be saved.
     virtual bool ChangesDocument() const { return true; }
+    // True when it works on no recording that is open and makes one of its own
+    // (exchange/new_recording_dlg.h).
+    virtual bool MakesRecording() const { return false; }
     // A batch runs it: nobody is asked, and messages go to the process errors.
     bool m_bInBatch = false;
     // Appends the parameters as they stand, in the words of the history. Lines end in CR LF.

@@ -34,9 +34,7 @@ void CheckCanOpen(SubcommandContext& context, const std::string& source) {
 
 }  // namespace
 
-bool MakesRecording(const Operation& operation) {
-    return dynamic_cast<CNewRecordingDlg*>(operation.make().get()) != nullptr;
-}
+bool MakesRecording(const Operation& operation) { return operation.make()->MakesRecording(); }
 
 void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request) {
     const auto block = operation.make();

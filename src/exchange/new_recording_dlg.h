@@ -13,6 +13,7 @@ namespace kymora {
 class CNewRecordingDlg : public CBatchBaseDlg {
   public:
     const char* ActionLabel() const override { return "Make"; }
+    bool MakesRecording() const final { return true; }
 
     // Writes the recording that the settings describe as a native file of this name, in place of one that
     // stands there. False when none was written, which the user was told; `out` is then as it was.

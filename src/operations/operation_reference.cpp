@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "exchange/new_recording_dlg.h"
 #include "operations/param_text.h"
 
 namespace kymora {
@@ -80,8 +79,7 @@ void AppendParams(std::string& to, const ParamList& params) {
 }
 
 std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
-    if (dynamic_cast<const CNewRecordingDlg*>(&block))
-        return fmt::format("kymora run {} FILE -o new.kymr-dat", operation.className);
+    if (block.MakesRecording()) return fmt::format("kymora run {} FILE -o new.kymr-dat", operation.className);
     std::string line = fmt::format("kymora run {} rec.kymr-dat", operation.className);
     ParamList params = block.Params();
     if (params.Find("file")) line += " --set file=FILE";

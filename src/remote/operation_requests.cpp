@@ -64,7 +64,7 @@ std::string Picture(const std::vector<std::byte>& png) {
 
 void Use(RemoteCall& call) {
     const Operation& operation = Named(call.value);
-    if (dynamic_cast<CNewRecordingDlg*>(operation.make().get()))
+    if (operation.make()->MakesRecording())
         throw RemoteError("It makes a recording and works on none: use the commands new-contiguous-data and "
                           "new-sparse-data.");
     if (call.target.Active() < 0) throw RemoteError("No recording is open.");

@@ -138,7 +138,7 @@ class OperationWindowTest : public ::testing::Test {
     }
     void TearDown() override { Close(); }
     CTestOperation& Open(bool withDoc = true) {
-        window = new CEventBaseNonModalDlg(session, testOperation);
+        window = new CEventBaseNonModalDlg(session, testOperation, std::make_unique<CTestOperation>());
         if (withDoc) window->SetActive(doc.get(), &view);
         window->show();
         window->activateWindow();

@@ -1,5 +1,7 @@
 #include "app/operation_windows.h"
 
+#include <QCheckBox>
+
 #include "batch/config_file.h"
 #include "batch/event_base_dlg.h"
 #include "frame_fixture.h"
@@ -126,6 +128,40 @@ TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings)
     files.Put("/cut.kymr-cfg", std::vector<std::byte>(3));
     frame->DropFile("/cut.kymr-cfg");
     EXPECT_EQ(host.LastMessage(), "cut.kymr-cfg is no configuration file of an operation.");
+}
+
+// Whatever stands in a window that a file opened can be pressed.
+TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWhatTheyAre) {
+    host.openFiles = {"/two.kymr-dat"};
+    host.saveFile = "/saved.kymr-cfg";
+    QPointer<CEventBaseNonModalDlg> window;
+    const auto press = [&](const std::function<bool(const QString&)>& wanted, int times) {
+        QList<QPointer<QAbstractButton>> buttons;
+        for (QAbstractButton* button : window->findChildren<QAbstractButton*>()) buttons.push_back(button);
+        for (int i = 0; i < times; ++i)
+            for (const auto& button : buttons)
+                if (button && wanted(button->objectName())) button->click();
+        Settle();
+    };
+    for (const Operation& operation : Operations()) {
+        SCOPED_TRACE(std::string(operation.className));
+        OpenOne();
+        const auto block = operation.make();
+        ASSERT_TRUE(SaveConfig(session, *block, "/settings.kymr-cfg"));
+        host.Forget();
+        frame->DropFile("/settings.kymr-cfg");
+        window = frame->OperationDialogs().Find(operation.className);
+        EXPECT_EQ(window == nullptr, block->MakesRecording());
+        EXPECT_EQ(host.LastMessage().find("makes a recording of its own") != std::string::npos, !window);
+        if (!window) continue;
+        auto* batch = window->findChild<QCheckBox*>("batchProcess");
+        EXPECT_EQ(batch != nullptr, dynamic_cast<CTransformDlg*>(&window->Block()) != nullptr);
+        press([](const QString& name) { return name != "run" && name != "close"; }, 2);
+        if (batch) batch->setChecked(true);
+        press([](const QString& name) { return name == "run"; }, 1);
+        if (window) window->close();
+        Settle();
+    }
 }
 
 TEST_F(OperationWindowsTest, SettingsAndPlaceOfAWindowComeBack) {

@@ -39,7 +39,7 @@ class TransformWindowTest : public ::testing::Test {
     }
     void TearDown() override { Close(); }
     CTestTransform& Open() {
-        window = new TransformWindow(session, testTransform, &look);
+        window = new TransformWindow(session, testTransform, std::make_unique<CTestTransform>(), &look);
         window->onTransform = [this](CTransformDlg& dialog) {
             ++transforms;
             batchWas = dialog.m_bBatch;

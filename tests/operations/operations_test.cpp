@@ -4,12 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <set>
 
+#include "batch/config_file.h"
+#include "exchange/new_recording_dlg.h"
+#include "host/memory_file_system.h"
+#include "operations/config_operation.h"
 #include "operations/operation_reference.h"
+#include "support/test_host.h"
 
 namespace kymora::test {
 namespace {
@@ -92,6 +99,26 @@ TEST(OperationTableTest, ParametersOfAFreshBlock) {
         again->TakeSettings(record);
         EXPECT_EQ(again->Settings(), record);
     }
+}
+
+// A window over an open recording takes the settings of what works on one, by what the operation is.
+TEST(OperationTableTest, ConfigurationsAreForWindowsOverARecording) {
+    MemoryFileSystem files;
+    TestHost host;
+    Session session{host, files};
+    for (const Operation& operation : Operations()) {
+        SCOPED_TRACE(std::string(operation.className));
+        const auto block = operation.make();
+        const bool makesRecording = dynamic_cast<const CNewRecordingDlg*>(block.get()) != nullptr;
+        ASSERT_TRUE(SaveConfig(session, *block, "/some.kymr-cfg"));
+        host.Forget();
+        EXPECT_EQ(OperationOfConfig(session, "/some.kymr-cfg"), makesRecording ? nullptr : &operation);
+        EXPECT_EQ(host.LastMessage(),
+                  makesRecording ? fmt::format(newRecordingConfigText, "some.kymr-cfg", operation.className)
+                                 : "");
+    }
+    EXPECT_EQ(OperationOfConfig(session, "/none.kymr-cfg"), nullptr);
+    EXPECT_NE(host.LastMessage().find("none.kymr-cfg"), std::string::npos);
 }
 
 // Whether another value of a parameter comes back from a record.

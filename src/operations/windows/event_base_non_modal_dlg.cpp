@@ -49,8 +49,9 @@ class CEventBaseNonModalDlg::Busy {
     CEventBaseNonModalDlg& window_;
 };
 
-CEventBaseNonModalDlg::CEventBaseNonModalDlg(Session& session, const Operation& operation, QWidget* parent)
-    : QDialog(parent), session_(session), operation_(operation), block_(operation.make()) {
+CEventBaseNonModalDlg::CEventBaseNonModalDlg(Session& session, const Operation& operation,
+                                             std::unique_ptr<CBatchBaseDlg> block, QWidget* parent)
+    : QDialog(parent), session_(session), operation_(operation), block_(std::move(block)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     setAcceptDrops(true);

@@ -31,8 +31,10 @@ class CEventBaseNonModalDlg : public QDialog {
     Q_OBJECT
 
   public:
-    // Takes the settings that the session has from the last window of this operation.
-    CEventBaseNonModalDlg(Session& session, const Operation& operation, QWidget* parent = nullptr);
+    // `block` was made by the operation. It takes the settings that the session has from the last window of
+    // this operation.
+    CEventBaseNonModalDlg(Session& session, const Operation& operation, std::unique_ptr<CBatchBaseDlg> block,
+                          QWidget* parent = nullptr);
     ~CEventBaseNonModalDlg() override;
 
     CBatchBaseDlg& Block() { return *block_; }

@@ -21,9 +21,17 @@ void GuardedPreviewHost::OnNeedData(PreviewData& data) {
     data.transformed = data.raw;
 }
 
-TransformWindow::TransformWindow(Session& session, const Operation& operation, PreviewLook* look,
-                                 QWidget* parent)
-    : CEventBaseNonModalDlg(session, operation, parent), look_(look ? *look : ownLook_) {
+TransformWindow::TransformWindow(Session& session, const Operation& operation,
+                                 std::unique_ptr<CTransformDlg> block, PreviewLook* look, QWidget* parent)
+    : TransformWindow(session, operation, *block, std::move(block), look, parent) {}
+
+// The reference is taken before the block goes to the base.
+TransformWindow::TransformWindow(Session& session, const Operation& operation, CTransformDlg& transform,
+                                 std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent)
+    : CEventBaseNonModalDlg(session, operation, std::move(block), parent),
+      transform_(transform),
+      traces_(dynamic_cast<CTransformTraceDlg*>(&transform)),
+      look_(look ? *look : ownLook_) {
     setWindowModality(Qt::ApplicationModal);
     run_->setText(tr("OK"));
     close_->setText(tr("Cancel"));
@@ -32,9 +40,8 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, P
     batch->setToolTip(tr("OK asks for files and transforms all of them"));
     connect(batch, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
     AddButton(batch, save_);
-    auto* traces = dynamic_cast<CTransformTraceDlg*>(&Block());
-    if (!traces) return;
-    host_ = std::make_unique<GuardedPreviewHost>(*traces);
+    if (!traces_) return;
+    host_ = std::make_unique<GuardedPreviewHost>(*traces_);
     previewButton_ = new QPushButton(tr("&Preview"), this);
     previewButton_->setObjectName("previewButton");
     previewButton_->setToolTip(tr("Show the traces before and after the transform"));
@@ -44,6 +51,12 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, P
 }
 
 TransformWindow::~TransformWindow() { ClosePreview(); }
+
+std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block) {
+    auto* transform = dynamic_cast<CTransformDlg*>(block.get());
+    if (transform) block.release();
+    return std::unique_ptr<CTransformDlg>(transform);
+}
 
 // --- OK ---
 
@@ -106,12 +119,11 @@ std::string TransformWindow::PreviewedSettings() {
 }
 
 void TransformWindow::RefreshPreview() {
-    auto& block = static_cast<CTransformTraceDlg&>(Block());
-    const auto trace = static_cast<size_t>(block.PreviewTrace());
-    const std::string& units = block.Document()->traces[trace].traceUnits;
+    const auto trace = static_cast<size_t>(traces_->PreviewTrace());
+    const std::string& units = traces_->Document()->traces[trace].traceUnits;
     previewed_ = PreviewedSettings();
     preview_->Model().m_strRawUnits = units;
-    preview_->Model().m_strTransformedUnits = block.ResultUnits(units);
+    preview_->Model().m_strTransformedUnits = traces_->ResultUnits(units);
     preview_->Refresh();
 }
 

@@ -26,17 +26,20 @@ class GuardedPreviewHost : public CPreviewHost {
     CTransformTraceDlg& block_;
 };
 
+// Takes a transform out of `block`; null where it is none, which then stays there.
+std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block);
+
 class TransformWindow : public CEventBaseNonModalDlg {
     Q_OBJECT
 
   public:
-    // The operation makes a CTransformDlg. `look`, if given, outlives the window and keeps what its previews
+    // `block` was made by the operation. `look`, if given, outlives the window and keeps what its previews
     // look like.
-    TransformWindow(Session& session, const Operation& operation, PreviewLook* look = nullptr,
-                    QWidget* parent = nullptr);
+    TransformWindow(Session& session, const Operation& operation, std::unique_ptr<CTransformDlg> block,
+                    PreviewLook* look = nullptr, QWidget* parent = nullptr);
     ~TransformWindow() override;
 
-    CTransformDlg& Transform() { return static_cast<CTransformDlg&>(Block()); }
+    CTransformDlg& Transform() { return transform_; }
 
     // Does the transform that the window was set for; true closes the window. Set before it is shown.
     std::function<bool(CTransformDlg&)> onTransform;
@@ -55,12 +58,16 @@ class TransformWindow : public CEventBaseNonModalDlg {
     void Drawn() override;
 
   private:
+    TransformWindow(Session& session, const Operation& operation, CTransformDlg& transform,
+                    std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent);
     void SetBatch(bool isOn);
     void ClosePreview();
     std::string PreviewedSettings();
     void RefreshPreview();
 
-    std::unique_ptr<GuardedPreviewHost> host_;  // null for transforms of whole recordings
+    CTransformDlg& transform_;                  // the block, as what it is
+    CTransformTraceDlg* traces_;                // the same; null for transforms of whole recordings
+    std::unique_ptr<GuardedPreviewHost> host_;  // null for those, too
     PreviewLook ownLook_;
     PreviewLook& look_;
     QPointer<PreviewWindow> preview_;
