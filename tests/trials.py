@@ -12,6 +12,7 @@ import json
 import os
 import random
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -162,6 +163,45 @@ class Trials:
         print(f"journals of other versions: {seen} set aside")
         shutil.rmtree(folder)
 
+    def replaced_during_runs(self):
+        """Another program puts its version in the recording's place while a run is at work."""
+        folder = self.path("replaced")
+        os.mkdir(folder)
+        whole = self.make_recording("replaced/whole.kymr-dat", self.megabytes)
+        theirs = self.make_recording("replaced/theirs.kymr-dat", 2)
+        recording, kept = self.path("replaced", "rec.kymr-dat"), self.path("replaced", "rec_result.kymr-dat")
+        runs = (["run", "CGenSmooth", recording, "--set", "traces=1", "--set", "addMode=0", "--in-place"],
+                self.detection(recording, "c"))
+        for run in runs:
+            for _ in range(10):  # on a busy machine a run may be over before it is stopped
+                shutil.copy(whole, recording)
+                version = self.path("replaced", "version")
+                shutil.copy(theirs, version)
+                process = subprocess.Popen([self.program, *run], stderr=subprocess.PIPE, text=True, env=self.env)
+                self.wait_until_open(process, recording)
+                process.send_signal(signal.SIGSTOP)
+                os.replace(version, recording)
+                process.send_signal(signal.SIGCONT)
+                _, said = process.communicate()
+                if process.returncode != 0:
+                    break
+            self.check(process.returncode == 1, f"{run[1]} over another version: exit code {process.returncode}")
+            self.check("kept as rec_result.kymr-dat" in said, f"{run[1]} does not tell where the result is: {said}")
+            self.check(self.sum(recording) == self.sum(theirs), f"{run[1]} wrote over another version")
+            self.run("info", kept)
+            os.remove(kept)
+        print("versions of others during a run: kept, and the results beside them")
+        shutil.rmtree(folder)
+
+    def wait_until_open(self, process, path):
+        handles = f"/proc/{process.pid}/fd"
+        while process.poll() is None:
+            try:
+                if any(os.path.realpath(os.path.join(handles, name)) == path for name in os.listdir(handles)):
+                    return
+            except OSError:
+                pass
+
     def long_names(self):
         folder = self.path("names")
         os.mkdir(folder)
@@ -195,7 +235,8 @@ def main():
     arguments = parser.parse_args()
     trials = Trials(arguments.program, arguments.kills, arguments.megabytes)
     try:
-        for trial in (trials.kill_transforms, trials.kill_saves, trials.journals_of_other_versions, trials.long_names):
+        for trial in (trials.kill_transforms, trials.kill_saves, trials.journals_of_other_versions, trials.replaced_during_runs,
+                      trials.long_names):
             trial()
     finally:
         shutil.rmtree(trials.folder, ignore_errors=True)

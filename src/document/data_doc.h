@@ -395,6 +395,7 @@ class CDataDoc : public EventChanOwner {
 
     // Remembers the state of the file that a save would replace.
     void RememberStamp(const std::filesystem::path& path);
+    void RememberStamp(const std::filesystem::path& path, const FileStamp& stamp) { stamps_[path] = stamp; }
     std::optional<FileStamp> RememberedStamp(const std::filesystem::path& path) const;
     // True when the file is as it was remembered, or the user agrees to write over the changes.
     bool MayOverwrite(const std::filesystem::path& path);

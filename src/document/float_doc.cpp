@@ -164,7 +164,8 @@ bool CFloatDoc::Load(OpenFor purpose) {
     constexpr int attempts = 3;
     for (int attempt = 1;; ++attempt) {
         if (!OpenSampleFile(purpose)) return false;
-        RememberStamp(filePath);
+        // Of the file that is read here, which need not be the one that has its name by now.
+        RememberStamp(filePath, sampleFile->Stamp());
         const FileStamp before = sampleFile->Stamp();
         // Without the lock another program may save while the metadata is read; then they are read again.
         const auto disturbed = [&] { return !ownsFile_ && !(sampleFile->Stamp() == before); };
@@ -206,8 +207,11 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
             openReadOnly("it was opened for reading");
         } else {
             try {
-                sampleFile = files.Open(filePath, OpenMode::readWrite);
-                ownsFile_ = sampleFile->TryLock();
+                // Who waited while another program put its version in place has locked a file that is gone.
+                for (int attempt = 0; attempt == 0 || (attempt < 10 && !IsAtItsPlace()); ++attempt) {
+                    sampleFile = files.Open(filePath, OpenMode::readWrite);
+                    ownsFile_ = sampleFile->TryLock();
+                }
             } catch (const FileError&) {
                 GetHost().Log("Couldn't open " + filePath.string() +
                               " for read/write, trying read only (may be on CD)\n");
@@ -220,8 +224,30 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
         GetHost().Message("Couldn't open file " + filePath.string() + " for read/write or just read.");
         return false;
     }
-    HandleJournal();
+    try {
+        HandleJournal();
+    } catch (const FileError& error) {
+        ReadBesideJournal(error.what());
+    }
     return true;
+}
+
+// The journal of an interrupted save cannot be read, or not be dealt with: the recording is shown as it was
+// before that save, or as it is, and not changed.
+void CFloatDoc::ReadBesideJournal(const std::string& reason) {
+    openedReadOnly = true;
+    ownsFile_ = false;
+    readOnlyReason = "the safety copy of an interrupted save could not be dealt with";
+    GetHost().Message(
+        "The safety copy " + JournalPath(GetSession().files, filePath).string() +
+        " of an interrupted save could not be dealt with. The recording is opened for reading only.\n" +
+        reason);
+    try {
+        auto seen = ViewThroughJournal(GetSession().files, filePath,
+                                       GetSession().files.Open(filePath, OpenMode::readOnly));
+        if (seen) sampleFile = std::move(seen);
+    } catch (const FileError&) {  // it is read as it stands
+    }
 }
 
 // A save was cut off, or is under way in another program. Only the owner of the file repairs it; everybody
@@ -244,6 +270,11 @@ void CFloatDoc::HandleJournal() {
     case JournalState::complete:
         break;
     }
+    if (ownsFile_ && IsJournalInUse(files, filePath)) {
+        openedReadOnly = true;
+        ownsFile_ = false;
+        readOnlyReason = inUseReason;
+    }
     if (ownsFile_) {
         UndoFromJournal(files, filePath, *sampleFile);
         GetHost().Message("The last save of " + filePath.string() +
@@ -261,9 +292,9 @@ void CFloatDoc::PassOverForeignJournal() {
     const std::string journal = JournalPath(files, filePath).string();
     const std::string notUsed =
         "The safety copy " + journal +
-        " of an interrupted save belongs to another version of this recording and was "
+        " of an interrupted save belongs to another version of this recording, or is damaged, and was "
         "not used.";
-    if (!ownsFile_) {
+    if (!ownsFile_ || IsJournalInUse(files, filePath)) {
         GetHost().Log(notUsed + "\n");
         return;
     }
@@ -374,8 +405,12 @@ SaveOutcome CFloatDoc::Save() {
         if (fileVersion < firstTailVersion)
             return SaveOldVersion() ? SaveOutcome::saved : SaveOutcome::failed;
         return SaveInPlace();
+    } catch (const ResultKept& kept) {
+        GetHost().Failure(kept.what());
     } catch (const FileError& error) {
         GetHost().Failure("The file was not saved.\n" + std::string(error.what()));
+        if (fileVersion >= firstTailVersion && HoldsItsSamples() && !IsUnchanged())
+            return SaveOutcome::changedOutside;
     } catch (const Cancelled&) {
         GetHost().Log("The save was cancelled.\n");
     }
@@ -386,6 +421,10 @@ bool CFloatDoc::IsAtItsPlace() const {
     const auto onDisk = GetSession().files.Stamp(filePath);
     const FileStamp opened = sampleFile->Stamp();
     return onDisk && onDisk->inode == opened.inode && onDisk->device == opened.device;
+}
+
+bool CFloatDoc::IsUnchanged() const {
+    return IsAtItsPlace() && GetSession().files.Stamp(filePath) == RememberedStamp(filePath);
 }
 
 bool CFloatDoc::HoldsItsSamples() const {
@@ -414,17 +453,22 @@ SaveOutcome CFloatDoc::SaveInPlace() {
         UndoFromJournal(files, filePath, *sampleFile);
         RememberStamp(filePath);
     }
+    const FileStamp seen = sampleFile->Stamp();
     if (const SaveOutcome may = MaySaveOverSource(); may != SaveOutcome::saved) return may;
     GetDisplaySettingsFromView();
+    SweepTemporaries(files, files.Resolve(filePath).parent_path());
     NewMetadata metadata;
     const auto version = static_cast<int16_t>(currentFileVersion);
     std::memcpy(metadata.head.data(), &version, sizeof version);
     std::memcpy(metadata.head.data() + sizeof version, &sampleInterval, sizeof sampleInterval);
     metadata.writeTail = [this](CArchive& archive) { WriteTail(archive, *this, fileComment); };
     try {
-        SaveThroughJournal(files, filePath, *sampleFile, {headEnd_, tailOffset}, metadata);
+        SaveThroughJournal(files, filePath, *sampleFile, {headEnd_, tailOffset}, metadata, seen);
+    } catch (const ChangedMeanwhile&) {
+        throw;
     } catch (...) {
-        RememberStamp(filePath);
+        // What was put back has another time of modification.
+        if (IsAtItsPlace()) RememberStamp(filePath, sampleFile->Stamp());
         throw;
     }
     if (!IsAtItsPlace()) KeepBeside();

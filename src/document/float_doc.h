@@ -42,6 +42,7 @@ class CFloatDoc : public CDataDoc {
     bool OpenSampleFile(OpenFor purpose);
     void HandleJournal();
     void PassOverForeignJournal();
+    void ReadBesideJournal(const std::string& reason);
     void LoadAll(CArchive& archive);
     void LoadHead(CArchive& archive);
     void LoadOldHead(CArchive& archive);
@@ -49,6 +50,7 @@ class CFloatDoc : public CDataDoc {
     void LoadSharedRows(CArchive& archive);
     void ReadInterleaved(int64_t storedIndex, std::span<const StoredRead> pieces);
     bool IsAtItsPlace() const;
+    bool IsUnchanged() const;
     bool HoldsItsSamples() const;
     SaveOutcome MaySaveOverSource();
     SaveOutcome SaveInPlace();

@@ -87,8 +87,17 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
     }
 }
 
+void TellJournalSetAside(Session& session, const std::filesystem::path& path) {
+    if (const auto kept = SetForeignJournalAside(session.files, path))
+        session.host.Message(
+            "Beside " + path.string() +
+            " stood the safety copy of an interrupted save of another recording. It is kept as " +
+            kept->filename().string() + ".");
+}
+
 void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version) {
     const CopyProgress progress(doc);
+    TellJournalSetAside(doc.GetSession(), path);
     WriteFileAtomically(doc.GetSession().files, path, [&](CArchive& archive) {
         WriteHead(archive, doc, version);
         for (int t = 0; t < doc.traceCount; ++t) doc.WriteTraceData(archive, t);

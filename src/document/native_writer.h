@@ -43,6 +43,10 @@ class Cancelled : public std::runtime_error {
     Cancelled() : std::runtime_error("Cancelled.") {}
 };
 
+// Before a new recording takes this name: a save journal there that belongs to another file gets another
+// name, which the user is told. Throws FileError.
+void TellJournalSetAside(Session& session, const std::filesystem::path& path);
+
 // Saves the recording as a new native file of the current version or, as an old program reads it, of the
 // legacy one. Shows progress; throws FileError or Cancelled, and then leaves nothing behind.
 void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int version = currentFileVersion);

@@ -1,6 +1,7 @@
 #include "document/save_journal.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <span>
 #include <vector>
@@ -67,12 +68,19 @@ std::span<std::byte> Raw(JournalHead& head) { return std::as_writable_bytes(std:
 std::unique_ptr<DataFile> OpenJournal(FileSystem& files, const std::filesystem::path& path) {
     const auto journalPath = JournalPath(files, path);
     if (!files.Stamp(journalPath)) return nullptr;
-    return files.Open(journalPath, OpenMode::readOnly);
+    try {
+        return files.Open(journalPath, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        if (error.systemError == ENOENT) return nullptr;  // its save has just ended
+        throw;
+    }
 }
 
-uint64_t ChecksumOf(const DataFile& journal, uint64_t bytes) {
+// Of all behind the mark.
+uint64_t ChecksumOf(const DataFile& journal, const JournalHead& head) {
     Checksum sum;
-    EachPiece(journal, 0, bytes, [&](uint64_t, std::span<const std::byte> piece) { sum.Add(piece); });
+    EachPiece(journal, sizeof head.mark, head.ChecksumPlace(),
+              [&](uint64_t, std::span<const std::byte> piece) { sum.Add(piece); });
     return sum.Value();
 }
 
@@ -88,16 +96,18 @@ std::optional<JournalHead> ReadIntactHead(const DataFile& journal) {
     if (length != head.ChecksumPlace() + sizeof(uint64_t)) return std::nullopt;
     uint64_t stored = 0;
     journal.ReadAt(head.ChecksumPlace(), std::as_writable_bytes(std::span(&stored, 1)));
-    if (stored != ChecksumOf(journal, head.ChecksumPlace())) return std::nullopt;
+    if (stored != ChecksumOf(journal, head)) return std::nullopt;
     return head;
 }
 
-// Whether a journal that is not intact is one that was cut off while it was made or retired. What begins
-// otherwise was not written here.
+// Whether a journal that is not intact is one that was cut off while it was made or retired: its mark is the
+// last that is written and the first that goes. What begins otherwise was not written here, or was damaged
+// later.
 bool IsCutOff(const DataFile& journal) {
     const JournalHead whole;
-    char mark[sizeof whole.mark];
+    char mark[sizeof whole.mark] = {};
     const size_t read = journal.ReadAt(0, std::as_writable_bytes(std::span(mark)));
+    if (std::memcmp(mark, whole.mark, sizeof mark) == 0) return false;
     for (size_t i = 0; i < read; ++i)
         if (mark[i] != 0 && mark[i] != whole.mark[i]) return false;
     return true;
@@ -154,6 +164,14 @@ std::optional<JournalState> StateOf(const DataFile& journal, const JournalHead& 
     }
     if (!compared.IsEither()) return std::nullopt;
     return compared.IsNew() && length == newLength ? JournalState::finished : JournalState::complete;
+}
+
+// Whether a piece of the tail, `at` bytes behind its place, is as it was before the save.
+bool IsOldTail(const DataFile& journal, const JournalHead& head, const DataFile& file, uint64_t at) {
+    std::vector<std::byte> there(pieceSize), before(pieceSize);
+    const auto is = ReadPart(file, head.tailOffset + at, file.Length(), there);
+    const auto was = ReadPart(journal, sizeof(JournalHead) + at, head.NewTailPlace(), before);
+    return std::ranges::equal(is, was);
 }
 
 JournalState InspectJournal(const DataFile* journal, const DataFile& file, std::optional<JournalHead>& head) {
@@ -222,8 +240,9 @@ uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
     return sum.Value();
 }
 
-void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file,
-                  JournalRange range, const NewMetadata& metadata) {
+std::unique_ptr<DataFile> WriteJournal(FileSystem& files, const std::filesystem::path& path,
+                                       const DataFile& file, JournalRange range,
+                                       const NewMetadata& metadata) {
     JournalHead head;
     head.headEnd = range.headEnd;
     head.tailOffset = range.tailOffset;
@@ -240,36 +259,57 @@ void WriteJournal(FileSystem& files, const std::filesystem::path& path, const Da
         SetJournalAside(files, path);
     else if (state != JournalState::none)
         files.Remove(journalPath);
+    auto journal = files.Open(journalPath, OpenMode::createPrivate);
     try {
-        const auto journal = files.Open(journalPath, OpenMode::createNew);
+        journal->TryLock();
+        files.CopyPermissions(path, journalPath);
         CopyBytes(file, head.tailOffset, *journal, sizeof head, head.OldTailBytes());
         CArchive archive(*journal, CArchive::Mode::store, head.NewTailPlace(), pieceSize);
         metadata.writeTail(archive);
         archive.Close();
         head.newTailBytes = archive.Position() - head.NewTailPlace();
-        // The block that makes it a journal comes last.
-        journal->WriteAt(0, Raw(head));
-        const uint64_t checksum = ChecksumOf(*journal, head.ChecksumPlace());
+        // The mark, which makes it a journal, comes when all else has reached the disk.
+        const auto whole = Raw(head);
+        journal->WriteAt(sizeof head.mark, whole.subspan(sizeof head.mark));
+        const uint64_t checksum = ChecksumOf(*journal, head);
         journal->WriteAt(head.ChecksumPlace(), std::as_bytes(std::span(&checksum, 1)));
+        journal->Sync();
+        journal->WriteAt(0, whole.first(sizeof head.mark));
         journal->Sync();
         files.SyncFolderOf(journalPath);
     } catch (...) {
-        if (files.Stamp(journalPath)) files.Remove(journalPath);
+        files.Remove(journalPath);
         throw;
     }
+    return journal;
 }
 
 void SaveThroughJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file,
-                        JournalRange range, const NewMetadata& metadata) {
-    WriteJournal(files, path, file, range, metadata);
+                        JournalRange range, const NewMetadata& metadata, const FileStamp& expected) {
+    std::unique_ptr<DataFile> journal;
     try {
-        const auto journal = files.Open(JournalPath(files, path), OpenMode::readOnly);
-        JournalHead head;
-        ReadWhole(*journal, 0, Raw(head));
+        journal = WriteJournal(files, path, file, range, metadata);
+    } catch (const FileError&) {
+        if (file.Stamp() == expected) throw;
+        throw ChangedMeanwhile(path);
+    }
+    JournalHead head;
+    ReadWhole(*journal, 0, Raw(head));
+    try {
+        // Whatever others have written since the file was looked at is not written over.
+        if (!(file.Stamp() == expected)) throw ChangedMeanwhile(path);
         file.WriteAt(0, metadata.head);
-        CopyBytes(*journal, head.NewTailPlace(), file, head.tailOffset, head.newTailBytes);
+        for (uint64_t at = 0; at < head.newTailBytes; at += pieceSize) {
+            if (!IsOldTail(*journal, head, file, at)) throw ChangedMeanwhile(path);
+            CopyBytes(*journal, head.NewTailPlace() + at, file, head.tailOffset + at,
+                      std::min<uint64_t>(pieceSize, head.newTailBytes - at));
+        }
         file.Sync();
+        if (StateOf(*journal, head, file) != JournalState::finished) throw ChangedMeanwhile(path);
         RetireJournal(files, path);
+    } catch (const ChangedMeanwhile&) {
+        RetireJournal(files, path);
+        throw;
     } catch (...) {
         UndoFromJournal(files, path, file);
         throw;
@@ -315,14 +355,34 @@ std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::files
     return std::make_unique<JournalView>(std::move(file), std::move(journal), *head);
 }
 
+bool IsJournalInUse(FileSystem& files, const std::filesystem::path& path) {
+    const auto journal = OpenJournal(files, path);
+    return journal && !journal->TryLock();
+}
+
 std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path) {
     const auto journalPath = JournalPath(files, path);
     const std::string ending = "-of-another-version";
-    auto kept = NameBehind(journalPath, ending);
-    for (int n = 2; files.Stamp(kept); ++n) kept = NameBehind(journalPath, fmt::format("{}-{}", ending, n));
-    files.Rename(journalPath, kept);
-    files.SyncFolderOf(kept);
-    return kept;
+    for (int n = 1;; ++n) {
+        const auto kept = NameBehind(journalPath, n == 1 ? ending : fmt::format("{}-{}", ending, n));
+        try {
+            files.RenameNew(journalPath, kept);
+            files.SyncFolderOf(kept);
+            return kept;
+        } catch (const FileError& error) {
+            if (error.systemError != EEXIST) throw;
+        }
+    }
+}
+
+std::optional<std::filesystem::path> SetForeignJournalAside(FileSystem& files,
+                                                            const std::filesystem::path& path) {
+    if (!files.Stamp(JournalPath(files, path))) return std::nullopt;
+    if (files.Stamp(path)) {
+        const auto file = files.Open(path, OpenMode::readOnly);
+        if (InspectJournal(files, path, *file) != JournalState::foreign) return std::nullopt;
+    }
+    return SetJournalAside(files, path);
 }
 
 }  // namespace kymora

@@ -42,16 +42,24 @@ struct NewMetadata {
     std::function<void(CArchive&)> writeTail;
 };
 
-// Replaces the metadata of `file`, which stands at `path` and is open for writing. A journal that is there
-// already must have been dealt with; one of another version is set aside. Throws FileError, and what
-// `writeTail` throws, and then has put the file back; where even that failed the journal stays for the next
-// open.
-void SaveThroughJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file,
-                        JournalRange range, const NewMetadata& metadata);
+// Another program has written to the file while it was being saved; what it wrote stays.
+class ChangedMeanwhile : public FileError {
+  public:
+    explicit ChangedMeanwhile(const std::filesystem::path& path)
+        : FileError(path.string() + " was changed by another program while it was being saved.", 0) {}
+};
 
-// The first part of it: the journal, durably. Throws, and then leaves no journal that counts.
-void WriteJournal(FileSystem& files, const std::filesystem::path& path, const DataFile& file,
-                  JournalRange range, const NewMetadata& metadata);
+// Replaces the metadata of `file`, which stands at `path`, is open for writing and still in the expected
+// state. A journal that is there already must have been dealt with; one of another version is set aside.
+// Throws FileError, and what `writeTail` throws, and then has put the file back; where even that failed the
+// journal stays for the next open. Throws ChangedMeanwhile, and then lays nothing over the file.
+void SaveThroughJournal(FileSystem& files, const std::filesystem::path& path, DataFile& file,
+                        JournalRange range, const NewMetadata& metadata, const FileStamp& expected);
+
+// The first part of it: the journal, durably, with the rights of the file, and locked for as long as the
+// answer lives. Throws, and then leaves no journal that counts.
+std::unique_ptr<DataFile> WriteJournal(FileSystem& files, const std::filesystem::path& path,
+                                       const DataFile& file, JournalRange range, const NewMetadata& metadata);
 
 // Makes the journal of a completed or undone save count no more, durably, and removes it. Throws FileError
 // while it still counts; a journal that only could not be removed is passed over at the next open.
@@ -60,7 +68,7 @@ void RetireJournal(FileSystem& files, const std::filesystem::path& path);
 enum class JournalState {
     none,        // there is no journal
     incomplete,  // it was cut off before the file was touched: the file is whole
-    foreign,     // it does not belong to this file, or not to this version of it
+    foreign,     // it does not belong to this file or to this version of it, or it is damaged
     complete,    // the file may hold a mixture; Undo or View gives the old state
     finished,    // the whole save has been written; only the journal was not removed
 };
@@ -76,7 +84,15 @@ void UndoFromJournal(FileSystem& files, const std::filesystem::path& path, DataF
 std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::filesystem::path& path,
                                              std::unique_ptr<DataFile> file);
 
+// Whether another program is saving through the journal at this moment.
+bool IsJournalInUse(FileSystem& files, const std::filesystem::path& path);
+
 // Gives a foreign journal a name under which it is no journal any more, and answers it. Throws FileError.
 std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path);
+
+// Before a new file takes the place of `path`: a journal that is not that of the file there is set aside, and
+// its new name answered; the other goes with the file that it belongs to (RetireJournal). Throws FileError.
+std::optional<std::filesystem::path> SetForeignJournalAside(FileSystem& files,
+                                                            const std::filesystem::path& path);
 
 }  // namespace kymora

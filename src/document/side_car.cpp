@@ -116,7 +116,7 @@ bool WriteSideCar(CDataDoc& doc, SampleRange range) {
     const std::optional<FileStamp> there = files.Stamp(path);
     if (!doc.MayOverwrite(path)) return false;
     if (doc.damagedSideCar == path && files.Stamp(path)) {
-        files.Rename(path, DamagedPath(files, path));
+        files.RenameNew(path, DamagedPath(files, path));
         doc.damagedSideCar.clear();
     }
     WriteFileAtomically(files, path, there, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });

@@ -29,19 +29,6 @@ bool IsAt(FileSystem& files, const std::filesystem::path& path, const DataFile& 
     return there && there->inode == own.inode && there->device == own.device;
 }
 
-// Removes the temporary files that killed programs have left in a folder. One that is still being written is
-// locked; where nobody can hold a lock, nobody can tell, and all stay.
-void SweepTemporaries(FileSystem& files, const std::filesystem::path& folder) {
-    for (const std::filesystem::path& path : files.List(folder)) {
-        if (!IsTemporaryName(path)) continue;
-        try {
-            const auto left = files.Open(path, OpenMode::readWrite);
-            if (left->TryLock() && left->HoldsLock() && IsAt(files, path, *left)) files.Remove(path);
-        } catch (const FileError&) {  // somebody else was faster, or may more
-        }
-    }
-}
-
 struct NamedFile {
     std::unique_ptr<DataFile> file;
     std::filesystem::path path;
@@ -49,11 +36,11 @@ struct NamedFile {
 
 // A new file with a lock on it, so that no other run takes it for one that was left. One that a sweeping
 // program has in its hands at this moment is left to it.
-NamedFile OpenLocked(FileSystem& files, const std::filesystem::path& folder) {
+NamedFile OpenLocked(FileSystem& files, const std::filesystem::path& folder, OpenMode mode) {
     for (int n = 0;; ++n) {
         NamedFile made{nullptr, TemporaryName(folder, n)};
         try {
-            made.file = files.Open(made.path, OpenMode::createNew);
+            made.file = files.Open(made.path, mode);
         } catch (const FileError& error) {
             if (error.systemError != EEXIST || n >= mostAttempts) throw;
             continue;
@@ -72,6 +59,17 @@ void RemoveQuietly(FileSystem& files, const std::filesystem::path& path) {
 
 }  // namespace
 
+void SweepTemporaries(FileSystem& files, const std::filesystem::path& folder) {
+    for (const std::filesystem::path& path : files.List(folder)) {
+        if (!IsTemporaryName(path)) continue;
+        try {
+            const auto left = files.Open(path, OpenMode::readWrite);
+            if (left->TryLock() && left->HoldsLock() && IsAt(files, path, *left)) files.Remove(path);
+        } catch (const FileError&) {  // somebody else was faster, or may more
+        }
+    }
+}
+
 ResultKept::ResultKept(const std::filesystem::path& target, const std::filesystem::path& kept)
     : FileError(
           fmt::format("{} was changed by another program meanwhile and was left as it is. The result was "
@@ -81,7 +79,10 @@ ResultKept::ResultKept(const std::filesystem::path& target, const std::filesyste
       kept(kept) {}
 
 std::filesystem::path FreeResultName(FileSystem& files, const std::filesystem::path& target) {
-    const std::string extension = target.extension().string();
+    // An ending as long as that is none.
+    constexpr size_t longestExtension = 64;
+    std::string extension = target.extension().string();
+    if (extension.size() > longestExtension) extension.clear();
     std::filesystem::path name = NameInstead(target, "_result" + extension);
     for (int n = 2; files.Stamp(name); ++n)
         name = NameInstead(target, fmt::format("_result-{}{}", n, extension));
@@ -93,13 +94,23 @@ TemporaryFile::TemporaryFile(FileSystem& files, const std::filesystem::path& tar
     const std::filesystem::path folder = target.parent_path();
     SweepTemporaries(files, folder);
     path_ = TemporaryName(folder, 0);
-    file_ = files.OpenUnnamed(path_);
-    if (!file_) OpenNamed();
+    // What replaces a private recording is never anybody else's to read; it gets its rights at the end.
+    file_ = files.OpenUnnamed(path_, expected_.has_value());
+    if (!file_) OpenNamed(nullptr);
 }
 
-void TemporaryFile::OpenNamed() {
+// With a copy of the content, if there is one.
+void TemporaryFile::OpenNamed(const DataFile* content) {
     try {
-        NamedFile made = OpenLocked(files_, target_.parent_path());
+        NamedFile made = OpenLocked(files_, target_.parent_path(),
+                                    expected_ ? OpenMode::createPrivate : OpenMode::createNew);
+        try {
+            if (content) CopyBytes(*content, 0, *made.file, 0, content->Length());
+            if (content) made.file->Sync();
+        } catch (const FileError&) {
+            RemoveQuietly(files_, made.path);
+            throw;
+        }
         file_ = std::move(made.file);
         path_ = std::move(made.path);
         isNamed_ = true;
@@ -116,9 +127,8 @@ std::string TemporaryFile::InWordsOfUser(std::string text, const std::filesystem
 }
 
 TemporaryFile::~TemporaryFile() {
-    if (!file_) return;
-    file_.reset();
-    if (isNamed_) RemoveQuietly(files_, path_);
+    // While the lock is still held.
+    if (isNamed_ && !hasMoved_) RemoveQuietly(files_, path_);
 }
 
 // A target that is gone leaves nothing to be replaced.
@@ -139,10 +149,7 @@ void TemporaryFile::TakeName() {
         } catch (const FileError& error) {
             if (error.systemError == EEXIST && n < mostAttempts) continue;
             // The system makes files without a name, and then cannot give them one.
-            const std::unique_ptr<DataFile> unnamed = std::move(file_);
-            OpenNamed();
-            CopyBytes(*unnamed, 0, *file_, 0, unnamed->Length());
-            file_->Sync();
+            OpenNamed(file_.get());
         }
     }
 }
@@ -159,9 +166,15 @@ bool TemporaryFile::TryTakeTarget() {
 }
 
 std::filesystem::path TemporaryFile::KeepBeside() {
-    const std::filesystem::path kept = FreeResultName(files_, target_);
-    files_.Rename(path_, kept);
-    return kept;
+    for (int attempt = 0;; ++attempt) {
+        const std::filesystem::path kept = FreeResultName(files_, target_);
+        try {
+            files_.RenameNew(path_, kept);
+            return kept;
+        } catch (const FileError& error) {  // another program keeps its result, too
+            if (error.systemError != EEXIST || attempt >= mostAttempts) throw;
+        }
+    }
 }
 
 void TemporaryFile::MoveToTarget() {
@@ -175,14 +188,19 @@ void TemporaryFile::MoveToTarget() {
         else
             kept = KeepBeside();
     }
+    hasMoved_ = true;
     file_.reset();
-    files_.SyncFolderOf(target_);
-    if (kept) throw ResultKept(target_, *kept);
+    if (!kept) return files_.SyncFolderOf(target_);
+    try {
+        files_.SyncFolderOf(target_);
+    } catch (const FileError&) {  // where the result is counts more
+    }
+    throw ResultKept(target_, *kept);
 }
 
 std::unique_ptr<DataFile> OpenScratchFile(FileSystem& files, const std::filesystem::path& folder) {
-    if (auto scratch = files.OpenUnnamed(TemporaryName(folder, 0))) return scratch;
-    NamedFile made = OpenLocked(files, folder);
+    if (auto scratch = files.OpenUnnamed(TemporaryName(folder, 0), true)) return scratch;
+    NamedFile made = OpenLocked(files, folder, OpenMode::createPrivate);
     files.Remove(made.path);
     return std::move(made.file);
 }

@@ -50,10 +50,10 @@ class TemporaryFile {
     // disk. Throws ResultKept where another version of the target stands there by now, and FileError: it is
     // then still a temporary file, unless it has moved and only the folder could not be made durable.
     void MoveToTarget();
-    bool HasMoved() const { return !file_; }
+    bool HasMoved() const { return hasMoved_; }
 
   private:
-    void OpenNamed();
+    void OpenNamed(const DataFile* content);
     bool MayReplace() const;
     void TakeName();
     bool TryTakeTarget();
@@ -65,7 +65,12 @@ class TemporaryFile {
     std::filesystem::path path_;
     std::unique_ptr<DataFile> file_;
     bool isNamed_ = false;
+    bool hasMoved_ = false;
 };
+
+// Removes the temporary files that killed programs have left in a folder. One that is still being written is
+// locked; where nobody can hold a lock, nobody can tell, and all stay.
+void SweepTemporaries(FileSystem& files, const std::filesystem::path& folder);
 
 // A file for intermediate results in `folder` (an empty one is "."), which is gone when it is closed, also by
 // a kill. Throws FileError.

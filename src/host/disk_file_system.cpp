@@ -1,6 +1,7 @@
 #include "host/disk_file_system.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,6 +10,8 @@
 
 namespace kymora {
 namespace {
+
+constexpr mode_t usualRights = 0666, privateRights = 0600;
 
 [[noreturn]] void Fail(const std::string& doing, const std::filesystem::path& path, int error) {
     throw FileError(doing + " " + path.string() + ": " + std::strerror(error), error);
@@ -102,8 +105,9 @@ std::unique_ptr<DataFile> DiskFileSystem::Open(const std::filesystem::path& path
     int flags = O_CLOEXEC | O_NONBLOCK;
     if (mode == OpenMode::readOnly) flags |= O_RDONLY;
     if (mode == OpenMode::readWrite) flags |= O_RDWR;
-    if (mode == OpenMode::createNew) flags |= O_RDWR | O_CREAT | O_EXCL;
-    const int handle = ::open(path.c_str(), flags, 0666);
+    if (mode == OpenMode::createNew || mode == OpenMode::createPrivate) flags |= O_RDWR | O_CREAT | O_EXCL;
+    const int handle =
+        ::open(path.c_str(), flags, mode == OpenMode::createPrivate ? privateRights : usualRights);
     if (handle < 0) Fail("Couldn't open", path, errno);
     struct stat state {};
     if (::fstat(handle, &state) != 0 || !S_ISREG(state.st_mode)) {
@@ -113,9 +117,10 @@ std::unique_ptr<DataFile> DiskFileSystem::Open(const std::filesystem::path& path
     return std::make_unique<DiskFile>(handle, path, mode != OpenMode::readOnly);
 }
 
-std::unique_ptr<DataFile> DiskFileSystem::OpenUnnamed(const std::filesystem::path& as) {
+std::unique_ptr<DataFile> DiskFileSystem::OpenUnnamed(const std::filesystem::path& as, bool isPrivate) {
     const std::filesystem::path folder = as.has_parent_path() ? as.parent_path() : ".";
-    const int handle = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    const int handle =
+        ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, isPrivate ? privateRights : usualRights);
     if (handle < 0) return nullptr;
     return std::make_unique<DiskFile>(handle, as, true);
 }
@@ -163,6 +168,13 @@ void DiskFileSystem::Rename(const std::filesystem::path& from, const std::filesy
     if (::rename(from.c_str(), to.c_str()) != 0) Fail("Couldn't rename " + from.string() + " to", to, errno);
 }
 
+void DiskFileSystem::RenameNew(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return;
+    // Some file systems cannot do it in one step.
+    if (errno == EINVAL || errno == ENOSYS) return FileSystem::RenameNew(from, to);
+    Fail("Couldn't rename " + from.string() + " to", to, errno);
+}
+
 void DiskFileSystem::Remove(const std::filesystem::path& path) {
     if (::unlink(path.c_str()) != 0) Fail("Couldn't remove", path, errno);
 }
@@ -171,6 +183,8 @@ void DiskFileSystem::SyncFolderOf(const std::filesystem::path& path) {
     std::filesystem::path folder = path.parent_path();
     if (folder.empty()) folder = ".";
     const int handle = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // A folder that may be written and not read cannot be synced.
+    if (handle < 0 && errno == EACCES) return;
     if (handle < 0) Fail("Couldn't open the folder", folder, errno);
     const int result = ::fsync(handle);
     const int error = errno;

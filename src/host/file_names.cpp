@@ -26,7 +26,9 @@ std::string FirstPart(const std::string& text, size_t count) {
 std::string FileNameOf(const std::string& start, std::string_view ending) {
     if (start.size() + ending.size() <= longestFileName) return start + std::string(ending);
     const std::string mark = fmt::format("~{:016x}", Hash(start));
-    return FirstPart(start, longestFileName - mark.size() - ending.size()) + mark + std::string(ending);
+    const size_t taken = mark.size() + ending.size();
+    return FirstPart(start, taken < longestFileName ? longestFileName - taken : 0) + mark +
+           std::string(ending);
 }
 
 std::filesystem::path NameBehind(const std::filesystem::path& file, std::string_view ending) {

@@ -1,6 +1,7 @@
 #include "host/file_system.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace kymora {
 
@@ -9,6 +10,12 @@ void ReadWhole(const DataFile& file, uint64_t offset, std::span<std::byte> to) {
         throw FileError(
             "The file has become shorter than it was when it was opened; what it has lost cannot be read.",
             0);
+}
+
+void FileSystem::RenameNew(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (Stamp(to))
+        throw FileError("Couldn't rename " + from.string() + " to " + to.string() + ": it exists", EEXIST);
+    Rename(from, to);
 }
 
 // The block stays in the cache between its reading and its writing. On a local disk that is as fast as the

@@ -60,8 +60,9 @@ class DataFile {
 
 enum class OpenMode {
     readOnly,
-    readWrite,  // an existing file
-    createNew,  // fails when the file exists
+    readWrite,      // an existing file
+    createNew,      // fails when the file exists
+    createPrivate,  // the same, for its owner alone
 };
 
 // Reads all of `to`. Throws FileError where the file ends before: samples that are not there any more are no
@@ -79,7 +80,8 @@ class FileSystem {
     virtual std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) = 0;
     // A file without a name in the folder of `as`, which names it in errors: it is gone when it is closed,
     // also by a kill, unless LinkAs has given it a name. Null where that cannot be had.
-    virtual std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) = 0;
+    // A private one is its owner's alone.
+    virtual std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) = 0;
     // The files in a folder, links and folders in it left out; none where it cannot be read.
     virtual std::vector<std::filesystem::path> List(const std::filesystem::path& folder) = 0;
     // Nothing when there is no such file.
@@ -92,6 +94,8 @@ class FileSystem {
     virtual void CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
     // Replaces `to` when it exists, in one step. Throws FileError.
     virtual void Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    // The same where `to` does not exist; else throws FileError with EEXIST.
+    virtual void RenameNew(const std::filesystem::path& from, const std::filesystem::path& to);
     virtual void Remove(const std::filesystem::path& path) = 0;
     // Makes renames and removals in the folder of `path` durable.
     virtual void SyncFolderOf(const std::filesystem::path& path) = 0;

@@ -42,7 +42,7 @@ FileStamp MemoryFile::Stamp() const {
 
 std::unique_ptr<DataFile> MemoryFileSystem::Open(const std::filesystem::path& path, OpenMode mode) {
     auto found = files_.find(path);
-    if (mode == OpenMode::createNew) {
+    if (mode == OpenMode::createNew || mode == OpenMode::createPrivate) {
         if (found != files_.end()) throw FileError("Couldn't open " + path.string() + ": it exists", EEXIST);
         Put(path, {});
         found = files_.find(path);
@@ -66,7 +66,7 @@ class MemoryFileSystem::UnnamedFile : public MemoryFile {
     MemoryFileSystem& owner_;
 };
 
-std::unique_ptr<DataFile> MemoryFileSystem::OpenUnnamed(const std::filesystem::path&) {
+std::unique_ptr<DataFile> MemoryFileSystem::OpenUnnamed(const std::filesystem::path&, bool) {
     if (!opensUnnamed) return nullptr;
     auto content = std::make_shared<MemoryBytes>();
     content->inode = nextInode_++;

@@ -50,7 +50,7 @@ class MemoryFile : public DataFile {
 class MemoryFileSystem : public FileSystem {
   public:
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override;
-    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) override;
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) override;
     std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override;
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;

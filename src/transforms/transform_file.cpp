@@ -54,6 +54,7 @@ TransformedFile TransformFile(CDataDoc& doc, CTransformTraceDlg& dialog, const s
         const bool isDone = engine.ApplyTraceTransform(archive, dialog);
         if (!isDone) return {false, engine.FailureNote()};
         archive.Close();
+        TellJournalSetAside(session, target);
         output->MoveToTarget();
         // An interrupted save of the file that stood here is none of the new one's concern.
         if (files.Stamp(JournalPath(files, target))) RetireJournal(files, target);

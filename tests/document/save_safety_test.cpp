@@ -218,6 +218,8 @@ TEST_F(SaveSafety, AJournalOfAnotherVersionIsSetAside) {
     versions.push_back(mixed);
     versions.back().back() ^= std::byte{1};  // one byte of the tail
     versions.push_back(mixed);
+    versions.back()[3] ^= std::byte{1};  // one of the rewritten bytes of the head
+    versions.push_back(mixed);
     versions.back().resize(versions.back().size() + 4'000'000);
     const auto kept = JournalPath(disk, path).string() + "-of-another-version";
     for (const auto& bytes : versions) {
@@ -245,6 +247,57 @@ TEST_F(SaveSafety, AJournalOfAnotherVersionIsSetAside) {
         doc->fileComment = "and saved";
         EXPECT_TRUE(doc->OnSaveDocument());
         EXPECT_TRUE(disk.Has(kept));
+    }
+}
+
+// A journal that was damaged is no journal; what it holds is kept.
+TEST_F(SaveSafety, ADamagedJournalIsKept) {
+    Interrupt();
+    const auto journal = JournalPath(disk, path);
+    for (const bool isCut : {false, true}) {
+        Interrupt();
+        auto& bytes = disk.Bytes(journal);
+        isCut ? bytes.resize(bytes.size() / 2) : void(bytes[bytes.size() / 2] ^= std::byte{1});
+        const auto damaged = bytes;
+        Session session(host, disk);
+        host.Forget();
+        Open(session);
+        EXPECT_EQ(disk.Bytes(journal.string() + "-of-another-version"), damaged);
+        EXPECT_NE(host.messages.at(0).text.find("damaged"), std::string::npos);
+    }
+}
+
+// Another program writes its version into the file, without a lock, at any moment of the save: nothing of it
+// is written over, and nobody is told that the save was done.
+TEST_F(SaveSafety, WhatOthersWriteDuringASaveStays) {
+    test::NativeRecipe other;
+    other.comment = u"theirs";
+    const auto theirs = test::BuildNative(other).file.data;
+    const int64_t changes = ChangesOfASave();
+    constexpr int64_t behindTail = 2;  // the journal goes
+    const int64_t firstOfTail = changes - behindTail - 8;
+    for (int64_t at = 1; at <= changes - behindTail; ++at) {
+        if (at == firstOfTail) continue;  // the one write that is on its way then covers all of theirs
+        PutRecording();
+        test::FaultyFileSystem faulty(disk);
+        Session session(host, faulty);
+        auto doc = Open(session);
+        Edit(*doc);
+        host.Forget();
+        int64_t seen = 0;
+        faulty.beforeChange = [&] {
+            if (++seen != at) return;
+            const auto file = disk.Open(path, OpenMode::readWrite);
+            file->WriteAt(0, theirs);
+            file->Truncate(theirs.size());
+        };
+        EXPECT_EQ(doc->Save(), SaveOutcome::changedOutside) << at << " of " << changes;
+        EXPECT_FALSE(host.messages.empty());
+        doc.reset();
+        if (at < firstOfTail) {
+            EXPECT_EQ(disk.Bytes(path), theirs) << at;
+        }
+        EXPECT_EQ(disk.Count(), 1u) << at;
     }
 }
 

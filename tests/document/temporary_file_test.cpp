@@ -92,6 +92,17 @@ TEST_F(Temporary, ATargetThatOthersChangedIsLeftAndTheResultKept) {
         }
 }
 
+// The folder goes away while the result is made: nobody may take that for done.
+TEST_F(Temporary, AResultWithoutAPlaceHasNotMoved) {
+    files.Put("/data/a.txt", Text("old"));
+    test::FaultyFileSystem faulty(files);
+    TemporaryFile file(faulty, "/data/a.txt");
+    faulty.beforeChange = [] { throw FileError("gone", ENOENT); };
+    EXPECT_THROW(file.MoveToTarget(), FileError);
+    EXPECT_FALSE(file.HasMoved());
+    EXPECT_EQ(files.Bytes("/data/a.txt"), Text("old"));
+}
+
 // What a killed program has left goes with the next file that is written in that folder; what another one is
 // writing, and what is no file of ours, stays.
 TEST_F(Temporary, WhatIsLeftIsSwept) {

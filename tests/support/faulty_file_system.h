@@ -24,13 +24,14 @@ class FaultyFileSystem : public FileSystem {
     bool died = false;
     bool foldersFail = false;            // to be made durable
     std::function<void()> beforeChange;  // what another program does at that moment
+    std::function<void()> beforeLink;    // before a file that had none gets a name
 
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {
-        if (mode == OpenMode::createNew) Change();
+        if (mode == OpenMode::createNew || mode == OpenMode::createPrivate) Change();
         return std::make_unique<File>(*this, under_.Open(path, mode));
     }
-    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as) override {
-        auto file = under_.OpenUnnamed(as);
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) override {
+        auto file = under_.OpenUnnamed(as, isPrivate);
         if (!file) return nullptr;
         return std::make_unique<File>(*this, std::move(file));
     }
@@ -107,6 +108,7 @@ class FaultyFileSystem : public FileSystem {
         bool HoldsLock() const override { return under_->HoldsLock(); }
         void LinkAs(const std::filesystem::path& path) override {
             owner_.Change();
+            if (owner_.beforeLink) owner_.beforeLink();
             under_->LinkAs(path);
         }
         FileStamp Stamp() const override { return under_->Stamp(); }

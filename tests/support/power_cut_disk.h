@@ -43,7 +43,7 @@ class PowerCutDisk : public FileSystem {
     }
 
     std::unique_ptr<DataFile> Open(const std::filesystem::path& path, OpenMode mode) override {
-        if (mode == OpenMode::createNew) {
+        if (mode == OpenMode::createNew || mode == OpenMode::createPrivate) {
             if (liveNames_.count(path) != 0) throw FileError("exists", EEXIST);
             Change({{}, path, NewNode()});
         }
@@ -51,7 +51,7 @@ class PowerCutDisk : public FileSystem {
         if (found == liveNames_.end()) throw FileError("no such file", ENOENT);
         return std::make_unique<File>(*this, found->second);
     }
-    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path&) override {
+    std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path&, bool) override {
         return opensUnnamed ? std::make_unique<File>(*this, NewNode()) : nullptr;
     }
     std::vector<std::filesystem::path> List(const std::filesystem::path&) override {

@@ -277,16 +277,28 @@ TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
 
 // Another program replaces the recording while its transform is made: that version stays.
 TEST_F(TransformSwapTest, AVersionThatOthersPutThereIsNotReplaced) {
-    const auto doc = OpenDocument(session, path);
     const std::vector<std::byte> theirs(7);
-    files.Put(path, theirs);
-    COpposite dialog;
-    dialog.CheckChangeDoc(doc.get());
-    EXPECT_FALSE(TransformFile(*doc, dialog, path).isDone);
-    EXPECT_NE(host.LastMessage().find("The result was kept as"), std::string::npos);
-    EXPECT_EQ(files.Bytes(path), theirs);
-    EXPECT_EQ(files.Count(), 2u);
-    EXPECT_EQ(session.pendingReset, decltype(session.pendingReset){});
+    for (const bool foldersFail : {false, true})
+        for (const int64_t at : {0, 1}) {  // before the work, or when it is about to take its place
+            files = {};
+            files.Put(path, before);
+            FaultyFileSystem disk(files);
+            Session its(host, disk);
+            its.skipFileDetails = its.gapNoticeShown = true;
+            const auto doc = OpenDocument(its, path);
+            if (at == 0) files.Put(path, theirs);
+            disk.beforeLink = [&] {
+                if (at > 0) files.Put(path, theirs);
+            };
+            disk.foldersFail = foldersFail;
+            COpposite dialog;
+            dialog.CheckChangeDoc(doc.get());
+            EXPECT_FALSE(TransformFile(*doc, dialog, path).isDone);
+            EXPECT_NE(host.LastMessage().find("The result was kept as"), std::string::npos);
+            EXPECT_EQ(files.Bytes(path), theirs);
+            EXPECT_EQ(files.Count(), 2u);
+            EXPECT_EQ(its.pendingReset, decltype(its.pendingReset){});
+        }
 }
 
 // The new file is in its place: nobody may be told that the old one still is.
