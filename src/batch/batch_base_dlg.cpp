@@ -85,6 +85,7 @@ bool CBatchBaseDlg::Run() {
     }
     const size_t historyLength = m_pDoc->historyLog.size();
     bool done = false;
+    m_written.clear();
     {
         UndoScope undo(*m_pDoc, Title());
         const auto putBack = [&] {
@@ -99,6 +100,7 @@ bool CBatchBaseDlg::Run() {
             putBack();
             throw;
         }
+        if (done) m_written = undo.Channels();
         if (!done)
             putBack();
         else if (m_pDoc->historyLog.size() > historyLength)

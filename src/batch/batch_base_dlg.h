@@ -19,6 +19,7 @@
 #include "batch/param.h"
 #include "document/data_doc.h"
 #include "document/view_guide.h"
+#include "results/result.h"
 
 namespace kymora {
 
@@ -105,7 +106,11 @@ class CBatchBaseDlg {
     virtual void GetParamText(std::string& text) = 0;
 
     // --- what it shows ---
-    // Writes the result of the last run, for operations that have one.
+    // What the last run has found, as data; what is long is read from the recording when it is asked for.
+    virtual std::vector<Result> Results() { return {}; }
+    // The channels that the last run has written, ascending.
+    const std::vector<int>& WrittenChannels() const { return m_written; }
+    // Writes the result of the last run as the window's text, for operations that have one.
     virtual bool HasResultText() const { return false; }
     virtual void WriteResult(const TextSink&) {}
     // Lines that the view draws while the window of the operation is open.
@@ -135,6 +140,7 @@ class CBatchBaseDlg {
   private:
     CDataDoc* m_pDoc = nullptr;
     DocumentView* m_pView = nullptr;
+    std::vector<int> m_written;
 };
 
 // One value of a record, read or written as the archive stands. `int` is 32 bits wide, `bool` a byte.

@@ -114,7 +114,12 @@ void DescribeProgram(CLI::App& app) {
 
 void RunSubcommand(const Entry& entry) {
     SubcommandContext context(entry.common);
-    entry.command->Run(context);
+    try {
+        entry.command->Run(context);
+    } catch (const CommandError&) {
+        context.output.Flush();  // what was found before stays found
+        throw;
+    }
     context.output.Flush();
 }
 

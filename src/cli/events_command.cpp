@@ -1,7 +1,7 @@
 #include "cli/command_context.h"
-#include "cli/json_writer.h"
-#include "cli/text_format.h"
 #include "document/lists.h"
+#include "results/json_writer.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 
 #include "cli/info_json.h"
-#include "cli/text_format.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {

@@ -4,6 +4,7 @@
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
+#include "cli/run_record.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "exchange/new_recording_dlg.h"
@@ -36,7 +37,8 @@ void CheckCanOpen(SubcommandContext& context, const std::string& source) {
 
 bool MakesRecording(const Operation& operation) { return operation.make()->MakesRecording(); }
 
-void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request) {
+void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+                     OutputSink& results) {
     const auto block = operation.make();
     auto& maker = dynamic_cast<CNewRecordingDlg&>(*block);
     if (request.config && !LoadConfig(context.session, *block, *request.config))
@@ -50,8 +52,13 @@ void RunNewRecording(SubcommandContext& context, const Operation& operation, con
     if (maker.m_sFile.empty()) Wrong(name + " needs the file that it reads: FILE, or --set file=FILE.");
     const std::filesystem::path out = CheckedOutput(context, name, request, maker.m_sFile);
     CheckCanOpen(context, maker.m_sFile);
+    context.host.TakeMessages();
+    TellJournalSetAside(context.session, out);
     const bool made = maker.WriteRecording(context.session, out);
     if (WasInterrupted()) throw Cancelled();
+    if (request.json)
+        WriteRunRecord(results, {operation.className, maker.m_sFile, made, out, context.host.TakeMessages()},
+                       *block);
     if (!made) throw CommandError(exitFailed, "");
     // An interrupted save of the file that stood here is none of the new one's concern.
     if (context.files.Stamp(JournalPath(context.files, out))) RetireJournal(context.files, out);

@@ -10,6 +10,7 @@ bool MakesRecording(const Operation& operation);
 
 // FILE, or the setting `file`, is what the recording is made from. Throws CommandError, Cancelled or
 // FileError.
-void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request);
+void RunNewRecording(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+                     OutputSink& results);
 
 }  // namespace kymora

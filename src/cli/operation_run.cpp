@@ -10,8 +10,11 @@
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
+#include "cli/run_record.h"
 #include "document/native_writer.h"
 #include "document/side_car.h"
+#include "results/archive_output.h"
+#include "results/result_output.h"
 #include "transforms/transform_file.h"
 
 namespace kymora {
@@ -41,32 +44,24 @@ class LineFeeds : public OutputSink {
     bool heldReturn_ = false;
 };
 
-// Passes a text on to a file as it is.
-class FileOutput : public OutputSink {
-  public:
-    explicit FileOutput(CArchive& archive) : archive_(archive) {}
-    void Write(std::string_view text) override { archive_.WriteRaw(std::as_bytes(std::span(text))); }
-
-  private:
-    CArchive& archive_;
-};
-
 // One run of an operation over the files of a request.
 class OperationRun {
   public:
-    OperationRun(SubcommandContext& context, const Operation& operation, const RunRequest& request)
-        : context_(context), operation_(operation), request_(request) {}
+    OperationRun(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+                 OutputSink& results)
+        : context_(context), operation_(operation), request_(request), lines_(results) {}
 
-    void Run(OutputSink& results) {
+    void Run() {
         CheckWays();
         TakeSettings();
         CheckKeeping();
         TakeFiles();
         CheckTargets();
-        if (!changes_ && request_.output) return RunIntoFile(*request_.output);
-        LineFeeds lines(results);
-        RunAll(lines);
-        lines.Finish();
+        if (!changes_ && request_.output)
+            RunIntoFile(*request_.output);
+        else
+            RunAll();
+        lines_.Finish();
     }
 
   private:
@@ -107,6 +102,9 @@ class OperationRun {
             Wrong(name + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
         if (changes_ && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
         if (!changes_ && isRecording) Wrong(name + " writes a text; OUT cannot be a recording.");
+        static const std::set<std::string> pictures = {".png", ".svg", ".pdf", ".eps", ".plt"};
+        if (!changes_ && pictures.count(extension) > 0)
+            Wrong(name + " draws no graph; OUT takes .txt or .csv.");
     }
 
     // A file that is named twice is run once.
@@ -169,12 +167,12 @@ class OperationRun {
 
     // --- the recordings ---
 
-    void RunAll(OutputSink& results) {
+    void RunAll() {
         size_t failed = 0;
         for (const std::string& file : files_) {
             if (WasInterrupted()) throw Cancelled();
             try {
-                RunOne(file, results);
+                RunAndTell(file);
             } catch (const Cancelled&) {
                 throw;
             } catch (const OutputClosed&) {
@@ -198,37 +196,79 @@ class OperationRun {
     void RunIntoFile(const std::filesystem::path& out) {
         std::optional<CommandError> failure;
         WriteFileAtomically(context_.files, out, [&](CArchive& archive) {
-            FileOutput file(archive);
+            ArchiveOutput file(archive);
+            file_ = &file;
             try {
-                RunAll(file);
+                RunAll();
             } catch (const CommandError& error) {
                 if (done_ == 0) throw;
                 failure = error;
             }
+            file_ = nullptr;
         });
         if (failure) throw *failure;
     }
 
-    void RunOne(const std::string& file, OutputSink& results) {
-        const auto doc = context_.Open(file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
+    // One file, and what JSON tells of it, also where it failed.
+    void RunAndTell(const std::string& file) {
+        Attempt attempt;
+        if (!request_.json) return RunOne(file, attempt);
+        context_.host.TakeMessages();
+        RunRecord record{operation_.className, file};
+        const auto tell = [&] {
+            for (std::string& message : context_.host.TakeMessages())
+                record.messages.push_back(std::move(message));
+            WriteRunRecord(lines_, record, attempt.block ? *attempt.block : *operation_.make());
+        };
+        try {
+            RunOne(file, attempt);
+        } catch (const Cancelled&) {
+            throw;
+        } catch (const std::exception& error) {
+            if (WasInterrupted()) throw;
+            if (*error.what() != '\0') record.messages.emplace_back(error.what());
+            tell();
+            throw;
+        }
+        record.isDone = true;
+        record.output = attempt.output;
+        tell();
+    }
+
+    // One recording with the operation on it; the latter goes first.
+    struct Attempt {
+        std::unique_ptr<CDataDoc> doc;
+        std::unique_ptr<CBatchBaseDlg> block;
+        std::optional<std::filesystem::path> output;
+    };
+
+    void RunOne(const std::string& file, Attempt& attempt) {
+        attempt.doc = context_.Open(file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
+        CDataDoc* const doc = attempt.doc.get();
         if (request_.inPlace && !isTransform_)
             if (const std::string fault = InPlaceFault(*doc); !fault.empty())
                 throw CommandError(exitFailed, fault);
         // The same draws for a file, whatever files are named beside it.
         context_.session.Seed(context_.session.seed);
-        const auto block = MakeBlock(*doc);
-        if (auto* transform = dynamic_cast<CTransformTraceDlg*>(block.get()))
-            return Transform(*doc, *transform, file);
+        attempt.block = MakeBlock(*doc);
+        CBatchBaseDlg* const block = attempt.block.get();
+        if (auto* transform = dynamic_cast<CTransformTraceDlg*>(block)) {
+            attempt.output = Transform(*doc, *transform, file);
+            return;
+        }
         const bool done = block->Run();
         if (WasInterrupted()) throw Cancelled();
         if (!done) throw CommandError(exitFailed, "");
-        if (changes_) Keep(*doc, file);
-        WriteResult(*block, file, results);
+        if (changes_)
+            attempt.output = Keep(*doc, file);
+        else if (request_.output)
+            attempt.output = *request_.output;
+        WriteResult(*block, file);
         ++done_;
     }
 
     // The result is written while the recording is read, so that the target is known before.
-    void Transform(CDataDoc& doc, CTransformTraceDlg& dialog, const std::string& file) {
+    std::filesystem::path Transform(CDataDoc& doc, CTransformTraceDlg& dialog, const std::string& file) {
         dialog.m_bNewFile = !request_.inPlace;
         const std::filesystem::path target =
             request_.output ? std::filesystem::path(*request_.output) : TargetBeside(file);
@@ -242,6 +282,7 @@ class OperationRun {
         if (!result.isDone && WasInterrupted()) throw Cancelled();
         if (!result.isDone) throw CommandError(exitFailed, Trimmed(result.note));
         ++done_;
+        return target;
     }
 
     static std::string Trimmed(std::string text) {
@@ -268,12 +309,13 @@ class OperationRun {
 
     // --- results ---
 
-    void Keep(CDataDoc& doc, const std::string& file) {
+    // Answers the file that was written.
+    std::filesystem::path Keep(CDataDoc& doc, const std::string& file) {
         if (request_.inPlace) {
             const bool saved = SaveInPlace(doc);
             if (!saved && WasInterrupted()) throw Cancelled();
             if (!saved) throw CommandError(exitFailed, "");
-            return;
+            return doc.GetFileType() == typeFloat ? std::filesystem::path(file) : SideCarPath(file);
         }
         const std::filesystem::path out =
             request_.output ? std::filesystem::path(*request_.output) : NativeNameBeside(file, true);
@@ -282,24 +324,32 @@ class OperationRun {
         const bool isLegacy = FoldedExtension(out) == ".flt";
         if (isLegacy) context_.host.Notice("LegacySave", "Notification", legacySaveText);
         WriteNativeFile(doc, out, isLegacy ? legacyFileVersion : currentFileVersion);
+        return out;
     }
 
-    void WriteResult(CBatchBaseDlg& block, const std::string& file, OutputSink& results) {
-        if (!block.HasResultText()) return;
-        // A bar would mix with the text on one terminal.
-        const bool isMixed = !request_.output && StandardOutput::IsTerminal();
-        if (isMixed) context_.host.HideProgress();
-        if (files_.size() > 1) results.Write((done_ == 0 ? "" : "\r\n") + file + "\r\n");
-        block.WriteResult([&](std::string_view text) {
-            results.Write(text);
-            return !WasInterrupted();
-        });
+    void WriteResult(CBatchBaseDlg& block, const std::string& file) {
+        const bool hasSeveral = files_.size() > 1;
+        // A bar would mix with what is printed on one terminal.
+        if (!request_.output && StandardOutput::IsTerminal()) context_.host.HideProgress();
+        if (file_ && FoldedExtension(*request_.output) == ".csv") {
+            const CsvPart part{hasSeveral ? file : std::string(), done_ == 0};
+            WriteCsv(*file_, block.Results(), part, [] { return !WasInterrupted(); });
+        } else if (block.HasResultText() && (file_ || !request_.json)) {
+            OutputSink& text = file_ ? *file_ : lines_;
+            if (hasSeveral) text.Write((done_ == 0 ? "" : "\r\n") + file + "\r\n");
+            block.WriteResult([&](std::string_view piece) {
+                text.Write(piece);
+                return !WasInterrupted();
+            });
+        }
         if (WasInterrupted()) throw Cancelled();
     }
 
     SubcommandContext& context_;
     const Operation& operation_;
     const RunRequest& request_;
+    LineFeeds lines_;             // to standard output
+    OutputSink* file_ = nullptr;  // OUT of an operation that changes nothing
     std::vector<Setting> settings_;
     std::vector<std::byte> record_;  // of the configuration file; empty without one
     std::vector<std::string> files_;
@@ -314,7 +364,7 @@ class OperationRun {
 
 void RunOperation(SubcommandContext& context, const Operation& operation, const RunRequest& request,
                   OutputSink& results) {
-    OperationRun(context, operation, request).Run(results);
+    OperationRun(context, operation, request, results).Run();
 }
 
 }  // namespace kymora

@@ -20,6 +20,7 @@ struct RunRequest {
     std::optional<std::string> output;
     bool inPlace = false;
     bool writeNew = false;
+    bool json = false;  // an object for each file, instead of texts
 };
 
 // Results go to `results` with "\n" as their line ends, unless the request says where else. What is wrong

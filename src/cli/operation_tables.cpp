@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "cli/json_writer.h"
-#include "cli/text_format.h"
 #include "operations/param_text.h"
+#include "results/json_writer.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
@@ -18,8 +18,7 @@ void WriteNumbers(JsonWriter& json, const std::vector<int>& numbers, int countsF
     json.EndArray();
 }
 
-void WriteDefault(JsonWriter& json, const Param& param) {
-    json.Key("default");
+void WriteValue(JsonWriter& json, const Param& param) {
     switch (param.kind) {
     case ParamKind::number:
         if (const auto* single = std::get_if<float*>(&param.target)) return json.Value(**single);
@@ -63,7 +62,8 @@ void WriteParam(JsonWriter& json, const Param& param) {
     WriteTexts(json, "otherKeys", param.aliases);
     json.Member("label", param.label);
     json.Member("type", ParamKindName(param.kind));
-    WriteDefault(json, param);
+    json.Key("default");
+    WriteValue(json, param);
     WriteLimits(json, param);
     WriteTexts(json, "choices", param.choices);
     json.Key("step");
@@ -172,6 +172,8 @@ class OperationTable {
 };
 
 }  // namespace
+
+void WriteParamValue(JsonWriter& json, const Param& param) { WriteValue(json, param); }
 
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations) {
     JsonWriter json(sink);

@@ -6,6 +6,7 @@
 
 #include "cli/output.h"
 #include "operations/operations.h"
+#include "results/json_writer.h"
 
 namespace kymora {
 
@@ -14,6 +15,9 @@ namespace kymora {
 // tool tip, and whether it counts while all stand at their defaults. Values are written as --set takes them:
 // traces from 1, channels from 0, a choice as its number; a limit that is none is null.
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations);
+
+// A parameter's value as --set takes it.
+void WriteParamValue(JsonWriter& json, const Param& param);
 
 // The same as tables, an operation after the other.
 void WriteOperationsText(OutputSink& sink, std::span<const Operation> operations);

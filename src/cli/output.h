@@ -7,13 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace kymora {
+#include "results/output_sink.h"
 
-class OutputSink {
-  public:
-    virtual ~OutputSink() = default;
-    virtual void Write(std::string_view text) = 0;
-};
+namespace kymora {
 
 // The reader of standard output has gone away; there is nothing left to do and nothing to complain about.
 class OutputClosed : public std::exception {

@@ -17,25 +17,30 @@ class RunCommand : public Subcommand {
                 "kymora run event-list rec.kymr-dat --set channel1=b -o spikes.txt"};
     }
     std::vector<CommandOption> Options() override {
-        return {{"NAME", "", "the operation, as CEventThreshold or event-threshold", &name_, true},
-                {"FILE", "", "the recordings", &request_.files},
-                {"--set", "KEY=VALUE",
-                 "a parameter of the operation (kymora operations NAME lists them); in the order given",
-                 &request_.settings},
-                {"--config", "FILE", "settings that a dialog has saved (.kymr-cfg); --set goes over them",
-                 &request_.config},
-                {"-o,--output", "OUT",
-                 "the new recording (.kymr-dat, .flt) of one FILE, or the text of an operation that lists",
-                 &request_.output},
-                {"--in-place", "", "keep the result in FILE itself, or in the side-car of a foreign FILE",
-                 &request_.inPlace},
-                {"--write-new", "",
-                 "keep the result of each FILE beside it as FILE_tr.kymr-dat, whatever stands there",
-                 &request_.writeNew}};
+        return {
+            {"NAME", "", "the operation, as CEventThreshold or event-threshold", &name_, true},
+            {"FILE", "", "the recordings", &request_.files},
+            {"--set", "KEY=VALUE",
+             "a parameter of the operation (kymora operations NAME lists them); in the order given",
+             &request_.settings},
+            {"--config", "FILE", "settings that a dialog has saved (.kymr-cfg); --set goes over them",
+             &request_.config},
+            {"-o,--output", "OUT",
+             "the new recording (.kymr-dat, .flt) of one FILE, or the text (.txt) or the tables (.csv) of an "
+             "operation that lists",
+             &request_.output},
+            {"--in-place", "", "keep the result in FILE itself, or in the side-car of a foreign FILE",
+             &request_.inPlace},
+            {"--write-new", "",
+             "keep the result of each FILE beside it as FILE_tr.kymr-dat, whatever stands there",
+             &request_.writeNew},
+            {"--json", "",
+             "print an object for each FILE, with the settings used, what was written, and the results",
+             &request_.json}};
     }
     void Run(SubcommandContext& context) override {
         const Operation& operation = NamedOperation(name_);
-        if (MakesRecording(operation)) return RunNewRecording(context, operation, request_);
+        if (MakesRecording(operation)) return RunNewRecording(context, operation, request_, context.output);
         if (request_.files.empty()) throw CommandError(exitUsage, "FILE is required.");
         RunOperation(context, operation, request_, context.output);
     }

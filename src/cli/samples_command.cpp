@@ -2,9 +2,9 @@
 #include <numeric>
 
 #include "cli/command_context.h"
-#include "cli/json_writer.h"
-#include "cli/text_format.h"
 #include "document/lists.h"
+#include "results/json_writer.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "cli/interrupt.h"
-#include "cli/text_format.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
@@ -88,17 +88,22 @@ TerminalHost::TerminalHost(bool yes, bool quiet)
       log_(std::getenv("KYMORA_LOG") != nullptr),
       showsProgress_(!quiet && TerminalTakesBars()) {}
 
-void TerminalHost::Message(std::string_view text, std::string_view) { TellUser(text); }
+void TerminalHost::Say(std::string_view text) {
+    messages_.emplace_back(text);
+    TellUser(text);
+}
+
+void TerminalHost::Message(std::string_view text, std::string_view) { Say(text); }
 
 bool TerminalHost::Confirm(std::string_view text, std::string_view) {
     if (yes_ && quiet_) return true;
-    TellUser(text);
+    Say(text);
     TellUser(yes_ ? "Answered with yes." : "Answered with no; --yes answers with yes.");
     return yes_;
 }
 
 bool TerminalHost::Notice(std::string_view key, std::string_view, std::string_view text) {
-    if (noticesShown_.emplace(key).second && !quiet_) TellUser(text);
+    if (noticesShown_.emplace(key).second && !quiet_) Say(text);
     return true;
 }
 

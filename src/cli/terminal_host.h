@@ -3,6 +3,8 @@
 
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/host.h"
 
@@ -23,12 +25,18 @@ class TerminalHost : public Host {
     // Goes to standard error when the environment has KYMORA_LOG.
     void Log(std::string_view text) override;
 
+    // What was said since the last call, one text each: what a window would show in a box.
+    std::vector<std::string> TakeMessages() { return std::exchange(messages_, {}); }
+
     // No bar is drawn from here on.
     void HideProgress() { showsProgress_ = false; }
     // Progress that is never shown, for output that goes to the terminal itself.
     static std::unique_ptr<Progress> SilentProgress();
 
   private:
+    void Say(std::string_view text);
+
+    std::vector<std::string> messages_;
     bool yes_;
     bool quiet_;
     bool log_;

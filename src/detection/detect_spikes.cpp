@@ -169,6 +169,7 @@ std::vector<ViewGuide> CDetectSpikes::Guides() {
 // --- the run ---
 
 bool CDetectSpikes::Analyse(UndoScope& undo) {
+    m_found.reset();
     const auto region = TakeRegion();
     if (!region) return false;
     TakeEmptyChannel();
@@ -198,7 +199,20 @@ bool CDetectSpikes::Analyse(UndoScope& undo) {
     FinishChannel(m_nDestination, methodOutlier, m_nTrace, report);
     AppendHistory(report);
     m_isDestinationChosen = false;
+    m_found = static_cast<int64_t>(found.size());
     return true;
+}
+
+std::vector<Result> CDetectSpikes::Results() {
+    if (!m_found) return {};
+    Result result;
+    result.name = Title();
+    result.values = {{"mean", m_dNoiseMean},
+                     {"sd", m_dNoiseSD},
+                     {"upper", m_fUpper},
+                     {"lower", m_fLower},
+                     {"Events", *m_found}};
+    return {std::move(result)};
 }
 
 void CDetectSpikes::GetParamText(std::string& text) {

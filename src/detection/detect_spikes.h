@@ -26,6 +26,7 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void OnUpdate(UpdateHint hint) override;
     void OnCurChanged() override;
     std::vector<ViewGuide> Guides() override;
+    std::vector<Result> Results() override;
 
     double m_dNoiseStart = 0.0,
            m_dNoiseEnd = 100.0;  // ms; where the cursors of the view stand, if it has two
@@ -42,6 +43,8 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void OnParentTraceChanged() override { UpdateLevels(); }
 
   private:
+    std::optional<int64_t> m_found;  // events of the last run
+
     // Without events, and not locked.
     bool IsEmpty(int channel) const;
     int FirstEmptyChannel() const;

@@ -127,6 +127,7 @@ bool CEventThreshold::Analyse(UndoScope& undo) {
     const auto region = TakeRegion();
     if (!region || !CheckStatsTimes() || !MayAnalyseTrace()) return false;
     FollowOnset();
+    m_analysed.clear();
     m_hasTruncated = false;
     const StatsChoice choice = UsesStatistics() ? ChooseStats(true) : StatsChoice();
     const int first = m_bAllTraces ? 0 : m_nTrace;
@@ -179,6 +180,7 @@ bool CEventThreshold::AnalyseTrace(int trace, int channel, SampleSpan region, Un
     StoreEvents(channel, region, found);
     CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
     KeepDetectionSettings(chan, trace);
+    m_analysed.push_back({trace, channel, LevelsInUse()});
     return chan.FilterByGap(Document()->PositionOf(static_cast<double>(m_fMinimumOff)),
                             Document()->PositionOf(static_cast<double>(m_fMinimumOn)),
                             Document()->PositionOf(static_cast<double>(m_fMaximumOn)));
@@ -230,6 +232,46 @@ void CEventThreshold::AppendReport(std::string& text, const StatsChoice& choice)
     text += fmt::format("Time filter:\r\n\tminimum off time: {:f}\r\n\tminimum on time: {:f}\r\n"
                         "\tmaximum on time: {:f}\r\n",
                         m_fMinimumOff, m_fMinimumOn, m_fMaximumOn);
+}
+
+CEventThreshold::NamedLevels CEventThreshold::LevelsInUse() const {
+    NamedLevels named;
+    const auto side = [&](const std::string& name, float on, float off, float limit) {
+        named.emplace_back("On " + name, on);
+        named.emplace_back("Off " + name, off);
+        if (m_bLimitLogicUsed) named.emplace_back("Limit " + name, limit);
+    };
+    if (TestsPositive()) side("+ve", m_levels.OnPos, m_levels.OffPos, m_levels.LimitPos);
+    if (TestsNegative()) side("-ve", m_levels.OnNeg, m_levels.OffNeg, m_levels.LimitNeg);
+    return named;
+}
+
+std::vector<Result> CEventThreshold::Results() {
+    if (m_analysed.empty() || !Document()) return {};
+    Result result;
+    result.name = "Threshold parameters";
+    result.columns = {{"Analysed trace", {}}, {"Destination event channel", {}}};
+    const auto& traces = Document()->traces;
+    const std::string units = traces[static_cast<size_t>(m_analysed.front().trace)].traceUnits;
+    const bool haveOneUnit = std::ranges::all_of(m_analysed, [&](const Analysed& one) {
+        return traces[static_cast<size_t>(one.trace)].traceUnits == units;
+    });
+    for (const auto& [name, value] : m_analysed.front().levels)
+        result.columns.push_back({name, haveOneUnit ? units : std::string()});
+    result.columns.push_back({"Events", {}});
+    std::vector<std::vector<ResultValue>> rows;
+    for (const Analysed& one : m_analysed) {
+        const int64_t events = Document()->GetNumEvents(one.channel);
+        std::vector<ResultValue> row{int64_t{one.trace} + 1, ChannelName(one.channel)};
+        for (const auto& [name, value] : one.levels) row.push_back(value);
+        row.push_back(events);
+        rows.push_back(std::move(row));
+        if (m_analysed.size() > 1) continue;
+        result.values = one.levels;
+        result.values.emplace_back("Events", events);
+    }
+    result.SetRows(std::move(rows));
+    return {std::move(result)};
 }
 
 void CEventThreshold::AppendLevelText(std::string& text) const {

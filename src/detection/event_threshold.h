@@ -47,6 +47,9 @@ class CEventThreshold : public CEventWndBaseDlg {
     void ViewChangedHorzDisp() override;
     // The levels in force on the trace, and the ends of the least active window.
     std::vector<ViewGuide> Guides() override;
+    // The levels and the number of events of each trace that the last run has analysed; of a single one also
+    // as named values.
+    std::vector<Result> Results() override;
 
     int32_t m_nOnsetDirection = 0;
     int32_t m_nLimitLogic = 0;
@@ -124,9 +127,20 @@ class CEventThreshold : public CEventWndBaseDlg {
     void KeepDetectionSettings(CEventChan& chan, int trace) const;
     ThresholdRule Rule() const;
 
+    // What the report calls the levels, with their values.
+    using NamedLevels = std::vector<std::pair<std::string, ResultValue>>;
+    NamedLevels LevelsInUse() const;
+
     void AppendLevelText(std::string& text) const;
     void AppendReport(std::string& text, const StatsChoice& choice);
     void AppendStatsText(std::string& text, const StatsChoice& choice) const;
+
+    // Of the last run.
+    struct Analysed {
+        int trace = 0, channel = 0;
+        NamedLevels levels;
+    };
+    std::vector<Analysed> m_analysed;
 
     ThresholdStatistics m_statistics;
     bool m_isMeasuring = false;

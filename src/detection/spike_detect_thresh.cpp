@@ -262,6 +262,15 @@ bool CSpikeDetectThresh::Analyse(UndoScope& undo) {
     return true;
 }
 
+std::vector<Result> CSpikeDetectThresh::Results() {
+    if (!m_count) return {};
+    Result result;
+    result.name = Title();
+    result.values = {
+        {"Upper threshold", m_levels.upper}, {"Lower threshold", m_levels.lower}, {"Spike count", *m_count}};
+    return {std::move(result)};
+}
+
 // What the channel's record keeps of the detection: nothing of an earlier one stays.
 void CSpikeDetectThresh::KeepDetectionSettings(CEventChan& chan) const {
     DetectionParameters kept;

@@ -29,6 +29,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     std::vector<ViewGuide> Guides() override;
     bool HasResultText() const override { return true; }
     void WriteResult(const TextSink& sink) override;
+    std::vector<Result> Results() override;
 
     SpikeStatistics m_statistics;  // of the series shown
     SpikeLevels m_levels;

@@ -1,6 +1,7 @@
 #include "document/undo.h"
 
 #include <algorithm>
+#include <set>
 
 #include "document/data_doc.h"
 
@@ -67,6 +68,7 @@ class ChannelChange : public UndoChange {
         return !chan.HasSameSettings(held_) || (withEvents_ && chan.Events() != held_.Events());
     }
     size_t Bytes() const override { return held_.Events().size() * sizeof(CEventKM) + sizeof held_; }
+    int Channel() const override { return static_cast<int>(channel_); }
 
   private:
     size_t channel_;
@@ -97,6 +99,7 @@ class EventSplice : public UndoChange {
     size_t Bytes() const override {
         return held_.size() * sizeof(CEventKM) + extra_.size() * 3 * sizeof(float);
     }
+    int Channel() const override { return static_cast<int>(channel_); }
 
   private:
     size_t channel_;
@@ -218,6 +221,13 @@ void UndoScope::KeepChannelSettings(int channel) {
 }
 
 void UndoScope::NoteInHistory() { Keep(std::make_unique<HistoryNote>(outer_ ? outer_->name_ : name_)); }
+
+std::vector<int> UndoScope::Channels() const {
+    std::set<int> channels;
+    for (const auto& change : changes_)
+        if (change->Channel() >= 0) channels.insert(change->Channel());
+    return {channels.begin(), channels.end()};
+}
 
 void UndoScope::PutBack() {
     std::erase_if(changes_, [](const auto& change) { return dynamic_cast<HistoryNote*>(change.get()); });

@@ -30,6 +30,8 @@ class UndoChange {
     virtual bool IsChange(const CDataDoc& doc) const = 0;
     // Memory that the held state takes, roughly.
     virtual size_t Bytes() const = 0;
+    // The event channel that it concerns; -1 for none.
+    virtual int Channel() const { return -1; }
     // True for the display settings of a view; they go when the view closes.
     virtual bool ConcernsView(const DocumentView&) const { return false; }
 };
@@ -96,6 +98,9 @@ class UndoScope {
 
     // The history tells of an undo and of a redo of this step. What it says already stays: it is a log.
     void NoteInHistory();
+
+    // The event channels that were to change, ascending.
+    std::vector<int> Channels() const;
 
     // Forgets the step: the edit was abandoned and the document put back.
     void Abandon() { changes_.clear(); }

@@ -6,6 +6,8 @@
 
 #include "document/lists.h"
 #include "document/native_writer.h"
+#include "results/archive_output.h"
+#include "results/result_output.h"
 
 namespace kymora {
 
@@ -33,6 +35,22 @@ constexpr ColumnGroup otherColumns[] = {
     {"Event channel 2 within 1", statsCount, statsDurationSd},
     {"Trace within event", peakToPeak, rhythmPeriod},
     {"Principal components", pcWeight1, pcWeight3},
+};
+
+// Asks now and then whether to go on; a few events are listed without it.
+class ListProgress {
+  public:
+    ListProgress(Host& host, int total) {
+        if (total > fewEvents) progress_ = host.StartProgress("Listing events", static_cast<uint64_t>(total));
+    }
+    bool GoOn() {
+        ++lines_;
+        return !progress_ || lines_ % eventsBetweenPolls != 0 || progress_->Update(lines_);
+    }
+
+  private:
+    std::unique_ptr<Progress> progress_;
+    uint64_t lines_ = 0;
 };
 
 void DescribeColumns(ParamList& list, std::array<bool, eventListColumnCount>& columns,
@@ -95,7 +113,9 @@ void CEventList::Describe(ParamList& list) {
     DescribeColumns(list, m_columns, otherColumns);
     list.Group("Results");
     list.Action("saveList", "Save list...", [this] { SaveList(); })
-        .Tip("Saves the whole list as a text file, also where the window shows only a part of it");
+        .Tip("Saves the whole list as a text file or as a table of values (.csv), also where the window "
+             "shows only a "
+             "part of it");
 }
 
 std::string CEventList::ParentTraceText() const {
@@ -144,18 +164,35 @@ bool CEventList::Analyse(UndoScope&) {
     return true;
 }
 
-bool CEventList::Write(const TextSink& sink, bool& isCancelled) {
+CEventBlock CEventList::FilledBlock() const {
     CEventBlock block = m_listed->block;
-    block.FillEvs();  // the events may have changed
-    const int total = block.GetTotalEvents();
-    const auto progress =
-        total > fewEvents ? GetHost().StartProgress("Listing events", static_cast<uint64_t>(total)) : nullptr;
-    int done = -1;  // behind the heading
+    block.FillEvs();
+    return block;
+}
+
+bool CEventList::Write(const TextSink& sink, bool& isCancelled) {
+    const CEventBlock block = FilledBlock();
+    ListProgress progress(GetHost(), block.GetTotalEvents());
     return WriteEventList(*Document(), block, m_listed->options, [&](std::string_view line) {
-        if (progress && ++done % eventsBetweenPolls == 0 && !progress->Update(static_cast<uint64_t>(done)))
-            isCancelled = true;
+        isCancelled = !progress.GoOn();
         return !isCancelled && sink(line);
     });
+}
+
+bool CEventList::EachRow(const ResultRowSink& sink) {
+    const CEventBlock block = FilledBlock();
+    ListProgress progress(GetHost(), block.GetTotalEvents());
+    return EachEventListRow(*Document(), block, m_listed->options,
+                            [&](std::span<const ResultValue> row) { return progress.GoOn() && sink(row); });
+}
+
+std::vector<Result> CEventList::Results() {
+    if (!m_listed) return {};
+    Result result;
+    result.name = "Event parameters";
+    result.columns = EventListColumnNames(*Document(), FilledBlock(), m_listed->options);
+    result.rows = [this](const ResultRowSink& sink) { return EachRow(sink); };
+    return {std::move(result)};
 }
 
 void CEventList::WriteResult(const TextSink& sink) {
@@ -167,7 +204,8 @@ void CEventList::WriteResult(const TextSink& sink) {
 
 void CEventList::SaveList() {
     if (!Document() || (!m_listed && !Run())) return;
-    FileRequest request{saveEventListTitle, "text (*.txt)|*.txt||", "txt", Document()->filePath};
+    FileRequest request{saveEventListTitle, "text (*.txt)|*.txt|table (*.csv)|*.csv||", "txt",
+                        Document()->filePath};
     request.suggestion.replace_filename(Document()->filePath.stem().string() + " events.txt");
     const auto path = GetHost().ChooseSaveFile(request);
     if (!path) return;
@@ -182,14 +220,18 @@ void CEventList::SaveList() {
 }
 
 void CEventList::SaveTo(const std::filesystem::path& path) {
-    WriteFileAtomically(Document()->GetSession().files, path, [this](CArchive& archive) {
+    const bool isCsv = FoldedExtension(path) == ".csv";
+    WriteFileAtomically(Document()->GetSession().files, path, [&](CArchive& archive) {
+        ArchiveOutput file(archive);
         bool isCancelled = false;
-        Write(
-            [&archive](std::string_view line) {
-                archive.WriteRaw(std::as_bytes(std::span(line)));
-                return true;
-            },
-            isCancelled);
+        const TextSink write = [&](std::string_view line) {
+            file.Write(line);
+            return true;
+        };
+        if (isCsv)
+            isCancelled = !WriteCsv(file, Results(), CsvPart(), [] { return true; });
+        else
+            Write(write, isCancelled);
         if (isCancelled) throw Cancelled();
     });
 }

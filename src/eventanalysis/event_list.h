@@ -28,6 +28,8 @@ class CEventList : public CEventAnalRgnBase {
     // The list with the columns and the region of the last run, and the events as they stand now. One that is
     // cancelled says so in its last line.
     void WriteResult(const TextSink& sink) override;
+    // The same as a table of data; of one that is cancelled the rows end.
+    std::vector<Result> Results() override;
     // Asks for a file and writes the same text to it; lists first where nothing has been listed yet.
     void SaveList();
 
@@ -53,6 +55,9 @@ class CEventList : public CEventAnalRgnBase {
     std::string TracesText() const;
     // False when the user cancelled or the sink wanted no more.
     bool Write(const TextSink& sink, bool& isCancelled);
+    bool EachRow(const ResultRowSink& sink);
+    // The block with the events as they stand now.
+    CEventBlock FilledBlock() const;
     void SaveTo(const std::filesystem::path& path);
 
     std::optional<Listed> m_listed;

@@ -7,6 +7,7 @@
 #include "eventanalysis/event_list_cells.h"
 #include "eventanalysis/event_trace_values.h"
 #include "eventanalysis/event_values.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
@@ -31,21 +32,31 @@ Spread SpreadOf(int count, ValueAt valueAt) {
     return {mean, count == 1 ? 0.0 : std::sqrt(squares / (count - 1))};
 }
 
-class EventListWriter {
+// A column as it stands in the table: those of traces once for each of them.
+struct PlacedColumn {
+    EventListColumn column;
+    int trace = -1;  // of the trace columns; -1 where there is none
+};
+
+// The rows of a list, in the order of its columns. Numbers are doubles, also counts.
+class EventListRows {
   public:
-    EventListWriter(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
-                    const EventListSink& sink);
-    bool Write() { return WriteHeading() && WriteRows(); }
+    EventListRows(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options);
+
+    std::span<const PlacedColumn> Columns() const { return columns_; }
+    size_t TraceCount() const { return traces_.size(); }
+    template <typename Sink>
+    bool Each(Sink sink);
 
   private:
-    bool WriteHeading();
-    bool WriteRows();
-    bool EndLine();
-    void AppendEventCell(EventListColumn column, const EventPlace& place);
-    void AppendTraceCells(const EventPlace& place);
+    void TakeEventCells(std::span<const EventListColumn> columns, const EventPlace& place);
+    void TakeTraceCells(const EventPlace& place);
     void MeasurePartners(const EventPlace& place);
+    ResultValue ValueOf(EventListColumn column, const EventPlace& place);
     double NumberOf(EventListColumn column, const EventPlace& place);
-    void AppendNumber(ColumnForm form, double value);
+    double InUnit(EventListColumn column, double value) const {
+        return InfoOf(column).form == ColumnForm::time ? value / timeUnit_ : value;
+    }
     double Weight(size_t component, const EventPlace& place) const;
     const CEventKM& EventOf(const EventPlace& place) const {
         return block_.Channel1().Channel()->Events()[static_cast<size_t>(place.index)];
@@ -53,16 +64,16 @@ class EventListWriter {
 
     CDataDoc& doc_;
     const CEventBlock& block_;
-    const EventListSink& sink_;
     double timeUnit_;  // ms
     std::vector<int> traces_;
     std::vector<EventListColumn> before_, ofTrace_, behind_;  // the columns that are on
+    std::vector<PlacedColumn> columns_;
     EventSampleReader reader_;
     PartnerEvents partner_;
     bool statsWanted_ = false;
     int statsCount_ = 0;
     Spread statsIntervals_, statsDurations_;  // ms
-    std::string row_;
+    std::vector<ResultValue> row_;
 };
 
 std::vector<int> TracesOf(const CDataDoc& doc, const CEventBlock& block, const EventListOptions& options) {
@@ -78,11 +89,9 @@ std::vector<int> ThoseThatExist(std::vector<int> traces) {
     return traces;
 }
 
-EventListWriter::EventListWriter(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
-                                 const EventListSink& sink)
+EventListRows::EventListRows(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options)
     : doc_(doc),
       block_(block),
-      sink_(sink),
       timeUnit_(options.seconds ? 1000.0 : 1.0),
       traces_(TracesOf(doc, block, options)),
       reader_(doc, block, ThoseThatExist(traces_)),
@@ -96,37 +105,29 @@ EventListWriter::EventListWriter(CDataDoc& doc, const CEventBlock& block, const 
             (column < EventListColumn::peakToPeak ? before_ : behind_).push_back(column);
         statsWanted_ |= column >= EventListColumn::statsCount && column <= EventListColumn::statsDurationSd;
     }
+    for (const EventListColumn column : before_) columns_.push_back({column});
+    for (const int trace : traces_)
+        for (const EventListColumn column : ofTrace_) columns_.push_back({column, trace});
+    for (const EventListColumn column : behind_) columns_.push_back({column});
 }
 
-bool EventListWriter::EndLine() {
-    row_ += "\r\n";
-    const bool goOn = sink_(row_);
-    row_.clear();
-    return goOn;
-}
-
-bool EventListWriter::WriteHeading() {
-    row_ = "Event parameters: ";
-    for (const EventListColumn column : before_) (row_ += InfoOf(column).heading) += '\t';
-    for (size_t t = 0; t < traces_.size(); ++t) {
-        const std::string number = traces_.size() > 1 ? " (" + std::to_string(traces_[t] + 1) + ")" : "";
-        for (const EventListColumn column : ofTrace_) ((row_ += InfoOf(column).heading) += number) += '\t';
-    }
-    for (const EventListColumn column : behind_) (row_ += InfoOf(column).heading) += '\t';
-    return EndLine();
-}
-
-bool EventListWriter::WriteRows() {
-    return ForEachEvent(block_, [this](const EventPlace& place) {
+template <typename Sink>
+bool EventListRows::Each(Sink sink) {
+    return ForEachEvent(block_, [&](const EventPlace& place) {
+        row_.clear();
         if (statsWanted_) MeasurePartners(place);
-        for (const EventListColumn column : before_) AppendEventCell(column, place);
-        if (!ofTrace_.empty()) AppendTraceCells(place);
-        for (const EventListColumn column : behind_) AppendEventCell(column, place);
-        return EndLine();
+        TakeEventCells(before_, place);
+        if (!ofTrace_.empty()) TakeTraceCells(place);
+        TakeEventCells(behind_, place);
+        return sink(std::span<const ResultValue>(row_));
     });
 }
 
-void EventListWriter::MeasurePartners(const EventPlace& place) {
+void EventListRows::TakeEventCells(std::span<const EventListColumn> columns, const EventPlace& place) {
+    for (const EventListColumn column : columns) row_.push_back(ValueOf(column, place));
+}
+
+void EventListRows::MeasurePartners(const EventPlace& place) {
     const EventsByOnset& events = block_.Channel2();
     const auto within = partner_.Within(place.on, place.off);
     const auto interval = [&](int i) {
@@ -142,21 +143,14 @@ void EventListWriter::MeasurePartners(const EventPlace& place) {
     statsDurations_ = SpreadOf(statsCount_, duration);
 }
 
-double EventListWriter::Weight(size_t component, const EventPlace& place) const {
+double EventListRows::Weight(size_t component, const EventPlace& place) const {
     const auto& rows = block_.Channel1().Channel()->EventExtra();
     const auto i = static_cast<size_t>(place.index);
     return i < rows.size() ? rows[i][component] : noValue;
 }
 
-void EventListWriter::AppendNumber(ColumnForm form, double value) {
-    if (form == ColumnForm::count)
-        AppendCountCell(row_, static_cast<int64_t>(value));
-    else
-        AppendValueCell(row_, form == ColumnForm::time ? value / timeUnit_ : value);
-}
-
 // Times in milliseconds.
-double EventListWriter::NumberOf(EventListColumn column, const EventPlace& place) {
+double EventListRows::NumberOf(EventListColumn column, const EventPlace& place) {
     switch (column) {
     case EventListColumn::sampleCount:
         return SamplesBetween(place.on, place.off);
@@ -188,40 +182,109 @@ double EventListWriter::NumberOf(EventListColumn column, const EventPlace& place
                                                     : TimingValue(doc_, info.param, place);
 }
 
-void EventListWriter::AppendEventCell(EventListColumn column, const EventPlace& place) {
+ResultValue EventListRows::ValueOf(EventListColumn column, const EventPlace& place) {
     switch (column) {
     case EventListColumn::id:
-        return AppendIdCell(row_, int64_t{place.index} + 1);
+        return int64_t{place.index} + 1;
     case EventListColumn::tagged:
-        row_ += EventOf(place).eventTag != 0 ? "T\t" : "F\t";
-        return;
+        return EventOf(place).eventTag != 0 ? "T" : "F";
     case EventListColumn::label:
-        if (!EventOf(place).eventLabel.empty()) row_ += CellText(EventOf(place).eventLabel);
-        row_ += '\t';
-        return;
+        return std::string(EventOf(place).eventLabel.View());
     case EventListColumn::colour:
-        return AppendColourCell(row_, EventOf(place).eventColour);
+        return int64_t{EventOf(place).eventColour};
     case EventListColumn::interval:
-        if (!place.hasPrevious) return AppendValueCell(row_, -1.0);
+        if (!place.hasPrevious) return std::monostate();
         break;
     default:
         break;
     }
-    AppendNumber(InfoOf(column).form, NumberOf(column, place));
+    return InUnit(column, NumberOf(column, place));
 }
 
-void EventListWriter::AppendTraceCells(const EventPlace& place) {
+void EventListRows::TakeTraceCells(const EventPlace& place) {
     reader_.Load(place.block, place.k);
     size_t slot = 0;
     for (const int trace : traces_) {
         EventTraceValues values(trace < 0 ? EventSamples{} : reader_.Samples(slot++), doc_.sampleInterval);
         for (const EventListColumn column : ofTrace_) {
-            const EventListColumnInfo& info = InfoOf(column);
-            const double value = column == EventListColumn::timeOfMaximum   ? values.TimeOfMaximum()
-                                 : column == EventListColumn::timeOfMinimum ? values.TimeOfMinimum()
-                                                                            : values.Value(info.param);
-            AppendNumber(info.form, value);
+            const double value = column == EventListColumn::timeOfMaximum ? values.TimeOfMaximum()
+                                 : column == EventListColumn::timeOfMinimum
+                                     ? values.TimeOfMinimum()
+                                     : values.Value(InfoOf(column).param);
+            row_.push_back(InUnit(column, value));
         }
+    }
+}
+
+// --- the text ---
+
+std::string HeadingOf(const PlacedColumn& placed, size_t traceCount) {
+    const std::string heading = InfoOf(placed.column).heading;
+    const bool tellsTrace = IsTraceColumn(placed.column) && traceCount > 1;
+    return tellsTrace ? heading + " (" + std::to_string(placed.trace + 1) + ")" : heading;
+}
+
+void AppendTextCell(std::string& line, EventListColumn column, const ResultValue& value) {
+    switch (column) {
+    case EventListColumn::id:
+        return AppendIdCell(line, std::get<int64_t>(value));
+    case EventListColumn::tagged:
+        line += std::get<std::string>(value) + "\t";
+        return;
+    case EventListColumn::label:
+        if (const auto& label = std::get<std::string>(value); !label.empty()) line += CellText(label);
+        line += '\t';
+        return;
+    case EventListColumn::colour:
+        return AppendColourCell(line, static_cast<uint32_t>(std::get<int64_t>(value)));
+    default:
+        break;
+    }
+    constexpr double noInterval = -1.0;  // in either unit of time
+    const double* number = std::get_if<double>(&value);
+    if (InfoOf(column).form == ColumnForm::count)
+        AppendCountCell(line, static_cast<int64_t>(*number));
+    else
+        AppendValueCell(line, number ? *number : noInterval);
+}
+
+// --- as data ---
+
+std::string UnitOf(const CDataDoc& doc, const PlacedColumn& placed, bool seconds) {
+    using enum EventListColumn;
+    if (InfoOf(placed.column).form == ColumnForm::time) return seconds ? "s" : "ms";
+    if (placed.column == frequency) return "Hz";
+    if (placed.trace < 0) return {};
+    const std::string& units = doc.traces[static_cast<size_t>(placed.trace)].traceUnits;
+    switch (placed.column) {
+    case peakToPeak:
+    case maximum:
+    case minimum:
+    case mean:
+    case standardDeviation:
+    case median:
+    case robustSd:
+    case rms:
+        return units;
+    case area:
+    case areaReBase:
+        return units.empty() ? "ms" : units + " ms";
+    case slope:
+        return units.empty() ? "1/s" : units + "/s";
+    default:
+        return {};
+    }
+}
+
+// A cell as others read it.
+void MakePlain(EventListColumn column, ResultValue& value) {
+    if (column == EventListColumn::colour) {
+        value = ColourText(static_cast<uint32_t>(std::get<int64_t>(value)));
+    } else if (const double* number = std::get_if<double>(&value)) {
+        if (!std::isfinite(*number))
+            value = std::monostate();
+        else if (InfoOf(column).form == ColumnForm::count)
+            value = static_cast<int64_t>(*number);
     }
 }
 
@@ -236,7 +299,37 @@ bool EventListOptions::Uses(EventListSource source) const {
 
 bool WriteEventList(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
                     const EventListSink& sink) {
-    return EventListWriter(doc, block, options, sink).Write();
+    EventListRows rows(doc, block, options);
+    std::string line = "Event parameters: ";
+    for (const PlacedColumn& placed : rows.Columns()) line += HeadingOf(placed, rows.TraceCount()) + "\t";
+    line += "\r\n";
+    if (!sink(line)) return false;
+    return rows.Each([&](std::span<const ResultValue> row) {
+        line.clear();
+        for (size_t i = 0; i < row.size(); ++i) AppendTextCell(line, rows.Columns()[i].column, row[i]);
+        line += "\r\n";
+        return sink(line);
+    });
+}
+
+std::vector<ResultColumn> EventListColumnNames(CDataDoc& doc, const CEventBlock& block,
+                                               const EventListOptions& options) {
+    const EventListRows rows(doc, block, options);
+    std::vector<ResultColumn> columns;
+    for (const PlacedColumn& placed : rows.Columns())
+        columns.push_back({HeadingOf(placed, rows.TraceCount()), UnitOf(doc, placed, options.seconds)});
+    return columns;
+}
+
+bool EachEventListRow(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
+                      const ResultRowSink& sink) {
+    EventListRows rows(doc, block, options);
+    std::vector<ResultValue> plain;
+    return rows.Each([&](std::span<const ResultValue> row) {
+        plain.assign(row.begin(), row.end());
+        for (size_t i = 0; i < plain.size(); ++i) MakePlain(rows.Columns()[i].column, plain[i]);
+        return sink(plain);
+    });
 }
 
 }  // namespace kymora

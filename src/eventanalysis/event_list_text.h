@@ -1,5 +1,5 @@
 #pragma once
-// The events of a block as a text table: a heading and a row for each event.
+// The events of a block as a table, in text and as data: a heading and a row for each event.
 
 #include <array>
 #include <functional>
@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "eventanalysis/event_list_columns.h"
+#include "results/result.h"
 
 namespace kymora {
 
@@ -32,5 +33,12 @@ using EventListSink = std::function<bool(std::string_view)>;
 // written for the first, then for the next. False when the sink wanted no more. Throws FileError.
 bool WriteEventList(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
                     const EventListSink& sink);
+
+// The same as data. The interval of the first event of a block does not exist, counts are whole numbers, a
+// colour is "#rrggbb", and labels are as they stand. Units are those of times and of the traces.
+std::vector<ResultColumn> EventListColumnNames(CDataDoc& doc, const CEventBlock& block,
+                                               const EventListOptions& options);
+bool EachEventListRow(CDataDoc& doc, const CEventBlock& block, const EventListOptions& options,
+                      const ResultRowSink& sink);
 
 }  // namespace kymora

@@ -6,11 +6,13 @@
 #include "operations/operations.h"
 #include "remote/base64.h"
 #include "remote/remote_requests.h"
+#include "results/result_output.h"
 
 namespace kymora {
 namespace {
 
 constexpr size_t mostResultBytes = size_t{1} << 20;
+constexpr size_t mostTableBytes = size_t{16} << 20;
 
 const Operation& Named(const Json& value) {
     const std::string name = AsText(value, "operation");
@@ -57,6 +59,21 @@ std::string ResultText(CBatchBaseDlg& block) {
     return ToDisplayText(text);
 }
 
+// The results as data, as `kymora run --json` has them.
+Json ResultTables(CBatchBaseDlg& block) {
+    class Text : public OutputSink {
+      public:
+        void Write(std::string_view piece) override { text += piece; }
+        std::string text;
+    } sink;
+    JsonWriter json(sink);
+    const auto goOn = [&] { return sink.text.size() < mostTableBytes; };
+    if (!WriteJson(json, block.Results(), goOn))
+        throw RemoteError("The tables are too long for an answer. Use \"result\", or kymora run --json.");
+    json.Finish();
+    return Json::parse(sink.text);
+}
+
 std::string Picture(const std::vector<std::byte>& png) {
     if (png.empty()) throw RemoteError("There is no picture.");
     return ToBase64(png);
@@ -83,6 +100,7 @@ void Use(RemoteCall& call) {
             call.Fail(fault.empty() ? "The operation was not done." : fault);
         }
         if (block.HasResultText()) call.answer["result"] = ResultText(block);
+        if (FlagMember(call.request, "tables")) call.answer["results"] = ResultTables(block);
     }
     Json& parameters = call.answer["parameters"] = Json::object();
     for (const Param& param : block.Params())
@@ -98,7 +116,7 @@ void Use(RemoteCall& call) {
 RequestTable OperationRequests() {
     return {
         {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
-            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"preview", "true to open the preview of a transform, for a picture of it as `previewPng`, in base64."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
+            {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"tables", "true for the results of the run as data, as `results`: named values and tables, as `kymora run --json` writes them."}, {"preview", "true to open the preview of a transform, for a picture of it as `previewPng`, in base64."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
             {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})"}, true, Use},
     };
 }

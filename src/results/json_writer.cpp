@@ -1,9 +1,9 @@
-#include "cli/json_writer.h"
+#include "results/json_writer.h"
 
 #include <cmath>
 
 #include "archive/text_encoding.h"
-#include "cli/text_format.h"
+#include "results/number_text.h"
 
 namespace kymora {
 

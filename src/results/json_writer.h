@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/output.h"
+#include "results/output_sink.h"
 
 namespace kymora {
 

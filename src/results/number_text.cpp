@@ -1,4 +1,4 @@
-#include "cli/text_format.h"
+#include "results/number_text.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,5 +1,5 @@
 #pragma once
-// Numbers and texts as the command line prints them.
+// Numbers and texts as results tell them.
 
 #include <cstdint>
 #include <string>

@@ -141,6 +141,58 @@ TEST_F(RunProgramTest, OperationsAsJson) {
               0u);
 }
 
+// What --json tells is what the other subcommands and the text tell.
+TEST_F(RunProgramTest, ResultsAreData) {
+    const std::string file = MakeSpikes("rec.kymr-dat");
+    const auto objects = [](const ProgramResult& result) {
+        std::vector<json> lines;
+        std::istringstream text(result.out);
+        for (std::string line; std::getline(text, line);) lines.push_back(json::parse(line));
+        return lines;
+    };
+    const json found =
+        objects(RunKymora(Detect({"run", "CEventThreshold", file, "--in-place", "--json"}))).at(0);
+    EXPECT_EQ(found["operation"], "CEventThreshold");
+    EXPECT_EQ(found["file"], file);
+    EXPECT_EQ(found["output"], file);
+    EXPECT_EQ(found["settings"]["onMultiplier"], 6);
+    EXPECT_EQ(found["settings"]["destination"], 1);
+    EXPECT_EQ(found["channels"], json::parse(R"([{"number": 1, "count": 4}])"));
+    EXPECT_EQ(found["messages"], json::array());
+    const json& level = found["results"][0]["values"]["On +ve"];
+    EXPECT_EQ(level.get<float>(), found["settings"]["onPos"].get<float>()) << "measured, not typed";
+    EXPECT_NEAR(level.get<double>(), 6 / 0.6745, 1e-5);
+    EXPECT_EQ(found["results"][0]["rows"][0], json({1, "b", level, level, 4}));
+
+    std::vector<std::string> list = {"run",   "CEventList", file,    "--set",   "channel1=b",
+                                     "--set", "mean=1",     "--set", "tagged=1"};
+    const std::string text = RunKymora(list).out;
+    list.insert(list.end(), {In("other.kymr-dat"), "--json"});
+    const ProgramResult two = RunKymora(list);
+    EXPECT_EQ(two.code, 1);
+    const auto lines = objects(two);
+    ASSERT_EQ(lines.size(), 2u) << "the one that failed, too";
+    const json& table = lines[0]["results"][0];
+    std::string heading = table["name"].get<std::string>() + ": ";
+    for (const json& column : table["columns"]) heading += column["name"].get<std::string>() + "\t";
+    EXPECT_EQ(text.substr(0, text.find('\n')), heading);
+    EXPECT_EQ(table["columns"][1]["unit"], "ms");
+    for (size_t i = 0; i < spikes.size(); ++i) {
+        const json interval = i == 0 ? json() : json((spikes[i] - spikes[i - 1]) * 0.1);
+        EXPECT_EQ(table["rows"].at(i), json({i + 1, spikes[i] * 0.1, 0.1, interval, "F", 10.0})) << i;
+    }
+    EXPECT_EQ(lines[1]["output"], nullptr);
+    EXPECT_EQ(lines[1]["messages"].size(), 1u);
+
+    list.insert(list.end(), {"-o", In("list.csv")});
+    EXPECT_EQ(RunKymora(list).code, 1);
+    EXPECT_EQ(FileBytes(In("list.csv")).substr(0, 120),
+              ("File,#ID,On time (ms),Duration (ms),Interval (ms),Tagged (T/F),Mean\r\n" + file +
+               ",1,50,0.1,,F,10\r\n" + file + ",2,150,0.1,100,F,10\r\n")
+                  .substr(0, 120));
+    EXPECT_EQ(RunKymora({"run", "CEventList", file, "--set", "channel1=b", "-o", In("list.png")}).code, 2);
+}
+
 // While the new file is written the source is untouched, and nothing stays behind.
 TEST_F(RunProgramTest, AnInterruptedRunLeavesNothing) {
     const auto doc =

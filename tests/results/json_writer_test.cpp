@@ -1,4 +1,4 @@
-#include "cli/json_writer.h"
+#include "results/json_writer.h"
 
 #include <bit>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "cli/text_format.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
