@@ -128,8 +128,8 @@ class CEventChan {
     bool DeleteTagged();
     bool ClearLabels();
     bool SetLabelAndTag(int index, std::string_view label, int32_t tag);
-    // Each event takes in those behind it that start before its end plus minGap; its end is the one that it had
-    // before, so a chain of events is joined only that far. Then drops those with a duration outside
+    // Each event takes in those behind it that start before its end plus minGap; its end is the one that it
+    // had before, so a chain of events is joined only that far. Then drops those with a duration outside
     // [minDuration, maxDuration] where either limit restricts anything. Samples.
     bool FilterByGap(int32_t minGap, int32_t minDuration, int32_t maxDuration);
     bool CopySettings(const CEventChan& source);

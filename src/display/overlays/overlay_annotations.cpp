@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "document/form_choices.h"
 #include "display/overlays/overlay_fonts.h"
+#include "document/form_choices.h"
 
 namespace kymora {
 

@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "document/form_choices.h"
 #include "display/overlays/datum_lines.h"
+#include "document/form_choices.h"
 
 namespace kymora {
 

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "document/form_choices.h"
 #include "display/number_text.h"
 #include "display/overlays/overlay_fonts.h"
+#include "document/form_choices.h"
 
 namespace kymora {
 
