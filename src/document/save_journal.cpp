@@ -364,7 +364,7 @@ std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::
     const auto journalPath = JournalPath(files, path);
     const std::string ending = "-of-another-version";
     for (int n = 1;; ++n) {
-        const auto kept = NameBehind(journalPath, n == 1 ? ending : fmt::format("{}-{}", ending, n));
+        auto kept = NameBehind(journalPath, n == 1 ? ending : fmt::format("{}-{}", ending, n));
         try {
             files.RenameNew(journalPath, kept);
             files.SyncFolderOf(kept);

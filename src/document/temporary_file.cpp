@@ -167,7 +167,7 @@ bool TemporaryFile::TryTakeTarget() {
 
 std::filesystem::path TemporaryFile::KeepBeside() {
     for (int attempt = 0;; ++attempt) {
-        const std::filesystem::path kept = FreeResultName(files_, target_);
+        std::filesystem::path kept = FreeResultName(files_, target_);
         try {
             files_.RenameNew(path_, kept);
             return kept;
