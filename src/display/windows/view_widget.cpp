@@ -107,7 +107,14 @@ ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), vi
     connect(this, &ViewWidget::ViewChanged, strip, &ReloadStrip::Watch);
 }
 
-ViewWidget::~ViewWidget() { view_.SetWindow(nullptr); }
+ViewWidget::~ViewWidget() {
+    view_.SetWindow(nullptr);
+    // An edit that loses the focus when it goes has nothing left to tell.
+    for (QLineEdit* edit : {startEdit_, timebaseEdit_, endEdit_}) {
+        edit->removeEventFilter(this);
+        edit->disconnect(this);
+    }
+}
 
 QLineEdit* ViewWidget::MakeEdit(const char* name, const QString& toolTip, Qt::Alignment alignment) {
     auto* edit = new QLineEdit(this);
