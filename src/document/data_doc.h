@@ -165,7 +165,7 @@ struct TraceFold {
     std::span<uint8_t> active;
 };
 
-// A stretch of one trace, and where its lowest and highest samples go, as in TraceFold.
+// A stretch of one trace, and where its lowest and highest samples go, as in TraceFold. `active` is not null.
 struct FoldStretch {
     int64_t from = 0;
     int64_t count = 0;

@@ -18,20 +18,6 @@ constexpr size_t stampAt = 36;  // in the head
 constexpr uint32_t longestHead = 1 << 20;
 constexpr size_t mostPagesHeld = 512;  // 32 MiB
 
-// A check sum against damage, not against forgery: every word is mixed in by a multiplication, after FNV.
-uint64_t CheckSum(std::span<const std::byte> bytes) {
-    constexpr uint64_t prime = 0x100000001b3;
-    uint64_t sum = 0xcbf29ce484222325;
-    size_t i = 0;
-    for (; i + 8 <= bytes.size(); i += 8) {
-        uint64_t word;
-        std::memcpy(&word, bytes.data() + i, 8);
-        sum = std::rotl((sum ^ word) * prime, 27);
-    }
-    for (; i < bytes.size(); ++i) sum = (sum ^ static_cast<uint64_t>(bytes[i])) * prime;
-    return sum ^ (sum >> 29) ^ bytes.size();
-}
-
 class Writer {
   public:
     std::vector<std::byte> bytes;
@@ -87,11 +73,11 @@ std::vector<std::byte> MakeHead(const SummaryKey& key, const SummaryShape& shape
     head.Put(static_cast<uint32_t>(pages));
     for (size_t page = 0; page < pages; ++page) {
         const auto rest = data.subspan(page * pageBytes);
-        head.Put(CheckSum(rest.first(std::min(pageBytes, rest.size()))));
+        head.Put(SummaryCheckSum(rest.first(std::min(pageBytes, rest.size()))));
     }
     const auto size = static_cast<uint32_t>(head.bytes.size() + sizeof(uint64_t));
     std::memcpy(head.bytes.data() + sizeAt, &size, sizeof size);
-    head.Put(CheckSum(head.bytes));
+    head.Put(SummaryCheckSum(head.bytes));
     return head.bytes;
 }
 
@@ -130,7 +116,7 @@ Head ReadHead(const DataFile& file, const SummaryKey& key) {
     if (file.ReadAt(0, bytes) != bytes.size()) throw SummaryError("the summary's head is cut off");
     uint64_t sum;
     std::memcpy(&sum, bytes.data() + bytes.size() - sizeof sum, sizeof sum);
-    if (sum != CheckSum(std::span(bytes).first(bytes.size() - sizeof sum)))
+    if (sum != SummaryCheckSum(std::span(bytes).first(bytes.size() - sizeof sum)))
         throw SummaryError("the summary's head is damaged");
 
     Reader reader(bytes);
@@ -193,7 +179,8 @@ class FileSummary : public Summary {
         std::unique_ptr<BlockRange[]> page(new BlockRange[size / sizeof(BlockRange)]);
         const std::span<std::byte> bytes(reinterpret_cast<std::byte*>(page.get()), size);
         try {
-            if (file_->ReadAt(head_.size + from, bytes) == size && CheckSum(bytes) == head_.pageSums[index])
+            if (file_->ReadAt(head_.size + from, bytes) == size &&
+                SummaryCheckSum(bytes) == head_.pageSums[index])
                 return page;
         } catch (const FileError& error) {
             throw SummaryError(error.what());  // not the recording's fault
@@ -208,6 +195,19 @@ class FileSummary : public Summary {
 };
 
 }  // namespace
+
+uint64_t SummaryCheckSum(std::span<const std::byte> bytes) {
+    constexpr uint64_t prime = 0x100000001b3;
+    uint64_t sum = 0xcbf29ce484222325;
+    size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+        uint64_t word;
+        std::memcpy(&word, bytes.data() + i, 8);
+        sum = std::rotl((sum ^ word) * prime, 27);
+    }
+    for (; i < bytes.size(); ++i) sum = (sum ^ static_cast<uint64_t>(bytes[i])) * prime;
+    return sum ^ (sum >> 29) ^ bytes.size();
+}
 
 void WriteSummaryFile(FileSystem& files, const std::filesystem::path& path, const SummaryKey& key,
                       const MemorySummary& summary) {
@@ -242,7 +242,7 @@ void RestampSummaryFile(FileSystem& files, const std::filesystem::path& path, co
                                 static_cast<uint64_t>(stamp.modifiedNs)};
     std::memcpy(bytes.data() + stampAt, numbers, sizeof numbers);
     const size_t sumAt = bytes.size() - sizeof(uint64_t);
-    const uint64_t sum = CheckSum(std::span(bytes).first(sumAt));
+    const uint64_t sum = SummaryCheckSum(std::span(bytes).first(sumAt));
     std::memcpy(bytes.data() + sumAt, &sum, sizeof sum);
     file->WriteAt(0, bytes);  // cut off in the middle, it fails its check sum
 }

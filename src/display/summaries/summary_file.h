@@ -27,6 +27,10 @@ struct SummaryKey {
     std::string Text() const { return path.string() + '\n' + settings; }
 };
 
+// Of a page, and of the head up to it. Against damage, not against forgery: every word is mixed in by a
+// multiplication, after FNV.
+uint64_t SummaryCheckSum(std::span<const std::byte> bytes);
+
 // Creates the file. Throws FileError and leaves nothing then.
 void WriteSummaryFile(FileSystem& files, const std::filesystem::path& path, const SummaryKey& key,
                       const MemorySummary& summary);
