@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/file_names.h"
+#include "numerics/fnv.h"
 
 namespace kymora {
 namespace {
@@ -33,21 +34,6 @@ struct JournalHead {
     uint64_t ChecksumPlace() const { return NewTailPlace() + newTailBytes; }
 };
 static_assert(sizeof(JournalHead) == 80);
-
-// FNV-1a, 64 bits.
-class Checksum {
-  public:
-    void Add(std::span<const std::byte> bytes) {
-        for (const std::byte b : bytes) {
-            value_ ^= static_cast<uint64_t>(b);
-            value_ *= 0x100000001B3ULL;
-        }
-    }
-    uint64_t Value() const { return value_; }
-
-  private:
-    uint64_t value_ = 0xCBF29CE484222325ULL;
-};
 
 template <typename Use>
 void EachPiece(const DataFile& file, uint64_t from, uint64_t to, Use use) {
@@ -78,7 +64,7 @@ std::unique_ptr<DataFile> OpenJournal(FileSystem& files, const std::filesystem::
 
 // Of all behind the mark.
 uint64_t ChecksumOf(const DataFile& journal, const JournalHead& head) {
-    Checksum sum;
+    Fnv1a sum;
     EachPiece(journal, sizeof head.mark, head.ChecksumPlace(),
               [&](uint64_t, std::span<const std::byte> piece) { sum.Add(piece); });
     return sum.Value();
@@ -231,7 +217,7 @@ std::filesystem::path JournalPath(FileSystem& files, const std::filesystem::path
 }
 
 uint64_t FileFingerprint(const DataFile& file, JournalRange range) {
-    Checksum sum;
+    Fnv1a sum;
     const auto add = [&](uint64_t, std::span<const std::byte> bytes) { sum.Add(bytes); };
     const auto [headEnd, tailOffset] = range;
     EachPiece(file, rewrittenHeadBytes, headEnd, add);

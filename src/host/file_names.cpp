@@ -1,19 +1,12 @@
 #include "host/file_names.h"
 
-#include <cstdint>
-
 #include <fmt/format.h>
+
+#include "numerics/fnv.h"
 
 namespace kymora {
 
 namespace {
-
-// FNV-1a, 64 bits.
-uint64_t Hash(std::string_view text) {
-    uint64_t hash = 0xCBF29CE484222325ULL;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
-    return hash;
-}
 
 // The first `count` bytes, less what would be a part of a character.
 std::string FirstPart(const std::string& text, size_t count) {
@@ -25,7 +18,7 @@ std::string FirstPart(const std::string& text, size_t count) {
 
 std::string FileNameOf(const std::string& start, std::string_view ending) {
     if (start.size() + ending.size() <= longestFileName) return start + std::string(ending);
-    const std::string mark = fmt::format("~{:016x}", Hash(start));
+    const std::string mark = fmt::format("~{:016x}", Fnv1a().Add(start).Value());
     const size_t taken = mark.size() + ending.size();
     return FirstPart(start, taken < longestFileName ? longestFileName - taken : 0) + mark +
            std::string(ending);

@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "numerics/fnv.h"
+
 namespace kymora {
 
 namespace {
@@ -16,12 +18,6 @@ namespace fs = std::filesystem;
 constexpr const char* extension = ".kymora-summary";
 constexpr const char* unfinished = ".part";
 constexpr auto unfinishedFor = std::chrono::hours(24);  // then its writer is no more
-
-uint64_t Hash(const std::string& text, uint64_t start) {
-    uint64_t hash = start;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-    return hash;
-}
 
 struct KeptFile {
     fs::path path;
@@ -50,7 +46,7 @@ fs::path SummaryFolder::OfUser() {
 // A recording that was changed takes the place of its older state.
 fs::path SummaryFolder::PathOf(const SummaryKey& key) const {
     const std::string text = key.Text();
-    const uint64_t a = Hash(text, 0xcbf29ce484222325), b = Hash(text, 0x84222325cbf29ce4);
+    const uint64_t a = Fnv1a().Add(text).Value(), b = Fnv1a(0x84222325cbf29ce4).Add(text).Value();
     return folder_ / (fmt::format("{:016x}{:016x}", a, b) + extension);
 }
 
