@@ -348,6 +348,8 @@ bool IsJournalInUse(FileSystem& files, const std::filesystem::path& path) {
 
 std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path) {
     const auto journalPath = JournalPath(files, path);
+    if (IsJournalInUse(files, path))
+        throw FileError("Another program is saving " + path.string() + ". Try again in a moment.", 0);
     const std::string ending = "-of-another-version";
     for (int n = 1;; ++n) {
         auto kept = NameBehind(journalPath, n == 1 ? ending : fmt::format("{}-{}", ending, n));

@@ -87,7 +87,8 @@ std::unique_ptr<DataFile> ViewThroughJournal(FileSystem& files, const std::files
 // Whether another program is saving through the journal at this moment.
 bool IsJournalInUse(FileSystem& files, const std::filesystem::path& path);
 
-// Gives a foreign journal a name under which it is no journal any more, and answers it. Throws FileError.
+// Gives a foreign journal a name under which it is no journal any more, and answers it. Throws FileError,
+// also where another program is saving through it.
 std::filesystem::path SetJournalAside(FileSystem& files, const std::filesystem::path& path);
 
 // Before a new file takes the place of `path`: a journal that is not that of the file there is set aside, and

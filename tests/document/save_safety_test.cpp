@@ -267,6 +267,21 @@ TEST_F(SaveSafety, ADamagedJournalIsKept) {
     }
 }
 
+// A journal through which another program is saving is nobody else's to move.
+TEST_F(SaveSafety, AJournalInUseStays) {
+    Interrupt();
+    auto other = disk.Bytes(path);
+    other.back() ^= std::byte{1};
+    disk.Put(path, other);
+    auto saver = disk.Open(JournalPath(disk, path), OpenMode::readWrite);
+    ASSERT_TRUE(saver->TryLock());
+    EXPECT_THROW(SetForeignJournalAside(disk, path), FileError);
+    EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+    saver.reset();
+    EXPECT_TRUE(SetForeignJournalAside(disk, path));
+    EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+}
+
 // Another program writes its version into the file, without a lock, at any moment of the save: nothing of it
 // is written over, and nobody is told that the save was done.
 TEST_F(SaveSafety, WhatOthersWriteDuringASaveStays) {
