@@ -54,12 +54,20 @@ void RunNewRecording(SubcommandContext& context, const Operation& operation, con
     CheckCanOpen(context, maker.m_sFile);
     context.host.TakeMessages();
     TellJournalSetAside(context.session, out);
-    const bool made = maker.WriteRecording(context.session, out);
+    bool made = false;
+    std::optional<std::string> fault;
+    try {
+        made = maker.WriteRecording(context.session, out);
+    } catch (const FileError& error) {
+        fault = error.what();
+    }
     if (WasInterrupted()) throw Cancelled();
-    if (request.json)
-        WriteRunRecord(results, {operation.className, maker.m_sFile, made, out, context.host.TakeMessages()},
-                       *block);
-    if (!made) throw CommandError(exitFailed, "");
+    if (request.json) {
+        auto messages = context.host.TakeMessages();
+        if (fault) messages.push_back(*fault);
+        WriteRunRecord(results, {operation.className, maker.m_sFile, made, out, std::move(messages)}, *block);
+    }
+    if (!made) throw CommandError(exitFailed, fault.value_or(""));
     // An interrupted save of the file that stood here is none of the new one's concern.
     if (context.files.Stamp(JournalPath(context.files, out))) RetireJournal(context.files, out);
 }

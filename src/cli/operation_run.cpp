@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "batch/config_file.h"
@@ -118,6 +119,7 @@ class OperationRun {
             else
                 files_.push_back(file);
         }
+        named_ = files_;
     }
 
     // What two names of one place become, also where nothing stands there yet.
@@ -142,10 +144,14 @@ class OperationRun {
             if (last[i] == i)
                 kept.push_back(files_[i]);
             else
-                TellUser(fmt::format("{} is left out: {} goes to the same {}.", files_[i], files_[last[i]],
-                                     targets[i].filename().string()));
-        leftOut_ = files_.size() - kept.size();
+                LeaveOut(files_[i], fmt::format("{} is left out: {} goes to the same {}.", files_[i],
+                                                files_[last[i]], targets[i].filename().string()));
         files_ = std::move(kept);
+    }
+
+    void LeaveOut(const std::string& file, const std::string& why) {
+        TellUser(why);
+        leftOut_[file] = why;
     }
 
     // The file itself, or the one of --write-new, or the native form of a foreign file that is transformed.
@@ -169,8 +175,12 @@ class OperationRun {
 
     void RunAll() {
         size_t failed = 0;
-        for (const std::string& file : files_) {
+        for (const std::string& file : named_) {
             if (WasInterrupted()) throw Cancelled();
+            if (const auto left = leftOut_.find(file); left != leftOut_.end()) {
+                if (request_.json) WriteRunRecord(lines_, RecordOf(file, left->second), *operation_.make());
+                continue;
+            }
             try {
                 RunAndTell(file);
             } catch (const Cancelled&) {
@@ -179,7 +189,7 @@ class OperationRun {
                 throw;
             } catch (const std::exception& error) {
                 if (WasInterrupted()) throw Cancelled();
-                if (files_.size() == 1) throw;
+                if (named_.size() == 1) throw;
                 if (*error.what() != '\0') TellUser(error.what());
                 TellUser(file + " failed.");
                 ++failed;
@@ -187,9 +197,9 @@ class OperationRun {
         }
         if (failed > 0)
             throw CommandError(exitFailed, fmt::format("{} of {} files failed.", failed, files_.size()));
-        if (leftOut_ > 0)
-            throw CommandError(
-                exitFailed, fmt::format("{} of {} files were left out.", leftOut_, files_.size() + leftOut_));
+        if (!leftOut_.empty())
+            throw CommandError(exitFailed,
+                               fmt::format("{} of {} files were left out.", leftOut_.size(), named_.size()));
     }
 
     // OUT is written also when some of several files failed, and not when there is nothing to write.
@@ -207,6 +217,13 @@ class OperationRun {
             file_ = nullptr;
         });
         if (failure) throw *failure;
+    }
+
+    // Of a file that was not run.
+    RunRecord RecordOf(const std::string& file, const std::string& why) const {
+        RunRecord record{operation_.className, file};
+        record.messages.push_back(why);
+        return record;
     }
 
     // One file, and what JSON tells of it, also where it failed.
@@ -351,9 +368,10 @@ class OperationRun {
     LineFeeds lines_;             // to standard output
     OutputSink* file_ = nullptr;  // OUT of an operation that changes nothing
     std::vector<Setting> settings_;
-    std::vector<std::byte> record_;  // of the configuration file; empty without one
-    std::vector<std::string> files_;
-    size_t leftOut_ = 0;  // files whose result another one takes the place of
+    std::vector<std::byte> record_;               // of the configuration file; empty without one
+    std::vector<std::string> named_;              // each once
+    std::vector<std::string> files_;              // those of them that are run
+    std::map<std::string, std::string> leftOut_;  // the others, whose place another's result takes: why
     std::set<std::string> told_;
     bool changes_ = false;
     bool isTransform_ = false;  // writes a new file itself

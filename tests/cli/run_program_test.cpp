@@ -184,6 +184,20 @@ TEST_F(RunProgramTest, ResultsAreData) {
     EXPECT_EQ(lines[1]["output"], nullptr);
     EXPECT_EQ(lines[1]["messages"].size(), 1u);
 
+    // Two files whose results would have one name, and one that cannot be written: an object for each.
+    std::filesystem::copy(file, In("rec.flt"));
+    const auto left =
+        objects(RunKymora(Detect({"run", "CEventThreshold", In("rec.flt"), file, "--write-new", "--json"})));
+    ASSERT_EQ(left.size(), 2u);
+    EXPECT_EQ(left[0]["output"], nullptr);
+    EXPECT_NE(left[0]["messages"][0].get<std::string>().find("is left out"), std::string::npos);
+    EXPECT_EQ(left[1]["output"], In("rec_tr.kymr-dat"));
+    std::ofstream(In("table.txt")) << "1\t2\n3\t4\n";
+    const ProgramResult nowhere =
+        RunKymora({"run", "PasteContiguousData", In("table.txt"), "-o", In("no/such/x.kymr-dat"), "--json"});
+    EXPECT_EQ(nowhere.code, 1);
+    EXPECT_EQ(objects(nowhere).at(0)["messages"].size(), 1u);
+
     list.insert(list.end(), {"-o", In("list.csv")});
     EXPECT_EQ(RunKymora(list).code, 1);
     EXPECT_EQ(FileBytes(In("list.csv")).substr(0, 120),
