@@ -102,6 +102,7 @@ void CDetectSpikes::CheckChangeDoc(CDataDoc* doc) {
     CEventWndBaseDlg::CheckChangeDoc(doc);
     if (!isOther) return;
     m_dNoiseMean = m_dNoiseSD = -1.0;
+    m_found.reset();
     TakeEmptyChannel();
 }
 

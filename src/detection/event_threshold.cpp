@@ -74,6 +74,7 @@ std::string CEventThreshold::CheckSettings() {
 // --- what it follows ---
 
 void CEventThreshold::CheckChangeDoc(CDataDoc* doc) {
+    if (doc != Document()) m_analysed.clear();
     CEventWndBaseDlg::CheckChangeDoc(doc);
     m_statistics.Forget();
     m_search = {};
