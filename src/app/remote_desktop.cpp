@@ -23,8 +23,6 @@ namespace kymora {
 
 namespace {
 
-constexpr int wheelStep = 120;  // eighths of a degree
-
 Qt::KeyboardModifiers Modifiers(const MouseEvent& event) {
     return (event.ctrl ? Qt::ControlModifier : Qt::NoModifier) |
            (event.shift ? Qt::ShiftModifier : Qt::NoModifier) |
@@ -49,7 +47,8 @@ std::optional<QKeyCombination> KeyOfName(std::string_view name) {
 
 void SendWheel(QWidget& widget, const RemoteMouse& mouse) {
     const QPointF place(mouse.event.x, mouse.event.y);
-    QWheelEvent event(place, widget.mapToGlobal(place), {}, QPoint(0, mouse.turn * wheelStep), Qt::NoButton,
+    QWheelEvent event(place, widget.mapToGlobal(place), {},
+                      QPoint(0, mouse.turn * QWheelEvent::DefaultDeltasPerStep), Qt::NoButton,
                       Modifiers(mouse.event), Qt::NoScrollPhase, false);
     QApplication::sendEvent(&widget, &event);
 }

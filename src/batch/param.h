@@ -94,6 +94,8 @@ struct Param {
     std::string SetFromText(std::string_view text);
 };
 
+inline constexpr float mostFloat = std::numeric_limits<float>::max();  // a limit that limits nothing
+
 class ParamList {
   public:
     // What is added from here on stands under this heading.

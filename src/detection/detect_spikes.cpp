@@ -15,7 +15,7 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t outlierVersion = 1;
-constexpr uint32_t upperColour = 0x0000FF, lowerColour = 0xFF00FF, noiseColour = 0x808080;
+constexpr uint32_t noiseColour = 0x808080;
 constexpr const char* directionNames[] = {"+/-", "+", "-"};
 
 }  // namespace

@@ -2,17 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <limits>
-
 #include "detection/event_threshold.h"
 
 namespace kymora {
-
-namespace {
-
-constexpr float mostFloat = std::numeric_limits<float>::max();
-
-}  // namespace
 
 void CEventThreshold::Describe(ParamList& list) {
     DescribeSource(list);

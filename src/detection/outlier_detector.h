@@ -6,6 +6,9 @@
 
 namespace kymora {
 
+// Of the lines that show the levels, 0x00BBGGRR.
+inline constexpr uint32_t upperColour = 0x0000FF, lowerColour = 0xFF00FF;
+
 enum class OutlierDirection { both = 0, above = 1, below = 2 };
 
 class OutlierDetector {

@@ -12,10 +12,8 @@ namespace kymora {
 
 namespace {
 
-constexpr float mostFloat = std::numeric_limits<float>::max();
 // 0x00BBGGRR
 constexpr uint32_t dataColour = 0xA06020, filteredColour = 0x208020, spikeColour = 0x0000FF;
-constexpr uint32_t upperColour = 0x0000FF, lowerColour = 0xFF00FF;
 constexpr size_t mostBins = 2000;  // of a chart's curve; each has its lowest and its highest sample
 
 }  // namespace

@@ -9,7 +9,6 @@ namespace kymora {
 
 namespace {
 
-constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
 constexpr int mostViewPixels = 20000;
 
 std::string Numbered(int number, const std::string& name) {

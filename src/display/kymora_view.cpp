@@ -16,7 +16,6 @@ namespace {
 
 constexpr int usualStepPercent = 20;
 
-constexpr const char* noAxesText = "This file cannot display as requested, since no axes are displayed.";
 constexpr const char* sameViewText = "Active view is same as new view. Please inform the author.";
 
 }  // namespace

@@ -11,6 +11,9 @@
 
 namespace kymora {
 
+inline constexpr const char* noAxesText =
+    "This file cannot display as requested, since no axes are displayed.";
+
 class CKymoraView;
 
 // One vertical axis: the range of values over the height of its band.

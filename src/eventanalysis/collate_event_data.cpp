@@ -11,7 +11,7 @@
 namespace kymora {
 namespace {
 
-constexpr float noValue = std::numeric_limits<float>::quiet_NaN();
+constexpr float noSample = std::numeric_limits<float>::quiet_NaN();
 
 bool IsTraceValue(EvParam param) { return param >= EvParam::peakToPeak && param <= EvParam::energy; }
 bool IsWeight(EvParam param) { return param >= EvParam::pcWeight1 && param <= EvParam::pcWeight3; }
@@ -39,7 +39,7 @@ void CollateWeights(EvParam param, const CEventBlock& block, std::vector<float>&
     Append(block, out, [&](const EventPlace& place) {
         const auto& rows = chan->EventExtra();
         const auto i = static_cast<size_t>(place.index);
-        return i < rows.size() ? rows[i][component] : noValue;
+        return i < rows.size() ? rows[i][component] : noSample;
     });
 }
 

@@ -12,8 +12,6 @@
 namespace kymora {
 namespace {
 
-constexpr double noValue = std::numeric_limits<double>::quiet_NaN();
-
 bool IsTraceColumn(EventListColumn column) { return InfoOf(column).source == EventListSource::trace; }
 
 // Mean and s.d. (n - 1; 0 for a single value) of values that are asked for twice.

@@ -5,7 +5,7 @@
 namespace kymora {
 namespace {
 
-enum Needs : unsigned { nothing = 0, trace = 1, twoChannels = 2, display = 4 };
+enum Needs : unsigned { nothing = 0, ofTrace = 1, ofTwoChannels = 2, forDisplay = 4 };
 
 struct Description {
     const char* name;
@@ -14,55 +14,55 @@ struct Description {
 
 constexpr std::array<Description, evParamCount> descriptions = {{
     {"None", nothing},
-    {"On time", display},
+    {"On time", forDisplay},
     {"Time", nothing},
     {"Time (elap)", nothing},
     {"On Dur", nothing},
     {"Gap Dur", nothing},
     {"Freq (inst)", nothing},
-    {"Freq in time bin", display},
+    {"Freq in time bin", forDisplay},
     {"Interval", nothing},
     {"Duty Cycle", nothing},
     {"Variable", nothing},
-    {"P2P amp", trace},
-    {"P2P dur", trace},
-    {"MaxT - MinT", trace},
-    {"Maximum", trace},
-    {"Minimum", trace},
-    {"Average", trace},
-    {"S.D.", trace},
-    {"Median", trace},
-    {"MAD", trace},
-    {"Robust S.D.", trace},
-    {"Area", trace},
-    {"Area re Base", trace},
-    {"Slope", trace},
-    {"RMS", trace},
-    {"Energy (rel)", trace},
-    {"Phase 1 in 2", twoChannels},
-    {"Phase 1 near 2", twoChannels},
-    {"PSTH 1 from 2", twoChannels | display},
-    {"Lat 1 from prev 2", twoChannels},
-    {"Lat 1 from near 2", twoChannels},
-    {"Lat 1 from pair 2", twoChannels},
-    {"Interval 2 pair 1", twoChannels | display},
-    {"Count 2 in 1", twoChannels},
-    {"Count 2 from 1", twoChannels},
-    {"Count in time bin", display},
-    {"Distrib count", display},
-    {"PC1 wt", trace},
-    {"PC2 wt", trace},
-    {"PC3 wt", trace},
-    {"Val at time A", trace},
-    {"Val at time B", trace},
-    {"Val at time C", trace},
-    {"DWT A", trace},
-    {"DWT B", trace},
-    {"DWT C", trace},
-    {"AutoCorr", display},
-    {"CrossCorr 2->1", twoChannels | display},
-    {"Auto Rhythm idx", trace},
-    {"Auto Rhythm period", trace},
+    {"P2P amp", ofTrace},
+    {"P2P dur", ofTrace},
+    {"MaxT - MinT", ofTrace},
+    {"Maximum", ofTrace},
+    {"Minimum", ofTrace},
+    {"Average", ofTrace},
+    {"S.D.", ofTrace},
+    {"Median", ofTrace},
+    {"MAD", ofTrace},
+    {"Robust S.D.", ofTrace},
+    {"Area", ofTrace},
+    {"Area re Base", ofTrace},
+    {"Slope", ofTrace},
+    {"RMS", ofTrace},
+    {"Energy (rel)", ofTrace},
+    {"Phase 1 in 2", ofTwoChannels},
+    {"Phase 1 near 2", ofTwoChannels},
+    {"PSTH 1 from 2", ofTwoChannels | forDisplay},
+    {"Lat 1 from prev 2", ofTwoChannels},
+    {"Lat 1 from near 2", ofTwoChannels},
+    {"Lat 1 from pair 2", ofTwoChannels},
+    {"Interval 2 pair 1", ofTwoChannels | forDisplay},
+    {"Count 2 in 1", ofTwoChannels},
+    {"Count 2 from 1", ofTwoChannels},
+    {"Count in time bin", forDisplay},
+    {"Distrib count", forDisplay},
+    {"PC1 wt", ofTrace},
+    {"PC2 wt", ofTrace},
+    {"PC3 wt", ofTrace},
+    {"Val at time A", ofTrace},
+    {"Val at time B", ofTrace},
+    {"Val at time C", ofTrace},
+    {"DWT A", ofTrace},
+    {"DWT B", ofTrace},
+    {"DWT C", ofTrace},
+    {"AutoCorr", forDisplay},
+    {"CrossCorr 2->1", ofTwoChannels | forDisplay},
+    {"Auto Rhythm idx", ofTrace},
+    {"Auto Rhythm period", ofTrace},
 }};
 
 const Description& Describe(EvParam param) { return descriptions[static_cast<size_t>(param)]; }
@@ -70,9 +70,9 @@ const Description& Describe(EvParam param) { return descriptions[static_cast<siz
 }  // namespace
 
 const char* EvParamName(EvParam param) { return Describe(param).name; }
-bool NeedsParentTrace(EvParam param) { return (Describe(param).needs & trace) != 0; }
-bool NeedsTwoChannels(EvParam param) { return (Describe(param).needs & twoChannels) != 0; }
-bool HasNoEventValues(EvParam param) { return (Describe(param).needs & display) != 0; }
+bool NeedsParentTrace(EvParam param) { return (Describe(param).needs & ofTrace) != 0; }
+bool NeedsTwoChannels(EvParam param) { return (Describe(param).needs & ofTwoChannels) != 0; }
+bool HasNoEventValues(EvParam param) { return (Describe(param).needs & forDisplay) != 0; }
 
 std::vector<std::string> CEvParamCombo::Names() {
     std::vector<std::string> names;

@@ -5,8 +5,6 @@
 namespace kymora {
 namespace {
 
-constexpr double noValue = std::numeric_limits<double>::quiet_NaN();
-
 // A rate over no time is no answer, rather than an infinity that spoils every average.
 double Divide(double value, double by) { return by == 0.0 ? noValue : value / by; }
 

@@ -1,10 +1,14 @@
 #pragma once
 // The parameters that need no samples, for one event at a time, in double precision.
 
+#include <limits>
+
 #include "eventanalysis/event_parameters.h"
 #include "eventanalysis/partner_events.h"
 
 namespace kymora {
+
+inline constexpr double noValue = std::numeric_limits<double>::quiet_NaN();
 
 // An event of a block, with what its values need of its neighbours there.
 struct EventPlace {

@@ -13,8 +13,8 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t contiguousVersion = 1;
-constexpr const char* history = "File: New: From clipboard: Contiguous data\r\n\r\n";
-constexpr const char* comment = "Data from clipboard.\r\n";
+constexpr const char* contiguousHistory = "File: New: From clipboard: Contiguous data\r\n\r\n";
+constexpr const char* contiguousComment = "Data from clipboard.\r\n";
 constexpr const char* newNameTitle = "New file name";
 
 // Takes up the rows of a table.
@@ -49,8 +49,8 @@ class ContiguousRows {
         recording.sampleInterval = format_.sampleInterval;
         recording.runs = RunList({static_cast<uint32_t>(samples_.Rows())});
         recording.samples = std::move(samples_);
-        recording.comment = comment;
-        recording.history = history;
+        recording.comment = contiguousComment;
+        recording.history = contiguousHistory;
         if (format_.labelRow > 0 && labels_.size() != columns_)
             session.host.Message(labelCountText);
         else if (format_.labelRow > 0)

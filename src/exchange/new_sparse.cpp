@@ -14,8 +14,8 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t sparseVersion = 1;
-constexpr const char* comment = "Sparse data from clipboard.\r\n";
-constexpr const char* history = "File: New: From clipboard: Sparse data\r\n\tGap fill: ";
+constexpr const char* sparseComment = "Sparse data from clipboard.\r\n";
+constexpr const char* sparseHistory = "File: New: From clipboard: Sparse data\r\n\tGap fill: ";
 constexpr const char* fillHistory[] = {"Inactive gap\r\n"};
 constexpr const char* noTextText = "Unable to read text from clipboard.";
 constexpr const char* unitNames[] = {"ms", "s", "min"};
@@ -123,8 +123,8 @@ PastedRecording MakeSparse(SparsePoints&& points, const SparseSettings& settings
     recording.runs = RunsOf(points, settings.TimeFactor(), settings.sampleInterval);
     recording.labels = std::move(points.labels);
     recording.samples = std::move(points.values);
-    recording.comment = comment;
-    recording.history = std::string(history) + fillHistory[settings.fill];
+    recording.comment = sparseComment;
+    recording.history = std::string(sparseHistory) + fillHistory[settings.fill];
     return recording;
 }
 

@@ -4,19 +4,13 @@
 #include <cstring>
 
 #include "import/binary_samples.h"
+#include "numerics/number_at.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr int64_t closeTogether = 12000;  // bytes; a call costs about as much as reading so many
-
-template <typename T>
-T NumberAt(const std::byte* bytes) {
-    T number;
-    std::memcpy(&number, bytes, sizeof number);
-    return number;
-}
 
 // Calls part(slot, first, count) for each slot that holds some of `count` samples.
 template <typename Part>

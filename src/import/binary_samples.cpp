@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstring>
 
+#include "numerics/number_at.h"
+
 namespace kymora {
 
 static_assert(std::endian::native == std::endian::little, "the files are little-endian");
@@ -32,13 +34,6 @@ template <typename T>
 constexpr int64_t tracesInSquare = tracesInColumn<T>* squareSide;
 constexpr int halfOfPair = 16;  // bits
 constexpr size_t mostInSquare = tracesInSquare<int16_t>;
-
-template <typename T>
-T NumberAt(const std::byte* bytes) {
-    T number;
-    std::memcpy(&number, bytes, sizeof number);
-    return number;
-}
 
 void StoreFour(float* to, FourFloats values) { std::memcpy(to, &values, sizeof values); }
 

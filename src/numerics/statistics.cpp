@@ -14,7 +14,7 @@ namespace kymora {
 namespace {
 
 constexpr size_t piece = 4096;
-constexpr size_t lanes = 8;  // independent sums, so that the compiler may use wide registers
+constexpr size_t sumLanes = 8;  // independent sums, so that the compiler may use wide registers
 
 uint32_t IsNotFinite(float value) {
     constexpr uint32_t exponent = 0x7F800000u;
@@ -46,10 +46,10 @@ void ForFinite(std::span<const float> samples, Work work) {
 
 template <typename Term>
 double SumOf(const float* samples, size_t count, Term term) {
-    std::array<double, lanes> sums{};
+    std::array<double, sumLanes> sums{};
     size_t i = 0;
-    for (; i + lanes <= count; i += lanes)
-        for (size_t k = 0; k < lanes; ++k) sums[k] += term(samples[i + k]);
+    for (; i + sumLanes <= count; i += sumLanes)
+        for (size_t k = 0; k < sumLanes; ++k) sums[k] += term(samples[i + k]);
     double sum = 0.0;
     for (const double lane : sums) sum += lane;
     for (; i < count; ++i) sum += term(samples[i]);

@@ -11,8 +11,9 @@ namespace {
 
 constexpr uint32_t derivsVersion = 1;
 constexpr int greatestDegree = 6;
-constexpr const char* typeNames[] = {"dV/dT Adj diff pre", "dV/dT Adj diff post", "dV/dT Finite diff O4",
-                                     "d2V/dT2 Finite diff O4", "d3V/dT3 Finite diff O4"};
+constexpr const char* derivativeNames[] = {"dV/dT Adj diff pre", "dV/dT Adj diff post",
+                                           "dV/dT Finite diff O4", "d2V/dT2 Finite diff O4",
+                                           "d3V/dT3 Finite diff O4"};
 constexpr const char* fittedNames[] = {"dV/dT", "dV/dT", "dV/dT", "d2V/dT2", "d3V/dT3"};
 constexpr const char* perTime[] = {"/ms", "/ms", "/ms", "/ms^2", "/ms^3"};
 
@@ -29,7 +30,7 @@ void CDerivs::Serialize(CArchive& archive) {
 void CDerivs::Describe(ParamList& list) {
     DescribeTraces(list);
     list.Group("Derivative");
-    list.Choice("type", "Type", m_nType, {std::begin(typeNames), std::end(typeNames)})
+    list.Choice("type", "Type", m_nType, {std::begin(derivativeNames), std::end(derivativeNames)})
         .Buttons()
         .Tip("Differences of adjacent samples, with the first or the last one repeated, or central "
              "differences of order 4");
@@ -59,7 +60,7 @@ void CDerivs::GetParamText(std::string& text) {
     CTransformTraceWindowDlg::GetParamText(text);
     const auto type = static_cast<size_t>(std::clamp(m_nType, 0, 4));
     if (!IsFitted()) {
-        text += fmt::format("Type: {}\r\n", typeNames[type]);
+        text += fmt::format("Type: {}\r\n", derivativeNames[type]);
         return;
     }
     text += fmt::format("Type: {} Savitzky-Golay\r\nHalf window time {:f}\r\nPolynomial degree: {}\r\n",

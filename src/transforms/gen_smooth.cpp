@@ -13,8 +13,8 @@ namespace {
 constexpr uint32_t smoothVersion = 1;
 constexpr double leastCutoff = 1e-8, greatestCutoff = 1e7;  // Hz
 constexpr double leastThreshold = 1.0, greatestThreshold = 10.0;
-constexpr const char* typeNames[] = {"moving average", "moving median", "moving percentile",
-                                     "Gaussian",       "robust LOWESS", "Savitzky-Golay"};
+constexpr const char* smoothingNames[] = {"moving average", "moving median", "moving percentile",
+                                          "Gaussian",       "robust LOWESS", "Savitzky-Golay"};
 
 }  // namespace
 
@@ -97,7 +97,7 @@ std::string CGenSmooth::CheckSettings() {
 void CGenSmooth::GetParamText(std::string& text) {
     text += "Smoothing transform parameters:\r\n";
     CTransformTraceWindowDlg::GetParamText(text);
-    text += fmt::format("Type: {}\r\n", typeNames[std::clamp(m_nType, 0, 5)]);
+    text += fmt::format("Type: {}\r\n", smoothingNames[std::clamp(m_nType, 0, 5)]);
     if (UsesHalfWindow()) text += fmt::format("Half window time {:f}\r\n", m_dHalfWindowTime);
     if (Is(SmoothType::percentile)) text += fmt::format("Percentile {}\r\n", m_nPercentile);
     if (UsesIterations()) text += fmt::format("Iterations {}\r\n", m_nIterations);

@@ -12,9 +12,9 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t normalizeVersion = 1;
-constexpr double greatestTime = 1e10, leastDuration = 1.0;  // ms
-constexpr const char* typeNames[] = {"min : max -> 0 : 1", "min : max -> -1 : 1", "0 : max -> 0 : 1",
-                                     "delta F/F0"};
+constexpr double greatestBaselineMs = 1e10, leastDuration = 1.0;
+constexpr const char* normalizationNames[] = {"min : max -> 0 : 1", "min : max -> -1 : 1", "0 : max -> 0 : 1",
+                                              "delta F/F0"};
 constexpr const char* methodNames[] = {"average of the whole recording or episode", "average over user times",
                                        "explicit value", "percentile filter", "region of lowest average"};
 constexpr const char* writingText = "Transforming";
@@ -71,7 +71,8 @@ void CNormalize::Serialize(CArchive& archive) {
 void CNormalize::Describe(ParamList& list) {
     DescribeTraces(list);
     list.Group("Normalization");
-    list.Choice("normType", "Type", m_nNormType, {std::begin(typeNames), std::end(typeNames)})
+    list.Choice("normType", "Type", m_nNormType,
+                {std::begin(normalizationNames), std::end(normalizationNames)})
         .Buttons()
         .Tip("The range that the data get, or their change relative to a resting value");
     list.Flag("perSection", "Per section", m_bPerSection)
@@ -82,7 +83,6 @@ void CNormalize::Describe(ParamList& list) {
 }
 
 void CNormalize::DescribeF0(ParamList& list) {
-    constexpr float mostFloat = std::numeric_limits<float>::max();
     list.Group("F0");
     list.Choice("f0Method", "F0 from", m_nF0Method, {std::begin(methodNames), std::end(methodNames)})
         .Tip("Where the resting value comes from")
@@ -90,13 +90,13 @@ void CNormalize::DescribeF0(ParamList& list) {
     const auto hasTimes = [this] { return Uses(F0Method::userTimes); };
     list.Number("f0Start", "F0 start", m_fF0Start)
         .Unit("ms")
-        .Limits(0, greatestTime)
+        .Limits(0, greatestBaselineMs)
         .Step(10)
         .Tip("Start of the average, from the start of the recording or section")
         .EnabledIf(hasTimes);
     list.Number("f0Duration", "F0 duration", m_fF0Duration)
         .Unit("ms")
-        .Limits(leastDuration, greatestTime)
+        .Limits(leastDuration, greatestBaselineMs)
         .Step(10)
         .Tip("Duration of the average")
         .EnabledIf(hasTimes);
@@ -125,7 +125,7 @@ void CNormalize::DescribeF0(ParamList& list) {
 void CNormalize::GetParamText(std::string& text) {
     text += "Normalize transform parameters:\r\n";
     CTransformTraceWindowDlg::GetParamText(text);
-    text += fmt::format("Type: {}\r\n", typeNames[std::clamp(m_nNormType, 0, 3)]);
+    text += fmt::format("Type: {}\r\n", normalizationNames[std::clamp(m_nNormType, 0, 3)]);
     text += m_bPerSection ? "Each section separately\r\n" : "All sections together\r\n";
     if (!IsDeltaF()) return;
     text += fmt::format("F0 method: {}\r\n", methodNames[std::clamp(m_nF0Method, 0, 4)]);

@@ -18,7 +18,6 @@ constexpr double zoomFactor = 0.8;    // of a step
 constexpr double moveFactor = 0.1;    // of what is seen
 constexpr double closestZoom = 1e-9;  // of the whole
 constexpr int leastDrag = 6;          // pixels; less is no zoom along that axis
-constexpr double wheelStep = 120.0;
 
 // [low, high] within [least, greatest], moved rather than cut while it fits.
 void Hold(double& low, double& high, double least, double greatest) {
@@ -129,7 +128,7 @@ void ChartWidget::Move(double across, double up) {
 }
 
 void ChartWidget::wheelEvent(QWheelEvent* event) {
-    const double steps = event->angleDelta().y() / wheelStep;
+    const double steps = event->angleDelta().y() / double{QWheelEvent::DefaultDeltasPerStep};
     if (steps == 0.0) return event->ignore();
     Zoom(std::pow(zoomFactor, steps), ValueAt(event->position()), event->modifiers() & Qt::ControlModifier);
     event->accept();

@@ -15,7 +15,7 @@ namespace kymora {
 namespace {
 
 constexpr int indexRole = Qt::UserRole;
-constexpr int shownLines = 36;
+constexpr int finderLines = 36;
 constexpr int shownColumns = 150;
 
 bool HoldsEveryWord(const ListedCommand& command, const QStringList& words) {
@@ -55,7 +55,7 @@ CommandFinder::CommandFinder(const QString& title, std::vector<ListedCommand> co
     column->addWidget(buttons);
     search_->setFocus();
     const QSize wanted(fontMetrics().averageCharWidth() * shownColumns,
-                       fontMetrics().lineSpacing() * shownLines);
+                       fontMetrics().lineSpacing() * finderLines);
     resize(wanted.boundedTo(screen()->availableSize() * 8 / 10));
 }
 

@@ -30,10 +30,7 @@ namespace {
 constexpr int longTextLines = 5;
 constexpr int mostListLines = 12;
 constexpr int leastListLines = 3;
-constexpr int wheelStep = 120;
 constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3px;";
-
-int LineHeight(const QWidget& widget) { return widget.fontMetrics().lineSpacing(); }
 
 // --- numbers and texts ---
 
@@ -84,8 +81,8 @@ class NumberSteps : public QObject {
                 return true;
             }
             turned_ += delta;
-            const int steps = turned_ / wheelStep;
-            turned_ -= steps * wheelStep;
+            const int steps = turned_ / QWheelEvent::DefaultDeltasPerStep;
+            turned_ -= steps * QWheelEvent::DefaultDeltasPerStep;
             if (steps != 0) Step(steps * step_);
             return true;
         }

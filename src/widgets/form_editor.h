@@ -42,6 +42,8 @@ void MarkFault(const FormEditor& editor, bool isFaulty);
 // The colour of words that tell a fault: dark red cannot be read on a dark window, nor light red on a bright.
 QColor FaultColour(const QPalette& palette);
 
+inline int LineHeight(const QWidget& widget) { return widget.fontMetrics().lineSpacing(); }
+
 // A tool tip whose long lines are broken.
 QString ToolTipText(const std::string& text);
 

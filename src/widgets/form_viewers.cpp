@@ -17,8 +17,6 @@ constexpr int mostLines = 12, leastLines = 3;
 constexpr int widestInLines = 50;  // of a table, in heights of a line
 constexpr int textColumns = 64, textLines = 12;
 
-int LineHeight(const QWidget& widget) { return widget.fontMetrics().lineSpacing(); }
-
 class TableViewer : public FormEditor {
   public:
     TableViewer(const FormField& field, QWidget* parent) : table_(new QTableWidget(parent)) {

@@ -17,7 +17,7 @@ namespace kymora {
 
 namespace {
 
-constexpr int shownLetters = 64, shownLines = 14;
+constexpr int resultLetters = 64, resultLines = 14;
 constexpr size_t measuredBytes = size_t{1} << 16;  // the widths of later lines are like those before
 constexpr int betweenColumns = 2;                  // letters
 constexpr size_t widestColumn = 40;
@@ -79,7 +79,7 @@ ResultsPane::ResultsPane(Writer writer, QWidget* parent)
 
 QSize ResultsPane::sizeHint() const {
     const QFontMetrics metrics = text_->fontMetrics();
-    return {metrics.averageCharWidth() * shownLetters, metrics.lineSpacing() * shownLines};
+    return {metrics.averageCharWidth() * resultLetters, metrics.lineSpacing() * resultLines};
 }
 
 void ResultsPane::AddButton(QPushButton* button) { buttons_->insertWidget(buttons_->count() - 1, button); }

@@ -12,9 +12,6 @@
 namespace kymora::test {
 namespace {
 
-constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
-constexpr float inf32 = std::numeric_limits<float>::infinity();
-
 bool SameFloat(float a, float b) { return a == b || (a != a && b != b); }
 
 // What the bins should hold: a scan of single samples through the sequential read.

@@ -11,9 +11,6 @@
 namespace kymora::test {
 namespace {
 
-constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
-constexpr float inf32 = std::numeric_limits<float>::infinity();
-
 // A plot of 800 x 400 pixels from (70, 10); with one axis, the values of its limits stand at 20 and 400.
 constexpr int width = 880, height = 460;
 

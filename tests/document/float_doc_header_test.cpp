@@ -14,8 +14,6 @@ namespace {
 
 using test::MemoryDoc;
 
-const std::filesystem::path path = "/rec.kymr-dat";
-
 struct FloatDocHeader : ::testing::Test {
     test::TestHost host;
     MemoryFileSystem files;
@@ -23,7 +21,7 @@ struct FloatDocHeader : ::testing::Test {
 
     std::unique_ptr<CFloatDoc> Open() {
         auto doc = std::make_unique<CFloatDoc>(session);
-        return doc->OnOpenDocument(path) ? std::move(doc) : nullptr;
+        return doc->OnOpenDocument(test::recordingPath) ? std::move(doc) : nullptr;
     }
     // Three traces with gaps of their own, and something of every kind that names a trace.
     std::unique_ptr<MemoryDoc> MakeSource() {
@@ -59,8 +57,8 @@ struct FloatDocHeader : ::testing::Test {
     }
     // Writes the model with the samples of `of`, one source for each trace of the model.
     void Write(const CFloatDoc& model, CDataDoc& source, const std::vector<int>& of) {
-        files.Put(path, {});
-        const auto file = files.Open(path, OpenMode::readWrite);
+        files.Put(test::recordingPath, {});
+        const auto file = files.Open(test::recordingPath, OpenMode::readWrite);
         CArchive archive(*file, CArchive::Mode::store);
         WriteHead(archive, model);
         for (const int trace : of) source.WriteTraceData(archive, trace);
@@ -109,7 +107,7 @@ TEST_F(FloatDocHeader, CopiesEpisodesOfAnOldVersionAsTheCurrentOne) {
     recipe.version = 30;
     recipe.episodic = 3;
     recipe.channelA = {{0, 2}, {5, 7}};
-    files.Put(path, test::BuildNative(recipe).file.data);
+    files.Put(test::recordingPath, test::BuildNative(recipe).file.data);
     const auto source = Open();
     ASSERT_TRUE(source);
     CFloatDoc copy(session);
@@ -246,7 +244,7 @@ TEST_F(FloatDocHeader, ARecordingGrowsToAllTraces) {
 TEST_F(FloatDocHeader, CopiesSamplesInPiecesThatCanBeCancelled) {
     test::NativeRecipe recipe;
     recipe.runs = {{2'500'000}, {3}};
-    files.Put(path, test::BuildNative(recipe).file.data);
+    files.Put(test::recordingPath, test::BuildNative(recipe).file.data);
     const auto source = Open();
     ASSERT_TRUE(source);
     WriteNativeFile(*source, "/copy.kymr-dat");
@@ -260,7 +258,7 @@ TEST_F(FloatDocHeader, CopiesSamplesInPiecesThatCanBeCancelled) {
     host.cancelAtCall = 1;
     EXPECT_THROW(WriteNativeFile(*source, "/cancelled.kymr-dat"), Cancelled);
     host.cancelAtCall = 0;
-    files.Open(path, OpenMode::readWrite)->Truncate(2'000'000);
+    files.Open(test::recordingPath, OpenMode::readWrite)->Truncate(2'000'000);
     EXPECT_THROW(WriteNativeFile(*source, "/short.kymr-dat"), FileError);
     EXPECT_EQ(files.Count(), 2u);
 }

@@ -15,21 +15,19 @@ using test::BuildNative;
 using test::BuiltSample;
 using test::NativeRecipe;
 
-const std::filesystem::path path = "/rec.kymr-dat";
-
 struct NativeFile : ::testing::Test {
     test::TestHost host;
     MemoryFileSystem files;
     Session session{host, files};
 
     std::unique_ptr<CFloatDoc> Open(OpenFor purpose = OpenFor::editing,
-                                    const std::filesystem::path& p = path) {
+                                    const std::filesystem::path& p = test::recordingPath) {
         auto doc = std::make_unique<CFloatDoc>(session);
         if (!doc->OnOpenDocument(p, purpose)) return nullptr;
         return doc;
     }
     std::unique_ptr<CFloatDoc> OpenBuilt(const NativeRecipe& recipe) {
-        files.Put(path, BuildNative(recipe).file.data);
+        files.Put(test::recordingPath, BuildNative(recipe).file.data);
         return Open();
     }
 };
@@ -143,7 +141,7 @@ TEST_F(NativeFile, SavingWhatWasReadKeepsEveryByte) {
     ASSERT_TRUE(doc->OnSaveDocument());
     recipe.settled = true;
     const auto settled = BuildNative(recipe).file.data;
-    const auto saved = files.Bytes(path);
+    const auto saved = files.Bytes(test::recordingPath);
     ASSERT_GE(saved.size(), settled.size()) << "nothing is cut off behind the guard string";
     const auto [expected, found] = std::mismatch(settled.begin(), settled.end(), saved.begin());
     EXPECT_EQ(expected, settled.end()) << "first difference at byte " << expected - settled.begin();
@@ -177,7 +175,7 @@ TEST_F(NativeFile, VersionsOutOfRangeAreToldAndEndClearly) {
     NativeRecipe recipe;
     auto bytes = BuildNative(recipe).file.data;
     bytes[0] = std::byte{49};
-    files.Put(path, bytes);
+    files.Put(test::recordingPath, bytes);
     auto doc = Open();
     ASSERT_TRUE(doc);
     EXPECT_EQ(host.LastMessage(), "Problem: The file version you are trying to read is 49, which is greater "
@@ -192,14 +190,14 @@ TEST_F(NativeFile, VersionsOutOfRangeAreToldAndEndClearly) {
     EXPECT_TRUE(host.messages.empty());
 
     bytes[0] = bytes[1] = std::byte{0xFF};
-    files.Put(path, bytes);
+    files.Put(test::recordingPath, bytes);
     EXPECT_FALSE(Open());
     ASSERT_EQ(host.messages.size(), 2u);
     EXPECT_EQ(host.messages[0].text,
               "Problem: file version read as -1, which is not on the recognised list (1 - 48).");
     host.Forget();
     bytes[0] = bytes[1] = std::byte{0};
-    files.Put(path, bytes);
+    files.Put(test::recordingPath, bytes);
     EXPECT_FALSE(Open());
     EXPECT_EQ(host.messages.size(), 1u);
 }
@@ -215,7 +213,7 @@ TEST_F(NativeFile, SamplesThatAreLostWhileItIsOpenAreAnError) {
         std::vector<float> values(static_cast<size_t>(doc->GetLength()));
         EXPECT_NO_THROW(doc->ReadBlock(0, 0, values));
         const auto samplesAt = v == 48 ? doc->traceFileOffset[0] : static_cast<uint64_t>(doc->dataStart);
-        files.Bytes(path).resize(samplesAt + 8);
+        files.Bytes(test::recordingPath).resize(samplesAt + 8);
         EXPECT_THROW(doc->ReadBlock(0, 0, values), FileError);
         EXPECT_THROW(SaveAs(*doc, "/copy.kymr-dat"), FileError);
         EXPECT_FALSE(files.Stamp("/copy.kymr-dat"));
@@ -231,7 +229,7 @@ TEST_F(NativeFile, TruncationAnywhereIsRefused) {
         const size_t step = whole.size() > 20000 ? 211 : 7;
         for (size_t n = 0; n < whole.size(); n += n < 300 || n + 300 > whole.size() ? 1 : step) {
             host.Forget();
-            files.Put(path, {whole.begin(), whole.begin() + static_cast<long>(n)});
+            files.Put(test::recordingPath, {whole.begin(), whole.begin() + static_cast<long>(n)});
             ASSERT_FALSE(Open()) << "version " << v << " cut to " << n;
             ASSERT_EQ(host.messages.size(), 1u);
         }
@@ -262,7 +260,7 @@ TEST_F(NativeFile, SenselessHeadsAreRefused) {
     NativeRecipe longRuns;
     auto bytes = BuildNative(longRuns).file.data;
     for (size_t i = 16; i < 20; ++i) bytes[i] = std::byte{0xFF};
-    files.Put(path, bytes);
+    files.Put(test::recordingPath, bytes);
     host.Forget();
     EXPECT_FALSE(Open());
     EXPECT_NE(host.LastMessage().find("too long"), std::string::npos);
@@ -275,9 +273,9 @@ TEST_F(NativeFile, DamagedFilesLeaveTheModelEmpty) {
     const auto built = BuildNative(recipe);
     auto bytes = built.file.data;
     bytes.pop_back();  // cut within the guard string, the last thing of all
-    files.Put(path, bytes);
+    files.Put(test::recordingPath, bytes);
     CFloatDoc doc(session);
-    EXPECT_FALSE(doc.OnOpenDocument(path));
+    EXPECT_FALSE(doc.OnOpenDocument(test::recordingPath));
     EXPECT_TRUE(doc.markers.empty());
     EXPECT_TRUE(doc.fileComment.empty());
     EXPECT_EQ(doc.GetNumEvents(1), 0);

@@ -13,7 +13,6 @@
 namespace kymora {
 namespace {
 
-const std::filesystem::path path = "/rec.kymr-dat";
 constexpr int newEvents = 60'000;  // their tail goes out in many writes
 
 struct SaveSafety : ::testing::Test {
@@ -22,11 +21,11 @@ struct SaveSafety : ::testing::Test {
 
     void PutRecording() {
         disk = MemoryFileSystem();
-        disk.Put(path, test::BuildNative({}).file.data);
+        disk.Put(test::recordingPath, test::BuildNative({}).file.data);
     }
     static std::unique_ptr<CFloatDoc> Open(Session& session, OpenFor purpose = OpenFor::editing) {
         auto doc = std::make_unique<CFloatDoc>(session);
-        return doc->OnOpenDocument(path, purpose) ? std::move(doc) : nullptr;
+        return doc->OnOpenDocument(test::recordingPath, purpose) ? std::move(doc) : nullptr;
     }
     // A change that makes the tail longer.
     static void Edit(CDataDoc& doc) {
@@ -43,11 +42,11 @@ struct SaveSafety : ::testing::Test {
         // The last writes are those of the tail, then the journal goes by two changes.
         faulty.dieAtChange = ChangesOfASave() - 3;
         EXPECT_FALSE(doc->OnSaveDocument());
-        ASSERT_TRUE(disk.Has(JournalPath(disk, path)));
+        ASSERT_TRUE(disk.Has(JournalPath(disk, test::recordingPath)));
     }
     int64_t ChangesOfASave() {
         MemoryFileSystem other;
-        other.Put(path, test::BuildNative({}).file.data);
+        other.Put(test::recordingPath, test::BuildNative({}).file.data);
         test::FaultyFileSystem counting(other);
         Session session(host, counting);
         const auto doc = Open(session);
@@ -108,7 +107,7 @@ TEST_F(SaveSafety, KilledAtAnyWriteTheFileOpensOldOrNew) {
             const bool isNew = CheckWhole(OpenFor::editing, trace);
             sawOld += isNew ? 0 : 1;
             EXPECT_EQ(CheckWhole(OpenFor::editing, trace + ", second open"), isNew);
-            EXPECT_FALSE(disk.Has(JournalPath(disk, path))) << trace;
+            EXPECT_FALSE(disk.Has(JournalPath(disk, test::recordingPath))) << trace;
             EXPECT_EQ(disk.Count(), 1u) << trace;
         }
     }
@@ -117,7 +116,7 @@ TEST_F(SaveSafety, KilledAtAnyWriteTheFileOpensOldOrNew) {
 
 TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
     PutRecording();
-    const auto before = disk.Bytes(path);
+    const auto before = disk.Bytes(test::recordingPath);
     for (int64_t freeBytes = 0; freeBytes < 6'000'000; freeBytes += freeBytes < 200 ? 13 : 49'997) {
         PutRecording();
         test::FaultyFileSystem faulty(disk);
@@ -128,9 +127,9 @@ TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
         Edit(*doc);
         const bool saved = doc->OnSaveDocument();
         doc.reset();
-        ASSERT_FALSE(disk.Has(JournalPath(disk, path))) << freeBytes;
+        ASSERT_FALSE(disk.Has(JournalPath(disk, test::recordingPath))) << freeBytes;
         if (!saved) {
-            ASSERT_EQ(disk.Bytes(path), before) << freeBytes;
+            ASSERT_EQ(disk.Bytes(test::recordingPath), before) << freeBytes;
             ASSERT_NE(host.LastMessage().find("not saved"), std::string::npos);
         }
         EXPECT_EQ(CheckWhole(OpenFor::editing, std::to_string(freeBytes)), saved);
@@ -140,20 +139,20 @@ TEST_F(SaveSafety, AFullDiskLeavesTheFileAsItWas) {
 // Where the interrupted file cannot be written, it is read as it was before the save.
 TEST_F(SaveSafety, AReaderSeesThroughTheJournal) {
     PutRecording();
-    const auto before = disk.Bytes(path);
+    const auto before = disk.Bytes(test::recordingPath);
     Interrupt();
-    ASSERT_NE(disk.Bytes(path), before);
-    const auto mixed = disk.Bytes(path);
-    auto locked = disk.Open(path, OpenMode::readWrite);
+    ASSERT_NE(disk.Bytes(test::recordingPath), before);
+    const auto mixed = disk.Bytes(test::recordingPath);
+    auto locked = disk.Open(test::recordingPath, OpenMode::readWrite);
     ASSERT_TRUE(locked->TryLock());  // another program is at work
     EXPECT_FALSE(CheckWhole(OpenFor::reading, "locked"));
     EXPECT_FALSE(CheckWhole(OpenFor::editing, "locked, for editing"));
-    EXPECT_EQ(disk.Bytes(path), mixed) << "nobody repairs what another program is writing";
+    EXPECT_EQ(disk.Bytes(test::recordingPath), mixed) << "nobody repairs what another program is writing";
     locked.reset();
     EXPECT_FALSE(CheckWhole(OpenFor::reading, "free"));
-    EXPECT_EQ(disk.Bytes(path), mixed) << "a reader writes nothing";
+    EXPECT_EQ(disk.Bytes(test::recordingPath), mixed) << "a reader writes nothing";
     EXPECT_FALSE(CheckWhole(OpenFor::editing, "free, for editing"));
-    EXPECT_EQ(disk.Bytes(path), before) << "undone";
+    EXPECT_EQ(disk.Bytes(test::recordingPath), before) << "undone";
     EXPECT_EQ(host.messages.size(), 1u) << "and told";
 }
 
@@ -194,13 +193,13 @@ TEST_F(SaveSafety, AFileWithOtherSamplesIsNeverSavedOver) {
     other.runs = {{300}, {300}};
     const auto bytes = test::BuildNative(other).file.data;
     {
-        const auto file = disk.Open(path, OpenMode::readWrite);
+        const auto file = disk.Open(test::recordingPath, OpenMode::readWrite);
         file->WriteAt(0, bytes);
     }
-    const auto changed = disk.Bytes(path);
+    const auto changed = disk.Bytes(test::recordingPath);
     Edit(*doc);
     EXPECT_FALSE(doc->OnSaveDocument());
-    EXPECT_EQ(disk.Bytes(path), changed);
+    EXPECT_EQ(disk.Bytes(test::recordingPath), changed);
 }
 
 // A save is killed in its midst, and another version of the recording, such as a backup with the same
@@ -214,27 +213,27 @@ TEST_F(SaveSafety, AJournalOfAnotherVersionIsSetAside) {
     for (const auto& recipe : {otherSamples, otherTail, longerTail})
         versions.push_back(test::BuildNative(recipe).file.data);
     Interrupt();
-    const auto mixed = disk.Bytes(path);
+    const auto mixed = disk.Bytes(test::recordingPath);
     versions.push_back(mixed);
     versions.back().back() ^= std::byte{1};  // one byte of the tail
     versions.push_back(mixed);
     versions.back()[3] ^= std::byte{1};  // one of the rewritten bytes of the head
     versions.push_back(mixed);
     versions.back().resize(versions.back().size() + 4'000'000);
-    const auto kept = JournalPath(disk, path).string() + "-of-another-version";
+    const auto kept = JournalPath(disk, test::recordingPath).string() + "-of-another-version";
     for (const auto& bytes : versions) {
         SCOPED_TRACE(&bytes - versions.data());
         Interrupt();
-        disk.Put(path, bytes);
+        disk.Put(test::recordingPath, bytes);
         Session session(host, disk);
         host.Forget();
         Open(session, OpenFor::reading);
-        EXPECT_EQ(disk.Bytes(path), bytes) << "a reader writes nothing";
-        EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+        EXPECT_EQ(disk.Bytes(test::recordingPath), bytes) << "a reader writes nothing";
+        EXPECT_TRUE(disk.Has(JournalPath(disk, test::recordingPath)));
         host.Forget();
         auto doc = Open(session);
-        EXPECT_EQ(disk.Bytes(path), bytes);
-        EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+        EXPECT_EQ(disk.Bytes(test::recordingPath), bytes);
+        EXPECT_FALSE(disk.Has(JournalPath(disk, test::recordingPath)));
         EXPECT_TRUE(disk.Has(kept));
         ASSERT_FALSE(host.messages.empty());
         EXPECT_NE(host.messages[0].text.find("another version of this recording"), std::string::npos);
@@ -253,7 +252,7 @@ TEST_F(SaveSafety, AJournalOfAnotherVersionIsSetAside) {
 // A journal that was damaged is no journal; what it holds is kept.
 TEST_F(SaveSafety, ADamagedJournalIsKept) {
     Interrupt();
-    const auto journal = JournalPath(disk, path);
+    const auto journal = JournalPath(disk, test::recordingPath);
     for (const bool isCut : {false, true}) {
         Interrupt();
         auto& bytes = disk.Bytes(journal);
@@ -270,16 +269,16 @@ TEST_F(SaveSafety, ADamagedJournalIsKept) {
 // A journal through which another program is saving is nobody else's to move.
 TEST_F(SaveSafety, AJournalInUseStays) {
     Interrupt();
-    auto other = disk.Bytes(path);
+    auto other = disk.Bytes(test::recordingPath);
     other.back() ^= std::byte{1};
-    disk.Put(path, other);
-    auto saver = disk.Open(JournalPath(disk, path), OpenMode::readWrite);
+    disk.Put(test::recordingPath, other);
+    auto saver = disk.Open(JournalPath(disk, test::recordingPath), OpenMode::readWrite);
     ASSERT_TRUE(saver->TryLock());
-    EXPECT_THROW(SetForeignJournalAside(disk, path), FileError);
-    EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+    EXPECT_THROW(SetForeignJournalAside(disk, test::recordingPath), FileError);
+    EXPECT_TRUE(disk.Has(JournalPath(disk, test::recordingPath)));
     saver.reset();
-    EXPECT_TRUE(SetForeignJournalAside(disk, path));
-    EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+    EXPECT_TRUE(SetForeignJournalAside(disk, test::recordingPath));
+    EXPECT_FALSE(disk.Has(JournalPath(disk, test::recordingPath)));
 }
 
 // Another program writes its version into the file, without a lock, at any moment of the save: nothing of it
@@ -302,7 +301,7 @@ TEST_F(SaveSafety, WhatOthersWriteDuringASaveStays) {
         int64_t seen = 0;
         faulty.beforeChange = [&] {
             if (++seen != at) return;
-            const auto file = disk.Open(path, OpenMode::readWrite);
+            const auto file = disk.Open(test::recordingPath, OpenMode::readWrite);
             file->WriteAt(0, theirs);
             file->Truncate(theirs.size());
         };
@@ -310,7 +309,7 @@ TEST_F(SaveSafety, WhatOthersWriteDuringASaveStays) {
         EXPECT_FALSE(host.messages.empty());
         doc.reset();
         if (at < firstOfTail) {
-            EXPECT_EQ(disk.Bytes(path), theirs) << at;
+            EXPECT_EQ(disk.Bytes(test::recordingPath), theirs) << at;
         }
         EXPECT_EQ(disk.Count(), 1u) << at;
     }
@@ -327,7 +326,7 @@ TEST_F(SaveSafety, AFinishedSaveIsNotUndone) {
         Edit(*doc);
         EXPECT_FALSE(doc->OnSaveDocument());
     }
-    EXPECT_TRUE(disk.Has(JournalPath(disk, path)));
+    EXPECT_TRUE(disk.Has(JournalPath(disk, test::recordingPath)));
     EXPECT_TRUE(CheckWhole(OpenFor::reading, "reader"));
     EXPECT_TRUE(CheckWhole(OpenFor::editing, "editor"));
     EXPECT_TRUE(host.messages.empty());
@@ -346,12 +345,12 @@ TEST_F(SaveSafety, AFileThatIsReplacedDuringItsSaveStaysAndTheResultIsKept) {
     const auto theirs = test::BuildNative(other).file.data;
     bool isReplaced = false;
     faulty.beforeChange = [&] {
-        if (!std::exchange(isReplaced, true)) disk.Put(path, theirs);
+        if (!std::exchange(isReplaced, true)) disk.Put(test::recordingPath, theirs);
     };
     EXPECT_FALSE(doc->OnSaveDocument());
     EXPECT_NE(host.LastMessage().find("kept as rec_result.kymr-dat"), std::string::npos);
     doc.reset();
-    EXPECT_EQ(disk.Bytes(path), theirs);
+    EXPECT_EQ(disk.Bytes(test::recordingPath), theirs);
     EXPECT_EQ(disk.Count(), 2u);
     CFloatDoc kept(session);
     ASSERT_TRUE(kept.OnOpenDocument("/rec_result.kymr-dat"));
@@ -363,16 +362,17 @@ TEST_F(SaveSafety, AReplacedFileHasNoJournal) {
     PutRecording();
     Session session(host, disk);
     {
-        const auto file = disk.Open(path, OpenMode::readOnly);
+        const auto file = disk.Open(test::recordingPath, OpenMode::readOnly);
         const auto built = test::BuildNative({});
-        WriteJournal(disk, path, *file, {built.headEnd, built.tailOffset}, {{}, [](CArchive&) {}});
+        WriteJournal(disk, test::recordingPath, *file, {built.headEnd, built.tailOffset},
+                     {{}, [](CArchive&) {}});
     }
     disk.Put("/source.kymr-dat", test::BuildNative({}).file.data);
     CFloatDoc source(session);
     ASSERT_TRUE(source.OnOpenDocument("/source.kymr-dat"));
     source.fileComment = "the new one";
-    WriteNativeFile(source, path);
-    EXPECT_FALSE(disk.Has(JournalPath(disk, path)));
+    WriteNativeFile(source, test::recordingPath);
+    EXPECT_FALSE(disk.Has(JournalPath(disk, test::recordingPath)));
     EXPECT_EQ(Open(session)->fileComment, "the new one");
 }
 
@@ -401,26 +401,26 @@ TEST_F(SaveSafety, ChangesOfOthersAreNotSavedOver) {
     const auto doc = Open(session);
     ASSERT_TRUE(doc);
     {
-        const auto other = disk.Open(path, OpenMode::readWrite);
+        const auto other = disk.Open(test::recordingPath, OpenMode::readWrite);
         const std::byte zero{0};
-        other->WriteAt(disk.Bytes(path).size() - 1, {&zero, 1});
+        other->WriteAt(disk.Bytes(test::recordingPath).size() - 1, {&zero, 1});
     }
-    const auto changed = disk.Bytes(path);
+    const auto changed = disk.Bytes(test::recordingPath);
     Edit(*doc);
     host.answer = false;
     EXPECT_FALSE(doc->OnSaveDocument());
     EXPECT_EQ(host.questions.size(), 1u);
-    EXPECT_EQ(disk.Bytes(path), changed);
+    EXPECT_EQ(disk.Bytes(test::recordingPath), changed);
     host.answer = true;
     EXPECT_TRUE(doc->OnSaveDocument());
     host.Forget();
     EXPECT_TRUE(doc->OnSaveDocument()) << "our own save is no change of others";
     EXPECT_TRUE(host.questions.empty());
 
-    disk.Put(path, changed);  // another file of that name
+    disk.Put(test::recordingPath, changed);  // another file of that name
     EXPECT_FALSE(doc->OnSaveDocument());
     EXPECT_NE(host.LastMessage().find("moved, deleted or replaced"), std::string::npos);
-    EXPECT_EQ(disk.Bytes(path), changed);
+    EXPECT_EQ(disk.Bytes(test::recordingPath), changed);
 }
 
 // A file of an old version is written anew beside itself, and takes its place only when it is complete.

@@ -15,22 +15,20 @@
 namespace kymora::test {
 namespace {
 
-using Bytes = std::vector<std::byte>;
-
 class BinaryDocTest : public ::testing::Test {
   protected:
-    static Bytes Raw(std::initializer_list<int> bytes) {
-        Bytes raw;
+    static std::vector<std::byte> Raw(std::initializer_list<int> bytes) {
+        std::vector<std::byte> raw;
         for (const int byte : bytes) raw.push_back(static_cast<std::byte>(byte));
         return raw;
     }
     template <typename T>
-    static Bytes Numbers(const std::vector<T>& numbers) {
-        Bytes raw(numbers.size() * sizeof(T));
+    static std::vector<std::byte> Numbers(const std::vector<T>& numbers) {
+        std::vector<std::byte> raw(numbers.size() * sizeof(T));
         std::memcpy(raw.data(), numbers.data(), raw.size());
         return raw;
     }
-    std::unique_ptr<CDataDoc> Open(const Bytes& bytes, int traces, const std::string& type,
+    std::unique_ptr<CDataDoc> Open(const std::vector<std::byte>& bytes, int traces, const std::string& type,
                                    const std::string& interval = "0.5") {
         files.Put("/x.bin", bytes);
         session.importSettings = {
@@ -169,7 +167,7 @@ TEST_F(BinaryDocTest, ARemainderIsToldAndLeftOut) {
 }
 
 TEST_F(BinaryDocTest, BadSettingsAreRefused) {
-    files.Put("/x.bin", Bytes(64));
+    files.Put("/x.bin", std::vector<std::byte>(64));
     const std::pair<const char*, const char*> bad[] = {
         {"binaryTraces", "0"},      {"binaryTraces", "17"},
         {"traces", "2.5"},          {"traces", ""},
@@ -199,7 +197,7 @@ TEST_F(BinaryDocTest, FilesWithoutASampleAreRefused) {
     files.Put("/x.bin", {});
     EXPECT_FALSE(OpenWith({}));
     EXPECT_EQ(host.LastMessage(), "x.bin is empty.");
-    files.Put("/x.bin", Bytes(15));
+    files.Put("/x.bin", std::vector<std::byte>(15));
     EXPECT_FALSE(OpenWith({{"binaryTraces", "2"}, {"binaryType", "3"}}));
     EXPECT_EQ(host.LastMessage(), "x.bin holds 15 bytes. One sample of each of 2 traces takes 16.");
     EXPECT_FALSE(session.importSettingRefused);
@@ -304,7 +302,7 @@ TEST_F(BinaryDocTest, TheSideCarBringsBackWhatTheUserAdded) {
     EXPECT_EQ(doc->traces[1].traceAutoscale, 1) << "it was never scaled";
     EXPECT_EQ(doc->GetNumEvents(2), 1);
     EXPECT_EQ(All(*doc, 0), (std::vector<float>{0.5f, 1.5f, 2.5f}));
-    files.Put("/x.kymr-hdr", Bytes(10));
+    files.Put("/x.kymr-hdr", std::vector<std::byte>(10));
     doc = OpenWith(session.importSettings);
     ASSERT_TRUE(doc) << "without the damaged side-car";
     EXPECT_EQ(doc->traceCount, 2);

@@ -15,8 +15,8 @@ TEST_F(EdfTest, HeaderFillsTheModel) {
     builder.recordCount = 3;
     builder.duration = "0.5";
     builder.AddRamp("Fp1", 100, 2).AddRamp("Fp2", 100, -2);
-    builder.signals[1].physicalMin = "50", builder.signals[1].physicalMax = "-50";
-    builder.signals[1].dimension = "\xB5V";
+    builder.signalRows[1].physicalMin = "50", builder.signalRows[1].physicalMax = "-50";
+    builder.signalRows[1].dimension = "\xB5V";
     auto doc = Open(builder);
     ASSERT_TRUE(doc);
     EXPECT_TRUE(host.WasSilent());
@@ -41,7 +41,7 @@ TEST_F(EdfTest, HeaderFillsTheModel) {
 TEST_F(EdfTest, EqualDigitalLimitsShowStoredNumbers) {
     EdfBuilder builder;
     builder.AddRamp("a", 10, 7);
-    builder.signals[0].digitalMin = builder.signals[0].digitalMax = "5";
+    builder.signalRows[0].digitalMin = builder.signalRows[0].digitalMax = "5";
     auto doc = Open(builder);
     ASSERT_TRUE(doc);
     EXPECT_EQ(All(*doc, 0)[3], 21.0f);
@@ -73,7 +73,7 @@ TEST_F(EdfTest, UnlikeRatesMeetAtTheirCommonMultiple) {
     EdfBuilder builder;
     builder.recordCount = 4;
     builder.AddRamp("slow", 100, 13).AddRamp("fast", 250, -3);
-    for (auto& sample : builder.signals[0].samples)
+    for (auto& sample : builder.signalRows[0].samples)
         sample = static_cast<int16_t>(sample % 997 * (sample % 2 ? 1 : -1));
     auto doc = Open(builder);
     ASSERT_TRUE(doc);
@@ -84,8 +84,8 @@ TEST_F(EdfTest, UnlikeRatesMeetAtTheirCommonMultiple) {
     ASSERT_EQ(doc->GetLength(), 2000);
     const auto slow = All(*doc, 0), fast = All(*doc, 1);
     for (int64_t j = 0; j < 2000; ++j) {
-        ASSERT_EQ(slow[static_cast<size_t>(j)], Interpolated(builder.signals[0], j, 5, 399, 0.1)) << j;
-        ASSERT_EQ(fast[static_cast<size_t>(j)], Interpolated(builder.signals[1], j, 2, 999, 0.1)) << j;
+        ASSERT_EQ(slow[static_cast<size_t>(j)], Interpolated(builder.signalRows[0], j, 5, 399, 0.1)) << j;
+        ASSERT_EQ(fast[static_cast<size_t>(j)], Interpolated(builder.signalRows[1], j, 2, 999, 0.1)) << j;
     }
     EXPECT_EQ(slow[1999], slow[1995]);
 }
@@ -128,7 +128,7 @@ TEST_P(EdfLayouts, PiecesEqualTheWhole) {
         const auto from = static_cast<int64_t>(draw % static_cast<uint32_t>(doc->GetLength()));
         const int64_t count = std::min<int64_t>(doc->GetLength() - from, round % 3 == 0 ? 40000 : draw >> 22);
         for (int trace = 0; trace < 2; ++trace) {
-            const auto& signal = builder.signals[chosen[static_cast<size_t>(trace)]];
+            const auto& signal = builder.signalRows[chosen[static_cast<size_t>(trace)]];
             const int64_t factor =
                 doc->Header().Signal(static_cast<int>(chosen[static_cast<size_t>(trace)])).expansionFactor;
             std::vector<float> values(static_cast<size_t>(count), -1e9f);
@@ -192,16 +192,18 @@ TEST_F(EdfTest, OpeningRefusesWhatIsNoRecording) {
         {"gives 0 signals", [](EdfBuilder& b) { b.statedSignals = "x2"; }},
         {"gives -3 signals", [](EdfBuilder& b) { b.statedSignals = "-3"; }},
         {"ends within its header", [](EdfBuilder& b) { b.statedSignals = "9999"; }},
-        {"0 samples per data record", [](EdfBuilder& b) { b.signals[1].statedSamples = "many"; }},
-        {"-5 samples per data record", [](EdfBuilder& b) { b.signals[1].statedSamples = "-5"; }},
-        {"no data records", [](EdfBuilder& b) { b.signals[1].statedSamples = "99999999"; }},
+        {"0 samples per data record", [](EdfBuilder& b) { b.signalRows[1].statedSamples = "many"; }},
+        {"-5 samples per data record", [](EdfBuilder& b) { b.signalRows[1].statedSamples = "-5"; }},
+        {"no data records", [](EdfBuilder& b) { b.signalRows[1].statedSamples = "99999999"; }},
         {"no data records", [](EdfBuilder& b) { b.statedRecords = "0"; }},
         {"no data records", [](EdfBuilder& b) { b.recordCount = 0, b.statedRecords = "-1"; }},
         {"last 0 s", [](EdfBuilder& b) { b.duration = "abc"; }},
         {"last -1 s", [](EdfBuilder& b) { b.duration = "-1"; }},
         {"No sample interval", [](EdfBuilder& b) { b.duration = "1e308"; }},
         {"no useful common multiple",
-         [](EdfBuilder& b) { b.signals[0].samplesPerRecord = 65521, b.signals[1].samplesPerRecord = 65519; }},
+         [](EdfBuilder& b) {
+             b.signalRows[0].samplesPerRecord = 65521, b.signalRows[1].samplesPerRecord = 65519;
+         }},
     };
     for (const Case& c : cases) {
         EdfBuilder bad = good;
@@ -278,7 +280,7 @@ TEST_F(EdfTest, LongRecordingIsHeldToTheLongestPossible) {
     EdfBuilder builder;
     builder.recordCount = 200;
     builder.AddRamp("a", 46337).AddRamp("b", 1).AddRamp("c", 337);
-    builder.signals[0].samples.clear();
+    builder.signalRows[0].samples.clear();
     auto doc = Open(builder);  // 46337 x 337 = 15615569 samples per record
     ASSERT_TRUE(doc);
     EXPECT_EQ(host.LastMessage(), tooLongText);

@@ -25,7 +25,7 @@ TEST_F(EdfFoldTest, EqualTheValuesReadForAllScalesGainsAndRates) {
     EdfBuilder builder;
     builder.recordCount = 40;
     builder.Add(Noise(120, 40, 1)).Add(Noise(120, 40, 2)).Add(Noise(40, 40, 3)).Add(Noise(7, 40, 4));
-    builder.signals[1].physicalMin = "250.5", builder.signals[1].physicalMax = "-3.25";  // upside down
+    builder.signalRows[1].physicalMin = "250.5", builder.signalRows[1].physicalMax = "-3.25";  // upside down
     const auto doc = Open(builder);
     ASSERT_TRUE(doc);
     ExpectFolds(*doc, 60);

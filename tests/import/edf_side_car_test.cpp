@@ -12,7 +12,7 @@ class EdfSideCar : public EdfTest {
         builder.recordCount = 2;
         builder.reserved = "EDF+C";
         builder.AddRamp("one", 10).AddRamp("two", 10, 2).AddRamp("three", 10, 3);
-        builder.signals[1].physicalMax = "300";
+        builder.signalRows[1].physicalMax = "300";
         return builder.AddAnnotations({"+0||$+0.5|x|$", "+1||$"});
     }
 };

@@ -27,10 +27,10 @@ class EdfBuilder {
     std::string duration = "1";
     int recordCount = 1;
     std::string statedRecords, statedLength, statedSignals;  // the header's texts where they differ
-    std::vector<EdfBuilderSignal> signals;
+    std::vector<EdfBuilderSignal> signalRows;
 
     EdfBuilder& Add(EdfBuilderSignal signal) {
-        signals.push_back(std::move(signal));
+        signalRows.push_back(std::move(signal));
         return *this;
     }
     // Samples 0, step, 2 x step ... as stored numbers.
@@ -58,7 +58,7 @@ class EdfBuilder {
 
     std::vector<std::byte> Build() const {
         Bytes out;
-        const size_t n = signals.size();
+        const size_t n = signalRows.size();
         const auto stated = [](const std::string& text, size_t value) {
             return text.empty() ? std::to_string(value) : text;
         };
@@ -72,19 +72,19 @@ class EdfBuilder {
         Field(out, stated(statedRecords, static_cast<size_t>(recordCount)), 8);
         Field(out, duration, 8);
         Field(out, stated(statedSignals, n), 4);
-        for (const auto& s : signals) Field(out, s.label, 16);
+        for (const auto& s : signalRows) Field(out, s.label, 16);
         for (size_t i = 0; i < n; ++i) Field(out, "AgCl", 80);
-        for (const auto& s : signals) Field(out, s.dimension, 8);
-        for (const auto& s : signals) Field(out, s.physicalMin, 8);
-        for (const auto& s : signals) Field(out, s.physicalMax, 8);
-        for (const auto& s : signals) Field(out, s.digitalMin, 8);
-        for (const auto& s : signals) Field(out, s.digitalMax, 8);
+        for (const auto& s : signalRows) Field(out, s.dimension, 8);
+        for (const auto& s : signalRows) Field(out, s.physicalMin, 8);
+        for (const auto& s : signalRows) Field(out, s.physicalMax, 8);
+        for (const auto& s : signalRows) Field(out, s.digitalMin, 8);
+        for (const auto& s : signalRows) Field(out, s.digitalMax, 8);
         for (size_t i = 0; i < n; ++i) Field(out, "HP:0.1Hz", 80);
-        for (const auto& s : signals)
+        for (const auto& s : signalRows)
             Field(out, stated(s.statedSamples, static_cast<size_t>(s.samplesPerRecord)), 8);
         for (size_t i = 0; i < n; ++i) Field(out, "", 32);
         for (int record = 0; record < recordCount; ++record)
-            for (const auto& s : signals) Slice(out, s, static_cast<size_t>(record));
+            for (const auto& s : signalRows) Slice(out, s, static_cast<size_t>(record));
         return out.data;
     }
 

@@ -2,10 +2,13 @@
 // Native files of any version, put together byte by byte from the layout's tables.
 
 #include <cmath>
+#include <filesystem>
 
 #include "support/bytes.h"
 
 namespace kymora::test {
+
+inline const std::filesystem::path recordingPath = "/rec.kymr-dat";
 
 struct BuiltNative {
     Bytes file;

@@ -3,12 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "display/kymora_view.h"
 #include "host/memory_file_system.h"
 #include "support/memory_doc.h"
 #include "support/test_host.h"
 
 namespace kymora::test {
+
+inline constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
+inline constexpr float inf32 = std::numeric_limits<float>::infinity();
 
 class ViewTest : public ::testing::Test {
   protected:

@@ -12,11 +12,11 @@
 namespace kymora {
 namespace {
 
-Smoothed Memory(const std::vector<float>& run, const SavgolSettings& settings) {
+Smoothed MemorySavgol(const std::vector<float>& run, const SavgolSettings& settings) {
     return InMemory(run, [&](auto in, auto out) { return SmoothSavgol(in, settings, out); });
 }
 
-Smoothed Stream(const std::vector<float>& run, const SavgolSettings& settings) {
+Smoothed StreamSavgol(const std::vector<float>& run, const SavgolSettings& settings) {
     return Streamed(run, [&](auto& source, int64_t count, auto& sink) {
         return SmoothSavgol(source, count, settings, sink);
     });
@@ -30,7 +30,9 @@ TEST(SmoothSavgol, KeepsPolynomialsAndTheirDerivativesUpToTheEnds) {
         run.push_back(static_cast<float>(x * x * x / 100 - x * x / 4 + 2 * x));
     }
     for (const int64_t half : {3, 5, 20}) {
-        const auto filtered = [&](int derivative) { return Memory(run, {half, 3, derivative, 0.5}).values; };
+        const auto filtered = [&](int derivative) {
+            return MemorySavgol(run, {half, 3, derivative, 0.5}).values;
+        };
         const std::vector<float> value = filtered(0), first = filtered(1), second = filtered(2),
                                  third = filtered(3);
         for (size_t i = 0; i < run.size(); ++i) {
@@ -57,8 +59,8 @@ TEST(SmoothSavgol, IsTheSumOfProductsInOrder) {
                 for (size_t j = 0; j < row.size(); ++j) sum += row[j] * static_cast<double>(run[from + j]);
                 plain.push_back(static_cast<float>(sum));
             }
-            EXPECT_EQ(Memory(run, {h, 1}).values, plain) << n;
-            EXPECT_EQ(Stream(run, {h, 1}).values, plain) << n;
+            EXPECT_EQ(MemorySavgol(run, {h, 1}).values, plain) << n;
+            EXPECT_EQ(StreamSavgol(run, {h, 1}).values, plain) << n;
         }
 }
 
@@ -66,8 +68,8 @@ TEST(SmoothSavgol, StreamsDoNotDivideByTheInterval) {
     const std::vector<float> run = NoiseRun(500);
     for (const int derivative : {0, 1, 2, 3}) {
         // With an interval of 1/4 all divisions are exact.
-        const std::vector<float> memory = Memory(run, {6, 4, derivative, 0.25}).values;
-        std::vector<float> streamed = Stream(run, {6, 4, derivative, 0.25}).values;
+        const std::vector<float> memory = MemorySavgol(run, {6, 4, derivative, 0.25}).values;
+        std::vector<float> streamed = StreamSavgol(run, {6, 4, derivative, 0.25}).values;
         for (float& value : streamed) value *= std::pow(4.0f, static_cast<float>(derivative));
         EXPECT_EQ(memory, streamed) << derivative;
     }
@@ -75,9 +77,9 @@ TEST(SmoothSavgol, StreamsDoNotDivideByTheInterval) {
 
 TEST(SmoothSavgol, RefusesInItsOrder) {
     const auto message = [](size_t n, const SavgolSettings& settings) {
-        const Smoothed memory = Memory(NoiseRun(n), settings);
+        const Smoothed memory = MemorySavgol(NoiseRun(n), settings);
         EXPECT_EQ(memory.outcome.isDone, *memory.outcome.message == '\0');
-        EXPECT_STREQ(memory.outcome.message, Stream(NoiseRun(n), settings).outcome.message);
+        EXPECT_STREQ(memory.outcome.message, StreamSavgol(NoiseRun(n), settings).outcome.message);
         return std::string(memory.outcome.message);
     };
     const std::string degree = "The polynomial degree must be less than or equal to the half-window samples.";
@@ -97,7 +99,7 @@ TEST(SmoothSavgol, RefusesInItsOrder) {
 TEST(SmoothSavgol, WhatIsNoNumberSpoilsOnlyItsWindows) {
     std::vector<float> run = NoiseRun(100);
     run[50] = notANumber;
-    const std::vector<float> out = Memory(run, {4, 2}).values;
+    const std::vector<float> out = MemorySavgol(run, {4, 2}).values;
     for (size_t i = 0; i < 100; ++i) EXPECT_EQ(std::isnan(out[i]), i >= 46 && i <= 54) << i;
 }
 

@@ -26,6 +26,7 @@ namespace commands {
 inline constexpr bool group = true;
 
 inline bool HasAxes(const CKymoraView& view) { return view.m_fDataArea > 0.0f && view.m_nVisibleAxes > 0; }
+inline bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
 inline bool HasPlot(const CKymoraView& view) { return view.GetLayout().plot.Width() > 0; }
 
 // Runs an operation of the view.

@@ -13,7 +13,6 @@ bool CanRedo(const CKymoraView& view) { return view.GetDocument().Undo().CanRedo
 void Undo(const CommandContext& context) { context.view.GetDocument().Undo().Undo(); }
 void Redo(const CommandContext& context) { context.view.GetDocument().Undo().Redo(); }
 
-bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
 void CancelSelection(const CommandContext& context) { context.view.Select({}); }
 
 }  // namespace

@@ -27,7 +27,7 @@ const CEventChan& Selected(const CKymoraView& view) { return EventChannel(view, 
 bool AreShown(const CKymoraView& view) { return view.m_bShowEvents; }
 bool HasEvents(const CKymoraView& view) { return Selected(view).GetNumEvents() > 0; }
 bool HasTwoEvents(const CKymoraView& view) { return Selected(view).GetNumEvents() > 1; }
-bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value() && HasEvents(view); }
+bool HasSelectionAndEvents(const CKymoraView& view) { return HasSelection(view) && HasEvents(view); }
 bool IsVisible(const CKymoraView& view) { return Selected(view).channelVisible != 0; }
 bool IsLocked(const CKymoraView& view) { return Selected(view).channelLocked; }
 bool OffersNumbers(const CKymoraView& view) {
@@ -159,7 +159,7 @@ CommandTable EditTable() {
         {"event-delete-all", deleteMenu, "&All events in channel", "Deletes all events of the selected channel and keeps its settings", HasEvents, nullptr, OnSelected<DeleteAllEvents>, group},
         {"event-delete-tagged", deleteMenu, "&Tagged events", "Deletes the tagged events of the selected channel", HasEvents, nullptr, OnSelected<DeleteTaggedEvents>},
         {"event-keep-tagged", deleteMenu, "&Keep tagged", "Deletes the events of the selected channel that are not tagged", HasEvents, nullptr, OnSelected<KeepTaggedEvents>},
-        {"event-delete-selection", deleteMenu, "Events in &selection", "Deletes the events of the selected channel that start or end in the selected stretch of time", HasSelection, nullptr, OnSelected<DeleteEventsInSelection>},
+        {"event-delete-selection", deleteMenu, "Events in &selection", "Deletes the events of the selected channel that start or end in the selected stretch of time", HasSelectionAndEvents, nullptr, OnSelected<DeleteEventsInSelection>},
         {"event-delete-viewport", deleteMenu, "Events in &viewport", "Deletes the events of the selected channel that start or end in the stretch of time that is shown", HasEvents, nullptr, OnSelected<DeleteEventsInViewport>},
         {"event-delete-region", deleteMenu, "Events in &region...", "Deletes the events of the selected channel that start or end in an analysis region: the whole file, the visible screen, set times, or the events of a gate channel", HasEvents, nullptr, OnSelected<AskDeleteInRegion>},
 

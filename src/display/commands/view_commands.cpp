@@ -8,7 +8,6 @@ using namespace commands;
 
 namespace {
 
-bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
 bool CanGoBack(const CKymoraView& view) { return view.GetHistory().CanGoBack(); }
 bool CanGoForward(const CKymoraView& view) { return view.GetHistory().CanGoForward(); }
 // Where nothing is selected, the first axis.

@@ -12,7 +12,6 @@ namespace kymora {
 namespace {
 
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-constexpr int binsPerPoll = 40;
 constexpr int64_t closeTogether = 2048;  // samples; a call costs about as much as reading so many
 constexpr int64_t leastPerPoll = 10000;  // samples of each trace: asking costs, too
 

@@ -11,6 +11,8 @@
 
 namespace kymora {
 
+inline constexpr int binsPerPoll = 40;  // of the user's wish to stop
+
 struct Bins {
     // [trace][bin]. Not-a-number from the end of the data on. Where no sample of a bin was a number, the
     // minimum is above the maximum.

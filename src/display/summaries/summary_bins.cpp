@@ -8,7 +8,6 @@ namespace kymora {
 
 namespace {
 
-constexpr int binsPerPoll = 40;
 constexpr size_t stretchesAtOnce = 1024;
 // Shorter bins that do not begin with a block would have to be read almost whole, in small pieces.
 constexpr int worthwhileShift = 3;

@@ -10,7 +10,7 @@ namespace kymora {
 
 namespace {
 
-constexpr int editLeft = 2, editWidth = 66, editHeight = 19;
+constexpr int limitLeft = 2, limitWidth = 66, limitHeight = 19;
 
 }  // namespace
 
@@ -42,10 +42,10 @@ void LimitEdit::Place() {
     const PixelRect rect = LimitRect(view_, axis_, isMax_);
     const PixelRect band = view_.BandOf(axis_);
     const bool hasRoom = rect.Height() > 0;
-    const int top = !hasRoom ? (band.top + band.bottom - editHeight) / 2
+    const int top = !hasRoom ? (band.top + band.bottom - limitHeight) / 2
                     : isMax_ ? rect.top
-                             : rect.bottom - editHeight;
-    setGeometry(editLeft, top, editWidth, editHeight);
+                             : rect.bottom - limitHeight;
+    setGeometry(limitLeft, top, limitWidth, limitHeight);
 }
 
 bool LimitEdit::Accept() {

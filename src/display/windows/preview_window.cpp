@@ -22,7 +22,6 @@ namespace {
 
 constexpr int iconSize = 20, groupGap = 10;
 constexpr int besideGap = 8, titleRoom = 32;  // pixels; the title bar is not part of the size
-constexpr int wheelStep = 120;                // eighths of a degree
 constexpr QSize usualSize{760, 520}, leastPicture{320, 160};
 
 // While a kernel is at work that may take its time.
@@ -180,8 +179,8 @@ void PreviewWindow::keyPressEvent(QKeyEvent* event) {
 void PreviewWindow::wheelEvent(QWheelEvent* event) {
     const QPoint turn = event->angleDelta();
     wheelTurn_ += std::abs(turn.x()) > std::abs(turn.y()) ? turn.x() : turn.y();
-    int steps = wheelTurn_ / wheelStep;
-    wheelTurn_ -= steps * wheelStep;
+    int steps = wheelTurn_ / QWheelEvent::DefaultDeltasPerStep;
+    wheelTurn_ -= steps * QWheelEvent::DefaultDeltasPerStep;
     event->accept();
     const bool zooms = event->modifiers().testFlag(Qt::ControlModifier);
     const bool byPages = event->modifiers().testFlag(Qt::ShiftModifier);

@@ -25,7 +25,6 @@ constexpr int editTop = 22;  // below the plot
 constexpr int editHeight = 20;
 constexpr int editWidth = 96;
 constexpr int unitGap = 4;
-constexpr int wheelStep = 120;  // eighths of a degree
 constexpr double wheelZoom = 1.25;
 
 // What stands on the paper has its colours, in dark themes too.
@@ -325,8 +324,8 @@ void ViewWidget::TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers mo
 void ViewWidget::wheelEvent(QWheelEvent* event) {
     const QPoint turn = event->angleDelta();
     wheelTurn_ += std::abs(turn.x()) > std::abs(turn.y()) ? turn.x() : turn.y();
-    const int steps = wheelTurn_ / wheelStep;  // away from the user, or to the left
-    wheelTurn_ -= steps * wheelStep;
+    const int steps = wheelTurn_ / QWheelEvent::DefaultDeltasPerStep;  // away from the user, or to the left
+    wheelTurn_ -= steps * QWheelEvent::DefaultDeltasPerStep;
     event->accept();
     if (steps != 0) TurnWheel(steps, event->position().toPoint(), event->modifiers());
 }
