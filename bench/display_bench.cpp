@@ -3,14 +3,14 @@
 #include "bench_files.h"
 #include "display/kymora_view.h"
 #include "display/picture.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
 
 #ifdef KYMORA_DESKTOP
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 #endif
 
 using namespace kymora;

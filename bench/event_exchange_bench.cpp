@@ -4,7 +4,7 @@
 #include <charconv>
 
 #include "bench_files.h"
-#include "exchange/event_block.h"
+#include "exchange/channel_block.h"
 #include "exchange/import_events.h"
 #include "exchange/paste_event_channels.h"
 
@@ -77,7 +77,7 @@ int main() {
               Run<ImportEventsFromText>(doc, path), floor);
         if (sum == 0.0) return 1;
     }
-    const auto block = EncodeEventBlock(doc, std::vector{0});
+    const auto block = EncodeChannelBlock(doc, std::vector{0});
     const auto path = folder / "events.block";
     std::FILE* file = std::fopen(path.c_str(), "wb");
     std::fwrite(block.data(), 1, block.size(), file);

@@ -4,14 +4,14 @@
 #include "display/events/event_editing.h"
 #include "display/events/event_rows.h"
 #include "display/picture.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
 
 #ifdef KYMORA_DESKTOP
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 #endif
 
 using namespace kymora;

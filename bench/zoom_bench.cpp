@@ -20,9 +20,9 @@
 #include "bench_files.h"
 #include "display/kymora_view.h"
 #include "display/picture.h"
-#include "display/summaries/summary_service.h"
+#include "drawing/cairo_device.h"
 #include "import/open_document.h"
-#include "output/cairo_device.h"
+#include "summaries/summary_service.h"
 
 #ifdef KYMORA_DESKTOP
 #include <QApplication>
@@ -31,7 +31,7 @@
 
 #include "app/kymora_app.h"
 #include "app/main_frame.h"
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 #endif
 
 using namespace kymora;

@@ -3,10 +3,10 @@
 
 #include <cstdlib>
 
-#include "batch/config_file.h"
+#include "catalogue/config_operation.h"
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
-#include "operations/config_operation.h"
+#include "operations/config_file.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <map>
 #include <vector>
 
+#include "catalogue/operations.h"
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
-#include "operations/operations.h"
 #include "remote/line_buffer.h"
 #include "remote/remote_session.h"
 

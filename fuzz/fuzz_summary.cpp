@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "display/summaries/summary_file.h"
 #include "host/memory_file_system.h"
+#include "summaries/summary_file.h"
 
 namespace {
 

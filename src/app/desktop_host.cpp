@@ -12,7 +12,8 @@
 #include <QProgressDialog>
 
 #include "app/widget_picture.h"
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
+#include "host/form.h"
 #include "widgets/form_dialog.h"
 #include "widgets/text_window.h"
 

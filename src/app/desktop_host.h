@@ -6,6 +6,7 @@
 #include <QWidget>
 #include <set>
 
+#include "host/form.h"
 #include "host/host.h"
 #include "widgets/text.h"
 

@@ -3,7 +3,7 @@
 #include "app/main_frame.h"
 #include "app/theme.h"
 #include "import/binary_format.h"
-#include "transforms/eqn_test.h"
+#include "transforms/eqn_test_dialog.h"
 
 namespace kymora {
 

@@ -4,11 +4,11 @@
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
-#include "batch/save_result.h"
+#include "batch/batch_run.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
 #include "import/open_document.h"
-#include "operations/batch_run.h"
+#include "operations/save_result.h"
 #include "transforms/transform_file.h"
 
 namespace kymora {

@@ -2,10 +2,10 @@
 // The application object of the desktop: it owns what is global and keeps the options between sessions.
 
 #include "app/desktop_host.h"
-#include "display/summaries/summary_service.h"
 #include "host/disk_file_system.h"
 #include "host/session.h"
 #include "remote/remote_host.h"
+#include "summaries/summary_service.h"
 
 namespace kymora {
 

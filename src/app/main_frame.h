@@ -9,11 +9,11 @@
 
 #include "app/child_frame.h"
 #include "app/frame_commands.h"
+#include "catalogue/operations.h"
 #include "display/commands/commands.h"
 #include "host/recent_files.h"
 #include "host/session.h"
 #include "import/open_document.h"
-#include "operations/operations.h"
 #include "widgets/command_finder.h"
 
 class QLabel;

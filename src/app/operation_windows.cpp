@@ -4,9 +4,9 @@
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
-#include "operations/batch_run.h"
-#include "operations/config_operation.h"
-#include "operations/windows/transform_window.h"
+#include "batch/batch_run.h"
+#include "catalogue/config_operation.h"
+#include "catalogue/windows/transform_window.h"
 
 namespace kymora {
 

@@ -10,10 +10,10 @@
 #include <map>
 #include <string>
 
+#include "catalogue/operations.h"
+#include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "display/kymora_view.h"
 #include "display/windows/preview_window.h"
-#include "operations/operations.h"
-#include "operations/windows/event_base_non_modal_dlg.h"
 
 namespace kymora {
 

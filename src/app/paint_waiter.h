@@ -1,4 +1,5 @@
 #pragma once
+// Waiting for what a window shows.
 
 #include <QEvent>
 #include <QObject>

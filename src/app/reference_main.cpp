@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "app/remote_desktop.h"
-#include "operations/operation_reference.h"
+#include "catalogue/operation_reference.h"
 #include "remote/remote_reference.h"
 
 int main(int argc, char** argv) {

@@ -16,7 +16,7 @@
 #include "app/operation_windows.h"
 #include "app/paint_waiter.h"
 #include "app/widget_picture.h"
-#include "operations/windows/transform_window.h"
+#include "catalogue/windows/transform_window.h"
 #include "widgets/text.h"
 
 namespace kymora {

@@ -1,6 +1,5 @@
 #include "cli/new_recording_run.h"
 
-#include "batch/config_file.h"
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
@@ -8,6 +7,7 @@
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "exchange/new_recording_dlg.h"
+#include "operations/config_file.h"
 
 namespace kymora {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "operations/operations.h"
+#include "catalogue/operations.h"
 
 namespace kymora {
 

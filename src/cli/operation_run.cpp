@@ -6,14 +6,14 @@
 #include <map>
 #include <set>
 
-#include "batch/config_file.h"
-#include "batch/save_result.h"
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
 #include "cli/run_record.h"
 #include "document/native_writer.h"
 #include "document/side_car.h"
+#include "operations/config_file.h"
+#include "operations/save_result.h"
 #include "results/archive_output.h"
 #include "results/result_output.h"
 #include "transforms/transform_file.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/operations.h"
 #include "cli/output.h"
-#include "operations/operations.h"
 
 namespace kymora {
 

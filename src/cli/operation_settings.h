@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "batch/batch_base_dlg.h"
+#include "operations/batch_base_dlg.h"
 
 namespace kymora {
 

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "operations/param_text.h"
+#include "catalogue/param_text.h"
+#include "host/form.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

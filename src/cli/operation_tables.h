@@ -4,8 +4,8 @@
 #include <span>
 #include <string>
 
+#include "catalogue/operations.h"
 #include "cli/output.h"
-#include "operations/operations.h"
 #include "results/json_writer.h"
 
 namespace kymora {

@@ -3,6 +3,7 @@
 #include "cli/interrupt.h"
 #include "cli/operation_tables.h"
 #include "document/native_writer.h"
+#include "host/form.h"
 #include "results/result_output.h"
 
 namespace kymora {

@@ -3,6 +3,7 @@
 
 #include "cli/command_context.h"
 #include "document/lists.h"
+#include "host/form.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

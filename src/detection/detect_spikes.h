@@ -2,9 +2,9 @@
 // "Detect Outliers": the simple detector. Samples beyond a number of standard deviations from the mean, both
 // measured between two vertical cursors.
 
-#include "batch/event_base_dlg.h"
 #include "detection/outlier_detector.h"
 #include "document/sample_statistics.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora {
 

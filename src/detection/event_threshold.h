@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
-#include "batch/event_base_dlg.h"
 #include "detection/threshold_detector.h"
 #include "detection/threshold_statistics.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora {
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
-#include "batch/event_base_dlg.h"
 #include "detection/spike_rules.h"
 #include "detection/spike_series.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora {
 

@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "display/number_text.h"
 #include "display/overlays/overlay_fonts.h"
 #include "display/trace_drawing.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 

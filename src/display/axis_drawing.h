@@ -1,8 +1,8 @@
 #pragma once
 // The time axis below the plot, the vertical axes left of it and the labels of the traces in it.
 
-#include "display/draw_device.h"
 #include "display/kymora_view.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

@@ -4,6 +4,7 @@
 
 #include "display/kymora_view.h"
 #include "display/trace_format.h"
+#include "host/form.h"
 
 namespace kymora {
 

@@ -7,6 +7,7 @@
 #include "display/events/event_rows.h"
 #include "display/events/event_text.h"
 #include "document/lists.h"
+#include "host/form.h"
 
 namespace kymora {
 

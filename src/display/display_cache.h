@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "display/summaries/bins.h"
+#include "summaries/bins.h"
 
 namespace kymora {
 

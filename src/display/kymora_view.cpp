@@ -5,10 +5,10 @@
 
 #include <fmt/format.h>
 
-#include "display/number_text.h"
-#include "display/summaries/summary_service.h"
 #include "display/trace_format.h"
 #include "display/view_reload.h"
+#include "drawing/number_labels.h"
+#include "summaries/summary_service.h"
 
 namespace kymora {
 

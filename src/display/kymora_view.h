@@ -15,10 +15,10 @@
 #include "display/layout.h"
 #include "display/mouse.h"
 #include "display/overlays/datum_lines.h"
-#include "display/text_sizes.h"
 #include "display/view_settings.h"
 #include "display/viewport_history.h"
 #include "document/data_doc.h"
+#include "drawing/text_sizes.h"
 
 namespace kymora {
 

@@ -1,7 +1,7 @@
 #pragma once
 // Where the parts of the view stand in its window.
 
-#include "display/viewport.h"
+#include "drawing/viewport.h"
 
 namespace kymora {
 

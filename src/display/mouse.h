@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "display/draw_device.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

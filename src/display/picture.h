@@ -1,8 +1,8 @@
 #pragma once
 // The whole picture of a recording on a device: what a window shows, and what a file gets.
 
-#include "display/draw_device.h"
 #include "display/kymora_view.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

@@ -4,7 +4,7 @@
 
 #include "display/picture.h"
 #include "document/native_writer.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
 
 namespace kymora {
 

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "display/kymora_view.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
 
 namespace kymora {
 

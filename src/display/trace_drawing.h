@@ -2,8 +2,8 @@
 // Paints traces from the display cache: an envelope of minimum and maximum where bins are narrower than a
 // pixel, the plain line where a bin is one sample. Nothing here reads a file.
 
-#include "display/draw_device.h"
 #include "display/kymora_view.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

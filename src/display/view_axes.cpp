@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "display/kymora_view.h"
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
 #include "numerics/rounding.h"
 
 namespace kymora {

@@ -3,7 +3,8 @@
 #include <cmath>
 
 #include "display/kymora_view.h"
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
+#include "host/form.h"
 
 namespace kymora {
 

@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "display/kymora_view.h"
-#include "display/summaries/coarse_bins.h"
-#include "display/summaries/summary_bins.h"
+#include "summaries/coarse_bins.h"
+#include "summaries/summary_bins.h"
 
 namespace kymora {
 

@@ -2,8 +2,8 @@
 // What a view remembers while another thread reads the bins of its viewport.
 
 #include "display/display_cache.h"
-#include "display/summaries/summary_service.h"
 #include "display/viewport_history.h"
+#include "summaries/summary_service.h"
 
 namespace kymora {
 

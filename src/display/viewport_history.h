@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "display/viewport.h"
+#include "drawing/viewport.h"
 
 namespace kymora {
 

@@ -12,53 +12,6 @@
 
 namespace kymora {
 
-const char* FileTypeClassName(int typeCode) {
-    static constexpr const char* names[] = {
-        "CDataDoc",  "CAscDoc",     "CCEDDoc",    "CSpike2Doc",   "CKYMDoc",      "CFloatDoc", "CECRDoc",
-        "CScopeDoc", "CAxonDoc",    "CBinaryDoc", "CWavDoc",      "CWintronDoc",  "CDtxDoc",   "CEDFDoc",
-        "CDataQDoc", "CPicoMatDoc", "CAcqDoc",    "CAxographDoc", "CMultiChanDoc"};
-    return typeCode >= 0 && typeCode <= typeMultiChannel ? names[typeCode] : names[0];
-}
-
-namespace {
-
-// As 0x00BBGGRR.
-uint32_t DefaultTraceColour(size_t trace, Palette palette) {
-    static constexpr std::array<uint32_t, 5> system = {0x000080, 0x008000, 0x800000, 0x008080, 0x808000};
-    // Black, orange, sky blue, bluish green, blue, vermillion, reddish purple, and yellow, which is hard to
-    // see on white paper.
-    static constexpr std::array<uint32_t, 8> okabeIto = {0x000000, 0x009FE6, 0xE9B456, 0x739E00,
-                                                         0xB27200, 0x005ED5, 0xA779CC, 0x42E4F0};
-    if (palette == Palette::okabeIto) return okabeIto[trace % okabeIto.size()];
-    return trace < system.size() ? system[trace] : 0;
-}
-
-}  // namespace
-
-TraceSettings TraceSettings::Default(int trace, Palette palette) {
-    TraceSettings settings;
-    settings.traceOrder = trace;
-    settings.axisLabel = "Ax " + std::to_string(trace + 1);
-    settings.traceColour = DefaultTraceColour(static_cast<size_t>(trace), palette);
-    return settings;
-}
-
-bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b) {
-    const auto folded = [](const std::filesystem::path& p) {
-        std::error_code ignored;
-        return FoldCase(std::filesystem::absolute(p, ignored).lexically_normal().string());
-    };
-    return folded(a) == folded(b);
-}
-
-bool IsSameFile(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b) {
-    const auto first = files.Stamp(a), second = files.Stamp(b);
-    if (!first || !second) return SamePath(a, b);
-    return first->device == second->device && first->inode == second->inode;
-}
-
-std::string FoldedExtension(const std::filesystem::path& path) { return FoldCase(path.extension().string()); }
-
 CDataDoc::CDataDoc(Session& session) : session_(session) { ResetModel(); }
 
 CDataDoc::~CDataDoc() { GetHost().Log("In CDataDoc dtor\n"); }

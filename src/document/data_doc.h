@@ -20,159 +20,20 @@
 #include <vector>
 
 #include "archive/archive.h"
+#include "document/document_view.h"
+#include "document/file_identity.h"
+#include "document/file_type.h"
 #include "document/overlays.h"
 #include "document/run_list.h"
+#include "document/sample_blocks.h"
+#include "document/stored_settings.h"
 #include "document/undo.h"
-#include "document/view_guide.h"
 #include "events/event_chan.h"
 #include "host/session.h"
 
 namespace kymora {
 
-inline constexpr int32_t bufferSize = 32768;  // samples per trace of the file buffer
 inline constexpr int64_t longestRecording = 0x7FFFFFFF;
-
-enum FileType : int {
-    typeBase = 0,
-    typeText = 1,
-    typeCed = 2,
-    typeSpike2 = 3,
-    typeBoard = 4,
-    typeFloat = 5,
-    typeEcr = 6,
-    typeScope = 7,
-    typeAxon = 8,
-    typeBinary = 9,
-    typeWav = 10,
-    typeWintron = 11,
-    typeDtx = 12,
-    typeEdf = 13,
-    typeDataQ = 14,
-    typePicoMat = 15,
-    typeAcquisition = 16,  // recordings and live recordings alike
-    typeAxograph = 17,
-    typeMultiChannel = 18,
-};
-// The class that answers a code ("CFloatDoc" for 5).
-const char* FileTypeClassName(int typeCode);
-
-// Settings of one trace.
-struct TraceSettings {
-    int32_t traceAutoscale = 0;  // non-zero: the view scales the trace when it is next shown
-    double axisTop = 1000.0;
-    double axisBottom = -1000.0;
-    int32_t traceOrder = 0;  // display slot
-    std::string traceLabel;
-    std::string traceUnits;
-    std::string axisLabel;
-    uint32_t traceColour = 0;  // 0x00BBGGRR
-    int32_t traceVisible = 1;
-    double traceGain = 1.0;  // divisor of what the file holds
-    int32_t traceExtraA = 0;
-    int32_t traceExtraB = 1;
-
-    static TraceSettings Default(int trace, Palette palette = Palette::system);
-};
-
-// What a file stores of the view.
-struct StoredView {
-    double viewStart = 0.0;  // ms
-    double viewEnd = -1.0;   // ms; not positive: not set
-    int32_t axisGroupCount = 1;
-    int32_t axisMode = 1;
-    int32_t expandContractFocus = 1;
-    int32_t showEvents = 1;
-    int32_t showEventChanLabels = 1;
-    int32_t showEventLabels = 1;
-    int32_t showMarkers = 1;
-    int32_t showScaleBars = 1;
-    int32_t showTraceAnnotations = 1;
-    int32_t showTraceLabels = 1;
-    int32_t showTraceIds = 1;
-    int32_t scrollStepPercent = 20;
-    int32_t showGrid = 1;
-    int32_t showAxes = 1;
-    int32_t showSlider = 1;
-    float dataDisplayFraction = 1.0f;
-    int32_t timeUnit = 0;      // 0 ms, 1 s, 2 min
-    int32_t timebaseMode = 0;  // 0 per grid division, 1 per viewport
-    int32_t spareSetting = 0;
-    int32_t vertAxisSigFigs = 3;
-    int32_t formatOption = 1;
-    bool showMarkerFlag = true;
-    bool showAnnotationFlag = true;
-
-    bool operator==(const StoredView&) const = default;
-};
-
-struct Grid {
-    int32_t gridRows = 1;
-    int32_t gridColumns = 1;
-    int32_t gridSpareA = 0, gridSpareB = 0, gridSpareC = 0;
-    std::vector<int32_t> gridCells{0};  // rows x columns; a trace number or -1
-
-    bool operator==(const Grid&) const = default;
-};
-
-// The state of a view that a document copies just before it is saved.
-struct DisplaySettings {
-    struct Trace {
-        int32_t traceAutoscale = 0;
-        double axisTop = 1000.0;
-        double axisBottom = -1000.0;
-        int32_t traceOrder = 0;
-        int32_t traceVisible = 1;
-        int32_t traceExtraA = 0;
-        int32_t traceExtraB = 1;
-    };
-    StoredView view;
-    std::vector<Trace> traces;  // one for each trace
-};
-
-enum class UpdateHint { samples, events, settings };
-
-// What a document knows of the views that show it.
-class DocumentView {
-  public:
-    virtual ~DocumentView() = default;
-    virtual DisplaySettings GetDisplaySettings() const = 0;
-    virtual void OnUpdate(UpdateHint hint) = 0;
-    // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
-    // cursors.
-    virtual std::vector<double> GetCursorTimes() const { return {}; }
-    // Lines that an open dialog has the view draw; each call takes the place of the one before.
-    virtual void SetGuides(std::vector<ViewGuide>) {}
-};
-
-// Where one trace's part of a block read goes. Both spans have the block's length; `valid` may be empty.
-struct TraceBlock {
-    int trace = 0;
-    std::span<float> values;
-    std::span<uint8_t> valid;
-};
-
-// Samples laid side by side in slots of one length: the first lies `into` samples behind the start of slot 0.
-struct FoldSlots {
-    int64_t into = 0;
-    int64_t length = 1;
-};
-
-// Where the lowest and highest samples of each slot of one trace go. They are widened, so they begin at
-// FLT_MAX and -FLT_MAX. `active` may be empty; otherwise a slot with a valid sample becomes 1.
-struct TraceFold {
-    int trace = 0;
-    std::span<float> low, high;
-    std::span<uint8_t> active;
-};
-
-// A stretch of one trace, and where its lowest and highest samples go, as in TraceFold. `active` is not null.
-struct FoldStretch {
-    int64_t from = 0;
-    int64_t count = 0;
-    float* low = nullptr;
-    float* high = nullptr;
-    uint8_t* active = nullptr;
-};
 
 enum class OpenFor {
     editing,  // takes the file for itself, so that a second program or document gets it read-only
@@ -462,13 +323,6 @@ class CDataDoc : public EventChanOwner {
     int64_t copiedSamples_ = 0;
     bool sharedRuns_ = true;  // all traces have one run list
 };
-
-// Whether two paths name one file as far as spelling goes; case does not count.
-bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b);
-// Whether two paths lead to one file, links included. Files that do not exist are compared by SamePath.
-bool IsSameFile(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b);
-// The extension in lower case, with its dot.
-std::string FoldedExtension(const std::filesystem::path& path);
 
 inline constexpr const char* tooLongText =
     "This file is too long to be handled by Kymora. Please contact the author.";

@@ -10,6 +10,7 @@
 #include "document/new_file.h"
 #include "document/save_journal.h"
 #include "host/file_names.h"
+#include "host/form.h"
 #include "numerics/expression.h"
 
 namespace kymora {

@@ -2,8 +2,8 @@
 // The frame of analyses over event data: the controls of CEventBaseDlg, the four-way analysis region, and the
 // CEventBlock that both make.
 
-#include "batch/event_base_dlg.h"
 #include "eventanalysis/event_block.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora {
 

@@ -1,4 +1,5 @@
 #pragma once
+// One event, the value that channels hold and operations make.
 
 #include <cstdint>
 

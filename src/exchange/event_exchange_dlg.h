@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "batch/event_base_dlg.h"
 #include "exchange/event_rows.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora {
 

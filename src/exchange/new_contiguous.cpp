@@ -6,6 +6,7 @@
 
 #include "document/native_writer.h"
 #include "document/new_file.h"
+#include "host/form.h"
 #include "import/text_rows.h"
 
 namespace kymora {

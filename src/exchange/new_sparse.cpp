@@ -7,6 +7,7 @@
 
 #include "document/new_file.h"
 #include "exchange/read_data_form.h"
+#include "host/form.h"
 #include "import/text_rows.h"
 
 namespace kymora {

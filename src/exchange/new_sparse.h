@@ -10,6 +10,7 @@
 #include "exchange/new_recording_dlg.h"
 #include "exchange/pasted_recording.h"
 #include "exchange/sparse_points.h"
+#include "host/form.h"
 
 namespace kymora {
 

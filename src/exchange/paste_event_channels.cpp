@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include "document/undo.h"
-#include "exchange/event_block.h"
+#include "exchange/channel_block.h"
 
 namespace kymora {
 
@@ -48,7 +48,7 @@ bool PasteEventChannels::PasteFile(UndoScope& undo) {
     if (!file) return false;
     std::array<std::byte, 4> head{};
     const size_t headBytes = file->ReadAt(0, head);
-    if (BeginsAsEventBlock(std::span(head).first(headBytes))) {
+    if (BeginsAsChannelBlock(std::span(head).first(headBytes))) {
         std::vector<std::byte> block(static_cast<size_t>(file->Length()));
         ReadWhole(*file, 0, block);
         return PasteBlock(block, undo);
@@ -59,8 +59,8 @@ bool PasteEventChannels::PasteFile(UndoScope& undo) {
 
 bool PasteEventChannels::PasteBlock(std::span<const std::byte> block, UndoScope& undo) {
     GetHost().Log("got special event clipboard format\n");
-    GetHost().Log(fmt::format("pasting {} event channels\n", EventBlockCount(block)));
-    std::vector<BlockChannel> channels = DecodeEventBlock(block);
+    GetHost().Log(fmt::format("pasting {} event channels\n", ChannelBlockCount(block)));
+    std::vector<BlockChannel> channels = DecodeChannelBlock(block);
     if (!channels.empty()) return PasteChannels(std::move(channels), undo);
     Refuse(noEventsPastedText);
     return false;

@@ -13,35 +13,12 @@
 #include <vector>
 
 #include "host/clipboard.h"
-#include "host/form.h"
+#include "host/file_request.h"
+#include "host/progress.h"
 
 namespace kymora {
 
-// Progress of one long operation. Destroying it takes the progress box or bar away.
-class Progress {
-  public:
-    virtual ~Progress() = default;
-    // Reports that `done` of the total are done; false asks the operation to stop.
-    virtual bool Update(uint64_t done) = 0;
-};
-
-struct FileRequest {
-    std::string title;
-    std::string filter;            // "text|*.pattern||", as the system's dialogs state them
-    std::string defaultExtension;  // without the dot; empty for none
-    std::filesystem::path suggestion;
-};
-
-// What the details dialog of a native file shows when a file is opened.
-struct FileDetails {
-    int fileVersion = 0;
-    std::string name;
-    std::string comment;
-    int traceCount = 0;
-    int64_t sampleCount = 0;  // per trace
-    double durationMs = 0.0;
-    double sampleInterval = 0.0;  // ms
-};
+class Form;
 
 class Host {
   public:

@@ -1,5 +1,7 @@
 #include "host/options_form.h"
 
+#include "host/form.h"
+
 namespace kymora {
 
 bool AskOptions(Session& session) {

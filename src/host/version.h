@@ -1,4 +1,5 @@
 #pragma once
+// What the program calls itself.
 
 namespace kymora {
 

@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "archive/text_encoding.h"
+#include "host/form.h"
 
 namespace kymora {
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/form.h"
 #include "import/binary_samples.h"
 
 namespace kymora {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/form.h"
+
 namespace kymora {
 
 namespace {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/form.h"
 #include "host/session.h"
 #include "import/edf_header.h"
 

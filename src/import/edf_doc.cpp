@@ -8,6 +8,7 @@
 
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
+#include "host/form.h"
 #include "import/edf_dialogs.h"
 #include "import/edf_timeline.h"
 

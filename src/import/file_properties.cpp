@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/form.h"
 #include "import/edf_doc.h"
 #include "import/open_document.h"
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/form.h"
+
 namespace kymora {
 
 namespace {

@@ -1,4 +1,5 @@
 #pragma once
+// Bytes as text, for pictures that go through the remote control.
 
 #include <cstddef>
 #include <span>

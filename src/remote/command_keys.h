@@ -1,4 +1,5 @@
 #pragma once
+// The keys of commands in words, for the sheet of shortcuts and the reference pages.
 
 #include <string>
 

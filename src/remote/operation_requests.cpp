@@ -1,9 +1,9 @@
 // The requests that use the windows of operations.
 
 #include "archive/text_encoding.h"
-#include "batch/config_file.h"
+#include "catalogue/operations.h"
 #include "exchange/new_recording_dlg.h"
-#include "operations/operations.h"
+#include "operations/config_file.h"
 #include "remote/base64.h"
 #include "remote/remote_requests.h"
 #include "results/result_output.h"

@@ -2,6 +2,7 @@
 // The host of a program that is driven from outside. It stands between the logic and the host of the desktop:
 // while a request runs, its stand-in hears and answers everything; at all other times the person does.
 
+#include "host/form.h"
 #include "host/host.h"
 
 namespace kymora {

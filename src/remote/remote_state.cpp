@@ -2,10 +2,10 @@
 
 #include <optional>
 
-#include "display/summaries/summary_service.h"
 #include "document/data_doc.h"
 #include "remote/remote_colour.h"
 #include "remote/remote_requests.h"
+#include "summaries/summary_service.h"
 
 namespace kymora {
 namespace {

@@ -1,6 +1,7 @@
 #include "remote/request_host.h"
 
 #include "archive/text_encoding.h"
+#include "host/form.h"
 #include "remote/base64.h"
 #include "remote/form_answers.h"
 

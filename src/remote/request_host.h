@@ -9,6 +9,7 @@
 // A form without an answer is cancelled.
 
 #include "host/file_system.h"
+#include "host/form.h"
 #include "host/host.h"
 #include "remote/remote_json.h"
 

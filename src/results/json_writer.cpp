@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "archive/text_encoding.h"
+#include "host/form.h"
 #include "results/number_text.h"
 
 namespace kymora {

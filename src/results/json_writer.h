@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/form.h"
 #include "results/output_sink.h"
 
 namespace kymora {

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "document/native_writer.h"
-#include "transforms/eqn_test.h"
+#include "transforms/eqn_test_dialog.h"
 
 namespace kymora {
 

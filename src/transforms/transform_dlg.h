@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "batch/batch_base_dlg.h"
+#include "operations/batch_base_dlg.h"
 #include "transforms/preview_host.h"
 #include "transforms/transform_run.h"
 

@@ -4,10 +4,10 @@
 
 #include <optional>
 
-#include "batch/save_result.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
+#include "operations/save_result.h"
 #include "transforms/data_transform.h"
 #include "transforms/temporary_scratch.h"
 

@@ -5,8 +5,8 @@
 #include <QPalette>
 #include <QRect>
 
-#include "batch/chart.h"
-#include "batch/chart_geometry.h"
+#include "operations/chart.h"
+#include "operations/chart_geometry.h"
 
 class QFontMetrics;
 class QPainter;

@@ -8,8 +8,8 @@
 #include <QWidget>
 #include <optional>
 
-#include "batch/chart.h"
-#include "batch/chart_geometry.h"
+#include "operations/chart.h"
+#include "operations/chart_geometry.h"
 
 namespace kymora {
 

@@ -7,6 +7,7 @@
 #include <QTableWidget>
 #include <algorithm>
 
+#include "host/form.h"
 #include "widgets/text.h"
 
 namespace kymora {

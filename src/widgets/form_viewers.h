@@ -1,6 +1,7 @@
 #pragma once
 // Fields of a form that are only looked at: tables, and text of even width.
 
+#include "host/form.h"
 #include "widgets/form_editor.h"
 
 namespace kymora {

@@ -2,8 +2,8 @@
 // A parameter of an operation as a field of a form, and what the user entered there as the parameter takes
 // it.
 
-#include "batch/param.h"
 #include "host/form.h"
+#include "operations/param.h"
 
 namespace kymora {
 

@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <algorithm>
 
+#include "host/form.h"
 #include "widgets/elided_label.h"
 #include "widgets/text.h"
 

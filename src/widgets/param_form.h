@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "batch/param.h"
+#include "operations/param.h"
 #include "widgets/form_editor.h"
 #include "widgets/param_field.h"
 

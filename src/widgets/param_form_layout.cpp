@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "host/form.h"
 #include "widgets/elided_label.h"
 #include "widgets/param_form.h"
 #include "widgets/text.h"

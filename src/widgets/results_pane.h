@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "batch/batch_base_dlg.h"
+#include "operations/batch_base_dlg.h"
 
 class QHBoxLayout;
 class QLabel;

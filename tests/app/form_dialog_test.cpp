@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "widgets/form_dialog.h"
 
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include "app/child_frame.h"
 #include "app/frame_fixture.h"
 #include "app/operation_windows.h"
-#include "operations/operations.h"
-#include "operations/windows/event_base_non_modal_dlg.h"
+#include "catalogue/operations.h"
+#include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "transforms/unitary_transform.h"
 
 namespace kymora::test {

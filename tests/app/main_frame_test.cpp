@@ -1,4 +1,5 @@
 // Before the window system, which makes a keyword of a name that it uses.
+#include "host/form.h"
 #include "support/edf_builder.h"
 
 #include <QApplication>

@@ -10,10 +10,10 @@
 #include <QPushButton>
 #include <QTest>
 
-#include "batch/event_base_dlg.h"
+#include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "document/undo.h"
 #include "host/memory_file_system.h"
-#include "operations/windows/event_base_non_modal_dlg.h"
+#include "operations/event_base_dlg.h"
 #include "support/memory_doc.h"
 #include "support/test_host.h"
 

@@ -10,7 +10,7 @@
 #include <QUrl>
 #include <QWheelEvent>
 
-#include "batch/config_file.h"
+#include "operations/config_file.h"
 #include "widgets/chart_widget.h"
 #include "widgets/results_pane.h"
 

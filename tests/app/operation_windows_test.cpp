@@ -2,10 +2,10 @@
 
 #include <QCheckBox>
 
-#include "batch/config_file.h"
-#include "batch/event_base_dlg.h"
+#include "catalogue/windows/transform_window.h"
 #include "frame_fixture.h"
-#include "operations/windows/transform_window.h"
+#include "operations/config_file.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora::test {
 namespace {

@@ -3,8 +3,9 @@
 #include <QImage>
 #include <QMouseEvent>
 
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 #include "frame_fixture.h"
+#include "host/form.h"
 
 namespace kymora::test {
 namespace {

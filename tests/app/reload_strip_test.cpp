@@ -9,11 +9,11 @@
 #include <QPushButton>
 #include <QTest>
 
-#include "display/summaries/summary_service.h"
 #include "display/windows/view_widget.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
 #include "import/open_document.h"
+#include "summaries/summary_service.h"
 #include "support/memory_doc.h"
 #include "support/run_program.h"
 #include "support/test_host.h"

@@ -1,4 +1,4 @@
-#include "operations/windows/transform_window.h"
+#include "catalogue/windows/transform_window.h"
 
 #include <gtest/gtest.h>
 

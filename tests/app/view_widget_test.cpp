@@ -5,8 +5,9 @@
 #include <QWheelEvent>
 
 #include "display/axis_drawing.h"
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 #include "frame_fixture.h"
+#include "host/form.h"
 
 namespace kymora::test {
 namespace {

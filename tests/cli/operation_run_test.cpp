@@ -7,12 +7,12 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "batch/config_file.h"
 #include "cli/command_context.h"
 #include "cli/near_names.h"
 #include "cli/operation_tables.h"
 #include "document/native_writer.h"
 #include "import/open_document.h"
+#include "operations/config_file.h"
 #include "support/edf_builder.h"
 #include "support/listing_operation.h"
 #include "support/memory_doc.h"

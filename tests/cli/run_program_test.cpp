@@ -6,10 +6,10 @@
 #include <fstream>
 #include <sys/resource.h>
 
+#include "catalogue/operations.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
 #include "import/open_document.h"
-#include "operations/operations.h"
 #include "support/memory_doc.h"
 #include "support/run_program.h"
 #include "support/test_host.h"

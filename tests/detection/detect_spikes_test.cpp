@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "batch/config_file.h"
 #include "detection/event_threshold.h"
+#include "operations/config_file.h"
 #include "support/bytes.h"
 #include "support/memory_doc.h"
 #include "support/view_fixture.h"

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "catalogue/operations.h"
 #include "host/memory_file_system.h"
-#include "operations/operations.h"
 #include "support/memory_doc.h"
 #include "support/test_host.h"
 

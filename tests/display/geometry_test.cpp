@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "display/layout.h"
-#include "display/viewport.h"
+#include "drawing/viewport.h"
 
 namespace kymora {
 namespace {

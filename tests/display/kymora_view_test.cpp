@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {

@@ -1,7 +1,7 @@
 #include "display/plot_recording.h"
 
 #include "document/native_writer.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {

@@ -1,6 +1,7 @@
 // The mouse on the view itself, on a plot of 800 pixels at 70 that shows 8000 ms: 10 ms a pixel.
 
 #include "display/axis_drawing.h"
+#include "host/form.h"
 #include "support/recording_device.h"
 #include "support/recording_window.h"
 #include "support/view_fixture.h"

@@ -5,6 +5,7 @@
 #include "display/trace_format.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
+#include "host/form.h"
 #include "support/recording_window.h"
 #include "support/view_fixture.h"
 

@@ -1,4 +1,5 @@
 #include "document/new_file.h"
+#include "host/form.h"
 
 #include <gtest/gtest.h>
 

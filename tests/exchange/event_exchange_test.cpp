@@ -3,12 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "display/commands/commands.h"
-#include "exchange/event_block.h"
+#include "exchange/channel_block.h"
 #include "exchange/event_file.h"
 #include "exchange/import_events.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
+#include "host/form.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
@@ -116,7 +117,7 @@ TEST_F(EventExchangeTest, ImportJoinsWhatTheChannelHolds) {
 
 TEST_F(EventExchangeTest, PasteFillsTheChannelsAboveThoseInUse) {
     Chan(*source, 4).AddEvent({1, 2});
-    host.clipboard[eventChansFormat] = EncodeEventBlock(*source, std::vector{1, 4});
+    host.clipboard[eventChansFormat] = EncodeChannelBlock(*source, std::vector{1, 4});
     Chan(*doc, 25).AddEvent({0, 1});
     Chan(*doc, 26).channelComment = "of events that are gone";
     ASSERT_TRUE(Run<PasteEventChannels>(""));
@@ -130,14 +131,14 @@ TEST_F(EventExchangeTest, PasteFillsTheChannelsAboveThoseInUse) {
     EXPECT_TRUE(doc->Undo().Undo());
     EXPECT_TRUE(Events(26).empty() && Events(27).empty());
 
-    files.Put("/block", EncodeEventBlock(*source, std::vector{4}));
+    files.Put("/block", EncodeChannelBlock(*source, std::vector{4}));
     host.clipboard.clear();
     EXPECT_TRUE(Run<PasteEventChannels>("/block"));
     EXPECT_EQ(Events(26).size(), 1u);
 }
 
 TEST_F(EventExchangeTest, PasteNeverReachesTheLastChannel) {
-    host.clipboard[eventChansFormat] = EncodeEventBlock(*source, std::vector{1, 1, 1});
+    host.clipboard[eventChansFormat] = EncodeChannelBlock(*source, std::vector{1, 1, 1});
     Chan(*doc, 995).AddEvent({0, 1});
     EXPECT_TRUE(Run<PasteEventChannels>(""));
     EXPECT_EQ(host.LastMessage(), "Out of empty event channels. Only 2 of 3 channels pasted.");
@@ -154,7 +155,7 @@ TEST_F(EventExchangeTest, PasteNeverReachesTheLastChannel) {
 
 TEST_F(EventExchangeTest, EventsWithoutAPlaceAreNotPasted) {
     source->eventChannels[1].Splice(0, source->GetNumEvents(1), {{-5, 2}, {3, 9}, {7, 4}, {8, 8}});
-    host.clipboard[eventChansFormat] = EncodeEventBlock(*source, std::vector{1});
+    host.clipboard[eventChansFormat] = EncodeChannelBlock(*source, std::vector{1});
     ASSERT_TRUE(Run<PasteEventChannels>(""));
     EXPECT_EQ(Events(0), (std::vector<CEventKM>{{3, 9}, {8, 8}}));
     EXPECT_EQ(host.LastMessage(),
@@ -176,7 +177,7 @@ TEST_F(EventExchangeTest, PasteOfText) {
     EXPECT_FALSE(Run<PasteEventChannels>(""));
     EXPECT_EQ(host.LastMessage(),
               "There is a source format error, or no events could be found on the clipboard.");
-    auto damaged = EncodeEventBlock(*source, std::vector{1});
+    auto damaged = EncodeChannelBlock(*source, std::vector{1});
     damaged.resize(damaged.size() - 1);
     host.clipboard[eventChansFormat] = damaged;
     EXPECT_FALSE(Run<PasteEventChannels>(""));

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "exchange/event_block.h"
+#include "exchange/channel_block.h"
 #include "host/memory_file_system.h"
 #include "support/bytes.h"
 #include "support/memory_doc.h"
@@ -107,31 +107,31 @@ TEST_F(EventFileTest, BlockOfTheClipboard) {
     one.AddEvent({5, 9, 1.5f, 3, 0xABCDEF, ""});
     one.AddEvent({7, 8, -2.0f, 0, 0, "x"});
     doc->eventChannels[30].channelColour = 1, doc->eventChannels[30].channelColourAlt = 2;
-    EXPECT_EQ(EncodeEventBlock(*doc, std::vector{2, 30}), TwoChannels().data);
+    EXPECT_EQ(EncodeChannelBlock(*doc, std::vector{2, 30}), TwoChannels().data);
 
     auto block = TwoChannels().data;
     block.resize(block.size() + 11);  // memory that was rounded up
-    const auto channels = DecodeEventBlock(block);
+    const auto channels = DecodeChannelBlock(block);
     ASSERT_EQ(channels.size(), 2u);
     EXPECT_EQ(channels[0].channelComment, one.channelComment);
     EXPECT_EQ(channels[0].events, one.Events());
     EXPECT_EQ(channels[1].channelColourAlt, 2u);
-    EXPECT_TRUE(BeginsAsEventBlock(block));
+    EXPECT_TRUE(BeginsAsChannelBlock(block));
 }
 
 TEST_F(EventFileTest, BlocksThatLie) {
     const auto whole = TwoChannels().data;
     for (size_t length = 0; length < whole.size(); ++length)
-        EXPECT_THROW(DecodeEventBlock(std::span(whole).first(length)), ArchiveError) << length;
+        EXPECT_THROW(DecodeChannelBlock(std::span(whole).first(length)), ArchiveError) << length;
     for (const int32_t lie : {-1, 1000, 0x7FFFFFFF}) {
         for (const size_t at : {size_t{0}, size_t{4}, size_t{14}}) {  // channels, a label, a comment
             auto block = whole;
             std::memcpy(block.data() + at, &lie, sizeof lie);
-            EXPECT_THROW(DecodeEventBlock(block), ArchiveError) << lie << " at " << at;
+            EXPECT_THROW(DecodeChannelBlock(block), ArchiveError) << lie << " at " << at;
         }
     }
     const auto begins = [](std::string_view text) {
-        return BeginsAsEventBlock(std::as_bytes(std::span(text)));
+        return BeginsAsChannelBlock(std::as_bytes(std::span(text)));
     };
     for (const std::string_view text :
          {std::string_view("1\t2\n"), std::string_view("\0001\0\t", 4), std::string_view("1\0\t\0", 4),

@@ -1,6 +1,7 @@
 // Tables and native files on the clipboard become recordings.
 
 #include "exchange/new_contiguous.h"
+#include "host/form.h"
 
 #include "exchange/paste_fixture.h"
 #include "import/text_rows.h"

@@ -1,6 +1,7 @@
 // Points in time on the clipboard become recordings with gaps.
 
 #include "exchange/new_sparse.h"
+#include "host/form.h"
 
 #include "exchange/paste_fixture.h"
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "document/float_doc.h"
+#include "host/form.h"
 #include "host/memory_file_system.h"
 #include "support/test_host.h"
 

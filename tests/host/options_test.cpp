@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "document/data_doc.h"
+#include "host/form.h"
 #include "host/memory_file_system.h"
 #include "host/options_form.h"
 #include "host/recent_files.h"

@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "import/asc_doc.h"
 
 #include <fmt/format.h>
@@ -7,10 +8,10 @@
 #include <limits>
 
 #include "archive/text_encoding.h"
-#include "display/summaries/summary_source.h"
 #include "document/side_car.h"
 #include "host/memory_file_system.h"
 #include "import/open_document.h"
+#include "summaries/summary_source.h"
 #include "support/test_host.h"
 
 namespace kymora::test {

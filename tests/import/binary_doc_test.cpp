@@ -1,5 +1,6 @@
 // Raw binary files: samples of all types, what is asked, and what is refused.
 
+#include "host/form.h"
 #include "import/binary_doc.h"
 
 #include <gtest/gtest.h>

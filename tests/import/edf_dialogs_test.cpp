@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "import/edf_dialogs.h"
 
 #include "edf_fixture.h"

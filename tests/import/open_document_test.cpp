@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "import/open_document.h"
 
 #include <gtest/gtest.h>

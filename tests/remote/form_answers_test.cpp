@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "remote/form_answers.h"
 
 #include <gtest/gtest.h>

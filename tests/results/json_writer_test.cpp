@@ -1,3 +1,4 @@
+#include "host/form.h"
 #include "results/json_writer.h"
 
 #include <bit>

@@ -6,7 +6,7 @@
 #include <limits>
 #include <random>
 
-#include "display/summaries/bins.h"
+#include "summaries/bins.h"
 #include "support/memory_doc.h"
 
 namespace kymora::test {

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "operations/operations.h"
+#include "catalogue/operations.h"
 #include "support/test_operation.h"
 
 namespace kymora::test {

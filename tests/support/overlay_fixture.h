@@ -5,6 +5,7 @@
 
 #include "display/commands/commands.h"
 #include "display/overlays/overlay_drawing.h"
+#include "host/form.h"
 #include "support/recording_device.h"
 #include "support/view_fixture.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "display/draw_device.h"
+#include "drawing/draw_device.h"
 
 namespace kymora::test {
 

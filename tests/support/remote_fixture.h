@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "operations/operations.h"
+#include "catalogue/operations.h"
 #include "remote/remote_session.h"
 #include "support/view_fixture.h"
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/form.h"
 #include "host/host.h"
 
 namespace kymora::test {

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "batch/event_base_dlg.h"
+#include "operations/event_base_dlg.h"
 
 namespace kymora::test {
 

@@ -1,7 +1,7 @@
 #pragma once
 // A transform for tests of what surrounds transforms: it multiplies by a number and refuses to do so by 0.
 
-#include "operations/operations.h"
+#include "catalogue/operations.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora::test {

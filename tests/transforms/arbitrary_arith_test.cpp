@@ -1,12 +1,13 @@
 // Trace arithmetic and the test of expressions as a user runs them.
 
+#include "host/form.h"
 #include "transforms/arbitrary_arith.h"
 
 #include <cmath>
 
 #include "document/native_writer.h"
 #include "transforms/dialog_fixture.h"
-#include "transforms/eqn_test.h"
+#include "transforms/eqn_test_dialog.h"
 
 namespace kymora::test {
 namespace {

@@ -5,10 +5,10 @@
 
 #include <random>
 
-#include "batch/config_file.h"
 #include "document/float_doc.h"
 #include "exchange/event_file.h"
 #include "import/open_document.h"
+#include "operations/config_file.h"
 #include "support/edf_builder.h"
 #include "support/native_builder.h"
 #include "support/opposite_transform.h"

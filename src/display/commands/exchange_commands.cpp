@@ -11,12 +11,13 @@
 #include "display/events/event_forms.h"
 #include "display/events/event_text.h"
 #include "document/lists.h"
-#include "exchange/event_block.h"
+#include "exchange/channel_block.h"
 #include "exchange/event_file.h"
 #include "exchange/import_events.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
+#include "host/form.h"
 
 namespace kymora {
 
@@ -146,7 +147,7 @@ void CopyChannels(const CommandContext& context) {
     if (!HostOf(context).AskForm(form)) return;
     try {
         const std::vector<int> channels = ParseChannelList(form.Text("channels"));
-        HostOf(context).WriteClipboard(eventChansFormat, EncodeEventBlock(view.GetDocument(), channels));
+        HostOf(context).WriteClipboard(eventChansFormat, EncodeChannelBlock(view.GetDocument(), channels));
     } catch (const std::bad_alloc&) {
         HostOf(context).Failure("Unable to allocate global memory for the event channel");
     } catch (const ClipboardError& error) {

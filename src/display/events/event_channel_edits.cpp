@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "batch/analysis_rgn.h"
 #include "display/events/event_editing.h"
 #include "display/events/event_rows.h"
+#include "operations/analysis_rgn.h"
 
 namespace kymora {
 

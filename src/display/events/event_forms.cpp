@@ -6,7 +6,8 @@
 
 #include "display/events/event_editing.h"
 #include "display/events/event_text.h"
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
+#include "host/form.h"
 
 namespace kymora {
 

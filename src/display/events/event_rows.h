@@ -4,8 +4,8 @@
 // is left out: where several start in one column it shows the most special of them (tagged, then of its own
 // colour).
 
-#include "display/draw_device.h"
 #include "display/kymora_view.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

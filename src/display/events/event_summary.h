@@ -6,7 +6,7 @@
 #include <map>
 #include <vector>
 
-#include "display/viewport.h"
+#include "drawing/viewport.h"
 #include "events/event_chan.h"
 
 namespace kymora {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "document/lists.h"
+#include "host/form.h"
 
 namespace kymora {
 

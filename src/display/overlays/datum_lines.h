@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "archive/archive.h"
-#include "display/draw_device.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

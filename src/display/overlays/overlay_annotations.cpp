@@ -4,6 +4,7 @@
 
 #include "display/overlays/overlay_fonts.h"
 #include "document/form_choices.h"
+#include "host/form.h"
 
 namespace kymora {
 

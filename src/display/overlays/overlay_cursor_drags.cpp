@@ -5,6 +5,7 @@
 #include "display/overlays/overlay_drags.h"
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_fonts.h"
+#include "host/form.h"
 
 namespace kymora {
 

@@ -1,8 +1,8 @@
 #pragma once
 // Markers, annotations, scale bars and cursors over the traces.
 
-#include "display/draw_device.h"
 #include "display/kymora_view.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

@@ -1,8 +1,8 @@
 #pragma once
 // Fonts between what a file keeps and what a user chooses, and the inks of what lies over the traces.
 
-#include "display/draw_device.h"
 #include "document/overlays.h"
+#include "drawing/draw_device.h"
 
 namespace kymora {
 

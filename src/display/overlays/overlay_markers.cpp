@@ -6,6 +6,7 @@
 
 #include "display/overlays/datum_lines.h"
 #include "document/form_choices.h"
+#include "host/form.h"
 
 namespace kymora {
 

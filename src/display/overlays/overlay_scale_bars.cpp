@@ -2,9 +2,10 @@
 
 #include <cmath>
 
-#include "display/number_text.h"
 #include "display/overlays/overlay_fonts.h"
 #include "document/form_choices.h"
+#include "drawing/number_labels.h"
+#include "host/form.h"
 
 namespace kymora {
 

@@ -3,9 +3,9 @@
 
 #include <array>
 
-#include "display/number_text.h"
 #include "display/preview/transform_preview.h"
 #include "display/trace_drawing.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 

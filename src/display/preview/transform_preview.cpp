@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "display/number_text.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "display/draw_device.h"
 #include "document/data_doc.h"
+#include "drawing/draw_device.h"
 #include "transforms/preview_host.h"
 
 namespace kymora {

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "display/axis_drawing.h"
-#include "display/windows/painter_device.h"
+#include "drawing/windows/painter_device.h"
 
 namespace kymora {
 

@@ -11,8 +11,8 @@
 #include <QWheelEvent>
 
 #include "display/commands/commands.h"
-#include "display/windows/painter_device.h"
 #include "display/windows/view_widget.h"
+#include "drawing/windows/painter_device.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
 

@@ -14,8 +14,8 @@
 
 #include "display/overlays/overlay_fonts.h"
 #include "display/picture.h"
-#include "display/windows/painter_device.h"
 #include "display/windows/reload_strip.h"
+#include "drawing/windows/painter_device.h"
 
 namespace kymora {
 

@@ -1,5 +1,6 @@
 #include "display/events/event_forms.h"
 #include "display/events/event_view_fixture.h"
+#include "host/form.h"
 
 namespace kymora::test {
 namespace {

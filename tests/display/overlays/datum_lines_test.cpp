@@ -1,6 +1,7 @@
 // Cursors: where they stand, what they read, their labels, and what the mouse does with them.
 
 #include "display/overlays/datum_lines.h"
+#include "host/form.h"
 
 #include "display/overlays/cursor_forms.h"
 #include "display/overlays/overlay_drags.h"

@@ -1,6 +1,7 @@
 // Markers of a recording in a view, and the commands that look for markers and annotations.
 
 #include "display/overlays/overlay_markers.h"
+#include "host/form.h"
 
 #include "document/float_doc.h"
 #include "document/native_writer.h"

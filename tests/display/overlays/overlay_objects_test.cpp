@@ -6,7 +6,8 @@
 #include "display/overlays/overlay_fonts.h"
 #include "display/overlays/overlay_scale_bars.h"
 #include "display/picture.h"
-#include "output/cairo_device.h"
+#include "drawing/cairo_device.h"
+#include "host/form.h"
 #include "support/overlay_fixture.h"
 
 namespace kymora::test {

@@ -1,0 +1,154 @@
+#include "catalogue/operations.h"
+
+#include <algorithm>
+
+#include "detection/detect_spikes.h"
+#include "detection/event_threshold.h"
+#include "detection/spike_detect_thresh.h"
+#include "eventanalysis/event_list.h"
+#include "exchange/import_events.h"
+#include "exchange/load_event_channel.h"
+#include "exchange/new_contiguous.h"
+#include "exchange/new_sparse.h"
+#include "exchange/partition_from_file.h"
+#include "exchange/paste_event_channels.h"
+#include "transforms/arbitrary_arith.h"
+#include "transforms/derivs.h"
+#include "transforms/gen_smooth.h"
+#include "transforms/integrate_dlg.h"
+#include "transforms/local_energy.h"
+#include "transforms/normalize_dlg.h"
+#include "transforms/unitary_transform.h"
+
+namespace kymora {
+
+namespace {
+
+template <typename T>
+std::unique_ptr<CBatchBaseDlg> Make() {
+    return std::make_unique<T>();
+}
+
+constexpr std::string_view transformMenu = "T&ransform";
+constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
+constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
+constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
+constexpr std::string_view listMenu = "Anal&yse";
+
+// clang-format off
+constexpr OperationVariant smoothers[] = {
+    {"moving-average", "&Moving average...", "Replaces each sample by the mean of those around it", "type", "0"},
+    {"moving-median", "Moving &median...", "Replaces each sample by the median of those around it, which takes spikes away and keeps steps", "type", "1"},
+    {"moving-percentile", "Moving &percentile...", "Replaces each sample by a percentile of those around it, which follows a baseline or an envelope", "type", "2"},
+    {"gaussian", "&Gaussian...", "Smooths by a Gaussian with a cutoff frequency", "type", "3"},
+    {"robust-lowess", "Robust &LOWESS...", "Fits a polynomial around each sample and leaves outliers out", "type", "4"},
+    {"savitzky-golay", "&Savitzky-Golay...", "Fits a polynomial around each sample, which keeps the height of peaks", "type", "5"},
+};
+// clang-format on
+
+bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
+bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
+
+}  // namespace
+
+const char* OperationKindName(OperationKind kind) {
+    switch (kind) {
+    case OperationKind::trace:
+        return "trace";
+    case OperationKind::event:
+        return "event";
+    case OperationKind::listing:
+        return "listing";
+    }
+    return "";
+}
+
+// A capital begins a word when a small letter stands before it, or behind it; a row of capitals is one word.
+std::string Operation::KebabName() const {
+    const bool hasPrefix = className.size() > 1 && className[0] == 'C' && IsUpper(className[1]);
+    const std::string_view name = className.substr(hasPrefix ? 1 : 0);
+    std::string kebab;
+    for (size_t i = 0; i < name.size(); ++i) {
+        const bool startsWord = i > 0 && IsUpper(name[i]) &&
+                                (!IsUpper(name[i - 1]) || (i + 1 < name.size() && IsLower(name[i + 1])));
+        if (startsWord) kebab += '-';
+        kebab += IsUpper(name[i]) ? static_cast<char>(name[i] - 'A' + 'a') : name[i];
+    }
+    return kebab;
+}
+
+std::span<const Operation> Operations() {
+    // clang-format off
+    static const std::vector<Operation> table = {
+        {"CGenSmooth", smoothMenu, "&Smooth...", "Smooths traces by one of six methods",
+         OperationKind::trace, Make<CGenSmooth>, {}, smoothers},
+        {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
+         "Adds to, multiplies and rectifies the samples of a trace, in an order of your own",
+         OperationKind::trace, Make<CUnitaryTransform>},
+        {"CArbitraryArith", arithmeticMenu, "&Expression...",
+         "Makes a trace from an expression of all traces and the time", OperationKind::trace, Make<CArbitraryArith>},
+        {"CNormalize", transformMenu, "&Normalize...",
+         "Brings traces to a common range, or to their change relative to a baseline",
+         OperationKind::trace, Make<CNormalize>},
+        {"CDerivs", transformMenu, "&Derivative...", "Takes the first, second or third derivative in time",
+         OperationKind::trace, Make<CDerivs>},
+        {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins",
+         OperationKind::trace, Make<CIntegrate>},
+        {"CLocalEnergy", transformMenu, "&Local energy...",
+         "Takes the k-Teager energy, which stresses what is both large and fast",
+         OperationKind::trace, Make<CLocalEnergy>, "CTeagerEnergyOperator"},
+        {"CEventThreshold", detectMenu, "&Threshold Event...",
+         "Make an event of each stretch of a trace that lies beyond an onset level",
+         OperationKind::event, Make<CEventThreshold>},
+        {"CDetectSpikes", detectMenu, "Detect &Outliers...",
+         "Make an event of each run of samples that lie far from the mean of a stretch of noise",
+         OperationKind::event, Make<CDetectSpikes>},
+        {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
+         "Tune a rule for spikes on a short stretch of data, and run it over the analysis region",
+         OperationKind::event, Make<CSpikeDetectThresh>},
+        {"CEventList", listMenu, "&List event parameters...",
+         "Lists the parameters of events as a table", OperationKind::listing, Make<CEventList>},
+        {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording",
+         OperationKind::event, Make<LoadEventChannel>},
+        {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row",
+         OperationKind::event, Make<ImportEventsFromText>},
+        {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds",
+         OperationKind::event, Make<PasteEventChannels>},
+        {"PartitionFromFile", {}, {},
+         "Copies the events of a channel into several, by a file with the number of each event's class",
+         OperationKind::event, Make<PartitionFromFile>},
+        {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace",
+         OperationKind::trace, Make<CPasteContiguousData>},
+        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them",
+         OperationKind::trace, Make<CPasteSparseData>},
+    };
+    // clang-format on
+    return table;
+}
+
+const Operation* FindOperation(std::string_view name) {
+    const auto operations = Operations();
+    const auto found = std::find_if(operations.begin(), operations.end(), [&](const Operation& operation) {
+        return operation.className == name || operation.KebabName() == name ||
+               (!operation.olderName.empty() && operation.olderName == name);
+    });
+    return found == operations.end() ? nullptr : &*found;
+}
+
+std::vector<OperationEntry> EntriesOf(std::span<const Operation> operations) {
+    std::vector<OperationEntry> entries;
+    for (const Operation& operation : operations) {
+        if (operation.label.empty()) continue;
+        if (operation.variants.empty()) entries.push_back({&operation, nullptr});
+        for (const OperationVariant& variant : operation.variants) entries.push_back({&operation, &variant});
+    }
+    return entries;
+}
+
+OperationEntry FindOperationEntry(std::string_view id) {
+    for (const OperationEntry& entry : EntriesOf(Operations()))
+        if (entry.Id() == id) return entry;
+    return {};
+}
+
+}  // namespace kymora

@@ -1,0 +1,147 @@
+#include "catalogue/windows/transform_window.h"
+
+#include <QCheckBox>
+#include <QPushButton>
+
+#include "batch/batch_run.h"
+
+namespace kymora {
+
+void GuardedPreviewHost::OnNeedData(PreviewData& data) {
+    const std::string fault = block_.Validate();
+    if (fault.empty()) return block_.OnNeedData(data);
+    data.raw.assign(static_cast<size_t>(data.count), 0.0f);
+    data.isTransformed = false;
+    data.message = fault;
+    try {
+        block_.Document()->ReadBlock(data.trace, data.start, data.raw);
+    } catch (const std::exception& error) {
+        data.message = error.what();
+    }
+    data.transformed = data.raw;
+}
+
+TransformWindow::TransformWindow(Session& session, const Operation& operation,
+                                 std::unique_ptr<CTransformDlg> block, PreviewLook* look, QWidget* parent)
+    : TransformWindow(session, operation, *block, std::move(block), look, parent) {}
+
+// The reference is taken before the block goes to the base.
+TransformWindow::TransformWindow(Session& session, const Operation& operation, CTransformDlg& transform,
+                                 std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent)
+    : CEventBaseNonModalDlg(session, operation, std::move(block), parent),
+      transform_(transform),
+      traces_(dynamic_cast<CTransformTraceDlg*>(&transform)),
+      look_(look ? *look : ownLook_) {
+    setWindowModality(Qt::ApplicationModal);
+    run_->setText(tr("OK"));
+    close_->setText(tr("Cancel"));
+    auto* batch = new QCheckBox(tr("&Batch process"), this);
+    batch->setObjectName("batchProcess");
+    batch->setToolTip(tr("OK asks for files and transforms all of them"));
+    connect(batch, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
+    AddButton(batch, save_);
+    if (!traces_) return;
+    host_ = std::make_unique<GuardedPreviewHost>(*traces_);
+    previewButton_ = new QPushButton(tr("&Preview"), this);
+    previewButton_->setObjectName("previewButton");
+    previewButton_->setToolTip(tr("Show the traces before and after the transform"));
+    previewButton_->setEnabled(false);
+    connect(previewButton_, &QPushButton::clicked, this, &TransformWindow::OpenPreview);
+    AddButton(previewButton_, run_);
+}
+
+TransformWindow::~TransformWindow() { ClosePreview(); }
+
+std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block) {
+    auto* transform = dynamic_cast<CTransformDlg*>(block.get());
+    if (transform) block.release();
+    return std::unique_ptr<CTransformDlg>(transform);
+}
+
+// --- OK ---
+
+void TransformWindow::SetBatch(bool isOn) {
+    Transform().m_bBatch = isOn;
+    if (isOn)
+        session_.host.Notice("batchTransform", "Batch Processing",
+                             std::string(batchFilesText) + "\n\n" + batchWriteText);
+}
+
+bool TransformWindow::Run() {
+    if (IsBusy() || !onTransform) return false;
+    if (!Block().Document() || !Fault().isEmpty()) {
+        FocusFault();
+        return false;
+    }
+    bool isDone = false;
+    // The preview reads the recording, which may be on its way out.
+    if (preview_) preview_->setEnabled(false);
+    Work([&] { isDone = onTransform(Transform()); });
+    if (preview_) preview_->setEnabled(true);
+    if (!isDone) return false;
+    emit Ran();
+    accept();
+    return true;
+}
+
+void TransformWindow::done(int result) {
+    if (!IsBusy()) ClosePreview();
+    CEventBaseNonModalDlg::done(result);
+}
+
+// --- the preview ---
+
+PreviewWindow* TransformWindow::OpenPreview() {
+    CDataDoc* doc = Block().Document();
+    if (!host_ || !doc || IsBusy()) return nullptr;
+    if (!preview_) {
+        if (doc->hasGaps || doc->episodic)
+            session_.host.Notice("previewIgnoresGaps", "Preview", previewGapsText);
+        preview_ = new PreviewWindow(*host_, *doc, Block().View(), look_, this);
+        preview_->setWindowTitle(tr("Preview - %1").arg(windowTitle()));
+        RefreshPreview();
+    }
+    preview_->show();
+    preview_->raise();
+    preview_->activateWindow();
+    return preview_;
+}
+
+void TransformWindow::ClosePreview() { delete preview_; }
+
+// What the traces of a result depend on.
+std::string TransformWindow::PreviewedSettings() {
+    std::string text;
+    for (const Param& param : Block().Params())
+        if (param.HasValue() && param.key != "comment" && param.key != "newFile" && param.key != "addMode")
+            text += param.key + "=" + param.ValueText() + "\n";
+    return text;
+}
+
+void TransformWindow::RefreshPreview() {
+    const auto trace = static_cast<size_t>(traces_->PreviewTrace());
+    const std::string& units = traces_->Document()->traces[trace].traceUnits;
+    previewed_ = PreviewedSettings();
+    preview_->Model().m_strRawUnits = units;
+    preview_->Model().m_strTransformedUnits = traces_->ResultUnits(units);
+    preview_->Refresh();
+}
+
+void TransformWindow::Drawn() {
+    const bool hasDoc = Block().Document() != nullptr;
+    if (previewButton_) previewButton_->setEnabled(hasDoc);
+    if (!preview_ || !hasDoc || IsBusy() || !Fault().isEmpty()) return;
+    if (PreviewedSettings() != previewed_) RefreshPreview();
+}
+
+void TransformWindow::SetActive(CDataDoc* doc, DocumentView* view) {
+    if (doc != Block().Document() || view != Block().View()) ClosePreview();
+    CEventBaseNonModalDlg::SetActive(doc, view);
+}
+
+void TransformWindow::DocumentChanged(UpdateHint hint) {
+    previewed_.clear();
+    CEventBaseNonModalDlg::DocumentChanged(hint);
+}
+
+}  // namespace kymora

@@ -1,0 +1,78 @@
+#pragma once
+// The window of a transform: that of an operation, which stops the rest of the program while it is open, with
+// "OK", "Cancel", the check "Batch process" and, for transforms of traces, a preview.
+
+#include <QPointer>
+
+#include "catalogue/windows/event_base_non_modal_dlg.h"
+#include "display/windows/preview_window.h"
+#include "transforms/transform_dlg.h"
+
+namespace kymora {
+
+inline constexpr const char* previewGapsText =
+    "Note: the preview window ignores episode boundaries and treats gaps as zero-filled data but the full "
+    "transform treats episodes separately and ignores gaps";
+
+// Passes on to the transform, but gives it no settings that it refuses: the data then stay as they are, and
+// the fault is the message.
+class GuardedPreviewHost : public CPreviewHost {
+  public:
+    explicit GuardedPreviewHost(CTransformTraceDlg& block) : block_(block) {}
+    void OnNeedData(PreviewData& data) override;
+    int PreviewTrace() const override { return block_.PreviewTrace(); }
+
+  private:
+    CTransformTraceDlg& block_;
+};
+
+// Takes a transform out of `block`; null where it is none, which then stays there.
+std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block);
+
+class TransformWindow : public CEventBaseNonModalDlg {
+    Q_OBJECT
+
+  public:
+    // `block` was made by the operation. `look`, if given, outlives the window and keeps what its previews
+    // look like.
+    TransformWindow(Session& session, const Operation& operation, std::unique_ptr<CTransformDlg> block,
+                    PreviewLook* look = nullptr, QWidget* parent = nullptr);
+    ~TransformWindow() override;
+
+    CTransformDlg& Transform() { return transform_; }
+
+    // Does the transform that the window was set for; true closes the window. Set before it is shown.
+    std::function<bool(CTransformDlg&)> onTransform;
+
+    // The button "OK".
+    bool Run() override;
+    // The button "Preview". Null where the transform has none, or there is no recording.
+    PreviewWindow* OpenPreview();
+    PreviewWindow* Preview() const { return preview_; }
+
+    void SetActive(CDataDoc* doc, DocumentView* view) override;
+    void DocumentChanged(UpdateHint hint) override;
+    void done(int result) override;
+
+  protected:
+    void Drawn() override;
+
+  private:
+    TransformWindow(Session& session, const Operation& operation, CTransformDlg& transform,
+                    std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent);
+    void SetBatch(bool isOn);
+    void ClosePreview();
+    std::string PreviewedSettings();
+    void RefreshPreview();
+
+    CTransformDlg& transform_;                  // the block, as what it is
+    CTransformTraceDlg* traces_;                // the same; null for transforms of whole recordings
+    std::unique_ptr<GuardedPreviewHost> host_;  // null for those, too
+    PreviewLook ownLook_;
+    PreviewLook& look_;
+    QPointer<PreviewWindow> preview_;
+    QPushButton* previewButton_ = nullptr;
+    std::string previewed_;  // the settings that the preview shows
+};
+
+}  // namespace kymora

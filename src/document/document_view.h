@@ -1,0 +1,26 @@
+#pragma once
+// What a document knows of the views that show it.
+
+#include <vector>
+
+#include "document/stored_settings.h"
+#include "document/view_guide.h"
+
+namespace kymora {
+
+enum class UpdateHint { samples, events, settings };
+
+// What a document knows of the views that show it.
+class DocumentView {
+  public:
+    virtual ~DocumentView() = default;
+    virtual DisplaySettings GetDisplaySettings() const = 0;
+    virtual void OnUpdate(UpdateHint hint) = 0;
+    // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
+    // cursors.
+    virtual std::vector<double> GetCursorTimes() const { return {}; }
+    // Lines that an open dialog has the view draw; each call takes the place of the one before.
+    virtual void SetGuides(std::vector<ViewGuide>) {}
+};
+
+}  // namespace kymora

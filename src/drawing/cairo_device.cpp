@@ -1,0 +1,311 @@
+#include "drawing/cairo_device.h"
+
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
+#include <cairo.h>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+namespace kymora {
+
+namespace {
+
+constexpr double textHeight = 11.5;  // pixels
+constexpr int mostTextHeight = 1000;
+constexpr const char* textFace = "DejaVu Sans";
+constexpr double pointsPerPixel = 0.75;  // 96 pixels to the inch
+constexpr size_t strokePiece = 32;       // segments
+constexpr double dash[] = {3.0, 3.0};
+
+void Check(cairo_status_t status, const char* what) {
+    if (status != CAIRO_STATUS_SUCCESS)
+        throw std::runtime_error(std::string(what) + ": " + cairo_status_to_string(status));
+}
+
+uint32_t SwapRedBlue(uint32_t colour) {
+    return (colour & 0x00FF00) | (colour & 0xFF) << 16 | (colour >> 16 & 0xFF);
+}
+
+}  // namespace
+
+struct CairoDevice::Surface {
+    cairo_surface_t* image = nullptr;
+    cairo_t* cairo = nullptr;
+    std::vector<std::byte> written;  // of a vector file
+    bool bold = false;
+    bool fontSelected = false;
+
+    ~Surface() {
+        if (cairo) cairo_destroy(cairo);
+        if (image) cairo_surface_destroy(image);
+    }
+    uint32_t* Row(int y) const {
+        unsigned char* bytes = cairo_image_surface_get_data(image);
+        return reinterpret_cast<uint32_t*>(bytes +
+                                           static_cast<ptrdiff_t>(cairo_image_surface_get_stride(image)) * y);
+    }
+};
+
+CairoDevice::CairoDevice(int width, int height, PictureFormat format)
+    : surface_(std::make_unique<Surface>()),
+      width_(width),
+      height_(height),
+      format_(format),
+      clip_{0, 0, width, height} {
+    MakeSurface();
+    Check(cairo_surface_status(surface_->image), "The picture could not be made");
+    surface_->cairo = cairo_create(surface_->image);
+    Check(cairo_status(surface_->cairo), "The picture could not be made");
+    if (format_ == PictureFormat::pdf) cairo_scale(surface_->cairo, pointsPerPixel, pointsPerPixel);
+    cairo_set_line_join(surface_->cairo, CAIRO_LINE_JOIN_BEVEL);
+    cairo_set_line_cap(surface_->cairo, CAIRO_LINE_CAP_SQUARE);
+    cairo_font_options_t* options = cairo_font_options_create();
+    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
+    cairo_set_font_options(surface_->cairo, options);
+    cairo_font_options_destroy(options);
+}
+
+CairoDevice::~CairoDevice() = default;
+
+void CairoDevice::MakeSurface() {
+    const auto append = [](void* to, const unsigned char* data, unsigned int length) {
+        auto& bytes = *static_cast<std::vector<std::byte>*>(to);
+        const auto* from = reinterpret_cast<const std::byte*>(data);
+        bytes.insert(bytes.end(), from, from + length);
+        return CAIRO_STATUS_SUCCESS;
+    };
+    if (format_ == PictureFormat::png) {
+        surface_->image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width_, height_);
+    } else if (format_ == PictureFormat::svg) {
+        surface_->image = cairo_svg_surface_create_for_stream(append, &surface_->written, width_, height_);
+        cairo_svg_surface_set_document_unit(surface_->image, CAIRO_SVG_UNIT_PX);
+    } else {
+        surface_->image = cairo_pdf_surface_create_for_stream(
+            append, &surface_->written, width_ * pointsPerPixel, height_ * pointsPerPixel);
+    }
+}
+
+std::vector<std::byte> CairoDevice::Encode(const std::function<bool()>& goOn) {
+    if (!IsVector()) return EncodePng(goOn);
+    cairo_show_page(surface_->cairo);
+    cairo_surface_finish(surface_->image);
+    Check(cairo_surface_status(surface_->image), "The picture could not be written");
+    if (!goOn()) return {};
+    return std::move(surface_->written);
+}
+
+std::vector<std::byte> CairoDevice::EncodePng(const std::function<bool()>& goOn) const {
+    struct Target {
+        std::vector<std::byte> bytes;
+        const std::function<bool()>& goOn;
+        bool stopped = false;
+    } target{{}, goOn};
+    const auto append = [](void* to, const unsigned char* data, unsigned int length) {
+        auto& target = *static_cast<Target*>(to);
+        target.stopped = target.stopped || !target.goOn();
+        if (target.stopped) return CAIRO_STATUS_WRITE_ERROR;
+        const auto* from = reinterpret_cast<const std::byte*>(data);
+        target.bytes.insert(target.bytes.end(), from, from + length);
+        return CAIRO_STATUS_SUCCESS;
+    };
+    const auto status = cairo_surface_write_to_png_stream(surface_->image, append, &target);
+    if (target.stopped) return {};
+    Check(status, "The picture could not be written");
+    return std::move(target.bytes);
+}
+
+uint32_t CairoDevice::PixelAt(int x, int y) const {
+    cairo_surface_flush(surface_->image);
+    return SwapRedBlue(surface_->Row(y)[x] & 0xFFFFFF);
+}
+
+void CairoDevice::SetPen(const Pen& pen) {
+    pen_ = pen;
+    cairo_set_line_width(surface_->cairo, pen.width);
+    cairo_set_dash(surface_->cairo, dash, pen.style == Pen::Style::dashed ? 2 : 0, 0.0);
+}
+
+void CairoDevice::MoveTo(int x, int y) { position_ = {x, y}; }
+
+void CairoDevice::LineTo(int x, int y) {
+    const Point points[] = {position_, {x, y}};
+    Polyline(points);
+}
+
+void CairoDevice::Polyline(std::span<const Point> points) {
+    if (points.empty()) return;
+    position_ = points.back();
+    const LineShape::Kind kind = shape_.Prepare(points, pen_, clip_);
+    if (kind == LineShape::Kind::nothing) return;
+    const bool isCrisp = kind == LineShape::Kind::straight || kind == LineShape::Kind::envelope;
+    if (!isCrisp || IsVector())
+        Stroke(shape_.Points(), kind != LineShape::Kind::dashes);
+    else if (kind == LineShape::Kind::straight)
+        FillSegments();
+    else
+        FillSpans();
+}
+
+void CairoDevice::FillSegments() {
+    const auto points = shape_.Points();
+    const int before = (pen_.width - 1) / 2, behind = pen_.width / 2 + 1;
+    for (size_t i = points.size() == 1 ? 0 : 1; i < points.size(); ++i) {
+        const Point from = points[i == 0 ? 0 : i - 1], to = points[i];
+        const auto [left, right] = std::minmax(from.x, to.x);
+        const auto [top, bottom] = std::minmax(from.y, to.y);
+        FillRect({left - before, top - before, right + behind, bottom + behind}, pen_.colour);
+    }
+}
+
+void CairoDevice::FillSpans() {
+    const int before = (pen_.width - 1) / 2, behind = pen_.width / 2 + 1;
+    for (const ColumnSpan& span : shape_.Spans())
+        FillRect({span.x - before, span.top - before, span.x + behind, span.bottom + behind}, pen_.colour);
+}
+
+void CairoDevice::Stroke(std::span<const Point> points, bool smooth) {
+    cairo_t* cairo = surface_->cairo;
+    SetColour(pen_.colour);
+    cairo_set_antialias(cairo, smooth ? CAIRO_ANTIALIAS_FAST : CAIRO_ANTIALIAS_NONE);
+    // The cost of a stroke on pixels rises faster than its length, so a long line is drawn in pieces.
+    const size_t longest = IsVector() ? points.size() : strokePiece;
+    for (size_t from = 0; from + 1 < points.size(); from += longest) {
+        const auto piece = points.subspan(from, std::min(longest + 1, points.size() - from));
+        cairo_move_to(cairo, piece.front().x + 0.5, piece.front().y + 0.5);
+        for (const Point& point : piece.subspan(1)) cairo_line_to(cairo, point.x + 0.5, point.y + 0.5);
+        cairo_stroke(cairo);
+    }
+}
+
+void CairoDevice::SetPixel(int x, int y, uint32_t colour) { FillRect({x, y, x + 1, y + 1}, colour); }
+
+void CairoDevice::FillEllipse(const PixelRect& bounds, uint32_t colour) {
+    if (bounds.Width() <= 0 || bounds.Height() <= 0) return;
+    cairo_t* cairo = surface_->cairo;
+    SetColour(colour);
+    cairo_set_antialias(cairo, CAIRO_ANTIALIAS_GOOD);
+    cairo_save(cairo);
+    cairo_translate(cairo, (bounds.left + bounds.right + 1) / 2.0, (bounds.top + bounds.bottom + 1) / 2.0);
+    cairo_scale(cairo, (bounds.Width() + 1) / 2.0, (bounds.Height() + 1) / 2.0);
+    cairo_arc(cairo, 0.0, 0.0, 1.0, 0.0, 2.0 * M_PI);
+    cairo_restore(cairo);
+    cairo_fill(cairo);
+}
+
+void CairoDevice::FillRect(const PixelRect& area, uint32_t colour) {
+    const int left = std::max(area.left, clip_.left), right = std::min(area.right, clip_.right);
+    const int top = std::max(area.top, clip_.top), bottom = std::min(area.bottom, clip_.bottom);
+    if (left >= right || top >= bottom) return;
+    if (IsVector()) {
+        SetColour(colour);
+        cairo_rectangle(surface_->cairo, left, top, right - left, bottom - top);
+        return cairo_fill(surface_->cairo);
+    }
+    cairo_surface_flush(surface_->image);
+    const uint32_t pixel = SwapRedBlue(colour);
+    for (int y = top; y < bottom; ++y) std::fill(surface_->Row(y) + left, surface_->Row(y) + right, pixel);
+    cairo_surface_mark_dirty(surface_->image);
+}
+
+void CairoDevice::SetClip(const PixelRect& area) {
+    ClearClip();
+    clip_ = {std::max(0, area.left), std::max(0, area.top), std::min(width_, area.right),
+             std::min(height_, area.bottom)};
+    cairo_rectangle(surface_->cairo, area.left, area.top, std::max(0, area.Width()),
+                    std::max(0, area.Height()));
+    cairo_clip(surface_->cairo);
+}
+
+void CairoDevice::ClearClip() {
+    clip_ = {0, 0, width_, height_};
+    cairo_reset_clip(surface_->cairo);
+}
+
+void CairoDevice::SetColour(uint32_t colour) {
+    cairo_set_source_rgb(surface_->cairo, (colour & 0xFF) / 255.0, (colour >> 8 & 0xFF) / 255.0,
+                         (colour >> 16 & 0xFF) / 255.0);
+}
+
+void CairoDevice::SelectFont(bool bold) {
+    if (surface_->fontSelected && surface_->bold == bold) return;
+    cairo_select_font_face(surface_->cairo, textFace, CAIRO_FONT_SLANT_NORMAL,
+                           bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(surface_->cairo, textHeight);
+    surface_->bold = bold;
+    surface_->fontSelected = true;
+}
+
+// The nearest font stands in for one that does not exist.
+void CairoDevice::SelectFont(const FontSpec& font) {
+    cairo_select_font_face(surface_->cairo, OneLine(font.face).c_str(),
+                           font.italic ? CAIRO_FONT_SLANT_ITALIC : CAIRO_FONT_SLANT_NORMAL,
+                           font.weight >= 600 ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(surface_->cairo, std::clamp(font.pixelHeight, 1, mostTextHeight));
+    surface_->fontSelected = false;
+}
+
+Extent CairoDevice::ExtentOf(const std::string& line) {
+    cairo_text_extents_t extents;
+    cairo_text_extents(surface_->cairo, line.c_str(), &extents);
+    cairo_font_extents_t font;
+    cairo_font_extents(surface_->cairo, &font);
+    return {static_cast<int>(std::ceil(extents.x_advance)),
+            static_cast<int>(std::ceil(font.ascent + font.descent))};
+}
+
+Extent CairoDevice::TextExtent(std::string_view text, bool bold) {
+    SelectFont(bold);
+    return ExtentOf(OneLine(text));
+}
+
+Extent CairoDevice::FontExtent(std::string_view text, const FontSpec& font) {
+    SelectFont(font);
+    return ExtentOf(OneLine(text));
+}
+
+void CairoDevice::StrokeUnder(const FontSpec& font, double along, double baseline, int width) {
+    cairo_t* cairo = surface_->cairo;
+    const double height = std::clamp(font.pixelHeight, 1, mostTextHeight);
+    cairo_save(cairo);
+    cairo_set_dash(cairo, nullptr, 0, 0.0);
+    cairo_set_line_width(cairo, std::max(1.0, height / 14.0));
+    for (const auto& [wanted, rise] : {std::pair(font.underline, -0.12), std::pair(font.strikeOut, 0.3)}) {
+        if (!wanted) continue;
+        cairo_move_to(cairo, along, baseline - rise * height);
+        cairo_rel_line_to(cairo, width, 0.0);
+        cairo_stroke(cairo);
+    }
+    cairo_restore(cairo);
+}
+
+void CairoDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {
+    const Extent extent = style.font ? FontExtent(text, *style.font) : TextExtent(text, style.bold);
+    cairo_font_extents_t font;
+    cairo_font_extents(surface_->cairo, &font);
+    // From the aligned point to the start of the baseline, before the text is turned.
+    double along = 0.0, across = font.ascent;
+    if (style.horizontal == TextStyle::Horizontal::centre) along = -extent.width / 2;
+    if (style.horizontal == TextStyle::Horizontal::right) along = -extent.width;
+    if (style.vertical == TextStyle::Vertical::centre) across = font.ascent - extent.height / 2;
+    if (style.vertical == TextStyle::Vertical::bottom) across = font.ascent - extent.height;
+
+    cairo_t* cairo = surface_->cairo;
+    cairo_save(cairo);
+    SetColour(style.colour);
+    cairo_translate(cairo, x, y);
+    if (style.upward) cairo_rotate(cairo, -M_PI / 2.0);
+    if (style.escapement != 0) cairo_rotate(cairo, -style.escapement * M_PI / 1800.0);
+    cairo_move_to(cairo, along, std::round(across));
+    if (format_ == PictureFormat::svg) {
+        cairo_text_path(cairo, OneLine(text).c_str());  // not every reader of SVG knows symbols
+        cairo_fill(cairo);
+    } else {
+        cairo_show_text(cairo, OneLine(text).c_str());
+    }
+    if (style.font) StrokeUnder(*style.font, along, std::round(across), extent.width);
+    cairo_restore(cairo);
+}
+
+}  // namespace kymora

@@ -1,0 +1,169 @@
+#include "drawing/draw_device.h"
+
+#include "archive/text_encoding.h"
+
+namespace kymora {
+
+bool IsDarkPaper(uint32_t paper) {
+    const double brightness =
+        0.299 * (paper & 0xFF) + 0.587 * (paper >> 8 & 0xFF) + 0.114 * (paper >> 16 & 0xFF);
+    return brightness < 128.0;
+}
+
+uint32_t Blend(uint32_t colour, uint32_t other, double share) {
+    uint32_t blend = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const double from = colour >> shift & 0xFF, to = other >> shift & 0xFF;
+        blend |= static_cast<uint32_t>(from + (to - from) * share + 0.5) << shift;
+    }
+    return blend;
+}
+
+void DrawDevice::Polyline(std::span<const Point> points) {
+    if (points.empty()) return;
+    MoveTo(points.front().x, points.front().y);
+    for (const Point& point : points.subspan(1)) LineTo(point.x, point.y);
+}
+
+Extent DrawDevice::FontExtent(std::string_view text, const FontSpec& font) {
+    const Extent own = TextExtent(text, font.weight >= 600);
+    const auto scaled = [&](int length) {
+        return ClampPixel(int64_t{length} * font.pixelHeight / FontSpec().pixelHeight);
+    };
+    return {scaled(own.width), scaled(own.height)};
+}
+
+void JoinColumns(std::span<const Point> points, std::vector<Point>& joined) {
+    joined.clear();
+    const auto add = [&](Point point) {
+        if (joined.empty() || joined.back() != point) joined.push_back(point);
+    };
+    size_t i = 0;
+    while (i < points.size()) {
+        const int x = points[i].x;
+        const int first = points[i].y;
+        int low = first, high = first, last = first;
+        for (; i < points.size() && points[i].x == x; ++i) {
+            last = points[i].y;
+            low = std::min(low, last);
+            high = std::max(high, last);
+        }
+        add({x, first});
+        add({x, low});
+        add({x, high});
+        add({x, last});
+    }
+}
+
+bool IsDense(std::span<const Point> joined) {
+    size_t advances = 0;
+    for (size_t i = 1; i < joined.size(); ++i)
+        if (joined[i].x != joined[i - 1].x) ++advances;
+    return 2 * joined.size() > 3 * (advances + 1);
+}
+
+bool IsSteep(std::span<const Point> joined, int rows) {
+    int64_t along = 0, across = 0;
+    for (size_t i = 1; i < joined.size(); ++i) {
+        along += std::abs(joined[i].x - joined[i - 1].x);
+        across += std::abs(joined[i].y - joined[i - 1].y);
+    }
+    return across > along * rows;
+}
+
+namespace {
+
+// Row of a segment at half a column behind column x, held between its ends.
+int RowBehind(Point from, Point to, int x) {
+    const int64_t columns = int64_t{to.x} - from.x;
+    const int64_t rows = int64_t{to.y} - from.y;
+    const int64_t halfColumns = 2 * (int64_t{x} - from.x) + 1;
+    return from.y + static_cast<int>(rows * halfColumns / (2 * columns));
+}
+
+void AddSegment(Point from, Point to, int left, int right, std::vector<ColumnSpan>& spans) {
+    if (from.x > to.x) std::swap(from, to);
+    const int first = std::max(from.x, left), last = std::min(to.x, right - 1);
+    if (first > last) return;
+    int row = first == from.x ? from.y : RowBehind(from, to, first - 1);
+    for (int x = first; x <= last; ++x) {
+        const int next = x == to.x ? to.y : RowBehind(from, to, x);
+        const ColumnSpan span{x, std::min(row, next), std::max(row, next)};
+        ColumnSpan* before = spans.empty() ? nullptr : &spans.back();
+        const bool joins =
+            before && before->x == x && span.top <= before->bottom + 1 && span.bottom >= before->top - 1;
+        if (joins) {
+            before->top = std::min(before->top, span.top);
+            before->bottom = std::max(before->bottom, span.bottom);
+        } else {
+            spans.push_back(span);
+        }
+        row = next;
+    }
+}
+
+}  // namespace
+
+void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans) {
+    spans.clear();
+    if (points.size() == 1) AddSegment(points[0], points[0], left, right, spans);
+    for (size_t i = 1; i < points.size(); ++i) AddSegment(points[i - 1], points[i], left, right, spans);
+}
+
+bool IsAlongAxes(std::span<const Point> points) {
+    for (size_t i = 1; i < points.size(); ++i)
+        if (points[i].x != points[i - 1].x && points[i].y != points[i - 1].y) return false;
+    return true;
+}
+
+void LineShape::MakeSpans(const PixelRect& clip, const Pen& pen) {
+    SpansOf(points_, clip.left - pen.width, clip.right + pen.width, spans_);
+}
+
+LineShape::Kind LineShape::Prepare(std::span<const Point> points, const Pen& pen, const PixelRect& clip) {
+    points_ = points;
+    if (points.empty() || pen.style == Pen::Style::null) return Kind::nothing;
+    if (pen.style == Pen::Style::dashed) return Kind::dashes;
+    const bool straight = IsAlongAxes(points);
+    JoinColumns(points, joined_);
+    points_ = joined_;
+    if (!straight && !IsDense(joined_)) return Kind::smooth;
+    if (!straight) MakeSpans(clip, pen);
+    return straight ? Kind::straight : Kind::envelope;
+}
+
+std::string OneLine(std::string_view text) {
+    std::string line = ToDisplayText(text);
+    for (char& c : line)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+    return line;
+}
+
+void RimmedText(DrawDevice& device, int x, int y, std::string_view text, const TextStyle& style,
+                uint32_t paper) {
+    TextStyle rim = style;
+    rim.colour = paper;
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx)
+            if (dx != 0 || dy != 0) device.Text(x + dx, y + dy, text, rim);
+    device.Text(x, y, text, style);
+}
+
+std::string ElideText(DrawDevice& device, std::string_view wanted, int width) {
+    const std::string text = OneLine(wanted);
+    if (device.TextExtent(text).width <= width) return text;
+    const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+    std::string_view kept = text;
+    // A character takes a pixel at least, and four bytes at most; the rest of a very long text needs no
+    // measuring.
+    kept = kept.substr(0, std::min<size_t>(kept.size(), 4 * static_cast<size_t>(std::max(width, 0)) + 4));
+    while (!kept.empty()) {
+        do kept.remove_suffix(1);
+        while (!kept.empty() && isContinuation(text[kept.size()]));
+        std::string shown = std::string(kept) + "\u2026";
+        if (!kept.empty() && device.TextExtent(shown).width <= width) return shown;
+    }
+    return {};
+}
+
+}  // namespace kymora

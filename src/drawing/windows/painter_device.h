@@ -1,0 +1,60 @@
+#pragma once
+// Draws with a QPainter.
+
+#include <QFont>
+#include <QPainter>
+
+#include "drawing/draw_device.h"
+
+namespace kymora {
+
+QColor ToQColor(uint32_t colour);
+
+class PainterDevice : public DrawDevice {
+  public:
+    // The painter must be active as long as the device is used.
+    explicit PainterDevice(QPainter& painter);
+
+    // The font of axes, labels and edit boxes.
+    static QFont TextFont(bool bold = false);
+    // A font of the user's; Qt puts the nearest in the place of one that does not exist.
+    static QFont UserFont(const FontSpec& spec);
+
+    void SetPen(const Pen& pen) override;
+    void MoveTo(int x, int y) override;
+    void LineTo(int x, int y) override;
+    void Polyline(std::span<const Point> points) override;
+    void SetPixel(int x, int y, uint32_t colour) override;
+    void FillEllipse(const PixelRect& bounds, uint32_t colour) override;
+    void FillRect(const PixelRect& area, uint32_t colour) override;
+    void SetClip(const PixelRect& area) override;
+    void ClearClip() override;
+    void Text(int x, int y, std::string_view text, const TextStyle& style) override;
+    Extent TextExtent(std::string_view text, bool bold = false) override;
+    Extent FontExtent(std::string_view text, const FontSpec& font) override;
+
+  private:
+    void Stroke(std::span<const Point> points, bool smooth);
+    void DrawPoints(bool inOnePiece);
+    void FillSegments();
+    void FillDashes(std::span<const Point> points);
+    void FillSpans();
+    void FillRects();
+    // Held to the surroundings of what can be seen.
+    int HeldX(int x) const { return std::clamp(x, clip_.left - pen_.width, clip_.right + pen_.width); }
+    int HeldY(int y) const { return std::clamp(y, clip_.top - pen_.width, clip_.bottom + pen_.width); }
+    // In pixels of the screen.
+    int OnScreen(int pixel) const { return static_cast<int>(std::floor(pixel * ratio_)); }
+
+    QPainter& painter_;
+    Pen pen_;
+    Point position_;
+    PixelRect clip_;
+    double ratio_ = 1.0;     // pixels of the screen for one of the window
+    bool isVector_ = false;  // a printer or a file of shapes, which has no pixels
+    LineShape shape_;
+    std::vector<QRect> rects_;
+    std::vector<QPointF> points_;
+};
+
+}  // namespace kymora

@@ -1,0 +1,59 @@
+#pragma once
+// What the user can choose for all recordings, and the greatest numbers of traces and channels.
+
+#include <cstdint>
+#include <string>
+
+namespace kymora {
+
+inline constexpr int maxTraces = 128;
+inline constexpr int maxEventChannels = 999;
+inline constexpr int letterChannels = 26;
+
+// Where new traces and channels take their colours from.
+enum class Palette : int {
+    system = 0,
+    okabeIto = 1,  // eight colours that colour-blind people can tell apart
+};
+
+// Options that the user keeps between sessions.
+struct Options {
+    int expandContractFocus = 1;  // "Expand-Contract focus"; 1 keeps the left edge of the view when zooming
+    int cancelSelectionAfterAction = 0;     // "Cancel selection after action"
+    int hitMargin = 3;                      // "Hit margin", pixels, 0 to 20
+    int eventChannelMode = letterChannels;  // "Event channel number": 26 letters or 999 numbers
+    int bootstrapReps = 1000;               // "Bootstrap reps"
+    int theme = 0;    // "Theme": colours of the windows; 0 as the system, 1 light, 2 dark
+    int palette = 0;  // "Palette": a Palette, of traces and channels without a colour
+};
+
+// What an event gets that the user inserts with the mouse or at given times.
+struct EventInsertion {
+    int kind = 0;              // 0 of a fixed duration, 1 from press to release, 2 of one sample
+    bool centred = false;      // a fixed duration lies around the click, else it starts there
+    double durationMs = 10.0;  // at least one sample
+    float value = 0.0f;
+    int32_t tag = 0;
+    bool ownColour = false;
+    uint32_t colour = 0x0080FF;
+    std::string label;
+};
+
+// What the dialog of a text file starts with: the answers of the file before.
+struct TextFileDefaults {
+    int skipRows = -1;  // -1: guessed from the file
+    int skipColumns = 0;
+    int labelRow = 0;             // counted from 1; 0 for no labels
+    double sampleInterval = 1.0;  // ms
+    bool dataInColumns = true;
+};
+
+// How raw binary files are read.
+struct BinaryFileDefaults {
+    int binaryTraces = 1;           // interleaved, 1 to 16
+    double binaryInterval = 1.0;    // ms, 1e-8 to 1e10
+    int binaryType = 0;             // of the table in import/binary_samples.h, 0 to 3
+    bool binaryUseDefault = false;  // files open without the dialog
+};
+
+}  // namespace kymora

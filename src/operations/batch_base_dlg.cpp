@@ -1,0 +1,161 @@
+#include "operations/batch_base_dlg.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "document/undo.h"
+#include "host/memory_file_system.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t baseVersion = 1;
+
+}  // namespace
+
+std::string CBatchBaseDlg::Validate() {
+    const ParamList params = Params();
+    for (const Param& param : params) {
+        if (!param.HasValue() || !param.IsEnabled()) continue;
+        std::string fault = param.Fault();
+        if (!fault.empty()) return fault;
+    }
+    return CheckSettings();
+}
+
+// --- configuration ---
+
+std::string ReadClassName(CArchive& archive) {
+    std::string name;
+    try {
+        if (archive.Remaining() > 0) name = archive.ReadString();
+    } catch (const ArchiveError&) {
+        return {};
+    }
+    const bool isName = std::all_of(name.begin(), name.end(), [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    });
+    return isName ? name : std::string();
+}
+
+void CBatchBaseDlg::Serialize(CArchive& archive) {
+    if (archive.IsStoring()) {
+        archive.WriteString(ClassName());
+        archive.Write<uint32_t>(baseVersion);
+        archive.Write<uint32_t>(m_nPaneState);
+        return;
+    }
+    m_bConfigError = false;
+    const std::string name = ReadClassName(archive);
+    if (name.empty() || (name != ClassName() && name != OlderClassName())) {
+        m_bConfigError = true;
+        throw ArchiveError(fmt::format("Unrecognized configuration file format. Expected {} but read {}.",
+                                       ClassName(), name.empty() ? "no identifier" : name));
+    }
+    const auto version = archive.Read<uint32_t>();
+    if (version > baseVersion) throw ArchiveError(fmt::format(laterConfigText, ClassName()));
+    m_nPaneState = archive.Read<uint32_t>();
+}
+
+std::vector<std::byte> CBatchBaseDlg::Settings() {
+    MemoryFile file;
+    CArchive archive(file, CArchive::Mode::store);
+    Serialize(archive);
+    archive.Close();
+    return file.Bytes();
+}
+
+void CBatchBaseDlg::TakeSettings(std::span<const std::byte> record) {
+    MemoryFile file;
+    file.Bytes().assign(record.begin(), record.end());
+    CArchive archive(file, CArchive::Mode::load);
+    Serialize(archive);
+    if (archive.Remaining() > 0) throw ArchiveError(fmt::format(damagedConfigText, ClassName()));
+}
+
+// --- running ---
+
+bool CBatchBaseDlg::Run() {
+    if (!m_pDoc) return false;
+    if (const std::string fault = Validate(); !fault.empty()) {
+        Refuse(fault);
+        return false;
+    }
+    const size_t historyLength = m_pDoc->historyLog.size();
+    bool done = false;
+    m_written.clear();
+    {
+        UndoScope undo(*m_pDoc, Title());
+        const auto putBack = [&] {
+            undo.PutBack();
+            m_pDoc->historyLog.resize(historyLength);
+        };
+        try {
+            done = Analyse(undo);
+        } catch (const FileError& error) {
+            Refuse(error.what());
+        } catch (...) {
+            putBack();
+            throw;
+        }
+        if (done) m_written = undo.Channels();
+        if (!done)
+            putBack();
+        else if (m_pDoc->historyLog.size() > historyLength)
+            undo.NoteInHistory();
+    }
+    if (done && ChangesDocument()) m_pDoc->OfferChannelsInUse();
+    if (ChangesDocument()) m_pDoc->UpdateAllViews(UpdateHint::events);
+    return done;
+}
+
+void CBatchBaseDlg::Tell(std::string_view text) {
+    if (!m_bInBatch) return GetHost().Message(text);
+    std::string& errors = m_pDoc->GetSession().processErrors;
+    errors += text;
+    if (!errors.ends_with('\n')) errors += "\r\n";
+}
+
+void CBatchBaseDlg::Refuse(std::string_view text) {
+    if (m_bInBatch)
+        m_pDoc->GetSession().processErrors +=
+            fmt::format("{}\r\n\t{}: {}\r\n", m_pDoc->filePath.string(), Title(), text);
+    else
+        GetHost().Failure(text);
+}
+
+void CBatchBaseDlg::AppendHistory(std::string_view lines) {
+    std::string& history = m_pDoc->historyLog;
+    // A recording may come with a history whose last line has no end.
+    if (!history.empty() && !history.ends_with('\n')) history += "\r\n\r\n";
+    history += fmt::format("{}\r\n{}", Title(), lines);
+    while (!history.ends_with("\r\n\r\n")) history += history.ends_with("\r\n") ? "\r\n" : "\r\n\r\n";
+}
+
+// --- values of a record ---
+
+void Exchange(CArchive& archive, std::vector<int>& numbers) {
+    if (archive.IsStoring()) {
+        archive.Write<int32_t>(static_cast<int32_t>(numbers.size()));
+        for (const int number : numbers) archive.Write<int32_t>(number);
+        return;
+    }
+    numbers.resize(archive.ReadItemCount(sizeof(int32_t), "channels"));
+    for (int& number : numbers) number = archive.Read<int32_t>();
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+}
+
+uint32_t ExchangeVersion(CArchive& archive, uint32_t current, std::string_view className) {
+    if (archive.IsStoring()) {
+        archive.Write<uint32_t>(current);
+        return current;
+    }
+    const auto version = archive.Read<uint32_t>();
+    if (version > current) throw ArchiveError(fmt::format(laterConfigText, className));
+    return version;
+}
+
+}  // namespace kymora

@@ -1,0 +1,175 @@
+#pragma once
+// The base of all operations with parameters. Such an object is what a dialog of the system is without its
+// window: the parameters with their limits, the checks, the configuration file, the report, and the action.
+// The desktop shows it in a window made from its description; the command line and a batch set the same
+// members.
+//
+// An operation works on the document that CheckChangeDoc gave it, and reads what a user sees there from the
+// view that CheckChangeView gave it, if there is one. All of it belongs to the interface thread.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "archive/archive.h"
+#include "document/data_doc.h"
+#include "document/view_guide.h"
+#include "operations/chart.h"
+#include "operations/param.h"
+#include "results/result.h"
+
+namespace kymora {
+
+// Takes a result text piece by piece; false when it wants no more.
+using TextSink = std::function<bool(std::string_view)>;
+
+inline constexpr const char* noViewText = "No active view or document";
+// Both take the class name.
+inline constexpr const char* laterConfigText =
+    "This configuration of {} was written by a later version of Kymora and cannot be read by this one.";
+inline constexpr const char* damagedConfigText = "This configuration of {} is damaged. Nothing was loaded.";
+
+class CBatchBaseDlg {
+  public:
+    CBatchBaseDlg() = default;
+    virtual ~CBatchBaseDlg() = default;
+    CBatchBaseDlg(const CBatchBaseDlg&) = delete;
+    CBatchBaseDlg& operator=(const CBatchBaseDlg&) = delete;
+
+    // "CEventThreshold": the identifier of its configuration files.
+    virtual const char* ClassName() const = 0;
+    // The identifier of the same configuration in older files; empty where there is none.
+    virtual const char* OlderClassName() const { return ""; }
+    // "Threshold Event": of the window, of the undo step and of the history entry.
+    virtual const char* Title() const = 0;
+    // The words on the button that runs it.
+    virtual const char* ActionLabel() const { return "Analyse"; }
+
+    // --- what it works on ---
+    // Another document has become the active one, or none (null). Every operation takes up what depends on
+    // it.
+    virtual void CheckChangeDoc(CDataDoc* doc) { m_pDoc = doc; }
+    // Another view has become the active one, or none. It belongs to the active document.
+    virtual void CheckChangeView(DocumentView* view) { m_pView = view; }
+    // The document or its view has changed: events, samples, or what is seen.
+    virtual void OnUpdate(UpdateHint) {}
+    // What the view shows has moved.
+    virtual void ViewChangedHorzDisp() {}
+    virtual void ViewChangedVertDisp() {}
+    // A cursor of the view has moved.
+    virtual void OnCurChanged() {}
+    // The first window of the session opens on a document: sets what a user would set first.
+    virtual void SuggestSettings() {}
+    CDataDoc* Document() const { return m_pDoc; }
+    DocumentView* View() const { return m_pView; }
+
+    // --- parameters ---
+    ParamList Params() {
+        ParamList list;
+        Describe(list);
+        return list;
+    }
+    // Why the operation may not run as it stands; empty when it may. Looks at the limits of every enabled
+    // parameter, then asks CheckSettings.
+    std::string Validate();
+
+    // --- configuration ---
+    // Writes or reads the record of a configuration file: class name, version 1, m_nPaneState, then the
+    // fields of each class down to the operation's own. A class first calls its base. A record of another
+    // class sets m_bConfigError. Throws ArchiveError, whose words are the user's; the fields are then partly
+    // read (config_file.h puts them back).
+    virtual void Serialize(CArchive& archive);
+    uint32_t m_nPaneState = 0;
+    bool m_bConfigError = false;
+    // The record in memory: the last settings of a session, and the way back when a load fails.
+    std::vector<std::byte> Settings();
+    void TakeSettings(std::span<const std::byte> record);
+    // The settings that were taken are those of a file that the user named: none is moved to where it would
+    // fit without anybody seeing it.
+    virtual void SettingsWereChosen() {}
+
+    // --- what it does ---
+    // Runs the operation as one step that can be undone, and updates the views. What refuses it is told to
+    // the user, and then nothing has changed. False when it was refused, failed or cancelled.
+    bool Run();
+    // True when Run changes the recording, so that what it made wants to be saved.
+    virtual bool ChangesDocument() const { return true; }
+    // True when it works on no recording that is open and makes one of its own
+    // (exchange/new_recording_dlg.h).
+    virtual bool MakesRecording() const { return false; }
+    // A batch runs it: nobody is asked, and messages go to the process errors.
+    bool m_bInBatch = false;
+    // Appends the parameters as they stand, in the words of the history. Lines end in CR LF.
+    virtual void GetParamText(std::string& text) = 0;
+
+    // --- what it shows ---
+    // What the last run has found, as data; what is long is read from the recording when it is asked for.
+    virtual std::vector<Result> Results() { return {}; }
+    // The channels that the last run has written, ascending.
+    const std::vector<int>& WrittenChannels() const { return m_written; }
+    // Writes the result of the last run as the window's text, for operations that have one.
+    virtual bool HasResultText() const { return false; }
+    virtual void WriteResult(const TextSink&) {}
+    // Lines that the view draws while the window of the operation is open.
+    virtual std::vector<ViewGuide> Guides() { return {}; }
+    // What the window draws beside the parameters; an operation that has a chart always answers one.
+    virtual std::optional<Chart> GetChart() { return std::nullopt; }
+
+    // Tells the user; in a batch, the text goes to the process errors, on lines of its own.
+    void Tell(std::string_view text);
+    // The same, for what the operation is refused for.
+    void Refuse(std::string_view text);
+
+  protected:
+    // Adds the parameters in the order of the window. A class first calls its base, or places the base's
+    // groups with the functions that the base has for it.
+    virtual void Describe(ParamList&) {}
+    // The checks that limits alone cannot make.
+    virtual std::string CheckSettings() { return {}; }
+    // The work of Run. The document is there and the parameters are valid. False when nothing was done. A
+    // transform makes a new file instead (transforms/transform_file.h) and has no such work.
+    virtual bool Analyse(UndoScope&) { return false; }
+
+    Host& GetHost() const { return m_pDoc->GetHost(); }
+    // Adds an entry to the document's history: the title, the lines, an empty line.
+    void AppendHistory(std::string_view lines);
+
+  private:
+    CDataDoc* m_pDoc = nullptr;
+    DocumentView* m_pView = nullptr;
+    std::vector<int> m_written;
+};
+
+// One value of a record, read or written as the archive stands. `int` is 32 bits wide, `bool` a byte.
+template <typename T>
+void Exchange(CArchive& archive, T& value) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        if (archive.IsStoring())
+            archive.WriteString(value);
+        else
+            value = archive.ReadString();
+    } else if constexpr (std::is_same_v<T, bool>) {
+        if (archive.IsStoring())
+            archive.WriteBool(value);
+        else
+            value = archive.ReadBool();
+    } else {
+        if (archive.IsStoring())
+            archive.Write<T>(value);
+        else
+            value = archive.Read<T>();
+    }
+}
+// A set of channels or traces: an i32 count and that many i32 numbers. Reading leaves them ascending, each
+// once.
+void Exchange(CArchive& archive, std::vector<int>& numbers);
+// The class name with which a record begins; empty when what stands there is none. It is then of no use to
+// read on.
+std::string ReadClassName(CArchive& archive);
+// Writes the version of a class's own fields, or reads it; throws ArchiveError for one above `current`.
+uint32_t ExchangeVersion(CArchive& archive, uint32_t current, std::string_view className);
+
+}  // namespace kymora

@@ -1,0 +1,292 @@
+#include "operations/event_base_dlg.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "document/lists.h"
+#include "document/undo.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t eventBaseVersion = 3;
+constexpr uint32_t regionVersion = 1;
+constexpr double resetRegionMs = 10.0;
+constexpr double leastRegionSamples = 100.0;
+constexpr double noDocumentRegionEnd = 0.0;
+
+std::string Grouped(int64_t number) {
+    std::string text = std::to_string(number);
+    for (int at = static_cast<int>(text.size()) - 3; at > 0; at -= 3)
+        text.insert(static_cast<size_t>(at), ",");
+    return text;
+}
+
+// The multi-source list as version 2 stored it: the text of a list.
+std::vector<int> ChannelsOfText(const std::string& text) {
+    if (text.empty()) return {};
+    try {
+        return ParseChannelList(text);
+    } catch (const ListError& error) {
+        throw ArchiveError(error.what());
+    }
+}
+
+}  // namespace
+
+TimeSpan VisibleTimes(const CDataDoc& doc, const DocumentView* view) {
+    const StoredView shown = view ? view->GetDisplaySettings().view : doc.view;
+    // A file that was never shown opens with its first samples.
+    if (!(shown.viewEnd > 0.0) || !(shown.viewStart < shown.viewEnd)) return {0.0, doc.UsualViewEnd()};
+    return {shown.viewStart, shown.viewEnd};
+}
+
+SampleSpan VisibleSpan(const CDataDoc& doc, const DocumentView* view) {
+    const TimeSpan times = VisibleTimes(doc, view);
+    return {doc.PositionOf(times.start), doc.PositionOf(times.end)};
+}
+
+std::string EventCountText(const CDataDoc* doc, int32_t channel) {
+    if (!doc || !doc->HasChannel(channel)) return {};
+    const int count = doc->GetNumEvents(channel);
+    return Grouped(count) + (count == 1 ? " event" : " events");
+}
+
+double LeastRegionEnd(const CDataDoc* doc) {
+    return doc ? leastRegionSamples * doc->sampleInterval : noDocumentRegionEnd;
+}
+
+SampleSpan HeldTo(const CDataDoc& doc, SampleSpan span) {
+    const auto length = static_cast<int32_t>(doc.GetLength());
+    const int32_t first = std::clamp(span.first, 0, length);
+    return {first, std::clamp(span.end, first, length)};
+}
+
+std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* view,
+                                    const AnalysisRegion& region) {
+    std::vector<SampleSpan> spans;
+    switch (region.mode) {
+    case regionWholeFile:
+        return {{0, static_cast<int32_t>(doc.GetLength())}};
+    case regionVisible:
+        return {HeldTo(doc, VisibleSpan(doc, view))};
+    case regionUserSet:
+        return {HeldTo(doc, {doc.PositionOf(region.start), doc.PositionOf(region.end)})};
+    case regionGate:
+        for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(region.gateChannel)].Events())
+            spans.push_back(HeldTo(doc, {event.onPosition, event.offPosition}));
+        break;
+    }
+    return spans;
+}
+
+// --- CEventBaseDlg ---
+
+void CEventBaseDlg::Serialize(CArchive& archive) {
+    CBatchBaseDlg::Serialize(archive);
+    const uint32_t version = ExchangeVersion(archive, eventBaseVersion, ClassName());
+    for (int32_t* channel : {&m_nChannel1, &m_nChannel2, &m_nChannel3, &m_nDestination})
+        Exchange(archive, *channel);
+    Exchange(archive, m_strDescription);
+    Exchange(archive, m_strLabel);
+    Exchange(archive, m_bAppendParams);
+    if (version > 2)
+        Exchange(archive, m_channels);
+    else
+        m_channels = version == 2 ? ChannelsOfText(archive.ReadString()) : std::vector<int>();
+}
+
+void CEventBaseDlg::GetParamText(std::string& text) {
+    if (Has(usesMulti) && !m_channels.empty()) {
+        text += "Source event channels (multi-source): ";
+        for (size_t i = 0; i < m_channels.size(); ++i)
+            text += (i == 0 ? "" : " ") + ChannelName(m_channels[i]);
+        text += "\r\n";
+    } else if (Has(usesChannel1)) {
+        text += "Source event channel: " + ChannelName(m_nChannel1) + "\r\n";
+    }
+    if (Has(usesDestination)) text += "Destination event channel: " + ChannelName(m_nDestination) + "\r\n";
+}
+
+void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
+    CBatchBaseDlg::CheckChangeDoc(doc);
+    if (doc && !m_bInBatch && Has(usesTrace))
+        m_nTrace = std::clamp(m_nTrace, 0, std::max(0, doc->traceCount - 1));
+}
+
+void CEventBaseDlg::SuggestSettings() {
+    const CDataDoc* doc = Document();
+    if (!doc || !Has(usesDestination) || m_isDestinationChosen) return;
+    if (doc->GetNumEvents(m_nDestination) == 0) return;
+    const int free = doc->FirstFreeChannel();
+    if (free >= 0 && free < doc->GetSession().options.eventChannelMode) m_nDestination = free;
+}
+
+std::vector<int> CEventBaseDlg::SourceChannels() const {
+    return Has(usesMulti) && !m_channels.empty() ? m_channels : std::vector<int>{m_nChannel1};
+}
+
+void CEventBaseDlg::DescribeSource(ParamList& list) {
+    list.Group("Source");
+    const auto channel = [&](const char* key, const char* label, int32_t& value, int which) {
+        list.Channel(key, label, value)
+            .Tip("Source event channel")
+            .Shows([this, &value] { return EventCountText(Document(), value); })
+            .OnChange([this, which] { OnEventChanChanged(which); });
+    };
+    if (Has(usesChannel1)) channel("channel1", "Event channel 1", m_nChannel1, 1);
+    if (Has(usesChannel2)) channel("channel2", "Event channel 2", m_nChannel2, 2);
+    if (Has(usesChannel3)) channel("channel3", "Event channel 3", m_nChannel3, 3);
+    if (Has(usesMulti))
+        list.Channels("channels", "Multi channel", m_channels)
+            .Tip("Source event channels (can be more than two)")
+            .OnChange([this] { OnEventChanListChanged(); });
+    if (Has(usesTrace))
+        list.Trace("trace", Has(usesChannel1) ? "Parent trace" : "Trace", m_nTrace)
+            .Tip("Trace whose data are analysed")
+            .Shows([this] {
+                const CDataDoc* doc = Document();
+                return doc && m_nTrace < doc->traceCount
+                           ? doc->traces[static_cast<size_t>(m_nTrace)].traceLabel
+                           : std::string();
+            })
+            .OnChange([this] { OnParentTraceChanged(); });
+}
+
+void CEventBaseDlg::DescribeUserTimes(ParamList& list, const int32_t& mode, double& start, double& end) {
+    const auto isUserSet = [&mode] { return mode == regionUserSet; };
+    list.Number("regionStart", "Start", start)
+        .Unit("ms")
+        .Tip(regionStartTip)
+        .Limits(0.0, std::numeric_limits<double>::max())
+        .EnabledIf(isUserSet);
+    list.Number("regionEnd", "End", end)
+        .Unit("ms")
+        .Tip(regionEndTip)
+        .Limits(LeastRegionEnd(Document()), std::numeric_limits<double>::max())
+        .EnabledIf(isUserSet);
+}
+
+void CEventBaseDlg::DescribeDestination(ParamList& list) {
+    list.Group("Destination");
+    if (Has(usesDestination))
+        list.Channel("destination", "Destination channel", m_nDestination)
+            .Tip("Event channel that receives the result; its events are replaced")
+            .Shows([this] { return EventCountText(Document(), m_nDestination); })
+            .OnChange([this] { OnEventChanChanged(0); });
+    if (!Has(usesText)) return;
+    list.Text("label", "Label", m_strLabel).Tip("Event channel label");
+    list.Text("description", "Description", m_strDescription).Tip("Event channel description");
+    list.Flag("appendParams", "Append parameters", m_bAppendParams)
+        .Tip("Append operation parameters to event channel description");
+}
+
+std::string CEventBaseDlg::CheckSettings() {
+    const CDataDoc* doc = Document();
+    if (!doc) return {};
+    if (Has(usesTrace) && m_nTrace >= doc->traceCount) return noSuchTraceText;
+    if (!Has(usesDestination)) return {};
+    if (doc->eventChannels[static_cast<size_t>(m_nDestination)].channelLocked) return lockedChannelText;
+    if (!Has(usesChannel1)) return {};
+    const std::vector<int> sources = SourceChannels();
+    const bool isSource = std::find(sources.begin(), sources.end(), m_nDestination) != sources.end() ||
+                          (Has(usesChannel2) && m_nChannel2 == m_nDestination) ||
+                          (Has(usesChannel3) && m_nChannel3 == m_nDestination);
+    return isSource ? channelIsSourceText : std::string();
+}
+
+void CEventBaseDlg::OnEventChanChanged(int channel) {
+    if (channel == 0) m_isDestinationChosen = true;
+    const CDataDoc* doc = Document();
+    if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || m_bInBatch) return;
+    const CEventChan& chan = doc->eventChannels[static_cast<size_t>(m_nChannel1)];
+    m_strDescription = chan.channelComment;
+    m_strLabel = chan.channelLabel;
+    if (!FollowsParentTrace()) return;
+    const int32_t before = m_nTrace;
+    m_nTrace = std::clamp(chan.parentTrace, 0, std::max(0, doc->traceCount - 1));
+    if (m_nTrace != before) OnParentTraceChanged();
+}
+
+void CEventBaseDlg::FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report) {
+    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
+    chan.detectionMethod = method;
+    chan.parentTrace = parentTrace;
+    chan.channelLabel = m_strLabel;
+    chan.channelComment = m_strDescription;
+    if (m_bAppendParams) {
+        if (!chan.channelComment.empty()) chan.channelComment += "\r\n";
+        chan.channelComment += report;
+    }
+}
+
+// --- CEventWndBaseDlg ---
+
+void CEventWndBaseDlg::Serialize(CArchive& archive) {
+    CEventBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, regionVersion, ClassName());
+    Exchange(archive, m_nTrace);
+    Exchange(archive, m_nRegionMode);
+    Exchange(archive, m_dRegionStart);
+    Exchange(archive, m_dRegionEnd);
+}
+
+void CEventWndBaseDlg::GetParamText(std::string& text) {
+    AppendRegionText(text);
+    CEventBaseDlg::GetParamText(text);
+}
+
+void CEventWndBaseDlg::AppendRegionText(std::string& text) const {
+    text += "Analysis region: ";
+    if (m_nRegionMode == regionWholeFile) {
+        text += "whole file\r\n";
+    } else {
+        const bool isVisible = m_nRegionMode == regionVisible;
+        const TimeSpan times =
+            isVisible ? VisibleTimes(*Document(), View()) : TimeSpan{m_dRegionStart, m_dRegionEnd};
+        text += isVisible ? "visible screen:\r\n\t" : "user set:\r\n\t";
+        text += fmt::format("Start = {:f}, End = {:f}\r\n", times.start, times.end);
+    }
+}
+
+void CEventWndBaseDlg::CheckChangeDoc(CDataDoc* doc) {
+    const bool isOther = doc != Document();
+    CEventBaseDlg::CheckChangeDoc(doc);
+    RetrieveData(isOther ? 0 : doNothing);
+}
+
+void CEventWndBaseDlg::RetrieveData(int how) {
+    if (how == doNothing || !Document()) return;
+    m_dRegionEnd = std::max(m_dRegionEnd, LeastRegionEnd(Document()));
+}
+
+SampleSpan CEventWndBaseDlg::GetRegion() {
+    const CDataDoc* doc = Document();
+    if (!doc) return {};
+    if (m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart)) {
+        Refuse(regionOrderText);
+        m_dRegionEnd = m_dRegionStart + resetRegionMs;
+    }
+    return RegionSpans(*doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd}).front();
+}
+
+std::optional<SampleSpan> CEventWndBaseDlg::TakeRegion() {
+    const bool isReversed = m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart);
+    const SampleSpan region = GetRegion();
+    if (isReversed) return std::nullopt;
+    if (region.first < region.end) return region;
+    Refuse(emptyRegionText);
+    return std::nullopt;
+}
+
+void CEventWndBaseDlg::DescribeRegion(ParamList& list) {
+    list.Group("Analysis region");
+    list.Choice("region", "Region", m_nRegionMode, {"whole file", "visible screen", "user set"})
+        .Buttons()
+        .Tip(std::string(wholeFileTip) + "; " + visibleTip + "; " + userSetTip);
+    DescribeUserTimes(list, m_nRegionMode, m_dRegionStart, m_dRegionEnd);
+}
+
+}  // namespace kymora

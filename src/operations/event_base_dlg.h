@@ -1,0 +1,144 @@
+#pragma once
+// The frame of operations that read or write events: source channels, parent trace, destination, the
+// description and label of the result, and the analysis region without a gate.
+
+#include "operations/batch_base_dlg.h"
+
+namespace kymora {
+
+inline constexpr const char* wholeFileTip = "Analyse data from whole file";
+inline constexpr const char* visibleTip = "Analyse data visible in the active view";
+inline constexpr const char* userSetTip = "Analyse data within the user-specified time";
+inline constexpr const char* gateTip = "Analyse data within events in the gate channel";
+inline constexpr const char* regionStartTip = "Start time of user-specified analysis window";
+inline constexpr const char* regionEndTip = "End time of user-specified analysis window";
+inline constexpr const char* gateChannelTip = "Event gate channel";
+inline constexpr const char* regionOrderText = "The start time must be before the end time.";
+inline constexpr const char* emptyRegionText = "There are no data in the analysis region.";
+inline constexpr const char* channelIsSourceText =
+    "The destination channel is a source channel. Choose another destination.";
+
+enum RegionMode : int32_t { regionWholeFile = 0, regionVisible = 1, regionUserSet = 2, regionGate = 3 };
+
+// A stretch of samples; `end` is exclusive. Both are -1 without a document.
+struct SampleSpan {
+    int32_t first = -1;
+    int32_t end = -1;
+    bool operator==(const SampleSpan&) const = default;
+};
+
+// ms
+struct TimeSpan {
+    double start = 0.0;
+    double end = 0.0;
+};
+
+// What is seen: in the given view, or by the document's stored viewport.
+TimeSpan VisibleTimes(const CDataDoc& doc, const DocumentView* view);
+// The same, rounded to samples.
+SampleSpan VisibleSpan(const CDataDoc& doc, const DocumentView* view);
+
+// The part of a span that lies in the recording.
+SampleSpan HeldTo(const CDataDoc& doc, SampleSpan span);
+
+// The stretches of a region, held to the recording: one, or one for each event of the gate channel. Some may
+// have no length.
+struct AnalysisRegion {
+    int32_t mode = regionWholeFile;
+    double start = 0.0, end = 0.0;  // of regionUserSet, ms
+    int32_t gateChannel = 0;
+};
+std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* view,
+                                    const AnalysisRegion& region);
+
+// "1,203 events": what stands behind a channel.
+std::string EventCountText(const CDataDoc* doc, int32_t channel);
+// The least end of a user-set region, ms.
+double LeastRegionEnd(const CDataDoc* doc);
+
+class CEventBaseDlg : public CBatchBaseDlg {
+  public:
+    // Which controls of the frame the operation has.
+    enum Uses : unsigned {
+        usesChannel1 = 1,
+        usesChannel2 = 2,
+        usesChannel3 = 4,
+        usesMulti = 8,
+        usesTrace = 16,
+        usesDestination = 32,
+        usesText = 64,  // description, label and append params
+    };
+    explicit CEventBaseDlg(unsigned uses) : m_uses(uses) {}
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    void CheckChangeDoc(CDataDoc* doc) override;
+    // A destination that holds no events, so that the first press of the button replaces nothing.
+    // Nothing where the user has chosen one.
+    void SuggestSettings() override;
+    void SettingsWereChosen() override { m_isDestinationChosen = true; }
+
+    int32_t m_nChannel1 = 0, m_nChannel2 = 1, m_nChannel3 = 2;
+    int32_t m_nDestination = 0;
+    int32_t m_nTrace = 0;
+    std::string m_strDescription, m_strLabel;
+    bool m_bAppendParams = false;
+    std::vector<int> m_channels;  // the multi-source list, from 0, ascending; empty: channel 1 alone
+
+    // The source channels: the list, or channel 1.
+    std::vector<int> SourceChannels() const;
+
+  protected:
+    // Groups "Source" and "Destination" of the window.
+    void DescribeSource(ParamList& list);
+    void DescribeDestination(ParamList& list);
+    // Start and end of a region, which a user sets in its mode regionUserSet.
+    void DescribeUserTimes(ParamList& list, const int32_t& mode, double& start, double& end);
+    std::string CheckSettings() override;
+
+    // A channel control has changed; `channel` is 1, 2, 3, or 0 for the destination.
+    virtual void OnEventChanChanged(int channel);
+    virtual void OnEventChanListChanged() {}
+    virtual void OnParentTraceChanged() {}
+    // Channel 1 moves the trace to its parent.
+    virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }
+
+    bool Has(Uses part) const { return (m_uses & part) != 0; }
+    bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
+
+    // Gives the channel the method, the trace and the texts of the frame, and appends the report to its
+    // description if that is wanted.
+    void FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report);
+
+  private:
+    unsigned m_uses;
+};
+
+// Adds the analysis region: whole file, visible screen, user set.
+class CEventWndBaseDlg : public CEventBaseDlg {
+  public:
+    explicit CEventWndBaseDlg(unsigned uses) : CEventBaseDlg(uses) {}
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    void CheckChangeDoc(CDataDoc* doc) override;
+
+    int32_t m_nRegionMode = regionWholeFile;
+    double m_dRegionStart = 0.0, m_dRegionEnd = 100.0;  // ms
+
+    // The first and the past-the-end sample of the region in the present document, held to the recording. A
+    // user-set end that is not after the start is told to the user and put 10 ms behind it.
+    SampleSpan GetRegion();
+
+  protected:
+    void DescribeRegion(ParamList& list);
+    // Appends the lines of the region alone.
+    void AppendRegionText(std::string& text) const;
+    // Takes up the document: the least end of the region.
+    static constexpr int doNothing = 5;
+    void RetrieveData(int how = 0);
+    // The region, unless it is refused: the user was told then. The reset of a wrong end stays.
+    std::optional<SampleSpan> TakeRegion();
+};
+
+}  // namespace kymora

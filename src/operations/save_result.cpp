@@ -1,0 +1,88 @@
+#include "operations/save_result.h"
+
+#include <fmt/format.h>
+
+#include "document/float_doc.h"
+#include "document/native_writer.h"
+#include "document/side_car.h"
+#include "document/temporary_file.h"
+#include "host/file_names.h"
+
+namespace kymora {
+
+namespace {
+
+bool IsNative(const CDataDoc& doc) { return doc.GetFileType() == typeFloat; }
+bool IsOldNative(const CDataDoc& doc) { return IsNative(doc) && doc.fileVersion < firstVersionSavedInPlace; }
+
+std::filesystem::path Plain(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::absolute(path, ignored).lexically_normal();
+}
+
+std::string ReadOnlyText(const std::filesystem::path& path, const std::string& reason) {
+    return fmt::format("{} has the ReadOnly property set.{}", path.string(),
+                       reason.empty() ? "" : "\n(" + reason + ")");
+}
+
+// A run that nobody attends leaves what another program wrote alone, and loses nothing of its own.
+[[noreturn]] void KeepBeside(CDataDoc& doc) {
+    FileSystem& files = doc.GetSession().files;
+    const std::filesystem::path target = IsNative(doc) ? doc.filePath : SideCarPath(doc.filePath);
+    const std::filesystem::path kept = FreeResultName(files, target);
+    if (IsNative(doc))
+        WriteNativeFile(doc, kept);
+    else
+        WriteSideCarAs(doc, files, kept);
+    throw ResultKept(target, kept);
+}
+
+bool SaveOldNative(CDataDoc& doc) {
+    if (!doc.MayOverwrite(doc.filePath)) KeepBeside(doc);
+    doc.GetDisplaySettingsFromView();
+    WriteNativeFile(doc, doc.filePath);
+    doc.SetModifiedFlag(false);
+    return true;
+}
+
+}  // namespace
+
+std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew) {
+    return NameInstead(recording, writeNew ? "_tr.kymr-dat" : ".kymr-dat");
+}
+
+std::vector<size_t> LastWithTarget(std::span<const std::filesystem::path> targets) {
+    std::vector<size_t> last(targets.size());
+    for (size_t i = targets.size(); i-- > 0;) {
+        last[i] = i;
+        for (size_t later = i + 1; later < targets.size() && last[i] == i; ++later)
+            if (Plain(targets[i]) == Plain(targets[later])) last[i] = last[later];
+    }
+    return last;
+}
+
+std::string InPlaceFault(const CDataDoc& doc) {
+    FileSystem& files = doc.GetSession().files;
+    if (!IsNative(doc)) {
+        const std::filesystem::path sideCar = SideCarPath(doc.filePath);
+        return files.IsReadOnly(sideCar) ? ReadOnlyText(sideCar, {}) : std::string();
+    }
+    if (!doc.openedReadOnly && !files.IsReadOnly(doc.filePath)) return {};
+    return ReadOnlyText(doc.filePath, doc.readOnlyReason);
+}
+
+bool SaveInPlace(CDataDoc& doc) {
+    if (IsOldNative(doc)) return SaveOldNative(doc);
+    const SaveOutcome outcome = doc.Save();
+    if (outcome == SaveOutcome::changedOutside) KeepBeside(doc);
+    return outcome == SaveOutcome::saved;
+}
+
+std::string ReplaceFault(FileSystem& files, const std::filesystem::path& target) {
+    if (files.IsReadOnly(target)) return ReadOnlyText(target, {});
+    if (IsBeingEdited(files, target))
+        return fmt::format("{} is open in a window or another program.", target.string());
+    return {};
+}
+
+}  // namespace kymora

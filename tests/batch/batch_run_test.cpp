@@ -1,0 +1,392 @@
+#include "batch/batch_run.h"
+#include "host/form.h"
+
+#include <gtest/gtest.h>
+
+#include "document/native_writer.h"
+#include "host/memory_file_system.h"
+#include "import/open_document.h"
+#include "support/edf_builder.h"
+#include "support/listing_operation.h"
+#include "support/memory_doc.h"
+#include "support/native_builder.h"
+#include "support/test_host.h"
+#include "support/test_transform.h"
+
+namespace kymora::test {
+namespace {
+
+constexpr int channel = 5;  // of the marks
+
+// A window as far as a document knows of it.
+class StillView : public DocumentView {
+  public:
+    explicit StillView(CDataDoc& doc) : doc_(doc) { doc.AddView(*this); }
+    ~StillView() override { doc_.RemoveView(*this); }
+    DisplaySettings GetDisplaySettings() const override { return settings; }
+    void OnUpdate(UpdateHint) override { ++updates; }
+    DisplaySettings settings;
+    int updates = 0;
+
+  private:
+    CDataDoc& doc_;
+};
+
+class BatchRunTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        session.skipFileDetails = session.gapNoticeShown = true;
+        WriteNative("/a.kymr-dat", 1000);
+        WriteNative("/b.kymr-dat", 500);
+        files.Put("/c.edf", EdfBuilder().AddRamp("one", 10).Build());
+        host.progress.clear();
+        settings = MarkOperation().Settings();
+    }
+    void TearDown() override { duringRun = nullptr; }
+
+    void WriteNative(const std::filesystem::path& path, size_t length) {
+        WriteNativeFile(*MemoryDoc::Make(session, {std::vector<float>(length, 1.0f)}), path);
+    }
+    BatchOutcome Run(std::vector<std::filesystem::path> paths, bool writeNew = false) {
+        return RunBatchJob({markOperation, settings, std::move(paths), writeNew}, documents, {});
+    }
+    // The end of the mark in a file; -1 where there is none.
+    int32_t MarkIn(const std::filesystem::path& path) {
+        if (!files.Has(path)) return -1;
+        const auto doc = OpenDocument(session, path, OpenFor::reading);
+        return doc && doc->GetNumEvents(channel) == 1 ? doc->GetOff(channel, 0) : -1;
+    }
+    CDataDoc& Show(const std::filesystem::path& path) {
+        windows.push_back(OpenDocument(session, path));
+        return *windows.back();
+    }
+
+    MemoryFileSystem files;
+    TestHost host;
+    Session session{host, files};
+    std::vector<std::unique_ptr<CDataDoc>> windows;
+    BatchDocuments documents{session, [this] {
+                                 std::vector<CDataDoc*> shown;
+                                 for (const auto& doc : windows) shown.push_back(doc.get());
+                                 return shown;
+                             }};
+    std::vector<std::byte> settings;
+};
+
+TEST_F(BatchRunTest, NativeFilesInPlaceAndForeignOnesBeside) {
+    const auto foreign = files.Bytes("/c.edf");
+    const BatchOutcome outcome = Run({"/a.kymr-dat", "/c.edf", "/b.kymr-dat"});
+    EXPECT_EQ(outcome.done, 3u);
+    EXPECT_FALSE(outcome.wasCancelled);
+    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000);
+    EXPECT_EQ(MarkIn("/b.kymr-dat"), 500);
+    EXPECT_EQ(MarkIn("/c.kymr-dat"), 10);
+    EXPECT_EQ(files.Bytes("/c.edf"), foreign);
+    EXPECT_EQ(files.Count(), 4u) << "no side-car, nothing temporary";
+    EXPECT_EQ(session.processErrors, "");
+    EXPECT_TRUE(host.WasSilent());
+    ASSERT_EQ(host.progress.size(), 1u) << "one box for all";
+    EXPECT_TRUE(host.progress[0].closed);
+    EXPECT_EQ(OpenDocument(session, "/a.kymr-dat")->historyLog.find("Test operation\r\n"), 0u);
+}
+
+TEST_F(BatchRunTest, NewFilesTakeTheirNameWithoutAsking) {
+    const auto a = files.Bytes("/a.kymr-dat");
+    files.Put("/a_tr.kymr-dat", {std::byte{1}});
+    EXPECT_EQ(Run({"/a.kymr-dat", "/c.edf"}, true).done, 2u);
+    EXPECT_EQ(files.Bytes("/a.kymr-dat"), a);
+    EXPECT_EQ(MarkIn("/a_tr.kymr-dat"), 1000);
+    EXPECT_EQ(MarkIn("/c_tr.kymr-dat"), 10);
+    EXPECT_TRUE(host.WasSilent());
+}
+
+class BatchTransformTest : public BatchRunTest {
+  protected:
+    BatchOutcome Transform(std::vector<std::filesystem::path> paths, bool writeNew = false) {
+        return RunBatchJob({testTransform, CTestTransform().Settings(), std::move(paths), writeNew},
+                           documents, {});
+    }
+    bool WasTold(std::string_view text) { return session.processErrors.find(text) != std::string::npos; }
+};
+
+// A window goes on reading the file that it opened; what another program put there is not its to replace.
+TEST_F(BatchTransformTest, FilesThatOthersReplacedStay) {
+    Show("/a.kymr-dat");
+    files.Put("/other.kymr-dat", files.Bytes("/b.kymr-dat"));
+    files.Rename("/other.kymr-dat", "/a.kymr-dat");
+    const auto theirs = files.Bytes("/a.kymr-dat");
+    EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat"}).done, 1u);
+    EXPECT_EQ(files.Bytes("/a.kymr-dat"), theirs);
+    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file was changed by another program"))
+        << session.processErrors;
+}
+
+TEST_F(BatchTransformTest, NewFilesSayWhatIsNotInThemAndReplaceNoSource) {
+    Show("/a.kymr-dat").SetModifiedFlag(true);
+    WriteNative("/b_tr.kymr-dat", 7);
+    const auto source = files.Bytes("/b_tr.kymr-dat");
+    EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat", "/b_tr.kymr-dat"}, true).done, 2u);
+    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file has unsaved changes")) << session.processErrors;
+    EXPECT_TRUE(WasTold("/b.kymr-dat\r\n\tLeft out: its result would replace b_tr.kymr-dat"));
+    EXPECT_EQ(files.Bytes("/b_tr.kymr-dat"), source);
+    EXPECT_TRUE(files.Has("/b_tr_tr.kymr-dat"));
+}
+
+// The conversion that a save of so old a file asks about is what a batch is for.
+TEST_F(BatchRunTest, FilesOfOldVersionsAreRewritten) {
+    NativeRecipe recipe;
+    recipe.version = 12;
+    files.Put("/old.kymr-dat", BuildNative(recipe).file.data);
+    EXPECT_EQ(Run({"/old.kymr-dat"}).done, 1u) << session.processErrors;
+    EXPECT_EQ(MarkIn("/old.kymr-dat"), 10);
+    const auto doc = OpenDocument(session, "/old.kymr-dat");
+    EXPECT_EQ(doc->fileVersion, currentFileVersion);
+    std::vector<float> values(10);
+    doc->ReadBlock(1, 0, values);
+    for (int64_t i = 0; i < 10; ++i) EXPECT_EQ(values[static_cast<size_t>(i)], BuiltSample(1, i));
+}
+
+TEST_F(BatchRunTest, FailingFilesAreToldAndTheOthersRun) {
+    files.Put("/broken.kymr-dat", {std::byte{7}, std::byte{8}});
+    files.Put("/text.txt", {});
+    WriteNative("/locked.kymr-dat", 20);
+    {
+        const auto doc = OpenDocument(session, "/locked.kymr-dat");
+        doc->eventChannels[channel].channelLocked = true;
+        ASSERT_TRUE(doc->OnSaveDocument());
+    }
+    const auto locked = files.Bytes("/locked.kymr-dat");
+    const auto other = OpenDocument(session, "/b.kymr-dat");  // another program, as it were
+    const BatchOutcome outcome = Run({"/missing.kymr-dat", "/broken.kymr-dat", "/text.txt",
+                                      "/locked.kymr-dat", "/b.kymr-dat", "/a.kymr-dat"});
+    EXPECT_EQ(outcome.done, 1u);
+    EXPECT_EQ(outcome.total, 6u);
+    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "the last one, behind all the others";
+    EXPECT_EQ(files.Bytes("/locked.kymr-dat"), locked);
+    const std::string& errors = session.processErrors;
+    EXPECT_EQ(errors.find("/missing.kymr-dat\r\n\tThere is no such file.\r\n/broken.kymr-dat\r\n\t"), 0u)
+        << errors;
+    EXPECT_NE(errors.find("/text.txt\r\n\tUnrecognised file type: abandoning\r\n"), std::string::npos)
+        << errors;
+    EXPECT_NE(errors.find("/locked.kymr-dat\r\n\tTest operation: "), std::string::npos) << errors;
+    EXPECT_NE(errors.find("/b.kymr-dat\r\n\t/b.kymr-dat has the ReadOnly property set."), std::string::npos)
+        << errors;
+    EXPECT_EQ(errors.find("/a.kymr-dat"), std::string::npos) << errors;
+    EXPECT_TRUE(host.WasSilent()) << "a batch waits for nobody";
+}
+
+TEST_F(BatchRunTest, SettingsAreHeldAgainstEachRecording) {
+    MarkOperation dialog;
+    dialog.m_nTrace = 1;  // the recordings have one trace
+    settings = dialog.Settings();
+    const auto before = files.Bytes("/a.kymr-dat");
+    EXPECT_EQ(Run({"/a.kymr-dat"}).done, 0u);
+    EXPECT_EQ(session.processErrors,
+              "/a.kymr-dat\r\n\tTest operation: The selected data trace does not exist\r\n");
+    EXPECT_EQ(files.Bytes("/a.kymr-dat"), before);
+}
+
+TEST_F(BatchRunTest, CancelEndsTheBatchBetweenAndWithinFiles) {
+    host.cancelAtCall = 2;
+    BatchOutcome outcome = Run({"/a.kymr-dat", "/b.kymr-dat"});
+    EXPECT_TRUE(outcome.wasCancelled);
+    EXPECT_EQ(outcome.done, 1u);
+    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "what is done stays";
+    EXPECT_EQ(MarkIn("/b.kymr-dat"), -1);
+    EXPECT_EQ(session.processErrors, "The batch was cancelled. 1 of 2 files were processed.\r\n");
+
+    host.cancelAtCall = 0;
+    session.processErrors.clear();
+    host.progress.clear();
+    host.cancelAtDone = 1250;  // a quarter through the second file
+    uint64_t last = 0;
+    duringRun = [&](CDataDoc& doc) {
+        const auto progress = doc.GetHost().StartProgress("Detecting", 8);
+        for (uint64_t done = 0; done <= 8; ++done) {
+            last = done;
+            if (!progress->Update(done)) return false;
+        }
+        return true;
+    };
+    outcome = Run({"/b.kymr-dat", "/a.kymr-dat", "/c.edf"});
+    EXPECT_TRUE(outcome.wasCancelled);
+    EXPECT_EQ(outcome.done, 1u);
+    EXPECT_EQ(last, 2u);
+    EXPECT_EQ(host.progress.size(), 1u) << "the work on a file moves the one bar";
+    EXPECT_FALSE(files.Has("/c.kymr-dat"));
+}
+
+// Of the choice rec.edf and rec.kymr-dat one would destroy the other.
+TEST_F(BatchRunTest, OfFilesWithOneTargetTheLastCounts) {
+    files.Put("/a.edf", EdfBuilder().AddRamp("one", 10).Build());
+    const BatchOutcome outcome = Run({"/a.edf", "/a.kymr-dat"});
+    EXPECT_EQ(outcome.done, 1u);
+    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "made from itself";
+    EXPECT_EQ(session.processErrors,
+              "/a.edf\r\n\tLeft out: a.kymr-dat goes to the same file a.kymr-dat.\r\n");
+    session.processErrors.clear();
+    EXPECT_EQ(Run({"/a.kymr-dat", "/a.edf"}, true).done, 1u);
+    EXPECT_EQ(MarkIn("/a_tr.kymr-dat"), 10);
+    session.processErrors.clear();
+    EXPECT_EQ(Run({"/b.kymr-dat", "/b.kymr-dat"}).done, 1u);
+    EXPECT_EQ(session.processErrors, "") << "the same file twice is no news";
+}
+
+TEST_F(BatchRunTest, WindowsThatShowTheFiles) {
+    CDataDoc& saved = Show("/a.kymr-dat");
+    CDataDoc& edited = Show("/b.kymr-dat");
+    StillView view(saved);
+    view.settings = {saved.view, {}};
+    view.settings.view.viewStart = 100.0;
+    view.settings.view.viewEnd = 250.0;
+    edited.AddEvent(0, {1, 2});
+    edited.SetModifiedFlag();
+    const auto b = files.Bytes("/b.kymr-dat");
+    MarkOperation dialog;
+    dialog.m_nRegionMode = regionVisible;
+    settings = dialog.Settings();
+    ASSERT_EQ(Run({"/a.kymr-dat"}).done, 1u) << session.processErrors;
+    EXPECT_EQ(saved.GetOn(channel, 0), 100) << "what is seen in the window";
+    EXPECT_EQ(saved.GetOff(channel, 0), 250);
+    EXPECT_TRUE(saved.Undo().CanUndo());
+    EXPECT_FALSE(saved.IsModified());
+    EXPECT_EQ(MarkIn("/a.kymr-dat"), 250) << "and saved";
+    EXPECT_GT(view.updates, 0);
+
+    settings = MarkOperation().Settings();
+    EXPECT_EQ(Run({"/b.kymr-dat"}).done, 1u);
+    EXPECT_EQ(edited.GetOff(channel, 0), 500);
+    EXPECT_TRUE(edited.IsModified());
+    EXPECT_EQ(files.Bytes("/b.kymr-dat"), b) << "nobody agreed to save the user's own changes";
+    EXPECT_NE(session.processErrors.find("nothing was saved"), std::string::npos);
+    EXPECT_TRUE(host.WasSilent());
+}
+
+TEST_F(BatchRunTest, NewFilesAndWindows) {
+    CDataDoc& edited = Show("/a.kymr-dat");
+    edited.AddEvent(0, {1, 2});
+    edited.SetModifiedFlag();
+    EXPECT_EQ(Run({"/a.kymr-dat"}, true).done, 1u) << session.processErrors;
+    EXPECT_EQ(MarkIn("/a_tr.kymr-dat"), 1000);
+    EXPECT_EQ(OpenDocument(session, "/a_tr.kymr-dat")->GetNumEvents(0), 0) << "made from what is on the disk";
+    EXPECT_EQ(edited.GetNumEvents(channel), 0) << "the window stays as it is";
+    EXPECT_NE(session.processErrors.find("unsaved changes"), std::string::npos);
+
+    session.processErrors.clear();
+    Show("/a_tr.kymr-dat");
+    const auto before = files.Bytes("/a_tr.kymr-dat");
+    EXPECT_EQ(Run({"/a.kymr-dat"}, true).done, 0u);
+    EXPECT_EQ(files.Bytes("/a_tr.kymr-dat"), before);
+    EXPECT_NE(session.processErrors.find("/a_tr.kymr-dat is open in a window."), std::string::npos)
+        << session.processErrors;
+}
+
+TEST_F(BatchRunTest, AShownFileThatAnotherProgramChanged) {
+    CDataDoc& shown = Show("/a.kymr-dat");
+    files.Bytes("/a.kymr-dat").back() ^= std::byte{1};
+    files.Open("/a.kymr-dat", OpenMode::readWrite)->WriteAt(0, {});
+    EXPECT_EQ(Run({"/a.kymr-dat"}).done, 0u);
+    EXPECT_EQ(shown.GetNumEvents(channel), 0);
+    EXPECT_NE(session.processErrors.find("changed by another program"), std::string::npos);
+}
+
+// --- the Batch button ---
+
+class BatchDialogTest : public BatchRunTest {
+  protected:
+    void Attach(CBatchBaseDlg& dialog) {
+        CDataDoc& doc = Show("/a.kymr-dat");
+        view = std::make_unique<StillView>(doc);
+        view->settings.view = doc.view;
+        dialog.CheckChangeDoc(&doc);
+        dialog.CheckChangeView(view.get());
+    }
+    void TearDown() override {
+        view.reset();
+        BatchRunTest::TearDown();
+    }
+    std::unique_ptr<StillView> view;
+};
+
+TEST_F(BatchDialogTest, NeedsAViewAndAnswers) {
+    MarkOperation dialog;
+    EXPECT_FALSE(RunBatch(markOperation, dialog, documents));
+    EXPECT_EQ(host.LastMessage(), "No active view or document");
+    Attach(dialog);
+    EXPECT_FALSE(RunBatch(markOperation, dialog, documents)) << "the form was cancelled";
+    EXPECT_TRUE(host.fileRequests.empty());
+    host.fillForms = {[](Form& form) {
+        EXPECT_EQ(
+            form.Text("notice"),
+            "Files to be batch-processed will be selected later.\nYou must select ALL the files you want to "
+            "process, including the currently-active file (if you want to process it).\n\nIf 'Write new "
+            "file' "
+            "is selected, files will be saved in kymr-dat format with '_tr' appended to their original "
+            "names.\nAny existing files with the same extended name will be overwritten WITHOUT FURTHER "
+            "WARNING.\n\nAny text in the File comment box of the transform dialog will be APPENDED to any "
+            "existing comment for each file.");
+        return true;
+    }};
+    EXPECT_FALSE(RunBatch(markOperation, dialog, documents)) << "no file was chosen";
+    EXPECT_EQ(host.fileRequests[0].filter, OpenFilter());
+    EXPECT_EQ(host.texts.size(), 0u);
+}
+
+TEST_F(BatchDialogTest, RunsTheSettingsOfTheDialogAndShowsTheErrorsOnce) {
+    MarkOperation dialog;
+    Attach(dialog);
+    dialog.m_strLabel = "marks";
+    session.processErrors = "of an earlier batch";
+    host.openFiles = {"/a.kymr-dat", "/gone.kymr-dat"};
+    host.fillForms = {[](Form& form) { return form["writeNew"].flag = true; }};
+    ASSERT_TRUE(RunBatch(markOperation, dialog, documents));
+    EXPECT_EQ(OpenDocument(session, "/a_tr.kymr-dat")->eventChannels[channel].channelLabel, "marks");
+    ASSERT_EQ(host.texts.size(), 1u);
+    EXPECT_EQ(host.texts[0].title, "Process errors");
+    EXPECT_EQ(host.texts[0].text, "/gone.kymr-dat\r\n\tThere is no such file.\r\n");
+    EXPECT_EQ(session.processErrors, "");
+}
+
+TEST_F(BatchDialogTest, AsksBeforeForeignFilesReplaceNativeOnes) {
+    MarkOperation dialog;
+    Attach(dialog);
+    files.Put("/b.edf", EdfBuilder().AddRamp("one", 10).Build());
+    const auto before = files.Bytes("/b.kymr-dat");
+    host.openFiles = {"/b.edf", "/c.edf"};
+    const auto accept = [](Form&) { return true; };
+    host.fillForms = {accept, accept};
+    host.answer = false;
+    EXPECT_FALSE(RunBatch(markOperation, dialog, documents));
+    ASSERT_EQ(host.questions.size(), 1u);
+    EXPECT_NE(host.questions[0].text.find("\n/b.kymr-dat\n"), std::string::npos);
+    EXPECT_EQ(files.Bytes("/b.kymr-dat"), before);
+    EXPECT_FALSE(files.Has("/c.kymr-dat"));
+    host.answer = true;
+    EXPECT_TRUE(RunBatch(markOperation, dialog, documents));
+    EXPECT_EQ(MarkIn("/b.kymr-dat"), 10);
+}
+
+TEST_F(BatchDialogTest, ListsOfAllFilesInOneText) {
+    ListOperation dialog;
+    Attach(dialog);
+    windows[0]->AddEvent(0, {1, 2});  // not saved, but seen
+    host.openFiles = {"/a.kymr-dat", "/gone.kymr-dat", "/c.edf"};
+    host.fillForms = {[](Form&) { return true; },
+                      [](Form& form) { return form["results"].choice = 1, true; }};
+    const std::string expected =
+        "/a.kymr-dat\r\n1 events\r\nfollowed\r\n\r\n/c.edf\r\n0 events\r\nfollowed\r\n";
+    ASSERT_TRUE(RunBatch(listOperation, dialog, documents));
+    ASSERT_EQ(host.texts.size(), 2u);
+    EXPECT_EQ(host.texts[0].title, "List operation");
+    EXPECT_EQ(host.texts[0].text, expected);
+    EXPECT_EQ(host.texts[1].title, "Process errors");
+    EXPECT_FALSE(files.Has("/c.kymr-dat")) << "a list changes no file";
+
+    host.saveFile = "/results.txt";
+    ASSERT_TRUE(RunBatch(listOperation, dialog, documents));
+    const auto& bytes = files.Bytes("/results.txt");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()), expected);
+}
+
+}  // namespace
+}  // namespace kymora::test

@@ -1,0 +1,166 @@
+// What holds for every operation of the table.
+
+#include "catalogue/operations.h"
+
+#include <gtest/gtest.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <set>
+
+#include "catalogue/config_operation.h"
+#include "catalogue/operation_reference.h"
+#include "exchange/new_recording_dlg.h"
+#include "host/memory_file_system.h"
+#include "operations/config_file.h"
+#include "support/test_host.h"
+
+namespace kymora::test {
+namespace {
+
+bool IsKey(const std::string& key) {
+    return !key.empty() && key[0] >= 'a' && key[0] <= 'z' &&
+           std::all_of(key.begin(), key.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
+}
+
+TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
+    std::set<std::string> names;
+    for (const Operation& operation : Operations()) {
+        const std::string className(operation.className);
+        SCOPED_TRACE(className);
+        EXPECT_EQ(operation.make()->ClassName(), className);
+        EXPECT_TRUE(names.insert(className).second);
+        EXPECT_TRUE(names.insert(operation.KebabName()).second);
+        EXPECT_EQ(FindOperation(className), &operation);
+        EXPECT_EQ(FindOperation(operation.KebabName()), &operation);
+        EXPECT_EQ(operation.make()->ChangesDocument(), operation.kind != OperationKind::listing);
+    }
+    EXPECT_EQ(FindOperation("CNothing"), nullptr);
+}
+
+TEST(OperationTableTest, VariantsOfTheMenuAndOlderNames) {
+    std::set<std::string> ids;
+    for (const OperationEntry& entry : EntriesOf(Operations())) {
+        SCOPED_TRACE(entry.Id());
+        EXPECT_TRUE(ids.insert(entry.Id()).second);
+        EXPECT_EQ(FindOperationEntry(entry.Id()).operation, entry.operation);
+        EXPECT_EQ(FindOperationEntry(entry.Id()).variant, entry.variant);
+        EXPECT_NE(entry.ToolTip(), "");
+        EXPECT_EQ(entry.operation->make()->OlderClassName(), entry.operation->olderName);
+        if (!entry.variant) continue;
+        const auto block = entry.operation->make();
+        ParamList params = block->Params();
+        Param* param = params.Find(entry.variant->key);
+        ASSERT_NE(param, nullptr);
+        EXPECT_EQ(param->SetFromText(entry.variant->value), "");
+        EXPECT_EQ(param->ValueText(), entry.variant->value);
+    }
+    EXPECT_EQ(FindOperationEntry("moving-median").variant->value, "1");
+    EXPECT_EQ(FindOperationEntry("gen-smooth").operation, nullptr) << "only its variants stand in the menu";
+    ASSERT_NE(FindOperation("CTeagerEnergyOperator"), nullptr);
+    EXPECT_EQ(FindOperation("CTeagerEnergyOperator")->className, "CLocalEnergy");
+}
+
+TEST(OperationTableTest, KebabNames) {
+    const auto kebab = [](std::string_view name) { return Operation{.className = name}.KebabName(); };
+    EXPECT_EQ(kebab("CGenSmooth"), "gen-smooth");
+    EXPECT_EQ(kebab("CDigitalFIR"), "digital-fir");
+    EXPECT_EQ(kebab("CFilterRCDlg"), "filter-rc-dlg");
+    EXPECT_EQ(kebab("CRemoveLocalDC"), "remove-local-dc");
+    EXPECT_EQ(kebab("LoadEventChannel"), "load-event-channel");
+}
+
+// Every default is within its limits, is taken back as the text that it is told as, and is kept by a record.
+TEST(OperationTableTest, ParametersOfAFreshBlock) {
+    for (const Operation& operation : Operations()) {
+        const auto block = operation.make();
+        std::set<std::string> keys;
+        ParamList params = block->Params();
+        for (Param& param : params) {
+            SCOPED_TRACE(std::string(operation.className) + " " + param.key);
+            EXPECT_TRUE(IsKey(param.key));
+            EXPECT_TRUE(keys.insert(param.key).second) << "twice";
+            for (const std::string& alias : param.aliases)
+                EXPECT_TRUE(IsKey(alias) && keys.insert(alias).second) << alias;
+            EXPECT_NE(param.label, "");
+            if (!param.HasValue()) continue;
+            EXPECT_EQ(param.Fault(), "");
+            const std::string value = param.ValueText();
+            EXPECT_EQ(param.SetFromText(value), "");
+            EXPECT_EQ(param.ValueText(), value);
+        }
+        for (const Param& param : params)
+            for (const std::string& key : param.linked) EXPECT_TRUE(keys.count(key)) << key;
+        const auto record = operation.make()->Settings();
+        const auto again = operation.make();
+        again->TakeSettings(record);
+        EXPECT_EQ(again->Settings(), record);
+    }
+}
+
+// A window over an open recording takes the settings of what works on one, by what the operation is.
+TEST(OperationTableTest, ConfigurationsAreForWindowsOverARecording) {
+    MemoryFileSystem files;
+    TestHost host;
+    Session session{host, files};
+    for (const Operation& operation : Operations()) {
+        SCOPED_TRACE(std::string(operation.className));
+        const auto block = operation.make();
+        const bool makesRecording = dynamic_cast<const CNewRecordingDlg*>(block.get()) != nullptr;
+        ASSERT_TRUE(SaveConfig(session, *block, "/some.kymr-cfg"));
+        host.Forget();
+        EXPECT_EQ(OperationOfConfig(session, "/some.kymr-cfg"), makesRecording ? nullptr : &operation);
+        EXPECT_EQ(host.LastMessage(),
+                  makesRecording ? fmt::format(newRecordingConfigText, "some.kymr-cfg", operation.className)
+                                 : "");
+    }
+    EXPECT_EQ(OperationOfConfig(session, "/none.kymr-cfg"), nullptr);
+    EXPECT_NE(host.LastMessage().find("none.kymr-cfg"), std::string::npos);
+}
+
+// Whether another value of a parameter comes back from a record.
+bool IsKept(const Operation& operation, const std::string& key) {
+    const auto changed = operation.make();
+    ParamList params = changed->Params();
+    Param& param = *params.Find(key);
+    param.changed = nullptr;
+    const std::string before = param.ValueText();
+    for (const char* other : {"7.5", "9", "true", "1", "b", "2", "false", "0"})
+        if (param.SetFromText(other).empty() && param.ValueText() != before) break;
+    EXPECT_NE(param.ValueText(), before) << "no other value is taken";
+    const auto loaded = operation.make();
+    loaded->TakeSettings(changed->Settings());
+    return loaded->Params().Find(key)->ValueText() == param.ValueText();
+}
+
+// What the record of an operation forgets, a batch would run with its default. Of two parameters that follow
+// each other, as a time and its samples do, one is enough.
+TEST(OperationTableTest, RecordsHoldEveryParameter) {
+    for (const Operation& operation : Operations()) {
+        const auto block = operation.make();
+        ParamList params = block->Params();
+        for (const Param& param : params) {
+            const bool hasOneValue = param.kind == ParamKind::choice && param.choices.size() < 2;
+            if (!param.HasValue() || hasOneValue) continue;
+            bool isKept = IsKept(operation, param.key);
+            for (const std::string& key : param.linked) {
+                const auto& back = params.Find(key)->linked;
+                if (std::find(back.begin(), back.end(), param.key) != back.end())
+                    isKept = isKept || IsKept(operation, key);
+            }
+            EXPECT_TRUE(isKept) << operation.className << " " << param.key;
+        }
+    }
+}
+
+TEST(OperationTableTest, TheDocumentationIsThatOfTheTable) {
+    std::ifstream file(std::string(KYMORA_DOCS) + "/operations.md", std::ios::binary);
+    const std::string page{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_TRUE(page == OperationReference(Operations())) << "scripts/reference writes it anew";
+}
+
+}  // namespace
+}  // namespace kymora::test
