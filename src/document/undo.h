@@ -102,8 +102,6 @@ class UndoScope {
     // The event channels that were to change, ascending.
     std::vector<int> Channels() const;
 
-    // Forgets the step: the edit was abandoned and the document put back.
-    void Abandon() { changes_.clear(); }
     // Puts back what was changed since the scope began, and forgets it. Only of an outermost scope.
     void PutBack();
 

@@ -34,7 +34,6 @@ class CFilePasteNewSparse {
     CFilePasteNewSparse(const SparsePoints& points, int32_t timeUnit);
     // False when the user cancels.
     bool Ask(Host& host);
-    Form& GetForm() { return form_; }
     SparseSettings Settings() const;
 
   private:

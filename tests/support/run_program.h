@@ -93,10 +93,12 @@ namespace detail {
         ::close(STDOUT_FILENO);
         ::close(STDERR_FILENO);
     }
-    std::vector<char*> argv{const_cast<char*>(KYMORA_PROGRAM)};
+    const char* const other = std::getenv("KYMORA_PROGRAM");
+    const char* const program = other ? other : KYMORA_PROGRAM;
+    std::vector<char*> argv{const_cast<char*>(program)};
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    ::execv(KYMORA_PROGRAM, argv.data());
+    ::execv(program, argv.data());
     ::_exit(127);
 }
 

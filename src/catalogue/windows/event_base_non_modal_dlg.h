@@ -39,7 +39,6 @@ class CEventBaseNonModalDlg : public QDialog {
 
     CBatchBaseDlg& Block() { return *block_; }
     const CBatchBaseDlg& Block() const { return *block_; }
-    const Operation& GetOperation() const { return operation_; }
 
     // What the window works on from now on; null for none. Telling it what it has shows all anew.
     virtual void SetActive(CDataDoc* doc, DocumentView* view);
