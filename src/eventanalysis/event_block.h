@@ -19,17 +19,17 @@ struct SampleBlock {
 
 // Those events of one channel that begin in a block: ranks by onset (see EventsByOnset), which are the
 // indices in the channel where that is in order. `last` is below `first` when there are none.
-struct BlockRange {
+struct EventRange {
     int32_t first = 0;
     int32_t last = -1;
     int32_t running = 0;  // events of all blocks up to and with this one
 
     int32_t Count() const { return last - first + 1; }
-    bool operator==(const BlockRange&) const = default;
+    bool operator==(const EventRange&) const = default;
 };
 
 struct BlockRecord {
-    BlockRange channel1, channel2;
+    EventRange channel1, channel2;
 };
 
 // Set the fields, add the blocks, then call FillEvs; and again when the events or the fields have changed.
@@ -82,7 +82,7 @@ class CEventBlock {
     int RankOf2(int b, int k) const { return Rank(b, k, events2_, &BlockRecord::channel2); }
 
   private:
-    using RangeOf = BlockRange BlockRecord::*;
+    using RangeOf = EventRange BlockRecord::*;
 
     bool HasBlock(int b) const { return b >= 0 && b < GetNumBlocks(); }
     const SampleBlock& Block(int b) const { return blocks_[static_cast<size_t>(b)]; }

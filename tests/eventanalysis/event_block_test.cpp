@@ -16,11 +16,11 @@ TEST_F(EventBlock, HoldsTheEventsThatBeginInEachBlock) {
     EXPECT_EQ(block.TotalSamples(), 70);
     ASSERT_EQ(block.GetNumBlocks(), 3);
     // The block [10, 20) has the events of index 1 and 2, the empty one none, [40, 100) those of 4 and 5.
-    EXPECT_EQ(block.Records()[0].channel1, (BlockRange{1, 2, 2}));
+    EXPECT_EQ(block.Records()[0].channel1, (EventRange{1, 2, 2}));
     EXPECT_EQ(block.Records()[1].channel1.Count(), 0);
-    EXPECT_EQ(block.Records()[2].channel1, (BlockRange{4, 5, 4}));
-    EXPECT_EQ(block.Records()[0].channel2, (BlockRange{0, 0, 1}));
-    EXPECT_EQ(block.Records()[2].channel2, (BlockRange{1, 1, 2}));
+    EXPECT_EQ(block.Records()[2].channel1, (EventRange{4, 5, 4}));
+    EXPECT_EQ(block.Records()[0].channel2, (EventRange{0, 0, 1}));
+    EXPECT_EQ(block.Records()[2].channel2, (EventRange{1, 1, 2}));
     EXPECT_EQ(block.GetTotalEvents(), 4);
     EXPECT_EQ(block.GetNumEvents(0), 2);
     EXPECT_EQ(block.GetOn(0, 1), 19);
