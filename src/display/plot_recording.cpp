@@ -47,10 +47,10 @@ void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optiona
     CKymoraView view(doc);
     view.OnSize(width, height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
-    const auto progress = doc.GetHost().StartProgress("Drawing", 100);
+    ProgressScope progress(doc.GetHost(), "Drawing", 100);
     PaintRecording(view, device, PictureTarget::file);
-    if (!progress->Update(50)) throw Cancelled();
-    const std::vector<std::byte> picture = device.Encode([&] { return progress->Update(75); });
+    progress.At(50);
+    const std::vector<std::byte> picture = device.Encode([&] { return progress.GoesOn(75); });
     if (picture.empty()) throw Cancelled();
     WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
 }

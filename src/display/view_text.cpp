@@ -56,10 +56,10 @@ void TraceText::Write(const std::function<void(std::string_view)>& sink) const {
     const size_t count = traces_.size();
     std::vector<std::vector<float>> values(count, std::vector<float>(pieceLines));
     std::vector<std::vector<uint8_t>> valid(count, std::vector<uint8_t>(pieceLines));
-    const auto progress = doc_.GetHost().StartProgress("Writing text", static_cast<uint64_t>(LineCount()));
+    ProgressScope progress(doc_.GetHost(), "Writing text", static_cast<uint64_t>(LineCount()));
     std::string text;
     for (int64_t at = first_; at < end_; at += pieceLines) {
-        if (!progress->Update(static_cast<uint64_t>(at - first_))) throw Cancelled();
+        progress.At(static_cast<uint64_t>(at - first_));
         const auto lines = static_cast<size_t>(std::min(pieceLines, end_ - at));
         std::vector<TraceBlock> blocks;
         for (size_t i = 0; i < count; ++i)

@@ -37,12 +37,6 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::optional<FileStamp>& expected,
                          const std::function<void(CArchive&)>& write);
 
-// Thrown by a long write that the user cancelled.
-class Cancelled : public std::runtime_error {
-  public:
-    Cancelled() : std::runtime_error("Cancelled.") {}
-};
-
 // Before a new recording takes this name: a save journal there that belongs to another file gets another
 // name, which the user is told. Throws FileError.
 void TellJournalSetAside(Session& session, const std::filesystem::path& path);

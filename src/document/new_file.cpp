@@ -22,21 +22,6 @@ constexpr int64_t blockSamples = 32768;
 // Some equations take long, and Cancel is asked for once a block.
 constexpr int64_t equationBlockSamples = 4096;
 
-// Written samples are counted up to `total`; the user may stop.
-class WriteProgress {
-  public:
-    WriteProgress(Host& host, std::string_view label, int64_t total)
-        : progress_(host.StartProgress(label, static_cast<uint64_t>(total))) {}
-    void Add(int64_t samples) {
-        done_ += static_cast<uint64_t>(samples);
-        if (!progress_->Update(done_)) throw Cancelled();
-    }
-
-  private:
-    std::unique_ptr<Progress> progress_;
-    uint64_t done_ = 0;
-};
-
 void DescribeUserDefined(CDataDoc& doc, const UserDefinedSettings& settings) {
     doc.sampleInterval = settings.sampleInterval;
     doc.traceCount = 1;
@@ -66,7 +51,7 @@ MissingNumbers WriteEquation(Session& session, CArchive& archive, CDataDoc& doc,
     BindTime(expression, t);
     if (const std::string fault = expression.Parse(settings.equation); !fault.empty())
         throw std::invalid_argument(fault);
-    WriteProgress progress(session.host, "Writing", settings.samples);
+    ProgressScope progress(session.host, "Writing", static_cast<uint64_t>(settings.samples));
     AxisLimits limits;
     MissingNumbers missing;
     std::vector<float> block;
@@ -79,7 +64,7 @@ MissingNumbers WriteEquation(Session& session, CArchive& archive, CDataDoc& doc,
         }
         limits.Include(block);
         archive.WriteRaw(std::as_bytes(std::span(block)));
-        progress.Add(static_cast<int64_t>(block.size()));
+        progress.Step(block.size());
     }
     limits.Give(doc.traces[0]);
     return missing;
@@ -118,7 +103,7 @@ void DescribeAverage(CDataDoc& doc, const AverageSettings& settings) {
 }
 
 void WriteMeanOfTrace(CArchive& archive, const AverageSettings& settings, int slot, TraceSettings& trace,
-                      WriteProgress& progress) {
+                      ProgressScope& progress) {
     const int64_t length = settings.files.front()->GetLength();
     const auto count = static_cast<float>(settings.files.size());
     AxisLimits limits;
@@ -133,7 +118,7 @@ void WriteMeanOfTrace(CArchive& archive, const AverageSettings& settings, int sl
         for (float& value : sum) value /= count;
         limits.Include(sum);
         archive.WriteRaw(std::as_bytes(std::span(sum)));
-        progress.Add(static_cast<int64_t>(sum.size()));
+        progress.Step(sum.size());
     }
     limits.Give(trace);
 }
@@ -199,7 +184,8 @@ void WriteAverageFile(Session& session, const AverageSettings& settings, const s
     DescribeAverage(doc, settings);
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
         WriteHead(archive, doc);
-        WriteProgress progress(session.host, "Averaging", doc.traceCount * doc.GetLength());
+        ProgressScope progress(session.host, "Averaging",
+                               static_cast<uint64_t>(doc.traceCount * doc.GetLength()));
         for (size_t i = 0; i < settings.traces.size(); ++i)
             WriteMeanOfTrace(archive, settings, settings.traces[i], doc.traces[i], progress);
         WriteTail(archive, doc, doc.fileComment);

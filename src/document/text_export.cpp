@@ -38,9 +38,9 @@ class TextExport {
         const auto count = static_cast<size_t>(doc_.traceCount);
         std::vector<std::vector<float>> values(count, std::vector<float>(blockRows));
         std::vector<std::vector<uint8_t>> valid(count, std::vector<uint8_t>(blockRows));
-        const auto progress = doc_.GetHost().StartProgress("Writing text", static_cast<uint64_t>(rows_));
+        ProgressScope progress(doc_.GetHost(), "Writing text", static_cast<uint64_t>(rows_));
         for (int64_t at = 0; at < rows_; at += blockRows) {
-            if (!progress->Update(static_cast<uint64_t>(at))) throw Cancelled();
+            progress.At(static_cast<uint64_t>(at));
             const auto rows = static_cast<size_t>(std::min(blockRows, rows_ - at));
             const auto inside = static_cast<size_t>(std::clamp<int64_t>(samples_ - at, 0, blockRows));
             std::vector<TraceBlock> blocks;

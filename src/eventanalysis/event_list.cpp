@@ -40,16 +40,12 @@ constexpr ColumnGroup otherColumns[] = {
 // Asks now and then whether to go on; a few events are listed without it.
 class ListProgress {
   public:
-    ListProgress(Host& host, int total) {
-        if (total > fewEvents) progress_ = host.StartProgress("Listing events", static_cast<uint64_t>(total));
-    }
-    bool GoOn() {
-        ++lines_;
-        return !progress_ || lines_ % eventsBetweenPolls != 0 || progress_->Update(lines_);
-    }
+    ListProgress(Host& host, int total)
+        : progress_(host, "Listing events", static_cast<uint64_t>(total), fewEvents) {}
+    bool GoOn() { return ++lines_ % eventsBetweenPolls != 0 || progress_.GoesOn(lines_); }
 
   private:
-    std::unique_ptr<Progress> progress_;
+    ProgressScope progress_;
     uint64_t lines_ = 0;
 };
 

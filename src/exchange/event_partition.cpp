@@ -57,10 +57,10 @@ class PartitionReader {
 
 Partition ReadPartition(TextReader& reader, size_t mostKept, Host& host) {
     PartitionReader words(mostKept);
-    const auto progress = host.StartProgress("Reading partition numbers", reader.Length());
+    ProgressScope progress(host, "Reading partition numbers", reader.Length());
     for (std::string_view piece = reader.NextPiece(); !piece.empty(); piece = reader.NextPiece()) {
         words.Add(piece);
-        if (!progress->Update(reader.BytesRead())) {
+        if (!progress.GoesOn(reader.BytesRead())) {
             words.Result().wasCancelled = true;
             return std::move(words.Result());
         }

@@ -122,12 +122,12 @@ EventRows ReadEventRows(TextReader& reader, const CDataDoc& doc) {
     Faults faults(rows, doc.GetHost());
     const double interval = doc.sampleInterval;
     const char separator = doc.GetSession().decimalSeparator;
-    const auto progress = doc.GetHost().StartProgress("Reading events", reader.Length());
+    ProgressScope progress(doc.GetHost(), "Reading events", reader.Length());
     std::string line;
     // Empty rows wait until another row shows that they do not end the text.
     int64_t emptyFrom = 0;
     for (int64_t row = 1; reader.NextLine(line); ++row) {
-        if (row % rowsPerUpdate == 0 && !progress->Update(reader.BytesRead())) {
+        if (row % rowsPerUpdate == 0 && !progress.GoesOn(reader.BytesRead())) {
             rows.wasCancelled = true;
             return rows;
         }

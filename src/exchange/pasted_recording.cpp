@@ -69,9 +69,9 @@ void ProveNative(FileSystem& files, DataFile& file) {
 void WriteBlock(Session& session, uint64_t size, const std::filesystem::path& path,
                 const std::function<void(CArchive&, uint64_t at, size_t count)>& writePiece) {
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
-        const auto progress = session.host.StartProgress("Writing", size);
+        ProgressScope progress(session.host, "Writing", size);
         for (uint64_t at = 0; at < size; at += pieceBytes) {
-            if (!progress->Update(at)) throw Cancelled();
+            progress.At(at);
             writePiece(archive, at, static_cast<size_t>(std::min<uint64_t>(pieceBytes, size - at)));
         }
         archive.Flush();
@@ -87,15 +87,12 @@ void WritePasted(Session& session, const PastedRecording& recording, const std::
     MissingNumbers missing;
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
         const SampleBlocks& samples = recording.samples;
-        const auto progress = session.host.StartProgress(
-            "Writing", static_cast<uint64_t>(samples.Rows()) * static_cast<uint64_t>(samples.Columns()));
-        uint64_t done = 0;
+        ProgressScope progress(session.host, "Writing",
+                               static_cast<uint64_t>(samples.Rows()) *
+                                   static_cast<uint64_t>(samples.Columns()));
         WriteHead(archive, doc);
         for (int t = 0; t < samples.Columns(); ++t)
-            WriteTrace(archive, recording, t, doc, missing, [&](size_t count) {
-                done += count;
-                if (!progress->Update(done)) throw Cancelled();
-            });
+            WriteTrace(archive, recording, t, doc, missing, [&](size_t count) { progress.Step(count); });
         WriteTail(archive, doc, doc.fileComment);
     });
     if (missing.count > 0)

@@ -153,12 +153,12 @@ std::string NotANumberText(int64_t row, std::string_view cell) {
 }
 
 TableReader::TableReader(Session& session, TextReader& text, std::string_view label)
-    : text_(text), progress_(session.host.StartProgress(label, text.Length())) {
+    : text_(text), progress_(session.host, label, text.Length()) {
     text_.Rewind();
 }
 
 bool TableReader::Next(std::string_view& line) {
-    if (row_ % rowsBetweenUpdates == 0 && !progress_->Update(text_.BytesRead())) throw Cancelled();
+    if (row_ % rowsBetweenUpdates == 0) progress_.At(text_.BytesRead());
     if (!text_.NextLine(line_, longestRow)) return false;
     ++row_;
     if (line_.size() >= longestRow)

@@ -81,7 +81,7 @@ class TableReader {
 
   private:
     TextReader& text_;
-    std::unique_ptr<Progress> progress_;
+    ProgressScope progress_;
     std::string line_;
     int64_t row_ = 0;
 };

@@ -20,10 +20,8 @@ namespace kymora {
 
 class Form;
 
-class Host {
+class Host : public ProgressSource {
   public:
-    virtual ~Host() = default;
-
     // A message that the user must see.
     virtual void Message(std::string_view text, std::string_view title = "Kymora") = 0;
 
@@ -70,9 +68,6 @@ class Host {
     // Shows the details of a file that is being opened. False declines the file. `skipFromNowOn` is the state
     // of the box that silences the dialog for the session.
     virtual bool AcceptFileDetails(const FileDetails& details, bool& skipFromNowOn) = 0;
-
-    // Never null. `total` is the number of steps that Update counts.
-    virtual std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) = 0;
 
     // One line for the log, usually with its line end.
     virtual void Log(std::string_view text) = 0;

@@ -234,14 +234,12 @@ CAscDoc::Outcome CAscDoc::ReadRows(TextReader& reader) {
 
 // False when the parser or the user wants no more.
 bool CAscDoc::Feed(TextReader& reader, RowParser& parser) {
-    std::unique_ptr<Progress> progress;
-    if (reader.Length() > bytesWithoutProgress)
-        progress = GetHost().StartProgress("Reading text", reader.Length());
+    ProgressScope progress(GetHost(), "Reading text", reader.Length(), bytesWithoutProgress);
     for (;;) {
         const std::string_view piece = reader.NextPiece();
         if (piece.empty()) return parser.Finish();
         if (!parser.Take(piece)) return false;
-        openCancelled = progress && !progress->Update(reader.BytesRead());
+        openCancelled = !progress.GoesOn(reader.BytesRead());
         if (openCancelled) return false;
     }
 }

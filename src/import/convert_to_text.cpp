@@ -28,7 +28,7 @@ int ConvertFilesToText(Session& session, BatchDocuments& batch) {
     const auto paths = session.host.ChooseOpenFiles({"Select Files to Convert", ConvertibleFilter(), {}, {}});
     if (paths.empty()) return 0;
     int written = 0;
-    const auto progress = session.host.StartProgress("Converting file: ", paths.size());
+    ProgressScope progress(session.host, "Converting file: ", paths.size());
     for (size_t i = 0; i < paths.size(); ++i) {
         CDataDoc* doc = batch.OpenForBatch(paths[i]);
         auto target = paths[i];
@@ -40,7 +40,7 @@ int ConvertFilesToText(Session& session, BatchDocuments& batch) {
             break;
         }
         if (doc) batch.CloseIfNotOpen(paths[i]);
-        if (!progress->Update(i + 1)) break;
+        if (!progress.GoesOn(i + 1)) break;
     }
     return written;
 }

@@ -12,19 +12,19 @@ namespace {
 class PolledResults {
   public:
     PolledResults(FloatSink& sink, Host& host, int64_t count)
-        : results_(sink), progress_(host.StartProgress(lowessProgressText, static_cast<uint64_t>(count))) {}
+        : results_(sink), progress_(host, lowessProgressText, static_cast<uint64_t>(count)) {}
 
     int64_t Written() const { return written_; }
     // False ends the work.
     bool Add(double value) {
         results_.Add(static_cast<float>(value));
-        return ++written_ % lowessPollInterval != 0 || progress_->Update(static_cast<uint64_t>(written_));
+        return ++written_ % lowessPollInterval != 0 || progress_.GoesOn(static_cast<uint64_t>(written_));
     }
     void Flush() { results_.Flush(); }
 
   private:
     ResultBuffer results_;
-    std::unique_ptr<Progress> progress_;
+    ProgressScope progress_;
     int64_t written_ = 0;
 };
 

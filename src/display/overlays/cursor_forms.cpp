@@ -143,9 +143,8 @@ bool CDatumHorzRel::DoModal(Session& session, int cursors) {
 std::optional<LevelStats> MeasureLevel(CDataDoc& doc, int trace, int64_t from, int64_t to) {
     from = std::max<int64_t>(from, 0);
     to = std::min(to, doc.GetLength());
-    std::unique_ptr<Progress> progress;
-    if (to - from > progressFrom)
-        progress = doc.GetHost().StartProgress("Reading data", static_cast<uint64_t>(to - from));
+    ProgressScope progress(doc.GetHost(), "Reading data",
+                           static_cast<uint64_t>(std::max<int64_t>(to - from, 0)), progressFrom);
     Sums sums;
     std::vector<float> values;
     std::vector<uint8_t> valid;
@@ -156,7 +155,7 @@ std::optional<LevelStats> MeasureLevel(CDataDoc& doc, int trace, int64_t from, i
         doc.ReadBlock(trace, at, values, valid);
         for (size_t i = 0; i < count; ++i)
             if (valid[i] != 0 && std::isfinite(values[i])) sums.Add(static_cast<double>(values[i]));
-        if (progress && !progress->Update(static_cast<uint64_t>(at - from) + count)) return {};
+        if (!progress.GoesOn(static_cast<uint64_t>(at - from) + count)) return {};
     }
     return sums.Result();
 }
