@@ -112,12 +112,14 @@ void OperationWindows::SetActive(CChildFrame* child) {
     }
     for (CEventBaseNonModalDlg* window : Windows()) {
         window->SetActive(child ? &child->Document() : nullptr, child ? &child->View() : nullptr);
+        if (window->IsBusy()) continue;
         window->Block().SuggestSettings();
         window->Refresh();
     }
 }
 
 void OperationWindows::Forget(const CChildFrame* child) {
+    for (CEventBaseNonModalDlg* window : Windows()) window->Forget(child->View());
     if (child == active_) SetActive(nullptr);
     if (frame_.Children().size() > 1) return;
     for (CEventBaseNonModalDlg* window : Windows()) window->close();

@@ -17,6 +17,7 @@
 #include "app/paint_waiter.h"
 #include "app/widget_picture.h"
 #include "catalogue/windows/transform_window.h"
+#include "remote/remote_json.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -164,7 +165,9 @@ std::vector<std::byte> DesktopRemote::Picture(int index) {
 }
 
 CBatchBaseDlg& DesktopRemote::OpenOperation(const Operation& operation) {
-    return frame_.OperationDialogs().Open({&operation})->Block();
+    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Open({&operation});
+    if (window->IsBusy()) throw RemoteError("The operation is at work.");
+    return window->Block();
 }
 
 void DesktopRemote::OperationChanged(const Operation& operation) {

@@ -7,8 +7,6 @@
 
 #include "detection/detected_events.h"
 #include "detection/event_threshold.h"
-#include "document/sample_scan.h"
-#include "document/undo.h"
 
 namespace kymora {
 
@@ -17,6 +15,16 @@ namespace {
 constexpr uint32_t outlierVersion = 1;
 constexpr uint32_t noiseColour = 0x808080;
 constexpr const char* directionNames[] = {"+/-", "+", "-"};
+
+// Nothing when there is nothing to measure. Throws FileError.
+std::optional<NoiseLevels> MeasureNoise(SampleReader& samples, int trace, SampleSpan noise,
+                                        float multiplier) {
+    const MeanSd measured = GetMeanSd(samples, trace, noise.first, noise.Count());
+    if (measured.count == 0) return {};
+    return NoiseLevels{measured.mean, measured.sd,
+                       static_cast<float>(measured.mean + multiplier * measured.sd),
+                       static_cast<float>(measured.mean - multiplier * measured.sd)};
+}
 
 }  // namespace
 
@@ -132,22 +140,26 @@ void CDetectSpikes::TakeCursors() {
 void CDetectSpikes::UpdateLevels() {
     if (!Document() || !View() || m_bInBatch || m_nTrace >= Document()->traceCount) return;
     try {
-        if (!MeasureLevels()) m_dNoiseMean = m_dNoiseSD = -1.0;
+        const auto levels = MeasureNoise(*Document(), m_nTrace, NoiseSpan(), m_fMultiplier);
+        if (levels)
+            TakeLevels(*levels);
+        else
+            m_dNoiseMean = m_dNoiseSD = -1.0;
     } catch (const FileError& error) {
         GetHost().Log(std::string(error.what()) + "\n");
     }
 }
 
-bool CDetectSpikes::MeasureLevels() {
-    CDataDoc& doc = *Document();
-    const SampleSpan noise = HeldTo(doc, {doc.PositionOf(m_dNoiseStart), doc.PositionOf(m_dNoiseEnd)});
-    const MeanSd measured = GetMeanSd(doc, m_nTrace, noise.first, int64_t{noise.end} - noise.first);
-    if (measured.count == 0) return false;
-    m_dNoiseMean = measured.mean;
-    m_dNoiseSD = measured.sd;
-    m_fUpper = static_cast<float>(measured.mean + m_fMultiplier * measured.sd);
-    m_fLower = static_cast<float>(measured.mean - m_fMultiplier * measured.sd);
-    return true;
+SampleSpan CDetectSpikes::NoiseSpan() const {
+    const CDataDoc& doc = *Document();
+    return HeldTo(doc, {doc.PositionOf(m_dNoiseStart), doc.PositionOf(m_dNoiseEnd)});
+}
+
+void CDetectSpikes::TakeLevels(const NoiseLevels& levels) {
+    m_dNoiseMean = levels.mean;
+    m_dNoiseSD = levels.sd;
+    m_fUpper = levels.upper;
+    m_fLower = levels.lower;
 }
 
 std::vector<ViewGuide> CDetectSpikes::Guides() {
@@ -169,39 +181,45 @@ std::vector<ViewGuide> CDetectSpikes::Guides() {
 
 // --- the run ---
 
-bool CDetectSpikes::Analyse(UndoScope& undo) {
-    m_found.reset();
-    const auto region = TakeRegion();
-    if (!region) return false;
-    TakeEmptyChannel();
-    if (!MeasureLevels()) {
-        Refuse(noStatisticsText);
-        return false;
+namespace {
+
+struct OutlierJob : EventJob {
+    SampleSpan noise;
+    float multiplier = 0.0f;
+    OutlierDirection direction = OutlierDirection::both;
+    NoiseLevels levels;
+
+    int64_t Samples() const override { return EventJob::Samples() + noise.Count(); }
+    void Compute(SampleReader& samples, JobContext& context) override {
+        Found& target = found.front();
+        const auto measured = MeasureNoise(samples, target.parentTrace, noise, multiplier);
+        if (!measured) throw JobRefused(noStatisticsText);
+        levels = *measured;
+        ProgressScope progress(context, title, static_cast<uint64_t>(region.Count()), samplesAtOnce);
+        Detect(samples, region, OutlierDetector(levels.upper, levels.lower, direction, region.first),
+               progress, target);
     }
-    const int64_t count = int64_t{region->end} - region->first;
-    std::unique_ptr<Progress> progress;
-    if (count > detectionProgressFrom)
-        progress = GetHost().StartProgress(Title(), static_cast<uint64_t>(count));
-    OutlierDetector detector(m_fUpper, m_fLower, static_cast<OutlierDirection>(m_nDirection), region->first);
-    std::vector<DetectedSpan> found;
-    uint64_t done = 0;
-    const bool isDone =
-        ScanSamples(*Document(), m_nTrace, region->first, count, [&](std::span<const float> samples) {
-            detector.Take(samples, found);
-            done += samples.size();
-            return !progress || progress->Update(done);
-        });
-    if (!isDone) return false;
-    detector.Finish(found);
-    undo.KeepChannel(m_nDestination);
-    AddDetected(Document()->eventChannels[static_cast<size_t>(m_nDestination)], region->first, found);
-    std::string report;
-    GetParamText(report);
-    FinishChannel(m_nDestination, methodOutlier, m_nTrace, report);
-    AppendHistory(report);
+};
+
+}  // namespace
+
+std::unique_ptr<OperationJob> CDetectSpikes::MakeJob() {
+    m_found.reset();
+    auto job = std::make_unique<OutlierJob>();
+    if (!TakeRegion(*job)) return nullptr;
+    TakeEmptyChannel();
+    job->method = methodOutlier;
+    job->noise = NoiseSpan();
+    job->multiplier = m_fMultiplier;
+    job->direction = static_cast<OutlierDirection>(m_nDirection);
+    AddTarget(*job, m_nDestination, m_nTrace, m_strDescription);
+    return job;
+}
+
+void CDetectSpikes::TakeFound(const EventJob& job) {
+    TakeLevels(static_cast<const OutlierJob&>(job).levels);
     m_isDestinationChosen = false;
-    m_found = static_cast<int64_t>(found.size());
-    return true;
+    m_found = std::ssize(job.found.front().events);
 }
 
 std::vector<Result> CDetectSpikes::Results() {
@@ -225,8 +243,8 @@ void CDetectSpikes::GetParamText(std::string& text) {
         text += "Analyse whole file\r\n";
         return;
     }
-    const TimeSpan times = m_nRegionMode == regionVisible ? VisibleTimes(*Document(), View())
-                                                          : TimeSpan{m_dRegionStart, m_dRegionEnd};
+    const TimeSpan times =
+        m_nRegionMode == regionVisible ? SeenTimes() : TimeSpan{m_dRegionStart, m_dRegionEnd};
     text += fmt::format("Analyse start {:f}, end {:f}\r\n", times.start, times.end);
 }
 

@@ -13,6 +13,12 @@ inline constexpr const char* noEmptyChannelText =
 inline constexpr const char* channelNotEmptyText =
     "The destination channel is not empty. Choose another destination.";
 
+// Of a stretch of noise.
+struct NoiseLevels {
+    double mean = 0.0, sd = 0.0;
+    float upper = 0.0f, lower = 0.0f;
+};
+
 class CDetectSpikes : public CEventWndBaseDlg {
   public:
     CDetectSpikes() : CEventWndBaseDlg(usesTrace | usesDestination | usesText) {}
@@ -39,7 +45,8 @@ class CDetectSpikes : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
-    bool Analyse(UndoScope& undo) override;
+    std::unique_ptr<OperationJob> MakeJob() override;
+    void TakeFound(const EventJob& job) override;
     void OnParentTraceChanged() override { UpdateLevels(); }
 
   private:
@@ -53,8 +60,8 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void TakeCursors();
     // What the window shows. Does nothing without a view.
     void UpdateLevels();
-    // False when there is nothing to measure. Throws FileError.
-    bool MeasureLevels();
+    SampleSpan NoiseSpan() const;
+    void TakeLevels(const NoiseLevels& levels);
     std::string NoiseText() const;
 };
 

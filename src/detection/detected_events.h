@@ -1,18 +1,32 @@
 #pragma once
-// The way of what a detector found into an event channel.
+// What a detector found, as events.
 
 #include <span>
+#include <vector>
 
 #include "detection/threshold_detector.h"
-#include "events/event_chan.h"
+#include "document/sample_scan.h"
+#include "operations/operation_job.h"
 
 namespace kymora {
 
-inline constexpr float detectedValue = -1.0f;                // of an event that a detector made
-inline constexpr int64_t detectionProgressFrom = 5'000'000;  // samples; longer runs have a progress box
+inline constexpr float detectedValue = -1.0f;  // of an event that a detector made
 
-// Adds the spans, which ascend and do not begin before `first`, as events. From `first` on to the last of
-// them the channel holds no event yet.
-void AddDetected(CEventChan& chan, int32_t first, std::span<const DetectedSpan> spans);
+std::vector<CEventKM> EventsOf(std::span<const DetectedSpan> spans);
+
+// Sends the region of a job through a detector; what it detects are the events of `target`. Throws FileError,
+// or Cancelled.
+template <typename Detector>
+void Detect(SampleReader& samples, SampleSpan region, Detector detector, ProgressScope& progress,
+            EventJob::Found& target) {
+    std::vector<DetectedSpan> spans;
+    ScanSamples(samples, target.parentTrace, region.first, region.Count(), [&](std::span<const float> block) {
+        detector.Take(block, spans);
+        progress.Step(block.size());
+        return true;
+    });
+    detector.Finish(spans);
+    target.events = EventsOf(spans);
+}
 
 }  // namespace kymora

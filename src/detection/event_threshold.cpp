@@ -6,8 +6,6 @@
 
 #include "detection/detected_events.h"
 #include "document/lists.h"
-#include "document/sample_scan.h"
-#include "document/undo.h"
 
 namespace kymora {
 
@@ -76,8 +74,7 @@ std::string CEventThreshold::CheckSettings() {
 void CEventThreshold::CheckChangeDoc(CDataDoc* doc) {
     if (doc != Document()) m_analysed.clear();
     CEventWndBaseDlg::CheckChangeDoc(doc);
-    m_statistics.Forget();
-    m_search = {};
+    m_meter.Forget();
     if (!doc) return;
     for (float* time : {&m_fMinimumOff, &m_fMinimumOn, &m_fMaximumOn})
         *time = static_cast<float>(std::min<double>(*time, GreatestTime()));
@@ -89,10 +86,7 @@ void CEventThreshold::CheckChangeView(DocumentView* view) {
 }
 
 void CEventThreshold::OnUpdate(UpdateHint hint) {
-    if (hint == UpdateHint::samples) {
-        m_statistics.Forget();
-        m_search = {};
-    }
+    if (hint == UpdateHint::samples) m_meter.Forget();
     UpdateLevels();
 }
 
@@ -124,38 +118,80 @@ bool CEventThreshold::CheckStatsTimes() {
     return false;
 }
 
-bool CEventThreshold::Analyse(UndoScope& undo) {
-    const auto region = TakeRegion();
-    if (!region || !CheckStatsTimes() || !MayAnalyseTrace()) return false;
+// Levels are measured and events found trace by trace.
+struct CEventThreshold::Job : EventJob {
+    ThresholdRule rule;
+    bool measures = false;
+    StatsChoice choice;
+    LevelSettings settings;
+    std::vector<SampleSpan> stretches;  // of the traces in `found`, for the statistics
+    LevelMeter meter;
+    std::vector<ThresholdLevels> levels;  // of the same traces
+    bool hasWarned = false;
+
+    int64_t Samples() const override {
+        int64_t samples = EventJob::Samples();
+        for (const SampleSpan& stretch : stretches) samples += stretch.Count();
+        return samples;
+    }
+    void Compute(SampleReader& samples, JobContext& context) override {
+        std::optional<ProgressScope> progress;
+        for (size_t i = 0; i < found.size(); ++i) {
+            if (measures) Measure(samples, context, i);
+            if (!progress)
+                progress.emplace(context, title, static_cast<uint64_t>(EventJob::Samples()), samplesAtOnce);
+            Detect(samples, region, ThresholdDetector(rule, region.first), *progress, found[i]);
+            levels.push_back(rule.levels);
+        }
+    }
+    void Measure(SampleReader& samples, JobContext& context, size_t which) {
+        meter.Seek(samples, found[which].parentTrace, stretches[which], settings.window, context, true);
+        const ThresholdStatistics& statistics = meter.Statistics();
+        if (statistics.IsTruncated() && !std::exchange(hasWarned, true))
+            context.Warn(
+                fmt::format(tooManyStatisticsSamplesText, statistics.CountAsked(), mostStatisticsSamples));
+        if (!meter.Measure(samples, settings, rule.levels)) throw JobRefused(noStatisticsText);
+    }
+};
+
+std::unique_ptr<OperationJob> CEventThreshold::MakeJob() {
+    auto job = std::make_unique<Job>();
+    if (!TakeRegion(*job) || !CheckStatsTimes() || !MayAnalyseTrace()) return nullptr;
     FollowOnset();
     m_analysed.clear();
-    m_hasTruncated = false;
-    const StatsChoice choice = UsesStatistics() ? ChooseStats(true) : StatsChoice();
+    job->method = methodThreshold;
+    job->keepsOutside = m_bOnlyClearWithinRegion;
+    job->rule = Rule();
+    job->measures = UsesStatistics();
+    if (job->measures) job->choice = ChooseStats(true);
+    job->settings = MeterSettings();
+    job->meter = m_meter;
     const int first = m_bAllTraces ? 0 : m_nTrace;
     const int count = m_bAllTraces ? Document()->traceCount : 1;
-    std::unique_ptr<Progress> progress;
     for (int i = 0; i < count; ++i) {
-        if (UsesStatistics() && !MeasureLevels(first + i, choice, true)) {
-            Refuse(noStatisticsText);
-            return false;
-        }
-        const int64_t samples = int64_t{region->end} - region->first;
-        if (!progress && samples * count > detectionProgressFrom)
-            progress = GetHost().StartProgress(Title(), static_cast<uint64_t>(samples * count));
-        if (!AnalyseTrace(first + i, m_nDestination + i, *region, undo, progress.get())) return false;
+        AddTarget(*job, m_nDestination + i, first + i,
+                  m_bAllTraces ? fmt::format("threshold tr {}", i + 1) : m_strDescription);
+        if (job->measures) job->stretches.push_back(StatsSpan(first + i, job->choice));
     }
-    std::string report;
-    AppendReport(report, choice);
-    for (int i = 0; i < count; ++i) {
-        const bool isLast = i + 1 == count;
-        FinishChannel(m_nDestination + i, methodThreshold, first + i, isLast ? report : std::string());
-        if (!m_bAllTraces) continue;
-        CEventChan& chan = Document()->eventChannels[static_cast<size_t>(m_nDestination + i)];
-        chan.channelComment = fmt::format("threshold tr {}", i + 1);
-        if (isLast && m_bAppendParams) chan.channelComment += "\r\n" + report;
-    }
-    AppendHistory(report);
-    return true;
+    if (job->measures && job->choice.source == StatsSource::taggedEvent)
+        job->channels.push_back(job->choice.channel);
+    return job;
+}
+
+bool CEventThreshold::FinishFound(CEventChan& chan, const EventJob& job, size_t which) {
+    const ThresholdLevels& levels = static_cast<const Job&>(job).levels[which];
+    const EventJob::Found& found = job.found[which];
+    KeepDetectionSettings(chan, found.parentTrace, levels);
+    m_analysed.push_back({found.parentTrace, found.channel, LevelsInUse(levels)});
+    return chan.FilterByGap(Document()->PositionOf(static_cast<double>(m_fMinimumOff)),
+                            Document()->PositionOf(static_cast<double>(m_fMinimumOn)),
+                            Document()->PositionOf(static_cast<double>(m_fMaximumOn)));
+}
+
+void CEventThreshold::TakeFound(const EventJob& job) {
+    const Job& done = static_cast<const Job&>(job);
+    m_levels = done.rule.levels;
+    m_meter = done.meter;
 }
 
 ThresholdRule CEventThreshold::Rule() const {
@@ -163,60 +199,31 @@ ThresholdRule CEventThreshold::Rule() const {
             static_cast<LimitLogic>(m_nLimitLogic)};
 }
 
-bool CEventThreshold::AnalyseTrace(int trace, int channel, SampleSpan region, UndoScope& undo,
-                                   Progress* progress) {
-    ThresholdDetector detector(Rule(), region.first);
-    std::vector<DetectedSpan> found;
-    const int64_t count = int64_t{region.end} - region.first;
-    const int64_t before = m_bAllTraces ? trace * count : 0;
-    const bool isDone =
-        ScanSamples(*Document(), trace, region.first, count, [&](std::span<const float> samples) {
-            detector.Take(samples, found);
-            return !progress ||
-                   progress->Update(static_cast<uint64_t>(before + detector.Position() - region.first));
-        });
-    if (!isDone) return false;
-    detector.Finish(found);
-    undo.KeepChannel(channel);
-    StoreEvents(channel, region, found);
-    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
-    KeepDetectionSettings(chan, trace);
-    m_analysed.push_back({trace, channel, LevelsInUse()});
-    return chan.FilterByGap(Document()->PositionOf(static_cast<double>(m_fMinimumOff)),
-                            Document()->PositionOf(static_cast<double>(m_fMinimumOn)),
-                            Document()->PositionOf(static_cast<double>(m_fMaximumOn)));
-}
-
-void CEventThreshold::StoreEvents(int channel, SampleSpan region, const std::vector<DetectedSpan>& found) {
-    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
-    if (m_bOnlyClearWithinRegion)
-        chan.DeleteRange(region.first, region.end);
-    else
-        chan.DeleteAll();
-    AddDetected(chan, region.first, found);
-}
-
 // What the channel's record keeps of the detection.
-void CEventThreshold::KeepDetectionSettings(CEventChan& chan, int trace) const {
+void CEventThreshold::KeepDetectionSettings(CEventChan& chan, int trace,
+                                            const ThresholdLevels& levels) const {
     DetectionParameters& kept = chan.detection;
     kept.templateTrace = trace;
     kept.analysisRegion = m_nRegionMode;
     kept.analysisStart = static_cast<float>(m_dRegionStart);
     kept.analysisEnd = static_cast<float>(m_dRegionEnd);
-    kept.thresholdLevel = TestsPositive() ? m_levels.OnPos : m_levels.OnNeg;
-    kept.thresholdHysteresis =
-        TestsPositive() ? m_levels.OnPos - m_levels.OffPos : m_levels.OffNeg - m_levels.OnNeg;
+    kept.thresholdLevel = TestsPositive() ? levels.OnPos : levels.OnNeg;
+    kept.thresholdHysteresis = TestsPositive() ? levels.OnPos - levels.OffPos : levels.OffNeg - levels.OnNeg;
     kept.thresholdMinimum = m_fMinimumOn;
     kept.thresholdMode = m_nOnsetDirection;
-    kept.thresholdOnsetA = m_levels.OnPos;
-    kept.thresholdOnsetB = m_levels.OnNeg;
+    kept.thresholdOnsetA = levels.OnPos;
+    kept.thresholdOnsetB = levels.OnNeg;
 }
 
 // --- the report ---
 
 void CEventThreshold::GetParamText(std::string& text) { AppendReport(text, ChooseStats(false)); }
 
-void CEventThreshold::AppendReport(std::string& text, const StatsChoice& choice) {
+void CEventThreshold::AppendReport(std::string& text, const EventJob& job) {
+    AppendReport(text, static_cast<const Job&>(job).choice);
+}
+
+void CEventThreshold::AppendReport(std::string& text, const StatsChoice& choice) const {
     AppendRegionText(text);
     if (m_bAllTraces)
         text += "Analysed all traces, events start at channel: ";
@@ -235,15 +242,15 @@ void CEventThreshold::AppendReport(std::string& text, const StatsChoice& choice)
                         m_fMinimumOff, m_fMinimumOn, m_fMaximumOn);
 }
 
-CEventThreshold::NamedLevels CEventThreshold::LevelsInUse() const {
+CEventThreshold::NamedLevels CEventThreshold::LevelsInUse(const ThresholdLevels& levels) const {
     NamedLevels named;
     const auto side = [&](const std::string& name, float on, float off, float limit) {
         named.emplace_back("On " + name, on);
         named.emplace_back("Off " + name, off);
         if (m_bLimitLogicUsed) named.emplace_back("Limit " + name, limit);
     };
-    if (TestsPositive()) side("+ve", m_levels.OnPos, m_levels.OffPos, m_levels.LimitPos);
-    if (TestsNegative()) side("-ve", m_levels.OnNeg, m_levels.OffNeg, m_levels.LimitNeg);
+    if (TestsPositive()) side("+ve", levels.OnPos, levels.OffPos, levels.LimitPos);
+    if (TestsNegative()) side("-ve", levels.OnNeg, levels.OffNeg, levels.LimitNeg);
     return named;
 }
 
@@ -301,7 +308,7 @@ void CEventThreshold::AppendStatsText(std::string& text, const StatsChoice& choi
         text += "whole file\r\n";
         break;
     case StatsSource::visibleView: {
-        const TimeSpan times = VisibleTimes(*Document(), View());
+        const TimeSpan times = SeenTimes();
         text +=
             fmt::format("visible view\r\n\tstart time = {:f}, end time = {:f}\r\n", times.start, times.end);
         break;

@@ -5,8 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "detection/threshold_detector.h"
-#include "detection/threshold_statistics.h"
+#include "detection/level_meter.h"
 #include "operations/event_base_dlg.h"
 
 namespace kymora {
@@ -15,11 +14,8 @@ inline constexpr const char* statsOrderText =
     "The end analysis point must be after the start analysis point. Restoring original value.";
 inline constexpr const char* hiddenTraceText =
     "Note: you are analysing a trace that is not visible in the main view. Continue?";
-inline constexpr const char* searchCancelledText =
-    "Note: Cancelling the operation means the result is invalid";
 inline constexpr const char* noStatisticsText =
     "There are no samples in the stretch of data from which statistics are to be calculated.";
-inline constexpr const char* searchLabel = "Searching for least active region";
 // Both take the file and the title; the second one the tag, too.
 inline constexpr const char* noStatsEventsText =
     "{}\r\n\t{}: Attempted to calculate statistics from an event channel with no events. 'User time' used "
@@ -30,7 +26,6 @@ inline constexpr const char* noStatsTagText =
 inline constexpr const char* otherStatsChannelText =
     "There are no events in channel {}, using channel {} instead.\r\n";
 
-enum class ThresholdSource { direct = 0, meanSd = 1, medianRobustSd = 2, percentile = 3 };
 enum class StatsSource { wholeFile = 0, visibleView = 1, userTimes = 2, taggedEvent = 3, mostInactive = 4 };
 
 class CEventThreshold : public CEventWndBaseDlg {
@@ -71,11 +66,16 @@ class CEventThreshold : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
-    bool Analyse(UndoScope& undo) override;
+    std::unique_ptr<OperationJob> MakeJob() override;
+    bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
+    void TakeFound(const EventJob& job) override;
+    void AppendReport(std::string& text, const EventJob& job) override;
+    void Warn(std::string_view words) override;
     void OnEventChanChanged(int channel) override;
     void OnParentTraceChanged() override { UpdateLevels(); }
 
   private:
+    struct Job;
     // Where the statistics come from in one run, after the fallbacks.
     struct StatsChoice {
         StatsSource source = StatsSource::userTimes;
@@ -111,28 +111,22 @@ class CEventThreshold : public CEventWndBaseDlg {
     StatsChoice ChooseStats(bool talks);
     int FindStatsChannel(bool talks);
     SampleSpan FindTaggedEvent(int channel, bool talks);
-    // A message, or a line of the process errors with the file's name.
-    void Warn(std::string_view words);
-    SampleSpan StatsSpan(int trace, const StatsChoice& choice, bool talks);
-    SampleSpan FindLeastActive(int trace, bool talks);
-    // Takes the levels of a trace from its statistics. False when there is nothing to measure.
-    bool MeasureLevels(int trace, const StatsChoice& choice, bool talks);
-    void TakePercentiles();
+    // That stretch, or the one in which the least active window is looked for.
+    SampleSpan StatsSpan(int trace, const StatsChoice& choice) const;
+    LevelSettings MeterSettings() const;
 
     // The run.
     bool MayAnalyseTrace();
     bool CheckStatsTimes();
-    bool AnalyseTrace(int trace, int channel, SampleSpan region, UndoScope& undo, Progress* progress);
-    void StoreEvents(int channel, SampleSpan region, const std::vector<DetectedSpan>& found);
-    void KeepDetectionSettings(CEventChan& chan, int trace) const;
+    void KeepDetectionSettings(CEventChan& chan, int trace, const ThresholdLevels& levels) const;
     ThresholdRule Rule() const;
 
     // What the report calls the levels, with their values.
     using NamedLevels = std::vector<std::pair<std::string, ResultValue>>;
-    NamedLevels LevelsInUse() const;
+    NamedLevels LevelsInUse(const ThresholdLevels& levels) const;
 
     void AppendLevelText(std::string& text) const;
-    void AppendReport(std::string& text, const StatsChoice& choice);
+    void AppendReport(std::string& text, const StatsChoice& choice) const;
     void AppendStatsText(std::string& text, const StatsChoice& choice) const;
 
     // Of the last run.
@@ -142,20 +136,9 @@ class CEventThreshold : public CEventWndBaseDlg {
     };
     std::vector<Analysed> m_analysed;
 
-    ThresholdStatistics m_statistics;
+    LevelMeter m_meter;
     bool m_isMeasuring = false;
-    bool m_hasTruncated = false;  // the user was told in this run
     double m_dGoodStatsEnd = 10.0;
-
-    // The last search for the least active window.
-    struct Search {
-        int trace = -1;
-        SampleSpan span;
-        int64_t window = 0;
-        int64_t start = 0;
-        bool isCancelled = false;
-    };
-    Search m_search;
 };
 
 }  // namespace kymora

@@ -158,13 +158,13 @@ void CEventThreshold::DescribeStatistics(ParamList& list) {
 
 std::string CEventThreshold::StatisticsText() const {
     std::string text;
-    if (UsesStatistics() && Is(ThresholdSource::meanSd) && m_statistics.KnownMean())
-        text =
-            fmt::format("mean {:g}, s.d. {:g}", m_statistics.KnownMean()->mean, m_statistics.KnownMean()->sd);
-    if (Is(ThresholdSource::medianRobustSd) && m_statistics.KnownRobust())
-        text = fmt::format("median {:g}, robust s.d. {:g}", m_statistics.KnownRobust()->median,
-                           m_statistics.KnownRobust()->robustSd);
-    if (!text.empty() && m_statistics.IsTruncated())
+    const ThresholdStatistics& known = m_meter.Statistics();
+    if (UsesStatistics() && Is(ThresholdSource::meanSd) && known.KnownMean())
+        text = fmt::format("mean {:g}, s.d. {:g}", known.KnownMean()->mean, known.KnownMean()->sd);
+    if (Is(ThresholdSource::medianRobustSd) && known.KnownRobust())
+        text = fmt::format("median {:g}, robust s.d. {:g}", known.KnownRobust()->median,
+                           known.KnownRobust()->robustSd);
+    if (!text.empty() && known.IsTruncated())
         text += fmt::format(" (first {} samples)", mostStatisticsSamples);
     return text;
 }

@@ -14,7 +14,6 @@ namespace {
 constexpr uint32_t red = 0x0000FF, blue = 0xFF0000, green = 0x00A000;
 constexpr uint32_t magenta = 0xFF00FF, cyan = 0xD0C000, orange = 0x0080FF;
 constexpr uint32_t grey = 0x808080;
-constexpr int64_t progressFrom = 1000;  // longer spans are searched with a progress box
 
 }  // namespace
 
@@ -35,7 +34,11 @@ void CEventThreshold::UpdateLevels() {
     if (m_nTrace >= Document()->traceCount) return;
     m_isMeasuring = true;
     try {
-        MeasureLevels(m_nTrace, ChooseStats(false), false);
+        Here here(*this);
+        const LevelSettings settings = MeterSettings();
+        const SampleSpan stretch = StatsSpan(m_nTrace, ChooseStats(false));
+        m_meter.Seek(*Document(), m_nTrace, stretch, settings.window, here, false);
+        m_meter.Measure(*Document(), settings, m_levels);
     } catch (const FileError& error) {
         // A run will tell it.
         GetHost().Log(std::string(error.what()) + "\n");
@@ -58,10 +61,10 @@ std::vector<ViewGuide> CEventThreshold::Guides() {
     level(TestsNegative(), m_levels.OnNeg, magenta, "on -ve");
     level(TestsNegative(), m_levels.OffNeg, cyan, "off -ve");
     level(TestsNegative() && m_bLimitLogicUsed, m_levels.LimitNeg, orange, "limit -ve");
-    if (UsesMultipliers() && Is(StatsSource::mostInactive) && m_search.trace == m_nTrace) {
-        const int64_t end = m_statistics.First() + m_statistics.CountAsked();
-        guides.push_back(
-            {ViewGuide::Kind::time, m_nTrace, doc->TimeOf(m_statistics.First()), grey, "least active"});
+    if (UsesMultipliers() && Is(StatsSource::mostInactive) && m_meter.HasSearched(m_nTrace)) {
+        const int64_t first = m_meter.Statistics().First();
+        const int64_t end = first + m_meter.Statistics().CountAsked();
+        guides.push_back({ViewGuide::Kind::time, m_nTrace, doc->TimeOf(first), grey, "least active"});
         guides.push_back({ViewGuide::Kind::time, m_nTrace, doc->TimeOf(end), grey, {}});
     }
     return guides;
@@ -119,87 +122,33 @@ SampleSpan CEventThreshold::FindTaggedEvent(int channel, bool talks) {
     return {found->onPosition, found->offPosition};
 }
 
-SampleSpan CEventThreshold::StatsSpan(int trace, const StatsChoice& choice, bool talks) {
+SampleSpan CEventThreshold::StatsSpan(int trace, const StatsChoice& choice) const {
     const CDataDoc& doc = *Document();
     switch (choice.source) {
     case StatsSource::wholeFile:
         return {0, static_cast<int32_t>(doc.GetTraceLength(trace))};
-    case StatsSource::visibleView:
-        return HeldTo(doc, VisibleSpan(doc, View()));
     case StatsSource::userTimes:
         return HeldTo(doc, {doc.PositionOf(m_dStatsStart), doc.PositionOf(m_dStatsEnd)});
     case StatsSource::taggedEvent:
         return HeldTo(doc, choice.event);
+    case StatsSource::visibleView:
     case StatsSource::mostInactive:
         break;
     }
-    return FindLeastActive(trace, talks);
+    return HeldTo(doc, VisibleSpan(doc, View()));
 }
 
-SampleSpan CEventThreshold::FindLeastActive(int trace, bool talks) {
-    CDataDoc& doc = *Document();
-    const SampleSpan span = HeldTo(doc, VisibleSpan(doc, View()));
-    const int64_t count = int64_t{span.end} - span.first;
-    const int64_t window = std::max<int64_t>(1, doc.PositionOf(static_cast<double>(m_fInactiveDuration)));
-    const bool isKnown = m_search.trace == trace && m_search.span == span && m_search.window == window;
-    if (!isKnown || (m_search.isCancelled && talks)) {
-        std::unique_ptr<Progress> progress;
-        if (count > progressFrom)
-            progress = GetHost().StartProgress(searchLabel, static_cast<uint64_t>(count));
-        const int64_t start = FindLeastActiveWindow(doc, trace, span.first, count, window, progress.get());
-        const bool isCancelled = start == noWindow;
-        m_search = {trace, span, window, isCancelled ? span.first : start, isCancelled};
-        progress.reset();
-        if (isCancelled) Warn(searchCancelledText);
-    }
-    const int64_t end = std::min<int64_t>(m_search.start + window, span.end);
-    return {static_cast<int32_t>(m_search.start), static_cast<int32_t>(end)};
-}
-
-// --- the levels ---
-
-bool CEventThreshold::MeasureLevels(int trace, const StatsChoice& choice, bool talks) {
-    const SampleSpan span = StatsSpan(trace, choice, talks);
-    m_statistics.SetStretch(*Document(), trace, span.first, int64_t{span.end} - span.first);
-    if (talks && m_statistics.IsTruncated() && !m_hasTruncated) {
-        m_hasTruncated = true;
-        Warn(fmt::format(tooManyStatisticsSamplesText, m_statistics.CountAsked(), mostStatisticsSamples));
-    }
-    if (UsesPercentiles()) {
-        if (m_statistics.Percentile(0, m_fOnPercentile).count == 0) return false;
-        TakePercentiles();
-        return true;
-    }
-    const bool isMean = Is(ThresholdSource::meanSd);
-    if ((isMean ? m_statistics.Mean().count : m_statistics.Robust().count) == 0) return false;
-    const double middle = isMean ? m_statistics.Mean().mean : m_statistics.Robust().median;
-    const double spread = isMean ? m_statistics.Mean().sd : m_statistics.Robust().robustSd;
-    const auto around = [&](float multiplier, float& positive, float& negative) {
-        positive = static_cast<float>(middle + multiplier * spread);
-        negative = static_cast<float>(middle - multiplier * spread);
-    };
-    around(m_fOnMult, m_levels.OnPos, m_levels.OnNeg);
-    around(m_fOffMult, m_levels.OffPos, m_levels.OffNeg);
-    around(m_fLimitMult, m_levels.LimitPos, m_levels.LimitNeg);
-    return true;
-}
-
-void CEventThreshold::TakePercentiles() {
-    const PercentileValues& on = m_statistics.Percentile(0, m_fOnPercentile);
-    m_levels.OnNeg = on.low;
-    m_levels.OnPos = on.high;
-    if (m_bOffsetEqualsOnset) {
-        // The negative offset keeps what it was: the two sides are not alike here.
-        m_levels.OffPos = m_levels.OnPos;
-    } else {
-        const PercentileValues& off = m_statistics.Percentile(1, m_fOffPercentile);
-        m_levels.OffNeg = off.low;
-        m_levels.OffPos = off.high;
-    }
-    if (!m_bLimitLogicUsed) return;
-    const PercentileValues& limit = m_statistics.Percentile(2, m_fLimitPercentile);
-    m_levels.LimitNeg = limit.low;
-    m_levels.LimitPos = limit.high;
+LevelSettings CEventThreshold::MeterSettings() const {
+    LevelSettings settings{static_cast<ThresholdSource>(m_nThresholdSource),
+                           {m_fOnMult, m_fOffMult, m_fLimitMult},
+                           {m_fOnPercentile, m_fOffPercentile, m_fLimitPercentile},
+                           m_bOffsetEqualsOnset,
+                           m_bLimitLogicUsed,
+                           0};
+    if (Is(StatsSource::mostInactive))
+        settings.window =
+            std::max<int64_t>(1, Document()->PositionOf(static_cast<double>(m_fInactiveDuration)));
+    return settings;
 }
 
 }  // namespace kymora

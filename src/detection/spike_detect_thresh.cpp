@@ -6,8 +6,6 @@
 
 #include "detection/detected_events.h"
 #include "detection/event_threshold.h"
-#include "document/sample_scan.h"
-#include "document/undo.h"
 
 namespace kymora {
 
@@ -124,6 +122,52 @@ SpikeSeriesSettings CSpikeDetectThresh::SeriesSettings() const {
     return settings;
 }
 
+namespace {
+
+// Sends a stretch through the series into a rule.
+template <typename Rule>
+std::vector<int64_t> RunRule(SampleReader& samples, int trace, SampleSpan span, SpikeSeries& series,
+                             ProgressScope* progress, Rule rule) {
+    std::vector<float> made;
+    ScanSamples(samples, trace, span.first, span.Count(), [&](std::span<const float> block) {
+        made.clear();
+        series.Take(block, made);
+        rule.Take(made);
+        if (progress) progress->Step(block.size());
+        return true;
+    });
+    made.clear();
+    series.Finish(made);
+    rule.Take(made);
+    return rule.Finish();
+}
+
+// Throws FileError, or Cancelled.
+std::vector<int64_t> FindSpikes(SampleReader& samples, int trace, SampleSpan span, const SpikeRule& rule,
+                                ProgressScope* progress) {
+    const double mean =
+        rule.series.rectifies ? GetMeanSd(samples, trace, span.first, span.Count()).mean : 0.0;
+    SpikeSeries series(rule.series, span.Count(), mean);
+    std::vector<int64_t> spikes =
+        rule.type == SpikeType::abs ? RunRule(samples, trace, span, series, progress,
+                                              AbsSpikeRule(rule.levels, rule.direction, rule.refractory))
+                                    : RunRule(samples, trace, span, series, progress,
+                                              PeakToPeakSpikeRule(rule.levels, rule.window, rule.refractory));
+    for (int64_t& spike : spikes) spike += span.first;
+    return spikes;
+}
+
+}  // namespace
+
+SpikeRule CSpikeDetectThresh::Rule() const {
+    return {SeriesSettings(),
+            static_cast<SpikeType>(m_nType),
+            m_levels,
+            static_cast<OutlierDirection>(m_nDirection),
+            Samples(m_fRefractory),
+            Samples(m_fSpikeWindow)};
+}
+
 bool CSpikeDetectThresh::UpdatePreview() {
     TakeDisplayDefaults();
     const SampleSpan span = DisplaySpan();
@@ -148,7 +192,7 @@ bool CSpikeDetectThresh::UpdatePreview() {
     const auto source = static_cast<SpikeLevelSource>(m_nSource);
     if (source != SpikeLevelSource::user && kept == 0) return false;
     m_levels = GetSpikeLevels(source, m_statistics, m_fMultiplier, m_levels);
-    m_previewSpikes = FindSpikes(span, nullptr).value_or(std::vector<int64_t>());
+    m_previewSpikes = FindSpikes(*Document(), m_nTrace, span, Rule(), nullptr);
     m_isStale = false;
     return true;
 }
@@ -188,78 +232,44 @@ bool CSpikeDetectThresh::ShowPreview() {
 
 namespace {
 
-// Sends a stretch through the series into a rule. False when the user cancels.
-template <typename Rule>
-bool RunRule(CDataDoc& doc, int trace, SampleSpan span, SpikeSeries& series, Progress* progress, Rule& rule) {
-    std::vector<float> made;
-    uint64_t done = 0;
-    const bool isDone = ScanSamples(doc, trace, span.first, int64_t{span.end} - span.first,
-                                    [&](std::span<const float> samples) {
-                                        made.clear();
-                                        series.Take(samples, made);
-                                        rule.Take(made);
-                                        done += samples.size();
-                                        return !progress || progress->Update(done);
-                                    });
-    if (!isDone) return false;
-    made.clear();
-    series.Finish(made);
-    rule.Take(made);
-    return true;
-}
+struct SpikeJob : EventJob {
+    SpikeRule rule;
+
+    void Compute(SampleReader& samples, JobContext& context) override {
+        ProgressScope progress(context, title, static_cast<uint64_t>(region.Count()), samplesAtOnce);
+        std::vector<DetectedSpan> spans;
+        for (const int64_t spike : FindSpikes(samples, found.front().parentTrace, region, rule, &progress))
+            spans.push_back({spike, spike + 1});
+        found.front().events = EventsOf(spans);
+    }
+};
 
 }  // namespace
 
-std::optional<std::vector<int64_t>> CSpikeDetectThresh::FindSpikes(SampleSpan span, Progress* progress) {
-    CDataDoc& doc = *Document();
-    const SpikeSeriesSettings settings = SeriesSettings();
-    const int64_t count = int64_t{span.end} - span.first;
-    const double mean = settings.rectifies ? GetMeanSd(doc, m_nTrace, span.first, count).mean : 0.0;
-    SpikeSeries series(settings, count, mean);
-    const int64_t refractory = Samples(m_fRefractory);
-    std::vector<int64_t> spikes;
-    if (Is(SpikeType::abs)) {
-        AbsSpikeRule rule(m_levels, static_cast<OutlierDirection>(m_nDirection), refractory);
-        if (!RunRule(doc, m_nTrace, span, series, progress, rule)) return std::nullopt;
-        spikes = rule.Finish();
-    } else {
-        PeakToPeakSpikeRule rule(m_levels, Samples(m_fSpikeWindow), refractory);
-        if (!RunRule(doc, m_nTrace, span, series, progress, rule)) return std::nullopt;
-        spikes = rule.Finish();
-    }
-    for (int64_t& spike : spikes) spike += span.first;
-    return spikes;
+std::unique_ptr<OperationJob> CSpikeDetectThresh::MakeJob() {
+    auto job = std::make_unique<SpikeJob>();
+    if (!TakeRegion(*job)) return nullptr;
+    m_isStale = true;
+    if (!UpdatePreview() && !Is(SpikeLevelSource::user)) throw JobRefused(noStatisticsText);
+    job->method = methodThreshold;
+    job->rule = Rule();
+    AddTarget(*job, m_nDestination, m_nTrace, m_strDescription);
+    return job;
 }
 
-bool CSpikeDetectThresh::Analyse(UndoScope& undo) {
-    const auto region = TakeRegion();
-    if (!region) return false;
-    m_isStale = true;
-    if (!UpdatePreview() && !Is(SpikeLevelSource::user)) {
-        Refuse(noStatisticsText);
-        return false;
-    }
-    const int64_t count = int64_t{region->end} - region->first;
-    std::unique_ptr<Progress> progress;
-    if (count > detectionProgressFrom)
-        progress = GetHost().StartProgress(Title(), static_cast<uint64_t>(count));
-    const auto spikes = FindSpikes(*region, progress.get());
-    if (!spikes) return false;
-    std::vector<DetectedSpan> found;
-    found.reserve(spikes->size());
-    for (const int64_t spike : *spikes) found.push_back({spike, spike + 1});
-    undo.KeepChannel(m_nDestination);
-    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(m_nDestination)];
-    chan.DeleteAll();
-    AddDetected(chan, region->first, found);
+bool CSpikeDetectThresh::FinishFound(CEventChan& chan, const EventJob&, size_t) {
     KeepDetectionSettings(chan);
-    m_count = static_cast<int64_t>(found.size());
-    std::string report;
-    GetParamText(report);
-    report += fmt::format("Spike count: {}\r\n", *m_count);
-    FinishChannel(m_nDestination, methodThreshold, m_nTrace, report);
-    AppendHistory(report);
     return true;
+}
+
+void CSpikeDetectThresh::TakeFound(const EventJob& job) {
+    m_levels = static_cast<const SpikeJob&>(job).rule.levels;
+    m_count = std::ssize(job.found.front().events);
+}
+
+void CSpikeDetectThresh::AppendReport(std::string& text, const EventJob&) {
+    GetParamText(text);
+    text += fmt::format("Spike count: {}\r\n", *m_count);
 }
 
 std::vector<Result> CSpikeDetectThresh::Results() {

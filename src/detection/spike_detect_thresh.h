@@ -13,6 +13,15 @@ namespace kymora {
 
 enum class SpikeType { abs = 0, peakToPeak = 1 };
 
+// All that says which samples are spikes.
+struct SpikeRule {
+    SpikeSeriesSettings series;
+    SpikeType type = SpikeType::abs;
+    SpikeLevels levels;
+    OutlierDirection direction = OutlierDirection::both;
+    int64_t refractory = 0, window = 0;  // samples
+};
+
 class CSpikeDetectThresh : public CEventWndBaseDlg {
   public:
     CSpikeDetectThresh() : CEventWndBaseDlg(usesTrace | usesDestination | usesText) {}
@@ -52,7 +61,10 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
 
   protected:
     void Describe(ParamList& list) override;
-    bool Analyse(UndoScope& undo) override;
+    std::unique_ptr<OperationJob> MakeJob() override;
+    bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
+    void TakeFound(const EventJob& job) override;
+    void AppendReport(std::string& text, const EventJob& job) override;
     void OnParentTraceChanged() override { m_isStale = true; }
 
   private:
@@ -78,9 +90,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     // The same for a window that shows it; a failure goes to the log.
     bool ShowPreview();
     void MakePreviewSeries(const std::vector<float>& samples);
-    // Spikes of a stretch by the levels as they are; nothing when the user cancels. Throws FileError.
-    std::optional<std::vector<int64_t>> FindSpikes(SampleSpan span, Progress* progress);
-
+    SpikeRule Rule() const;
     void KeepDetectionSettings(CEventChan& chan) const;
 
     bool m_isStale = true;

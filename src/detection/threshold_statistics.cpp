@@ -2,10 +2,9 @@
 
 namespace kymora {
 
-void ThresholdStatistics::SetStretch(CDataDoc& doc, int trace, int64_t first, int64_t count) {
-    if (doc_ == &doc && trace_ == trace && first_ == first && asked_ == count) return;
+void ThresholdStatistics::SetStretch(int trace, int64_t first, int64_t count) {
+    if (trace_ == trace && first_ == first && asked_ == count) return;
     Forget();
-    doc_ = &doc;
     trace_ = trace;
     first_ = first;
     asked_ = count;
@@ -13,20 +12,20 @@ void ThresholdStatistics::SetStretch(CDataDoc& doc, int trace, int64_t first, in
 
 void ThresholdStatistics::Forget() { *this = ThresholdStatistics(); }
 
-const MeanSd& ThresholdStatistics::Mean() {
-    if (!mean_) mean_ = GetMeanSd(*doc_, trace_, first_, Count());
+const MeanSd& ThresholdStatistics::Mean(SampleReader& samples) {
+    if (!mean_) mean_ = GetMeanSd(samples, trace_, first_, Count());
     return *mean_;
 }
 
-const MedianRobustSd& ThresholdStatistics::Robust() {
-    if (!robust_) robust_ = GetMedianRobustSd(*doc_, trace_, first_, Count());
+const MedianRobustSd& ThresholdStatistics::Robust(SampleReader& samples) {
+    if (!robust_) robust_ = GetMedianRobustSd(samples, trace_, first_, Count());
     return *robust_;
 }
 
-const PercentileValues& ThresholdStatistics::Percentile(int which, double percent) {
+const PercentileValues& ThresholdStatistics::Percentile(SampleReader& samples, int which, double percent) {
     std::optional<Known>& known = percentiles_[which];
     if (!known || known->percent != percent)
-        known = Known{percent, GetPercentileValues(*doc_, trace_, first_, Count(), percent)};
+        known = Known{percent, GetPercentileValues(samples, trace_, first_, Count(), percent)};
     return known->values;
 }
 

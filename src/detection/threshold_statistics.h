@@ -10,9 +10,9 @@ namespace kymora {
 
 class ThresholdStatistics {
   public:
-    // The stretch of the calls below. It is held to mostStatisticsSamples.
-    void SetStretch(CDataDoc& doc, int trace, int64_t first, int64_t count);
-    // The data may have changed: nothing is known any more.
+    // The stretch of the calls below, all of which are of one recording. It is held to mostStatisticsSamples.
+    void SetStretch(int trace, int64_t first, int64_t count);
+    // Another recording, or the data may have changed: nothing is known any more.
     void Forget();
 
     int64_t First() const { return first_; }
@@ -21,10 +21,10 @@ class ThresholdStatistics {
     bool IsTruncated() const { return asked_ > mostStatisticsSamples; }
 
     // Each measures what is not known yet. Throws FileError.
-    const MeanSd& Mean();
-    const MedianRobustSd& Robust();
+    const MeanSd& Mean(SampleReader& samples);
+    const MedianRobustSd& Robust(SampleReader& samples);
     // `which` is 0 for the onset, 1 for the offset, 2 for the limit.
-    const PercentileValues& Percentile(int which, double percent);
+    const PercentileValues& Percentile(SampleReader& samples, int which, double percent);
 
     // What is known already, for showing.
     const std::optional<MeanSd>& KnownMean() const { return mean_; }
@@ -36,7 +36,6 @@ class ThresholdStatistics {
         PercentileValues values;
     };
 
-    CDataDoc* doc_ = nullptr;
     int trace_ = -1;
     int64_t first_ = 0;
     int64_t asked_ = 0;

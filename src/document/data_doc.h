@@ -25,7 +25,7 @@
 #include "document/file_type.h"
 #include "document/overlays.h"
 #include "document/run_list.h"
-#include "document/sample_blocks.h"
+#include "document/sample_reader.h"
 #include "document/stored_settings.h"
 #include "document/undo.h"
 #include "events/event_chan.h"
@@ -46,7 +46,7 @@ enum class SaveOutcome {
     changedOutside,  // by another program, whose version stays; the samples are those that were opened
 };
 
-class CDataDoc : public EventChanOwner {
+class CDataDoc : public EventChanOwner, public SampleReader {
   public:
     explicit CDataDoc(Session& session);
     virtual ~CDataDoc();
@@ -141,14 +141,18 @@ class CDataDoc : public EventChanOwner {
 
     // --- runs ---
     int64_t GetLength() const { return validRuns[0].Length(); }
-    int64_t GetTraceLength(int trace) const { return Runs(trace).Length(); }
+    int64_t GetTraceLength(int trace) const override { return Runs(trace).Length(); }
     int64_t GetStoredCount(int trace) const { return Runs(trace).StoredCount(); }
     int GetNumRuns(int trace) const { return Runs(trace).Size(); }
     uint32_t GetRun(int trace, int i) const { return Runs(trace)[i]; }
     int GetNumValidBlocks(int trace) const { return Runs(trace).NumValidBlocks(); }
     // Start and exclusive end of run i; true for a valid run, false for a gap or an index past the end.
     bool GetRunSpan(int trace, int i, int64_t& start, int64_t& end) const;
-    int64_t CountValid(int trace, int64_t from, int64_t to) const { return Runs(trace).CountValid(from, to); }
+    int64_t CountValid(int trace, int64_t from, int64_t to) const override {
+        return Runs(trace).CountValid(from, to);
+    }
+    bool HasGaps() const override { return hasGaps; }
+    bool HasNoData() const override { return noData; }
     // Validity at readPosition.
     bool IsValidAt(int trace);
     // One flag per trace for readPosition; false if any is invalid.
@@ -195,11 +199,8 @@ class CDataDoc : public EventChanOwner {
 
     // --- block reads, on which everything fast is built ---
 
-    // Fills the blocks with the samples from position `from` on, without moving the window. Gap samples are
-    // 0.0 and invalid, samples outside the recording not-a-number and invalid; gains are applied. All blocks
-    // have one length. Throws FileError.
-    void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks);
-    void ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid = {});
+    // Without moving the window.
+    void ReadBlocks(int64_t from, std::span<const TraceBlock> blocks) override;
     // The extremes of what ReadBlocks would give for [from, from + count), which lies within the recording,
     // from formats that can tell them without making every sample and hold no not-a-number. False from all
     // others, with nothing done. Throws FileError.

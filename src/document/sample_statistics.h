@@ -3,7 +3,8 @@
 // the recording and samples that are no finite numbers do not count (numerics/statistics.h). All of them read
 // block by block, leave readPosition alone and throw FileError when the samples cannot be read.
 
-#include "document/data_doc.h"
+#include "document/sample_reader.h"
+#include "host/progress.h"
 #include "numerics/statistics.h"
 
 namespace kymora {
@@ -14,17 +15,18 @@ inline constexpr int32_t mostStatisticsSamples = 2000000;
 inline constexpr const char* tooManyStatisticsSamplesText =
     "You are attempting to collect stats from > {} samples. Truncating to {} samples.";
 
-MeanSd GetMeanSd(CDataDoc& doc, int trace, int64_t from, int64_t count);
+MeanSd GetMeanSd(SampleReader& reader, int trace, int64_t from, int64_t count);
 // Holds all counted samples in memory.
-MedianRobustSd GetMedianRobustSd(CDataDoc& doc, int trace, int64_t from, int64_t count);
+MedianRobustSd GetMedianRobustSd(SampleReader& reader, int trace, int64_t from, int64_t count);
 // Holds twice `percent` of the stretch in memory.
-PercentileValues GetPercentileValues(CDataDoc& doc, int trace, int64_t from, int64_t count, double percent);
+PercentileValues GetPercentileValues(SampleReader& reader, int trace, int64_t from, int64_t count,
+                                     double percent);
 
 inline constexpr int64_t noWindow = -1;
 // First position of the least active window of `length` samples within [from, from + count); see
 // numerics/least_active_window.h. Only windows without a gap take part. `noWindow` when the progress, which
 // is asked every 1024 samples and may be null, ends the search; `from` when no window fits.
-int64_t FindLeastActiveWindow(CDataDoc& doc, int trace, int64_t from, int64_t count, int64_t length,
+int64_t FindLeastActiveWindow(SampleReader& reader, int trace, int64_t from, int64_t count, int64_t length,
                               Progress* progress = nullptr);
 
 }  // namespace kymora

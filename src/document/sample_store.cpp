@@ -22,11 +22,6 @@ void Fill(std::span<const TraceBlock> blocks, size_t at, size_t count, float val
 
 // --- block reads ---
 
-void CDataDoc::ReadBlock(int trace, int64_t from, std::span<float> values, std::span<uint8_t> valid) {
-    const TraceBlock block{trace, values, valid};
-    ReadBlocks(from, {&block, 1});
-}
-
 void CDataDoc::ReadBlocks(int64_t from, std::span<const TraceBlock> blocks) {
     if (blocks.empty()) return;
     const size_t count = blocks[0].values.size();

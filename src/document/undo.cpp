@@ -126,6 +126,10 @@ class HistoryNote : public UndoChange {
 
 }  // namespace
 
+std::unique_ptr<UndoChange> HoldChannel(const CDataDoc& doc, int channel) {
+    return std::make_unique<ChannelChange>(doc, channel, true);
+}
+
 // --- the stack ---
 
 bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
@@ -210,7 +214,7 @@ void UndoScope::KeepChannel(int channel) {
     if (outer_) return outer_->KeepChannel(channel);
     if (std::find(keptChannels_.begin(), keptChannels_.end(), channel) != keptChannels_.end()) return;
     keptChannels_.push_back(channel);
-    Keep(std::make_unique<ChannelChange>(doc_, channel, true));
+    Keep(HoldChannel(doc_, channel));
 }
 
 void UndoScope::KeepChannelSettings(int channel) {

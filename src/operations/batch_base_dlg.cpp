@@ -78,14 +78,50 @@ void CBatchBaseDlg::TakeSettings(std::span<const std::byte> record) {
 // --- running ---
 
 bool CBatchBaseDlg::Run() {
-    if (!m_pDoc) return false;
+    const auto job = Prepare();
+    return job && Conclude(*job, [&](JobContext& here) { job->Compute(*m_pDoc, here); });
+}
+
+bool CBatchBaseDlg::Attempt(const std::function<bool()>& does) {
+    try {
+        return does();
+    } catch (const FileError& error) {
+        Refuse(error.what());
+    } catch (const JobRefused& reason) {
+        Refuse(reason.what());
+    }
+    return false;
+}
+
+std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
+    if (!m_pDoc) return nullptr;
     if (const std::string fault = Validate(); !fault.empty()) {
         Refuse(fault);
-        return false;
+        return nullptr;
     }
-    const size_t historyLength = m_pDoc->historyLog.size();
-    bool done = false;
     m_written.clear();
+    std::unique_ptr<OperationJob> job;
+    Attempt([&] {
+        job = MakeJob();
+        return job != nullptr;
+    });
+    // What was refused may have put a parameter right.
+    if (!job && ChangesDocument()) m_pDoc->UpdateAllViews(UpdateHint::events);
+    return job;
+}
+
+bool CBatchBaseDlg::Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute) {
+    const size_t historyLength = m_pDoc->historyLog.size();
+    Here here(*this);
+    const auto computed = [&] {
+        try {
+            compute(here);
+            return true;
+        } catch (const Cancelled&) {
+            return false;
+        }
+    };
+    bool done = false;
     {
         UndoScope undo(*m_pDoc, Title());
         const auto putBack = [&] {
@@ -93,9 +129,7 @@ bool CBatchBaseDlg::Run() {
             m_pDoc->historyLog.resize(historyLength);
         };
         try {
-            done = Analyse(undo);
-        } catch (const FileError& error) {
-            Refuse(error.what());
+            done = Attempt([&] { return computed() && Write(job, undo); });
         } catch (...) {
             putBack();
             throw;

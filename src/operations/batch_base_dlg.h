@@ -18,6 +18,7 @@
 #include "document/data_doc.h"
 #include "document/view_guide.h"
 #include "operations/chart.h"
+#include "operations/operation_job.h"
 #include "operations/param.h"
 #include "results/result.h"
 
@@ -95,6 +96,12 @@ class CBatchBaseDlg {
     // Runs the operation as one step that can be undone, and updates the views. What refuses it is told to
     // the user, and then nothing has changed. False when it was refused, failed or cancelled.
     bool Run();
+    // The same in its phases, for whoever has the job done elsewhere. Prepare takes what the job needs of
+    // document and view; null where the run is refused, which the user was told.
+    std::unique_ptr<OperationJob> Prepare();
+    // Has the job done by `compute`, which may take its time or tell what has become of it on another thread,
+    // and writes what it has found.
+    bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
     // True when Run changes the recording, so that what it made wants to be saved.
     virtual bool ChangesDocument() const { return true; }
     // True when it works on no recording that is open and makes one of its own
@@ -129,15 +136,36 @@ class CBatchBaseDlg {
     virtual void Describe(ParamList&) {}
     // The checks that limits alone cannot make.
     virtual std::string CheckSettings() { return {}; }
-    // The work of Run. The document is there and the parameters are valid. False when nothing was done. A
-    // transform makes a new file instead (transforms/transform_file.h) and has no such work.
+    // The job of a run. The document is there and the parameters are valid. Null where it is refused.
+    virtual std::unique_ptr<OperationJob> MakeJob() { return std::make_unique<OperationJob>(); }
+    // Writes what the job has found. False when nothing was done.
+    virtual bool Write(OperationJob&, UndoScope& undo) { return Analyse(undo); }
+    // The whole work of an operation that has nothing to compute. A transform makes a new file instead
+    // (transforms/transform_file.h) and has no such work.
     virtual bool Analyse(UndoScope&) { return false; }
+    // Tells the user something that a run goes on after.
+    virtual void Warn(std::string_view words) { Tell(words); }
+    // Progress and words of a job that is done here.
+    class Here : public JobContext {
+      public:
+        explicit Here(CBatchBaseDlg& operation) : operation_(operation) {}
+        std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override {
+            return operation_.GetHost().StartProgress(label, total);
+        }
+        void Warn(std::string_view words) override { operation_.Warn(words); }
+
+      private:
+        CBatchBaseDlg& operation_;
+    };
 
     Host& GetHost() const { return m_pDoc->GetHost(); }
     // Adds an entry to the document's history: the title, the lines, an empty line.
     void AppendHistory(std::string_view lines);
 
   private:
+    // Does it; a failure is told to the user.
+    bool Attempt(const std::function<bool()>& does);
+
     CDataDoc* m_pDoc = nullptr;
     DocumentView* m_pView = nullptr;
     std::vector<int> m_written;

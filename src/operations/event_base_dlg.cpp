@@ -34,6 +34,16 @@ std::vector<int> ChannelsOfText(const std::string& text) {
     }
 }
 
+// Events that ascend and do not begin before `first`, from which on to the last of them the channel holds
+// none.
+void AddFound(CEventChan& chan, int32_t first, std::vector<CEventKM> events) {
+    // All of them have one place, unless a damaged file left the channel out of order.
+    if (chan.IsInOrder())
+        chan.Splice(chan.PlaceFor(first), 0, std::move(events));
+    else
+        for (CEventKM& event : events) chan.AddEvent(std::move(event));
+}
+
 }  // namespace
 
 TimeSpan VisibleTimes(const CDataDoc& doc, const DocumentView* view) {
@@ -210,16 +220,47 @@ void CEventBaseDlg::OnEventChanChanged(int channel) {
     if (m_nTrace != before) OnParentTraceChanged();
 }
 
-void CEventBaseDlg::FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report) {
-    CEventChan& chan = Document()->eventChannels[static_cast<size_t>(channel)];
-    chan.detectionMethod = method;
-    chan.parentTrace = parentTrace;
-    chan.channelLabel = m_strLabel;
-    chan.channelComment = m_strDescription;
-    if (m_bAppendParams) {
+// --- what a run has found ---
+
+TimeSpan CEventBaseDlg::SeenTimes() const { return m_seen ? *m_seen : VisibleTimes(*Document(), View()); }
+
+void CEventBaseDlg::AddTarget(EventJob& job, int channel, int trace, std::string description) const {
+    job.found.push_back({channel, trace, {}, std::move(description)});
+    job.channels.push_back(channel);
+}
+
+bool CEventBaseDlg::Write(OperationJob& job, UndoScope& undo) {
+    auto* found = dynamic_cast<EventJob*>(&job);
+    return found ? WriteFound(*found, undo) : CBatchBaseDlg::Write(job, undo);
+}
+
+bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
+    auto& channels = Document()->eventChannels;
+    TakeFound(job);
+    for (size_t i = 0; i < job.found.size(); ++i) {
+        EventJob::Found& found = job.found[i];
+        undo.KeepChannel(found.channel);
+        CEventChan& chan = channels[static_cast<size_t>(found.channel)];
+        job.keepsOutside ? chan.DeleteRange(job.region.first, job.region.end) : chan.DeleteAll();
+        AddFound(chan, job.region.first, std::move(found.events));
+        if (!FinishFound(chan, job, i)) return false;
+    }
+    std::string report;
+    m_seen = job.seen;
+    AppendReport(report, job);
+    m_seen.reset();
+    for (const EventJob::Found& found : job.found) {
+        CEventChan& chan = channels[static_cast<size_t>(found.channel)];
+        chan.detectionMethod = job.method;
+        chan.parentTrace = found.parentTrace;
+        chan.channelLabel = m_strLabel;
+        chan.channelComment = found.description;
+        if (!m_bAppendParams || &found != &job.found.back()) continue;
         if (!chan.channelComment.empty()) chan.channelComment += "\r\n";
         chan.channelComment += report;
     }
+    AppendHistory(report);
+    return true;
 }
 
 // --- CEventWndBaseDlg ---
@@ -244,8 +285,7 @@ void CEventWndBaseDlg::AppendRegionText(std::string& text) const {
         text += "whole file\r\n";
     } else {
         const bool isVisible = m_nRegionMode == regionVisible;
-        const TimeSpan times =
-            isVisible ? VisibleTimes(*Document(), View()) : TimeSpan{m_dRegionStart, m_dRegionEnd};
+        const TimeSpan times = isVisible ? SeenTimes() : TimeSpan{m_dRegionStart, m_dRegionEnd};
         text += isVisible ? "visible screen:\r\n\t" : "user set:\r\n\t";
         text += fmt::format("Start = {:f}, End = {:f}\r\n", times.start, times.end);
     }
@@ -279,6 +319,15 @@ std::optional<SampleSpan> CEventWndBaseDlg::TakeRegion() {
     if (region.first < region.end) return region;
     Refuse(emptyRegionText);
     return std::nullopt;
+}
+
+bool CEventWndBaseDlg::TakeRegion(EventJob& job) {
+    const auto region = TakeRegion();
+    if (!region) return false;
+    job.region = *region;
+    job.seen = SeenTimes();
+    job.title = Title();
+    return true;
 }
 
 void CEventWndBaseDlg::DescribeRegion(ParamList& list) {

@@ -20,19 +20,6 @@ inline constexpr const char* channelIsSourceText =
 
 enum RegionMode : int32_t { regionWholeFile = 0, regionVisible = 1, regionUserSet = 2, regionGate = 3 };
 
-// A stretch of samples; `end` is exclusive. Both are -1 without a document.
-struct SampleSpan {
-    int32_t first = -1;
-    int32_t end = -1;
-    bool operator==(const SampleSpan&) const = default;
-};
-
-// ms
-struct TimeSpan {
-    double start = 0.0;
-    double end = 0.0;
-};
-
 // What is seen: in the given view, or by the document's stored viewport.
 TimeSpan VisibleTimes(const CDataDoc& doc, const DocumentView* view);
 // The same, rounded to samples.
@@ -103,15 +90,27 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // Channel 1 moves the trace to its parent.
     virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }
 
+    // Writes the events that an EventJob has found, the report and the history.
+    bool Write(OperationJob& job, UndoScope& undo) override;
+    // Takes over what the job has measured and counted; the report tells it.
+    virtual void TakeFound(const EventJob&) {}
+    // What only the operation itself can add to a channel that has got its events. False abandons.
+    virtual bool FinishFound(CEventChan&, const EventJob&, size_t) { return true; }
+    virtual void AppendReport(std::string& text, const EventJob&) { GetParamText(text); }
+    // What is seen of the recording; the report of a run tells what was seen when it began.
+    TimeSpan SeenTimes() const;
+
     bool Has(Uses part) const { return (m_uses & part) != 0; }
     bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
 
-    // Gives the channel the method, the trace and the texts of the frame, and appends the report to its
-    // description if that is wanted.
-    void FinishChannel(int channel, int32_t method, int32_t parentTrace, std::string_view report);
+    // A run will write what it finds in the trace into the channel.
+    void AddTarget(EventJob& job, int channel, int trace, std::string description) const;
 
   private:
+    bool WriteFound(EventJob& job, UndoScope& undo);
+
     unsigned m_uses;
+    std::optional<TimeSpan> m_seen;  // when the present run began
 };
 
 // Adds the analysis region: whole file, visible screen, user set.
@@ -139,6 +138,8 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     void RetrieveData(int how = 0);
     // The region, unless it is refused: the user was told then. The reset of a wrong end stays.
     std::optional<SampleSpan> TakeRegion();
+    // The same for a job. False where it is refused.
+    bool TakeRegion(EventJob& job);
 };
 
 }  // namespace kymora

@@ -68,6 +68,8 @@ class CTestOperation : public CBatchBaseDlg {
     bool failsToDraw = false;
     std::string settingsFault;
     std::vector<UpdateHint> updates;
+    int64_t jobSamples = 0;
+    std::function<void(JobContext&)> during;  // the work of its job
 
   protected:
     void Describe(ParamList& list) override {
@@ -106,6 +108,13 @@ class CTestOperation : public CBatchBaseDlg {
         list.Action("saveResults", "Save results", [this] { ++pressed; });
     }
     std::string CheckSettings() override { return settingsFault; }
+    std::unique_ptr<OperationJob> MakeJob() override {
+        auto job = std::make_unique<Job>();
+        job->samples = jobSamples;
+        job->during = during;
+        job->channels = {destination};
+        return job;
+    }
     bool Analyse(UndoScope& undo) override {
         ++runs;
         undo.KeepChannel(destination);
@@ -113,6 +122,16 @@ class CTestOperation : public CBatchBaseDlg {
         Document()->UpdateAllViews(UpdateHint::events);
         return true;
     }
+
+  private:
+    struct Job : OperationJob {
+        int64_t samples = 0;
+        std::function<void(JobContext&)> during;
+        int64_t Samples() const override { return samples; }
+        void Compute(SampleReader&, JobContext& context) override {
+            if (during) during(context);
+        }
+    };
 };
 
 inline const Operation testOperation{

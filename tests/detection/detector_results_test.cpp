@@ -44,5 +44,28 @@ TEST(DetectorResults, BelongToTheRecordingThatWasAnalysed) {
     }
 }
 
+TEST(DetectorRuns, OverLongDataStopWhenTheyAreCancelled) {
+    TestHost host;
+    MemoryFileSystem files;
+    Session session(host, files);
+    const auto doc =
+        MemoryDoc::Generate(session, 1, 6'000'000, [](int, int64_t i) { return static_cast<float>(i % 7); });
+    host.cancelAtCall = 3;
+    for (const char* name : {"CEventThreshold", "CDetectSpikes", "CSpikeDetectThresh"}) {
+        SCOPED_TRACE(name);
+        host.progress.clear();
+        const auto block = FindOperation(name)->make();
+        block->CheckChangeDoc(doc.get());
+        EXPECT_FALSE(block->Run());
+        ASSERT_EQ(host.progress.size(), 1u);
+        EXPECT_EQ(host.progress[0].label, block->Title());
+        EXPECT_EQ(host.progress[0].updates.size(), 3u);
+        for (const CEventChan& chan : doc->eventChannels) EXPECT_EQ(chan.GetNumEvents(), 0);
+        EXPECT_EQ(doc->historyLog, "");
+        EXPECT_FALSE(doc->Undo().CanUndo());
+        EXPECT_TRUE(host.WasSilent());
+    }
+}
+
 }  // namespace
 }  // namespace kymora::test

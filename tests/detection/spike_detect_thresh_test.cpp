@@ -251,18 +251,6 @@ TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheChart) {
     EXPECT_EQ(std::count_if(y.begin(), y.end(), [](float value) { return std::isnan(value); }), 1);
 }
 
-TEST_F(SpikeDetectThreshTest, CancellingChangesNothing) {
-    const auto longDoc = MemoryDoc::Generate(
-        session, 1, 6'000'000, [](int, int64_t i) { return Value(i); }, 0.1);
-    operation.CheckChangeDoc(longDoc.get());
-    longDoc->eventChannels[2].AddEvent(1, 2);
-    Set("upperThreshold", "4");
-    host.cancelAtCall = 3;
-    EXPECT_FALSE(operation.Run());
-    EXPECT_EQ(longDoc->eventChannels[2].GetNumEvents(), 1);
-    EXPECT_EQ(longDoc->historyLog, "");
-}
-
 TEST_F(SpikeDetectThreshTest, TheRecordOfAConfigurationFile) {
     Bytes bytes;
     bytes.Wide(u"CSpikeDetectThresh").U32(1).U32(0);

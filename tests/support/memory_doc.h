@@ -55,6 +55,19 @@ class MemoryDoc : public CDataDoc {
         return MakeWithRuns(session, {{}}, {{0, length}}, sampleInterval);
     }
 
+    std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const override {
+        std::vector<RunList> runs(validRuns.begin(), validRuns.begin() + traceCount);
+        return [stored = stored_, generator = generator_, runs, interval = sampleInterval](Session& its) {
+            auto twin = std::make_unique<MemoryDoc>(its);
+            twin->stored_ = stored;
+            twin->generator_ = generator;
+            twin->Describe(static_cast<int>(runs.size()), interval);
+            std::copy(runs.begin(), runs.end(), twin->validRuns.begin());
+            twin->Finish();
+            return twin;
+        };
+    }
+
     int readCalls = 0;        // how often stored samples were read
     int64_t samplesRead = 0;  // of all traces
     bool saveSucceeds = true;

@@ -35,9 +35,9 @@ class TestOperation : public CEventWndBaseDlg {
     bool m_bLinked = true;
     std::vector<int> m_traces;
 
-    // What Analyse does after it has written; false abandons.
-    std::function<bool()> then;
-    std::vector<int> channelChanges;  // that OnEventChanChanged heard of
+    std::function<void(SampleReader&, JobContext&)> during;  // the work of its job
+    std::function<bool()> then;                              // after it has written; false abandons
+    std::vector<int> channelChanges;                         // that OnEventChanChanged heard of
     int traceChanges = 0;
 
   protected:
@@ -67,18 +67,26 @@ class TestOperation : public CEventWndBaseDlg {
         CEventWndBaseDlg::OnEventChanChanged(channel);
     }
     void OnParentTraceChanged() override { ++traceChanges; }
-    bool Analyse(UndoScope& undo) override {
-        const auto region = TakeRegion();
-        if (!region) return false;
-        undo.KeepChannel(m_nDestination);
-        CEventChan& chan = Document()->eventChannels[static_cast<size_t>(m_nDestination)];
-        if (!chan.DeleteAll() || !chan.AddEvent(region->first, region->end, -1.0f)) return false;
-        std::string report;
-        GetParamText(report);
-        FinishChannel(m_nDestination, methodThreshold, m_nTrace, report);
-        AppendHistory(report);
-        return !then || then();
+    std::unique_ptr<OperationJob> MakeJob() override {
+        auto job = std::make_unique<Job>();
+        if (!TakeRegion(*job)) return nullptr;
+        job->method = methodThreshold;
+        job->during = during;
+        AddTarget(*job, m_nDestination, m_nTrace, m_strDescription);
+        return job;
     }
+    bool Write(OperationJob& job, UndoScope& undo) override {
+        return CEventWndBaseDlg::Write(job, undo) && (!then || then());
+    }
+
+  private:
+    struct Job : EventJob {
+        std::function<void(SampleReader&, JobContext&)> during;
+        void Compute(SampleReader& samples, JobContext& context) override {
+            if (during) during(samples, context);
+            found.front().events.push_back({region.first, region.end, -1.0f});
+        }
+    };
 };
 
 }  // namespace kymora::test

@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
@@ -13,6 +14,7 @@
 
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
+#include "operations/job_worker.h"
 #include "widgets/chart_widget.h"
 #include "widgets/content_area.h"
 #include "widgets/param_form.h"
@@ -27,6 +29,7 @@ constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
 constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
 constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220;
 constexpr int drawAfterMs = 150;  // without another letter
+constexpr int watchEveryMs = 40, progressSteps = 1000;
 
 QString FirstFile(const QMimeData& data) {
     const auto urls = data.urls();
@@ -60,6 +63,8 @@ CEventBaseNonModalDlg::CEventBaseNonModalDlg(Session& session, const Operation& 
     drawLater_.setSingleShot(true);
     drawLater_.setInterval(drawAfterMs);
     connect(&drawLater_, &QTimer::timeout, this, [this] { IsBusy() ? drawLater_.start() : ShowDrawn(); });
+    watch_.setInterval(watchEveryMs);
+    connect(&watch_, &QTimer::timeout, this, &CEventBaseNonModalDlg::WatchWorker);
     SetActive(nullptr, nullptr);
 }
 
@@ -113,9 +118,29 @@ void CEventBaseNonModalDlg::MakeWindow() {
     auto* column = new QVBoxLayout(this);
     column->addWidget(panes_, 1);
     column->addWidget(message_);
+    MakeProgress();
+    column->addWidget(progress_);
     MakeButtons();
     TakeResultActions();
     ArrangePanes();
+}
+
+void CEventBaseNonModalDlg::MakeProgress() {
+    progress_ = new QWidget(this);
+    progress_->setObjectName("progress");
+    auto* row = new QHBoxLayout(progress_);
+    row->setContentsMargins({});
+    bar_ = new QProgressBar(progress_);
+    bar_->setObjectName("bar");
+    row->addWidget(bar_, 1);
+    auto* cancel = new QPushButton(tr("Cancel"), progress_);
+    cancel->setObjectName("cancelRun");
+    cancel->setAutoDefault(false);
+    connect(cancel, &QPushButton::clicked, this, [this] {
+        if (worker_) worker_->Cancel();
+    });
+    row->addWidget(cancel);
+    progress_->hide();
 }
 
 void CEventBaseNonModalDlg::MakeButtons() {
@@ -134,7 +159,7 @@ void CEventBaseNonModalDlg::MakeButtons() {
     load_ = add(tr("&Load..."), "load", tr(loadConfigTitle), &CEventBaseNonModalDlg::Load);
     row->addStretch(1);
     run_ = add(ToQString(block_->ActionLabel()), "run", ToQString(operation_.toolTip),
-               &CEventBaseNonModalDlg::Run);
+               &CEventBaseNonModalDlg::Start);
     run_->setDefault(true);
     close_ = add(tr("&Close"), "close", {}, &CEventBaseNonModalDlg::reject);
     static_cast<QVBoxLayout*>(layout())->addLayout(row);
@@ -227,6 +252,10 @@ void CEventBaseNonModalDlg::Work(const std::function<void()>& does) {
 }
 
 void CEventBaseNonModalDlg::SetActive(CDataDoc* doc, DocumentView* view) {
+    if (worker_) {
+        later_ = {doc, view};
+        return;
+    }
     DocumentView* before = block_->View();
     if (before && before != view) before->SetGuides({});
     if (doc != block_->Document()) {
@@ -310,12 +339,14 @@ void CEventBaseNonModalDlg::ShowState() {
     const bool hasDoc = block_->Document() != nullptr;
     const QString entered = ToQString(form_->Fault());
     const QString fault = Fault();
-    form_->setEnabled(hasDoc);
+    form_->setEnabled(hasDoc && !worker_);
+    progress_->setVisible(worker_ != nullptr);
     for (QPushButton* button : form_->ResultActions()) button->setEnabled(hasDoc && button->isEnabled());
-    run_->setEnabled(hasDoc && fault.isEmpty());
-    save_->setEnabled(entered.isEmpty());
+    run_->setEnabled(hasDoc && fault.isEmpty() && !worker_);
+    save_->setEnabled(entered.isEmpty() && !worker_);
+    load_->setEnabled(!worker_);
     batch_->setVisible(static_cast<bool>(onBatch));
-    batch_->setEnabled(entered.isEmpty());
+    batch_->setEnabled(entered.isEmpty() && !worker_);
     if (!hasDoc)
         ShowMessage(tr(noViewText), false);
     else if (!fault.isEmpty())
@@ -365,7 +396,7 @@ void CEventBaseNonModalDlg::Edited(bool isTyping) {
         ShowDrawn();
 }
 
-bool CEventBaseNonModalDlg::Run() {
+bool CEventBaseNonModalDlg::RunJob(bool mayWait) {
     if (IsBusy()) return false;
     if (!block_->Document() || !form_->Fault().empty()) {
         form_->FocusFault();
@@ -374,12 +405,70 @@ bool CEventBaseNonModalDlg::Run() {
     doneText_.clear();
     bool done = false;
     Work([&] {
-        done = block_->Run();
-        if (done && results_) results_->Show();
-        if (done) doneText_ = DoneText();
+        auto job = block_->Prepare();
+        if (!job || (mayWait && StartWorker(job))) return;
+        done = block_->Conclude(*job, [&](JobContext& here) { job->Compute(*block_->Document(), here); });
+        if (done) ShowDone();
     });
     if (done) emit Ran();
     return done;
+}
+
+void CEventBaseNonModalDlg::ShowDone() {
+    if (results_) results_->Show();
+    doneText_ = DoneText();
+}
+
+// --- a run on another thread ---
+
+// False where the job is short, or nobody but this thread can read the samples.
+bool CEventBaseNonModalDlg::StartWorker(std::unique_ptr<OperationJob>& job) {
+    if (job->Samples() <= samplesAtOnce) return false;
+    auto source = JobWorker::SourceOf(*block_->Document());
+    if (!source) return false;
+    job_ = std::move(job);
+    worker_ = std::make_unique<JobWorker>(*block_->Document(), *job_, std::move(*source));
+    watch_.start();
+    ShowProgress();
+    return true;
+}
+
+void CEventBaseNonModalDlg::WatchWorker() {
+    if (worker_->IsDone())
+        EndWorker(false);
+    else
+        ShowProgress();
+}
+
+void CEventBaseNonModalDlg::ShowProgress() {
+    const JobWorker::State state = worker_->Now();
+    const double share =
+        static_cast<double>(state.done) / static_cast<double>(std::max<uint64_t>(1, state.total));
+    bar_->setRange(0, state.label.empty() ? 0 : progressSteps);
+    bar_->setValue(static_cast<int>(std::min(share, 1.0) * progressSteps));
+    bar_->setFormat(ToQString(state.label) + " %p%");
+}
+
+void CEventBaseNonModalDlg::EndWorker(bool cancels) {
+    watch_.stop();
+    const auto job = std::move(job_);  // outlives the worker
+    const auto worker = std::move(worker_);
+    if (cancels) worker->Cancel();
+    bool done = false;
+    Work([&] {
+        done = block_->Conclude(*job, [&](JobContext& here) { worker->Take(here); });
+        if (done) ShowDone();
+    });
+    if (done) emit Ran();
+    if (const auto active = std::exchange(later_, std::nullopt)) {
+        SetActive(active->doc, active->view);
+        block_->SuggestSettings();
+        Refresh();
+    }
+}
+
+void CEventBaseNonModalDlg::Forget(const DocumentView& view) {
+    if (worker_ && block_->View() == &view) EndWorker(true);
 }
 
 void CEventBaseNonModalDlg::PressAction(const QString& key) {
@@ -440,18 +529,20 @@ void CEventBaseNonModalDlg::dropEvent(QDropEvent* event) {
 void CEventBaseNonModalDlg::LetGo() {
     if (std::exchange(letGo_, true)) return;
     drawLater_.stop();
+    watch_.stop();
+    worker_.reset();
     session_.operationSettings[block_->ClassName()] = block_->Settings();
     if (DocumentView* view = block_->View()) view->SetGuides({});
 }
 
 void CEventBaseNonModalDlg::done(int result) {
-    if (IsBusy()) return;
+    if (busy_ > 0) return;
     LetGo();
     QDialog::done(result);
 }
 
 void CEventBaseNonModalDlg::closeEvent(QCloseEvent* event) {
-    if (IsBusy()) return event->ignore();
+    if (busy_ > 0) return event->ignore();
     QDialog::closeEvent(event);
 }
 

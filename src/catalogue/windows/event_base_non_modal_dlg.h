@@ -3,20 +3,25 @@
 // and save and load its settings. It is made from the operation's description, stands beside the recordings
 // without stopping them, and destroys itself when it is closed.
 //
+// A long run computes on a thread of its own, with its progress in the window; the window stays with the
+// recording until it is done.
+//
 // The owner tells it which document and view are the active ones (SetActive), and, before either is
-// destroyed, that there is none or another.
+// destroyed, that there is none or another, and that the view goes (Forget).
 
 #include <QDialog>
 #include <QTimer>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "catalogue/operations.h"
 
 class QHBoxLayout;
 class QLabel;
+class QProgressBar;
 class QPushButton;
 class QSplitter;
 
@@ -24,6 +29,8 @@ namespace kymora {
 
 class ChartWidget;
 class ContentArea;
+class JobWorker;
+class OperationJob;
 class ParamForm;
 class ResultsPane;
 
@@ -43,6 +50,8 @@ class CEventBaseNonModalDlg : public QDialog {
     // What the window works on from now on; null for none. Telling it what it has shows all anew.
     virtual void SetActive(CDataDoc* doc, DocumentView* view);
     virtual void DocumentChanged(UpdateHint hint);
+    // A view is about to go: a run that works on it is cancelled.
+    void Forget(const DocumentView& view);
     void ViewMoved();
     void CursorsMoved();
     // Shows what the block has, after others than the user set it.
@@ -50,10 +59,12 @@ class CEventBaseNonModalDlg : public QDialog {
 
     // False when the file was refused; the user was told.
     bool LoadConfigFile(const std::filesystem::path& path);
-    // What the default button does. False when it was refused, failed or cancelled.
-    virtual bool Run();
-    // An operation or one of its actions is at work; the window must stay until it is done.
-    bool IsBusy() const { return busy_ > 0; }
+    // What the default button does.
+    virtual void Start() { RunJob(true); }
+    // The same, until it is done. False when it was refused, failed or cancelled.
+    virtual bool Run() { return RunJob(false); }
+    // An operation or one of its actions is at work.
+    bool IsBusy() const { return busy_ > 0 || worker_; }
 
     // Runs the operation over files; set before the window is shown. Without it there is no such button.
     std::function<void(CBatchBaseDlg&)> onBatch;
@@ -91,11 +102,20 @@ class CEventBaseNonModalDlg : public QDialog {
 
     void TakeLastSettings();
     void MakeWindow();
+    void MakeProgress();
     void MakeButtons();
     void ArrangePanes();
     void OrderTabs();
     void TakeResultActions();
     QSize MostSize() const;
+
+    bool RunJob(bool mayWait);
+    bool StartWorker(std::unique_ptr<OperationJob>& job);
+    void WatchWorker();
+    // Takes what the job on the other thread has found, or cancels it.
+    void EndWorker(bool cancels);
+    void ShowProgress();
+    void ShowDone();
 
     void Edited(bool isTyping);
     void PressAction(const QString& key);
@@ -122,6 +142,8 @@ class CEventBaseNonModalDlg : public QDialog {
     ResultsPane* results_ = nullptr;  // null where the operation has no text
     ChartWidget* chart_ = nullptr;    // null until the operation has one
     QLabel* message_ = nullptr;
+    QWidget* progress_ = nullptr;  // how far a run on the other thread is
+    QProgressBar* bar_ = nullptr;
     QHBoxLayout* buttonRow_ = nullptr;
     std::vector<QWidget*> buttons_;
 
@@ -129,6 +151,14 @@ class CEventBaseNonModalDlg : public QDialog {
     QString doneText_;  // what the last run gave; until something changes
     QString failText_;  // why the last work on the block failed
     int busy_ = 0;
+    std::unique_ptr<OperationJob> job_;  // of the worker
+    std::unique_ptr<JobWorker> worker_;
+    QTimer watch_;  // looks whether the worker is done
+    struct Active {
+        CDataDoc* doc;
+        DocumentView* view;
+    };
+    std::optional<Active> later_;  // what has become active while the worker was at work
     std::set<UpdateHint> missed_;  // what happened to the document while it was busy
     bool letGo_ = false;
 };

@@ -45,6 +45,7 @@ class TransformWindow : public CEventBaseNonModalDlg {
     std::function<bool(CTransformDlg&)> onTransform;
 
     // The button "OK".
+    void Start() override { Run(); }
     bool Run() override;
     // The button "Preview". Null where the transform has none, or there is no recording.
     PreviewWindow* OpenPreview();

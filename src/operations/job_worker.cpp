@@ -1,0 +1,121 @@
+#include "operations/job_worker.h"
+
+namespace kymora {
+
+namespace {
+
+std::vector<double> GainsOf(const CDataDoc& doc) {
+    std::vector<double> gains;
+    for (int t = 0; t < doc.traceCount; ++t) gains.push_back(doc.traces[static_cast<size_t>(t)].traceGain);
+    return gains;
+}
+
+std::span<const RunList> RunsOf(const CDataDoc& doc) {
+    return std::span(doc.validRuns).first(static_cast<size_t>(doc.traceCount));
+}
+
+// Nobody but the document itself has written its file since it was opened.
+bool IsFileOfDocument(const CDataDoc& doc) {
+    const auto stamp = doc.GetSession().files.Stamp(doc.filePath);
+    return stamp && doc.RememberedStamp(doc.filePath) == stamp;
+}
+
+}  // namespace
+
+// --- what it counts on ---
+
+JobBasis::JobBasis(const CDataDoc& doc, const std::vector<int>& channels)
+    : sampleInterval_(doc.sampleInterval),
+      gains_(GainsOf(doc)),
+      runs_(RunsOf(doc).begin(), RunsOf(doc).end()) {
+    for (const int channel : channels) channels_.push_back(HoldChannel(doc, channel));
+}
+
+bool JobBasis::Holds(const CDataDoc& doc) const {
+    return doc.sampleInterval == sampleInterval_ && GainsOf(doc) == gains_ &&
+           std::ranges::equal(RunsOf(doc), runs_) &&
+           std::ranges::none_of(channels_, [&](const auto& held) { return held->IsChange(doc); });
+}
+
+// --- the other thread ---
+
+// Shows what the job says of itself to the thread that asks.
+class JobWorker::Context : public JobContext {
+  public:
+    explicit Context(JobWorker& worker) : worker_(worker) {}
+    std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override {
+        const std::lock_guard lock(worker_.mutex_);
+        worker_.state_ = {std::string(label), 0, total};
+        return std::make_unique<Bar>(worker_);
+    }
+    void Warn(std::string_view words) override {
+        if (worker_.stop_) throw Cancelled();
+        const std::lock_guard lock(worker_.mutex_);
+        worker_.warnings_.emplace_back(words);
+    }
+
+  private:
+    class Bar : public Progress {
+      public:
+        explicit Bar(JobWorker& worker) : worker_(worker) {}
+        bool Update(uint64_t done) override {
+            const std::lock_guard lock(worker_.mutex_);
+            worker_.state_.done = done;
+            return !worker_.stop_;
+        }
+
+      private:
+        JobWorker& worker_;
+    };
+    JobWorker& worker_;
+};
+
+void JobWorker::Work() {
+    try {
+        SummarySource source(files_, source_, stop_);
+        Context context(*this);
+        if (CDataDoc* own = source.Document())
+            job_.Compute(*own, context);
+        else
+            isUnreadable_ = true;
+    } catch (...) {
+        failure_ = std::current_exception();
+    }
+    isDone_ = true;
+}
+
+// --- the thread that waits ---
+
+std::optional<SourceInfo> JobWorker::SourceOf(const CDataDoc& doc) {
+    if (!IsFileOfDocument(doc)) return {};
+    return SourceInfo::Of(doc, doc.GetSession().files);
+}
+
+JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, SourceInfo source)
+    : doc_(doc),
+      files_(doc.GetSession().files),
+      job_(job),
+      source_(std::move(source)),
+      basis_(doc, job.channels),
+      thread_([this] { Work(); }) {}
+
+JobWorker::~JobWorker() {
+    Cancel();
+    if (thread_.joinable()) thread_.join();
+}
+
+JobWorker::State JobWorker::Now() const {
+    const std::lock_guard lock(mutex_);
+    return state_;
+}
+
+void JobWorker::Take(JobContext& context) {
+    if (thread_.joinable()) thread_.join();
+    if (stop_) throw Cancelled();
+    if (isUnreadable_) return job_.Compute(doc_, context);
+    if (!basis_.Holds(doc_) || !IsFileOfDocument(doc_)) throw JobRefused(changedMeanwhileText);
+    for (const std::string& words : warnings_) context.Warn(words);
+    if (failure_) std::rethrow_exception(failure_);
+}
+
+}  // namespace kymora
