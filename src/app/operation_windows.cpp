@@ -6,7 +6,6 @@
 #include "app/main_frame.h"
 #include "batch/batch_run.h"
 #include "catalogue/config_operation.h"
-#include "catalogue/windows/transform_window.h"
 
 namespace kymora {
 
@@ -14,7 +13,7 @@ namespace {
 
 constexpr int compareAfterMs = 15;
 
-void SetVariant(CEventBaseNonModalDlg& window, const OperationVariant* variant) {
+void SetVariant(OperationWindow& window, const OperationVariant* variant) {
     if (variant) {
         ParamList params = window.Block().Params();
         if (Param* param = params.Find(variant->key)) param->SetFromText(variant->value);
@@ -24,52 +23,42 @@ void SetVariant(CEventBaseNonModalDlg& window, const OperationVariant* variant) 
 
 }  // namespace
 
-OperationWindows::OperationWindows(CMainFrame& frame) : QObject(&frame), frame_(frame) {
+OperationWindows::OperationWindows(CMainFrame& frame)
+    : QObject(&frame), frame_(frame), owner_{frame.GetSession(), &frame} {
+    owner_.transform = [this](const Operation& operation, CTransformDlg& dialog) {
+        return frame_.RunTransform(operation, dialog);
+    };
+    owner_.batch = [this](const Operation& operation, CBatchBaseDlg& block) {
+        RunBatch(operation, block, frame_.Batch());
+    };
     compare_.setSingleShot(true);
     compare_.setInterval(compareAfterMs);
     connect(&compare_, &QTimer::timeout, this, &OperationWindows::CompareView);
 }
 
 OperationWindows::~OperationWindows() {
-    for (CEventBaseNonModalDlg* window : Windows()) delete window;
+    for (OperationWindow* window : Windows()) delete window;
 }
 
-std::vector<CEventBaseNonModalDlg*> OperationWindows::Windows() const {
-    std::vector<CEventBaseNonModalDlg*> open;
+std::vector<OperationWindow*> OperationWindows::Windows() const {
+    std::vector<OperationWindow*> open;
     for (const auto& [name, window] : windows_)
         if (window) open.push_back(window);
     return open;
 }
 
-CEventBaseNonModalDlg* OperationWindows::Find(std::string_view className) const {
+OperationWindow* OperationWindows::Find(std::string_view className) const {
     const auto found = windows_.find(className);
     return found == windows_.end() ? nullptr : found->second.data();
 }
 
-CEventBaseNonModalDlg* OperationWindows::Make(const Operation& operation) {
-    Session& session = frame_.GetSession();
-    auto block = operation.make();
-    if (auto transform = TakeTransform(block)) {
-        auto* window = new TransformWindow(session, operation, std::move(transform), &previewLook_, &frame_);
-        window->onTransform = [this, &operation](CTransformDlg& dialog) {
-            return frame_.RunTransform(operation, dialog);
-        };
-        return window;
-    }
-    auto* window = new CEventBaseNonModalDlg(session, operation, std::move(block), &frame_);
-    window->onBatch = [this, &operation](CBatchBaseDlg& block) {
-        RunBatch(operation, block, frame_.Batch());
-    };
-    return window;
-}
-
-CEventBaseNonModalDlg* OperationWindows::Open(const OperationEntry& entry) {
+OperationWindow* OperationWindows::Open(const OperationEntry& entry) {
     const Operation& operation = *entry.operation;
     const std::string name(operation.className);
-    CEventBaseNonModalDlg* window = Find(name);
+    OperationWindow* window = Find(name);
     if (!window) {
         const bool isFirst = !frame_.GetSession().operationSettings.contains(name);
-        window = Make(operation);
+        window = MakeOperationWindow(owner_, operation);
         windows_[name] = window;
         connect(window, &QDialog::finished, this,
                 [this, name, window] { places_[name] = QRect(window->pos(), window->size()); });
@@ -94,7 +83,7 @@ void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
     const Operation* operation = OperationOfConfig(frame_.GetSession(), path);
     if (!operation) return;
     const bool wasOpen = Find(operation->className) != nullptr;
-    CEventBaseNonModalDlg* window = Open({operation});
+    OperationWindow* window = Open({operation});
     if (!window->LoadConfigFile(path) && !wasOpen) window->close();
 }
 
@@ -110,7 +99,7 @@ void OperationWindows::SetActive(CChildFrame* child) {
         connect(&child->Widget(), &ViewWidget::DocumentChanged, this, &OperationWindows::OnDocumentChanged);
         seen_ = SeenOf(child->View());
     }
-    for (CEventBaseNonModalDlg* window : Windows()) {
+    for (OperationWindow* window : Windows()) {
         window->SetActive(child ? &child->Document() : nullptr, child ? &child->View() : nullptr);
         if (window->IsBusy()) continue;
         window->Block().SuggestSettings();
@@ -119,14 +108,14 @@ void OperationWindows::SetActive(CChildFrame* child) {
 }
 
 void OperationWindows::Forget(const CChildFrame* child) {
-    for (CEventBaseNonModalDlg* window : Windows()) window->Forget(child->View());
+    for (OperationWindow* window : Windows()) window->Forget(child->View());
     if (child == active_) SetActive(nullptr);
     if (frame_.Children().size() > 1) return;
-    for (CEventBaseNonModalDlg* window : Windows()) window->close();
+    for (OperationWindow* window : Windows()) window->close();
 }
 
 void OperationWindows::OnDocumentChanged(UpdateHint hint) {
-    for (CEventBaseNonModalDlg* window : Windows()) window->DocumentChanged(hint);
+    for (OperationWindow* window : Windows()) window->DocumentChanged(hint);
 }
 
 OperationWindows::Seen OperationWindows::SeenOf(const CKymoraView& view) const {
@@ -139,7 +128,7 @@ void OperationWindows::CompareView() {
     if (!active_ || !seen_) return;
     const Seen before = std::exchange(*seen_, SeenOf(active_->View()));
     const bool hasMoved = !(before.viewport == seen_->viewport) || before.shownTraces != seen_->shownTraces;
-    for (CEventBaseNonModalDlg* window : Windows()) {
+    for (OperationWindow* window : Windows()) {
         if (hasMoved) window->ViewMoved();
         if (before.cursors != seen_->cursors) window->CursorsMoved();
     }

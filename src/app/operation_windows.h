@@ -11,9 +11,8 @@
 #include <string>
 
 #include "catalogue/operations.h"
-#include "catalogue/windows/event_base_non_modal_dlg.h"
+#include "catalogue/windows/window_table.h"
 #include "display/kymora_view.h"
-#include "display/windows/preview_window.h"
 
 namespace kymora {
 
@@ -30,12 +29,12 @@ class OperationWindows : public QObject {
 
     // Shows the window of an operation, and makes it when it is not open. It stands where it stood last. A
     // variant sets its parameter.
-    CEventBaseNonModalDlg* Open(const OperationEntry& entry);
+    OperationWindow* Open(const OperationEntry& entry);
     // Opens the dialog that a configuration file names, with the settings of the file. What the file is not
     // is told to the user.
     void OnLoadConfigFile(const std::filesystem::path& path);
     // The open window of a class, or null.
-    CEventBaseNonModalDlg* Find(std::string_view className) const;
+    OperationWindow* Find(std::string_view className) const;
 
     // Another child window has become the active one, or none is.
     void SetActive(CChildFrame* child);
@@ -53,13 +52,12 @@ class OperationWindows : public QObject {
     Seen SeenOf(const CKymoraView& view) const;
     void CompareView();
     void OnDocumentChanged(UpdateHint hint);
-    std::vector<CEventBaseNonModalDlg*> Windows() const;
-    CEventBaseNonModalDlg* Make(const Operation& operation);
+    std::vector<OperationWindow*> Windows() const;
 
     CMainFrame& frame_;
-    std::map<std::string, QPointer<CEventBaseNonModalDlg>, std::less<>> windows_;  // by class name
+    std::map<std::string, QPointer<OperationWindow>, std::less<>> windows_;  // by class name
     std::map<std::string, QRect, std::less<>> places_;
-    PreviewLook previewLook_;
+    WindowOwner owner_;
     QPointer<CChildFrame> active_;
     std::optional<Seen> seen_;
     QTimer compare_;  // joins the many changes of a drag

@@ -165,27 +165,26 @@ std::vector<std::byte> DesktopRemote::Picture(int index) {
 }
 
 CBatchBaseDlg& DesktopRemote::OpenOperation(const Operation& operation) {
-    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Open({&operation});
+    OperationWindow* window = frame_.OperationDialogs().Open({&operation});
     if (window->IsBusy()) throw RemoteError("The operation is at work.");
     return window->Block();
 }
 
 void DesktopRemote::OperationChanged(const Operation& operation) {
-    if (CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className))
-        window->Refresh();
+    if (OperationWindow* window = frame_.OperationDialogs().Find(operation.className)) window->Refresh();
 }
 
 bool DesktopRemote::RunOperation(const Operation& operation) {
-    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className);
+    OperationWindow* window = frame_.OperationDialogs().Find(operation.className);
     return window && window->Run();
 }
 
 void DesktopRemote::CloseOperation(const Operation& operation) {
-    if (CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className)) window->close();
+    if (OperationWindow* window = frame_.OperationDialogs().Find(operation.className)) window->close();
 }
 
 std::vector<std::byte> DesktopRemote::OperationPicture(const Operation& operation) {
-    CEventBaseNonModalDlg* window = frame_.OperationDialogs().Find(operation.className);
+    OperationWindow* window = frame_.OperationDialogs().Find(operation.className);
     return window ? PngOf(*window) : std::vector<std::byte>();
 }
 
@@ -232,7 +231,7 @@ std::string DesktopRemote::OpenDialog() {
     const QWidget* open = QApplication::activePopupWidget();
     if (open == nullptr) open = QApplication::activeModalWidget();
     // The window of a transform stops the user, but no code waits for it.
-    const auto* operation = qobject_cast<const CEventBaseNonModalDlg*>(open);
+    const auto* operation = qobject_cast<const OperationWindow*>(open);
     if (open == nullptr || (operation && !operation->IsBusy())) return {};
     const QString title = open->windowTitle().remove("[*]");
     return title.isEmpty() ? std::string("a menu or dialog without a title") : title.toStdString();
@@ -262,7 +261,7 @@ bool DialogGuard::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::Show || !watched->isWidgetType()) return false;
     auto* window = static_cast<QWidget*>(watched);
     const bool waits = window->isWindow() && (window->isModal() || window->windowType() == Qt::Popup);
-    if (!waits || qobject_cast<QProgressDialog*>(window) || qobject_cast<CEventBaseNonModalDlg*>(window))
+    if (!waits || qobject_cast<QProgressDialog*>(window) || qobject_cast<OperationWindow*>(window))
         return false;
     host_.Message("The window \"" + window->windowTitle().toStdString() +
                       "\" was closed: nobody could have answered it.",

@@ -16,13 +16,8 @@ constexpr uint32_t baseVersion = 1;
 }  // namespace
 
 std::string CBatchBaseDlg::Validate() {
-    const ParamList params = Params();
-    for (const Param& param : params) {
-        if (!param.HasValue() || !param.IsEnabled()) continue;
-        std::string fault = param.Fault();
-        if (!fault.empty()) return fault;
-    }
-    return CheckSettings();
+    std::string fault = Params().Fault();
+    return fault.empty() ? CheckSettings() : fault;
 }
 
 // --- configuration ---

@@ -354,7 +354,30 @@ Param& ParamList::Add(ParamKind kind, std::string key, std::string label) {
     param.key = std::move(key);
     param.label = std::move(label);
     param.group = group_;
+    param.page = std::max(0, static_cast<int>(pages_.size()) - 1);
     return param;
+}
+
+ParamList ParamList::OnPage(int page) const {
+    ParamList list;
+    std::ranges::copy_if(params_, std::back_inserter(list.params_),
+                         [page](const Param& param) { return param.page == page; });
+    return list;
+}
+
+std::string ParamList::Fault() const {
+    for (const Param& param : params_) {
+        if (!param.HasValue() || !param.IsEnabled()) continue;
+        std::string fault = param.Fault();
+        if (!fault.empty()) return fault;
+    }
+    return {};
+}
+
+std::string ParamList::PageFault(int page) const {
+    std::string fault = OnPage(page).Fault();
+    const auto& asks = pages_[static_cast<size_t>(page)].fault;
+    return fault.empty() && asks ? asks() : fault;
 }
 
 Param& ParamList::Number(std::string key, std::string label, double& value) {

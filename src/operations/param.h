@@ -37,6 +37,7 @@ struct Param {
     std::string toolTip;
     std::string unit;   // "ms", "samples", "%"; empty for none
     std::string group;  // the heading under which the window shows it; empty for none
+    int page = 0;       // of a window that has several
     ParamKind kind = ParamKind::number;
     std::variant<std::monostate, double*, float*, int32_t*, bool*, std::string*, std::vector<int>*> target;
 
@@ -96,8 +97,28 @@ struct Param {
 
 inline constexpr float mostFloat = std::numeric_limits<float>::max();  // a limit that limits nothing
 
+// A page of a window that has several, which are gone through in turn.
+struct ParamPage {
+    std::string title;
+    std::function<std::string()>
+        fault;  // why the next one may not be shown; empty, or answers empty, when it may
+};
+
 class ParamList {
   public:
+    // What is added from here on stands on a page of its own.
+    void Page(std::string title, std::function<std::string()> fault = {}) {
+        pages_.push_back({std::move(title), std::move(fault)});
+    }
+    const std::vector<ParamPage>& Pages() const { return pages_; }
+    // The parameters of one page.
+    ParamList OnPage(int page) const;
+    // Why the page may not be left for the next one: what its parameters say, then the page itself. Empty
+    // when it may.
+    std::string PageFault(int page) const;
+    // Why the first of the enabled parameters that may not be used may not.
+    std::string Fault() const;
+
     // What is added from here on stands under this heading.
     void Group(std::string name) { group_ = std::move(name); }
 
@@ -127,6 +148,7 @@ class ParamList {
     Param& Add(ParamKind kind, std::string key, std::string label);
 
     std::deque<Param> params_;
+    std::vector<ParamPage> pages_;
     std::string group_;
 };
 

@@ -49,7 +49,7 @@ TEST_F(FrameTransformsTest, InPlaceTheRecordingIsReplacedWithItsUnsavedChanges) 
     EXPECT_FALSE(made.openedReadOnly) << "nobody holds the old file";
     EXPECT_TRUE(host.questions.empty());
     ExpectViewport(*frame->ActiveChild(), 1000.0, 3000.0);
-    const CEventBaseNonModalDlg* list = frame->OperationDialogs().Find("CEventList");
+    const OperationWindow* list = frame->OperationDialogs().Find("CEventList");
     ASSERT_NE(list, nullptr) << "it follows to the new window";
     EXPECT_EQ(list->Block().Document(), &made);
 }

@@ -13,6 +13,7 @@
 
 #include "operations/config_file.h"
 #include "operations/job_worker.h"
+#include "support/paged_operation.h"
 #include "widgets/chart_widget.h"
 #include "widgets/results_pane.h"
 
@@ -235,6 +236,43 @@ TEST_F(OperationWindowTest, ChangesDuringARunAreTakenUpAfterIt) {
     EXPECT_TRUE(told.during);
     EXPECT_EQ(told.seen, 0u);
     EXPECT_EQ(block.updates, (std::vector<UpdateHint>{UpdateHint::events}));
+}
+
+TEST_F(OperationWindowTest, PagesAreLeftWhenTheyAreRight) {
+    window = new CEventBaseNonModalDlg(session, pagedOperation, std::make_unique<PagedOperation>());
+    window->SetActive(doc.get(), &view);
+    window->show();
+    auto& block = static_cast<PagedOperation&>(window->Block());
+    auto* next = Find<QPushButton>("next");
+    const auto press = [&](const char* key) {
+        QTest::mouseClick(Find<QPushButton>(key), Qt::LeftButton);
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    };
+    EXPECT_EQ(Find<QLabel>("pageTitle")->text().toStdString(), "1 of 2: Levels");
+    EXPECT_FALSE(window->findChild<QWidget*>("count"));
+    EXPECT_FALSE(Find<QPushButton>("run")->isVisible());
+    EXPECT_FALSE(Find<QPushButton>("back")->isEnabled());
+    block.m_nCount = 0;  // a fault of the page to come
+    window->Refresh();
+    EXPECT_TRUE(next->isEnabled());
+    for (const auto& [low, message] : {std::pair{"5", "The levels are reversed."}, {"11", ""}, {"1.5", ""}}) {
+        Type("low", low);
+        EXPECT_EQ(next->isEnabled(), std::string(low) == "1.5");
+        if (*message) {
+            EXPECT_EQ(Message(), message);
+        }
+    }
+    press("next");
+    EXPECT_EQ(Find<QLabel>("pageTitle")->text().toStdString(), "2 of 2: Count");
+    EXPECT_FALSE(next->isVisible());
+    EXPECT_FALSE(Find<QPushButton>("run")->isEnabled());
+    Type("count", "4");
+    press("back");
+    EXPECT_EQ(Text("low"), "1.5");
+    press("next");
+    press("run");
+    EXPECT_EQ(block.runs, 1);
+    EXPECT_EQ(block.m_nCount, 4);
 }
 
 // A run that waits on another thread until it is let go.

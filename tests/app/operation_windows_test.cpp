@@ -17,7 +17,7 @@ class OperationWindowsTest : public FrameTest {
         threshold = FindOperation("CEventThreshold");
         ASSERT_NE(threshold, nullptr);
     }
-    CEventBaseNonModalDlg* Open() {
+    OperationWindow* Open() {
         Action("event-threshold")->trigger();
         return frame->OperationDialogs().Find("CEventThreshold");
     }
@@ -37,7 +37,7 @@ class OperationWindowsTest : public FrameTest {
 TEST_F(OperationWindowsTest, TheMenuOpensOneWindowForEachOperation) {
     EXPECT_FALSE(Action("event-threshold")->isEnabled()) << "nothing is open";
     CChildFrame& child = OpenOne();
-    CEventBaseNonModalDlg* window = Open();
+    OperationWindow* window = Open();
     ASSERT_NE(window, nullptr);
     EXPECT_TRUE(window->isVisible());
     EXPECT_FALSE(window->isModal());
@@ -65,14 +65,14 @@ TEST_F(OperationWindowsTest, TransformsStopTheRestAndOpenAsTheirEntrySays) {
     window->close();
     Settle();
     ASSERT_TRUE(frame->RunCommandById("gaussian"));
-    CEventBaseNonModalDlg* again = frame->OperationDialogs().Find("CGenSmooth");
+    OperationWindow* again = frame->OperationDialogs().Find("CGenSmooth");
     EXPECT_EQ(again->Block().Params().Find("type")->ValueText(), "3");
     EXPECT_EQ(again->Block().Params().Find("traces")->ValueText(), "2") << "the rest is as it was left";
 }
 
 TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
     CChildFrame& one = OpenOne();
-    QPointer<CEventBaseNonModalDlg> window = Open();
+    QPointer<OperationWindow> window = Open();
     CChildFrame* two = frame->OpenFile("/two.kymr-dat");
     EXPECT_EQ(window->Block().Document(), &two->Document());
     EXPECT_TRUE(one.View().Guides().empty());
@@ -88,7 +88,7 @@ TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
 
 TEST_F(OperationWindowsTest, TheRegionIsWhatTheViewShowsNow) {
     CChildFrame& child = OpenOne();
-    CEventBaseNonModalDlg* window = Open();
+    OperationWindow* window = Open();
     auto& block = dynamic_cast<CEventWndBaseDlg&>(window->Block());
     ASSERT_EQ(Set(block, "region", "visible screen"), "");
     EXPECT_EQ(block.GetRegion(), (SampleSpan{1000, 3000}));
@@ -98,7 +98,7 @@ TEST_F(OperationWindowsTest, TheRegionIsWhatTheViewShowsNow) {
 
 TEST_F(OperationWindowsTest, LevelsStandInTheViewWhileTheWindowIsOpen) {
     CChildFrame& child = OpenOne();
-    CEventBaseNonModalDlg* window = Open();
+    OperationWindow* window = Open();
     ASSERT_EQ(Set(window->Block(), "onPos", "123.5"), "");
     window->Refresh();
     Settle();
@@ -119,7 +119,7 @@ TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings)
     EXPECT_EQ(frame->OperationDialogs().Find("CEventThreshold"), nullptr) << "no recording is open";
     OpenOne();
     frame->DropFile("/settings.kymr-cfg");
-    CEventBaseNonModalDlg* window = frame->OperationDialogs().Find("CEventThreshold");
+    OperationWindow* window = frame->OperationDialogs().Find("CEventThreshold");
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(window->Block().Params().Find("minimumOnTime")->ValueText(), "7.5");
     EXPECT_EQ(host.log.back(),
@@ -134,7 +134,7 @@ TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings)
 TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWhatTheyAre) {
     host.openFiles = {"/two.kymr-dat"};
     host.saveFile = "/saved.kymr-cfg";
-    QPointer<CEventBaseNonModalDlg> window;
+    QPointer<OperationWindow> window;
     const auto press = [&](const std::function<bool(const QString&)>& wanted, int times) {
         QList<QPointer<QAbstractButton>> buttons;
         for (QAbstractButton* button : window->findChildren<QAbstractButton*>()) buttons.push_back(button);
@@ -166,7 +166,7 @@ TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWhatTheyAre) {
 
 TEST_F(OperationWindowsTest, SettingsAndPlaceOfAWindowComeBack) {
     OpenOne();
-    CEventBaseNonModalDlg* window = Open();
+    OperationWindow* window = Open();
     ASSERT_EQ(Set(window->Block(), "minimumOnTime", "7.5"), "");
     window->setGeometry(120, 130, 640, 480);
     const QPoint place = window->pos();

@@ -28,13 +28,11 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation,
 // The reference is taken before the block goes to the base.
 TransformWindow::TransformWindow(Session& session, const Operation& operation, CTransformDlg& transform,
                                  std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent)
-    : CEventBaseNonModalDlg(session, operation, std::move(block), parent),
+    : OperationWindow(session, operation, std::move(block), {tr("OK"), tr("Cancel")}, parent),
       transform_(transform),
       traces_(dynamic_cast<CTransformTraceDlg*>(&transform)),
       look_(look ? *look : ownLook_) {
     setWindowModality(Qt::ApplicationModal);
-    run_->setText(tr("OK"));
-    close_->setText(tr("Cancel"));
     auto* batch = new QCheckBox(tr("&Batch process"), this);
     batch->setObjectName("batchProcess");
     batch->setToolTip(tr("OK asks for files and transforms all of them"));
@@ -42,21 +40,14 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, C
     AddButton(batch, save_);
     if (!traces_) return;
     host_ = std::make_unique<GuardedPreviewHost>(*traces_);
-    previewButton_ = new QPushButton(tr("&Preview"), this);
-    previewButton_->setObjectName("previewButton");
-    previewButton_->setToolTip(tr("Show the traces before and after the transform"));
+    previewButton_ =
+        MakeButton(tr("&Preview"), "previewButton", tr("Show the traces before and after the transform"));
     previewButton_->setEnabled(false);
     connect(previewButton_, &QPushButton::clicked, this, &TransformWindow::OpenPreview);
     AddButton(previewButton_, run_);
 }
 
 TransformWindow::~TransformWindow() { ClosePreview(); }
-
-std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block) {
-    auto* transform = dynamic_cast<CTransformDlg*>(block.get());
-    if (transform) block.release();
-    return std::unique_ptr<CTransformDlg>(transform);
-}
 
 // --- OK ---
 
@@ -86,7 +77,7 @@ bool TransformWindow::Run() {
 
 void TransformWindow::done(int result) {
     if (!IsBusy()) ClosePreview();
-    CEventBaseNonModalDlg::done(result);
+    OperationWindow::done(result);
 }
 
 // --- the preview ---
@@ -136,12 +127,12 @@ void TransformWindow::Drawn() {
 
 void TransformWindow::SetActive(CDataDoc* doc, DocumentView* view) {
     if (doc != Block().Document() || view != Block().View()) ClosePreview();
-    CEventBaseNonModalDlg::SetActive(doc, view);
+    OperationWindow::SetActive(doc, view);
 }
 
 void TransformWindow::DocumentChanged(UpdateHint hint) {
     previewed_.clear();
-    CEventBaseNonModalDlg::DocumentChanged(hint);
+    OperationWindow::DocumentChanged(hint);
 }
 
 }  // namespace kymora

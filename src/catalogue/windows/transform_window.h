@@ -1,10 +1,10 @@
 #pragma once
-// The window of a transform: that of an operation, which stops the rest of the program while it is open, with
-// "OK", "Cancel", the check "Batch process" and, for transforms of traces, a preview.
+// The window of a transform, which stops the rest of the program while it is open: "OK", "Cancel", the check
+// "Batch process" and, for transforms of traces, a preview.
 
 #include <QPointer>
 
-#include "catalogue/windows/event_base_non_modal_dlg.h"
+#include "catalogue/windows/operation_window.h"
 #include "display/windows/preview_window.h"
 #include "transforms/transform_dlg.h"
 
@@ -26,10 +26,7 @@ class GuardedPreviewHost : public CPreviewHost {
     CTransformTraceDlg& block_;
 };
 
-// Takes a transform out of `block`; null where it is none, which then stays there.
-std::unique_ptr<CTransformDlg> TakeTransform(std::unique_ptr<CBatchBaseDlg>& block);
-
-class TransformWindow : public CEventBaseNonModalDlg {
+class TransformWindow : public OperationWindow {
     Q_OBJECT
 
   public:
@@ -45,7 +42,6 @@ class TransformWindow : public CEventBaseNonModalDlg {
     std::function<bool(CTransformDlg&)> onTransform;
 
     // The button "OK".
-    void Start() override { Run(); }
     bool Run() override;
     // The button "Preview". Null where the transform has none, or there is no recording.
     PreviewWindow* OpenPreview();

@@ -1,0 +1,116 @@
+#include "catalogue/windows/operation_panes.h"
+
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollBar>
+
+#include "widgets/chart_widget.h"
+#include "widgets/content_area.h"
+#include "widgets/results_pane.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
+constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
+constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220;
+
+}  // namespace
+
+OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, ParamSurroundings surroundings,
+                               QWidget* parent)
+    : QSplitter(parent), block_(block), area_(new ContentArea(parent)), shown_(new QSplitter(parent)) {
+    form_ = new ParamForm([this] { return block_.Params().OnPage(page_); }, std::move(enter), surroundings,
+                          area_);
+    connect(form_, &ParamForm::Rebuilt, this, [this] {
+        TakeResultActions();
+        Arrange();
+    });
+    area_->setFrameShape(QFrame::NoFrame);
+    area_->setWidgetResizable(true);
+    area_->setWidget(form_);
+    setChildrenCollapsible(false);
+    shown_->setChildrenCollapsible(false);
+    addWidget(area_);
+    addWidget(shown_);
+    if (block_.HasResultText()) {
+        results_ = new ResultsPane([this](const TextSink& sink) { block_.WriteResult(sink); }, shown_);
+        shown_->addWidget(results_);
+    }
+    TakeResultActions();
+}
+
+void OperationPanes::ShowPage(int page) {
+    page_ = page;
+    form_->Refresh();
+}
+
+void OperationPanes::TakeResultActions() {
+    if (!results_) return;
+    for (QPushButton* button : form_->ResultActions()) results_->AddButton(button);
+}
+
+void OperationPanes::ShowChart() {
+    if (!block_.Document()) {
+        if (chart_) chart_->SetChart({});
+        return;
+    }
+    std::optional<Chart> chart = block_.GetChart();
+    if (!chart) return;
+    if (!chart_) {
+        chart_ = new ChartWidget(shown_);
+        shown_->insertWidget(0, chart_);
+        Arrange();
+    }
+    chart_->SetChart(std::move(*chart));
+}
+
+QSize OperationPanes::MostSize() const {
+    const QSize available = screen()->availableSize();
+    return {static_cast<int>(available.width() * widestPart),
+            static_cast<int>(available.height() * highestPart)};
+}
+
+// Arranges the parameters. True when all else stands below them, because there is no room right of them.
+bool OperationPanes::StandsAbove(QSize most) {
+    const int room = most.height() - roomOfButtons;
+    const int bar = area_->verticalScrollBar()->sizeHint().width();
+    const auto arranged = [&](int height) { return form_->Arrange({most.width() - 2 * bar, height}); };
+    const bool isWhole = arranged(room);
+    const int paneWidth = chart_ ? leastChartWidth : leastTextWidth;
+    const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
+    const bool hasPane = results_ || chart_;
+    if (!hasPane || (isWhole && hasRoomBeside)) return false;
+    if (arranged(room - leastPaneHeight) || !hasRoomBeside) return true;
+    arranged(room);
+    return false;
+}
+
+void OperationPanes::Arrange() {
+    const bool hasPane = results_ || chart_;
+    const bool above = StandsAbove(MostSize());
+    setOrientation(above ? Qt::Vertical : Qt::Horizontal);
+    shown_->setOrientation(above ? Qt::Horizontal : Qt::Vertical);
+    shown_->setVisible(hasPane);
+    setStretchFactor(0, hasPane ? 0 : 1);
+    setStretchFactor(1, 1);
+    if (chart_) shown_->setStretchFactor(shown_->indexOf(chart_), 3);
+    if (results_) shown_->setStretchFactor(shown_->indexOf(results_), 1);
+    // The parameters scroll upwards where the screen is small, never sideways.
+    const int bar = area_->verticalScrollBar()->sizeHint().width();
+    area_->setMinimumWidth(form_->minimumSizeHint().width() + bar);
+    shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastPaneHeight : 0);
+    emit Arranged();
+}
+
+std::vector<QWidget*> OperationPanes::TabStops() const {
+    std::vector<QWidget*> stops = form_->TabStops();
+    if (chart_) stops.push_back(chart_);
+    if (!results_) return stops;
+    for (QWidget* stop : results_->TabStops()) stops.push_back(stop);
+    for (QWidget* button : form_->ResultActions()) stops.push_back(button);
+    return stops;
+}
+
+}  // namespace kymora

@@ -1,0 +1,59 @@
+#pragma once
+// What the window of an operation shows of it: its parameters, and beside or below them, as there is room,
+// its chart and the text of its results. Each is a pane of its own; whatever else a window is to show joins
+// them here.
+
+#include <QSplitter>
+#include <vector>
+
+#include "operations/batch_base_dlg.h"
+#include "widgets/param_form.h"
+
+namespace kymora {
+
+class ChartWidget;
+class ContentArea;
+class ResultsPane;
+
+class OperationPanes : public QSplitter {
+    Q_OBJECT
+
+  public:
+    // The block outlives the panes.
+    OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, ParamSurroundings surroundings,
+                   QWidget* parent);
+
+    ParamForm& Form() const { return *form_; }
+    // Null where the operation has no text.
+    ResultsPane* Results() const { return results_; }
+    // Of parameters that stand on several pages one is shown at a time.
+    int Page() const { return page_; }
+    void ShowPage(int page);
+    // Draws the chart of the block as it stands, or none without a document.
+    void ShowChart();
+
+    // The most that a window takes of its screen.
+    QSize MostSize() const;
+    // Places the panes in what the window may take; again when the style or the parameters have changed.
+    void Arrange();
+    // What takes the keyboard, in the order of reading.
+    std::vector<QWidget*> TabStops() const;
+
+  signals:
+    // There are other panes, or they stand elsewhere.
+    void Arranged();
+
+  private:
+    void TakeResultActions();
+    bool StandsAbove(QSize most);
+
+    CBatchBaseDlg& block_;
+    int page_ = 0;
+    ContentArea* area_;  // of the parameters
+    QSplitter* shown_;   // all else
+    ParamForm* form_;
+    ResultsPane* results_ = nullptr;
+    ChartWidget* chart_ = nullptr;  // null until the operation has one
+};
+
+}  // namespace kymora

@@ -1,0 +1,343 @@
+#include "catalogue/windows/operation_window.h"
+
+#include <QDragEnterEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMimeData>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "catalogue/windows/operation_panes.h"
+#include "operations/config_file.h"
+#include "widgets/results_pane.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int drawAfterMs = 150;  // without another letter
+
+QString FirstFile(const QMimeData& data) {
+    const auto urls = data.urls();
+    return urls.isEmpty() ? QString() : urls.front().toLocalFile();
+}
+
+}  // namespace
+
+// What happens to the document meanwhile is taken up at the end.
+class OperationWindow::Busy {
+  public:
+    explicit Busy(OperationWindow& window) : window_(window) { ++window_.busy_; }
+    ~Busy() {
+        if (--window_.busy_ > 0) return;
+        for (const UpdateHint hint : std::exchange(window_.missed_, {}))
+            window_.Guarded([&] { window_.block_->OnUpdate(hint); });
+    }
+
+  private:
+    OperationWindow& window_;
+};
+
+OperationWindow::OperationWindow(Session& session, const Operation& operation,
+                                 std::unique_ptr<CBatchBaseDlg> block, const Labels& labels, QWidget* parent)
+    : QDialog(parent), session_(session), operation_(operation), block_(std::move(block)) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    setAcceptDrops(true);
+    TakeLastSettings();
+    MakeWindow(labels);
+    drawLater_.setSingleShot(true);
+    drawLater_.setInterval(drawAfterMs);
+    connect(&drawLater_, &QTimer::timeout, this, [this] { IsBusy() ? drawLater_.start() : ShowDrawn(); });
+    SetActive(nullptr, nullptr);
+}
+
+OperationWindow::~OperationWindow() { LetGo(); }
+
+void OperationWindow::TakeLastSettings() {
+    const auto last = session_.operationSettings.find(block_->ClassName());
+    if (last == session_.operationSettings.end()) return;
+    const std::vector<std::byte> defaults = block_->Settings();
+    try {
+        block_->TakeSettings(last->second);
+    } catch (const ArchiveError&) {
+        block_->TakeSettings(defaults);
+    }
+}
+
+// --- the window ---
+
+void OperationWindow::MakeWindow(const Labels& labels) {
+    const auto enter = [this](const std::function<void()>& store) {
+        failText_.clear();
+        Guarded(store);
+    };
+    panes_ = new OperationPanes(*block_, enter, {session_.options.eventChannelMode, 0}, this);
+    connect(&panes_->Form(), &ParamForm::Edited, this, &OperationWindow::Edited);
+    connect(&panes_->Form(), &ParamForm::ActionPressed, this, &OperationWindow::PressAction);
+    connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
+    message_ = new QLabel(this);
+    message_->setObjectName("message");
+    message_->setTextFormat(Qt::PlainText);
+    message_->setWordWrap(true);
+    message_->setMinimumHeight(message_->fontMetrics().height() + 4);
+    column_ = new QVBoxLayout(this);
+    column_->addWidget(panes_, 1);
+    column_->addWidget(message_);
+    buttonRow_ = new QHBoxLayout;
+    column_->addLayout(buttonRow_);
+    save_ = MakeButton(tr("&Save..."), "save", tr(saveConfigTitle));
+    connect(save_, &QPushButton::clicked, this, &OperationWindow::Save);
+    load_ = MakeButton(tr("&Load..."), "load", tr(loadConfigTitle));
+    connect(load_, &QPushButton::clicked, this, &OperationWindow::Load);
+    run_ = MakeButton(labels.run, "run", ToQString(operation_.toolTip));
+    connect(run_, &QPushButton::clicked, this, &OperationWindow::Start);
+    run_->setDefault(true);
+    close_ = MakeButton(labels.close, "close", {});
+    connect(close_, &QPushButton::clicked, this, &OperationWindow::reject);
+    for (QPushButton* button : {save_, load_, run_, close_}) {
+        buttonRow_->addWidget(button);
+        buttons_.push_back(button);
+    }
+    buttonRow_->insertStretch(2, 1);
+    panes_->Arrange();
+}
+
+QPushButton* OperationWindow::MakeButton(const QString& label, const char* name, const QString& tip) {
+    auto* button = new QPushButton(label, this);
+    button->setObjectName(name);
+    button->setToolTip(tip);
+    return button;
+}
+
+void OperationWindow::AddButton(QWidget* button, QWidget* before) {
+    buttonRow_->insertWidget(buttonRow_->indexOf(before), button);
+    buttons_.insert(std::find(buttons_.begin(), buttons_.end(), before), button);
+    OrderTabs();
+}
+
+void OperationWindow::AddRow(QWidget* row) { column_->insertWidget(column_->count() - 1, row); }
+
+void OperationWindow::OrderTabs() {
+    std::vector<QWidget*> stops = panes_->TabStops();
+    stops.insert(stops.end(), buttons_.begin(), buttons_.end());
+    for (size_t i = 1; i < stops.size(); ++i) setTabOrder(stops[i - 1], stops[i]);
+}
+
+void OperationWindow::setVisible(bool visible) {
+    if (visible && !isVisible()) {
+        // Now that the style and the font are known.
+        ensurePolished();
+        panes_->Arrange();
+        ShowState();
+        // Where the owner has not said how large it is.
+        if (!testAttribute(Qt::WA_Resized)) resize(sizeHint().boundedTo(panes_->MostSize()));
+    }
+    QDialog::setVisible(visible);
+}
+
+// --- what it works on ---
+
+void OperationWindow::Guarded(const std::function<void()>& does) {
+    try {
+        Busy busy(*this);
+        does();
+    } catch (const std::exception& error) {
+        failText_ = ToQString(error.what());
+    }
+}
+
+void OperationWindow::Work(const std::function<void()>& does) {
+    failText_.clear();
+    Guarded(does);
+    Refresh();
+}
+
+void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
+    DocumentView* before = block_->View();
+    if (before && before != view) before->SetGuides({});
+    if (doc != block_->Document()) {
+        doneText_.clear();
+        if (panes_->Results()) panes_->Results()->Clear();
+    }
+    const QString title = ToQString(block_->Title());
+    const QString file = doc ? FileName(doc->filePath.filename()) : QString();
+    setWindowTitle(file.isEmpty() ? title : title + " - " + file);
+    panes_->Form().SetTraceCount(doc ? doc->traceCount : 0);
+    Work([&] {
+        block_->CheckChangeDoc(doc);
+        block_->CheckChangeView(view);
+    });
+}
+
+void OperationWindow::DocumentChanged(UpdateHint hint) {
+    if (IsBusy()) {
+        missed_.insert(hint);
+        return;
+    }
+    Work([&] { block_->OnUpdate(hint); });
+}
+
+void OperationWindow::ViewMoved() {
+    if (IsBusy()) return;
+    Work([&] {
+        block_->ViewChangedHorzDisp();
+        block_->ViewChangedVertDisp();
+    });
+}
+
+void OperationWindow::CursorsMoved() {
+    if (IsBusy()) return;
+    Work([&] { block_->OnCurChanged(); });
+}
+
+void OperationWindow::Refresh() {
+    panes_->Form().Refresh();
+    ShowDrawn();
+    ShowState();
+}
+
+// --- what it shows ---
+
+void OperationWindow::ShowDrawn() {
+    drawLater_.stop();
+    Guarded([&] {
+        panes_->ShowChart();
+        if (block_->Document()) SetGuides();
+    });
+    if (!failText_.isEmpty()) ShowState();
+    Drawn();
+}
+
+void OperationWindow::SetGuides() {
+    DocumentView* view = block_->View();
+    if (view && !letGo_) view->SetGuides(block_->Guides());
+}
+
+QString OperationWindow::Fault() {
+    const std::string entered = panes_->Form().Fault();
+    if (!entered.empty()) return ToQString(entered);
+    return block_->Document() ? ToQString(block_->Validate()) : QString();
+}
+
+void OperationWindow::FocusFault() { panes_->Form().FocusFault(); }
+
+void OperationWindow::ShowState() {
+    const bool hasDoc = block_->Document() != nullptr;
+    const bool isUsable = panes_->Form().Fault().empty();
+    const bool isFree = !IsBusy() || IsInBlock();
+    const QString fault = Fault();
+    panes_->Form().setEnabled(hasDoc && isFree);
+    for (QPushButton* button : panes_->Form().ResultActions())
+        button->setEnabled(hasDoc && button->isEnabled());
+    run_->setEnabled(hasDoc && fault.isEmpty() && isFree);
+    save_->setEnabled(isUsable && isFree);
+    load_->setEnabled(isFree);
+    StateShown(isUsable && isFree);
+    if (!hasDoc)
+        ShowMessage(tr(noViewText), false);
+    else if (!fault.isEmpty())
+        ShowMessage(fault, true);
+    else if (!failText_.isEmpty())
+        ShowMessage(failText_, true);
+    else
+        ShowMessage(doneText_, false);
+}
+
+void OperationWindow::ShowMessage(const QString& text, bool isFault) {
+    QPalette colours = palette();
+    if (isFault) colours.setColor(QPalette::WindowText, FaultColour(colours));
+    message_->setPalette(colours);
+    message_->setText(text);
+}
+
+void OperationWindow::changeEvent(QEvent* event) {
+    QDialog::changeEvent(event);
+    const bool isBack = event->type() == QEvent::ActivationChange && isActiveWindow();
+    if ((isBack || event->type() == QEvent::PaletteChange) && close_ && !IsBusy()) {
+        panes_->Form().Refresh();
+        ShowState();
+    }
+}
+
+// --- what the user does ---
+
+void OperationWindow::Edited(bool isTyping) {
+    doneText_.clear();
+    ShowState();
+    if (isTyping)
+        drawLater_.start();
+    else
+        ShowDrawn();
+}
+
+void OperationWindow::PressAction(const QString& key) {
+    if (IsBusy() || !block_->Document()) return;
+    if (!panes_->Form().Fault().empty()) return panes_->Form().FocusFault();
+    doneText_.clear();
+    Work([&] {
+        ParamList params = block_->Params();
+        const Param* param = params.Find(key.toStdString());
+        if (param && param->action) param->action();
+    });
+}
+
+void OperationWindow::Save() {
+    if (!IsBusy()) AskSaveConfig(session_, *block_);
+}
+
+void OperationWindow::TakeLoaded() {
+    panes_->Form().Revert();
+    Refresh();
+}
+
+void OperationWindow::Load() {
+    if (!IsBusy() && AskLoadConfig(session_, *block_)) TakeLoaded();
+}
+
+bool OperationWindow::LoadConfigFile(const std::filesystem::path& path) {
+    if (IsBusy() || !LoadConfig(session_, *block_, path)) return false;
+    TakeLoaded();
+    return true;
+}
+
+void OperationWindow::keyPressEvent(QKeyEvent* event) {
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && !panes_->Form().Fault().empty()) return panes_->Form().FocusFault();
+    QDialog::keyPressEvent(event);
+}
+
+void OperationWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (!FirstFile(*event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void OperationWindow::dropEvent(QDropEvent* event) {
+    const QString file = FirstFile(*event->mimeData());
+    if (file.isEmpty() || IsBusy()) return;
+    event->acceptProposedAction();
+    if (DropConfig(session_, *block_, ToPath(file))) TakeLoaded();
+}
+
+// --- closing ---
+
+void OperationWindow::LetGo() {
+    if (std::exchange(letGo_, true)) return;
+    drawLater_.stop();
+    session_.operationSettings[block_->ClassName()] = block_->Settings();
+    if (DocumentView* view = block_->View()) view->SetGuides({});
+}
+
+void OperationWindow::done(int result) {
+    if (IsInBlock()) return;
+    LetGo();
+    QDialog::done(result);
+}
+
+void OperationWindow::closeEvent(QCloseEvent* event) {
+    if (IsInBlock()) return event->ignore();
+    QDialog::closeEvent(event);
+}
+
+}  // namespace kymora

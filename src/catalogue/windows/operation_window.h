@@ -1,0 +1,141 @@
+#pragma once
+// The frame of all windows of operations: the panes of the operation, a line for what is to be said, the
+// buttons that run it and save and load its settings, and the way of document and view to it. What the window
+// does when it is run, and what else it has, its own class says.
+//
+// The owner tells it which document and view are the active ones (SetActive), and, before either is
+// destroyed, that there is none or another, and that the view goes (Forget). It destroys itself when it is
+// closed.
+
+#include <QDialog>
+#include <QTimer>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <set>
+
+#include "catalogue/operations.h"
+
+class QHBoxLayout;
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+namespace kymora {
+
+class OperationPanes;
+
+class OperationWindow : public QDialog {
+    Q_OBJECT
+
+  public:
+    ~OperationWindow() override;
+
+    CBatchBaseDlg& Block() { return *block_; }
+    const CBatchBaseDlg& Block() const { return *block_; }
+
+    // What the window works on from now on; null for none. Telling it what it has shows all anew.
+    virtual void SetActive(CDataDoc* doc, DocumentView* view);
+    virtual void DocumentChanged(UpdateHint hint);
+    // A view is about to go.
+    virtual void Forget(const DocumentView&) {}
+    void ViewMoved();
+    void CursorsMoved();
+    // Shows what the block has, after others than the user set it.
+    void Refresh();
+
+    // False when the file was refused; the user was told.
+    bool LoadConfigFile(const std::filesystem::path& path);
+    // What the default button does.
+    virtual void Start() { Run(); }
+    // The same, until it is done. False when it was refused, failed or cancelled.
+    virtual bool Run() = 0;
+    // An operation or one of its actions is at work.
+    virtual bool IsBusy() const { return busy_ > 0; }
+
+    // Stores the settings in the session.
+    void done(int result) override;
+    void setVisible(bool visible) override;
+
+  signals:
+    // The operation has run.
+    void Ran();
+
+  protected:
+    // The words on the buttons that run it and close it.
+    struct Labels {
+        QString run, close;
+    };
+    // `block` was made by the operation. It takes the settings that the session has from the last window of
+    // this operation.
+    OperationWindow(Session& session, const Operation& operation, std::unique_ptr<CBatchBaseDlg> block,
+                    const Labels& labels, QWidget* parent);
+
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+    // Something that is drawn from the settings has been drawn anew.
+    virtual void Drawn() {}
+    // Buttons were enabled; what was entered `isUsable`.
+    virtual void StateShown(bool isUsable) { (void)isUsable; }
+    // Has the block do something, and shows what has become of it; a failure stands in the message line.
+    void Work(const std::function<void()>& does);
+    // What the last run gave; it is said until something changes.
+    void SetDoneText(const QString& text) { doneText_ = text; }
+    // Why the operation may not run as it stands; empty when it may.
+    virtual QString Fault();
+    void FocusFault();
+    // The code that the block is in is not done yet.
+    bool IsInBlock() const { return busy_ > 0; }
+
+    QPushButton* MakeButton(const QString& label, const char* name, const QString& tip);
+    // Puts another button into the row, and into the order of the tab key.
+    void AddButton(QWidget* button, QWidget* before);
+    // Stands above the buttons.
+    void AddRow(QWidget* row);
+
+    Session& session_;
+    OperationPanes* panes_ = nullptr;
+    QPushButton *run_ = nullptr, *save_ = nullptr, *load_ = nullptr, *close_ = nullptr;
+
+  private:
+    class Busy;  // while it lives, the block is at work
+
+    void TakeLastSettings();
+    void MakeWindow(const Labels& labels);
+    void OrderTabs();
+
+    void Edited(bool isTyping);
+    void PressAction(const QString& key);
+    void Save();
+    void Load();
+    void TakeLoaded();
+
+    void ShowState();
+    void ShowDrawn();
+    void ShowMessage(const QString& text, bool isFault);
+    void SetGuides();
+    void LetGo();
+    // Has the block do something; a failure stands in the message line.
+    void Guarded(const std::function<void()>& does);
+
+    const Operation& operation_;
+    std::unique_ptr<CBatchBaseDlg> block_;
+
+    QLabel* message_ = nullptr;
+    QVBoxLayout* column_ = nullptr;
+    QHBoxLayout* buttonRow_ = nullptr;
+    std::vector<QWidget*> buttons_;
+
+    QTimer drawLater_;  // joins the letters of a number that is typed
+    QString doneText_;
+    QString failText_;  // why the last work on the block failed
+    int busy_ = 0;
+    std::set<UpdateHint> missed_;  // what happened to the document while it was busy
+    bool letGo_ = false;
+};
+
+}  // namespace kymora
