@@ -47,7 +47,7 @@ void BenchReload(Session& session, const std::filesystem::path& path) {
     const double blocks = ReadAllBlocks(doc);
     const double reload = Seconds(rounds, [&] {
         view.ChangeViewport({0.0, 50.0}, false);
-        view.ShowAll();
+        view.Go(&Navigation::ShowAll);
     });
     std::printf(
         "display reload of %.0f M samples in %d traces: %.1f ms, block read %.1f ms, ratio %.2f (goal 0.5)\n",
@@ -81,7 +81,7 @@ void BenchPaint(Session& session, const std::filesystem::path& path, int traces,
             traces, static_cast<long long>(samples), static_cast<long long>(events), seconds * 1e3, target);
     };
     CairoDevice cairo(1600, 900);
-    print("a cairo image", Seconds(20, [&] { PaintRecording(view, cairo, PictureTarget::window); }));
+    print("a cairo image", Seconds(20, [&] { PaintRecording(view.Plot(), cairo, PictureTarget::window); }));
 #ifdef KYMORA_DESKTOP
     for (const double ratio : {1.0, 1.5, 2.0}) {
         QImage image(QSize(1600, 900) * ratio, QImage::Format_RGB32);
@@ -89,7 +89,7 @@ void BenchPaint(Session& session, const std::filesystem::path& path, int traces,
         const double seconds = Seconds(20, [&] {
             QPainter painter(&image);
             PainterDevice device(painter);
-            PaintRecording(view, device, PictureTarget::window);
+            PaintRecording(view.Plot(), device, PictureTarget::window);
         });
         print(ratio == 1.0   ? "a QImage"
               : ratio == 1.5 ? "a QImage of ratio 1.5"

@@ -44,8 +44,8 @@ void FillRows(CDataDoc& doc, bool hard) {
 
 void Paint(const CKymoraView& view, const char* what) {
     CairoDevice cairo(1600, 900);
-    const double rows = Seconds(20, [&] { DrawEventRows(view, cairo); });
-    const double onCairo = Seconds(20, [&] { PaintRecording(view, cairo, PictureTarget::window); });
+    const double rows = Seconds(20, [&] { DrawEventRows(view.Plot(), cairo); });
+    const double onCairo = Seconds(20, [&] { PaintRecording(view.Plot(), cairo, PictureTarget::window); });
     std::printf(
         "repaint of 16 traces and 1,000,000 %s events in 10 rows: %.2f ms on cairo, %.2f of it rows\n", what,
         onCairo * 1e3, rows * 1e3);
@@ -54,24 +54,24 @@ void Paint(const CKymoraView& view, const char* what) {
     const double onQt = Seconds(20, [&] {
         QPainter painter(&image);
         PainterDevice device(painter);
-        PaintRecording(view, device, PictureTarget::window);
+        PaintRecording(view.Plot(), device, PictureTarget::window);
     });
     std::printf("  the same on a QImage: %.2f ms (goal 16)\n", onQt * 1e3);
 #endif
 }
 
 void Edit(CKymoraView& view) {
-    CEventChan& chan = EventChannel(view, 0);
+    CEventChan& chan = EventChannel(view.GetDocument(), 0);
     chan.Clear();
     for (int i = 0; i < 1000000; ++i) chan.AddEvent(i * 10, i * 10 + 4);
     view.GetDocument().UpdateAllViews(UpdateHint::events);
     const double summary = Seconds(5, [&] {
-        view.EventRows().Forget();
-        view.EventRows().SummaryOf(chan, 0);
+        view.Plot().drawn.eventRows.Forget();
+        view.Plot().drawn.eventRows.SummaryOf(chan, 0);
     });
-    const int y = EventRowY(view, 0);
+    const int y = EventRowY(view.Plot(), 0);
     const double hit = Seconds(5, [&] {
-        for (int x = 100; x < 1500; ++x) EventAt(view, x, y);
+        for (int x = 100; x < 1500; ++x) EventAt(view.Plot(), x, y);
     });
     int next = 0;
     const double edit = Seconds(5, [&] {

@@ -170,9 +170,9 @@ class Program {
 #ifdef KYMORA_DESKTOP
         QPainter painter(&image_);
         PainterDevice device(painter);
-        PaintRecording(*view_, device, PictureTarget::window);
+        PaintRecording(view_->Plot(), device, PictureTarget::window);
 #else
-        PaintRecording(*view_, cairo_, PictureTarget::window);
+        PaintRecording(view_->Plot(), cairo_, PictureTarget::window);
 #endif
     }
     // Polls as a window does, but without pauses that would be counted.
@@ -207,7 +207,7 @@ void RunWhole(const std::filesystem::path& path) {
     program.View().Autoscale(true);
     program.Paint();
     const auto start = Clock::now();
-    program.View().ShowAll();
+    program.View().Go(&Navigation::ShowAll);
     program.Paint();
     const double coarse = Ms(start);
     program.WaitUntilExact();
@@ -224,7 +224,7 @@ void RunMoves(const std::filesystem::path& path) {
     program.Paint();
     std::mt19937 random(1);
     std::vector<double> times;
-    const double end = view.GetFileEnd();
+    const double end = view.Plot().FileEnd();
     for (int round = 0; round < 60; ++round) {
         const double duration =
             std::exp(std::uniform_real_distribution(std::log(50.0), std::log(end))(random));
@@ -238,13 +238,15 @@ void RunMoves(const std::filesystem::path& path) {
             program.Paint();
             times.push_back(Ms(start));
         };
-        move([&] { view.RightPage(); });
-        move([&] { view.RightPercent(); });
-        move([&] { view.Compress(); });
-        move([&] { view.LeftPage(); });
-        move([&] { view.ZoomAround(width / 3, 0.7); });
-        move([&] { view.Expand(); });
-        if (round % 6 == 0) move([&] { view.ShowAll(); });
+        move([&] { view.Go(&Navigation::RightPage); });
+        move([&] { view.Go(&Navigation::RightPercent); });
+        move([&] { view.Go(&Navigation::Compress); });
+        move([&] { view.Go(&Navigation::LeftPage); });
+        move([&] {
+            view.ChangeViewport(view.GetNavigation().Around(view.Plot().PixelToTime(width / 3), 0.7));
+        });
+        move([&] { view.Go(&Navigation::Expand); });
+        if (round % 6 == 0) move([&] { view.Go(&Navigation::ShowAll); });
     }
     const double median = ShareOf(times, 0.5), late = ShareOf(times, 0.99);
     std::printf("%.2f %.2f %.2f %.1f\n", median, late, times.back(), PeakMiB());
@@ -268,7 +270,7 @@ void RunShowAll(const std::filesystem::path& path) {
     program.Paint();
     const uint64_t before = program.BytesRead();
     const auto start = Clock::now();
-    program.View().ShowAll();
+    program.View().Go(&Navigation::ShowAll);
     const bool atOnce = !program.View().IsReloading();
     const double shown = Ms(start);
     program.Paint();

@@ -53,10 +53,10 @@ class OneView : public kymora::RemoteTarget {
     std::vector<std::byte> Picture(int) override { return std::vector<std::byte>(100); }
     bool PressKey(int, std::string_view) override { return true; }
     void MoveMouse(int, const kymora::RemoteMouse& mouse) override {
-        if (mouse.type == kymora::RemoteMouse::Type::press) view_.MouseDown(mouse.event);
-        if (mouse.type == kymora::RemoteMouse::Type::move) view_.MouseMove(mouse.event);
-        if (mouse.type == kymora::RemoteMouse::Type::release) view_.MouseUp(mouse.event);
-        if (mouse.type == kymora::RemoteMouse::Type::doubleClick) view_.MouseDoubleClick(mouse.event);
+        if (mouse.type == kymora::RemoteMouse::Type::press) view_.Mouse().Down(mouse.event);
+        if (mouse.type == kymora::RemoteMouse::Type::move) view_.Mouse().Move(mouse.event);
+        if (mouse.type == kymora::RemoteMouse::Type::release) view_.Mouse().Up(mouse.event);
+        if (mouse.type == kymora::RemoteMouse::Type::doubleClick) view_.Mouse().DoubleClick(mouse.event);
     }
     kymora::CBatchBaseDlg& OpenOperation(const kymora::Operation& operation) override {
         auto& block = operations_[&operation];

@@ -120,7 +120,8 @@ void OperationWindows::OnDocumentChanged(UpdateHint hint) {
 
 OperationWindows::Seen OperationWindows::SeenOf(const CKymoraView& view) const {
     Seen seen{view.GetViewport(), view.GetCursorTimes(), {}};
-    for (int t = 0; t < view.GetDocument().traceCount; ++t) seen.shownTraces.push_back(view.IsTraceShown(t));
+    for (int t = 0; t < view.GetDocument().traceCount; ++t)
+        seen.shownTraces.push_back(view.Plot().IsTraceShown(t));
     return seen;
 }
 

@@ -219,7 +219,7 @@ void DesktopRemote::MoveMouse(int index, const RemoteMouse& mouse) {
     const auto which = std::find(std::begin(order), std::end(order), mouse.type) - std::begin(order);
     const Qt::MouseButton button = Button(mouse.event.button);
     const bool held = mouse.type == Type::press || mouse.type == Type::doubleClick ||
-                      (mouse.type == Type::move && widget.View().IsDragging());
+                      (mouse.type == Type::move && widget.View().Mouse().Drag());
     const QPointF place(mouse.event.x, mouse.event.y);
     QMouseEvent event(types[which], place, widget.mapToGlobal(place),
                       mouse.type == Type::move ? Qt::NoButton : button, held ? button : Qt::NoButton,

@@ -6,6 +6,7 @@
 
 #include "display/overlays/overlay_fonts.h"
 #include "display/trace_drawing.h"
+#include "display/view_times.h"
 #include "drawing/number_labels.h"
 
 namespace kymora {
@@ -31,16 +32,16 @@ TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
 
 class AxisPainter {
   public:
-    AxisPainter(const CKymoraView& view, DrawDevice& device, int axis, bool showSelection)
+    AxisPainter(const PlotContext& context, DrawDevice& device, int axis, bool showSelection)
         : device_(device),
-          axis_(view.m_axes[static_cast<size_t>(axis)]),
-          band_(view.BandOf(axis)),
-          gap_(view.GetLayout().axisGap),
+          axis_(context.settings.m_axes[static_cast<size_t>(axis)]),
+          band_(context.BandOf(axis)),
+          gap_(context.layout.axisGap),
           textHeight_(device.TextExtent("0").height),
-          sigFigs_(view.m_nSigFigs),
+          sigFigs_(context.settings.m_nSigFigs),
           selected_(showSelection && axis_.m_bSelected),
-          ink_(InkOn(view.m_crBackground)),
-          selectedInk_(IsDarkPaper(view.m_crBackground) ? selectedOnDark : selectedColour) {}
+          ink_(InkOn(context.settings.m_crBackground)),
+          selectedInk_(IsDarkPaper(context.settings.m_crBackground) ? selectedOnDark : selectedColour) {}
 
     void Paint() const {
         const Pen pen{selected_ ? selectedInk_ : bracketColour, selected_ ? 2 : 1};
@@ -113,16 +114,17 @@ class AxisPainter {
     uint32_t ink_, selectedInk_;
 };
 
-std::string TimebaseCaption(const CKymoraView& view) {
-    if (!view.m_bShowGrid) return std::string("time (") + TimeUnitName(view.m_nTimeUnit) + ")";
-    return "time (" + view.TimebaseText() + " " + view.TimebaseUnitText() + ")";
+std::string TimebaseCaption(const PlotContext& context) {
+    if (!context.settings.m_bShowGrid)
+        return std::string("time (") + TimeUnitName(context.settings.m_nTimeUnit) + ")";
+    return "time (" + TimebaseText(context) + " " + TimebaseUnitText(context) + ")";
 }
 
 }  // namespace
 
-void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
-    const PixelRect& plot = view.GetLayout().plot;
-    if (!view.m_bShowAxes || plot.Width() <= 0) return;
+void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts) {
+    const PixelRect& plot = context.layout.plot;
+    if (!context.settings.m_bShowAxes || plot.Width() <= 0) return;
     const int middle = (plot.left + plot.right) / 2;
     device.SetPen({bracketColour});
     const std::array<Point, 4> bracket{{{plot.left, plot.bottom + bracketBottom},
@@ -134,8 +136,8 @@ void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
     if (!withTexts) return;
 
     const int y = plot.bottom + timeTextTop;
-    const uint32_t ink = InkOn(view.m_crBackground);
-    const std::string start = view.StartText(), end = view.EndText(), caption = TimebaseCaption(view);
+    const uint32_t ink = InkOn(context.settings.m_crBackground);
+    const std::string start = StartText(context), end = EndText(context), caption = TimebaseCaption(context);
     device.Text(plot.left, y, start, Style(ink, Horizontal::left, Vertical::top));
     device.Text(plot.right, y, end, Style(ink, Horizontal::right, Vertical::top));
     // Where the plot is too narrow for all three, the two ends say what the middle would.
@@ -144,37 +146,39 @@ void DrawTimeAxis(const CKymoraView& view, DrawDevice& device, bool withTexts) {
         device.Text(middle, y, caption, Style(ink, Horizontal::centre, Vertical::top));
 }
 
-PixelRect LimitRect(const CKymoraView& view, int axis, bool isMax) {
-    const PixelRect band = view.BandOf(axis);
+PixelRect LimitRect(const PlotContext& context, int axis, bool isMax) {
+    const PixelRect band = context.BandOf(axis);
     const int height = std::min(limitHeight, band.Height() / 2);
-    if (!view.GetLayout().axesShown || view.SlotOf(axis) < 0 || height < leastLimitHeight) return {};
+    if (!context.layout.axesShown || context.SlotOf(axis) < 0 || height < leastLimitHeight) return {};
     const int top = isMax ? band.top : band.bottom - height;
     return {labelLeft, top, limitRight + 2, top + height};
 }
 
-void DrawVerticalAxes(const CKymoraView& view, DrawDevice& device, bool showSelection) {
-    if (!view.GetLayout().axesShown) return;
-    for (const int axis : view.ShownAxes())
-        if (view.BandOf(axis).Height() > 0) AxisPainter(view, device, axis, showSelection).Paint();
+void DrawVerticalAxes(const PlotContext& context, DrawDevice& device, bool showSelection) {
+    if (!context.layout.axesShown) return;
+    for (const int axis : context.shownAxes)
+        if (context.BandOf(axis).Height() > 0) AxisPainter(context, device, axis, showSelection).Paint();
 }
 
-void DrawTraceLabels(const CKymoraView& view, DrawDevice& device) {
-    if (!(view.m_fDataArea > 0.0f) || !(view.m_bShowTraceLabels || view.m_bShowTraceIDs)) return;
-    const PixelRect& plot = view.GetLayout().plot;
-    const CDataDoc& doc = view.GetDocument();
-    for (const int axis : view.ShownAxes()) {
+void DrawTraceLabels(const PlotContext& context, DrawDevice& device) {
+    if (!(context.settings.m_fDataArea > 0.0f) ||
+        !(context.settings.m_bShowTraceLabels || context.settings.m_bShowTraceIDs))
+        return;
+    const PixelRect& plot = context.layout.plot;
+    const CDataDoc& doc = context.doc;
+    for (const int axis : context.shownAxes) {
         int x = plot.left + 5;
         for (int trace = 0; trace < doc.traceCount; ++trace) {
-            if (view.m_nAxisOfTrace[static_cast<size_t>(trace)] != axis) continue;
+            if (context.AxisOf(trace) != axis) continue;
             const TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
-            std::string text = view.m_bShowTraceIDs ? std::to_string(trace + 1) : std::string();
-            if (view.m_bShowTraceLabels && !settings.traceLabel.empty())
+            std::string text = context.settings.m_bShowTraceIDs ? std::to_string(trace + 1) : std::string();
+            if (context.settings.m_bShowTraceLabels && !settings.traceLabel.empty())
                 text += (text.empty() ? "" : ": ") + settings.traceLabel;
             text = ElideText(device, text, plot.right - 5 - x);
             if (text.empty()) continue;
-            const int top = view.BandOf(axis).top - std::min(view.GetLayout().axisGap, 8);
+            const int top = context.BandOf(axis).top - std::min(context.layout.axisGap, 8);
             RimmedText(device, x, top, text, Style(settings.traceColour, Horizontal::left, Vertical::top),
-                       view.m_crBackground);
+                       context.settings.m_crBackground);
             x += device.TextExtent(text).width + 14;
         }
     }

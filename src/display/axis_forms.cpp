@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "display/kymora_view.h"
+#include "display/axis_edits.h"
 #include "display/trace_format.h"
 #include "host/form.h"
 
@@ -56,29 +56,24 @@ void AddFormatFields(Form& form, const TraceSettings& trace, const TraceFormat& 
 
 }  // namespace
 
-std::vector<int> CKymoraView::TracesOn(int axis) const {
+std::vector<int> SelectedTraces(const CKymoraView& view) {
+    const CDataDoc& doc = view.GetDocument();
     std::vector<int> traces;
-    for (int trace = 0; trace < doc_.traceCount; ++trace)
-        if (m_nAxisOfTrace[static_cast<size_t>(trace)] == axis) traces.push_back(trace);
-    return traces;
-}
-
-std::vector<int> CKymoraView::SelectedTraces() const {
-    std::vector<int> traces;
-    for (int trace = 0; trace < doc_.traceCount; ++trace) {
-        const auto axis = static_cast<size_t>(m_nAxisOfTrace[static_cast<size_t>(trace)]);
-        if (m_axes[axis].m_bSelected) traces.push_back(trace);
+    for (int trace = 0; trace < doc.traceCount; ++trace) {
+        const auto axis = static_cast<size_t>(view.m_nAxisOfTrace[static_cast<size_t>(trace)]);
+        if (view.m_axes[axis].m_bSelected) traces.push_back(trace);
     }
     return traces;
 }
 
-void CKymoraView::AskAxes() {
-    const auto count = static_cast<size_t>(doc_.traceCount);
+void AskAxes(CKymoraView& view) {
+    const CDataDoc& doc = view.GetDocument();
+    const auto count = static_cast<size_t>(doc.traceCount);
     std::vector<std::string> axisNames;
     std::vector<uint8_t> shown;
     for (size_t i = 0; i < count; ++i) {
-        axisNames.push_back(Numbered(static_cast<int>(i) + 1, m_axes[i].m_strLabel));
-        shown.push_back(m_bAxisVisible[i]);
+        axisNames.push_back(Numbered(static_cast<int>(i) + 1, view.m_axes[i].m_strLabel));
+        shown.push_back(view.m_bAxisVisible[i]);
     }
     Form form("Select axes");
     form.AddCheckList("axes", "Visible axes", axisNames, shown, "The axes that are shown, from the top");
@@ -86,12 +81,12 @@ void CKymoraView::AskAxes() {
     form.AddAction("hideAll", "Hide all", [](Form& f) { CheckAll(f, 0); });
     form.AddNote("hint",
                  "Traces may share an axis. Two traces change places when each takes the other's axis.");
-    for (int trace = 0; trace < doc_.traceCount; ++trace)
-        form.AddChoice(KeyOfTrace(trace),
-                       "Axis of trace " +
-                           Numbered(trace + 1, doc_.traces[static_cast<size_t>(trace)].traceLabel),
-                       axisNames, m_nAxisOfTrace[static_cast<size_t>(trace)], "Where the trace is drawn");
-    const auto place = [traces = doc_.traceCount](auto axisOf) {
+    for (int trace = 0; trace < doc.traceCount; ++trace)
+        form.AddChoice(
+            KeyOfTrace(trace),
+            "Axis of trace " + Numbered(trace + 1, doc.traces[static_cast<size_t>(trace)].traceLabel),
+            axisNames, view.m_nAxisOfTrace[static_cast<size_t>(trace)], "Where the trace is drawn");
+    const auto place = [traces = doc.traceCount](auto axisOf) {
         return [traces, axisOf](Form& f) {
             for (int trace = 0; trace < traces; ++trace) f[KeyOfTrace(trace)].choice = axisOf(trace, traces);
         };
@@ -103,21 +98,18 @@ void CKymoraView::AskAxes() {
         const auto& checks = f["axes"].checks;
         return std::find(checks.begin(), checks.end(), 1) == checks.end() ? noAxesText : "";
     };
-    if (!GetSession().host.AskForm(form)) return;
-    {
-        DisplayScope scope(*this, "Select axes");
+    if (!view.GetSession().host.AskForm(form)) return;
+    view.ChangeSettings("Select axes", [&](ViewSettings& settings) {
         for (size_t i = 0; i < count; ++i) {
-            m_bAxisVisible[i] = form["axes"].checks[i] != 0;
-            m_nAxisOfTrace[i] = form.Choice(KeyOfTrace(static_cast<int>(i)));
+            settings.m_bAxisVisible[i] = form["axes"].checks[i] != 0;
+            settings.m_nAxisOfTrace[i] = form.Choice(KeyOfTrace(static_cast<int>(i)));
         }
-    }
-    Relayout();
-    AutoscaleNewAxes();
-    UpdateDependents();
+    });
 }
 
-void CKymoraView::AskFormat() {
-    const std::vector<int> traces = SelectedTraces();
+void AskFormat(CKymoraView& view) {
+    CDataDoc& doc = view.GetDocument();
+    const std::vector<int> traces = SelectedTraces(view);
     Form form("Format");
     if (!traces.empty()) {
         const auto first = static_cast<size_t>(traces.front());
@@ -127,20 +119,20 @@ void CKymoraView::AskFormat() {
                                                   : "Traces " + names + ". The values are those of trace " +
                                                         std::to_string(traces.front() + 1) +
                                                         "; what you change applies to all of them.");
-        AddFormatFields(form, doc_.traces[first], m_format[first]);
+        AddFormatFields(form, doc.traces[first], view.m_format[first]);
     }
     form.AddChoice("clipMode", "Clipped traces", {"keep to the band of the axis", "keep to the axis limits"},
-                   m_nClipMode == 1 ? 1 : 0, "How far a trace that is clipped to its axis may reach");
-    form.AddColour("background", "Background colour", m_crBackground, "Colour behind the traces");
+                   view.m_nClipMode == 1 ? 1 : 0, "How far a trace that is clipped to its axis may reach");
+    form.AddColour("background", "Background colour", view.m_crBackground, "Colour behind the traces");
     const Form before = form;
-    if (!GetSession().host.AskForm(form)) return;
+    if (!view.GetSession().host.AskForm(form)) return;
     {
-        DisplayScope scope(*this, "Format");
+        DisplayScope scope(view, "Format");
         const FormatChange change{before, form};
-        bool any = change.Take("clipMode", &FormField::choice, m_nClipMode);
+        bool any = change.Take("clipMode", &FormField::choice, view.m_nClipMode);
         for (const int trace : traces) {
-            TraceSettings& settings = doc_.traces[static_cast<size_t>(trace)];
-            TraceFormat& format = m_format[static_cast<size_t>(trace)];
+            TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
+            TraceFormat& format = view.m_format[static_cast<size_t>(trace)];
             any |= change.Take("traceLabel", &FormField::text, settings.traceLabel);
             any |= change.Take("units", &FormField::text, settings.traceUnits);
             any |= change.Take("axisLabel", &FormField::text, settings.axisLabel);
@@ -152,36 +144,27 @@ void CKymoraView::AskFormat() {
         }
         // A file has no place for the background.
         if (!any) scope.LeaveUnmodified();
-        if (change.Take("background", &FormField::colour, m_crBackground))
-            GetSession().defaultBackground = m_crBackground;  // of the next view
+        if (change.Take("background", &FormField::colour, view.m_crBackground))
+            view.GetSession().defaultBackground = view.m_crBackground;  // of the next view
     }
-    doc_.UpdateAllViews(UpdateHint::settings);
+    doc.UpdateAllViews(UpdateHint::settings);
 }
 
-void CKymoraView::SetBackground(uint32_t colour) {
-    {
-        DisplayScope scope(*this, "Background colour");
-        scope.LeaveUnmodified();
-        m_crBackground = colour;
-        GetSession().defaultBackground = colour;
-    }
-    UpdateDependents();
-}
-
-void CKymoraView::AskSize() {
+void AskSize(CKymoraView& view) {
+    const Layout layout = view.Plot().layout;
     Form form("Set size");
     form.AddChoice("of", "Size of", {"the whole view", "the plot"}, 0,
                    "Copies and saved pictures have the size of the view");
-    for (const auto& [key, label, value] : {std::tuple("width", "width (pixels)", layout_.width),
-                                            std::tuple("height", "height (pixels)", layout_.height)}) {
+    for (const auto& [key, label, value] : {std::tuple("width", "width (pixels)", layout.width),
+                                            std::tuple("height", "height (pixels)", layout.height)}) {
         FormField& field = form.AddInteger(key, label, value);
         field.least = 50;
         field.greatest = mostViewPixels;
     }
-    if (!GetSession().host.AskForm(form) || !window_) return;
-    const bool ofPlot = form.Choice("of") == 1 && m_bShowAxes;
-    window_->SetSize(form.Integer("width") + (ofPlot ? layout_.width - layout_.plot.Width() : 0),
-                     form.Integer("height") + (ofPlot ? aroundPlotHeight : 0));
+    if (!view.GetSession().host.AskForm(form) || !view.Window()) return;
+    const bool ofPlot = form.Choice("of") == 1 && view.m_bShowAxes;
+    view.Window()->SetSize(form.Integer("width") + (ofPlot ? layout.width - layout.plot.Width() : 0),
+                           form.Integer("height") + (ofPlot ? aroundPlotHeight : 0));
 }
 
 }  // namespace kymora

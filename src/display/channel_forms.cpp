@@ -52,7 +52,7 @@ std::vector<std::string> ParentNames(const CDataDoc& doc) {
 bool IsUnlocked(const Form& form) { return !form.Flag("locked"); }
 
 Form PropertiesForm(const CKymoraView& view, int channel) {
-    const CEventChan& chan = EventChannel(view, channel);
+    const CEventChan& chan = EventChannel(view.GetDocument(), channel);
     Form form("Event channel properties");
     form.AddNote("about",
                  fmt::format("Channel {}: {}, {} tagged. Made by: {}.",
@@ -107,7 +107,7 @@ std::optional<int> AskEventChannel(CKymoraView& view, const ChannelQuestion& que
     form.validate = [&](const Form& f) {
         std::string fault;
         const auto channel = ParseChannel(f.Text("channel"), fault);
-        if (channel && question.needsEvents && EventChannel(view, *channel).GetNumEvents() == 0)
+        if (channel && question.needsEvents && EventChannel(view.GetDocument(), *channel).GetNumEvents() == 0)
             fault = fmt::format("Channel {} holds no events.", EventChannelText(view.GetSession(), *channel));
         return fault;
     };
@@ -125,7 +125,7 @@ void AskChannelProperties(CKymoraView& view, int channel) {
 
 void AskMergeClose(CKymoraView& view, int channel) {
     CDataDoc& doc = view.GetDocument();
-    CEventChan& chan = EventChannel(view, channel);
+    CEventChan& chan = EventChannel(view.GetDocument(), channel);
     if (chan.IsLocked()) return;
     Form form("Merge close events");
     const auto add = [&](const char* key, const char* label, const char* toolTip) {
@@ -153,7 +153,7 @@ void AskCopyChannel(CKymoraView& view, int channel) {
     const int free = doc.FirstFreeChannel();
     const auto target = AskEventChannel(view, "Copy channel to", free >= 0 ? free : channel);
     if (!target || *target == channel) return;
-    CEventChan& chan = EventChannel(view, *target);
+    CEventChan& chan = EventChannel(view.GetDocument(), *target);
     if (chan.IsLocked()) return;
     const int count = chan.GetNumEvents();
     if (count > 0 && !view.GetSession().host.Confirm(fmt::format("Channel {} holds {}. Replace them?",
@@ -163,7 +163,7 @@ void AskCopyChannel(CKymoraView& view, int channel) {
     {
         UndoScope scope(doc, "Copy channel to");
         scope.KeepChannel(*target);
-        chan.Copy(EventChannel(view, channel));
+        chan.Copy(EventChannel(view.GetDocument(), channel));
     }
     doc.UpdateAllViews(UpdateHint::events);
 }

@@ -1,14 +1,14 @@
 #include "display/kymora_view.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 #include <fmt/format.h>
 
 #include "display/trace_format.h"
-#include "display/view_reload.h"
 #include "drawing/number_labels.h"
-#include "summaries/summary_service.h"
 
 namespace kymora {
 
@@ -16,11 +16,14 @@ namespace {
 
 constexpr int usualStepPercent = 20;
 
+constexpr auto askAgain = std::chrono::milliseconds(5);
+
 constexpr const char* sameViewText = "Active view is same as new view. Please inform the author.";
 
 }  // namespace
 
-CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) {
+CKymoraView::CKymoraView(CDataDoc& doc, std::unique_ptr<BinSource> bins)
+    : doc_(doc), bins_(bins ? std::move(bins) : std::make_unique<RecordingBins>(doc)) {
     doc_.AddView(*this);
     m_crBackground = GetSession().defaultBackground;
     m_bInactiveSections = GetSession().showInactiveSections;
@@ -28,7 +31,6 @@ CKymoraView::CKymoraView(CDataDoc& doc) : doc_(doc) {
 
 CKymoraView::~CKymoraView() {
     if (opened_) doc_.StoreDisplaySettings(GetDisplaySettings());
-    DetachSummaries();
     doc_.RemoveView(*this);
 }
 
@@ -56,9 +58,8 @@ bool CKymoraView::OnInitialUpdate(const CKymoraView& active) {
 
 bool CKymoraView::ReadFirstViewport() {
     opened_ = true;
-    cache_.Reset(doc_);
-    eventRows_.Forget();
-    AttachSummaries();
+    bins_->Reset();
+    drawn_.eventRows.Forget();
     Relayout();
     const bool complete = RefreshViewport(true);
     if (!complete) {
@@ -209,64 +210,93 @@ void CKymoraView::CountShownAxes() {
     m_nVisibleAxes = static_cast<int>(shownAxes_.size());
 }
 
-int CKymoraView::SlotOf(int axis) const {
-    const auto found = std::find(shownAxes_.begin(), shownAxes_.end(), axis);
-    return found == shownAxes_.end() ? -1 : static_cast<int>(found - shownAxes_.begin());
+PlotContext CKymoraView::Plot() const {
+    return {.doc = doc_,
+            .settings = *this,
+            .layout = layout_,
+            .viewport = GetViewport(),
+            .shownAxes = shownAxes_,
+            .bins = bins_->Cache(),
+            .drawn = drawn_,
+            .cursors = m_pDatumLines.get(),
+            .guides = guides_,
+            .selection = m_selection,
+            .eventChannel = m_nMouseEventChan,
+            .insertsEvents = m_nMouseMode >= mouseInsertFirst && m_nMouseMode <= mouseInsertLast,
+            .drag = mouse_.Drag()};
 }
 
-bool CKymoraView::IsTraceShown(int trace) const {
-    return m_fDataArea > 0.0f &&
-           m_bAxisVisible[static_cast<size_t>(m_nAxisOfTrace[static_cast<size_t>(trace)])];
-}
-
-ValueScale CKymoraView::GetValueScale(int axis) const {
-    const CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
-    const PixelRect band = BandOf(axis);
-    return {limits.m_dMax, limits.m_dMin, band.top, band.bottom};
-}
-
-int CKymoraView::GetNearestAxis(int y) const {
-    if (!(m_fDataArea > 0.0f)) return -1;
-    const int slot = layout_.SlotAt(y, m_nVisibleAxes);
-    return slot < 0 ? -1 : shownAxes_[static_cast<size_t>(slot)];
-}
-
-std::string CKymoraView::StatusText(int x, int y) const {
-    if (!layout_.plot.Contains(x, y)) return {};
-    std::string text = fmt::format("t = {:.3f}", PixelToTime(x));
-    if (const int axis = GetNearestAxis(y); axis >= 0)
-        text += fmt::format(", {} = {:.3f}", doc_.traces[static_cast<size_t>(axis)].axisLabel,
-                            GetValueScale(axis).ToValue(y));
-    return text;
-}
-
-// --- the cache ---
+// --- the bins ---
 
 bool CKymoraView::RefreshViewport(bool showProgress) {
-    m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
-    if (m_fDataArea > 0.0f && !UpdateCache(showProgress)) return false;
-    if (!cache_.IsCoarse()) exactViewport_ = GetViewport();
-    m_TimePerDiv = (m_EndTime - m_StartTime) / 8.0;
+    const bool wasReading = IsReloading();
+    if (m_fDataArea > 0.0f && !bins_->Show(GetViewport(), showProgress, window_ != nullptr)) return false;
+    if (IsReloading() && !wasReading) {
+        viewportBefore_ = exactViewport_;
+        historyBefore_ = history_;
+    }
+    if (!bins_->Cache().IsCoarse()) exactViewport_ = GetViewport();
     UpdateDependents();
     return true;
 }
 
-bool CKymoraView::UpdateCache(bool showProgress) {
-    const int level = ChooseCacheLevel(GetViewport(), doc_.TimeOf(binCount));
-    if (!cache_.NeedsReload(GetViewport(), level)) {
-        cache_.m_nCacheLevel = level;
+bool CKymoraView::PollReload() {
+    switch (bins_->Poll()) {
+    case BinSource::News::none:
+        return false;
+    case BinSource::News::moved:
+        return true;
+    case BinSource::News::exact:
+        ExactBinsArrived();
+        return true;
+    case BinSource::News::failed:
+        ReadPlainly();
         return true;
     }
-    try {
-        const bool complete = LoadBins(level, showProgress);
-        readFaultTold_ = false;
-        return complete;
-    } catch (const FileError& error) {
-        cache_.Blank(doc_, m_StartTime, level);
-        // Once, not at every step of a scroll through a file that is gone.
-        if (!std::exchange(readFaultTold_, true)) GetSession().host.Message(error.what());
-        return true;
+    return false;
+}
+
+void CKymoraView::ExactBinsArrived() {
+    exactViewport_ = GetViewport();
+    AutoscaleNewAxes();
+    UpdateDependents();
+}
+
+void CKymoraView::CancelReload() {
+    if (!IsReloading()) return;
+    if (bins_->Cancel() && viewportBefore_) {
+        history_ = std::move(historyBefore_);
+        Place(*viewportBefore_);
+    } else {
+        Place(DefaultViewport());
     }
+    RefreshViewport(false);
+    AutoscaleNewAxes();
+}
+
+bool CKymoraView::FinishReload() {
+    if (IsReloading()) {
+        const auto progress = doc_.GetHost().StartProgress("Reading data", binCount);
+        while (IsReloading()) {
+            if (!progress->Update(static_cast<uint64_t>(bins_->Share() * binCount))) {
+                CancelReload();
+                return false;
+            }
+            PollReload();
+            std::this_thread::sleep_for(askAgain);
+        }
+    }
+    return !bins_->Cache().IsCoarse() || ReadPlainly();
+}
+
+// Where the other thread cannot. False when the user stopped it, and the view is what it was before.
+bool CKymoraView::ReadPlainly() {
+    if (!bins_->ReadNow(GetViewport())) {
+        CancelReload();
+        return false;
+    }
+    ExactBinsArrived();
+    return true;
 }
 
 void CKymoraView::Invalidate() const {
@@ -280,13 +310,11 @@ void CKymoraView::UpdateDependents() {
 }
 
 void CKymoraView::OnUpdate(UpdateHint hint) {
-    eventRows_.Forget();
+    drawn_.eventRows.Forget();
     switch (hint) {
     case UpdateHint::samples:
         m_pDatumLines->ForgetValues();
-        DropReload();
-        if (attached_) GetSession().summaries->SamplesChanged(doc_);
-        cache_.Reset(doc_);
+        bins_->SamplesChanged();
         RefreshViewport(false);
         break;
     case UpdateHint::events:
@@ -309,30 +337,31 @@ std::vector<double> CKymoraView::GetCursorTimes() const {
     return times;
 }
 
-void CKymoraView::SetGuides(std::vector<ViewGuide> guides) {
+void CKymoraView::SetGuides(std::vector<ViewGuide> guides, GuideMoved moved) {
+    guideMoved_ = std::move(moved);
     if (guides == guides_) return;
     guides_ = std::move(guides);
     Invalidate();
 }
 
-// --- switches ---
-
-void CKymoraView::ToggleSwitch(bool ViewSettings::*member, std::string_view name) {
-    {
-        DisplayScope scope(*this, std::string(name));
-        // A file has no place for this one: nothing that a save could keep has changed.
-        if (member == &ViewSettings::m_bInactiveSections) scope.LeaveUnmodified();
-        this->*member = !(this->*member);
-        GetSession().showInactiveSections = m_bInactiveSections;  // of the next view, since no file keeps it
-    }
-    Relayout();
-    UpdateDependents();
+void CKymoraView::MoveGuide(const ViewGuide& guide, double at) const {
+    const GuideMoved moved = guideMoved_;  // which may set other guides
+    if (moved) moved(guide, at);
 }
 
-void CKymoraView::SetDataArea(float fraction) {
+// --- settings ---
+
+void CKymoraView::ChangeSettings(std::string_view name, const std::function<void(ViewSettings&)>& change) {
     {
-        DisplayScope scope(*this, "Data area");
-        m_fDataArea = fraction;
+        DisplayScope scope(*this, std::string(name));
+        ViewSettings before = *this;
+        change(*this);
+        // Files have no place for these two, which the next view begins with.
+        if (m_bInactiveSections != before.m_bInactiveSections)
+            GetSession().showInactiveSections = before.m_bInactiveSections = m_bInactiveSections;
+        if (m_crBackground != before.m_crBackground)
+            GetSession().defaultBackground = before.m_crBackground = m_crBackground;
+        if (IsSameAs(before)) scope.LeaveUnmodified();
     }
     Relayout();
     RefreshViewport(false);

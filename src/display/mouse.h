@@ -1,12 +1,14 @@
 #pragma once
 // The mouse on a view, without a window: what is under it, what a press starts, and the modes in which a
-// press means something else. The view tries its targets in their order and hands the mouse to the drag that
-// one of them starts; every part of the view brings its own targets and modes.
+// press means something else. Every part of the view brings a tool with its targets and modes, and a dialog
+// can add one while it is open; the mouse goes to the drag that the topmost target starts.
 
+#include <functional>
 #include <memory>
-#include <span>
 #include <string_view>
+#include <vector>
 
+#include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
@@ -32,19 +34,26 @@ class MouseDrag {
     // ESC: everything is as it was before the press.
     virtual void Cancel(CKymoraView&) {}
     // Over the finished picture.
-    virtual void Draw(const CKymoraView&, DrawDevice&) const {}
+    virtual void Draw(const PlotContext&, DrawDevice&) const {}
     virtual CursorShape Shape() const { return CursorShape::arrow; }
 };
+
+// What the drag under way draws over the picture.
+inline void DrawFeedback(const PlotContext& context, DrawDevice& device) {
+    if (context.drag) context.drag->Draw(context, device);
+}
 
 // Something on the view that the mouse can take hold of in the normal mode.
 struct HitTarget {
     // Whether it lies under the pixel, and the pointer over it.
-    bool (*hit)(const CKymoraView& view, int x, int y);
-    CursorShape shape;
+    std::function<bool(const PlotContext& context, int x, int y)> hit;
+    CursorShape shape = CursorShape::arrow;
     // Starts on a press of the left button; null when the press was all.
-    std::unique_ptr<MouseDrag> (*grab)(CKymoraView& view, const MouseEvent& event);
-    // A double click; null when it means nothing here.
-    void (*doubleClick)(CKymoraView& view, const MouseEvent& event) = nullptr;
+    std::function<std::unique_ptr<MouseDrag>(CKymoraView& view, const MouseEvent& event)> grab;
+    // A double click; empty when it means nothing here.
+    std::function<void(CKymoraView& view, const MouseEvent& event)> doubleClick{};
+    // A press that starts no drag goes on to what lies below.
+    bool letsThrough = false;
 };
 
 // A mode other than the normal one. ESC ends it.
@@ -54,7 +63,13 @@ struct MouseMode {
     CursorShape shape;
     // A press of the left button: answers the drag that it starts, or null. A mode that ends with its press
     // calls SetMouseMode(0) itself.
-    std::unique_ptr<MouseDrag> (*press)(CKymoraView& view, const MouseEvent& event);
+    std::function<std::unique_ptr<MouseDrag>(CKymoraView& view, const MouseEvent& event)> press;
+};
+
+// What one part of the program lets the mouse do.
+struct MouseTool {
+    std::vector<HitTarget> targets;  // tried in their order
+    std::vector<MouseMode> modes{};
 };
 
 // Modes beyond those that one number can tell apart in the normal table of modes.
@@ -89,13 +104,46 @@ enum : int {
     mouseSelectTime = 40,
 };
 
-// Of cursors, markers, annotations and scale bars; of events; and of the view itself. The targets are tried
-// in this order.
-std::span<const HitTarget> OverlayTargets();
-std::span<const HitTarget> EventTargets();
-std::span<const HitTarget> ViewTargets();
-std::span<const MouseMode> OverlayModes();
-std::span<const MouseMode> EventModes();
-std::span<const MouseMode> ViewModes();
+// From the lowest on: of the view itself, of events, of cursors, markers, annotations and scale bars, and of
+// the lines of dialogs.
+MouseTool ViewTool();
+MouseTool EventTool();
+MouseTool OverlayTool();
+MouseTool GuideTool();
+
+// The mouse of one view: the tools, of which the last one lies on top, and the drag under way.
+class ViewMouse {
+  public:
+    // With the tools that every view has.
+    explicit ViewMouse(CKymoraView& view);
+
+    // A tool stays until it is removed; a drag of it is abandoned then.
+    const MouseTool* Add(MouseTool tool);
+    void Remove(const MouseTool* tool);
+
+    void Down(const MouseEvent& event);
+    void Move(const MouseEvent& event);
+    void Up(const MouseEvent& event);
+    void DoubleClick(const MouseEvent& event);
+    // Puts back what the drag has done. False when there is none.
+    bool Abandon();
+    const MouseDrag* Drag() const { return drag_.get(); }
+    // Null for the normal mode.
+    const MouseMode* FindMode(int mode) const;
+    // The pointer and the status line are those of the mode again.
+    void ShowMode() const;
+
+  private:
+    // Calls `use(tool, target)` for what lies under a pixel, from the top, until it answers true.
+    template <typename Use>
+    void ForTargets(const MouseEvent& at, Use use) const;
+    const HitTarget* TargetAt(const MouseEvent& at) const;
+    void ShowShape(CursorShape shape) const;
+
+    CKymoraView& view_;
+    std::vector<std::unique_ptr<MouseTool>> tools_;  // from the lowest on
+    std::unique_ptr<MouseDrag> drag_;
+    const MouseTool* dragged_ = nullptr;  // whose drag it is
+};
 
 }  // namespace kymora

@@ -1,7 +1,7 @@
 #pragma once
 // The whole picture of a recording on a device: what a window shows, and what a file gets.
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
@@ -12,6 +12,6 @@ enum class PictureTarget {
 };
 
 // Draws the view at the size of its layout.
-void PaintRecording(const CKymoraView& view, DrawDevice& device, PictureTarget target);
+void PaintRecording(const PlotContext& context, DrawDevice& device, PictureTarget target);
 
 }  // namespace kymora

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "display/kymora_view.h"
 #include "display/picture.h"
 #include "document/native_writer.h"
 #include "drawing/cairo_device.h"
@@ -33,12 +34,13 @@ std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path) 
     return {};
 }
 
-void SavePicture(const CKymoraView& view, const std::filesystem::path& out) {
-    const Layout& layout = view.GetLayout();
+void SavePicture(const PlotContext& context, const std::filesystem::path& out) {
+    const Layout& layout = context.layout;
     CairoDevice device(layout.width, layout.height, PictureFormatOf(out).value_or(PictureFormat::png));
-    PaintRecording(view, device, PictureTarget::file);
+    PaintRecording(context, device, PictureTarget::file);
     const std::vector<std::byte> picture = device.Encode();
-    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
+    WriteFileAtomically(context.GetSession().files, out,
+                        [&](CArchive& archive) { archive.WriteRaw(picture); });
 }
 
 void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
@@ -48,7 +50,7 @@ void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optiona
     view.OnSize(width, height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
     ProgressScope progress(doc.GetHost(), "Drawing", 100);
-    PaintRecording(view, device, PictureTarget::file);
+    PaintRecording(view.Plot(), device, PictureTarget::file);
     progress.At(50);
     const std::vector<std::byte> picture = device.Encode([&] { return progress.GoesOn(75); });
     if (picture.empty()) throw Cancelled();

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 #include "drawing/cairo_device.h"
 
 namespace kymora {
@@ -14,7 +14,7 @@ std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path);
 
 // Writes what the view shows, at its size. The file takes its place by rename, so nothing half-written is
 // left. Throws std::runtime_error.
-void SavePicture(const CKymoraView& view, const std::filesystem::path& out);
+void SavePicture(const PlotContext& context, const std::filesystem::path& out);
 
 // Writes the view of the recording as a picture of `width` x `height` pixels. Without limits it shows the
 // stored viewport, or the whole recording when the file stores none; one limit alone is completed from the

@@ -56,19 +56,20 @@ class TraceLine {
 
 class TracePainter {
   public:
-    TracePainter(const CKymoraView& view, DrawDevice& device, int trace)
-        : view_(view),
+    TracePainter(const PlotContext& context, DrawDevice& device, int trace)
+        : context_(context),
           device_(device),
-          cache_(view.GetCache()),
-          axis_(view.m_nAxisOfTrace[static_cast<size_t>(trace)]),
-          format_(view.m_format[static_cast<size_t>(trace)]),
-          times_(view.GetTimeScale()),
-          values_(view.GetValueScale(axis_)),
+          cache_(context.bins),
+          axis_(context.AxisOf(trace)),
+          format_(context.settings.m_format[static_cast<size_t>(trace)]),
+          times_(context.GetTimeScale()),
+          values_(context.GetValueScale(axis_)),
           low_(cache_.Min(trace)),
           high_(cache_.Max(trace)),
           active_(cache_.Active(trace)) {
-        pen_ = {view.GetDocument().traces[static_cast<size_t>(trace)].traceColour, format_.lineWidth};
-        inactive_ = {inactiveColour, 1, view.m_bInactiveSections ? Pen::Style::solid : Pen::Style::null};
+        pen_ = {context.doc.traces[static_cast<size_t>(trace)].traceColour, format_.lineWidth};
+        inactive_ = {inactiveColour, 1,
+                     context.settings.m_bInactiveSections ? Pen::Style::solid : Pen::Style::null};
     }
 
     void Paint() {
@@ -78,7 +79,7 @@ class TracePainter {
             PaintDots();
         else
             PaintLines();
-        if (format_.clipToAxis) device_.SetClip(ClipOf(view_.GetLayout().plot));
+        if (format_.clipToAxis) device_.SetClip(ClipOf(context_.layout.plot));
     }
 
     static PixelRect ClipOf(const PixelRect& rect) {
@@ -88,10 +89,10 @@ class TracePainter {
   private:
     // The rows of the axis limits, or the whole band.
     PixelRect ClipBand() const {
-        PixelRect band = view_.BandOf(axis_);
-        if (view_.m_nClipMode != 1) {
-            band.top -= view_.GetLayout().axisGap;
-            band.bottom += view_.GetLayout().axisGap - 1;
+        PixelRect band = context_.BandOf(axis_);
+        if (context_.settings.m_nClipMode != 1) {
+            band.top -= context_.layout.axisGap;
+            band.bottom += context_.layout.axisGap - 1;
         }
         return band;
     }
@@ -105,7 +106,7 @@ class TracePainter {
     void PaintDots() const;
     void Dot(int x, int y, uint32_t colour) const;
 
-    const CKymoraView& view_;
+    const PlotContext& context_;
     DrawDevice& device_;
     const DisplayCache& cache_;
     int axis_;
@@ -119,11 +120,11 @@ class TracePainter {
 
 void TracePainter::PaintLines() const {
     TraceLine line(device_, pen_, cache_.m_nCacheLevel <= 0);
-    const auto range = cache_.BinsOf(view_.GetViewport());
+    const auto range = cache_.BinsOf(context_.viewport);
     bool previousActive = false;
     for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
         if (IsPastEnd(bin)) {
-            if (view_.m_bInactiveSections) DrawToZero(line, bin);
+            if (context_.settings.m_bInactiveSections) DrawToZero(line, bin);
             return;
         }
         if (IsEmpty(bin)) {
@@ -147,19 +148,19 @@ void TracePainter::DrawToZero(TraceLine& line, size_t bin) const {
         line.LineTo(X(bin), zero, inactive_);
     else
         line.MoveTo(X(bin), zero);
-    line.LineTo(times_.ToPixel(view_.m_EndTime), zero, inactive_);
+    line.LineTo(times_.ToPixel(context_.viewport.end), zero, inactive_);
 }
 
 void TracePainter::PaintDots() const {
-    const auto range = cache_.BinsOf(view_.GetViewport());
+    const auto range = cache_.BinsOf(context_.viewport);
     for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
         if (IsPastEnd(bin)) {
             TraceLine line(device_, pen_, false);
-            if (view_.m_bInactiveSections) DrawToZero(line, bin);
+            if (context_.settings.m_bInactiveSections) DrawToZero(line, bin);
             return;
         }
         const bool active = IsActive(bin);
-        if (IsEmpty(bin) || (!active && !view_.m_bInactiveSections)) continue;
+        if (IsEmpty(bin) || (!active && !context_.settings.m_bInactiveSections)) continue;
         const uint32_t colour = active ? pen_.colour : inactive_.colour;
         Dot(X(bin), values_.ToPixel(low_[bin]), colour);
         if (low_[bin] != high_[bin]) Dot(X(bin), values_.ToPixel(high_[bin]), colour);
@@ -176,14 +177,14 @@ void TracePainter::Dot(int x, int y, uint32_t colour) const {
 
 }  // namespace
 
-void DrawFrameAndGrid(const CKymoraView& view, DrawDevice& device) {
-    const PixelRect& plot = view.GetLayout().plot;
+void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
     if (plot.Width() <= 0 || plot.Height() <= 0) return;
-    if (view.m_bShowGrid) {
+    if (context.settings.m_bShowGrid) {
         device.SetPen({gridColour, 1, Pen::Style::dashed});
-        if (view.m_fDataArea > 0.0f)
-            for (const int axis : view.ShownAxes()) {
-                const PixelRect band = view.BandOf(axis);
+        if (context.settings.m_fDataArea > 0.0f)
+            for (const int axis : context.shownAxes) {
+                const PixelRect band = context.BandOf(axis);
                 device.Line(plot.left, band.top, plot.right, band.top);
                 device.Line(plot.left, band.bottom, plot.right, band.bottom);
             }
@@ -192,24 +193,18 @@ void DrawFrameAndGrid(const CKymoraView& view, DrawDevice& device) {
             device.Line(x, plot.top, x, plot.bottom);
         }
     }
-    if (!view.m_bShowAxes) return;
+    if (!context.settings.m_bShowAxes) return;
     device.SetPen({frameColour});
-    const std::array<Point, 5> frame{{{plot.left, plot.top},
-                                      {plot.right, plot.top},
-                                      {plot.right, plot.bottom},
-                                      {plot.left, plot.bottom},
-                                      {plot.left, plot.top}}};
-    device.Polyline(frame);
+    device.Frame(plot);
 }
 
-void DrawTraces(const CKymoraView& view, DrawDevice& device) {
-    const PixelRect& plot = view.GetLayout().plot;
-    if (!(view.m_fDataArea > 0.0f) || plot.Width() <= 0) return;
+void DrawTraces(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
+    if (!(context.settings.m_fDataArea > 0.0f) || plot.Width() <= 0) return;
     device.SetClip(TracePainter::ClipOf(plot));
-    for (const int axis : view.ShownAxes())
-        for (int trace = 0; trace < view.GetDocument().traceCount; ++trace)
-            if (view.m_nAxisOfTrace[static_cast<size_t>(trace)] == axis)
-                TracePainter(view, device, trace).Paint();
+    for (const int axis : context.shownAxes)
+        for (int trace = 0; trace < context.doc.traceCount; ++trace)
+            if (context.AxisOf(trace) == axis) TracePainter(context, device, trace).Paint();
     device.ClearClip();
 }
 

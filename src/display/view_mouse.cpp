@@ -4,90 +4,122 @@
 
 namespace kymora {
 
-namespace {
-
-const HitTarget* TargetAt(const CKymoraView& view, int x, int y) {
-    for (const auto& targets : {OverlayTargets(), EventTargets(), ViewTargets()})
-        for (const HitTarget& target : targets)
-            if (target.hit(view, x, y)) return &target;
-    return nullptr;
+ViewMouse::ViewMouse(CKymoraView& view) : view_(view) {
+    for (auto* make : {ViewTool, EventTool, OverlayTool, GuideTool}) Add(make());
 }
 
-const MouseMode* FindMode(int mode) {
-    for (const auto& modes : {OverlayModes(), EventModes(), ViewModes()})
-        for (const MouseMode& candidate : modes)
+const MouseTool* ViewMouse::Add(MouseTool tool) {
+    tools_.push_back(std::make_unique<MouseTool>(std::move(tool)));
+    return tools_.back().get();
+}
+
+void ViewMouse::Remove(const MouseTool* tool) {
+    if (dragged_ == tool) Abandon();
+    std::erase_if(tools_, [tool](const auto& held) { return held.get() == tool; });
+}
+
+template <typename Use>
+void ViewMouse::ForTargets(const MouseEvent& at, Use use) const {
+    for (size_t t = tools_.size(); t-- > 0;)
+        for (const HitTarget& target : tools_[t]->targets)
+            if (target.hit(view_.Plot(), at.x, at.y) && use(*tools_[t], target)) return;
+}
+
+const HitTarget* ViewMouse::TargetAt(const MouseEvent& at) const {
+    const HitTarget* found = nullptr;
+    ForTargets(at, [&](const MouseTool&, const HitTarget& target) {
+        found = &target;
+        return true;
+    });
+    return found;
+}
+
+const MouseMode* ViewMouse::FindMode(int mode) const {
+    for (const auto& tool : tools_)
+        for (const MouseMode& candidate : tool->modes)
             if (candidate.mode == mode) return &candidate;
     return nullptr;
 }
 
-}  // namespace
-
-void CKymoraView::SetMouseMode(int mode) {
-    if (drag_) {
-        drag_->Cancel(*this);
-        drag_.reset();
-    }
-    const MouseMode* found = FindMode(mode);
-    m_nMouseMode = found ? mode : mouseNormal;
-    if (window_) {
-        window_->SetCursorShape(found ? found->shape : CursorShape::arrow);
-        window_->ShowStatus(found ? found->status : std::string_view());
-    }
-    Invalidate();
+void ViewMouse::ShowShape(CursorShape shape) const {
+    if (view_.Window()) view_.Window()->SetCursorShape(shape);
 }
 
-void CKymoraView::MouseDown(const MouseEvent& event) {
+void ViewMouse::ShowMode() const {
+    const MouseMode* mode = FindMode(view_.m_nMouseMode);
+    ShowShape(mode ? mode->shape : CursorShape::arrow);
+    if (view_.Window()) view_.Window()->ShowStatus(mode ? mode->status : std::string_view());
+}
+
+void ViewMouse::Down(const MouseEvent& event) {
     if (event.button != MouseButton::left || drag_) return;
-    if (const MouseMode* mode = FindMode(m_nMouseMode))
-        drag_ = mode->press(*this, event);
-    else if (const HitTarget* target = TargetAt(*this, event.x, event.y))
-        drag_ = target->grab(*this, event);
-    if (drag_ && window_) window_->SetCursorShape(drag_->Shape());
-    Invalidate();
+    dragged_ = nullptr;
+    if (const MouseMode* mode = FindMode(view_.m_nMouseMode))
+        drag_ = mode->press(view_, event);
+    else
+        ForTargets(event, [&](const MouseTool& tool, const HitTarget& target) {
+            drag_ = target.grab(view_, event);
+            if (drag_) dragged_ = &tool;
+            return drag_ || !target.letsThrough;
+        });
+    if (drag_) ShowShape(drag_->Shape());
+    view_.Invalidate();
 }
 
-void CKymoraView::MouseMove(const MouseEvent& event) {
-    m_mouse = Point{event.x, event.y};
+void ViewMouse::Move(const MouseEvent& event) {
+    view_.m_mouse = Point{event.x, event.y};
     if (drag_) {
-        drag_->Move(*this, event);
-        Invalidate();
-        return;
+        drag_->Move(view_, event);
+        return view_.Invalidate();
     }
-    if (!window_ || m_nMouseMode != mouseNormal) return;
-    const HitTarget* target = TargetAt(*this, event.x, event.y);
-    window_->SetCursorShape(target ? target->shape : CursorShape::arrow);
+    if (!view_.Window() || view_.m_nMouseMode != mouseNormal) return;
+    const HitTarget* target = TargetAt(event);
+    ShowShape(target ? target->shape : CursorShape::arrow);
 }
 
-void CKymoraView::MouseUp(const MouseEvent& event) {
+void ViewMouse::Up(const MouseEvent& event) {
     if (!drag_ || event.button != MouseButton::left) return;
     const auto drag = std::move(drag_);
-    drag->Release(*this, event);
-    const MouseMode* mode = FindMode(m_nMouseMode);
-    if (window_) window_->SetCursorShape(mode ? mode->shape : CursorShape::arrow);
-    Invalidate();
+    drag->Release(view_, event);
+    const MouseMode* mode = FindMode(view_.m_nMouseMode);
+    ShowShape(mode ? mode->shape : CursorShape::arrow);
+    view_.Invalidate();
 }
 
-void CKymoraView::MouseDoubleClick(const MouseEvent& event) {
+void ViewMouse::DoubleClick(const MouseEvent& event) {
     if (event.button != MouseButton::left) return;
-    if (m_nMouseMode != mouseNormal) return MouseDown(event);  // the second of two quick presses
-    const HitTarget* target = TargetAt(*this, event.x, event.y);
-    if (target && target->doubleClick) target->doubleClick(*this, event);
+    if (view_.m_nMouseMode != mouseNormal) return Down(event);  // the second of two quick presses
+    const HitTarget* target = TargetAt(event);
+    if (target && target->doubleClick) target->doubleClick(view_, event);
+}
+
+bool ViewMouse::Abandon() {
+    if (!drag_) return false;
+    const auto drag = std::move(drag_);
+    drag->Cancel(view_);
+    const MouseMode* mode = FindMode(view_.m_nMouseMode);
+    ShowShape(mode ? mode->shape : CursorShape::arrow);
+    view_.Invalidate();
+    return true;
+}
+
+// --- of the view ---
+
+void CKymoraView::SetMouseMode(int mode) {
+    mouse_.Abandon();
+    m_nMouseMode = mouse_.FindMode(mode) ? mode : mouseNormal;
+    mouse_.ShowMode();
+    Invalidate();
 }
 
 void CKymoraView::Escape() {
-    if (drag_) {
-        drag_->Cancel(*this);
-        drag_.reset();
-        const MouseMode* mode = FindMode(m_nMouseMode);
-        if (window_) window_->SetCursorShape(mode ? mode->shape : CursorShape::arrow);
-        Invalidate();
-    } else if (IsReloading()) {
+    if (mouse_.Abandon()) return;
+    if (IsReloading())
         CancelReload();
-    } else if (m_nMouseMode != mouseNormal) {
+    else if (m_nMouseMode != mouseNormal)
         SetMouseMode(mouseNormal);
-    } else {
+    else
         Select({});
-    }
 }
 
 void CKymoraView::Select(std::optional<Viewport> selection) {
@@ -97,10 +129,6 @@ void CKymoraView::Select(std::optional<Viewport> selection) {
 
 void CKymoraView::SelectionUsed() {
     if (GetSession().options.cancelSelectionAfterAction != 0) Select({});
-}
-
-void CKymoraView::DrawFeedback(DrawDevice& device) const {
-    if (drag_) drag_->Draw(*this, device);
 }
 
 }  // namespace kymora

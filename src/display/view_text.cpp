@@ -25,23 +25,24 @@ int64_t SampleAt(double timeMs, double intervalMs, bool up) {
 
 }  // namespace
 
-std::string TimeAndVoltageText(const CKymoraView& view, int x, int y) {
-    if (!view.GetLayout().plot.Contains(x, y)) return {};
-    std::string text = fmt::format("t\t{:.3f}", view.PixelToTime(x));
-    if (const int axis = view.GetNearestAxis(y); axis >= 0)
-        text += fmt::format("\t{}\t{:.3f}\r\n", view.m_axes[static_cast<size_t>(axis)].m_strLabel,
-                            view.GetValueScale(axis).ToValue(y));
+std::string TimeAndVoltageText(const PlotContext& context, int x, int y) {
+    if (!context.layout.plot.Contains(x, y)) return {};
+    std::string text = fmt::format("t\t{:.3f}", context.PixelToTime(x));
+    if (const int axis = context.GetNearestAxis(y); axis >= 0)
+        text += fmt::format("\t{}\t{:.3f}\r\n", context.settings.m_axes[static_cast<size_t>(axis)].m_strLabel,
+                            context.GetValueScale(axis).ToValue(y));
     return text;
 }
 
-TraceText::TraceText(const CKymoraView& view)
-    : doc_(view.GetDocument()), showsGaps_(view.m_bInactiveSections) {
-    if (view.m_fDataArea > 0.0f)
-        for (const int axis : view.ShownAxes())
-            for (const int trace : view.TracesOn(axis)) traces_.push_back(trace);
+TraceText::TraceText(const PlotContext& context)
+    : doc_(context.doc), showsGaps_(context.settings.m_bInactiveSections) {
+    if (context.settings.m_fDataArea > 0.0f)
+        for (const int axis : context.shownAxes)
+            for (const int trace : context.TracesOn(axis)) traces_.push_back(trace);
     const int64_t length = doc_.GetLength();
-    first_ = std::clamp<int64_t>(SampleAt(view.m_StartTime, doc_.sampleInterval, true), 0, length);
-    end_ = std::clamp<int64_t>(SampleAt(view.m_EndTime, doc_.sampleInterval, false) + 1, first_, length);
+    first_ = std::clamp<int64_t>(SampleAt(context.viewport.start, doc_.sampleInterval, true), 0, length);
+    end_ =
+        std::clamp<int64_t>(SampleAt(context.viewport.end, doc_.sampleInterval, false) + 1, first_, length);
 }
 
 std::string TraceText::Heading() const {
@@ -79,9 +80,9 @@ void TraceText::Write(const std::function<void(std::string_view)>& sink) const {
     }
 }
 
-void SaveTraceText(const CKymoraView& view, const std::filesystem::path& out) {
-    const TraceText text(view);
-    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) {
+void SaveTraceText(const PlotContext& context, const std::filesystem::path& out) {
+    const TraceText text(context);
+    WriteFileAtomically(context.GetSession().files, out, [&](CArchive& archive) {
         text.Write([&](std::string_view piece) {
             archive.WriteRaw(std::as_bytes(std::span(piece.data(), piece.size())));
         });

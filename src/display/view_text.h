@@ -5,13 +5,13 @@
 #include <string>
 #include <string_view>
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 
 namespace kymora {
 
 // "t\t1.250\tAx 1\t0.310\r\n" of a pixel; the time alone where no band lies under it, and nothing outside of
 // the plot.
-std::string TimeAndVoltageText(const CKymoraView& view, int x, int y);
+std::string TimeAndVoltageText(const PlotContext& context, int x, int y);
 
 // The samples of the viewport, from the first at or after its start to the last at or before its end: a
 // heading with the label of each shown axis, then a line for each sample with its time in ms and the values.
@@ -19,7 +19,7 @@ std::string TimeAndVoltageText(const CKymoraView& view, int x, int y);
 // text has what the view shows: 0 while inactive sections are shown, and else nothing before the tab.
 class TraceText {
   public:
-    explicit TraceText(const CKymoraView& view);
+    explicit TraceText(const PlotContext& context);
 
     int64_t LineCount() const { return end_ - first_; }
     // Hands the text to `sink` piece by piece. Shows progress; throws Cancelled and FileError.
@@ -35,6 +35,6 @@ class TraceText {
 };
 
 // The same in a file, which takes its place by rename. Throws FileError and Cancelled.
-void SaveTraceText(const CKymoraView& view, const std::filesystem::path& out);
+void SaveTraceText(const PlotContext& context, const std::filesystem::path& out);
 
 }  // namespace kymora

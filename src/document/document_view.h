@@ -1,6 +1,7 @@
 #pragma once
 // What a document knows of the views that show it.
 
+#include <functional>
 #include <vector>
 
 #include "document/stored_settings.h"
@@ -19,8 +20,10 @@ class DocumentView {
     // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
     // cursors.
     virtual std::vector<double> GetCursorTimes() const { return {}; }
-    // Lines that an open dialog has the view draw; each call takes the place of the one before.
-    virtual void SetGuides(std::vector<ViewGuide>) {}
+    // Lines that an open dialog has the view draw; each call takes the place of the one before. `moved` hears
+    // of a guide with a parameter that the user has dragged, and of the value or time where it was dropped.
+    using GuideMoved = std::function<void(const ViewGuide& guide, double at)>;
+    virtual void SetGuides(std::vector<ViewGuide>, GuideMoved /*moved*/ = {}) {}
 };
 
 }  // namespace kymora

@@ -19,6 +19,15 @@ uint32_t Blend(uint32_t colour, uint32_t other, double share) {
     return blend;
 }
 
+void DrawDevice::Frame(const PixelRect& rect) {
+    const Point corners[] = {{rect.left, rect.top},
+                             {rect.right, rect.top},
+                             {rect.right, rect.bottom},
+                             {rect.left, rect.bottom},
+                             {rect.left, rect.top}};
+    Polyline(corners);
+}
+
 void DrawDevice::Polyline(std::span<const Point> points) {
     if (points.empty()) return;
     MoveTo(points.front().x, points.front().y);

@@ -62,6 +62,8 @@ class DrawDevice {
     virtual void LineTo(int x, int y) = 0;
     // The same as a MoveTo and LineTos; a device overrides it where it can draw many points faster.
     virtual void Polyline(std::span<const Point> points);
+    // The outline of a rectangle; right and bottom are its last lines.
+    void Frame(const PixelRect& rect);
     virtual void SetPixel(int x, int y, uint32_t colour) = 0;
     virtual void FillEllipse(const PixelRect& bounds, uint32_t colour) = 0;
     virtual void FillRect(const PixelRect& area, uint32_t colour) = 0;

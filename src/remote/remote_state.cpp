@@ -15,12 +15,12 @@ Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) :
 Json AxesOf(const CKymoraView& view) {
     Json axes = Json::array();
     const CDataDoc& doc = view.GetDocument();
-    for (const int axis : view.ShownAxes()) {
+    for (const int axis : view.Plot().shownAxes) {
         const CVertAxis& vertical = view.m_axes[static_cast<size_t>(axis)];
         Json traces = Json::array();
         for (int t = 0; t < doc.traceCount; ++t)
             if (view.m_nAxisOfTrace[static_cast<size_t>(t)] == axis) traces.push_back(t + 1);
-        const PixelRect band = view.BandOf(axis);
+        const PixelRect band = view.Plot().BandOf(axis);
         axes.push_back({{"axis", axis + 1},
                         {"label", vertical.m_strLabel},
                         {"units", vertical.m_strUnits},
@@ -44,7 +44,7 @@ Json TracesOf(const CKymoraView& view) {
                           {"units", trace.traceUnits},
                           {"colour", ColourName(trace.traceColour)},
                           {"axis", view.m_nAxisOfTrace[static_cast<size_t>(t)] + 1},
-                          {"shown", view.IsTraceShown(t)}});
+                          {"shown", view.Plot().IsTraceShown(t)}});
     }
     return traces;
 }
@@ -93,7 +93,7 @@ Json SummaryShare(CDataDoc& doc) {
 
 Json DocumentState(CKymoraView& view) {
     CDataDoc& doc = view.GetDocument();
-    const PixelRect plot = view.GetLayout().plot;
+    const PixelRect plot = view.Plot().layout.plot;
     Json json = {
         {"path", doc.filePath.string()},
         {"modified", doc.IsModified()},

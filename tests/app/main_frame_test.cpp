@@ -1,4 +1,5 @@
 // Before the window system, which makes a keyword of a name that it uses.
+#include "display/axis_edits.h"
 #include "host/form.h"
 #include "support/edf_builder.h"
 
@@ -125,7 +126,7 @@ TEST_F(MainFrameTest, ClosingTheFrameStopsAtTheFirstRefusal) {
 
 TEST_F(MainFrameTest, SaveKeepsWhatTheViewShows) {
     CChildFrame& child = OpenOne();
-    child.View().RightPage();
+    child.View().Go(&Navigation::RightPage);
     Action("trace-ids")->trigger();
     EXPECT_TRUE(frame->OnFileSave());
     EXPECT_FALSE(child.isWindowModified());
@@ -141,7 +142,7 @@ TEST_F(MainFrameTest, SaveKeepsWhatTheViewShows) {
 TEST_F(MainFrameTest, SaveAsShowsTheNewFile) {
     CChildFrame& child = OpenOne();
     const std::filesystem::path old = child.Document().filePath;
-    child.View().RightPage();
+    child.View().Go(&Navigation::RightPage);
     host.saveFile = old;
     EXPECT_FALSE(frame->OnFileSaveAs()) << "an open file is not written over";
     host.saveFile = "/copy.kymr-dat";
@@ -185,9 +186,9 @@ TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {
 
 TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
     CChildFrame& first = OpenOne();
-    first.View().RightPage();
+    first.View().Go(&Navigation::RightPage);
     Action("grid")->trigger();
-    first.View().IncreaseGain(true);
+    IncreaseGain(first.View(), true);
     Action("window-new")->trigger();
     ASSERT_EQ(frame->Children().size(), 2u);
     CChildFrame& second = *frame->Children()[1];
@@ -198,7 +199,7 @@ TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
     EXPECT_EQ(second.View().m_axes[1].m_dMax, first.View().m_axes[1].m_dMax);
     EXPECT_EQ(first.windowTitle(), "one.kymr-dat:1[*]");
     EXPECT_EQ(second.windowTitle(), "one.kymr-dat:2[*]");
-    second.View().GoToStart();
+    second.View().Go(&Navigation::GoToStart);
     ExpectViewport(first, 3000.0, 5000.0);
 
     // Only the last one asks.
@@ -416,7 +417,7 @@ TEST_F(MainFrameTest, ToolBarAndContextMenuHoldTheTablesActions) {
 TEST_F(MainFrameTest, AFileThatVanishesWhileItIsShownIsTold) {
     CChildFrame& child = OpenOne();
     files.Remove("/one.kymr-dat");
-    child.View().ShowAll();
+    child.View().Go(&Navigation::ShowAll);
     child.Document().SetModifiedFlag();
     EXPECT_FALSE(frame->OnFileSave());
     EXPECT_NE(host.LastMessage().find("moved, deleted or replaced"), std::string::npos);

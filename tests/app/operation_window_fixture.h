@@ -145,7 +145,7 @@ class GuideView : public DocumentView {
   public:
     DisplaySettings GetDisplaySettings() const override { return {}; }
     void OnUpdate(UpdateHint) override {}
-    void SetGuides(std::vector<ViewGuide> set) override { guides = std::move(set); }
+    void SetGuides(std::vector<ViewGuide> set, GuideMoved) override { guides = std::move(set); }
     std::vector<ViewGuide> guides;
 };
 

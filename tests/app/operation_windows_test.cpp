@@ -75,7 +75,7 @@ TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
     QPointer<OperationWindow> window = Open();
     CChildFrame* two = frame->OpenFile("/two.kymr-dat");
     EXPECT_EQ(window->Block().Document(), &two->Document());
-    EXPECT_TRUE(one.View().Guides().empty());
+    EXPECT_TRUE(one.View().Plot().guides.empty());
     two->CloseAtOnce();
     Settle();
     ASSERT_TRUE(window);
@@ -102,13 +102,13 @@ TEST_F(OperationWindowsTest, LevelsStandInTheViewWhileTheWindowIsOpen) {
     ASSERT_EQ(Set(window->Block(), "onPos", "123.5"), "");
     window->Refresh();
     Settle();
-    const auto& guides = child.View().Guides();
+    const auto guides = child.View().Plot().guides;
     EXPECT_TRUE(std::any_of(guides.begin(), guides.end(), [](const ViewGuide& guide) {
         return guide.kind == ViewGuide::Kind::level && guide.at == 123.5 && guide.colour == 0x0000FF;
     }));
     window->close();
     Settle();
-    EXPECT_TRUE(child.View().Guides().empty());
+    EXPECT_TRUE(child.View().Plot().guides.empty());
 }
 
 TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings) {

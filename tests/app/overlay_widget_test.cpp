@@ -38,11 +38,11 @@ TEST_F(OverlayWidgetTest, KeysAddAndTheMouseMoves) {
     ASSERT_EQ(View().GetDocument().markers.size(), 1u);
     QTest::qWait(1);  // painted
 
-    const int x = lines.VertX(0), y = View().GetLayout().plot.bottom - 30;
+    const int x = lines.VertX(0), y = View().Plot().layout.plot.bottom - 30;
     DragMouse({x, y}, {x + 50, y});
     EXPECT_EQ(lines.VertX(0), x + 50);
     DragMouse({x, 15}, {x - 50, 15});
-    EXPECT_EQ(View().TimeToPixel(View().GetDocument().markers[0].m_dTime), x - 50);
+    EXPECT_EQ(View().Plot().TimeToPixel(View().GetDocument().markers[0].m_dTime), x - 50);
     QTest::keyClick(widget, Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(View().GetDocument().markers[0].m_dTime, 2000.0);
 
@@ -57,7 +57,7 @@ TEST_F(OverlayWidgetTest, KeysAddAndTheMouseMoves) {
         form["text"].text = "changed";
         return true;
     });
-    const QPoint on(View().TimeToPixel(2000.0) + 5, View().BandOf(0).top + 5);
+    const QPoint on(View().Plot().TimeToPixel(2000.0) + 5, View().Plot().BandOf(0).top + 5);
     QTest::mouseDClick(widget, Qt::LeftButton, {}, on);
     EXPECT_EQ(View().GetDocument().traceAnnotations[0][0].m_strLabel, "changed");
 }
@@ -68,10 +68,10 @@ TEST_F(OverlayWidgetTest, ADragWhoseReleaseIsLostIsAbandoned) {
     const int x = View().DatumLines().VertX(0);
     const QPoint from(x, 300), to(x + 50, 300);
     QTest::mousePress(widget, Qt::LeftButton, {}, from);
-    ASSERT_TRUE(View().IsDragging());
+    ASSERT_TRUE(View().Mouse().Drag());
     QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton, Qt::NoButton, {});
     QApplication::sendEvent(widget, &move);
-    EXPECT_FALSE(View().IsDragging());
+    EXPECT_FALSE(View().Mouse().Drag());
     EXPECT_EQ(View().DatumLines().m_nState, datumIdle);
     QTest::mouseRelease(widget, Qt::LeftButton, {}, to);
     EXPECT_EQ(View().DatumLines().VertX(0), x);

@@ -93,20 +93,20 @@ class ReloadStripTest : public ::testing::Test {
 TEST_F(ReloadStripTest, ShowsWhileALongStretchIsReadAndGoesWhenItIsThere) {
     QElapsedTimer time;
     time.start();
-    view->ShowAll();
+    view->Go(&Navigation::ShowAll);
     EXPECT_LT(time.elapsed(), 300);
     ASSERT_TRUE(view->IsReloading());
     EXPECT_TRUE(QTest::qWaitFor([&] { return Strip()->isVisible(); }, 5000));
     files.sleepMs = 0;
     EXPECT_TRUE(QTest::qWaitFor([&] { return !view->IsReloading(); }, 20000));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !Strip()->isVisible(); }, 1000));
-    EXPECT_FALSE(view->GetCache().IsCoarse());
-    EXPECT_EQ(view->GetCache().Max(0)[0], 99.0f);
+    EXPECT_FALSE(view->Plot().bins.IsCoarse());
+    EXPECT_EQ(view->Plot().bins.Max(0)[0], 99.0f);
 }
 
 TEST_F(ReloadStripTest, CancelAndEscapePutTheViewBack) {
     for (const bool byKey : {false, true}) {
-        view->ShowAll();
+        view->Go(&Navigation::ShowAll);
         ASSERT_TRUE(view->IsReloading());
         ASSERT_TRUE(QTest::qWaitFor([&] { return Strip()->isVisible(); }, 5000));
         if (byKey)

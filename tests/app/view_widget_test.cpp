@@ -38,7 +38,7 @@ class ViewWidgetTest : public FrameTest {
     QString Text(const char* edit) { return widget->findChild<QLineEdit*>(edit)->text(); }
     CKymoraView& View() { return child->View(); }
     QPoint PlotCentre() {
-        const PixelRect& plot = View().GetLayout().plot;
+        const PixelRect plot = View().Plot().layout.plot;
         return {(plot.left + plot.right) / 2, (plot.top + plot.bottom) / 2};
     }
 
@@ -63,7 +63,7 @@ TEST_F(ViewWidgetTest, KeysNavigateAndZoom) {
     Press(Qt::Key_Home);
     ExpectViewport(*child, 0.0, 2000.0);
     Press(Qt::Key_1, Qt::AltModifier);
-    ExpectViewport(*child, 0.0, View().GetLayout().plot.Width());
+    ExpectViewport(*child, 0.0, View().Plot().layout.plot.Width());
     Press(Qt::Key_0, Qt::AltModifier);
     ExpectViewport(*child, 0.0, 99999.0);
 }
@@ -77,7 +77,7 @@ TEST_F(ViewWidgetTest, KeysScaleTheSelectedAxisOrAll) {
     Press(Qt::Key_0, Qt::ControlModifier);
     EXPECT_EQ(View().m_axes[0].m_dMax, 499.0);
     EXPECT_EQ(View().m_axes[1].m_dMin, -490.0);
-    const PixelRect band = View().BandOf(1);
+    const PixelRect band = View().Plot().BandOf(1);
     QTest::mouseClick(widget, Qt::LeftButton, {}, {20, band.top + 20});
     EXPECT_TRUE(View().m_axes[1].m_bSelected);
     EXPECT_FALSE(View().m_axes[0].m_bSelected);
@@ -90,18 +90,18 @@ TEST_F(ViewWidgetTest, WheelScrollsAndZoomsAroundThePointer) {
     ExpectViewport(*child, 1400.0, 3400.0);
     Turn(60, Qt::NoModifier, PlotCentre());
     ExpectViewport(*child, 1000.0, 3000.0);
-    const double under = View().PixelToTime(PlotCentre().x());
+    const double under = View().Plot().PixelToTime(PlotCentre().x());
     Turn(240, Qt::ControlModifier, PlotCentre());
     EXPECT_NEAR(View().GetViewport().Duration(), 2000.0 / 1.5625, 1e-9);
-    EXPECT_NEAR(View().PixelToTime(PlotCentre().x()), under, 1e-6);
+    EXPECT_NEAR(View().Plot().PixelToTime(PlotCentre().x()), under, 1e-6);
 }
 
 TEST_F(ViewWidgetTest, SliderPagesAndDrags) {
-    Slider slider = View().GetSlider();
+    Slider slider = View().Plot().GetSlider();
     const int y = slider.strip.top + 3;
     QTest::mouseClick(widget, Qt::LeftButton, {}, {slider.thumb.right + 40, y});
     ExpectViewport(*child, 3000.0, 5000.0);
-    slider = View().GetSlider();
+    slider = View().Plot().GetSlider();
     const QPoint grip(slider.thumb.left + 2, y);
     QTest::mousePress(widget, Qt::LeftButton, {}, grip);
     QTest::mouseMove(widget, {slider.strip.left + slider.strip.Width() / 2 + 2, y});
@@ -169,7 +169,7 @@ TEST_F(ViewWidgetTest, WheelPagesWithShiftAndScalesOverAnAxis) {
     ExpectViewport(*child, 3000.0, 5000.0);
     Turn(120, Qt::ShiftModifier, PlotCentre());
     ExpectViewport(*child, 1000.0, 3000.0);
-    const PixelRect band = View().BandOf(1);
+    const PixelRect band = View().Plot().BandOf(1);
     Turn(120, Qt::NoModifier, {20, (band.top + band.bottom) / 2});
     EXPECT_NEAR(View().m_axes[1].m_dMax - View().m_axes[1].m_dMin, 2000.0 / 1.25, 1e-6);
     EXPECT_EQ(View().m_axes[0].m_dMax, 1000.0);
@@ -177,7 +177,7 @@ TEST_F(ViewWidgetTest, WheelPagesWithShiftAndScalesOverAnAxis) {
 }
 
 TEST_F(ViewWidgetTest, MousePansAndSelects) {
-    const int width = View().GetLayout().plot.Width();
+    const int width = View().Plot().layout.plot.Width();
     const QPoint centre = PlotCentre();
     QTest::mousePress(widget, Qt::LeftButton, {}, centre);
     QTest::mouseMove(widget, centre + QPoint(50, 0));
@@ -191,7 +191,7 @@ TEST_F(ViewWidgetTest, MousePansAndSelects) {
     EXPECT_NEAR(View().m_selection->Duration(), 2000.0 * 60 / width, 1e-6);
     const QImage shaded = widget->grab().toImage();
     const qreal ratio = shaded.devicePixelRatio();
-    const QPoint inside = (centre + QPoint(31, 1 - centre.y() + View().GetLayout().plot.top)) * ratio;
+    const QPoint inside = (centre + QPoint(31, 1 - centre.y() + View().Plot().layout.plot.top)) * ratio;
     EXPECT_NE(shaded.pixelColor(inside), QColor(Qt::white));
     Press(Qt::Key_Escape);
     EXPECT_FALSE(View().m_selection);
@@ -201,7 +201,7 @@ TEST_F(ViewWidgetTest, LimitsAreWrittenInTheirPlace) {
     auto* edit = widget->findChild<QLineEdit*>("limitEdit");
     ASSERT_NE(edit, nullptr);
     EXPECT_FALSE(edit->isVisible());
-    const PixelRect top = LimitRect(View(), 0, true);
+    const PixelRect top = LimitRect(View().Plot(), 0, true);
     QTest::mouseClick(widget, Qt::LeftButton, {}, {30, top.top + 6});
     ASSERT_TRUE(edit->isVisible());
     EXPECT_TRUE(edit->hasFocus());
@@ -241,7 +241,7 @@ TEST_F(ViewWidgetTest, LimitsAreWrittenInTheirPlace) {
 }
 
 TEST_F(ViewWidgetTest, EditBoxesHaveThePaperOfTheView) {
-    View().SetBackground(0x201010);
+    View().Set(&ViewSettings::m_crBackground, 0x201010, "Background colour");
     const QImage image = widget->grab().toImage();
     EXPECT_EQ(image.pixelColor(1, 1), QColor(0x10, 0x10, 0x20));
     const auto* edit = widget->findChild<QLineEdit*>("startEdit");

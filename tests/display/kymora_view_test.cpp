@@ -1,4 +1,6 @@
+#include "display/axis_edits.h"
 #include "display/kymora_view.h"
+#include "display/view_times.h"
 
 #include <limits>
 
@@ -24,7 +26,6 @@ class KymoraViewTest : public ViewTest {
     void ExpectViewport(double start, double end) {
         EXPECT_DOUBLE_EQ(view->m_StartTime, start);
         EXPECT_DOUBLE_EQ(view->m_EndTime, end);
-        EXPECT_DOUBLE_EQ(view->m_TimePerDiv, (end - start) / 8.0);
     }
     void TearDown() override { view.reset(); }
 
@@ -34,24 +35,24 @@ class KymoraViewTest : public ViewTest {
 
 TEST_F(KymoraViewTest, PagesAndPercentSteps) {
     CKymoraView& v = Open(1000.0, 3000.0);
-    v.RightPage();
+    v.Go(&Navigation::RightPage);
     ExpectViewport(3000.0, 5000.0);
-    v.LeftPage();
-    v.LeftPage();
+    v.Go(&Navigation::LeftPage);
+    v.Go(&Navigation::LeftPage);
     ExpectViewport(0.0, 2000.0);  // from 1000, less than a page: to 0, with its length
-    v.LeftPage();
-    v.LeftPercent();
+    v.Go(&Navigation::LeftPage);
+    v.Go(&Navigation::LeftPercent);
     ExpectViewport(0.0, 2000.0);
-    v.RightPercent();
+    v.Go(&Navigation::RightPercent);
     ExpectViewport(400.0, 2400.0);
     v.m_nPercentStep = 50;
-    v.RightPercent();
+    v.Go(&Navigation::RightPercent);
     ExpectViewport(1400.0, 3400.0);
-    v.LeftPercent();
+    v.Go(&Navigation::LeftPercent);
     ExpectViewport(400.0, 2400.0);
-    v.GoToEnd();
+    v.Go(&Navigation::GoToEnd);
     ExpectViewport(97999.0, 99999.0);
-    v.GoToStart();
+    v.Go(&Navigation::GoToStart);
     ExpectViewport(0.0, 2000.0);
     v.SetStartTime(5e-8);  // less than counts
     EXPECT_EQ(v.m_StartTime, 0.0);
@@ -59,10 +60,10 @@ TEST_F(KymoraViewTest, PagesAndPercentSteps) {
 
 TEST_F(KymoraViewTest, AClosedViewLeavesItsSettingsWithTheDocument) {
     CKymoraView& v = Open(1000.0, 3000.0, 2);
-    v.RightPage();
+    v.Go(&Navigation::RightPage);
     v.SetLimits(1, -7.0, 9.0, "limits");
-    v.SetTimeUnit(1);
-    v.SetDataArea(0.5f);
+    v.Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
+    v.Set(&ViewSettings::m_fDataArea, 0.5f, "Data area");
     { const CKymoraView neverShown(*doc); }  // has no settings to leave
     view.reset();
     EXPECT_EQ(doc->view.viewStart, 3000.0);
@@ -91,59 +92,35 @@ TEST_F(KymoraViewTest, ASecondViewGoesOnFromTheFirst) {
     EXPECT_EQ(host.messages.size(), 1u);  // it shows one
     EXPECT_EQ(second.GetViewport(), view->GetViewport());
     EXPECT_EQ(second.m_nVisibleAxes, 2);
-    second.RightPage();
+    second.Go(&Navigation::RightPage);
     EXPECT_EQ(second.m_axes[1].m_dMax, 50000.0);  // set by the user, in the other view
 
     EXPECT_TRUE(second.OnInitialUpdate(second));
     EXPECT_EQ(host.messages[1].text, "Active view is same as new view. Please inform the author.");
 }
 
-TEST_F(KymoraViewTest, CompressAndExpandAroundTheMiddleOrTheLeftEdge) {
+TEST_F(KymoraViewTest, ZoomsGoAsTheOptionSays) {
     CKymoraView& v = Open(4000.0, 6000.0);
-    v.Compress();
+    v.Go(&Navigation::Compress);
     ExpectViewport(3000.0, 7000.0);
-    v.Expand();
-    ExpectViewport(4000.0, 6000.0);
-    v.GoToStart();
-    v.Compress();  // cannot stay centred
-    ExpectViewport(0.0, 4000.0);
-
+    v.Go(&Navigation::OneToOne);
+    ExpectViewport(3000.0, 3800.0);
     session.options.expandContractFocus = 1;
-    v.SetStartTime(500.0);
-    v.Compress();
-    ExpectViewport(500.0, 8500.0);
-    v.Expand();
-    v.Expand();
-    ExpectViewport(500.0, 2500.0);
-}
-
-TEST_F(KymoraViewTest, OneToOneShowAllAndTimebase) {
-    CKymoraView& v = Open(4000.0, 6000.0);
-    v.OneToOne();
-    ExpectViewport(4000.0, 4800.0);
-    v.SetTimebase(50.0);
-    ExpectViewport(4200.0, 4600.0);
-    v.ShowAll();
+    v.Go(&Navigation::Compress);
+    ExpectViewport(3000.0, 4600.0);
+    v.Go(&Navigation::ShowAll);
     ExpectViewport(0.0, 99999.0);
-    session.options.expandContractFocus = 1;
-    v.SetTimebase(10.0);
-    ExpectViewport(0.0, 80.0);
-    v.ZoomAround(70 + 400, 2.0);  // the time under the pointer, 40 ms, stays as far as 0 allows
-    ExpectViewport(0.0, 160.0);
-    v.SetStartTime(100.0);
-    v.ZoomAround(70 + 400, 0.5);
-    ExpectViewport(140.0, 220.0);
 }
 
 TEST_F(KymoraViewTest, ZoomEndsBeforeTheViewportDegenerates) {
     CKymoraView& v = Open(4000.0, 6000.0);
-    for (int i = 0; i < 2000; ++i) v.Expand();
+    for (int i = 0; i < 2000; ++i) v.Go(&Navigation::Expand);
     EXPECT_GT(v.m_EndTime, v.m_StartTime);
-    for (int i = 0; i < 2000; ++i) v.Compress();
+    for (int i = 0; i < 2000; ++i) v.Go(&Navigation::Compress);
     EXPECT_LT(v.m_EndTime, 1e14);
     EXPECT_EQ(v.m_StartTime, 0.0);
     v.OnSize(60, 40);  // no plot
-    v.OneToOne();
+    v.Go(&Navigation::OneToOne);
     EXPECT_GT(v.m_EndTime, v.m_StartTime);
 }
 
@@ -151,10 +128,10 @@ TEST_F(KymoraViewTest, CancelledReadRestoresTheViewport) {
     CKymoraView& v = Open(1000.0, 3000.0, 2, 3000000);
     const int reads = doc->readCalls;
     host.cancelAtCall = 10;
-    v.ShowAll();
+    v.Go(&Navigation::ShowAll);
     ASSERT_EQ(host.progress.size(), 1u);
     ExpectViewport(1000.0, 3000.0);
-    EXPECT_EQ(v.GetCache().m_nCacheLevel, -1);
+    EXPECT_EQ(v.Plot().bins.m_nCacheLevel, -1);
     const int afterCancel = doc->readCalls;
     EXPECT_GT(afterCancel, reads);
     v.SetStartTime(1500.0);  // still served from the bins before
@@ -173,17 +150,17 @@ TEST_F(KymoraViewTest, CancelledFirstReadShowsAShortStretch) {
 TEST_F(KymoraViewTest, ScrollingInsideTheCacheDoesNotRead) {
     CKymoraView& v = Open(1000.0, 3000.0);
     const int reads = doc->readCalls;
-    v.RightPercent();
+    v.Go(&Navigation::RightPercent);
     v.SetStartTime(2900.0);
-    v.Expand();
-    v.RefreshViewport();
+    v.Go(&Navigation::Expand);
+    v.OnUpdate(UpdateHint::settings);
     EXPECT_EQ(doc->readCalls, reads);
     v.SetStartTime(900.0);
     EXPECT_GT(doc->readCalls, reads);
     // A viewport between samples reaches a fraction past its bins; it is not read again for that.
     v.ChangeViewport({10000.5, 14000.5});
     const int after = doc->readCalls;
-    v.RefreshViewport();
+    v.OnUpdate(UpdateHint::settings);
     EXPECT_EQ(doc->readCalls, after);
 }
 
@@ -223,8 +200,8 @@ TEST_F(KymoraViewTest, SenselessStoredSettingsDoNotReachTheView) {
     EXPECT_EQ(view->m_nPercentStep, 20);
     EXPECT_EQ(view->m_nAxisOfTrace[0], 0);
     EXPECT_EQ(view->m_nAxisOfTrace[1], 1);
-    view->IncreaseGain(true);
-    view->MoveUp(true);
+    IncreaseGain(*view, true);
+    MoveUp(*view, true);
 }
 
 TEST_F(KymoraViewTest, WithoutAVisibleAxisTheFirstIsShown) {
@@ -233,7 +210,7 @@ TEST_F(KymoraViewTest, WithoutAVisibleAxisTheFirstIsShown) {
     view = std::make_unique<CKymoraView>(*doc);
     view->OnInitialUpdate();
     EXPECT_EQ(host.LastMessage(), "This file cannot display as requested, since no axes are displayed.");
-    EXPECT_EQ(view->ShownAxes(), std::vector<int>{0});
+    EXPECT_EQ(view->Plot().shownAxes, std::vector<int>{0});
 }
 
 TEST_F(KymoraViewTest, NewTracesAreScaledOnceAndStayScaled) {
@@ -285,37 +262,37 @@ TEST_F(KymoraViewTest, GainChangesTheSelectedAxesAndRoundsOutward) {
         EXPECT_DOUBLE_EQ(v.m_axes[0].m_dMax, high);
     };
     set(-100.0, 100.0);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(-50.0, 50.0);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(-25.0, 25.0);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(-13.0, 13.0);  // 12.5, to whole numbers
-    v.DecreaseGain(false);
+    DecreaseGain(v, false);
     expect(-26.0, 26.0);
     set(-1.0, 1.0);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(-0.5, 0.5);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(-0.3, 0.3);  // 0.25, to one decimal
     set(2.0, 4.0);
-    v.IncreaseGain(false);
+    IncreaseGain(v, false);
     expect(2.5, 3.5);  // the minimum is above -0.1: two decimals
     set(-10.0, 10.0);
-    v.MoveUp(false);
+    MoveUp(v, false);
     expect(-14.0, 6.0);
-    v.MoveDown(false);
+    MoveDown(v, false);
     expect(-10.0, 10.0);
     set(10.0, -10.0);  // upside down
-    v.DecreaseGain(false);
+    DecreaseGain(v, false);
     expect(20.0, -20.0);
     EXPECT_EQ(v.m_axes[1].m_dMax, 1000.0);
-    v.IncreaseGain(true);
+    IncreaseGain(v, true);
     EXPECT_EQ(v.m_axes[1].m_dMax, 500.0);
     EXPECT_TRUE(doc->IsModified());
     v.SelectAxis(2, false);
     v.SelectAxis(1, true);
-    v.DecreaseGain(false);
+    DecreaseGain(v, false);
     expect(10.0, -10.0);
     EXPECT_EQ(v.m_axes[1].m_dMax, 1000.0);
     EXPECT_EQ(v.m_axes[2].m_dMax, 1000.0);
@@ -323,21 +300,21 @@ TEST_F(KymoraViewTest, GainChangesTheSelectedAxesAndRoundsOutward) {
 
 TEST_F(KymoraViewTest, TimeEditsTakeNumbersInTheUnitShown) {
     CKymoraView& v = Open(1000.0, 3000.0);
-    v.SetTimeUnit(1);
-    EXPECT_EQ(v.StartText(), "1");
-    EXPECT_EQ(v.EndText(), "3");
-    EXPECT_EQ(v.TimebaseText(), "0.25");
-    EXPECT_EQ(v.TimebaseUnitText(), "s/div");
-    EXPECT_TRUE(v.SetStartFromText(" 2.5 "));
+    v.Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
+    EXPECT_EQ(StartText(v.Plot()), "1");
+    EXPECT_EQ(EndText(v.Plot()), "3");
+    EXPECT_EQ(TimebaseText(v.Plot()), "0.25");
+    EXPECT_EQ(TimebaseUnitText(v.Plot()), "s/div");
+    EXPECT_TRUE(SetStartFromText(v, " 2.5 "));
     ExpectViewport(2500.0, 4500.0);
-    EXPECT_TRUE(v.SetEndFromText("3.5"));
+    EXPECT_TRUE(SetEndFromText(v, "3.5"));
     ExpectViewport(2500.0, 3500.0);
-    EXPECT_TRUE(v.SetEndFromText("2"));  // before the start: the viewport moves
+    EXPECT_TRUE(SetEndFromText(v, "2"));  // before the start: the viewport moves
     ExpectViewport(1000.0, 2000.0);
-    v.SetTimebasePerViewport(true);
-    EXPECT_TRUE(v.SetTimebaseFromText("4"));
+    v.Set(&ViewSettings::m_bTimebasePerViewport, true, "Timebase");
+    EXPECT_TRUE(SetTimebaseFromText(v, "4"));
     ExpectViewport(0.0, 4000.0);  // the centre stays until 0
-    EXPECT_EQ(v.TimebaseUnitText(), "s/viewport");
+    EXPECT_EQ(TimebaseUnitText(v.Plot()), "s/viewport");
     EXPECT_TRUE(host.WasSilent());
 }
 
@@ -347,13 +324,13 @@ TEST_F(KymoraViewTest, TimeEditsRefuseWithTheirMessages) {
         EXPECT_FALSE(accepted);
         EXPECT_EQ(host.LastMessage(), text);
     };
-    refused(v.SetStartFromText("abc"), "Couldn't read a number for the View start time.");
-    refused(v.SetStartFromText("-1"), "View start time must be non-negative.");
-    refused(v.SetEndFromText("1e"), "Couldn't read a number for the View end time.");
-    refused(v.SetEndFromText("0"), "View end time must be positive.");
-    refused(v.SetTimebaseFromText("nan"), "Couldn't read a number for the View time per division/viewport.");
-    refused(v.SetTimebaseFromText("-0.5"), "View time per division/viewport must be non-negative.");
-    EXPECT_TRUE(v.SetTimebaseFromText("0"));  // accepted as a number, shows nothing else
+    refused(SetStartFromText(v, "abc"), "Couldn't read a number for the View start time.");
+    refused(SetStartFromText(v, "-1"), "View start time must be non-negative.");
+    refused(SetEndFromText(v, "1e"), "Couldn't read a number for the View end time.");
+    refused(SetEndFromText(v, "0"), "View end time must be positive.");
+    refused(SetTimebaseFromText(v, "nan"), "Couldn't read a number for the View time per division/viewport.");
+    refused(SetTimebaseFromText(v, "-0.5"), "View time per division/viewport must be non-negative.");
+    EXPECT_TRUE(SetTimebaseFromText(v, "0"));  // accepted as a number, shows nothing else
     ExpectViewport(1000.0, 3000.0);
 }
 
@@ -361,11 +338,11 @@ TEST_F(KymoraViewTest, SettingsGoBackToTheDocument) {
     CKymoraView& v = Open(1000.0, 3000.0, 2);
     v.m_nClipMode = 7;
     session.options.expandContractFocus = 1;  // was 0 when the document was made
-    v.ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
-    v.SetDataArea(0.75f);
-    v.SetTimeUnit(2);
-    v.SetSigFigs(5);
-    v.RightPage();
+    v.Set(&ViewSettings::m_bShowGrid, !v.m_bShowGrid, "Grid");
+    v.Set(&ViewSettings::m_fDataArea, 0.75f, "Data area");
+    v.Set(&ViewSettings::m_nTimeUnit, 2, "Time unit");
+    v.Set(&ViewSettings::m_nSigFigs, 5, "Vert ax scl sig fig");
+    v.Go(&Navigation::RightPage);
     const DisplaySettings settings = v.GetDisplaySettings();
     EXPECT_EQ(settings.view.viewStart, 3000.0);
     EXPECT_EQ(settings.view.viewEnd, 5000.0);
@@ -397,11 +374,11 @@ TEST_F(KymoraViewTest, StatusNamesTimeAndValueUnderTheMouse) {
     CKymoraView& v = Open(1000.0, 1800.0, 2);
     v.m_axes[1].m_dMax = 90.0;
     v.m_axes[1].m_dMin = -90.0;  // band of 200 pixels at 210, inset by 10
-    EXPECT_EQ(v.StatusText(170, 310), "t = 1100.000, Ax 2 = 0.000");
-    EXPECT_EQ(v.StatusText(69, 310), "");
-    EXPECT_EQ(v.GetNearestAxis(209), 0);
-    EXPECT_EQ(v.GetNearestAxis(210), 1);
-    EXPECT_EQ(v.GetNearestAxis(410), -1);
+    EXPECT_EQ(StatusText(v.Plot(), 170, 310), "t = 1100.000, Ax 2 = 0.000");
+    EXPECT_EQ(StatusText(v.Plot(), 69, 310), "");
+    EXPECT_EQ(v.Plot().GetNearestAxis(209), 0);
+    EXPECT_EQ(v.Plot().GetNearestAxis(210), 1);
+    EXPECT_EQ(v.Plot().GetNearestAxis(410), -1);
 }
 
 TEST(NumberText, ShowsWhatCounts) {

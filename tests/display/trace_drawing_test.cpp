@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "display/axis_drawing.h"
+#include "display/axis_edits.h"
 #include "display/picture.h"
 #include "support/recording_device.h"
 #include "support/view_fixture.h"
@@ -34,7 +35,7 @@ constexpr uint32_t firstColour = 0x000080;  // of trace 1 by default
 TEST_F(TraceDrawingTest, FewSamplesAreALineThroughEach) {
     auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30, 5, 6, 7, 8, 9, 10}}, 100.0);
     auto view = Show(*doc, 100.0, 300.0);  // 4 pixels a ms, samples 1 to 3 and one behind them
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const auto lines = device.LinesOf(firstColour);
     ASSERT_EQ(lines.size(), 1u);
     // Each bin is visited twice, at its minimum and at its maximum.
@@ -49,7 +50,7 @@ TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
     for (int i = 0; i < 8000; ++i) samples.push_back(i % 2 ? 100.0f : -50.0f);
     auto doc = MemoryDoc::Make(session, {samples});
     auto view = Show(*doc, 0.0, 8000.0);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const auto lines = device.LinesOf(firstColour);
     ASSERT_EQ(lines.size(), 1u);
     ASSERT_EQ(lines[0].points.size(), 8000u);
@@ -63,13 +64,13 @@ TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
 TEST_F(TraceDrawingTest, LineStopsWhereTheDataEnd) {
     auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
     auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points.back(), (Point{270, 207}));
 
     view->m_bInactiveSections = true;  // a line at 0 goes on to the window's end
     device.lines.clear();
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const auto grey = device.LinesOf(inactiveColour);
     ASSERT_EQ(grey.size(), 1u);
     EXPECT_EQ(grey[0].points, (std::vector<Point>{{270, 207}, {370, 210}, {870, 210}}));
@@ -78,10 +79,10 @@ TEST_F(TraceDrawingTest, LineStopsWhereTheDataEnd) {
 TEST_F(TraceDrawingTest, ViewportBehindTheEndDrawsNothingOrTheZeroLine) {
     auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
     auto view = Show(*doc, 1000.0, 1800.0);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     EXPECT_TRUE(device.lines.empty());
     view->m_bInactiveSections = true;
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points, (std::vector<Point>{{70, 210}, {870, 210}}));
 }
@@ -89,7 +90,7 @@ TEST_F(TraceDrawingTest, ViewportBehindTheEndDrawsNothingOrTheZeroLine) {
 TEST_F(TraceDrawingTest, GapsAreInvisibleOrGreyAtZero) {
     auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50, 50}}, {{2, 3, 2}}, 100.0);
     auto view = Show(*doc, 0.0, 600.0);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     // Bins at 0 and 100, and at 500 and 600 ms are active: two pieces, nothing between them.
     const auto pieces = device.LinesOf(firstColour);
     ASSERT_EQ(pieces.size(), 2u);
@@ -100,7 +101,7 @@ TEST_F(TraceDrawingTest, GapsAreInvisibleOrGreyAtZero) {
 
     view->m_bInactiveSections = true;
     device.lines.clear();
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const auto grey = device.LinesOf(inactiveColour);
     ASSERT_EQ(grey.size(), 2u);                            // the gap, and what follows the last sample
     EXPECT_EQ(grey[0].points.front(), (Point{203, 160}));  // from the last sample down to 0
@@ -114,7 +115,7 @@ TEST_F(TraceDrawingTest, BinWithoutANumberInterruptsTheLine) {
     auto view = Show(*doc, 0.0, 400.0);
     view->m_bAxisVisible[0] = false;
     view->OnSize(width, height);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 2u);
     EXPECT_EQ(device.lines[0].points.back().x, 270);
     EXPECT_EQ(device.lines[1].points.front().x, 670);
@@ -123,7 +124,7 @@ TEST_F(TraceDrawingTest, BinWithoutANumberInterruptsTheLine) {
 TEST_F(TraceDrawingTest, InfiniteAndHugeSamplesStayOnTheLine) {
     auto doc = MemoryDoc::Make(session, {{0, inf32, -inf32, 3e38f, -3e38f, 0}}, 100.0);
     auto view = Show(*doc, 0.0, 500.0);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
     for (const Point& point : device.lines[0].points) EXPECT_LE(std::abs(point.y), farthestPixel);
     view->Autoscale(true);  // infinities do not become limits
@@ -134,12 +135,12 @@ TEST_F(TraceDrawingTest, InfiniteAndHugeSamplesStayOnTheLine) {
 TEST_F(TraceDrawingTest, DotsMarkBothEndsOfABin) {
     auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30}}, 100.0);
     auto view = Show(*doc, 0.0, 300.0);
-    view->SetDrawAsDots(true, true);
-    DrawTraces(*view, device);
+    SetDrawAsDots(*view, true, true);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.pixels.size(), 4u);
     EXPECT_EQ(device.pixels[1], (DrawnShape{{337, 200, 338, 201}, firstColour}));
-    view->SetDotSize(true, 2);
-    DrawTraces(*view, device);
+    SetDotSize(*view, true, 2);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.ellipses.size(), 4u);
     EXPECT_EQ(device.ellipses[1], (DrawnShape{{333, 196, 341, 204}, firstColour}));
     EXPECT_TRUE(device.lines.empty());
@@ -148,13 +149,13 @@ TEST_F(TraceDrawingTest, DotsMarkBothEndsOfABin) {
 TEST_F(TraceDrawingTest, DotsOfInactiveSectionsAreGrey) {
     auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50}}, {{2, 1, 1}}, 100.0);
     auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
-    view->SetDrawAsDots(true, true);
-    DrawTraces(*view, device);
+    SetDrawAsDots(*view, true, true);
+    DrawTraces(view->Plot(), device);
     EXPECT_EQ(device.pixels.size(), 3u);
     EXPECT_TRUE(device.lines.empty());
     device = {};
     view->m_bInactiveSections = true;
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     ASSERT_EQ(device.pixels.size(), 4u);
     EXPECT_EQ(device.pixels[2], (DrawnShape{{270, 210, 271, 211}, inactiveColour}));
     EXPECT_EQ(device.pixels[3].colour, firstColour);
@@ -171,7 +172,7 @@ TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
     auto view = Show(*doc, 0.0, 100.0);
     view->m_axes[0].m_dMax = 19.0;
     view->m_axes[0].m_dMin = -19.0;
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const auto second = device.LinesOf(0x008000);
     ASSERT_EQ(second.size(), 1u);
     EXPECT_EQ(second[0].points[0].y, 110);
@@ -181,7 +182,7 @@ TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
 TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
     auto doc = Ramp(2, 100);
     auto view = Show(*doc, 0.0, 100.0);
-    DrawFrameAndGrid(*view, device);
+    DrawFrameAndGrid(view->Plot(), device);
     const auto grid = device.LinesOf(gridColour);
     ASSERT_EQ(grid.size(), 4u + 7u);  // top and bottom of two bands, seven divisions
     EXPECT_EQ(grid[0].points, (std::vector<Point>{{70, 20}, {870, 20}}));
@@ -189,10 +190,10 @@ TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
     EXPECT_EQ(grid[4].points, (std::vector<Point>{{170, 10}, {170, 410}}));
     EXPECT_EQ(grid[4].pen.style, Pen::Style::dashed);
     EXPECT_EQ(device.LinesOf(frameColour).size(), 1u);
-    view->ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
-    view->ToggleSwitch(&ViewSettings::m_bShowAxes, "Axes");
+    view->Set(&ViewSettings::m_bShowGrid, !view->m_bShowGrid, "Grid");
+    view->Set(&ViewSettings::m_bShowAxes, !view->m_bShowAxes, "Axes");
     device.lines.clear();
-    DrawFrameAndGrid(*view, device);
+    DrawFrameAndGrid(view->Plot(), device);
     EXPECT_TRUE(device.lines.empty());
 }
 
@@ -202,18 +203,18 @@ TEST_F(TraceDrawingTest, FileShowsTimesLimitsAndLabels) {
     doc->traces[0].axisLabel = "Vm";
     doc->traces[0].traceUnits = "mV";
     auto view = Show(*doc, 500.0, 2500.0);
-    view->SetTimeUnit(1);
-    PaintRecording(*view, device, PictureTarget::file);
+    view->Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
+    PaintRecording(view->Plot(), device, PictureTarget::file);
     for (const char* text : {"0.5", "2.5", "time (0.25 s/div)", "190", "-190", "Vm (mV)", "1: Intracellular"})
         EXPECT_TRUE(device.Wrote(text)) << text;
-    view->SetTimebasePerViewport(true);
+    view->Set(&ViewSettings::m_bTimebasePerViewport, true, "Timebase");
     device = {};
-    PaintRecording(*view, device, PictureTarget::file);
+    PaintRecording(view->Plot(), device, PictureTarget::file);
     EXPECT_TRUE(device.Wrote("time (2 s/viewport)"));
-    view->SetTimebasePerViewport(false);
-    view->ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
+    view->Set(&ViewSettings::m_bTimebasePerViewport, false, "Timebase");
+    view->Set(&ViewSettings::m_bShowGrid, !view->m_bShowGrid, "Grid");
     device = {};
-    PaintRecording(*view, device, PictureTarget::window);  // edit boxes show the times
+    PaintRecording(view->Plot(), device, PictureTarget::window);  // edit boxes show the times
     EXPECT_FALSE(device.Wrote("0.5"));
 }
 
@@ -224,13 +225,13 @@ TEST_F(TraceDrawingTest, NoWindowIsTooSmall) {
     for (const int w : {0, 1, 79, 80, 81, 100, 300})
         for (const int h : {0, 1, 59, 60, 61, 90, 200}) {
             view->OnSize(w, h);
-            PaintRecording(*view, device, PictureTarget::file);
-            PaintRecording(*view, device, PictureTarget::window);
+            PaintRecording(view->Plot(), device, PictureTarget::file);
+            PaintRecording(view->Plot(), device, PictureTarget::window);
         }
-    view->SetDataArea(0.0f);
+    view->Set(&ViewSettings::m_fDataArea, 0.0f, "Data area");
     device = {};
     view->OnSize(width, height);
-    PaintRecording(*view, device, PictureTarget::file);
+    PaintRecording(view->Plot(), device, PictureTarget::file);
     EXPECT_TRUE(device.LinesOf(firstColour).empty());
 }
 
@@ -262,7 +263,7 @@ TEST(JoinColumns, CoversTheSamePixels) {
 TEST_F(TraceDrawingTest, ASampleWithoutNeighboursIsADotThatCanBeSeen) {
     auto doc = MemoryDoc::MakeWithRuns(session, {{10, 20, 20, 30}}, {{1, 1, 2, 1, 1}}, 100.0);
     auto view = Show(*doc, 0.0, 800.0);
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     const std::vector<DrawnShape> dots{{{68, 198, 72, 202}, firstColour},
                                        {{568, 178, 572, 182}, firstColour}};
     EXPECT_EQ(device.ellipses, dots);  // samples 0 and 5; 2 and 3 are a line
@@ -273,11 +274,11 @@ TEST_F(TraceDrawingTest, ClippedTracesKeepToTheLimitsOrToTheBand) {
     auto doc = MemoryDoc::Make(session, {{0, 1000, -1000, 0}}, 100.0);
     auto view = Show(*doc, 0.0, 300.0);
     view->m_format[0].clipToAxis = true;
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     EXPECT_EQ(device.clips[1], (PixelRect{70, 20, 871, 401}));
     view->m_nClipMode = 0;
     device.clips.clear();
-    DrawTraces(*view, device);
+    DrawTraces(view->Plot(), device);
     EXPECT_EQ(device.clips[1], (PixelRect{70, 10, 871, 410}));
 }
 
@@ -286,7 +287,7 @@ TEST_F(TraceDrawingTest, TextsAndSelectionFollowThePaper) {
     auto view = Show(*doc, 0.0, 800.0);
     view->Select(Viewport{200.0, 400.0});
     view->m_crBackground = 0;
-    PaintRecording(*view, device, PictureTarget::window);
+    PaintRecording(view->Plot(), device, PictureTarget::window);
     EXPECT_EQ(device.rects[0], (DrawnShape{{0, 0, width, height}, 0}));
     EXPECT_EQ(device.rects[1].rect, (PixelRect{270, 10, 471, 410}));
     for (const DrawnText& text : device.texts)
@@ -294,11 +295,11 @@ TEST_F(TraceDrawingTest, TextsAndSelectionFollowThePaper) {
             EXPECT_FALSE(IsDarkPaper(text.style.colour));
         }
     RecordingDevice file;
-    PaintRecording(*view, file, PictureTarget::file);
+    PaintRecording(view->Plot(), file, PictureTarget::file);
     EXPECT_EQ(file.rects.size(), 1u);  // no selection and no slider
     EXPECT_TRUE(file.Wrote("time (100 ms/div)"));
     view->m_bShowGrid = false;
-    PaintRecording(*view, file, PictureTarget::file);
+    PaintRecording(view->Plot(), file, PictureTarget::file);
     EXPECT_TRUE(file.Wrote("time (ms)"));
 }
 

@@ -1,6 +1,7 @@
 // The mouse on the view itself, on a plot of 800 pixels at 70 that shows 8000 ms: 10 ms a pixel.
 
 #include "display/axis_drawing.h"
+#include "display/view_times.h"
 #include "host/form.h"
 #include "support/recording_device.h"
 #include "support/recording_window.h"
@@ -28,10 +29,10 @@ class ViewDragsTest : public ViewTest {
         view.reset();
     }
     void Press(int x, int y, bool shift = false, bool ctrl = false) {
-        view->MouseDown({x, y, MouseButton::left, ctrl, shift});
+        view->Mouse().Down({x, y, MouseButton::left, ctrl, shift});
     }
-    void Move(int x, int y) { view->MouseMove({x, y}); }
-    void Release(int x, int y) { view->MouseUp({x, y}); }
+    void Move(int x, int y) { view->Mouse().Move({x, y}); }
+    void Release(int x, int y) { view->Mouse().Up({x, y}); }
     void Drag(int fromX, int fromY, int toX, int toY, bool shift = false) {
         Press(fromX, fromY, shift);
         Move((fromX + toX) / 2, (fromY + toY) / 2);
@@ -86,7 +87,7 @@ TEST_F(ViewDragsTest, FarZoomedOutALineFollowsAndTheReleaseMoves) {
     ExpectViewport(1e7, 9e7);
     EXPECT_EQ(doc->readCalls, reads);
     RecordingDevice device;
-    view->DrawFeedback(device);
+    DrawFeedback(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points, (std::vector<Point>{{350, 10}, {350, 410}}));
     Release(350, 100);
@@ -110,15 +111,15 @@ TEST_F(ViewDragsTest, ShiftDragSelectsAndAClickEndsIt) {
 }
 
 TEST_F(ViewDragsTest, ZoomToSelectionAndItsOption) {
-    view->ZoomToSelection();  // without one: nothing
+    ZoomToSelection(*view);  // without one: nothing
     ExpectViewport(10000.0, 18000.0);
     view->Select(Viewport{12000.0, 14000.0});
-    view->ZoomToSelection();
+    ZoomToSelection(*view);
     ExpectViewport(12000.0, 14000.0);
     EXPECT_TRUE(view->m_selection);
     session.options.cancelSelectionAfterAction = 1;
     view->Select(Viewport{12500.0, 13000.0});
-    view->ZoomToSelection();
+    ZoomToSelection(*view);
     EXPECT_FALSE(view->m_selection);
     view->GoBack();
     view->GoBack();
@@ -126,25 +127,25 @@ TEST_F(ViewDragsTest, ZoomToSelectionAndItsOption) {
     view->GoForward();
     ExpectViewport(12000.0, 14000.0);
     EXPECT_TRUE(view->GetHistory().CanGoForward());
-    view->Expand();  // a new way
+    view->Go(&Navigation::Expand);  // a new way
     EXPECT_FALSE(view->GetHistory().CanGoForward());
 }
 
 TEST_F(ViewDragsTest, SelectionByItsEnds) {
-    view->SetTimeUnit(1);
+    view->Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
     host.fillForms.push_back([](Form& form) {
         EXPECT_EQ(form.Number("start"), 10.0);  // the viewport is proposed
         form["start"].number = 11.0;
         form["end"].number = 12.5;
         return true;
     });
-    view->AskSelection();
+    AskSelection(*view);
     EXPECT_EQ(view->m_selection, (Viewport{11000.0, 12500.0}));
     host.fillForms.push_back([](Form& form) {
         form["end"].number = 11.0;
         return true;
     });
-    view->AskSelection();
+    AskSelection(*view);
     EXPECT_EQ(host.formFault, "The end must be after the start.");
     EXPECT_EQ(view->m_selection, (Viewport{11000.0, 12500.0}));
 }
@@ -182,7 +183,7 @@ TEST_F(ViewDragsTest, MagnifiesTheAxisUnderThePress) {
 }
 
 TEST_F(ViewDragsTest, LimitsOpenTheirEditAndAxesTheirFormat) {
-    const PixelRect top = LimitRect(*view, 1, true), bottom = LimitRect(*view, 1, false);
+    const PixelRect top = LimitRect(view->Plot(), 1, true), bottom = LimitRect(view->Plot(), 1, false);
     Press(30, top.top + 5);
     Release(30, top.top + 5);
     Press(30, bottom.top + 5);
@@ -191,11 +192,11 @@ TEST_F(ViewDragsTest, LimitsOpenTheirEditAndAxesTheirFormat) {
     EXPECT_TRUE(view->m_axes[1].m_bSelected);
     Press(30, 310);
     EXPECT_EQ(window->limits.size(), 2u);
-    view->MouseDoubleClick({30, 100});
+    view->Mouse().DoubleClick({30, 100});
     EXPECT_EQ(host.forms, std::vector<std::string>{"Format"});
     EXPECT_TRUE(view->m_axes[0].m_bSelected);
     view->OnSize(880, 100);  // bands of 20 rows have no room for limits
-    EXPECT_EQ(LimitRect(*view, 1, true), PixelRect());
+    EXPECT_EQ(LimitRect(view->Plot(), 1, true), PixelRect());
 }
 
 TEST_F(ViewDragsTest, TinyWindowsTakeAnyMouse) {

@@ -2,7 +2,9 @@
 
 #include <limits>
 
+#include "display/axis_edits.h"
 #include "display/trace_format.h"
+#include "display/view_times.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "host/form.h"
@@ -40,19 +42,19 @@ TEST_F(ViewFormsTest, SelectAxesHidesAndSuperimposes) {
         form["axes"].checks = {1, 0, 1};
         form["axisOfTrace2"].choice = 0;
     });
-    v.AskAxes();
-    EXPECT_EQ(v.ShownAxes(), (std::vector<int>{0, 2}));
-    EXPECT_EQ(v.GetLayout().band, 200);
-    EXPECT_EQ(v.TracesOn(0), (std::vector<int>{0, 1}));
-    EXPECT_TRUE(v.IsTraceShown(1));
+    AskAxes(v);
+    EXPECT_EQ(v.Plot().shownAxes, (std::vector<int>{0, 2}));
+    EXPECT_EQ(v.Plot().layout.band, 200);
+    EXPECT_EQ(v.Plot().TracesOn(0), (std::vector<int>{0, 1}));
+    EXPECT_TRUE(v.Plot().IsTraceShown(1));
     EXPECT_TRUE(doc->IsModified());
     doc->Undo().Undo();
-    EXPECT_EQ(v.ShownAxes(), (std::vector<int>{0, 1, 2}));
-    EXPECT_EQ(v.GetLayout().band, 133);
+    EXPECT_EQ(v.Plot().shownAxes, (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(v.Plot().layout.band, 133);
     Fill([](Form& form) { form["axes"].checks = {0, 0, 0}; });
-    v.AskAxes();
+    AskAxes(v);
     EXPECT_EQ(host.formFault, "This file cannot display as requested, since no axes are displayed.");
-    EXPECT_EQ(v.ShownAxes().size(), 3u);
+    EXPECT_EQ(v.Plot().shownAxes.size(), 3u);
     Fill([](Form& form) {
         form["hideAll"].action(form);
         form["axes"].checks[0] = 1;
@@ -62,9 +64,9 @@ TEST_F(ViewFormsTest, SelectAxesHidesAndSuperimposes) {
         EXPECT_EQ(form.Choice("axisOfTrace3"), 2);
         form["oneAxis"].action(form);
     });
-    v.AskAxes();
-    EXPECT_EQ(v.TracesOn(0).size(), 3u);
-    EXPECT_EQ(v.ShownAxes(), std::vector<int>{0});
+    AskAxes(v);
+    EXPECT_EQ(v.Plot().TracesOn(0).size(), 3u);
+    EXPECT_EQ(v.Plot().shownAxes, std::vector<int>{0});
 }
 
 TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
@@ -78,7 +80,7 @@ TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
         form["colour"].colour = 0x123456;
         form["units"].text = "mV";
     });
-    v.AskFormat();
+    AskFormat(v);
     EXPECT_EQ(v.m_format[0].lineWidth, 1);
     EXPECT_EQ(v.m_format[1].lineWidth, 4);
     EXPECT_EQ(v.m_format[2].lineWidth, 4);
@@ -91,7 +93,7 @@ TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
     EXPECT_EQ(doc->traces[2].traceColour, 0x800000u);
     EXPECT_EQ(v.m_axes[2].m_strUnits, "");
     Fill([](Form& form) { form["lineWidth"].number = 21; });
-    v.AskFormat();
+    AskFormat(v);
     EXPECT_FALSE(host.formFault.empty());
     EXPECT_EQ(v.m_format[1].lineWidth, 1);
 }
@@ -103,11 +105,11 @@ TEST_F(ViewFormsTest, TheBackgroundAloneModifiesNothing) {
     EXPECT_EQ(v.m_crBackground, 0x202020u);
     EXPECT_TRUE(v.m_bInactiveSections);
     Fill([](Form& form) { form["background"].colour = 0xFFFFF0; });
-    v.AskFormat();
+    AskFormat(v);
     EXPECT_EQ(v.m_crBackground, 0xFFFFF0u);
     EXPECT_FALSE(doc->IsModified());
     Fill([](Form& form) { form["clipMode"].choice = 0; });
-    v.AskFormat();
+    AskFormat(v);
     EXPECT_TRUE(doc->IsModified());
     EXPECT_EQ(v.GetDisplaySettings().view.formatOption, 0);
 }
@@ -131,8 +133,8 @@ TEST_F(ViewFormsTest, AFileKeepsAxesAndFormats) {
     CKymoraView shown(read);
     shown.OnSize(880, 460);
     shown.OnInitialUpdate();
-    EXPECT_EQ(shown.ShownAxes(), (std::vector<int>{0, 2}));
-    EXPECT_EQ(shown.TracesOn(2), (std::vector<int>{1, 2}));
+    EXPECT_EQ(shown.Plot().shownAxes, (std::vector<int>{0, 2}));
+    EXPECT_EQ(shown.Plot().TracesOn(2), (std::vector<int>{1, 2}));
     EXPECT_EQ(shown.m_format[0], (TraceFormat{true, 7, 2, true}));
     EXPECT_EQ(shown.m_format[1], TraceFormat());
     EXPECT_EQ(shown.m_nClipMode, 0);
@@ -140,21 +142,21 @@ TEST_F(ViewFormsTest, AFileKeepsAxesAndFormats) {
 
 TEST_F(ViewFormsTest, LimitsAreTakenFromTextOrRefused) {
     CKymoraView& v = Open();
-    EXPECT_EQ(v.LimitText(0, true), "1000");
-    EXPECT_TRUE(v.SetLimitFromText(0, true, " 0.125 "));
+    EXPECT_EQ(LimitText(v, 0, true), "1000");
+    EXPECT_TRUE(SetLimitFromText(v, 0, true, " 0.125 "));
     EXPECT_EQ(v.m_axes[0].m_dMax, 0.125);
-    EXPECT_TRUE(v.SetLimitFromText(0, false, "-1e3"));
+    EXPECT_TRUE(SetLimitFromText(v, 0, false, "-1e3"));
     EXPECT_TRUE(host.WasSilent());
-    EXPECT_FALSE(v.SetLimitFromText(0, false, "0.125"));
+    EXPECT_FALSE(SetLimitFromText(v, 0, false, "0.125"));
     EXPECT_EQ(host.LastMessage(),
               "Maximum value should be greater than minimum value.\nPlease change one of them.");
-    EXPECT_FALSE(v.SetLimitFromText(0, true, "many"));
-    EXPECT_FALSE(v.SetLimitFromText(0, true, "inf"));
+    EXPECT_FALSE(SetLimitFromText(v, 0, true, "many"));
+    EXPECT_FALSE(SetLimitFromText(v, 0, true, "inf"));
     EXPECT_EQ(host.LastMessage(), "Couldn't read a number for the axis maximum value.");
     EXPECT_EQ(v.m_axes[0].m_dMin, -1000.0);
     host.Forget();
-    EXPECT_TRUE(v.SetLimitFromText(1, true, "1000.01"));
-    EXPECT_TRUE(v.SetLimitFromText(1, false, "1000.001"));  // both "1000" in three figures
+    EXPECT_TRUE(SetLimitFromText(v, 1, true, "1000.01"));
+    EXPECT_TRUE(SetLimitFromText(v, 1, false, "1000.001"));  // both "1000" in three figures
     EXPECT_EQ(host.LastMessage(), "The maximum - minimum difference values in at least one axis is too small "
                                   "to show in the scale labels");
     EXPECT_EQ(doc->Undo().UndoName(), "Axis minimum");
@@ -167,45 +169,44 @@ TEST_F(ViewFormsTest, SameScaleTakesTheCommonRange) {
     v.SelectAxis(0, false);
     v.SelectAxis(1, true);
     v.SelectAxis(2, true);
-    v.SameScale(false);
+    SameScale(v, false);
     EXPECT_EQ(v.m_axes[0].m_dMin, -5.0);
     EXPECT_EQ(v.m_axes[0].m_dMax, 3.0);
     EXPECT_EQ(v.m_axes[2].m_dMin, 3.0);  // upside down still
     EXPECT_EQ(v.m_axes[2].m_dMax, -5.0);
     EXPECT_EQ(v.m_axes[3].m_dMax, 100.0);
     v.SelectAxis(0, false);
-    v.SameScale(false);  // one alone: all
+    SameScale(v, false);  // one alone: all
     EXPECT_EQ(v.m_axes[1].m_dMin, -100.0);
 }
 
 TEST_F(ViewFormsTest, GainIsFreeOfTheNoiseOfItsSums) {
     CKymoraView& v = Open(1);
-    const auto gain = [&](double limit, void (CKymoraView::*change)(bool)) {
+    const auto gain = [&](double limit, void (*change)(CKymoraView&, bool)) {
         v.m_axes[0].m_dMin = -limit;
         v.m_axes[0].m_dMax = limit;
-        (v.*change)(false);
+        change(v, false);
         EXPECT_EQ(v.m_axes[0].m_dMin, -v.m_axes[0].m_dMax);
         return v.m_axes[0].m_dMax;
     };
-    EXPECT_DOUBLE_EQ(gain(0.14, &CKymoraView::IncreaseGain), 0.07);
-    EXPECT_DOUBLE_EQ(gain(0.07, &CKymoraView::DecreaseGain), 0.2);  // 0.14 is not below 0.1: one decimal
-    EXPECT_DOUBLE_EQ(gain(0.03, &CKymoraView::IncreaseGain), 0.02);
-    EXPECT_DOUBLE_EQ(gain(0.01, &CKymoraView::IncreaseGain), 0.005);  // 0.01 would show no less
-    EXPECT_DOUBLE_EQ(gain(0.001, &CKymoraView::IncreaseGain), 0.0005);
-    EXPECT_DOUBLE_EQ(gain(0.001, &CKymoraView::DecreaseGain), 0.01);
-    for (const double limit : {3.0, 0.6, 1e-9, 1e-13, 1e12})
-        EXPECT_LT(gain(limit, &CKymoraView::IncreaseGain), limit);
+    EXPECT_DOUBLE_EQ(gain(0.14, IncreaseGain), 0.07);
+    EXPECT_DOUBLE_EQ(gain(0.07, DecreaseGain), 0.2);  // 0.14 is not below 0.1: one decimal
+    EXPECT_DOUBLE_EQ(gain(0.03, IncreaseGain), 0.02);
+    EXPECT_DOUBLE_EQ(gain(0.01, IncreaseGain), 0.005);  // 0.01 would show no less
+    EXPECT_DOUBLE_EQ(gain(0.001, IncreaseGain), 0.0005);
+    EXPECT_DOUBLE_EQ(gain(0.001, DecreaseGain), 0.01);
+    for (const double limit : {3.0, 0.6, 1e-9, 1e-13, 1e12}) EXPECT_LT(gain(limit, IncreaseGain), limit);
 }
 
 TEST_F(ViewFormsTest, WheelOverAnAxisKeepsTheValueUnderIt) {
     CKymoraView& v = Open(2);
     v.m_axes[1].m_dMin = -90.0;  // a unit a row: 220 is 90
     v.m_axes[1].m_dMax = 90.0;
-    v.ScaleAxisAround(1, 250, 0.5);
-    EXPECT_DOUBLE_EQ(v.GetValueScale(1).ToValue(250), 60.0);
+    ScaleAxisAround(v, 1, 250, 0.5);
+    EXPECT_DOUBLE_EQ(v.Plot().GetValueScale(1).ToValue(250), 60.0);
     EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMax, 75.0);
     EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMin, -15.0);
-    for (int i = 0; i < 5000; ++i) v.ScaleAxisAround(1, 250, 2.0);  // ends before infinity
+    for (int i = 0; i < 5000; ++i) ScaleAxisAround(v, 1, 250, 2.0);  // ends before infinity
     EXPECT_TRUE(std::isfinite(v.m_axes[1].m_dMax));
 }
 
@@ -219,12 +220,12 @@ TEST_F(ViewFormsTest, FirstAutoscaleWaitsForAnAxisWithValues) {
     view->OnInitialUpdate();
     EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 1);
     EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
-    view->SetDataArea(1.0f);
+    view->Set(&ViewSettings::m_fDataArea, 1.0f, "Data area");
     EXPECT_EQ(view->m_axes[0].m_dMin, 0.0);
     EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 0);
     EXPECT_EQ(view->m_axes[1].m_dMax, 1000.0);
     Fill([](Form& form) { form["axes"].checks = {1, 1}; });
-    view->AskAxes();
+    AskAxes(*view);
     EXPECT_EQ(view->m_axes[1].m_dMin, 10000.0);
 
     doc->UpdateAllViews(UpdateHint::settings);
@@ -260,10 +261,10 @@ TEST_F(ViewFormsTest, StepAndSize) {
     CKymoraView& v = Open(1);
     RecordingWindow window(v);
     Fill([](Form& form) { form["step"].number = 50; });
-    v.AskStep();
+    AskStep(v);
     EXPECT_EQ(v.m_nPercentStep, 50);
     Fill([](Form& form) { form["step"].number = 0; });
-    v.AskStep();
+    AskStep(v);
     EXPECT_EQ(v.m_nPercentStep, 50);
     Fill([](Form& form) {
         EXPECT_EQ(form.Number("width"), 880.0);
@@ -271,7 +272,7 @@ TEST_F(ViewFormsTest, StepAndSize) {
         form["width"].number = 800;
         form["height"].number = 600;
     });
-    v.AskSize();
+    AskSize(v);
     EXPECT_EQ(window.size.width, 880);  // the margins of 70 and 10
     EXPECT_EQ(window.size.height, 660);
 }
@@ -297,12 +298,12 @@ TEST_F(ViewFormsTest, AFileThatVanishesIsToldOfOnce) {
     v.OnSize(880, 460);
     v.OnInitialUpdate();
     vanishing.gone = true;
-    for (int i = 0; i < 20; ++i) v.RightPage();
+    for (int i = 0; i < 20; ++i) v.Go(&Navigation::RightPage);
     EXPECT_EQ(host.messages.size(), 1u);
     vanishing.gone = false;
-    for (int i = 0; i < 5; ++i) v.RightPage();
+    for (int i = 0; i < 5; ++i) v.Go(&Navigation::RightPage);
     vanishing.gone = true;
-    for (int i = 0; i < 5; ++i) v.RightPage();
+    for (int i = 0; i < 5; ++i) v.Go(&Navigation::RightPage);
     EXPECT_EQ(host.messages.size(), 2u);
 }
 

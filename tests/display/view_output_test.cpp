@@ -49,10 +49,10 @@ TEST_F(ViewOutputTest, TimeAndVoltageOfThePlaceUnderTheMouse) {
     view->m_axes[1].m_dMin = -90.0;
     EXPECT_TRUE(Run("copy-time-voltage", Point{171, 310}));
     EXPECT_EQ(window->copied, "t\t1101.000\tAx 2\t0.000\r\n");
-    view->MouseMove({170, 300});
+    view->Mouse().Move({170, 300});
     Run("copy-time-voltage");
     EXPECT_EQ(window->copied, "t\t1100.000\tAx 2\t10.000\r\n");
-    EXPECT_EQ(TimeAndVoltageText(*view, 5, 5), "");
+    EXPECT_EQ(TimeAndVoltageText(view->Plot(), 5, 5), "");
 }
 
 TEST_F(ViewOutputTest, TracesAsTextHaveALineForEachSampleInView) {

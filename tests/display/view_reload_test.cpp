@@ -1,11 +1,10 @@
 // How a view shows long stretches: coarse at once, exact when another thread has read them, and as before
 // after a cancel.
 
-#include "display/view_reload.h"
+#include "display/kymora_view.h"
 
 #include <thread>
 
-#include "display/kymora_view.h"
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
 #include "import/open_document.h"
@@ -89,7 +88,7 @@ class ViewReloadTest : public ::testing::Test {
         return !view.IsReloading();
     }
     static void ExpectExact(const CKymoraView& view) {
-        const DisplayCache& cache = view.GetCache();
+        const DisplayCache& cache = view.Plot().bins;
         ASSERT_FALSE(cache.IsCoarse());
         Bins plain;
         CDataDoc& doc = view.GetDocument();
@@ -108,9 +107,9 @@ TEST_F(ViewReloadTest, ShowsACoarsePictureAndThenTheExactOne) {
     ASSERT_TRUE(scene.complete);
     EXPECT_FALSE(view.IsReloading());
     host.progress.clear();
-    view.ShowAll();
+    view.Go(&Navigation::ShowAll);
     ASSERT_TRUE(view.IsReloading());
-    EXPECT_TRUE(view.GetCache().IsCoarse());
+    EXPECT_TRUE(view.Plot().bins.IsCoarse());
     EXPECT_TRUE(host.progress.empty());  // no box in the way
     view.Autoscale(true);
     window.painted = 0;
@@ -131,8 +130,8 @@ TEST_F(ViewReloadTest, CancelPutsTheLastExactViewBack) {
     Scene scene(*this, 100.0);
     CKymoraView& view = scene.view;
     ASSERT_TRUE(scene.complete);
-    const double end = view.GetFileEnd();
-    view.ShowAll();
+    const double end = view.Plot().FileEnd();
+    view.Go(&Navigation::ShowAll);
     view.ChangeViewport({end * 0.05, end});  // and on, while it is still being read
     ASSERT_TRUE(view.IsReloading());
     view.Escape();
@@ -179,7 +178,7 @@ TEST_F(ViewReloadTest, AChangedFileIsReadPlainly) {
     Scene scene(*this, 100.0);
     CKymoraView& view = scene.view;
     std::filesystem::last_write_time(temp / "long.kymr-dat", std::filesystem::file_time_type::clock::now());
-    view.ShowAll();
+    view.Go(&Navigation::ShowAll);
     EXPECT_TRUE(WaitForExact(view));
     ExpectExact(view);
 }

@@ -1,5 +1,6 @@
 #include "document/undo.h"
 
+#include "display/axis_edits.h"
 #include "display/kymora_view.h"
 #include "support/view_fixture.h"
 
@@ -136,10 +137,10 @@ TEST_F(UndoTest, DisplaySettingsGoWithTheirView) {
     auto view = std::make_unique<CKymoraView>(*doc);
     view->OnSize(800, 400);
     view->OnInitialUpdate();
-    view->ToggleSwitch(&ViewSettings::m_bShowGrid, "Grid");
+    view->Set(&ViewSettings::m_bShowGrid, !view->m_bShowGrid, "Grid");
     view->m_axes[0].m_dMax = 8.0;
     view->m_axes[0].m_dMin = -8.0;
-    view->DecreaseGain(false);
+    DecreaseGain(*view, false);
     EXPECT_EQ(view->m_axes[0].m_dMax, 16.0);
     EXPECT_EQ(doc->Undo().UndoName(), "Decrease gain");
     ASSERT_TRUE(doc->Undo().Undo());
@@ -152,7 +153,8 @@ TEST_F(UndoTest, DisplaySettingsGoWithTheirView) {
     EXPECT_FALSE(view->m_bShowGrid);
 
     doc->SetModifiedFlag(false);
-    view->ToggleSwitch(&ViewSettings::m_bInactiveSections, "Inactive data sections");  // no file keeps it
+    view->Set(&ViewSettings::m_bInactiveSections, !view->m_bInactiveSections,
+              "Inactive data sections");  // no file keeps it
     EXPECT_FALSE(doc->IsModified());
 
     view.reset();

@@ -35,9 +35,9 @@ class OverlayTest : public ViewTest {
         return !command->enabled || command->enabled(*view);
     }
     bool IsChecked(std::string_view id) const { return FindCommand(id)->checked(*view); }
-    void Press(int x, int y) { view->MouseDown({x, y}); }
-    void Move(int x, int y) { view->MouseMove({x, y}); }
-    void Release(int x, int y) { view->MouseUp({x, y}); }
+    void Press(int x, int y) { view->Mouse().Down({x, y}); }
+    void Move(int x, int y) { view->Mouse().Move({x, y}); }
+    void Release(int x, int y) { view->Mouse().Up({x, y}); }
     void Drag(int fromX, int fromY, int toX, int toY) {
         Press(fromX, fromY);
         Move((fromX + toX) / 2, (fromY + toY) / 2);
@@ -45,9 +45,9 @@ class OverlayTest : public ViewTest {
     }
     RecordingDevice Draw() const {
         RecordingDevice device;
-        DrawOverlays(*view, device);
-        DrawCursors(*view, device);
-        view->DrawFeedback(device);
+        DrawOverlays(view->Plot(), device);
+        DrawCursors(view->Plot(), device);
+        DrawFeedback(view->Plot(), device);
         return device;
     }
     // The place of a text; (-1, -1) when it was not written in the colour.

@@ -27,7 +27,7 @@ inline constexpr bool group = true;
 
 inline bool HasAxes(const CKymoraView& view) { return view.m_fDataArea > 0.0f && view.m_nVisibleAxes > 0; }
 inline bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
-inline bool HasPlot(const CKymoraView& view) { return view.GetLayout().plot.Width() > 0; }
+inline bool HasPlot(const CKymoraView& view) { return view.Plot().layout.plot.Width() > 0; }
 
 // Runs an operation of the view.
 template <auto operation>
@@ -35,10 +35,15 @@ void Run(const CommandContext& context) {
     (context.view.*operation)();
 }
 
+template <void (*operation)(CKymoraView&)>
+void Do(const CommandContext& context) {
+    operation(context.view);
+}
+
 // The same for an operation that takes "all axes" when Ctrl is held.
-template <void (CKymoraView::*operation)(bool)>
-void RunOnAxes(const CommandContext& context) {
-    (context.view.*operation)(context.ctrl);
+template <void (*operation)(CKymoraView&, bool)>
+void DoOnAxes(const CommandContext& context) {
+    operation(context.view, context.ctrl);
 }
 
 template <bool ViewSettings::*member>

@@ -14,20 +14,20 @@ CDatumLines& Lines(const CommandContext& context) { return context.view.DatumLin
 bool HasVert(const CKymoraView& view) { return view.DatumLines().VertCount() > 0; }
 bool HasHorz(const CKymoraView& view) { return view.DatumLines().HorzCount() > 0; }
 bool HasAny(const CKymoraView& view) { return HasVert(view) || HasHorz(view); }
-bool HasPlace(const CKymoraView& view) { return HasPlot(view) && view.GetLayout().plot.Height() > 0; }
+bool HasPlace(const CKymoraView& view) { return HasPlot(view) && view.Plot().layout.plot.Height() > 0; }
 bool CanPlaceHorz(const CKymoraView& view) { return HasPlace(view) && HasAxes(view); }
 
 // At the mouse, or in the middle of the view.
 void AddVert(const CommandContext& context) {
     const CKymoraView& view = context.view;
-    const int middle = view.TimeToPixel((view.m_StartTime + view.m_EndTime) / 2.0);
+    const int middle = view.Plot().TimeToPixel((view.m_StartTime + view.m_EndTime) / 2.0);
     const bool atMouse = context.at && Lines(context).IsOnPlotX(context.at->x);
     Lines(context).AddVertLine(atMouse ? context.at->x : middle);
     view.Invalidate();
 }
 
 void AddHorz(const CommandContext& context) {
-    const PixelRect& plot = context.view.GetLayout().plot;
+    const PixelRect plot = context.view.Plot().layout.plot;
     const bool atMouse = context.at && Lines(context).IsOnPlotY(context.at->y);
     Lines(context).AddHorzLine(atMouse ? context.at->y : (plot.top + plot.bottom) / 2);
     context.view.Invalidate();
@@ -54,11 +54,6 @@ template <void (CDatumLines::*operation)()>
 void OnLines(const CommandContext& context) {
     (Lines(context).*operation)();
     context.view.Invalidate();
-}
-
-template <void (*ask)(CKymoraView&)>
-void Ask(const CommandContext& context) {
-    ask(context.view);
 }
 
 bool AreCoupled(const CKymoraView& view) { return view.GetSession().coupledCursors; }
@@ -96,11 +91,11 @@ CommandTable CursorCommands() {
     return {
         {"cursor-add-vert", "&Cursors", "Add vert\tv", "Adds a vertical cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddVert},
         {"cursor-multi-add-vert", "&Cursors", "MultiAdd vert", "Each click adds a vertical cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddVertCursors>, EnterMode<mouseAddVertCursors>},
-        {"cursor-place-at-time", "&Cursors", "Place at time", "Adds a vertical cursor at a time that you enter", HasPlace, nullptr, Ask<PlaceAtTime>},
+        {"cursor-place-at-time", "&Cursors", "Place at time", "Adds a vertical cursor at a time that you enter", HasPlace, nullptr, Do<PlaceAtTime>},
         {"cursor-add-horz", "&Cursors", "Add horz\th", "Adds a horizontal cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddHorz, group},
         {"cursor-multi-add-horz", "&Cursors", "MultiAdd horz", "Each click adds a horizontal cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddHorzCursors>, EnterMode<mouseAddHorzCursors>},
-        {"cursor-place-at-voltage", "&Cursors", "Place at voltage", "Adds a horizontal cursor at a value of a trace that you enter", CanPlaceHorz, nullptr, Ask<PlaceAtVoltage>},
-        {"cursor-add-horz-relative", "&Cursors", "Add horz relative", "Adds a horizontal cursor at a level that is measured between two vertical cursors, or in the view", CanPlaceHorz, nullptr, Ask<AddHorzRelative>},
+        {"cursor-place-at-voltage", "&Cursors", "Place at voltage", "Adds a horizontal cursor at a value of a trace that you enter", CanPlaceHorz, nullptr, Do<PlaceAtVoltage>},
+        {"cursor-add-horz-relative", "&Cursors", "Add horz relative", "Adds a horizontal cursor at a level that is measured between two vertical cursors, or in the view", CanPlaceHorz, nullptr, Do<AddHorzRelative>},
         {"cursor-couple", "&Cursors", "Couple cursors", "All vertical cursors keep their distances when one of them is moved", nullptr, AreCoupled, Couple, group},
         {"cursor-show-ids", "&Cursors/Numeric display ...", "IDs", "Shows the numbers of the cursors", nullptr, Shows<&CDatumLines::m_bShowIDs>, ToggleDisplay<&CDatumLines::m_bShowIDs>},
         {"cursor-show-times", "&Cursors/Numeric display ...", "Vert times", "Shows the times of the vertical cursors", nullptr, Shows<&CDatumLines::m_bShowTimes>, ToggleDisplay<&CDatumLines::m_bShowTimes>},

@@ -1,6 +1,7 @@
 // Undo, redo and the selected stretch of time.
 
 #include "display/commands/command_tables.h"
+#include "display/view_times.h"
 
 namespace kymora {
 
@@ -22,7 +23,7 @@ CommandTable EditCommands() {
     return {
         {"undo", "E&dit", "&Undo\tCtrl+z", "Takes back the last change", CanUndo, nullptr, Undo},
         {"redo", "E&dit", "&Redo\tCtrl+y", "Makes the change again that was taken back", CanRedo, nullptr, Redo},
-        {"select-time", "E&dit", "&Select stretch of time", "Selects a stretch of time by its two ends", nullptr, nullptr, Run<&CKymoraView::AskSelection>, group},
+        {"select-time", "E&dit", "&Select stretch of time", "Selects a stretch of time by its two ends", nullptr, nullptr, Do<AskSelection>, group},
         {"select-with-mouse", "E&dit", "Select with &mouse", "Selects the stretch of time that the mouse is dragged over; a drag with Shift does the same", HasPlot, IsInMode<mouseSelectTime>, EnterMode<mouseSelectTime>},
         {"cancel-selection", "E&dit", "&Cancel selection", "Selects nothing", HasSelection, nullptr, CancelSelection},
     };

@@ -22,7 +22,9 @@ constexpr const char* selectMenu = "Eve&nts/&Select channel";
 
 // --- states ---
 
-const CEventChan& Selected(const CKymoraView& view) { return EventChannel(view, view.m_nMouseEventChan); }
+const CEventChan& Selected(const CKymoraView& view) {
+    return EventChannel(view.GetDocument(), view.m_nMouseEventChan);
+}
 
 bool AreShown(const CKymoraView& view) { return view.m_bShowEvents; }
 bool HasEvents(const CKymoraView& view) { return Selected(view).GetNumEvents() > 0; }

@@ -39,8 +39,8 @@ Host& HostOf(const CommandContext& context) { return context.view.GetSession().h
 // The selected channel, or the first with events.
 int ChannelWithEvents(const CKymoraView& view) {
     int channel = view.m_nMouseEventChan;
-    if (EventChannel(view, channel).GetNumEvents() > 0 || !HasAnyEvents(view)) return channel;
-    for (channel = 0; EventChannel(view, channel).GetNumEvents() == 0;) ++channel;
+    if (EventChannel(view.GetDocument(), channel).GetNumEvents() > 0 || !HasAnyEvents(view)) return channel;
+    for (channel = 0; EventChannel(view.GetDocument(), channel).GetNumEvents() == 0;) ++channel;
     return channel;
 }
 
@@ -122,7 +122,7 @@ void PartitionChannel(const CommandContext& context) {
 std::string ListOfChannels(const CKymoraView& view) {
     std::string list;
     for (int c = 0; c < maxEventChannels; ++c)
-        if (EventChannel(view, c).GetNumEvents() > 0)
+        if (EventChannel(view.GetDocument(), c).GetNumEvents() > 0)
             list += (list.empty() ? "" : " ") + EventChannelText(view.GetSession(), c);
     return list;
 }
@@ -130,8 +130,9 @@ std::string ListOfChannels(const CKymoraView& view) {
 std::string ListFault(const CKymoraView& view, std::string_view list) {
     try {
         const std::vector<int> channels = ParseChannelList(list);
-        const bool any = std::any_of(channels.begin(), channels.end(),
-                                     [&](int c) { return EventChannel(view, c).GetNumEvents() > 0; });
+        const bool any = std::any_of(channels.begin(), channels.end(), [&](int c) {
+            return EventChannel(view.GetDocument(), c).GetNumEvents() > 0;
+        });
         return any ? std::string() : "None of these channels holds events.";
     } catch (const ListError& error) {
         return error.what();

@@ -19,15 +19,9 @@ double Tolerance(double reference) {
     return 1e-6 + 8.0 * std::numeric_limits<double>::epsilon() * std::fabs(reference);
 }
 
-// The middle of the viewport, or its left edge while zooming keeps that one in place.
-double FindReference(const CKymoraView& view) {
-    const bool leftEdge = view.GetSession().options.expandContractFocus != 0;
-    return leftEdge ? view.m_StartTime : (view.m_StartTime + view.m_EndTime) / 2.0;
-}
-
 // Scrolls so that a time stands at the reference; a viewport that would start below 0 is not shown.
 void ShowAtReference(CKymoraView& view, double timeMs) {
-    const double start = timeMs - (FindReference(view) - view.m_StartTime);
+    const double start = timeMs - (view.GetNavigation().Reference() - view.m_StartTime);
     if (start >= 0.0) view.SetStartTime(start);
 }
 
@@ -52,14 +46,14 @@ class NearestTime {
 
 template <bool forward>
 void FindMarker(const CommandContext& context) {
-    NearestTime nearest(FindReference(context.view), forward);
+    NearestTime nearest(context.view.GetNavigation().Reference(), forward);
     for (const CMarker& marker : context.view.GetDocument().markers) nearest.Offer(marker.m_dTime);
     if (const auto time = nearest.Found()) ShowAtReference(context.view, *time);
 }
 
 template <bool forward>
 void FindAnnotation(const CommandContext& context) {
-    NearestTime nearest(FindReference(context.view), forward);
+    NearestTime nearest(context.view.GetNavigation().Reference(), forward);
     for (const auto& list : context.view.GetDocument().traceAnnotations)
         for (const CAnnotation& annotation : list) nearest.Offer(annotation.m_dTime);
     if (const auto time = nearest.Found()) ShowAtReference(context.view, *time);

@@ -62,7 +62,7 @@ void Find(const CommandContext& context) {
     const bool leftEdge = view.GetSession().options.expandContractFocus != 0;
     const double place = leftEdge ? 0.0 : view.GetViewport().Duration() / 2.0;
     const double position = (view.m_StartTime + place) / doc.sampleInterval;
-    const CEventKM* event = find(EventChannel(view, view.m_nNavEventChan), kind, position);
+    const CEventKM* event = find(EventChannel(view.GetDocument(), view.m_nNavEventChan), kind, position);
     if (!event) return;
     const double start = doc.TimeOf(event->onPosition) - place;
     if (start >= 0.0) view.SetStartTime(start);
@@ -70,8 +70,8 @@ void Find(const CommandContext& context) {
 
 template <EventKind kind>
 bool HasAny(const CKymoraView& view) {
-    const CEventChan& chan = EventChannel(view, view.m_nNavEventChan);
-    const EventSummary& summary = view.EventRows().SummaryOf(chan, view.m_nNavEventChan);
+    const CEventChan& chan = EventChannel(view.GetDocument(), view.m_nNavEventChan);
+    const EventSummary& summary = view.Plot().drawn.eventRows.SummaryOf(chan, view.m_nNavEventChan);
     const auto count = static_cast<size_t>(chan.GetNumEvents());
     if (kind == EventKind::tagged) return summary.FirstTagged(0, count) != EventSummary::none;
     if (kind == EventKind::labelled) return summary.FirstLabelled(0, count) != EventSummary::none;

@@ -17,11 +17,13 @@ constexpr const char* tooLongToCopyText =
 
 bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
 bool HasTracesInWindow(const CKymoraView& view) { return HasWindow(view) && HasAxes(view); }
-bool HasPicture(const CKymoraView& view) { return view.GetLayout().width > 0 && view.GetLayout().height > 0; }
+bool HasPicture(const CKymoraView& view) {
+    return view.Plot().layout.width > 0 && view.Plot().layout.height > 0;
+}
 
 // Where the command is from the menu or a key: the last place of the mouse on the plot, or its middle.
 Point PlaceOf(const CommandContext& context) {
-    const PixelRect& plot = context.view.GetLayout().plot;
+    const PixelRect plot = context.view.Plot().layout.plot;
     for (const auto& place : {context.at, context.view.m_mouse})
         if (place && plot.Contains(place->x, place->y)) return *place;
     return {(plot.left + plot.right) / 2, (plot.top + plot.bottom) / 2};
@@ -29,7 +31,7 @@ Point PlaceOf(const CommandContext& context) {
 
 void CopyTimeAndVoltage(const CommandContext& context) {
     const Point place = PlaceOf(context);
-    context.view.Window()->CopyText(TimeAndVoltageText(context.view, place.x, place.y));
+    context.view.Window()->CopyText(TimeAndVoltageText(context.view.Plot(), place.x, place.y));
 }
 
 // Runs what may fail: a failure is told, a cancel is not.
@@ -46,7 +48,7 @@ void Try(const CKymoraView& view, const char* failure, Action action) {
 void CopyTraces(const CommandContext& context) {
     CKymoraView& view = context.view;
     Try(view, "The traces were not copied.", [&] {
-        const TraceText traces(view);
+        const TraceText traces(view.Plot());
         if (traces.LineCount() > mostLinesToCopy) return view.GetSession().host.Message(tooLongToCopyText);
         std::string text;
         traces.Write([&](std::string_view piece) { text += piece; });
@@ -75,7 +77,7 @@ std::optional<std::filesystem::path> AskName(const CKymoraView& view, const char
 void SaveText(const CommandContext& context) {
     const auto out = AskName(context.view, "Text", "txt");
     if (!out) return;
-    Try(context.view, "The text was not saved.", [&] { SaveTraceText(context.view, *out); });
+    Try(context.view, "The text was not saved.", [&] { SaveTraceText(context.view.Plot(), *out); });
 }
 
 void SaveAsPicture(CKymoraView& view, const char* kind, const std::string& extension) {
@@ -83,7 +85,7 @@ void SaveAsPicture(CKymoraView& view, const char* kind, const std::string& exten
     if (!out || !view.FinishReload()) return;
     // The name says what is written, whatever extension the user gave.
     if (FoldedExtension(*out) != "." + extension) *out += "." + extension;
-    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out); });
+    Try(view, "The picture was not saved.", [&] { SavePicture(view.Plot(), *out); });
 }
 
 void SavePng(const CommandContext& context) { SaveAsPicture(context.view, "PNG picture", "png"); }

@@ -11,11 +11,6 @@ using namespace commands;
 
 namespace {
 
-template <void (*operation)(CKymoraView&)>
-void Do(const CommandContext& context) {
-    operation(context.view);
-}
-
 // --- markers ---
 
 bool HasMarkers(const CKymoraView& view) { return !view.GetDocument().markers.empty(); }
@@ -34,7 +29,7 @@ bool IsMouseOnPlot(const CommandContext& context) {
 // From the context menu a marker is added at the mouse, with its dialog.
 void AddMarkerHere(const CommandContext& context) {
     if (IsMouseOnPlot(context))
-        AddMarkerByMouse(context.view, context.view.PixelToTime(context.at->x));
+        AddMarkerByMouse(context.view, context.view.Plot().PixelToTime(context.at->x));
     else
         AddMarker(context.view);
 }
@@ -42,7 +37,7 @@ void AddMarkerHere(const CommandContext& context) {
 // What lies at the mouse of the context menu; otherwise the user clicks it.
 template <int mode, auto act>
 void OnMarker(const CommandContext& context) {
-    const int marker = context.at ? MarkerAt(context.view, context.at->x, context.at->y) : -1;
+    const int marker = context.at ? MarkerAt(context.view.Plot(), context.at->x, context.at->y) : -1;
     if (marker < 0) return EnterMode<mode>(context);
     act(context.view, marker);
 }
@@ -56,7 +51,7 @@ bool HasAnnotations(const CKymoraView& view) {
 bool ShowsAnnotations(const CKymoraView& view) { return HasAnnotations(view) && view.m_bShowAnnotations; }
 
 void AddAnnotationHere(const CommandContext& context) {
-    if (IsMouseOnPlot(context) && context.view.GetNearestAxis(context.at->y) >= 0)
+    if (IsMouseOnPlot(context) && context.view.Plot().GetNearestAxis(context.at->y) >= 0)
         AddAnnotationByMouse(context.view, context.at->x, context.at->y);
     else
         AddAnnotationAtMiddle(context.view);
@@ -65,7 +60,7 @@ void AddAnnotationHere(const CommandContext& context) {
 template <int mode, auto act>
 void OnAnnotation(const CommandContext& context) {
     const AnnotationId id =
-        context.at ? AnnotationAt(context.view, context.at->x, context.at->y) : AnnotationId{};
+        context.at ? AnnotationAt(context.view.Plot(), context.at->x, context.at->y) : AnnotationId{};
     if (!id) return EnterMode<mode>(context);
     act(context.view, id);
 }
@@ -84,7 +79,7 @@ void DeleteHorzBar(const CommandContext& context) { DeleteScaleBar(context.view,
 
 // The bar at the mouse, or the only one; otherwise the user clicks it.
 void DeleteVertBar(const CommandContext& context) {
-    const auto id = context.at ? ScaleBarAt(context.view, context.at->x, context.at->y) : std::nullopt;
+    const auto id = context.at ? ScaleBarAt(context.view.Plot(), context.at->x, context.at->y) : std::nullopt;
     if (id && !id->isHorizontal) return DeleteScaleBar(context.view, *id);
     if (context.view.GetDocument().scaleBars[1].list.size() == 1)
         return DeleteScaleBar(context.view, {false, 0});

@@ -1,6 +1,8 @@
 // The commands that move the viewport, scale axes and switch what is shown.
 
+#include "display/axis_edits.h"
 #include "display/commands/command_tables.h"
+#include "display/view_times.h"
 
 namespace kymora {
 
@@ -13,30 +15,53 @@ bool CanGoForward(const CKymoraView& view) { return view.GetHistory().CanGoForwa
 // Where nothing is selected, the first axis.
 void EditLimits(const CommandContext& context) {
     const CKymoraView& view = context.view;
-    for (const int axis : view.ShownAxes())
+    for (const int axis : view.Plot().shownAxes)
         if (view.m_axes[static_cast<size_t>(axis)].m_bSelected) return view.Window()->EditLimit(axis, true);
-    view.Window()->EditLimit(view.ShownAxes().front(), true);
+    view.Window()->EditLimit(view.Plot().shownAxes.front(), true);
 }
 
 bool HasAxesInWindow(const CKymoraView& view) {
-    return view.Window() != nullptr && HasAxes(view) && view.GetLayout().axesShown;
+    return view.Window() != nullptr && HasAxes(view) && view.Plot().layout.axesShown;
 }
 
 bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
 
 bool IsNotAtStart(const CKymoraView& view) { return view.m_StartTime != 0.0; }
 
+constexpr auto timeUnit = &ViewSettings::m_nTimeUnit;
+constexpr auto perViewport = &ViewSettings::m_bTimebasePerViewport;
+
+void Autoscale(const CommandContext& context) { context.view.Autoscale(context.ctrl); }
+
+template <auto move>
+void Go(const CommandContext& context) {
+    context.view.Go(move);
+}
+
 // The name of the action for undo is that of the menu.
 template <bool ViewSettings::*member>
 void Toggle(const CommandContext& context) {
     for (const Command& command : ViewCommands())
         if (command.run == Toggle<member>)
-            return context.view.ToggleSwitch(member, PlainLabel(command.label));
+            return context.view.Set(member, !(context.view.*member), PlainLabel(command.label));
+}
+
+// One of several values; the name of the action is that of their submenu.
+template <auto member, int value>
+void Choose(const CommandContext& context) {
+    for (const Command& command : ViewCommands())
+        if (command.run == Choose<member, value>)
+            return context.view.Set(member, value, command.menu.substr(command.menu.rfind('/') + 1));
+}
+
+template <auto member, int value>
+bool IsChosen(const CKymoraView& view) {
+    return view.*member == value;
 }
 
 template <int quarters>
 void SetArea(const CommandContext& context) {
-    context.view.SetDataArea(static_cast<float>(quarters) * 0.25f);
+    context.view.Set(&ViewSettings::m_fDataArea, static_cast<float>(quarters) * 0.25f, "Data area");
 }
 
 template <int quarters>
@@ -44,54 +69,30 @@ bool IsArea(const CKymoraView& view) {
     return view.m_fDataArea == static_cast<float>(quarters) * 0.25f;
 }
 
-template <int unit>
-void SetUnit(const CommandContext& context) {
-    context.view.SetTimeUnit(unit);
-}
-
-template <int unit>
-bool IsUnit(const CKymoraView& view) {
-    return view.m_nTimeUnit == unit;
-}
-
-template <bool perViewport>
-void SetTimebaseForm(const CommandContext& context) {
-    context.view.SetTimebasePerViewport(perViewport);
-}
-
-template <bool perViewport>
-bool IsTimebaseForm(const CKymoraView& view) {
-    return view.m_bTimebasePerViewport == perViewport;
-}
-
 template <int figures>
 void SetFigures(const CommandContext& context) {
-    context.view.SetSigFigs(figures);
-}
-
-template <int figures>
-bool HasFigures(const CKymoraView& view) {
-    return view.m_nSigFigs == figures;
+    context.view.Set(&ViewSettings::m_nSigFigs, figures, "Vert ax scl sig fig");
+    WarnOfEqualLabels(context.view);
 }
 
 template <bool dots>
 void DrawAs(const CommandContext& context) {
-    context.view.SetDrawAsDots(context.ctrl, dots);
+    SetDrawAsDots(context.view, context.ctrl, dots);
 }
 
 template <bool dots>
 bool IsDrawnAs(const CKymoraView& view) {
-    return view.IsSelectedFormat([](const TraceFormat& format) { return format.drawAsDots == dots; });
+    return IsSelectedFormat(view, [](const TraceFormat& format) { return format.drawAsDots == dots; });
 }
 
 template <int size>
 void SetSize(const CommandContext& context) {
-    context.view.SetDotSize(context.ctrl, size);
+    SetDotSize(context.view, context.ctrl, size);
 }
 
 template <int size>
 bool HasSize(const CKymoraView& view) {
-    return view.IsSelectedFormat([](const TraceFormat& format) { return format.dotSize == size; });
+    return IsSelectedFormat(view, [](const TraceFormat& format) { return format.dotSize == size; });
 }
 
 bool DrawsDots(const CKymoraView& view) { return HasAxes(view) && IsDrawnAs<true>(view); }
@@ -103,22 +104,22 @@ bool FocusesLeftEdge(const CKymoraView& view) { return view.GetSession().options
 // clang-format off
 CommandTable NavigationCommands() {
     return {
-        {"start", "Navigati&on", "&Start\tHOME", "Shows the beginning of the recording", IsNotAtStart, nullptr, Run<&CKymoraView::GoToStart>},
-        {"end", "Navigati&on", "&End\tEND", "Shows the end of the recording", nullptr, nullptr, Run<&CKymoraView::GoToEnd>},
-        {"left-page", "Navigati&on", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPage>, group},
-        {"right-page", "Navigati&on", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPage>},
-        {"left-percent", "Navigati&on", "L&eft %\tleft arrow", "Goes back by a part of the time that is shown", IsNotAtStart, nullptr, Run<&CKymoraView::LeftPercent>},
-        {"right-percent", "Navigati&on", "R&ight %\tright arrow", "Goes on by a part of the time that is shown", nullptr, nullptr, Run<&CKymoraView::RightPercent>},
-        {"set-step", "Navigati&on", "Set step %", "Sets how far the arrow keys go", nullptr, nullptr, Run<&CKymoraView::AskStep>},
+        {"start", "Navigati&on", "&Start\tHOME", "Shows the beginning of the recording", IsNotAtStart, nullptr, Go<&Navigation::GoToStart>},
+        {"end", "Navigati&on", "&End\tEND", "Shows the end of the recording", nullptr, nullptr, Go<&Navigation::GoToEnd>},
+        {"left-page", "Navigati&on", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Go<&Navigation::LeftPage>, group},
+        {"right-page", "Navigati&on", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown", nullptr, nullptr, Go<&Navigation::RightPage>},
+        {"left-percent", "Navigati&on", "L&eft %\tleft arrow", "Goes back by a part of the time that is shown", IsNotAtStart, nullptr, Go<&Navigation::LeftPercent>},
+        {"right-percent", "Navigati&on", "R&ight %\tright arrow", "Goes on by a part of the time that is shown", nullptr, nullptr, Go<&Navigation::RightPercent>},
+        {"set-step", "Navigati&on", "Set step %", "Sets how far the arrow keys go", nullptr, nullptr, Do<AskStep>},
         {"back", "Navigati&on", "&Back\tAlt+left arrow", "Shows again what was shown before", CanGoBack, nullptr, Run<&CKymoraView::GoBack>, group},
         {"forward", "Navigati&on", "&Forward\tAlt+right arrow", "Takes a step back again", CanGoForward, nullptr, Run<&CKymoraView::GoForward>},
 
-        {"compress", "&Zoom", "&Compress\t/", "Shows twice the time", nullptr, nullptr, Run<&CKymoraView::Compress>},
-        {"expand", "&Zoom", "E&xpand\t*", "Shows half the time", nullptr, nullptr, Run<&CKymoraView::Expand>},
-        {"one-to-one", "&Zoom", "&1 : 1\tAlt+1", "Shows one sample per pixel", HasPlot, nullptr, Run<&CKymoraView::OneToOne>},
-        {"show-all", "&Zoom", "Show all\tAlt+0", "Shows the whole recording", nullptr, nullptr, Run<&CKymoraView::ShowAll>},
-        {"set-timebase", "&Zoom", "Set timebase", "Sets how much time is shown", nullptr, nullptr, Run<&CKymoraView::AskTimebase>},
-        {"zoom-to-selection", "&Zoom", "&Zoom to selection", "Shows the selected stretch of time", HasSelection, nullptr, Run<&CKymoraView::ZoomToSelection>},
+        {"compress", "&Zoom", "&Compress\t/", "Shows twice the time", nullptr, nullptr, Go<&Navigation::Compress>},
+        {"expand", "&Zoom", "E&xpand\t*", "Shows half the time", nullptr, nullptr, Go<&Navigation::Expand>},
+        {"one-to-one", "&Zoom", "&1 : 1\tAlt+1", "Shows one sample per pixel", HasPlot, nullptr, Go<&Navigation::OneToOne>},
+        {"show-all", "&Zoom", "Show all\tAlt+0", "Shows the whole recording", nullptr, nullptr, Go<&Navigation::ShowAll>},
+        {"set-timebase", "&Zoom", "Set timebase", "Sets how much time is shown", nullptr, nullptr, Do<AskTimebase>},
+        {"zoom-to-selection", "&Zoom", "&Zoom to selection", "Shows the selected stretch of time", HasSelection, nullptr, Do<ZoomToSelection>},
         {"magnify-horizontally", "&Zoom", "Magnify horizontally with mouse", "Shows the stretch of time that the mouse is dragged over", HasPlot, IsInMode<mouseMagnifyHorizontally>, EnterMode<mouseMagnifyHorizontally>, group},
         {"magnify-vertically", "&Zoom", "Magnify vertically with mouse", "Fits an axis to the range that the mouse is dragged over", HasAxes, IsInMode<mouseMagnifyVertically>, EnterMode<mouseMagnifyVertically>},
         {"focus-left-edge", "&Zoom", "Focus left edge (else mid)", "Zooming keeps the left edge in place; otherwise it keeps the middle", nullptr, FocusesLeftEdge, Run<&CKymoraView::ToggleFocusLeftEdge>, group},
@@ -127,13 +128,13 @@ CommandTable NavigationCommands() {
 
 CommandTable GainCommands() {
     return {
-        {"increase-gain", "&Gain", "&Increase gain\t+", "Makes the traces of the selected axes taller; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::IncreaseGain>},
-        {"decrease-gain", "&Gain", "&Decrease gain\t-", "Makes the traces of the selected axes smaller; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::DecreaseGain>},
-        {"move-up", "&Gain", "Move &up\tUp arrow", "Moves the traces of the selected axes up; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::MoveUp>},
-        {"move-down", "&Gain", "Move &down\tDown arrow", "Moves the traces of the selected axes down; with Ctrl those of all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::MoveDown>},
-        {"autoscale", "&Gain", "&Autoscale\t Ctrl 0", "Fits the selected axes to the data in view; with Ctrl all axes", HasAxes, nullptr, RunOnAxes<&CKymoraView::Autoscale>, group, '0'},
+        {"increase-gain", "&Gain", "&Increase gain\t+", "Makes the traces of the selected axes taller; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<IncreaseGain>},
+        {"decrease-gain", "&Gain", "&Decrease gain\t-", "Makes the traces of the selected axes smaller; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<DecreaseGain>},
+        {"move-up", "&Gain", "Move &up\tUp arrow", "Moves the traces of the selected axes up; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<MoveUp>},
+        {"move-down", "&Gain", "Move &down\tDown arrow", "Moves the traces of the selected axes down; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<MoveDown>},
+        {"autoscale", "&Gain", "&Autoscale\t Ctrl 0", "Fits the selected axes to the data in view; with Ctrl all axes", HasAxes, nullptr, Autoscale, group, '0'},
         {"axis-limits", "&Gain", "Set axis &limits", "Writes the limits of the selected axis; Tab goes on to the next one", HasAxesInWindow, nullptr, EditLimits},
-        {"same-scale", "&Gain", "Same scale", "Gives the selected axes the range that holds all of theirs; all axes where one is selected or Ctrl is held", HasAxes, nullptr, RunOnAxes<&CKymoraView::SameScale>},
+        {"same-scale", "&Gain", "Same scale", "Gives the selected axes the range that holds all of theirs; all axes where one is selected or Ctrl is held", HasAxes, nullptr, DoOnAxes<SameScale>},
     };
 }
 
@@ -151,9 +152,9 @@ CommandTable ViewCommandTable() {
         {"trace-labels", "&View", "Trace labels", "Shows the labels of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceLabels>, Toggle<&ViewSettings::m_bShowTraceLabels>, group},
         {"trace-ids", "&View", "Trace IDs", "Shows the numbers of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceIDs>, Toggle<&ViewSettings::m_bShowTraceIDs>},
         {"inactive-sections", "&View", "Inactive data sections", "Shows gaps in grey at zero", HasAxes, IsOn<&ViewSettings::m_bInactiveSections>, Toggle<&ViewSettings::m_bInactiveSections>},
-        {"format", "&View", "&Format", "Sets labels, units, colours and lines of the traces of the selected axes", nullptr, nullptr, Run<&CKymoraView::AskFormat>, group},
-        {"select-axes", "&View", "&Select axes", "Chooses the axes to show and the axis of each trace", nullptr, nullptr, Run<&CKymoraView::AskAxes>},
-        {"set-size", "&View", "Set size", "Sets the size of the view in pixels", HasWindow, nullptr, Run<&CKymoraView::AskSize>},
+        {"format", "&View", "&Format", "Sets labels, units, colours and lines of the traces of the selected axes", nullptr, nullptr, Do<AskFormat>, group},
+        {"select-axes", "&View", "&Select axes", "Chooses the axes to show and the axis of each trace", nullptr, nullptr, Do<AskAxes>},
+        {"set-size", "&View", "Set size", "Sets the size of the view in pixels", HasWindow, nullptr, Do<AskSize>},
         {"lines", "&View/Trace style", "Lines", "Draws the traces of the selected axes as lines; with Ctrl all traces", HasAxes, IsDrawnAs<false>, DrawAs<false>},
         {"dots", "&View/Trace style", "Dots", "Draws the traces of the selected axes as dots; with Ctrl all traces", HasAxes, IsDrawnAs<true>, DrawAs<true>},
         {"dot-min", "&View/Trace style", "Min", "Dots of a single pixel", DrawsDots, HasSize<0>, SetSize<0>, group},
@@ -165,18 +166,18 @@ CommandTable ViewCommandTable() {
         {"data-area-50", "&View/Data area", "50%", "Gives the traces 50% of the height, the event rows the rest", nullptr, IsArea<2>, SetArea<2>},
         {"data-area-75", "&View/Data area", "75%", "Gives the traces 75% of the height, the event rows the rest", nullptr, IsArea<3>, SetArea<3>},
         {"data-area-100", "&View/Data area", "100%", "Gives the traces 100% of the height, the event rows the rest", nullptr, IsArea<4>, SetArea<4>},
-        {"timebase-per-division", "&View/Timebase", "Per grid division", "The timebase box shows the time of one grid division", nullptr, IsTimebaseForm<false>, SetTimebaseForm<false>},
-        {"timebase-per-viewport", "&View/Timebase", "Per viewport", "The timebase box shows the time of the whole view", nullptr, IsTimebaseForm<true>, SetTimebaseForm<true>},
-        {"unit-ms", "&View/Time unit", "msec", "Shows times in milliseconds", nullptr, IsUnit<0>, SetUnit<0>},
-        {"unit-s", "&View/Time unit", "sec", "Shows times in seconds", nullptr, IsUnit<1>, SetUnit<1>},
-        {"unit-min", "&View/Time unit", "min", "Shows times in minutes", nullptr, IsUnit<2>, SetUnit<2>},
-        {"figures-default", "&View/Vert ax scl sig fig", "Default", "Shows axis limits in their default form", nullptr, HasFigures<0>, SetFigures<0>},
-        {"figures-1", "&View/Vert ax scl sig fig", "1", "Shows axis limits with 1 significant figure", nullptr, HasFigures<1>, SetFigures<1>},
-        {"figures-2", "&View/Vert ax scl sig fig", "2", "Shows axis limits with 2 significant figures", nullptr, HasFigures<2>, SetFigures<2>},
-        {"figures-3", "&View/Vert ax scl sig fig", "3", "Shows axis limits with 3 significant figures", nullptr, HasFigures<3>, SetFigures<3>},
-        {"figures-4", "&View/Vert ax scl sig fig", "4", "Shows axis limits with 4 significant figures", nullptr, HasFigures<4>, SetFigures<4>},
-        {"figures-5", "&View/Vert ax scl sig fig", "5", "Shows axis limits with 5 significant figures", nullptr, HasFigures<5>, SetFigures<5>},
-        {"figures-6", "&View/Vert ax scl sig fig", "6", "Shows axis limits with 6 significant figures", nullptr, HasFigures<6>, SetFigures<6>},
+        {"timebase-per-division", "&View/Timebase", "Per grid division", "The timebase box shows the time of one grid division", nullptr, IsChosen<perViewport, 0>, Choose<perViewport, 0>},
+        {"timebase-per-viewport", "&View/Timebase", "Per viewport", "The timebase box shows the time of the whole view", nullptr, IsChosen<perViewport, 1>, Choose<perViewport, 1>},
+        {"unit-ms", "&View/Time unit", "msec", "Shows times in milliseconds", nullptr, IsChosen<timeUnit, 0>, Choose<timeUnit, 0>},
+        {"unit-s", "&View/Time unit", "sec", "Shows times in seconds", nullptr, IsChosen<timeUnit, 1>, Choose<timeUnit, 1>},
+        {"unit-min", "&View/Time unit", "min", "Shows times in minutes", nullptr, IsChosen<timeUnit, 2>, Choose<timeUnit, 2>},
+        {"figures-default", "&View/Vert ax scl sig fig", "Default", "Shows axis limits in their default form", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 0>, SetFigures<0>},
+        {"figures-1", "&View/Vert ax scl sig fig", "1", "Shows axis limits with 1 significant figure", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 1>, SetFigures<1>},
+        {"figures-2", "&View/Vert ax scl sig fig", "2", "Shows axis limits with 2 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 2>, SetFigures<2>},
+        {"figures-3", "&View/Vert ax scl sig fig", "3", "Shows axis limits with 3 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 3>, SetFigures<3>},
+        {"figures-4", "&View/Vert ax scl sig fig", "4", "Shows axis limits with 4 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 4>, SetFigures<4>},
+        {"figures-5", "&View/Vert ax scl sig fig", "5", "Shows axis limits with 5 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 5>, SetFigures<5>},
+        {"figures-6", "&View/Vert ax scl sig fig", "6", "Shows axis limits with 6 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 6>, SetFigures<6>},
     };
 }
 // clang-format on

@@ -12,7 +12,7 @@ namespace {
 
 template <typename IsChosen>
 void DeleteChosen(CKymoraView& view, int channel, std::string_view name, IsChosen isChosen) {
-    const auto& events = EventChannel(view, channel).Events();
+    const auto& events = EventChannel(view.GetDocument(), channel).Events();
     std::vector<int> chosen;
     for (size_t i = 0; i < events.size(); ++i)
         if (isChosen(events[i])) chosen.push_back(static_cast<int>(i));
@@ -39,7 +39,7 @@ void ChangeChannels(CKymoraView& view, std::string_view name, std::span<const in
         UndoScope scope(doc, std::string(name));
         for (const int channel : channels) {
             scope.KeepChannelSettings(channel);
-            change(EventChannel(view, channel), channel);
+            change(EventChannel(view.GetDocument(), channel), channel);
         }
     }
     doc.UpdateAllViews(UpdateHint::events);
@@ -49,7 +49,7 @@ template <typename IsChosen>
 std::vector<int> ChannelsWhere(const CKymoraView& view, IsChosen isChosen) {
     std::vector<int> channels;
     for (int channel = 0; channel < maxEventChannels; ++channel)
-        if (isChosen(EventChannel(view, channel), channel)) channels.push_back(channel);
+        if (isChosen(EventChannel(view.GetDocument(), channel), channel)) channels.push_back(channel);
     return channels;
 }
 
@@ -123,7 +123,8 @@ void DistributeEventRows(CKymoraView& view) {
         return chan.channelVisible != 0 && chan.GetNumEvents() > 0;
     });
     std::stable_sort(rows.begin(), rows.end(), [&view](int a, int b) {
-        return EventChannel(view, a).GetDisplayPosition() < EventChannel(view, b).GetDisplayPosition();
+        return EventChannel(view.GetDocument(), a).GetDisplayPosition() <
+               EventChannel(view.GetDocument(), b).GetDisplayPosition();
     });
     size_t place = 0;
     ChangeChannels(view, "Distribute evenly", rows, [&](CEventChan& chan, int) {

@@ -20,39 +20,34 @@ void ShowStatus(const CKymoraView& view, std::string_view text) {
     if (view.Window()) view.Window()->ShowStatus(text);
 }
 
-std::string ChannelText(const CKymoraView& view, int channel) {
-    return "Channel " + EventChannelText(view.GetSession(), channel);
+std::string ChannelText(const PlotContext& context, int channel) {
+    return "Channel " + EventChannelText(context.GetSession(), channel);
 }
 
-std::string StretchText(const CKymoraView& view, int channel, EventStretch stretch) {
-    return fmt::format("{}: {} to {}, duration {}", ChannelText(view, channel),
-                       PositionText(view, stretch.from), PositionText(view, stretch.to),
-                       PositionText(view, stretch.to - stretch.from));
+std::string StretchText(const PlotContext& context, int channel, EventStretch stretch) {
+    return fmt::format("{}: {} to {}, duration {}", ChannelText(context, channel),
+                       PositionText(context, stretch.from), PositionText(context, stretch.to),
+                       PositionText(context, stretch.to - stretch.from));
 }
 
-int X(const CKymoraView& view, int64_t position) {
-    return view.TimeToPixel(view.GetDocument().TimeOf(position));
+int X(const PlotContext& context, int64_t position) {
+    return context.TimeToPixel(context.doc.TimeOf(position));
 }
 
-void ClipToPlot(const CKymoraView& view, DrawDevice& device) {
-    const PixelRect& plot = view.GetLayout().plot;
+void ClipToPlot(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
     device.SetClip({plot.left, plot.top, plot.right + 1, plot.bottom + 1});
 }
 
 // An outline in the row and lines through the traces, so that the hand can be led by the samples.
-void DrawStretch(const CKymoraView& view, DrawDevice& device, int channel, EventStretch stretch,
+void DrawStretch(const PlotContext& context, DrawDevice& device, int channel, EventStretch stretch,
                  bool throughTraces) {
-    ClipToPlot(view, device);
-    const PixelRect& plot = view.GetLayout().plot;
-    const int on = X(view, stretch.from), off = X(view, stretch.to), y = EventRowY(view, channel);
-    const uint32_t colour = EventChannel(view, channel).channelColour;
+    ClipToPlot(context, device);
+    const PixelRect& plot = context.layout.plot;
+    const int on = X(context, stretch.from), off = X(context, stretch.to), y = EventRowY(context, channel);
+    const uint32_t colour = EventChannel(context.doc, channel).channelColour;
     device.SetPen({colour, 1, Pen::Style::solid});
-    const Point box[] = {{on, y - ghostReach},
-                         {off, y - ghostReach},
-                         {off, y + ghostReach},
-                         {on, y + ghostReach},
-                         {on, y - ghostReach}};
-    device.Polyline(box);
+    device.Frame({on, y - ghostReach, off, y + ghostReach});
     if (throughTraces) {
         device.SetPen({colour, 1, Pen::Style::dashed});
         device.Line(on, plot.top, on, plot.bottom);
@@ -67,24 +62,25 @@ EventStretch StretchOf(const CEventKM& event) { return {event.onPosition, event.
 
 class RowDrag : public MouseDrag {
   public:
-    RowDrag(const CKymoraView& view, int channel, int pressY)
+    RowDrag(const PlotContext& context, int channel, int pressY)
         : channel_(channel),
-          grip_(pressY - EventRowY(view, channel)),
+          grip_(pressY - EventRowY(context, channel)),
           pressY_(pressY),
-          before_(EventChannel(view, channel).GetDisplayPosition()) {}
+          before_(EventChannel(context.doc, channel).GetDisplayPosition()) {}
 
     void Move(CKymoraView& view, const MouseEvent& event) override {
-        const PixelRect& plot = view.GetLayout().plot;
+        const PixelRect plot = view.Plot().layout.plot;
         if (plot.Height() <= 0 || (!moved_ && event.y == pressY_)) return;
         moved_ = true;
         const double fraction = static_cast<double>(event.y - grip_ - plot.top) / plot.Height();
-        EventChannel(view, channel_)
+        EventChannel(view.GetDocument(), channel_)
             .SetDisplayPosition(std::clamp(fraction, leastDisplayPosition, greatestDisplayPosition));
-        ShowStatus(view, fmt::format("{}: {:.0f}% of the height", ChannelText(view, channel_),
-                                     100.0 * EventChannel(view, channel_).GetDisplayPosition()));
+        ShowStatus(view,
+                   fmt::format("{}: {:.0f}% of the height", ChannelText(view.Plot(), channel_),
+                               100.0 * EventChannel(view.GetDocument(), channel_).GetDisplayPosition()));
     }
     void Release(CKymoraView& view, const MouseEvent&) override {
-        const double after = EventChannel(view, channel_).GetDisplayPosition();
+        const double after = EventChannel(view.GetDocument(), channel_).GetDisplayPosition();
         Cancel(view);
         if (moved_)
             ChangeChannel(
@@ -92,8 +88,8 @@ class RowDrag : public MouseDrag {
                 "Move event channel");
     }
     void Cancel(CKymoraView& view) override {
-        if (moved_) EventChannel(view, channel_).SetDisplayPosition(before_);
-        ShowEventModeStatus(view);
+        if (moved_) EventChannel(view.GetDocument(), channel_).SetDisplayPosition(before_);
+        view.Mouse().ShowMode();
     }
     CursorShape Shape() const override { return CursorShape::vertical; }
 
@@ -113,24 +109,26 @@ class EventDrag : public MouseDrag {
     void Move(CKymoraView& view, const MouseEvent& event) override {
         at_ = event;
         moved_ = moved_ || event.x != press_.x;
-        if (moved_) ShowStatus(view, Status(view));
+        if (moved_) ShowStatus(view, Status(view.Plot()));
     }
     void Release(CKymoraView& view, const MouseEvent& event) override {
         Move(view, event);
-        ShowEventModeStatus(view);
+        view.Mouse().ShowMode();
         Finish(view);
     }
-    void Cancel(CKymoraView& view) override { ShowEventModeStatus(view); }
+    void Cancel(CKymoraView& view) override { view.Mouse().ShowMode(); }
     CursorShape Shape() const override { return CursorShape::horizontal; }
 
   protected:
-    virtual std::string Status(const CKymoraView& view) const = 0;
+    virtual std::string Status(const PlotContext& context) const = 0;
     virtual void Finish(CKymoraView& view) = 0;
     // By how many samples the mouse has moved.
-    int64_t Shift(const CKymoraView& view) const {
-        return view.GetDocument().PositionOf(view.PixelToTime(at_.x) - view.PixelToTime(press_.x));
+    int64_t Shift(const PlotContext& context) const {
+        return context.doc.PositionOf(context.PixelToTime(at_.x) - context.PixelToTime(press_.x));
     }
-    EventStretch Between(const CKymoraView& view) const { return StretchBetween(view, press_.x, at_.x); }
+    EventStretch Between(const PlotContext& context) const {
+        return StretchBetween(context, press_.x, at_.x);
+    }
 
     int channel_;
     MouseEvent press_, at_;
@@ -142,28 +140,29 @@ class EdgeDrag : public EventDrag {
     EdgeDrag(const EventHit& edge, const MouseEvent& press, std::string_view name)
         : EventDrag(edge.channel, press), edge_(edge), name_(name) {}
 
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        if (moved_) DrawStretch(view, device, channel_, Result(view), true);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        if (moved_) DrawStretch(context, device, channel_, Result(context), true);
     }
 
   protected:
-    std::string Status(const CKymoraView& view) const override {
-        return StretchText(view, channel_, Result(view));
+    std::string Status(const PlotContext& context) const override {
+        return StretchText(context, channel_, Result(context));
     }
     void Finish(CKymoraView& view) override {
-        if (moved_) StretchEvent(view, edge_, Sample(view), name_);
+        if (moved_) StretchEvent(view, edge_, Sample(view.Plot()), name_);
     }
 
   private:
-    int64_t Sample(const CKymoraView& view) const {
-        const CEventKM* event = view.GetDocument().GetEvent(edge_.channel, edge_.index);
+    int64_t Sample(const PlotContext& context) const {
+        const CEventKM* event = context.doc.GetEvent(edge_.channel, edge_.index);
         if (!event) return 0;
         const int64_t edge = edge_.part == EventPart::onset ? event->onPosition : event->offPosition;
-        return edge + Shift(view);
+        return edge + Shift(context);
     }
-    EventStretch Result(const CKymoraView& view) const {
-        const CEventKM* event = view.GetDocument().GetEvent(edge_.channel, edge_.index);
-        return event ? StretchOf(StretchedEvent(view, *event, edge_.part, Sample(view))) : EventStretch();
+    EventStretch Result(const PlotContext& context) const {
+        const CEventKM* event = context.doc.GetEvent(edge_.channel, edge_.index);
+        return event ? StretchOf(StretchedEvent(context.doc, *event, edge_.part, Sample(context)))
+                     : EventStretch();
     }
 
     EventHit edge_;
@@ -179,25 +178,25 @@ class MoveDrag : public EventDrag {
           withSelection_(withSelection),
           name_(name) {}
 
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        if (!moved_ || !AreThere(view)) return;
-        const int64_t shift = HeldShift(view, channel_, indices_, Shift(view));
-        if (indices_.size() == 1) return DrawStretch(view, device, channel_, Moved(view, shift), true);
-        DrawGroup(view, device, shift);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        if (!moved_ || !AreThere(context)) return;
+        const int64_t shift = HeldShift(context.doc, channel_, indices_, Shift(context));
+        if (indices_.size() == 1) return DrawStretch(context, device, channel_, Moved(context, shift), true);
+        DrawGroup(context, device, shift);
     }
     CursorShape Shape() const override { return CursorShape::grabbed; }
 
   protected:
-    std::string Status(const CKymoraView& view) const override {
-        if (!AreThere(view)) return {};
-        const int64_t shift = HeldShift(view, channel_, indices_, Shift(view));
-        if (indices_.size() == 1) return StretchText(view, channel_, Moved(view, shift));
-        return fmt::format("{}: {} moved by {}", ChannelText(view, channel_),
-                           CountText(static_cast<int64_t>(indices_.size())), PositionText(view, shift));
+    std::string Status(const PlotContext& context) const override {
+        if (!AreThere(context)) return {};
+        const int64_t shift = HeldShift(context.doc, channel_, indices_, Shift(context));
+        if (indices_.size() == 1) return StretchText(context, channel_, Moved(context, shift));
+        return fmt::format("{}: {} moved by {}", ChannelText(context, channel_),
+                           CountText(static_cast<int64_t>(indices_.size())), PositionText(context, shift));
     }
     void Finish(CKymoraView& view) override {
-        if (!moved_ || !AreThere(view)) return;
-        const int64_t shift = HeldShift(view, channel_, indices_, Shift(view));
+        if (!moved_ || !AreThere(view.Plot())) return;
+        const int64_t shift = HeldShift(view.GetDocument(), channel_, indices_, Shift(view.Plot()));
         if (!MoveEvents(view, channel_, indices_, shift, name_)) return;
         if (!withSelection_ || !view.m_selection) return;
         const double time = view.GetDocument().TimeOf(shift);
@@ -206,24 +205,24 @@ class MoveDrag : public EventDrag {
 
   private:
     // A script may have deleted events during the drag.
-    bool AreThere(const CKymoraView& view) const {
-        return indices_.back() < EventChannel(view, channel_).GetNumEvents();
+    bool AreThere(const PlotContext& context) const {
+        return indices_.back() < EventChannel(context.doc, channel_).GetNumEvents();
     }
-    EventStretch Moved(const CKymoraView& view, int64_t shift) const {
-        const CEventKM* event = view.GetDocument().GetEvent(channel_, indices_.front());
+    EventStretch Moved(const PlotContext& context, int64_t shift) const {
+        const CEventKM* event = context.doc.GetEvent(channel_, indices_.front());
         return event ? EventStretch{event->onPosition + shift, event->offPosition + shift} : EventStretch();
     }
-    void DrawGroup(const CKymoraView& view, DrawDevice& device, int64_t shift) const {
-        const PixelRect& plot = view.GetLayout().plot;
-        const CEventChan& chan = EventChannel(view, channel_);
+    void DrawGroup(const PlotContext& context, DrawDevice& device, int64_t shift) const {
+        const PixelRect& plot = context.layout.plot;
+        const CEventChan& chan = EventChannel(context.doc, channel_);
         PixelColumns columns(plot.left, plot.right);
         for (const int i : indices_) {
             const CEventKM& event = chan.Events()[static_cast<size_t>(i)];
-            const int on = X(view, event.onPosition + shift);
-            columns.Fill(on, std::max(on + 1, X(view, event.offPosition + shift)), chan.channelColour);
+            const int on = X(context, event.onPosition + shift);
+            columns.Fill(on, std::max(on + 1, X(context, event.offPosition + shift)), chan.channelColour);
         }
-        ClipToPlot(view, device);
-        const int y = EventRowY(view, channel_);
+        ClipToPlot(context, device);
+        const int y = EventRowY(context, channel_);
         columns.ForRuns([&](int from, int to, uint32_t colour) {
             device.FillRect({from, y + eventReach + 1, to, y + ghostReach + 1}, colour);
         });
@@ -239,25 +238,25 @@ class OverDrag : public EventDrag {
   public:
     OverDrag(int channel, const MouseEvent& press, EventAction act) : EventDrag(channel, press), act_(act) {}
 
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        if (!IsClick()) DrawStretch(view, device, channel_, Between(view), false);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        if (!IsClick()) DrawStretch(context, device, channel_, Between(context), false);
     }
 
   protected:
-    std::string Status(const CKymoraView& view) const override {
-        return StretchText(view, channel_, Between(view)) + ", " +
-               CountText(static_cast<int64_t>(Chosen(view).size()));
+    std::string Status(const PlotContext& context) const override {
+        return StretchText(context, channel_, Between(context)) + ", " +
+               CountText(static_cast<int64_t>(Chosen(context).size()));
     }
     void Finish(CKymoraView& view) override {
-        const std::vector<int> chosen = Chosen(view);
+        const std::vector<int> chosen = Chosen(view.Plot());
         if (!chosen.empty()) act_(view, channel_, chosen);
     }
 
   private:
     bool IsClick() const { return std::abs(at_.x - press_.x) <= clickSlack; }
-    std::vector<int> Chosen(const CKymoraView& view) const {
-        if (!IsClick()) return EventsTouching(view, channel_, Between(view));
-        const auto hit = EventAt(view, press_.x, press_.y);
+    std::vector<int> Chosen(const PlotContext& context) const {
+        if (!IsClick()) return EventsTouching(context, channel_, Between(context));
+        const auto hit = EventAt(context, press_.x, press_.y);
         return hit && hit->channel == channel_ ? std::vector<int>{hit->index} : std::vector<int>();
     }
 
@@ -266,12 +265,12 @@ class OverDrag : public EventDrag {
 
 class SelectionDrag : public EventDrag {
   public:
-    SelectionDrag(const CKymoraView& view, int channel, const MouseEvent& press)
-        : EventDrag(channel, press), before_(view.m_selection) {}
+    SelectionDrag(const PlotContext& context, int channel, const MouseEvent& press)
+        : EventDrag(channel, press), before_(context.selection) {}
 
     void Move(CKymoraView& view, const MouseEvent& event) override {
         EventDrag::Move(view, event);
-        if (moved_) view.Select(Selected(view));
+        if (moved_) view.Select(Selected(view.Plot()));
     }
     void Cancel(CKymoraView& view) override {
         view.Select(before_);
@@ -279,18 +278,19 @@ class SelectionDrag : public EventDrag {
     }
 
   protected:
-    std::string Status(const CKymoraView& view) const override {
-        const auto count = EventsStartingIn(view, channel_, Between(view)).size();
-        return StretchText(view, channel_, Between(view)) + ", " + CountText(static_cast<int64_t>(count));
+    std::string Status(const PlotContext& context) const override {
+        const auto count = EventsStartingIn(context, channel_, Between(context)).size();
+        return StretchText(context, channel_, Between(context)) + ", " +
+               CountText(static_cast<int64_t>(count));
     }
     void Finish(CKymoraView& view) override {
         if (!moved_) view.Select({});
     }
 
   private:
-    Viewport Selected(const CKymoraView& view) const {
-        const EventStretch stretch = Between(view);
-        return {view.GetDocument().TimeOf(stretch.from), view.GetDocument().TimeOf(stretch.to)};
+    Viewport Selected(const PlotContext& context) const {
+        const EventStretch stretch = Between(context);
+        return {context.doc.TimeOf(stretch.from), context.doc.TimeOf(stretch.to)};
     }
 
     std::optional<Viewport> before_;
@@ -301,17 +301,17 @@ class NewEventDrag : public EventDrag {
     NewEventDrag(int channel, const MouseEvent& press, std::string_view name)
         : EventDrag(channel, press), name_(name) {}
 
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        DrawStretch(view, device, channel_, Between(view), true);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        DrawStretch(context, device, channel_, Between(context), true);
     }
 
   protected:
-    std::string Status(const CKymoraView& view) const override {
-        return StretchText(view, channel_, Between(view));
+    std::string Status(const PlotContext& context) const override {
+        return StretchText(context, channel_, Between(context));
     }
     void Finish(CKymoraView& view) override {
         const int64_t length = view.GetDocument().GetLength();
-        EventStretch stretch = Between(view);
+        EventStretch stretch = Between(view.Plot());
         stretch.from = std::min(stretch.from, length - 1);
         stretch.to = std::min(stretch.to, length);
         InsertEvents(view, channel_, std::span(&stretch, 1), name_);
@@ -323,16 +323,8 @@ class NewEventDrag : public EventDrag {
 
 }  // namespace
 
-void ShowEventModeStatus(CKymoraView& view) {
-    if (!view.Window()) return;
-    std::string_view status;
-    for (const MouseMode& mode : EventModes())
-        if (mode.mode == view.m_nMouseMode) status = mode.status;
-    view.Window()->ShowStatus(status);
-}
-
-std::unique_ptr<MouseDrag> DragEventRow(const CKymoraView& view, int channel, const MouseEvent& press) {
-    return std::make_unique<RowDrag>(view, channel, press.y);
+std::unique_ptr<MouseDrag> DragEventRow(const PlotContext& context, int channel, const MouseEvent& press) {
+    return std::make_unique<RowDrag>(context, channel, press.y);
 }
 
 std::unique_ptr<MouseDrag> DragEventEdge(const EventHit& edge, const MouseEvent& press,
@@ -349,8 +341,9 @@ std::unique_ptr<MouseDrag> DragOverEvents(int channel, const MouseEvent& press, 
     return std::make_unique<OverDrag>(channel, press, act);
 }
 
-std::unique_ptr<MouseDrag> DragEventSelection(const CKymoraView& view, int channel, const MouseEvent& press) {
-    return std::make_unique<SelectionDrag>(view, channel, press);
+std::unique_ptr<MouseDrag> DragEventSelection(const PlotContext& context, int channel,
+                                              const MouseEvent& press) {
+    return std::make_unique<SelectionDrag>(context, channel, press);
 }
 
 std::unique_ptr<MouseDrag> DragNewEvent(int channel, const MouseEvent& press, std::string_view name) {

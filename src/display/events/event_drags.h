@@ -8,13 +8,11 @@
 #include <vector>
 
 #include "display/events/event_hits.h"
+#include "display/kymora_view.h"
 
 namespace kymora {
 
-// Puts the mode's own text back on the status line.
-void ShowEventModeStatus(CKymoraView& view);
-
-std::unique_ptr<MouseDrag> DragEventRow(const CKymoraView& view, int channel, const MouseEvent& press);
+std::unique_ptr<MouseDrag> DragEventRow(const PlotContext& context, int channel, const MouseEvent& press);
 std::unique_ptr<MouseDrag> DragEventEdge(const EventHit& edge, const MouseEvent& press,
                                          std::string_view name);
 // Moves events together. `withSelection` moves the selected stretch along.
@@ -24,7 +22,8 @@ std::unique_ptr<MouseDrag> DragEvents(int channel, std::vector<int> indices, con
 using EventAction = void (*)(CKymoraView& view, int channel, std::span<const int> indices);
 std::unique_ptr<MouseDrag> DragOverEvents(int channel, const MouseEvent& press, EventAction act);
 // Selects the stretch of time between press and release.
-std::unique_ptr<MouseDrag> DragEventSelection(const CKymoraView& view, int channel, const MouseEvent& press);
+std::unique_ptr<MouseDrag> DragEventSelection(const PlotContext& context, int channel,
+                                              const MouseEvent& press);
 // Inserts an event from press to release.
 std::unique_ptr<MouseDrag> DragNewEvent(int channel, const MouseEvent& press, std::string_view name);
 

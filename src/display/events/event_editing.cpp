@@ -68,8 +68,8 @@ bool Splice(CDataDoc& doc, int channel, int at, int count, std::vector<CEventKM>
 
 }  // namespace
 
-CEventChan& EventChannel(const CKymoraView& view, int channel) {
-    return view.GetDocument().eventChannels[static_cast<size_t>(channel)];
+CEventChan& EventChannel(CDataDoc& doc, int channel) {
+    return doc.eventChannels[static_cast<size_t>(channel)];
 }
 
 void SelectEventChannel(CKymoraView& view, int channel) {
@@ -115,14 +115,14 @@ bool ChangeEvents(CDataDoc& doc, int channel, std::span<const int> indices,
 }
 
 bool DeleteEvents(CKymoraView& view, int channel, std::span<const int> indices, std::string_view name) {
-    if (EventChannel(view, channel).IsLocked()) return false;
+    if (EventChannel(view.GetDocument(), channel).IsLocked()) return false;
     const std::string what = " of channel " + EventChannelText(view.GetSession(), channel);
     return ConfirmDeletion(view, static_cast<int64_t>(indices.size()), what) &&
            ExchangeEvents(view.GetDocument(), channel, indices, {}, name);
 }
 
 bool MergeEvents(CKymoraView& view, int channel, std::span<const int> indices, std::string_view name) {
-    const CEventChan& chan = EventChannel(view, channel);
+    const CEventChan& chan = EventChannel(view.GetDocument(), channel);
     if (chan.IsLocked() || !Holds(chan, indices)) return false;
     if (indices.size() < 2) return true;
     const std::vector<CEventKM> events = EventsAt(chan, indices);
@@ -136,14 +136,14 @@ bool MergeEvents(CKymoraView& view, int channel, std::span<const int> indices, s
     return ExchangeEvents(view.GetDocument(), channel, indices, {std::move(merged)}, name);
 }
 
-int64_t HeldShift(const CKymoraView& view, int channel, std::span<const int> indices, int64_t shift) {
-    const auto& events = EventChannel(view, channel).Events();
-    int64_t least = 0, greatest = view.GetDocument().GetLength();
+int64_t HeldShift(CDataDoc& doc, int channel, std::span<const int> indices, int64_t shift) {
+    const auto& events = EventChannel(doc, channel).Events();
+    int64_t least = 0, greatest = doc.GetLength();
     least = -greatest;
     for (const int i : indices) {
         const CEventKM& event = events[static_cast<size_t>(i)];
         least = std::max(least, std::min<int64_t>(0, -int64_t{event.onPosition}));
-        const int64_t room = view.GetDocument().GetLength() - ReachOf(event);
+        const int64_t room = doc.GetLength() - ReachOf(event);
         greatest = std::min(greatest, std::max<int64_t>(0, room));
     }
     return std::clamp(shift, least, greatest);
@@ -151,9 +151,9 @@ int64_t HeldShift(const CKymoraView& view, int channel, std::span<const int> ind
 
 bool MoveEvents(CKymoraView& view, int channel, std::span<const int> indices, int64_t shift,
                 std::string_view name) {
-    const CEventChan& chan = EventChannel(view, channel);
+    const CEventChan& chan = EventChannel(view.GetDocument(), channel);
     if (chan.IsLocked()) return false;
-    shift = HeldShift(view, channel, indices, shift);
+    shift = HeldShift(view.GetDocument(), channel, indices, shift);
     if (shift == 0) return true;
     std::vector<CEventKM> moved = EventsAt(chan, indices);
     for (CEventKM& event : moved) {
@@ -163,8 +163,8 @@ bool MoveEvents(CKymoraView& view, int channel, std::span<const int> indices, in
     return ExchangeEvents(view.GetDocument(), channel, indices, std::move(moved), name);
 }
 
-CEventKM StretchedEvent(const CKymoraView& view, CEventKM event, EventPart part, int64_t sample) {
-    const int64_t length = view.GetDocument().GetLength();
+CEventKM StretchedEvent(CDataDoc& doc, CEventKM event, EventPart part, int64_t sample) {
+    const int64_t length = doc.GetLength();
     if (part == EventPart::onset) {
         const int64_t last = std::max<int64_t>(0, std::min(int64_t{event.offPosition}, length) - 1);
         event.onPosition = ToPosition(std::clamp<int64_t>(sample, 0, last));
@@ -179,7 +179,7 @@ CEventKM StretchedEvent(const CKymoraView& view, CEventKM event, EventPart part,
 bool StretchEvent(CKymoraView& view, const EventHit& hit, int64_t sample, std::string_view name) {
     const CEventKM* event = view.GetDocument().GetEvent(hit.channel, hit.index);
     if (!event) return false;
-    const CEventKM stretched = StretchedEvent(view, *event, hit.part, sample);
+    const CEventKM stretched = StretchedEvent(view.GetDocument(), *event, hit.part, sample);
     const int index[] = {hit.index};
     if (stretched.onPosition != event->onPosition)
         return ExchangeEvents(view.GetDocument(), hit.channel, index, {stretched}, name);
@@ -187,9 +187,8 @@ bool StretchEvent(CKymoraView& view, const EventHit& hit, int64_t sample, std::s
         view.GetDocument(), hit.channel, index, [&](CEventKM& changed) { changed = stretched; }, name);
 }
 
-EventStretch FixedStretch(const CKymoraView& view, double timeMs) {
-    const CDataDoc& doc = view.GetDocument();
-    const EventInsertion& insertion = view.GetSession().eventInsertion;
+EventStretch FixedStretch(CDataDoc& doc, double timeMs) {
+    const EventInsertion& insertion = doc.GetSession().eventInsertion;
     const int64_t duration = std::max(1, doc.PositionOf(insertion.durationMs));
     const int64_t start = doc.PositionOf(timeMs) - (insertion.centred ? duration / 2 : 0);
     const int64_t length = std::max<int64_t>(1, doc.GetLength());
@@ -200,7 +199,7 @@ EventStretch FixedStretch(const CKymoraView& view, double timeMs) {
 
 bool InsertEvents(CKymoraView& view, int channel, std::span<const EventStretch> stretches,
                   std::string_view name) {
-    CEventChan& chan = EventChannel(view, channel);
+    CEventChan& chan = EventChannel(view.GetDocument(), channel);
     if (chan.IsLocked()) return false;
     const EventInsertion& insertion = view.GetSession().eventInsertion;
     std::vector<CEventKM> events;
@@ -225,7 +224,7 @@ void ChangeChannel(CKymoraView& view, int channel, const std::function<void(CEve
     {
         UndoScope scope(doc, std::string(name));
         scope.KeepChannelSettings(channel);
-        change(EventChannel(view, channel));
+        change(EventChannel(view.GetDocument(), channel));
     }
     doc.UpdateAllViews(UpdateHint::events);
 }

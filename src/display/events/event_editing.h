@@ -10,10 +10,11 @@
 #include <vector>
 
 #include "display/events/event_hits.h"
+#include "display/kymora_view.h"
 
 namespace kymora {
 
-CEventChan& EventChannel(const CKymoraView& view, int channel);
+CEventChan& EventChannel(CDataDoc& doc, int channel);
 void SelectEventChannel(CKymoraView& view, int channel);
 
 // True when the user agrees, or when there is nothing to ask: at most one event goes. `what` is what the
@@ -35,16 +36,16 @@ bool MergeEvents(CKymoraView& view, int channel, std::span<const int> indices, s
 
 // The largest shift towards `shift` that takes none of the events out of the recording. One that lies outside
 // already is not moved further out.
-int64_t HeldShift(const CKymoraView& view, int channel, std::span<const int> indices, int64_t shift);
+int64_t HeldShift(CDataDoc& doc, int channel, std::span<const int> indices, int64_t shift);
 bool MoveEvents(CKymoraView& view, int channel, std::span<const int> indices, int64_t shift,
                 std::string_view name);
 
 // The event with its onset or offset at a sample, held to the recording; at least one sample stays.
-CEventKM StretchedEvent(const CKymoraView& view, CEventKM event, EventPart part, int64_t sample);
+CEventKM StretchedEvent(CDataDoc& doc, CEventKM event, EventPart part, int64_t sample);
 bool StretchEvent(CKymoraView& view, const EventHit& hit, int64_t sample, std::string_view name);
 
 // The stretch of an event of the fixed duration for a click at a sample. Only for recordings with a sample.
-EventStretch FixedStretch(const CKymoraView& view, double timeMs);
+EventStretch FixedStretch(CDataDoc& doc, double timeMs);
 // Adds events with what is set for insertion, and shows their channel if it is hidden.
 bool InsertEvents(CKymoraView& view, int channel, std::span<const EventStretch> stretches,
                   std::string_view name);

@@ -50,12 +50,12 @@ bool Ask(const CKymoraView& view, Form& form) { return view.GetSession().host.As
 
 void AskEventProperties(CKymoraView& view, int channel, int index) {
     CDataDoc& doc = view.GetDocument();
-    const CEventChan& chan = EventChannel(view, channel);
+    const CEventChan& chan = EventChannel(view.GetDocument(), channel);
     const CEventKM* event = doc.GetEvent(channel, index);
     if (!event || chan.IsLocked()) return;
     Form form("Event properties");
     form.AddNote("which", fmt::format("Event {} of {} in channel {}", index + 1, chan.GetNumEvents(),
-                                      EventChannelTitle(view, channel)));
+                                      EventChannelTitle(view.Plot(), channel)));
     const double on = WithoutNoise(doc.TimeOf(event->onPosition));
     const double duration = WithoutNoise(doc.TimeOf(int64_t{event->offPosition} - event->onPosition));
     FormField& onset = AddMs(form, "onset", "Onset (ms)", on, doc.sampleInterval, "Where the event starts");
@@ -79,7 +79,8 @@ void AskEventProperties(CKymoraView& view, int channel, int index) {
     // What was not touched stays as it is, also in an event that no edit could have made.
     if (newOn != before.onPosition || newDuration != int64_t{before.offPosition} - before.onPosition) {
         changed.onPosition = newOn;
-        changed = StretchedEvent(view, changed, EventPart::offset, int64_t{newOn} + newDuration);
+        changed =
+            StretchedEvent(view.GetDocument(), changed, EventPart::offset, int64_t{newOn} + newDuration);
     }
     if (const auto value = static_cast<float>(form.Number("value")); std::isfinite(value))
         changed.eventValue = value;
@@ -96,7 +97,7 @@ void AskEventProperties(CKymoraView& view, int channel, int index) {
 
 void AskEventLabel(CKymoraView& view, int channel, int index) {
     const CEventKM* event = view.GetDocument().GetEvent(channel, index);
-    if (!event || EventChannel(view, channel).IsLocked()) return;
+    if (!event || EventChannel(view.GetDocument(), channel).IsLocked()) return;
     Form form("Edit event label");
     form.AddText("label", "Label", std::string(event->eventLabel.View()),
                  "Text shown at the event; an empty one takes the label away");
@@ -161,11 +162,12 @@ std::vector<double> ParseEventTimes(const CKymoraView& view, std::string_view te
 
 void AskEventTimes(CKymoraView& view) {
     const int channel = view.m_nMouseEventChan;
-    if (EventChannel(view, channel).IsLocked()) return;
+    if (EventChannel(view.GetDocument(), channel).IsLocked()) return;
     const EventInsertion& insertion = view.GetSession().eventInsertion;
     Form form("Insert events at times");
-    form.AddNote("which", fmt::format("Events of {} in channel {}", TimeText(view, insertion.durationMs),
-                                      EventChannelTitle(view, channel)));
+    form.AddNote("which",
+                 fmt::format("Events of {} in channel {}", TimeText(view.Plot(), insertion.durationMs),
+                             EventChannelTitle(view.Plot(), channel)));
     form.AddLongText("times", "Times (ms)", "",
                      "Times of the onsets, separated by blanks, commas, semicolons or line ends");
     form.validate = [&view](const Form& f) {
@@ -177,14 +179,14 @@ void AskEventTimes(CKymoraView& view) {
     std::string fault;
     std::vector<EventStretch> stretches;
     for (const double time : ParseEventTimes(view, form.Text("times"), fault))
-        stretches.push_back(FixedStretch(view, time));
+        stretches.push_back(FixedStretch(view.GetDocument(), time));
     if (fault.empty()) InsertEvents(view, channel, stretches, form.title);
 }
 
 bool AskEventPaint(CKymoraView& view) {
     uint32_t& paint = view.GetSession().eventPaint;
     Form form("Set event colour");
-    AddOwnColour(form, paint, EventChannel(view, view.m_nMouseEventChan).channelColour);
+    AddOwnColour(form, paint, EventChannel(view.GetDocument(), view.m_nMouseEventChan).channelColour);
     if (!Ask(view, form)) return false;
     paint = OwnColour(form);
     return true;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "display/events/event_hits.h"
+#include "display/kymora_view.h"
 
 namespace kymora {
 

@@ -9,11 +9,11 @@ namespace kymora {
 
 namespace {
 
-int Margin(const CKymoraView& view) { return std::clamp(view.GetSession().options.hitMargin, 0, 20); }
+int Margin(const PlotContext& context) { return std::clamp(context.GetSession().options.hitMargin, 0, 20); }
 
-const EventSummary& SummaryOf(const CKymoraView& view, int channel) {
-    return view.EventRows().SummaryOf(view.GetDocument().eventChannels[static_cast<size_t>(channel)],
-                                      channel);
+const EventSummary& SummaryOf(const PlotContext& context, int channel) {
+    return context.drawn.eventRows.SummaryOf(context.doc.eventChannels[static_cast<size_t>(channel)],
+                                             channel);
 }
 
 // How good a hit is; the lowest wins.
@@ -26,9 +26,9 @@ struct Candidate {
 
 // An event's place in pixels; an event without a duration ends where it starts.
 struct PixelSpan {
-    PixelSpan(const CKymoraView& view, const CEventKM& event)
-        : on(view.TimeToPixel(view.GetDocument().TimeOf(event.onPosition))),
-          off(std::max(on, view.TimeToPixel(view.GetDocument().TimeOf(event.offPosition)))) {}
+    PixelSpan(const PlotContext& context, const CEventKM& event)
+        : on(context.TimeToPixel(context.doc.TimeOf(event.onPosition))),
+          off(std::max(on, context.TimeToPixel(context.doc.TimeOf(event.offPosition)))) {}
     int on, off;
 };
 
@@ -38,22 +38,22 @@ EventPart PartAt(const PixelSpan& span, int x, int margin) {
     return toOn <= margin ? EventPart::onset : EventPart::body;
 }
 
-int64_t SampleNear(const CKymoraView& view, int x) {
-    const double sample = view.PixelToTime(x) / view.GetDocument().sampleInterval;
+int64_t SampleNear(const PlotContext& context, int x) {
+    const double sample = context.PixelToTime(x) / context.doc.sampleInterval;
     return static_cast<int64_t>(std::clamp(sample, -1e12, 1e12));
 }
 
 template <typename Accept>
-std::optional<EventHit> BestEvent(const CKymoraView& view, int x, int y, Accept accept) {
-    if (!view.GetLayout().plot.Contains(x, y) || !view.GetTimeScale().IsUsable()) return {};
-    const int channel = EventRowAt(view, y);
+std::optional<EventHit> BestEvent(const PlotContext& context, int x, int y, Accept accept) {
+    if (!context.layout.plot.Contains(x, y) || !context.GetTimeScale().IsUsable()) return {};
+    const int channel = EventRowAt(context, y);
     if (channel < 0) return {};
-    const int margin = Margin(view);
-    const auto& events = view.GetDocument().eventChannels[static_cast<size_t>(channel)].Events();
+    const int margin = Margin(context);
+    const auto& events = context.doc.eventChannels[static_cast<size_t>(channel)].Events();
     Candidate best;
-    SummaryOf(view, channel)
-        .ForTouching(SampleNear(view, x - margin) - 1, SampleNear(view, x + margin) + 2, [&](size_t i) {
-            const PixelSpan span(view, events[i]);
+    SummaryOf(context, channel)
+        .ForTouching(SampleNear(context, x - margin) - 1, SampleNear(context, x + margin) + 2, [&](size_t i) {
+            const PixelSpan span(context, events[i]);
             if (x < span.on - margin || x > span.off + margin || !accept(span)) return;
             const int nearest = std::min(std::abs(x - span.on), std::abs(x - span.off));
             const Rank rank{nearest, -static_cast<int>(i)};
@@ -65,13 +65,14 @@ std::optional<EventHit> BestEvent(const CKymoraView& view, int x, int y, Accept 
 
 }  // namespace
 
-int EventRowAt(const CKymoraView& view, int y) {
-    const int selected = view.m_nMouseEventChan;
-    if (HasEventRow(view, selected) && std::abs(y - EventRowY(view, selected)) <= eventReach) return selected;
-    int best = -1, distance = eventReach + Margin(view);
+int EventRowAt(const PlotContext& context, int y) {
+    const int selected = context.eventChannel;
+    if (HasEventRow(context, selected) && std::abs(y - EventRowY(context, selected)) <= eventReach)
+        return selected;
+    int best = -1, distance = eventReach + Margin(context);
     for (int channel = 0; channel < maxEventChannels; ++channel) {
-        if (!HasEventRow(view, channel)) continue;
-        const int away = std::abs(y - EventRowY(view, channel));
+        if (!HasEventRow(context, channel)) continue;
+        const int away = std::abs(y - EventRowY(context, channel));
         if (away > distance) continue;
         best = channel;
         distance = away;
@@ -79,47 +80,47 @@ int EventRowAt(const CKymoraView& view, int y) {
     return best;
 }
 
-std::optional<EventHit> EventAt(const CKymoraView& view, int x, int y) {
-    return BestEvent(view, x, y, [](const PixelSpan&) { return true; });
+std::optional<EventHit> EventAt(const PlotContext& context, int x, int y) {
+    return BestEvent(context, x, y, [](const PixelSpan&) { return true; });
 }
 
-std::optional<EventHit> WideEventEdgeAt(const CKymoraView& view, int x, int y) {
-    const int narrow = 2 * Margin(view) + 2;
+std::optional<EventHit> WideEventEdgeAt(const PlotContext& context, int x, int y) {
+    const int narrow = 2 * Margin(context) + 2;
     const auto hit =
-        BestEvent(view, x, y, [narrow](const PixelSpan& span) { return span.off - span.on > narrow; });
+        BestEvent(context, x, y, [narrow](const PixelSpan& span) { return span.off - span.on > narrow; });
     if (!hit || hit->part == EventPart::body) return {};
     return hit;
 }
 
-int EventNameAt(const CKymoraView& view, int x, int y) {
-    for (const auto& [channel, box] : view.EventRows().names)
-        if (box.Contains(x, y) && HasEventRow(view, channel)) return channel;
+int EventNameAt(const PlotContext& context, int x, int y) {
+    for (const auto& [channel, box] : context.drawn.eventRows.names)
+        if (box.Contains(x, y) && HasEventRow(context, channel)) return channel;
     return -1;
 }
 
-int64_t SampleAt(const CKymoraView& view, int x) {
-    const CDataDoc& doc = view.GetDocument();
-    return std::clamp<int64_t>(doc.PositionOf(view.PixelToTime(x)), 0, doc.GetLength());
+int64_t SampleAt(const PlotContext& context, int x) {
+    const CDataDoc& doc = context.doc;
+    return std::clamp<int64_t>(doc.PositionOf(context.PixelToTime(x)), 0, doc.GetLength());
 }
 
-EventStretch StretchBetween(const CKymoraView& view, int x1, int x2) {
-    EventStretch stretch{SampleAt(view, std::min(x1, x2)), SampleAt(view, std::max(x1, x2))};
+EventStretch StretchBetween(const PlotContext& context, int x1, int x2) {
+    EventStretch stretch{SampleAt(context, std::min(x1, x2)), SampleAt(context, std::max(x1, x2))};
     stretch.to = std::max(stretch.to, stretch.from + 1);
     return stretch;
 }
 
-std::vector<int> EventsTouching(const CKymoraView& view, int channel, EventStretch stretch) {
+std::vector<int> EventsTouching(const PlotContext& context, int channel, EventStretch stretch) {
     std::vector<int> found;
-    SummaryOf(view, channel).ForTouching(stretch.from, stretch.to, [&](size_t i) {
+    SummaryOf(context, channel).ForTouching(stretch.from, stretch.to, [&](size_t i) {
         found.push_back(static_cast<int>(i));
     });
     return found;
 }
 
-std::vector<int> EventsStartingIn(const CKymoraView& view, int channel, EventStretch stretch) {
-    const auto& events = view.GetDocument().eventChannels[static_cast<size_t>(channel)].Events();
+std::vector<int> EventsStartingIn(const PlotContext& context, int channel, EventStretch stretch) {
+    const auto& events = context.doc.eventChannels[static_cast<size_t>(channel)].Events();
     std::vector<int> found;
-    for (const int i : EventsTouching(view, channel, stretch))
+    for (const int i : EventsTouching(context, channel, stretch))
         if (events[static_cast<size_t>(i)].onPosition >= stretch.from) found.push_back(i);
     return found;
 }

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 
 namespace kymora {
 
@@ -24,28 +24,28 @@ struct EventStretch {
 
 // The row under a pixel, within the margin of hits, or -1. A row of the selected channel comes first, so that
 // rows in one place can each be reached; then the nearest, then the one on top.
-int EventRowAt(const CKymoraView& view, int y);
+int EventRowAt(const PlotContext& context, int y);
 
 // The event under a pixel: the row of its channel and, within the margin, its stretch of time. Of several it
 // is the one whose onset or offset is nearest, then the one that starts last. The edge nearer than the margin
 // is the part; the offset where both are one pixel and the mouse is not left of it.
-std::optional<EventHit> EventAt(const CKymoraView& view, int x, int y);
+std::optional<EventHit> EventAt(const PlotContext& context, int x, int y);
 
 // An edge that a press in the normal mode takes hold of: of an event so wide that its body can be told from
 // its edges. So a row of points is never stretched by accident.
-std::optional<EventHit> WideEventEdgeAt(const CKymoraView& view, int x, int y);
+std::optional<EventHit> WideEventEdgeAt(const PlotContext& context, int x, int y);
 
 // The channel whose name stands under a pixel in the last picture, or -1.
-int EventNameAt(const CKymoraView& view, int x, int y);
+int EventNameAt(const PlotContext& context, int x, int y);
 
 // The sample of a pixel, held to the recording: from 0 to its length, inclusive.
-int64_t SampleAt(const CKymoraView& view, int x);
+int64_t SampleAt(const PlotContext& context, int x);
 // From one pixel to another, in any order; at least one sample.
-EventStretch StretchBetween(const CKymoraView& view, int x1, int x2);
+EventStretch StretchBetween(const PlotContext& context, int x1, int x2);
 
 // The events of a channel that touch a stretch, ascending.
-std::vector<int> EventsTouching(const CKymoraView& view, int channel, EventStretch stretch);
+std::vector<int> EventsTouching(const PlotContext& context, int channel, EventStretch stretch);
 // Those that start in it.
-std::vector<int> EventsStartingIn(const CKymoraView& view, int channel, EventStretch stretch);
+std::vector<int> EventsStartingIn(const PlotContext& context, int channel, EventStretch stretch);
 
 }  // namespace kymora

@@ -16,65 +16,57 @@ namespace {
 
 // --- the normal mode ---
 
-bool HitsName(const CKymoraView& view, int x, int y) { return EventNameAt(view, x, y) >= 0; }
-bool HitsEdge(const CKymoraView& view, int x, int y) { return WideEventEdgeAt(view, x, y).has_value(); }
-bool HitsEvent(const CKymoraView& view, int x, int y) { return EventAt(view, x, y).has_value(); }
+bool HitsName(const PlotContext& context, int x, int y) { return EventNameAt(context, x, y) >= 0; }
+bool HitsEdge(const PlotContext& context, int x, int y) { return WideEventEdgeAt(context, x, y).has_value(); }
+bool HitsEvent(const PlotContext& context, int x, int y) { return EventAt(context, x, y).has_value(); }
 
 std::unique_ptr<MouseDrag> GrabName(CKymoraView& view, const MouseEvent& event) {
-    const int channel = EventNameAt(view, event.x, event.y);
+    const int channel = EventNameAt(view.Plot(), event.x, event.y);
     SelectEventChannel(view, channel);
-    return DragEventRow(view, channel, event);
+    return DragEventRow(view.Plot(), channel, event);
 }
 
 void OpenChannel(CKymoraView& view, const MouseEvent& event) {
-    AskChannelProperties(view, EventNameAt(view, event.x, event.y));
+    AskChannelProperties(view, EventNameAt(view.Plot(), event.x, event.y));
 }
 
 std::unique_ptr<MouseDrag> GrabEdge(CKymoraView& view, const MouseEvent& event) {
-    const auto edge = WideEventEdgeAt(view, event.x, event.y);
+    const auto edge = WideEventEdgeAt(view.Plot(), event.x, event.y);
     SelectEventChannel(view, edge->channel);
-    if (EventChannel(view, edge->channel).IsLocked()) return nullptr;
+    if (EventChannel(view.GetDocument(), edge->channel).IsLocked()) return nullptr;
     return DragEventEdge(*edge, event, "Stretch event");
 }
 
 // A body is not moved: the press selects its channel, and goes on to what lies below, so that the view can be
 // dragged also where events cover it.
 std::unique_ptr<MouseDrag> GrabEvent(CKymoraView& view, const MouseEvent& event) {
-    SelectEventChannel(view, EventAt(view, event.x, event.y)->channel);
-    for (const HitTarget& target : ViewTargets())
-        if (target.hit(view, event.x, event.y)) return target.grab(view, event);
+    SelectEventChannel(view, EventAt(view.Plot(), event.x, event.y)->channel);
     return nullptr;
 }
 
 void OpenEvent(CKymoraView& view, const MouseEvent& event) {
-    const auto hit = EventAt(view, event.x, event.y);
+    const auto hit = EventAt(view.Plot(), event.x, event.y);
     AskEventProperties(view, hit->channel, hit->index);
 }
-
-constexpr HitTarget targets[] = {
-    {HitsName, CursorShape::vertical, GrabName, OpenChannel},
-    {HitsEdge, CursorShape::horizontal, GrabEdge, OpenEvent},
-    {HitsEvent, CursorShape::arrow, GrabEvent, OpenEvent},
-};
 
 // --- the modes ---
 
 // The channel whose row was pressed, which becomes the selected one; -1 where there is none, or when it is
 // locked, which the user is told.
 int PressedChannel(CKymoraView& view, const MouseEvent& event) {
-    if (!view.GetLayout().plot.Contains(event.x, event.y)) return -1;
-    const int channel = EventRowAt(view, event.y);
+    if (!view.Plot().layout.plot.Contains(event.x, event.y)) return -1;
+    const int channel = EventRowAt(view.Plot(), event.y);
     if (channel < 0) return -1;
     SelectEventChannel(view, channel);
-    return EventChannel(view, channel).IsLocked() ? -1 : channel;
+    return EventChannel(view.GetDocument(), channel).IsLocked() ? -1 : channel;
 }
 
 // The same for the event that was pressed.
 std::optional<EventHit> PressedEvent(CKymoraView& view, const MouseEvent& event) {
-    const auto hit = EventAt(view, event.x, event.y);
+    const auto hit = EventAt(view.Plot(), event.x, event.y);
     if (!hit) return {};
     SelectEventChannel(view, hit->channel);
-    if (EventChannel(view, hit->channel).IsLocked()) return {};
+    if (EventChannel(view.GetDocument(), hit->channel).IsLocked()) return {};
     return hit;
 }
 
@@ -123,7 +115,7 @@ void Colour(CKymoraView& view, int channel, std::span<const int> indices) {
 std::unique_ptr<MouseDrag> PressToClearChannel(CKymoraView& view, const MouseEvent& event) {
     const int channel = PressedChannel(view, event);
     if (channel < 0) return nullptr;
-    CEventChan& chan = EventChannel(view, channel);
+    CEventChan& chan = EventChannel(view.GetDocument(), channel);
     const std::string what = fmt::format(" of channel {}, and its label and description",
                                          EventChannelText(view.GetSession(), channel));
     if (!ConfirmDeletion(view, chan.GetNumEvents(), what)) return nullptr;
@@ -139,15 +131,15 @@ std::unique_ptr<MouseDrag> PressToClearChannel(CKymoraView& view, const MouseEve
 std::unique_ptr<MouseDrag> PressToInsert(CKymoraView& view, const MouseEvent& event) {
     const int channel = view.m_nMouseEventChan;
     const int64_t length = view.GetDocument().GetLength();
-    if (length <= 0 || !view.GetLayout().plot.Contains(event.x, event.y) ||
-        EventChannel(view, channel).IsLocked())
+    if (length <= 0 || !view.Plot().layout.plot.Contains(event.x, event.y) ||
+        EventChannel(view.GetDocument(), channel).IsLocked())
         return nullptr;
     constexpr std::string_view name = "Insert event";
     const int kind = view.m_nMouseMode - mouseInsertFirst;
     if (kind == 1) return DragNewEvent(channel, event, name);
-    EventStretch stretch = FixedStretch(view, view.PixelToTime(event.x));
+    EventStretch stretch = FixedStretch(view.GetDocument(), view.Plot().PixelToTime(event.x));
     if (kind == 2) {
-        stretch.from = std::min(SampleAt(view, event.x), length - 1);
+        stretch.from = std::min(SampleAt(view.Plot(), event.x), length - 1);
         stretch.to = stretch.from + 1;
     }
     InsertEvents(view, channel, std::span(&stretch, 1), name);
@@ -164,8 +156,8 @@ std::unique_ptr<MouseDrag> PressToStretch(CKymoraView& view, const MouseEvent& e
     auto hit = PressedEvent(view, event);
     if (!hit) return nullptr;
     const CDataDoc& doc = view.GetDocument();
-    const int on = view.TimeToPixel(doc.TimeOf(doc.GetOn(hit->channel, hit->index)));
-    const int off = view.TimeToPixel(doc.TimeOf(doc.GetOff(hit->channel, hit->index)));
+    const int on = view.Plot().TimeToPixel(doc.TimeOf(doc.GetOn(hit->channel, hit->index)));
+    const int off = view.Plot().TimeToPixel(doc.TimeOf(doc.GetOff(hit->channel, hit->index)));
     if (hit->part == EventPart::body)
         hit->part = std::abs(event.x - on) < std::abs(event.x - off) ? EventPart::onset : EventPart::offset;
     return DragEventEdge(*hit, event, "Stretch event");
@@ -180,39 +172,46 @@ std::unique_ptr<MouseDrag> PressToMove(CKymoraView& view, const MouseEvent& even
 std::unique_ptr<MouseDrag> PressToMoveGroup(CKymoraView& view, const MouseEvent& event) {
     const int channel = PressedChannel(view, event);
     if (channel < 0) return nullptr;
-    const double time = view.PixelToTime(event.x);
+    const double time = view.Plot().PixelToTime(event.x);
     if (view.m_selection && time >= view.m_selection->start && time < view.m_selection->end) {
         const CDataDoc& doc = view.GetDocument();
         auto group = EventsStartingIn(
-            view, channel, {doc.PositionOf(view.m_selection->start), doc.PositionOf(view.m_selection->end)});
+            view.Plot(), channel,
+            {doc.PositionOf(view.m_selection->start), doc.PositionOf(view.m_selection->end)});
         if (!group.empty())
             return DragEvents(channel, std::move(group), event, true, "Event group within channel");
     }
-    return DragEventSelection(view, channel, event);
+    return DragEventSelection(view.Plot(), channel, event);
 }
-
-// clang-format off
-constexpr MouseMode modes[] = {
-    {mouseMergeEvents, "Drag over events in their row to merge them into one; ESC ends", CursorShape::horizontal, PressOver<Merge>},
-    {mouseDeleteChannel, "Click on the row of the channel to be deleted; ESC ends", CursorShape::forbidden, PressToClearChannel},
-    {mouseDeleteEvents, "Click on an event, or drag over several in their row, to delete; ESC ends", CursorShape::forbidden, PressOver<Delete>},
-    {mouseInsertFirst, "Click where an event of the fixed duration shall be; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
-    {mouseInsertFirst + 1, "Drag from the onset of a new event to its end; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
-    {mouseInsertLast, "Click where an event of one sample shall be; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
-    {mouseAddTag, "Click on an event, or drag over several in their row, to tag; ESC ends", CursorShape::cross, PressOver<AddTag>},
-    {mouseDeleteTag, "Click on an event, or drag over several in their row, to take tags away; ESC ends", CursorShape::cross, PressOver<DeleteTag>},
-    {mouseEditLabel, "Click on an event to edit its label; ESC ends", CursorShape::cross, PressToLabel},
-    {mouseClearLabel, "Click on an event, or drag over several in their row, to take labels away; ESC ends", CursorShape::cross, PressOver<ClearLabel>},
-    {mouseColourEvents, "Click on an event, or drag over several in their row, to colour; ESC ends", CursorShape::cross, PressOver<Colour>},
-    {mouseStretch, "Drag the onset or the end of an event; ESC ends", CursorShape::horizontal, PressToStretch},
-    {mouseEventGroup, "Drag over events in their row to select them, then drag them; ESC ends", CursorShape::hand, PressToMoveGroup},
-    {mouseMoveEvents, "Drag an event; ESC ends", CursorShape::hand, PressToMove},
-};
-// clang-format on
 
 }  // namespace
 
-std::span<const HitTarget> EventTargets() { return targets; }
-std::span<const MouseMode> EventModes() { return modes; }
+// clang-format off
+MouseTool EventTool() {
+    return {
+        {
+            {HitsName, CursorShape::vertical, GrabName, OpenChannel},
+            {HitsEdge, CursorShape::horizontal, GrabEdge, OpenEvent},
+            {HitsEvent, CursorShape::arrow, GrabEvent, OpenEvent, true},
+        },
+        {
+            {mouseMergeEvents, "Drag over events in their row to merge them into one; ESC ends", CursorShape::horizontal, PressOver<Merge>},
+            {mouseDeleteChannel, "Click on the row of the channel to be deleted; ESC ends", CursorShape::forbidden, PressToClearChannel},
+            {mouseDeleteEvents, "Click on an event, or drag over several in their row, to delete; ESC ends", CursorShape::forbidden, PressOver<Delete>},
+            {mouseInsertFirst, "Click where an event of the fixed duration shall be; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
+            {mouseInsertFirst + 1, "Drag from the onset of a new event to its end; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
+            {mouseInsertLast, "Click where an event of one sample shall be; a letter chooses the channel; ESC ends", CursorShape::cross, PressToInsert},
+            {mouseAddTag, "Click on an event, or drag over several in their row, to tag; ESC ends", CursorShape::cross, PressOver<AddTag>},
+            {mouseDeleteTag, "Click on an event, or drag over several in their row, to take tags away; ESC ends", CursorShape::cross, PressOver<DeleteTag>},
+            {mouseEditLabel, "Click on an event to edit its label; ESC ends", CursorShape::cross, PressToLabel},
+            {mouseClearLabel, "Click on an event, or drag over several in their row, to take labels away; ESC ends", CursorShape::cross, PressOver<ClearLabel>},
+            {mouseColourEvents, "Click on an event, or drag over several in their row, to colour; ESC ends", CursorShape::cross, PressOver<Colour>},
+            {mouseStretch, "Drag the onset or the end of an event; ESC ends", CursorShape::horizontal, PressToStretch},
+            {mouseEventGroup, "Drag over events in their row to select them, then drag them; ESC ends", CursorShape::hand, PressToMoveGroup},
+            {mouseMoveEvents, "Drag an event; ESC ends", CursorShape::hand, PressToMove},
+        },
+    };
+}
+// clang-format on
 
 }  // namespace kymora

@@ -23,8 +23,8 @@ constexpr uint32_t shadeParts = 8;  // a shade is one part of the colour in so m
 // Events of one column that are looked at one by one; more of them are drawn by their summary.
 constexpr size_t mostSingly = 16;
 
-const CEventChan& ChannelOf(const CKymoraView& view, int channel) {
-    return view.GetDocument().eventChannels[static_cast<size_t>(channel)];
+const CEventChan& ChannelOf(const PlotContext& context, int channel) {
+    return context.doc.eventChannels[static_cast<size_t>(channel)];
 }
 
 uint32_t Pale(uint32_t colour, uint32_t paper) {
@@ -40,16 +40,16 @@ uint32_t Pale(uint32_t colour, uint32_t paper) {
 // within another lies on top of it.
 class RowColumns {
   public:
-    RowColumns(const CKymoraView& view, int channel)
-        : ticks(view.GetLayout().plot.left, view.GetLayout().plot.right),
+    RowColumns(const PlotContext& context, int channel)
+        : ticks(context.layout.plot.left, context.layout.plot.right),
           bars(ticks),
           ends(ticks),
           tags(ticks),
-          view_(view),
-          chan_(ChannelOf(view, channel)),
-          plot_(view.GetLayout().plot),
-          times_(view.GetTimeScale()),
-          summary_(view.EventRows().SummaryOf(chan_, channel)) {
+          context_(context),
+          chan_(ChannelOf(context, channel)),
+          plot_(context.layout.plot),
+          times_(context.GetTimeScale()),
+          summary_(context.drawn.eventRows.SummaryOf(chan_, channel)) {
         Collect();
     }
 
@@ -68,10 +68,10 @@ class RowColumns {
 
   private:
     const CEventKM& At(size_t i) const { return chan_.Events()[i]; }
-    int X(int64_t position) const { return times_.ToPixel(view_.GetDocument().TimeOf(position)); }
+    int X(int64_t position) const { return times_.ToPixel(context_.doc.TimeOf(position)); }
     // The position at a pixel, or one sample beyond for the right side.
     int64_t PositionAt(int x) const {
-        const double position = std::floor(times_.ToTime(x) / view_.GetDocument().sampleInterval);
+        const double position = std::floor(times_.ToTime(x) / context_.doc.sampleInterval);
         return static_cast<int64_t>(std::clamp(position, -1e12, 1e12));
     }
 
@@ -103,8 +103,8 @@ class RowColumns {
 
     // The first position that lies in a column or right of it.
     int64_t FirstPositionIn(int column) const {
-        const double leftEdge = times_.ToTime(column) - 0.5 * view_.GetViewport().Duration() / plot_.Width();
-        const double guess = std::ceil(leftEdge / view_.GetDocument().sampleInterval);
+        const double leftEdge = times_.ToTime(column) - 0.5 * context_.viewport.Duration() / plot_.Width();
+        const double guess = std::ceil(leftEdge / context_.doc.sampleInterval);
         auto position = static_cast<int64_t>(std::clamp(guess, -1e12, 1e12));
         while (X(position) >= column) --position;
         while (X(position) < column) ++position;
@@ -137,12 +137,12 @@ class RowColumns {
         if (x < plot_.left || x >= plot_.right) return;
         if (summary_.FirstTagged(first, end) != EventSummary::none)
             tags.Fill(x - tagReach, x + tagReach + 1, chan_.channelColourAlt);
-        if (!view_.m_bShowEventLabels) return;
+        if (!context_.settings.m_bShowEventLabels) return;
         const size_t labelled = summary_.FirstLabelled(first, end);
         if (labelled != EventSummary::none) labels.push_back({x, &At(labelled)});
     }
 
-    const CKymoraView& view_;
+    const PlotContext& context_;
     const CEventChan& chan_;
     PixelRect plot_;
     TimeScale times_;
@@ -151,40 +151,40 @@ class RowColumns {
 
 class RowPainter {
   public:
-    RowPainter(const CKymoraView& view, DrawDevice& device, int channel)
-        : view_(view),
+    RowPainter(const PlotContext& context, DrawDevice& device, int channel)
+        : context_(context),
           device_(device),
           channel_(channel),
-          chan_(ChannelOf(view, channel)),
-          y_(EventRowY(view, channel)) {}
+          chan_(ChannelOf(context, channel)),
+          y_(EventRowY(context, channel)) {}
 
     void Paint() {
-        const RowColumns columns(view_, channel_);
+        const RowColumns columns(context_, channel_);
         PaintShape(columns);
         FillRuns(columns.tags, -eventReach - 1 - tagHeight, -eventReach - 1);
         PaintLabels(columns);
-        if (view_.m_bShowEventChanLabels) PaintName();
+        if (context_.settings.m_bShowEventChanLabels) PaintName();
     }
 
     // The box of the channel's name.
     PixelRect NameBox() const {
         const Extent extent = device_.TextExtent(Name());
-        const int left = view_.GetLayout().plot.left + nameLeft;
+        const int left = context_.layout.plot.left + nameLeft;
         const int top = y_ - extent.height / 2;
         return {left - namePadding, top, left + extent.width + namePadding, top + extent.height};
     }
 
     void PaintName() const {
         const PixelRect box = NameBox();
-        view_.EventRows().names[channel_] = box;
-        device_.FillRect(box, view_.m_crBackground);
+        context_.drawn.eventRows.names[channel_] = box;
+        device_.FillRect(box, context_.settings.m_crBackground);
         device_.Text(box.left + namePadding, y_, Name(),
                      {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::centre});
     }
 
   private:
     std::string Name() const {
-        return ElideText(device_, EventChannelTitle(view_, channel_), view_.GetLayout().plot.Width() / 3);
+        return ElideText(device_, EventChannelTitle(context_, channel_), context_.layout.plot.Width() / 3);
     }
 
     // Rows from `top` to `bottom`, exclusive, counted from the centre.
@@ -238,84 +238,79 @@ class RowPainter {
             RimmedText(
                 device_, label.x + beside, y_ - eventReach + 1, text,
                 {columns.ColourOf(*label.event), TextStyle::Horizontal::left, TextStyle::Vertical::bottom},
-                view_.m_crBackground);
+                context_.settings.m_crBackground);
         }
     }
 
-    const CKymoraView& view_;
+    const PlotContext& context_;
     DrawDevice& device_;
     int channel_;
     const CEventChan& chan_;
     int y_;
 };
 
-bool CanDraw(const CKymoraView& view) {
-    return view.m_bShowEvents && view.GetLayout().plot.Width() > 0 && view.GetTimeScale().IsUsable();
+bool CanDraw(const PlotContext& context) {
+    return context.settings.m_bShowEvents && context.layout.plot.Width() > 0 &&
+           context.GetTimeScale().IsUsable();
 }
 
-PixelRect PlotClip(const CKymoraView& view) {
-    const PixelRect& plot = view.GetLayout().plot;
+PixelRect PlotClip(const PlotContext& context) {
+    const PixelRect& plot = context.layout.plot;
     return {plot.left, plot.top, plot.right + 1, plot.bottom + 1};
 }
 
 template <typename Use>
-void ForRows(const CKymoraView& view, Use use) {
+void ForRows(const PlotContext& context, Use use) {
     for (int channel = 0; channel < maxEventChannels; ++channel)
-        if (HasEventRow(view, channel)) use(channel);
+        if (HasEventRow(context, channel)) use(channel);
 }
 
 }  // namespace
 
-bool HasEventRow(const CKymoraView& view, int channel) {
-    const CEventChan& chan = ChannelOf(view, channel);
-    if (!view.m_bShowEvents || chan.channelVisible == 0) return false;
-    const bool inserting = view.m_nMouseMode >= mouseInsertFirst && view.m_nMouseMode <= mouseInsertLast;
-    return chan.GetNumEvents() > 0 || (inserting && channel == view.m_nMouseEventChan);
+bool HasEventRow(const PlotContext& context, int channel) {
+    const CEventChan& chan = ChannelOf(context, channel);
+    if (!context.settings.m_bShowEvents || chan.channelVisible == 0) return false;
+    return chan.GetNumEvents() > 0 || (context.insertsEvents && channel == context.eventChannel);
 }
 
-int EventRowY(const CKymoraView& view, int channel) {
-    return view.GetLayout().EventRow(ChannelOf(view, channel).GetDisplayPosition());
+int EventRowY(const PlotContext& context, int channel) {
+    return context.layout.EventRow(ChannelOf(context, channel).GetDisplayPosition());
 }
 
-void DrawEventShades(const CKymoraView& view, DrawDevice& device) {
-    if (!CanDraw(view)) return;
-    const PixelRect& plot = view.GetLayout().plot;
-    ForRows(view, [&](int channel) {
-        if (ChannelOf(view, channel).channelDrawMode != shapeShades) return;
-        const RowColumns columns(view, channel);
+void DrawEventShades(const PlotContext& context, DrawDevice& device) {
+    if (!CanDraw(context)) return;
+    const PixelRect& plot = context.layout.plot;
+    ForRows(context, [&](int channel) {
+        if (ChannelOf(context, channel).channelDrawMode != shapeShades) return;
+        const RowColumns columns(context, channel);
         const auto fill = [&](int from, int to, uint32_t colour) {
-            device.FillRect({from, plot.top, to, plot.bottom}, Pale(colour, view.m_crBackground));
+            device.FillRect({from, plot.top, to, plot.bottom}, Pale(colour, context.settings.m_crBackground));
         };
         columns.bars.ForRuns(fill);
         columns.ticks.ForRuns(fill);
     });
 }
 
-void DrawEventRows(const CKymoraView& view, DrawDevice& device) {
-    view.EventRows().names.clear();
-    if (!CanDraw(view)) return;
-    device.SetClip(PlotClip(view));
-    ForRows(view, [&](int channel) { RowPainter(view, device, channel).Paint(); });
+void DrawEventRows(const PlotContext& context, DrawDevice& device) {
+    context.drawn.eventRows.names.clear();
+    if (!CanDraw(context)) return;
+    device.SetClip(PlotClip(context));
+    ForRows(context, [&](int channel) { RowPainter(context, device, channel).Paint(); });
     device.ClearClip();
 }
 
-void DrawSelectedChannel(const CKymoraView& view, DrawDevice& device) {
-    const int channel = view.m_nMouseEventChan;
-    if (!CanDraw(view) || !HasEventRow(view, channel)) return;
-    const RowPainter painter(view, device, channel);
+void DrawSelectedChannel(const PlotContext& context, DrawDevice& device) {
+    const int channel = context.eventChannel;
+    if (!CanDraw(context) || !HasEventRow(context, channel)) return;
+    const RowPainter painter(context, device, channel);
     const PixelRect box = painter.NameBox();
-    if (ChannelOf(view, channel).GetNumEvents() == 0)
+    if (ChannelOf(context, channel).GetNumEvents() == 0)
         painter.PaintName();
-    else if (!view.m_bShowEventChanLabels)
+    else if (!context.settings.m_bShowEventChanLabels)
         return;
-    device.SetClip(PlotClip(view));
-    device.SetPen({ChannelOf(view, channel).channelColour, 1, Pen::Style::solid});
-    const Point frame[] = {{box.left, box.top},
-                           {box.right, box.top},
-                           {box.right, box.bottom},
-                           {box.left, box.bottom},
-                           {box.left, box.top}};
-    device.Polyline(frame);
+    device.SetClip(PlotClip(context));
+    device.SetPen({ChannelOf(context, channel).channelColour, 1, Pen::Style::solid});
+    device.Frame(box);
     device.ClearClip();
 }
 

@@ -4,7 +4,7 @@
 // is left out: where several start in one column it shows the most special of them (tagged, then of its own
 // colour).
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
@@ -24,14 +24,14 @@ inline constexpr int32_t defaultShape = shapeUsual;
 inline constexpr int eventReach = 5;  // pixels of a row above and below its centre
 
 // What lies behind the traces.
-void DrawEventShades(const CKymoraView& view, DrawDevice& device);
-void DrawEventRows(const CKymoraView& view, DrawDevice& device);
+void DrawEventShades(const PlotContext& context, DrawDevice& device);
+void DrawEventRows(const PlotContext& context, DrawDevice& device);
 // On the screen only: which channel the mouse works on.
-void DrawSelectedChannel(const CKymoraView& view, DrawDevice& device);
+void DrawSelectedChannel(const PlotContext& context, DrawDevice& device);
 
 // The channel has a row in the view: it is visible and holds events, or events are inserted into it.
-bool HasEventRow(const CKymoraView& view, int channel);
+bool HasEventRow(const PlotContext& context, int channel);
 // The pixel of the row's centre.
-int EventRowY(const CKymoraView& view, int channel);
+int EventRowY(const PlotContext& context, int channel);
 
 }  // namespace kymora

@@ -17,8 +17,8 @@ constexpr int64_t readLength = 65536;       // samples
 constexpr int64_t progressFrom = 10000000;  // samples
 
 bool PlaceHorz(CKymoraView& view, double value, int trace) {
-    const int y = view.ValueToPixel(value, view.m_nAxisOfTrace[static_cast<size_t>(trace)]);
-    if (!std::isfinite(value) || !view.IsTraceShown(trace) || !view.DatumLines().IsOnPlotY(y)) {
+    const int y = view.Plot().ValueToPixel(value, view.m_nAxisOfTrace[static_cast<size_t>(trace)]);
+    if (!std::isfinite(value) || !view.Plot().IsTraceShown(trace) || !view.DatumLines().IsOnPlotY(y)) {
         view.GetSession().host.Message(valueOffScreenText);
         return false;
     }
@@ -52,9 +52,9 @@ class Sums {
 };
 
 // The stretch of time that the dialog means; nothing when its cursors stand the wrong way round.
-std::optional<Viewport> RegionOf(const CKymoraView& view, const CDatumHorzRel& dialog) {
-    const CDatumLines& lines = view.DatumLines();
-    Viewport region = view.GetViewport();
+std::optional<Viewport> RegionOf(const PlotContext& context, const CDatumHorzRel& dialog) {
+    const CDatumLines& lines = *context.cursors;
+    Viewport region = context.viewport;
     if (lines.VertCount() >= std::max({2, dialog.m_nStartCursor, dialog.m_nEndCursor}))
         region = {lines.GetVertLineTime(dialog.m_nStartCursor - 1),
                   lines.GetVertLineTime(dialog.m_nEndCursor - 1)};
@@ -177,7 +177,7 @@ double LevelOf(const CDatumHorzRel& dialog, const LevelStats& stats) {
 void PlaceAtTime(CKymoraView& view) {
     CPlaceVertDatum dialog;
     if (!dialog.DoModal(view.GetSession())) return;
-    const int x = view.TimeToPixel(dialog.m_dTime);
+    const int x = view.Plot().TimeToPixel(dialog.m_dTime);
     if (!view.DatumLines().IsOnPlotX(x)) return view.GetSession().host.Message(timeOffScreenText);
     view.DatumLines().AddVertLine(x);
     view.Invalidate();
@@ -195,7 +195,7 @@ void AddHorzRelative(CKymoraView& view) {
     CDatumHorzRel dialog;
     if (!dialog.DoModal(view.GetSession(), view.DatumLines().VertCount())) return;
     if (dialog.m_nTrace < 1 || dialog.m_nTrace > doc.traceCount) return host.Message(noSuchTraceText);
-    const auto region = RegionOf(view, dialog);
+    const auto region = RegionOf(view.Plot(), dialog);
     if (!region) return host.Message(reversedText);
     const int trace = dialog.m_nTrace - 1;
     try {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 
-#include "display/kymora_view.h"
 #include "display/overlays/datum_lines.h"
 #include "display/overlays/overlay_fonts.h"
 
@@ -72,13 +71,14 @@ void CDatumLines::LayOutLabels(DrawDevice& device) {
 // --- vertical lines ---
 
 void CDatumLines::WriteVertValues(DatumLabels& block) {
+    const PlotContext context = plot_();
     const int traces = static_cast<int>(block.values.size());
     int shown = 0;
-    for (int trace = 0; trace < traces; ++trace) shown += view_.IsTraceShown(trace);
+    for (int trace = 0; trace < traces; ++trace) shown += context.IsTraceShown(trace);
     const int step = std::max(1, std::min(vertStep, m_rcPlot.Height() / std::max(1, shown)));
     int top = firstValueTop;
     for (int trace = 0; trace < traces; ++trace) {
-        if (!view_.IsTraceShown(trace)) continue;
+        if (!context.IsTraceShown(trace)) continue;
         DatumLabel& label = block.labels[static_cast<size_t>(firstVertValue + trace)];
         label.text = ValueText(trace, block.values[static_cast<size_t>(trace)]);
         label.usual = top;
@@ -106,7 +106,7 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
             width = std::max(width, device.FontExtent(label.text, DatumFont()).width + textGap);
     const int height = device.FontExtent("0", DatumFont()).height;
     // To the right of the line, or to its left where they would leave the window.
-    const bool fits = VertX(line) + textGap + width <= view_.GetLayout().width;
+    const bool fits = VertX(line) + textGap + width <= plot_().layout.width;
     const int left = fits ? VertX(line) + textGap : VertX(line) - textGap - width;
     PlaceAll(block, -1, [&](const DatumLabel& label) {
         const int top = std::min(label.moved.value_or(label.usual), m_rcPlot.bottom - keptBelow);
@@ -118,21 +118,22 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
 
 // Answers the label of the axis in whose band the line lies, or -1.
 int CDatumLines::WriteHorzValues(DatumLabels& block, int line) const {
-    const int axes = std::max(1, static_cast<int>(view_.ShownAxes().size()));
+    const PlotContext context = plot_();
+    const int axes = std::max(1, static_cast<int>(context.shownAxes.size()));
     const int step = std::max(1, std::min(horzStep, m_rcPlot.Width() / axes));
     int left = m_rcPlot.left + firstHorzText;
     int own = -1;
     std::array<bool, maxTraces> written{};  // traces on one axis share their text
-    for (int trace = 0; trace < view_.GetDocument().traceCount; ++trace) {
-        const int axis = view_.m_nAxisOfTrace[static_cast<size_t>(trace)];
-        if (!view_.IsTraceShown(trace) || std::exchange(written[static_cast<size_t>(axis)], true)) continue;
+    for (int trace = 0; trace < context.doc.traceCount; ++trace) {
+        const int axis = context.AxisOf(trace);
+        if (!context.IsTraceShown(trace) || std::exchange(written[static_cast<size_t>(axis)], true)) continue;
         DatumLabel& label = block.labels[static_cast<size_t>(firstHorzValue + trace)];
-        const std::string& name = view_.m_axes[static_cast<size_t>(axis)].m_strLabel;
+        const std::string& name = context.settings.m_axes[static_cast<size_t>(axis)].m_strLabel;
         label.text =
             fmt::format("{}: {:.1f}", SeenPart(name, m_rcPlot.Width()), GetHorzLineValue(line, trace));
         label.usual = left;
         left += step;
-        if (axis == view_.GetNearestAxis(HorzY(line))) own = firstHorzValue + trace;
+        if (axis == context.GetNearestAxis(HorzY(line))) own = firstHorzValue + trace;
     }
     return own;
 }

@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include "display/kymora_view.h"
-
 namespace kymora {
 
 namespace {
@@ -40,7 +38,7 @@ DatumHit LabelAt(const std::vector<std::unique_ptr<DatumLabels>>& blocks, int st
 
 std::unique_ptr<DatumLabels> CDatumLines::MakeLabels(int first) const {
     auto block = std::make_unique<DatumLabels>();
-    block->labels.resize(static_cast<size_t>(first + view_.GetDocument().traceCount));
+    block->labels.resize(static_cast<size_t>(first + plot_().doc.traceCount));
     return block;
 }
 
@@ -95,10 +93,11 @@ void CDatumLines::MoveHorzLine(int line, int y) { m_horzY[static_cast<size_t>(li
 
 // --- times and values ---
 
-double CDatumLines::GetVertLineTime(int line) const { return view_.PixelToTime(VertX(line)); }
+double CDatumLines::GetVertLineTime(int line) const { return plot_().PixelToTime(VertX(line)); }
 
 double CDatumLines::GetHorzLineValue(int line, int trace) const {
-    return view_.GetValueScale(view_.m_nAxisOfTrace[static_cast<size_t>(trace)]).ToValue(HorzY(line));
+    const PlotContext context = plot_();
+    return context.GetValueScale(context.AxisOf(trace)).ToValue(HorzY(line));
 }
 
 float CDatumLines::GetVertLineSample(int line, int trace) {
@@ -108,7 +107,7 @@ float CDatumLines::GetVertLineSample(int line, int trace) {
 }
 
 void CDatumLines::ReadValues(DatumLabels& block, double timeMs) const {
-    CDataDoc& doc = view_.GetDocument();
+    CDataDoc& doc = plot_().doc;
     const int32_t position = doc.PositionOf(timeMs);
     if (block.valuesAt == position) return;
     const auto count = static_cast<size_t>(doc.traceCount);
@@ -123,7 +122,7 @@ void CDatumLines::ReadValues(DatumLabels& block, double timeMs) const {
     try {
         doc.ReadBlocks(position, reads);
     } catch (const FileError& error) {
-        view_.GetSession().host.Log(std::string(error.what()) + "\n");
+        doc.GetSession().host.Log(std::string(error.what()) + "\n");
         valid.assign(count, 0);
     }
     for (size_t t = 0; t < count; ++t)
@@ -138,7 +137,7 @@ void CDatumLines::ForgetValues() {
 
 int CDatumLines::VertLineAt(int x, int y) const {
     if (!IsOnPlotY(y)) return -1;
-    const int tolerance = view_.GetSession().options.hitMargin;
+    const int tolerance = plot_().GetSession().options.hitMargin;
     for (int line = VertCount() - 1; line >= 0; --line)
         if (IsOnPlotX(VertX(line)) && std::abs(x - VertX(line)) <= tolerance) return line;
     return -1;

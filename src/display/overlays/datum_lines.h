@@ -4,17 +4,17 @@
 // values that are then under them. Each carries labels, which the user can shift along the line.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "archive/archive.h"
+#include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
-
-class CKymoraView;
 
 // What the mouse is doing with an object that belongs to a view.
 enum DatumState : int {
@@ -72,7 +72,8 @@ inline constexpr int firstVertValue = 2, firstHorzValue = 1;  // labels of trace
 
 class CDatumLines : public CViewAddIn {
   public:
-    explicit CDatumLines(const CKymoraView& view) : view_(view) {}
+    // `plot` gives the view that they belong to as it is now.
+    explicit CDatumLines(std::function<PlotContext()> plot) : plot_(std::move(plot)) {}
 
     bool m_bShowIDs = false;
     bool m_bShowTimes = true;  // of vertical lines
@@ -142,7 +143,7 @@ class CDatumLines : public CViewAddIn {
     void LayOutHorz(DrawDevice& device, int line);
     void NotifyVertCount();
 
-    const CKymoraView& view_;
+    std::function<PlotContext()> plot_;
     std::vector<uint16_t> m_vertX;
     Blocks m_vertLabels;
     std::vector<uint16_t> m_horzY;

@@ -14,39 +14,26 @@ constexpr int nameGap = 3;  // pixels between a line and its name
 // The guides of one view on their way to the device.
 class GuidePainter {
   public:
-    GuidePainter(const CKymoraView& view, DrawDevice& device)
-        : view_(view), device_(device), plot_(view.GetLayout().plot) {}
+    GuidePainter(const PlotContext& context, DrawDevice& device)
+        : context_(context), device_(device), plot_(context.layout.plot) {}
 
     void Draw(const ViewGuide& guide) {
-        if (!std::isfinite(guide.at)) return;
+        const auto place = GuidePlace(context_, guide);
+        if (!place) return;
         device_.SetPen({guide.colour, 1, Pen::Style::solid});
-        if (guide.kind == ViewGuide::Kind::level)
-            DrawLevel(guide);
-        else
-            DrawTime(guide);
+        const Extent size = device_.TextExtent(guide.name);
+        if (guide.kind == ViewGuide::Kind::level) {
+            device_.Line(plot_.left, *place, plot_.right, *place);
+            const int right = plot_.right - nameGap, bottom = *place - nameGap;
+            Write(guide, {right - size.width, bottom - size.height, right, bottom});
+        } else {
+            device_.Line(*place, plot_.top, *place, plot_.bottom);
+            const int left = *place + nameGap, top = plot_.top + nameGap;
+            Write(guide, {left, top, left + size.width, top + size.height});
+        }
     }
 
   private:
-    void DrawLevel(const ViewGuide& guide) {
-        const bool hasAxis = guide.trace >= 0 && guide.trace < view_.GetDocument().traceCount;
-        if (!hasAxis || !view_.IsTraceShown(guide.trace)) return;
-        const int y = view_.ValueToPixel(guide.at, view_.m_nAxisOfTrace[static_cast<size_t>(guide.trace)]);
-        if (y < plot_.top || y >= plot_.bottom) return;
-        device_.Line(plot_.left, y, plot_.right, y);
-        const Extent size = device_.TextExtent(guide.name);
-        Write(guide, {plot_.right - nameGap - size.width, y - nameGap - size.height, plot_.right - nameGap,
-                      y - nameGap});
-    }
-
-    void DrawTime(const ViewGuide& guide) {
-        const int x = view_.TimeToPixel(guide.at);
-        if (x < plot_.left || x > plot_.right) return;
-        device_.Line(x, plot_.top, x, plot_.bottom);
-        const Extent size = device_.TextExtent(guide.name);
-        const int left = x + nameGap, top = plot_.top + nameGap;
-        Write(guide, {left, top, left + size.width, top + size.height});
-    }
-
     // Names of neighbouring lines stand beside each other.
     void Write(const ViewGuide& guide, PixelRect place) {
         if (guide.name.empty()) return;
@@ -59,11 +46,11 @@ class GuidePainter {
             }
         taken_.push_back(place);
         TextStyle style;
-        style.colour = TextInk(guide.colour, view_.m_crBackground);
+        style.colour = TextInk(guide.colour, context_.settings.m_crBackground);
         device_.Text(place.left, place.top, guide.name, style);
     }
 
-    const CKymoraView& view_;
+    const PlotContext& context_;
     DrawDevice& device_;
     const PixelRect plot_;
     std::vector<PixelRect> taken_;  // by names
@@ -71,10 +58,23 @@ class GuidePainter {
 
 }  // namespace
 
-void DrawGuides(const CKymoraView& view, DrawDevice& device) {
-    if (view.GetLayout().plot.Width() <= 0) return;
-    GuidePainter painter(view, device);
-    for (const ViewGuide& guide : view.Guides()) painter.Draw(guide);
+std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide) {
+    if (!std::isfinite(guide.at)) return {};
+    const PixelRect& plot = context.layout.plot;
+    if (guide.kind == ViewGuide::Kind::time) {
+        const int x = context.TimeToPixel(guide.at);
+        return x >= plot.left && x <= plot.right ? std::optional(x) : std::nullopt;
+    }
+    if (guide.trace < 0 || guide.trace >= context.doc.traceCount || !context.IsTraceShown(guide.trace))
+        return {};
+    const int y = context.ValueToPixel(guide.at, context.AxisOf(guide.trace));
+    return y >= plot.top && y < plot.bottom ? std::optional(y) : std::nullopt;
+}
+
+void DrawGuides(const PlotContext& context, DrawDevice& device) {
+    if (context.layout.plot.Width() <= 0) return;
+    GuidePainter painter(context, device);
+    for (const ViewGuide& guide : context.guides) painter.Draw(guide);
 }
 
 }  // namespace kymora

@@ -39,17 +39,17 @@ std::string WithStoredLineEnds(std::string_view text) {
 
 // Whether a text could cover a pixel, however it is turned; measuring it takes far longer. No byte of a text
 // is wider than four lines are high.
-bool MayReach(const CKymoraView& view, int trace, const CAnnotation& annotation, int x, int y) {
-    const Point place = AnnotationPlace(view, trace, annotation);
+bool MayReach(const PlotContext& context, int trace, const CAnnotation& annotation, int x, int y) {
+    const Point place = AnnotationPlace(context, trace, annotation);
     const int64_t bytes = static_cast<int64_t>(annotation.m_strLabel.size()) + 1;
     const int64_t most = bytes * 4 * PixelHeightOf(annotation.m_logFont);
     return std::abs(int64_t{x} - place.x) <= most && std::abs(int64_t{y} - place.y) <= most;
 }
 
 // The first trace that is drawn on an axis, or -1.
-int FirstTraceOn(const CKymoraView& view, int axis) {
-    for (int t = 0; t < view.GetDocument().traceCount; ++t)
-        if (view.m_nAxisOfTrace[static_cast<size_t>(t)] == axis) return t;
+int FirstTraceOn(const PlotContext& context, int axis) {
+    for (int t = 0; t < context.doc.traceCount; ++t)
+        if (context.AxisOf(t) == axis) return t;
     return -1;
 }
 
@@ -101,19 +101,19 @@ bool AddAnnotation(CKymoraView& view, double timeMs, int trace, float value) {
 }
 
 bool AddAnnotationAtMiddle(CKymoraView& view) {
-    for (const int axis : view.ShownAxes())
-        if (const int trace = FirstTraceOn(view, axis); trace >= 0)
+    for (const int axis : view.Plot().shownAxes)
+        if (const int trace = FirstTraceOn(view.Plot(), axis); trace >= 0)
             return AddAnnotation(view, (view.m_StartTime + view.m_EndTime) / 2.0, trace,
                                  static_cast<float>(view.m_axes[static_cast<size_t>(axis)].m_dMax));
     return false;
 }
 
 bool AddAnnotationByMouse(CKymoraView& view, int x, int y) {
-    const int axis = view.GetNearestAxis(y);
-    const int trace = axis < 0 ? -1 : FirstTraceOn(view, axis);
+    const int axis = view.Plot().GetNearestAxis(y);
+    const int trace = axis < 0 ? -1 : FirstTraceOn(view.Plot(), axis);
     if (trace < 0) return false;
-    return AddAnnotation(view, view.PixelToTime(x), trace,
-                         static_cast<float>(view.GetValueScale(axis).ToValue(y)));
+    return AddAnnotation(view, view.Plot().PixelToTime(x), trace,
+                         static_cast<float>(view.Plot().GetValueScale(axis).ToValue(y)));
 }
 
 bool EditAnnotation(CKymoraView& view, AnnotationId id) {
@@ -150,13 +150,14 @@ void DeleteAllAnnotations(CKymoraView& view) {
 
 void MoveAnnotation(CKymoraView& view, AnnotationId id, int dx, int dy) {
     const CAnnotation* old = FindAnnotation(view.GetDocument(), id);
-    if (!old || (dx == 0 && dy == 0) || !view.IsTraceShown(id.trace)) return;
-    const Point place = AnnotationPlace(view, id.trace, *old);
+    if (!old || (dx == 0 && dy == 0) || !view.Plot().IsTraceShown(id.trace)) return;
+    const Point place = AnnotationPlace(view.Plot(), id.trace, *old);
     const int axis = view.m_nAxisOfTrace[static_cast<size_t>(id.trace)];
     ChangeAnnotations(view, "Move annotation", [&](auto& lists) {
         CAnnotation& moved = lists[static_cast<size_t>(id.trace)][static_cast<size_t>(id.index)];
-        if (dx != 0) moved.m_dTime = view.PixelToTime(place.x + dx);
-        if (dy != 0) moved.m_fValue = static_cast<float>(view.GetValueScale(axis).ToValue(place.y + dy));
+        if (dx != 0) moved.m_dTime = view.Plot().PixelToTime(place.x + dx);
+        if (dy != 0)
+            moved.m_fValue = static_cast<float>(view.Plot().GetValueScale(axis).ToValue(place.y + dy));
     });
 }
 
@@ -173,14 +174,14 @@ std::vector<std::string> LinesOf(std::string_view text) {
     return lines;
 }
 
-bool IsAnnotationShown(const CKymoraView& view, int trace, const CAnnotation& annotation) {
-    return view.IsTraceShown(trace) && annotation.m_dTime >= view.m_StartTime &&
-           annotation.m_dTime <= view.m_EndTime && view.GetLayout().plot.Width() > 0;
+bool IsAnnotationShown(const PlotContext& context, int trace, const CAnnotation& annotation) {
+    return context.IsTraceShown(trace) && annotation.m_dTime >= context.viewport.start &&
+           annotation.m_dTime <= context.viewport.end && context.layout.plot.Width() > 0;
 }
 
-Point AnnotationPlace(const CKymoraView& view, int trace, const CAnnotation& annotation) {
-    const int axis = view.m_nAxisOfTrace[static_cast<size_t>(trace)];
-    return {view.TimeToPixel(annotation.m_dTime), view.ValueToPixel(annotation.m_fValue, axis)};
+Point AnnotationPlace(const PlotContext& context, int trace, const CAnnotation& annotation) {
+    const int axis = context.AxisOf(trace);
+    return {context.TimeToPixel(annotation.m_dTime), context.ValueToPixel(annotation.m_fValue, axis)};
 }
 
 Point LineShift(int line, int lineHeight, int escapement) {
@@ -189,13 +190,14 @@ Point LineShift(int line, int lineHeight, int escapement) {
     return {RoundHalfAway(down * std::sin(angle)), RoundHalfAway(down * std::cos(angle))};
 }
 
-PixelRect AnnotationRect(const CKymoraView& view, int trace, const CAnnotation& annotation) {
+PixelRect AnnotationRect(const PlotContext& context, int trace, const CAnnotation& annotation) {
     const FontSpec font = FontSpecOf(annotation.m_logFont);
     const auto lines = LinesOf(annotation.m_strLabel);
     int64_t width = 0;
     for (const std::string& line : lines)
-        width = std::max<int64_t>(width, view.GetTextSizes().Of(line, font).width);
-    const int64_t height = static_cast<int64_t>(lines.size()) * view.GetTextSizes().Of(lines[0], font).height;
+        width = std::max<int64_t>(width, context.drawn.textSizes.Of(line, font).width);
+    const int64_t height =
+        static_cast<int64_t>(lines.size()) * context.drawn.textSizes.Of(lines[0], font).height;
     // The corners of the text, turned against the clock.
     const double angle = annotation.m_logFont.escapement * M_PI / 1800.0;
     const auto along = static_cast<double>(width), down = static_cast<double>(height);
@@ -203,19 +205,19 @@ PixelRect AnnotationRect(const CKymoraView& view, int trace, const CAnnotation& 
     const double downX = down * std::sin(angle), downY = down * std::cos(angle);
     const auto [left, right] = std::minmax({0.0, alongX, downX, alongX + downX});
     const auto [top, bottom] = std::minmax({0.0, alongY, downY, alongY + downY});
-    const Point place = AnnotationPlace(view, trace, annotation);
+    const Point place = AnnotationPlace(context, trace, annotation);
     const auto shifted = [](int from, double by) { return ClampPixel(int64_t{from} + RoundHalfAway(by)); };
     return {shifted(place.x, left), shifted(place.y, top), shifted(place.x, right), shifted(place.y, bottom)};
 }
 
-AnnotationId AnnotationAt(const CKymoraView& view, int x, int y) {
-    if (!view.m_bShowAnnotations) return {};
-    for (int trace = view.GetDocument().traceCount - 1; trace >= 0; --trace) {
-        const auto& list = view.GetDocument().traceAnnotations[static_cast<size_t>(trace)];
+AnnotationId AnnotationAt(const PlotContext& context, int x, int y) {
+    if (!context.settings.m_bShowAnnotations) return {};
+    for (int trace = context.doc.traceCount - 1; trace >= 0; --trace) {
+        const auto& list = context.doc.traceAnnotations[static_cast<size_t>(trace)];
         for (int i = static_cast<int>(list.size()) - 1; i >= 0; --i) {
             const CAnnotation& annotation = list[static_cast<size_t>(i)];
-            if (IsAnnotationShown(view, trace, annotation) && MayReach(view, trace, annotation, x, y) &&
-                AnnotationRect(view, trace, annotation).Contains(x, y))
+            if (IsAnnotationShown(context, trace, annotation) && MayReach(context, trace, annotation, x, y) &&
+                AnnotationRect(context, trace, annotation).Contains(x, y))
                 return {trace, i};
         }
     }

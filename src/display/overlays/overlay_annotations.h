@@ -44,13 +44,13 @@ void MoveAnnotation(CKymoraView& view, AnnotationId id, int dx, int dy);
 
 std::vector<std::string> LinesOf(std::string_view text);
 // Its trace's axis is shown, and its time lies in the viewport, whose ends both count.
-bool IsAnnotationShown(const CKymoraView& view, int trace, const CAnnotation& annotation);
+bool IsAnnotationShown(const PlotContext& context, int trace, const CAnnotation& annotation);
 // Its place: the corner at the left top of its text.
-Point AnnotationPlace(const CKymoraView& view, int trace, const CAnnotation& annotation);
+Point AnnotationPlace(const PlotContext& context, int trace, const CAnnotation& annotation);
 // Around its text, turned as it is.
-PixelRect AnnotationRect(const CKymoraView& view, int trace, const CAnnotation& annotation);
+PixelRect AnnotationRect(const PlotContext& context, int trace, const CAnnotation& annotation);
 // The newest one under a pixel.
-AnnotationId AnnotationAt(const CKymoraView& view, int x, int y);
+AnnotationId AnnotationAt(const PlotContext& context, int x, int y);
 
 // Where the text's lines begin, from its place on, when they are turned by tenths of a degree.
 Point LineShift(int line, int lineHeight, int escapement);

@@ -46,23 +46,24 @@ class LineDrag : public MouseDrag {
             MoveHorzCursor(view, line_, to_);
     }
     void Cancel(CKymoraView& view) override { view.DatumLines().m_nState = datumIdle; }
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        const CDatumLines& lines = view.DatumLines();
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        const CDatumLines& lines = *context.cursors;
         if (to_ == from_ || !(isVert_ ? lines.IsOnPlotX(to_) : lines.IsOnPlotY(to_))) return;
         const PixelRect& plot = lines.m_rcPlot;
-        device.SetPen({CursorInk(view), 1, Pen::Style::dashed});
+        device.SetPen({CursorInk(context), 1, Pen::Style::dashed});
         if (isVert_) {
             device.Line(to_, plot.top, to_, plot.bottom);
-            DrawDragText(view, device, {to_, plot.top}, fmt::format("{:.2f} ms", view.PixelToTime(to_)));
+            DrawDragText(context, device, {to_, plot.top},
+                         fmt::format("{:.2f} ms", context.PixelToTime(to_)));
             return;
         }
         device.Line(plot.left, to_, plot.right, to_);
-        const int axis = view.GetNearestAxis(to_);
+        const int axis = context.GetNearestAxis(to_);
         if (axis < 0) return;
-        const CVertAxis& limits = view.m_axes[static_cast<size_t>(axis)];
-        DrawDragText(view, device, {plot.left, to_},
+        const CVertAxis& limits = context.settings.m_axes[static_cast<size_t>(axis)];
+        DrawDragText(context, device, {plot.left, to_},
                      fmt::format("{}: {:.1f}", SeenPart(limits.m_strLabel, plot.Width()),
-                                 view.GetValueScale(axis).ToValue(to_)));
+                                 context.GetValueScale(axis).ToValue(to_)));
     }
     CursorShape Shape() const override { return isVert_ ? CursorShape::horizontal : CursorShape::vertical; }
 
@@ -91,26 +92,26 @@ class LabelDrag : public MouseDrag {
         rect_ = labels[static_cast<size_t>(hit.label)].rect;
         press_ = Along(event);
     }
-    void Move(CKymoraView& view, const MouseEvent& event) override { shift_ = Shift(view, event); }
+    void Move(CKymoraView& view, const MouseEvent& event) override { shift_ = Shift(view.Plot(), event); }
     void Release(CKymoraView& view, const MouseEvent& event) override {
-        shift_ = Shift(view, event);
+        shift_ = Shift(view.Plot(), event);
         view.DatumLines().m_nState = datumIdle;
         if (shift_ != 0) view.DatumLines().MoveLabel(hit_, (isVert_ ? rect_.top : rect_.left) + shift_);
     }
     void Cancel(CKymoraView& view) override { view.DatumLines().m_nState = datumIdle; }
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
         PixelRect frame = rect_;
         (isVert_ ? frame.top : frame.left) += shift_;
         (isVert_ ? frame.bottom : frame.right) += shift_;
-        DrawFocusRect(view, device, frame);
+        DrawFocusRect(context, device, frame);
     }
     CursorShape Shape() const override { return CursorShape::grabbed; }
 
   private:
     int Along(const MouseEvent& event) const { return isVert_ ? event.y : event.x; }
     // Held so that the label stays on the plot.
-    int Shift(const CKymoraView& view, const MouseEvent& event) const {
-        const PixelRect& plot = view.GetLayout().plot;
+    int Shift(const PlotContext& context, const MouseEvent& event) const {
+        const PixelRect& plot = context.layout.plot;
         const int least = isVert_ ? plot.top - rect_.top : plot.left - rect_.left;
         const int most = isVert_ ? plot.bottom - rect_.bottom : plot.right - rect_.right;
         return std::clamp(Along(event) - press_, least, std::max(least, most));

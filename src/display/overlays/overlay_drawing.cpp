@@ -21,21 +21,22 @@ TextStyle StyleOf(uint32_t colour, const FontSpec& font) {
 
 // --- markers ---
 
-void DrawMarkers(const CKymoraView& view, DrawDevice& device) {
-    const uint32_t ink = InkOn(view.m_crBackground);
-    const auto& markers = view.GetDocument().markers;
+void DrawMarkers(const PlotContext& context, DrawDevice& device) {
+    const uint32_t ink = InkOn(context.settings.m_crBackground);
+    const auto& markers = context.doc.markers;
     const CMarker* pending = nullptr;  // the label of a pixel; of several the last one would cover the others
     const auto flush = [&] {
         if (!pending || pending->m_strLabel.empty()) return;
-        const std::string_view label = SeenPart(pending->m_strLabel, view.GetLayout().width);
-        view.GetTextSizes().Note(pending->m_strLabel, MarkerFont(), device.FontExtent(label, MarkerFont()));
-        RimmedText(device, view.TimeToPixel(pending->m_dTime) + markerLabelGap, markerLabelRow, label,
-                   StyleOf(ink, MarkerFont()), view.m_crBackground);
+        const std::string_view label = SeenPart(pending->m_strLabel, context.layout.width);
+        context.drawn.textSizes.Note(pending->m_strLabel, MarkerFont(),
+                                     device.FontExtent(label, MarkerFont()));
+        RimmedText(device, context.TimeToPixel(pending->m_dTime) + markerLabelGap, markerLabelRow, label,
+                   StyleOf(ink, MarkerFont()), context.settings.m_crBackground);
     };
     for (const CMarker& marker : markers) {
-        if (!IsMarkerShown(view, marker)) continue;
-        const int x = view.TimeToPixel(marker.m_dTime);
-        const bool samePixel = pending && view.TimeToPixel(pending->m_dTime) == x;
+        if (!IsMarkerShown(context, marker)) continue;
+        const int x = context.TimeToPixel(marker.m_dTime);
+        const bool samePixel = pending && context.TimeToPixel(pending->m_dTime) == x;
         if (!samePixel) {
             flush();
             DrawMarkerCross(device, x);
@@ -47,45 +48,48 @@ void DrawMarkers(const CKymoraView& view, DrawDevice& device) {
 
 // --- annotations ---
 
-void DrawAnnotation(const CKymoraView& view, DrawDevice& device, int trace, const CAnnotation& annotation) {
-    TextStyle style =
-        StyleOf(TextInk(annotation.m_crColour, view.m_crBackground), FontSpecOf(annotation.m_logFont));
+void DrawAnnotation(const PlotContext& context, DrawDevice& device, int trace,
+                    const CAnnotation& annotation) {
+    TextStyle style = StyleOf(TextInk(annotation.m_crColour, context.settings.m_crBackground),
+                              FontSpecOf(annotation.m_logFont));
     style.escapement = annotation.m_logFont.escapement % 3600;
-    const Point place = AnnotationPlace(view, trace, annotation);
-    const Layout& layout = view.GetLayout();
+    const Point place = AnnotationPlace(context, trace, annotation);
+    const Layout& layout = context.layout;
     const auto lines = LinesOf(annotation.m_strLabel);
     const int height = device.FontExtent(SeenPart(lines[0], layout.width), *style.font).height;
-    view.GetTextSizes().Note(lines[0], *style.font, {0, height});
+    context.drawn.textSizes.Note(lines[0], *style.font, {0, height});
     for (size_t i = 0; i < lines.size(); ++i) {
         const Point shift = LineShift(static_cast<int>(i), height, style.escapement);
         const Point at{ClampPixel(int64_t{place.x} + shift.x), ClampPixel(int64_t{place.y} + shift.y)};
         const bool isBelow = style.escapement == 0 && at.y > layout.height;
         if (lines[i].empty() || isBelow) continue;
         const std::string_view line = SeenPart(lines[i], layout.width + layout.height);
-        view.GetTextSizes().Note(lines[i], *style.font, device.FontExtent(line, *style.font));
-        RimmedText(device, at.x, at.y, line, style, view.m_crBackground);
+        context.drawn.textSizes.Note(lines[i], *style.font, device.FontExtent(line, *style.font));
+        RimmedText(device, at.x, at.y, line, style, context.settings.m_crBackground);
     }
 }
 
-void DrawAnnotations(const CKymoraView& view, DrawDevice& device) {
-    for (int trace = 0; trace < view.GetDocument().traceCount; ++trace)
-        for (const CAnnotation& annotation : view.GetDocument().traceAnnotations[static_cast<size_t>(trace)])
-            if (IsAnnotationShown(view, trace, annotation)) DrawAnnotation(view, device, trace, annotation);
+void DrawAnnotations(const PlotContext& context, DrawDevice& device) {
+    for (int trace = 0; trace < context.doc.traceCount; ++trace)
+        for (const CAnnotation& annotation : context.doc.traceAnnotations[static_cast<size_t>(trace)])
+            if (IsAnnotationShown(context, trace, annotation))
+                DrawAnnotation(context, device, trace, annotation);
 }
 
 // --- scale bars ---
 
-void DrawScaleBar(const CKymoraView& view, DrawDevice& device, ScaleBarId id) {
-    const auto shape = ShapeOf(view, id);
+void DrawScaleBar(const PlotContext& context, DrawDevice& device, ScaleBarId id) {
+    const auto shape = ShapeOf(context, id);
     if (!shape) return;
-    const ScaleBar& bar = *FindScaleBar(view.GetDocument(), id);
+    const ScaleBar& bar = *FindScaleBar(context.doc, id);
     if (shape->from != shape->to) {
-        device.SetPen({InkOn(view.m_crBackground), shape->width});
+        device.SetPen({InkOn(context.settings.m_crBackground), shape->width});
         device.Line(shape->from.x, shape->from.y, shape->to.x, shape->to.y);
     }
     if (shape->text.empty()) return;
-    const TextStyle style = StyleOf(TextInk(bar.m_crText, view.m_crBackground), FontSpecOf(bar.m_logFont));
-    const std::string_view text = SeenPart(shape->text, view.GetLayout().width);
+    const TextStyle style =
+        StyleOf(TextInk(bar.m_crText, context.settings.m_crBackground), FontSpecOf(bar.m_logFont));
+    const std::string_view text = SeenPart(shape->text, context.layout.width);
     Point at = shape->from;
     if (id.isHorizontal) {
         at.y -= device.FontExtent(text, *style.font).height;
@@ -93,7 +97,7 @@ void DrawScaleBar(const CKymoraView& view, DrawDevice& device, ScaleBarId id) {
         at.x += 2 * shape->width;
         at.y = std::min(shape->from.y, shape->to.y);
     }
-    RimmedText(device, at.x, at.y, text, style, view.m_crBackground);
+    RimmedText(device, at.x, at.y, text, style, context.settings.m_crBackground);
 }
 
 // --- cursors ---
@@ -105,16 +109,17 @@ void NumberText(DrawDevice& device, Point at, std::string_view text, const TextS
     device.Text(at.x, at.y, text, style);
 }
 
-void DrawLabels(const CKymoraView& view, DrawDevice& device, const std::vector<DatumLabel>& labels) {
-    const TextStyle style = StyleOf(CursorInk(view), DatumFont());
+void DrawLabels(const PlotContext& context, DrawDevice& device, const std::vector<DatumLabel>& labels) {
+    const TextStyle style = StyleOf(CursorInk(context), DatumFont());
     for (const DatumLabel& label : labels)
         if (label.rect != PixelRect{})
-            NumberText(device, {label.rect.left, label.rect.top}, label.text, style, view.m_crBackground);
+            NumberText(device, {label.rect.left, label.rect.top}, label.text, style,
+                       context.settings.m_crBackground);
 }
 
 }  // namespace
 
-uint32_t CursorInk(const CKymoraView& view) { return InkOn(view.m_crBackground); }
+uint32_t CursorInk(const PlotContext& context) { return InkOn(context.settings.m_crBackground); }
 
 void DrawMarkerCross(DrawDevice& device, int x) {
     device.SetPen({markerColour, markerWidth});
@@ -122,48 +127,44 @@ void DrawMarkerCross(DrawDevice& device, int x) {
     device.Line(x, markerRow - markerArm, x, markerRow + markerArm);
 }
 
-void DrawFocusRect(const CKymoraView& view, DrawDevice& device, const PixelRect& rect) {
-    device.SetPen({CursorInk(view), 1, Pen::Style::dashed});
-    const Point frame[] = {{rect.left, rect.top},
-                           {rect.right, rect.top},
-                           {rect.right, rect.bottom},
-                           {rect.left, rect.bottom},
-                           {rect.left, rect.top}};
-    device.Polyline(frame);
+void DrawFocusRect(const PlotContext& context, DrawDevice& device, const PixelRect& rect) {
+    device.SetPen({CursorInk(context), 1, Pen::Style::dashed});
+    device.Frame(rect);
 }
 
-void DrawDragText(const CKymoraView& view, DrawDevice& device, Point at, std::string_view text) {
+void DrawDragText(const PlotContext& context, DrawDevice& device, Point at, std::string_view text) {
     constexpr int gap = 3;
     const Extent size = device.FontExtent(text, DatumFont());
-    const PixelRect& plot = view.GetLayout().plot;
+    const PixelRect& plot = context.layout.plot;
     const int x = std::max(plot.left, std::min(at.x + gap, plot.right - size.width));
     const int y = std::max(plot.top, std::min(at.y + gap, plot.bottom - size.height));
-    NumberText(device, {x, y}, text, StyleOf(CursorInk(view), DatumFont()), view.m_crBackground);
+    NumberText(device, {x, y}, text, StyleOf(CursorInk(context), DatumFont()),
+               context.settings.m_crBackground);
 }
 
-void DrawOverlays(const CKymoraView& view, DrawDevice& device) {
-    const PixelRect& plot = view.GetLayout().plot;
+void DrawOverlays(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
     if (plot.Width() <= 0 || plot.Height() <= 0) return;
-    if (view.m_bShowMarkers) DrawMarkers(view, device);
-    if (view.m_bShowAnnotations) DrawAnnotations(view, device);
-    if (view.m_bShowScaleBars)
-        for (const ScaleBarId id : ScaleBarsOf(view.GetDocument())) DrawScaleBar(view, device, id);
+    if (context.settings.m_bShowMarkers) DrawMarkers(context, device);
+    if (context.settings.m_bShowAnnotations) DrawAnnotations(context, device);
+    if (context.settings.m_bShowScaleBars)
+        for (const ScaleBarId id : ScaleBarsOf(context.doc)) DrawScaleBar(context, device, id);
 }
 
-void DrawCursors(const CKymoraView& view, DrawDevice& device) {
-    CDatumLines& lines = view.DatumLines();
-    const PixelRect& plot = view.GetLayout().plot;
+void DrawCursors(const PlotContext& context, DrawDevice& device) {
+    CDatumLines& lines = *context.cursors;
+    const PixelRect& plot = context.layout.plot;
     if (plot.Width() <= 0 || plot.Height() <= 0) return;
     lines.LayOutLabels(device);
-    device.SetPen({CursorInk(view)});
+    device.SetPen({CursorInk(context)});
     for (int line = 0; line < lines.VertCount(); ++line)
         if (lines.IsOnPlotX(lines.VertX(line)))
             device.Line(lines.VertX(line), plot.top, lines.VertX(line), plot.bottom);
     for (int line = 0; line < lines.HorzCount(); ++line)
         if (lines.IsOnPlotY(lines.HorzY(line)))
             device.Line(plot.left, lines.HorzY(line), plot.right, lines.HorzY(line));
-    for (int line = 0; line < lines.VertCount(); ++line) DrawLabels(view, device, lines.VertLabels(line));
-    for (int line = 0; line < lines.HorzCount(); ++line) DrawLabels(view, device, lines.HorzLabels(line));
+    for (int line = 0; line < lines.VertCount(); ++line) DrawLabels(context, device, lines.VertLabels(line));
+    for (int line = 0; line < lines.HorzCount(); ++line) DrawLabels(context, device, lines.HorzLabels(line));
 }
 
 }  // namespace kymora

@@ -1,24 +1,26 @@
 #pragma once
 // Markers, annotations, scale bars and cursors over the traces.
 
-#include "display/kymora_view.h"
+#include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
 
 // The objects of the recording that lie in the viewport and whose switch is on.
-void DrawOverlays(const CKymoraView& view, DrawDevice& device);
+void DrawOverlays(const PlotContext& context, DrawDevice& device);
 // The lines of open dialogs.
-void DrawGuides(const CKymoraView& view, DrawDevice& device);
+void DrawGuides(const PlotContext& context, DrawDevice& device);
+// The pixel of one across its line: x of a time and y of a level; nothing where it cannot be seen.
+std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide);
 // The view's own cursors with their labels.
-void DrawCursors(const CKymoraView& view, DrawDevice& device);
+void DrawCursors(const PlotContext& context, DrawDevice& device);
 
 // --- what drags draw besides ---
-uint32_t CursorInk(const CKymoraView& view);
+uint32_t CursorInk(const PlotContext& context);
 void DrawMarkerCross(DrawDevice& device, int x);
 // A dashed frame in place of what is dragged.
-void DrawFocusRect(const CKymoraView& view, DrawDevice& device, const PixelRect& rect);
+void DrawFocusRect(const PlotContext& context, DrawDevice& device, const PixelRect& rect);
 // Where a dragged object would go, to the right of its place.
-void DrawDragText(const CKymoraView& view, DrawDevice& device, Point at, std::string_view text);
+void DrawDragText(const PlotContext& context, DrawDevice& device, Point at, std::string_view text);
 
 }  // namespace kymora

@@ -47,8 +47,8 @@ void Replace(CKymoraView& view, const char* name, int index, const CMarker& mark
 constexpr int mostLabelHeight = 64;  // pixels, whatever font stands in for the usual one
 
 // Whether a label could cover a column of pixels; no byte of a text is wider than four lines are high.
-bool LabelMayReach(const CKymoraView& view, const CMarker& marker, int x) {
-    const int64_t left = view.TimeToPixel(marker.m_dTime) + markerLabelGap;
+bool LabelMayReach(const PlotContext& context, const CMarker& marker, int x) {
+    const int64_t left = context.TimeToPixel(marker.m_dTime) + markerLabelGap;
     const auto most = static_cast<int64_t>(marker.m_strLabel.size()) * 4 * MarkerFont().pixelHeight;
     return x >= left && x < left + most;
 }
@@ -153,35 +153,35 @@ void ConvertMarkersToEvents(CKymoraView& view) {
 
 const FontSpec& MarkerFont() { return DatumFont(); }
 
-bool IsMarkerShown(const CKymoraView& view, const CMarker& marker) {
-    return marker.m_dTime >= view.m_StartTime && marker.m_dTime <= view.m_EndTime &&
-           view.GetLayout().plot.Width() > 0 && view.GetLayout().plot.Height() > 0;
+bool IsMarkerShown(const PlotContext& context, const CMarker& marker) {
+    return marker.m_dTime >= context.viewport.start && marker.m_dTime <= context.viewport.end &&
+           context.layout.plot.Width() > 0 && context.layout.plot.Height() > 0;
 }
 
-PixelRect MarkerRect(const CKymoraView& view, const CMarker& marker) {
-    const int x = view.TimeToPixel(marker.m_dTime);
+PixelRect MarkerRect(const PlotContext& context, const CMarker& marker) {
+    const int x = context.TimeToPixel(marker.m_dTime);
     return {x - markerArm, markerRow - markerArm, x + markerArm + 1, markerRow + markerArm + 1};
 }
 
-PixelRect MarkerLabelRect(const CKymoraView& view, const CMarker& marker) {
+PixelRect MarkerLabelRect(const PlotContext& context, const CMarker& marker) {
     if (marker.m_strLabel.empty()) return {};
-    const int left = view.TimeToPixel(marker.m_dTime) + markerLabelGap;
-    const Extent size = view.GetTextSizes().Of(marker.m_strLabel, MarkerFont());
+    const int left = context.TimeToPixel(marker.m_dTime) + markerLabelGap;
+    const Extent size = context.drawn.textSizes.Of(marker.m_strLabel, MarkerFont());
     return {left, markerLabelRow, left + size.width, markerLabelRow + size.height};
 }
 
-int MarkerAt(const CKymoraView& view, int x, int y) {
+int MarkerAt(const PlotContext& context, int x, int y) {
     // The mouse moves far more often than it meets one of a hundred thousand markers: labels are measured
     // only where they could reach.
     const bool onCrosses = y >= markerRow - markerArm && y <= markerRow + markerArm;
     const bool onLabels = y >= markerLabelRow && y < markerLabelRow + mostLabelHeight;
-    if (!view.m_bShowMarkers || (!onCrosses && !onLabels)) return -1;
-    const auto& markers = view.GetDocument().markers;
+    if (!context.settings.m_bShowMarkers || (!onCrosses && !onLabels)) return -1;
+    const auto& markers = context.doc.markers;
     for (int i = static_cast<int>(markers.size()) - 1; i >= 0; --i) {
         const CMarker& marker = markers[static_cast<size_t>(i)];
-        if (!IsMarkerShown(view, marker)) continue;
-        if (onCrosses && MarkerRect(view, marker).Contains(x, y)) return i;
-        if (onLabels && LabelMayReach(view, marker, x) && MarkerLabelRect(view, marker).Contains(x, y))
+        if (!IsMarkerShown(context, marker)) continue;
+        if (onCrosses && MarkerRect(context, marker).Contains(x, y)) return i;
+        if (onLabels && LabelMayReach(context, marker, x) && MarkerLabelRect(context, marker).Contains(x, y))
             return i;
     }
     return -1;

@@ -38,11 +38,11 @@ inline constexpr int markerArm = 5, markerRow = 15;  // pixels; the row of the w
 inline constexpr int markerLabelGap = 8, markerLabelRow = 20;
 
 // Both ends of the viewport belong to it.
-bool IsMarkerShown(const CKymoraView& view, const CMarker& marker);
-PixelRect MarkerRect(const CKymoraView& view, const CMarker& marker);
-PixelRect MarkerLabelRect(const CKymoraView& view, const CMarker& marker);
+bool IsMarkerShown(const PlotContext& context, const CMarker& marker);
+PixelRect MarkerRect(const PlotContext& context, const CMarker& marker);
+PixelRect MarkerLabelRect(const PlotContext& context, const CMarker& marker);
 // The marker under a pixel, its label included, or -1.
-int MarkerAt(const CKymoraView& view, int x, int y);
+int MarkerAt(const PlotContext& context, int x, int y);
 // The font of the labels.
 const FontSpec& MarkerFont();
 

@@ -24,8 +24,8 @@ class PlaceDrag : public MouseDrag {
     void Follow(const MouseEvent& event) { shift_ = {event.x - press_.x, event.y - press_.y}; }
     Point Place() const { return {place_.x + shift_.x, place_.y + shift_.y}; }
     bool HasMoved() const { return shift_ != Point{}; }
-    bool IsOnPlot(const CKymoraView& view, bool heightToo) const {
-        const PixelRect& plot = view.GetLayout().plot;
+    bool IsOnPlot(const PlotContext& context, bool heightToo) const {
+        const PixelRect& plot = context.layout.plot;
         const Point place = Place();
         return place.x >= plot.left && place.x <= plot.right &&
                (!heightToo || (place.y >= plot.top && place.y <= plot.bottom));
@@ -36,28 +36,28 @@ class PlaceDrag : public MouseDrag {
 
 class MarkerDrag : public PlaceDrag {
   public:
-    MarkerDrag(const CKymoraView& view, int marker, const MouseEvent& event)
-        : PlaceDrag({view.TimeToPixel(At(view, marker).m_dTime), markerRow}, event),
+    MarkerDrag(const PlotContext& context, int marker, const MouseEvent& event)
+        : PlaceDrag({context.TimeToPixel(At(context, marker).m_dTime), markerRow}, event),
           marker_(marker),
-          held_(At(view, marker)) {}
+          held_(At(context, marker)) {}
     void Release(CKymoraView& view, const MouseEvent& event) override {
         Follow(event);
         const auto& markers = view.GetDocument().markers;
-        const bool isThere = marker_ < static_cast<int>(markers.size()) && At(view, marker_) == held_;
-        if (isThere && shift_.x != 0 && IsOnPlot(view, false))
-            MoveMarker(view, marker_, view.PixelToTime(Place().x));
+        const bool isThere = marker_ < static_cast<int>(markers.size()) && At(view.Plot(), marker_) == held_;
+        if (isThere && shift_.x != 0 && IsOnPlot(view.Plot(), false))
+            MoveMarker(view, marker_, view.Plot().PixelToTime(Place().x));
     }
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        if (shift_.x == 0 || !IsOnPlot(view, false)) return;
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        if (shift_.x == 0 || !IsOnPlot(context, false)) return;
         DrawMarkerCross(device, Place().x);
-        DrawDragText(view, device, {Place().x + markerLabelGap, markerLabelRow},
-                     fmt::format("{:.2f} ms", view.PixelToTime(Place().x)));
+        DrawDragText(context, device, {Place().x + markerLabelGap, markerLabelRow},
+                     fmt::format("{:.2f} ms", context.PixelToTime(Place().x)));
     }
     CursorShape Shape() const override { return CursorShape::horizontal; }
 
   private:
-    static const CMarker& At(const CKymoraView& view, int marker) {
-        return view.GetDocument().markers[static_cast<size_t>(marker)];
+    static const CMarker& At(const PlotContext& context, int marker) {
+        return context.doc.markers[static_cast<size_t>(marker)];
     }
     int marker_;
     CMarker held_;
@@ -65,22 +65,22 @@ class MarkerDrag : public PlaceDrag {
 
 class AnnotationDrag : public PlaceDrag {
   public:
-    AnnotationDrag(const CKymoraView& view, AnnotationId id, const MouseEvent& event)
-        : PlaceDrag(AnnotationPlace(view, id.trace, *FindAnnotation(view.GetDocument(), id)), event),
+    AnnotationDrag(const PlotContext& context, AnnotationId id, const MouseEvent& event)
+        : PlaceDrag(AnnotationPlace(context, id.trace, *FindAnnotation(context.doc, id)), event),
           id_(id),
-          held_(*FindAnnotation(view.GetDocument(), id)) {}
+          held_(*FindAnnotation(context.doc, id)) {}
     void Release(CKymoraView& view, const MouseEvent& event) override {
         Follow(event);
         const CAnnotation* annotation = FindAnnotation(view.GetDocument(), id_);
-        if (annotation && *annotation == held_ && HasMoved() && IsOnPlot(view, true))
+        if (annotation && *annotation == held_ && HasMoved() && IsOnPlot(view.Plot(), true))
             MoveAnnotation(view, id_, shift_.x, shift_.y);
     }
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        if (!HasMoved() || !IsOnPlot(view, true)) return;
-        PixelRect frame = AnnotationRect(view, id_.trace, held_);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        if (!HasMoved() || !IsOnPlot(context, true)) return;
+        PixelRect frame = AnnotationRect(context, id_.trace, held_);
         frame = {frame.left + shift_.x, frame.top + shift_.y, frame.right + shift_.x,
                  frame.bottom + shift_.y};
-        DrawFocusRect(view, device, frame);
+        DrawFocusRect(context, device, frame);
     }
 
   private:
@@ -90,16 +90,16 @@ class AnnotationDrag : public PlaceDrag {
 
 class ScaleBarDrag : public PlaceDrag {
   public:
-    ScaleBarDrag(const CKymoraView& view, ScaleBarId id, const MouseEvent& event)
-        : PlaceDrag(ShapeOf(view, id)->from, event), id_(id), held_(*FindScaleBar(view.GetDocument(), id)) {}
+    ScaleBarDrag(const PlotContext& context, ScaleBarId id, const MouseEvent& event)
+        : PlaceDrag(ShapeOf(context, id)->from, event), id_(id), held_(*FindScaleBar(context.doc, id)) {}
     void Release(CKymoraView& view, const MouseEvent& event) override {
         Follow(event);
         const ScaleBar* bar = FindScaleBar(view.GetDocument(), id_);
         if (bar && *bar == held_) MoveScaleBar(view, id_, shift_.x, shift_.y);
     }
-    void Draw(const CKymoraView& view, DrawDevice& device) const override {
-        const auto shape = ShapeOf(view, id_, shift_.x, shift_.y);
-        if (HasMoved() && shape) DrawFocusRect(view, device, shape->rect);
+    void Draw(const PlotContext& context, DrawDevice& device) const override {
+        const auto shape = ShapeOf(context, id_, shift_.x, shift_.y);
+        if (HasMoved() && shape) DrawFocusRect(context, device, shape->rect);
     }
 
   private:
@@ -110,19 +110,19 @@ class ScaleBarDrag : public PlaceDrag {
 }  // namespace
 
 std::unique_ptr<MouseDrag> DragMarker(CKymoraView& view, const MouseEvent& event) {
-    const int marker = MarkerAt(view, event.x, event.y);
+    const int marker = MarkerAt(view.Plot(), event.x, event.y);
     if (marker < 0 || view.GetDocument().markersLocked) return nullptr;
-    return std::make_unique<MarkerDrag>(view, marker, event);
+    return std::make_unique<MarkerDrag>(view.Plot(), marker, event);
 }
 
 std::unique_ptr<MouseDrag> DragAnnotation(CKymoraView& view, const MouseEvent& event) {
-    const AnnotationId id = AnnotationAt(view, event.x, event.y);
-    return id ? std::make_unique<AnnotationDrag>(view, id, event) : nullptr;
+    const AnnotationId id = AnnotationAt(view.Plot(), event.x, event.y);
+    return id ? std::make_unique<AnnotationDrag>(view.Plot(), id, event) : nullptr;
 }
 
 std::unique_ptr<MouseDrag> DragScaleBar(CKymoraView& view, const MouseEvent& event) {
-    const auto id = ScaleBarAt(view, event.x, event.y);
-    return id ? std::make_unique<ScaleBarDrag>(view, *id, event) : nullptr;
+    const auto id = ScaleBarAt(view.Plot(), event.x, event.y);
+    return id ? std::make_unique<ScaleBarDrag>(view.Plot(), *id, event) : nullptr;
 }
 
 }  // namespace kymora

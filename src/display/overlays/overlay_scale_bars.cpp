@@ -64,28 +64,28 @@ void TakeBarFields(const Form& form, ScaleBar& bar) {
 
 // --- new bars ---
 
-ScaleBar NewHorzBar(const CKymoraView& view) {
+ScaleBar NewHorzBar(const PlotContext& context) {
     ScaleBar bar;
     bar.m_nWidth = usualWidth;
-    bar.m_fLength = static_cast<float>(RoundTenth(view.GetViewport().Duration()));
+    bar.m_fLength = static_cast<float>(RoundTenth(context.viewport.Duration()));
     bar.m_fXFrac = 0.85f;
     bar.m_fYFrac = 0.97f;
     return bar;
 }
 
 // A tenth of the first selected axis, standing near the left end of the foot of its band.
-ScaleBar NewVertBar(const CKymoraView& view) {
-    const CDataDoc& doc = view.GetDocument();
+ScaleBar NewVertBar(const PlotContext& context) {
+    const CDataDoc& doc = context.doc;
     ScaleBar bar;
     bar.m_nWidth = usualWidth;
     bar.m_fXFrac = 0.04f;
     bar.m_fYFrac = 0.95f;
     for (const bool selected : {true, false})
         for (int trace = 0; trace < doc.traceCount; ++trace) {
-            const int axis = view.m_nAxisOfTrace[static_cast<size_t>(trace)];
-            const CVertAxis& limits = view.m_axes[static_cast<size_t>(axis)];
-            if (!view.IsTraceShown(trace) || (selected && !limits.m_bSelected)) continue;
-            const PixelRect &plot = view.GetLayout().plot, band = view.BandOf(axis);
+            const int axis = context.AxisOf(trace);
+            const CVertAxis& limits = context.settings.m_axes[static_cast<size_t>(axis)];
+            if (!context.IsTraceShown(trace) || (selected && !limits.m_bSelected)) continue;
+            const PixelRect &plot = context.layout.plot, band = context.BandOf(axis);
             bar.m_nTrace = trace;
             bar.m_fLength = static_cast<float>(RoundTenth(std::fabs(limits.m_dMax - limits.m_dMin)));
             bar.m_strUnits = doc.traces[static_cast<size_t>(trace)].traceUnits;
@@ -117,9 +117,9 @@ PixelRect HitRect(Point from, Point to, int width) {
     return {left - before, top - hitMargin, right + behind, bottom + hitMargin + 1};
 }
 
-std::string HorzText(const CKymoraView& view, const ScaleBar& bar) {
-    return ShortNumber(bar.m_fLength / TimeUnitFactor(view.m_nTimeUnit)) + " " +
-           TimeUnitName(view.m_nTimeUnit);
+std::string HorzText(const PlotContext& context, const ScaleBar& bar) {
+    return ShortNumber(bar.m_fLength / TimeUnitFactor(context.settings.m_nTimeUnit)) + " " +
+           TimeUnitName(context.settings.m_nTimeUnit);
 }
 
 std::string VertText(const CDataDoc& doc, const ScaleBar& bar) {
@@ -201,13 +201,13 @@ std::vector<ScaleBarId> ScaleBarsOf(const CDataDoc& doc) {
 
 void AddHorzScaleBar(CKymoraView& view) {
     if (HasHorzScaleBar(view.GetDocument())) return EditScaleBar(view, {true, 0});
-    CHorzScaleBarDlg dialog{NewHorzBar(view)};
+    CHorzScaleBarDlg dialog{NewHorzBar(view.Plot())};
     if (!dialog.DoModal(view.GetSession())) return;
     ChangeScaleBars(view, "Add horizontal scale bar", [&](auto& groups) { groups[0].single = dialog.m_bar; });
 }
 
 void AddVertScaleBar(CKymoraView& view) {
-    CVertScaleBarDlg dialog{NewVertBar(view)};
+    CVertScaleBarDlg dialog{NewVertBar(view.Plot())};
     if (!dialog.DoModal(view.GetDocument(), view.GetSession())) return;
     ChangeScaleBars(view, "Add vertical scale bar",
                     [&](auto& groups) { groups[1].list.push_back(dialog.m_bar); });
@@ -254,7 +254,7 @@ void SetScaleBarOptions(CKymoraView& view) {
 void MoveScaleBar(CKymoraView& view, ScaleBarId id, int dx, int dy) {
     const ScaleBar* old = FindScaleBar(view.GetDocument(), id);
     if (!old || (dx == 0 && dy == 0)) return;
-    const PixelRect& plot = view.GetLayout().plot;
+    const PixelRect plot = view.Plot().layout.plot;
     const Point place = PlaceOf(*old, plot);
     ChangeScaleBars(view, "Move scale bar", [&](auto& groups) {
         ScaleBar& bar = BarOf(groups, id);
@@ -265,10 +265,10 @@ void MoveScaleBar(CKymoraView& view, ScaleBarId id, int dx, int dy) {
 
 // --- geometry ---
 
-std::optional<ScaleBarShape> ShapeOf(const CKymoraView& view, ScaleBarId id, int dx, int dy) {
-    const CDataDoc& doc = view.GetDocument();
+std::optional<ScaleBarShape> ShapeOf(const PlotContext& context, ScaleBarId id, int dx, int dy) {
+    const CDataDoc& doc = context.doc;
     const ScaleBar* bar = FindScaleBar(doc, id);
-    const PixelRect& plot = view.GetLayout().plot;
+    const PixelRect& plot = context.layout.plot;
     if (!bar || plot.Width() <= 0 || plot.Height() <= 0) return {};
     ScaleBarShape shape;
     shape.width = std::clamp(bar->m_nWidth, 1, greatestWidth);
@@ -277,16 +277,16 @@ std::optional<ScaleBarShape> ShapeOf(const CKymoraView& view, ScaleBarId id, int
     shape.from.y += dy;
     shape.to = shape.from;
     if (id.isHorizontal) {
-        const int length = view.TimeToPixel(view.m_StartTime + static_cast<double>(bar->m_fLength)) -
-                           view.TimeToPixel(view.m_StartTime);
+        const int length = context.TimeToPixel(context.viewport.start + static_cast<double>(bar->m_fLength)) -
+                           context.TimeToPixel(context.viewport.start);
         shape.to.x = ClampPixel(int64_t{shape.from.x} + length);
-        shape.text = HorzText(view, *bar);
+        shape.text = HorzText(context, *bar);
     } else {
-        if (bar->m_nTrace < 0 || bar->m_nTrace >= doc.traceCount || !view.IsTraceShown(bar->m_nTrace))
+        if (bar->m_nTrace < 0 || bar->m_nTrace >= doc.traceCount || !context.IsTraceShown(bar->m_nTrace))
             return {};
-        const int axis = view.m_nAxisOfTrace[static_cast<size_t>(bar->m_nTrace)];
-        shape.to.y = ClampPixel(int64_t{shape.from.y} + view.ValueToPixel(bar->m_fLength, axis) -
-                                view.ValueToPixel(0.0, axis));
+        const int axis = context.AxisOf(bar->m_nTrace);
+        shape.to.y = ClampPixel(int64_t{shape.from.y} + context.ValueToPixel(bar->m_fLength, axis) -
+                                context.ValueToPixel(0.0, axis));
         shape.text = VertText(doc, *bar);
     }
     if (bar->m_bShowText == 0) shape.text.clear();
@@ -294,11 +294,11 @@ std::optional<ScaleBarShape> ShapeOf(const CKymoraView& view, ScaleBarId id, int
     return shape;
 }
 
-std::optional<ScaleBarId> ScaleBarAt(const CKymoraView& view, int x, int y) {
-    if (!view.m_bShowScaleBars) return {};
-    const auto bars = ScaleBarsOf(view.GetDocument());
+std::optional<ScaleBarId> ScaleBarAt(const PlotContext& context, int x, int y) {
+    if (!context.settings.m_bShowScaleBars) return {};
+    const auto bars = ScaleBarsOf(context.doc);
     for (auto id = bars.rbegin(); id != bars.rend(); ++id)
-        if (const auto shape = ShapeOf(view, *id); shape && shape->rect.Contains(x, y)) return *id;
+        if (const auto shape = ShapeOf(context, *id); shape && shape->rect.Contains(x, y)) return *id;
     return {};
 }
 

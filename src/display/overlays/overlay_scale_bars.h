@@ -64,11 +64,11 @@ struct ScaleBarShape {
 };
 // Nothing for a bar that is not there or whose trace is gone or hidden. `dx` and `dy` shift its place, as a
 // drag does.
-std::optional<ScaleBarShape> ShapeOf(const CKymoraView& view, ScaleBarId id, int dx = 0, int dy = 0);
+std::optional<ScaleBarShape> ShapeOf(const PlotContext& context, ScaleBarId id, int dx = 0, int dy = 0);
 // All bars of the recording, those that are not shown too.
 std::vector<ScaleBarId> ScaleBarsOf(const CDataDoc& doc);
 // The bar under a pixel; the vertical ones lie over the horizontal one.
-std::optional<ScaleBarId> ScaleBarAt(const CKymoraView& view, int x, int y);
+std::optional<ScaleBarId> ScaleBarAt(const PlotContext& context, int x, int y);
 
 // The number of the series 1, 2, 5, 10, ... nearest to a tenth of `span`.
 double RoundTenth(double span);

@@ -83,12 +83,7 @@ class PanePainter {
 
     void Frame(const PreviewScale& scale) const {
         device_.SetPen({frameColour});
-        const std::array<Point, 5> frame{{{plot_.left, plot_.top},
-                                          {plot_.right, plot_.top},
-                                          {plot_.right, plot_.bottom},
-                                          {plot_.left, plot_.bottom},
-                                          {plot_.left, plot_.top}}};
-        device_.Polyline(frame);
+        device_.Frame(plot_);
         if (!(scale.low < 0.0 && scale.high > 0.0)) return;
         const int zero = ScaleOf(scale).ToPixel(0.0);
         device_.SetPen({gridColour});

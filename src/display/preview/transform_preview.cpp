@@ -87,25 +87,27 @@ PreviewScale FittingScale(std::span<const float> values) {
 
 struct CTransformPreview::Entry {
     std::string_view id;
-    void (CTransformPreview::*run)();
+    double (Navigation::*scroll)() const = nullptr;
+    Viewport (Navigation::*zoom)() const = nullptr;
+    void (CTransformPreview::*gain)() = nullptr;
 };
 
 std::span<const CTransformPreview::Entry> CTransformPreview::Entries() {
     using P = CTransformPreview;
     static constexpr Entry entries[] = {
-        {"start", &P::GoToStart},
-        {"left-page", &P::LeftPage},
-        {"left-percent", &P::LeftPercent},
-        {"right-percent", &P::RightPercent},
-        {"right-page", &P::RightPage},
-        {"end", &P::GoToEnd},
-        {"", nullptr},
-        {"compress", &P::Compress},
-        {"expand", &P::Expand},
-        {"", nullptr},
-        {"increase-gain", &P::IncreaseGain},
-        {"decrease-gain", &P::DecreaseGain},
-        {"autoscale", &P::Autoscale},
+        {"start", &Navigation::GoToStart},
+        {"left-page", &Navigation::LeftPage},
+        {"left-percent", &Navigation::LeftPercent},
+        {"right-percent", &Navigation::RightPercent},
+        {"right-page", &Navigation::RightPage},
+        {"end", &Navigation::GoToEnd},
+        {""},
+        {"compress", nullptr, &Navigation::Compress},
+        {"expand", nullptr, &Navigation::Expand},
+        {""},
+        {"increase-gain", nullptr, nullptr, &P::IncreaseGain},
+        {"decrease-gain", nullptr, nullptr, &P::DecreaseGain},
+        {"autoscale", nullptr, nullptr, &P::Autoscale},
     };
     return entries;
 }
@@ -121,13 +123,17 @@ std::span<const std::string_view> CTransformPreview::Commands() {
 
 bool CTransformPreview::RunCommand(std::string_view id) {
     const auto entries = Entries();
-    const auto found = std::find_if(entries.begin(), entries.end(),
-                                    [&](const Entry& entry) { return entry.run && entry.id == id; });
-    if (found == entries.end()) return false;
-    if (hasView_)
-        (this->*found->run)();
-    else
+    const auto found =
+        std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.id == id; });
+    if (found == entries.end() || id.empty()) return false;
+    if (!hasView_)
         message_ = noNavigationText;
+    else if (found->scroll)
+        Scroll(found->scroll);
+    else if (found->zoom)
+        Zoom(found->zoom);
+    else
+        (this->*found->gain)();
     return true;
 }
 
@@ -138,20 +144,27 @@ void CTransformPreview::Show(int64_t start, int64_t length) {
     if (start_ != startBefore || length_ != lengthBefore) Load();
 }
 
-int64_t CTransformPreview::Step() const {
-    return std::max<int64_t>(1, std::llround(static_cast<double>(length_) * percentStep_ / 100.0));
+Navigation CTransformPreview::GetNavigation() const {
+    Navigation navigation;
+    const auto start = static_cast<double>(start_), length = static_cast<double>(length_);
+    navigation.shown = {start, start + length};
+    navigation.end = static_cast<double>(docLength_);
+    navigation.step = std::max(1.0, std::round(length * percentStep_ / 100.0));
+    navigation.keepsLeftEdge = doc_.GetSession().options.expandContractFocus != 0;
+    navigation.longest = static_cast<double>(std::min(docLength_, longestRunInMemory));
+    return navigation;
 }
 
-bool CTransformPreview::FocusesLeftEdge() const { return doc_.GetSession().options.expandContractFocus != 0; }
-
-void CTransformPreview::Compress() {
-    const int64_t length = std::min({2 * length_, docLength_, longestRunInMemory});
-    const int64_t start = FocusesLeftEdge() ? start_ : start_ + length_ / 2 - length / 2;
-    Show(start, length < std::min(2 * length_, docLength_) ? length + 1 : length);
+void CTransformPreview::Scroll(double (Navigation::*move)() const) {
+    Show(static_cast<int64_t>((GetNavigation().*move)()), length_);
 }
 
-void CTransformPreview::Expand() {
-    Show(FocusesLeftEdge() ? start_ : start_ + length_ / 4, std::max(leastLength, length_ / 2));
+void CTransformPreview::Zoom(Viewport (Navigation::*move)() const) {
+    const Viewport to = (GetNavigation().*move)();
+    const auto length = static_cast<int64_t>(to.Duration());
+    // Where there is more than may be shown, more is asked for.
+    const bool isHeld = length >= length_ && length < std::min(2 * length_, docLength_);
+    Show(static_cast<int64_t>(to.start), isHeld ? length + 1 : length);
 }
 
 void CTransformPreview::Autoscale() {
@@ -159,7 +172,7 @@ void CTransformPreview::Autoscale() {
     Fit();
 }
 
-void CTransformPreview::Zoom(double factor) {
+void CTransformPreview::Scale(double factor) {
     fitsItself_ = false;
     for (PreviewScale& scale : scales_) {
         const double middle = scale.Middle();

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "display/navigation.h"
 #include "document/data_doc.h"
 #include "drawing/draw_device.h"
 #include "transforms/preview_host.h"
@@ -68,29 +69,23 @@ class CTransformPreview {
     void Draw(DrawDevice& device, Extent size) const;
 
   private:
-    void LeftPage() { Show(start_ - length_, length_); }
-    void RightPage() { Show(start_ + length_, length_); }
-    void LeftPercent() { Show(start_ - Step(), length_); }
-    void RightPercent() { Show(start_ + Step(), length_); }
-    void GoToStart() { Show(0, length_); }
-    void GoToEnd() { Show(docLength_ - length_, length_); }
-    void Compress();
-    void Expand();
-    void IncreaseGain() { Zoom(0.5); }
-    void DecreaseGain() { Zoom(2.0); }
+    // In samples, as the view's is in ms.
+    Navigation GetNavigation() const;
+    void Scroll(double (Navigation::*move)() const);
+    void Zoom(Viewport (Navigation::*move)() const);
+    void IncreaseGain() { Scale(0.5); }
+    void DecreaseGain() { Scale(2.0); }
     void Autoscale();
 
     struct Entry;
     static std::span<const Entry> Entries();
-    int64_t Step() const;
-    bool FocusesLeftEdge() const;
     int64_t LastPosition() const { return start_ + std::max<int64_t>(0, length_ - 1); }
     // Holds the stretch within the recording and to what is treated in memory.
     void Place(int64_t start, int64_t length);
     void Show(int64_t start, int64_t length);
     void Load();
     void Fit();
-    void Zoom(double factor);
+    void Scale(double factor);
     void DrawTimes(DrawDevice& device, const PixelRect& plot) const;
 
     CPreviewHost& host_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "display/axis_drawing.h"
+#include "display/axis_edits.h"
 #include "drawing/windows/painter_device.h"
 
 namespace kymora {
@@ -22,13 +23,13 @@ LimitEdit::LimitEdit(CKymoraView& view, QWidget* parent) : QLineEdit(parent), vi
 }
 
 void LimitEdit::Open(int axis, bool isMax) {
-    if (view_.SlotOf(axis) < 0 || !view_.GetLayout().axesShown) return;
+    if (view_.Plot().SlotOf(axis) < 0 || !view_.Plot().layout.axesShown) return;
     axis_ = axis;
     isMax_ = isMax;
     const QString name = QString::fromStdString(view_.m_axes[static_cast<size_t>(axis)].m_strLabel);
     setToolTip(isMax ? tr("Maximum of the axis") : tr("Minimum of the axis"));
     setAccessibleName((isMax ? tr("Maximum of %1") : tr("Minimum of %1")).arg(name));
-    setText(QString::fromStdString(view_.LimitText(axis, isMax)));
+    setText(QString::fromStdString(LimitText(view_, axis, isMax)));
     setModified(false);
     show();
     Place();
@@ -38,9 +39,9 @@ void LimitEdit::Open(int axis, bool isMax) {
 
 void LimitEdit::Place() {
     if (isHidden()) return;
-    if (view_.SlotOf(axis_) < 0 || !view_.GetLayout().axesShown) return Close();
-    const PixelRect rect = LimitRect(view_, axis_, isMax_);
-    const PixelRect band = view_.BandOf(axis_);
+    if (view_.Plot().SlotOf(axis_) < 0 || !view_.Plot().layout.axesShown) return Close();
+    const PixelRect rect = LimitRect(view_.Plot(), axis_, isMax_);
+    const PixelRect band = view_.Plot().BandOf(axis_);
     const bool hasRoom = rect.Height() > 0;
     const int top = !hasRoom ? (band.top + band.bottom - limitHeight) / 2
                     : isMax_ ? rect.top
@@ -51,7 +52,7 @@ void LimitEdit::Place() {
 bool LimitEdit::Accept() {
     if (!isModified() || accepting_) return true;
     accepting_ = true;  // a message box takes the focus, which would accept a second time
-    const bool accepted = view_.SetLimitFromText(axis_, isMax_, text().toStdString());
+    const bool accepted = SetLimitFromText(view_, axis_, isMax_, text().toStdString());
     accepting_ = false;
     setModified(!accepted);
     return accepted;
@@ -66,9 +67,9 @@ void LimitEdit::Close() {
 
 void LimitEdit::GoOn(int direction) {
     if (!Accept()) return selectAll();
-    const std::vector<int>& shown = view_.ShownAxes();
+    const std::vector<int>& shown = view_.Plot().shownAxes;
     const int count = 2 * static_cast<int>(shown.size());
-    const int at = 2 * view_.SlotOf(axis_) + (isMax_ ? 0 : 1);
+    const int at = 2 * view_.Plot().SlotOf(axis_) + (isMax_ ? 0 : 1);
     if (count == 0 || at < 0) return Close();
     const int next = (at + direction + count) % count;
     const int axis = shown[static_cast<size_t>(next / 2)];

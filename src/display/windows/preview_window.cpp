@@ -11,7 +11,6 @@
 #include <QWheelEvent>
 
 #include "display/commands/commands.h"
-#include "display/windows/view_widget.h"
 #include "drawing/windows/painter_device.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
@@ -177,11 +176,7 @@ void PreviewWindow::keyPressEvent(QKeyEvent* event) {
 
 // As in the view: steps, with Shift pages, with Ctrl zoom.
 void PreviewWindow::wheelEvent(QWheelEvent* event) {
-    const QPoint turn = event->angleDelta();
-    wheelTurn_ += std::abs(turn.x()) > std::abs(turn.y()) ? turn.x() : turn.y();
-    int steps = wheelTurn_ / QWheelEvent::DefaultDeltasPerStep;
-    wheelTurn_ -= steps * QWheelEvent::DefaultDeltasPerStep;
-    event->accept();
+    int steps = wheel_.Take(*event);
     const bool zooms = event->modifiers().testFlag(Qt::ControlModifier);
     const bool byPages = event->modifiers().testFlag(Qt::ShiftModifier);
     for (; steps > 0; --steps) Run(zooms ? "expand" : byPages ? "left-page" : "left-percent");

@@ -6,6 +6,7 @@
 #include <QRect>
 
 #include "display/preview/transform_preview.h"
+#include "display/windows/view_widget.h"
 
 class QBoxLayout;
 class QCheckBox;
@@ -49,7 +50,7 @@ class PreviewWindow : public QDialog {
     PreviewLook& look_;
     Picture* picture_ = nullptr;
     QLabel *status_ = nullptr, *message_ = nullptr;
-    int wheelTurn_ = 0;  // eighths of a degree that did not make a step yet
+    WheelTurn wheel_;
 };
 
 }  // namespace kymora

@@ -53,7 +53,7 @@ void ReloadStrip::Watch() {
 void ReloadStrip::Poll() {
     view_.PollReload();  // when it is done, the view has its window painted, which calls Watch
     if (!view_.IsReloading()) return Watch();
-    bar_->setValue(static_cast<int>(view_.ReloadShare() * steps));
+    bar_->setValue(static_cast<int>(view_.GetBins().Share() * steps));
     if (++waited_ < pollsBeforeShown) return;
     Place();
     show();
@@ -61,7 +61,7 @@ void ReloadStrip::Poll() {
 }
 
 void ReloadStrip::Place() {
-    const PixelRect& plot = view_.GetLayout().plot;
+    const PixelRect plot = view_.Plot().layout.plot;
     const QSize size = sizeHint();
     const int width = std::min(size.width(), parentWidget()->width());
     setGeometry(std::max(0, (plot.left + plot.right - width) / 2), plot.top + fromTop, width, size.height());

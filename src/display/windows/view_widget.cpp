@@ -1,4 +1,5 @@
 #include "display/windows/view_widget.h"
+#include "display/axis_edits.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -14,6 +15,7 @@
 
 #include "display/overlays/overlay_fonts.h"
 #include "display/picture.h"
+#include "display/view_times.h"
 #include "display/windows/reload_strip.h"
 #include "drawing/windows/painter_device.h"
 
@@ -88,6 +90,15 @@ Key KeyFrom(const QKeyEvent& event) {
     return key;
 }
 
+int WheelTurn::Take(QWheelEvent& event) {
+    const QPoint turn = event.angleDelta();
+    turn_ += std::abs(turn.x()) > std::abs(turn.y()) ? turn.x() : turn.y();
+    const int steps = turn_ / QWheelEvent::DefaultDeltasPerStep;
+    turn_ -= steps * QWheelEvent::DefaultDeltasPerStep;
+    event.accept();
+    return steps;
+}
+
 ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), view_(view) {
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
@@ -149,10 +160,10 @@ void ViewWidget::ShowTimes() {
         edit->setText(QString::fromStdString(text));
         edit->setCursorPosition(0);
     };
-    show(startEdit_, view_.StartText());
-    show(endEdit_, view_.EndText());
-    show(timebaseEdit_, view_.TimebaseText());
-    timebaseUnit_->setText(QString::fromStdString(view_.TimebaseUnitText()));
+    show(startEdit_, StartText(view_.Plot()));
+    show(endEdit_, EndText(view_.Plot()));
+    show(timebaseEdit_, TimebaseText(view_.Plot()));
+    timebaseUnit_->setText(QString::fromStdString(TimebaseUnitText(view_.Plot())));
     PlaceEdits();
 }
 
@@ -193,7 +204,7 @@ void ViewWidget::CopyPicture() {
     picture.setDevicePixelRatio(devicePixelRatioF());
     QPainter painter(&picture);
     PainterDevice device(painter);
-    PaintRecording(view_, device, PictureTarget::file);
+    PaintRecording(view_.Plot(), device, PictureTarget::file);
     painter.end();
     QApplication::clipboard()->setImage(picture);
 }
@@ -216,7 +227,7 @@ bool ViewWidget::PrintOn(QPrinter& printer) {
     const double scale = std::min(page.width() / width(), page.height() / height());
     painter.scale(scale, scale);
     PainterDevice device(painter);
-    PaintRecording(view_, device, PictureTarget::file);
+    PaintRecording(view_.Plot(), device, PictureTarget::file);
     return painter.end();
 }
 
@@ -227,9 +238,9 @@ void ViewWidget::Accept(QLineEdit* edit) {
     accepting_ = true;  // a message box takes the focus, which ends the editing a second time
     edit->setModified(false);
     const std::string text = edit->text().toStdString();
-    if (edit == startEdit_) view_.SetStartFromText(text);
-    if (edit == endEdit_) view_.SetEndFromText(text);
-    if (edit == timebaseEdit_) view_.SetTimebaseFromText(text);
+    if (edit == startEdit_) SetStartFromText(view_, text);
+    if (edit == endEdit_) SetEndFromText(view_, text);
+    if (edit == timebaseEdit_) SetTimebaseFromText(view_, text);
     accepting_ = false;
     ShowTimes();
 }
@@ -254,7 +265,7 @@ bool ViewWidget::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void ViewWidget::PlaceEdits() {
-    const PixelRect& plot = view_.GetLayout().plot;
+    const PixelRect plot = view_.Plot().layout.plot;
     const bool fits = view_.m_bShowAxes && plot.Width() >= 60;
     const int unitWidth = timebaseUnit_->sizeHint().width();
     const int edit = std::min(editWidth, (plot.Width() - 2 * unitGap - unitWidth) / 3);
@@ -295,7 +306,7 @@ void ViewWidget::paintEvent(QPaintEvent* event) {
 void ViewWidget::PaintPicture() {
     QPainter painter(&picture_);
     PainterDevice device(painter);
-    PaintRecording(view_, device, PictureTarget::window);
+    PaintRecording(view_.Plot(), device, PictureTarget::window);
     pictureIsCurrent_ = true;
 }
 
@@ -312,40 +323,41 @@ void ViewWidget::keyPressEvent(QKeyEvent* event) {
 // Scrolls by steps, with Shift by pages; zooms with Ctrl, and over an axis.
 void ViewWidget::TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers modifiers) {
     const double factor = std::pow(wheelZoom, -steps);
-    const Layout& layout = view_.GetLayout();
-    if (modifiers.testFlag(Qt::ControlModifier)) return view_.ZoomAround(at.x(), factor);
+    const Layout layout = view_.Plot().layout;
+    if (modifiers.testFlag(Qt::ControlModifier)) {
+        view_.ChangeViewport(view_.GetNavigation().Around(view_.Plot().PixelToTime(at.x()), factor));
+        return;
+    }
     if (layout.axesShown && at.x() < layout.plot.left)
-        return view_.ScaleAxisAround(view_.GetNearestAxis(at.y()), at.y(), factor);
+        return ScaleAxisAround(view_, view_.Plot().GetNearestAxis(at.y()), at.y(), factor);
     const bool byPages = modifiers.testFlag(Qt::ShiftModifier);
-    for (; steps < 0; ++steps) byPages ? view_.RightPage() : view_.RightPercent();
-    for (; steps > 0; --steps) byPages ? view_.LeftPage() : view_.LeftPercent();
+    const auto left = byPages ? &Navigation::LeftPage : &Navigation::LeftPercent;
+    const auto right = byPages ? &Navigation::RightPage : &Navigation::RightPercent;
+    for (int step = 0; step < std::abs(steps); ++step) view_.Go(steps > 0 ? left : right);
 }
 
 void ViewWidget::wheelEvent(QWheelEvent* event) {
-    const QPoint turn = event->angleDelta();
-    wheelTurn_ += std::abs(turn.x()) > std::abs(turn.y()) ? turn.x() : turn.y();
-    const int steps = wheelTurn_ / QWheelEvent::DefaultDeltasPerStep;  // away from the user, or to the left
-    wheelTurn_ -= steps * QWheelEvent::DefaultDeltasPerStep;
-    event->accept();
+    const int steps = wheel_.Take(*event);
     if (steps != 0) TurnWheel(steps, event->position().toPoint(), event->modifiers());
 }
 
 void ViewWidget::mousePressEvent(QMouseEvent* event) {
     setFocus();
-    view_.MouseDown(FromQt(*event));
+    view_.Mouse().Down(FromQt(*event));
 }
 
 void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
     // A message that came up during the drag has swallowed the release.
-    if (view_.IsDragging() && !event->buttons().testFlag(Qt::LeftButton)) view_.Escape();
-    view_.MouseMove(FromQt(*event));
-    const QString place = QString::fromStdString(view_.StatusText(event->pos().x(), event->pos().y()));
+    if (view_.Mouse().Drag() && !event->buttons().testFlag(Qt::LeftButton)) view_.Escape();
+    view_.Mouse().Move(FromQt(*event));
+    const QString place =
+        QString::fromStdString(StatusText(view_.Plot(), event->pos().x(), event->pos().y()));
     emit StatusChanged(modeStatus_.isEmpty() ? place : modeStatus_ + "   " + place);
 }
 
-void ViewWidget::mouseReleaseEvent(QMouseEvent* event) { view_.MouseUp(FromQt(*event)); }
+void ViewWidget::mouseReleaseEvent(QMouseEvent* event) { view_.Mouse().Up(FromQt(*event)); }
 
-void ViewWidget::mouseDoubleClickEvent(QMouseEvent* event) { view_.MouseDoubleClick(FromQt(*event)); }
+void ViewWidget::mouseDoubleClickEvent(QMouseEvent* event) { view_.Mouse().DoubleClick(FromQt(*event)); }
 
 void ViewWidget::leaveEvent(QEvent*) { emit StatusChanged(modeStatus_); }
 

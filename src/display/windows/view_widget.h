@@ -13,11 +13,22 @@
 
 class QKeyEvent;
 class QPrinter;
+class QWheelEvent;
 
 namespace kymora {
 
 // What the tables of commands know a key as.
 Key KeyFrom(const QKeyEvent& event);
+
+// The wheel, in steps.
+class WheelTurn {
+  public:
+    // Away from the user, or to the left.
+    int Take(QWheelEvent& event);
+
+  private:
+    int turn_ = 0;  // eighths of a degree that did not make a step yet
+};
 
 class ViewWidget : public QWidget, public ViewWindow {
     Q_OBJECT
@@ -82,7 +93,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     bool pictureIsCurrent_ = false;
     bool accepting_ = false;
     QString modeStatus_;  // of the mouse mode
-    int wheelTurn_ = 0;   // eighths of a degree that did not make a step yet
+    WheelTurn wheel_;
 };
 
 }  // namespace kymora

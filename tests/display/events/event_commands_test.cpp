@@ -248,7 +248,7 @@ TEST_F(EventCommandsTest, RowsAreHiddenSpreadAndReset) {
     Add(1100, 1110, 0, "", 40);
     Chan(7).SetDisplayPosition(0.2), Chan(30).SetDisplayPosition(0.9);
     Run("event-channel-hide");
-    EXPECT_FALSE(HasEventRow(*view, c));
+    EXPECT_FALSE(HasEventRow(view->Plot(), c));
     EXPECT_FALSE(IsEnabled("event-channel-hide"));
     Run("event-distribute");
     EXPECT_EQ(Chan(7).GetDisplayPosition(), 0.25);
@@ -260,7 +260,7 @@ TEST_F(EventCommandsTest, RowsAreHiddenSpreadAndReset) {
     EXPECT_EQ(Chan(c).GetDisplayPosition(), CDataDoc::DefaultDisplayPosition(c));
     EXPECT_TRUE(Run("event-unhide"));
     EXPECT_FALSE(IsEnabled("event-unhide"));
-    EXPECT_TRUE(HasEventRow(*view, c));
+    EXPECT_TRUE(HasEventRow(view->Plot(), c));
     for (const char* name :
          {"Unhide events", "Reset to default positions", "Distribute evenly", "Hide event channel"}) {
         EXPECT_EQ(doc->Undo().UndoName(), name);

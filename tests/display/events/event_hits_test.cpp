@@ -9,7 +9,7 @@ namespace {
 
 class EventHitsTest : public EventViewTest {
   protected:
-    std::optional<EventHit> At(int sample, int y = rowY) { return EventAt(*view, X(sample), y); }
+    std::optional<EventHit> At(int sample, int y = rowY) { return EventAt(view->Plot(), X(sample), y); }
     EventHit Hit(int index, EventPart part, int channel = c) { return {channel, index, part}; }
 };
 
@@ -46,8 +46,8 @@ TEST_F(EventHitsTest, NearestEventCountsAndOfPointsTheLast) {
     EXPECT_EQ(At(1300), Hit(3, EventPart::offset));
     EXPECT_EQ(At(1299), Hit(3, EventPart::onset));
     // Only the wide event can be stretched by a press in the normal mode.
-    EXPECT_FALSE(WideEventEdgeAt(*view, X(1200), rowY));
-    EXPECT_EQ(WideEventEdgeAt(*view, X(1498), rowY), Hit(0, EventPart::offset));
+    EXPECT_FALSE(WideEventEdgeAt(view->Plot(), X(1200), rowY));
+    EXPECT_EQ(WideEventEdgeAt(view->Plot(), X(1498), rowY), Hit(0, EventPart::offset));
 }
 
 TEST_F(EventHitsTest, RowsInOnePlaceAreReachedBySelecting) {
@@ -70,11 +70,11 @@ TEST_F(EventHitsTest, NothingLiesOutsideThePlot) {
     Open(0.0, 800.0);
     Add(0, 100);
     Chan().SetDisplayPosition(0.01);
-    EXPECT_TRUE(EventAt(*view, 75, 14));
-    EXPECT_FALSE(EventAt(*view, 69, 14));
-    EXPECT_FALSE(EventAt(*view, 75, 9));
+    EXPECT_TRUE(EventAt(view->Plot(), 75, 14));
+    EXPECT_FALSE(EventAt(view->Plot(), 69, 14));
+    EXPECT_FALSE(EventAt(view->Plot(), 75, 9));
     view->OnSize(40, 30);  // no plot at all
-    EXPECT_FALSE(EventAt(*view, 10, 10));
+    EXPECT_FALSE(EventAt(view->Plot(), 10, 10));
 }
 
 // The plain rule: every event is looked at.
@@ -101,8 +101,8 @@ TEST_F(EventHitsTest, StretchesFindWhatAScanFindsAmongAMillion) {
         const int from = below(19000000);
         const int to = from + 1 + below(round < 15 ? 300 : 3000000);
         const auto expected = Plain(Chan(), from, to);
-        EXPECT_EQ(EventsTouching(*view, c, {from, to}), expected);
-        const EventSummary& summary = view->EventRows().SummaryOf(Chan(), c);
+        EXPECT_EQ(EventsTouching(view->Plot(), c, {from, to}), expected);
+        const EventSummary& summary = view->Plot().drawn.eventRows.SummaryOf(Chan(), c);
         size_t first = 0;
         while (first < 1000000 && Chan().Events()[first].onPosition < from) ++first;
         EXPECT_EQ(summary.FirstFrom(from), first);
@@ -122,18 +122,18 @@ TEST_F(EventHitsTest, DisorderedEventsAreFoundWhereTheyLie) {
     for (const int on : {1700, 1100, 1500, -20, 1300, 20000}) Chan().AppendLoaded({on, on + 10});
     Chan().AppendLoaded({1600, 1500});  // ends before it starts
     doc->UpdateAllViews(UpdateHint::events);
-    EXPECT_EQ(EventsTouching(*view, c, {1100, 1501}), (std::vector<int>{1, 2, 4}));
-    EXPECT_EQ(EventsTouching(*view, c, {-15, 0}), (std::vector<int>{3}));
-    EXPECT_EQ(EventsTouching(*view, c, {1600, 1601}), (std::vector<int>{6}));
+    EXPECT_EQ(EventsTouching(view->Plot(), c, {1100, 1501}), (std::vector<int>{1, 2, 4}));
+    EXPECT_EQ(EventsTouching(view->Plot(), c, {-15, 0}), (std::vector<int>{3}));
+    EXPECT_EQ(EventsTouching(view->Plot(), c, {1600, 1601}), (std::vector<int>{6}));
     EXPECT_EQ(At(1505), Hit(2, EventPart::body));
 }
 
 TEST_F(EventHitsTest, SamplesAreHeldToTheRecording) {
     Open(9500.0, 10300.0);
-    EXPECT_EQ(SampleAt(*view, 70), 9500);
-    EXPECT_EQ(SampleAt(*view, 700), 10000);  // behind the last sample
-    EXPECT_EQ(StretchBetween(*view, 100, 90), (EventStretch{9520, 9530}));
-    EXPECT_EQ(StretchBetween(*view, 90, 90), (EventStretch{9520, 9521}));
+    EXPECT_EQ(SampleAt(view->Plot(), 70), 9500);
+    EXPECT_EQ(SampleAt(view->Plot(), 700), 10000);  // behind the last sample
+    EXPECT_EQ(StretchBetween(view->Plot(), 100, 90), (EventStretch{9520, 9530}));
+    EXPECT_EQ(StretchBetween(view->Plot(), 90, 90), (EventStretch{9520, 9521}));
 }
 
 }  // namespace

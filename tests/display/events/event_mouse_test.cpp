@@ -12,11 +12,11 @@ class EventMouseTest : public EventViewTest {
         const ChannelState before = State();
         const bool couldUndo = doc->Undo().CanUndo();
         Press(from), MoveTo((from + to) / 2), MoveTo(to);
-        ASSERT_TRUE(view->IsDragging());
+        ASSERT_TRUE(view->Mouse().Drag());
         RecordingDevice device;
-        view->DrawFeedback(device);
+        DrawFeedback(view->Plot(), device);
         view->Escape();
-        EXPECT_FALSE(view->IsDragging());
+        EXPECT_FALSE(view->Mouse().Drag());
         Release(to);
         EXPECT_TRUE(State() == before);
         EXPECT_EQ(doc->Undo().CanUndo(), couldUndo);
@@ -65,14 +65,14 @@ TEST_F(EventMouseTest, OnsetDraggedPastAnotherSortsItBehind) {
 TEST_F(EventMouseTest, EndsOfTheRecordingHoldEvents) {
     Open(9500.0, 10300.0);
     Add(9600, 9700);
-    view->MouseDown({70 + 200, rowY});  // its end
-    view->MouseMove({860, rowY});
+    view->Mouse().Down({70 + 200, rowY});  // its end
+    view->Mouse().Move({860, rowY});
     EXPECT_EQ(window.status, "Channel c: 9600.000 ms to 10000.000 ms, duration 400.000 ms");
-    view->MouseUp({860, rowY});
+    view->Mouse().Up({860, rowY});
     EXPECT_EQ(SpansOf(), (Spans{{9600, 10000}}));
     view->SetMouseMode(mouseMoveEvents);
-    view->MouseDown({200, rowY});
-    view->MouseUp({700, rowY});
+    view->Mouse().Down({200, rowY});
+    view->Mouse().Up({700, rowY});
     EXPECT_EQ(SpansOf(), (Spans{{9600, 10000}}));
 }
 
@@ -81,11 +81,11 @@ TEST_F(EventMouseTest, EventsOutsideTheRecordingMoveInOnly) {
     Chan().AddEvent(450, 700);
     doc->UpdateAllViews(UpdateHint::events);
     const int index[] = {0};
-    EXPECT_EQ(HeldShift(*view, c, index, 10), 0);
-    EXPECT_EQ(HeldShift(*view, c, index, -1000), -450);
+    EXPECT_EQ(HeldShift(*doc, c, index, 10), 0);
+    EXPECT_EQ(HeldShift(*doc, c, index, -1000), -450);
     Chan().ReplaceEvent(0, {-30, 40});
-    EXPECT_EQ(HeldShift(*view, c, index, -10), 0);
-    EXPECT_EQ(HeldShift(*view, c, index, 1000), 460);
+    EXPECT_EQ(HeldShift(*doc, c, index, -10), 0);
+    EXPECT_EQ(HeldShift(*doc, c, index, 1000), 460);
 }
 
 TEST_F(EventMouseTest, BodySelectsAndOpensItsChannelsEvent) {
@@ -116,7 +116,7 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
         form["colour"].colour = 0;  // black, which is not the channel's colour
         return true;
     });
-    view->MouseDoubleClick({X(1125), rowY});
+    view->Mouse().DoubleClick({X(1125), rowY});
     ASSERT_EQ(SpansOf(), (Spans{{1200, 1250}}));
     const CEventKM& event = Chan().Events()[0];
     EXPECT_EQ(event.eventValue, 2.5f);
@@ -126,13 +126,13 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
 
     doc->Undo().Undo();
     host.fillForms.push_back([](Form&) { return true; });  // accepted as it stands
-    view->MouseDoubleClick({X(1125), rowY});
+    view->Mouse().DoubleClick({X(1125), rowY});
     EXPECT_TRUE(State() == before);
     host.fillForms.push_back([](Form& form) {
         form["onset"].number = 10000.0;  // the recording ends before
         return true;
     });
-    view->MouseDoubleClick({X(1125), rowY});
+    view->Mouse().DoubleClick({X(1125), rowY});
     EXPECT_FALSE(host.formFault.empty());
     EXPECT_TRUE(State() == before);
 }
@@ -141,22 +141,22 @@ TEST_F(EventMouseTest, RowFollowsItsName) {
     Open();
     Add(1100, 1150);
     RecordingDevice device;
-    DrawEventRows(*view, device);
+    DrawEventRows(view->Plot(), device);
     const ChannelState before = State();
-    view->MouseDown({76, rowY + 2});
-    EXPECT_TRUE(view->IsDragging());
-    view->MouseMove({76, rowY + 102});
-    EXPECT_EQ(EventRowY(*view, c), rowY + 100);
+    view->Mouse().Down({76, rowY + 2});
+    EXPECT_TRUE(view->Mouse().Drag());
+    view->Mouse().Move({76, rowY + 102});
+    EXPECT_EQ(EventRowY(view->Plot(), c), rowY + 100);
     view->Escape();
     ExpectUntouched(before);
-    view->MouseDown({76, rowY + 2});
-    view->MouseMove({90, 5000});
-    view->MouseUp({90, 5000});
+    view->Mouse().Down({76, rowY + 2});
+    view->Mouse().Move({90, 5000});
+    view->Mouse().Up({90, 5000});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
     ExpectUndone(before, "Move event channel");
     // The name stands elsewhere now.
-    DrawEventRows(*view, device);
-    view->MouseDown({76, rowY + 2});
+    DrawEventRows(view->Plot(), device);
+    view->Mouse().Down({76, rowY + 2});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
 }
 
@@ -267,9 +267,9 @@ TEST_F(EventMouseTest, InsertingThreeKinds) {
     view->SetMouseMode(mouseInsertLast);
     Click(1300);
     EXPECT_EQ(SpansOf(), (Spans{{1090, 1110}, {1100, 1120}, {1300, 1301}, {1400, 1450}, {1500, 1501}}));
-    view->MouseDown({30, 50});  // beside the plot
+    view->Mouse().Down({30, 50});  // beside the plot
     EXPECT_EQ(Chan().GetNumEvents(), 5);
-    view->MouseDoubleClick({X(1200), 50});  // of two quick clicks each inserts
+    view->Mouse().DoubleClick({X(1200), 50});  // of two quick clicks each inserts
     EXPECT_EQ(Chan().GetNumEvents(), 6);
     // A letter goes to its channel, also a hidden one, which is shown then.
     Chan(5).channelVisible = 0;
@@ -288,17 +288,17 @@ TEST_F(EventMouseTest, InsertedEventsStayInTheRecording) {
     Open(9500.0, 10300.0);
     session.eventInsertion.durationMs = 200.0;
     view->SetMouseMode(mouseInsertFirst);
-    view->MouseDown({70 + 450, rowY});
-    view->MouseDown({70 + 700, rowY});  // behind the end
+    view->Mouse().Down({70 + 450, rowY});
+    view->Mouse().Down({70 + 700, rowY});  // behind the end
     view->SetMouseMode(mouseInsertFirst + 1);
-    view->MouseDown({70 + 490, rowY}), view->MouseUp({70 + 700, rowY});
-    view->MouseDown({70 + 600, rowY}), view->MouseUp({70 + 700, rowY});
+    view->Mouse().Down({70 + 490, rowY}), view->Mouse().Up({70 + 700, rowY});
+    view->Mouse().Down({70 + 600, rowY}), view->Mouse().Up({70 + 700, rowY});
     EXPECT_EQ(SpansOf(), (Spans{{9950, 10000}, {9990, 10000}, {9999, 10000}, {9999, 10000}}));
     session.eventInsertion.durationMs = 0.0;
     session.eventInsertion.centred = true;
-    EXPECT_EQ(FixedStretch(*view, 0.0), (EventStretch{0, 1}));
+    EXPECT_EQ(FixedStretch(*doc, 0.0), (EventStretch{0, 1}));
     session.eventInsertion.durationMs = 50.0;
-    EXPECT_EQ(FixedStretch(*view, 10.0), (EventStretch{0, 35}));
+    EXPECT_EQ(FixedStretch(*doc, 10.0), (EventStretch{0, 35}));
 }
 
 TEST_F(EventMouseTest, TagsLabelsAndColoursKeepTheTable) {

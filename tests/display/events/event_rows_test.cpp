@@ -20,7 +20,7 @@ class EventRowsTest : public ViewTest {
     void TearDown() override { view.reset(); }
     void Draw() {
         device = {};
-        DrawEventRows(*view, device);
+        DrawEventRows(view->Plot(), device);
     }
     static constexpr uint32_t red = 0x0000FF, blue = 0xFF0000;
     std::unique_ptr<MemoryDoc> doc;
@@ -93,8 +93,8 @@ TEST_F(EventRowsTest, LabelsStandWhereTheyDoNotCollide) {
     EXPECT_FALSE(device.Wrote("hidden"));
     EXPECT_TRUE(device.Wrote("sleep"));
     EXPECT_TRUE(device.Wrote("c: stages"));
-    view->ToggleSwitch(&ViewSettings::m_bShowEventLabels, "Event labels");
-    view->ToggleSwitch(&ViewSettings::m_bShowEventChanLabels, "Event chan labels");
+    view->Set(&ViewSettings::m_bShowEventLabels, !view->m_bShowEventLabels, "Event labels");
+    view->Set(&ViewSettings::m_bShowEventChanLabels, !view->m_bShowEventChanLabels, "Event chan labels");
     Draw();
     EXPECT_TRUE(device.texts.empty());
     doc->eventChannels[2].channelVisible = 0;
@@ -112,7 +112,7 @@ class EventShapesTest : public EventViewTest {
         Chan().channelColourAlt = blue;
         Chan().channelDrawMode = shape;
         device = {};
-        DrawEventRows(*view, device);
+        DrawEventRows(view->Plot(), device);
     }
     std::vector<DrawnShape> Rects(uint32_t colour) { return device.RectsOf(colour); }
     static DrawnShape Rect(int from, int top, int to, int bottom, uint32_t colour = red) {
@@ -148,13 +148,13 @@ TEST_F(EventShapesTest, ShadeLiesBehindTheWholeHeight) {
     Add(1100, 1150);
     Draw(shapeShades);
     device = {};
-    DrawEventShades(*view, device);
+    DrawEventShades(view->Plot(), device);
     // An eighth of red on white.
     ASSERT_EQ(device.rects.size(), 2u);
     EXPECT_EQ(device.rects[0], (DrawnShape{{X(1100), 10, X(1150), 410}, Rgb(255, 223, 223)}));
     Chan().channelDrawMode = shapeUsual;
     device = {};
-    DrawEventShades(*view, device);
+    DrawEventShades(view->Plot(), device);
     EXPECT_TRUE(device.rects.empty());
 }
 
@@ -210,7 +210,7 @@ TEST_F(EventShapesTest, NameStandsOnPaperAndTheSelectedOneIsFramed) {
     // "c: spikes" is 9 characters of 6 pixels, 12 high.
     EXPECT_EQ(Rects(Rgb(1, 2, 3)).at(0), (DrawnShape{{71, 204, 131, 216}, Rgb(1, 2, 3)}));
     EXPECT_TRUE(device.lines.empty());
-    DrawSelectedChannel(*view, device);
+    DrawSelectedChannel(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points.front(), (Point{71, 204}));
     session.options.eventChannelMode = maxEventChannels;
@@ -233,8 +233,8 @@ TEST_F(EventShapesTest, SenselessEventsAndWindowsDrawSafely) {
         for (const int size : {0, 3, 90, 880}) {
             view->OnSize(size, size / 2);
             Draw(shape);
-            DrawEventShades(*view, device);
-            DrawSelectedChannel(*view, device);
+            DrawEventShades(view->Plot(), device);
+            DrawSelectedChannel(view->Plot(), device);
         }
     EXPECT_FALSE(Rects(red).empty());
 }

@@ -66,9 +66,9 @@ class EventViewTest : public ViewTest {
     }
 
     static int X(int sample) { return 70 + sample - 1000; }
-    void Press(int sample, int y = rowY) { view->MouseDown({X(sample), y}); }
-    void MoveTo(int sample, int y = rowY) { view->MouseMove({X(sample), y}); }
-    void Release(int sample, int y = rowY) { view->MouseUp({X(sample), y}); }
+    void Press(int sample, int y = rowY) { view->Mouse().Down({X(sample), y}); }
+    void MoveTo(int sample, int y = rowY) { view->Mouse().Move({X(sample), y}); }
+    void Release(int sample, int y = rowY) { view->Mouse().Up({X(sample), y}); }
     void Click(int sample, int y = rowY) { Press(sample, y), Release(sample, y); }
     void Drag(int from, int to, int y = rowY) {
         Press(from, y), MoveTo((from + to) / 2, y), MoveTo(to, y), Release(to, y);

@@ -1,3 +1,4 @@
+#include "display/kymora_view.h"
 #include "display/overlays/overlay_drawing.h"
 #include "support/recording_device.h"
 #include "support/view_fixture.h"
@@ -17,7 +18,7 @@ class GuideTest : public ViewTest {
     RecordingDevice Draw(std::vector<ViewGuide> guides) {
         view->SetGuides(std::move(guides));
         RecordingDevice device;
-        DrawGuides(*view, device);
+        DrawGuides(view->Plot(), device);
         return device;
     }
 
@@ -29,8 +30,8 @@ constexpr auto level = ViewGuide::Kind::level;
 constexpr auto time = ViewGuide::Kind::time;
 
 TEST_F(GuideTest, LinesStandAtTheirValueAndTime) {
-    const PixelRect plot = view->GetLayout().plot;
-    const PixelRect band = view->BandOf(1);
+    const PixelRect plot = view->Plot().layout.plot;
+    const PixelRect band = view->Plot().BandOf(1);
     const RecordingDevice device = Draw({{level, 1, 25.0, 0x0000FF, "On"}, {time, 0, 250.0, 0xFF0000, {}}});
     // A quarter of the way up the band of its axis, and half way through the viewport.
     const int y = band.bottom - (band.bottom - band.top) / 4;
@@ -62,6 +63,78 @@ TEST_F(GuideTest, WhatCannotBeSeenIsNotDrawn) {
                     .lines.empty());
     view->m_bAxisVisible[1] = false;
     EXPECT_TRUE(Draw({{level, 1, 25.0, 1, {}}}).lines.empty());
+}
+
+// A dialog's line of a parameter is dragged, and the parameter set, when the button is released.
+TEST_F(GuideTest, DraggingSetsTheParameter) {
+    std::vector<std::pair<std::string, double>> set;
+    const PlotContext context = view->Plot();
+    const int y = context.ValueToPixel(25.0, 1), x = context.TimeToPixel(250.0);
+    struct Drag {
+        Point from, to;
+        std::vector<std::pair<std::string, double>> sets;
+    };
+    const double above = context.GetValueScale(1).ToValue(y - 40), top = context.GetValueScale(1).ToValue(10);
+    const Drag drags[] = {
+        {{300, y + 1}, {400, y - 39}, {{"level", above}}},  // held a pixel beside it
+        {{x, 100}, {x + 80, 400}, {{"end", context.PixelToTime(x + 80)}}},
+        {{300, y}, {300, -500}, {{"level", top}}},             // stays on the plot
+        {{300, y}, {500, y}, {}},                              // along the line
+        {{300, context.ValueToPixel(75.0, 1)}, {300, y}, {}},  // that one has no parameter
+    };
+    for (const Drag& drag : drags) {
+        view->SetGuides(
+            {{level, 1, 25.0, 1, "on", "level"}, {time, 0, 250.0, 2, {}, "end"}, {level, 1, 75.0, 3, {}}},
+            [&](const ViewGuide& guide, double at) { set.emplace_back(guide.parameter, at); });
+        set.clear();
+        view->Mouse().Down({drag.from.x, drag.from.y});
+        view->Mouse().Move({drag.to.x, drag.to.y});
+        EXPECT_TRUE(set.empty()) << "until the button is released";
+        view->Mouse().Up({drag.to.x, drag.to.y});
+        EXPECT_EQ(set, drag.sets);
+        EXPECT_EQ(view->GetViewport(), (Viewport{0.0, 500.0})) << drag.from.y;
+        view->ChangeViewport({0.0, 500.0});
+    }
+    set.clear();
+    view->Mouse().Down({300, y});
+    view->Mouse().Move({300, y - 40});
+    RecordingDevice device;
+    DrawFeedback(view->Plot(), device);
+    EXPECT_EQ(device.LinesOf(1).at(0).points, (std::vector<Point>{{70, y - 40}, {890, y - 40}}));
+    view->Escape();
+    view->Mouse().Up({300, y - 40});
+    EXPECT_TRUE(set.empty());
+}
+
+// A tool that a dialog adds lies on top, and takes its drag with it when it goes.
+TEST_F(GuideTest, ToolsComeAndGo) {
+    struct Recorded : MouseDrag {
+        std::string& heard;
+        explicit Recorded(std::string& h) : heard(h) {}
+        void Move(CKymoraView&, const MouseEvent&) override { heard += "move "; }
+        void Release(CKymoraView&, const MouseEvent&) override { heard += "release "; }
+        void Cancel(CKymoraView&) override { heard += "cancel "; }
+    };
+    std::string heard;
+    const auto anywhere = [](const PlotContext&, int, int) { return true; };
+    const auto grab = [&](CKymoraView&, const MouseEvent&) { return std::make_unique<Recorded>(heard); };
+    const auto press = [&] { view->Mouse().Down({300, 100}), view->Mouse().Move({400, 100}); };
+    const MouseTool* tool = view->Mouse().Add(
+        {{{anywhere, CursorShape::cross, grab}}, {{99, "lasso", CursorShape::cross, grab}}});
+    press();
+    view->Mouse().Up({400, 100});
+    EXPECT_EQ(heard, "move release ");
+    view->SetMouseMode(99);
+    EXPECT_EQ(view->m_nMouseMode, 99);
+    view->Escape();
+    press();
+    view->Mouse().Remove(tool);
+    EXPECT_EQ(heard, "move release move cancel ");
+    EXPECT_FALSE(view->Mouse().Drag());
+    press();  // of the view again
+    EXPECT_EQ(heard, "move release move cancel ");
+    view->SetMouseMode(99);
+    EXPECT_EQ(view->m_nMouseMode, mouseNormal);
 }
 
 }  // namespace

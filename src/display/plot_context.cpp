@@ -1,0 +1,44 @@
+#include "display/plot_context.h"
+
+#include <fmt/format.h>
+
+namespace kymora {
+
+ValueScale PlotContext::GetValueScale(int axis) const {
+    const CVertAxis& limits = settings.m_axes[static_cast<size_t>(axis)];
+    const PixelRect band = BandOf(axis);
+    return {limits.m_dMax, limits.m_dMin, band.top, band.bottom};
+}
+
+int PlotContext::SlotOf(int axis) const {
+    const auto found = std::find(shownAxes.begin(), shownAxes.end(), axis);
+    return found == shownAxes.end() ? -1 : static_cast<int>(found - shownAxes.begin());
+}
+
+int PlotContext::GetNearestAxis(int y) const {
+    if (!(settings.m_fDataArea > 0.0f)) return -1;
+    const int slot = layout.SlotAt(y, static_cast<int>(shownAxes.size()));
+    return slot < 0 ? -1 : shownAxes[static_cast<size_t>(slot)];
+}
+
+bool PlotContext::IsTraceShown(int trace) const {
+    return settings.m_fDataArea > 0.0f && settings.m_bAxisVisible[static_cast<size_t>(AxisOf(trace))];
+}
+
+std::vector<int> PlotContext::TracesOn(int axis) const {
+    std::vector<int> traces;
+    for (int trace = 0; trace < doc.traceCount; ++trace)
+        if (AxisOf(trace) == axis) traces.push_back(trace);
+    return traces;
+}
+
+std::string StatusText(const PlotContext& context, int x, int y) {
+    if (!context.layout.plot.Contains(x, y)) return {};
+    std::string text = fmt::format("t = {:.3f}", context.PixelToTime(x));
+    if (const int axis = context.GetNearestAxis(y); axis >= 0)
+        text += fmt::format(", {} = {:.3f}", context.doc.traces[static_cast<size_t>(axis)].axisLabel,
+                            context.GetValueScale(axis).ToValue(y));
+    return text;
+}
+
+}  // namespace kymora
