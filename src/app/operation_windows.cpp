@@ -16,7 +16,7 @@ constexpr int compareAfterMs = 15;
 void SetVariant(OperationWindow& window, const OperationVariant* variant) {
     if (variant) {
         ParamList params = window.Block().Params();
-        if (Param* param = params.Find(variant->key)) param->SetFromText(variant->value);
+        if (Field* param = params.Find(variant->key)) param->SetFromText(variant->value);
     }
     window.Refresh();
 }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "catalogue/param_text.h"
-
 namespace kymora {
 
 namespace {
@@ -36,13 +34,13 @@ std::string Cell(std::string_view text) {
 std::string Code(std::string_view text) { return text.empty() ? std::string() : fmt::format("`{}`", text); }
 
 // What a parameter takes.
-std::string Takes(const Param& param) {
-    std::string text = ParamKindName(param.kind);
+std::string Takes(const Field& param) {
+    std::string text = FieldKindName(param.kind);
     if (!param.choices.empty()) text.clear();
     for (size_t i = 0; i < param.choices.size(); ++i)
         text += fmt::format("{}{} {}", i == 0 ? "" : "<br>", i, param.choices[i]);
-    const bool isCounted = param.kind == ParamKind::trace || param.kind == ParamKind::channel;
-    if (const std::string limits = LimitsText(param); !limits.empty() && !isCounted) text += ", " + limits;
+    const bool isCounted = param.kind == FieldKind::trace || param.kind == FieldKind::channel;
+    if (const std::string limits = param.LimitsText(); !limits.empty() && !isCounted) text += ", " + limits;
     if (!param.unit.empty()) text += " (" + param.unit + ")";
     return text;
 }
@@ -53,7 +51,7 @@ std::string Sentence(std::string text) {
     return text;
 }
 
-std::string Means(const Param& param) {
+std::string Means(const Field& param) {
     std::string text = Sentence(param.toolTip.empty() ? param.label : param.label + ": " + param.toolTip);
     for (size_t i = 0; i < param.linked.size(); ++i)
         text += (i == 0 ? " Sets also " : ", ") + Code(param.linked[i]);
@@ -64,11 +62,11 @@ std::string Means(const Param& param) {
 }
 
 void AppendParams(std::string& to, const ParamList& params) {
-    const auto& all = params.All();
-    if (std::none_of(all.begin(), all.end(), [](const Param& param) { return param.HasValue(); })) return;
+    if (std::none_of(params.begin(), params.end(), [](const Field& param) { return param.HasValue(); }))
+        return;
     to += "\n| key | takes | default | what it is |\n|---|---|---|---|\n";
     std::string group;
-    for (const Param& param : params) {
+    for (const Field& param : params) {
         if (!param.HasValue()) continue;
         if (param.group != group && !param.group.empty())
             to += fmt::format("| **{}** | | | |\n", Cell(param.group));
@@ -84,9 +82,9 @@ std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
     ParamList params = block.Params();
     if (params.Find("file")) line += " --set file=FILE";
     for (const char* key : {"channel1", "trace"})
-        if (const Param* param = params.Find(key); param && param->HasValue())
+        if (const Field* param = params.Find(key); param && param->HasValue())
             line += fmt::format(" --set {}={}", key, param->ValueText());
-    if (const Param* param = params.Find("destination"); param && param->HasValue())
+    if (const Field* param = params.Find("destination"); param && param->HasValue())
         line += " --set destination=b";
     return line + (block.ChangesDocument() ? " --in-place" : " -o result.txt");
 }

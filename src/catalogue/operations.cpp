@@ -63,6 +63,16 @@ const char* OperationKindName(OperationKind kind) {
     return "";
 }
 
+std::string PlainMenuPath(std::string_view menu) {
+    std::string path;
+    for (const char c : menu)
+        if (c == '/')
+            path += " > ";
+        else if (c != '&')
+            path += c;
+    return path;
+}
+
 // A capital begins a word when a small letter stands before it, or behind it; a row of capitals is one word.
 std::string Operation::KebabName() const {
     const bool hasPrefix = className.size() > 1 && className[0] == 'C' && IsUpper(className[1]);

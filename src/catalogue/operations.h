@@ -18,6 +18,8 @@ enum class OperationKind {
     listing,  // tells, and changes nothing
 };
 const char* OperationKindName(OperationKind kind);
+// "Event > Detect" of "&Event/&Detect".
+std::string PlainMenuPath(std::string_view menu);
 
 // An operation that stands in the menu several times, each time with one parameter set when it opens.
 struct OperationVariant {

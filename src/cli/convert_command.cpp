@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
 #include "cli/command_context.h"
-#include "document/lists.h"
 #include "document/native_writer.h"
 #include "document/text_export.h"
 #include "exchange/event_file.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 namespace {

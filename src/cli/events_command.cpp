@@ -1,6 +1,5 @@
 #include "cli/command_context.h"
-#include "document/lists.h"
-#include "host/form.h"
+#include "host/user_numbers.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

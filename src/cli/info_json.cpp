@@ -1,6 +1,5 @@
 #include "cli/info_json.h"
 
-#include "host/form.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "catalogue/param_text.h"
-#include "host/form.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 
@@ -19,34 +17,34 @@ void WriteNumbers(JsonWriter& json, const std::vector<int>& numbers, int countsF
     json.EndArray();
 }
 
-void WriteValue(JsonWriter& json, const Param& param) {
+void WriteValue(JsonWriter& json, const Field& param) {
     switch (param.kind) {
-    case ParamKind::number:
-        if (const auto* single = std::get_if<float*>(&param.target)) return json.Value(**single);
-        return json.Value(param.Number());
-    case ParamKind::integer:
-    case ParamKind::choice:
-    case ParamKind::channel:
-        return json.Value(static_cast<int>(param.Number()));
-    case ParamKind::trace:
-        return json.Value(static_cast<int>(param.Number()) + 1);
-    case ParamKind::flag:
-        return json.Value(param.Flag());
-    case ParamKind::channels:
-        return WriteNumbers(json, *std::get<std::vector<int>*>(param.target), 0);
-    case ParamKind::traces:
-        return WriteNumbers(json, *std::get<std::vector<int>*>(param.target), 1);
+    case FieldKind::number:
+        return param.isSingle ? json.Value(static_cast<float>(param.number)) : json.Value(param.number);
+    case FieldKind::integer:
+    case FieldKind::channel:
+        return json.Value(static_cast<int>(param.number));
+    case FieldKind::choice:
+        return json.Value(param.choice);
+    case FieldKind::trace:
+        return json.Value(static_cast<int>(param.number) + 1);
+    case FieldKind::flag:
+        return json.Value(param.flag);
+    case FieldKind::channels:
+        return WriteNumbers(json, param.numbers, 0);
+    case FieldKind::traces:
+        return WriteNumbers(json, param.numbers, 1);
     default:
         return json.Value(param.ValueText());
     }
 }
 
-void WriteLimits(JsonWriter& json, const Param& param) {
-    const ParamLimits limits = LimitsOf(param);
+void WriteLimits(JsonWriter& json, const Field& param) {
+    const auto [least, greatest] = param.UserLimits();
     json.Key("limits");
     json.BeginArray(JsonWriter::Form::oneLine);
-    limits.hasLeast ? json.Value(limits.least) : json.Null();
-    limits.hasGreatest ? json.Value(limits.greatest) : json.Null();
+    least ? json.Value(*least) : json.Null();
+    greatest ? json.Value(*greatest) : json.Null();
     json.EndArray();
 }
 
@@ -57,25 +55,22 @@ void WriteTexts(JsonWriter& json, std::string_view key, const std::vector<std::s
     json.EndArray();
 }
 
-void WriteParam(JsonWriter& json, const Param& param) {
+void WriteParam(JsonWriter& json, const Field& param, const ParamList& params) {
     json.BeginObject();
     json.Member("key", param.key);
     WriteTexts(json, "otherKeys", param.aliases);
     json.Member("label", param.label);
-    json.Member("type", ParamKindName(param.kind));
+    json.Member("type", FieldKindName(param.kind));
     json.Key("default");
     WriteValue(json, param);
     WriteLimits(json, param);
     WriteTexts(json, "choices", param.choices);
     json.Key("step");
-    if (param.kind == ParamKind::number || param.kind == ParamKind::integer)
-        json.Value(param.step);
-    else
-        json.Null();
+    param.IsNumeric() ? json.Value(param.step) : json.Null();
     json.Member("unit", param.unit);
     json.Member("group", param.group);
     WriteTexts(json, "linked", param.linked);
-    json.Member("enabled", param.IsEnabled());
+    json.Member("enabled", param.IsEnabled(params));
     json.Member("toolTip", param.toolTip);
     json.EndObject();
 }
@@ -92,8 +87,9 @@ void WriteOperation(JsonWriter& json, const Operation& operation) {
     json.Member("changesRecording", block->ChangesDocument());
     json.Key("parameters");
     json.BeginArray();
-    for (const Param& param : block->Params())
-        if (param.HasValue()) WriteParam(json, param);
+    const ParamList params = block->Params();
+    for (const Field& param : params)
+        if (param.HasValue()) WriteParam(json, param, params);
     json.EndArray();
     json.EndObject();
 }
@@ -109,8 +105,8 @@ size_t WidthOf(std::string_view text) {
         text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-Row RowOf(const Param& param) {
-    return {param.key, ParamKindName(param.kind), TerminalLine(param.ValueText()), LimitsText(param),
+Row RowOf(const Field& param) {
+    return {param.key, FieldKindName(param.kind), TerminalLine(param.ValueText()), param.LimitsText(),
             param.unit};
 }
 
@@ -118,14 +114,14 @@ class OperationTable {
   public:
     explicit OperationTable(const ParamList& params) : params_(params) {
         Widen(heading);
-        for (const Param& param : params)
+        for (const Field& param : params)
             if (param.HasValue()) Widen(RowOf(param));
     }
 
     std::string Text() const {
         std::string text = Line(heading, "what it is");
         std::string group;
-        for (const Param& param : params_) {
+        for (const Field& param : params_) {
             if (!param.HasValue()) continue;
             if (param.group != group && !param.group.empty()) text += "  [" + param.group + "]\n";
             group = param.group;
@@ -157,7 +153,7 @@ class OperationTable {
         while (line.ends_with(' ')) line.pop_back();
         return line + "\n";
     }
-    static std::string What(const Param& param) {
+    static std::string What(const Field& param) {
         std::string what =
             TerminalLine(param.toolTip.empty() ? param.label : param.label + ": " + param.toolTip);
         for (size_t i = 0; i < param.linked.size(); ++i)
@@ -174,7 +170,7 @@ class OperationTable {
 
 }  // namespace
 
-void WriteParamValue(JsonWriter& json, const Param& param) { WriteValue(json, param); }
+void WriteParamValue(JsonWriter& json, const Field& param) { WriteValue(json, param); }
 
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations) {
     JsonWriter json(sink);

@@ -17,7 +17,7 @@ namespace kymora {
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations);
 
 // A parameter's value as --set takes it.
-void WriteParamValue(JsonWriter& json, const Param& param);
+void WriteParamValue(JsonWriter& json, const Field& param);
 
 // The same as tables, an operation after the other.
 void WriteOperationsText(OutputSink& sink, std::span<const Operation> operations);

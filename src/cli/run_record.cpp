@@ -3,7 +3,6 @@
 #include "cli/interrupt.h"
 #include "cli/operation_tables.h"
 #include "document/native_writer.h"
-#include "host/form.h"
 #include "results/result_output.h"
 
 namespace kymora {
@@ -13,7 +12,7 @@ namespace {
 void WriteSettings(JsonWriter& json, CBatchBaseDlg& block) {
     json.Key("settings");
     json.BeginObject();
-    for (const Param& param : block.Params()) {
+    for (const Field& param : block.Params()) {
         if (!param.HasValue()) continue;
         json.Key(param.key);
         WriteParamValue(json, param);

@@ -2,8 +2,7 @@
 #include <numeric>
 
 #include "cli/command_context.h"
-#include "document/lists.h"
-#include "host/form.h"
+#include "host/user_numbers.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

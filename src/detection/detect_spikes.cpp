@@ -65,7 +65,7 @@ void CDetectSpikes::Describe(ParamList& list) {
         .Tip("Outliers beyond either level, above the upper one, or below the lower one");
     DescribeRegion(list);
     DescribeDestination(list);
-    if (Param* destination = list.Find("destination"))
+    if (Field* destination = list.Find("destination"))
         destination->Tip("Event channel that receives the result; it must be empty");
 }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "detection/detected_events.h"
-#include "document/lists.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 

@@ -32,7 +32,7 @@ struct FormatChange {
 
     // Answers whether there was a change.
     template <typename T, typename Target>
-    bool Take(const char* key, T FormField::*value, Target& target) const {
+    bool Take(const char* key, T Field::*value, Target& target) const {
         if (before[key].*value == after[key].*value) return false;
         target = static_cast<Target>(after[key].*value);
         return true;
@@ -44,9 +44,8 @@ void AddFormatFields(Form& form, const TraceSettings& trace, const TraceFormat& 
     form.AddText("units", "Units", trace.traceUnits, "Units of the trace's values");
     form.AddText("axisLabel", "Axis label", trace.axisLabel, "Name of the vertical axis");
     form.AddColour("colour", "Colour", trace.traceColour, "Colour of the trace");
-    FormField& width = form.AddInteger("lineWidth", "Line width", format.lineWidth, "In pixels, 1 to 20");
-    width.least = 1;
-    width.greatest = mostLineWidth;
+    form.AddInteger("lineWidth", "Line width", format.lineWidth, "In pixels, 1 to 20")
+        .Limits(1, mostLineWidth);
     form.AddFlag("dots", "Dots", format.drawAsDots, "Draws single samples instead of a line");
     form.AddChoice("dotSize", "Dot size", {"Min", "Small", "Medium", "Large"}, format.dotSize,
                    "A single pixel, or a radius of 2, 4 or 6")
@@ -129,22 +128,22 @@ void AskFormat(CKymoraView& view) {
     {
         DisplayScope scope(view, "Format");
         const FormatChange change{before, form};
-        bool any = change.Take("clipMode", &FormField::choice, view.m_nClipMode);
+        bool any = change.Take("clipMode", &Field::choice, view.m_nClipMode);
         for (const int trace : traces) {
             TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
             TraceFormat& format = view.m_format[static_cast<size_t>(trace)];
-            any |= change.Take("traceLabel", &FormField::text, settings.traceLabel);
-            any |= change.Take("units", &FormField::text, settings.traceUnits);
-            any |= change.Take("axisLabel", &FormField::text, settings.axisLabel);
-            any |= change.Take("colour", &FormField::colour, settings.traceColour);
-            any |= change.Take("lineWidth", &FormField::number, format.lineWidth);
-            any |= change.Take("dots", &FormField::flag, format.drawAsDots);
-            any |= change.Take("dotSize", &FormField::choice, format.dotSize);
-            any |= change.Take("clipToAxis", &FormField::flag, format.clipToAxis);
+            any |= change.Take("traceLabel", &Field::text, settings.traceLabel);
+            any |= change.Take("units", &Field::text, settings.traceUnits);
+            any |= change.Take("axisLabel", &Field::text, settings.axisLabel);
+            any |= change.Take("colour", &Field::colour, settings.traceColour);
+            any |= change.Take("lineWidth", &Field::number, format.lineWidth);
+            any |= change.Take("dots", &Field::flag, format.drawAsDots);
+            any |= change.Take("dotSize", &Field::choice, format.dotSize);
+            any |= change.Take("clipToAxis", &Field::flag, format.clipToAxis);
         }
         // A file has no place for the background.
         if (!any) scope.LeaveUnmodified();
-        if (change.Take("background", &FormField::colour, view.m_crBackground))
+        if (change.Take("background", &Field::colour, view.m_crBackground))
             view.GetSession().defaultBackground = view.m_crBackground;  // of the next view
     }
     doc.UpdateAllViews(UpdateHint::settings);
@@ -157,7 +156,7 @@ void AskSize(CKymoraView& view) {
                    "Copies and saved pictures have the size of the view");
     for (const auto& [key, label, value] : {std::tuple("width", "width (pixels)", layout.width),
                                             std::tuple("height", "height (pixels)", layout.height)}) {
-        FormField& field = form.AddInteger(key, label, value);
+        Field& field = form.AddInteger(key, label, value);
         field.least = 50;
         field.greatest = mostViewPixels;
     }

@@ -6,8 +6,8 @@
 #include "display/events/event_forms.h"
 #include "display/events/event_rows.h"
 #include "display/events/event_text.h"
-#include "document/lists.h"
 #include "host/form.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 
@@ -72,11 +72,11 @@ Form PropertiesForm(const CKymoraView& view, int channel) {
     const bool known = chan.channelDrawMode >= 0 && chan.channelDrawMode < shapeCount;
     form.AddChoice("shape", "Drawn as", shapes, known ? chan.channelDrawMode : shapeCount,
                    "The shape of the events");
-    FormField& position = form.AddNumber("position", "Position", chan.GetDisplayPosition(),
-                                         "Of the row, from the plot's top (0) to its bottom (1)");
-    position.least = std::min(leastDisplayPosition, chan.GetDisplayPosition());
-    position.greatest = std::max(greatestDisplayPosition, chan.GetDisplayPosition());
-    position.step = 0.01;
+    form.AddNumber("position", "Position", chan.GetDisplayPosition(),
+                   "Of the row, from the plot's top (0) to its bottom (1)")
+        .Limits(std::min(leastDisplayPosition, chan.GetDisplayPosition()),
+                std::max(greatestDisplayPosition, chan.GetDisplayPosition()))
+        .Step(0.01);
     form.AddFlag("visible", "Visible", chan.channelVisible != 0, "The channel has a row in the view");
     form.AddFlag("locked", "Locked", chan.channelLocked, "Protects events and description from changes");
     return form;
@@ -129,10 +129,9 @@ void AskMergeClose(CKymoraView& view, int channel) {
     if (chan.IsLocked()) return;
     Form form("Merge close events");
     const auto add = [&](const char* key, const char* label, const char* toolTip) {
-        FormField& field = form.AddNumber(key, label, 0.0, toolTip);
-        field.least = 0.0;
-        field.greatest = doc.TimeOf(longestRecording);
-        field.step = doc.sampleInterval;
+        form.AddNumber(key, label, 0.0, toolTip)
+            .Limits(0.0, doc.TimeOf(longestRecording))
+            .Step(doc.sampleInterval);
     };
     add("gap", "Merge gaps shorter than (ms)", "Events closer than this become one; 0 joins what overlaps");
     add("shortest", "Then drop events shorter than (ms)", "0 drops none");

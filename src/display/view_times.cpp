@@ -2,6 +2,7 @@
 
 #include "drawing/number_labels.h"
 #include "host/form.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 
@@ -61,8 +62,8 @@ void AskSelection(CKymoraView& view) {
 
 void AskStep(CKymoraView& view) {
     Form form("Set step");
-    FormField& step = form.AddInteger("step", "step (% of the time shown)", view.m_nPercentStep,
-                                      "How far the left and right arrow keys go");
+    Field& step = form.AddInteger("step", "step (% of the time shown)", view.m_nPercentStep,
+                                  "How far the left and right arrow keys go");
     step.least = 1;
     step.greatest = 100;
     if (!view.GetSession().host.AskForm(form)) return;

@@ -5,12 +5,12 @@
 
 #include <fmt/format.h>
 
-#include "document/lists.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
 #include "document/save_journal.h"
 #include "host/file_names.h"
 #include "host/form.h"
+#include "host/user_numbers.h"
 #include "numerics/expression.h"
 
 namespace kymora {
@@ -82,14 +82,12 @@ std::string TrialText(Session& session, const UserDefinedSettings& settings) {
 Form UserDefinedForm(Session& session) {
     const UserDefinedSettings defaults;
     Form form("New File");
-    auto& interval = form.AddNumber("sampleInterval", "Sample interval (ms)", defaults.sampleInterval,
-                                    "The time from one sample to the next.");
-    interval.least = leastInterval;
-    interval.greatest = greatestInterval;
-    auto& samples = form.AddInteger("samples", "Number samples per trace", defaults.samples,
-                                    "The length of the new recording.");
-    samples.least = leastSamples;
-    samples.greatest = static_cast<double>(longestRecording);
+    form.AddNumber("sampleInterval", "Sample interval (ms)", defaults.sampleInterval,
+                   "The time from one sample to the next.")
+        .Limits(leastInterval, greatestInterval);
+    form.AddInteger("samples", "Number samples per trace", defaults.samples,
+                    "The length of the new recording.")
+        .Limits(leastSamples, static_cast<double>(longestRecording));
     const auto hasData = [](const Form& asked) { return !asked.Flag("dummyData"); };
     form.AddText(
             "equation", "Equation", defaults.equation,

@@ -1,6 +1,5 @@
 #include "drawing/number_labels.h"
 
-#include <charconv>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -35,20 +34,6 @@ std::string AxisNumber(double value, int significantFigures) {
     const double rounded = std::strtod(scientific.c_str(), nullptr);
     const int decimals = std::max(0, significantFigures - 1 - exponent);
     return WithoutTrailingZeros(fmt::format("{:.{}f}", rounded, decimals));
-}
-
-std::optional<double> ParseNumber(std::string_view text) {
-    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-        if (!text.empty() && text.front() == '-') return {};
-    }
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return {};
-    return value;
 }
 
 double TimeUnitFactor(int unit) { return unit == 1 ? 1000.0 : unit == 2 ? 60000.0 : 1.0; }

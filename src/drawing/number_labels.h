@@ -1,9 +1,7 @@
 #pragma once
-// Numbers as the view's edit boxes and axes show them, and back. Independent of the locale.
+// Numbers as the view's edit boxes and axes show them. Independent of the locale.
 
-#include <optional>
 #include <string>
-#include <string_view>
 
 namespace kymora {
 
@@ -13,9 +11,6 @@ std::string ShortNumber(double value);
 // Rounded to that many significant figures, without an exponent while the number is of a readable length; 0
 // gives ShortNumber.
 std::string AxisNumber(double value, int significantFigures);
-
-// A whole text that is a finite number, blanks around it aside.
-std::optional<double> ParseNumber(std::string_view text);
 
 // Time units: 0 ms, 1 s, 2 min.
 double TimeUnitFactor(int unit);  // ms in one unit

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "document/lists.h"
 #include "document/native_writer.h"
+#include "host/user_numbers.h"
 #include "results/archive_output.h"
 #include "results/result_output.h"
 

@@ -11,6 +11,7 @@
 
 #include "archive/archive.h"
 #include "events/event.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 
@@ -206,8 +207,6 @@ class CEventChan {
     int64_t longestEvent_ = 0;  // no event is longer; it bounds the search of FindEventAt
 };
 
-// "a" to "z" for channels 0 to 25, the plain number for those above.
-std::string ChannelName(int channel);
 // "a (1)" for channels 0 to 25, the plain number for those above.
 std::string ChannelDisplayName(int channel);
 // "a / 1" in lists.

@@ -39,26 +39,20 @@ const MethodNames& NamesOf(int32_t method) {
 
 bool HasLetter(int channel) { return channel >= 0 && channel < letterChannels; }
 
-std::string Letter(int channel) { return std::string(1, static_cast<char>('a' + channel)); }
-
 }  // namespace
 
 const char* CEventChan::GetDetectionMethodName() const { return NamesOf(detectionMethod).method; }
 
 const char* CEventChan::GetValueName() const { return NamesOf(detectionMethod).value; }
 
-std::string ChannelName(int channel) {
-    return HasLetter(channel) ? Letter(channel) : std::to_string(channel);
-}
-
 std::string ChannelDisplayName(int channel) {
-    if (!HasLetter(channel)) return std::to_string(channel);
-    return Letter(channel) + " (" + std::to_string(channel + 1) + ")";
+    return HasLetter(channel) ? ChannelName(channel) + " (" + std::to_string(channel + 1) + ")"
+                              : ChannelName(channel);
 }
 
 std::string ChannelListName(int channel) {
-    if (!HasLetter(channel)) return std::to_string(channel);
-    return Letter(channel) + " / " + std::to_string(channel + 1);
+    return HasLetter(channel) ? ChannelName(channel) + " / " + std::to_string(channel + 1)
+                              : ChannelName(channel);
 }
 
 std::string EventOrderMessage(EventOrderFault fault) {

@@ -139,10 +139,8 @@ CFilePasteNewSparse::CFilePasteNewSparse(const SparsePoints& points, int32_t tim
                   "Points");
     form_.AddChoice("timeUnit", "Unit of the times", UnitNames(), timeUnit, timeUnitTip);
     const double factor = SparseSettings{timeUnit}.TimeFactor();
-    auto& interval = form_.AddNumber("sampleInterval", "Sample interval (ms)",
-                                     OfferedInterval(points, factor), intervalTip);
-    interval.least = leastPastedInterval;
-    interval.greatest = greatestPastedInterval;
+    form_.AddNumber("sampleInterval", "Sample interval (ms)", OfferedInterval(points, factor), intervalTip)
+        .Limits(leastPastedInterval, greatestPastedInterval);
     form_.AddChoice("fill", "Fill between points", FillNames(), 0, fillTip);
     form_.AddNote("step", "", "Smallest step between points");
     form_.AddNote("samples", "", "Length of the recording");

@@ -51,7 +51,7 @@ std::string RowName(int32_t row, const ReadDataFormat& format) {
 // Shows what the numbers of the form mean for the table.
 void Follow(Form& form, const Preview& preview) {
     const ReadDataFormat format = ReadDataFormatFrom(form);
-    FormField& grid = form["data"];
+    Field& grid = form["data"];
     grid.choices = {"Row"};
     int trace = 0;
     for (size_t column = 0; column < preview.columns; ++column)
@@ -74,10 +74,7 @@ void Follow(Form& form, const Preview& preview) {
 
 void AddCount(Form& form, const char* key, const char* label, int32_t value, double greatest,
               const char* toolTip) {
-    FormField& field = form.AddInteger(key, label, value, toolTip);
-    field.least = 0.0;
-    field.greatest = greatest;
-    field.spin = true;
+    form.AddInteger(key, label, value, toolTip).Limits(0.0, greatest).Spin();
 }
 
 void AddFormatFields(Form& form, const ReadDataFormat& start) {
@@ -138,10 +135,9 @@ Form MakeReadDataForm(const TableOutline& outline, TableFormat table, const Read
             Follow(asked, *preview);
         },
         deepLabCutTip);
-    auto& interval = form.AddNumber("sampleInterval", "Sample interval (ms)", start.sampleInterval,
-                                    "The time from one row to the next");
-    interval.least = leastPastedInterval;
-    interval.greatest = greatestPastedInterval;
+    form.AddNumber("sampleInterval", "Sample interval (ms)", start.sampleInterval,
+                   "The time from one row to the next")
+        .Limits(leastPastedInterval, greatestPastedInterval);
     form.AddNote("rowCount", "", "n rows");
     form.AddNote("columnCount", "", "n cols");
     form.onChange = [preview](Form& asked) { Follow(asked, *preview); };

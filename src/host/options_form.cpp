@@ -9,19 +9,17 @@ bool AskOptions(Session& session) {
     Form form("Options");
     form.AddFlag("cancelSelection", "Cancel Sel after action", options.cancelSelectionAfterAction != 0,
                  "A selected region is cancelled once an action has used it.");
-    auto& margin = form.AddInteger("hitMargin", "Hit test margin (px)", options.hitMargin,
-                                   "How far the mouse may be from an event edge, a cursor or a marker and "
-                                   "still take hold of it.");
-    margin.least = 0;
-    margin.greatest = greatestHitMargin;
+    form.AddInteger("hitMargin", "Hit test margin (px)", options.hitMargin,
+                    "How far the mouse may be from an event edge, a cursor or a marker and "
+                    "still take hold of it.")
+        .Limits(0, greatestHitMargin);
     form.AddRadio("channelMode", "Event channel ID", {"Use letters (max 26)", "Use numbers (max 999)"},
                   options.eventChannelMode == letterChannels ? 0 : 1,
                   "How event channels are named, and how many of them are offered.");
-    auto& reps = form.AddInteger("bootstrapReps", "Bootstrap repetitions", options.bootstrapReps,
-                                 "How often bootstrap statistics draw a sample anew.");
-    reps.least = 1;
-    reps.greatest = greatestBootstrapReps;
-    reps.step = 100;
+    form.AddInteger("bootstrapReps", "Bootstrap repetitions", options.bootstrapReps,
+                    "How often bootstrap statistics draw a sample anew.")
+        .Limits(1, greatestBootstrapReps)
+        .Step(100);
     form.AddChoice("palette", "Colours of new traces and channels",
                    {"System colours", "Okabe and Ito (colour-blind safe)"}, options.palette,
                    "For recordings that are opened from now on and bring no colours of their own.");

@@ -162,22 +162,19 @@ void CBinaryFormat::AddFormat(Form& form) const {
     const auto unlessGiven = [](bool given) {
         return given ? [](const Form&) { return false; } : std::function<bool(const Form&)>();
     };
-    FormField& traces =
-        form.AddInteger("binaryTraces", "Number of traces (assume interleaved)", format_.layout.traces,
-                        "The file holds the first sample of each trace, then the second sample "
-                        "of each, and so on.");
-    traces.least = 1;
-    traces.greatest = maxBinaryTraces;
-    traces.spin = true;
-    traces.enabled = unlessGiven(tracesGiven_);
-    FormField& interval = form.AddNumber("binaryInterval", "Sample interval (ms)", format_.interval,
-                                         "Time from one sample of a trace to its next.");
-    interval.least = leastBinaryInterval;
-    interval.greatest = greatestBinaryInterval;
-    interval.enabled = unlessGiven(intervalGiven_);
+    form.AddInteger("binaryTraces", "Number of traces (assume interleaved)", format_.layout.traces,
+                    "The file holds the first sample of each trace, then the second sample "
+                    "of each, and so on.")
+        .Limits(1, maxBinaryTraces)
+        .Spin()
+        .EnabledIf(unlessGiven(tracesGiven_));
+    form.AddNumber("binaryInterval", "Sample interval (ms)", format_.interval,
+                   "Time from one sample of a trace to its next.")
+        .Limits(leastBinaryInterval, greatestBinaryInterval)
+        .EnabledIf(unlessGiven(intervalGiven_));
     std::vector<std::string> types;
     for (const BinaryTypeInfo& type : binaryTypes) types.emplace_back(type.text);
-    FormField& type =
+    Field& type =
         form.AddRadio("binaryType", "Data type", std::move(types), static_cast<int>(format_.layout.type),
                       "What one sample is. The bytes of a number begin with its lowest.");
     type.enabled = unlessGiven(typeGiven_);

@@ -19,10 +19,7 @@ void ChangeTab(Form& form, int by) {
 }
 
 void AddCount(Form& form, std::string key, std::string label, int value, std::string toolTip) {
-    FormField& field = form.AddInteger(std::move(key), std::move(label), value, std::move(toolTip));
-    field.least = 0;
-    field.greatest = most;
-    field.spin = true;
+    form.AddInteger(std::move(key), std::move(label), value, std::move(toolTip)).Limits(0, most).Spin();
 }
 
 void AddPreview(Form& form, const std::string& preview) {
@@ -66,10 +63,9 @@ bool AskTextFile(Session& session, const TextFileQuestion& question, TextFileDef
     const auto isAsked = [&](const char* key) { return question.known.count(key) == 0; };
     AddPreview(form, question.preview);
     if (isAsked("sampleInterval")) {
-        FormField& field = form.AddNumber("sampleInterval", "Sample interval (ms)", values.sampleInterval,
-                                          "The time from one sample to the next.");
-        field.least = leastInterval;
-        field.greatest = greatestInterval;
+        form.AddNumber("sampleInterval", "Sample interval (ms)", values.sampleInterval,
+                       "The time from one sample to the next.")
+            .Limits(leastInterval, greatestInterval);
     }
     if (isAsked("skipRows"))
         AddCount(form, "skipRows", "Number of non-data rows at top", values.skipRows,

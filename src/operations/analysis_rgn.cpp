@@ -13,16 +13,16 @@ bool CAnalysisRgn::Ask(CDataDoc& doc, const std::string& title, const std::strin
     form.AddRadio("region", "Analysis region", {"whole file", "visible screen", "user set", "gate channel"},
                   m_nRegionMode);
     const auto isUserSet = [](const Form& f) { return f.Choice("region") == regionUserSet; };
-    FormField& start = form.AddNumber("regionStart", "Start (ms)", m_dRegionStart, regionStartTip);
+    Field& start = form.AddNumber("regionStart", "Start (ms)", m_dRegionStart, regionStartTip);
     start.least = 0.0;
     start.enabled = isUserSet;
-    FormField& end = form.AddNumber("regionEnd", "End (ms)", m_dRegionEnd, regionEndTip);
+    Field& end = form.AddNumber("regionEnd", "End (ms)", m_dRegionEnd, regionEndTip);
     end.least = 0.0;
     end.enabled = isUserSet;
     const std::vector<std::string> channels = ChannelChoices(doc.GetSession());
     const int last = static_cast<int>(channels.size()) - 1;
-    FormField& gate = form.AddChoice("gateChannel", "Gate channel", channels,
-                                     std::clamp(m_nGateChannel, 0, last), gateChannelTip);
+    Field& gate = form.AddChoice("gateChannel", "Gate channel", channels, std::clamp(m_nGateChannel, 0, last),
+                                 gateChannelTip);
     gate.enabled = [](const Form& f) { return f.Choice("region") == regionGate; };
     form.validate = [&isUserSet](const Form& f) {
         const bool isReversed = isUserSet(f) && !(f.Number("regionEnd") > f.Number("regionStart"));

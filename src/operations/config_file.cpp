@@ -26,7 +26,7 @@ void WriteFile(Session& session, const std::filesystem::path& path, std::span<co
 
 // A file that was damaged may hold any number, in parameters that are switched off too.
 std::string FaultOfAny(CBatchBaseDlg& operation) {
-    for (const Param& param : operation.Params()) {
+    for (const Field& param : operation.Params()) {
         if (!param.HasValue()) continue;
         std::string fault = param.Fault();
         if (!fault.empty()) return fault;

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "document/lists.h"
 #include "document/undo.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 

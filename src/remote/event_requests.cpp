@@ -4,7 +4,7 @@
 
 #include "archive/text_encoding.h"
 #include "document/data_doc.h"
-#include "document/lists.h"
+#include "host/user_numbers.h"
 #include "remote/remote_colour.h"
 #include "remote/remote_requests.h"
 

@@ -8,44 +8,12 @@
 namespace kymora {
 namespace {
 
-const char* KindName(FieldKind kind) {
-    switch (kind) {
-    case FieldKind::number:
-        return "number";
-    case FieldKind::integer:
-        return "integer";
-    case FieldKind::text:
-    case FieldKind::longText:
-        return "text";
-    case FieldKind::flag:
-        return "flag";
-    case FieldKind::choice:
-    case FieldKind::radio:
-        return "choice";
-    case FieldKind::colour:
-        return "colour";
-    case FieldKind::font:
-        return "font";
-    case FieldKind::checkList:
-        return "checkList";
-    case FieldKind::note:
-        return "note";
-    case FieldKind::table:
-        return "table";
-    case FieldKind::textView:
-        return "textView";
-    case FieldKind::action:
-        return "button";
-    }
-    return "";
-}
-
 Json FontValue(const FontSpec& font) {
     return {{"face", font.face},     {"pixelHeight", font.pixelHeight}, {"weight", font.weight},
             {"italic", font.italic}, {"underline", font.underline},     {"strikeOut", font.strikeOut}};
 }
 
-Json ValueOf(const FormField& field) {
+Json ValueOf(const Field& field) {
     switch (field.kind) {
     case FieldKind::number:
         return field.number;
@@ -54,7 +22,6 @@ Json ValueOf(const FormField& field) {
     case FieldKind::flag:
         return field.flag;
     case FieldKind::choice:
-    case FieldKind::radio:
         return field.choice;
     case FieldKind::colour:
         return ColourName(field.colour);
@@ -68,25 +35,23 @@ Json ValueOf(const FormField& field) {
     }
     case FieldKind::table:
         return field.rows;
-    case FieldKind::action:
-        return nullptr;
     default:
         return field.text;
     }
 }
 
-Json DescribeField(const FormField& field) {
-    Json json = {{"key", field.key}, {"kind", KindName(field.kind)}, {"label", field.label}};
+Json DescribeField(const Field& field) {
+    Json json = {{"key", field.key}, {"kind", FieldKindName(field.kind)}, {"label", field.label}};
     if (field.kind != FieldKind::action) json["value"] = ValueOf(field);
-    const bool numeric = field.kind == FieldKind::number || field.kind == FieldKind::integer;
-    if (numeric && field.least != std::numeric_limits<double>::lowest()) json["least"] = field.least;
-    if (numeric && field.greatest != std::numeric_limits<double>::max()) json["greatest"] = field.greatest;
+    constexpr double unlimited = std::numeric_limits<double>::max();
+    if (field.IsNumeric() && field.least != -unlimited) json["least"] = field.least;
+    if (field.IsNumeric() && field.greatest != unlimited) json["greatest"] = field.greatest;
     if (!field.choices.empty()) json["choices"] = field.choices;
     return json;
 }
 
 // A choice by its number, or by its text.
-size_t ChoiceIn(const FormField& field, const Json& value) {
+size_t ChoiceIn(const Field& field, const Json& value) {
     const auto count = static_cast<int64_t>(field.choices.size());
     if (!value.is_string()) return static_cast<size_t>(AsWhole(value, field.key, 0, count - 1));
     const auto found = std::find(field.choices.begin(), field.choices.end(), value.get<std::string>());
@@ -94,7 +59,7 @@ size_t ChoiceIn(const FormField& field, const Json& value) {
     return static_cast<size_t>(found - field.choices.begin());
 }
 
-void CheckOnly(FormField& field, const Json& value) {
+void CheckOnly(Field& field, const Json& value) {
     if (!value.is_array()) throw RemoteError("\"" + field.key + "\" must be a list of choices.");
     std::fill(field.checks.begin(), field.checks.end(), uint8_t{0});
     for (const Json& choice : value) field.checks[ChoiceIn(field, choice)] = 1;
@@ -110,7 +75,7 @@ void SetFont(FontSpec& font, const Json& value) {
     font.strikeOut = FlagMember(value, "strikeOut", font.strikeOut);
 }
 
-void SetField(FormField& field, const Json& value) {
+void SetField(Field& field, const Json& value) {
     switch (field.kind) {
     case FieldKind::number:
     case FieldKind::integer:
@@ -120,7 +85,6 @@ void SetField(FormField& field, const Json& value) {
         field.flag = AsFlag(value, field.key);
         break;
     case FieldKind::choice:
-    case FieldKind::radio:
         field.choice = static_cast<int>(ChoiceIn(field, value));
         break;
     case FieldKind::colour:
@@ -133,7 +97,6 @@ void SetField(FormField& field, const Json& value) {
         CheckOnly(field, value);
         break;
     case FieldKind::text:
-    case FieldKind::longText:
         field.text = AsText(value, field.key);
         break;
     default:
@@ -145,7 +108,7 @@ void SetField(FormField& field, const Json& value) {
 
 Json DescribeForm(const Form& form) {
     Json fields = Json::array();
-    for (const FormField& field : form.fields) fields.push_back(DescribeField(field));
+    for (const Field& field : form.fields) fields.push_back(DescribeField(field));
     return {{"title", form.title}, {"fields", std::move(fields)}};
 }
 
@@ -153,9 +116,8 @@ std::string FillForm(Form& form, const Json& answers) {
     if (!answers.is_object()) return "Its answers must be an object.";
     try {
         for (const auto& [key, value] : answers.items()) {
-            const auto field = std::find_if(form.fields.begin(), form.fields.end(),
-                                            [&key = key](const FormField& f) { return f.key == key; });
-            if (field == form.fields.end()) return "It has no field \"" + key + "\".";
+            Field* field = form.Find(key);
+            if (!field) return "It has no field \"" + key + "\".";
             if (field->kind != FieldKind::action) {
                 SetField(*field, value);
                 if (form.onChange) form.onChange(form);

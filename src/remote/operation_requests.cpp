@@ -33,7 +33,7 @@ void SetParameters(CBatchBaseDlg& block, const Json& settings) {
     for (const auto& [key, value] : settings.items()) {
         // What is set may change what the next may be.
         ParamList params = block.Params();
-        Param* param = params.Find(key);
+        Field* param = params.Find(key);
         if (!param || !param->HasValue())
             throw RemoteError("The operation has no parameter \"" + ToDisplayText(key) + "\".");
         if (const std::string fault = param->SetFromText(SettingText(value, key)); !fault.empty())
@@ -43,11 +43,12 @@ void SetParameters(CBatchBaseDlg& block, const Json& settings) {
 
 void PressButton(CBatchBaseDlg& block, const std::string& key) {
     ParamList params = block.Params();
-    const Param* param = params.Find(key);
-    if (!param || param->kind != ParamKind::action)
+    const Field* param = params.Find(key);
+    if (!param || param->kind != FieldKind::action)
         throw RemoteError("The operation has no button \"" + ToDisplayText(key) + "\".");
-    if (!param->IsEnabled()) throw RemoteError("The button \"" + key + "\" cannot be used as things stand.");
-    param->action();
+    if (!param->IsEnabled(params))
+        throw RemoteError("The button \"" + key + "\" cannot be used as things stand.");
+    param->action(params);
 }
 
 std::string ResultText(CBatchBaseDlg& block) {
@@ -103,7 +104,7 @@ void Use(RemoteCall& call) {
         if (FlagMember(call.request, "tables")) call.answer["results"] = ResultTables(block);
     }
     Json& parameters = call.answer["parameters"] = Json::object();
-    for (const Param& param : block.Params())
+    for (const Field& param : block.Params())
         if (param.HasValue()) parameters[param.key] = ToDisplayText(param.ValueText());
     if (FlagMember(call.request, "picture"))
         call.answer["png"] = Picture(call.target.OperationPicture(operation));

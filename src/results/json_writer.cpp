@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "archive/text_encoding.h"
-#include "host/form.h"
 #include "results/number_text.h"
 
 namespace kymora {

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/form.h"
 #include "results/output_sink.h"
 
 namespace kymora {

@@ -68,9 +68,7 @@ void CEqnTest::Ask(Session& session) {
     form.AddNumber("x", "x, t", m_variables.abscissa, "The value of x and of t.");
     for (size_t i = 0; i < m_variables.parameters.size(); ++i)
         form.AddNumber(parameterNames[i], parameterNames[i], m_variables.parameters[i]);
-    auto& decimals = form.AddInteger("decimals", "Decimal places", m_nDecimals, "Of the result.");
-    decimals.least = 0;
-    decimals.greatest = greatestDecimals;
+    form.AddInteger("decimals", "Decimal places", m_nDecimals, "Of the result.").Limits(0, greatestDecimals);
     form.AddAction(
         "setToOne", "Set all parameters to 1",
         [](Form& asked) {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <chrono>
 
-#include "document/lists.h"
 #include "document/native_writer.h"
 #include "host/quiet_host.h"
+#include "host/user_numbers.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -231,7 +231,7 @@ void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function
         .OnChange([this] { FollowTime(); });
 }
 
-Param& CTransformTraceWindowDlg::DescribeIterations(ParamList& list, int least) {
+Field& CTransformTraceWindowDlg::DescribeIterations(ParamList& list, int least) {
     return list.Integer("iterations", "Iterations", m_nIterations).Limits(least, greatestIterations);
 }
 

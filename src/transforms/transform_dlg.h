@@ -111,7 +111,7 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
     // The two linked parameters halfWindow and halfWindowTime.
     void DescribeHalfWindow(ParamList& list, std::function<bool()> isEnabled = {});
     // "iterations" from `least` to 10.
-    Param& DescribeIterations(ParamList& list, int least);
+    Field& DescribeIterations(ParamList& list, int least);
 
   private:
     void FollowTime();

@@ -8,7 +8,6 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <cmath>
 
 #include "widgets/content_area.h"
 #include "widgets/text.h"
@@ -19,26 +18,8 @@ namespace {
 
 constexpr double widestPart = 0.95, highestPart = 0.85;  // of the screen
 
-bool IsNumeric(const FormField& field) {
-    return field.kind == FieldKind::number || field.kind == FieldKind::integer;
-}
-
-bool IsLookedAt(const FormField& field) {
-    return field.kind == FieldKind::note || field.kind == FieldKind::table ||
-           field.kind == FieldKind::textView;
-}
-
-bool IsUsable(const FormField& field, const Form& form) { return !field.enabled || field.enabled(form); }
-
-bool IsOutside(const FormField& field, const Form& form) {
-    if (!IsNumeric(field) || !IsUsable(field, form)) return false;
-    const bool inside = field.number >= field.least && field.number <= field.greatest;
-    const bool whole = field.kind == FieldKind::number || std::trunc(field.number) == field.number;
-    return !inside || !whole;
-}
-
 // The editor with its unit behind it.
-QWidget* WithUnit(const FormField& field, QWidget* editor) {
+QWidget* WithUnit(const Field& field, QWidget* editor) {
     if (field.unit.empty()) return editor;
     auto* line = new QWidget(editor->parentWidget());
     auto* row = new QHBoxLayout(line);
@@ -83,7 +64,7 @@ FormDialog::FormDialog(Form& form, QWidget* parent) : QDialog(parent), form_(for
 FormDialog::~FormDialog() = default;
 
 void FormDialog::AddRow(size_t index, QFormLayout* rows) {
-    const FormField& field = form_.fields[index];
+    const Field& field = form_.fields[index];
     if (field.kind == FieldKind::action) return AddAction(index, rows);
     actions_ = nullptr;
     const size_t row = rows_.size();
@@ -110,7 +91,7 @@ void FormDialog::AddRow(size_t index, QFormLayout* rows) {
 
 // Actions that follow each other stand in one line.
 void FormDialog::AddAction(size_t index, QFormLayout* rows) {
-    const FormField& field = form_.fields[index];
+    const Field& field = form_.fields[index];
     if (!actions_) {
         auto* line = new QWidget(rows->parentWidget());
         actions_ = new QHBoxLayout(line);
@@ -145,7 +126,7 @@ void FormDialog::FocusFirst() {
     for (const Row& row : rows_) {
         if (!row.editor || !row.editor->Widget()->isEnabled()) continue;
         QWidget* focus = row.editor->Focus();
-        if ((focus->focusPolicy() & Qt::TabFocus) == 0 || IsLookedAt(form_.fields[row.field])) continue;
+        if ((focus->focusPolicy() & Qt::TabFocus) == 0 || !form_.fields[row.field].HasValue()) continue;
         return focus->setFocus(Qt::TabFocusReason);
     }
 }
@@ -191,7 +172,7 @@ void FormDialog::OnChanged(size_t row) {
 
 void FormDialog::UpdateEnabled() {
     for (const Row& row : rows_) {
-        const bool usable = IsUsable(form_.fields[row.field], form_);
+        const bool usable = form_.fields[row.field].IsEnabled(form_);
         if (row.button) row.button->setEnabled(usable);
         if (row.editor) row.editor->Widget()->setEnabled(usable);
         if (row.label) row.label->setEnabled(usable);
@@ -227,7 +208,7 @@ void FormDialog::accept() {
 
 void FormDialog::ShowFault(const QString& text) {
     for (const Row& row : rows_)
-        if (row.editor && IsNumeric(form_.fields[row.field])) MarkFault(*row.editor, false);
+        if (row.editor && form_.fields[row.field].IsNumeric()) MarkFault(*row.editor, false);
     fault_->setText(text);
     fault_->setVisible(!text.isEmpty());
     if (text.isEmpty()) return;
@@ -240,7 +221,8 @@ void FormDialog::ShowFault(const QString& text) {
 // The first number outside its limits takes the keyboard and a red frame.
 void FormDialog::MarkFaulty() {
     for (const Row& row : rows_) {
-        if (!row.editor || !IsOutside(form_.fields[row.field], form_)) continue;
+        const Field& field = form_.fields[row.field];
+        if (!field.IsNumeric() || !field.IsEnabled(form_) || field.Fault().empty()) continue;
         MarkFault(*row.editor, true);
         row.editor->Focus()->setFocus();
         area_->ensureWidgetVisible(row.editor->Widget());

@@ -17,8 +17,9 @@
 #include <QWheelEvent>
 #include <charconv>
 #include <cmath>
-#include <limits>
 
+#include "host/options.h"
+#include "host/user_numbers.h"
 #include "widgets/form_viewers.h"
 #include "widgets/style_buttons.h"
 #include "widgets/text.h"
@@ -46,25 +47,32 @@ QString NumberText(double value, bool whole) {
     return QString::fromLatin1(text, end - text);
 }
 
-double ParseNumber(const QString& from) {
-    const std::string text = from.trimmed().toStdString();
-    const char* begin = text.data() + (text.size() > 1 && text[0] == '+' ? 1 : 0);
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    const bool isNumber = error == std::errc() && end == text.data() + text.size() && std::isfinite(value);
-    return isNumber ? value : std::numeric_limits<double>::quiet_NaN();
+// What a line shows of the value: traces count from 1.
+QString LineText(const Field& field) {
+    switch (field.kind) {
+    case FieldKind::number:
+    case FieldKind::integer:
+    case FieldKind::channel:
+        return NumberText(field.number, field.kind != FieldKind::number);
+    case FieldKind::channels:
+        if (field.byNumber)
+            return ToQString(ListText(field.numbers, [](int n) { return std::to_string(n); }));
+        [[fallthrough]];
+    default:
+        return ToQString(field.ValueText());
+    }
 }
 
 // The up and down keys and the wheel step a number within its limits; the wheel only where the keyboard is,
 // so that scrolling past a number never changes it.
 class NumberSteps : public QObject {
   public:
-    NumberSteps(QLineEdit* edit, const FormField& field) : QObject(edit), edit_(edit) { Follow(field); }
-    void Follow(const FormField& field) {
+    NumberSteps(QLineEdit* edit, const Field& field) : QObject(edit), edit_(edit) { Follow(field); }
+    void Follow(const Field& field) {
         least_ = field.least;
         greatest_ = field.greatest;
         step_ = field.step;
-        whole_ = field.kind == FieldKind::integer;
+        whole_ = field.kind != FieldKind::number;
     }
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() == QEvent::KeyPress) {
@@ -91,9 +99,9 @@ class NumberSteps : public QObject {
 
   private:
     void Step(double by) {
-        const double value = ParseNumber(edit_->text());
-        if (std::isnan(value)) return;
-        edit_->setText(NumberText(std::clamp(value + by, least_, greatest_), whole_));
+        const auto value = ParseNumber(edit_->text().toStdString());
+        if (!value) return;
+        edit_->setText(NumberText(std::clamp(*value + by, least_, greatest_), whole_));
         edit_->selectAll();
         emit edit_->textEdited(edit_->text());
     }
@@ -117,12 +125,13 @@ class WheelOnFocus : public QObject {
 
 class LineEditor : public FormEditor {
   public:
-    LineEditor(const FormField& field, QWidget* parent, const Changed& changed)
-        : edit_(new QLineEdit(parent)), isNumber_(field.kind != FieldKind::text) {
-        const int width = edit_->fontMetrics().horizontalAdvance(isNumber_ ? "-0.123456789012" : "0") *
-                          (isNumber_ ? 1 : 34);
+    LineEditor(const Field& field, QWidget* parent, const Changed& changed) : edit_(new QLineEdit(parent)) {
+        const bool isNumber =
+            field.IsNumeric() || field.kind == FieldKind::trace || field.kind == FieldKind::channel;
+        const int width =
+            edit_->fontMetrics().horizontalAdvance(isNumber ? "-0.123456789012" : "0") * (isNumber ? 1 : 34);
         edit_->setMinimumWidth(width);
-        if (isNumber_) {
+        if (isNumber) {
             edit_->setMaximumWidth(2 * width);
             steps_ = new NumberSteps(edit_, field);
             edit_->installEventFilter(steps_);
@@ -130,35 +139,27 @@ class LineEditor : public FormEditor {
         QObject::connect(edit_, &QLineEdit::textEdited, edit_, changed);
     }
     QWidget* Widget() const override { return edit_; }
-    void Read(FormField& field) const override {
-        if (isNumber_)
-            field.number = ParseNumber(edit_->text());
-        else
-            field.text = edit_->text().toStdString();
-    }
-    std::string Typed() const override { return edit_->text().toStdString(); }
-    void Follow(const FormField& field) override {
+    std::string Read(Field& field) const override { return field.Parse(edit_->text().toStdString()); }
+    void Follow(const Field& field) override {
         if (steps_) steps_->Follow(field);
     }
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         Follow(field);
         // A text that is no number stays for the user to see.
-        if (isNumber_ && std::isnan(field.number)) return;
-        edit_->setText(isNumber_ ? NumberText(field.number, field.kind == FieldKind::integer)
-                                 : ToQString(field.text));
+        if (steps_ && std::isnan(field.number)) return;
+        edit_->setText(LineText(field));
         edit_->setCursorPosition(0);
     }
 
   private:
     QLineEdit* edit_;
-    bool isNumber_;
     NumberSteps* steps_ = nullptr;
 };
 
 // A small number with buttons that step it.
 class SpinEditor : public FormEditor {
   public:
-    SpinEditor(const FormField& field, QWidget* parent, const Changed& changed)
+    SpinEditor(const Field& field, QWidget* parent, const Changed& changed)
         : spin_(new QSpinBox(parent)), wheel_(new WheelOnFocus(spin_)) {
         Follow(field);
         spin_->setFocusPolicy(Qt::StrongFocus);
@@ -168,11 +169,14 @@ class SpinEditor : public FormEditor {
         QObject::connect(spin_, &QSpinBox::valueChanged, spin_, changed);
     }
     QWidget* Widget() const override { return spin_; }
-    void Read(FormField& field) const override { field.number = spin_->value(); }
-    void Write(const FormField& field) override {
+    std::string Read(Field& field) const override {
+        field.number = spin_->value();
+        return field.Fault();
+    }
+    void Write(const Field& field) override {
         if (std::isfinite(field.number)) spin_->setValue(static_cast<int>(field.number));
     }
-    void Follow(const FormField& field) override {
+    void Follow(const Field& field) override {
         spin_->setRange(static_cast<int>(field.least), static_cast<int>(field.greatest));
         spin_->setSingleStep(static_cast<int>(field.step));
     }
@@ -191,12 +195,12 @@ class LongTextEditor : public FormEditor {
     }
     QWidget* Widget() const override { return edit_; }
     // Line ends are those that the text came with: CR LF where it had any.
-    void Read(FormField& field) const override {
+    std::string Read(Field& field) const override {
         QString text = edit_->toPlainText();
         if (crlf_) text.replace("\n", "\r\n");
-        field.text = text.toStdString();
+        return field.Parse(text.toStdString());
     }
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         crlf_ = field.text.find("\r\n") != std::string::npos;
         QString text = ToQString(field.text);
         text.replace("\r\n", "\n");
@@ -224,7 +228,7 @@ class NoteLabel : public QLabel {
 
 class NoteEditor : public FormEditor {
   public:
-    NoteEditor(const FormField& field, QWidget* parent)
+    NoteEditor(const Field& field, QWidget* parent)
         : label_(new NoteLabel(parent)), isWide_(field.label.empty()) {
         label_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum);
         label_->setTextFormat(Qt::PlainText);
@@ -233,8 +237,7 @@ class NoteEditor : public FormEditor {
         label_->setMinimumWidth(label_->fontMetrics().averageCharWidth() * (isWide_ ? 56 : 38));
     }
     QWidget* Widget() const override { return label_; }
-    void Read(FormField&) const override {}
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         const QString text = ToQString(field.text);
         const bool isLong = label_->fontMetrics().size(0, text).width() > label_->minimumWidth();
         label_->setWordWrap(isLong);
@@ -254,13 +257,13 @@ class NoteEditor : public FormEditor {
 
 class FlagEditor : public FormEditor {
   public:
-    FlagEditor(const FormField& field, QWidget* parent, const Changed& changed)
+    FlagEditor(const Field& field, QWidget* parent, const Changed& changed)
         : box_(new QCheckBox(ToQString(field.label), parent)) {
         QObject::connect(box_, &QCheckBox::toggled, box_, changed);
     }
     QWidget* Widget() const override { return box_; }
-    void Read(FormField& field) const override { field.flag = box_->isChecked(); }
-    void Write(const FormField& field) override { box_->setChecked(field.flag); }
+    std::string Read(Field& field) const override { return field.Parse(box_->isChecked() ? "1" : "0"); }
+    void Write(const Field& field) override { box_->setChecked(field.flag); }
     bool BringsItsLabel() const override { return true; }
 
   private:
@@ -276,29 +279,46 @@ class ChoiceEditor : public FormEditor {
         QObject::connect(box_, &QComboBox::activated, box_, changed);
     }
     QWidget* Widget() const override { return box_; }
-    void Read(FormField& field) const override { field.choice = box_->currentIndex(); }
-    void Write(const FormField& field) override {
-        Follow(field);
-        box_->setCurrentIndex(field.choice);
+    std::string Read(Field& field) const override {
+        if (field.kind == FieldKind::channel) return field.Parse(box_->currentText().toStdString());
+        field.choice = box_->currentIndex();
+        return field.Fault();
     }
-    void Follow(const FormField& field) override {
-        QStringList names;
-        for (const std::string& name : field.choices) names += ToQString(name);
+    void Write(const Field& field) override {
+        Follow(field);
+        box_->setCurrentIndex(IndexOf(field));
+    }
+    void Follow(const Field& field) override {
+        const QStringList names = NamesOf(field);
         QStringList present;
         for (int i = 0; i < box_->count(); ++i) present += box_->itemText(i);
         if (names == present) return;
         box_->clear();
         box_->addItems(names);
-        box_->setCurrentIndex(field.choice);
+        box_->setCurrentIndex(IndexOf(field));
     }
 
   private:
+    static int IndexOf(const Field& field) {
+        if (field.kind == FieldKind::choice) return field.choice;
+        return std::min(static_cast<int>(field.number), letterChannels);
+    }
+    // A channel that has no letter, as a configuration file may name it, joins those that have.
+    static QStringList NamesOf(const Field& field) {
+        QStringList names;
+        for (const std::string& name : field.choices) names += ToQString(name);
+        if (field.kind == FieldKind::choice) return names;
+        for (int letter = 0; letter < letterChannels; ++letter) names += ToQString(ChannelName(letter));
+        if (field.number >= letterChannels) names += ToQString(field.ValueText());
+        return names;
+    }
+
     QComboBox* box_;
 };
 
 class RadioEditor : public FormEditor {
   public:
-    RadioEditor(const FormField& field, QWidget* parent, const Changed& changed)
+    RadioEditor(const Field& field, QWidget* parent, const Changed& changed)
         : box_(field.label.empty() ? new QWidget(parent) : new QGroupBox(ToQString(field.label), parent)),
           group_(new QButtonGroup(box_)) {
         auto* grid = new QGridLayout(box_);
@@ -318,8 +338,11 @@ class RadioEditor : public FormEditor {
     }
     QWidget* Widget() const override { return box_; }
     QWidget* Focus() const override { return group_->checkedButton() ? group_->checkedButton() : box_; }
-    void Read(FormField& field) const override { field.choice = group_->checkedId(); }
-    void Write(const FormField& field) override {
+    std::string Read(Field& field) const override {
+        field.choice = group_->checkedId();
+        return field.Fault();
+    }
+    void Write(const Field& field) override {
         if (QAbstractButton* button = group_->button(field.choice)) button->setChecked(true);
     }
     bool BringsItsLabel() const override { return true; }
@@ -338,12 +361,13 @@ class CheckListEditor : public FormEditor {
         QObject::connect(list_, &QListWidget::itemChanged, list_, [changed](QListWidgetItem*) { changed(); });
     }
     QWidget* Widget() const override { return list_; }
-    void Read(FormField& field) const override {
+    std::string Read(Field& field) const override {
         field.checks.resize(static_cast<size_t>(list_->count()));
         for (int i = 0; i < list_->count(); ++i)
             field.checks[static_cast<size_t>(i)] = list_->item(i)->checkState() == Qt::Checked ? 1 : 0;
+        return {};
     }
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         const QSignalBlocker blocked(list_);
         while (list_->count() > static_cast<int>(field.choices.size())) delete list_->takeItem(0);
         while (list_->count() < static_cast<int>(field.choices.size())) list_->addItem(QString());
@@ -373,30 +397,25 @@ class ButtonEditor : public FormEditor {
         QObject::connect(button_, &Button::Changed, button_, changed);
     }
     QWidget* Widget() const override { return button_; }
-    void Read(FormField& field) const override { button_->Read(field); }
-    void Write(const FormField& field) override { button_->Write(field); }
+    std::string Read(Field& field) const override {
+        button_->Read(field);
+        return {};
+    }
+    void Write(const Field& field) override { button_->Write(field); }
 
   private:
     Button* button_;
 };
 
-std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
+std::unique_ptr<FormEditor> MakeByKind(const Field& field, QWidget* parent,
                                        const FormEditor::Changed& changed) {
+    if (field.spin) return std::make_unique<SpinEditor>(field, parent, changed);
+    if (field.hasLines) return std::make_unique<LongTextEditor>(parent, changed);
+    if (field.asButtons) return std::make_unique<RadioEditor>(field, parent, changed);
+    if (IsChosen(field)) return std::make_unique<ChoiceEditor>(parent, changed);
     switch (field.kind) {
-    case FieldKind::integer:
-        if (field.spin) return std::make_unique<SpinEditor>(field, parent, changed);
-        [[fallthrough]];
-    case FieldKind::number:
-    case FieldKind::text:
-        return std::make_unique<LineEditor>(field, parent, changed);
-    case FieldKind::longText:
-        return std::make_unique<LongTextEditor>(parent, changed);
     case FieldKind::flag:
         return std::make_unique<FlagEditor>(field, parent, changed);
-    case FieldKind::choice:
-        return std::make_unique<ChoiceEditor>(parent, changed);
-    case FieldKind::radio:
-        return std::make_unique<RadioEditor>(field, parent, changed);
     case FieldKind::colour:
         return std::make_unique<ButtonEditor<ColourButton>>(parent, changed);
     case FieldKind::font:
@@ -410,9 +429,10 @@ std::unique_ptr<FormEditor> MakeByKind(const FormField& field, QWidget* parent,
     case FieldKind::textView:
         return MakeTextViewer(parent);
     case FieldKind::action:
-        break;
+        return nullptr;
+    default:
+        return std::make_unique<LineEditor>(field, parent, changed);
     }
-    return nullptr;
 }
 
 }  // namespace
@@ -440,8 +460,7 @@ QString ToolTipText(const std::string& text) {
     return text.size() <= shortTip ? tip : "<qt>" + tip.toHtmlEscaped() + "</qt>";
 }
 
-std::unique_ptr<FormEditor> MakeFormEditor(const FormField& field, QWidget* parent,
-                                           FormEditor::Changed changed) {
+std::unique_ptr<FormEditor> MakeFormEditor(const Field& field, QWidget* parent, FormEditor::Changed changed) {
     auto editor = MakeByKind(field, parent, changed);
     if (!editor) return nullptr;
     editor->Widget()->setObjectName(ToQString(field.key));

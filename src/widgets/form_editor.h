@@ -1,5 +1,5 @@
 #pragma once
-// The widget in which one field of a form is edited, and the way of its value there and back.
+// The widget in which one field is edited, and the way of its value there and back.
 
 #include <QColor>
 #include <QPalette>
@@ -21,21 +21,23 @@ class FormEditor {
     virtual QWidget* Widget() const = 0;
     // What takes the keyboard; also what a fault is marked on.
     virtual QWidget* Focus() const { return Widget(); }
-    // Puts the user's value into the field. A text that is no number becomes a not-a-number.
-    virtual void Read(FormField& field) const = 0;
-    // What the user typed, letter by letter; empty for editors without letters.
-    virtual std::string Typed() const { return {}; }
-    virtual void Write(const FormField& field) = 0;
+    // Puts what the user entered into the field, and answers why it may not be used; empty when it may.
+    virtual std::string Read(Field&) const { return {}; }
+    virtual void Write(const Field& field) = 0;
     // Takes up the limits, the step and the choices; what the user sees as value stays.
-    virtual void Follow(const FormField&) {}
+    virtual void Follow(const Field&) {}
     // The label stands in the widget itself, or above it over the whole width.
     virtual bool BringsItsLabel() const { return false; }
     virtual bool IsWide() const { return false; }
 };
 
 // Null for an action, which is a button of the dialog's own.
-std::unique_ptr<FormEditor> MakeFormEditor(const FormField& field, QWidget* parent,
-                                           FormEditor::Changed changed);
+std::unique_ptr<FormEditor> MakeFormEditor(const Field& field, QWidget* parent, FormEditor::Changed changed);
+
+// A channel by letter is chosen from a list of all, too.
+inline bool IsChosen(const Field& field) {
+    return field.kind == FieldKind::choice || (field.kind == FieldKind::channel && !field.byNumber);
+}
 
 // Marks what takes the keyboard as faulty, or as sound again.
 void MarkFault(const FormEditor& editor, bool isFaulty);

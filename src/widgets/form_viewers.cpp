@@ -20,7 +20,7 @@ constexpr int textColumns = 64, textLines = 12;
 
 class TableViewer : public FormEditor {
   public:
-    TableViewer(const FormField& field, QWidget* parent) : table_(new QTableWidget(parent)) {
+    TableViewer(const Field& field, QWidget* parent) : table_(new QTableWidget(parent)) {
         table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
         table_->setSelectionBehavior(QAbstractItemView::SelectRows);
         table_->setAlternatingRowColors(!field.dimmed);
@@ -29,8 +29,7 @@ class TableViewer : public FormEditor {
         table_->horizontalHeader()->setStretchLastSection(true);
     }
     QWidget* Widget() const override { return table_; }
-    void Read(FormField&) const override {}
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         const QPoint place(table_->horizontalScrollBar()->value(), table_->verticalScrollBar()->value());
         QStringList headings;
         for (const std::string& heading : field.choices) headings += ToQString(heading);
@@ -56,7 +55,7 @@ class TableViewer : public FormEditor {
         table_->setMinimumWidth(
             std::min(table_->horizontalHeader()->length() + 24, widestInLines * LineHeight(*table_)));
     }
-    void WriteRow(const FormField& field, int row) {
+    void WriteRow(const Field& field, int row) {
         const auto& cells = field.rows[static_cast<size_t>(row)];
         for (int column = 0; column < table_->columnCount(); ++column) {
             const auto at = static_cast<size_t>(column);
@@ -89,8 +88,7 @@ class TextViewer : public FormEditor {
         view_->setMinimumSize(textColumns * CharacterWidth(), textLines * LineHeight(*view_));
     }
     QWidget* Widget() const override { return view_; }
-    void Read(FormField&) const override {}
-    void Write(const FormField& field) override {
+    void Write(const Field& field) override {
         view_->setTabStopDistance(std::max(1, field.tabWidth) * CharacterWidth());
         const QString text = ToQString(field.text);
         if (text != view_->toPlainText()) view_->setPlainText(text);
@@ -105,7 +103,7 @@ class TextViewer : public FormEditor {
 
 }  // namespace
 
-std::unique_ptr<FormEditor> MakeTableViewer(const FormField& field, QWidget* parent) {
+std::unique_ptr<FormEditor> MakeTableViewer(const Field& field, QWidget* parent) {
     return std::make_unique<TableViewer>(field, parent);
 }
 

@@ -6,7 +6,7 @@
 
 namespace kymora {
 
-std::unique_ptr<FormEditor> MakeTableViewer(const FormField& field, QWidget* parent);
+std::unique_ptr<FormEditor> MakeTableViewer(const Field& field, QWidget* parent);
 std::unique_ptr<FormEditor> MakeTextViewer(QWidget* parent);
 
 }  // namespace kymora

@@ -6,7 +6,7 @@
 #include <QPushButton>
 #include <algorithm>
 
-#include "host/form.h"
+#include "host/options.h"
 #include "widgets/elided_label.h"
 #include "widgets/text.h"
 
@@ -14,19 +14,19 @@ namespace kymora {
 
 namespace {
 
-bool IsTyped(ParamKind kind) {
-    return kind != ParamKind::flag && kind != ParamKind::choice && kind != ParamKind::note &&
-           kind != ParamKind::action;
+bool IsTyped(FieldKind kind) {
+    return kind != FieldKind::flag && kind != FieldKind::choice && kind != FieldKind::note &&
+           kind != FieldKind::action;
 }
 
-QString BehindText(const Param& param) {
+QString BehindText(const Field& param) {
     QString text = ToQString(param.unit);
     const QString shown = param.shown ? ToQString(param.shown()) : QString();
     if (!text.isEmpty() && !shown.isEmpty()) text += "   ";
     return text + shown;
 }
 
-QString HeadingText(const Param& param) {
+QString HeadingText(const Field& param) {
     const QString name = ToQString(param.tableColumn);
     return param.unit.empty() ? name : name + " (" + ToQString(param.unit) + ")";
 }
@@ -37,7 +37,7 @@ ParamForm::ParamForm(Describe describe, Enter enter, ParamSurroundings surroundi
     : QWidget(parent), describe_(std::move(describe)), enter_(std::move(enter)), surroundings_(surroundings) {
     columns_ = new QHBoxLayout(this);
     columns_->setContentsMargins(0, 0, 0, 0);
-    ParamList params = describe_();
+    ParamList params = Described();
     Build(params);
 }
 
@@ -59,14 +59,24 @@ std::vector<QWidget*> ParamForm::TabStops() const {
 
 // --- values ---
 
-void ParamForm::Refresh() {
+ParamList ParamForm::Described() const {
     ParamList params = describe_();
+    for (Field& param : params) {
+        param.byNumber = surroundings_.eventChannelMode > letterChannels;
+        if (param.kind == FieldKind::trace && surroundings_.traceCount > 0)
+            param.greatest = surroundings_.traceCount;
+    }
+    return params;
+}
+
+void ParamForm::Refresh() {
+    ParamList params = Described();
     if (!IsAsBuilt(params)) {
         Build(params);
         emit Rebuilt();
         return;
     }
-    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.All()[i]);
+    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params);
 }
 
 void ParamForm::Revert() {
@@ -79,11 +89,11 @@ void ParamForm::Revert() {
     Refresh();
 }
 
-void ParamForm::RefreshRow(Row& row, const Param& param) {
-    const bool isEnabled = param.IsEnabled();
+void ParamForm::RefreshRow(Row& row, const Field& param, const ParamList& params) {
+    const bool isEnabled = param.IsEnabled(params);
     if (row.button) row.button->setEnabled(isEnabled);
     if (row.behind) {
-        row.behind->SetText(row.kind == ParamKind::note ? ToQString(param.shown ? param.shown() : "")
+        row.behind->SetText(row.kind == FieldKind::note ? ToQString(param.shown ? param.shown() : "")
                                                         : BehindText(param));
         row.behind->setEnabled(isEnabled);
     }
@@ -95,11 +105,10 @@ void ParamForm::RefreshRow(Row& row, const Param& param) {
     const std::string value = param.ValueText();
     const bool dropsFault = !row.fault.empty() && (!isEnabled || value != row.shown);
     if (dropsFault) row.fault.clear();
-    const FormField field = FieldOf(param, surroundings_);
     if (dropsFault || value != row.shown)
-        row.editor->Write(field);
+        row.editor->Write(param);
     else
-        row.editor->Follow(field);
+        row.editor->Follow(param);
     row.shown = value;
     const bool isFaulty = isEnabled && (!row.fault.empty() || !param.Fault().empty());
     MarkFault(*row.editor, isFaulty);
@@ -109,28 +118,27 @@ void ParamForm::RefreshRow(Row& row, const Param& param) {
 void ParamForm::OnEntered(size_t index) {
     // An editor that is just being made shows its first value, and nobody has entered it.
     if (writing_ || index >= rows_.size() || !rows_[index].editor) return;
-    ParamList params = describe_();
+    ParamList params = Described();
     Row& row = rows_[index];
-    Param* found = params.Find(row.key);
-    if (!found) return Refresh();
-    Param& param = *found;
-    FormField field = FieldOf(param, surroundings_);
-    row.editor->Read(field);
-    const ParamKind kind = row.kind;
-    enter_([&] { row.fault = param.SetFromText(EnteredText(param, field, row.editor->Typed())); });
+    Field* param = params.Find(row.key);
+    if (!param) return Refresh();
+    row.fault = row.editor->Read(*param);
+    const double entered = param->number;
+    enter_([&] { row.fault.empty() ? param->Commit() : param->load(*param); });
     // The text that is being typed stays as it is, unless what followed set another value.
-    const bool isOther = row.fault.empty() && (kind == ParamKind::number || kind == ParamKind::integer) &&
-                         static_cast<float>(param.Number()) != static_cast<float>(field.number);
-    if (!isOther) row.shown = param.ValueText();
+    const bool isOther = row.fault.empty() && param->IsNumeric() &&
+                         static_cast<float>(param->number) != static_cast<float>(entered);
+    if (!isOther) row.shown = param->ValueText();
+    const FieldKind kind = row.kind;
     Refresh();
     emit Edited(IsTyped(kind));
 }
 
 std::string ParamForm::Fault() const {
-    ParamList params = describe_();
-    for (size_t i = 0; i < rows_.size() && i < params.All().size(); ++i) {
-        const Param& param = params.All()[i];
-        if (!rows_[i].editor || !param.IsEnabled()) continue;
+    const ParamList params = describe_();
+    for (size_t i = 0; i < rows_.size() && i < params.fields.size(); ++i) {
+        const Field& param = params.fields[i];
+        if (!rows_[i].editor || !param.IsEnabled(params)) continue;
         std::string fault = rows_[i].fault.empty() ? param.Fault() : rows_[i].fault;
         if (!fault.empty()) return fault;
     }
@@ -138,11 +146,11 @@ std::string ParamForm::Fault() const {
 }
 
 void ParamForm::FocusFault() {
-    ParamList params = describe_();
-    for (size_t i = 0; i < rows_.size() && i < params.All().size(); ++i) {
+    const ParamList params = describe_();
+    for (size_t i = 0; i < rows_.size() && i < params.fields.size(); ++i) {
         const Row& row = rows_[i];
-        const Param& param = params.All()[i];
-        if (!row.editor || !param.IsEnabled() || (row.fault.empty() && param.Fault().empty())) continue;
+        const Field& param = params.fields[i];
+        if (!row.editor || !param.IsEnabled(params) || (row.fault.empty() && param.Fault().empty())) continue;
         return row.editor->Focus()->setFocus(Qt::OtherFocusReason);
     }
 }

@@ -13,7 +13,6 @@
 
 #include "operations/param.h"
 #include "widgets/form_editor.h"
-#include "widgets/param_field.h"
 
 class QGridLayout;
 class QGroupBox;
@@ -24,6 +23,12 @@ class QPushButton;
 namespace kymora {
 
 class ElidedLabel;
+
+// What of the surroundings decides how a parameter is shown.
+struct ParamSurroundings {
+    int eventChannelMode = 26;  // letters, or numbers when it is 999
+    int traceCount = 0;         // 0: not known
+};
 
 // Buttons of actions in a group of this name stand below the results and not among the parameters.
 inline constexpr const char* resultsGroup = "Results";
@@ -70,7 +75,7 @@ class ParamForm : public QWidget {
   private:
     struct Row {
         std::string key, label, group;
-        ParamKind kind = ParamKind::number;
+        FieldKind kind = FieldKind::number;
         std::unique_ptr<FormEditor> editor;  // null for notes and actions
         QLabel* name = nullptr;              // the label before the editor
         ElidedLabel* behind = nullptr;       // unit and what the parameter shows, or a note's text
@@ -80,16 +85,18 @@ class ParamForm : public QWidget {
         std::string fault;                   // why the entered text may not be used
     };
 
+    // The parameters as they are shown here.
+    ParamList Described() const;
     bool IsAsBuilt(const ParamList& params) const;
     void Build(ParamList& params);
     QGridLayout* GroupGrid(const std::string& name);
-    void AddRow(const Param& param, QGridLayout* grid);
-    void AddAction(const Param& param, QGridLayout* grid);
-    void AddNote(const Param& param, QGridLayout* grid);
-    void AddEditor(const Param& param, QGridLayout* grid);
-    void PlaceEditor(Row& row, const Param& param, const FormField& field, QGridLayout* grid, int line);
-    void AddCell(const Param& param, QGridLayout* grid);
-    void RefreshRow(Row& row, const Param& param);
+    void AddRow(const Field& param, QGridLayout* grid);
+    void AddAction(const Field& param, QGridLayout* grid);
+    void AddNote(const Field& param, QGridLayout* grid);
+    void AddEditor(const Field& param, QGridLayout* grid);
+    void PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int line);
+    void AddCell(const Field& param, QGridLayout* grid);
+    void RefreshRow(Row& row, const Field& param, const ParamList& params);
     void OnEntered(size_t index);
     void Distribute(int columns);
     int HeightIn(int columns, std::vector<size_t>* starts) const;

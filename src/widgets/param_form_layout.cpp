@@ -9,7 +9,6 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "host/form.h"
 #include "widgets/elided_label.h"
 #include "widgets/param_form.h"
 #include "widgets/text.h"
@@ -24,8 +23,34 @@ constexpr int columnGap = 12, groupGap = 10;
 constexpr int textLetters = 20, shownLetters = 15, noteLetters = 26, unitLetters = 3;
 constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 10, mostCellLetters = 18;
 
-bool IsText(ParamKind kind) {
-    return kind == ParamKind::text || kind == ParamKind::channels || kind == ParamKind::traces;
+// Buttons of so many letters stand beside each other, or two by two.
+constexpr size_t mostBeside = 40, mostOfTwo = 16;
+
+int ButtonColumns(const std::vector<std::string>& choices) {
+    size_t letters = 0, longest = 0;
+    for (const std::string& choice : choices) {
+        letters += choice.size() + 2;
+        longest = std::max(longest, choice.size());
+    }
+    if (letters <= mostBeside) return static_cast<int>(choices.size());
+    return choices.size() > 3 && longest <= mostOfTwo ? 2 : 1;
+}
+
+// The tip of each button of a choice: a tip of as many parts ("a; b") as there are choices gives each its
+// own.
+std::vector<std::string> ChoiceTips(const Field& param) {
+    std::vector<std::string> tips;
+    for (size_t from = 0; from <= param.toolTip.size();) {
+        const size_t end = std::min(param.toolTip.find("; ", from), param.toolTip.size());
+        tips.push_back(param.toolTip.substr(from, end - from));
+        from = end + 2;
+    }
+    if (tips.size() != param.choices.size()) tips.assign(param.choices.size(), param.toolTip);
+    return tips;
+}
+
+bool IsText(FieldKind kind) {
+    return kind == FieldKind::text || kind == FieldKind::channels || kind == FieldKind::traces;
 }
 
 // Below this box the font is the window's again.
@@ -50,7 +75,7 @@ void Discard(QWidget* widget) {
     widget->deleteLater();
 }
 
-void GiveChoiceTips(const Param& param, QWidget* radio) {
+void GiveChoiceTips(const Field& param, QWidget* radio) {
     const auto tips = ChoiceTips(param);
     const auto buttons = radio->findChildren<QAbstractButton*>();
     for (qsizetype i = 0; i < buttons.size() && i < static_cast<qsizetype>(tips.size()); ++i)
@@ -62,7 +87,7 @@ void GiveChoiceTips(const Param& param, QWidget* radio) {
 
 bool ParamForm::IsAsBuilt(const ParamList& params) const {
     return std::equal(rows_.begin(), rows_.end(), params.begin(), params.end(),
-                      [](const Row& row, const Param& param) {
+                      [](const Row& row, const Field& param) {
                           return row.key == param.key && row.kind == param.kind && row.label == param.label &&
                                  row.group == param.group;
                       });
@@ -75,14 +100,14 @@ void ParamForm::Build(ParamList& params) {
     for (QPushButton* button : std::exchange(resultActions_, {})) Discard(button);
     for (QWidget* group : std::exchange(groups_, {})) Discard(group);
     QGridLayout* grid = nullptr;
-    for (size_t i = 0; i < params.All().size(); ++i) {
-        const Param& param = params.All()[i];
-        const bool isResult = param.group == resultsGroup && param.kind == ParamKind::action;
+    for (size_t i = 0; i < params.fields.size(); ++i) {
+        const Field& param = params.fields[i];
+        const bool isResult = param.group == resultsGroup && param.kind == FieldKind::action;
         if (!isResult && (!grid || rows_.empty() || rows_.back().group != param.group))
             grid = GroupGrid(param.group);
         AddRow(param, grid);
     }
-    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.All()[i]);
+    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params);
     columns_->setSpacing(columnGap);
     Distribute(1);
     writing_ = wasWriting;
@@ -101,21 +126,21 @@ QGridLayout* ParamForm::GroupGrid(const std::string& name) {
     return grid;
 }
 
-void ParamForm::AddRow(const Param& param, QGridLayout* grid) {
+void ParamForm::AddRow(const Field& param, QGridLayout* grid) {
     Row& row = rows_.emplace_back();
     row.key = param.key;
     row.label = param.label;
     row.group = param.group;
     row.kind = param.kind;
-    if (param.kind == ParamKind::action) return AddAction(param, grid);
+    if (param.kind == FieldKind::action) return AddAction(param, grid);
     actions_ = nullptr;
     if (param.tableColumn.empty()) table_.grid = nullptr;
-    if (param.kind == ParamKind::note) return AddNote(param, grid);
+    if (param.kind == FieldKind::note) return AddNote(param, grid);
     AddEditor(param, grid);
 }
 
 // Actions that follow each other stand in one line.
-void ParamForm::AddAction(const Param& param, QGridLayout* grid) {
+void ParamForm::AddAction(const Field& param, QGridLayout* grid) {
     const bool isResult = param.group == resultsGroup;
     auto* button = new QPushButton(ToQString(param.label), this);
     button->setObjectName(ToQString(param.key));
@@ -133,7 +158,7 @@ void ParamForm::AddAction(const Param& param, QGridLayout* grid) {
     actions_->insertWidget(actions_->count() - 1, button);
 }
 
-void ParamForm::AddNote(const Param& param, QGridLayout* grid) {
+void ParamForm::AddNote(const Field& param, QGridLayout* grid) {
     Row& row = rows_.back();
     QWidget* parent = grid->parentWidget();
     const int line = grid->rowCount();
@@ -147,10 +172,13 @@ void ParamForm::AddNote(const Param& param, QGridLayout* grid) {
     grid->addWidget(row.behind, line, 1);
 }
 
-void ParamForm::AddEditor(const Param& param, QGridLayout* grid) {
+void ParamForm::AddEditor(const Field& param, QGridLayout* grid) {
     Row& row = rows_.back();
     QWidget* parent = grid->parentWidget();
-    const FormField field = FieldOf(param, surroundings_);
+    Field field = param;
+    // The label stands before it, as that of any other.
+    if (field.asButtons) field.label.clear();
+    field.buttonColumns = ButtonColumns(field.choices);
     const size_t index = rows_.size() - 1;
     row.editor = MakeFormEditor(field, parent, [this, index] { OnEntered(index); });
     row.shown = param.ValueText();
@@ -164,25 +192,23 @@ void ParamForm::AddEditor(const Param& param, QGridLayout* grid) {
     row.name = new QLabel(ToQString(param.label), parent);
     row.name->setToolTip(ToolTipText(param.toolTip));
     row.name->setBuddy(row.editor->Focus());
-    const bool isRadio = field.kind == FieldKind::radio;
-    if (isRadio) GiveChoiceTips(param, widget);
-    const bool hasLines = isRadio && field.buttonColumns < static_cast<int>(field.choices.size());
+    if (field.asButtons) GiveChoiceTips(param, widget);
+    const bool hasLines = field.asButtons && field.buttonColumns < static_cast<int>(field.choices.size());
     // Beside several lines of buttons it stands at the first.
     if (hasLines) row.name->setMinimumHeight(row.editor->Focus()->sizeHint().height());
     grid->addWidget(row.name, line, 0, hasLines ? Qt::AlignTop : Qt::Alignment());
-    PlaceEditor(row, param, field, grid, line);
+    PlaceEditor(row, param, grid, line);
 }
 
-void ParamForm::PlaceEditor(Row& row, const Param& param, const FormField& field, QGridLayout* grid,
-                            int line) {
+void ParamForm::PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int line) {
     QWidget* widget = row.editor->Widget();
     const int letter = fontMetrics().averageCharWidth();
     if (IsText(param.kind)) widget->setMinimumWidth(letter * textLetters);
     if (param.hasLines) widget->setFixedHeight(widget->minimumHeight());
-    if (field.kind == FieldKind::number) widget->setFixedWidth(letter * numberLetters);
-    if (field.kind == FieldKind::integer) widget->setFixedWidth(letter * wholeLetters);
-    const bool isChoice = field.kind == FieldKind::choice;
-    const bool isWide = IsText(param.kind) || field.kind == FieldKind::radio || (isChoice && !param.shown);
+    const bool isChosen = IsChosen(param);
+    const bool isWide = IsText(param.kind) || param.asButtons || (isChosen && !param.shown);
+    if (!isWide && !isChosen)
+        widget->setFixedWidth(letter * (param.kind == FieldKind::number ? numberLetters : wholeLetters));
     if (isWide) return grid->addWidget(widget, line, 1);
     auto* beside = new QHBoxLayout;
     beside->setSpacing(6);
@@ -193,7 +219,7 @@ void ParamForm::PlaceEditor(Row& row, const Param& param, const FormField& field
 }
 
 // A table grows by the rows and columns that its cells name.
-void ParamForm::AddCell(const Param& param, QGridLayout* grid) {
+void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     Row& row = rows_.back();
     QWidget* parent = grid->parentWidget();
     if (!table_.grid) {

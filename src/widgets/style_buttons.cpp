@@ -61,7 +61,7 @@ ColourButton::ColourButton(QWidget* parent) : QPushButton(parent) {
     connect(this, &QPushButton::clicked, this, &ColourButton::Choose);
 }
 
-void ColourButton::Write(const FormField& field) {
+void ColourButton::Write(const Field& field) {
     colour_ = field.colour & 0xFFFFFF;
     Show();
 }
@@ -103,7 +103,7 @@ FontButton::FontButton(QWidget* parent) : QPushButton(parent) {
     connect(this, &QPushButton::clicked, this, &FontButton::Choose);
 }
 
-void FontButton::Write(const FormField& field) {
+void FontButton::Write(const Field& field) {
     font_ = field.font;
     Show();
 }

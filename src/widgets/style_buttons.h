@@ -12,8 +12,8 @@ class ColourButton : public QPushButton {
 
   public:
     explicit ColourButton(QWidget* parent);
-    void Read(FormField& field) const { field.colour = colour_; }
-    void Write(const FormField& field);
+    void Read(Field& field) const { field.colour = colour_; }
+    void Write(const Field& field);
 
   signals:
     void Changed();
@@ -33,8 +33,8 @@ class FontButton : public QPushButton {
 
   public:
     explicit FontButton(QWidget* parent);
-    void Read(FormField& field) const { field.font = font_; }
-    void Write(const FormField& field);
+    void Read(Field& field) const { field.font = font_; }
+    void Write(const Field& field);
 
   signals:
     void Changed();

@@ -180,6 +180,7 @@ TEST_F(TransformWindowTest, ThePreviewFollowsTheParameters) {
     EXPECT_EQ(Told("previewStatus").substr(0, 7), "Trace 2");
     const int blocks = block.blocks;
     Find<QPlainTextEdit>(window, "comment")->setPlainText("nothing to do with it");
+    EXPECT_EQ(block.m_strComment, "nothing to do with it");
     Type("factor", "9999");
     QTest::qWait(250);
     EXPECT_EQ(block.blocks, blocks) << "neither a comment nor what may not be used";

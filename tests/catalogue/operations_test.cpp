@@ -53,7 +53,7 @@ TEST(OperationTableTest, VariantsOfTheMenuAndOlderNames) {
         if (!entry.variant) continue;
         const auto block = entry.operation->make();
         ParamList params = block->Params();
-        Param* param = params.Find(entry.variant->key);
+        Field* param = params.Find(entry.variant->key);
         ASSERT_NE(param, nullptr);
         EXPECT_EQ(param->SetFromText(entry.variant->value), "");
         EXPECT_EQ(param->ValueText(), entry.variant->value);
@@ -79,7 +79,7 @@ TEST(OperationTableTest, ParametersOfAFreshBlock) {
         const auto block = operation.make();
         std::set<std::string> keys;
         ParamList params = block->Params();
-        for (Param& param : params) {
+        for (Field& param : params) {
             SCOPED_TRACE(std::string(operation.className) + " " + param.key);
             EXPECT_TRUE(IsKey(param.key));
             EXPECT_TRUE(keys.insert(param.key).second) << "twice";
@@ -92,7 +92,7 @@ TEST(OperationTableTest, ParametersOfAFreshBlock) {
             EXPECT_EQ(param.SetFromText(value), "");
             EXPECT_EQ(param.ValueText(), value);
         }
-        for (const Param& param : params)
+        for (const Field& param : params)
             for (const std::string& key : param.linked) EXPECT_TRUE(keys.count(key)) << key;
         const auto record = operation.make()->Settings();
         const auto again = operation.make();
@@ -125,7 +125,7 @@ TEST(OperationTableTest, ConfigurationsAreForWindowsOverARecording) {
 bool IsKept(const Operation& operation, const std::string& key) {
     const auto changed = operation.make();
     ParamList params = changed->Params();
-    Param& param = *params.Find(key);
+    Field& param = *params.Find(key);
     param.changed = nullptr;
     const std::string before = param.ValueText();
     for (const char* other : {"7.5", "9", "true", "1", "b", "2", "false", "0"})
@@ -142,8 +142,8 @@ TEST(OperationTableTest, RecordsHoldEveryParameter) {
     for (const Operation& operation : Operations()) {
         const auto block = operation.make();
         ParamList params = block->Params();
-        for (const Param& param : params) {
-            const bool hasOneValue = param.kind == ParamKind::choice && param.choices.size() < 2;
+        for (const Field& param : params) {
+            const bool hasOneValue = param.kind == FieldKind::choice && param.choices.size() < 2;
             if (!param.HasValue() || hasOneValue) continue;
             bool isKept = IsKept(operation, param.key);
             for (const std::string& key : param.linked) {

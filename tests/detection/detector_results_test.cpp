@@ -29,7 +29,7 @@ TEST(DetectorResults, BelongToTheRecordingThatWasAnalysed) {
                                          {"source", "0"},
                                          {"upperThreshold", "20"},
                                          {"lowerThreshold", "-20"}})
-            if (ParamList params = block->Params(); Param* param = params.Find(key))
+            if (ParamList params = block->Params(); Field* param = params.Find(key))
                 param->SetFromText(value);
         ASSERT_TRUE(block->Run()) << host.LastMessage();
         const std::vector<Result> results = block->Results();

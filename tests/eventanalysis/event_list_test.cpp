@@ -1,7 +1,7 @@
 #include "eventanalysis/event_list.h"
 
-#include "document/lists.h"
 #include "eventanalysis/event_analysis_fixture.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 namespace {
@@ -54,11 +54,11 @@ TEST_F(EventList, ListsWhatTheKeysAskFor) {
                         "  2\t      10.0000\t       0.5000\t       5.0000\t\r\n"
                         "  3\t      20.0000\t       2.5000\t      10.0000\t\r\n");
     ParamList params = list.Params();
-    EXPECT_FALSE(params.Find("channel2")->IsEnabled());
+    EXPECT_FALSE(params.Find("channel2")->IsEnabled(params));
     for (const char* key : {"onTime", "duration", "interval"})
         EXPECT_EQ(params.Find(key)->SetFromText("false"), "");
     for (const char* key : {"latency", "count2In1"}) EXPECT_EQ(params.Find(key)->SetFromText("1"), "");
-    EXPECT_TRUE(params.Find("channel2")->IsEnabled());
+    EXPECT_TRUE(params.Find("channel2")->IsEnabled(params));
     EXPECT_EQ(params.Find("timeUnit")->SetFromText("s"), "");
     EXPECT_EQ(params.Find("region")->SetFromText("2"), "");
     EXPECT_EQ(params.Find("regionStart")->SetFromText("7"), "");
@@ -161,7 +161,8 @@ TEST_F(EventList, SavesTheSameText) {
     Take(MemoryDoc::MakeEmpty(session, 100000));
     for (int i = 0; i < 3000; ++i) Channel(0).AddEvent(i * 10, i * 10 + 3);
     host.saveFile = "/data/list.txt";
-    const auto save = [&] { list.Params().Find("saveList")->action(); };
+    ParamList params = list.Params();
+    const auto save = [&] { params.Find("saveList")->action(params); };
     save();  // lists first
     ASSERT_EQ(host.fileRequests.size(), 1u);
     EXPECT_EQ(host.fileRequests[0].title, "Save event parameter list");

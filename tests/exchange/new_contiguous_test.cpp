@@ -69,7 +69,7 @@ TEST_F(NewContiguousTest, TheGridDimsWhatIsLeftOut) {
         form["dlc"].action(form);
         form["labelRow"].number = 2;
         form.onChange(form);
-        const FormField& grid = form["data"];
+        const Field& grid = form["data"];
         EXPECT_EQ(grid.choices, (std::vector<std::string>{"Row", "1", "2: Ax 1", "3: Ax 2", "4"}));
         EXPECT_EQ(grid.rows.at(3), (std::vector<std::string>{"4", "0", "10.5", "20", "0.9"}));
         std::string dims;

@@ -131,7 +131,7 @@ TEST_F(EdfDialogs, TheDetailsShowHeaderAndAnnotations) {
         EXPECT_EQ(form["patient"].text, "P 1");
         EXPECT_EQ(form["date"].text, "1/2/2003");
         EXPECT_EQ(form["time"].text, "04:05:06");
-        const FormField& table = form["signals"];
+        const auto& table = form["signals"];
         EXPECT_EQ(table.choices, (std::vector<std::string>{"Chan", "Label", "Sample interval", "Dim",
                                                            "Pre-filter", "Transducer type"}));
         EXPECT_EQ(table.rows[0], (std::vector<std::string>{"1", "s1", "100 ms", "uV", "HP:0.1Hz", "AgCl"}));

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "document/lists.h"
+#include "host/user_numbers.h"
 #include "support/memory_doc.h"
 #include "support/test_operation.h"
 #include "support/view_fixture.h"

@@ -91,7 +91,7 @@ TEST_F(JobWorkerTest, BothRoadsGiveTheSameEventsReportsAndResults) {
             operation->CheckChangeDoc(operation == here.get() ? doc.get() : other.get());
             for (const auto& [key, value] : road.settings) {
                 ParamList params = operation->Params();
-                if (Param* param = params.Find(key)) param->SetFromText(value);
+                if (Field* param = params.Find(key)) param->SetFromText(value);
             }
         }
         ASSERT_TRUE(here->Run()) << host.LastMessage();

@@ -42,10 +42,13 @@ struct Fields {
 
 class ParamTest : public ::testing::Test {
   protected:
-    std::string Set(const std::string& key, std::string_view text) {
-        return params.Find(key)->SetFromText(text);
+    // As the members are now.
+    Field& Of(const std::string& key) {
+        params = fields.Describe();
+        return *params.Find(key);
     }
-    std::string Value(const std::string& key) { return params.Find(key)->ValueText(); }
+    std::string Set(const std::string& key, std::string_view text) { return Of(key).SetFromText(text); }
+    std::string Value(const std::string& key) { return Of(key).ValueText(); }
 
     Fields fields;
     ParamList params = fields.Describe();
@@ -87,7 +90,7 @@ TEST_F(ParamTest, ValuesOfEveryKind) {
         EXPECT_EQ(fields.changes, before + 1) << "what follows is told once";
         EXPECT_EQ(Set(key, Value(key)), "") << value;
         EXPECT_EQ(Value(key), value);
-        EXPECT_EQ(params.Find(key)->Fault(), "");
+        EXPECT_EQ(Of(key).Fault(), "");
     }
     EXPECT_EQ(fields.trace, 127);
     EXPECT_EQ(fields.channel, 998);
@@ -128,7 +131,7 @@ TEST_F(ParamTest, FaultsOfEveryKindChangeNothing) {
     };
     const auto values = [&] {
         std::string all;
-        for (const Param& param : params) all += param.key + "=" + param.ValueText() + "\n";
+        for (const Field& param : fields.Describe()) all += param.key + "=" + param.ValueText() + "\n";
         return all;
     };
     const std::string before = values();
@@ -141,7 +144,7 @@ TEST_F(ParamTest, FaultsOfEveryKindChangeNothing) {
 
 // Numbers that came another way than by a text: from a file, or set by an operation.
 TEST_F(ParamTest, StoredValuesOutsideTheirLimits) {
-    const auto fault = [&](const char* key) { return params.Find(key)->Fault(); };
+    const auto fault = [&](const char* key) { return Of(key).Fault(); };
     fields.level = std::nan("");
     fields.factor = INFINITY;
     fields.count = 10;
@@ -164,10 +167,10 @@ TEST_F(ParamTest, OneLimitAndNone) {
     double least = 1.0, most = 1.0;
     int32_t whole = 1, any = 1;
     ParamList list;
-    Param& from = list.Number("from", "From", least).Limits(0.0, DBL_MAX);
-    Param& upTo = list.Number("upTo", "Up to", most).Limits(-DBL_MAX, 5.0);
-    Param& positive = list.Integer("positive", "Positive", whole).Limits(1, INT32_MAX);
-    Param& free = list.Integer("free", "Free", any);
+    Field& from = list.Number("from", "From", least).Limits(0.0, DBL_MAX);
+    Field& upTo = list.Number("upTo", "Up to", most).Limits(-DBL_MAX, 5.0);
+    Field& positive = list.Integer("positive", "Positive", whole).Limits(1, INT32_MAX);
+    Field& free = list.Integer("free", "Free", any);
     EXPECT_EQ(from.SetFromText("-1"), "\"From\" must be at least 0.");
     EXPECT_EQ(from.SetFromText("1e300"), "");
     EXPECT_EQ(upTo.SetFromText("6"), "\"Up to\" must be at most 5.");
@@ -188,7 +191,7 @@ TEST_F(ParamTest, SinglesAreWrittenAsSingles) {
     // 0.7 as a single is a little less than 0.7.
     float share = 1.0f;
     ParamList list;
-    Param& limited = list.Number("share", "Share", share).Limits(0.7, 2.0);
+    Field& limited = list.Number("share", "Share", share).Limits(0.7, 2.0);
     EXPECT_EQ(limited.SetFromText("0.7"), "");
     EXPECT_EQ(limited.Fault(), "");
     EXPECT_EQ(limited.SetFromText("0.69"), "\"Share\" must be a number from 0.7 to 2.");
@@ -203,10 +206,10 @@ TEST_F(ParamTest, TheListKnowsItsKeysAndGroups) {
     EXPECT_EQ(params.Find("kind")->group, "Others");
     EXPECT_FALSE(params.Find("note")->HasValue());
     EXPECT_FALSE(params.Find("press")->HasValue());
-    Param& gated = params.Find("level")->EnabledIf([this] { return fields.isOn; });
-    EXPECT_TRUE(gated.IsEnabled());
+    Field& gated = params.Find("level")->EnabledIf([this] { return fields.isOn; });
+    EXPECT_TRUE(gated.IsEnabled(params));
     fields.isOn = false;
-    EXPECT_FALSE(gated.IsEnabled());
+    EXPECT_FALSE(gated.IsEnabled(params));
     EXPECT_EQ(gated.SetFromText("2"), "") << "a value can be set before what enables it";
 }
 

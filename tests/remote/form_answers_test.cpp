@@ -8,7 +8,7 @@ namespace {
 
 Form EveryKind() {
     Form form("Every kind");
-    FormField& count = form.AddInteger("count", "Count", 3);
+    Field& count = form.AddInteger("count", "Count", 3);
     count.least = 1;
     count.greatest = 9;
     form.AddText("name", "Name", "old");

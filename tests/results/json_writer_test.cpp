@@ -1,4 +1,3 @@
-#include "host/form.h"
 #include "results/json_writer.h"
 
 #include <bit>

@@ -1,6 +1,5 @@
 // Results as CSV: cells that need quotes, values that do not exist, tables one behind the other.
 
-#include "host/form.h"
 #include "results/result_output.h"
 
 #include <gtest/gtest.h>

@@ -108,7 +108,8 @@ TEST_F(ArbitraryArithTest, TheTestDialog) {
         return true;
     });
     const std::mt19937 before = session.random;
-    dialog.Params().Find("test")->action();
+    ParamList params = dialog.Params();
+    params.Find("test")->action(params);
     EXPECT_EQ(host.formFault, "");
     ASSERT_EQ(host.forms, std::vector<std::string>{"Test equation"});
     EXPECT_EQ(session.random, before);

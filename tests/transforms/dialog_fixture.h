@@ -48,7 +48,7 @@ class DialogTest : public ::testing::Test {
         std::string enabled;
         ParamList params = dialog.Params();
         for (const char* key : keys)
-            if (params.Find(key)->IsEnabled()) enabled += std::string(enabled.empty() ? "" : " ") + key;
+            if (params.Find(key)->IsEnabled(params)) enabled += std::string(enabled.empty() ? "" : " ") + key;
         return enabled;
     }
     static std::string Report(CBatchBaseDlg& dialog) {

@@ -78,7 +78,7 @@ TEST_F(GenSmoothTest, SettingsKeepEveryField) {
     other.TakeSettings(dialog.Settings());
     const ParamList before = dialog.Params();
     ParamList after = other.Params();
-    for (const Param& param : before)
+    for (const Field& param : before)
         if (param.HasValue()) {
             EXPECT_EQ(after.Find(param.key)->ValueText(), param.ValueText()) << param.key;
         }

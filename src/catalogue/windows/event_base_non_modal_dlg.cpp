@@ -137,10 +137,10 @@ void CEventBaseNonModalDlg::ShowDone() {
 
 QString CEventBaseNonModalDlg::DoneText() {
     ParamList params = Block().Params();
-    const Param* destination = params.Find("destination");
-    if (!destination || destination->kind != ParamKind::channel)
+    const Field* destination = params.Find("destination");
+    if (!destination || destination->kind != FieldKind::channel)
         return panes_->Results() || !Block().ChangesDocument() ? QString() : tr("Done.");
-    const int channel = static_cast<int>(destination->Number());
+    const int channel = static_cast<int>(destination->number);
     const bool byNumber = session_.options.eventChannelMode > letterChannels;
     return tr("%1 in channel %2")
         .arg(ToQString(EventCountText(Block().Document(), channel)),

@@ -279,8 +279,8 @@ void OperationWindow::PressAction(const QString& key) {
     doneText_.clear();
     Work([&] {
         ParamList params = block_->Params();
-        const Param* param = params.Find(key.toStdString());
-        if (param && param->action) param->action();
+        const Field* param = params.Find(key.toStdString());
+        if (param && param->action) param->action(params);
     });
 }
 

@@ -103,7 +103,7 @@ void TransformWindow::ClosePreview() { delete preview_; }
 // What the traces of a result depend on.
 std::string TransformWindow::PreviewedSettings() {
     std::string text;
-    for (const Param& param : Block().Params())
+    for (const Field& param : Block().Params())
         if (param.HasValue() && param.key != "comment" && param.key != "newFile" && param.key != "addMode")
             text += param.key + "=" + param.ValueText() + "\n";
     return text;

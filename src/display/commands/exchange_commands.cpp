@@ -10,7 +10,6 @@
 #include "display/events/event_editing.h"
 #include "display/events/event_forms.h"
 #include "display/events/event_text.h"
-#include "document/lists.h"
 #include "exchange/channel_block.h"
 #include "exchange/event_file.h"
 #include "exchange/import_events.h"
@@ -18,6 +17,7 @@
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
 #include "host/form.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 

@@ -15,13 +15,10 @@ namespace {
 
 constexpr double mostMs = 1e12;
 
-FormField& AddMs(Form& form, std::string key, std::string label, double value, double step,
-                 std::string toolTip) {
-    FormField& field = form.AddNumber(std::move(key), std::move(label), value, std::move(toolTip));
-    field.least = 0.0;
-    field.greatest = mostMs;
-    field.step = step;
-    return field;
+Field& AddMs(Form& form, std::string key, std::string label, double value, double step, std::string toolTip) {
+    return form.AddNumber(std::move(key), std::move(label), value, std::move(toolTip))
+        .Limits(0.0, mostMs)
+        .Step(step);
 }
 
 // A colour of its own, or the channel's.
@@ -58,11 +55,11 @@ void AskEventProperties(CKymoraView& view, int channel, int index) {
                                       EventChannelTitle(view.Plot(), channel)));
     const double on = WithoutNoise(doc.TimeOf(event->onPosition));
     const double duration = WithoutNoise(doc.TimeOf(int64_t{event->offPosition} - event->onPosition));
-    FormField& onset = AddMs(form, "onset", "Onset (ms)", on, doc.sampleInterval, "Where the event starts");
+    Field& onset = AddMs(form, "onset", "Onset (ms)", on, doc.sampleInterval, "Where the event starts");
     onset.least = std::min(0.0, on);
     onset.greatest = std::max(on, doc.TimeOf(std::max<int64_t>(0, doc.GetLength() - 1)));
-    FormField& length = AddMs(form, "duration", "Duration (ms)", duration, doc.sampleInterval,
-                              "At least one sample; it ends with the recording at the latest");
+    Field& length = AddMs(form, "duration", "Duration (ms)", duration, doc.sampleInterval,
+                          "At least one sample; it ends with the recording at the latest");
     length.least = std::min(0.0, duration);
     form.AddNumber("value", chan.GetValueName(), event->eventValue, "The value of the event");
     form.AddInteger("tag", "Tag", event->eventTag, "Any number but 0 tags the event");
@@ -117,8 +114,8 @@ bool AskInsertionDefaults(CKymoraView& view) {
         "kind", "From mouse",
         {"Fixed duration, at a click", "From press to release of the mouse", "One sample, at a click"},
         insertion.kind, "What a click or drag in the mode \"From mouse\" inserts");
-    FormField& duration = AddMs(form, "duration", "Duration (ms)", insertion.durationMs, 1.0,
-                                "Of events of a fixed duration, and of those at given times");
+    Field& duration = AddMs(form, "duration", "Duration (ms)", insertion.durationMs, 1.0,
+                            "Of events of a fixed duration, and of those at given times");
     duration.enabled = [](const Form& f) { return f.Choice("kind") != 2; };
     form.AddFlag("centred", "Centred on the click", insertion.centred,
                  "The event lies around the click; else it starts there");

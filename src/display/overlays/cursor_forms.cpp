@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "document/lists.h"
 #include "host/form.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 
@@ -79,10 +79,8 @@ bool CPlaceHorzDatum::DoModal(Session& session, int traceCount) {
     Form form("Place horizontal cursor");
     form.AddNumber("value", "Place line at value", m_dValue,
                    "Where the cursor is placed, in the units of the trace");
-    FormField& trace =
-        form.AddInteger("trace", "relative to trace", m_nTrace, "The trace whose axis the value is read on");
-    trace.least = 1;
-    trace.greatest = traceCount;
+    form.AddInteger("trace", "relative to trace", m_nTrace, "The trace whose axis the value is read on")
+        .Limits(1, traceCount);
     if (!session.host.AskForm(form)) return false;
     m_dValue = form.Number("value");
     m_nTrace = form.Integer("trace");
@@ -93,7 +91,7 @@ namespace {
 
 void AddCursorFields(Form& form, const CDatumHorzRel& dialog, int cursors) {
     const auto add = [&](const char* key, const char* label, int value, const char* toolTip) {
-        FormField& field = form.AddInteger(key, label, value, toolTip);
+        Field& field = form.AddInteger(key, label, value, toolTip);
         field.least = 1;
         field.greatest = std::max(2, cursors);
         field.enabled = [cursors](const Form&) { return cursors >= 2; };

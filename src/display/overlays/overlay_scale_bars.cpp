@@ -45,13 +45,11 @@ void TakeTextFields(const Form& form, CScaleBarOptions& options) {
 }
 
 void AddBarFields(Form& form, const ScaleBar& bar, const char* lengthLabel) {
-    FormField& length =
+    Field& length =
         form.AddNumber("length", lengthLabel, bar.m_fLength, "What the length of the bar stands for");
     length.least = 0.0;
-    FormField& width =
-        form.AddInteger("width", "Line width (pixels)", bar.m_nWidth, "The thickness of the bar");
-    width.least = 1;
-    width.greatest = greatestWidth;
+    form.AddInteger("width", "Line width (pixels)", bar.m_nWidth, "The thickness of the bar")
+        .Limits(1, greatestWidth);
 }
 
 void TakeBarFields(const Form& form, ScaleBar& bar) {

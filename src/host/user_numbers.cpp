@@ -1,9 +1,10 @@
-#include "document/lists.h"
+#include "host/user_numbers.h"
 
 #include <algorithm>
-#include <optional>
+#include <charconv>
+#include <cmath>
 
-#include "host/session.h"
+#include "host/options.h"
 
 namespace kymora {
 namespace {
@@ -89,6 +90,25 @@ std::vector<int> Parse(ListScanner scanner, int first, int last, RangeFaults fau
 
 }  // namespace
 
+std::optional<double> ParseNumber(std::string_view text) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+        if (!text.empty() && text.front() == '-') return {};
+    }
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return {};
+    return value;
+}
+
+std::string ChannelName(int channel) {
+    if (channel >= 0 && channel < letterChannels) return std::string(1, static_cast<char>('a' + channel));
+    return std::to_string(channel);
+}
+
 std::vector<int> ParseTraceList(std::string_view text, int traceCount, const char* nothingInRange) {
     return Parse(ListScanner(text, false, traceListCharactersText), 1, traceCount,
                  {nothingInRange, noSuchTraceText});
@@ -97,6 +117,19 @@ std::vector<int> ParseTraceList(std::string_view text, int traceCount, const cha
 std::vector<int> ParseChannelList(std::string_view text) {
     return Parse(ListScanner(text, true, channelListCharactersText), 0, maxEventChannels - 1,
                  {noSuchChannelText, noSuchChannelText});
+}
+
+std::string ListText(const std::vector<int>& numbers, const std::function<std::string(int)>& name) {
+    std::string text;
+    for (size_t i = 0; i < numbers.size();) {
+        size_t last = i;
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) ++last;
+        if (!text.empty()) text += ' ';
+        text += name(numbers[i]);
+        if (last > i) text += (last > i + 1 ? "-" : " ") + name(numbers[last]);
+        i = last + 1;
+    }
+    return text;
 }
 
 }  // namespace kymora

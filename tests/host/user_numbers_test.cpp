@@ -1,4 +1,4 @@
-#include "document/lists.h"
+#include "host/user_numbers.h"
 
 #include <gtest/gtest.h>
 

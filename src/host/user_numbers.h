@@ -1,12 +1,21 @@
 #pragma once
-// The lists of traces and channels that a user writes: entries separated by any of "-:, \t", where a hyphen
-// or colon between two entries makes an inclusive range.
+// Numbers, traces and channels as a user writes them. In a list, entries are separated by any of "-:, \t",
+// where a hyphen or colon between two entries makes an inclusive range.
 
+#include <functional>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace kymora {
+
+// A whole text that is a finite number, blanks around it aside.
+std::optional<double> ParseNumber(std::string_view text);
+
+// "a" to "z" for channels 0 to 25, the plain number for those above.
+std::string ChannelName(int channel);
 
 // The text makes no list, or names what does not exist.
 class ListError : public std::runtime_error {
@@ -29,5 +38,8 @@ std::vector<int> ParseTraceList(std::string_view text, int traceCount,
 
 // Channels from 0, ascending and each once, of letters or numbers from 0. Throws ListError.
 std::vector<int> ParseChannelList(std::string_view text);
+
+// The list of ascending numbers, "1-3 5" of what `name` calls each.
+std::string ListText(const std::vector<int>& numbers, const std::function<std::string(int)>& name);
 
 }  // namespace kymora
