@@ -31,7 +31,7 @@ void CheckWritten(kymora::Session& session) {
 
 void Run(kymora::Session& session, kymora::MemoryFileSystem& files, kymora::CNewRecordingDlg& paste) {
     paste.m_sFile = "/in";
-    const bool written = paste.WriteRecording(session, out);
+    const bool written = paste.WriteFile(session, out, true).isDone;
     if (written != files.Has(out)) std::abort();
     if (written) CheckWritten(session);
 }

@@ -8,8 +8,7 @@
 #include "document/native_writer.h"
 #include "document/new_file.h"
 #include "import/open_document.h"
-#include "operations/save_result.h"
-#include "transforms/transform_file.h"
+#include "transforms/transform_dlg.h"
 
 namespace kymora {
 
@@ -35,55 +34,50 @@ class QuietOpen {
 };
 
 // Where the result goes; nothing when the user gives up.
-std::optional<std::filesystem::path> AskTarget(CDataDoc& doc, bool newFile, std::span<CDataDoc* const> open) {
+std::optional<PlannedFile> AskTarget(CDataDoc& doc, const RunPlan& plan, std::span<CDataDoc* const> open) {
     Session& session = doc.GetSession();
-    if (newFile)
-        return AskNewFileName(session, "Save transformed file as ...", open,
-                              NativeNameBeside(doc.filePath, true));
-    if (FoldedExtension(doc.filePath) == ".kymr-dat") {
+    PlannedFile planned = plan.files.front();
+    if (plan.keep == Keep::writeNew) {
+        const auto name = AskNewFileName(session, "Save transformed file as ...", open, planned.target);
+        if (!name) return {};
+        planned.target = *name;
+    } else if (planned.IsInPlace()) {
         if (!doc.MayOverwrite(doc.filePath)) return {};
         doc.RememberStamp(doc.filePath);  // that is the version that may be replaced
-        return doc.filePath;
-    }
-    const std::filesystem::path target = NativeNameBeside(doc.filePath, false);
-    if (session.files.Stamp(target) &&
-        !session.host.Confirm(fmt::format(
-            "The result is saved in kymr-dat format. The file {} exists. Replace it?", target.string())))
+    } else if (session.files.Stamp(planned.target) &&
+               !session.host.Confirm(
+                   fmt::format("The result is saved in kymr-dat format. The file {} exists. Replace it?",
+                               planned.target.string()))) {
         return {};
-    return target;
+    }
+    return planned;
 }
 
 }  // namespace
 
 bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog) {
     if (dialog.m_bBatch) return RunTransformBatch(operation, dialog, batch_);
-    auto* transform = dynamic_cast<CTransformTraceDlg*>(&dialog);
-    if (!transform || !dialog.Document()) throw std::runtime_error(noViewText);
+    if (!dialog.Document()) throw std::runtime_error(noViewText);
     CDataDoc& doc = *dialog.Document();
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
-    const auto target = AskTarget(doc, dialog.m_bNewFile, Documents());
-    if (!target) return false;
-    const CChildFrame* atTarget = FindOpen(*target);
+    const RunPlan plan = PlanBatch(session_, {operation, {}, {doc.filePath}, dialog.m_bNewFile});
+    const auto planned = AskTarget(doc, plan, Documents());
+    if (!planned) return false;
+    const CChildFrame* atTarget = FindOpen(planned->target);
     if (atTarget && &atTarget->Document() != &doc)
         throw std::runtime_error(
-            fmt::format("{} is open in a window. Close it first.", target->filename().string()));
-    if (const std::string fault = TransformTargetFault(doc, *target); !fault.empty())
-        throw std::runtime_error(fault);
-    TransformedFile made;
+            fmt::format("{} is open in a window. Close it first.", planned->target.filename().string()));
+    if (const std::string fault = TargetFault(doc, *planned); !fault.empty()) throw std::runtime_error(fault);
     try {
-        made = TransformFile(doc, *transform, *target);
+        if (!WriteAsPlanned(dialog, session_, *planned, plan.keep)) return false;
     } catch (const Cancelled&) {
         return false;
     }
-    if (!made.note.empty()) throw std::runtime_error(made.note);
-    if (!made.isDone) return false;
     // The new file has what was changed in memory; where the source stays, it has not.
-    if (dialog.m_bNewFile && !doc.SaveModified()) {
-        OpenFile(*target);
-        session_.pendingReset.fill(false);
-        return true;
-    }
-    ReplaceDocument(doc, *target);
+    if (dialog.m_bNewFile && !doc.SaveModified())
+        OpenFile(planned->target);
+    else
+        ReplaceDocument(doc, planned->target);
     return true;
 }
 
@@ -91,7 +85,6 @@ void CMainFrame::ReplaceDocument(CDataDoc& doc, const std::filesystem::path& pat
     const QuietOpen quiet(session_);
     // The new window comes before the old one goes, since windows of operations close with the last.
     std::shared_ptr<CDataDoc> made = OpenDocument(session_, path);
-    session_.pendingReset.fill(false);
     if (!made) return;
     recent_.Add(path);
     emit SettingsChanged();

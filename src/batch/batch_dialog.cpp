@@ -41,25 +41,12 @@ std::optional<BatchAnswers> AskHow(Session& session, bool changes) {
     return BatchAnswers{changes && form.Flag("writeNew"), !changes && form.Choice("results") == 1};
 }
 
-// The native files that foreign ones would replace.
-std::vector<std::filesystem::path> ReplacedNativeFiles(Session& session,
-                                                       const std::vector<std::filesystem::path>& files) {
-    std::vector<std::filesystem::path> replaced;
-    for (const auto& file : files) {
-        const std::string extension = FoldedExtension(file);
-        if (extension == ".kymr-dat" || extension == ".flt") continue;
-        const auto target = NativeNameBeside(file, false);
-        // One that is to be transformed itself is never replaced by another's result.
-        const bool isNamed = std::ranges::any_of(
-            files, [&](const auto& named) { return IsSameFile(session.files, named, target); });
-        if (session.files.Stamp(target) && !isNamed) replaced.push_back(target);
-    }
-    return replaced;
-}
-
 bool MayReplace(Session& session, const BatchJob& job) {
-    const auto replaced = ReplacedNativeFiles(session, job.files);
-    if (replaced.empty()) return true;
+    std::vector<std::filesystem::path> replaced;
+    for (const PlannedFile& planned : PlanBatch(session, job).files)
+        if (planned.IsRun() && !planned.IsInPlace() && session.files.Stamp(planned.target))
+            replaced.push_back(planned.target);
+    if (job.writeNew || replaced.empty()) return true;
     std::string names;
     for (size_t i = 0; i < replaced.size() && i < mostNamed; ++i) names += "\n" + replaced[i].string();
     if (replaced.size() > mostNamed) names += fmt::format("\nand {} others", replaced.size() - mostNamed);
@@ -69,44 +56,49 @@ bool MayReplace(Session& session, const BatchJob& job) {
                     names));
 }
 
-void RunAndShow(Session& session, const BatchJob& job, BatchDocuments& documents, const std::string& title) {
+// These answer the process errors.
+std::string RunAndShow(Session& session, const BatchJob& job, BatchDocuments& documents,
+                       const std::string& title) {
     std::string text;
     bool isCut = false;
-    RunBatchJob(job, documents, [&](std::string_view piece) {
+    std::string errors = ProcessErrors(RunBatchJob(job, documents, [&](std::string_view piece) {
         isCut = isCut || text.size() + piece.size() > mostShownBytes;
         if (!isCut) text += piece;
         return !isCut;
-    });
+    }));
     if (!text.empty()) session.host.ShowText(title, text);
     if (isCut)
-        session.processErrors +=
+        errors +=
             "The results are too long to be shown whole. Run the batch again and save them to a file.\r\n";
+    return errors;
 }
 
-void RunIntoFile(Session& session, const BatchJob& job, BatchDocuments& documents,
-                 const std::filesystem::path& path) {
+std::string RunIntoFile(Session& session, const BatchJob& job, BatchDocuments& documents,
+                        const std::filesystem::path& path) {
+    std::string errors;
     try {
         WriteFileAtomically(session.files, path, [&](CArchive& archive) {
-            const BatchOutcome outcome = RunBatchJob(job, documents, [&](std::string_view piece) {
+            const RunReport report = RunBatchJob(job, documents, [&](std::string_view piece) {
                 archive.WriteRaw(std::as_bytes(std::span(piece)));
                 return true;
             });
-            if (outcome.done == 0) throw Cancelled();
+            errors = ProcessErrors(report);
+            if (report.CountDone() == 0) throw Cancelled();
         });
     } catch (const Cancelled&) {
-        session.processErrors += "Nothing was saved.\r\n";
+        errors += "Nothing was saved.\r\n";
     } catch (const FileError& error) {
-        session.processErrors += fmt::format("The results were not saved.\r\n{}\r\n", error.what());
+        errors += fmt::format("The results were not saved.\r\n{}\r\n", error.what());
     }
+    return errors;
 }
 
 std::vector<std::filesystem::path> ChooseFiles(Session& session) {
     return session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
 }
 
-void ShowProcessErrors(Session& session) {
-    if (!session.processErrors.empty())
-        session.host.ShowText("Process errors", std::exchange(session.processErrors, {}));
+void ShowProcessErrors(Session& session, const std::string& errors) {
+    if (!errors.empty()) session.host.ShowText("Process errors", errors);
 }
 
 }  // namespace
@@ -115,10 +107,8 @@ bool RunTransformBatch(const Operation& operation, CTransformDlg& dialog, BatchD
     Session& session = documents.GetSession();
     const BatchJob job{operation, dialog.Settings(), ChooseFiles(session), dialog.m_bNewFile};
     if (job.files.empty()) return false;
-    if (!job.writeNew && !MayReplace(session, job)) return false;
-    session.processErrors.clear();
-    RunBatchJob(job, documents, {});
-    ShowProcessErrors(session);
+    if (!MayReplace(session, job)) return false;
+    ShowProcessErrors(session, ProcessErrors(RunBatchJob(job, documents, {})));
     return true;
 }
 
@@ -128,7 +118,7 @@ bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments&
         session.host.Failure(noViewText);
         return false;
     }
-    const bool changes = dialog.ChangesDocument();
+    const bool changes = dialog.WhatItAffects() != Affects::nothing;
     const auto answers = AskHow(session, changes);
     if (!answers) return false;
     BatchJob job{operation, dialog.Settings(), {}, answers->writeNew};
@@ -139,14 +129,9 @@ bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments&
         results = session.host.ChooseSaveFile({"Save the results as", "text (*.txt)|*.txt||", "txt", {}});
         if (!results) return false;
     }
-    if (changes && !job.writeNew && !MayReplace(session, job)) return false;
-
-    session.processErrors.clear();
-    if (results)
-        RunIntoFile(session, job, documents, *results);
-    else
-        RunAndShow(session, job, documents, dialog.Title());
-    ShowProcessErrors(session);
+    if (!MayReplace(session, job)) return false;
+    ShowProcessErrors(session, results ? RunIntoFile(session, job, documents, *results)
+                                       : RunAndShow(session, job, documents, dialog.Title()));
     return true;
 }
 

@@ -37,9 +37,7 @@ bool BatchHost::Update(uint64_t step) {
     return !cancelled_;
 }
 
-void BatchHost::Message(std::string_view text, std::string_view) {
-    messages_ += (messages_.empty() ? "" : "\n") + std::string(text);
-}
+void BatchHost::Message(std::string_view text, std::string_view) { messages_.emplace_back(text); }
 
 bool BatchHost::Confirm(std::string_view text, std::string_view title) {
     Message(text, title);

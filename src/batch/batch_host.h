@@ -1,10 +1,11 @@
 #pragma once
 // The host of recordings that a batch opens. Nobody is asked: what a reader or a save has to say is kept for
-// the process errors, questions take the answer that changes nothing, and all progress is shown in the one
+// the report, questions take the answer that changes nothing, and all progress is shown in the one
 // box of the batch, whose Cancel ends the file at work and the batch.
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/host.h"
 
@@ -18,8 +19,8 @@ class BatchHost : public Host {
     // The next file begins. False when the user has cancelled the batch.
     bool BeginFile(size_t index);
     bool WasCancelled() const { return cancelled_; }
-    // What was said since the last call, one text a line.
-    std::string TakeMessages() { return std::exchange(messages_, {}); }
+    // What was said since the last call.
+    std::vector<std::string> TakeMessages() { return std::exchange(messages_, {}); }
 
     void Message(std::string_view text, std::string_view title) override;
     bool Confirm(std::string_view text, std::string_view title) override;
@@ -44,7 +45,7 @@ class BatchHost : public Host {
     std::unique_ptr<Progress> progress_;
     uint64_t fileStart_ = 0;
     bool cancelled_ = false;
-    std::string messages_;
+    std::vector<std::string> messages_;
 };
 
 }  // namespace kymora

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "operations/batch_base_dlg.h"
+#include "batch/file_runner.h"
 
 namespace kymora {
 
@@ -31,22 +31,20 @@ struct BatchJob {
     bool writeNew = false;
 };
 
-struct BatchOutcome {
-    size_t done = 0;
-    size_t total = 0;
-    bool wasCancelled = false;
-};
+// The plan of a batch. A native file is changed in place, and a foreign one becomes a native file beside it;
+// with `writeNew` each result is a new file with "_tr" in its name. Files that stand there are replaced, but
+// none that is named itself.
+RunPlan PlanBatch(Session& session, const BatchJob& job);
 
-// Runs the job. What fails adds lines to the process errors of the session, and the batch goes on.
-//
-// A native file is changed in place, and a foreign one becomes a native file beside it; with `writeNew` each
-// result is a new file with "_tr" in its name. Files that stand there are replaced, but none that is open. Of
-// files with one target only the last counts. A native file that a window shows is worked on there, and saved
-// unless it had unsaved changes before: nobody else's decision about those is taken. New files are made from
-// what is on the disk.
+// Runs the job without a person: what fails stands in the report, and the batch goes on. No file that is open
+// is replaced. A native file that a window shows is worked on there, and saved unless it had unsaved changes
+// before: nobody else's decision about those is taken. New files are made from what is on the disk.
 //
 // The results of operations that list go to `results`, each behind the name of its file.
-BatchOutcome RunBatchJob(const BatchJob& job, BatchDocuments& documents, const TextSink& results);
+RunReport RunBatchJob(const BatchJob& job, BatchDocuments& documents, const TextSink& results);
+
+// What a user reads of files that were not done, or not as expected. Lines end in CR LF.
+std::string ProcessErrors(const RunReport& report);
 
 // The Batch button of a dialog: tells, asks for the files and where results go, runs the dialog's settings
 // over them, and shows the process errors. False when nothing was run.

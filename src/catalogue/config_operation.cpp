@@ -25,7 +25,8 @@ const Operation* OperationOfConfig(Session& session, const std::filesystem::path
     // A file has a class name, never the name of the command line.
     if (!operation || (operation->className != name && operation->olderName != name))
         return refuse(fmt::format(unknownConfigText, file, name));
-    if (operation->make()->MakesRecording()) return refuse(fmt::format(newRecordingConfigText, file, name));
+    if (operation->make()->WhatItAffects() == Affects::newRecording)
+        return refuse(fmt::format(newRecordingConfigText, file, name));
     return operation;
 }
 

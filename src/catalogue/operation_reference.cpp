@@ -77,7 +77,8 @@ void AppendParams(std::string& to, const ParamList& params) {
 }
 
 std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
-    if (block.MakesRecording()) return fmt::format("kymora run {} FILE -o new.kymr-dat", operation.className);
+    if (block.WhatItAffects() == Affects::newRecording)
+        return fmt::format("kymora run {} FILE -o new.kymr-dat", operation.className);
     std::string line = fmt::format("kymora run {} rec.kymr-dat", operation.className);
     ParamList params = block.Params();
     if (params.Find("file")) line += " --set file=FILE";
@@ -86,7 +87,7 @@ std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
             line += fmt::format(" --set {}={}", key, param->ValueText());
     if (const Field* param = params.Find("destination"); param && param->HasValue())
         line += " --set destination=b";
-    return line + (block.ChangesDocument() ? " --in-place" : " -o result.txt");
+    return line + (block.WhatItAffects() != Affects::nothing ? " --in-place" : " -o result.txt");
 }
 
 std::string MenuPath(const OperationEntry& entry) {

@@ -51,16 +51,15 @@ bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
 
 }  // namespace
 
-const char* OperationKindName(OperationKind kind) {
-    switch (kind) {
-    case OperationKind::trace:
-        return "trace";
-    case OperationKind::event:
+const char* OperationKind(const CBatchBaseDlg& block) {
+    switch (block.WhatItAffects()) {
+    case Affects::events:
         return "event";
-    case OperationKind::listing:
+    case Affects::nothing:
         return "listing";
+    default:
+        return "trace";
     }
-    return "";
 }
 
 std::string PlainMenuPath(std::string_view menu) {
@@ -90,47 +89,32 @@ std::string Operation::KebabName() const {
 std::span<const Operation> Operations() {
     // clang-format off
     static const std::vector<Operation> table = {
-        {"CGenSmooth", smoothMenu, "&Smooth...", "Smooths traces by one of six methods",
-         OperationKind::trace, Make<CGenSmooth>, {}, smoothers},
+        {"CGenSmooth", smoothMenu, "&Smooth...", "Smooths traces by one of six methods", Make<CGenSmooth>, {}, smoothers},
         {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
-         "Adds to, multiplies and rectifies the samples of a trace, in an order of your own",
-         OperationKind::trace, Make<CUnitaryTransform>},
+         "Adds to, multiplies and rectifies the samples of a trace, in an order of your own", Make<CUnitaryTransform>},
         {"CArbitraryArith", arithmeticMenu, "&Expression...",
-         "Makes a trace from an expression of all traces and the time", OperationKind::trace, Make<CArbitraryArith>},
+         "Makes a trace from an expression of all traces and the time", Make<CArbitraryArith>},
         {"CNormalize", transformMenu, "&Normalize...",
-         "Brings traces to a common range, or to their change relative to a baseline",
-         OperationKind::trace, Make<CNormalize>},
-        {"CDerivs", transformMenu, "&Derivative...", "Takes the first, second or third derivative in time",
-         OperationKind::trace, Make<CDerivs>},
-        {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins",
-         OperationKind::trace, Make<CIntegrate>},
+         "Brings traces to a common range, or to their change relative to a baseline", Make<CNormalize>},
+        {"CDerivs", transformMenu, "&Derivative...", "Takes the first, second or third derivative in time", Make<CDerivs>},
+        {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins", Make<CIntegrate>},
         {"CLocalEnergy", transformMenu, "&Local energy...",
-         "Takes the k-Teager energy, which stresses what is both large and fast",
-         OperationKind::trace, Make<CLocalEnergy>, "CTeagerEnergyOperator"},
+         "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
         {"CEventThreshold", detectMenu, "&Threshold Event...",
-         "Make an event of each stretch of a trace that lies beyond an onset level",
-         OperationKind::event, Make<CEventThreshold>},
+         "Make an event of each stretch of a trace that lies beyond an onset level", Make<CEventThreshold>},
         {"CDetectSpikes", detectMenu, "Detect &Outliers...",
-         "Make an event of each run of samples that lie far from the mean of a stretch of noise",
-         OperationKind::event, Make<CDetectSpikes>},
+         "Make an event of each run of samples that lie far from the mean of a stretch of noise", Make<CDetectSpikes>},
         {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
-         "Tune a rule for spikes on a short stretch of data, and run it over the analysis region",
-         OperationKind::event, Make<CSpikeDetectThresh>},
+         "Tune a rule for spikes on a short stretch of data, and run it over the analysis region", Make<CSpikeDetectThresh>},
         {"CEventList", listMenu, "&List event parameters...",
-         "Lists the parameters of events as a table", OperationKind::listing, Make<CEventList>},
-        {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording",
-         OperationKind::event, Make<LoadEventChannel>},
-        {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row",
-         OperationKind::event, Make<ImportEventsFromText>},
-        {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds",
-         OperationKind::event, Make<PasteEventChannels>},
+         "Lists the parameters of events as a table", Make<CEventList>},
+        {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording", Make<LoadEventChannel>},
+        {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row", Make<ImportEventsFromText>},
+        {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds", Make<PasteEventChannels>},
         {"PartitionFromFile", {}, {},
-         "Copies the events of a channel into several, by a file with the number of each event's class",
-         OperationKind::event, Make<PartitionFromFile>},
-        {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace",
-         OperationKind::trace, Make<CPasteContiguousData>},
-        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them",
-         OperationKind::trace, Make<CPasteSparseData>},
+         "Copies the events of a channel into several, by a file with the number of each event's class", Make<PartitionFromFile>},
+        {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace", Make<CPasteContiguousData>},
+        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them", Make<CPasteSparseData>},
     };
     // clang-format on
     return table;

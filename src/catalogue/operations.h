@@ -12,14 +12,10 @@
 
 namespace kymora {
 
-enum class OperationKind {
-    trace,    // makes or changes traces
-    event,    // makes or changes events
-    listing,  // tells, and changes nothing
-};
-const char* OperationKindName(OperationKind kind);
 // "Event > Detect" of "&Event/&Detect".
 std::string PlainMenuPath(std::string_view menu);
+// "trace" of what makes or changes traces, "event" of what does so with events, "listing" of what only tells.
+const char* OperationKind(const CBatchBaseDlg& block);
 
 // An operation that stands in the menu several times, each time with one parameter set when it opens.
 struct OperationVariant {
@@ -35,7 +31,6 @@ struct Operation {
     std::string_view label;      // in the menu, with & before the access key; empty: in no menu, because
                                  // commands of their own ask for its settings
     std::string_view toolTip;    // what it does, in a sentence
-    OperationKind kind;
     std::unique_ptr<CBatchBaseDlg> (*make)();
     std::string_view olderName{};  // another class name, which old configuration files have; empty for none
     std::span<const OperationVariant> variants{};  // its entries in the menu; none: it is an entry itself

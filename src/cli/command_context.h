@@ -15,9 +15,6 @@
 
 namespace kymora {
 
-inline constexpr const char* legacySaveText =
-    "Note: any Kymora features introduced after the legacy version cannot be saved in a legacy file.";
-
 // The options that every subcommand takes.
 struct CommonOptions {
     std::vector<std::string> imports;  // KEY=VALUE

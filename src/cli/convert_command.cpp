@@ -5,6 +5,7 @@
 #include "document/text_export.h"
 #include "exchange/event_file.h"
 #include "host/user_numbers.h"
+#include "operations/save_result.h"
 
 namespace kymora {
 namespace {

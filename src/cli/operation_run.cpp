@@ -2,21 +2,17 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <map>
 #include <set>
 
+#include "batch/file_runner.h"
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
 #include "cli/run_record.h"
 #include "document/native_writer.h"
-#include "document/side_car.h"
 #include "operations/config_file.h"
-#include "operations/save_result.h"
 #include "results/archive_output.h"
 #include "results/result_output.h"
-#include "transforms/transform_file.h"
 
 namespace kymora {
 namespace {
@@ -45,20 +41,29 @@ class LineFeeds : public OutputSink {
     bool heldReturn_ = false;
 };
 
+[[noreturn]] void Wrong(const std::string& text) { throw CommandError(exitUsage, text); }
+
 // One run of an operation over the files of a request.
-class OperationRun {
+class OperationRun : public RunCaller {
   public:
-    OperationRun(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+    OperationRun(SubcommandContext& context, const Operation& operation, const RunOptions& request,
                  OutputSink& results)
-        : context_(context), operation_(operation), request_(request), lines_(results) {}
+        : context_(context),
+          operation_(operation),
+          request_(request),
+          name_(operation.className),
+          lines_(results) {}
 
     void Run() {
+        const auto block = operation_.make();
+        affects_ = block->WhatItAffects();
+        if (affects_ == Affects::newRecording) return RunNewRecording();
+        if (request_.files.empty()) Wrong("FILE is required.");
         CheckWays();
-        TakeSettings();
+        TakeSettings(*block);
         CheckKeeping();
-        TakeFiles();
-        CheckTargets();
-        if (!changes_ && request_.output)
+        Plan(request_.files);
+        if (affects_ == Affects::nothing && request_.output)
             RunIntoFile(*request_.output);
         else
             RunAll();
@@ -66,8 +71,6 @@ class OperationRun {
     }
 
   private:
-    [[noreturn]] static void Wrong(const std::string& text) { throw CommandError(exitUsage, text); }
-
     // --- before a recording is opened ---
 
     void CheckWays() const {
@@ -76,130 +79,112 @@ class OperationRun {
     }
 
     // Tries the settings on a block without a recording.
-    void TakeSettings() {
+    void TakeSettings(CBatchBaseDlg& block) {
         settings_ = ParseSettings(request_.settings);
-        const auto block = operation_.make();
         if (request_.config) {
-            if (!LoadConfig(context_.session, *block, *request_.config))
+            if (!LoadConfig(context_.session, block, *request_.config))
                 throw CommandError(exitCannotOpen, "");
-            record_ = block->Settings();
+            record_ = block.Settings();
         }
-        ApplySettings(*block, settings_);
-        changes_ = block->ChangesDocument();
-        isTransform_ = dynamic_cast<const CTransformTraceDlg*>(block.get()) != nullptr;
+        ApplySettings(block, settings_);
     }
 
     void CheckKeeping() const {
         const bool isKept = request_.inPlace || request_.writeNew || request_.output;
-        const std::string name(operation_.className);
-        if (changes_ && !isKept)
-            Wrong(name + " changes the recording: say -o OUT, --in-place or --write-new.");
-        if (!changes_ && (request_.inPlace || request_.writeNew))
-            Wrong(name + " changes no recording: its text goes to standard output or to -o OUT.");
+        const bool changes = affects_ != Affects::nothing;
+        if (changes && !isKept)
+            Wrong(name_ + " changes the recording: say -o OUT, --in-place or --write-new.");
+        if (!changes && (request_.inPlace || request_.writeNew))
+            Wrong(name_ + " changes no recording: its text goes to standard output or to -o OUT.");
         if (!request_.output) return;
         const std::string extension = FoldedExtension(*request_.output);
         const bool isRecording = extension == ".kymr-dat" || extension == ".flt";
-        if (isTransform_ && extension == ".flt")
-            Wrong(name + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
-        if (changes_ && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
-        if (!changes_ && isRecording) Wrong(name + " writes a text; OUT cannot be a recording.");
+        if (affects_ == Affects::traces && extension == ".flt")
+            Wrong(name_ + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
+        if (changes && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
+        if (!changes && isRecording) Wrong(name_ + " writes a text; OUT cannot be a recording.");
         static const std::set<std::string> pictures = {".png", ".svg", ".pdf", ".eps", ".plt"};
-        if (!changes_ && pictures.count(extension) > 0)
-            Wrong(name + " draws no graph; OUT takes .txt or .csv.");
+        if (!changes && pictures.count(extension) > 0)
+            Wrong(name_ + " draws no graph; OUT takes .txt or .csv.");
     }
 
-    // A file that is named twice is run once.
-    void TakeFiles() {
-        for (const std::string& file : request_.files) {
-            const bool isKnown = std::any_of(files_.begin(), files_.end(), [&](const std::string& known) {
-                return known == file || context_.IsOneFile(known, file);
-            });
-            if (isKnown)
-                TellUser(file + " is named twice; it is run once.");
-            else
-                files_.push_back(file);
-        }
-        named_ = files_;
+    Keep HowKept() const {
+        if (request_.output) return Keep::out;
+        if (request_.writeNew) return Keep::writeNew;
+        return request_.inPlace ? Keep::inPlace : Keep::nowhere;
     }
 
-    // What two names of one place become, also where nothing stands there yet.
-    static std::filesystem::path Normal(const std::filesystem::path& path) {
-        return std::filesystem::absolute(path).lexically_normal();
+    void Plan(const std::vector<std::string>& files) {
+        RunRequest request{affects_, HowKept(), {files.begin(), files.end()}};
+        if (request_.output) request.out = *request_.output;
+        if (request_.config) request.alsoRead.emplace_back(*request_.config);
+        request.usesSideCars = request.refusesNamed = request.runsFirst = true;
+        plan_ = PlanRun(context_.files, request);
+        for (const PlannedFile& planned : plan_.files)
+            if (planned.why == PlannedFile::Why::namedTwice)
+                TellUser(planned.file.string() + " is named twice; it is run once.");
+        RefuseFault();
+        if (request_.output) context_.MayReplace(*request_.output);
+        for (const PlannedFile& planned : plan_.files)
+            if (planned.why == PlannedFile::Why::sameTarget) TellUser(LeftOutText(planned));
     }
 
-    void CheckTargets() {
-        if (request_.output) CheckOutput(*request_.output);
-        const bool makesNative = isTransform_ && request_.inPlace;  // of foreign files
-        if (!request_.writeNew && !makesNative) return;
-        std::vector<std::filesystem::path> targets;
-        for (const std::string& file : files_) targets.push_back(TargetBeside(file));
-        for (size_t i = 0; i < files_.size(); ++i)
-            for (const std::string& file : files_)
-                if (targets[i] != files_[i] &&
-                    (context_.IsOneFile(targets[i], file) || Normal(targets[i]) == Normal(file)))
-                    Wrong(file + " would be replaced by a result and is also named itself.");
-        const std::vector<size_t> last = LastWithTarget(targets);
-        std::vector<std::string> kept;
-        for (size_t i = 0; i < files_.size(); ++i)
-            if (last[i] == i)
-                kept.push_back(files_[i]);
-            else
-                LeaveOut(files_[i], fmt::format("{} is left out: {} goes to the same {}.", files_[i],
-                                                files_[last[i]], targets[i].filename().string()));
-        files_ = std::move(kept);
-    }
-
-    void LeaveOut(const std::string& file, const std::string& why) {
-        TellUser(why);
-        leftOut_[file] = why;
-    }
-
-    // The file itself, or the one of --write-new, or the native form of a foreign file that is transformed.
-    std::filesystem::path TargetBeside(const std::string& file) const {
-        const bool isOwnFile = request_.inPlace && FoldedExtension(file) == ".kymr-dat";
-        return isOwnFile ? std::filesystem::path(file) : NativeNameBeside(file, request_.writeNew);
-    }
-
-    void CheckOutput(const std::filesystem::path& out) {
-        if (changes_ && files_.size() > 1)
+    void RefuseFault() const {
+        switch (plan_.fault) {
+        case RunPlan::Fault::none:
+            return;
+        case RunPlan::Fault::severalToOne:
             Wrong("-o takes the result of one FILE; for several there is --write-new.");
-        std::vector<std::filesystem::path> sources(files_.begin(), files_.end());
-        for (const std::string& file : files_) sources.push_back(SideCarPath(file));
-        if (request_.config) sources.emplace_back(*request_.config);
-        for (const auto& source : sources)
-            if (context_.IsOneFile(source, out)) Wrong("OUT is " + source.string() + ", which is read here.");
-        context_.MayReplace(out);
+        case RunPlan::Fault::outIsRead:
+            Wrong("OUT is " + plan_.at.string() + ", which is read here.");
+        case RunPlan::Fault::replacesNamed:
+            Wrong(plan_.at.string() + " would be replaced by a result and is also named itself.");
+        }
     }
 
-    // --- the recordings ---
+    static std::string LeftOutText(const PlannedFile& planned) {
+        return fmt::format("{} is left out: {} goes to the same {}.", planned.file.string(),
+                           planned.other.string(), planned.target.filename().string());
+    }
+
+    // --- a recording from a file that is none ---
+
+    void RunNewRecording() {
+        const auto block = operation_.make();
+        TakeSettings(*block);
+        const std::string source = Source(*block);
+        if (HowKept() != Keep::out || request_.inPlace || request_.writeNew)
+            Wrong(name_ + " makes a new recording: say -o OUT.");
+        if (FoldedExtension(*request_.output) != ".kymr-dat") Wrong("OUT takes the extension .kymr-dat.");
+        Plan({source});
+        try {
+            context_.files.Open(source, OpenMode::readOnly);
+        } catch (const FileError& error) {
+            throw CommandError(exitCannotOpen, error.what());
+        }
+        settings_.push_back({"file", source});
+        RunAll();
+        lines_.Finish();
+    }
+
+    // FILE, or the setting `file`, is what the recording is made from.
+    std::string Source(CBatchBaseDlg& block) const {
+        const std::string set = block.Params().Find("file")->ValueText();
+        if (set.empty() && request_.files.size() == 1) return request_.files.front();
+        if (!request_.files.empty())
+            Wrong(name_ + " needs no recording: it reads one FILE, or the one of --set file=FILE.");
+        if (set.empty()) Wrong(name_ + " needs the file that it reads: FILE, or --set file=FILE.");
+        return set;
+    }
+
+    // --- the run ---
 
     void RunAll() {
-        size_t failed = 0;
-        for (const std::string& file : named_) {
-            if (WasInterrupted()) throw Cancelled();
-            if (const auto left = leftOut_.find(file); left != leftOut_.end()) {
-                if (request_.json) WriteRunRecord(lines_, RecordOf(file, left->second), *operation_.make());
-                continue;
-            }
-            try {
-                RunAndTell(file);
-            } catch (const Cancelled&) {
-                throw;
-            } catch (const OutputClosed&) {
-                throw;
-            } catch (const std::exception& error) {
-                if (WasInterrupted()) throw Cancelled();
-                if (named_.size() == 1) throw;
-                if (*error.what() != '\0') TellUser(error.what());
-                TellUser(file + " failed.");
-                ++failed;
-            }
-        }
-        if (failed > 0)
-            throw CommandError(exitFailed, fmt::format("{} of {} files failed.", failed, files_.size()));
-        if (!leftOut_.empty())
-            throw CommandError(exitFailed,
-                               fmt::format("{} of {} files were left out.", leftOut_.size(), named_.size()));
+        if (RunFiles(plan_, *this).wasCancelled) throw Cancelled();
+        const size_t named = plan_.CountNamed(), run = plan_.CountRun();
+        if (failed_ > 0) throw CommandError(exitFailed, fmt::format("{} of {} files failed.", failed_, run));
+        if (run < named)
+            throw CommandError(exitFailed, fmt::format("{} of {} files were left out.", named - run, named));
     }
 
     // OUT is written also when some of several files failed, and not when there is nothing to write.
@@ -219,133 +204,44 @@ class OperationRun {
         if (failure) throw *failure;
     }
 
-    // Of a file that was not run.
-    RunRecord RecordOf(const std::string& file, const std::string& why) const {
-        RunRecord record{operation_.className, file};
-        record.messages.push_back(why);
-        return record;
+    bool BeginFile(size_t) override { return !WasInterrupted(); }
+    bool WasCancelled() const override { return WasInterrupted(); }
+    void CheckTarget(const PlannedFile& planned) override {
+        if (request_.inPlace && !planned.IsInPlace()) context_.MayReplace(planned.target);
     }
-
-    // One file, and what JSON tells of it, also where it failed.
-    void RunAndTell(const std::string& file) {
-        Attempt attempt;
-        if (!request_.json) return RunOne(file, attempt);
-        context_.host.TakeMessages();
-        RunRecord record{operation_.className, file};
-        const auto tell = [&] {
-            for (std::string& message : context_.host.TakeMessages())
-                record.messages.push_back(std::move(message));
-            WriteRunRecord(lines_, record, attempt.block ? *attempt.block : *operation_.make());
-        };
-        try {
-            RunOne(file, attempt);
-        } catch (const Cancelled&) {
-            throw;
-        } catch (const std::exception& error) {
-            if (WasInterrupted()) throw;
-            if (*error.what() != '\0') record.messages.emplace_back(error.what());
-            tell();
-            throw;
-        }
-        record.isDone = true;
-        record.output = attempt.output;
-        tell();
+    CDataDoc* Open(const PlannedFile& planned) override {
+        doc_ = context_.Open(planned.file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
+        return doc_.get();
     }
+    void Close(const std::filesystem::path&) override { doc_.reset(); }
+    Session& GetSession() override { return context_.session; }
+    std::vector<std::string> TakeMessages() override { return context_.host.TakeMessages(); }
 
-    // One recording with the operation on it; the latter goes first.
-    struct Attempt {
-        std::unique_ptr<CDataDoc> doc;
-        std::unique_ptr<CBatchBaseDlg> block;
-        std::optional<std::filesystem::path> output;
-    };
-
-    void RunOne(const std::string& file, Attempt& attempt) {
-        attempt.doc = context_.Open(file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
-        CDataDoc* const doc = attempt.doc.get();
-        if (request_.inPlace && !isTransform_)
-            if (const std::string fault = InPlaceFault(*doc); !fault.empty())
-                throw CommandError(exitFailed, fault);
+    std::unique_ptr<CBatchBaseDlg> MakeBlock(CDataDoc* doc, RunMessages& messages) override {
         // The same draws for a file, whatever files are named beside it.
         context_.session.Seed(context_.session.seed);
-        attempt.block = MakeBlock(*doc);
-        CBatchBaseDlg* const block = attempt.block.get();
-        if (auto* transform = dynamic_cast<CTransformTraceDlg*>(block)) {
-            attempt.output = Transform(*doc, *transform, file);
-            return;
-        }
-        const bool done = block->Run();
-        if (WasInterrupted()) throw Cancelled();
-        if (!done) throw CommandError(exitFailed, "");
-        if (changes_)
-            attempt.output = Keep(*doc, file);
-        else if (request_.output)
-            attempt.output = *request_.output;
-        WriteResult(*block, file);
-        ++done_;
-    }
-
-    // The result is written while the recording is read, so that the target is known before.
-    std::filesystem::path Transform(CDataDoc& doc, CTransformTraceDlg& dialog, const std::string& file) {
-        dialog.m_bNewFile = !request_.inPlace;
-        const std::filesystem::path target =
-            request_.output ? std::filesystem::path(*request_.output) : TargetBeside(file);
-        if (request_.inPlace && target != file) context_.MayReplace(target);
-        if (const std::string fault = TransformTargetFault(doc, target); !fault.empty())
-            throw CommandError(exitFailed, fault);
-        const TransformedFile result = TransformFile(doc, dialog, target);
-        // No other recording that is opened here has to do with it.
-        context_.session.pendingReset.fill(false);
-        // What is in its place is done, whatever came in the last moment.
-        if (!result.isDone && WasInterrupted()) throw Cancelled();
-        if (!result.isDone) throw CommandError(exitFailed, Trimmed(result.note));
-        ++done_;
-        return target;
-    }
-
-    static std::string Trimmed(std::string text) {
-        while (text.ends_with('\n')) text.pop_back();
-        return text;
-    }
-
-    std::unique_ptr<CBatchBaseDlg> MakeBlock(CDataDoc& doc) {
         auto block = operation_.make();
         if (!record_.empty()) {
             // As in a batch: settings that were saved stay as they are, and none is moved to where it fits
             // this recording without anybody seeing it.
-            block->m_bInBatch = true;
+            block->SendMessagesTo(&messages);
             block->TakeSettings(record_);
             block->SettingsWereChosen();
         }
-        block->CheckChangeDoc(&doc);
-        block->m_bInBatch = false;
+        block->CheckChangeDoc(doc);
+        block->SendMessagesTo(nullptr);
         ApplySettings(*block, settings_);
+        if (!doc) return block;
         for (const std::string& text : SettingsWithoutEffect(*block, settings_))
             if (told_.insert(text).second) TellUser(text);
         return block;
     }
 
-    // --- results ---
+    // --- what became of a file ---
 
-    // Answers the file that was written.
-    std::filesystem::path Keep(CDataDoc& doc, const std::string& file) {
-        if (request_.inPlace) {
-            const bool saved = SaveInPlace(doc);
-            if (!saved && WasInterrupted()) throw Cancelled();
-            if (!saved) throw CommandError(exitFailed, "");
-            return doc.GetFileType() == typeFloat ? std::filesystem::path(file) : SideCarPath(file);
-        }
-        const std::filesystem::path out =
-            request_.output ? std::filesystem::path(*request_.output) : NativeNameBeside(file, true);
-        if (const std::string fault = ReplaceFault(context_.files, out); !fault.empty())
-            throw CommandError(exitFailed, fault);
-        const bool isLegacy = FoldedExtension(out) == ".flt";
-        if (isLegacy) context_.host.Notice("LegacySave", "Notification", legacySaveText);
-        WriteNativeFile(doc, out, isLegacy ? legacyFileVersion : currentFileVersion);
-        return out;
-    }
-
-    void WriteResult(CBatchBaseDlg& block, const std::string& file) {
-        const bool hasSeveral = files_.size() > 1;
+    void TakeResult(CBatchBaseDlg& block, const PlannedFile& planned) override {
+        const bool hasSeveral = plan_.CountRun() > 1;
+        const std::string file = planned.file.string();
         // A bar would mix with what is printed on one terminal.
         if (!request_.output && StandardOutput::IsTerminal()) context_.host.HideProgress();
         if (file_ && FoldedExtension(*request_.output) == ".csv") {
@@ -362,25 +258,46 @@ class OperationRun {
         if (WasInterrupted()) throw Cancelled();
     }
 
+    void Finished(FileReport& report) override {
+        if (report.outcome == Outcome::cancelled || report.planned.why == PlannedFile::Why::namedTwice)
+            return;
+        if (report.outcome == Outcome::leftOut)
+            report.messages.push_back({RunMessage::From::run, LeftOutText(report.planned), {}});
+        if (request_.json) WriteRunRecord(lines_, operation_, report);
+        if (report.IsDone()) ++done_;
+        if (report.outcome == Outcome::failed) Fail(report);
+    }
+
+    // The failure of the only file has its own exit code. What the hosts were told is on the screen.
+    void Fail(const FileReport& report) {
+        if (plan_.CountNamed() == 1) {
+            if (report.error) std::rethrow_exception(report.error);
+            throw CommandError(exitFailed, "");
+        }
+        for (const RunMessage& message : report.messages)
+            if (message.from == RunMessage::From::run) TellUser(message.text);
+        TellUser(report.planned.file.string() + " failed.");
+        ++failed_;
+    }
+
     SubcommandContext& context_;
     const Operation& operation_;
-    const RunRequest& request_;
+    const RunOptions& request_;
+    const std::string name_;
+    Affects affects_ = Affects::nothing;
     LineFeeds lines_;             // to standard output
     OutputSink* file_ = nullptr;  // OUT of an operation that changes nothing
     std::vector<Setting> settings_;
-    std::vector<std::byte> record_;               // of the configuration file; empty without one
-    std::vector<std::string> named_;              // each once
-    std::vector<std::string> files_;              // those of them that are run
-    std::map<std::string, std::string> leftOut_;  // the others, whose place another's result takes: why
+    std::vector<std::byte> record_;  // of the configuration file; empty without one
+    RunPlan plan_;
+    std::unique_ptr<CDataDoc> doc_;
     std::set<std::string> told_;
-    bool changes_ = false;
-    bool isTransform_ = false;  // writes a new file itself
-    size_t done_ = 0;
+    size_t done_ = 0, failed_ = 0;
 };
 
 }  // namespace
 
-void RunOperation(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+void RunOperation(SubcommandContext& context, const Operation& operation, const RunOptions& request,
                   OutputSink& results) {
     OperationRun(context, operation, request, results).Run();
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Runs an operation over the recordings of a command line.
+// Runs an operation over the recordings of a command line, or over the file from which it makes a recording.
 
 #include <optional>
 #include <string>
@@ -12,7 +12,7 @@ namespace kymora {
 
 class SubcommandContext;
 
-struct RunRequest {
+struct RunOptions {
     std::vector<std::string> files;
     std::vector<std::string> settings;  // KEY=VALUE
     std::optional<std::string> config;
@@ -26,7 +26,7 @@ struct RunRequest {
 // Results go to `results` with "\n" as their line ends, unless the request says where else. What is wrong
 // with the request as such is found before a recording is opened, and no file is touched unless the whole
 // operation on it was successful. Throws CommandError, Cancelled, FileError or OutputClosed.
-void RunOperation(SubcommandContext& context, const Operation& operation, const RunRequest& request,
+void RunOperation(SubcommandContext& context, const Operation& operation, const RunOptions& request,
                   OutputSink& results);
 
 }  // namespace kymora

@@ -81,10 +81,10 @@ void WriteOperation(JsonWriter& json, const Operation& operation) {
     json.Member("className", operation.className);
     json.Member("name", operation.KebabName());
     json.Member("title", block->Title());
-    json.Member("kind", OperationKindName(operation.kind));
+    json.Member("kind", OperationKind(*block));
     json.Member("menu", PlainMenuPath(operation.menu));
     json.Member("toolTip", operation.toolTip);
-    json.Member("changesRecording", block->ChangesDocument());
+    json.Member("changesRecording", block->WhatItAffects() != Affects::nothing);
     json.Key("parameters");
     json.BeginArray();
     const ParamList params = block->Params();

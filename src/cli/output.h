@@ -2,7 +2,6 @@
 // Standard output for results, fully buffered, with every write error noticed.
 
 #include <cstddef>
-#include <exception>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,11 +10,9 @@
 
 namespace kymora {
 
-// The reader of standard output has gone away; there is nothing left to do and nothing to complain about.
-class OutputClosed : public std::exception {
-  public:
-    const char* what() const noexcept override { return "Standard output was closed."; }
-};
+// The reader of standard output has gone away; there is nothing left to do and nothing to complain about, so
+// that it is no std::exception.
+struct OutputClosed {};
 
 class StandardOutput : public OutputSink {
   public:

@@ -1,5 +1,4 @@
 #include "cli/command_context.h"
-#include "cli/new_recording_run.h"
 #include "cli/operation_names.h"
 #include "cli/operation_run.h"
 
@@ -39,15 +38,12 @@ class RunCommand : public Subcommand {
              &request_.json}};
     }
     void Run(SubcommandContext& context) override {
-        const Operation& operation = NamedOperation(name_);
-        if (MakesRecording(operation)) return RunNewRecording(context, operation, request_, context.output);
-        if (request_.files.empty()) throw CommandError(exitUsage, "FILE is required.");
-        RunOperation(context, operation, request_, context.output);
+        RunOperation(context, NamedOperation(name_), request_, context.output);
     }
 
   private:
     std::string name_;
-    RunRequest request_;
+    RunOptions request_;
 };
 
 }  // namespace

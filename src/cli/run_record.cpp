@@ -20,39 +20,37 @@ void WriteSettings(JsonWriter& json, CBatchBaseDlg& block) {
     json.EndObject();
 }
 
-void WriteChannels(JsonWriter& json, const CBatchBaseDlg& block) {
-    for (const int channel : block.WrittenChannels()) {
-        json.BeginObject();
-        json.Member("number", channel);
-        json.Member("count", block.Document()->GetNumEvents(channel));
-        json.EndObject();
-    }
-}
-
 }  // namespace
 
-void WriteRunRecord(OutputSink& sink, const RunRecord& record, CBatchBaseDlg& block) {
+void WriteRunRecord(OutputSink& sink, const Operation& operation, const FileReport& report) {
+    const std::unique_ptr<CBatchBaseDlg> unused = report.block ? nullptr : operation.make();
+    CBatchBaseDlg& block = report.block ? *report.block : *unused;
     JsonWriter json(sink);
     json.BeginObject(JsonWriter::Form::oneLine);
-    json.Member("operation", record.operation);
-    json.Member("file", record.file);
+    json.Member("operation", operation.className);
+    json.Member("file", report.planned.file.string());
     WriteSettings(json, block);
     json.Key("output");
-    if (record.isDone && record.output)
-        json.Value(record.output->string());
+    if (report.IsDone() && !report.outputs.empty())
+        json.Value(report.outputs.front().string());
     else
         json.Null();
     json.Key("channels");
     json.BeginArray();
-    if (record.isDone && block.Document()) WriteChannels(json, block);
+    for (const FileReport::Channel& channel : report.channels) {
+        json.BeginObject();
+        json.Member("number", channel.number);
+        json.Member("count", channel.count);
+        json.EndObject();
+    }
     json.EndArray();
     json.Key("results");
-    const bool isWhole = WriteJson(json, record.isDone ? block.Results() : std::vector<Result>(),
+    const bool isWhole = WriteJson(json, report.IsDone() ? block.Results() : std::vector<Result>(),
                                    [] { return !WasInterrupted(); });
     if (!isWhole || WasInterrupted()) throw Cancelled();
     json.Key("messages");
     json.BeginArray();
-    for (const std::string& message : record.messages) json.Value(message);
+    for (const RunMessage& message : report.messages) json.Value(message.text);
     json.EndArray();
     json.EndObject();
     json.Finish();

@@ -130,7 +130,7 @@ void CDetectSpikes::OnCurChanged() {
 }
 
 void CDetectSpikes::TakeCursors() {
-    if (!View() || m_bInBatch) return;
+    if (!View() || !IsAttended()) return;
     const std::vector<double> times = View()->GetCursorTimes();
     if (times.size() < 2 || !(times[1] > times[0])) return;
     m_dNoiseStart = times[0];
@@ -138,7 +138,7 @@ void CDetectSpikes::TakeCursors() {
 }
 
 void CDetectSpikes::UpdateLevels() {
-    if (!Document() || !View() || m_bInBatch || m_nTrace >= Document()->traceCount) return;
+    if (!Document() || !View() || !IsAttended() || m_nTrace >= Document()->traceCount) return;
     try {
         const auto levels = MeasureNoise(*Document(), m_nTrace, NoiseSpan(), m_fMultiplier);
         if (levels)

@@ -100,7 +100,7 @@ void CEventThreshold::OnEventChanChanged(int channel) {
 // --- the run ---
 
 bool CEventThreshold::MayAnalyseTrace() {
-    if (m_bInBatch || m_bAllTraces) return true;
+    if (!IsAttended() || m_bAllTraces) return true;
     const CDataDoc& doc = *Document();
     bool isVisible = doc.traces[static_cast<size_t>(m_nTrace)].traceVisible != 0;
     if (View()) {

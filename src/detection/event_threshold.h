@@ -16,12 +16,10 @@ inline constexpr const char* hiddenTraceText =
     "Note: you are analysing a trace that is not visible in the main view. Continue?";
 inline constexpr const char* noStatisticsText =
     "There are no samples in the stretch of data from which statistics are to be calculated.";
-// Both take the file and the title; the second one the tag, too.
 inline constexpr const char* noStatsEventsText =
-    "{}\r\n\t{}: Attempted to calculate statistics from an event channel with no events. 'User time' used "
-    "instead.\r\n";
-inline constexpr const char* noStatsTagText =
-    "{}\r\n\t{}: Can't find event with tag '{}'. Used first event instead.\r\n";
+    "Attempted to calculate statistics from an event channel with no events. 'User time' used instead.\r\n";
+// Takes the tag.
+inline constexpr const char* noStatsTagText = "Can't find event with tag '{}'. Used first event instead.\r\n";
 // Takes two channels.
 inline constexpr const char* otherStatsChannelText =
     "There are no events in channel {}, using channel {} instead.\r\n";
@@ -70,7 +68,10 @@ class CEventThreshold : public CEventWndBaseDlg {
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
     void AppendReport(std::string& text, const EventJob& job) override;
+    // A message, or a line of the report.
     void Warn(std::string_view words) override;
+    // The same with the file and the title, also as a message.
+    void WarnOfFile(std::string_view words);
     void OnEventChanChanged(int channel) override;
     void OnParentTraceChanged() override { UpdateLevels(); }
 

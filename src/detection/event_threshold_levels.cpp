@@ -30,7 +30,7 @@ void CEventThreshold::FollowOnset() {
 
 void CEventThreshold::UpdateLevels() {
     FollowOnset();
-    if (!Document() || !View() || m_bInBatch || m_isMeasuring || !UsesStatistics()) return;
+    if (!Document() || !View() || !IsAttended() || m_isMeasuring || !UsesStatistics()) return;
     if (m_nTrace >= Document()->traceCount) return;
     m_isMeasuring = true;
     try {
@@ -73,10 +73,15 @@ std::vector<ViewGuide> CEventThreshold::Guides() {
 // --- the stretch ---
 
 void CEventThreshold::Warn(std::string_view words) {
-    if (!m_bInBatch) return Tell(words);
-    // A line of the process errors has an end of its own.
+    if (IsAttended()) return Tell(words);
+    // In a report the file and the title stand before each text, and its line has an end of its own.
     if (words.ends_with("\r\n")) words.remove_suffix(2);
     Refuse(words);
+}
+
+void CEventThreshold::WarnOfFile(std::string_view words) {
+    if (!IsAttended()) return Warn(words);
+    Tell(fmt::format("{}\r\n\t{}: {}", Document()->filePath.string(), Title(), words));
 }
 
 CEventThreshold::StatsChoice CEventThreshold::ChooseStats(bool talks) {
@@ -88,9 +93,9 @@ CEventThreshold::StatsChoice CEventThreshold::ChooseStats(bool talks) {
         choice.event = FindTaggedEvent(choice.channel, talks);
         return choice;
     }
-    if (talks) Tell(fmt::format(noStatsEventsText, Document()->filePath.string(), Title()));
+    if (talks) WarnOfFile(noStatsEventsText);
     // Outside a batch the user sees what is used instead; a batch asks each file anew.
-    if (talks && !m_bInBatch) m_nStatsSource = static_cast<int32_t>(StatsSource::userTimes);
+    if (talks && IsAttended()) m_nStatsSource = static_cast<int32_t>(StatsSource::userTimes);
     choice.source = StatsSource::userTimes;
     return choice;
 }
@@ -116,8 +121,7 @@ SampleSpan CEventThreshold::FindTaggedEvent(int channel, bool talks) {
     });
     if (found == events.end()) {
         found = events.begin();
-        if (talks && !m_strStatsTag.empty())
-            Tell(fmt::format(noStatsTagText, Document()->filePath.string(), Title(), m_strStatsTag));
+        if (talks && !m_strStatsTag.empty()) WarnOfFile(fmt::format(noStatsTagText, m_strStatsTag));
     }
     return {found->onPosition, found->offPosition};
 }

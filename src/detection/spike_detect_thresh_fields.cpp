@@ -20,7 +20,7 @@ constexpr size_t mostBins = 2000;  // of a chart's curve; each has its lowest an
 
 void CSpikeDetectThresh::Describe(ParamList& list) {
     // The window shows the levels that the statistics give.
-    if (View() && !m_bInBatch) ShowPreview();
+    if (View() && IsAttended()) ShowPreview();
     DescribeSource(list);
     DescribeRule(list);
     DescribeLevels(list);

@@ -322,13 +322,6 @@ bool CFloatDoc::AfterLoad() {
                                   GetLength(), TimeOf(GetLength()),          sampleInterval};
         openCancelled = !GetHost().AcceptFileDetails(details, session.skipFileDetails);
     }
-    for (size_t t = 0; t < session.pendingReset.size(); ++t) {
-        if (!session.pendingReset[t]) continue;
-        for (CEventChan& channel : eventChannels)
-            if (channel.parentTrace == static_cast<int>(t) && channel.GetNumEvents() > 0)
-                channel.DropEventExtra();
-        session.pendingReset[t] = false;
-    }
     return !openCancelled;
 }
 

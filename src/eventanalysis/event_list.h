@@ -18,7 +18,7 @@ class CEventList : public CEventAnalRgnBase {
     const char* ClassName() const override { return "CEventList"; }
     const char* Title() const override { return "List Event Parameters"; }
     const char* ActionLabel() const override { return "List"; }
-    bool ChangesDocument() const override { return false; }
+    Affects WhatItAffects() const override { return Affects::nothing; }
 
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;

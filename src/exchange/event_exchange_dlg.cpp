@@ -86,7 +86,7 @@ void CEventExchangeDlg::TellFaults(const EventRows& rows) {
     if (rows.faults.empty()) return;
     std::string text = rows.faults;
     text.pop_back();
-    if (m_bInBatch) text = fmt::format("{}\r\n\t{}\r\n", m_sFile, text);
+    if (!IsAttended()) text = fmt::format("{}\r\n\t{}\r\n", m_sFile, text);
     Tell(text);
 }
 

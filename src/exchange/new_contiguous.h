@@ -28,11 +28,11 @@ class CPasteContiguousData : public CNewRecordingDlg {
     const char* Title() const override { return "Contiguous data"; }
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
-    bool WriteRecording(Session& session, const std::filesystem::path& out) override;
 
     ReadDataFormat m_Format;
 
   protected:
+    bool WriteRecording(Session& session, const std::filesystem::path& out) override;
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
 

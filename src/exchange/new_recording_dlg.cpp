@@ -1,5 +1,8 @@
 #include "exchange/new_recording_dlg.h"
 
+#include "document/native_writer.h"
+#include "document/save_journal.h"
+
 namespace kymora {
 
 namespace {
@@ -7,6 +10,14 @@ namespace {
 constexpr uint32_t newRecordingVersion = 1;
 
 }  // namespace
+
+WrittenFile CNewRecordingDlg::WriteFile(Session& session, const std::filesystem::path& out, bool) {
+    TellJournalSetAside(session, out);
+    if (!WriteRecording(session, out)) return {};
+    // An interrupted save of the file that stood here is none of the new one's concern.
+    if (session.files.Stamp(JournalPath(session.files, out))) RetireJournal(session.files, out);
+    return {true, {}};
+}
 
 void CNewRecordingDlg::Serialize(CArchive& archive) {
     CBatchBaseDlg::Serialize(archive);

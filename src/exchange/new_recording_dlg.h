@@ -13,11 +13,8 @@ namespace kymora {
 class CNewRecordingDlg : public CBatchBaseDlg {
   public:
     const char* ActionLabel() const override { return "Make"; }
-    bool MakesRecording() const final { return true; }
-
-    // Writes the recording that the settings describe as a native file of this name, in place of one that
-    // stands there. False when none was written, which the user was told; `out` is then as it was.
-    virtual bool WriteRecording(Session& session, const std::filesystem::path& out) = 0;
+    Affects WhatItAffects() const final { return Affects::newRecording; }
+    WrittenFile WriteFile(Session& session, const std::filesystem::path& out, bool keepsSource) final;
 
     void Serialize(CArchive& archive) override;
 
@@ -25,6 +22,8 @@ class CNewRecordingDlg : public CBatchBaseDlg {
     std::string m_sFile;
 
   protected:
+    // Writes the recording that the settings describe. False when none was written, which the user was told.
+    virtual bool WriteRecording(Session& session, const std::filesystem::path& out) = 0;
     void DescribeFile(ParamList& list, const char* toolTip);
     // Runs `write` with the file that stands for the clipboard, if the settings allow it and it can be read.
     // What prevents it is told to the user, and then the answer is false.

@@ -53,11 +53,11 @@ class CPasteSparseData : public CNewRecordingDlg {
     const char* Title() const override { return "Sparse data"; }
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
-    bool WriteRecording(Session& session, const std::filesystem::path& out) override;
 
     SparseSettings m_Settings;
 
   protected:
+    bool WriteRecording(Session& session, const std::filesystem::path& out) override;
     void Describe(ParamList& list) override;
 };
 

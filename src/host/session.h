@@ -2,7 +2,6 @@
 // Everything that is global in the program, in one object that is handed down: two documents, two tests or
 // two runs never meet by accident.
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -49,8 +48,6 @@ class Session {
     bool askForDetails = false;
     // Keys of dialogs that the user does not want to see again in this session, and what was answered last.
     std::map<std::string, int, std::less<>> silencedDialogs;
-    std::array<bool, maxTraces>
-        pendingReset{};  // a transform asked that the extra event tables of a trace be dropped
 
     // What the details dialogs of foreign formats would have asked: KEY to VALUE of --import.
     std::map<std::string, std::string> importSettings;
@@ -61,8 +58,6 @@ class Session {
     // Answers the value of an import setting, or nothing, and notes that it was asked for.
     const std::string* ImportSetting(const std::string& key);
 
-    // What operations that run in a batch have to say, file by file; shown when the batch ends.
-    std::string processErrors;
     // The settings that each operation had when it was last used, by class name.
     std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;
 

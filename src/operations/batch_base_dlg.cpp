@@ -101,7 +101,7 @@ std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
         return job != nullptr;
     });
     // What was refused may have put a parameter right.
-    if (!job && ChangesDocument()) m_pDoc->UpdateAllViews(UpdateHint::events);
+    if (!job && WhatItAffects() != Affects::nothing) m_pDoc->UpdateAllViews(UpdateHint::events);
     return job;
 }
 
@@ -135,24 +135,20 @@ bool CBatchBaseDlg::Conclude(OperationJob& job, const std::function<void(JobCont
         else if (m_pDoc->historyLog.size() > historyLength)
             undo.NoteInHistory();
     }
-    if (done && ChangesDocument()) m_pDoc->OfferChannelsInUse();
-    if (ChangesDocument()) m_pDoc->UpdateAllViews(UpdateHint::events);
+    const bool changes = WhatItAffects() != Affects::nothing;
+    if (done && changes) m_pDoc->OfferChannelsInUse();
+    if (changes) m_pDoc->UpdateAllViews(UpdateHint::events);
     return done;
 }
 
 void CBatchBaseDlg::Tell(std::string_view text) {
-    if (!m_bInBatch) return GetHost().Message(text);
-    std::string& errors = m_pDoc->GetSession().processErrors;
-    errors += text;
-    if (!errors.ends_with('\n')) errors += "\r\n";
+    if (IsAttended()) return GetHost().Message(text);
+    m_pMessages->push_back({RunMessage::From::operation, std::string(text), Title()});
 }
 
 void CBatchBaseDlg::Refuse(std::string_view text) {
-    if (m_bInBatch)
-        m_pDoc->GetSession().processErrors +=
-            fmt::format("{}\r\n\t{}: {}\r\n", m_pDoc->filePath.string(), Title(), text);
-    else
-        GetHost().Failure(text);
+    if (IsAttended()) return GetHost().Failure(text);
+    m_pMessages->push_back({RunMessage::From::refusal, std::string(text), Title()});
 }
 
 void CBatchBaseDlg::AppendHistory(std::string_view lines) {

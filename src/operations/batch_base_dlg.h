@@ -33,6 +33,34 @@ inline constexpr const char* laterConfigText =
     "This configuration of {} was written by a later version of Kymora and cannot be read by this one.";
 inline constexpr const char* damagedConfigText = "This configuration of {} is damaged. Nothing was loaded.";
 
+// What a run over a file has to say. The report of a batch, the terminal and JSON make their texts of it.
+struct RunMessage {
+    enum class From {
+        run,        // why the file was not run, or what became of it
+        operation,  // what the operation told
+        refusal,    // what it was refused for, or why it failed; it has a title
+        host        // what the reader or a save told; the host of the recording has it, too
+    };
+    From from = From::run;
+    std::string text;
+    std::string title;  // of the operation
+};
+using RunMessages = std::vector<RunMessage>;
+
+// What an operation changes or makes.
+enum class Affects {
+    events,        // of the recording, and what else is kept with them
+    traces,        // by a new file, from the recording (transforms/transform_dlg.h)
+    newRecording,  // from no recording that is open (exchange/new_recording_dlg.h)
+    nothing        // it tells what it has found
+};
+
+// What became of a file that was to be written.
+struct WrittenFile {
+    bool isDone = false;
+    std::string note;  // why not, where nothing was told: what the log says
+};
+
 class CBatchBaseDlg {
   public:
     CBatchBaseDlg() = default;
@@ -102,13 +130,18 @@ class CBatchBaseDlg {
     // Has the job done by `compute`, which may take its time or tell what has become of it on another thread,
     // and writes what it has found.
     bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
-    // True when Run changes the recording, so that what it made wants to be saved.
-    virtual bool ChangesDocument() const { return true; }
-    // True when it works on no recording that is open and makes one of its own
-    // (exchange/new_recording_dlg.h).
-    virtual bool MakesRecording() const { return false; }
-    // A batch runs it: nobody is asked, and messages go to the process errors.
-    bool m_bInBatch = false;
+    virtual Affects WhatItAffects() const { return Affects::events; }
+    // Of what makes traces or a recording, instead of Run: writes them as a native file of this name, in
+    // place of one that stands there. `keepsSource` tells that the file is a new one beside the recording.
+    // Where it is not done, all is as it was, and the user was told but for what the note says. Throws
+    // FileError or Cancelled.
+    virtual WrittenFile WriteFile(Session&, const std::filesystem::path&, [[maybe_unused]] bool keepsSource) {
+        return {};
+    }
+    // Nobody attends the run: nothing is asked, settings stay as they were taken, and messages go there. Null
+    // for the host of the recording.
+    void SendMessagesTo(RunMessages* messages) { m_pMessages = messages; }
+    bool IsAttended() const { return !m_pMessages; }
     // Appends the parameters as they stand, in the words of the history. Lines end in CR LF.
     virtual void GetParamText(std::string& text) = 0;
 
@@ -125,7 +158,7 @@ class CBatchBaseDlg {
     // What the window draws beside the parameters; an operation that has a chart always answers one.
     virtual std::optional<Chart> GetChart() { return std::nullopt; }
 
-    // Tells the user; in a batch, the text goes to the process errors, on lines of its own.
+    // Tells the user, or who runs it.
     void Tell(std::string_view text);
     // The same, for what the operation is refused for.
     void Refuse(std::string_view text);
@@ -141,7 +174,7 @@ class CBatchBaseDlg {
     // Writes what the job has found. False when nothing was done.
     virtual bool Write(OperationJob&, UndoScope& undo) { return Analyse(undo); }
     // The whole work of an operation that has nothing to compute. A transform makes a new file instead
-    // (transforms/transform_file.h) and has no such work.
+    // (WriteFile) and has no such work.
     virtual bool Analyse(UndoScope&) { return false; }
     // Tells the user something that a run goes on after.
     virtual void Warn(std::string_view words) { Tell(words); }
@@ -169,6 +202,7 @@ class CBatchBaseDlg {
     CDataDoc* m_pDoc = nullptr;
     DocumentView* m_pView = nullptr;
     std::vector<int> m_written;
+    RunMessages* m_pMessages = nullptr;
 };
 
 // One value of a record, read or written as the archive stands. `int` is 32 bits wide, `bool` a byte.

@@ -122,7 +122,7 @@ void CEventBaseDlg::GetParamText(std::string& text) {
 
 void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
     CBatchBaseDlg::CheckChangeDoc(doc);
-    if (doc && !m_bInBatch && Has(usesTrace))
+    if (doc && IsAttended() && Has(usesTrace))
         m_nTrace = std::clamp(m_nTrace, 0, std::max(0, doc->traceCount - 1));
 }
 
@@ -210,7 +210,7 @@ std::string CEventBaseDlg::CheckSettings() {
 void CEventBaseDlg::OnEventChanChanged(int channel) {
     if (channel == 0) m_isDestinationChosen = true;
     const CDataDoc* doc = Document();
-    if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || m_bInBatch) return;
+    if (!doc || channel != 1 || !doc->HasChannel(m_nChannel1) || !IsAttended()) return;
     const CEventChan& chan = doc->eventChannels[static_cast<size_t>(m_nChannel1)];
     m_strDescription = chan.channelComment;
     m_strLabel = chan.channelLabel;

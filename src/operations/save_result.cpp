@@ -15,11 +15,6 @@ namespace {
 bool IsNative(const CDataDoc& doc) { return doc.GetFileType() == typeFloat; }
 bool IsOldNative(const CDataDoc& doc) { return IsNative(doc) && doc.fileVersion < firstVersionSavedInPlace; }
 
-std::filesystem::path Plain(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::absolute(path, ignored).lexically_normal();
-}
-
 std::string ReadOnlyText(const std::filesystem::path& path, const std::string& reason) {
     return fmt::format("{} has the ReadOnly property set.{}", path.string(),
                        reason.empty() ? "" : "\n(" + reason + ")");
@@ -51,16 +46,6 @@ std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, b
     return NameInstead(recording, writeNew ? "_tr.kymr-dat" : ".kymr-dat");
 }
 
-std::vector<size_t> LastWithTarget(std::span<const std::filesystem::path> targets) {
-    std::vector<size_t> last(targets.size());
-    for (size_t i = targets.size(); i-- > 0;) {
-        last[i] = i;
-        for (size_t later = i + 1; later < targets.size() && last[i] == i; ++later)
-            if (Plain(targets[i]) == Plain(targets[later])) last[i] = last[later];
-    }
-    return last;
-}
-
 std::string InPlaceFault(const CDataDoc& doc) {
     FileSystem& files = doc.GetSession().files;
     if (!IsNative(doc)) {
@@ -83,6 +68,12 @@ std::string ReplaceFault(FileSystem& files, const std::filesystem::path& target)
     if (IsBeingEdited(files, target))
         return fmt::format("{} is open in a window or another program.", target.string());
     return {};
+}
+
+void WriteResultFile(CDataDoc& doc, const std::filesystem::path& target) {
+    const bool isLegacy = FoldedExtension(target) == ".flt";
+    if (isLegacy) doc.GetHost().Notice("LegacySave", "Notification", legacySaveText);
+    WriteNativeFile(doc, target, isLegacy ? legacyFileVersion : currentFileVersion);
 }
 
 }  // namespace kymora

@@ -2,9 +2,7 @@
 // Where what an operation has made is kept: in the recording's own file, or in a new native file beside it.
 
 #include <filesystem>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "document/data_doc.h"
 
@@ -12,10 +10,6 @@ namespace kymora {
 
 // "cell7_tr.kymr-dat" for a new file beside "cell7.edf", or "cell7.kymr-dat", its native form.
 std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew);
-
-// Of files with the same target only the last counts. For each file: the index of the last one with its
-// target. Names that differ in case are two files.
-std::vector<size_t> LastWithTarget(std::span<const std::filesystem::path> targets);
 
 // Why SaveInPlace would refuse, before any work is done; empty when it would not.
 std::string InPlaceFault(const CDataDoc& doc);
@@ -28,5 +22,11 @@ bool SaveInPlace(CDataDoc& doc);
 
 // Why a new file may not take the place of `target`; empty when it may.
 std::string ReplaceFault(FileSystem& files, const std::filesystem::path& target);
+// Writes the recording as a native file, of the legacy version where the name says so, which is noticed.
+// Throws FileError or Cancelled.
+void WriteResultFile(CDataDoc& doc, const std::filesystem::path& target);
+
+inline constexpr const char* legacySaveText =
+    "Note: any Kymora features introduced after the legacy version cannot be saved in a legacy file.";
 
 }  // namespace kymora

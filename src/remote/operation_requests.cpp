@@ -2,7 +2,6 @@
 
 #include "archive/text_encoding.h"
 #include "catalogue/operations.h"
-#include "exchange/new_recording_dlg.h"
 #include "operations/config_file.h"
 #include "remote/base64.h"
 #include "remote/remote_requests.h"
@@ -82,7 +81,7 @@ std::string Picture(const std::vector<std::byte>& png) {
 
 void Use(RemoteCall& call) {
     const Operation& operation = Named(call.value);
-    if (operation.make()->MakesRecording())
+    if (operation.make()->WhatItAffects() == Affects::newRecording)
         throw RemoteError("It makes a recording and works on none: use the commands new-contiguous-data and "
                           "new-sparse-data.");
     if (call.target.Active() < 0) throw RemoteError("No recording is open.");

@@ -95,7 +95,7 @@ void CArbitraryArith::GetParamText(std::string& text) {
 
 std::string CArbitraryArith::ResultLabel(const std::string& label) const {
     const bool isThere = m_nAddMode == replaceTraces && label.find(m_strExpression) != std::string::npos;
-    return m_bInBatch || isThere ? label : m_strExpression;
+    return !IsAttended() || isThere ? label : m_strExpression;
 }
 
 KernelOutcome CArbitraryArith::Compute(const TransformRun& run, FloatSink& output) {

@@ -171,13 +171,11 @@ bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& 
     dialog.GetParamText(report);
     result.historyLog += report + "\r\n";
     if (!adds) {
-        // What was measured of the old samples goes, in the file and wherever it is loaded next.
+        // What was measured of the old samples goes.
         for (CEventChan& channel : result.eventChannels)
             if (channel.parentTrace >= 0 && channel.parentTrace < doc_.traceCount &&
                 flags[static_cast<size_t>(channel.parentTrace)] != 0 && channel.GetNumEvents() > 0)
                 channel.DropEventExtra();
-        std::ranges::transform(flags, doc_.GetSession().pendingReset.begin(),
-                               [](uint8_t flag) { return flag != 0; });
     }
     WriteTail(archive, result, doc_.fileComment + WithReturns(dialog.m_strComment));
     return true;

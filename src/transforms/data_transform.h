@@ -25,8 +25,6 @@ class CDataTransform {
     // result with all that belongs to traces moved up. Labels, comment and history tell what was done. False
     // when a kernel refused; what was written is then of no use. What there is to say has been told, but for
     // the reason of a silent failure, which FailureNote has. Throws FileError and Cancelled.
-    //
-    // Sets the session's pendingReset for traces that were replaced; it is for the load of the new file.
     bool ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& dialog);
     const std::string& FailureNote() const { return failureNote_; }
 

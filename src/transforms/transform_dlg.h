@@ -3,7 +3,7 @@
 // what acts on chosen traces by a kernel, CTransformTraceWindowDlg for kernels with a window.
 //
 // A transform changes no open recording. It writes a new native file (CDataTransform), which takes the place
-// of the source, or has a name of its own (transforms/transform_file.h).
+// of the source, or has a name of its own (CTransformTraceDlg::WriteFile).
 
 #include <array>
 #include <string>
@@ -45,6 +45,10 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
 
     enum AddMode { replaceTraces = 0, addTraces = 1 };
 
+    Affects WhatItAffects() const override { return Affects::traces; }
+    // The transform of the recording as it is in memory. Where the target is the recording's own file, the
+    // document goes on reading the old one; it is to be closed.
+    WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
 

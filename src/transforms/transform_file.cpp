@@ -1,4 +1,5 @@
-#include "transforms/transform_file.h"
+// A transform from a recording to a file: written beside its place under a name of its own, and put there in
+// one step when all of it has reached the disk.
 
 #include <fmt/format.h>
 
@@ -7,15 +8,17 @@
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
-#include "operations/save_result.h"
 #include "transforms/data_transform.h"
 #include "transforms/temporary_scratch.h"
+#include "transforms/transform_dlg.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr size_t outputBuffer = 32768;  // bytes
+constexpr const char* noTemporaryOutputText =
+    "Unable to open temporary output file for transform. Aborting transform. Please inform author.";
 
 bool IsOwnFile(CDataDoc& doc, const std::filesystem::path& target) {
     return doc.GetFileType() == typeFloat && IsSameFile(doc.GetSession().files, doc.filePath, target);
@@ -23,15 +26,13 @@ bool IsOwnFile(CDataDoc& doc, const std::filesystem::path& target) {
 
 }  // namespace
 
-std::string TransformTargetFault(CDataDoc& doc, const std::filesystem::path& target) {
-    return IsOwnFile(doc, target) ? InPlaceFault(doc) : ReplaceFault(doc.GetSession().files, target);
-}
-
-TransformedFile TransformFile(CDataDoc& doc, CTransformTraceDlg& dialog, const std::filesystem::path& path) {
-    Session& session = doc.GetSession();
+WrittenFile CTransformTraceDlg::WriteFile(Session& session, const std::filesystem::path& path,
+                                          bool keepsSource) {
+    m_bNewFile = keepsSource;
+    CDataDoc& doc = *Document();
     FileSystem& files = session.files;
-    if (const std::string fault = dialog.Validate(); !fault.empty()) {
-        dialog.Refuse(fault);
+    if (const std::string fault = Validate(); !fault.empty()) {
+        Refuse(fault);
         return {};
     }
     // Where the name is a link, the file that it leads to is replaced, not the link.
@@ -45,13 +46,13 @@ TransformedFile TransformFile(CDataDoc& doc, CTransformTraceDlg& dialog, const s
     } catch (const FileError& error) {
         session.host.Log(noTemporaryNameText);
         session.host.Log(fmt::format("Could not open temporary file {}\n", error.what()));
-        dialog.Refuse(fmt::format("{}\n{}", noTemporaryOutputText, error.what()));
+        Refuse(fmt::format("{}\n{}", noTemporaryOutputText, error.what()));
         return {};
     }
     try {
         CDataTransform engine(doc, target.parent_path());
         CArchive archive(output->File(), CArchive::Mode::store, 0, outputBuffer);
-        const bool isDone = engine.ApplyTraceTransform(archive, dialog);
+        const bool isDone = engine.ApplyTraceTransform(archive, *this);
         if (!isDone) return {false, engine.FailureNote()};
         archive.Close();
         TellJournalSetAside(session, target);
@@ -60,21 +61,18 @@ TransformedFile TransformFile(CDataDoc& doc, CTransformTraceDlg& dialog, const s
         if (files.Stamp(JournalPath(files, target))) RetireJournal(files, target);
         return {true, {}};
     } catch (const Cancelled&) {
-        session.pendingReset.fill(false);
         throw;
     } catch (const ResultKept& error) {
-        session.pendingReset.fill(false);
-        dialog.Refuse(error.what());
+        Refuse(error.what());
         return {};
     } catch (const std::exception& error) {
         if (output->HasMoved()) {
             // What is left to do behind the rename concerns no byte of the result.
-            dialog.Refuse(fmt::format("The transform was done.\n{}", error.what()));
+            Refuse(fmt::format("The transform was done.\n{}", error.what()));
             return {true, {}};
         }
-        session.pendingReset.fill(false);
-        dialog.Refuse("The transform was not done. The recording is as it was.\n" +
-                      output->InWordsOfUser(error.what(), path));
+        Refuse("The transform was not done. The recording is as it was.\n" +
+               output->InWordsOfUser(error.what(), path));
         return {};
     }
 }

@@ -135,11 +135,8 @@ class CTestOperation : public CBatchBaseDlg {
 };
 
 inline const Operation testOperation{
-    "CTestOperation",     "&Test",
-    "&Test...",           "A test of everything",
-    OperationKind::event, [] {
-                                         return std::unique_ptr<CBatchBaseDlg>(
-                                             std::make_unique<CTestOperation>()); }};
+    "CTestOperation", "&Test", "&Test...", "A test of everything",
+    [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<CTestOperation>()); }};
 
 class GuideView : public DocumentView {
   public:

@@ -151,11 +151,11 @@ TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWhatTheyAre) {
         host.Forget();
         frame->DropFile("/settings.kymr-cfg");
         window = frame->OperationDialogs().Find(operation.className);
-        EXPECT_EQ(window == nullptr, block->MakesRecording());
+        EXPECT_EQ(window == nullptr, block->WhatItAffects() == Affects::newRecording);
         EXPECT_EQ(host.LastMessage().find("makes a recording of its own") != std::string::npos, !window);
         if (!window) continue;
         auto* batch = window->findChild<QCheckBox*>("batchProcess");
-        EXPECT_EQ(batch != nullptr, dynamic_cast<CTransformDlg*>(&window->Block()) != nullptr);
+        EXPECT_EQ(batch != nullptr, block->WhatItAffects() == Affects::traces);
         press([](const QString& name) { return name != "run" && name != "close"; }, 2);
         if (batch) batch->setChecked(true);
         press([](const QString& name) { return name == "run"; }, 1);

@@ -13,7 +13,6 @@
 
 #include "catalogue/config_operation.h"
 #include "catalogue/operation_reference.h"
-#include "exchange/new_recording_dlg.h"
 #include "host/memory_file_system.h"
 #include "operations/config_file.h"
 #include "support/test_host.h"
@@ -36,7 +35,6 @@ TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
         EXPECT_TRUE(names.insert(operation.KebabName()).second);
         EXPECT_EQ(FindOperation(className), &operation);
         EXPECT_EQ(FindOperation(operation.KebabName()), &operation);
-        EXPECT_EQ(operation.make()->ChangesDocument(), operation.kind != OperationKind::listing);
     }
     EXPECT_EQ(FindOperation("CNothing"), nullptr);
 }
@@ -109,7 +107,7 @@ TEST(OperationTableTest, ConfigurationsAreForWindowsOverARecording) {
     for (const Operation& operation : Operations()) {
         SCOPED_TRACE(std::string(operation.className));
         const auto block = operation.make();
-        const bool makesRecording = dynamic_cast<const CNewRecordingDlg*>(block.get()) != nullptr;
+        const bool makesRecording = block->WhatItAffects() == Affects::newRecording;
         ASSERT_TRUE(SaveConfig(session, *block, "/some.kymr-cfg"));
         host.Forget();
         EXPECT_EQ(OperationOfConfig(session, "/some.kymr-cfg"), makesRecording ? nullptr : &operation);

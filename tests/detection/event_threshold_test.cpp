@@ -295,18 +295,19 @@ TEST_F(EventThresholdTest, FallbacksSayWhatIsUsedInstead) {
 
     // In a batch nobody is told at once, and the choice stands for the next file.
     host.Forget();
-    operation.m_bInBatch = true;
+    RunMessages messages;
+    operation.SendMessagesTo(&messages);
     for (const int channel : {1, 4}) Channel(channel).DeleteAll();
     ASSERT_TRUE(operation.Run());
     EXPECT_TRUE(host.WasSilent());
-    EXPECT_EQ(session.processErrors, noEvents);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ("/data/cell.kymr-dat\r\n\tThreshold Event: " + messages[0].text + "\r\n", noEvents);
     EXPECT_EQ(operation.m_nStatsSource, 3);
-    session.processErrors.clear();
     Channel(4).AddEvent(100, 200, 0.0f, 9);
     ASSERT_TRUE(operation.Run());
-    EXPECT_EQ(session.processErrors,
-              "/data/cell.kymr-dat\r\n\tThreshold Event: There are no events in channel "
-              "a, using channel e instead.\r\n");
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_EQ(messages[1].text, "There are no events in channel a, using channel e instead.");
+    EXPECT_EQ(messages[1].from, RunMessage::From::refusal);
 }
 
 TEST_F(EventThresholdTest, RefusalsChangeNothing) {
@@ -337,7 +338,8 @@ TEST_F(EventThresholdTest, RefusalsChangeNothing) {
     host.answer = false;
     EXPECT_EQ(refusal(), "no message");
     EXPECT_EQ(host.questions.back().text, hiddenTraceText);
-    operation.m_bInBatch = true;
+    RunMessages messages;
+    operation.SendMessagesTo(&messages);
     EXPECT_TRUE(operation.Run());
 }
 

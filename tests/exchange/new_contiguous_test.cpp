@@ -197,12 +197,12 @@ TEST_F(NewContiguousTest, TheTerminalTellsTextAndNativeFilesApart) {
     paste.m_sFile = "/t.txt";
     paste.m_Format.labelRow = 1;
     PutText("/t.txt", "a\tb\n1\t2\n3\t4\n");
-    ASSERT_TRUE(paste.WriteRecording(session, name)) << host.LastMessage();
+    ASSERT_TRUE(paste.WriteFile(session, name, true).isDone) << host.LastMessage();
     EXPECT_EQ(Opened().traces[1].traceLabel, "b");
     EXPECT_EQ(Samples(1), (std::vector<float>{2.0f, 4.0f}));
 
     paste.m_sFile = name;
-    ASSERT_TRUE(paste.WriteRecording(session, "/copy.kymr-dat")) << host.LastMessage();
+    ASSERT_TRUE(paste.WriteFile(session, "/copy.kymr-dat", true).isDone) << host.LastMessage();
     EXPECT_TRUE(files.Bytes("/copy.kymr-dat") == files.Bytes(name));
 
     // UTF-16 that begins with a digit looks like the version of a native file.
@@ -213,12 +213,12 @@ TEST_F(NewContiguousTest, TheTerminalTellsTextAndNativeFilesApart) {
                                      "2\0\t\0"
                                      "3\0\n\0",
                                      16));
-    ASSERT_TRUE(paste.WriteRecording(session, name)) << host.LastMessage();
+    ASSERT_TRUE(paste.WriteFile(session, name, true).isDone) << host.LastMessage();
     Opened();
     EXPECT_EQ(Samples(1), (std::vector<float>{1.0f, 3.0f}));
 
     paste.m_sFile = "/none.txt";
-    EXPECT_FALSE(paste.WriteRecording(session, name));
+    EXPECT_FALSE(paste.WriteFile(session, name, true).isDone);
     EXPECT_NE(host.LastMessage().find("/none.txt"), std::string::npos);
 }
 

@@ -135,10 +135,10 @@ TEST_F(NewSparseTest, TheTerminalRefusesAnIntervalThatDoesNotFit) {
     PutText("/t.txt", "0\t1\n1\t2\n2\t3\n");
     paste.m_Settings.timeUnit = 2;
     paste.m_Settings.sampleInterval = 30000.0;
-    ASSERT_TRUE(paste.WriteRecording(session, name)) << host.LastMessage();
+    ASSERT_TRUE(paste.WriteFile(session, name, true).isDone) << host.LastMessage();
     EXPECT_EQ(Runs(Opened(), 0), (std::vector<uint32_t>{1, 1, 1, 1, 1}));
     paste.m_Settings.sampleInterval = 200000.0;
-    EXPECT_FALSE(paste.WriteRecording(session, name));
+    EXPECT_FALSE(paste.WriteFile(session, name, true).isDone);
     EXPECT_TRUE(host.LastMessage().starts_with("The times at rows 1 and 2 (0 and 60000 ms) fall"));
 }
 

@@ -115,13 +115,15 @@ TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
 }
 
 TEST_F(BatchBaseDlgTest, ABatchCollectsWhatItWouldHaveSaid) {
-    operation.m_bInBatch = true;
+    RunMessages messages;
+    operation.SendMessagesTo(&messages);
     operation.m_nCount = 12;
     EXPECT_FALSE(operation.Run());
     EXPECT_TRUE(host.messages.empty());
-    EXPECT_EQ(
-        session.processErrors,
-        "/data/recording.kymr-dat\r\n\tTest operation: \"Count\" must be a whole number from 1 to 9.\r\n");
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].from, RunMessage::From::refusal);
+    EXPECT_EQ(messages[0].title, "Test operation");
+    EXPECT_EQ(messages[0].text, "\"Count\" must be a whole number from 1 to 9.");
 }
 
 TEST_F(BatchBaseDlgTest, RegionsBecomeSamples) {

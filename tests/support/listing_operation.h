@@ -25,7 +25,7 @@ class ListOperation : public CEventBaseDlg {
     ListOperation() : CEventBaseDlg(usesChannel1) {}
     const char* ClassName() const override { return "CListOperation"; }
     const char* Title() const override { return "List operation"; }
-    bool ChangesDocument() const override { return false; }
+    Affects WhatItAffects() const override { return Affects::nothing; }
     bool HasResultText() const override { return true; }
     void WriteResult(const TextSink& sink) override {
         for (int i = 0; i < m_nRepeats; ++i)
@@ -48,12 +48,10 @@ class ListOperation : public CEventBaseDlg {
 };
 
 inline const Operation markOperation{
-    "CTestOperation",     "&Event/&Detect",
-    "&Mark...",           "Marks an event over the region",
-    OperationKind::event, [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<MarkOperation>()); }};
+    "CTestOperation", "&Event/&Detect", "&Mark...", "Marks an event over the region",
+    [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<MarkOperation>()); }};
 inline const Operation listOperation{
-    "CListOperation", "&Event/&Analyse", "&List...", "Counts events", OperationKind::listing, [] {
-        return std::unique_ptr<CBatchBaseDlg>(std::make_unique<ListOperation>());
-    }};
+    "CListOperation", "&Event/&Analyse", "&List...", "Counts events",
+    [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<ListOperation>()); }};
 
 }  // namespace kymora::test

@@ -28,8 +28,7 @@ class PagedOperation : public CBatchBaseDlg {
 };
 
 inline const Operation pagedOperation{
-    "CPagedOperation",    "&Test",
-    "&Pages...",          "Goes from page to page",
-    OperationKind::event, [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<PagedOperation>()); }};
+    "CPagedOperation", "&Test", "&Pages...", "Goes from page to page",
+    [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<PagedOperation>()); }};
 
 }  // namespace kymora::test

@@ -84,7 +84,7 @@ class MemoryRemote : public RemoteTarget {
     }
     std::vector<std::byte> OperationPicture(const Operation&) override { return {std::byte{'p'}}; }
     std::vector<std::byte> PreviewPicture(const Operation& operation) override {
-        if (operation.kind != OperationKind::trace) return {};
+        if (operation.make()->WhatItAffects() != Affects::traces) return {};
         return {std::byte{'v'}};
     }
     bool PressKey(int, std::string_view name) override {

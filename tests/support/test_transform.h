@@ -46,9 +46,7 @@ class CTestTransform : public CTransformTraceDlg {
 };
 
 inline const Operation testTransform{
-    "CTestTransform",     "T&ransform",
-    "&Test...",           "Multiplies by a number",
-    OperationKind::trace, [] {
-        return std::unique_ptr<CBatchBaseDlg>(std::make_unique<CTestTransform>()); }};
+    "CTestTransform", "T&ransform", "&Test...", "Multiplies by a number",
+    [] { return std::unique_ptr<CBatchBaseDlg>(std::make_unique<CTestTransform>()); }};
 
 }  // namespace kymora::test

@@ -72,7 +72,8 @@ TEST_F(ArbitraryArithTest, TheLabelIsTheExpression) {
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     EXPECT_EQ(dialog.ResultLabel("EMG"), "x1*2");
     EXPECT_EQ(dialog.ResultLabel("old x1*2"), "old x1*2");
-    dialog.m_bInBatch = true;
+    RunMessages messages;
+    dialog.SendMessagesTo(&messages);
     EXPECT_EQ(dialog.ResultLabel("EMG"), "EMG");
 }
 

@@ -14,7 +14,6 @@
 #include "support/opposite_transform.h"
 #include "support/power_cut_disk.h"
 #include "support/test_host.h"
-#include "transforms/transform_file.h"
 
 namespace kymora {
 namespace {
@@ -47,7 +46,7 @@ const WritingCase cases[] = {
      [](CDataDoc& doc) {
          test::COpposite dialog;
          dialog.CheckChangeDoc(&doc);
-         TransformFile(doc, dialog, recording);
+         dialog.WriteFile(doc.GetSession(), recording, false);
      }},
     {"side-car", "/rec.edf", "/rec.kymr-hdr",
      [](CDataDoc& doc) {

@@ -1,5 +1,3 @@
-#include "transforms/transform_file.h"
-
 #include <gtest/gtest.h>
 
 #include "document/native_writer.h"
@@ -38,10 +36,9 @@ class TransformFileTest : public ::testing::Test {
   protected:
     void SetUp() override { session.skipFileDetails = session.gapNoticeShown = true; }
 
-    TransformedFile Run(CDataDoc& doc, COpposite& dialog,
-                        const std::filesystem::path& target = "/out.kymr-dat") {
+    WrittenFile Run(CDataDoc& doc, COpposite& dialog, const std::filesystem::path& target = "/out.kymr-dat") {
         dialog.CheckChangeDoc(&doc);
-        return TransformFile(doc, dialog, target);
+        return dialog.WriteFile(doc.GetSession(), target, dialog.m_bNewFile);
     }
     std::unique_ptr<CDataDoc> Opened(const std::filesystem::path& path = "/out.kymr-dat") {
         return OpenDocument(session, path, OpenFor::reading);
@@ -65,8 +62,6 @@ TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     dialog.m_strComment = "; turned\nround";
     ASSERT_TRUE(Run(*doc, dialog).isDone);
     EXPECT_EQ(files.Count(), 1u) << "no temporary file stays";
-    EXPECT_EQ(session.pendingReset[1], true) << "for the load of the new file";
-    EXPECT_EQ(session.pendingReset[0], false);
 
     const auto made = Opened();
     ASSERT_TRUE(made);
@@ -82,7 +77,6 @@ TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     EXPECT_EQ(made->GetParentTrace(2), 2);
     EXPECT_TRUE(made->eventChannels[1].EventExtra().empty()) << "measured of samples that are gone";
     EXPECT_EQ(made->eventChannels[2].EventExtra().size(), 1u);
-    EXPECT_FALSE(session.pendingReset[1]) << "the load has taken it";
 }
 
 TEST_F(TransformFileTest, AddsResultsBehindTheirTracesAndMovesWhatFollows) {
@@ -108,7 +102,6 @@ TEST_F(TransformFileTest, AddsResultsBehindTheirTracesAndMovesWhatFollows) {
     EXPECT_EQ(made->eventChannels[2].EventExtra().size(), 1u) << "its trace is what it was";
     EXPECT_EQ(made->traceAnnotations[3].size(), 1u);
     EXPECT_TRUE(made->traceAnnotations[2].empty());
-    EXPECT_EQ(session.pendingReset, decltype(session.pendingReset){});
     EXPECT_NE(made->historyLog.find("Source file: "), std::string::npos);
 }
 
@@ -229,7 +222,6 @@ TEST_F(TransformSwapTest, KernelsAndUsersEndItWithoutATrace) {
         EXPECT_THROW(Run(*large, dialog, path), Cancelled) << call;
         EXPECT_TRUE(IsUntouched()) << call;
     }
-    EXPECT_EQ(session.pendingReset, decltype(session.pendingReset){});
 }
 
 // The source is opened through a disk that is killed at each of the changes that a transform makes, or fills
@@ -242,7 +234,7 @@ TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
         COpposite dialog;
         dialog.m_strTraceList = "1-3";
         dialog.CheckChangeDoc(doc.get());
-        return doc && TransformFile(*doc, dialog, path).isDone;
+        return doc && dialog.WriteFile(its, path, false).isDone;
     };
     FaultyFileSystem whole(files);
     ASSERT_TRUE(attempt(whole));
@@ -293,11 +285,10 @@ TEST_F(TransformSwapTest, AVersionThatOthersPutThereIsNotReplaced) {
             disk.foldersFail = foldersFail;
             COpposite dialog;
             dialog.CheckChangeDoc(doc.get());
-            EXPECT_FALSE(TransformFile(*doc, dialog, path).isDone);
+            EXPECT_FALSE(dialog.WriteFile(its, path, false).isDone);
             EXPECT_NE(host.LastMessage().find("The result was kept as"), std::string::npos);
             EXPECT_EQ(files.Bytes(path), theirs);
             EXPECT_EQ(files.Count(), 2u);
-            EXPECT_EQ(its.pendingReset, decltype(its.pendingReset){});
         }
 }
 
@@ -310,7 +301,7 @@ TEST_F(TransformSwapTest, WhatFailsBehindTheRenameIsToldAsSuch) {
     disk.foldersFail = true;
     COpposite dialog;
     dialog.CheckChangeDoc(doc.get());
-    EXPECT_TRUE(TransformFile(*doc, dialog, path).isDone);
+    EXPECT_TRUE(dialog.WriteFile(its, path, false).isDone);
     EXPECT_EQ(host.messages.back().text, "The transform was done.\nfolder not synced");
     EXPECT_NE(files.Bytes(path), before);
     EXPECT_EQ(files.Count(), 1u);

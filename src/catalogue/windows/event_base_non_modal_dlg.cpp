@@ -139,7 +139,7 @@ QString CEventBaseNonModalDlg::DoneText() {
     ParamList params = Block().Params();
     const Field* destination = params.Find("destination");
     if (!destination || destination->kind != FieldKind::channel)
-        return panes_->Results() || !Block().ChangesDocument() ? QString() : tr("Done.");
+        return panes_->Results() || Block().WhatItAffects() == Affects::nothing ? QString() : tr("Done.");
     const int channel = static_cast<int>(destination->number);
     const bool byNumber = session_.options.eventChannelMode > letterChannels;
     return tr("%1 in channel %2")
