@@ -57,7 +57,7 @@ class ModelDoc : public CDataDoc {
     }
 
   protected:
-    bool Load(OpenFor) override { return true; }
+    void Load() override {}
     void ReadStored(int64_t, std::span<const StoredRead>) override {}
 };
 

@@ -112,7 +112,6 @@ int main(int argc, char** argv) {
     QuietHost host;
     DiskFileSystem files;
     Session session(host, files);
-    session.skipFileDetails = true;
     Folder folder;
     BenchReload(session, folder / "reload.kymr-dat");
     for (const int traces : {1, 16, 128})

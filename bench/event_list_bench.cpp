@@ -85,7 +85,6 @@ int main() {
     QuietHost host;
     DiskFileSystem files;
     Session session(host, files);
-    session.skipFileDetails = true;
     Folder folder;
     const auto path = folder / "events.kymr-dat";
     MakeNative(session, path, 1, int64_t{40} * listed, 0, false);

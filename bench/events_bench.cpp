@@ -96,7 +96,6 @@ int main(int argc, char** argv) {
     QuietHost host;
     DiskFileSystem files;
     Session session(host, files);
-    session.skipFileDetails = true;
     Folder folder;
     const auto path = folder / "events.kymr-dat";
     MakeNative(session, path, 16, recordingSamples, 1000, false);

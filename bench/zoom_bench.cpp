@@ -152,7 +152,6 @@ class CountingFiles : public DiskFileSystem {
 class Program {
   public:
     explicit Program(const std::filesystem::path& path) {
-        session_.skipFileDetails = true;
         session_.summaries = &service_;
         doc_ = OpenDocument(session_, path, OpenFor::reading);
         if (!doc_) std::exit(1);
@@ -283,8 +282,6 @@ void RunStart(int& argc, char** argv, const std::filesystem::path& path) {
 #ifdef KYMORA_DESKTOP
     QApplication qt(argc, argv);
     CKymora32App app;
-    app.GetSession().skipFileDetails = true;
-    app.GetSession().askForDetails = false;  // nobody is there to answer
     CMainFrame frame(app.GetSession(), &app.GetHost());
     frame.resize(width, height);
     frame.show();

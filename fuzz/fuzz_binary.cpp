@@ -37,12 +37,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kymora::QuietHost host;
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);
-    session.importSettings["binaryType"] = std::to_string(data[0] % 4);
-    session.importSettings["binaryTraces"] = std::to_string(data[0] / 4 % 16 + 1);
+    kymora::OpenRequest request(kymora::OpenFor::reading);
+    request.settings["binaryType"] = std::to_string(data[0] % 4);
+    request.settings["binaryTraces"] = std::to_string(data[0] / 4 % 16 + 1);
     const auto* bytes = reinterpret_cast<const std::byte*>(data);
     files.Put("/x.bin", {bytes + 1, bytes + size});
     kymora::CBinaryDoc doc(session);
-    if (!doc.OnOpenDocument("/x.bin", kymora::OpenFor::reading)) return 0;
+    if (!doc.OnOpenDocument("/x.bin", request)) return 0;
     if (doc.GetLength() < 1 || doc.traceCount != data[0] / 4 % 16 + 1) std::abort();
     for (int t = 0; t < doc.traceCount; ++t) ReadTrace(doc, t);
     return 0;

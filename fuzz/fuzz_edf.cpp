@@ -42,11 +42,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kymora::QuietHost host;
     kymora::MemoryFileSystem files;
     kymora::Session session(host, files);
-    if (size % 2 == 1) session.importSettings["annotations"] = "separate";
+    kymora::OpenRequest request(kymora::OpenFor::reading);
+    if (size % 2 == 1) request.settings["annotations"] = "separate";
     const auto* bytes = reinterpret_cast<const std::byte*>(data);
     files.Put("/x.edf", {bytes, bytes + size});
     kymora::CEDFDoc doc(session);
-    if (!doc.OnOpenDocument("/x.edf", kymora::OpenFor::reading)) return 0;
+    if (!doc.OnOpenDocument("/x.edf", request)) return 0;
     if (doc.GetLength() < 1 || doc.traceCount < 1 || doc.traceCount > 16) std::abort();
     for (const int64_t from : {int64_t{0}, doc.GetLength() / 2, doc.GetLength() - 100}) Read(doc, from);
     CheckEvents(doc);

@@ -22,7 +22,7 @@ class EventsDoc : public kymora::CDataDoc {
     }
 
   protected:
-    bool Load(kymora::OpenFor) override { return true; }
+    void Load() override {}
     void ReadStored(int64_t, std::span<const StoredRead>) override {}
 };
 

@@ -23,7 +23,7 @@ class ShortDoc : public kymora::CDataDoc {
     }
 
   protected:
-    bool Load(kymora::OpenFor) override { return true; }
+    void Load() override {}
     void ReadStored(int64_t, std::span<const StoredRead> pieces) override {
         for (const StoredRead& piece : pieces) std::fill(piece.values.begin(), piece.values.end(), 1.0f);
     }
@@ -40,7 +40,7 @@ class OneView : public kymora::RemoteTarget {
     std::vector<kymora::CKymoraView*> Views() override { return {&view_}; }
     int Active() override { return 0; }
     void Activate(int) override {}
-    int Open(const std::filesystem::path&) override { return -1; }
+    int Open(const std::filesystem::path&, bool) override { return -1; }
     bool Close(int) override { return false; }
     bool Save(int) override { return doc_.SaveModified(); }
     bool SaveAs(int) override { return session_.host.ChooseSaveFile({}).has_value(); }

@@ -17,7 +17,7 @@ class ForeignDoc : public kymora::CDataDoc {
     }
 
   protected:
-    bool Load(kymora::OpenFor) override { return true; }
+    void Load() override {}
     void ReadStored(int64_t, std::span<const StoredRead> pieces) override {
         for (const StoredRead& piece : pieces)
             for (float& value : piece.values) value = 1.0f;

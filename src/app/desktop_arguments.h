@@ -3,19 +3,20 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "document/open_request.h"
 
 namespace kymora {
 
 struct DesktopArguments {
     std::vector<std::filesystem::path> files;
-    std::map<std::string, std::string> importSettings;  // KEY=VALUE of --import
-    std::optional<uint64_t> seed;                       // of --seed
-    std::optional<uint16_t> remotePort;                 // of --remote; 0 lets the system choose
-    std::string fault;  // why the command line is wrong; empty when it is right
+    ImportSettings importSettings;
+    std::optional<uint64_t> seed;        // of --seed
+    std::optional<uint16_t> remotePort;  // of --remote; 0 lets the system choose
+    std::string fault;                   // why the command line is wrong; empty when it is right
 };
 
 // Takes the arguments behind the program's name. "--" ends the options.

@@ -20,6 +20,7 @@
 #include "host/options_form.h"
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
+#include "import/formats.h"
 
 namespace kymora {
 
@@ -97,21 +98,22 @@ void CMainFrame::OnWindowNew() {
 
 // --- opening ---
 
-CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path) {
+CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path, std::optional<OpenTalk> talk) {
     if (CChildFrame* child = FindOpen(path)) {
         mdi_->setActiveSubWindow(child);
         return child;
     }
-    std::shared_ptr<CDataDoc> doc = OpenDocument(session_, path);
+    std::shared_ptr<CDataDoc> doc =
+        OpenDocument(session_, path, {opening_.purpose, talk.value_or(opening_.talk), opening_.settings});
     if (!doc) return nullptr;
     recent_.Add(path);
     emit SettingsChanged();
     return AddChild(std::move(doc));
 }
 
-void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths) {
+void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
     const size_t before = Children().size();
-    for (const auto& path : paths) OpenFile(path);
+    for (const auto& path : paths) OpenFile(path, talk);
     const size_t now = Children().size();
     if (now > 1 && now > before) OnWindowTile();
 }

@@ -14,25 +14,6 @@ namespace kymora {
 
 namespace {
 
-// Recordings open without the details dialog and the notice about gaps, which the user knows.
-class QuietOpen {
-  public:
-    explicit QuietOpen(Session& session)
-        : session_(session),
-          skipFileDetails_(std::exchange(session.skipFileDetails, true)),
-          gapNoticeShown_(std::exchange(session.gapNoticeShown, true)) {}
-    ~QuietOpen() {
-        session_.skipFileDetails = skipFileDetails_;
-        session_.gapNoticeShown = gapNoticeShown_;
-    }
-    QuietOpen(const QuietOpen&) = delete;
-    QuietOpen& operator=(const QuietOpen&) = delete;
-
-  private:
-    Session& session_;
-    bool skipFileDetails_, gapNoticeShown_;
-};
-
 // Where the result goes; nothing when the user gives up.
 std::optional<PlannedFile> AskTarget(CDataDoc& doc, const RunPlan& plan, std::span<CDataDoc* const> open) {
     Session& session = doc.GetSession();
@@ -82,9 +63,9 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
 }
 
 void CMainFrame::ReplaceDocument(CDataDoc& doc, const std::filesystem::path& path) {
-    const QuietOpen quiet(session_);
     // The new window comes before the old one goes, since windows of operations close with the last.
-    std::shared_ptr<CDataDoc> made = OpenDocument(session_, path);
+    std::shared_ptr<CDataDoc> made =
+        OpenDocument(session_, path, {OpenFor::editing, OpenTalk::tells, opening_.settings});
     if (!made) return;
     recent_.Add(path);
     emit SettingsChanged();

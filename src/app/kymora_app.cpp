@@ -66,7 +66,6 @@ uint64_t TimeOfDaySeed() {
 CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_, {SummaryFolder::OfUser()}) {
     session_.summaries = &summaries_;
     session_.Seed(TimeOfDaySeed());
-    session_.askForDetails = true;
     if (QLocale::system().decimalPoint() == ",") session_.decimalSeparator = ',';
     ReadOptions();
 }
@@ -153,10 +152,9 @@ int RunDesktop(int argc, char** argv) {
     // The options stand before the command line's files open, so that these are shown by them too.
     CKymora32App app;
     Session& session = app.GetSession();
-    session.importSettings = arguments.importSettings;
     if (arguments.seed) session.Seed(*arguments.seed);
     ApplyTheme(static_cast<Theme>(session.options.theme));
-    CMainFrame frame(session, &app.GetHost());
+    CMainFrame frame(session, &app.GetHost(), {OpenFor::editing, OpenTalk::asks, arguments.importSettings});
     app.ReadFrameSettings(frame);
     const auto keep = [&] {
         app.WriteOptions();

@@ -15,12 +15,14 @@
 
 namespace kymora {
 
-CMainFrame::CMainFrame(Session& session, DesktopHost* host)
+CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     : session_(session),
       host_(host),
+      opening_(std::move(opening)),
       mdi_(new QMdiArea(this)),
       status_(new QLabel(this)),
-      batch_(session, [this] { return Documents(); }) {
+      batch_(
+          session, [this] { return Documents(); }, opening_.settings) {
     batch_.replaceShown = [this](CDataDoc& doc, const std::filesystem::path& path) {
         ReplaceDocument(doc, path);
     };

@@ -28,7 +28,8 @@ class CMainFrame : public QMainWindow {
     Q_OBJECT
 
   public:
-    CMainFrame(Session& session, DesktopHost* host);
+    // Files open as `opening` says.
+    CMainFrame(Session& session, DesktopHost* host, OpenRequest opening = {});
     ~CMainFrame() override;
 
     Session& GetSession() const { return session_; }
@@ -37,10 +38,10 @@ class CMainFrame : public QMainWindow {
     OperationWindows& OperationDialogs() { return *operations_; }
 
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
-    // cannot be opened; the user was told why.
-    CChildFrame* OpenFile(const std::filesystem::path& path);
+    // cannot be opened; the user was told why. Says as much as the frame's files do, or as `talk` says.
+    CChildFrame* OpenFile(const std::filesystem::path& path, std::optional<OpenTalk> talk = {});
     // Opens each; a single one fills the main window.
-    void OpenFiles(const std::vector<std::filesystem::path>& paths);
+    void OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk = {});
     // What is dropped on the window: recordings open, settings of operations go to the active recording.
     void DropFile(const std::filesystem::path& path);
     // Opens one of the recent files; one that is gone is taken out of the list if the user agrees.
@@ -139,6 +140,7 @@ class CMainFrame : public QMainWindow {
 
     Session& session_;
     DesktopHost* host_;
+    const OpenRequest opening_;
     QMdiArea* mdi_;
     QLabel* status_;
     QToolBar* toolBar_ = nullptr;

@@ -27,7 +27,8 @@ bool RemoteControl::Start(uint16_t port) {
 
 void RemoteControl::OpenFiles(const std::vector<std::filesystem::path>& paths) {
     const DialogGuard guard(host_);
-    const std::string said = RunUnattended(host_, session_, [&] { frame_.OpenFiles(paths); });
+    const std::string said =
+        RunUnattended(host_, session_, [&] { frame_.OpenFiles(paths, OpenTalk::shows); });
     if (!said.empty()) std::fprintf(stderr, "kymora: %s\n", said.c_str());
 }
 

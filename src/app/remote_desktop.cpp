@@ -79,8 +79,8 @@ void DesktopRemote::Activate(int index) {
     child.mdiArea()->setActiveSubWindow(&child);
 }
 
-int DesktopRemote::Open(const std::filesystem::path& path) {
-    const CChildFrame* child = frame_.OpenFile(path);
+int DesktopRemote::Open(const std::filesystem::path& path, bool asks) {
+    const CChildFrame* child = frame_.OpenFile(path, asks ? std::nullopt : std::optional(OpenTalk::shows));
     const std::vector<CChildFrame*> children = frame_.Children();
     const auto found = std::find(children.begin(), children.end(), child);
     return child == nullptr || found == children.end() ? -1 : static_cast<int>(found - children.begin());

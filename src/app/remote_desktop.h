@@ -22,7 +22,7 @@ class DesktopRemote : public RemoteTarget {
     std::vector<CKymoraView*> Views() override;
     int Active() override;
     void Activate(int index) override;
-    int Open(const std::filesystem::path& path) override;
+    int Open(const std::filesystem::path& path, bool asks) override;
     bool Close(int index) override;
     bool Save(int index) override;
     bool SaveAs(int index) override;

@@ -9,6 +9,7 @@
 #include "catalogue/operations.h"
 #include "document/native_writer.h"
 #include "host/form.h"
+#include "import/formats.h"
 #include "import/open_document.h"
 #include "operations/save_result.h"
 #include "transforms/transform_dlg.h"

@@ -56,9 +56,9 @@ class BatchCaller : public RunCaller {
           results_(results),
           host_(session_.host, "Batch", job.files.size()),
           own_(host_, session_.files),
-          documents_(own_, [&documents] { return documents.Shown(); }) {
+          documents_(
+              own_, [&documents] { return documents.Shown(); }, documents.Settings()) {
         own_.options = session_.options;
-        own_.importSettings = session_.importSettings;
         own_.textFile = session_.textFile;
         own_.binaryFile = session_.binaryFile;
         own_.decimalSeparator = session_.decimalSeparator;

@@ -41,31 +41,34 @@ SubcommandContext::SubcommandContext(const CommonOptions& options)
         const size_t equals = setting.find('=');
         if (equals == 0 || equals == std::string::npos)
             throw CommandError(exitUsage, "--import takes KEY=VALUE, not \"" + setting + "\".");
-        session.importSettings[setting.substr(0, equals)] = setting.substr(equals + 1);
+        imports_[setting.substr(0, equals)] = setting.substr(equals + 1);
     }
     if (options.seed.value_or(0) < 0) throw CommandError(exitUsage, "--seed takes a number from 0.");
     session.Seed(static_cast<uint64_t>(options.seed.value_or(0)));
-    session.skipFileDetails = true;
     session.decimalSeparator = LocaleDecimalSeparator();
-    // The notice tells how a window shows gaps.
-    session.gapNoticeShown = true;
 }
 
 std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenFor purpose) {
-    std::unique_ptr<CDataDoc> doc = OpenDocument(session, path, purpose);
-    if (!doc && WasInterrupted()) throw Cancelled();
-    if (!doc) throw CommandError(session.importSettingRefused ? exitUsage : exitCannotOpen, "");
-    for (const auto& [key, value] : session.importSettings) {
-        if (session.importSettingsUsed.count(key) != 0) continue;
+    Opened opened = OpenRecording(session, path, {purpose, OpenTalk::tells, imports_});
+    importsUsed_.merge(opened.opening.settingsUsed);
+    importRefused_ = importRefused_ || !opened.opening.settingRefused.empty();
+    if (!opened.document && WasInterrupted()) throw Cancelled();
+    if (!opened.document) throw CommandError(importRefused_ ? exitUsage : exitCannotOpen, "");
+    CheckImports();
+    return std::move(opened.document);
+}
+
+// Throws CommandError for a setting that no reader looked at.
+void SubcommandContext::CheckImports() const {
+    for (const auto& [key, value] : imports_) {
+        if (importsUsed_.count(key) != 0) continue;
         std::string known;
-        for (const std::string& name : session.importSettingsUsed)
-            known += (known.empty() ? "" : ", ") + name;
+        for (const std::string& name : importsUsed_) known += (known.empty() ? "" : ", ") + name;
         throw CommandError(exitUsage,
                            known.empty()
                                ? "--import " + key + ": a file of this format takes no settings."
                                : "--import " + key + ": a file of this format takes only " + known + ".");
     }
-    return doc;
 }
 
 std::unique_ptr<Progress> SubcommandContext::StartOutputProgress(std::string_view label, uint64_t total) {

@@ -44,6 +44,14 @@ class SubcommandContext {
     DiskFileSystem files;
     Session session;
     StandardOutput output;
+
+  private:
+    void CheckImports() const;
+
+    ImportSettings imports_;
+    // Of all files that were opened: readers may look at different ones.
+    std::set<std::string> importsUsed_;
+    bool importRefused_ = false;
 };
 
 // Reports progress and throws Cancelled when the user interrupted.

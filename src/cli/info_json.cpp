@@ -1,5 +1,6 @@
 #include "cli/info_json.h"
 
+#include "import/formats.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "cli/info_json.h"
+#include "import/formats.h"
 #include "results/number_text.h"
 
 namespace kymora {

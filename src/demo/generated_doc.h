@@ -25,7 +25,7 @@ class GeneratedDoc : public CDataDoc {
     const std::vector<float>& Stored(int trace) const { return stored_[static_cast<size_t>(trace)]; }
 
   protected:
-    bool Load(OpenFor) override { return true; }
+    void Load() override {}
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
 
   private:

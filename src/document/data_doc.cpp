@@ -45,32 +45,53 @@ void CDataDoc::ResetModel() {
 
 // --- opening, saving, closing ---
 
-bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenFor purpose) {
+bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenRequest request) {
     filePath = path;
+    opening_ = {std::move(request)};
     RememberStamp(path);
     inOpen = true;
-    bool opened = false;
-    std::string reason;
-    try {
-        opened = Load(purpose) && AfterLoad() && !openCancelled;
-        if (opened) {
-            OfferChannelsInUse();
-            AllocateBuffers();
-        }
-    } catch (const ArchiveError& error) {
-        opened = false;
-        reason = error.what();
-    } catch (const FileError& error) {
-        opened = false;
-        reason = error.what();
-    } catch (const std::bad_alloc&) {
-        opened = false;
-        reason = "There is not enough memory for it.";
-    }
+    const bool opened = TryToOpen();
     inOpen = false;
-    if (!reason.empty()) GetHost().Message("Couldn't open " + path.string() + "\n" + reason);
+    if (!opening_.fault.empty()) GetHost().Message(opening_.fault);
     if (opened) UpdateAllViews(UpdateHint::samples);
     return opened;
+}
+
+// False with the fault noted, or where the user declined.
+bool CDataDoc::TryToOpen() {
+    std::string reason;
+    try {
+        Load();
+        AfterLoad();
+        OfferChannelsInUse();
+        AllocateBuffers();
+        return true;
+    } catch (const OpenDeclined&) {
+        return false;
+    } catch (const ImportSettingError& error) {
+        opening_.settingRefused = error.key;
+        opening_.fault = error.what();
+        return false;
+    } catch (const OpenError& error) {
+        opening_.fault = error.what();
+        return false;
+    } catch (const ArchiveError& error) {
+        reason = error.what();
+    } catch (const FileError& error) {
+        reason = error.what();
+    } catch (const std::bad_alloc&) {
+        reason = "There is not enough memory for it.";
+    }
+    opening_.fault = "Couldn't open " + filePath.string() + "\n" + reason;
+    return false;
+}
+
+std::unique_ptr<DataFile> CDataDoc::OpenReadOnly() const {
+    try {
+        return session_.files.Open(filePath, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        throw OpenError(std::string("Couldn't open file\n") + error.what());
+    }
 }
 
 // Letters reach only the first 26 channels; a recording that uses more switches the session to numbers.
@@ -110,14 +131,14 @@ bool CDataDoc::MayDescribeSource() {
 }
 
 void CDataDoc::Tell(std::string_view text) {
-    if (session_.opensForBatch)
+    if (inOpen && opening_.request.talk == OpenTalk::logs)
         GetHost().Log(std::string(text) + "\n");
     else
         GetHost().Message(text);
 }
 
 void CDataDoc::Notify(std::string_view key, std::string_view text) {
-    if (session_.opensForBatch)
+    if (inOpen && opening_.request.talk == OpenTalk::logs)
         GetHost().Log(std::string(text) + "\n");
     else
         GetHost().Notice(key, "Notification", text);

@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,6 +22,7 @@
 #include "document/document_view.h"
 #include "document/file_identity.h"
 #include "document/file_type.h"
+#include "document/open_request.h"
 #include "document/overlays.h"
 #include "document/run_list.h"
 #include "document/sample_reader.h"
@@ -34,11 +34,6 @@
 namespace kymora {
 
 inline constexpr int64_t longestRecording = 0x7FFFFFFF;
-
-enum class OpenFor {
-    editing,  // takes the file for itself, so that a second program or document gets it read-only
-    reading,  // never locks and never writes, whatever it finds
-};
 
 enum class SaveOutcome {
     saved,
@@ -68,13 +63,16 @@ class CDataDoc : public EventChanOwner, public SampleReader {
 
     // Opens and fills the document. A failure is told to the user and answers false; the document is then
     // unusable.
-    bool OnOpenDocument(const std::filesystem::path& path, OpenFor purpose = OpenFor::editing);
+    bool OnOpenDocument(const std::filesystem::path& path, OpenRequest request = {});
+    // What came of that.
+    const Opening& GetOpening() const { return opening_; }
+    virtual Reopening ToReopen() const { return {opening_.request.settings}; }
     // A native file saves in place; any other writes its side-car. Whatever failed or was refused, the user
     // was told of.
     virtual SaveOutcome Save();
     bool OnSaveDocument() { return Save() == SaveOutcome::saved; }
     // Say something about the recording that opens, which is good to know and no failure: to the user, or in
-    // the log while a batch opens it.
+    // the log where the request says so.
     void Tell(std::string_view text);
     void Notify(std::string_view key, std::string_view text);
     // Asks about unsaved changes; true when the document may close.
@@ -102,7 +100,6 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     std::filesystem::path filePath;  // as the user gave it; compare paths with SamePath
     int32_t fileVersion = currentFileVersion;
     bool inOpen = false;
-    bool openCancelled = false;
     bool openedReadOnly = false;  // may not be saved in place; readOnlyReason says why
     std::string readOnlyReason;
 
@@ -208,12 +205,6 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     // The same for many short stretches of one trace, in ascending order.
     bool FoldStretches(int trace, std::span<const FoldStretch> stretches);
 
-    // The import settings with which the same file opens as the same recording again, without a question.
-    virtual std::map<std::string, std::string> SettingsToReopen() const { return session_.importSettings; }
-    // Makes a document of another session that reads the same samples, also in another thread: from documents
-    // that hold them in memory. Empty from all others, whose file is opened once more.
-    virtual std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const { return {}; }
-
     // --- traces, markers, channels ---
 
     // Moves every per-trace entry from slot 126 down to `slot` one place up; traceCount is the caller's to
@@ -269,11 +260,14 @@ class CDataDoc : public EventChanOwner, public SampleReader {
         int trace = 0;
         std::span<float> values;
     };
-    // Fills the model from the file at filePath. Called with the defaults in place; reports failures by false
-    // (the user was told), ArchiveError or FileError.
-    virtual bool Load(OpenFor purpose) = 0;
-    // What comes after the model is filled and before the views are told.
-    virtual bool AfterLoad() { return true; }
+    // Fills the model from the file at filePath, as the opening says. Called with the defaults in place;
+    // throws OpenError, OpenDeclined, ArchiveError or FileError.
+    virtual void Load() = 0;
+    // What comes after the model is filled and before the views are told; throws the same.
+    virtual void AfterLoad() {}
+    Opening& CurrentOpening() { return opening_; }
+    // The file at filePath, for readers that never write it. Throws OpenError.
+    std::unique_ptr<DataFile> OpenReadOnly() const;
     // Reads stored samples (gaps not counted) from `storedIndex` on, without gains. All pieces have one
     // length, and none reaches past the stored samples of its trace. The spans arrive with any content; what
     // cannot be read is set to 0.0.
@@ -299,6 +293,7 @@ class CDataDoc : public EventChanOwner, public SampleReader {
   private:
     const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
     double ReadNextSlow(int trace);
+    bool TryToOpen();
     void Advance();
     void UpdateReadable();
     const float* Window(int trace) {
@@ -311,6 +306,7 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     void FoldRuns(int64_t from, int64_t count, FoldSlots slots, std::span<const TraceFold> folds);
 
     Session& session_;
+    Opening opening_;
     bool modified_ = false;
     UndoStack undo_{*this};
     std::vector<DocumentView*> views_;

@@ -160,10 +160,10 @@ void CFloatDoc::LoadSharedRows(CArchive& archive) {
 
 // --- opening ---
 
-bool CFloatDoc::Load(OpenFor purpose) {
+void CFloatDoc::Load() {
     constexpr int attempts = 3;
     for (int attempt = 1;; ++attempt) {
-        if (!OpenSampleFile(purpose)) return false;
+        OpenSampleFile();
         // Of the file that is read here, which need not be the one that has its name by now.
         RememberStamp(filePath, sampleFile->Stamp());
         const FileStamp before = sampleFile->Stamp();
@@ -176,22 +176,19 @@ bool CFloatDoc::Load(OpenFor purpose) {
         } catch (const ArchiveError&) {
             if (!disturbed()) throw;
         }
-        if (attempt == attempts) {
-            GetHost().Message("The file " + filePath.string() +
-                              " is being saved by another program. Try again in a moment.");
-            return false;
-        }
+        if (attempt == attempts)
+            throw OpenError("The file " + filePath.string() +
+                            " is being saved by another program. Try again in a moment.");
         ResetModel();
     }
     sampleStride = traceCount * static_cast<int32_t>(sizeof(float));
     for (TraceSettings& trace : traces) trace.traceGain = 1.0;
     if (ownsFile_ && fileVersion >= firstTailVersion)
         fingerprint_ = FileFingerprint(*sampleFile, {headEnd_, tailOffset});
-    return true;
 }
 
 // Opens the file, for itself when it is to be edited, and sees to what an interrupted save left.
-bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
+void CFloatDoc::OpenSampleFile() {
     FileSystem& files = GetSession().files;
     sampleFile.reset();
     ownsFile_ = false;
@@ -203,7 +200,7 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
     openedReadOnly = false;
     readOnlyReason.clear();
     try {
-        if (purpose == OpenFor::reading) {
+        if (GetOpening().request.purpose == OpenFor::reading) {
             openReadOnly("it was opened for reading");
         } else {
             try {
@@ -221,15 +218,13 @@ bool CFloatDoc::OpenSampleFile(OpenFor purpose) {
         }
     } catch (const FileError& error) {
         GetHost().Log(std::string(error.what()) + "\n");
-        GetHost().Message("Couldn't open file " + filePath.string() + " for read/write or just read.");
-        return false;
+        throw OpenError("Couldn't open file " + filePath.string() + " for read/write or just read.");
     }
     try {
         HandleJournal();
     } catch (const FileError& error) {
         ReadBesideJournal(error.what());
     }
-    return true;
 }
 
 // The journal of an interrupted save cannot be read, or not be dealt with: the recording is shown as it was
@@ -309,20 +304,21 @@ void CFloatDoc::PassOverForeignJournal() {
     }
 }
 
-bool CFloatDoc::AfterLoad() {
+void CFloatDoc::AfterLoad() {
     Session& session = GetSession();
+    const bool showsDetails = GetOpening().request.talk <= OpenTalk::shows;
     if (openedReadOnly && readOnlyReason == inUseReason)
         Tell("The file " + filePath.string() +
              " is already open in another window or program. It is opened here for reading only; changes "
              "can be saved under another name.");
-    if (hasGaps && !noData && !session.gapNoticeShown)
-        GetHost().Notice("GapNotice", "Notification", gapNoticeText);
-    if (!session.skipFileDetails) {
+    if (hasGaps && !noData && showsDetails) GetHost().Notice("GapNotice", "Notification", gapNoticeText);
+    bool declined = false;
+    if (showsDetails && !session.skipFileDetails) {
         const FileDetails details{fileVersion, filePath.filename().string(), fileComment,   traceCount,
                                   GetLength(), TimeOf(GetLength()),          sampleInterval};
-        openCancelled = !GetHost().AcceptFileDetails(details, session.skipFileDetails);
+        declined = !GetHost().AcceptFileDetails(details, session.skipFileDetails);
     }
-    return !openCancelled;
+    if (declined) throw OpenDeclined();
 }
 
 // --- samples ---

@@ -33,13 +33,13 @@ class CFloatDoc : public CDataDoc {
     SaveOutcome Save() override;
 
   protected:
-    bool Load(OpenFor purpose) override;
-    bool AfterLoad() override;
+    void Load() override;
+    void AfterLoad() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
 
   private:
     void AddTraceBehind(int source);
-    bool OpenSampleFile(OpenFor purpose);
+    void OpenSampleFile();
     void HandleJournal();
     void PassOverForeignJournal();
     void ReadBesideJournal(const std::string& reason);

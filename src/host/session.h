@@ -8,7 +8,6 @@
 #include <functional>
 #include <map>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -36,27 +35,12 @@ class Session {
     // Where views get the bins of long stretches without waiting; null where there is no window.
     SummaryService* summaries = nullptr;
 
-    bool skipFileDetails = false;  // the details dialog is not shown when a file opens
-    bool gapNoticeShown = false;   // the notice about gaps was seen
+    bool skipFileDetails = false;  // the user does not want to see the details of files that open
     // A recording needed numbers for its channels; the user's own choice, which is kept, was letters.
     bool numbersForSession = false;
-    // Recordings open for a batch: what readers would show goes to the log.
-    bool opensForBatch = false;
     bool coupledCursors = false;  // vertical cursors keep their distances when one of them is moved
-    // Readers of foreign formats show the dialogs in which they ask for details. Without them they take what
-    // the import settings say, and the defaults.
-    bool askForDetails = false;
     // Keys of dialogs that the user does not want to see again in this session, and what was answered last.
     std::map<std::string, int, std::less<>> silencedDialogs;
-
-    // What the details dialogs of foreign formats would have asked: KEY to VALUE of --import.
-    std::map<std::string, std::string> importSettings;
-    std::set<std::string> importSettingsUsed;  // keys that some reader looked at
-
-    bool importSettingRefused = false;  // a file did not open because of what one of them says
-
-    // Answers the value of an import setting, or nothing, and notes that it was asked for.
-    const std::string* ImportSetting(const std::string& key);
 
     // The settings that each operation had when it was last used, by class name.
     std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;

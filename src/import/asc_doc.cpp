@@ -71,24 +71,14 @@ CAscDoc::Head::Head(TextReader& reader) {
 
 // --- opening ---
 
-bool CAscDoc::Load(OpenFor) {
-    if (!IsTextFileName(filePath)) {
-        Refuse("You must select a .asc, .csv or .txt file");
-        return false;
-    }
-    std::unique_ptr<DataFile> file;
-    try {
-        RememberStamp(filePath);
-        file = GetSession().files.Open(filePath, OpenMode::readOnly);
-    } catch (const FileError& error) {
-        Refuse(std::string("Couldn't open file\n") + error.what());
-        return false;
-    }
+void CAscDoc::Load() {
+    if (!IsTextFileName(filePath)) throw OpenError("You must select a .asc, .csv or .txt file");
+    RememberStamp(filePath);
+    const std::unique_ptr<DataFile> file = OpenReadOnly();
     TextReader reader(*file);
-    if (!LoadText(reader)) return false;
+    LoadText(reader);
     FillModel();
     ReadOwnSideCar();
-    return true;
 }
 
 void CAscDoc::ReadOwnSideCar() {
@@ -104,29 +94,20 @@ void CAscDoc::ReadOwnSideCar() {
         if (traces[t].traceAutoscale != 0 && traces[t].traceLabel.empty()) traces[t].traceLabel = labels_[t];
 }
 
-void CAscDoc::Refuse(const std::string& text) const { GetHost().Message(text); }
-
-bool CAscDoc::LoadText(TextReader& reader) {
-    {
-        const Head head(reader);
-        if (!SettleLayout(head)) return false;
-    }
-    Outcome outcome = ReadRows(reader);
-    if (outcome == Outcome::points) {
-        openCancelled = !GetHost().Confirm(pointsText);
-        if (openCancelled) return false;
+void CAscDoc::LoadText(TextReader& reader) {
+    SettleLayout(Head(reader));
+    if (!ReadRows(reader)) {
+        if (!GetHost().Confirm(pointsText)) throw OpenDeclined();
         decimal_ = '.';
         decimalIsStated_ = true;
         reader.Rewind();
-        outcome = ReadRows(reader);
+        ReadRows(reader);
     }
-    if (outcome == Outcome::done) TellInterval();
-    return outcome == Outcome::done;
+    TellInterval();
 }
 
 void CAscDoc::TellInterval() {
-    Session& session = GetSession();
-    if (session.askForDetails || session.ImportSetting("sampleInterval")) return;
+    if (GetOpening().Asks() || CurrentOpening().Setting("sampleInterval")) return;
     Notify(
         "TextFileInterval",
         fmt::format("No sample interval is given for {}; {} ms is used. The command line takes another one, "
@@ -134,37 +115,27 @@ void CAscDoc::TellInterval() {
                     filePath.filename().string(), layout_.sampleInterval));
 }
 
-bool CAscDoc::SettleLayout(const Head& head) {
-    Session& session = GetSession();
-    layout_ = session.textFile;
-    decimal_ = session.decimalSeparator;
-    try {
-        const std::optional<char> stated = TakeTextSettings(session, layout_);
-        decimalIsStated_ = stated.has_value();
-        decimal_ = stated.value_or(decimal_);
-    } catch (const TextSettingError& error) {
-        session.importSettingRefused = true;
-        Refuse(error.what());
-        return false;
-    }
-    if (session.askForDetails) return AskLayout(head);
+void CAscDoc::SettleLayout(const Head& head) {
+    layout_ = GetSession().textFile;
+    const std::optional<char> stated = TakeTextSettings(CurrentOpening(), layout_);
+    decimalIsStated_ = stated.has_value();
+    decimal_ = stated.value_or(GetSession().decimalSeparator);
+    if (GetOpening().Asks()) return AskLayout(head);
     if (layout_.skipRows < 0) layout_.skipRows = GuessSkipRows(head, layout_.skipColumns);
-    return true;
 }
 
-bool CAscDoc::AskLayout(const Head& head) {
+void CAscDoc::AskLayout(const Head& head) {
     Session& session = GetSession();
     TextFileQuestion question;
     question.preview = TextPreview(head.lines);
     for (const char* key : textLayoutKeys)
-        if (session.ImportSetting(key)) question.known.insert(key);
+        if (CurrentOpening().Setting(key)) question.known.insert(key);
     if (layout_.skipRows < 0) {
         layout_.skipRows = GuessSkipRows(head, layout_.skipColumns);
         question.guess = [this, &head](int skipColumns) { return GuessSkipRows(head, skipColumns); };
     }
-    if (question.known.size() == std::size(textLayoutKeys)) return true;
-    openCancelled = !AskTextFile(session, question, layout_);
-    if (openCancelled) return false;
+    if (question.known.size() == std::size(textLayoutKeys)) return;
+    if (!AskTextFile(session, question, layout_)) throw OpenDeclined();
     // What the user did not answer is no default for the next file.
     TextFileDefaults& kept = session.textFile;
     const auto isAnswered = [&](const char* key) { return question.known.count(key) == 0; };
@@ -173,7 +144,6 @@ bool CAscDoc::AskLayout(const Head& head) {
     if (isAnswered("skipColumns")) kept.skipColumns = layout_.skipColumns;
     if (isAnswered("labelRow")) kept.labelRow = layout_.labelRow;
     if (isAnswered("dataInColumns")) kept.dataInColumns = layout_.dataInColumns;
-    return true;
 }
 
 // The rows before the first that holds data. Where no whole row looks like data, dates or labels may stand in
@@ -202,22 +172,17 @@ RowFormat CAscDoc::Format() const {
     return format;
 }
 
-CAscDoc::Outcome CAscDoc::ReadRows(TextReader& reader) {
+// False where the numbers seem to have points, which the user has to say.
+bool CAscDoc::ReadRows(TextReader& reader) {
     const RowFormat format = Format();
     TextSampleReader rows(format, layout_.dataInColumns);
     const auto parser = std::make_unique<RowParser>(format, rows);
-    const bool taken = Feed(reader, *parser);
-    if (openCancelled) return Outcome::failed;
-    if (!taken && parser->FaultRow() != 0) {
-        if (parser->SeemsToUsePoints() && !decimalIsStated_) return Outcome::points;
-        Refuse(fmt::format("Error reading datum as float: row {}, text: '{}'", parser->FaultRow(),
-                           parser->FaultText()));
-        return Outcome::failed;
+    if (!Feed(reader, *parser) && parser->FaultRow() != 0) {
+        if (parser->SeemsToUsePoints() && !decimalIsStated_) return false;
+        throw OpenError(fmt::format("Error reading datum as float: row {}, text: '{}'", parser->FaultRow(),
+                                    parser->FaultText()));
     }
-    if (TellProblem(rows)) return Outcome::failed;
-    samples_ = rows.Samples();
-    comment_ = rows.Comment();
-    labels_ = layout_.labelRow > 0 ? rows.Labels() : std::vector<std::string>();
+    TakeTable(rows);
     if (layout_.labelRow > 0 && labels_.empty()) Tell(labelCountText);
     if (parser->OddRow() != 0)
         Tell(fmt::format(
@@ -229,39 +194,36 @@ CAscDoc::Outcome CAscDoc::ReadRows(TextReader& reader) {
             fmt::format("Row {} has separators and no values. It was passed over, so that what follows comes "
                         "earlier by a sample.",
                         parser->HollowRow()));
-    return Outcome::done;
+    return true;
 }
 
-// False when the parser or the user wants no more.
+// False when the parser wants no more.
 bool CAscDoc::Feed(TextReader& reader, RowParser& parser) {
     ProgressScope progress(GetHost(), "Reading text", reader.Length(), bytesWithoutProgress);
     for (;;) {
         const std::string_view piece = reader.NextPiece();
         if (piece.empty()) return parser.Finish();
         if (!parser.Take(piece)) return false;
-        openCancelled = !progress.GoesOn(reader.BytesRead());
-        if (openCancelled) return false;
+        if (!progress.GoesOn(reader.BytesRead())) throw OpenDeclined();
     }
 }
 
-bool CAscDoc::TellProblem(TextSampleReader& rows) const {
+void CAscDoc::TakeTable(TextSampleReader& rows) {
     switch (rows.Check()) {
     case TextSampleReader::Problem::none:
-        return false;
+        break;
     case TextSampleReader::Problem::noTraces:
-        Refuse(noTracesText);
-        return true;
+        throw OpenError(noTracesText);
     case TextSampleReader::Problem::tooManyTraces:
-        Refuse(fmt::format(tooManyTracesText, rows.ProblemNumber()));
-        return true;
+        throw OpenError(fmt::format(tooManyTracesText, rows.ProblemNumber()));
     case TextSampleReader::Problem::raggedRow:
-        Refuse(fmt::format(raggedRowText, rows.ProblemNumber()));
-        return true;
+        throw OpenError(fmt::format(raggedRowText, rows.ProblemNumber()));
     case TextSampleReader::Problem::tooLong:
-        Refuse(tooLongText);
-        return true;
+        throw OpenError(tooLongText);
     }
-    return true;
+    samples_ = rows.Samples();
+    comment_ = rows.Comment();
+    labels_ = layout_.labelRow > 0 ? rows.Labels() : std::vector<std::string>();
 }
 
 // --- the model ---
@@ -281,19 +243,16 @@ void CAscDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces
     for (const StoredRead& piece : pieces) samples_->Read(piece.trace, storedIndex, piece.values);
 }
 
-std::map<std::string, std::string> CAscDoc::SettingsToReopen() const {
-    std::map<std::string, std::string> settings = GetSession().importSettings;
+Reopening CAscDoc::ToReopen() const {
+    Reopening again = CDataDoc::ToReopen();
+    ImportSettings& settings = again.settings;
     settings["sampleInterval"] = fmt::format("{}", layout_.sampleInterval);
     settings["skipRows"] = std::to_string(layout_.skipRows);
     settings["skipColumns"] = std::to_string(layout_.skipColumns);
     settings["labelRow"] = std::to_string(layout_.labelRow);
     settings["dataInColumns"] = layout_.dataInColumns ? "1" : "0";
     if (decimalIsStated_ || decimal_ != '.') settings["decimalSeparator"] = std::string(1, decimal_);
-    return settings;
-}
-
-std::function<std::unique_ptr<CDataDoc>(Session&)> CAscDoc::TwinMaker() const {
-    return [samples = samples_, path = filePath, layout = layout_](Session& session) {
+    again.twin = [samples = samples_, path = filePath, layout = layout_](Session& session) {
         auto twin = std::make_unique<CAscDoc>(session);
         twin->filePath = path;
         twin->samples_ = samples;
@@ -302,6 +261,7 @@ std::function<std::unique_ptr<CDataDoc>(Session&)> CAscDoc::TwinMaker() const {
         twin->AllocateBuffers();
         return twin;
     };
+    return again;
 }
 
 }  // namespace kymora

@@ -22,29 +22,26 @@ class CAscDoc : public CDataDoc {
     using CDataDoc::CDataDoc;
 
     int GetFileType() const override { return typeText; }
-    std::map<std::string, std::string> SettingsToReopen() const override;
-    std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const override;
+    Reopening ToReopen() const override;
 
   protected:
-    bool Load(OpenFor purpose) override;
+    void Load() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
 
   private:
     struct Head;
-    enum class Outcome { done, failed, points };
 
-    bool LoadText(TextReader& reader);
+    void LoadText(TextReader& reader);
     void TellInterval();
-    bool SettleLayout(const Head& head);
-    bool AskLayout(const Head& head);
+    void SettleLayout(const Head& head);
+    void AskLayout(const Head& head);
     int GuessSkipRows(const Head& head, int skipColumns) const;
     RowFormat Format() const;
-    Outcome ReadRows(TextReader& reader);
+    bool ReadRows(TextReader& reader);
     bool Feed(TextReader& reader, RowParser& parser);
-    bool TellProblem(TextSampleReader& rows) const;
+    void TakeTable(TextSampleReader& rows);
     void FillModel();
     void ReadOwnSideCar();
-    void Refuse(const std::string& text) const;
 
     TextFileDefaults layout_;
     char decimal_ = '.';

@@ -9,58 +9,38 @@
 
 namespace kymora {
 
-bool CBinaryDoc::Load(OpenFor) {
-    if (FoldCase(filePath.string()).find(".bin") == std::string::npos) {
-        GetHost().Message("You must select a .bin file");
-        return false;
-    }
-    if (!OpenFile() || !ChooseFormat() || !MeasureFile()) return false;
+void CBinaryDoc::Load() {
+    if (FoldCase(filePath.string()).find(".bin") == std::string::npos)
+        throw OpenError("You must select a .bin file");
+    sampleFile = OpenReadOnly();
+    if (sampleFile->Length() == 0) throw OpenError(fmt::format("{} is empty.", filePath.filename().string()));
+    ChooseFormat();
+    MeasureFile();
     reader_ = std::make_unique<BinarySampleReader>(*sampleFile, format_.layout);
     FillModel();
     ReadOwnSideCar();
-    return true;
 }
 
-bool CBinaryDoc::OpenFile() {
-    try {
-        sampleFile = GetSession().files.Open(filePath, OpenMode::readOnly);
-    } catch (const FileError& error) {
-        GetHost().Message(std::string("Couldn't open file\n") + error.what());
-        return false;
-    }
-    if (sampleFile->Length() != 0) return true;
-    GetHost().Message(fmt::format("{} is empty.", filePath.filename().string()));
-    return false;
+void CBinaryDoc::ChooseFormat() {
+    CBinaryFormat format(GetSession(), CurrentOpening());
+    const bool asks = GetOpening().Asks();
+    const std::string name = filePath.filename().string();
+    if (asks && !format.IsSettled() && !format.Ask(*sampleFile, name)) throw OpenDeclined();
+    format_ = format.Format();
+    if (!asks && format.IsGuess())
+        Tell(fmt::format("{} is read as {} trace(s) of the type \"{}\", {} ms from sample to sample. The "
+                         "command line says otherwise with --import binaryTraces=N, binaryType=TYPE and "
+                         "binaryInterval=MS.",
+                         name, format_.layout.traces,
+                         binaryTypes[static_cast<size_t>(format_.layout.type)].text, format_.interval));
 }
 
-bool CBinaryDoc::ChooseFormat() {
-    try {
-        CBinaryFormat format(GetSession());
-        if (GetSession().askForDetails && !format.IsSettled())
-            openCancelled = !format.Ask(*sampleFile, filePath.filename().string());
-        format_ = format.Format();
-        if (!GetSession().askForDetails && format.IsGuess())
-            Tell(fmt::format("{} is read as {} trace(s) of the type \"{}\", {} ms from sample to sample. The "
-                             "command line says otherwise with --import binaryTraces=N, binaryType=TYPE and "
-                             "binaryInterval=MS.",
-                             filePath.filename().string(), format_.layout.traces,
-                             binaryTypes[static_cast<size_t>(format_.layout.type)].text, format_.interval));
-        return !openCancelled;
-    } catch (const BinarySettingError& error) {
-        GetSession().importSettingRefused = true;
-        GetHost().Message(error.what());
-        return false;
-    }
-}
-
-bool CBinaryDoc::MeasureFile() {
+void CBinaryDoc::MeasureFile() {
     const uint64_t size = sampleFile->Length();
     const auto stride = static_cast<uint64_t>(format_.layout.Stride());
-    if (size < stride) {
-        GetHost().Message(fmt::format("{} holds {} bytes. One sample of each of {} traces takes {}.",
-                                      filePath.filename().string(), size, format_.layout.traces, stride));
-        return false;
-    }
+    if (size < stride)
+        throw OpenError(fmt::format("{} holds {} bytes. One sample of each of {} traces takes {}.",
+                                    filePath.filename().string(), size, format_.layout.traces, stride));
     if (size % stride != 0)
         Tell("It seems that not all channels contain the same number of samples. Discarding remainder.");
     length_ = static_cast<int64_t>(size / stride);
@@ -68,7 +48,6 @@ bool CBinaryDoc::MeasureFile() {
         Tell(tooLongText);
         length_ = longestRecording;
     }
-    return true;
 }
 
 void CBinaryDoc::FillModel() {
@@ -106,12 +85,13 @@ void CBinaryDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> str
     reader_->FoldStretches(trace, traces[static_cast<size_t>(trace)].traceGain, stretches);
 }
 
-std::map<std::string, std::string> CBinaryDoc::SettingsToReopen() const {
-    std::map<std::string, std::string> settings = GetSession().importSettings;
+Reopening CBinaryDoc::ToReopen() const {
+    Reopening again = CDataDoc::ToReopen();
+    ImportSettings& settings = again.settings;
     settings["binaryTraces"] = std::to_string(format_.layout.traces);
     settings["binaryInterval"] = fmt::format("{}", format_.interval);  // reads back as the same number
     settings["binaryType"] = std::to_string(static_cast<int>(format_.layout.type));
-    return settings;
+    return again;
 }
 
 }  // namespace kymora

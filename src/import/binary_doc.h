@@ -15,10 +15,10 @@ class CBinaryDoc : public CDataDoc {
     using CDataDoc::CDataDoc;
 
     int GetFileType() const override { return typeBinary; }
-    std::map<std::string, std::string> SettingsToReopen() const override;
+    Reopening ToReopen() const override;
 
   protected:
-    bool Load(OpenFor purpose) override;
+    void Load() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
     // Floating point files may hold what is no number.
     bool CanFold() const override { return format_.layout.IsInteger(); }
@@ -27,9 +27,8 @@ class CBinaryDoc : public CDataDoc {
     void FoldStoredStretches(int trace, std::span<const FoldStretch> stretches) override;
 
   private:
-    bool OpenFile();
-    bool ChooseFormat();
-    bool MeasureFile();
+    void ChooseFormat();
+    void MeasureFile();
     void FillModel();
     void ReadOwnSideCar();
 

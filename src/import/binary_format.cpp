@@ -22,26 +22,22 @@ std::optional<Number> NumberOf(const std::string& text) {
     return value;
 }
 
-[[noreturn]] void Refuse(const char* key, const std::string& value, const std::string& takes) {
-    throw BinarySettingError(
-        fmt::format("The import setting \"{}\" is \"{}\". It takes {}.", key, value, takes));
-}
-
 // The value of a number given under either name.
 template <typename Number>
-std::optional<Number> Setting(Session& session, const char* name, const char* shortName, Number least,
+std::optional<Number> Setting(Opening& opening, const char* name, const char* shortName, Number least,
                               Number most, const char* takes) {
-    const std::string* longer = session.ImportSetting(name);
-    const std::string* shorter = session.ImportSetting(shortName);
+    const std::string* longer = opening.Setting(name);
+    const std::string* shorter = opening.Setting(shortName);
     const std::string* setting = longer ? longer : shorter;
     if (!setting) return std::nullopt;
     const auto value = NumberOf<Number>(*setting);
-    if (!value || !(*value >= least && *value <= most)) Refuse(longer ? name : shortName, *setting, takes);
+    if (!value || !(*value >= least && *value <= most))
+        throw ImportSettingError(longer ? name : shortName, *setting, takes);
     return value;
 }
 
-std::optional<BinaryType> TypeSetting(Session& session) {
-    const std::string* setting = session.ImportSetting("binaryType");
+std::optional<BinaryType> TypeSetting(Opening& opening) {
+    const std::string* setting = opening.Setting("binaryType");
     if (!setting) return std::nullopt;
     const std::string folded = FoldCase(*setting);
     std::string takes;
@@ -51,7 +47,7 @@ std::optional<BinaryType> TypeSetting(Session& session) {
             return static_cast<BinaryType>(i);
         takes += fmt::format("{}{} or {}", i == 0 ? "" : ", ", i, type.shortName);
     }
-    Refuse("binaryType", *setting, takes);
+    throw ImportSettingError("binaryType", *setting, takes);
 }
 
 int64_t RowsIn(const DataFile& file, const BinaryLayout& layout) {
@@ -105,18 +101,19 @@ CBinaryFormat::CBinaryFormat(Session& session, const BinaryFileDefaults& default
       format_{{defaults.binaryTraces, static_cast<BinaryType>(defaults.binaryType)},
               defaults.binaryInterval} {}
 
-CBinaryFormat::CBinaryFormat(Session& session) : CBinaryFormat(session, session.binaryFile) {
+CBinaryFormat::CBinaryFormat(Session& session, Opening& opening)
+    : CBinaryFormat(session, session.binaryFile) {
     if (const auto traces =
-            Setting(session, "binaryTraces", "traces", 1, maxBinaryTraces, "a whole number from 1 to 16")) {
+            Setting(opening, "binaryTraces", "traces", 1, maxBinaryTraces, "a whole number from 1 to 16")) {
         format_.layout.traces = *traces;
         tracesGiven_ = true;
     }
-    if (const auto interval = Setting(session, "binaryInterval", "sampleInterval", leastBinaryInterval,
+    if (const auto interval = Setting(opening, "binaryInterval", "sampleInterval", leastBinaryInterval,
                                       greatestBinaryInterval, "milliseconds from 1e-8 to 1e10")) {
         format_.interval = *interval;
         intervalGiven_ = true;
     }
-    if (const auto type = TypeSetting(session)) {
+    if (const auto type = TypeSetting(opening)) {
         format_.layout.type = *type;
         typeGiven_ = true;
     }

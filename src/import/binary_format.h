@@ -3,9 +3,9 @@
 // Properties", and the defaults of the session.
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
+#include "document/open_request.h"
 #include "host/form.h"
 #include "import/binary_samples.h"
 
@@ -13,12 +13,6 @@ namespace kymora {
 
 inline constexpr double leastBinaryInterval = 1e-8;  // ms
 inline constexpr double greatestBinaryInterval = 1e10;
-
-// An import setting has no meaning. what() is for the user.
-class BinarySettingError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 struct BinaryFormat {
     BinaryLayout layout;
@@ -29,8 +23,8 @@ struct BinaryFormat {
 // number, its words or its short name. Where both names are given, the longer one counts.
 class CBinaryFormat {
   public:
-    // Starts with the defaults of the session. Throws BinarySettingError.
-    explicit CBinaryFormat(Session& session);
+    // Starts with the defaults of the session. Throws ImportSettingError.
+    CBinaryFormat(Session& session, Opening& opening);
 
     const BinaryFormat& Format() const { return format_; }
     // Whether the import settings or a default that the user made leave nothing to ask.

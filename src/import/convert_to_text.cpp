@@ -4,6 +4,7 @@
 
 #include "document/native_writer.h"
 #include "document/text_export.h"
+#include "import/formats.h"
 
 namespace kymora {
 

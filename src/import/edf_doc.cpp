@@ -30,45 +30,18 @@ bool HasLimits(const TraceSettings& trace, double top, double bottom) {
 
 }  // namespace
 
-bool CEDFDoc::Load(OpenFor) {
-    if (FoldCase(filePath.string()).find(".edf") == std::string::npos) {
-        GetHost().Message("You must select a .edf file");
-        return false;
-    }
-    try {
-        sampleFile = GetSession().files.Open(filePath, OpenMode::readOnly);
-    } catch (const FileError& error) {
-        Note(error.what());
-        GetHost().Message(std::string("Couldn't open file\n") + error.what());
-        return false;
-    }
-    try {
-        return LoadRecording();
-    } catch (const EdfSettingError& error) {
-        GetSession().importSettingRefused = true;
-        GetHost().Message(error.what());
-        return false;
-    } catch (const EdfError& error) {
-        GetHost().Message(error.what());
-        return false;
-    }
-}
-
-void CEDFDoc::Note(const std::string& text) const { GetHost().Log("EDF: " + text + "\n"); }
-
-bool CEDFDoc::LoadRecording() {
+void CEDFDoc::Load() {
+    if (FoldCase(filePath.string()).find(".edf") == std::string::npos)
+        throw OpenError("You must select a .edf file");
+    sampleFile = OpenReadOnly();
     list_.reset();
     header_ = ReadEdfHeader(*sampleFile);
     for (const std::string& note : header_.notes) Note(note);
     layoutSetting_ = LayoutSetting();
     ChooseSignals();
-    if (openCancelled) return false;
     SetTimeBase();
     EdfEventCollector collected(axis_.sampleInterval, annotationBytes + sampleFile->Length() / 2);
-    if (!ReadAnnotations(collected)) {
-        openCancelled = true;
-        return false;
-    }
+    ReadAnnotations(collected);
     reader_ = std::make_unique<EdfSampleReader>(*sampleFile, header_, samplesPerRecord_);
     canFold_ = !chosen_.empty() && std::all_of(chosen_.begin(), chosen_.end(), [this](int signal) {
         return EdfFoldIsExact(header_.Signal(signal).scale);
@@ -77,16 +50,13 @@ bool CEDFDoc::LoadRecording() {
                      header_.signals.size(), header_.dataRecords, header_.recordDuration));
     FillModel();
     ReadOwnSideCar(collected);
-    if (openCancelled) return false;
     ProcessAnnots(collected, AskLayout(collected));
-    return !openCancelled;
 }
 
-bool CEDFDoc::AfterLoad() {
-    Session& session = GetSession();
-    if (!session.askForDetails || session.skipFileDetails) return true;
-    openCancelled = !ShowInfo();
-    return !openCancelled;
+void CEDFDoc::Note(const std::string& text) const { GetHost().Log("EDF: " + text + "\n"); }
+
+void CEDFDoc::AfterLoad() {
+    if (GetOpening().Asks() && !GetSession().skipFileDetails && !ShowInfo()) throw OpenDeclined();
 }
 
 bool CEDFDoc::ShowInfo() {
@@ -103,33 +73,32 @@ bool CEDFDoc::ShowInfo() {
 
 // Nothing when none is given.
 std::optional<CEDFDoc::AnnotationLayout> CEDFDoc::LayoutSetting() {
-    const std::string* setting = GetSession().ImportSetting("annotations");
+    const std::string* setting = CurrentOpening().Setting("annotations");
     if (!setting) return std::nullopt;
     if (*setting == "same") return AnnotationLayout::same;
     if (*setting == "separate") return AnnotationLayout::separate;
-    throw EdfSettingError(fmt::format(
-        "The import setting \"annotations\" is \"{}\". It takes \"separate\" or \"same\".", *setting));
+    throw ImportSettingError("annotations", *setting, "\"separate\" or \"same\"");
 }
 
 // A person is asked only where there is something to lay out.
 CEDFDoc::AnnotationLayout CEDFDoc::AskLayout(const EdfEventCollector& collected) {
     if (layoutSetting_) return *layoutSetting_;
     const int64_t count = collected.TalCount();
-    if (!GetSession().askForDetails || collected.Events().empty() || count < 1 || count > mostSeparateTals)
+    if (!GetOpening().Asks() || collected.Events().empty() || count < 1 || count > mostSeparateTals)
         return AnnotationLayout::same;
     const std::optional<bool> separate = AskSeparateAnnotations(GetSession(), count);
-    openCancelled = !separate;
-    return separate.value_or(false) ? AnnotationLayout::separate : AnnotationLayout::same;
+    if (!separate) throw OpenDeclined();
+    return *separate ? AnnotationLayout::separate : AnnotationLayout::same;
 }
 
 void CEDFDoc::ChooseSignals() {
-    const std::string* setting = GetSession().ImportSetting("signals");
+    const std::string* setting = CurrentOpening().Setting("signals");
     chosen_.clear();
     if (header_.ordinarySignals.empty()) return;
-    if (!setting && GetSession().askForDetails) {
-        const auto answer = ChooseEdfSignalsByDialog(GetSession(), header_);
-        openCancelled = !answer;
-        if (answer) chosen_ = *answer;
+    if (!setting && GetOpening().Asks()) {
+        auto answer = ChooseEdfSignalsByDialog(GetSession(), header_);
+        if (!answer) throw OpenDeclined();
+        chosen_ = std::move(*answer);
         return;
     }
     chosen_ = ChooseEdfSignals(header_, setting);
@@ -147,27 +116,27 @@ void CEDFDoc::SetTimeBase() {
     axis_.sampleInterval = header_.recordDuration * 1000.0 / static_cast<double>(samplesPerRecord_);
     const double wholeMs = axis_.sampleInterval * static_cast<double>(longestRecording);
     if (!(axis_.sampleInterval > 0.0) || !std::isfinite(wholeMs))
-        throw EdfError(
+        throw OpenError(
             fmt::format("The data records of this EDF file last {} s. No sample interval can be made of it.",
                         header_.recordDuration));
 }
 
 // --- the time axis ---
 
-bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
+void CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     const uint64_t gapCost = bytesPerGap + bytesPerGapOfTrace * chosen_.size();
     const auto mostGaps = static_cast<int64_t>((gapBytes + sampleFile->Length() / 2) / gapCost);
     EdfTimeline timeline(std::max<int64_t>(samplesPerRecord_, 1), header_.recordDuration,
                          axis_.sampleInterval, mostGaps);
-    if (!WalkAnnotations(collected, timeline)) return false;
+    WalkAnnotations(collected, timeline);
     axis_ = collected.Axis();
     if (chosen_.empty()) {
         runs_ = RunList({0, static_cast<uint32_t>(std::max(collected.LastEnd(), 1))});
         runEndRecords_ = {0};
-        return true;
+        return;
     }
     if (timeline.HasTooManyGaps())
-        throw EdfError("This EDF file has more gaps between its data records than can be handled.");
+        throw OpenError("This EDF file has more gaps between its data records than can be handled.");
     if (timeline.IsTooLong()) Tell(tooLongText);
     if (timeline.Overlaps() != 0)
         Note(fmt::format(
@@ -179,12 +148,11 @@ bool CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     runs_ = RunList(timeline.Runs());
     runEndRecords_ = timeline.RunEndRecords();
     collected.HideInGaps(runs_);
-    return true;
 }
 
 // Reads all annotations and lays out the records. Only the records of a discontinuous file go by their start
-// times. False when the user cancels.
-bool CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline) {
+// times.
+void CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline) {
     const bool startsCount = header_.type == EdfType::discontinuous && !header_.annotationSignals.empty();
     int64_t known = 0;  // records in the timeline
     const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
@@ -203,11 +171,10 @@ bool CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timelin
     };
     int64_t damaged = 0;
     if (!header_.annotationSignals.empty() && !ForEachEdfTal(*sampleFile, header_, visit, goOn, damaged))
-        return false;
+        throw OpenDeclined();
     if (damaged != 0) Note(fmt::format("{} annotations are damaged and were left out", damaged));
     if (!startsCount) timeline.AddContiguous(header_.dataRecords);
     for (; startsCount && known < header_.dataRecords; ++known) timeline.AddRecord(std::nullopt);
-    return true;
 }
 
 // --- the model ---
@@ -333,15 +300,15 @@ void CEDFDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> stretc
 }
 
 // The choice as a list of numbers from 1 over the signals that are no annotations.
-std::map<std::string, std::string> CEDFDoc::SettingsToReopen() const {
-    std::map<std::string, std::string> settings = GetSession().importSettings;
+Reopening CEDFDoc::ToReopen() const {
+    Reopening again = CDataDoc::ToReopen();
     std::string list;
     for (size_t i = 0; i < header_.ordinarySignals.size(); ++i)
         if (std::find(chosen_.begin(), chosen_.end(), header_.ordinarySignals[i]) != chosen_.end())
             list += (list.empty() ? "" : ",") + std::to_string(i + 1);
-    if (!list.empty()) settings["signals"] = list;
-    settings.try_emplace("annotations", "same");
-    return settings;
+    if (!list.empty()) again.settings["signals"] = list;
+    again.settings.try_emplace("annotations", "same");
+    return again;
 }
 
 }  // namespace kymora

@@ -31,11 +31,11 @@ class CEDFDoc : public CDataDoc {
     const std::string& AnnotationList() const;
     // Shows the details of the file. False when the user cancels.
     bool ShowInfo();
-    std::map<std::string, std::string> SettingsToReopen() const override;
+    Reopening ToReopen() const override;
 
   protected:
-    bool Load(OpenFor purpose) override;
-    bool AfterLoad() override;
+    void Load() override;
+    void AfterLoad() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
     bool CanFold() const override { return canFold_; }
     void FoldStored(int64_t storedIndex, int64_t count, FoldSlots slots,
@@ -47,13 +47,12 @@ class CEDFDoc : public CDataDoc {
     static constexpr int64_t mostSeparateTals = 989;                         // more of them share channels
     static constexpr const char* startMarkComment = "Sweep trigger point.";  // of channel 'a'
 
-    bool LoadRecording();
     std::optional<AnnotationLayout> LayoutSetting();
     AnnotationLayout AskLayout(const EdfEventCollector& collected);
     void ChooseSignals();
     void SetTimeBase();
-    bool ReadAnnotations(EdfEventCollector& collected);
-    bool WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
+    void ReadAnnotations(EdfEventCollector& collected);
+    void WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
     void FillModel();
     void DescribeTrace(int trace);
     void ReadOwnSideCar(EdfEventCollector& collected);

@@ -58,7 +58,7 @@ void CheckVersion(std::span<const std::byte> start) {
     std::string version = NarrowToText(start.first(std::min<size_t>(start.size(), 8)));
     if (version == "0       ") return;
     version = version.substr(0, version.find('\0'));
-    throw EdfError(fmt::format("Unrecognized EDF format version string: {}.", version));
+    throw OpenError(fmt::format("Unrecognized EDF format version string: {}.", version));
 }
 
 EdfType TypeOf(std::string reserved) {
@@ -115,7 +115,7 @@ void DeriveSignals(EdfHeader& header) {
 void CountRecords(EdfHeader& header, int32_t stated, uint64_t fileLength) {
     const int64_t bytes = static_cast<int64_t>(fileLength) - header.headerLength;
     const int64_t held = header.bytesPerRecord > 0 ? bytes / header.bytesPerRecord : 0;
-    if (stated == 0 || held == 0) throw EdfError("This EDF file holds no data records.");
+    if (stated == 0 || held == 0) throw OpenError("This EDF file holds no data records.");
     header.dataRecords = stated > 0 ? std::min<int64_t>(stated, held) : held;
     if (header.dataRecords != stated)
         header.notes.push_back(
@@ -155,7 +155,7 @@ double EdfReal(std::string_view field) {
 EdfHeader ReadEdfHeader(const DataFile& file) {
     const std::vector<std::byte> start = ReadHeaderBytes(file, 0, blockBytes);
     CheckVersion(start);
-    if (start.size() < blockBytes) throw EdfError("This EDF file ends within its header.");
+    if (start.size() < blockBytes) throw OpenError("This EDF file ends within its header.");
 
     EdfHeader header;
     FieldReader fields(start);
@@ -170,11 +170,11 @@ EdfHeader ReadEdfHeader(const DataFile& file) {
     header.recordDuration = fields.Real(8);
     const int32_t signalCount = fields.Integer(4);
     if (signalCount < 1)
-        throw EdfError(fmt::format("The header of this EDF file gives {} signals.", signalCount));
+        throw OpenError(fmt::format("The header of this EDF file gives {} signals.", signalCount));
 
     header.headerLength = static_cast<int64_t>(blockBytes) * (signalCount + 1);
     if (static_cast<uint64_t>(header.headerLength) > file.Length())
-        throw EdfError(
+        throw OpenError(
             fmt::format("This EDF file ends within its header, which gives {} signals.", signalCount));
     if (statedLength != header.headerLength)
         header.notes.push_back(fmt::format("the header states a length of {} bytes; {} signals make it {}",
@@ -182,7 +182,7 @@ EdfHeader ReadEdfHeader(const DataFile& file) {
     const std::vector<std::byte> rest =
         ReadHeaderBytes(file, blockBytes, blockBytes * static_cast<size_t>(signalCount));
     if (rest.size() < blockBytes * static_cast<size_t>(signalCount))
-        throw EdfError("This EDF file ends within its header.");
+        throw OpenError("This EDF file ends within its header.");
     header.signals.resize(static_cast<size_t>(signalCount));
     FieldReader signalFields(rest);
     ReadSignals(signalFields, header);

@@ -1,30 +1,18 @@
 #pragma once
 // The header of a European Data Format file (EDF, Kemp et al. 1992; EDF+, Kemp and Olivan 2003) as plain
 // structs. Number fields are converted as they stand: blanks before, then as many characters as make a
-// number; a bad number gives 0. What makes a file unreadable is thrown as EdfError, what is merely odd
+// number; a bad number gives 0. What makes a file unreadable is thrown as OpenError, what is merely odd
 // becomes a note.
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "document/open_request.h"
 #include "host/file_system.h"
 
 namespace kymora {
-
-// The file cannot be opened as it is; what() is a sentence for the user.
-class EdfError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-// The same for a setting that this file cannot take.
-class EdfSettingError : public EdfError {
-  public:
-    using EdfError::EdfError;
-};
 
 enum class EdfType { plain, continuous, discontinuous };
 const char* EdfTypeText(EdfType type);
@@ -78,7 +66,7 @@ struct EdfHeader {
     const EdfSignal& Signal(int index) const { return signals[static_cast<size_t>(index)]; }
 };
 
-// Reads and checks the header. Throws EdfError or FileError.
+// Reads and checks the header. Throws OpenError or FileError.
 EdfHeader ReadEdfHeader(const DataFile& file);
 
 // The conversions of number fields, free of any locale.
@@ -87,13 +75,13 @@ double EdfReal(std::string_view field);
 
 // The signals that become traces: indexes in header.signals, ascending, at most 16. `setting` is a list of
 // numbers from 1 over the ordinary signals ("1,3", "1-4"; separators are comma, semicolon and blank), or null
-// for all of them, of which the first 16 are taken. Throws EdfError.
+// for all of them, of which the first 16 are taken. Throws OpenError.
 std::vector<int> ChooseEdfSignals(const EdfHeader& header, const std::string* setting);
 
 inline constexpr int maxEdfTraces = 16;
 
 // Sets the expansion factors of the chosen signals and answers their common samples per record: the least
-// common multiple. Throws EdfError where there is none, or none that a recording could be made of.
+// common multiple. Throws OpenError where there is none, or none that a recording could be made of.
 int64_t ExpandEdfSignals(EdfHeader& header, const std::vector<int>& chosen);
 
 }  // namespace kymora

@@ -14,6 +14,7 @@ namespace kymora {
 
 namespace {
 
+constexpr const char* signalsKey = "signals";
 constexpr std::string_view separators = ",; \t";
 
 struct NumberRange {
@@ -51,10 +52,9 @@ std::vector<int> ParseChoice(const std::string& setting, const std::vector<int>&
         rest.remove_prefix(item.size());
         const auto range = ParseRange(item, greatest);
         if (!range)
-            throw EdfSettingError(
-                fmt::format("The import setting \"signals\" is \"{}\". It takes numbers from 1 to {}, "
-                            "such as \"1,3\" or \"1-4\".",
-                            setting, greatest));
+            throw ImportSettingError(
+                signalsKey, setting,
+                fmt::format("numbers from 1 to {}, such as \"1,3\" or \"1-4\"", greatest));
         std::fill(checked.begin() + (range->first - 1), checked.begin() + range->last, true);
     }
     std::vector<int> chosen;
@@ -72,11 +72,13 @@ std::vector<int> ChooseEdfSignals(const EdfHeader& header, const std::string* se
         return chosen;
     }
     chosen = ParseChoice(*setting, header.ordinarySignals);
-    if (chosen.empty()) throw EdfSettingError("You need at least 1 data trace selected.");
+    if (chosen.empty()) throw ImportSettingError(signalsKey, "You need at least 1 data trace selected.");
     if (chosen.size() > maxEdfTraces)
-        throw EdfSettingError(fmt::format(
-            "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
-            chosen.size() - maxEdfTraces));
+        throw ImportSettingError(
+            signalsKey,
+            fmt::format(
+                "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
+                chosen.size() - maxEdfTraces));
     return chosen;
 }
 
@@ -85,13 +87,13 @@ int64_t ExpandEdfSignals(EdfHeader& header, const std::vector<int>& chosen) {
     for (const int index : chosen) {
         const EdfSignal& signal = header.Signal(index);
         if (signal.samplesPerRecord <= 0)
-            throw EdfError(fmt::format("Signal \"{}\" of this EDF file has {} samples per data record.",
-                                       signal.label, signal.samplesPerRecord));
+            throw OpenError(fmt::format("Signal \"{}\" of this EDF file has {} samples per data record.",
+                                        signal.label, signal.samplesPerRecord));
         // Both factors are below 2^31, so the product fits before it is tested.
         common = std::lcm(common, static_cast<int64_t>(signal.samplesPerRecord));
         if (common > longestRecording)
-            throw EdfError("The sampling rates of the chosen signals of this EDF file have no useful common "
-                           "multiple. Please choose signals of like rates.");
+            throw OpenError("The sampling rates of the chosen signals of this EDF file have no useful common "
+                            "multiple. Please choose signals of like rates.");
     }
     for (const int index : chosen) {
         EdfSignal& signal = header.signals[static_cast<size_t>(index)];

@@ -6,7 +6,7 @@
 
 #include "host/form.h"
 #include "import/edf_doc.h"
-#include "import/open_document.h"
+#include "import/formats.h"
 
 namespace kymora {
 
@@ -14,10 +14,9 @@ namespace {
 
 // "European Data Format" of the extension; the class where the extension tells nothing.
 std::string TypeText(const CDataDoc& doc) {
-    const std::string extension = FoldedExtension(doc.filePath);
-    for (const DocumentTemplate& type : DocumentTemplates())
-        if (type.extension == extension && !type.typeName.empty()) return std::string(type.typeName);
-    return FileTypeClassName(doc.GetFileType());
+    const FormatExtension* type = FindFormat(doc.filePath).extension;
+    return std::string(type && !type->typeName.empty() ? type->typeName
+                                                       : FileTypeClassName(doc.GetFileType()));
 }
 
 std::string GapText(const CDataDoc& doc) {

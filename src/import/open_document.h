@@ -1,49 +1,38 @@
 #pragma once
-// The types of recordings in their order of registration, and the way from a path to a document.
+// The way from a path to a document.
 
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "document/data_doc.h"
 
 namespace kymora {
 
-using DocumentMaker = std::unique_ptr<CDataDoc> (*)(Session&);
-
-struct DocumentTemplate {
-    std::string_view className;
-    std::string_view filterText;  // of the open dialog
-    std::string_view extension;   // with the dot, lower case
-    std::string_view typeName;    // empty for none
-    // Null for a type that is recognised but cannot be read.
-    DocumentMaker Maker() const;
-};
-std::span<const DocumentTemplate> DocumentTemplates();
-
-// The open dialog's filters: all recognised types, then each that can be opened.
-std::string OpenFilter();
-// The same for what can be written as text: recordings that a batch can open, so no text files.
-std::string ConvertibleFilter();
-
 inline constexpr const char* unrecognisedTypeText = "Unrecognised file type: abandoning";
 
-// Opens a recording by its extension, whatever its case. Null when it cannot be opened; the user was told
-// why.
+// What comes of an opening.
+struct Opened {
+    std::unique_ptr<CDataDoc> document{};  // null when the file did not open; the user was told why
+    Opening opening{};
+};
+
+// Opens a recording by its extension, whatever its case.
+Opened OpenRecording(Session& session, const std::filesystem::path& path, const OpenRequest& request);
+// The same for who wants the document alone.
 std::unique_ptr<CDataDoc> OpenDocument(Session& session, const std::filesystem::path& path,
-                                       OpenFor purpose = OpenFor::editing);
+                                       const OpenRequest& request = {});
 
 // Opens recordings for batches, without dialogs, frames and views, beside those that are open in the
 // interface.
 class BatchDocuments {
   public:
-    // `shown` answers the documents of the interface.
-    BatchDocuments(Session& session, std::function<std::vector<CDataDoc*>()> shown)
-        : session_(session), shown_(std::move(shown)) {}
+    // `shown` answers the documents of the interface; the settings are those with which files open.
+    BatchDocuments(Session& session, std::function<std::vector<CDataDoc*>()> shown,
+                   ImportSettings settings = {})
+        : session_(session), shown_(std::move(shown)), settings_(std::move(settings)) {}
 
     // The document of a path: the one that is open already, or else a new one, which stays until
     // CloseIfNotOpen. Null when it cannot be opened; the user was told why. Text files are not taken.
@@ -64,12 +53,14 @@ class BatchDocuments {
     }
     std::function<void(CDataDoc&, const std::filesystem::path&)> replaceShown;
     Session& GetSession() const { return session_; }
+    const ImportSettings& Settings() const { return settings_; }
 
   private:
-    std::unique_ptr<CDataDoc> Make(const std::filesystem::path& path) const;
+    CDataDoc* Take(const std::filesystem::path& path, const OpenRequest& request);
 
     Session& session_;
     std::function<std::vector<CDataDoc*>()> shown_;
+    ImportSettings settings_;
     std::vector<std::unique_ptr<CDataDoc>> own_;
 };
 

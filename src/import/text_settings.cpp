@@ -13,53 +13,51 @@ namespace kymora {
 
 namespace {
 
-[[noreturn]] void Refuse(const char* key, const std::string& value, const std::string& what) {
-    throw TextSettingError(
-        fmt::format("The import setting \"{}\" is \"{}\". It takes {}.", key, value, what));
-}
-
-void TakeCount(Session& session, const char* key, int least, int& count) {
-    const std::string* setting = session.ImportSetting(key);
+void TakeCount(Opening& opening, const char* key, int least, int& count) {
+    const std::string* setting = opening.Setting(key);
     if (!setting) return;
     int number = 0;
     const char* const end = setting->data() + setting->size();
     const auto [stop, fault] = std::from_chars(setting->data(), end, number);
     if (fault != std::errc() || stop != end || number < least)
-        Refuse(key, *setting,
-               least < 0 ? std::string("a whole number from 0, or -1 for a guess") : "a whole number from 0");
+        throw ImportSettingError(key, *setting,
+                                 least < 0 ? std::string("a whole number from 0, or -1 for a guess")
+                                           : "a whole number from 0");
     count = number;
 }
 
-void TakeInterval(Session& session, double& interval) {
-    const std::string* setting = session.ImportSetting("sampleInterval");
+void TakeInterval(Opening& opening, double& interval) {
+    const std::string* setting = opening.Setting("sampleInterval");
     if (!setting) return;
     const std::optional<double> number = ReadNumber(*setting);
     if (!number || !(*number >= leastInterval) || !(*number <= greatestInterval))
-        Refuse("sampleInterval", *setting,
-               fmt::format("milliseconds from {} to {}", leastInterval, greatestInterval));
+        throw ImportSettingError("sampleInterval", *setting,
+                                 fmt::format("milliseconds from {} to {}", leastInterval, greatestInterval));
     interval = *number;
 }
 
-void TakeOrientation(Session& session, bool& dataInColumns) {
-    const std::string* setting = session.ImportSetting("dataInColumns");
+void TakeOrientation(Opening& opening, bool& dataInColumns) {
+    const std::string* setting = opening.Setting("dataInColumns");
     if (!setting) return;
     const std::string value = FoldCase(*setting);
     if (value != "0" && value != "1" && value != "true" && value != "false")
-        Refuse("dataInColumns", *setting, "1 where each trace is a column, or 0 where it is a row");
+        throw ImportSettingError("dataInColumns", *setting,
+                                 "1 where each trace is a column, or 0 where it is a row");
     dataInColumns = value == "1" || value == "true";
 }
 
 }  // namespace
 
-std::optional<char> TakeTextSettings(Session& session, TextFileDefaults& layout) {
-    TakeInterval(session, layout.sampleInterval);
-    TakeCount(session, "skipRows", -1, layout.skipRows);
-    TakeCount(session, "skipColumns", 0, layout.skipColumns);
-    TakeCount(session, "labelRow", 0, layout.labelRow);
-    TakeOrientation(session, layout.dataInColumns);
-    const std::string* decimal = session.ImportSetting("decimalSeparator");
+std::optional<char> TakeTextSettings(Opening& opening, TextFileDefaults& layout) {
+    TakeInterval(opening, layout.sampleInterval);
+    TakeCount(opening, "skipRows", -1, layout.skipRows);
+    TakeCount(opening, "skipColumns", 0, layout.skipColumns);
+    TakeCount(opening, "labelRow", 0, layout.labelRow);
+    TakeOrientation(opening, layout.dataInColumns);
+    const std::string* decimal = opening.Setting("decimalSeparator");
     if (!decimal) return {};
-    if (*decimal != "." && *decimal != ",") Refuse("decimalSeparator", *decimal, "\".\" or \",\"");
+    if (*decimal != "." && *decimal != ",")
+        throw ImportSettingError("decimalSeparator", *decimal, "\".\" or \",\"");
     return (*decimal)[0];
 }
 

@@ -2,9 +2,9 @@
 // The import settings of text files.
 
 #include <optional>
-#include <stdexcept>
 
-#include "host/session.h"
+#include "document/open_request.h"
+#include "host/options.h"
 
 namespace kymora {
 
@@ -12,14 +12,8 @@ namespace kymora {
 inline constexpr const char* textLayoutKeys[] = {"sampleInterval", "skipRows", "skipColumns", "labelRow",
                                                  "dataInColumns"};
 
-// A setting cannot be used; what() is a sentence for the user.
-class TextSettingError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 // Puts those that are given into the layout, and answers the decimal separator where one is given. Throws
-// TextSettingError.
-std::optional<char> TakeTextSettings(Session& session, TextFileDefaults& layout);
+// ImportSettingError.
+std::optional<char> TakeTextSettings(Opening& opening, TextFileDefaults& layout);
 
 }  // namespace kymora

@@ -72,9 +72,9 @@ class JobWorker::Context : public JobContext {
 
 void JobWorker::Work() {
     try {
-        SummarySource source(files_, source_, stop_);
+        SecondLook look(files_, source_, stop_);
         Context context(*this);
-        if (CDataDoc* own = source.Document())
+        if (CDataDoc* own = look.Document())
             job_.Compute(*own, context);
         else
             isUnreadable_ = true;
@@ -86,12 +86,12 @@ void JobWorker::Work() {
 
 // --- the thread that waits ---
 
-std::optional<SourceInfo> JobWorker::SourceOf(const CDataDoc& doc) {
+std::optional<LookSource> JobWorker::SourceOf(const CDataDoc& doc) {
     if (!IsFileOfDocument(doc)) return {};
-    return SourceInfo::Of(doc, doc.GetSession().files);
+    return LookSource::Of(doc, doc.GetSession().files);
 }
 
-JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, SourceInfo source)
+JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source)
     : doc_(doc),
       files_(doc.GetSession().files),
       job_(job),

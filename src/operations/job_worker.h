@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "document/data_doc.h"
+#include "import/second_look.h"
 #include "operations/operation_job.h"
-#include "summaries/summary_source.h"
 
 namespace kymora {
 
@@ -33,7 +33,7 @@ class JobBasis {
 class JobWorker {
   public:
     // Begins the work. The job outlives the worker.
-    JobWorker(CDataDoc& doc, OperationJob& job, SourceInfo source);
+    JobWorker(CDataDoc& doc, OperationJob& job, LookSource source);
     // Cancels, and waits until the thread has stopped.
     ~JobWorker();
     JobWorker(const JobWorker&) = delete;
@@ -41,7 +41,7 @@ class JobWorker {
 
     // How a second look at the document's samples is taken; nothing where there is none, and the job is to be
     // done here.
-    static std::optional<SourceInfo> SourceOf(const CDataDoc& doc);
+    static std::optional<LookSource> SourceOf(const CDataDoc& doc);
 
     struct State {
         std::string label;  // empty until the job has begun to count
@@ -63,7 +63,7 @@ class JobWorker {
     CDataDoc& doc_;  // not for the other thread
     FileSystem& files_;
     OperationJob& job_;
-    SourceInfo source_;
+    LookSource source_;
     JobBasis basis_;
     std::atomic<bool> stop_ = false, isDone_ = false;
     bool isUnreadable_ = false;  // this and the next are read after the end

@@ -1,7 +1,6 @@
 // The requests that open, save and close recordings.
 
 #include <algorithm>
-#include <optional>
 
 #include "document/data_doc.h"
 #include "remote/remote_requests.h"
@@ -11,9 +10,7 @@ namespace {
 
 void Open(RemoteCall& call) {
     const std::filesystem::path path = AsPath(call.value, "open");
-    std::optional<WithDefaults> defaults;
-    if (FindMember(call.request, "answers") == nullptr) defaults.emplace(call.target.GetSession());
-    const int index = call.target.Open(path);
+    const int index = call.target.Open(path, FindMember(call.request, "answers") != nullptr);
     if (index < 0) call.Fail("The file did not open.");
     call.answer["document"] = index;
 }

@@ -37,21 +37,6 @@ struct RemoteCall {
     [[noreturn]] void Fail(std::string_view otherwise) const;
 };
 
-// Readers of files take the defaults instead of asking, as long as it lives.
-class WithDefaults {
-  public:
-    explicit WithDefaults(Session& session) : session_(session), asks_(session.askForDetails) {
-        session_.askForDetails = false;
-    }
-    ~WithDefaults() { session_.askForDetails = asks_; }
-    WithDefaults(const WithDefaults&) = delete;
-    WithDefaults& operator=(const WithDefaults&) = delete;
-
-  private:
-    Session& session_;
-    bool asks_;
-};
-
 struct RemoteMember {
     std::string_view name;
     std::string_view text;

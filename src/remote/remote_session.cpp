@@ -140,7 +140,6 @@ std::string RunUnattended(RemoteHost& remote, Session& session, const std::funct
     const Json nothing = Json::object();
     RequestHost host(remote.Person(), session.files, nothing);
     const StandIn standIn(remote, host);
-    const WithDefaults defaults(session);
     run();
     return host.AllMessages();
 }

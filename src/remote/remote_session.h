@@ -17,8 +17,7 @@ inline constexpr size_t longestRequest = size_t{1} << 20;  // bytes of a line, w
 // Compares in a time that depends on the length of `given` only.
 bool IsToken(std::string_view given, std::string_view token);
 
-// Runs something while nobody is asked: readers of files take the defaults, and questions get the answer that
-// changes nothing. Answers what was said.
+// Runs something while nobody is asked: questions get the answer that changes nothing. Answers what was said.
 std::string RunUnattended(RemoteHost& remote, Session& session, const std::function<void()>& run);
 
 struct RemoteReply {

@@ -46,8 +46,9 @@ class RemoteTarget {
     // -1 when there is none.
     virtual int Active() = 0;
     virtual void Activate(int index) = 0;
-    // The recording's number, or -1 when it did not open; the host was told why.
-    virtual int Open(const std::filesystem::path& path) = 0;
+    // The recording's number, or -1 when it did not open; the host was told why. What its reader would ask
+    // takes the defaults unless it `asks`.
+    virtual int Open(const std::filesystem::path& path, bool asks) = 0;
     // Asks about changes. False when the recording stays open.
     virtual bool Close(int index) = 0;
     // False when nothing was saved; the host was told why. Save As asks the host for the name.

@@ -9,7 +9,7 @@ namespace kymora {
 
 // One document. What the other thread works with is its own until the entry is dropped.
 struct SummaryService::Entry {
-    Entry(const CDataDoc& doc, SourceInfo info) : doc(&doc), info(std::move(info)) {}
+    Entry(const CDataDoc& doc, LookSource info) : doc(&doc), info(std::move(info)) {}
 
     const CDataDoc* doc;  // only its address counts
     int views = 1;
@@ -25,10 +25,10 @@ struct SummaryService::Entry {
     std::shared_ptr<Summary> found;
 
     // The other thread. The information does not change.
-    const SourceInfo info;
+    const LookSource info;
     std::optional<SummaryShape> shape;
-    std::unique_ptr<SummarySource> source;
-    std::unique_ptr<SummarySource> secondSource;  // of the helper that reads for a waiting view
+    std::unique_ptr<SecondLook> source;
+    std::unique_ptr<SecondLook> secondSource;  // of the helper that reads for a waiting view
     bool opensQuickly = false;
     std::unique_ptr<SummaryBuilder> builder;  // until the summary is complete and kept
     std::shared_ptr<Summary> own;

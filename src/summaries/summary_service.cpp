@@ -10,10 +10,10 @@ namespace {
 
 constexpr uint64_t fileShare = 50;  // a summary takes at most this part of its file
 
-std::optional<SummaryShape> PlanFor(const SourceInfo& info, const SummarySettings& settings) {
+std::optional<SummaryShape> PlanFor(const LookSource& info, const SummarySettings& settings) {
     if (info.length * info.Traces() < settings.leastSamples) return {};
     return SummaryShape::Plan(info.Traces(), info.length,
-                              std::min(settings.mostBytes, info.key.stamp.length / fileShare));
+                              std::min(settings.mostBytes, info.stamp.length / fileShare));
 }
 
 }  // namespace
@@ -38,10 +38,10 @@ SummaryService::~SummaryService() {
 // --- documents come and go ---
 
 std::shared_ptr<SummaryService::Entry> SummaryService::MakeEntry(const CDataDoc& doc) const {
-    auto info = SourceInfo::Of(doc, files_);
+    auto info = LookSource::Of(doc, files_);
     if (!info || info->length * info->Traces() < settings_.leastSamples) return nullptr;
     auto entry = std::make_shared<Entry>(doc, std::move(*info));
-    entry->key = entry->info.key;
+    entry->key = {entry->info.resolvedPath, entry->info.Description(), entry->info.stamp};
     entry->shape = PlanFor(entry->info, settings_);
     if (!entry->shape) entry->state = State::unwanted;
     return entry;
@@ -112,7 +112,7 @@ std::shared_ptr<SummaryService::Entry> SummaryService::CurrentEntry(CDataDoc& do
         entry = EntryOf(doc);
         if (!entry) return nullptr;
     }
-    const auto stamp = files_.Stamp(entry->info.key.path);
+    const auto stamp = files_.Stamp(entry->info.resolvedPath);
     const std::lock_guard lock(mutex_);
     if (stamp && *stamp == entry->key.stamp) return entry;
     // A save of our own leaves the samples in their place.

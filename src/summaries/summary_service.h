@@ -1,6 +1,6 @@
 #pragma once
 // Builds summaries of the open recordings in the background and reads long stretches for their views, on a
-// thread of its own with documents of its own (summary_source.h). All functions are for the thread that owns
+// thread of its own with documents of its own (second_look.h). All functions are for the thread that owns
 // the service and the documents; none of them waits for the other thread, but for the destructor, which waits
 // until that has stopped: a few milliseconds.
 
@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "import/second_look.h"
 #include "summaries/summary_folder.h"
-#include "summaries/summary_source.h"
 
 namespace kymora {
 

@@ -120,7 +120,7 @@ void SummaryService::Complete(Entry& entry, std::shared_ptr<Summary> forOwner) {
 CDataDoc* SummaryService::DocumentOf(Entry& entry) {
     const auto start = std::chrono::steady_clock::now();
     const bool opens = !entry.source;
-    if (opens) entry.source = std::make_unique<SummarySource>(files_, entry.info, entry.stop);
+    if (opens) entry.source = std::make_unique<SecondLook>(files_, entry.info, entry.stop);
     CDataDoc* doc = entry.source->Document();
     if (opens) entry.opensQuickly = std::chrono::steady_clock::now() - start < quickOpen;
     return doc;
@@ -137,7 +137,7 @@ void SummaryService::ReadChunks(Entry& entry, CDataDoc& doc, std::span<const int
     CDataDoc* second = nullptr;
     if (withHelper && entry.opensQuickly && chunks.size() > 1 && std::thread::hardware_concurrency() > 1) {
         if (!entry.secondSource)
-            entry.secondSource = std::make_unique<SummarySource>(files_, entry.info, entry.stop);
+            entry.secondSource = std::make_unique<SecondLook>(files_, entry.info, entry.stop);
         second = entry.secondSource->Document();
     }
     if (second) {

@@ -1,6 +1,7 @@
 // Before the window system, which makes a keyword of a name that it uses.
 #include "display/axis_edits.h"
 #include "host/form.h"
+#include "import/formats.h"
 #include "support/edf_builder.h"
 
 #include <QApplication>

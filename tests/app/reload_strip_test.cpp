@@ -67,7 +67,6 @@ class ReloadStripTest : public ::testing::Test {
     std::unique_ptr<ViewWidget> widget;
 
     void SetUp() override {
-        session.skipFileDetails = true;
         session.summaries = &service;
         const auto path = temp / "a.kymr-dat";
         WriteNativeFile(

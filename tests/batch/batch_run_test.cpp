@@ -5,6 +5,7 @@
 
 #include "document/native_writer.h"
 #include "host/memory_file_system.h"
+#include "import/formats.h"
 #include "import/open_document.h"
 #include "support/edf_builder.h"
 #include "support/listing_operation.h"
@@ -35,7 +36,6 @@ class StillView : public DocumentView {
 class BatchRunTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        session.skipFileDetails = session.gapNoticeShown = true;
         WriteNative("/a.kymr-dat", 1000);
         WriteNative("/b.kymr-dat", 500);
         files.Put("/c.edf", EdfBuilder().AddRamp("one", 10).Build());

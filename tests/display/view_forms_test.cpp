@@ -124,7 +124,6 @@ TEST_F(ViewFormsTest, AFileKeepsAxesAndFormats) {
     v.m_nClipMode = 0;
     SaveAs(*doc, "/kept.kymr-dat");
     CFloatDoc read(session);
-    session.skipFileDetails = true;
     ASSERT_TRUE(read.OnOpenDocument("/kept.kymr-dat", OpenFor::reading)) << host.LastMessage();
     EXPECT_EQ(read.traces[0].traceExtraA, 0x7000 + 1 + 2 * 2 + 8);
     EXPECT_EQ(read.traces[0].traceExtraB, 7);

@@ -33,7 +33,6 @@ class ViewReloadTest : public ::testing::Test {
 
     // Too long to be read at once, but made of nothing: the file is sparse where it can be.
     std::unique_ptr<CDataDoc> LongRecording(int64_t length = 80'000'000) {
-        session.skipFileDetails = session.gapNoticeShown = true;
         const auto path = temp / "long.kymr-dat";
         if (!std::filesystem::exists(path)) {
             const auto model =

@@ -32,8 +32,6 @@ TEST_F(DataDoc, DefaultsOfAModel) {
     EXPECT_NEAR(CDataDoc::DefaultDisplayPosition(25), 10.0 / 18 + 8.0 / 30 + 0.16, 1e-12);
     EXPECT_EQ(CDataDoc::DefaultDisplayPosition(26), 0.5);
     EXPECT_EQ(doc->GetEndTime(), 0.0);
-    EXPECT_STREQ(FileTypeClassName(13), "CEDFDoc");
-    EXPECT_STREQ(FileTypeClassName(16), "CAcqDoc");
 }
 
 TEST_F(DataDoc, TracesMoveWithAllThatIsTheirs) {

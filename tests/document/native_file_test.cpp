@@ -19,11 +19,12 @@ struct NativeFile : ::testing::Test {
     test::TestHost host;
     MemoryFileSystem files;
     Session session{host, files};
+    OpenTalk talk = OpenTalk::shows;
 
     std::unique_ptr<CFloatDoc> Open(OpenFor purpose = OpenFor::editing,
                                     const std::filesystem::path& p = test::recordingPath) {
         auto doc = std::make_unique<CFloatDoc>(session);
-        if (!doc->OnOpenDocument(p, purpose)) return nullptr;
+        if (!doc->OnOpenDocument(p, {purpose, talk})) return nullptr;
         return doc;
     }
     std::unique_ptr<CFloatDoc> OpenBuilt(const NativeRecipe& recipe) {
@@ -324,14 +325,14 @@ TEST_F(NativeFile, GapsDummyDataAndHighChannelsAreNoticed) {
     host.Forget();
     doc = OpenBuilt(recipe);
     EXPECT_EQ(host.notices.size(), 1u) << "silencing it is the host's";
-    session.gapNoticeShown = true;
+    talk = OpenTalk::tells;
     doc.reset();
     host.Forget();
     doc = OpenBuilt(recipe);
     EXPECT_TRUE(host.notices.empty());
 
     doc.reset();
-    session.gapNoticeShown = false;
+    talk = OpenTalk::shows;
     recipe.runs = {{0, 500}, {0, 500}};
     doc = OpenBuilt(recipe);
     EXPECT_TRUE(doc->noData);

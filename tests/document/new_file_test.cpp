@@ -19,7 +19,6 @@ namespace {
 class NewFileTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        session.skipFileDetails = true;
         session.now = [] { return std::time_t{1000000000}; };
         host.saveFile = "/new.kymr-dat";
     }

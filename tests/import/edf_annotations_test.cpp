@@ -71,7 +71,7 @@ TEST_F(EdfTest, AnnotationsBecomeEvents) {
 }
 
 TEST_F(EdfTest, AnnotationsInSeparateChannels) {
-    session.importSettings["annotations"] = "separate";
+    request.settings["annotations"] = "separate";
     auto doc = Open(TwoRecords({"+0||$+0.5|x|$-1|hidden|$", "+1|at the start|$+1.5|y|$"}));
     ASSERT_TRUE(doc);
     EXPECT_EQ(Events(*doc, 0), (Strings{"0-1:", "100-101:at the start"}));

@@ -8,7 +8,7 @@ namespace {
 
 class EdfDialogs : public EdfTest {
   protected:
-    void SetUp() override { session.askForDetails = true; }
+    void SetUp() override { request.talk = OpenTalk::asks; }
 
     static EdfBuilder Signals(int count) {
         EdfBuilder builder;
@@ -60,17 +60,6 @@ TEST_F(EdfDialogs, SeventeenSignalsAreOneTooMany) {
     EXPECT_EQ(host.formFault,
               "Kymora can handle a maximum of 16 data traces. Please deselect at least 1 channels.");
     EXPECT_TRUE(host.messages.empty()) << "who cancels need not be told";
-}
-
-TEST_F(EdfDialogs, SettingsAndBatchesAreNotAsked) {
-    session.importSettings = {{"signals", "2"}, {"annotations", "same"}};
-    session.skipFileDetails = true;
-    ASSERT_TRUE(Open(Signals(3)));
-    ASSERT_TRUE(Open(WithAnnotations()) == nullptr);  // it has one signal only
-    session.importSettings.clear();
-    session.askForDetails = false;
-    ASSERT_TRUE(Open(WithAnnotations()));
-    EXPECT_TRUE(host.forms.empty());
 }
 
 TEST_F(EdfDialogs, TheLayoutOfAnnotationsIsAskedAndRemembered) {
@@ -154,7 +143,7 @@ TEST(EdfDate, HasTheCenturyOfTheFormat) {
 // --- the list, and side-cars of other choices ---
 
 TEST_F(EdfDialogs, EveryPartOfARecordHasItsHeading) {
-    session.askForDetails = false;
+    request.talk = OpenTalk::tells;
     EdfBuilder builder = Signals(1);
     builder.recordCount = 3;
     builder.reserved = "EDF+C";
@@ -170,8 +159,8 @@ TEST_F(EdfDialogs, EveryPartOfARecordHasItsHeading) {
 }
 
 TEST_F(EdfDialogs, ASideCarOfOtherSignalsLeavesNothingBehind) {
-    session.askForDetails = false;
-    session.importSettings["signals"] = "2-3";
+    request.talk = OpenTalk::tells;
+    request.settings["signals"] = "2-3";
     auto doc = Open(Signals(3));
     doc->traces[0].axisLabel = "mine";
     doc->traces[0].traceVisible = 0;
@@ -179,7 +168,7 @@ TEST_F(EdfDialogs, ASideCarOfOtherSignalsLeavesNothingBehind) {
     doc->traces[1].traceOrder = 1;
     doc->traces[0].traceColour = 0x123456;
     ASSERT_TRUE(doc->OnSaveDocument());
-    session.importSettings["signals"] = "1-3";
+    request.settings["signals"] = "1-3";
     doc = Reopen();
     ASSERT_TRUE(doc);
     EXPECT_EQ(doc->traces[0].axisLabel, "Ax 1");
@@ -190,7 +179,7 @@ TEST_F(EdfDialogs, ASideCarOfOtherSignalsLeavesNothingBehind) {
 
 // Long stretches without annotations are passed over; what stands behind them is found, in its record.
 TEST_F(EdfDialogs, AnnotationsBehindManyEmptyRecords) {
-    session.askForDetails = false;
+    request.talk = OpenTalk::tells;
     constexpr int count = 300000;
     EdfBuilder builder;
     builder.recordCount = count;

@@ -1,23 +1,14 @@
 #pragma once
 // EDF recordings in memory, opened.
 
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "host/memory_file_system.h"
 #include "import/edf_doc.h"
+#include "import/reader_fixture.h"
 #include "support/edf_builder.h"
-#include "support/test_host.h"
 
 namespace kymora::test {
 
-class EdfTest : public ::testing::Test {
+class EdfTest : public ReaderTest {
   protected:
-    MemoryFileSystem files;
-    TestHost host;
-    Session session{host, files};
-
     // Null when it does not open.
     std::unique_ptr<CEDFDoc> Open(const std::vector<std::byte>& bytes) {
         files.Put("/x.edf", bytes);
@@ -26,13 +17,7 @@ class EdfTest : public ::testing::Test {
     std::unique_ptr<CEDFDoc> Open(const EdfBuilder& builder) { return Open(builder.Build()); }
     std::unique_ptr<CEDFDoc> Reopen() {
         auto doc = std::make_unique<CEDFDoc>(session);
-        return doc->OnOpenDocument("/x.edf") ? std::move(doc) : nullptr;
-    }
-
-    static std::vector<float> All(CEDFDoc& doc, int trace) {
-        std::vector<float> values(static_cast<size_t>(doc.GetLength()));
-        doc.ReadBlock(trace, 0, values);
-        return values;
+        return doc->OnOpenDocument("/x.edf", request) ? std::move(doc) : nullptr;
     }
     static std::vector<uint32_t> Runs(const CEDFDoc& doc) {
         const auto runs = doc.validRuns[0].Runs();

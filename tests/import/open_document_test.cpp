@@ -1,23 +1,22 @@
 #include "host/form.h"
+#include "import/formats.h"
 #include "import/open_document.h"
 
 #include <gtest/gtest.h>
 
 #include "document/native_writer.h"
-#include "host/memory_file_system.h"
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
+#include "import/reader_fixture.h"
 #include "support/edf_builder.h"
 #include "support/memory_doc.h"
-#include "support/test_host.h"
 
 namespace kymora::test {
 namespace {
 
-class OpenDocumentTest : public ::testing::Test {
+class OpenDocumentTest : public ReaderTest {
   protected:
     void SetUp() override {
-        session.skipFileDetails = true;
         WriteNative("/a.kymr-dat", {1, 2, 3});
         files.Put("/b.EDF", EdfBuilder().AddRamp("one", 10).Build());
         host.progress.clear();
@@ -30,40 +29,39 @@ class OpenDocumentTest : public ::testing::Test {
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
 
-    MemoryFileSystem files;
-    TestHost host;
-    Session session{host, files};
     std::vector<CDataDoc*> shown;  // documents of the interface
     BatchDocuments batch{session, [this] { return shown; }};
 };
 
-TEST_F(OpenDocumentTest, TypesStandInTheOrderOfRegistration) {
-    const auto types = DocumentTemplates();
-    ASSERT_EQ(types.size(), 21u);
-    EXPECT_EQ(types[0].extension, ".mdc");
-    EXPECT_EQ(types[0].filterText, "Multi-channel data (*mcd)");
-    EXPECT_EQ(types[16].className, "CAxographDoc");
-    EXPECT_EQ(types[16].typeName, "");
-    EXPECT_EQ(types[18].filterText, "native Kymora(*.kymr-dat)");
-    EXPECT_EQ(types[20].typeName, "DTX Document");
-    for (const DocumentTemplate& type : types) {
-        const bool isRead = type.className == "CFloatDoc" || type.className == "CEDFDoc";
-        EXPECT_TRUE(!isRead || type.Maker()) << type.extension;
-        EXPECT_EQ(type.extension[0], '.');
-    }
+TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
+    constexpr const char* all =
+        "All recognised types|*.mcd;*.kymr-dat;*.kymr-rec;*.abf;*.axgx;*.axgd;*.cfs;*.smr;*.smrx;*.prm;*.bfr;"
+        "*.txt;*.asc;*.csv;*.bin;*.vet;*.wav;*.flt;*.edf;*.mat;*.wdq;*.dtx;*.dtb|";
+    constexpr const char* read = "ASCII text (*.asc)|*.asc|comma-separated value text (*.csv)|*.csv|";
+    constexpr const char* text = "Text (*.txt)|*.txt|";
+    constexpr const char* binary = "Raw binary (*.bin)|*.bin|";
+    constexpr const char* edf = "European Data Format (*edf)|*.edf|";
+    constexpr const char* native = "binary float (*.flt)|*.flt|native Kymora(*.kymr-dat)|*.kymr-dat|";
+    EXPECT_EQ(OpenFilter(),
+              std::string(all) +
+                  "Multi-channel data (*mcd)|*.mdc|Axon gap-free (*abf)|*.abf|CED signal (*.cfs)|*.cfs|"
+                  "CED Spike2 (*.smr)|*.smr|CED Spike2 (*.smrx)|*.smrx|EGAA ECR (*prm)|*.prm|EGAA Scope "
+                  "(*.bfr)|*.bfr|" +
+                  read + text + binary + "Wintrontech (*vet)|*.vet|audio (*.wav)|*.wav|" + edf +
+                  "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
+                  "Kymora recording (*.kymr-rec)|*.kymr-rec|Kymora DataTranslation board (*.dtx)|*.dtx||");
+    EXPECT_EQ(ConvertibleFilter(),
+              std::string("All convertible types|*.asc;*.csv;*.bin;*.edf;*.flt;*.kymr-dat|") + read + binary +
+                  edf + native + "|");
 }
 
-TEST_F(OpenDocumentTest, TheOpenDialogOffersAllTypesAndThoseThatCanBeRead) {
-    const std::string filter = OpenFilter();
-    EXPECT_TRUE(filter.starts_with(
-        "All recognised types|*.mcd;*.kymr-dat;*.kymr-rec;*.abf;*.axgx;*.axgd;*.cfs;*.smr;*.smrx;*.prm;*.bfr;"
-        "*.txt;*.asc;*.csv;*.bin;*.vet;*.wav;*.flt;*.edf;*.mat;*.wdq;*.dtx;*.dtb|"));
-    EXPECT_TRUE(filter.ends_with("||"));
-    for (const DocumentTemplate& type : DocumentTemplates()) {
-        const std::string single =
-            "|" + std::string(type.filterText) + "|*" + std::string(type.extension) + "|";
-        EXPECT_NE(filter.find(single), std::string::npos) << single;
-    }
+TEST_F(OpenDocumentTest, FileTypesHaveTheNamesOfTheirClasses) {
+    const char* names[] = {"CDataDoc",    "CAscDoc",     "CCEDDoc",      "CSpike2Doc",    "CKYMDoc",
+                           "CFloatDoc",   "CECRDoc",     "CScopeDoc",    "CAxonDoc",      "CBinaryDoc",
+                           "CWavDoc",     "CWintronDoc", "CDtxDoc",      "CEDFDoc",       "CDataQDoc",
+                           "CPicoMatDoc", "CAcqDoc",     "CAxographDoc", "CMultiChanDoc", "CDataDoc"};
+    for (int code = 0; code < 20; ++code) EXPECT_EQ(FileTypeClassName(code), names[code]) << code;
+    EXPECT_EQ(FileTypeClassName(noFileType), "CDataDoc");
 }
 
 TEST_F(OpenDocumentTest, FilesOfKnownTypesWithoutAReaderAreNamed) {
@@ -82,12 +80,7 @@ TEST_F(OpenDocumentTest, FilesOfKnownTypesWithoutAReaderAreNamed) {
     }
 }
 
-TEST_F(OpenDocumentTest, ABatchOpensSilentlyAndPutsTheFlagsBack) {
-    session.skipFileDetails = session.gapNoticeShown = false;
-    session.askForDetails = true;
-    WriteNativeFile(*MemoryDoc::MakeWithRuns(session, {{1, 2}}, {{1, 5, 1}}), "/gaps.kymr-dat");
-    for (const char* name : {"/a.kymr-dat", "/b.EDF", "/gaps.kymr-dat"})
-        EXPECT_TRUE(batch.OpenForBatch(name));
+TEST_F(OpenDocumentTest, ABatchWritesWhatReadersTellToTheLog) {
     EdfBuilder many;
     for (int i = 0; i < 17; ++i) many.AddRamp("s" + std::to_string(i), 10);
     files.Put("/many.edf", many.Build());
@@ -100,9 +93,6 @@ TEST_F(OpenDocumentTest, ABatchOpensSilentlyAndPutsTheFlagsBack) {
     EXPECT_NE(host.LogText().find("The first 16 of 17 signals"), std::string::npos);
     EXPECT_NE(host.LogText().find("flagged internally as Episodic"), std::string::npos);
     EXPECT_FALSE(batch.OpenForBatch("/missing.edf"));
-    EXPECT_FALSE(session.skipFileDetails);
-    EXPECT_FALSE(session.gapNoticeShown);
-    EXPECT_TRUE(session.askForDetails);
 }
 
 TEST_F(OpenDocumentTest, ABatchTakesTheDocumentThatIsOpen) {

@@ -21,7 +21,6 @@ namespace {
 class JobWorkerTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        session.skipFileDetails = session.gapNoticeShown = true;
         std::mt19937 random{5};
         WriteNativeFile(*MakeNoise(session, {2, 200000, true}, random), path);
         doc = Open();

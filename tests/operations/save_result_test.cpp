@@ -37,7 +37,6 @@ TEST(SaveResult, WhatOthersWroteStaysAndTheResultIsKept) {
         test::TestHost host;
         MemoryFileSystem files;
         Session session(host, files);
-        session.skipFileDetails = session.gapNoticeShown = true;
         test::NativeRecipe recipe;
         recipe.version = one.version;
         const auto bytes = one.version == 0 ? test::EdfBuilder().AddRamp("EEG", 50).Build()

@@ -32,7 +32,6 @@ class SummaryServiceTest : public ::testing::Test {
         return path;
     }
     std::unique_ptr<CDataDoc> Open(const std::filesystem::path& path, OpenFor purpose = OpenFor::reading) {
-        session.skipFileDetails = session.gapNoticeShown = true;
         auto doc = OpenDocument(session, path, purpose);
         EXPECT_TRUE(doc);
         return doc;

@@ -55,9 +55,11 @@ class MemoryDoc : public CDataDoc {
         return MakeWithRuns(session, {{}}, {{0, length}}, sampleInterval);
     }
 
-    std::function<std::unique_ptr<CDataDoc>(Session&)> TwinMaker() const override {
+    Reopening ToReopen() const override {
         std::vector<RunList> runs(validRuns.begin(), validRuns.begin() + traceCount);
-        return [stored = stored_, generator = generator_, runs, interval = sampleInterval](Session& its) {
+        Reopening reopening;
+        reopening.twin = [stored = stored_, generator = generator_, runs,
+                          interval = sampleInterval](Session& its) {
             auto twin = std::make_unique<MemoryDoc>(its);
             twin->stored_ = stored;
             twin->generator_ = generator;
@@ -66,6 +68,7 @@ class MemoryDoc : public CDataDoc {
             twin->Finish();
             return twin;
         };
+        return reopening;
     }
 
     int readCalls = 0;        // how often stored samples were read
@@ -80,7 +83,7 @@ class MemoryDoc : public CDataDoc {
     }
 
   protected:
-    bool Load(OpenFor) override { return true; }
+    void Load() override {}
 
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override {
         ++readCalls;

@@ -31,7 +31,7 @@ class MemoryRemote : public RemoteTarget {
     }
     int Active() override { return active; }
     void Activate(int index) override { active = index; }
-    int Open(const std::filesystem::path& path) override {
+    int Open(const std::filesystem::path& path, bool) override {
         if (path != "/good") {
             session_.host.Message("Cannot open " + path.string(), "Kymora");
             return -1;

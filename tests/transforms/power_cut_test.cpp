@@ -77,7 +77,6 @@ class PowerCut : public ::testing::TestWithParam<WritingCase> {
     }
     void Write(FileSystem& files) {
         Session session(host, files);
-        session.skipFileDetails = session.gapNoticeShown = true;
         session.now = [] { return std::time_t{0}; };
         const auto doc = OpenDocument(session, GetParam().source);
         if (doc) GetParam().write(*doc);
@@ -85,7 +84,6 @@ class PowerCut : public ::testing::TestWithParam<WritingCase> {
     std::vector<std::byte> Recovered(MemoryFileSystem& disk) {
         if (GetParam().target == std::string_view(recording)) {
             Session session(host, disk);
-            session.skipFileDetails = session.gapNoticeShown = true;
             EXPECT_TRUE(OpenDocument(session, recording)) << host.LastMessage();
         }
         return disk.Bytes(GetParam().target);

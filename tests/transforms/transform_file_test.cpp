@@ -34,8 +34,6 @@ std::unique_ptr<MemoryDoc> ThreeTraces(Session& session) {
 
 class TransformFileTest : public ::testing::Test {
   protected:
-    void SetUp() override { session.skipFileDetails = session.gapNoticeShown = true; }
-
     WrittenFile Run(CDataDoc& doc, COpposite& dialog, const std::filesystem::path& target = "/out.kymr-dat") {
         dialog.CheckChangeDoc(&doc);
         return dialog.WriteFile(doc.GetSession(), target, dialog.m_bNewFile);
@@ -229,7 +227,6 @@ TEST_F(TransformSwapTest, KernelsAndUsersEndItWithoutATrace) {
 TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
     const auto attempt = [&](FaultyFileSystem& disk) {
         Session its(host, disk);
-        its.skipFileDetails = its.gapNoticeShown = true;
         const auto doc = OpenDocument(its, path);
         COpposite dialog;
         dialog.m_strTraceList = "1-3";
@@ -276,7 +273,6 @@ TEST_F(TransformSwapTest, AVersionThatOthersPutThereIsNotReplaced) {
             files.Put(path, before);
             FaultyFileSystem disk(files);
             Session its(host, disk);
-            its.skipFileDetails = its.gapNoticeShown = true;
             const auto doc = OpenDocument(its, path);
             if (at == 0) files.Put(path, theirs);
             disk.beforeLink = [&] {
@@ -296,7 +292,6 @@ TEST_F(TransformSwapTest, AVersionThatOthersPutThereIsNotReplaced) {
 TEST_F(TransformSwapTest, WhatFailsBehindTheRenameIsToldAsSuch) {
     FaultyFileSystem disk(files);
     Session its(host, disk);
-    its.skipFileDetails = its.gapNoticeShown = true;
     const auto doc = OpenDocument(its, path);
     disk.foldersFail = true;
     COpposite dialog;

@@ -1,0 +1,114 @@
+#include "import/formats.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "document/float_doc.h"
+#include "import/asc_doc.h"
+#include "import/binary_doc.h"
+#include "import/edf_doc.h"
+
+namespace kymora {
+namespace {
+
+template <typename Document>
+std::unique_ptr<CDataDoc> Make(Session& session) {
+    return std::make_unique<Document>(session);
+}
+
+constexpr FormatReader noReader;
+constexpr bool inBatch = true, notInBatch = false;
+
+bool IsConvertible(const Format& format, const FormatExtension& extension) {
+    return format.reader.make && extension.inBatch && !extension.filterText.empty();
+}
+
+// One for each type, or for each that can be converted.
+std::string SingleFilters(bool convertible) {
+    std::string filters;
+    for (const Format& format : Formats())
+        for (const FormatExtension& type : format.extensions)
+            if (convertible ? IsConvertible(format, type) : !type.filterText.empty())
+                filters += fmt::format("{}|*{}|", type.filterText, type.extension);
+    return filters;
+}
+
+std::string AllPatterns() {
+    std::vector<FormatExtension> listed;
+    for (const Format& format : Formats())
+        for (const FormatExtension& type : format.extensions)
+            if (type.place != 0) listed.push_back(type);
+    std::sort(listed.begin(), listed.end(),
+              [](const FormatExtension& a, const FormatExtension& b) { return a.place < b.place; });
+    std::string patterns;
+    for (const FormatExtension& type : listed)
+        patterns += fmt::format("{}*{}", patterns.empty() ? "" : ";", type.extension);
+    return patterns;
+}
+
+}  // namespace
+
+const std::vector<Format>& Formats() {
+    // clang-format off
+    static const std::vector<Format> formats{
+        // .mdc is what the filter says of files that end in .mcd; both are recognised.
+        {"CMultiChanDoc", 18, noReader, {{".mdc", 0, notInBatch, "Multi-channel data (*mcd)", "MultiChannel Document"}, {".mcd", 1, inBatch}}},
+        {"CAxonDoc", 8, noReader, {{".abf", 4, inBatch, "Axon gap-free (*abf)", "Axon Document"}}},
+        {"CCEDDoc", 2, noReader, {{".cfs", 7, inBatch, "CED signal (*.cfs)", "CED Signal Document"}}},
+        {"CSpike2Doc", 3, noReader, {{".smr", 8, inBatch, "CED Spike2 (*.smr)", "CED Spike 2 Document"}}},
+        {"CSpike64Doc", noFileType, noReader, {{".smrx", 9, notInBatch, "CED Spike2 (*.smrx)", "CED Spike 2 64-bit Document"}}},
+        {"CECRDoc", 6, noReader, {{".prm", 10, inBatch, "EGAA ECR (*prm)", "ECR Document"}}},
+        {"CScopeDoc", 7, noReader, {{".bfr", 11, inBatch, "EGAA Scope (*.bfr)", "Scope Document"}}},
+        {"CAscDoc", typeText, {.make = Make<CAscDoc>, .asks = true},
+         {{".asc", 13, inBatch, "ASCII text (*.asc)", "Asc Document"},
+          {".csv", 14, inBatch, "comma-separated value text (*.csv)", "CSV Document"},
+          {".txt", 12, notInBatch, "Text (*.txt)", "Txt Document"}}},
+        {"CBinaryDoc", typeBinary, {.make = Make<CBinaryDoc>, .asks = true, .folds = true},
+         {{".bin", 15, inBatch, "Raw binary (*.bin)", "Raw binary Document"}}},
+        {"CWintronDoc", 11, noReader, {{".vet", 16, inBatch, "Wintrontech (*vet)", "Wintrontech Document"}}},
+        {"CWavDoc", 10, noReader, {{".wav", 17, inBatch, "audio (*.wav)", "Audio Document"}}},
+        {"CEDFDoc", typeEdf, {.make = Make<CEDFDoc>, .asks = true, .folds = true},
+         {{".edf", 19, inBatch, "European Data Format (*edf)", "European Data Format Document"}}},
+        {"CDataQDoc", 14, noReader, {{".wdq", 21, inBatch, "DataQ (*.wdq)", "DataQ Document"}}},
+        {"CPicoMatDoc", 15, noReader, {{".mat", 20, inBatch, "PicoScop Mat (*.mat)", "PicoScop Mat Document"}}},
+        {"CAxographDoc", 17, noReader, {{".axgx", 5, inBatch, "Axograph (*axgx)"}, {".axgd", 6, notInBatch}}},
+        {"CFloatDoc", typeFloat, {.make = Make<CFloatDoc>, .savesInPlace = true},
+         {{".flt", 18, inBatch, "binary float (*.flt)", "Flt Document"},
+          {".kymr-dat", 2, inBatch, "native Kymora(*.kymr-dat)", "Kymora data file"}}},
+        {"CAcqDoc", 16, noReader, {{".kymr-rec", 3, inBatch, "Kymora recording (*.kymr-rec)", "Kymora recording file"}}},
+        {"CDtxDoc", 12, noReader, {{".dtx", 22, inBatch, "Kymora DataTranslation board (*.dtx)", "DTX Document"}}},
+        {"CKYMDoc", 4, noReader, {{".dtb", 23, inBatch}}},
+    };
+    // clang-format on
+    return formats;
+}
+
+FormatMatch FindFormat(const std::filesystem::path& path) {
+    const std::string extension = FoldedExtension(path);
+    for (const Format& format : Formats())
+        for (const FormatExtension& type : format.extensions)
+            if (type.extension == extension) return {&format, &type};
+    return {};
+}
+
+std::string_view FileTypeClassName(int fileType) {
+    for (const Format& format : Formats())
+        if (format.fileType == fileType && fileType != noFileType) return format.className;
+    return "CDataDoc";
+}
+
+std::string OpenFilter() {
+    return fmt::format("All recognised types|{}|{}|", AllPatterns(), SingleFilters(false));
+}
+
+std::string ConvertibleFilter() {
+    std::string patterns;
+    for (const Format& format : Formats())
+        for (const FormatExtension& type : format.extensions)
+            if (IsConvertible(format, type))
+                patterns += fmt::format("{}*{}", patterns.empty() ? "" : ";", type.extension);
+    return fmt::format("All convertible types|{}|{}|", patterns, SingleFilters(true));
+}
+
+}  // namespace kymora
