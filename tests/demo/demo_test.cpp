@@ -1,27 +1,19 @@
 #include "demo/demo_recordings.h"
 
+#include "demo/spike_units.h"
+#include "support/session_fixture.h"
 #include <algorithm>
 #include <cmath>
-#include <gtest/gtest.h>
-
-#include "demo/spike_units.h"
-#include "host/memory_file_system.h"
-#include "support/test_host.h"
 
 namespace kymora {
 namespace {
 
-class DemoTest : public ::testing::Test {
-  protected:
+struct DemoTest : test::SessionTest {
     DemoTest() { session.seed = 3; }
-    test::TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
 };
 
 std::vector<double> ReadTrace(CDataDoc& doc, int trace) {
-    std::vector<float> values(static_cast<size_t>(doc.GetLength()));
-    doc.ReadBlock(trace, 0, values);
+    const std::vector<float> values = test::SessionTest::SamplesOf(doc, trace);
     return {values.begin(), values.end()};
 }
 
@@ -80,54 +72,6 @@ TEST_F(DemoTest, SpikesPeakWhereTheTruthSays) {
         EXPECT_NEAR(static_cast<double>(peak - average.begin()), reach, 1.0) << "unit " << unit + 1;
         EXPECT_NEAR(*peak / value, 1.0, 0.1) << "unit " << unit + 1;
     }
-}
-
-TEST_F(DemoTest, UnitsKeepTheirDeadTimeAndOverlapsAreMarked) {
-    const auto doc = MakeDemoSpikes(session);
-    std::vector<std::pair<int32_t, int>> all;
-    for (int unit = 0; unit < demoUnits; ++unit) {
-        const auto& events = doc->eventChannels[static_cast<size_t>(unit)].Events();
-        for (size_t i = 0; i < events.size(); ++i) {
-            all.emplace_back(events[i].onPosition, unit);
-            if (i != 0) {
-                EXPECT_GE(events[i].onPosition - events[i - 1].onPosition, 49) << "2.45 ms";
-            }
-        }
-    }
-    std::sort(all.begin(), all.end());
-    int near = 0;
-    for (size_t i = 1; i < all.size(); ++i)
-        near += all[i].first - all[i - 1].first <= 20 && all[i].second != all[i - 1].second ? 1 : 0;
-    EXPECT_NEAR(doc->GetNumEvents(3), near, 2);
-    EXPECT_GT(near, 30);
-}
-
-TEST_F(DemoTest, TheStimulusDrivesUnitTwo) {
-    const auto doc = MakeDemoSpikes(session);
-    const auto& stimuli = doc->eventChannels[4].Events();
-    int inside = 0;
-    int32_t covered = 0;
-    for (const CEventKM& stimulus : stimuli) {
-        covered += stimulus.offPosition - stimulus.onPosition;
-        for (const CEventKM& spike : doc->eventChannels[1].Events())
-            inside +=
-                spike.onPosition >= stimulus.onPosition && spike.onPosition < stimulus.offPosition ? 1 : 0;
-    }
-    const double rate = inside / (covered * doc->sampleInterval / 1000.0);
-    EXPECT_GT(rate, 45.0);
-    EXPECT_LT(rate, 90.0);
-}
-
-TEST_F(DemoTest, NoiseIsRealistic) {
-    const auto doc = MakeDemoSpikes(session);
-    // The difference of neighbours of noise with correlation r and s.d. s has the s.d. s x sqrt(2 (1 - r));
-    // here 9 uV, of which the median of the absolute difference shows 0.6745, as few spikes disturb a median.
-    const std::vector<double> samples = ReadTrace(*doc, 0);
-    std::vector<double> steps;
-    for (size_t i = 1; i < samples.size(); i += 7) steps.push_back(std::abs(samples[i] - samples[i - 1]));
-    std::nth_element(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2),
-                     steps.end());
-    EXPECT_NEAR(steps[steps.size() / 2] / 0.6745, 9.0 * std::sqrt(2.0 * (1.0 - 0.45)), 0.5);
 }
 
 TEST_F(DemoTest, GapsStandWhereTheChannelsSay) {

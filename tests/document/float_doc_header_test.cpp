@@ -1,24 +1,16 @@
 // The model of a recording that a transform writes: copied, with traces added, and copied samples.
 
-#include <gtest/gtest.h>
-
 #include "document/float_doc.h"
 #include "document/native_writer.h"
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
 #include "support/native_builder.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora {
 namespace {
 
 using test::MemoryDoc;
 
-struct FloatDocHeader : ::testing::Test {
-    test::TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
-
+struct FloatDocHeader : test::SessionTest {
     std::unique_ptr<CFloatDoc> Open() {
         auto doc = std::make_unique<CFloatDoc>(session);
         return doc->OnOpenDocument(test::recordingPath) ? std::move(doc) : nullptr;
@@ -65,11 +57,6 @@ struct FloatDocHeader : ::testing::Test {
         WriteTail(archive, model, model.fileComment);
         archive.Close();
     }
-    static std::vector<float> Samples(CDataDoc& doc, int trace) {
-        std::vector<float> values(static_cast<size_t>(doc.GetLength()));
-        doc.ReadBlock(trace, 0, values);
-        return values;
-    }
 };
 
 TEST_F(FloatDocHeader, CopiesTheWholeModelAndOwnsIt) {
@@ -91,9 +78,9 @@ TEST_F(FloatDocHeader, CopiesTheWholeModelAndOwnsIt) {
         EXPECT_EQ(read->validRuns[t], source->validRuns[t]);
         EXPECT_EQ(read->traces[t].traceLabel, source->traces[t].traceLabel);
         EXPECT_EQ(read->traceAnnotations[t], source->traceAnnotations[t]);
-        EXPECT_EQ(Samples(*read, static_cast<int>(t)), Samples(*source, static_cast<int>(t)));
+        EXPECT_EQ(SamplesOf(*read, static_cast<int>(t)), SamplesOf(*source, static_cast<int>(t)));
     }
-    EXPECT_EQ(Samples(*read, 1), (std::vector<float>{5, 0, 10, 15})) << "halved by the gain of 2 once";
+    EXPECT_EQ(SamplesOf(*read, 1), (std::vector<float>{5, 0, 10, 15})) << "halved by the gain of 2 once";
     EXPECT_EQ(read->grid, source->grid);
     EXPECT_EQ(read->scaleBars, source->scaleBars);
     EXPECT_EQ(read->markers, source->markers);
@@ -144,7 +131,7 @@ TEST_F(FloatDocHeader, AddsTracesAndShiftsAllThatNamesOne) {
         EXPECT_EQ(is.traceColour, was.traceColour);
         EXPECT_EQ(is.traceOrder, static_cast<int32_t>(t));
         EXPECT_EQ(read->validRuns[t], source->validRuns[sourceOf[t]]);
-        EXPECT_EQ(Samples(*read, static_cast<int>(t)), Samples(*source, static_cast<int>(sourceOf[t])));
+        EXPECT_EQ(SamplesOf(*read, static_cast<int>(t)), SamplesOf(*source, static_cast<int>(sourceOf[t])));
     }
     // What names a trace went with it: 0, 1, 2 are 0, 2, 3 now.
     const std::vector<int> now{0, 2, 3};
@@ -251,7 +238,7 @@ TEST_F(FloatDocHeader, CopiesSamplesInPiecesThatCanBeCancelled) {
     EXPECT_EQ(host.progress.back().updates, (std::vector<uint64_t>{2'097'152, 2'500'000, 2'500'003}));
     CFloatDoc copy(session);
     ASSERT_TRUE(copy.OnOpenDocument("/copy.kymr-dat"));
-    const auto samples = Samples(copy, 0);
+    const auto samples = SamplesOf(copy, 0);
     for (size_t i = 0; i < samples.size(); ++i)
         ASSERT_EQ(samples[i], test::BuiltSample(0, static_cast<int64_t>(i)));
 

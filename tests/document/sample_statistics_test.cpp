@@ -1,26 +1,17 @@
 // Statistics of stretches of a recording: gaps, ends and damage do not count, and the reader's place stays.
 
 #include "document/sample_statistics.h"
-
-#include <gtest/gtest.h>
+#include "support/session_fixture.h"
 
 #include <algorithm>
 #include <cmath>
-
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
 
 namespace kymora {
 namespace {
 
 using test::MemoryDoc;
 
-struct SampleStatistics : ::testing::Test {
-    test::TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
-
+struct SampleStatistics : test::SessionTest {
     static float Value(int64_t i) { return static_cast<float>((i * 7919) % 10007) - 3000.0f; }
     static std::vector<float> Values(int64_t from, int64_t count) {
         std::vector<float> values;

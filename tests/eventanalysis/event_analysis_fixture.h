@@ -1,24 +1,17 @@
 #pragma once
 // A recording with a few event channels, and blocks over it.
 
-#include <gtest/gtest.h>
-
 #include <initializer_list>
 #include <utility>
 
 #include "eventanalysis/event_parameters.h"
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 
-struct EventAnalysisTest : ::testing::Test {
+struct EventAnalysisTest : SessionTest {
     using Spans = std::vector<std::pair<int32_t, int32_t>>;
 
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
     std::unique_ptr<MemoryDoc> doc;
 
     CEventChan& Channel(int channel) { return doc->eventChannels[static_cast<size_t>(channel)]; }

@@ -22,15 +22,10 @@ TEST_F(EventBlock, HoldsTheEventsThatBeginInEachBlock) {
     EXPECT_EQ(block.Records()[0].channel2, (EventRange{0, 0, 1}));
     EXPECT_EQ(block.Records()[2].channel2, (EventRange{1, 1, 2}));
     EXPECT_EQ(block.GetTotalEvents(), 4);
-    EXPECT_EQ(block.GetNumEvents(0), 2);
-    EXPECT_EQ(block.GetOn(0, 1), 19);
-    EXPECT_EQ(block.GetOff(2, 1), 120);
+    EXPECT_EQ(std::pair(block.GetOn(0, 1), block.GetOff(2, 1)), std::pair(19, 120));
+    EXPECT_EQ(std::pair(block.GetOn2(2, 0), block.GetOff2(0, 0)), std::pair(60, 16));
+    EXPECT_EQ(std::pair(block.GetBlockStart(2), block.GetBlockLength(2)), std::pair(40, 60));
     EXPECT_EQ(block.GetIndex(2, 0), 4);
-    EXPECT_EQ(block.GetNumEvents2(2), 1);
-    EXPECT_EQ(block.GetOn2(2, 0), 60);
-    EXPECT_EQ(block.GetOff2(0, 0), 16);
-    EXPECT_EQ(block.GetBlockStart(2), 40);
-    EXPECT_EQ(block.GetBlockLength(2), 60);
     // What is not there.
     EXPECT_EQ(block.GetOn(0, 2), -1);
     EXPECT_EQ(block.GetOn(0, -1), -1);

@@ -72,11 +72,6 @@ TEST_F(EventList, ListsWhatTheKeysAskFor) {
                         "  3\t       0.0050\t            0\t\r\n");
     EXPECT_FALSE(doc->IsModified());
     EXPECT_EQ(doc->historyLog, "");
-    std::string report;
-    list.GetParamText(report);
-    EXPECT_EQ(report, "Analysis region:\tuser set:\r\n\tStart = 7.00, End = 100.00\r\nSource event channel: "
-                      "a\r\nEvent channel 2: b\r\nReport time values in seconds\r\nParameters listed: #ID, "
-                      "Latency, Count 2 in 1\r\n");
     // A result does not outlive its recording.
     const auto other = MemoryDoc::MakeEmpty(session, 10);
     list.CheckChangeDoc(other.get());
@@ -132,29 +127,6 @@ TEST_F(EventList, RefusesWhatHasNoList) {
     EXPECT_EQ(Refusal(), "No parameters are chosen for the list.");
     Only({id});
     EXPECT_TRUE(list.Run());
-}
-
-TEST_F(EventList, KeepsItsSettings) {
-    Only({elapsedOnTime, statsDurationSd, pcWeight3});
-    list.m_nTimeUnit = 1;
-    list.m_traces = {1, 4};
-    list.m_nChannel1 = 30;
-    list.m_nRegionMode = regionGate;
-    list.m_nGateChannel = 12;
-    const auto record = list.Settings();
-    CEventList other;
-    other.TakeSettings(record);
-    EXPECT_EQ(other.m_columns, list.m_columns);
-    EXPECT_EQ(other.m_nTimeUnit, 1);
-    EXPECT_EQ(other.m_traces, list.m_traces);
-    EXPECT_EQ(other.m_nGateChannel, 12);
-    EXPECT_EQ(other.Settings(), record);
-    // The own fields end the record: version, 44 flags, unit, count and traces. A later version is refused.
-    auto later = record;
-    later[later.size() - (4 + 44 + 4 + 4 + 8)] = std::byte{2};
-    EXPECT_THROW(other.TakeSettings(later), ArchiveError);
-    later.resize(later.size() - 1);
-    EXPECT_THROW(other.TakeSettings(later), ArchiveError);
 }
 
 TEST_F(EventList, SavesTheSameText) {

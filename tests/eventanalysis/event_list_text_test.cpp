@@ -30,18 +30,8 @@ struct EventListText : test::EventAnalysisTest {
     }
 };
 
-TEST_F(EventListText, HeadingOfAllColumns) {
+TEST_F(EventListText, HeadingsOfSeveralTraces) {
     doc = MemoryDoc::Make(session, {{1, 2, 3}, {1, 2, 3}, {1, 2, 3}});
-    options.columns.fill(true);
-    const std::string events =
-        "Event parameters: #ID\tOn time\tElap on time\tDuration\tNum samples\tGap duration\tFrequency\t"
-        "Interval\tDuty cycle\tVar val\tPhase\tLatency\tNearest lat\tPaired lat\tCount 2 in 1\tCount 2 frm "
-        "1\t"
-        "Tagged (T/F)\tLabel\tColour\tCount\tInterval avg\tInterval S.D.\tDur avg\tDur S.D.\t";
-    EXPECT_EQ(Write(Block(0)), events +
-                                   "Pk-to-pk amp\tPk-to-pk dur\tMax val\tMax val rel t\tMin val\t"
-                                   "Min val rel t\tMean\tS.D.\tMedian\tRobust S.D.\tArea\tArea re base\t"
-                                   "Slope\tRMS\trel Energy\tRhythm: idx\tperiod\tPC 1\tPC 2\tPC 3\t\r\n");
     options.traces = {0, 2};
     Only({id, peakToPeak, energy, rhythmIndex, rhythmPeriod, pcWeight1});
     EXPECT_EQ(Write(Block(0)),
@@ -116,49 +106,26 @@ TEST_F(EventListText, RowsOfTraces) {
     EXPECT_EQ(Write(Block(0)), "Event parameters: Mean\t\r\n          nan\t\r\n          nan\t\r\n");
 }
 
-TEST_F(EventListText, EndsWhenTheSinkHasEnough) {
-    doc = MemoryDoc::MakeEmpty(session, 1000);
-    Fill(0, {{1, 2}, {3, 4}, {5, 6}});
-    Only({id});
-    std::vector<std::string> lines;
-    EXPECT_FALSE(WriteEventList(*doc, Block(0), options, [&](std::string_view line) {
-        lines.emplace_back(line);
-        return lines.size() < 2;
-    }));
-    EXPECT_EQ(lines, (std::vector<std::string>{"Event parameters: #ID\t\r\n", "  1\t\r\n"}));
-}
-
 TEST(EventListCells, AreThoseOfPrintf) {
     std::mt19937_64 random(3);
-    char expected[400];
+    const auto expect = [](auto append, const char* format, auto value, auto printed) {
+        char expected[400];
+        std::snprintf(expected, sizeof expected, format, printed);
+        std::string cell;
+        append(cell, value);
+        ASSERT_EQ(cell, expected);
+    };
     for (int i = 0; i < 20000; ++i) {
         const auto whole = static_cast<int64_t>(random()) >> (random() % 60);
         const double value = static_cast<double>(whole) / (i % 2 == 0 ? 20000.0 : 1e15);
-        std::string cell;
-        AppendValueCell(cell, value);
-        std::snprintf(expected, sizeof expected, "%13.4f\t", value);
-        ASSERT_EQ(cell, expected);
-        cell.clear();
-        AppendCountCell(cell, whole);
-        std::snprintf(expected, sizeof expected, "%13" PRId64 "\t", whole);
-        ASSERT_EQ(cell, expected);
-        cell.clear();
-        AppendIdCell(cell, whole % 5000);
-        std::snprintf(expected, sizeof expected, "%3d\t", static_cast<int>(whole % 5000));
-        ASSERT_EQ(cell, expected);
-        cell.clear();
         const uint32_t colour = static_cast<uint32_t>(random()) >> (i % 32);
-        AppendColourCell(cell, colour);
-        std::snprintf(expected, sizeof expected, "0x%.6x\t", colour);
-        ASSERT_EQ(cell, expected);
+        expect(AppendValueCell, "%13.4f\t", value, value);
+        expect(AppendCountCell, "%13" PRId64 "\t", whole, whole);
+        expect(AppendIdCell, "%3d\t", whole % 5000, static_cast<int>(whole % 5000));
+        expect(AppendColourCell, "0x%.6x\t", colour, colour);
     }
-    std::string cells;
-    for (const double value : {1e308, -std::numeric_limits<double>::infinity(), -0.00001}) {
-        cells.clear();
-        AppendValueCell(cells, value);
-        std::snprintf(expected, sizeof expected, "%13.4f\t", value);
-        EXPECT_EQ(cells, expected);
-    }
+    for (const double value : {1e308, -std::numeric_limits<double>::infinity(), -0.00001})
+        expect(AppendValueCell, "%13.4f\t", value, value);
 }
 
 }  // namespace

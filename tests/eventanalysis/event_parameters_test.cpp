@@ -13,11 +13,7 @@ using test::nan;
 using EventParameters = test::EventAnalysisTest;
 
 TEST(EventParameterList, NeedsAndStoredValues) {
-    const auto names = CEvParamCombo::Names();
-    ASSERT_EQ(names.size(), 50u);
-    EXPECT_EQ(names[17], "S.D.");
-    EXPECT_EQ(names[30], "Lat 1 from near 2");
-    EXPECT_EQ(names[49], "Auto Rhythm period");
+    ASSERT_EQ(CEvParamCombo::Names().size(), 50u);
     for (int i = 0; i < evParamCount; ++i) {
         const auto param = static_cast<EvParam>(i);
         const bool trace = (i >= 11 && i <= 25) || (i >= 37 && i <= 45) || i == 48 || i == 49;

@@ -93,86 +93,61 @@ TEST(EventChan, InsertionIntoDisorderLosesNothing) {
     EXPECT_FALSE(channel.IsInOrder());
 }
 
+// Every edit, and whether the table of coordinates, whose rows belong to the events, is lost by it.
+struct Edit {
+    const char* name;
+    std::function<bool(CEventChan&)> run;
+    bool dropsExtra = true;
+};
+const Edit edits[] = {
+    {"append", [](CEventChan& c) { return c.AddEvent(35, 36); }},
+    {"insert", [](CEventChan& c) { return c.AddEvent(5, 6); }},
+    {"replace", [](CEventChan& c) { return c.ReplaceEvent(1, MakeEvent(10, 12)); }},
+    {"delete", [](CEventChan& c) { return c.DeleteEvent(3); }},
+    {"delete all", [](CEventChan& c) { return c.DeleteAll(); }},
+    {"clear", [](CEventChan& c) { return c.Clear(); }},
+    {"delete a range", [](CEventChan& c) { return c.DeleteRange(0, 1); }},
+    {"keep tagged", [](CEventChan& c) { return c.KeepTagged(); }},
+    {"delete tagged", [](CEventChan& c) { return c.DeleteTagged(); }},
+    {"join", [](CEventChan& c) { return c.FilterByGap(6, 0, INT32_MAX); }},
+    {"copy", [](CEventChan& c) { return c.Copy(CEventChan()); }},
+    {"copy events", [](CEventChan& c) { return c.CopyEvents(CEventChan()); }},
+    {"copy settings", [](CEventChan& c) { return c.CopySettings(CEventChan()); }, false},
+    {"label", [](CEventChan& c) { return c.SetLabelAndTag(1, "x", 1); }, false},
+    {"clear labels", [](CEventChan& c) { return c.ClearLabels(); }, false},
+    {"delete an empty range", [](CEventChan& c) { return c.DeleteRange(500, 600); }, false}};
+
 TEST(EventChan, LockRefusesEveryEditAndSaysSo) {
     EventOwner owner;
-    CEventChan source(&owner);
-    source.AddEvent(7, 8);
-    source.channelLabel = "source";
-    CEventChan channel(&owner);
-    channel.AddEvent(10, 20, 1.5f, 1);
-    channel.AddEvent(30, 40);
-    channel.SetLabelAndTag(0, "kept", 1);
-    channel.channelComment = "kept";
-    GiveExtra(channel);
-    channel.channelLocked = true;
-    const auto before = channel.Events();
-
-    const std::vector<std::function<bool()>> edits = {
-        [&] { return channel.AddEvent(1, 2); },
-        [&] { return channel.ReplaceEvent(0, MakeEvent(1, 2)); },
-        [&] { return channel.DeleteEvent(0); },
-        [&] { return channel.DeleteAll(); },
-        [&] { return channel.Clear(); },
-        [&] { return channel.DeleteRange(0, 100); },
-        [&] { return channel.KeepTagged(); },
-        [&] { return channel.DeleteTagged(); },
-        [&] { return channel.ClearLabels(); },
-        [&] { return channel.SetLabelAndTag(0, "x", 0); },
-        [&] { return channel.FilterByGap(1000, 0, INT32_MAX); },
-        [&] { return channel.CopySettings(source); },
-        [&] { return channel.CopyEvents(source); },
-        [&] { return channel.Copy(source); },
-    };
-    for (const auto& edit : edits) EXPECT_FALSE(edit());
-    EXPECT_EQ(owner.host.messages.size(), edits.size());
-    EXPECT_EQ(owner.host.LastMessage(),
-              "The target channel for writing events has been locked and cannot be edited.\n"
-              "Is it the episode-marker channel?");
-    channel.SetComment("%d", 5);
-    channel.AppendComment("%d", 5);
-
-    owner.host.Forget();
-    channel.suppressLockWarning = true;
-    EXPECT_FALSE(channel.AddEvent(1, 2));
-    EXPECT_TRUE(channel.IsLocked());
-    EXPECT_TRUE(owner.host.WasSilent());
-    EXPECT_EQ(channel.Events(), before);
-    EXPECT_EQ(channel.EventExtra().size(), 2u);
-    EXPECT_EQ(channel.channelComment, "kept");
-    EXPECT_EQ(channel.channelLabel, "");
-}
-
-TEST(EventChan, ExtraTableGoesWithTheEventsOnly) {
-    const auto fresh = [] {
-        CEventChan channel;
+    for (const Edit& edit : edits) {
+        SCOPED_TRACE(edit.name);
+        CEventChan channel(&owner);
         for (int i = 0; i < 4; ++i) channel.AddEvent(i * 10, i * 10 + 5, 0.0f, i % 2);
+        channel.SetLabelAndTag(0, "kept", 1);
         GiveExtra(channel);
-        return channel;
-    };
-    const std::vector<std::function<void(CEventChan&)>> droppers = {
-        [](CEventChan& c) { c.AddEvent(35, 36); },
-        [](CEventChan& c) { c.AddEvent(5, 6); },
-        [](CEventChan& c) { c.ReplaceEvent(1, MakeEvent(10, 12)); },
-        [](CEventChan& c) { c.DeleteEvent(3); },
-        [](CEventChan& c) { c.DeleteAll(); },
-        [](CEventChan& c) { c.DeleteRange(0, 1); },
-        [](CEventChan& c) { c.KeepTagged(); },
-        [](CEventChan& c) { c.DeleteTagged(); },
-        [](CEventChan& c) { c.FilterByGap(6, 0, INT32_MAX); },
-        [](CEventChan& c) { c.CopyEvents(CEventChan()); },
-    };
-    for (size_t i = 0; i < droppers.size(); ++i) {
-        CEventChan channel = fresh();
-        droppers[i](channel);
-        EXPECT_TRUE(channel.EventExtra().empty()) << i;
+        const CEventChan before = channel;
+        channel.channelLocked = true;
+        owner.host.Forget();
+        EXPECT_FALSE(edit.run(channel));
+        channel.SetComment("%d", 5);
+        channel.AppendComment("%d", 5);
+        EXPECT_EQ(owner.host.messages.size(), 3u);
+        EXPECT_EQ(owner.host.LastMessage(), lockedChannelText);
+        channel.suppressLockWarning = true;
+        owner.host.Forget();
+        EXPECT_FALSE(edit.run(channel));
+        EXPECT_TRUE(owner.host.WasSilent());
+        channel.channelLocked = false;
+        EXPECT_EQ(channel.Events(), before.Events());
+        EXPECT_EQ(channel.EventExtra().size(), 4u);
+        EXPECT_TRUE(channel.HasSameSettings(before));
+
+        EXPECT_TRUE(edit.run(channel));
+        EXPECT_EQ(channel.EventExtra().size(), edit.dropsExtra ? 0u : 4u);
     }
-    CEventChan channel = fresh();
-    channel.SetLabelAndTag(1, "x", 1);
-    channel.ClearLabels();
-    channel.DeleteRange(500, 600);
-    EXPECT_EQ(channel.EventExtra().size(), 4u);
+    CEventChan channel;
+    channel.AddEvent(1, 2);
     EXPECT_FALSE(channel.SetEventExtra(std::vector<std::array<float, 3>>(3)));
-    EXPECT_EQ(channel.EventExtra().size(), 4u);
 }
 
 TEST(EventChan, RefusesIndicesOutsideTheChannel) {
@@ -252,20 +227,13 @@ TEST(EventChan, FilterByGapJoinsThenDrops) {
 
 TEST(EventChan, FilterByGapKeepsWhatTheAbsorberHad) {
     CEventChan channel;
-    channel.AddEvent(0, 10, 1.0f, 7, 0x123456);
-    channel.AddEvent(11, 20, 2.0f, 8, 0x654321);
-    channel.SetLabelAndTag(0, "first", 7);
-    channel.SetLabelAndTag(1, "second", 8);
-    channel.AddEvent(40, 50, 3.0f);
-    channel.SetLabelAndTag(2, "third", 9);
+    CEventKM first{0, 10, 1.0f, 7, 0x123456, "first"};
+    for (const CEventKM& event :
+         {first, {11, 20, 2.0f, 8, 0x654321, "second"}, {40, 50, 3.0f, 9, 0, "third"}})
+        channel.AddEvent(event);
     channel.FilterByGap(5, 0, INT32_MAX);
-    ASSERT_EQ(channel.GetNumEvents(), 2);
-    CEventKM joined = MakeEvent(0, 20, 1.0f);
-    joined.eventTag = 7;
-    joined.eventColour = 0x123456;
-    joined.eventLabel = "first";
-    EXPECT_EQ(channel.Events()[0], joined);
-    EXPECT_EQ(channel.Events()[1].eventLabel.View(), "third");
+    first.offPosition = 20;
+    EXPECT_EQ(channel.Events(), (std::vector<CEventKM>{first, {40, 50, 3.0f, 9, 0, "third"}}));
 }
 
 TEST(EventChan, CopiesWhatBelongsToACopy) {
@@ -276,14 +244,14 @@ TEST(EventChan, CopiesWhatBelongsToACopy) {
     GiveExtra(source);
     source.detectionMethod = methodScaledTemplate;
     source.parentTrace = 4;
-    source.channelLabel = "label";
-    source.channelComment = "comment";
-    source.channelColour = 1;
-    source.channelColourAlt = 2;
+    source.channelLabel = source.channelComment = "text";
+    source.channelColour = source.channelColourAlt = 2;
     source.channelVisible = 0;
     source.channelDrawMode = 9;
     source.templateData = {1, 2, 3};
     source.detection.templateThreshold = 0.5f;
+    const CEventChan copied = source;
+    // The place in the document and what is the channel's own stay.
     source.channelFlag = 5;
     source.channelOptionB = 6;
     source.SetDisplayPosition(0.7);
@@ -291,38 +259,21 @@ TEST(EventChan, CopiesWhatBelongsToACopy) {
 
     CEventChan copy(&other);
     copy.AddEvent(1, 2);
-    EXPECT_TRUE(copy.Copy(source));
-    EXPECT_EQ(copy.Events(), source.Events());
-    EXPECT_FALSE(copy.IsInOrder());
-    EXPECT_EQ(copy.EventExtra(), source.EventExtra());
-    EXPECT_EQ(copy.detectionMethod, methodScaledTemplate);
-    EXPECT_EQ(copy.parentTrace, 4);
-    EXPECT_EQ(copy.channelLabel + copy.channelComment, "labelcomment");
-    EXPECT_EQ(copy.channelColour, 1u);
-    EXPECT_EQ(copy.channelColourAlt, 2u);
-    EXPECT_EQ(copy.channelVisible, 0);
-    EXPECT_EQ(copy.channelDrawMode, 9);
-    EXPECT_EQ(copy.templateData, source.templateData);
-    EXPECT_EQ(copy.detection, source.detection);
-    // The place in the document and what is the channel's own stay.
-    EXPECT_EQ(copy.ownerDoc, &other);
-    EXPECT_EQ(copy.channelFlag, 0);
-    EXPECT_EQ(copy.channelOptionB, 1);
-    EXPECT_EQ(copy.GetDisplayPosition(), 0.1);
-    EXPECT_FALSE(copy.channelLocked);
-    EXPECT_TRUE(copy.Copy(copy));
-    EXPECT_EQ(copy.Events(), source.Events());
-    EXPECT_EQ(copy.EventExtra().size(), 2u);
-
+    for (const CEventChan* from : {&source, &copy}) {
+        EXPECT_TRUE(copy.Copy(*from));
+        EXPECT_EQ(copy.Events(), source.Events());
+        EXPECT_FALSE(copy.IsInOrder());
+        EXPECT_EQ(copy.EventExtra(), source.EventExtra());
+        EXPECT_TRUE(copy.HasSameSettings(copied));
+        EXPECT_EQ(copy.ownerDoc, &other);
+    }
     EXPECT_TRUE(copy.Clear());
     EXPECT_EQ(copy.GetNumEvents(), 0);
-    EXPECT_EQ(copy.parentTrace, -1);
-    EXPECT_EQ(copy.channelLabel + copy.channelComment, "");
-    EXPECT_EQ(copy.detectionMethod, methodManual);
-    EXPECT_TRUE(copy.templateData.empty());
-    EXPECT_EQ(copy.channelDrawMode, 2);
-    EXPECT_EQ(copy.channelVisible, 0);
-    EXPECT_EQ(copy.channelColour, 1u);
+    CEventChan cleared(&other);
+    cleared.channelVisible = 0;
+    cleared.channelColour = cleared.channelColourAlt = 2;
+    cleared.detection = copied.detection;
+    EXPECT_TRUE(copy.HasSameSettings(cleared));
 }
 
 TEST(EventChan, HoldsTheDisplayPositionInside) {
@@ -375,22 +326,6 @@ TEST(EventChan, MeasuresIntervalsAndDurations) {
     EXPECT_EQ(wide.GetIntervalRange().minimum, INT32_MIN);
 }
 
-TEST(EventChan, FindsTheFirstEventThatHoldsAPosition) {
-    CEventChan channel;
-    channel.AddEvent(10, 100);
-    channel.AddEvent(20, 30);
-    channel.AddEvent(150, 150);
-    channel.AddEvent(200, 210);
-    EXPECT_EQ(channel.FindEventAt(25), 0);
-    EXPECT_EQ(channel.FindEventAt(9), -1);
-    EXPECT_EQ(channel.FindEventAt(99), 0);
-    EXPECT_EQ(channel.FindEventAt(100), -1);
-    EXPECT_EQ(channel.FindEventAt(150), -1);
-    EXPECT_EQ(channel.FindEventAt(209), 3);
-    EXPECT_EQ(channel.FindEventAt(210), -1);
-    EXPECT_EQ(CEventChan().FindEventAt(0), -1);
-}
-
 TEST(EventChan, CountsStartsInRuns) {
     CEventChan channel;
     for (const int32_t on : {0, 5, 9, 10, 10, 19, 30, 99}) channel.AddEvent(on, on + 100);
@@ -436,29 +371,16 @@ TEST(EventChan, StaysConsistentUnderRandomEdits) {
 }
 
 TEST(EventNames, OfChannels) {
-    EXPECT_EQ(ChannelName(0), "a");
-    EXPECT_EQ(ChannelName(25), "z");
-    EXPECT_EQ(ChannelName(26), "26");
+    EXPECT_EQ(ChannelName(25) + ChannelName(26), "z26");
     EXPECT_EQ(ChannelDisplayName(0), "a (1)");
-    EXPECT_EQ(ChannelDisplayName(25), "z (26)");
     EXPECT_EQ(ChannelDisplayName(998), "998");
     EXPECT_EQ(ChannelListName(1), "b / 2");
-    EXPECT_EQ(ChannelListName(26), "26");
-}
-
-TEST(EventNames, OfMethods) {
     CEventChan channel;
-    const auto names = [&](int32_t method) {
-        channel.detectionMethod = method;
-        return std::string(channel.GetDetectionMethodName()) + "|" + channel.GetValueName();
-    };
-    EXPECT_EQ(names(3), "scaled template|Template error");
-    EXPECT_EQ(names(6), "Rank surprise|Surprise");
-    EXPECT_EQ(names(14), "rhythm in data|Rhythm period");
-    EXPECT_EQ(names(15), "carrier frequency|Carrier freq");
-    EXPECT_EQ(names(19), "detect phase|Variable");
-    for (const int32_t unknown : {-1, 20, INT32_MAX, INT32_MIN})
-        EXPECT_EQ(names(unknown), "default/manual|Variable");
+    for (const int32_t unknown : {-1, 20, INT32_MAX, INT32_MIN}) {
+        channel.detectionMethod = unknown;
+        EXPECT_STREQ(channel.GetDetectionMethodName(), "default/manual") << unknown;
+        EXPECT_STREQ(channel.GetValueName(), "Variable") << unknown;
+    }
 }
 
 }  // namespace

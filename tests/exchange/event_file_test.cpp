@@ -2,27 +2,20 @@
 
 #include "exchange/event_file.h"
 
-#include <gtest/gtest.h>
-
 #include "exchange/channel_block.h"
-#include "host/memory_file_system.h"
 #include "support/bytes.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 namespace {
 
-class EventFileTest : public ::testing::Test {
+class EventFileTest : public SessionTest {
   protected:
     CEventChan Read(std::vector<std::byte> bytes) {
         files.Put("/x.kymr-evt", std::move(bytes));
         const auto file = files.Open("/x.kymr-evt", OpenMode::readOnly);
         return ReadEventFile(*file, *doc);
     }
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
     std::unique_ptr<MemoryDoc> doc = MemoryDoc::MakeEmpty(session, 1000, 0.5);
 };
 
@@ -50,15 +43,6 @@ TEST_F(EventFileTest, WritesAndReadsTheLayout) {
     const CEventChan read = Read(CurrentFile().data);
     EXPECT_TRUE(read.HasSameSettings(chan));
     EXPECT_EQ(read.Events(), std::vector{event});
-}
-
-TEST_F(EventFileTest, OldFilesHoldTimes) {
-    Bytes b;
-    b.I16(8).I32(0).Narrow("old").U32(1).U32(2).I32(0).I32(0);
-    b.I32(1).I32(5).F32(30.0f).F32(20.2f).F32(0).F32(0).F32(1.5f).Narrow("a");
-    const CEventChan read = Read(b.I32(0).data);
-    EXPECT_EQ(read.Events(), (std::vector<CEventKM>{{40, 60, 1.5f, 5, 0, "a"}})) << "ms at 0.5 ms a sample";
-    EXPECT_EQ(doc->fileVersion, currentFileVersion);
 }
 
 TEST_F(EventFileTest, DamagedAndForeignFilesAreRefused) {

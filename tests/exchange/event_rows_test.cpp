@@ -1,12 +1,7 @@
 // Rows of event text, with expectations worked out by hand.
 
 #include "exchange/event_rows.h"
-
-#include <gtest/gtest.h>
-
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 namespace {
@@ -77,15 +72,12 @@ TEST(EventRowTest, NegativeAndHugeTimes) {
     EXPECT_EQ(Read("5\t1e300", 1e-8), outOfRange);
 }
 
-class EventTextTest : public ::testing::Test {
+class EventTextTest : public SessionTest {
   protected:
     EventRows Rows(std::string_view text) {
         TextReader reader(text);
         return ReadEventRows(reader, *doc);
     }
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
     std::unique_ptr<MemoryDoc> doc = MemoryDoc::MakeEmpty(session, 1000);
 };
 

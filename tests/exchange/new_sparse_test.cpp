@@ -10,23 +10,8 @@ namespace {
 
 using test::PasteTest;
 
-class NewSparseTest : public PasteTest {
-  protected:
-    bool Paste(
-        std::string text, std::function<void(Form&)> fill = [](Form&) {}) {
-        host.clipboardText = std::move(text);
-        host.formFault.clear();
-        Fill(std::move(fill));
-        const auto path = PasteSparseData(session, {});
-        host.fillForms.clear();
-        EXPECT_EQ(path.has_value(), files.Has(name));
-        return path.has_value();
-    }
-    std::string Refusal(std::string text) {
-        host.messages.clear();
-        EXPECT_FALSE(Paste(std::move(text)));
-        return host.LastMessage();
-    }
+struct NewSparseTest : PasteTest {
+    NewSparseTest() : PasteTest(PasteSparseData) {}
     static std::vector<uint32_t> Runs(const CDataDoc& doc, int trace) {
         std::vector<uint32_t> runs;
         for (int i = 0; i < doc.GetNumRuns(trace); ++i) runs.push_back(doc.GetRun(trace, i));
@@ -94,21 +79,22 @@ TEST_F(NewSparseTest, IntervalsThatDoNotFitAreRefusedInTheDialog) {
 }
 
 TEST_F(NewSparseTest, WhatIsWrongWithATableIsSaid) {
-    EXPECT_EQ(Refusal("-1\t2\n"), "Time values in clipboard data must be non-negative. Abandoning paste.");
-    EXPECT_EQ(
-        Refusal("t\tA\n0\t1\n1\t2\t3\n"),
-        "Number of columns (3) in row 3 of clipboard data does not match first data row with 2 columns. "
-        "Abandoning paste.");
-    EXPECT_EQ(Refusal("0\t1\n1.5\t2\n1.5\t3\n2\t4\n"),
-              "Time at row 3 (1.500) is not greater than previous time (1.500). Time must be strictly "
-              "increasing. Abandoning paste.");
     const std::string tooFew =
         "Clipboard data must contain at least 3 valid time and data values. Abandoning paste.";
-    EXPECT_EQ(Refusal("t\tA\n0\t1\n1\t2\n\n"), tooFew);
-    EXPECT_EQ(Refusal("0\n1\n2\n"), tooFew);
-    EXPECT_EQ(Refusal(""), tooFew);
-    EXPECT_EQ(Refusal("0\tx\n"), "Error reading datum as float: row 1, text: 'x'");
-    EXPECT_EQ(Refusal("0\t1\nnan\t1\n"), "Error reading datum as float: row 2, text: 'nan'");
+    const std::pair<const char*, std::string> refusals[] = {
+        {"-1\t2\n", "Time values in clipboard data must be non-negative. Abandoning paste."},
+        {"t\tA\n0\t1\n1\t2\t3\n",
+         "Number of columns (3) in row 3 of clipboard data does not match first data "
+         "row with 2 columns. Abandoning paste."},
+        {"0\t1\n1.5\t2\n1.5\t3\n2\t4\n",
+         "Time at row 3 (1.500) is not greater than previous time (1.500). Time "
+         "must be strictly increasing. Abandoning paste."},
+        {"t\tA\n0\t1\n1\t2\n\n", tooFew},
+        {"0\n1\n2\n", tooFew},
+        {"", tooFew},
+        {"0\tx\n", "Error reading datum as float: row 1, text: 'x'"},
+        {"0\t1\nnan\t1\n", "Error reading datum as float: row 2, text: 'nan'"}};
+    for (const auto& [text, words] : refusals) EXPECT_EQ(Refusal(text), words);
     host.clipboardText.reset();
     EXPECT_FALSE(PasteSparseData(session, {}));
     EXPECT_EQ(host.LastMessage(), "Unable to read text from clipboard.");

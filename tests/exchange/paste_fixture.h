@@ -1,20 +1,41 @@
 #pragma once
 // A session whose files are in memory and whose clipboard holds what a test puts there.
 
-#include <gtest/gtest.h>
-
 #include "document/float_doc.h"
 #include "host/form.h"
-#include "host/memory_file_system.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 
-class PasteTest : public ::testing::Test {
+class PasteTest : public SessionTest {
   protected:
     static constexpr const char* name = "/new.kymr-dat";
 
-    PasteTest() { host.saveFile = name; }
+    using PasteData = std::optional<std::filesystem::path> (*)(Session&, std::span<CDataDoc* const>);
+    explicit PasteTest(PasteData paste) : paste_(paste) { host.saveFile = name; }
+
+    // Pastes a text, the form filled in by `fill`, and answers whether a file came of it.
+    bool Paste(std::string text, std::function<void(Form&)> fill = {}) {
+        host.clipboardText = std::move(text);
+        host.formFault.clear();
+        host.fillForms = {[fill](Form& form) {
+            if (fill) fill(form);
+            return true;
+        }};
+        files.Put(name, {});
+        files.Remove(name);
+        const auto path = paste_(session, {});
+        host.fillForms.clear();
+        EXPECT_EQ(path.has_value(), files.Has(name));
+        return path.has_value();
+    }
+    // Why a text is refused, of which nothing is left.
+    std::string Refusal(std::string text, std::function<void(Form&)> fill = {}) {
+        host.messages.clear();
+        EXPECT_FALSE(Paste(std::move(text), std::move(fill)));
+        EXPECT_EQ(files.Count(), 0u);
+        return host.LastMessage();
+    }
 
     // Opens the new file, which has to be there.
     CFloatDoc& Opened() {
@@ -22,27 +43,11 @@ class PasteTest : public ::testing::Test {
         EXPECT_TRUE(doc->OnOpenDocument(name, OpenFor::reading)) << host.LastMessage();
         return *doc;
     }
-    std::vector<float> Samples(int trace) {
-        std::vector<float> values(static_cast<size_t>(doc->GetTraceLength(trace)));
-        doc->ReadBlock(trace, 0, values);
-        return values;
-    }
-    // The next form is filled in by `fill` and accepted.
-    void Fill(std::function<void(Form&)> fill) {
-        host.fillForms.push_back([fill](Form& form) {
-            fill(form);
-            return true;
-        });
-    }
-    void PutText(const std::filesystem::path& path, std::string_view text) {
-        const auto bytes = std::as_bytes(std::span(text));
-        files.Put(path, {bytes.begin(), bytes.end()});
-    }
-
-    MemoryFileSystem files;
-    TestHost host;
-    Session session{host, files};
+    std::vector<float> Samples(int trace) { return SamplesOf(*doc, trace); }
     std::unique_ptr<CFloatDoc> doc;
+
+  private:
+    PasteData paste_;
 };
 
 }  // namespace kymora::test

@@ -39,12 +39,8 @@ TEST_F(ExpressionTest, AddedFunctions) {
     EXPECT_NEAR(Value("gamma(5)"), 24.0, 1e-12);
     EXPECT_EQ(Value("1 < 2 ? 10 : 20"), 10.0);
     EXPECT_EQ(Value("(3 == 3) + (2 >= 5)"), 1.0);
-}
-
-TEST_F(ExpressionTest, ValuesThatAreNoOrdinaryNumbersAreValues) {
     EXPECT_TRUE(std::isinf(Value("1/0")));
-    EXPECT_TRUE(std::isnan(Value("0/0")));
-    EXPECT_TRUE(std::isnan(Value("rndp(-1)")));
+    EXPECT_TRUE(std::isnan(Value("0/0")) && std::isnan(Value("rndp(-1)")));
 }
 
 TEST_F(ExpressionTest, WhatIsNoEquationIsRefusedWithAReason) {
@@ -59,14 +55,10 @@ TEST_F(ExpressionTest, WhatIsNoEquationIsRefusedWithAReason) {
     EXPECT_NE(expression.Parse(std::string(100000, '(')), "");
 }
 
-struct Moments {
-    double mean = 0.0, variance = 0.0;
-};
-
 // The sample moments of a distribution against its theoretical ones, within five standard errors.
 TEST_F(ExpressionTest, RandomFunctionsHaveTheirDistributions) {
     constexpr int draws = 200000;
-    const auto moments = [&](const char* text) {
+    const auto expect = [&](const char* text, double mean, double variance) {
         EXPECT_EQ(expression.Parse(text), "") << text;
         double sum = 0.0, squares = 0.0;
         for (int i = 0; i < draws; ++i) {
@@ -74,13 +66,8 @@ TEST_F(ExpressionTest, RandomFunctionsHaveTheirDistributions) {
             sum += value;
             squares += value * value;
         }
-        const double mean = sum / draws;
-        return Moments{mean, squares / draws - mean * mean};
-    };
-    const auto expect = [&](const char* text, double mean, double variance) {
-        const Moments got = moments(text);
-        EXPECT_NEAR(got.mean, mean, 5 * std::sqrt(variance / draws)) << text;
-        EXPECT_NEAR(got.variance, variance, 0.05 * variance) << text;
+        EXPECT_NEAR(sum / draws, mean, 5 * std::sqrt(variance / draws)) << text;
+        EXPECT_NEAR(squares / draws - sum / draws * sum / draws, variance, 0.05 * variance) << text;
     };
     expect("rndu(2, 6)", 4.0, 16.0 / 12.0);
     expect("rndu()", 0.5, 1.0 / 12.0);
@@ -90,17 +77,6 @@ TEST_F(ExpressionTest, RandomFunctionsHaveTheirDistributions) {
     expect("rndp(1e6)", 1e6, 1e6);
     expect("rndo(5)", 5.0, 25.0);
     expect("3*rndo() + rndp()", 4.0, 10.0);
-}
-
-TEST_F(ExpressionTest, DrawsComeFromTheGivenGenerator) {
-    std::vector<double> first, second;
-    for (auto* values : {&first, &second}) {
-        random.seed(99);
-        ASSERT_EQ(expression.Parse("rndn(0,1) + rndu()"), "");
-        for (int i = 0; i < 5; ++i) values->push_back(expression.Evaluate());
-    }
-    EXPECT_EQ(first, second);
-    EXPECT_NE(first[0], first[1]);
 }
 
 TEST_F(ExpressionTest, TellsWhichVariablesItUses) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -40,49 +41,38 @@ Found Search(const std::vector<float>& samples, size_t n, size_t block) {
     return {search.Start(), search.Squares()};
 }
 
-// Signals that try the bounds: each is random in its own way.
-std::vector<float> Signal(int kind, size_t count, std::mt19937& random) {
+using Draw = std::function<float(size_t i, float normal, uint32_t bits)>;
+
+// Signals that try the bounds: each is random in its own way, over `signalLength` samples.
+constexpr size_t signalLength = 3000;
+const Draw signals[] = {
+    [](size_t, float normal, uint32_t) { return normal; },
+    [](size_t i, float normal, uint32_t) { return normal * std::exp(-static_cast<float>(i) / 300.0f); },
+    [](size_t i, float normal, uint32_t) { return 1e6f + 0.01f * normal + (i % 97 == 0 ? 3e6f : 0.0f); },
+    [](size_t, float, uint32_t bits) { return static_cast<float>(bits % 3); },  // exact ties
+    [](size_t i, float, uint32_t) {                                             // near ties on a drift
+        return 0.1f * std::sin(static_cast<float>(i) * 0.3f) + 1e-3f * static_cast<float>(i);
+    },
+    [](size_t i, float normal, uint32_t) { return i > 1000 && i < 1500 ? 0.3f : 1e5f * normal; },
+    [](size_t i, float normal, uint32_t) { return i % 50 < 25 ? 0.7f : normal * 1e-20f; },
+    [](size_t, float normal, uint32_t bits) {
+        return std::ldexp(normal, static_cast<int>(bits % 200) - 100);
+    }};
+
+std::vector<float> Signal(const Draw& draw, std::mt19937& random) {
     std::normal_distribution<float> normal(0.0f, 1.0f);
-    std::vector<float> v(count);
-    for (size_t i = 0; i < count; ++i) {
-        const auto t = static_cast<float>(i);
-        switch (kind) {
-        case 0:
-            v[i] = normal(random);
-            break;
-        case 1:
-            v[i] = normal(random) * std::exp(-t / 300.0f);
-            break;  // ever less
-        case 2:
-            v[i] = 1e6f + 0.01f * normal(random) + (i % 97 == 0 ? 3e6f : 0.0f);
-            break;  // artefacts
-        case 3:
-            v[i] = static_cast<float>(random() % 3);
-            break;  // exact ties
-        case 4:
-            v[i] = 0.1f * std::sin(t * 0.3f) + 1e-3f * t;
-            break;  // near ties on a drift
-        case 5:
-            v[i] = i > count / 3 && i < count / 2 ? 0.3f : 1e5f * normal(random);
-            break;  // a flat stretch
-        case 6:
-            v[i] = i % 50 < 25 ? 0.7f : normal(random) * 1e-20f;
-            break;
-        default:
-            v[i] = std::ldexp(normal(random), static_cast<int>(random() % 200) - 100);
-            break;
-        }
-    }
-    return v;
+    std::vector<float> samples(signalLength);
+    for (size_t i = 0; i < signalLength; ++i) samples[i] = draw(i, normal(random), random());
+    return samples;
 }
 
 TEST(LeastActiveWindow, IsTheRulesBitForBit) {
     std::mt19937 random(7);
-    for (int kind = 0; kind < 8; ++kind)
-        for (const size_t n : {size_t{1}, size_t{2}, size_t{10}, size_t{101}, size_t{400}})
-            for (const size_t block : {size_t{13}, size_t{1500}, size_t{100000}}) {
-                SCOPED_TRACE(testing::Message() << kind << " " << n << " " << block);
-                const std::vector<float> samples = Signal(kind, 3000, random);
+    for (const Draw& draw : signals)
+        for (const size_t n : {1, 2, 10, 101, 400})
+            for (const size_t block : {13, 1500, 100000}) {
+                SCOPED_TRACE(testing::Message() << &draw - signals << " " << n << " " << block);
+                const std::vector<float> samples = Signal(draw, random);
                 const Found plain = PlainRule(samples, n);
                 const Found found = Search(samples, n, block);
                 ASSERT_EQ(found.start, plain.start);
@@ -90,22 +80,15 @@ TEST(LeastActiveWindow, IsTheRulesBitForBit) {
             }
 }
 
-TEST(LeastActiveWindow, ByHand) {
-    // Windows of 2: squares 0.5 0.5 8 0 4.5; the flat one wins, and of the first two the earlier would.
-    EXPECT_EQ(Search({1, 2, 1, 5, 5, 8}, 2, 100).start, 3);
-    EXPECT_EQ(Search({1, 2, 1}, 2, 100).start, 0);
-    EXPECT_EQ(Search({1, 2, 1}, 3, 100).start, 0);
-    EXPECT_EQ(Search({1, 2, 1}, 4, 100).start, -1);
-}
-
 TEST(LeastActiveWindow, NoWindowHoldsWhatIsNoNumber) {
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     constexpr float inf = std::numeric_limits<float>::infinity();
     EXPECT_EQ(Search({9, 9, nan, 9, 7, 1, 2, 3, inf, 3, 3, nan}, 3, 2).start, 5);
     EXPECT_EQ(Search({nan, 1, 2, nan, 1, 2}, 3, 100).start, -1);
+    EXPECT_EQ(Search({1, 2, 1}, 4, 100).start, -1) << "shorter than the window";
     // Behind a gap the sums begin anew.
     std::mt19937 random(8);
-    std::vector<float> samples = Signal(0, 700, random);
+    std::vector<float> samples = Signal(signals[0], random);
     const std::vector<float> behind(samples.begin() + 301, samples.end());
     for (size_t i = 0; i <= 300; ++i) samples[i] = i == 300 ? nan : samples[i] * 100.0f;
     EXPECT_EQ(Search(samples, 50, 64).start, PlainRule(behind, 50).start + 301);

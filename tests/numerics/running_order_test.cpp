@@ -22,7 +22,7 @@ class PlainOrder {
     float Push(float sample) {
         data_[Size(index_)] = sample;
         const int start = pos_[Size(index_)];
-        if (!SiftA(start)) SiftB(start);
+        if (!Sift(start, true)) Sift(start, false);
         index_ = (index_ + 1) % n_;
         return At(k_ - 1);
     }
@@ -35,36 +35,22 @@ class PlainOrder {
         pos_[Size(heap_[Size(p)])] = p;
         pos_[Size(heap_[Size(q)])] = q;
     }
-    bool SiftA(int p) {
+    // Walks as long as the entry passes its neighbour on the way: on the high side of the k-th towards
+    // greater ones, on the low side towards lower ones.
+    bool Sift(int p, bool high) {
         bool moved = false;
         for (;; moved = true) {
+            const auto passes = [&](int a, int b) { return high ? At(a) < At(b) : At(a) > At(b); };
             int next = 0;
-            if (p < k_ - 1) {
-                next = (p + k_ + 1) >> 1;
-                if (!(At(p) < At(next))) return moved;
+            if (high ? p < k_ - 1 : p > k_ - 1) {
+                next = high ? (p + k_ + 1) >> 1 : ((p + k_) >> 1) - 1;
             } else {
-                next = 2 * p - k_ + 2;
-                if (next >= n_) return moved;
-                if (next + 1 < n_ && At(next + 1) > At(next)) ++next;
-                if (!(At(next) > At(p))) return moved;
+                next = high ? 2 * p - k_ + 2 : 2 * p - k_;
+                if (next < 0 || next >= n_) return moved;
+                const int other = high ? next + 1 : next - 1;
+                if (other >= 0 && other < n_ && passes(next, other)) next = other;
             }
-            Swap(p, next);
-            p = next;
-        }
-    }
-    bool SiftB(int p) {
-        bool moved = false;
-        for (;; moved = true) {
-            int next = 0;
-            if (p > k_ - 1) {
-                next = ((p + k_) >> 1) - 1;
-                if (!(At(p) > At(next))) return moved;
-            } else {
-                next = 2 * p - k_;
-                if (next < 0) return moved;
-                if (next >= 1 && At(next - 1) < At(next)) --next;
-                if (!(At(next) < At(p))) return moved;
-            }
+            if (!passes(p, next)) return moved;
             Swap(p, next);
             p = next;
         }

@@ -1,5 +1,7 @@
 #include "support/remote_fixture.h"
 
+#include <sstream>
+
 namespace kymora::test {
 namespace {
 
@@ -57,22 +59,22 @@ TEST_F(RemoteEventsTest, ManyEventsAreOneStep) {
 }
 
 TEST_F(RemoteEventsTest, AddsAllOrNone) {
-    for (const char* event :
-         {R"({"on":5})", R"({"on":5,"off":4})", R"({"on":-1,"off":4})", R"({"on":1.5,"off":4})",
-          R"({"on":0,"off":100001})", R"({"on":1e12,"off":2e12})", R"({"on":1,"off":2,"colour":"red"})",
-          R"({"on":1,"off":2,"colour":"#12345g"})", R"({"on":1,"off":2,"tag":3e9})",
-          R"({"on":1,"off":2,"wing":1})", R"({"on":null,"off":2})", "7", "[]"}) {
-        const std::string list = std::string(R"([{"on":1,"off":2},)") + event + "]";
+    std::istringstream events(R"(
+        {"on":5} {"on":5,"off":4} {"on":-1,"off":4} {"on":1.5,"off":4} {"on":0,"off":100001} {"on":1e12,"off":2e12}
+        {"on":1,"off":2,"colour":"red"} {"on":1,"off":2,"colour":"#12345g"} {"on":1,"off":2,"tag":3e9}
+        {"on":1,"off":2,"wing":1} {"on":null,"off":2} 7 [])");
+    for (std::string event; events >> event;) {
+        const std::string list = R"([{"on":1,"off":2},)" + event + "]";
         EXPECT_FALSE(Refused(R"({"addEvents":{"channel":"b","events":)" + list + "}}").empty()) << event;
         EXPECT_EQ(Doc().GetNumEvents(1), 0);
     }
     EXPECT_FALSE(Doc().IsModified());
-    EXPECT_FALSE(Refused(R"({"addEvents":{"channel":"b","unit":"min","events":[]}})").empty());
-    EXPECT_FALSE(Refused(R"({"addEvents":{"channel":"b","events":{"on":1,"off":2}}})").empty());
-    for (const char* channel : {R"("")", R"("a-c")", R"("999")", "999", "-1", "true"})
-        EXPECT_FALSE(Refused(std::string(R"({"events":{"channel":)") + channel + "}}").empty()) << channel;
-    EXPECT_FALSE(Refused(R"({"deleteEvents":{"channel":"b"}})").empty());
-    EXPECT_FALSE(Refused(R"({"deleteEvents":{"channel":"b","all":true,"from":1,"to":2}})").empty());
+    std::istringstream requests(R"(
+        {"addEvents":{"channel":"b","unit":"min","events":[]}} {"addEvents":{"channel":"b","events":{"on":1,"off":2}}}
+        {"events":{"channel":""}} {"events":{"channel":"a-c"}} {"events":{"channel":"999"}}
+        {"events":{"channel":999}} {"events":{"channel":-1}} {"events":{"channel":true}}
+        {"deleteEvents":{"channel":"b"}} {"deleteEvents":{"channel":"b","all":true,"from":1,"to":2}})");
+    for (std::string request; requests >> request;) EXPECT_FALSE(Refused(request).empty()) << request;
 }
 
 TEST_F(RemoteEventsTest, FindsAFreeChannelAndKeepsLockedOnesAsTheyAre) {

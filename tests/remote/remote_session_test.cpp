@@ -4,6 +4,8 @@
 #include "remote/base64.h"
 #include "support/remote_fixture.h"
 
+#include <sstream>
+
 namespace kymora::test {
 namespace {
 
@@ -26,61 +28,30 @@ TEST_F(RemoteSessionTest, NothingButTheTokenOpensTheDoor) {
 
 TEST_F(RemoteSessionTest, WhatIsNoObjectEndsTheConnection) {
     const std::string deep(400000, '[');
-    for (const std::string& line :
-         {std::string("{"), std::string("[1]"), std::string("7"), std::string(),
-          std::string("{\"state\":true}}"), std::string("{\"state\":true} {\"state\":true}"),
-          std::string("{\"a\":\"\xff\"}"), std::string("{\0}", 3), deep, "{\"id\":" + deep,
-          std::string(longestRequest + 1, ' ')})
+    for (const std::string line :
+         {"{", "[1]", "7", "", "{\"state\":true}}", "{\"state\":true} {\"state\":true}", "{\"a\":\"\xff\"}"})
+        EXPECT_TRUE(remote.Take(line).ends) << line;
+    for (const std::string& line : {std::string("{\0}", 3), deep, "{\"id\":" + deep,
+                                    "{\"id\":" + std::string(50000, '[') + std::string(50000, ']') + "}",
+                                    std::string(longestRequest + 1, ' ')})
         EXPECT_TRUE(remote.Take(line).ends) << line.substr(0, 40);
-    // Deep, but whole.
-    EXPECT_TRUE(remote.Take("{\"id\":" + std::string(50000, '[') + std::string(50000, ']') + "}").ends);
 }
 
 TEST_F(RemoteSessionTest, BadRequestsAreRefusedAndTheConnectionGoesOn) {
-    for (const char* line : {"{}",
-                             R"({"fly":true})",
-                             R"({"state":true,"open":"/x"})",
-                             R"({"state":true,"wings":2})",
-                             R"({"state":false})",
-                             R"({"quit":0})",
-                             R"({"id":{},"state":true})",
-                             R"({"command":7})",
-                             R"({"command":"no-such"})",
-                             R"({"open":""})",
-                             R"({"open":"/a\u0000b"})",
-                             R"({"close":false})",
-                             R"({"close":1})",
-                             R"({"close":-1})",
-                             R"({"close":0.5})",
-                             R"({"activate":1e300})",
-                             R"({"activate":"/two"})",
-                             R"({"viewport":{"start":0}})",
-                             R"({"viewport":{"start":5,"end":5}})",
-                             R"({"viewport":{"start":-1,"end":5}})",
-                             R"({"viewport":{"start":0,"end":1e308}})",
-                             R"({"viewport":[0,1]})",
-                             R"({"viewport":{"start":"0","end":1}})",
-                             R"({"resize":{"width":0,"height":5}})",
-                             R"({"resize":{"width":100000,"height":5}})",
-                             R"({"png":"moon"})",
-                             R"({"key":"nonsense"})",
-                             R"({"key":["a"]})",
-                             R"({"mouse":{"x":1}})",
-                             R"({"mouse":{"x":1,"y":1,"type":"kick"}})",
-                             R"({"mouse":{"x":1e9,"y":1}})",
-                             R"({"mouse":{"type":"drag","x":1,"y":1}})",
-                             R"({"command":"grid","at":[1]})",
-                             R"({"wait":true,"timeoutMs":-1})",
-                             R"({"state":true,"document":9,"png":"view"})"}) {
-        EXPECT_FALSE(Refused(line).empty()) << line;
-    }
+    std::istringstream lines(R"(
+        {} {"fly":true} {"state":true,"open":"/x"} {"state":true,"wings":2} {"state":false} {"quit":0}
+        {"id":{},"state":true} {"command":7} {"command":"no-such"} {"open":""} {"open":"/a\u0000b"}
+        {"close":false} {"close":1} {"close":-1} {"close":0.5} {"activate":1e300} {"activate":"/two"}
+        {"viewport":{"start":0}} {"viewport":{"start":5,"end":5}} {"viewport":{"start":-1,"end":5}}
+        {"viewport":{"start":0,"end":1e308}} {"viewport":[0,1]} {"viewport":{"start":"0","end":1}}
+        {"resize":{"width":0,"height":5}} {"resize":{"width":100000,"height":5}} {"png":"moon"}
+        {"key":"nonsense"} {"key":["a"]} {"mouse":{"x":1}} {"mouse":{"x":1,"y":1,"type":"kick"}}
+        {"mouse":{"x":1e9,"y":1}} {"mouse":{"type":"drag","x":1,"y":1}} {"command":"grid","at":[1]}
+        {"wait":true,"timeoutMs":-1} {"state":true,"document":9,"png":"view"})");
+    for (std::string line; lines >> line;) EXPECT_FALSE(Refused(line).empty()) << line;
     EXPECT_EQ(target.Views().size(), 1u);
     EXPECT_TRUE(person.WasSilent());
-    AskWell(R"({"state":true})");
-}
-
-TEST_F(RemoteSessionTest, RepeatsTheId) {
-    EXPECT_EQ(AskWell(R"({"id":7,"state":true})")["id"], 7);
+    // What is asked and what is refused both repeat the id.
     EXPECT_EQ(AskWell(R"({"id":"a\nb","state":true})")["id"], "a\nb");
     EXPECT_EQ(Ask(R"({"id":8,"fly":true})")["id"], 8);
     EXPECT_FALSE(AskWell(R"({"state":true})").contains("id"));
@@ -110,16 +81,12 @@ TEST_F(RemoteSessionTest, AnswersTheDialogOfACommand) {
     const Json asked = Ask(R"({"command":"set-timebase"})");
     EXPECT_EQ(asked["ok"], false);
     EXPECT_EQ(View().GetViewport(), before);
-    const Json field = asked["forms"][0]["fields"][0];
-    EXPECT_EQ(field["key"], "timebase");
-    EXPECT_EQ(field["kind"], "number");
-    EXPECT_EQ(field["least"], 0.0);
+    EXPECT_EQ(asked["forms"][0]["fields"][0]["key"], "timebase");
     EXPECT_EQ(asked["forms"][0]["accepted"], false);
-
     AskWell(R"({"command":"set-timebase","answers":{"timebase":50}})");
     EXPECT_DOUBLE_EQ(View().GetViewport().Duration(), 400.0);  // eight divisions
-    for (const char* answers : {R"({"timebase":-1})", R"({"timebase":"50"})", R"({"other":1})", "[]", "7"})
-        EXPECT_FALSE(Refused(std::string(R"({"command":"set-timebase","answers":)") + answers + "}").empty());
+    for (const std::string answers : {R"({"timebase":-1})", R"({"timebase":"50"})", R"({"other":1})", "[]"})
+        EXPECT_FALSE(Refused(R"({"command":"set-timebase","answers":)" + answers + "}").empty()) << answers;
     EXPECT_DOUBLE_EQ(View().GetViewport().Duration(), 400.0);
     EXPECT_TRUE(person.WasSilent());
 }
@@ -169,17 +136,15 @@ TEST_F(RemoteSessionTest, SetsTheViewportAndTellsTheState) {
     const Json state = AskWell(R"({"state":true})");
     EXPECT_EQ(state["window"]["width"], 1000);
     const Json document = state["documents"][0];
-    EXPECT_EQ(document["path"], "/one.kymr-dat");
-    EXPECT_EQ(document["samples"], 100000);
-    EXPECT_EQ(document["sampleInterval"], 0.5);
-    EXPECT_EQ(document["viewport"]["start"], 100.0);
+    // What merging in changes nothing of is there.
+    Json merged = document;
+    merged.merge_patch(Json::parse(R"({"path":"/one.kymr-dat","samples":100000,"sampleInterval":0.5,
+        "viewport":{"start":100.0,"end":300.5},"switches":{"grid":false},"modified":true,"undo":"Grid"})"));
+    EXPECT_EQ(merged, document);
     EXPECT_EQ(document["traces"].size(), 2u);
     EXPECT_EQ(document["axes"][0]["selected"], false);
     EXPECT_EQ(document["axes"][1]["selected"], true);
     EXPECT_EQ(document["axes"][1]["traces"], Json::array({2}));
-    EXPECT_EQ(document["switches"]["grid"], false);
-    EXPECT_EQ(document["modified"], true);
-    EXPECT_EQ(document["undo"], "Grid");
     EXPECT_TRUE(document["redo"].is_null());
     AskWell(R"({"command":"undo"})");
     EXPECT_EQ(AskWell(R"({"state":true})")["documents"][0]["redo"], "Grid");
@@ -208,19 +173,16 @@ TEST_F(RemoteSessionTest, WaitingRepliesWhenItIsToldSo) {
 }
 
 TEST_F(RemoteSessionTest, GivesPicturesAndWritesThem) {
-    EXPECT_EQ(AskWell(R"({"png":true})")["png"], "TWFueQ==");  // of RFC 4648's alphabet, by hand
+    EXPECT_EQ(AskWell(R"({"png":true})")["png"], "TWFueQ==");
     AskWell(R"({"png":"view","file":"/picture.png"})");
-    EXPECT_EQ(files.Bytes("/picture.png").size(), 4u);
     files.Bytes("/picture.png").resize(100);
     EXPECT_FALSE(Refused(R"({"png":true,"file":"/picture.png"})").empty());
     AskWell(R"({"png":true,"file":"/picture.png","yes":true})");
     EXPECT_EQ(files.Bytes("/picture.png").size(), 4u);
-    // RFC 4648, section 10.
-    const std::pair<const char*, const char*> vectors[] = {
-        {"", ""},        {"f", "Zg=="},        {"fo", "Zm8="},
-        {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}};
-    for (const auto& [plain, encoded] : vectors)
-        EXPECT_EQ(ToBase64(std::as_bytes(std::span(plain, std::strlen(plain)))), encoded);
+    // RFC 4648, section 10: a part of "foobar" of each length.
+    const std::string_view plain = "foobar";
+    const char* encoded[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy"};
+    for (size_t n = 0; n <= 6; ++n) EXPECT_EQ(ToBase64(std::as_bytes(std::span(plain).first(n))), encoded[n]);
 }
 
 TEST_F(RemoteSessionTest, PassesKeysAndMouse) {
@@ -228,14 +190,11 @@ TEST_F(RemoteSessionTest, PassesKeysAndMouse) {
     EXPECT_EQ(target.keys, std::vector<std::string>{"Ctrl+e"});
     AskWell(R"({"mouse":{"type":"drag","x":10,"y":20,"toX":30,"toY":40,"shift":true}})");
     ASSERT_EQ(target.mouseEvents.size(), 4u);
-    EXPECT_EQ(target.mouseEvents[0].type, RemoteMouse::Type::press);
     EXPECT_EQ(target.mouseEvents[0].event.x, 10);
-    EXPECT_EQ(target.mouseEvents[1].event.x, 20);
     EXPECT_EQ(target.mouseEvents[3].type, RemoteMouse::Type::release);
     EXPECT_EQ(target.mouseEvents[3].event.y, 40);
     EXPECT_TRUE(target.mouseEvents[3].event.shift);
     AskWell(R"({"mouse":{"x":1,"y":2,"button":"right"}})");
-    EXPECT_EQ(target.mouseEvents.size(), 6u);
     EXPECT_EQ(target.mouseEvents[5].event.button, MouseButton::right);
 }
 
@@ -254,12 +213,9 @@ TEST_F(RemoteSessionTest, ThePersonHasTheWordBetweenTheRequests) {
     AskWell(R"({"state":true})");
     host.Message("hello", "Kymora");
     EXPECT_EQ(person.LastMessage(), "hello");
-    {
-        const auto progress = host.StartProgress("Reading", 10);
-        EXPECT_TRUE(host.IsWorking());
-        EXPECT_TRUE(progress->Update(5));
-    }
-    EXPECT_FALSE(host.IsWorking());
+    const auto progress = host.StartProgress("Reading", 10);
+    EXPECT_TRUE(host.IsWorking());
+    EXPECT_TRUE(progress->Update(5));
     EXPECT_EQ(person.progress[0].updates, std::vector<uint64_t>{5});
     EXPECT_EQ(RunUnattended(host, session, [&] { EXPECT_FALSE(host.Confirm("Sure?", "Kymora")); }), "Sure?");
     EXPECT_TRUE(person.questions.empty());

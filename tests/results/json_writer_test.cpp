@@ -49,17 +49,10 @@ TEST(JsonWriter, NestedValuesReadBackThroughAnotherParser) {
     json.EndArray();
     json.EndObject();
     json.Finish();
-    const auto read = nlohmann::json::parse(sink.text);
-    EXPECT_EQ(read["text"], "quote \" back \\ tab \t line \r\n bell \a delete \x7F \xC3\xA9");
-    EXPECT_EQ(read["broken"], "\xEF\xBF\xBD \xEF\xBF\xBD");
-    EXPECT_EQ(read["least"], std::numeric_limits<int64_t>::min());
-    EXPECT_EQ(read["yes"], true);
-    EXPECT_TRUE(read["nan"].is_null());
-    EXPECT_TRUE(read["infinite"].is_null());
-    EXPECT_TRUE(read["none"].is_null());
-    EXPECT_EQ(read["first"], 1);
-    EXPECT_TRUE(read["empty"].empty());
-    EXPECT_EQ(read["list"][0]["inner"], (nlohmann::json{1, 2.5}));
+    EXPECT_EQ(nlohmann::json::parse(sink.text), nlohmann::json::parse(R"({
+        "text": "quote \" back \\ tab \t line \r\n bell \u0007 delete \u007f \u00e9", "broken": "\ufffd \ufffd",
+        "least": -9223372036854775808, "yes": true, "nan": null, "infinite": null, "none": null, "first": 1,
+        "empty": [], "list": [{"inner": [1, 2.5]}]})"));
     EXPECT_EQ(sink.text.back(), '\n');
 }
 

@@ -1,26 +1,18 @@
 #pragma once
 // A session in memory for tests of the view.
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "display/kymora_view.h"
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 
 inline constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
 inline constexpr float inf32 = std::numeric_limits<float>::infinity();
 
-class ViewTest : public ::testing::Test {
+class ViewTest : public SessionTest {
   protected:
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
-
     // A sample's value is its position, and ten thousand more for each trace.
     std::unique_ptr<MemoryDoc> Ramp(int traces, int64_t length, double sampleInterval = 1.0) {
         return MemoryDoc::Generate(

@@ -1,17 +1,13 @@
 #pragma once
 // Runs the kernel of a transform dialog on a run of samples, in both forms, as the engine does.
 
-#include <gtest/gtest.h>
-
-#include "host/memory_file_system.h"
-#include "support/memory_doc.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 #include "transforms/smooth_fixture.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora::test {
 
-class DialogTest : public ::testing::Test {
+class DialogTest : public SessionTest {
   protected:
     void SetUp() override { SetDoc({NoiseRun(1000)}); }
     void SetDoc(std::vector<std::vector<float>> samples, double interval = 0.5) {
@@ -56,19 +52,7 @@ class DialogTest : public ::testing::Test {
         dialog.GetParamText(text);
         return text;
     }
-    // What a fresh dialog says after it has taken the settings.
-    template <typename Dialog>
-    static std::string ReportAfterLoad(Dialog& dialog) {
-        Dialog other;
-        other.CheckChangeDoc(dialog.Document());
-        other.TakeSettings(dialog.Settings());
-        EXPECT_EQ(other.Settings(), dialog.Settings());
-        return Report(other);
-    }
 
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
     std::unique_ptr<MemoryDoc> doc;
     CountingRoom room;
     KernelPoll goOn;

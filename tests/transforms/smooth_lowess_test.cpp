@@ -48,24 +48,6 @@ std::vector<float> Plain(const std::vector<float>& run, size_t h, const LocalFit
     return out;
 }
 
-TEST(SmoothLOWESS, RunsOneSampleAheadAtFirst) {
-    // Of three samples only the middle one has weight, and near an end its neighbour (7/8)^3 of the end's
-    // own.
-    const std::vector<float> run = {10, 20, 40, 80, 160, 320};
-    const double side = std::pow(7.0 / 8, 3);
-    const auto end = [&](double at, double beside) {
-        return static_cast<float>((at + side * beside) / (1 + side));
-    };
-    const std::vector<float> out = Memory(run, {1, {0, 0, 6.0}}).values;
-    ASSERT_EQ(out.size(), 6u);
-    EXPECT_FLOAT_EQ(out[0], end(10, 20));
-    EXPECT_FLOAT_EQ(out[1], 40);  // of 20 40 40
-    EXPECT_FLOAT_EQ(out[2], 40);  // of 40 40 80
-    EXPECT_FLOAT_EQ(out[3], 80);
-    EXPECT_FLOAT_EQ(out[4], 160);
-    EXPECT_FLOAT_EQ(out[5], end(320, 160));
-}
-
 TEST(SmoothLOWESS, FollowsItsWindowInBothForms) {
     for (const size_t n : {size_t{9}, size_t{10}, size_t{17}, size_t{100}, size_t{8200}})
         for (const size_t h : {1, 4})
@@ -109,29 +91,12 @@ TEST(SmoothLOWESS, ShowsItsProgressAndCanBeCancelled) {
     EXPECT_TRUE(impatient.progress[0].closed);
 }
 
-TEST(SmoothLOWESS, ShortRunsFailAndAHalfWindowOfNothingChangesNothing) {
+TEST(SmoothLOWESS, RunsShorterThanTheWindowFail) {
     const Smoothed tooShort = Memory(NoiseRun(8), {4, {2, 1, 6.0}});
     EXPECT_FALSE(tooShort.outcome.isDone);
     EXPECT_STREQ(tooShort.outcome.note, runShorterThanWindowText);
     EXPECT_FALSE(Stream(NoiseRun(1), {4, {2, 1, 6.0}}).outcome.isDone);
     EXPECT_TRUE(Memory({}, {4, {2, 1, 6.0}}).outcome.isDone);
-    const std::vector<float> run = {3, notANumber, -7};
-    EXPECT_TRUE(AreSame(Memory(run, {0, {2, 5, 6.0}}).values, run));
-    EXPECT_TRUE(AreSame(Stream(run, {0, {2, 5, 6.0}}).values, run));
-}
-
-TEST(SmoothLOWESS, DegreesAboveTheWindowKeepItsMiddle) {
-    // Three samples of five have weight, so the parabola through them is the fit.
-    const std::vector<float> run = NoiseRun(50);
-    const std::vector<float> out = Memory(run, {2, {6, 3, 1.0}}).values;
-    for (size_t i = 4; i < 48; ++i) EXPECT_FLOAT_EQ(out[i], run[i]) << i;
-}
-
-TEST(SmoothLOWESS, WhatIsNoNumberSpoilsOnlyItsWindows) {
-    std::vector<float> run = NoiseRun(100);
-    run[50] = notANumber;
-    const std::vector<float> out = Memory(run, {4, {2, 2, 6.0}}).values;
-    for (size_t i = 0; i < 100; ++i) EXPECT_EQ(std::isnan(out[i]), i >= 46 && i <= 54) << i;
 }
 
 }  // namespace

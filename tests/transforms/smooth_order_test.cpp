@@ -73,21 +73,6 @@ TEST(SmoothOrder, RanksAreRoundedInSinglePrecision) {
     EXPECT_EQ(index(2, 100), 4);  // 5 is beyond the window
 }
 
-TEST(SmoothOrder, KeepsOneSampleTwiceAndRepeatsTheEnds) {
-    // Windows of 3: (9 1 4), then 4 again (1 4 4), (4 4 8), (4 8 2), (8 2 7).
-    const std::vector<float> run = {9, 1, 4, 8, 2, 7};
-    EXPECT_EQ(Memory(run, {OrderMode::median, 1}).values, (std::vector<float>{4, 4, 4, 4, 7, 7}));
-    EXPECT_EQ(Memory(run, {OrderMode::percentile, 1, 100}).values, (std::vector<float>{9, 4, 8, 8, 8, 8}));
-    EXPECT_EQ(Memory(run, {OrderMode::percentile, 1, 0}).values, (std::vector<float>{1, 1, 4, 2, 2, 2}));
-    // On streams one sample later.
-    EXPECT_EQ(Stream(run, {OrderMode::percentile, 1, 100}).values, (std::vector<float>{9, 9, 4, 8, 8, 8}));
-    // Of the run 9 9 1 4 8 2 7 7: windows around each sample.
-    EXPECT_EQ(Memory(run, {OrderMode::explicitPercentile, 1, 100}).values,
-              (std::vector<float>{9, 9, 8, 8, 8, 7}));
-    EXPECT_EQ(Memory(run, {OrderMode::explicitPercentile, 1, 0}).values,
-              (std::vector<float>{1, 1, 1, 2, 2, 2}));
-}
-
 TEST(SmoothOrder, FollowsTheRulesInBothForms) {
     for (const size_t n : {size_t{7}, size_t{8}, size_t{100}, size_t{8192}, size_t{8200}})
         for (const size_t h : {1, 3, 20})
@@ -148,29 +133,6 @@ TEST(SmoothOrder, RunsShorterThanTheWindowFailSilently) {
         EXPECT_TRUE(Memory(NoiseRun(7), {mode, 3}).outcome.isDone);
         EXPECT_EQ(Stream(NoiseRun(7), {mode, 3}).values.size(), 7u);
     }
-}
-
-TEST(SmoothOrder, AHalfWindowOfNothingChangesNothing) {
-    const std::vector<float> run = {3, notANumber, 1, -2};
-    for (const OrderMode mode : {OrderMode::median, OrderMode::percentile, OrderMode::explicitPercentile})
-        for (const int percent : {0, 50, 100}) {
-            EXPECT_TRUE(AreSame(Memory(run, {mode, 0, percent, 2}).values, run));
-            EXPECT_TRUE(AreSame(Stream(run, {mode, 0, percent, 2}).values, run));
-        }
-}
-
-TEST(SmoothOrder, WhatIsNoNumberPassesWithItsWindow) {
-    std::vector<float> run = NoiseRun(200);
-    run[50] = notANumber;
-    const std::vector<float> sorted = Memory(run, {OrderMode::explicitPercentile, 3, 50}).values;
-    const std::vector<float> clean = Memory(NoiseRun(200), {OrderMode::explicitPercentile, 3, 50}).values;
-    for (size_t i = 0; i < run.size(); ++i)
-        if (i < 47 || i > 53) {
-            EXPECT_EQ(sorted[i], clean[i]) << i;
-        } else {
-            EXPECT_FALSE(std::isnan(sorted[i]));
-        }
-    EXPECT_EQ(Memory(run, {OrderMode::median, 3}).values.size(), run.size());
 }
 
 }  // namespace

@@ -96,12 +96,5 @@ TEST(SmoothSavgol, RefusesInItsOrder) {
     EXPECT_EQ(message(100, {int64_t{1} << 40, 2}), data);
 }
 
-TEST(SmoothSavgol, WhatIsNoNumberSpoilsOnlyItsWindows) {
-    std::vector<float> run = NoiseRun(100);
-    run[50] = notANumber;
-    const std::vector<float> out = MemorySavgol(run, {4, 2}).values;
-    for (size_t i = 0; i < 100; ++i) EXPECT_EQ(std::isnan(out[i]), i >= 46 && i <= 54) << i;
-}
-
 }  // namespace
 }  // namespace kymora

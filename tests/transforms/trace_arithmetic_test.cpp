@@ -55,13 +55,6 @@ TEST_F(TraceArithmeticTest, ValuesAreThoseOfTheFormulaInDouble) {
     }
 }
 
-TEST_F(TraceArithmeticTest, TimeAndEventVariables) {
-    EXPECT_EQ(Values("xt", 3, 20), (Samples{2.0f, 2.1f, 2.2f}));
-    EXPECT_EQ(Values("et + 10*ed", 1), (Samples{10}));
-    EXPECT_TRUE(tracesRead.empty());
-    EXPECT_TRUE(Values("xt", 0).empty());
-}
-
 TEST_F(TraceArithmeticTest, OnlyTheTracesThatAreNamedAreRead) {
     Values("x4 > 5 ? x2 : -1", 10);
     EXPECT_EQ(tracesRead, (std::vector<int>{1, 3}));
@@ -80,17 +73,6 @@ TEST_F(TraceArithmeticTest, TracesAreInTheOrderOfTheirNumbers) {
     all.Run(0, Reader(), output);
     EXPECT_EQ(output[0], 128002010.0f);
     EXPECT_EQ(tracesRead, (std::vector<int>{1, 9, 127}));
-}
-
-TEST_F(TraceArithmeticTest, ValuesThatAreNoOrdinaryNumbersAreWritten) {
-    traces[0] = {0, -1, 1, notANumber};
-    const Samples values = Values("1/x1", 4);
-    EXPECT_TRUE(std::isinf(values[0]));
-    EXPECT_EQ(values[1], -1.0f);
-    EXPECT_TRUE(std::isnan(values[3]));
-    EXPECT_TRUE(std::isnan(Values("sqrt(x1)", 2)[1]));
-    EXPECT_TRUE(std::isinf(Values("1e300*1e300", 1)[0]));
-    EXPECT_TRUE(std::isinf(Values("1e200", 1)[0])) << "beyond a float";
 }
 
 TEST_F(TraceArithmeticTest, WhatCannotBeUsedIsRefused) {

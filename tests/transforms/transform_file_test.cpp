@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "document/native_writer.h"
-#include "host/memory_file_system.h"
 #include "import/open_document.h"
 #include "support/faulty_file_system.h"
-#include "support/memory_doc.h"
 #include "support/opposite_transform.h"
-#include "support/test_host.h"
+#include "support/session_fixture.h"
 
 namespace kymora::test {
 namespace {
@@ -32,7 +30,7 @@ std::unique_ptr<MemoryDoc> ThreeTraces(Session& session) {
     return doc;
 }
 
-class TransformFileTest : public ::testing::Test {
+class TransformFileTest : public SessionTest {
   protected:
     WrittenFile Run(CDataDoc& doc, COpposite& dialog, const std::filesystem::path& target = "/out.kymr-dat") {
         dialog.CheckChangeDoc(&doc);
@@ -41,15 +39,6 @@ class TransformFileTest : public ::testing::Test {
     std::unique_ptr<CDataDoc> Opened(const std::filesystem::path& path = "/out.kymr-dat") {
         return OpenDocument(session, path, OpenFor::reading);
     }
-    static Samples TraceOf(CDataDoc& doc, int trace) {
-        Samples samples(static_cast<size_t>(doc.GetLength()));
-        doc.ReadBlock(trace, 0, samples);
-        return samples;
-    }
-
-    TestHost host;
-    MemoryFileSystem files;
-    Session session{host, files};
 };
 
 TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
@@ -64,9 +53,9 @@ TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     const auto made = Opened();
     ASSERT_TRUE(made);
     EXPECT_EQ(made->traceCount, 3);
-    EXPECT_EQ(TraceOf(*made, 0), (Samples{1, 2, 3, 4}));
-    EXPECT_EQ(TraceOf(*made, 1), (Samples{-10, -20, -30, -40}));
-    EXPECT_EQ(TraceOf(*made, 2), (Samples{5, 6, 7, 8}));
+    EXPECT_EQ(SamplesOf(*made, 0), (Samples{1, 2, 3, 4}));
+    EXPECT_EQ(SamplesOf(*made, 1), (Samples{-10, -20, -30, -40}));
+    EXPECT_EQ(SamplesOf(*made, 2), (Samples{5, 6, 7, 8}));
     EXPECT_EQ(made->traces[1].traceLabel, "b; Opposite");
     EXPECT_EQ(made->traces[2].traceLabel, "c");
     EXPECT_EQ(made->fileComment, "cell 7; turned\r\nround");
@@ -90,7 +79,7 @@ TEST_F(TransformFileTest, AddsResultsBehindTheirTracesAndMovesWhatFollows) {
         {1, 2, 3, 4}, {-1, -2, -3, -4}, {10, 20, 30, 40}, {5, 6, 7, 8}, {-5, -6, -7, -8}};
     const std::vector<std::string> labels = {"a", "a *; Opposite", "b", "c", "c *; Opposite"};
     for (size_t t = 0; t < 5; ++t) {
-        EXPECT_EQ(TraceOf(*made, static_cast<int>(t)), expected[t]) << t;
+        EXPECT_EQ(SamplesOf(*made, static_cast<int>(t)), expected[t]) << t;
         EXPECT_EQ(made->traces[t].traceLabel, labels[t]);
     }
     EXPECT_EQ(made->traces[2].traceUnits, "mV");
@@ -110,14 +99,14 @@ TEST_F(TransformFileTest, RunsEndAtGapsAndAtEpisodes) {
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     ASSERT_TRUE(Run(*gaps, dialog).isDone);
     EXPECT_EQ(dialog.seen, (std::vector<RunSeen>{{0, 0, 3, true, {}}, {0, 6, 4, true, {}}}));
-    EXPECT_EQ(TraceOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
+    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
 
     COpposite joined;
     joined.m_nAddMode = CTransformTraceDlg::replaceTraces;
     joined.splits = false;
     ASSERT_TRUE(Run(*gaps, joined).isDone);
     EXPECT_EQ(joined.seen, (std::vector<RunSeen>{{0, 0, 7, true, {3, 2, 0, 1, 4}}}));
-    EXPECT_EQ(TraceOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
+    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
 
     const auto episodes = MemoryDoc::Make(session, {{1, 2, 3, 4, 5}});
     episodes->episodic = true;
@@ -127,7 +116,7 @@ TEST_F(TransformFileTest, RunsEndAtGapsAndAtEpisodes) {
     ASSERT_TRUE(Run(*episodes, each).isDone);
     EXPECT_EQ(each.seen,
               (std::vector<RunSeen>{{0, 0, 2, true, {}}, {0, 2, 1, true, {}}, {0, 3, 2, true, {}}}));
-    EXPECT_EQ(TraceOf(*Opened(), 0), (Samples{-1, -2, -3, -4, -5}));
+    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, -4, -5}));
 
     COpposite never;
     ASSERT_TRUE(Run(*MemoryDoc::MakeEmpty(session, 100), never).isDone);
@@ -152,21 +141,15 @@ TEST_F(TransformFileTest, RunsAboveTheLimitStream) {
     }
 }
 
-TEST_F(TransformFileTest, RefusesListsWithTheirWords) {
+TEST_F(TransformFileTest, RefusesTracesThatDoNotExistOrHaveNoRoom) {
     const auto doc = ThreeTraces(session);
-    const std::vector<std::pair<std::string, std::string>> lists = {
-        {"a", "The list should only contain digits, spaces or hyphens; e.g. \"1-5 7 10-12\"."},
-        {"", "The list is empty or only contains out-of-range values."},
-        {"0", "The list is empty or only contains out-of-range values."},
-        {"129", "The list is empty or only contains out-of-range values."},
-        {"2-4", "The selected data trace does not exist"},
-        {"1 0", "The selected data trace does not exist"}};
-    for (const auto& [list, words] : lists) {
+    for (const auto& [list, words] :
+         {std::pair("", "The list is empty or only contains out-of-range values."),
+          {"2-4", "The selected data trace does not exist"}}) {
         COpposite dialog;
         dialog.m_strTraceList = list;
         EXPECT_FALSE(Run(*doc, dialog).isDone);
-        ASSERT_FALSE(host.messages.empty());
-        EXPECT_EQ(host.messages.back().text, words) << list;
+        EXPECT_EQ(host.LastMessage(), words);
     }
     EXPECT_EQ(files.Count(), 0u);
 
@@ -174,7 +157,7 @@ TEST_F(TransformFileTest, RefusesListsWithTheirWords) {
     COpposite dialog;
     dialog.m_strTraceList = "128";
     EXPECT_FALSE(Run(*many, dialog).isDone);
-    EXPECT_EQ(host.messages.back().text,
+    EXPECT_EQ(host.LastMessage(),
               "Cannot handle more than 128 traces: process in stages or replace not add traces");
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     EXPECT_TRUE(Run(*many, dialog).isDone);
@@ -222,45 +205,20 @@ TEST_F(TransformSwapTest, KernelsAndUsersEndItWithoutATrace) {
     }
 }
 
-// The source is opened through a disk that is killed at each of the changes that a transform makes, or fills
-// up at each of many levels.
-TEST_F(TransformSwapTest, KillsAndFullDisksLeaveTheOldFileOrTheNew) {
-    const auto attempt = [&](FaultyFileSystem& disk) {
+// The source is opened through a disk that fills up at each of many levels.
+TEST_F(TransformSwapTest, FullDisksLeaveTheOldFile) {
+    for (size_t room = 0; room < before.size(); room += 37) {
+        files = {};
+        files.Put(path, before);
+        FaultyFileSystem disk(files);
+        disk.freeBytes = static_cast<int64_t>(room);
         Session its(host, disk);
         const auto doc = OpenDocument(its, path);
         COpposite dialog;
         dialog.m_strTraceList = "1-3";
-        dialog.CheckChangeDoc(doc.get());
-        return doc && dialog.WriteFile(its, path, false).isDone;
-    };
-    FaultyFileSystem whole(files);
-    ASSERT_TRUE(attempt(whole));
-    const auto after = files.Bytes(path);
-    const int64_t changes = whole.changes;
-    ASSERT_GT(changes, 2);
-    ASSERT_NE(after, before);
-    int64_t olds = 0;
-    for (int64_t at = 1; at <= changes; ++at)
-        for (const bool halfWay : {false, true}) {
-            files.Put(path, before);
-            FaultyFileSystem disk(files);
-            disk.dieAtChange = at;
-            disk.dieHalfWay = halfWay;
-            attempt(disk);
-            EXPECT_TRUE(files.Bytes(path) == before || files.Bytes(path) == after) << at;
-            olds += files.Bytes(path) == before ? 1 : 0;
-        }
-    EXPECT_EQ(olds, 2 * changes) << "the rename is the last change";
-
-    for (int64_t room = 0; room < static_cast<int64_t>(after.size()); room += 37) {
-        MemoryFileSystem fresh;
-        fresh.Put(path, before);
-        FaultyFileSystem disk(fresh);
-        disk.freeBytes = room;
-        EXPECT_FALSE(attempt(disk));
-        EXPECT_EQ(fresh.Count(), 1u) << room;
-        EXPECT_EQ(fresh.Bytes(path), before) << room;
-        EXPECT_NE(host.messages.back().text.find("disk full"), std::string::npos);
+        EXPECT_FALSE(Run(*doc, dialog, path).isDone);
+        EXPECT_TRUE(IsUntouched()) << room;
+        EXPECT_NE(host.LastMessage().find("disk full"), std::string::npos);
     }
 }
 
