@@ -23,6 +23,9 @@ namespace {
 TEST_F(OperationWindowTest, EveryKindOfParameterIsShownAndSet) {
     CTestOperation& block = Open();
     EXPECT_EQ(window->windowTitle(), "Test Operation - rec.kymr-dat");
+    const QWidget* first = window->nextInFocusChain();
+    while (!(first->focusPolicy() & Qt::TabFocus)) first = first->nextInFocusChain();
+    EXPECT_EQ(first->objectName(), "onLevel") << "the keyboard is there at once";
     EXPECT_EQ(Text("onLevel"), "0.1") << "a float in its own digits";
     EXPECT_EQ(Text("offLevel"), "2.5");
     EXPECT_EQ(Text("trace"), "1") << "the user counts from 1";

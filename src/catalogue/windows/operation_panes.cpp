@@ -28,6 +28,8 @@ OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, Par
         Arrange();
     });
     area_->setFrameShape(QFrame::NoFrame);
+    // The keyboard goes to the first parameter.
+    area_->setFocusPolicy(Qt::NoFocus);
     area_->setWidgetResizable(true);
     area_->setWidget(form_);
     setChildrenCollapsible(false);
