@@ -230,6 +230,13 @@ TEST(ViewportHistory, ScrollingOnIsOneStep) {
     int steps = 0;
     while (history.Back({0, 1})) ++steps;
     EXPECT_EQ(steps, 100);
+
+    ViewportHistory back;
+    back.Moved({0, 100}, {0, 10});
+    back.Moved({0, 10}, {10, 20});
+    EXPECT_EQ(back.Back({10, 20}), (Viewport{0, 10}));
+    back.Moved({0, 10}, {10, 20});
+    EXPECT_EQ(back.Back({10, 20}), (Viewport{0, 10})) << "scrolling after a step back is a step of its own";
 }
 
 }  // namespace

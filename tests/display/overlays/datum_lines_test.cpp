@@ -57,6 +57,16 @@ TEST_F(DatumTest, ValuesOfGapsAndOfTheEndAreAbsent) {
     EXPECT_FALSE(device.Wrote("1: 0.0000"));
 }
 
+TEST_F(DatumTest, ValuesFollowTheSamples) {
+    float value = 2.0f;
+    Show(MemoryDoc::Generate(session, 1, 1000, [&](int, int64_t) { return value; }));
+    Lines().AddVertLine(view->Plot().TimeToPixel(200.0));
+    EXPECT_TRUE(Draw().Wrote("1: 2.0000"));
+    value = 5.0f;
+    view->GetDocument().UpdateAllViews(UpdateHint::samples);
+    EXPECT_TRUE(Draw().Wrote("1: 5.0000"));
+}
+
 TEST_F(DatumTest, LabelsStandWhereTheyBelong) {
     Open();
     Run("cursor-show-ids");
