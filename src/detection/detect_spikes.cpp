@@ -174,8 +174,8 @@ std::vector<ViewGuide> CDetectSpikes::Guides() {
     }
     // Where the view has cursors, they show the stretch.
     if (View() && View()->GetCursorTimes().size() >= 2) return guides;
-    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseStart, noiseColour, "noise"});
-    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseEnd, noiseColour, {}});
+    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseStart, noiseColour, "noise", "noiseStart"});
+    guides.push_back({ViewGuide::Kind::time, m_nTrace, m_dNoiseEnd, noiseColour, {}, "noiseEnd"});
     return guides;
 }
 

@@ -51,16 +51,16 @@ std::vector<ViewGuide> CEventThreshold::Guides() {
     std::vector<ViewGuide> guides;
     const CDataDoc* doc = Document();
     if (!doc || m_nTrace >= doc->traceCount) return guides;
-    const auto level = [&](bool isUsed, float at, uint32_t colour, const char* name) {
+    const auto level = [&](bool isUsed, float at, uint32_t colour, const char* name, const char* parameter) {
         if (isUsed && std::isfinite(at))
-            guides.push_back({ViewGuide::Kind::level, m_nTrace, at, colour, name});
+            guides.push_back({ViewGuide::Kind::level, m_nTrace, at, colour, name, parameter});
     };
-    level(TestsPositive(), m_levels.OnPos, red, "on +ve");
-    level(TestsPositive(), m_levels.OffPos, blue, "off +ve");
-    level(TestsPositive() && m_bLimitLogicUsed, m_levels.LimitPos, green, "limit +ve");
-    level(TestsNegative(), m_levels.OnNeg, magenta, "on -ve");
-    level(TestsNegative(), m_levels.OffNeg, cyan, "off -ve");
-    level(TestsNegative() && m_bLimitLogicUsed, m_levels.LimitNeg, orange, "limit -ve");
+    level(TestsPositive(), m_levels.OnPos, red, "on +ve", "onPos");
+    level(TestsPositive(), m_levels.OffPos, blue, "off +ve", "offPos");
+    level(TestsPositive() && m_bLimitLogicUsed, m_levels.LimitPos, green, "limit +ve", "limitPos");
+    level(TestsNegative(), m_levels.OnNeg, magenta, "on -ve", "onNeg");
+    level(TestsNegative(), m_levels.OffNeg, cyan, "off -ve", "offNeg");
+    level(TestsNegative() && m_bLimitLogicUsed, m_levels.LimitNeg, orange, "limit -ve", "limitNeg");
     if (UsesMultipliers() && Is(StatsSource::mostInactive) && m_meter.HasSearched(m_nTrace)) {
         const int64_t first = m_meter.Statistics().First();
         const int64_t end = first + m_meter.Statistics().CountAsked();

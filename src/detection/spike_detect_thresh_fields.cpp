@@ -223,12 +223,13 @@ std::optional<Chart> CSpikeDetectThresh::GetChart() {
 std::vector<ViewGuide> CSpikeDetectThresh::Guides() {
     std::vector<ViewGuide> guides;
     if (!ShowPreview() || m_nShownTransform != 0 || m_bPostFilter) return guides;
-    const auto level = [&](float at, uint32_t colour, const char* name) {
-        if (std::isfinite(at)) guides.push_back({ViewGuide::Kind::level, m_nTrace, at, colour, name});
+    const auto level = [&](float at, uint32_t colour, const char* name, const char* parameter) {
+        if (std::isfinite(at))
+            guides.push_back({ViewGuide::Kind::level, m_nTrace, at, colour, name, parameter});
     };
     const bool isPair = Is(SpikeType::peakToPeak);
-    if (isPair || m_nDirection != 2) level(m_levels.upper, upperColour, "upper");
-    if (isPair || m_nDirection != 1) level(m_levels.lower, lowerColour, "lower");
+    if (isPair || m_nDirection != 2) level(m_levels.upper, upperColour, "upper", "upperThreshold");
+    if (isPair || m_nDirection != 1) level(m_levels.lower, lowerColour, "lower", "lowerThreshold");
     return guides;
 }
 

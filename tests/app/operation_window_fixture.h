@@ -44,7 +44,7 @@ class CTestOperation : public CBatchBaseDlg {
             if (!sink("12345678\tline " + std::to_string(i) + "\r\n")) return;
     }
     std::vector<ViewGuide> Guides() override {
-        return {{ViewGuide::Kind::level, trace, static_cast<double>(onLevel), 0xFF}};
+        return {{ViewGuide::Kind::level, trace, static_cast<double>(onLevel), 0xFF, {}, "onLevel"}};
     }
     std::optional<Chart> GetChart() override {
         ++charts;
@@ -142,8 +142,12 @@ class GuideView : public DocumentView {
   public:
     DisplaySettings GetDisplaySettings() const override { return {}; }
     void OnUpdate(UpdateHint) override {}
-    void SetGuides(std::vector<ViewGuide> set, GuideMoved) override { guides = std::move(set); }
+    void SetGuides(std::vector<ViewGuide> set, GuideMoved does) override {
+        guides = std::move(set);
+        moved = std::move(does);
+    }
     std::vector<ViewGuide> guides;
+    GuideMoved moved;
 };
 
 class OperationWindowTest : public ::testing::Test {

@@ -203,6 +203,23 @@ TEST_F(OperationWindowTest, WithoutADocumentNothingRuns) {
     EXPECT_FALSE(Find<QPushButton>("saveResults")->isEnabled());
 }
 
+TEST_F(OperationWindowTest, ADraggedGuideSetsItsParameter) {
+    CTestOperation& block = Open();
+    const auto drag = [&](double to) {
+        const auto moved = view.moved;  // it sets another
+        moved(view.guides.at(0), to);
+    };
+    drag(2.123456789);
+    EXPECT_EQ(block.onLevel, 2.12346f) << "in digits that can be read";
+    EXPECT_EQ(Text("onLevel"), "2.12346");
+    EXPECT_FLOAT_EQ(static_cast<float>(view.guides.at(0).at), 2.12346f);
+    drag(11.0);
+    EXPECT_EQ(block.onLevel, 2.12346f);
+    EXPECT_NE(Message(), "") << "beyond its limit";
+    Close();
+    EXPECT_FALSE(view.moved);
+}
+
 TEST_F(OperationWindowTest, GuidesFollowTheSettingsAndTheView) {
     Open();
     ASSERT_EQ(view.guides.size(), 1u);

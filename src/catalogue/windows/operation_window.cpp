@@ -1,5 +1,7 @@
 #include "catalogue/windows/operation_window.h"
 
+#include <fmt/format.h>
+
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -213,7 +215,27 @@ void OperationWindow::ShowDrawn() {
 
 void OperationWindow::SetGuides() {
     DocumentView* view = block_->View();
-    if (view && !letGo_) view->SetGuides(block_->Guides());
+    if (!view || letGo_) return;
+    std::vector<ViewGuide> guides = block_->Guides();
+    // What cannot be typed cannot be dragged either.
+    ParamList params = block_->Params();
+    for (ViewGuide& guide : guides) {
+        const Field* field = params.Find(guide.parameter);
+        if (!field || !field->IsEnabled(params)) guide.parameter.clear();
+    }
+    view->SetGuides(std::move(guides),
+                    [this](const ViewGuide& guide, double at) { TakeDragged(guide.parameter, at); });
+}
+
+void OperationWindow::TakeDragged(const std::string& key, double at) {
+    if (IsBusy()) return;
+    doneText_.clear();
+    Work([&] {
+        ParamList params = block_->Params();
+        Field* field = params.Find(key);
+        const std::string fault = field ? field->SetFromText(fmt::format("{:.6g}", at)) : std::string();
+        if (!fault.empty()) throw std::runtime_error(fault);
+    });
 }
 
 QString OperationWindow::Fault() {

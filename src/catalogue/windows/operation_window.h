@@ -118,6 +118,8 @@ class OperationWindow : public QDialog {
     void ShowDrawn();
     void ShowMessage(const QString& text, bool isFault);
     void SetGuides();
+    // The user has dragged the line of a parameter in the view.
+    void TakeDragged(const std::string& key, double at);
     void LetGo();
     // Has the block do something; a failure stands in the message line.
     void Guarded(const std::function<void()>& does);
