@@ -72,8 +72,6 @@ CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_,
 
 CKymora32App::~CKymora32App() { session_.summaries = nullptr; }
 
-int CKymora32App::CurrentFileVersion() { return currentFileVersion; }
-
 void CKymora32App::ReadOptions() {
     QSettings settings(company, program);
     settings.beginGroup(section);

@@ -16,9 +16,6 @@ class CKymora32App {
     CKymora32App();
     ~CKymora32App();
 
-    // The version that native files are written in; readers hold files against it.
-    static int CurrentFileVersion();
-
     Session& GetSession() { return session_; }
     DesktopHost& GetHost() { return host_; }
     RemoteHost& GetRemoteHost() { return remoteHost_; }

@@ -62,7 +62,6 @@ class CTransformPreview {
     std::string Status() const;
     // What the transform has to say, or why a command did nothing; empty for nothing.
     const std::string& Message() const { return message_; }
-    bool HasView() const { return hasView_; }
     const PreviewData& Data() const { return data_; }
 
     // Draws on white paper, whatever the colours of the windows are.
