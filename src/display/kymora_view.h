@@ -69,6 +69,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
     DisplaySettings GetDisplaySettings() const override;
     void OnUpdate(UpdateHint hint) override;
     std::vector<double> GetCursorTimes() const override;
+    void BringIntoView(double start, double end) override;
     void SetGuides(std::vector<ViewGuide> guides, GuideMoved moved = {}) override;
     // The user has put a guide to another value or time.
     void MoveGuide(const ViewGuide& guide, double at) const;

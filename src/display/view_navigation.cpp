@@ -50,6 +50,13 @@ bool CKymoraView::ShowViewport(Viewport viewport, bool showProgress) {
     return false;
 }
 
+void CKymoraView::BringIntoView(double start, double end) {
+    if (start >= m_StartTime && end <= m_EndTime) return;
+    // With as much before it as behind it, for whoever is to judge it.
+    const double free = std::max(0.0, GetViewport().Duration() - (end - start));
+    SetStartTime(start - free / 2.0);
+}
+
 void CKymoraView::GoThroughHistory(std::optional<Viewport> (ViewportHistory::*step)(Viewport)) {
     ViewportHistory after = history_;
     const auto viewport = (after.*step)(GetViewport());

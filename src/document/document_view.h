@@ -1,5 +1,5 @@
 #pragma once
-// What a document knows of the views that show it.
+// What a document and the operations on it know of the views that show it.
 
 #include <functional>
 #include <vector>
@@ -11,7 +11,6 @@ namespace kymora {
 
 enum class UpdateHint { samples, events, settings };
 
-// What a document knows of the views that show it.
 class DocumentView {
   public:
     virtual ~DocumentView() = default;
@@ -20,6 +19,8 @@ class DocumentView {
     // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
     // cursors.
     virtual std::vector<double> GetCursorTimes() const { return {}; }
+    // Scrolls to a stretch of time (ms) where it is not seen whole.
+    virtual void BringIntoView(double /*start*/, double /*end*/) {}
     // Lines that an open dialog has the view draw; each call takes the place of the one before. `moved` hears
     // of a guide with a parameter that the user has dragged, and of the value or time where it was dropped.
     using GuideMoved = std::function<void(const ViewGuide& guide, double at)>;

@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "document/native_writer.h"
+#include "document/undo.h"
+#include "eventanalysis/event_values.h"
 #include "host/user_numbers.h"
 #include "results/archive_output.h"
 #include "results/result_output.h"
@@ -196,6 +199,58 @@ void CEventList::WriteResult(const TextSink& sink) {
     bool isCancelled = false;
     Write(sink, isCancelled);
     if (isCancelled) sink(cancelledLine);
+}
+
+Findings CEventList::GetFindings() {
+    Findings findings;
+    if (!m_listed) return findings;
+    const CEventBlock block = FilledBlock();
+    findings.columns = EventListColumnNames(*Document(), block, m_listed->options);
+    ForEachEvent(block, [&](const EventPlace& place) {
+        findings.isCut = findings.rows.size() == mostFindings;
+        if (!findings.isCut) findings.rows.push_back({place.on, place.off, {}});
+        return !findings.isCut;
+    });
+    ListProgress progress(GetHost(), static_cast<int>(findings.rows.size()));
+    size_t listed = 0;
+    EachEventListRow(*Document(), block, m_listed->options, [&](std::span<const ResultValue> row) {
+        if (listed == findings.rows.size() || !progress.GoOn()) return false;
+        findings.rows[listed++].values.assign(row.begin(), row.end());
+        return true;
+    });
+    findings.isCut |= listed < findings.rows.size();
+    findings.rows.resize(listed);
+    return findings;
+}
+
+std::string CEventList::RejectFindings(const Findings& findings) {
+    const int channel = m_listed->block.channel1;
+    CDataDoc& doc = *Document();
+    const CEventChan& chan = doc.eventChannels[static_cast<size_t>(channel)];
+    std::map<std::pair<int32_t, int32_t>, int> rejected;
+    for (const Finding& finding : findings.rows)
+        if (finding.verdict == Verdict::rejected) ++rejected[{finding.onset, finding.offset}];
+    std::vector<CEventKM> rest;
+    for (const CEventKM& event : chan.Events()) {
+        const auto found = rejected.find({event.onPosition, event.offPosition});
+        if (found == rejected.end() || found->second == 0)
+            rest.push_back(event);
+        else
+            --found->second;
+    }
+    const int count = chan.GetNumEvents() - static_cast<int>(rest.size());
+    {
+        UndoScope undo(doc, "Delete rejected events");
+        if (!undo.SpliceEvents(channel, 0, chan.GetNumEvents(), std::move(rest))) return {};
+        if (count > 0) {
+            undo.NoteInHistory();
+            AppendHistory(
+                fmt::format("\tDeleted {} rejected events from channel {}\r\n", count, ChannelName(channel)));
+        }
+    }
+    doc.UpdateAllViews(UpdateHint::events);
+    return fmt::format("{} event{} deleted from channel {}", count, count == 1 ? "" : "s",
+                       ChannelName(channel));
 }
 
 void CEventList::SaveList() {

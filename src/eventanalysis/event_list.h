@@ -30,6 +30,11 @@ class CEventList : public CEventAnalRgnBase {
     void WriteResult(const TextSink& sink) override;
     // The same as a table of data; of one that is cancelled the rows end.
     std::vector<Result> Results() override;
+    // The same for the window. Rejected events are deleted where they still stand as they were listed.
+    bool HasFindings() const override { return true; }
+    Findings GetFindings() override;
+    const char* RejectionLabel() const override { return "Delete rejected"; }
+    std::string RejectFindings(const Findings& findings) override;
     // Asks for a file and writes the same text to it; lists first where nothing has been listed yet.
     void SaveList();
 

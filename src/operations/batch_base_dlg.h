@@ -18,6 +18,7 @@
 #include "document/data_doc.h"
 #include "document/view_guide.h"
 #include "operations/chart.h"
+#include "operations/findings.h"
 #include "operations/operation_job.h"
 #include "operations/param.h"
 #include "results/result.h"
@@ -153,6 +154,15 @@ class CBatchBaseDlg {
     // Writes the result of the last run as the window's text, for operations that have one.
     virtual bool HasResultText() const { return false; }
     virtual void WriteResult(const TextSink&) {}
+    // The same as a table of findings, for operations whose findings the user may reject. It stands in the
+    // window in place of the text.
+    virtual bool HasFindings() const { return false; }
+    virtual Findings GetFindings() { return {}; }
+    // What is done with those that were rejected: the words on its button.
+    virtual const char* RejectionLabel() const { return ""; }
+    // Does it, as one step that can be undone, and answers what was done. What refuses it is told to the
+    // user; the answer is empty then.
+    virtual std::string RejectFindings(const Findings&) { return {}; }
     // Lines that the view draws while the window of the operation is open.
     virtual std::vector<ViewGuide> Guides() { return {}; }
     // What the window draws beside the parameters; an operation that has a chart always answers one.

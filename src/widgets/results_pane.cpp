@@ -127,19 +127,23 @@ void ResultsPane::SetColumns(const std::string& text) {
 }
 
 void ResultsPane::Copy() {
-    if (!isCut_) return QGuiApplication::clipboard()->setText(text_->toPlainText());
+    if (!isCut_)
+        QGuiApplication::clipboard()->setText(text_->toPlainText());
+    else if (!CopyText(writer_))
+        notice_->setText(tr(tooLongToCopyText));
+}
+
+bool CopyText(const ResultsPane::Writer& writer) {
     std::string text;
     bool isTooLong = false;
-    writer_([&](std::string_view piece) {
+    writer([&](std::string_view piece) {
         for (const char c : piece)
             if (c != '\r') text += c;
         isTooLong = text.size() > mostCopiedResults;
         return !isTooLong;
     });
-    if (isTooLong)
-        notice_->setText(tr(tooLongToCopyText));
-    else
-        QGuiApplication::clipboard()->setText(ToQString(text));
+    if (!isTooLong) QGuiApplication::clipboard()->setText(ToQString(text));
+    return !isTooLong;
 }
 
 }  // namespace kymora

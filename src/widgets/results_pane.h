@@ -22,6 +22,10 @@ inline constexpr const char* tooLongToCopyText =
 inline constexpr size_t mostCopiedResults = size_t{256} << 20;  // bytes
 inline constexpr size_t mostShownResults = size_t{1} << 20;     // bytes
 
+// Puts all that `writer` writes on the clipboard, its lines ending as a text's in memory do. False when it is
+// too long; the clipboard is as it was.
+bool CopyText(const std::function<void(const TextSink&)>& writer);
+
 class ResultsPane : public QWidget {
     Q_OBJECT
 

@@ -8,7 +8,6 @@
 #include "catalogue/windows/operation_panes.h"
 #include "operations/event_base_dlg.h"
 #include "operations/job_worker.h"
-#include "widgets/results_pane.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -131,7 +130,7 @@ bool CEventBaseNonModalDlg::RunJob(bool mayWait) {
 }
 
 void CEventBaseNonModalDlg::ShowDone() {
-    if (panes_->Results()) panes_->Results()->Show();
+    panes_->ShowResults();
     SetDoneText(DoneText());
 }
 
@@ -139,7 +138,7 @@ QString CEventBaseNonModalDlg::DoneText() {
     ParamList params = Block().Params();
     const Field* destination = params.Find("destination");
     if (!destination || destination->kind != FieldKind::channel)
-        return panes_->Results() || Block().WhatItAffects() == Affects::nothing ? QString() : tr("Done.");
+        return panes_->HasResults() || Block().WhatItAffects() == Affects::nothing ? QString() : tr("Done.");
     const int channel = static_cast<int>(destination->number);
     const bool byNumber = session_.options.eventChannelMode > letterChannels;
     return tr("%1 in channel %2")

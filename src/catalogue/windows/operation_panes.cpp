@@ -6,6 +6,7 @@
 
 #include "widgets/chart_widget.h"
 #include "widgets/content_area.h"
+#include "widgets/findings_pane.h"
 #include "widgets/results_pane.h"
 
 namespace kymora {
@@ -36,10 +37,12 @@ OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, Par
     shown_->setChildrenCollapsible(false);
     addWidget(area_);
     addWidget(shown_);
-    if (block_.HasResultText()) {
-        results_ = new ResultsPane([this](const TextSink& sink) { block_.WriteResult(sink); }, shown_);
-        shown_->addWidget(results_);
-    }
+    const auto write = [this](const TextSink& sink) { block_.WriteResult(sink); };
+    if (block_.HasFindings())
+        findings_ = new FindingsPane(block_.RejectionLabel(), write, shown_);
+    else if (block_.HasResultText())
+        results_ = new ResultsPane(write, shown_);
+    if (QWidget* results = ResultsWidget()) shown_->addWidget(results);
     TakeResultActions();
 }
 
@@ -49,8 +52,25 @@ void OperationPanes::ShowPage(int page) {
 }
 
 void OperationPanes::TakeResultActions() {
-    if (!results_) return;
-    for (QPushButton* button : form_->ResultActions()) results_->AddButton(button);
+    for (QPushButton* button : form_->ResultActions()) {
+        if (results_) results_->AddButton(button);
+        if (findings_) findings_->AddButton(button);
+    }
+}
+
+QWidget* OperationPanes::ResultsWidget() const {
+    if (findings_) return findings_;
+    return results_;
+}
+
+void OperationPanes::ShowResults() {
+    if (results_) results_->Show();
+    if (findings_) findings_->Show(block_.GetFindings());
+}
+
+void OperationPanes::ClearResults() {
+    if (results_) results_->Clear();
+    if (findings_) findings_->Clear();
 }
 
 void OperationPanes::ShowChart() {
@@ -82,7 +102,7 @@ bool OperationPanes::StandsAbove(QSize most) {
     const bool isWhole = arranged(room);
     const int paneWidth = chart_ ? leastChartWidth : leastTextWidth;
     const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
-    const bool hasPane = results_ || chart_;
+    const bool hasPane = HasResults() || chart_;
     if (!hasPane || (isWhole && hasRoomBeside)) return false;
     if (arranged(room - leastPaneHeight) || !hasRoomBeside) return true;
     arranged(room);
@@ -90,7 +110,7 @@ bool OperationPanes::StandsAbove(QSize most) {
 }
 
 void OperationPanes::Arrange() {
-    const bool hasPane = results_ || chart_;
+    const bool hasPane = HasResults() || chart_;
     const bool above = StandsAbove(MostSize());
     setOrientation(above ? Qt::Vertical : Qt::Horizontal);
     shown_->setOrientation(above ? Qt::Horizontal : Qt::Vertical);
@@ -98,7 +118,7 @@ void OperationPanes::Arrange() {
     setStretchFactor(0, hasPane ? 0 : 1);
     setStretchFactor(1, 1);
     if (chart_) shown_->setStretchFactor(shown_->indexOf(chart_), 3);
-    if (results_) shown_->setStretchFactor(shown_->indexOf(results_), 1);
+    if (QWidget* results = ResultsWidget()) shown_->setStretchFactor(shown_->indexOf(results), 1);
     // The parameters scroll upwards where the screen is small, never sideways.
     const int bar = area_->verticalScrollBar()->sizeHint().width();
     area_->setMinimumWidth(form_->minimumSizeHint().width() + bar);
@@ -109,8 +129,8 @@ void OperationPanes::Arrange() {
 std::vector<QWidget*> OperationPanes::TabStops() const {
     std::vector<QWidget*> stops = form_->TabStops();
     if (chart_) stops.push_back(chart_);
-    if (!results_) return stops;
-    for (QWidget* stop : results_->TabStops()) stops.push_back(stop);
+    if (!HasResults()) return stops;
+    for (QWidget* stop : results_ ? results_->TabStops() : findings_->TabStops()) stops.push_back(stop);
     for (QWidget* button : form_->ResultActions()) stops.push_back(button);
     return stops;
 }

@@ -1,7 +1,7 @@
 #pragma once
 // What the window of an operation shows of it: its parameters, and beside or below them, as there is room,
-// its chart and the text of its results. Each is a pane of its own; whatever else a window is to show joins
-// them here.
+// its chart and the text or the table of its results. Each is a pane of its own; whatever else a window is to
+// show joins them here.
 
 #include <QSplitter>
 #include <vector>
@@ -13,6 +13,7 @@ namespace kymora {
 
 class ChartWidget;
 class ContentArea;
+class FindingsPane;
 class ResultsPane;
 
 class OperationPanes : public QSplitter {
@@ -24,8 +25,12 @@ class OperationPanes : public QSplitter {
                    QWidget* parent);
 
     ParamForm& Form() const { return *form_; }
-    // Null where the operation has no text.
-    ResultsPane* Results() const { return results_; }
+    // Null where the operation has no findings.
+    FindingsPane* Findings() const { return findings_; }
+    bool HasResults() const { return results_ || findings_; }
+    // What the last run has found, or nothing.
+    void ShowResults();
+    void ClearResults();
     // Of parameters that stand on several pages one is shown at a time.
     int Page() const { return page_; }
     void ShowPage(int page);
@@ -45,6 +50,7 @@ class OperationPanes : public QSplitter {
 
   private:
     void TakeResultActions();
+    QWidget* ResultsWidget() const;
     bool StandsAbove(QSize most);
 
     CBatchBaseDlg& block_;
@@ -52,7 +58,9 @@ class OperationPanes : public QSplitter {
     ContentArea* area_;  // of the parameters
     QSplitter* shown_;   // all else
     ParamForm* form_;
+    // An operation has one of these, or none.
     ResultsPane* results_ = nullptr;
+    FindingsPane* findings_ = nullptr;
     ChartWidget* chart_ = nullptr;  // null until the operation has one
 };
 

@@ -12,7 +12,7 @@
 
 #include "catalogue/windows/operation_panes.h"
 #include "operations/config_file.h"
-#include "widgets/results_pane.h"
+#include "widgets/findings_pane.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -20,6 +20,7 @@ namespace kymora {
 namespace {
 
 constexpr int drawAfterMs = 150;  // without another letter
+constexpr uint32_t findingColour = 0xA65400;
 
 QString FirstFile(const QMimeData& data) {
     const auto urls = data.urls();
@@ -80,6 +81,10 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     connect(&panes_->Form(), &ParamForm::Edited, this, &OperationWindow::Edited);
     connect(&panes_->Form(), &ParamForm::ActionPressed, this, &OperationWindow::PressAction);
     connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
+    if (FindingsPane* findings = panes_->Findings()) {
+        connect(findings, &FindingsPane::CurrentChanged, this, &OperationWindow::GoToFinding);
+        connect(findings, &FindingsPane::Rejected, this, &OperationWindow::RejectFindings);
+    }
     message_ = new QLabel(this);
     message_->setObjectName("message");
     message_->setTextFormat(Qt::PlainText);
@@ -162,7 +167,7 @@ void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
     if (before && before != view) before->SetGuides({});
     if (doc != block_->Document()) {
         doneText_.clear();
-        if (panes_->Results()) panes_->Results()->Clear();
+        panes_->ClearResults();
     }
     const QString title = ToQString(block_->Title());
     const QString file = doc ? FileName(doc->filePath.filename()) : QString();
@@ -179,6 +184,7 @@ void OperationWindow::DocumentChanged(UpdateHint hint) {
         missed_.insert(hint);
         return;
     }
+    if (panes_->Findings() && hint != UpdateHint::settings) panes_->Findings()->SetOutdated();
     Work([&] { block_->OnUpdate(hint); });
 }
 
@@ -223,8 +229,42 @@ void OperationWindow::SetGuides() {
         const Field* field = params.Find(guide.parameter);
         if (!field || !field->IsEnabled(params)) guide.parameter.clear();
     }
+    AddFinding(guides);
     view->SetGuides(std::move(guides),
                     [this](const ViewGuide& guide, double at) { TakeDragged(guide.parameter, at); });
+}
+
+// --- findings ---
+
+void OperationWindow::AddFinding(std::vector<ViewGuide>& guides) const {
+    const Finding* finding = panes_->Findings() ? panes_->Findings()->Current() : nullptr;
+    if (!finding) return;
+    const CDataDoc& doc = *block_->Document();
+    const auto add = [&](int32_t position) {
+        guides.push_back({ViewGuide::Kind::time, 0, doc.TimeOf(position), findingColour, {}, {}});
+    };
+    add(finding->onset);
+    if (finding->offset != finding->onset) add(finding->offset);
+}
+
+void OperationWindow::GoToFinding() {
+    DocumentView* view = block_->View();
+    if (IsBusy() || !view) return;
+    SetGuides();
+    const Finding* finding = panes_->Findings()->Current();
+    if (!finding) return;
+    const CDataDoc& doc = *block_->Document();
+    view->BringIntoView(doc.TimeOf(finding->onset), doc.TimeOf(finding->offset));
+}
+
+void OperationWindow::RejectFindings() {
+    if (IsBusy() || !block_->Document()) return;
+    Work([&] {
+        const std::string done = block_->RejectFindings(panes_->Findings()->Shown());
+        if (done.empty()) return;
+        doneText_ = ToQString(done);
+        panes_->ShowResults();
+    });
 }
 
 void OperationWindow::TakeDragged(const std::string& key, double at) {

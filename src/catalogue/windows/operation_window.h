@@ -120,6 +120,10 @@ class OperationWindow : public QDialog {
     void SetGuides();
     // The user has dragged the line of a parameter in the view.
     void TakeDragged(const std::string& key, double at);
+    // The finding in the row of the cursor: its ends in the view, and the way there.
+    void AddFinding(std::vector<ViewGuide>& guides) const;
+    void GoToFinding();
+    void RejectFindings();
     void LetGo();
     // Has the block do something; a failure stands in the message line.
     void Guarded(const std::function<void()>& does);
