@@ -32,20 +32,11 @@ TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
 
 class AxisPainter {
   public:
-    AxisPainter(const PlotContext& context, DrawDevice& device, int axis, bool showSelection)
-        : device_(device),
-          axis_(context.settings.m_axes[static_cast<size_t>(axis)]),
-          band_(context.BandOf(axis)),
-          gap_(context.layout.axisGap),
-          textHeight_(device.TextExtent("0").height),
-          sigFigs_(context.settings.m_nSigFigs),
-          selected_(showSelection && axis_.m_bSelected),
-          ink_(InkOn(context.settings.m_crBackground)),
-          selectedInk_(IsDarkPaper(context.settings.m_crBackground) ? selectedOnDark : selectedColour) {}
+    AxisPainter(DrawDevice& device, const ValueAxis& axis)
+        : device_(device), axis_(axis), band_(axis.band), textHeight_(device.TextExtent("0").height) {}
 
     void Paint() const {
-        const Pen pen{selected_ ? selectedInk_ : bracketColour, selected_ ? 2 : 1};
-        device_.SetPen(pen);
+        device_.SetPen(axis_.isSelected ? Pen{axis_.labelInk, 2} : Pen{bracketColour});
         const std::array<Point, 4> bracket{{{bracketTickEnd, band_.top},
                                             {bracketLine, band_.top},
                                             {bracketLine, band_.bottom},
@@ -58,16 +49,16 @@ class AxisPainter {
 
   private:
     void PaintLimits() const {
-        device_.Text(limitRight, band_.top + 2, LimitText(axis_.m_dMax),
-                     Style(ink_, Horizontal::right, Vertical::top));
-        device_.Text(limitRight, band_.bottom - 2, LimitText(axis_.m_dMin),
-                     Style(ink_, Horizontal::right, Vertical::bottom));
+        device_.Text(limitRight, band_.top + 2, LimitText(axis_.max),
+                     Style(axis_.ink, Horizontal::right, Vertical::top));
+        device_.Text(limitRight, band_.bottom - 2, LimitText(axis_.min),
+                     Style(axis_.ink, Horizontal::right, Vertical::bottom));
     }
 
     // A limit that finds no room loses figures at its end, never its front: half a number would be a wrong
     // one.
     std::string LimitText(double value) const {
-        std::string text = AxisNumber(value, sigFigs_);
+        std::string text = AxisNumber(value, axis_.significantFigures);
         for (int figures = 6; figures > 0 && !Fits(text); --figures)
             text = fmt::format("{:.{}g}", value, figures);
         return text;
@@ -79,23 +70,22 @@ class AxisPainter {
     void PaintLabel(bool limitsFit) const {
         const int middle = (band_.top + band_.bottom) / 2;
         const int between = band_.Height() - (limitsFit ? 2 * textHeight_ + 6 : 0);
-        const int limitWidth = std::max(device_.TextExtent(LimitText(axis_.m_dMax)).width,
-                                        device_.TextExtent(LimitText(axis_.m_dMin)).width);
+        const int limitWidth = std::max(device_.TextExtent(LimitText(axis_.max)).width,
+                                        device_.TextExtent(LimitText(axis_.min)).width);
         const bool meetsLimits = limitsFit && limitRight - limitWidth <= labelLeft + textHeight_;
-        const int along = meetsLimits ? between : band_.Height() + gap_;
+        const int along = meetsLimits ? between : band_.Height() + axis_.gap;
         const bool uprightFits = between >= textHeight_ - 3;
-        const std::string full =
-            axis_.m_strUnits.empty() ? axis_.m_strLabel : axis_.m_strLabel + " (" + axis_.m_strUnits + ")";
-        TextStyle style = Style(selected_ ? selectedInk_ : ink_, Horizontal::left, Vertical::centre);
-        for (const std::string& text : {full, axis_.m_strLabel}) {
+        const std::string full = axis_.units.empty() ? axis_.label : axis_.label + " (" + axis_.units + ")";
+        TextStyle style = Style(axis_.labelInk, Horizontal::left, Vertical::centre);
+        for (const std::string& text : {full, axis_.label}) {
             const int width = device_.TextExtent(text).width;
             if (width <= labelRoom && uprightFits) return device_.Text(labelLeft, middle, text, style);
             if (width <= along) return PaintTurned(text, middle, style);
         }
         if (along >= 3 * textHeight_)
-            PaintTurned(ElideText(device_, axis_.m_strLabel, along), middle, style);
+            PaintTurned(ElideText(device_, axis_.label, along), middle, style);
         else if (uprightFits)
-            device_.Text(labelLeft, middle, ElideText(device_, axis_.m_strLabel, labelRoom), style);
+            device_.Text(labelLeft, middle, ElideText(device_, axis_.label, labelRoom), style);
     }
 
     void PaintTurned(std::string_view text, int middle, TextStyle style) const {
@@ -105,14 +95,22 @@ class AxisPainter {
     }
 
     DrawDevice& device_;
-    const CVertAxis& axis_;
-    PixelRect band_;
-    int gap_;
+    const ValueAxis& axis_;
+    const PixelRect& band_;
     int textHeight_;
-    int sigFigs_;
-    bool selected_;
-    uint32_t ink_, selectedInk_;
 };
+
+ValueAxis AxisOf(const PlotContext& context, int axis, bool showSelection) {
+    const CVertAxis& shown = context.settings.m_axes[static_cast<size_t>(axis)];
+    const uint32_t paper = context.settings.m_crBackground;
+    ValueAxis drawn{context.BandOf(axis), shown.m_dMin, shown.m_dMax, shown.m_strLabel, shown.m_strUnits};
+    drawn.gap = context.layout.axisGap;
+    drawn.significantFigures = context.settings.m_nSigFigs;
+    drawn.ink = drawn.labelInk = InkOn(paper);
+    drawn.isSelected = showSelection && shown.m_bSelected;
+    if (drawn.isSelected) drawn.labelInk = IsDarkPaper(paper) ? selectedOnDark : selectedColour;
+    return drawn;
+}
 
 std::string TimebaseCaption(const PlotContext& context) {
     if (!context.settings.m_bShowGrid)
@@ -122,9 +120,9 @@ std::string TimebaseCaption(const PlotContext& context) {
 
 }  // namespace
 
-void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts) {
-    const PixelRect& plot = context.layout.plot;
-    if (!context.settings.m_bShowAxes || plot.Width() <= 0) return;
+void DrawValueAxis(DrawDevice& device, const ValueAxis& axis) { AxisPainter(device, axis).Paint(); }
+
+void DrawTimeBracket(DrawDevice& device, const PixelRect& plot) {
     const int middle = (plot.left + plot.right) / 2;
     device.SetPen({bracketColour});
     const std::array<Point, 4> bracket{{{plot.left, plot.bottom + bracketBottom},
@@ -133,17 +131,25 @@ void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts
                                         {plot.right, plot.bottom + bracketBottom}}};
     device.Polyline(bracket);
     device.Line(middle, plot.bottom + bracketTop, middle, plot.bottom + bracketBottom);
-    if (!withTexts) return;
+}
 
+void DrawTimeTexts(DrawDevice& device, const PixelRect& plot, const TimeTexts& texts, uint32_t ink) {
     const int y = plot.bottom + timeTextTop;
-    const uint32_t ink = InkOn(context.settings.m_crBackground);
-    const std::string start = StartText(context), end = EndText(context), caption = TimebaseCaption(context);
-    device.Text(plot.left, y, start, Style(ink, Horizontal::left, Vertical::top));
-    device.Text(plot.right, y, end, Style(ink, Horizontal::right, Vertical::top));
-    // Where the plot is too narrow for all three, the two ends say what the middle would.
-    const int ends = std::max(device.TextExtent(start).width, device.TextExtent(end).width);
-    if (device.TextExtent(caption).width + 2 * ends + 16 <= plot.Width())
-        device.Text(middle, y, caption, Style(ink, Horizontal::centre, Vertical::top));
+    device.Text(plot.left, y, texts.start, Style(ink, Horizontal::left, Vertical::top));
+    device.Text(plot.right, y, texts.end, Style(ink, Horizontal::right, Vertical::top));
+    const int ends = std::max(device.TextExtent(texts.start).width, device.TextExtent(texts.end).width);
+    if (device.TextExtent(texts.caption).width + 2 * ends + 16 > plot.Width()) return;
+    device.Text((plot.left + plot.right) / 2, y, texts.caption,
+                Style(ink, Horizontal::centre, Vertical::top));
+}
+
+void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts) {
+    const PixelRect& plot = context.layout.plot;
+    if (!context.settings.m_bShowAxes || plot.Width() <= 0) return;
+    DrawTimeBracket(device, plot);
+    if (withTexts)
+        DrawTimeTexts(device, plot, {StartText(context), TimebaseCaption(context), EndText(context)},
+                      InkOn(context.settings.m_crBackground));
 }
 
 PixelRect LimitRect(const PlotContext& context, int axis, bool isMax) {
@@ -157,7 +163,7 @@ PixelRect LimitRect(const PlotContext& context, int axis, bool isMax) {
 void DrawVerticalAxes(const PlotContext& context, DrawDevice& device, bool showSelection) {
     if (!context.layout.axesShown) return;
     for (const int axis : context.shownAxes)
-        if (context.BandOf(axis).Height() > 0) AxisPainter(context, device, axis, showSelection).Paint();
+        if (context.BandOf(axis).Height() > 0) DrawValueAxis(device, AxisOf(context, axis, showSelection));
 }
 
 void DrawTraceLabels(const PlotContext& context, DrawDevice& device) {

@@ -1,10 +1,32 @@
 #pragma once
-// The time axis below the plot, the vertical axes left of it and the labels of the traces in it.
+// The time axis below the plot, the vertical axes left of it and the labels of the traces in it. The first
+// four draw for whatever has a band and a scale, the others for a view.
 
 #include "display/plot_context.h"
 #include "drawing/draw_device.h"
 
 namespace kymora {
+
+// Bracket, limits and label left of a band, in at most the room of Layout's left margin. What does not fit
+// into a low band is left out.
+struct ValueAxis {
+    PixelRect band;
+    double min = 0.0, max = 1.0;
+    std::string label, units;
+    int gap = 0;  // pixels above and below the band that the label may take
+    int significantFigures = 4;
+    uint32_t ink = 0, labelInk = 0;
+    bool isSelected = false;
+};
+void DrawValueAxis(DrawDevice& device, const ValueAxis& axis);
+
+void DrawTimeBracket(DrawDevice& device, const PixelRect& plot);
+
+// Below the bracket. Where the plot is too narrow for all three, the two ends say what the middle would.
+struct TimeTexts {
+    std::string start, caption, end;
+};
+void DrawTimeTexts(DrawDevice& device, const PixelRect& plot, const TimeTexts& texts, uint32_t ink);
 
 // The bracket below the plot. The texts are drawn in files; in a window, edit boxes stand in their place.
 void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts);

@@ -56,75 +56,47 @@ class TraceLine {
 
 class TracePainter {
   public:
-    TracePainter(const PlotContext& context, DrawDevice& device, int trace)
-        : context_(context),
-          device_(device),
-          cache_(context.bins),
-          axis_(context.AxisOf(trace)),
-          format_(context.settings.m_format[static_cast<size_t>(trace)]),
-          times_(context.GetTimeScale()),
-          values_(context.GetValueScale(axis_)),
-          low_(cache_.Min(trace)),
-          high_(cache_.Max(trace)),
-          active_(cache_.Active(trace)) {
-        pen_ = {context.doc.traces[static_cast<size_t>(trace)].traceColour, format_.lineWidth};
-        inactive_ = {inactiveColour, 1,
-                     context.settings.m_bInactiveSections ? Pen::Style::solid : Pen::Style::null};
+    TracePainter(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
+                 const ValueScale& values)
+        : device_(device), look_(look), bins_(bins), times_(times), values_(values) {
+        inactive_ = {inactiveColour, 1, look.showsInactive ? Pen::Style::solid : Pen::Style::null};
     }
 
-    void Paint() {
-        if (low_.size() != binCount || !times_.IsUsable() || cache_.m_DatStartTime < 0.0) return;
-        if (format_.clipToAxis) device_.SetClip(ClipOf(ClipBand()));
-        if (format_.drawAsDots)
+    void Paint() const {
+        if (look_.drawAsDots)
             PaintDots();
         else
             PaintLines();
-        if (format_.clipToAxis) device_.SetClip(ClipOf(context_.layout.plot));
-    }
-
-    static PixelRect ClipOf(const PixelRect& rect) {
-        return {rect.left, rect.top, rect.right + 1, rect.bottom + 1};
     }
 
   private:
-    // The rows of the axis limits, or the whole band.
-    PixelRect ClipBand() const {
-        PixelRect band = context_.BandOf(axis_);
-        if (context_.settings.m_nClipMode != 1) {
-            band.top -= context_.layout.axisGap;
-            band.bottom += context_.layout.axisGap - 1;
-        }
-        return band;
+    bool IsPastEnd(size_t bin) const {
+        return bins_.low[bin] != bins_.low[bin] || bins_.high[bin] != bins_.high[bin];
     }
-    bool IsPastEnd(size_t bin) const { return low_[bin] != low_[bin] || high_[bin] != high_[bin]; }
-    bool IsEmpty(size_t bin) const { return low_[bin] > high_[bin]; }
-    bool IsActive(size_t bin) const { return active_.empty() || active_[bin] != 0; }
-    int X(size_t bin) const { return times_.ToPixel(cache_.TimeOfBin(static_cast<int>(bin))); }
+    bool IsEmpty(size_t bin) const { return bins_.low[bin] > bins_.high[bin]; }
+    bool IsActive(size_t bin) const { return bins_.active.empty() || bins_.active[bin] != 0; }
+    int X(size_t bin) const { return times_.ToPixel(static_cast<double>(bin) * bins_.step + bins_.start); }
 
     void PaintLines() const;
     void DrawToZero(TraceLine& line, size_t bin) const;
     void PaintDots() const;
     void Dot(int x, int y, uint32_t colour) const;
 
-    const PlotContext& context_;
     DrawDevice& device_;
-    const DisplayCache& cache_;
-    int axis_;
-    const TraceFormat& format_;
-    TimeScale times_;
-    ValueScale values_;
-    std::span<const float> low_, high_;
-    std::span<const uint8_t> active_;
-    Pen pen_, inactive_;
+    const TraceLook& look_;
+    const TraceBins& bins_;
+    const TimeScale& times_;
+    const ValueScale& values_;
+    Pen inactive_;
 };
 
 void TracePainter::PaintLines() const {
-    TraceLine line(device_, pen_, cache_.m_nCacheLevel <= 0);
-    const auto range = cache_.BinsOf(context_.viewport);
+    const Pen& pen = look_.pen;
+    TraceLine line(device_, pen, bins_.areSamples);
     bool previousActive = false;
-    for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
+    for (size_t bin = bins_.first; bin < bins_.end; ++bin) {
         if (IsPastEnd(bin)) {
-            if (context_.settings.m_bInactiveSections) DrawToZero(line, bin);
+            if (look_.showsInactive) DrawToZero(line, bin);
             return;
         }
         if (IsEmpty(bin)) {
@@ -132,12 +104,13 @@ void TracePainter::PaintLines() const {
             continue;
         }
         const bool active = IsActive(bin);
-        const int x = X(bin), bottom = values_.ToPixel(low_[bin]), top = values_.ToPixel(high_[bin]);
+        const int x = X(bin), bottom = values_.ToPixel(bins_.low[bin]),
+                  top = values_.ToPixel(bins_.high[bin]);
         if (!line.HasPosition())
             line.MoveTo(x, bottom);
         else
-            line.LineTo(x, bottom, active && previousActive ? pen_ : inactive_);
-        line.LineTo(x, top, active ? pen_ : inactive_);
+            line.LineTo(x, bottom, active && previousActive ? pen : inactive_);
+        line.LineTo(x, top, active ? pen : inactive_);
         previousActive = active;
     }
 }
@@ -148,34 +121,82 @@ void TracePainter::DrawToZero(TraceLine& line, size_t bin) const {
         line.LineTo(X(bin), zero, inactive_);
     else
         line.MoveTo(X(bin), zero);
-    line.LineTo(times_.ToPixel(context_.viewport.end), zero, inactive_);
+    line.LineTo(times_.ToPixel(bins_.until), zero, inactive_);
 }
 
 void TracePainter::PaintDots() const {
-    const auto range = cache_.BinsOf(context_.viewport);
-    for (auto bin = static_cast<size_t>(range.first); bin < static_cast<size_t>(range.end); ++bin) {
+    for (size_t bin = bins_.first; bin < bins_.end; ++bin) {
         if (IsPastEnd(bin)) {
-            TraceLine line(device_, pen_, false);
-            if (context_.settings.m_bInactiveSections) DrawToZero(line, bin);
+            TraceLine line(device_, look_.pen, false);
+            if (look_.showsInactive) DrawToZero(line, bin);
             return;
         }
         const bool active = IsActive(bin);
-        if (IsEmpty(bin) || (!active && !context_.settings.m_bInactiveSections)) continue;
-        const uint32_t colour = active ? pen_.colour : inactive_.colour;
-        Dot(X(bin), values_.ToPixel(low_[bin]), colour);
-        if (low_[bin] != high_[bin]) Dot(X(bin), values_.ToPixel(high_[bin]), colour);
+        if (IsEmpty(bin) || (!active && !look_.showsInactive)) continue;
+        const uint32_t colour = active ? look_.pen.colour : inactive_.colour;
+        Dot(X(bin), values_.ToPixel(bins_.low[bin]), colour);
+        if (bins_.low[bin] != bins_.high[bin]) Dot(X(bin), values_.ToPixel(bins_.high[bin]), colour);
     }
 }
 
 void TracePainter::Dot(int x, int y, uint32_t colour) const {
-    const int radius = dotRadius[static_cast<size_t>(std::clamp(format_.dotSize, 0, 3))];
+    const int radius = dotRadius[static_cast<size_t>(std::clamp(look_.dotSize, 0, 3))];
     if (radius == 0)
         device_.SetPixel(x, y, colour);
     else
         device_.FillEllipse({x - radius, y - radius, x + radius, y + radius}, colour);
 }
 
+// --- a trace of a view ---
+
+PixelRect ClipOf(const PixelRect& rect) { return {rect.left, rect.top, rect.right + 1, rect.bottom + 1}; }
+
+// The rows of the axis limits, or the whole band.
+PixelRect ClipBand(const PlotContext& context, int axis) {
+    PixelRect band = context.BandOf(axis);
+    if (context.settings.m_nClipMode != 1) {
+        band.top -= context.layout.axisGap;
+        band.bottom += context.layout.axisGap - 1;
+    }
+    return band;
+}
+
+TraceBins BinsOf(const PlotContext& context, int trace) {
+    const DisplayCache& cache = context.bins;
+    const auto range = cache.BinsOf(context.viewport);
+    TraceBins bins{cache.Min(trace), cache.Max(trace), cache.Active(trace)};
+    bins.first = static_cast<size_t>(range.first);
+    bins.end = static_cast<size_t>(range.end);
+    bins.start = cache.m_DatStartTime;
+    bins.step = cache.BinTime();
+    bins.until = context.viewport.end;
+    bins.areSamples = cache.m_nCacheLevel <= 0;
+    return bins;
+}
+
+void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace) {
+    const TimeScale times = context.GetTimeScale();
+    const auto t = static_cast<size_t>(trace);
+    const int axis = context.AxisOf(trace);
+    const TraceFormat& format = context.settings.m_format[t];
+    if (context.bins.Min(trace).size() != binCount || !times.IsUsable() || context.bins.m_DatStartTime < 0.0)
+        return;
+    if (format.clipToAxis) device.SetClip(ClipOf(ClipBand(context, axis)));
+    DrawTraceBins(device,
+                  {{context.doc.traces[t].traceColour, format.lineWidth},
+                   format.drawAsDots,
+                   format.dotSize,
+                   context.settings.m_bInactiveSections},
+                  BinsOf(context, trace), times, context.GetValueScale(axis));
+    if (format.clipToAxis) device.SetClip(ClipOf(context.layout.plot));
+}
+
 }  // namespace
+
+void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
+                   const ValueScale& values) {
+    TracePainter(device, look, bins, times, values).Paint();
+}
 
 void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
     const PixelRect& plot = context.layout.plot;
@@ -201,10 +222,10 @@ void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
 void DrawTraces(const PlotContext& context, DrawDevice& device) {
     const PixelRect& plot = context.layout.plot;
     if (!(context.settings.m_fDataArea > 0.0f) || plot.Width() <= 0) return;
-    device.SetClip(TracePainter::ClipOf(plot));
+    device.SetClip(ClipOf(plot));
     for (const int axis : context.shownAxes)
         for (int trace = 0; trace < context.doc.traceCount; ++trace)
-            if (context.AxisOf(trace) == axis) TracePainter(context, device, trace).Paint();
+            if (context.AxisOf(trace) == axis) DrawTraceOf(context, device, trace);
     device.ClearClip();
 }
 

@@ -85,7 +85,6 @@ class CTransformPreview {
     void Load();
     void Fit();
     void Scale(double factor);
-    void DrawTimes(DrawDevice& device, const PixelRect& plot) const;
 
     CPreviewHost& host_;
     CDataDoc& doc_;

@@ -195,14 +195,14 @@ TEST_F(TransformPreviewTest, PanesHaveTheirNamesTracesAndLimits) {
     preview.m_strRawUnits = "mV";
     RecordingDevice two;
     preview.Draw(two, {600, 400});
-    EXPECT_TRUE(two.Wrote("Data") && two.Wrote("Trnsf") && two.Wrote("(mV)"));
+    EXPECT_TRUE(two.Wrote("Data (mV)") && two.Wrote("Trnsf"));
     EXPECT_FALSE(two.Wrote("Dat+Trn"));
     EXPECT_TRUE(two.Wrote("95.05") && two.Wrote("2040") && two.Wrote("950.5"));
     EXPECT_TRUE(two.Wrote("200") && two.Wrote("398") && two.Wrote("time (ms)"));
     const auto rawRows = Rows(two, black), transformedRows = Rows(two, red);
     // Both rise over the whole width, the raw trace in the upper half.
     EXPECT_EQ(rawRows.begin()->first, transformedRows.begin()->first);
-    EXPECT_EQ(rawRows.rbegin()->first, 600 - 14);
+    EXPECT_EQ(rawRows.rbegin()->first, 600 - 10);
     EXPECT_LT(rawRows.begin()->second.second, transformedRows.rbegin()->second.first);
     EXPECT_GT(rawRows.begin()->second.first, rawRows.rbegin()->second.second);
 
@@ -229,7 +229,7 @@ TEST_F(TransformPreviewTest, EverySpikeShowsAndHolesBreakTheLine) {
     RecordingDevice dense;
     preview.Draw(dense, {600, 400});
     const auto rows = Rows(dense, black);
-    EXPECT_EQ(rows.size(), 600u - 14 - 84 + 1) << "a column each";
+    EXPECT_EQ(rows.size(), 600u - 10 - 70 + 1) << "a column each";
     int least = 400, most = 0;
     for (const auto& [x, row] : rows) {
         least = std::min(least, row.first);
@@ -245,7 +245,7 @@ TEST_F(TransformPreviewTest, EverySpikeShowsAndHolesBreakTheLine) {
     RecordingDevice sparse;
     few.Draw(sparse, {600, 400});
     ASSERT_EQ(sparse.LinesOf(black).size(), 1u);
-    EXPECT_EQ(sparse.LinesOf(black)[0].points.size(), 2u);
+    EXPECT_EQ(sparse.LinesOf(black)[0].points.size(), 4u) << "lowest and highest of two samples";
     EXPECT_EQ(std::count_if(sparse.ellipses.begin(), sparse.ellipses.end(),
                             [](const DrawnShape& shape) { return shape.colour == black; }),
               2)
