@@ -71,7 +71,8 @@ class FileRun {
     // Where nobody attends, only what was cancelled ends without a word.
     bool WasStopped() const {
         const bool isAttended = block_ && block_->IsAttended();
-        return caller_.WasCancelled() || (!isAttended && !report_.error && report_.messages.empty());
+        return caller_.WasCancelled() || (block_ && block_->WasCancelled()) ||
+               (!isAttended && !report_.error && report_.messages.empty());
     }
 
     void NoteChannels() {

@@ -1,6 +1,9 @@
 #include "batch/run_plan.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <tuple>
 
 #include "document/side_car.h"
 #include "operations/save_result.h"
@@ -35,12 +38,14 @@ class Planner {
     }
 
   private:
-    // What two names lead to, links included, also where nothing stands there yet.
-    bool IsOne(const Path& a, const Path& b) const {
-        const auto first = files_.Stamp(a), second = files_.Stamp(b);
-        const bool isOneFile =
-            first && second && first->device == second->device && first->inode == second->inode;
-        return isOneFile || Plain(a) == Plain(b);
+    // What a name leads to, links included, or the name where nothing stands there yet: equal for two names
+    // of one file.
+    using Identity = std::tuple<uint64_t, uint64_t, Path>;
+    Identity IdentityOf(const Path& path) const {
+        const Path plain = Plain(path);
+        for (const Path& name : {path, plain})
+            if (const auto stamp = files_.Stamp(name)) return {stamp->device, stamp->inode, {}};
+        return {0, 0, plain};
     }
 
     Path TargetOf(const Path& file) const {
@@ -55,10 +60,9 @@ class Planner {
 
     void FindNamedTwice() {
         if (!request_.runsFirst) return;
-        for (size_t i = 1; i < plan_.files.size(); ++i)
-            for (size_t before = 0; before < i; ++before)
-                if (IsOne(plan_.files[before].file, plan_.files[i].file))
-                    plan_.files[i].why = Why::namedTwice;
+        std::set<Identity> named;
+        for (PlannedFile& planned : plan_.files)
+            if (!named.insert(IdentityOf(planned.file)).second) planned.why = Why::namedTwice;
     }
 
     void CheckOut() {
@@ -68,32 +72,34 @@ class Planner {
         read.insert(read.end(), request_.alsoRead.begin(), request_.alsoRead.end());
         if (request_.affects != Affects::nothing && plan_.CountNamed() > 1)
             return Refuse(RunPlan::Fault::severalToOne, {});
+        const Identity out = IdentityOf(request_.out);
         for (const Path& path : read)
-            if (files_.Stamp(path) && IsOne(path, request_.out))
-                return Refuse(RunPlan::Fault::outIsRead, path);
+            if (files_.Stamp(path) && IdentityOf(path) == out) return Refuse(RunPlan::Fault::outIsRead, path);
     }
 
     void CheckTargets() {
+        std::map<Identity, Path> named;
+        for (const Path& file : request_.files) named.emplace(IdentityOf(file), file);
         for (PlannedFile& planned : plan_.files) {
             if (planned.IsInPlace() || !planned.IsRun()) continue;
-            const auto named = std::ranges::find_if(
-                request_.files, [&](const Path& file) { return IsOne(planned.target, file); });
-            if (named == request_.files.end()) continue;
-            if (request_.refusesNamed) return Refuse(RunPlan::Fault::replacesNamed, *named);
+            const auto found = named.find(IdentityOf(planned.target));
+            if (found == named.end()) continue;
+            if (request_.refusesNamed) return Refuse(RunPlan::Fault::replacesNamed, found->second);
             if (request_.keep == Keep::writeNew) planned.why = Why::replacesNamed;
         }
-        for (size_t i = 0; i < plan_.files.size(); ++i) LeaveToLater(i);
+        LeaveToLater();
     }
 
-    void LeaveToLater(size_t i) {
-        PlannedFile& planned = plan_.files[i];
-        if (planned.why == Why::namedTwice) return;
-        for (size_t later = plan_.files.size() - 1; later > i; --later) {
-            const PlannedFile& last = plan_.files[later];
-            if (last.why == Why::namedTwice || Plain(last.target) != Plain(planned.target)) continue;
-            planned.why = last.file == planned.file ? Why::namedTwice : Why::sameTarget;
-            planned.other = last.file;
-            return;
+    // Of several with one target the last one is run.
+    void LeaveToLater() {
+        std::map<Path, Path> last;  // by target
+        for (size_t i = plan_.files.size(); i-- > 0;) {
+            PlannedFile& planned = plan_.files[i];
+            if (planned.why == Why::namedTwice) continue;
+            const auto [at, isLast] = last.emplace(Plain(planned.target), planned.file);
+            if (isLast) continue;
+            planned.why = at->second == planned.file ? Why::namedTwice : Why::sameTarget;
+            planned.other = at->second;
         }
     }
 

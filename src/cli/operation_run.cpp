@@ -55,12 +55,12 @@ class OperationRun : public RunCaller {
           lines_(results) {}
 
     void Run() {
-        const auto block = operation_.make();
-        affects_ = block->WhatItAffects();
+        tried_ = operation_.make();
+        affects_ = tried_->WhatItAffects();
         if (affects_ == Affects::newRecording) return RunNewRecording();
         if (request_.files.empty()) Wrong("FILE is required.");
         CheckWays();
-        TakeSettings(*block);
+        TakeSettings(*tried_);
         CheckKeeping();
         Plan(request_.files);
         if (affects_ == Affects::nothing && request_.output)
@@ -150,9 +150,8 @@ class OperationRun : public RunCaller {
     // --- a recording from a file that is none ---
 
     void RunNewRecording() {
-        const auto block = operation_.make();
-        TakeSettings(*block);
-        const std::string source = Source(*block);
+        TakeSettings(*tried_);
+        const std::string source = Source(*tried_);
         if (HowKept() != Keep::out || request_.inPlace || request_.writeNew)
             Wrong(name_ + " makes a new recording: say -o OUT.");
         if (FoldedExtension(*request_.output) != ".kymr-dat") Wrong("OUT takes the extension .kymr-dat.");
@@ -245,8 +244,7 @@ class OperationRun : public RunCaller {
         // A bar would mix with what is printed on one terminal.
         if (!request_.output && StandardOutput::IsTerminal()) context_.host.HideProgress();
         if (file_ && FoldedExtension(*request_.output) == ".csv") {
-            const CsvPart part{hasSeveral ? file : std::string(), done_ == 0};
-            WriteCsv(*file_, block.Results(), part, [] { return !WasInterrupted(); });
+            WriteTables(block.Results(), hasSeveral ? file : std::string());
         } else if (block.HasResultText() && (file_ || !request_.json)) {
             OutputSink& text = file_ ? *file_ : lines_;
             if (hasSeveral) text.Write((done_ == 0 ? "" : "\r\n") + file + "\r\n");
@@ -258,12 +256,20 @@ class OperationRun : public RunCaller {
         if (WasInterrupted()) throw Cancelled();
     }
 
+    // Rows go on below the headings of the file before where these are theirs, too: names and units.
+    void WriteTables(const std::vector<Result>& results, const std::string& file) {
+        const bool isOther = results.size() != 1 || results.front().columns != columns_;
+        if (isOther && done_ > 0) file_->Write("\r\n");
+        WriteCsv(*file_, results, {file, done_ == 0 || isOther}, [] { return !WasInterrupted(); });
+        columns_ = results.empty() ? std::vector<ResultColumn>() : results.front().columns;
+    }
+
     void Finished(FileReport& report) override {
         if (report.outcome == Outcome::cancelled || report.planned.why == PlannedFile::Why::namedTwice)
             return;
         if (report.outcome == Outcome::leftOut)
             report.messages.push_back({RunMessage::From::run, LeftOutText(report.planned), {}});
-        if (request_.json) WriteRunRecord(lines_, operation_, report);
+        if (request_.json && !WriteRunRecord(lines_, report, *tried_)) report.outcome = Outcome::failed;
         if (report.IsDone()) ++done_;
         if (report.outcome == Outcome::failed) Fail(report);
     }
@@ -290,8 +296,10 @@ class OperationRun : public RunCaller {
     std::vector<Setting> settings_;
     std::vector<std::byte> record_;  // of the configuration file; empty without one
     RunPlan plan_;
+    std::unique_ptr<CBatchBaseDlg> tried_;  // has the settings, and no recording
     std::unique_ptr<CDataDoc> doc_;
     std::set<std::string> told_;
+    std::vector<ResultColumn> columns_;  // of the last table in OUT
     size_t done_ = 0, failed_ = 0;
 };
 

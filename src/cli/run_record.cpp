@@ -20,14 +20,27 @@ void WriteSettings(JsonWriter& json, CBatchBaseDlg& block) {
     json.EndObject();
 }
 
+bool WriteResults(JsonWriter& json, CBatchBaseDlg& block, FileReport& report) {
+    const size_t depth = json.Depth();
+    try {
+        const bool isWhole = WriteJson(json, report.IsDone() ? block.Results() : std::vector<Result>(),
+                                       [] { return !WasInterrupted(); });
+        if (!isWhole || WasInterrupted()) throw Cancelled();
+        return true;
+    } catch (const FileError& error) {
+        json.CloseTo(depth);
+        report.messages.push_back({RunMessage::From::run, error.what(), {}});
+        return false;
+    }
+}
+
 }  // namespace
 
-void WriteRunRecord(OutputSink& sink, const Operation& operation, const FileReport& report) {
-    const std::unique_ptr<CBatchBaseDlg> unused = report.block ? nullptr : operation.make();
-    CBatchBaseDlg& block = report.block ? *report.block : *unused;
+bool WriteRunRecord(OutputSink& sink, FileReport& report, CBatchBaseDlg& tried) {
+    CBatchBaseDlg& block = report.block ? *report.block : tried;
     JsonWriter json(sink);
     json.BeginObject(JsonWriter::Form::oneLine);
-    json.Member("operation", operation.className);
+    json.Member("operation", block.ClassName());
     json.Member("file", report.planned.file.string());
     WriteSettings(json, block);
     json.Key("output");
@@ -45,15 +58,14 @@ void WriteRunRecord(OutputSink& sink, const Operation& operation, const FileRepo
     }
     json.EndArray();
     json.Key("results");
-    const bool isWhole = WriteJson(json, report.IsDone() ? block.Results() : std::vector<Result>(),
-                                   [] { return !WasInterrupted(); });
-    if (!isWhole || WasInterrupted()) throw Cancelled();
+    const bool isRead = WriteResults(json, block, report);
     json.Key("messages");
     json.BeginArray();
     for (const RunMessage& message : report.messages) json.Value(message.text);
     json.EndArray();
     json.EndObject();
     json.Finish();
+    return isRead;
 }
 
 }  // namespace kymora

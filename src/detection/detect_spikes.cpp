@@ -17,9 +17,9 @@ constexpr uint32_t noiseColour = 0x808080;
 constexpr const char* directionNames[] = {"+/-", "+", "-"};
 
 // Nothing when there is nothing to measure. Throws FileError.
-std::optional<NoiseLevels> MeasureNoise(SampleReader& samples, int trace, SampleSpan noise,
-                                        float multiplier) {
-    const MeanSd measured = GetMeanSd(samples, trace, noise.first, noise.Count());
+std::optional<NoiseLevels> MeasureNoise(SampleReader& samples, int trace, SampleSpan noise, float multiplier,
+                                        ProgressScope* progress = nullptr) {
+    const MeanSd measured = GetMeanSd(samples, trace, noise.first, noise.Count(), progress);
     if (measured.count == 0) return {};
     return NoiseLevels{measured.mean, measured.sd,
                        static_cast<float>(measured.mean + multiplier * measured.sd),
@@ -70,6 +70,7 @@ void CDetectSpikes::Describe(ParamList& list) {
 }
 
 std::string CDetectSpikes::NoiseText() const {
+    if (m_dNoiseSD < 0.0 && Document() && NoiseSpan().Count() > samplesAtOnce) return "long: by the run";
     return m_dNoiseSD < 0.0 ? std::string() : fmt::format("mean {:g}, s.d. {:g}", m_dNoiseMean, m_dNoiseSD);
 }
 
@@ -94,7 +95,7 @@ int CDetectSpikes::FirstEmptyChannel() const {
 }
 
 bool CDetectSpikes::IsEmpty(int channel) const {
-    return Document()->GetNumEvents(channel) == 0 &&
+    return Document()->IsFreeChannel(channel) &&
            !Document()->eventChannels[static_cast<size_t>(channel)].channelLocked;
 }
 
@@ -140,7 +141,9 @@ void CDetectSpikes::TakeCursors() {
 void CDetectSpikes::UpdateLevels() {
     if (!Document() || !View() || !IsAttended() || m_nTrace >= Document()->traceCount) return;
     try {
-        const auto levels = MeasureNoise(*Document(), m_nTrace, NoiseSpan(), m_fMultiplier);
+        const bool isShort = NoiseSpan().Count() <= samplesAtOnce;
+        const auto levels =
+            isShort ? MeasureNoise(*Document(), m_nTrace, NoiseSpan(), m_fMultiplier) : std::nullopt;
         if (levels)
             TakeLevels(*levels);
         else
@@ -192,10 +195,10 @@ struct OutlierJob : EventJob {
     int64_t Samples() const override { return EventJob::Samples() + noise.Count(); }
     void Compute(SampleReader& samples, JobContext& context) override {
         Found& target = found.front();
-        const auto measured = MeasureNoise(samples, target.parentTrace, noise, multiplier);
+        ProgressScope progress(context, title, static_cast<uint64_t>(Samples()), samplesAtOnce);
+        const auto measured = MeasureNoise(samples, target.parentTrace, noise, multiplier, &progress);
         if (!measured) throw JobRefused(noStatisticsText);
         levels = *measured;
-        ProgressScope progress(context, title, static_cast<uint64_t>(region.Count()), samplesAtOnce);
         Detect(samples, region, OutlierDetector(levels.upper, levels.lower, direction, region.first),
                progress, target);
     }
@@ -217,20 +220,21 @@ std::unique_ptr<OperationJob> CDetectSpikes::MakeJob() {
 }
 
 void CDetectSpikes::TakeFound(const EventJob& job) {
-    TakeLevels(static_cast<const OutlierJob&>(job).levels);
+    const NoiseLevels& levels = static_cast<const OutlierJob&>(job).levels;
+    TakeLevels(levels);
     m_isDestinationChosen = false;
-    m_found = std::ssize(job.found.front().events);
+    m_found = {levels, std::ssize(job.found.front().events)};
 }
 
 std::vector<Result> CDetectSpikes::Results() {
     if (!m_found) return {};
     Result result;
     result.name = Title();
-    result.values = {{"mean", m_dNoiseMean},
-                     {"sd", m_dNoiseSD},
-                     {"upper", m_fUpper},
-                     {"lower", m_fLower},
-                     {"Events", *m_found}};
+    result.values = {{"mean", m_found->levels.mean},
+                     {"sd", m_found->levels.sd},
+                     {"upper", m_found->levels.upper},
+                     {"lower", m_found->levels.lower},
+                     {"Events", m_found->count}};
     return {std::move(result)};
 }
 

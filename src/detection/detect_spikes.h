@@ -50,7 +50,11 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void OnParentTraceChanged() override { UpdateLevels(); }
 
   private:
-    std::optional<int64_t> m_found;  // events of the last run
+    struct Found {
+        NoiseLevels levels;
+        int64_t count;  // of events
+    };
+    std::optional<Found> m_found;  // by the last run
 
     // Without events, and not locked.
     bool IsEmpty(int channel) const;

@@ -174,7 +174,7 @@ std::unique_ptr<OperationJob> CEventThreshold::MakeJob() {
         if (job->measures) job->stretches.push_back(StatsSpan(first + i, job->choice));
     }
     if (job->measures && job->choice.source == StatsSource::taggedEvent)
-        job->channels.push_back(job->choice.channel);
+        job->reads.push_back(job->choice.channel);
     return job;
 }
 

@@ -74,7 +74,7 @@ void CSpikeDetectThresh::CheckChangeDoc(CDataDoc* doc) {
     // Each recording begins with what is seen of it, until the user has said something else.
     if (m_isUsual) m_fDisplayDuration = 0.0f;
     m_isUsual = false;
-    m_count.reset();
+    m_found.reset();
     m_previewSpikes.clear();
     TakeHalfWindow();
 }
@@ -146,7 +146,7 @@ std::vector<int64_t> RunRule(SampleReader& samples, int trace, SampleSpan span, 
 std::vector<int64_t> FindSpikes(SampleReader& samples, int trace, SampleSpan span, const SpikeRule& rule,
                                 ProgressScope* progress) {
     const double mean =
-        rule.series.rectifies ? GetMeanSd(samples, trace, span.first, span.Count()).mean : 0.0;
+        rule.series.rectifies ? GetMeanSd(samples, trace, span.first, span.Count(), progress).mean : 0.0;
     SpikeSeries series(rule.series, span.Count(), mean);
     std::vector<int64_t> spikes =
         rule.type == SpikeType::abs ? RunRule(samples, trace, span, series, progress,
@@ -235,8 +235,10 @@ namespace {
 struct SpikeJob : EventJob {
     SpikeRule rule;
 
+    // A rectified series begins with the mean of all of it.
+    int64_t Samples() const override { return EventJob::Samples() * (rule.series.rectifies ? 2 : 1); }
     void Compute(SampleReader& samples, JobContext& context) override {
-        ProgressScope progress(context, title, static_cast<uint64_t>(region.Count()), samplesAtOnce);
+        ProgressScope progress(context, title, static_cast<uint64_t>(Samples()), samplesAtOnce);
         std::vector<DetectedSpan> spans;
         for (const int64_t spike : FindSpikes(samples, found.front().parentTrace, region, rule, &progress))
             spans.push_back({spike, spike + 1});
@@ -248,6 +250,7 @@ struct SpikeJob : EventJob {
 
 std::unique_ptr<OperationJob> CSpikeDetectThresh::MakeJob() {
     auto job = std::make_unique<SpikeJob>();
+    m_found.reset();
     if (!TakeRegion(*job)) return nullptr;
     m_isStale = true;
     if (!UpdatePreview() && !Is(SpikeLevelSource::user)) throw JobRefused(noStatisticsText);
@@ -264,20 +267,21 @@ bool CSpikeDetectThresh::FinishFound(CEventChan& chan, const EventJob&, size_t) 
 
 void CSpikeDetectThresh::TakeFound(const EventJob& job) {
     m_levels = static_cast<const SpikeJob&>(job).rule.levels;
-    m_count = std::ssize(job.found.front().events);
+    m_found = {m_levels, std::ssize(job.found.front().events)};
 }
 
 void CSpikeDetectThresh::AppendReport(std::string& text, const EventJob&) {
     GetParamText(text);
-    text += fmt::format("Spike count: {}\r\n", *m_count);
+    text += fmt::format("Spike count: {}\r\n", m_found->count);
 }
 
 std::vector<Result> CSpikeDetectThresh::Results() {
-    if (!m_count) return {};
+    if (!m_found) return {};
     Result result;
     result.name = Title();
-    result.values = {
-        {"Upper threshold", m_levels.upper}, {"Lower threshold", m_levels.lower}, {"Spike count", *m_count}};
+    result.values = {{"Upper threshold", m_found->levels.upper},
+                     {"Lower threshold", m_found->levels.lower},
+                     {"Spike count", m_found->count}};
     return {std::move(result)};
 }
 
@@ -298,7 +302,7 @@ void CSpikeDetectThresh::KeepDetectionSettings(CEventChan& chan) const {
 }
 
 void CSpikeDetectThresh::WriteResult(const TextSink& sink) {
-    if (m_count) sink(fmt::format("Spike count: {}\r\n", *m_count));
+    if (m_found) sink(fmt::format("Spike count: {}\r\n", m_found->count));
 }
 
 // --- the report ---

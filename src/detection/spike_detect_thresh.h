@@ -100,7 +100,11 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     SampleSpan m_shown;             // the stretch of the preview
     std::vector<float> m_transformed, m_filtered;
     std::vector<int64_t> m_previewSpikes;
-    std::optional<int64_t> m_count;  // of the last run
+    struct Found {
+        SpikeLevels levels;
+        int64_t count;
+    };
+    std::optional<Found> m_found;  // by the last run
 };
 
 }  // namespace kymora

@@ -72,7 +72,8 @@ struct MouseTool {
     std::vector<MouseMode> modes{};
 };
 
-// Modes beyond those that one number can tell apart in the normal table of modes.
+// The modes of the tools that every view has. Those of tools that come later have numbers from
+// firstModeOfDialogs on.
 enum : int {
     mouseNormal = 0,
     mouseMergeEvents = 1,
@@ -102,6 +103,7 @@ enum : int {
     mouseAddAnnotation = 35,
     mouseDeleteScaleBar = 36,
     mouseSelectTime = 40,
+    firstModeOfDialogs = 100,
 };
 
 // From the lowest on: of the view itself, of events, of cursors, markers, annotations and scale bars, and of
@@ -117,7 +119,7 @@ class ViewMouse {
     // With the tools that every view has.
     explicit ViewMouse(CKymoraView& view);
 
-    // A tool stays until it is removed; a drag of it is abandoned then.
+    // A tool stays until it is removed; a drag of it is abandoned then, and a mode of it ended.
     const MouseTool* Add(MouseTool tool);
     void Remove(const MouseTool* tool);
 
@@ -137,6 +139,7 @@ class ViewMouse {
     // Calls `use(tool, target)` for what lies under a pixel, from the top, until it answers true.
     template <typename Use>
     void ForTargets(const MouseEvent& at, Use use) const;
+    const MouseTool* ToolOfMode(int mode) const;
     const HitTarget* TargetAt(const MouseEvent& at) const;
     void ShowShape(CursorShape shape) const;
 

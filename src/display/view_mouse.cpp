@@ -15,6 +15,9 @@ const MouseTool* ViewMouse::Add(MouseTool tool) {
 
 void ViewMouse::Remove(const MouseTool* tool) {
     if (dragged_ == tool) Abandon();
+    const bool hasMode = std::ranges::any_of(
+        tool->modes, [&](const MouseMode& mode) { return mode.mode == view_.m_nMouseMode; });
+    if (hasMode) view_.SetMouseMode(mouseNormal);
     std::erase_if(tools_, [tool](const auto& held) { return held.get() == tool; });
 }
 
@@ -35,9 +38,16 @@ const HitTarget* ViewMouse::TargetAt(const MouseEvent& at) const {
 }
 
 const MouseMode* ViewMouse::FindMode(int mode) const {
-    for (const auto& tool : tools_)
-        for (const MouseMode& candidate : tool->modes)
-            if (candidate.mode == mode) return &candidate;
+    const MouseTool* tool = ToolOfMode(mode);
+    if (!tool) return nullptr;
+    return &*std::ranges::find(tool->modes, mode, &MouseMode::mode);
+}
+
+// From the top, as targets are found.
+const MouseTool* ViewMouse::ToolOfMode(int mode) const {
+    for (size_t t = tools_.size(); t-- > 0;)
+        if (std::ranges::find(tools_[t]->modes, mode, &MouseMode::mode) != tools_[t]->modes.end())
+            return tools_[t].get();
     return nullptr;
 }
 
@@ -54,14 +64,16 @@ void ViewMouse::ShowMode() const {
 void ViewMouse::Down(const MouseEvent& event) {
     if (event.button != MouseButton::left || drag_) return;
     dragged_ = nullptr;
-    if (const MouseMode* mode = FindMode(view_.m_nMouseMode))
+    if (const MouseMode* mode = FindMode(view_.m_nMouseMode)) {
+        dragged_ = ToolOfMode(view_.m_nMouseMode);
         drag_ = mode->press(view_, event);
-    else
+    } else {
         ForTargets(event, [&](const MouseTool& tool, const HitTarget& target) {
             drag_ = target.grab(view_, event);
             if (drag_) dragged_ = &tool;
             return drag_ || !target.letsThrough;
         });
+    }
     if (drag_) ShowShape(drag_->Shape());
     view_.Invalidate();
 }

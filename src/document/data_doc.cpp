@@ -337,9 +337,19 @@ bool CDataDoc::AddEvent(int channel, CEventKM event) {
     return HasChannel(channel) && eventChannels[static_cast<size_t>(channel)].AddEvent(std::move(event));
 }
 
+std::vector<double> CDataDoc::Gains() const {
+    std::vector<double> gains;
+    for (int t = 0; t < traceCount; ++t) gains.push_back(traces[static_cast<size_t>(t)].traceGain);
+    return gains;
+}
+
+bool CDataDoc::IsFreeChannel(int channel) const {
+    return GetNumEvents(channel) == 0 && !channelsAtWork.contains(channel);
+}
+
 int CDataDoc::FirstFreeChannel() const {
     for (int c = 0; c < maxEventChannels; ++c)
-        if (GetNumEvents(c) == 0) return c;
+        if (IsFreeChannel(c)) return c;
     return -1;
 }
 

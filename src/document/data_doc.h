@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -111,6 +112,7 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     bool noData = false;
     std::array<RunList, maxTraces> validRuns;
     std::array<TraceSettings, maxTraces> traces;
+    std::vector<double> Gains() const;  // of the traces there are
     std::array<std::vector<CAnnotation>, maxTraces> traceAnnotations;
     std::vector<CMarker> markers;           // ascending in time
     bool markersLocked = false;             // the mouse cannot drag them; no file keeps it
@@ -225,7 +227,11 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     bool AddEvent(int channel, CEventKM event);
     // Where a channel above 'z' has events, the session offers numbers instead of letters.
     void OfferChannelsInUse();
-    // Lowest channel without events, or -1.
+    // Into which operations on other threads will write.
+    std::multiset<int> channelsAtWork;
+    // It has no events, and none are on their way.
+    bool IsFreeChannel(int channel) const;
+    // The lowest free channel, or -1.
     int FirstFreeChannel() const;
     static double DefaultDisplayPosition(int channel);
     static uint32_t DefaultChannelColour(int channel, Palette palette = Palette::system);

@@ -17,10 +17,11 @@ int64_t CountStored(const SampleReader& reader, int trace, int64_t from, int64_t
 
 }  // namespace
 
-MeanSd GetMeanSd(SampleReader& reader, int trace, int64_t from, int64_t count) {
+MeanSd GetMeanSd(SampleReader& reader, int trace, int64_t from, int64_t count, ProgressScope* progress) {
     MeanSdSum sum;
-    ScanValidSamples(reader, trace, from, count, [&sum](std::span<const float> samples) {
+    ScanValidSamples(reader, trace, from, count, [&](std::span<const float> samples) {
         sum.Add(samples);
+        if (progress) progress->Step(samples.size());
         return true;
     });
     return sum.Result();

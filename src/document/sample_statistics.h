@@ -15,7 +15,9 @@ inline constexpr int32_t mostStatisticsSamples = 2000000;
 inline constexpr const char* tooManyStatisticsSamplesText =
     "You are attempting to collect stats from > {} samples. Truncating to {} samples.";
 
-MeanSd GetMeanSd(SampleReader& reader, int trace, int64_t from, int64_t count);
+// Steps the progress, if there is one, by the samples that it reads; throws Cancelled.
+MeanSd GetMeanSd(SampleReader& reader, int trace, int64_t from, int64_t count,
+                 ProgressScope* progress = nullptr);
 // Holds all counted samples in memory.
 MedianRobustSd GetMedianRobustSd(SampleReader& reader, int trace, int64_t from, int64_t count);
 // Holds twice `percent` of the stretch in memory.

@@ -126,10 +126,6 @@ class HistoryNote : public UndoChange {
 
 }  // namespace
 
-std::unique_ptr<UndoChange> HoldChannel(const CDataDoc& doc, int channel) {
-    return std::make_unique<ChannelChange>(doc, channel, true);
-}
-
 // --- the stack ---
 
 bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
@@ -214,7 +210,7 @@ void UndoScope::KeepChannel(int channel) {
     if (outer_) return outer_->KeepChannel(channel);
     if (std::find(keptChannels_.begin(), keptChannels_.end(), channel) != keptChannels_.end()) return;
     keptChannels_.push_back(channel);
-    Keep(HoldChannel(doc_, channel));
+    Keep(std::make_unique<ChannelChange>(doc_, channel, true));
 }
 
 void UndoScope::KeepChannelSettings(int channel) {

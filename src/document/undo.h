@@ -36,9 +36,6 @@ class UndoChange {
     virtual bool ConcernsView(const DocumentView&) const { return false; }
 };
 
-// The channel as it is now, with its events.
-std::unique_ptr<UndoChange> HoldChannel(const CDataDoc& doc, int channel);
-
 class UndoStack {
   public:
     explicit UndoStack(CDataDoc& doc) : doc_(doc) {}

@@ -9,7 +9,6 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t analysisVersion = 1;
-constexpr double resetRegionMs = 10.0;
 
 }  // namespace
 

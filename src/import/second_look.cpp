@@ -18,12 +18,6 @@ uint64_t HashRuns(const CDataDoc& doc) {
     return hash;
 }
 
-std::vector<double> GainsOf(const CDataDoc& doc) {
-    std::vector<double> gains;
-    for (int t = 0; t < doc.traceCount; ++t) gains.push_back(doc.traces[static_cast<size_t>(t)].traceGain);
-    return gains;
-}
-
 }  // namespace
 
 std::optional<LookSource> LookSource::Of(const CDataDoc& doc, FileSystem& files) {
@@ -35,10 +29,10 @@ std::optional<LookSource> LookSource::Of(const CDataDoc& doc, FileSystem& files)
     // Samples in memory are not those of a file that was written since they were read.
     if (reopening.twin && doc.RememberedStamp(doc.filePath) != stamp) return {};
     return LookSource{doc.filePath,      resolvedPath, *stamp,          std::move(reopening),
-                      doc.GetFileType(), GainsOf(doc), doc.GetLength(), HashRuns(doc)};
+                      doc.GetFileType(), doc.Gains(),  doc.GetLength(), HashRuns(doc)};
 }
 
-bool LookSource::HasGainsOf(const CDataDoc& doc) const { return gains == GainsOf(doc); }
+bool LookSource::HasGainsOf(const CDataDoc& doc) const { return gains == doc.Gains(); }
 
 std::string LookSource::Description() const {
     std::string text =

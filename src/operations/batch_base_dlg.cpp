@@ -78,8 +78,11 @@ bool CBatchBaseDlg::Run() {
 }
 
 bool CBatchBaseDlg::Attempt(const std::function<bool()>& does) {
+    m_wasCancelled = false;
     try {
         return does();
+    } catch (const Cancelled&) {
+        m_wasCancelled = true;
     } catch (const FileError& error) {
         Refuse(error.what());
     } catch (const JobRefused& reason) {
@@ -98,6 +101,11 @@ std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
     std::unique_ptr<OperationJob> job;
     Attempt([&] {
         job = MakeJob();
+        for (const int channel : job ? job->writes : std::vector<int>())
+            if (m_pDoc->channelsAtWork.contains(channel)) {
+                job.reset();
+                throw JobRefused(fmt::format(channelAtWorkText, ChannelDisplayName(channel)));
+            }
         return job != nullptr;
     });
     // What was refused may have put a parameter right.
@@ -106,39 +114,38 @@ std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
 }
 
 bool CBatchBaseDlg::Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute) {
-    const size_t historyLength = m_pDoc->historyLog.size();
     Here here(*this);
-    const auto computed = [&] {
-        try {
-            compute(here);
-            return true;
-        } catch (const Cancelled&) {
-            return false;
-        }
-    };
-    bool done = false;
-    {
-        UndoScope undo(*m_pDoc, Title());
-        const auto putBack = [&] {
-            undo.PutBack();
-            m_pDoc->historyLog.resize(historyLength);
-        };
-        try {
-            done = Attempt([&] { return computed() && Write(job, undo); });
-        } catch (...) {
-            putBack();
-            throw;
-        }
-        if (done) m_written = undo.Channels();
-        if (!done)
-            putBack();
-        else if (m_pDoc->historyLog.size() > historyLength)
-            undo.NoteInHistory();
-    }
+    const bool done = Attempt([&] {
+        // What is written now would become part of that step, and be put back with it.
+        if (m_pDoc->openUndoScope) throw JobRefused(underEditText);
+        compute(here);
+        return WriteAsOneStep(job);
+    });
     const bool changes = WhatItAffects() != Affects::nothing;
     if (done && changes) m_pDoc->OfferChannelsInUse();
     if (changes) m_pDoc->UpdateAllViews(UpdateHint::events);
     return done;
+}
+
+bool CBatchBaseDlg::WriteAsOneStep(OperationJob& job) {
+    const size_t historyLength = m_pDoc->historyLog.size();
+    UndoScope undo(*m_pDoc, Title());
+    const auto putBack = [&] {
+        undo.PutBack();
+        m_pDoc->historyLog.resize(historyLength);
+    };
+    try {
+        if (!Write(job, undo)) {
+            putBack();
+            return false;
+        }
+    } catch (...) {
+        putBack();
+        throw;
+    }
+    m_written = undo.Channels();
+    if (m_pDoc->historyLog.size() > historyLength) undo.NoteInHistory();
+    return true;
 }
 
 void CBatchBaseDlg::Tell(std::string_view text) {

@@ -28,6 +28,11 @@ namespace kymora {
 // Takes a result text piece by piece; false when it wants no more.
 using TextSink = std::function<bool(std::string_view)>;
 
+inline constexpr const char* underEditText =
+    "The recording is being edited. Nothing was written. Run the operation again when that is done.";
+// Takes the name of the channel.
+inline constexpr const char* channelAtWorkText = "An operation that is still at work will write into event "
+                                                 "channel {}. Wait for it, or choose another one.";
 inline constexpr const char* noViewText = "No active view or document";
 // Both take the class name.
 inline constexpr const char* laterConfigText =
@@ -125,11 +130,13 @@ class CBatchBaseDlg {
     // Runs the operation as one step that can be undone, and updates the views. What refuses it is told to
     // the user, and then nothing has changed. False when it was refused, failed or cancelled.
     bool Run();
+    // The last run ended because somebody cancelled it.
+    bool WasCancelled() const { return m_wasCancelled; }
     // The same in its phases, for whoever has the job done elsewhere. Prepare takes what the job needs of
     // document and view; null where the run is refused, which the user was told.
     std::unique_ptr<OperationJob> Prepare();
     // Has the job done by `compute`, which may take its time or tell what has become of it on another thread,
-    // and writes what it has found.
+    // and writes what it has found. Refused while an edit of the recording is under way.
     bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
     virtual Affects WhatItAffects() const { return Affects::events; }
     // Of what makes traces or a recording, instead of Run: writes them as a native file of this name, in
@@ -206,12 +213,15 @@ class CBatchBaseDlg {
     void AppendHistory(std::string_view lines);
 
   private:
-    // Does it; a failure is told to the user.
+    // Does it; a failure is told to the user, a cancel is kept in mind.
     bool Attempt(const std::function<bool()>& does);
+    // Where it is not done, all is as it was.
+    bool WriteAsOneStep(OperationJob& job);
 
     CDataDoc* m_pDoc = nullptr;
     DocumentView* m_pView = nullptr;
     std::vector<int> m_written;
+    bool m_wasCancelled = false;
     RunMessages* m_pMessages = nullptr;
 };
 

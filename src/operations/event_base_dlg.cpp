@@ -13,7 +13,6 @@ namespace {
 
 constexpr uint32_t eventBaseVersion = 3;
 constexpr uint32_t regionVersion = 1;
-constexpr double resetRegionMs = 10.0;
 constexpr double leastRegionSamples = 100.0;
 constexpr double noDocumentRegionEnd = 0.0;
 
@@ -129,7 +128,7 @@ void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
 void CEventBaseDlg::SuggestSettings() {
     const CDataDoc* doc = Document();
     if (!doc || !Has(usesDestination) || m_isDestinationChosen) return;
-    if (doc->GetNumEvents(m_nDestination) == 0) return;
+    if (doc->IsFreeChannel(m_nDestination)) return;
     const int free = doc->FirstFreeChannel();
     if (free >= 0 && free < doc->GetSession().options.eventChannelMode) m_nDestination = free;
 }
@@ -226,7 +225,7 @@ TimeSpan CEventBaseDlg::SeenTimes() const { return m_seen ? *m_seen : VisibleTim
 
 void CEventBaseDlg::AddTarget(EventJob& job, int channel, int trace, std::string description) const {
     job.found.push_back({channel, trace, {}, std::move(description)});
-    job.channels.push_back(channel);
+    job.writes.push_back(channel);
 }
 
 bool CEventBaseDlg::Write(OperationJob& job, UndoScope& undo) {

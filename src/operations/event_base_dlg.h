@@ -14,6 +14,8 @@ inline constexpr const char* regionStartTip = "Start time of user-specified anal
 inline constexpr const char* regionEndTip = "End time of user-specified analysis window";
 inline constexpr const char* gateChannelTip = "Event gate channel";
 inline constexpr const char* regionOrderText = "The start time must be before the end time.";
+// From its start, of a region that the user has turned round.
+inline constexpr double resetRegionMs = 10.0;
 inline constexpr const char* emptyRegionText = "There are no data in the analysis region.";
 inline constexpr const char* channelIsSourceText =
     "The destination channel is a source channel. Choose another destination.";

@@ -4,12 +4,6 @@ namespace kymora {
 
 namespace {
 
-std::vector<double> GainsOf(const CDataDoc& doc) {
-    std::vector<double> gains;
-    for (int t = 0; t < doc.traceCount; ++t) gains.push_back(doc.traces[static_cast<size_t>(t)].traceGain);
-    return gains;
-}
-
 std::span<const RunList> RunsOf(const CDataDoc& doc) {
     return std::span(doc.validRuns).first(static_cast<size_t>(doc.traceCount));
 }
@@ -24,17 +18,22 @@ bool IsFileOfDocument(const CDataDoc& doc) {
 
 // --- what it counts on ---
 
-JobBasis::JobBasis(const CDataDoc& doc, const std::vector<int>& channels)
+JobBasis::JobBasis(const CDataDoc& doc, const OperationJob& job)
     : sampleInterval_(doc.sampleInterval),
-      gains_(GainsOf(doc)),
+      gains_(doc.Gains()),
       runs_(RunsOf(doc).begin(), RunsOf(doc).end()) {
-    for (const int channel : channels) channels_.push_back(HoldChannel(doc, channel));
+    for (const auto* channels : {&job.writes, &job.reads})
+        for (const int channel : *channels)
+            channels_.emplace_back(channel, doc.eventChannels[static_cast<size_t>(channel)]);
 }
 
 bool JobBasis::Holds(const CDataDoc& doc) const {
-    return doc.sampleInterval == sampleInterval_ && GainsOf(doc) == gains_ &&
-           std::ranges::equal(RunsOf(doc), runs_) &&
-           std::ranges::none_of(channels_, [&](const auto& held) { return held->IsChange(doc); });
+    return doc.sampleInterval == sampleInterval_ && doc.Gains() == gains_ &&
+           std::ranges::equal(RunsOf(doc), runs_) && std::ranges::all_of(channels_, [&](const auto& held) {
+               const CEventChan& now = doc.eventChannels[static_cast<size_t>(held.first)];
+               return now.Events() == held.second.Events() && now.parentTrace == held.second.parentTrace &&
+                      now.channelLocked == held.second.channelLocked;
+           });
 }
 
 // --- the other thread ---
@@ -96,12 +95,15 @@ JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source)
       files_(doc.GetSession().files),
       job_(job),
       source_(std::move(source)),
-      basis_(doc, job.channels),
-      thread_([this] { Work(); }) {}
+      basis_(doc, job),
+      thread_([this] { Work(); }) {
+    doc_.channelsAtWork.insert(job_.writes.begin(), job_.writes.end());
+}
 
 JobWorker::~JobWorker() {
     Cancel();
     if (thread_.joinable()) thread_.join();
+    for (const int channel : job_.writes) doc_.channelsAtWork.erase(doc_.channelsAtWork.find(channel));
 }
 
 JobWorker::State JobWorker::Now() const {
@@ -112,8 +114,9 @@ JobWorker::State JobWorker::Now() const {
 void JobWorker::Take(JobContext& context) {
     if (thread_.joinable()) thread_.join();
     if (stop_) throw Cancelled();
+    if (!basis_.Holds(doc_)) throw JobRefused(changedMeanwhileText);
     if (isUnreadable_) return job_.Compute(doc_, context);
-    if (!basis_.Holds(doc_) || !IsFileOfDocument(doc_)) throw JobRefused(changedMeanwhileText);
+    if (!IsFileOfDocument(doc_)) throw JobRefused(changedMeanwhileText);
     for (const std::string& words : warnings_) context.Warn(words);
     if (failure_) std::rethrow_exception(failure_);
 }

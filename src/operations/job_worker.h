@@ -17,17 +17,17 @@ namespace kymora {
 inline constexpr const char* changedMeanwhileText =
     "The recording was changed while the operation ran. Nothing was written. Run it again.";
 
-// What a job counts on: the samples, and some channels. Tells whether they are still the same.
+// What a job counts on: the samples, and the events of some channels. Tells whether they are still the same.
 class JobBasis {
   public:
-    JobBasis(const CDataDoc& doc, const std::vector<int>& channels);
+    JobBasis(const CDataDoc& doc, const OperationJob& job);
     bool Holds(const CDataDoc& doc) const;
 
   private:
     double sampleInterval_;
     std::vector<double> gains_;
     std::vector<RunList> runs_;
-    std::vector<std::unique_ptr<UndoChange>> channels_;
+    std::vector<std::pair<int, CEventChan>> channels_;
 };
 
 class JobWorker {

@@ -39,7 +39,9 @@ class OperationJob {
     // Throws FileError, JobRefused, or Cancelled.
     virtual void Compute(SampleReader&, JobContext&) {}
 
-    std::vector<int> channels;  // on whose events it counts; none of them may change meanwhile
+    // Event channels on which it counts, none of which may change meanwhile: those into which its result will
+    // be written, and those from which it comes.
+    std::vector<int> writes, reads;
 };
 
 // A stretch of samples; `end` is exclusive. Both are -1 without a document.

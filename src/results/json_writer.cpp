@@ -12,7 +12,11 @@ void JsonWriter::Open(char bracket, Form form) {
     text_ += bracket;
     // What stands in a line keeps all that it holds in that line.
     if (!levels_.empty() && levels_.back().form == Form::oneLine) form = Form::oneLine;
-    levels_.push_back({form});
+    levels_.push_back({form, bracket == '{' ? '}' : ']'});
+}
+
+void JsonWriter::CloseTo(size_t depth) {
+    while (levels_.size() > depth) Close(levels_.back().end);
 }
 
 void JsonWriter::Close(char bracket) {

@@ -52,12 +52,16 @@ class JsonWriter {
         else
             Value(slot + 1);
     }
+    // How many objects and arrays are open, and the end of those beyond the first so many.
+    size_t Depth() const { return levels_.size(); }
+    void CloseTo(size_t depth);
     // Ends the text with a line end and hands all to the sink.
     void Finish();
 
   private:
     struct Level {
         Form form;
+        char end;
         bool empty = true;
     };
     void Open(char bracket, Form form);

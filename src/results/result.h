@@ -20,6 +20,7 @@ using ResultValue = std::variant<std::monostate, int64_t, float, double, std::st
 struct ResultColumn {
     std::string name;
     std::string unit;
+    bool operator==(const ResultColumn&) const = default;
 };
 
 // Takes a row of a table, which holds until the call ends; false when it wants no more.

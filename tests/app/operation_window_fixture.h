@@ -112,7 +112,7 @@ class CTestOperation : public CBatchBaseDlg {
         auto job = std::make_unique<Job>();
         job->samples = jobSamples;
         job->during = during;
-        job->channels = {destination};
+        job->writes = {destination};
         return job;
     }
     bool Analyse(UndoScope& undo) override {

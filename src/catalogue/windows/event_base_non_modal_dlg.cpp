@@ -1,5 +1,6 @@
 #include "catalogue/windows/event_base_non_modal_dlg.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
@@ -15,6 +16,12 @@ namespace kymora {
 namespace {
 
 constexpr int watchEveryMs = 40, progressSteps = 1000;
+
+// A box, a menu or a drag holds on to what must not change beneath it, and an edit is one step by itself.
+bool IsUserAtIt(const CDataDoc& doc) {
+    return doc.openUndoScope || QApplication::activeModalWidget() || QApplication::activePopupWidget() ||
+           QGuiApplication::mouseButtons() != Qt::NoButton;
+}
 
 }  // namespace
 
@@ -161,7 +168,7 @@ bool CEventBaseNonModalDlg::StartWorker(std::unique_ptr<OperationJob>& job) {
 }
 
 void CEventBaseNonModalDlg::WatchWorker() {
-    if (worker_->IsDone())
+    if (worker_->IsDone() && !IsUserAtIt(*Block().Document()))
         EndWorker(false);
     else
         ShowProgress();

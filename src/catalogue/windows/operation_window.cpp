@@ -22,6 +22,11 @@ namespace {
 constexpr int drawAfterMs = 150;  // without another letter
 constexpr uint32_t findingColour = 0xA65400;
 
+void TellViewMoved(CBatchBaseDlg& block) {
+    block.ViewChangedHorzDisp();
+    block.ViewChangedVertDisp();
+}
+
 QString FirstFile(const QMimeData& data) {
     const auto urls = data.urls();
     return urls.isEmpty() ? QString() : urls.front().toLocalFile();
@@ -35,8 +40,11 @@ class OperationWindow::Busy {
     explicit Busy(OperationWindow& window) : window_(window) { ++window_.busy_; }
     ~Busy() {
         if (--window_.busy_ > 0) return;
-        for (const UpdateHint hint : std::exchange(window_.missed_, {}))
-            window_.Guarded([&] { window_.block_->OnUpdate(hint); });
+        const Missed missed = std::exchange(window_.missed_, {});
+        CBatchBaseDlg& block = *window_.block_;
+        for (const UpdateHint hint : missed.updates) window_.Guarded([&] { block.OnUpdate(hint); });
+        if (missed.viewMoves) window_.Guarded([&] { TellViewMoved(block); });
+        if (missed.cursorMoves) window_.Guarded([&] { block.OnCurChanged(); });
     }
 
   private:
@@ -181,7 +189,7 @@ void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
 
 void OperationWindow::DocumentChanged(UpdateHint hint) {
     if (IsBusy()) {
-        missed_.insert(hint);
+        missed_.updates.insert(hint);
         return;
     }
     if (panes_->Findings() && hint != UpdateHint::settings) panes_->Findings()->SetOutdated();
@@ -189,16 +197,17 @@ void OperationWindow::DocumentChanged(UpdateHint hint) {
 }
 
 void OperationWindow::ViewMoved() {
-    if (IsBusy()) return;
-    Work([&] {
-        block_->ViewChangedHorzDisp();
-        block_->ViewChangedVertDisp();
-    });
+    if (IsBusy())
+        missed_.viewMoves = true;
+    else
+        Work([&] { TellViewMoved(*block_); });
 }
 
 void OperationWindow::CursorsMoved() {
-    if (IsBusy()) return;
-    Work([&] { block_->OnCurChanged(); });
+    if (IsBusy())
+        missed_.cursorMoves = true;
+    else
+        Work([&] { block_->OnCurChanged(); });
 }
 
 void OperationWindow::Refresh() {

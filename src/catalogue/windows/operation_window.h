@@ -140,7 +140,12 @@ class OperationWindow : public QDialog {
     QString doneText_;
     QString failText_;  // why the last work on the block failed
     int busy_ = 0;
-    std::set<UpdateHint> missed_;  // what happened to the document while it was busy
+    // What happened while it was busy.
+    struct Missed {
+        std::set<UpdateHint> updates;
+        bool viewMoves = false, cursorMoves = false;
+    };
+    Missed missed_;
     bool letGo_ = false;
 };
 

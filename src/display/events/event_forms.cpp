@@ -95,10 +95,13 @@ void AskEventProperties(CKymoraView& view, int channel, int index) {
 void AskEventLabel(CKymoraView& view, int channel, int index) {
     const CEventKM* event = view.GetDocument().GetEvent(channel, index);
     if (!event || EventChannel(view.GetDocument(), channel).IsLocked()) return;
+    const CEventKM before = *event;
     Form form("Edit event label");
-    form.AddText("label", "Label", std::string(event->eventLabel.View()),
+    form.AddText("label", "Label", std::string(before.eventLabel.View()),
                  "Text shown at the event; an empty one takes the label away");
     if (!Ask(view, form)) return;
+    event = view.GetDocument().GetEvent(channel, index);
+    if (!event || *event != before) return;  // a script was here meanwhile
     const int indices[] = {index};
     ChangeEvents(
         view.GetDocument(), channel, indices, [&](CEventKM& one) { one.eventLabel = form.Text("label"); },
