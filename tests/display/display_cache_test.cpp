@@ -7,12 +7,11 @@
 #include <limits>
 
 #include "numerics/min_max.h"
+#include "support/bin_checks.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
 namespace {
-
-bool SameFloat(float a, float b) { return a == b || (a != a && b != b); }
 
 // What the bins should hold: a scan of single samples through the sequential read.
 struct PlainBins {
@@ -66,15 +65,24 @@ void ExpectBins(CDataDoc& doc, int64_t first, int level) {
     for (int t = 0; t < doc.traceCount; ++t) {
         const auto i = static_cast<size_t>(t);
         for (size_t bin = 0; bin < binCount; ++bin) {
-            ASSERT_TRUE(SameFloat(cache.Min(t)[bin], plain.low[i][bin])) << "trace " << t << " bin " << bin;
-            ASSERT_TRUE(SameFloat(cache.Max(t)[bin], plain.high[i][bin])) << "trace " << t << " bin " << bin;
+            SCOPED_TRACE(testing::Message() << "trace " << t << " bin " << bin);
+            ASSERT_TRUE(SameValue(cache.Min(t)[bin], plain.low[i][bin]));
+            ASSERT_TRUE(SameValue(cache.Max(t)[bin], plain.high[i][bin]));
             if (!doc.hasGaps) continue;
-            ASSERT_EQ(cache.Active(t)[bin], plain.active[i][bin]) << "trace " << t << " bin " << bin;
+            ASSERT_EQ(cache.Active(t)[bin], plain.active[i][bin]);
         }
     }
 }
 
-using DisplayCacheTest = ViewTest;
+class DisplayCacheTest : public ViewTest {
+  protected:
+    DisplayCache& Read(CDataDoc& doc, double start, int level, bool showProgress = false) {
+        cache.Reset(doc);
+        EXPECT_TRUE(cache.ReadDisplayData(doc, start, level, showProgress));
+        return cache;
+    }
+    DisplayCache cache;
+};
 
 // Deterministic noise with values of both signs.
 float Noise(int trace, int64_t index) {
@@ -135,9 +143,7 @@ TEST_F(DisplayCacheTest, NotANumberInTheFirstTraceEndsTheScanOfAll) {
     auto doc = MemoryDoc::Make(session, samples);
     ExpectBins(*doc, 0, 1);
 
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 0.0, 1, false));
+    Read(*doc, 0.0, 1);
     EXPECT_EQ(cache.Min(1)[2050], 1.0f);  // position 4100 came before the end
     EXPECT_TRUE(std::isnan(cache.Min(1)[2051]));
     EXPECT_GT(cache.Min(1)[4], cache.Max(1)[4]);  // nothing to paint
@@ -148,9 +154,7 @@ TEST_F(DisplayCacheTest, NotANumberInTheFirstTraceEndsTheScanOfAll) {
 TEST_F(DisplayCacheTest, EventOnlyRecordingIsInactiveEverywhere) {
     auto doc = MemoryDoc::MakeEmpty(session, 100000);
     ASSERT_TRUE(doc->noData);
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 0.0, 3, false));
+    Read(*doc, 0.0, 3);
     EXPECT_EQ(cache.Min(0)[0], 0.0f);
     EXPECT_EQ(cache.Max(0)[3999], 0.0f);
     EXPECT_EQ(cache.Active(0)[0], 0);
@@ -158,26 +162,22 @@ TEST_F(DisplayCacheTest, EventOnlyRecordingIsInactiveEverywhere) {
 
 TEST_F(DisplayCacheTest, ExtentBeginsAtTheFirstSampleRead) {
     auto doc = Ramp(1, 100000, 0.5);
-    DisplayCache cache;
     cache.Reset(*doc);
     EXPECT_EQ(cache.m_DatStartTime, -1.0);
     EXPECT_TRUE(cache.NeedsReload({0.0, 1.0}, -5));
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 10.3, 2, false));
+    Read(*doc, 10.3, 2);
     EXPECT_EQ(cache.m_DatStartTime, 10.0);  // sample 20: truncated, not rounded
     EXPECT_EQ(cache.m_DatEndTime, 10.0 + 4000 * 0.5 * 4);
     EXPECT_EQ(cache.BinTime(), 2.0);
     EXPECT_EQ(cache.BinOf(10.0), 0);
     EXPECT_EQ(cache.BinOf(1e9), 3999);
     EXPECT_EQ(cache.BinOf(13.0), 2);  // 1.5 bins, away from zero
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 10.3, -4, false));
-    EXPECT_EQ(cache.m_DatEndTime, 10.0 + 4000 * 0.5);
+    EXPECT_EQ(Read(*doc, 10.3, -4).m_DatEndTime, 10.0 + 4000 * 0.5);
 }
 
 TEST_F(DisplayCacheTest, PaintedBinsAreThoseOfAScanOfAllBins) {
     auto doc = Ramp(1, 100000, 0.1);
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 100.0, 1, false));
+    Read(*doc, 100.0, 1);
     for (const Viewport& viewport : {Viewport{100.0, 900.0}, Viewport{333.37, 400.1}, Viewport{899.9, 950.0},
                                      Viewport{0.0, 10.0}, Viewport{2000.0, 3000.0}, Viewport{500.0, 500.0}}) {
         const double binTime = (cache.m_DatEndTime - cache.m_DatStartTime) / 4000.0;
@@ -191,6 +191,7 @@ TEST_F(DisplayCacheTest, PaintedBinsAreThoseOfAScanOfAllBins) {
             }
             first = std::min(first, i);
         }
+        SCOPED_TRACE(viewport.start);
         const auto range = cache.BinsOf(viewport);
         EXPECT_EQ(std::min(range.first, range.end), std::min(first, end));
         EXPECT_EQ(range.end, end);
@@ -199,42 +200,24 @@ TEST_F(DisplayCacheTest, PaintedBinsAreThoseOfAScanOfAllBins) {
 
 TEST_F(DisplayCacheTest, ReloadsOnlyOutsideOfTheCacheOrAtAnotherLevel) {
     auto doc = Ramp(1, 100000);
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 1000.0, 0, false));
+    Read(*doc, 1000.0, 0);
     EXPECT_FALSE(cache.NeedsReload({1000.0, 5000.0}, 0));
     EXPECT_FALSE(cache.NeedsReload({2000.0, 2500.0}, -3));  // both levels hold one sample a bin
     EXPECT_TRUE(cache.NeedsReload({999.0, 2000.0}, 0));
     EXPECT_TRUE(cache.NeedsReload({1000.0, 5001.0}, 0));
     EXPECT_TRUE(cache.NeedsReload({2000.0, 2500.0}, 1));
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 1000.0, 1, false));
-    EXPECT_TRUE(cache.NeedsReload({1000.0, 2000.0}, 0));
+    EXPECT_TRUE(Read(*doc, 1000.0, 1).NeedsReload({1000.0, 2000.0}, 0));
 }
 
 TEST_F(DisplayCacheTest, ProgressIsPolledEvery40BinsAboveLevel7Only) {
     auto doc = Ramp(2, 3000000);
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 0.0, 7, true));
+    Read(*doc, 0.0, 7, true);
     EXPECT_TRUE(host.progress.empty());
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 0.0, 9, true));
+    Read(*doc, 0.0, 9, true);
     ASSERT_EQ(host.progress.size(), 1u);
     EXPECT_EQ(host.progress[0].label, "Reading data");
     ASSERT_EQ(host.progress[0].updates.size(), 100u);
     for (size_t i = 0; i < 100; ++i) EXPECT_EQ(host.progress[0].updates[i], 40 * i);
-}
-
-TEST_F(DisplayCacheTest, CancelKeepsThePreviousBins) {
-    auto doc = Ramp(2, 3000000);
-    DisplayCache cache;
-    cache.Reset(*doc);
-    ASSERT_TRUE(cache.ReadDisplayData(*doc, 100.0, 2, false));
-    const std::vector<float> before(cache.Max(1).begin(), cache.Max(1).end());
-    host.cancelAtCall = 50;
-    EXPECT_FALSE(cache.ReadDisplayData(*doc, 0.0, 9, true));
-    EXPECT_TRUE(std::equal(before.begin(), before.end(), cache.Max(1).begin()));
-    EXPECT_EQ(cache.m_DatStartTime, 100.0);
-    EXPECT_EQ(cache.m_nCacheLevel, 2);
 }
 
 }  // namespace

@@ -59,16 +59,15 @@ TEST(ValueScale, StandsAnyLimitsAndValues) {
 }
 
 TEST(CacheLevel, IsTheFirstWhoseBinsHoldTheViewport) {
-    const double bins = 4000.0 * 0.5;                       // interval 0.5 ms
-    EXPECT_EQ(ChooseCacheLevel({0.0, 2000.0}, bins), 0);    // exactly 4,000 samples
-    EXPECT_EQ(ChooseCacheLevel({0.0, 2000.5}, bins), 1);    // 4,001
-    EXPECT_EQ(ChooseCacheLevel({500.0, 4500.0}, bins), 1);  // exactly 8,000
-    EXPECT_EQ(ChooseCacheLevel({0.0, 1000.0}, bins), -1);
-    EXPECT_EQ(ChooseCacheLevel({0.0, 62.5}, bins), -5);
-    EXPECT_EQ(ChooseCacheLevel({0.0, 0.001}, bins), -5);
-    EXPECT_EQ(ChooseCacheLevel({0.0, bins * 524288.0}, bins), 19);
-    EXPECT_EQ(ChooseCacheLevel({0.0, bins * 524289.0}, bins), 20);
-    EXPECT_EQ(ChooseCacheLevel({0.0, infinity}, bins), 20);
+    const double bins = 4000.0 * 0.5;  // interval 0.5 ms
+    const std::pair<double, int> levels[] = {
+        {2000.0, 0},  // exactly 4,000 samples
+        {2000.5, 1},  // 4,001
+        {4000.0, 1},  // exactly 8,000
+        {1000.0, -1}, {62.5, -5}, {0.001, -5}, {bins * 524288.0, 19}, {bins * 524289.0, 20}, {infinity, 20},
+    };
+    for (const auto& [duration, level] : levels)
+        EXPECT_EQ(ChooseCacheLevel({0.0, duration}, bins), level) << duration;
     EXPECT_EQ(SamplesPerBin(-3), 1);
     EXPECT_EQ(SamplesPerBin(20), 1048576);
 }

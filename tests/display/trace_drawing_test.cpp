@@ -12,20 +12,25 @@
 namespace kymora::test {
 namespace {
 
-// A plot of 800 x 400 pixels from (70, 10); with one axis, the values of its limits stand at 20 and 400.
-constexpr int width = 880, height = 460;
-
-class TraceDrawingTest : public ViewTest {
+// With one axis, the values of its limits stand at 20 and 400.
+class TraceDrawingTest : public ShownTest {
   protected:
     // Shows [start, end] with axis limits of 190 and -190, so that a unit is a pixel around y = 210.
-    std::unique_ptr<CKymoraView> Show(CDataDoc& doc, double start, double end) {
-        for (TraceSettings& trace : doc.traces) trace.axisTop = 190.0, trace.axisBottom = -190.0;
-        doc.view.viewStart = start;
-        doc.view.viewEnd = end;
-        auto view = std::make_unique<CKymoraView>(doc);
-        view->OnSize(width, height);
-        view->OnInitialUpdate();
-        return view;
+    void Open(std::unique_ptr<MemoryDoc> shown, double start, double end) {
+        for (TraceSettings& trace : shown->traces) trace.axisTop = 190.0, trace.axisBottom = -190.0;
+        Show(std::move(shown), Viewport{start, end});
+    }
+    // A sample each 100 ms.
+    void Open(std::vector<std::vector<float>> samples, double start, double end) {
+        Open(MemoryDoc::Make(session, std::move(samples), 100.0), start, end);
+    }
+    void Draw() {
+        device = {};
+        DrawTraces(view->Plot(), device);
+    }
+    void Paint(PictureTarget target) {
+        device = {};
+        PaintRecording(view->Plot(), device, target);
     }
     RecordingDevice device;
 };
@@ -33,9 +38,8 @@ class TraceDrawingTest : public ViewTest {
 constexpr uint32_t firstColour = 0x000080;  // of trace 1 by default
 
 TEST_F(TraceDrawingTest, FewSamplesAreALineThroughEach) {
-    auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30, 5, 6, 7, 8, 9, 10}}, 100.0);
-    auto view = Show(*doc, 100.0, 300.0);  // 4 pixels a ms, samples 1 to 3 and one behind them
-    DrawTraces(view->Plot(), device);
+    Open({{0, 10, -20, 30, 5, 6, 7, 8, 9, 10}}, 100.0, 300.0);  // samples 1 to 3 and one behind them
+    Draw();
     const auto lines = device.LinesOf(firstColour);
     ASSERT_EQ(lines.size(), 1u);
     // Each bin is visited twice, at its minimum and at its maximum.
@@ -48,9 +52,8 @@ TEST_F(TraceDrawingTest, FewSamplesAreALineThroughEach) {
 TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
     std::vector<float> samples;
     for (int i = 0; i < 8000; ++i) samples.push_back(i % 2 ? 100.0f : -50.0f);
-    auto doc = MemoryDoc::Make(session, {samples});
-    auto view = Show(*doc, 0.0, 8000.0);
-    DrawTraces(view->Plot(), device);
+    Open(MemoryDoc::Make(session, {samples}), 0.0, 8000.0);
+    Draw();
     const auto lines = device.LinesOf(firstColour);
     ASSERT_EQ(lines.size(), 1u);
     ASSERT_EQ(lines[0].points.size(), 8000u);
@@ -61,70 +64,58 @@ TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
     }
 }
 
-TEST_F(TraceDrawingTest, LineStopsWhereTheDataEnd) {
-    auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
-    auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
-    DrawTraces(view->Plot(), device);
+TEST_F(TraceDrawingTest, WhereTheDataEndTheLineStopsOrGoesOnAtZero) {
+    Open({{1, 2, 3}}, 0.0, 800.0);  // a pixel a ms
+    Draw();
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points.back(), (Point{270, 207}));
-
-    view->m_bInactiveSections = true;  // a line at 0 goes on to the window's end
-    device.lines.clear();
-    DrawTraces(view->Plot(), device);
+    view->m_bInactiveSections = true;
+    Draw();
     const auto grey = device.LinesOf(inactiveColour);
     ASSERT_EQ(grey.size(), 1u);
     EXPECT_EQ(grey[0].points, (std::vector<Point>{{270, 207}, {370, 210}, {870, 210}}));
-}
+    EXPECT_EQ(grey[0].pen, (Pen{inactiveColour, 1, Pen::Style::solid}));
 
-TEST_F(TraceDrawingTest, ViewportBehindTheEndDrawsNothingOrTheZeroLine) {
-    auto doc = MemoryDoc::Make(session, {{1, 2, 3}}, 100.0);
-    auto view = Show(*doc, 1000.0, 1800.0);
-    DrawTraces(view->Plot(), device);
+    Open({{1, 2, 3}}, 1000.0, 1800.0);  // behind the end
+    Draw();
     EXPECT_TRUE(device.lines.empty());
     view->m_bInactiveSections = true;
-    DrawTraces(view->Plot(), device);
+    Draw();
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points, (std::vector<Point>{{70, 210}, {870, 210}}));
 }
 
 TEST_F(TraceDrawingTest, GapsAreInvisibleOrGreyAtZero) {
-    auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50, 50}}, {{2, 3, 2}}, 100.0);
-    auto view = Show(*doc, 0.0, 600.0);
-    DrawTraces(view->Plot(), device);
+    Open(MemoryDoc::MakeWithRuns(session, {{50, 50, 50, 50}}, {{2, 3, 2}}, 100.0), 0.0, 600.0);
+    Draw();
     // Bins at 0 and 100, and at 500 and 600 ms are active: two pieces, nothing between them.
-    const auto pieces = device.LinesOf(firstColour);
-    ASSERT_EQ(pieces.size(), 2u);
-    EXPECT_EQ(pieces[0].points.front(), (Point{70, 160}));
-    EXPECT_EQ(pieces[0].points.back(), (Point{203, 160}));
-    EXPECT_EQ(pieces[1].points.front(), (Point{737, 160}));
-    EXPECT_EQ(device.lines.size(), 2u);
+    ASSERT_EQ(device.lines.size(), 2u);
+    EXPECT_EQ(device.lines[0].points.front(), (Point{70, 160}));
+    EXPECT_EQ(device.lines[0].points.back(), (Point{203, 160}));
+    EXPECT_EQ(device.lines[1].points.front(), (Point{737, 160}));
+    EXPECT_EQ(device.lines[1].pen.colour, firstColour);
 
     view->m_bInactiveSections = true;
-    device.lines.clear();
-    DrawTraces(view->Plot(), device);
+    Draw();
     const auto grey = device.LinesOf(inactiveColour);
     ASSERT_EQ(grey.size(), 2u);                            // the gap, and what follows the last sample
     EXPECT_EQ(grey[0].points.front(), (Point{203, 160}));  // from the last sample down to 0
     EXPECT_EQ(grey[0].points[1], (Point{337, 210}));
     EXPECT_EQ(grey[0].points.back(), (Point{737, 160}));  // and up to the next one
-    EXPECT_EQ(grey[0].pen, (Pen{inactiveColour, 1, Pen::Style::solid}));
 }
 
 TEST_F(TraceDrawingTest, BinWithoutANumberInterruptsTheLine) {
-    auto doc = MemoryDoc::Make(session, {{0, 0, 0, 0, 0}, {1, 1, nan32, 2, 2}}, 100.0);
-    auto view = Show(*doc, 0.0, 400.0);
-    view->m_bAxisVisible[0] = false;
-    view->OnSize(width, height);
-    DrawTraces(view->Plot(), device);
+    Open({{0, 0, 0, 0, 0}, {1, 1, nan32, 2, 2}}, 0.0, 400.0);
+    view->Set(&ViewSettings::m_bAxisVisible, {false, true}, "Select axes");
+    Draw();
     ASSERT_EQ(device.lines.size(), 2u);
     EXPECT_EQ(device.lines[0].points.back().x, 270);
     EXPECT_EQ(device.lines[1].points.front().x, 670);
 }
 
 TEST_F(TraceDrawingTest, InfiniteAndHugeSamplesStayOnTheLine) {
-    auto doc = MemoryDoc::Make(session, {{0, inf32, -inf32, 3e38f, -3e38f, 0}}, 100.0);
-    auto view = Show(*doc, 0.0, 500.0);
-    DrawTraces(view->Plot(), device);
+    Open({{0, inf32, -inf32, 3e38f, -3e38f, 0}}, 0.0, 500.0);
+    Draw();
     ASSERT_EQ(device.lines.size(), 1u);
     for (const Point& point : device.lines[0].points) EXPECT_LE(std::abs(point.y), farthestPixel);
     view->Autoscale(true);  // infinities do not become limits
@@ -133,29 +124,26 @@ TEST_F(TraceDrawingTest, InfiniteAndHugeSamplesStayOnTheLine) {
 }
 
 TEST_F(TraceDrawingTest, DotsMarkBothEndsOfABin) {
-    auto doc = MemoryDoc::Make(session, {{0, 10, -20, 30}}, 100.0);
-    auto view = Show(*doc, 0.0, 300.0);
+    Open({{0, 10, -20, 30}}, 0.0, 300.0);
     SetDrawAsDots(*view, true, true);
-    DrawTraces(view->Plot(), device);
+    Draw();
     ASSERT_EQ(device.pixels.size(), 4u);
     EXPECT_EQ(device.pixels[1], (DrawnShape{{337, 200, 338, 201}, firstColour}));
     SetDotSize(*view, true, 2);
-    DrawTraces(view->Plot(), device);
+    Draw();
     ASSERT_EQ(device.ellipses.size(), 4u);
     EXPECT_EQ(device.ellipses[1], (DrawnShape{{333, 196, 341, 204}, firstColour}));
     EXPECT_TRUE(device.lines.empty());
 }
 
 TEST_F(TraceDrawingTest, DotsOfInactiveSectionsAreGrey) {
-    auto doc = MemoryDoc::MakeWithRuns(session, {{50, 50, 50}}, {{2, 1, 1}}, 100.0);
-    auto view = Show(*doc, 0.0, 800.0);  // a pixel a ms
+    Open(MemoryDoc::MakeWithRuns(session, {{50, 50, 50}}, {{2, 1, 1}}, 100.0), 0.0, 800.0);
     SetDrawAsDots(*view, true, true);
-    DrawTraces(view->Plot(), device);
+    Draw();
     EXPECT_EQ(device.pixels.size(), 3u);
     EXPECT_TRUE(device.lines.empty());
-    device = {};
     view->m_bInactiveSections = true;
-    DrawTraces(view->Plot(), device);
+    Draw();
     ASSERT_EQ(device.pixels.size(), 4u);
     EXPECT_EQ(device.pixels[2], (DrawnShape{{270, 210, 271, 211}, inactiveColour}));
     EXPECT_EQ(device.pixels[3].colour, firstColour);
@@ -165,14 +153,32 @@ TEST_F(TraceDrawingTest, DotsOfInactiveSectionsAreGrey) {
     EXPECT_EQ(device.lines[0].pen.colour, inactiveColour);
 }
 
+TEST_F(TraceDrawingTest, ASampleWithoutNeighboursIsADotThatCanBeSeen) {
+    Open(MemoryDoc::MakeWithRuns(session, {{10, 20, 20, 30}}, {{1, 1, 2, 1, 1}}, 100.0), 0.0, 800.0);
+    Draw();
+    const std::vector<DrawnShape> dots{{{68, 198, 72, 202}, firstColour},
+                                       {{568, 178, 572, 182}, firstColour}};
+    EXPECT_EQ(device.ellipses, dots);  // samples 0 and 5; 2 and 3 are a line
+    EXPECT_EQ(device.LinesOf(firstColour).size(), 1u);
+}
+
+TEST_F(TraceDrawingTest, ClippedTracesKeepToTheLimitsOrToTheBand) {
+    Open({{0, 1000, -1000, 0}}, 0.0, 300.0);
+    view->m_format[0].clipToAxis = true;
+    Draw();
+    EXPECT_EQ(device.clips[1], (PixelRect{70, 20, 871, 401}));
+    view->m_nClipMode = 0;
+    Draw();
+    EXPECT_EQ(device.clips[1], (PixelRect{70, 10, 871, 410}));
+}
+
 TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
-    auto doc = MemoryDoc::Make(session, {{0, 0}, {10, 10}}, 100.0);
-    doc->traces[1].traceOrder = 0;
-    doc->traces[1].traceVisible = 0;  // its own axis is not shown
-    auto view = Show(*doc, 0.0, 100.0);
-    view->m_axes[0].m_dMax = 19.0;
-    view->m_axes[0].m_dMin = -19.0;
-    DrawTraces(view->Plot(), device);
+    auto shared = MemoryDoc::Make(session, {{0, 0}, {10, 10}}, 100.0);
+    shared->traces[1].traceOrder = 0;
+    shared->traces[1].traceVisible = 0;  // its own axis is not shown
+    Open(std::move(shared), 0.0, 100.0);
+    SetAxis(0, -19.0, 19.0);
+    Draw();
     const auto second = device.LinesOf(0x008000);
     ASSERT_EQ(second.size(), 1u);
     EXPECT_EQ(second[0].points[0].y, 110);
@@ -180,8 +186,7 @@ TEST_F(TraceDrawingTest, TraceOnAnotherAxisTakesItsLimitsAndBand) {
 }
 
 TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
-    auto doc = Ramp(2, 100);
-    auto view = Show(*doc, 0.0, 100.0);
+    Open(Ramp(2, 100), 0.0, 100.0);
     DrawFrameAndGrid(view->Plot(), device);
     const auto grid = device.LinesOf(gridColour);
     ASSERT_EQ(grid.size(), 4u + 7u);  // top and bottom of two bands, seven divisions
@@ -190,49 +195,50 @@ TEST_F(TraceDrawingTest, GridAndFrameStandOnTheEighthsOfThePlot) {
     EXPECT_EQ(grid[4].points, (std::vector<Point>{{170, 10}, {170, 410}}));
     EXPECT_EQ(grid[4].pen.style, Pen::Style::dashed);
     EXPECT_EQ(device.LinesOf(frameColour).size(), 1u);
-    view->Set(&ViewSettings::m_bShowGrid, !view->m_bShowGrid, "Grid");
-    view->Set(&ViewSettings::m_bShowAxes, !view->m_bShowAxes, "Axes");
-    device.lines.clear();
+    view->Set(&ViewSettings::m_bShowGrid, false, "Grid");
+    view->Set(&ViewSettings::m_bShowAxes, false, "Axes");
+    device = {};
     DrawFrameAndGrid(view->Plot(), device);
     EXPECT_TRUE(device.lines.empty());
 }
 
-TEST_F(TraceDrawingTest, FileShowsTimesLimitsAndLabels) {
-    auto doc = Ramp(1, 5000);
-    doc->traces[0].traceLabel = "Intracellular";
-    doc->traces[0].axisLabel = "Vm";
-    doc->traces[0].traceUnits = "mV";
-    auto view = Show(*doc, 500.0, 2500.0);
+TEST_F(TraceDrawingTest, AFileShowsTimesLimitsAndLabels) {
+    auto named = Ramp(1, 5000);
+    named->traces[0].traceLabel = "Intracellular";
+    named->traces[0].axisLabel = "Vm";
+    named->traces[0].traceUnits = "mV";
+    Open(std::move(named), 500.0, 2500.0);
     view->Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
-    PaintRecording(view->Plot(), device, PictureTarget::file);
+    Paint(PictureTarget::file);
     for (const char* text : {"0.5", "2.5", "time (0.25 s/div)", "190", "-190", "Vm (mV)", "1: Intracellular"})
         EXPECT_TRUE(device.Wrote(text)) << text;
     view->Set(&ViewSettings::m_bTimebasePerViewport, true, "Timebase");
-    device = {};
-    PaintRecording(view->Plot(), device, PictureTarget::file);
+    Paint(PictureTarget::file);
     EXPECT_TRUE(device.Wrote("time (2 s/viewport)"));
-    view->Set(&ViewSettings::m_bTimebasePerViewport, false, "Timebase");
-    view->Set(&ViewSettings::m_bShowGrid, !view->m_bShowGrid, "Grid");
-    device = {};
-    PaintRecording(view->Plot(), device, PictureTarget::window);  // edit boxes show the times
+    view->Set(&ViewSettings::m_bShowGrid, false, "Grid");
+    Paint(PictureTarget::file);
+    EXPECT_TRUE(device.Wrote("time (s)"));
+    Paint(PictureTarget::window);  // edit boxes show the times
     EXPECT_FALSE(device.Wrote("0.5"));
+    EXPECT_FALSE(device.LinesOf(firstColour).empty());
+    view->Set(&ViewSettings::m_fDataArea, 0.0f, "Data area");
+    Paint(PictureTarget::file);
+    EXPECT_TRUE(device.LinesOf(firstColour).empty());
 }
 
-TEST_F(TraceDrawingTest, NoWindowIsTooSmall) {
-    auto doc = Ramp(16, 5000);
-    doc->AddEvent(0, {10, 20});
-    auto view = Show(*doc, 0.0, 1000.0);
-    for (const int w : {0, 1, 79, 80, 81, 100, 300})
-        for (const int h : {0, 1, 59, 60, 61, 90, 200}) {
-            view->OnSize(w, h);
-            PaintRecording(view->Plot(), device, PictureTarget::file);
-            PaintRecording(view->Plot(), device, PictureTarget::window);
+TEST_F(TraceDrawingTest, TextsAndSelectionFollowThePaper) {
+    Open({{0, 1, 2, 3}}, 0.0, 800.0);
+    view->Select(Viewport{200.0, 400.0});
+    view->m_crBackground = 0;
+    Paint(PictureTarget::window);
+    EXPECT_EQ(device.rects[0], (DrawnShape{{0, 0, 880, 460}, 0}));
+    EXPECT_EQ(device.rects[1].rect, (PixelRect{270, 10, 471, 410}));
+    for (const DrawnText& text : device.texts)
+        if (text.text == "190" || text.text == "-190") {
+            EXPECT_FALSE(IsDarkPaper(text.style.colour));
         }
-    view->Set(&ViewSettings::m_fDataArea, 0.0f, "Data area");
-    device = {};
-    view->OnSize(width, height);
-    PaintRecording(view->Plot(), device, PictureTarget::file);
-    EXPECT_TRUE(device.LinesOf(firstColour).empty());
+    Paint(PictureTarget::file);
+    EXPECT_EQ(device.rects.size(), 1u);  // no selection and no slider
 }
 
 TEST(JoinColumns, CoversTheSamePixels) {
@@ -258,49 +264,6 @@ TEST(JoinColumns, CoversTheSamePixels) {
     };
     EXPECT_EQ(cover(points), cover(joined));
     EXPECT_FALSE(IsDense(std::vector<Point>{{0, 0}, {1, 5}, {2, 3}, {3, 9}}));
-}
-
-TEST_F(TraceDrawingTest, ASampleWithoutNeighboursIsADotThatCanBeSeen) {
-    auto doc = MemoryDoc::MakeWithRuns(session, {{10, 20, 20, 30}}, {{1, 1, 2, 1, 1}}, 100.0);
-    auto view = Show(*doc, 0.0, 800.0);
-    DrawTraces(view->Plot(), device);
-    const std::vector<DrawnShape> dots{{{68, 198, 72, 202}, firstColour},
-                                       {{568, 178, 572, 182}, firstColour}};
-    EXPECT_EQ(device.ellipses, dots);  // samples 0 and 5; 2 and 3 are a line
-    EXPECT_EQ(device.LinesOf(firstColour).size(), 1u);
-}
-
-TEST_F(TraceDrawingTest, ClippedTracesKeepToTheLimitsOrToTheBand) {
-    auto doc = MemoryDoc::Make(session, {{0, 1000, -1000, 0}}, 100.0);
-    auto view = Show(*doc, 0.0, 300.0);
-    view->m_format[0].clipToAxis = true;
-    DrawTraces(view->Plot(), device);
-    EXPECT_EQ(device.clips[1], (PixelRect{70, 20, 871, 401}));
-    view->m_nClipMode = 0;
-    device.clips.clear();
-    DrawTraces(view->Plot(), device);
-    EXPECT_EQ(device.clips[1], (PixelRect{70, 10, 871, 410}));
-}
-
-TEST_F(TraceDrawingTest, TextsAndSelectionFollowThePaper) {
-    auto doc = MemoryDoc::Make(session, {{0, 1, 2, 3}}, 100.0);
-    auto view = Show(*doc, 0.0, 800.0);
-    view->Select(Viewport{200.0, 400.0});
-    view->m_crBackground = 0;
-    PaintRecording(view->Plot(), device, PictureTarget::window);
-    EXPECT_EQ(device.rects[0], (DrawnShape{{0, 0, width, height}, 0}));
-    EXPECT_EQ(device.rects[1].rect, (PixelRect{270, 10, 471, 410}));
-    for (const DrawnText& text : device.texts)
-        if (text.text == "190" || text.text == "-190") {
-            EXPECT_FALSE(IsDarkPaper(text.style.colour));
-        }
-    RecordingDevice file;
-    PaintRecording(view->Plot(), file, PictureTarget::file);
-    EXPECT_EQ(file.rects.size(), 1u);  // no selection and no slider
-    EXPECT_TRUE(file.Wrote("time (100 ms/div)"));
-    view->m_bShowGrid = false;
-    PaintRecording(view->Plot(), file, PictureTarget::file);
-    EXPECT_TRUE(file.Wrote("time (ms)"));
 }
 
 TEST(SpansOf, ColumnsAlwaysTouch) {

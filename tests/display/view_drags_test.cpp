@@ -2,50 +2,16 @@
 
 #include "display/axis_drawing.h"
 #include "display/view_times.h"
-#include "host/form.h"
 #include "support/recording_device.h"
-#include "support/recording_window.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
 namespace {
 
-class ViewDragsTest : public ViewTest {
+class ViewDragsTest : public ShownTest {
   protected:
-    void SetUp() override {
-        doc = Ramp(2, 100000);
-        doc->view.viewStart = 10000.0;
-        doc->view.viewEnd = 18000.0;
-        Show();
-    }
-    void Show() {
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);  // two bands of 200 rows from 10 on
-        view->OnInitialUpdate();
-        window = std::make_unique<RecordingWindow>(*view);
-    }
-    void TearDown() override {
-        window.reset();
-        view.reset();
-    }
-    void Press(int x, int y, bool shift = false, bool ctrl = false) {
-        view->Mouse().Down({x, y, MouseButton::left, ctrl, shift});
-    }
-    void Move(int x, int y) { view->Mouse().Move({x, y}); }
-    void Release(int x, int y) { view->Mouse().Up({x, y}); }
-    void Drag(int fromX, int fromY, int toX, int toY, bool shift = false) {
-        Press(fromX, fromY, shift);
-        Move((fromX + toX) / 2, (fromY + toY) / 2);
-        Release(toX, toY);
-    }
-    void ExpectViewport(double start, double end) const {
-        EXPECT_DOUBLE_EQ(view->m_StartTime, start);
-        EXPECT_DOUBLE_EQ(view->m_EndTime, end);
-    }
-
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
-    std::unique_ptr<RecordingWindow> window;
+    // Two bands of 200 rows from 10 on.
+    void SetUp() override { Show(Ramp(2, 100000), Viewport{10000.0, 18000.0}); }
 };
 
 TEST_F(ViewDragsTest, DragPansByTheTimeBetweenThePlaces) {
@@ -75,12 +41,7 @@ TEST_F(ViewDragsTest, PanFollowsTheHandAndEscapePutsItBack) {
 }
 
 TEST_F(ViewDragsTest, FarZoomedOutALineFollowsAndTheReleaseMoves) {
-    window.reset();  // before its view, and that before its recording
-    view.reset();
-    doc = Ramp(2, 100'000'000);
-    doc->view.viewStart = 1e7;
-    doc->view.viewEnd = 9e7;  // 100,000 ms a pixel
-    Show();
+    Show(Ramp(2, 100'000'000), Viewport{1e7, 9e7});  // 100,000 ms a pixel
     const int reads = doc->readCalls;
     Press(300, 100);
     Move(350, 100);
@@ -133,18 +94,14 @@ TEST_F(ViewDragsTest, ZoomToSelectionAndItsOption) {
 
 TEST_F(ViewDragsTest, SelectionByItsEnds) {
     view->Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         EXPECT_EQ(form.Number("start"), 10.0);  // the viewport is proposed
         form["start"].number = 11.0;
         form["end"].number = 12.5;
-        return true;
     });
     AskSelection(*view);
     EXPECT_EQ(view->m_selection, (Viewport{11000.0, 12500.0}));
-    host.fillForms.push_back([](Form& form) {
-        form["end"].number = 11.0;
-        return true;
-    });
+    Fill([](Form& form) { form["end"].number = 11.0; });
     AskSelection(*view);
     EXPECT_EQ(host.formFault, "The end must be after the start.");
     EXPECT_EQ(view->m_selection, (Viewport{11000.0, 12500.0}));
@@ -165,30 +122,42 @@ TEST_F(ViewDragsTest, MagnifiesTimeOnce) {
 }
 
 TEST_F(ViewDragsTest, MagnifiesTheAxisUnderThePress) {
-    view->m_axes[1].m_dMin = -90.0;  // one row a unit: 220 is 90, 400 is -90
-    view->m_axes[1].m_dMax = 90.0;
-    view->SetMouseMode(mouseMagnifyVertically);
-    Drag(300, 340, 320, 250);
-    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMax, 60.0);
-    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMin, -30.0);
-    EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
-    doc->Undo().Undo();
-    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMax, 90.0);
-    view->m_axes[1].m_dMin = 90.0;  // upside down stays upside down
-    view->m_axes[1].m_dMax = -90.0;
-    view->SetMouseMode(mouseMagnifyVertically);
-    Drag(300, 250, 320, 340);
-    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMax, -60.0);
-    EXPECT_DOUBLE_EQ(view->m_axes[1].m_dMin, 30.0);
+    const struct {
+        double low, high;
+        int from, to;
+        double newLow, newHigh;
+    } drags[] = {
+        {-90.0, 90.0, 340, 250, -30.0, 60.0},  // one row a unit: 220 is 90, 400 is -90
+        {-90.0, 90.0, 250, 450, -90.0, 60.0},  // held to the band
+        {90.0, -90.0, 250, 340, 30.0, -60.0},  // upside down stays upside down
+    };
+    for (const auto& [low, high, from, to, newLow, newHigh] : drags) {
+        SCOPED_TRACE(testing::Message() << low << " to " << high << ", dragged to " << to);
+        SetAxis(1, low, high);
+        view->SetMouseMode(mouseMagnifyVertically);
+        Drag(300, from, 320, to);
+        ExpectAxis(1, newLow, newHigh);
+        EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+        doc->Undo().Undo();
+        ExpectAxis(1, low, high);
+    }
+}
+
+TEST_F(ViewDragsTest, TheThumbGoesNoFartherThanTheEnd) {
+    const PixelRect thumb = view->Plot().GetSlider().thumb;
+    Drag(thumb.left + 1, thumb.top + 1, 2000, thumb.top + 1);
+    ExpectViewport(91999.0, 99999.0);
+    Drag(860, thumb.top + 1, -2000, thumb.top + 1);
+    ExpectViewport(0.0, 8000.0);
 }
 
 TEST_F(ViewDragsTest, LimitsOpenTheirEditAndAxesTheirFormat) {
-    const PixelRect top = LimitRect(view->Plot(), 1, true), bottom = LimitRect(view->Plot(), 1, false);
-    Press(30, top.top + 5);
-    Release(30, top.top + 5);
-    Press(30, bottom.top + 5);
-    Release(30, bottom.top + 5);
-    EXPECT_EQ(window->limits, (std::vector<std::pair<int, bool>>{{1, true}, {1, false}}));
+    for (const bool isMax : {true, false}) {
+        const int y = LimitRect(view->Plot(), 1, isMax).top + 5;
+        Press(30, y);
+        Release(30, y);
+        EXPECT_EQ(window->limits.back(), std::pair(1, isMax));
+    }
     EXPECT_TRUE(view->m_axes[1].m_bSelected);
     Press(30, 310);
     EXPECT_EQ(window->limits.size(), 2u);

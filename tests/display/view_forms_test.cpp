@@ -1,38 +1,18 @@
 // The dialogs of axes and traces, the limits, and what of them a file keeps.
 
-#include <limits>
-
 #include "display/axis_edits.h"
 #include "display/trace_format.h"
 #include "display/view_times.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
-#include "host/form.h"
-#include "support/recording_window.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
 namespace {
 
-class ViewFormsTest : public ViewTest {
+class ViewFormsTest : public ShownTest {
   protected:
-    CKymoraView& Open(int traces = 3) {
-        doc = Ramp(traces, 5000);
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);
-        view->OnInitialUpdate();
-        return *view;
-    }
-    void Fill(std::function<void(Form&)> fill) {
-        host.fillForms.push_back([fill](Form& form) {
-            fill(form);
-            return true;
-        });
-    }
-    void TearDown() override { view.reset(); }
-
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
+    CKymoraView& Open(int traces = 3) { return Show(Ramp(traces, 5000)); }
 };
 
 TEST_F(ViewFormsTest, SelectAxesHidesAndSuperimposes) {
@@ -107,6 +87,9 @@ TEST_F(ViewFormsTest, TheBackgroundAloneModifiesNothing) {
     Fill([](Form& form) { form["background"].colour = 0xFFFFF0; });
     AskFormat(v);
     EXPECT_EQ(v.m_crBackground, 0xFFFFF0u);
+    v.Set(&ViewSettings::m_crBackground, 0x101010, "Background");
+    v.Set(&ViewSettings::m_bInactiveSections, false, "Inactive sections");
+    EXPECT_EQ(session.defaultBackground, 0x101010u);
     EXPECT_FALSE(doc->IsModified());
     Fill([](Form& form) { form["clipMode"].choice = 0; });
     AskFormat(v);
@@ -164,101 +147,55 @@ TEST_F(ViewFormsTest, LimitsAreTakenFromTextOrRefused) {
 TEST_F(ViewFormsTest, SameScaleTakesTheCommonRange) {
     CKymoraView& v = Open(4);
     const double limits[4][2] = {{-1, 2}, {-5, 1}, {3, -3}, {-100, 100}};
-    for (size_t i = 0; i < 4; ++i) v.m_axes[i].m_dMin = limits[i][0], v.m_axes[i].m_dMax = limits[i][1];
+    for (size_t i = 0; i < 4; ++i) SetAxis(i, limits[i][0], limits[i][1]);
     v.SelectAxis(0, false);
     v.SelectAxis(1, true);
     v.SelectAxis(2, true);
     SameScale(v, false);
-    EXPECT_EQ(v.m_axes[0].m_dMin, -5.0);
-    EXPECT_EQ(v.m_axes[0].m_dMax, 3.0);
-    EXPECT_EQ(v.m_axes[2].m_dMin, 3.0);  // upside down still
-    EXPECT_EQ(v.m_axes[2].m_dMax, -5.0);
+    ExpectAxis(0, -5.0, 3.0);
+    ExpectAxis(2, 3.0, -5.0);  // upside down still
     EXPECT_EQ(v.m_axes[3].m_dMax, 100.0);
     v.SelectAxis(0, false);
     SameScale(v, false);  // one alone: all
     EXPECT_EQ(v.m_axes[1].m_dMin, -100.0);
 }
 
-TEST_F(ViewFormsTest, GainIsFreeOfTheNoiseOfItsSums) {
-    CKymoraView& v = Open(1);
-    const auto gain = [&](double limit, void (*change)(CKymoraView&, bool)) {
-        v.m_axes[0].m_dMin = -limit;
-        v.m_axes[0].m_dMax = limit;
-        change(v, false);
-        EXPECT_EQ(v.m_axes[0].m_dMin, -v.m_axes[0].m_dMax);
-        return v.m_axes[0].m_dMax;
-    };
-    EXPECT_DOUBLE_EQ(gain(0.14, IncreaseGain), 0.07);
-    EXPECT_DOUBLE_EQ(gain(0.07, DecreaseGain), 0.2);  // 0.14 is not below 0.1: one decimal
-    EXPECT_DOUBLE_EQ(gain(0.03, IncreaseGain), 0.02);
-    EXPECT_DOUBLE_EQ(gain(0.01, IncreaseGain), 0.005);  // 0.01 would show no less
-    EXPECT_DOUBLE_EQ(gain(0.001, IncreaseGain), 0.0005);
-    EXPECT_DOUBLE_EQ(gain(0.001, DecreaseGain), 0.01);
-    for (const double limit : {3.0, 0.6, 1e-9, 1e-13, 1e12}) EXPECT_LT(gain(limit, IncreaseGain), limit);
-}
-
 TEST_F(ViewFormsTest, WheelOverAnAxisKeepsTheValueUnderIt) {
     CKymoraView& v = Open(2);
-    v.m_axes[1].m_dMin = -90.0;  // a unit a row: 220 is 90
-    v.m_axes[1].m_dMax = 90.0;
+    SetAxis(1, -90.0, 90.0);  // a unit a row: 220 is 90
     ScaleAxisAround(v, 1, 250, 0.5);
     EXPECT_DOUBLE_EQ(v.Plot().GetValueScale(1).ToValue(250), 60.0);
-    EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMax, 75.0);
-    EXPECT_DOUBLE_EQ(v.m_axes[1].m_dMin, -15.0);
+    ExpectAxis(1, -15.0, 75.0);
     for (int i = 0; i < 5000; ++i) ScaleAxisAround(v, 1, 250, 2.0);  // ends before infinity
     EXPECT_TRUE(std::isfinite(v.m_axes[1].m_dMax));
 }
 
 TEST_F(ViewFormsTest, FirstAutoscaleWaitsForAnAxisWithValues) {
-    doc = Ramp(2, 5000);
-    doc->traces[0].traceAutoscale = doc->traces[1].traceAutoscale = 1;
-    doc->traces[1].traceVisible = 0;
-    doc->view.dataDisplayFraction = 0.0f;
-    view = std::make_unique<CKymoraView>(*doc);
-    view->OnSize(880, 460);
-    view->OnInitialUpdate();
+    auto fresh = Ramp(2, 5000);
+    fresh->traces[0].traceAutoscale = fresh->traces[1].traceAutoscale = 1;
+    fresh->traces[1].traceVisible = 0;
+    fresh->view.dataDisplayFraction = 0.0f;
+    Show(std::move(fresh));
     EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 1);
-    EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+    ExpectAxis(0, -1000.0, 1000.0);
     view->Set(&ViewSettings::m_fDataArea, 1.0f, "Data area");
-    EXPECT_EQ(view->m_axes[0].m_dMin, 0.0);
+    ExpectAxis(0, 0.0, 1000.0);
     EXPECT_EQ(view->GetDisplaySettings().traces[0].traceAutoscale, 0);
-    EXPECT_EQ(view->m_axes[1].m_dMax, 1000.0);
+    ExpectAxis(1, -1000.0, 1000.0);
     Fill([](Form& form) { form["axes"].checks = {1, 1}; });
     AskAxes(*view);
-    EXPECT_EQ(view->m_axes[1].m_dMin, 10000.0);
+    ExpectAxis(1, 10000.0, 11000.0);
 
-    doc->UpdateAllViews(UpdateHint::settings);
-    view.reset();
-    doc = MemoryDoc::MakeWithRuns(session, {std::vector<float>(3000, 7.0f)}, {{0, 2000, 3000}});
-    doc->traces[0].traceAutoscale = 1;
-    doc->view.viewEnd = 1000.0;  // all gap
-    view = std::make_unique<CKymoraView>(*doc);
-    view->OnSize(880, 460);
-    view->OnInitialUpdate();
-    EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
+    auto gap = MemoryDoc::MakeWithRuns(session, {std::vector<float>(3000, 7.0f)}, {{0, 2000, 3000}});
+    gap->traces[0].traceAutoscale = 1;
+    Show(std::move(gap), Viewport{0.0, 1000.0});
+    ExpectAxis(0, -1000.0, 1000.0);
     view->ChangeViewport({1500.0, 2500.0});
-    EXPECT_DOUBLE_EQ(view->m_axes[0].m_dMax, 7.35);
-}
-
-TEST_F(ViewFormsTest, StoredLimitsThatAreNoRangeAreScaledAnew) {
-    const double infinite = std::numeric_limits<double>::infinity();
-    for (const auto& [top, bottom] :
-         {std::pair(5.0, 5.0), {infinite, 0.0}, {0.0, -infinite}, {std::nan(""), std::nan("")}}) {
-        doc = Ramp(1, 5000);
-        doc->traces[0].axisTop = top;
-        doc->traces[0].axisBottom = bottom;
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);
-        view->OnInitialUpdate();
-        EXPECT_EQ(view->m_axes[0].m_dMax, 1000.0);
-        EXPECT_EQ(view->m_axes[0].m_dMin, 0.0);
-        view.reset();
-    }
+    ExpectAxis(0, 6.65, 7.35);
 }
 
 TEST_F(ViewFormsTest, StepAndSize) {
     CKymoraView& v = Open(1);
-    RecordingWindow window(v);
     Fill([](Form& form) { form["step"].number = 50; });
     AskStep(v);
     EXPECT_EQ(v.m_nPercentStep, 50);
@@ -272,8 +209,8 @@ TEST_F(ViewFormsTest, StepAndSize) {
         form["height"].number = 600;
     });
     AskSize(v);
-    EXPECT_EQ(window.size.width, 880);  // the margins of 70 and 10
-    EXPECT_EQ(window.size.height, 660);
+    EXPECT_EQ(window->size.width, 880);  // the margins of 70 and 10
+    EXPECT_EQ(window->size.height, 660);
 }
 
 class VanishingDoc : public MemoryDoc {

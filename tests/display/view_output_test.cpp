@@ -1,30 +1,17 @@
 // Texts and pictures of the view, on the clipboard and in files.
 
-#include <charconv>
-
-#include "display/commands/commands.h"
 #include "display/view_text.h"
 #include "support/faulty_file_system.h"
-#include "support/recording_window.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
 namespace {
 
-class ViewOutputTest : public ViewTest {
+class ViewOutputTest : public ShownTest {
   protected:
     void Open(std::unique_ptr<MemoryDoc> opened, double start, double end) {
-        doc = std::move(opened);
-        doc->view.viewStart = start;
-        doc->view.viewEnd = end;
+        Show(std::move(opened), Viewport{start, end});
         doc->filePath = "/data/cell.edf";
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);
-        view->OnInitialUpdate();
-        window = std::make_unique<RecordingWindow>(*view);
-    }
-    bool Run(const char* id, std::optional<Point> at = {}) {
-        return RunCommand(*FindCommand(std::string_view(id)), {*view, false, at});
     }
     std::string Bytes(const char* path) {
         if (!files.Stamp(path)) return "no file";
@@ -33,20 +20,11 @@ class ViewOutputTest : public ViewTest {
         file->ReadAt(0, std::as_writable_bytes(std::span(bytes.data(), bytes.size())));
         return bytes;
     }
-    void TearDown() override {
-        window.reset();
-        view.reset();
-    }
-
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
-    std::unique_ptr<RecordingWindow> window;
 };
 
 TEST_F(ViewOutputTest, TimeAndVoltageOfThePlaceUnderTheMouse) {
     Open(Ramp(2, 5000), 1000.0, 1800.0);  // a pixel a ms
-    view->m_axes[1].m_dMax = 90.0;
-    view->m_axes[1].m_dMin = -90.0;
+    SetAxis(1, -90.0, 90.0);
     EXPECT_TRUE(Run("copy-time-voltage", Point{171, 310}));
     EXPECT_EQ(window->copied, "t\t1101.000\tAx 2\t0.000\r\n");
     view->Mouse().Move({170, 300});
@@ -133,19 +111,19 @@ TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
 TEST_F(ViewOutputTest, FailuresAreToldAndLeaveNothing) {
     FaultyFileSystem faulty(files);
     Session full(host, faulty);
-    auto recording = MemoryDoc::Generate(full, 1, 5000, [](int, int64_t i) { return static_cast<float>(i); });
-    CKymoraView v(*recording);
-    v.OnSize(880, 460);
-    v.OnInitialUpdate();
+    Open(MemoryDoc::Generate(full, 1, 5000, [](int, int64_t i) { return static_cast<float>(i); }), 0.0,
+         1000.0);
     for (const char* id : {"save-text", "save-png", "save-svg", "save-pdf"}) {
         host.Forget();
         faulty.freeBytes = 100;
         host.saveFile = std::string("/full.") + (id + 5);
-        RunCommand(*FindCommand(std::string_view(id)), {v});
-        ASSERT_EQ(host.messages.size(), 1u) << id;
+        Run(id);
+        EXPECT_EQ(host.messages.size(), 1u) << id;
         EXPECT_NE(host.LastMessage().find("was not saved.\n"), std::string::npos) << id;
         EXPECT_EQ(files.Count(), 0u) << id;
     }
+    Close();
+    doc.reset();  // before its session
 }
 
 }  // namespace

@@ -9,31 +9,33 @@
 namespace kymora::test {
 namespace {
 
-Key Plain(KeyCode code, bool ctrl = false) { return {code, 0, ctrl, false}; }
-Key Letter(char c, bool ctrl = false, bool alt = false) { return {KeyCode::character, c, ctrl, alt}; }
-
-std::string_view IdOf(const Key& key) {
-    const Command* command = FindCommand(key);
-    return command ? command->id : "none";
-}
+constexpr KeyCode character = KeyCode::character;
 
 TEST(Commands, KeysFollowTheLabels) {
-    EXPECT_EQ(IdOf(Plain(KeyCode::home)), "start");
-    EXPECT_EQ(IdOf(Plain(KeyCode::end)), "end");
-    EXPECT_EQ(IdOf(Plain(KeyCode::left)), "left-percent");
-    EXPECT_EQ(IdOf(Plain(KeyCode::left, true)), "left-page");
-    EXPECT_EQ(IdOf(Plain(KeyCode::right, true)), "right-page");
-    EXPECT_EQ(IdOf(Letter('/')), "compress");
-    EXPECT_EQ(IdOf(Letter('*')), "expand");
-    EXPECT_EQ(IdOf(Letter('1', false, true)), "one-to-one");
-    EXPECT_EQ(IdOf(Letter('0', false, true)), "show-all");
-    EXPECT_EQ(IdOf(Letter('+')), "increase-gain");
-    EXPECT_EQ(IdOf(Letter('+', true)), "increase-gain");  // Ctrl: all axes
-    EXPECT_EQ(IdOf(Plain(KeyCode::up, true)), "move-up");
-    EXPECT_EQ(IdOf(Letter('0', true)), "autoscale");
-    EXPECT_EQ(IdOf(Letter('0')), "autoscale");  // the selected axes
-    EXPECT_EQ(IdOf(Letter('1', true)), "none");
-    EXPECT_EQ(IdOf(Key{}), "none");
+    const struct {
+        Key key;
+        std::string_view id;
+    } keys[] = {
+        {{KeyCode::home}, "start"},
+        {{KeyCode::end}, "end"},
+        {{KeyCode::left}, "left-percent"},
+        {{KeyCode::left, 0, true}, "left-page"},
+        {{KeyCode::up, 0, true}, "move-up"},
+        {{character, '/'}, "compress"},
+        {{character, '0', false, true}, "show-all"},
+        {{character, '+'}, "increase-gain"},
+        {{character, '+', true}, "increase-gain"},  // Ctrl: all axes
+        {{character, '0', true}, "autoscale"},
+        {{character, '0'}, "autoscale"},  // the selected axes
+        {{character, 'm', true}, "next-marker"},
+        {{character, 'a', false, true}, "prev-annotation"},
+        {{character, '1', true}, "none"},
+        {{}, "none"},
+    };
+    for (const auto& [key, id] : keys) {
+        const Command* command = FindCommand(key);
+        EXPECT_EQ(command ? command->id : "none", id);
+    }
 }
 
 TEST(Commands, IdsAndKeysAreUnique) {
@@ -68,7 +70,7 @@ TEST(Commands, MenusLeaveTheKeysOfCommandsAlone) {
     }
 }
 
-class CommandsTest : public ViewTest {
+class CommandsTest : public ShownTest {
   protected:
     void RunAll(CKymoraView& view) {
         for (int round = 0; round < 2; ++round)
@@ -95,30 +97,26 @@ TEST_F(CommandsTest, EachRunsOnAnyRecordingAndWindow) {
 }
 
 TEST_F(CommandsTest, StateFollowsTheView) {
-    auto doc = Ramp(2, 5000);
-    CKymoraView view(*doc);
-    view.OnSize(900, 500);
-    view.OnInitialUpdate();
-    EXPECT_FALSE(RunCommand(*FindCommand("left-page"), {view}));
-    EXPECT_TRUE(RunCommand(*FindCommand("right-page"), {view}));
-    EXPECT_TRUE(FindCommand("left-page")->enabled(view));
+    Show(Ramp(2, 5000));
+    EXPECT_FALSE(Run("left-page"));
+    EXPECT_TRUE(Run("right-page"));
+    EXPECT_TRUE(IsEnabled("left-page"));
 
-    const Command& half = *FindCommand("data-area-50");
-    EXPECT_FALSE(half.checked(view));
-    RunCommand(half, {view});
-    EXPECT_TRUE(half.checked(view));
-    EXPECT_EQ(view.m_fDataArea, 0.5f);
-    RunCommand(*FindCommand("data-area-0"), {view});
-    EXPECT_FALSE(FindCommand("increase-gain")->enabled(view));
+    EXPECT_FALSE(IsChecked("data-area-50"));
+    Run("data-area-50");
+    EXPECT_TRUE(IsChecked("data-area-50"));
+    EXPECT_EQ(view->m_fDataArea, 0.5f);
+    Run("data-area-0");
+    EXPECT_FALSE(IsEnabled("increase-gain"));
 
-    RunCommand(*FindCommand("data-area-100"), {view});
-    EXPECT_FALSE(FindCommand("dot-large")->enabled(view));
-    RunCommand(*FindCommand("dots"), {view});
-    RunCommand(*FindCommand("dot-large"), {view});
-    EXPECT_EQ(view.m_format[0].dotSize, 3);
-    EXPECT_FALSE(view.m_format[1].drawAsDots);  // only the selected axis
-    RunCommand(*FindCommand("dots"), {view, true});
-    EXPECT_TRUE(view.m_format[1].drawAsDots);
+    Run("data-area-100");
+    EXPECT_FALSE(IsEnabled("dot-large"));
+    Run("dots");
+    Run("dot-large");
+    EXPECT_EQ(view->m_format[0].dotSize, 3);
+    EXPECT_FALSE(view->m_format[1].drawAsDots);  // only the selected axis
+    RunCommand(*FindCommand("dots"), {*view, true});
+    EXPECT_TRUE(view->m_format[1].drawAsDots);
 }
 
 }  // namespace

@@ -179,6 +179,10 @@ TEST_F(TransformPreviewTest, ScalesFollowTheDataUntilTheGainIsChosen) {
     EXPECT_DOUBLE_EQ(preview.RawScale().high - preview.RawScale().low, 108.9);
     preview.RunCommand("autoscale");
     EXPECT_DOUBLE_EQ(preview.RawScale().low, 200 - 4.95);
+    preview.RunCommand("increase-gain");
+    source.trace = 1;
+    preview.Refresh();
+    EXPECT_DOUBLE_EQ(preview.RawScale().low, 200 - 4.95) << "another trace has a range of its own";
     for (int i = 0; i < 3000; ++i) preview.RunCommand(i < 1500 ? "increase-gain" : "decrease-gain");
     EXPECT_LT(preview.RawScale().low, preview.RawScale().high);
     EXPECT_TRUE(std::isfinite(preview.RawScale().high));
@@ -260,7 +264,6 @@ TEST_F(TransformPreviewTest, MessagesAndTheTraceAreTheHosts) {
     source.message = "The data range is very close to 0.";
     CTransformPreview preview = Open();
     EXPECT_EQ(preview.Message(), source.message);
-    EXPECT_EQ(preview.Data().raw, preview.Data().transformed);
     source.message.clear();
     source.trace = 2;
     preview.RunCommand("right-page");
