@@ -1,76 +1,57 @@
 #include "display/events/event_forms.h"
 #include "display/events/event_view_fixture.h"
-#include "host/form.h"
 
 namespace kymora::test {
 namespace {
 
 class EventCommandsTest : public EventViewTest {
   protected:
-    void Fill() {
+    void AddFive() {
         Add(900, 1000), Add(1100, 1110, 1), Add(1200, 1210), Add(1799, 1900, 2), Add(1800, 1900);
         Chan().SetEventExtra({{1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}, {5, 0, 0}});
     }
-    bool IsEnabled(std::string_view id) {
-        const Command* command = FindCommand(id);
-        return command && (!command->enabled || command->enabled(*view));
-    }
-    bool IsChecked(std::string_view id) { return FindCommand(id)->checked(*view); }
 };
 
 TEST_F(EventCommandsTest, DeletingCountsAsksAndKeepsTheRest) {
-    struct Case {
-        const char* id;
-        const char* name;
-        const char* question;
+    const struct {
+        const char *id, *name;
+        int count;
         Spans rest;
-    };
-    const Case cases[] = {
-        {"event-delete-all", "All events in channel", "Delete 5 events of channel c?", {}},
-        {"event-delete-tagged",
-         "Tagged events",
-         "Delete 2 events of channel c?",
-         {{900, 1000}, {1200, 1210}, {1800, 1900}}},
-        {"event-keep-tagged", "Keep tagged", "Delete 3 events of channel c?", {{1100, 1110}, {1799, 1900}}},
+    } deletions[] = {
+        {"event-delete-all", "All events in channel", 5, {}},
+        {"event-delete-tagged", "Tagged events", 2, {{900, 1000}, {1200, 1210}, {1800, 1900}}},
+        {"event-keep-tagged", "Keep tagged", 3, {{1100, 1110}, {1799, 1900}}},
         // The one that ends at the start stays, and so does the one that starts at the end.
-        {"event-delete-viewport",
-         "Events in viewport",
-         "Delete 3 events of channel c?",
-         {{900, 1000}, {1800, 1900}}},
-        {"event-delete-selection",
-         "Events in selection",
-         "Delete 2 events of channel c?",
-         {{900, 1000}, {1799, 1900}, {1800, 1900}}},
+        {"event-delete-viewport", "Events in viewport", 3, {{900, 1000}, {1800, 1900}}},
+        {"event-delete-selection", "Events in selection", 2, {{900, 1000}, {1799, 1900}, {1800, 1900}}},
     };
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.id);
-        TearDown();
+    for (const auto& [id, name, count, rest] : deletions) {
+        SCOPED_TRACE(id);
         Open();
-        Fill();
+        AddFive();
         view->Select(Viewport{1050.0, 1205.0});
         const ChannelState before = State();
         host.Forget();
         host.nextAnswers = {false, true};
-        EXPECT_TRUE(Run(one.id));
+        EXPECT_TRUE(Run(id));
         ASSERT_EQ(host.questions.size(), 1u);
-        EXPECT_EQ(host.questions[0].text, one.question);
+        EXPECT_EQ(host.questions[0].text, "Delete " + std::to_string(count) + " events of channel c?");
         ExpectUntouched(before);
-        EXPECT_TRUE(Run(one.id));
-        EXPECT_EQ(SpansOf(), one.rest);
-        ExpectUndone(before, one.name);
+        EXPECT_TRUE(Run(id));
+        EXPECT_EQ(SpansOf(), rest);
+        ExpectUndone(before, name);
     }
 }
 
 TEST_F(EventCommandsTest, DeletingInARegionLooksAtOnsetsAndEnds) {
     Open();
-    Fill();
+    AddFive();
     const ChannelState before = State();
     host.answer = true;
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         form["region"].choice = 2;
         form["regionStart"].number = 1300.0;
         form["regionEnd"].number = 1300.0;
-        return true;
     });
     Run("event-delete-region");
     EXPECT_EQ(host.formFault, "The start time must be before the end time.");
@@ -80,10 +61,9 @@ TEST_F(EventCommandsTest, DeletingInARegionLooksAtOnsetsAndEnds) {
     // overlap, and reach over the onset of the event at 1799 but not over that at 1800.
     for (const auto& [on, off] : {std::pair(950, 1001), std::pair(1700, 1750), std::pair(1720, 1800)})
         Add(on, off, 0, "", 7);
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         form["region"].choice = 3;
         form["gateChannel"].choice = 7;
-        return true;
     });
     EXPECT_TRUE(Run("event-delete-region"));
     EXPECT_EQ(SpansOf(), (Spans{{1100, 1110}, {1200, 1210}, {1800, 1900}}));
@@ -112,20 +92,20 @@ TEST_F(EventCommandsTest, StatesFollowChannelAndMode) {
     EXPECT_FALSE(IsEnabled("event-move"));
     EXPECT_FALSE(IsEnabled("event-insert-mouse"));
 
+    Fill([](Form& form) { form["channels"].text = "c d"; });
+    Run("event-clipboard-copy");
+    EXPECT_EQ(host.formFault, "None of these channels holds events.");
+
     EXPECT_FALSE(IsEnabled("event-channel-number"));
     session.options.eventChannelMode = maxEventChannels;
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         EXPECT_EQ(form.Text("channel"), "4");
         form["channel"].text = "412";
-        return true;
     });
     EXPECT_TRUE(Run("event-channel-number"));
     EXPECT_EQ(view->m_nMouseEventChan, 412);
     for (const char* bad : {"", "999", "-", "a b", "x7", "1-3"}) {
-        host.fillForms.push_back([bad](Form& form) {
-            form["channel"].text = bad;
-            return true;
-        });
+        Fill([bad](Form& form) { form["channel"].text = bad; });
         Run("event-channel-number");
         EXPECT_FALSE(host.formFault.empty()) << bad;
         EXPECT_EQ(view->m_nMouseEventChan, 412);
@@ -134,13 +114,12 @@ TEST_F(EventCommandsTest, StatesFollowChannelAndMode) {
 
 TEST_F(EventCommandsTest, DefaultsChooseWhatTheMouseInserts) {
     Open();
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         form["kind"].choice = 1;
         form["duration"].number = 12.0;
         form["tag"].number = 3;
         form["ownColour"].flag = true;
         form["colour"].colour = 0x112233;
-        return true;
     });
     Run("event-insert-defaults");
     Run("event-insert-mouse");
@@ -148,10 +127,7 @@ TEST_F(EventCommandsTest, DefaultsChooseWhatTheMouseInserts) {
     EXPECT_TRUE(IsChecked("event-insert-mouse"));
     Drag(1100, 1120);
     EXPECT_EQ(Chan().Events().at(0), (CEventKM{1100, 1120, 0.0f, 3, 0x112233}));
-    host.fillForms.push_back([](Form& form) {
-        form["kind"].choice = 2;
-        return true;
-    });
+    Fill([](Form& form) { form["kind"].choice = 2; });
     Run("event-insert-defaults");  // the mode at work follows
     EXPECT_EQ(view->m_nMouseMode, mouseInsertLast);
     Run("event-insert-fixed");
@@ -181,10 +157,7 @@ TEST_F(EventCommandsTest, TimesAreReadStrictly) {
     session.eventInsertion.durationMs = 4.0;
     Add(10, 20);
     const ChannelState before = State();
-    host.fillForms.push_back([](Form& form) {
-        form["times"].text = "9998 10 3";
-        return true;
-    });
+    Fill([](Form& form) { form["times"].text = "9998 10 3"; });
     Run("event-insert-times");
     EXPECT_EQ(SpansOf(), (Spans{{3, 7}, {10, 20}, {10, 14}, {9998, 10000}}));
     ExpectUndone(before, "Insert events at times");
@@ -194,10 +167,9 @@ TEST_F(EventCommandsTest, CloseEventsMerge) {
     Open();
     Add(1000, 1010), Add(1014, 1020), Add(1025, 1030), Add(1100, 1103);
     const ChannelState before = State();
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         form["gap"].number = 5.0;  // 4 is closer, 5 is not
         form["shortest"].number = 4.0;
-        return true;
     });
     Run("event-merge-close");
     EXPECT_EQ(SpansOf(), (Spans{{1000, 1020}, {1025, 1030}}));
@@ -209,13 +181,12 @@ TEST_F(EventCommandsTest, PropertiesObeyTheLock) {
     Add(1100, 1110);
     Chan().channelDrawMode = 77;
     ChannelState before = State();
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         EXPECT_EQ(form["shape"].choices.back(), "As stored (77)");
         form["label"].text = "spikes";
         form["parent"].choice = 1;
         form["position"].number = 0.3;
         form["locked"].flag = false;
-        return true;
     });
     Run("event-channel-properties");
     EXPECT_EQ(Chan().channelLabel, "spikes");
@@ -226,12 +197,11 @@ TEST_F(EventCommandsTest, PropertiesObeyTheLock) {
     Run("event-channel-lock");
     EXPECT_TRUE(IsChecked("event-channel-lock"));
     before = State();
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         EXPECT_FALSE(form["label"].enabled(form));
         form["label"].text = "changed";
         form["colour"].colour = 0x123456;
         form["shape"].choice = 1;
-        return true;
     });
     Run("event-channel-properties");
     EXPECT_EQ(Chan().channelLabel, "spikes");
@@ -302,30 +272,25 @@ TEST_F(EventCommandsTest, CopyReplacesAfterAQuestion) {
 TEST_F(EventCommandsTest, FindBringsTheOnsetToTheMiddleOrTheEdge) {
     Open(1000.0, 1800.0);
     view->m_nNavEventChan = c;
-    session.options.expandContractFocus = 0;
     Add(300, 310), Add(1400, 1410), Add(1401, 1500, 1), Add(1600, 1610, 0, " "), Add(5000, 5010, 2);
-    Run("next-event");  // 1400 is in the middle
-    EXPECT_EQ(view->m_StartTime, 1001.0);
-    EXPECT_EQ(view->m_EndTime, 1801.0);
-    Run("next-event");
-    EXPECT_EQ(view->m_StartTime, 1200.0);
-    Run("next-tagged-event");
-    EXPECT_EQ(view->m_StartTime, 4600.0);
-    Run("next-event");  // the last
-    EXPECT_EQ(view->m_StartTime, 4600.0);
-    Run("prev-labelled-event");
-    EXPECT_EQ(view->m_StartTime, 1200.0);
-    Run("prev-tagged-event");
-    EXPECT_EQ(view->m_StartTime, 1001.0);
-    Run("prev-event");
-    EXPECT_EQ(view->m_StartTime, 1000.0);
-    Run("prev-event");  // 300 would start the view below 0
-    EXPECT_EQ(view->m_StartTime, 1000.0);
-    session.options.expandContractFocus = 1;
-    Run("prev-event");
-    EXPECT_EQ(view->m_StartTime, 300.0);
-    Run("next-event");
-    EXPECT_EQ(view->m_StartTime, 1400.0);
+    const struct {
+        int keepsLeftEdge;
+        const char* id;
+        double start;
+    } steps[] = {
+        {0, "next-event", 1001.0},  // 1400 is in the middle
+        {0, "next-event", 1200.0},          {0, "next-tagged-event", 4600.0},
+        {0, "next-event", 4600.0},  // the last
+        {0, "prev-labelled-event", 1200.0}, {0, "prev-tagged-event", 1001.0},
+        {0, "prev-event", 1000.0},          {0, "prev-event", 1000.0},  // 300 would start the view below 0
+        {1, "prev-event", 300.0},           {1, "next-event", 1400.0},
+    };
+    for (const auto& [keepsLeftEdge, id, start] : steps) {
+        SCOPED_TRACE(testing::Message() << id << " to " << start);
+        session.options.expandContractFocus = keepsLeftEdge;
+        Run(id);
+        ExpectViewport(start, start + 800.0);
+    }
 }
 
 TEST_F(EventCommandsTest, FindGoesThroughItsOwnChannelInAnyOrder) {
@@ -334,10 +299,7 @@ TEST_F(EventCommandsTest, FindGoesThroughItsOwnChannelInAnyOrder) {
     for (const int on : {700, 100, 500, 300}) Chan(9).AppendLoaded({on, on + 10});
     doc->UpdateAllViews(UpdateHint::events);
     EXPECT_FALSE(IsEnabled("next-event"));
-    host.fillForms.push_back([](Form& form) {
-        form["channel"].text = "j";
-        return true;
-    });
+    Fill([](Form& form) { form["channel"].text = "j"; });
     Run("event-channel-navigation");
     std::vector<long> found;
     for (int i = 0; i < 5; ++i) {

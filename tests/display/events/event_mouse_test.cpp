@@ -1,6 +1,6 @@
-#include "display/events/event_forms.h"
+#include <fmt/format.h>
+
 #include "display/events/event_view_fixture.h"
-#include "host/form.h"
 
 namespace kymora::test {
 namespace {
@@ -47,19 +47,7 @@ TEST_F(EventMouseTest, EdgesAreDraggedAndHeldApart) {
     doc->Undo().Undo();
     Drag(1150, 1020);  // and the end a sample behind the onset
     EXPECT_EQ(SpansOf(), (Spans{{1100, 1101}}));
-    EXPECT_EQ(window.status, "");
-}
-
-TEST_F(EventMouseTest, OnsetDraggedPastAnotherSortsItBehind) {
-    Open();
-    Add(1100, 1400, 1);
-    Add(1200, 1210, 2);
-    Add(1200, 1220, 3);
-    const ChannelState before = State();
-    Drag(1100, 1200);
-    EXPECT_EQ(SpansOf(), (Spans{{1200, 1210}, {1200, 1220}, {1200, 1400}}));
-    EXPECT_EQ(Chan().Events()[2].eventTag, 1);
-    ExpectUndone(before, "Stretch event");
+    EXPECT_EQ(window->status, "");
 }
 
 TEST_F(EventMouseTest, EndsOfTheRecordingHoldEvents) {
@@ -67,7 +55,7 @@ TEST_F(EventMouseTest, EndsOfTheRecordingHoldEvents) {
     Add(9600, 9700);
     view->Mouse().Down({70 + 200, rowY});  // its end
     view->Mouse().Move({860, rowY});
-    EXPECT_EQ(window.status, "Channel c: 9600.000 ms to 10000.000 ms, duration 400.000 ms");
+    EXPECT_EQ(window->status, "Channel c: 9600.000 ms to 10000.000 ms, duration 400.000 ms");
     view->Mouse().Up({860, rowY});
     EXPECT_EQ(SpansOf(), (Spans{{9600, 10000}}));
     view->SetMouseMode(mouseMoveEvents);
@@ -104,7 +92,7 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
     Open();
     Add(1100, 1150, 2, "old");
     ChannelState before = State();
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         EXPECT_EQ(form.title, "Event properties");
         EXPECT_EQ(form.Number("onset"), 1100.0);
         EXPECT_EQ(form.Number("duration"), 50.0);
@@ -114,7 +102,6 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
         form["label"].text = "new";
         form["ownColour"].flag = true;
         form["colour"].colour = 0;  // black, which is not the channel's colour
-        return true;
     });
     view->Mouse().DoubleClick({X(1125), rowY});
     ASSERT_EQ(SpansOf(), (Spans{{1200, 1250}}));
@@ -125,12 +112,11 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
     ExpectUndone(before, "Event properties");
 
     doc->Undo().Undo();
-    host.fillForms.push_back([](Form&) { return true; });  // accepted as it stands
+    Fill([](Form&) {});  // accepted as it stands
     view->Mouse().DoubleClick({X(1125), rowY});
     EXPECT_TRUE(State() == before);
-    host.fillForms.push_back([](Form& form) {
+    Fill([](Form& form) {
         form["onset"].number = 10000.0;  // the recording ends before
-        return true;
     });
     view->Mouse().DoubleClick({X(1125), rowY});
     EXPECT_FALSE(host.formFault.empty());
@@ -166,11 +152,11 @@ TEST_F(EventMouseTest, LockedChannelRefusesOnceAndKeepsAll) {
     Add(1200, 1250);
     Chan().channelLocked = true;
     const ChannelState before = State();
-    constexpr int modes[] = {mouseNormal,       mouseMergeEvents, mouseDeleteChannel,
-                             mouseDeleteEvents, mouseInsertFirst, 5,
-                             mouseInsertLast,   mouseAddTag,      mouseDeleteTag,
-                             mouseEditLabel,    mouseClearLabel,  mouseColourEvents,
-                             mouseStretch,      mouseEventGroup,  mouseMoveEvents};
+    const int modes[] = {mouseNormal,       mouseMergeEvents, mouseDeleteChannel,
+                         mouseDeleteEvents, mouseInsertFirst, 5,
+                         mouseInsertLast,   mouseAddTag,      mouseDeleteTag,
+                         mouseEditLabel,    mouseClearLabel,  mouseColourEvents,
+                         mouseStretch,      mouseEventGroup,  mouseMoveEvents};
     for (const int mode : modes) {
         view->SetMouseMode(mode);
         host.Forget();
@@ -207,6 +193,8 @@ TEST_F(EventMouseTest, MergingMakesOneEventOfThoseTouched) {
     ExpectUndone(before, "Merge events in channel");
     Click(1600);  // one alone stays
     EXPECT_EQ(Chan().GetNumEvents(), 3);
+    Drag(1115, 1130);  // the first one reaches farther
+    EXPECT_EQ(SpansOf(), (Spans{{1100, 1510}, {1600, 1610}}));
     EXPECT_EQ(view->m_nMouseMode, mouseMergeEvents);
 }
 
@@ -306,46 +294,46 @@ TEST_F(EventMouseTest, TagsLabelsAndColoursKeepTheTable) {
     Add(1100, 1110), Add(1200, 1210, 4, "two"), Add(1200, 1220), Add(1300, 1310, 0, "three");
     Chan().SetEventExtra({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {0, 0, 0}});
     const auto rows = Chan().EventExtra();
-    ChannelState before = State();
-    view->SetMouseMode(mouseAddTag);
-    Drag(1150, 1305);
-    const auto tags = [&] {
-        std::vector<int> all;
-        for (const CEventKM& event : Chan().Events()) all.push_back(event.eventTag);
-        return all;
-    };
-    EXPECT_EQ(tags(), (std::vector<int>{0, 4, 1, 1}));  // a tag that is there stays
-    ExpectUndone(before, "Add event tag");
-    before = State();
-    view->SetMouseMode(mouseDeleteTag);
-    Click(1205);  // the event that starts last of those two
-    EXPECT_EQ(tags(), (std::vector<int>{0, 4, 0, 1}));
-    ExpectUndone(before, "Del event tag");
-    before = State();
-    view->SetMouseMode(mouseClearLabel);
-    Drag(1050, 1400);
-    EXPECT_EQ(Chan().GetCount(EventKind::labelled), 0);
-    ExpectUndone(before, "Clear event label");
-    before = State();
-    view->SetMouseMode(mouseEditLabel);
-    host.fillForms.push_back([](Form& form) {
-        form["label"].text = "neu \xC3\xA4";
-        return true;
-    });
-    Click(1105);
-    EXPECT_EQ(Chan().Events()[0].eventLabel.View(), "neu \xC3\xA4");
-    ExpectUndone(before, "Edit event label");
-    before = State();
     session.eventPaint = 0x00FF00;
-    view->SetMouseMode(mouseColourEvents);
-    Click(1105);
-    EXPECT_EQ(Chan().Events()[0].eventColour, 0x00FF00u);
-    ExpectUndone(before, "Set event colour");
+    Fill([](Form& form) { form["label"].text = "neu \xC3\xA4"; });
+    const struct {
+        int mode, from, to;
+        const char *name, *after;
+    } steps[] = {
+        {mouseAddTag, 1150, 1305, "Add event tag", "0 |4 two|1 |1 three|"},     // a tag that is there stays
+        {mouseDeleteTag, 1205, 1205, "Del event tag", "0 |4 two|0 |1 three|"},  // starts last of the two
+        {mouseClearLabel, 1050, 1400, "Clear event label", "0 |4 |0 |1 |"},
+        {mouseEditLabel, 1105, 1105, "Edit event label", "0 neu \xC3\xA4|4 |0 |1 |"},
+        {mouseColourEvents, 1105, 1105, "Set event colour", "0 neu \xC3\xA4 ff00|4 |0 |1 |"},
+    };
+    ChannelState before = State();
+    for (const auto& [mode, from, to, name, after] : steps) {
+        SCOPED_TRACE(name);
+        before = State();
+        view->SetMouseMode(mode);
+        Drag(from, to);
+        std::string found;
+        for (const CEventKM& event : Chan().Events()) {
+            found += fmt::format("{} {}", event.eventTag, event.eventLabel.View());
+            found += event.eventColour != 0 ? fmt::format(" {:x}|", event.eventColour) : "|";
+        }
+        EXPECT_EQ(found, after);
+        ExpectUndone(before, name);
+    }
     EXPECT_EQ(Chan().EventExtra(), rows);
-    const std::string last = doc->Undo().UndoName();
     Click(1105);  // the same colour again is no change
     doc->Undo().Undo();
     EXPECT_TRUE(State() == before);
+}
+
+TEST_F(EventMouseTest, ABodyIsStretchedByTheNearerEdge) {
+    Open();
+    Add(1100, 1200);
+    view->SetMouseMode(mouseStretch);
+    Drag(1140, 1130);
+    EXPECT_EQ(SpansOf(), (Spans{{1090, 1200}}));
+    Drag(1160, 1170);
+    EXPECT_EQ(SpansOf(), (Spans{{1090, 1210}}));
 }
 
 TEST_F(EventMouseTest, MovingKeepsDurationAndSortsIn) {
@@ -355,7 +343,7 @@ TEST_F(EventMouseTest, MovingKeepsDurationAndSortsIn) {
     ExpectEscapable(1125, 1700);
     const ChannelState before = State();
     Press(1125), MoveTo(1325), MoveTo(1225);
-    EXPECT_EQ(window.status, "Channel c: 1200.000 ms to 1250.000 ms, duration 50.000 ms");
+    EXPECT_EQ(window->status, "Channel c: 1200.000 ms to 1250.000 ms, duration 50.000 ms");
     Release(1225);
     EXPECT_EQ(SpansOf(), (Spans{{1200, 1210}, {1200, 1220}, {1200, 1250}, {1300, 1310}}));
     EXPECT_EQ(Chan().Events()[2].eventTag, 1);

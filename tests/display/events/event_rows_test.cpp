@@ -5,112 +5,14 @@
 namespace kymora::test {
 namespace {
 
-class EventRowsTest : public ViewTest {
-  protected:
-    void Open(double start, double end) {
-        doc = Ramp(1, 2000000);
-        doc->view.viewStart = start;
-        doc->view.viewEnd = end;
-        doc->eventChannels[2].SetDisplayPosition(0.5);  // y = 10 + 200
-        doc->eventChannels[2].channelColour = red;
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);  // 800 pixels from 70
-        view->OnInitialUpdate();
-    }
-    void TearDown() override { view.reset(); }
-    void Draw() {
-        device = {};
-        DrawEventRows(view->Plot(), device);
-    }
-    static constexpr uint32_t red = 0x0000FF, blue = 0xFF0000;
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
-    RecordingDevice device;
-};
-
-TEST_F(EventRowsTest, EventIsATickAtItsStartAndABarToItsEnd) {
-    Open(1000.0, 1800.0);  // a pixel a sample
-    doc->AddEvent(2, {1100, 1150});
-    doc->AddEvent(2, {1200, 1200, 0.0f, 0, blue});
-    doc->AddEvent(2, {5000, 5100});  // not in sight
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw();
-    EXPECT_EQ(device.RectsOf(red),
-              (std::vector<DrawnShape>{{{170, 209, 220, 212}, red}, {{170, 205, 171, 216}, red}}));
-    EXPECT_EQ(device.RectsOf(blue), (std::vector<DrawnShape>{{{270, 205, 271, 216}, blue}}));
-    EXPECT_TRUE(device.Wrote("c"));
-}
-
-TEST_F(EventRowsTest, LongEventReachesInFromBefore) {
-    Open(1000.0, 1800.0);
-    doc->AddEvent(2, {10, 1020});
-    for (int i = 20; i < 900; ++i) doc->AddEvent(2, {i, i + 1});
-    doc->AddEvent(2, {1790, 900000});
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw();
-    EXPECT_EQ(device.RectsOf(red),
-              (std::vector<DrawnShape>{
-                  {{70, 209, 90, 212}, red}, {{860, 209, 870, 212}, red}, {{860, 205, 861, 216}, red}}));
-}
-
-TEST_F(EventRowsTest, AMillionEventsCostPixels) {
-    Open(0.0, 2000000.0);
-    for (int i = 0; i < 1000000; ++i) doc->AddEvent(2, {2 * i, 2 * i + 1});
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw();
-    const auto rects = device.RectsOf(red);
-    EXPECT_LE(rects.size(), 1600u);
-    int columns = 0;  // none of them is missing
-    for (const DrawnShape& shape : rects)
-        if (shape.rect.Height() == 11) columns += shape.rect.Width();
-    EXPECT_EQ(columns, 800);
-}
-
-TEST_F(EventRowsTest, DisorderedChannelShowsAllItsEvents) {
-    Open(1000.0, 1800.0);
-    for (const int on : {1700, 1100, 1500, 1300}) doc->eventChannels[2].AppendLoaded({on, on + 10});
-    doc->eventChannels[2].CheckOrder();
-    ASSERT_FALSE(doc->eventChannels[2].IsInOrder());
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw();
-    EXPECT_EQ(device.RectsOf(red).size(), 8u);
-}
-
-TEST_F(EventRowsTest, LabelsStandWhereTheyDoNotCollide) {
-    Open(1000.0, 1800.0);
-    doc->eventChannels[2].channelLabel = "stages";
-    const auto add = [&](int on, const char* label) {
-        CEventKM event{on, on + 1};
-        event.eventLabel = label;
-        doc->AddEvent(2, event);
-    };
-    add(1100, "wake");
-    add(1110, "hidden");
-    add(1400, "sleep");
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw();
-    EXPECT_TRUE(device.Wrote("wake"));
-    EXPECT_FALSE(device.Wrote("hidden"));
-    EXPECT_TRUE(device.Wrote("sleep"));
-    EXPECT_TRUE(device.Wrote("c: stages"));
-    view->Set(&ViewSettings::m_bShowEventLabels, !view->m_bShowEventLabels, "Event labels");
-    view->Set(&ViewSettings::m_bShowEventChanLabels, !view->m_bShowEventChanLabels, "Event chan labels");
-    Draw();
-    EXPECT_TRUE(device.texts.empty());
-    doc->eventChannels[2].channelVisible = 0;
-    Draw();
-    EXPECT_TRUE(device.rects.empty());
-}
-
-// --- shapes ---
-
-class EventShapesTest : public EventViewTest {
+class EventRowsTest : public EventViewTest {
   protected:
     static constexpr uint32_t red = 0x0000FF, blue = 0xFF0000, green = 0x00FF00;
-    void Draw(int shape) {
+    void Draw(int shape = shapeUsual) {
         Chan().channelColour = red;
         Chan().channelColourAlt = blue;
         Chan().channelDrawMode = shape;
+        doc->UpdateAllViews(UpdateHint::events);
         device = {};
         DrawEventRows(view->Plot(), device);
     }
@@ -121,7 +23,52 @@ class EventShapesTest : public EventViewTest {
     RecordingDevice device;
 };
 
-TEST_F(EventShapesTest, FollowTheDrawMode) {
+TEST_F(EventRowsTest, EventIsATickAtItsStartAndABarToItsEnd) {
+    Open();
+    Add(1100, 1150);
+    Chan().AddEvent({1200, 1200, 0.0f, 0, blue});
+    Add(5000, 5100);  // not in sight
+    Draw();
+    EXPECT_EQ(Rects(red), (std::vector<DrawnShape>{Rect(1100, -1, 1150, 2), Rect(1100, -5, 1101, 6)}));
+    EXPECT_EQ(Rects(blue), std::vector<DrawnShape>{Rect(1200, -5, 1201, 6, blue)});
+    EXPECT_TRUE(device.Wrote("c"));
+}
+
+TEST_F(EventRowsTest, LongEventReachesInFromBefore) {
+    Open();
+    Add(10, 1020);
+    for (int i = 20; i < 900; ++i) Chan().AddEvent(i, i + 1);
+    Add(1790, 900000);
+    Draw();
+    EXPECT_EQ(Rects(red), (std::vector<DrawnShape>{Rect(1000, -1, 1020, 2), Rect(1790, -1, 1800, 2),
+                                                   Rect(1790, -5, 1791, 6)}));
+}
+
+TEST_F(EventRowsTest, DisorderedChannelShowsAllItsEvents) {
+    Open();
+    for (const int on : {1700, 1100, 1500, 1300}) Chan().AppendLoaded({on, on + 10});
+    Chan().CheckOrder();
+    ASSERT_FALSE(Chan().IsInOrder());
+    Draw();
+    EXPECT_EQ(Rects(red).size(), 8u);
+}
+
+TEST_F(EventRowsTest, LabelsStandWhereTheyDoNotCollide) {
+    Open();
+    Add(1100, 1101, 0, "wake"), Add(1110, 1111, 0, "hidden"), Add(1400, 1401, 0, "sleep");
+    Draw();
+    EXPECT_TRUE(device.Wrote("wake") && device.Wrote("sleep"));
+    EXPECT_FALSE(device.Wrote("hidden"));
+    view->Set(&ViewSettings::m_bShowEventLabels, false, "Event labels");
+    view->Set(&ViewSettings::m_bShowEventChanLabels, false, "Event chan labels");
+    Draw();
+    EXPECT_TRUE(device.texts.empty());
+    Chan().channelVisible = 0;
+    Draw();
+    EXPECT_TRUE(device.rects.empty());
+}
+
+TEST_F(EventRowsTest, FollowTheDrawMode) {
     Open();
     Add(1100, 1150);
     const DrawnShape tick = Rect(1100, -5, 1101, 6);
@@ -143,7 +90,7 @@ TEST_F(EventShapesTest, FollowTheDrawMode) {
     }
 }
 
-TEST_F(EventShapesTest, ShadeLiesBehindTheWholeHeight) {
+TEST_F(EventRowsTest, ShadeLiesBehindTheWholeHeight) {
     Open();
     Add(1100, 1150);
     Draw(shapeShades);
@@ -158,18 +105,18 @@ TEST_F(EventShapesTest, ShadeLiesBehindTheWholeHeight) {
     EXPECT_TRUE(device.rects.empty());
 }
 
-TEST_F(EventShapesTest, TagsShowByColourAndMark) {
+TEST_F(EventRowsTest, TagsShowByColourAndMark) {
     Open();
     Add(1100, 1150, 1);
     Add(1300, 1310);
-    Draw(shapeUsual);
+    Draw();
     EXPECT_EQ(Rects(blue),
               (std::vector<DrawnShape>{Rect(1100, -1, 1150, 2, blue), Rect(1100, -5, 1101, 6, blue),
                                        Rect(1098, -9, 1103, -6, blue)}));
     EXPECT_EQ(Rects(red).size(), 2u);
 }
 
-TEST_F(EventShapesTest, NoneOfAMillionIsLost) {
+TEST_F(EventRowsTest, NoneOfAMillionIsLost) {
     Open(0.0, 10000000.0, 10000000);
     for (int i = 0; i < 1000000; ++i) {
         CEventKM event{10 * i, 10 * i + 4};
@@ -178,35 +125,37 @@ TEST_F(EventShapesTest, NoneOfAMillionIsLost) {
         if (i == 500) event.offPosition = 4000000;                       // from pixel 0 to 320
         Chan().AddEvent(std::move(event));
     }
-    doc->UpdateAllViews(UpdateHint::events);
-    Draw(shapeUsual);
+    Draw();
     EXPECT_EQ(Rects(blue),
               (std::vector<DrawnShape>{{{593, 205, 594, 216}, blue}, {{591, 201, 596, 204}, blue}}));
     EXPECT_EQ(Rects(green), (std::vector<DrawnShape>{{{169, 205, 170, 216}, green}}));
     EXPECT_TRUE(device.Wrote("here"));
     EXPECT_EQ(Rects(red)[0].rect, (PixelRect{70, 209, 390, 212}));
     EXPECT_LT(device.rects.size(), 20u);
+    int columns = 0;
+    for (const DrawnShape& shape : device.rects)
+        if (shape.rect.Height() == 11) columns += shape.rect.Width();
+    EXPECT_EQ(columns, 800) << "each has its tick";
 }
 
-TEST_F(EventShapesTest, LaterEventLiesOnTheLongOne) {
+TEST_F(EventRowsTest, LaterEventLiesOnTheLongOne) {
     Open();
     Chan().AddEvent({1100, 1500});
     Chan().AddEvent({1200, 1300, 0.0f, 0, green});
-    doc->UpdateAllViews(UpdateHint::events);
     Draw(shapeBars);
     EXPECT_EQ(Rects(green).back(), Rect(1200, -4, 1300, 5, green));
     EXPECT_EQ(Rects(red), (std::vector<DrawnShape>{Rect(1100, -4, 1101, 5), Rect(1100, -4, 1200, 5),
                                                    Rect(1300, -4, 1500, 5)}));
 }
 
-TEST_F(EventShapesTest, NameStandsOnPaperAndTheSelectedOneIsFramed) {
+TEST_F(EventRowsTest, NameStandsOnPaperAndTheSelectedOneIsFramed) {
     Open();
     Chan().channelLabel = "spikes";
     Chan(4).SetDisplayPosition(0.25);
     Add(1000, 1100);
     Add(1000, 1100, 0, "", 4);
     view->m_crBackground = Rgb(1, 2, 3);
-    Draw(shapeUsual);
+    Draw();
     // "c: spikes" is 9 characters of 6 pixels, 12 high.
     EXPECT_EQ(Rects(Rgb(1, 2, 3)).at(0), (DrawnShape{{71, 204, 131, 216}, Rgb(1, 2, 3)}));
     EXPECT_TRUE(device.lines.empty());
@@ -214,21 +163,20 @@ TEST_F(EventShapesTest, NameStandsOnPaperAndTheSelectedOneIsFramed) {
     ASSERT_EQ(device.lines.size(), 1u);
     EXPECT_EQ(device.lines[0].points.front(), (Point{71, 204}));
     session.options.eventChannelMode = maxEventChannels;
-    Draw(shapeUsual);
+    Draw();
     EXPECT_TRUE(device.Wrote("2: spikes"));
     // A channel without events has a row while events are inserted into it.
     view->m_nMouseEventChan = 7;
     view->SetMouseMode(mouseInsertFirst);
-    Draw(shapeUsual);
+    Draw();
     EXPECT_TRUE(device.Wrote("7"));
 }
 
-TEST_F(EventShapesTest, SenselessEventsAndWindowsDrawSafely) {
+TEST_F(EventRowsTest, SenselessEventsAndWindowsDrawSafely) {
     Open();
     for (const CEventKM& event : {CEventKM{INT32_MIN, INT32_MAX}, CEventKM{1200, 1100},
                                   CEventKM{INT32_MAX, INT32_MIN}, CEventKM{-1, -1}})
         Chan().AppendLoaded(event);
-    doc->UpdateAllViews(UpdateHint::events);
     for (int shape = 0; shape < shapeCount; ++shape)
         for (const int size : {0, 3, 90, 880}) {
             view->OnSize(size, size / 2);

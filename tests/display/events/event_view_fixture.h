@@ -2,23 +2,12 @@
 // A view on a recording of 10,000 samples of 1 ms, with a sample on each of the 800 pixels from x = 70 on,
 // and channel 'c' as a row at y = 210.
 
-#include "display/commands/commands.h"
 #include "display/events/event_editing.h"
 #include "display/events/event_rows.h"
 #include "support/recording_device.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
-
-class StatusWindow : public ViewWindow {
-  public:
-    void Invalidate() override { ++invalidated; }
-    void ShowTimes() override {}
-    void LayoutChanged() override {}
-    void ShowStatus(std::string_view text) override { status = text; }
-    int invalidated = 0;
-    std::string status;
-};
 
 using Spans = std::vector<std::pair<int, int>>;
 
@@ -32,23 +21,16 @@ struct ChannelState {
     }
 };
 
-class EventViewTest : public ViewTest {
+class EventViewTest : public ShownTest {
   protected:
     static constexpr int c = 2;
     static constexpr int rowY = 210;
 
     void Open(double start = 1000.0, double end = 1800.0, int64_t length = 10000) {
-        doc = Ramp(1, length);
-        doc->view.viewStart = start;
-        doc->view.viewEnd = end;
+        Show(Ramp(1, length), Viewport{start, end});
         Chan().SetDisplayPosition(0.5);  // 10 + 400 / 2
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(880, 460);
-        view->OnInitialUpdate();
-        view->SetWindow(&window);
         view->m_nMouseEventChan = c;
     }
-    void TearDown() override { view.reset(); }
 
     CEventChan& Chan(int channel = c) { return doc->eventChannels[static_cast<size_t>(channel)]; }
     void Add(int on, int off, int tag = 0, const char* label = "", int channel = c) {
@@ -73,12 +55,6 @@ class EventViewTest : public ViewTest {
     void Drag(int from, int to, int y = rowY) {
         Press(from, y), MoveTo((from + to) / 2, y), MoveTo(to, y), Release(to, y);
     }
-    bool Run(std::string_view id) {
-        const Command* command = FindCommand(id);
-        EXPECT_TRUE(command) << id;
-        return command && RunCommand(*command, {*view});
-    }
-
     // The last action changed the channel from `before`; it can be taken back and made again to the last bit.
     void ExpectUndone(const ChannelState& before, std::string_view name, int channel = c) {
         const ChannelState after = State(channel);
@@ -96,10 +72,6 @@ class EventViewTest : public ViewTest {
         EXPECT_FALSE(doc->Undo().CanUndo());
         EXPECT_FALSE(doc->IsModified());
     }
-
-    StatusWindow window;
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
 };
 
 }  // namespace kymora::test
