@@ -1,7 +1,6 @@
 // Cursors: where they stand, what they read, their labels, and what the mouse does with them.
 
 #include "display/overlays/datum_lines.h"
-#include "host/form.h"
 
 #include "display/overlays/cursor_forms.h"
 #include "display/overlays/overlay_drags.h"
@@ -70,6 +69,7 @@ TEST_F(DatumTest, ValuesFollowTheSamples) {
 TEST_F(DatumTest, LabelsStandWhereTheyBelong) {
     Open();
     Run("cursor-show-ids");
+    EXPECT_EQ(window->repaints, 1);
     Lines().AddVertLine(470);
     Lines().AddHorzLine(135);
     const RecordingDevice device = Draw();
@@ -83,6 +83,9 @@ TEST_F(DatumTest, LabelsStandWhereTheyBelong) {
     EXPECT_EQ(PlaceOf(device, "Ax 1: 0.0", Ink()).x, 120) << doc->traces[0].axisLabel;
     EXPECT_EQ(PlaceOf(device, "Ax 2: 2173.9", Ink()).x, 220);
     EXPECT_EQ(device.LinesOf(Ink()).size(), 2u);
+    Lines().MoveHorzLine(0, 15);  // no room above it
+    EXPECT_EQ(PlaceOf(Draw(), "H:1", Ink()), (Point{73, 17}));
+    Lines().MoveHorzLine(0, 135);
 
     EXPECT_FALSE(IsChecked("cursor-show-none"));
     Run("cursor-show-none");
@@ -189,30 +192,30 @@ TEST_F(DatumTest, LinesThatGoDuringTheirDrag) {
 }
 
 TEST_F(DatumTest, CoupledLinesKeepTheirDistance) {
-    const std::vector<int> before{100, 400, 800};
-    const auto moved = [&](int choice) {
+    const auto moved = [&](std::vector<int> lines, int from, int to, std::vector<int> choices) {
         Open();
-        for (const int x : before) Lines().AddVertLine(x);
-        if (choice >= 0)
+        for (const int x : lines) Lines().AddVertLine(x);
+        for (const int choice : choices)
             Fill([choice](Form& form) {
                 EXPECT_EQ(form.title, "Coupled Cursor Error");
                 form["choice"].choice = choice;
             });
-        Drag(400, 300, 500, 300);
+        Drag(from, 300, to, 300);
+        EXPECT_TRUE(host.fillForms.empty());
         return VertX();
     };
-    EXPECT_EQ(moved(-1), (std::vector<int>{100, 500, 800}));
+    const std::vector<int> three{100, 400, 800};
+    EXPECT_EQ(moved(three, 400, 500, {}), (std::vector<int>{100, 500, 800}));
     Run("cursor-couple");
     EXPECT_TRUE(IsChecked("cursor-couple"));
-    EXPECT_EQ(moved(0), (std::vector<int>{200, 500, 800}));  // uncoupled for once
-    EXPECT_EQ(moved(1), (std::vector<int>{200, 500, 870}));  // at the edge
-    EXPECT_EQ(moved(2), before);                             // abandoned
-    EXPECT_EQ(moved(3), (std::vector<int>{200, 500}));       // deleted
-    EXPECT_EQ(moved(-1), before);                            // the dialog cancelled
-    host.forms.clear();
-    Drag(100, 300, 130, 300);
-    EXPECT_EQ(VertX(), (std::vector<int>{130, 430, 830}));
+    EXPECT_EQ(moved(three, 400, 430, {}), (std::vector<int>{130, 430, 830}));
     EXPECT_TRUE(host.forms.empty());
+    EXPECT_EQ(moved(three, 400, 500, {0}), (std::vector<int>{200, 500, 800}));  // uncoupled for once
+    EXPECT_EQ(moved(three, 400, 500, {1}), (std::vector<int>{200, 500, 870}));  // at the edge
+    EXPECT_EQ(moved(three, 400, 500, {2}), three);                              // abandoned
+    EXPECT_EQ(moved(three, 400, 500, {3}), (std::vector<int>{200, 500}));       // deleted
+    EXPECT_EQ(moved(three, 400, 500, {}), three);                               // the dialog cancelled
+    EXPECT_EQ(moved({820, 100, 850}, 100, 200, {3, 3}), std::vector<int>{200});
 }
 
 struct Listener : DatumListener {
@@ -246,10 +249,7 @@ TEST_F(DatumTest, MultiAddStaysInItsMode) {
     Open();
     Run("cursor-multi-add-vert");
     EXPECT_TRUE(IsChecked("cursor-multi-add-vert"));
-    for (const int x : {100, 200, 5}) {
-        Press(x, 100);
-        Release(x, 100);
-    }
+    for (const int x : {100, 200, 5}) Drag(x, 100, x, 100);
     EXPECT_EQ(VertX(), (std::vector<int>{100, 200}));
     Run("cursor-multi-add-horz");
     Press(100, 100);
@@ -263,17 +263,12 @@ TEST_F(DatumTest, MultiAddStaysInItsMode) {
 
 TEST_F(DatumTest, PlacesByNumbers) {
     Open();
-    Fill([](Form& form) {
-        EXPECT_EQ(form["time"].label, "Place line at time (ms)");
-        EXPECT_EQ(form.Number("time"), 0.0);
-        form["time"].number = 1000.0;
-    });
-    Run("cursor-place-at-time");
+    for (const double time : {1000.0, 1001.0}) {
+        Fill([time](Form& form) { form["time"].number = time; });
+        Run("cursor-place-at-time");
+    }
     EXPECT_EQ(VertX(), std::vector<int>{870});
-    Fill([](Form& form) { form["time"].number = 1001.0; });
-    Run("cursor-place-at-time");
     EXPECT_EQ(host.LastMessage(), "Specified time off screen: abandoned");
-    EXPECT_EQ(Lines().VertCount(), 1);
 
     Fill([](Form& form) {
         EXPECT_EQ(form.Integer("trace"), 1);
@@ -315,11 +310,10 @@ TEST_F(DatumTest, RelativeLevelsAreThoseOfTheSamples) {
 
 TEST_F(DatumTest, AddsALineAtARelativeLevel) {
     Open();
-    view->m_axes[0].m_dMax = 2300.0, view->m_axes[0].m_dMin = 0.0;  // 10 to the pixel
+    SetAxis(0, 0.0, 2300.0);  // 10 to the pixel
     const auto ask = [&](int trace, int start, int end) {
         host.Forget();
         Fill([=](Form& form) {
-            EXPECT_EQ(form.title, "Horizontal Datum Line (Relative)");
             form["trace"].number = trace;
             form["startCursor"].number = start;
             form["endCursor"].number = end;
@@ -334,17 +328,22 @@ TEST_F(DatumTest, AddsALineAtARelativeLevel) {
     Lines().AddVertLine(view->Plot().TimeToPixel(100.0));
     Lines().AddVertLine(view->Plot().TimeToPixel(500.0));
     ask(1, 1, 2);
+    ASSERT_EQ(Lines().HorzCount(), 2);
     EXPECT_EQ(Lines().HorzY(1), 200);  // 499
-    ask(1, 2, 1);
-    EXPECT_EQ(host.LastMessage(), "Start cursor should be before end cursor.");
-    ask(1, 1, 1);
-    EXPECT_EQ(host.LastMessage(), "Start cursor should be before end cursor.");
-    ask(3, 1, 2);
-    EXPECT_EQ(host.LastMessage(), "The selected data trace does not exist");
-    ask(0, 1, 2);
-    EXPECT_EQ(host.LastMessage(), "The selected data trace does not exist");
-    ask(2, 1, 2);  // 10499 is far above its axis
-    EXPECT_EQ(host.LastMessage(), "Specified value off screen: abandoned");
+    const struct {
+        int trace, start, end;
+        const char* message;
+    } refusals[] = {
+        {1, 2, 1, "Start cursor should be before end cursor."},
+        {1, 1, 1, "Start cursor should be before end cursor."},
+        {3, 1, 2, "The selected data trace does not exist"},
+        {0, 1, 2, "The selected data trace does not exist"},
+        {2, 1, 2, "Specified value off screen: abandoned"},  // 10499 is far above its axis
+    };
+    for (const auto& [trace, start, end, message] : refusals) {
+        ask(trace, start, end);
+        EXPECT_EQ(host.LastMessage(), message) << trace << " " << start << " " << end;
+    }
     ask(1, 1, 3);
     EXPECT_FALSE(host.formFault.empty());  // there is no third cursor
     EXPECT_EQ(Lines().HorzCount(), 2);

@@ -6,13 +6,10 @@
 namespace kymora::test {
 namespace {
 
-class GuideTest : public ViewTest {
+class GuideTest : public ShownTest {
   protected:
     void SetUp() override {
-        doc = Ramp(2, 1000);
-        view = std::make_unique<CKymoraView>(*doc);
-        view->OnSize(900, 560);
-        view->OnInitialUpdate(Viewport{0.0, 500.0});
+        Show(Ramp(2, 1000), Viewport{0.0, 500.0}, 560);
         view->SetLimits(1, 0.0, 100.0, "Limits");
     }
     RecordingDevice Draw(std::vector<ViewGuide> guides) {
@@ -21,9 +18,6 @@ class GuideTest : public ViewTest {
         DrawGuides(view->Plot(), device);
         return device;
     }
-
-    std::unique_ptr<MemoryDoc> doc;
-    std::unique_ptr<CKymoraView> view;
 };
 
 constexpr auto level = ViewGuide::Kind::level;
@@ -83,26 +77,28 @@ TEST_F(GuideTest, DraggingSetsTheParameter) {
         {{300, context.ValueToPixel(75.0, 1)}, {300, y}, {}},  // that one has no parameter
     };
     for (const Drag& drag : drags) {
-        view->SetGuides(
-            {{level, 1, 25.0, 1, "on", "level"}, {time, 0, 250.0, 2, {}, "end"}, {level, 1, 75.0, 3, {}}},
-            [&](const ViewGuide& guide, double at) { set.emplace_back(guide.parameter, at); });
+        view->SetGuides({{level, 1, 25.0, 4, {}, "under"},
+                         {level, 1, 25.0, 1, "on", "level"},
+                         {time, 0, 250.0, 2, {}, "end"},
+                         {level, 1, 75.0, 3, {}}},
+                        [&](const ViewGuide& guide, double at) { set.emplace_back(guide.parameter, at); });
         set.clear();
-        view->Mouse().Down({drag.from.x, drag.from.y});
-        view->Mouse().Move({drag.to.x, drag.to.y});
+        Press(drag.from.x, drag.from.y);
+        Move(drag.to.x, drag.to.y);
         EXPECT_TRUE(set.empty()) << "until the button is released";
-        view->Mouse().Up({drag.to.x, drag.to.y});
+        Release(drag.to.x, drag.to.y);
         EXPECT_EQ(set, drag.sets);
         EXPECT_EQ(view->GetViewport(), (Viewport{0.0, 500.0})) << drag.from.y;
         view->ChangeViewport({0.0, 500.0});
     }
     set.clear();
-    view->Mouse().Down({300, y});
-    view->Mouse().Move({300, y - 40});
+    Press(300, y);
+    Move(300, y - 40);
     RecordingDevice device;
     DrawFeedback(view->Plot(), device);
-    EXPECT_EQ(device.LinesOf(1).at(0).points, (std::vector<Point>{{70, y - 40}, {890, y - 40}}));
+    EXPECT_EQ(device.LinesOf(1).at(0).points, (std::vector<Point>{{70, y - 40}, {870, y - 40}}));
     view->Escape();
-    view->Mouse().Up({300, y - 40});
+    Release(300, y - 40);
     EXPECT_TRUE(set.empty());
 }
 
@@ -118,11 +114,11 @@ TEST_F(GuideTest, ToolsComeAndGo) {
     std::string heard;
     const auto anywhere = [](const PlotContext&, int, int) { return true; };
     const auto grab = [&](CKymoraView&, const MouseEvent&) { return std::make_unique<Recorded>(heard); };
-    const auto press = [&] { view->Mouse().Down({300, 100}), view->Mouse().Move({400, 100}); };
+    const auto press = [&] { Press(300, 100), Move(400, 100); };
     const MouseTool* tool = view->Mouse().Add(
         {{{anywhere, CursorShape::cross, grab}}, {{99, "lasso", CursorShape::cross, grab}}});
     press();
-    view->Mouse().Up({400, 100});
+    Release(400, 100);
     EXPECT_EQ(heard, "move release ");
     view->SetMouseMode(99);
     EXPECT_EQ(view->m_nMouseMode, 99);

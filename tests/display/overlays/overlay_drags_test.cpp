@@ -3,7 +3,6 @@
 #include "display/overlays/overlay_annotations.h"
 #include "display/overlays/overlay_scale_bars.h"
 #include "support/overlay_fixture.h"
-#include "support/recording_window.h"
 
 namespace kymora::test {
 namespace {
@@ -191,7 +190,7 @@ TEST_P(OverlayDrags, TheReleaseIsOneStepSeenInAllViews) {
     CKymoraView second(*doc);
     second.OnSize(400, 300);
     second.OnInitialUpdate();
-    RecordingWindow window(second);
+    RecordingWindow itsWindow(second);
     Drag(kind.at.x, kind.at.y, kind.to.x, kind.to.y);
     ExpectNear(kind.moved);
     EXPECT_EQ(doc->Undo().UndoName(), kind.undo);
@@ -199,7 +198,7 @@ TEST_P(OverlayDrags, TheReleaseIsOneStepSeenInAllViews) {
     if (BelongsToView()) return;
     const std::vector<double> after = kind.state(*view);
     for (const bool undo : {true, false}) {
-        EXPECT_GT(std::exchange(window.repaints, 0), 0);
+        EXPECT_GT(std::exchange(itsWindow.repaints, 0), 0);
         EXPECT_TRUE(undo ? doc->Undo().Undo() : doc->Undo().Redo());
         EXPECT_EQ(kind.state(*view), undo ? before : after);
     }

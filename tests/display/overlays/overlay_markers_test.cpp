@@ -1,12 +1,8 @@
 // Markers of a recording in a view, and the commands that look for markers and annotations.
 
 #include "display/overlays/overlay_markers.h"
-#include "host/form.h"
 
-#include "document/float_doc.h"
-#include "document/native_writer.h"
 #include "support/overlay_fixture.h"
-#include "support/recording_window.h"
 
 namespace kymora::test {
 namespace {
@@ -47,15 +43,10 @@ TEST_F(MarkerTest, AddedInOrderAndTakenBack) {
     Press(370, 300);                                // cancelled
     EXPECT_EQ(view->m_nMouseMode, mouseNormal);
     EXPECT_EQ(doc->markers.size(), 5u);
-}
-
-TEST_F(MarkerTest, TheContextMenuAddsThemOnThePlotOnly) {
-    Open();
     Fill([](Form& form) { EXPECT_EQ(form.Number("time"), 250.0); });
-    Run("marker-add", Point{270, 300});
-    Run("marker-add", Point{20, 300});  // on an axis: time -62.5 is not in view
-    ASSERT_EQ(doc->markers.size(), 2u);
-    EXPECT_EQ(doc->markers[1].m_dTime, 500.0);
+    Run("marker-add", Point{270, 300});  // from the context menu
+    Run("marker-add", Point{20, 300});   // on an axis: time -62.5 is not in view, so in the middle
+    EXPECT_EQ(Labels(), "a by mouse  b   c ");
 }
 
 TEST_F(MarkerTest, DrawnAtTheTopOfThePlot) {
@@ -82,26 +73,20 @@ TEST_F(MarkerTest, DrawnAtTheTopOfThePlot) {
     EXPECT_EQ(MarkerAt(view->Plot(), 70, 15), -1);
 }
 
-TEST_F(MarkerTest, DraggedUnlessLocked) {
+TEST_F(MarkerTest, DraggedInTimeUnlessLocked) {
     Open();
-    Put({{250.0, "a"}, {500.0, "b"}});
+    Put({{250.3, "a"}, {500.0, "b"}});  // 250.3 is not at a pixel
     Press(270, 15);
     Move(570, 15);
     EXPECT_TRUE(Draw().Wrote("625.00 ms"));
-    Release(570, 15);
-    EXPECT_EQ(Labels(), "b a ");
-    doc->Undo().Undo();
-    doc->SetModifiedFlag(false);
-    doc->markers[0].m_dTime = 250.3;  // not at a pixel
-    Drag(270, 15, 270, 300);
-    EXPECT_EQ(doc->markers[0].m_dTime, 250.3);
-    EXPECT_FALSE(doc->IsModified());
-
-    Run("marker-lock");
+    view->Escape();
+    for (const bool locked : {false, true}) {
+        if (locked) Run("marker-lock");
+        Drag(270, 15, locked ? 570 : 270, 300);
+        EXPECT_EQ(doc->markers[0].m_dTime, 250.3) << locked;
+        EXPECT_FALSE(doc->IsModified());
+    }
     EXPECT_TRUE(IsChecked("marker-lock"));
-    Drag(270, 15, 570, 15);
-    EXPECT_EQ(doc->markers[0].m_dTime, 250.3);
-    EXPECT_FALSE(doc->IsModified());
 }
 
 TEST_F(MarkerTest, EditedAndDeleted) {
@@ -161,101 +146,33 @@ TEST_F(MarkerTest, BecomeEventsOfAChannel) {
     EXPECT_FALSE(doc->IsModified());
 }
 
-TEST_F(MarkerTest, FoundFromTheReference) {
+TEST_F(MarkerTest, FoundFromTheReferenceAsAnnotationsAre) {
     Open();
-    Put({{300.0, "a"}, {700.0, "b"}, {2000.0, "c"}});
-    session.options.expandContractFocus = 0;  // from the middle, 500
-    Run("next-marker");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 200.0);
-    Run("next-marker");  // not the same again
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 1500.0);
-    Run("next-marker");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 1500.0);
-    Run("prev-marker");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 200.0);
-    Run("prev-marker");  // would start at -200
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 200.0);
-    session.options.expandContractFocus = 1;
-    Run("next-marker");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 300.0);
-    Run("next-marker");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 700.0);
-
     EXPECT_FALSE(IsEnabled("next-annotation"));
-    doc->traceAnnotations[1].push_back({});
-    doc->traceAnnotations[1].back().m_dTime = 900.0;
-    doc->traceAnnotations[0].push_back({});
-    doc->traceAnnotations[0].back().m_dTime = 800.0;
-    Run("next-annotation");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 800.0);
-    Run("next-annotation");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 900.0);
-    Run("prev-annotation");
-    EXPECT_DOUBLE_EQ(view->m_StartTime, 800.0);
-    EXPECT_EQ(FindCommand(Key{KeyCode::character, 'm', true, false})->id, "next-marker");
-    EXPECT_EQ(FindCommand(Key{KeyCode::character, 'a', false, true})->id, "prev-annotation");
-}
-
-TEST_F(MarkerTest, LettersLoseTheirMeaningWhileEventsAreInserted) {
-    Open();
-    const auto idOf = [&](char c) {
-        const Command* command = FindCommand(*view, Key{KeyCode::character, c, false, false});
-        return command ? command->id : "none";
-    };
-    EXPECT_EQ(idOf('m'), "marker-add");
-    EXPECT_EQ(idOf('a'), "annotation-add");
-    EXPECT_EQ(idOf('v'), "cursor-add-vert");
-    EXPECT_EQ(idOf('h'), "cursor-add-horz");
-    view->m_nMouseMode = mouseInsertFirst;
-    for (const char c : {'m', 'a', 'v', 'h'}) EXPECT_EQ(idOf(c), std::string("event-channel-") + c);
-}
-
-TEST_F(MarkerTest, AllViewsOfTheRecordingArePaintedAgain) {
-    Open();
-    CKymoraView second(*doc);
-    second.OnSize(400, 300);
-    second.OnInitialUpdate();
-    RecordingWindow window(second);
-    const auto repaints = [&](auto act) {
-        window.repaints = 0;
-        act();
-        return window.repaints > 0;
-    };
-    for (const char* id : {"marker-add", "annotation-add", "scale-bar-add-horz", "scale-bar-add-vert"}) {
-        Fill([](Form& form) {
-            if (form.title == "Add annotation") form["text"].text = "note";
-        });
-        if (std::string_view(id) == "marker-add") host.fillForms.clear();  // it asks nothing
-        EXPECT_TRUE(repaints([&] { Run(id); })) << id;
-        EXPECT_TRUE(repaints([&] { doc->Undo().Undo(); })) << id;
-        EXPECT_TRUE(repaints([&] { doc->Undo().Redo(); })) << id;
+    Put({{300.0, "a"}, {700.0, "b"}, {2000.0, "c"}});
+    for (const auto& [trace, time] : {std::pair(size_t{1}, 900.0), {size_t{0}, 800.0}}) {
+        doc->traceAnnotations[trace].push_back({});
+        doc->traceAnnotations[trace].back().m_dTime = time;
     }
-    for (const char* id : {"annotation-del-all", "scale-bar-del-vert", "scale-bar-del-horz"})
-        EXPECT_TRUE(repaints([&] { Run(id); })) << id;
-}
-
-TEST_F(MarkerTest, OverlaysSurviveSavingAndOpening) {
-    Open();
-    Run("marker-add");
-    Fill([](Form& form) { form["text"].text = "two\nlines"; });
-    Run("annotation-add");
-    Fill([](Form&) {});
-    Run("scale-bar-add-horz");
-    Fill([](Form& form) { form["trace"].choice = 1; });
-    Run("scale-bar-add-vert");
-    WriteNativeFile(*doc, "/saved.kymr-dat");
-
-    CFloatDoc loaded(session);
-    ASSERT_TRUE(loaded.OnOpenDocument("/saved.kymr-dat"));
-    EXPECT_EQ(loaded.markers, doc->markers);
-    ASSERT_EQ(loaded.traceAnnotations[0].size(), 1u);
-    EXPECT_EQ(loaded.traceAnnotations[0][0].m_strLabel, "two\r\nlines");
-    EXPECT_EQ(loaded.traceAnnotations[0][0].m_logFont, LogFont::Screen());
-    EXPECT_EQ(loaded.traceAnnotations[0][0].m_fValue, 1000.0f);
-    EXPECT_EQ(loaded.scaleBars[0].single.m_fLength, doc->scaleBars[0].single.m_fLength);
-    ASSERT_EQ(loaded.scaleBars[1].list.size(), 1u);
-    EXPECT_EQ(loaded.scaleBars[1].list[0], doc->scaleBars[1].list[0]);
-    EXPECT_EQ(loaded.scaleBars[1].list[0].m_nTrace, 1);
+    const struct {
+        int keepsLeftEdge;
+        const char* id;
+        double start;
+    } steps[] = {
+        {0, "next-marker", 200.0},   // from the middle, 500
+        {0, "next-marker", 1500.0},  // not the same again
+        {0, "next-marker", 1500.0},    {0, "prev-marker", 200.0},
+        {0, "prev-marker", 200.0},  // would start at -200
+        {1, "next-marker", 300.0},     {1, "next-marker", 700.0},
+        {1, "next-annotation", 800.0}, {1, "next-annotation", 900.0},
+        {1, "prev-annotation", 800.0},
+    };
+    for (const auto& [keepsLeftEdge, id, start] : steps) {
+        SCOPED_TRACE(testing::Message() << id << " to " << start);
+        session.options.expandContractFocus = keepsLeftEdge;
+        Run(id);
+        ExpectViewport(start, start + 1000.0);
+    }
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "display/overlays/overlay_scale_bars.h"
 #include "display/picture.h"
 #include "drawing/cairo_device.h"
-#include "host/form.h"
 #include "support/overlay_fixture.h"
 
 namespace kymora::test {
@@ -47,15 +46,21 @@ TEST(OverlayFonts, StoredFontsAndTheUsers) {
     EXPECT_EQ(changed.italic, 255);
     EXPECT_EQ(changed.charSet, 161);
 
-    stored.height = 18;  // of a line
-    EXPECT_EQ(FontSpecOf(stored).pixelHeight, 15);
-    EXPECT_EQ(LogFontOf(FontSpecOf(stored), stored).height, 18);
-    stored.height = 0;
-    EXPECT_EQ(FontSpecOf(stored).pixelHeight, 11);
-    stored.height = std::numeric_limits<int32_t>::min();
-    stored.weight = -7;
-    EXPECT_EQ(FontSpecOf(stored).pixelHeight, 400);
-    EXPECT_EQ(FontSpecOf(stored).weight, 400);
+    const struct {
+        int32_t height, weight;
+        int pixelHeight, usedWeight;
+    } odd[] = {
+        {18, 700, 15, 700},  // of a line
+        {0, 700, 11, 700},
+        {std::numeric_limits<int32_t>::min(), -7, 400, 400},
+    };
+    for (const auto& [height, weight, pixelHeight, usedWeight] : odd) {
+        stored.height = height;
+        stored.weight = weight;
+        EXPECT_EQ(FontSpecOf(stored).pixelHeight, pixelHeight) << height;
+        EXPECT_EQ(FontSpecOf(stored).weight, usedWeight) << height;
+        EXPECT_EQ(LogFontOf(FontSpecOf(stored), stored), stored) << height;
+    }
 }
 
 TEST_F(AnnotationTest, DrawnAtTimeAndValue) {
@@ -65,12 +70,9 @@ TEST_F(AnnotationTest, DrawnAtTimeAndValue) {
     Put(0, 1000.5, 0.0f, "behind");
     Put(0, -0.5, 0.0f, "before");
     const RecordingDevice device = Draw();
-    const auto placeOf = [&](std::string_view text, uint32_t colour) {
-        return PlaceOf(device, text, colour);
-    };
-    EXPECT_EQ(placeOf("first", 0x2233FF), (Point{470, 135}));
-    EXPECT_EQ(placeOf("second", 0x2233FF), (Point{470, 147}));
-    EXPECT_EQ(placeOf("end", 0), (Point{870, 270}));
+    EXPECT_EQ(PlaceOf(device, "first", 0x2233FF), (Point{470, 135}));
+    EXPECT_EQ(PlaceOf(device, "second", 0x2233FF), (Point{470, 147}));
+    EXPECT_EQ(PlaceOf(device, "end", 0), (Point{870, 270}));
     EXPECT_FALSE(device.Wrote("behind") || device.Wrote("before"));
     EXPECT_EQ(device.texts.back().style.font->face, "Ms Sans Serif");
     EXPECT_EQ(device.texts.back().style.font->pixelHeight, 11);
@@ -105,8 +107,6 @@ TEST_F(AnnotationTest, AddedAtTheTopOfTheFirstAxis) {
         EXPECT_EQ(form.Number("time"), 500.0);
         EXPECT_EQ(form.Number("value"), 1000.0);
         EXPECT_EQ(form.Choice("trace"), 0);
-        EXPECT_EQ(form["colour"].colour, 0u);
-        EXPECT_EQ(form["font"].font.face, "Ms Sans Serif");
         form["text"].text = "";
     });
     Run("annotation-add");
@@ -138,29 +138,23 @@ TEST_F(AnnotationTest, AddedAtTheTopOfTheFirstAxis) {
     EXPECT_EQ(view->m_nMouseMode, mouseNormal);  // cancelled
 }
 
-TEST_F(AnnotationTest, EditedAndDeleted) {
+TEST_F(AnnotationTest, EditedIntoAnotherTraceAndDeleted) {
     Open();
     Put(0, 500.0, 0.0f, "text");
     Put(0, 250.0, 0.25f, "other");
-    Draw();
-    Drag(475, 140, 575, 140);
-    EXPECT_EQ(List(0)[0].m_fValue, 0.0f);  // left alone
-    doc->Undo().Undo();
-
     Fill([](Form& form) {
         EXPECT_EQ(form.Text("text"), "text");
         form["trace"].choice = 1;
         form["colour"].colour = 0xFF;
     });
-    view->Mouse().DoubleClick({480, 140});
-    ASSERT_EQ(List(1).size(), 1u);  // it belongs to another trace now
+    Run("annotation-edit");
+    Press(480, 140);
+    ASSERT_EQ(List(1).size(), 1u);
     EXPECT_EQ(List(1)[0].m_crColour, 0xFFu);
     EXPECT_EQ(List(0).size(), 1u);
     doc->Undo().Undo();
     EXPECT_EQ(List(0).size(), 2u);
-    Run("annotation-edit");
-    Press(475, 140);
-    EXPECT_EQ(host.forms.back(), "Edit annotation");
+    EXPECT_TRUE(List(1).empty());
     Run("annotation-del-all");
     EXPECT_TRUE(List(0).empty());
     EXPECT_FALSE(IsEnabled("annotation-del-all"));
@@ -257,6 +251,10 @@ TEST_F(ScaleBarTest, AddedWithARoundLength) {
     Run("scale-bar-add-horz");
     EXPECT_EQ(Horz().m_nWidth, 2);
     EXPECT_EQ(Horz().m_bShowText, 0);
+    Fill([](Form& form) { form["width"].number = 5; });
+    Run("scale-bar-add-horz");  // changes the one that is there
+    EXPECT_EQ(Horz().m_nWidth, 5);
+    EXPECT_EQ(Horz().m_bShowText, 0);
     Fill([](Form& form) {
         EXPECT_EQ(form.Number("length"), 200.0);  // of the 2000 of its axis
         form["width"].number = 0;
@@ -267,7 +265,8 @@ TEST_F(ScaleBarTest, AddedWithARoundLength) {
         Fill([trace](Form& form) { form["trace"].choice = trace; });
         Run("scale-bar-add-vert");
     }
-    EXPECT_EQ(Vert().size(), 2u);
+    ASSERT_EQ(Vert().size(), 2u);
+    EXPECT_EQ(Vert()[1].m_nTrace, 1);
     EXPECT_TRUE(view->Plot().BandOf(0).Contains(100, ShapeOf(view->Plot(), {false, 0})->from.y));
 
     Fill([](Form& form) { form["textColour"].colour = 0xFF; });
@@ -276,46 +275,50 @@ TEST_F(ScaleBarTest, AddedWithARoundLength) {
     EXPECT_EQ(Vert()[1].m_crText, 0xFFu);
     doc->Undo().Undo();
     EXPECT_EQ(Vert()[1].m_crText, 0u);
-    Run("scale-bar-del-vert");  // two of them: the next click chooses
-    const PixelRect rect = ShapeOf(view->Plot(), {false, 0})->rect;
-    Vert()[1].m_fXFrac = 0.5f;
-    Press(rect.left, rect.top);
-    EXPECT_EQ(Vert().size(), 1u);
-    EXPECT_EQ(Vert()[0].m_nTrace, 1);
-    Run("scale-bar-del-vert");
-    Run("scale-bar-del-horz");
-    EXPECT_TRUE(Vert().empty());
-    EXPECT_FALSE(IsEnabled("scale-bar-del-horz") || IsEnabled("scale-bar-options"));
-    doc->Undo().Undo();
-    EXPECT_EQ(Horz().m_fLength, 100.0f);
 }
 
-TEST_F(ScaleBarTest, DeletingAVerticalOneSparesTheOther) {
+TEST_F(ScaleBarTest, AnotherTraceBringsItsUnitsUnlessTheUserWroteSome) {
+    Open();
+    doc->traces[1].traceUnits = "mV";
+    for (const char* written : {"", "pA"}) {
+        Vert() = {Bar(0.25f, 0.5f, 500.0f)};
+        Fill([written](Form& form) {
+            form["trace"].choice = 1;
+            form["units"].text = written;
+        });
+        EditScaleBar(*view, {false, 0});
+        EXPECT_EQ(Vert()[0].m_nTrace, 1);
+        EXPECT_EQ(Vert()[0].m_strUnits, *written ? written : "mV");
+    }
+}
+
+TEST_F(ScaleBarTest, DeletedEachByItsOwnCommand) {
     Open();
     Horz() = Bar(0.5f, 0.8f, 250.0f);
     Vert() = {Bar(0.25f, 0.5f, 500.0f), Bar(0.75f, 0.5f, 500.0f)};
     Run("scale-bar-del-vert");
-    Press(500, 410);
+    Press(500, 410);  // on the horizontal one
     EXPECT_EQ(Horz().m_fLength, 250.0f);
     EXPECT_EQ(view->m_nMouseMode, mouseDeleteScaleBar);
     view->Escape();
     view->m_bShowScaleBars = false;
-    Vert().pop_back();
-    EXPECT_TRUE(IsEnabled("scale-bar-del-vert"));  // the only one needs no click
-    Vert().push_back(Bar(0.75f, 0.5f, 500.0f));
     EXPECT_FALSE(IsEnabled("scale-bar-del-vert"));
+    Vert().pop_back();
+    Run("scale-bar-del-vert");  // the only one needs no click
+    Run("scale-bar-del-horz");
+    EXPECT_TRUE(Vert().empty());
+    EXPECT_FALSE(IsEnabled("scale-bar-del-horz") || IsEnabled("scale-bar-options"));
+    doc->Undo().Undo();
+    EXPECT_EQ(Horz().m_fLength, 250.0f);
 }
 
-TEST_F(ScaleBarTest, DraggedByFractions) {
+TEST_F(ScaleBarTest, ItsPlaceFollowsThePlotAndStaysOnIt) {
     Open();
-    Horz() = Bar(0.5f, 0.8f, 250.0f);
-    Drag(500, 410, 540, 360);
-    EXPECT_FLOAT_EQ(Horz().m_fXFrac, 0.55f);
-    EXPECT_FLOAT_EQ(Horz().m_fYFrac, 0.7f);
+    Horz() = Bar(0.55f, 0.7f, 250.0f);
     view->OnSize(480, 310);  // the plot is half as wide and half as high
     EXPECT_EQ(ShapeOf(view->Plot(), {true, 0})->from, (Point{290, 185}));
     view->OnSize(880, 560);
-    Drag(520, 360, 2000, 2000);  // its place stays within the plot
+    Drag(520, 360, 2000, 2000);
     EXPECT_EQ(ShapeOf(view->Plot(), {true, 0})->from, (Point{870, 510}));
     doc->Undo().Undo();
     Fill([](Form& form) { form["length"].number = 100.0; });
@@ -362,6 +365,7 @@ TEST_F(ScaleBarTest, SenselessObjectsAndWindows) {
             Draw();
             CairoDevice device(std::max(1, width), std::max(1, height));
             PaintRecording(view->Plot(), device, PictureTarget::window);
+            PaintRecording(view->Plot(), device, PictureTarget::file);
             for (int x = 0; x < width; x += 13)
                 for (int y = 0; y < height; y += 17) {
                     Drag(x, y, x + 5, y + 5);
