@@ -29,7 +29,7 @@ class ThumbDrag : public MouseDrag {
         const double lastStart = std::max(0.0, view.Plot().FileEnd() - view.GetViewport().Duration());
         view.SetStartTime(std::min(start, lastStart));
     }
-    void Release(CKymoraView&, const MouseEvent&) override {}
+    void Release(CKymoraView& view, const MouseEvent& event) override { Move(view, event); }
     void Cancel(CKymoraView& view) override { view.ChangeViewport(before_, false); }
     CursorShape Shape() const override { return CursorShape::horizontal; }
 

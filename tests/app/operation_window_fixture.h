@@ -38,6 +38,7 @@ class CTestOperation : public CBatchBaseDlg {
         ++docChanges;
     }
     void OnUpdate(UpdateHint hint) override { updates.push_back(hint); }
+    void OnCurChanged() override { ++cursorMoves; }
     bool HasResultText() const override { return true; }
     void WriteResult(const TextSink& sink) override {
         for (int i = 0; i < resultLines; ++i)
@@ -64,7 +65,7 @@ class CTestOperation : public CBatchBaseDlg {
     int32_t count = 3, source = 0, region = 0, channel = 1, destination = 2, trace = 0;
     std::string name = "a\xC3\xA9 & b";
     std::vector<int> channels{0, 1, 2, 30}, traces{0, 2};
-    int pressed = 0, runs = 0, docChanges = 0, charts = 0, resultLines = 3;
+    int pressed = 0, runs = 0, cursorMoves = 0, docChanges = 0, charts = 0, resultLines = 3;
     bool failsToDraw = false;
     std::string settingsFault;
     std::vector<UpdateHint> updates;

@@ -6,13 +6,11 @@
 #include <QDragEnterEvent>
 #include <QMimeData>
 #include <QPlainTextEdit>
-#include <QProgressBar>
 #include <QRadioButton>
 #include <QUrl>
 #include <QWheelEvent>
 
 #include "operations/config_file.h"
-#include "operations/job_worker.h"
 #include "support/paged_operation.h"
 #include "widgets/chart_widget.h"
 #include "widgets/results_pane.h"
@@ -293,80 +291,6 @@ TEST_F(OperationWindowTest, PagesAreLeftWhenTheyAreRight) {
     press("run");
     EXPECT_EQ(block.runs, 1);
     EXPECT_EQ(block.m_nCount, 4);
-}
-
-// A run that waits on another thread until it is let go.
-class LongRunTest : public OperationWindowTest {
-  protected:
-    void SetUp() override {
-        OperationWindowTest::SetUp();
-        files.Open(doc->filePath, OpenMode::createNew);
-        doc->RememberStamp(doc->filePath);
-        CTestOperation& block = Open();
-        block.jobSamples = samplesAtOnce + 1;
-        block.during = [this](JobContext& context) {
-            ProgressScope progress(context, "Working", 10);
-            while (!isLetGo) progress.At(4);
-        };
-        QTest::mouseClick(Find<QPushButton>("run"), Qt::LeftButton);
-        ASSERT_TRUE(window->IsBusy());
-    }
-    void TearDown() override {
-        isLetGo = true;
-        OperationWindowTest::TearDown();
-    }
-    bool HasEnded() {
-        return QTest::qWaitFor([this] { return !window || !window->IsBusy(); });
-    }
-    std::atomic<bool> isLetGo = false;
-};
-
-TEST_F(LongRunTest, ShowsItsProgressAndStaysWithItsRecording) {
-    auto* bar = Find<QProgressBar>("bar");
-    EXPECT_TRUE(QTest::qWaitFor([&] { return bar->value() == 400; }));
-    EXPECT_TRUE(bar->isVisible());
-    EXPECT_FALSE(Find<QPushButton>("run")->isEnabled());
-    EXPECT_FALSE(Find<QLineEdit>("onLevel")->isEnabled());
-    EXPECT_FALSE(window->Run()) << "it runs already";
-    const auto other = MemoryDoc::Make(session, {{1, 2, 3}});
-    window->SetActive(other.get(), nullptr);
-    EXPECT_EQ(Block().Document(), doc.get());
-    isLetGo = true;
-    ASSERT_TRUE(HasEnded());
-    EXPECT_EQ(doc->GetNumEvents(2), 1);
-    EXPECT_EQ(doc->Undo().UndoName(), "Test Operation");
-    EXPECT_EQ(Block().Document(), other.get());
-    EXPECT_FALSE(bar->isVisible());
-    EXPECT_TRUE(Find<QLineEdit>("onLevel")->isEnabled());
-    window->SetActive(nullptr, nullptr);
-}
-
-TEST_F(LongRunTest, EndsWithCancelWithItsWindowAndWithItsView) {
-    QTest::mouseClick(Find<QPushButton>("cancelRun"), Qt::LeftButton);
-    ASSERT_TRUE(HasEnded());
-    EXPECT_EQ(Block().runs, 0);
-    EXPECT_TRUE(host.messages.empty());
-    QTest::mouseClick(Find<QPushButton>("run"), Qt::LeftButton);
-    ASSERT_TRUE(window->IsBusy());
-    GuideView another;
-    window->Forget(another);
-    EXPECT_TRUE(window->IsBusy());
-    window->Forget(view);
-    EXPECT_FALSE(window->IsBusy());
-    QTest::mouseClick(Find<QPushButton>("run"), Qt::LeftButton);
-    ASSERT_TRUE(window->IsBusy());
-    Close();
-    EXPECT_FALSE(window);
-    EXPECT_EQ(doc->GetNumEvents(2), 0);
-    EXPECT_FALSE(doc->Undo().CanUndo());
-}
-
-TEST_F(LongRunTest, IsNotWrittenOverWhatHasChanged) {
-    doc->AddEvent(2, {1, 2, 0.0f});
-    isLetGo = true;
-    ASSERT_TRUE(HasEnded());
-    EXPECT_EQ(host.LastMessage(), changedMeanwhileText);
-    EXPECT_EQ(doc->GetNumEvents(2), 1);
 }
 
 TEST_F(OperationWindowTest, DroppedFilesAreTakenOrRefused) {

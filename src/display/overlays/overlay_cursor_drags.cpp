@@ -123,6 +123,12 @@ class LabelDrag : public MouseDrag {
     int press_ = 0, shift_ = 0;
 };
 
+std::vector<int> PlacesOf(const CDatumLines& lines) {
+    std::vector<int> places;
+    for (int line = 0; line < lines.VertCount(); ++line) places.push_back(lines.VertX(line));
+    return places;
+}
+
 }  // namespace
 
 void MoveVertCursor(CKymoraView& view, int line, int x) {
@@ -132,6 +138,7 @@ void MoveVertCursor(CKymoraView& view, int line, int x) {
         view.GetSession().host.Log(offScreenText);
         return;
     }
+    const std::vector<int> before = PlacesOf(lines);
     const int shift = x - lines.VertX(line);
     std::vector<std::pair<int, int>> moves{{line, x}};
     std::vector<int> deleted;
@@ -156,6 +163,7 @@ void MoveVertCursor(CKymoraView& view, int line, int x) {
             break;
         }
     }
+    if (PlacesOf(lines) != before) return;  // a script was here while the user was asked
     for (const auto& [moved, place] : moves) lines.MoveVertLine(moved, place);
     for (auto gone = deleted.rbegin(); gone != deleted.rend(); ++gone) lines.DeleteVertLine(*gone);
     view.Invalidate();
