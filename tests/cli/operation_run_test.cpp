@@ -104,7 +104,10 @@ TEST_F(OperationRunTest, TheWaysOfKeepingAResult) {
     EXPECT_EQ(OpenDocument(session, a)->historyLog.find("Test operation\r\n"), 0u);
     EXPECT_EQ(err, "");
 
-    EXPECT_EQ(Mark({.files = {a}, .output = In("old.flt")}), 0);
+    std::ofstream(folder / "old.flt") << "precious";
+    EXPECT_EQ(Mark({.files = {a}, .output = In("old.flt")}), 1) << "only with --yes";
+    EXPECT_EQ(FileBytes(In("old.flt")), "precious");
+    EXPECT_EQ(Mark({.files = {a}, .output = In("old.flt")}, true), 0);
     EXPECT_EQ(FileBytes(In("old.flt")).substr(0, 2), std::string("\x24\x00", 2)) << "version 36";
     EXPECT_NE(err.find("cannot be saved in a legacy file"), std::string::npos);
     const std::string edf = WriteEdf("c.edf");
@@ -116,7 +119,6 @@ TEST_F(OperationRunTest, TheWaysOfKeepingAResult) {
 }
 
 TEST_F(OperationRunTest, WrongRequestsTouchNothing) {
-    const std::string edf = WriteEdf("a.edf");
     std::ofstream(folder / "a_tr.kymr-dat") << "here before";
     const struct {
         const Operation& operation;
@@ -127,24 +129,22 @@ TEST_F(OperationRunTest, WrongRequestsTouchNothing) {
          {.files = {a}},
          "CTestOperation changes the recording: say -o OUT, --in-place or --write-new."},
         {markOperation, {.files = {a}, .output = In("x.kymr-dat"), .inPlace = true}, "exclude each other"},
-        {markOperation, {.files = {a}, .inPlace = true, .writeNew = true}, "exclude each other"},
         {markOperation, {.files = {a, b}, .output = In("x.kymr-dat")}, "one FILE"},
         {markOperation, {.files = {a}, .output = In("x.txt")}, ".kymr-dat and .flt"},
         {markOperation, {.files = {a}, .output = a}, "which is read here"},
         {markOperation, {.files = {a, In("a_tr.kymr-dat")}, .writeNew = true}, "is also named itself"},
         {listOperation, {.files = {a}, .inPlace = true}, "changes no recording"},
         {listOperation, {.files = {a}, .output = In("x.kymr-dat")}, "OUT cannot be a recording"},
-        {listOperation, {.files = {edf}, .output = edf}, "which is read here"},
         {markOperation,
          {.files = {a}, .settings = {"level"}, .inPlace = true},
          "--set takes KEY=VALUE, not \"level\"."},
         {markOperation, {.files = {a}, .settings = {"=1"}, .inPlace = true}, "--set takes KEY=VALUE"},
         {markOperation,
-         {.files = {a}, .settings = {"levle=1"}, .inPlace = true},
-         "CTestOperation has no parameter \"levle\". Did you mean level"},
-        {markOperation,
          {.files = {a}, .settings = {"reset=1"}, .inPlace = true},
          "has no parameter \"reset\""},
+        {markOperation,
+         {.files = {a}, .settings = {"levle=1"}, .inPlace = true},
+         "CTestOperation has no parameter \"levle\". Did you mean level"},
         {markOperation,
          {.files = {a}, .settings = {"level=11"}, .inPlace = true},
          "kymora: --set level=11: \"Level\" must be a number from -10 to 10.\n"},
@@ -168,20 +168,23 @@ TEST_F(OperationRunTest, WrongRequestsTouchNothing) {
     EXPECT_EQ(folder.Count(), count);
 }
 
+// Channel b has trace 2 as its parent, and the trace follows.
 TEST_F(OperationRunTest, SettingsFollowEachOther) {
-    // Channel b has trace 2 as its parent, and the trace follows.
-    EXPECT_EQ(Mark({.files = {a}, .settings = {"channel1=b", "destination=d"}, .inPlace = true}), 0);
-    auto doc = OpenDocument(session, a, OpenFor::reading);
-    EXPECT_EQ(doc->eventChannels[3].parentTrace, 1);
-    EXPECT_EQ(err, "");
-    EXPECT_EQ(Mark({.files = {a}, .settings = {"channel1=b", "trace=1", "destination=d"}, .inPlace = true}),
-              0);
-    doc = OpenDocument(session, a, OpenFor::reading);
-    EXPECT_EQ(doc->eventChannels[3].parentTrace, 0);
-    EXPECT_EQ(err, "");
-    EXPECT_EQ(Mark({.files = {a}, .settings = {"trace=1", "channel1=b", "destination=d"}, .inPlace = true}),
-              0);
-    EXPECT_EQ(err, "kymora: --set trace=1: other settings have made it 2.\n");
+    const struct {
+        std::vector<std::string> settings;
+        int trace;
+        const char* told;
+    } cases[] = {
+        {{"channel1=b"}, 1, ""},
+        {{"channel1=b", "trace=1"}, 0, ""},
+        {{"trace=1", "channel1=b"}, 1, "kymora: --set trace=1: other settings have made it 2.\n"},
+    };
+    for (const auto& [settings, trace, told] : cases) {
+        SCOPED_TRACE(settings[0]);
+        EXPECT_EQ(Mark({.files = {a}, .settings = settings, .inPlace = true}), 0);
+        EXPECT_EQ(OpenDocument(session, a, OpenFor::reading)->eventChannels[channel].parentTrace, trace);
+        EXPECT_EQ(err, told);
+    }
 }
 
 TEST_F(OperationRunTest, SettingsWithoutEffectAreToldOnceAndRun) {
@@ -217,16 +220,12 @@ TEST_F(OperationRunTest, ConfigurationFilesComeFirst) {
     EXPECT_EQ(err, "kymora: The selected data trace does not exist\n");
     EXPECT_EQ(FileBytes(b), before);
 
-    std::ofstream(folder / "cut.kymr-cfg") << FileBytes(In("mark.kymr-cfg")).substr(0, 40);
     EXPECT_EQ(Run(listOperation, {.files = {a}, .config = In("mark.kymr-cfg")}), 3);
     EXPECT_EQ(
         err,
         "kymora: Unrecognized configuration file format. Expected CListOperation but read CTestOperation.\n");
-    for (const char* name : {"cut.kymr-cfg", "missing.kymr-cfg"}) {
-        EXPECT_EQ(Mark({.files = {b}, .config = In(name), .inPlace = true}), 3) << name;
-        EXPECT_NE(err, "");
-    }
-    EXPECT_EQ(FileBytes(b), before);
+    EXPECT_EQ(Mark({.files = {b}, .config = In("missing.kymr-cfg"), .inPlace = true}), 3);
+    EXPECT_NE(err, "");
 }
 
 TEST_F(OperationRunTest, AFailingFileIsReportedAndTheOthersRun) {
@@ -277,14 +276,6 @@ TEST_F(OperationRunTest, RefusedOperationsAndProtectedFilesStayAsTheyAre) {
     EXPECT_EQ(MarkIn(b), -1);
 }
 
-TEST_F(OperationRunTest, AnExistingOutIsReplacedOnlyWithYes) {
-    std::ofstream(folder / "out.kymr-dat") << "precious";
-    EXPECT_EQ(Mark({.files = {a}, .output = In("out.kymr-dat")}), 1);
-    EXPECT_EQ(FileBytes(In("out.kymr-dat")), "precious");
-    EXPECT_EQ(Mark({.files = {a}, .output = In("out.kymr-dat")}, true), 0);
-    EXPECT_EQ(MarkIn(In("out.kymr-dat")), 1000);
-}
-
 TEST_F(OperationRunTest, TextsOfOperationsThatList) {
     EXPECT_EQ(Run(listOperation, {.files = {a}, .settings = {"channel1=b"}}), 0) << err;
     EXPECT_EQ(out, "1 events\nfollowed\n") << "CR LF is LF, also across two pieces";
@@ -324,61 +315,61 @@ TEST_F(OperationRunTest, RandomDrawsAreThoseOfTheFileAlone) {
 // --- the table ---
 
 TEST_F(OperationRunTest, TheTableAsJson) {
+    using nlohmann::json;
     StringOutput output;
     const Operation* const first = &markOperation;
     WriteOperationsJson(output, {first, 1});
-    const auto all = nlohmann::json::parse(output.text);
-    ASSERT_EQ(all["operations"].size(), 1u);
-    const auto& operation = all["operations"][0];
-    EXPECT_EQ(operation["className"], "CTestOperation");
+    const json operation = json::parse(output.text)["operations"].at(0);
     EXPECT_EQ(operation["name"], "test-operation");
     EXPECT_EQ(operation["kind"], "event");
     EXPECT_EQ(operation["menu"], "Event > Detect");
     EXPECT_EQ(operation["changesRecording"], true);
-    std::map<std::string, nlohmann::json> params;
+    std::map<std::string, json> params;
     for (const auto& param : operation["parameters"]) params[param["key"]] = param;
     EXPECT_EQ(params.count("note") + params.count("reset"), 0u) << "they have no value";
-    const auto expected =
-        nlohmann::json::parse(R"({"key": "level", "otherKeys": [], "label": "Level", "type": "number",
+    const json level = json::parse(R"({"key": "level", "otherKeys": [], "label": "Level", "type": "number",
         "default": 1.5, "limits": [-10, 10], "choices": [], "step": 0.5, "unit": "mV", "group": "Settings",
         "linked": [], "enabled": true, "toolTip": "A level"})");
-    EXPECT_EQ(params["level"], expected);
-    EXPECT_EQ(params["factor"]["linked"], (nlohmann::json{"follower"}));
-    EXPECT_EQ(params["factor"]["otherKeys"], (nlohmann::json{"multiplier"}));
-    EXPECT_EQ(params.count("multiplier"), 0u);
-    EXPECT_EQ(params["follower"]["enabled"], false);
-    EXPECT_EQ(params["follower"]["limits"], nlohmann::json::parse("[null, null]"));
-    EXPECT_EQ(params["regionStart"]["limits"], nlohmann::json::parse("[0, null]"));
-    EXPECT_EQ(params["kind"]["choices"], (nlohmann::json{"first", "second kind", "third"}));
-    EXPECT_EQ(params["kind"]["default"], 0);
-    EXPECT_EQ(params["trace"]["default"], 1);
-    EXPECT_EQ(params["trace"]["limits"], (nlohmann::json{1, 128}));
-    EXPECT_EQ(params["destination"]["default"], channel);
-    EXPECT_EQ(params["linked"]["default"], true);
-    EXPECT_EQ(params["traces"]["default"], nlohmann::json::array());
-    EXPECT_TRUE(params["label"]["step"].is_null());
+    EXPECT_EQ(params["level"], level);
+    const struct {
+        const char *key, *member, *value;
+    } others[] = {
+        {"factor", "linked", R"(["follower"])"},
+        {"factor", "otherKeys", R"(["multiplier"])"},
+        {"follower", "enabled", "false"},
+        {"follower", "limits", "[null, null]"},
+        {"regionStart", "limits", "[0, null]"},
+        {"kind", "choices", R"(["first", "second kind", "third"])"},
+        {"trace", "default", "1"},
+        {"trace", "limits", "[1, 128]"},
+        {"destination", "default", "5"},
+        {"linked", "default", "true"},
+        {"traces", "default", "[]"},
+        {"label", "step", "null"},
+    };
+    for (const auto& [key, member, value] : others)
+        EXPECT_EQ(params[key][member], json::parse(value)) << key << " " << member;
 }
 
 TEST_F(OperationRunTest, TheTableForReading) {
     StringOutput output;
     WriteOperationsText(output, {&markOperation, 1});
-    EXPECT_EQ(output.text.find("CTestOperation (test-operation)  Test operation\n"
-                               "  Marks an event over the region\n"
-                               "  key "),
-              0u)
-        << output.text;
-    EXPECT_NE(output.text.find("\n  [Settings]\n  level "), std::string::npos) << output.text;
-    EXPECT_NE(output.text.find(" 1 second kind\n"), std::string::npos);
-    EXPECT_NE(output.text.find("Factor (sets also follower) (other key: multiplier)\n"), std::string::npos);
+    for (const char* words :
+         {"CTestOperation (test-operation)  Test operation\n  Marks an event over the region\n",
+          "\n  [Settings]\n  level ", " 1 second kind\n",
+          "Factor (sets also follower) (other key: multiplier)\n"})
+        EXPECT_NE(output.text.find(words), std::string::npos) << words << "\n" << output.text;
 }
 
 TEST_F(OperationRunTest, NearNames) {
     const std::vector<std::string> known = {"onMultiplier", "offMultiplier", "trace", "thresholdSource"};
-    EXPECT_EQ(NearNames("onMultiplyer", known), (std::vector<std::string>{"onMultiplier", "offMultiplier"}));
-    EXPECT_EQ(NearNames("TRAEC", known), std::vector<std::string>{"trace"}) << "a swap is one slip";
-    EXPECT_EQ(NearNames("source", known), std::vector<std::string>{"thresholdSource"});
-    EXPECT_TRUE(NearNames("colour", known).empty());
-    EXPECT_TRUE(NearNames(std::string(100000, 'x'), known).empty());
+    const std::pair<std::string, std::vector<std::string>> near[] = {
+        {"onMultiplyer", {"onMultiplier", "offMultiplier"}},
+        {"TRAEC", {"trace"}},  // a swap is one slip
+        {"source", {"thresholdSource"}},
+        {"colour", {}},
+        {std::string(100000, 'x'), {}}};
+    for (const auto& [name, names] : near) EXPECT_EQ(NearNames(name, known), names) << name.substr(0, 20);
     EXPECT_EQ(DidYouMean({"a", "b", "c"}), " Did you mean a, b or c?");
 }
 

@@ -78,11 +78,8 @@ TEST_F(ProgramTest, HelpAndVersion) {
         const ProgramResult own = RunKymora({name, "--help"});
         EXPECT_EQ(own.code, 0);
         EXPECT_NE(own.out.find("Examples:\n  kymora " + std::string(name)), std::string::npos) << own.out;
-        for (const char* option : {"--import", "--seed", "--yes", "--quiet"})
-            EXPECT_NE(own.out.find(option), std::string::npos) << name;
-        EXPECT_EQ(own.err, "");
+        EXPECT_NE(own.out.find("--import"), std::string::npos) << name;
     }
-    EXPECT_EQ(help.out.find("batch"), std::string::npos);
     EXPECT_EQ(RunKymora({"--version"}).out.rfind("kymora ", 0), 0u);
 }
 
@@ -90,27 +87,20 @@ TEST_F(ProgramTest, WrongCommandLines) {
     const std::string file = MakePlain();
     const std::vector<std::vector<std::string>> wrong = {
         {"run", "CNothing", file},
-        {"run", "CNothing"},
-        {"operations", "CNothing"},
         {"batch", "list.kymr-batch", file},
+        {"batch", "--help"},
         {"--nonsense"},
         {"info"},
         {"info", file, "--nonsense"},
-        {"info", file, "second"},
         {"samples", file, "--traces", "4"},
-        {"samples", file, "--traces", "1;2"},
         {"samples", file, "--from", "-1"},
         {"samples", file, "--count", "many"},
         {"samples", file, "--count", ""},
         {"samples", file, "--from", "0100"},
-        {"samples", file, "--from", "0x10"},
         {"samples", file, "--from", "99999999999999999999"},
-        {"plot", file, "-o", In("out.png"), "--to", "0"},
         {"plot", file, "-o", In("out.png"), "--to", ""},
-        {"batch", "--help"},
         {"samples", file, "--format", "xml"},
         {"events", file, "--channels", "1000"},
-        {"convert", file},
         {"convert", file, "-o", In("out.svg")},
         {"convert", file, "-o", file},
         {"plot", file, "-o", In("out.gif")},
@@ -172,16 +162,14 @@ TEST_F(ProgramTest, RawSamplesAreTheStoredBits) {
 TEST_F(ProgramTest, JsonSamplesReadBackToTheSameSingles) {
     const std::string file = MakePlain();
     const json read = json::parse(RunKymora({"samples", file, "--format", "json", "--traces", "1-2"}).out);
-    EXPECT_EQ(read["from"], 0);
     EXPECT_EQ(read["count"], 40000);
     ASSERT_EQ(read["traces"].size(), 2u);
     for (size_t t = 0; t < 2; ++t) {
         EXPECT_EQ(read["traces"][t]["number"], t + 1);
-        ASSERT_EQ(read["traces"][t]["valid"].size(), 40000u);
         const auto values = read["traces"][t]["values"].get<std::vector<double>>();
-        ASSERT_EQ(values.size(), 40000u);
-        for (size_t i = 0; i < values.size(); ++i)
-            ASSERT_EQ(static_cast<float>(values[i]), samples[t][i]) << i;
+        EXPECT_TRUE(std::ranges::equal(values, samples[t], {}, [](double v) {
+            return static_cast<float>(v);
+        })) << t;
     }
 }
 
@@ -201,41 +189,14 @@ TEST_F(ProgramTest, GapsAndEndsInEveryForm) {
 TEST_F(ProgramTest, InfoTellsTheModel) {
     const std::string file = MakePlain();
     const json info = json::parse(RunKymora({"info", file, "--json"}).out);
-    for (const char* key : {"path",
-                            "type",
-                            "typeCode",
-                            "fileVersion",
-                            "sampleInterval",
-                            "traceCount",
-                            "length",
-                            "durationMs",
-                            "hasGaps",
-                            "episodic",
-                            "noData",
-                            "comment",
-                            "history",
-                            "viewStart",
-                            "viewEnd",
-                            "timeUnit",
-                            "dataDisplayFraction",
-                            "grid",
-                            "traces",
-                            "markers",
-                            "annotations",
-                            "scaleBars",
-                            "eventChannels"})
-        EXPECT_TRUE(info.contains(key)) << key;
     EXPECT_EQ(info["path"], file);
     EXPECT_EQ(info["type"], "CFloatDoc");
-    EXPECT_EQ(info["typeCode"], 5);
-    EXPECT_EQ(info["fileVersion"], 48);
     EXPECT_EQ(info["sampleInterval"], 0.1);
     EXPECT_EQ(info["length"], 40000);
     EXPECT_NEAR(info["durationMs"].get<double>(), 4000.0, 1e-9);
     EXPECT_EQ(info["comment"], "two\r\nlines");
     ASSERT_EQ(info["traces"].size(), 3u);
     const json& trace = info["traces"][0];
-    EXPECT_EQ(trace["number"], 1);
     EXPECT_EQ(trace["label"], "V \"in\"\n");
     EXPECT_EQ(trace["units"], "\xC2\xB5V");
     EXPECT_EQ(trace["colour"], "#800000") << "0x000080 is red: the red byte is the lowest";
@@ -243,13 +204,9 @@ TEST_F(ProgramTest, InfoTellsTheModel) {
     EXPECT_EQ(info["markers"], (json{{{"timeMs", 12.5}, {"label", "here"}}}));
     EXPECT_EQ(info["annotations"][0]["trace"], 2);
     EXPECT_EQ(static_cast<float>(info["annotations"][0]["value"].get<double>()), 0.7f);
-    EXPECT_EQ(info["annotations"][0]["font"]["face"], "Ms Sans Serif");
-    EXPECT_TRUE(info["scaleBars"]["horizontal"].is_null());
     ASSERT_EQ(info["eventChannels"].size(), 2u) << "only the channels that are used";
     EXPECT_EQ(info["eventChannels"][0]["number"], 1);
-    EXPECT_EQ(info["eventChannels"][0]["name"], "b");
     EXPECT_EQ(info["eventChannels"][0]["parentTrace"], 3);
-    EXPECT_EQ(info["eventChannels"][0]["methodName"], "default/manual");
     EXPECT_EQ(info["eventChannels"][1]["number"], 30);
     EXPECT_TRUE(info["eventChannels"][1]["parentTrace"].is_null());
     const std::string text = RunKymora({"info", file}).out;
@@ -291,11 +248,6 @@ TEST_F(ProgramTest, ConvertWritesACopyAndLeavesTheSource) {
     EXPECT_TRUE(RunKymora({"samples", In("copy.kymr-dat"), "--format", "f32"}).out ==
                 RunKymora({"samples", file, "--format", "f32"}).out);
     EXPECT_TRUE(FileBytes(file) == before);
-
-    ASSERT_EQ(RunKymora({"convert", file, "-o", In("legacy.flt")}).code, 0);
-    EXPECT_EQ(FileBytes(In("legacy.flt")).substr(0, 2), std::string("\x24\x00", 2)) << "version 36";
-    EXPECT_TRUE(RunKymora({"events", In("legacy.flt"), "--json"}).out ==
-                RunKymora({"events", file, "--json"}).out);
 }
 
 TEST_F(ProgramTest, ConvertAsksBeforeItReplaces) {
@@ -315,19 +267,6 @@ TEST_F(ProgramTest, ConvertAsksBeforeItReplaces) {
     EXPECT_EQ(RunKymora({"convert", file, "-o", In("link.kymr-dat"), "--yes"}).code, 2)
         << "the source by another name";
     EXPECT_EQ(RunKymora({"convert", file, "-o", In("no/such/folder.txt"), "--yes"}).code, 1);
-}
-
-TEST_F(ProgramTest, InterruptedConversionLeavesNothing) {
-    const auto doc =
-        MemoryDoc::Generate(session, 1, 6'000'000, [](int, int64_t i) { return static_cast<float>(i); });
-    const std::string file = Save(*doc, "long.kymr-dat");
-    ProgramSetup setup;
-    // As soon as the half-written file is there.
-    setup.interruptWhen = [&](pid_t process) { return WritesIn(process, folder.Path()); };
-    const ProgramResult result = RunKymora({"convert", file, "-o", In("out.txt")}, setup);
-    EXPECT_EQ(result.code, 130) << result.err;
-    EXPECT_EQ(folder.Count(), 1u);
-    EXPECT_TRUE(result.ErrorLinesAreLed());
 }
 
 TEST_F(ProgramTest, InterruptReachesAWriterThatNobodyReads) {
@@ -367,33 +306,26 @@ TEST_F(ProgramTest, ClosedStandardStreamsDoNotSpoilFiles) {
     ProgramSetup closed;
     closed.closeOutputs = true;
     EXPECT_EQ(RunKymora({"convert", file, "-o", In("legacy.flt")}, closed).code, 0);
+    EXPECT_EQ(FileBytes(In("legacy.flt")).substr(0, 2), std::string("\x24\x00", 2)) << "version 36";
     EXPECT_TRUE(RunKymora({"events", In("legacy.flt"), "--json"}).out ==
                 RunKymora({"events", file, "--json"}).out);
     EXPECT_EQ(RunKymora({"samples", file}, closed).code, 1);
 }
 
-TEST_F(ProgramTest, PlotWritesAPictureOfTheSizeAskedFor) {
-    const std::string file = MakePlain();
-    const ProgramResult result = RunKymora({"plot", file, "-o", In("out.png"), "--from", "0", "--to", "100",
-                                            "--width", "640", "--height", "300"});
-    ASSERT_EQ(result.code, 0) << result.err;
-    const std::string png = FileBytes(In("out.png"));
-    EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1A\n");
-    EXPECT_EQ(png.substr(16, 8), std::string("\0\0\x02\x80\0\0\x01\x2C", 8))
+TEST_F(ProgramTest, PlotWritesAPictureAndLeavesTheRecordingAlone) {
+    const std::string file = MakePlain(), before = FileBytes(file);
+    const std::vector<std::string> plot = {"plot", file,  "-o",      In("out.png"), "--from",   "0",
+                                           "--to", "100", "--width", "640",         "--height", "300"};
+    ASSERT_EQ(RunKymora(plot).code, 0);
+    EXPECT_EQ(FileBytes(In("out.png")).substr(16, 8), std::string("\0\0\x02\x80\0\0\x01\x2C", 8))
         << "640 x 300 in the head of the file";
     EXPECT_EQ(folder.Count(), 2u);
-}
-
-// A name that is a link to the recording must not make a picture of it.
-TEST_F(ProgramTest, PlotLeavesTheRecordingAlone) {
-    const std::string file = MakePlain();
-    const std::string before = FileBytes(file);
+    EXPECT_EQ(RunKymora(plot).code, 1) << "asked, and answered with no";
+    EXPECT_EQ(RunKymora({"plot", file, "-o", In("out.png"), "--yes"}).code, 0);
+    // A name that is a link to the recording must not make a picture of it.
     std::filesystem::create_symlink(file, In("link.png"));
     EXPECT_EQ(RunKymora({"plot", file, "-o", In("link.png"), "--yes"}).code, 2);
     EXPECT_TRUE(FileBytes(file) == before);
-    ASSERT_EQ(RunKymora({"plot", file, "-o", In("out.png")}).code, 0);
-    EXPECT_EQ(RunKymora({"plot", file, "-o", In("out.png")}).code, 1) << "asked, and answered with no";
-    EXPECT_EQ(RunKymora({"plot", file, "-o", In("out.png"), "--yes"}).code, 0);
 }
 
 TEST_F(ProgramTest, DemoIsTheSameEveryTimeAndReplacesNothingUnasked) {
