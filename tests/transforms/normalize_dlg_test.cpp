@@ -20,29 +20,26 @@ TEST_F(NormalizeDlgTest, ParametersFollowTheMethod) {
     EXPECT_EQ(Enabled(dialog, keys), "");
     EXPECT_FALSE(dialog.SplitsRuns());
     EXPECT_EQ(dialog.ResultUnits("mV"), "");
-    EXPECT_EQ(Report(dialog), "Normalize transform parameters:\r\nTrace list: 1\r\nAdd trace mode\r\n"
-                              "Type: min : max -> 0 : 1\r\nAll sections together\r\n");
+    EXPECT_TRUE(Report(dialog).ends_with("Type: min : max -> 0 : 1\r\nAll sections together\r\n"));
     Set(dialog, {{"normType", "3"}, {"perSection", "true"}, {"background", "0.5"}, {"f0Offset", "2"}});
     EXPECT_TRUE(dialog.SplitsRuns());
     EXPECT_EQ(dialog.ResultUnits("mV"), "dF/F0");
     const std::string corrections = "Background 0.500000\r\nF0 offset 2.000000\r\n";
+    const std::string window = "Half window time 1.000000\r\n";
     const std::pair<const char*, std::string> methods[] = {
         {"background", "average of the whole recording or episode\r\n" + corrections},
         {"f0Start background",
          "average over user times\r\nF0 start 0.000000\r\nF0 duration 100.000000\r\n" + corrections},
         {"f0Value", "explicit value\r\nF0 value 1.000000\r\n"},
         {"halfWindow percentile background",
-         "percentile filter\r\nHalf window time 1.000000\r\nPercentile 50\r\n" + corrections},
-        {"halfWindow background", "region of lowest average\r\nHalf window time 1.000000\r\n" + corrections}};
-    for (int method = 0; method < 5; ++method) {
+         "percentile filter\r\n" + window + "Percentile 50\r\n" + corrections},
+        {"halfWindow background", "region of lowest average\r\n" + window + corrections}};
+    for (size_t method = 0; method < std::size(methods); ++method) {
         const auto& [enabled, report] = methods[method];
         Set(dialog, {{"f0Method", std::to_string(method).c_str()}});
         EXPECT_EQ(Enabled(dialog, keys), enabled);
         EXPECT_TRUE(Report(dialog).ends_with("F0 method: " + report)) << enabled;
     }
-    ParamList params = dialog.Params();
-    for (const auto& [key, low] : {std::pair("f0Duration", "0.5"), {"background", "-1"}, {"f0Offset", "-1"}})
-        EXPECT_NE(params.Find(key)->SetFromText(low), "") << key;
 }
 
 TEST_F(NormalizeDlgTest, TheF0ThatWasUsedIsKept) {

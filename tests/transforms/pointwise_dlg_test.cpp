@@ -83,27 +83,37 @@ TEST_F(PointwiseDlgTest, Derivatives) {
 
 TEST_F(PointwiseDlgTest, Integrals) {
     CIntegrate dialog;
-    const Values run = {1, 2, 3, 4, 5};
-    const auto reported = [&](const char* text) { return Report(dialog).ends_with(text); };
-    EXPECT_EQ(Memory(dialog, run).values, (Values{1, 3, 6, 10, 15}));
-    EXPECT_EQ(dialog.ResultUnits("mV"), "mV");
-    Set(dialog, {{"resetKind", "2"}, {"resetValue", "5.5"}, {"scaling", "1"}});
-    // 1, 3, then 6 is beyond: the sum begins anew at 3; 7 is beyond: at 4; 9: at 5.
-    EXPECT_EQ(Memory(dialog, run).values, (Values{0.5f, 1.5f, 1.5f, 2, 2.5f}));
-    EXPECT_EQ(dialog.ResultUnits("mV"), "mV.ms");
-    EXPECT_TRUE(reported("Mode: cumulative\r\nreset after 5.500000 value\r\n"
-                         "Scaling: amp.ms (summed val * sample interval in ms)\r\n"));
-    Set(dialog, {{"resetKind", "reset after time"}, {"resetTime", "1"}, {"scaling", "2"}});
-    EXPECT_TRUE(
-        reported("reset after 1.000000 ms\r\nScaling: amp.s (summed val * sample interval in s)\r\n"));
-    EXPECT_EQ(dialog.ResultUnits("mV"), "mV.s");
-    Set(dialog, {{"mode", "binned"}, {"binWidth", "1.2"}, {"scaling", "0"}});
-    EXPECT_EQ(Stream(dialog, run).values, (Values{3, 3, 7, 7, 5}));
-    EXPECT_TRUE(reported("Mode: binned\r\nBin width 1.200000\r\nScaling: none (summed val)\r\n"));
+    const struct {
+        std::vector<std::pair<const char*, const char*>> settings;
+        Values values;  // of 1 2 3 4 5, at 0.5 ms
+        const char *units, *report;
+    } cases[] = {
+        {{}, {1, 3, 6, 10, 15}, "mV", "Mode: cumulative\r\nnever reset\r\nScaling: none (summed val)\r\n"},
+        // 1, 3, then 6 is beyond: the sum begins anew at 3; 7 is beyond: at 4; 9: at 5.
+        {{{"resetKind", "2"}, {"resetValue", "5.5"}, {"scaling", "1"}},
+         {0.5f, 1.5f, 1.5f, 2, 2.5f},
+         "mV.ms",
+         "reset after 5.500000 value\r\nScaling: amp.ms (summed val * sample interval in ms)\r\n"},
+        {{{"resetKind", "reset after time"}, {"resetTime", "1"}, {"scaling", "2"}},
+         {0.0005f, 0.0015f, 0.0015f, 0.0035f, 0.006f},
+         "mV.s",
+         "reset after 1.000000 ms\r\nScaling: amp.s (summed val * sample interval in s)\r\n"},
+        {{{"mode", "binned"}, {"binWidth", "1.2"}, {"scaling", "0"}},
+         {3, 3, 7, 7, 5},
+         "mV",
+         "Mode: binned\r\nBin width 1.200000\r\nScaling: none (summed val)\r\n"},
+        // A bin holds a sample at least.
+        {{{"binWidth", "0.1"}}, {1, 2, 3, 4, 5}, "mV", ""},
+    };
+    for (const auto& [settings, values, units, report] : cases) {
+        SCOPED_TRACE(report);
+        Set(dialog, settings);
+        EXPECT_EQ(Memory(dialog, {1, 2, 3, 4, 5}).values, values);
+        EXPECT_EQ(Stream(dialog, {1, 2, 3, 4, 5}).values, values);
+        EXPECT_EQ(dialog.ResultUnits("mV"), units);
+        EXPECT_TRUE(Report(dialog).ends_with(report)) << Report(dialog);
+    }
     EXPECT_EQ(Enabled(dialog, {"resetKind", "resetTime", "resetValue", "binWidth"}), "binWidth");
-    // A bin holds a sample at least.
-    Set(dialog, {{"binWidth", "0.1"}});
-    EXPECT_EQ(Memory(dialog, run).values, run);
     dialog.CheckChangeDoc(doc.get());
     EXPECT_EQ(dialog.m_dBinWidth, 0.5);
 }

@@ -43,7 +43,9 @@ class TransformFileTest : public SessionTest {
 
 TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     const auto doc = ThreeTraces(session);
-    COpposite dialog;
+    struct : COpposite {
+        bool ChangesScale() const override { return true; }
+    } dialog;
     dialog.m_strTraceList = "2";
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     dialog.m_strComment = "; turned\nround";
@@ -57,7 +59,9 @@ TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     EXPECT_EQ(SamplesOf(*made, 1), (Samples{-10, -20, -30, -40}));
     EXPECT_EQ(SamplesOf(*made, 2), (Samples{5, 6, 7, 8}));
     EXPECT_EQ(made->traces[1].traceLabel, "b; Opposite");
+    EXPECT_EQ(dialog.ResultLabel("b; Opposite"), "b; Opposite") << "named once";
     EXPECT_EQ(made->traces[2].traceLabel, "c");
+    EXPECT_EQ(made->traces[1].traceAutoscale, 1) << "its values have another range";
     EXPECT_EQ(made->fileComment, "cell 7; turned\r\nround");
     EXPECT_EQ(made->historyLog, "START\r\n\r\nOpposite transform parameters:\r\nTrace list: 2\r\n"
                                 "Replace trace mode\r\n\r\n");
@@ -95,32 +99,43 @@ TEST_F(TransformFileTest, AddsResultsBehindTheirTracesAndMovesWhatFollows) {
 TEST_F(TransformFileTest, RunsEndAtGapsAndAtEpisodes) {
     // 3 valid, 2 gap, 0 valid, 1 gap, 4 valid.
     const auto gaps = MemoryDoc::MakeWithRuns(session, {{1, 2, 3, 4, 5, 6, 7}}, {{3, 2, 0, 1, 4}});
-    COpposite dialog;
-    dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
-    ASSERT_TRUE(Run(*gaps, dialog).isDone);
-    EXPECT_EQ(dialog.seen, (std::vector<RunSeen>{{0, 0, 3, true, {}}, {0, 6, 4, true, {}}}));
-    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
-
-    COpposite joined;
-    joined.m_nAddMode = CTransformTraceDlg::replaceTraces;
-    joined.splits = false;
-    ASSERT_TRUE(Run(*gaps, joined).isDone);
-    EXPECT_EQ(joined.seen, (std::vector<RunSeen>{{0, 0, 7, true, {3, 2, 0, 1, 4}}}));
-    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}));
-
     const auto episodes = MemoryDoc::Make(session, {{1, 2, 3, 4, 5}});
     episodes->episodic = true;
     for (const int32_t start : {0, 2, 3}) episodes->AddEvent(0, {start, start + 1});
-    COpposite each;
-    each.m_nAddMode = CTransformTraceDlg::replaceTraces;
-    ASSERT_TRUE(Run(*episodes, each).isDone);
-    EXPECT_EQ(each.seen,
-              (std::vector<RunSeen>{{0, 0, 2, true, {}}, {0, 2, 1, true, {}}, {0, 3, 2, true, {}}}));
-    EXPECT_EQ(SamplesOf(*Opened(), 0), (Samples{-1, -2, -3, -4, -5}));
-
-    COpposite never;
-    ASSERT_TRUE(Run(*MemoryDoc::MakeEmpty(session, 100), never).isDone);
-    EXPECT_TRUE(never.seen.empty()) << "a run without samples reaches no kernel";
+    const auto empty = MemoryDoc::MakeEmpty(session, 100);
+    const struct {
+        const char* name;
+        CDataDoc& doc;
+        bool splits;
+        std::vector<RunSeen> seen;
+        Samples made;
+    } cases[] = {
+        {"gaps",
+         *gaps,
+         true,
+         {{0, 0, 3, true, {}}, {0, 6, 4, true, {}}},
+         {-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}},
+        {"gaps joined",
+         *gaps,
+         false,
+         {{0, 0, 7, true, {3, 2, 0, 1, 4}}},
+         {-1, -2, -3, 0, 0, 0, -4, -5, -6, -7}},
+        {"episodes",
+         *episodes,
+         true,
+         {{0, 0, 2, true, {}}, {0, 2, 1, true, {}}, {0, 3, 2, true, {}}},
+         {-1, -2, -3, -4, -5}},
+        {"a run without samples reaches no kernel", *empty, true, {}, Samples(100)},
+    };
+    for (const auto& [name, doc, splits, seen, made] : cases) {
+        SCOPED_TRACE(name);
+        COpposite dialog;
+        dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
+        dialog.splits = splits;
+        ASSERT_TRUE(Run(doc, dialog).isDone);
+        EXPECT_EQ(dialog.seen, seen);
+        EXPECT_EQ(SamplesOf(*Opened(), 0), made);
+    }
 }
 
 TEST_F(TransformFileTest, RunsAboveTheLimitStream) {
@@ -161,6 +176,9 @@ TEST_F(TransformFileTest, RefusesTracesThatDoNotExistOrHaveNoRoom) {
               "Cannot handle more than 128 traces: process in stages or replace not add traces");
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     EXPECT_TRUE(Run(*many, dialog).isDone);
+    const auto fewer = MemoryDoc::Make(session, std::vector<Samples>(127, Samples{1, 2}));
+    COpposite adding;
+    EXPECT_TRUE(Run(*fewer, adding).isDone) << "128 there may be";
 }
 
 // --- what a failure leaves ---
