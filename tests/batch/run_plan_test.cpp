@@ -102,14 +102,5 @@ TEST_F(RunPlanTest, OneFileTakesOneResultAndNothingThatIsRead) {
         EXPECT_EQ(Told(PlanRun(files, {affects, Keep::out, named, out, {"/s.cfg"}})), told) << out;
 }
 
-TEST_F(RunPlanTest, Counts) {
-    RunRequest request{Affects::events, Keep::writeNew, {"/a.edf", "/a.edf", "/a.kymr-dat"}};
-    request.runsFirst = true;
-    const RunPlan plan = PlanRun(files, request);
-    EXPECT_EQ(plan.files.size(), 3u);
-    EXPECT_EQ(plan.CountNamed(), 2u);
-    EXPECT_EQ(plan.CountRun(), 1u);
-}
-
 }  // namespace
 }  // namespace kymora::test

