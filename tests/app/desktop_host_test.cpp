@@ -36,53 +36,42 @@ TEST(DesktopHost, QuestionsDefaultToTheAnswerThatChangesNothing) {
     EXPECT_TRUE(host.Confirm("Write over it?"));
 }
 
-TEST(DesktopHost, ASilencedNoticeShowsNothing) {
+TEST(DesktopHost, ANoticeIsSilencedWhereItIsAccepted) {
     DesktopHost host;
-    WhenBoxShows([](QMessageBox& box) {
-        box.checkBox()->setChecked(true);
-        box.button(QMessageBox::Ok)->click();
-    });
-    EXPECT_TRUE(host.Notice("gaps", "Gaps", "This file has gaps."));
-    EXPECT_TRUE(host.Notice("gaps", "Gaps", "This file has gaps."));  // would wait for a click
-
-    bool shown = false;  // another one is
-    WhenBoxShows([&](QMessageBox& box) {
-        shown = true;
-        box.button(QMessageBox::Ok)->click();
-    });
-    EXPECT_TRUE(host.Notice("rate", "Rate", "The rates differ."));
-    EXPECT_TRUE(shown);
-}
-
-TEST(DesktopHost, ANoticeThatIsDeclinedIsNotSilenced) {
-    DesktopHost host;
-    for (int i = 0; i < 2; ++i) {
-        WhenBoxShows([](QMessageBox& box) {
+    int shown = 0;
+    const auto press = [&](QMessageBox::StandardButton button) {
+        WhenBoxShows([&shown, button](QMessageBox& box) {
+            ++shown;
             box.checkBox()->setChecked(true);
-            box.button(QMessageBox::Cancel)->click();
+            box.button(button)->click();
         });
+    };
+    for (const char* key : {"gaps", "rate"}) {  // each on its own
+        press(QMessageBox::Ok);
+        EXPECT_TRUE(host.Notice(key, "Gaps", "This file has gaps."));
+        EXPECT_TRUE(host.Notice(key, "Gaps", "This file has gaps."));  // would wait for a click
+    }
+    for (int i = 0; i < 2; ++i) {
+        press(QMessageBox::Cancel);
         EXPECT_FALSE(host.NoticeWithCancel("legacy", "Notification", "Go on?"));
     }
+    EXPECT_EQ(shown, 4);
 }
 
 TEST(DesktopHost, FileDetailsCanBeSilencedAndDeclined) {
     DesktopHost host;
-    bool skip = false;
-    const auto answer = [](bool accept) {
-        QTimer::singleShot(0, [accept] {
+    for (const bool accepts : {false, true}) {
+        bool skip = false;
+        QTimer::singleShot(0, [accepts] {
             auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
             ASSERT_NE(dialog, nullptr);
             EXPECT_EQ(dialog->windowTitle(), "File details");
             dialog->findChild<QCheckBox*>("skip")->setChecked(true);
-            accept ? dialog->accept() : dialog->reject();
+            accepts ? dialog->accept() : dialog->reject();
         });
-    };
-    answer(false);
-    EXPECT_FALSE(host.AcceptFileDetails({48, "a.kymr-dat", "c", 1, 10, 10.0, 1.0}, skip));
-    EXPECT_FALSE(skip);
-    answer(true);
-    EXPECT_TRUE(host.AcceptFileDetails({48, "a.kymr-dat", "c", 1, 10, 10.0, 1.0}, skip));
-    EXPECT_TRUE(skip);
+        EXPECT_EQ(host.AcceptFileDetails({48, "a.kymr-dat", "c", 1, 10, 10.0, 1.0}, skip), accepts);
+        EXPECT_EQ(skip, accepts);
+    }
 }
 
 TEST(DesktopHost, ProgressAppearsOnlyAfterAWhileAndCanBeCancelled) {

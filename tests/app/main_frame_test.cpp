@@ -1,14 +1,13 @@
 // Before the window system, which makes a keyword of a name that it uses.
-#include "display/axis_edits.h"
+#include "app/frame_commands.h"
+#include "display/commands/commands.h"
 #include "host/form.h"
 #include "import/formats.h"
 #include "support/edf_builder.h"
 
 #include <QApplication>
-#include <QDialog>
 #include <QDragEnterEvent>
 #include <QDropEvent>
-#include <QFile>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
@@ -32,7 +31,10 @@ QMenu* MenuOf(CMainFrame& frame, const char* title) {
 }
 
 TEST_F(MainFrameTest, OpensEachFileInItsOwnWindow) {
-    frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    frame->OpenFiles({"/one.kymr-dat"});
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_TRUE(frame->Children()[0]->isMaximized());
+    frame->OpenFiles({"/two.kymr-dat"});
     EXPECT_EQ(frame->Children().size(), 2u);
     EXPECT_FALSE(frame->Children()[0]->isMaximized());      // both are to be seen
     CChildFrame* again = frame->OpenFile("/one.kymr-dat");  // comes to the front
@@ -41,34 +43,14 @@ TEST_F(MainFrameTest, OpensEachFileInItsOwnWindow) {
     EXPECT_EQ(again->windowTitle(), "one.kymr-dat[*]");
 }
 
-TEST_F(MainFrameTest, ASingleFileFillsTheFrame) {
-    frame->OpenFiles({"/one.kymr-dat"});
-    ASSERT_EQ(frame->Children().size(), 1u);
-    EXPECT_TRUE(frame->Children()[0]->isMaximized());
-}
-
-TEST_F(MainFrameTest, AFailedOpenLeavesNoWindowAndSaysWhy) {
-    EXPECT_EQ(frame->OpenFile("/missing.kymr-dat"), nullptr);
-    EXPECT_EQ(host.messages.size(), 1u);
-    EXPECT_EQ(frame->OpenFile("/one.unknown"), nullptr);
-    EXPECT_EQ(host.messages.size(), 2u);
-    EXPECT_TRUE(frame->Children().empty());
-}
-
 TEST_F(MainFrameTest, MenusHoldEveryCommandAndFollowTheActiveView) {
-    for (const FrameCommand& command : FrameCommands()) {
-        QAction* action = Action(std::string(command.id).c_str());
-        ASSERT_NE(action, nullptr) << command.id;
-        EXPECT_FALSE(action->statusTip().isEmpty()) << command.id;
-        EXPECT_EQ(action->isEnabled(), command.enabled == nullptr) << command.id;
-    }
-    for (const Command& command : ViewCommands()) {
-        QAction* action = Action(std::string(command.id).c_str());
-        ASSERT_NE(action, nullptr) << command.id;
-        EXPECT_FALSE(action->statusTip().isEmpty()) << command.id;
-        EXPECT_EQ(action->text().toStdString(), command.label);
-        EXPECT_FALSE(action->isEnabled()) << command.id;
-    }
+    const auto expect = [&](std::string_view id, bool isEnabled) {
+        const QAction* action = Action(std::string(id).c_str());
+        ASSERT_NE(action, nullptr) << id;
+        EXPECT_EQ(action->isEnabled(), isEnabled) << id;
+    };
+    for (const FrameCommand& command : FrameCommands()) expect(command.id, !command.enabled);
+    for (const Command& command : ViewCommands()) expect(command.id, false);
     CChildFrame& child = OpenOne();
     EXPECT_TRUE(Action("right-page")->isEnabled());
     EXPECT_TRUE(Action("grid")->isChecked());
@@ -88,54 +70,37 @@ TEST_F(MainFrameTest, WindowMenuListsTheOpenRecordings) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
     QMenu* menu = MenuOf(*frame, "&Window");
     ASSERT_NE(menu, nullptr);
-    emit menu->aboutToShow();
-    emit menu->aboutToShow();  // listed once, however often it is shown
-    QList<QAction*> listed;
-    for (QAction* action : menu->actions())
-        if (action->text().contains("kymr-dat")) listed += action;
+    for (int i = 0; i < 2; ++i) emit menu->aboutToShow();  // listed once, however often it is shown
+    QList<QAction*> listed = menu->actions();
+    listed.removeIf([](const QAction* action) { return !action->text().contains("kymr-dat"); });
     ASSERT_EQ(listed.size(), 2);
     listed[0]->trigger();
     EXPECT_EQ(frame->ActiveChild(), frame->Children()[0]);
 }
 
 TEST_F(MainFrameTest, ClosingAsksAboutChangesOnce) {
-    CChildFrame* child = &OpenOne();
-    child->Document().SetModifiedFlag();
-    host.answer = false;
-    frame->OnFileClose();
-    QApplication::processEvents();
-    EXPECT_EQ(host.questions.size(), 1u);
-    EXPECT_EQ(frame->Children().size(), 1u);
-    host.answer = true;
-    frame->OnFileClose();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_EQ(host.questions.size(), 2u);
-    EXPECT_TRUE(frame->Children().empty());
+    OpenOne().Document().SetModifiedFlag();
+    for (const bool answer : {false, true}) {
+        host.questions.clear();
+        host.answer = answer;
+        frame->OnFileClose();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_EQ(host.questions.size(), 1u);
+        EXPECT_EQ(frame->Children().empty(), answer);
+    }
 }
 
 TEST_F(MainFrameTest, ClosingTheFrameStopsAtTheFirstRefusal) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    Action("window-new")->trigger();  // a second view of one of them asks nothing twice
     for (CChildFrame* child : frame->Children()) child->Document().SetModifiedFlag();
     host.nextAnswers = {true, false};
     EXPECT_FALSE(frame->close());
     EXPECT_EQ(host.questions.size(), 2u);
-    EXPECT_EQ(frame->Children().size(), 2u);
+    EXPECT_EQ(frame->Children().size(), 3u);
     EXPECT_TRUE(frame->isVisible());
     EXPECT_TRUE(frame->close());
     EXPECT_EQ(host.questions.size(), 4u);
-}
-
-TEST_F(MainFrameTest, SaveKeepsWhatTheViewShows) {
-    CChildFrame& child = OpenOne();
-    child.View().Go(&Navigation::RightPage);
-    Action("trace-ids")->trigger();
-    EXPECT_TRUE(frame->OnFileSave());
-    EXPECT_FALSE(child.isWindowModified());
-    frame->OnFileClose();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    CChildFrame& again = OpenOne();
-    ExpectViewport(again, 3000.0, 5000.0);
-    EXPECT_FALSE(again.View().m_bShowTraceIDs);
 }
 
 // What cannot be saved in place finds a way out: the new file is shown in the place of the old, which stays
@@ -188,16 +153,11 @@ TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {
 TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
     CChildFrame& first = OpenOne();
     first.View().Go(&Navigation::RightPage);
-    Action("grid")->trigger();
-    IncreaseGain(first.View(), true);
     Action("window-new")->trigger();
     ASSERT_EQ(frame->Children().size(), 2u);
     CChildFrame& second = *frame->Children()[1];
     EXPECT_EQ(&second.Document(), &first.Document());
-    EXPECT_EQ(frame->Documents().size(), 1u);
     ExpectViewport(second, 3000.0, 5000.0);
-    EXPECT_FALSE(second.View().m_bShowGrid);
-    EXPECT_EQ(second.View().m_axes[1].m_dMax, first.View().m_axes[1].m_dMax);
     EXPECT_EQ(first.windowTitle(), "one.kymr-dat:1[*]");
     EXPECT_EQ(second.windowTitle(), "one.kymr-dat:2[*]");
     second.View().Go(&Navigation::GoToStart);
@@ -206,21 +166,13 @@ TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
     // Only the last one asks.
     first.Document().SetModifiedFlag();
     host.answer = false;
-    frame->OnFileClose();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(host.questions.empty());
-    ASSERT_EQ(frame->Children().size(), 1u);
-    EXPECT_EQ(frame->Children()[0]->windowTitle(), "one.kymr-dat[*]");
-    frame->OnFileClose();
-    EXPECT_EQ(host.questions.size(), 1u);
-    EXPECT_EQ(frame->Children().size(), 1u);
-}
-
-TEST_F(MainFrameTest, ClosingTheFrameAsksOnceForADocumentInTwoWindows) {
-    OpenOne().Document().SetModifiedFlag();
-    Action("window-new")->trigger();
-    EXPECT_TRUE(frame->close());
-    EXPECT_EQ(host.questions.size(), 1u);
+    for (const size_t asked : {0u, 1u}) {
+        frame->OnFileClose();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_EQ(host.questions.size(), asked);
+        ASSERT_EQ(frame->Children().size(), 1u);
+        EXPECT_EQ(frame->Children()[0]->windowTitle(), "one.kymr-dat[*]");
+    }
 }
 
 TEST_F(MainFrameTest, WindowsTileInRowsAndColumns) {
@@ -254,23 +206,20 @@ TEST_F(MainFrameTest, TheOpenDialogOpensEveryChosenFile) {
 TEST_F(MainFrameTest, RecentFilesAreListedAndMissingOnesCanGo) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
     while (!frame->Children().empty()) delete frame->Children()[0];
-    QMenu* file = MenuOf(*frame, "&File");
-    emit file->aboutToShow();
     const auto entries = [&] {
-        emit file->aboutToShow();
+        emit MenuOf(*frame, "&File")->aboutToShow();
         return frame->findChild<QMenu*>("recentFiles")->actions();
     };
     EXPECT_EQ(entries()[0]->text(), "&1  two.kymr-dat");
     entries()[1]->trigger();
     EXPECT_EQ(frame->ActiveChild()->Document().filePath, "/one.kymr-dat");
     files.Remove("/two.kymr-dat");
-    host.answer = false;
-    frame->OpenRecent("/two.kymr-dat");
-    EXPECT_EQ(frame->Recent().Paths().size(), 2u);
-    host.answer = true;
-    frame->OpenRecent("/two.kymr-dat");
+    for (const bool answer : {false, true}) {
+        host.answer = answer;
+        frame->OpenRecent("/two.kymr-dat");
+        EXPECT_EQ(frame->Recent().Paths().size(), answer ? 1u : 2u);
+    }
     EXPECT_EQ(host.questions.size(), 2u);
-    EXPECT_EQ(frame->Recent().Paths().size(), 1u);
     entries().back()->trigger();  // clear
     EXPECT_TRUE(frame->Recent().Paths().empty());
 }
@@ -306,28 +255,26 @@ TEST_F(MainFrameTest, SaveAllSavesEachAsItsKindIs) {
     for (CDataDoc* doc : frame->Documents()) doc->SetModifiedFlag();
     host.log.clear();
     Action("file-save-all")->trigger();
-    const std::string log = host.LogText();
-    EXPECT_NE(log.find("In OnFileSaveAll for kymr-dat file, calling OnFileSaveheader\n"), std::string::npos);
-    const size_t foreign = log.find("In OnFileSaveAll for non- kymr-dat file, writing header\n");
-    EXPECT_NE(foreign, std::string::npos);
-    EXPECT_EQ(log.find("In OnFileSaveAll for non-", foreign + 1), std::string::npos);
+    const std::string log = host.LogText(), foreign = "In OnFileSaveAll for non-";
+    EXPECT_EQ(log.find(foreign), log.rfind(foreign));
     EXPECT_TRUE(files.Has("/foreign.kymr-hdr"));
-    for (const CDataDoc* doc : frame->Documents()) EXPECT_FALSE(doc->IsModified());
+    for (const CChildFrame* child : frame->Children()) {
+        EXPECT_FALSE(child->Document().IsModified());
+        EXPECT_FALSE(child->isWindowModified());
+    }
 }
 
 TEST_F(MainFrameTest, NewFilesOpen) {
-    host.fillForms = {[](Form&) { return true; }};
-    host.saveFile = "/made.kymr-dat";
-    Action("new-user-defined")->trigger();
-    ASSERT_EQ(frame->Children().size(), 1u);
-    EXPECT_EQ(frame->Recent().Paths()[0], "/made.kymr-dat");
-    host.saveFile = "/average.kymr-dat";
-    host.fillForms = {[](Form&) { return true; }};
-    Action("new-from-average")->trigger();
-    ASSERT_EQ(frame->Children().size(), 2u);
-    host.saveFile = "/old.flt";
-    host.fillForms = {[](Form&) { return true; }};
-    Action("file-save-as-legacy")->trigger();
+    for (const auto& [command, path] : {std::pair{"new-user-defined", "/made.kymr-dat"},
+                                        {"new-from-average", "/average.kymr-dat"},
+                                        {"file-save-as-legacy", "/old.flt"}}) {
+        host.saveFile = path;
+        host.fillForms = {[](Form&) { return true; }};
+        Action(command)->trigger();
+        EXPECT_EQ(frame->Recent().Paths().at(0), path) << command;
+        EXPECT_EQ(frame->ActiveChild()->Document().filePath, path);
+    }
+    EXPECT_EQ(frame->Children().size(), 3u);
     EXPECT_EQ(frame->ActiveChild()->Document().fileVersion, 36);
 }
 
@@ -349,42 +296,46 @@ TEST_F(MainFrameTest, OptionsReachEveryView) {
 
 // --- finding commands ---
 
-TEST_F(MainFrameTest, CommandsRunByTheirIds) {
-    EXPECT_FALSE(frame->RunCommandById("file-save")) << "nothing is open";
-    EXPECT_FALSE(frame->RunCommandById("no-such-command"));
-    EXPECT_FALSE(frame->RunCommandById("toolBar")) << "an object of that name is no command";
+TEST_F(MainFrameTest, HelpFindsCommandsAndListsKeys) {
     CChildFrame& child = OpenOne();
-    EXPECT_TRUE(frame->RunCommandById("right-page"));
-    ExpectViewport(child, 3000.0, 5000.0);
-    EXPECT_TRUE(frame->RunCommandById("tool-bar"));
-    EXPECT_FALSE(frame->IsToolBarShown());
+    const auto open = [&](const char* command) {
+        Action(command)->trigger();
+        return frame->findChild<CommandFinder*>();
+    };
+    auto* search = open("help-find-command")->findChild<QLineEdit*>("search");
+    QTest::keyClicks(search, "zoom whole recording");
+    QTest::keyClick(search, Qt::Key_Return);
+    ExpectViewport(child, 0.0, 99999.0);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const QStringList keys = open("help-shortcuts")->Shown();
+    EXPECT_TRUE(keys.contains("Left page"));
+    EXPECT_TRUE(keys.contains("Save As..."));
+    EXPECT_FALSE(keys.contains("From average")) << "it has no key";
+    EXPECT_FALSE(frame->RunCommandById("toolBar")) << "an object of that name is no command";
+    Action("help-first-steps")->trigger();
+    EXPECT_TRUE(frame->findChild<QTextBrowser*>("firstSteps")->toPlainText().contains("Open a recording"));
 }
 
-TEST_F(MainFrameTest, TheFinderListsAllCommandsAndTheSheetAllKeys) {
-    OpenOne();
-    EXPECT_EQ(frame->ListCommands().size(),
-              FrameCommands().size() + ViewCommands().size() + EntriesOf(Operations()).size());
-    Action("help-find-command")->trigger();
-    auto* finder = frame->findChild<CommandFinder*>();
-    ASSERT_NE(finder, nullptr);
-    auto* search = finder->findChild<QLineEdit*>("search");
-    QTest::keyClicks(search, "zoom whole recording");
-    EXPECT_EQ(finder->Shown(), QStringList{"Show all"});
-    QTest::keyClick(search, Qt::Key_Return);
-    ExpectViewport(*frame->ActiveChild(), 0.0, 99999.0);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+// "Alt+m", "Ctrl+Shift+S" as the label has it; empty when it names none.
+QString KeyText(std::string_view label) {
+    const size_t tab = label.find('\t');
+    if (tab == std::string_view::npos) return {};
+    const std::string key(label.substr(tab + 1));
+    return QString::fromStdString(key).trimmed().replace("Ctrl ", "Ctrl+").toLower();
+}
 
-    Action("help-shortcuts")->trigger();
-    auto* sheet = frame->findChild<CommandFinder*>();
-    ASSERT_NE(sheet, nullptr);
-    EXPECT_TRUE(sheet->Shown().contains("Left page"));
-    EXPECT_TRUE(sheet->Shown().contains("Save As..."));
-    EXPECT_FALSE(sheet->Shown().contains("From average")) << "it has no key";
-    sheet->close();
-    Action("help-first-steps")->trigger();
-    auto* page = frame->findChild<QTextBrowser*>("firstSteps");
-    ASSERT_NE(page, nullptr);
-    EXPECT_TRUE(page->toPlainText().contains("Open a recording"));
+TEST_F(MainFrameTest, NoKeyMeansTwoThings) {
+    QStringList taken;
+    for (const QAction* action : frame->menuBar()->actions()) {
+        const qsizetype mark = action->text().indexOf('&');
+        ASSERT_GE(mark, 0) << action->text().toStdString();
+        taken << QString("alt+%1").arg(action->text()[mark + 1].toLower());
+    }
+    for (const Command& command : ViewCommands()) taken << KeyText(command.label);
+    for (const FrameCommand& command : FrameCommands()) taken << KeyText(command.label);
+    taken.removeAll(QString());
+    taken.sort();
+    for (qsizetype i = 1; i < taken.size(); ++i) EXPECT_NE(taken[i - 1], taken[i]) << taken[i].toStdString();
 }
 
 TEST_F(MainFrameTest, UndoIsNamedInTheMenu) {
@@ -413,16 +364,6 @@ TEST_F(MainFrameTest, ToolBarAndContextMenuHoldTheTablesActions) {
     emit child.Widget().customContextMenuRequested({50, 50});
     EXPECT_TRUE(shown.contains("&Zoom"));
     EXPECT_FALSE(shown.contains("&File"));
-}
-
-TEST_F(MainFrameTest, AFileThatVanishesWhileItIsShownIsTold) {
-    CChildFrame& child = OpenOne();
-    files.Remove("/one.kymr-dat");
-    child.View().Go(&Navigation::ShowAll);
-    child.Document().SetModifiedFlag();
-    EXPECT_FALSE(frame->OnFileSave());
-    EXPECT_NE(host.LastMessage().find("moved, deleted or replaced"), std::string::npos);
-    EXPECT_TRUE(child.Document().IsModified());
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class CTestOperation : public CBatchBaseDlg {
             if (!sink("12345678\tline " + std::to_string(i) + "\r\n")) return;
     }
     std::vector<ViewGuide> Guides() override {
-        return {{ViewGuide::Kind::level, trace, static_cast<double>(onLevel), 0xFF, {}, "onLevel"}};
+        return {{ViewGuide::Kind::level, trace, static_cast<double>(onLevel), 0xFF, {}, guided}};
     }
     std::optional<Chart> GetChart() override {
         ++charts;
@@ -67,7 +67,7 @@ class CTestOperation : public CBatchBaseDlg {
     std::vector<int> channels{0, 1, 2, 30}, traces{0, 2};
     int pressed = 0, runs = 0, cursorMoves = 0, docChanges = 0, charts = 0, resultLines = 3;
     bool failsToDraw = false;
-    std::string settingsFault;
+    std::string settingsFault, guided = "onLevel";
     std::vector<UpdateHint> updates;
     int64_t jobSamples = 0;
     std::function<void(JobContext&)> during;  // the work of its job
@@ -142,13 +142,16 @@ inline const Operation testOperation{
 class GuideView : public DocumentView {
   public:
     DisplaySettings GetDisplaySettings() const override { return {}; }
-    void OnUpdate(UpdateHint) override {}
+    void OnUpdate(UpdateHint hint) override {
+        if (updated) updated(hint);
+    }
     void SetGuides(std::vector<ViewGuide> set, GuideMoved does) override {
         guides = std::move(set);
         moved = std::move(does);
     }
     std::vector<ViewGuide> guides;
     GuideMoved moved;
+    std::function<void(UpdateHint)> updated;
 };
 
 class OperationWindowTest : public ::testing::Test {
