@@ -156,11 +156,25 @@ TEST_F(RunProgramTest, ResultsAreData) {
     }
     EXPECT_EQ(lines[1]["output"], nullptr);
     EXPECT_EQ(lines[1]["messages"].size(), 1u);
+    EXPECT_EQ(lines[1]["settings"]["tagged"], true) << "those that were asked for";
     list.insert(list.end(), {"-o", In("list.csv")});
     EXPECT_EQ(RunKymora(list).code, 1);
     const std::string csv = "File,#ID,On time (ms),Duration (ms),Interval (ms),Tagged (T/F),Mean\r\n" + file +
                             ",1,50,0.1,,F,10\r\n" + file + ",2,150,0.1,100,F,10\r\n";
     EXPECT_EQ(FileBytes(In("list.csv")).substr(0, csv.size()), csv);
+
+    // A value stands below the unit of its own recording.
+    ASSERT_EQ(RunKymora({"demo", "-o", In("demo"), "--quiet"}).code, 0);
+    const std::string spikes1 = In("demo/demo_spikes.kymr-dat"), gaps = In("demo/demo_gaps.kymr-dat");
+    ASSERT_EQ(RunKymora({"run", "CEventList", spikes1, gaps, gaps, "--set", "channel1=c", "--set", "maxVal=1",
+                         "--set", "onTime=0", "-o", In("units.csv")})
+                  .code,
+              0);
+    std::vector<std::string> headings;
+    std::istringstream tables(FileBytes(In("units.csv")));
+    for (std::string line; std::getline(tables, line);)
+        if (line.starts_with("File,") || line == "\r") headings.push_back(line.substr(line.rfind(',') + 1));
+    EXPECT_EQ(headings, (std::vector<std::string>{"Max val (uV)\r", "\r", "Max val (mV)\r"}));
 
     // Two files whose results would have one name.
     std::filesystem::copy(file, In("rec.flt"));
