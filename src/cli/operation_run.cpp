@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <map>
 #include <set>
 
 #include "batch/file_runner.h"
@@ -40,6 +41,14 @@ class LineFeeds : public OutputSink {
     OutputSink& to_;
     bool heldReturn_ = false;
 };
+
+uint64_t HashOfTimes(const CDataDoc& doc, int channel) {
+    uint64_t hash = 0xcbf29ce484222325;
+    for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(channel)].Events())
+        for (const int32_t position : {event.onPosition, event.offPosition})
+            hash = (hash ^ static_cast<uint32_t>(position)) * 0x100000001b3;
+    return hash;
+}
 
 [[noreturn]] void Wrong(const std::string& text) { throw CommandError(exitUsage, text); }
 
@@ -231,6 +240,10 @@ class OperationRun : public RunCaller {
         block->SendMessagesTo(nullptr);
         ApplySettings(*block, settings_);
         if (!doc) return block;
+        held_.clear();
+        for (int channel = 0; channel < maxEventChannels; ++channel)
+            if (const int count = doc->GetNumEvents(channel); count > 0)
+                held_[channel] = {count, HashOfTimes(*doc, channel)};
         for (const std::string& text : SettingsWithoutEffect(*block, settings_))
             if (told_.insert(text).second) TellUser(text);
         return block;
@@ -269,9 +282,23 @@ class OperationRun : public RunCaller {
             return;
         if (report.outcome == Outcome::leftOut)
             report.messages.push_back({RunMessage::From::run, LeftOutText(report.planned), {}});
+        TellOfReplaced(report);
         if (request_.json && !WriteRunRecord(lines_, report, *tried_)) report.outcome = Outcome::failed;
         if (report.IsDone()) ++done_;
         if (report.outcome == Outcome::failed) Fail(report);
+    }
+
+    // A channel that nobody named may have held something.
+    void TellOfReplaced(const FileReport& report) {
+        for (const FileReport::Channel& channel : report.channels) {
+            const auto held = held_.find(channel.number);
+            if (held == held_.end() ||
+                held->second.second == HashOfTimes(*report.block->Document(), channel.number))
+                continue;
+            TellUser(fmt::format("{}: the events of channel {} were replaced: {} before, {} now.",
+                                 report.planned.file.string(), ChannelDisplayName(channel.number),
+                                 held->second.first, channel.count));
+        }
     }
 
     // The failure of the only file has its own exit code. What the hosts were told is on the screen.
@@ -298,6 +325,7 @@ class OperationRun : public RunCaller {
     RunPlan plan_;
     std::unique_ptr<CBatchBaseDlg> tried_;  // has the settings, and no recording
     std::unique_ptr<CDataDoc> doc_;
+    std::map<int, std::pair<int, uint64_t>> held_;  // events of its channels before the run
     std::set<std::string> told_;
     std::vector<ResultColumn> columns_;  // of the last table in OUT
     size_t done_ = 0, failed_ = 0;

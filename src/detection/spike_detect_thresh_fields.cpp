@@ -14,7 +14,7 @@ namespace {
 
 // 0x00BBGGRR
 constexpr uint32_t dataColour = 0xA06020, filteredColour = 0x208020, spikeColour = 0x0000FF;
-constexpr size_t mostBins = 2000;  // of a chart's curve; each has its lowest and its highest sample
+constexpr size_t mostBins = 40000;  // of a curve: far more than pixels, whose columns begin within bins
 
 }  // namespace
 

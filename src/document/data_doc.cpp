@@ -1,5 +1,7 @@
 #include "document/data_doc.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <ctime>
 #include <limits>
@@ -145,6 +147,9 @@ void CDataDoc::Notify(std::string_view key, std::string_view text) {
 }
 
 bool CDataDoc::SaveModified() {
+    if (operationsAtWork > 0 &&
+        !GetHost().Confirm(fmt::format(closesAtWorkText, filePath.filename().string())))
+        return false;
     return !IsModified() ||
            GetHost().Confirm(
                "You have made changes to this file which have not been saved.\nClick OK to continue to "

@@ -76,7 +76,7 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     // the log where the request says so.
     void Tell(std::string_view text);
     void Notify(std::string_view key, std::string_view text);
-    // Asks about unsaved changes; true when the document may close.
+    // Asks about operations at work and about unsaved changes; true when the document may close.
     bool SaveModified();
     bool IsModified() const { return modified_; }
     void SetModifiedFlag(bool modified = true) { modified_ = modified; }
@@ -227,7 +227,8 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     bool AddEvent(int channel, CEventKM event);
     // Where a channel above 'z' has events, the session offers numbers instead of letters.
     void OfferChannelsInUse();
-    // Into which operations on other threads will write.
+    // Operations that compute for it on other threads, and the channels into which they will write.
+    int operationsAtWork = 0;
     std::multiset<int> channelsAtWork;
     // It has no events, and none are on their way.
     bool IsFreeChannel(int channel) const;
@@ -327,6 +328,9 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     bool sharedRuns_ = true;  // all traces have one run list
 };
 
+// Takes the name of the file.
+inline constexpr const char* closesAtWorkText =
+    "An operation is still at work on {}.\nClick OK to close it, and what the operation finds is lost.";
 inline constexpr const char* tooLongText =
     "This file is too long to be handled by Kymora. Please contact the author.";
 

@@ -97,12 +97,14 @@ JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source)
       source_(std::move(source)),
       basis_(doc, job),
       thread_([this] { Work(); }) {
+    ++doc_.operationsAtWork;
     doc_.channelsAtWork.insert(job_.writes.begin(), job_.writes.end());
 }
 
 JobWorker::~JobWorker() {
     Cancel();
     if (thread_.joinable()) thread_.join();
+    --doc_.operationsAtWork;
     for (const int channel : job_.writes) doc_.channelsAtWork.erase(doc_.channelsAtWork.find(channel));
 }
 

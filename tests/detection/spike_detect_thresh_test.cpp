@@ -236,14 +236,14 @@ TEST_F(SpikeDetectThreshTest, TheChartShowsSeriesLevelsAndSpikes) {
 TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheChart) {
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     // Bins of three: a spike beside a sample that is none, on either side, and a bin without any.
-    std::vector<float> samples(4002, 0.0f);
+    std::vector<float> samples(80002, 0.0f);
     samples[300] = 9.0f, samples[301] = nan;
     samples[601] = nan, samples[602] = -9.0f;
     samples[900] = samples[901] = samples[902] = nan;
     samples[1201] = 7.0f, samples[1202] = nan;
     doc = MemoryDoc::Make(session, {samples}, 0.1);
     operation.CheckChangeDoc(doc.get());
-    Set("displayDuration", "1000");
+    Set("displayDuration", "9000");
     const auto chart = operation.GetChart();
     const std::vector<float>& y = chart->series[0].y;
     ASSERT_LT(y.size(), samples.size());

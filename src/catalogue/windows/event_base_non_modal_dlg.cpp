@@ -70,6 +70,7 @@ void CEventBaseNonModalDlg::StateShown(bool isUsable) {
 void CEventBaseNonModalDlg::Batch() {
     if (IsBusy() || !onBatch) return;
     if (!Block().View()) return session_.host.Failure(noViewText);
+    SetDoneText({});
     Work([&] { onBatch(Block()); });
 }
 
@@ -162,6 +163,7 @@ bool CEventBaseNonModalDlg::StartWorker(std::unique_ptr<OperationJob>& job) {
     if (!source) return false;
     job_ = std::move(job);
     worker_ = std::make_unique<JobWorker>(*Block().Document(), *job_, std::move(*source));
+    focus_ = focusWidget();
     watch_.start();
     ShowProgress();
     return true;
@@ -193,6 +195,8 @@ void CEventBaseNonModalDlg::EndWorker(bool cancels) {
         done = Block().Conclude(*job, [&](JobContext& here) { worker->Take(here); });
         if (done) ShowDone();
     });
+    // The keyboard has gone to what was enabled meanwhile.
+    if (focus_ && (focusWidget() == close_ || !focusWidget())) focus_->setFocus();
     if (done) emit Ran();
     if (const auto active = std::exchange(later_, std::nullopt)) {
         SetActive(active->doc, active->view);

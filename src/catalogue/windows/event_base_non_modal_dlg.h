@@ -6,6 +6,7 @@
 // A long run computes on a thread of its own, with its progress in the window; the window stays with the
 // recording until it is done.
 
+#include <QPointer>
 #include <optional>
 
 #include "catalogue/windows/operation_window.h"
@@ -66,7 +67,8 @@ class CEventBaseNonModalDlg : public OperationWindow {
     QProgressBar* bar_;
     std::unique_ptr<OperationJob> job_;  // of the worker
     std::unique_ptr<JobWorker> worker_;
-    QTimer watch_;  // looks whether the worker is done
+    QPointer<QWidget> focus_;  // what had the keyboard when the run began
+    QTimer watch_;             // looks whether the worker is done
     struct Active {
         CDataDoc* doc;
         DocumentView* view;

@@ -34,12 +34,16 @@ QString FirstFile(const QMimeData& data) {
 
 }  // namespace
 
-// What happens to the document meanwhile is taken up at the end.
+// What happens to the document meanwhile is taken up at the end. A box that stood meanwhile was the main
+// window's, which has the keyboard when it goes: it comes back here.
 class OperationWindow::Busy {
   public:
-    explicit Busy(OperationWindow& window) : window_(window) { ++window_.busy_; }
+    explicit Busy(OperationWindow& window) : window_(window), wasActive_(window.isActiveWindow()) {
+        ++window_.busy_;
+    }
     ~Busy() {
         if (--window_.busy_ > 0) return;
+        if (wasActive_ && window_.isVisible()) window_.activateWindow();
         const Missed missed = std::exchange(window_.missed_, {});
         CBatchBaseDlg& block = *window_.block_;
         for (const UpdateHint hint : missed.updates) window_.Guarded([&] { block.OnUpdate(hint); });
@@ -49,6 +53,7 @@ class OperationWindow::Busy {
 
   private:
     OperationWindow& window_;
+    bool wasActive_;
 };
 
 OperationWindow::OperationWindow(Session& session, const Operation& operation,
@@ -356,7 +361,9 @@ void OperationWindow::PressAction(const QString& key) {
 }
 
 void OperationWindow::Save() {
-    if (!IsBusy()) AskSaveConfig(session_, *block_);
+    if (IsBusy()) return;
+    Busy busy(*this);
+    AskSaveConfig(session_, *block_);
 }
 
 void OperationWindow::TakeLoaded() {
@@ -365,7 +372,12 @@ void OperationWindow::TakeLoaded() {
 }
 
 void OperationWindow::Load() {
-    if (!IsBusy() && AskLoadConfig(session_, *block_)) TakeLoaded();
+    if (IsBusy()) return;
+    const bool isLoaded = [&] {
+        Busy busy(*this);
+        return AskLoadConfig(session_, *block_);
+    }();
+    if (isLoaded) TakeLoaded();
 }
 
 bool OperationWindow::LoadConfigFile(const std::filesystem::path& path) {

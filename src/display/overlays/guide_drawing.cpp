@@ -67,8 +67,13 @@ std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide
     }
     if (guide.trace < 0 || guide.trace >= context.doc.traceCount || !context.IsTraceShown(guide.trace))
         return {};
-    const int y = context.ValueToPixel(guide.at, context.AxisOf(guide.trace));
-    return y >= plot.top && y < plot.bottom ? std::optional(y) : std::nullopt;
+    // On the band of another trace it would be read on the wrong axis.
+    const int axis = context.AxisOf(guide.trace);
+    const PixelRect band = context.BandOf(axis);
+    const int y = context.ValueToPixel(guide.at, axis), gap = context.layout.axisGap;
+    const bool isThere =
+        y >= std::max(plot.top, band.top - gap) && y < std::min(plot.bottom, band.bottom + gap);
+    return isThere ? std::optional(y) : std::nullopt;
 }
 
 void DrawGuides(const PlotContext& context, DrawDevice& device) {
