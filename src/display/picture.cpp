@@ -41,6 +41,7 @@ void PaintRecording(const PlotContext& context, DrawDevice& device, PictureTarge
     DrawEventShades(context, device);
     if (isWindow) DrawSelection(context, device);
     DrawFrameAndGrid(context, device);
+    DrawEventNames(context, device);
     DrawTraces(context, device);
     DrawTraceLabels(context, device);
     DrawEventRows(context, device);

@@ -163,23 +163,21 @@ class RowPainter {
         PaintShape(columns);
         FillRuns(columns.tags, -eventReach - 1 - tagHeight, -eventReach - 1);
         PaintLabels(columns);
-        if (context_.settings.m_bShowEventChanLabels) PaintName();
     }
 
-    // The box of the channel's name.
+    // The box of the channel's name, above the events of the row.
     PixelRect NameBox() const {
         const Extent extent = device_.TextExtent(Name());
         const int left = context_.layout.plot.left + nameLeft;
-        const int top = y_ - extent.height / 2;
+        const int top = std::max(context_.layout.plot.top, y_ - eventReach - extent.height);
         return {left - namePadding, top, left + extent.width + namePadding, top + extent.height};
     }
 
     void PaintName() const {
         const PixelRect box = NameBox();
         context_.drawn.eventRows.names[channel_] = box;
-        device_.FillRect(box, context_.settings.m_crBackground);
-        device_.Text(box.left + namePadding, y_, Name(),
-                     {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::centre});
+        device_.Text(box.left + namePadding, box.top, Name(),
+                     {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::top});
     }
 
   private:
@@ -291,8 +289,15 @@ void DrawEventShades(const PlotContext& context, DrawDevice& device) {
     });
 }
 
-void DrawEventRows(const PlotContext& context, DrawDevice& device) {
+void DrawEventNames(const PlotContext& context, DrawDevice& device) {
     context.drawn.eventRows.names.clear();
+    if (!CanDraw(context) || !context.settings.m_bShowEventChanLabels) return;
+    device.SetClip(PlotClip(context));
+    ForRows(context, [&](int channel) { RowPainter(context, device, channel).PaintName(); });
+    device.ClearClip();
+}
+
+void DrawEventRows(const PlotContext& context, DrawDevice& device) {
     if (!CanDraw(context)) return;
     device.SetClip(PlotClip(context));
     ForRows(context, [&](int channel) { RowPainter(context, device, channel).Paint(); });

@@ -23,8 +23,9 @@ inline constexpr int32_t defaultShape = shapeUsual;
 
 inline constexpr int eventReach = 5;  // pixels of a row above and below its centre
 
-// What lies behind the traces.
+// What lies behind the traces. A name hides neither data nor events.
 void DrawEventShades(const PlotContext& context, DrawDevice& device);
+void DrawEventNames(const PlotContext& context, DrawDevice& device);
 void DrawEventRows(const PlotContext& context, DrawDevice& device);
 // On the screen only: which channel the mouse works on.
 void DrawSelectedChannel(const PlotContext& context, DrawDevice& device);

@@ -125,24 +125,25 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
 
 TEST_F(EventMouseTest, RowFollowsItsName) {
     Open();
+    constexpr int nameY = rowY - 10;
     Add(1100, 1150);
     RecordingDevice device;
-    DrawEventRows(view->Plot(), device);
+    DrawEventNames(view->Plot(), device);
     const ChannelState before = State();
-    view->Mouse().Down({76, rowY + 2});
+    view->Mouse().Down({76, nameY});
     EXPECT_TRUE(view->Mouse().Drag());
-    view->Mouse().Move({76, rowY + 102});
+    view->Mouse().Move({76, nameY + 100});
     EXPECT_EQ(EventRowY(view->Plot(), c), rowY + 100);
     view->Escape();
     ExpectUntouched(before);
-    view->Mouse().Down({76, rowY + 2});
+    view->Mouse().Down({76, nameY});
     view->Mouse().Move({90, 5000});
     view->Mouse().Up({90, 5000});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
     ExpectUndone(before, "Move event channel");
     // The name stands elsewhere now.
-    DrawEventRows(view->Plot(), device);
-    view->Mouse().Down({76, rowY + 2});
+    DrawEventNames(view->Plot(), device);
+    view->Mouse().Down({76, nameY});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
 }
 
