@@ -10,6 +10,7 @@
 #include "archive/text_encoding.h"
 #include "document/native_writer.h"
 #include "document/side_car.h"
+#include "host/open_fault.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -80,7 +81,8 @@ bool CDataDoc::TryToOpen() {
     } catch (const ArchiveError& error) {
         reason = error.what();
     } catch (const FileError& error) {
-        reason = error.what();
+        opening_.fault = OpenFaultText("Couldn't open " + filePath.string(), error);
+        return false;
     } catch (const std::bad_alloc&) {
         reason = "There is not enough memory for it.";
     }
@@ -92,7 +94,7 @@ std::unique_ptr<DataFile> CDataDoc::OpenReadOnly() const {
     try {
         return session_.files.Open(filePath, OpenMode::readOnly);
     } catch (const FileError& error) {
-        throw OpenError(std::string("Couldn't open file\n") + error.what());
+        throw OpenError(OpenFaultText("Couldn't open file", error));
     }
 }
 

@@ -12,6 +12,7 @@
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
 #include "host/file_names.h"
+#include "host/open_fault.h"
 
 namespace kymora {
 namespace {
@@ -217,8 +218,8 @@ void CFloatDoc::OpenSampleFile() {
             if (!openedReadOnly && !ownsFile_) openReadOnly(inUseReason);
         }
     } catch (const FileError& error) {
-        GetHost().Log(std::string(error.what()) + "\n");
-        throw OpenError("Couldn't open file " + filePath.string() + " for read/write or just read.");
+        throw OpenError(OpenFaultText(
+            "Couldn't open file " + filePath.string() + " for read/write or just read.", error));
     }
     try {
         HandleJournal();

@@ -10,6 +10,7 @@
 #include "document/save_journal.h"
 #include "host/file_names.h"
 #include "host/form.h"
+#include "host/open_fault.h"
 #include "host/user_numbers.h"
 #include "numerics/expression.h"
 
@@ -221,7 +222,7 @@ std::optional<std::filesystem::path> SaveAsLegacy(CDataDoc& doc, std::span<CData
         written = path;
     } catch (const Cancelled&) {
     } catch (const FileError& error) {
-        session.host.Message(std::string("Couldn't open file\n") + error.what());
+        session.host.Message(OpenFaultText("Couldn't open file", error));
     }
     doc.fileComment = comment;
     return written;

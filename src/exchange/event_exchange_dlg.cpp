@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "host/open_fault.h"
+
 namespace kymora {
 
 namespace {
@@ -57,7 +59,7 @@ std::unique_ptr<DataFile> CEventExchangeDlg::OpenSource(const char* fault) {
     try {
         return Document()->GetSession().files.Open(m_sFile, OpenMode::readOnly);
     } catch (const FileError& error) {
-        Refuse(fmt::format("{}\n{}", fault, error.what()));
+        Refuse(OpenFaultText(fault, error));
         return nullptr;
     }
 }
