@@ -8,9 +8,11 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QUrl>
+#include <QVBoxLayout>
 
 #include "app/desktop_host.h"
 #include "app/operation_windows.h"
+#include "widgets/notice_bar.h"
 #include "widgets/tool_icons.h"
 
 namespace kymora {
@@ -34,7 +36,14 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     mdi_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     // In the order of opening, whatever is in front: the list and the keys of the windows go by it.
     mdi_->setActivationOrder(QMdiArea::CreationOrder);
-    setCentralWidget(mdi_);
+    auto* centre = new QWidget(this);
+    auto* column = new QVBoxLayout(centre);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    notice_ = new NoticeBar(centre);
+    column->addWidget(notice_);
+    column->addWidget(mdi_, 1);
+    setCentralWidget(centre);
     operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
     MakeMenus();
@@ -59,6 +68,8 @@ CMainFrame::~CMainFrame() {
     }
     if (host_) host_->SetParentWindow(nullptr);
 }
+
+void CMainFrame::ShowNotice(const QString& text) { notice_->Say(text); }
 
 CChildFrame* CMainFrame::ActiveChild() const {
     // While the main window is not in front, the child that was active last still counts.

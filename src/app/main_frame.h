@@ -21,6 +21,7 @@ class QLabel;
 namespace kymora {
 
 class DesktopHost;
+class NoticeBar;
 class CTransformDlg;
 class OperationWindows;
 
@@ -51,6 +52,9 @@ class CMainFrame : public QMainWindow {
     std::vector<CChildFrame*> Children() const;
     // The open documents, each once.
     std::vector<CDataDoc*> Documents() const;
+
+    // Stands above the recordings until the user closes it; nothing waits for that.
+    void ShowNotice(const QString& text);
 
     // Runs a command of either table by its id; false when there is none, or it is not enabled.
     bool RunCommandById(std::string_view id);
@@ -143,6 +147,7 @@ class CMainFrame : public QMainWindow {
     const OpenRequest opening_;
     QMdiArea* mdi_;
     QLabel* status_;
+    NoticeBar* notice_ = nullptr;
     QToolBar* toolBar_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     BatchDocuments batch_;

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "app/main_frame.h"
+#include "widgets/text.h"
 
 namespace kymora {
 
@@ -29,7 +30,9 @@ void RemoteControl::OpenFiles(const std::vector<std::filesystem::path>& paths) {
     const DialogGuard guard(host_);
     const std::string said =
         RunUnattended(host_, session_, [&] { frame_.OpenFiles(paths, OpenTalk::shows); });
-    if (!said.empty()) std::fprintf(stderr, "kymora: %s\n", said.c_str());
+    if (said.empty()) return;
+    std::fprintf(stderr, "kymora: %s\n", said.c_str());
+    frame_.ShowNotice(ToQString(said));  // for the person at the screen
 }
 
 }  // namespace kymora
