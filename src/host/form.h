@@ -17,6 +17,7 @@ class Form {
     std::string okLabel = "OK";
     std::string cancelLabel = "Cancel";
     std::deque<Field> fields;
+    std::string fault;  // why the form is asked again as it stands; it is shown until something is changed
     // Called when the user has changed a value, to set the fields that follow from it.
     std::function<void(Form&)> onChange;
     // Why the form may not be accepted as it stands; empty when it may. Asked after the limits of the fields.

@@ -41,7 +41,8 @@ struct EventInsertion {
 
 // What the dialog of a text file starts with: the answers of the file before.
 struct TextFileDefaults {
-    int skipRows = -1;  // -1: guessed from the file
+    int skipRows = -1;      // -1: guessed from the file
+    bool isStated = false;  // the user has put another number in the place of the guess
     int skipColumns = 0;
     int labelRow = 0;             // counted from 1; 0 for no labels
     double sampleInterval = 1.0;  // ms

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "archive/text_encoding.h"
 #include "archive/text_reader.h"
@@ -45,6 +46,7 @@ struct CAscDoc::Head {
     explicit Head(TextReader& reader);
     std::string text;
     std::vector<std::string_view> lines;
+    bool isWholeFile = false;
 };
 
 CAscDoc::Head::Head(TextReader& reader) {
@@ -62,11 +64,13 @@ CAscDoc::Head::Head(TextReader& reader) {
             // The last cell of a line that goes on is cut.
             const size_t lastCell = atEnd ? rest.size() : std::min(rest.find_last_of(",;\t "), rest.size());
             lines.push_back(rest.substr(0, lastCell));
+            isWholeFile = atEnd;
             return;
         }
         lines.push_back(rest.substr(0, end));
         rest.remove_prefix(end + 1);
     }
+    isWholeFile = atEnd && rest.empty();
 }
 
 // --- opening ---
@@ -94,16 +98,33 @@ void CAscDoc::ReadOwnSideCar() {
         if (traces[t].traceAutoscale != 0 && traces[t].traceLabel.empty()) traces[t].traceLabel = labels_[t];
 }
 
+// What does not lead to a table is asked for again, with the reason.
 void CAscDoc::LoadText(TextReader& reader) {
-    SettleLayout(Head(reader));
-    if (!ReadRows(reader)) {
-        if (!GetHost().Confirm(pointsText)) throw OpenDeclined();
-        decimal_ = '.';
-        decimalIsStated_ = true;
-        reader.Rewind();
-        ReadRows(reader);
+    const Head head(reader);
+    SettleLayout(head);
+    bool isAsked = GetOpening().Asks() && AskLayout(head, {});
+    for (;;) {
+        try {
+            ReadTable(reader);
+            break;
+        } catch (const OpenError& error) {
+            if (!isAsked) throw;
+            GetHost().Log(fmt::format("{}: {}\n", filePath.string(), error.what()));
+            isAsked = AskLayout(head, error.what());
+            reader.Rewind();
+        }
     }
+    if (isAsked) KeepAnswers(head);
     TellInterval();
+}
+
+void CAscDoc::ReadTable(TextReader& reader) {
+    if (ReadRows(reader)) return;
+    if (!GetHost().Confirm(pointsText)) throw OpenDeclined();
+    decimal_ = '.';
+    decimalIsStated_ = true;
+    reader.Rewind();
+    ReadRows(reader);
 }
 
 void CAscDoc::TellInterval() {
@@ -120,30 +141,85 @@ void CAscDoc::SettleLayout(const Head& head) {
     const std::optional<char> stated = TakeTextSettings(CurrentOpening(), layout_);
     decimalIsStated_ = stated.has_value();
     decimal_ = stated.value_or(GetSession().decimalSeparator);
-    if (GetOpening().Asks()) return AskLayout(head);
-    if (layout_.skipRows < 0) layout_.skipRows = GuessSkipRows(head, layout_.skipColumns);
+    ProposeRows(head);
+    ProposeLabelRow(head);
 }
 
-void CAscDoc::AskLayout(const Head& head) {
-    Session& session = GetSession();
+// The number of traces that the head of the file gives with the layout as it stands; 0 where it cannot be
+// read like that.
+int CAscDoc::TracesInHead(const Head& head) const {
+    const RowFormat format = Format();
+    TextSampleReader rows(format, layout_.dataInColumns);
+    const auto parser = std::make_unique<RowParser>(format, rows);
+    const size_t whole = head.isWholeFile ? head.lines.size() : head.lines.size() - 1;
+    bool goesOn = true;
+    for (size_t i = 0; i < whole && goesOn; ++i) goesOn = parser->Take(head.lines[i]) && parser->Take("\n");
+    const bool isRead = goesOn && parser->Finish();
+    if (!isRead && parser->FaultRow() != 0) return 0;
+    return rows.Check() == TextSampleReader::Problem::none ? rows.Samples()->Traces() : 0;
+}
+
+// The rows and columns that were skipped in the last file, unless they do not fit this one: the file cannot
+// be read so, or a guess that fitted that one leaves out rows that hold data.
+void CAscDoc::ProposeRows(const Head& head) {
+    const auto guess = [&] { layout_.skipRows = GuessSkipRows(head, layout_.skipColumns); };
+    rowsAreGuessed_ = layout_.skipRows < 0;
+    if (rowsAreGuessed_) guess();
+    if (IsSettled("skipRows") || head.lines.empty()) return;
+    const bool leavesOutData =
+        !layout_.isStated && layout_.skipRows > GuessSkipRows(head, layout_.skipColumns);
+    if (!leavesOutData && TracesInHead(head) > 0) return;
+    rowsAreGuessed_ = true;
+    guess();
+    if (IsSettled("skipColumns") || layout_.skipColumns == 0 || TracesInHead(head) > 0) return;
+    const int columns = std::exchange(layout_.skipColumns, 0);
+    guess();
+    if (TracesInHead(head) > 0) return;
+    layout_.skipColumns = columns;
+    guess();
+}
+
+// The row of labels of the last file, unless it holds data or other numbers of labels here: then the last row
+// of the top, where that one fits.
+void CAscDoc::ProposeLabelRow(const Head& head) {
+    if (layout_.labelRow == 0 || IsSettled("labelRow") || !layout_.dataInColumns) return;
+    const auto traceCountInHead = static_cast<size_t>(TracesInHead(head));
+    const RowFormat format = Format();
+    const auto fits = [&](int row) {
+        if (row < 1 || static_cast<size_t>(row) > head.lines.size()) return false;
+        const std::span line(&head.lines[static_cast<size_t>(row) - 1], 1);
+        const bool holdsData = row > layout_.skipRows && CountTopRows(line, format) == 0;
+        return !holdsData && !LabelsOfLine(line[0], format, traceCountInHead).empty();
+    };
+    if (traceCountInHead == 0 || fits(layout_.labelRow)) return;
+    layout_.labelRow = fits(layout_.skipRows) ? layout_.skipRows : 0;
+}
+
+// False where there is nothing to ask.
+bool CAscDoc::AskLayout(const Head& head, const std::string& fault) {
     TextFileQuestion question;
     question.preview = TextPreview(head.lines);
+    question.fault = fault;
     for (const char* key : textLayoutKeys)
-        if (CurrentOpening().Setting(key)) question.known.insert(key);
-    if (layout_.skipRows < 0) {
-        layout_.skipRows = GuessSkipRows(head, layout_.skipColumns);
+        if (IsSettled(key)) question.known.insert(key);
+    if (rowsAreGuessed_ && fault.empty())
         question.guess = [this, &head](int skipColumns) { return GuessSkipRows(head, skipColumns); };
+    if (question.known.size() == std::size(textLayoutKeys)) return false;
+    if (!AskTextFile(GetSession(), question, layout_)) throw OpenDeclined();
+    return true;
+}
+
+// What the user did not answer is no default for the next file.
+void CAscDoc::KeepAnswers(const Head& head) {
+    TextFileDefaults& kept = GetSession().textFile;
+    if (!IsSettled("sampleInterval")) kept.sampleInterval = layout_.sampleInterval;
+    if (!IsSettled("skipRows")) {
+        kept.skipRows = layout_.skipRows;
+        kept.isStated = layout_.skipRows != GuessSkipRows(head, layout_.skipColumns);
     }
-    if (question.known.size() == std::size(textLayoutKeys)) return;
-    if (!AskTextFile(session, question, layout_)) throw OpenDeclined();
-    // What the user did not answer is no default for the next file.
-    TextFileDefaults& kept = session.textFile;
-    const auto isAnswered = [&](const char* key) { return question.known.count(key) == 0; };
-    if (isAnswered("sampleInterval")) kept.sampleInterval = layout_.sampleInterval;
-    if (isAnswered("skipRows")) kept.skipRows = layout_.skipRows;
-    if (isAnswered("skipColumns")) kept.skipColumns = layout_.skipColumns;
-    if (isAnswered("labelRow")) kept.labelRow = layout_.labelRow;
-    if (isAnswered("dataInColumns")) kept.dataInColumns = layout_.dataInColumns;
+    if (!IsSettled("skipColumns")) kept.skipColumns = layout_.skipColumns;
+    if (!IsSettled("labelRow")) kept.labelRow = layout_.labelRow;
+    if (!IsSettled("dataInColumns")) kept.dataInColumns = layout_.dataInColumns;
 }
 
 // The rows before the first that holds data. Where no whole row looks like data, dates or labels may stand in

@@ -34,8 +34,14 @@ class CAscDoc : public CDataDoc {
     void LoadText(TextReader& reader);
     void TellInterval();
     void SettleLayout(const Head& head);
-    void AskLayout(const Head& head);
+    void ProposeRows(const Head& head);
+    void ProposeLabelRow(const Head& head);
+    int TracesInHead(const Head& head) const;
+    bool IsSettled(const char* key) { return CurrentOpening().Setting(key) != nullptr; }
+    bool AskLayout(const Head& head, const std::string& fault);
+    void KeepAnswers(const Head& head);
     int GuessSkipRows(const Head& head, int skipColumns) const;
+    void ReadTable(TextReader& reader);
     RowFormat Format() const;
     bool ReadRows(TextReader& reader);
     bool Feed(TextReader& reader, RowParser& parser);
@@ -44,6 +50,7 @@ class CAscDoc : public CDataDoc {
     void ReadOwnSideCar();
 
     TextFileDefaults layout_;
+    bool rowsAreGuessed_ = false;
     char decimal_ = '.';
     bool decimalIsStated_ = false;  // by a setting or an answer, and not by the locale
     std::shared_ptr<const TextSamples> samples_;

@@ -60,6 +60,7 @@ std::string TextPreview(const std::vector<std::string_view>& lines) {
 
 bool AskTextFile(Session& session, const TextFileQuestion& question, TextFileDefaults& values) {
     Form form("Text File Properties");
+    form.fault = question.fault;
     const auto isAsked = [&](const char* key) { return question.known.count(key) == 0; };
     AddPreview(form, question.preview);
     if (isAsked("sampleInterval")) {

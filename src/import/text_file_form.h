@@ -22,6 +22,7 @@ struct TextFileQuestion {
     // The rows at the top that seem to be no data when so many columns are skipped; empty where the number
     // in the form was stated by somebody.
     std::function<int(int skipColumns)> guess;
+    std::string fault;  // why the file could not be read as the values say
 };
 
 // The first lines without trailing blanks; very long ones are cut.

@@ -109,7 +109,9 @@ void SetField(Field& field, const Json& value) {
 Json DescribeForm(const Form& form) {
     Json fields = Json::array();
     for (const Field& field : form.fields) fields.push_back(DescribeField(field));
-    return {{"title", form.title}, {"fields", std::move(fields)}};
+    Json described = {{"title", form.title}, {"fields", std::move(fields)}};
+    if (!form.fault.empty()) described["fault"] = form.fault;
+    return described;
 }
 
 std::string FillForm(Form& form, const Json& answers) {

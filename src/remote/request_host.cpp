@@ -99,7 +99,8 @@ bool RequestHost::AskForm(Form& form) {
     const Json* answers = NextAnswers();
     bool accepted = false;
     if (answers == nullptr) {
-        Blame("The command asks for values: " + form.title + ". Give them in \"answers\".");
+        Blame((form.fault.empty() ? "" : form.fault + "\n") + "The command asks for values: " + form.title +
+              ". Give them in \"answers\".");
     } else if (const std::string fault = FillForm(form, *answers); !fault.empty()) {
         Blame("The form \"" + form.title + "\" was not accepted. " + fault);
     } else {

@@ -58,6 +58,7 @@ FormDialog::FormDialog(Form& form, QWidget* parent) : QDialog(parent), form_(for
     MakeButtons();
     UpdateEnabled();
     FitToScreen();
+    ShowFault(ToQString(form.fault));
     FocusFirst();
 }
 

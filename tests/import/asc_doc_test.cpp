@@ -153,12 +153,13 @@ TEST_F(AscDocTest, TheDialogShowsTheFileAndItsAnswersAreKept) {
     // The next file starts with the answers, and what is settled is not asked for.
     request.settings = {{"sampleInterval", "5"}};
     host.fillForms.push_back([](Form& form) {
-        EXPECT_EQ(form.Integer("skipRows"), 2) << "no guess any more";
+        EXPECT_EQ(form.Integer("skipRows"), 2);
         EXPECT_EQ(form.Integer("skipColumns"), 1);
+        EXPECT_EQ(form.Integer("labelRow"), 2);
         EXPECT_THROW(form["sampleInterval"], std::out_of_range);
         return true;
     });
-    ASSERT_TRUE(doc = Open("1 1\n2 2\n3 3\n4 4\n"));
+    ASSERT_TRUE(doc = Open("# x\nt I\n3 3\n4 4\n"));
     EXPECT_EQ(doc->sampleInterval, 5.0);
     EXPECT_EQ(session.textFile.sampleInterval, 60000.0);
     EXPECT_EQ(All(*doc, 0), (std::vector<float>{3, 4}));
@@ -171,6 +172,69 @@ TEST_F(AscDocTest, TheDialogShowsTheFileAndItsAnswersAreKept) {
     host.Forget();
     EXPECT_FALSE(Open("1\n")) << "cancelled";
     EXPECT_TRUE(host.messages.empty());
+}
+
+// What the last file had is proposed where this one can be read so.
+TEST_F(AscDocTest, TheProposalFitsTheFile) {
+    request.talk = OpenTalk::asks;
+    struct Layout {
+        int rows, columns, labels;
+    };
+    const struct {
+        const char* what;
+        TextFileDefaults last;
+        const char* text;
+        Layout proposed;
+    } cases[] = {
+        {"alike", {3, false, 0, 3}, "a\nb\nV I\n1 2\n3 4\n", {3, 0, 3}},
+        {"no heading here", {3, false, 0, 3}, "1 2\n3 4\n5 6\n7 8\n", {0, 0, 0}},
+        {"a longer heading", {1, false, 0, 1}, "a\nb\nV I\n1 2\n3 4\n", {3, 0, 3}},
+        {"fewer labels than traces", {2, false, 0, 1}, "V\nmV\n1 2\n3 4\n", {2, 0, 0}},
+        {"shorter than what is left out", {9, true, 0, 0}, "x\n1 2\n3 4\n", {1, 0, 0}},
+        {"left out on purpose", {2, true, 0, 0}, "1 2\n3 4\n5 6\n7 8\n", {2, 0, 0}},
+        {"one column only", {1, false, 1, 0}, "V\n1\n2\n", {1, 0, 0}},
+        {"labels among the data", {1, false, 0, 3}, "x\n1 2\nV I\n3 4\n", {1, 0, 3}},
+    };
+    for (const auto& c : cases) {
+        session.textFile = c.last;
+        host.fillForms.push_back([&](Form& form) {
+            EXPECT_EQ(form.Integer("skipRows"), c.proposed.rows) << c.what;
+            EXPECT_EQ(form.Integer("skipColumns"), c.proposed.columns) << c.what;
+            EXPECT_EQ(form.Integer("labelRow"), c.proposed.labels) << c.what;
+            return true;
+        });
+        EXPECT_TRUE(Open(c.text)) << c.what << host.LastMessage();
+        EXPECT_TRUE(host.messages.empty()) << c.what << host.LastMessage();
+    }
+}
+
+TEST_F(AscDocTest, WhatCannotBeReadIsAskedForAgain) {
+    request.talk = OpenTalk::asks;
+    host.fillForms.push_back([](Form& form) {
+        EXPECT_EQ(form.fault, "");
+        form["skipRows"].number = 0;
+        form["sampleInterval"].number = 5;
+        return true;
+    });
+    host.fillForms.push_back([this](Form& form) {
+        EXPECT_EQ(form.fault, "Error reading datum as float: row 1, text: 'V'");
+        EXPECT_EQ(form.Integer("skipRows"), 0) << "as the user left it";
+        EXPECT_EQ(form.Number("sampleInterval"), 5.0);
+        EXPECT_EQ(session.textFile.sampleInterval, 1.0) << "no default, it has not worked";
+        form["skipRows"].number = 1;
+        return true;
+    });
+    auto doc = Open("V\n1\n2\n");
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(All(*doc, 0), (std::vector<float>{1, 2}));
+    EXPECT_EQ(session.textFile.sampleInterval, 5.0);
+    EXPECT_TRUE(host.messages.empty()) << "the dialog says it";
+    host.fillForms.push_back([](Form& form) {
+        form["skipRows"].number = 0;
+        return true;
+    });
+    EXPECT_FALSE(Open("V\n1\n2\n")) << "cancelled the second time";
+    EXPECT_EQ(host.forms.size(), 4u);
 }
 
 TEST_F(AscDocTest, ACommaLocaleReadsCommasAndAsksAboutPoints) {
