@@ -99,6 +99,28 @@ def form_picture(window, path, **request):
         file.write(base64.b64decode(forms[0]["png"]))
 
 
+def write_edf(path, signals, seconds):
+    """Signals are (label, unit, samples in a second)."""
+    def fields(texts, width):
+        return "".join(f"{text:<{width}}" for text in texts)
+    n = len(signals)
+    header = fields(["0"], 8) + fields(["Patient 7", "Night 2"], 80) + "12.03.24" + "22.15.00"
+    header += fields([256 * (n + 1)], 8) + fields([""], 44) + fields([seconds, 1], 8) + fields([n], 4)
+    header += fields([label for label, _, _ in signals], 16) + fields(["AgCl electrode"] * n, 80)
+    header += fields([unit for _, unit, _ in signals], 8)
+    for limit in (-200, 200, -2000, 2000):
+        header += fields([limit] * n, 8)
+    header += fields(["HP:0.1Hz LP:75Hz"] * n, 80) + fields([rate for _, _, rate in signals], 8)
+    header += fields([""] * n, 32)
+    with open(path, "wb") as file:
+        file.write(header.encode())
+        for second in range(seconds):
+            for at, (_, _, rate) in enumerate(signals):
+                times = (second + i / rate for i in range(rate))
+                wave = [int(800 * math.sin(t * (3 + at))) for t in times]
+                file.write(struct.pack(f"<{rate}h", *wave))
+
+
 def data_in(program, demo, out):
     with tempfile.TemporaryDirectory() as folder:
         text, binary = f"{folder}/force.csv", f"{folder}/force.bin"
@@ -116,6 +138,12 @@ def data_in(program, demo, out):
         window = start(program)
         answers = {"sampleInterval": 0.5, "skipColumns": 1, "labelRow": 2}
         form_picture(window, f"{out}/text-file.png", open=text, answers=answers)
+        names = "Fp1 Fp2 F7 F3 Fz F4 F8 T3 C3 Cz C4 T4 T5 P3 Pz P4 T6 O1 O2".split()
+        signals = [(f"EEG {name}", "uV", 256) for name in names]
+        signals += [("ECG", "mV", 512), ("EMG chin", "uV", 512), ("Airflow", "", 32), ("SpO2", "%", 1)]
+        write_edf(f"{folder}/night.edf", signals, 20)
+        form_picture(window, f"{out}/edf-signals.png", open=f"{folder}/night.edf",
+                     answers={"signals": [0, 1, 8, 10, 17, 18, 19, 20]})
         answers = {"binaryTraces": 2, "binaryInterval": 0.5, "binaryType": 2}
         form_picture(window, f"{out}/binary-file.png", open=binary, answers=answers)
         form_picture(window, f"{out}/read-data.png", command="new-contiguous-data", clipboard=pose,

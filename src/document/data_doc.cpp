@@ -28,6 +28,8 @@ void CDataDoc::ResetModel() {
         traceAnnotations[slot].clear();
         validRuns[slot] = RunList();
     }
+    traceSignals.clear();
+    absentTraces.clear();
     eventChannels.assign(maxEventChannels, CEventChan(this));
     for (int c = 0; c < maxEventChannels; ++c)
         eventChannels[static_cast<size_t>(c)].channelColour = DefaultChannelColour(c, palette);

@@ -28,6 +28,7 @@
 #include "document/run_list.h"
 #include "document/sample_reader.h"
 #include "document/stored_settings.h"
+#include "document/trace_signals.h"
 #include "document/undo.h"
 #include "events/event_chan.h"
 #include "host/session.h"
@@ -114,6 +115,8 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     std::array<TraceSettings, maxTraces> traces;
     std::vector<double> Gains() const;  // of the traces there are
     std::array<std::vector<CAnnotation>, maxTraces> traceAnnotations;
+    std::vector<TraceSignal> traceSignals;  // of each trace; empty where all signals of the file are traces
+    std::vector<AbsentTrace> absentTraces;  // what the side-car keeps for other signals
     std::vector<CMarker> markers;           // ascending in time
     bool markersLocked = false;             // the mouse cannot drag them; no file keeps it
     std::vector<CEventChan> eventChannels;  // always 999

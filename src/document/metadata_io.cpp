@@ -308,6 +308,16 @@ void StoreTraces(CArchive& archive, const CDataDoc& doc, int version) {
         TraceFields(Storer{archive}, doc.traces[static_cast<size_t>(slot)], version, false);
 }
 
+TraceSettings LoadTrace(CArchive& archive, int version) {
+    TraceSettings trace;
+    TraceFields(Loader{archive}, trace, version, true);
+    return trace;
+}
+
+void StoreTrace(CArchive& archive, const TraceSettings& trace, int version) {
+    TraceFields(Storer{archive}, trace, version, true);
+}
+
 // --- overlays and channels ---
 
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {

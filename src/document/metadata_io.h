@@ -25,6 +25,10 @@ void StoreViewTimes(CArchive& archive, const CDataDoc& doc, SampleRange range);
 void LoadTraces(CArchive& archive, CDataDoc& doc, int version, bool sideCar = false);
 void StoreTraces(CArchive& archive, const CDataDoc& doc, int version);
 
+// One record as a side-car holds it.
+TraceSettings LoadTrace(CArchive& archive, int version);
+void StoreTrace(CArchive& archive, const TraceSettings& trace, int version);
+
 // The view's rows from the axis groups to the format option.
 struct ViewRowExtras {
     bool hasDrawMode = false;  // versions 29 to 31 state one draw mode for all channels

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "document/metadata_io.h"
+#include "document/side_car_signals.h"
 #include "host/file_names.h"
 
 namespace kymora {
@@ -23,7 +24,8 @@ void LoadGains(CArchive& archive, CDataDoc& doc, int version) {
     }
 }
 
-void LoadSideCar(CArchive& archive, CDataDoc& doc) {
+// All up to the records of the traces; answers the version.
+int LoadHead(CArchive& archive, CDataDoc& doc) {
     const int version = archive.Read<int16_t>();
     if (archive.IsSkimming()) metadata::TellVersion(doc.GetHost(), version);
     doc.fileVersion = version;
@@ -36,12 +38,30 @@ void LoadSideCar(CArchive& archive, CDataDoc& doc) {
     if (version < 18) doc.legacyEventCode = archive.Read<int32_t>();
     metadata::LoadViewTimes(archive, doc.view, version);
     metadata::LoadTraces(archive, doc, version, true);
+    return version;
+}
+
+void LoadSideCar(CArchive& archive, CDataDoc& doc) {
+    const int version = LoadHead(archive, doc);
     const auto extras = metadata::LoadViewRows(archive, doc, version);
     metadata::LoadOverlaysAndChannels(archive, doc, version);
     if (extras.hasDrawMode) doc.SetAllDrawModes(extras.drawMode);
     if (version > 9) LoadGains(archive, doc, version);
     if (version > 39) metadata::LoadScaleBars(archive, doc, version);
     archive.ReadString();  // the guard string, not tested
+}
+
+// The slots up to the last that differs from those that no trace has.
+std::vector<TraceSignal> SlotsInUse(const CDataDoc& doc) {
+    const TraceSettings unused;
+    std::vector<TraceSignal> slots;
+    for (const TraceSettings& trace : doc.traces) slots.push_back({-1, trace.traceLabel});
+    const auto isUnused = [&](const TraceSettings& trace) {
+        return trace.traceLabel.empty() && trace.traceUnits.empty() && trace.axisTop == unused.axisTop &&
+               trace.axisBottom == unused.axisBottom;
+    };
+    while (!slots.empty() && isUnused(doc.traces[slots.size() - 1])) slots.pop_back();
+    return slots;
 }
 
 void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
@@ -56,6 +76,7 @@ void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
     for (const TraceSettings& trace : doc.traces) archive.Write<double>(trace.traceGain);
     metadata::StoreScaleBars(archive, doc, currentFileVersion);
     archive.WriteString(metadata::guardString);
+    StoreSignals(archive, doc);
 }
 
 std::filesystem::path DamagedPath(FileSystem& files, const std::filesystem::path& path) {
@@ -70,36 +91,85 @@ std::filesystem::path SideCarPath(const std::filesystem::path& dataFile) {
     return NameInstead(dataFile, ".kymr-hdr");
 }
 
-SideCarResult ReadSideCar(CDataDoc& doc) {
+SideCarFile::SideCarFile(CDataDoc& doc) : doc_(doc) {
     FileSystem& files = doc.GetSession().files;
     const std::filesystem::path path = SideCarPath(doc.filePath);
     doc.RememberStamp(path);
     for (const std::filesystem::path& candidate : {path, NameInstead(doc.filePath, ".kym")}) {
-        std::string reason;
+        path_ = candidate;
         try {
-            const auto file = files.Open(candidate, OpenMode::readOnly);
-            CArchive archive(*file, CArchive::Mode::load);
-            archive.SetSkimming(true);
-            LoadSideCar(archive, doc);
-            archive.Seek(0);
-            archive.SetSkimming(false);
-            LoadSideCar(archive, doc);
-            return SideCarResult::read;
+            file_ = files.Open(candidate, OpenMode::readOnly);
         } catch (const FileError& error) {
             if (error.systemError == ENOENT) continue;
-            reason = error.what();
-        } catch (const ArchiveError& error) {
-            reason = error.what();
+            Damaged(error.what());
+            return;
         }
-        doc.damagedSideCar = candidate;
-        doc.GetHost().Message(
-            "The settings and events in " + candidate.string() + " could not be read.\n" + reason +
-            "\nThe recording opens without them. A save keeps the unreadable file under another "
-            "name.");
-        return SideCarResult::damaged;
+        if (Attempt([this] { LookThrough(); })) result_ = SideCarResult::read;
+        return;
     }
-    return SideCarResult::none;
 }
+
+bool SideCarFile::Attempt(const std::function<void()>& read) {
+    std::string reason;
+    try {
+        read();
+        return true;
+    } catch (const FileError& error) {
+        reason = error.what();
+    } catch (const ArchiveError& error) {
+        reason = error.what();
+    }
+    Damaged(reason);
+    return false;
+}
+
+void SideCarFile::Damaged(const std::string& reason) {
+    result_ = SideCarResult::damaged;
+    doc_.damagedSideCar = path_;
+    doc_.GetHost().Message(
+        "The settings and events in " + path_.string() + " could not be read.\n" + reason +
+        "\nThe recording opens without them. A save keeps the unreadable file under another "
+        "name.");
+}
+
+void SideCarFile::LookThrough() {
+    CArchive archive(*file_, CArchive::Mode::load);
+    archive.SetSkimming(true);
+    LoadSideCar(archive, doc_);
+    if (!FindSignalsMark(archive)) return;
+    signalsAt_ = archive.Position();
+    LoadSignals(archive, doc_.fileVersion);
+}
+
+SideCarTraces SideCarFile::Traces() {
+    SideCarTraces traces;
+    if (result_ != SideCarResult::read) return traces;
+    Attempt([&] {
+        CArchive archive(*file_, CArchive::Mode::load);
+        doc_.traceCount = maxTraces;  // every slot shows what it holds
+        const int version = LoadHead(archive, doc_);
+        if (signalsAt_ != 0) {
+            archive.Seek(signalsAt_);
+            traces = LoadSignals(archive, version);
+        }
+        if (!traces.areTold) traces.sources = SlotsInUse(doc_);
+    });
+    return traces;
+}
+
+SideCarResult SideCarFile::Load(int traceCount) {
+    if (result_ != SideCarResult::read) return result_;
+    const int own = doc_.traceCount;
+    doc_.traceCount = traceCount;
+    Attempt([this] {
+        CArchive archive(*file_, CArchive::Mode::load);
+        LoadSideCar(archive, doc_);
+    });
+    doc_.traceCount = own;
+    return result_;
+}
+
+SideCarResult ReadSideCar(CDataDoc& doc) { return SideCarFile(doc).Load(doc.traceCount); }
 
 void ScaleUnknownTraces(CDataDoc& doc) {
     for (int t = 0; t < doc.traceCount; ++t) {

@@ -1,8 +1,12 @@
 #pragma once
 // The side-car of a foreign data file: all that the user adds to it, in a .kymr-hdr file beside it.
 
+#include <functional>
+#include <memory>
+
 #include "document/data_doc.h"
 #include "document/native_writer.h"
+#include "document/side_car_signals.h"
 
 namespace kymora {
 
@@ -11,8 +15,32 @@ std::filesystem::path SideCarPath(const std::filesystem::path& dataFile);
 
 enum class SideCarResult { none, read, damaged };
 
-// Reads the side-car, sought as .kymr-hdr and then as .kym. After `damaged` (the user was told) the model is
-// partly changed, and the caller resets it.
+// The side-car of a recording, sought as .kymr-hdr and then as .kym. It is looked through before anything of
+// it is used; the user is told of a damaged one. What is read goes into the model of `doc`, which is partly
+// changed after anything but `none`: the caller resets it unless Load has answered `read`.
+class SideCarFile {
+  public:
+    explicit SideCarFile(CDataDoc& doc);
+    SideCarResult Result() const { return result_; }
+    // For formats of which only some signals become traces: what these were, before the traces are chosen.
+    SideCarTraces Traces();
+    // Fills the model, with so many traces' settings.
+    SideCarResult Load(int traceCount);
+
+  private:
+    bool Attempt(const std::function<void()>& read);
+    void LookThrough();
+    void Damaged(const std::string& reason);
+
+    CDataDoc& doc_;
+    std::filesystem::path path_;
+    std::unique_ptr<DataFile> file_;
+    SideCarResult result_ = SideCarResult::none;
+    uint64_t signalsAt_ = 0;  // in the file; 0: it has none
+};
+
+// Reads the side-car of a recording whose traces are always the same. After `damaged` the caller resets the
+// model.
 SideCarResult ReadSideCar(CDataDoc& doc);
 
 // Makes traces without limits of their own autoscale when they are first seen. Those that the side-car does

@@ -75,6 +75,7 @@ struct Field {
     bool asButtons = false;           // a choice whose answers all stand in sight
     int buttonColumns = 1;            // so many of its buttons stand beside each other
     bool hasLines = false;            // a text of several lines
+    bool hasSearch = false;           // a check list has a line in which to look for its choices
     bool spin = false;                // an integer has buttons that step it
     bool byNumber = false;            // channels are shown by number, not by letter
     int tabWidth = 8;                 // characters
@@ -102,6 +103,7 @@ struct Field {
     Field& Spin() { return With(&Field::spin, true); }
     Field& Buttons() { return With(&Field::asButtons, true); }
     Field& Lines() { return With(&Field::hasLines, true); }
+    Field& Search() { return With(&Field::hasSearch, true); }
     Field& Settable() { return With(&Field::isSettable, true); }
     Field& Linked(std::vector<std::string> keys) { return With(&Field::linked, std::move(keys)); }
     Field& Alias(std::string name);

@@ -26,16 +26,35 @@ std::string SignalText(const EdfHeader& header, const EdfSignal& signal, size_t 
     return text;
 }
 
+int64_t CountOfChecks(const Form& form) {
+    const auto& checks = form["signals"].checks;
+    return std::count_if(checks.begin(), checks.end(), [](uint8_t check) { return check != 0; });
+}
+
 // The rule of the chooser about the number of its check marks.
 std::string FaultOfChecks(const Form& form) {
-    const auto& checks = form["signals"].checks;
-    const auto count = std::count_if(checks.begin(), checks.end(), [](uint8_t check) { return check != 0; });
+    const int64_t count = CountOfChecks(form);
     if (count == 0) return "You need at least 1 data trace selected.";
     if (count > maxEdfTraces)
         return fmt::format(
             "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
             count - maxEdfTraces);
     return {};
+}
+
+void ShowCount(Form& form) {
+    form["count"].text = fmt::format("{} of {} signals are checked. At most {} can be traces.",
+                                     CountOfChecks(form), form["signals"].checks.size(), maxEdfTraces);
+}
+
+std::string WithColons(std::string time) {
+    std::replace(time.begin(), time.end(), '.', ':');
+    return time;
+}
+
+std::string SummaryText(const EdfHeader& header) {
+    return fmt::format("{}: {} records of {:.9g} s, from {} {}", EdfTypeText(header.type), header.dataRecords,
+                       header.recordDuration, EdfDateText(header.startDate), WithColons(header.startTime));
 }
 
 std::vector<std::vector<std::string>> SignalRows(const EdfHeader& header) {
@@ -50,30 +69,44 @@ std::vector<std::vector<std::string>> SignalRows(const EdfHeader& header) {
     return rows;
 }
 
-std::string WithColons(std::string time) {
-    std::replace(time.begin(), time.end(), '.', ':');
-    return time;
-}
-
 }  // namespace
 
-std::optional<std::vector<int>> ChooseEdfSignalsByDialog(Session& session, const EdfHeader& header) {
+std::optional<std::vector<int>> ChooseEdfSignalsByDialog(Session& session, const EdfHeader& header,
+                                                         const std::vector<int>& proposed) {
     Form form("Choose Channels");
+    form.AddNote("file", SummaryText(header));
     std::vector<std::string> names;
     for (const int index : header.ordinarySignals)
         names.push_back(SignalText(header, header.Signal(index), names.size() + 1));
     std::vector<uint8_t> checks(names.size(), 0);
-    std::fill_n(checks.begin(), std::min<size_t>(checks.size(), maxEdfTraces), uint8_t{1});
+    if (proposed.empty())
+        std::fill_n(checks.begin(), std::min<size_t>(checks.size(), maxEdfTraces), uint8_t{1});
+    for (size_t i = 0; i < checks.size(); ++i)
+        if (std::find(proposed.begin(), proposed.end(), header.ordinarySignals[i]) != proposed.end())
+            checks[i] = 1;
     form.AddCheckList("signals", "Channels to show as traces", std::move(names), std::move(checks),
                       "Signals of different rates share the finest common sample interval, so that choosing "
-                      "signals of like rates saves time and memory.");
+                      "signals of like rates saves time and memory.")
+        .Search();
+    form.AddNote("count", {});
+    ShowCount(form);
+    form.onChange = ShowCount;
     form.AddAction(
         "clearChecks", "Clear checks from all channels",
         [](Form& asked) {
             auto& marks = asked["signals"].checks;
             std::fill(marks.begin(), marks.end(), uint8_t{0});
+            ShowCount(asked);
         },
         "Takes all check marks away.");
+    form.AddAction(
+        "details", "File details...",
+        [&](Form&) {
+            Form details = EdfInfoForm(session, header, {});
+            session.host.AskForm(details);
+        },
+        "Shows the header of the file: patient, recording, date, and each signal with its filter and "
+        "transducer.");
     form.validate = FaultOfChecks;
     if (!session.host.AskForm(form)) return {};
     std::vector<int> chosen;
@@ -116,7 +149,7 @@ Form EdfInfoForm(Session& session, const EdfHeader& header, std::function<std::s
     form.AddNote("signalCount", std::to_string(header.signals.size()), "Number of signals");
     form.AddTable("signals", {"Chan", "Label", "Sample interval", "Dim", "Pre-filter", "Transducer type"},
                   SignalRows(header));
-    const bool any = !header.annotationSignals.empty();
+    const bool any = annotations && !header.annotationSignals.empty();
     form.AddAction(
             "annotations", "Annotations list...",
             [&session, annotations = std::move(annotations)](Form&) {

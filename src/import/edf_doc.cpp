@@ -10,6 +10,7 @@
 #include "document/side_car.h"
 #include "host/form.h"
 #include "import/edf_dialogs.h"
+#include "import/edf_recall.h"
 #include "import/edf_timeline.h"
 
 namespace kymora {
@@ -24,10 +25,6 @@ constexpr uint64_t gapBytes = 12 << 20;
 constexpr uint64_t bytesPerGap = 64;
 constexpr uint64_t bytesPerGapOfTrace = 16;
 
-bool HasLimits(const TraceSettings& trace, double top, double bottom) {
-    return trace.axisTop == top && trace.axisBottom == bottom;
-}
-
 }  // namespace
 
 void CEDFDoc::Load() {
@@ -38,7 +35,9 @@ void CEDFDoc::Load() {
     header_ = ReadEdfHeader(*sampleFile);
     for (const std::string& note : header_.notes) Note(note);
     layoutSetting_ = LayoutSetting();
-    ChooseSignals();
+    SideCarFile sideCar(*this);
+    Recalled recalled = RecallSignals(sideCar);
+    ChooseSignals(recalled.choice);
     SetTimeBase();
     EdfEventCollector collected(axis_.sampleInterval, annotationBytes + sampleFile->Length() / 2);
     ReadAnnotations(collected);
@@ -49,14 +48,16 @@ void CEDFDoc::Load() {
     Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_.type),
                      header_.signals.size(), header_.dataRecords, header_.recordDuration));
     FillModel();
-    ReadOwnSideCar(collected);
+    ReadOwnSideCar(sideCar, std::move(recalled), collected);
     ProcessAnnots(collected, AskLayout(collected));
 }
 
 void CEDFDoc::Note(const std::string& text) const { GetHost().Log("EDF: " + text + "\n"); }
 
+// The chooser of signals has shown what the file is.
 void CEDFDoc::AfterLoad() {
-    if (GetOpening().Asks() && !GetSession().skipFileDetails && !ShowInfo()) throw OpenDeclined();
+    const bool isToShow = GetOpening().Asks() && !wasChosenByDialog_ && !GetSession().skipFileDetails;
+    if (isToShow && !ShowInfo()) throw OpenDeclined();
 }
 
 bool CEDFDoc::ShowInfo() {
@@ -91,21 +92,30 @@ CEDFDoc::AnnotationLayout CEDFDoc::AskLayout(const EdfEventCollector& collected)
     return *separate ? AnnotationLayout::separate : AnnotationLayout::same;
 }
 
-void CEDFDoc::ChooseSignals() {
+// What was chosen the last time is chosen again, whoever opens the file.
+void CEDFDoc::ChooseSignals(const std::vector<int>& remembered) {
     const std::string* setting = CurrentOpening().Setting("signals");
     chosen_.clear();
     if (header_.ordinarySignals.empty()) return;
     if (!setting && GetOpening().Asks()) {
-        auto answer = ChooseEdfSignalsByDialog(GetSession(), header_);
+        auto answer = ChooseEdfSignalsByDialog(GetSession(), header_, remembered);
         if (!answer) throw OpenDeclined();
         chosen_ = std::move(*answer);
+        wasChosenByDialog_ = true;
+        return;
+    }
+    if (!setting && !remembered.empty()) {
+        chosen_ = remembered;
+        Note(fmt::format("{} of {} signals are shown, as the side-car tells", chosen_.size(),
+                         header_.ordinarySignals.size()));
         return;
     }
     chosen_ = ChooseEdfSignals(header_, setting);
     if (!setting && chosen_.size() < header_.ordinarySignals.size())
-        Tell(fmt::format("The first {} of {} signals are shown. The command line shows others, with "
-                         "--import signals=LIST.",
-                         chosen_.size(), header_.ordinarySignals.size()));
+        Tell(fmt::format(
+            "The first {} of {} signals of {} are shown. File > Open offers the others, and so does the "
+            "command line, with --import signals=LIST.",
+            chosen_.size(), header_.ordinarySignals.size(), filePath.filename().string()));
 }
 
 void CEDFDoc::SetTimeBase() {
@@ -186,67 +196,26 @@ void CEDFDoc::FillModel() {
     episodicStored = episodic ? 1 : 0;
     for (int t = 0; t < traceCount; ++t) {
         validRuns[static_cast<size_t>(t)] = runs_;
-        DescribeTrace(t);
+        traces[static_cast<size_t>(t)] = DescribedTrace(t);
     }
+    for (const int signal : chosen_) traceSignals.push_back({signal, header_.Signal(signal).label});
     UpdateGapFlags();
 }
 
-void CEDFDoc::DescribeTrace(int trace) {
-    TraceSettings& settings = traces[static_cast<size_t>(trace)];
+TraceSettings CEDFDoc::DescribedTrace(int trace) const {
+    TraceSettings settings =
+        TraceSettings::Default(trace, static_cast<Palette>(GetSession().options.palette));
     settings.traceAutoscale = 1;
-    settings.traceGain = 1.0;
     if (chosen_.empty()) {
         settings.traceLabel = "(no data)";
-        return;
+        return settings;
     }
     const EdfSignal& signal = header_.Signal(chosen_[static_cast<size_t>(trace)]);
     settings.traceLabel = signal.label;
     settings.traceUnits = signal.dimension;
     settings.axisTop = signal.physicalMaximum;
     settings.axisBottom = signal.physicalMinimum;
-}
-
-void CEDFDoc::ReadOwnSideCar(EdfEventCollector& collected) {
-    const SideCarResult sideCar = ReadSideCar(*this);
-    if (sideCar == SideCarResult::damaged) {
-        ResetModel();
-        FillModel();
-    }
-    if (sideCar == SideCarResult::read) {
-        bool allOwn = true;
-        for (int t = 0; t < static_cast<int>(chosen_.size()); ++t) allOwn = CheckSideCarTrace(t) && allOwn;
-        // An order of other traces would show two in one place.
-        for (int t = 0; t < maxTraces && !allOwn; ++t) traces[static_cast<size_t>(t)].traceOrder = t;
-        // The user may have edited or deleted the events of the file: what was saved stands.
-        if (HoldsEvents()) collected.Events().clear();
-    }
-}
-
-// A side-car of another choice of signals describes other traces in the same slots, or left a slot unused.
-// False for such a trace, which takes the defaults.
-bool CEDFDoc::CheckSideCarTrace(int trace) {
-    const TraceSettings& saved = traces[static_cast<size_t>(trace)];
-    const std::string& own = header_.Signal(chosen_[static_cast<size_t>(trace)]).label;
-    const TraceSettings unused = TraceSettings::Default(trace);
-    const bool wasUnused = saved.traceLabel == unused.traceLabel && saved.traceUnits == unused.traceUnits &&
-                           HasLimits(saved, unused.axisTop, unused.axisBottom);
-    const bool isOther =
-        saved.traceLabel != own &&
-        std::any_of(header_.ordinarySignals.begin(), header_.ordinarySignals.end(),
-                    [&](int other) { return header_.Signal(other).label == saved.traceLabel; });
-    if (!wasUnused && !isOther) return true;
-    Note(fmt::format("the side-car's settings of trace {} belong to another signal and were left out",
-                     trace + 1));
-    traces[static_cast<size_t>(trace)] =
-        TraceSettings::Default(trace, static_cast<Palette>(GetSession().options.palette));
-    DescribeTrace(trace);
-    return false;
-}
-
-bool CEDFDoc::HoldsEvents() const {
-    return eventChannels[0].channelComment == startMarkComment ||
-           std::any_of(eventChannels.begin(), eventChannels.end(),
-                       [](const CEventChan& channel) { return channel.GetNumEvents() != 0; });
+    return settings;
 }
 
 // --- samples ---

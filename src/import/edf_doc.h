@@ -10,6 +10,7 @@
 #include <string>
 
 #include "document/data_doc.h"
+#include "document/side_car_signals.h"
 #include "import/edf_events.h"
 #include "import/edf_header.h"
 #include "import/edf_samples.h"
@@ -17,6 +18,7 @@
 namespace kymora {
 
 class EdfTimeline;
+class SideCarFile;
 
 class CEDFDoc : public CDataDoc {
   public:
@@ -49,16 +51,23 @@ class CEDFDoc : public CDataDoc {
 
     std::optional<AnnotationLayout> LayoutSetting();
     AnnotationLayout AskLayout(const EdfEventCollector& collected);
-    void ChooseSignals();
+    void ChooseSignals(const std::vector<int>& remembered);
     void SetTimeBase();
     void ReadAnnotations(EdfEventCollector& collected);
     void WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
     void FillModel();
-    void DescribeTrace(int trace);
-    void ReadOwnSideCar(EdfEventCollector& collected);
-    bool CheckSideCarTrace(int trace);
-    bool HoldsEvents() const;
+    TraceSettings DescribedTrace(int trace) const;
     void Note(const std::string& text) const;
+
+    // edf_side_car.cpp
+    struct Recalled;
+    Recalled RecallSignals(SideCarFile& sideCar);
+    std::vector<TraceSignal> OrdinarySignals() const;
+    void ReadOwnSideCar(SideCarFile& sideCar, Recalled recalled, EdfEventCollector& collected);
+    void PlaceTraces(Recalled& recalled);
+    std::vector<int> GuessSlots(const std::vector<TraceSignal>& slots) const;
+    void TellUnplaced(const Recalled& recalled, size_t newlyAbsent);
+    bool HoldsEvents() const;
 
     // edf_process_annots.cpp
     void ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layout);
@@ -67,6 +76,7 @@ class CEDFDoc : public CDataDoc {
 
     EdfHeader header_;
     std::vector<int> chosen_;
+    bool wasChosenByDialog_ = false;
     int64_t samplesPerRecord_ = 0;
     EdfTimeAxis axis_;
     RunList runs_;

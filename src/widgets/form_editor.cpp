@@ -353,14 +353,43 @@ class RadioEditor : public FormEditor {
     QButtonGroup* group_;
 };
 
+// The arrow keys and Enter go from the line of a search into its list.
+class KeysToList : public QObject {
+  public:
+    KeysToList(QLineEdit* line, QListWidget* list) : QObject(line), list_(list) {
+        line->installEventFilter(this);
+    }
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() != QEvent::KeyPress) return false;
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        // Enter ends the search, not the dialog.
+        constexpr int keys[] = {Qt::Key_Down, Qt::Key_Up, Qt::Key_Return, Qt::Key_Enter};
+        if (std::find(std::begin(keys), std::end(keys), key) == std::end(keys)) return false;
+        int row = list_->currentRow();
+        if (row < 0 || list_->item(row)->isHidden())
+            for (row = 0; row < list_->count() && list_->item(row)->isHidden(); ++row) {
+            }
+        if (row < list_->count()) list_->setCurrentRow(row);
+        list_->setFocus(Qt::TabFocusReason);
+        return true;
+    }
+
+  private:
+    QListWidget* list_;
+};
+
 class CheckListEditor : public FormEditor {
   public:
-    CheckListEditor(QWidget* parent, const Changed& changed) : list_(new QListWidget(parent)) {
+    CheckListEditor(const Field& field, QWidget* parent, const Changed& changed)
+        : box_(field.hasSearch ? new QWidget(parent) : nullptr),
+          list_(new QListWidget(box_ ? box_ : parent)) {
         list_->setUniformItemSizes(true);
         list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
         QObject::connect(list_, &QListWidget::itemChanged, list_, [changed](QListWidgetItem*) { changed(); });
+        if (box_) AddSearch(field);
     }
-    QWidget* Widget() const override { return list_; }
+    QWidget* Widget() const override { return box_ ? box_ : list_; }
+    QWidget* Focus() const override { return box_ ? static_cast<QWidget*>(search_) : list_; }
     std::string Read(Field& field) const override {
         field.checks.resize(static_cast<size_t>(list_->count()));
         for (int i = 0; i < list_->count(); ++i)
@@ -385,6 +414,33 @@ class CheckListEditor : public FormEditor {
     bool IsWide() const override { return true; }
 
   private:
+    void AddSearch(const Field& field) {
+        search_ = new QLineEdit(box_);
+        search_->setObjectName(ToQString(field.key + "Search"));
+        search_->setPlaceholderText(QObject::tr("Search"));
+        search_->setAccessibleName(QObject::tr("Search"));
+        search_->setToolTip(QObject::tr("Shows only what holds these words; check marks stay as they are."));
+        search_->setClearButtonEnabled(true);
+        list_->setObjectName(ToQString(field.key + "List"));
+        list_->setAccessibleName(ToQString(field.label));
+        new KeysToList(search_, list_);
+        auto* column = new QVBoxLayout(box_);
+        column->setContentsMargins(0, 0, 0, 0);
+        column->addWidget(search_);
+        column->addWidget(list_, 1);
+        QObject::connect(search_, &QLineEdit::textChanged, list_, [list = list_](const QString& text) {
+            const QStringList words = text.split(' ', Qt::SkipEmptyParts);
+            for (int i = 0; i < list->count(); ++i) {
+                const QString shown = list->item(i)->text();
+                list->item(i)->setHidden(std::any_of(words.begin(), words.end(), [&](const QString& word) {
+                    return !shown.contains(word, Qt::CaseInsensitive);
+                }));
+            }
+        });
+    }
+
+    QWidget* box_;
+    QLineEdit* search_ = nullptr;
     QListWidget* list_;
 };
 
@@ -421,7 +477,7 @@ std::unique_ptr<FormEditor> MakeByKind(const Field& field, QWidget* parent,
     case FieldKind::font:
         return std::make_unique<ButtonEditor<FontButton>>(parent, changed);
     case FieldKind::checkList:
-        return std::make_unique<CheckListEditor>(parent, changed);
+        return std::make_unique<CheckListEditor>(field, parent, changed);
     case FieldKind::note:
         return std::make_unique<NoteEditor>(field, parent);
     case FieldKind::table:

@@ -171,6 +171,45 @@ TEST_F(FormDialogTest, ActionsSeeAndChangeTheFields) {
     EXPECT_EQ(dialog->result(), QDialog::Accepted) << "Enter accepts; it runs no action";
 }
 
+TEST_F(FormDialogTest, ASearchHidesAndChangesNothing) {
+    form.AddCheckList("checks", "Checks", {"Fp1 256 Hz", "ECG 1000 Hz", "Fp2 256 Hz"}, {1, 1, 0}).Search();
+    Show();
+    auto* search = Find<QLineEdit>("checksSearch");
+    auto* list = Find<QListWidget>("checksList");
+    EXPECT_TRUE(search->hasFocus());
+    const struct {
+        const char* words;
+        std::vector<bool> hidden;
+    } cases[] = {{"256 fp", {false, true, false}},
+                 {"ecg", {true, false, true}},
+                 {"x", {true, true, true}},
+                 {"", {false, false, false}},
+                 {"fp2", {true, true, false}}};
+    for (const auto& c : cases) {
+        search->setText(c.words);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(list->item(i)->isHidden(), c.hidden[static_cast<size_t>(i)]) << c.words << i;
+    }
+    QTest::keyClick(search, Qt::Key_Return);
+    EXPECT_TRUE(dialog->isVisible()) << "Enter goes to what was found";
+    EXPECT_TRUE(list->hasFocus());
+    QTest::keyClick(list, Qt::Key_Space);
+    dialog->accept();
+    EXPECT_EQ(form["checks"].checks, (std::vector<uint8_t>{1, 1, 1})) << "hidden ones too";
+}
+
+TEST_F(FormDialogTest, AFormThatIsAskedAgainSaysWhy) {
+    form.AddText("name", "Name", "a");
+    form.fault = "There is no such name.";
+    Show();
+    EXPECT_TRUE(Find<QLabel>("fault")->isVisible());
+    EXPECT_EQ(Fault(), "There is no such name.");
+    Type("name", "b");
+    EXPECT_EQ(Fault(), "");
+    dialog->accept();
+    EXPECT_FALSE(dialog->isVisible());
+}
+
 // However many fields there are, OK can be reached, and the tab key goes through all of them in order.
 TEST_F(FormDialogTest, ALongFormScrollsWithinTheScreen) {
     for (int i = 0; i < 90; ++i)

@@ -30,19 +30,21 @@ class EdfDialogs : public EdfTest {
 TEST_F(EdfDialogs, TheChooserDecidesWhichSignalsAreTraces) {
     Fill([](Form& form) {
         EXPECT_EQ(form["signals"].choices.size(), 3u);
-        EXPECT_NE(form["signals"].choices[1].find("s2"), std::string::npos);
+        EXPECT_EQ(form["signals"].choices[1], "2: s2  [uV]  10 Hz");
+        EXPECT_EQ(form["file"].text, "EDF continuous record: 2 records of 1 s, from 1/2/2003 04:05:06");
         EXPECT_EQ(form["signals"].checks, (std::vector<uint8_t>{1, 1, 1}));
         form["clearChecks"].action(form);
         EXPECT_EQ(form.Check(), "You need at least 1 data trace selected.");
         form["signals"].checks = {0, 1, 1};
+        form.onChange(form);
+        EXPECT_EQ(form["count"].text, "2 of 3 signals are checked. At most 16 can be traces.");
         return true;
     });
-    Accept();  // the details
     auto doc = Open(Signals(3));
     ASSERT_TRUE(doc);
     EXPECT_EQ(doc->traceCount, 2);
     EXPECT_EQ(doc->traces[0].traceLabel, "s2");
-    EXPECT_EQ(host.forms, (std::vector<std::string>{"Choose Channels", "EDF File Details"}));
+    EXPECT_EQ(host.forms, std::vector<std::string>{"Choose Channels"}) << "and no other dialog";
 }
 
 TEST_F(EdfDialogs, SeventeenSignalsAreOneTooMany) {
@@ -99,11 +101,22 @@ TEST_F(EdfDialogs, LayoutIsAskedOnlyWhereThereIsSomethingToLayOut) {
 }
 
 TEST_F(EdfDialogs, EveryDialogCanDeclineTheFile) {
-    for (size_t at = 0; at < 3; ++at) {
+    const struct {
+        ImportSettings known;
+        size_t accepted;  // dialogs before the one that is cancelled
+        const char* title;
+    } cases[] = {
+        {{}, 0, "Choose Channels"},
+        {{}, 1, "Annotation Layout"},
+        {{{"signals", "1"}, {"annotations", "same"}}, 0, "EDF File Details"},
+    };
+    for (const auto& c : cases) {
         host.fillForms.clear();
-        for (size_t i = 0; i < at; ++i) Accept();
+        request.settings = c.known;
+        for (size_t i = 0; i < c.accepted; ++i) Accept();
         Fill([](Form&) { return false; });
-        EXPECT_EQ(Open(WithAnnotations()), nullptr) << at;
+        EXPECT_EQ(Open(WithAnnotations()), nullptr) << c.title;
+        EXPECT_EQ(host.forms.back(), c.title);
     }
     EXPECT_TRUE(host.messages.empty());
 }
@@ -111,26 +124,39 @@ TEST_F(EdfDialogs, EveryDialogCanDeclineTheFile) {
 TEST_F(EdfDialogs, TheDetailsShowHeaderAndAnnotations) {
     EdfBuilder builder = WithAnnotations();
     builder.patient = "P 1";
-    Accept();
-    Accept();
+    const auto show = [&](bool withAnnotations) {
+        host.fillForms.push_front([&, withAnnotations](Form& form) {
+            EXPECT_EQ(form["type"].text, "EDF+ continuous record");
+            EXPECT_EQ(form["records"].text, "2");
+            EXPECT_EQ(form["duration"].text, "1 s");
+            EXPECT_EQ(form["patient"].text, "P 1");
+            EXPECT_EQ(form["date"].text, "1/2/2003");
+            EXPECT_EQ(form["time"].text, "04:05:06");
+            const auto& table = form["signals"];
+            EXPECT_EQ(table.choices, (std::vector<std::string>{"Chan", "Label", "Sample interval", "Dim",
+                                                               "Pre-filter", "Transducer type"}));
+            EXPECT_EQ(table.rows[0],
+                      (std::vector<std::string>{"1", "s1", "100 ms", "uV", "HP:0.1Hz", "AgCl"}));
+            EXPECT_EQ(table.rows[1][2], "");
+            EXPECT_EQ(form["annotations"].IsEnabled(form), withAnnotations);
+            if (!withAnnotations) return false;  // which declines nothing
+            form["annotations"].action(form);
+            EXPECT_NE(host.texts.back().text.find(": x\r\n"), std::string::npos);
+            form["silence"].flag = true;
+            return true;
+        });
+    };
+    // From the chooser, where the annotations are not read yet.
     Fill([&](Form& form) {
-        EXPECT_EQ(form["type"].text, "EDF+ continuous record");
-        EXPECT_EQ(form["records"].text, "2");
-        EXPECT_EQ(form["duration"].text, "1 s");
-        EXPECT_EQ(form["patient"].text, "P 1");
-        EXPECT_EQ(form["date"].text, "1/2/2003");
-        EXPECT_EQ(form["time"].text, "04:05:06");
-        const auto& table = form["signals"];
-        EXPECT_EQ(table.choices, (std::vector<std::string>{"Chan", "Label", "Sample interval", "Dim",
-                                                           "Pre-filter", "Transducer type"}));
-        EXPECT_EQ(table.rows[0], (std::vector<std::string>{"1", "s1", "100 ms", "uV", "HP:0.1Hz", "AgCl"}));
-        EXPECT_EQ(table.rows[1][2], "");
-        form["annotations"].action(form);
-        EXPECT_NE(host.texts.back().text.find(": x\r\n"), std::string::npos);
-        form["silence"].flag = true;
+        show(false);
+        form["details"].action(form);
         return true;
     });
+    Accept();
     ASSERT_TRUE(Open(builder));
+    request.settings = {{"signals", "1"}, {"annotations", "same"}};
+    show(true);
+    ASSERT_TRUE(Reopen());
     EXPECT_TRUE(session.skipFileDetails);
 }
 
@@ -140,7 +166,7 @@ TEST(EdfDate, HasTheCenturyOfTheFormat) {
     EXPECT_EQ(EdfDateText("unknown"), "unknown");
 }
 
-// --- the list, and side-cars of other choices ---
+// --- the list ---
 
 TEST_F(EdfDialogs, EveryPartOfARecordHasItsHeading) {
     request.talk = OpenTalk::tells;
@@ -156,25 +182,6 @@ TEST_F(EdfDialogs, EveryPartOfARecordHasItsHeading) {
                                      "Record: 1, Annotation Signal: 1\r\nTAL: 0\r\nStart: +1 s\r\n: only\r\n"
                                      "Record: 2, Annotation Signal: 0\r\nTAL: 0\r\nStart: +2 s\r\n"
                                      "Record: 2, Annotation Signal: 1\r\n");
-}
-
-TEST_F(EdfDialogs, ASideCarOfOtherSignalsLeavesNothingBehind) {
-    request.talk = OpenTalk::tells;
-    request.settings["signals"] = "2-3";
-    auto doc = Open(Signals(3));
-    doc->traces[0].axisLabel = "mine";
-    doc->traces[0].traceVisible = 0;
-    doc->traces[0].traceOrder = 1;
-    doc->traces[1].traceOrder = 1;
-    doc->traces[0].traceColour = 0x123456;
-    ASSERT_TRUE(doc->OnSaveDocument());
-    request.settings["signals"] = "1-3";
-    doc = Reopen();
-    ASSERT_TRUE(doc);
-    EXPECT_EQ(doc->traces[0].axisLabel, "Ax 1");
-    EXPECT_EQ(doc->traces[0].traceVisible, 1);
-    EXPECT_EQ(doc->traces[0].traceColour, TraceSettings::Default(0).traceColour);
-    for (int t = 0; t < 3; ++t) EXPECT_EQ(doc->traces[static_cast<size_t>(t)].traceOrder, t);
 }
 
 // Long stretches without annotations are passed over; what stands behind them is found, in its record.
