@@ -1,6 +1,9 @@
 #include "app/child_frame.h"
 
+#include <QAction>
 #include <QCloseEvent>
+#include <QMdiArea>
+#include <QMenu>
 
 #include "widgets/text.h"
 
@@ -12,6 +15,8 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     widget_ = new ViewWidget(*view_, this);
     setWidget(widget_);
     setFocusProxy(widget_);
+    // Ctrl+W is a command of the File menu; held twice it would do nothing.
+    for (QAction* action : systemMenu()->actions()) action->setShortcuts(QList<QKeySequence>());
     view_->OnSize(widget_->sizeHint().width(), widget_->sizeHint().height());
     if (like)
         view_->OnInitialUpdate(*like);
@@ -39,6 +44,21 @@ void CChildFrame::ShowTitle(int number) {
 void CChildFrame::CloseAtOnce() {
     mayClose_ = true;
     close();
+}
+
+// A change of style or of state takes the frame apart and hands the keyboard to whatever comes first, which
+// is the edit box of the start time.
+void CChildFrame::changeEvent(QEvent* event) {
+    QMdiSubWindow::changeEvent(event);
+    const bool takesApart =
+        event->type() == QEvent::StyleChange || event->type() == QEvent::WindowStateChange;
+    if (takesApart) QMetaObject::invokeMethod(this, &CChildFrame::GiveKeysToView, Qt::QueuedConnection);
+}
+
+void CChildFrame::GiveKeysToView() {
+    const bool isActive = mdiArea() && mdiArea()->currentSubWindow() == this;
+    const QWidget* holder = window()->focusWidget();
+    if (isActive && (!holder || isAncestorOf(holder))) widget_->setFocus();
 }
 
 void CChildFrame::closeEvent(QCloseEvent* event) {

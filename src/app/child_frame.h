@@ -36,8 +36,11 @@ class CChildFrame : public QMdiSubWindow {
   protected:
     // The last view of a changed document asks.
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
   private:
+    void GiveKeysToView();
+
     std::shared_ptr<CDataDoc> doc_;
     std::unique_ptr<CKymoraView> view_;
     ViewWidget* widget_ = nullptr;
