@@ -75,8 +75,17 @@ QWidget* DesktopHost::Parent() const {
     return modal ? modal : parent_.data();
 }
 
+// What is told without being asked for is a warning, unless it is only good to know.
 void DesktopHost::Message(std::string_view text, std::string_view title) {
-    QMessageBox box(QMessageBox::Information, ToQString(title), ToQString(text), QMessageBox::Ok, Parent());
+    Show(QMessageBox::Warning, text, title);
+}
+
+void DesktopHost::Inform(std::string_view text) { Show(QMessageBox::Information, text, usualTitle); }
+
+void DesktopHost::Failure(std::string_view text) { Show(QMessageBox::Critical, text, usualTitle); }
+
+void DesktopHost::Show(QMessageBox::Icon icon, std::string_view text, std::string_view title) {
+    QMessageBox box(icon, ToQString(title), ToQString(text), QMessageBox::Ok, Parent());
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
@@ -85,6 +94,12 @@ bool DesktopHost::Confirm(std::string_view text, std::string_view title) {
     QMessageBox box(QMessageBox::Question, ToQString(title), ToQString(text),
                     QMessageBox::Ok | QMessageBox::Cancel, Parent());
     box.setTextFormat(Qt::PlainText);
+    if (title != usualTitle) {  // what it is about; a title bar alone is easily overlooked
+        box.setText(ToQString(title));
+        box.setInformativeText(ToQString(text));
+        box.setStyleSheet(
+            "#qt_msgbox_label { font-weight: bold; } #qt_msgbox_informativelabel { min-width: 30em; }");
+    }
     box.setDefaultButton(QMessageBox::Cancel);
     return box.exec() == QMessageBox::Ok;
 }

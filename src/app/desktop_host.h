@@ -1,6 +1,7 @@
 #pragma once
 // The host of the desktop: message boxes, file dialogs, forms, texts and a progress box.
 
+#include <QMessageBox>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
@@ -20,6 +21,8 @@ class DesktopHost : public Host {
     QString lastFolder;
 
     void Message(std::string_view text, std::string_view title = "Kymora") override;
+    void Inform(std::string_view text) override;
+    void Failure(std::string_view text) override;
     bool Confirm(std::string_view text, std::string_view title = "Kymora") override;
     bool Notice(std::string_view key, std::string_view title, std::string_view text) override;
     bool NoticeWithCancel(std::string_view key, std::string_view title, std::string_view text) override;
@@ -38,6 +41,7 @@ class DesktopHost : public Host {
   private:
     // A dialog stands on the dialog that asked for it.
     QWidget* Parent() const;
+    void Show(QMessageBox::Icon icon, std::string_view text, std::string_view title);
     bool AskNotice(std::string_view key, std::string_view title, std::string_view text, bool withCancel);
 
     QPointer<QWidget> parent_;

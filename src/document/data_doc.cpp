@@ -140,7 +140,7 @@ void CDataDoc::Tell(std::string_view text) {
     if (inOpen && opening_.request.talk == OpenTalk::logs)
         GetHost().Log(std::string(text) + "\n");
     else
-        GetHost().Message(text);
+        GetHost().Inform(text);
 }
 
 void CDataDoc::Notify(std::string_view key, std::string_view text) {
@@ -157,7 +157,8 @@ bool CDataDoc::SaveModified() {
     return !IsModified() ||
            GetHost().Confirm(
                "You have made changes to this file which have not been saved.\nClick OK to continue to "
-               "close, Cancel to return and have the opportunity to save.");
+               "close, Cancel to return and have the opportunity to save.",
+               filePath.filename().string());
 }
 
 void CDataDoc::AddView(DocumentView& added) { views_.push_back(&added); }

@@ -31,6 +31,9 @@ constexpr const char* gapNoticeText =
     "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the "
     "start of each "
     "section is marked with an event, and the event label gives the real time of the start of that section.";
+constexpr const char* gapsInThisVersionText = "\n\nThis version of Kymora has no Transform: Concatenate yet. "
+                                              "It leaves gaps blank until you choose View: "
+                                              "Inactive data sections.";
 
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
@@ -312,7 +315,8 @@ void CFloatDoc::AfterLoad() {
         Tell("The file " + filePath.string() +
              " is already open in another window or program. It is opened here for reading only; changes "
              "can be saved under another name.");
-    if (hasGaps && !noData && showsDetails) GetHost().Notice("GapNotice", "Notification", gapNoticeText);
+    if (hasGaps && !noData && showsDetails)
+        GetHost().Notice("GapNotice", "Notification", std::string(gapNoticeText) + gapsInThisVersionText);
     bool declined = false;
     if (showsDetails && !session.skipFileDetails) {
         const FileDetails details{fileVersion, filePath.filename().string(), fileComment,   traceCount,

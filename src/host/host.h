@@ -22,14 +22,20 @@ class Form;
 
 class Host : public ProgressSource {
   public:
+    static constexpr std::string_view usualTitle = "Kymora";
+
     // A message that the user must see.
-    virtual void Message(std::string_view text, std::string_view title = "Kymora") = 0;
+    virtual void Message(std::string_view text, std::string_view title = usualTitle) = 0;
+
+    // A message that is good to know, and tells of no trouble.
+    virtual void Inform(std::string_view text) { Message(text); }
 
     // A message that what the user asked for was not done. A script takes it as a failure.
     virtual void Failure(std::string_view text) { Message(text); }
 
-    // A question whose negative answer changes nothing; true for OK or Yes.
-    virtual bool Confirm(std::string_view text, std::string_view title = "Kymora") = 0;
+    // A question whose negative answer changes nothing; true for OK or Yes. The title may name what it is
+    // about.
+    virtual bool Confirm(std::string_view text, std::string_view title = usualTitle) = 0;
 
     // A notice with a do-not-show-again box, kept under `key` for the session. False when the user cancels,
     // which only a notice that offers Cancel can give.

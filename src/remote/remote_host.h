@@ -18,6 +18,7 @@ class RemoteHost : public Host {
     bool IsWorking() const { return running_ > 0; }
 
     void Message(std::string_view text, std::string_view title) override { Now().Message(text, title); }
+    void Inform(std::string_view text) override { Now().Inform(text); }
     void Failure(std::string_view text) override { Now().Failure(text); }
     bool Confirm(std::string_view text, std::string_view title) override {
         return Now().Confirm(text, title);

@@ -36,6 +36,26 @@ TEST(DesktopHost, QuestionsDefaultToTheAnswerThatChangesNothing) {
     EXPECT_TRUE(host.Confirm("Write over it?"));
 }
 
+TEST(DesktopHost, BoxesShowHowBadItIsAndWhatItIsAbout) {
+    DesktopHost host;
+    const auto shown = [](auto show) {
+        std::pair<QMessageBox::Icon, QString> seen;
+        WhenBoxShows([&](QMessageBox& box) {
+            seen = {box.icon(), box.text() + "|" + box.informativeText()};
+            box.accept();
+        });
+        show();
+        return seen;
+    };
+    using Seen = std::pair<QMessageBox::Icon, QString>;
+    EXPECT_EQ(shown([&] { host.Message("Choose another name."); }),
+              (Seen{QMessageBox::Warning, "Choose another name.|"}));
+    EXPECT_EQ(shown([&] { host.Failure("Not saved."); }), (Seen{QMessageBox::Critical, "Not saved.|"}));
+    EXPECT_EQ(shown([&] { host.Inform("Read-only."); }), (Seen{QMessageBox::Information, "Read-only.|"}));
+    EXPECT_EQ(shown([&] { host.Confirm("Close?", "cell7.edf"); }),
+              (Seen{QMessageBox::Question, "cell7.edf|Close?"}));
+}
+
 TEST(DesktopHost, ANoticeIsSilencedWhereItIsAccepted) {
     DesktopHost host;
     int shown = 0;
