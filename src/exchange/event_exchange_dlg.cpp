@@ -43,7 +43,7 @@ void CEventExchangeDlg::DescribeTarget(ParamList& list, const char* toolTip) {
     list.Group("Destination");
     list.Channel("destination", "Destination channel", m_nDestination)
         .Tip(toolTip)
-        .Shows([this] { return EventCountText(Document(), m_nDestination); })
+        .Shows([this] { return HeldEventsText(Document(), m_nDestination); })
         .OnChange([this] { OnEventChanChanged(0); });
 }
 

@@ -63,6 +63,12 @@ std::string EventCountText(const CDataDoc* doc, int32_t channel) {
     return Grouped(count) + (count == 1 ? " event" : " events");
 }
 
+std::string HeldEventsText(const CDataDoc* doc, int32_t channel) {
+    const std::string count = EventCountText(doc, channel);
+    if (count.empty()) return {};
+    return doc->GetNumEvents(channel) == 0 ? "is empty" : "holds " + count;
+}
+
 double LeastRegionEnd(const CDataDoc* doc) {
     return doc ? leastRegionSamples * doc->sampleInterval : noDocumentRegionEnd;
 }
@@ -183,7 +189,7 @@ void CEventBaseDlg::DescribeDestination(ParamList& list) {
     if (Has(usesDestination))
         list.Channel("destination", "Destination channel", m_nDestination)
             .Tip("Event channel that receives the result; its events are replaced")
-            .Shows([this] { return EventCountText(Document(), m_nDestination); })
+            .Shows([this] { return HeldEventsText(Document(), m_nDestination); })
             .OnChange([this] { OnEventChanChanged(0); });
     if (!Has(usesText)) return;
     list.Text("label", "Label", m_strLabel).Tip("Event channel label");

@@ -42,6 +42,8 @@ std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* vie
 
 // "1,203 events": what stands behind a channel.
 std::string EventCountText(const CDataDoc* doc, int32_t channel);
+// "holds 1,203 events": behind a channel that a result will go to, so that it is not taken for the result.
+std::string HeldEventsText(const CDataDoc* doc, int32_t channel);
 // The least end of a user-set region, ms.
 double LeastRegionEnd(const CDataDoc* doc);
 

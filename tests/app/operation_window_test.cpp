@@ -151,6 +151,9 @@ TEST_F(OperationWindowTest, EnterRunsAndEscapeCloses) {
     EXPECT_EQ(ran, 1);
     EXPECT_EQ(Message(), "1 event in channel c");
     EXPECT_NE(Find<QPlainTextEdit>("results")->toPlainText().indexOf("line 2"), -1);
+    block.onLevel = 2.0f;  // a dragged level, a configuration or a request
+    window->Refresh();
+    EXPECT_EQ(Message(), "") << "it tells of other settings";
     QTest::keyClick(Find<QLineEdit>("count"), Qt::Key_Escape);
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(window.isNull()) << "closing destroys it";

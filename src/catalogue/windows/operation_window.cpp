@@ -276,7 +276,7 @@ void OperationWindow::RejectFindings() {
     Work([&] {
         const std::string done = block_->RejectFindings(panes_->Findings()->Shown());
         if (done.empty()) return;
-        doneText_ = ToQString(done);
+        SetDoneText(ToQString(done));
         panes_->ShowResults();
     });
 }
@@ -300,7 +300,13 @@ QString OperationWindow::Fault() {
 
 void OperationWindow::FocusFault() { panes_->Form().FocusFault(); }
 
+void OperationWindow::SetDoneText(const QString& text) {
+    doneText_ = text;
+    doneSettings_ = block_->Settings();
+}
+
 void OperationWindow::ShowState() {
+    if (!doneText_.isEmpty() && doneSettings_ != block_->Settings()) doneText_.clear();
     const bool hasDoc = block_->Document() != nullptr;
     const bool isUsable = panes_->Form().Fault().empty();
     const bool isFree = !IsBusy() || IsInBlock();

@@ -83,8 +83,8 @@ class OperationWindow : public QDialog {
     virtual void StateShown(bool isUsable) { (void)isUsable; }
     // Has the block do something, and shows what has become of it; a failure stands in the message line.
     void Work(const std::function<void()>& does);
-    // What the last run gave; it is said until something changes.
-    void SetDoneText(const QString& text) { doneText_ = text; }
+    // What the last run gave; it is said until a setting changes, whoever changes it.
+    void SetDoneText(const QString& text);
     // Why the operation may not run as it stands; empty when it may.
     virtual QString Fault();
     void FocusFault();
@@ -138,6 +138,7 @@ class OperationWindow : public QDialog {
 
     QTimer drawLater_;  // joins the letters of a number that is typed
     QString doneText_;
+    std::vector<std::byte> doneSettings_;
     QString failText_;  // why the last work on the block failed
     int busy_ = 0;
     // What happened while it was busy.
