@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "drawing/number_labels.h"
+
 namespace kymora {
 
 ValueScale PlotContext::GetValueScale(int axis) const {
@@ -34,11 +36,23 @@ std::vector<int> PlotContext::TracesOn(int axis) const {
 
 std::string StatusText(const PlotContext& context, int x, int y) {
     if (!context.layout.plot.Contains(x, y)) return {};
-    std::string text = fmt::format("t = {:.3f}", context.PixelToTime(x));
+    const int unit = context.settings.m_nTimeUnit;
+    const int decimals = unit == 0 ? 3 : 6;
+    std::string text = fmt::format("t = {:.{}f}", context.PixelToTime(x) / TimeUnitFactor(unit), decimals);
     if (const int axis = context.GetNearestAxis(y); axis >= 0)
         text += fmt::format(", {} = {:.3f}", context.doc.traces[static_cast<size_t>(axis)].axisLabel,
                             context.GetValueScale(axis).ToValue(y));
     return text;
+}
+
+std::string StatusUnits(const PlotContext& context, int x, int y) {
+    if (!context.layout.plot.Contains(x, y)) return {};
+    std::string units = TimeUnitName(context.settings.m_nTimeUnit);
+    if (const int axis = context.GetNearestAxis(y); axis >= 0)
+        if (const std::string& value = context.settings.m_axes[static_cast<size_t>(axis)].m_strUnits;
+            !value.empty())
+            units += ", " + value;
+    return "(" + units + ")";
 }
 
 }  // namespace kymora

@@ -68,7 +68,10 @@ struct PlotContext {
     std::vector<int> TracesOn(int axis) const;
 };
 
-// "t = 1.250, Ax 1 = 0.310" for the mouse at a pixel; empty outside of the plot.
+// "t = 1.250, Ax 1 = 0.310" for the mouse at a pixel; empty outside of the plot. The time is in the view's
+// unit.
 std::string StatusText(const PlotContext& context, int x, int y);
+// What those numbers are in: "(ms, mV)"; empty outside of the plot.
+std::string StatusUnits(const PlotContext& context, int x, int y);
 
 }  // namespace kymora

@@ -1,5 +1,6 @@
 #include "drawing/number_labels.h"
 
+#include <charconv>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -36,7 +37,22 @@ std::string AxisNumber(double value, int significantFigures) {
     return WithoutTrailingZeros(fmt::format("{:.{}f}", rounded, decimals));
 }
 
+std::string PreciseNumber(double value) {
+    const std::string shown = fmt::format("{:.12g}", value);
+    const double size = std::fabs(value);
+    if (shown.find('e') == std::string::npos || !(size >= 1e-5 && size < 1e12)) return shown;
+    char plain[64];
+    const double rounded = std::strtod(shown.c_str(), nullptr);
+    return {plain, std::to_chars(plain, plain + sizeof plain, rounded, std::chars_format::fixed).ptr};
+}
+
 double TimeUnitFactor(int unit) { return unit == 1 ? 1000.0 : unit == 2 ? 60000.0 : 1.0; }
+
+std::string TimeInUnit(double timeMs, int unit, int decimals) {
+    constexpr int moreOfLongerUnits = 3;
+    return fmt::format("{:.{}f} {}", timeMs / TimeUnitFactor(unit),
+                       decimals + (unit == 0 ? 0 : moreOfLongerUnits), TimeUnitName(unit));
+}
 
 const char* TimeUnitName(int unit) { return unit == 1 ? "s" : unit == 2 ? "min" : "ms"; }
 

@@ -12,8 +12,14 @@ std::string ShortNumber(double value);
 // gives ShortNumber.
 std::string AxisNumber(double value, int significantFigures);
 
+// A number to be read and written over: 12 significant figures, so that the noise of binary fractions does
+// not show, with an exponent only where there would be many zeros.
+std::string PreciseNumber(double value);
+
 // Time units: 0 ms, 1 s, 2 min.
 double TimeUnitFactor(int unit);  // ms in one unit
 const char* TimeUnitName(int unit);
+// "12.50 ms" with two decimals; longer units get three more.
+std::string TimeInUnit(double timeMs, int unit, int decimals);
 
 }  // namespace kymora

@@ -15,9 +15,9 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 #include <QWheelEvent>
-#include <charconv>
 #include <cmath>
 
+#include "drawing/number_labels.h"
 #include "host/options.h"
 #include "host/user_numbers.h"
 #include "widgets/form_viewers.h"
@@ -35,16 +35,8 @@ constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3
 
 // --- numbers and texts ---
 
-// The shortest text that reads back to the same number, with an exponent only where there would be many
-// zeros.
 QString NumberText(double value, bool whole) {
-    char text[64];
-    const double size = std::abs(value);
-    const bool isPlain = size == 0.0 || (size >= 1e-5 && size < 1e12);
-    const auto end = whole     ? std::to_chars(text, text + sizeof text, static_cast<int64_t>(value)).ptr
-                     : isPlain ? std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr
-                               : std::to_chars(text, text + sizeof text, value).ptr;
-    return QString::fromLatin1(text, end - text);
+    return whole ? QString::number(static_cast<qint64>(value)) : QString::fromStdString(PreciseNumber(value));
 }
 
 // What a line shows of the value: traces count from 1.
@@ -139,7 +131,14 @@ class LineEditor : public FormEditor {
         QObject::connect(edit_, &QLineEdit::textEdited, edit_, changed);
     }
     QWidget* Widget() const override { return edit_; }
-    std::string Read(Field& field) const override { return field.Parse(edit_->text().toStdString()); }
+    // A number that the user left alone keeps the figures that are not shown.
+    std::string Read(Field& field) const override {
+        if (steps_ && shown_ && edit_->text() == shown_->text) {
+            field.number = shown_->number;
+            return field.Fault();
+        }
+        return field.Parse(edit_->text().toStdString());
+    }
     void Follow(const Field& field) override {
         if (steps_) steps_->Follow(field);
     }
@@ -149,10 +148,17 @@ class LineEditor : public FormEditor {
         if (steps_ && std::isnan(field.number)) return;
         edit_->setText(LineText(field));
         edit_->setCursorPosition(0);
+        shown_ = {edit_->text(), field.number};
     }
 
   private:
+    struct ShownNumber {
+        QString text;
+        double number;
+    };
+
     QLineEdit* edit_;
+    std::optional<ShownNumber> shown_;
     NumberSteps* steps_ = nullptr;
 };
 

@@ -55,6 +55,7 @@ class FormDialogTest : public ::testing::Test {
 
 TEST_F(FormDialogTest, EveryKindOfFieldGoesThereAndBack) {
     form.AddNumber("number", "Number", 0.1);
+    form.AddNumber("noisy", "Noisy", 30015.350000000002);
     form.AddInteger("integer", "Integer", 2147483647);
     form.AddText("text", "Text", "a\xC3\xA9 & b");
     form.AddLongText("longText", "Long", "one\r\ntwo");
@@ -67,6 +68,7 @@ TEST_F(FormDialogTest, EveryKindOfFieldGoesThereAndBack) {
     form.AddNote("note", "A note");
     Show();
     EXPECT_EQ(Find<QLineEdit>("number")->text(), "0.1");
+    EXPECT_EQ(Find<QLineEdit>("noisy")->text(), "30015.35") << "and yet it is kept bit by bit";
     EXPECT_EQ(Find<QPushButton>("colour")->text(), "#123456");
     const Form before = form;
     dialog->accept();

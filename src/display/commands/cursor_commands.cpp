@@ -1,5 +1,8 @@
 // The commands of cursors.
 
+#include <cstdlib>
+#include <functional>
+
 #include "display/commands/command_tables.h"
 #include "display/overlays/cursor_forms.h"
 
@@ -17,19 +20,39 @@ bool HasAny(const CKymoraView& view) { return HasVert(view) || HasHorz(view); }
 bool HasPlace(const CKymoraView& view) { return HasPlot(view) && view.Plot().layout.plot.Height() > 0; }
 bool CanPlaceHorz(const CKymoraView& view) { return HasPlace(view) && HasAxes(view); }
 
+// Cursors that are added one after the other stand beside each other: each a sixteenth of the plot further on
+// from the middle, and behind the plot's end on from its start. Where every place is taken, in the middle.
+int FreePlace(int from, int to, int middle, int count, const std::function<int(int)>& placeOf) {
+    constexpr int places = 16, nearby = 5;
+    for (int i = 0; i < places; ++i) {
+        const int place = i == 0 ? middle : from + (to - from) * ((places / 2 + i) % places) / places;
+        bool isTaken = false;
+        for (int line = 0; line < count; ++line) isTaken |= std::abs(placeOf(line) - place) <= nearby;
+        if (!isTaken) return place;
+    }
+    return middle;
+}
+
 // At the mouse, or in the middle of the view.
 void AddVert(const CommandContext& context) {
     const CKymoraView& view = context.view;
+    CDatumLines& lines = Lines(context);
+    const PixelRect plot = view.Plot().layout.plot;
     const int middle = view.Plot().TimeToPixel((view.m_StartTime + view.m_EndTime) / 2.0);
-    const bool atMouse = context.at && Lines(context).IsOnPlotX(context.at->x);
-    Lines(context).AddVertLine(atMouse ? context.at->x : middle);
+    const bool atMouse = context.at && lines.IsOnPlotX(context.at->x);
+    lines.AddVertLine(atMouse ? context.at->x
+                              : FreePlace(plot.left, plot.right, middle, lines.VertCount(),
+                                          [&](int line) { return lines.VertX(line); }));
     view.Invalidate();
 }
 
 void AddHorz(const CommandContext& context) {
+    CDatumLines& lines = Lines(context);
     const PixelRect plot = context.view.Plot().layout.plot;
-    const bool atMouse = context.at && Lines(context).IsOnPlotY(context.at->y);
-    Lines(context).AddHorzLine(atMouse ? context.at->y : (plot.top + plot.bottom) / 2);
+    const bool atMouse = context.at && lines.IsOnPlotY(context.at->y);
+    lines.AddHorzLine(atMouse ? context.at->y
+                              : FreePlace(plot.top, plot.bottom, (plot.top + plot.bottom) / 2,
+                                          lines.HorzCount(), [&](int line) { return lines.HorzY(line); }));
     context.view.Invalidate();
 }
 

@@ -18,10 +18,8 @@ std::string EventChannelTitle(const PlotContext& context, int channel) {
 }
 
 std::string TimeText(const PlotContext& context, double timeMs) {
-    // Fine enough to tell neighbouring samples apart.
-    const int decimals = context.settings.m_nTimeUnit == 0 ? 3 : 6;
-    return fmt::format("{:.{}f} {}", timeMs / TimeUnitFactor(context.settings.m_nTimeUnit), decimals,
-                       TimeUnitName(context.settings.m_nTimeUnit));
+    constexpr int decimals = 3;  // fine enough to tell neighbouring samples apart
+    return TimeInUnit(timeMs, context.settings.m_nTimeUnit, decimals);
 }
 
 std::string PositionText(const PlotContext& context, int64_t position) {

@@ -6,6 +6,7 @@
 
 #include "display/overlays/datum_lines.h"
 #include "display/overlays/overlay_fonts.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 
@@ -25,18 +26,21 @@ bool Overlap(const PixelRect& a, const PixelRect& b) {
 }
 
 // Gives the labels their rectangles: first those that the user has placed, then the `own` one of the line,
-// then the others, each unless another of the line is there already.
+// then the others, each in the first of its `rows` in which no other one of the line stands.
 template <typename RectOf>
-void PlaceAll(DatumLabels& block, int own, RectOf rectOf) {
+void PlaceAll(DatumLabels& block, int own, int rows, RectOf rectOf) {
     std::vector<PixelRect> taken;
+    const auto isFree = [&](const PixelRect& rect) {
+        return std::none_of(taken.begin(), taken.end(), [&](const PixelRect& r) { return Overlap(r, rect); });
+    };
     const auto place = [&](DatumLabel& label) {
         if (label.text.empty() || label.rect != PixelRect{}) return;
-        const PixelRect rect = rectOf(label);
-        const bool isFree =
-            std::none_of(taken.begin(), taken.end(), [&](const PixelRect& r) { return Overlap(r, rect); });
-        if (!isFree && !label.moved) return;
-        label.rect = rect;
-        taken.push_back(rect);
+        for (int row = 0; row < rows; ++row) {
+            const PixelRect rect = rectOf(label, row);
+            if (!isFree(rect) && !label.moved) continue;
+            label.rect = rect;
+            return taken.push_back(rect);
+        }
     };
     for (DatumLabel& label : block.labels)
         if (label.moved) place(label);
@@ -93,7 +97,7 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
     const double time = GetVertLineTime(line);
     if (m_bShowIDs) block.labels[0].text = fmt::format("V:{}", line + 1);
     block.labels[0].usual = m_rcPlot.top;
-    if (m_bShowTimes) block.labels[1].text = fmt::format("{:.2f} ms", time);
+    if (m_bShowTimes) block.labels[1].text = TimeInUnit(time, plot_().settings.m_nTimeUnit, 2);
     block.labels[1].usual = m_rcPlot.top + idHeight;
     if (m_bShowValues) {
         ReadValues(block, time);
@@ -108,7 +112,7 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
     // To the right of the line, or to its left where they would leave the window.
     const bool fits = VertX(line) + textGap + width <= plot_().layout.width;
     const int left = fits ? VertX(line) + textGap : VertX(line) - textGap - width;
-    PlaceAll(block, -1, [&](const DatumLabel& label) {
+    PlaceAll(block, -1, 1, [&](const DatumLabel& label, int) {
         const int top = std::min(label.moved.value_or(label.usual), m_rcPlot.bottom - keptBelow);
         return PixelRect{left, top, left + width, top + height};
     });
@@ -147,11 +151,16 @@ void CDatumLines::LayOutHorz(DrawDevice& device, int line) {
     const int own = m_bShowValues ? WriteHorzValues(block, line) : -1;
 
     const int height = device.FontExtent("0", DatumFont()).height;
-    const int above = HorzY(line) - height - 1;
-    const int top = above >= m_rcPlot.top ? above : HorzY(line) + 2;
-    PlaceAll(block, own, [&](const DatumLabel& label) {
+    // Above the line, and in further rows away from it where they would lie on each other; below it at the
+    // top.
+    const int rowsAbove = (HorzY(line) - 1 - m_rcPlot.top) / height;
+    const int rowsBelow = (m_rcPlot.bottom - HorzY(line) - 2) / height;
+    const bool isAbove = rowsAbove > 0;
+    const int first = isAbove ? HorzY(line) - height - 1 : HorzY(line) + 2;
+    PlaceAll(block, own, std::max(1, isAbove ? rowsAbove : rowsBelow), [&](const DatumLabel& label, int row) {
         const int width = std::max(leastWidth, device.FontExtent(label.text, DatumFont()).width + textGap);
         const int left = label.moved.value_or(label.usual);
+        const int top = first + (isAbove ? -row : row) * height;
         return PixelRect{left, top, left + width, top + height};
     });
 }

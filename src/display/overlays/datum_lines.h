@@ -120,7 +120,8 @@ class CDatumLines : public CViewAddIn {
     // line it does nothing.
     void MoveLabel(const DatumHit& label, int place);
     void ResetLabelPositions();
-    // Writes and places all labels. A label that would lie on another of its line is left out, and so has no
+    // Writes and places all labels. One that would lie on another of a horizontal line stands in a row
+    // further away from it; where there is no room, or at a vertical line, it is left out, and so has no
     // rectangle.
     void LayOutLabels(DrawDevice& device);
     // Has the values read again: the samples have changed.

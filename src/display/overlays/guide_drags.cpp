@@ -6,6 +6,7 @@
 
 #include "display/kymora_view.h"
 #include "display/overlays/overlay_drawing.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 
@@ -53,7 +54,7 @@ class GuideDrag : public MouseDrag {
         const Point start = IsTime() ? Point{to_, plot.top} : Point{plot.left, to_};
         device.Line(start.x, start.y, IsTime() ? to_ : plot.right, IsTime() ? plot.bottom : to_);
         DrawDragText(context, device, start,
-                     IsTime() ? fmt::format("{:.2f} ms", ValueAt(context))
+                     IsTime() ? TimeInUnit(ValueAt(context), context.settings.m_nTimeUnit, 2)
                               : fmt::format("{:.4g}", ValueAt(context)));
     }
     CursorShape Shape() const override { return IsTime() ? CursorShape::horizontal : CursorShape::vertical; }

@@ -1,5 +1,6 @@
 // The lines that open dialogs have the view draw: levels of a detector and ends of a stretch.
 
+#include <algorithm>
 #include <cmath>
 
 #include "display/overlays/overlay_drawing.h"
@@ -20,7 +21,11 @@ class GuidePainter {
     void Draw(const ViewGuide& guide) {
         const auto place = GuidePlace(context_, guide);
         if (!place) return;
-        device_.SetPen({guide.colour, 1, Pen::Style::solid});
+        // A line on another one lets that one's colour be seen.
+        const bool isOnOther =
+            std::find(drawn_.begin(), drawn_.end(), std::pair(guide.kind, *place)) != drawn_.end();
+        device_.SetPen({guide.colour, 1, isOnOther ? Pen::Style::dashed : Pen::Style::solid});
+        drawn_.emplace_back(guide.kind, *place);
         const Extent size = device_.TextExtent(guide.name);
         if (guide.kind == ViewGuide::Kind::level) {
             device_.Line(plot_.left, *place, plot_.right, *place);
@@ -54,6 +59,7 @@ class GuidePainter {
     DrawDevice& device_;
     const PixelRect plot_;
     std::vector<PixelRect> taken_;  // by names
+    std::vector<std::pair<ViewGuide::Kind, int>> drawn_;
 };
 
 }  // namespace

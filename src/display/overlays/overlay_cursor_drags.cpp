@@ -5,6 +5,7 @@
 #include "display/overlays/overlay_drags.h"
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_fonts.h"
+#include "drawing/number_labels.h"
 #include "host/form.h"
 
 namespace kymora {
@@ -54,7 +55,7 @@ class LineDrag : public MouseDrag {
         if (isVert_) {
             device.Line(to_, plot.top, to_, plot.bottom);
             DrawDragText(context, device, {to_, plot.top},
-                         fmt::format("{:.2f} ms", context.PixelToTime(to_)));
+                         TimeInUnit(context.PixelToTime(to_), context.settings.m_nTimeUnit, 2));
             return;
         }
         device.Line(plot.left, to_, plot.right, to_);

@@ -8,6 +8,7 @@
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_markers.h"
 #include "display/overlays/overlay_scale_bars.h"
+#include "drawing/number_labels.h"
 
 namespace kymora {
 
@@ -51,7 +52,7 @@ class MarkerDrag : public PlaceDrag {
         if (shift_.x == 0 || !IsOnPlot(context, false)) return;
         DrawMarkerCross(device, Place().x);
         DrawDragText(context, device, {Place().x + markerLabelGap, markerLabelRow},
-                     fmt::format("{:.2f} ms", context.PixelToTime(Place().x)));
+                     TimeInUnit(context.PixelToTime(Place().x), context.settings.m_nTimeUnit, 2));
     }
     CursorShape Shape() const override { return CursorShape::horizontal; }
 

@@ -2,6 +2,8 @@
 
 #include "display/overlays/datum_lines.h"
 
+#include <set>
+
 #include "display/overlays/cursor_forms.h"
 #include "display/overlays/overlay_drags.h"
 #include "display/overlays/overlay_fonts.h"
@@ -109,6 +111,45 @@ TEST_F(DatumTest, LabelsNeverLieOnOneAnother) {
                 EXPECT_TRUE(a.rect.right <= b.rect.left || b.rect.right <= a.rect.left ||
                             a.rect.bottom <= b.rect.top || b.rect.bottom <= a.rect.top);
             }
+}
+
+TEST_F(DatumTest, AddedOneAfterTheOtherTheyStandBesideEachOther) {
+    Open();
+    for (int i = 0; i < 3; ++i) Run("cursor-add-vert"), Run("cursor-add-horz");
+    EXPECT_EQ(VertX(), (std::vector<int>{470, 520, 570}));
+    std::set<int> rows;
+    for (int i = 0; i < 3; ++i) rows.insert(Lines().HorzY(i));
+    EXPECT_EQ(rows.size(), 3u);
+    EXPECT_EQ(Lines().HorzY(0), 260);
+    Lines().DeleteVertLine(0);
+    Run("cursor-add-vert");
+    EXPECT_EQ(VertX().back(), 470);
+}
+
+TEST_F(DatumTest, AHorizontalCursorTellsEveryAxis) {
+    Open(6);
+    for (int trace = 0; trace < 6; ++trace)
+        view->m_axes[static_cast<size_t>(trace)].m_strLabel =
+            "membrane potential of cell " + std::to_string(trace);
+    for (const int y : {15, 200, 500}) {
+        Lines().DeleteAllHorz();
+        Lines().AddHorzLine(y);
+        const RecordingDevice device = Draw();
+        EXPECT_EQ(device.texts.size(), 6u) << y;
+        for (size_t trace = 0; trace < 6; ++trace) {
+            const PixelRect& rect = Lines().HorzLabels(0)[1 + trace].rect;
+            EXPECT_TRUE(rect.top >= 10 && rect.bottom <= 510 && rect != PixelRect{}) << y << " " << trace;
+        }
+    }
+}
+
+TEST_F(DatumTest, TimesAreInTheUnitOfTheView) {
+    Open();
+    Lines().AddVertLine(470);
+    for (const auto& [unit, text] : {std::pair{0, "500.00 ms"}, {1, "0.50000 s"}, {2, "0.00833 min"}}) {
+        view->m_nTimeUnit = unit;
+        EXPECT_TRUE(Draw().Wrote(text)) << text;
+    }
 }
 
 TEST_F(DatumTest, HitsInTheirOrderAndWithinTheirTolerance) {

@@ -45,6 +45,9 @@ TEST_F(GuideTest, NamesOfLevelsThatLieTogetherCanAllBeRead) {
     // Six pixels a character, and a gap.
     EXPECT_LT(device.texts[1].x + 18, device.texts[0].x);
     EXPECT_LT(device.texts[2].x + 30, device.texts[1].x);
+    // The line of the second one lets the first one's be seen.
+    EXPECT_EQ(device.LinesOf(1)[0].pen.style, Pen::Style::solid);
+    EXPECT_EQ(device.LinesOf(2)[0].pen.style, Pen::Style::dashed);
 }
 
 TEST_F(GuideTest, WhatCannotBeSeenIsNotDrawn) {
