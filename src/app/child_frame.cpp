@@ -18,10 +18,12 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     // Ctrl+W is a command of the File menu; held twice it would do nothing.
     for (QAction* action : systemMenu()->actions()) action->setShortcuts(QList<QKeySequence>());
     view_->OnSize(widget_->sizeHint().width(), widget_->sizeHint().height());
-    if (like)
+    if (like) {
         view_->OnInitialUpdate(*like);
-    else
+    } else {
         view_->OnInitialUpdate();
+        view_->LeaveEmptyPlace();
+    }
     connect(widget_, &ViewWidget::ViewChanged, this, [this] { ShowTitle(); });
     ShowTitle();
 }

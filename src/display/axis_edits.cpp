@@ -76,7 +76,7 @@ void ShiftBySpan(CVertAxis& axis, double share) {
 
 void ChangeFormats(CKymoraView& view, const char* name, bool allAxes,
                    const std::function<void(TraceFormat&)>& change) {
-    view.ChangeSettings(name, [&](ViewSettings& settings) {
+    view.ChangeSettings(name, DisplayScope::work, [&](ViewSettings& settings) {
         for (int t = 0; t < view.GetDocument().traceCount; ++t) {
             const auto i = static_cast<size_t>(t);
             if (allAxes || settings.m_axes[static_cast<size_t>(settings.m_nAxisOfTrace[i])].m_bSelected)
@@ -131,7 +131,7 @@ void SameScale(CKymoraView& view, bool allAxes) {
 
 std::string LimitText(const ViewSettings& settings, int axis, bool isMax) {
     const CVertAxis& limits = settings.m_axes[static_cast<size_t>(axis)];
-    return fmt::format("{}", isMax ? limits.m_dMax : limits.m_dMin);
+    return PreciseNumber(isMax ? limits.m_dMax : limits.m_dMin);
 }
 
 bool SetLimitFromText(CKymoraView& view, int axis, bool isMax, std::string_view text) {
@@ -144,7 +144,7 @@ bool SetLimitFromText(CKymoraView& view, int axis, bool isMax, std::string_view 
         view.GetSession().host.Message(value ? limitOrderText : isMax ? badMaximum : badMinimum);
         return false;
     }
-    view.SetLimits(axis, minimum, maximum, isMax ? "Axis maximum" : "Axis minimum");
+    view.SetLimits(axis, minimum, maximum, isMax ? "Axis maximum" : "Axis minimum", DisplayScope::work);
     WarnOfEqualLabels(view);
     return true;
 }
@@ -155,7 +155,7 @@ void ScaleAxisAround(CKymoraView& view, int axis, int y, double factor) {
     const CVertAxis& limits = view.m_axes[static_cast<size_t>(axis)];
     const double fixed = shown.GetValueScale(axis).ToValue(y);
     view.SetLimits(axis, fixed + (limits.m_dMin - fixed) * factor, fixed + (limits.m_dMax - fixed) * factor,
-                   "Scale axis");
+                   "Scale axis", DisplayScope::look);
 }
 
 void SetDrawAsDots(CKymoraView& view, bool allAxes, bool dots) {

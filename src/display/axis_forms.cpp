@@ -98,7 +98,7 @@ void AskAxes(CKymoraView& view) {
         return std::find(checks.begin(), checks.end(), 1) == checks.end() ? noAxesText : "";
     };
     if (!view.GetSession().host.AskForm(form)) return;
-    view.ChangeSettings("Select axes", [&](ViewSettings& settings) {
+    view.ChangeSettings("Select axes", DisplayScope::work, [&](ViewSettings& settings) {
         for (size_t i = 0; i < count; ++i) {
             settings.m_bAxisVisible[i] = form["axes"].checks[i] != 0;
             settings.m_nAxisOfTrace[i] = form.Choice(KeyOfTrace(static_cast<int>(i)));
@@ -126,7 +126,7 @@ void AskFormat(CKymoraView& view) {
     const Form before = form;
     if (!view.GetSession().host.AskForm(form)) return;
     {
-        DisplayScope scope(view, "Format");
+        DisplayScope scope(view, "Format", DisplayScope::work);
         const FormatChange change{before, form};
         bool any = change.Take("clipMode", &Field::choice, view.m_nClipMode);
         for (const int trace : traces) {

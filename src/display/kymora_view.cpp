@@ -82,6 +82,13 @@ void CKymoraView::TakeStoredViewport() {
     Place(viewport);
 }
 
+void CKymoraView::LeaveEmptyPlace() {
+    const double end = doc_.GetEndTime();
+    if (!(end > 0.0) || m_EndTime <= doc_.TimeOf(doc_.GetLength())) return;
+    const double length = GetViewport().Duration();
+    if (m_StartTime >= end || length > end) ShowViewport({std::max(0.0, end - length), end}, false);
+}
+
 void CKymoraView::Place(Viewport viewport) {
     m_StartTime = viewport.start;
     m_EndTime = viewport.end;
@@ -351,9 +358,10 @@ void CKymoraView::MoveGuide(const ViewGuide& guide, double at) const {
 
 // --- settings ---
 
-void CKymoraView::ChangeSettings(std::string_view name, const std::function<void(ViewSettings&)>& change) {
+void CKymoraView::ChangeSettings(std::string_view name, DisplayScope::Kind kind,
+                                 const std::function<void(ViewSettings&)>& change) {
     {
-        DisplayScope scope(*this, std::string(name));
+        DisplayScope scope(*this, std::string(name), kind);
         ViewSettings before = *this;
         change(*this);
         // Files have no place for these two, which the next view begins with.

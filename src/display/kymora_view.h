@@ -33,6 +33,8 @@ class ViewWindow {
     virtual void ShowStatus(std::string_view) {}
     virtual void CopyText(std::string_view) {}
     virtual void CopyPicture() {}
+    // What a picture of the view is in the pixels of the screen, as PNG; empty where there is none.
+    virtual std::vector<std::byte> PngOfScreen() { return {}; }
     virtual void Print() {}
     // Has the user write another limit in the place of the one that is shown.
     virtual void EditLimit(int /*axis*/, bool /*isMax*/) {}
@@ -63,6 +65,9 @@ class CKymoraView : public DocumentView, public ViewSettings {
     bool OnInitialUpdate(std::optional<Viewport> viewport = {});
     // The same with the settings of another view of the document, as it is now.
     bool OnInitialUpdate(const CKymoraView& active);
+    // A file may be shorter than it was when its view was stored: a view behind its end, or one that is
+    // longer than the recording, comes back to the data. The last page, as the user left it, stays.
+    void LeaveEmptyPlace();
     void OnSize(int width, int height);
 
     // --- DocumentView ---
@@ -128,12 +133,13 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void ToggleFocusLeftEdge();
 
     // --- what is shown ---
-    // Sets what is drawn anew then. `name` is the action's for undo.
+    // Sets what is drawn anew then: one way of looking at the recording. `name` is the action's for undo.
     template <typename T>
     void Set(T ViewSettings::*member, std::type_identity_t<T> value, std::string_view name) {
-        ChangeSettings(name, [&](ViewSettings& settings) { settings.*member = value; });
+        ChangeSettings(name, DisplayScope::look, [&](ViewSettings& settings) { settings.*member = value; });
     }
-    void ChangeSettings(std::string_view name, const std::function<void(ViewSettings&)>& change);
+    void ChangeSettings(std::string_view name, DisplayScope::Kind kind,
+                        const std::function<void(ViewSettings&)>& change);
 
     // --- what drawing and the mouse read ---
     // As the view is now; the next change makes it untrue.
@@ -143,12 +149,13 @@ class CKymoraView : public DocumentView, public ViewSettings {
     int m_nVisibleAxes = 0;
 
     void SelectAxis(int axis, bool addToSelection);
-    // Changes the selected axes, or all, as one step of undo.
+    // Looks at the selected axes, or all, in another way: one step of undo.
     void ChangeAxes(const char* name, bool allAxes, const std::function<void(int axis)>& change);
     // To what is in view.
     void Autoscale(bool allAxes);
     // Refused, with nothing said, unless both are finite and they differ.
-    void SetLimits(int axis, double minimum, double maximum, const char* name);
+    void SetLimits(int axis, double minimum, double maximum, const char* name,
+                   DisplayScope::Kind kind = DisplayScope::work);
 
     // --- what lies over the traces ---
     // The cursors, which belong to the view; their labels know where they were last drawn.

@@ -21,8 +21,11 @@ class Navigation {
 
     // Zooming ends where a sample fills a thousand windows, or all samples there can be fill one.
     bool Allows(Viewport viewport) const {
-        return viewport.start >= 0.0 && viewport.Duration() >= sample / 1000.0 && viewport.end <= farthest;
+        return viewport.start >= 0.0 && viewport.Duration() >= Shortest() && viewport.end <= farthest;
     }
+    double Shortest() const { return sample / 1000.0; }
+    // Scrolling on ends where the last sample is in view.
+    bool HasMoreBehind() const { return shown.end < end; }
     // What the searches start from, and zooming keeps: the middle, or the left edge.
     double Reference() const { return keepsLeftEdge ? shown.start : (shown.start + shown.end) / 2.0; }
 

@@ -34,13 +34,17 @@ std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path) 
     return {};
 }
 
-void SavePicture(const PlotContext& context, const std::filesystem::path& out) {
-    const Layout& layout = context.layout;
-    CairoDevice device(layout.width, layout.height, PictureFormatOf(out).value_or(PictureFormat::png));
-    PaintRecording(context, device, PictureTarget::file);
-    const std::vector<std::byte> picture = device.Encode();
-    WriteFileAtomically(context.GetSession().files, out,
-                        [&](CArchive& archive) { archive.WriteRaw(picture); });
+void SavePicture(const CKymoraView& view, const std::filesystem::path& out) {
+    const PictureFormat format = PictureFormatOf(out).value_or(PictureFormat::png);
+    std::vector<std::byte> picture;
+    if (format == PictureFormat::png && view.Window()) picture = view.Window()->PngOfScreen();
+    if (picture.empty()) {
+        const PlotContext context = view.Plot();
+        CairoDevice device(context.layout.width, context.layout.height, format);
+        PaintRecording(context, device, PictureTarget::file);
+        picture = device.Encode();
+    }
+    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
 }
 
 void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,

@@ -9,12 +9,15 @@
 
 namespace kymora {
 
+class CKymoraView;
+
 // By the extension; nothing for one that no picture has.
 std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path);
 
-// Writes what the view shows, at its size. The file takes its place by rename, so nothing half-written is
-// left. Throws std::runtime_error.
-void SavePicture(const PlotContext& context, const std::filesystem::path& out);
+// Writes what the view shows: a PNG in the pixels of its screen, others, and those of a view without a
+// window, at its size. The file takes its place by rename, so nothing half-written is left. Throws
+// std::runtime_error.
+void SavePicture(const CKymoraView& view, const std::filesystem::path& out);
 
 // Writes the view of the recording as a picture of `width` x `height` pixels. Without limits it shows the
 // stored viewport, or the whole recording when the file stores none; one limit alone is completed from the

@@ -21,7 +21,7 @@ void CKymoraView::SelectAxis(int axis, bool addToSelection) {
 
 void CKymoraView::ChangeAxes(const char* name, bool allAxes, const std::function<void(int axis)>& change) {
     {
-        DisplayScope scope(*this, name);
+        DisplayScope scope(*this, name, DisplayScope::look);
         for (int axis = 0; axis < doc_.traceCount; ++axis)
             if (allAxes || m_axes[static_cast<size_t>(axis)].m_bSelected) {
                 change(axis);
@@ -78,10 +78,11 @@ bool CKymoraView::AutoscaleAxis(int axis) {
     return true;
 }
 
-void CKymoraView::SetLimits(int axis, double minimum, double maximum, const char* name) {
+void CKymoraView::SetLimits(int axis, double minimum, double maximum, const char* name,
+                            DisplayScope::Kind kind) {
     if (!std::isfinite(minimum) || !std::isfinite(maximum) || minimum == maximum) return;
     {
-        DisplayScope scope(*this, name);
+        DisplayScope scope(*this, name, kind);
         CVertAxis& limits = m_axes[static_cast<size_t>(axis)];
         limits.m_dMin = minimum;
         limits.m_dMax = maximum;

@@ -229,7 +229,7 @@ class MagnifyValue : public MagnifyDrag {
         view.SetMouseMode(mouseNormal);
         const ValueScale scale = view.Plot().GetValueScale(axis_);
         view.SetLimits(axis_, scale.ToValue(std::max(pressY_, y_)), scale.ToValue(std::min(pressY_, y_)),
-                       "Magnify vertically");
+                       "Magnify vertically", DisplayScope::look);
     }
     CursorShape Shape() const override { return CursorShape::vertical; }
 

@@ -67,7 +67,6 @@ void CKymoraView::ToggleFocusLeftEdge() {
     int& option = GetSession().options.expandContractFocus;
     option = option == 0 ? 1 : 0;
     expandContractFocus_ = option;
-    doc_.SetModifiedFlag();
 }
 
 }  // namespace kymora

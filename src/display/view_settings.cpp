@@ -60,16 +60,10 @@ bool ViewSettings::IsSameAs(const ViewSettings& other) const {
                       [](const CVertAxis& a, const CVertAxis& b) { return a.HasLimitsOf(b); });
 }
 
-DisplayScope::DisplayScope(CKymoraView& view, std::string name)
-    : view_(view),
-      wasModified_(view.GetDocument().IsModified()),
-      scope_(std::make_unique<UndoScope>(view.GetDocument(), std::move(name))) {
-    scope_->Keep(std::make_unique<DisplayChange>(view));
-}
-
-DisplayScope::~DisplayScope() {
-    scope_.reset();
-    if (leaveUnmodified_) view_.GetDocument().SetModifiedFlag(wasModified_);
+DisplayScope::DisplayScope(CKymoraView& view, std::string name, Kind kind)
+    : scope_(view.GetDocument(), std::move(name)) {
+    if (kind == look) scope_.LeaveUnmodified();
+    scope_.Keep(std::make_unique<DisplayChange>(view));
 }
 
 }  // namespace kymora

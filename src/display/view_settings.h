@@ -71,21 +71,17 @@ struct ViewSettings {
 };
 
 // Records what is changed on a view, and on the traces' colours and labels, as one step that can be undone.
-// A change that no file keeps does not mark the recording as changed.
+// The way in which a recording is looked at is a setting that files keep, but none that marks it as changed.
 class DisplayScope {
   public:
-    DisplayScope(CKymoraView& view, std::string name);
-    ~DisplayScope();
-    DisplayScope(const DisplayScope&) = delete;
-    DisplayScope& operator=(const DisplayScope&) = delete;
+    enum Kind { work, look };
 
-    void LeaveUnmodified() { leaveUnmodified_ = true; }
+    DisplayScope(CKymoraView& view, std::string name, Kind kind);
+
+    void LeaveUnmodified() { scope_.LeaveUnmodified(); }
 
   private:
-    CKymoraView& view_;
-    bool wasModified_;
-    bool leaveUnmodified_ = false;
-    std::unique_ptr<UndoScope> scope_;
+    UndoScope scope_;
 };
 
 }  // namespace kymora

@@ -34,9 +34,29 @@ std::optional<double> ReadTime(const CKymoraView& view, std::string_view text, b
     return {};
 }
 
-void SetTimebase(CKymoraView& view, double timebase) {
-    view.ChangeViewport(
-        view.GetNavigation().OfLength(view.m_bTimebasePerViewport ? timebase : timebase * 8.0));
+Viewport WithTimebase(const CKymoraView& view, double timebase) {
+    return view.GetNavigation().OfLength(view.m_bTimebasePerViewport ? timebase : timebase * 8.0);
+}
+
+// Why a stretch of time cannot be shown; empty when it can.
+std::string ViewportFault(const CKymoraView& view, Viewport viewport) {
+    const Navigation navigation = view.GetNavigation();
+    if (navigation.Allows(viewport)) return {};
+    const auto text = [&](double timeMs) {
+        return PreciseNumber(timeMs / TimeUnitFactor(view.m_nTimeUnit)) + " " +
+               TimeUnitName(view.m_nTimeUnit);
+    };
+    if (viewport.Duration() < navigation.Shortest())
+        return "The view cannot show less than " + text(navigation.Shortest()) + ".";
+    return "The view cannot show what lies beyond " + text(navigation.farthest) + ".";
+}
+
+// What cannot be shown is told to the user.
+bool ShowAsAsked(CKymoraView& view, Viewport viewport) {
+    const std::string fault = ViewportFault(view, viewport);
+    if (!fault.empty()) view.GetSession().host.Message(fault);
+    if (fault.empty()) view.ChangeViewport(viewport);
+    return fault.empty();
 }
 
 }  // namespace
@@ -67,7 +87,7 @@ void AskStep(CKymoraView& view) {
     step.least = 1;
     step.greatest = 100;
     if (!view.GetSession().host.AskForm(form)) return;
-    DisplayScope scope(view, "Set step");
+    DisplayScope scope(view, "Set step", DisplayScope::look);
     view.m_nPercentStep = form.Integer("step");
 }
 
@@ -75,8 +95,7 @@ void AskStep(CKymoraView& view) {
 
 bool SetStartFromText(CKymoraView& view, std::string_view text) {
     const auto time = ReadTime(view, text, true, {badStart, negativeStart});
-    if (time) view.SetStartTime(*time);
-    return time.has_value();
+    return time && ShowAsAsked(view, {*time, *time + view.GetViewport().Duration()});
 }
 
 bool SetEndFromText(CKymoraView& view, std::string_view text) {
@@ -84,14 +103,13 @@ bool SetEndFromText(CKymoraView& view, std::string_view text) {
     if (!end) return false;
     // An end before the start moves the viewport there.
     const Viewport shown = view.GetViewport();
-    view.ChangeViewport({*end > shown.start ? shown.start : std::max(0.0, *end - shown.Duration()), *end});
-    return true;
+    return ShowAsAsked(view,
+                       {*end > shown.start ? shown.start : std::max(0.0, *end - shown.Duration()), *end});
 }
 
 bool SetTimebaseFromText(CKymoraView& view, std::string_view text) {
     const auto timebase = ReadTime(view, text, true, {badTimebase, negativeTimebase});
-    if (timebase) SetTimebase(view, *timebase);
-    return timebase.has_value();
+    return timebase && ShowAsAsked(view, WithTimebase(view, *timebase));
 }
 
 std::string StartText(const PlotContext& context) {
@@ -119,8 +137,11 @@ void AskTimebase(CKymoraView& view) {
     Form form("Set timebase");
     form.AddNumber("timebase", label, Timebase(view.Plot()) / unit, "How much time the view shows").least =
         0.0;
-    if (!view.GetSession().host.AskForm(form)) return;
-    SetTimebase(view, form.Number("timebase") * unit);
+    form.validate = [&](const Form& asked) {
+        return ViewportFault(view, WithTimebase(view, asked.Number("timebase") * unit));
+    };
+    if (view.GetSession().host.AskForm(form))
+        view.ChangeViewport(WithTimebase(view, form.Number("timebase") * unit));
 }
 
 }  // namespace kymora

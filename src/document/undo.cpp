@@ -134,8 +134,8 @@ bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
     from.pop_back();
     for (auto change = step.changes.rbegin(); change != step.changes.rend(); ++change) (*change)->Swap(doc_);
     std::reverse(step.changes.begin(), step.changes.end());
+    if (step.marksDocument) doc_.SetModifiedFlag();
     to.push_back(std::move(step));
-    doc_.SetModifiedFlag();
     doc_.UpdateAllViews(UpdateHint::events);
     doc_.UpdateAllViews(UpdateHint::settings);
     return true;
@@ -144,11 +144,11 @@ bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
 bool UndoStack::Undo() { return Move(done_, undone_); }
 bool UndoStack::Redo() { return Move(undone_, done_); }
 
-void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes) {
+void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument) {
     undone_.clear();
     size_t bytes = 0;
     for (const auto& change : changes) bytes += change->Bytes();
-    done_.push_back({std::move(name), std::move(changes), bytes});
+    done_.push_back({std::move(name), std::move(changes), bytes, marksDocument});
     size_t total = 0;
     for (const Step& step : done_) total += step.bytes;
     while (done_.size() > 1 && (done_.size() > mostSteps || total > mostBytes)) {
@@ -182,8 +182,8 @@ UndoScope::~UndoScope() {
     doc_.openUndoScope = nullptr;
     std::erase_if(changes_, [this](const auto& change) { return !change->IsChange(doc_); });
     if (changes_.empty()) return;
-    doc_.Undo().Push(std::move(name_), std::move(changes_));
-    doc_.SetModifiedFlag();
+    doc_.Undo().Push(std::move(name_), std::move(changes_), marksDocument_);
+    if (marksDocument_) doc_.SetModifiedFlag();
 }
 
 void UndoScope::Keep(std::unique_ptr<UndoChange> change) {

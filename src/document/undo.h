@@ -45,13 +45,14 @@ class UndoStack {
     // The name of the action that would be undone or redone; empty when there is none.
     std::string UndoName() const { return done_.empty() ? std::string() : done_.back().name; }
     std::string RedoName() const { return undone_.empty() ? std::string() : undone_.back().name; }
-    // Each marks the document as changed and updates all its views. False when there is nothing to do.
+    // Each marks the document as changed, where the step did, and updates all its views. False when there is
+    // nothing to do.
     bool Undo();
     bool Redo();
 
     // Adds a step, which forgets what could have been redone. The oldest steps go when there are more than
-    // 200 or they take more than 256 MiB.
-    void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes);
+    // 200 or they take more than 256 MiB. A step that is none for the file does not mark it as changed.
+    void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument = true);
     // Forgets everything: the traces were replaced.
     void Clear();
     void ForgetView(const DocumentView& view);
@@ -61,6 +62,7 @@ class UndoStack {
         std::string name;
         std::vector<std::unique_ptr<UndoChange>> changes;
         size_t bytes = 0;
+        bool marksDocument = true;
     };
     bool Move(std::deque<Step>& from, std::deque<Step>& to);
 
@@ -96,6 +98,9 @@ class UndoScope {
     // as it is, the table of coordinates stays too.
     bool SpliceEvents(int channel, int at, int count, std::vector<CEventKM> with);
 
+    // The step is one of looking at the recording, which nobody is asked to save. Only of an outermost scope.
+    void LeaveUnmodified() { marksDocument_ = false; }
+
     // The history tells of an undo and of a redo of this step. What it says already stays: it is a log.
     void NoteInHistory();
 
@@ -111,6 +116,7 @@ class UndoScope {
     UndoScope* outer_;
     std::vector<std::unique_ptr<UndoChange>> changes_;
     std::vector<int> keptChannels_, keptSettings_;
+    bool marksDocument_ = true;
     bool keptMarkers_ = false, keptAnnotations_ = false, keptScaleBars_ = false;
 };
 

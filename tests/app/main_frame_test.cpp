@@ -57,7 +57,7 @@ TEST_F(MainFrameTest, MenusHoldEveryCommandAndFollowTheActiveView) {
     Action("grid")->trigger();
     EXPECT_FALSE(child.View().m_bShowGrid);
     EXPECT_FALSE(Action("grid")->isChecked());
-    EXPECT_TRUE(child.isWindowModified());
+    EXPECT_FALSE(child.isWindowModified()) << "only looked at in another way";
     Action("start")->trigger();
     ExpectViewport(child, 0.0, 2000.0);
     EXPECT_FALSE(Action("left-page")->isEnabled());

@@ -2,9 +2,12 @@
 #include "display/kymora_view.h"
 #include "display/view_times.h"
 
+#include <functional>
 #include <limits>
 
+#include "display/picture.h"
 #include "drawing/number_labels.h"
+#include "support/recording_device.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
@@ -199,6 +202,76 @@ TEST_F(KymoraViewTest, SenselessStoredSettingsDoNotReachTheView) {
     }
 }
 
+// A file that lost its end, or whose view went beyond it.
+TEST_F(KymoraViewTest, ComesBackToWhereTheRecordingIs) {
+    const struct {
+        Viewport stored, shown;
+    } cases[] = {{{1000.0, 3000.0}, {1000.0, 3000.0}},
+                 {{4000.0, 5000.0}, {4000.0, 5000.0}},  // with the time of the last sample
+                 {{4500.0, 6500.0}, {4500.0, 6500.0}},  // the last page
+                 {{9000.0, 9500.0}, {4499.0, 4999.0}},
+                 {{100.0, 20000.0}, {0.0, 4999.0}}};
+    for (const auto& [stored, shown] : cases) {
+        SCOPED_TRACE(stored.end);
+        Show(Ramp(1, 5000), stored).LeaveEmptyPlace();
+        ExpectViewport(shown.start, shown.end);
+    }
+}
+
+TEST_F(KymoraViewTest, APlaceWithoutDataSaysSo) {
+    const auto says = [&](const char* text) {
+        RecordingDevice device;
+        PaintRecording(view->Plot(), device, PictureTarget::window);
+        return device.Wrote(text);
+    };
+    const char* const end = "No data here: the recording ends at 4.999 s.";
+    const char* const gap = "No data here: this is a gap in the recording.";
+    Show(Ramp(1, 5000));
+    view->m_nTimeUnit = 1;
+    EXPECT_FALSE(says(end));
+    view->SetStartTime(5000.0);
+    EXPECT_TRUE(says(end));
+    Show(MemoryDoc::MakeWithRuns(session, {std::vector<float>(200, 2.0f)}, {{100, 3000, 100}}));
+    view->ChangeViewport({50.0, 150.0});
+    EXPECT_FALSE(says(gap));
+    view->ChangeViewport({500.0, 900.0});
+    EXPECT_TRUE(says(gap));
+    view->Set(&ViewSettings::m_bInactiveSections, true, "Inactive data sections");
+    EXPECT_FALSE(says(gap)) << "a line in grey shows it";
+}
+
+// What is only another way of looking is kept by a save, but is no reason to ask for one.
+TEST_F(KymoraViewTest, LookingMarksNothingAndWorkDoes) {
+    const struct {
+        const char* what;
+        std::function<void(CKymoraView&)> act;
+        bool isWork;
+    } cases[] = {
+        {"gain", [](CKymoraView& v) { IncreaseGain(v, false); }, false},
+        {"move", [](CKymoraView& v) { MoveUp(v, true); }, false},
+        {"autoscale", [](CKymoraView& v) { v.Autoscale(true); }, false},
+        {"wheel on an axis", [](CKymoraView& v) { ScaleAxisAround(v, 0, 100, 0.5); }, false},
+        {"grid", [](CKymoraView& v) { v.Set(&ViewSettings::m_bShowGrid, false, "Grid"); }, false},
+        {"zoom focus", [](CKymoraView& v) { v.ToggleFocusLeftEdge(); }, false},
+        {"written limit", [](CKymoraView& v) { SetLimitFromText(v, 0, true, "7"); }, true},
+        {"dots", [](CKymoraView& v) { SetDrawAsDots(v, true, true); }, true},
+    };
+    for (const auto& [what, act, isWork] : cases) {
+        SCOPED_TRACE(what);
+        CKymoraView& v = Open(0.0, 1000.0);
+        act(v);
+        EXPECT_EQ(doc->IsModified(), isWork);
+        doc->SetModifiedFlag(false);
+        EXPECT_EQ(doc->Undo().Undo() && doc->IsModified(), isWork);
+        doc->Undo().Redo();
+        EXPECT_EQ(v.GetDisplaySettings().view.showGrid, v.m_bShowGrid);
+    }
+    // What was changed before stays changed.
+    doc->SetModifiedFlag();
+    IncreaseGain(*view, false);
+    EXPECT_TRUE(doc->IsModified());
+}
+
 // --- axes ---
 
 TEST_F(KymoraViewTest, NewTracesAreScaledOnceAndStayScaled) {
@@ -272,7 +345,6 @@ TEST_F(KymoraViewTest, GainChangesTheSelectedAxesOrAll) {
     };
     IncreaseGain(v, false);
     expect(500.0, 1000.0, 1000.0);
-    EXPECT_TRUE(doc->IsModified());
     IncreaseGain(v, true);
     expect(250.0, 500.0, 500.0);
     v.SelectAxis(2, false);
@@ -319,12 +391,13 @@ TEST_F(KymoraViewTest, TimeEditsRefuseWithTheirMessages) {
         {SetEndFromText, "0", "View end time must be positive."},
         {SetTimebaseFromText, "nan", "Couldn't read a number for the View time per division/viewport."},
         {SetTimebaseFromText, "-0.5", "View time per division/viewport must be non-negative."},
+        {SetTimebaseFromText, "0", "The view cannot show less than 0.001 ms."},
+        {SetEndFromText, "1e15", "The view cannot show what lies beyond 8589934588 ms."},
     };
     for (const auto& [set, text, message] : refusals) {
         EXPECT_FALSE(set(v, text)) << message;
         EXPECT_EQ(host.LastMessage(), message);
     }
-    EXPECT_TRUE(SetTimebaseFromText(v, "0"));  // accepted as a number, shows nothing else
     ExpectViewport(1000.0, 3000.0);
 }
 
@@ -332,7 +405,12 @@ TEST_F(KymoraViewTest, StatusNamesTimeAndValueUnderTheMouse) {
     CKymoraView& v = Open(1000.0, 1800.0, 2);
     SetAxis(1, -90.0, 90.0);  // band of 200 pixels at 210, inset by 10
     EXPECT_EQ(StatusText(v.Plot(), 170, 310), "t = 1100.000, Ax 2 = 0.000");
-    EXPECT_EQ(StatusText(v.Plot(), 69, 310), "");
+    EXPECT_EQ(StatusText(v.Plot(), 69, 310) + StatusUnits(v.Plot(), 69, 310), "");
+    v.m_axes[1].m_strUnits = "mV";
+    EXPECT_EQ(StatusUnits(v.Plot(), 170, 310), "(ms, mV)");
+    v.m_nTimeUnit = 1;
+    EXPECT_EQ(StatusText(v.Plot(), 170, 310), "t = 1.100000, Ax 2 = 0.000");
+    EXPECT_EQ(StatusUnits(v.Plot(), 170, 110), "(s)");
 }
 
 TEST(NumberText, ShowsWhatCounts) {
@@ -345,6 +423,14 @@ TEST(NumberText, ShowsWhatCounts) {
     EXPECT_EQ(AxisNumber(1.5e-9, 2), "1.5e-09");
     EXPECT_EQ(AxisNumber(2.0 / 3.0, 0), "0.666667");
     EXPECT_EQ(AxisNumber(0.0, 4), "0");
+    for (const auto& [value, text] : {std::pair{30015.350000000002, "30015.35"},
+                                      {0.041666666666666664, "0.0416666666667"},
+                                      {-0.0, "-0"},
+                                      {0.00001, "0.00001"},
+                                      {2e-6, "2e-06"},
+                                      {123456789012.0, "123456789012"},
+                                      {0.1 + 0.2, "0.3"}})
+        EXPECT_EQ(PreciseNumber(value), text);
     EXPECT_EQ(ParseNumber("+2.5e1"), 25.0);
     for (const char* none : {"", "+-1", "inf", "1 2"}) EXPECT_FALSE(ParseNumber(none)) << none;
 }

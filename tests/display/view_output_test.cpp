@@ -90,6 +90,10 @@ TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
     host.saveFile = "/view.png";
     Run("save-png");
     EXPECT_EQ(Bytes("/view.png").substr(1, 3), "PNG");
+    window->png = {std::byte{'h'}, std::byte{'i'}};  // what a window knows of its screen
+    host.saveFile = "/screen.png";
+    Run("save-png");
+    EXPECT_EQ(Bytes("/screen.png"), "hi");
     host.saveFile = "/view.svg";
     Run("save-svg");
     const std::string svg = Bytes("/view.svg");

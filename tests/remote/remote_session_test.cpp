@@ -139,7 +139,7 @@ TEST_F(RemoteSessionTest, SetsTheViewportAndTellsTheState) {
     // What merging in changes nothing of is there.
     Json merged = document;
     merged.merge_patch(Json::parse(R"({"path":"/one.kymr-dat","samples":100000,"sampleInterval":0.5,
-        "viewport":{"start":100.0,"end":300.5},"switches":{"grid":false},"modified":true,"undo":"Grid"})"));
+        "viewport":{"start":100.0,"end":300.5},"switches":{"grid":false},"modified":false,"undo":"Grid"})"));
     EXPECT_EQ(merged, document);
     EXPECT_EQ(document["traces"].size(), 2u);
     EXPECT_EQ(document["axes"][0]["selected"], false);

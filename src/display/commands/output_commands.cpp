@@ -85,7 +85,7 @@ void SaveAsPicture(CKymoraView& view, const char* kind, const std::string& exten
     if (!out || !view.FinishReload()) return;
     // The name says what is written, whatever extension the user gave.
     if (FoldedExtension(*out) != "." + extension) *out += "." + extension;
-    Try(view, "The picture was not saved.", [&] { SavePicture(view.Plot(), *out); });
+    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out); });
 }
 
 void SavePng(const CommandContext& context) { SaveAsPicture(context.view, "PNG picture", "png"); }
@@ -104,7 +104,7 @@ CommandTable OutputCommands() {
         {"save-svg", "O&utput", "View (vector: svg)", "Saves the picture of the view in lines, to be edited", HasPicture, nullptr, SaveSvg},
         {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SavePdf},
         {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText},
-        {"print", "O&utput", "&Print...", "Prints the view", HasWindow, nullptr, Print, group},
+        {"print", "O&utput", "&Print...\tCtrl+p", "Prints the view", HasWindow, nullptr, Print, group},
     };
 }
 // clang-format on

@@ -2,6 +2,7 @@
 #include "display/axis_edits.h"
 
 #include <QApplication>
+#include <QBuffer>
 #include <QClipboard>
 #include <QKeyEvent>
 #include <QMdiSubWindow>
@@ -25,7 +26,8 @@ namespace {
 
 constexpr int editTop = 22;  // below the plot
 constexpr int editHeight = 20;
-constexpr int editWidth = 96;
+constexpr int editWidth = 96;  // or what the longest time needs
+constexpr int aroundEditText = 16;
 constexpr int unitGap = 4;
 constexpr double wheelZoom = 1.25;
 
@@ -199,14 +201,24 @@ void ViewWidget::CopyText(std::string_view text) {
 }
 
 void ViewWidget::CopyPicture() {
-    if (!view_.FinishReload()) return;
+    if (view_.FinishReload()) QApplication::clipboard()->setImage(PictureToKeep());
+}
+
+std::vector<std::byte> ViewWidget::PngOfScreen() {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    if (!PictureToKeep().save(&buffer, "PNG")) throw std::runtime_error("The picture could not be made");
+    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
+    return {first, first + bytes.size()};
+}
+
+QImage ViewWidget::PictureToKeep() const {
     QImage picture(size() * devicePixelRatioF(), QImage::Format_RGB32);
     picture.setDevicePixelRatio(devicePixelRatioF());
     QPainter painter(&picture);
     PainterDevice device(painter);
     PaintRecording(view_.Plot(), device, PictureTarget::file);
-    painter.end();
-    QApplication::clipboard()->setImage(picture);
+    return picture;
 }
 
 void ViewWidget::Print() {
@@ -268,7 +280,10 @@ void ViewWidget::PlaceEdits() {
     const PixelRect plot = view_.Plot().layout.plot;
     const bool fits = view_.m_bShowAxes && plot.Width() >= 60;
     const int unitWidth = timebaseUnit_->sizeHint().width();
-    const int edit = std::min(editWidth, (plot.Width() - 2 * unitGap - unitWidth) / 3);
+    int widest = editWidth;
+    for (const QLineEdit* box : {startEdit_, timebaseEdit_, endEdit_})
+        widest = std::max(widest, box->fontMetrics().horizontalAdvance(box->text()) + aroundEditText);
+    const int edit = std::min(widest, (plot.Width() - 2 * unitGap - unitWidth) / 3);
     const int top = plot.bottom + editTop;
     const int middle = (plot.left + plot.right) / 2;
     for (QWidget* widget :
@@ -333,7 +348,8 @@ void ViewWidget::TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers mo
     const bool byPages = modifiers.testFlag(Qt::ShiftModifier);
     const auto left = byPages ? &Navigation::LeftPage : &Navigation::LeftPercent;
     const auto right = byPages ? &Navigation::RightPage : &Navigation::RightPercent;
-    for (int step = 0; step < std::abs(steps); ++step) view_.Go(steps > 0 ? left : right);
+    for (int step = 0; step < std::abs(steps); ++step)
+        if (steps > 0 || view_.GetNavigation().HasMoreBehind()) view_.Go(steps > 0 ? left : right);
 }
 
 void ViewWidget::wheelEvent(QWheelEvent* event) {
@@ -350,8 +366,10 @@ void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
     // A message that came up during the drag has swallowed the release.
     if (view_.Mouse().Drag() && !event->buttons().testFlag(Qt::LeftButton)) view_.Escape();
     view_.Mouse().Move(FromQt(*event));
-    const QString place =
-        QString::fromStdString(StatusText(view_.Plot(), event->pos().x(), event->pos().y()));
+    const PlotContext shown = view_.Plot();
+    const int x = event->pos().x(), y = event->pos().y();
+    QString place = QString::fromStdString(StatusText(shown, x, y));
+    if (!place.isEmpty()) place += "  " + QString::fromStdString(StatusUnits(shown, x, y));
     emit StatusChanged(modeStatus_.isEmpty() ? place : modeStatus_ + "   " + place);
 }
 

@@ -47,6 +47,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     void ShowStatus(std::string_view text) override;
     void CopyText(std::string_view text) override;
     void CopyPicture() override;
+    std::vector<std::byte> PngOfScreen() override;
     void Print() override;
     void EditLimit(int axis, bool isMax) override;
     void SetSize(int width, int height) override;
@@ -79,6 +80,8 @@ class ViewWidget : public QWidget, public ViewWindow {
     void Accept(QLineEdit* edit);
     void PlaceEdits();
     void PaintPicture();
+    // As it leaves the window, at the size that the screen really has.
+    QImage PictureToKeep() const;
     void ApplyColours();
     void TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers modifiers);
 
