@@ -25,9 +25,11 @@ void SetTheme(Frame& frame) {
 }
 
 template <Theme theme>
-bool HasTheme(const Frame& frame) {
-    return frame.GetSession().options.theme == static_cast<int>(theme);
-}
+constexpr CheckMark<Frame> HasTheme{
+    [](const Frame& frame) { return frame.GetSession().options.theme == static_cast<int>(theme); }, true};
+
+bool IsToolBarShown(const Frame& frame) { return frame.IsToolBarShown(); }
+bool IsFullScreen(const Frame& frame) { return frame.isFullScreen(); }
 
 constexpr bool group = true;
 
@@ -49,7 +51,8 @@ constexpr FrameCommand table[] = {
     {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>},
     {"file-exit", "&File", "E&xit\tCtrl+Q", "Ends the program", nullptr, nullptr, Run<&Frame::OnExit>, group},
 
-    {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, [](const Frame& frame) { return frame.IsToolBarShown(); }, Run<&Frame::ToggleToolBar>, group},
+    {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, IsToolBarShown, Run<&Frame::ToggleToolBar>, group},
+    {"full-screen", "&View", "Full screen\tF11", "Gives the window the whole screen, and takes it back", nullptr, IsFullScreen, Run<&Frame::ToggleFullScreen>},
     {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
     {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},
     {"theme-dark", "&View/Window colours", "Dark", "Dark windows; the plot keeps its own background", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},

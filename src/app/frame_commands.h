@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "display/commands/commands.h"
+
 namespace kymora {
 
 class CMainFrame;
@@ -15,7 +17,7 @@ struct FrameCommand {
     std::string_view label;              // with & before the access key and the shortcut behind a tab
     std::string_view toolTip;            // what it does, in a sentence
     bool (*enabled)(const CMainFrame&);  // null: always
-    bool (*checked)(const CMainFrame&);  // null: has no check mark
+    CheckMark<CMainFrame> checked;       // null: has none
     void (*run)(CMainFrame&);
     bool startsGroup = false;  // a separator stands before it
 };

@@ -262,6 +262,7 @@ void CMainFrame::OnGeneralOptions() {
 void CMainFrame::SetTheme(int theme) {
     session_.options.theme = theme;
     ApplyTheme(static_cast<Theme>(theme));
+    ShowWhatHasNoRoom();
     UpdateCommands();
     emit SettingsChanged();
 }

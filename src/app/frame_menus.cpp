@@ -1,8 +1,11 @@
 // Menus, tool bar and lists of commands, made from the two tables.
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QMenuBar>
 #include <QToolBar>
+#include <QToolButton>
+#include <algorithm>
 
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
@@ -15,6 +18,36 @@ namespace {
 
 constexpr size_t listedWithKey = 9;  // windows and files that have an access key
 constexpr int toolIconSize = 22;
+
+// Commands whose label does not say that they ask something before they do anything.
+constexpr std::string_view askingCommands[] = {
+    "new-user-defined",
+    "new-from-average",
+    "file-save-as-legacy",
+    "convert-to-text",
+    "general-options",
+    "select-time",
+    "set-step",
+    "set-timebase",
+    "format",
+    "select-axes",
+    "set-size",
+    "event-channel-navigation",
+    "cursor-place-at-time",
+    "cursor-place-at-voltage",
+    "cursor-add-horz-relative",
+    "annotation-add",
+    "marker-convert",
+    "scale-bar-add-horz",
+    "scale-bar-add-vert",
+    "scale-bar-options",
+    "event-colour",
+    "event-channel-properties",
+    "save-png",
+    "save-svg",
+    "save-pdf",
+    "save-text",
+};
 
 // In groups; a command that the tables do not have is left out.
 constexpr std::string_view toolBarCommands[] = {
@@ -41,6 +74,14 @@ constexpr std::string_view toolBarCommands[] = {
     "marker-add",
     "annotation-add",
 };
+
+// As it stands in the menu: three dots say that there is a question to come.
+std::string ShownLabel(std::string_view id, std::string_view label) {
+    std::string shown(label);
+    if (std::find(std::begin(askingCommands), std::end(askingCommands), id) != std::end(askingCommands))
+        shown.insert(std::min(shown.find('\t'), shown.size()), "...");
+    return shown;
+}
 
 QString WithoutAccessKey(std::string_view label) { return ToQString(PlainLabel(label)); }
 
@@ -89,13 +130,20 @@ QAction* CMainFrame::AddAction(std::string_view menuPath, std::string_view label
     return action;
 }
 
+void CMainFrame::SetCheckMark(QAction* action, bool isRadio) {
+    action->setCheckable(true);
+    // A group makes the mark a round one. Each has a group of its own, since what is on is asked of the view.
+    if (isRadio) (new QActionGroup(action))->addAction(action);
+}
+
 void CMainFrame::AddCommand(const Command& command) {
     // The key is shown, not set: the view takes it, so that an edit box can have it too.
-    QAction* action = AddAction(command.menu, command.label, command.toolTip, command.startsGroup);
+    QAction* action =
+        AddAction(command.menu, ShownLabel(command.id, command.label), command.toolTip, command.startsGroup);
     action->setObjectName(ToQString(command.id));
     action->setIcon(ToolIcon(command.id));
     action->setIconVisibleInMenu(false);
-    action->setCheckable(command.checked != nullptr);
+    if (command.checked) SetCheckMark(action, command.checked.isRadio);
     connect(action, &QAction::triggered, this, [this, &command] {
         CChildFrame* child = ActiveChild();
         if (!child) return;
@@ -107,7 +155,7 @@ void CMainFrame::AddCommand(const Command& command) {
 }
 
 void CMainFrame::AddCommand(const FrameCommand& command) {
-    const std::string_view label = command.label.substr(0, command.label.find('\t'));
+    const std::string label = ShownLabel(command.id, command.label.substr(0, command.label.find('\t')));
     QAction* action = AddAction(command.menu, label, command.toolTip, command.startsGroup);
     action->setObjectName(ToQString(command.id));
     const QString keys = KeysOf(command.label);
@@ -117,7 +165,7 @@ void CMainFrame::AddCommand(const FrameCommand& command) {
     }
     action->setIcon(ToolIcon(command.id));
     action->setIconVisibleInMenu(false);
-    action->setCheckable(command.checked != nullptr);
+    if (command.checked) SetCheckMark(action, command.checked.isRadio);
     connect(action, &QAction::triggered, this, [this, &command] {
         command.run(*this);
         UpdateCommands();
@@ -172,6 +220,18 @@ void CMainFrame::MakeToolBar() {
     for (QWidget* button : toolBar_->findChildren<QWidget*>()) button->setFocusPolicy(Qt::NoFocus);
 }
 
+// The buttons of menus and tools that find no room have a picture of the style's, which is black in every
+// theme. A text has the colour of all texts.
+void CMainFrame::ShowWhatHasNoRoom() {
+    for (const char* name : {"qt_menubar_ext_button", "qt_toolbar_ext_button"})
+        if (auto* button = findChild<QToolButton*>(name)) {
+            button->setIcon({});
+            button->setText("\u00BB");
+            button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+        }
+}
+
+void CMainFrame::ToggleFullScreen() { setWindowState(windowState() ^ Qt::WindowFullScreen); }
 void CMainFrame::ToggleToolBar() { toolBar_->setVisible(toolBar_->isHidden()); }
 bool CMainFrame::IsToolBarShown() const { return toolBar_ && !toolBar_->isHidden(); }
 
@@ -275,8 +335,9 @@ std::vector<ListedCommand> CMainFrame::ListCommands() {
     UpdateCommands();
     std::vector<ListedCommand> list;
     const auto add = [&](std::string_view menu, std::string_view label, QAction* action) {
-        list.push_back({GroupName(menu), WithoutAccessKey(label), KeysOf(label), action->statusTip(),
-                        action->isEnabled(), [action] { action->trigger(); }});
+        list.push_back(
+            {GroupName(menu), WithoutAccessKey(ShownLabel(action->objectName().toStdString(), label)),
+             KeysOf(label), action->statusTip(), action->isEnabled(), [action] { action->trigger(); }});
     };
     const auto addFrame = [&](bool file) {
         for (const auto& [command, action] : frameActions_)

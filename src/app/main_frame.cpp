@@ -48,6 +48,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     statusBar()->addWidget(status_, 1);
     MakeMenus();
     MakeToolBar();
+    ShowWhatHasNoRoom();
     connect(mdi_, &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* window) {
         if (auto* child = qobject_cast<CChildFrame*>(window)) child->Widget().setFocus();
         status_->clear();

@@ -84,6 +84,7 @@ class CMainFrame : public QMainWindow {
     bool RunTransform(const Operation& operation, CTransformDlg& dialog);
 
     void ToggleToolBar();
+    void ToggleFullScreen();
     bool IsToolBarShown() const;
     void SetTheme(int theme);
 
@@ -119,6 +120,8 @@ class CMainFrame : public QMainWindow {
     void AddCommand(const FrameCommand& command);
     void AddCommand(const OperationEntry& entry);
     void MakeToolBar();
+    void SetCheckMark(QAction* action, bool isRadio);
+    void ShowWhatHasNoRoom();
     void ListWindows();
     void ListRecent();
     void ShowContextMenu(CChildFrame* child, const QPoint& at);

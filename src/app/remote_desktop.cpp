@@ -40,7 +40,8 @@ Qt::MouseButton Button(MouseButton button) {
 std::optional<QKeyCombination> KeyOfName(std::string_view name) {
     QString text = ToQString(name).trimmed();
     text.replace(" arrow", "", Qt::CaseInsensitive);
-    text.replace("Escape", "Esc", Qt::CaseInsensitive);
+    for (const auto& [word, known] : {std::pair{"Escape", "Esc"}, {"Delete", "Del"}, {"Page ", "Pg"}})
+        text.replace(word, known, Qt::CaseInsensitive);
     const QKeySequence keys = QKeySequence::fromString(text);
     if (keys.count() != 1 || keys[0].key() == Qt::Key_unknown) return std::nullopt;
     return keys[0];

@@ -16,21 +16,29 @@ static std::string KeyName(const Key& key) {
         return "Up arrow";
     case KeyCode::down:
         return "Down arrow";
+    case KeyCode::pageUp:
+        return "Page up";
+    case KeyCode::pageDown:
+        return "Page down";
+    case KeyCode::del:
+        return "Delete";
     default:
         return {key.character};
     }
 }
 
-std::string KeyText(const Command& command) {
-    std::string text;
-    if (command.otherKey != 0) text = command.otherKey;
-    if (command.key.code == KeyCode::none) return text;
-    if (!text.empty()) text += ", ";
+static std::string TextOf(const Key& key) {
+    if (key.code == KeyCode::none) return {};
     // A letter with Ctrl is known by its capital everywhere; alone it is the key that is typed.
-    std::string name = KeyName(command.key);
-    if (command.key.ctrl && name.size() == 1 && name[0] >= 'a' && name[0] <= 'z')
+    std::string name = KeyName(key);
+    if (key.ctrl && name.size() == 1 && name[0] >= 'a' && name[0] <= 'z')
         name[0] = static_cast<char>(name[0] - 'a' + 'A');
-    return text + (command.key.ctrl ? "Ctrl+" : "") + (command.key.alt ? "Alt+" : "") + name;
+    return std::string(key.ctrl ? "Ctrl+" : "") + (key.alt ? "Alt+" : "") + name;
+}
+
+std::string KeyText(const Command& command) {
+    const std::string own = TextOf(command.key), other = TextOf(command.otherKey);
+    return other + (own.empty() || other.empty() ? "" : ", ") + own;
 }
 
 }  // namespace kymora

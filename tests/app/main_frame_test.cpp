@@ -5,6 +5,7 @@
 #include "import/formats.h"
 #include "support/edf_builder.h"
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -66,6 +67,28 @@ TEST_F(MainFrameTest, MenusHoldEveryCommandAndFollowTheActiveView) {
     EXPECT_FALSE(Action("unit-ms")->isChecked());
 }
 
+// Round marks for one of several, dots where a question comes first, and neither in what the command is
+// called.
+TEST_F(MainFrameTest, MenusTellWhatACommandIsLike) {
+    const struct {
+        const char *id, *text;
+        bool isCheckable, isRadio;
+    } cases[] = {{"grid", "&Grid", true, false},
+                 {"unit-ms", "msec", true, true},
+                 {"theme-dark", "Dark", true, true},
+                 {"event-move", "&Move events", true, true},
+                 {"set-timebase", "Set timebase...", false, false},
+                 {"annotation-add", "Add...\ta", false, false},
+                 {"general-options", "&General options...", false, false},
+                 {"file-open", "&Open...", false, false}};
+    for (const auto& [id, text, isCheckable, isRadio] : cases) {
+        const QAction* action = Action(id);
+        EXPECT_EQ(action->text(), text);
+        EXPECT_EQ(action->isCheckable(), isCheckable) << id;
+        EXPECT_EQ(action->actionGroup() && action->actionGroup()->isExclusive(), isRadio) << id;
+    }
+}
+
 TEST_F(MainFrameTest, WindowMenuListsTheOpenRecordings) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
     QMenu* menu = MenuOf(*frame, "&Window");
@@ -86,6 +109,7 @@ TEST_F(MainFrameTest, ClosingAsksAboutChangesOnce) {
         frame->OnFileClose();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         EXPECT_EQ(host.questions.size(), 1u);
+        EXPECT_EQ(host.questions.back().title, "one.kymr-dat");
         EXPECT_EQ(frame->Children().empty(), answer);
     }
 }
@@ -190,6 +214,28 @@ TEST_F(MainFrameTest, WindowsTileInRowsAndColumns) {
     EXPECT_EQ(frame->ActiveChild(), one);
     Action("window-previous")->trigger();
     EXPECT_EQ(frame->ActiveChild(), two);
+}
+
+TEST_F(MainFrameTest, KeysGoToTheViewWhateverIsDoneToItsWindow) {
+    struct Case {
+        const char* command;
+        bool maximizedBefore;
+    };
+    frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
+    const QPalette palette = QApplication::palette();
+    for (const Case& c : {Case{"window-tile", true}, Case{"window-cascade", true}, Case{"window-tile", false},
+                          Case{"window-tile-vertically", true}, Case{"window-next", false},
+                          Case{"theme-dark", false}, Case{"theme-light", true}}) {
+        if (c.maximizedBefore) frame->ActiveChild()->showMaximized();
+        QApplication::processEvents();
+        Action(c.command)->trigger();
+        QApplication::processEvents();
+        EXPECT_EQ(frame->focusWidget(), &frame->ActiveChild()->Widget()) << c.command;
+    }
+    QApplication::setPalette(palette);
+    QTest::keyClick(frame->focusWidget(), Qt::Key_W, Qt::ControlModifier);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(frame->Children().size(), 1u);
 }
 
 // --- opening ---
@@ -310,7 +356,7 @@ TEST_F(MainFrameTest, HelpFindsCommandsAndListsKeys) {
     const QStringList keys = open("help-shortcuts")->Shown();
     EXPECT_TRUE(keys.contains("Left page"));
     EXPECT_TRUE(keys.contains("Save As..."));
-    EXPECT_FALSE(keys.contains("From average")) << "it has no key";
+    EXPECT_FALSE(keys.contains("From average...")) << "it has no key";
     EXPECT_FALSE(frame->RunCommandById("toolBar")) << "an object of that name is no command";
     Action("help-first-steps")->trigger();
     EXPECT_TRUE(frame->findChild<QTextBrowser*>("firstSteps")->toPlainText().contains("Open a recording"));

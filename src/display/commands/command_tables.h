@@ -56,10 +56,10 @@ void EnterMode(const CommandContext& context) {
     context.view.SetMouseMode(context.view.m_nMouseMode == mode ? mouseNormal : mode);
 }
 
+// Only one mode is in force at a time.
 template <int mode>
-bool IsInMode(const CKymoraView& view) {
-    return view.m_nMouseMode == mode;
-}
+inline constexpr CheckMark<CKymoraView> IsInMode{
+    [](const CKymoraView& view) { return view.m_nMouseMode == mode; }, true};
 
 }  // namespace commands
 

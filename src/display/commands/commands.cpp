@@ -31,6 +31,7 @@ KeyCode NamedKey(std::string_view name) {
     if (name == "right arrow") return KeyCode::right;
     if (name == "Up arrow") return KeyCode::up;
     if (name == "Down arrow") return KeyCode::down;
+    if (name == "Del") return KeyCode::del;
     return name.size() == 1 ? KeyCode::character : KeyCode::none;
 }
 
@@ -63,9 +64,8 @@ const Command* FindCommand(std::string_view id) {
 
 const Command* FindCommand(const Key& key) {
     if (key.code == KeyCode::none) return nullptr;
-    const bool isPlainCharacter = key.code == KeyCode::character && !key.ctrl && !key.alt;
     for (const Command& command : ViewCommands())
-        if (command.key == key || (isPlainCharacter && command.otherKey == key.character)) return &command;
+        if (command.key == key || command.otherKey == key) return &command;
     if (!key.ctrl) return nullptr;
     Key plain = key;
     plain.ctrl = false;

@@ -11,7 +11,7 @@
 
 namespace kymora {
 
-enum class KeyCode { none, character, home, end, left, right, up, down };
+enum class KeyCode { none, character, home, end, left, right, up, down, pageUp, pageDown, del };
 
 struct Key {
     KeyCode code = KeyCode::none;
@@ -30,16 +30,28 @@ struct CommandContext {
     std::optional<Point> at{};  // where the mouse was, for a command of the context menu
 };
 
+// The state of a command that is on or off. A radio mark says that another one goes off when it goes on.
+template <typename Subject>
+struct CheckMark {
+    bool (*test)(const Subject&) = nullptr;  // null: has no check mark
+    bool isRadio = false;
+
+    constexpr CheckMark(std::nullptr_t) {}
+    constexpr CheckMark(bool (*isOn)(const Subject&), bool radio = false) : test(isOn), isRadio(radio) {}
+    explicit operator bool() const { return test != nullptr; }
+    bool operator()(const Subject& subject) const { return test(subject); }
+};
+
 struct Command {
     std::string_view id;
     std::string_view menu;                // the path of submenus, "View/Time unit"
     std::string_view label;               // with & before the access key and the shortcut behind a tab
     std::string_view toolTip;             // what it does, in a sentence
     bool (*enabled)(const CKymoraView&);  // null: always
-    bool (*checked)(const CKymoraView&);  // null: has no check mark
+    CheckMark<CKymoraView> checked;       // null: has none
     void (*run)(const CommandContext&);
     bool startsGroup = false;  // a separator stands before it
-    char otherKey = 0;         // a character that runs it too, beside the key of the label
+    Key otherKey = {};         // runs it too, beside the key of the label
     Key key = {};              // of the label
 };
 

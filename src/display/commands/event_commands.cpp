@@ -35,7 +35,8 @@ bool IsLocked(const CKymoraView& view) { return Selected(view).channelLocked; }
 bool OffersNumbers(const CKymoraView& view) {
     return view.GetSession().options.eventChannelMode != letterChannels;
 }
-bool HasNumber(const CKymoraView& view) { return view.m_nMouseEventChan >= letterChannels; }
+constexpr CheckMark<CKymoraView> HasNumber{
+    [](const CKymoraView& view) { return view.m_nMouseEventChan >= letterChannels; }, true};
 bool CanInsert(const CKymoraView& view) { return AreShown(view) && view.GetDocument().GetLength() > 0; }
 bool AnyHidden(const CKymoraView& view) {
     const auto& channels = view.GetDocument().eventChannels;
@@ -118,9 +119,8 @@ void SelectLetter(const CommandContext& context) {
     SelectEventChannel(context.view, channel);
 }
 template <int channel>
-bool IsLetter(const CKymoraView& view) {
-    return view.m_nMouseEventChan == channel;
-}
+constexpr CheckMark<CKymoraView> IsLetter{
+    [](const CKymoraView& view) { return view.m_nMouseEventChan == channel; }, true};
 
 // The texts of the 26 commands, which the table only looks at.
 struct LetterTexts {

@@ -26,7 +26,10 @@ bool HasAxesInWindow(const CKymoraView& view) {
 
 bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
 
+constexpr Key Character(char character) { return {KeyCode::character, character}; }
+
 bool IsNotAtStart(const CKymoraView& view) { return view.m_StartTime != 0.0; }
+bool IsBeforeEnd(const CKymoraView& view) { return view.GetNavigation().HasMoreBehind(); }
 
 constexpr auto timeUnit = &ViewSettings::m_nTimeUnit;
 constexpr auto perViewport = &ViewSettings::m_bTimebasePerViewport;
@@ -55,9 +58,8 @@ void Choose(const CommandContext& context) {
 }
 
 template <auto member, int value>
-bool IsChosen(const CKymoraView& view) {
-    return view.*member == value;
-}
+constexpr CheckMark<CKymoraView> IsChosen{[](const CKymoraView& view) { return view.*member == value; },
+                                          true};
 
 template <int quarters>
 void SetArea(const CommandContext& context) {
@@ -65,9 +67,8 @@ void SetArea(const CommandContext& context) {
 }
 
 template <int quarters>
-bool IsArea(const CKymoraView& view) {
-    return view.m_fDataArea == static_cast<float>(quarters) * 0.25f;
-}
+constexpr CheckMark<CKymoraView> IsArea{
+    [](const CKymoraView& view) { return view.m_fDataArea == static_cast<float>(quarters) * 0.25f; }, true};
 
 template <int figures>
 void SetFigures(const CommandContext& context) {
@@ -81,9 +82,11 @@ void DrawAs(const CommandContext& context) {
 }
 
 template <bool dots>
-bool IsDrawnAs(const CKymoraView& view) {
-    return IsSelectedFormat(view, [](const TraceFormat& format) { return format.drawAsDots == dots; });
-}
+constexpr CheckMark<CKymoraView> IsDrawnAs{
+    [](const CKymoraView& view) {
+        return IsSelectedFormat(view, [](const TraceFormat& format) { return format.drawAsDots == dots; });
+    },
+    true};
 
 template <int size>
 void SetSize(const CommandContext& context) {
@@ -91,9 +94,11 @@ void SetSize(const CommandContext& context) {
 }
 
 template <int size>
-bool HasSize(const CKymoraView& view) {
-    return IsSelectedFormat(view, [](const TraceFormat& format) { return format.dotSize == size; });
-}
+constexpr CheckMark<CKymoraView> HasSize{
+    [](const CKymoraView& view) {
+        return IsSelectedFormat(view, [](const TraceFormat& format) { return format.dotSize == size; });
+    },
+    true};
 
 bool DrawsDots(const CKymoraView& view) { return HasAxes(view) && IsDrawnAs<true>(view); }
 
@@ -106,10 +111,10 @@ CommandTable NavigationCommands() {
     return {
         {"start", "Navigati&on", "&Start\tHOME", "Shows the beginning of the recording", IsNotAtStart, nullptr, Go<&Navigation::GoToStart>},
         {"end", "Navigati&on", "&End\tEND", "Shows the end of the recording", nullptr, nullptr, Go<&Navigation::GoToEnd>},
-        {"left-page", "Navigati&on", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Go<&Navigation::LeftPage>, group},
-        {"right-page", "Navigati&on", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown", nullptr, nullptr, Go<&Navigation::RightPage>},
+        {"left-page", "Navigati&on", "&Left page\tCtrl+left arrow", "Goes back by the time that is shown", IsNotAtStart, nullptr, Go<&Navigation::LeftPage>, group, {KeyCode::pageUp}},
+        {"right-page", "Navigati&on", "&Right page\tCtrl+right arrow", "Goes on by the time that is shown, up to the end", IsBeforeEnd, nullptr, Go<&Navigation::RightPage>, false, {KeyCode::pageDown}},
         {"left-percent", "Navigati&on", "L&eft %\tleft arrow", "Goes back by a part of the time that is shown", IsNotAtStart, nullptr, Go<&Navigation::LeftPercent>},
-        {"right-percent", "Navigati&on", "R&ight %\tright arrow", "Goes on by a part of the time that is shown", nullptr, nullptr, Go<&Navigation::RightPercent>},
+        {"right-percent", "Navigati&on", "R&ight %\tright arrow", "Goes on by a part of the time that is shown, up to the end", IsBeforeEnd, nullptr, Go<&Navigation::RightPercent>},
         {"set-step", "Navigati&on", "Set step %", "Sets how far the arrow keys go", nullptr, nullptr, Do<AskStep>},
         {"back", "Navigati&on", "&Back\tAlt+left arrow", "Shows again what was shown before", CanGoBack, nullptr, Run<&CKymoraView::GoBack>, group},
         {"forward", "Navigati&on", "&Forward\tAlt+right arrow", "Takes a step back again", CanGoForward, nullptr, Run<&CKymoraView::GoForward>},
@@ -132,7 +137,7 @@ CommandTable GainCommands() {
         {"decrease-gain", "&Gain", "&Decrease gain\t-", "Makes the traces of the selected axes smaller; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<DecreaseGain>},
         {"move-up", "&Gain", "Move &up\tUp arrow", "Moves the traces of the selected axes up; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<MoveUp>},
         {"move-down", "&Gain", "Move &down\tDown arrow", "Moves the traces of the selected axes down; with Ctrl those of all axes", HasAxes, nullptr, DoOnAxes<MoveDown>},
-        {"autoscale", "&Gain", "&Autoscale\t Ctrl 0", "Fits the selected axes to the data in view; with Ctrl all axes", HasAxes, nullptr, Autoscale, group, '0'},
+        {"autoscale", "&Gain", "&Autoscale\t Ctrl 0", "Fits the selected axes to the data in view; with Ctrl all axes", HasAxes, nullptr, Autoscale, group, Character('0')},
         {"axis-limits", "&Gain", "Set axis &limits", "Writes the limits of the selected axis; Tab goes on to the next one", HasAxesInWindow, nullptr, EditLimits},
         {"same-scale", "&Gain", "Same scale", "Gives the selected axes the range that holds all of theirs; all axes where one is selected or Ctrl is held", HasAxes, nullptr, DoOnAxes<SameScale>},
     };

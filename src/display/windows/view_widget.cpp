@@ -83,6 +83,15 @@ Key KeyFrom(const QKeyEvent& event) {
     case Qt::Key_Down:
         key.code = KeyCode::down;
         break;
+    case Qt::Key_PageUp:
+        key.code = KeyCode::pageUp;
+        break;
+    case Qt::Key_PageDown:
+        key.code = KeyCode::pageDown;
+        break;
+    case Qt::Key_Delete:
+        key.code = KeyCode::del;
+        break;
     default:
         if (event.key() > Qt::Key_Space && event.key() <= Qt::Key_AsciiTilde) {
             key.code = KeyCode::character;

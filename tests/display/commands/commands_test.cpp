@@ -1,5 +1,6 @@
 #include "display/commands/commands.h"
 
+#include <array>
 #include <cctype>
 #include <map>
 #include <set>
@@ -21,6 +22,10 @@ TEST(Commands, KeysFollowTheLabels) {
         {{KeyCode::left}, "left-percent"},
         {{KeyCode::left, 0, true}, "left-page"},
         {{KeyCode::up, 0, true}, "move-up"},
+        {{KeyCode::pageUp}, "left-page"},
+        {{KeyCode::pageDown}, "right-page"},
+        {{KeyCode::del}, "delete"},
+        {{character, 'p', true}, "print"},
         {{character, '/'}, "compress"},
         {{character, '0', false, true}, "show-all"},
         {{character, '+'}, "increase-gain"},
@@ -43,13 +48,13 @@ TEST(Commands, IdsAndKeysAreUnique) {
     std::set<std::tuple<int, char, bool, bool>> keys;
     for (const Command& command : ViewCommands()) {
         EXPECT_TRUE(ids.insert(command.id).second) << command.id;
-        const Key& key = command.key;
-        if (key.code == KeyCode::none) {
-            EXPECT_EQ(command.label.find('\t'), std::string_view::npos) << command.label;
-            continue;
+        EXPECT_EQ(command.key.code == KeyCode::none, command.label.find('\t') == std::string_view::npos)
+            << command.label;
+        for (const Key& key : {command.key, command.otherKey}) {
+            if (key.code == KeyCode::none) continue;
+            EXPECT_TRUE(keys.emplace(static_cast<int>(key.code), key.character, key.ctrl, key.alt).second)
+                << command.id;
         }
-        EXPECT_TRUE(keys.emplace(static_cast<int>(key.code), key.character, key.ctrl, key.alt).second)
-            << command.id;
     }
 }
 
@@ -101,6 +106,10 @@ TEST_F(CommandsTest, StateFollowsTheView) {
     EXPECT_FALSE(Run("left-page"));
     EXPECT_TRUE(Run("right-page"));
     EXPECT_TRUE(IsEnabled("left-page"));
+    // Up to the end and not beyond it: 5000 samples are five pages, of which the last one is not whole.
+    for (int page = 0; page < 9; ++page) Run("right-page");
+    ExpectViewport(4000.0, 5000.0);
+    EXPECT_FALSE(Run("right-percent"));
 
     EXPECT_FALSE(IsChecked("data-area-50"));
     Run("data-area-50");
@@ -117,6 +126,42 @@ TEST_F(CommandsTest, StateFollowsTheView) {
     EXPECT_FALSE(view->m_format[1].drawAsDots);  // only the selected axis
     RunCommand(*FindCommand("dots"), {*view, true});
     EXPECT_TRUE(view->m_format[1].drawAsDots);
+}
+
+// Each has a place of its own, where the mouse comes and presses Delete.
+TEST_F(CommandsTest, DeleteTakesWhatLiesUnderTheMouse) {
+    Show(Ramp(2, 5000));
+    view->DatumLines().AddVertLine(300);
+    view->DatumLines().AddHorzLine(300);
+    doc->InsertMarker({500.0, "here"});
+    doc->AddEvent(0, {700, 740});
+    view->m_nMouseEventChan = 1;
+    const int row = view->Plot().layout.EventRow(doc->eventChannels[0].GetDisplayPosition());
+    const auto left = [&] {
+        return std::array{view->DatumLines().VertCount(), view->DatumLines().HorzCount(),
+                          static_cast<int>(doc->markers.size()), doc->GetNumEvents(0)};
+    };
+    const struct {
+        Point at;
+        std::array<int, 4> left;
+    } presses[] = {
+        {{200, 350}, {1, 1, 1, 1}},  // nothing lies there
+        {{300, 350}, {0, 1, 1, 1}}, {{600, 300}, {0, 0, 1, 1}},
+        {{470, 15}, {0, 0, 0, 1}},  {{view->Plot().TimeToPixel(720.0), row}, {0, 0, 0, 0}},
+    };
+    for (const auto& [at, expected] : presses) {
+        view->m_mouse = at;
+        Run("delete");
+        EXPECT_EQ(left(), expected) << at.x << ", " << at.y;
+    }
+    EXPECT_FALSE(IsEnabled("delete"));
+    doc->Undo().Undo();
+    EXPECT_EQ(doc->GetNumEvents(0), 1);
+    view->m_nMouseEventChan = 0;
+    view->Select(Viewport{600.0, 800.0});
+    view->m_mouse.reset();
+    Run("delete");
+    EXPECT_EQ(doc->GetNumEvents(0), 0) << "the selection comes first";
 }
 
 }  // namespace
