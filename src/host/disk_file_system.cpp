@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace kymora {
@@ -175,8 +176,20 @@ void DiskFileSystem::RenameNew(const std::filesystem::path& from, const std::fil
     Fail("Couldn't rename " + from.string() + " to", to, errno);
 }
 
+void DiskFileSystem::Link(const std::filesystem::path& from, const std::filesystem::path& as) {
+    if (::link(from.c_str(), as.c_str()) != 0) Fail("Couldn't give a second name", as, errno);
+}
+
 void DiskFileSystem::Remove(const std::filesystem::path& path) {
     if (::unlink(path.c_str()) != 0) Fail("Couldn't remove", path, errno);
+}
+
+std::optional<uint64_t> DiskFileSystem::FreeSpace(const std::filesystem::path& path) {
+    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    struct statvfs state {};
+    // Some network file systems tell nothing.
+    if (::statvfs(folder.c_str(), &state) != 0 || state.f_blocks == 0) return std::nullopt;
+    return uint64_t{state.f_bavail} * state.f_frsize;
 }
 
 void DiskFileSystem::SyncFolderOf(const std::filesystem::path& path) {

@@ -16,7 +16,9 @@ class DiskFileSystem : public FileSystem {
     void CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to) override;
     void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
     void RenameNew(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void Link(const std::filesystem::path& from, const std::filesystem::path& as) override;
     void Remove(const std::filesystem::path& path) override;
+    std::optional<uint64_t> FreeSpace(const std::filesystem::path& path) override;
     void SyncFolderOf(const std::filesystem::path& path) override;
 };
 

@@ -96,7 +96,12 @@ class FileSystem {
     virtual void Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
     // The same where `to` does not exist; else throws FileError with EEXIST.
     virtual void RenameNew(const std::filesystem::path& from, const std::filesystem::path& to);
+    // Gives a file a second name. Throws FileError, with EEXIST where the name is taken, and where the file
+    // system knows no second names.
+    virtual void Link(const std::filesystem::path& from, const std::filesystem::path& as) = 0;
     virtual void Remove(const std::filesystem::path& path) = 0;
+    // Bytes that files in the folder of `path` may still take; nothing where that is not known.
+    virtual std::optional<uint64_t> FreeSpace(const std::filesystem::path& path) = 0;
     // Makes renames and removals in the folder of `path` durable.
     virtual void SyncFolderOf(const std::filesystem::path& path) = 0;
 };

@@ -99,6 +99,14 @@ void MemoryFileSystem::Rename(const std::filesystem::path& from, const std::file
     files_[to] = std::move(content);
 }
 
+void MemoryFileSystem::Link(const std::filesystem::path& from, const std::filesystem::path& as) {
+    if (!hasLinks) throw FileError("Couldn't give a second name " + as.string() + ": not permitted", EPERM);
+    const auto found = files_.find(from);
+    if (found == files_.end()) throw FileError("Couldn't link " + from.string() + ": no such file", ENOENT);
+    if (!files_.emplace(as, found->second).second)
+        throw FileError("Couldn't give a second name " + as.string() + ": it exists", EEXIST);
+}
+
 void MemoryFileSystem::Remove(const std::filesystem::path& path) {
     if (files_.erase(path) == 0)
         throw FileError("Couldn't remove " + path.string() + ": no such file", ENOENT);

@@ -57,7 +57,9 @@ class MemoryFileSystem : public FileSystem {
     std::filesystem::path Resolve(const std::filesystem::path& path) override { return path; }
     void CopyPermissions(const std::filesystem::path&, const std::filesystem::path&) override {}
     void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void Link(const std::filesystem::path& from, const std::filesystem::path& as) override;
     void Remove(const std::filesystem::path& path) override;
+    std::optional<uint64_t> FreeSpace(const std::filesystem::path&) override { return freeSpace; }
     void SyncFolderOf(const std::filesystem::path&) override {}
 
     // Makes or replaces a file.
@@ -68,6 +70,8 @@ class MemoryFileSystem : public FileSystem {
     size_t Count() const { return files_.size(); }
     // Whether files without a name can be had, as on most disks.
     bool opensUnnamed = true;
+    bool hasLinks = true;                 // files can have second names
+    std::optional<uint64_t> freeSpace{};  // is only told
 
   private:
     class UnnamedFile;

@@ -46,6 +46,13 @@ class FaultyFileSystem : public FileSystem {
         Change();
         under_.Rename(from, to);
     }
+    void Link(const std::filesystem::path& from, const std::filesystem::path& as) override {
+        Change();
+        under_.Link(from, as);
+    }
+    std::optional<uint64_t> FreeSpace(const std::filesystem::path& path) override {
+        return under_.FreeSpace(path);
+    }
     void Remove(const std::filesystem::path& path) override {
         Change();
         const auto stamp = under_.Stamp(path);

@@ -70,6 +70,11 @@ class PowerCutDisk : public FileSystem {
     void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
         Change({from, to, liveNames_.at(from)});
     }
+    void Link(const std::filesystem::path& from, const std::filesystem::path& as) override {
+        if (liveNames_.count(as) != 0) throw FileError("exists", EEXIST);
+        Change({{}, as, liveNames_.at(from)});
+    }
+    std::optional<uint64_t> FreeSpace(const std::filesystem::path&) override { return {}; }
     void Remove(const std::filesystem::path& path) override { Change({path, {}, nullptr}); }
     void SyncFolderOf(const std::filesystem::path&) override {
         Step();
