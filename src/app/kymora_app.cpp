@@ -37,6 +37,7 @@ constexpr StoredOption storedOptions[] = {
     {"Event channel number", &Options::eventChannelMode, letterChannels, maxEventChannels},
     {"Bootstrap reps", &Options::bootstrapReps, 1, greatestBootstrapReps},
     {"Palette", &Options::palette, 0, 1},
+    {"Transform undo share", &Options::transformUndoShare, 0, greatestUndoShare},
     {"Theme", &Options::theme, 0, 2},
 };
 

@@ -25,6 +25,9 @@ struct Options {
     int bootstrapReps = 1000;               // "Bootstrap reps"
     int theme = 0;    // "Theme": colours of the windows; 0 as the system, 1 light, 2 dark
     int palette = 0;  // "Palette": a Palette, of traces and channels without a colour
+    // "Transform undo share": percent of the free disk space that recordings before their transforms may take
+    // while they are open; 0 keeps none.
+    int transformUndoShare = 50;
 };
 
 // What an event gets that the user inserts with the mouse or at given times.

@@ -23,6 +23,12 @@ bool AskOptions(Session& session) {
     form.AddChoice("palette", "Colours of new traces and channels",
                    {"System colours", "Okabe and Ito (colour-blind safe)"}, options.palette,
                    "For recordings that are opened from now on and bring no colours of their own.");
+    form.AddInteger(
+            "transformUndoShare", "Disk space for undo of transforms (%)", options.transformUndoShare,
+            "How much of the free disk space recordings may take as they were before a transform, until "
+            "they are closed. 0 keeps nothing: a transform then asks first.")
+        .Limits(0, greatestUndoShare)
+        .Step(10);
     if (!session.host.AskForm(form)) return false;
     options.cancelSelectionAfterAction = form.Flag("cancelSelection") ? 1 : 0;
     options.hitMargin = form.Integer("hitMargin");
@@ -30,6 +36,7 @@ bool AskOptions(Session& session) {
     session.numbersForSession = false;  // what the user has seen and accepted is kept
     options.bootstrapReps = form.Integer("bootstrapReps");
     options.palette = form.Choice("palette");
+    options.transformUndoShare = form.Integer("transformUndoShare");
     return true;
 }
 

@@ -9,6 +9,7 @@ namespace kymora {
 // caller updates the views.
 bool AskOptions(Session& session);
 
+inline constexpr int greatestUndoShare = 90;           // percent
 inline constexpr int greatestHitMargin = 20;           // pixels
 inline constexpr int greatestBootstrapReps = 1000000;  // more would take days
 

@@ -52,6 +52,8 @@ class Session {
     EventInsertion eventInsertion;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's
 
+    uint64_t keptBytes = 0;  // of replaced recordings that undo could bring back
+
     uint64_t seed = 0;  // of the session's random draws
     std::mt19937 random{0};
     // Starts the random draws anew.

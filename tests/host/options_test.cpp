@@ -18,6 +18,7 @@ TEST_F(OptionsTest, TheDialogShowsAndStoresTheOptions) {
         form["hitMargin"].number = 20;
         form["channelMode"].choice = 1;
         form["bootstrapReps"].number = 5;
+        form["transformUndoShare"].number = 20;
         form["palette"].choice = 1;
         return true;
     }};
@@ -27,6 +28,7 @@ TEST_F(OptionsTest, TheDialogShowsAndStoresTheOptions) {
     EXPECT_EQ(session.options.eventChannelMode, 999);
     EXPECT_FALSE(session.numbersForSession);
     EXPECT_EQ(session.options.bootstrapReps, 5);
+    EXPECT_EQ(session.options.transformUndoShare, 20);
     EXPECT_EQ(session.options.palette, 1);
 }
 
@@ -41,6 +43,7 @@ TEST_F(OptionsTest, BadValuesAndACancelChangeNothing) {
     };
     for (const double margin : {21.0, -1.0, 2.5}) EXPECT_FALSE(tried("hitMargin", margin)) << margin;
     EXPECT_FALSE(tried("bootstrapReps", 0.0));
+    EXPECT_FALSE(tried("transformUndoShare", 91.0));
     EXPECT_FALSE(tried("hitMargin", 5.0, false));
     EXPECT_EQ(session.options.hitMargin, 3);
     EXPECT_EQ(session.options.palette, 0);
