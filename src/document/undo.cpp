@@ -141,11 +141,33 @@ bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
     return true;
 }
 
-bool UndoStack::Undo() { return Move(done_, undone_); }
-bool UndoStack::Redo() { return Move(undone_, done_); }
+std::string UndoStack::UndoName() const {
+    if (!done_.empty()) return done_.back().name;
+    return before_ ? before_->name : std::string();
+}
+
+std::string UndoStack::RedoName() const {
+    if (!undone_.empty()) return undone_.back().name;
+    return after_ ? after_->name : std::string();
+}
+
+bool UndoStack::Undo() {
+    if (!done_.empty()) return Move(done_, undone_);
+    return before_ && !doc_.openUndoScope && before_->Exchange(doc_);
+}
+
+bool UndoStack::Redo() {
+    if (!undone_.empty()) return Move(undone_, done_);
+    return after_ && !doc_.openUndoScope && after_->Exchange(doc_);
+}
+
+void UndoStack::ForgetRedo() {
+    undone_.clear();
+    after_.reset();
+}
 
 void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument) {
-    undone_.clear();
+    ForgetRedo();
     size_t bytes = 0;
     for (const auto& change : changes) bytes += change->Bytes();
     done_.push_back({std::move(name), std::move(changes), bytes, marksDocument});
@@ -155,11 +177,6 @@ void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> 
         total -= done_.front().bytes;
         done_.pop_front();
     }
-}
-
-void UndoStack::Clear() {
-    done_.clear();
-    undone_.clear();
 }
 
 void UndoStack::ForgetView(const DocumentView& view) {

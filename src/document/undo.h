@@ -36,15 +36,27 @@ class UndoChange {
     virtual bool ConcernsView(const DocumentView&) const { return false; }
 };
 
+// The recording before a transform, or behind it: another document with an undo stack of its own, which takes
+// this one's place.
+class OtherVersion {
+  public:
+    virtual ~OtherVersion() = default;
+    // Of the transform between the two.
+    std::string name;
+    // Shows the other document, and puts this object with the present one on the other side of its stack.
+    // False when that could not be done and the user was told.
+    virtual bool Exchange(CDataDoc& present) = 0;
+};
+
 class UndoStack {
   public:
     explicit UndoStack(CDataDoc& doc) : doc_(doc) {}
 
-    bool CanUndo() const { return !done_.empty(); }
-    bool CanRedo() const { return !undone_.empty(); }
+    bool CanUndo() const { return !done_.empty() || before_; }
+    bool CanRedo() const { return !undone_.empty() || after_; }
     // The name of the action that would be undone or redone; empty when there is none.
-    std::string UndoName() const { return done_.empty() ? std::string() : done_.back().name; }
-    std::string RedoName() const { return undone_.empty() ? std::string() : undone_.back().name; }
+    std::string UndoName() const;
+    std::string RedoName() const;
     // Each marks the document as changed, where the step did, and updates all its views. False when there is
     // nothing to do.
     bool Undo();
@@ -53,8 +65,10 @@ class UndoStack {
     // Adds a step, which forgets what could have been redone. The oldest steps go when there are more than
     // 200 or they take more than 256 MiB. A step that is none for the file does not mark it as changed.
     void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument = true);
-    // Forgets everything: the traces were replaced.
-    void Clear();
+    void ForgetRedo();
+    // What lies beyond the first step and beyond the last one; the latter goes with what could be redone.
+    std::unique_ptr<OtherVersion>& Before() { return before_; }
+    std::unique_ptr<OtherVersion>& After() { return after_; }
     void ForgetView(const DocumentView& view);
 
   private:
@@ -68,6 +82,7 @@ class UndoStack {
 
     CDataDoc& doc_;
     std::deque<Step> done_, undone_;
+    std::unique_ptr<OtherVersion> before_, after_;
 };
 
 // Records what is changed between its making and its end as one step. A scope inside another belongs to the
