@@ -12,11 +12,9 @@ namespace kymora {
 CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     : doc_(std::move(doc)), view_(std::make_unique<CKymoraView>(*doc_)) {
     setAttribute(Qt::WA_DeleteOnClose);
-    widget_ = new ViewWidget(*view_, this);
-    setWidget(widget_);
-    setFocusProxy(widget_);
     // Ctrl+W is a command of the File menu; held twice it would do nothing.
     for (QAction* action : systemMenu()->actions()) action->setShortcuts(QList<QKeySequence>());
+    ShowView();
     view_->OnSize(widget_->sizeHint().width(), widget_->sizeHint().height());
     if (like) {
         view_->OnInitialUpdate(*like);
@@ -24,13 +22,46 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
         view_->OnInitialUpdate();
         view_->LeaveEmptyPlace();
     }
-    connect(widget_, &ViewWidget::ViewChanged, this, [this] { ShowTitle(); });
     ShowTitle();
 }
 
 CChildFrame::~CChildFrame() {
     emit Going();
     delete widget_;  // before the view that it shows
+}
+
+void CChildFrame::ShowView() {
+    widget_ = new ViewWidget(*view_, this);
+    setWidget(widget_);
+    setFocusProxy(widget_);
+    connect(widget_, &ViewWidget::ViewChanged, this, [this] { ShowTitle(); });
+}
+
+std::unique_ptr<CKymoraView> CChildFrame::Exchange(std::shared_ptr<CDataDoc> doc,
+                                                   std::unique_ptr<CKymoraView> view) {
+    if (view_->Mouse().Drag()) view_->Escape();
+    const Viewport viewport = view_->GetViewport();
+    const QSize size = widget_->size();
+    ViewWidget* const old = widget_;
+    old->Release();
+    old->disconnect();
+    const bool isNew = !view;
+    if (isNew) view = std::make_unique<CKymoraView>(*doc);
+    std::swap(view_, view);
+    doc_ = std::move(doc);
+    ShowView();
+    // The key that led here may still be under way in it.
+    old->hide();
+    old->deleteLater();
+    view_->OnSize(size.width(), size.height());
+    if (isNew)
+        view_->OnInitialUpdate();
+    else
+        view_->OnUpdate(UpdateHint::samples);
+    view_->ChangeViewport(viewport, false);
+    widget_->ShowTimes();
+    ShowTitle();
+    return view;
 }
 
 void CChildFrame::ShowTitle(int number) {

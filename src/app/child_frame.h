@@ -23,6 +23,10 @@ class CChildFrame : public QMdiSubWindow {
     CKymoraView& View() const { return *view_; }
     ViewWidget& Widget() const { return *widget_; }
 
+    // Shows another document in this window: a view that showed it before, or with null a new one. Answers
+    // the view that was shown, without a window.
+    std::unique_ptr<CKymoraView> Exchange(std::shared_ptr<CDataDoc> doc, std::unique_ptr<CKymoraView> view);
+
     // Closes without asking about changes.
     void CloseAtOnce();
     // The document's name, with `number` when it has several views (0: the only one).
@@ -40,6 +44,7 @@ class CChildFrame : public QMdiSubWindow {
 
   private:
     void GiveKeysToView();
+    void ShowView();
 
     std::shared_ptr<CDataDoc> doc_;
     std::unique_ptr<CKymoraView> view_;

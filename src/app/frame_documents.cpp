@@ -55,16 +55,12 @@ CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraVi
     const bool maximized = Children().empty() || (before && before->isMaximized());
     auto* child = new CChildFrame(std::move(doc), like);
     mdi_->addSubWindow(child);
-    connect(&child->Widget(), &ViewWidget::StatusChanged, status_, &QLabel::setText);
-    connect(&child->Widget(), &ViewWidget::ViewChanged, this, &CMainFrame::UpdateCommands);
+    Watch(*child);
     connect(child, &CChildFrame::Going, operations_, [this, child] { operations_->Forget(child); });
     connect(child, &QObject::destroyed, this, [this] {
         NumberWindows();
         UpdateCommands();
     });
-    child->Widget().setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(&child->Widget(), &QWidget::customContextMenuRequested, this,
-            [this, child](const QPoint& at) { ShowContextMenu(child, at); });
     if (maximized)
         child->showMaximized();
     else
@@ -73,6 +69,16 @@ CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraVi
     NumberWindows();
     UpdateCommands();
     return child;
+}
+
+// What the widget of a child says.
+void CMainFrame::Watch(CChildFrame& child) {
+    ViewWidget& widget = child.Widget();
+    connect(&widget, &ViewWidget::StatusChanged, status_, &QLabel::setText);
+    connect(&widget, &ViewWidget::ViewChanged, this, &CMainFrame::UpdateCommands);
+    widget.setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(&widget, &QWidget::customContextMenuRequested, this,
+            [this, frame = &child](const QPoint& at) { ShowContextMenu(frame, at); });
 }
 
 // Views of one document are told apart by numbers.
@@ -108,7 +114,9 @@ CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path, std::option
     if (!doc) return nullptr;
     recent_.Add(path);
     emit SettingsChanged();
-    return AddChild(std::move(doc));
+    CChildFrame* const child = AddChild(doc);
+    TakeLeftVersions(*doc);
+    return child;
 }
 
 void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
@@ -222,6 +230,7 @@ bool CMainFrame::OnFileSaveAs() {
         return false;
     }
     if (!OpenFile(*chosen)) return false;
+    OfferToPutBack(doc);
     RemoveDocument(doc);
     return true;
 }

@@ -65,6 +65,7 @@ CMainFrame::~CMainFrame() {
     mdi_->disconnect(this);
     for (CChildFrame* child : Children()) {
         child->disconnect(this);
+        child->Widget().disconnect(this);
         delete child;
     }
     if (host_) host_->SetParentWindow(nullptr);

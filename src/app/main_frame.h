@@ -24,6 +24,7 @@ class DesktopHost;
 class NoticeBar;
 class CTransformDlg;
 class OperationWindows;
+class TransformStep;
 
 class CMainFrame : public QMainWindow {
     Q_OBJECT
@@ -82,6 +83,15 @@ class CMainFrame : public QMainWindow {
     // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
     // chooses, and shows what was made. False when nothing was made; throws what the dialog is to show of it.
     bool RunTransform(const Operation& operation, CTransformDlg& dialog);
+    // One reads a recording at this moment, which is no time to put another in its place.
+    bool IsTransforming() const { return isTransforming_; }
+    // For steps of undo: opens a recording that will be shown in the place of another; null where it does not
+    // open, which the user was told.
+    std::shared_ptr<CDataDoc> OpenVersion(const std::filesystem::path& path);
+    // Shows another document in all windows of one, in the views that are given as far as there are any.
+    // Gives the document that was shown, and its views, in their place.
+    void ShowVersion(CDataDoc& present, std::shared_ptr<CDataDoc>& doc,
+                     std::vector<std::unique_ptr<CKymoraView>>& views);
 
     void ToggleToolBar();
     void ToggleFullScreen();
@@ -136,9 +146,16 @@ class CMainFrame : public QMainWindow {
     bool SaveChild(CChildFrame* child);
     // Takes the windows of a document away, without questions.
     void RemoveDocument(const CDataDoc& doc);
-    // Closes a document, whose file was replaced or is not needed any more, and opens a file that was just
-    // made, without the dialogs of an open.
-    void ReplaceDocument(CDataDoc& doc, const std::filesystem::path& path);
+    // frame_transforms.cpp: closes a document, whose file was replaced or is not needed any more, and opens a
+    // file that was just made, without the dialogs of an open. With a step the document goes there instead,
+    // and can come back. False where the file does not open; the user was told.
+    bool ReplaceDocument(CDataDoc& doc, const std::filesystem::path& path,
+                         std::unique_ptr<TransformStep> step = {});
+    void TakeBack(TransformStep& step, CDataDoc& doc);
+    // What a killed program has kept of a recording that opens can be undone.
+    void TakeLeftVersions(CDataDoc& doc);
+    void OfferToPutBack(CDataDoc& doc);
+    void Watch(CChildFrame& child);
     // Puts the converted file of an old version in the place of the old one and shows it.
     void FinishConversion(CChildFrame* child);
 
@@ -156,6 +173,7 @@ class CMainFrame : public QMainWindow {
     BatchDocuments batch_;
     RecentFiles recent_;
     OperationWindows* operations_ = nullptr;
+    bool isTransforming_ = false;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;
     std::vector<std::pair<OperationEntry, QAction*>> operationActions_;

@@ -107,9 +107,13 @@ void OperationWindows::SetActive(CChildFrame* child) {
     }
 }
 
-void OperationWindows::Forget(const CChildFrame* child) {
+void OperationWindows::LetGo(const CChildFrame* child) {
     for (OperationWindow* window : Windows()) window->Forget(child->View());
     if (child == active_) SetActive(nullptr);
+}
+
+void OperationWindows::Forget(const CChildFrame* child) {
+    LetGo(child);
     if (frame_.Children().size() > 1) return;
     for (OperationWindow* window : Windows()) window->close();
 }

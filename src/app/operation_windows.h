@@ -38,6 +38,8 @@ class OperationWindows : public QObject {
 
     // Another child window has become the active one, or none is.
     void SetActive(CChildFrame* child);
+    // A child is about to show another view: what works on the one that it shows lets go at once.
+    void LetGo(const CChildFrame* child);
     // A child is about to go: what works on it lets go at once, and closes when it is the last.
     void Forget(const CChildFrame* child);
 

@@ -5,6 +5,7 @@
 #include "app/operation_windows.h"
 #include "catalogue/operations.h"
 #include "catalogue/windows/event_base_non_modal_dlg.h"
+#include "support/edf_builder.h"
 #include "transforms/unitary_transform.h"
 
 namespace kymora::test {
@@ -93,6 +94,224 @@ TEST_F(FrameTransformsTest, ABatchReplacesOpenEntriesAndLeavesUnsavedOnes) {
     ASSERT_EQ(host.texts.size(), 1u);
     EXPECT_EQ(host.texts[0].title, "Process errors");
     EXPECT_NE(host.texts[0].text.find("/two.kymr-dat\r\n\tThis file has unsaved changes"), std::string::npos);
+}
+
+// --- undo ---
+
+class UndoTransformTest : public FrameTransformsTest {
+  protected:
+    CDataDoc& Active() { return frame->ActiveChild()->Document(); }
+    bool Run(const char* id) {
+        const bool done = frame->RunCommandById(id);
+        QApplication::processEvents();
+        return done;
+    }
+    void AddEvent(int channel) {
+        UndoScope edit(Active(), "Add event");
+        edit.AddEvent(channel, {10, 20});
+    }
+    std::vector<std::byte> One() { return files.Bytes("/one.kymr-dat"); }
+};
+
+TEST_F(UndoTransformTest, GoesThroughTransformsAndWhatWasDoneBetweenThem) {
+    OpenOne();
+    const auto raw = One();
+    AddEvent(3);
+    const bool hadGrid = frame->ActiveChild()->View().m_bShowGrid;
+    frame->ActiveChild()->View().Set(&ViewSettings::m_bShowGrid, !hadGrid, "Show grid");
+    ASSERT_TRUE(Double(Active()));
+    const auto doubled = One();
+    AddEvent(4);
+    ASSERT_TRUE(Double(Active()));
+    AddEvent(5);
+    EXPECT_EQ(FirstOf(Active()), -2000.0);
+
+    const struct {
+        const char* name;  // of the step that is taken back
+        double first;
+        std::array<int, 3> events;  // of channels 3 to 5, behind it
+        bool isModified;
+    } steps[] = {
+        {"Add event", -2000.0, {1, 1, 0}, true}, {"Unitary arithmetic", -1000.0, {1, 1, 0}, true},
+        {"Add event", -1000.0, {1, 0, 0}, true}, {"Unitary arithmetic", -500.0, {1, 0, 0}, true},
+        {"Show grid", -500.0, {1, 0, 0}, true},  {"Add event", -500.0, {0, 0, 0}, true},
+    };
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.name);
+        EXPECT_EQ(Active().Undo().UndoName(), step.name);
+        ASSERT_TRUE(Run("undo"));
+        EXPECT_EQ(FirstOf(Active()), step.first);
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(Active().GetNumEvents(3 + c), step.events[static_cast<size_t>(c)]);
+        EXPECT_EQ(Active().IsModified(), step.isModified);
+    }
+    EXPECT_FALSE(Run("undo"));
+    EXPECT_EQ(One(), raw) << "the file is the one from before, unsaved changes left out";
+    EXPECT_EQ(frame->ActiveChild()->View().m_bShowGrid, hadGrid);
+    for (int i = 0; i < 6; ++i) ASSERT_TRUE(Run("redo")) << i;
+    EXPECT_FALSE(Run("redo"));
+    EXPECT_EQ(FirstOf(Active()), -2000.0);
+    EXPECT_EQ(Active().GetNumEvents(5), 1);
+
+    // A change between them forgets what lay behind.
+    for (int i = 0; i < 2; ++i) ASSERT_TRUE(Run("undo"));
+    EXPECT_EQ(One(), doubled);
+    AddEvent(6);
+    EXPECT_FALSE(Active().Undo().CanRedo());
+    EXPECT_EQ(files.Count(), 3u) << "both recordings, and one from before";
+    ASSERT_TRUE(frame->RunCommandById("file-save"));
+    frame->ActiveChild()->CloseAtOnce();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(files.Count(), 2u);
+    EXPECT_EQ(frame->OpenFile("/one.kymr-dat")->Document().GetNumEvents(6), 1);
+}
+
+TEST_F(UndoTransformTest, AllWindowsFollowAndStayWhereTheyAre) {
+    OpenOne();
+    frame->OnWindowNew();
+    const auto before = frame->Children();
+    before[0]->View().ChangeViewport({5000.0, 6000.0});
+    const QRect place = before[0]->geometry();
+    ASSERT_TRUE(Double(Active()));
+    before[0]->View().ChangeViewport({7000.0, 8000.0});
+    delete before[1];
+    ASSERT_TRUE(Run("undo"));
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_EQ(frame->Children()[0], before[0]);
+    EXPECT_EQ(before[0]->geometry(), place);
+    EXPECT_TRUE(before[0]->Widget().isVisible());
+    ExpectViewport(*before[0], 7000.0, 8000.0);
+    frame->OnWindowNew();
+    ASSERT_TRUE(Run("redo"));
+    EXPECT_EQ(frame->Documents().size(), 1u);
+    EXPECT_EQ(frame->Children().size(), 2u);
+    EXPECT_EQ(FirstOf(Active()), -1000.0);
+    // By the key, which is under way in the widget that goes.
+    ViewWidget& widget = frame->ActiveChild()->Widget();
+    QTest::keyClick(&widget, Qt::Key_Z, Qt::ControlModifier);
+    QApplication::processEvents();
+    EXPECT_EQ(FirstOf(Active()), -500.0);
+}
+
+TEST_F(UndoTransformTest, ATransformForgetsWhatWasTakenBack) {
+    OpenOne();
+    ASSERT_TRUE(Double(Active()));
+    ASSERT_TRUE(Run("undo"));
+    AddEvent(3);
+    ASSERT_TRUE(Run("undo"));
+    ASSERT_TRUE(Double(Active()));
+    EXPECT_FALSE(Active().Undo().CanRedo());
+    EXPECT_EQ(files.Count(), 3u);
+    ASSERT_TRUE(Run("undo"));
+    EXPECT_EQ(Active().Undo().RedoName(), "Unitary arithmetic");
+    ASSERT_TRUE(Run("redo"));
+    EXPECT_EQ(FirstOf(Active()), -1000.0);
+    EXPECT_EQ(Active().GetNumEvents(3), 0);
+}
+
+TEST_F(UndoTransformTest, WhereTheFileCannotBeKeptTheUserIsAskedFirst) {
+    OpenOne();
+    ASSERT_TRUE(Double(Active()));
+    const auto doubled = One();
+    files.hasLinks = false;
+    host.answer = false;
+    EXPECT_FALSE(Double(Active()));
+    EXPECT_EQ(One(), doubled);
+    EXPECT_NE(host.questions.back().text.find("/one.kymr-dat is replaced for good"), std::string::npos);
+    host.answer = true;
+    ASSERT_TRUE(Double(Active()));
+    EXPECT_EQ(FirstOf(Active()), -2000.0);
+    // The version from before the first one is still kept.
+    files.hasLinks = true;
+    EXPECT_EQ(Active().Undo().UndoName(), "Unitary arithmetic and what followed");
+    ASSERT_TRUE(Run("undo"));
+    EXPECT_EQ(FirstOf(Active()), -500.0);
+}
+
+TEST_F(UndoTransformTest, NothingIsUndoneOverAnotherProgramsVersion) {
+    OpenOne();
+    ASSERT_TRUE(Double(Active()));
+    WriteRecording("/one.kymr-dat");
+    const auto theirs = One();
+    ASSERT_TRUE(Run("undo"));
+    EXPECT_NE(host.LastMessage().find("was changed by another program"), std::string::npos);
+    EXPECT_EQ(One(), theirs);
+    EXPECT_EQ(FirstOf(Active()), -1000.0);
+}
+
+TEST_F(UndoTransformTest, ABatchKeepsNothing) {
+    OpenOne();
+    host.openFiles = {"/one.kymr-dat"};
+    ASSERT_TRUE(Double(Active(), false, true));
+    EXPECT_FALSE(Active().Undo().CanUndo());
+    EXPECT_EQ(files.Count(), 2u);
+}
+
+TEST_F(UndoTransformTest, SaveAsOffersToPutTheFileBack) {
+    const auto raw = One();
+    for (const bool putsBack : {true, false}) {
+        SCOPED_TRACE(putsBack);
+        frame->OpenFile("/one.kymr-dat");
+        ASSERT_TRUE(Double(Active()));
+        ASSERT_TRUE(Double(Active()));
+        const auto last = One();
+        host.answer = putsBack;
+        host.saveFile = putsBack ? "/put.kymr-dat" : "/left.kymr-dat";
+        ASSERT_TRUE(frame->OnFileSaveAs());
+        EXPECT_EQ(One(), putsBack ? raw : last);
+        EXPECT_EQ(FirstOf(Active()), -2000.0);
+    }
+    EXPECT_EQ(files.Count(), 4u);
+}
+
+TEST_F(UndoTransformTest, WhatAKilledProgramHasKeptCanBeUndone) {
+    const auto raw = One();
+    OpenOne();
+    ASSERT_TRUE(Double(Active()));
+    ASSERT_TRUE(Double(Active()));
+    // The disk as the kill leaves it.
+    MemoryFileSystem disk;
+    for (const auto& path : files.List("/")) disk.Put(path, files.Bytes(path));
+    Session next(host, disk);
+    next.skipFileDetails = true;
+    CMainFrame started(next, nullptr);
+    CChildFrame* child = started.OpenFile("/one.kymr-dat");
+    ASSERT_NE(child, nullptr);
+    EXPECT_NE(host.LastMessage().find("one.kymr-dat.before-transform-02"), std::string::npos);
+    for (const double first : {-1000.0, -500.0}) {
+        ASSERT_TRUE(started.RunCommandById("undo"));
+        EXPECT_EQ(FirstOf(child->Document()), first);
+    }
+    EXPECT_EQ(disk.Bytes("/one.kymr-dat"), raw);
+    child->CloseAtOnce();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(disk.Count(), 2u);
+}
+
+TEST_F(UndoTransformTest, AForeignRecordingComesBackInPlaceOfItsNativeFile) {
+    for (const bool existed : {false, true}) {
+        SCOPED_TRACE(existed);
+        files.Put("/eeg.edf", EdfBuilder().AddRamp("EEG", 500).Build());
+        if (existed) WriteRecording("/eeg.kymr-dat");
+        const auto old = existed ? files.Bytes("/eeg.kymr-dat") : std::vector<std::byte>();
+        ASSERT_NE(frame->OpenFile("/eeg.edf"), nullptr);
+        AddEvent(3);
+        ASSERT_TRUE(Double(Active()));
+        EXPECT_EQ(Active().filePath, "/eeg.kymr-dat");
+        const auto made = files.Bytes("/eeg.kymr-dat");
+        ASSERT_TRUE(Run("undo"));
+        EXPECT_EQ(Active().filePath, "/eeg.edf");
+        EXPECT_EQ(Active().GetNumEvents(3), 1);
+        EXPECT_EQ(files.Has("/eeg.kymr-dat"), existed);
+        if (existed) {
+            EXPECT_EQ(files.Bytes("/eeg.kymr-dat"), old);
+        }
+        ASSERT_TRUE(Run("redo"));
+        EXPECT_EQ(files.Bytes("/eeg.kymr-dat"), made);
+        frame->ActiveChild()->CloseAtOnce();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_EQ(files.Count(), 4u);
+    }
 }
 
 }  // namespace

@@ -124,17 +124,27 @@ ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), vi
     setAccessibleName(tr("Recording"));
     ApplyColours();
     view_.SetWindow(this);
-    auto* strip = new ReloadStrip(view, this);
-    connect(this, &ViewWidget::ViewChanged, strip, &ReloadStrip::Watch);
+    strip_ = new ReloadStrip(view, this);
+    connect(this, &ViewWidget::ViewChanged, strip_, &ReloadStrip::Watch);
 }
 
-ViewWidget::~ViewWidget() {
+ViewWidget::~ViewWidget() { Release(); }
+
+void ViewWidget::Release() {
+    if (std::exchange(isReleased_, true)) return;
     view_.SetWindow(nullptr);
     // An edit that loses the focus when it goes has nothing left to tell.
     for (QLineEdit* edit : {startEdit_, timebaseEdit_, endEdit_}) {
         edit->removeEventFilter(this);
         edit->disconnect(this);
     }
+    delete strip_;
+    delete limitEdit_;
+}
+
+bool ViewWidget::event(QEvent* event) {
+    if (!isReleased_) return QWidget::event(event);
+    return event->type() == QEvent::DeferredDelete && QObject::event(event);
 }
 
 QLineEdit* ViewWidget::MakeEdit(const char* name, const QString& toolTip, Qt::Alignment alignment) {

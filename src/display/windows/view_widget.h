@@ -17,6 +17,8 @@ class QWheelEvent;
 
 namespace kymora {
 
+class ReloadStrip;
+
 // What the tables of commands know a key as.
 Key KeyFrom(const QKeyEvent& event);
 
@@ -39,6 +41,10 @@ class ViewWidget : public QWidget, public ViewWindow {
     ~ViewWidget() override;
 
     CKymoraView& View() const { return view_; }
+
+    // Lets the view go, which another window will show, or none. The widget does nothing any more, and is to
+    // be deleted when the events under way are over.
+    void Release();
 
     void Invalidate() override;
     void ShowTimes() override;
@@ -64,6 +70,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     void ViewChanged();                       // viewport, settings or samples
 
   protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -91,10 +98,12 @@ class ViewWidget : public QWidget, public ViewWindow {
     QLineEdit* endEdit_;
     QLabel* timebaseUnit_;
     LimitEdit* limitEdit_;
+    ReloadStrip* strip_;
     std::optional<uint32_t> paper_;  // that the colours of the edit boxes were made for
     QImage picture_;
     bool pictureIsCurrent_ = false;
     bool accepting_ = false;
+    bool isReleased_ = false;
     QString modeStatus_;  // of the mouse mode
     WheelTurn wheel_;
 };
