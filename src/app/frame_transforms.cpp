@@ -20,9 +20,6 @@ namespace kymora {
 
 namespace {
 
-constexpr const char* atWorkText =
-    "An operation is still at work on this recording. Wait until it is done, or cancel it in its window.";
-
 // Where the result goes; nothing when the user gives up.
 std::optional<PlannedFile> AskTarget(CDataDoc& doc, const RunPlan& plan, std::span<CDataDoc* const> open) {
     Session& session = doc.GetSession();
@@ -63,7 +60,7 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
     if (dialog.m_bBatch) return RunTransformBatch(operation, dialog, batch_);
     if (!dialog.Document()) throw std::runtime_error(noViewText);
     CDataDoc& doc = *dialog.Document();
-    if (doc.operationsAtWork > 0) throw std::runtime_error(atWorkText);
+    if (doc.operationsAtWork > 0) throw std::runtime_error(operationAtWorkText);
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
     const RunPlan plan = PlanBatch(session_, {operation, {}, {doc.filePath}, dialog.m_bNewFile});
     const auto planned = AskTarget(doc, plan, Documents());

@@ -331,6 +331,8 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     bool sharedRuns_ = true;  // all traces have one run list
 };
 
+inline constexpr const char* operationAtWorkText =
+    "An operation is still at work on this recording. Wait until it is done, or cancel it in its window.";
 // Takes the name of the file.
 inline constexpr const char* closesAtWorkText =
     "An operation is still at work on {}.\nClick OK to close it, and what the operation finds is lost.";

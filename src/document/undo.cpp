@@ -151,14 +151,20 @@ std::string UndoStack::RedoName() const {
     return after_ ? after_->name : std::string();
 }
 
+// Not from under an edit, nor from under an operation that counts on these samples.
+bool UndoStack::MayExchange() const {
+    if (doc_.operationsAtWork > 0) doc_.GetHost().Message(operationAtWorkText);
+    return !doc_.openUndoScope && doc_.operationsAtWork == 0;
+}
+
 bool UndoStack::Undo() {
     if (!done_.empty()) return Move(done_, undone_);
-    return before_ && !doc_.openUndoScope && before_->Exchange(doc_);
+    return before_ && MayExchange() && before_->Exchange(doc_);
 }
 
 bool UndoStack::Redo() {
     if (!undone_.empty()) return Move(undone_, done_);
-    return after_ && !doc_.openUndoScope && after_->Exchange(doc_);
+    return after_ && MayExchange() && after_->Exchange(doc_);
 }
 
 void UndoStack::ForgetRedo() {

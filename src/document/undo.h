@@ -79,6 +79,7 @@ class UndoStack {
         bool marksDocument = true;
     };
     bool Move(std::deque<Step>& from, std::deque<Step>& to);
+    bool MayExchange() const;
 
     CDataDoc& doc_;
     std::deque<Step> done_, undone_;

@@ -45,6 +45,11 @@ TEST_F(FrameTransformsTest, InPlaceTheRecordingIsReplacedWithItsUnsavedChanges) 
     ASSERT_EQ(frame->Documents().size(), 1u);
     CDataDoc& made = *frame->Documents()[0];
     EXPECT_EQ(FirstOf(made), -1000.0);
+    made.operationsAtWork = 1;
+    EXPECT_FALSE(made.Undo().Undo()) << "not from under an operation";
+    EXPECT_THROW(Double(made), std::runtime_error);
+    EXPECT_EQ(host.LastMessage(), operationAtWorkText);
+    made.operationsAtWork = 0;
     EXPECT_EQ(made.GetNumEvents(3), 1);
     EXPECT_FALSE(made.IsModified());
     EXPECT_FALSE(made.openedReadOnly) << "nobody holds the old file";
