@@ -152,7 +152,8 @@ def data_in(program, demo, out):
 
 
 def gaps(program, demo, out):
-    window = start(program, f"{demo}/demo_gaps.kymr-dat")
+    window = start(program)
+    window.ask(open=f"{demo}/demo_gaps.kymr-dat")
     window.ask(resize={"width": 1180, "height": 560})
     window.ask(command="show-all")
     picture(window, f"{out}/gaps.png")
@@ -162,7 +163,9 @@ def gaps(program, demo, out):
 
 
 def tiled(program, demo, out):
-    window = start(program, *(f"{demo}/demo_{name}.kymr-dat" for name in ("spikes", "gaps", "episodic")))
+    window = start(program)
+    for name in ("spikes", "gaps", "episodic"):
+        window.ask(open=f"{demo}/demo_{name}.kymr-dat")
     window.ask(resize={"width": 1280, "height": 860})
     window.ask(command="window-tile")
     picture(window, f"{out}/tiled.png")

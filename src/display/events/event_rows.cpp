@@ -165,22 +165,29 @@ class RowPainter {
         PaintLabels(columns);
     }
 
-    // The box of the channel's name, above the events of the row.
-    PixelRect NameBox() const {
+    // The box of the channel's name: above the events of the row, where `room` pixels are free there and no
+    // labels stand, else behind the events.
+    PixelRect NameBox(int room) const {
         const Extent extent = device_.TextExtent(Name());
         const int left = context_.layout.plot.left + nameLeft;
-        const int top = std::max(context_.layout.plot.top, y_ - eventReach - extent.height);
+        const bool isAbove = room >= extent.height && !HasLabels();
+        const int top = isAbove ? y_ - eventReach - extent.height : y_ - extent.height / 2;
         return {left - namePadding, top, left + extent.width + namePadding, top + extent.height};
     }
 
-    void PaintName() const {
-        const PixelRect box = NameBox();
+    void PaintName(int room) const {
+        const PixelRect box = NameBox(room);
         context_.drawn.eventRows.names[channel_] = box;
         device_.Text(box.left + namePadding, box.top, Name(),
                      {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::top});
     }
 
   private:
+    bool HasLabels() const {
+        const EventSummary& summary = context_.drawn.eventRows.SummaryOf(chan_, channel_);
+        const auto count = static_cast<size_t>(chan_.GetNumEvents());
+        return context_.settings.m_bShowEventLabels && summary.FirstLabelled(0, count) != EventSummary::none;
+    }
     std::string Name() const {
         return ElideText(device_, EventChannelTitle(context_, channel_), context_.layout.plot.Width() / 3);
     }
@@ -293,7 +300,14 @@ void DrawEventNames(const PlotContext& context, DrawDevice& device) {
     context.drawn.eventRows.names.clear();
     if (!CanDraw(context) || !context.settings.m_bShowEventChanLabels) return;
     device.SetClip(PlotClip(context));
-    ForRows(context, [&](int channel) { RowPainter(context, device, channel).PaintName(); });
+    std::vector<std::pair<int, int>> rows;  // from the top
+    ForRows(context, [&](int channel) { rows.emplace_back(EventRowY(context, channel), channel); });
+    std::sort(rows.begin(), rows.end());
+    int taken = context.layout.plot.top;  // by the row above
+    for (const auto& [y, channel] : rows) {
+        RowPainter(context, device, channel).PaintName(y - eventReach - taken);
+        taken = y + eventReach;
+    }
     device.ClearClip();
 }
 
@@ -308,11 +322,10 @@ void DrawSelectedChannel(const PlotContext& context, DrawDevice& device) {
     const int channel = context.eventChannel;
     if (!CanDraw(context) || !HasEventRow(context, channel)) return;
     const RowPainter painter(context, device, channel);
-    const PixelRect box = painter.NameBox();
-    if (ChannelOf(context, channel).GetNumEvents() == 0)
-        painter.PaintName();
-    else if (!context.settings.m_bShowEventChanLabels)
-        return;
+    auto& names = context.drawn.eventRows.names;
+    if (!names.contains(channel) && ChannelOf(context, channel).GetNumEvents() == 0) painter.PaintName(0);
+    if (!names.contains(channel)) return;
+    const PixelRect box = names.at(channel);
     device.SetClip(PlotClip(context));
     device.SetPen({ChannelOf(context, channel).channelColour, 1, Pen::Style::solid});
     device.Frame(box);
