@@ -48,7 +48,6 @@ double Run(CDataDoc& doc, const std::filesystem::path& file) {
         operation.CheckChangeDoc(&doc);
         operation.m_sFile = file.string();
         if (!operation.Run() || doc.GetNumEvents(0) != rows) std::puts("failed");
-        doc.Undo().Clear();
     });
 }
 
