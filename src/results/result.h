@@ -1,6 +1,6 @@
 #pragma once
-// What an operation has found, as data: named values and a table. Text, CSV and JSON are made from it, for
-// the window, the terminal and the remote control alike.
+// What an operation has found, as data: named values and a table. CSV and JSON are made from it, for the
+// window, the terminal and the remote control alike; a text whose form is fixed the operation writes itself.
 
 #include <cstdint>
 #include <functional>

@@ -38,10 +38,12 @@ class GuideDrag : public MouseDrag {
           to_(from_) {}
 
     void Move(CKymoraView& view, const MouseEvent& event) override {
-        const PixelRect plot = view.Plot().layout.plot;
+        const PlotContext context = view.Plot();
+        const PixelRect& plot = context.layout.plot;
         const int place = Along(guide_, event.x, event.y) + grip_;
-        to_ = IsTime() ? std::clamp(place, plot.left, plot.right)
-                       : std::clamp(place, plot.top, plot.bottom - 1);
+        // Not to where it could not be seen, and so not be taken back.
+        const auto [first, last] = IsTime() ? std::pair(plot.left, plot.right) : GuideRows(context, guide_);
+        to_ = std::clamp(place, first, std::max(first, last));
     }
     void Release(CKymoraView& view, const MouseEvent& event) override {
         Move(view, event);

@@ -64,6 +64,14 @@ class GuidePainter {
 
 }  // namespace
 
+// On the band of another trace a level would be read on the wrong axis.
+std::pair<int, int> GuideRows(const PlotContext& context, const ViewGuide& guide) {
+    const PixelRect& plot = context.layout.plot;
+    const PixelRect band = context.BandOf(context.AxisOf(guide.trace));
+    const int gap = context.layout.axisGap;
+    return {std::max(plot.top, band.top - gap), std::min(plot.bottom, band.bottom + gap) - 1};
+}
+
 std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide) {
     if (!std::isfinite(guide.at)) return {};
     const PixelRect& plot = context.layout.plot;
@@ -73,13 +81,9 @@ std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide
     }
     if (guide.trace < 0 || guide.trace >= context.doc.traceCount || !context.IsTraceShown(guide.trace))
         return {};
-    // On the band of another trace it would be read on the wrong axis.
-    const int axis = context.AxisOf(guide.trace);
-    const PixelRect band = context.BandOf(axis);
-    const int y = context.ValueToPixel(guide.at, axis), gap = context.layout.axisGap;
-    const bool isThere =
-        y >= std::max(plot.top, band.top - gap) && y < std::min(plot.bottom, band.bottom + gap);
-    return isThere ? std::optional(y) : std::nullopt;
+    const auto [first, last] = GuideRows(context, guide);
+    const int y = context.ValueToPixel(guide.at, context.AxisOf(guide.trace));
+    return y >= first && y <= last ? std::optional(y) : std::nullopt;
 }
 
 void DrawGuides(const PlotContext& context, DrawDevice& device) {

@@ -71,11 +71,13 @@ TEST_F(GuideTest, DraggingSetsTheParameter) {
         Point from, to;
         std::vector<std::pair<std::string, double>> sets;
     };
-    const double above = context.GetValueScale(1).ToValue(y - 40), top = context.GetValueScale(1).ToValue(10);
+    const int highest = context.BandOf(1).top - context.layout.axisGap;
+    const double above = context.GetValueScale(1).ToValue(y - 40);
+    const double top = context.GetValueScale(1).ToValue(highest);
     const Drag drags[] = {
         {{300, y + 1}, {400, y - 39}, {{"level", above}}},  // held a pixel beside it
         {{x, 100}, {x + 80, 400}, {{"end", context.PixelToTime(x + 80)}}},
-        {{300, y}, {300, -500}, {{"level", top}}},             // stays on the plot
+        {{300, y}, {300, -500}, {{"level", top}}},             // stays on its band
         {{300, y}, {500, y}, {}},                              // along the line
         {{300, context.ValueToPixel(75.0, 1)}, {300, y}, {}},  // that one has no parameter
     };
@@ -119,20 +121,20 @@ TEST_F(GuideTest, ToolsComeAndGo) {
     const auto grab = [&](CKymoraView&, const MouseEvent&) { return std::make_unique<Recorded>(heard); };
     const auto press = [&] { Press(300, 100), Move(400, 100); };
     const MouseTool* tool = view->Mouse().Add(
-        {{{anywhere, CursorShape::cross, grab}}, {{99, "lasso", CursorShape::cross, grab}}});
+        {{{anywhere, CursorShape::cross, grab}}, {{firstModeOfDialogs, "lasso", CursorShape::cross, grab}}});
     press();
     Release(400, 100);
     EXPECT_EQ(heard, "move release ");
-    view->SetMouseMode(99);
-    EXPECT_EQ(view->m_nMouseMode, 99);
-    view->Escape();
+    // In its mode, too, the drag is its own.
+    view->SetMouseMode(firstModeOfDialogs);
     press();
     view->Mouse().Remove(tool);
     EXPECT_EQ(heard, "move release move cancel ");
     EXPECT_FALSE(view->Mouse().Drag());
+    EXPECT_EQ(view->m_nMouseMode, mouseNormal);
     press();  // of the view again
     EXPECT_EQ(heard, "move release move cancel ");
-    view->SetMouseMode(99);
+    view->SetMouseMode(firstModeOfDialogs);
     EXPECT_EQ(view->m_nMouseMode, mouseNormal);
 }
 
