@@ -5,6 +5,7 @@
 #include <QMdiArea>
 #include <QMenu>
 
+#include "display/axis_pages.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -21,6 +22,7 @@ CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     } else {
         view_->OnInitialUpdate();
         view_->LeaveEmptyPlace();
+        LimitAxesAtOnce(*view_);
     }
     ShowTitle();
 }
@@ -54,10 +56,12 @@ std::unique_ptr<CKymoraView> CChildFrame::Exchange(std::shared_ptr<CDataDoc> doc
     old->hide();
     old->deleteLater();
     view_->OnSize(size.width(), size.height());
-    if (isNew)
+    if (isNew) {
         view_->OnInitialUpdate();
-    else
+        view_->ShowAxisPage(view->m_nFirstAxis, view->m_nAxesAtOnce);
+    } else {
         view_->OnUpdate(UpdateHint::samples);
+    }
     view_->ChangeViewport(viewport, false);
     widget_->ShowTimes();
     ShowTitle();

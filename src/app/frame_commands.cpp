@@ -55,7 +55,7 @@ constexpr FrameCommand table[] = {
     {"full-screen", "&View", "Full screen\tF11", "Gives the window the whole screen, and takes it back", nullptr, IsFullScreen, Run<&Frame::ToggleFullScreen>},
     {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
     {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},
-    {"theme-dark", "&View/Window colours", "Dark", "Dark windows; the plot keeps its own background", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},
+    {"theme-dark", "&View/Window colours", "Dark", "Dark windows, and plots on dark paper", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},
 
     {"test-equation", "T&ransform", "&Test equation...", "Tries an expression with numbers of your own", nullptr, nullptr, [](Frame& frame) { AskEqnTest(frame.GetSession()); }, group},
 

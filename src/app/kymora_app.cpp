@@ -36,7 +36,7 @@ constexpr StoredOption storedOptions[] = {
     {"Hit margin", &Options::hitMargin, 0, greatestHitMargin},
     {"Event channel number", &Options::eventChannelMode, letterChannels, maxEventChannels},
     {"Bootstrap reps", &Options::bootstrapReps, 1, greatestBootstrapReps},
-    {"Palette", &Options::palette, 0, 1},
+    {"Palette", &Options::palette, 0, 2},
     {"Transform undo share", &Options::transformUndoShare, 0, greatestUndoShare},
     {"Theme", &Options::theme, 0, 2},
 };
@@ -74,6 +74,7 @@ CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_,
 CKymora32App::~CKymora32App() { session_.summaries = nullptr; }
 
 void CKymora32App::ReadOptions() {
+    session_.options.palette = static_cast<int>(Palette::even);
     QSettings settings(company, program);
     settings.beginGroup(section);
     for (const StoredOption& option : storedOptions) {
@@ -85,8 +86,13 @@ void CKymora32App::ReadOptions() {
     if (session_.options.eventChannelMode != maxEventChannels)
         session_.options.eventChannelMode = letterChannels;
     // What no file keeps of a view.
-    session_.defaultBackground = settings.value("Background", session_.defaultBackground).toUInt() & 0xFFFFFF;
-    session_.showInactiveSections = settings.value("Inactive data sections", false).toBool();
+    ViewHabits& habits = session_.viewHabits;
+    habits.m_crBackground =
+        settings.value("Paper", ThemePaper(static_cast<Theme>(session_.options.theme))).toUInt() & 0xFFFFFF;
+    habits.m_bInactiveSections = settings.value("Inactive data sections", false).toBool();
+    habits.m_bEventTicks = settings.value("Event ticks in traces", false).toBool();
+    habits.m_bAutoTimeUnit = settings.value("Automatic time unit", true).toBool();
+    habits.m_bClockTime = settings.value("Time of day", false).toBool();
 }
 
 void CKymora32App::WriteOptions() const {
@@ -95,8 +101,15 @@ void CKymora32App::WriteOptions() const {
     Options kept = session_.options;
     if (session_.numbersForSession) kept.eventChannelMode = letterChannels;
     for (const StoredOption& option : storedOptions) settings.setValue(option.key, kept.*option.member);
-    settings.setValue("Background", session_.defaultBackground);
-    settings.setValue("Inactive data sections", session_.showInactiveSections);
+    const ViewHabits& habits = session_.viewHabits;
+    if (habits.m_crBackground == ThemePaper(static_cast<Theme>(session_.options.theme)))
+        settings.remove("Paper");
+    else
+        settings.setValue("Paper", habits.m_crBackground);
+    settings.setValue("Inactive data sections", habits.m_bInactiveSections);
+    settings.setValue("Event ticks in traces", habits.m_bEventTicks);
+    settings.setValue("Automatic time unit", habits.m_bAutoTimeUnit);
+    settings.setValue("Time of day", habits.m_bClockTime);
 }
 
 void CKymora32App::ReadFrameSettings(CMainFrame& frame) {

@@ -72,4 +72,11 @@ void ApplyTheme(Theme theme) {
     QApplication::setPalette(PaletteOf(theme == Theme::dark ? dark : light));
 }
 
+uint32_t ThemePaper(Theme theme) {
+    constexpr uint32_t lightPaper = 0xFFFFFF, darkPaper = 0x1E1B19;
+    const bool isDark = theme == Theme::dark ||
+                        (theme == Theme::system && QPalette().color(QPalette::Window).lightness() < 128);
+    return isDark ? darkPaper : lightPaper;
+}
+
 }  // namespace kymora

@@ -8,6 +8,7 @@
 #include "display/trace_drawing.h"
 #include "display/view_times.h"
 #include "drawing/number_labels.h"
+#include "drawing/ticks.h"
 
 namespace kymora {
 
@@ -22,8 +23,11 @@ constexpr uint32_t selectedColour = Rgb(0, 84, 166), selectedOnDark = Rgb(110, 1
 
 // Below the plot.
 constexpr int bracketTop = 10, bracketBottom = 20, timeTextTop = 25;
-// From the window's left.
+constexpr int tickTop = 6, tickTextTop = 9, leastBetweenTicks = 12;
+// From the left of the axis's room.
 constexpr int bracketTickEnd = 50, bracketLine = 60, limitRight = 56, labelLeft = 2, labelRoom = 46;
+constexpr int tickLeft = 57, tickTextRight = 54;
+constexpr int pixelsPerTick = 36, leastTickLines = 5, pixelsPerTime = 90;
 constexpr int leastLimitHeight = 12, limitHeight = 17;  // of the place where a limit is edited
 
 TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
@@ -37,22 +41,50 @@ class AxisPainter {
 
     void Paint() const {
         device_.SetPen(axis_.isSelected ? Pen{axis_.labelInk, 2} : Pen{bracketColour});
-        const std::array<Point, 4> bracket{{{bracketTickEnd, band_.top},
-                                            {bracketLine, band_.top},
-                                            {bracketLine, band_.bottom},
-                                            {bracketTickEnd, band_.bottom}}};
+        const std::array<Point, 4> bracket{{{X(bracketTickEnd), band_.top},
+                                            {X(bracketLine), band_.top},
+                                            {X(bracketLine), band_.bottom},
+                                            {X(bracketTickEnd), band_.bottom}}};
         device_.Polyline(bracket);
         const bool limitsFit = band_.Height() >= 2 * textHeight_;
-        if (limitsFit) PaintLimits();
+        if (limitsFit || LimitsFitAcross()) PaintLimits(limitsFit);
+        if (HasTicks()) PaintTicks();
         PaintLabel(limitsFit);
     }
 
   private:
-    void PaintLimits() const {
-        device_.Text(limitRight, band_.top + 2, LimitText(axis_.max),
-                     Style(axis_.ink, Horizontal::right, Vertical::top));
-        device_.Text(limitRight, band_.bottom - 2, LimitText(axis_.min),
-                     Style(axis_.ink, Horizontal::right, Vertical::bottom));
+    bool HasTicks() const { return axis_.hasTicks && band_.Height() >= leastTickLines * textHeight_; }
+    int X(int inRoom) const { return axis_.left + inRoom; }
+
+    // In the middle of the ends of a low band, which has a gap above and below.
+    bool LimitsFitAcross() const { return band_.Height() >= textHeight_ && axis_.gap >= textHeight_ / 2; }
+
+    void PaintLimits(bool inside) const {
+        const int in = inside ? 2 : 0, right = X(inside ? limitRight : bracketTickEnd - 3);
+        device_.Text(right, band_.top + in, LimitText(axis_.max),
+                     Style(axis_.ink, Horizontal::right, inside ? Vertical::top : Vertical::centre));
+        device_.Text(right, band_.bottom - in, LimitText(axis_.min),
+                     Style(axis_.ink, Horizontal::right, inside ? Vertical::bottom : Vertical::centre));
+    }
+
+    // Their numbers stand where they touch neither the limits nor the label.
+    void PaintTicks() const {
+        const double step = TickStep(std::min(axis_.min, axis_.max), std::max(axis_.min, axis_.max),
+                                     band_.Height() / pixelsPerTick);
+        const ValueScale scale(axis_.max, axis_.min, band_.top, band_.bottom);
+        device_.SetPen({bracketColour});
+        for (const double tick :
+             Ticks(std::min(axis_.min, axis_.max), std::max(axis_.min, axis_.max), step)) {
+            const int y = scale.ToPixel(tick);
+            device_.Line(X(tickLeft), y, X(bracketLine), y);
+            const int away = textHeight_ + textHeight_ / 2 + 2;
+            const std::string text = TickText(tick, step);
+            if (y < band_.top + away || y > band_.bottom - away ||
+                device_.TextExtent(text).width > tickTextRight - labelLeft - textHeight_)
+                continue;
+            device_.Text(X(tickTextRight), y, text,
+                         Style(Blend(axis_.ink, bracketColour, 0.5), Horizontal::right, Vertical::centre));
+        }
     }
 
     // A limit that finds no room loses figures at its end, never its front: half a number would be a wrong
@@ -65,7 +97,7 @@ class AxisPainter {
     }
     bool Fits(const std::string& text) const { return device_.TextExtent(text).width <= limitRight - 2; }
 
-    // Upright while it fits so, else turned along the axis; without the units, and then cut, where room is
+    // Turned along the axis, or upright where the axis is low; without the units, and then cut, where room is
     // short.
     void PaintLabel(bool limitsFit) const {
         const int middle = (band_.top + band_.bottom) / 2;
@@ -73,25 +105,25 @@ class AxisPainter {
         const int limitWidth = std::max(device_.TextExtent(LimitText(axis_.max)).width,
                                         device_.TextExtent(LimitText(axis_.min)).width);
         const bool meetsLimits = limitsFit && limitRight - limitWidth <= labelLeft + textHeight_;
-        const int along = meetsLimits ? between : band_.Height() + axis_.gap;
-        const bool uprightFits = between >= textHeight_ - 3;
+        const int along = meetsLimits ? between : band_.Height() + 2 * axis_.gap - 2;
+        const bool uprightFits = !HasTicks() && !LimitsFitAcross() && between >= textHeight_ - 3;
         const std::string full = axis_.units.empty() ? axis_.label : axis_.label + " (" + axis_.units + ")";
-        TextStyle style = Style(axis_.labelInk, Horizontal::left, Vertical::centre);
+        const TextStyle style = Style(axis_.labelInk, Horizontal::left, Vertical::centre);
         for (const std::string& text : {full, axis_.label}) {
             const int width = device_.TextExtent(text).width;
-            if (width <= labelRoom && uprightFits) return device_.Text(labelLeft, middle, text, style);
+            if (width <= labelRoom && uprightFits) return device_.Text(X(labelLeft), middle, text, style);
             if (width <= along) return PaintTurned(text, middle, style);
         }
         if (along >= 3 * textHeight_)
             PaintTurned(ElideText(device_, axis_.label, along), middle, style);
         else if (uprightFits)
-            device_.Text(labelLeft, middle, ElideText(device_, axis_.label, labelRoom), style);
+            device_.Text(X(labelLeft), middle, ElideText(device_, axis_.label, labelRoom), style);
     }
 
     void PaintTurned(std::string_view text, int middle, TextStyle style) const {
         style.upward = true;
         style.horizontal = Horizontal::centre;
-        device_.Text(labelLeft + textHeight_ / 2, middle, text, style);
+        device_.Text(X(labelLeft) + textHeight_ / 2, middle, text, style);
     }
 
     DrawDevice& device_;
@@ -104,6 +136,7 @@ ValueAxis AxisOf(const PlotContext& context, int axis, bool showSelection) {
     const CVertAxis& shown = context.settings.m_axes[static_cast<size_t>(axis)];
     const uint32_t paper = context.settings.m_crBackground;
     ValueAxis drawn{context.BandOf(axis), shown.m_dMin, shown.m_dMax, shown.m_strLabel, shown.m_strUnits};
+    drawn.left = context.layout.gutter;
     drawn.gap = context.layout.axisGap;
     drawn.significantFigures = context.settings.m_nSigFigs;
     drawn.ink = drawn.labelInk = InkOn(paper);
@@ -133,6 +166,30 @@ void DrawTimeBracket(DrawDevice& device, const PixelRect& plot) {
     device.Line(middle, plot.bottom + bracketTop, middle, plot.bottom + bracketBottom);
 }
 
+void DrawTimeTicks(DrawDevice& device, const PixelRect& plot, const TimeTicks& ticks, uint32_t ink) {
+    const TimeScale scale(ticks.viewport, plot.left, plot.Width());
+    if (!scale.IsUsable()) return;
+    const double origin = ticks.clock.value_or(0.0);
+    const double unit = ticks.clock ? 1.0 : TimeUnitFactor(ticks.unit);
+    const double from = (ticks.viewport.start + origin) / unit, to = (ticks.viewport.end + origin) / unit;
+    const int most = std::max(1, plot.Width() / pixelsPerTime);
+    const double step = ticks.clock ? ClockStep(from, to, most) : TickStep(from, to, most);
+    const int middle = (plot.left + plot.right) / 2;
+    int taken = plot.left + 2;
+    for (const double tick : Ticks(from, to, step)) {
+        const int x = scale.ToPixel(tick * unit - origin);
+        device.SetPen({bracketColour});
+        device.Line(x, plot.bottom + tickTop, x, plot.bottom + bracketTop);
+        const std::string text = ticks.clock ? ClockText(tick, step) : TickText(tick, step);
+        const int half = device.TextExtent(text).width / 2 + 2;
+        const bool meetsMiddle = x - half < middle + 2 && x + half > middle - 2;
+        if (meetsMiddle || x - half < taken || x + half > plot.right - 2) continue;
+        device.Text(x, plot.bottom + tickTextTop, text,
+                    Style(Blend(ink, bracketColour, 0.5), Horizontal::centre, Vertical::top));
+        taken = x + half + leastBetweenTicks;
+    }
+}
+
 void DrawTimeTexts(DrawDevice& device, const PixelRect& plot, const TimeTexts& texts, uint32_t ink) {
     const int y = plot.bottom + timeTextTop;
     device.Text(plot.left, y, texts.start, Style(ink, Horizontal::left, Vertical::top));
@@ -147,6 +204,9 @@ void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts
     const PixelRect& plot = context.layout.plot;
     if (!context.settings.m_bShowAxes || plot.Width() <= 0) return;
     DrawTimeBracket(device, plot);
+    TimeTicks ticks{context.viewport, context.settings.m_nTimeUnit};
+    if (context.settings.m_bClockTime) ticks.clock = context.doc.GetStartClock();
+    DrawTimeTicks(device, plot, ticks, InkOn(context.settings.m_crBackground));
     if (withTexts)
         DrawTimeTexts(device, plot, {StartText(context), TimebaseCaption(context), EndText(context)},
                       InkOn(context.settings.m_crBackground));
@@ -154,40 +214,20 @@ void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts
 
 PixelRect LimitRect(const PlotContext& context, int axis, bool isMax) {
     const PixelRect band = context.BandOf(axis);
-    const int height = std::min(limitHeight, band.Height() / 2);
+    const int gap = context.layout.axisGap;
+    const bool inside = band.Height() >= 2 * leastLimitHeight;
+    const int height = std::min(limitHeight, inside ? band.Height() / 2 : band.Height() / 2 + gap);
     if (!context.layout.axesShown || context.SlotOf(axis) < 0 || height < leastLimitHeight) return {};
-    const int top = isMax ? band.top : band.bottom - height;
-    return {labelLeft, top, limitRight + 2, top + height};
+    const int outside = inside ? 0 : std::min(gap, height / 2);
+    const int top = isMax ? band.top - outside : band.bottom + outside - height;
+    const int left = context.layout.gutter;
+    return {left + labelLeft, top, left + limitRight + 2, top + height};
 }
 
 void DrawVerticalAxes(const PlotContext& context, DrawDevice& device, bool showSelection) {
     if (!context.layout.axesShown) return;
     for (const int axis : context.shownAxes)
         if (context.BandOf(axis).Height() > 0) DrawValueAxis(device, AxisOf(context, axis, showSelection));
-}
-
-void DrawTraceLabels(const PlotContext& context, DrawDevice& device) {
-    if (!(context.settings.m_fDataArea > 0.0f) ||
-        !(context.settings.m_bShowTraceLabels || context.settings.m_bShowTraceIDs))
-        return;
-    const PixelRect& plot = context.layout.plot;
-    const CDataDoc& doc = context.doc;
-    for (const int axis : context.shownAxes) {
-        int x = plot.left + 5;
-        for (int trace = 0; trace < doc.traceCount; ++trace) {
-            if (context.AxisOf(trace) != axis) continue;
-            const TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
-            std::string text = context.settings.m_bShowTraceIDs ? std::to_string(trace + 1) : std::string();
-            if (context.settings.m_bShowTraceLabels && !settings.traceLabel.empty())
-                text += (text.empty() ? "" : ": ") + settings.traceLabel;
-            text = ElideText(device, text, plot.right - 5 - x);
-            if (text.empty()) continue;
-            const int top = context.BandOf(axis).top - std::min(context.layout.axisGap, 8);
-            RimmedText(device, x, top, text, Style(settings.traceColour, Horizontal::left, Vertical::top),
-                       context.settings.m_crBackground);
-            x += device.TextExtent(text).width + 14;
-        }
-    }
 }
 
 }  // namespace kymora

@@ -1,5 +1,5 @@
 #pragma once
-// The time axis below the plot, the vertical axes left of it and the labels of the traces in it. The first
+// The time axis below the plot and the vertical axes left of it. The first
 // four draw for whatever has a band and a scale, the others for a view.
 
 #include "display/plot_context.h"
@@ -7,20 +7,31 @@
 
 namespace kymora {
 
-// Bracket, limits and label left of a band, in at most the room of Layout's left margin. What does not fit
-// into a low band is left out.
+// Bracket, limits, ticks at round numbers and label left of a band, in the room of Layout's left margin. What
+// does not fit into a low band is left out.
 struct ValueAxis {
     PixelRect band;
     double min = 0.0, max = 1.0;
     std::string label, units;
-    int gap = 0;  // pixels above and below the band that the label may take
+    int left = 0;  // where that room begins
+    int gap = 0;   // pixels above and below the band that the label may take
     int significantFigures = 4;
+    bool hasTicks = true;
     uint32_t ink = 0, labelInk = 0;
     bool isSelected = false;
 };
 void DrawValueAxis(DrawDevice& device, const ValueAxis& axis);
 
 void DrawTimeBracket(DrawDevice& device, const PixelRect& plot);
+
+// Ticks on the bracket at round times, and their numbers in it.
+struct TimeTicks {
+    Viewport viewport;
+    int unit = 0;
+    // The time of day at the start of the recording, ms since midnight: the numbers are then times of day.
+    std::optional<double> clock{};
+};
+void DrawTimeTicks(DrawDevice& device, const PixelRect& plot, const TimeTicks& ticks, uint32_t ink);
 
 // Below the bracket. Where the plot is too narrow for all three, the two ends say what the middle would.
 struct TimeTexts {
@@ -38,8 +49,5 @@ void DrawVerticalAxes(const PlotContext& context, DrawDevice& device, bool showS
 // Where the text of a limit stands, and where a click on it is taken; empty where the band has no room for
 // it.
 PixelRect LimitRect(const PlotContext& context, int axis, bool isMax);
-
-// Number and label of each trace, at the top left of its band and in its colour.
-void DrawTraceLabels(const PlotContext& context, DrawDevice& device);
 
 }  // namespace kymora

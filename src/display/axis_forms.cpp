@@ -144,7 +144,7 @@ void AskFormat(CKymoraView& view) {
         // A file has no place for the background.
         if (!any) scope.LeaveUnmodified();
         if (change.Take("background", &Field::colour, view.m_crBackground))
-            view.GetSession().defaultBackground = view.m_crBackground;  // of the next view
+            view.GetSession().viewHabits.m_crBackground = view.m_crBackground;  // of the next view
     }
     doc.UpdateAllViews(UpdateHint::settings);
 }

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <thread>
 
 #include <fmt/format.h>
 
+#include "display/events/event_row_places.h"
+#include "display/gutter.h"
 #include "display/trace_format.h"
 #include "drawing/number_labels.h"
 
@@ -25,8 +28,7 @@ constexpr const char* sameViewText = "Active view is same as new view. Please in
 CKymoraView::CKymoraView(CDataDoc& doc, std::unique_ptr<BinSource> bins)
     : doc_(doc), bins_(bins ? std::move(bins) : std::make_unique<RecordingBins>(doc)) {
     doc_.AddView(*this);
-    m_crBackground = GetSession().defaultBackground;
-    m_bInactiveSections = GetSession().showInactiveSections;
+    static_cast<ViewHabits&>(*this) = GetSession().viewHabits;
 }
 
 CKymoraView::~CKymoraView() {
@@ -58,6 +60,8 @@ bool CKymoraView::OnInitialUpdate(const CKymoraView& active) {
 
 bool CKymoraView::ReadFirstViewport() {
     opened_ = true;
+    eventRows_ = AreRowsUnplaced(doc_, m_fDataArea) ? std::vector<int>() : EventRowChannels(doc_);
+    PlaceComingRows();
     bins_->Reset();
     drawn_.eventRows.Forget();
     Relayout();
@@ -150,6 +154,7 @@ void CKymoraView::TakeStoredSettings() {
     m_fDataArea = area >= 0.0f ? std::min(area, 1.0f) : 1.0f;
     m_nClipMode = stored.formatOption;
     m_nTimeUnit = stored.timeUnit >= 0 && stored.timeUnit <= 2 ? stored.timeUnit : 0;
+    if (m_nTimeUnit != 0) m_bAutoTimeUnit = false;  // it was chosen for this recording
     m_bTimebasePerViewport = stored.timebaseMode != 0;
 }
 
@@ -174,7 +179,8 @@ DisplaySettings CKymoraView::GetDisplaySettings() const {
     view.scrollStepPercent = m_nPercentStep;
     view.vertAxisSigFigs = m_nSigFigs;
     view.dataDisplayFraction = m_fDataArea;
-    view.timeUnit = m_nTimeUnit;
+    // Files know no hours.
+    if (!m_bAutoTimeUnit) view.timeUnit = std::min(m_nTimeUnit, 2);
     view.timebaseMode = m_bTimebasePerViewport;
     view.formatOption = m_nClipMode;
     for (int t = 0; t < doc_.traceCount; ++t) {
@@ -203,17 +209,47 @@ void CKymoraView::OnSize(int width, int height) {
 
 void CKymoraView::Relayout() {
     CountShownAxes();
-    layout_ = CalcLayout({width_, height_, m_bShowAxes, m_fDataArea, m_nVisibleAxes});
+    layout_ =
+        CalcLayout({width_, height_, m_bShowAxes, m_fDataArea, m_nVisibleAxes, GutterWidth(Plot(), width_)});
     m_pDatumLines->m_rcPlot = layout_.plot;
     if (!window_) return;
     window_->LayoutChanged();
     window_->Invalidate();
 }
 
+// New rows of events come to stand above the traces and not on them.
+void CKymoraView::PlaceComingRows() {
+    const std::vector<int> rows = EventRowChannels(doc_);
+    std::vector<int> come;
+    std::ranges::set_difference(rows, eventRows_, std::back_inserter(come));
+    if (!come.empty()) m_fDataArea = PlaceNewRows(doc_, come, m_fDataArea);
+    eventRows_ = rows;
+}
+
+void CKymoraView::ShareHeight(float dataArea) {
+    m_fDataArea = dataArea;
+    Relayout();
+    RefreshViewport(false);
+}
+
+void CKymoraView::ShowAxisPage(int first, int atOnce) {
+    m_nFirstAxis = first;
+    m_nAxesAtOnce = atOnce;
+    Relayout();
+    AutoscaleNewAxes();
+    UpdateDependents();
+}
+
 void CKymoraView::CountShownAxes() {
     shownAxes_.clear();
     for (int axis = 0; axis < doc_.traceCount; ++axis)
         if (m_bAxisVisible[static_cast<size_t>(axis)]) shownAxes_.push_back(axis);
+    const int visible = static_cast<int>(shownAxes_.size());
+    if (m_nAxesAtOnce > 0 && m_nAxesAtOnce < visible) {
+        m_nFirstAxis = std::clamp(m_nFirstAxis, 0, visible - m_nAxesAtOnce);
+        shownAxes_.erase(shownAxes_.begin(), shownAxes_.begin() + m_nFirstAxis);
+        shownAxes_.resize(static_cast<size_t>(m_nAxesAtOnce));
+    }
     m_nVisibleAxes = static_cast<int>(shownAxes_.size());
 }
 
@@ -311,6 +347,7 @@ void CKymoraView::Invalidate() const {
 }
 
 void CKymoraView::UpdateDependents() {
+    if (m_bAutoTimeUnit) m_nTimeUnit = TimeUnitFor(GetViewport().Duration());
     if (!window_) return;
     window_->ShowTimes();
     window_->Invalidate();
@@ -325,6 +362,8 @@ void CKymoraView::OnUpdate(UpdateHint hint) {
         RefreshViewport(false);
         break;
     case UpdateHint::events:
+        PlaceComingRows();
+        Relayout();  // by the names of the rows
         break;
     case UpdateHint::settings:
         TakeAxisLabels();
@@ -364,11 +403,9 @@ void CKymoraView::ChangeSettings(std::string_view name, DisplayScope::Kind kind,
         DisplayScope scope(*this, std::string(name), kind);
         ViewSettings before = *this;
         change(*this);
-        // Files have no place for these two, which the next view begins with.
-        if (m_bInactiveSections != before.m_bInactiveSections)
-            GetSession().showInactiveSections = before.m_bInactiveSections = m_bInactiveSections;
-        if (m_crBackground != before.m_crBackground)
-            GetSession().defaultBackground = before.m_crBackground = m_crBackground;
+        // Files have no place for the habits, which the next view begins with.
+        ViewHabits& habits = before;
+        if (const ViewHabits& now = *this; now != habits) GetSession().viewHabits = habits = now;
         if (IsSameAs(before)) scope.LeaveUnmodified();
     }
     Relayout();

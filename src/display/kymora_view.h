@@ -133,9 +133,13 @@ class CKymoraView : public DocumentView, public ViewSettings {
     void ToggleFocusLeftEdge();
 
     // --- what is shown ---
+    // Gives the traces another share of the height, which is no step of undo of its own.
+    void ShareHeight(float dataArea);
+    // So many of the visible axes from the first one on; as passing as a viewport, and no step of undo.
+    void ShowAxisPage(int first, int atOnce);
     // Sets what is drawn anew then: one way of looking at the recording. `name` is the action's for undo.
-    template <typename T>
-    void Set(T ViewSettings::*member, std::type_identity_t<T> value, std::string_view name) {
+    template <typename Settings, typename T>
+    void Set(T Settings::*member, std::type_identity_t<T> value, std::string_view name) {
         ChangeSettings(name, DisplayScope::look, [&](ViewSettings& settings) { settings.*member = value; });
     }
     void ChangeSettings(std::string_view name, DisplayScope::Kind kind,
@@ -174,6 +178,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
     bool ReadPlainly();
     void ExactBinsArrived();
     void UpdateDependents();
+    void PlaceComingRows();
     bool ShowViewport(Viewport viewport, bool showProgress);
     void GoThroughHistory(std::optional<Viewport> (ViewportHistory::*step)(Viewport));
     // False when nothing in view has a value.
@@ -195,7 +200,8 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // What the end of a reading that is cancelled puts back.
     std::optional<Viewport> viewportBefore_;
     ViewportHistory historyBefore_;
-    bool opened_ = false;  // holds settings: those of the document, or of another view
+    std::vector<int> eventRows_;  // the channels that had rows when they were last placed
+    bool opened_ = false;         // holds settings: those of the document, or of another view
     int width_ = 0, height_ = 0;
     std::vector<int> shownAxes_;
     std::array<int32_t, maxTraces> autoscale_{};  // traces that are scaled when they are next shown

@@ -11,7 +11,7 @@ constexpr int usualGap = 10;
 constexpr int leastBandInside = 6;
 
 void PlaceWithAxes(const LayoutInput& input, Layout& layout) {
-    layout.plot.left = leftMargin;
+    layout.plot.left = input.gutter + leftMargin;
     layout.plot.right = input.width - rightMargin;
     layout.plot.top = topMargin;
     const int usable = std::max(0, input.height - aroundPlotHeight);
@@ -24,16 +24,16 @@ void PlaceWithAxes(const LayoutInput& input, Layout& layout) {
 }
 
 void PlaceWithoutAxes(const LayoutInput& input, Layout& layout) {
-    layout.plot = {0, 0, input.width, input.height};
+    layout.plot = {input.gutter, 0, input.width, input.height};
     if (!(input.dataArea > 0.0f)) {
-        layout.traces = {0, input.height, input.width, input.height};
+        layout.traces = {input.gutter, input.height, input.width, input.height};
         layout.band = 0;
         return;
     }
     const int top = RoundHalfAway((1.0 - input.dataArea) * input.height);
     layout.band = (input.height - top) / std::max(1, input.visibleAxes);
     layout.plot.bottom = top + layout.band * input.visibleAxes;
-    layout.traces = {0, top, input.width, layout.plot.bottom};
+    layout.traces = {input.gutter, top, input.width, layout.plot.bottom};
 }
 
 }  // namespace
@@ -42,6 +42,7 @@ Layout CalcLayout(const LayoutInput& input) {
     Layout layout;
     layout.width = input.width;
     layout.height = input.height;
+    layout.gutter = input.gutter;
     layout.showAxes = input.showAxes;
     layout.axisGap = usualGap;
     layout.axesShown = input.showAxes && input.dataArea > 0.0f;
@@ -66,6 +67,12 @@ int Layout::SlotAt(int y, int slots) const {
 
 int Layout::EventRow(double fraction) const {
     return ClampPixel(int64_t{plot.top} + RoundHalfAway(plot.Height() * fraction));
+}
+
+float Layout::DataAreaAt(int y) const {
+    const int top = showAxes ? topMargin : 0;
+    const int usable = std::max(1, showAxes ? height - aroundPlotHeight : height);
+    return static_cast<float>(std::clamp(top + usable - y, 0, usable)) / static_cast<float>(usable);
 }
 
 Slider CalcSlider(const Layout& layout, Viewport viewport, double fileEndMs) {

@@ -11,11 +11,13 @@ struct LayoutInput {
     bool showAxes = true;
     float dataArea = 1.0f;  // fraction of the height given to the traces
     int visibleAxes = 1;
+    int gutter = 0;  // left of everything else, for names
 };
 
 struct Layout {
     int width = 0;
     int height = 0;
+    int gutter = 0;  // the axes and the plot begin there
     bool showAxes = true;
     PixelRect plot;
     PixelRect traces;        // of no height when the data area is 0
@@ -29,6 +31,8 @@ struct Layout {
     int SlotAt(int y, int slots) const;
     // Centre of the row of events at a fraction of the plot's height.
     int EventRow(double fraction) const;
+    // The share of the height that leaves the traces a top at y.
+    float DataAreaAt(int y) const;
     bool operator==(const Layout&) const = default;
 };
 

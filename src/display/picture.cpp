@@ -3,7 +3,9 @@
 #include <cmath>
 
 #include "display/axis_drawing.h"
+#include "display/axis_pages.h"
 #include "display/events/event_rows.h"
+#include "display/gutter.h"
 #include "display/mouse.h"
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_fonts.h"
@@ -80,13 +82,15 @@ void PaintRecording(const PlotContext& context, DrawDevice& device, PictureTarge
     const Layout& layout = context.layout;
     const bool isWindow = target == PictureTarget::window;
     device.FillRect({0, 0, layout.width, layout.height}, context.settings.m_crBackground);
+    DrawEventBand(context, device);
     DrawEventShades(context, device);
     if (isWindow) DrawSelection(context, device);
     DrawFrameAndGrid(context, device);
-    DrawEventNames(context, device);
+    DrawEventTicks(context, device);
     DrawTraces(context, device);
     if (isWindow) DrawWhyBlank(context, device);
-    DrawTraceLabels(context, device);
+    DrawTraceNames(context, device);
+    DrawEventNames(context, device);
     DrawEventRows(context, device);
     DrawVerticalAxes(context, device, isWindow);
     DrawTimeAxis(context, device, !isWindow);
@@ -96,6 +100,7 @@ void PaintRecording(const PlotContext& context, DrawDevice& device, PictureTarge
     if (!isWindow) return;
     DrawSelectedChannel(context, device);
     DrawSlider(context, device);
+    DrawAxisStrip(context, device);
     DrawFeedback(context, device);
 }
 

@@ -24,7 +24,7 @@ int PlotContext::GetNearestAxis(int y) const {
 }
 
 bool PlotContext::IsTraceShown(int trace) const {
-    return settings.m_fDataArea > 0.0f && settings.m_bAxisVisible[static_cast<size_t>(AxisOf(trace))];
+    return settings.m_fDataArea > 0.0f && SlotOf(AxisOf(trace)) >= 0;
 }
 
 std::vector<int> PlotContext::TracesOn(int axis) const {

@@ -14,6 +14,7 @@
 #include "display/view_settings.h"
 #include "document/data_doc.h"
 #include "document/view_guide.h"
+#include "drawing/draw_device.h"
 #include "drawing/text_sizes.h"
 
 namespace kymora {
@@ -61,6 +62,9 @@ struct PlotContext {
     PixelRect BandOf(int axis) const { return layout.BandLimits(SlotOf(axis)); }
     // The axis whose band holds y, or -1.
     int GetNearestAxis(int y) const;
+    // A colour of the recording as it can be seen on this paper.
+    uint32_t Seen(uint32_t colour) const { return SeenOn(colour, settings.m_crBackground); }
+
     int AxisOf(int trace) const { return settings.m_nAxisOfTrace[static_cast<size_t>(trace)]; }
     // True when the trace is drawn: its axis is shown.
     bool IsTraceShown(int trace) const;

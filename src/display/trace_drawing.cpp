@@ -1,5 +1,7 @@
 #include "display/trace_drawing.h"
 
+#include "display/overlays/overlay_fonts.h"
+
 namespace kymora {
 
 namespace {
@@ -183,12 +185,32 @@ void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace) {
         return;
     if (format.clipToAxis) device.SetClip(ClipOf(ClipBand(context, axis)));
     DrawTraceBins(device,
-                  {{context.doc.traces[t].traceColour, format.lineWidth},
+                  {{context.Seen(context.doc.traces[t].traceColour), format.lineWidth},
                    format.drawAsDots,
                    format.dotSize,
                    context.settings.m_bInactiveSections},
                   BinsOf(context, trace), times, context.GetValueScale(axis));
     if (format.clipToAxis) device.SetClip(ClipOf(context.layout.plot));
+}
+
+// Of the classic colours the frame is one; the even ones, and dark papers, have a grey one.
+uint32_t FrameColour(const PlotContext& context) {
+    const uint32_t paper = context.settings.m_crBackground;
+    const bool isClassic = context.GetSession().options.palette != static_cast<int>(Palette::even);
+    return isClassic && !IsDarkPaper(paper) ? frameColour : Blend(paper, InkOn(paper), 0.3);
+}
+
+void DrawZeroLines(const PlotContext& context, DrawDevice& device) {
+    constexpr int leastHeight = 24;
+    const uint32_t paper = context.settings.m_crBackground;
+    device.SetPen({Blend(paper, InkOn(paper), 0.2)});
+    for (const int axis : context.shownAxes) {
+        const CVertAxis& limits = context.settings.m_axes[static_cast<size_t>(axis)];
+        const auto [low, high] = std::minmax(limits.m_dMin, limits.m_dMax);
+        if (!(low < 0.0 && high > 0.0) || context.BandOf(axis).Height() < leastHeight) continue;
+        const int y = context.ValueToPixel(0.0, axis);
+        device.Line(context.layout.plot.left, y, context.layout.plot.right, y);
+    }
 }
 
 }  // namespace
@@ -201,8 +223,11 @@ void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& b
 void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
     const PixelRect& plot = context.layout.plot;
     if (plot.Width() <= 0 || plot.Height() <= 0) return;
+    const uint32_t paper = context.settings.m_crBackground;
     if (context.settings.m_bShowGrid) {
-        device.SetPen({gridColour, 1, Pen::Style::dashed});
+        DrawZeroLines(context, device);
+        device.SetPen(
+            {IsDarkPaper(paper) ? Blend(paper, gridColour, 0.25) : gridColour, 1, Pen::Style::dashed});
         if (context.settings.m_fDataArea > 0.0f)
             for (const int axis : context.shownAxes) {
                 const PixelRect band = context.BandOf(axis);
@@ -215,7 +240,7 @@ void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
         }
     }
     if (!context.settings.m_bShowAxes) return;
-    device.SetPen({frameColour});
+    device.SetPen({FrameColour(context)});
     device.Frame(plot);
 }
 

@@ -52,11 +52,13 @@ void CKymoraView::AutoscaleNewAxes() {
 }
 
 bool CKymoraView::AutoscaleAxis(int axis) {
+    // Also where it is not among those that are shown at this time.
+    const bool isVisible = m_fDataArea > 0.0f && m_bAxisVisible[static_cast<size_t>(axis)];
     float low = FLT_MAX, high = -FLT_MAX;
     const auto first = static_cast<size_t>(bins_->Cache().BinOf(m_StartTime));
     const auto last = static_cast<size_t>(bins_->Cache().BinOf(m_EndTime));
     for (int t = 0; t < doc_.traceCount; ++t) {
-        if (m_nAxisOfTrace[static_cast<size_t>(t)] != axis || !Plot().IsTraceShown(t)) continue;
+        if (m_nAxisOfTrace[static_cast<size_t>(t)] != axis || !isVisible) continue;
         const auto lows = bins_->Cache().Min(t), highs = bins_->Cache().Max(t);
         const auto active = bins_->Cache().Active(t);
         for (size_t i = first; i <= last && i < lows.size(); ++i) {

@@ -2,6 +2,7 @@
 
 #include "display/axis_drawing.h"
 #include "display/axis_edits.h"
+#include "display/axis_pages.h"
 #include "display/kymora_view.h"
 
 namespace kymora {
@@ -261,6 +262,7 @@ std::unique_ptr<MouseDrag> PressMagnifyValue(CKymoraView& view, const MouseEvent
 
 MouseTool ViewTool() {
     return {{{HitsSlider, CursorShape::arrow, GrabSlider},
+             {HitsAxisStrip, CursorShape::arrow, GrabAxisStrip},
              {HitsLimit, CursorShape::arrow, GrabLimit},
              {HitsAxis, CursorShape::arrow, GrabAxis, OpenFormat},
              {HitsPlot, CursorShape::arrow, GrabPlot}},

@@ -12,8 +12,8 @@ auto Switches(const ViewSettings& s) {
     return std::tie(s.m_nTimeUnit, s.m_bTimebasePerViewport, s.m_nPercentStep, s.m_bShowAxes, s.m_bShowSlider,
                     s.m_bShowGrid, s.m_bShowMarkers, s.m_bShowAnnotations, s.m_bShowScaleBars,
                     s.m_bShowTraceLabels, s.m_bShowTraceIDs, s.m_bShowEvents, s.m_bShowEventLabels,
-                    s.m_bShowEventChanLabels, s.m_bInactiveSections, s.m_fDataArea, s.m_nSigFigs,
-                    s.m_nClipMode, s.m_crBackground, s.m_bAxisVisible, s.m_nAxisOfTrace, s.m_format);
+                    s.m_bShowEventChanLabels, s.m_fDataArea, s.m_nSigFigs, s.m_nClipMode, s.m_bAxisVisible,
+                    s.m_nAxisOfTrace, s.m_nAxesAtOnce, s.m_nFirstAxis, s.m_format);
 }
 
 bool IsSameTrace(const TraceSettings& a, const TraceSettings& b) {
@@ -55,7 +55,8 @@ class DisplayChange : public UndoChange {
 }  // namespace
 
 bool ViewSettings::IsSameAs(const ViewSettings& other) const {
-    return Switches(*this) == Switches(other) &&
+    const ViewHabits &habits = *this, &others = other;
+    return habits == others && Switches(*this) == Switches(other) &&
            std::equal(m_axes.begin(), m_axes.end(), other.m_axes.begin(),
                       [](const CVertAxis& a, const CVertAxis& b) { return a.HasLimitsOf(b); });
 }
@@ -63,7 +64,11 @@ bool ViewSettings::IsSameAs(const ViewSettings& other) const {
 DisplayScope::DisplayScope(CKymoraView& view, std::string name, Kind kind)
     : scope_(view.GetDocument(), std::move(name)) {
     if (kind == look) scope_.LeaveUnmodified();
-    scope_.Keep(std::make_unique<DisplayChange>(view));
+    scope_.Keep(Held(view));
+}
+
+std::unique_ptr<UndoChange> DisplayScope::Held(CKymoraView& view) {
+    return std::make_unique<DisplayChange>(view);
 }
 
 }  // namespace kymora

@@ -39,8 +39,8 @@ struct TraceFormat {
     bool operator==(const TraceFormat&) const = default;
 };
 
-struct ViewSettings {
-    int m_nTimeUnit = 0;  // 0 ms, 1 s, 2 min: how times are shown
+struct ViewSettings : ViewHabits {
+    int m_nTimeUnit = 0;  // 0 ms, 1 s, 2 min, 3 h: how times are shown
     bool m_bTimebasePerViewport = false;
     int m_nPercentStep = 20;
 
@@ -55,11 +55,12 @@ struct ViewSettings {
     bool m_bShowEvents = true;
     bool m_bShowEventLabels = true;
     bool m_bShowEventChanLabels = true;
-    bool m_bInactiveSections = false;  // gaps in grey at 0, and a line at 0 behind the end
-    float m_fDataArea = 1.0f;          // fraction of the height given to the traces
-    int m_nSigFigs = 3;                // of the axis limits; 0 is the default form
-    int m_nClipMode = 1;               // a clipped trace: 1 to the rows of its axis limits, else to its band
-    uint32_t m_crBackground = 0xFFFFFF;
+    float m_fDataArea = 1.0f;  // fraction of the height given to the traces
+    int m_nSigFigs = 3;        // of the axis limits; 0 is the default form
+    int m_nClipMode = 1;       // a clipped trace: 1 to the rows of its axis limits, else to its band
+    // So many of the visible axes are shown at a time, from the first of them on; 0 shows all.
+    int m_nAxesAtOnce = 0;
+    int m_nFirstAxis = 0;  // counted among the visible ones
 
     std::array<CVertAxis, maxTraces> m_axes;
     std::array<bool, maxTraces> m_bAxisVisible{};
@@ -77,6 +78,9 @@ class DisplayScope {
     enum Kind { work, look };
 
     DisplayScope(CKymoraView& view, std::string name, Kind kind);
+
+    // The settings as they are now, for a step that changes more than them.
+    static std::unique_ptr<UndoChange> Held(CKymoraView& view);
 
     void LeaveUnmodified() { scope_.LeaveUnmodified(); }
 

@@ -37,8 +37,9 @@ std::string TimeAndVoltageText(const PlotContext& context, int x, int y) {
 TraceText::TraceText(const PlotContext& context)
     : doc_(context.doc), showsGaps_(context.settings.m_bInactiveSections) {
     if (context.settings.m_fDataArea > 0.0f)
-        for (const int axis : context.shownAxes)
-            for (const int trace : context.TracesOn(axis)) traces_.push_back(trace);
+        for (int axis = 0; axis < doc_.traceCount; ++axis)
+            if (context.settings.m_bAxisVisible[static_cast<size_t>(axis)])
+                for (const int trace : context.TracesOn(axis)) traces_.push_back(trace);
     const int64_t length = doc_.GetLength();
     first_ = std::clamp<int64_t>(SampleAt(context.viewport.start, doc_.sampleInterval, true), 0, length);
     end_ =

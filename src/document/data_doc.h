@@ -60,6 +60,9 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     virtual void FillFileBuf();
     // (length - 1) x sampleInterval, ms.
     virtual double GetEndTime() const;
+    // The time of day at which the recording begins, in ms since midnight; nothing where the file does not
+    // tell.
+    virtual std::optional<double> GetStartClock() const { return {}; }
 
     // --- opening, saving, closing ---
 

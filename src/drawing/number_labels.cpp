@@ -46,7 +46,28 @@ std::string PreciseNumber(double value) {
     return {plain, std::to_chars(plain, plain + sizeof plain, rounded, std::chars_format::fixed).ptr};
 }
 
-double TimeUnitFactor(int unit) { return unit == 1 ? 1000.0 : unit == 2 ? 60000.0 : 1.0; }
+namespace {
+
+struct TimeUnit {
+    const char* name;
+    double ms;
+    double from;  // ms of a stretch for which it is the best
+};
+constexpr TimeUnit timeUnits[] = {
+    {"ms", 1.0, 0.0}, {"s", 1e3, 20e3}, {"min", 60e3, 20.0 * 60e3}, {"h", 3600e3, 10.0 * 3600e3}};
+constexpr int timeUnitCount = 4;
+
+const TimeUnit& UnitOf(int unit) { return timeUnits[unit > 0 && unit < timeUnitCount ? unit : 0]; }
+
+}  // namespace
+
+double TimeUnitFactor(int unit) { return UnitOf(unit).ms; }
+
+int TimeUnitFor(double durationMs) {
+    int unit = timeUnitCount - 1;
+    while (unit > 0 && !(durationMs >= timeUnits[unit].from)) --unit;
+    return unit;
+}
 
 std::string TimeInUnit(double timeMs, int unit, int decimals) {
     constexpr int moreOfLongerUnits = 3;
@@ -54,6 +75,6 @@ std::string TimeInUnit(double timeMs, int unit, int decimals) {
                        decimals + (unit == 0 ? 0 : moreOfLongerUnits), TimeUnitName(unit));
 }
 
-const char* TimeUnitName(int unit) { return unit == 1 ? "s" : unit == 2 ? "min" : "ms"; }
+const char* TimeUnitName(int unit) { return UnitOf(unit).name; }
 
 }  // namespace kymora

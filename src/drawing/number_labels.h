@@ -16,9 +16,11 @@ std::string AxisNumber(double value, int significantFigures);
 // not show, with an exponent only where there would be many zeros.
 std::string PreciseNumber(double value);
 
-// Time units: 0 ms, 1 s, 2 min.
+// Time units: 0 ms, 1 s, 2 min, 3 h.
 double TimeUnitFactor(int unit);  // ms in one unit
 const char* TimeUnitName(int unit);
+// The unit in which a stretch of so many ms reads best.
+int TimeUnitFor(double durationMs);
 // "12.50 ms" with two decimals; longer units get three more.
 std::string TimeInUnit(double timeMs, int unit, int decimals);
 

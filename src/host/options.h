@@ -14,6 +14,7 @@ inline constexpr int letterChannels = 26;
 enum class Palette : int {
     system = 0,
     okabeIto = 1,  // eight colours that colour-blind people can tell apart
+    even = 2,      // five such colours, all well seen on white, and grey frames
 };
 
 // Options that the user keeps between sessions.
@@ -28,6 +29,18 @@ struct Options {
     // "Transform undo share": percent of the free disk space that recordings before their transforms may take
     // while they are open; 0 keeps none.
     int transformUndoShare = 50;
+};
+
+// How a user likes to look at recordings, of which files keep nothing: what new views start with.
+struct ViewHabits {
+    uint32_t m_crBackground = 0xFFFFFF;
+    bool m_bInactiveSections = false;  // gaps in grey at 0, and a line at 0 behind the end
+    bool m_bEventTicks = false;        // events also as lines through the band of their trace
+    // Times in the unit that suits the length of the view, where the recording brings none of its own.
+    bool m_bAutoTimeUnit = true;
+    bool m_bClockTime = false;  // the time of day at the ticks, where the file knows when it began
+
+    bool operator==(const ViewHabits&) const = default;
 };
 
 // What an event gets that the user inserts with the mouse or at given times.

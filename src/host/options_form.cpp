@@ -21,7 +21,8 @@ bool AskOptions(Session& session) {
         .Limits(1, greatestBootstrapReps)
         .Step(100);
     form.AddChoice("palette", "Colours of new traces and channels",
-                   {"System colours", "Okabe and Ito (colour-blind safe)"}, options.palette,
+                   {"Classic", "Okabe and Ito (colour-blind safe)", "Even (colour-blind safe)"},
+                   options.palette,
                    "For recordings that are opened from now on and bring no colours of their own.");
     form.AddInteger(
             "transformUndoShare", "Disk space for undo of transforms (%)", options.transformUndoShare,

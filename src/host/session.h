@@ -28,9 +28,7 @@ class Session {
     Host& host;
     FileSystem& files;
     Options options;
-    // What new views start with; no file keeps these two.
-    uint32_t defaultBackground = 0xFFFFFF;  // 0x00BBGGRR
-    bool showInactiveSections = false;
+    ViewHabits viewHabits;
 
     // Where views get the bins of long stretches without waiting; null where there is no window.
     SummaryService* summaries = nullptr;

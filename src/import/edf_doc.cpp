@@ -1,5 +1,7 @@
 #include "import/edf_doc.h"
 
+#include <cstdio>
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -269,6 +271,17 @@ void CEDFDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> stretc
 }
 
 // The choice as a list of numbers from 1 over the signals that are no annotations.
+std::optional<double> CEDFDoc::GetStartClock() const {
+    int hours = 0, minutes = 0, seconds = 0;
+    char after = 0;
+    if (std::sscanf(header_.startTime.c_str(), "%2d%*1[.:]%2d%*1[.:]%2d%c", &hours, &minutes, &seconds,
+                    &after) < 3)
+        return {};
+    const bool isTime =
+        hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60 && seconds >= 0 && seconds < 60;
+    return isTime ? std::optional(1000.0 * (3600.0 * hours + 60.0 * minutes + seconds)) : std::nullopt;
+}
+
 Reopening CEDFDoc::ToReopen() const {
     Reopening again = CDataDoc::ToReopen();
     std::string list;

@@ -34,6 +34,7 @@ class CEDFDoc : public CDataDoc {
     // Shows the details of the file. False when the user cancels.
     bool ShowInfo();
     Reopening ToReopen() const override;
+    std::optional<double> GetStartClock() const override;
 
   protected:
     void Load() override;

@@ -1,7 +1,5 @@
 #include "operations/chart_geometry.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -13,7 +11,6 @@ namespace {
 // Lines across count while they lie within as many heights of the curves.
 constexpr double farLine = 3.0;
 constexpr double roomPart = 0.05;
-constexpr double mostTicks = 1000.0;
 
 class Extent {
   public:
@@ -82,35 +79,6 @@ ChartBox WholeChart(const Chart& chart) {
     withLines.Widen();
     const double room = roomPart * (withLines.High() - withLines.Low());
     return {across.Low(), across.High(), withLines.Low() - room, withLines.High() + room};
-}
-
-double TickStep(double low, double high, int most) {
-    const double span = std::max(high - low, std::numeric_limits<double>::min());
-    const double least = span / std::max(1, most);
-    const double power = std::pow(10.0, std::floor(std::log10(least)));
-    for (const double factor : {1.0, 2.0, 5.0})
-        if (factor * power >= least) return factor * power;
-    return 10.0 * power;
-}
-
-std::vector<double> Ticks(double low, double high, double step) {
-    std::vector<double> ticks;
-    const double first = std::ceil(low / step), last = std::floor(high / step);
-    // A step that the numbers can no longer resolve makes none.
-    if (!std::isfinite(first) || !std::isfinite(last) || !(last - first < mostTicks)) return ticks;
-    for (double k = first; k <= last; k += 1.0) {
-        // Zero has no sign.
-        ticks.push_back(k == 0.0 ? 0.0 : k * step);
-        if (k + 1.0 == k) break;
-    }
-    return ticks;
-}
-
-std::string TickText(double value, double step) {
-    const double size = std::max(std::abs(value), step);
-    if (size >= 1e7 || step < 1e-6) return fmt::format("{:.6g}", value);
-    const int decimals = std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));
-    return fmt::format("{:.{}f}", value, decimals);
 }
 
 PointRange PointsWithin(const ChartSeries& series, double left, double right) {

@@ -1,5 +1,5 @@
 #pragma once
-// What drawing a chart needs to compute: its extent, the ticks of its axes, and curves in pixel columns.
+// What drawing a chart needs to compute: its extent, and curves in pixel columns.
 
 #include <string>
 #include <vector>
@@ -21,13 +21,6 @@ struct ChartBox {
 // The box in which all points lie, with some room above and below; lines across are taken in while they are
 // not so far away that the curves would become flat. Never empty; values that are not finite do not count.
 ChartBox WholeChart(const Chart& chart);
-
-// The step of 1, 2 or 5 times a power of ten that gives at most that many ticks, and at least one.
-double TickStep(double low, double high, int most);
-// The multiples of the step within [low, high].
-std::vector<double> Ticks(double low, double high, double step);
-// With the decimals that the step needs.
-std::string TickText(double value, double step);
 
 // The points of a curve that fall into one pixel column: no sample is left out, whatever stands beside it.
 struct ChartColumn {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "drawing/ticks.h"
 #include "widgets/text.h"
 
 namespace kymora {

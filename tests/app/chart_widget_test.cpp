@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 
+#include "drawing/ticks.h"
 #include "widgets/chart_painter.h"
 
 namespace kymora::test {
@@ -101,6 +102,12 @@ TEST_F(ChartWidgetTest, AxesHaveReadableTicks) {
     EXPECT_EQ(TickText(1500.0, 500.0), "1500");
     EXPECT_EQ(TickText(2e9, 1e9), "2e+09");
     // Numbers that a step can no longer tell apart neither hang nor overflow.
+    EXPECT_EQ(ClockStep(0.0, 8000.0, 5), 2000.0);
+    EXPECT_EQ(ClockStep(0.0, 8000.0, 500), 20.0);
+    EXPECT_EQ(ClockStep(0.0, 4.0 * 3600e3, 5), 3600e3);
+    EXPECT_EQ(ClockText(50600e3, 1000.0), "14:03:20");
+    EXPECT_EQ(ClockText(86400e3 + 500.0, 100.0), "00:00:00.5");
+    EXPECT_EQ(ClockText(59999.9999999, 1000.0), "00:01:00");
     EXPECT_LE(Ticks(1e300, 1.0000000001e300, 1.0).size(), 1000u);
     EXPECT_LE(Ticks(-1.7e308, 1.7e308, 1e-5).size(), 1000u);
 }

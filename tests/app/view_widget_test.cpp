@@ -183,7 +183,8 @@ TEST_F(ViewWidgetTest, LimitsAreWrittenInTheirPlace) {
         QTest::keyClicks(edit, text);
         QTest::keyClick(edit, key);
     };
-    QTest::mouseClick(widget, Qt::LeftButton, {}, {30, LimitRect(View().Plot(), 0, true).top + 6});
+    const PixelRect limit = LimitRect(View().Plot(), 0, true);
+    QTest::mouseClick(widget, Qt::LeftButton, {}, {limit.left + 30, limit.top + 6});
     ASSERT_TRUE(edit->hasFocus());
     EXPECT_EQ(edit->text(), "1000");
     type("50", Qt::Key_Tab);

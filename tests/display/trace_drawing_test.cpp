@@ -207,6 +207,7 @@ TEST_F(TraceDrawingTest, AFileShowsTimesLimitsAndLabels) {
     named->traces[0].traceLabel = "Intracellular";
     named->traces[0].axisLabel = "Vm";
     named->traces[0].traceUnits = "mV";
+    withNames = true;
     Open(std::move(named), 500.0, 2500.0);
     view->Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
     Paint(PictureTarget::file);
@@ -311,6 +312,28 @@ TEST(Text, ElidesWholeCharactersAndKeepsToOneLine) {
     EXPECT_EQ(ElideText(device, "\xC3\xA9\xC3\xA9\xC3\xA9", 30), "\xC3\xA9\xE2\x80\xA6");  // 6 a byte here
     EXPECT_EQ(ElideText(device, "anything", 3), "");
     EXPECT_EQ(OneLine("a\tb\nc\xFF"), "a b c\xEF\xBF\xBD");
+}
+
+// A spike is as wide as its own column, and not half of its neighbours.
+TEST(EnvelopeSpans, AColumnHoldsItsOwnPoints) {
+    const std::vector<Point> points{{0, 10}, {0, 12}, {1, 10}, {1, 90}, {1, 11},
+                                    {2, 11}, {2, 13}, {3, 40}, {3, 42}};
+    std::vector<ColumnSpan> spans;
+    EnvelopeSpans(points, 0, 4, spans);
+    EXPECT_EQ(spans, (std::vector<ColumnSpan>{{0, 10, 12}, {1, 10, 90}, {2, 11, 26}, {3, 27, 42}}));
+    EnvelopeSpans(points, 1, 2, spans);
+    EXPECT_EQ(spans, (std::vector<ColumnSpan>{{1, 10, 90}}));
+}
+
+TEST(SeenOn, ColoursAreToldFromADarkPaper) {
+    constexpr uint32_t dark = Rgb(24, 26, 30), white = 0xFFFFFF;
+    EXPECT_EQ(SeenOn(Rgb(0, 0, 128), white), Rgb(0, 0, 128));
+    EXPECT_EQ(SeenOn(Rgb(0, 255, 0), dark), Rgb(0, 255, 0)) << "bright enough";
+    // A quarter of full brightness at least: relative luminance 4 * (L + 0.05) - 0.05 of the paper's.
+    for (const uint32_t colour : {0u, Rgb(128, 0, 0), Rgb(0, 0, 128), Rgb(0, 0, 255)})
+        EXPECT_GT(0.2126 * (SeenOn(colour, dark) & 0xFF) + 0.7152 * (SeenOn(colour, dark) >> 8 & 0xFF) +
+                      0.0722 * (SeenOn(colour, dark) >> 16 & 0xFF),
+                  90.0);
 }
 
 }  // namespace

@@ -79,8 +79,8 @@ TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
 }
 
 TEST_F(ViewFormsTest, TheBackgroundAloneModifiesNothing) {
-    session.defaultBackground = 0x202020;
-    session.showInactiveSections = true;
+    session.viewHabits.m_crBackground = 0x202020;
+    session.viewHabits.m_bInactiveSections = true;
     CKymoraView& v = Open();
     EXPECT_EQ(v.m_crBackground, 0x202020u);
     EXPECT_TRUE(v.m_bInactiveSections);
@@ -89,7 +89,7 @@ TEST_F(ViewFormsTest, TheBackgroundAloneModifiesNothing) {
     EXPECT_EQ(v.m_crBackground, 0xFFFFF0u);
     v.Set(&ViewSettings::m_crBackground, 0x101010, "Background");
     v.Set(&ViewSettings::m_bInactiveSections, false, "Inactive sections");
-    EXPECT_EQ(session.defaultBackground, 0x101010u);
+    EXPECT_EQ(session.viewHabits.m_crBackground, 0x101010u);
     EXPECT_FALSE(doc->IsModified());
     Fill([](Form& form) { form["clipMode"].choice = 0; });
     AskFormat(v);

@@ -31,12 +31,17 @@ class ShownTest : public ViewTest {
     std::unique_ptr<MemoryDoc> doc;
     std::unique_ptr<CKymoraView> view;
     std::unique_ptr<RecordingWindow> window;
+    bool withNames = false;
 
     CKymoraView& Show(std::unique_ptr<MemoryDoc> shown, std::optional<Viewport> viewport = {},
                       int height = 460) {
         window.reset();  // before its view, and that before its recording
         view.reset();
         doc = std::move(shown);
+        // The plot begins at the axes, the rows of events stay where they are, and times are in ms.
+        if (!withNames)
+            doc->view.showTraceLabels = doc->view.showTraceIds = doc->view.showEventChanLabels = 0;
+        session.viewHabits.m_bAutoTimeUnit = false;
         if (viewport) doc->view.viewStart = viewport->start, doc->view.viewEnd = viewport->end;
         view = std::make_unique<CKymoraView>(*doc);
         view->OnSize(880, height);

@@ -46,7 +46,7 @@ void DoOnAxes(const CommandContext& context) {
     operation(context.view, context.ctrl);
 }
 
-template <bool ViewSettings::*member>
+template <auto member>
 bool IsOn(const CKymoraView& view) {
     return view.*member;
 }

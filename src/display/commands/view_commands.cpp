@@ -1,6 +1,7 @@
 // The commands that move the viewport, scale axes and switch what is shown.
 
 #include "display/axis_edits.h"
+#include "display/axis_pages.h"
 #include "display/commands/command_tables.h"
 #include "display/view_times.h"
 
@@ -31,7 +32,6 @@ constexpr Key Character(char character) { return {KeyCode::character, character}
 bool IsNotAtStart(const CKymoraView& view) { return view.m_StartTime != 0.0; }
 bool IsBeforeEnd(const CKymoraView& view) { return view.GetNavigation().HasMoreBehind(); }
 
-constexpr auto timeUnit = &ViewSettings::m_nTimeUnit;
 constexpr auto perViewport = &ViewSettings::m_bTimebasePerViewport;
 
 void Autoscale(const CommandContext& context) { context.view.Autoscale(context.ctrl); }
@@ -42,7 +42,7 @@ void Go(const CommandContext& context) {
 }
 
 // The name of the action for undo is that of the menu.
-template <bool ViewSettings::*member>
+template <auto member>
 void Toggle(const CommandContext& context) {
     for (const Command& command : ViewCommands())
         if (command.run == Toggle<member>)
@@ -60,6 +60,28 @@ void Choose(const CommandContext& context) {
 template <auto member, int value>
 constexpr CheckMark<CKymoraView> IsChosen{[](const CKymoraView& view) { return view.*member == value; },
                                           true};
+
+template <int unit>
+void SetUnit(const CommandContext& context) {
+    context.view.ChangeSettings("Time unit", DisplayScope::look, [](ViewSettings& settings) {
+        settings.m_nTimeUnit = unit;
+        settings.m_bAutoTimeUnit = false;
+    });
+}
+template <int unit>
+constexpr CheckMark<CKymoraView> IsUnit{
+    [](const CKymoraView& view) { return !view.m_bAutoTimeUnit && view.m_nTimeUnit == unit; }, true};
+void SetAutoUnit(const CommandContext& context) {
+    context.view.Set(&ViewSettings::m_bAutoTimeUnit, true, "Time unit");
+}
+constexpr CheckMark<CKymoraView> IsAutoUnit{[](const CKymoraView& view) { return view.m_bAutoTimeUnit; },
+                                            true};
+bool KnowsClock(const CKymoraView& view) { return view.GetDocument().GetStartClock().has_value(); }
+
+bool ShowsSeveralAxes(const CKymoraView& view) { return HasAxes(view) && view.m_nVisibleAxes > 1; }
+bool HasPages(const CKymoraView& view) { return HasAxes(view) && HasAxisPages(view); }
+bool HasPageBehind(const CKymoraView& view) { return HasAxes(view) && HasAxesBehind(view); }
+bool HasPageBefore(const CKymoraView& view) { return HasAxes(view) && HasAxesBefore(view); }
 
 template <int quarters>
 void SetArea(const CommandContext& context) {
@@ -156,10 +178,16 @@ CommandTable ViewCommandTable() {
         {"scale-bars", "&View", "Scale bars", "Shows the scale bars", nullptr, IsOn<&ViewSettings::m_bShowScaleBars>, Toggle<&ViewSettings::m_bShowScaleBars>},
         {"trace-labels", "&View", "Trace labels", "Shows the labels of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceLabels>, Toggle<&ViewSettings::m_bShowTraceLabels>, group},
         {"trace-ids", "&View", "Trace IDs", "Shows the numbers of the traces", HasAxes, IsOn<&ViewSettings::m_bShowTraceIDs>, Toggle<&ViewSettings::m_bShowTraceIDs>},
+        {"event-ticks", "&View", "Event ticks in traces", "Shows events also as lines through the trace in which they were found", IsOn<&ViewSettings::m_bShowEvents>, IsOn<&ViewSettings::m_bEventTicks>, Toggle<&ViewSettings::m_bEventTicks>},
         {"inactive-sections", "&View", "Inactive data sections", "Shows gaps in grey at zero", HasAxes, IsOn<&ViewSettings::m_bInactiveSections>, Toggle<&ViewSettings::m_bInactiveSections>},
         {"format", "&View", "&Format", "Sets labels, units, colours and lines of the traces of the selected axes", nullptr, nullptr, Do<AskFormat>, group},
         {"select-axes", "&View", "&Select axes", "Chooses the axes to show and the axis of each trace", nullptr, nullptr, Do<AskAxes>},
         {"set-size", "&View", "Set size", "Sets the size of the view in pixels", HasWindow, nullptr, Do<AskSize>},
+        {"fewer-traces", "&View/Traces at a time", "&Fewer traces at a time\tAlt+-", "Shows half as many traces at a time, so that each can be read; the others are on further pages", ShowsSeveralAxes, nullptr, Do<ShowFewerAxes>, group},
+        {"more-traces", "&View/Traces at a time", "&More traces at a time\tAlt+=", "Shows twice as many traces at a time", HasPages, nullptr, Do<ShowMoreAxes>},
+        {"all-traces", "&View/Traces at a time", "&All traces", "Shows all traces at a time", HasPages, nullptr, Do<ShowAllAxes>},
+        {"next-traces", "&View/Traces at a time", "&Next traces\tAlt+Down arrow", "Shows the traces of the next page", HasPageBehind, nullptr, Do<ShowNextAxes>, group},
+        {"previous-traces", "&View/Traces at a time", "&Previous traces\tAlt+Up arrow", "Shows the traces of the page before", HasPageBefore, nullptr, Do<ShowPreviousAxes>},
         {"lines", "&View/Trace style", "Lines", "Draws the traces of the selected axes as lines; with Ctrl all traces", HasAxes, IsDrawnAs<false>, DrawAs<false>},
         {"dots", "&View/Trace style", "Dots", "Draws the traces of the selected axes as dots; with Ctrl all traces", HasAxes, IsDrawnAs<true>, DrawAs<true>},
         {"dot-min", "&View/Trace style", "Min", "Dots of a single pixel", DrawsDots, HasSize<0>, SetSize<0>, group},
@@ -173,9 +201,12 @@ CommandTable ViewCommandTable() {
         {"data-area-100", "&View/Data area", "100%", "Gives the traces 100% of the height, the event rows the rest", nullptr, IsArea<4>, SetArea<4>},
         {"timebase-per-division", "&View/Timebase", "Per grid division", "The timebase box shows the time of one grid division", nullptr, IsChosen<perViewport, 0>, Choose<perViewport, 0>},
         {"timebase-per-viewport", "&View/Timebase", "Per viewport", "The timebase box shows the time of the whole view", nullptr, IsChosen<perViewport, 1>, Choose<perViewport, 1>},
-        {"unit-ms", "&View/Time unit", "msec", "Shows times in milliseconds", nullptr, IsChosen<timeUnit, 0>, Choose<timeUnit, 0>},
-        {"unit-s", "&View/Time unit", "sec", "Shows times in seconds", nullptr, IsChosen<timeUnit, 1>, Choose<timeUnit, 1>},
-        {"unit-min", "&View/Time unit", "min", "Shows times in minutes", nullptr, IsChosen<timeUnit, 2>, Choose<timeUnit, 2>},
+        {"unit-ms", "&View/Time unit", "msec", "Shows times in milliseconds", nullptr, IsUnit<0>, SetUnit<0>},
+        {"unit-s", "&View/Time unit", "sec", "Shows times in seconds", nullptr, IsUnit<1>, SetUnit<1>},
+        {"unit-min", "&View/Time unit", "min", "Shows times in minutes", nullptr, IsUnit<2>, SetUnit<2>},
+        {"unit-h", "&View/Time unit", "hours", "Shows times in hours", nullptr, IsUnit<3>, SetUnit<3>},
+        {"unit-auto", "&View/Time unit", "By the length of the view", "Shows times in the unit that suits the time in view", nullptr, IsAutoUnit, SetAutoUnit},
+        {"clock-time", "&View/Time unit", "Time of day at the ticks", "Shows at the ticks of the time axis when it was, where the file knows when it began", KnowsClock, IsOn<&ViewSettings::m_bClockTime>, Toggle<&ViewSettings::m_bClockTime>, group},
         {"figures-default", "&View/Vert ax scl sig fig", "Default", "Shows axis limits in their default form", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 0>, SetFigures<0>},
         {"figures-1", "&View/Vert ax scl sig fig", "1", "Shows axis limits with 1 significant figure", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 1>, SetFigures<1>},
         {"figures-2", "&View/Vert ax scl sig fig", "2", "Shows axis limits with 2 significant figures", nullptr, IsChosen<&ViewSettings::m_nSigFigs, 2>, SetFigures<2>},

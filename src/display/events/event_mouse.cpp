@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "display/events/event_band_drag.h"
 #include "display/events/event_drags.h"
 #include "display/events/event_editing.h"
 #include "display/events/event_forms.h"
@@ -193,6 +194,7 @@ MouseTool EventTool() {
             {HitsName, CursorShape::vertical, GrabName, OpenChannel},
             {HitsEdge, CursorShape::horizontal, GrabEdge, OpenEvent},
             {HitsEvent, CursorShape::arrow, GrabEvent, OpenEvent, true},
+            {HitsEventBandEdge, CursorShape::vertical, GrabEventBandEdge},
         },
         {
             {mouseMergeEvents, "Drag over events in their row to merge them into one; ESC ends", CursorShape::horizontal, PressOver<Merge>},

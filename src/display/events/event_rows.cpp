@@ -1,10 +1,14 @@
 #include "display/events/event_rows.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
 #include "display/events/event_columns.h"
 #include "display/events/event_text.h"
+#include "display/overlays/overlay_fonts.h"
 #include "display/trace_drawing.h"
 
 namespace kymora {
@@ -16,8 +20,12 @@ constexpr int barReach = 4;   // of the filled bar
 constexpr int dotReach = 3;
 constexpr int tagReach = 2;   // of a tag's mark to both sides
 constexpr int tagHeight = 3;  // of that mark, above the row
-constexpr int nameLeft = 4;   // from the plot's left
+constexpr int nameLeft = 4;   // from the window's left
+constexpr int nameEnd = 6;    // before the plot, or before the axes
 constexpr int namePadding = 3;
+constexpr int leastName = 16;
+constexpr int mostName = 90;  // a longer one is cut for the count behind it
+constexpr double bandTint = 0.045, bandLine = 0.25, tickShade = 0.4;  // of the ink on the paper
 constexpr uint32_t shadeParts = 8;  // a shade is one part of the colour in so many
 
 // Events of one column that are looked at one by one; more of them are drawn by their summary.
@@ -62,8 +70,8 @@ class RowColumns {
     std::vector<Label> labels;  // at most one a column, from the left
 
     uint32_t ColourOf(const CEventKM& event) const {
-        if (event.eventColour != 0) return event.eventColour;
-        return event.eventTag != 0 ? chan_.channelColourAlt : chan_.channelColour;
+        if (event.eventColour != 0) return context_.Seen(event.eventColour);
+        return context_.Seen(event.eventTag != 0 ? chan_.channelColourAlt : chan_.channelColour);
     }
 
   private:
@@ -136,7 +144,7 @@ class RowColumns {
     void AddMarks(size_t first, size_t end, int x) {
         if (x < plot_.left || x >= plot_.right) return;
         if (summary_.FirstTagged(first, end) != EventSummary::none)
-            tags.Fill(x - tagReach, x + tagReach + 1, chan_.channelColourAlt);
+            tags.Fill(x - tagReach, x + tagReach + 1, context_.Seen(chan_.channelColourAlt));
         if (!context_.settings.m_bShowEventLabels) return;
         const size_t labelled = summary_.FirstLabelled(first, end);
         if (labelled != EventSummary::none) labels.push_back({x, &At(labelled)});
@@ -165,33 +173,7 @@ class RowPainter {
         PaintLabels(columns);
     }
 
-    // The box of the channel's name: above the events of the row, where `room` pixels are free there and no
-    // labels stand, else behind the events.
-    PixelRect NameBox(int room) const {
-        const Extent extent = device_.TextExtent(Name());
-        const int left = context_.layout.plot.left + nameLeft;
-        const bool isAbove = room >= extent.height && !HasLabels();
-        const int top = isAbove ? y_ - eventReach - extent.height : y_ - extent.height / 2;
-        return {left - namePadding, top, left + extent.width + namePadding, top + extent.height};
-    }
-
-    void PaintName(int room) const {
-        const PixelRect box = NameBox(room);
-        context_.drawn.eventRows.names[channel_] = box;
-        device_.Text(box.left + namePadding, box.top, Name(),
-                     {chan_.channelColour, TextStyle::Horizontal::left, TextStyle::Vertical::top});
-    }
-
   private:
-    bool HasLabels() const {
-        const EventSummary& summary = context_.drawn.eventRows.SummaryOf(chan_, channel_);
-        const auto count = static_cast<size_t>(chan_.GetNumEvents());
-        return context_.settings.m_bShowEventLabels && summary.FirstLabelled(0, count) != EventSummary::none;
-    }
-    std::string Name() const {
-        return ElideText(device_, EventChannelTitle(context_, channel_), context_.layout.plot.Width() / 3);
-    }
-
     // Rows from `top` to `bottom`, exclusive, counted from the centre.
     void FillRuns(const PixelColumns& columns, int top, int bottom) {
         columns.ForRuns([&](int from, int to, uint32_t colour) {
@@ -270,6 +252,18 @@ void ForRows(const PlotContext& context, Use use) {
         if (HasEventRow(context, channel)) use(channel);
 }
 
+struct EventRowPlace {
+    int y, channel;
+    auto operator<=>(const EventRowPlace&) const = default;
+};
+
+std::vector<EventRowPlace> RowsFromTop(const PlotContext& context) {
+    std::vector<EventRowPlace> rows;
+    ForRows(context, [&](int channel) { rows.push_back({EventRowY(context, channel), channel}); });
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
 }  // namespace
 
 bool HasEventRow(const PlotContext& context, int channel) {
@@ -296,19 +290,66 @@ void DrawEventShades(const PlotContext& context, DrawDevice& device) {
     });
 }
 
+void DrawEventBand(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
+    const int end = context.layout.traces.top;
+    const std::vector<EventRowPlace> rows = RowsFromTop(context);
+    const auto behind =
+        std::find_if(rows.begin(), rows.end(), [end](const auto& row) { return row.y >= end; });
+    if (plot.Width() <= 0 || behind == rows.begin()) return;
+    const uint32_t paper = context.settings.m_crBackground;
+    const auto count = static_cast<size_t>(behind - rows.begin());
+    int top = plot.top;
+    for (size_t i = 0; i < count; ++i) {
+        const int bottom = i + 1 < count ? (rows[i].y + rows[i + 1].y) / 2 : end;
+        if (i % 2 == 0)
+            device.FillRect({plot.left, top, plot.right, bottom}, Blend(paper, InkOn(paper), bandTint));
+        top = bottom;
+    }
+    device.SetPen({Blend(paper, InkOn(paper), bandLine)});
+    device.Line(context.layout.gutter, end, plot.right, end);
+}
+
 void DrawEventNames(const PlotContext& context, DrawDevice& device) {
     context.drawn.eventRows.names.clear();
-    if (!CanDraw(context) || !context.settings.m_bShowEventChanLabels) return;
-    device.SetClip(PlotClip(context));
-    std::vector<std::pair<int, int>> rows;  // from the top
-    ForRows(context, [&](int channel) { rows.emplace_back(EventRowY(context, channel), channel); });
-    std::sort(rows.begin(), rows.end());
-    int taken = context.layout.plot.top;  // by the row above
-    for (const auto& [y, channel] : rows) {
-        RowPainter(context, device, channel).PaintName(y - eventReach - taken);
-        taken = y + eventReach;
+    const Layout& layout = context.layout;
+    int taken = -farthestPixel;
+    for (const auto& [y, channel] : RowsFromTop(context)) {
+        const bool isAsked = context.insertsEvents && channel == context.eventChannel;
+        if (!context.settings.m_bShowEventChanLabels && !isAsked) continue;
+        const CEventChan& chan = ChannelOf(context, channel);
+        const int right = (y < layout.traces.top ? layout.plot.left : layout.gutter) - nameEnd;
+        const int height = device.TextExtent("0").height;
+        const PixelRect box{nameLeft, y - height / 2, right, y - height / 2 + height};
+        if (box.top < taken || box.Width() < leastName) continue;
+        taken = box.bottom;
+        context.drawn.eventRows.names[channel] = box;
+        const uint32_t paper = context.settings.m_crBackground;
+        const std::string count = fmt::format("{}", chan.GetNumEvents());
+        const int countWidth = device.TextExtent(count).width + nameLeft + namePadding;
+        const std::string title = EventChannelTitle(context, channel);
+        const bool showsCount =
+            box.Width() - countWidth >= std::min(device.TextExtent(title).width, mostName);
+        device.Text(nameLeft + namePadding, box.top,
+                    ElideText(device, title, box.Width() - namePadding - (showsCount ? countWidth : 0)),
+                    {context.Seen(chan.channelColour)});
+        if (showsCount)
+            device.Text(right - namePadding, box.top, count,
+                        {Blend(paper, InkOn(paper), 0.65), TextStyle::Horizontal::right});
     }
-    device.ClearClip();
+}
+
+void DrawEventTicks(const PlotContext& context, DrawDevice& device) {
+    if (!CanDraw(context) || !context.settings.m_bEventTicks) return;
+    ForRows(context, [&](int channel) {
+        const int trace = ChannelOf(context, channel).parentTrace;
+        if (trace < 0 || trace >= context.doc.traceCount || !context.IsTraceShown(trace)) return;
+        const PixelRect band = context.BandOf(context.AxisOf(trace));
+        RowColumns(context, channel).ticks.ForRuns([&](int from, int to, uint32_t colour) {
+            device.FillRect({from, band.top, to, band.bottom},
+                            Blend(context.settings.m_crBackground, colour, tickShade));
+        });
+    });
 }
 
 void DrawEventRows(const PlotContext& context, DrawDevice& device) {
@@ -320,16 +361,11 @@ void DrawEventRows(const PlotContext& context, DrawDevice& device) {
 
 void DrawSelectedChannel(const PlotContext& context, DrawDevice& device) {
     const int channel = context.eventChannel;
-    if (!CanDraw(context) || !HasEventRow(context, channel)) return;
-    const RowPainter painter(context, device, channel);
-    auto& names = context.drawn.eventRows.names;
-    if (!names.contains(channel) && ChannelOf(context, channel).GetNumEvents() == 0) painter.PaintName(0);
+    if (!HasEventRow(context, channel)) return;
+    const auto& names = context.drawn.eventRows.names;
     if (!names.contains(channel)) return;
-    const PixelRect box = names.at(channel);
-    device.SetClip(PlotClip(context));
-    device.SetPen({ChannelOf(context, channel).channelColour, 1, Pen::Style::solid});
-    device.Frame(box);
-    device.ClearClip();
+    device.SetPen({context.Seen(ChannelOf(context, channel).channelColour), 1, Pen::Style::solid});
+    device.Frame(names.at(channel));
 }
 
 }  // namespace kymora

@@ -23,8 +23,13 @@ inline constexpr int32_t defaultShape = shapeUsual;
 
 inline constexpr int eventReach = 5;  // pixels of a row above and below its centre
 
-// What lies behind the traces. A name hides neither data nor events.
+// The ground of the rows above the traces, every second one tinted, and the line below them.
+void DrawEventBand(const PlotContext& context, DrawDevice& device);
+// What lies behind the traces.
 void DrawEventShades(const PlotContext& context, DrawDevice& device);
+// Lines through the bands of the traces in which events were found; nothing unless the view shows them.
+void DrawEventTicks(const PlotContext& context, DrawDevice& device);
+// Left of the plot, with the numbers of events. Names that find no room are left out.
 void DrawEventNames(const PlotContext& context, DrawDevice& device);
 void DrawEventRows(const PlotContext& context, DrawDevice& device);
 // On the screen only: which channel the mouse works on.

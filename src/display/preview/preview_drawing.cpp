@@ -23,7 +23,9 @@ constexpr int otherLimits = 56;  // right end of the limits of a second scale
 
 class PanePainter {
   public:
-    PanePainter(DrawDevice& device, const PixelRect& band) : device_(device), band_(band) {}
+    // With a second scale in the room of the axis, there are no ticks.
+    PanePainter(DrawDevice& device, const PixelRect& band, bool hasTicks = true)
+        : device_(device), band_(band), hasTicks_(hasTicks) {}
 
     void Axis(const PreviewScale& scale, const char* name, const std::string& units, uint32_t colour) const {
         device_.SetPen({frameColour});
@@ -36,6 +38,7 @@ class PanePainter {
         ValueAxis axis{band_, scale.low, scale.high, name, units};
         axis.significantFigures = figures;
         axis.ink = axis.labelInk = colour;
+        axis.hasTicks = hasTicks_;
         DrawValueAxis(device_, axis);
     }
 
@@ -73,6 +76,7 @@ class PanePainter {
 
     DrawDevice& device_;
     PixelRect band_;
+    bool hasTicks_;
 };
 
 }  // namespace
@@ -86,7 +90,7 @@ void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
         return device.Text((plot.left + plot.right) / 2, middle, noActiveViewText,
                            {ink, Horizontal::centre, Vertical::centre});
     if (m_bSuperimpose) {
-        const PanePainter pane(device, plot);
+        const PanePainter pane(device, plot, m_bEqualScale);
         pane.Axis(RawScale(), "Dat+Trn", m_strRawUnits == m_strTransformedUnits ? m_strRawUnits : "",
                   rawColour);
         if (!m_bEqualScale) pane.OtherLimits(TransformedScale(), transformedColour);

@@ -134,6 +134,7 @@ TEST_F(CommandsTest, DeleteTakesWhatLiesUnderTheMouse) {
     view->DatumLines().AddVertLine(300);
     view->DatumLines().AddHorzLine(300);
     doc->InsertMarker({500.0, "here"});
+    doc->eventChannels[0].SetDisplayPosition(0.5);
     doc->AddEvent(0, {700, 740});
     view->m_nMouseEventChan = 1;
     const int row = view->Plot().layout.EventRow(doc->eventChannels[0].GetDisplayPosition());

@@ -212,11 +212,11 @@ TEST_F(EventCommandsTest, PropertiesObeyTheLock) {
 
 TEST_F(EventCommandsTest, RowsAreHiddenSpreadAndReset) {
     Open();
+    Chan(7).SetDisplayPosition(0.2), Chan(30).SetDisplayPosition(0.9), Chan(40).SetDisplayPosition(0.51);
     Add(1100, 1110);
     Add(1100, 1110, 0, "", 7);
     Add(1100, 1110, 0, "", 30);
     Add(1100, 1110, 0, "", 40);
-    Chan(7).SetDisplayPosition(0.2), Chan(30).SetDisplayPosition(0.9);
     Run("event-channel-hide");
     EXPECT_FALSE(HasEventRow(view->Plot(), c));
     EXPECT_FALSE(IsEnabled("event-channel-hide"));

@@ -124,26 +124,28 @@ TEST_F(EventMouseTest, DoubleClickOpensTheEvent) {
 }
 
 TEST_F(EventMouseTest, RowFollowsItsName) {
+    withNames = true;
     Open();
-    constexpr int nameY = rowY - 10;
     Add(1100, 1150);
     RecordingDevice device;
     DrawEventNames(view->Plot(), device);
+    const int y = EventRowY(view->Plot(), c);
+    ASSERT_LT(view->Plot().drawn.eventRows.names.at(c).right, view->Plot().layout.plot.left);
     const ChannelState before = State();
-    view->Mouse().Down({76, nameY});
+    view->Mouse().Down({6, y});
     EXPECT_TRUE(view->Mouse().Drag());
-    view->Mouse().Move({76, nameY + 100});
-    EXPECT_EQ(EventRowY(view->Plot(), c), rowY + 100);
+    view->Mouse().Move({6, y + 100});
+    EXPECT_EQ(EventRowY(view->Plot(), c), y + 100);
     view->Escape();
     ExpectUntouched(before);
-    view->Mouse().Down({76, nameY});
+    view->Mouse().Down({6, y});
     view->Mouse().Move({90, 5000});
     view->Mouse().Up({90, 5000});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
     ExpectUndone(before, "Move event channel");
     // The name stands elsewhere now.
     DrawEventNames(view->Plot(), device);
-    view->Mouse().Down({76, nameY});
+    view->Mouse().Down({6, y});
     EXPECT_EQ(Chan().GetDisplayPosition(), 0.95);
 }
 

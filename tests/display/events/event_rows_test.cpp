@@ -32,7 +32,6 @@ TEST_F(EventRowsTest, EventIsATickAtItsStartAndABarToItsEnd) {
     Draw();
     EXPECT_EQ(Rects(red), (std::vector<DrawnShape>{Rect(1100, -1, 1150, 2), Rect(1100, -5, 1101, 6)}));
     EXPECT_EQ(Rects(blue), std::vector<DrawnShape>{Rect(1200, -5, 1201, 6, blue)});
-    EXPECT_TRUE(device.Wrote("c"));
 }
 
 TEST_F(EventRowsTest, LongEventReachesInFromBefore) {
@@ -149,21 +148,21 @@ TEST_F(EventRowsTest, LaterEventLiesOnTheLongOne) {
                                                    Rect(1300, -4, 1500, 5)}));
 }
 
-TEST_F(EventRowsTest, NameHidesNothingAndTheSelectedOneIsFramed) {
+// Beside the row they name, left of the plot; the selected one is framed.
+TEST_F(EventRowsTest, NamesStandBesideThePlot) {
+    withNames = true;
     Open();
     Chan().channelLabel = "spikes";
     Chan(4).SetDisplayPosition(0.25);
-    Add(1000, 1100);
-    Add(1000, 1100, 0, "", 4);
-    view->m_crBackground = Rgb(1, 2, 3);
-    // "c: spikes" is 9 characters of 6 pixels, 12 high; it stands on the five pixels of the row at 210.
+    for (const int channel : {c, 4, 4}) Add(1000, 1100, 0, "", channel);
     Draw();
-    EXPECT_TRUE(device.Wrote("c: spikes"));
-    EXPECT_TRUE(Rects(Rgb(1, 2, 3)).empty()) << "nothing is covered";
-    EXPECT_TRUE(device.lines.empty());
+    for (const char* text : {"c: spikes", "e", "1", "2"}) EXPECT_TRUE(device.Wrote(text)) << text;
+    const int left = view->Plot().layout.plot.left;
+    for (const auto& [channel, box] : view->Plot().drawn.eventRows.names) EXPECT_LT(box.right, left);
+    for (const DrawnText& text : device.texts) EXPECT_LT(text.x, left) << text.text;
     DrawSelectedChannel(view->Plot(), device);
     ASSERT_EQ(device.lines.size(), 1u);
-    EXPECT_EQ(device.lines[0].points.front(), (Point{71, 193}));
+    EXPECT_EQ(device.lines[0].points.front(), (Point{4, EventRowY(view->Plot(), c) - 6}));
     session.options.eventChannelMode = maxEventChannels;
     Draw();
     EXPECT_TRUE(device.Wrote("2: spikes"));

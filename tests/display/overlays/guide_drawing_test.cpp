@@ -58,7 +58,8 @@ TEST_F(GuideTest, WhatCannotBeSeenIsNotDrawn) {
                       {level, -1, 1.0, 1, {}},
                       {time, 0, 501.0, 1, {}}})
                     .lines.empty());
-    view->m_bAxisVisible[1] = false;
+    view->ChangeSettings("Select axes", DisplayScope::look,
+                         [](ViewSettings& settings) { settings.m_bAxisVisible[1] = false; });
     EXPECT_TRUE(Draw({{level, 1, 25.0, 1, {}}}).lines.empty());
 }
 

@@ -1,0 +1,27 @@
+#pragma once
+// Where the rows of event channels stand above the traces, and how much of the height they have. Places are
+// fractions of the plot's height; what is left to the traces is the data area.
+
+#include <vector>
+
+#include "display/view_settings.h"
+#include "document/data_doc.h"
+
+namespace kymora {
+
+// Channels with a row: visible, with events; ascending.
+std::vector<int> EventRowChannels(const CDataDoc& doc);
+
+// True for a recording whose rows nobody has placed yet: all stand where channels begin, and the traces have
+// the whole height.
+bool AreRowsUnplaced(const CDataDoc& doc, float dataArea);
+
+// Gives rows that have come a place of their own above the traces, where they stand on none yet: behind the
+// rows that are there, and where these fill their band, in a larger one, at the traces' cost. The greatest
+// band is shared evenly. A row that the user has placed stays. Answers the data area.
+float PlaceNewRows(CDataDoc& doc, const std::vector<int>& come, float dataArea);
+
+// The rows above the traces keep their shares of the band when the data area becomes another.
+void ScaleRows(CDataDoc& doc, float before, float after);
+
+}  // namespace kymora

@@ -1,0 +1,21 @@
+#pragma once
+// Ticks of an axis at round numbers.
+
+#include <string>
+#include <vector>
+
+namespace kymora {
+
+// The step of 1, 2 or 5 times a power of ten that gives at most that many ticks, and at least one.
+double TickStep(double low, double high, int most);
+// The multiples of the step within [low, high].
+std::vector<double> Ticks(double low, double high, double step);
+// With the decimals that the step needs.
+std::string TickText(double value, double step);
+
+// The same for times of day, in ms: steps of whole seconds, minutes and hours that clocks have.
+double ClockStep(double lowMs, double highMs, int most);
+// "14:03:05", with as many decimals as the step needs; days begin anew at midnight.
+std::string ClockText(double msSinceMidnight, double stepMs);
+
+}  // namespace kymora
