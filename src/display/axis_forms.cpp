@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
+#include <optional>
+
 #include "display/axis_edits.h"
 #include "display/trace_format.h"
 #include "host/form.h"
@@ -17,6 +20,113 @@ std::string Numbered(int number, const std::string& name) {
 }
 
 std::string KeyOfTrace(int trace) { return fmt::format("axisOfTrace{}", trace + 1); }
+
+// Of more traces the axes are one line of text, which can be read and written.
+constexpr int mostAxisChoices = 24;
+
+// "1-4 2 2 8-5": the axis of each trace in turn, where what follows by one, up or down, is a range.
+std::string AxesText(const std::vector<int>& axes) {
+    std::string text;
+    for (size_t i = 0; i < axes.size();) {
+        size_t last = i;
+        const int step = i + 1 < axes.size() && axes[i + 1] < axes[i] ? -1 : 1;
+        while (last + 1 < axes.size() && axes[last + 1] == axes[last] + step) ++last;
+        if (last - i < 2) last = i;
+        text += (text.empty() ? "" : " ") + std::to_string(axes[i] + 1);
+        if (last > i) text += "-" + std::to_string(axes[last] + 1);
+        i = last + 1;
+    }
+    return text;
+}
+
+// Nothing where the text is none of these, or leaves the axes that exist.
+std::optional<std::vector<int>> ParseAxes(std::string_view text, int count) {
+    std::vector<int> axes;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    const auto number = [&]() -> int {
+        int value = 0;
+        const auto [next, error] = std::from_chars(at, end, value);
+        at = next;
+        return error == std::errc() && value >= 1 && value <= count ? value - 1 : -1;
+    };
+    while (at != end) {
+        if (*at == ' ' || *at == ',' || *at == '\t') {
+            ++at;
+            continue;
+        }
+        const int first = number();
+        int last = first;
+        if (first >= 0 && at != end && *at == '-') ++at, last = number();
+        if (first < 0 || last < 0) return {};
+        for (int axis = first;; axis += last > first ? 1 : -1) {
+            axes.push_back(axis);
+            if (axis == last || axes.size() > static_cast<size_t>(count)) break;
+        }
+    }
+    return axes;
+}
+
+// The axis of each trace in a form: a choice for each, or one text.
+class AxisOfTraces {
+  public:
+    AxisOfTraces(const CDataDoc& doc, std::vector<int> axes) : doc_(doc), axes_(std::move(axes)) {}
+
+    void AddTo(Form& form, const std::vector<std::string>& axisNames) const {
+        if (IsText()) {
+            form.AddText(textKey, fmt::format("Axis of traces 1 to {}", Count()), AxesText(axes_),
+                         "The axis of each trace in turn; 1-4 are four axes, 4-1 the same in reverse order");
+        } else {
+            for (int trace = 0; trace < Count(); ++trace)
+                form.AddChoice(KeyOfTrace(trace),
+                               "Axis of trace " +
+                                   Numbered(trace + 1, doc_.traces[static_cast<size_t>(trace)].traceLabel),
+                               axisNames, axes_[static_cast<size_t>(trace)], "Where the trace is drawn");
+        }
+        const auto place = [this](auto axisOf) {
+            return [this, axisOf](Form& f) {
+                std::vector<int> axes;
+                for (int trace = 0; trace < Count(); ++trace) axes.push_back(axisOf(trace, Count()));
+                Write(f, axes);
+            };
+        };
+        form.AddAction("ownAxes", "Each on its own", place([](int trace, int) { return trace; }));
+        form.AddAction("reverse", "In reverse order", place([](int trace, int n) { return n - 1 - trace; }));
+        form.AddAction("oneAxis", "All on axis 1", place([](int, int) { return 0; }));
+    }
+
+    std::string Fault(const Form& form) const {
+        if (!IsText()) return {};
+        const auto axes = ParseAxes(form.Text(textKey), Count());
+        if (!axes)
+            return fmt::format("The axes of the traces are numbers from 1 to {}, e.g. \"1-4 2 2\".", Count());
+        if (static_cast<int>(axes->size()) == Count()) return {};
+        return fmt::format("There are {} traces, but {}{} axes are written for them.", Count(),
+                           static_cast<int>(axes->size()) > Count() ? "more than " : "",
+                           std::min(Count(), static_cast<int>(axes->size())));
+    }
+
+    std::vector<int> Of(const Form& form) const {
+        if (IsText()) return ParseAxes(form.Text(textKey), Count()).value_or(axes_);
+        std::vector<int> axes;
+        for (int trace = 0; trace < Count(); ++trace) axes.push_back(form.Choice(KeyOfTrace(trace)));
+        return axes;
+    }
+
+  private:
+    static constexpr const char* textKey = "axisOfTraces";
+
+    int Count() const { return doc_.traceCount; }
+    bool IsText() const { return Count() > mostAxisChoices; }
+    void Write(Form& form, const std::vector<int>& axes) const {
+        if (IsText()) form[textKey].text = AxesText(axes);
+        for (int trace = 0; trace < Count() && !IsText(); ++trace)
+            form[KeyOfTrace(trace)].choice = axes[static_cast<size_t>(trace)];
+    }
+
+    const CDataDoc& doc_;
+    std::vector<int> axes_;
+};
 
 // --- Select axes ---
 
@@ -71,37 +181,34 @@ void AskAxes(CKymoraView& view) {
     std::vector<std::string> axisNames;
     std::vector<uint8_t> shown;
     for (size_t i = 0; i < count; ++i) {
-        axisNames.push_back(Numbered(static_cast<int>(i) + 1, view.m_axes[i].m_strLabel));
+        std::string name = Numbered(static_cast<int>(i) + 1, view.m_axes[i].m_strLabel);
+        // What is looked for among many is the trace.
+        if (doc.traceCount > mostAxisChoices && !doc.traces[i].traceLabel.empty())
+            name += "  " + doc.traces[i].traceLabel;
+        axisNames.push_back(std::move(name));
         shown.push_back(view.m_bAxisVisible[i]);
     }
     Form form("Select axes");
-    form.AddCheckList("axes", "Visible axes", axisNames, shown, "The axes that are shown, from the top");
+    form.AddCheckList("axes", "Visible axes", axisNames, shown, "The axes that are shown, from the top")
+        .Search();
     form.AddAction("showAll", "Show all", [](Form& f) { CheckAll(f, 1); });
     form.AddAction("hideAll", "Hide all", [](Form& f) { CheckAll(f, 0); });
     form.AddNote("hint",
                  "Traces may share an axis. Two traces change places when each takes the other's axis.");
-    for (int trace = 0; trace < doc.traceCount; ++trace)
-        form.AddChoice(
-            KeyOfTrace(trace),
-            "Axis of trace " + Numbered(trace + 1, doc.traces[static_cast<size_t>(trace)].traceLabel),
-            axisNames, view.m_nAxisOfTrace[static_cast<size_t>(trace)], "Where the trace is drawn");
-    const auto place = [traces = doc.traceCount](auto axisOf) {
-        return [traces, axisOf](Form& f) {
-            for (int trace = 0; trace < traces; ++trace) f[KeyOfTrace(trace)].choice = axisOf(trace, traces);
-        };
-    };
-    form.AddAction("ownAxes", "Each on its own", place([](int trace, int) { return trace; }));
-    form.AddAction("reverse", "In reverse order", place([](int trace, int n) { return n - 1 - trace; }));
-    form.AddAction("oneAxis", "All on axis 1", place([](int, int) { return 0; }));
-    form.validate = [](const Form& f) -> std::string {
+    const AxisOfTraces axisOf(doc,
+                              {view.m_nAxisOfTrace.begin(), view.m_nAxisOfTrace.begin() + doc.traceCount});
+    axisOf.AddTo(form, axisNames);
+    form.validate = [&axisOf](const Form& f) -> std::string {
         const auto& checks = f["axes"].checks;
-        return std::find(checks.begin(), checks.end(), 1) == checks.end() ? noAxesText : "";
+        if (std::find(checks.begin(), checks.end(), 1) == checks.end()) return noAxesText;
+        return axisOf.Fault(f);
     };
     if (!view.GetSession().host.AskForm(form)) return;
+    const std::vector<int> axes = axisOf.Of(form);
     view.ChangeSettings("Select axes", DisplayScope::work, [&](ViewSettings& settings) {
         for (size_t i = 0; i < count; ++i) {
             settings.m_bAxisVisible[i] = form["axes"].checks[i] != 0;
-            settings.m_nAxisOfTrace[i] = form.Choice(KeyOfTrace(static_cast<int>(i)));
+            settings.m_nAxisOfTrace[i] = axes[i];
         }
     });
 }

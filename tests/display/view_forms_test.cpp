@@ -49,6 +49,33 @@ TEST_F(ViewFormsTest, SelectAxesHidesAndSuperimposes) {
     EXPECT_EQ(v.Plot().shownAxes, std::vector<int>{0});
 }
 
+// Of many traces the axes are one text.
+TEST_F(ViewFormsTest, AxesOfManyTracesAreWritten) {
+    CKymoraView& v = Open(30);
+    const auto ask = [&](const char* text) {
+        host.formFault.clear();
+        Fill([text](Form& form) { form["axisOfTraces"].text = text; });
+        AskAxes(v);
+    };
+    for (const char* bad : {"", "1-29", "1-31", "1-30 1", "0 1-29", "1-30x", "x", "1--30"}) {
+        ask(bad);
+        EXPECT_FALSE(host.formFault.empty()) << bad;
+    }
+    EXPECT_EQ(v.m_nAxisOfTrace[29], 29);
+    ask("30-21, 1 1 1-18");
+    EXPECT_EQ(v.m_nAxisOfTrace[0], 29);
+    EXPECT_EQ(v.m_nAxisOfTrace[9], 20);
+    EXPECT_EQ(v.m_nAxisOfTrace[11], 0);
+    EXPECT_EQ(v.m_nAxisOfTrace[29], 17);
+    Fill([](Form& form) {
+        EXPECT_EQ(form.Text("axisOfTraces"), "30-21 1 1 1-18");
+        form["reverse"].action(form);
+        EXPECT_EQ(form.Text("axisOfTraces"), "30-1");
+    });
+    AskAxes(v);
+    EXPECT_EQ(v.m_nAxisOfTrace[29], 0);
+}
+
 TEST_F(ViewFormsTest, FormatChangesOnlyWhatTheUserChanged) {
     CKymoraView& v = Open();
     v.SelectAxis(1, false);
