@@ -54,10 +54,10 @@ class ThresholdDetector {
     // The levels of one test; a side that the direction does not test has a level that nothing crosses.
     struct Band {
         float low, high;
-        bool IsCrossedBy(float value) const { return value > high || value < low; }
+        bool operator==(const Band&) const = default;
     };
     static Band MakeBand(OnsetDirection direction, float positive, float negative);
-    size_t FindOffset(std::span<const float> samples, size_t from);
+    void TakeMasked(const float* samples, size_t count, std::vector<DetectedSpan>& events);
     bool IsAccepted() const;
     void Close(int64_t offset, std::vector<DetectedSpan>& events);
 

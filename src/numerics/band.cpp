@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace kymora {
 
 namespace {
@@ -39,6 +43,25 @@ size_t Find(std::span<const float> values, float low, float high) {
 }
 
 }  // namespace
+
+bool AnyOutside(const float* values, float low, float high) {
+    return Holds<true, maskSize>(values, low, high);
+}
+
+uint64_t OutsideMask(const float* values, float low, float high) {
+    uint64_t mask = 0;
+#ifdef __SSE2__
+    const __m128 lows = _mm_set1_ps(low), highs = _mm_set1_ps(high);
+    for (size_t i = 0; i < maskSize; i += 4) {
+        const __m128 four = _mm_loadu_ps(values + i);
+        const __m128 outside = _mm_or_ps(_mm_cmpgt_ps(four, highs), _mm_cmplt_ps(four, lows));
+        mask |= static_cast<uint64_t>(_mm_movemask_ps(outside)) << i;
+    }
+#else
+    for (size_t i = 0; i < maskSize; ++i) mask |= static_cast<uint64_t>(IsOutside(values[i], low, high)) << i;
+#endif
+    return mask;
+}
 
 size_t FindOutside(std::span<const float> values, float low, float high) {
     return Find<true>(values, low, high);

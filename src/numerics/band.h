@@ -5,6 +5,7 @@
 // crossed (low above high); a sample between the two is then outside.
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace kymora {
@@ -14,5 +15,13 @@ size_t FindOutside(std::span<const float> values, float low, float high);
 
 // Index of the first value that is not outside the band, or the number of values.
 size_t FindNotOutside(std::span<const float> values, float low, float high);
+
+// Samples that OutsideMask looks at.
+inline constexpr size_t maskSize = 64;
+
+// Whether any of the 64 values is outside the band.
+bool AnyOutside(const float* values, float low, float high);
+// Bit i is set when value i of the 64 is outside the band.
+uint64_t OutsideMask(const float* values, float low, float high);
 
 }  // namespace kymora
