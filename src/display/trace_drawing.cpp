@@ -77,7 +77,12 @@ class TracePainter {
     }
     bool IsEmpty(size_t bin) const { return bins_.low[bin] > bins_.high[bin]; }
     bool IsActive(size_t bin) const { return bins_.active.empty() || bins_.active[bin] != 0; }
-    int X(size_t bin) const { return times_.ToPixel(static_cast<double>(bin) * bins_.step + bins_.start); }
+    int X(size_t bin) const {
+        return bins_.x.empty() ? times_.ToPixel(static_cast<double>(bin) * bins_.step + bins_.start)
+                               : bins_.x[bin];
+    }
+    size_t EndOfColumn(size_t bin, int x) const;
+    void PaintColumn(TraceLine& line, size_t bin, size_t end, int x) const;
 
     void PaintLines() const;
     void DrawToZero(TraceLine& line, size_t bin) const;
@@ -97,6 +102,12 @@ void TracePainter::PaintLines() const {
     TraceLine line(device_, pen, bins_.areSamples);
     bool previousActive = false;
     for (size_t bin = bins_.first; bin < bins_.end; ++bin) {
+        if (bins_.active.empty())
+            if (const size_t end = EndOfColumn(bin, X(bin)); end > bin + 1) {
+                PaintColumn(line, bin, end, X(bin));
+                bin = end - 1;
+                continue;
+            }
         if (IsPastEnd(bin)) {
             if (look_.showsInactive) DrawToZero(line, bin);
             return;
@@ -115,6 +126,25 @@ void TracePainter::PaintLines() const {
         line.LineTo(x, top, active ? pen : inactive_);
         previousActive = active;
     }
+}
+
+// The bins from one on that lie in its pixel column and hold values.
+size_t TracePainter::EndOfColumn(size_t bin, int x) const {
+    while (bin < bins_.end && bins_.low[bin] <= bins_.high[bin] && X(bin) == x) ++bin;
+    return bin;
+}
+
+// The same pixels as the lines of its bins in turn: the first, the extremes and the last.
+void TracePainter::PaintColumn(TraceLine& line, size_t bin, size_t end, int x) const {
+    const float low = *std::min_element(&bins_.low[bin], &bins_.low[bin] + (end - bin));
+    const float high = *std::max_element(&bins_.high[bin], &bins_.high[bin] + (end - bin));
+    const int first = values_.ToPixel(bins_.low[bin]);
+    if (line.HasPosition())
+        line.LineTo(x, first, look_.pen);
+    else
+        line.MoveTo(x, first);
+    for (const float value : {low, high, bins_.high[end - 1]})
+        line.LineTo(x, values_.ToPixel(value), look_.pen);
 }
 
 void TracePainter::DrawToZero(TraceLine& line, size_t bin) const {
@@ -163,7 +193,7 @@ PixelRect ClipBand(const PlotContext& context, int axis) {
     return band;
 }
 
-TraceBins BinsOf(const PlotContext& context, int trace) {
+TraceBins BinsOf(const PlotContext& context, int trace, std::span<const int> x) {
     const DisplayCache& cache = context.bins;
     const auto range = cache.BinsOf(context.viewport);
     TraceBins bins{cache.Min(trace), cache.Max(trace), cache.Active(trace)};
@@ -173,10 +203,11 @@ TraceBins BinsOf(const PlotContext& context, int trace) {
     bins.step = cache.BinTime();
     bins.until = context.viewport.end;
     bins.areSamples = cache.m_nCacheLevel <= 0;
+    bins.x = x;
     return bins;
 }
 
-void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace) {
+void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace, std::span<const int> x) {
     const TimeScale times = context.GetTimeScale();
     const auto t = static_cast<size_t>(trace);
     const int axis = context.AxisOf(trace);
@@ -189,7 +220,7 @@ void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace) {
                    format.drawAsDots,
                    format.dotSize,
                    context.settings.m_bInactiveSections},
-                  BinsOf(context, trace), times, context.GetValueScale(axis));
+                  BinsOf(context, trace, x), times, context.GetValueScale(axis));
     if (format.clipToAxis) device.SetClip(ClipOf(context.layout.plot));
 }
 
@@ -247,10 +278,14 @@ void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
 void DrawTraces(const PlotContext& context, DrawDevice& device) {
     const PixelRect& plot = context.layout.plot;
     if (!(context.settings.m_fDataArea > 0.0f) || plot.Width() <= 0) return;
+    // They are the same for all traces.
+    std::vector<int> x;
+    for (int bin = 0; bin < binCount; ++bin)
+        x.push_back(context.TimeToPixel(bin * context.bins.BinTime() + context.bins.m_DatStartTime));
     device.SetClip(ClipOf(plot));
     for (const int axis : context.shownAxes)
         for (int trace = 0; trace < context.doc.traceCount; ++trace)
-            if (context.AxisOf(trace) == axis) DrawTraceOf(context, device, trace);
+            if (context.AxisOf(trace) == axis) DrawTraceOf(context, device, trace, x);
     device.ClearClip();
 }
 

@@ -19,6 +19,7 @@ struct TraceBins {
     size_t first = 0, end = 0;        // those that are painted
     double start = 0.0, step = 1.0;   // the time of bin 0, and from one to the next
     double until = 0.0;               // the time up to which what lies past the end is drawn
+    std::span<const int> x{};         // of each bin, where it is known already
     bool areSamples = false;          // a bin is one sample; one without neighbours is then made visible
 };
 

@@ -49,18 +49,30 @@ TEST_F(TraceDrawingTest, FewSamplesAreALineThroughEach) {
     EXPECT_EQ(device.clips.front(), (PixelRect{70, 10, 871, 411}));
 }
 
+// Every bin's minimum and then its maximum; of those in one pixel column, what the device would make of them.
 TEST_F(TraceDrawingTest, EnvelopeVisitsMinimumThenMaximum) {
-    std::vector<float> samples;
-    for (int i = 0; i < 8000; ++i) samples.push_back(i % 2 ? 100.0f : -50.0f);
-    Open(MemoryDoc::Make(session, {samples}), 0.0, 8000.0);
-    Draw();
-    const auto lines = device.LinesOf(firstColour);
-    ASSERT_EQ(lines.size(), 1u);
-    ASSERT_EQ(lines[0].points.size(), 8000u);
-    for (size_t i = 0; i < 8000; i += 2) {
-        ASSERT_EQ(lines[0].points[i].y, 260);
-        ASSERT_EQ(lines[0].points[i + 1].y, 110);
-        ASSERT_EQ(lines[0].points[i].x, 70 + static_cast<int>(0.1 * static_cast<double>(i) + 0.5));
+    for (const double pixelMs : {0.5, 10.0}) {  // a bin on two pixels, and five bins on one
+        const int length = static_cast<int>(800 * pixelMs);
+        std::vector<float> samples;
+        for (int i = 0; i < length; ++i)
+            samples.push_back(i % 2 ? 100.0f - static_cast<float>(i % 7) : -50.0f);
+        Open(MemoryDoc::Make(session, {samples}), 0.0, length);
+        Draw();
+        const int perBin = length > 4000 ? 2 : 1;
+        std::vector<Point> plain, joined, drawn;
+        for (int i = 0; i < length; i += perBin) {
+            const int x = 70 + static_cast<int>(i / pixelMs + 0.5);
+            const auto value = [&](int at) { return samples[static_cast<size_t>(std::min(at, length - 1))]; };
+            const float low = std::min(value(i), value(i + perBin - 1));
+            const float high = std::max(value(i), value(i + perBin - 1));
+            plain.push_back({x, view->Plot().ValueToPixel(low, 0)});
+            plain.push_back({x, view->Plot().ValueToPixel(high, 0)});
+        }
+        const auto lines = device.LinesOf(firstColour);
+        ASSERT_EQ(lines.size(), 1u);
+        JoinColumns(plain, joined);
+        JoinColumns(lines[0].points, drawn);
+        EXPECT_EQ(drawn, joined);
     }
 }
 

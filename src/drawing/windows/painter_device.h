@@ -2,6 +2,8 @@
 // Draws with a QPainter.
 
 #include <QFont>
+#include <QFontMetrics>
+#include <QImage>
 #include <QPainter>
 
 #include "drawing/draw_device.h"
@@ -40,6 +42,13 @@ class PainterDevice : public DrawDevice {
     void FillDashes(std::span<const Point> points);
     void FillSpans();
     void FillRects();
+    bool FillRectsInImage();
+    struct Lettering {
+        QFont font;
+        QFontMetrics metrics;
+    };
+    Lettering Letters(const QFont& font) const { return {font, QFontMetrics(font, painter_.device())}; }
+    const Lettering& Plain(bool bold);
     // Held to the surroundings of what can be seen.
     int HeldX(int x) const { return std::clamp(x, clip_.left - pen_.width, clip_.right + pen_.width); }
     int HeldY(int y) const { return std::clamp(y, clip_.top - pen_.width, clip_.bottom + pen_.width); }
@@ -47,6 +56,8 @@ class PainterDevice : public DrawDevice {
     int OnScreen(int pixel) const { return static_cast<int>(std::floor(pixel * ratio_)); }
 
     QPainter& painter_;
+    QImage* image_ = nullptr;  // that is painted on, where its pixels can be written
+    std::optional<Lettering> plain_, bold_;
     Pen pen_;
     Point position_;
     PixelRect clip_;
