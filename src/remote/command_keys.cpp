@@ -29,11 +29,12 @@ static std::string KeyName(const Key& key) {
 
 static std::string TextOf(const Key& key) {
     if (key.code == KeyCode::none) return {};
-    // A letter with Ctrl is known by its capital everywhere; alone it is the key that is typed.
+    // A letter with Ctrl or Shift is known by its capital everywhere; alone it is the key that is typed.
     std::string name = KeyName(key);
-    if (key.ctrl && name.size() == 1 && name[0] >= 'a' && name[0] <= 'z')
+    if ((key.ctrl || key.shift) && name.size() == 1 && name[0] >= 'a' && name[0] <= 'z')
         name[0] = static_cast<char>(name[0] - 'a' + 'A');
-    return std::string(key.ctrl ? "Ctrl+" : "") + (key.alt ? "Alt+" : "") + name;
+    return std::string(key.ctrl ? "Ctrl+" : "") + (key.alt ? "Alt+" : "") + (key.shift ? "Shift+" : "") +
+           name;
 }
 
 std::string KeyText(const Command& command) {

@@ -27,7 +27,18 @@ inline constexpr bool group = true;
 
 inline bool HasAxes(const CKymoraView& view) { return view.m_fDataArea > 0.0f && view.m_nVisibleAxes > 0; }
 inline bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }
+inline bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
 inline bool HasPlot(const CKymoraView& view) { return view.Plot().layout.plot.Width() > 0; }
+
+// Where the mouse is: that of the context menu, or the one that it was last seen at.
+inline std::optional<Point> MouseOf(const CommandContext& context) {
+    return context.at ? context.at : context.view.m_mouse;
+}
+// Runs a command as if it came from the context menu at the mouse.
+template <void (*run)(const CommandContext&)>
+void AtMouse(const CommandContext& context) {
+    run({context.view, context.ctrl, MouseOf(context)});
+}
 
 // Runs an operation of the view.
 template <auto operation>

@@ -46,6 +46,7 @@ Key KeyOf(std::string_view label) {
     Key key;
     key.ctrl = TakePrefix(name, "Ctrl+") || TakePrefix(name, "Ctrl ");
     key.alt = TakePrefix(name, "Alt+");
+    key.shift = TakePrefix(name, "Shift+");
     key.code = NamedKey(name);
     if (key.code == KeyCode::character) key.character = name.front();
     return key;
@@ -66,18 +67,20 @@ const Command* FindCommand(const Key& key) {
     if (key.code == KeyCode::none) return nullptr;
     for (const Command& command : ViewCommands())
         if (command.key == key || command.otherKey == key) return &command;
-    if (!key.ctrl) return nullptr;
+    if (!key.shift && !key.ctrl) return nullptr;
     Key plain = key;
-    plain.ctrl = false;
+    (key.shift ? plain.shift : plain.ctrl) = false;
     return FindCommand(plain);
 }
 
 const Command* FindCommand(const CKymoraView& view, const Key& key) {
+    const Command* command = FindCommand(key);
+    if (key.shift && command && command->key == key) return command;
     const bool choosesChannel = view.m_nMouseMode >= mouseInsertFirst && view.m_nMouseMode <= mouseInsertLast;
     if (choosesChannel && key.code == KeyCode::character && !key.ctrl && !key.alt && key.character >= 'a' &&
         key.character <= 'z')
         return FindCommand(std::string("event-channel-") + key.character);
-    return FindCommand(key);
+    return command;
 }
 
 std::string PlainLabel(std::string_view label) {

@@ -18,6 +18,7 @@ struct Key {
     char character = 0;  // lower case, when the code is `character`
     bool ctrl = false;
     bool alt = false;
+    bool shift = false;  // of letters only: signs may need it to be typed
     bool operator==(const Key&) const = default;
 };
 
@@ -62,7 +63,7 @@ std::span<const Command> ViewCommands();
 
 const Command* FindCommand(std::string_view id);
 // The command of a key. Ctrl may be held with the key of a command that has none of its own: it is then
-// passed on.
+// passed on. Shift may be held with a letter that means nothing else with it.
 const Command* FindCommand(const Key& key);
 
 // Runs an enabled command; false when it is not.

@@ -5,6 +5,7 @@
 
 #include "display/commands/command_tables.h"
 #include "display/overlays/cursor_forms.h"
+#include "display/overlays/cursor_table.h"
 
 namespace kymora {
 
@@ -79,6 +80,12 @@ void OnLines(const CommandContext& context) {
     context.view.Invalidate();
 }
 
+void CopyTable(const CommandContext& context) {
+    const CKymoraView& view = context.view;
+    view.Window()->CopyText(TabSeparated(TableOf(view.Plot(), MeasureCursors(view))));
+}
+bool CanCopyTable(const CKymoraView& view) { return view.Window() != nullptr && HasAny(view); }
+
 bool AreCoupled(const CKymoraView& view) { return view.GetSession().coupledCursors; }
 void Couple(const CommandContext& context) {
     bool& coupled = context.view.GetSession().coupledCursors;
@@ -113,9 +120,11 @@ void ShowNone(const CommandContext& context) {
 CommandTable CursorCommands() {
     return {
         {"cursor-add-vert", "&Cursors", "Add vert\tv", "Adds a vertical cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddVert},
+        {"cursor-add-vert-here", "&Cursors", "Add vert at mouse\tShift+v", "Adds a vertical cursor where the mouse points", HasPlace, nullptr, AtMouse<AddVert>},
         {"cursor-multi-add-vert", "&Cursors", "MultiAdd vert", "Each click adds a vertical cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddVertCursors>, EnterMode<mouseAddVertCursors>},
         {"cursor-place-at-time", "&Cursors", "Place at time", "Adds a vertical cursor at a time that you enter", HasPlace, nullptr, Do<PlaceAtTime>},
         {"cursor-add-horz", "&Cursors", "Add horz\th", "Adds a horizontal cursor, in the middle of the view or at the mouse; drag it to move it", HasPlace, nullptr, AddHorz, group},
+        {"cursor-add-horz-here", "&Cursors", "Add horz at mouse\tShift+h", "Adds a horizontal cursor where the mouse points", HasPlace, nullptr, AtMouse<AddHorz>},
         {"cursor-multi-add-horz", "&Cursors", "MultiAdd horz", "Each click adds a horizontal cursor, until ESC is pressed", HasPlace, IsInMode<mouseAddHorzCursors>, EnterMode<mouseAddHorzCursors>},
         {"cursor-place-at-voltage", "&Cursors", "Place at voltage", "Adds a horizontal cursor at a value of a trace that you enter", CanPlaceHorz, nullptr, Do<PlaceAtVoltage>},
         {"cursor-add-horz-relative", "&Cursors", "Add horz relative", "Adds a horizontal cursor at a level that is measured between two vertical cursors, or in the view", CanPlaceHorz, nullptr, Do<AddHorzRelative>},
@@ -130,6 +139,8 @@ CommandTable CursorCommands() {
         {"cursor-del-all-vert", "&Cursors", "Del all vert", "Deletes all vertical cursors", HasVert, nullptr, OnLines<&CDatumLines::DeleteAllVert>},
         {"cursor-del-all-horz", "&Cursors", "Del all horz", "Deletes all horizontal cursors", HasHorz, nullptr, OnLines<&CDatumLines::DeleteAllHorz>},
         {"cursor-del-all", "&Cursors", "Del all", "Deletes all cursors", HasAny, nullptr, OnLines<&CDatumLines::DeleteAll>},
+        {"cursor-table-copy", "&Cursors", "Cop&y table of cursors", "Copies what the cursors measure: times, values and the differences between them, for a spreadsheet", CanCopyTable, nullptr, CopyTable, group},
+        {"cursor-table-save", "&Cursors", "&Save table of cursors...", "Writes what the cursors measure to a file of comma-separated values", HasAny, nullptr, Do<SaveCursorTable>},
     };
 }
 // clang-format on

@@ -15,7 +15,6 @@ constexpr int64_t mostLinesToCopy = 5'000'000;
 constexpr const char* tooLongToCopyText =
     "There are too many samples in view to copy them. Show less time, or save them as a text file.";
 
-bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
 bool HasTracesInWindow(const CKymoraView& view) { return HasWindow(view) && HasAxes(view); }
 bool HasPicture(const CKymoraView& view) {
     return view.Plot().layout.width > 0 && view.Plot().layout.height > 0;

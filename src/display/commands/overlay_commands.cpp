@@ -92,6 +92,7 @@ void DeleteVertBar(const CommandContext& context) {
 CommandTable OverlayCommands() {
     return {
         {"marker-add", "Add-in&s/&Markers", "Add\tm", "Adds a marker, in the middle of the view or at the mouse", nullptr, nullptr, AddMarkerHere},
+        {"marker-add-here", "Add-in&s/&Markers", "Add at mouse...\tShift+m", "Adds a marker where the mouse points, and asks for its label", HasPlot, nullptr, AtMouse<AddMarkerHere>},
         {"marker-add-by-mouse", "Add-in&s/&Markers", "Add with mouse", "Each click adds a marker and asks for its label, until ESC is pressed", HasPlot, IsInMode<mouseAddMarker>, EnterMode<mouseAddMarker>},
         {"marker-edit", "Add-in&s/&Markers", "Edit", "Changes the label and time of the marker that you click next; a double click on a marker does the same", ShowsMarkers, IsInMode<mouseEditMarker>, OnMarker<mouseEditMarker, EditMarker>},
         {"marker-lock", "Add-in&s/&Markers", "Lock", "Check to lock markers so that they cannot be dragged by the mouse.", nullptr, AreMarkersLocked, LockMarkers, group},
@@ -100,6 +101,7 @@ CommandTable OverlayCommands() {
         {"marker-del-all", "Add-in&s/&Markers", "Del all", "Deletes all markers", HasMarkers, nullptr, Do<DeleteAllMarkers>},
 
         {"annotation-add", "Add-in&s/&Annotations", "Add\ta", "Adds an annotation of a trace, in the middle of the view or at the mouse", HasAxes, nullptr, AddAnnotationHere},
+        {"annotation-add-here", "Add-in&s/&Annotations", "Add at mouse...\tShift+a", "Adds an annotation where the mouse points, to the trace there", HasAxes, nullptr, AtMouse<AddAnnotationHere>},
         {"annotation-add-by-mouse", "Add-in&s/&Annotations", "Add with mouse", "Each click adds an annotation of the trace there, until ESC is pressed", HasAxes, IsInMode<mouseAddAnnotation>, EnterMode<mouseAddAnnotation>},
         {"annotation-edit", "Add-in&s/&Annotations", "Edit", "Changes the annotation that you click next; a double click on an annotation does the same", ShowsAnnotations, IsInMode<mouseEditAnnotation>, OnAnnotation<mouseEditAnnotation, EditAnnotation>},
         {"annotation-del", "Add-in&s/&Annotations", "Del", "Deletes the annotation that you click next", ShowsAnnotations, IsInMode<mouseDeleteAnnotation>, OnAnnotation<mouseDeleteAnnotation, DeleteAnnotation>, group},

@@ -25,8 +25,6 @@ bool HasAxesInWindow(const CKymoraView& view) {
     return view.Window() != nullptr && HasAxes(view) && view.Plot().layout.axesShown;
 }
 
-bool HasWindow(const CKymoraView& view) { return view.Window() != nullptr; }
-
 constexpr Key Character(char character) { return {KeyCode::character, character}; }
 
 bool IsNotAtStart(const CKymoraView& view) { return view.m_StartTime != 0.0; }

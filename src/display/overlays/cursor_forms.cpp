@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "display/overlays/overlay_drags.h"
 #include "host/form.h"
 #include "host/user_numbers.h"
 
@@ -16,13 +17,18 @@ constexpr const char* noDataText = "There are no data between the cursors.";
 constexpr int64_t readLength = 65536;       // samples
 constexpr int64_t progressFrom = 10000000;  // samples
 
-bool PlaceHorz(CKymoraView& view, double value, int trace) {
+// The pixel of a value; nothing where it lies off the plot, which the user is told.
+std::optional<int> HorzPlace(const CKymoraView& view, double value, int trace) {
     const int y = view.Plot().ValueToPixel(value, view.m_nAxisOfTrace[static_cast<size_t>(trace)]);
-    if (!std::isfinite(value) || !view.Plot().IsTraceShown(trace) || !view.DatumLines().IsOnPlotY(y)) {
-        view.GetSession().host.Message(valueOffScreenText);
-        return false;
-    }
-    view.DatumLines().AddHorzLine(y);
+    if (std::isfinite(value) && view.Plot().IsTraceShown(trace) && view.DatumLines().IsOnPlotY(y)) return y;
+    view.GetSession().host.Message(valueOffScreenText);
+    return {};
+}
+
+bool PlaceHorz(CKymoraView& view, double value, int trace) {
+    const auto y = HorzPlace(view, value, trace);
+    if (!y) return false;
+    view.DatumLines().AddHorzLine(*y);
     view.Invalidate();
     return true;
 }
@@ -205,6 +211,27 @@ void AddHorzRelative(CKymoraView& view) {
     } catch (const FileError& error) {
         host.Message(error.what());
     }
+}
+
+void MoveCursorToTime(CKymoraView& view, int line) {
+    CPlaceVertDatum dialog{std::round(view.DatumLines().GetVertLineTime(line) * 1e9) / 1e9};
+    if (!dialog.DoModal(view.GetSession())) return;
+    const int x = view.Plot().TimeToPixel(dialog.m_dTime);
+    if (!view.DatumLines().IsOnPlotX(x)) return view.GetSession().host.Message(timeOffScreenText);
+    MoveVertCursor(view, line, x);
+}
+
+void MoveCursorToValue(CKymoraView& view, int line) {
+    const PlotContext context = view.Plot();
+    const int y = view.DatumLines().HorzY(line);
+    const int axis = context.GetNearestAxis(y);
+    CPlaceHorzDatum dialog;
+    for (int trace = context.doc.traceCount - 1; trace >= 0; --trace)
+        if (context.AxisOf(trace) == axis) dialog.m_nTrace = trace + 1;
+    dialog.m_dValue = view.DatumLines().GetHorzLineValue(line, dialog.m_nTrace - 1);
+    if (!dialog.DoModal(view.GetSession(), context.doc.traceCount)) return;
+    if (const auto place = HorzPlace(view, dialog.m_dValue, dialog.m_nTrace - 1))
+        MoveHorzCursor(view, line, *place);
 }
 
 }  // namespace kymora

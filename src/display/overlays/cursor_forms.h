@@ -45,4 +45,8 @@ void PlaceAtTime(CKymoraView& view);
 void PlaceAtVoltage(CKymoraView& view);
 void AddHorzRelative(CKymoraView& view);
 
+// The same for a line that is there: coupled ones go along.
+void MoveCursorToTime(CKymoraView& view, int line);
+void MoveCursorToValue(CKymoraView& view, int line);
+
 }  // namespace kymora

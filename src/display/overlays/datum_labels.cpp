@@ -76,7 +76,7 @@ void CDatumLines::LayOutLabels(DrawDevice& device) {
 
 void CDatumLines::WriteVertValues(DatumLabels& block) {
     const PlotContext context = plot_();
-    const int traces = static_cast<int>(block.values.size());
+    const int traces = static_cast<int>(block.samples.values.size());
     int shown = 0;
     for (int trace = 0; trace < traces; ++trace) shown += context.IsTraceShown(trace);
     const int step = std::max(1, std::min(vertStep, m_rcPlot.Height() / std::max(1, shown)));
@@ -84,7 +84,7 @@ void CDatumLines::WriteVertValues(DatumLabels& block) {
     for (int trace = 0; trace < traces; ++trace) {
         if (!context.IsTraceShown(trace)) continue;
         DatumLabel& label = block.labels[static_cast<size_t>(firstVertValue + trace)];
-        label.text = ValueText(trace, block.values[static_cast<size_t>(trace)]);
+        label.text = ValueText(trace, block.samples.values[static_cast<size_t>(trace)]);
         label.usual = top;
         top += step;
     }
@@ -100,7 +100,7 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
     if (m_bShowTimes) block.labels[1].text = TimeInUnit(time, plot_().settings.m_nTimeUnit, 2);
     block.labels[1].usual = m_rcPlot.top + idHeight;
     if (m_bShowValues) {
-        ReadValues(block, time);
+        ReadValues(block.samples, time);
         WriteVertValues(block);
     }
 

@@ -64,6 +64,7 @@ void CDatumLines::DeleteVertLine(int line) {
     if (line < 0 || line >= VertCount()) return;
     m_vertX.erase(m_vertX.begin() + line);
     m_vertLabels.erase(m_vertLabels.begin() + line);
+    ForgetLine(&DatumPairs::vertFrom, line);
     for (DatumListener* listener : std::vector<DatumListener*>(listeners_)) listener->OnVertLineDeleted(line);
     NotifyVertCount();
 }
@@ -72,6 +73,15 @@ void CDatumLines::DeleteHorzLine(int line) {
     if (line < 0 || line >= HorzCount()) return;
     m_horzY.erase(m_horzY.begin() + line);
     m_horzLabels.erase(m_horzLabels.begin() + line);
+    ForgetLine(&DatumPairs::horzFrom, line);
+}
+
+void CDatumLines::ForgetLine(int DatumPairs::*from, int line) {
+    m_moving.reset();
+    if (m_pairs.*from == line)
+        m_pairs.*from = -1;
+    else if (m_pairs.*from > line)
+        --(m_pairs.*from);
 }
 
 void CDatumLines::DeleteAllVert() {
@@ -79,8 +89,7 @@ void CDatumLines::DeleteAllVert() {
 }
 
 void CDatumLines::DeleteAllHorz() {
-    m_horzY.clear();
-    m_horzLabels.clear();
+    while (HorzCount() > 0) DeleteHorzLine(HorzCount() - 1);
 }
 
 void CDatumLines::DeleteAll() {
@@ -100,25 +109,46 @@ double CDatumLines::GetHorzLineValue(int line, int trace) const {
     return context.GetValueScale(context.AxisOf(trace)).ToValue(HorzY(line));
 }
 
-float CDatumLines::GetVertLineSample(int line, int trace) {
+const std::vector<float>& CDatumLines::VertLineSamples(int line) {
     DatumLabels& block = *m_vertLabels[static_cast<size_t>(line)];
-    ReadValues(block, GetVertLineTime(line));
-    return block.values[static_cast<size_t>(trace)];
+    ReadValues(block.samples, GetVertLineTime(line));
+    return block.samples.values;
 }
 
-void CDatumLines::ReadValues(DatumLabels& block, double timeMs) const {
+int CDatumLines::MovingVertX(int line) const {
+    const int x = VertX(line);
+    if (!m_moving || !m_moving->isVert || m_moving->line >= VertCount() || !IsOnPlotX(m_moving->to)) return x;
+    if (line == m_moving->line) return m_moving->to;
+    const int shifted = x + m_moving->to - VertX(m_moving->line);
+    return plot_().GetSession().coupledCursors && IsOnPlotX(shifted) ? shifted : x;
+}
+
+int CDatumLines::MovingHorzY(int line) const {
+    const bool moves = m_moving && !m_moving->isVert && m_moving->line == line && IsOnPlotY(m_moving->to);
+    return moves ? m_moving->to : HorzY(line);
+}
+
+const std::vector<float>& CDatumLines::MovingSamples(int line) {
+    DatumLabels& block = *m_vertLabels[static_cast<size_t>(line)];
+    const int x = MovingVertX(line);
+    DatumSamples& samples = x == VertX(line) ? block.samples : block.moving;
+    ReadValues(samples, plot_().PixelToTime(x));
+    return samples.values;
+}
+
+void CDatumLines::ReadValues(DatumSamples& samples, double timeMs) const {
     CDataDoc& doc = plot_().doc;
     const int32_t position = doc.PositionOf(timeMs);
-    if (block.valuesAt == position) return;
+    if (samples.at == position) return;
     const auto count = static_cast<size_t>(doc.traceCount);
     const float none = std::numeric_limits<float>::quiet_NaN();
-    block.values.assign(count, none);
-    block.valuesAt = position;
+    samples.values.assign(count, none);
+    samples.at = position;
     std::vector<uint8_t> valid(count);
     std::vector<TraceBlock> reads;
     for (size_t t = 0; t < count; ++t)
         reads.push_back(
-            {static_cast<int>(t), std::span(block.values).subspan(t, 1), std::span(valid).subspan(t, 1)});
+            {static_cast<int>(t), std::span(samples.values).subspan(t, 1), std::span(valid).subspan(t, 1)});
     try {
         doc.ReadBlocks(position, reads);
     } catch (const FileError& error) {
@@ -126,11 +156,14 @@ void CDatumLines::ReadValues(DatumLabels& block, double timeMs) const {
         valid.assign(count, 0);
     }
     for (size_t t = 0; t < count; ++t)
-        if (valid[t] == 0) block.values[t] = none;
+        if (valid[t] == 0) samples.values[t] = none;
 }
 
 void CDatumLines::ForgetValues() {
-    for (auto& block : m_vertLabels) block->valuesAt.reset();
+    for (auto& block : m_vertLabels) {
+        block->samples.at.reset();
+        block->moving.at.reset();
+    }
 }
 
 // --- hit tests ---

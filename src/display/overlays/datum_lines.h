@@ -51,13 +51,31 @@ struct DatumLabel {
     std::optional<int> moved;  // and once the user has shifted it
 };
 
+// The samples of all traces under a vertical line, kept while it stands at one position of the recording.
+struct DatumSamples {
+    std::optional<int32_t> at;
+    std::vector<float> values;  // not-a-number in a gap and past the end
+};
+
 // The labels of one line. Of a vertical line label 0 is the ID, 1 the time, and 2 + t the value of trace t;
 // of a horizontal one 0 is the ID, and 1 + t the text at trace t.
 struct DatumLabels {
     std::vector<DatumLabel> labels;
-    // The samples of all traces under a vertical line, kept while it stands at one position of the recording.
-    std::optional<int32_t> valuesAt;
-    std::vector<float> values;  // not-a-number in a gap and past the end
+    DatumSamples samples;  // of a vertical line, where it stands
+    DatumSamples moving;   // and where it would stand
+};
+
+// A line that the mouse has under way to another pixel. It stands where it was until it is dropped.
+struct DatumMove {
+    bool isVert = true;
+    int line = -1;
+    int to = 0;
+};
+
+// Between which cursors the differences are told: between neighbours, or of all others from one of them.
+struct DatumPairs {
+    int vertFrom = -1;  // a line; -1: between neighbours
+    int horzFrom = -1;
 };
 
 // What lies under the mouse.
@@ -78,6 +96,9 @@ class CDatumLines : public CViewAddIn {
     bool m_bShowIDs = false;
     bool m_bShowTimes = true;  // of vertical lines
     bool m_bShowValues = true;
+
+    std::optional<DatumMove> m_moving;
+    DatumPairs m_pairs;
 
     // Positions are 16-bit words: a pixel outside of 0 to 65535 is held to that range. Lines are numbered
     // from 0 in the order of their making; each answers the number of the new one.
@@ -101,8 +122,16 @@ class CDatumLines : public CViewAddIn {
 
     double GetVertLineTime(int line) const;              // ms
     double GetHorzLineValue(int line, int trace) const;  // on the axis of the trace
-    // The sample of a trace under a vertical line; not-a-number where there is none.
-    float GetVertLineSample(int line, int trace);
+    // The samples of all traces under a vertical line; not-a-number where there is none.
+    const std::vector<float>& VertLineSamples(int line);
+    float GetVertLineSample(int line, int trace) { return VertLineSamples(line)[static_cast<size_t>(trace)]; }
+
+    // Where lines would stand if what is under way were dropped now: what is measured follows the hand.
+    // Coupled lines go along.
+    int MovingVertX(int line) const;
+    int MovingHorzY(int line) const;
+    // The samples of all traces there.
+    const std::vector<float>& MovingSamples(int line);
 
     // Vertical lines, their labels, horizontal lines, their labels; the newest first.
     DatumHit HitTest(int x, int y) const;
@@ -137,7 +166,9 @@ class CDatumLines : public CViewAddIn {
     using Blocks = std::vector<std::unique_ptr<DatumLabels>>;
 
     std::unique_ptr<DatumLabels> MakeLabels(int first) const;
-    void ReadValues(DatumLabels& block, double timeMs) const;
+    void ReadValues(DatumSamples& samples, double timeMs) const;
+    // After a deletion: what counts lines goes on with the same ones.
+    void ForgetLine(int DatumPairs::*from, int line);
     void WriteVertValues(DatumLabels& block);
     int WriteHorzValues(DatumLabels& block, int line) const;
     void LayOutVert(DrawDevice& device, int line);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "display/overlays/cursor_table.h"
 #include "display/overlays/overlay_drags.h"
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_fonts.h"
@@ -36,24 +37,32 @@ class LineDrag : public MouseDrag {
         from_ = to_ = isVert_ ? lines.VertX(line_) : lines.HorzY(line_);
         grip_ = from_ - Along(event);
     }
-    void Move(CKymoraView&, const MouseEvent& event) override { to_ = Along(event) + grip_; }
+    void Move(CKymoraView& view, const MouseEvent& event) override {
+        to_ = Along(event) + grip_;
+        CDatumLines& lines = view.DatumLines();
+        if (!IsThere(lines)) return;
+        lines.m_moving = DatumMove{isVert_, line_, to_};
+        if (view.Window()) view.Window()->ShowStatus(CursorStatus(view, isVert_, line_));
+    }
     void Release(CKymoraView& view, const MouseEvent& event) override {
         to_ = Along(event) + grip_;
-        view.DatumLines().m_nState = datumIdle;
+        End(view);
         if (to_ == from_ || !IsThere(view.DatumLines())) return;
         if (isVert_)
             MoveVertCursor(view, line_, to_);
         else
             MoveHorzCursor(view, line_, to_);
     }
-    void Cancel(CKymoraView& view) override { view.DatumLines().m_nState = datumIdle; }
+    void Cancel(CKymoraView& view) override { End(view); }
     void Draw(const PlotContext& context, DrawDevice& device) const override {
-        const CDatumLines& lines = *context.cursors;
+        CDatumLines& lines = *context.cursors;
         if (to_ == from_ || !(isVert_ ? lines.IsOnPlotX(to_) : lines.IsOnPlotY(to_))) return;
         const PixelRect& plot = lines.m_rcPlot;
         device.SetPen({CursorInk(context), 1, Pen::Style::dashed});
         if (isVert_) {
             device.Line(to_, plot.top, to_, plot.bottom);
+            if (lines.m_bShowValues && IsThere(lines))
+                DrawCursorDots(context, device, to_, lines.MovingSamples(line_));
             DrawDragText(context, device, {to_, plot.top},
                          TimeInUnit(context.PixelToTime(to_), context.settings.m_nTimeUnit, 2));
             return;
@@ -70,6 +79,11 @@ class LineDrag : public MouseDrag {
 
   private:
     int Along(const MouseEvent& event) const { return isVert_ ? event.x : event.y; }
+    static void End(CKymoraView& view) {
+        view.DatumLines().m_nState = datumIdle;
+        view.DatumLines().m_moving.reset();
+        view.Mouse().ShowMode();
+    }
     // Commands can delete lines during the drag.
     bool IsThere(const CDatumLines& lines) const {
         return line_ < (isVert_ ? lines.VertCount() : lines.HorzCount()) &&

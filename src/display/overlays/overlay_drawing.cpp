@@ -1,5 +1,7 @@
 #include "display/overlays/overlay_drawing.h"
 
+#include <cmath>
+
 #include "display/overlays/overlay_annotations.h"
 #include "display/overlays/overlay_fonts.h"
 #include "display/overlays/overlay_markers.h"
@@ -102,18 +104,11 @@ void DrawScaleBar(const PlotContext& context, DrawDevice& device, ScaleBarId id)
 
 // --- cursors ---
 
-// On a plate as large as its characters: a trace between two digits would look like a sign or hide a point.
-void NumberText(DrawDevice& device, Point at, std::string_view text, const TextStyle& style, uint32_t paper) {
-    const Extent size = device.FontExtent(text, *style.font);
-    device.FillRect({at.x - 1, at.y + 1, at.x + size.width + 1, at.y + size.height - 1}, paper);
-    device.Text(at.x, at.y, text, style);
-}
-
 void DrawLabels(const PlotContext& context, DrawDevice& device, const std::vector<DatumLabel>& labels) {
     const TextStyle style = StyleOf(CursorInk(context), DatumFont());
     for (const DatumLabel& label : labels)
         if (label.rect != PixelRect{})
-            NumberText(device, {label.rect.left, label.rect.top}, label.text, style,
+            RimmedText(device, label.rect.left, label.rect.top, label.text, style,
                        context.settings.m_crBackground);
 }
 
@@ -132,14 +127,34 @@ void DrawFocusRect(const PlotContext& context, DrawDevice& device, const PixelRe
     device.Frame(rect);
 }
 
+void DrawCursorDots(const PlotContext& context, DrawDevice& device, int x,
+                    const std::vector<float>& samples) {
+    constexpr int radius = 3;
+    const PixelRect& plot = context.layout.plot;
+    for (int trace = 0; trace < context.doc.traceCount; ++trace) {
+        const auto t = static_cast<size_t>(trace);
+        if (!context.IsTraceShown(trace) || !std::isfinite(samples[t])) continue;
+        const int axis = context.AxisOf(trace);
+        const int y = context.ValueToPixel(static_cast<double>(samples[t]), axis);
+        const PixelRect band = context.BandOf(axis);
+        const int reach = context.settings.m_format[t].clipToAxis ? context.layout.axisGap : farthestPixel;
+        if (y < std::max(plot.top, band.top - reach) || y > std::min(plot.bottom, band.bottom + reach))
+            continue;
+        const auto disc = [&](int r, uint32_t colour) {
+            device.FillEllipse({x - r, y - r, x + r + 1, y + r + 1}, colour);
+        };
+        disc(radius + 1, context.settings.m_crBackground);
+        disc(radius, context.doc.traces[t].traceColour);
+    }
+}
+
 void DrawDragText(const PlotContext& context, DrawDevice& device, Point at, std::string_view text) {
     constexpr int gap = 3;
     const Extent size = device.FontExtent(text, DatumFont());
     const PixelRect& plot = context.layout.plot;
     const int x = std::max(plot.left, std::min(at.x + gap, plot.right - size.width));
     const int y = std::max(plot.top, std::min(at.y + gap, plot.bottom - size.height));
-    NumberText(device, {x, y}, text, StyleOf(CursorInk(context), DatumFont()),
-               context.settings.m_crBackground);
+    RimmedText(device, x, y, text, StyleOf(CursorInk(context), DatumFont()), context.settings.m_crBackground);
 }
 
 void DrawOverlays(const PlotContext& context, DrawDevice& device) {
@@ -163,6 +178,9 @@ void DrawCursors(const PlotContext& context, DrawDevice& device) {
     for (int line = 0; line < lines.HorzCount(); ++line)
         if (lines.IsOnPlotY(lines.HorzY(line)))
             device.Line(plot.left, lines.HorzY(line), plot.right, lines.HorzY(line));
+    for (int line = 0; lines.m_bShowValues && line < lines.VertCount(); ++line)
+        if (lines.IsOnPlotX(lines.VertX(line)))
+            DrawCursorDots(context, device, lines.VertX(line), lines.VertLineSamples(line));
     for (int line = 0; line < lines.VertCount(); ++line) DrawLabels(context, device, lines.VertLabels(line));
     for (int line = 0; line < lines.HorzCount(); ++line) DrawLabels(context, device, lines.HorzLabels(line));
 }

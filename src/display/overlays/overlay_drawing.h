@@ -18,6 +18,8 @@ std::optional<int> GuidePlace(const PlotContext& context, const ViewGuide& guide
 void DrawCursors(const PlotContext& context, DrawDevice& device);
 
 // --- what drags draw besides ---
+// On each trace where a vertical cursor at a pixel meets it, at its sample there.
+void DrawCursorDots(const PlotContext& context, DrawDevice& device, int x, const std::vector<float>& samples);
 uint32_t CursorInk(const PlotContext& context);
 void DrawMarkerCross(DrawDevice& device, int x);
 // A dashed frame in place of what is dragged.

@@ -35,6 +35,9 @@ TEST(Commands, KeysFollowTheLabels) {
         {{character, 'm', true}, "next-marker"},
         {{character, 'a', false, true}, "prev-annotation"},
         {{character, '1', true}, "none"},
+        {{character, 'v', false, false, true}, "cursor-add-vert-here"},
+        {{character, 'n', false, false, true}, "none"},
+        {{character, 'm', true, false, true}, "next-marker"},  // Shift means nothing with it
         {{}, "none"},
     };
     for (const auto& [key, id] : keys) {
@@ -45,14 +48,15 @@ TEST(Commands, KeysFollowTheLabels) {
 
 TEST(Commands, IdsAndKeysAreUnique) {
     std::set<std::string_view> ids;
-    std::set<std::tuple<int, char, bool, bool>> keys;
+    std::set<std::tuple<int, char, bool, bool, bool>> keys;
     for (const Command& command : ViewCommands()) {
         EXPECT_TRUE(ids.insert(command.id).second) << command.id;
         EXPECT_EQ(command.key.code == KeyCode::none, command.label.find('\t') == std::string_view::npos)
             << command.label;
         for (const Key& key : {command.key, command.otherKey}) {
             if (key.code == KeyCode::none) continue;
-            EXPECT_TRUE(keys.emplace(static_cast<int>(key.code), key.character, key.ctrl, key.alt).second)
+            EXPECT_TRUE(
+                keys.emplace(static_cast<int>(key.code), key.character, key.ctrl, key.alt, key.shift).second)
                 << command.id;
         }
     }
