@@ -38,6 +38,7 @@ void ScaleAxisAround(CKymoraView& view, int axis, int y, double factor);
 // window.
 void AskAxes(CKymoraView& view);
 void AskFormat(CKymoraView& view);
+void AskTraceColour(CKymoraView& view, int trace);
 void AskSize(CKymoraView& view);
 
 }  // namespace kymora

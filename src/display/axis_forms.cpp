@@ -256,6 +256,19 @@ void AskFormat(CKymoraView& view) {
     doc.UpdateAllViews(UpdateHint::settings);
 }
 
+void AskTraceColour(CKymoraView& view, int trace) {
+    CDataDoc& doc = view.GetDocument();
+    TraceSettings& settings = doc.traces[static_cast<size_t>(trace)];
+    Form form("Colour of trace " + Numbered(trace + 1, settings.traceLabel));
+    form.AddColour("colour", "Colour", settings.traceColour, "Colour of the trace");
+    if (!view.GetSession().host.AskForm(form) || form["colour"].colour == settings.traceColour) return;
+    {
+        DisplayScope scope(view, "Format", DisplayScope::work);
+        settings.traceColour = form["colour"].colour;
+    }
+    doc.UpdateAllViews(UpdateHint::settings);
+}
+
 void AskSize(CKymoraView& view) {
     const Layout layout = view.Plot().layout;
     Form form("Set size");

@@ -90,6 +90,8 @@ class BandNames {
         const bool joins = !hasUnits_ && !UnitsOf(trace).empty() && !name.empty();
         if (joins && device_.TextExtent(withUnits).width <= Room()) name = withUnits;
         if (name.empty()) return;
+        context_.drawn.traceNames.emplace_back(
+            trace, PixelRect{0, y, context_.layout.gutter, y + lineHeight_});
         device_.FillRect({swatchLeft, y + 1, swatchRight, y + lineHeight_ - 1}, colour);
         PaintText(y, name, colour);
     }
@@ -127,6 +129,7 @@ int GutterWidth(const PlotContext& context, int windowWidth) {
 }
 
 void DrawTraceNames(const PlotContext& context, DrawDevice& device) {
+    context.drawn.traceNames.clear();
     if (!ShowsTraceNames(context) || context.layout.gutter <= 0) return;
     int taken = -farthestPixel;
     for (size_t slot = 0; slot < context.shownAxes.size(); ++slot) {

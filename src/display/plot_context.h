@@ -26,6 +26,7 @@ class MouseDrag;
 struct DrawnParts {
     TextSizes textSizes;  // of the texts of markers and annotations
     EventRowCache eventRows;
+    std::vector<std::pair<int, PixelRect>> traceNames;  // where the labels of traces stand
 };
 
 struct PlotContext {

@@ -11,7 +11,8 @@ namespace kymora {
 
 namespace {
 
-constexpr int limitLeft = 2, limitWidth = 66, limitHeight = 19;
+constexpr int limitLeft = 2, limitHeight = 19;
+constexpr int aroundText = 18;  // frame, margins and the caret
 
 }  // namespace
 
@@ -20,7 +21,10 @@ LimitEdit::LimitEdit(CKymoraView& view, QWidget* parent) : QLineEdit(parent), vi
     setAlignment(Qt::AlignRight);
     setFont(PainterDevice::TextFont());
     hide();
+    connect(this, &QLineEdit::textChanged, this, &LimitEdit::Place);
 }
+
+int LimitEdit::NeededWidth() const { return fontMetrics().horizontalAdvance(text()) + aroundText; }
 
 void LimitEdit::Open(int axis, bool isMax) {
     if (view_.Plot().SlotOf(axis) < 0 || !view_.Plot().layout.axesShown) return;
@@ -46,7 +50,11 @@ void LimitEdit::Place() {
     const int top = !hasRoom ? (band.top + band.bottom - limitHeight) / 2
                     : isMax_ ? rect.top
                              : rect.bottom - limitHeight;
-    setGeometry(limitLeft, top, limitWidth, limitHeight);
+    // As wide as its number, over the plot if need be.
+    const int axisRight = hasRoom ? rect.right : band.left - limitLeft;
+    const int width =
+        std::min(std::max(axisRight - limitLeft, NeededWidth()), parentWidget()->width() - limitLeft);
+    setGeometry(std::max(limitLeft, axisRight - width), top, width, limitHeight);
 }
 
 bool LimitEdit::Accept() {

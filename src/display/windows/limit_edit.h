@@ -31,6 +31,8 @@ class LimitEdit : public QLineEdit {
     void GoOn(int direction);
 
     CKymoraView& view_;
+    int NeededWidth() const;
+
     int axis_ = -1;
     bool isMax_ = true;
     bool accepting_ = false;

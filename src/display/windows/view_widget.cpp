@@ -14,9 +14,11 @@
 #include <QWheelEvent>
 #include <cmath>
 
+#include "display/commands/context_menu.h"
 #include "display/overlays/overlay_fonts.h"
 #include "display/picture.h"
 #include "display/view_times.h"
+#include "display/windows/hover_card.h"
 #include "display/windows/reload_strip.h"
 #include "drawing/windows/painter_device.h"
 
@@ -38,7 +40,8 @@ QString StyleOn(uint32_t paper) {
     return QString("QLineEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 3px;"
                    " padding: 0 3px; selection-background-color: #2f6fb0; selection-color: white; }"
                    "QLineEdit:focus { border: 1px solid %4; }"
-                   "QLabel { color: %5; background: transparent; }")
+                   "QLabel { color: %5; background: transparent; }"
+                   "#hoverCard { color: %2; background: %1; border: 1px solid %3; border-radius: 3px; }")
         .arg(ToQColor(paper).name(), ToQColor(ink).name(), ToQColor(Blend(paper, ink, 0.25)).name(), focus,
              ToQColor(Blend(paper, ink, 0.8)).name());
 }
@@ -96,6 +99,7 @@ Key KeyFrom(const QKeyEvent& event) {
         if (event.key() > Qt::Key_Space && event.key() <= Qt::Key_AsciiTilde) {
             key.code = KeyCode::character;
             key.character = static_cast<char>(std::tolower(event.key()));
+            key.shift = event.modifiers().testFlag(Qt::ShiftModifier) && std::isalpha(event.key()) != 0;
         }
     }
     return key;
@@ -125,6 +129,8 @@ ViewWidget::ViewWidget(CKymoraView& view, QWidget* parent) : QWidget(parent), vi
     ApplyColours();
     view_.SetWindow(this);
     strip_ = new ReloadStrip(view, this);
+    card_ = new HoverCard(view, this);
+    connect(this, &ViewWidget::ViewChanged, card_, &HoverCard::Leave);
     connect(this, &ViewWidget::ViewChanged, strip_, &ReloadStrip::Watch);
 }
 
@@ -138,11 +144,16 @@ void ViewWidget::Release() {
         edit->removeEventFilter(this);
         edit->disconnect(this);
     }
+    delete card_;
     delete strip_;
     delete limitEdit_;
 }
 
 bool ViewWidget::event(QEvent* event) {
+    // The menu key is taken as a key, which knows where the menu belongs.
+    const bool isByKey = event->type() == QEvent::ContextMenu &&
+                         static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Keyboard;
+    if (isByKey && !isReleased_) return event->accept(), true;
     if (!isReleased_) return QWidget::event(event);
     return event->type() == QEvent::DeferredDelete && QObject::event(event);
 }
@@ -347,11 +358,20 @@ void ViewWidget::PaintPicture() {
 // --- keys and mouse ---
 
 void ViewWidget::keyPressEvent(QKeyEvent* event) {
+    card_->Leave();
     if (event->key() == Qt::Key_Escape) return view_.Escape();
+    const bool isMenuKey = event->key() == Qt::Key_Menu ||
+                           (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier);
+    if (isMenuKey) return AskForMenu();
     const Key key = KeyFrom(*event);
     const Command* command = FindCommand(view_, key);
     if (!command) return QWidget::keyPressEvent(event);
     RunCommand(*command, {view_, key.ctrl});
+}
+
+void ViewWidget::AskForMenu() {
+    const Point at = MenuPlace(view_.Plot(), isMouseOver_ ? view_.m_mouse : std::nullopt);
+    emit customContextMenuRequested({at.x, at.y});
 }
 
 // Scrolls by steps, with Shift by pages; zooms with Ctrl, and over an axis.
@@ -372,12 +392,14 @@ void ViewWidget::TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers mo
 }
 
 void ViewWidget::wheelEvent(QWheelEvent* event) {
+    card_->Leave();
     const int steps = wheel_.Take(*event);
     if (steps != 0) TurnWheel(steps, event->position().toPoint(), event->modifiers());
 }
 
 void ViewWidget::mousePressEvent(QMouseEvent* event) {
     setFocus();
+    card_->Leave();
     view_.Mouse().Down(FromQt(*event));
 }
 
@@ -385,6 +407,8 @@ void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
     // A message that came up during the drag has swallowed the release.
     if (view_.Mouse().Drag() && !event->buttons().testFlag(Qt::LeftButton)) view_.Escape();
     view_.Mouse().Move(FromQt(*event));
+    isMouseOver_ = true;
+    card_->RestAt(event->pos());
     const PlotContext shown = view_.Plot();
     const int x = event->pos().x(), y = event->pos().y();
     QString place = QString::fromStdString(StatusText(shown, x, y));
@@ -396,6 +420,10 @@ void ViewWidget::mouseReleaseEvent(QMouseEvent* event) { view_.Mouse().Up(FromQt
 
 void ViewWidget::mouseDoubleClickEvent(QMouseEvent* event) { view_.Mouse().DoubleClick(FromQt(*event)); }
 
-void ViewWidget::leaveEvent(QEvent*) { emit StatusChanged(modeStatus_); }
+void ViewWidget::leaveEvent(QEvent*) {
+    isMouseOver_ = false;
+    card_->Leave();
+    emit StatusChanged(modeStatus_);
+}
 
 }  // namespace kymora

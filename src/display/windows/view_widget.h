@@ -17,6 +17,7 @@ class QWheelEvent;
 
 namespace kymora {
 
+class HoverCard;
 class ReloadStrip;
 
 // What the tables of commands know a key as.
@@ -90,6 +91,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     // As it leaves the window, at the size that the screen really has.
     QImage PictureToKeep() const;
     void ApplyColours();
+    void AskForMenu();
     void TurnWheel(int steps, const QPoint& at, Qt::KeyboardModifiers modifiers);
 
     CKymoraView& view_;
@@ -99,6 +101,8 @@ class ViewWidget : public QWidget, public ViewWindow {
     QLabel* timebaseUnit_;
     LimitEdit* limitEdit_;
     ReloadStrip* strip_;
+    HoverCard* card_;
+    bool isMouseOver_ = false;
     std::optional<uint32_t> paper_;  // that the colours of the edit boxes were made for
     QImage picture_;
     bool pictureIsCurrent_ = false;
