@@ -29,6 +29,13 @@ constexpr CheckMark<Frame> HasTheme{
     [](const Frame& frame) { return frame.GetSession().options.theme == static_cast<int>(theme); }, true};
 
 bool IsToolBarShown(const Frame& frame) { return frame.IsToolBarShown(); }
+bool IsCursorTableShown(const Frame& frame) { return frame.IsCursorTableShown(); }
+bool HasHoverCard(const Frame& frame) { return frame.GetSession().options.hoverCard != 0; }
+void ToggleHoverCard(Frame& frame) {
+    int& option = frame.GetSession().options.hoverCard;
+    option = option == 0 ? 1 : 0;
+    emit frame.SettingsChanged();
+}
 bool IsFullScreen(const Frame& frame) { return frame.isFullScreen(); }
 
 constexpr bool group = true;
@@ -53,9 +60,12 @@ constexpr FrameCommand table[] = {
 
     {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, IsToolBarShown, Run<&Frame::ToggleToolBar>, group},
     {"full-screen", "&View", "Full screen\tF11", "Gives the window the whole screen, and takes it back", nullptr, IsFullScreen, Run<&Frame::ToggleFullScreen>},
+    {"hover-card", "&View", "Details beside the &mouse", "Tells what lies under the mouse once it rests there", nullptr, HasHoverCard, ToggleHoverCard},
     {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
     {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},
     {"theme-dark", "&View/Window colours", "Dark", "Dark windows, and plots on dark paper", nullptr, HasTheme<Theme::dark>, SetTheme<Theme::dark>},
+
+    {"cursor-table", "&Cursors", "&Table of cursors\tCtrl+Shift+T", "Shows what the cursors measure: times, values and the differences between them", nullptr, IsCursorTableShown, Run<&Frame::ToggleCursorTable>, group},
 
     {"test-equation", "T&ransform", "&Test equation...", "Tries an expression with numbers of your own", nullptr, nullptr, [](Frame& frame) { AskEqnTest(frame.GetSession()); }, group},
 

@@ -6,6 +6,7 @@
 
 #include <QLabel>
 
+#include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
@@ -76,6 +77,7 @@ void CMainFrame::Watch(CChildFrame& child) {
     ViewWidget& widget = child.Widget();
     connect(&widget, &ViewWidget::StatusChanged, status_, &QLabel::setText);
     connect(&widget, &ViewWidget::ViewChanged, this, &CMainFrame::UpdateCommands);
+    connect(&widget, &ViewWidget::ViewChanged, cursorPane_, &CursorPane::Update);
     widget.setContextMenuPolicy(Qt::CustomContextMenu);
     connect(&widget, &QWidget::customContextMenuRequested, this,
             [this, frame = &child](const QPoint& at) { ShowContextMenu(frame, at); });

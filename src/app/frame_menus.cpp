@@ -2,13 +2,16 @@
 
 #include <QActionGroup>
 #include <QApplication>
+#include <QDockWidget>
 #include <QMenuBar>
 #include <QToolBar>
 #include <QToolButton>
 #include <algorithm>
 
+#include "app/cursor_pane.h"
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
+#include "display/commands/context_menu.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
 
@@ -299,26 +302,97 @@ void CMainFrame::ListRecent() {
     clear->setStatusTip(tr("Forgets the recent files; the files themselves stay"));
 }
 
-// All menus of the view at the place of the mouse, with what can be undone before them.
+// What can be done with the thing under the mouse and at its place; behind it all menus of the view.
 void CMainFrame::ShowContextMenu(CChildFrame* child, const QPoint& at) {
     mdi_->setActiveSubWindow(child);
     UpdateCommands();
     QMenu menu(this);
     menu.setObjectName("contextMenu");
-    for (const auto& [command, action] : viewActions_)
-        if (command->id == "undo" || command->id == "redo") menu.addAction(action);
+    menu.setToolTipsVisible(true);
+    const PlaceMenu place = MenuAt(child->View(), {at.x(), at.y()});
+    menu.addSection(ToQString(place.title));
+    for (const MenuEntry& entry : place.entries) AddEntry(menu, entry, *child);
     menu.addSeparator();
-    std::vector<const QMenu*> added;
-    for (const auto& [command, action] : viewActions_) {
-        QMenu* submenu = MenuFor(command->menu.substr(0, command->menu.find('/')));
-        const bool isNew = std::find(added.begin(), added.end(), submenu) == added.end();
-        if (isNew && command->menu != "E&dit") menu.addMenu(submenu);
-        added.push_back(submenu);
-    }
+    AddAllMenus(*menu.addMenu(tr("All &menus")));
     contextPoint_ = Point{at.x(), at.y()};
     menu.exec(child->Widget().mapToGlobal(at));
     contextPoint_.reset();
 }
+
+void CMainFrame::AddEntry(QMenu& menu, const MenuEntry& entry, CChildFrame& child) {
+    if (entry.startsGroup) menu.addSeparator();
+    const QAction* own = findChild<QAction*>(ToQString(entry.id));
+    QAction* action = menu.addAction(ToQString(entry.label));
+    action->setObjectName("place-" + ToQString(entry.id));
+    action->setToolTip(ToQString(entry.toolTip));
+    action->setStatusTip(action->toolTip());
+    action->setEnabled(entry.enabled);
+    if (entry.checked) {
+        SetCheckMark(action, entry.isRadio);
+        action->setChecked(*entry.checked);
+    } else if (!entry.run && own && own->isCheckable()) {
+        SetCheckMark(action, false);
+        action->setChecked(own->isChecked());
+    }
+    // Its key is shown as that of the other entries, which the view takes.
+    if (!entry.run && own && !own->shortcut().isEmpty())
+        action->setText(action->text() + '\t' + own->shortcut().toString());
+    connect(action, &QAction::triggered, this, [this, &entry, &child] {
+        RunEntry(entry, child);
+        UpdateCommands();
+    });
+}
+
+void CMainFrame::RunEntry(const MenuEntry& entry, CChildFrame& child) {
+    if (entry.run) return entry.run(child.View());
+    const OperationEntry operation = FindOperationEntry(entry.id);
+    if (!operation.operation) {
+        RunCommandById(entry.id);
+        return;
+    }
+    OperationWindow* window = operations_->Open(operation);
+    if (window->IsBusy()) return;
+    for (const auto& [key, value] : entry.parameters) {
+        ParamList params = window->Block().Params();
+        if (Field* param = params.Find(key)) param->SetFromText(value);
+    }
+    window->Refresh();
+}
+
+void CMainFrame::AddAllMenus(QMenu& menu) {
+    std::vector<const QMenu*> added;
+    for (const auto& [command, action] : viewActions_) {
+        QMenu* submenu = MenuFor(command->menu.substr(0, command->menu.find('/')));
+        if (std::find(added.begin(), added.end(), submenu) == added.end()) menu.addMenu(submenu);
+        added.push_back(submenu);
+    }
+}
+
+// --- the table of cursors ---
+
+void CMainFrame::MakeCursorTable() {
+    cursorDock_ = new QDockWidget(tr("Table of cursors"), this);
+    cursorDock_->setObjectName("cursorDock");
+    cursorPane_ = new CursorPane(
+        [this] {
+            const CChildFrame* child = ActiveChild();
+            return child ? &child->View() : nullptr;
+        },
+        [this](std::string_view id) { RunCommandById(id); }, cursorDock_);
+    cursorDock_->setWidget(cursorPane_);
+    addDockWidget(Qt::BottomDockWidgetArea, cursorDock_);
+    cursorDock_->hide();
+    connect(cursorDock_, &QDockWidget::visibilityChanged, this, [this] { UpdateCommands(); });
+}
+
+// The keyboard goes back to the recording with it.
+void CMainFrame::ToggleCursorTable() {
+    cursorDock_->setVisible(cursorDock_->isHidden());
+    if (CChildFrame* child = ActiveChild()) child->Widget().setFocus();
+    emit SettingsChanged();
+}
+
+bool CMainFrame::IsCursorTableShown() const { return cursorDock_ && !cursorDock_->isHidden(); }
 
 // --- commands by name ---
 

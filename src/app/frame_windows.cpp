@@ -32,7 +32,8 @@ std::vector<ListedCommand> MouseUses() {
         use(QObject::tr("Zoom around the pointer"), QObject::tr("Ctrl+wheel")),
         use(QObject::tr("Move through the recording"), QObject::tr("drag the plot, or the slider")),
         use(QObject::tr("Select an axis"), QObject::tr("click its numbers; with Ctrl one more")),
-        use(QObject::tr("Menu of commands"), QObject::tr("right click")),
+        use(QObject::tr("Menu of what is under the pointer"),
+            QObject::tr("right click, the menu key or Shift+F10")),
         use(QObject::tr("End a mode or a drag"), QObject::tr("ESC")),
     };
 }

@@ -39,6 +39,7 @@ constexpr StoredOption storedOptions[] = {
     {"Palette", &Options::palette, 0, 2},
     {"Transform undo share", &Options::transformUndoShare, 0, greatestUndoShare},
     {"Theme", &Options::theme, 0, 2},
+    {"Hover card", &Options::hoverCard, 0, 1},
 };
 
 // Qt ends the program with an abort when there is no screen; a person deserves a sentence.
@@ -124,6 +125,7 @@ void CKymora32App::ReadFrameSettings(CMainFrame& frame) {
     host_.lastFolder = settings.value("Last folder").toString();
     frame.restoreGeometry(settings.value("Geometry").toByteArray());
     if (!settings.value("Tool bar", true).toBool()) frame.ToggleToolBar();
+    frame.restoreState(settings.value("Docks").toByteArray());
 }
 
 void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
@@ -137,6 +139,7 @@ void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
     settings.setValue("Last folder", host_.lastFolder);
     settings.setValue("Geometry", frame.saveGeometry());
     settings.setValue("Tool bar", frame.IsToolBarShown());
+    settings.setValue("Docks", frame.saveState());
 }
 
 int RunDesktop(int argc, char** argv) {

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDockWidget>
 #include <QDragEnterEvent>
 #include <QLabel>
 #include <QMimeData>
@@ -10,8 +11,10 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/operation_windows.h"
+#include "app/transform_step.h"
 #include "widgets/notice_bar.h"
 #include "widgets/tool_icons.h"
 
@@ -46,12 +49,14 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     setCentralWidget(centre);
     operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
+    MakeCursorTable();
     MakeMenus();
     MakeToolBar();
     ShowWhatHasNoRoom();
     connect(mdi_, &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* window) {
         if (auto* child = qobject_cast<CChildFrame*>(window)) child->Widget().setFocus();
         status_->clear();
+        cursorPane_->Update();
         operations_->SetActive(ActiveChild());
         UpdateCommands();
     });
@@ -63,6 +68,7 @@ CMainFrame::~CMainFrame() {
     // Children end while the frame still stands, so that nothing they say reaches a half-destroyed window.
     delete operations_;
     mdi_->disconnect(this);
+    cursorDock_->disconnect(this);
     for (CChildFrame* child : Children()) {
         child->disconnect(this);
         child->Widget().disconnect(this);

@@ -16,11 +16,14 @@
 #include "import/open_document.h"
 #include "widgets/command_finder.h"
 
+class QDockWidget;
 class QLabel;
 
 namespace kymora {
 
+class CursorPane;
 class DesktopHost;
+struct MenuEntry;
 class NoticeBar;
 class CTransformDlg;
 class OperationWindows;
@@ -96,6 +99,8 @@ class CMainFrame : public QMainWindow {
     void ToggleToolBar();
     void ToggleFullScreen();
     bool IsToolBarShown() const;
+    void ToggleCursorTable();
+    bool IsCursorTableShown() const;
     void SetTheme(int theme);
 
     void OnWindowNew();
@@ -134,7 +139,11 @@ class CMainFrame : public QMainWindow {
     void ShowWhatHasNoRoom();
     void ListWindows();
     void ListRecent();
+    void MakeCursorTable();
     void ShowContextMenu(CChildFrame* child, const QPoint& at);
+    void AddEntry(QMenu& menu, const MenuEntry& entry, CChildFrame& child);
+    void AddAllMenus(QMenu& menu);
+    void RunEntry(const MenuEntry& entry, CChildFrame& child);
     void UpdateCommands();
     void NameUndo(QAction* action, const Command& command) const;
 
@@ -169,6 +178,8 @@ class CMainFrame : public QMainWindow {
     QLabel* status_;
     NoticeBar* notice_ = nullptr;
     QToolBar* toolBar_ = nullptr;
+    CursorPane* cursorPane_ = nullptr;
+    QDockWidget* cursorDock_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     BatchDocuments batch_;
     RecentFiles recent_;

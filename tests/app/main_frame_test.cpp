@@ -7,12 +7,14 @@
 
 #include <QActionGroup>
 #include <QApplication>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QTableWidget>
 #include <QTextBrowser>
 #include <QTimer>
 #include <QToolBar>
@@ -408,8 +410,52 @@ TEST_F(MainFrameTest, ToolBarAndContextMenuHoldTheTablesActions) {
         menu->close();
     });
     emit child.Widget().customContextMenuRequested({50, 50});
-    EXPECT_TRUE(shown.contains("&Zoom"));
+    EXPECT_TRUE(shown.contains("&Autoscale\t Ctrl 0")) << shown.join(", ").toStdString();
+    EXPECT_TRUE(shown.contains("All &menus"));
     EXPECT_FALSE(shown.contains("&File"));
+}
+
+TEST_F(MainFrameTest, KeysOpenTheMenuOfThePlaceInTheMiddle) {
+    CChildFrame& child = OpenOne();
+    for (const auto& [key, modifiers] :
+         {std::pair{Qt::Key_Menu, Qt::NoModifier}, {Qt::Key_F10, Qt::ShiftModifier}}) {
+        bool hadEntry = false;
+        QTimer::singleShot(0, [&] {
+            auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+            ASSERT_NE(menu, nullptr);
+            auto* entry = menu->findChild<QAction*>("place-cursor-add-vert-here");
+            ASSERT_NE(entry, nullptr);
+            hadEntry = true;
+            entry->trigger();
+            menu->close();
+        });
+        child.View().DatumLines().DeleteAll();
+        QTest::keyClick(&child.Widget(), key, modifiers);
+        EXPECT_TRUE(hadEntry);
+        const PixelRect plot = child.View().Plot().layout.plot;
+        ASSERT_EQ(child.View().DatumLines().VertCount(), 1);
+        EXPECT_EQ(child.View().DatumLines().VertX(0), (plot.left + plot.right) / 2);
+    }
+}
+
+TEST_F(MainFrameTest, TheTableOfCursorsFollowsTheActiveView) {
+    CChildFrame& child = OpenOne();
+    auto* table = frame->findChild<QTableWidget*>("cursorTable");
+    EXPECT_FALSE(table->isVisible());
+    Action("cursor-table")->trigger();
+    EXPECT_TRUE(Action("cursor-table")->isChecked());
+    QTest::keyClicks(&child.Widget(), "vv");
+    QTRY_COMPARE(table->rowCount(), 3);  // two cursors and what lies between them
+    EXPECT_EQ(table->item(0, 1)->text(), "2000.000");
+    auto* pairs = frame->findChild<QComboBox*>("cursorPairs");
+    pairs->setCurrentIndex(pairs->findText("from V:2"));
+    emit pairs->activated(pairs->currentIndex());
+    EXPECT_EQ(child.View().DatumLines().m_pairs.vertFrom, 1);
+    EXPECT_TRUE(table->item(1, 1)->text().startsWith("-")) << table->item(1, 1)->text().toStdString();
+    frame->OpenFile("/two.kymr-dat");
+    QTRY_VERIFY(!table->isVisible());  // no cursors there
+    Action("cursor-table")->trigger();
+    EXPECT_FALSE(Action("cursor-table")->isChecked());
 }
 
 }  // namespace

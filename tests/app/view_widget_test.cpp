@@ -213,6 +213,39 @@ TEST_F(ViewWidgetTest, LimitsAreWrittenInTheirPlace) {
     EXPECT_FALSE(edit->isVisible());
 }
 
+TEST_F(ViewWidgetTest, ALimitIsAsWideAsItsNumber) {
+    View().m_axes[0].m_dMax = 1234.56789012;
+    View().m_axes[0].m_dMin = -1234.56789012;
+    widget->EditLimit(0, true);
+    auto* edit = widget->findChild<QLineEdit*>("limitEdit");
+    for (const char* typed : {"", "-12345678.901234567"}) {
+        QTest::keyClicks(edit, typed);
+        EXPECT_GT(edit->width(), edit->fontMetrics().horizontalAdvance(edit->text()));
+    }
+}
+
+TEST_F(ViewWidgetTest, ACardTellsWhatLiesUnderAMouseThatRests) {
+    auto* card = widget->findChild<QLabel*>("hoverCard");
+    View().DatumLines().AddVertLine(PlotCentre().x());
+    const auto rest = [&](QPoint at) {
+        QMouseEvent move(QEvent::MouseMove, at, widget->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(widget, &move);
+    };
+    rest(PlotCentre());
+    EXPECT_FALSE(card->isVisible());  // not at once
+    QTRY_VERIFY(card->isVisible());
+    EXPECT_TRUE(card->text().startsWith("V:1: 2000.000 ms")) << card->text().toStdString();
+    EXPECT_FALSE(card->geometry().contains(PlotCentre()));
+    EXPECT_TRUE(widget->rect().contains(card->geometry()));
+    Press(Qt::Key_F5);
+    EXPECT_FALSE(card->isVisible());
+    session.options.hoverCard = 0;
+    rest(PlotCentre() + QPoint(0, 1));
+    QTest::qWait(700);
+    EXPECT_FALSE(card->isVisible());
+}
+
 TEST_F(ViewWidgetTest, EditBoxesHaveThePaperOfTheView) {
     View().Set(&ViewSettings::m_crBackground, 0x201010, "Background colour");
     const QImage image = widget->grab().toImage();

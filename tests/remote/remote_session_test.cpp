@@ -151,6 +151,33 @@ TEST_F(RemoteSessionTest, SetsTheViewportAndTellsTheState) {
 }
 
 // A text of a file need not be valid, and a limit of an axis need not be finite.
+TEST_F(RemoteSessionTest, TellsCursorsAndWhatLiesUnderAPixel) {
+    View().ChangeViewport({100.0, 150.0});
+    const PixelRect plot = View().Plot().layout.plot;
+    const auto under = [&](int x, const std::string& more = "") {
+        return R"({"under": [)" + std::to_string(x) + ", " + std::to_string(plot.bottom - 5) + "]" + more +
+               "}";
+    };
+    for (const int x : {plot.left + 100, plot.left + 200})
+        AskWell(under(x, R"(, "run": "cursor-add-vert-here")"));
+    const Json cursors = AskWell(R"({"cursors": true})");
+    EXPECT_EQ(cursors["vertical"].size(), 2u);
+    EXPECT_EQ(cursors["vertical"][0]["values"].size(), 2u);
+    const double difference = cursors["verticalDifferences"][0]["time"];
+    EXPECT_NEAR(difference, 100.0 * 50.0 / plot.Width(), 1e-9);
+    EXPECT_NEAR(cursors["verticalDifferences"][0]["frequency"].get<double>() * difference, 1000.0, 1e-6);
+
+    const Json place = AskWell(under(plot.left + 200));
+    EXPECT_EQ(place["object"], "vertCursor");
+    EXPECT_EQ(place["title"], "Cursor V:2");
+    EXPECT_EQ(place["menu"][0]["id"], "cursor-to-time");
+    EXPECT_NE(place["text"].get<std::string>().find("after V:1"), std::string::npos);
+    AskWell(under(plot.left + 200, R"(, "run": "cursor-delete")"));
+    EXPECT_EQ(View().DatumLines().VertCount(), 1);
+    EXPECT_NE(Refused(under(plot.left + 200, R"(, "run": "cursor-delete")")), "");
+    EXPECT_NE(Refused(R"({"under": 3})"), "");
+}
+
 TEST_F(RemoteSessionTest, TheStateIsJsonWhateverTheFileHolds) {
     Doc().traces[0].traceLabel = "bad \xff\xed\xa0\x80 text \"\\\n";
     Doc().markers.push_back({std::nan(""), "\x80"});
