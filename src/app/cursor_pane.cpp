@@ -44,6 +44,8 @@ CursorPane::CursorPane(std::function<CKymoraView*()> view, std::function<void(st
     table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->verticalHeader()->hide();
+    table_->verticalHeader()->setMinimumSectionSize(fontMetrics().height() + margin);
+    table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + margin);
     table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     hint_ = new QLabel(tr("No cursors yet. v adds a vertical one and h a horizontal one, Shift+v and Shift+h "
                           "at the mouse."),

@@ -201,7 +201,10 @@ TEST_F(ContextMenuTest, EntriesActOnTheirObject) {
         {Kind::marker, "marker-delete", {}, [&] { return doc->markers.empty(); }},
         {Kind::marker, "marker-cursor", {}, [&] { return view->DatumLines().VertX(1) == X(1200.0); }},
         {Kind::vertCursor, "cursor-to-time",
-         [](Form& f) { EXPECT_EQ(f.Number("time"), 1100.0), f["time"].number = 1300.0; },
+         [](Form& f) {
+             EXPECT_EQ(f.Number("time"), 1100.0);
+             f["time"].number = 1300.0;
+         },
          [&] { return view->DatumLines().VertX(0) == X(1300.0); }},
         {Kind::vertCursor, "cursor-delete", {}, [&] { return view->DatumLines().VertCount() == 0; }},
         {Kind::horzCursor, "cursor-to-value", [](Form& f) { f["value"].number = 1700.0; },
