@@ -90,8 +90,8 @@ class BandNames {
         const bool joins = !hasUnits_ && !UnitsOf(trace).empty() && !name.empty();
         if (joins && device_.TextExtent(withUnits).width <= Room()) name = withUnits;
         if (name.empty()) return;
-        context_.drawn.traceNames.emplace_back(
-            trace, PixelRect{0, y, context_.layout.gutter, y + lineHeight_});
+        context_.drawn.traceNames.emplace_back(trace,
+                                               PixelRect{0, y, context_.layout.gutter, y + lineHeight_});
         device_.FillRect({swatchLeft, y + 1, swatchRight, y + lineHeight_ - 1}, colour);
         PaintText(y, name, colour);
     }

@@ -144,7 +144,7 @@ void DrawCursorDots(const PlotContext& context, DrawDevice& device, int x,
             device.FillEllipse({x - r, y - r, x + r + 1, y + r + 1}, colour);
         };
         disc(radius + 1, context.settings.m_crBackground);
-        disc(radius, context.doc.traces[t].traceColour);
+        disc(radius, context.Seen(context.doc.traces[t].traceColour));
     }
 }
 

@@ -50,11 +50,11 @@ void LimitEdit::Place() {
     const int top = !hasRoom ? (band.top + band.bottom - limitHeight) / 2
                     : isMax_ ? rect.top
                              : rect.bottom - limitHeight;
-    // As wide as its number, over the plot if need be.
-    const int axisRight = hasRoom ? rect.right : band.left - limitLeft;
-    const int width =
-        std::min(std::max(axisRight - limitLeft, NeededWidth()), parentWidget()->width() - limitLeft);
-    setGeometry(std::max(limitLeft, axisRight - width), top, width, limitHeight);
+    // As wide as its number: over the names beside the axis, and over the plot if need be.
+    const int left = view_.Plot().layout.gutter + limitLeft;
+    const int right = hasRoom ? rect.right : band.left - limitLeft;
+    const int width = std::min(std::max(right - left, NeededWidth()), parentWidget()->width() - limitLeft);
+    setGeometry(std::max(limitLeft, right - width), top, width, limitHeight);
 }
 
 bool LimitEdit::Accept() {

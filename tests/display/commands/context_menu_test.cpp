@@ -50,6 +50,12 @@ class ContextMenuTest : public ShownTest {
     int Y(double value) const { return view->Plot().ValueToPixel(value, 0); }
     int RowY() const { return view->Plot().layout.EventRow(0.75); }
 
+    Point TraceName() const {
+        const auto& names = view->Plot().drawn.traceNames;
+        if (names.empty()) return {};
+        return {names[0].second.left + 8, names[0].second.top + 3};
+    }
+
     struct Place {
         Kind kind;
         Point at;
@@ -93,11 +99,7 @@ class ContextMenuTest : public ShownTest {
              {"cursor-to-time", "cursor-table"}},
             {Kind::horzCursor, {plot.right - 3, Y(1250.0)}, "H:1: ", "Cursor H:1", {"cursor-to-value"}},
             {Kind::axis, {plot.left - 5, plot.top + 60}, "", "Axis 1: ", {"autoscale", "axis-hide"}},
-            {Kind::traceName,
-             {plot.left + 8, view->Plot().BandOf(0).top},
-             "",
-             "Trace 1: Vm",
-             {"trace-colour"}},
+            {Kind::traceName, TraceName(), "", "Trace 1: Vm", {"trace-colour"}},
             {Kind::timeAxis,
              {plot.left + 200, plot.bottom + 12},
              "",
