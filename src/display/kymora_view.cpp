@@ -211,7 +211,7 @@ void CKymoraView::Relayout() {
     CountShownAxes();
     layout_ =
         CalcLayout({width_, height_, m_bShowAxes, m_fDataArea, m_nVisibleAxes, GutterWidth(Plot(), width_)});
-    m_pDatumLines->m_rcPlot = layout_.plot;
+    m_pDatumLines->PlotMoved(layout_.plot);
     if (!window_) return;
     window_->LayoutChanged();
     window_->Invalidate();

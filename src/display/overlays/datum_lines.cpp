@@ -60,6 +60,18 @@ int CDatumLines::AddHorzLine(int y) {
     return HorzCount() - 1;
 }
 
+void CDatumLines::PlotMoved(const PixelRect& plot) {
+    const auto follow = [](std::vector<uint16_t>& lines, int from, int size, int to, int toSize) {
+        if (size <= 0 || toSize <= 0) return;
+        for (uint16_t& line : lines)
+            if (line >= from && line <= from + size)
+                line = ToWord(to + RoundHalfAway(static_cast<double>(line - from) * toSize / size));
+    };
+    follow(m_vertX, m_rcPlot.left, m_rcPlot.Width(), plot.left, plot.Width());
+    follow(m_horzY, m_rcPlot.top, m_rcPlot.Height(), plot.top, plot.Height());
+    m_rcPlot = plot;
+}
+
 void CDatumLines::DeleteVertLine(int line) {
     if (line < 0 || line >= VertCount()) return;
     m_vertX.erase(m_vertX.begin() + line);

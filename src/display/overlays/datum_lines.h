@@ -113,6 +113,9 @@ class CDatumLines : public CViewAddIn {
     void MoveVertLine(int line, int x);
     void MoveHorzLine(int line, int y);
 
+    // The plot has another place or size in the window: lines stay where they are in it.
+    void PlotMoved(const PixelRect& plot);
+
     int VertCount() const { return static_cast<int>(m_vertX.size()); }
     int HorzCount() const { return static_cast<int>(m_horzY.size()); }
     int VertX(int line) const { return m_vertX[static_cast<size_t>(line)]; }

@@ -20,7 +20,10 @@ using Kind = ViewObject::Kind;
 // of its band to the top.
 class ContextMenuTest : public ShownTest {
   protected:
-    void SetUp() override { Open(); }
+    void SetUp() override {
+        withNames = true;
+        Open();
+    }
 
     void Open() {
         Show(Ramp(2, 10000), Viewport{1000.0, 1800.0});
@@ -68,7 +71,8 @@ class ContextMenuTest : public ShownTest {
         return {
             {Kind::event,
              {X(1450.0), RowY()},
-             "Event 1 of 2, channel c\nOnset: 1400.000 ms\nOffset: 1500.000 ms\nDuration: 100.000 ms\nValue: "
+             "Event 1 of 2, channel c\nOnset: 1400.000 ms\nOffset: 1500.000 ms\nDuration: 100.000 "
+             "ms\nVariable: "
              "2.5\nLabel: burst",
              "Event 1 of 2 in channel c",
              {"event-properties", "event-list", "undo", "cursor-add-vert-here"}},
@@ -108,7 +112,7 @@ class ContextMenuTest : public ShownTest {
             {Kind::slider, {plot.left + 200, layout.height - 3}, "", "Slider", {"start"}},
             {Kind::plot,
              {X(1650.0), Y(1650.0) + 2},
-             "Trace 1: Vm\n1650.000 ms\n1650 mV",
+             "Trace 1: Vm\n165",
              "View",
              {"cursor-add-vert-here", "marker-add-here", "format"}},
             {Kind::plot, {X(1650.0), Y(1450.0)}, "", "View", {"event-clipboard-paste"}},
