@@ -7,10 +7,6 @@
 namespace kymora {
 namespace {
 
-constexpr int64_t leastPixels = 50;
-constexpr int64_t mostPixels = 20000;
-constexpr int64_t mostPixelsInAll = 100'000'000;  // 400 MB of picture
-
 class PlotCommand : public Subcommand {
   public:
     std::string Name() const override { return "plot"; }
@@ -18,7 +14,9 @@ class PlotCommand : public Subcommand {
     std::vector<std::string> Examples() const override {
         return {
             "kymora plot recording.edf -o recording.png",
-            "kymora plot recording.kymr-dat -o second.png --from 1000 --to 2000 --width 2000 --height 800"};
+            "kymora plot recording.kymr-dat -o second.png --from 1000 --to 2000 --width 2000 --height 800",
+            "kymora plot recording.kymr-dat -o figure.png --width 800 --height 500 --dpi 300 --no-grid "
+            "--white"};
     }
     std::vector<CommandOption> Options() override {
         return {{"FILE", "", "the recording", &file_, true},
@@ -26,7 +24,13 @@ class PlotCommand : public Subcommand {
                 {"--from", "MS", "start, ms (the stored viewport)", &from_},
                 {"--to", "MS", "end, ms (the stored viewport)", &to_},
                 {"--width", "PX", "width, pixels (1600)", &width_},
-                {"--height", "PX", "height, pixels (900)", &height_}};
+                {"--height", "PX", "height, pixels (900)", &height_},
+                {"--dpi", "N",
+                 "resolution of a .png: at N/96 times the pixels all is as large, and finer (96)", &dpi_},
+                {"--white", "", "on white paper, whatever the recording's own is", &options_.onWhite},
+                {"--no-grid", "", "without the grid", &noGrid_},
+                {"--no-events", "", "without the rows of events", &noEvents_},
+                {"--no-event-labels", "", "without the labels at events", &noEventLabels_}};
     }
     void Run(SubcommandContext& context) override {
         Validate();
@@ -34,21 +38,28 @@ class PlotCommand : public Subcommand {
         if (context.IsOneFile(file_, output_))
             throw CommandError(exitUsage, "OUT is the recording itself; a picture is another file.");
         context.MayReplace(output_);
-        PlotRecording(*doc, output_, from_, to_, static_cast<int>(*width_), static_cast<int>(*height_));
+        PlotRecording(*doc, output_, from_, to_, options_);
     }
 
   private:
-    void Validate() const {
+    void Validate() {
         if (!PictureFormatOf(output_))
             throw CommandError(exitUsage, "OUT takes one of the extensions .png, .svg and .pdf.");
         if ((from_ && !std::isfinite(*from_)) || (to_ && !std::isfinite(*to_)) ||
             (to_ && std::max(0.0, from_.value_or(0.0)) >= *to_))
             throw CommandError(exitUsage, "--from and --to take times in ms, the first below the second.");
-        for (const int64_t pixels : {*width_, *height_})
-            if (pixels < leastPixels || pixels > mostPixels)
-                throw CommandError(exitUsage, "--width and --height take 50 to 20000 pixels.");
-        if (*width_ * *height_ > mostPixelsInAll)
-            throw CommandError(exitUsage, "A picture has at most 100 million pixels.");
+        constexpr int64_t usualDpi = 96;
+        if (dpi_ && PictureFormatOf(output_) != PictureFormat::png)
+            throw CommandError(exitUsage, "--dpi is for .png: shapes have no pixels.");
+        if (const std::string fault = PictureSizeFault(*width_, *height_, dpi_.value_or(usualDpi));
+            !fault.empty())
+            throw CommandError(exitUsage, fault);
+        options_.width = static_cast<int>(*width_);
+        options_.height = static_cast<int>(*height_);
+        options_.dpi = static_cast<int>(dpi_.value_or(usualDpi));
+        options_.grid = !noGrid_;
+        options_.events = !noEvents_;
+        options_.eventLabels = !noEventLabels_;
     }
 
     std::string file_;
@@ -57,6 +68,9 @@ class PlotCommand : public Subcommand {
     std::optional<double> to_;
     std::optional<int64_t> width_ = 1600;
     std::optional<int64_t> height_ = 900;
+    std::optional<int64_t> dpi_;
+    bool noGrid_ = false, noEvents_ = false, noEventLabels_ = false;
+    PictureOptions options_;
 };
 
 }  // namespace

@@ -33,8 +33,6 @@ class ViewWindow {
     virtual void ShowStatus(std::string_view) {}
     virtual void CopyText(std::string_view) {}
     virtual void CopyPicture() {}
-    // What a picture of the view is in the pixels of the screen, as PNG; empty where there is none.
-    virtual std::vector<std::byte> PngOfScreen() { return {}; }
     virtual void Print() {}
     // Has the user write another limit in the place of the one that is shown.
     virtual void EditLimit(int /*axis*/, bool /*isMax*/) {}

@@ -1,11 +1,17 @@
 #include "display/plot_recording.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <stdexcept>
 
+#include <fmt/format.h>
+
 #include "display/kymora_view.h"
+#include "display/overlays/datum_lines.h"
 #include "display/picture.h"
 #include "document/native_writer.h"
-#include "drawing/cairo_device.h"
+#include "host/form.h"
 
 namespace kymora {
 
@@ -24,6 +30,89 @@ std::optional<Viewport> RequestedViewport(const CDataDoc& doc, std::optional<dou
     return viewport;
 }
 
+constexpr int usualDpi = 96;
+constexpr double mostPixels = 1e8;  // 400 MB of picture
+constexpr int offeredDpi[] = {usualDpi, 150, 192, 300, 600};
+const std::string sizeGroup = "Size";
+
+constexpr std::pair<const char*, bool PictureOptions::*> partFlags[] = {
+    {"grid", &PictureOptions::grid},
+    {"cursors", &PictureOptions::cursors},
+    {"events", &PictureOptions::events},
+    {"eventLabels", &PictureOptions::eventLabels},
+};
+
+double ScaleOf(int dpi) { return static_cast<double>(dpi) / usualDpi; }
+
+PictureFormat FormatOf(const std::filesystem::path& out) {
+    return PictureFormatOf(out).value_or(PictureFormat::png);
+}
+
+// "2360 x 1520 pixels, 31.2 x 20.1 cm"; shapes, of 0 dpi, have no pixels.
+std::string SizeText(int width, int height, int dpi) {
+    constexpr double cm = 2.54 / usualDpi;
+    const std::string paper = fmt::format("{:.1f} x {:.1f} cm", width * cm, height * cm);
+    if (dpi <= 0) return paper;
+    const double scale = ScaleOf(dpi);
+    return fmt::format("{} x {} pixels, {}", std::lround(width * scale), std::lround(height * scale), paper);
+}
+
+// The cursors stand at pixels of the window: in a picture of another size they come to the same times and
+// values.
+void TakeCursors(const PlotContext& shown, const PlotContext& picture, CDatumLines& to) {
+    const CDatumLines& from = *shown.cursors;
+    to.m_bShowIDs = from.m_bShowIDs;
+    to.m_bShowTimes = from.m_bShowTimes;
+    to.m_bShowValues = from.m_bShowValues;
+    to.m_rcPlot = picture.layout.plot;
+    const PixelRect& old = shown.layout.plot;
+    const PixelRect& plot = picture.layout.plot;
+    for (int line = 0; line < from.VertCount(); ++line)
+        if (from.IsOnPlotX(from.VertX(line)))
+            to.AddVertLine(picture.TimeToPixel(shown.PixelToTime(from.VertX(line))));
+    for (int line = 0; line < from.HorzCount(); ++line)
+        if (from.IsOnPlotY(from.HorzY(line)) && old.Height() > 0)
+            to.AddHorzLine(plot.top +
+                           static_cast<int>(std::lround((from.HorzY(line) - old.top) *
+                                                        static_cast<double>(plot.Height()) / old.Height())));
+}
+
+// The bytes of the file. The view stays as it is, also in what it knows of the texts on its screen.
+std::vector<std::byte> Draw(const PlotContext& shown, const std::filesystem::path& out,
+                            const PictureOptions& options, ProgressScope& progress) {
+    ViewSettings settings = shown.settings;
+    settings.m_bShowGrid = settings.m_bShowGrid && options.grid;
+    settings.m_bShowEvents = settings.m_bShowEvents && options.events;
+    settings.m_bShowEventLabels = settings.m_bShowEventLabels && options.eventLabels;
+    if (options.onWhite) settings.m_crBackground = 0xFFFFFF;
+    const int width = options.width > 0 ? options.width : shown.layout.width;
+    const int height = options.height > 0 ? options.height : shown.layout.height;
+    DrawnParts drawn;
+    PlotContext picture{.doc = shown.doc,
+                        .settings = settings,
+                        .layout = CalcLayout({width, height, settings.m_bShowAxes, settings.m_fDataArea,
+                                              static_cast<int>(shown.shownAxes.size())}),
+                        .viewport = shown.viewport,
+                        .shownAxes = shown.shownAxes,
+                        .bins = shown.bins,
+                        .drawn = drawn,
+                        .eventChannel = shown.eventChannel};
+    CDatumLines cursors([&picture] { return picture; });
+    picture.cursors = &cursors;
+    if (options.cursors && shown.cursors) {
+        if (picture.layout == shown.layout)
+            picture.cursors = shown.cursors;
+        else
+            TakeCursors(shown, picture, cursors);
+    }
+    const auto device = MakePictureDevice(width, height, FormatOf(out), ScaleOf(options.dpi));
+    PaintRecording(picture, *device, PictureTarget::file);
+    progress.At(50);
+    std::vector<std::byte> bytes = device->Encode([&] { return progress.GoesOn(75); });
+    if (bytes.empty()) throw Cancelled();
+    return bytes;
+}
+
 }  // namespace
 
 std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path) {
@@ -34,31 +123,98 @@ std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path) 
     return {};
 }
 
-void SavePicture(const CKymoraView& view, const std::filesystem::path& out) {
-    const PictureFormat format = PictureFormatOf(out).value_or(PictureFormat::png);
-    std::vector<std::byte> picture;
-    if (format == PictureFormat::png && view.Window()) picture = view.Window()->PngOfScreen();
-    if (picture.empty()) {
-        const PlotContext context = view.Plot();
-        CairoDevice device(context.layout.width, context.layout.height, format);
-        PaintRecording(context, device, PictureTarget::file);
-        picture = device.Encode();
-    }
+std::string PictureSizeFault(int64_t width, int64_t height, int64_t dpi) {
+    for (const int64_t pixels : {width, height})
+        if (pixels < leastPicturePixels || pixels > greatestPicturePixels)
+            return fmt::format("The width and the height take {} to {} pixels.", leastPicturePixels,
+                               greatestPicturePixels);
+    if (dpi < leastPictureDpi || dpi > greatestPictureDpi)
+        return fmt::format("The resolution takes {} to {} dpi.", leastPictureDpi, greatestPictureDpi);
+    const double scale = ScaleOf(static_cast<int>(dpi));
+    if (static_cast<double>(width * height) * scale * scale > mostPixels)
+        return "A picture has at most 100 million pixels. Make it smaller, or coarser.";
+    return {};
+}
+
+void SavePicture(const CKymoraView& view, const std::filesystem::path& out, const PictureOptions& options) {
+    ProgressScope progress(view.GetSession().host, "Drawing", 100);
+    const std::vector<std::byte> picture = Draw(view.Plot(), out, options, progress);
     WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
 }
 
+bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOptions& options) {
+    const bool hasPixels = format == PictureFormat::png;
+    const Layout& layout = view.Plot().layout;
+    Form form("Save picture");
+    form.okLabel = "Save";
+    const auto size = [&](const char* key, const char* label, int kept, int shown) {
+        Field& field = form.AddInteger(key, label, kept > 0 ? kept : shown, "Pixels of the window's size");
+        field.Limits(leastPicturePixels, greatestPicturePixels).Unit("pixels").With(&Field::group, sizeGroup);
+    };
+    size("width", "Width", options.width, layout.width);
+    size("height", "Height", options.height, layout.height);
+    if (hasPixels) {
+        std::vector<int> values(std::begin(offeredDpi), std::end(offeredDpi));
+        // What a run with other words has left is offered, too.
+        auto at = std::find(values.begin(), values.end(), options.dpi);
+        if (at == values.end()) at = values.insert(values.end(), options.dpi);
+        std::vector<std::string> names;
+        for (const int dpi : values) names.push_back(fmt::format("{} dpi", dpi));
+        names[0] += " (as in the window)";
+        form.AddChoice("resolution", "Resolution", names, static_cast<int>(at - values.begin()),
+                       "Finer pixels, not a smaller picture: 300 dpi for print")
+            .With(&Field::group, sizeGroup);
+    }
+    const auto dpiOf = [&](const Form& asked) {
+        return hasPixels
+                   ? std::atoi(
+                         asked["resolution"].choices[static_cast<size_t>(asked.Choice("resolution"))].c_str())
+                   : options.dpi;
+    };
+    Field& note = form.AddNote("makes", "").With(&Field::group, sizeGroup);
+    note.Shows([&form, dpiOf, hasPixels] {
+        return SizeText(form.Integer("width"), form.Integer("height"), hasPixels ? dpiOf(form) : 0);
+    });
+    const auto part = [&](const char* key, const char* label, bool value, bool shown, const char* tip) {
+        form.AddFlag(key, label, value && shown, tip)
+            .EnabledIf([shown] { return shown; })
+            .With(&Field::group, std::string("With"));
+    };
+    const CDatumLines& lines = view.DatumLines();
+    part("grid", "Grid", options.grid, view.m_bShowGrid, "The lines of the divisions");
+    part("cursors", "Cursors", options.cursors, lines.VertCount() + lines.HorzCount() > 0,
+         "The cursors with their texts");
+    part("events", "Event rows", options.events, view.m_bShowEvents, "The rows of the event channels");
+    part("eventLabels", "Event labels", options.eventLabels, view.m_bShowEvents && view.m_bShowEventLabels,
+         "The labels at events");
+    form.AddRadio("paper", "Paper", {"As in the window", "White"}, options.onWhite,
+                  "What the picture is drawn on");
+    form.validate = [dpiOf, hasPixels](const Form& asked) {
+        return PictureSizeFault(asked.Integer("width"), asked.Integer("height"),
+                                hasPixels ? dpiOf(asked) : usualDpi);
+    };
+    if (!view.GetSession().host.AskForm(form)) return false;
+    const auto kept = [&](const char* key, int shown) {
+        return form.Integer(key) == shown ? 0 : form.Integer(key);
+    };
+    options.width = kept("width", layout.width);
+    options.height = kept("height", layout.height);
+    options.dpi = dpiOf(form);
+    options.onWhite = form.Choice("paper") == 1;
+    // What the view does not show was not asked about.
+    for (const auto& [key, member] : partFlags)
+        if (form[key].IsEnabled(form)) options.*member = form.Flag(key);
+    return true;
+}
+
 void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
-                   std::optional<double> toMs, int width, int height) {
-    CairoDevice device(width, height, PictureFormatOf(out).value_or(PictureFormat::png));
+                   std::optional<double> toMs, const PictureOptions& options) {
+    // What cannot be made is told before the recording is read.
+    MakePictureDevice(options.width, options.height, FormatOf(out), ScaleOf(options.dpi));
     CKymoraView view(doc);
-    view.OnSize(width, height);
+    view.OnSize(options.width, options.height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
-    ProgressScope progress(doc.GetHost(), "Drawing", 100);
-    PaintRecording(view.Plot(), device, PictureTarget::file);
-    progress.At(50);
-    const std::vector<std::byte> picture = device.Encode([&] { return progress.GoesOn(75); });
-    if (picture.empty()) throw Cancelled();
-    WriteFileAtomically(doc.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
+    SavePicture(view, out, options);
 }
 
 }  // namespace kymora

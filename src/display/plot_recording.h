@@ -5,7 +5,8 @@
 #include <optional>
 
 #include "display/plot_context.h"
-#include "drawing/cairo_device.h"
+#include "drawing/picture_device.h"
+#include "host/options.h"
 
 namespace kymora {
 
@@ -14,16 +15,25 @@ class CKymoraView;
 // By the extension; nothing for one that no picture has.
 std::optional<PictureFormat> PictureFormatOf(const std::filesystem::path& path);
 
-// Writes what the view shows: a PNG in the pixels of its screen, others, and those of a view without a
-// window, at its size. The file takes its place by rename, so nothing half-written is left. Throws
-// std::runtime_error.
-void SavePicture(const CKymoraView& view, const std::filesystem::path& out);
+inline constexpr int leastPicturePixels = 50, greatestPicturePixels = 20000;
+inline constexpr int leastPictureDpi = 24, greatestPictureDpi = 1200;
 
-// Writes the view of the recording as a picture of `width` x `height` pixels. Without limits it shows the
+// Why a picture cannot be so large; empty when it can.
+std::string PictureSizeFault(int64_t width, int64_t height, int64_t dpi);
+
+// Writes what the view shows, in the format of the extension. The file takes its place by rename, so nothing
+// half-written is left. Throws std::runtime_error, or Cancelled.
+void SavePicture(const CKymoraView& view, const std::filesystem::path& out,
+                 const PictureOptions& options = {});
+
+// Asks how, starting with what was answered last. False when the user cancels.
+bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOptions& options);
+
+// Writes the view of the recording as a picture of the size of the options. Without limits it shows the
 // stored viewport, or the whole recording when the file stores none; one limit alone is completed from the
 // recording's start or end. The file is written beside `out` and takes its place by rename, so nothing
 // half-written is left. Throws std::runtime_error, or Cancelled when the user stops the reading.
 void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
-                   std::optional<double> toMs, int width, int height);
+                   std::optional<double> toMs, const PictureOptions& options);
 
 }  // namespace kymora

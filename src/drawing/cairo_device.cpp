@@ -1,7 +1,6 @@
 #include "drawing/cairo_device.h"
 
 #include <cairo-pdf.h>
-#include <cairo-svg.h>
 #include <cairo.h>
 #include <cmath>
 #include <stdexcept>
@@ -11,9 +10,6 @@ namespace kymora {
 
 namespace {
 
-constexpr double textHeight = 11.5;  // pixels
-constexpr int mostTextHeight = 1000;
-constexpr const char* textFace = "DejaVu Sans";
 constexpr double pointsPerPixel = 0.75;  // 96 pixels to the inch
 constexpr size_t strokePiece = 32;       // segments
 constexpr double dash[] = {3.0, 3.0};
@@ -25,6 +21,37 @@ void Check(cairo_status_t status, const char* what) {
 
 uint32_t SwapRedBlue(uint32_t colour) {
     return (colour & 0x00FF00) | (colour & 0xFF) << 16 | (colour >> 16 & 0xFF);
+}
+
+// Of the bytes of a PNG's chunk.
+uint32_t CheckSum(const std::vector<std::byte>& bytes) {
+    uint32_t sum = 0xFFFFFFFF;
+    for (const std::byte byte : bytes) {
+        sum ^= std::to_integer<uint32_t>(byte);
+        for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum & 1 ? 0xEDB88320 : 0);
+    }
+    return ~sum;
+}
+
+// Says how large the picture is on paper, right behind the head of the file, where the pixels have not begun.
+void AddResolution(std::vector<std::byte>& png, double scale) {
+    constexpr size_t headEnd = 33;
+    constexpr double usualPerMetre = 96.0 / 0.0254;
+    const auto perMetre = static_cast<uint32_t>(std::lround(usualPerMetre * scale));
+    const auto add = [](std::vector<std::byte>& to, uint32_t value) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            to.push_back(static_cast<std::byte>(value >> shift & 0xFF));
+    };
+    std::vector<std::byte> body;
+    for (const char c : {'p', 'H', 'Y', 's'}) body.push_back(static_cast<std::byte>(c));
+    add(body, perMetre);
+    add(body, perMetre);
+    body.push_back(std::byte{1});  // metres
+    std::vector<std::byte> chunk;
+    add(chunk, static_cast<uint32_t>(body.size() - 4));
+    chunk.insert(chunk.end(), body.begin(), body.end());
+    add(chunk, CheckSum(body));
+    if (png.size() >= headEnd) png.insert(png.begin() + headEnd, chunk.begin(), chunk.end());
 }
 
 }  // namespace
@@ -47,17 +74,19 @@ struct CairoDevice::Surface {
     }
 };
 
-CairoDevice::CairoDevice(int width, int height, PictureFormat format)
+CairoDevice::CairoDevice(int width, int height, Kind kind, double scale)
     : surface_(std::make_unique<Surface>()),
       width_(width),
       height_(height),
-      format_(format),
+      kind_(kind),
+      scale_(kind == Kind::page ? 1.0 : scale),
       clip_{0, 0, width, height} {
     MakeSurface();
     Check(cairo_surface_status(surface_->image), "The picture could not be made");
     surface_->cairo = cairo_create(surface_->image);
     Check(cairo_status(surface_->cairo), "The picture could not be made");
-    if (format_ == PictureFormat::pdf) cairo_scale(surface_->cairo, pointsPerPixel, pointsPerPixel);
+    const double pixel = IsVector() ? pointsPerPixel : scale_;
+    cairo_scale(surface_->cairo, pixel, pixel);
     cairo_set_line_join(surface_->cairo, CAIRO_LINE_JOIN_BEVEL);
     cairo_set_line_cap(surface_->cairo, CAIRO_LINE_CAP_SQUARE);
     cairo_font_options_t* options = cairo_font_options_create();
@@ -76,11 +105,8 @@ void CairoDevice::MakeSurface() {
         bytes.insert(bytes.end(), from, from + length);
         return CAIRO_STATUS_SUCCESS;
     };
-    if (format_ == PictureFormat::png) {
-        surface_->image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width_, height_);
-    } else if (format_ == PictureFormat::svg) {
-        surface_->image = cairo_svg_surface_create_for_stream(append, &surface_->written, width_, height_);
-        cairo_svg_surface_set_document_unit(surface_->image, CAIRO_SVG_UNIT_PX);
+    if (!IsVector()) {
+        surface_->image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, Scaled(width_), Scaled(height_));
     } else {
         surface_->image = cairo_pdf_surface_create_for_stream(
             append, &surface_->written, width_ * pointsPerPixel, height_ * pointsPerPixel);
@@ -113,8 +139,11 @@ std::vector<std::byte> CairoDevice::EncodePng(const std::function<bool()>& goOn)
     const auto status = cairo_surface_write_to_png_stream(surface_->image, append, &target);
     if (target.stopped) return {};
     Check(status, "The picture could not be written");
+    if (scale_ != 1.0) AddResolution(target.bytes, scale_);
     return std::move(target.bytes);
 }
+
+int CairoDevice::Scaled(int position) const { return static_cast<int>(std::lround(position * scale_)); }
 
 uint32_t CairoDevice::PixelAt(int x, int y) const {
     cairo_surface_flush(surface_->image);
@@ -140,7 +169,9 @@ void CairoDevice::Polyline(std::span<const Point> points) {
     const LineShape::Kind kind = shape_.Prepare(points, pen_, clip_);
     if (kind == LineShape::Kind::nothing) return;
     const bool isCrisp = kind == LineShape::Kind::straight || kind == LineShape::Kind::envelope;
-    if (!isCrisp || IsVector())
+    // Crisp columns are as wide as a pixel that is drawn; a finer image shows a finer line.
+    const bool isFiner = scale_ > 1.0 && kind == LineShape::Kind::envelope;
+    if (!isCrisp || isFiner || IsVector())
         Stroke(shape_.Points(), kind != LineShape::Kind::dashes);
     else if (kind == LineShape::Kind::straight)
         FillSegments();
@@ -205,7 +236,9 @@ void CairoDevice::FillRect(const PixelRect& area, uint32_t colour) {
     }
     cairo_surface_flush(surface_->image);
     const uint32_t pixel = SwapRedBlue(colour);
-    for (int y = top; y < bottom; ++y) std::fill(surface_->Row(y) + left, surface_->Row(y) + right, pixel);
+    const int first = Scaled(left), end = Scaled(right);
+    for (int y = Scaled(top); y < Scaled(bottom); ++y)
+        std::fill(surface_->Row(y) + first, surface_->Row(y) + end, pixel);
     cairo_surface_mark_dirty(surface_->image);
 }
 
@@ -230,9 +263,9 @@ void CairoDevice::SetColour(uint32_t colour) {
 
 void CairoDevice::SelectFont(bool bold) {
     if (surface_->fontSelected && surface_->bold == bold) return;
-    cairo_select_font_face(surface_->cairo, textFace, CAIRO_FONT_SLANT_NORMAL,
+    cairo_select_font_face(surface_->cairo, plainTextFace, CAIRO_FONT_SLANT_NORMAL,
                            bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(surface_->cairo, textHeight);
+    cairo_set_font_size(surface_->cairo, plainTextHeight);
     surface_->bold = bold;
     surface_->fontSelected = true;
 }
@@ -242,7 +275,7 @@ void CairoDevice::SelectFont(const FontSpec& font) {
     cairo_select_font_face(surface_->cairo, OneLine(font.face).c_str(),
                            font.italic ? CAIRO_FONT_SLANT_ITALIC : CAIRO_FONT_SLANT_NORMAL,
                            font.weight >= 600 ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(surface_->cairo, std::clamp(font.pixelHeight, 1, mostTextHeight));
+    cairo_set_font_size(surface_->cairo, std::clamp(font.pixelHeight, 1, greatestTextHeight));
     surface_->fontSelected = false;
 }
 
@@ -267,7 +300,7 @@ Extent CairoDevice::FontExtent(std::string_view text, const FontSpec& font) {
 
 void CairoDevice::StrokeUnder(const FontSpec& font, double along, double baseline, int width) {
     cairo_t* cairo = surface_->cairo;
-    const double height = std::clamp(font.pixelHeight, 1, mostTextHeight);
+    const double height = std::clamp(font.pixelHeight, 1, greatestTextHeight);
     cairo_save(cairo);
     cairo_set_dash(cairo, nullptr, 0, 0.0);
     cairo_set_line_width(cairo, std::max(1.0, height / 14.0));
@@ -280,31 +313,32 @@ void CairoDevice::StrokeUnder(const FontSpec& font, double along, double baselin
     cairo_restore(cairo);
 }
 
-void CairoDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {
+CairoDevice::TextPlace CairoDevice::PlaceText(std::string_view text, const TextStyle& style) {
+    TextPlace place;
     const Extent extent = style.font ? FontExtent(text, *style.font) : TextExtent(text, style.bold);
+    place.extent = extent;
     cairo_font_extents_t font;
     cairo_font_extents(surface_->cairo, &font);
-    // From the aligned point to the start of the baseline, before the text is turned.
-    double along = 0.0, across = font.ascent;
-    if (style.horizontal == TextStyle::Horizontal::centre) along = -extent.width / 2;
-    if (style.horizontal == TextStyle::Horizontal::right) along = -extent.width;
-    if (style.vertical == TextStyle::Vertical::centre) across = font.ascent - extent.height / 2;
-    if (style.vertical == TextStyle::Vertical::bottom) across = font.ascent - extent.height;
+    place.across = font.ascent;
+    if (style.horizontal == TextStyle::Horizontal::centre) place.along = -extent.width / 2;
+    if (style.horizontal == TextStyle::Horizontal::right) place.along = -extent.width;
+    if (style.vertical == TextStyle::Vertical::centre) place.across = font.ascent - extent.height / 2;
+    if (style.vertical == TextStyle::Vertical::bottom) place.across = font.ascent - extent.height;
+    place.across = std::round(place.across);
+    return place;
+}
 
+void CairoDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {
+    const TextPlace place = PlaceText(text, style);
     cairo_t* cairo = surface_->cairo;
     cairo_save(cairo);
     SetColour(style.colour);
     cairo_translate(cairo, x, y);
     if (style.upward) cairo_rotate(cairo, -M_PI / 2.0);
     if (style.escapement != 0) cairo_rotate(cairo, -style.escapement * M_PI / 1800.0);
-    cairo_move_to(cairo, along, std::round(across));
-    if (format_ == PictureFormat::svg) {
-        cairo_text_path(cairo, OneLine(text).c_str());  // not every reader of SVG knows symbols
-        cairo_fill(cairo);
-    } else {
-        cairo_show_text(cairo, OneLine(text).c_str());
-    }
-    if (style.font) StrokeUnder(*style.font, along, std::round(across), extent.width);
+    cairo_move_to(cairo, place.along, place.across);
+    cairo_show_text(cairo, OneLine(text).c_str());
+    if (style.font) StrokeUnder(*style.font, place.along, place.across, place.extent.width);
     cairo_restore(cairo);
 }
 

@@ -1,26 +1,30 @@
 #pragma once
-// Draws on an image in memory, or on a page of shapes, and gives the bytes of a file of it.
+// Draws on an image in memory, or on a page of a PDF, and gives the bytes of a file of it.
 
-#include <cstddef>
-#include <functional>
 #include <memory>
-#include <vector>
 
-#include "drawing/draw_device.h"
+#include "drawing/picture_device.h"
 
 namespace kymora {
 
-enum class PictureFormat { png, svg, pdf };
-
-class CairoDevice : public DrawDevice {
+class CairoDevice : public PictureDevice {
   public:
-    // Throws std::runtime_error when there cannot be such an image.
-    CairoDevice(int width, int height, PictureFormat format = PictureFormat::png);
+    enum class Kind { image, page };
+
+    // An image has `scale` pixels for each one that is drawn: on a finer one lines and texts are finer, not
+    // smaller. Throws std::runtime_error when there cannot be such an image.
+    CairoDevice(int width, int height, Kind kind = Kind::image, double scale = 1.0);
     ~CairoDevice() override;
 
-    // The bytes of the file. A page of shapes is finished by it: nothing can be drawn on it afterwards. Asks
-    // `goOn` now and then; empty when it said no. Throws std::runtime_error.
-    std::vector<std::byte> Encode(const std::function<bool()>& goOn = [] { return true; });
+    using PictureDevice::Encode;
+    std::vector<std::byte> Encode(const std::function<bool()>& goOn) override;
+    // Where the baseline of a line of text starts, seen from the point that it is aligned to and before it is
+    // turned, and how large the line is.
+    struct TextPlace {
+        double along = 0.0, across = 0.0;
+        Extent extent;
+    };
+    TextPlace PlaceText(std::string_view text, const TextStyle& style);
     // The colour of a pixel of an image, 0x00BBGGRR.
     uint32_t PixelAt(int x, int y) const;
 
@@ -40,7 +44,8 @@ class CairoDevice : public DrawDevice {
   private:
     struct Surface;
 
-    bool IsVector() const { return format_ != PictureFormat::png; }
+    bool IsVector() const { return kind_ == Kind::page; }
+    int Scaled(int position) const;
     void MakeSurface();
     std::vector<std::byte> EncodePng(const std::function<bool()>& goOn) const;
     void Stroke(std::span<const Point> points, bool smooth);
@@ -54,7 +59,8 @@ class CairoDevice : public DrawDevice {
 
     std::unique_ptr<Surface> surface_;
     int width_, height_;
-    PictureFormat format_;
+    Kind kind_;
+    double scale_;
     PixelRect clip_;
     Pen pen_;
     Point position_;

@@ -60,6 +60,15 @@ void DrawDevice::Polyline(std::span<const Point> points) {
     for (const Point& point : points.subspan(1)) LineTo(point.x, point.y);
 }
 
+void DrawDevice::RimmedText(int x, int y, std::string_view text, const TextStyle& style, uint32_t paper) {
+    TextStyle rim = style;
+    rim.colour = paper;
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx)
+            if (dx != 0 || dy != 0) Text(x + dx, y + dy, text, rim);
+    Text(x, y, text, style);
+}
+
 Extent DrawDevice::FontExtent(std::string_view text, const FontSpec& font) {
     const Extent own = TextExtent(text, font.weight >= 600);
     const auto scaled = [&](int length) {
@@ -204,16 +213,6 @@ std::string OneLine(std::string_view text) {
     for (char& c : line)
         if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
     return line;
-}
-
-void RimmedText(DrawDevice& device, int x, int y, std::string_view text, const TextStyle& style,
-                uint32_t paper) {
-    TextStyle rim = style;
-    rim.colour = paper;
-    for (int dy = -1; dy <= 1; ++dy)
-        for (int dx = -1; dx <= 1; ++dx)
-            if (dx != 0 || dy != 0) device.Text(x + dx, y + dy, text, rim);
-    device.Text(x, y, text, style);
 }
 
 std::string ElideText(DrawDevice& device, std::string_view wanted, int width) {

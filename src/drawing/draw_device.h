@@ -75,6 +75,8 @@ class DrawDevice {
     virtual void SetClip(const PixelRect& area) = 0;
     virtual void ClearClip() = 0;
     virtual void Text(int x, int y, std::string_view text, const TextStyle& style) = 0;
+    // Text with a rim in the colour of the paper, readable on lines and covering little of them.
+    virtual void RimmedText(int x, int y, std::string_view text, const TextStyle& style, uint32_t paper);
     // Size of a line of text before it is turned.
     virtual Extent TextExtent(std::string_view text, bool bold = false) = 0;
     // The same in a font of the user's; a device without fonts scales that of its own.
@@ -139,9 +141,10 @@ class LineShape {
 // Text for one line on a device: valid UTF-8 without control characters.
 std::string OneLine(std::string_view text);
 
-// Text with a rim in the colour of the paper, readable on lines and covering little of them.
-void RimmedText(DrawDevice& device, int x, int y, std::string_view text, const TextStyle& style,
-                uint32_t paper);
+inline void RimmedText(DrawDevice& device, int x, int y, std::string_view text, const TextStyle& style,
+                       uint32_t paper) {
+    device.RimmedText(x, y, text, style, paper);
+}
 
 // The text, cut and ended by an ellipsis where it is wider than `width`; empty when not even that fits.
 std::string ElideText(DrawDevice& device, std::string_view text, int width);

@@ -56,6 +56,17 @@ struct EventInsertion {
     std::string label;
 };
 
+// How the view is saved as a picture. What the view does not show is in no picture.
+struct PictureOptions {
+    int dpi = 96;  // of pixels; the view is made for 96
+    bool onWhite = false;
+    bool grid = true;
+    bool cursors = true;
+    bool events = true;
+    bool eventLabels = true;
+    int width = 0, height = 0;  // at 96 dpi; 0 is as in the window
+};
+
 // What the dialog of a text file starts with: the answers of the file before.
 struct TextFileDefaults {
     int skipRows = -1;      // -1: guessed from the file

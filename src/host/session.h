@@ -48,6 +48,7 @@ class Session {
     char decimalSeparator = '.';  // of the user's locale, in text that is read
 
     EventInsertion eventInsertion;
+    PictureOptions picture;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's
 
     uint64_t keptBytes = 0;  // of replaced recordings that undo could bring back

@@ -107,6 +107,8 @@ TEST_F(ProgramTest, WrongCommandLines) {
         {"plot", file, "-o", In("out.png"), "--from", "5", "--to", "5"},
         {"plot", file, "-o", In("out.png"), "--from", "nan"},
         {"plot", file, "-o", In("out.png"), "--width", "10"},
+        {"plot", file, "-o", In("out.svg"), "--dpi", "300"},
+        {"plot", file, "-o", In("out.png"), "--dpi", "2000"},
         {"info", file, "--import", "signals"},
         {"info", file, "--import", "signals=1"},
         {"demo", "-o", In("demo"), "--seed", "-3"},
@@ -325,6 +327,10 @@ TEST_F(ProgramTest, PlotWritesAPictureAndLeavesTheRecordingAlone) {
     // A name that is a link to the recording must not make a picture of it.
     std::filesystem::create_symlink(file, In("link.png"));
     EXPECT_EQ(RunKymora({"plot", file, "-o", In("link.png"), "--yes"}).code, 2);
+    EXPECT_EQ(RunKymora({"plot", file, "-o", In("plain.svg"), "--no-grid", "--white"}).code, 0);
+    const std::string svg = FileBytes(In("plain.svg"));
+    EXPECT_TRUE(svg.ends_with("</svg>\n"));
+    EXPECT_EQ(svg.find("dasharray"), std::string::npos) << "the grid is dashed";
     EXPECT_TRUE(FileBytes(file) == before);
 }
 

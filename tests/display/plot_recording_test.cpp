@@ -15,6 +15,13 @@ uint32_t BigEndian(const std::vector<std::byte>& bytes, size_t at) {
     return value;
 }
 
+PictureOptions Size(int width, int height) {
+    PictureOptions options;
+    options.width = width;
+    options.height = height;
+    return options;
+}
+
 std::vector<std::byte> ReadAll(FileSystem& files, const std::filesystem::path& path) {
     const auto file = files.Open(path, OpenMode::readOnly);
     std::vector<std::byte> bytes(file->Length());
@@ -24,7 +31,7 @@ std::vector<std::byte> ReadAll(FileSystem& files, const std::filesystem::path& p
 
 TEST_F(PlotRecordingTest, WritesAPngOfTheSizeWanted) {
     auto doc = Ramp(3, 5000);
-    PlotRecording(*doc, "/plot.png", 100.0, 900.0, 640, 480);
+    PlotRecording(*doc, "/plot.png", 100.0, 900.0, Size(640, 480));
     const std::vector<std::byte> png = ReadAll(files, "/plot.png");
     ASSERT_GT(png.size(), 1000u);
     EXPECT_EQ(BigEndian(png, 0), 0x89504E47u);
@@ -34,28 +41,53 @@ TEST_F(PlotRecordingTest, WritesAPngOfTheSizeWanted) {
     EXPECT_FALSE(doc->IsModified());
 }
 
+TEST_F(PlotRecordingTest, AFinerPictureHasMorePixelsOfTheSameView) {
+    auto doc = Ramp(3, 5000);
+    PictureOptions options = Size(640, 480);
+    options.dpi = 240;
+    PlotRecording(*doc, "/fine.png", 100.0, 900.0, options);
+    const std::vector<std::byte> png = ReadAll(files, "/fine.png");
+    EXPECT_EQ(BigEndian(png, 16), 1600u);
+    EXPECT_EQ(BigEndian(png, 20), 1200u);
+    EXPECT_EQ(BigEndian(png, 37), 0x70485973u);  // pHYs: 240 dpi are 9449 pixels in a metre
+    EXPECT_EQ(BigEndian(png, 41), 9449u);
+    EXPECT_EQ(BigEndian(png, 45), 9449u);
+    EXPECT_EQ(BigEndian(png, 50), 0x5024E7F8u);
+}
+
+TEST(PictureSize, IsHeldWithinWhatAPictureCanBe) {
+    const struct {
+        int64_t width, height, dpi;
+        bool fits;
+    } cases[] = {{50, 50, 24, true},       {49, 500, 96, false},     {20000, 5000, 96, true},
+                 {20001, 50, 96, false},   {20000, 5001, 96, false}, {2000, 1250, 600, true},
+                 {2000, 1600, 600, false}, {500, 500, 23, false},    {500, 500, 1201, false}};
+    for (const auto& [width, height, dpi, fits] : cases)
+        EXPECT_EQ(PictureSizeFault(width, height, dpi).empty(), fits) << width << " " << height << " " << dpi;
+}
+
 TEST_F(PlotRecordingTest, ShowsTheStoredViewportOrTheWholeRecording) {
     auto doc = Ramp(1, 5000);
-    PlotRecording(*doc, "/whole.png", {}, {}, 400, 300);
-    PlotRecording(*doc, "/same.png", 0.0, 4999.0, 400, 300);
+    PlotRecording(*doc, "/whole.png", {}, {}, Size(400, 300));
+    PlotRecording(*doc, "/same.png", 0.0, 4999.0, Size(400, 300));
     EXPECT_EQ(ReadAll(files, "/whole.png"), ReadAll(files, "/same.png"));
     doc->view.viewStart = 1000.0;
     doc->view.viewEnd = 2000.0;
-    PlotRecording(*doc, "/stored.png", {}, {}, 400, 300);
-    PlotRecording(*doc, "/again.png", 1000.0, 2000.0, 400, 300);
+    PlotRecording(*doc, "/stored.png", {}, {}, Size(400, 300));
+    PlotRecording(*doc, "/again.png", 1000.0, 2000.0, Size(400, 300));
     EXPECT_EQ(ReadAll(files, "/stored.png"), ReadAll(files, "/again.png"));
     EXPECT_NE(ReadAll(files, "/stored.png"), ReadAll(files, "/whole.png"));
 }
 
 TEST_F(PlotRecordingTest, FailuresLeaveNothingBehind) {
     auto doc = Ramp(1, 5000000);
-    EXPECT_THROW(PlotRecording(*doc, "/a.png", 500.0, 500.0, 400, 300), std::runtime_error);
-    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, 40000, 40000), std::runtime_error);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", 500.0, 500.0, Size(400, 300)), std::runtime_error);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, Size(40000, 40000)), std::runtime_error);
     host.cancelAtCall = 3;
-    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, 400, 300), Cancelled);
+    EXPECT_THROW(PlotRecording(*doc, "/a.png", {}, {}, Size(400, 300)), Cancelled);
     EXPECT_FALSE(files.Stamp("/a.png"));
     host.cancelAtCall = 0;
-    PlotRecording(*doc, "/small.png", 0.0, 10.0, 1, 1);
+    PlotRecording(*doc, "/small.png", 0.0, 10.0, Size(1, 1));
 }
 
 TEST(CairoDevice, LinesAndFillsLandOnTheirPixels) {

@@ -87,29 +87,71 @@ TEST_F(ViewOutputTest, TheFileHasTheSameText) {
 
 TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
     Open(Ramp(2, 5000), 0.0, 1000.0);
-    host.saveFile = "/view.png";
-    Run("save-png");
-    EXPECT_EQ(Bytes("/view.png").substr(1, 3), "PNG");
-    window->png = {std::byte{'h'}, std::byte{'i'}};  // what a window knows of its screen
-    host.saveFile = "/screen.png";
-    Run("save-png");
-    EXPECT_EQ(Bytes("/screen.png"), "hi");
-    host.saveFile = "/view.svg";
-    Run("save-svg");
-    const std::string svg = Bytes("/view.svg");
-    EXPECT_NE(svg.find("<svg"), std::string::npos);
-    EXPECT_NE(svg.find("width=\"880"), std::string::npos);
-    EXPECT_NE(svg.find("</svg>"), std::string::npos);
-    EXPECT_EQ(svg.find("data:image"), std::string::npos);  // shapes, no pixels
-    host.saveFile = "/view";
-    Run("save-pdf");
-    const std::string pdf = Bytes("/view.pdf");
-    EXPECT_TRUE(pdf.starts_with("%PDF-"));
+    const struct {
+        const char *command, *chosen, *written, *start;
+    } cases[] = {{"save-png", "/view.png", "/view.png", "\x89PNG"},
+                 {"save-svg", "/view", "/view.svg", "<?xml"},
+                 {"save-pdf", "/view.old", "/view.old.pdf", "%PDF-"},
+                 {"save-png", "/other.SVG", "/other.SVG", "<?xml"}};  // the type that was chosen counts
+    for (const auto& [command, chosen, written, start] : cases) {
+        host.saveFile = chosen;
+        host.fillForms = {[](Form&) { return true; }};
+        Run(command);
+        EXPECT_TRUE(Bytes(written).starts_with(start)) << written;
+    }
+    EXPECT_EQ(host.fileRequests[1].filter, "SVG picture|*.svg|PNG picture|*.png|PDF document|*.pdf||");
+    const std::string pdf = Bytes("/view.old.pdf");
     EXPECT_NE(pdf.find("%%EOF"), std::string::npos);
     EXPECT_NE(pdf.find("660"), std::string::npos);  // 880 pixels of 0.75 points
     EXPECT_TRUE(host.messages.empty());
+    const size_t count = files.Count();
+    host.saveFile = "/cancelled.png";
+    Run("save-png");  // cancelled at the form
+    EXPECT_EQ(files.Count(), count);
     Run("copy-bitmap");
     EXPECT_EQ(window->pictures, 1);
+}
+
+TEST_F(ViewOutputTest, PicturesAreMadeAsTheFormSays) {
+    Open(Ramp(2, 5000), 0.0, 1000.0);
+    view->m_crBackground = 0x102030;
+    view->DatumLines().AddVertLine(view->Plot().TimeToPixel(250.0));
+    host.saveFile = "/view.svg";
+    const auto svgAs = [&](std::function<void(Form&)> fill) {
+        host.fillForms = {[fill](Form& form) {
+            fill(form);
+            return true;
+        }};
+        Run("save-svg");
+        return Bytes("/view.svg");
+    };
+    const std::string usual = svgAs([](Form&) {});
+    EXPECT_NE(usual.find("width=\"880\" height=\"460\""), std::string::npos);
+    EXPECT_NE(usual.find("#302010"), std::string::npos);
+    EXPECT_NE(usual.find("dasharray"), std::string::npos);
+    EXPECT_NE(usual.find(">250.0"), std::string::npos);
+    const std::string other = svgAs([](Form& form) {
+        form["width"].number = 600;
+        form["paper"].choice = 1;
+        form["grid"].flag = false;
+        EXPECT_TRUE(form["cursors"].IsEnabled(form));
+    });
+    EXPECT_NE(other.find("width=\"600\" height=\"460\""), std::string::npos);
+    EXPECT_EQ(other.find("#302010"), std::string::npos);
+    EXPECT_EQ(other.find("dasharray"), std::string::npos);
+    // The cursor stands at its time, not at its pixel.
+    EXPECT_NE(other.find(">25"), std::string::npos);
+    EXPECT_TRUE(view->m_bShowGrid);
+    // What was chosen is proposed next time, and what the view does not show is not asked about.
+    view->DatumLines().DeleteAllVert();
+    const std::string third = svgAs([](Form& form) {
+        EXPECT_EQ(form.Integer("width"), 600);
+        EXPECT_EQ(form.Choice("paper"), 1);
+        EXPECT_FALSE(form.Flag("grid"));
+        EXPECT_FALSE(form["cursors"].IsEnabled(form));
+    });
+    EXPECT_EQ(third.find(">25"), std::string::npos);
+    EXPECT_TRUE(session.picture.cursors);
 }
 
 TEST_F(ViewOutputTest, FailuresAreToldAndLeaveNothing) {
@@ -121,6 +163,7 @@ TEST_F(ViewOutputTest, FailuresAreToldAndLeaveNothing) {
         host.Forget();
         faulty.freeBytes = 100;
         host.saveFile = std::string("/full.") + (id + 5);
+        host.fillForms = {[](Form&) { return true; }};
         Run(id);
         EXPECT_EQ(host.messages.size(), 1u) << id;
         EXPECT_NE(host.LastMessage().find("was not saved.\n"), std::string::npos) << id;

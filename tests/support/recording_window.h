@@ -19,12 +19,10 @@ class RecordingWindow : public ViewWindow {
     void ShowStatus(std::string_view text) override { status = text; }
     void CopyText(std::string_view text) override { copied = text; }
     void CopyPicture() override { ++pictures; }
-    std::vector<std::byte> PngOfScreen() override { return png; }
     void EditLimit(int axis, bool isMax) override { limits.emplace_back(axis, isMax); }
     void SetSize(int width, int height) override { size = {width, height}; }
 
     std::string status, copied;
-    std::vector<std::byte> png;
     int pictures = 0, repaints = 0;
     std::vector<std::pair<int, bool>> limits;
     Extent size;

@@ -58,15 +58,15 @@ void CopyTraces(const CommandContext& context) {
 void CopyBitmap(const CommandContext& context) { context.view.Window()->CopyPicture(); }
 void Print(const CommandContext& context) { context.view.Window()->Print(); }
 
-// What the recording is called, with another extension.
-std::optional<std::filesystem::path> AskName(const CKymoraView& view, const char* kind,
-                                             const std::string& extension) {
+// What the recording is called, with another extension. `others` are types that the user may choose instead.
+std::optional<std::filesystem::path> AskName(const CKymoraView& view, const std::string& kind,
+                                             const std::string& extension, const std::string& others = {}) {
     const std::filesystem::path source = view.GetDocument().filePath;
     std::filesystem::path suggestion = source;
     suggestion.replace_extension(extension);
     if (SamePath(suggestion, source))
         suggestion.replace_filename(source.stem().string() + " view." + extension);
-    const std::string filter = std::string(kind) + "|*." + extension + "||";
+    const std::string filter = kind + "|*." + extension + others + "||";
     const auto chosen = view.GetSession().host.ChooseSaveFile({"Save view", filter, extension, suggestion});
     if (!chosen || !SamePath(*chosen, source)) return chosen;
     view.GetSession().host.Message("That is the recording itself. Choose another name.");
@@ -79,17 +79,27 @@ void SaveText(const CommandContext& context) {
     Try(context.view, "The text was not saved.", [&] { SaveTraceText(context.view.Plot(), *out); });
 }
 
-void SaveAsPicture(CKymoraView& view, const char* kind, const std::string& extension) {
-    auto out = AskName(view, kind, extension);
-    if (!out || !view.FinishReload()) return;
-    // The name says what is written, whatever extension the user gave.
-    if (FoldedExtension(*out) != "." + extension) *out += "." + extension;
-    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out); });
-}
+struct PictureKind {
+    const char *name, *extension;
+};
+constexpr PictureKind pictureKinds[] = {
+    {"PNG picture", "png"}, {"SVG picture", "svg"}, {"PDF document", "pdf"}};
 
-void SavePng(const CommandContext& context) { SaveAsPicture(context.view, "PNG picture", "png"); }
-void SaveSvg(const CommandContext& context) { SaveAsPicture(context.view, "SVG picture", "svg"); }
-void SavePdf(const CommandContext& context) { SaveAsPicture(context.view, "PDF document", "pdf"); }
+template <size_t kind>
+void SaveAsPicture(const CommandContext& context) {
+    CKymoraView& view = context.view;
+    const std::string extension = pictureKinds[kind].extension;
+    std::string others;
+    for (const PictureKind& other : pictureKinds)
+        if (other.extension != extension) others += std::string("|") + other.name + "|*." + other.extension;
+    auto out = AskName(view, pictureKinds[kind].name, extension, others);
+    if (!out) return;
+    // The name says what is written: one that says nothing gets the extension of the command.
+    if (!PictureFormatOf(*out)) *out += "." + extension;
+    PictureOptions& options = view.GetSession().picture;
+    if (!AskPictureOptions(view, *PictureFormatOf(*out), options) || !view.FinishReload()) return;
+    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out, options); });
+}
 
 }  // namespace
 
@@ -99,10 +109,10 @@ CommandTable OutputCommands() {
         {"copy-bitmap", "O&utput", "&Copy view as bitmap", "Copies the picture of the view", HasWindow, nullptr, CopyBitmap},
         {"copy-traces", "O&utput", "Copy traces as text", "Copies the samples in view, a line for each time", HasTracesInWindow, nullptr, CopyTraces},
         {"copy-time-voltage", "O&utput", "Copy time and voltage", "Copies the time and the value under the mouse", HasWindow, nullptr, CopyTimeAndVoltage},
-        {"save-png", "O&utput", "View (bitmap: png)", "Saves the picture of the view in pixels", HasPicture, nullptr, SavePng, group},
-        {"save-svg", "O&utput", "View (vector: svg)", "Saves the picture of the view in lines, to be edited", HasPicture, nullptr, SaveSvg},
-        {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SavePdf},
-        {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText},
+        {"save-png", "O&utput", "View (bitmap: png)", "Saves the picture of the view in pixels", HasPicture, nullptr, SaveAsPicture<0>, group | asks},
+        {"save-svg", "O&utput", "View (vector: svg)", "Saves the picture of the view in lines, to be edited", HasPicture, nullptr, SaveAsPicture<1>, asks},
+        {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SaveAsPicture<2>, asks},
+        {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText, asks},
         {"print", "O&utput", "&Print...\tCtrl+p", "Prints the view", HasWindow, nullptr, Print, group},
     };
 }

@@ -234,14 +234,6 @@ void ViewWidget::CopyPicture() {
     if (view_.FinishReload()) QApplication::clipboard()->setImage(PictureToKeep());
 }
 
-std::vector<std::byte> ViewWidget::PngOfScreen() {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    if (!PictureToKeep().save(&buffer, "PNG")) throw std::runtime_error("The picture could not be made");
-    const auto* first = reinterpret_cast<const std::byte*>(bytes.constData());
-    return {first, first + bytes.size()};
-}
-
 QImage ViewWidget::PictureToKeep() const {
     QImage picture(size() * devicePixelRatioF(), QImage::Format_RGB32);
     picture.setDevicePixelRatio(devicePixelRatioF());

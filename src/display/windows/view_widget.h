@@ -54,7 +54,6 @@ class ViewWidget : public QWidget, public ViewWindow {
     void ShowStatus(std::string_view text) override;
     void CopyText(std::string_view text) override;
     void CopyPicture() override;
-    std::vector<std::byte> PngOfScreen() override;
     void Print() override;
     void EditLimit(int axis, bool isMax) override;
     void SetSize(int width, int height) override;
