@@ -57,7 +57,7 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenRequest req
     inOpen = true;
     const bool opened = TryToOpen();
     inOpen = false;
-    if (!opening_.fault.empty()) GetHost().Message(opening_.fault);
+    if (!opening_.fault.empty() && !opening_.request.callerTells) GetHost().Message(opening_.fault);
     if (opened) UpdateAllViews(UpdateHint::samples);
     return opened;
 }
@@ -150,15 +150,43 @@ void CDataDoc::Notify(std::string_view key, std::string_view text) {
         GetHost().Notice(key, "Notification", text);
 }
 
+bool CDataDoc::MayLeaveOperations() {
+    return operationsAtWork <= 0 ||
+           GetHost().Confirm(fmt::format(closesAtWorkText, filePath.filename().string()));
+}
+
 bool CDataDoc::SaveModified() {
-    if (operationsAtWork > 0 &&
-        !GetHost().Confirm(fmt::format(closesAtWorkText, filePath.filename().string())))
-        return false;
+    if (!MayLeaveOperations()) return false;
     return !IsModified() ||
            GetHost().Confirm(
                "You have made changes to this file which have not been saved.\nClick OK to continue to "
                "close, Cancel to return and have the opportunity to save.",
                filePath.filename().string());
+}
+
+bool MayClose(Host& host, const std::vector<CDataDoc*>& docs) {
+    std::vector<CDataDoc*> changed;
+    for (CDataDoc* doc : docs)
+        if (doc->IsModified()) changed.push_back(doc);
+    if (changed.size() < 2)
+        return std::all_of(docs.begin(), docs.end(), [](CDataDoc* doc) { return doc->SaveModified(); });
+    for (CDataDoc* doc : docs)
+        if (!doc->MayLeaveOperations()) return false;
+    std::string text =
+        fmt::format("You have made changes to these {} files which have not been saved:\n\n", changed.size());
+    for (const CDataDoc* doc : changed)
+        text += fmt::format("{}  ({})\n", doc->filePath.filename().string(),
+                            doc->filePath.parent_path().string());
+    text += "\nClick OK to continue to close all of them, Cancel to return and have the opportunity to save.";
+    return host.Confirm(text, fmt::format("{} files with changes", changed.size()));
+}
+
+void CDataDoc::SetModifiedFlag(bool modified) {
+    modified_ = modified;
+    if (modified)
+        undo_.ForgetSaved();
+    else
+        undo_.MarkSaved();
 }
 
 void CDataDoc::AddView(DocumentView& added) { views_.push_back(&added); }

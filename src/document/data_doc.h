@@ -82,8 +82,14 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     void Notify(std::string_view key, std::string_view text);
     // Asks about operations at work and about unsaved changes; true when the document may close.
     bool SaveModified();
+    // The first of the two questions alone.
+    bool MayLeaveOperations();
     bool IsModified() const { return modified_; }
-    void SetModifiedFlag(bool modified = true) { modified_ = modified; }
+    // Set: changed by something that cannot be taken back. Not set: this state is the saved one, and undoing
+    // to it makes the document unmodified again.
+    void SetModifiedFlag(bool modified = true);
+    // The steps that can be undone say it themselves.
+    void FollowUndo() { modified_ = !undo_.IsAtSaved(); }
 
     // What the user can take back.
     UndoStack& Undo() { return undo_; }
@@ -341,5 +347,9 @@ inline constexpr const char* closesAtWorkText =
     "An operation is still at work on {}.\nClick OK to close it, and what the operation finds is lost.";
 inline constexpr const char* tooLongText =
     "This file is too long to be handled by Kymora. Please contact the author.";
+
+// The questions about all documents that are to close, those with changes named in one box. False leaves all
+// of them as they are.
+bool MayClose(Host& host, const std::vector<CDataDoc*>& docs);
 
 }  // namespace kymora

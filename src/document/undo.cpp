@@ -134,8 +134,9 @@ bool UndoStack::Move(std::deque<Step>& from, std::deque<Step>& to) {
     from.pop_back();
     for (auto change = step.changes.rbegin(); change != step.changes.rend(); ++change) (*change)->Swap(doc_);
     std::reverse(step.changes.begin(), step.changes.end());
-    if (step.marksDocument) doc_.SetModifiedFlag();
+    const bool marks = step.marksDocument;
     to.push_back(std::move(step));
+    if (marks) doc_.FollowUndo();
     doc_.UpdateAllViews(UpdateHint::events);
     doc_.UpdateAllViews(UpdateHint::settings);
     return true;
@@ -176,19 +177,36 @@ void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> 
     ForgetRedo();
     size_t bytes = 0;
     for (const auto& change : changes) bytes += change->Bytes();
-    done_.push_back({std::move(name), std::move(changes), bytes, marksDocument});
+    done_.push_back({std::move(name), std::move(changes), bytes, marksDocument, ++steps_});
     size_t total = 0;
     for (const Step& step : done_) total += step.bytes;
     while (done_.size() > 1 && (done_.size() > mostSteps || total > mostBytes)) {
         total -= done_.front().bytes;
+        if (done_.front().marksDocument) bottom_ = done_.front().number;
         done_.pop_front();
     }
 }
 
+uint64_t UndoStack::StateNumber() const {
+    const auto last =
+        std::find_if(done_.rbegin(), done_.rend(), [](const Step& step) { return step.marksDocument; });
+    return last == done_.rend() ? bottom_ : last->number;
+}
+
+bool UndoStack::IsAtSaved() const {
+    return savedAt_ && savedAt_->number == StateNumber() && savedAt_->history == doc_.historyLog.size();
+}
+
+void UndoStack::MarkSaved() { savedAt_ = Saved{StateNumber(), doc_.historyLog.size()}; }
+
 void UndoStack::ForgetView(const DocumentView& view) {
     for (std::deque<Step>* steps : {&done_, &undone_}) {
-        for (Step& step : *steps)
-            std::erase_if(step.changes, [&](const auto& change) { return change->ConcernsView(view); });
+        for (Step& step : *steps) {
+            const size_t gone =
+                std::erase_if(step.changes, [&](const auto& change) { return change->ConcernsView(view); });
+            // The steps do not tell any more what lies between here and there.
+            if (gone > 0 && step.marksDocument) ForgetSaved();
+        }
         std::erase_if(*steps, [](const Step& step) { return step.changes.empty(); });
     }
 }
@@ -197,7 +215,9 @@ void UndoStack::ForgetView(const DocumentView& view) {
 
 UndoScope::UndoScope(CDataDoc& doc, std::string name)
     : doc_(doc), name_(std::move(name)), outer_(doc.openUndoScope) {
-    if (!outer_) doc_.openUndoScope = this;
+    if (outer_) return;
+    doc_.openUndoScope = this;
+    if (!doc_.IsModified()) doc_.Undo().MarkSaved();
 }
 
 UndoScope::~UndoScope() {
@@ -206,7 +226,7 @@ UndoScope::~UndoScope() {
     std::erase_if(changes_, [this](const auto& change) { return !change->IsChange(doc_); });
     if (changes_.empty()) return;
     doc_.Undo().Push(std::move(name_), std::move(changes_), marksDocument_);
-    if (marksDocument_) doc_.SetModifiedFlag();
+    if (marksDocument_) doc_.FollowUndo();
 }
 
 void UndoScope::Keep(std::unique_ptr<UndoChange> change) {

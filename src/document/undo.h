@@ -7,8 +7,10 @@
 // nothing when nothing changed.
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,11 @@ class UndoStack {
     // 200 or they take more than 256 MiB. A step that is none for the file does not mark it as changed.
     void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument = true);
     void ForgetRedo();
+    // Whether undo and redo have led back to the state that was saved. What the history has been told since
+    // then is part of the file.
+    bool IsAtSaved() const;
+    void MarkSaved();
+    void ForgetSaved() { savedAt_.reset(); }
     // What lies beyond the first step and beyond the last one; the latter goes with what could be redone.
     std::unique_ptr<OtherVersion>& Before() { return before_; }
     std::unique_ptr<OtherVersion>& After() { return after_; }
@@ -77,12 +84,22 @@ class UndoStack {
         std::vector<std::unique_ptr<UndoChange>> changes;
         size_t bytes = 0;
         bool marksDocument = true;
+        uint64_t number = 0;  // counted through all steps that are ever made
     };
+    uint64_t StateNumber() const;
     bool Move(std::deque<Step>& from, std::deque<Step>& to);
     bool MayExchange() const;
 
     CDataDoc& doc_;
     std::deque<Step> done_, undone_;
+    uint64_t steps_ = 0;
+    uint64_t bottom_ = 0;  // the last step that marked the document and has been forgotten
+    // The saved state: the last step that marks the document, and the length of the history.
+    struct Saved {
+        uint64_t number = 0;
+        size_t history = 0;
+    };
+    std::optional<Saved> savedAt_;
     std::unique_ptr<OtherVersion> before_, after_;
 };
 

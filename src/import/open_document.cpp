@@ -38,7 +38,7 @@ Opened OpenRecording(Session& session, const std::filesystem::path& path, const 
     else if (!match.format->reader.make)
         opened.opening.fault = CannotReadText(path, *match.format);
     if (!opened.opening.fault.empty()) {
-        session.host.Message(opened.opening.fault);
+        if (!request.callerTells) session.host.Message(opened.opening.fault);
         return opened;
     }
     auto doc = match.format->reader.make(session);

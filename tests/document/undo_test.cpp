@@ -54,6 +54,52 @@ TEST_F(UndoTest, SingleEventEditsComeBackWithTheirExtraTable) {
     EXPECT_EQ(Onsets(), (std::vector<int32_t>{10, 20, 30}));
 }
 
+// What was undone to the saved state needs no save; what the history was told, or what cannot be taken back,
+// does.
+TEST_F(UndoTest, TheSavedStateIsUnmodifiedHoweverItIsReached) {
+    const auto add = [&](bool notes = false) {
+        UndoScope edit(*doc, "Add");
+        edit.AddEvent(3, {50, 55});
+        if (notes) edit.NoteInHistory();
+    };
+    const auto expect = [&](bool modified, const char* when) {
+        EXPECT_EQ(doc->IsModified(), modified) << when;
+    };
+    doc->historyLog = "read from the file";
+    add();
+    expect(true, "edited");
+    doc->Undo().Undo();
+    expect(false, "undone to the file");
+    doc->Undo().Redo();
+    expect(true, "redone");
+    doc->SetModifiedFlag(false);  // saved here
+    add();
+    doc->Undo().Undo();
+    expect(false, "undone to the save");
+    doc->Undo().Undo();
+    expect(true, "undone past the save");
+    doc->Undo().Redo();
+    expect(false, "redone to the save");
+    doc->Undo().Undo();
+    add();  // the saved state is none of the steps any more
+    doc->Undo().Undo();
+    expect(true, "the save is out of reach");
+    doc->SetModifiedFlag(false);
+    add(true);
+    doc->Undo().Undo();
+    expect(true, "the history has two lines more");
+    doc->SetModifiedFlag(false);
+    doc->SetModifiedFlag();  // a change that no step takes back
+    add();
+    doc->Undo().Undo();
+    expect(true, "changed otherwise");
+    doc->SetModifiedFlag(false);
+    for (int i = 0; i < 300; ++i) add();  // more than are kept
+    while (doc->Undo().Undo()) {
+    }
+    expect(true, "the oldest steps are forgotten");
+}
+
 TEST_F(UndoTest, ChannelsMarkersAndBarsComeBackWhole) {
     {
         UndoScope edit(*doc, "Clear");
