@@ -1,9 +1,13 @@
 #include "app/theme.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QPainter>
 #include <QPalette>
+#include <QPolygonF>
 #include <QProxyStyle>
 #include <QStyleOption>
+#include <vector>
 
 namespace kymora {
 
@@ -38,11 +42,51 @@ QPalette PaletteOf(const ThemeColours& colours) {
     return palette;
 }
 
+using Shape = std::vector<QPolygonF>;
+
+// In a square of 10 units; empty for what is no such button.
+Shape WindowButtonShape(QStyle::StandardPixmap which) {
+    switch (which) {
+    case QStyle::SP_TitleBarMinButton:
+        return {QPolygonF({{2, 7.5}, {8, 7.5}})};
+    case QStyle::SP_TitleBarNormalButton:
+        return {QPolygonF({{2, 4}, {6, 4}, {6, 8}, {2, 8}, {2, 4}}),
+                QPolygonF({{4, 4}, {4, 2}, {8, 2}, {8, 6}, {6, 6}})};
+    case QStyle::SP_TitleBarCloseButton:
+        return {QPolygonF({{2.5, 2.5}, {7.5, 7.5}}), QPolygonF({{7.5, 2.5}, {2.5, 7.5}})};
+    default:
+        return {};
+    }
+}
+
+// In the colour of texts, in the sizes that the pixel ratios of screens ask for.
+QIcon DrawnIcon(const Shape& shape) {
+    QIcon icon;
+    for (const int size : {10, 16, 20, 32, 48}) {
+        QPixmap picture(size, size);
+        picture.fill(Qt::transparent);
+        QPainter painter(&picture);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.scale(size / 10.0, size / 10.0);
+        painter.setPen(QPen(QApplication::palette().color(QPalette::WindowText), 1.1));
+        for (const QPolygonF& line : shape) painter.drawPolyline(line);
+        painter.end();
+        icon.addPixmap(picture);
+    }
+    return icon;
+}
+
 // The style makes the frames of check boxes and buttons of choices from the colour of the window, darker: on
 // a dark window they, and with them an empty box, could hardly be seen.
 class VisibleBoxes : public QProxyStyle {
   public:
     VisibleBoxes() : QProxyStyle("Fusion") {}
+    // The buttons of a recording that fills the window, which stand in the menu bar: the style's are black.
+    QIcon standardIcon(StandardPixmap which, const QStyleOption* option,
+                       const QWidget* widget) const override {
+        const auto shape = WindowButtonShape(which);
+        return shape.empty() ? QProxyStyle::standardIcon(which, option, widget) : DrawnIcon(shape);
+    }
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override {
         const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;

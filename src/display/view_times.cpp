@@ -1,5 +1,9 @@
 #include "display/view_times.h"
 
+#include <cstdlib>
+
+#include <fmt/format.h>
+
 #include "drawing/number_labels.h"
 #include "host/form.h"
 #include "host/user_numbers.h"
@@ -121,7 +125,10 @@ std::string EndText(const PlotContext& context) {
 }
 
 std::string TimebaseText(const PlotContext& context) {
-    return ShortNumber(Timebase(context) / TimeUnitFactor(context.settings.m_nTimeUnit));
+    // The view ends at a sample, which makes an eighth of it a long number. Nobody reads more than six digits
+    // of it; the view itself stays as long as it was asked for.
+    const double shown = Timebase(context) / TimeUnitFactor(context.settings.m_nTimeUnit);
+    return ShortNumber(std::strtod(fmt::format("{:.6g}", shown).c_str(), nullptr));
 }
 
 std::string TimebaseUnitText(const PlotContext& context) {

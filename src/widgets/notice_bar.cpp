@@ -31,8 +31,12 @@ NoticeBar::NoticeBar(QWidget* parent) : QFrame(parent), text_(new QLabel(this)) 
 }
 
 void NoticeBar::Say(const QString& text) {
-    const QString before = isHidden() ? QString() : text_->text() + "\n";
-    text_->setText(before + text.trimmed());
+    QStringList lines;
+    if (!isHidden()) lines = text_->text().split('\n');
+    // Empty lines part the text of a box; here they would only take room from the recording.
+    for (const QString& line : text.split('\n'))
+        if (!line.trimmed().isEmpty()) lines += line.trimmed();
+    text_->setText(lines.join('\n'));
     setAccessibleName(text_->text());
     show();
 }

@@ -366,6 +366,15 @@ TEST_F(KymoraViewTest, TimeEditsTakeNumbersInTheUnitShown) {
     EXPECT_EQ(EndText(v.Plot()), "3");
     EXPECT_EQ(TimebaseText(v.Plot()), "0.25");
     EXPECT_EQ(TimebaseUnitText(v.Plot()), "s/div");
+    v.Set(&ViewSettings::m_nTimeUnit, 0, "Time unit");
+    for (const auto& [end, shown] : {std::pair(599999.95, "75000"), {8.1, "1.0125"}, {9876.54, "1234.57"}}) {
+        EXPECT_TRUE(SetStartFromText(v, "0"));
+        EXPECT_TRUE(v.ChangeViewport({0.0, end}));
+        EXPECT_EQ(TimebaseText(v.Plot()), shown);
+        ExpectViewport(0.0, end);
+    }
+    v.ChangeViewport({1000.0, 3000.0});
+    v.Set(&ViewSettings::m_nTimeUnit, 1, "Time unit");
     EXPECT_TRUE(SetStartFromText(v, " 2.5 "));
     ExpectViewport(2500.0, 4500.0);
     EXPECT_TRUE(SetEndFromText(v, "3.5"));
