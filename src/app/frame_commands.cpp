@@ -19,6 +19,11 @@ void Run(Frame& frame) {
     (frame.*operation)();
 }
 
+template <size_t number>
+void OpenDemo(Frame& frame) {
+    frame.OpenDemo(number);
+}
+
 template <Theme theme>
 void SetTheme(Frame& frame) {
     frame.SetTheme(static_cast<int>(theme));
@@ -38,24 +43,24 @@ void ToggleHoverCard(Frame& frame) {
 }
 bool IsFullScreen(const Frame& frame) { return frame.isFullScreen(); }
 
-constexpr bool group = true;
+constexpr unsigned group = startsGroup, asks = asksFirst;
 
 // clang-format off
 constexpr FrameCommand table[] = {
     {"file-open", "&File", "&Open...\tCtrl+O", "Opens recordings, each in a window of its own", nullptr, nullptr, Run<&Frame::OnFileOpen>},
-    {"new-user-defined", "&File/&New", "User-defined\tCtrl+N", "Makes a recording from an equation", nullptr, nullptr, Run<&Frame::OnNewUserDefined>},
-    {"new-from-average", "&File/&New", "From average", "Makes a recording of the averages of traces of open recordings", HasActive, nullptr, Run<&Frame::OnNewFromAverage>},
+    {"new-user-defined", "&File/&New", "User-defined\tCtrl+N", "Makes a recording from an equation", nullptr, nullptr, Run<&Frame::OnNewUserDefined>, asks},
+    {"new-from-average", "&File/&New", "From average", "Makes a recording of the averages of traces of open recordings", HasActive, nullptr, Run<&Frame::OnNewFromAverage>, asks},
     {"new-contiguous-data", "&File/&New/From &clipboard", "&Contiguous data...", "Makes a recording from a table on the clipboard, each row a sample", nullptr, nullptr, Run<&Frame::OnPasteContiguous>},
     {"new-sparse-data", "&File/&New/From &clipboard", "&Sparse data...", "Makes a recording from times and values on the clipboard", nullptr, nullptr, Run<&Frame::OnPasteSparse>},
     {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
     {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
     {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, or as text (.txt)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
-    {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>},
+    {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>, asks},
     {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
-    {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group},
+    {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group | asks},
     {"binary-defaults", "&File", "Set &binary defaults...", "Says how raw binary files are laid out", nullptr, nullptr, [](Frame& frame) { SetBinaryDefaults(frame.GetSession()); }},
     {"file-properties", "&File", "File p&roperties...", "Shows what the recording is, with its comment and its history", HasActive, nullptr, Run<&Frame::OnFileProperties>, group},
-    {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>},
+    {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>, asks},
     {"file-exit", "&File", "E&xit\tCtrl+Q", "Ends the program", nullptr, nullptr, Run<&Frame::OnExit>, group},
 
     {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, IsToolBarShown, Run<&Frame::ToggleToolBar>, group},
@@ -80,6 +85,9 @@ constexpr FrameCommand table[] = {
     {"help-first-steps", "&Help", "&First steps\tF1", "Shows how to open, move through and mark a recording", nullptr, nullptr, Run<&Frame::OnHelpFirstSteps>},
     {"help-shortcuts", "&Help", "Keyboard &shortcuts\tCtrl+F1", "Lists the keys of all commands", nullptr, nullptr, Run<&Frame::OnHelpShortcuts>},
     {"help-find-command", "&Help", "Find a &command...\tCtrl+Shift+P", "Finds a command by words and runs it", nullptr, nullptr, Run<&Frame::OnHelpFindCommand>},
+    {"demo-spikes", "&Help/&Demonstration recordings", "&Spikes", "Two electrodes that see three units for a minute, each spike marked with its unit", nullptr, nullptr, OpenDemo<0>},
+    {"demo-gaps", "&Help/&Demonstration recordings", "&Gaps", "A heart and a breath, with the pauses of a recorder that was off at times", nullptr, nullptr, OpenDemo<1>},
+    {"demo-episodic", "&Help/&Demonstration recordings", "&Episodes", "Synaptic potentials after a shock, in 24 episodes, some of them failures", nullptr, nullptr, OpenDemo<2>},
     {"help-about", "&Help", "&About Kymora", "Shows the version of the program", nullptr, nullptr, Run<&Frame::OnAbout>, group},
 };
 // clang-format on

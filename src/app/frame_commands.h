@@ -19,7 +19,7 @@ struct FrameCommand {
     bool (*enabled)(const CMainFrame&);  // null: always
     CheckMark<CMainFrame> checked;       // null: has none
     void (*run)(CMainFrame&);
-    bool startsGroup = false;  // a separator stands before it
+    unsigned marks = 0;  // CommandMark
 };
 
 // In the order of the menus: File stands before the menus of the view, Window and Help behind them.

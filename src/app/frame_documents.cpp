@@ -5,12 +5,15 @@
 #include <fmt/format.h>
 
 #include <QLabel>
+#include <QStandardPaths>
 
 #include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/main_frame.h"
 #include "app/operation_windows.h"
+#include "app/start_page.h"
 #include "app/theme.h"
+#include "demo/demo_recordings.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
@@ -29,6 +32,14 @@ namespace {
 
 constexpr const char* settingsWithoutFileText =
     "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data file is already open.";
+
+// The user's own, where programs keep what is theirs; the recordings in it are the user's to change.
+std::filesystem::path FolderOfDemos() {
+    const auto folder =
+        ToPath(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)) / "demonstration";
+    std::filesystem::create_directories(folder);
+    return folder;
+}
 
 bool HoldsOperationSettings(const std::filesystem::path& path) {
     const std::string extension = FoldedExtension(path);
@@ -53,6 +64,7 @@ std::vector<CChildFrame*> CMainFrame::ChildrenOf(const CDataDoc& doc) const {
 
 CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraView* like) {
     const CChildFrame* before = ActiveChild();
+    start_->hide();
     const bool maximized = Children().empty() || (before && before->isMaximized());
     auto* child = new CChildFrame(std::move(doc), like);
     mdi_->addSubWindow(child);
@@ -61,6 +73,8 @@ CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraVi
     connect(child, &QObject::destroyed, this, [this] {
         NumberWindows();
         UpdateCommands();
+        // Not between two recordings of which one takes the place of the other.
+        QMetaObject::invokeMethod(this, &CMainFrame::ShowStart, Qt::QueuedConnection);
     });
     if (maximized)
         child->showMaximized();
@@ -104,17 +118,76 @@ void CMainFrame::OnWindowNew() {
     OnWindowTile();
 }
 
+// --- the start page ---
+
+void CMainFrame::MakeStart() {
+    start_ = new StartPage(this);
+    demoFolder = FolderOfDemos;
+    connect(start_, &StartPage::CommandWanted, this,
+            [this](const QString& id) { RunCommandById(id.toStdString()); });
+    connect(start_, &StartPage::RecentChosen, this, [this](const std::filesystem::path& path) {
+        const std::filesystem::path chosen = path;  // the page may be filled anew meanwhile
+        OpenRecent(chosen);
+        ShowStart();
+    });
+    connect(start_, &StartPage::RecentRemoved, this, [this](const std::filesystem::path& path) {
+        recent_.Remove(std::filesystem::path(path));
+        emit SettingsChanged();
+        ShowStart();
+    });
+}
+
+void CMainFrame::ShowStart() {
+    const bool wanted = Children().empty();
+    if (wanted) {
+        std::vector<StartPage::Recent> recent;
+        for (const auto& path : recent_.Paths())
+            recent.push_back({path, recent_.OpenedAt(path), session_.files.Stamp(path).has_value()});
+        start_->ShowRecent(std::move(recent), session_.now());
+    }
+    const bool comes = wanted && start_->isHidden();
+    start_->setVisible(wanted);
+    // The area beneath has nothing that a key could work on.
+    mdi_->setFocusPolicy(wanted ? Qt::NoFocus : Qt::StrongFocus);
+    if (comes) start_->TakeKeys();
+}
+
+void CMainFrame::OpenDemo(size_t number) {
+    const DemoRecording& demo = DemoRecordings()[number];
+    try {
+        const std::filesystem::path path = demoFolder() / demo.fileName;
+        if (!session_.files.Stamp(path)) {
+            // With the seed of the terminal: the same bytes as there.
+            Session making(session_.host, session_.files);
+            WriteDemoRecording(making, demo, path);
+        }
+        OpenFile(path);
+    } catch (const Cancelled&) {
+    } catch (const std::runtime_error& error) {
+        session_.host.Failure(std::string("The demonstration recording could not be made.\n") + error.what());
+    }
+}
+
 // --- opening ---
 
 CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path, std::optional<OpenTalk> talk) {
+    return OpenAs(path, {opening_.purpose, talk.value_or(opening_.talk), opening_.settings}, nullptr);
+}
+
+// Where `fault` is, it gets why the file does not open, and the user is not told.
+CChildFrame* CMainFrame::OpenAs(const std::filesystem::path& path, const OpenRequest& wanted,
+                                std::string* fault) {
     if (CChildFrame* child = FindOpen(path)) {
         mdi_->setActiveSubWindow(child);
         return child;
     }
-    std::shared_ptr<CDataDoc> doc =
-        OpenDocument(session_, path, {opening_.purpose, talk.value_or(opening_.talk), opening_.settings});
+    OpenRequest request = wanted;
+    request.callerTells = fault != nullptr;
+    Opened opened = OpenRecording(session_, path, request);
+    if (fault) *fault = opened.opening.fault;
+    std::shared_ptr<CDataDoc> doc = std::move(opened.document);
     if (!doc) return nullptr;
-    recent_.Add(path);
+    recent_.Add(path, session_.now());
     emit SettingsChanged();
     CChildFrame* const child = AddChild(doc);
     TakeLeftVersions(*doc);
@@ -123,14 +196,31 @@ CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path, std::option
 
 void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
     const size_t before = Children().size();
-    for (const auto& path : paths) OpenFile(path, talk);
+    OpenEach(paths, talk);
     const size_t now = Children().size();
     if (now > 1 && now > before) OnWindowTile();
 }
 
+void CMainFrame::OpenEach(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
+    if (paths.size() == 1) {
+        OpenFile(paths.front(), talk);
+        return;
+    }
+    const OpenRequest request{opening_.purpose, talk.value_or(opening_.talk), opening_.settings};
+    std::vector<std::string> faults;
+    for (const auto& path : paths) {
+        std::string fault;
+        OpenAs(path, request, &fault);
+        if (!fault.empty()) faults.push_back(path.string() + "\n" + fault);
+    }
+    if (faults.empty()) return;
+    std::string text = fmt::format("{} of {} files did not open.", faults.size(), paths.size());
+    for (const std::string& fault : faults) text += "\n\n" + fault;
+    session_.host.Message(text);
+}
+
 void CMainFrame::OnFileOpen() {
-    for (const auto& path : session_.host.ChooseOpenFiles({"Select Files to Open", OpenFilter(), {}, {}}))
-        OpenFile(path);
+    OpenEach(session_.host.ChooseOpenFiles({"Select Files to Open", OpenFilter(), {}, {}}));
 }
 
 void CMainFrame::OpenRecent(const std::filesystem::path& path) {
@@ -145,10 +235,15 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
-void CMainFrame::DropFile(const std::filesystem::path& path) {
-    if (!HoldsOperationSettings(path)) {
-        OpenFile(path);
-    } else if (!ActiveChild()) {
+void CMainFrame::DropFiles(const std::vector<std::filesystem::path>& paths) {
+    std::vector<std::filesystem::path> recordings, settings;
+    for (const auto& path : paths) (HoldsOperationSettings(path) ? settings : recordings).push_back(path);
+    OpenEach(recordings);
+    for (const auto& path : settings) LoadDropped(path);
+}
+
+void CMainFrame::LoadDropped(const std::filesystem::path& path) {
+    if (!ActiveChild()) {
         session_.host.Message(settingsWithoutFileText);
     } else if (FoldedExtension(path) == ".kymr-cfg") {
         operations_->OnLoadConfigFile(path);

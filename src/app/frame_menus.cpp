@@ -22,36 +22,6 @@ namespace {
 constexpr size_t listedWithKey = 9;  // windows and files that have an access key
 constexpr int toolIconSize = 22;
 
-// Commands whose label does not say that they ask something before they do anything.
-constexpr std::string_view askingCommands[] = {
-    "new-user-defined",
-    "new-from-average",
-    "file-save-as-legacy",
-    "convert-to-text",
-    "general-options",
-    "select-time",
-    "set-step",
-    "set-timebase",
-    "format",
-    "select-axes",
-    "set-size",
-    "event-channel-navigation",
-    "cursor-place-at-time",
-    "cursor-place-at-voltage",
-    "cursor-add-horz-relative",
-    "annotation-add",
-    "marker-convert",
-    "scale-bar-add-horz",
-    "scale-bar-add-vert",
-    "scale-bar-options",
-    "event-colour",
-    "event-channel-properties",
-    "save-png",
-    "save-svg",
-    "save-pdf",
-    "save-text",
-};
-
 // In groups; a command that the tables do not have is left out.
 constexpr std::string_view toolBarCommands[] = {
     "file-open",
@@ -79,10 +49,9 @@ constexpr std::string_view toolBarCommands[] = {
 };
 
 // As it stands in the menu: three dots say that there is a question to come.
-std::string ShownLabel(std::string_view id, std::string_view label) {
+std::string ShownLabel(std::string_view label, unsigned marks) {
     std::string shown(label);
-    if (std::find(std::begin(askingCommands), std::end(askingCommands), id) != std::end(askingCommands))
-        shown.insert(std::min(shown.find('\t'), shown.size()), "...");
+    if (marks & asksFirst) shown.insert(std::min(shown.find('\t'), shown.size()), "...");
     return shown;
 }
 
@@ -122,9 +91,9 @@ QMenu* CMainFrame::MenuFor(std::string_view path) {
 }
 
 QAction* CMainFrame::AddAction(std::string_view menuPath, std::string_view label, std::string_view toolTip,
-                               bool startsGroup) {
+                               bool isFirst) {
     QMenu* menu = MenuFor(menuPath);
-    if (startsGroup) menu->addSeparator();
+    if (isFirst) menu->addSeparator();
     QAction* action = menu->addAction(ToQString(label));
     const QString tip = ToQString(toolTip);
     const QString keys = KeysOf(label);
@@ -141,8 +110,8 @@ void CMainFrame::SetCheckMark(QAction* action, bool isRadio) {
 
 void CMainFrame::AddCommand(const Command& command) {
     // The key is shown, not set: the view takes it, so that an edit box can have it too.
-    QAction* action =
-        AddAction(command.menu, ShownLabel(command.id, command.label), command.toolTip, command.startsGroup);
+    QAction* action = AddAction(command.menu, ShownLabel(command.label, command.marks), command.toolTip,
+                                command.marks & startsGroup);
     action->setObjectName(ToQString(command.id));
     action->setIcon(ToolIcon(command.id));
     action->setIconVisibleInMenu(false);
@@ -158,8 +127,8 @@ void CMainFrame::AddCommand(const Command& command) {
 }
 
 void CMainFrame::AddCommand(const FrameCommand& command) {
-    const std::string label = ShownLabel(command.id, command.label.substr(0, command.label.find('\t')));
-    QAction* action = AddAction(command.menu, label, command.toolTip, command.startsGroup);
+    const std::string label = ShownLabel(command.label.substr(0, command.label.find('\t')), command.marks);
+    QAction* action = AddAction(command.menu, label, command.toolTip, command.marks & startsGroup);
     action->setObjectName(ToQString(command.id));
     const QString keys = KeysOf(command.label);
     if (!keys.isEmpty()) {
@@ -297,6 +266,7 @@ void CMainFrame::ListRecent() {
     QAction* clear = recentMenu_->addAction(tr("&Clear this list"), this, [this] {
         recent_.Clear();
         UpdateCommands();
+        ShowStart();
         emit SettingsChanged();
     });
     clear->setStatusTip(tr("Forgets the recent files; the files themselves stay"));
@@ -408,18 +378,20 @@ bool CMainFrame::RunCommandById(std::string_view id) {
 std::vector<ListedCommand> CMainFrame::ListCommands() {
     UpdateCommands();
     std::vector<ListedCommand> list;
-    const auto add = [&](std::string_view menu, std::string_view label, QAction* action) {
-        list.push_back(
-            {GroupName(menu), WithoutAccessKey(ShownLabel(action->objectName().toStdString(), label)),
-             KeysOf(label), action->statusTip(), action->isEnabled(), [action] { action->trigger(); }});
+    const auto add = [&](std::string_view menu, std::string_view label, QAction* action, unsigned marks) {
+        list.push_back({GroupName(menu), WithoutAccessKey(ShownLabel(label, marks)), KeysOf(label),
+                        action->statusTip(), action->isEnabled(), [action] { action->trigger(); }});
     };
     const auto addFrame = [&](bool file) {
         for (const auto& [command, action] : frameActions_)
-            if (command->menu.starts_with("&File") == file) add(command->menu, command->label, action);
+            if (command->menu.starts_with("&File") == file)
+                add(command->menu, command->label, action, command->marks);
     };
     addFrame(true);
-    for (const auto& [command, action] : viewActions_) add(command->menu, command->label, action);
-    for (const auto& [entry, action] : operationActions_) add(entry.operation->menu, entry.Label(), action);
+    for (const auto& [command, action] : viewActions_)
+        add(command->menu, command->label, action, command->marks);
+    for (const auto& [entry, action] : operationActions_)
+        add(entry.operation->menu, entry.Label(), action, 0);
     addFrame(false);
     return list;
 }

@@ -12,6 +12,7 @@
 #include "app/main_frame.h"
 #include "app/remote_control.h"
 #include "app/theme.h"
+#include "display/plot_recording.h"
 #include "host/options_form.h"
 #include "host/version.h"
 
@@ -40,6 +41,12 @@ constexpr StoredOption storedOptions[] = {
     {"Transform undo share", &Options::transformUndoShare, 0, greatestUndoShare},
     {"Theme", &Options::theme, 0, 2},
     {"Hover card", &Options::hoverCard, 0, 1},
+};
+
+constexpr std::pair<const char*, bool PictureOptions::*> pictureParts[] = {
+    {"Picture on white", &PictureOptions::onWhite},         {"Picture grid", &PictureOptions::grid},
+    {"Picture cursors", &PictureOptions::cursors},          {"Picture events", &PictureOptions::events},
+    {"Picture event labels", &PictureOptions::eventLabels},
 };
 
 // Qt ends the program with an abort when there is no screen; a person deserves a sentence.
@@ -94,6 +101,11 @@ void CKymora32App::ReadOptions() {
     habits.m_bEventTicks = settings.value("Event ticks in traces", false).toBool();
     habits.m_bAutoTimeUnit = settings.value("Automatic time unit", true).toBool();
     habits.m_bClockTime = settings.value("Time of day", false).toBool();
+    PictureOptions& picture = session_.picture;
+    const int dpi = settings.value("Picture resolution", picture.dpi).toInt();
+    if (dpi >= leastPictureDpi && dpi <= greatestPictureDpi) picture.dpi = dpi;
+    for (const auto& [key, member] : pictureParts)
+        picture.*member = settings.value(key, picture.*member).toBool();
 }
 
 void CKymora32App::WriteOptions() const {
@@ -111,15 +123,21 @@ void CKymora32App::WriteOptions() const {
     settings.setValue("Event ticks in traces", habits.m_bEventTicks);
     settings.setValue("Automatic time unit", habits.m_bAutoTimeUnit);
     settings.setValue("Time of day", habits.m_bClockTime);
+    settings.setValue("Picture resolution", session_.picture.dpi);
+    for (const auto& [key, member] : pictureParts) settings.setValue(key, session_.picture.*member);
 }
 
 void CKymora32App::ReadFrameSettings(CMainFrame& frame) {
     QSettings settings(company, program);
     settings.beginGroup(recentSection);
     std::vector<std::filesystem::path> paths;
-    for (size_t i = 1; i <= RecentFiles::most; ++i)
+    std::vector<std::time_t> opened;
+    for (size_t i = 1; i <= RecentFiles::most; ++i) {
         paths.push_back(ToPath(settings.value(QString("File%1").arg(i)).toString()));
-    frame.Recent().Set(paths);
+        opened.push_back(static_cast<std::time_t>(settings.value(QString("Time%1").arg(i)).toLongLong()));
+    }
+    frame.Recent().Set(paths, opened);
+    frame.ShowStart();
     settings.endGroup();
     settings.beginGroup(windowSection);
     host_.lastFolder = settings.value("Last folder").toString();
@@ -132,8 +150,12 @@ void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
     QSettings settings(company, program);
     settings.beginGroup(recentSection);
     settings.remove({});
-    for (size_t i = 0; i < frame.Recent().Paths().size(); ++i)
-        settings.setValue(QString("File%1").arg(i + 1), FileName(frame.Recent().Paths()[i]));
+    for (size_t i = 0; i < frame.Recent().Paths().size(); ++i) {
+        const std::filesystem::path& path = frame.Recent().Paths()[i];
+        settings.setValue(QString("File%1").arg(i + 1), FileName(path));
+        settings.setValue(QString("Time%1").arg(i + 1),
+                          static_cast<qlonglong>(frame.Recent().OpenedAt(path)));
+    }
     settings.endGroup();
     settings.beginGroup(windowSection);
     settings.setValue("Last folder", host_.lastFolder);

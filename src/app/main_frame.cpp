@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QScreen>
+#include <QStackedLayout>
 #include <QStatusBar>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -14,6 +15,7 @@
 #include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/operation_windows.h"
+#include "app/start_page.h"
 #include "app/transform_step.h"
 #include "widgets/notice_bar.h"
 #include "widgets/tool_icons.h"
@@ -45,7 +47,14 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     column->setSpacing(0);
     notice_ = new NoticeBar(centre);
     column->addWidget(notice_);
-    column->addWidget(mdi_, 1);
+    // The start page lies on the area of the recordings, which keeps its size beneath.
+    auto* area = new QStackedLayout;
+    area->setStackingMode(QStackedLayout::StackAll);
+    area->addWidget(mdi_);
+    MakeStart();
+    area->addWidget(start_);
+    area->setCurrentWidget(start_);
+    column->addLayout(area, 1);
     setCentralWidget(centre);
     operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
@@ -62,6 +71,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     });
     resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
     UpdateCommands();
+    ShowStart();
 }
 
 CMainFrame::~CMainFrame() {
@@ -103,12 +113,8 @@ std::vector<CDataDoc*> CMainFrame::Documents() const {
 // --- what the window system sends ---
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
-    // All are asked before any is closed, so that a Cancel leaves everything as it was.
-    for (CDataDoc* doc : Documents())
-        if (!doc->SaveModified()) {
-            event->ignore();
-            return;
-        }
+    // All are asked about before any is closed, so that a Cancel leaves everything as it was.
+    if (!MayClose(session_.host, Documents())) return event->ignore();
     for (CChildFrame* child : Children()) child->CloseAtOnce();
     emit SettingsChanged();
     event->accept();
@@ -121,8 +127,10 @@ void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
 
 void CMainFrame::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
+    std::vector<std::filesystem::path> paths;
     for (const QUrl& url : event->mimeData()->urls())
-        if (url.isLocalFile()) DropFile(ToPath(url.toLocalFile()));
+        if (url.isLocalFile()) paths.push_back(ToPath(url.toLocalFile()));
+    DropFiles(paths);
 }
 
 }  // namespace kymora

@@ -5,6 +5,7 @@
 #include <QMainWindow>
 #include <QMdiArea>
 #include <filesystem>
+#include <functional>
 #include <map>
 
 #include "app/child_frame.h"
@@ -25,6 +26,7 @@ class CursorPane;
 class DesktopHost;
 struct MenuEntry;
 class NoticeBar;
+class StartPage;
 class CTransformDlg;
 class OperationWindows;
 class TransformStep;
@@ -45,12 +47,23 @@ class CMainFrame : public QMainWindow {
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
     // cannot be opened; the user was told why. Says as much as the frame's files do, or as `talk` says.
     CChildFrame* OpenFile(const std::filesystem::path& path, std::optional<OpenTalk> talk = {});
-    // Opens each; a single one fills the main window.
+    // Opens each. Those that do not open are told of in one message when the others are open.
+    void OpenEach(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk = {});
+    // The same; a single one fills the main window, several stand side by side.
     void OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk = {});
-    // What is dropped on the window: recordings open, settings of operations go to the active recording.
-    void DropFile(const std::filesystem::path& path);
+    // What is dropped on the window: recordings open, then settings of operations go to the active one.
+    void DropFiles(const std::vector<std::filesystem::path>& paths);
+    void DropFile(const std::filesystem::path& path) { DropFiles({path}); }
     // Opens one of the recent files; one that is gone is taken out of the list if the user agrees.
     void OpenRecent(const std::filesystem::path& path);
+
+    // A demonstration recording by its place in their list: made when it is not there yet, else as the user
+    // has left it.
+    void OpenDemo(size_t number);
+    // Makes the folder of the demonstration recordings and answers it. Throws std::runtime_error.
+    std::function<std::filesystem::path()> demoFolder;
+    // Shows the start page while no recording is open, and what is true of the recent files.
+    void ShowStart();
 
     CChildFrame* ActiveChild() const;
     std::vector<CChildFrame*> Children() const;
@@ -129,8 +142,7 @@ class CMainFrame : public QMainWindow {
     // frame_menus.cpp
     void MakeMenus();
     QMenu* MenuFor(std::string_view path);
-    QAction* AddAction(std::string_view menu, std::string_view label, std::string_view toolTip,
-                       bool startsGroup);
+    QAction* AddAction(std::string_view menu, std::string_view label, std::string_view toolTip, bool isFirst);
     void AddCommand(const Command& command);
     void AddCommand(const FrameCommand& command);
     void AddCommand(const OperationEntry& entry);
@@ -148,6 +160,9 @@ class CMainFrame : public QMainWindow {
     void NameUndo(QAction* action, const Command& command) const;
 
     // frame_documents.cpp
+    void MakeStart();
+    void LoadDropped(const std::filesystem::path& settings);
+    CChildFrame* OpenAs(const std::filesystem::path& path, const OpenRequest& request, std::string* fault);
     CChildFrame* FindOpen(const std::filesystem::path& path) const;
     std::vector<CChildFrame*> ChildrenOf(const CDataDoc& doc) const;
     CChildFrame* AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraView* like = nullptr);
@@ -177,6 +192,7 @@ class CMainFrame : public QMainWindow {
     QMdiArea* mdi_;
     QLabel* status_;
     NoticeBar* notice_ = nullptr;
+    StartPage* start_ = nullptr;
     QToolBar* toolBar_ = nullptr;
     CursorPane* cursorPane_ = nullptr;
     QDockWidget* cursorDock_ = nullptr;

@@ -1,5 +1,6 @@
 // Before the window system, which makes a keyword of a name that it uses.
 #include "app/frame_commands.h"
+#include "demo/demo_recordings.h"
 #include "display/commands/commands.h"
 #include "host/form.h"
 #include "import/formats.h"
@@ -10,15 +11,18 @@
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QPushButton>
 #include <QTableWidget>
 #include <QTextBrowser>
 #include <QTimer>
 #include <QToolBar>
 
+#include "app/start_page.h"
 #include "frame_fixture.h"
 #include "support/native_builder.h"
 
@@ -116,17 +120,120 @@ TEST_F(MainFrameTest, ClosingAsksAboutChangesOnce) {
     }
 }
 
-TEST_F(MainFrameTest, ClosingTheFrameStopsAtTheFirstRefusal) {
+TEST_F(MainFrameTest, ClosingTheFrameNamesAllChangedFilesAtOnce) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
     Action("window-new")->trigger();  // a second view of one of them asks nothing twice
     for (CChildFrame* child : frame->Children()) child->Document().SetModifiedFlag();
-    host.nextAnswers = {true, false};
+    host.nextAnswers = {false};
     EXPECT_FALSE(frame->close());
-    EXPECT_EQ(host.questions.size(), 2u);
+    ASSERT_EQ(host.questions.size(), 1u);
+    for (const char* name : {"one.kymr-dat", "two.kymr-dat"})
+        EXPECT_NE(host.questions[0].text.find(name), std::string::npos);
     EXPECT_EQ(frame->Children().size(), 3u);
     EXPECT_TRUE(frame->isVisible());
+    // A single one is asked about in its own words.
+    frame->Children()[0]->Document().SetModifiedFlag(false);
     EXPECT_TRUE(frame->close());
-    EXPECT_EQ(host.questions.size(), 4u);
+    EXPECT_EQ(host.questions.size(), 2u);
+    EXPECT_TRUE(host.questions[1].title == "one.kymr-dat" || host.questions[1].title == "two.kymr-dat");
+}
+
+// --- the start page ---
+
+TEST_F(MainFrameTest, TheStartPageStandsWhereNoRecordingIs) {
+    auto* page = frame->findChild<QWidget*>("startPage");
+    const auto settle = [] {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QApplication::processEvents();
+    };
+    EXPECT_TRUE(page->isVisible());
+    EXPECT_TRUE(frame->findChild<StartList*>("startRecent")->isHidden());
+    OpenOne();
+    EXPECT_FALSE(page->isVisible());
+    frame->OnFileClose();
+    settle();
+    EXPECT_TRUE(page->isVisible());
+    auto* recent = frame->findChild<StartList*>("startRecent");
+    ASSERT_EQ(recent->topLevelItemCount(), 1);
+    EXPECT_EQ(recent->topLevelItem(0)->text(0), "one.kymr-dat");
+    EXPECT_EQ(recent->topLevelItem(0)->text(1), "/");
+    EXPECT_TRUE(recent->topLevelItem(0)->text(2).startsWith("today "));
+    // The last one opens by Enter.
+    EXPECT_TRUE(recent->hasFocus() || frame->focusWidget() == recent);
+    QTest::keyClick(recent, Qt::Key_Return);
+    ASSERT_EQ(frame->Children().size(), 1u);
+    frame->OnFileClose();
+    settle();
+    // One that is gone says so, and Del takes it out.
+    files.Remove("/one.kymr-dat");
+    frame->ShowStart();
+    EXPECT_EQ(recent->topLevelItem(0)->text(2), "not there any more");
+    recent->setCurrentItem(recent->topLevelItem(0));
+    QTest::keyClick(recent, Qt::Key_Delete);
+    EXPECT_TRUE(frame->Recent().Paths().empty());
+    EXPECT_TRUE(recent->isHidden());
+    auto* open = frame->findChild<QPushButton*>("start-file-open");
+    host.openFiles = {"/two.kymr-dat"};
+    open->click();
+    EXPECT_EQ(frame->Children().size(), 1u);
+}
+
+TEST_F(MainFrameTest, DemonstrationsAreMadeOnceAndBelongToTheUser) {
+    frame->demoFolder = [] { return std::filesystem::path("/own"); };
+    auto* demos = frame->findChild<StartList*>("startDemos");
+    ASSERT_EQ(demos->topLevelItemCount(), static_cast<int>(DemoRecordings().size()));
+    demos->setCurrentItem(demos->topLevelItem(2));
+    QTest::keyClick(demos, Qt::Key_Return);
+    ASSERT_EQ(frame->Children().size(), 1u);
+    CDataDoc& doc = frame->ActiveChild()->Document();
+    EXPECT_EQ(doc.filePath, "/own/demo_episodic.kymr-dat");
+    // What the user did to it is there the next time.
+    doc.markers.emplace_back().m_strLabel = "mine";
+    Action("file-save")->trigger();
+    const size_t markers = doc.markers.size();
+    frame->OnFileClose();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    Action("demo-episodic")->trigger();
+    EXPECT_EQ(frame->ActiveChild()->Document().markers.size(), markers);
+    frame->demoFolder = []() -> std::filesystem::path { throw std::runtime_error("No room."); };
+    Action("demo-gaps")->trigger();
+    EXPECT_NE(host.LastMessage().find("No room."), std::string::npos);
+}
+
+TEST(WhenText, IsShortForWhatIsNear) {
+    std::tm noon{};
+    noon.tm_year = 126;
+    noon.tm_mon = 10;
+    noon.tm_mday = 22;
+    noon.tm_hour = 12;
+    noon.tm_isdst = -1;
+    const std::time_t now = std::mktime(&noon);
+    constexpr std::time_t hour = 3600;
+    const std::pair<std::time_t, const char*> cases[] = {{now - 3 * hour, "today 9:00"},
+                                                         {now - 13 * hour, "yesterday 23:00"},
+                                                         {now - 37 * hour, "2026-11-20"},
+                                                         {0, ""}};
+    for (const auto& [when, text] : cases) EXPECT_EQ(WhenText(when, now), text);
+}
+
+TEST_F(MainFrameTest, FilesThatDoNotOpenAreNamedTogether) {
+    files.Put("/broken.kymr-dat", std::vector<std::byte>(7));
+    frame->OpenFiles({"/broken.kymr-dat", "/one.kymr-dat", "/gone.edf", "/what.xyz"});
+    EXPECT_EQ(frame->Children().size(), 1u);
+    ASSERT_EQ(host.messages.size(), 1u);
+    for (const char* part : {"3 of 4 files", "/broken.kymr-dat\n", "/gone.edf\n", "/what.xyz\nUnrecognised"})
+        EXPECT_NE(host.LastMessage().find(part), std::string::npos) << part;
+    host.openFiles = {"/gone.edf"};  // a single one speaks for itself
+    Action("file-open")->trigger();
+    EXPECT_EQ(host.messages.size(), 2u);
+    EXPECT_EQ(host.LastMessage().find(" of "), std::string::npos) << host.LastMessage();
+}
+
+TEST_F(MainFrameTest, NoticesHaveNoEmptyLines) {
+    const auto* text = frame->findChild<QLabel*>("noticeText");
+    frame->ShowNotice("One.\n\nTwo.\n");
+    frame->ShowNotice("\nThree.");
+    EXPECT_EQ(text->text(), "One.\nTwo.\nThree.");
 }
 
 // What cannot be saved in place finds a way out: the new file is shown in the place of the old, which stays

@@ -83,8 +83,13 @@ TEST(RecentFilesTest, TheNewestStandsFirstAndNoneTwice) {
     recent.Remove("/data/f11");
     EXPECT_EQ(recent.Paths()[1], "/data/f10");
     RecentFiles kept;
-    kept.Set({"/a", "", "/b", "/a"});
+    kept.Set({"/a", "", "/b", "/a"}, {100, 0, 200, 50});
     EXPECT_EQ(kept.Paths(), (std::vector<std::filesystem::path>{"/a", "/b"}));
+    EXPECT_EQ(kept.OpenedAt("/a"), 100);
+    kept.Add("/b", 300);
+    EXPECT_EQ(kept.OpenedAt("/b"), 300);
+    kept.Remove("/b");
+    EXPECT_EQ(kept.OpenedAt("/b"), 0);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ CommandTable OutputCommands();
 
 namespace commands {
 
-inline constexpr bool group = true;
+inline constexpr unsigned group = startsGroup, asks = asksFirst;
 
 inline bool HasAxes(const CKymoraView& view) { return view.m_fDataArea > 0.0f && view.m_nVisibleAxes > 0; }
 inline bool HasSelection(const CKymoraView& view) { return view.m_selection.has_value(); }

@@ -43,6 +43,12 @@ struct CheckMark {
     bool operator()(const Subject& subject) const { return test(subject); }
 };
 
+// What else the menus show of a command; joined by |.
+enum CommandMark : unsigned {
+    startsGroup = 1,  // a separator stands before it
+    asksFirst = 2,    // it asks something before it does anything, which its label does not say
+};
+
 struct Command {
     std::string_view id;
     std::string_view menu;                // the path of submenus, "View/Time unit"
@@ -51,9 +57,9 @@ struct Command {
     bool (*enabled)(const CKymoraView&);  // null: always
     CheckMark<CKymoraView> checked;       // null: has none
     void (*run)(const CommandContext&);
-    bool startsGroup = false;  // a separator stands before it
-    Key otherKey = {};         // runs it too, beside the key of the label
-    Key key = {};              // of the label
+    unsigned marks = 0;  // CommandMark
+    Key otherKey = {};   // runs it too, beside the key of the label
+    Key key = {};        // of the label
 };
 
 // A label without its access key and shortcut: the name of the action.

@@ -70,7 +70,7 @@ CommandTable EditCommands() {
         {"undo", "E&dit", "&Undo\tCtrl+z", "Takes back the last change", CanUndo, nullptr, Undo},
         {"redo", "E&dit", "&Redo\tCtrl+y", "Makes the change again that was taken back", CanRedo, nullptr, Redo},
         {"delete", "E&dit", "&Delete\tDel", "Deletes the events of the selected channel in the selected stretch of time; where none is selected, the cursor, marker, annotation, scale bar or event under the mouse", CanDelete, nullptr, Delete, group},
-        {"select-time", "E&dit", "&Select stretch of time", "Selects a stretch of time by its two ends", nullptr, nullptr, Do<AskSelection>, group},
+        {"select-time", "E&dit", "&Select stretch of time", "Selects a stretch of time by its two ends", nullptr, nullptr, Do<AskSelection>, group | asks},
         {"select-with-mouse", "E&dit", "Select with &mouse", "Selects the stretch of time that the mouse is dragged over; a drag with Shift does the same", HasPlot, IsInMode<mouseSelectTime>, EnterMode<mouseSelectTime>},
         {"cancel-selection", "E&dit", "&Cancel selection", "Selects nothing", HasSelection, nullptr, CancelSelection},
     };

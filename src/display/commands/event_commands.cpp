@@ -175,9 +175,9 @@ CommandTable EditTable() {
         {"event-delete-tag", eventsMenu, "Del event &tag", "Takes tags from events with the mouse", CanUseMouse, IsInMode<mouseDeleteTag>, EnterMode<mouseDeleteTag>},
         {"event-edit-label", eventsMenu, "Edit event la&bel", "Edits the label of the event that is clicked", CanUseMouse, IsInMode<mouseEditLabel>, EnterMode<mouseEditLabel>},
         {"event-clear-label", eventsMenu, "Clear event label", "Takes labels from events with the mouse", CanUseMouse, IsInMode<mouseClearLabel>, EnterMode<mouseClearLabel>},
-        {"event-colour", eventsMenu, "Set event &colour", "Asks for a colour and gives it to events with the mouse", CanUseMouse, IsInMode<mouseColourEvents>, ColourFromMouse},
+        {"event-colour", eventsMenu, "Set event &colour", "Asks for a colour and gives it to events with the mouse", CanUseMouse, IsInMode<mouseColourEvents>, ColourFromMouse, asks},
 
-        {"event-channel-properties", eventsMenu, "Event channel &properties", "Shows and sets label, description, colours, shape, place and lock of the selected channel", nullptr, nullptr, OnSelected<AskChannelProperties>, group},
+        {"event-channel-properties", eventsMenu, "Event channel &properties", "Shows and sets label, description, colours, shape, place and lock of the selected channel", nullptr, nullptr, OnSelected<AskChannelProperties>, group | asks},
         {"event-channel-copy", eventsMenu, "Cop&y channel to...", "Copies the selected channel with its events into another one", HasEvents, nullptr, OnSelected<AskCopyChannel>},
         {"event-channel-lock", eventsMenu, "Loc&k channel", "Protects the events of the selected channel from changes", nullptr, IsLocked, ToggleLock},
         {"event-channel-hide", eventsMenu, "&Hide event channel", "Hides the row of the selected channel", IsVisible, nullptr, Hide},

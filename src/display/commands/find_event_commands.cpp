@@ -98,7 +98,7 @@ CommandTable FindEventCommands() {
         {"prev-tagged-event", "F&ind", "Prev tagged event\tAlt+t", "Scrolls to the tagged event before", HasAny<tagged>, nullptr, Find<tagged, FindPrev>},
         {"next-labelled-event", "F&ind", "Next labelled event\tCtrl+l", "Scrolls to the next labelled event of the channel for navigation", HasAny<labelled>, nullptr, Find<labelled, FindNext>},
         {"prev-labelled-event", "F&ind", "Prev labelled event\tAlt+l", "Scrolls to the labelled event before", HasAny<labelled>, nullptr, Find<labelled, FindPrev>},
-        {"event-channel-navigation", "F&ind", "Select event channel for navigation", "Chooses the event channel that these commands go through", nullptr, nullptr, ChooseChannel},
+        {"event-channel-navigation", "F&ind", "Select event channel for navigation", "Chooses the event channel that these commands go through", nullptr, nullptr, ChooseChannel, asks},
     };
 }
 // clang-format on

@@ -96,22 +96,22 @@ CommandTable OverlayCommands() {
         {"marker-add-by-mouse", "Add-in&s/&Markers", "Add with mouse", "Each click adds a marker and asks for its label, until ESC is pressed", HasPlot, IsInMode<mouseAddMarker>, EnterMode<mouseAddMarker>},
         {"marker-edit", "Add-in&s/&Markers", "Edit", "Changes the label and time of the marker that you click next; a double click on a marker does the same", ShowsMarkers, IsInMode<mouseEditMarker>, OnMarker<mouseEditMarker, EditMarker>},
         {"marker-lock", "Add-in&s/&Markers", "Lock", "Check to lock markers so that they cannot be dragged by the mouse.", nullptr, AreMarkersLocked, LockMarkers, group},
-        {"marker-convert", "Add-in&s/&Markers", "Convert markers to events", "Adds an event of one sample to an event channel for each marker, with its label", HasMarkers, nullptr, Do<ConvertMarkersToEvents>},
+        {"marker-convert", "Add-in&s/&Markers", "Convert markers to events", "Adds an event of one sample to an event channel for each marker, with its label", HasMarkers, nullptr, Do<ConvertMarkersToEvents>, asks},
         {"marker-del", "Add-in&s/&Markers", "Del", "Deletes the marker that you click next", ShowsMarkers, IsInMode<mouseDeleteMarker>, OnMarker<mouseDeleteMarker, DeleteMarker>, group},
         {"marker-del-all", "Add-in&s/&Markers", "Del all", "Deletes all markers", HasMarkers, nullptr, Do<DeleteAllMarkers>},
 
-        {"annotation-add", "Add-in&s/&Annotations", "Add\ta", "Adds an annotation of a trace, in the middle of the view or at the mouse", HasAxes, nullptr, AddAnnotationHere},
-        {"annotation-add-here", "Add-in&s/&Annotations", "Add at mouse...\tShift+a", "Adds an annotation where the mouse points, to the trace there", HasAxes, nullptr, AtMouse<AddAnnotationHere>},
+        {"annotation-add", "Add-in&s/&Annotations", "Add\ta", "Adds an annotation of a trace, in the middle of the view or at the mouse", HasAxes, nullptr, AddAnnotationHere, asks},
+        {"annotation-add-here", "Add-in&s/&Annotations", "Add at mouse\tShift+a", "Adds an annotation where the mouse points, to the trace there", HasAxes, nullptr, AtMouse<AddAnnotationHere>, asks},
         {"annotation-add-by-mouse", "Add-in&s/&Annotations", "Add with mouse", "Each click adds an annotation of the trace there, until ESC is pressed", HasAxes, IsInMode<mouseAddAnnotation>, EnterMode<mouseAddAnnotation>},
         {"annotation-edit", "Add-in&s/&Annotations", "Edit", "Changes the annotation that you click next; a double click on an annotation does the same", ShowsAnnotations, IsInMode<mouseEditAnnotation>, OnAnnotation<mouseEditAnnotation, EditAnnotation>},
         {"annotation-del", "Add-in&s/&Annotations", "Del", "Deletes the annotation that you click next", ShowsAnnotations, IsInMode<mouseDeleteAnnotation>, OnAnnotation<mouseDeleteAnnotation, DeleteAnnotation>, group},
         {"annotation-del-all", "Add-in&s/&Annotations", "Del all", "Deletes all annotations", HasAnnotations, nullptr, Do<DeleteAllAnnotations>},
 
-        {"scale-bar-add-horz", "Add-in&s/&Scale bars/&Horizontal", "Add", "Adds a bar that shows a length of time, or changes the one that is there", nullptr, nullptr, Do<AddHorzScaleBar>},
+        {"scale-bar-add-horz", "Add-in&s/&Scale bars/&Horizontal", "Add", "Adds a bar that shows a length of time, or changes the one that is there", nullptr, nullptr, Do<AddHorzScaleBar>, asks},
         {"scale-bar-del-horz", "Add-in&s/&Scale bars/&Horizontal", "Del", "Deletes the horizontal scale bar", HasHorzBar, nullptr, DeleteHorzBar},
-        {"scale-bar-add-vert", "Add-in&s/&Scale bars/&Vertical", "Add", "Adds a bar that shows a difference of values of a trace", HasAxes, nullptr, Do<AddVertScaleBar>},
+        {"scale-bar-add-vert", "Add-in&s/&Scale bars/&Vertical", "Add", "Adds a bar that shows a difference of values of a trace", HasAxes, nullptr, Do<AddVertScaleBar>, asks},
         {"scale-bar-del-vert", "Add-in&s/&Scale bars/&Vertical", "Del", "Deletes the vertical scale bar, or of several the one that you click next", CanDeleteVertBar, IsInMode<mouseDeleteScaleBar>, DeleteVertBar},
-        {"scale-bar-options", "Add-in&s/&Scale bars", "Options", "Sets how the texts of all scale bars look", HasBars, nullptr, Do<SetScaleBarOptions>},
+        {"scale-bar-options", "Add-in&s/&Scale bars", "Options", "Sets how the texts of all scale bars look", HasBars, nullptr, Do<SetScaleBarOptions>, asks},
     };
 }
 // clang-format on
