@@ -113,8 +113,12 @@ void StartList::focusOutEvent(QFocusEvent* event) {
 
 void StartList::resizeEvent(QResizeEvent* event) {
     QTreeWidget::resizeEvent(event);
+    // The size hints of the rows tell their height only; the names tell the width.
+    int names = 0;
+    for (int row = 0; row < topLevelItemCount(); ++row)
+        names = std::max(names, fontMetrics().horizontalAdvance(topLevelItem(row)->text(0)));
     const int most = viewport()->width() * greatestNameShare / 100;
-    header()->resizeSection(0, std::min(sizeHintForColumn(0) + 2 * rowPadding, most));
+    header()->resizeSection(0, std::min(names + 4 * rowPadding, most));
 }
 
 // --- the page ---
@@ -150,7 +154,7 @@ StartPage::StartPage(QWidget* parent) : QWidget(parent) {
     middle->addWidget(page, 1000);
     middle->addStretch(1);
     frame->addStretch(1);
-    frame->addLayout(middle, 1000);
+    frame->addLayout(middle);
     frame->addStretch(2);
     connect(recentList_, &StartList::Chosen, this,
             [this](int row) { emit RecentChosen(recent_[static_cast<size_t>(row)].path); });
@@ -235,6 +239,7 @@ void StartPage::FillDemos() {
         item->setData(0, Qt::UserRole, ToQString(command.id));
         item->setForeground(1, QuietColour(*this));
         item->setToolTip(1, item->text(1));
+        item->setSizeHint(0, {0, fontMetrics().height() + rowPadding});
     }
     demoList_->updateGeometry();
 }
@@ -255,6 +260,7 @@ void StartPage::FillRecent() {
             recentList_, {FileName(recent.path.filename()), FileName(recent.path.parent_path()), when});
         item->setForeground(1, QuietColour(*this));
         item->setForeground(2, QuietColour(*this));
+        item->setSizeHint(0, {0, fontMetrics().height() + rowPadding});
         item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
         const QString whole = FileName(recent.path);
         for (int column = 0; column < 3; ++column) {

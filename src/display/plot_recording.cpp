@@ -172,9 +172,11 @@ bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOpt
                    : options.dpi;
     };
     Field& note = form.AddNote("makes", "").With(&Field::group, sizeGroup);
-    note.Shows([&form, dpiOf, hasPixels] {
+    const auto tell = [&form, dpiOf, hasPixels] {
         return SizeText(form.Integer("width"), form.Integer("height"), hasPixels ? dpiOf(form) : 0);
-    });
+    };
+    note.text = tell();
+    form.onChange = [tell](Form& asked) { asked["makes"].text = tell(); };
     const auto part = [&](const char* key, const char* label, bool value, bool shown, const char* tip) {
         form.AddFlag(key, label, value && shown, tip)
             .EnabledIf([shown] { return shown; })

@@ -1,5 +1,6 @@
 #include "display/view_times.h"
 
+#include <cmath>
 #include <cstdlib>
 
 #include <fmt/format.h>
@@ -125,10 +126,17 @@ std::string EndText(const PlotContext& context) {
 }
 
 std::string TimebaseText(const PlotContext& context) {
-    // The view ends at a sample, which makes an eighth of it a long number. Nobody reads more than six digits
-    // of it; the view itself stays as long as it was asked for.
+    // The view ends at a sample, which makes an eighth of it a long number. What is shown is the shortest one
+    // that is as good; the view itself stays as long as it was asked for.
+    constexpr double goodEnough = 2e-5;
+    constexpr int mostDigits = 6;
     const double shown = Timebase(context) / TimeUnitFactor(context.settings.m_nTimeUnit);
-    return ShortNumber(std::strtod(fmt::format("{:.6g}", shown).c_str(), nullptr));
+    double rounded = shown;
+    for (int digits = 1; digits <= mostDigits; ++digits) {
+        rounded = std::strtod(fmt::format("{:.{}g}", shown, digits).c_str(), nullptr);
+        if (std::fabs(rounded - shown) <= goodEnough * std::fabs(shown)) break;
+    }
+    return ShortNumber(rounded);
 }
 
 std::string TimebaseUnitText(const PlotContext& context) {

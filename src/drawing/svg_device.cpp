@@ -68,13 +68,23 @@ const char* Anchor(TextStyle::Horizontal horizontal) {
     }
 }
 
+// Whether the way from the first to the second goes on straight along an axis to the third.
+bool GoesOn(Point from, Point to, Point next) {
+    const auto between = [](int a, int b, int c) { return (a <= b && b <= c) || (a >= b && b >= c); };
+    return (from.x == to.x && to.x == next.x && between(from.y, to.y, next.y)) ||
+           (from.y == to.y && to.y == next.y && between(from.x, to.x, next.x));
+}
+
 // The points as steps from one to the next, which are short numbers.
 std::string PathOf(std::span<const Point> points) {
     std::string path = fmt::format("M{} {}", points[0].x, points[0].y);
     // A line needs a length to be seen.
     if (points.size() == 1) return path + "h0";
     Point at = points[0];
-    for (const Point& point : points.subspan(1)) {
+    for (size_t i = 1; i < points.size(); ++i) {
+        // One step for all that go on along an axis.
+        while (i + 1 < points.size() && GoesOn(at, points[i], points[i + 1])) ++i;
+        const Point point = points[i];
         const int64_t dx = int64_t{point.x} - at.x, dy = int64_t{point.y} - at.y;
         if (dx == 0)
             path += fmt::format("v{}", dy);
@@ -120,13 +130,16 @@ void SvgDevice::LineTo(int x, int y) {
 void SvgDevice::Polyline(std::span<const Point> points) {
     if (points.empty()) return;
     position_ = points.back();
-    if (shape_.Prepare(points, pen_, clip_) == LineShape::Kind::nothing) return;
+    const LineShape::Kind kind = shape_.Prepare(points, pen_, clip_);
+    if (kind == LineShape::Kind::nothing) return;
+    // Pixels need the columns of a straight line, shapes only its corners.
+    const auto shown = kind == LineShape::Kind::straight ? points : shape_.Points();
     const std::string width = pen_.width == 1 ? "" : fmt::format(" stroke-width=\"{}\"", pen_.width);
     const char* dashes =
         pen_.style == Pen::Style::dashed ? " stroke-dasharray=\"3\" stroke-linecap=\"butt\"" : "";
     // Through the middle of its pixels, as images have it.
     Write(fmt::format("<path fill=\"none\" stroke=\"{}\"{}{} transform=\"translate(.5 .5)\" d=\"{}\"/>",
-                      Hex(pen_.colour), width, dashes, PathOf(shape_.Points())));
+                      Hex(pen_.colour), width, dashes, PathOf(shown)));
 }
 
 void SvgDevice::FillEllipse(const PixelRect& bounds, uint32_t colour) {

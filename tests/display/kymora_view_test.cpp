@@ -367,7 +367,8 @@ TEST_F(KymoraViewTest, TimeEditsTakeNumbersInTheUnitShown) {
     EXPECT_EQ(TimebaseText(v.Plot()), "0.25");
     EXPECT_EQ(TimebaseUnitText(v.Plot()), "s/div");
     v.Set(&ViewSettings::m_nTimeUnit, 0, "Time unit");
-    for (const auto& [end, shown] : {std::pair(599999.95, "75000"), {8.1, "1.0125"}, {9876.54, "1234.57"}}) {
+    for (const auto& [end, shown] :
+         {std::pair(599999.95, "75000"), {59999.95, "7500"}, {8.1, "1.0125"}, {9876.54, "1234.57"}}) {
         EXPECT_TRUE(SetStartFromText(v, "0"));
         EXPECT_TRUE(v.ChangeViewport({0.0, end}));
         EXPECT_EQ(TimebaseText(v.Plot()), shown);
