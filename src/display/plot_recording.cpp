@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "display/gutter.h"
 #include "display/kymora_view.h"
 #include "display/overlays/datum_lines.h"
 #include "display/picture.h"
@@ -90,13 +91,14 @@ std::vector<std::byte> Draw(const PlotContext& shown, const std::filesystem::pat
     DrawnParts drawn;
     PlotContext picture{.doc = shown.doc,
                         .settings = settings,
-                        .layout = CalcLayout({width, height, settings.m_bShowAxes, settings.m_fDataArea,
-                                              static_cast<int>(shown.shownAxes.size())}),
+                        .layout = {},
                         .viewport = shown.viewport,
                         .shownAxes = shown.shownAxes,
                         .bins = shown.bins,
                         .drawn = drawn,
                         .eventChannel = shown.eventChannel};
+    picture.layout = CalcLayout({width, height, settings.m_bShowAxes, settings.m_fDataArea,
+                                 static_cast<int>(shown.shownAxes.size()), GutterWidth(picture, width)});
     CDatumLines cursors([&picture] { return picture; });
     picture.cursors = &cursors;
     if (options.cursors && shown.cursors) {
