@@ -90,7 +90,8 @@ QSize StartList::sizeHint() const { return {widestPage, HeightOf(topLevelItemCou
 QSize StartList::minimumSizeHint() const { return {200, HeightOf(std::min(topLevelItemCount(), leastRows))}; }
 
 void StartList::keyPressEvent(QKeyEvent* event) {
-    const int row = currentItem() ? indexOfTopLevelItem(currentItem()) : -1;
+    // Before a row was chosen the keys work on the first one.
+    const int row = currentItem() ? indexOfTopLevelItem(currentItem()) : topLevelItemCount() > 0 ? 0 : -1;
     if (row >= 0 && (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter))
         emit Chosen(row);
     else if (row >= 0 && event->key() == Qt::Key_Delete)

@@ -137,9 +137,9 @@ TEST_F(UndoTransformTest, GoesThroughTransformsAndWhatWasDoneBetweenThem) {
         std::array<int, 3> events;  // of channels 3 to 5, behind it
         bool isModified;
     } steps[] = {
-        {"Add event", -2000.0, {1, 1, 0}, true}, {"Unitary arithmetic", -1000.0, {1, 1, 0}, true},
-        {"Add event", -1000.0, {1, 0, 0}, true}, {"Unitary arithmetic", -500.0, {1, 0, 0}, true},
-        {"Show grid", -500.0, {1, 0, 0}, true},  {"Add event", -500.0, {0, 0, 0}, true},
+        {"Add event", -2000.0, {1, 1, 0}, false}, {"Unitary arithmetic", -1000.0, {1, 1, 0}, true},
+        {"Add event", -1000.0, {1, 0, 0}, false}, {"Unitary arithmetic", -500.0, {1, 0, 0}, true},
+        {"Show grid", -500.0, {1, 0, 0}, true},   {"Add event", -500.0, {0, 0, 0}, false},
     };
     for (const auto& step : steps) {
         SCOPED_TRACE(step.name);
