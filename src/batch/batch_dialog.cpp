@@ -98,6 +98,13 @@ std::vector<std::filesystem::path> ChooseFiles(Session& session) {
     return session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
 }
 
+std::string DoneText(size_t files, const std::optional<std::filesystem::path>& results) {
+    std::string text =
+        fmt::format("The batch is done: {} {} processed.", files, files == 1 ? "file" : "files");
+    if (results) text += "\nThe results are in " + results->string() + ".";
+    return text;
+}
+
 void ShowProcessErrors(Session& session, const std::string& errors) {
     if (!errors.empty()) session.host.ShowText("Process errors", errors);
 }
@@ -131,8 +138,11 @@ bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments&
         if (!results) return false;
     }
     if (!MayReplace(session, job)) return false;
-    ShowProcessErrors(session, results ? RunIntoFile(session, job, documents, *results)
-                                       : RunAndShow(session, job, documents, dialog.Title()));
+    const std::string errors = results ? RunIntoFile(session, job, documents, *results)
+                                       : RunAndShow(session, job, documents, dialog.Title());
+    ShowProcessErrors(session, errors);
+    // What shows a text of results, or of errors, has told enough.
+    if (errors.empty() && (changes || results)) session.host.Inform(DoneText(job.files.size(), results));
     return true;
 }
 

@@ -90,7 +90,9 @@ void CSpikeDetectThresh::DescribeLevels(ParamList& list) {
         .Tip("Share of the data shown below the lower level, and above the upper one")
         .EnabledIf([this] { return Is(SpikeLevelSource::percentile); })
         .OnChange(isStale);
-    list.Note("statistics", "Data shown", [this] { return StatisticsText(); });
+    list.Note("statistics", "Data shown: mean", [this] { return MeanText(); });
+    list.Note("robustStatistics", "median, robust", [this] { return MedianText(); });
+    list.Note("percentiles", "percentiles", [this] { return PercentileText(); });
 }
 
 void CSpikeDetectThresh::DescribeSeries(ParamList& list) {
@@ -159,11 +161,19 @@ void CSpikeDetectThresh::DescribePreview(ParamList& list) {
     list.Note("spikeCount", "Spike count", [this] { return std::to_string(PreviewSpikes().size()); });
 }
 
-std::string CSpikeDetectThresh::StatisticsText() {
+std::string CSpikeDetectThresh::MeanText() {
     if (!ShowPreview()) return {};
-    return fmt::format("mean {:g}, s.d. {:g}; median {:g}, robust s.d. {:g}; {:g} to {:g}", m_statistics.mean,
-                       m_statistics.sd, m_statistics.median, m_statistics.robustSd,
-                       m_statistics.lowerPercentile, m_statistics.upperPercentile);
+    return fmt::format("{:g}, s.d. {:g}", m_statistics.mean, m_statistics.sd);
+}
+
+std::string CSpikeDetectThresh::MedianText() {
+    if (!ShowPreview()) return {};
+    return fmt::format("{:g}, s.d. {:g}", m_statistics.median, m_statistics.robustSd);
+}
+
+std::string CSpikeDetectThresh::PercentileText() {
+    if (!ShowPreview()) return {};
+    return fmt::format("{:g} to {:g}", m_statistics.lowerPercentile, m_statistics.upperPercentile);
 }
 
 // --- what it draws ---

@@ -349,6 +349,7 @@ TEST_F(BatchDialogTest, AsksBeforeForeignFilesReplaceNativeOnes) {
     EXPECT_FALSE(files.Has("/c.kymr-dat"));
     host.answer = true;
     EXPECT_TRUE(RunBatch(markOperation, dialog, documents));
+    EXPECT_EQ(host.LastMessage(), "The batch is done: 2 files processed.");
     EXPECT_EQ(MarkIn("/b.kymr-dat"), 10);
 }
 

@@ -55,7 +55,8 @@ void TransformWindow::SetBatch(bool isOn) {
     Transform().m_bBatch = isOn;
     if (isOn)
         session_.host.Notice("batchTransform", "Batch Processing",
-                             std::string(batchFilesText) + "\n\n" + batchWriteText);
+                             std::string(batchFilesText) + "\n\n" + batchWriteText + "\n\n" +
+                                 batchCommentText);
 }
 
 bool TransformWindow::Run() {
