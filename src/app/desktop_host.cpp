@@ -14,6 +14,7 @@
 #include "app/widget_picture.h"
 #include "drawing/number_labels.h"
 #include "host/form.h"
+#include "host/time_left.h"
 #include "widgets/form_dialog.h"
 #include "widgets/text_window.h"
 
@@ -30,7 +31,9 @@ constexpr int pollMs = 100;
 class DesktopProgress : public Progress {
   public:
     DesktopProgress(QWidget* parent, const QString& label, uint64_t total)
-        : box_(label, QObject::tr("Cancel"), 0, progressSteps, parent), total_(std::max<uint64_t>(1, total)) {
+        : label_(label),
+          box_(label, QObject::tr("Cancel"), 0, progressSteps, parent),
+          total_(std::max<uint64_t>(1, total)) {
         box_.setWindowTitle("Kymora");
         box_.setWindowModality(Qt::ApplicationModal);
         box_.setMinimumDuration(progressDelayMs);
@@ -45,12 +48,26 @@ class DesktopProgress : public Progress {
         // A step that lasts must not keep a press on Cancel waiting.
         if (step == box_.value() && sincePoll_.elapsed() >= pollMs && box_.isVisible())
             QApplication::processEvents();
-        if (step != box_.value() || sincePoll_.elapsed() >= pollMs) sincePoll_.start();
+        if (step != box_.value() || sincePoll_.elapsed() >= pollMs) {
+            sincePoll_.start();
+            ShowTimeLeft(fraction);
+        }
         box_.setValue(step);
         return !box_.wasCanceled();
     }
 
   private:
+    // A box that has grown keeps its size.
+    void ShowTimeLeft(double share) {
+        const QString left = ToQString(left_.Text(share));
+        if (!box_.isVisible() || left == shownLeft_) return;
+        shownLeft_ = left;
+        box_.setLabelText(left.isEmpty() ? label_ : label_ + "\n" + left);
+    }
+
+    const QString label_;
+    TimeLeft left_;
+    QString shownLeft_;
     QProgressDialog box_;
     QElapsedTimer sincePoll_;
     uint64_t total_;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "cli/interrupt.h"
+#include "host/time_left.h"
 #include "results/number_text.h"
 
 namespace kymora {
@@ -50,11 +51,14 @@ class TerminalProgress : public Progress {
         const std::string bar = std::string(filled, '#') + std::string(barCells - filled, '.');
         char percent[8];
         std::snprintf(percent, sizeof percent, "%3d%%", static_cast<int>(share * 100.0));
-        ToStandardError(clearLine + std::string("kymora: ") + percent + " [" + bar + "] " + label_);
+        const std::string left = left_.Text(share);
+        ToStandardError(clearLine + std::string("kymora: ") + percent + " [" + bar + "] " + label_ +
+                        (left.empty() ? "" : ", " + left));
         barOnScreen = true;
     }
 
     std::string label_;
+    TimeLeft left_;
     uint64_t total_;
     bool shown_;
     Clock::time_point next_;
