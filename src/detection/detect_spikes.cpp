@@ -207,7 +207,6 @@ struct OutlierJob : EventJob {
 }  // namespace
 
 std::unique_ptr<OperationJob> CDetectSpikes::MakeJob() {
-    m_found.reset();
     auto job = std::make_unique<OutlierJob>();
     if (!TakeRegion(*job)) return nullptr;
     TakeEmptyChannel();

@@ -32,6 +32,7 @@ class CDetectSpikes : public CEventWndBaseDlg {
     void OnUpdate(UpdateHint hint) override;
     void OnCurChanged() override;
     std::vector<ViewGuide> Guides() override;
+    bool CanLookAhead() const override { return true; }
     std::vector<Result> Results() override;
 
     double m_dNoiseStart = 0.0,
@@ -45,6 +46,7 @@ class CDetectSpikes : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    void ForgetFound() override { m_found.reset(); }
     std::unique_ptr<OperationJob> MakeJob() override;
     void TakeFound(const EventJob& job) override;
     void OnParentTraceChanged() override { UpdateLevels(); }

@@ -111,8 +111,12 @@ bool CEventThreshold::MayAnalyseTrace() {
     return isVisible || GetHost().Confirm(hiddenTraceText);
 }
 
+bool CEventThreshold::AreStatsTimesRight() const {
+    return !UsesStatistics() || !Is(StatsSource::userTimes) || m_dStatsEnd > m_dStatsStart;
+}
+
 bool CEventThreshold::CheckStatsTimes() {
-    if (!UsesStatistics() || !Is(StatsSource::userTimes) || m_dStatsEnd > m_dStatsStart) return true;
+    if (AreStatsTimesRight()) return true;
     Refuse(statsOrderText);
     m_dStatsEnd = m_dGoodStatsEnd > m_dStatsStart ? m_dGoodStatsEnd : m_dStatsStart + 10.0;
     return false;
@@ -158,7 +162,6 @@ std::unique_ptr<OperationJob> CEventThreshold::MakeJob() {
     auto job = std::make_unique<Job>();
     if (!TakeRegion(*job) || !CheckStatsTimes() || !MayAnalyseTrace()) return nullptr;
     FollowOnset();
-    m_analysed.clear();
     job->method = methodThreshold;
     job->keepsOutside = m_bOnlyClearWithinRegion;
     job->rule = Rule();
@@ -183,6 +186,10 @@ bool CEventThreshold::FinishFound(CEventChan& chan, const EventJob& job, size_t 
     const EventJob::Found& found = job.found[which];
     KeepDetectionSettings(chan, found.parentTrace, levels);
     m_analysed.push_back({found.parentTrace, found.channel, LevelsInUse(levels)});
+    return true;
+}
+
+bool CEventThreshold::ShapeFound(CEventChan& chan, const EventJob&) {
     return chan.FilterByGap(Document()->PositionOf(static_cast<double>(m_fMinimumOff)),
                             Document()->PositionOf(static_cast<double>(m_fMinimumOn)),
                             Document()->PositionOf(static_cast<double>(m_fMaximumOn)));

@@ -34,6 +34,7 @@ class CEventThreshold : public CEventWndBaseDlg {
 
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
+    bool CanLookAhead() const override { return true; }
     void CheckChangeDoc(CDataDoc* doc) override;
     void CheckChangeView(DocumentView* view) override;
     void OnUpdate(UpdateHint hint) override;
@@ -65,6 +66,9 @@ class CEventThreshold : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
     std::unique_ptr<OperationJob> MakeJob() override;
+    void ForgetFound() override { m_analysed.clear(); }
+    bool WouldStumble() const override { return !AreStatsTimesRight(); }
+    bool ShapeFound(CEventChan& chan, const EventJob& job) override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
     void AppendReport(std::string& text, const EventJob& job) override;
@@ -118,6 +122,7 @@ class CEventThreshold : public CEventWndBaseDlg {
 
     // The run.
     bool MayAnalyseTrace();
+    bool AreStatsTimesRight() const;
     bool CheckStatsTimes();
     void KeepDetectionSettings(CEventChan& chan, int trace, const ThresholdLevels& levels) const;
     ThresholdRule Rule() const;

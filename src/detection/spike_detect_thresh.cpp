@@ -250,9 +250,8 @@ struct SpikeJob : EventJob {
 
 std::unique_ptr<OperationJob> CSpikeDetectThresh::MakeJob() {
     auto job = std::make_unique<SpikeJob>();
-    m_found.reset();
     if (!TakeRegion(*job)) return nullptr;
-    m_isStale = true;
+    if (!IsLookingAhead()) m_isStale = true;
     if (!UpdatePreview() && !Is(SpikeLevelSource::user)) throw JobRefused(noStatisticsText);
     job->method = methodThreshold;
     job->rule = Rule();

@@ -36,6 +36,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     // The series that the rule sees, with levels and spikes.
     std::optional<Chart> GetChart() override;
     std::vector<ViewGuide> Guides() override;
+    bool CanLookAhead() const override { return true; }
     bool HasResultText() const override { return true; }
     void WriteResult(const TextSink& sink) override;
     std::vector<Result> Results() override;
@@ -61,6 +62,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
 
   protected:
     void Describe(ParamList& list) override;
+    void ForgetFound() override { m_found.reset(); }
     std::unique_ptr<OperationJob> MakeJob() override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
@@ -76,7 +78,9 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     void DescribeLevels(ParamList& list);
     void DescribeSeries(ParamList& list);
     void DescribePreview(ParamList& list);
-    std::string StatisticsText();
+    std::string MeanText();
+    std::string MedianText();
+    std::string PercentileText();
     void AddSeries(Chart& chart, const std::vector<float>& series, const char* name, uint32_t colour) const;
 
     void TakeDisplayDefaults();

@@ -263,6 +263,7 @@ PlotContext CKymoraView::Plot() const {
             .drawn = drawn_,
             .cursors = m_pDatumLines.get(),
             .guides = guides_,
+            .proposed = proposed_,
             .selection = m_selection,
             .eventChannel = m_nMouseEventChan,
             .insertsEvents = m_nMouseMode >= mouseInsertFirst && m_nMouseMode <= mouseInsertLast,
@@ -387,6 +388,12 @@ void CKymoraView::SetGuides(std::vector<ViewGuide> guides, GuideMoved moved) {
     guideMoved_ = std::move(moved);
     if (guides == guides_) return;
     guides_ = std::move(guides);
+    Invalidate();
+}
+
+void CKymoraView::SetProposedEvents(std::vector<ProposedEvents> proposed) {
+    if (proposed == proposed_) return;
+    proposed_ = std::move(proposed);
     Invalidate();
 }
 

@@ -74,6 +74,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
     std::vector<double> GetCursorTimes() const override;
     void BringIntoView(double start, double end) override;
     void SetGuides(std::vector<ViewGuide> guides, GuideMoved moved = {}) override;
+    void SetProposedEvents(std::vector<ProposedEvents> proposed) override;
     // The user has put a guide to another value or time.
     void MoveGuide(const ViewGuide& guide, double at) const;
 
@@ -193,6 +194,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
         std::make_unique<CDatumLines>([this] { return Plot(); });
     std::vector<ViewGuide> guides_;  // of open dialogs
     GuideMoved guideMoved_;
+    std::vector<ProposedEvents> proposed_;
     ViewportHistory history_;
     std::optional<Viewport> exactViewport_;  // the last one that was shown from exact bins
     // What the end of a reading that is cancelled puts back.

@@ -96,6 +96,7 @@ void PaintRecording(const PlotContext& context, DrawDevice& device, PictureTarge
     DrawTimeAxis(context, device, !isWindow);
     DrawOverlays(context, device);
     if (isWindow) DrawGuides(context, device);
+    if (isWindow) DrawProposedEvents(context, device);
     DrawCursors(context, device);
     if (!isWindow) return;
     DrawSelectedChannel(context, device);

@@ -41,6 +41,7 @@ struct PlotContext {
     // --- over the traces; a view need not have them ---
     CDatumLines* cursors = nullptr;
     std::span<const ViewGuide> guides{};
+    std::span<const ProposedEvents> proposed{};
     std::optional<Viewport> selection{};
     int eventChannel = 0;             // that the mouse works on
     bool insertsEvents = false;       // the mouse puts events into that channel

@@ -25,6 +25,8 @@ class DocumentView {
     // of a guide with a parameter that the user has dragged, and of the value or time where it was dropped.
     using GuideMoved = std::function<void(const ViewGuide& guide, double at)>;
     virtual void SetGuides(std::vector<ViewGuide>, GuideMoved /*moved*/ = {}) {}
+    // Events that an open dialog would find; each call takes the place of the one before.
+    virtual void SetProposedEvents(std::vector<ProposedEvents>) {}
 };
 
 }  // namespace kymora

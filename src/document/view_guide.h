@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace kymora {
 
@@ -17,6 +19,16 @@ struct ViewGuide {
     std::string parameter{};  // key of the parameter that dragging it sets; empty: it stays where it is
 
     bool operator==(const ViewGuide&) const = default;
+};
+
+// Events that the operation of an open dialog would find in view: not there yet, and so in another look than
+// those of the recording.
+struct ProposedEvents {
+    int channel = 0;                                 // in whose row they would stand
+    int trace = 0;                                   // in which they would be found
+    std::vector<std::pair<int32_t, int32_t>> spans;  // onset and offset, samples; ascending
+
+    bool operator==(const ProposedEvents&) const = default;
 };
 
 }  // namespace kymora

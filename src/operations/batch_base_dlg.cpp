@@ -98,6 +98,7 @@ std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
         return nullptr;
     }
     m_written.clear();
+    ForgetFound();
     std::unique_ptr<OperationJob> job;
     Attempt([&] {
         job = MakeJob();

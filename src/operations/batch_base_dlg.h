@@ -186,6 +186,8 @@ class CBatchBaseDlg {
     virtual void Describe(ParamList&) {}
     // The checks that limits alone cannot make.
     virtual std::string CheckSettings() { return {}; }
+    // A run begins: what the last one has found is none of its results.
+    virtual void ForgetFound() {}
     // The job of a run. The document is there and the parameters are valid. Null where it is refused.
     virtual std::unique_ptr<OperationJob> MakeJob() { return std::make_unique<OperationJob>(); }
     // Writes what the job has found. False when nothing was done.

@@ -57,10 +57,11 @@ SampleSpan VisibleSpan(const CDataDoc& doc, const DocumentView* view) {
     return {doc.PositionOf(times.start), doc.PositionOf(times.end)};
 }
 
+std::string EventsText(int64_t count) { return Grouped(count) + (count == 1 ? " event" : " events"); }
+
 std::string EventCountText(const CDataDoc* doc, int32_t channel) {
     if (!doc || !doc->HasChannel(channel)) return {};
-    const int count = doc->GetNumEvents(channel);
-    return Grouped(count) + (count == 1 ? " event" : " events");
+    return EventsText(doc->GetNumEvents(channel));
 }
 
 std::string HeldEventsText(const CDataDoc* doc, int32_t channel) {
@@ -239,6 +240,12 @@ bool CEventBaseDlg::Write(OperationJob& job, UndoScope& undo) {
     return found ? WriteFound(*found, undo) : CBatchBaseDlg::Write(job, undo);
 }
 
+bool CEventBaseDlg::PutFound(CEventChan& chan, EventJob& job, size_t which) {
+    job.keepsOutside ? chan.DeleteRange(job.region.first, job.region.end) : chan.DeleteAll();
+    AddFound(chan, job.region.first, std::move(job.found[which].events));
+    return ShapeFound(chan, job);
+}
+
 bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
     auto& channels = Document()->eventChannels;
     TakeFound(job);
@@ -246,9 +253,7 @@ bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
         EventJob::Found& found = job.found[i];
         undo.KeepChannel(found.channel);
         CEventChan& chan = channels[static_cast<size_t>(found.channel)];
-        job.keepsOutside ? chan.DeleteRange(job.region.first, job.region.end) : chan.DeleteAll();
-        AddFound(chan, job.region.first, std::move(found.events));
-        if (!FinishFound(chan, job, i)) return false;
+        if (!PutFound(chan, job, i) || !FinishFound(chan, job, i)) return false;
     }
     std::string report;
     m_seen = job.seen;
@@ -333,6 +338,45 @@ bool CEventWndBaseDlg::TakeRegion(EventJob& job) {
     job.seen = SeenTimes();
     job.title = Title();
     return true;
+}
+
+// --- a look ahead ---
+
+std::unique_ptr<EventJob> CEventWndBaseDlg::PrepareLook() {
+    if (!Document() || !IsAttended() || WouldStumble() || !Validate().empty()) return nullptr;
+    // As in a run that nobody attends, so that nothing is asked or shown.
+    RunMessages unheard;
+    SendMessagesTo(&unheard);
+    const int32_t region = std::exchange(m_nRegionMode, regionVisible), destination = m_nDestination;
+    std::unique_ptr<OperationJob> job;
+    m_isLookingAhead = true;
+    try {
+        job = MakeJob();
+    } catch (const std::exception&) {
+        // A run will tell it.
+    }
+    m_isLookingAhead = false;
+    m_nRegionMode = region;
+    m_nDestination = destination;
+    SendMessagesTo(nullptr);
+    auto* found = dynamic_cast<EventJob*>(job.get());
+    if (found) (void)job.release();
+    return std::unique_ptr<EventJob>(found);
+}
+
+std::vector<EventJob::Found> CEventWndBaseDlg::FoundAhead(EventJob& job) {
+    std::vector<EventJob::Found> ahead;
+    for (size_t i = 0; i < job.found.size(); ++i) {
+        const EventJob::Found& found = job.found[i];
+        const CEventChan& now = Document()->eventChannels[static_cast<size_t>(found.channel)];
+        CEventChan chan = job.keepsOutside ? now : now.WithoutEvents();
+        const bool isDone = PutFound(chan, job, i);
+        EventJob::Found& seen = ahead.emplace_back(EventJob::Found{found.channel, found.parentTrace, {}, {}});
+        for (const CEventKM& event : chan.Events())
+            if (isDone && event.onPosition < job.region.end && event.offPosition > job.region.first)
+                seen.events.push_back(event);
+    }
+    return ahead;
 }
 
 void CEventWndBaseDlg::DescribeRegion(ParamList& list) {

@@ -40,7 +40,9 @@ struct AnalysisRegion {
 std::vector<SampleSpan> RegionSpans(const CDataDoc& doc, const DocumentView* view,
                                     const AnalysisRegion& region);
 
-// "1,203 events": what stands behind a channel.
+// "1,203 events"
+std::string EventsText(int64_t count);
+// The same of a channel: what stands behind it.
 std::string EventCountText(const CDataDoc* doc, int32_t channel);
 // "holds 1,203 events": behind a channel that a result will go to, so that it is not taken for the result.
 std::string HeldEventsText(const CDataDoc* doc, int32_t channel);
@@ -96,6 +98,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
 
     // Writes the events that an EventJob has found, the report and the history.
     bool Write(OperationJob& job, UndoScope& undo) override;
+    // What becomes of the events of a channel once all of them are there. False abandons.
+    virtual bool ShapeFound(CEventChan&, const EventJob&) { return true; }
     // Takes over what the job has measured and counted; the report tells it.
     virtual void TakeFound(const EventJob&) {}
     // What only the operation itself can add to a channel that has got its events. False abandons.
@@ -107,6 +111,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     bool Has(Uses part) const { return (m_uses & part) != 0; }
     bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
 
+    // The events of the channel as a run leaves them, in the place of those that it had. False abandons.
+    bool PutFound(CEventChan& chan, EventJob& job, size_t which);
     // A run will write what it finds in the trace into the channel.
     void AddTarget(EventJob& job, int channel, int trace, std::string description) const;
 
@@ -129,11 +135,22 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     int32_t m_nRegionMode = regionWholeFile;
     double m_dRegionStart = 0.0, m_dRegionEnd = 100.0;  // ms
 
+    // --- a look ahead, while the user is still setting parameters ---
+    virtual bool CanLookAhead() const { return false; }
+    // The job of a run over what is seen, with nothing asked, told or changed. Null where that cannot be run.
+    std::unique_ptr<EventJob> PrepareLook();
+    // The events that a run would leave in each channel of the job, as far as they lie in its region.
+    std::vector<EventJob::Found> FoundAhead(EventJob& job);
+
     // The first and the past-the-end sample of the region in the present document, held to the recording. A
     // user-set end that is not after the start is told to the user and put 10 ms behind it.
     SampleSpan GetRegion();
 
   protected:
+    // A run as the parameters stand would be refused, or would put one of them right.
+    virtual bool WouldStumble() const { return false; }
+    // The job that is being made is that of a look ahead.
+    bool IsLookingAhead() const { return m_isLookingAhead; }
     void DescribeRegion(ParamList& list);
     // Appends the lines of the region alone.
     void AppendRegionText(std::string& text) const;
@@ -144,6 +161,9 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     std::optional<SampleSpan> TakeRegion();
     // The same for a job. False where it is refused.
     bool TakeRegion(EventJob& job);
+
+  private:
+    bool m_isLookingAhead = false;
 };
 
 }  // namespace kymora

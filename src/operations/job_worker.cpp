@@ -90,13 +90,15 @@ std::optional<LookSource> JobWorker::SourceOf(const CDataDoc& doc) {
     return LookSource::Of(doc, doc.GetSession().files);
 }
 
-JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source)
+JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source, For purpose)
     : doc_(doc),
       files_(doc.GetSession().files),
       job_(job),
       source_(std::move(source)),
       basis_(doc, job),
+      purpose_(purpose),
       thread_([this] { Work(); }) {
+    if (purpose_ == For::showing) return;
     ++doc_.operationsAtWork;
     doc_.channelsAtWork.insert(job_.writes.begin(), job_.writes.end());
 }
@@ -104,6 +106,7 @@ JobWorker::JobWorker(CDataDoc& doc, OperationJob& job, LookSource source)
 JobWorker::~JobWorker() {
     Cancel();
     if (thread_.joinable()) thread_.join();
+    if (purpose_ == For::showing) return;
     --doc_.operationsAtWork;
     for (const int channel : job_.writes) doc_.channelsAtWork.erase(doc_.channelsAtWork.find(channel));
 }

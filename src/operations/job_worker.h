@@ -32,8 +32,10 @@ class JobBasis {
 
 class JobWorker {
   public:
-    // Begins the work. The job outlives the worker.
-    JobWorker(CDataDoc& doc, OperationJob& job, LookSource source);
+    // Begins the work. The job outlives the worker. What it finds will be written, and the recording waits
+    // for that, or is only shown, and nothing waits.
+    enum class For { writing, showing };
+    JobWorker(CDataDoc& doc, OperationJob& job, LookSource source, For purpose = For::writing);
     // Cancels, and waits until the thread has stopped.
     ~JobWorker();
     JobWorker(const JobWorker&) = delete;
@@ -65,6 +67,7 @@ class JobWorker {
     OperationJob& job_;
     LookSource source_;
     JobBasis basis_;
+    const For purpose_;
     std::atomic<bool> stop_ = false, isDone_ = false;
     bool isUnreadable_ = false;  // this and the next are read after the end
     std::exception_ptr failure_;

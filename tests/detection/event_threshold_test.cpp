@@ -26,6 +26,17 @@ Spans PlainSpans(const std::vector<float>& samples, float level) {
     return spans;
 }
 
+class SilentContext : public JobContext {
+  public:
+    std::unique_ptr<Progress> StartProgress(std::string_view, uint64_t) override {
+        class None : public Progress {
+            bool Update(uint64_t) override { return true; }
+        };
+        return std::make_unique<None>();
+    }
+    void Warn(std::string_view) override {}
+};
+
 class EventThresholdTest : public ViewTest {
   protected:
     void SetUp() override {
@@ -64,6 +75,55 @@ class EventThresholdTest : public ViewTest {
     std::unique_ptr<MemoryDoc> doc;
     CEventThreshold operation;
 };
+
+// A look ahead changes nothing, and finds what a run over what is seen then writes.
+TEST_F(EventThresholdTest, ALookAheadFindsWhatARunWrites) {
+    doc->view.viewStart = 100.0;
+    doc->view.viewEnd = 1100.0;
+    using Settings = std::vector<std::pair<const char*, const char*>>;
+    for (const Settings& settings :
+         {Settings{{"onPos", "2.5"}},
+          {{"onPos", "2.5"}, {"minimumOffTime", "3"}, {"minimumOnTime", "1"}},
+          {{"onPos", "2.5"}, {"onlyClearWithinRegion", "true"}, {"minimumOffTime", "3"}},
+          {{"onsetDirection", "2"},
+           {"thresholdSource", "2"},
+           {"statsSource", "1"},
+           {"onMultiplier", "1"},
+           {"allTraces", "true"}}}) {
+        for (const auto& [key, value] : settings) Set(key, value);
+        for (const int channel : {1, 2}) {
+            ASSERT_TRUE(Channel(channel).DeleteAll());
+            for (const int on : {50, 195, 900, 2195, 2300}) Channel(channel).AddEvent(on, on + 3);
+        }
+        ASSERT_TRUE(operation.Run());
+        const auto results = operation.Results().size();
+        const auto before = operation.Settings();
+        const auto job = operation.PrepareLook();
+        ASSERT_NE(job, nullptr);
+        SilentContext context;
+        job->Compute(*doc, context);
+        const auto ahead = operation.FoundAhead(*job);
+        EXPECT_EQ(operation.Settings(), before);
+        EXPECT_EQ(operation.Results().size(), results) << "those of the run";
+        Set("region", "1");
+        ASSERT_TRUE(operation.Run());
+        for (const EventJob::Found& found : ahead) {
+            Spans spans, written;
+            for (const CEventKM& event : found.events)
+                spans.emplace_back(event.onPosition, event.offPosition);
+            for (const auto& span : Found(found.channel))
+                if (span.first < 2200 && span.second > 200) written.push_back(span);
+            EXPECT_EQ(spans, written) << found.channel;
+            EXPECT_FALSE(spans.empty());
+        }
+        Set("region", "0");
+    }
+    Set("statsSource", "2");
+    operation.m_dStatsEnd = operation.m_dStatsStart;
+    EXPECT_EQ(operation.PrepareLook(), nullptr) << "a run would put it right";
+    EXPECT_EQ(operation.m_dStatsEnd, operation.m_dStatsStart);
+    EXPECT_TRUE(host.messages.empty());
+}
 
 TEST_F(EventThresholdTest, TypedLevelsGiveTheEventsOfAPlainLoop) {
     Channel(1).AddEvent(5, 6);

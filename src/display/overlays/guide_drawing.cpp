@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "display/events/event_rows.h"
 #include "display/overlays/overlay_drawing.h"
 #include "display/overlays/overlay_fonts.h"
 
@@ -10,7 +11,8 @@ namespace kymora {
 
 namespace {
 
-constexpr int nameGap = 3;  // pixels between a line and its name
+constexpr int nameGap = 3;         // pixels between a line and its name
+constexpr int proposedMargin = 2;  // pixels between a box and the event within it
 
 // The guides of one view on their way to the device.
 class GuidePainter {
@@ -90,6 +92,39 @@ void DrawGuides(const PlotContext& context, DrawDevice& device) {
     if (context.layout.plot.Width() <= 0) return;
     GuidePainter painter(context, device);
     for (const ViewGuide& guide : context.guides) painter.Draw(guide);
+}
+
+namespace {
+
+// In the row of the channel; while that has none, at the top of the trace. Nothing where neither is seen.
+std::optional<int> ProposedRow(const PlotContext& context, const ProposedEvents& events) {
+    if (HasEventRow(context, events.channel)) return EventRowY(context, events.channel);
+    if (events.trace >= context.doc.traceCount || !context.IsTraceShown(events.trace)) return {};
+    return context.BandOf(context.AxisOf(events.trace)).top + eventReach + proposedMargin;
+}
+
+}  // namespace
+
+void DrawProposedEvents(const PlotContext& context, DrawDevice& device) {
+    const PixelRect& plot = context.layout.plot;
+    if (plot.Width() <= 0) return;
+    for (const ProposedEvents& events : context.proposed) {
+        const CEventChan& chan = context.doc.eventChannels[static_cast<size_t>(events.channel)];
+        const auto row = ProposedRow(context, events);
+        if (!row) continue;
+        const int y = *row, reach = eventReach + proposedMargin;
+        device.SetPen({TextInk(chan.channelColour, context.settings.m_crBackground), 1, Pen::Style::solid});
+        int drawnTo = plot.left - 1;
+        for (const auto& [on, off] : events.spans) {
+            const int left = context.TimeToPixel(context.doc.TimeOf(on)) - proposedMargin;
+            const int right = context.TimeToPixel(context.doc.TimeOf(off)) + proposedMargin;
+            // What would lie on the one before, or outside, adds nothing to be seen.
+            const PixelRect box{std::max(left, plot.left), y - reach, std::min(right, plot.right), y + reach};
+            if (box.left >= box.right || box.right <= drawnTo) continue;
+            device.Frame(box);
+            drawnTo = box.right;
+        }
+    }
 }
 
 }  // namespace kymora

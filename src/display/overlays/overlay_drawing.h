@@ -10,6 +10,8 @@ namespace kymora {
 void DrawOverlays(const PlotContext& context, DrawDevice& device);
 // The lines of open dialogs.
 void DrawGuides(const PlotContext& context, DrawDevice& device);
+// Hollow boxes in the row of the channel, around the events that it holds already.
+void DrawProposedEvents(const PlotContext& context, DrawDevice& device);
 // The first and the last row of pixels on which a level of a trace that is shown can be drawn.
 std::pair<int, int> GuideRows(const PlotContext& context, const ViewGuide& guide);
 // The pixel of one across its line: x of a time and y of a level; nothing where it cannot be seen.

@@ -1,3 +1,4 @@
+#include "display/events/event_rows.h"
 #include "display/kymora_view.h"
 #include "display/overlays/overlay_drawing.h"
 #include "support/recording_device.h"
@@ -61,6 +62,37 @@ TEST_F(GuideTest, WhatCannotBeSeenIsNotDrawn) {
     view->ChangeSettings("Select axes", DisplayScope::look,
                          [](ViewSettings& settings) { settings.m_bAxisVisible[1] = false; });
     EXPECT_TRUE(Draw({{level, 1, 25.0, 1, {}}}).lines.empty());
+}
+
+// In the row of their channel, or at the top of their trace while the channel is empty.
+TEST_F(GuideTest, ProposedEventsAreHollowBoxes) {
+    const PlotContext context = view->Plot();
+    const PixelRect plot = context.layout.plot;
+    struct Case {
+        bool holdsEvents;
+        std::vector<std::pair<int32_t, int32_t>> spans;
+        size_t boxes;
+    };
+    for (const Case& c : {Case{false, {{100, 120}, {200, 220}, {-50, -20}, {600, 700}}, 2},
+                          {true, {{100, 120}}, 1},
+                          {true, {{100, 104}, {101, 103}, {102, 110}}, 2},
+                          {true, {{-10, 10}}, 1}}) {
+        view->SetProposedEvents({{3, 1, c.spans}, {3, 7, {}}});
+        doc->eventChannels[3].DeleteAll();
+        if (c.holdsEvents) doc->eventChannels[3].AddEvent(400, 410);
+        RecordingDevice device;
+        DrawProposedEvents(view->Plot(), device);
+        ASSERT_FALSE(device.lines.empty());
+        const int row = EventRowY(view->Plot(), 3), band = context.BandOf(1).top;
+        for (const auto& line : device.lines)
+            for (const Point& point : line.points) {
+                EXPECT_NEAR(point.y, c.holdsEvents ? row : band + 7, 8);
+                EXPECT_GE(point.x, plot.left);
+            }
+        RecordingDevice one;
+        one.Frame({0, 0, 9, 9});
+        EXPECT_EQ(device.lines.size(), c.boxes * one.lines.size());
+    }
 }
 
 // A dialog's line of a parameter is dragged, and the parameter set, when the button is released.
