@@ -1,6 +1,7 @@
 #include "app/frame_commands.h"
 
 #include "app/main_frame.h"
+#include "app/operation_windows.h"
 #include "app/theme.h"
 #include "import/binary_format.h"
 #include "transforms/eqn_test_dialog.h"
@@ -81,6 +82,7 @@ constexpr FrameCommand table[] = {
     {"window-cascade", "&Window", "&Cascade", "Lays the windows on each other so that all titles can be seen", HasActive, nullptr, Run<&Frame::OnWindowCascade>},
     {"window-next", "&Window", "N&ext window\tF6", "Brings the next window to the front", HasSeveral, nullptr, Run<&Frame::OnWindowNext>, group},
     {"window-previous", "&Window", "&Previous window\tShift+F6", "Brings the window before to the front", HasSeveral, nullptr, Run<&Frame::OnWindowPrevious>},
+    {"window-panel", "&Window", "To the &panel\tF7", "Gives the keyboard to the panel of an operation, to the next one, and back to the recording", HasActive, nullptr, [](Frame& frame) { frame.OperationDialogs().GoToNextPanel(); }, group},
 
     {"help-first-steps", "&Help", "&First steps\tF1", "Shows how to open, move through and mark a recording", nullptr, nullptr, Run<&Frame::OnHelpFirstSteps>},
     {"help-shortcuts", "&Help", "Keyboard &shortcuts\tCtrl+F1", "Lists the keys of all commands", nullptr, nullptr, Run<&Frame::OnHelpShortcuts>},

@@ -10,8 +10,10 @@
 
 #include "app/desktop_arguments.h"
 #include "app/main_frame.h"
+#include "app/operation_windows.h"
 #include "app/remote_control.h"
 #include "app/theme.h"
+#include "app/transform_step.h"
 #include "display/plot_recording.h"
 #include "host/options_form.h"
 #include "host/version.h"
@@ -144,6 +146,7 @@ void CKymora32App::ReadFrameSettings(CMainFrame& frame) {
     frame.restoreGeometry(settings.value("Geometry").toByteArray());
     if (!settings.value("Tool bar", true).toBool()) frame.ToggleToolBar();
     frame.restoreState(settings.value("Docks").toByteArray());
+    frame.OperationDialogs().RestoreState(settings.value("Panels").toMap());
 }
 
 void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
@@ -162,6 +165,7 @@ void CKymora32App::WriteFrameSettings(CMainFrame& frame) const {
     settings.setValue("Geometry", frame.saveGeometry());
     settings.setValue("Tool bar", frame.IsToolBarShown());
     settings.setValue("Docks", frame.saveState());
+    settings.setValue("Panels", frame.OperationDialogs().SaveState());
 }
 
 int RunDesktop(int argc, char** argv) {

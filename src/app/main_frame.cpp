@@ -56,6 +56,8 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     area->setCurrentWidget(start_);
     column->addLayout(area, 1);
     setCentralWidget(centre);
+    setTabPosition(Qt::AllDockWidgetAreas, QTabWidget::North);
+    setAnimated(false);
     operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
     MakeCursorTable();

@@ -42,7 +42,7 @@ class CMainFrame : public QMainWindow {
     Session& GetSession() const { return session_; }
     BatchDocuments& Batch() { return batch_; }
     RecentFiles& Recent() { return recent_; }
-    OperationWindows& OperationDialogs() { return *operations_; }
+    OperationWindows& OperationDialogs() const { return *operations_; }
 
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
     // cannot be opened; the user was told why. Says as much as the frame's files do, or as `talk` says.

@@ -1,6 +1,8 @@
 #include "app/operation_windows.h"
 
+#include <QApplication>
 #include <QScreen>
+#include <algorithm>
 
 #include "app/child_frame.h"
 #include "app/main_frame.h"
@@ -12,6 +14,7 @@ namespace kymora {
 namespace {
 
 constexpr int compareAfterMs = 15;
+constexpr int usualPanelWidth = 380, leastPanelWidth = 200, mostPanelWidth = 2000;  // pixels
 
 void SetVariant(OperationWindow& window, const OperationVariant* variant) {
     if (variant) {
@@ -24,7 +27,7 @@ void SetVariant(OperationWindow& window, const OperationVariant* variant) {
 }  // namespace
 
 OperationWindows::OperationWindows(CMainFrame& frame)
-    : QObject(&frame), frame_(frame), owner_{frame.GetSession(), &frame} {
+    : QObject(&frame), frame_(frame), panelWidth_(usualPanelWidth), owner_{frame.GetSession(), &frame} {
     owner_.transform = [this](const Operation& operation, CTransformDlg& dialog) {
         return frame_.RunTransform(operation, dialog);
     };
@@ -37,7 +40,13 @@ OperationWindows::OperationWindows(CMainFrame& frame)
 }
 
 OperationWindows::~OperationWindows() {
-    for (OperationWindow* window : Windows()) delete window;
+    for (OperationWindow* window : Windows()) {
+        window->disconnect(this);
+        OperationDock* panel = PanelOf(*window);
+        if (panel) panel->disconnect(this);
+        delete window;
+        delete panel;
+    }
 }
 
 std::vector<OperationWindow*> OperationWindows::Windows() const {
@@ -60,23 +69,140 @@ OperationWindow* OperationWindows::Open(const OperationEntry& entry) {
         const bool isFirst = !frame_.GetSession().operationSettings.contains(name);
         window = MakeOperationWindow(owner_, operation);
         windows_[name] = window;
-        connect(window, &QDialog::finished, this,
-                [this, name, window] { places_[name] = QRect(window->pos(), window->size()); });
+        connect(window, &QDialog::finished, this, [this, name, window] { Closed(name, *window); });
         if (active_) window->SetActive(&active_->Document(), &active_->View());
         if (isFirst) window->Block().SuggestSettings();
         SetVariant(*window, entry.variant);
-        const auto place = places_.find(name);
-        if (place != places_.end() && window->screen()->availableGeometry().intersects(place->second)) {
-            window->move(place->second.topLeft());
-            window->resize(place->second.size());
-        }
+        ShowIn(name, *window);
     } else if (!window->IsBusy()) {
         SetVariant(*window, entry.variant);
+    }
+    BringToFront(window);
+    if (OperationDock* panel = PanelOf(*window)) {
+        panel->ComeToFront();
+        return window;
     }
     window->show();
     window->raise();
     window->activateWindow();
     return window;
+}
+
+void OperationWindows::ShowIn(const std::string& name, OperationWindow& window) {
+    if (!window.isModal()) return Dock(name, window);
+    const auto place = places_.find(name);
+    if (place == places_.end() || !window.screen()->availableGeometry().intersects(place->second)) return;
+    window.move(place->second.topLeft());
+    window.resize(place->second.size());
+}
+
+// --- panels ---
+
+void OperationWindows::Dock(const std::string& name, OperationWindow& window) {
+    auto* panel = new OperationDock(frame_, window, panels_[name], panelWidth_);
+    connect(panel, &OperationDock::Shown, this, [this, panel](bool isShown) {
+        if (isShown && panel->Window()) BringToFront(panel->Window());
+    });
+}
+
+void OperationWindows::Closed(const std::string& name, OperationWindow& window) {
+    const OperationDock* panel = PanelOf(window);
+    if (!panel) {
+        places_[name] = QRect(window.pos(), window.size());
+    } else {
+        panels_[name] = panel->Place();
+        if (!panel->isFloating()) panelWidth_ = panel->width();
+    }
+    const bool wasFront = front_ == &window;
+    if (wasFront) front_ = nullptr;
+    // The keyboard has gone to whatever comes next.
+    if (wasFront && QApplication::activeWindow()) GiveKeysToView();
+    // The next one has its lines when those of this one are gone.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (!front_) BringToFront(FrontCandidate());
+        },
+        Qt::QueuedConnection);
+}
+
+OperationDock* OperationWindows::PanelOf(const OperationWindow& window) const {
+    return qobject_cast<OperationDock*>(window.parentWidget());
+}
+
+std::vector<OperationDock*> OperationWindows::ShownPanels() const {
+    std::vector<OperationDock*> shown;
+    for (const OperationWindow* window : Windows())
+        if (OperationDock* panel = PanelOf(*window); panel && !panel->visibleRegion().isEmpty())
+            shown.push_back(panel);
+    return shown;
+}
+
+OperationWindow* OperationWindows::FrontCandidate() const {
+    const auto shown = ShownPanels();
+    return shown.empty() ? nullptr : shown.front()->Window();
+}
+
+void OperationWindows::BringToFront(OperationWindow* window) {
+    if (window == front_) return;
+    if (front_) front_->SetInFront(false);
+    front_ = window;
+    for (OperationWindow* other : Windows())
+        if (other != window) other->SetInFront(false);
+    if (window) window->SetInFront(true);
+}
+
+void OperationWindows::GiveKeysToView() {
+    if (!active_) return;
+    frame_.activateWindow();
+    active_->Widget().setFocus();
+}
+
+void OperationWindows::GoToNextPanel() {
+    const auto shown = ShownPanels();
+    const auto at =
+        std::ranges::find_if(shown, [](const OperationDock* panel) { return panel->HasKeyboard(); });
+    const auto next = at == shown.end() ? shown.begin() : std::next(at);
+    if (next == shown.end()) return GiveKeysToView();
+    (*next)->ComeToFront();
+}
+
+QVariantMap OperationWindows::SaveState() const {
+    QVariantMap places, folded;
+    auto panels = panels_;
+    int width = panelWidth_;
+    for (const auto& [name, window] : windows_)
+        if (const OperationDock* panel = window ? PanelOf(*window) : nullptr) {
+            panels[name] = panel->Place();
+            if (!panel->isFloating()) width = panel->width();
+        }
+    for (const auto& [name, place] : panels)
+        places[QString::fromStdString(name)] = QVariantMap{{"floating", place.isFloating},
+                                                           {"area", static_cast<int>(place.area)},
+                                                           {"place", place.floating}};
+    for (const auto& [name, headings] : frame_.GetSession().foldedGroups) {
+        QStringList list;
+        for (const std::string& heading : headings) list << QString::fromStdString(heading);
+        if (!list.isEmpty()) folded[QString::fromStdString(name)] = list;
+    }
+    return {{"width", width}, {"panels", places}, {"folded", folded}};
+}
+
+// What cannot be is left as it is: the settings are a file that anybody may write.
+void OperationWindows::RestoreState(const QVariantMap& state) {
+    const int width = state.value("width").toInt();
+    if (width >= leastPanelWidth && width <= mostPanelWidth) panelWidth_ = width;
+    const QVariantMap places = state.value("panels").toMap(), folded = state.value("folded").toMap();
+    for (auto entry = places.begin(); entry != places.end(); ++entry) {
+        const QVariantMap stored = entry.value().toMap();
+        PanelPlace& place = panels_[entry.key().toStdString()];
+        place.isFloating = stored.value("floating").toBool();
+        if (stored.value("area").toInt() == Qt::LeftDockWidgetArea) place.area = Qt::LeftDockWidgetArea;
+        place.floating = stored.value("place").toRect();
+    }
+    for (auto entry = folded.begin(); entry != folded.end(); ++entry)
+        for (const QString& heading : entry.value().toStringList())
+            frame_.GetSession().foldedGroups[entry.key().toStdString()].insert(heading.toStdString());
 }
 
 void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {

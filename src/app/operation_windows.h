@@ -1,15 +1,18 @@
 #pragma once
-// The open windows of operations: one for each, beside the recordings. They follow the active view, hear of
-// what changes in it, and close with the last recording.
+// The open windows of operations: one for each, in panels beside the recordings, save those of transforms,
+// which stop the rest. They follow the active view, hear of what changes in it, and close with the last
+// recording. The one in front has its lines in the view.
 
 #include <QObject>
 #include <QPointer>
 #include <QRect>
 #include <QTimer>
+#include <QVariant>
 #include <filesystem>
 #include <map>
 #include <string>
 
+#include "app/operation_dock.h"
 #include "catalogue/operations.h"
 #include "catalogue/windows/window_table.h"
 #include "display/kymora_view.h"
@@ -36,6 +39,12 @@ class OperationWindows : public QObject {
     // The open window of a class, or null.
     OperationWindow* Find(std::string_view className) const;
 
+    // Moves the keyboard from the recording to the panels that can be seen, one after the other, and back.
+    void GoToNextPanel();
+    // Where the panels stand, or stood, and which of their parts are folded away: what is kept of them.
+    QVariantMap SaveState() const;
+    void RestoreState(const QVariantMap& state);
+
     // Another child window has become the active one, or none is.
     void SetActive(CChildFrame* child);
     // A child is about to show another view: what works on the one that it shows lets go at once.
@@ -52,13 +61,24 @@ class OperationWindows : public QObject {
         bool operator==(const Seen&) const = default;
     };
     Seen SeenOf(const CKymoraView& view) const;
+    void ShowIn(const std::string& name, OperationWindow& window);
+    void Dock(const std::string& name, OperationWindow& window);
+    void Closed(const std::string& name, OperationWindow& window);
+    void BringToFront(OperationWindow* window);
+    OperationWindow* FrontCandidate() const;
+    OperationDock* PanelOf(const OperationWindow& window) const;
+    std::vector<OperationDock*> ShownPanels() const;
+    void GiveKeysToView();
     void CompareView();
     void OnDocumentChanged(UpdateHint hint);
     std::vector<OperationWindow*> Windows() const;
 
     CMainFrame& frame_;
     std::map<std::string, QPointer<OperationWindow>, std::less<>> windows_;  // by class name
-    std::map<std::string, QRect, std::less<>> places_;
+    std::map<std::string, PanelPlace, std::less<>> panels_;                  // where they stood last
+    std::map<std::string, QRect, std::less<>> places_;                       // of those without a panel
+    int panelWidth_;
+    QPointer<OperationWindow> front_;
     WindowOwner owner_;
     QPointer<CChildFrame> active_;
     std::optional<Seen> seen_;

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ class Session {
 
     // The settings that each operation had when it was last used, by class name.
     std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;
+    // The headings of the parameters that are folded away in its window, by class name.
+    std::map<std::string, std::set<std::string>, std::less<>> foldedGroups;
 
     TextFileDefaults textFile;
     BinaryFileDefaults binaryFile;

@@ -279,6 +279,7 @@ class FlagEditor : public FormEditor {
 class ChoiceEditor : public FormEditor {
   public:
     ChoiceEditor(QWidget* parent, const Changed& changed) : box_(new QComboBox(parent)) {
+        // As wide as its longest choice, and narrower where there is no room.
         box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         box_->setFocusPolicy(Qt::StrongFocus);
         box_->installEventFilter(new WheelOnFocus(box_));

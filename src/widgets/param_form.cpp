@@ -8,6 +8,7 @@
 
 #include "host/options.h"
 #include "widgets/elided_label.h"
+#include "widgets/fold_section.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -45,7 +46,11 @@ ParamForm::~ParamForm() = default;
 
 std::vector<QWidget*> ParamForm::TabStops() const {
     std::vector<QWidget*> stops;
-    for (const Row& row : rows_) {
+    auto group = groups_.begin();
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        const Row& row = rows_[i];
+        for (; group != groups_.end() && group->firstRow <= i; ++group)
+            if (group->section) stops.push_back(group->section->Heading());
         if (row.editor) {
             const auto buttons = row.editor->Widget()->findChildren<QAbstractButton*>();
             stops.insert(stops.end(), buttons.begin(), buttons.end());
@@ -55,6 +60,12 @@ std::vector<QWidget*> ParamForm::TabStops() const {
         }
     }
     return stops;
+}
+
+void ParamForm::FocusFirst() {
+    for (QWidget* stop : TabStops())
+        if (stop->isVisible() && stop->isEnabled() && !qobject_cast<FoldHeading*>(stop))
+            return stop->setFocus(Qt::OtherFocusReason);
 }
 
 // --- values ---
@@ -77,6 +88,7 @@ void ParamForm::Refresh() {
         return;
     }
     for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params);
+    ShowRows(params);
 }
 
 void ParamForm::Revert() {
@@ -134,6 +146,55 @@ void ParamForm::OnEntered(size_t index) {
     emit Edited(IsTyped(kind));
 }
 
+// --- what is there ---
+
+// What does not apply goes away with its label; a button stays, so that it is known what there is to press.
+void ParamForm::ShowRows(const ParamList& params) {
+    bool isOther = false;
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        const bool isShown = rows_[i].button || params.fields[i].IsEnabled(params);
+        isOther |= std::exchange(rows_[i].isShown, isShown) != isShown;
+    }
+    if (!isOther) return;
+    emit ShapeChanges();
+    ShowGroups();
+    emit ShapeChanged();
+}
+
+void ParamForm::ShowGroups() {
+    std::set<QLabel*> used;
+    for (const Row& row : rows_) {
+        for (QWidget* part : std::initializer_list<QWidget*>{row.editor ? row.editor->Widget() : nullptr,
+                                                             row.name, row.behind})
+            if (part) part->setVisible(row.isShown);
+        if (row.isShown) used.insert({row.tableRow, row.tableColumn});
+    }
+    for (const Row& row : rows_)
+        for (QLabel* label : {row.tableRow, row.tableColumn})
+            if (label) label->setVisible(used.contains(label));
+    for (size_t g = 0; g < groups_.size(); ++g) {
+        const size_t end = g + 1 < groups_.size() ? groups_[g + 1].firstRow : rows_.size();
+        const auto begin = rows_.begin();
+        groups_[g].box->setVisible(std::any_of(begin + static_cast<std::ptrdiff_t>(groups_[g].firstRow),
+                                               begin + static_cast<std::ptrdiff_t>(end), [](const Row& row) {
+                                                   return row.isShown &&
+                                                          !(row.button && row.group == resultsGroup);
+                                               }));
+    }
+}
+
+void ParamForm::SetFolded(std::set<std::string> headings) {
+    folded_ = std::move(headings);
+    for (const Group& group : groups_)
+        if (group.section)
+            group.section->Fold(folded_.contains(group.section->Heading()->text().toStdString()));
+}
+
+void ParamForm::Unfold(const Row& row) {
+    for (const Group& group : groups_)
+        if (group.section && group.section->isAncestorOf(row.editor->Widget())) group.section->Fold(false);
+}
+
 std::string ParamForm::Fault() const {
     const ParamList params = describe_();
     for (size_t i = 0; i < rows_.size() && i < params.fields.size(); ++i) {
@@ -151,6 +212,7 @@ void ParamForm::FocusFault() {
         const Row& row = rows_[i];
         const Field& param = params.fields[i];
         if (!row.editor || !param.IsEnabled(params) || (row.fault.empty() && param.Fault().empty())) continue;
+        Unfold(row);
         return row.editor->Focus()->setFocus(Qt::OtherFocusReason);
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
-// The editors of an operation's parameters, made from their description: groups with headings in columns,
-// labels aligned, units and what a parameter shows behind the editors.
+// The editors of an operation's parameters, made from their description: groups in columns, each below a
+// heading that folds it away, labels aligned, units and what a parameter shows behind the editors. What does
+// not apply as the others are set is not there.
 //
 // What the user enters goes to the parameter at once when it may be used, and what follows it is shown; what
 // may not is marked, told by Fault, and never stored. Each editor has the parameter's key as its object name.
@@ -8,6 +9,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,6 @@
 #include "widgets/form_editor.h"
 
 class QGridLayout;
-class QGroupBox;
 class QHBoxLayout;
 class QLabel;
 class QPushButton;
@@ -23,6 +24,7 @@ class QPushButton;
 namespace kymora {
 
 class ElidedLabel;
+class FoldSection;
 
 // What of the surroundings decides how a parameter is shown.
 struct ParamSurroundings {
@@ -57,13 +59,18 @@ class ParamForm : public QWidget {
     // Gives the keyboard to the editor with the fault.
     void FocusFault();
 
-    // Puts the groups into as many columns as it takes to be at most so high, of three and of those that are
-    // not too wide. False when it is higher than that.
-    bool Arrange(QSize most);
+    // Puts the groups into as many columns as it takes to be at most so high, of so many and of those that
+    // are not too wide. False when it is higher than that.
+    bool Arrange(QSize most, int mostColumns);
     // The buttons of actions in the group of results.
     const std::vector<QPushButton*>& ResultActions() const { return resultActions_; }
     // What takes the keyboard, in the order of reading; without the result actions.
     std::vector<QWidget*> TabStops() const;
+    // Gives the keyboard to the first parameter that can be seen.
+    void FocusFirst();
+    // The headings of the groups that are folded away.
+    const std::set<std::string>& Folded() const { return folded_; }
+    void SetFolded(std::set<std::string> headings);
 
   signals:
     // The user has entered something; `isTyping` while more letters may follow.
@@ -71,6 +78,11 @@ class ParamForm : public QWidget {
     void ActionPressed(const QString& key);
     // The operation describes other parameters than before; the editors are new ones.
     void Rebuilt();
+    // Rows or groups have come or gone. The second is sent when they have their places again.
+    void ShapeChanges();
+    void ShapeChanged();
+    // The user has folded or unfolded a group.
+    void FoldChanged();
 
   private:
     struct Row {
@@ -81,8 +93,10 @@ class ParamForm : public QWidget {
         ElidedLabel* behind = nullptr;       // unit and what the parameter shows, or a note's text
         QPushButton* button = nullptr;       // of an action
         QLabel* heading = nullptr;           // of the column of a table that this parameter begins
-        std::string shown;                   // the value that the editor stands for
-        std::string fault;                   // why the entered text may not be used
+        QLabel *tableRow = nullptr, *tableColumn = nullptr;  // of a cell, shared with the others there
+        bool isShown = true;
+        std::string shown;  // the value that the editor stands for
+        std::string fault;  // why the entered text may not be used
     };
 
     // The parameters as they are shown here.
@@ -97,6 +111,9 @@ class ParamForm : public QWidget {
     void PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int line);
     void AddCell(const Field& param, QGridLayout* grid);
     void RefreshRow(Row& row, const Field& param, const ParamList& params);
+    void ShowRows(const ParamList& params);
+    void ShowGroups();
+    void Unfold(const Row& row);
     void OnEntered(size_t index);
     void Distribute(int columns);
     int HeightIn(int columns, std::vector<size_t>* starts) const;
@@ -104,8 +121,16 @@ class ParamForm : public QWidget {
     Describe describe_;
     Enter enter_;
     ParamSurroundings surroundings_;
+    struct Group {
+        QWidget* box;
+        QGridLayout* grid;
+        FoldSection* section;  // null for a group without a heading
+        size_t firstRow;
+    };
+
     std::vector<Row> rows_;
-    std::vector<QWidget*> groups_;
+    std::vector<Group> groups_;
+    std::set<std::string> folded_;
     std::vector<QPushButton*> resultActions_;
     QHBoxLayout* columns_ = nullptr;
     QHBoxLayout* actions_ = nullptr;  // where the next action joins those before it
@@ -113,6 +138,7 @@ class ParamForm : public QWidget {
     struct Table {
         QGridLayout* grid = nullptr;
         std::vector<std::string> rows, columns;
+        std::vector<QLabel*> rowNames, headings;
     };
     Table table_;
     bool writing_ = false;

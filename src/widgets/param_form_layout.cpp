@@ -2,7 +2,6 @@
 
 #include <QAbstractButton>
 #include <QGridLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -10,6 +9,7 @@
 #include <algorithm>
 
 #include "widgets/elided_label.h"
+#include "widgets/fold_section.h"
 #include "widgets/param_form.h"
 #include "widgets/text.h"
 
@@ -17,14 +17,13 @@ namespace kymora {
 
 namespace {
 
-constexpr int mostColumns = 3;
 constexpr int columnGap = 12, groupGap = 10;
 // Widths in letters.
-constexpr int textLetters = 20, shownLetters = 15, noteLetters = 26, unitLetters = 3;
+constexpr int textLetters = 16, choiceLetters = 16, shownLetters = 15, noteLetters = 20, unitLetters = 3;
 constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 10, mostCellLetters = 18;
 
 // Buttons of so many letters stand beside each other, or two by two.
-constexpr size_t mostBeside = 40, mostOfTwo = 16;
+constexpr size_t mostBeside = 32, mostOfTwo = 16;
 
 int ButtonColumns(const std::vector<std::string>& choices) {
     size_t letters = 0, longest = 0;
@@ -51,22 +50,6 @@ std::vector<std::string> ChoiceTips(const Field& param) {
 
 bool IsText(FieldKind kind) {
     return kind == FieldKind::text || kind == FieldKind::channels || kind == FieldKind::traces;
-}
-
-// Below this box the font is the window's again.
-QWidget* BoxWithHeading(const QString& heading, QWidget* parent) {
-    if (heading.isEmpty()) return new QWidget(parent);
-    auto* box = new QGroupBox(heading, parent);
-    QFont font = box->font();
-    font.setBold(true);
-    box->setFont(font);
-    font.setBold(false);
-    auto* content = new QWidget(box);
-    content->setFont(font);
-    auto* whole = new QVBoxLayout(box);
-    whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(content);
-    return box;
 }
 
 void Discard(QWidget* widget) {
@@ -98,7 +81,7 @@ void ParamForm::Build(ParamList& params) {
     rows_.clear();
     // Not at once: one of them may be the one whose entry led here.
     for (QPushButton* button : std::exchange(resultActions_, {})) Discard(button);
-    for (QWidget* group : std::exchange(groups_, {})) Discard(group);
+    for (const Group& group : std::exchange(groups_, {})) Discard(group.box);
     QGridLayout* grid = nullptr;
     for (size_t i = 0; i < params.fields.size(); ++i) {
         const Field& param = params.fields[i];
@@ -107,22 +90,35 @@ void ParamForm::Build(ParamList& params) {
             grid = GroupGrid(param.group);
         AddRow(param, grid);
     }
-    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params);
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        RefreshRow(rows_[i], params.fields[i], params);
+        rows_[i].isShown = rows_[i].button || params.fields[i].IsEnabled(params);
+    }
+    ShowGroups();
     columns_->setSpacing(columnGap);
     Distribute(1);
     writing_ = wasWriting;
 }
 
 QGridLayout* ParamForm::GroupGrid(const std::string& name) {
-    QWidget* box = BoxWithHeading(ToQString(name), this);
-    QWidget* content = name.empty() ? box : box->findChild<QWidget*>();
-    auto* grid = new QGridLayout(content);
+    FoldSection* section = name.empty() ? nullptr : new FoldSection(ToQString(name), this);
+    QWidget* box = section ? section : new QWidget(this);
+    auto* grid = new QGridLayout(section ? section->Content() : box);
     grid->setHorizontalSpacing(8);
     grid->setVerticalSpacing(4);
+    grid->setContentsMargins(6, 6, 6, 2);
     grid->setColumnStretch(1, 1);
-    groups_.push_back(box);
+    groups_.push_back({box, grid, section, rows_.size()});
     actions_ = nullptr;
     table_.grid = nullptr;
+    if (!section) return grid;
+    section->Fold(folded_.contains(name));
+    connect(section, &FoldSection::Folded, this, [this, name](bool isFolded) {
+        emit ShapeChanges();
+        isFolded ? (void)folded_.insert(name) : (void)folded_.erase(name);
+        emit FoldChanged();
+        emit ShapeChanged();
+    });
     return grid;
 }
 
@@ -204,6 +200,7 @@ void ParamForm::PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int
     QWidget* widget = row.editor->Widget();
     const int letter = fontMetrics().averageCharWidth();
     if (IsText(param.kind)) widget->setMinimumWidth(letter * textLetters);
+    if (param.kind == FieldKind::choice && !param.asButtons) widget->setMinimumWidth(letter * choiceLetters);
     if (param.hasLines) widget->setFixedHeight(widget->minimumHeight());
     const bool isChosen = IsChosen(param);
     const bool isWide = IsText(param.kind) || param.asButtons || (isChosen && !param.shown);
@@ -223,7 +220,7 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     Row& row = rows_.back();
     QWidget* parent = grid->parentWidget();
     if (!table_.grid) {
-        table_ = {new QGridLayout, {}, {}};
+        table_ = {new QGridLayout, {}, {}, {}, {}};
         table_.grid->setHorizontalSpacing(6);
         table_.grid->setVerticalSpacing(4);
         grid->addLayout(table_.grid, grid->rowCount(), 0, 1, 2);
@@ -237,11 +234,17 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     };
     const auto [line, isNewRow] = place(table_.rows, param.tableRow);
     const auto [column, isNewColumn] = place(table_.columns, param.tableColumn);
-    if (isNewRow) table_.grid->addWidget(new QLabel(ToQString(param.tableRow), parent), line, 0);
+    if (isNewRow) {
+        table_.rowNames.push_back(new QLabel(ToQString(param.tableRow), parent));
+        table_.grid->addWidget(table_.rowNames.back(), line, 0);
+    }
     if (isNewColumn) {
         row.heading = new QLabel(parent);
+        table_.headings.push_back(row.heading);
         table_.grid->addWidget(row.heading, 0, column);
     }
+    row.tableRow = table_.rowNames[static_cast<size_t>(line - 1)];
+    row.tableColumn = table_.headings[static_cast<size_t>(column - 1)];
     QWidget* widget = row.editor->Widget();
     widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);
     widget->setMaximumWidth(fontMetrics().averageCharWidth() * mostCellLetters);
@@ -252,19 +255,14 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
 
 namespace {
 
-QGridLayout* GridOf(QWidget* group) {
-    if (auto* grid = qobject_cast<QGridLayout*>(group->layout())) return grid;
-    return static_cast<QGridLayout*>(group->findChild<QWidget*>()->layout());
-}
-
-int NameWidth(QWidget* group) {
-    const QGridLayout* grid = GridOf(group);
+int NameWidth(const QGridLayout* grid) {
     int widest = 0;
     for (int line = 0; line < grid->rowCount(); ++line) {
         const QLayoutItem* item = grid->itemAtPosition(line, 0);
         // What spans the columns is no name.
-        if (item && item != grid->itemAtPosition(line, 1))
-            widest = std::max(widest, item->sizeHint().width());
+        if (!item || item == grid->itemAtPosition(line, 1)) continue;
+        // One that does not apply now keeps its room: the editors stand still when it comes back.
+        widest = std::max(widest, item->widget() ? item->widget()->sizeHint().width() : 0);
     }
     return widest;
 }
@@ -274,7 +272,7 @@ int NameWidth(QWidget* group) {
 // The least height in which so many columns hold the groups in their order, and where each column starts.
 int ParamForm::HeightIn(int columns, std::vector<size_t>* starts) const {
     std::vector<int> heights;
-    for (QWidget* group : groups_) heights.push_back(group->sizeHint().height() + groupGap);
+    for (const Group& group : groups_) heights.push_back(group.box->sizeHint().height() + groupGap);
     const auto fits = [&](int most) {
         std::vector<size_t> found{0};
         int height = 0;
@@ -303,24 +301,24 @@ void ParamForm::Distribute(int columns) {
         column->setSpacing(groupGap);
         int widest = 0;
         for (size_t i = starts[c]; i < end; ++i) {
-            column->addWidget(groups_[i]);
-            widest = std::max(widest, NameWidth(groups_[i]));
+            column->addWidget(groups_[i].box);
+            widest = std::max(widest, NameWidth(groups_[i].grid));
         }
         // The editors of a column stand below each other.
-        for (size_t i = starts[c]; i < end; ++i) GridOf(groups_[i])->setColumnMinimumWidth(0, widest);
+        for (size_t i = starts[c]; i < end; ++i) groups_[i].grid->setColumnMinimumWidth(0, widest);
         column->addStretch(1);
         columns_->addLayout(column, 1);
     }
-    for (QWidget* group : groups_) {
-        GridOf(group)->activate();
-        group->layout()->activate();
-        group->updateGeometry();
+    for (const Group& group : groups_) {
+        group.grid->activate();
+        group.box->layout()->activate();
+        group.box->updateGeometry();
     }
     columns_->activate();
     updateGeometry();
 }
 
-bool ParamForm::Arrange(QSize most) {
+bool ParamForm::Arrange(QSize most, int mostColumns) {
     int columns = 1;
     while (columns < mostColumns && HeightIn(columns, nullptr) > most.height()) ++columns;
     Distribute(columns);

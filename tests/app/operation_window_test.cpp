@@ -13,6 +13,7 @@
 #include "operations/config_file.h"
 #include "support/paged_operation.h"
 #include "widgets/chart_widget.h"
+#include "widgets/fold_section.h"
 #include "widgets/results_pane.h"
 
 namespace kymora::test {
@@ -378,6 +379,49 @@ TEST_F(OperationWindowTest, ArrowsAndTheWheelStepOnlyWhereTheKeyboardIs) {
     EXPECT_EQ(block.onLevel, 10.0f) << "held to its limit";
 }
 
+TEST_F(OperationWindowTest, GroupsFoldAndWhatDoesNotApplyIsNotThere) {
+    CTestOperation& block = Open();
+    const auto heading = [this](const char* name) {
+        for (auto* fold : window->findChildren<FoldHeading*>())
+            if (fold->text() == name) return fold;
+        throw std::runtime_error(name);
+    };
+    auto* off = Find<QLineEdit>("offLevel");
+    auto* count = Find<QLineEdit>("count");
+    for (const bool equals : {true, false}) {
+        QTest::mouseClick(Find<QCheckBox>("equal"), Qt::LeftButton, {}, QPoint(5, 8));
+        EXPECT_EQ(off->isVisible(), !equals);
+    }
+    struct Case {
+        Qt::Key key;
+        bool isShown;
+    };
+    heading("Levels")->setFocus();
+    for (const Case& c : {Case{Qt::Key_Left, false},
+                          {Qt::Key_Left, false},
+                          {Qt::Key_Space, true},
+                          {Qt::Key_Space, false},
+                          {Qt::Key_Right, true},
+                          {Qt::Key_Left, false}}) {
+        QTest::keyClick(heading("Levels"), c.key);
+        EXPECT_EQ(count->isVisible(), c.isShown) << c.key;
+    }
+    EXPECT_EQ(block.runs, 0);
+    EXPECT_FALSE(off->isVisible());
+    // A fault comes to light wherever it is.
+    block.count = 21;
+    window->Refresh();
+    QTest::keyClick(Find<QLineEdit>("name"), Qt::Key_Return);
+    EXPECT_TRUE(count->isVisible());
+    EXPECT_TRUE(count->hasFocus());
+    block.count = 3;
+    heading("Source")->click();
+    Close();
+    Open();
+    EXPECT_FALSE(Find<QComboBox>("channel")->isVisible()) << "it was folded in the last window";
+    EXPECT_TRUE(Find<QLineEdit>("count")->isVisible());
+}
+
 TEST_F(OperationWindowTest, LongResultsAreCutAndCopiedWhole) {
     CTestOperation& block = Open();
     auto* copy = Find<QPushButton>("copyResults");
@@ -402,14 +446,11 @@ TEST_F(OperationWindowTest, LongResultsAreCutAndCopiedWhole) {
 
 TEST_F(OperationWindowTest, TheTabKeyGoesInTheOrderOfReading) {
     Open();
-    const QWidget* first = window->nextInFocusChain();
-    while (!(first->focusPolicy() & Qt::TabFocus)) first = first->nextInFocusChain();
-    EXPECT_EQ(first->objectName(), "onLevel") << "the keyboard is there at once";
-    Find<QLineEdit>("onLevel")->setFocus();
-    for (const char* key :
-         {"onLevel",  "offLevel", "equal",       "count",       "source", "region0", "channel", "trace",
-          "channels", "traces",   "press",       "destination", "name",   "isOn",    "low",     "high",
-          "chart",    "results",  "saveResults", "save",        "load",   "run",     "close"}) {
+    EXPECT_EQ(QApplication::focusWidget()->objectName(), "onLevel") << "the keyboard is there at once";
+    for (const char* key : {"onLevel", "offLevel", "equal",    "count",  "fold",  "source",  "region0",
+                            "channel", "trace",    "channels", "traces", "press", "fold",    "destination",
+                            "name",    "isOn",     "low",      "high",   "chart", "results", "saveResults",
+                            "save",    "load",     "run",      "close"}) {
         ASSERT_EQ(QApplication::focusWidget()->objectName(), key);
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }

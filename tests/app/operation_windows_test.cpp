@@ -1,6 +1,8 @@
 #include "app/operation_windows.h"
 
+#include <QAccessible>
 #include <QCheckBox>
+#include <QLabel>
 
 #include "catalogue/windows/transform_window.h"
 #include "frame_fixture.h"
@@ -143,21 +145,160 @@ TEST_F(OperationWindowsTest, CursorsThatMoveBoundTheNoise) {
         EXPECT_NEAR(block.Params().Find(key)->number, child.View().Plot().PixelToTime(x), 1e-3) << key;
 }
 
-TEST_F(OperationWindowsTest, SettingsAndPlaceOfAWindowComeBack) {
+TEST_F(OperationWindowsTest, SettingsOfAWindowComeBack) {
     OpenOne();
     OperationWindow* window = Open();
     ASSERT_EQ(Set(window->Block(), "minimumOnTime", "7.5"), "");
     ASSERT_EQ(Set(window->Block(), "destination", "b"), "");
     frame->ActiveChild()->Document().AddEvent(1, {1, 2});
-    window->setGeometry(120, 130, 640, 480);
-    const QPoint place = window->pos();
     window->close();
     Settle();
     window = Open();
     EXPECT_EQ(window->Block().Params().Find("minimumOnTime")->ValueText(), "7.5");
     EXPECT_EQ(window->Block().Params().Find("destination")->ValueText(), "b")
         << "chosen, though it has events";
-    EXPECT_EQ(window->pos(), place);
+}
+
+// --- panels ---
+
+class PanelsTest : public OperationWindowsTest {
+  protected:
+    OperationDock* PanelOf(const char* id) {
+        frame->RunCommandById(id);
+        QApplication::processEvents();
+        return qobject_cast<OperationDock*>(
+            frame->OperationDialogs().Find(FindOperationEntry(id).operation->className)->parentWidget());
+    }
+};
+
+TEST_F(PanelsTest, StandBesideTheRecordingInOneColumnThatFits) {
+    const CChildFrame& child = OpenOne();
+    frame->resize(800, 600);
+    const int width = child.Widget().width();
+    for (const OperationEntry& entry : EntriesOf(Operations())) {
+        const auto block = entry.operation->make();
+        if (block->WhatItAffects() == Affects::traces) continue;
+        SCOPED_TRACE(entry.Id());
+        OperationDock* panel = PanelOf(entry.Id().c_str());
+        ASSERT_NE(panel, nullptr);
+        EXPECT_FALSE(panel->isFloating());
+        EXPECT_LT(child.Widget().width(), width) << "it covers nothing";
+        EXPECT_LE(panel->minimumSizeHint().width(), 460);
+        EXPECT_LE(frame->height(), 600);
+        for (const char* name : {"run", "close", "message"}) {
+            const auto* part = panel->Window()->findChild<QWidget*>(name);
+            const QRect place(part->mapTo(panel, QPoint()), part->size());
+            EXPECT_TRUE(!part->isVisible() || panel->rect().contains(place)) << name;
+        }
+        panel->Window()->close();
+        Settle();
+    }
+}
+
+TEST_F(PanelsTest, ComeBackWhereTheyWereAlsoInTheNextRun) {
+    OpenOne();
+    OperationDock* panel = PanelOf("event-threshold");
+    panel->setFloating(true);
+    panel->setGeometry(120, 130, 640, 480);
+    QApplication::processEvents();
+    const QRect place(panel->pos(), panel->size());
+    session.foldedGroups["CEventThreshold"] = {"Levels"};
+    for (const bool isNextRun : {false, true}) {
+        panel->Window()->close();
+        Settle();
+        if (isNextRun) {
+            const QVariantMap state = frame->OperationDialogs().SaveState();
+            session.foldedGroups.clear();
+            frame = std::make_unique<CMainFrame>(session, nullptr);
+            frame->OperationDialogs().RestoreState(state);
+            frame->show();
+            OpenOne();
+        }
+        panel = PanelOf("event-threshold");
+        EXPECT_TRUE(panel->isFloating());
+        EXPECT_EQ(QRect(panel->pos(), panel->size()), place);
+    }
+    EXPECT_EQ(session.foldedGroups["CEventThreshold"], (std::set<std::string>{"Levels"}));
+    frame->OperationDialogs().RestoreState({{"width", "wide"}, {"panels", 3}});
+}
+
+TEST_F(PanelsTest, TheOneInFrontHasItsLinesAndTheKeyboardGoesRound) {
+    CChildFrame& child = OpenOne();
+    OperationDock* threshold = PanelOf("event-threshold");
+    OperationDock* spikes = PanelOf("spike-detect-thresh");
+    const auto names = [&] {
+        std::set<std::string> found;
+        for (const ViewGuide& guide : child.View().Plot().guides) found.insert(guide.parameter);
+        return found;
+    };
+    EXPECT_FALSE(names().contains("onPos"));
+    EXPECT_TRUE(spikes->HasKeyboard());
+    threshold->ComeToFront();
+    QApplication::processEvents();
+    EXPECT_TRUE(names().contains("onPos"));
+    frame->RunCommandById("window-panel");
+    EXPECT_TRUE(child.Widget().hasFocus());
+    frame->RunCommandById("window-panel");
+    EXPECT_TRUE(threshold->HasKeyboard());
+    spikes->ComeToFront();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    Settle();
+    EXPECT_EQ(frame->OperationDialogs().Find("CSpikeDetectThresh"), nullptr);
+    EXPECT_TRUE(child.Widget().hasFocus()) << "where the work goes on";
+    EXPECT_TRUE(names().contains("onPos")) << "of the one that is left";
+}
+
+// What is seen to be found is what a run over the visible screen writes.
+TEST_F(PanelsTest, ShowsLiveWhatItWouldFind) {
+    CChildFrame& child = OpenOne();
+    OperationDock* panel = PanelOf("event-threshold");
+    CBatchBaseDlg& block = panel->Window()->Block();
+    for (const auto& [key, value] : {std::pair{"onPos", "400"}, {"destination", "b"}, {"region", "1"}})
+        ASSERT_EQ(Set(block, key, value), "") << key;
+    panel->Window()->Refresh();
+    const auto* ahead = panel->Window()->findChild<QLabel*>("ahead");
+    QTest::qWait(300);
+    EXPECT_EQ(ahead->text(), "Would find 2 events in view");
+    const auto proposed = child.View().Plot().proposed;
+    ASSERT_EQ(proposed.size(), 1u);
+    const auto spans = proposed[0].spans;
+    EXPECT_EQ(child.Document().GetNumEvents(1), 0) << "nothing is written";
+    ASSERT_TRUE(panel->Window()->Run());
+    std::vector<std::pair<int32_t, int32_t>> written;
+    for (const CEventKM& event : child.Document().eventChannels[1].Events())
+        written.emplace_back(event.onPosition, event.offPosition);
+    EXPECT_EQ(spans, written);
+    child.View().ChangeViewport({1000.0, 6000.0});
+    child.Widget().Invalidate();
+    QTest::qWait(300);
+    EXPECT_EQ(ahead->text(), "Would find 5 events in view");
+    panel->Window()->close();
+    EXPECT_TRUE(child.View().Plot().proposed.empty());
+}
+
+// What reads the screen aloud has a name for whatever takes the keyboard.
+TEST_F(PanelsTest, EveryControlHasAName) {
+    OpenOne();
+    std::set<std::string> nameless;
+    const auto look = [&](const QWidget& window, const std::string& of) {
+        for (QWidget* widget : window.findChildren<QWidget*>()) {
+            if (!(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisibleTo(&window)) continue;
+            const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(widget);
+            if (read && read->text(QAccessible::Name).isEmpty())
+                nameless.insert(of + ": " + widget->metaObject()->className() + " " +
+                                widget->objectName().toStdString());
+        }
+    };
+    look(*frame, "frame");
+    for (const OperationEntry& entry : EntriesOf(Operations())) {
+        frame->RunCommandById(entry.Id());
+        OperationWindow* window = frame->OperationDialogs().Find(entry.operation->className);
+        ASSERT_NE(window, nullptr);
+        look(*window, entry.Id());
+        window->close();
+        Settle();
+    }
+    EXPECT_EQ(nameless, std::set<std::string>());
 }
 
 }  // namespace

@@ -126,6 +126,7 @@ bool CEventBaseNonModalDlg::RunJob(bool mayWait) {
         return false;
     }
     SetDoneText({});
+    StopLookingAhead();
     bool done = false;
     Work([&] {
         auto job = block.Prepare();
@@ -164,6 +165,7 @@ bool CEventBaseNonModalDlg::StartWorker(std::unique_ptr<OperationJob>& job) {
     job_ = std::move(job);
     worker_ = std::make_unique<JobWorker>(*Block().Document(), *job_, std::move(*source));
     focus_ = focusWidget();
+    left_ = {};
     watch_.start();
     ShowProgress();
     return true;
@@ -182,7 +184,16 @@ void CEventBaseNonModalDlg::ShowProgress() {
         static_cast<double>(state.done) / static_cast<double>(std::max<uint64_t>(1, state.total));
     bar_->setRange(0, state.label.empty() ? 0 : progressSteps);
     bar_->setValue(static_cast<int>(std::min(share, 1.0) * progressSteps));
-    bar_->setFormat(ToQString(state.label) + " %p%");
+    const QString left = ToQString(left_.Text(share));
+    bar_->setFormat(ToQString(state.label) + " %p%" + (left.isEmpty() ? "" : ", " + left));
+}
+
+// What was found is written here, which takes its time where it is much.
+void CEventBaseNonModalDlg::ShowWriting() {
+    bar_->setRange(0, progressSteps);
+    bar_->setValue(progressSteps);
+    bar_->setFormat(tr("Writing what was found"));
+    bar_->repaint();
 }
 
 void CEventBaseNonModalDlg::EndWorker(bool cancels) {
@@ -190,6 +201,7 @@ void CEventBaseNonModalDlg::EndWorker(bool cancels) {
     const auto job = std::move(job_);  // outlives the worker
     const auto worker = std::move(worker_);
     if (cancels) worker->Cancel();
+    if (!cancels) ShowWriting();
     bool done = false;
     Work([&] {
         done = Block().Conclude(*job, [&](JobContext& here) { worker->Take(here); });

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "catalogue/windows/operation_window.h"
+#include "host/time_left.h"
 
 class QLabel;
 class QProgressBar;
@@ -55,6 +56,7 @@ class CEventBaseNonModalDlg : public OperationWindow {
     bool StartWorker(std::unique_ptr<OperationJob>& job);
     void WatchWorker();
     void ShowProgress();
+    void ShowWriting();
     // Takes what the job on the other thread has found, or cancels it.
     void EndWorker(bool cancels);
     void ShowDone();
@@ -73,6 +75,7 @@ class CEventBaseNonModalDlg : public OperationWindow {
         CDataDoc* doc;
         DocumentView* view;
     };
+    TimeLeft left_;                // of the worker
     std::optional<Active> later_;  // what has become active while the worker was at work
 };
 

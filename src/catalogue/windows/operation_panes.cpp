@@ -1,5 +1,6 @@
 #include "catalogue/windows/operation_panes.h"
 
+#include <QApplication>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
@@ -16,6 +17,10 @@ namespace {
 constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
 constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
 constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220;
+constexpr int mostColumns = 3;  // of parameters
+// In a panel, which is to fit beside a small window.
+constexpr int leastDockedPane = 120, leastDockedForm = 110;
+constexpr int dockedShare = 1000;  // parameters have three of them, and what was found two
 
 }  // namespace
 
@@ -28,6 +33,8 @@ OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, Par
         TakeResultActions();
         Arrange();
     });
+    connect(form_, &ParamForm::ShapeChanges, this, &OperationPanes::KeepPlace);
+    connect(form_, &ParamForm::ShapeChanged, this, &OperationPanes::HoldPlace);
     area_->setFrameShape(QFrame::NoFrame);
     // The keyboard goes to the first parameter.
     area_->setFocusPolicy(Qt::NoFocus);
@@ -98,7 +105,9 @@ QSize OperationPanes::MostSize() const {
 bool OperationPanes::StandsAbove(QSize most) {
     const int room = most.height() - roomOfButtons;
     const int bar = area_->verticalScrollBar()->sizeHint().width();
-    const auto arranged = [&](int height) { return form_->Arrange({most.width() - 2 * bar, height}); };
+    const auto arranged = [&](int height) {
+        return form_->Arrange({most.width() - 2 * bar, height}, mostColumns);
+    };
     const bool isWhole = arranged(room);
     const int paneWidth = chart_ ? leastChartWidth : leastTextWidth;
     const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
@@ -109,21 +118,52 @@ bool OperationPanes::StandsAbove(QSize most) {
     return false;
 }
 
+void OperationPanes::SetDocked(bool isDocked) {
+    if (std::exchange(isDocked_, isDocked) == isDocked) return;
+    Arrange();
+    if (isDocked_) setSizes({3 * dockedShare, 2 * dockedShare});
+}
+
 void OperationPanes::Arrange() {
     const bool hasPane = HasResults() || chart_;
-    const bool above = StandsAbove(MostSize());
+    if (isDocked_) form_->Arrange({QWIDGETSIZE_MAX, QWIDGETSIZE_MAX}, 1);
+    const bool above = isDocked_ || StandsAbove(MostSize());
     setOrientation(above ? Qt::Vertical : Qt::Horizontal);
-    shown_->setOrientation(above ? Qt::Horizontal : Qt::Vertical);
+    shown_->setOrientation(above && !isDocked_ ? Qt::Horizontal : Qt::Vertical);
     shown_->setVisible(hasPane);
     setStretchFactor(0, hasPane ? 0 : 1);
     setStretchFactor(1, 1);
     if (chart_) shown_->setStretchFactor(shown_->indexOf(chart_), 3);
     if (QWidget* results = ResultsWidget()) shown_->setStretchFactor(shown_->indexOf(results), 1);
-    // The parameters scroll upwards where the screen is small, never sideways.
+    FitWidth();
+    area_->setMinimumHeight(isDocked_ ? leastDockedForm : 0);
+    const int leastHeight = isDocked_ ? leastDockedPane : leastPaneHeight;
+    shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastHeight : 0);
+    emit Arranged();
+}
+
+// The parameters scroll upwards where there is little room, never sideways.
+void OperationPanes::FitWidth() {
     const int bar = area_->verticalScrollBar()->sizeHint().width();
     area_->setMinimumWidth(form_->minimumSizeHint().width() + bar);
-    shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastPaneHeight : 0);
-    emit Arranged();
+}
+
+// --- rows that come and go ---
+
+void OperationPanes::KeepPlace() {
+    held_ = form_->isVisible() ? QApplication::focusWidget() : nullptr;
+    if (held_ && !form_->isAncestorOf(held_)) held_ = nullptr;
+    if (held_) heldRow_ = held_->mapTo(area_, QPoint()).y();
+}
+
+// What the user has just set stays under the mouse, whatever goes away above it.
+void OperationPanes::HoldPlace() {
+    FitWidth();
+    if (!held_ || !held_->isVisibleTo(form_)) return;
+    if (QLayout* layout = form_->layout()) layout->activate();
+    form_->resize(form_->width(), std::max(form_->sizeHint().height(), area_->viewport()->height()));
+    const int moved = held_->mapTo(area_, QPoint()).y() - heldRow_;
+    if (moved != 0) area_->verticalScrollBar()->setValue(area_->verticalScrollBar()->value() + moved);
 }
 
 std::vector<QWidget*> OperationPanes::TabStops() const {

@@ -3,6 +3,7 @@
 // its chart and the text or the table of its results. Each is a pane of its own; whatever else a window is to
 // show joins them here.
 
+#include <QPointer>
 #include <QSplitter>
 #include <vector>
 
@@ -37,6 +38,11 @@ class OperationPanes : public QSplitter {
     // Draws the chart of the block as it stands, or none without a document.
     void ShowChart();
 
+    // In a panel beside the recordings all stands in one column; in a window of its own the parameters take
+    // several, as there is room.
+    void SetDocked(bool isDocked);
+    bool IsDocked() const { return isDocked_; }
+
     // The most that a window takes of its screen.
     QSize MostSize() const;
     // Places the panes in what the window may take; again when the style or the parameters have changed.
@@ -52,9 +58,16 @@ class OperationPanes : public QSplitter {
     void TakeResultActions();
     QWidget* ResultsWidget() const;
     bool StandsAbove(QSize most);
+    void FitWidth();
+    void KeepPlace();
+    void HoldPlace();
 
     CBatchBaseDlg& block_;
     int page_ = 0;
+    bool isDocked_ = false;
+    // What has the keyboard, and its row in the area, while rows come and go.
+    QPointer<QWidget> held_;
+    int heldRow_ = 0;
     ContentArea* area_;  // of the parameters
     QSplitter* shown_;   // all else
     ParamForm* form_;

@@ -10,8 +10,10 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "catalogue/windows/look_ahead.h"
 #include "catalogue/windows/operation_panes.h"
 #include "operations/config_file.h"
+#include "operations/event_base_dlg.h"
 #include "widgets/findings_pane.h"
 #include "widgets/text.h"
 
@@ -20,6 +22,7 @@ namespace kymora {
 namespace {
 
 constexpr int drawAfterMs = 150;  // without another letter
+constexpr int panelMargin = 6;    // pixels
 constexpr uint32_t findingColour = 0xA65400;
 
 void TellViewMoved(CBatchBaseDlg& block) {
@@ -106,8 +109,12 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     column_ = new QVBoxLayout(this);
     column_->addWidget(panes_, 1);
     column_->addWidget(message_);
-    buttonRow_ = new QHBoxLayout;
-    column_->addLayout(buttonRow_);
+    buttonRows_ = new QBoxLayout(QBoxLayout::LeftToRight);
+    settingsRow_ = new QHBoxLayout;
+    runRow_ = new QHBoxLayout;
+    buttonRows_->addLayout(settingsRow_, 1);
+    buttonRows_->addLayout(runRow_);
+    column_->addLayout(buttonRows_);
     save_ = MakeButton(tr("&Save..."), "save", tr(saveConfigTitle));
     connect(save_, &QPushButton::clicked, this, &OperationWindow::Save);
     load_ = MakeButton(tr("&Load..."), "load", tr(loadConfigTitle));
@@ -118,10 +125,12 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     close_ = MakeButton(labels.close, "close", {});
     connect(close_, &QPushButton::clicked, this, &OperationWindow::reject);
     for (QPushButton* button : {save_, load_, run_, close_}) {
-        buttonRow_->addWidget(button);
+        (button == save_ || button == load_ ? settingsRow_ : runRow_)->addWidget(button);
         buttons_.push_back(button);
     }
-    buttonRow_->insertStretch(2, 1);
+    settingsRow_->addStretch(1);
+    MakeLookAhead();
+    TakeFolds();
     panes_->Arrange();
 }
 
@@ -133,7 +142,8 @@ QPushButton* OperationWindow::MakeButton(const QString& label, const char* name,
 }
 
 void OperationWindow::AddButton(QWidget* button, QWidget* before) {
-    buttonRow_->insertWidget(buttonRow_->indexOf(before), button);
+    QHBoxLayout* row = settingsRow_->indexOf(before) >= 0 ? settingsRow_ : runRow_;
+    row->insertWidget(row->indexOf(before), button);
     buttons_.insert(std::find(buttons_.begin(), buttons_.end(), before), button);
     OrderTabs();
 }
@@ -146,6 +156,67 @@ void OperationWindow::OrderTabs() {
     for (size_t i = 1; i < stops.size(); ++i) setTabOrder(stops[i - 1], stops[i]);
 }
 
+// What is folded away is the operation's, whichever of its windows it was done in.
+void OperationWindow::TakeFolds() {
+    ParamForm& form = panes_->Form();
+    form.SetFolded(session_.foldedGroups[block_->ClassName()]);
+    connect(&form, &ParamForm::FoldChanged, this,
+            [this, &form] { session_.foldedGroups[block_->ClassName()] = form.Folded(); });
+}
+
+// --- what a run would find ---
+
+void OperationWindow::MakeLookAhead() {
+    auto* block = dynamic_cast<CEventWndBaseDlg*>(block_.get());
+    if (!block || !block->CanLookAhead()) return;
+    ahead_ = new QLabel(this);
+    ahead_->setObjectName("ahead");
+    ahead_->setWordWrap(true);
+    ahead_->setMinimumHeight(ahead_->fontMetrics().height());
+    AddRow(ahead_);
+    look_ = new LookAhead(
+        *block, [this] { return !letGo_ && isInFront_ && !IsBusy() && panes_->Form().Fault().empty(); },
+        this);
+    connect(look_, &LookAhead::Changed, this, &OperationWindow::ShowLookAhead);
+}
+
+void OperationWindow::ShowLookAhead() {
+    ahead_->setText(look_->Text());
+    DocumentView* view = block_->View();
+    if (view && isInFront_) view->SetProposedEvents(look_->Proposed());
+}
+
+void OperationWindow::StopLookingAhead() {
+    if (look_) look_->Stop();
+}
+
+void OperationWindow::ClearView(DocumentView* view) {
+    if (!view || !isInFront_) return;
+    view->SetGuides({});
+    view->SetProposedEvents({});
+}
+
+void OperationWindow::SetDocked(bool isDocked) {
+    buttonRows_->setDirection(isDocked ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+    const int margin = isDocked ? panelMargin : -1;  // or the style's
+    column_->setContentsMargins(margin, margin, margin, margin);
+    panes_->SetDocked(isDocked);
+}
+
+void OperationWindow::SetInFront(bool isInFront) {
+    if (isInFront_ == isInFront) return;
+    if (!isInFront) {
+        StopLookingAhead();
+        ClearView(block_->View());
+    }
+    isInFront_ = isInFront;
+    if (!isInFront) return;
+    Guarded([&] { SetGuides(); });
+    if (look_) look_->Restart();
+}
+
+void OperationWindow::FocusFirst() { panes_->Form().FocusFirst(); }
+
 void OperationWindow::setVisible(bool visible) {
     if (visible && !isVisible()) {
         // Now that the style and the font are known.
@@ -153,9 +224,12 @@ void OperationWindow::setVisible(bool visible) {
         panes_->Arrange();
         ShowState();
         // Where the owner has not said how large it is.
-        if (!testAttribute(Qt::WA_Resized)) resize(sizeHint().boundedTo(panes_->MostSize()));
+        if (isWindow() && !testAttribute(Qt::WA_Resized)) resize(sizeHint().boundedTo(panes_->MostSize()));
     }
+    const bool isOpening = visible && !isVisible();
     QDialog::setVisible(visible);
+    // And not to the heading above it.
+    if (isOpening && isWindow()) FocusFirst();
 }
 
 // --- what it works on ---
@@ -177,7 +251,8 @@ void OperationWindow::Work(const std::function<void()>& does) {
 
 void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
     DocumentView* before = block_->View();
-    if (before && before != view) before->SetGuides({});
+    StopLookingAhead();
+    if (before != view) ClearView(before);
     if (doc != block_->Document()) {
         doneText_.clear();
         panes_->ClearResults();
@@ -230,12 +305,13 @@ void OperationWindow::ShowDrawn() {
         if (block_->Document()) SetGuides();
     });
     if (!failText_.isEmpty()) ShowState();
+    if (look_ && !IsBusy()) look_->Restart();
     Drawn();
 }
 
 void OperationWindow::SetGuides() {
     DocumentView* view = block_->View();
-    if (!view || letGo_) return;
+    if (!view || letGo_ || !isInFront_) return;
     std::vector<ViewGuide> guides = block_->Guides();
     // What cannot be typed cannot be dragged either.
     ParamList params = block_->Params();
@@ -415,7 +491,11 @@ void OperationWindow::LetGo() {
     if (std::exchange(letGo_, true)) return;
     drawLater_.stop();
     session_.operationSettings[block_->ClassName()] = block_->Settings();
-    if (DocumentView* view = block_->View()) view->SetGuides({});
+    if (look_) {
+        look_->disconnect(this);
+        look_->Stop();
+    }
+    ClearView(block_->View());
 }
 
 void OperationWindow::done(int result) {

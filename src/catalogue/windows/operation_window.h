@@ -3,6 +3,8 @@
 // buttons that run it and save and load its settings, and the way of document and view to it. What the window
 // does when it is run, and what else it has, its own class says.
 //
+// It stands in a panel beside the recordings, or on the desktop (SetDocked).
+//
 // The owner tells it which document and view are the active ones (SetActive), and, before either is
 // destroyed, that there is none or another, and that the view goes (Forget). It destroys itself when it is
 // closed.
@@ -16,6 +18,7 @@
 
 #include "catalogue/operations.h"
 
+class QBoxLayout;
 class QHBoxLayout;
 class QLabel;
 class QPushButton;
@@ -23,6 +26,7 @@ class QVBoxLayout;
 
 namespace kymora {
 
+class LookAhead;
 class OperationPanes;
 
 class OperationWindow : public QDialog {
@@ -43,6 +47,13 @@ class OperationWindow : public QDialog {
     void CursorsMoved();
     // Shows what the block has, after others than the user set it.
     void Refresh();
+
+    // In a panel all stands in one column, with the buttons in two rows.
+    void SetDocked(bool isDocked);
+    // Of several windows one has its lines in the view.
+    void SetInFront(bool isInFront);
+    // Gives the keyboard to the first parameter.
+    void FocusFirst();
 
     // False when the file was refused; the user was told.
     bool LoadConfigFile(const std::filesystem::path& path);
@@ -90,6 +101,8 @@ class OperationWindow : public QDialog {
     void FocusFault();
     // The code that the block is in is not done yet.
     bool IsInBlock() const { return busy_ > 0; }
+    // A run begins: what it would find is not looked for any more.
+    void StopLookingAhead();
 
     QPushButton* MakeButton(const QString& label, const char* name, const QString& tip);
     // Puts another button into the row, and into the order of the tab key.
@@ -105,6 +118,7 @@ class OperationWindow : public QDialog {
     class Busy;  // while it lives, the block is at work
 
     void TakeLastSettings();
+    void TakeFolds();
     void MakeWindow(const Labels& labels);
     void OrderTabs();
 
@@ -118,6 +132,9 @@ class OperationWindow : public QDialog {
     void ShowDrawn();
     void ShowMessage(const QString& text, bool isFault);
     void SetGuides();
+    void ClearView(DocumentView* view);
+    void MakeLookAhead();
+    void ShowLookAhead();
     // The user has dragged the line of a parameter in the view.
     void TakeDragged(const std::string& key, double at);
     // The finding in the row of the cursor: its ends in the view, and the way there.
@@ -132,8 +149,11 @@ class OperationWindow : public QDialog {
     std::unique_ptr<CBatchBaseDlg> block_;
 
     QLabel* message_ = nullptr;
+    QLabel* ahead_ = nullptr;    // what a run would find
+    LookAhead* look_ = nullptr;  // null where the operation has none
     QVBoxLayout* column_ = nullptr;
-    QHBoxLayout* buttonRow_ = nullptr;
+    QBoxLayout* buttonRows_ = nullptr;
+    QHBoxLayout *settingsRow_ = nullptr, *runRow_ = nullptr;  // side by side, or below each other
     std::vector<QWidget*> buttons_;
 
     QTimer drawLater_;  // joins the letters of a number that is typed
@@ -147,7 +167,7 @@ class OperationWindow : public QDialog {
         bool viewMoves = false, cursorMoves = false;
     };
     Missed missed_;
-    bool letGo_ = false;
+    bool letGo_ = false, isInFront_ = true;
 };
 
 }  // namespace kymora

@@ -1,0 +1,100 @@
+#include "app/operation_dock.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QScreen>
+#include <QTabBar>
+
+#include "app/main_frame.h"
+#include "catalogue/windows/operation_window.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+OperationDock::OperationDock(CMainFrame& frame, OperationWindow& window, const PanelPlace& place, int width)
+    : QDockWidget(&frame), frame_(frame), window_(&window), floating_(place.floating) {
+    setObjectName("panel");
+    setAllowedAreas(Qt::LeftDockWidgetArea | Qt::RightDockWidgetArea);
+    ShowTitle();
+    connect(&window, &QWidget::windowTitleChanged, this, &OperationDock::ShowTitle);
+    connect(&window, &QDialog::finished, this, &QWidget::hide);
+    connect(&window, &QObject::destroyed, this, &QObject::deleteLater);
+    connect(this, &QDockWidget::visibilityChanged, this, &OperationDock::Shown);
+    window.SetDocked(!place.isFloating);
+    setWidget(&window);
+    JoinOthers(place.area, width);
+    if (place.isFloating) {
+        setFloating(true);
+        TakeShape(true);
+    }
+    connect(this, &QDockWidget::topLevelChanged, this, &OperationDock::TakeShape);
+}
+
+void OperationDock::JoinOthers(Qt::DockWidgetArea area, int width) {
+    QDockWidget* other = nullptr;
+    for (auto* dock : frame_.findChildren<OperationDock*>(Qt::FindDirectChildrenOnly))
+        if (dock != this && !dock->isFloating() && frame_.dockWidgetArea(dock) == area) other = dock;
+    if (other) return frame_.tabifyDockWidget(other, this);
+    frame_.addDockWidget(area, this);
+    frame_.resizeDocks({this}, {width}, Qt::Horizontal);
+}
+
+// A floating panel is as large as what it shows, or as it was when it last floated.
+void OperationDock::TakeShape(bool floats) {
+    if (!window_) return;
+    window_->SetDocked(!floats);
+    ShowTitle();
+    if (!floats) return;
+    const QRect room = screen()->availableGeometry();
+    const bool isKnown = !floating_.isNull() && room.intersects(floating_);
+    const QSize size = isKnown ? floating_.size() : sizeHint();
+    resize(size.boundedTo(room.size() * 9 / 10));
+    if (isKnown) move(floating_.topLeft());
+}
+
+// Beside the recording it need not say which one that is, and tabs are short.
+void OperationDock::ShowTitle() {
+    if (!window_) return;
+    setWindowTitle(isFloating() ? window_->windowTitle() : ToQString(window_->Block().Title()));
+}
+
+void OperationDock::NotePlace() {
+    if (isFloating() && isVisible()) floating_ = QRect(pos(), size());
+}
+
+PanelPlace OperationDock::Place() const {
+    const Qt::DockWidgetArea area = frame_.dockWidgetArea(const_cast<OperationDock*>(this));
+    return {isFloating(), area == Qt::NoDockWidgetArea ? Qt::RightDockWidgetArea : area, floating_};
+}
+
+void OperationDock::ComeToFront() {
+    show();
+    raise();
+    for (QTabBar* tabs : frame_.findChildren<QTabBar*>(Qt::FindDirectChildrenOnly))
+        tabs->setAccessibleName(tr("Panels"));
+    if (isFloating()) activateWindow();
+    if (window_) window_->FocusFirst();
+}
+
+bool OperationDock::HasKeyboard() const {
+    const QWidget* holder = QApplication::focusWidget();
+    return holder && isAncestorOf(holder);
+}
+
+// The window may refuse, while its operation is at work.
+void OperationDock::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    if (window_) window_->close();
+}
+
+void OperationDock::resizeEvent(QResizeEvent* event) {
+    QDockWidget::resizeEvent(event);
+    NotePlace();
+}
+
+void OperationDock::moveEvent(QMoveEvent* event) {
+    QDockWidget::moveEvent(event);
+    NotePlace();
+}
+
+}  // namespace kymora

@@ -1,0 +1,53 @@
+#pragma once
+// The panel in which the window of an operation stands beside the recordings, or floats above them as the
+// user likes. It goes with the window, and the window closes with it.
+
+#include <QDockWidget>
+#include <QPointer>
+
+namespace kymora {
+
+class CMainFrame;
+class OperationWindow;
+
+// Where a panel stands, or stood when it was closed.
+struct PanelPlace {
+    bool isFloating = false;
+    Qt::DockWidgetArea area = Qt::RightDockWidgetArea;
+    QRect floating;  // the frame of the floating panel; null until it has floated
+};
+
+class OperationDock : public QDockWidget {
+    Q_OBJECT
+
+  public:
+    // Takes the window in and shows itself in its place, beside those that stand there already.
+    OperationDock(CMainFrame& frame, OperationWindow& window, const PanelPlace& place, int width);
+
+    OperationWindow* Window() const { return window_; }
+    PanelPlace Place() const;
+    // Shows it before the panels that share its place, and gives the keyboard to its first parameter.
+    void ComeToFront();
+    bool HasKeyboard() const;
+
+  signals:
+    // It can be seen now, or is covered by another one.
+    void Shown(bool isShown);
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
+
+  private:
+    void JoinOthers(Qt::DockWidgetArea area, int width);
+    void TakeShape(bool floats);
+    void NotePlace();
+    void ShowTitle();
+
+    CMainFrame& frame_;
+    QPointer<OperationWindow> window_;
+    QRect floating_;
+};
+
+}  // namespace kymora
