@@ -4,6 +4,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
+#include <QTimer>
 
 #include "widgets/chart_widget.h"
 #include "widgets/content_area.h"
@@ -20,7 +21,6 @@ constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220
 constexpr int mostColumns = 3;  // of parameters
 // In a panel, which is to fit beside a small window.
 constexpr int leastDockedPane = 120, leastDockedForm = 110;
-constexpr int dockedShare = 1000;  // parameters have three of them, and what was found two
 
 }  // namespace
 
@@ -121,7 +121,14 @@ bool OperationPanes::StandsAbove(QSize most) {
 void OperationPanes::SetDocked(bool isDocked) {
     if (std::exchange(isDocked_, isDocked) == isDocked) return;
     Arrange();
-    if (isDocked_) setSizes({3 * dockedShare, 2 * dockedShare});
+}
+
+// What was found has room in a panel, too, however many parameters there are. Once it has its size, since
+// those before are none to share.
+void OperationPanes::showEvent(QShowEvent* event) {
+    QSplitter::showEvent(event);
+    if (isDocked_ && !std::exchange(isShared_, true))
+        QTimer::singleShot(0, this, [this] { setSizes({3 * height() / 5, 2 * height() / 5}); });
 }
 
 void OperationPanes::Arrange() {

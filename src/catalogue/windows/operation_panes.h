@@ -54,6 +54,9 @@ class OperationPanes : public QSplitter {
     // There are other panes, or they stand elsewhere.
     void Arranged();
 
+  protected:
+    void showEvent(QShowEvent* event) override;
+
   private:
     void TakeResultActions();
     QWidget* ResultsWidget() const;
@@ -64,7 +67,7 @@ class OperationPanes : public QSplitter {
 
     CBatchBaseDlg& block_;
     int page_ = 0;
-    bool isDocked_ = false;
+    bool isDocked_ = false, isShared_ = false;
     // What has the keyboard, and its row in the area, while rows come and go.
     QPointer<QWidget> held_;
     int heldRow_ = 0;
