@@ -14,7 +14,7 @@ namespace {
 constexpr int64_t foldedAtOnce = 65536;     // samples of each signal
 constexpr int64_t sliceWorthACall = 8192;   // bytes; shorter slices are read as whole records
 constexpr int64_t numbersAtOnce = 1 << 16;  // of one signal: they stay in a processor's cache
-constexpr int64_t closeTogether = 6000;     // samples; a call costs about as much as reading so many
+constexpr int64_t closeTogether = 2000;     // samples; a call costs about as much as reading so many
 constexpr int64_t recordBytesAtOnce = 1 << 18;
 constexpr int64_t samplesWorthAThread = 1 << 18;
 constexpr size_t stretchesWorthAThread = 512;

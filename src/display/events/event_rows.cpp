@@ -24,6 +24,7 @@ constexpr int nameLeft = 4;   // from the window's left
 constexpr int nameEnd = 6;    // before the plot, or before the axes
 constexpr int namePadding = 3;
 constexpr int leastName = 16;
+constexpr int nameOverlap = 3;  // of lines, whose letters do not fill them
 constexpr int mostName = 90;  // a longer one is cut for the count behind it
 constexpr double bandTint = 0.045, bandLine = 0.25, tickShade = 0.4;  // of the ink on the paper
 constexpr uint32_t shadeParts = 8;  // a shade is one part of the colour in so many
@@ -321,7 +322,7 @@ void DrawEventNames(const PlotContext& context, DrawDevice& device) {
         const int right = (y < layout.traces.top ? layout.plot.left : layout.gutter) - nameEnd;
         const int height = device.TextExtent("0").height;
         const PixelRect box{nameLeft, y - height / 2, right, y - height / 2 + height};
-        if (box.top < taken || box.Width() < leastName) continue;
+        if (box.top + nameOverlap < taken || box.Width() < leastName) continue;
         taken = box.bottom;
         context.drawn.eventRows.names[channel] = box;
         const uint32_t paper = context.settings.m_crBackground;
