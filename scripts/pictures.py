@@ -47,6 +47,23 @@ def spikes(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def first_minute(program, demo, out):
+    window = start(program)
+    window.ask(resize={"width": 1180, "height": 760})
+    picture(window, f"{out}/start.png")
+    with tempfile.TemporaryDirectory() as folder:
+        table = f"{folder}/grid.txt"
+        with open(table, "w") as file:
+            file.write("\t".join(f"site {n + 1}" for n in range(128)) + "\n")
+            for i in range(2000):
+                file.write("\t".join(f"{40 * math.sin(i / (9 + n % 5) + n) + (i * 7919 * (n + 3) % 41) - 20:.1f}"
+                                     for n in range(128)) + "\n")
+        window.ask(open=table, answers={"sampleInterval": 1, "skipRows": 1, "labelRow": 1})
+        window.ask(viewport={"start": 0, "end": 1000})
+        picture(window, f"{out}/many-traces.png")
+        window.ask(quit=True, discard=True)
+
+
 def operation_picture(window, path, operation, **request):
     """The window of an operation once its chart and texts have come."""
     window.ask(operation=operation, **request)
@@ -174,7 +191,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (spikes, detection, transforms, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, transforms, data_in, gaps, tiled):
         scene(program, demo, out)
 
 
