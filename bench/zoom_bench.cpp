@@ -16,6 +16,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 #include "bench_files.h"
 #include "display/kymora_view.h"
@@ -331,6 +332,36 @@ void ForgetSummaries() {
     std::filesystem::remove_all(SummaryFolder::OfUser(), ignored);
 }
 
+// Takes a file out of the system's memory. Where that does not work, the figures say so: they are those of
+// memory.
+void MakeCold(const std::filesystem::path& path) {
+    const int file = ::open(path.c_str(), O_RDONLY);
+    ::fdatasync(file);
+    ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(file);
+}
+
+// The first picture of a whole recording that has to come from the disk.
+void BenchCold(const std::filesystem::path& path) {
+    double disk = 1e300, coarse = 1e300, whole = 1e300;
+    const std::string read = "dd if='" + path.string() + "' of=/dev/null bs=1M 2>/dev/null";
+    for (int round = 0; round < 3; ++round) {
+        MakeCold(path);
+        const auto start = Clock::now();
+        if (std::system(read.c_str()) != 0) std::exit(1);
+        disk = std::min(disk, Ms(start));
+        MakeCold(path);
+        ForgetSummaries();
+        const auto numbers = RunSelf("whole", path);
+        coarse = std::min(coarse, numbers[0]);
+        whole = std::min(whole, numbers[1]);
+    }
+    std::printf("  whole recording from the disk, which reads it in %.0f ms: coarse after %.0f ms (goal: "
+                "150), exact after %.0f ms, "
+                "%.2f of the disk's read (goal: 1.2)\n",
+                disk, coarse, whole, whole / disk);
+}
+
 void BenchEdf(const Folder& folder, int minutes) {
     const auto path = folder / "long.edf";
     WriteEdf(path, 60 * minutes);
@@ -356,6 +387,7 @@ void BenchEdf(const Folder& folder, int minutes) {
         "  whole recording, no summary: coarse after %.0f ms (goal: 100), exact after %.0f ms, %.2f of cat "
         "(goal: 2.5), peak %.0f MiB (goal: 250)\n",
         coarse, whole, whole / cat, peak);
+    BenchCold(path);
     ForgetSummaries();
     RunSelf("build", path);
     double bytes = 0.0;
@@ -364,7 +396,7 @@ void BenchEdf(const Folder& folder, int minutes) {
     std::printf("  summary: %.2f %% of the file (goal: 2)\n", 100.0 * bytes / size);
     const auto moves = RunSelf("moves", path);
     std::printf(
-        "  pages and zooms with painting: median %.1f ms (goal: 16), 99 %% within %.1f ms (goal: 33), "
+        "  pages and zooms with painting: median %.1f ms (goal: 16), 99 %% within %.1f ms (goal: 16), "
         "longest %.1f ms, peak %.0f MiB (goal: 250)\n",
         moves[0], moves[1], moves[2], moves[3]);
     std::filesystem::remove(path);
