@@ -70,6 +70,7 @@ OperationWindow* OperationWindows::Open(const OperationEntry& entry) {
         window = MakeOperationWindow(owner_, operation);
         windows_[name] = window;
         connect(window, &QDialog::finished, this, [this, name, window] { Closed(name, *window); });
+        connect(window, &OperationWindow::Going, this, [this, window] { GiveKeysBack(*window); });
         if (active_) window->SetActive(&active_->Document(), &active_->View());
         if (isFirst) window->Block().SuggestSettings();
         SetVariant(*window, entry.variant);
@@ -113,10 +114,7 @@ void OperationWindows::Closed(const std::string& name, OperationWindow& window) 
         panels_[name] = panel->Place();
         if (!panel->isFloating()) panelWidth_ = panel->width();
     }
-    const bool wasFront = front_ == &window;
-    if (wasFront) front_ = nullptr;
-    // The keyboard has gone to whatever comes next.
-    if (wasFront && QApplication::activeWindow()) GiveKeysToView();
+    if (front_ == &window) front_ = nullptr;
     // The next one has its lines when those of this one are gone.
     QMetaObject::invokeMethod(
         this,
@@ -124,6 +122,12 @@ void OperationWindows::Closed(const std::string& name, OperationWindow& window) 
             if (!front_) BringToFront(FrontCandidate());
         },
         Qt::QueuedConnection);
+}
+
+// Before it is gone: the keyboard would go to the next widget in line, and bring the recording there to the
+// front.
+void OperationWindows::GiveKeysBack(const OperationWindow& window) {
+    if (front_ == &window && PanelOf(window) && QApplication::activeWindow()) GiveKeysToView();
 }
 
 OperationDock* OperationWindows::PanelOf(const OperationWindow& window) const {

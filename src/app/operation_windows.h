@@ -63,6 +63,7 @@ class OperationWindows : public QObject {
     Seen SeenOf(const CKymoraView& view) const;
     void ShowIn(const std::string& name, OperationWindow& window);
     void Dock(const std::string& name, OperationWindow& window);
+    void GiveKeysBack(const OperationWindow& window);
     void Closed(const std::string& name, OperationWindow& window);
     void BringToFront(OperationWindow* window);
     OperationWindow* FrontCandidate() const;

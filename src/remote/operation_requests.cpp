@@ -84,6 +84,7 @@ void Use(RemoteCall& call) {
     if (operation.make()->WhatItAffects() == Affects::newRecording)
         throw RemoteError("It makes a recording and works on none: use the commands new-contiguous-data and "
                           "new-sparse-data.");
+    if (FindMember(call.request, "document") != nullptr) call.target.Activate(call.Document());
     if (call.target.Active() < 0) throw RemoteError("No recording is open.");
     CBatchBaseDlg& block = call.target.OpenOperation(operation);
     if (const Json* config = FindMember(call.request, "config"))
@@ -115,7 +116,7 @@ void Use(RemoteCall& call) {
 // clang-format off
 RequestTable OperationRequests() {
     return {
-        {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
+        {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. A `document` comes to the front first. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
             {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"tables", "true for the results of the run as data, as `results`: named values and tables, as `kymora run --json` writes them."}, {"preview", "true to open the preview of a transform, for a picture of it as `previewPng`, in base64."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
             {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})"}, true, Use},
     };

@@ -501,6 +501,7 @@ void OperationWindow::LetGo() {
 void OperationWindow::done(int result) {
     if (IsInBlock()) return;
     LetGo();
+    emit Going();
     QDialog::done(result);
 }
 

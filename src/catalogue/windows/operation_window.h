@@ -71,6 +71,8 @@ class OperationWindow : public QDialog {
   signals:
     // The operation has run.
     void Ran();
+    // It is about to go, and with it the keyboard that it may have.
+    void Going();
 
   protected:
     // The words on the buttons that run it and close it.
