@@ -28,8 +28,13 @@ bool RemoteControl::Start(uint16_t port) {
 
 void RemoteControl::OpenFiles(const std::vector<std::filesystem::path>& paths) {
     const DialogGuard guard(host_);
-    const std::string said =
-        RunUnattended(host_, session_, [&] { frame_.OpenFiles(paths, OpenTalk::shows); });
+    std::string said;
+    for (const std::filesystem::path& path : paths) {
+        const std::string words =
+            RunUnattended(host_, session_, [&] { frame_.OpenFile(path, OpenTalk::shows); });
+        if (!words.empty()) said += (said.empty() ? "" : "\n") + path.filename().string() + ": " + words;
+    }
+    if (frame_.Children().size() > 1) frame_.OnWindowTile();
     if (said.empty()) return;
     std::fprintf(stderr, "kymora: %s\n", said.c_str());
     frame_.ShowNotice(ToQString(said));  // for the person at the screen

@@ -27,7 +27,7 @@ constexpr int tickTop = 6, tickTextTop = 9, leastBetweenTicks = 12;
 // From the left of the axis's room.
 constexpr int bracketTickEnd = 50, bracketLine = 60, limitRight = 56, labelLeft = 2, labelRoom = 46;
 constexpr int tickLeft = 57, tickTextRight = 54;
-constexpr int pixelsPerTick = 36, leastTickLines = 5, pixelsPerTime = 90;
+constexpr int pixelsPerTick = 36, leastTickLines = 5, pixelsPerTime = 76;
 constexpr int leastLimitHeight = 12, limitHeight = 17;  // of the place where a limit is edited
 
 TextStyle Style(uint32_t colour, Horizontal horizontal, Vertical vertical) {
@@ -95,7 +95,11 @@ class AxisPainter {
             text = fmt::format("{:.{}g}", value, figures);
         return text;
     }
-    bool Fits(const std::string& text) const { return device_.TextExtent(text).width <= limitRight - 2; }
+    bool Fits(const std::string& text) const {
+        const bool isAcross = band_.Height() < 2 * textHeight_;
+        const int room = isAcross ? bracketTickEnd - 5 - labelLeft - textHeight_ : limitRight - 2;
+        return device_.TextExtent(text).width <= room;
+    }
 
     // Turned along the axis, or upright where the axis is low; without the units, and then cut, where room is
     // short.
@@ -182,8 +186,12 @@ void DrawTimeTicks(DrawDevice& device, const PixelRect& plot, const TimeTicks& t
         device.Line(x, plot.bottom + tickTop, x, plot.bottom + bracketTop);
         const std::string text = ticks.clock ? ClockText(tick, step) : TickText(tick, step);
         const int half = device.TextExtent(text).width / 2 + 2;
-        const bool meetsMiddle = x - half < middle + 2 && x + half > middle - 2;
-        if (meetsMiddle || x - half < taken || x + half > plot.right - 2) continue;
+        if (x - half < taken || x + half > plot.right - 2) continue;
+        // The mark of the middle gives way to a number that stands there.
+        if (x - half < middle + 2 && x + half > middle - 2)
+            device.FillRect(
+                {middle - 1, plot.bottom + bracketTop + 1, middle + 2, plot.bottom + bracketBottom + 1},
+                ticks.paper);
         device.Text(x, plot.bottom + tickTextTop, text,
                     Style(Blend(ink, bracketColour, 0.5), Horizontal::centre, Vertical::top));
         taken = x + half + leastBetweenTicks;
@@ -205,6 +213,7 @@ void DrawTimeAxis(const PlotContext& context, DrawDevice& device, bool withTexts
     if (!context.settings.m_bShowAxes || plot.Width() <= 0) return;
     DrawTimeBracket(device, plot);
     TimeTicks ticks{context.viewport, context.settings.m_nTimeUnit};
+    ticks.paper = context.settings.m_crBackground;
     if (context.settings.m_bClockTime) ticks.clock = context.doc.GetStartClock();
     DrawTimeTicks(device, plot, ticks, InkOn(context.settings.m_crBackground));
     if (withTexts)

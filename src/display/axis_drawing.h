@@ -30,6 +30,7 @@ struct TimeTicks {
     int unit = 0;
     // The time of day at the start of the recording, ms since midnight: the numbers are then times of day.
     std::optional<double> clock{};
+    uint32_t paper = 0xFFFFFF;
 };
 void DrawTimeTicks(DrawDevice& device, const PixelRect& plot, const TimeTicks& ticks, uint32_t ink);
 

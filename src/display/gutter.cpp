@@ -1,5 +1,8 @@
 #include "display/gutter.h"
 
+#include <fmt/format.h>
+
+#include "display/axis_pages.h"
 #include "display/events/event_rows.h"
 #include "display/events/event_text.h"
 #include "display/overlays/overlay_fonts.h"
@@ -16,7 +19,8 @@ constexpr size_t roomBesideRows = 4;
 constexpr int widthStep = 8;  // so that not every letter moves the plot
 constexpr int mostGutter = 152;
 constexpr int narrowWindow = 360;
-constexpr int mostShare = 5;  // one part of the window in so many
+constexpr int mostShare = 5;     // one part of the window in so many
+constexpr int pageTextTop = 25;  // below the plot
 constexpr int swatchLeft = 3, swatchRight = 6, nameIndent = 10, nameEnd = 4;
 
 size_t CharactersOf(std::string_view text) {
@@ -131,6 +135,17 @@ int GutterWidth(const PlotContext& context, int windowWidth) {
 void DrawTraceNames(const PlotContext& context, DrawDevice& device) {
     context.drawn.traceNames.clear();
     if (!ShowsTraceNames(context) || context.layout.gutter <= 0) return;
+    if (HasAxisPages(context.settings)) {
+        const int first = context.settings.m_nFirstAxis;
+        const uint32_t paper = context.settings.m_crBackground;
+        device.Text(nameIndent, context.layout.plot.bottom + pageTextTop,
+                    ElideText(device,
+                              fmt::format("{} to {} of {}", first + 1,
+                                          first + static_cast<int>(context.shownAxes.size()),
+                                          VisibleAxes(context.settings)),
+                              context.layout.plot.left - nameIndent - nameEnd),
+                    {Blend(paper, InkOn(paper), 0.65)});
+    }
     int taken = -farthestPixel;
     for (size_t slot = 0; slot < context.shownAxes.size(); ++slot) {
         const BandNames names(context, device, static_cast<int>(slot));

@@ -85,6 +85,8 @@ std::vector<std::byte> Draw(const PlotContext& shown, const std::filesystem::pat
     settings.m_bShowGrid = settings.m_bShowGrid && options.grid;
     settings.m_bShowEvents = settings.m_bShowEvents && options.events;
     settings.m_bShowEventLabels = settings.m_bShowEventLabels && options.eventLabels;
+    // Without rows of events there is no room to leave for them.
+    if (!options.events && settings.m_fDataArea > 0.0f) settings.m_fDataArea = 1.0f;
     if (options.onWhite) settings.m_crBackground = 0xFFFFFF;
     const int width = options.width > 0 ? options.width : shown.layout.width;
     const int height = options.height > 0 ? options.height : shown.layout.height;

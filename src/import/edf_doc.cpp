@@ -36,6 +36,13 @@ void CEDFDoc::Load() {
     list_.reset();
     header_ = ReadEdfHeader(*sampleFile);
     for (const std::string& note : header_.notes) Note(note);
+    if (header_.missingRecords > 0)
+        Notify(
+            "CEDFDoc::Load: cut off",
+            fmt::format(
+                "This file is shorter than its header says: it holds {} of {} data records. Was it copied to "
+                "its end?",
+                header_.dataRecords, header_.dataRecords + header_.missingRecords));
     layoutSetting_ = LayoutSetting();
     SideCarFile sideCar(*this);
     Recalled recalled = RecallSignals(sideCar);

@@ -117,6 +117,7 @@ void CountRecords(EdfHeader& header, int32_t stated, uint64_t fileLength) {
     const int64_t held = header.bytesPerRecord > 0 ? bytes / header.bytesPerRecord : 0;
     if (stated == 0 || held == 0) throw OpenError("This EDF file holds no data records.");
     header.dataRecords = stated > 0 ? std::min<int64_t>(stated, held) : held;
+    header.missingRecords = std::max<int64_t>(stated - header.dataRecords, 0);
     if (header.dataRecords != stated)
         header.notes.push_back(
             fmt::format("the header states {} data records; the file holds {}, which are read", stated,

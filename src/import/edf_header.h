@@ -55,6 +55,7 @@ struct EdfHeader {
     std::string startTime;  // hh.mm.ss
     int64_t headerLength = 0;
     EdfType type = EdfType::plain;
+    int64_t missingRecords = 0;   // that its header says and the file does not hold
     int64_t dataRecords = 0;      // whole records that the file holds, at most as many as its header says
     double recordDuration = 0.0;  // s
     int64_t bytesPerRecord = 0;
