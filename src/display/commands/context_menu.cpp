@@ -197,7 +197,7 @@ class MenuMaker {
         Title("Channel " + EventChannelTitle(context_, channel));
         AddChannelEntries(channel);
         AddForChannel("event-channel-copy", channel);
-        AddForChannel("event-delete-all", channel);
+        AddForChannel("event-delete-all", channel, "&Delete all its events");
         Group();
         Add("event-distribute");
         Add("event-unhide");
