@@ -35,10 +35,15 @@ std::vector<double> Ticks(double low, double high, double step) {
 }
 
 std::string TickText(double value, double step) {
+    constexpr int mostWithExponent = 3, mostFigures = 17;
     const double size = std::max(std::abs(value), step);
-    if (size >= 1e7 || step < 1e-6) return fmt::format("{:.6g}", value);
-    const int decimals = std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));
-    return fmt::format("{:.{}f}", value, decimals);
+    const double place = std::floor(std::log10(step) + 1e-9);
+    // Far from zero the neighbours of a tick differ in late figures, which an exponent must not cut off.
+    const auto figures = static_cast<int>(
+        std::clamp(std::floor(std::log10(size) + 1e-9) - place + 1.0, 1.0, double{mostFigures}));
+    if (step < 1e-6 || size >= 1e15 || (size >= 1e7 && figures <= mostWithExponent))
+        return fmt::format("{:.{}g}", value, figures);
+    return fmt::format("{:.{}f}", value, std::max(0, -static_cast<int>(place)));
 }
 
 double ClockStep(double lowMs, double highMs, int most) {

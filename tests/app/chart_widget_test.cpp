@@ -101,6 +101,10 @@ TEST_F(ChartWidgetTest, AxesHaveReadableTicks) {
     EXPECT_EQ(TickText(0.0, 0.05), "0.00");
     EXPECT_EQ(TickText(1500.0, 500.0), "1500");
     EXPECT_EQ(TickText(2e9, 1e9), "2e+09");
+    // Neighbours far from zero do not become the same text.
+    EXPECT_EQ(TickText(10800100.0, 100.0), "10800100");
+    EXPECT_EQ(TickText(12e6, 2e6), "1.2e+07");
+    EXPECT_EQ(TickText(3.0000002, 1e-7), "3.0000002");
     // Numbers that a step can no longer tell apart neither hang nor overflow.
     EXPECT_EQ(ClockStep(0.0, 8000.0, 5), 2000.0);
     EXPECT_EQ(ClockStep(0.0, 8000.0, 500), 20.0);
