@@ -106,7 +106,8 @@ void CairoDevice::MakeSurface() {
         return CAIRO_STATUS_SUCCESS;
     };
     if (!IsVector()) {
-        surface_->image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, Scaled(width_), Scaled(height_));
+        surface_->image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, std::max(1, Scaled(width_)),
+                                                     std::max(1, Scaled(height_)));
     } else {
         surface_->image = cairo_pdf_surface_create_for_stream(
             append, &surface_->written, width_ * pointsPerPixel, height_ * pointsPerPixel);
@@ -236,8 +237,11 @@ void CairoDevice::FillRect(const PixelRect& area, uint32_t colour) {
     }
     cairo_surface_flush(surface_->image);
     const uint32_t pixel = SwapRedBlue(colour);
-    const int first = Scaled(left), end = Scaled(right);
-    for (int y = Scaled(top); y < Scaled(bottom); ++y)
+    // In a coarser image what is drawn thinner than a pixel is one pixel wide, and not gone.
+    const int first = std::max(0, std::min(Scaled(left), Scaled(width_) - 1));
+    const int end = std::max(Scaled(right), first + 1);
+    const int firstRow = std::max(0, std::min(Scaled(top), Scaled(height_) - 1));
+    for (int y = firstRow; y < std::max(Scaled(bottom), firstRow + 1); ++y)
         std::fill(surface_->Row(y) + first, surface_->Row(y) + end, pixel);
     cairo_surface_mark_dirty(surface_->image);
 }

@@ -90,6 +90,23 @@ TEST_F(PlotRecordingTest, FailuresLeaveNothingBehind) {
     PlotRecording(*doc, "/small.png", 0.0, 10.0, Size(1, 1));
 }
 
+// A line between two pixels of a coarse image is drawn on one of them, at its edges too.
+TEST(CairoDevice, CoarseImagesLoseNoLine) {
+    for (const double scale : {0.25, 0.5, 0.75})
+        for (int at = 0; at < 15; ++at)
+            for (const bool upright : {false, true}) {
+                CairoDevice device(15, 15, CairoDevice::Kind::image, scale);
+                device.FillRect({0, 0, 15, 15}, 0xFFFFFF);
+                device.SetPen({0x0000FF});
+                upright ? device.Line(at, 0, at, 14) : device.Line(0, at, 14, at);
+                int red = 0;
+                const int size = static_cast<int>(std::lround(15 * scale));
+                for (int i = 0; i < size; ++i)
+                    red += device.PixelAt(upright ? i : 1, upright ? 1 : i) == 0x0000FF;
+                EXPECT_EQ(red, 1) << scale << " " << at << " " << upright;
+            }
+}
+
 TEST(CairoDevice, LinesAndFillsLandOnTheirPixels) {
     CairoDevice device(40, 30);
     constexpr uint32_t white = 0xFFFFFF, red = 0x0000FF, green = 0x00FF00;
