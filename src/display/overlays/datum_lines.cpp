@@ -49,6 +49,7 @@ void CDatumLines::NotifyVertCount() {
 
 int CDatumLines::AddVertLine(int x) {
     m_vertX.push_back(ToWord(x));
+    m_exactX.push_back(VertX(VertCount() - 1));
     m_vertLabels.push_back(MakeLabels(firstVertValue));
     NotifyVertCount();
     return VertCount() - 1;
@@ -56,25 +57,32 @@ int CDatumLines::AddVertLine(int x) {
 
 int CDatumLines::AddHorzLine(int y) {
     m_horzY.push_back(ToWord(y));
+    m_exactY.push_back(HorzY(HorzCount() - 1));
     m_horzLabels.push_back(MakeLabels(firstHorzValue));
     return HorzCount() - 1;
 }
 
 void CDatumLines::PlotMoved(const PixelRect& plot) {
-    const auto follow = [](std::vector<uint16_t>& lines, int from, int size, int to, int toSize) {
-        if (size <= 0 || toSize <= 0) return;
-        for (uint16_t& line : lines)
-            if (line >= from && line <= from + size)
-                line = ToWord(to + RoundHalfAway(static_cast<double>(line - from) * toSize / size));
+    const auto follow = [](std::vector<uint16_t>& lines, std::vector<double>& exact, Span& last, Span now) {
+        // A window that is too small for a plot has no places; the lines wait for the next one.
+        if (now.size <= 0) return;
+        const Span before = std::exchange(last, now);
+        if (before.size <= 0) return;
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (lines[i] < before.from || lines[i] > before.from + before.size) continue;
+            exact[i] = now.from + (exact[i] - before.from) * now.size / before.size;
+            lines[i] = ToWord(RoundHalfAway(exact[i]));
+        }
     };
-    follow(m_vertX, m_rcPlot.left, m_rcPlot.Width(), plot.left, plot.Width());
-    follow(m_horzY, m_rcPlot.top, m_rcPlot.Height(), plot.top, plot.Height());
+    follow(m_vertX, m_exactX, m_lastX, {plot.left, plot.Width()});
+    follow(m_horzY, m_exactY, m_lastY, {plot.top, plot.Height()});
     m_rcPlot = plot;
 }
 
 void CDatumLines::DeleteVertLine(int line) {
     if (line < 0 || line >= VertCount()) return;
     m_vertX.erase(m_vertX.begin() + line);
+    m_exactX.erase(m_exactX.begin() + line);
     m_vertLabels.erase(m_vertLabels.begin() + line);
     ForgetLine(&DatumPairs::vertFrom, line);
     for (DatumListener* listener : std::vector<DatumListener*>(listeners_)) listener->OnVertLineDeleted(line);
@@ -84,6 +92,7 @@ void CDatumLines::DeleteVertLine(int line) {
 void CDatumLines::DeleteHorzLine(int line) {
     if (line < 0 || line >= HorzCount()) return;
     m_horzY.erase(m_horzY.begin() + line);
+    m_exactY.erase(m_exactY.begin() + line);
     m_horzLabels.erase(m_horzLabels.begin() + line);
     ForgetLine(&DatumPairs::horzFrom, line);
 }
@@ -109,8 +118,15 @@ void CDatumLines::DeleteAll() {
     DeleteAllHorz();
 }
 
-void CDatumLines::MoveVertLine(int line, int x) { m_vertX[static_cast<size_t>(line)] = ToWord(x); }
-void CDatumLines::MoveHorzLine(int line, int y) { m_horzY[static_cast<size_t>(line)] = ToWord(y); }
+void CDatumLines::MoveVertLine(int line, int x) {
+    const auto i = static_cast<size_t>(line);
+    m_exactX[i] = m_vertX[i] = ToWord(x);
+}
+
+void CDatumLines::MoveHorzLine(int line, int y) {
+    const auto i = static_cast<size_t>(line);
+    m_exactY[i] = m_horzY[i] = ToWord(y);
+}
 
 // --- times and values ---
 

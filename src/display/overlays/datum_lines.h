@@ -183,6 +183,12 @@ class CDatumLines : public CViewAddIn {
     Blocks m_vertLabels;
     std::vector<uint16_t> m_horzY;
     Blocks m_horzLabels;
+    // The places to fractions of a pixel, so that many small changes of the window do not add up.
+    std::vector<double> m_exactX, m_exactY;
+    struct Span {
+        int from = 0, size = 0;
+    };
+    Span m_lastX, m_lastY;  // of the last plot that had a size
     std::vector<DatumListener*> listeners_;
 };
 

@@ -99,7 +99,8 @@ namespace {
 // In the row of the channel; while that has none, at the top of the trace. Nothing where neither is seen.
 std::optional<int> ProposedRow(const PlotContext& context, const ProposedEvents& events) {
     if (HasEventRow(context, events.channel)) return EventRowY(context, events.channel);
-    if (events.trace >= context.doc.traceCount || !context.IsTraceShown(events.trace)) return {};
+    if (events.trace < 0 || events.trace >= context.doc.traceCount || !context.IsTraceShown(events.trace))
+        return {};
     return context.BandOf(context.AxisOf(events.trace)).top + eventReach + proposedMargin;
 }
 
@@ -113,7 +114,7 @@ void DrawProposedEvents(const PlotContext& context, DrawDevice& device) {
         const auto row = ProposedRow(context, events);
         if (!row) continue;
         const int y = *row, reach = eventReach + proposedMargin;
-        device.SetPen({TextInk(chan.channelColour, context.settings.m_crBackground), 1, Pen::Style::solid});
+        device.SetPen({context.Seen(chan.channelColour), 1, Pen::Style::solid});
         int drawnTo = plot.left - 1;
         for (const auto& [on, off] : events.spans) {
             const int left = context.TimeToPixel(context.doc.TimeOf(on)) - proposedMargin;

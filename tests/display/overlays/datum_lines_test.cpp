@@ -46,6 +46,29 @@ TEST_F(DatumTest, LinesKeepTheirPixelsAndReadWhatIsUnderThem) {
     EXPECT_EQ(VertX(), (std::vector<int>{470, 0, 65535}));  // words of 16 bits
 }
 
+// A window that is resized, a pixel at a time or to nothing, leaves the lines at their times and values.
+TEST_F(DatumTest, LinesFollowThePlot) {
+    Open();
+    for (const int x : {70, 172, 333, 870}) Lines().AddVertLine(x);
+    for (const int y : {11, 222, 509}) Lines().AddHorzLine(y);
+    const std::vector<int> before = VertX();
+    std::vector<Extent> sizes;
+    for (int size = 880; size > 200; size -= 7) sizes.push_back({size, size * 5 / 8});
+    for (const Extent& too : {Extent{60, 300}, {0, 0}, {500, 40}}) sizes.push_back(too);
+    for (int size = 210; size < 900; size += 3) sizes.push_back({size, size});
+    for (const Extent& size : sizes) view->OnSize(size.width, size.height);
+    view->OnSize(880, 560);
+    EXPECT_EQ(VertX(), before);
+    EXPECT_EQ(Lines().HorzY(1), 222);
+    // From too small a window to another size.
+    view->OnSize(60, 40);
+    view->OnSize(480, 310);
+    EXPECT_EQ(VertX(), (std::vector<int>{70, 121, 202, 470}));
+    Lines().DeleteVertLine(0);
+    view->OnSize(880, 560);
+    EXPECT_EQ(VertX(), (std::vector<int>{172, 333, 870}));
+}
+
 TEST_F(DatumTest, ValuesOfGapsAndOfTheEndAreAbsent) {
     Show(MemoryDoc::MakeWithRuns(session, {std::vector<float>(200, 2.0f), std::vector<float>(600, 3.0f)},
                                  {{100, 300, 100, 100}, {600}}));

@@ -93,6 +93,17 @@ TEST_F(GuideTest, ProposedEventsAreHollowBoxes) {
         one.Frame({0, 0, 9, 9});
         EXPECT_EQ(device.lines.size(), c.boxes * one.lines.size());
     }
+    // Seen on dark paper in any colour, and without a row or a trace nowhere.
+    view->m_crBackground = 0x202020;
+    doc->eventChannels[3].channelColour = 0x400000;
+    for (const bool hasRow : {true, false}) {
+        view->SetProposedEvents({{3, -1, {{100, 120}}}});
+        if (!hasRow) doc->eventChannels[3].DeleteAll();
+        RecordingDevice device;
+        DrawProposedEvents(view->Plot(), device);
+        EXPECT_EQ(!device.lines.empty(), hasRow);
+        for (const auto& line : device.lines) EXPECT_EQ(line.pen.colour, SeenOn(0x400000, 0x202020));
+    }
 }
 
 // A dialog's line of a parameter is dragged, and the parameter set, when the button is released.
