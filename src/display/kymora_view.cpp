@@ -179,8 +179,8 @@ DisplaySettings CKymoraView::GetDisplaySettings() const {
     view.scrollStepPercent = m_nPercentStep;
     view.vertAxisSigFigs = m_nSigFigs;
     view.dataDisplayFraction = m_fDataArea;
-    // Files know no hours.
-    if (!m_bAutoTimeUnit) view.timeUnit = std::min(m_nTimeUnit, 2);
+    // Files know no hours, and ms where nobody has chosen a unit.
+    view.timeUnit = m_bAutoTimeUnit ? 0 : std::min(m_nTimeUnit, 2);
     view.timebaseMode = m_bTimebasePerViewport;
     view.formatOption = m_nClipMode;
     for (int t = 0; t < doc_.traceCount; ++t) {
@@ -222,8 +222,17 @@ void CKymoraView::PlaceComingRows() {
     const std::vector<int> rows = EventRowChannels(doc_);
     std::vector<int> come;
     std::ranges::set_difference(rows, eventRows_, std::back_inserter(come));
-    if (!come.empty()) m_fDataArea = PlaceNewRows(doc_, come, m_fDataArea);
     eventRows_ = rows;
+    come = UnplacedOf(doc_, std::move(come));
+    if (come.empty()) return;
+    m_fDataArea = PlaceNewRows(doc_, come, m_fDataArea);
+    doc_.MakeRoomForRows(RoomBelow(doc_, come));
+}
+
+void CKymoraView::MakeRoomForRows(float traces) {
+    if (!opened_ || !(traces < m_fDataArea)) return;
+    m_fDataArea = traces;
+    Relayout();
 }
 
 void CKymoraView::ShareHeight(float dataArea) {

@@ -71,6 +71,7 @@ class CKymoraView : public DocumentView, public ViewSettings {
     // --- DocumentView ---
     DisplaySettings GetDisplaySettings() const override;
     void OnUpdate(UpdateHint hint) override;
+    void MakeRoomForRows(float traces) override;
     std::vector<double> GetCursorTimes() const override;
     void BringIntoView(double start, double end) override;
     void SetGuides(std::vector<ViewGuide> guides, GuideMoved moved = {}) override;

@@ -13,7 +13,7 @@ auto Switches(const ViewSettings& s) {
                     s.m_bShowGrid, s.m_bShowMarkers, s.m_bShowAnnotations, s.m_bShowScaleBars,
                     s.m_bShowTraceLabels, s.m_bShowTraceIDs, s.m_bShowEvents, s.m_bShowEventLabels,
                     s.m_bShowEventChanLabels, s.m_fDataArea, s.m_nSigFigs, s.m_nClipMode, s.m_bAxisVisible,
-                    s.m_nAxisOfTrace, s.m_nAxesAtOnce, s.m_nFirstAxis, s.m_format);
+                    s.m_nAxisOfTrace, s.m_format);
 }
 
 bool IsSameTrace(const TraceSettings& a, const TraceSettings& b) {
@@ -31,6 +31,11 @@ class DisplayChange : public UndoChange {
         for (size_t i = 0; i < held_->m_axes.size(); ++i)
             held_->m_axes[i].m_bSelected = view_.m_axes[i].m_bSelected;
         ViewSettings& shown = view_;
+        // What changes without a step is no part of one: the page of axes, and the paper, which follows the
+        // theme.
+        held_->m_nAxesAtOnce = shown.m_nAxesAtOnce;
+        held_->m_nFirstAxis = shown.m_nFirstAxis;
+        if (!changesPaper_) held_->m_crBackground = shown.m_crBackground;
         std::swap(shown, *held_);
         for (size_t t = 0; t < traces_.size(); ++t) {
             std::swap(doc.traces[t].traceLabel, traces_[t].traceLabel);
@@ -40,6 +45,7 @@ class DisplayChange : public UndoChange {
         }
     }
     bool IsChange(const CDataDoc& doc) const override {
+        changesPaper_ = held_->m_crBackground != view_.m_crBackground;
         return !held_->IsSameAs(view_) ||
                !std::equal(traces_.begin(), traces_.end(), doc.traces.begin(), IsSameTrace);
     }
@@ -50,6 +56,7 @@ class DisplayChange : public UndoChange {
     CKymoraView& view_;
     std::unique_ptr<ViewSettings> held_;
     std::array<TraceSettings, maxTraces> traces_;
+    mutable bool changesPaper_ = false;  // known when the step is recorded
 };
 
 }  // namespace

@@ -196,6 +196,10 @@ void CDataDoc::RemoveView(DocumentView& removed) {
     std::erase(views_, &removed);
 }
 
+void CDataDoc::MakeRoomForRows(float traces) {
+    for (DocumentView* shown : views_) shown->MakeRoomForRows(traces);
+}
+
 void CDataDoc::UpdateAllViews(UpdateHint hint) {
     for (DocumentView* shown : views_) shown->OnUpdate(hint);
 }

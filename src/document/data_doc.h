@@ -98,6 +98,8 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     void AddView(DocumentView& view);
     void RemoveView(DocumentView& view);
     void UpdateAllViews(UpdateHint hint);
+    // New rows of events stand in all views above the traces.
+    void MakeRoomForRows(float traces);
     // Copies the state of the first view to the model, just before a save. `otherViewActive` says that the
     // user is working in the view of another document.
     void GetDisplaySettingsFromView(bool otherViewActive = false);

@@ -16,6 +16,8 @@ class DocumentView {
     virtual ~DocumentView() = default;
     virtual DisplaySettings GetDisplaySettings() const = 0;
     virtual void OnUpdate(UpdateHint hint) = 0;
+    // Rows of events have been given places: no more of the height than this is left for the traces.
+    virtual void MakeRoomForRows(float /*traces*/) {}
     // Times of the view's vertical cursors, ms, in their order from the left; none where a view has no
     // cursors.
     virtual std::vector<double> GetCursorTimes() const { return {}; }

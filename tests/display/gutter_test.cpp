@@ -82,6 +82,18 @@ TEST_F(GutterTest, NewRowsStandAboveTheTracesAndOnNoOther) {
     for (int channel = 30; channel < 90; ++channel) EXPECT_LT(Place(channel), 0.6);
 }
 
+TEST_F(GutterTest, NewRowsStandAboveTheTracesOfAllViews) {
+    Show(Ramp(2, 5000));
+    CKymoraView second(*doc);
+    second.OnSize(600, 400);
+    second.OnInitialUpdate(*view);
+    for (const int channel : {0, 1, 2}) {
+        AddEvents(channel);
+        for (const CKymoraView* shown : {&std::as_const(*view), &std::as_const(second)})
+            EXPECT_LT(EventRowY(shown->Plot(), channel) + 2, shown->Plot().layout.traces.top) << channel;
+    }
+}
+
 TEST_F(GutterTest, RowsThatAFileHasPlacedStay) {
     for (const bool isPlaced : {false, true}) {
         auto recording = Ramp(1, 5000);
@@ -108,6 +120,17 @@ TEST_F(GutterTest, TheEdgeOfTheRowsIsDragged) {
     doc->Undo().Undo();
     EXPECT_EQ(view->m_fDataArea, area);
     EXPECT_NEAR(Place(1) / (1.0 - area), share, 1e-6);
+    // A click moves nothing, though no pixel is the share of the height to the last bit.
+    Press(300, edge + 1), Release(300, edge + 1);
+    EXPECT_EQ(view->m_fDataArea, area);
+    EXPECT_TRUE(doc->Undo().CanRedo()) << "a step was made";
+    // All of the height for the traces: the rows keep their order for the way back.
+    Drag(300, edge, 300, -50);
+    EXPECT_EQ(view->m_fDataArea, 1.0f);
+    EXPECT_LT(Place(0), Place(1));
+    Drag(300, view->Plot().layout.traces.top, 300, edge);
+    EXPECT_EQ(view->Plot().layout.traces.top, edge);
+    EXPECT_NEAR(Place(1) / (1.0 - area), share, 1e-3);
 }
 
 TEST_F(GutterTest, AxesComeInPages) {
@@ -139,6 +162,15 @@ TEST_F(GutterTest, AxesComeInPages) {
     EXPECT_FALSE(IsEnabled("next-traces"));
     view->GetDisplaySettings();
     EXPECT_FALSE(doc->IsModified());
+    // The page is no part of a step, nor is the paper, which follows the theme.
+    Run("grid");
+    Run("previous-traces");
+    const int first = view->Plot().shownAxes.front();
+    view->m_crBackground = 0;
+    doc->Undo().Undo();
+    EXPECT_TRUE(IsChecked("grid"));
+    EXPECT_EQ(view->Plot().shownAxes.front(), first);
+    EXPECT_EQ(view->m_crBackground, 0u);
 }
 
 TEST_F(GutterTest, TimesComeInTheUnitOfTheirLength) {
@@ -157,6 +189,9 @@ TEST_F(GutterTest, TimesComeInTheUnitOfTheirLength) {
     view->ChangeViewport({0.0, 7200e3}, false);
     EXPECT_EQ(EndText(view->Plot()), "2");
     EXPECT_EQ(view->GetDisplaySettings().view.timeUnit, 2) << "files know no hours";
+    doc->view.timeUnit = 2;
+    Run("unit-auto");
+    EXPECT_EQ(view->GetDisplaySettings().view.timeUnit, 0) << "the unit is no choice any more";
 }
 
 TEST_F(GutterTest, TicksStandAtRoundValues) {

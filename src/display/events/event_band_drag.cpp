@@ -20,13 +20,16 @@ class EventBandDrag : public MouseDrag {
     EventBandDrag(const CKymoraView& view, int pressY)
         : before_(view.m_fDataArea),
           channels_(EventRowChannels(view.GetDocument())),
-          grip_(pressY - view.Plot().layout.traces.top) {
+          edge_(view.Plot().layout.traces.top),
+          grip_(pressY - edge_) {
         for (const int channel : channels_) places_.push_back(Row(view, channel).GetDisplayPosition());
     }
 
     void Move(CKymoraView& view, const MouseEvent& event) override {
-        const float area = view.Plot().layout.DataAreaAt(event.y - grip_);
-        Apply(view, std::clamp(area, leastTraces, mostTraces));
+        // The pixel of the edge stands for many shares; where it is let go without a move, all stays.
+        const int edge = event.y - grip_;
+        const float area = view.Plot().layout.DataAreaAt(edge);
+        Apply(view, edge == edge_ ? before_ : std::clamp(area, leastTraces, mostTraces));
         if (view.Window()) view.Window()->ShowStatus(StatusOf(view));
     }
     void Release(CKymoraView& view, const MouseEvent& event) override {
@@ -34,11 +37,14 @@ class EventBandDrag : public MouseDrag {
         const float after = view.m_fDataArea;
         Cancel(view);
         if (after == before_) return;
-        UndoScope scope(view.GetDocument(), "Data area");
-        scope.LeaveUnmodified();
-        for (const int channel : channels_) scope.KeepChannelSettings(channel);
-        scope.Keep(DisplayScope::Held(view));
-        Apply(view, after);
+        {
+            UndoScope scope(view.GetDocument(), "Data area");
+            scope.LeaveUnmodified();
+            for (const int channel : channels_) scope.KeepChannelSettings(channel);
+            scope.Keep(DisplayScope::Held(view));
+            Apply(view, after);
+        }
+        view.GetDocument().UpdateAllViews(UpdateHint::events);  // the rows are those of all views
     }
     void Cancel(CKymoraView& view) override {
         Apply(view, before_);
@@ -62,7 +68,7 @@ class EventBandDrag : public MouseDrag {
     float before_;
     std::vector<int> channels_;
     std::vector<double> places_;
-    int grip_;
+    int edge_, grip_;
 };
 
 }  // namespace

@@ -42,6 +42,18 @@ std::vector<int> EventRowChannels(const CDataDoc& doc) {
     return rows;
 }
 
+std::vector<int> UnplacedOf(const CDataDoc& doc, std::vector<int> rows) {
+    std::erase_if(rows, [&doc](int channel) { return IsPlaced(doc, channel); });
+    return rows;
+}
+
+float RoomBelow(const CDataDoc& doc, const std::vector<int>& rows) {
+    double end = 0.0;
+    for (const int channel : rows)
+        end = std::max(end, doc.eventChannels[static_cast<size_t>(channel)].GetDisplayPosition());
+    return static_cast<float>(1.0 - std::min(end + rowPitch * aroundRows, greatestBand));
+}
+
 bool AreRowsUnplaced(const CDataDoc& doc, float dataArea) {
     const std::vector<int> rows = EventRowChannels(doc);
     return dataArea >= 1.0f &&
@@ -78,7 +90,8 @@ float PlaceNewRows(CDataDoc& doc, const std::vector<int>& come, float dataArea) 
 
 void ScaleRows(CDataDoc& doc, float before, float after) {
     const double band = 1.0 - static_cast<double>(before);
-    if (!(band > 0.0)) return;
+    // Without a band they have no shares of one; in none they would all stand on one line for good.
+    if (!(band > 0.0) || !(after < 1.0f)) return;
     const double scale = (1.0 - static_cast<double>(after)) / band;
     for (const int channel : RowsAbove(doc, EventRowChannels(doc), band)) {
         CEventChan& row = RowOf(doc, channel);

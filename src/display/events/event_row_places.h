@@ -12,6 +12,12 @@ namespace kymora {
 // Channels with a row: visible, with events; ascending.
 std::vector<int> EventRowChannels(const CDataDoc& doc);
 
+// Those of the channels that stand where channels begin.
+std::vector<int> UnplacedOf(const CDataDoc& doc, std::vector<int> rows);
+
+// What is left to the traces below rows that have been placed.
+float RoomBelow(const CDataDoc& doc, const std::vector<int>& rows);
+
 // True for a recording whose rows nobody has placed yet: all stand where channels begin, and the traces have
 // the whole height.
 bool AreRowsUnplaced(const CDataDoc& doc, float dataArea);
