@@ -307,7 +307,8 @@ void CMainFrame::AddEntry(QMenu& menu, const MenuEntry& entry, CChildFrame& chil
     // Its key is shown as that of the other entries, which the view takes.
     if (!entry.run && own && !own->shortcut().isEmpty())
         action->setText(action->text() + '\t' + own->shortcut().toString());
-    connect(action, &QAction::triggered, this, [this, &entry, &child] {
+    // The window may go while its menu is open.
+    connect(action, &QAction::triggered, &child, [this, &entry, &child] {
         RunEntry(entry, child);
         UpdateCommands();
     });

@@ -109,11 +109,14 @@ void MoveDown(CKymoraView& view, bool allAxes) {
 
 void SameScale(CKymoraView& view, bool allAxes) {
     const auto isSelected = [&view](int axis) { return view.m_axes[static_cast<size_t>(axis)].m_bSelected; };
-    const std::vector<int>& shown = view.Plot().shownAxes;
-    const bool all = allAxes || std::count_if(shown.begin(), shown.end(), isSelected) < 2;
+    // On any page.
+    std::vector<int> visible;
+    for (int axis = 0; axis < view.GetDocument().traceCount; ++axis)
+        if (view.m_bAxisVisible[static_cast<size_t>(axis)]) visible.push_back(axis);
+    const bool all = allAxes || std::count_if(visible.begin(), visible.end(), isSelected) < 2;
     Range common(CVertAxis{});
     bool any = false;
-    for (const int axis : shown) {
+    for (const int axis : visible) {
         if (!all && !isSelected(axis)) continue;
         const Range range(view.m_axes[static_cast<size_t>(axis)]);
         common.low = any ? std::min(common.low, range.low) : range.low;
@@ -121,7 +124,7 @@ void SameScale(CKymoraView& view, bool allAxes) {
         any = true;
     }
     view.ChangeAxes("Same scale", all, [&](int axis) {
-        if (view.Plot().SlotOf(axis) < 0) return;
+        if (!view.m_bAxisVisible[static_cast<size_t>(axis)]) return;
         Range range(view.m_axes[static_cast<size_t>(axis)]);
         range.low = common.low;
         range.high = common.high;

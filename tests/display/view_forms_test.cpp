@@ -185,6 +185,11 @@ TEST_F(ViewFormsTest, SameScaleTakesTheCommonRange) {
     v.SelectAxis(0, false);
     SameScale(v, false);  // one alone: all
     EXPECT_EQ(v.m_axes[1].m_dMin, -100.0);
+    SetAxis(3, -200.0, 7.0);
+    v.ShowAxisPage(0, 1);
+    SameScale(v, true);  // those of other pages, too
+    EXPECT_EQ(v.m_axes[1].m_dMin, -200.0);
+    EXPECT_EQ(v.m_axes[3].m_dMax, 100.0);
 }
 
 TEST_F(ViewFormsTest, WheelOverAnAxisKeepsTheValueUnderIt) {

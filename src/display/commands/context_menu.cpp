@@ -6,6 +6,7 @@
 #include <array>
 
 #include "display/axis_edits.h"
+#include "display/axis_pages.h"
 #include "display/events/event_editing.h"
 #include "display/events/event_forms.h"
 #include "display/events/event_text.h"
@@ -347,7 +348,7 @@ class MenuMaker {
                     settings.m_bAxisVisible[static_cast<size_t>(axis)] = false;
                 });
             },
-            context_.shownAxes.size() > 1);
+            VisibleAxes(view_) > 1);
     }
 
     void AddTrace(int trace) {
@@ -370,6 +371,9 @@ class MenuMaker {
         Add("unit-ms", "&Milliseconds");
         Add("unit-s", "&Seconds");
         Add("unit-min", "M&inutes");
+        Add("unit-h", "&Hours");
+        Add("unit-auto");
+        Add("clock-time");
         Group();
         Add("timebase-per-division", "Timebase of a &grid division");
         Add("timebase-per-viewport", "Timebase of the whole &view");

@@ -172,6 +172,17 @@ TEST_F(ContextMenuTest, EveryEntryRuns) {
     }
 }
 
+// Of the choices that a menu offers one is always marked.
+TEST_F(ContextMenuTest, ChoicesHaveAMark) {
+    for (const char* unit : {"unit-ms", "unit-s", "unit-min", "unit-h", "unit-auto"}) {
+        Run(unit);
+        const std::vector<Place> places = Places();
+        const PlaceMenu menu = MenuAt(*view, std::ranges::find(places, Kind::timeAxis, &Place::kind)->at);
+        const MenuEntry* entry = Find(menu, unit);
+        EXPECT_TRUE(entry && entry->isRadio && entry->checked == true) << unit;
+    }
+}
+
 TEST_F(ContextMenuTest, EntriesActOnTheirObject) {
     const auto event = [&] { return *doc->GetEvent(2, 0); };
     const struct {
