@@ -66,16 +66,18 @@ void TakeCursors(const PlotContext& shown, const PlotContext& picture, CDatumLin
     to.m_bShowTimes = from.m_bShowTimes;
     to.m_bShowValues = from.m_bShowValues;
     to.m_rcPlot = picture.layout.plot;
-    const PixelRect& old = shown.layout.plot;
-    const PixelRect& plot = picture.layout.plot;
+    const TimeScale times = picture.GetTimeScale();
     for (int line = 0; line < from.VertCount(); ++line)
-        if (from.IsOnPlotX(from.VertX(line)))
-            to.AddVertLine(picture.TimeToPixel(shown.PixelToTime(from.VertX(line))));
-    for (int line = 0; line < from.HorzCount(); ++line)
-        if (from.IsOnPlotY(from.HorzY(line)) && old.Height() > 0)
-            to.AddHorzLine(plot.top +
-                           static_cast<int>(std::lround((from.HorzY(line) - old.top) *
-                                                        static_cast<double>(plot.Height()) / old.Height())));
+        if (from.IsOnPlotX(from.VertX(line))) to.AddVertLineAt(times.ToPlace(from.GetVertLineTime(line)));
+    for (int line = 0; line < from.HorzCount(); ++line) {
+        if (!from.IsOnPlotY(from.HorzY(line))) continue;
+        // To the value on the axis where it stands.
+        const int axis = shown.GetNearestAxis(from.HorzY(line));
+        if (axis < 0 || picture.SlotOf(axis) < 0) continue;
+        const std::vector<int> traces = shown.TracesOn(axis);
+        if (traces.empty()) continue;
+        to.AddHorzLineAt(picture.GetValueScale(axis).ToPlace(from.GetHorzLineValue(line, traces.front())));
+    }
 }
 
 // The bytes of the file. The view stays as it is, also in what it knows of the texts on its screen.

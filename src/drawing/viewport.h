@@ -46,7 +46,11 @@ class TimeScale {
         if (!IsUsable()) return left_;
         return ClampPixel(RoundHalfAway((timeMs - start_) * width_ / duration_) + int64_t{left_});
     }
-    double ToTime(int x) const {
+    // The same between pixels, and beyond them.
+    double ToPlace(double timeMs) const {
+        return IsUsable() ? (timeMs - start_) * width_ / duration_ + left_ : left_;
+    }
+    double ToTime(double x) const {
         if (!IsUsable()) return start_;
         return duration_ * (x - left_) / width_ + start_;
     }
@@ -74,7 +78,10 @@ class ValueScale {
         if (!usable_) return bottom_;
         return ClampPixel(RoundHalfAway((axisBottom_ - value) / perPixel_) + int64_t{bottom_});
     }
-    double ToValue(int y) const { return axisBottom_ + perPixel_ * (bottom_ - y); }
+    double ToPlace(double value) const {
+        return usable_ ? bottom_ + (axisBottom_ - value) / perPixel_ : bottom_;
+    }
+    double ToValue(double y) const { return axisBottom_ + perPixel_ * (bottom_ - y); }
 
   private:
     double axisBottom_, perPixel_;

@@ -62,6 +62,18 @@ int CDatumLines::AddHorzLine(int y) {
     return HorzCount() - 1;
 }
 
+int CDatumLines::AddVertLineAt(double x) {
+    const int line = AddVertLine(RoundHalfAway(x));
+    if (std::fabs(x - VertX(line)) <= 0.5) m_exactX[static_cast<size_t>(line)] = x;
+    return line;
+}
+
+int CDatumLines::AddHorzLineAt(double y) {
+    const int line = AddHorzLine(RoundHalfAway(y));
+    if (std::fabs(y - HorzY(line)) <= 0.5) m_exactY[static_cast<size_t>(line)] = y;
+    return line;
+}
+
 void CDatumLines::PlotMoved(const PixelRect& plot) {
     const auto follow = [](std::vector<uint16_t>& lines, std::vector<double>& exact, Span& last, Span now) {
         // A window that is too small for a plot has no places; the lines wait for the next one.
@@ -130,11 +142,14 @@ void CDatumLines::MoveHorzLine(int line, int y) {
 
 // --- times and values ---
 
-double CDatumLines::GetVertLineTime(int line) const { return plot_().PixelToTime(VertX(line)); }
+// Of the exact place, which is the pixel itself until the plot has moved in its window.
+double CDatumLines::GetVertLineTime(int line) const {
+    return plot_().GetTimeScale().ToTime(m_exactX[static_cast<size_t>(line)]);
+}
 
 double CDatumLines::GetHorzLineValue(int line, int trace) const {
     const PlotContext context = plot_();
-    return context.GetValueScale(context.AxisOf(trace)).ToValue(HorzY(line));
+    return context.GetValueScale(context.AxisOf(trace)).ToValue(m_exactY[static_cast<size_t>(line)]);
 }
 
 const std::vector<float>& CDatumLines::VertLineSamples(int line) {

@@ -104,6 +104,9 @@ class CDatumLines : public CViewAddIn {
     // from 0 in the order of their making; each answers the number of the new one.
     int AddVertLine(int x);
     int AddHorzLine(int y);
+    // The same at a place between pixels, which its time or value is then told of.
+    int AddVertLineAt(double x);
+    int AddHorzLineAt(double y);
     // Without such a line they do nothing.
     void DeleteVertLine(int line);
     void DeleteHorzLine(int line);
