@@ -30,9 +30,10 @@ constexpr int pollMs = 100;
 
 class DesktopProgress : public Progress {
   public:
-    DesktopProgress(QWidget* parent, const QString& label, uint64_t total)
-        : label_(label),
-          box_(label, QObject::tr("Cancel"), 0, progressSteps, parent),
+    DesktopProgress(QWidget* parent, std::string_view label, uint64_t total)
+        : name_(label),
+          label_(ToQString(label)),
+          box_(label_, QObject::tr("Cancel"), 0, progressSteps, parent),
           total_(std::max<uint64_t>(1, total)) {
         box_.setWindowTitle("Kymora");
         box_.setWindowModality(Qt::ApplicationModal);
@@ -55,6 +56,10 @@ class DesktopProgress : public Progress {
         box_.setValue(step);
         return !box_.wasCanceled();
     }
+    void SetPart(std::string_view part) override {
+        label_ = ToQString(LabelWithPart(name_, part));
+        ShowLabel();
+    }
 
   private:
     // A box that has grown keeps its size.
@@ -62,10 +67,12 @@ class DesktopProgress : public Progress {
         const QString left = ToQString(left_.Text(share));
         if (!box_.isVisible() || left == shownLeft_) return;
         shownLeft_ = left;
-        box_.setLabelText(left.isEmpty() ? label_ : label_ + "\n" + left);
+        ShowLabel();
     }
+    void ShowLabel() { box_.setLabelText(shownLeft_.isEmpty() ? label_ : label_ + "\n" + shownLeft_); }
 
-    const QString label_;
+    const std::string name_;
+    QString label_;  // the name, and which part of it is at hand
     TimeLeft left_;
     QString shownLeft_;
     QProgressDialog box_;
@@ -248,7 +255,7 @@ bool DesktopHost::AcceptFileDetails(const FileDetails& details, bool& skipFromNo
 }
 
 std::unique_ptr<Progress> DesktopHost::StartProgress(std::string_view label, uint64_t total) {
-    return std::make_unique<DesktopProgress>(Parent(), ToQString(label), total);
+    return std::make_unique<DesktopProgress>(Parent(), label, total);
 }
 
 void DesktopHost::Log(std::string_view text) { qCDebug(hostLog).noquote() << ToQString(text).trimmed(); }

@@ -18,6 +18,7 @@ class BatchHost::PartOfFile : public Progress {
         const double share = static_cast<double>(std::min(done, total_)) / static_cast<double>(total_);
         return host_.Update(host_.fileStart_ + static_cast<uint64_t>(share * stepsOfFile));
     }
+    void SetPart(std::string_view part) override { host_.ShowPart(part); }
 
   private:
     BatchHost& host_;
@@ -25,10 +26,14 @@ class BatchHost::PartOfFile : public Progress {
 };
 
 BatchHost::BatchHost(Host& person, std::string_view label, size_t fileCount)
-    : person_(person), progress_(person.StartProgress(label, fileCount * stepsOfFile)) {}
+    : person_(person),
+      progress_(person.StartProgress(label, fileCount * stepsOfFile)),
+      fileCount_(fileCount) {}
 
 bool BatchHost::BeginFile(size_t index) {
     fileStart_ = index * stepsOfFile;
+    file_ = PartText("file", index + 1, fileCount_);
+    ShowPart({});
     return Update(fileStart_);
 }
 
@@ -36,6 +41,9 @@ bool BatchHost::Update(uint64_t step) {
     if (!progress_->Update(step)) cancelled_ = true;
     return !cancelled_;
 }
+
+// Of the file at hand, behind it.
+void BatchHost::ShowPart(std::string_view part) { progress_->SetPart(LabelWithPart(file_, part)); }
 
 void BatchHost::Message(std::string_view text, std::string_view) { messages_.emplace_back(text); }
 

@@ -40,9 +40,12 @@ class BatchHost : public Host {
   private:
     class PartOfFile;
     bool Update(uint64_t step);
+    void ShowPart(std::string_view part);
 
     Host& person_;
     std::unique_ptr<Progress> progress_;
+    const size_t fileCount_;
+    std::string file_;  // "file 2 of 9"
     uint64_t fileStart_ = 0;
     bool cancelled_ = false;
     std::vector<std::string> messages_;

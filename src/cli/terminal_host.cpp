@@ -33,7 +33,11 @@ void ClearBar() {
 class TerminalProgress : public Progress {
   public:
     TerminalProgress(std::string_view label, uint64_t total, bool shown)
-        : label_(TerminalLine(label)), total_(total), shown_(shown), next_(Clock::now() + patience) {}
+        : name_(TerminalLine(label)),
+          label_(name_),
+          total_(total),
+          shown_(shown),
+          next_(Clock::now() + patience) {}
     ~TerminalProgress() override {
         if (shown_) ClearBar();
     }
@@ -41,6 +45,7 @@ class TerminalProgress : public Progress {
         if (shown_ && Clock::now() >= next_) Draw(done);
         return !WasInterrupted();
     }
+    void SetPart(std::string_view part) override { label_ = LabelWithPart(name_, part); }
 
   private:
     void Draw(uint64_t done) {
@@ -57,7 +62,8 @@ class TerminalProgress : public Progress {
         barOnScreen = true;
     }
 
-    std::string label_;
+    const std::string name_;
+    std::string label_;  // the name, and which part of it is at hand
     TimeLeft left_;
     uint64_t total_;
     bool shown_;

@@ -144,6 +144,7 @@ struct CEventThreshold::Job : EventJob {
             if (measures) Measure(samples, context, i);
             if (!progress)
                 progress.emplace(context, title, static_cast<uint64_t>(EventJob::Samples()), samplesAtOnce);
+            progress->AtTrace(i + 1, found.size());
             Detect(samples, region, ThresholdDetector(rule, region.first), *progress, found[i]);
             levels.push_back(rule.levels);
         }

@@ -18,6 +18,10 @@ class CopyProgress {
         progress_ = doc.GetHost().StartProgress("Writing", samples);
         doc.BeginCopy(progress_.get());
     }
+    void AtTrace(int trace) const {
+        progress_->SetPart(
+            PartText("trace", static_cast<size_t>(trace) + 1, static_cast<size_t>(doc_.traceCount)));
+    }
     ~CopyProgress() { doc_.BeginCopy(nullptr); }
     CopyProgress(const CopyProgress&) = delete;
     CopyProgress& operator=(const CopyProgress&) = delete;
@@ -100,7 +104,10 @@ void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int versi
     TellJournalSetAside(doc.GetSession(), path);
     WriteFileAtomically(doc.GetSession().files, path, [&](CArchive& archive) {
         WriteHead(archive, doc, version);
-        for (int t = 0; t < doc.traceCount; ++t) doc.WriteTraceData(archive, t);
+        for (int t = 0; t < doc.traceCount; ++t) {
+            progress.AtTrace(t);
+            doc.WriteTraceData(archive, t);
+        }
         WriteTail(archive, doc, doc.fileComment, {}, version);
     });
     // An interrupted save of the file that stood here is none of the new one's concern.

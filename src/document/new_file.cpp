@@ -186,8 +186,10 @@ void WriteAverageFile(Session& session, const AverageSettings& settings, const s
         WriteHead(archive, doc);
         ProgressScope progress(session.host, "Averaging",
                                static_cast<uint64_t>(doc.traceCount * doc.GetLength()));
-        for (size_t i = 0; i < settings.traces.size(); ++i)
+        for (size_t i = 0; i < settings.traces.size(); ++i) {
+            progress.AtTrace(i + 1, settings.traces.size());
             WriteMeanOfTrace(archive, settings, settings.traces[i], doc.traces[i], progress);
+        }
         WriteTail(archive, doc, doc.fileComment);
     });
 }

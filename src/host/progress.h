@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace kymora {
@@ -14,7 +15,20 @@ class Progress {
     virtual ~Progress() = default;
     // Reports that `done` of the total are done; false asks the operation to stop.
     virtual bool Update(uint64_t done) = 0;
+    // Which part of the work is at hand, told behind its label: "trace 2 of 16". Empty at first.
+    virtual void SetPart(std::string_view) {}
 };
+
+// "trace 2 of 16"; empty where there is one alone.
+inline std::string PartText(std::string_view kind, size_t number, size_t count) {
+    if (count <= 1) return {};
+    return std::string(kind) + " " + std::to_string(number) + " of " + std::to_string(count);
+}
+
+// The label of a progress with the part behind it.
+inline std::string LabelWithPart(std::string_view label, std::string_view part) {
+    return std::string(label) + (part.empty() || label.empty() ? "" : ", ") + std::string(part);
+}
 
 // Whoever shows progress: a host, or what watches a job on another thread.
 class ProgressSource {
@@ -45,6 +59,10 @@ class ProgressScope {
         if (!GoesOn(done)) throw Cancelled();
     }
     void Step(uint64_t more) { At(done_ + more); }
+    // The `number`-th of `count` traces is at hand.
+    void AtTrace(size_t number, size_t count) {
+        if (progress_) progress_->SetPart(PartText("trace", number, count));
+    }
     // For what asks by itself; null where nothing is shown.
     Progress* Get() const { return progress_.get(); }
 

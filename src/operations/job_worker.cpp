@@ -43,9 +43,7 @@ class JobWorker::Context : public JobContext {
   public:
     explicit Context(JobWorker& worker) : worker_(worker) {}
     std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override {
-        const std::lock_guard lock(worker_.mutex_);
-        worker_.state_ = {std::string(label), 0, total};
-        return std::make_unique<Bar>(worker_);
+        return std::make_unique<Bar>(worker_, State{std::string(label), {}, 0, total});
     }
     void Warn(std::string_view words) override {
         if (worker_.stop_) throw Cancelled();
@@ -56,15 +54,26 @@ class JobWorker::Context : public JobContext {
   private:
     class Bar : public Progress {
       public:
-        explicit Bar(JobWorker& worker) : worker_(worker) {}
+        Bar(JobWorker& worker, State begin) : worker_(worker), state_(std::move(begin)) { Show(); }
         bool Update(uint64_t done) override {
-            const std::lock_guard lock(worker_.mutex_);
-            worker_.state_.done = done;
+            state_.done = done;
+            Show();
             return !worker_.stop_;
+        }
+        void SetPart(std::string_view part) override {
+            state_.part = part;
+            Show();
         }
 
       private:
+        // All of it: another bar may have been shown meanwhile.
+        void Show() {
+            const std::lock_guard lock(worker_.mutex_);
+            worker_.state_ = state_;
+        }
+
         JobWorker& worker_;
+        State state_;
     };
     JobWorker& worker_;
 };

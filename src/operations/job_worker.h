@@ -47,6 +47,7 @@ class JobWorker {
 
     struct State {
         std::string label;  // empty until the job has begun to count
+        std::string part;   // which part is at hand, if it has several
         uint64_t done = 0, total = 0;
     };
     State Now() const;

@@ -10,6 +10,7 @@ class RemoteHost::CountedProgress : public Progress {
     }
     ~CountedProgress() override { --running_; }
     bool Update(uint64_t done) override { return shown_->Update(done); }
+    void SetPart(std::string_view part) override { shown_->SetPart(part); }
 
   private:
     int& running_;

@@ -111,8 +111,17 @@ class CDataTransform::Meter : public Progress {
     Meter(CDataDoc& doc, uint64_t total) : doc_(doc), total_(total) { Show(); }
     ~Meter() override { doc_.BeginCopy(nullptr); }
 
-    void Show() { progress_ = doc_.GetHost().StartProgress("Transforming", total_); }
+    void Show() {
+        progress_ = doc_.GetHost().StartProgress("Transforming", total_);
+        progress_->SetPart(part_);
+    }
     void Hide() { progress_.reset(); }
+
+    // The trace at hand; a kernel may yet ask for a progress of its own.
+    void AtTrace(int trace) {
+        part_ = PartText("trace", static_cast<size_t>(trace) + 1, static_cast<size_t>(doc_.traceCount));
+        if (progress_) progress_->SetPart(part_);
+    }
 
     // What is done from here on counts behind what is done now.
     void Begin() { start_ = done_; }
@@ -145,6 +154,7 @@ class CDataTransform::Meter : public Progress {
     uint64_t total_;
     uint64_t start_ = 0, done_ = 0;
     int64_t unpolled_ = 0;
+    std::string part_;
     std::unique_ptr<Progress> progress_;
 };
 
@@ -191,6 +201,7 @@ bool CDataTransform::WriteTraces(CArchive& archive, const Flags& flags, CTransfo
     bool done = true;
     for (int t = 0; t < doc_.traceCount && done; ++t) {
         const bool isChosen = flags[static_cast<size_t>(t)] != 0;
+        meter_->AtTrace(t);
         if (!isChosen || adds) CopyTrace(archive, t);
         if (isChosen) done = TransformTrace(archive, t, dialog);
     }

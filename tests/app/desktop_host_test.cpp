@@ -106,6 +106,8 @@ TEST(DesktopHost, ProgressAppearsOnlyAfterAWhileAndCanBeCancelled) {
     EXPECT_EQ(box->minimumDuration(), 300);
     EXPECT_TRUE(progress->Update(5000000000u));
     EXPECT_EQ(box->value(), 500);
+    progress->SetPart("trace 2 of 9");
+    EXPECT_EQ(box->labelText(), "Reading data, trace 2 of 9");
     box->cancel();
     EXPECT_FALSE(progress->Update(5000000001u));
 }

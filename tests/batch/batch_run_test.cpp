@@ -99,6 +99,7 @@ TEST_F(BatchRunTest, NativeFilesInPlaceAndForeignOnesBeside) {
     EXPECT_EQ(errors, "");
     EXPECT_TRUE(host.WasSilent());
     ASSERT_EQ(host.progress.size(), 1u) << "one box for all";
+    EXPECT_EQ(host.progress[0].parts.front(), "file 1 of 3");
     EXPECT_TRUE(host.progress[0].closed);
     EXPECT_EQ(OpenDocument(session, "/a.kymr-dat")->historyLog.find("Test operation\r\n"), 0u);
 }
@@ -176,6 +177,7 @@ TEST_F(BatchRunTest, CancelEndsTheBatchBetweenAndWithinFiles) {
     uint64_t last = 0;
     duringRun = [&](CDataDoc& doc) {
         const auto progress = doc.GetHost().StartProgress("Detecting", 8);
+        progress->SetPart("trace 1 of 4");
         for (uint64_t done = 0; done <= 8; ++done) {
             last = done;
             if (!progress->Update(done)) return false;
@@ -183,6 +185,7 @@ TEST_F(BatchRunTest, CancelEndsTheBatchBetweenAndWithinFiles) {
         return true;
     };
     EXPECT_EQ(Run({"/b.kymr-dat", "/a.kymr-dat", "/c.edf"}), 1u);
+    EXPECT_EQ(host.progress[0].parts.back(), "file 2 of 3, trace 1 of 4");
     EXPECT_TRUE(report.wasCancelled);
     EXPECT_EQ(last, 2u);
     EXPECT_EQ(host.progress.size(), 1u) << "the work on a file moves the one bar";

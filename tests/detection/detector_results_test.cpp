@@ -67,5 +67,21 @@ TEST(DetectorRuns, OverLongDataStopWhenTheyAreCancelled) {
     }
 }
 
+TEST(DetectorRuns, OverAllTracesTellWhichOneIsAtHand) {
+    TestHost host;
+    MemoryFileSystem files;
+    Session session(host, files);
+    const auto doc =
+        MemoryDoc::Generate(session, 2, 2'600'000, [](int, int64_t i) { return static_cast<float>(i % 7); });
+    const auto block = FindOperation("CEventThreshold")->make();
+    block->CheckChangeDoc(doc.get());
+    ParamList params = block->Params();
+    for (const auto& [key, value] : {std::pair{"onPos", "100"}, {"allTraces", "1"}})
+        ASSERT_EQ(params.Find(key)->SetFromText(value), "");
+    ASSERT_TRUE(block->Run());
+    ASSERT_EQ(host.progress.size(), 1u);
+    EXPECT_EQ(host.progress[0].parts, (std::vector<std::string>{"trace 1 of 2", "trace 2 of 2"}));
+}
+
 }  // namespace
 }  // namespace kymora::test

@@ -236,6 +236,7 @@ TEST_F(FloatDocHeader, CopiesSamplesInPiecesThatCanBeCancelled) {
     ASSERT_TRUE(source);
     WriteNativeFile(*source, "/copy.kymr-dat");
     EXPECT_EQ(host.progress.back().updates, (std::vector<uint64_t>{2'097'152, 2'500'000, 2'500'003}));
+    EXPECT_EQ(host.progress.back().parts, (std::vector<std::string>{"trace 1 of 2", "trace 2 of 2"}));
     CFloatDoc copy(session);
     ASSERT_TRUE(copy.OnOpenDocument("/copy.kymr-dat"));
     const auto samples = SamplesOf(copy, 0);

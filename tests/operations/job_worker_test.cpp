@@ -193,6 +193,28 @@ TEST_F(JobWorkerTest, CancellingAndFailuresLeaveEverythingAsItWas) {
     const JobWorker worker(*doc, *job, *JobWorker::SourceOf(*doc));
 }
 
+// After a piece of work with a progress of its own, that of the whole is shown again.
+TEST_F(JobWorkerTest, TheProgressAtWorkIsShownWithItsPart) {
+    TestOperation operation;
+    operation.CheckChangeDoc(doc.get());
+    std::atomic<bool> isSeen = false;
+    operation.during = [&](SampleReader&, JobContext& context) {
+        ProgressScope whole(context, "Detecting", 10);
+        whole.AtTrace(1, 2);
+        ProgressScope(context, "Searching", 100).At(70);
+        whole.AtTrace(2, 2);
+        whole.At(5);
+        while (!isSeen) std::this_thread::yield();
+    };
+    EXPECT_TRUE(RunApart(operation, [&](JobWorker& worker) {
+        while (worker.Now().done != 5) std::this_thread::yield();
+        const JobWorker::State state = worker.Now();
+        isSeen = true;
+        EXPECT_EQ(LabelWithPart(state.label, state.part), "Detecting, trace 2 of 2");
+        EXPECT_EQ(state.total, 10u);
+    }));
+}
+
 TEST_F(JobWorkerTest, WhereTheFileCannotBeOpenedAgainItIsDoneHere) {
     const auto ran = std::make_shared<std::thread::id>();
     TestOperation operation;

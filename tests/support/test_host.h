@@ -27,6 +27,7 @@ struct ProgressRecord {
     std::vector<uint64_t> updates;
     bool cancelled = false;
     bool closed = false;
+    std::vector<std::string> parts;  // which were at hand, one after the other
 };
 
 class TestHost : public Host {
@@ -49,6 +50,7 @@ class TestHost : public Host {
     std::deque<bool> nextNoticeAnswers;  // of Notice, in turn; `noticeAnswer` when they are used up
     bool noticeAnswer = true;
     std::optional<std::filesystem::path> saveFile;     // of ChooseSaveFile; nothing cancels
+    std::function<void()> whileChoosing;               // happens while ChooseSaveFile stands
     std::vector<std::filesystem::path> openFiles;      // of ChooseOpenFiles
     std::deque<std::function<bool(Form&)>> fillForms;  // of AskForm, in turn: fill in, and accept or cancel
     std::map<std::string, std::vector<std::byte>, std::less<>> clipboard;  // by format; what was copied, too
@@ -72,6 +74,7 @@ class TestHost : public Host {
     }
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override {
         fileRequests.push_back(request);
+        if (whileChoosing) whileChoosing();
         return saveFile;
     }
     std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest& request) override {
@@ -110,7 +113,7 @@ class TestHost : public Host {
         return acceptDetails;
     }
     std::unique_ptr<Progress> StartProgress(std::string_view label, uint64_t total) override {
-        progress.push_back({std::string(label), total, {}, false, false});
+        progress.push_back({std::string(label), total, {}, false, false, {}});
         return std::make_unique<RecordingProgress>(*this, progress.back());
     }
     void Log(std::string_view text) override { log.emplace_back(text); }
@@ -151,6 +154,7 @@ class TestHost : public Host {
             if (host_.cancelAtDone && done >= *host_.cancelAtDone) record_.cancelled = true;
             return !record_.cancelled;
         }
+        void SetPart(std::string_view part) override { record_.parts.emplace_back(part); }
 
       private:
         const TestHost& host_;

@@ -75,7 +75,11 @@ TEST_F(TransformFileTest, AddsResultsBehindTheirTracesAndMovesWhatFollows) {
     COpposite dialog;
     dialog.m_strTraceList = "1,3";
     dialog.m_bNewFile = true;
+    host.progress.clear();
     ASSERT_TRUE(Run(*doc, dialog).isDone);
+    ASSERT_FALSE(host.progress.empty());
+    EXPECT_EQ(host.progress[0].parts,
+              (std::vector<std::string>{"", "trace 1 of 3", "trace 2 of 3", "trace 3 of 3"}));
     const auto made = Opened();
     ASSERT_TRUE(made);
     ASSERT_EQ(made->traceCount, 5);

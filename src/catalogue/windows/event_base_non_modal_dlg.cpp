@@ -185,7 +185,8 @@ void CEventBaseNonModalDlg::ShowProgress() {
     bar_->setRange(0, state.label.empty() ? 0 : progressSteps);
     bar_->setValue(static_cast<int>(std::min(share, 1.0) * progressSteps));
     const QString left = ToQString(left_.Text(share));
-    bar_->setFormat(ToQString(state.label) + " %p%" + (left.isEmpty() ? "" : ", " + left));
+    bar_->setFormat(ToQString(LabelWithPart(state.label, state.part)) + " %p%" +
+                    (left.isEmpty() ? "" : ", " + left));
 }
 
 // What was found is written here, which takes its time where it is much.
