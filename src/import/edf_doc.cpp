@@ -1,12 +1,11 @@
 #include "import/edf_doc.h"
 
-#include <cstdio>
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
@@ -277,7 +276,6 @@ void CEDFDoc::FoldStoredStretches(int trace, std::span<const FoldStretch> stretc
     }
 }
 
-// The choice as a list of numbers from 1 over the signals that are no annotations.
 std::optional<double> CEDFDoc::GetStartClock() const {
     int hours = 0, minutes = 0, seconds = 0;
     char after = 0;
@@ -289,6 +287,7 @@ std::optional<double> CEDFDoc::GetStartClock() const {
     return isTime ? std::optional(1000.0 * (3600.0 * hours + 60.0 * minutes + seconds)) : std::nullopt;
 }
 
+// The choice as a list of numbers from 1 over the signals that are no annotations.
 Reopening CEDFDoc::ToReopen() const {
     Reopening again = CDataDoc::ToReopen();
     std::string list;
