@@ -4,12 +4,31 @@
 #include <QCloseEvent>
 #include <QScreen>
 #include <QTabBar>
+#include <algorithm>
 
 #include "app/main_frame.h"
 #include "catalogue/windows/operation_window.h"
 #include "widgets/text.h"
 
 namespace kymora {
+
+QRect HeldToScreens(const QRect& place) {
+    if (!place.isValid()) return {};
+    QRect room;
+    qint64 most = 0;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        const QRect seen = screen->availableGeometry() & place;
+        const qint64 area = seen.isEmpty() ? 0 : qint64{seen.width()} * seen.height();
+        if (area <= most) continue;
+        most = area;
+        room = screen->availableGeometry();
+    }
+    if (most == 0) return {};
+    const QSize size = place.size().boundedTo(room.size());
+    return {QPoint(std::clamp(place.left(), room.left(), room.right() + 1 - size.width()),
+                   std::clamp(place.top(), room.top(), room.bottom() + 1 - size.height())),
+            size};
+}
 
 OperationDock::OperationDock(CMainFrame& frame, OperationWindow& window, const PanelPlace& place, int width)
     : QDockWidget(&frame), frame_(frame), window_(&window), floating_(place.floating) {
@@ -33,7 +52,8 @@ OperationDock::OperationDock(CMainFrame& frame, OperationWindow& window, const P
 void OperationDock::JoinOthers(Qt::DockWidgetArea area, int width) {
     QDockWidget* other = nullptr;
     for (auto* dock : frame_.findChildren<OperationDock*>(Qt::FindDirectChildrenOnly))
-        if (dock != this && !dock->isFloating() && frame_.dockWidgetArea(dock) == area) other = dock;
+        if (dock != this && !dock->isFloating() && !dock->isHidden() && frame_.dockWidgetArea(dock) == area)
+            other = dock;
     if (other) return frame_.tabifyDockWidget(other, this);
     frame_.addDockWidget(area, this);
     frame_.resizeDocks({this}, {width}, Qt::Horizontal);
@@ -45,11 +65,10 @@ void OperationDock::TakeShape(bool floats) {
     window_->SetDocked(!floats);
     ShowTitle();
     if (!floats) return;
-    const QRect room = screen()->availableGeometry();
-    const bool isKnown = !floating_.isNull() && room.intersects(floating_);
-    const QSize size = isKnown ? floating_.size() : sizeHint();
-    resize(size.boundedTo(room.size() * 9 / 10));
-    if (isKnown) move(floating_.topLeft());
+    const QRect known = HeldToScreens(floating_);
+    if (known.isNull()) return resize(sizeHint().boundedTo(screen()->availableSize() * 9 / 10));
+    resize(known.size());
+    move(known.topLeft());
 }
 
 // Beside the recording it need not say which one that is, and tabs are short.

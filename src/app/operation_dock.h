@@ -17,6 +17,10 @@ struct PanelPlace {
     QRect floating;  // the frame of the floating panel; null until it has floated
 };
 
+// A place where a window stood, moved and made smaller until all of it can be seen on one of the screens that
+// there are now. Null where it was on none of them.
+QRect HeldToScreens(const QRect& place);
+
 class OperationDock : public QDockWidget {
     Q_OBJECT
 

@@ -37,9 +37,11 @@ OperationWindows::OperationWindows(CMainFrame& frame)
     compare_.setSingleShot(true);
     compare_.setInterval(compareAfterMs);
     connect(&compare_, &QTimer::timeout, this, &OperationWindows::CompareView);
+    connect(qApp, &QApplication::focusChanged, this, &OperationWindows::OnFocus);
 }
 
 OperationWindows::~OperationWindows() {
+    qApp->disconnect(this);
     for (OperationWindow* window : Windows()) {
         window->disconnect(this);
         OperationDock* panel = PanelOf(*window);
@@ -92,9 +94,11 @@ OperationWindow* OperationWindows::Open(const OperationEntry& entry) {
 void OperationWindows::ShowIn(const std::string& name, OperationWindow& window) {
     if (!window.isModal()) return Dock(name, window);
     const auto place = places_.find(name);
-    if (place == places_.end() || !window.screen()->availableGeometry().intersects(place->second)) return;
-    window.move(place->second.topLeft());
-    window.resize(place->second.size());
+    if (place == places_.end()) return;
+    const QRect held = HeldToScreens(place->second);
+    if (held.isNull()) return;
+    window.move(held.topLeft());
+    window.resize(held.size());
 }
 
 // --- panels ---
@@ -154,6 +158,15 @@ void OperationWindows::BringToFront(OperationWindow* window) {
     for (OperationWindow* other : Windows())
         if (other != window) other->SetInFront(false);
     if (window) window->SetInFront(true);
+}
+
+// Of panels that stand side by side, the one that the user goes to comes to the front.
+void OperationWindows::OnFocus(const QWidget*, const QWidget* now) {
+    // One that is just closing hands the keyboard on by itself.
+    if (front_ && !front_->isVisible()) return;
+    for (const QWidget* at = now; at; at = at->parentWidget())
+        if (const auto* panel = qobject_cast<const OperationDock*>(at); panel && panel->Window())
+            return BringToFront(panel->Window());
 }
 
 void OperationWindows::GiveKeysToView() {

@@ -69,6 +69,7 @@ class OperationWindows : public QObject {
     OperationWindow* FrontCandidate() const;
     OperationDock* PanelOf(const OperationWindow& window) const;
     std::vector<OperationDock*> ShownPanels() const;
+    void OnFocus(const QWidget* before, const QWidget* now);
     void GiveKeysToView();
     void CompareView();
     void OnDocumentChanged(UpdateHint hint);

@@ -45,6 +45,7 @@ FormDialog::FormDialog(Form& form, QWidget* parent) : QDialog(parent), form_(for
 
     area_ = new ContentArea;
     area_->setFrameShape(QFrame::NoFrame);
+    area_->setAccessibleName(windowTitle());
     area_->setWidgetResizable(true);
     area_->setWidget(content);
     fault_ = new QLabel(this);
@@ -137,8 +138,10 @@ void FormDialog::FitToScreen() {
     const QSize most(static_cast<int>(available.width() * widestPart),
                      static_cast<int>(available.height() * highestPart));
     const QSize wanted = sizeHint();
-    // A scroll bar takes room from the content.
-    const int bar = wanted.height() > most.height() ? area_->verticalScrollBar()->sizeHint().width() : 0;
+    // A scroll bar takes room from the content, and what scrolls can be scrolled by keys.
+    const bool scrolls = wanted.height() > most.height();
+    area_->setFocusPolicy(scrolls ? Qt::StrongFocus : Qt::NoFocus);
+    const int bar = scrolls ? area_->verticalScrollBar()->sizeHint().width() : 0;
     resize((wanted + QSize(bar, 0)).expandedTo(isVisible() ? size() : QSize()).boundedTo(most));
 }
 

@@ -8,6 +8,7 @@
 #include "frame_fixture.h"
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
+#include "widgets/form_dialog.h"
 
 namespace kymora::test {
 namespace {
@@ -222,6 +223,45 @@ TEST_F(PanelsTest, ComeBackWhereTheyWereAlsoInTheNextRun) {
     frame->OperationDialogs().RestoreState({{"width", "wide"}, {"panels", 3}});
 }
 
+// A screen that is not there any more, or a smaller one, hides nothing.
+TEST_F(PanelsTest, PlacesAreHeldToTheScreens) {
+    const QRect room = frame->screen()->availableGeometry();
+    const int right = room.right() + 1, bottom = room.bottom() + 1;
+    const std::pair<QRect, QRect> places[] = {
+        {{room.left() + 30, room.top() + 40, 300, 200}, {room.left() + 30, room.top() + 40, 300, 200}},
+        {{right - 20, bottom - 20, 300, 200}, {right - 300, bottom - 200, 300, 200}},
+        {{room.left() - 100, room.top() - 150, 300, 200}, {room.left(), room.top(), 300, 200}},
+        {{room.left() - 100, room.top() + 10, room.width() * 2, 200},
+         {room.left(), room.top() + 10, room.width(), 200}},
+        {{right + 5000, room.top(), 300, 200}, {}},
+        {{}, {}},
+        {{10, 10, -300, -200}, {}},
+    };
+    for (const auto& [place, held] : places) EXPECT_EQ(HeldToScreens(place), held) << place.x();
+}
+
+TEST_F(PanelsTest, TheOneTheUserGoesToHasItsLinesWhereSeveralAreSeen) {
+    CChildFrame& child = OpenOne();
+    OperationDock* threshold = PanelOf("event-threshold");
+    frame->addDockWidget(Qt::LeftDockWidgetArea, threshold);
+    OperationDock* outliers = PanelOf("detect-spikes");
+    QApplication::processEvents();
+    ASSERT_FALSE(threshold->visibleRegion().isEmpty());
+    const auto hasLevel = [&] {
+        return std::ranges::any_of(child.View().Plot().guides,
+                                   [](const ViewGuide& guide) { return guide.parameter == "onPos"; });
+    };
+    for (OperationDock* panel : {threshold, outliers, threshold}) {
+        panel->Window()->FocusFirst();
+        EXPECT_EQ(hasLevel(), panel == threshold);
+    }
+    child.Widget().setFocus();
+    EXPECT_TRUE(hasLevel()) << "it stays while the user works in the recording";
+    QTest::keyClick(threshold->Window()->findChild<QWidget*>("close"), Qt::Key_Space);
+    Settle();
+    EXPECT_FALSE(hasLevel());
+}
+
 TEST_F(PanelsTest, TheOneInFrontHasItsLinesAndTheKeyboardGoesRound) {
     CChildFrame& child = OpenOne();
     OperationDock* threshold = PanelOf("event-threshold");
@@ -268,6 +308,13 @@ TEST_F(PanelsTest, ShowsLiveWhatItWouldFind) {
     for (const CEventKM& event : child.Document().eventChannels[1].Events())
         written.emplace_back(event.onPosition, event.offPosition);
     EXPECT_EQ(spans, written);
+    // A box that stands when it is to look puts the look off.
+    ASSERT_EQ(Set(block, "onPos", "450"), "");
+    panel->Window()->Refresh();
+    host.whileChoosing = [] { QTest::qWait(200); };
+    panel->Window()->findChild<QPushButton*>("save")->click();
+    QTest::qWait(300);
+    EXPECT_EQ(ahead->text(), "Would find 2 events in view");
     child.View().ChangeViewport({1000.0, 6000.0});
     child.Widget().Invalidate();
     QTest::qWait(300);
@@ -277,24 +324,57 @@ TEST_F(PanelsTest, ShowsLiveWhatItWouldFind) {
 }
 
 // What reads the screen aloud has a name for whatever takes the keyboard.
+std::set<std::string> NamelessIn(const QWidget& window, const std::string& of) {
+    std::set<std::string> nameless;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
+        const bool isStop = (widget->focusPolicy() & Qt::TabFocus) && !widget->focusProxy();
+        if (!isStop || !widget->isVisibleTo(&window)) continue;
+        const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(widget);
+        if (read && read->text(QAccessible::Name).isEmpty())
+            nameless.insert(of + ": " + widget->metaObject()->className() + " " +
+                            widget->objectName().toStdString());
+    }
+    return nameless;
+}
+
+TEST_F(PanelsTest, EveryControlOfAFormHasAName) {
+    CChildFrame& child = OpenOne();
+    for (const int channel : {0, 1})
+        for (const int on : {100, 200, 300}) child.Document().AddEvent(channel, {on, on + 10});
+    child.View().DatumLines().AddVertLine(100);
+    std::set<std::string> nameless;
+    const auto look = [&](Form& form) {
+        const FormDialog dialog(form);
+        nameless.merge(NamelessIn(dialog, form.title));
+        return false;
+    };
+    const auto press = [&](const std::function<void()>& asks) {
+        host.fillForms = {look, look, look};
+        asks();
+        QApplication::processEvents();
+    };
+    for (QAction* action : frame->findChildren<QAction*>()) {
+        const QString id = action->objectName();
+        const bool isOfDesktop = id == "print" || id == "help-find-command";
+        if (!action->text().contains("...") || !action->isEnabled() || isOfDesktop) continue;
+        press([&] { action->trigger(); });
+    }
+    press([&] { PanelOf("event-threshold")->Window()->findChild<QPushButton*>("batch")->click(); });
+    host.fillForms.clear();
+    EXPECT_EQ(nameless, std::set<std::string>());
+    const std::set<std::string> titles(host.forms.begin(), host.forms.end());
+    EXPECT_TRUE(titles.contains("Batch process"));
+    EXPECT_GE(titles.size(), 20u);
+}
+
 TEST_F(PanelsTest, EveryControlHasAName) {
     OpenOne();
-    std::set<std::string> nameless;
-    const auto look = [&](const QWidget& window, const std::string& of) {
-        for (QWidget* widget : window.findChildren<QWidget*>()) {
-            if (!(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisibleTo(&window)) continue;
-            const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(widget);
-            if (read && read->text(QAccessible::Name).isEmpty())
-                nameless.insert(of + ": " + widget->metaObject()->className() + " " +
-                                widget->objectName().toStdString());
-        }
-    };
-    look(*frame, "frame");
+    std::set<std::string> nameless = NamelessIn(*frame, "frame");
     for (const OperationEntry& entry : EntriesOf(Operations())) {
         frame->RunCommandById(entry.Id());
         OperationWindow* window = frame->OperationDialogs().Find(entry.operation->className);
         ASSERT_NE(window, nullptr);
-        look(*window, entry.Id());
+        nameless.merge(NamelessIn(*window, entry.Id()));
         window->close();
         Settle();
     }

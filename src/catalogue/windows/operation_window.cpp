@@ -442,10 +442,14 @@ void OperationWindow::PressAction(const QString& key) {
     });
 }
 
+// What happened while the box stood is shown after it, and looked at anew.
 void OperationWindow::Save() {
     if (IsBusy()) return;
-    Busy busy(*this);
-    AskSaveConfig(session_, *block_);
+    {
+        Busy busy(*this);
+        AskSaveConfig(session_, *block_);
+    }
+    Refresh();
 }
 
 void OperationWindow::TakeLoaded() {
@@ -459,7 +463,7 @@ void OperationWindow::Load() {
         Busy busy(*this);
         return AskLoadConfig(session_, *block_);
     }();
-    if (isLoaded) TakeLoaded();
+    isLoaded ? TakeLoaded() : Refresh();
 }
 
 bool OperationWindow::LoadConfigFile(const std::filesystem::path& path) {
