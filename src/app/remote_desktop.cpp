@@ -162,7 +162,12 @@ void DesktopRemote::Resize(Extent size) {
 }
 
 std::vector<std::byte> DesktopRemote::Picture(int index) {
-    return PngOf(index < 0 ? static_cast<QWidget&>(frame_) : Widget(index));
+    if (index < 0) return PngOf(frame_);
+    ViewWidget& widget = Widget(index);
+    widget.SetShowsFocus(false);
+    std::vector<std::byte> picture = PngOf(widget);
+    widget.SetShowsFocus(true);
+    return picture;
 }
 
 CBatchBaseDlg& DesktopRemote::OpenOperation(const Operation& operation) {

@@ -78,6 +78,9 @@ QIcon DrawnIcon(const Shape& shape) {
 
 // The style makes the frames of check boxes and buttons of choices from the colour of the window, darker: on
 // a dark window they, and with them an empty box, could hardly be seen.
+//
+// What has the keyboard has a ring around it, however it came to it: the style's is pale, and is not drawn at
+// all around what got the keyboard by the mouse or with its window.
 class VisibleBoxes : public QProxyStyle {
   public:
     VisibleBoxes() : QProxyStyle("Fusion") {}
@@ -87,8 +90,24 @@ class VisibleBoxes : public QProxyStyle {
         const auto shape = WindowButtonShape(which);
         return shape.empty() ? QProxyStyle::standardIcon(which, option, widget) : DrawnIcon(shape);
     }
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+        QProxyStyle::drawControl(element, option, painter, widget);
+        if (element == CE_PushButton) RingWhereKeysAre(option, painter);
+    }
+    void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
+                            const QWidget* widget) const override {
+        QProxyStyle::drawComplexControl(control, option, painter, widget);
+        if (control == CC_ComboBox || control == CC_SpinBox) RingWhereKeysAre(option, painter);
+    }
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override {
+        if (element == PE_FrameFocusRect) return DrawRing(option, painter);
+        const bool isFrame = element == PE_Frame || element == PE_FrameLineEdit;
+        if (isFrame) {
+            QProxyStyle::drawPrimitive(element, option, painter, widget);
+            return RingWhereKeysAre(option, painter);
+        }
         const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
         if (!isBox || !option) return QProxyStyle::drawPrimitive(element, option, painter, widget);
         QStyleOptionButton box;
@@ -102,18 +121,50 @@ class VisibleBoxes : public QProxyStyle {
         box.palette.setColor(QPalette::Window, frame.lighter(styleDarkens));
         QProxyStyle::drawPrimitive(element, &box, painter, widget);
     }
+
+  private:
+    static void RingWhereKeysAre(const QStyleOption* option, QPainter* painter) {
+        if (option && option->state & State_HasFocus) DrawRing(option, painter);
+    }
+    static void DrawRing(const QStyleOption* option, QPainter* painter) {
+        if (!option) return;
+        constexpr double width = 2.0, corner = 2.5;
+        const bool isChosen = option->state & State_Selected;
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setBrush(Qt::NoBrush);
+        painter->setPen(QPen(FocusColour(option->palette, isChosen), width));
+        const double inner = width / 2.0;
+        painter->drawRoundedRect(QRectF(option->rect).adjusted(inner, inner, -inner, -inner), corner, corner);
+        painter->restore();
+    }
+    // What is chosen has the highlight behind it already.
+    static QColor FocusColour(const QPalette& colours, bool isChosen) {
+        if (isChosen) return colours.color(QPalette::HighlightedText);
+        return colours.color(QPalette::Highlight);
+    }
 };
+
+// Where no desktop brings a style of its own, Qt takes this one.
+bool IsPlainStyle() {
+    const QStyle* style = QApplication::style();
+    return style && style->name().compare("fusion", Qt::CaseInsensitive) == 0;
+}
 
 }  // namespace
 
 void ApplyTheme(Theme theme) {
     if (theme == Theme::system) {
+        if (IsPlainStyle()) QApplication::setStyle(new VisibleBoxes);
         QApplication::setPalette(QPalette());
         return;
     }
+    const QPalette palette = PaletteOf(theme == Theme::dark ? dark : light);
+    // Before the style, too, by which windows that are open draw their buttons anew.
+    QApplication::setPalette(palette);
     // The one style whose colours are all taken from the palette.
     QApplication::setStyle(new VisibleBoxes);
-    QApplication::setPalette(PaletteOf(theme == Theme::dark ? dark : light));
+    QApplication::setPalette(palette);
 }
 
 uint32_t ThemePaper(Theme theme) {

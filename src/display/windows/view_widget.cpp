@@ -33,10 +33,14 @@ constexpr int aroundEditText = 16;
 constexpr int unitGap = 4;
 constexpr double wheelZoom = 1.25;
 
+QColor FocusColour(uint32_t paper) {
+    return ToQColor(IsDarkPaper(paper) ? Rgb(110, 180, 255) : Rgb(47, 111, 176));
+}
+
 // What stands on the paper has its colours, in dark themes too.
 QString StyleOn(uint32_t paper) {
     const uint32_t ink = InkOn(paper);
-    const QString focus = ToQColor(IsDarkPaper(paper) ? Rgb(110, 180, 255) : Rgb(47, 111, 176)).name();
+    const QString focus = FocusColour(paper).name();
     return QString("QLineEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 3px;"
                    " padding: 0 3px; selection-background-color: #2f6fb0; selection-color: white; }"
                    "QLineEdit:focus { border: 1px solid %4; }"
@@ -338,6 +342,9 @@ void ViewWidget::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setClipRegion(event->region());
     painter.drawImage(0, 0, picture_);
+    if (!hasFocus() || !showsFocus_) return;
+    painter.setPen(FocusColour(view_.m_crBackground));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 
 void ViewWidget::PaintPicture() {

@@ -47,6 +47,9 @@ class ViewWidget : public QWidget, public ViewWindow {
     // be deleted when the events under way are over.
     void Release();
 
+    // Whether a frame tells that it has the keyboard: not in a picture of it alone.
+    void SetShowsFocus(bool shows) { showsFocus_ = shows; }
+
     void Invalidate() override;
     void ShowTimes() override;
     void LayoutChanged() override;
@@ -105,6 +108,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     std::optional<uint32_t> paper_;  // that the colours of the edit boxes were made for
     QImage picture_;
     bool pictureIsCurrent_ = false;
+    bool showsFocus_ = true;
     bool accepting_ = false;
     bool isReleased_ = false;
     QString modeStatus_;  // of the mouse mode
