@@ -369,6 +369,7 @@ void CMainFrame::SetTheme(int theme) {
     const uint32_t before = ThemePaper(static_cast<Theme>(session_.options.theme));
     session_.options.theme = theme;
     ApplyTheme(static_cast<Theme>(theme));
+    TakeThemeColours();
     // Plots follow where the user has not given them a colour.
     const uint32_t paper = ThemePaper(static_cast<Theme>(theme));
     if (session_.viewHabits.m_crBackground == before) session_.viewHabits.m_crBackground = paper;

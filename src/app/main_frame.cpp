@@ -52,6 +52,8 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     area->setStackingMode(QStackedLayout::StackAll);
     area->addWidget(mdi_);
     MakeStart();
+    // Hidden as well, it would hold the window at its own least width.
+    start_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
     area->addWidget(start_);
     area->setCurrentWidget(start_);
     column->addLayout(area, 1);
@@ -60,6 +62,7 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     setAnimated(false);
     operations_ = new OperationWindows(*this);
     statusBar()->addWidget(status_, 1);
+    TakeThemeColours();
     MakeCursorTable();
     MakeMenus();
     MakeToolBar();
@@ -74,6 +77,12 @@ CMainFrame::CMainFrame(Session& session, DesktopHost* host, OpenRequest opening)
     resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
     UpdateCommands();
     ShowStart();
+}
+
+// The ground beneath the windows of recordings: it knows of no other theme than that of its making.
+void CMainFrame::TakeThemeColours() {
+    constexpr int darker = 118;  // percent
+    mdi_->setBackground(QApplication::palette().color(QPalette::Window).darker(darker));
 }
 
 CMainFrame::~CMainFrame() {

@@ -141,6 +141,7 @@ class CMainFrame : public QMainWindow {
   private:
     // frame_menus.cpp
     void MakeMenus();
+    void TakeThemeColours();
     QMenu* MenuFor(std::string_view path);
     QAction* AddAction(std::string_view menu, std::string_view label, std::string_view toolTip, bool isFirst);
     void AddCommand(const Command& command);

@@ -60,7 +60,9 @@ bool CKymoraView::OnInitialUpdate(const CKymoraView& active) {
 
 bool CKymoraView::ReadFirstViewport() {
     opened_ = true;
-    eventRows_ = AreRowsUnplaced(doc_, m_fDataArea) ? std::vector<int>() : EventRowChannels(doc_);
+    const std::vector<int> toPlace = RowsToPlace(doc_, m_fDataArea);
+    eventRows_ = EventRowChannels(doc_);
+    std::erase_if(eventRows_, [&](int row) { return std::ranges::binary_search(toPlace, row); });
     PlaceComingRows();
     bins_->Reset();
     drawn_.eventRows.Forget();

@@ -95,6 +95,16 @@ TEST_F(GutterTest, NewRowsStandAboveTheTracesOfAllViews) {
 }
 
 TEST_F(GutterTest, RowsThatAFileHasPlacedStay) {
+    // In a band of their own, rows that would stand on the traces come to it.
+    auto mixed = Ramp(1, 5000);
+    for (const int channel : {0, 1, 9}) mixed->AddEvent(channel, {5, 10});
+    mixed->ResetDefaultPositions();
+    mixed->eventChannels[0].SetDisplayPosition(0.15);
+    mixed->view.dataDisplayFraction = 0.75f;
+    Show(std::move(mixed));
+    EXPECT_EQ(Place(0), 0.15);
+    EXPECT_EQ(Place(1), CDataDoc::DefaultDisplayPosition(1)) << "above the traces already";
+    EXPECT_LT(EventRowY(view->Plot(), 9), view->Plot().layout.traces.top);
     for (const bool isPlaced : {false, true}) {
         auto recording = Ramp(1, 5000);
         for (const int channel : {0, 1}) recording->AddEvent(channel, {5, 10});

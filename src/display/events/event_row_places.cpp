@@ -54,10 +54,15 @@ float RoomBelow(const CDataDoc& doc, const std::vector<int>& rows) {
     return static_cast<float>(1.0 - std::min(end + rowPitch * aroundRows, greatestBand));
 }
 
-bool AreRowsUnplaced(const CDataDoc& doc, float dataArea) {
+std::vector<int> RowsToPlace(const CDataDoc& doc, float dataArea) {
     const std::vector<int> rows = EventRowChannels(doc);
-    return dataArea >= 1.0f &&
-           std::none_of(rows.begin(), rows.end(), [&doc](int channel) { return IsPlaced(doc, channel); });
+    std::vector<int> unplaced = UnplacedOf(doc, rows);
+    if (dataArea >= 1.0f) return unplaced.size() == rows.size() ? unplaced : std::vector<int>();
+    const double band = dataArea > 0.0f ? 1.0 - static_cast<double>(dataArea) : 1.0;
+    std::erase_if(unplaced, [&](int channel) {
+        return doc.eventChannels[static_cast<size_t>(channel)].GetDisplayPosition() < band;
+    });
+    return unplaced;
 }
 
 float PlaceNewRows(CDataDoc& doc, const std::vector<int>& come, float dataArea) {

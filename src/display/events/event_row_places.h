@@ -18,9 +18,9 @@ std::vector<int> UnplacedOf(const CDataDoc& doc, std::vector<int> rows);
 // What is left to the traces below rows that have been placed.
 float RoomBelow(const CDataDoc& doc, const std::vector<int>& rows);
 
-// True for a recording whose rows nobody has placed yet: all stand where channels begin, and the traces have
-// the whole height.
-bool AreRowsUnplaced(const CDataDoc& doc, float dataArea);
+// The rows of a recording that opens which need a place: those at their defaults that would stand on the
+// traces, where the rows have a band of their own, or where no row was ever placed.
+std::vector<int> RowsToPlace(const CDataDoc& doc, float dataArea);
 
 // Gives rows that have come a place of their own above the traces, where they stand on none yet: behind the
 // rows that are there, and where these fill their band, in a larger one, at the traces' cost. The greatest

@@ -25,7 +25,7 @@ constexpr int nameEnd = 6;    // before the plot, or before the axes
 constexpr int namePadding = 3;
 constexpr int leastName = 16;
 constexpr int nameOverlap = 3;  // of lines, whose letters do not fill them
-constexpr int mostName = 90;  // a longer one is cut for the count behind it
+constexpr int mostName = 90;    // a longer one is cut for the count behind it
 constexpr double bandTint = 0.045, bandLine = 0.25, tickShade = 0.4;  // of the ink on the paper
 constexpr uint32_t shadeParts = 8;  // a shade is one part of the colour in so many
 
