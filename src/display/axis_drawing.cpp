@@ -109,7 +109,7 @@ class AxisPainter {
         const int limitWidth = std::max(device_.TextExtent(LimitText(axis_.max)).width,
                                         device_.TextExtent(LimitText(axis_.min)).width);
         const bool meetsLimits = limitsFit && limitRight - limitWidth <= labelLeft + textHeight_;
-        const int along = meetsLimits ? between : band_.Height() + 2 * axis_.gap - 2;
+        const int along = meetsLimits ? between : band_.Height() + 2 * axis_.gap - textHeight_ / 2;
         const bool uprightFits = !HasTicks() && !LimitsFitAcross() && between >= textHeight_ - 3;
         const std::string full = axis_.units.empty() ? axis_.label : axis_.label + " (" + axis_.units + ")";
         const TextStyle style = Style(axis_.labelInk, Horizontal::left, Vertical::centre);

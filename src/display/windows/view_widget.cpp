@@ -309,7 +309,8 @@ void ViewWidget::PlaceEdits() {
     int widest = editWidth;
     for (const QLineEdit* box : {startEdit_, timebaseEdit_, endEdit_})
         widest = std::max(widest, box->fontMetrics().horizontalAdvance(box->text()) + aroundEditText);
-    const int edit = std::min(widest, (plot.Width() - 2 * unitGap - unitWidth) / 3);
+    // The unit stands between the box in the middle and the last one.
+    const int edit = std::min(widest, (plot.Width() - 4 * unitGap - 2 * unitWidth) / 3);
     const int top = plot.bottom + editTop;
     const int middle = (plot.left + plot.right) / 2;
     for (QWidget* widget :
