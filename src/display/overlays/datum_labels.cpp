@@ -109,9 +109,16 @@ void CDatumLines::LayOutVert(DrawDevice& device, int line) {
         if (!label.text.empty())
             width = std::max(width, device.FontExtent(label.text, DatumFont()).width + textGap);
     const int height = device.FontExtent("0", DatumFont()).height;
-    // To the right of the line, or to its left where they would leave the window.
-    const bool fits = VertX(line) + textGap + width <= plot_().layout.width;
-    const int left = fits ? VertX(line) + textGap : VertX(line) - textGap - width;
+    // To the right of the line, or to its left where they would leave the window or lie on those of the next
+    // line and there is room.
+    const int x = VertX(line), column = textGap + width;
+    const auto isClear = [&](int from, int to) {
+        return std::none_of(m_vertX.begin(), m_vertX.end(),
+                            [&](int other) { return other > from && other < to; });
+    };
+    const bool leaves = x + column > plot_().layout.width;
+    const bool yields = !isClear(x, x + column) && isClear(x - column, x) && x - column >= m_rcPlot.left;
+    const int left = !leaves && !yields ? VertX(line) + textGap : VertX(line) - textGap - width;
     PlaceAll(block, -1, 1, [&](const DatumLabel& label, int) {
         const int top = std::min(label.moved.value_or(label.usual), m_rcPlot.bottom - keptBelow);
         return PixelRect{left, top, left + width, top + height};

@@ -229,6 +229,17 @@ TEST_F(DatumTest, LabelsMoveAlongTheirLineAndBack) {
     Run("cursor-reset-labels");
     EXPECT_EQ(PlaceOf(Draw(), "500.00 ms", Ink()), (Point{473, 28}));
 
+    // So they do left of another line that they would lie on, and right where there is no room on either
+    // side.
+    Lines().AddVertLine(500);
+    Draw();
+    EXPECT_EQ(VertLabel(0, 1).rect.right, 467);
+    EXPECT_EQ(VertLabel(1, 1).rect.left, 503);
+    Lines().AddVertLine(450);
+    Draw();
+    EXPECT_EQ(VertLabel(0, 1).rect.left, 473);
+    Lines().DeleteVertLine(2);
+    Lines().DeleteVertLine(1);
     // Near the right end of the window they stand to the left of the line.
     Lines().MoveVertLine(0, 860);
     const DatumLabel& time = (Draw(), VertLabel(0, 1));
