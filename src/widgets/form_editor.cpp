@@ -31,6 +31,7 @@ namespace {
 constexpr int longTextLines = 5;
 constexpr int mostListLines = 12;
 constexpr int leastListLines = 3;
+constexpr int offeredListLines = 18;
 constexpr const char* faultyStyle = "border: 2px solid #d0342c; border-radius: 3px;";
 
 // --- numbers and texts ---
@@ -385,11 +386,22 @@ class KeysToList : public QObject {
     QListWidget* list_;
 };
 
+// A long list scrolls by itself, and leaves what stands below it in sight.
+class ShortList : public QListWidget {
+  public:
+    using QListWidget::QListWidget;
+    QSize sizeHint() const override {
+        const QSize all = QListWidget::sizeHint();
+        const int line = count() > 0 ? sizeHintForRow(0) : LineHeight(*this);
+        return {all.width(), std::min(all.height(), offeredListLines * line + 2 * frameWidth() + 2)};
+    }
+};
+
 class CheckListEditor : public FormEditor {
   public:
     CheckListEditor(const Field& field, QWidget* parent, const Changed& changed)
         : box_(field.hasSearch ? new QWidget(parent) : nullptr),
-          list_(new QListWidget(box_ ? box_ : parent)) {
+          list_(new ShortList(box_ ? box_ : parent)) {
         list_->setUniformItemSizes(true);
         list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
         QObject::connect(list_, &QListWidget::itemChanged, list_, [changed](QListWidgetItem*) { changed(); });
