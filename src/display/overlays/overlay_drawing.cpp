@@ -32,7 +32,7 @@ void DrawMarkers(const PlotContext& context, DrawDevice& device) {
         const std::string_view label = SeenPart(pending->m_strLabel, context.layout.width);
         context.drawn.textSizes.Note(pending->m_strLabel, MarkerFont(),
                                      device.FontExtent(label, MarkerFont()));
-        RimmedText(device, context.TimeToPixel(pending->m_dTime) + markerLabelGap, markerLabelRow, label,
+        RimmedText(device, MarkerLabelRect(context, *pending).left, markerLabelRow, label,
                    StyleOf(ink, MarkerFont()), context.settings.m_crBackground);
     };
     for (const CMarker& marker : markers) {

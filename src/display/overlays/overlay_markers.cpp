@@ -48,9 +48,8 @@ constexpr int mostLabelHeight = 64;  // pixels, whatever font stands in for the 
 
 // Whether a label could cover a column of pixels; no byte of a text is wider than four lines are high.
 bool LabelMayReach(const PlotContext& context, const CMarker& marker, int x) {
-    const int64_t left = context.TimeToPixel(marker.m_dTime) + markerLabelGap;
     const auto most = static_cast<int64_t>(marker.m_strLabel.size()) * 4 * MarkerFont().pixelHeight;
-    return x >= left && x < left + most;
+    return std::abs(x - context.TimeToPixel(marker.m_dTime)) < most + markerLabelGap;
 }
 
 // A sample of the recording stands at its time.
@@ -165,8 +164,12 @@ PixelRect MarkerRect(const PlotContext& context, const CMarker& marker) {
 
 PixelRect MarkerLabelRect(const PlotContext& context, const CMarker& marker) {
     if (marker.m_strLabel.empty()) return {};
-    const int left = context.TimeToPixel(marker.m_dTime) + markerLabelGap;
+    const int x = context.TimeToPixel(marker.m_dTime);
     const Extent size = context.drawn.textSizes.Of(marker.m_strLabel, MarkerFont());
+    // To the left where it would leave the plot and there is room.
+    const bool leaves = x + markerLabelGap + size.width > context.layout.plot.right;
+    const int before = x - markerLabelGap - size.width;
+    const int left = leaves && before >= context.layout.plot.left ? before : x + markerLabelGap;
     return {left, markerLabelRow, left + size.width, markerLabelRow + size.height};
 }
 

@@ -59,7 +59,7 @@ TEST_F(MarkerTest, DrawnAtTheTopOfThePlot) {
     EXPECT_EQ(lines[0].points, (std::vector<Point>{{65, 15}, {75, 15}}));
     EXPECT_EQ(lines[1].points, (std::vector<Point>{{70, 10}, {70, 20}}));
     EXPECT_EQ(lines[2].points, (std::vector<Point>{{865, 15}, {875, 15}}));  // the end counts
-    EXPECT_EQ(device.texts.back().x, 878);
+    EXPECT_EQ(device.texts.back().x, 838);
     EXPECT_EQ(device.texts.back().y, 20);
     EXPECT_TRUE(device.Wrote("first"));
     EXPECT_FALSE(device.Wrote("before") || device.Wrote("behind"));
