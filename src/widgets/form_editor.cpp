@@ -400,8 +400,7 @@ class ShortList : public QListWidget {
 class CheckListEditor : public FormEditor {
   public:
     CheckListEditor(const Field& field, QWidget* parent, const Changed& changed)
-        : box_(field.hasSearch ? new QWidget(parent) : nullptr),
-          list_(new ShortList(box_ ? box_ : parent)) {
+        : box_(field.hasSearch ? new QWidget(parent) : nullptr), list_(new ShortList(box_ ? box_ : parent)) {
         list_->setUniformItemSizes(true);
         list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
         QObject::connect(list_, &QListWidget::itemChanged, list_, [changed](QListWidgetItem*) { changed(); });
