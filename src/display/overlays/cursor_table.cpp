@@ -43,7 +43,7 @@ std::vector<CursorReading> ReadVertical(const PlotContext& context, const std::v
     CDatumLines& lines = *context.cursors;
     std::vector<CursorReading> readings;
     for (int line = 0; line < lines.VertCount(); ++line) {
-        CursorReading reading{line, context.PixelToTime(lines.MovingVertX(line)), {}};
+        CursorReading reading{line, lines.MovingVertTime(line), {}};
         const std::vector<float>& samples = lines.MovingSamples(line);
         for (const int trace : traces)
             reading.values.push_back(static_cast<double>(samples[static_cast<size_t>(trace)]));
@@ -58,9 +58,7 @@ std::vector<CursorReading> ReadHorizontal(const PlotContext& context, const std:
     std::vector<CursorReading> readings;
     for (int line = 0; line < lines.HorzCount(); ++line) {
         CursorReading reading{line, std::numeric_limits<double>::quiet_NaN(), {}};
-        for (const int trace : traces)
-            reading.values.push_back(
-                context.GetValueScale(context.AxisOf(trace)).ToValue(lines.MovingHorzY(line)));
+        for (const int trace : traces) reading.values.push_back(lines.MovingHorzValue(line, trace));
         readings.push_back(std::move(reading));
     }
     std::ranges::stable_sort(readings, std::greater(),

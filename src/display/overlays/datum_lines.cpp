@@ -171,11 +171,22 @@ int CDatumLines::MovingHorzY(int line) const {
     return moves ? m_moving->to : HorzY(line);
 }
 
+double CDatumLines::MovingVertTime(int line) const {
+    const int x = MovingVertX(line);
+    return x == VertX(line) ? GetVertLineTime(line) : plot_().PixelToTime(x);
+}
+
+double CDatumLines::MovingHorzValue(int line, int trace) const {
+    const int y = MovingHorzY(line);
+    if (y == HorzY(line)) return GetHorzLineValue(line, trace);
+    const PlotContext context = plot_();
+    return context.GetValueScale(context.AxisOf(trace)).ToValue(y);
+}
+
 const std::vector<float>& CDatumLines::MovingSamples(int line) {
     DatumLabels& block = *m_vertLabels[static_cast<size_t>(line)];
-    const int x = MovingVertX(line);
-    DatumSamples& samples = x == VertX(line) ? block.samples : block.moving;
-    ReadValues(samples, plot_().PixelToTime(x));
+    DatumSamples& samples = MovingVertX(line) == VertX(line) ? block.samples : block.moving;
+    ReadValues(samples, MovingVertTime(line));
     return samples.values;
 }
 

@@ -136,6 +136,8 @@ class CDatumLines : public CViewAddIn {
     // Coupled lines go along.
     int MovingVertX(int line) const;
     int MovingHorzY(int line) const;
+    double MovingVertTime(int line) const;  // ms
+    double MovingHorzValue(int line, int trace) const;
     // The samples of all traces there.
     const std::vector<float>& MovingSamples(int line);
 

@@ -45,6 +45,20 @@ TEST_F(CursorTableTest, TellsEachCursorAndTheDifferencesInTheOrderOfTime) {
     EXPECT_TRUE(Table().starts_with("Cursor\tTime (s)\t1/time (Hz)\t2\n"));
 }
 
+// Also where the window has got another size, and the pixel of a cursor stands for another time.
+TEST_F(CursorTableTest, TableAndLabelsTellTheSame) {
+    Open();
+    Lines().AddVertLine(401);
+    Lines().AddHorzLine(120);
+    const double time = Lines().GetVertLineTime(0);
+    view->OnSize(613, 401);
+    EXPECT_NE(view->Plot().PixelToTime(Lines().VertX(0)), time) << "a size that tells the two apart";
+    const CursorMeasures measures = MeasureCursors(*view);
+    EXPECT_DOUBLE_EQ(measures.vertical[0].time, time);
+    EXPECT_DOUBLE_EQ(Lines().GetVertLineTime(0), time);
+    EXPECT_DOUBLE_EQ(measures.horizontal[0].values[0], Lines().GetHorzLineValue(0, 0));
+}
+
 TEST_F(CursorTableTest, DifferencesAreBetweenNeighboursOrFromOneCursor) {
     Open();
     for (const double time : {250.0, 500.0, 500.0, 750.0}) Lines().AddVertLine(X(time));
