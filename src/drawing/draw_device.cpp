@@ -41,7 +41,7 @@ uint32_t SeenOn(uint32_t colour, uint32_t paper) {
     uint32_t seen = colour & white;
     // Black is the ink of a light paper, and a dark grey near it.
     const uint32_t grey = seen & 0xFF;
-    if (seen == Rgb(grey, grey, grey) && grey < 128) return Rgb(232 - grey, 232 - grey, 232 - grey);
+    if (seen == Rgb(grey, grey, grey) && grey < 116) return Rgb(232 - grey, 232 - grey, 232 - grey);
     for (int share = 1; share < 10 && (Luminance(seen) + 0.05) / (Luminance(paper) + 0.05) < leastContrast;
          ++share)
         seen = Blend(colour & white, white, 0.1 * share);

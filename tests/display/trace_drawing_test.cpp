@@ -343,7 +343,8 @@ TEST(SeenOn, ColoursAreToldFromADarkPaper) {
     EXPECT_EQ(SeenOn(Rgb(0, 0, 128), white), Rgb(0, 0, 128));
     EXPECT_EQ(SeenOn(Rgb(0, 255, 0), dark), Rgb(0, 255, 0)) << "bright enough";
     // A quarter of full brightness at least: relative luminance 4 * (L + 0.05) - 0.05 of the paper's.
-    for (const uint32_t colour : {0u, Rgb(128, 0, 0), Rgb(0, 0, 128), Rgb(0, 0, 255)})
+    for (const uint32_t colour : {0u, Rgb(90, 90, 90), Rgb(115, 115, 115), Rgb(127, 127, 127), Rgb(128, 0, 0),
+                                  Rgb(0, 0, 128), Rgb(0, 0, 255)})
         EXPECT_GT(0.2126 * (SeenOn(colour, dark) & 0xFF) + 0.7152 * (SeenOn(colour, dark) >> 8 & 0xFF) +
                       0.0722 * (SeenOn(colour, dark) >> 16 & 0xFF),
                   90.0);
