@@ -112,11 +112,6 @@ Rows RowsAt(const PlotContext& context, int trace, int x) {
     return rows;
 }
 
-std::string Titled(const CDataDoc& doc, int trace) {
-    const std::string& label = doc.traces[static_cast<size_t>(trace)].traceLabel;
-    return fmt::format("Trace {}{}{}", trace + 1, label.empty() ? "" : ": ", label);
-}
-
 std::string WithUnits(double value, const std::string& units) {
     return fmt::format("{:.7g}{}{}", value, units.empty() ? "" : " ", units);
 }
@@ -146,7 +141,7 @@ std::string CursorText(const CKymoraView& view, bool isVert, int line) {
     const auto own = std::ranges::find(cursors, line, &CursorReading::line);
     for (size_t i = 0; isVert && own != cursors.end() && i < std::min(most, own->values.size()); ++i)
         if (std::isfinite(own->values[i]))
-            text += "\n" + Titled(doc, measures.traces[i]) + ": " +
+            text += "\n" + TraceTitle(doc, measures.traces[i]) + ": " +
                     WithUnits(own->values[i], doc.traces[static_cast<size_t>(measures.traces[i])].traceUnits);
     return text;
 }
@@ -165,7 +160,7 @@ std::string SampleText(const PlotContext& context, int trace, int x) {
     }
     if (valid[0] == 0 || !std::isfinite(value[0])) return {};
     const std::string& units = doc.traces[static_cast<size_t>(trace)].traceUnits;
-    return fmt::format("{}\n{}\n{}", Titled(doc, trace), PositionText(context, position),
+    return fmt::format("{}\n{}\n{}", TraceTitle(doc, trace), PositionText(context, position),
                        WithUnits(static_cast<double>(value[0]), units));
 }
 
@@ -175,6 +170,11 @@ ViewObject ObjectAt(const PlotContext& context, Point at) {
     for (auto* find : {OverlayAt, EventPartAt, TraceNameAt, FramePartAt})
         if (const ViewObject found = find(context, at); found.kind != Kind::nothing) return found;
     return {};
+}
+
+std::string TraceTitle(const CDataDoc& doc, int trace) {
+    const std::string& label = doc.traces[static_cast<size_t>(trace)].traceLabel;
+    return fmt::format("Trace {}{}{}", trace + 1, label.empty() ? "" : ": ", label);
 }
 
 const char* KindName(Kind kind) { return kindNames[static_cast<size_t>(kind)]; }

@@ -34,6 +34,9 @@ struct ViewObject {
 // In the order in which the mouse takes hold of them.
 ViewObject ObjectAt(const PlotContext& context, Point at);
 // "event", "eventRow" and so on.
+// "Trace 2: electrode 2"
+std::string TraceTitle(const CDataDoc& doc, int trace);
+
 const char* KindName(ViewObject::Kind kind);
 
 // The trace whose curve passes under a pixel or close by, or -1; of several the nearest.

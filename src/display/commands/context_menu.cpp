@@ -37,11 +37,6 @@ std::string AxisTitle(const CKymoraView& view, int axis) {
     return fmt::format("Axis {}{}{}", axis + 1, label.empty() ? "" : ": ", label);
 }
 
-std::string TraceTitle(const CDataDoc& doc, int trace) {
-    const std::string& label = doc.traces[static_cast<size_t>(trace)].traceLabel;
-    return fmt::format("Trace {}{}{}", trace + 1, label.empty() ? "" : ": ", label);
-}
-
 class MenuMaker {
   public:
     MenuMaker(CKymoraView& view, Point at) : view_(view), at_(at), context_(view.Plot()) {}
