@@ -31,6 +31,18 @@ class JobContext : public ProgressSource {
     virtual void Warn(std::string_view words) = 0;
 };
 
+// Nobody hears what a job has to say.
+class UnheardContext : public JobContext {
+  public:
+    std::unique_ptr<Progress> StartProgress(std::string_view, uint64_t) override {
+        class None : public Progress {
+            bool Update(uint64_t) override { return true; }
+        };
+        return std::make_unique<None>();
+    }
+    void Warn(std::string_view) override {}
+};
+
 class OperationJob {
   public:
     virtual ~OperationJob() = default;

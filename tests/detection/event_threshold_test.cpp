@@ -26,17 +26,6 @@ Spans PlainSpans(const std::vector<float>& samples, float level) {
     return spans;
 }
 
-class SilentContext : public JobContext {
-  public:
-    std::unique_ptr<Progress> StartProgress(std::string_view, uint64_t) override {
-        class None : public Progress {
-            bool Update(uint64_t) override { return true; }
-        };
-        return std::make_unique<None>();
-    }
-    void Warn(std::string_view) override {}
-};
-
 class EventThresholdTest : public ViewTest {
   protected:
     void SetUp() override {
@@ -100,7 +89,7 @@ TEST_F(EventThresholdTest, ALookAheadFindsWhatARunWrites) {
         const auto before = operation.Settings();
         const auto job = operation.PrepareLook();
         ASSERT_NE(job, nullptr);
-        SilentContext context;
+        UnheardContext context;
         job->Compute(*doc, context);
         const auto ahead = operation.FoundAhead(*job);
         EXPECT_EQ(operation.Settings(), before);

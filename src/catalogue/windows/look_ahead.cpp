@@ -13,18 +13,6 @@ constexpr int lookAfterMs = 120, lookEveryMs = 20;
 constexpr int64_t shortLook = 200'000;       // samples that are read at once, between two pictures
 constexpr int64_t longestLook = 20'000'000;  // no more is read for a look
 
-// Nobody hears what a look has to say, and its thread is asked to stop in another way.
-class Unheard : public JobContext {
-  public:
-    std::unique_ptr<Progress> StartProgress(std::string_view, uint64_t) override {
-        class None : public Progress {
-            bool Update(uint64_t) override { return true; }
-        };
-        return std::make_unique<None>();
-    }
-    void Warn(std::string_view) override {}
-};
-
 }  // namespace
 
 LookAhead::LookAhead(CEventWndBaseDlg& block, std::function<bool()> mayLook, QObject* parent)
@@ -82,7 +70,8 @@ void LookAhead::Finish() {
     std::vector<ProposedEvents> proposed;
     size_t count = 0;
     try {
-        Unheard context;
+        // A look has nothing to say, and its thread is asked to stop in another way.
+        UnheardContext context;
         worker ? worker->Take(context) : job_->Compute(*block_.Document(), context);
         for (const EventJob::Found& found : block_.FoundAhead(*job_)) {
             ProposedEvents& events =
