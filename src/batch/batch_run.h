@@ -20,9 +20,7 @@ inline constexpr const char* batchFilesText =
 inline constexpr const char* batchWriteText =
     "If 'Write new file' is selected, files will be saved in kymr-dat format with '_tr' appended to their "
     "original names.\n"
-    "Any existing files with the same extended name will be overwritten WITHOUT FURTHER WARNING.";
-// The same of a transform, which has such a box.
-inline constexpr const char* batchCommentText =
+    "Any existing files with the same extended name will be overwritten WITHOUT FURTHER WARNING.\n\n"
     "Any text in the File comment box of the transform dialog will be APPENDED to any existing comment for "
     "each file.";
 

@@ -55,8 +55,7 @@ void TransformWindow::SetBatch(bool isOn) {
     Transform().m_bBatch = isOn;
     if (isOn)
         session_.host.Notice("batchTransform", "Batch Processing",
-                             std::string(batchFilesText) + "\n\n" + batchWriteText + "\n\n" +
-                                 batchCommentText);
+                             std::string(batchFilesText) + "\n\n" + batchWriteText);
 }
 
 bool TransformWindow::Run() {
