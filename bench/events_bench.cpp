@@ -35,7 +35,7 @@ void FillRows(CDataDoc& doc, bool hard) {
             if (hard && i % 1000 == 7) event.offPosition = on + 200000;
             if (hard && i % 50 == 3) event.eventTag = 1;
             if (hard && i % 40 == 5) event.eventColour = 0x00A000;
-            if (hard && i % 100 == 9) event.eventLabel = "label";
+            if (hard && i % 100 == 9) event.eventLabel = "label " + std::to_string(i);
             chan.AddEvent(std::move(event));
         }
     }

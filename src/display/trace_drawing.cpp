@@ -117,8 +117,8 @@ void TracePainter::PaintLines() const {
             continue;
         }
         const bool active = IsActive(bin);
-        const int x = X(bin), bottom = values_.ToPixel(bins_.low[bin]),
-                  top = values_.ToPixel(bins_.high[bin]);
+        const int x = X(bin), bottom = values_.ToPixel(bins_.low[bin]);
+        const int top = bins_.high[bin] == bins_.low[bin] ? bottom : values_.ToPixel(bins_.high[bin]);
         if (!line.HasPosition())
             line.MoveTo(x, bottom);
         else

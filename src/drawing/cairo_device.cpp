@@ -11,7 +11,6 @@ namespace kymora {
 namespace {
 
 constexpr double pointsPerPixel = 0.75;  // 96 pixels to the inch
-constexpr size_t strokePiece = 32;       // segments
 constexpr double dash[] = {3.0, 3.0};
 
 void Check(cairo_status_t status, const char* what) {
@@ -197,18 +196,24 @@ void CairoDevice::FillSpans() {
         FillRect({span.x - before, span.top - before, span.x + behind, span.bottom + behind}, pen_.colour);
 }
 
+Canvas CairoDevice::ToCanvas() const {
+    cairo_surface_flush(surface_->image);
+    return {surface_->Row(0),
+            cairo_image_surface_get_stride(surface_->image) / static_cast<int>(sizeof(uint32_t)),
+            {Scaled(clip_.left), Scaled(clip_.top), Scaled(clip_.right), Scaled(clip_.bottom)}};
+}
+
 void CairoDevice::Stroke(std::span<const Point> points, bool smooth) {
+    if (smooth && !IsVector()) {
+        mask_.Draw(points, pen_, scale_, ToCanvas());
+        return cairo_surface_mark_dirty(surface_->image);
+    }
     cairo_t* cairo = surface_->cairo;
     SetColour(pen_.colour);
     cairo_set_antialias(cairo, smooth ? CAIRO_ANTIALIAS_FAST : CAIRO_ANTIALIAS_NONE);
-    // The cost of a stroke on pixels rises faster than its length, so a long line is drawn in pieces.
-    const size_t longest = IsVector() ? points.size() : strokePiece;
-    for (size_t from = 0; from + 1 < points.size(); from += longest) {
-        const auto piece = points.subspan(from, std::min(longest + 1, points.size() - from));
-        cairo_move_to(cairo, piece.front().x + 0.5, piece.front().y + 0.5);
-        for (const Point& point : piece.subspan(1)) cairo_line_to(cairo, point.x + 0.5, point.y + 0.5);
-        cairo_stroke(cairo);
-    }
+    cairo_move_to(cairo, points.front().x + 0.5, points.front().y + 0.5);
+    for (const Point& point : points.subspan(1)) cairo_line_to(cairo, point.x + 0.5, point.y + 0.5);
+    cairo_stroke(cairo);
 }
 
 void CairoDevice::SetPixel(int x, int y, uint32_t colour) { FillRect({x, y, x + 1, y + 1}, colour); }

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "drawing/line_mask.h"
 #include "drawing/picture_device.h"
 
 namespace kymora {
@@ -48,6 +49,7 @@ class CairoDevice : public PictureDevice {
     int Scaled(int position) const;
     void MakeSurface();
     std::vector<std::byte> EncodePng(const std::function<bool()>& goOn) const;
+    Canvas ToCanvas() const;
     void Stroke(std::span<const Point> points, bool smooth);
     void FillSegments();
     void FillSpans();
@@ -65,6 +67,7 @@ class CairoDevice : public PictureDevice {
     Pen pen_;
     Point position_;
     LineShape shape_;
+    LineMask mask_;
 };
 
 }  // namespace kymora

@@ -109,15 +109,6 @@ bool IsDense(std::span<const Point> joined) {
     return 2 * joined.size() > 3 * (advances + 1);
 }
 
-bool IsSteep(std::span<const Point> joined, int rows) {
-    int64_t along = 0, across = 0;
-    for (size_t i = 1; i < joined.size(); ++i) {
-        along += std::abs(joined[i].x - joined[i - 1].x);
-        across += std::abs(joined[i].y - joined[i - 1].y);
-    }
-    return across > along * rows;
-}
-
 namespace {
 
 // Row of a segment at half a column behind column x, held between its ends.
@@ -149,10 +140,6 @@ void AddSegment(Point from, Point to, int left, int right, std::vector<ColumnSpa
     }
 }
 
-}  // namespace
-
-namespace {
-
 // Columns beside each other that do not touch meet halfway.
 void Join(ColumnSpan& before, ColumnSpan& column) {
     if (column.top > before.bottom + 1) {
@@ -165,12 +152,6 @@ void Join(ColumnSpan& before, ColumnSpan& column) {
 }
 
 }  // namespace
-
-void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans) {
-    spans.clear();
-    if (points.size() == 1) AddSegment(points[0], points[0], left, right, spans);
-    for (size_t i = 1; i < points.size(); ++i) AddSegment(points[i - 1], points[i], left, right, spans);
-}
 
 bool IsAlongAxes(std::span<const Point> points) {
     for (size_t i = 1; i < points.size(); ++i)
@@ -193,10 +174,6 @@ void EnvelopeSpans(std::span<const Point> points, int left, int right, std::vect
             Join(spans.back(), column);
         if (column.x >= left && column.x < right) spans.push_back(column);
     }
-}
-
-void LineShape::MakeSpans(const PixelRect& clip, const Pen& pen) {
-    SpansOf(points_, clip.left - pen.width, clip.right + pen.width, spans_);
 }
 
 LineShape::Kind LineShape::Prepare(std::span<const Point> points, const Pen& pen, const PixelRect& clip) {

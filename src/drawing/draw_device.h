@@ -96,20 +96,13 @@ void JoinColumns(std::span<const Point> points, std::vector<Point>& joined);
 // columns then show it better than smoothed lines.
 bool IsDense(std::span<const Point> joined);
 
-// True when a joined polyline rises and falls by more than `rows` for each column that it goes on.
-bool IsSteep(std::span<const Point> joined, int rows);
-
 // One column of a line that is a pixel wide: rows top to bottom, both included.
 struct ColumnSpan {
     int x = 0, top = 0, bottom = 0;
     bool operator==(const ColumnSpan&) const = default;
 };
-// A polyline as unbroken columns: each segment fills, in every column, the rows between its places at the
-// column's edges, so that neighbouring columns always touch. Columns outside of [left, right) are left out.
-void SpansOf(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans);
-
-// The same for an envelope, thinner: each column holds the rows of its own points, joined to its neighbours
-// only where they do not touch.
+// An envelope as columns: each holds the rows of its own points, joined to its neighbours where they do not
+// touch. Columns outside of [left, right) are left out.
 void EnvelopeSpans(std::span<const Point> points, int left, int right, std::vector<ColumnSpan>& spans);
 
 // True when each segment keeps its row or its column.
@@ -127,8 +120,6 @@ class LineShape {
     };
     // `clip` is what can be seen; no column beyond it is walked through.
     Kind Prepare(std::span<const Point> points, const Pen& pen, const PixelRect& clip);
-    // Spans of the line that was prepared, whatever its kind.
-    void MakeSpans(const PixelRect& clip, const Pen& pen);
     std::span<const Point> Points() const { return points_; }
     std::span<const ColumnSpan> Spans() const { return spans_; }
 

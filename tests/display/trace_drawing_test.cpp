@@ -280,29 +280,6 @@ TEST(JoinColumns, CoversTheSamePixels) {
     EXPECT_FALSE(IsDense(std::vector<Point>{{0, 0}, {1, 5}, {2, 3}, {3, 9}}));
 }
 
-TEST(SpansOf, ColumnsAlwaysTouch) {
-    std::vector<ColumnSpan> spans;
-    const std::vector<Point> points{{0, 0}, {4, 40}, {5, -30}, {5, 10}, {12, 10}, {20, 11}};
-    SpansOf(points, -100000, 100000, spans);
-    ASSERT_EQ(spans.front().x, 0);
-    ASSERT_EQ(spans.back().x, 20);
-    for (size_t i = 1; i < spans.size(); ++i) {
-        EXPECT_LE(spans[i].x - spans[i - 1].x, 1);
-        EXPECT_LE(spans[i].top, spans[i - 1].bottom + 1);
-        EXPECT_GE(spans[i].bottom, spans[i - 1].top - 1);
-    }
-    SpansOf(std::vector<Point>{{3, 7}}, 0, 100, spans);
-    EXPECT_EQ(spans, (std::vector<ColumnSpan>{{3, 7, 7}}));
-    // Only what can be seen is walked through, and its rows are those of the whole line.
-    std::vector<ColumnSpan> all;
-    const std::vector<Point> slope{{0, 0}, {100, 50}};
-    SpansOf(slope, 0, 101, all);
-    SpansOf(slope, 40, 45, spans);
-    EXPECT_EQ(spans, (std::vector<ColumnSpan>(all.begin() + 40, all.begin() + 45)));
-    SpansOf(std::vector<Point>{{-farthestPixel, 5}, {farthestPixel, 5}}, 0, 3, spans);
-    EXPECT_EQ(spans.size(), 3u);
-}
-
 TEST(LineShape, EveryDeviceMakesTheSameChoice) {
     using Kind = LineShape::Kind;
     const PixelRect clip{0, 0, 100, 100};

@@ -12,12 +12,26 @@ namespace {
 // The margins around the plot do not grow with the platform's font, so texts follow it within limits.
 constexpr int leastTextPixels = 9, mostPlainTextPixels = 13;
 constexpr int mostTextPixels = 1000;
-constexpr int dashLength = 3;     // pixels, and as much between two
-constexpr int strokePiece = 8;    // segments
-constexpr int veryManyRows = 16;  // for each column
+constexpr int dashLength = 3;  // pixels, and as much between two
 constexpr PixelRect everywhere{-farthestPixel, -farthestPixel, farthestPixel, farthestPixel};
 
 QString ToLine(std::string_view text) { return QString::fromStdString(OneLine(text)); }
+
+// The smallest part of a picture that holds all of its ink.
+QRect InkedPart(const QImage& image) {
+    int left = image.width(), right = -1, top = image.height(), bottom = -1;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            if (qAlpha(row[x]) == 0) continue;
+            left = std::min(left, x);
+            right = std::max(right, x);
+            top = std::min(top, y);
+            bottom = y;
+        }
+    }
+    return right < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
+}
 
 QRect ToQRect(const PixelRect& rect) { return {rect.left, rect.top, rect.Width(), rect.Height()}; }
 
@@ -150,26 +164,24 @@ void PainterDevice::FillSpans() {
 
 // Qt takes a hundred times as long for a column as its pixels do. False where the painter turns or scales
 // what is drawn.
-bool PainterDevice::FillRectsInImage() {
-    if (!image_ || !painter_.worldTransform().isIdentity()) return false;
-    const int left = std::max(0, OnScreen(clip_.left)),
-              right = std::min(image_->width(), OnScreen(clip_.right));
-    const int top = std::max(0, OnScreen(clip_.top)),
-              bottom = std::min(image_->height(), OnScreen(clip_.bottom));
-    const QRgb colour = ToQColor(pen_.colour).rgb();
-    auto* const pixels = reinterpret_cast<QRgb*>(image_->bits());
-    const qsizetype stride = image_->bytesPerLine() / static_cast<qsizetype>(sizeof(QRgb));
-    for (const QRect& rect : rects_) {
-        const int from = std::max(rect.left(), left), to = std::min(rect.left() + rect.width(), right);
-        const int end = std::min(rect.top() + rect.height(), bottom);
-        for (int y = std::max(rect.top(), top); y < end && from < to; ++y)
-            std::fill(pixels + y * stride + from, pixels + y * stride + to, colour);
+bool PainterDevice::FillInImage(std::span<const QRect> rects, uint32_t fill) {
+    if (!WritesPixels()) return false;
+    const Canvas canvas = ToCanvas();
+    const PixelRect& seen = canvas.seen;
+    const QRgb colour = ToQColor(fill).rgb();
+    for (const QRect& rect : rects) {
+        const int from = std::max(rect.left(), seen.left),
+                  to = std::min(rect.left() + rect.width(), seen.right);
+        const int end = std::min(rect.top() + rect.height(), seen.bottom);
+        for (int y = std::max(rect.top(), seen.top); y < end && from < to; ++y)
+            std::fill(canvas.pixels + y * canvas.stride + from, canvas.pixels + y * canvas.stride + to,
+                      colour);
     }
     return true;
 }
 
 void PainterDevice::FillRects() {
-    if (FillRectsInImage()) return;
+    if (FillInImage(rects_, pen_.colour)) return;
     painter_.setRenderHint(QPainter::Antialiasing, false);
     painter_.setPen(Qt::NoPen);
     painter_.setBrush(ToQColor(pen_.colour));
@@ -179,18 +191,21 @@ void PainterDevice::FillRects() {
     if (ratio_ != 1.0) painter_.setWorldTransform(before);
 }
 
-// Qt strokes lines of a pixel of the screen fast; wider ones cost a thousand times as much where they are
-// steep. So two pixels are made of three thin lines, and steep lines that are wider yet are columns.
+Canvas PainterDevice::ToCanvas() {
+    return {reinterpret_cast<QRgb*>(image_->bits()),
+            image_->bytesPerLine() / static_cast<qsizetype>(sizeof(QRgb)),
+            {std::max(0, OnScreen(clip_.left)), std::max(0, OnScreen(clip_.top)),
+             std::min(image_->width(), OnScreen(clip_.right)),
+             std::min(image_->height(), OnScreen(clip_.bottom))}};
+}
+
 void PainterDevice::Stroke(std::span<const Point> points, bool smooth) {
-    const int thickness = isVector_ ? pen_.width : std::max(1, static_cast<int>(pen_.width * ratio_));
-    if (smooth && !isVector_ && thickness > 1 && IsSteep(points, thickness == 2 ? veryManyRows : 1)) {
-        shape_.MakeSpans(clip_, pen_);
-        return FillSpans();
-    }
+    // Qt takes ten times as long for a line of a pixel, and a thousand times for a wider one that is steep.
+    if (smooth && WritesPixels()) return mask_.Draw(points, pen_, ratio_, ToCanvas());
     points_.clear();
     for (const Point& point : points) points_.emplace_back(point.x + 0.5, point.y + 0.5);
-    const bool inThree = smooth && !isVector_ && thickness == 2;
-    QPen pen(ToQColor(pen_.colour), inThree ? 1 : thickness);
+    QPen pen(ToQColor(pen_.colour),
+             isVector_ ? pen_.width : std::max(1, static_cast<int>(pen_.width * ratio_)));
     pen.setCosmetic(!isVector_);
     pen.setJoinStyle(Qt::BevelJoin);
     pen.setCapStyle(Qt::SquareCap);
@@ -200,21 +215,7 @@ void PainterDevice::Stroke(std::span<const Point> points, bool smooth) {
     }
     painter_.setRenderHint(QPainter::Antialiasing, smooth);
     painter_.setPen(pen);
-    DrawPoints(isVector_ || thickness <= 2);
-    if (!inThree) return;
-    const double step = 1.0 / ratio_;
-    for (QPointF& point : points_) point.rx() += step;
-    DrawPoints(true);
-    for (QPointF& point : points_) point += QPointF(-step, step);
-    DrawPoints(true);
-}
-
-// The cost of a wide stroke rises faster than its length, so it is drawn in pieces.
-void PainterDevice::DrawPoints(bool inOnePiece) {
-    const auto count = static_cast<int>(points_.size());
-    const int longest = inOnePiece ? count : strokePiece;
-    for (int from = 0; from + 1 < count; from += longest)
-        painter_.drawPolyline(points_.data() + from, std::min(longest + 1, count - from));
+    painter_.drawPolyline(points_.data(), static_cast<int>(points_.size()));
 }
 
 void PainterDevice::SetPixel(int x, int y, uint32_t colour) {
@@ -229,6 +230,9 @@ void PainterDevice::FillEllipse(const PixelRect& bounds, uint32_t colour) {
 }
 
 void PainterDevice::FillRect(const PixelRect& area, uint32_t colour) {
+    const int left = OnScreen(area.left), top = OnScreen(area.top);
+    const QRect onScreen(left, top, OnScreen(area.right) - left, OnScreen(area.bottom) - top);
+    if (FillInImage({&onScreen, 1}, colour)) return;
     painter_.fillRect(ToQRect(area), ToQColor(colour));
 }
 
@@ -243,8 +247,12 @@ void PainterDevice::ClearClip() {
 }
 
 Extent PainterDevice::TextExtent(std::string_view text, bool bold) {
-    const QFontMetrics& metrics = Plain(bold).metrics;
-    return {metrics.horizontalAdvance(ToLine(text)), metrics.height()};
+    const Lettering& letters = Plain(bold);
+    std::string key = letters.key;
+    key.append(text);
+    return TextSprites::Here().ExtentOf(key, [&] {
+        return Extent{letters.metrics.horizontalAdvance(ToLine(text)), letters.metrics.height()};
+    });
 }
 
 Extent PainterDevice::FontExtent(std::string_view text, const FontSpec& font) {
@@ -252,8 +260,9 @@ Extent PainterDevice::FontExtent(std::string_view text, const FontSpec& font) {
     return {metrics.horizontalAdvance(ToLine(text)), metrics.height()};
 }
 
-void PainterDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {
-    const Lettering letters = style.font ? Letters(UserFont(*style.font)) : Plain(style.bold);
+// The aligned point is the origin.
+void PainterDevice::DrawText(QPainter& painter, std::string_view text, const TextStyle& style,
+                             const Lettering& letters) {
     const QFontMetrics& metrics = letters.metrics;
     const QString line = ToLine(text);
     const int width = metrics.horizontalAdvance(line);
@@ -264,13 +273,87 @@ void PainterDevice::Text(int x, int y, std::string_view text, const TextStyle& s
     if (style.vertical == TextStyle::Vertical::centre) across -= metrics.height() / 2;
     if (style.vertical == TextStyle::Vertical::bottom) across -= metrics.height();
 
+    painter.setFont(letters.font);
+    painter.setPen(ToQColor(style.colour));
+    if (style.upward) painter.rotate(-90.0);
+    if (style.escapement != 0) painter.rotate(-style.escapement / 10.0);
+    painter.drawText(along, across, line);
+}
+
+void PainterDevice::DrawRimmed(QPainter& painter, std::string_view text, const TextStyle& style,
+                               uint32_t paper, const Lettering& letters) {
+    TextStyle rim = style;
+    rim.colour = paper;
+    for (int place = 0; place < 9; ++place) {
+        if (place == 4) continue;
+        painter.save();
+        painter.translate(place % 3 - 1, place / 3 - 1);
+        DrawText(painter, text, rim, letters);
+        painter.restore();
+    }
+    DrawText(painter, text, style, letters);
+}
+
+TextSprite PainterDevice::MakeSprite(std::string_view text, const TextStyle& style,
+                                     std::optional<uint32_t> paper, const Lettering& letters) const {
+    // Wherever the text is aligned to, and letters that reach beyond their own width.
+    const int reach = letters.metrics.horizontalAdvance(ToLine(text)) + letters.metrics.height();
+    const int height = 2 * letters.metrics.height();
+    const QRect all = style.upward ? QRect(-height, -reach, 2 * height, 2 * reach)
+                                   : QRect(-reach, -height, 2 * reach, 2 * height);
+    QImage image((QSizeF(all.size()) * ratio_).toSize(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    image.setDevicePixelRatio(ratio_);
+    QPainter painter(&image);
+    painter.translate(-all.topLeft());
+    paper ? DrawRimmed(painter, text, style, *paper, letters) : DrawText(painter, text, style, letters);
+    painter.end();
+    image.setDevicePixelRatio(1.0);
+    const QRect inked = InkedPart(image);
+    const QPoint origin = (QPointF(all.topLeft()) * ratio_).toPoint();
+    return {image.copy(inked), origin + inked.topLeft()};
+}
+
+// False where the text has a look that a kept picture does not, or would not lie on the screen's pixels.
+bool PainterDevice::DrawSprite(int x, int y, std::string_view text, const TextStyle& style,
+                               std::optional<uint32_t> paper) {
+    if (!WritesPixels() || style.font || style.escapement != 0) return false;
+    const Lettering& letters = Plain(style.bold);
+    const uint32_t look[] = {style.colour,
+                             paper ? *paper : ~0U,
+                             static_cast<uint32_t>(ratio_ * 1024),
+                             static_cast<uint32_t>(style.horizontal),
+                             static_cast<uint32_t>(style.vertical),
+                             style.upward ? 1U : 0U};
+    std::string key = letters.key;
+    key.append(reinterpret_cast<const char*>(look), sizeof look).append(text);
+    const TextSprite& sprite =
+        TextSprites::Here().Sprite(key, [&] { return MakeSprite(text, style, paper, letters); });
+    if (sprite.image.isNull()) return true;
+    const QPoint corner = QPoint(OnScreen(x), OnScreen(y)) + sprite.corner;
+    if (ratio_ == 1.0) {
+        painter_.drawImage(corner, sprite.image);
+        return true;
+    }
+    painter_.scale(1.0 / ratio_, 1.0 / ratio_);
+    painter_.drawImage(corner, sprite.image);
+    painter_.resetTransform();
+    return true;
+}
+
+void PainterDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {
+    if (DrawSprite(x, y, text, style, std::nullopt)) return;
     painter_.save();
-    painter_.setFont(letters.font);
-    painter_.setPen(ToQColor(style.colour));
     painter_.translate(x, y);
-    if (style.upward) painter_.rotate(-90.0);
-    if (style.escapement != 0) painter_.rotate(-style.escapement / 10.0);
-    painter_.drawText(along, across, line);
+    DrawText(painter_, text, style, style.font ? Letters(UserFont(*style.font)) : Plain(style.bold));
+    painter_.restore();
+}
+
+void PainterDevice::RimmedText(int x, int y, std::string_view text, const TextStyle& style, uint32_t paper) {
+    if (DrawSprite(x, y, text, style, paper)) return;
+    painter_.save();
+    painter_.translate(x, y);
+    DrawRimmed(painter_, text, style, paper, style.font ? Letters(UserFont(*style.font)) : Plain(style.bold));
     painter_.restore();
 }
 
