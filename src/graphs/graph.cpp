@@ -1,0 +1,27 @@
+#include "graphs/graph.h"
+
+#include <algorithm>
+
+#include "drawing/draw_device.h"
+
+namespace kymora {
+
+bool GraphPane::IsRose() const {
+    return std::any_of(layers.begin(), layers.end(),
+                       [](const GraphLayer& layer) { return layer.kind == LayerKind::rose; });
+}
+
+const GraphPane* Graph::Find(std::string_view name) const {
+    const auto found =
+        std::find_if(panes.begin(), panes.end(), [name](const GraphPane& pane) { return pane.name == name; });
+    return found == panes.end() ? nullptr : &*found;
+}
+
+uint32_t GraphColour(size_t i) {
+    constexpr uint32_t colours[] = {Rgb(0, 114, 178),   Rgb(213, 94, 0),   Rgb(0, 158, 115),
+                                    Rgb(204, 121, 167), Rgb(230, 159, 0),  Rgb(86, 180, 233),
+                                    Rgb(90, 90, 90),    Rgb(148, 103, 189)};
+    return colours[i % std::size(colours)];
+}
+
+}  // namespace kymora

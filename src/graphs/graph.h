@@ -1,0 +1,93 @@
+#pragma once
+// A graph as data: what an analysis draws, without saying on what. The window, pictures, texts, JSON and
+// tests all take the same object. Coordinates are doubles in the units of the axes; a not-a-number or an
+// infinity is no place, breaks a curve and leaves a gap among bars.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kymora {
+
+struct GraphAxis {
+    std::string title;
+    std::string unit;    // stands in brackets behind the title; empty for none
+    bool isLog = false;  // powers of ten at equal distances; values up to 0 have no place
+    // The limits, where they are fixed; both, from below to. Nothing: as the layers need.
+    std::optional<std::pair<double, double>> limits;
+
+    std::string Label() const { return unit.empty() ? title : title + " (" + unit + ")"; }
+    bool operator==(const GraphAxis&) const = default;
+};
+
+enum class LayerKind {
+    bars,    // x holds the edges, one more than y
+    curve,   // a line through the points
+    points,  // dots
+    marks,   // short lines at x on the lower axis: a rug
+    area,    // between y and y2 over x
+    matrix,  // y holds rows of `columns` values, from the lowest row; x is left, right, and y2 bottom, top
+    rose     // bars around a circle: x holds the edges in turns (0 to 1), one more than y
+};
+
+struct GraphLayer {
+    LayerKind kind = LayerKind::curve;
+    std::string name;     // in the legend; empty for none
+    uint32_t colour = 0;  // 0x00BBGGRR, made lighter or darker where the paper needs it
+    std::vector<double> x, y, y2;
+    size_t columns = 0;  // of a matrix
+    bool isDashed = false;
+    bool isPale = false;  // of bars and areas: lets what lies over them stand out
+    // What the points stand for: the index of an event in this channel. Empty where they are none.
+    std::vector<int32_t> events;
+    int channel = -1;
+
+    bool operator==(const GraphLayer&) const = default;
+};
+
+// A line across the pane, or along it.
+struct GraphLine {
+    bool isUpright = true;  // at a place of the x axis
+    double at = 0.0;
+    uint32_t colour = 0;
+    std::string name;  // in the legend; empty for none
+    // The parameter that dragging the line sets; empty for a line that stays where it is.
+    std::string parameter;
+    bool setsWhileMoving = false;  // else when it is let go
+
+    bool operator==(const GraphLine&) const = default;
+};
+
+struct GraphPane {
+    std::string name;   // by which it is asked for; unique in its graph
+    std::string title;  // above it; empty for none
+    GraphAxis x, y;
+    std::vector<GraphLayer> layers;
+    std::vector<GraphLine> lines;
+    // Of a rose: the mean direction in turns and the vector's length (0 to 1), where there is one.
+    std::optional<std::pair<double, double>> mean;
+    // What copying it as a text gives; empty: a table of its layers.
+    std::string text;
+    // The parameters that its limits are: of the lower and upper end of the x axis. Empty for none.
+    std::string lowerParameter, upperParameter;
+
+    bool IsRose() const;
+    bool operator==(const GraphPane&) const = default;
+};
+
+struct Graph {
+    std::vector<GraphPane> panes;
+    int columns = 1;       // of panes, which fill row by row
+    bool sharesX = false;  // the panes stand on one x axis, which they show and scroll together
+
+    const GraphPane* Find(std::string_view name) const;
+    bool operator==(const Graph&) const = default;
+};
+
+// Colours for the layers of a graph, which are told apart by those who see few of them, on light and dark
+// paper (after M. Okabe and K. Ito, "Color universal design", 2008). They repeat after eight.
+uint32_t GraphColour(size_t i);
+
+}  // namespace kymora
