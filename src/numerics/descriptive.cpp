@@ -23,7 +23,7 @@ double PartlySortedQuantile(std::vector<double>& values, double p, size_t& from)
     return std::lerp(*at, *std::min_element(at + 1, values.end()), rest);
 }
 
-std::optional<int> BinsOfWidth(const std::optional<Extent>& extent, double width) {
+std::optional<int> BinsOfWidth(const std::optional<ValueExtent>& extent, double width) {
     if (!extent || !(width > 0.0)) return {};
     const double count = std::ceil(extent->Length() / width);
     if (!(count >= 1.0) || count > mostBins) return {};
@@ -66,8 +66,8 @@ MeanSd GetMeanSd(std::span<const double> values, const ValueRange& range) {
     return {count, about + lacks, count == 1 ? 0.0 : std::sqrt(squares / (n - 1.0))};
 }
 
-std::optional<Extent> GetExtent(std::span<const double> values) {
-    std::optional<Extent> extent;
+std::optional<ValueExtent> GetValueExtent(std::span<const double> values) {
+    std::optional<ValueExtent> extent;
     for (const double value : values) {
         if (!std::isfinite(value)) continue;
         if (!extent) extent = {value, value};
@@ -127,14 +127,14 @@ IntervalStatistics GetIntervalStatistics(std::span<const double> intervals, doub
 std::optional<int> FreedmanDiaconisBins(std::span<const double> values) {
     const std::vector<double> finite = ValuesWithin(values, {});
     const double n = static_cast<double>(finite.size());
-    return BinsOfWidth(GetExtent(finite), 2.0 * GetQuartiles(finite).Range() / std::cbrt(n));
+    return BinsOfWidth(GetValueExtent(finite), 2.0 * GetQuartiles(finite).Range() / std::cbrt(n));
 }
 
 std::optional<int> ScottBins(std::span<const double> values) {
     const MeanSd meanSd = GetMeanSd(values);
     const double n = static_cast<double>(meanSd.count);
     const double factor = std::cbrt(24.0 * std::sqrt(std::numbers::pi) / n);
-    return BinsOfWidth(GetExtent(values), factor * meanSd.sd);
+    return BinsOfWidth(GetValueExtent(values), factor * meanSd.sd);
 }
 
 }  // namespace kymora

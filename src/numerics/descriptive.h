@@ -29,12 +29,12 @@ std::vector<double> ValuesWithin(std::span<const double> values, const ValueRang
 MeanSd GetMeanSd(std::span<const double> values, const ValueRange& range = {});
 
 // Smallest and largest finite value; none without one.
-struct Extent {
+struct ValueExtent {
     double smallest = 0.0;
     double largest = 0.0;
     double Length() const { return largest - smallest; }
 };
-std::optional<Extent> GetExtent(std::span<const double> values);
+std::optional<ValueExtent> GetValueExtent(std::span<const double> values);
 
 // The value at fraction p (0 to 1) of sorted finite values, linear between order statistics: at place
 // p (n - 1) counted from 0 (rule 7 of Hyndman and Fan, Am. Stat. 50, 1996).

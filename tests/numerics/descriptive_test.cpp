@@ -26,9 +26,9 @@ TEST(Descriptive, MeanAndSdAreOfTheValuesInTheRange) {
     std::vector<double> offset;
     for (const double value : {1, 2, 3, 4}) offset.push_back(1e9 + value / 1024.0);
     EXPECT_DOUBLE_EQ(GetMeanSd(offset).sd, std::sqrt(5.0 / 3.0) / 1024.0) << "an offset costs no digits";
-    EXPECT_EQ(GetExtent(values)->smallest, -5.0);
-    EXPECT_EQ(GetExtent(values)->largest, 10.0);
-    EXPECT_FALSE(GetExtent(std::vector<double>{endless, noStatistic}));
+    EXPECT_EQ(GetValueExtent(values)->smallest, -5.0);
+    EXPECT_EQ(GetValueExtent(values)->largest, 10.0);
+    EXPECT_FALSE(GetValueExtent(std::vector<double>{endless, noStatistic}));
 }
 
 TEST(Descriptive, QuartilesLieBetweenOrderStatistics) {
