@@ -34,7 +34,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     void CheckChangeView(DocumentView* view) override;
     void OnUpdate(UpdateHint hint) override;
     // The series that the rule sees, with levels and spikes.
-    std::optional<Chart> GetChart() override;
+    std::optional<Graph> GetGraph() override;
     std::vector<ViewGuide> Guides() override;
     bool CanLookAhead() const override { return true; }
     bool HasResultText() const override { return true; }
@@ -81,7 +81,8 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     std::string MeanText();
     std::string MedianText();
     std::string PercentileText();
-    void AddSeries(Chart& chart, const std::vector<float>& series, const char* name, uint32_t colour) const;
+    void AddSeries(GraphPane& pane, const std::vector<float>& series, const char* name,
+                   uint32_t colour) const;
 
     void TakeDisplayDefaults();
     SampleSpan DisplaySpan() const;

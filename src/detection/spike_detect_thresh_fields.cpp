@@ -179,14 +179,14 @@ std::string CSpikeDetectThresh::PercentileText() {
 // --- what it draws ---
 
 // Long series are drawn by their extremes, so that a spike of one sample shows.
-void CSpikeDetectThresh::AddSeries(Chart& chart, const std::vector<float>& series, const char* name,
+void CSpikeDetectThresh::AddSeries(GraphPane& pane, const std::vector<float>& series, const char* name,
                                    uint32_t colour) const {
-    ChartSeries& drawn = chart.series.emplace_back();
+    GraphLayer& drawn = pane.layers.emplace_back();
     drawn.name = name;
     drawn.colour = colour;
     const auto add = [&](size_t i) {
         drawn.x.push_back(Document()->TimeOf(m_shown.first + static_cast<int64_t>(i)));
-        drawn.y.push_back(series[i]);
+        drawn.y.push_back(static_cast<double>(series[i]));
     };
     const size_t perBin = series.size() / mostBins + 1;
     for (size_t at = 0; at < series.size(); at += perBin) {
@@ -203,30 +203,32 @@ void CSpikeDetectThresh::AddSeries(Chart& chart, const std::vector<float>& serie
     }
 }
 
-std::optional<Chart> CSpikeDetectThresh::GetChart() {
-    Chart chart;
-    chart.xLabel = "ms";
-    if (!ShowPreview()) return chart;
-    chart.yLabel = Document()->traces[static_cast<size_t>(m_nTrace)].traceUnits;
-    AddSeries(chart, m_transformed, m_nShownTransform == 1 ? "rectified" : "data", dataColour);
-    if (m_bPostFilter) AddSeries(chart, m_filtered, "filtered", filteredColour);
+std::optional<Graph> CSpikeDetectThresh::GetGraph() {
+    Graph graph;
+    GraphPane& pane = graph.panes.emplace_back();
+    pane.name = "data";
+    pane.x = {"Time", "ms"};
+    if (!ShowPreview()) return graph;
+    pane.y.title = Document()->traces[static_cast<size_t>(m_nTrace)].traceUnits;
+    AddSeries(pane, m_transformed, m_nShownTransform == 1 ? "rectified" : "data", dataColour);
+    if (m_bPostFilter) AddSeries(pane, m_filtered, "filtered", filteredColour);
     const std::vector<float>& seen = m_bPostFilter ? m_filtered : m_transformed;
-    ChartSeries spikes;
+    GraphLayer spikes;
     spikes.name = "spikes";
-    spikes.style = ChartSeries::Style::points;
+    spikes.kind = LayerKind::points;
     spikes.colour = spikeColour;
     for (const int64_t spike : m_previewSpikes) {
         spikes.x.push_back(Document()->TimeOf(spike));
-        spikes.y.push_back(seen[static_cast<size_t>(spike - m_shown.first)]);
+        spikes.y.push_back(static_cast<double>(seen[static_cast<size_t>(spike - m_shown.first)]));
     }
-    chart.series.push_back(std::move(spikes));
-    const auto level = [&](float at, uint32_t colour, const char* name) {
-        if (std::isfinite(at)) chart.lines.push_back({false, at, colour, name});
+    pane.layers.push_back(std::move(spikes));
+    const auto level = [&](float at, uint32_t colour, const char* name, const char* parameter) {
+        if (std::isfinite(at)) pane.lines.push_back({false, at, colour, name, parameter});
     };
     const bool isPair = Is(SpikeType::peakToPeak);
-    if (isPair || m_nDirection != 2) level(m_levels.upper, upperColour, "upper");
-    if (isPair || m_nDirection != 1) level(m_levels.lower, lowerColour, "lower");
-    return chart;
+    if (isPair || m_nDirection != 2) level(m_levels.upper, upperColour, "upper", "upperThreshold");
+    if (isPair || m_nDirection != 1) level(m_levels.lower, lowerColour, "lower", "lowerThreshold");
+    return graph;
 }
 
 // The levels lie on the trace's axis only while the rule sees the samples as they are.

@@ -43,6 +43,8 @@ struct GraphLayer {
     // What the points stand for: the index of an event in this channel. Empty where they are none.
     std::vector<int32_t> events;
     int channel = -1;
+    // Of bars: where they stand. Minus infinity: on the lower axis, wherever that is.
+    double base = 0.0;
 
     bool operator==(const GraphLayer&) const = default;
 };

@@ -17,7 +17,7 @@
 #include "archive/archive.h"
 #include "document/data_doc.h"
 #include "document/view_guide.h"
-#include "operations/chart.h"
+#include "graphs/graph.h"
 #include "operations/findings.h"
 #include "operations/operation_job.h"
 #include "operations/param.h"
@@ -172,8 +172,9 @@ class CBatchBaseDlg {
     virtual std::string RejectFindings(const Findings&) { return {}; }
     // Lines that the view draws while the window of the operation is open.
     virtual std::vector<ViewGuide> Guides() { return {}; }
-    // What the window draws beside the parameters; an operation that has a chart always answers one.
-    virtual std::optional<Chart> GetChart() { return std::nullopt; }
+    // What the window draws beside the parameters, of the last run or of the settings as they stand; an
+    // operation that has a graph always answers one, without layers while there is nothing to draw.
+    virtual std::optional<Graph> GetGraph() { return std::nullopt; }
 
     // Tells the user, or who runs it.
     void Tell(std::string_view text);

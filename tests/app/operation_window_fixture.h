@@ -47,14 +47,15 @@ class CTestOperation : public CBatchBaseDlg {
     std::vector<ViewGuide> Guides() override {
         return {{ViewGuide::Kind::level, trace, static_cast<double>(onLevel), 0xFF, {}, guided}};
     }
-    std::optional<Chart> GetChart() override {
-        ++charts;
+    std::optional<Graph> GetGraph() override {
+        ++graphs;
         if (failsToDraw) throw FileError("The disk is gone.", 0);
-        Chart chart;
-        chart.xLabel = "time (ms)";
-        chart.series.push_back({"data", ChartSeries::Style::line, 0, {0, 1, 2, 3}, {0, 5, -5, 0}});
-        chart.lines.push_back({false, static_cast<double>(onLevel), 0xFF, "On"});
-        return chart;
+        Graph graph;
+        GraphPane& pane = graph.panes.emplace_back();
+        pane.x = {"time", "ms"};
+        pane.layers.push_back({LayerKind::curve, "data", 0, {0, 1, 2, 3}, {0, 5, -5, 0}});
+        pane.lines.push_back({false, static_cast<double>(onLevel), 0xFF, "On", "onLevel"});
+        return graph;
     }
 
     float onLevel = 0.1f;
@@ -65,7 +66,7 @@ class CTestOperation : public CBatchBaseDlg {
     int32_t count = 3, source = 0, region = 0, channel = 1, destination = 2, trace = 0;
     std::string name = "a\xC3\xA9 & b";
     std::vector<int> channels{0, 1, 2, 30}, traces{0, 2};
-    int pressed = 0, runs = 0, cursorMoves = 0, docChanges = 0, charts = 0, resultLines = 3;
+    int pressed = 0, runs = 0, cursorMoves = 0, docChanges = 0, graphs = 0, resultLines = 3;
     bool failsToDraw = false;
     std::string settingsFault, guided = "onLevel";
     std::vector<UpdateHint> updates;

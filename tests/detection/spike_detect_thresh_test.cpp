@@ -214,26 +214,28 @@ TEST_F(SpikeDetectThreshTest, TransformAndFilterComeBeforeTheRule) {
     EXPECT_EQ(late, expected);
 }
 
-TEST_F(SpikeDetectThreshTest, TheChartShowsSeriesLevelsAndSpikes) {
+TEST_F(SpikeDetectThreshTest, TheGraphShowsSeriesLevelsAndSpikes) {
     Set("upperThreshold", "4");
     Set("lowerThreshold", "-4");
     Set("postFilterOn", "1");
-    const auto chart = operation.GetChart();
-    ASSERT_TRUE(chart);
-    ASSERT_EQ(chart->series.size(), 3u);
+    const auto graph = operation.GetGraph();
+    ASSERT_TRUE(graph);
+    const auto& [name, title, x, y, layers, lines, mean, text, lower, upper] = graph->panes.at(0);
+    ASSERT_EQ(layers.size(), 3u);
     // 4000 samples in bins of at least two: the extremes of each, in their order.
-    EXPECT_LE(chart->series[0].y.size(), 4000u);
-    EXPECT_EQ(*std::max_element(chart->series[0].y.begin(), chart->series[0].y.end()), 8.0f);
-    EXPECT_TRUE(std::is_sorted(chart->series[0].x.begin(), chart->series[0].x.end()));
-    EXPECT_EQ(chart->series[2].x.size(), operation.PreviewSpikes().size());
-    EXPECT_EQ(chart->lines.size(), 2u);
+    EXPECT_LE(layers[0].y.size(), 4000u);
+    EXPECT_EQ(*std::max_element(layers[0].y.begin(), layers[0].y.end()), 8.0);
+    EXPECT_TRUE(std::is_sorted(layers[0].x.begin(), layers[0].x.end()));
+    EXPECT_EQ(layers[2].x.size(), operation.PreviewSpikes().size());
+    EXPECT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].parameter, "upperThreshold");
     EXPECT_TRUE(operation.Guides().empty()) << "levels of filtered data do not lie on the trace's axis";
     Set("postFilterOn", "0");
     EXPECT_EQ(operation.Guides().size(), 2u);
     EXPECT_EQ(operation.Params().Find("spikeCount")->shown(), "8");
 }
 
-TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheChart) {
+TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheGraph) {
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     // Bins of three: a spike beside a sample that is none, on either side, and a bin without any.
     std::vector<float> samples(80002, 0.0f);
@@ -244,11 +246,10 @@ TEST_F(SpikeDetectThreshTest, SamplesThatAreNoNumbersHideNoSpikeInTheChart) {
     doc = MemoryDoc::Make(session, {samples}, 0.1);
     operation.CheckChangeDoc(doc.get());
     Set("displayDuration", "9000");
-    const auto chart = operation.GetChart();
-    const std::vector<float>& y = chart->series[0].y;
+    const std::vector<double> y = operation.GetGraph()->panes.at(0).layers.at(0).y;
     ASSERT_LT(y.size(), samples.size());
-    for (const float peak : {9.0f, -9.0f, 7.0f}) EXPECT_EQ(std::count(y.begin(), y.end(), peak), 1) << peak;
-    EXPECT_EQ(std::count_if(y.begin(), y.end(), [](float value) { return std::isnan(value); }), 1);
+    for (const double peak : {9.0, -9.0, 7.0}) EXPECT_EQ(std::count(y.begin(), y.end(), peak), 1) << peak;
+    EXPECT_EQ(std::count_if(y.begin(), y.end(), [](double value) { return std::isnan(value); }), 1);
 }
 
 TEST_F(SpikeDetectThreshTest, TheRecordOfAConfigurationFile) {

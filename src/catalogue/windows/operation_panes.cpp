@@ -22,6 +22,18 @@ constexpr int mostColumns = 3;  // of parameters
 // In a panel, which is to fit beside a small window.
 constexpr int leastDockedPane = 120, leastDockedForm = 110;
 
+Chart ChartOf(const GraphPane& pane) {
+    Chart chart{pane.x.Label(), pane.y.Label(), {}, {}};
+    for (const GraphLayer& layer : pane.layers)
+        chart.series.push_back(
+            {layer.name,
+             layer.kind == LayerKind::points ? ChartSeries::Style::points : ChartSeries::Style::line,
+             layer.colour, layer.x, std::vector<float>(layer.y.begin(), layer.y.end())});
+    for (const GraphLine& line : pane.lines)
+        chart.lines.push_back({line.isUpright, line.at, line.colour, line.name});
+    return chart;
+}
+
 }  // namespace
 
 OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, ParamSurroundings surroundings,
@@ -85,14 +97,14 @@ void OperationPanes::ShowChart() {
         if (chart_) chart_->SetChart({});
         return;
     }
-    std::optional<Chart> chart = block_.GetChart();
-    if (!chart) return;
+    const std::optional<Graph> graph = block_.GetGraph();
+    if (!graph) return;
     if (!chart_) {
         chart_ = new ChartWidget(shown_);
         shown_->insertWidget(0, chart_);
         Arrange();
     }
-    chart_->SetChart(std::move(*chart));
+    chart_->SetChart(graph->panes.empty() ? Chart() : ChartOf(graph->panes.front()));
 }
 
 QSize OperationPanes::MostSize() const {
