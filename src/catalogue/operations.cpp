@@ -12,6 +12,9 @@
 #include "exchange/new_sparse.h"
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
+#include "histograms/event_hist.h"
+#include "histograms/general_hist.h"
+#include "histograms/hist_trace_val.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/derivs.h"
 #include "transforms/gen_smooth.h"
@@ -108,6 +111,12 @@ std::span<const Operation> Operations() {
          "Tune a rule for spikes on a short stretch of data, and run it over the analysis region", Make<CSpikeDetectThresh>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", Make<CEventList>},
+        {"CEventHist", listMenu, "Event &histogram...",
+         "Shows the distribution of a parameter of events, counts in time, or the times of one train around another", Make<CEventHist>},
+        {"CHistTraceVal", listMenu, "&Trace value histogram...",
+         "Shows the distribution of the sample values of a trace", Make<CHistTraceVal>},
+        {"CGeneralHist", listMenu, "Histogram of &numbers...",
+         "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
         {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording", Make<LoadEventChannel>},
         {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row", Make<ImportEventsFromText>},
         {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds", Make<PasteEventChannels>},

@@ -1,22 +1,19 @@
 #pragma once
 // Clusters of rows of numbers: a mixture of Gaussian classes fitted by expectation maximisation, whose number
 // of classes is searched downward from many by merging the two whose union costs least, by a criterion of
-// minimal description length (A. P. Dempster, N. M. Laird and D. B. Rubin, J. R. Stat. Soc. B 39, 1977; C. A.
-// Bouman, CLUSTER, 1997).
+// minimal description length (A. P. Dempster, N. M. Laird and D. B. Rubin, J. R. Stat. Soc. B 39, 1977;
+// J. Rissanen, Ann. Stat. 11, 1983).
 //
 // With N rows of M values and P parameters a class (1 + M + M (M + 1) / 2, or 1 + 2M with diagonal
 // covariances):
 // - R, the mean variance of the columns / 100000, is added to the diagonals of all covariances.
 // - At most Kmax = (N M + 1) / P - 1 classes; where the initial number is above Kmax / 2, it becomes that, at
 //   least 1.
-// - Seeds: equal weights, the covariance of all rows (divisor N), and the means at rows floor(i (N - 1) / (K
-// - 1)).
-// - Steps of expectation and maximisation until the log-likelihood L grows by no more than 0.01 P ln(N M). A
-// class
+// - Seeds: equal weights, the covariance of all rows (divisor N), and the means at rows floor(i (N - 1) / (K - 1)).
+// - Steps of expectation and maximisation until the log-likelihood L grows by no more than 0.01 P ln(N M). A class
 //   that loses its members keeps its mean and covariance with weight 0, and is merged first.
 // - Criterion: -L + (K P - 1) ln(N M) / 2; the classes of the lowest one are kept.
-// - Distance of classes i and j: N / 2 (w ln|C| - wi ln|Ci| - wj ln|Cj|), w and C of the pooled class. The
-// first
+// - Distance of classes i and j: N / 2 (w ln|C| - wi ln|Ci| - wj ln|Cj|), w and C of the pooled class. The first
 //   smallest of the pairs i < j is merged.
 // Equal rows give equal numbers, none of which is ever a not-a-number.
 

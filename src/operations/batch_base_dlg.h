@@ -139,6 +139,9 @@ class CBatchBaseDlg {
     // and writes what it has found. Refused while an edit of the recording is under way.
     bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
     virtual Affects WhatItAffects() const { return Affects::events; }
+    // False for one that reads a table in its place: the file of its parameter `file`. It then runs on a document
+    // without anything in it, where there is no recording.
+    virtual bool NeedsRecording() const { return true; }
     // Of what makes traces or a recording, instead of Run: writes them as a native file of this name, in
     // place of one that stands there. `keepsSource` tells that the file is a new one beside the recording.
     // Where it is not done, all is as it was, and the user was told but for what the note says. Throws
@@ -156,6 +159,10 @@ class CBatchBaseDlg {
     // --- what it shows ---
     // What the last run has found, as data; what is long is read from the recording when it is asked for.
     virtual std::vector<Result> Results() { return {}; }
+    // It changes nothing and is fast, so that its window runs it by itself whenever something changes.
+    virtual bool RunsLive() const { return false; }
+    // A file was dropped onto the window. False where it is none that the operation reads itself.
+    virtual bool TakesDrop(const std::filesystem::path&) { return false; }
     // The channels that the last run has written, ascending.
     const std::vector<int>& WrittenChannels() const { return m_written; }
     // Writes the result of the last run as the window's text, for operations that have one.

@@ -1,0 +1,75 @@
+#pragma once
+// A histogram with all that is told of it: the counts, their statistics, the optimal number of bins, the
+// density estimate and the mixture, the limits by chance; and its forms: text, results and graph.
+
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "graphs/graph.h"
+#include "histograms/hist_input.h"
+#include "histograms/hist_settings.h"
+#include "numerics/circular_statistics.h"
+#include "numerics/knuth_bins.h"
+#include "results/result.h"
+
+namespace kymora {
+
+// The counts in their range.
+struct CHist {
+    BinGrid grid;
+    std::vector<double> counts;  // of bars, as displayed nowhere yet
+    double below = 0.0, above = 0.0;
+
+    double InRange() const;
+    // "Count <", a line for each bin, "Count >=".
+    std::string CopyText() const;
+};
+
+struct HistFound {
+    CHist hist;
+    std::vector<double> starts;  // of time bins, ms; else empty
+    MeanSd stats;                // of the values in the range, or of those of the time bins
+    std::vector<double> shown;   // the heights of the bars; a not-a-number where there is none
+    std::optional<CircularStatistics> circular;
+    std::optional<IntervalStatistics> intervals;
+    std::optional<KnuthBins> knuth;
+    struct Curve {
+        std::string name;
+        std::vector<double> x, y;  // y as it is displayed
+    };
+    std::vector<double> densityX, density;  // of the KDE, per unit
+    double bandwidth = 0.0;
+    std::vector<Curve> curves;  // over the bars: KDE, mixture, its components
+    std::optional<MixtureReport> report;
+    std::optional<double> logLikeBefore, logLikeAfter;
+    std::vector<double> rug;
+    // By chance.
+    struct Chance {
+        double duration = 0.0;  // s
+        int64_t counts = 0, stimuli = 0;
+        CountLimits poisson;
+        std::optional<CountLimits> bootstrap;
+        std::string warning;
+    };
+    std::optional<Chance> chance;
+    std::vector<double> averageSd;      // of counts / bin / stimulus, where those are shown
+    std::vector<std::string> messages;  // what a window shows in a box, each once
+};
+
+// Makes it. Settings that cannot be used fall back and messages say so; ranges, numbers of bins, bandwidth
+// and mixture are set as they were found. Throws Cancelled when the poll ends it.
+HistFound AnalyseHistogram(const HistInput& input, HistSettings& settings, PsthSettings& psth,
+                           std::mt19937& random, const Poll& poll);
+
+std::string HistText(const HistInput& input, const HistFound& found, const HistSettings& settings,
+                     const PsthSettings& psth);
+std::vector<Result> HistResults(const HistInput& input, const HistFound& found, const HistSettings& settings,
+                                const PsthSettings& psth);
+Graph HistGraph(const HistInput& input, const HistFound& found, const HistSettings& settings,
+                const PsthSettings& psth);
+// Bounds and raw counts of all bins: what is saved for a spreadsheet.
+std::string HistExport(const HistFound& found);
+
+}  // namespace kymora

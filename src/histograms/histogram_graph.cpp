@@ -1,0 +1,162 @@
+// The graph of a histogram.
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "histograms/histogram.h"
+
+namespace kymora {
+
+namespace {
+
+const char* const displayTitles[] = {"count", "% (n)", "density", "ln(n)", "sqrt (n)", "ln(Hz)"};
+
+std::string HeightTitle(const HistInput& input, const HistSettings& settings, const PsthSettings& psth) {
+    if (psth.average && input.isPsth) return "counts/bin/stimulus";
+    if (input.kind == HistInput::Kind::timeBins && settings.display == displayCount)
+        return input.isRate ? "event freq (Hz)" : "counts in bin";
+    const std::string title = displayTitles[settings.display];
+    return settings.cumulative ? "cumulative " + title : title;
+}
+
+// Time bins stand at their own times; where blocks leave room between them, there is a bar of no height.
+GraphLayer TimeBars(const HistFound& found, double width) {
+    GraphLayer bars{LayerKind::bars, "", GraphColour(0)};
+    for (size_t i = 0; i < found.starts.size(); ++i) {
+        const double start = found.starts[i];
+        if (bars.x.empty()) bars.x.push_back(start);
+        if (std::abs(start - bars.x.back()) > 1e-9 * width) {
+            bars.x.push_back(start);
+            bars.y.push_back(std::numeric_limits<double>::quiet_NaN());
+        }
+        bars.x.push_back(start + width);
+        bars.y.push_back(found.shown[i]);
+    }
+    return bars;
+}
+
+GraphLayer Bars(const HistFound& found) {
+    GraphLayer bars{LayerKind::bars, "", GraphColour(0)};
+    for (int edge = 0; edge <= found.hist.grid.count; ++edge) bars.x.push_back(found.hist.grid.Edge(edge));
+    bars.y = found.shown;
+    return bars;
+}
+
+// Steps from below to above, so that each bin has its own.
+GraphLayer SpreadAround(const HistFound& found) {
+    GraphLayer spread{LayerKind::area, "+/- s.d.", GraphColour(4)};
+    spread.isPale = true;
+    for (size_t i = 0; i < found.shown.size(); ++i) {
+        const double sd = std::isfinite(found.averageSd[i]) ? found.averageSd[i] : 0.0;
+        for (const int side : {0, 1}) {
+            spread.x.push_back(found.hist.grid.Edge(static_cast<int>(i) + side));
+            spread.y.push_back(found.shown[i] + sd);
+            spread.y2.push_back(found.shown[i] - sd);
+        }
+    }
+    return spread;
+}
+
+void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, const HistSettings& settings,
+               const PsthSettings& psth) {
+    if (settings.cumulative) return;
+    const CountLimits& limits = found.chance->bootstrap ? *found.chance->bootstrap : found.chance->poisson;
+    const auto line = [&](double count, const char* name) {
+        double at = DisplayedCount(static_cast<CountDisplay>(settings.display), count, found.hist.InRange(),
+                                   settings.Width());
+        if (psth.average && input.isPsth && found.chance->stimuli > 0)
+            at = count / static_cast<double>(found.chance->stimuli);
+        if (std::isfinite(at)) pane.lines.push_back({false, at, GraphColour(1), name, "", false});
+    };
+    line(limits.expected, "expected");
+    line(limits.lower, "99% limits");
+    line(limits.upper, "");
+    pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
+}
+
+GraphPane MainPane(const HistInput& input, const HistFound& found, const HistSettings& settings,
+                   const PsthSettings& psth) {
+    GraphPane pane;
+    pane.name = "histogram";
+    const bool isTime = input.kind == HistInput::Kind::timeBins;
+    pane.x.title =
+        (settings.log && !isTime ? "log " : "") + (isTime ? std::string("time (ms)") : input.label);
+    pane.y.title = HeightTitle(input, settings, psth);
+    pane.text = HistExport(found);
+    if (!isTime) {
+        pane.x.limits = {settings.minimum, settings.maximum};
+        pane.lowerParameter = "minimum";
+        pane.upperParameter = "maximum";
+    }
+    if (!found.averageSd.empty()) pane.layers.push_back(SpreadAround(found));
+    if (settings.bars) {
+        pane.layers.push_back(isTime ? TimeBars(found, input.width) : Bars(found));
+        pane.layers.back().isPale = !found.curves.empty();
+    }
+    for (const HistFound::Curve& curve : found.curves) {
+        const bool isPart = curve.name.starts_with("component");
+        GraphLayer layer{LayerKind::curve, isPart ? "" : curve.name,
+                         curve.name == "KDE" ? settings.kde.colour : GraphColour(2)};
+        layer.x = curve.x;
+        layer.y = curve.y;
+        layer.isDashed = isPart;
+        pane.layers.push_back(std::move(layer));
+    }
+    if (!found.rug.empty()) {
+        GraphLayer rug{LayerKind::marks, "", GraphColour(3)};
+        rug.x = found.rug;
+        pane.layers.push_back(std::move(rug));
+    }
+    if (found.chance) AddChance(pane, input, found, settings, psth);
+    if (found.intervals && settings.refractory > settings.minimum && settings.refractory < settings.maximum)
+        pane.lines.push_back({true, settings.refractory, GraphColour(6), "refractory", "refractory", false});
+    return pane;
+}
+
+GraphPane LikelihoodPane(const KnuthBins& knuth) {
+    GraphPane pane;
+    pane.name = "logP";
+    pane.title = "LogP of bin number: Bayesian probability of best bin number";
+    pane.x.title = "bin number";
+    pane.y.title = "LogP";
+    GraphLayer curve{LayerKind::curve, "", GraphColour(0)}, best{LayerKind::points, "best", GraphColour(1)};
+    for (size_t i = 0; i < knuth.logP.size(); ++i) {
+        curve.x.push_back(static_cast<double>(i + 1));
+        curve.y.push_back(knuth.logP[i]);
+    }
+    best.x = {static_cast<double>(knuth.best)};
+    best.y = {knuth.logP[static_cast<size_t>(knuth.best) - 1]};
+    pane.layers = {std::move(curve), std::move(best)};
+    return pane;
+}
+
+GraphPane RosePane(const HistFound& found) {
+    GraphPane pane;
+    pane.name = "rose";
+    const CircularStatistics& circular = *found.circular;
+    pane.title = fmt::format("n = {}", circular.count);
+    if (circular.state == CircularStatistics::State::found) {
+        pane.title += fmt::format(", mean {:.1f} degrees", circular.meanDegrees);
+        pane.mean = {circular.meanDegrees / 360.0, circular.vectorStrength};
+    }
+    GraphLayer rose{LayerKind::rose, "", GraphColour(0)};
+    const int bins = found.hist.grid.count;
+    for (int edge = 0; edge <= bins; ++edge) rose.x.push_back(static_cast<double>(edge) / bins);
+    rose.y = found.hist.counts;
+    pane.layers.push_back(std::move(rose));
+    return pane;
+}
+
+}  // namespace
+
+Graph HistGraph(const HistInput& input, const HistFound& found, const HistSettings& settings,
+                const PsthSettings& psth) {
+    Graph graph;
+    graph.panes.push_back(MainPane(input, found, settings, psth));
+    if (found.circular) graph.panes.push_back(RosePane(found));
+    if (found.knuth && settings.showLogP) graph.panes.push_back(LikelihoodPane(*found.knuth));
+    return graph;
+}
+
+}  // namespace kymora

@@ -1,0 +1,19 @@
+#pragma once
+// Numbers in a text of unknown making: whatever stands between blanks, tabs, commas, semicolons and line ends
+// and is a number. A comma between digits is a decimal one where the text has no point, or where blanks, tabs
+// or semicolons part the numbers.
+
+#include <string_view>
+#include <vector>
+
+#include "archive/text_reader.h"
+
+namespace kymora {
+
+// Appends the numbers; words are passed over. Throws FileError.
+void ReadNumbers(TextReader& text, std::vector<double>& numbers);
+
+// False when the file cannot be opened or read.
+bool ReadNumberFile(FileSystem& files, const std::filesystem::path& path, std::vector<double>& numbers);
+
+}  // namespace kymora
