@@ -31,36 +31,41 @@ std::optional<int> BinCountForWidth(double minimum, double maximum, double width
 }
 
 Histogram::Histogram(const BinGrid& grid) : grid_(grid) {
-    const bool usable = FaultOf(grid) == GridFault::none;
-    slots_.assign(static_cast<size_t>(usable ? grid.count : 0) + 3, 0.0);
+    if (FaultOf(grid) == GridFault::none) bins_ = static_cast<size_t>(grid.count);
+    slots_.assign(bins_ + 3, 0.0);
 }
 
 template <typename Value>
 void Histogram::AddValues(std::span<const Value> values) {
-    // Indices first and counts second: the first loop has no branches, and its divisions go in pairs.
+    // Places first and counts second: the first loop chooses without branches, so that it takes wide
+    // registers.
     constexpr size_t piece = 1024;
     std::array<int32_t, piece> slot;
     const double minimum = grid_.minimum;
     const double maximum = grid_.maximum;
     const double width = grid_.Width();
-    const bool usable = slots_.size() > 3;
-    const auto last = static_cast<double>(slots_.size()) - 3.0;  // slot of the last bin
-    const auto above = static_cast<int32_t>(slots_.size() - 2);
-    const int32_t notNumber = above + 1;
+    const double below = static_cast<double>(bins_);
+    const double last = below - 1.0;
+    const double above = below + 1.0;
+    const double notNumber = below + 2.0;
+    double* slots = slots_.data();
+    if (bins_ == 0) {
+        for (const Value value : values) slots[value == value ? 0 : 2] += 1.0;
+        return;
+    }
     for (size_t at = 0; at < values.size(); at += piece) {
         const size_t count = std::min(piece, values.size() - at);
         const Value* from = values.data() + at;
         for (size_t i = 0; i < count; ++i) {
             const double value = from[i];
             double place = (value - minimum) / width + binTolerance;
-            place = place > 0.0 ? place : 0.0;  // also where it is a not-a-number
-            place = place + 1.0 < last ? place + 1.0 : last;
-            auto index = static_cast<int32_t>(place);
-            index = value < minimum || !usable ? 0 : index;
-            index = usable && value >= maximum ? above : index;
-            slot[i] = value == value ? index : notNumber;
+            place = place < last ? place : last;
+            place = value >= minimum ? place : below;
+            place = value >= maximum ? above : place;
+            place = value == value ? place : notNumber;
+            slot[i] = static_cast<int32_t>(place);
         }
-        for (size_t i = 0; i < count; ++i) slots_[static_cast<size_t>(slot[i])] += 1.0;
+        for (size_t i = 0; i < count; ++i) slots[slot[i]] += 1.0;
     }
 }
 

@@ -56,17 +56,17 @@ inline int BinOf(const BinGrid& grid, double value) {
 // counts go the same ways.
 class Histogram {
   public:
-    // A grid with a fault holds nothing: all values are below it.
+    // A grid with a fault has no bins: all values are below it.
     explicit Histogram(const BinGrid& grid);
 
     void Add(std::span<const double> values);
     void Add(std::span<const float> values);
 
     const BinGrid& Grid() const { return grid_; }
-    std::span<const double> Counts() const { return {slots_.data() + 1, slots_.size() - 3}; }
-    double Below() const { return slots_.front(); }
-    double Above() const { return slots_[slots_.size() - 2]; }
-    double NotNumbers() const { return slots_.back(); }
+    std::span<const double> Counts() const { return {slots_.data(), bins_}; }
+    double Below() const { return slots_[bins_]; }
+    double Above() const { return slots_[bins_ + 1]; }
+    double NotNumbers() const { return slots_[bins_ + 2]; }
     double InRange() const;  // the sum of the counts
 
   private:
@@ -74,7 +74,8 @@ class Histogram {
     void AddValues(std::span<const Value> values);
 
     BinGrid grid_;
-    std::vector<double> slots_;  // below, the bins, above, not-a-numbers
+    size_t bins_ = 0;
+    std::vector<double> slots_;  // the bins, below, above, not-a-numbers
 };
 
 Histogram GetHistogram(std::span<const double> values, const BinGrid& grid);

@@ -97,6 +97,112 @@ TEST(GaussianClusters, OneClassHasTheMomentsOfTheRows) {
     EXPECT_NEAR(found.criterion, -logLikelihood + 0.5 * 2.0 * std::log(4.0), 1e-9);
 }
 
+// The whole search in one dimension, rule by rule. Means, variances and weights in `w`, `m`, `v`.
+struct PlainSearch {
+    std::vector<double> x;
+    std::vector<double> w, m, v;
+    double r = 0.0;
+    double logLikelihood = 0.0;
+
+    double LogShare(size_t k, double at) const {
+        return std::log(w[k]) - 0.5 * std::log(2.0 * std::numbers::pi * v[k]) -
+               (at - m[k]) * (at - m[k]) / (2.0 * v[k]);
+    }
+    void Refine() {
+        for (double before = -HUGE_VAL;; before = logLikelihood) {
+            std::vector<double> s0(w.size()), s1(w.size()), s2(w.size());
+            logLikelihood = 0.0;
+            for (const double at : x) {
+                double most = -HUGE_VAL;
+                double sum = 0.0;
+                for (size_t k = 0; k < w.size(); ++k) most = std::max(most, LogShare(k, at));
+                for (size_t k = 0; k < w.size(); ++k) sum += std::exp(LogShare(k, at) - most);
+                logLikelihood += most + std::log(sum);
+                for (size_t k = 0; k < w.size(); ++k) {
+                    const double posterior = std::exp(LogShare(k, at) - most) / sum;
+                    s0[k] += posterior;
+                    s1[k] += posterior * at;
+                    s2[k] += posterior * at * at;
+                }
+            }
+            if (logLikelihood - before <= 0.01 * 3.0 * std::log(x.size())) return;
+            for (size_t k = 0; k < w.size(); ++k) {
+                w[k] = s0[k] / static_cast<double>(x.size());
+                m[k] = s1[k] / s0[k];
+                v[k] = s2[k] / s0[k] - m[k] * m[k] + r;
+            }
+        }
+    }
+    void Merge() {
+        double least = HUGE_VAL;
+        std::array<double, 5> best{};
+        for (size_t i = 0; i < w.size(); ++i)
+            for (size_t j = i + 1; j < w.size(); ++j) {
+                const double weight = w[i] + w[j];
+                const double mean = (w[i] * m[i] + w[j] * m[j]) / weight;
+                const double variance =
+                    (w[i] * (v[i] + m[i] * m[i]) + w[j] * (v[j] + m[j] * m[j])) / weight - mean * mean;
+                const double distance =
+                    static_cast<double>(x.size()) / 2.0 *
+                    (weight * std::log(variance) - w[i] * std::log(v[i]) - w[j] * std::log(v[j]));
+                if (!(distance < least)) continue;
+                least = distance;
+                best = {static_cast<double>(i), static_cast<double>(j), weight, mean, variance};
+            }
+        const auto i = static_cast<size_t>(best[0]);
+        const auto j = static_cast<std::ptrdiff_t>(best[1]);
+        w[i] = best[2];
+        m[i] = best[3];
+        v[i] = best[4];
+        for (auto* list : {&w, &m, &v}) list->erase(list->begin() + j);
+    }
+};
+
+TEST(GaussianClusters, FollowTheRulesStepByStep) {
+    std::mt19937 random(16);
+    std::normal_distribution<double> normal(0.0, 1.0);
+    std::vector<double> x(500);  // three humps that run into each other
+    for (size_t i = 0; i < x.size(); ++i)
+        x[i] = i % 2 == 0 ? normal(random) : i % 3 == 0 ? 3.5 + normal(random) : 6.0 + 0.5 * normal(random);
+    double mean = 0.0;
+    double variance = 0.0;
+    for (const double at : x) mean += at / 500.0;
+    for (const double at : x) variance += (at - mean) * (at - mean) / 500.0;
+
+    PlainSearch plain{x};
+    plain.r = variance / 100000.0;
+    for (size_t i = 0; i < 20; ++i) {
+        plain.w.push_back(1.0 / 20.0);
+        plain.m.push_back(x[i * 499 / 19]);
+        plain.v.push_back(variance + plain.r);
+    }
+    PlainSearch best = plain;
+    double criterion = HUGE_VAL;
+    for (;; plain.Merge()) {
+        plain.Refine();
+        const double now =
+            -plain.logLikelihood + 0.5 * (3.0 * static_cast<double>(plain.w.size()) - 1.0) * std::log(500.0);
+        // With a number desired, the search stops there.
+        const auto desired = static_cast<int>(plain.w.size());
+        const GaussianClusters there = FindGaussianClusters(x, 1, {desired});
+        EXPECT_NEAR(there.criterion, now, 1e-6) << desired;
+        if (now < criterion) {
+            criterion = now;
+            best = plain;
+        }
+        if (desired == 1) break;
+    }
+    const GaussianClusters found = FindGaussianClusters(x, 1);
+    ASSERT_EQ(found.classes.size(), best.w.size());
+    EXPECT_GT(best.w.size(), 1u);
+    EXPECT_NEAR(found.criterion, criterion, 1e-6);
+    for (size_t k = 0; k < best.w.size(); ++k) {
+        EXPECT_NEAR(found.classes[k].weight, best.w[k], 1e-8);
+        EXPECT_NEAR(found.classes[k].mean[0], best.m[k], 1e-8);
+        EXPECT_NEAR(found.classes[k].covariance[0], best.v[k], 1e-8);
+    }
+}
+
 TEST(GaussianClusters, OptionsBoundTheirNumber) {
     const std::vector<double> values = Clouds(3000, 2, 4, 0.0, 12);
     const struct {
