@@ -9,11 +9,14 @@
 // - R, the mean variance of the columns / 100000, is added to the diagonals of all covariances.
 // - At most Kmax = (N M + 1) / P - 1 classes; where the initial number is above Kmax / 2, it becomes that, at
 //   least 1.
-// - Seeds: equal weights, the covariance of all rows (divisor N), and the means at rows floor(i (N - 1) / (K - 1)).
-// - Steps of expectation and maximisation until the log-likelihood L grows by no more than 0.01 P ln(N M). A class
+// - Seeds: equal weights, the covariance of all rows (divisor N), and the means at rows floor(i (N - 1) / (K
+// - 1)).
+// - Steps of expectation and maximisation until the log-likelihood L grows by no more than 0.01 P ln(N M). A
+// class
 //   that loses its members keeps its mean and covariance with weight 0, and is merged first.
 // - Criterion: -L + (K P - 1) ln(N M) / 2; the classes of the lowest one are kept.
-// - Distance of classes i and j: N / 2 (w ln|C| - wi ln|Ci| - wj ln|Cj|), w and C of the pooled class. The first
+// - Distance of classes i and j: N / 2 (w ln|C| - wi ln|Ci| - wj ln|Cj|), w and C of the pooled class. The
+// first
 //   smallest of the pairs i < j is merged.
 // Equal rows give equal numbers, none of which is ever a not-a-number.
 

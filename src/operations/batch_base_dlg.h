@@ -139,8 +139,8 @@ class CBatchBaseDlg {
     // and writes what it has found. Refused while an edit of the recording is under way.
     bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
     virtual Affects WhatItAffects() const { return Affects::events; }
-    // False for one that reads a table in its place: the file of its parameter `file`. It then runs on a document
-    // without anything in it, where there is no recording.
+    // False for one that reads a table in its place: the file of its parameter `file`. It then runs on a
+    // document without anything in it, where there is no recording.
     virtual bool NeedsRecording() const { return true; }
     // Of what makes traces or a recording, instead of Run: writes them as a native file of this name, in
     // place of one that stands there. `keepsSource` tells that the file is a new one beside the recording.
