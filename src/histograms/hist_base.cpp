@@ -12,6 +12,22 @@ namespace {
 
 constexpr uint64_t pollParts = 1000;
 
+// What is computed of the values beside their counts, as so many values more.
+int64_t WorkBeside(int64_t values, const HistJob& job) {
+    const HistSettings& settings = job.settings;
+    int64_t work = 0;
+    if (settings.kde.show)
+        work += values * (settings.kde.rule < static_cast<int32_t>(BandwidthRule::amiseFast) ? 2 : 10);
+    if (settings.optimalBins) work += 2 * values;
+    if (settings.mix.fit == fitBinCounts)
+        work += int64_t{1000} * settings.binCount * settings.mix.components * settings.mix.components;
+    if (settings.mix.fit == fitRawData) work += 200 * values;
+    if (job.psth.bootstrap)
+        work +=
+            job.psth.bootstrapRuns * static_cast<int64_t>(job.input.times1.size() + job.input.times2.size());
+    return work;
+}
+
 }  // namespace
 
 void HistJob::Compute(SampleReader& samples, JobContext& context) {
@@ -31,6 +47,7 @@ std::unique_ptr<OperationJob> CHistBase::MakeJob() {
     job->psth = m_psth;
     job->random = Document()->GetSession().random;
     if (!(m_strFile.empty() ? MakeInput(*job) : TakeFile(*job))) return nullptr;
+    job->work += WorkBeside(job->work, *job);
     return job;
 }
 

@@ -37,6 +37,7 @@ class CEventAnalRgnGraphBase : public CEventAnalRgnBase {
 
     Affects WhatItAffects() const override { return Affects::nothing; }
     bool RunsLive() const override { return true; }
+    bool FollowsView() const override { return m_nRegionMode == regionVisible; }
     bool HasResultText() const override { return true; }
 };
 

@@ -161,6 +161,8 @@ class CBatchBaseDlg {
     virtual std::vector<Result> Results() { return {}; }
     // It changes nothing and is fast, so that its window runs it by itself whenever something changes.
     virtual bool RunsLive() const { return false; }
+    // Its result depends on what the view shows.
+    virtual bool FollowsView() const { return false; }
     // A file was dropped onto the window. False where it is none that the operation reads itself.
     virtual bool TakesDrop(const std::filesystem::path&) { return false; }
     // The channels that the last run has written, ascending.

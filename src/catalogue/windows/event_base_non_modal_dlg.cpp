@@ -6,6 +6,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 
+#include "catalogue/windows/live_run.h"
 #include "catalogue/windows/operation_panes.h"
 #include "operations/event_base_dlg.h"
 #include "operations/job_worker.h"
@@ -62,7 +63,7 @@ void CEventBaseNonModalDlg::MakeProgress() {
 
 void CEventBaseNonModalDlg::StateShown(bool isUsable) {
     progress_->setVisible(worker_ != nullptr);
-    batch_->setVisible(static_cast<bool>(onBatch));
+    batch_->setVisible(onBatch && Block().NeedsRecording());
     batch_->setEnabled(isUsable);
     if (next_) ShowPageState(isUsable);
 }
@@ -124,6 +125,11 @@ bool CEventBaseNonModalDlg::RunJob(bool mayWait) {
     if (!block.Document() || !panes_->Form().Fault().empty()) {
         FocusFault();
         return false;
+    }
+    if (Live()) {
+        Live()->RunNow();
+        if (!Live()->HasFailed()) emit Ran();
+        return !Live()->HasFailed();
     }
     SetDoneText({});
     StopLookingAhead();

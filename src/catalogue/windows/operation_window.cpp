@@ -7,11 +7,14 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "catalogue/windows/live_run.h"
 #include "catalogue/windows/look_ahead.h"
 #include "catalogue/windows/operation_panes.h"
+#include "document/float_doc.h"
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
 #include "widgets/findings_pane.h"
@@ -130,6 +133,7 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     }
     settingsRow_->addStretch(1);
     MakeLookAhead();
+    MakeLiveRun();
     TakeFolds();
     panes_->Arrange();
 }
@@ -190,6 +194,50 @@ void OperationWindow::StopLookingAhead() {
     if (look_) look_->Stop();
 }
 
+// --- runs by itself ---
+
+void OperationWindow::MakeLiveRun() {
+    if (!block_->RunsLive()) return;
+    strip_ = new QProgressBar(this);
+    strip_->setObjectName("strip");
+    strip_->setRange(0, 1000);
+    QSizePolicy policy = strip_->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);  // nothing moves when it comes
+    strip_->setSizePolicy(policy);
+    strip_->setMaximumHeight(strip_->fontMetrics().height() + 2);
+    strip_->hide();
+    AddRow(strip_);
+    live_ = new LiveRun(
+        *block_, [this] { return !letGo_ && isInFront_ && !IsBusy() && panes_->Form().Fault().empty(); },
+        this);
+    connect(live_, &LiveRun::Ran, this, &OperationWindow::ShowLiveRun);
+    connect(live_, &LiveRun::Progressed, this, &OperationWindow::ShowLiveProgress);
+}
+
+void OperationWindow::ShowLiveRun() {
+    panes_->Form().Refresh();
+    Guarded([&] {
+        panes_->ShowChart();
+        live_->HasFailed() ? panes_->ClearResults() : panes_->ShowResults();
+        if (block_->Document()) SetGuides();
+    });
+    failText_.clear();
+    SetDoneText({});
+    if (live_->HasFailed())
+        failText_ = live_->Words();
+    else
+        SetDoneText(live_->Words());
+    ShowState();
+}
+
+void OperationWindow::ShowLiveProgress() {
+    const auto now = live_->Now();
+    strip_->setVisible(now.has_value());
+    if (!now) return;
+    strip_->setValue(static_cast<int>(now->share * strip_->maximum()));
+    strip_->setFormat(now->text + " %p%");
+}
+
 void OperationWindow::ClearView(DocumentView* view) {
     if (!view || !isInFront_) return;
     view->SetGuides({});
@@ -213,6 +261,7 @@ void OperationWindow::SetInFront(bool isInFront) {
     if (!isInFront) return;
     Guarded([&] { SetGuides(); });
     if (look_) look_->Restart();
+    if (live_) live_->Restart();
 }
 
 void OperationWindow::FocusFirst() { panes_->Form().FocusFirst(); }
@@ -250,15 +299,21 @@ void OperationWindow::Work(const std::function<void()>& does) {
 }
 
 void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
+    if (!block_->NeedsRecording()) {
+        if (!blank_) blank_ = std::make_unique<CFloatDoc>(session_);
+        doc = blank_.get();
+        view = nullptr;
+    }
     DocumentView* before = block_->View();
     StopLookingAhead();
+    if (live_ && (doc != block_->Document() || view != before)) live_->Stop();
     if (before != view) ClearView(before);
     if (doc != block_->Document()) {
         doneText_.clear();
         panes_->ClearResults();
     }
     const QString title = ToQString(block_->Title());
-    const QString file = doc ? FileName(doc->filePath.filename()) : QString();
+    const QString file = doc && doc != blank_.get() ? FileName(doc->filePath.filename()) : QString();
     setWindowTitle(file.isEmpty() ? title : title + " - " + file);
     panes_->Form().SetTraceCount(doc ? doc->traceCount : 0);
     Work([&] {
@@ -273,10 +328,12 @@ void OperationWindow::DocumentChanged(UpdateHint hint) {
         return;
     }
     if (panes_->Findings() && hint != UpdateHint::settings) panes_->Findings()->SetOutdated();
+    if (live_ && hint != UpdateHint::settings) live_->Outdate();
     Work([&] { block_->OnUpdate(hint); });
 }
 
 void OperationWindow::ViewMoved() {
+    if (live_ && block_->FollowsView()) live_->Outdate();
     if (IsBusy())
         missed_.viewMoves = true;
     else
@@ -306,6 +363,7 @@ void OperationWindow::ShowDrawn() {
     });
     if (!failText_.isEmpty()) ShowState();
     if (look_ && !IsBusy()) look_->Restart();
+    if (live_ && !IsBusy()) live_->Restart();
     Drawn();
 }
 
@@ -486,7 +544,9 @@ void OperationWindow::dropEvent(QDropEvent* event) {
     const QString file = FirstFile(*event->mimeData());
     if (file.isEmpty() || IsBusy()) return;
     event->acceptProposedAction();
-    if (DropConfig(session_, *block_, ToPath(file))) TakeLoaded();
+    bool isTaken = false;
+    if (block_->Document()) Work([&] { isTaken = block_->TakesDrop(ToPath(file)); });
+    if (!isTaken && DropConfig(session_, *block_, ToPath(file))) TakeLoaded();
 }
 
 // --- closing ---
@@ -498,6 +558,10 @@ void OperationWindow::LetGo() {
     if (look_) {
         look_->disconnect(this);
         look_->Stop();
+    }
+    if (live_) {
+        live_->disconnect(this);
+        live_->Stop();
     }
     ClearView(block_->View());
 }

@@ -21,11 +21,13 @@
 class QBoxLayout;
 class QHBoxLayout;
 class QLabel;
+class QProgressBar;
 class QPushButton;
 class QVBoxLayout;
 
 namespace kymora {
 
+class LiveRun;
 class LookAhead;
 class OperationPanes;
 
@@ -101,6 +103,8 @@ class OperationWindow : public QDialog {
     // Why the operation may not run as it stands; empty when it may.
     virtual QString Fault();
     void FocusFault();
+    // Runs by itself; null where the operation does not.
+    LiveRun* Live() const { return live_; }
     // The code that the block is in is not done yet.
     bool IsInBlock() const { return busy_ > 0; }
     // A run begins: what it would find is not looked for any more.
@@ -137,6 +141,9 @@ class OperationWindow : public QDialog {
     void ClearView(DocumentView* view);
     void MakeLookAhead();
     void ShowLookAhead();
+    void MakeLiveRun();
+    void ShowLiveRun();
+    void ShowLiveProgress();
     // The user has dragged the line of a parameter in the view.
     void TakeDragged(const std::string& key, double at);
     // The finding in the row of the cursor: its ends in the view, and the way there.
@@ -153,6 +160,9 @@ class OperationWindow : public QDialog {
     QLabel* message_ = nullptr;
     QLabel* ahead_ = nullptr;    // what a run would find
     LookAhead* look_ = nullptr;  // null where the operation has none
+    LiveRun* live_ = nullptr;
+    QProgressBar* strip_ = nullptr;    // of a run by itself that takes its time
+    std::unique_ptr<CDataDoc> blank_;  // for an operation that needs no recording
     QVBoxLayout* column_ = nullptr;
     QBoxLayout* buttonRows_ = nullptr;
     QHBoxLayout *settingsRow_ = nullptr, *runRow_ = nullptr;  // side by side, or below each other
