@@ -231,7 +231,8 @@ void CMainFrame::UpdateCommands() {
         action->setEnabled(!command->enabled || command->enabled(*this));
         if (command->checked) action->setChecked(command->checked(*this));
     }
-    for (const auto& [entry, action] : operationActions_) action->setEnabled(child != nullptr);
+    for (const auto& [entry, action] : operationActions_)
+        action->setEnabled(child || !entry.operation->make()->NeedsRecording());
     if (recentMenu_) recentMenu_->setEnabled(!recent_.Paths().empty());
 }
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int compareAfterMs = 15;
 constexpr int usualPanelWidth = 380, leastPanelWidth = 200, mostPanelWidth = 2000;  // pixels
+constexpr QSize usualGraphSize{1040, 700};
 
 void SetVariant(OperationWindow& window, const OperationVariant* variant) {
     if (variant) {
@@ -104,10 +105,22 @@ void OperationWindows::ShowIn(const std::string& name, OperationWindow& window) 
 // --- panels ---
 
 void OperationWindows::Dock(const std::string& name, OperationWindow& window) {
-    auto* panel = new OperationDock(frame_, window, panels_[name], panelWidth_);
+    const auto known = panels_.find(name);
+    const PanelPlace place = known == panels_.end() ? FirstPlace(window) : known->second;
+    auto* panel = new OperationDock(frame_, window, place, panelWidth_);
     connect(panel, &OperationDock::Shown, this, [this, panel](bool isShown) {
         if (isShown && panel->Window()) BringToFront(panel->Window());
     });
+}
+
+// A graph that follows its settings needs room; all else stands beside the recordings.
+PanelPlace OperationWindows::FirstPlace(const OperationWindow& window) const {
+    PanelPlace place;
+    if (!window.Block().RunsLive()) return place;
+    place.isFloating = true;
+    place.floating.setSize(usualGraphSize.boundedTo(frame_.screen()->availableSize() * 9 / 10));
+    place.floating.moveCenter(frame_.geometry().center());
+    return place;
 }
 
 void OperationWindows::Closed(const std::string& name, OperationWindow& window) {

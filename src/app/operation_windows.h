@@ -63,6 +63,7 @@ class OperationWindows : public QObject {
     Seen SeenOf(const CKymoraView& view) const;
     void ShowIn(const std::string& name, OperationWindow& window);
     void Dock(const std::string& name, OperationWindow& window);
+    PanelPlace FirstPlace(const OperationWindow& window) const;
     void GiveKeysBack(const OperationWindow& window);
     void Closed(const std::string& name, OperationWindow& window);
     void BringToFront(OperationWindow* window);

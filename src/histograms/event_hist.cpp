@@ -144,6 +144,10 @@ void CEventHist::Describe(ParamList& list) {
         return IsPhase();
     });
     m_hist.DescribeBins(list, Words());
+    // Bars that stand at times have no range of values, and lags no logarithm.
+    for (const char* key : {"autoRange", "binCount", "binWidth", "optimalBins", "cumulative", "rug"})
+        list.Find(key)->EnabledIf([this] { return !IsInTimeBins(); });
+    list.Find("log")->EnabledIf([this] { return !IsInTimeBins() && !IsCorrelogram(); });
     list.Group("By chance");
     list.Flag("averagePsth", "Avg PSTH", m_psth.average)
         .Tip("Histogram shows average counts/bin/stimulus +/- s.d.")
@@ -161,6 +165,7 @@ void CEventHist::Describe(ParamList& list) {
     m_hist.DescribeOverlays(list);
     DescribeRegion(list);
     DescribeFile(list);
+    DescribeSaving(list);
 }
 
 std::string CEventHist::CheckSettings() {

@@ -20,6 +20,7 @@ void CGeneralHist::Describe(ParamList& list) {
     DescribeFile(list);
     m_hist.DescribeBins(list, Words());
     m_hist.DescribeOverlays(list);
+    DescribeSaving(list);
 }
 
 std::string CGeneralHist::CheckSettings() { return m_strFile.empty() ? noFileText : std::string(); }

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include "archive/text_reader.h"
+#include "document/native_writer.h"
 #include "histograms/number_file.h"
 #include "host/session.h"
+#include "results/archive_output.h"
 
 namespace kymora {
 
@@ -122,6 +124,36 @@ void CHistBase::DescribeFile(ParamList& list) {
                         m_strFile = paths[0].string();
                 })
         .Tip("Chooses a text file of numbers");
+}
+
+void CHistBase::DescribeSaving(ParamList& list) {
+    list.Group("Results");
+    const auto isShown = [this] { return m_shown.has_value(); };
+    list.Action("saveHistogram", "Save histogram...",
+                [this] {
+                    if (m_shown) SaveText("Save histogram", "histogram", HistExport(m_shown->found));
+                })
+        .Tip("Saves the counts of all bins as a text file")
+        .EnabledIf(isShown);
+    list.Action("saveDensity", "Save KDE...",
+                [this] {
+                    if (m_shown) SaveText("Save kernel density estimate", "KDE", DensityText(m_shown->found));
+                })
+        .Tip("Saves the points of the kernel density estimate as a text file")
+        .EnabledIf([this] { return m_shown && !m_shown->found.density.empty(); });
+}
+
+void CHistBase::SaveText(const char* title, const char* name, const std::string& text) {
+    FileRequest request{title, "text (*.txt)|*.txt||", "txt", Document()->filePath};
+    request.suggestion.replace_filename(Document()->filePath.stem().string() + " " + name + ".txt");
+    const auto path = GetHost().ChooseSaveFile(request);
+    if (!path) return;
+    try {
+        WriteFileAtomically(Document()->GetSession().files, *path,
+                            [&](CArchive& archive) { ArchiveOutput(archive).Write(text); });
+    } catch (const FileError& error) {
+        Refuse(fmt::format("The file was not saved.\n{}", error.what()));
+    }
 }
 
 void CHistBase::AppendHistText(std::string& text) {

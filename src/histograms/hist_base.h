@@ -61,6 +61,8 @@ class CHistBase : public CEventAnalRgnGraphBase {
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
     void DescribeFile(ParamList& list);
+    // The buttons below the results.
+    void DescribeSaving(ParamList& list);
     HistSettings::Words Words() {
         return [this](const char* text) { Tell(text); };
     }
@@ -70,6 +72,8 @@ class CHistBase : public CEventAnalRgnGraphBase {
     void AppendHistText(std::string& text);
 
   private:
+    void SaveText(const char* title, const char* name, const std::string& text);
+
     struct Shown {
         HistInput input;
         HistFound found;

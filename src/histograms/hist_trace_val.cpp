@@ -66,6 +66,7 @@ void CHistTraceVal::Describe(ParamList& list) {
     m_hist.DescribeOverlays(list);
     DescribeRegion(list);
     DescribeFile(list);
+    DescribeSaving(list);
 }
 
 std::vector<SampleSpan> CHistTraceVal::TakeSpans() {

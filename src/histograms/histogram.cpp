@@ -63,7 +63,8 @@ constexpr const char* seeMessageText = "See message in Descriptive Statistics.";
 // Values arrive in stretches that begin anywhere; their logarithms are taken here.
 class Values {
   public:
-    Values(const HistInput& input, bool log, const Poll& poll) : input_(input), log_(log), poll_(poll) {}
+    Values(const HistInput& input, const bool& log, const Poll& poll)
+        : input_(input), log_(log), poll_(poll) {}
 
     template <typename Take>
     void Each(Take take) const {
@@ -89,7 +90,7 @@ class Values {
 
   private:
     const HistInput& input_;
-    bool log_;
+    const bool& log_;
     const Poll& poll_;
 };
 
@@ -120,6 +121,7 @@ class Analysis {
 
     HistFound Run() {
         found_.messages = input_.messages;
+        if (input_.kind != HistInput::Kind::values) settings_.log = false;
         CheckDisplay();
         if (input_.kind == HistInput::Kind::timeBins) {
             TakeTimeBins();

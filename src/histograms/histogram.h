@@ -23,7 +23,7 @@ struct CHist {
     double below = 0.0, above = 0.0;
 
     double InRange() const;
-    // "Count <", a line for each bin, "Count >=".
+    // What is copied of its graph: "Count <", a line for each bin, "Count >=".
     std::string CopyText() const;
 };
 
@@ -71,5 +71,7 @@ Graph HistGraph(const HistInput& input, const HistFound& found, const HistSettin
                 const PsthSettings& psth);
 // Bounds and raw counts of all bins: what is saved for a spreadsheet.
 std::string HistExport(const HistFound& found);
+// The points of the density estimate.
+std::string DensityText(const HistFound& found);
 
 }  // namespace kymora

@@ -83,7 +83,7 @@ GraphPane MainPane(const HistInput& input, const HistFound& found, const HistSet
     pane.x.title =
         (settings.log && !isTime ? "log " : "") + (isTime ? std::string("time (ms)") : input.label);
     pane.y.title = HeightTitle(input, settings, psth);
-    pane.text = HistExport(found);
+    pane.text = isTime ? HistExport(found) : found.hist.CopyText();
     if (!isTime) {
         pane.x.limits = {settings.minimum, settings.maximum};
         pane.lowerParameter = "minimum";

@@ -163,6 +163,13 @@ std::string HistExport(const HistFound& found) {
     return text;
 }
 
+std::string DensityText(const HistFound& found) {
+    std::string text = "x\ty\r\n";
+    for (size_t i = 0; i < found.density.size(); ++i)
+        text += fmt::format("{:f}\t{:f}\r\n", found.densityX[i], found.density[i]);
+    return text;
+}
+
 std::string HistText(const HistInput& input, const HistFound& found, const HistSettings& settings,
                      const PsthSettings& psth) {
     std::string text;

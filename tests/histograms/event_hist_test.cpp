@@ -1,0 +1,194 @@
+#include "histograms/event_hist.h"
+
+#include "eventanalysis/event_analysis_fixture.h"
+#include "histograms/general_hist.h"
+#include "histograms/hist_trace_val.h"
+#include "support/memory_doc.h"
+
+namespace kymora {
+namespace {
+
+using test::MemoryDoc;
+
+struct EventHistTest : test::EventAnalysisTest {
+    CEventHist hist;
+
+    void SetUp() override {
+        doc = MemoryDoc::MakeEmpty(session, 10000, 0.1);  // 1 s
+        hist.CheckChangeDoc(doc.get());
+    }
+    void TearDown() override { hist.CheckChangeDoc(nullptr); }
+    void Set(CBatchBaseDlg& block, std::initializer_list<std::pair<const char*, const char*>> settings) {
+        ParamList params = block.Params();
+        for (const auto& [key, text] : settings) {
+            ASSERT_NE(params.Find(key), nullptr) << key;
+            EXPECT_EQ(params.Find(key)->SetFromText(text), "") << key;
+        }
+    }
+    static std::vector<double> Column(const std::vector<Result>& results, size_t which, size_t column) {
+        std::vector<double> values;
+        results.at(which).rows([&](std::span<const ResultValue> row) {
+            const auto* number = std::get_if<double>(&row[column]);
+            values.push_back(number ? *number : -1.0);
+            return true;
+        });
+        return values;
+    }
+};
+
+TEST_F(EventHistTest, EachParameterHasItsBarsAndItsAxis) {
+    Fill(0, {{1000, 1010}, {2000, 2050}, {2500, 2501}, {9000, 9001}});
+    Fill(1, {{900, 901}, {2400, 2401}});
+    Channel(0).parentTrace = -1;
+    const struct {
+        const char *parameter, *minimum, *maximum, *bins;
+        std::vector<double> counts;
+        const char* axis;
+    } cases[] = {
+        // 100, 50 and 650 ms
+        {"Interval", "0", "200", "4", {0, 1, 1, 0}, "interval (ms)"},
+        // 1, 5, 0.1 and 0.1 ms
+        {"On Dur", "0", "6", "3", {3, 0, 1}, "event dur (ms)"},
+        // 10, 20 and 1.54 Hz
+        {"Freq (inst)", "0", "30", "3", {1, 1, 1}, "event freq (Hz)"},
+        // 10 and 110 ms after 90, 10 after 240; before and after those there is no event
+        {"Lat 1 from prev 2", "0", "200", "2", {2, 1}, "latency (ms)"},
+        // 100 - 90, 200 - 90, 250 - 90, 100 - 240, 200 - 240, 250 - 240
+        {"CrossCorr 2->1", "-200", "200", "4", {1, 1, 2, 2}, "cross-correlogram (ms)"},
+        // +-50, +-100, +-150; a bin holds its lower edge
+        {"AutoCorr", "-200", "200", "4", {1, 2, 1, 2}, "auto-correlogram (ms)"},
+        {"PSTH 1 from 2", "0", "20", "2", {0, 2}, "time (ms)"},
+    };
+    for (const auto& one : cases) {
+        Set(hist, {{"parameter", one.parameter},
+                   {"autoRange", "0"},
+                   {"minimum", one.minimum},
+                   {"maximum", one.maximum},
+                   {"binCount", one.bins}});
+        ASSERT_TRUE(hist.Run()) << one.parameter << host.LastMessage();
+        EXPECT_EQ(Column(hist.Results(), 1, 2), one.counts) << one.parameter;
+        EXPECT_EQ(hist.GetGraph()->panes[0].x.title, one.axis);
+    }
+}
+
+TEST_F(EventHistTest, TimeBinsStandAtTheirOwnTimes) {
+    Fill(0, {{1000, 1001}, {1100, 1101}, {2000, 2001}, {9990, 9991}});
+    Fill(3, {{1000, 2500}, {8000, 10000}});
+    Set(hist, {{"parameter", "Freq in time bin"}, {"timeBin", "50"}, {"region", "3"}, {"gateChannel", "d"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    EXPECT_EQ(Column(hist.Results(), 1, 0), (std::vector<double>{100, 150, 200, 800, 850, 900, 950}));
+    EXPECT_EQ(Column(hist.Results(), 1, 3), (std::vector<double>{40, 0, 20, 0, 0, 0, 20}));
+    // A part of a bin is dropped, and a width between two samples told.
+    Set(hist, {{"parameter", "Count in time bin"}, {"timeBin", "40.05"}});
+    host.messages.clear();
+    ASSERT_TRUE(hist.Run());
+    EXPECT_EQ(host.LastMessage(), "The time bin is 40 ms, a whole number of samples, and not 40.05 ms.");
+    EXPECT_EQ(Column(hist.Results(), 1, 2), (std::vector<double>{2, 0, 1, 0, 0, 0, 0, 1}));
+    Set(hist, {{"parameter", "Distrib count"},
+               {"autoRange", "0"},
+               {"minimum", "0"},
+               {"maximum", "4"},
+               {"binCount", "4"}});
+    ASSERT_TRUE(hist.Run());
+    EXPECT_EQ(Column(hist.Results(), 1, 2), (std::vector<double>{5, 2, 1, 0}));
+}
+
+TEST_F(EventHistTest, RefusalsNameWhatLacks) {
+    EXPECT_FALSE(hist.Run());
+    EXPECT_EQ(host.LastMessage(), "There are no events in channel a.");
+    Fill(0, {{1000, 1001}});
+    Set(hist, {{"parameter", "Maximum"}});
+    Channel(0).parentTrace = -1;
+    EXPECT_FALSE(hist.Run());
+    EXPECT_EQ(host.LastMessage(), "Event channel a has no parent trace. \"Maximum\" is measured in one.");
+    Set(hist, {{"parameter", "Interval"}, {"file", "/none.txt"}});
+    EXPECT_FALSE(hist.Run());
+    EXPECT_EQ(host.LastMessage(), unreadableFileText);
+    EXPECT_TRUE(hist.TakesDrop("/some.dat"));
+    EXPECT_EQ(host.LastMessage(), onlyTextFileText);
+}
+
+TEST_F(EventHistTest, SettingsComeBackFromTheirRecord) {
+    Set(hist, {{"parameter", "AutoCorr"},
+               {"minimum", "-7"},
+               {"maximum", "9"},
+               {"binCount", "12"},
+               {"kde", "1"},
+               {"bandwidthRule", "AMISE safe"},
+               {"fit", "2"},
+               {"mean2", "4.5"},
+               {"bootstrap", "1"},
+               {"bootstrapRuns", "33"}});
+    CEventHist other;
+    other.CheckChangeDoc(doc.get());
+    other.TakeSettings(hist.Settings());
+    ParamList was = hist.Params(), is = other.Params();
+    for (const auto& field : was) EXPECT_EQ(field.ValueText(), is.Find(field.key)->ValueText()) << field.key;
+}
+
+TEST_F(EventHistTest, NumbersComeFromTextsOfAnyMaking) {
+    const struct {
+        std::string text;
+        std::vector<double> counts;  // 0 to 4 in bins of 1
+    } cases[] = {
+        {"1 2\t3\r\n1.5", {0, 2, 1, 1}},
+        {"time;value\r\n0,5;1,5\r\n2,5;x\r\n", {1, 1, 1, 0}},
+        {"0.5,1.5,2.5\n", {1, 1, 1, 0}},
+        {std::string("\xFF\xFE"
+                     "1\0 \0"
+                     "2\0",
+                     8),
+         {0, 1, 1, 0}},
+    };
+    CGeneralHist general;
+    general.CheckChangeDoc(doc.get());
+    Set(general, {{"file", "/numbers.txt"},
+                  {"autoRange", "0"},
+                  {"minimum", "0"},
+                  {"maximum", "4"},
+                  {"binCount", "4"}});
+    for (const auto& one : cases) {
+        PutText("/numbers.txt", one.text);
+        ASSERT_TRUE(general.Run()) << host.LastMessage();
+        EXPECT_EQ(Column(general.Results(), 1, 2), one.counts) << one.text;
+    }
+    for (const std::string words : {"", "only words here\n"}) {
+        PutText("/numbers.txt", words);
+        EXPECT_FALSE(general.Run());
+        EXPECT_EQ(host.LastMessage(), noNumbersText);
+    }
+    general.CheckChangeDoc(nullptr);
+}
+
+TEST_F(EventHistTest, SamplesInGapsAndWhatIsNoNumberDoNotCount) {
+    const float none = std::numeric_limits<float>::quiet_NaN();
+    auto samples = MemoryDoc::MakeWithRuns(session, {{1, 2, none, 3, 3}}, {{2, 3, 3}});
+    CHistTraceVal trace;
+    trace.CheckChangeDoc(samples.get());
+    Set(trace, {{"trace", "1"}, {"autoRange", "0"}, {"minimum", "0"}, {"maximum", "4"}, {"binCount", "4"}});
+    ASSERT_TRUE(trace.Run()) << host.LastMessage();
+    EXPECT_EQ(Column(trace.Results(), 1, 2), (std::vector<double>{0, 1, 1, 2}));
+    std::string text;
+    trace.WriteResult([&](std::string_view piece) { return text += piece, true; });
+    // (1.25^2 + 0.25^2 + 0.75^2 + 0.75^2) / 3
+    EXPECT_TRUE(text.starts_with("number of points: 4\nmean = 2.250000, s.d. = 0.957427, n = 4\n")) << text;
+    EXPECT_EQ(host.notices.size(), 1u);
+    // The start after the end, and an end after that of the recording.
+    Set(trace, {{"region", "2"}, {"regionEnd", "100"}, {"regionStart", "200"}});
+    host.messages.clear();
+    EXPECT_FALSE(trace.Run());
+    EXPECT_EQ(host.messages.at(0).text, "Start time must be before end time. Adjusting");
+    EXPECT_EQ(host.messages.at(1).text, "The specified end time is after the end of the file: truncating.");
+    trace.CheckChangeDoc(nullptr);
+
+    auto flat = MemoryDoc::Make(session, {{2, 2, 2}});
+    trace.CheckChangeDoc(flat.get());
+    Set(trace, {{"region", "0"}});
+    host.messages.clear();
+    ASSERT_TRUE(trace.Run());
+    EXPECT_TRUE(host.LastMessage().starts_with("The data in this trace have no variability"));
+    trace.CheckChangeDoc(nullptr);
+}
+
+}  // namespace
+}  // namespace kymora
