@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <tuple>
 
 #include "eventanalysis/event_parameters.h"
 
@@ -102,7 +104,8 @@ void CEventHist::Serialize(CArchive& archive) {
     ExchangeVersion(archive, eventHistVersion, ClassName());
     Exchange(archive, m_nParameter);
     m_hist.Exchange(archive);
-    for (bool* flag : {&m_psth.average, &m_psth.preStimulusOnly, &m_psth.bootstrap}) Exchange(archive, *flag);
+    for (bool* flag : {&m_psth.average, &m_psth.preStimulusOnly, &m_psth.bootstrap, &m_psth.raster})
+        Exchange(archive, *flag);
     Exchange(archive, m_psth.bootstrapRuns);
     Exchange(archive, m_strFile);
 }
@@ -120,7 +123,10 @@ void CEventHist::GetParamText(std::string& text) {
 
 void CEventHist::Describe(ParamList& list) {
     DescribeSource(list);
-    list.Find("channel2")->EnabledIf([this] { return m_strFile.empty() && NeedsTwoChannels(Parameter()); });
+    list.Find("channel2")->EnabledIf([this] { return UsesChannel2(); });
+    list.Find("channels")
+        ->Tip("Channels whose histograms stand side by side (of cross-correlograms, those of all "
+              "pairs); empty: that of event channel 1");
     Field& parameter = list.Choice("parameter", "Parameter", m_nParameter, OfferedNames())
                            .Tip("What is measured of each event")
                            .EnabledIf([this] { return m_strFile.empty(); });
@@ -155,6 +161,9 @@ void CEventHist::Describe(ParamList& list) {
     list.Flag("preStimulusOnly", "Pre-stimulus only", m_psth.preStimulusOnly)
         .Tip("Calculate mean and confidence limits from pre-stimulus data only")
         .EnabledIf([this] { return Is(EvParam::psth); });
+    list.Flag("raster", "Raster", m_psth.raster)
+        .Tip("A row of events for each stimulus, above the histogram")
+        .EnabledIf([this] { return Is(EvParam::psth) && m_channels.size() < 2; });
     list.Flag("bootstrap", "Bootstrap", m_psth.bootstrap)
         .Tip("Calculate mean and confidence limits from bootstrap")
         .EnabledIf([this] { return IsCorrelogram(); });
@@ -172,30 +181,56 @@ std::string CEventHist::CheckSettings() {
     if (std::string fault = CEventAnalRgnBase::CheckSettings(); !fault.empty()) return fault;
     const CDataDoc* doc = Document();
     if (!doc || !m_strFile.empty()) return {};
-    const auto empty = [doc](int channel) { return doc->GetNumEvents(channel) == 0; };
-    const auto none = [](int channel) {
-        return fmt::format("There are no events in channel {}.", ChannelName(channel));
-    };
-    if (empty(m_nChannel1)) return none(m_nChannel1);
-    if (NeedsTwoChannels(Parameter()) && empty(m_nChannel2)) return none(m_nChannel2);
-    if (NeedsParentTrace(Parameter()) && doc->GetParentTrace(m_nChannel1) < 0)
-        return fmt::format(noParentText, ChannelName(m_nChannel1), EvParamName(Parameter()));
+    std::vector<int> channels = SourceChannels();
+    if (UsesChannel2()) channels.push_back(m_nChannel2);
+    for (const int channel : channels)
+        if (doc->GetNumEvents(channel) == 0)
+            return fmt::format("There are no events in channel {}.", ChannelName(channel));
+    for (const int channel : SourceChannels())
+        if (NeedsParentTrace(Parameter()) && doc->GetParentTrace(channel) < 0)
+            return fmt::format(noParentText, ChannelName(channel), EvParamName(Parameter()));
     return {};
 }
 
 // --- values ---
 
+// Correlograms of several channels are a grid of all pairs: in each row those of one channel.
 bool CEventHist::MakeInput(HistJob& job) {
+    const std::vector<int> channels = SourceChannels();
+    if (channels.size() < 2) return AddInput(job);
+    const bool isGrid = Is(EvParam::crossCorrelation);
+    const auto count = static_cast<int>(channels.size());
+    job.columns = isGrid ? count : static_cast<int>(std::ceil(std::sqrt(count)));
+    const std::pair asked(m_nChannel1, m_nChannel2);
+    bool isWhole = true;
+    for (const int channel : channels) {
+        m_nChannel1 = channel;
+        for (const int other : isGrid ? channels : std::vector{m_nChannel2}) {
+            m_nChannel2 = other;
+            isWhole = isWhole && AddInput(job);
+            if (!isWhole) break;
+            HistInput& input = job.parts.back().input;
+            input.name = ChannelName(channel);
+            if (isGrid)
+                input.name = channel == other ? "auto " + input.name : ChannelName(other) + "->" + input.name;
+            if (isGrid && channel == other) input.trains = Trains::same;
+        }
+    }
+    std::tie(m_nChannel1, m_nChannel2) = asked;
+    return isWhole;
+}
+
+bool CEventHist::AddInput(HistJob& job) {
     if (!RetrieveData()) return false;
-    HistInput& input = job.input;
+    HistInput& input = AddPart(job).input;
     const EvParam param = Parameter();
     const int parent = Document()->GetParentTrace(m_nChannel1);
     const std::string unit = parent < 0 ? "" : Document()->traces[static_cast<size_t>(parent)].traceUnits;
     input.name = EvParamName(param);
     input.label = LabelOf(param, unit);
-    job.reads = {m_nChannel1};
+    job.reads.push_back(m_nChannel1);
     if (NeedsTwoChannels(param)) job.reads.push_back(m_nChannel2);
-    job.work = Block().GetTotalEvents() * (NeedsParentTrace(param) ? valuesOfTrace : 1);
+    job.work += Block().GetTotalEvents() * (NeedsParentTrace(param) ? valuesOfTrace : 1);
     if (IsCorrelogram()) {
         TakeTrains(input);
         return true;
@@ -255,8 +290,16 @@ void CEventHist::TakeTrains(HistInput& input) const {
     input.naturalRange = {-correlogramReach, correlogramReach};
     const CDataDoc& doc = *Document();
     const CEventBlock& block = Block();
+    input.channel1 = m_nChannel1;
+    std::vector<std::pair<double, int32_t>> events;
     for (int b = 0; b < block.GetNumBlocks(); ++b)
-        for (int k = 0; k < block.GetNumEvents(b); ++k) input.times1.push_back(doc.TimeOf(block.GetOn(b, k)));
+        for (int k = 0; k < block.GetNumEvents(b); ++k)
+            events.emplace_back(doc.TimeOf(block.GetOn(b, k)), block.GetIndex(b, k));
+    std::sort(events.begin(), events.end());
+    for (const auto& [time, index] : events) {
+        input.times1.push_back(time);
+        input.events1.push_back(index);
+    }
     const bool isAuto = Is(EvParam::autoCorrelation);
     if (isAuto) {
         input.times2 = input.times1;
@@ -266,7 +309,6 @@ void CEventHist::TakeTrains(HistInput& input) const {
                 input.times2.push_back(doc.TimeOf(block.GetOn2(b, k)));
     }
     input.trains = isAuto ? Trains::same : Trains::different;
-    std::sort(input.times1.begin(), input.times1.end());
     std::sort(input.times2.begin(), input.times2.end());
     // Blocks of a gate may overlap; time counts once.
     std::vector<TimeStretch> all;

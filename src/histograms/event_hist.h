@@ -9,7 +9,7 @@ namespace kymora {
 
 class CEventHist : public CHistBase {
   public:
-    CEventHist() : CHistBase(usesChannel1 | usesChannel2) {}
+    CEventHist() : CHistBase(usesChannel1 | usesChannel2 | usesMulti) {}
 
     const char* ClassName() const override { return "CEventHist"; }
     const char* Title() const override { return "Event histogram"; }
@@ -32,6 +32,12 @@ class CEventHist : public CHistBase {
     bool IsCorrelogram() const;
     bool IsInTimeBins() const { return Is(EvParam::frequencyInBin) || Is(EvParam::countInBin); }
     bool HasTimeBin() const { return IsInTimeBins() || Is(EvParam::distributionCount); }
+    // In a grid of all pairs the list says both.
+    bool UsesChannel2() const {
+        return m_strFile.empty() && NeedsTwoChannels(Parameter()) &&
+               !(Is(EvParam::crossCorrelation) && m_channels.size() > 1);
+    }
+    bool AddInput(HistJob& job);
     bool TakeValues(HistInput& input);
     bool TakeTimeBins(HistInput& input);
     void TakeTrains(HistInput& input) const;

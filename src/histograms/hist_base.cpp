@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "archive/text_reader.h"
 #include "document/native_writer.h"
 #include "histograms/number_file.h"
@@ -15,8 +17,8 @@ namespace {
 constexpr uint64_t pollParts = 1000;
 
 // What is computed of the values beside their counts, as so many values more.
-int64_t WorkBeside(int64_t values, const HistJob& job) {
-    const HistSettings& settings = job.settings;
+int64_t WorkBeside(int64_t values, const HistPart& part) {
+    const HistSettings& settings = part.settings;
     int64_t work = 0;
     if (settings.kde.show)
         work += values * (settings.kde.rule < static_cast<int32_t>(BandwidthRule::amiseFast) ? 2 : 10);
@@ -24,9 +26,9 @@ int64_t WorkBeside(int64_t values, const HistJob& job) {
     if (settings.mix.fit == fitBinCounts)
         work += int64_t{1000} * settings.binCount * settings.mix.components * settings.mix.components;
     if (settings.mix.fit == fitRawData) work += 200 * values;
-    if (job.psth.bootstrap)
-        work +=
-            job.psth.bootstrapRuns * static_cast<int64_t>(job.input.times1.size() + job.input.times2.size());
+    if (part.psth.bootstrap)
+        work += part.psth.bootstrapRuns *
+                static_cast<int64_t>(part.input.times1.size() + part.input.times2.size());
     return work;
 }
 
@@ -37,19 +39,18 @@ void HistJob::Compute(SampleReader& samples, JobContext& context) {
     const Poll poll = [&](double done) {
         return progress.GoesOn(static_cast<uint64_t>(done * static_cast<double>(pollParts)));
     };
-    if (read) read(samples, input, poll);
-    found = AnalyseHistogram(input, settings, psth, random, poll);
+    if (read) read(samples, parts[0].input, poll);
+    AnalyseHistograms(parts, random, poll);
 }
 
 // --- the run ---
 
 std::unique_ptr<OperationJob> CHistBase::MakeJob() {
     auto job = std::make_unique<HistJob>();
-    job->settings = m_hist;
-    job->psth = m_psth;
     job->random = Document()->GetSession().random;
     if (!(m_strFile.empty() ? MakeInput(*job) : TakeFile(*job))) return nullptr;
-    job->work += WorkBeside(job->work, *job);
+    const int64_t values = job->work;
+    for (const HistPart& part : job->parts) job->work += WorkBeside(values, part);
     return job;
 }
 
@@ -63,42 +64,63 @@ bool CHistBase::TakeFile(HistJob& job) {
         Refuse(noNumbersText);
         return false;
     }
-    job.input.name = job.input.label = "value";
-    job.input.canBePoisson = true;
+    HistInput& input = AddPart(job).input;
+    input.name = input.label = "value";
+    input.canBePoisson = true;
     job.work = static_cast<int64_t>(numbers.size());
-    job.input.each = HistInput::All(std::move(numbers));
+    input.each = HistInput::All(std::move(numbers));
     return true;
 }
 
 bool CHistBase::Write(OperationJob& job, UndoScope&) {
     auto& done = static_cast<HistJob&>(job);
-    m_hist = done.settings;
-    m_psth = done.psth;
+    m_hist = done.parts[0].settings;
+    m_psth = done.parts[0].psth;
     if (m_psth.bootstrap) Document()->GetSession().random = done.random;
-    for (const std::string& text : done.found.messages) Tell(text);
-    if (done.found.logLikeBefore) {
-        GetHost().Log(fmt::format("-LogLike before = {:f}\n", *done.found.logLikeBefore));
-        GetHost().Log(fmt::format("-LogLike after = {:f}\n", *done.found.logLikeAfter));
+    std::vector<std::string> told;
+    for (HistPart& part : done.parts) {
+        part.input.each = nullptr;  // the values have gone with the job's reader
+        for (const std::string& text : part.found.messages) {
+            if (std::find(told.begin(), told.end(), text) != told.end()) continue;
+            told.push_back(text);
+            Tell(text);
+        }
+        if (!part.found.logLikeBefore) continue;
+        GetHost().Log(fmt::format("-LogLike before = {:f}\n", *part.found.logLikeBefore));
+        GetHost().Log(fmt::format("-LogLike after = {:f}\n", *part.found.logLikeAfter));
     }
-    done.input.each = nullptr;  // the values have gone with the job's reader
-    m_shown = {std::move(done.input), std::move(done.found), m_hist, m_psth};
+    m_shown = std::move(done.parts);
+    m_columns = done.columns;
     return true;
 }
 
 // --- what it shows ---
 
+void CHistBase::CheckChangeDoc(CDataDoc* doc) {
+    if (doc != Document()) m_shown.clear();
+    CEventAnalRgnGraphBase::CheckChangeDoc(doc);
+}
+
 void CHistBase::WriteResult(const TextSink& sink) {
-    if (m_shown) sink(HistText(m_shown->input, m_shown->found, m_shown->settings, m_shown->psth));
+    for (const HistPart& part : m_shown) {
+        if (m_shown.size() > 1 && !sink(part.input.name + "\r\n")) return;
+        if (!sink(HistText(part))) return;
+    }
 }
 
 std::vector<Result> CHistBase::Results() {
-    if (!m_shown) return {};
-    return HistResults(m_shown->input, m_shown->found, m_shown->settings, m_shown->psth);
+    std::vector<Result> all;
+    for (const HistPart& part : m_shown)
+        for (Result& result : HistResults(part)) {
+            if (m_shown.size() > 1) result.name += ": " + part.input.name;
+            all.push_back(std::move(result));
+        }
+    return all;
 }
 
 std::optional<Graph> CHistBase::GetGraph() {
-    if (!m_shown) return Graph{{GraphPane{"histogram"}}};
-    return HistGraph(m_shown->input, m_shown->found, m_shown->settings, m_shown->psth);
+    if (m_shown.empty()) return Graph{{GraphPane{"histogram"}}};
+    return HistGraph(m_shown, m_columns);
 }
 
 // --- numbers from elsewhere ---
@@ -128,19 +150,21 @@ void CHistBase::DescribeFile(ParamList& list) {
 
 void CHistBase::DescribeSaving(ParamList& list) {
     list.Group("Results");
-    const auto isShown = [this] { return m_shown.has_value(); };
+    const auto isShown = [this] { return !m_shown.empty(); };
     list.Action("saveHistogram", "Save histogram...",
                 [this] {
-                    if (m_shown) SaveText("Save histogram", "histogram", HistExport(m_shown->found));
+                    if (!m_shown.empty())
+                        SaveText("Save histogram", "histogram", HistExport(m_shown[0].found));
                 })
         .Tip("Saves the counts of all bins as a text file")
         .EnabledIf(isShown);
     list.Action("saveDensity", "Save KDE...",
                 [this] {
-                    if (m_shown) SaveText("Save kernel density estimate", "KDE", DensityText(m_shown->found));
+                    if (!m_shown.empty())
+                        SaveText("Save kernel density estimate", "KDE", DensityText(m_shown[0].found));
                 })
         .Tip("Saves the points of the kernel density estimate as a text file")
-        .EnabledIf([this] { return m_shown && !m_shown->found.density.empty(); });
+        .EnabledIf([this] { return !m_shown.empty() && !m_shown[0].found.density.empty(); });
 }
 
 void CHistBase::SaveText(const char* title, const char* name, const std::string& text) {

@@ -18,11 +18,9 @@ inline constexpr const char* unreadableFileText = "Unable to open dropped file."
 // Computes a histogram of values that were taken, or of samples that it reads.
 class HistJob : public OperationJob {
   public:
-    HistInput input;
-    HistSettings settings;
-    PsthSettings psth;
+    std::vector<HistPart> parts;  // at least one
+    int columns = 1;              // in which several stand
     std::mt19937 random;
-    HistFound found;
     // Of a trace: what is read before, on the thread of the job. Empty: nothing.
     std::function<void(SampleReader&, HistInput&, const Poll&)> read;
     int64_t work = 0;  // about how many samples' worth
@@ -45,6 +43,7 @@ class CHistBase : public CEventAnalRgnGraphBase {
   public:
     explicit CHistBase(unsigned uses) : CEventAnalRgnGraphBase(uses) {}
 
+    void CheckChangeDoc(CDataDoc* doc) override;
     void WriteResult(const TextSink& sink) override;
     std::vector<Result> Results() override;
     std::optional<Graph> GetGraph() override;
@@ -57,7 +56,7 @@ class CHistBase : public CEventAnalRgnGraphBase {
   protected:
     // What the values are. Null where there are none to be had: the user was told.
     virtual bool MakeInput(HistJob& job) = 0;
-    void ForgetFound() override { m_shown.reset(); }
+    HistPart& AddPart(HistJob& job) const { return job.parts.emplace_back(HistPart{{}, m_hist, m_psth, {}}); }
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
     void DescribeFile(ParamList& list);
@@ -74,13 +73,9 @@ class CHistBase : public CEventAnalRgnGraphBase {
   private:
     void SaveText(const char* title, const char* name, const std::string& text);
 
-    struct Shown {
-        HistInput input;
-        HistFound found;
-        HistSettings settings;
-        PsthSettings psth;
-    };
-    std::optional<Shown> m_shown;
+    // Of the last run that was done; a refusal leaves the graph as it stood.
+    std::vector<HistPart> m_shown;
+    int m_columns = 1;
 };
 
 }  // namespace kymora

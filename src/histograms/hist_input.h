@@ -43,8 +43,10 @@ struct HistInput {
     double width = 0.0;
     bool isRate = false;  // shown as events per second
 
-    // Of lags: the trains in the region.
+    // Of lags: the trains in the region, and which events of which channel those of train 1 are.
     std::vector<double> times1, times2;
+    std::vector<int32_t> events1;
+    int channel1 = -1;
     Trains trains = Trains::different;
     bool isPsth = false;  // the times of train 2 are stimuli
     std::vector<TimeStretch> region;
@@ -58,6 +60,7 @@ struct HistInput {
 
 struct PsthSettings {
     bool average = false;
+    bool raster = false;
     bool preStimulusOnly = false;
     bool bootstrap = false;
     int32_t bootstrapRuns = 1000;

@@ -90,7 +90,7 @@ bool CHistTraceVal::MakeInput(HistJob& job) {
     for (const SampleSpan& span : source.spans) job.work += span.Count();
     if (doc.HasGaps()) IsAttended() ? void(GetHost().Notice(gapsKey, Title(), gapsText)) : Tell(gapsText);
     const std::string& unit = doc.traces[static_cast<size_t>(m_nTrace)].traceUnits;
-    HistInput& input = job.input;
+    HistInput& input = AddPart(job).input;
     input.name = "trace value";
     input.label = fmt::format("trace value ({})", unit.empty() ? "mV" : unit);
     input.mostKept = mostTraceValues;

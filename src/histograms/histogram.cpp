@@ -16,7 +16,7 @@ namespace {
 
 constexpr int ticksOfRange = 10;
 constexpr int64_t mostLags = 20'000'000;  // that are kept for curves and marks
-constexpr size_t mostRug = 100'000;
+constexpr size_t mostRug = 100'000, mostRaster = 2'000'000;
 constexpr double bootstrapShare = 0.99;
 
 constexpr const char* knuthFailedText =
@@ -110,14 +110,13 @@ std::pair<double, double> RoundRange(double low, double high) {
 
 class Analysis {
   public:
-    Analysis(const HistInput& input, HistSettings& settings, PsthSettings& psth, std::mt19937& random,
-             const Poll& poll)
-        : input_(input),
-          settings_(settings),
-          psth_(psth),
+    Analysis(HistPart& part, std::mt19937& random, const Poll& poll)
+        : input_(part.input),
+          settings_(part.settings),
+          psth_(part.psth),
           random_(random),
           poll_(poll),
-          values_(input, settings.log, poll) {}
+          values_(input_, settings_.log, poll) {}
 
     HistFound Run() {
         found_.messages = input_.messages;
@@ -142,6 +141,7 @@ class Analysis {
         if (input_.kind == HistInput::Kind::lags) FindChance();
         ShowMixture();
         if (settings_.rug) TakeRug();
+        if (psth_.raster && input_.isPsth) TakeRaster();
         return std::move(found_);
     }
 
@@ -596,6 +596,19 @@ class Analysis {
         return x;
     }
 
+    void TakeRaster() {
+        HistFound::Raster& raster = found_.raster;
+        ForLagsOfEach(input_.times1, input_.times2, {settings_.minimum, settings_.maximum},
+                      [&](size_t first, size_t last, size_t index2) {
+                          if (raster.lags.size() > mostRaster) return;
+                          for (size_t i = first; i < last; ++i) {
+                              raster.lags.push_back(input_.times1[i] - input_.times2[index2]);
+                              raster.stimuli.push_back(static_cast<double>(index2 + 1));
+                              raster.events.push_back(input_.events1[i]);
+                          }
+                      });
+    }
+
     void TakeRug() {
         TellCut();
         const ValueRange range{settings_.minimum, settings_.maximum};
@@ -670,9 +683,33 @@ class Analysis {
 
 double CHist::InRange() const { return std::accumulate(counts.begin(), counts.end(), 0.0); }
 
-HistFound AnalyseHistogram(const HistInput& input, HistSettings& settings, PsthSettings& psth,
-                           std::mt19937& random, const Poll& poll) {
-    return Analysis(input, settings, psth, random, poll).Run();
+void AnalyseHistogram(HistPart& part, std::mt19937& random, const Poll& poll) {
+    part.found = Analysis(part, random, poll).Run();
+}
+
+void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Poll& poll) {
+    double low = std::numeric_limits<double>::infinity(), high = -low;
+    const std::vector<HistPart> asked(parts.begin(), parts.end());
+    for (HistPart& part : parts) {
+        AnalyseHistogram(part, random, poll);
+        low = std::min(low, part.settings.minimum);
+        high = std::max(high, part.settings.maximum);
+    }
+    const auto fits = [&](const HistPart& part) {
+        return part.settings.minimum == low && part.settings.maximum == high;
+    };
+    if (std::all_of(parts.begin(), parts.end(), fits)) return;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        parts[i] = asked[i];
+        HistSettings& settings = parts[i].settings;
+        const bool isAuto = std::exchange(settings.autoRange, false);
+        settings.optimalBins = false;
+        settings.minimum = low;
+        settings.maximum = high;
+        AnalyseHistogram(parts[i], random, poll);
+        settings.autoRange = isAuto;
+        settings.optimalBins = asked[i].settings.optimalBins;
+    }
 }
 
 }  // namespace kymora

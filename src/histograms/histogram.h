@@ -54,21 +54,32 @@ struct HistFound {
         std::string warning;
     };
     std::optional<Chance> chance;
+    struct Raster {
+        std::vector<double> lags, stimuli;  // from 1
+        std::vector<int32_t> events;        // in their channel
+    } raster;
     std::vector<double> averageSd;      // of counts / bin / stimulus, where those are shown
     std::vector<std::string> messages;  // what a window shows in a box, each once
 };
 
+// One histogram: what it is made of, and what became of it.
+struct HistPart {
+    HistInput input;
+    HistSettings settings;
+    PsthSettings psth;
+    HistFound found;
+};
+
 // Makes it. Settings that cannot be used fall back and messages say so; ranges, numbers of bins, bandwidth
 // and mixture are set as they were found. Throws Cancelled when the poll ends it.
-HistFound AnalyseHistogram(const HistInput& input, HistSettings& settings, PsthSettings& psth,
-                           std::mt19937& random, const Poll& poll);
+void AnalyseHistogram(HistPart& part, std::mt19937& random, const Poll& poll);
+// Several on one range: where it comes from the data, from those of all.
+void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Poll& poll);
 
-std::string HistText(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                     const PsthSettings& psth);
-std::vector<Result> HistResults(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                                const PsthSettings& psth);
-Graph HistGraph(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                const PsthSettings& psth);
+std::string HistText(const HistPart& part);
+std::vector<Result> HistResults(const HistPart& part);
+// Several stand as small panes in `columns` columns, named as their inputs.
+Graph HistGraph(std::span<const HistPart> parts, int columns);
 // Bounds and raw counts of all bins: what is saved for a spreadsheet.
 std::string HistExport(const HistFound& found);
 // The points of the density estimate.

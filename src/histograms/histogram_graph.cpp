@@ -75,8 +75,8 @@ void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, 
     pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
 }
 
-GraphPane MainPane(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                   const PsthSettings& psth) {
+GraphPane MainPane(const HistPart& part) {
+    const auto& [input, settings, psth, found] = part;
     GraphPane pane;
     pane.name = "histogram";
     const bool isTime = input.kind == HistInput::Kind::timeBins;
@@ -148,14 +148,48 @@ GraphPane RosePane(const HistFound& found) {
     return pane;
 }
 
+// A row for each stimulus, the first one on top.
+GraphPane RasterPane(const HistPart& part) {
+    const HistFound::Raster& raster = part.found.raster;
+    GraphPane pane;
+    pane.name = "raster";
+    pane.x = {"", "", false, std::pair(part.settings.minimum, part.settings.maximum)};
+    pane.lowerParameter = "minimum";
+    pane.upperParameter = "maximum";
+    pane.y.title = "stimulus";
+    GraphLayer points{LayerKind::points, "", GraphColour(0)};
+    points.x = raster.lags;
+    points.y = raster.stimuli;
+    points.events = raster.events;
+    points.channel = part.input.channel1;
+    pane.layers.push_back(std::move(points));
+    pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
+    return pane;
+}
+
 }  // namespace
 
-Graph HistGraph(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                const PsthSettings& psth) {
+Graph HistGraph(std::span<const HistPart> parts, int columns) {
     Graph graph;
-    graph.panes.push_back(MainPane(input, found, settings, psth));
-    if (found.circular) graph.panes.push_back(RosePane(found));
-    if (found.knuth && settings.showLogP) graph.panes.push_back(LikelihoodPane(*found.knuth));
+    if (parts.size() > 1) {
+        graph.columns = columns;
+        for (const HistPart& part : parts) {
+            GraphPane& pane = graph.panes.emplace_back(MainPane(part));
+            pane.name = pane.title = part.input.name;
+        }
+        return graph;
+    }
+    const HistPart& part = parts.front();
+    if (!part.found.raster.lags.empty()) {
+        graph.sharesX = true;
+        graph.panes.push_back(RasterPane(part));
+    }
+    graph.panes.push_back(MainPane(part));
+    if (part.found.circular) graph.panes.push_back(RosePane(part.found));
+    if (part.found.knuth && part.settings.showLogP) {
+        graph.sharesX = false;
+        graph.panes.push_back(LikelihoodPane(*part.found.knuth));
+    }
     return graph;
 }
 

@@ -170,8 +170,8 @@ std::string DensityText(const HistFound& found) {
     return text;
 }
 
-std::string HistText(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                     const PsthSettings& psth) {
+std::string HistText(const HistPart& part) {
+    const auto& [input, settings, psth, found] = part;
     std::string text;
     if (input.totals) {
         const auto& [points, all] = *input.totals;
@@ -201,8 +201,8 @@ std::string HistText(const HistInput& input, const HistFound& found, const HistS
                               found.report->aicc, found.report->bic);
 }
 
-std::vector<Result> HistResults(const HistInput& input, const HistFound& found, const HistSettings& settings,
-                                const PsthSettings&) {
+std::vector<Result> HistResults(const HistPart& part) {
+    const auto& [input, settings, psth, found] = part;
     std::vector<Result> results;
     Result& stats = results.emplace_back();
     stats.name = "Descriptive statistics";

@@ -93,6 +93,43 @@ TEST_F(EventHistTest, TimeBinsStandAtTheirOwnTimes) {
     EXPECT_EQ(Column(hist.Results(), 1, 2), (std::vector<double>{5, 2, 1, 0}));
 }
 
+TEST_F(EventHistTest, SeveralChannelsStandOnOneRangeAndPairsInAGrid) {
+    Fill(0, {{1000, 1001}, {2000, 2001}, {3000, 3001}});
+    Fill(2, {{1500, 1501}, {1600, 1601}});
+    Set(hist, {{"channels", "a c"}, {"binCount", "2"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    Graph graph = *hist.GetGraph();
+    ASSERT_EQ(graph.panes.size(), 2u);
+    EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
+    EXPECT_EQ(hist.m_nChannel1, 0);
+    Set(hist, {{"parameter", "CrossCorr 2->1"}, {"autoRange", "0"}, {"minimum", "-100"}, {"maximum", "100"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    std::vector<std::string> names;
+    graph = *hist.GetGraph();
+    for (const GraphPane& pane : graph.panes) names.push_back(pane.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"auto a", "c->a", "a->c", "auto c"}));
+    EXPECT_EQ(graph.columns, 2);
+    // 100 - 150, 100 - 160, 200 - 150, 200 - 160; the third is 140 and more away
+    EXPECT_EQ(Column(hist.Results(), 4, 2), (std::vector<double>{2, 2}));
+    EXPECT_EQ(Column(hist.Results(), 10, 2), (std::vector<double>{1, 1}));
+}
+
+TEST_F(EventHistTest, ARasterHasARowForEachStimulus) {
+    Fill(0, {{1010, 1011}, {1020, 1021}, {2030, 2031}});
+    Fill(1, {{1000, 1001}, {2000, 2001}});
+    Set(hist, {{"parameter", "PSTH 1 from 2"},
+               {"raster", "1"},
+               {"autoRange", "0"},
+               {"minimum", "-50"},
+               {"maximum", "50"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    const Graph graph = *hist.GetGraph();
+    const GraphLayer& points = graph.Find("raster")->layers[0];
+    EXPECT_EQ(points.y, (std::vector<double>{1, 1, 2}));
+    EXPECT_EQ(points.events, (std::vector<int32_t>{0, 1, 2}));
+    EXPECT_TRUE(graph.sharesX);
+}
+
 TEST_F(EventHistTest, RefusalsNameWhatLacks) {
     EXPECT_FALSE(hist.Run());
     EXPECT_EQ(host.LastMessage(), "There are no events in channel a.");

@@ -10,14 +10,12 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-struct Made {
-    HistInput input;
-    HistSettings settings;
-    PsthSettings psth;
-    HistFound found;
-
-    std::string Text() const { return HistText(input, found, settings, psth); }
-    Graph Drawn() const { return HistGraph(input, found, settings, psth); }
+struct Made : HistPart {
+    std::string Text() const { return HistText(*this); }
+    Graph Drawn() const {
+        const HistPart& part = *this;
+        return HistGraph({&part, 1}, 1);
+    }
     bool Tells(const char* words) const { return Text().find(words) != std::string::npos; }
 };
 
@@ -29,9 +27,9 @@ HistInput Of(std::vector<double> values) {
 }
 
 Made Make(HistInput input, HistSettings settings, PsthSettings psth = {}) {
-    Made made{std::move(input), std::move(settings), psth, {}};
+    Made made{{std::move(input), std::move(settings), psth, {}}};
     std::mt19937 random{1};
-    made.found = AnalyseHistogram(made.input, made.settings, made.psth, random, {});
+    AnalyseHistogram(made, random, {});
     return made;
 }
 
