@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "eventanalysis/event_anal_rgn_base.h"
+#include "eventanalysis/event_anal_rgn_graph_base.h"
 #include "histograms/histogram.h"
 
 namespace kymora {
@@ -27,16 +27,6 @@ class HistJob : public OperationJob {
 
     int64_t Samples() const override { return work; }
     void Compute(SampleReader& samples, JobContext& context) override;
-};
-
-class CEventAnalRgnGraphBase : public CEventAnalRgnBase {
-  public:
-    explicit CEventAnalRgnGraphBase(unsigned uses) : CEventAnalRgnBase(uses) {}
-
-    Affects WhatItAffects() const override { return Affects::nothing; }
-    bool RunsLive() const override { return true; }
-    bool FollowsView() const override { return m_nRegionMode == regionVisible; }
-    bool HasResultText() const override { return true; }
 };
 
 class CHistBase : public CEventAnalRgnGraphBase {
