@@ -244,11 +244,11 @@ bool CEventHist::TakeValues(HistInput& input) {
     if (param == EvParam::distributionCount) {
         if (!TakeTimeBins(input)) return false;
         input.kind = HistInput::Kind::values;
-        input.each = HistInput::All(std::move(input.counts));
+        input.Take(std::move(input.counts));
         input.starts.clear();
     } else {
         CollateEventData(*Document(), param, Block(), values);
-        input.each = HistInput::All({values.begin(), values.end()});
+        input.Take({values.begin(), values.end()});
     }
     input.isInterval = param == EvParam::interval;
     input.isPhase = IsPhase();

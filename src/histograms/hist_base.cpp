@@ -68,7 +68,7 @@ bool CHistBase::TakeFile(HistJob& job) {
     input.name = input.label = "value";
     input.canBePoisson = true;
     job.work = static_cast<int64_t>(numbers.size());
-    input.each = HistInput::All(std::move(numbers));
+    input.Take(std::move(numbers));
     return true;
 }
 
@@ -79,7 +79,8 @@ bool CHistBase::Write(OperationJob& job, UndoScope&) {
     if (m_psth.bootstrap) Document()->GetSession().random = done.random;
     std::vector<std::string> told;
     for (HistPart& part : done.parts) {
-        part.input.each = nullptr;  // the values have gone with the job's reader
+        part.input.values.reset();
+        part.input.each = nullptr;  // the job's reader has gone
         for (const std::string& text : part.found.messages) {
             if (std::find(told.begin(), told.end(), text) != told.end()) continue;
             told.push_back(text);

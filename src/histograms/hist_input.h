@@ -3,6 +3,7 @@
 // called. Values are in their own unit, times in ms.
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -22,8 +23,9 @@ struct HistInput {
     Kind kind = Kind::values;
     std::string name;   // of what is shown: "interval"
     std::string label;  // of the x axis: "interval (ms)"
-    // Hands all values on, as often as it is called and as they come, in stretches. A not-a-number is no
-    // value.
+    // All values where they are in memory. A not-a-number is no value.
+    std::shared_ptr<const std::vector<double>> values;
+    // Else hands them on, as often as it is called and as they come, in stretches.
     std::function<void(const std::function<void(std::span<const double>)>&)> each;
     // Of values that are too many to be kept: so many of the first are used where each is needed by itself.
     // 0: all.
@@ -51,10 +53,13 @@ struct HistInput {
     bool isPsth = false;  // the times of train 2 are stimuli
     std::vector<TimeStretch> region;
 
-    // Values that are in memory.
-    static std::function<void(const std::function<void(std::span<const double>)>&)>
-    All(std::vector<double> values) {
-        return [kept = std::move(values)](const auto& take) { take(kept); };
+    // Hands on values that are in memory.
+    void Take(std::vector<double> all) {
+        values = std::make_shared<const std::vector<double>>(std::move(all));
+    }
+    void ForEach(const std::function<void(std::span<const double>)>& take) const {
+        if (values) return take(*values);
+        if (each) each(take);
     }
 };
 

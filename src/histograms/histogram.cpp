@@ -68,9 +68,8 @@ class Values {
 
     template <typename Take>
     void Each(Take take) const {
-        if (!input_.each) return;
         std::vector<double> logged;
-        input_.each([&](std::span<const double> values) {
+        input_.ForEach([&](std::span<const double> values) {
             if (!IsWanted(poll_, 0.0)) throw Cancelled();
             if (!log_) return take(values);
             logged.clear();
@@ -81,8 +80,8 @@ class Values {
     }
     int64_t CountWithoutLog() const {
         int64_t count = 0;
-        if (log_ && input_.each)
-            input_.each([&](std::span<const double> values) {
+        if (log_)
+            input_.ForEach([&](std::span<const double> values) {
                 count += std::count_if(values.begin(), values.end(), [](double v) { return v <= 0.0; });
             });
         return count;
@@ -176,20 +175,25 @@ class Analysis {
     void Survey() {
         double low = std::numeric_limits<double>::infinity(), high = -low;
         const size_t most = input_.mostKept == 0 ? std::numeric_limits<size_t>::max() : input_.mostKept;
+        const bool isWhole = input_.values && !settings_.log && AllFinite(*input_.values);
         values_.Each([&](std::span<const double> values) {
             for (const double value : values) {
-                if (std::isnan(value)) continue;
-                ++total_;
                 if (!std::isfinite(value)) continue;
                 low = std::min(low, value);
                 high = std::max(high, value);
-                if (kept_.size() < most)
-                    kept_.push_back(value);
+                if (isWhole) continue;
+                if (own_.size() < most)
+                    own_.push_back(value);
                 else
                     isCut_ = true;
             }
         });
+        kept_ = isWhole ? std::span<const double>(*input_.values) : own_;
         if (low <= high) extent_ = {low, high};
+    }
+
+    static bool AllFinite(const std::vector<double>& values) {
+        return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
     }
 
     void DecideRange() {
@@ -255,18 +259,18 @@ class Analysis {
         const ValueRange range{settings_.minimum, settings_.maximum};
         const int64_t pairs = CountLags(input_.times1, input_.times2, input_.trains, range);
         isCut_ = pairs > mostLags;
-        if (!isCut_) kept_ = GetLags(input_.times1, input_.times2, input_.trains, range);
+        if (!isCut_) own_ = GetLags(input_.times1, input_.times2, input_.trains, range);
+        kept_ = own_;
         if (isCut_)
             Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid()));
         else
             Take(GetHistogram(kept_, Grid()));
-        total_ = static_cast<size_t>(found_.hist.InRange());
     }
 
     void Optimise() {
         if (!settings_.optimalBins) return;
         TellCut();
-        std::vector<double> values = kept_;
+        std::vector<double> values(kept_.begin(), kept_.end());
         if (!settings_.autoRange) values = ValuesWithin(kept_, {settings_.minimum, settings_.maximum});
         std::optional<int> best;
         std::pair<double, double> range{settings_.minimum, settings_.maximum};
@@ -305,16 +309,8 @@ class Analysis {
         const ValueRange range{settings_.minimum, settings_.maximum};
         found_.stats = isCut_ ? StreamedStats(range) : GetMeanSd(kept_, range);
         if (input_.isPhase && settings_.circular) found_.circular = GetCircularStatistics(kept_, range);
-        if (input_.isInterval && !settings_.log)
-            found_.intervals = GetIntervalStatistics(AllInOrder(), settings_.refractory);
-    }
-
-    // Intervals as they follow each other, with what parts the train.
-    std::vector<double> AllInOrder() const {
-        std::vector<double> all;
-        values_.Each(
-            [&](std::span<const double> values) { all.insert(all.end(), values.begin(), values.end()); });
-        return all;
+        if (input_.isInterval && !settings_.log && input_.values)
+            found_.intervals = GetIntervalStatistics(*input_.values, settings_.refractory);
     }
 
     // Sums of deviations from the mean of the first values lose no digits either.
@@ -673,9 +669,9 @@ class Analysis {
     const Poll& poll_;
     Values values_;
     HistFound found_;
-    size_t total_ = 0;
-    std::vector<double> kept_;
-    bool isCut_ = false;  // there are more than those kept
+    std::vector<double> own_;
+    std::span<const double> kept_;  // finite ones, all or the first
+    bool isCut_ = false;            // there are more than those kept
     std::optional<std::pair<double, double>> extent_;
 };
 

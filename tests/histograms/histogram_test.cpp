@@ -22,7 +22,7 @@ struct Made : HistPart {
 HistInput Of(std::vector<double> values) {
     HistInput input;
     input.label = "interval (ms)";
-    input.each = HistInput::All(std::move(values));
+    input.Take(std::move(values));
     return input;
 }
 
@@ -326,7 +326,7 @@ TEST(HistogramOfPhases, ARoseTellsTheMeanDirection) {
     input.isPhase = true;
     input.naturalRange = {0.0, 1.0};
     HistInput opposite = input;
-    opposite.each = HistInput::All({0.1, 0.6});
+    opposite.Take({0.1, 0.6});
     HistSettings settings;
     settings.circular = true;
     const Made made = Make(std::move(input), settings);
