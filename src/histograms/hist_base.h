@@ -52,8 +52,11 @@ class CHistBase : public CEventAnalRgnGraphBase {
     void DescribeFile(ParamList& list);
     // The buttons below the results.
     void DescribeSaving(ParamList& list);
+    // Settings are also tried without a recording, where nobody is told.
     HistSettings::Words Words() {
-        return [this](const char* text) { Tell(text); };
+        return [this](const char* text) {
+            if (Document()) Tell(text);
+        };
     }
     // Numbers of m_strFile. False where there are none: the user was told.
     bool TakeFile(HistJob& job);

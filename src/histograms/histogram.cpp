@@ -338,19 +338,17 @@ class Analysis {
 
     // --- bars ---
 
-    double Displayed(double count, double width) const {
-        return DisplayedCount(static_cast<CountDisplay>(settings_.display), count, found_.hist.InRange(),
-                              width);
-    }
-
     void Show() {
         const double width = settings_.Width();
         std::vector<double> counts = found_.hist.counts;
         if (settings_.cumulative) counts = CumulativeCounts(counts);
         const bool averages = psth_.average && !input_.times2.empty();
         const double share = averages ? 1.0 / static_cast<double>(input_.times2.size()) : 1.0;
+        const auto display = static_cast<CountDisplay>(settings_.display);
+        const double inRange = found_.hist.InRange();
+        found_.shown.reserve(counts.size());
         for (const double count : counts)
-            found_.shown.push_back(averages ? count * share : Displayed(count, width));
+            found_.shown.push_back(averages ? count * share : DisplayedCount(display, count, inRange, width));
         if (averages) AverageByStimulus();
     }
 

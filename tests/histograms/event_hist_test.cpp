@@ -141,6 +141,15 @@ TEST_F(EventHistTest, RefusalsNameWhatLacks) {
     Set(hist, {{"parameter", "Interval"}, {"file", "/none.txt"}});
     EXPECT_FALSE(hist.Run());
     EXPECT_EQ(host.LastMessage(), unreadableFileText);
+    // What cannot stand together goes back, whichever of the two was set last, and without a recording in
+    // silence.
+    Set(hist, {{"file", ""}, {"display", "density"}, {"log", "1"}});
+    EXPECT_EQ(host.LastMessage(), logWithDensityText);
+    Set(hist, {{"display", "0"}, {"log", "1"}, {"display", "density"}});
+    EXPECT_EQ(host.LastMessage(), densityOfLogText);
+    EXPECT_EQ(hist.m_hist.display, displayCount);
+    CEventHist lone;
+    Set(lone, {{"log", "1"}, {"display", "density"}, {"bars", "0"}});
     EXPECT_TRUE(hist.TakesDrop("/some.dat"));
     EXPECT_EQ(host.LastMessage(), onlyTextFileText);
 }
