@@ -216,6 +216,33 @@ void CairoDevice::Stroke(std::span<const Point> points, bool smooth) {
     cairo_stroke(cairo);
 }
 
+void CairoDevice::Trace(std::span<const Place> places) {
+    cairo_move_to(surface_->cairo, places.front().x, places.front().y);
+    for (const Place& place : places.subspan(1)) cairo_line_to(surface_->cairo, place.x, place.y);
+}
+
+void CairoDevice::Curve(std::span<const Place> places) {
+    if (places.empty() || pen_.style == Pen::Style::null) return;
+    if (!IsVector() && pen_.style == Pen::Style::solid) {
+        mask_.DrawThrough(places, pen_, scale_, ToCanvas());
+        return cairo_surface_mark_dirty(surface_->image);
+    }
+    SetColour(pen_.colour);
+    cairo_set_antialias(surface_->cairo, CAIRO_ANTIALIAS_GOOD);
+    Trace(places);
+    cairo_stroke(surface_->cairo);
+}
+
+void CairoDevice::FillPolygon(std::span<const Place> corners, uint32_t colour) {
+    if (corners.size() < 3) return;
+    SetColour(colour);
+    cairo_set_antialias(surface_->cairo, CAIRO_ANTIALIAS_GOOD);
+    cairo_set_fill_rule(surface_->cairo, CAIRO_FILL_RULE_EVEN_ODD);
+    Trace(corners);
+    cairo_close_path(surface_->cairo);
+    cairo_fill(surface_->cairo);
+}
+
 void CairoDevice::SetPixel(int x, int y, uint32_t colour) { FillRect({x, y, x + 1, y + 1}, colour); }
 
 void CairoDevice::FillEllipse(const PixelRect& bounds, uint32_t colour) {

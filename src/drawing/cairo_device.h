@@ -33,6 +33,8 @@ class CairoDevice : public PictureDevice {
     void MoveTo(int x, int y) override;
     void LineTo(int x, int y) override;
     void Polyline(std::span<const Point> points) override;
+    void Curve(std::span<const Place> places) override;
+    void FillPolygon(std::span<const Place> corners, uint32_t colour) override;
     void SetPixel(int x, int y, uint32_t colour) override;
     void FillEllipse(const PixelRect& bounds, uint32_t colour) override;
     void FillRect(const PixelRect& area, uint32_t colour) override;
@@ -50,6 +52,7 @@ class CairoDevice : public PictureDevice {
     void MakeSurface();
     std::vector<std::byte> EncodePng(const std::function<bool()>& goOn) const;
     Canvas ToCanvas() const;
+    void Trace(std::span<const Place> places);  // a path
     void Stroke(std::span<const Point> points, bool smooth);
     void FillSegments();
     void FillSpans();

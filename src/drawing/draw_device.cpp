@@ -63,6 +63,38 @@ void DrawDevice::Polyline(std::span<const Point> points) {
     for (const Point& point : points.subspan(1)) LineTo(point.x, point.y);
 }
 
+void DrawDevice::Curve(std::span<const Place> places) {
+    std::vector<Point> points;
+    for (const Place& place : places)
+        points.push_back({static_cast<int>(std::floor(place.x)), static_cast<int>(std::floor(place.y))});
+    Polyline(points);
+}
+
+// By the rows whose middles lie inside.
+void DrawDevice::FillPolygon(std::span<const Place> corners, uint32_t colour) {
+    if (corners.size() < 3) return;
+    const auto [highest, lowest] =
+        std::minmax_element(corners.begin(), corners.end(), [](auto& a, auto& b) { return a.y < b.y; });
+    const int first = static_cast<int>(std::ceil(highest->y - 0.5));
+    const int last = static_cast<int>(std::floor(lowest->y - 0.5));
+    std::vector<double> crossings;
+    for (int row = first; row <= last; ++row) {
+        const double y = row + 0.5;
+        crossings.clear();
+        for (size_t i = 0; i < corners.size(); ++i) {
+            const Place &from = corners[i], &to = corners[(i + 1) % corners.size()];
+            if ((from.y <= y) == (to.y <= y)) continue;
+            crossings.push_back(from.x + (to.x - from.x) * (y - from.y) / (to.y - from.y));
+        }
+        std::sort(crossings.begin(), crossings.end());
+        for (size_t i = 0; i + 1 < crossings.size(); i += 2) {
+            const int left = static_cast<int>(std::ceil(crossings[i] - 0.5));
+            const int right = static_cast<int>(std::ceil(crossings[i + 1] - 0.5));
+            if (left < right) FillRect({left, row, right, row + 1}, colour);
+        }
+    }
+}
+
 void DrawDevice::RimmedText(int x, int y, std::string_view text, const TextStyle& style, uint32_t paper) {
     TextStyle rim = style;
     rim.colour = paper;

@@ -20,6 +20,12 @@ struct Point {
     bool operator==(const Point&) const = default;
 };
 
+// A place between pixels: pixel i reaches from i to i + 1.
+struct Place {
+    double x = 0.0, y = 0.0;
+    bool operator==(const Place&) const = default;
+};
+
 struct Extent {
     int width = 0, height = 0;
 };
@@ -66,6 +72,11 @@ class DrawDevice {
     virtual void LineTo(int x, int y) = 0;
     // The same as a MoveTo and LineTos; a device overrides it where it can draw many points faster.
     virtual void Polyline(std::span<const Point> points);
+    // A smooth line through places that lie within reach of the surface: for curves of few points, which
+    // whole pixels would make uneven.
+    virtual void Curve(std::span<const Place> places);
+    // What the closed way around the places holds; twice around is outside. The places lie within reach.
+    virtual void FillPolygon(std::span<const Place> corners, uint32_t colour);
     // The outline of a rectangle; right and bottom are its last lines.
     void Frame(const PixelRect& rect);
     virtual void SetPixel(int x, int y, uint32_t colour) = 0;

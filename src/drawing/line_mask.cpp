@@ -39,28 +39,33 @@ uint32_t Mixed(uint32_t below, uint64_t colour, uint32_t share) {
 }  // namespace
 
 void LineMask::Draw(std::span<const Point> points, const Pen& pen, double scale, const Canvas& canvas) {
+    middles_.clear();
+    for (const Point& point : points) middles_.push_back({point.x + 0.5, point.y + 0.5});
+    DrawThrough(middles_, pen, scale, canvas);
+}
+
+void LineMask::DrawThrough(std::span<const Place> places, const Pen& pen, double scale,
+                           const Canvas& canvas) {
     const double width = std::max(1.0, pen.width * scale);
-    Begin(points, scale, width, canvas.seen);
+    Begin(places, scale, width, canvas.seen);
     if (mask_.empty()) return;
-    const auto at = [scale](int pixel) { return (pixel + 0.5) * scale; };
-    for (size_t i = 1; i < points.size(); ++i)
-        AddSegment(at(points[i - 1].x), at(points[i - 1].y), at(points[i].x), at(points[i].y), width);
+    for (size_t i = 1; i < places.size(); ++i)
+        AddSegment(places[i - 1].x * scale, places[i - 1].y * scale, places[i].x * scale, places[i].y * scale,
+                   width);
     Blend(canvas, ToRgb(pen.colour));
 }
 
 // Only what the line can reach is kept.
-void LineMask::Begin(std::span<const Point> points, double scale, double width, const PixelRect& seen) {
-    PixelRect reached{farthestPixel, farthestPixel, -farthestPixel, -farthestPixel};
-    for (const Point& point : points) {
-        reached.left = std::min(reached.left, point.x);
-        reached.right = std::max(reached.right, point.x + 1);
-        reached.top = std::min(reached.top, point.y);
-        reached.bottom = std::max(reached.bottom, point.y + 1);
+void LineMask::Begin(std::span<const Place> places, double scale, double width, const PixelRect& seen) {
+    Place least{farthestPixel, farthestPixel}, most{-farthestPixel, -farthestPixel};
+    for (const Place& place : places) {
+        least = {std::min(least.x, place.x), std::min(least.y, place.y)};
+        most = {std::max(most.x, place.x), std::max(most.y, place.y)};
     }
-    const auto before = [&](int pixel) { return static_cast<int>(std::floor(pixel * scale - width)); };
-    const auto behind = [&](int pixel) { return static_cast<int>(std::ceil(pixel * scale + width)); };
-    area_ = {std::max(seen.left, before(reached.left)), std::max(seen.top, before(reached.top)),
-             std::min(seen.right, behind(reached.right)), std::min(seen.bottom, behind(reached.bottom))};
+    const auto before = [&](double at) { return static_cast<int>(std::floor((at - 0.5) * scale - width)); };
+    const auto behind = [&](double at) { return static_cast<int>(std::ceil((at + 0.5) * scale + width)); };
+    area_ = {std::max(seen.left, before(least.x)), std::max(seen.top, before(least.y)),
+             std::min(seen.right, behind(most.x)), std::min(seen.bottom, behind(most.y))};
     const auto columns = static_cast<size_t>(std::max(0, area_.Width()));
     const auto rows = static_cast<size_t>(std::max(0, area_.Height()));
     mask_.assign(columns * rows, 0);

@@ -25,9 +25,11 @@ class LineMask {
     // A line through the middles of the points' pixels, of the pen's colour and width; `scale` pixels of the
     // image for one of the points'. Both ends reach on by half the width.
     void Draw(std::span<const Point> points, const Pen& pen, double scale, const Canvas& canvas);
+    // The same through places.
+    void DrawThrough(std::span<const Place> places, const Pen& pen, double scale, const Canvas& canvas);
 
   private:
-    void Begin(std::span<const Point> points, double scale, double width, const PixelRect& seen);
+    void Begin(std::span<const Place> places, double scale, double width, const PixelRect& seen);
     void AddSegment(double x1, double y1, double x2, double y2, double width);
     void AddUpright(double x1, double y1, double x2, double y2, double width);
     // From pixel to pixel along the longer side. `across` is the middle of the line at `from`, `reach` half
@@ -41,6 +43,7 @@ class LineMask {
 
     PixelRect area_;             // of the image
     std::vector<uint8_t> mask_;  // of area_, row by row
+    std::vector<Place> middles_;
 };
 
 }  // namespace kymora

@@ -97,6 +97,14 @@ std::string PathOf(std::span<const Point> points) {
     return path;
 }
 
+// In hundredths of a pixel.
+std::string PathOf(std::span<const Place> places) {
+    std::string path;
+    for (const Place& place : places)
+        path += fmt::format("{}{:.2f} {:.2f}", path.empty() ? "M" : "L", place.x, place.y);
+    return path;
+}
+
 }  // namespace
 
 SvgDevice::SvgDevice(int width, int height) : width_(width), height_(height), clip_{0, 0, width, height} {}
@@ -134,12 +142,26 @@ void SvgDevice::Polyline(std::span<const Point> points) {
     if (kind == LineShape::Kind::nothing) return;
     // Pixels need the columns of a straight line, shapes only its corners.
     const auto shown = kind == LineShape::Kind::straight ? points : shape_.Points();
+    // Through the middle of its pixels, as images have it.
+    Write(fmt::format("<path fill=\"none\"{} transform=\"translate(.5 .5)\" d=\"{}\"/>", PenLook(),
+                      PathOf(shown)));
+}
+
+std::string SvgDevice::PenLook() const {
     const std::string width = pen_.width == 1 ? "" : fmt::format(" stroke-width=\"{}\"", pen_.width);
     const char* dashes =
         pen_.style == Pen::Style::dashed ? " stroke-dasharray=\"3\" stroke-linecap=\"butt\"" : "";
-    // Through the middle of its pixels, as images have it.
-    Write(fmt::format("<path fill=\"none\" stroke=\"{}\"{}{} transform=\"translate(.5 .5)\" d=\"{}\"/>",
-                      Hex(pen_.colour), width, dashes, PathOf(shown)));
+    return fmt::format(" stroke=\"{}\"{}{}", Hex(pen_.colour), width, dashes);
+}
+
+void SvgDevice::Curve(std::span<const Place> places) {
+    if (places.empty() || pen_.style == Pen::Style::null) return;
+    Write(fmt::format("<path fill=\"none\"{} d=\"{}\"/>", PenLook(), PathOf(places)));
+}
+
+void SvgDevice::FillPolygon(std::span<const Place> corners, uint32_t colour) {
+    if (corners.size() < 3) return;
+    Write(fmt::format("<path fill=\"{}\" fill-rule=\"evenodd\" d=\"{}z\"/>", Hex(colour), PathOf(corners)));
 }
 
 void SvgDevice::FillEllipse(const PixelRect& bounds, uint32_t colour) {

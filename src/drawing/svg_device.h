@@ -19,6 +19,8 @@ class SvgDevice : public PictureDevice {
     void MoveTo(int x, int y) override { position_ = {x, y}; }
     void LineTo(int x, int y) override;
     void Polyline(std::span<const Point> points) override;
+    void Curve(std::span<const Place> places) override;
+    void FillPolygon(std::span<const Place> corners, uint32_t colour) override;
     void SetPixel(int x, int y, uint32_t colour) override { FillRect({x, y, x + 1, y + 1}, colour); }
     void FillEllipse(const PixelRect& bounds, uint32_t colour) override;
     void FillRect(const PixelRect& area, uint32_t colour) override;
@@ -31,6 +33,7 @@ class SvgDevice : public PictureDevice {
 
   private:
     void Write(std::string_view element);
+    std::string PenLook() const;
     void FlushRects();
     void WriteText(int x, int y, std::string_view text, const TextStyle& style, std::string_view look);
 

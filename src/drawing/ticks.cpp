@@ -34,6 +34,32 @@ std::vector<double> Ticks(double low, double high, double step) {
     return ticks;
 }
 
+std::vector<double> LogTicks(double low, double high, int most) {
+    constexpr double fewPowers = 1.2;
+    const double powers = std::log10(high) - std::log10(low);
+    if (!(powers >= fewPowers)) return Ticks(low, high, TickStep(low, high, most));
+    const int first = static_cast<int>(std::floor(std::log10(low)));
+    const int last = static_cast<int>(std::ceil(std::log10(high)));
+    const bool hasBetween = powers * 3.0 <= most;
+    const int apart = std::max(1, static_cast<int>(std::ceil(powers / std::max(1, most))));
+    std::vector<double> ticks;
+    for (int power = first; power <= last; ++power) {
+        if ((power % apart + apart) % apart != 0) continue;
+        for (const double factor : {1.0, 2.0, 5.0}) {
+            const double tick = factor * std::pow(10.0, power);
+            // A power at an end, as pow makes it, is one within.
+            const bool isWithin = tick >= low * (1.0 - 1e-9) && tick <= high * (1.0 + 1e-9);
+            if (isWithin && (factor == 1.0 || hasBetween)) ticks.push_back(tick);
+        }
+    }
+    return ticks;
+}
+
+std::string LogTickText(double value) {
+    if (value >= 1e-4 && value < 1e6) return fmt::format("{:.9g}", value);
+    return fmt::format("{:.3g}", value);
+}
+
 std::string TickText(double value, double step) {
     constexpr int mostWithExponent = 3, mostFigures = 17;
     const double size = std::max(std::abs(value), step);

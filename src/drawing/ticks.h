@@ -10,6 +10,11 @@ namespace kymora {
 double TickStep(double low, double high, int most);
 // The multiples of the step within [low, high].
 std::vector<double> Ticks(double low, double high, double step);
+// Of a log axis: the powers of ten within [low, high] with 2 and 5 between them where that makes no more than
+// `most` ticks, or every so many powers; where hardly a power is seen, those of Ticks. `low` is above 0.
+std::vector<double> LogTicks(double low, double high, int most);
+// 0.001, 200, 5e+06.
+std::string LogTickText(double value);
 // With the decimals that the step needs.
 std::string TickText(double value, double step);
 

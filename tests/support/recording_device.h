@@ -19,6 +19,11 @@ struct DrawnText {
     TextStyle style;
 };
 
+struct DrawnPolygon {
+    std::vector<Place> corners;
+    uint32_t colour = 0;
+};
+
 struct DrawnShape {
     PixelRect rect;
     uint32_t colour = 0;
@@ -29,6 +34,7 @@ class RecordingDevice : public DrawDevice {
   public:
     std::vector<DrawnLine> lines;  // every polyline, or chain of MoveTo and LineTo, with its pen
     std::vector<DrawnShape> rects, ellipses, pixels;
+    std::vector<DrawnPolygon> polygons;
     std::vector<DrawnText> texts;
     std::vector<PixelRect> clips;
 
@@ -40,6 +46,9 @@ class RecordingDevice : public DrawDevice {
     }
     void FillEllipse(const PixelRect& bounds, uint32_t colour) override {
         ellipses.push_back({bounds, colour});
+    }
+    void FillPolygon(std::span<const Place> corners, uint32_t colour) override {
+        polygons.push_back({{corners.begin(), corners.end()}, colour});
     }
     void FillRect(const PixelRect& area, uint32_t colour) override { rects.push_back({area, colour}); }
     void SetClip(const PixelRect& area) override { clips.push_back(area); }

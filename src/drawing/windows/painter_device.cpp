@@ -204,6 +204,12 @@ void PainterDevice::Stroke(std::span<const Point> points, bool smooth) {
     if (smooth && WritesPixels()) return mask_.Draw(points, pen_, ratio_, ToCanvas());
     points_.clear();
     for (const Point& point : points) points_.emplace_back(point.x + 0.5, point.y + 0.5);
+    painter_.setRenderHint(QPainter::Antialiasing, smooth);
+    painter_.setPen(LinePen());
+    painter_.drawPolyline(points_.data(), static_cast<int>(points_.size()));
+}
+
+QPen PainterDevice::LinePen() const {
     QPen pen(ToQColor(pen_.colour),
              isVector_ ? pen_.width : std::max(1, static_cast<int>(pen_.width * ratio_)));
     pen.setCosmetic(!isVector_);
@@ -213,9 +219,27 @@ void PainterDevice::Stroke(std::span<const Point> points, bool smooth) {
         pen.setCapStyle(Qt::FlatCap);
         pen.setDashPattern({3.0, 3.0});
     }
-    painter_.setRenderHint(QPainter::Antialiasing, smooth);
-    painter_.setPen(pen);
+    return pen;
+}
+
+void PainterDevice::Curve(std::span<const Place> places) {
+    if (places.empty() || pen_.style == Pen::Style::null) return;
+    if (pen_.style == Pen::Style::solid && WritesPixels())
+        return mask_.DrawThrough(places, pen_, ratio_, ToCanvas());
+    points_.clear();
+    for (const Place& place : places) points_.emplace_back(place.x, place.y);
+    painter_.setRenderHint(QPainter::Antialiasing, true);
+    painter_.setPen(LinePen());
     painter_.drawPolyline(points_.data(), static_cast<int>(points_.size()));
+}
+
+void PainterDevice::FillPolygon(std::span<const Place> corners, uint32_t colour) {
+    points_.clear();
+    for (const Place& corner : corners) points_.emplace_back(corner.x, corner.y);
+    painter_.setRenderHint(QPainter::Antialiasing, true);
+    painter_.setPen(Qt::NoPen);
+    painter_.setBrush(ToQColor(colour));
+    painter_.drawPolygon(points_.data(), static_cast<int>(points_.size()), Qt::OddEvenFill);
 }
 
 void PainterDevice::SetPixel(int x, int y, uint32_t colour) {

@@ -28,6 +28,8 @@ class PainterDevice : public DrawDevice {
     void MoveTo(int x, int y) override;
     void LineTo(int x, int y) override;
     void Polyline(std::span<const Point> points) override;
+    void Curve(std::span<const Place> places) override;
+    void FillPolygon(std::span<const Place> corners, uint32_t colour) override;
     void SetPixel(int x, int y, uint32_t colour) override;
     void FillEllipse(const PixelRect& bounds, uint32_t colour) override;
     void FillRect(const PixelRect& area, uint32_t colour) override;
@@ -40,6 +42,7 @@ class PainterDevice : public DrawDevice {
 
   private:
     void Stroke(std::span<const Point> points, bool smooth);
+    QPen LinePen() const;
     // False where the painter turns or scales what is drawn.
     bool WritesPixels() const { return image_ && painter_.worldTransform().isIdentity(); }
     Canvas ToCanvas();
