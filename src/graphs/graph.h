@@ -74,6 +74,8 @@ struct GraphPane {
     std::string text;
     // The parameters that its limits are: of the lower and upper end of the x axis. Empty for none.
     std::string lowerParameter, upperParameter;
+    // The flag among them that has the limits follow the values: set when all is to be shown again.
+    std::string autoParameter;
 
     bool IsRose() const;
     bool operator==(const GraphPane&) const = default;

@@ -196,6 +196,24 @@ GraphBox WholePane(const GraphPane& pane) {
     return box;
 }
 
+std::vector<GraphBox> WholeGraph(const Graph& graph) {
+    std::vector<GraphBox> boxes;
+    for (const GraphPane& pane : graph.panes) boxes.push_back(WholePane(pane));
+    if (!graph.sharesX || boxes.empty()) return boxes;
+    GraphBox all = boxes.front();
+    bool isFirst = true;
+    for (size_t i = 0; i < boxes.size(); ++i) {
+        // A pane with nothing in it has no say.
+        if (graph.panes[i].IsRose() || (graph.panes[i].layers.empty() && !graph.panes[i].x.limits)) continue;
+        all.left = isFirst ? boxes[i].left : std::min(all.left, boxes[i].left);
+        all.right = isFirst ? boxes[i].right : std::max(all.right, boxes[i].right);
+        isFirst = false;
+    }
+    for (size_t i = 0; i < boxes.size(); ++i)
+        if (!graph.panes[i].IsRose()) std::tie(boxes[i].left, boxes[i].right) = std::tie(all.left, all.right);
+    return boxes;
+}
+
 GraphBox Zoomed(const GraphPane& pane, GraphBox box, double factor, double x, double y, bool across,
                 bool up) {
     const auto about = [factor](double place) {
@@ -223,6 +241,16 @@ GraphBox Moved(const GraphPane& pane, GraphBox box, double across, double up) {
     ChangeEnds(pane.x.isLog, box.left, box.right, by(across));
     ChangeEnds(pane.y.isLog, box.bottom, box.top, by(up));
     return box;
+}
+
+double RoundedWithin(double value, double pixel) {
+    if (!std::isfinite(value) || !(pixel > 0.0) || !std::isfinite(pixel)) return value;
+    // Divided by a whole power, so that a decimal fraction is the nearest number to it.
+    const double power = std::floor(std::log10(pixel / 2.0));
+    const double scale = std::pow(10.0, std::abs(power));
+    const double rounded =
+        power < 0.0 ? std::round(value * scale) / scale : std::round(value / scale) * scale;
+    return std::isfinite(rounded) ? rounded : value;
 }
 
 PointRange PointsWithin(const GraphLayer& layer, double left, double right) {

@@ -40,9 +40,15 @@ class GraphScale {
 // Never empty; the ends of a log axis are above 0.
 GraphBox WholePane(const GraphPane& pane);
 
+// Those of all panes; panes that share the x axis have the same stretch of it.
+std::vector<GraphBox> WholeGraph(const Graph& graph);
+
 // Zoomed by a factor about a place, or moved by shares of what is seen; along a log axis by its powers.
 GraphBox Zoomed(const GraphPane& pane, GraphBox box, double factor, double x, double y, bool across, bool up);
 GraphBox Moved(const GraphPane& pane, GraphBox box, double across, double up);
+
+// A value as round as it can be without leaving its pixel, which is so wide.
+double RoundedWithin(double value, double pixel);
 
 // The points of a curve that fall into one pixel column: no sample is left out, whatever stands beside it.
 struct GraphColumn {
