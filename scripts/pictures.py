@@ -65,7 +65,7 @@ def first_minute(program, demo, out):
 
 
 def operation_picture(window, path, operation, **request):
-    """The window of an operation once its chart and texts have come."""
+    """The window of an operation once its graph and texts have come."""
     window.ask(operation=operation, **request)
     window.wait()
     answer = window.ask(operation=operation, picture=True)

@@ -16,6 +16,7 @@ namespace {
 constexpr int compareAfterMs = 15;
 constexpr int usualPanelWidth = 380, leastPanelWidth = 200, mostPanelWidth = 2000;  // pixels
 constexpr QSize usualGraphSize{1040, 700};
+constexpr int mostPartSize = 10000;
 
 void SetVariant(OperationWindow& window, const OperationVariant* variant) {
     if (variant) {
@@ -198,7 +199,7 @@ void OperationWindows::GoToNextPanel() {
 }
 
 QVariantMap OperationWindows::SaveState() const {
-    QVariantMap places, folded;
+    QVariantMap places, folded, parts;
     auto panels = panels_;
     int width = panelWidth_;
     for (const auto& [name, window] : windows_)
@@ -215,7 +216,22 @@ QVariantMap OperationWindows::SaveState() const {
         for (const std::string& heading : headings) list << QString::fromStdString(heading);
         if (!list.isEmpty()) folded[QString::fromStdString(name)] = list;
     }
-    return {{"width", width}, {"panels", places}, {"folded", folded}};
+    for (const auto& [name, splitters] : frame_.GetSession().partSizes) {
+        QVariantMap stored;
+        for (const auto& [splitter, sizes] : splitters) {
+            QVariantList list;
+            for (const int size : sizes) list << size;
+            stored[QString::fromStdString(splitter)] = list;
+        }
+        parts[QString::fromStdString(name)] = stored;
+    }
+    const GraphHabits& graphs = frame_.GetSession().graphs;
+    const QVariantMap habits{{"grid", graphs.hasGrid},
+                             {"values", graphs.tellsValues},
+                             {"dropLines", graphs.hasDropLines},
+                             {"pans", graphs.pans},
+                             {"onePane", graphs.copiesOnePane}};
+    return {{"width", width}, {"panels", places}, {"folded", folded}, {"parts", parts}, {"graphs", habits}};
 }
 
 // What cannot be is left as it is: the settings are a file that anybody may write.
@@ -233,6 +249,23 @@ void OperationWindows::RestoreState(const QVariantMap& state) {
     for (auto entry = folded.begin(); entry != folded.end(); ++entry)
         for (const QString& heading : entry.value().toStringList())
             frame_.GetSession().foldedGroups[entry.key().toStdString()].insert(heading.toStdString());
+    const QVariantMap parts = state.value("parts").toMap(), habits = state.value("graphs").toMap();
+    for (auto entry = parts.begin(); entry != parts.end(); ++entry) {
+        const QVariantMap splitters = entry.value().toMap();
+        for (auto splitter = splitters.begin(); splitter != splitters.end(); ++splitter) {
+            std::vector<int> sizes;
+            for (const QVariant& size : splitter.value().toList())
+                sizes.push_back(std::clamp(size.toInt(), 0, mostPartSize));
+            frame_.GetSession().partSizes[entry.key().toStdString()][splitter.key().toStdString()] = sizes;
+        }
+    }
+    GraphHabits& graphs = frame_.GetSession().graphs;
+    const auto take = [&habits](const char* name, bool& flag) { flag = habits.value(name, flag).toBool(); };
+    take("grid", graphs.hasGrid);
+    take("values", graphs.tellsValues);
+    take("dropLines", graphs.hasDropLines);
+    take("pans", graphs.pans);
+    take("onePane", graphs.copiesOnePane);
 }
 
 void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {

@@ -56,6 +56,15 @@ struct EventInsertion {
     std::string label;
 };
 
+// How graphs are looked at.
+struct GraphHabits {
+    bool hasGrid = true;
+    bool tellsValues = true;     // of what lies under the mouse
+    bool hasDropLines = false;   // from there to both axes
+    bool pans = false;           // dragging in a plot moves it, in place of zooming to a rectangle
+    bool copiesOnePane = false;  // of several: the one with the keyboard
+};
+
 // How the view is saved as a picture. What the view does not show is in no picture.
 struct PictureOptions {
     int dpi = 96;  // of pixels; the view is made for 96

@@ -45,6 +45,8 @@ class Session {
     std::map<std::string, std::vector<std::byte>, std::less<>> operationSettings;
     // The headings of the parameters that are folded away in its window, by class name.
     std::map<std::string, std::set<std::string>, std::less<>> foldedGroups;
+    // How large the parts of its window are, by class name and the splitter's: pixels of each.
+    std::map<std::string, std::map<std::string, std::vector<int>>, std::less<>> partSizes;
 
     TextFileDefaults textFile;
     BinaryFileDefaults binaryFile;
@@ -52,6 +54,7 @@ class Session {
 
     EventInsertion eventInsertion;
     PictureOptions picture;
+    GraphHabits graphs;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's
 
     uint64_t keptBytes = 0;  // of replaced recordings that undo could bring back

@@ -165,6 +165,65 @@ void DrawAnnotation(const Brush& b) {
     b.Line({{7, 12.2}, {14, 12.2}});
 }
 
+void DrawZoomRectangle(const Brush& b) {
+    b.Pen(b.ink, 1.4);
+    b.painter.setPen(QPen(b.ink, 1.4, Qt::DashLine, Qt::FlatCap));
+    b.painter.drawRect(QRectF(3, 4, 14, 11));
+    b.Pen(b.accent);
+    b.painter.drawEllipse(QPointF(15, 14), 4.5, 4.5);
+    b.Line({{18.4, 17.4}, {21.5, 20.5}});
+}
+
+// Arrows to all sides.
+void DrawPan(const Brush& b) {
+    b.Pen(b.ink);
+    b.Line({{12, 3}, {12, 21}});
+    b.Line({{3, 12}, {21, 12}});
+    for (int side = 0; side < 4; ++side) {
+        b.Line({{9.5, 5.5}, {12, 3}, {14.5, 5.5}});
+        b.painter.translate(12, 12);
+        b.painter.rotate(90);
+        b.painter.translate(-12, -12);
+    }
+}
+
+void DrawGrid(const Brush& b) {
+    b.Pen(b.ink, 1.3);
+    for (const qreal at : {8.5, 13.0, 17.5}) {
+        b.Line({{at, 3}, {at, 20}});
+        b.Line({{4, at - 1.5}, {21, at - 1.5}});
+    }
+    b.Pen(b.accent, 2.0);
+    b.Line({{4, 3}, {4, 20}, {21, 20}});
+}
+
+void DrawValues(const Brush& b) {
+    b.Pen(b.ink);
+    b.Line({{3, 18}, {8, 10}, {12, 14}, {20, 5}});
+    b.Pen(b.accent);
+    b.painter.drawEllipse(QPointF(12, 14), 2.6, 2.6);
+    b.Line({{15, 18}, {21, 18}});
+    b.Line({{15, 21}, {19, 21}});
+}
+
+void DrawDropLines(const Brush& b) {
+    b.Pen(b.ink);
+    b.Line({{4, 3}, {4, 20}, {21, 20}});
+    b.painter.setPen(QPen(b.accent, 1.6, Qt::DotLine, Qt::FlatCap));
+    b.painter.drawLine(QPointF(4, 9), QPointF(14, 9));
+    b.painter.drawLine(QPointF(14, 9), QPointF(14, 20));
+    b.Pen(b.accent);
+    b.painter.drawEllipse(QPointF(14, 9), 2.2, 2.2);
+}
+
+void DrawCopy(const Brush& b) {
+    b.Pen(b.ink);
+    b.Line({{8, 16}, {4, 16}, {4, 3}, {15, 3}, {15, 7}});
+    b.painter.drawRect(QRectF(8.5, 7.5, 11.5, 13));
+    b.Pen(b.accent);
+    b.Line({{11, 17}, {13, 13}, {15, 15}, {17.5, 11}});
+}
+
 using Draw = void (*)(const Brush&);
 
 const std::map<std::string, Draw, std::less<>>& Pictures() {
@@ -188,6 +247,12 @@ const std::map<std::string, Draw, std::less<>>& Pictures() {
         {"cursor-add-vert", DrawVerticalCursor},
         {"marker-add", DrawMarker},
         {"annotation-add", DrawAnnotation},
+        {"graph-zoom", DrawZoomRectangle},
+        {"graph-pan", DrawPan},
+        {"graph-grid", DrawGrid},
+        {"graph-values", DrawValues},
+        {"graph-drop-lines", DrawDropLines},
+        {"graph-copy", DrawCopy},
     };
     return pictures;
 }

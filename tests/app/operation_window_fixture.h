@@ -54,7 +54,11 @@ class CTestOperation : public CBatchBaseDlg {
         GraphPane& pane = graph.panes.emplace_back();
         pane.x = {"time", "ms"};
         pane.layers.push_back({LayerKind::curve, "data", 0, {0, 1, 2, 3}, {0, 5, -5, 0}});
-        pane.lines.push_back({false, static_cast<double>(onLevel), 0xFF, "On", "onLevel"});
+        pane.lines = {{false, static_cast<double>(onLevel), 0xFF, "On", "onLevel"},
+                      {false, offLevel, 0xFF, "Off", "offLevel"}};
+        pane.lowerParameter = "low";
+        pane.upperParameter = "high";
+        pane.autoParameter = "equal";
         return graph;
     }
 

@@ -10,9 +10,9 @@
 #include <QUrl>
 #include <QWheelEvent>
 
+#include "graphs/windows/graph_widget.h"
 #include "operations/config_file.h"
 #include "support/paged_operation.h"
-#include "widgets/chart_widget.h"
 #include "widgets/fold_section.h"
 #include "widgets/results_pane.h"
 
@@ -214,16 +214,16 @@ TEST_F(OperationWindowTest, ADraggedGuideSetsItsParameter) {
     EXPECT_FALSE(view.moved);
 }
 
-TEST_F(OperationWindowTest, GuidesAndChartFollowTheSettingsAndTheView) {
+TEST_F(OperationWindowTest, GuidesAndGraphFollowTheSettingsAndTheView) {
     CTestOperation& block = Open();
-    auto* chart = Find<ChartWidget>("chart");
-    EXPECT_TRUE(chart->isVisible());
+    auto* graph = Find<GraphWidget>("graph");
+    EXPECT_TRUE(graph->isVisible());
     ASSERT_EQ(view.guides.size(), 1u);
     Type("onLevel", "4");
     EXPECT_NE(view.guides[0].at, 4.0) << "while letters may follow";
     QTest::qWait(300);
     EXPECT_EQ(view.guides[0].at, 4.0);
-    EXPECT_EQ(chart->GetChart().lines[0].at, 4.0);
+    EXPECT_EQ(graph->GetGraph().panes[0].lines[0].at, 4.0);
     block.failsToDraw = true;
     window->ViewMoved();
     EXPECT_EQ(Message(), "The disk is gone.");
@@ -236,6 +236,28 @@ TEST_F(OperationWindowTest, GuidesAndChartFollowTheSettingsAndTheView) {
     EXPECT_EQ(other.guides.size(), 1u);
     Close();
     EXPECT_TRUE(other.guides.empty());
+}
+
+TEST_F(OperationWindowTest, WhatIsDraggedInTheGraphSetsItsParameter) {
+    CTestOperation& block = Open();
+    auto* graph = Find<GraphWidget>("graph");
+    graph->setFocus();
+    QTest::mouseClick(graph, Qt::LeftButton, {}, graph->PixelOf(0, 1.0, block.onLevel).toPoint());
+    for (int i = 0; i < 3; ++i) QTest::keyClick(graph, Qt::Key_Up);
+    EXPECT_GT(block.onLevel, 0.1f);
+    EXPECT_NEAR(graph->GetGraph().panes[0].lines[0].at, block.onLevel, 1e-6);
+    EXPECT_EQ(view.guides[0].at, block.onLevel) << "the line in the view goes with it";
+    emit graph->LimitsSet(0, 0.25, 2.75);
+    EXPECT_EQ(block.low, 0.25);
+    EXPECT_EQ(block.high, 2.75);
+    const float before = block.onLevel;
+    emit graph->LineMoved("onLevel", 99.0);
+    EXPECT_EQ(block.onLevel, before);
+    EXPECT_NE(Message(), "") << "a level beyond the limits is refused";
+    // What cannot be typed cannot be dragged.
+    emit graph->LimitsFreed(0);
+    EXPECT_TRUE(block.equal);
+    EXPECT_TRUE(graph->GetGraph().panes[0].lines[1].parameter.empty());
 }
 
 TEST_F(OperationWindowTest, ChangesDuringARunAreTakenUpAfterIt) {
@@ -447,10 +469,10 @@ TEST_F(OperationWindowTest, LongResultsAreCutAndCopiedWhole) {
 TEST_F(OperationWindowTest, TheTabKeyGoesInTheOrderOfReading) {
     Open();
     EXPECT_EQ(QApplication::focusWidget()->objectName(), "onLevel") << "the keyboard is there at once";
-    for (const char* key : {"onLevel", "offLevel", "equal",    "count",  "fold",  "source",  "region0",
-                            "channel", "trace",    "channels", "traces", "press", "fold",    "destination",
-                            "name",    "isOn",     "low",      "high",   "chart", "results", "saveResults",
-                            "save",    "load",     "run",      "close"}) {
+    for (const char* key : {"onLevel", "offLevel",    "equal",    "count",  "fold",  "source", "region0",
+                            "channel", "trace",       "channels", "traces", "press", "fold",   "destination",
+                            "name",    "isOn",        "low",      "high",   "graph", "graph",  "graph",
+                            "results", "saveResults", "save",     "load",   "run",   "close"}) {
         ASSERT_EQ(QApplication::focusWidget()->objectName(), key);
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }

@@ -220,15 +220,16 @@ TEST_F(SpikeDetectThreshTest, TheGraphShowsSeriesLevelsAndSpikes) {
     Set("postFilterOn", "1");
     const auto graph = operation.GetGraph();
     ASSERT_TRUE(graph);
-    const auto& [name, title, x, y, layers, lines, mean, text, lower, upper] = graph->panes.at(0);
+    const GraphPane& pane = graph->panes.at(0);
+    const auto& layers = pane.layers;
     ASSERT_EQ(layers.size(), 3u);
     // 4000 samples in bins of at least two: the extremes of each, in their order.
     EXPECT_LE(layers[0].y.size(), 4000u);
     EXPECT_EQ(*std::max_element(layers[0].y.begin(), layers[0].y.end()), 8.0);
     EXPECT_TRUE(std::is_sorted(layers[0].x.begin(), layers[0].x.end()));
     EXPECT_EQ(layers[2].x.size(), operation.PreviewSpikes().size());
-    EXPECT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].parameter, "upperThreshold");
+    EXPECT_EQ(pane.lines.size(), 2u);
+    EXPECT_EQ(pane.lines[0].parameter, "upperThreshold");
     EXPECT_TRUE(operation.Guides().empty()) << "levels of filtered data do not lie on the trace's axis";
     Set("postFilterOn", "0");
     EXPECT_EQ(operation.Guides().size(), 2u);

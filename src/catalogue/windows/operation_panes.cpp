@@ -6,10 +6,11 @@
 #include <QScrollBar>
 #include <QTimer>
 
-#include "widgets/chart_widget.h"
+#include "graphs/windows/graph_panel.h"
 #include "widgets/content_area.h"
 #include "widgets/findings_pane.h"
 #include "widgets/results_pane.h"
+#include "widgets/text.h"
 
 namespace kymora {
 
@@ -17,28 +18,20 @@ namespace {
 
 constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
 constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
-constexpr int leastTextWidth = 340, leastChartWidth = 560, leastPaneHeight = 220;
+constexpr int leastTextWidth = 340, leastGraphWidth = 560, leastPaneHeight = 220;
 constexpr int mostColumns = 3;  // of parameters
 // In a panel, which is to fit beside a small window.
 constexpr int leastDockedPane = 120, leastDockedForm = 110;
 
-Chart ChartOf(const GraphPane& pane) {
-    Chart chart{pane.x.Label(), pane.y.Label(), {}, {}};
-    for (const GraphLayer& layer : pane.layers)
-        chart.series.push_back(
-            {layer.name,
-             layer.kind == LayerKind::points ? ChartSeries::Style::points : ChartSeries::Style::line,
-             layer.colour, layer.x, std::vector<float>(layer.y.begin(), layer.y.end())});
-    for (const GraphLine& line : pane.lines)
-        chart.lines.push_back({line.isUpright, line.at, line.colour, line.name});
-    return chart;
-}
-
 }  // namespace
 
-OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, ParamSurroundings surroundings,
-                               QWidget* parent)
-    : QSplitter(parent), block_(block), area_(new ContentArea(parent)), shown_(new QSplitter(parent)) {
+OperationPanes::OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm::Enter enter,
+                               ParamSurroundings surroundings, QWidget* parent)
+    : QSplitter(parent),
+      session_(session),
+      block_(block),
+      area_(new ContentArea(parent)),
+      shown_(new QSplitter(parent)) {
     form_ = new ParamForm([this] { return block_.Params().OnPage(page_); }, std::move(enter), surroundings,
                           area_);
     connect(form_, &ParamForm::Rebuilt, this, [this] {
@@ -56,6 +49,8 @@ OperationPanes::OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, Par
     shown_->setChildrenCollapsible(false);
     addWidget(area_);
     addWidget(shown_);
+    for (QSplitter* splitter : {static_cast<QSplitter*>(this), shown_})
+        connect(splitter, &QSplitter::splitterMoved, this, &OperationPanes::KeepSizes);
     const auto write = [this](const TextSink& sink) { block_.WriteResult(sink); };
     if (block_.HasFindings())
         findings_ = new FindingsPane(block_.RejectionLabel(), write, shown_);
@@ -92,19 +87,40 @@ void OperationPanes::ClearResults() {
     if (findings_) findings_->Clear();
 }
 
-void OperationPanes::ShowChart() {
+void OperationPanes::ShowGraph() {
     if (!block_.Document()) {
-        if (chart_) chart_->SetChart({});
+        if (graph_) graph_->Widget().SetGraph({});
         return;
     }
-    const std::optional<Graph> graph = block_.GetGraph();
+    std::optional<Graph> graph = block_.GetGraph();
     if (!graph) return;
-    if (!chart_) {
-        chart_ = new ChartWidget(shown_);
-        shown_->insertWidget(0, chart_);
-        Arrange();
+    if (!graph_) MakeGraph();
+    // What cannot be typed cannot be dragged either.
+    ParamList params = block_.Params();
+    const auto hold = [&params](std::string& key) {
+        const Field* field = key.empty() ? nullptr : params.Find(key);
+        if (!field || !field->IsEnabled(params)) key.clear();
+    };
+    for (GraphPane& pane : graph->panes) {
+        for (GraphLine& line : pane.lines) hold(line.parameter);
+        for (std::string* key : {&pane.lowerParameter, &pane.upperParameter, &pane.autoParameter}) hold(*key);
     }
-    chart_->SetChart(graph->panes.empty() ? Chart() : ChartOf(graph->panes.front()));
+    graph_->Widget().SetGraph(std::move(*graph));
+}
+
+void OperationPanes::MakeGraph() {
+    graph_ = new GraphPanel(session_, shown_);
+    shown_->insertWidget(0, graph_);
+    GraphWidget& widget = graph_->Widget();
+    const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
+    connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
+    connect(&widget, &GraphWidget::LimitsSet, this, [this, pane](int i, double low, double high) {
+        const GraphPane set = pane(i);
+        emit LimitsDragged(ToQString(set.lowerParameter), low, ToQString(set.upperParameter), high);
+    });
+    connect(&widget, &GraphWidget::LimitsFreed, this,
+            [this, pane](int i) { emit FlagAsked(ToQString(pane(i).autoParameter)); });
+    Arrange();
 }
 
 QSize OperationPanes::MostSize() const {
@@ -121,9 +137,9 @@ bool OperationPanes::StandsAbove(QSize most) {
         return form_->Arrange({most.width() - 2 * bar, height}, mostColumns);
     };
     const bool isWhole = arranged(room);
-    const int paneWidth = chart_ ? leastChartWidth : leastTextWidth;
+    const int paneWidth = graph_ ? leastGraphWidth : leastTextWidth;
     const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
-    const bool hasPane = HasResults() || chart_;
+    const bool hasPane = HasResults() || graph_;
     if (!hasPane || (isWhole && hasRoomBeside)) return false;
     if (arranged(room - leastPaneHeight) || !hasRoomBeside) return true;
     arranged(room);
@@ -139,12 +155,46 @@ void OperationPanes::SetDocked(bool isDocked) {
 // those before are none to share.
 void OperationPanes::showEvent(QShowEvent* event) {
     QSplitter::showEvent(event);
-    if (isDocked_ && !std::exchange(isShared_, true))
-        QTimer::singleShot(0, this, [this] { setSizes({3 * height() / 5, 2 * height() / 5}); });
+    if (std::exchange(isShared_, true)) return;
+    QTimer::singleShot(0, this, [this] {
+        if (isDocked_) setSizes({3 * height() / 5, 2 * height() / 5});
+        RestoreSizes();
+    });
+}
+
+// --- how large the parts are ---
+
+// A window of its own and a panel share their room differently.
+QString OperationPanes::SizesName(const QSplitter& splitter) const {
+    return QString("%1 %2 %3")
+        .arg(&splitter == this ? "parts" : "shown")
+        .arg(isDocked_ ? "docked" : "free")
+        .arg(splitter.orientation() == Qt::Vertical ? "down" : "across");
+}
+
+void OperationPanes::KeepSizes() {
+    for (const QSplitter* splitter :
+         {static_cast<const QSplitter*>(this), static_cast<const QSplitter*>(shown_)}) {
+        if (splitter->count() < 2) continue;
+        const auto sizes = splitter->sizes();
+        session_.partSizes[block_.ClassName()][SizesName(*splitter).toStdString()] = {sizes.begin(),
+                                                                                      sizes.end()};
+    }
+}
+
+void OperationPanes::RestoreSizes() {
+    const auto found = session_.partSizes.find(block_.ClassName());
+    if (found == session_.partSizes.end()) return;
+    for (QSplitter* splitter : {static_cast<QSplitter*>(this), shown_}) {
+        const auto sizes = found->second.find(SizesName(*splitter).toStdString());
+        if (sizes == found->second.end() || sizes->second.size() != static_cast<size_t>(splitter->count()))
+            continue;
+        splitter->setSizes({sizes->second.begin(), sizes->second.end()});
+    }
 }
 
 void OperationPanes::Arrange() {
-    const bool hasPane = HasResults() || chart_;
+    const bool hasPane = HasResults() || graph_;
     if (isDocked_) form_->Arrange({QWIDGETSIZE_MAX, QWIDGETSIZE_MAX}, 1);
     const bool above = isDocked_ || StandsAbove(MostSize());
     setOrientation(above ? Qt::Vertical : Qt::Horizontal);
@@ -152,7 +202,7 @@ void OperationPanes::Arrange() {
     shown_->setVisible(hasPane);
     setStretchFactor(0, hasPane ? 0 : 1);
     setStretchFactor(1, 1);
-    if (chart_) shown_->setStretchFactor(shown_->indexOf(chart_), 3);
+    if (graph_) shown_->setStretchFactor(shown_->indexOf(graph_), 3);
     if (QWidget* results = ResultsWidget()) shown_->setStretchFactor(shown_->indexOf(results), 1);
     FitWidth();
     area_->setMinimumHeight(isDocked_ ? leastDockedForm : 0);
@@ -187,7 +237,7 @@ void OperationPanes::HoldPlace() {
 
 std::vector<QWidget*> OperationPanes::TabStops() const {
     std::vector<QWidget*> stops = form_->TabStops();
-    if (chart_) stops.push_back(chart_);
+    if (graph_) stops.push_back(&graph_->Widget());
     if (!HasResults()) return stops;
     for (QWidget* stop : results_ ? results_->TabStops() : findings_->TabStops()) stops.push_back(stop);
     for (QWidget* button : form_->ResultActions()) stops.push_back(button);

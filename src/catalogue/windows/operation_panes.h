@@ -1,6 +1,6 @@
 #pragma once
 // What the window of an operation shows of it: its parameters, and beside or below them, as there is room,
-// its chart and the text or the table of its results. Each is a pane of its own; whatever else a window is to
+// its graph and the text or the table of its results. Each is a pane of its own; whatever else a window is to
 // show joins them here.
 
 #include <QPointer>
@@ -12,9 +12,9 @@
 
 namespace kymora {
 
-class ChartWidget;
 class ContentArea;
 class FindingsPane;
+class GraphPanel;
 class ResultsPane;
 
 class OperationPanes : public QSplitter {
@@ -22,8 +22,8 @@ class OperationPanes : public QSplitter {
 
   public:
     // The block outlives the panes.
-    OperationPanes(CBatchBaseDlg& block, ParamForm::Enter enter, ParamSurroundings surroundings,
-                   QWidget* parent);
+    OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm::Enter enter,
+                   ParamSurroundings surroundings, QWidget* parent);
 
     ParamForm& Form() const { return *form_; }
     // Null where the operation has no findings.
@@ -35,8 +35,8 @@ class OperationPanes : public QSplitter {
     // Of parameters that stand on several pages one is shown at a time.
     int Page() const { return page_; }
     void ShowPage(int page);
-    // Draws the chart of the block as it stands, or none without a document.
-    void ShowChart();
+    // Draws the graph of the block as it stands, or none without a document.
+    void ShowGraph();
 
     // In a panel beside the recordings all stands in one column; in a window of its own the parameters take
     // several, as there is room.
@@ -53,18 +53,29 @@ class OperationPanes : public QSplitter {
   signals:
     // There are other panes, or they stand elsewhere.
     void Arranged();
+    // The user has set a parameter in the graph: by dragging its line, or the axis whose limit it is. Empty
+    // keys belong to no parameter.
+    void Dragged(const QString& key, double value);
+    void LimitsDragged(const QString& lowerKey, double low, const QString& upperKey, double high);
+    // The flag of a parameter is to be set.
+    void FlagAsked(const QString& key);
 
   protected:
     void showEvent(QShowEvent* event) override;
 
   private:
+    void MakeGraph();
     void TakeResultActions();
     QWidget* ResultsWidget() const;
     bool StandsAbove(QSize most);
     void FitWidth();
+    void KeepSizes();
+    void RestoreSizes();
+    QString SizesName(const QSplitter& splitter) const;
     void KeepPlace();
     void HoldPlace();
 
+    Session& session_;
     CBatchBaseDlg& block_;
     int page_ = 0;
     bool isDocked_ = false, isShared_ = false;
@@ -77,7 +88,7 @@ class OperationPanes : public QSplitter {
     // An operation has one of these, or none.
     ResultsPane* results_ = nullptr;
     FindingsPane* findings_ = nullptr;
-    ChartWidget* chart_ = nullptr;  // null until the operation has one
+    GraphPanel* graph_ = nullptr;  // null until the operation has one
 };
 
 }  // namespace kymora

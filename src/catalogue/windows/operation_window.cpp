@@ -15,6 +15,7 @@
 #include "catalogue/windows/look_ahead.h"
 #include "catalogue/windows/operation_panes.h"
 #include "document/float_doc.h"
+#include "drawing/number_labels.h"
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
 #include "widgets/findings_pane.h"
@@ -96,10 +97,20 @@ void OperationWindow::MakeWindow(const Labels& labels) {
         failText_.clear();
         Guarded(store);
     };
-    panes_ = new OperationPanes(*block_, enter, {session_.options.eventChannelMode, 0}, this);
+    panes_ = new OperationPanes(session_, *block_, enter, {session_.options.eventChannelMode, 0}, this);
     connect(&panes_->Form(), &ParamForm::Edited, this, &OperationWindow::Edited);
     connect(&panes_->Form(), &ParamForm::ActionPressed, this, &OperationWindow::PressAction);
     connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
+    connect(panes_, &OperationPanes::Dragged, this,
+            [this](const QString& key, double at) { TakeDragged(key.toStdString(), at); });
+    connect(panes_, &OperationPanes::LimitsDragged, this,
+            [this](const QString& lowerKey, double low, const QString& upperKey, double high) {
+                TakeSet({{lowerKey.toStdString(), PreciseNumber(low)},
+                         {upperKey.toStdString(), PreciseNumber(high)}});
+            });
+    connect(panes_, &OperationPanes::FlagAsked, this, [this](const QString& key) {
+        TakeSet({{key.toStdString(), "1"}});
+    });
     if (FindingsPane* findings = panes_->Findings()) {
         connect(findings, &FindingsPane::CurrentChanged, this, &OperationWindow::GoToFinding);
         connect(findings, &FindingsPane::Rejected, this, &OperationWindow::RejectFindings);
@@ -358,7 +369,7 @@ void OperationWindow::Refresh() {
 void OperationWindow::ShowDrawn() {
     drawLater_.stop();
     Guarded([&] {
-        panes_->ShowChart();
+        panes_->ShowGraph();
         if (block_->Document()) SetGuides();
     });
     if (!failText_.isEmpty()) ShowState();
@@ -416,13 +427,20 @@ void OperationWindow::RejectFindings() {
 }
 
 void OperationWindow::TakeDragged(const std::string& key, double at) {
+    TakeSet({{key, fmt::format("{:.6g}", at)}});
+}
+
+// One after the other, since what is set may change what the next one is.
+void OperationWindow::TakeSet(const std::vector<std::pair<std::string, std::string>>& settings) {
     if (IsBusy()) return;
     doneText_.clear();
     Work([&] {
-        ParamList params = block_->Params();
-        Field* field = params.Find(key);
-        const std::string fault = field ? field->SetFromText(fmt::format("{:.6g}", at)) : std::string();
-        if (!fault.empty()) throw std::runtime_error(fault);
+        for (const auto& [key, text] : settings) {
+            ParamList params = block_->Params();
+            Field* field = params.Find(key);
+            const std::string fault = field ? field->SetFromText(text) : std::string();
+            if (!fault.empty()) throw std::runtime_error(fault);
+        }
     });
 }
 

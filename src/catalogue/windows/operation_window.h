@@ -146,6 +146,8 @@ class OperationWindow : public QDialog {
     void ShowLiveProgress();
     // The user has dragged the line of a parameter in the view.
     void TakeDragged(const std::string& key, double at);
+    // The user has set parameters in the graph.
+    void TakeSet(const std::vector<std::pair<std::string, std::string>>& settings);
     // The finding in the row of the cursor: its ends in the view, and the way there.
     void AddFinding(std::vector<ViewGuide>& guides) const;
     void GoToFinding();

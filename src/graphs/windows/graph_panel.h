@@ -1,0 +1,63 @@
+#pragma once
+// A graph with its tool bar: what is seen, how it is read, and its copies.
+
+#include <QPointer>
+#include <QWidget>
+#include <string>
+
+#include "graphs/graph_output.h"
+#include "graphs/windows/graph_widget.h"
+#include "host/session.h"
+
+class QAction;
+class QHBoxLayout;
+class QMenu;
+class QToolButton;
+
+namespace kymora {
+
+class GraphPanel : public QWidget {
+    Q_OBJECT
+
+  public:
+    // The session outlives it: its host asks for names and limits, and its habits are those of all graphs.
+    explicit GraphPanel(Session& session, QWidget* parent = nullptr);
+
+    GraphWidget& Widget() const { return *widget_; }
+    // What is copied and saved: what is seen of the graph, or of the pane in focus where the user wants that.
+    Graph Target() const;
+
+    void CopyPicture();
+    void CopyVectors();
+    void CopyText();
+    // As a picture or a text, as the name's extension says.
+    void Save();
+
+  protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+  private:
+    QAction* AddAction(const char* name, const char* icon, const QString& label, const QString& tip,
+                       const QKeySequence& key, std::function<void()> does);
+    QAction* AddCheck(const char* name, const char* icon, const QString& label, const QString& tip,
+                      const QKeySequence& key, bool GraphHabits::*habit);
+    QToolButton* AddButton(QAction* action);
+    void MakeActions();
+    void MakeBar();
+    void TakeHabits();
+    void AskAxis(int pane, bool isX);
+    std::vector<std::byte> Picture(PictureFormat format, double scale = 1.0) const;
+    void Write(const std::filesystem::path& path);
+    // Does it; why it cannot be is told to the user.
+    void Try(const char* what, const std::function<void()>& does);
+
+    Session& session_;
+    GraphWidget* widget_;
+    QHBoxLayout* bar_ = nullptr;
+    QMenu *menu_ = nullptr, *copies_ = nullptr;
+    QAction *showAll_ = nullptr, *zoom_ = nullptr, *pan_ = nullptr, *grid_ = nullptr, *values_ = nullptr,
+            *dropLines_ = nullptr, *copyPicture_ = nullptr, *copyVectors_ = nullptr, *copyText_ = nullptr,
+            *save_ = nullptr, *onePane_ = nullptr;
+};
+
+}  // namespace kymora
