@@ -62,16 +62,16 @@ void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, 
                const PsthSettings& psth) {
     if (settings.cumulative) return;
     const CountLimits& limits = found.chance->bootstrap ? *found.chance->bootstrap : found.chance->poisson;
-    const auto line = [&](double count, const char* name) {
+    const auto line = [&](double count, uint32_t colour, const char* name) {
         double at = DisplayedCount(static_cast<CountDisplay>(settings.display), count, found.hist.InRange(),
                                    settings.Width());
         if (psth.average && input.isPsth && found.chance->stimuli > 0)
             at = count / static_cast<double>(found.chance->stimuli);
-        if (std::isfinite(at)) pane.lines.push_back({false, at, GraphColour(1), name, "", false});
+        if (std::isfinite(at)) pane.lines.push_back({false, at, colour, name, "", false});
     };
-    line(limits.expected, "expected");
-    line(limits.lower, "99% limits");
-    line(limits.upper, "");
+    line(limits.expected, GraphColour(2), "expected");
+    line(limits.lower, GraphColour(1), "99% limits");
+    line(limits.upper, GraphColour(1), "");
     pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
 }
 
@@ -167,6 +167,12 @@ GraphPane RasterPane(const HistPart& part) {
     return pane;
 }
 
+// The first one of several panes tells it for all.
+void LeaveOutLegend(GraphPane& pane) {
+    for (GraphLayer& layer : pane.layers) layer.name.clear();
+    for (GraphLine& line : pane.lines) line.name.clear();
+}
+
 }  // namespace
 
 Graph HistGraph(std::span<const HistPart> parts, int columns) {
@@ -176,6 +182,7 @@ Graph HistGraph(std::span<const HistPart> parts, int columns) {
         for (const HistPart& part : parts) {
             GraphPane& pane = graph.panes.emplace_back(MainPane(part));
             pane.name = pane.title = part.input.name;
+            if (graph.panes.size() > 1) LeaveOutLegend(pane);
         }
         return graph;
     }

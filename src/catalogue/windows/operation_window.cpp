@@ -228,7 +228,7 @@ void OperationWindow::MakeLiveRun() {
 void OperationWindow::ShowLiveRun() {
     panes_->Form().Refresh();
     Guarded([&] {
-        panes_->ShowChart();
+        panes_->ShowGraph();
         live_->HasFailed() ? panes_->ClearResults() : panes_->ShowResults();
         if (block_->Document()) SetGuides();
     });

@@ -326,8 +326,8 @@ void GraphWidget::PaintOverlay(QPainter& painter) {
         painter.setPen(highlight);
         painter.setBrush(fill);
         painter.drawRect(QRect(drag_->from, drag_->to).normalized());
-        painter.setBrush(Qt::NoBrush);
     }
+    painter.setBrush(Qt::NoBrush);
     painter.setPen(hasFocus() ? highlight : palette().color(QPalette::Mid));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
     if (stop_ && stop_->pane < places_.size() && places_.size() > 1) {
