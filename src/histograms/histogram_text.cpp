@@ -50,6 +50,11 @@ std::string CircularText(const CircularStatistics& circular) {
         circular.mean, circular.sd, circular.vectorStrength, circular.p);
 }
 
+// What the share of short intervals is called.
+std::string ShortIntervals(const HistSettings& settings) {
+    return fmt::format("% of intervals < {:g} ms", settings.refractory);
+}
+
 std::string ChanceText(const HistInput& input, const HistFound::Chance& chance, const PsthSettings& psth) {
     const char* effect = input.isPsth ? "stimulus effect" : "correlation";
     std::string text = fmt::format("Analysis dur: {:.4f} s, counts: {}\r\nPoisson:\r\nExpected counts/bin if "
@@ -79,12 +84,15 @@ Result BarsResult(const HistInput& input, const HistFound& found, const HistSett
                      {"counts above histogram", hist.above}};
     const std::string rowUnit = isTime ? "ms" : unit;
     result.columns = {{"lower bound", rowUnit}, {"upper bound", rowUnit}, {"count", ""}, {"displayed", ""}};
+    const bool hasSd = !found.averageSd.empty();
+    if (hasSd) result.columns.push_back({"s.d.", ""});
     std::vector<std::vector<ResultValue>> rows;
     for (size_t i = 0; i < hist.counts.size(); ++i) {
         const auto bin = static_cast<int>(i);
         const double lower = isTime ? found.starts[i] : hist.grid.Edge(bin);
         const double upper = isTime ? lower + input.width : hist.grid.Edge(bin + 1);
         rows.push_back({lower, upper, hist.counts[i], found.shown[i]});
+        if (hasSd) rows.back().push_back(found.averageSd[i]);
     }
     result.SetRows(std::move(rows));
     return result;
@@ -133,6 +141,8 @@ Result ChanceResult(const HistInput& input, const HistFound::Chance& chance) {
                      {input.isPsth ? "stimuli" : "counts 2", chance.stimuli}};
     add("Poisson", chance.poisson);
     if (chance.bootstrap) add("Bootstrap", *chance.bootstrap);
+    if (!chance.warning.empty())
+        result.values.emplace_back("WARNING", chance.warning.substr(chance.warning.find(": ") + 2));
     return result;
 }
 
@@ -183,8 +193,8 @@ std::string HistText(const HistPart& part) {
     if (found.chance) text += ChanceText(input, *found.chance, psth);
     if (found.intervals && found.intervals->count > 0) {
         const IntervalStatistics& train = *found.intervals;
-        text += fmt::format("CV\t{:f}\r\nCV2\t{:f}\r\nLV\t{:f}\r\n% of intervals < {:g} ms\t{:f}\r\n",
-                            train.cv, train.cv2, train.lv, settings.refractory, 100.0 * train.shareBelow);
+        text += fmt::format("CV\t{:f}\r\nCV2\t{:f}\r\nLV\t{:f}\r\n{}\t{:f}\r\n", train.cv, train.cv2,
+                            train.lv, ShortIntervals(settings), 100.0 * train.shareBelow);
     }
     if (found.knuth) text += fmt::format("optimal number of bins\t{}\r\n", found.knuth->best);
     if (!found.density.empty()) text += fmt::format("KDE bandwidth\t{:f}\r\n", found.bandwidth);
@@ -240,15 +250,15 @@ std::vector<Result> HistResults(const HistPart& part) {
         train.values = {{"CV", found.intervals->cv},
                         {"CV2", found.intervals->cv2},
                         {"LV", found.intervals->lv},
-                        {"share below refractory", found.intervals->shareBelow},
+                        {ShortIntervals(settings), 100.0 * found.intervals->shareBelow},
                         {"intervals", found.intervals->count}};
     }
     if (found.chance) results.push_back(ChanceResult(input, *found.chance));
+    if (found.knuth) results[0].values.emplace_back("optimal number of bins", int64_t{found.knuth->best});
     if (found.knuth && settings.showLogP) {
         std::vector<double> numbers;
         for (size_t i = 0; i < found.knuth->logP.size(); ++i) numbers.push_back(static_cast<double>(i + 1));
         results.push_back(TableOf("LogP of bin number", "bin number", "LogP", numbers, found.knuth->logP));
-        results.back().values = {{"optimal number of bins", int64_t{found.knuth->best}}};
     }
     if (!found.density.empty()) {
         results.push_back(TableOf("KDE", "x", "y", found.densityX, found.density));
