@@ -79,9 +79,10 @@ void AppendParams(std::string& to, const ParamList& params) {
 std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
     if (block.WhatItAffects() == Affects::newRecording)
         return fmt::format("kymora run {} FILE -o new.kymr-dat", operation.className);
+    if (!block.NeedsRecording()) return fmt::format("kymora run {} FILE -o result.txt", operation.className);
     std::string line = fmt::format("kymora run {} rec.kymr-dat", operation.className);
     ParamList params = block.Params();
-    if (params.Find("file")) line += " --set file=FILE";
+    if (params.Find("file") && block.WhatItAffects() != Affects::nothing) line += " --set file=FILE";
     for (const char* key : {"channel1", "trace"})
         if (const Field* param = params.Find(key); param && param->HasValue())
             line += fmt::format(" --set {}={}", key, param->ValueText());

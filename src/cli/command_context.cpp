@@ -58,7 +58,6 @@ std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenF
     return std::move(opened.document);
 }
 
-// Throws CommandError for a setting that no reader looked at.
 void SubcommandContext::CheckImports() const {
     for (const auto& [key, value] : imports_) {
         if (importsUsed_.count(key) != 0) continue;

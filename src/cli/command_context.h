@@ -33,6 +33,8 @@ class SubcommandContext {
     // Opens a recording. Throws CommandError when it cannot be opened, or when an import setting was given
     // that its reader does not know.
     std::unique_ptr<CDataDoc> Open(const std::string& path, OpenFor purpose = OpenFor::reading);
+    // Throws CommandError for an import setting that no reader has looked at.
+    void CheckImports() const;
     // The progress of a long output. No bar is drawn where it would mix with the output on one terminal.
     std::unique_ptr<Progress> StartOutputProgress(std::string_view label, uint64_t total);
     // Whether two paths, links included, lead to one file.
@@ -46,8 +48,6 @@ class SubcommandContext {
     StandardOutput output;
 
   private:
-    void CheckImports() const;
-
     ImportSettings imports_;
     // Of all files that were opened: readers may look at different ones.
     std::set<std::string> importsUsed_;

@@ -10,6 +10,7 @@
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
 #include "cli/run_record.h"
+#include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "operations/config_file.h"
 #include "results/archive_output.h"
@@ -67,11 +68,12 @@ class OperationRun : public RunCaller {
         tried_ = operation_.make();
         affects_ = tried_->WhatItAffects();
         if (affects_ == Affects::newRecording) return RunNewRecording();
-        if (request_.files.empty()) Wrong("FILE is required.");
+        if (tried_->NeedsRecording() && request_.files.empty()) Wrong("FILE is required.");
         CheckWays();
         TakeSettings(*tried_);
         CheckKeeping();
-        Plan(request_.files);
+        CheckGraph();
+        Plan(tried_->NeedsRecording() ? request_.files : Tables(*tried_));
         if (affects_ == Affects::nothing && request_.output)
             RunIntoFile(*request_.output);
         else
@@ -112,9 +114,18 @@ class OperationRun : public RunCaller {
             Wrong(name_ + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
         if (changes && !isRecording) Wrong("OUT takes the extensions .kymr-dat and .flt (legacy).");
         if (!changes && isRecording) Wrong(name_ + " writes a text; OUT cannot be a recording.");
-        static const std::set<std::string> pictures = {".png", ".svg", ".pdf", ".eps", ".plt"};
-        if (!changes && pictures.count(extension) > 0)
-            Wrong(name_ + " draws no graph; OUT takes .txt or .csv.");
+    }
+
+    void CheckGraph() const {
+        if (request_.graph.IsAsked() && !WritesGraph())
+            Wrong("--pane, --width, --height, --dpi and --no-grid are for a graph: -o OUT with .png, .svg or "
+                  ".pdf.");
+        if (!WritesGraph()) return;
+        if (!tried_->GetGraph()) Wrong(name_ + " draws no graph; OUT takes .txt or .csv.");
+        GraphOptionsOf(request_.graph, *request_.output);
+    }
+    bool WritesGraph() const {
+        return affects_ == Affects::nothing && request_.output && IsPictureName(*request_.output);
     }
 
     Keep HowKept() const {
@@ -133,6 +144,7 @@ class OperationRun : public RunCaller {
             if (planned.why == PlannedFile::Why::namedTwice)
                 TellUser(planned.file.string() + " is named twice; it is run once.");
         RefuseFault();
+        if (WritesGraph() && plan_.CountNamed() > 1) Wrong("-o takes the graph of one FILE.");
         if (request_.output) context_.MayReplace(*request_.output);
         for (const PlannedFile& planned : plan_.files)
             if (planned.why == PlannedFile::Why::sameTarget) TellUser(LeftOutText(planned));
@@ -156,33 +168,54 @@ class OperationRun : public RunCaller {
                            planned.other.string(), planned.target.filename().string());
     }
 
-    // --- a recording from a file that is none ---
+    // --- files that are no recordings ---
 
     void RunNewRecording() {
         TakeSettings(*tried_);
-        const std::string source = Source(*tried_);
+        const std::vector<std::string> sources = Tables(*tried_);
+        if (sources.size() > 1) Wrong(name_ + " makes one recording, of one FILE.");
         if (HowKept() != Keep::out || request_.inPlace || request_.writeNew)
             Wrong(name_ + " makes a new recording: say -o OUT.");
         if (FoldedExtension(*request_.output) != ".kymr-dat") Wrong("OUT takes the extension .kymr-dat.");
-        Plan({source});
-        try {
-            context_.files.Open(source, OpenMode::readOnly);
-        } catch (const FileError& error) {
-            throw CommandError(exitCannotOpen, error.what());
-        }
-        settings_.push_back({"file", source});
+        Plan(sources);
+        TakeTable(sources.front());
         RunAll();
         lines_.Finish();
     }
 
-    // FILE, or the setting `file`, is what the recording is made from.
-    std::string Source(CBatchBaseDlg& block) const {
-        const std::string set = block.Params().Find("file")->ValueText();
-        if (set.empty() && request_.files.size() == 1) return request_.files.front();
-        if (!request_.files.empty())
-            Wrong(name_ + " needs no recording: it reads one FILE, or the one of --set file=FILE.");
-        if (set.empty()) Wrong(name_ + " needs the file that it reads: FILE, or --set file=FILE.");
-        return set;
+    // What the operation reads: FILE, or the setting `file`. A FILE goes over that of a configuration.
+    std::vector<std::string> Tables(CBatchBaseDlg& block) const {
+        ParamList params = block.Params();
+        const Field& file = *params.Find("file");
+        const auto names = [&](const Setting& setting) {
+            return file.IsCalled(setting.key) && !setting.value.empty();
+        };
+        if (!request_.files.empty() && std::ranges::any_of(settings_, names))
+            Wrong(name_ + " needs no recording: it reads FILE, or the one of --set file=FILE.");
+        if (!request_.files.empty()) return request_.files;
+        if (file.ValueText().empty())
+            Wrong(name_ + " needs the file that it reads: FILE, or --set file=FILE.");
+        return {file.ValueText()};
+    }
+
+    // Makes a file that can be opened the setting `file` of the blocks that are made from here on.
+    void TakeTable(const std::string& file) {
+        ApplySettings(*tried_, {{"file", file}});
+        try {
+            context_.files.Open(file, OpenMode::readOnly);
+        } catch (const FileError& error) {
+            throw CommandError(exitCannotOpen, error.what());
+        }
+        context_.CheckImports();
+        std::erase_if(settings_, [](const Setting& setting) { return setting.key == "file"; });
+        settings_.push_back({"file", file});
+    }
+
+    // What an operation works on that needs no recording.
+    CDataDoc* OpenEmpty(const std::string& table) {
+        TakeTable(table);
+        doc_ = std::make_unique<CFloatDoc>(context_.session);
+        return doc_.get();
     }
 
     // --- the run ---
@@ -218,6 +251,7 @@ class OperationRun : public RunCaller {
         if (request_.inPlace && !planned.IsInPlace()) context_.MayReplace(planned.target);
     }
     CDataDoc* Open(const PlannedFile& planned) override {
+        if (!tried_->NeedsRecording()) return OpenEmpty(planned.file);
         doc_ = context_.Open(planned.file, request_.inPlace ? OpenFor::editing : OpenFor::reading);
         return doc_.get();
     }
@@ -256,7 +290,9 @@ class OperationRun : public RunCaller {
         const std::string file = planned.file.string();
         // A bar would mix with what is printed on one terminal.
         if (!request_.output && StandardOutput::IsTerminal()) context_.host.HideProgress();
-        if (file_ && FoldedExtension(*request_.output) == ".csv") {
+        if (WritesGraph()) {
+            WriteGraphPicture(*file_, *block.GetGraph(), request_.graph, *request_.output);
+        } else if (file_ && FoldedExtension(*request_.output) == ".csv") {
             WriteTables(block.Results(), hasSeveral ? file : std::string());
         } else if (block.HasResultText() && (file_ || !request_.json)) {
             OutputSink& text = file_ ? *file_ : lines_;

@@ -1,5 +1,5 @@
 #pragma once
-// Runs an operation over the recordings of a command line, or over the file from which it makes a recording.
+// Runs an operation over the recordings of a command line, or over the files that it reads in their place.
 
 #include <optional>
 #include <string>
@@ -7,6 +7,7 @@
 
 #include "catalogue/operations.h"
 #include "cli/output.h"
+#include "cli/run_graph.h"
 
 namespace kymora {
 
@@ -20,7 +21,8 @@ struct RunOptions {
     std::optional<std::string> output;
     bool inPlace = false;
     bool writeNew = false;
-    bool json = false;  // an object for each file, instead of texts
+    bool json = false;   // an object for each file, instead of texts
+    GraphOptions graph;  // where the output is a picture
 };
 
 // Results go to `results` with "\n" as their line ends, unless the request says where else. What is wrong

@@ -85,6 +85,8 @@ void WriteOperation(JsonWriter& json, const Operation& operation) {
     json.Member("menu", PlainMenuPath(operation.menu));
     json.Member("toolTip", operation.toolTip);
     json.Member("changesRecording", block->WhatItAffects() != Affects::nothing);
+    json.Member("needsRecording", block->NeedsRecording());
+    json.Member("drawsGraph", block->GetGraph().has_value());
     json.Key("parameters");
     json.BeginArray();
     const ParamList params = block->Params();

@@ -10,10 +10,11 @@
 
 namespace kymora {
 
-// {"operations": [{className, name, title, kind, menu, toolTip, changesRecording, parameters[]}]}, each
-// parameter with its key, other keys, label, type, default, limits, choices, step, unit, group, linked keys,
-// tool tip, and whether it counts while all stand at their defaults. Values are written as --set takes them:
-// traces from 1, channels from 0, a choice as its number; a limit that is none is null.
+// {"operations": [{className, name, title, kind, menu, toolTip, changesRecording, needsRecording, drawsGraph,
+// parameters[]}]}, each parameter with its key, other keys, label, type, default, limits, choices, step,
+// unit, group, linked keys, tool tip, and whether it counts while all stand at their defaults. Values are
+// written as --set takes them: traces from 1, channels from 0, a choice as its number; a limit that is none
+// is null.
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations);
 
 // A parameter's value as --set takes it.

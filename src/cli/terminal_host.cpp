@@ -113,7 +113,9 @@ bool TerminalHost::Confirm(std::string_view text, std::string_view) {
 }
 
 bool TerminalHost::Notice(std::string_view key, std::string_view, std::string_view text) {
-    if (noticesShown_.emplace(key).second && !quiet_) Say(text);
+    // Said once, but told of every file that it concerns.
+    messages_.emplace_back(text);
+    if (noticesShown_.emplace(key).second && !quiet_) TellUser(text);
     return true;
 }
 

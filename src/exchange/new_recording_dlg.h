@@ -14,6 +14,7 @@ class CNewRecordingDlg : public CBatchBaseDlg {
   public:
     const char* ActionLabel() const override { return "Make"; }
     Affects WhatItAffects() const final { return Affects::newRecording; }
+    bool NeedsRecording() const final { return false; }
     WrittenFile WriteFile(Session& session, const std::filesystem::path& out, bool keepsSource) final;
 
     void Serialize(CArchive& archive) override;

@@ -1,6 +1,7 @@
 #include "graphs/graph.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "drawing/draw_device.h"
 
@@ -15,6 +16,14 @@ const GraphPane* Graph::Find(std::string_view name) const {
     const auto found =
         std::find_if(panes.begin(), panes.end(), [name](const GraphPane& pane) { return pane.name == name; });
     return found == panes.end() ? nullptr : &*found;
+}
+
+const GraphPane& Graph::Named(std::string_view name) const {
+    if (const GraphPane* pane = Find(name)) return *pane;
+    std::string names;
+    for (const GraphPane& pane : panes) names += (names.empty() ? "" : ", ") + pane.name;
+    throw std::invalid_argument("The graph has no pane \"" + std::string(name) + "\". " +
+                                (names.empty() ? "It is empty." : "It has: " + names + "."));
 }
 
 uint32_t GraphColour(size_t i) {

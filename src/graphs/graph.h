@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -87,6 +88,8 @@ struct Graph {
     bool sharesX = false;  // the panes stand on one x axis, which they show and scroll together
 
     const GraphPane* Find(std::string_view name) const;
+    // The one that a user has named. Throws std::invalid_argument, which tells the names that there are.
+    const GraphPane& Named(std::string_view name) const;
     bool operator==(const Graph&) const = default;
 };
 
