@@ -1,6 +1,7 @@
 #include "remote/remote_requests.h"
 
 #include "document/data_doc.h"
+#include "remote/base64.h"
 
 namespace kymora {
 
@@ -63,6 +64,24 @@ void RemoteCall::Fail(std::string_view otherwise) const {
     if (!host.Fault().empty()) throw RemoteError(host.Fault());
     const std::string said = host.AllMessages();
     throw RemoteError(said.empty() ? std::string(otherwise) : said);
+}
+
+void RemoteCall::AnswerFile(const char* member, std::span<const std::byte> bytes) {
+    const Json* const name = FindMember(request, "file");
+    if (name) {
+        const std::filesystem::path path = AsPath(*name, "file");
+        FileSystem& files = target.GetSession().files;
+        const bool exists = files.Stamp(path).has_value();
+        const Json* yes = FindMember(request, "yes");
+        if (exists && (yes == nullptr || *yes != true))
+            throw RemoteError("The file " + path.string() + " exists; \"yes\": true replaces it.");
+        const auto file = files.Open(path, exists ? OpenMode::readWrite : OpenMode::createNew);
+        file->WriteAt(0, bytes);
+        file->Truncate(bytes.size());
+    } else {
+        answer[member] = ToBase64(bytes);
+    }
+    answer["bytes"] = bytes.size();
 }
 
 }  // namespace kymora

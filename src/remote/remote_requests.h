@@ -35,6 +35,9 @@ struct RemoteCall {
     // The answer of a request that went wrong: the answer that did not fit, what the program said about it,
     // or `otherwise`.
     [[noreturn]] void Fail(std::string_view otherwise) const;
+    // Answers a file that was made: how many `bytes` it has, and they themselves as this member, in base64,
+    // or in the request's `file`.
+    void AnswerFile(const char* member, std::span<const std::byte> bytes);
 };
 
 struct RemoteMember {

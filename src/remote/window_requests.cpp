@@ -2,13 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <span>
-
 #include "archive/text_encoding.h"
 #include "catalogue/operations.h"
 #include "display/commands/context_menu.h"
 #include "display/overlays/cursor_table.h"
-#include "remote/base64.h"
 #include "remote/remote_requests.h"
 
 namespace kymora {
@@ -41,28 +38,13 @@ void Resize(RemoteCall& call) {
     call.answer["window"] = {{"width", size.width}, {"height", size.height}};
 }
 
-void WriteFile(RemoteCall& call, const std::filesystem::path& path, std::span<const std::byte> bytes) {
-    FileSystem& files = call.target.GetSession().files;
-    const bool exists = files.Stamp(path).has_value();
-    const Json* yes = FindMember(call.request, "yes");
-    if (exists && (yes == nullptr || *yes != true))
-        throw RemoteError("The file " + path.string() + " exists; \"yes\": true replaces it.");
-    const auto file = files.Open(path, exists ? OpenMode::readWrite : OpenMode::createNew);
-    file->WriteAt(0, bytes);
-    file->Truncate(bytes.size());
-}
-
 void TakePicture(RemoteCall& call) {
     const bool viewOnly = call.value == "view";
     if (!viewOnly && call.value != true && call.value != "window")
         throw RemoteError("\"png\" must be true, \"window\" or \"view\".");
     const std::vector<std::byte> png = call.target.Picture(viewOnly ? call.Document() : -1);
     if (png.empty()) throw RemoteError("There is no picture.");
-    call.answer["bytes"] = png.size();
-    if (const Json* file = FindMember(call.request, "file"))
-        WriteFile(call, AsPath(*file, "file"), png);
-    else
-        call.answer["png"] = ToBase64(png);
+    call.AnswerFile("png", png);
 }
 
 void Wait(RemoteCall& call) {

@@ -35,6 +35,47 @@ TEST_F(RemoteOperationsTest, APreviewIsAPictureOfATransform) {
     EXPECT_EQ(Refused(R"({"operation":"event-threshold","preview":true})"), "There is no picture.");
 }
 
+TEST_F(RemoteOperationsTest, AGraphIsDataAndAPicture) {
+    AddSpikes();
+    for (const int at : {0, 1, 3, 6}) doc->AddEvent(1, {at, at + 1});
+    const auto ask = [](const std::string& more) {
+        return R"({"operation":"event-hist","set":{"channel1":"b","optimalBins":true,"showLogP":true})" +
+               more + "}";
+    };
+    const Json run = AskWell(ask(R"(,"run":true,"tables":true,"graph":true)"));
+    ASSERT_EQ(run["graph"]["panes"].size(), 2u);
+    EXPECT_EQ(run["graph"]["panes"][0]["name"], "histogram");
+    Json counts = Json::array();
+    for (const Json& row : run["results"][1]["rows"]) counts.push_back(row[2]);
+    EXPECT_EQ(run["graph"]["panes"][0]["layers"][0]["y"], counts);
+
+    // Of the window as it stands, without a run.
+    const Json open = AskWell(R"({"operation":"event-hist","graph":true})");
+    EXPECT_EQ(open["graph"], run["graph"]);
+    const Json pane = AskWell(R"({"operation":"event-hist","graph":true,"pane":"logP"})");
+    EXPECT_EQ(pane["graph"]["panes"], Json::array({run["graph"]["panes"][1]}));
+
+    const Json png = AskWell(R"({"operation":"event-hist","graphPicture":"png","width":80,"height":60})");
+    EXPECT_TRUE(png["graphPicture"].get<std::string>().starts_with("iVBORw0KGgo")) << "a PNG in base64";
+    const std::string toFile = R"({"operation":"event-hist","graphPicture":"svg","file":"/g.svg")";
+    const Json svg = AskWell(toFile + "}");
+    EXPECT_FALSE(svg.contains("graphPicture"));
+    EXPECT_EQ(svg["bytes"], files.Bytes("/g.svg").size());
+    EXPECT_NE(Refused(toFile + "}").find("exists"), std::string::npos);
+    AskWell(toFile + R"(,"yes":true})");
+
+    const std::pair<const char*, const char*> wrong[] = {
+        {R"({"operation":"event-hist","graph":true,"pane":"rose"})", "It has: histogram, logP."},
+        {R"({"operation":"event-list","graph":true})", "The operation draws no graph."},
+        {R"({"operation":"event-hist","graphPicture":"gif"})", "\"png\", \"svg\" or \"pdf\""},
+        {R"({"operation":"event-hist","graphPicture":"png","width":10})", "50 to 20000 pixels"},
+    };
+    for (const auto& [line, words] : wrong) {
+        const std::string error = Refused(line);
+        EXPECT_NE(error.find(words), std::string::npos) << error;
+    }
+}
+
 TEST_F(RemoteOperationsTest, WhatIsWrongIsNamedAndChangesNothing) {
     AddSpikes();
     const std::pair<const char*, const char*> bad[] = {
