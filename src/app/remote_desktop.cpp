@@ -122,12 +122,16 @@ std::vector<RemoteCommand> FrameCommandList() {
     return list;
 }
 
+bool DesktopRemote::CanOpen(const Operation& operation) {
+    return Active() >= 0 || !operation.make()->NeedsRecording();
+}
+
 std::vector<RemoteCommand> DesktopRemote::FrameCommands() {
     std::vector<RemoteCommand> list = FrameCommandList();
     for (RemoteCommand& described : list) {
         const FrameCommand* command = FindFrameCommand(described.id);
         if (!command) {
-            described.enabled = Active() >= 0;
+            described.enabled = CanOpen(*FindOperationEntry(described.id).operation);
             continue;
         }
         described.enabled = !command->enabled || command->enabled(frame_);
@@ -141,7 +145,7 @@ CommandResult DesktopRemote::RunFrameCommand(std::string_view id) {
     if (command == nullptr) {
         const OperationEntry entry = FindOperationEntry(id);
         if (!entry.operation) return CommandResult::unknown;
-        if (Active() < 0) return CommandResult::unavailable;
+        if (!CanOpen(*entry.operation)) return CommandResult::unavailable;
         frame_.OperationDialogs().Open(entry);
         return CommandResult::done;
     }

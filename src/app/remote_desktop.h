@@ -50,6 +50,7 @@ class DesktopRemote : public RemoteTarget {
   private:
     CChildFrame& Child(int index) const;
     ViewWidget& Widget(int index) const;
+    bool CanOpen(const Operation& operation);
 
     CMainFrame& frame_;
     Session& session_;

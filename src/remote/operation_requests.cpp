@@ -135,11 +135,12 @@ void TellGraph(RemoteCall& call, CBatchBaseDlg& block) {
 
 void Use(RemoteCall& call) {
     const Operation& operation = Named(call.value);
-    if (operation.make()->WhatItAffects() == Affects::newRecording)
+    const auto fresh = operation.make();
+    if (fresh->WhatItAffects() == Affects::newRecording)
         throw RemoteError("It makes a recording and works on none: use the commands new-contiguous-data and "
                           "new-sparse-data.");
     if (FindMember(call.request, "document") != nullptr) call.target.Activate(call.Document());
-    if (call.target.Active() < 0) throw RemoteError("No recording is open.");
+    if (call.target.Active() < 0 && fresh->NeedsRecording()) throw RemoteError("No recording is open.");
     CBatchBaseDlg& block = call.target.OpenOperation(operation);
     if (const Json* config = FindMember(call.request, "config"))
         if (!LoadConfig(call.target.GetSession(), block, AsPath(*config, "config")))
@@ -171,7 +172,7 @@ void Use(RemoteCall& call) {
 // clang-format off
 RequestTable OperationRequests() {
     return {
-        {"operation", "a class name or its short form", "Opens the window of an operation on the active recording, or takes the one that is open. A `document` comes to the front first. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
+        {"operation", "a class name or its short form", "Opens the window of an operation on the active recording (an operation on numbers needs none), or takes the one that is open. A `document` comes to the front first. Answers the `parameters` as `--set` takes them and, after a run, the `result` of operations that tell something.",
             {{"config", "a configuration file that is loaded first."}, {"set", "an object of keys and values, set in its order of writing."}, {"press", "the key of a button of the window."}, {"run", "true to run it."}, {"tables", "true for the results of the run as data, as `results`: named values and tables, as `kymora run --json` writes them."}, {"preview", "true to open the preview of a transform, for a picture of it as `previewPng`, in base64."}, {"graph", "true for the graph of the window as it stands, or as the run has left it, as `graph`: `panes`, each with its `name`, axes, `layers` of numbers and `lines`."}, {"graphPicture", "\"png\", \"svg\" or \"pdf\" for a picture of the graph as `graphPicture`, in base64; with `file` it is written there."}, {"pane", "the name of one pane of the graph, which is then told or drawn alone."}, {"width", "of the picture of the graph, pixels (800)."}, {"height", "the same (600)."}, {"dpi", "the resolution of a png (96)."}, {"picture", "true for a picture of its window as `png`, in base64."}, {"shut", "true to close it afterwards."}},
             {R"({"operation": "event-threshold", "set": {"trace": 1, "thresholdSource": 2, "destination": "b"}, "run": true})", R"({"operation": "event-hist", "set": {"channel1": "b"}, "run": true, "graphPicture": "svg", "file": "/tmp/intervals.svg", "yes": true})"}, true, Use},
     };

@@ -76,6 +76,15 @@ TEST_F(RemoteOperationsTest, AGraphIsDataAndAPicture) {
     }
 }
 
+TEST_F(RemoteOperationsTest, NumbersNeedNoRecording) {
+    files.Put("/n.txt", {std::byte{'1'}, std::byte{' '}, std::byte{'3'}});
+    target.Close(0);
+    ASSERT_EQ(target.Active(), -1);
+    const Json answer = AskWell(R"({"operation":"general-hist","set":{"file":"/n.txt"},"run":true})");
+    EXPECT_TRUE(answer["result"].get<std::string>().starts_with("mean val in hist\t2.000000"));
+    EXPECT_EQ(Refused(R"({"operation":"event-hist","run":true})"), "No recording is open.");
+}
+
 TEST_F(RemoteOperationsTest, WhatIsWrongIsNamedAndChangesNothing) {
     AddSpikes();
     const std::pair<const char*, const char*> bad[] = {

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "catalogue/operations.h"
+#include "document/float_doc.h"
 #include "remote/remote_session.h"
 #include "support/view_fixture.h"
 
@@ -70,6 +71,10 @@ class MemoryRemote : public RemoteTarget {
     CBatchBaseDlg& OpenOperation(const Operation& operation) override {
         std::unique_ptr<CBatchBaseDlg>& block = operations[std::string(operation.className)];
         if (!block) block = operation.make();
+        if (!block->NeedsRecording()) {
+            block->CheckChangeDoc(&blank_);
+            return *block;
+        }
         CKymoraView& view = *shown_[static_cast<size_t>(active)].view;
         block->CheckChangeDoc(&view.GetDocument());
         block->CheckChangeView(&view);
@@ -114,6 +119,7 @@ class MemoryRemote : public RemoteTarget {
         std::unique_ptr<CKymoraView> view;
     };
     Session& session_;
+    CFloatDoc blank_{session_};  // for operations that need no recording
     std::vector<Shown> shown_;
 };
 
