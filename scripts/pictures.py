@@ -91,6 +91,19 @@ def detection(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def histograms(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    for name, settings in (("histogram", {"channel1": "b", "kde": 1, "bandwidthRule": "sheather-jones", "fit": 2,
+                                          "family": "exponential"}),
+                           ("psth", {"channel1": "a", "channel2": "e", "parameter": "PSTH 1 from 2", "raster": 1,
+                                     "kde": 0, "fit": 0}),
+                           ("correlograms", {"parameter": "CrossCorr 2->1", "channels": "a-c", "raster": 0})):
+        operation_picture(window, f"{out}/{name}.png", "event-hist", set=settings, run=True)
+    window.ask(operation="event-hist", shut=True)
+    window.ask(quit=True, discard=True)
+
+
 def transforms(program, demo, out):
     with tempfile.TemporaryDirectory() as folder:
         source = shutil.copy(f"{demo}/demo_spikes.kymr-dat", folder)
@@ -191,7 +204,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, transforms, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, histograms, transforms, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

@@ -121,7 +121,21 @@ std::vector<Result> CHistBase::Results() {
 
 std::optional<Graph> CHistBase::GetGraph() {
     if (m_shown.empty()) return Graph{{GraphPane{"histogram"}}};
-    return HistGraph(m_shown, m_columns);
+    Graph graph = HistGraph(m_shown, m_columns);
+    for (GraphPane& pane : graph.panes)
+        if (pane.name == "histogram") pane.layers.insert(pane.layers.end(), m_kept.begin(), m_kept.end());
+    return graph;
+}
+
+void CHistBase::KeepShown() {
+    if (m_shown.size() != 1) return;
+    const std::string file = m_strFile.empty() ? Document()->filePath.stem().string()
+                                               : std::filesystem::path(m_strFile).stem().string();
+    const std::string source = Has(usesChannel1) && m_strFile.empty() ? " " + ChannelName(m_nChannel1) : "";
+    GraphLayer outline = OutlineOf(m_shown[0]);
+    outline.name = file + source;
+    outline.colour = GraphColour(m_kept.size() + 1);
+    m_kept.push_back(std::move(outline));
 }
 
 // --- numbers from elsewhere ---
@@ -152,6 +166,13 @@ void CHistBase::DescribeFile(ParamList& list) {
 void CHistBase::DescribeSaving(ParamList& list) {
     list.Group("Results");
     const auto isShown = [this] { return !m_shown.empty(); };
+    list.Action("keep", "Keep for comparison", [this] { KeepShown(); })
+        .Tip("Leaves the outline of this histogram in the graph, also when another channel or recording is "
+             "shown")
+        .EnabledIf([this] { return m_shown.size() == 1; });
+    list.Action("forgetKept", "Forget kept", [this] { m_kept.clear(); })
+        .Tip("Takes the outlines that were kept out of the graph")
+        .EnabledIf([this] { return !m_kept.empty(); });
     list.Action("saveHistogram", "Save histogram...",
                 [this] {
                     if (!m_shown.empty())

@@ -66,6 +66,10 @@ class CHistBase : public CEventAnalRgnGraphBase {
   private:
     void SaveText(const char* title, const char* name, const std::string& text);
 
+    void KeepShown();
+
+    // Outlines of histograms of this and other recordings, for comparison.
+    std::vector<GraphLayer> m_kept;
     // Of the last run that was done; a refusal leaves the graph as it stood.
     std::vector<HistPart> m_shown;
     int m_columns = 1;

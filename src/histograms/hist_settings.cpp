@@ -126,7 +126,7 @@ void HistSettings::DescribeOverlays(ParamList& list) {
         .EnabledIf([this] { return kde.show && kde.rule == static_cast<int32_t>(BandwidthRule::amiseFast); });
 
     list.Group("Mixture of distributions");
-    list.Choice("fit", "Show/Fit PDF Mix", mix.fit, {"none", "show", "fit to bin counts", "fit to raw data"})
+    list.Choice("fit", "Show/Fit PDF Mix", mix.fit, {"none", "show", "fit bin counts", "fit raw data"})
         .Tip("Fit selected mixture model to histogram bin counts using maximum likelihood, starting from "
              "current parameters; or: Fit Gaussian mixture model to raw data using expectation maximization");
     const auto isMix = [this] { return mix.fit != fitNone; };

@@ -80,6 +80,8 @@ std::string HistText(const HistPart& part);
 std::vector<Result> HistResults(const HistPart& part);
 // Several stand as small panes in `columns` columns, named as their inputs.
 Graph HistGraph(std::span<const HistPart> parts, int columns);
+// The upper ends of its bars as a line.
+GraphLayer OutlineOf(const HistPart& part);
 // Bounds and raw counts of all bins: what is saved for a spreadsheet.
 std::string HistExport(const HistFound& found);
 // The points of the density estimate.

@@ -175,6 +175,18 @@ void LeaveOutLegend(GraphPane& pane) {
 
 }  // namespace
 
+GraphLayer OutlineOf(const HistPart& part) {
+    const bool isTime = part.input.kind == HistInput::Kind::timeBins;
+    const GraphLayer bars = isTime ? TimeBars(part.found, part.input.width) : Bars(part.found);
+    GraphLayer outline;
+    for (size_t i = 0; i < bars.y.size(); ++i)
+        for (const size_t side : {i, i + 1}) {
+            outline.x.push_back(bars.x[side]);
+            outline.y.push_back(bars.y[i]);
+        }
+    return outline;
+}
+
 Graph HistGraph(std::span<const HistPart> parts, int columns) {
     Graph graph;
     if (parts.size() > 1) {

@@ -114,6 +114,23 @@ TEST_F(EventHistTest, SeveralChannelsStandOnOneRangeAndPairsInAGrid) {
     EXPECT_EQ(Column(hist.Results(), 10, 2), (std::vector<double>{1, 1}));
 }
 
+TEST_F(EventHistTest, WhatIsKeptStaysBesideAnotherRecording) {
+    Fill(0, {{1000, 1001}, {2000, 2001}, {3000, 3001}});
+    doc->filePath = "/data/first.kymr-dat";
+    Set(hist, {{"autoRange", "0"}, {"minimum", "0"}, {"maximum", "200"}, {"binCount", "2"}});
+    ASSERT_TRUE(hist.Run());
+    hist.Params().Find("keep")->action(*std::make_unique<Form>(""));
+    auto other = MemoryDoc::MakeEmpty(session, 10000, 0.1);
+    for (const int on : {0, 500, 5500}) other->eventChannels[0].AddEvent(on, on + 1);
+    hist.CheckChangeDoc(other.get());
+    ASSERT_TRUE(hist.Run());
+    const Graph graph = *hist.GetGraph();
+    EXPECT_EQ(graph.panes[0].layers[0].y, (std::vector<double>{1, 0}));
+    EXPECT_EQ(graph.panes[0].layers[1].y, (std::vector<double>{0, 0, 2, 2}));
+    EXPECT_EQ(graph.panes[0].layers[1].name, "first a");
+    hist.CheckChangeDoc(doc.get());
+}
+
 TEST_F(EventHistTest, ARasterHasARowForEachStimulus) {
     Fill(0, {{1010, 1011}, {1020, 1021}, {2030, 2031}});
     Fill(1, {{1000, 1001}, {2000, 2001}});
