@@ -1,6 +1,7 @@
 #include "histograms/number_file.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "host/user_numbers.h"
 
@@ -40,7 +41,7 @@ void TakeWord(std::string_view word, std::vector<double>& numbers) {
 
 void ReadNumbers(TextReader& text, std::vector<double>& numbers) {
     std::string line;
-    while (text.NextLine(line, 64 << 20)) {
+    while (text.NextLine(line, std::numeric_limits<size_t>::max())) {
         for (size_t at = 0; (at = line.find_first_not_of(blanks, at)) != std::string::npos;) {
             const size_t end = std::min(line.find_first_of(blanks, at), line.size());
             TakeWord(std::string_view(line).substr(at, end - at), numbers);

@@ -179,6 +179,12 @@ TEST_F(RunAnalysisTest, SettingsAndMessagesAreThoseOfTheRun) {
     EXPECT_EQ(fallen["settings"]["display"], 0) << "what it fell back to";
     EXPECT_EQ(fallen["settings"]["binCount"], fallen["results"][1]["rows"].size());
     EXPECT_EQ(fallen["messages"].size(), 1u);
+    // What cannot stand beside what was set before goes back, which is told once.
+    const json logs = Lines(Intervals({"--set", "log=1", "--set", "display=density", "--json"})).at(0);
+    EXPECT_EQ(logs["settings"]["display"], 0);
+    EXPECT_EQ(logs["settings"]["log"], true);
+    EXPECT_EQ(logs["messages"].dump(),
+              R"(["Density plot is not available for displays showing the Log of data."])");
     // What has no value is null: the logarithm of an empty bin.
     const json logged = Lines(Intervals({"--set", "display=ln(n)", "--json"})).at(0);
     for (const json& row : logged["results"][1]["rows"]) EXPECT_EQ(row[3].is_null(), row[2] == 0) << row;
@@ -205,6 +211,14 @@ TEST_F(RunAnalysisTest, DetectorsTellLevelsAndCounts) {
         EXPECT_GT(values[count], 0);
         EXPECT_EQ(object["channels"], json({{{"number", 25}, {"count", values[count]}}}));
     }
+}
+
+TEST_F(RunAnalysisTest, ManyBinsAndLongLinesTakeTheirTimeOnly) {
+    EXPECT_EQ(Intervals({"--set", "binCount=2000000"}).out, Intervals({}).out);
+    std::string line;
+    for (int i = 0; i < 7'000'000; ++i) line += "12345.678 ";
+    EXPECT_NE(Run({"CGeneralHist", Write("line.txt", line)}).out.find("counts in hist\t7000000\n"),
+              std::string::npos);
 }
 
 // --- numbers in place of a recording ---
