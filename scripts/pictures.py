@@ -96,7 +96,7 @@ def histograms(program, demo, out):
     window.ask(resize={"width": 1180, "height": 760})
     for name, settings in (("histogram", {"channel1": "b", "kde": 1, "bandwidthRule": "sheather-jones", "fit": 2,
                                           "family": "exponential"}),
-                           ("psth", {"channel1": "a", "channel2": "e", "parameter": "PSTH 1 from 2", "raster": 1,
+                           ("psth", {"channel1": "b", "channel2": "e", "parameter": "PSTH 1 from 2", "raster": 1,
                                      "kde": 0, "fit": 0}),
                            ("correlograms", {"parameter": "CrossCorr 2->1", "channels": "a-c", "raster": 0})):
         operation_picture(window, f"{out}/{name}.png", "event-hist", set=settings, run=True)

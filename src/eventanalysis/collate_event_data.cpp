@@ -11,6 +11,9 @@
 namespace kymora {
 namespace {
 
+// A width that is a whole number of samples but for the rounding of decimal fractions is that number.
+constexpr double wholeTolerance = 1e-12;
+
 constexpr float noSample = std::numeric_limits<float>::quiet_NaN();
 
 bool IsTraceValue(EvParam param) { return param >= EvParam::peakToPeak && param <= EvParam::energy; }
@@ -73,9 +76,13 @@ void CollateEventData(CDataDoc& doc, EvParam param, const CEventBlock& block, st
     doc.GetHost().Log("num vals in CollateEventData = " + std::to_string(out.size() - before) + "\r\n");
 }
 
+double SamplesInBin(double binWidth, double sampleInterval) {
+    return std::floor(binWidth / sampleInterval * (1.0 + wholeTolerance));
+}
+
 void CalcEventDistrib(const CDataDoc& doc, const CEventBlock& block, double binWidth,
                       std::vector<float>& out) {
-    const double wide = std::floor(binWidth / doc.sampleInterval);
+    const double wide = SamplesInBin(binWidth, doc.sampleInterval);
     if (!(wide >= 1.0) || wide > static_cast<double>(longestRecording)) return;
     const auto width = static_cast<int32_t>(wide);
     for (int b = 0; b < block.GetNumBlocks(); ++b) {

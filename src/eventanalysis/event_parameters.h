@@ -95,6 +95,9 @@ void CollateEventData(CDataDoc& doc, EvParam param, const CEventBlock& block, st
 void CalcEventDistrib(const CDataDoc& doc, const CEventBlock& block, double binWidth,
                       std::vector<float>& out);
 
+// The width of such a bin in whole samples, rounded down.
+double SamplesInBin(double binWidth, double sampleInterval);
+
 // Milliseconds of recording before a position: gaps of the recording, which are those of its first trace, are
 // left out. A recording of events alone has no record of gaps; all its time counts.
 double ElapsedTime(const CDataDoc& doc, int32_t position);

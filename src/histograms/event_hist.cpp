@@ -104,10 +104,11 @@ void CEventHist::Serialize(CArchive& archive) {
     ExchangeVersion(archive, eventHistVersion, ClassName());
     Exchange(archive, m_nParameter);
     m_hist.Exchange(archive);
-    for (bool* flag : {&m_psth.average, &m_psth.preStimulusOnly, &m_psth.bootstrap, &m_psth.raster})
-        Exchange(archive, *flag);
+    for (bool* flag : {&m_psth.average, &m_psth.preStimulusOnly, &m_psth.bootstrap}) Exchange(archive, *flag);
     Exchange(archive, m_psth.bootstrapRuns);
     Exchange(archive, m_strFile);
+    m_hist.ExchangeFurther(archive);
+    Exchange(archive, m_psth.raster);
 }
 
 void CEventHist::GetParamText(std::string& text) {
@@ -136,6 +137,7 @@ void CEventHist::Describe(ParamList& list) {
         m_nParameter = CEvParamCombo::StoredValue(offered[field.choice].param);
     };
     parameter.load(parameter);
+    parameter.OnChange([this] { m_hist.mix.isSet = false; });
     list.Number("timeBin", "Time bin", m_hist.timeBin)
         .Unit("ms")
         .Limits(1e-6, 1e12)
@@ -171,7 +173,7 @@ void CEventHist::Describe(ParamList& list) {
         .Limits(1, 1000000)
         .Tip("So many times the events are put at random into the region")
         .EnabledIf([this] { return IsCorrelogram() && m_psth.bootstrap; });
-    m_hist.DescribeOverlays(list);
+    m_hist.DescribeOverlays(list, Words());
     DescribeRegion(list);
     DescribeFile(list);
     DescribeSaving(list);
@@ -263,7 +265,7 @@ bool CEventHist::TakeTimeBins(HistInput& input) {
     input.kind = HistInput::Kind::timeBins;
     input.isRate = Parameter() == EvParam::frequencyInBin;
     const CDataDoc& doc = *Document();
-    const double samples = std::floor(m_hist.timeBin / doc.sampleInterval);
+    const double samples = SamplesInBin(m_hist.timeBin, doc.sampleInterval);
     if (!(samples >= 1.0)) {
         Refuse(shortTimeBinText);
         return false;

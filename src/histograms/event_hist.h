@@ -25,6 +25,11 @@ class CEventHist : public CHistBase {
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
     bool MakeInput(HistJob& job) override;
+    // A mixture of other values starts from those.
+    void OnEventChanChanged(int channel) override {
+        m_hist.mix.isSet = false;
+        CHistBase::OnEventChanChanged(channel);
+    }
 
   private:
     bool Is(EvParam param) const { return m_strFile.empty() && Parameter() == param; }

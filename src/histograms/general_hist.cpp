@@ -14,12 +14,13 @@ void CGeneralHist::Serialize(CArchive& archive) {
     ExchangeVersion(archive, generalHistVersion, ClassName());
     m_hist.Exchange(archive);
     Exchange(archive, m_strFile);
+    m_hist.ExchangeFurther(archive);
 }
 
 void CGeneralHist::Describe(ParamList& list) {
     DescribeFile(list);
     m_hist.DescribeBins(list, Words());
-    m_hist.DescribeOverlays(list);
+    m_hist.DescribeOverlays(list, Words());
     DescribeSaving(list);
 }
 

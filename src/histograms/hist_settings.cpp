@@ -94,16 +94,21 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
         .Tip("Show graph of likelihood metric during bin number optimization.")
         .EnabledIf(isKnuth);
     list.Flag("bars", "Bars", bars).Tip("Show the bars of the histogram").OnChange([this, tell] {
-        if (!bars && !kde.show && mix.fit == fitNone) tell(nothingShownText);
+        if (ShowsNothing()) tell(nothingShownText);
     });
     list.Flag("cumulative", "Cumulative", cumulative).Tip("Each bar with all before it");
     list.Flag("rug", "Rug", rug).Tip("A mark on the axis for each value");
 }
 
-void HistSettings::DescribeOverlays(ParamList& list) {
+void HistSettings::DescribeOverlays(ParamList& list, const Words& tell) {
+    const auto check = [this, tell] {
+        if (ShowsNothing()) tell(nothingShownText);
+    };
     list.Group("Kernel density estimate");
     const auto isKde = [this] { return kde.show; };
-    list.Flag("kde", "Show", kde.show).Tip("Draw a kernel density estimate over the histogram");
+    list.Flag("kde", "Show", kde.show)
+        .Tip("Draw a kernel density estimate over the histogram")
+        .OnChange(check);
     list.Choice("kernel", "Kernel", kde.kernel, {"Gaussian", "box", "Epanechnikov"})
         .Tip("The shape that stands for each value")
         .EnabledIf(isKde);
@@ -129,6 +134,7 @@ void HistSettings::DescribeOverlays(ParamList& list) {
     list.Choice("fit", "Show/Fit PDF Mix", mix.fit, {"none", "show", "fit bin counts", "fit raw data"})
         .Tip("Fit selected mixture model to histogram bin counts using maximum likelihood, starting from "
              "current parameters; or: Fit Gaussian mixture model to raw data using expectation maximization");
+    list.Find("fit")->OnChange(check);
     const auto isMix = [this] { return mix.fit != fitNone; };
     list.Choice("family", "Distribution", mix.family, {"Gaussian", "exponential", "gamma", "Poisson"})
         .Tip("The family of all components")
@@ -181,6 +187,10 @@ void HistSettings::Exchange(CArchive& archive) {
         Exchange(archive, *number);
     for (auto* numbers : {&mix.proportion, &mix.mean, &mix.sd})
         for (double& number : *numbers) Exchange(archive, number);
+}
+
+void HistSettings::ExchangeFurther(CArchive& archive) {
+    using kymora::Exchange;
     for (bool* flag : {&mix.isSet, &isByWidth, &bars, &rug, &cumulative}) Exchange(archive, *flag);
     Exchange(archive, binRule);
     Exchange(archive, refractory);

@@ -91,9 +91,13 @@ struct HistSettings {
     using Words = std::function<void(const char*)>;
     // The groups of the window. The settings outlive the list.
     void DescribeBins(ParamList& list, const Words& tell);
-    void DescribeOverlays(ParamList& list);
+    void DescribeOverlays(ParamList& list, const Words& tell);
+    // The order is a file format. What came later stands behind the operation's own.
     void Exchange(CArchive& archive);
+    void ExchangeFurther(CArchive& archive);
 
+    // Nothing at all would be drawn.
+    bool ShowsNothing() const { return !bars && !kde.show && mix.fit == fitNone; }
     double Width() const { return (maximum - minimum) / binCount; }
 };
 

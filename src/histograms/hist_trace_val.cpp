@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "document/sample_scan.h"
 
 namespace kymora {
@@ -52,6 +54,7 @@ void CHistTraceVal::Serialize(CArchive& archive) {
     ExchangeVersion(archive, traceHistVersion, ClassName());
     m_hist.Exchange(archive);
     Exchange(archive, m_strFile);
+    m_hist.ExchangeFurther(archive);
 }
 
 void CHistTraceVal::GetParamText(std::string& text) {
@@ -63,7 +66,7 @@ void CHistTraceVal::GetParamText(std::string& text) {
 void CHistTraceVal::Describe(ParamList& list) {
     DescribeSource(list);
     m_hist.DescribeBins(list, Words());
-    m_hist.DescribeOverlays(list);
+    m_hist.DescribeOverlays(list, Words());
     DescribeRegion(list);
     DescribeFile(list);
     DescribeSaving(list);
@@ -81,7 +84,16 @@ std::vector<SampleSpan> CHistTraceVal::TakeSpans() {
             m_dRegionEnd = doc.GetEndTime();
         }
     }
-    return RegionSpans(doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd, m_nGateChannel});
+    std::vector<SampleSpan> spans =
+        RegionSpans(doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd, m_nGateChannel});
+    // Events of a gate may overlap; a sample counts once.
+    std::sort(spans.begin(), spans.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    int32_t end = 0;
+    for (SampleSpan& span : spans) {
+        span.first = std::max(span.first, end);
+        span.end = end = std::max(span.end, span.first);
+    }
+    return spans;
 }
 
 bool CHistTraceVal::MakeInput(HistJob& job) {
@@ -94,15 +106,14 @@ bool CHistTraceVal::MakeInput(HistJob& job) {
     input.name = "trace value";
     input.label = fmt::format("trace value ({})", unit.empty() ? "mV" : unit);
     input.mostKept = mostTraceValues;
+    input.canBePoisson = true;
     // The job's reader is known when it runs.
-    job.read = [source](SampleReader& samples, HistInput& input, const Poll& poll) {
+    job.read = [source, points = job.work](SampleReader& samples, HistInput& input, const Poll& poll) {
         input.each = [source, &samples](const auto& take) { source.ReadWide(samples, take); };
-        int64_t points = 0;
         MeanSdSum all;
         source.Read(samples, [&](std::span<const float> values) {
             if (!IsWanted(poll, 0.0)) throw Cancelled();
             all.Add(values);
-            points += static_cast<int64_t>(values.size());
         });
         MeanSd stats = all.Result();
         if (stats.count == 0) throw JobRefused(noValuesText);

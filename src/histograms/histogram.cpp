@@ -15,7 +15,8 @@ namespace kymora {
 namespace {
 
 constexpr int ticksOfRange = 10;
-constexpr int64_t mostLags = 20'000'000;  // that are kept for curves and marks
+constexpr int64_t mostLags = 20'000'000;    // that are all kept for curves and marks
+constexpr size_t mostKeptLags = 1'000'000;  // of more
 constexpr size_t mostRug = 100'000, mostRaster = 2'000'000;
 constexpr double bootstrapShare = 0.99;
 
@@ -52,6 +53,9 @@ constexpr const char* notAllLoggedText =
 constexpr const char* rangeText = "The minimum must be below the maximum. The range comes from the data.";
 constexpr const char* gridText =
     "The bins are so narrow that their edges cannot be told apart. The range comes from the data.";
+constexpr const char* tooFarText =
+    "The values lie too far apart for one range. Set the range of those that are to be shown.";
+constexpr const char* firstRawText = "The fit to raw data uses the first {} values.";
 constexpr const char* lnHzText = "The display ln(Hz) is for values in time bins. Showing counts.";
 constexpr const char* averageText = "The 'Avg PSTH' option is only appropriate for PSTH analysis.";
 constexpr const char* noPreStimulusText =
@@ -212,9 +216,13 @@ class Analysis {
         settings_.binWidth = settings_.Width();
     }
 
-    std::pair<double, double> NaturalRange() const {
+    std::pair<double, double> NaturalRange() {
         if (input_.naturalRange && !settings_.log) return *input_.naturalRange;
-        return extent_ ? RoundRange(extent_->first, extent_->second) : std::pair(0.0, 100.0);
+        if (!extent_) return {0.0, 100.0};
+        const auto range = RoundRange(extent_->first, extent_->second);
+        if (std::isfinite(range.second - range.first)) return range;
+        Tell(tooFarText);
+        return {0.0, 100.0};
     }
 
     void SetRange(std::pair<double, double> range) {
@@ -259,12 +267,30 @@ class Analysis {
         const ValueRange range{settings_.minimum, settings_.maximum};
         const int64_t pairs = CountLags(input_.times1, input_.times2, input_.trains, range);
         isCut_ = pairs > mostLags;
-        if (!isCut_) own_ = GetLags(input_.times1, input_.times2, input_.trains, range);
+        own_ = isCut_ ? FirstLags(range) : GetLags(input_.times1, input_.times2, input_.trains, range);
         kept_ = own_;
         if (isCut_)
             Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid()));
         else
             Take(GetHistogram(kept_, Grid()));
+    }
+
+    // Of more than can be kept.
+    std::vector<double> FirstLags(const ValueRange& range) const {
+        std::vector<double> lags;
+        EachLag(range, [&](double lag) {
+            if (lags.size() < mostKeptLags) lags.push_back(lag);
+        });
+        return lags;
+    }
+
+    template <typename Take>
+    void EachLag(const ValueRange& range, Take take) const {
+        ForLagsOfEach(input_.times1, input_.times2, range, [&](size_t first, size_t last, size_t index2) {
+            for (size_t i = first; i < last; ++i)
+                if (input_.trains == Trains::different || i != index2)
+                    take(input_.times1[i] - input_.times2[index2]);
+        });
     }
 
     void Optimise() {
@@ -294,7 +320,7 @@ class Analysis {
         settings_.isByWidth = false;
         settings_.binWidth = settings_.Width();
         if (input_.kind == HistInput::Kind::lags)
-            Take(GetHistogram(kept_, Grid()));
+            Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid()));
         else
             Count();
     }
@@ -319,15 +345,19 @@ class Analysis {
         const double shift = std::isfinite(about) ? about : settings_.minimum;
         double sum = 0.0, squares = 0.0;
         int64_t count = 0;
-        values_.Each([&](std::span<const double> values) {
-            for (const double value : values) {
-                if (!range.Holds(value)) continue;
-                const double from = value - shift;
-                sum += from;
-                squares += from * from;
-                ++count;
-            }
-        });
+        const auto add = [&](double value) {
+            if (!range.Holds(value)) return;
+            const double from = value - shift;
+            sum += from;
+            squares += from * from;
+            ++count;
+        };
+        if (input_.kind == HistInput::Kind::lags)
+            EachLag(range, add);
+        else
+            values_.Each([&](std::span<const double> values) {
+                for (const double value : values) add(value);
+            });
         MeanSd stats;
         stats.count = count;
         const auto n = static_cast<double>(count);
@@ -446,8 +476,9 @@ class Analysis {
     void AddCurve(std::string name, const std::vector<double>& x, const std::vector<double>& density) {
         HistFound::Curve curve{std::move(name), x, {}};
         const double inRange = found_.hist.InRange();
-        double share = 1.0;
-        if (psth_.average && !input_.times2.empty()) share = 1.0 / static_cast<double>(input_.times2.size());
+        const bool averages = psth_.average && !input_.times2.empty();
+        const double share = averages ? 1.0 / static_cast<double>(input_.times2.size()) : 1.0;
+        const auto display = averages ? CountDisplay::count : static_cast<CountDisplay>(settings_.display);
         double sum = 0.0;
         for (size_t i = 0; i < x.size(); ++i) {
             double height = density[i];
@@ -456,8 +487,7 @@ class Analysis {
                 if (i > 0) sum += (density[i - 1] + density[i]) / 2.0 * (x[i] - x[i - 1]);
                 height = sum / settings_.Width();
             }
-            curve.y.push_back(share * DisplayedDensity(static_cast<CountDisplay>(settings_.display), height,
-                                                       inRange, settings_.Width()));
+            curve.y.push_back(share * DisplayedDensity(display, height, inRange, settings_.Width()));
         }
         found_.curves.push_back(std::move(curve));
     }
@@ -536,10 +566,12 @@ class Analysis {
         if (fit.end == MixtureFit::End::lineIterations) Tell("Too many iterations in brent");
         if (fit.end != MixtureFit::End::fitted) return Tell(fitFailedText);
         mix.Set(fit.mixture);
+        mix.isSet = true;  // the next one starts from here
     }
 
     void FitRawData(const std::vector<double>& values) {
         CFitHistMixtures& mix = settings_.mix;
+        if (isCut_) Tell(fmt::format(firstRawText, kept_.size()));
         mix.family = static_cast<int32_t>(MixtureFamily::gaussian);
         double done = 0.0;
         const GaussianClusters clusters = FindGaussianClusters(values, 1, {}, [&](int classes) {
@@ -607,7 +639,7 @@ class Analysis {
         TellCut();
         const ValueRange range{settings_.minimum, settings_.maximum};
         for (const double value : kept_) {
-            if (found_.rug.size() == mostRug) break;
+            if (found_.rug.size() == mostRug) return Tell(fmt::format(firstOnlyText, mostRug));
             if (range.Holds(value)) found_.rug.push_back(value);
         }
     }
@@ -631,8 +663,10 @@ class Analysis {
         chance.poisson =
             GetPoissonLimits(rate * settings_.Width() / 1000.0 * static_cast<double>(chance.stimuli));
         if (psth_.bootstrap) {
-            ChanceTrains trains{static_cast<int64_t>(input_.times1.size()), input_.times2, input_.region,
-                                input_.trains, psth_.bootstrapRuns};
+            double whole = 0.0;
+            for (const TimeStretch& stretch : input_.region) whole += (stretch.end - stretch.start) / 1000.0;
+            ChanceTrains trains{std::llround(rate * whole), input_.times2, input_.region, input_.trains,
+                                psth_.bootstrapRuns};
             chance.bootstrap = GetBootstrapLimits(trains, Grid(), random_, poll_);
             if (!IsWanted(poll_, bootstrapShare)) throw Cancelled();
         }

@@ -200,13 +200,13 @@ std::string HistText(const HistPart& part) {
     if (!found.density.empty()) text += fmt::format("KDE bandwidth\t{:f}\r\n", found.bandwidth);
     if (!found.report) return text;
     if (found.logLikeBefore)
-        text += fmt::format("-LogLike before = {:f}\r\n-LogLike after = {:f}\r\n", *found.logLikeBefore,
+        text += fmt::format("-LogLike before = {:f}\n-LogLike after = {:f}\n", *found.logLikeBefore,
                             *found.logLikeAfter);
     text += "component\tproportion\tmean\ts.d.\r\n";
     for (size_t i = 0; i < static_cast<size_t>(settings.mix.components); ++i)
         text += fmt::format("{}\t{:f}\t{:f}\t{:f}\r\n", i + 1, settings.mix.proportion[i],
                             settings.mix.mean[i], settings.mix.sd[i]);
-    return text + fmt::format("LL = {:f}, relLL = {:f}, AICC = {:f}, BIC = {:f}\r\n",
+    return text + fmt::format("LL = {:f}, relLL = {:f}, AICC = {:f}, BIC = {:f}\n",
                               found.report->logLikelihood, found.report->relativeLogLikelihood,
                               found.report->aicc, found.report->bic);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "host/user_numbers.h"
 
@@ -13,13 +14,12 @@ constexpr std::string_view blanks = " \t\r\n;";
 
 // A word that stands between blanks: a number, with a point or a decimal comma, or several with commas
 // between them.
-void TakeWord(std::string_view word, std::vector<double>& numbers) {
+void TakeWord(std::string_view word, bool hasPoints, std::vector<double>& numbers) {
     if (const auto number = ParseNumber(word)) {
         numbers.push_back(*number);
         return;
     }
-    const bool isDecimal =
-        std::count(word.begin(), word.end(), ',') == 1 && word.find('.') == std::string_view::npos;
+    const bool isDecimal = !hasPoints && std::count(word.begin(), word.end(), ',') == 1;
     if (isDecimal && word.front() != ',' && word.back() != ',') {
         std::string pointed(word);
         std::replace(pointed.begin(), pointed.end(), ',', '.');
@@ -37,14 +37,28 @@ void TakeWord(std::string_view word, std::vector<double>& numbers) {
     }
 }
 
+// A point with a digit beside it stands in the text.
+bool HasPoints(TextReader& text) {
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    char before = ' ', at = ' ';
+    for (std::string_view piece = text.NextPiece(); !piece.empty(); piece = text.NextPiece())
+        for (const char next : piece) {
+            if (at == '.' && (isDigit(before) || isDigit(next))) return true;
+            before = std::exchange(at, next);
+        }
+    return at == '.' && isDigit(before);
+}
+
 }  // namespace
 
 void ReadNumbers(TextReader& text, std::vector<double>& numbers) {
+    const bool hasPoints = HasPoints(text);
+    text.Rewind();
     std::string line;
     while (text.NextLine(line, std::numeric_limits<size_t>::max())) {
         for (size_t at = 0; (at = line.find_first_not_of(blanks, at)) != std::string::npos;) {
             const size_t end = std::min(line.find_first_of(blanks, at), line.size());
-            TakeWord(std::string_view(line).substr(at, end - at), numbers);
+            TakeWord(std::string_view(line).substr(at, end - at), hasPoints, numbers);
             at = end;
         }
     }

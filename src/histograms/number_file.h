@@ -1,7 +1,6 @@
 #pragma once
 // Numbers in a text of unknown making: whatever stands between blanks, tabs, commas, semicolons and line ends
-// and is a number. A comma between digits is a decimal one where the text has no point, or where blanks, tabs
-// or semicolons part the numbers.
+// and is a number. A comma between two numbers is a decimal one where no number of the text has a point.
 
 #include <string_view>
 #include <vector>

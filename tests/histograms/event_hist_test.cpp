@@ -234,7 +234,7 @@ TEST_F(EventHistTest, SamplesInGapsAndWhatIsNoNumberDoNotCount) {
     std::string text;
     trace.WriteResult([&](std::string_view piece) { return text += piece, true; });
     // (1.25^2 + 0.25^2 + 0.75^2 + 0.75^2) / 3
-    EXPECT_TRUE(text.starts_with("number of points: 4\nmean = 2.250000, s.d. = 0.957427, n = 4\n")) << text;
+    EXPECT_TRUE(text.starts_with("number of points: 8\nmean = 2.250000, s.d. = 0.957427, n = 4\n")) << text;
     EXPECT_EQ(host.notices.size(), 1u);
     // The start after the end, and an end after that of the recording.
     Set(trace, {{"region", "2"}, {"regionEnd", "100"}, {"regionStart", "200"}});

@@ -299,7 +299,11 @@ TEST(HistogramByChance, ABinHoldsRateTimesWidthTimesStimuli) {
     // Nothing in 8 stretches of 100 ms.
     EXPECT_TRUE(before.Tells("Analysis dur: 0.8000 s, counts: 0\r\n")) << before.Text();
     ASSERT_TRUE(before.found.chance->bootstrap);
-    EXPECT_NEAR(before.found.chance->bootstrap->expected, 0.064, 0.02);
+    EXPECT_EQ(before.found.chance->bootstrap->expected, 0.0) << "at the rate from before the stimuli";
+    psth.preStimulusOnly = false;
+    EXPECT_NEAR(Make(Stimulated(), Range(-100, 100, 20), psth).found.chance->bootstrap->expected, 0.064,
+                0.02);
+    psth.preStimulusOnly = true;
 
     const Made wide = Make(Stimulated(), Range(0, 1500, 15), psth);
     EXPECT_TRUE(wide.Tells(
