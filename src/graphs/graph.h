@@ -75,7 +75,8 @@ struct GraphPane {
     std::string text;
     // The parameters that its limits are: of the lower and upper end of the x axis. Empty for none.
     std::string lowerParameter, upperParameter;
-    // The flag among them that has the limits follow the values: set when all is to be shown again.
+    // The flag that has the limits follow the values: set when all is to be shown again, and taken away when
+    // the user sets the limits.
     std::string autoParameter;
 
     bool IsRose() const;

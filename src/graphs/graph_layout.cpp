@@ -18,6 +18,7 @@ constexpr int pixelsPerTickAcross = 48, pixelsPerTickUp = 30;
 constexpr int legendGap = 14;
 constexpr int barGap = 10, barWidth = 12;  // of a matrix's colours
 constexpr int leastPlot = 8;
+constexpr int leastBesideLegend = 50;  // of a plot that is high enough to have a legend above it
 
 // What stands around a plot, in pixels.
 struct PaneMargins {
@@ -321,6 +322,16 @@ std::vector<PanePlace> PlaceGraph(DrawDevice& device, const Graph& graph, std::s
         most(up[i / columns].bottom, margins[i].bottom);
     }
     for (const PaneMargins& row : up) height -= row.top + row.bottom;
+    if (height < leastBesideLegend * static_cast<int>(rows)) {
+        height = area.Height();
+        up.assign(rows, {});
+        legends.assign(count, 0);
+        for (size_t i = 0; i < count; ++i) {
+            most(up[i / columns].top, margins[i].top);
+            most(up[i / columns].bottom, margins[i].bottom);
+        }
+        for (const PaneMargins& row : up) height -= row.top + row.bottom;
+    }
     height = std::max(leastPlot, height / static_cast<int>(rows));
 
     std::vector<PanePlace> places(count);

@@ -55,6 +55,7 @@ class PanePainter {
                      ElideText(device_, pane_.title, width), style);
     }
     void PaintLegend() {
+        if (place_.legendHeight == 0) return;
         const int top = plot_.top - place_.legendHeight -
                         (pane_.IsRose() ? TextHeight() + 2 * graphTextGap : graphTextGap);
         const int left = pane_.IsRose() ? place_.area.left + titleEdge : plot_.left;

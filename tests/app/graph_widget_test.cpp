@@ -222,6 +222,9 @@ TEST_F(GraphWidgetTest, LimitsThatAreParametersAreTold) {
     EXPECT_TRUE(set.wait(1000));
     EXPECT_EQ(set.size(), 1) << "many turns are told as one";
     EXPECT_NEAR(set[0][1].toDouble(), Shown().left, 2.0);
+    const GraphBox wanted = Shown();
+    widget.SetGraph(graph);
+    EXPECT_EQ(Shown(), wanted) << "the operation has not taken up the limits yet";
     // The operation has the last word.
     pane.x.limits = {-500.0, 1500.0};
     widget.SetGraph(graph);

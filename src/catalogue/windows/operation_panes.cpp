@@ -21,7 +21,7 @@ constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, but
 constexpr int leastTextWidth = 340, leastGraphWidth = 560, leastPaneHeight = 220;
 constexpr int mostColumns = 3;  // of parameters
 // In a panel, which is to fit beside a small window.
-constexpr int leastDockedPane = 120, leastDockedForm = 110;
+constexpr int leastDockedPane = 120, leastDockedGraph = 260, leastDockedForm = 110;
 
 }  // namespace
 
@@ -103,7 +103,11 @@ void OperationPanes::ShowGraph() {
     };
     for (GraphPane& pane : graph->panes) {
         for (GraphLine& line : pane.lines) hold(line.parameter);
-        for (std::string* key : {&pane.lowerParameter, &pane.upperParameter, &pane.autoParameter}) hold(*key);
+        hold(pane.autoParameter);
+        // A flag that can be taken away stands before them.
+        if (!pane.autoParameter.empty()) continue;
+        hold(pane.lowerParameter);
+        hold(pane.upperParameter);
     }
     graph_->Widget().SetGraph(std::move(*graph));
 }
@@ -114,12 +118,9 @@ void OperationPanes::MakeGraph() {
     GraphWidget& widget = graph_->Widget();
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
     connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
-    connect(&widget, &GraphWidget::LimitsSet, this, [this, pane](int i, double low, double high) {
-        const GraphPane set = pane(i);
-        emit LimitsDragged(ToQString(set.lowerParameter), low, ToQString(set.upperParameter), high);
-    });
-    connect(&widget, &GraphWidget::LimitsFreed, this,
-            [this, pane](int i) { emit FlagAsked(ToQString(pane(i).autoParameter)); });
+    connect(&widget, &GraphWidget::LimitsSet, this,
+            [this, pane](int i, double low, double high) { emit LimitsDragged(pane(i), low, high); });
+    connect(&widget, &GraphWidget::LimitsFreed, this, [this, pane](int i) { emit LimitsFreed(pane(i)); });
     Arrange();
 }
 
@@ -157,7 +158,10 @@ void OperationPanes::showEvent(QShowEvent* event) {
     QSplitter::showEvent(event);
     if (std::exchange(isShared_, true)) return;
     QTimer::singleShot(0, this, [this] {
-        if (isDocked_) setSizes({3 * height() / 5, 2 * height() / 5});
+        // A graph needs more of it than a text.
+        const int ofForm = (graph_ ? 2 : 3) * height() / 5;
+        if (isDocked_) setSizes({ofForm, height() - ofForm});
+        if (isDocked_ && graph_ && HasResults()) shown_->setSizes({3 * height() / 4, height() / 4});
         RestoreSizes();
     });
 }
@@ -206,7 +210,8 @@ void OperationPanes::Arrange() {
     if (QWidget* results = ResultsWidget()) shown_->setStretchFactor(shown_->indexOf(results), 1);
     FitWidth();
     area_->setMinimumHeight(isDocked_ ? leastDockedForm : 0);
-    const int leastHeight = isDocked_ ? leastDockedPane : leastPaneHeight;
+    const int leastDocked = graph_ ? leastDockedGraph : leastDockedPane;
+    const int leastHeight = isDocked_ ? leastDocked : leastPaneHeight;
     shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastHeight : 0);
     emit Arranged();
 }

@@ -56,9 +56,9 @@ class OperationPanes : public QSplitter {
     // The user has set a parameter in the graph: by dragging its line, or the axis whose limit it is. Empty
     // keys belong to no parameter.
     void Dragged(const QString& key, double value);
-    void LimitsDragged(const QString& lowerKey, double low, const QString& upperKey, double high);
-    // The flag of a parameter is to be set.
-    void FlagAsked(const QString& key);
+    void LimitsDragged(const GraphPane& pane, double low, double high);
+    // The limits are to follow the values.
+    void LimitsFreed(const GraphPane& pane);
 
   protected:
     void showEvent(QShowEvent* event) override;

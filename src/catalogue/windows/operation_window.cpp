@@ -104,12 +104,13 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     connect(panes_, &OperationPanes::Dragged, this,
             [this](const QString& key, double at) { TakeDragged(key.toStdString(), at); });
     connect(panes_, &OperationPanes::LimitsDragged, this,
-            [this](const QString& lowerKey, double low, const QString& upperKey, double high) {
-                TakeSet({{lowerKey.toStdString(), PreciseNumber(low)},
-                         {upperKey.toStdString(), PreciseNumber(high)}});
+            [this](const GraphPane& pane, double low, double high) {
+                TakeSet({{pane.autoParameter, "0"},
+                         {pane.lowerParameter, PreciseNumber(low)},
+                         {pane.upperParameter, PreciseNumber(high)}});
             });
-    connect(panes_, &OperationPanes::FlagAsked, this, [this](const QString& key) {
-        TakeSet({{key.toStdString(), "1"}});
+    connect(panes_, &OperationPanes::LimitsFreed, this, [this](const GraphPane& pane) {
+        TakeSet({{pane.autoParameter, "1"}});
     });
     if (FindingsPane* findings = panes_->Findings()) {
         connect(findings, &FindingsPane::CurrentChanged, this, &OperationWindow::GoToFinding);

@@ -53,6 +53,9 @@ void GraphWidget::SetGraph(Graph graph) {
     const bool isSame = graph.panes.size() == given_.panes.size() &&
                         std::equal(graph.panes.begin(), graph.panes.end(), given_.panes.begin(),
                                    [](const GraphPane& a, const GraphPane& b) { return a.name == b.name; });
+    std::vector<bool> hasNewLimits;
+    for (size_t i = 0; i < graph.panes.size(); ++i)
+        hasNewLimits.push_back(!isSame || graph.panes[i].x.limits != given_.panes[i].x.limits);
     given_ = std::move(graph);
     std::optional<GraphLine> dragged;
     if (drag_ && drag_->what == Drag::What::line)
@@ -66,6 +69,8 @@ void GraphWidget::SetGraph(Graph graph) {
         chosen_.assign(boxes_.size(), {});
     }
     for (size_t i = 0; i < boxes_.size(); ++i) {
+        // Limits that are parameters have the last word, but not before the operation has taken up new ones.
+        if (HasLimitParameters(i) && hasNewLimits[i]) chosen_[i].x = false;
         // An axis under the mouse stays there until it is let go.
         if (drag_ && drag_->what != Drag::What::line && drag_->what != Drag::What::rectangle) continue;
         const bool keepsX = Keeps(i, true), keepsY = Keeps(i, false);
@@ -106,7 +111,7 @@ bool GraphWidget::Keeps(size_t pane, bool isX) const {
     const Chosen& chosen = chosen_[pane];
     const bool isLog = (isX ? shown.x : shown.y).isLog;
     if (shown.IsRose() || (isLog && !((isX ? box.left : box.bottom) > 0.0))) return false;
-    if (isX && HasLimitParameters(pane)) return false;
+    if (isX && HasLimitParameters(pane)) return chosen.x;
     if (isX ? chosen.fixedX : chosen.fixedY) return true;
     if (!(isX ? chosen.x : chosen.y)) return false;
     return isX ? box.left < whole.right && box.right > whole.left
