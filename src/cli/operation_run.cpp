@@ -10,7 +10,7 @@
 #include "cli/interrupt.h"
 #include "cli/operation_settings.h"
 #include "cli/run_record.h"
-#include "document/float_doc.h"
+#include "document/blank_doc.h"
 #include "document/native_writer.h"
 #include "operations/config_file.h"
 #include "results/archive_output.h"
@@ -214,7 +214,7 @@ class OperationRun : public RunCaller {
     // What an operation works on that needs no recording.
     CDataDoc* OpenEmpty(const std::string& table) {
         TakeTable(table);
-        doc_ = std::make_unique<CFloatDoc>(context_.session);
+        doc_ = std::make_unique<BlankDoc>(context_.session);
         return doc_.get();
     }
 

@@ -71,7 +71,7 @@ PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const Gr
     const auto xTicks =
         TicksOf(pane.x.isLog, box.left, box.right, MostTicks(width - margins.left, pixelsPerTickAcross));
     if (ShowsX(graph, i)) {
-        margins.right = std::max(2 * edge, WidestOf(device, xTicks) / 2);
+        margins.right = std::max(2 * edge, WidestOf(device, xTicks) / 2 + edge);
         margins.bottom += graphTickLength + graphTextGap + text;
         if (!pane.x.Label().empty()) margins.bottom += text + graphTextGap;
     }

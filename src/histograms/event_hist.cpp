@@ -14,6 +14,7 @@ namespace {
 
 constexpr uint32_t eventHistVersion = 1;
 constexpr const char* noParentText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
+constexpr const char* emptyGateText = "There are no events in gate channel {}.";
 constexpr const char* timeBinText = "The time bin is {:g} ms, a whole number of samples, and not {:g} ms.";
 constexpr const char* shortTimeBinText = "The time bin is shorter than a sample. Choose a longer one.";
 constexpr const char* noTimeBinsText =
@@ -223,7 +224,12 @@ bool CEventHist::MakeInput(HistJob& job) {
 }
 
 bool CEventHist::AddInput(HistJob& job) {
-    if (!RetrieveData()) return false;
+    // A region that was turned round has been put right, and the user told.
+    if (!RetrieveData() && !RetrieveData()) return false;
+    if (Block().GetNumBlocks() == 0) {
+        Refuse(fmt::format(emptyGateText, ChannelName(m_nGateChannel)));
+        return false;
+    }
     HistInput& input = AddPart(job).input;
     const EvParam param = Parameter();
     const int parent = Document()->GetParentTrace(m_nChannel1);

@@ -151,9 +151,9 @@ bool CHistBase::TakesDrop(const std::filesystem::path& file) {
 
 void CHistBase::DescribeFile(ParamList& list) {
     list.Text("file", "From file", m_strFile)
-        .Tip("A text file of numbers that are shown in place of those of the recording; empty: none. Drop a "
-             ".txt "
-             "file onto the window to set it");
+        .Tip("A text file of numbers, which are shown in place of those of a recording. Drop a .txt file "
+             "onto the "
+             "window to set it");
     list.Action("chooseFile", "Choose...",
                 [this] {
                     FileRequest request{"Open numbers", "text (*.txt)|*.txt||", "txt", {}};
@@ -164,8 +164,8 @@ void CHistBase::DescribeFile(ParamList& list) {
 }
 
 void CHistBase::DescribeSaving(ParamList& list) {
-    list.Group("Results");
     const auto isShown = [this] { return !m_shown.empty(); };
+    list.Group("Comparison");
     list.Action("keep", "Keep for comparison", [this] { KeepShown(); })
         .Tip("Leaves the outline of this histogram in the graph, also when another channel or recording is "
              "shown")
@@ -173,6 +173,7 @@ void CHistBase::DescribeSaving(ParamList& list) {
     list.Action("forgetKept", "Forget kept", [this] { m_kept.clear(); })
         .Tip("Takes the outlines that were kept out of the graph")
         .EnabledIf([this] { return !m_kept.empty(); });
+    list.Group("Results");
     list.Action("saveHistogram", "Save histogram...",
                 [this] {
                     if (!m_shown.empty())

@@ -53,6 +53,7 @@ constexpr const char* notAllLoggedText =
 constexpr const char* rangeText = "The minimum must be below the maximum. The range comes from the data.";
 constexpr const char* gridText =
     "The bins are so narrow that their edges cannot be told apart. The range comes from the data.";
+constexpr const char* nothingToShowText = "There are no values to show.";
 constexpr const char* tooFarText =
     "The values lie too far apart for one range. Set the range of those that are to be shown.";
 constexpr const char* firstRawText = "The fit to raw data uses the first {} values.";
@@ -108,6 +109,8 @@ std::pair<double, double> RoundRange(double low, double high) {
     const double from = std::floor(low / step) * step;
     double to = std::ceil(high / step) * step;
     if (to <= high) to += step;
+    // Steps that are lost in the digits of the values.
+    if (!(from <= low) || !(to > high)) return {low - std::abs(low) * 1e-9, high + std::abs(high) * 1e-9};
     return {from, to};
 }
 
@@ -193,7 +196,10 @@ class Analysis {
             }
         });
         kept_ = isWhole ? std::span<const double>(*input_.values) : own_;
-        if (low <= high) extent_ = {low, high};
+        if (low <= high)
+            extent_ = {low, high};
+        else
+            Tell(nothingToShowText);
     }
 
     static bool AllFinite(const std::vector<double>& values) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <limits>
 
 #include "histograms/histogram.h"
 
@@ -70,7 +71,8 @@ void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, 
         if (std::isfinite(at)) pane.lines.push_back({false, at, colour, name, "", false});
     };
     line(limits.expected, GraphColour(2), "expected");
-    line(limits.lower, GraphColour(1), "99% limits");
+    line(limits.lower, GraphColour(1),
+         found.chance->bootstrap ? "99% limits (bootstrap)" : "99% limits (Poisson)");
     line(limits.upper, GraphColour(1), "");
     pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
 }
@@ -88,11 +90,15 @@ GraphPane MainPane(const HistPart& part) {
         pane.x.limits = {settings.minimum, settings.maximum};
         pane.lowerParameter = "minimum";
         pane.upperParameter = "maximum";
+        pane.autoParameter = "autoRange";
     }
     if (!found.averageSd.empty()) pane.layers.push_back(SpreadAround(found));
     if (settings.bars) {
         pane.layers.push_back(isTime ? TimeBars(found, input.width) : Bars(found));
         pane.layers.back().isPale = !found.curves.empty();
+        // ln(1) is seen: bars of logarithms stand on the axis, which begins below it.
+        if (settings.display == displayLn || settings.display == displayLnHz)
+            pane.layers.back().base = -std::numeric_limits<double>::infinity();
     }
     for (const HistFound::Curve& curve : found.curves) {
         const bool isPart = curve.name.starts_with("component");
@@ -156,6 +162,7 @@ GraphPane RasterPane(const HistPart& part) {
     pane.x = {"", "", false, std::pair(part.settings.minimum, part.settings.maximum)};
     pane.lowerParameter = "minimum";
     pane.upperParameter = "maximum";
+    pane.autoParameter = "autoRange";
     pane.y.title = "stimulus";
     GraphLayer points{LayerKind::points, "", GraphColour(0)};
     points.x = raster.lags;

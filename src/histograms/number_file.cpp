@@ -1,7 +1,9 @@
 #include "histograms/number_file.h"
 
 #include <algorithm>
+#include <cctype>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "host/user_numbers.h"
@@ -12,11 +14,25 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n;";
 
+// "inf", "-Infinity": beyond all ranges, but a value.
+std::optional<double> ParseInfinity(std::string_view word) {
+    const bool isNegative = word.starts_with('-');
+    if (isNegative || word.starts_with('+')) word.remove_prefix(1);
+    std::string name(word);
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (name != "inf" && name != "infinity") return std::nullopt;
+    return isNegative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
+}
+
 // A word that stands between blanks: a number, with a point or a decimal comma, or several with commas
 // between them.
 void TakeWord(std::string_view word, bool hasPoints, std::vector<double>& numbers) {
     if (const auto number = ParseNumber(word)) {
         numbers.push_back(*number);
+        return;
+    }
+    if (const auto endless = ParseInfinity(word)) {
+        numbers.push_back(*endless);
         return;
     }
     const bool isDecimal = !hasPoints && std::count(word.begin(), word.end(), ',') == 1;

@@ -46,6 +46,7 @@ void LiveRun::Run(bool mayWait) {
     watch_.stop();
     worker_.reset();
     job_.reset();
+    emit Progressed();
     if (!block_.Document() || !mayRun_()) return;
     isOutdated_ = false;
     messages_.clear();
@@ -88,6 +89,7 @@ void LiveRun::Finish() {
     // Those that the run has put right are its own.
     settings_ = block_.Settings();
     Say(messages_);
+    emit Progressed();
     emit Ran();
 }
 

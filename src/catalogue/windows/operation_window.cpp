@@ -14,7 +14,7 @@
 #include "catalogue/windows/live_run.h"
 #include "catalogue/windows/look_ahead.h"
 #include "catalogue/windows/operation_panes.h"
-#include "document/float_doc.h"
+#include "document/blank_doc.h"
 #include "drawing/number_labels.h"
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
@@ -312,7 +312,7 @@ void OperationWindow::Work(const std::function<void()>& does) {
 
 void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
     if (!block_->NeedsRecording()) {
-        if (!blank_) blank_ = std::make_unique<CFloatDoc>(session_);
+        if (!blank_) blank_ = std::make_unique<BlankDoc>(session_);
         doc = blank_.get();
         view = nullptr;
     }
