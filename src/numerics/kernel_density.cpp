@@ -89,6 +89,7 @@ KernelDensity::KernelDensity(std::span<const double> values) : sorted_(ValuesWit
 
 std::vector<double> EvenPoints(double minimum, double maximum, int count) {
     std::vector<double> points;
+    points.reserve(static_cast<size_t>(std::max(0, count)));
     for (int i = 0; i < count; ++i)
         points.push_back(i == 0 ? minimum
                                 : std::lerp(minimum, maximum, static_cast<double>(i) / (count - 1)));
