@@ -55,20 +55,26 @@ std::unique_ptr<OperationJob> CHistBase::MakeJob() {
 }
 
 bool CHistBase::TakeFile(HistJob& job) {
-    std::vector<double> numbers;
-    if (!ReadNumberFile(Document()->GetSession().files, m_strFile, numbers)) {
-        Refuse(unreadableFileText);
-        return false;
+    FileSystem& files = Document()->GetSession().files;
+    const auto stamp = files.Stamp(m_strFile);
+    if (!stamp || !m_read || m_read->path != m_strFile || m_read->stamp != *stamp) {
+        m_read.reset();
+        std::vector<double> numbers;
+        if (!stamp || !ReadNumberFile(files, m_strFile, numbers)) {
+            Refuse(unreadableFileText);
+            return false;
+        }
+        m_read = {m_strFile, *stamp, std::make_shared<const std::vector<double>>(std::move(numbers))};
     }
-    if (numbers.empty()) {
+    if (m_read->numbers->empty()) {
         Refuse(noNumbersText);
         return false;
     }
     HistInput& input = AddPart(job).input;
     input.name = input.label = "value";
     input.canBePoisson = true;
-    job.work = static_cast<int64_t>(numbers.size());
-    input.Take(std::move(numbers));
+    input.values = m_read->numbers;
+    job.work = static_cast<int64_t>(m_read->numbers->size());
     return true;
 }
 

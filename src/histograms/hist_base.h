@@ -68,6 +68,14 @@ class CHistBase : public CEventAnalRgnGraphBase {
 
     void KeepShown();
 
+    // The numbers of the file that was read last, which is not read again while it is the same.
+    struct ReadFile {
+        std::string path;
+        FileStamp stamp;
+        std::shared_ptr<const std::vector<double>> numbers;
+    };
+    std::optional<ReadFile> m_read;
+
     // Outlines of histograms of this and other recordings, for comparison.
     std::vector<GraphLayer> m_kept;
     // Of the last run that was done; a refusal leaves the graph as it stood.

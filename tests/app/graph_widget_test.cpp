@@ -67,6 +67,20 @@ class GraphWidgetTest : public ::testing::Test {
     GraphWidget widget;
 };
 
+TEST_F(GraphWidgetTest, APointThatStandsForAnEventIsChosenByAClick) {
+    GraphLayer points{LayerKind::points, "", red, {1, 2, 3}, {1, 3, 2}};
+    points.events = {40, 50, 60};
+    points.channel = 4;
+    widget.SetGraph(OfPanes({Pane({points})}));
+    QSignalSpy chosen(&widget, &GraphWidget::EventChosen);
+    QTest::mouseClick(&widget, Qt::LeftButton, {}, At(1.5, 1.2));
+    EXPECT_TRUE(chosen.isEmpty());
+    QTest::mouseClick(&widget, Qt::LeftButton, {}, At(2, 3));
+    ASSERT_EQ(chosen.size(), 1);
+    EXPECT_EQ(chosen[0][0].toInt(), 4);
+    EXPECT_EQ(chosen[0][1].toInt(), 50);
+}
+
 TEST_F(GraphWidgetTest, APeakOfOneSampleAmongMillionsIsDrawn) {
     for (const size_t count : {size_t{50}, size_t{900}, size_t{100000}, size_t{1000000}}) {
         const size_t at = count / 3 + 1;

@@ -71,11 +71,14 @@ void LiveRun::Run(bool mayWait) {
 }
 
 void LiveRun::Watch() {
-    if (worker_->IsDone()) {
-        watch_.stop();
-        Finish();
+    if (!worker_->IsDone()) {
+        emit Progressed();
+        return;
     }
-    emit Progressed();
+    // What was set meanwhile would be put back by the settings of the run.
+    if (settings_ != block_.Settings()) return Run(true);
+    watch_.stop();
+    Finish();
 }
 
 void LiveRun::Finish() {

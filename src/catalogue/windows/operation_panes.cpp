@@ -118,6 +118,7 @@ void OperationPanes::MakeGraph() {
     GraphWidget& widget = graph_->Widget();
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
     connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
+    connect(&widget, &GraphWidget::EventChosen, this, &OperationPanes::EventChosen);
     connect(&widget, &GraphWidget::LimitsSet, this,
             [this, pane](int i, double low, double high) { emit LimitsDragged(pane(i), low, high); });
     connect(&widget, &GraphWidget::LimitsFreed, this, [this, pane](int i) { emit LimitsFreed(pane(i)); });

@@ -59,6 +59,8 @@ class OperationPanes : public QSplitter {
     void LimitsDragged(const GraphPane& pane, double low, double high);
     // The limits are to follow the values.
     void LimitsFreed(const GraphPane& pane);
+    // A point of the graph that stands for an event of a channel was clicked.
+    void EventChosen(int channel, int event);
 
   protected:
     void showEvent(QShowEvent* event) override;

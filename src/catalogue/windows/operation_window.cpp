@@ -103,6 +103,7 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
     connect(panes_, &OperationPanes::Dragged, this,
             [this](const QString& key, double at) { TakeDragged(key.toStdString(), at); });
+    connect(panes_, &OperationPanes::EventChosen, this, &OperationWindow::GoToEvent);
     connect(panes_, &OperationPanes::LimitsDragged, this,
             [this](const GraphPane& pane, double low, double high) {
                 TakeSet({{pane.autoParameter, "0"},
@@ -405,6 +406,17 @@ void OperationWindow::AddFinding(std::vector<ViewGuide>& guides) const {
     };
     add(finding->onset);
     if (finding->offset != finding->onset) add(finding->offset);
+}
+
+// The event for which a point of the graph stands, as far as it is still there.
+void OperationWindow::GoToEvent(int channel, int event) {
+    DocumentView* view = block_->View();
+    if (IsBusy() || !view || channel < 0 || channel >= maxEventChannels) return;
+    const CDataDoc& doc = *block_->Document();
+    const auto& events = doc.eventChannels[static_cast<size_t>(channel)].Events();
+    const auto index = static_cast<size_t>(event);
+    if (index >= events.size()) return;
+    view->BringIntoView(doc.TimeOf(events[index].onPosition), doc.TimeOf(events[index].offPosition));
 }
 
 void OperationWindow::GoToFinding() {

@@ -151,6 +151,7 @@ class OperationWindow : public QDialog {
     // The finding in the row of the cursor: its ends in the view, and the way there.
     void AddFinding(std::vector<ViewGuide>& guides) const;
     void GoToFinding();
+    void GoToEvent(int channel, int event);
     void RejectFindings();
     void LetGo();
     // Has the block do something; a failure stands in the message line.

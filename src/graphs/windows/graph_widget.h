@@ -65,6 +65,8 @@ class GraphWidget : public QWidget {
     // All of such a pane is to be shown again.
     void LimitsFreed(int pane);
     void AxisAsked(int pane, bool isX);
+    // A point that stands for an event was clicked.
+    void EventChosen(int channel, int event);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -132,6 +134,7 @@ class GraphWidget : public QWidget {
     void DragTo(QPoint at);
     void DragAxis(QPoint at);
     void EndDrag();
+    void ChooseEvent(size_t pane, QPoint at);
     void CancelDrag();
     void MoveLine(size_t pane, size_t line, double pixel, bool isDone);
     void SendLine(const GraphLine& line);

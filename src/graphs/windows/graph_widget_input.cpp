@@ -197,10 +197,19 @@ void GraphWidget::ShowPointer(const GraphHit& hit, QPoint at) {
     }
 }
 
+void GraphWidget::ChooseEvent(size_t pane, QPoint at) {
+    const auto reading = ReadGraph(graph_.panes[pane], places_[pane], at.x(), at.y());
+    if (!reading || !reading->isValue) return;
+    const GraphLayer& layer = graph_.panes[pane].layers[reading->layer];
+    if (layer.kind == LayerKind::points && reading->point < layer.events.size())
+        emit EventChosen(layer.channel, layer.events[reading->point]);
+}
+
 void GraphWidget::EndDrag() {
     const Drag drag = *std::exchange(drag_, std::nullopt);
     const size_t pane = drag.hit.pane;
     if (drag.what == Drag::What::rectangle) ZoomTo(pane, QRect(drag.from, drag.to).normalized());
+    if (drag.from == drag.to && drag.what != Drag::What::line) ChooseEvent(pane, drag.from);
     if (drag.what == Drag::What::line) {
         const GraphLine& line = graph_.panes[pane].lines[drag.hit.line];
         if (line.at != drag.lineBefore) SendLine(line);
