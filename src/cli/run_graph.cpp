@@ -40,7 +40,7 @@ GraphPictureOptions GraphOptionsOf(const GraphOptions& asked, const std::filesys
 void WriteGraphPicture(OutputSink& sink, const Graph& graph, const GraphOptions& asked,
                        const std::filesystem::path& out) {
     try {
-        const Graph shown = asked.pane ? OnlyPane(graph, graph.Named(*asked.pane)) : graph;
+        const Graph shown = asked.pane ? OnlyPane(graph.Named(*asked.pane)) : graph;
         const auto picture = GraphPicture(shown, *PictureFormatOf(out), GraphOptionsOf(asked, out));
         sink.Write({reinterpret_cast<const char*>(picture.data()), picture.size()});
     } catch (const std::invalid_argument& error) {

@@ -32,10 +32,6 @@ const char* KindName(LayerKind kind) {
     return "";
 }
 
-std::string ColourName(uint32_t colour) {
-    return fmt::format("#{:02x}{:02x}{:02x}", colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
-}
-
 void WriteNumbers(JsonWriter& json, std::string_view key, const std::vector<double>& numbers) {
     json.Key(key);
     json.BeginArray(JsonWriter::Form::oneLine);
@@ -58,7 +54,7 @@ void WriteLayer(JsonWriter& json, const GraphLayer& layer) {
     json.BeginObject();
     json.Member("kind", KindName(layer.kind));
     json.Member("name", layer.name);
-    json.Member("colour", ColourName(layer.colour));
+    json.Member("colour", ColourText(layer.colour));
     if (layer.columns > 0) json.Member("columns", layer.columns);
     WriteNumbers(json, "x", layer.x);
     if (!layer.y.empty()) WriteNumbers(json, "y", layer.y);
@@ -164,7 +160,7 @@ std::vector<std::byte> GraphPicture(const Graph& graph, PictureFormat format,
     return device->Encode();
 }
 
-Graph OnlyPane(const Graph&, const GraphPane& pane) {
+Graph OnlyPane(const GraphPane& pane) {
     Graph one;
     one.panes.push_back(pane);
     return one;

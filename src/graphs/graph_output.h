@@ -23,8 +23,8 @@ struct GraphPictureOptions {
 std::vector<std::byte> GraphPicture(const Graph& graph, PictureFormat format,
                                     const GraphPictureOptions& options);
 
-// The graph with one of its panes alone.
-Graph OnlyPane(const Graph& graph, const GraphPane& pane);
+// One pane of a graph alone.
+Graph OnlyPane(const GraphPane& pane);
 
 // What copying as a text gives: the texts of the panes, or, where a pane has none, a table of its layers: a
 // heading and a row for each point, tabs between, lines ended by CR LF.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <tuple>
 
 #include "eventanalysis/event_parameters.h"
 
@@ -154,7 +153,8 @@ void CEventHist::Describe(ParamList& list) {
     });
     m_hist.DescribeBins(list, Words());
     // Bars that stand at times have no range of values, and lags no logarithm.
-    for (const char* key : {"autoRange", "binCount", "binWidth", "optimalBins", "cumulative", "rug"})
+    for (const char* key :
+         {"autoRange", "minimum", "maximum", "binCount", "binWidth", "optimalBins", "cumulative", "rug"})
         list.Find(key)->EnabledIf([this] { return !IsInTimeBins(); });
     list.Find("log")->EnabledIf([this] { return !IsInTimeBins() && !IsCorrelogram(); });
     list.Group("By chance");
@@ -197,6 +197,22 @@ std::string CEventHist::CheckSettings() {
 
 // --- values ---
 
+// The channels that the user has set come back, whatever happens meanwhile.
+class CEventHist::ChannelsKept {
+  public:
+    explicit ChannelsKept(CEventHist& hist) : hist_(hist), one_(hist.m_nChannel1), two_(hist.m_nChannel2) {}
+    ~ChannelsKept() {
+        hist_.m_nChannel1 = one_;
+        hist_.m_nChannel2 = two_;
+    }
+    ChannelsKept(const ChannelsKept&) = delete;
+    ChannelsKept& operator=(const ChannelsKept&) = delete;
+
+  private:
+    CEventHist& hist_;
+    int32_t one_, two_;
+};
+
 // Correlograms of several channels are a grid of all pairs: in each row those of one channel.
 bool CEventHist::MakeInput(HistJob& job) {
     const std::vector<int> channels = SourceChannels();
@@ -204,14 +220,12 @@ bool CEventHist::MakeInput(HistJob& job) {
     const bool isGrid = Is(EvParam::crossCorrelation);
     const auto count = static_cast<int>(channels.size());
     job.columns = isGrid ? count : static_cast<int>(std::ceil(std::sqrt(count)));
-    const std::pair asked(m_nChannel1, m_nChannel2);
-    bool isWhole = true;
+    const ChannelsKept kept(*this);
     for (const int channel : channels) {
         m_nChannel1 = channel;
         for (const int other : isGrid ? channels : std::vector{m_nChannel2}) {
             m_nChannel2 = other;
-            isWhole = isWhole && AddInput(job);
-            if (!isWhole) break;
+            if (!AddInput(job)) return false;
             HistInput& input = job.parts.back().input;
             input.name = ChannelName(channel);
             if (isGrid)
@@ -219,8 +233,7 @@ bool CEventHist::MakeInput(HistJob& job) {
             if (isGrid && channel == other) input.trains = Trains::same;
         }
     }
-    std::tie(m_nChannel1, m_nChannel2) = asked;
-    return isWhole;
+    return true;
 }
 
 bool CEventHist::AddInput(HistJob& job) {

@@ -32,6 +32,8 @@ class CEventHist : public CHistBase {
     }
 
   private:
+    class ChannelsKept;
+
     bool Is(EvParam param) const { return m_strFile.empty() && Parameter() == param; }
     bool IsPhase() const { return Is(EvParam::phaseIn) || Is(EvParam::phaseNear); }
     bool IsCorrelogram() const;

@@ -80,7 +80,10 @@ bool CHistBase::TakeFile(HistJob& job) {
 
 bool CHistBase::Write(OperationJob& job, UndoScope&) {
     auto& done = static_cast<HistJob&>(job);
+    const bool hasOwnMixture = m_hist.mix.isSet || done.parts.size() == 1;
     m_hist = done.parts[0].settings;
+    // What was fitted to the first of several is no start for the others.
+    m_hist.mix.isSet &= hasOwnMixture;
     m_psth = done.parts[0].psth;
     if (m_psth.bootstrap) Document()->GetSession().random = done.random;
     std::vector<std::string> told;

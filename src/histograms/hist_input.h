@@ -63,12 +63,4 @@ struct HistInput {
     }
 };
 
-struct PsthSettings {
-    bool average = false;
-    bool raster = false;
-    bool preStimulusOnly = false;
-    bool bootstrap = false;
-    int32_t bootstrapRuns = 1000;
-};
-
 }  // namespace kymora

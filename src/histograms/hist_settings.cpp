@@ -33,13 +33,16 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
     list.Group("Histogram");
     list.Flag("autoRange", "Range from the data", autoRange)
         .Tip("A round range that holds all values; else the range is the one below");
-    const auto isFree = [this] { return !autoRange; };
+    // What is typed counts.
+    const auto isOwn = [this] { autoRange = false; };
     list.Number("minimum", "Minimum", minimum)
-        .Tip("Values below it are below the histogram")
-        .EnabledIf(isFree);
+        .Tip("Values below it are below the histogram; setting it sets the range")
+        .Linked({"autoRange"})
+        .OnChange(isOwn);
     list.Number("maximum", "Maximum", maximum)
-        .Tip("Values at or beyond it are above the histogram")
-        .EnabledIf(isFree);
+        .Tip("Values at or beyond it are above the histogram; setting it sets the range")
+        .Linked({"autoRange"})
+        .OnChange(isOwn);
     list.Integer("binCount", "Bins", binCount)
         .Limits(1, mostBins)
         .Spin()

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "archive/archive.h"
-#include "graphs/graph.h"
 #include "numerics/distribution_mixture.h"
 #include "numerics/kernel_density.h"
 #include "operations/param.h"
@@ -43,7 +42,6 @@ struct CKernelDensityEstimation {
     double bandwidth = 1.0;
     int32_t points = 200;
     int32_t tailFactor = 3;
-    uint32_t colour = GraphColour(1);
 
     BandwidthChoice Choice() const {
         return {static_cast<BandwidthRule>(rule), static_cast<Kernel>(kernel), bandwidth, tailFactor};
@@ -67,6 +65,15 @@ struct CFitHistMixtures {
 };
 
 enum BinRule : int32_t { binsByKnuth, binsByFreedmanDiaconis, binsByScott };
+
+// What else there is to set of a peri-stimulus histogram or a correlogram.
+struct PsthSettings {
+    bool average = false;
+    bool raster = false;
+    bool preStimulusOnly = false;
+    bool bootstrap = false;
+    int32_t bootstrapRuns = 1000;
+};
 
 struct HistSettings {
     int32_t binCount = 50;

@@ -18,7 +18,6 @@ constexpr int ticksOfRange = 10;
 constexpr int64_t mostLags = 20'000'000;    // that are all kept for curves and marks
 constexpr size_t mostKeptLags = 1'000'000;  // of more
 constexpr size_t mostRug = 100'000, mostRaster = 2'000'000;
-constexpr double bootstrapShare = 0.99;
 
 constexpr const char* knuthFailedText =
     "Histogram bin optimization has returned an out of range value. Please inform the author.";
@@ -458,7 +457,7 @@ class Analysis {
         found_.bandwidth = bandwidth.value;
         found_.densityX = EvenPoints(settings_.minimum, settings_.maximum, kde.points);
         found_.density = density.At(found_.densityX, static_cast<Kernel>(kde.kernel), bandwidth.value);
-        AddCurve("KDE", found_.densityX, found_.density);
+        AddCurve(HistFound::Curve::Kind::density, found_.densityX, found_.density);
     }
 
     static const char* WordsOf(BandwidthProblem problem) {
@@ -479,8 +478,9 @@ class Analysis {
     }
 
     // A density as it lies over the bars.
-    void AddCurve(std::string name, const std::vector<double>& x, const std::vector<double>& density) {
-        HistFound::Curve curve{std::move(name), x, {}};
+    void AddCurve(HistFound::Curve::Kind kind, const std::vector<double>& x,
+                  const std::vector<double>& density) {
+        HistFound::Curve curve{kind, x, {}};
         const double inRange = found_.hist.InRange();
         const bool averages = psth_.average && !input_.times2.empty();
         const double share = averages ? 1.0 / static_cast<double>(input_.times2.size()) : 1.0;
@@ -607,14 +607,14 @@ class Analysis {
             for (const double at : x) density.push_back(DensityOf(drawn, at));
             return density;
         };
-        AddCurve("PDF mix", x, along(mixture));
+        AddCurve(HistFound::Curve::Kind::mixture, x, along(mixture));
         if (mixture.components.size() < 2) return;
-        for (size_t i = 0; i < mixture.components.size(); ++i) {
-            Mixture one{mixture.family, {mixture.components[i]}};
+        for (const MixtureComponent& component : mixture.components) {
+            Mixture one{mixture.family, {component}};
             const double share = std::exchange(one.components[0].proportion, 1.0);
             std::vector<double> density = along(one);
             for (double& value : density) value *= share;
-            AddCurve(fmt::format("component {}", i + 1), x, density);
+            AddCurve(HistFound::Curve::Kind::component, x, density);
         }
     }
 
@@ -654,8 +654,9 @@ class Analysis {
 
     void FindChance() {
         HistFound::Chance chance;
-        for (const TimeStretch& stretch : input_.region)
-            chance.duration += (stretch.end - stretch.start) / 1000.0;
+        double whole = 0.0;
+        for (const TimeStretch& stretch : input_.region) whole += (stretch.end - stretch.start) / 1000.0;
+        chance.duration = whole;
         chance.counts = static_cast<int64_t>(input_.times1.size());
         chance.stimuli = static_cast<int64_t>(input_.times2.size());
         if (psth_.preStimulusOnly && input_.isPsth) {
@@ -669,12 +670,10 @@ class Analysis {
         chance.poisson =
             GetPoissonLimits(rate * settings_.Width() / 1000.0 * static_cast<double>(chance.stimuli));
         if (psth_.bootstrap) {
-            double whole = 0.0;
-            for (const TimeStretch& stretch : input_.region) whole += (stretch.end - stretch.start) / 1000.0;
             ChanceTrains trains{std::llround(rate * whole), input_.times2, input_.region, input_.trains,
                                 psth_.bootstrapRuns};
             chance.bootstrap = GetBootstrapLimits(trains, Grid(), random_, poll_);
-            if (!IsWanted(poll_, bootstrapShare)) throw Cancelled();
+            if (!chance.bootstrap && !IsWanted(poll_, 1.0)) throw Cancelled();
         }
         if (input_.isPsth) WarnOfStimuli(chance);
         found_.chance = std::move(chance);
@@ -722,12 +721,14 @@ void AnalyseHistogram(HistPart& part, std::mt19937& random, const Poll& poll) {
 }
 
 void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Poll& poll) {
-    double low = std::numeric_limits<double>::infinity(), high = -low;
+    if (parts.size() == 1) return AnalyseHistogram(parts[0], random, poll);
+    double low = std::numeric_limits<double>::infinity(), high = -low, narrowest = low;
     const std::vector<HistPart> asked(parts.begin(), parts.end());
     for (HistPart& part : parts) {
         AnalyseHistogram(part, random, poll);
         low = std::min(low, part.settings.minimum);
         high = std::max(high, part.settings.maximum);
+        narrowest = std::min(narrowest, part.settings.Width());
     }
     const auto fits = [&](const HistPart& part) {
         return part.settings.minimum == low && part.settings.maximum == high;
@@ -737,7 +738,8 @@ void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Po
         parts[i] = asked[i];
         HistSettings& settings = parts[i].settings;
         const bool isAuto = std::exchange(settings.autoRange, false);
-        settings.optimalBins = false;
+        if (std::exchange(settings.optimalBins, false))
+            settings.binCount = BinCountForWidth(low, high, narrowest).value_or(settings.binCount);
         settings.minimum = low;
         settings.maximum = high;
         AnalyseHistogram(parts[i], random, poll);

@@ -36,7 +36,8 @@ struct HistFound {
     std::optional<IntervalStatistics> intervals;
     std::optional<KnuthBins> knuth;
     struct Curve {
-        std::string name;
+        enum class Kind { density, mixture, component };
+        Kind kind = Kind::density;
         std::vector<double> x, y;  // y as it is displayed
     };
     std::vector<double> densityX, density;  // of the KDE, per unit
@@ -73,7 +74,8 @@ struct HistPart {
 // Makes it. Settings that cannot be used fall back and messages say so; ranges, numbers of bins, bandwidth
 // and mixture are set as they were found. Throws Cancelled when the poll ends it.
 void AnalyseHistogram(HistPart& part, std::mt19937& random, const Poll& poll);
-// Several on one range: where it comes from the data, from those of all.
+// Several on one range: where it comes from the data, from those of all. An optimal number of bins becomes
+// that of the narrowest ones.
 void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Poll& poll);
 
 std::string HistText(const HistPart& part);

@@ -101,9 +101,13 @@ GraphPane MainPane(const HistPart& part) {
             pane.layers.back().base = -std::numeric_limits<double>::infinity();
     }
     for (const HistFound::Curve& curve : found.curves) {
-        const bool isPart = curve.name.starts_with("component");
-        GraphLayer layer{LayerKind::curve, isPart ? "" : curve.name,
-                         curve.name == "KDE" ? settings.kde.colour : GraphColour(2)};
+        using Kind = HistFound::Curve::Kind;
+        const bool isDensity = curve.kind == Kind::density, isPart = curve.kind == Kind::component;
+        GraphLayer layer{LayerKind::curve,
+                         isPart      ? ""
+                         : isDensity ? "KDE"
+                                     : "PDF mix",
+                         GraphColour(isDensity ? 1 : 2)};
         layer.x = curve.x;
         layer.y = curve.y;
         layer.isDashed = isPart;
@@ -154,7 +158,7 @@ GraphPane RosePane(const HistFound& found) {
     return pane;
 }
 
-// A row for each stimulus, the first one on top.
+// A row for each stimulus, the first one at the bottom.
 GraphPane RasterPane(const HistPart& part) {
     const HistFound::Raster& raster = part.found.raster;
     GraphPane pane;

@@ -7,6 +7,7 @@
 #include "host/user_numbers.h"
 #include "remote/remote_colour.h"
 #include "remote/remote_requests.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
@@ -60,7 +61,7 @@ Json EventJson(const CEventKM& event, const Places& places) {
             {"value", event.eventValue},
             {"tag", event.eventTag},
             {"label", event.eventLabel.View()},
-            {"colour", event.eventColour == 0 ? Json(nullptr) : Json(ColourName(event.eventColour))}};
+            {"colour", event.eventColour == 0 ? Json(nullptr) : Json(ColourText(event.eventColour))}};
 }
 
 void Read(RemoteCall& call) {

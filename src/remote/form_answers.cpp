@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "remote/remote_colour.h"
+#include "results/number_text.h"
 
 namespace kymora {
 namespace {
@@ -24,7 +25,7 @@ Json ValueOf(const Field& field) {
     case FieldKind::choice:
         return field.choice;
     case FieldKind::colour:
-        return ColourName(field.colour);
+        return ColourText(field.colour);
     case FieldKind::font:
         return FontValue(field.font);
     case FieldKind::checkList: {

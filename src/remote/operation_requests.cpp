@@ -91,7 +91,7 @@ Graph AskedGraph(const RemoteCall& call, CBatchBaseDlg& block) {
     std::optional<Graph> graph = block.GetGraph();
     if (!graph) throw RemoteError("The operation draws no graph.");
     const Json* pane = FindMember(call.request, "pane");
-    return pane ? OnlyPane(*graph, graph->Named(AsText(*pane, "pane"))) : std::move(*graph);
+    return pane ? OnlyPane(graph->Named(AsText(*pane, "pane"))) : std::move(*graph);
 }
 
 Json GraphData(const Graph& graph) {

@@ -1,12 +1,6 @@
 #include "remote/remote_colour.h"
 
-#include <fmt/format.h>
-
 namespace kymora {
-
-std::string ColourName(uint32_t colour) {
-    return fmt::format("#{:02x}{:02x}{:02x}", colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
-}
 
 uint32_t AsColour(const Json& value, std::string_view name) {
     const std::string text = AsText(value, name);

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "document/data_doc.h"
-#include "remote/remote_colour.h"
 #include "remote/remote_requests.h"
+#include "results/number_text.h"
 #include "summaries/summary_service.h"
 
 namespace kymora {
@@ -42,7 +42,7 @@ Json TracesOf(const CKymoraView& view) {
         traces.push_back({{"trace", t + 1},
                           {"label", trace.traceLabel},
                           {"units", trace.traceUnits},
-                          {"colour", ColourName(trace.traceColour)},
+                          {"colour", ColourText(trace.traceColour)},
                           {"axis", view.m_nAxisOfTrace[static_cast<size_t>(t)] + 1},
                           {"shown", view.Plot().IsTraceShown(t)}});
     }
@@ -62,7 +62,7 @@ Json ChannelsOf(const CKymoraView& view) {
                             {"label", chan.channelLabel},
                             {"locked", chan.channelLocked},
                             {"shown", chan.channelVisible != 0},
-                            {"colour", ColourName(chan.channelColour)}});
+                            {"colour", ColourText(chan.channelColour)}});
     }
     return channels;
 }

@@ -82,8 +82,10 @@ TEST(LineMask, IsLaidOnOnceAndOnlyWhereItMay) {
             const auto at = static_cast<size_t>(y * side + x);
             ASSERT_NEAR(part.pixels[at] & 0xFF, (isSeen ? whole.pixels[at] : white) & 0xFF, 2);
         }
+    const std::vector<uint32_t> before = part.pixels;
     mask.Draw({}, {0}, 1.0, part.On());
     mask.Draw(there, {0}, 1.0, part.On({30, 30, 30, 30}));
+    EXPECT_EQ(part.pixels, before);
 }
 
 // Of a line with a sample in each column, every column is filled from row to row.

@@ -67,7 +67,7 @@ TEST(GraphOutputTest, EveryKindGoesIntoEveryPicture) {
             EXPECT_NE(text.find(part), std::string::npos) << part;
         EXPECT_LT(bytes.size(), 400000u);
     }
-    const Graph one = OnlyPane(graph, graph.panes[1]);
+    const Graph one = OnlyPane(graph.panes[1]);
     ASSERT_EQ(one.panes.size(), 1u);
     EXPECT_EQ(one.panes[0].name, "Phase, n = 142");
 }

@@ -101,6 +101,12 @@ TEST_F(EventHistTest, SeveralChannelsStandOnOneRangeAndPairsInAGrid) {
     Graph graph = *hist.GetGraph();
     ASSERT_EQ(graph.panes.size(), 2u);
     EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
+    // The number of the first that is best belongs to the range of all.
+    Set(hist, {{"optimalBins", "1"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    graph = *hist.GetGraph();
+    EXPECT_EQ(graph.panes[0].layers[0].x, graph.panes[1].layers[0].x);
+    Set(hist, {{"optimalBins", "0"}, {"binCount", "2"}});
     EXPECT_EQ(hist.m_nChannel1, 0);
     Set(hist, {{"parameter", "CrossCorr 2->1"}, {"autoRange", "0"}, {"minimum", "-100"}, {"maximum", "100"}});
     ASSERT_TRUE(hist.Run()) << host.LastMessage();
@@ -158,6 +164,9 @@ TEST_F(EventHistTest, RefusalsNameWhatLacks) {
     Set(hist, {{"parameter", "Interval"}, {"file", "/none.txt"}});
     EXPECT_FALSE(hist.Run());
     EXPECT_EQ(host.LastMessage(), unreadableFileText);
+    // A limit that is typed is the range.
+    Set(hist, {{"minimum", "3"}});
+    EXPECT_FALSE(hist.m_hist.autoRange);
     // What cannot stand together goes back, whichever of the two was set last, and without a recording in
     // silence.
     Set(hist, {{"file", ""}, {"display", "density"}, {"log", "1"}});

@@ -265,7 +265,9 @@ TEST(HistogramMixture, IsFittedOrSaysWhyNot) {
     settings = Range(0, 4, 4);
     settings.mix.fit = fitBinCounts;
     settings.mix.components = 4;
-    Make(Of({1, 2, 3}), settings);
+    const Made four = Make(Of({1, 2, 3}), settings);
+    for (const MixtureComponent& component : four.settings.mix.Get().components)
+        EXPECT_TRUE(std::isfinite(component.mean) && component.sd > 0.0 && component.proportion >= 0.0);
 }
 
 // Stimuli at 1000, 2000, .. ms, each followed by an event after 5 ms; region of 10 s.

@@ -65,7 +65,6 @@ void LiveRun::Run(bool mayWait) {
     auto source = mayWait && job_->Samples() > shortRun ? JobWorker::SourceOf(doc) : std::nullopt;
     if (!source) return Finish();
     worker_ = std::make_unique<JobWorker>(doc, *job_, std::move(*source), JobWorker::For::showing);
-    left_ = {};
     watch_.start();
     emit Progressed();
 }

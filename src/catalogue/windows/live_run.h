@@ -9,7 +9,6 @@
 #include <functional>
 #include <memory>
 
-#include "host/time_left.h"
 #include "operations/batch_base_dlg.h"
 
 namespace kymora {
@@ -66,7 +65,6 @@ class LiveRun : public QObject {
     bool isOutdated_ = true, hasFailed_ = false;
     RunMessages messages_;
     QString words_;
-    TimeLeft left_;
 };
 
 }  // namespace kymora

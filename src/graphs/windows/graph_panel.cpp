@@ -188,7 +188,7 @@ Graph GraphPanel::Target() const {
     Graph seen = widget_->Seen();
     const std::optional<size_t> pane = widget_->FocusedPane();
     if (!session_.graphs.copiesOnePane || !pane || seen.panes.size() < 2) return seen;
-    return OnlyPane(seen, seen.panes[*pane]);
+    return OnlyPane(seen.panes[*pane]);
 }
 
 std::vector<std::byte> GraphPanel::Picture(PictureFormat format, double scale) const {
