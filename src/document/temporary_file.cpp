@@ -99,6 +99,12 @@ TemporaryFile::TemporaryFile(FileSystem& files, const std::filesystem::path& tar
     if (!file_) OpenNamed(nullptr);
 }
 
+TemporaryFile::TemporaryFile(FileSystem& files, const std::filesystem::path& target,
+                             std::unique_ptr<DataFile> content)
+    : files_(files), target_(target), expected_(files.Stamp(target)), file_(std::move(content)) {
+    path_ = TemporaryName(target.parent_path(), 0);
+}
+
 // With a copy of the content, if there is one.
 void TemporaryFile::OpenNamed(const DataFile* content) {
     try {

@@ -32,6 +32,8 @@ class TemporaryFile {
     // such files. Removes what killed programs have left of the latter. A link as target would be replaced
     // itself, so that the caller resolves it before. Throws FileError.
     TemporaryFile(FileSystem& files, const std::filesystem::path& target);
+    // Takes over a file without a name that is complete.
+    TemporaryFile(FileSystem& files, const std::filesystem::path& target, std::unique_ptr<DataFile> content);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
