@@ -6,10 +6,11 @@
 #include <set>
 
 #include "batch/file_runner.h"
+#include "batch/run_record.h"
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
+#include "cli/line_feeds.h"
 #include "cli/operation_settings.h"
-#include "cli/run_record.h"
 #include "document/blank_doc.h"
 #include "document/native_writer.h"
 #include "operations/config_file.h"
@@ -18,30 +19,6 @@
 
 namespace kymora {
 namespace {
-
-// Passes a text on with CR LF written as LF, also where the two stand in two pieces.
-class LineFeeds : public OutputSink {
-  public:
-    explicit LineFeeds(OutputSink& to) : to_(to) {}
-    void Write(std::string_view text) override {
-        std::string plain;
-        plain.reserve(text.size() + 1);
-        for (const char c : text) {
-            if (heldReturn_ && c != '\n') plain += '\r';
-            heldReturn_ = c == '\r';
-            if (!heldReturn_) plain += c;
-        }
-        to_.Write(plain);
-    }
-    void Finish() {
-        if (heldReturn_) to_.Write("\r");
-        heldReturn_ = false;
-    }
-
-  private:
-    OutputSink& to_;
-    bool heldReturn_ = false;
-};
 
 uint64_t HashOfTimes(const CDataDoc& doc, int channel) {
     uint64_t hash = 0xcbf29ce484222325;
@@ -319,7 +296,9 @@ class OperationRun : public RunCaller {
         if (report.outcome == Outcome::leftOut)
             report.messages.push_back({RunMessage::From::run, LeftOutText(report.planned), {}});
         TellOfReplaced(report);
-        if (request_.json && !WriteRunRecord(lines_, report, *tried_)) report.outcome = Outcome::failed;
+        const auto goesOn = [] { return !WasInterrupted(); };
+        if (request_.json && !WriteRunRecord(lines_, report, *tried_, goesOn))
+            report.outcome = Outcome::failed;
         if (report.IsDone()) ++done_;
         if (report.outcome == Outcome::failed) Fail(report);
     }
@@ -372,6 +351,21 @@ class OperationRun : public RunCaller {
 void RunOperation(SubcommandContext& context, const Operation& operation, const RunOptions& request,
                   OutputSink& results) {
     OperationRun(context, operation, request, results).Run();
+}
+
+void SaveSettings(SubcommandContext& context, const Operation& operation, const RunOptions& request,
+                  const std::string& path) {
+    if (!request.files.empty() || request.output || request.inPlace || request.writeNew || request.json)
+        Wrong("--save-config writes settings and runs nothing: it takes no FILE, -o, --in-place, --write-new "
+              "or --json.");
+    if (FoldedExtension(path) != std::string(".") + configExtension)
+        Wrong("--save-config takes the extension .kymr-cfg.");
+    const auto block = operation.make();
+    if (request.config && !LoadConfig(context.session, *block, *request.config))
+        throw CommandError(exitCannotOpen, "");
+    ApplySettings(*block, ParseSettings(request.settings));
+    context.MayReplace(path);
+    if (!SaveConfig(context.session, *block, path)) throw CommandError(exitFailed, "");
 }
 
 }  // namespace kymora

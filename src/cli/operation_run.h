@@ -31,4 +31,8 @@ struct RunOptions {
 void RunOperation(SubcommandContext& context, const Operation& operation, const RunOptions& request,
                   OutputSink& results);
 
+// Writes the settings of a request as a configuration file; no recording is opened. Throws CommandError.
+void SaveSettings(SubcommandContext& context, const Operation& operation, const RunOptions& request,
+                  const std::string& path);
+
 }  // namespace kymora

@@ -3,41 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "results/json_writer.h"
+#include "operations/settings_json.h"
 #include "results/number_text.h"
 
 namespace kymora {
 namespace {
 
 // --- JSON ---
-
-void WriteNumbers(JsonWriter& json, const std::vector<int>& numbers, int countsFrom) {
-    json.BeginArray(JsonWriter::Form::oneLine);
-    for (const int number : numbers) json.Value(number + countsFrom);
-    json.EndArray();
-}
-
-void WriteValue(JsonWriter& json, const Field& param) {
-    switch (param.kind) {
-    case FieldKind::number:
-        return param.isSingle ? json.Value(static_cast<float>(param.number)) : json.Value(param.number);
-    case FieldKind::integer:
-    case FieldKind::channel:
-        return json.Value(static_cast<int>(param.number));
-    case FieldKind::choice:
-        return json.Value(param.choice);
-    case FieldKind::trace:
-        return json.Value(static_cast<int>(param.number) + 1);
-    case FieldKind::flag:
-        return json.Value(param.flag);
-    case FieldKind::channels:
-        return WriteNumbers(json, param.numbers, 0);
-    case FieldKind::traces:
-        return WriteNumbers(json, param.numbers, 1);
-    default:
-        return json.Value(param.ValueText());
-    }
-}
 
 void WriteLimits(JsonWriter& json, const Field& param) {
     const auto [least, greatest] = param.UserLimits();
@@ -62,7 +34,7 @@ void WriteParam(JsonWriter& json, const Field& param, const ParamList& params) {
     json.Member("label", param.label);
     json.Member("type", FieldKindName(param.kind));
     json.Key("default");
-    WriteValue(json, param);
+    WriteParamValue(json, param);
     WriteLimits(json, param);
     WriteTexts(json, "choices", param.choices);
     json.Key("step");
@@ -171,8 +143,6 @@ class OperationTable {
 };
 
 }  // namespace
-
-void WriteParamValue(JsonWriter& json, const Field& param) { WriteValue(json, param); }
 
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations) {
     JsonWriter json(sink);

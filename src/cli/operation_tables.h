@@ -17,9 +17,6 @@ namespace kymora {
 // is null.
 void WriteOperationsJson(OutputSink& sink, std::span<const Operation> operations);
 
-// A parameter's value as --set takes it.
-void WriteParamValue(JsonWriter& json, const Field& param);
-
 // The same as tables, an operation after the other.
 void WriteOperationsText(OutputSink& sink, std::span<const Operation> operations);
 

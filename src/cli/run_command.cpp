@@ -13,6 +13,7 @@ class RunCommand : public Subcommand {
         return {"kymora run CEventThreshold rec.kymr-dat --set trace=1 --set thresholdSource=2 "
                 "--set onMultiplier=6 --set destination=b --in-place",
                 "kymora run event-threshold *.edf --config spikes.kymr-cfg --write-new",
+                "kymora run event-threshold --set trace=1 --set onMultiplier=6 --save-config spikes.kymr-cfg",
                 "kymora run event-list rec.kymr-dat --set channel1=b -o spikes.txt",
                 "kymora run event-hist rec.kymr-dat --set channel1=b -o intervals.svg --width 600",
                 "kymora run general-hist numbers.txt --json"};
@@ -26,6 +27,8 @@ class RunCommand : public Subcommand {
              &request_.settings},
             {"--config", "FILE", "settings that a dialog has saved (.kymr-cfg); --set goes over them",
              &request_.config},
+            {"--save-config", "OUT",
+             "write the settings for later (.kymr-cfg) and run nothing; no FILE is needed", &saved_},
             {"-o,--output", "OUT",
              "the new recording (.kymr-dat, .flt) of one FILE; or, of an operation that only tells, the text "
              "(.txt), the tables (.csv) or the graph of one FILE (.png, .svg, .pdf)",
@@ -45,12 +48,16 @@ class RunCommand : public Subcommand {
             {"--no-grid", "", "the graph without its grid", &request_.graph.noGrid}};
     }
     void Run(SubcommandContext& context) override {
-        RunOperation(context, NamedOperation(name_), request_, context.output);
+        if (saved_)
+            SaveSettings(context, NamedOperation(name_), request_, *saved_);
+        else
+            RunOperation(context, NamedOperation(name_), request_, context.output);
     }
 
   private:
     std::string name_;
     RunOptions request_;
+    std::optional<std::string> saved_;
 };
 
 }  // namespace

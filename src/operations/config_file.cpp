@@ -24,8 +24,9 @@ void WriteFile(Session& session, const std::filesystem::path& path, std::span<co
     WriteFileAtomically(session.files, path, [bytes](CArchive& archive) { archive.WriteRaw(bytes); });
 }
 
-// A file that was damaged may hold any number, in parameters that are switched off too.
-std::string FaultOfAny(CBatchBaseDlg& operation) {
+}  // namespace
+
+std::string SettingsFault(CBatchBaseDlg& operation) {
     for (const Field& param : operation.Params()) {
         if (!param.HasValue()) continue;
         std::string fault = param.Fault();
@@ -33,8 +34,6 @@ std::string FaultOfAny(CBatchBaseDlg& operation) {
     }
     return {};
 }
-
-}  // namespace
 
 bool SaveConfig(Session& session, CBatchBaseDlg& operation, const std::filesystem::path& path) {
     try {
@@ -56,7 +55,7 @@ bool LoadConfig(Session& session, CBatchBaseDlg& operation, const std::filesyste
     operation.CheckChangeDoc(nullptr);
     try {
         operation.TakeSettings(ReadFile(session, path));
-        fault = FaultOfAny(operation);
+        fault = SettingsFault(operation);
         if (!fault.empty())
             fault = fmt::format("{}\n{}", fmt::format(damagedConfigText, operation.ClassName()), fault);
     } catch (const FileError& error) {

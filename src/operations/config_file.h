@@ -25,6 +25,11 @@ bool DropConfig(Session& session, CBatchBaseDlg& operation, const std::filesyste
 bool AskSaveConfig(Session& session, CBatchBaseDlg& operation);
 bool AskLoadConfig(Session& session, CBatchBaseDlg& operation);
 
+// Why settings that were read may not be used: a value outside its limits, in parameters that are switched
+// off too, since a file that was damaged may hold any number. Empty when all may. To be asked without a
+// recording.
+std::string SettingsFault(CBatchBaseDlg& operation);
+
 // The class name with which a configuration file begins, or empty. Throws FileError.
 std::string ConfigClassName(Session& session, const std::filesystem::path& path);
 

@@ -52,6 +52,11 @@ void JsonWriter::Key(std::string_view key) {
     afterKey_ = true;
 }
 
+void JsonWriter::Raw(std::string_view json) {
+    BeforeValue();
+    text_ += json;
+}
+
 void JsonWriter::Value(std::string_view text) {
     BeforeValue();
     Quote(text);

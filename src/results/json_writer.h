@@ -38,6 +38,8 @@ class JsonWriter {
         Integer(static_cast<int64_t>(number));
     }
     void Null();
+    // A value that is JSON already, in one line.
+    void Raw(std::string_view json);
 
     template <typename T>
     void Member(std::string_view key, const T& value) {

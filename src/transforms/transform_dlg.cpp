@@ -194,6 +194,7 @@ void CTransformTraceWindowDlg::CheckChangeDoc(CDataDoc* doc) {
     CTransformTraceDlg::CheckChangeDoc(doc);
     if (!doc) return;
     m_dSampleInterval = doc->sampleInterval;
+    if (CountsSamples()) m_dHalfWindowTime = Tidy(m_nHalfWindow * m_dSampleInterval);
     FollowTime();
 }
 
@@ -207,7 +208,7 @@ void CTransformTraceWindowDlg::Serialize(CArchive& archive) {
     Exchange(archive, m_nHalfWindow);
     Exchange(archive, m_dHalfWindowTime);
     Exchange(archive, m_nIterations);
-    if (!archive.IsStoring()) FollowTime();
+    if (!archive.IsStoring() && !CountsSamples()) FollowTime();
 }
 
 int64_t CTransformTraceWindowDlg::HalfWindowSamples(double interval) const {
@@ -221,7 +222,7 @@ void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function
         .Tip("Samples on each side of the middle one; the window has 2 x half window + 1 samples")
         .EnabledIf(isEnabled)
         .Linked({"halfWindowTime"})
-        .OnChange([this] { m_dHalfWindowTime = Tidy(m_nHalfWindow * m_dSampleInterval); });
+        .OnChange([this] { m_dHalfWindowTime = Document() ? Tidy(m_nHalfWindow * m_dSampleInterval) : 0.0; });
     list.Number("halfWindowTime", "Half window time", m_dHalfWindowTime)
         .Unit("ms")
         .Limits(leastHalfWindowTime, greatestHalfWindowTime)

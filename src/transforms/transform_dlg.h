@@ -107,7 +107,7 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
     int64_t HalfWindowSamples(double interval) const;
 
     int32_t m_nHalfWindow = 1;       // samples
-    double m_dHalfWindowTime = 1.0;  // ms; this is what counts
+    double m_dHalfWindowTime = 1.0;  // ms; this is what counts, unless it is 0 and there are samples
     int32_t m_nIterations = 1;       // 1 to 10
     double m_dSampleInterval = 1.0;  // ms, of the recording when the dialog took it up
 
@@ -118,6 +118,8 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
     Field& DescribeIterations(ParamList& list, int least);
 
   private:
+    // They were set without a recording, whose sample interval would make a time of them.
+    bool CountsSamples() const { return m_dHalfWindowTime == 0.0 && m_nHalfWindow > 0; }
     void FollowTime();
 };
 
