@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "batch/batch_host.h"
+#include "batch/chain_run.h"
 #include "catalogue/operations.h"
 #include "import/open_document.h"
 
@@ -21,13 +22,6 @@ std::string Indented(std::string_view text) {
     }
     while (lines.ends_with("\r\n\t")) lines.resize(lines.size() - 3);
     return lines;
-}
-
-std::string LeftOutText(const PlannedFile& planned) {
-    const std::string target = planned.target.filename().string();
-    if (planned.why == PlannedFile::Why::replacesNamed)
-        return fmt::format("Left out: its result would replace {}, which is to be processed itself.", target);
-    return fmt::format("Left out: {} goes to the same file {}.", planned.other.filename().string(), target);
 }
 
 // What an operation or a host has told in several pieces stands below one name.

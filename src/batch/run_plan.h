@@ -38,6 +38,7 @@ struct PlannedFile {
         namedTwice,     // where it stands once more, it is run
         sameTarget,     // the result of `other` goes there
         replacesNamed,  // its result would replace a file that is named itself
+        mayNotReplace,  // its result would replace a file, and the user said no
     };
     std::filesystem::path file;
     std::filesystem::path target;  // the file itself where it is kept in place

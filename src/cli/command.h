@@ -45,6 +45,8 @@ class Subcommand {
     virtual ~Subcommand() = default;
     virtual std::string Name() const = 0;
     virtual std::string Summary() const = 0;
+    // Not told of in the help.
+    virtual bool IsHidden() const { return false; }
     // Lines of examples for the help, without the program's indentation.
     virtual std::vector<std::string> Examples() const = 0;
     // The targets are members of the command and live as long as it does.
@@ -61,5 +63,8 @@ std::unique_ptr<Subcommand> MakePlotCommand();
 std::unique_ptr<Subcommand> MakeDemoCommand();
 std::unique_ptr<Subcommand> MakeOperationsCommand();
 std::unique_ptr<Subcommand> MakeRunCommand();
+std::unique_ptr<Subcommand> MakeBatchCommand();
+// Not for users: what a batch starts for its work.
+std::unique_ptr<Subcommand> MakeBatchWorkerCommand();
 
 }  // namespace kymora

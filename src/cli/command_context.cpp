@@ -21,6 +21,9 @@ char LocaleDecimalSeparator() {
     return separator == ',' ? ',' : '.';
 }
 
+// Of this very program, also where another one has taken its place on the disk.
+std::filesystem::path ProgramPath() { return "/proc/self/exe"; }
+
 }  // namespace
 
 std::vector<CommandOption> CommonOptions::Options() {
@@ -41,15 +44,16 @@ SubcommandContext::SubcommandContext(const CommonOptions& options)
         const size_t equals = setting.find('=');
         if (equals == 0 || equals == std::string::npos)
             throw CommandError(exitUsage, "--import takes KEY=VALUE, not \"" + setting + "\".");
-        imports_[setting.substr(0, equals)] = setting.substr(equals + 1);
+        imports[setting.substr(0, equals)] = setting.substr(equals + 1);
     }
     if (options.seed.value_or(0) < 0) throw CommandError(exitUsage, "--seed takes a number from 0.");
     session.Seed(static_cast<uint64_t>(options.seed.value_or(0)));
     session.decimalSeparator = LocaleDecimalSeparator();
+    session.program = ProgramPath();
 }
 
 std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenFor purpose) {
-    Opened opened = OpenRecording(session, path, {purpose, OpenTalk::tells, imports_});
+    Opened opened = OpenRecording(session, path, {purpose, OpenTalk::tells, imports});
     importsUsed_.merge(opened.opening.settingsUsed);
     importRefused_ = importRefused_ || !opened.opening.settingRefused.empty();
     if (!opened.document && WasInterrupted()) throw Cancelled();
@@ -59,7 +63,7 @@ std::unique_ptr<CDataDoc> SubcommandContext::Open(const std::string& path, OpenF
 }
 
 void SubcommandContext::CheckImports() const {
-    for (const auto& [key, value] : imports_) {
+    for (const auto& [key, value] : imports) {
         if (importsUsed_.count(key) != 0) continue;
         std::string known;
         for (const std::string& name : importsUsed_) known += (known.empty() ? "" : ", ") + name;

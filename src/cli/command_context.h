@@ -46,9 +46,9 @@ class SubcommandContext {
     DiskFileSystem files;
     Session session;
     StandardOutput output;
+    ImportSettings imports;
 
   private:
-    ImportSettings imports_;
     // Of all files that were opened: readers may look at different ones.
     std::set<std::string> importsUsed_;
     bool importRefused_ = false;

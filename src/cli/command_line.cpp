@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "batch/batch_workers.h"
 #include "cli/command_context.h"
 #include "cli/interrupt.h"
 #include "document/native_writer.h"
@@ -14,13 +15,14 @@
 namespace kymora {
 namespace {
 
-constexpr auto makers = {MakeInfoCommand, MakeSamplesCommand, MakeEventsCommand,     MakeConvertCommand,
-                         MakePlotCommand, MakeDemoCommand,    MakeOperationsCommand, MakeRunCommand};
+constexpr auto makers = {MakeInfoCommand,  MakeSamplesCommand,    MakeEventsCommand,     MakeConvertCommand,
+                         MakePlotCommand,  MakeDemoCommand,       MakeOperationsCommand, MakeRunCommand,
+                         MakeBatchCommand, MakeBatchWorkerCommand};
 
 // Words of the terminal, also those of subcommands that this version does not have: no desktop opens for
 // them.
-constexpr std::string_view terminalWords[] = {"info", "samples", "events", "convert",   "plot",
-                                              "demo", "run",     "batch",  "operations"};
+constexpr std::string_view terminalWords[] = {"info", "samples", "events", "convert",    "plot",
+                                              "demo", "run",     "batch",  "operations", batchWorkerWord};
 
 bool IsTerminalWord(std::string_view word) {
     return std::find(std::begin(terminalWords), std::end(terminalWords), word) != std::end(terminalWords);
@@ -90,6 +92,7 @@ std::string ExampleText(const Subcommand& command) {
 void AddSubcommand(CLI::App& app, Entry& entry) {
     entry.app = app.add_subcommand(entry.command->Name(), entry.command->Summary());
     entry.app->set_help_flag("-h,--help", "show this help");
+    if (entry.command->IsHidden()) entry.app->group("");
     for (const CommandOption& option : entry.command->Options()) AddOption(*entry.app, option);
     for (CommandOption option : entry.common.Options()) AddOption(*entry.app, option);
     entry.app->footer(ExampleText(*entry.command));

@@ -34,6 +34,9 @@ class Session {
     // Where views get the bins of long stretches without waiting; null where there is no window.
     SummaryService* summaries = nullptr;
 
+    // The program's own file, which batches start for their work; empty: they do it themselves.
+    std::filesystem::path program;
+
     bool skipFileDetails = false;  // the user does not want to see the details of files that open
     // A recording needed numbers for its channels; the user's own choice, which is kept, was letters.
     bool numbersForSession = false;

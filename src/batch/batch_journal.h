@@ -1,0 +1,45 @@
+#pragma once
+// What a batch has done, kept beside the list of its operations, so that a batch that was ended can go on: a
+// line of JSON for each result, written before the result takes its place. Several programs may write the
+// same journal.
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/file_system.h"
+
+namespace kymora {
+
+// A result, told by check sums (SHA-256) of contents.
+struct JournalEntry {
+    std::string work;    // of the operations with their settings, and all else that the result comes from
+    std::string source;  // of the recording
+    std::filesystem::path target;
+    std::string result;  // of the file that was made
+};
+
+class BatchJournal {
+  public:
+    // "chain.kymr-batch.journal". Reads what is there; lines that are none of its own, or torn, say nothing.
+    explicit BatchJournal(const std::filesystem::path& list);
+    const std::filesystem::path& List() const { return list_; }
+    const std::filesystem::path& Path() const { return path_; }
+
+    // The target holds, unchanged, what this work made of a recording: of this one, or, where the recording
+    // itself was replaced, of the one that stood there before. Throws FileError.
+    bool IsDone(FileSystem& files, const std::string& work, const std::filesystem::path& source,
+                const std::filesystem::path& target) const;
+    // Some entry is of this target.
+    bool Knows(const std::filesystem::path& target) const;
+    // A journal that cannot be written says so once, and stops nothing: the answer is the reason.
+    std::optional<std::string> Note(const JournalEntry& entry);
+
+  private:
+    std::filesystem::path list_, path_;
+    std::multimap<std::filesystem::path, JournalEntry> entries_;  // by target
+    bool isBroken_ = false;
+};
+
+}  // namespace kymora
