@@ -77,7 +77,7 @@ class HistAnalysis {
         ForLagsOfEach(input_.times1, input_.times2, range, [&](size_t first, size_t last, size_t index2) {
             for (size_t i = first; i < last; ++i)
                 if (input_.trains == Trains::different || i != index2)
-                    take(input_.times1[i] - input_.times2[index2]);
+                    take(std::max(input_.times1[i] - input_.times2[index2], range.minimum));
         });
     }
     void TellCut();  // where what is at hand takes only the first values

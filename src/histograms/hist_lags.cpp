@@ -72,7 +72,8 @@ void HistAnalysis::TakeRaster() {
                   [&](size_t first, size_t last, size_t index2) {
                       if (raster.lags.size() > mostRaster) return;
                       for (size_t i = first; i < last; ++i) {
-                          raster.lags.push_back(input_.times1[i] - input_.times2[index2]);
+                          raster.lags.push_back(
+                              std::max(input_.times1[i] - input_.times2[index2], settings_.minimum));
                           raster.stimuli.push_back(static_cast<double>(index2 + 1));
                           raster.events.push_back(input_.events1[i]);
                       }
@@ -117,7 +118,7 @@ void HistAnalysis::WarnOfStimuli(HistFound::Chance& chance) {
     for (size_t i = 1; i < input_.times2.size(); ++i)
         least = std::min(least, input_.times2[i] - input_.times2[i - 1]);
     const double range = settings_.maximum - settings_.minimum;
-    if (!(least < range)) return;
+    if (!(least + RoundingOfLags(input_.times2, {}) < range)) return;
     chance.warning = fmt::format("WARNING: the minimum time between stimuli is {:.1f}\r\nwhich is less "
                                  "than the histogram range of "
                                  "{:.1f}\r\nThe results will be distored. Decrease histogram width.",

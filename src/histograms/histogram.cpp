@@ -19,6 +19,8 @@ constexpr const char* notAllLoggedText =
 constexpr const char* rangeText = "The minimum must be below the maximum. The range comes from the data.";
 constexpr const char* gridText =
     "The bins are so narrow that their edges cannot be told apart. The range comes from the data.";
+constexpr const char* manyBinsText =
+    "Bins of {:g} would be more than {}. There are {} bins; choose a greater width or a smaller range.";
 constexpr const char* nothingToShowText = "There are no values to show.";
 constexpr const char* tooFarText =
     "The values lie too far apart for one range. Set the range of those that are to be shown.";
@@ -39,6 +41,12 @@ std::pair<double, double> RoundRange(double low, double high) {
     // Steps that are lost in the digits of the values.
     if (!(from <= low) || !(to > high)) return {low - std::abs(low) * 1e-9, high + std::abs(high) * 1e-9};
     return {from, to};
+}
+
+// The nearest end of a range that has the largest of some values in its last bin.
+double BeyondLargest(std::span<const double> values) {
+    const auto extent = GetValueExtent(values);
+    return extent ? std::nextafter(extent->largest, std::numeric_limits<double>::infinity()) : 0.0;
 }
 
 }  // namespace
@@ -143,7 +151,8 @@ std::pair<double, double> HistAnalysis::NaturalRange() {
 void HistAnalysis::SetByWidth() {
     const double width = settings_.binWidth;
     const double bins = (settings_.maximum - settings_.minimum) / width;
-    if (!(width > 0.0) || !(bins <= mostBins)) return;
+    if (!(width > 0.0)) return;
+    if (!(bins <= mostBins)) return Tell(fmt::format(manyBinsText, width, mostBins, settings_.binCount));
     if (!settings_.autoRange) {
         settings_.binCount = std::max(1, static_cast<int>(std::lround(bins)));
         return;
@@ -182,22 +191,26 @@ void HistAnalysis::Optimise() {
         if (knuth.state == KnuthBins::State::found) {
             best = knuth.best;
             range = {knuth.minimum, knuth.upper};
+            // Below 0 that is short of the largest value. A range of the user's would lose it, and the next
+            // run another one.
+            if (!settings_.autoRange) range.second = std::max(range.second, BeyondLargest(values));
             found_.knuth = std::move(knuth);
         }
     } else if (const auto extent = GetValueExtent(values)) {
         best = settings_.binRule == binsByScott ? ScottBins(values) : FreedmanDiaconisBins(values);
-        // The largest value lies in the last bin.
-        range = {extent->smallest, std::nextafter(extent->largest, std::numeric_limits<double>::infinity())};
+        range = {extent->smallest, BeyondLargest(values)};
     }
     if (!best || !(range.first < range.second)) return Tell(knuthFailedText);
     settings_.binCount = *best;
     SetRange(range);
     settings_.isByWidth = false;
     settings_.binWidth = settings_.Width();
-    if (input_.kind == HistInput::Kind::lags)
+    if (input_.kind != HistInput::Kind::lags)
+        Count();
+    else if (isCut_)
         Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid()));
     else
-        Count();
+        Take(GetHistogram(kept_, Grid()));
 }
 
 void HistAnalysis::TellCut() {

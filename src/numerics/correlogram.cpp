@@ -22,7 +22,7 @@ void ForLags(std::span<const double> times1, std::span<const double> times2, Tra
         const auto handOn = [&](size_t from, size_t to) {
             for (size_t at = from; at < to; at += lags.size()) {
                 const size_t count = std::min(lags.size(), to - at);
-                for (size_t i = 0; i < count; ++i) lags[i] = times1[at + i] - time;
+                for (size_t i = 0; i < count; ++i) lags[i] = std::max(times1[at + i] - time, range.minimum);
                 work(std::span<const double>(lags.data(), count));
             }
         };

@@ -3,10 +3,15 @@
 // would hold by chance. Times, lags and widths have one unit, such as ms; times ascend, equal ones allowed.
 //
 // A lag is t1 - t2, of an event 1 that comes after event 2 where it is positive. Lags from the minimum to
-// below the maximum of a range take part (Perkel, Gerstein and Moore, Biophys. J. 1967).
+// below the maximum of a range take part (Perkel, Gerstein and Moore, Biophys. J. 1967). Times are rounded,
+// so that a lag that misses a limit by no more than their rounding lies on it; lags are never below the
+// minimum.
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <random>
 #include <span>
@@ -18,18 +23,29 @@
 
 namespace kymora {
 
+// By how much a lag of these times can miss a limit although it lies on it.
+inline double RoundingOfLags(std::span<const double> times1, std::span<const double> times2) {
+    double most = 0.0;
+    for (const auto& times : {times1, times2})
+        if (!times.empty()) most = std::max({most, std::fabs(times.front()), std::fabs(times.back())});
+    return 4.0 * std::numeric_limits<double>::epsilon() * most;
+}
+
 // For each event of `times2` in order, calls `work` (first, last, index2) with the range of indices of
 // `times1` whose lags are in the range, where it is not empty. Takes steps as many as there are times.
 template <typename Work>
 void ForLagsOfEach(std::span<const double> times1, std::span<const double> times2, const ValueRange& lags,
                    Work work) {
+    const double rounding = RoundingOfLags(times1, times2);
+    const double least = lags.minimum - rounding;
+    const double end = lags.maximum - rounding;
     size_t first = 0;
     size_t last = 0;
     for (size_t index2 = 0; index2 < times2.size(); ++index2) {
         const double time = times2[index2];
-        while (first < times1.size() && !(times1[first] - time >= lags.minimum)) ++first;
+        while (first < times1.size() && !(times1[first] - time >= least)) ++first;
         last = last < first ? first : last;
-        while (last < times1.size() && times1[last] - time < lags.maximum) ++last;
+        while (last < times1.size() && times1[last] - time < end) ++last;
         if (first < last) work(first, last, index2);
     }
 }

@@ -10,13 +10,19 @@
 namespace kymora {
 namespace {
 
+// Times and limits are whole samples: what lies in the range is known without rounding.
+constexpr double sampleInterval = 0.1;
+
 std::vector<double> PlainLags(std::span<const double> times1, std::span<const double> times2, bool same,
                               const ValueRange& range) {
+    const auto samples = [](double time) { return std::lround(time / sampleInterval); };
     std::vector<double> lags;
     for (size_t k = 0; k < times2.size(); ++k)
-        for (size_t i = 0; i < times1.size(); ++i)
-            if (!(same && i == k) && range.Holds(times1[i] - times2[k]))
-                lags.push_back(times1[i] - times2[k]);
+        for (size_t i = 0; i < times1.size(); ++i) {
+            const long lag = samples(times1[i]) - samples(times2[k]);
+            if (!(same && i == k) && lag >= samples(range.minimum) && lag < samples(range.maximum))
+                lags.push_back(std::max(times1[i] - times2[k], range.minimum));
+        }
     return lags;
 }
 
@@ -24,7 +30,7 @@ TEST(Correlogram, LagsAreThoseOfAllPairsInTheRange) {
     std::mt19937 random(5);
     const auto train = [&random](size_t count) {
         std::vector<double> times(count);
-        for (double& time : times) time = static_cast<double>(random() % 5000) / 10.0;  // some fall together
+        for (double& time : times) time = (1e6 + random() % 5000) * sampleInterval;  // some fall together
         std::sort(times.begin(), times.end());
         return times;
     };
@@ -39,7 +45,7 @@ TEST(Correlogram, LagsAreThoseOfAllPairsInTheRange) {
                  {one, one, Trains::different}, {none, one, Trains::different}, {none, none, Trains::same}};
     for (const auto& row : pairs)
         for (const ValueRange& range :
-             {ValueRange{-20, 20}, {0, 5}, {-5, 0}, {10, 30}, {-1000, 1000}, {5, 5}}) {
+             {ValueRange{-20, 20}, {0, 5}, {-5, 0}, {10, 30}, {-1000, 1000}, {5, 5}, {-7.3, 7.3}}) {
             SCOPED_TRACE(testing::Message()
                          << &row - pairs << ": " << range.minimum << " to " << range.maximum);
             const bool same = row.trains == Trains::same;
