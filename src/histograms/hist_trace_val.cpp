@@ -79,9 +79,11 @@ std::vector<SampleSpan> CHistTraceVal::TakeSpans() {
             Tell(startText);
             m_dRegionEnd = m_dRegionStart + resetRegionMs;
         }
-        if (m_dRegionEnd > doc.GetEndTime()) {
+        // Where a sample after the last one would be.
+        const double fileEnd = doc.TimeOf(doc.GetLength());
+        if (m_dRegionEnd > fileEnd) {
             Tell(endText);
-            m_dRegionEnd = doc.GetEndTime();
+            m_dRegionEnd = fileEnd;
         }
     }
     std::vector<SampleSpan> spans =

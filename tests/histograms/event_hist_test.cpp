@@ -245,7 +245,10 @@ TEST_F(EventHistTest, SamplesInGapsAndWhatIsNoNumberDoNotCount) {
     // (1.25^2 + 0.25^2 + 0.75^2 + 0.75^2) / 3
     EXPECT_TRUE(text.starts_with("number of points: 8\nmean = 2.250000, s.d. = 0.957427, n = 4\n")) << text;
     EXPECT_EQ(host.notices.size(), 1u);
-    // The start after the end, and an end after that of the recording.
+    // An end after that of the recording takes its last sample too, and the start after the end.
+    Set(trace, {{"region", "2"}, {"regionStart", "3"}, {"regionEnd", "100"}});
+    ASSERT_TRUE(trace.Run()) << host.LastMessage();
+    EXPECT_EQ(Column(trace.Results(), 1, 2), (std::vector<double>{0, 0, 0, 2}));
     Set(trace, {{"region", "2"}, {"regionEnd", "100"}, {"regionStart", "200"}});
     host.messages.clear();
     EXPECT_FALSE(trace.Run());
