@@ -36,6 +36,7 @@ constexpr const char* manyClustersText = "{} clusters found. Only the first 4 wi
 constexpr const char* noClustersText = "Unable to cluster these data. Perhaps not enough?";
 constexpr const char* proportionsText =
     "Proportions must lie between 0 and 1 and add up to no more than 1. The mixture is not shown.";
+constexpr const char* firstRugText = "The rug shows the first {} values.";
 constexpr const char* firstRawText = "The fit to raw data uses the first {} values.";
 
 }  // namespace
@@ -233,7 +234,7 @@ void HistAnalysis::TakeRug() {
     TellCut();
     const ValueRange range{settings_.minimum, settings_.maximum};
     for (const double value : kept_) {
-        if (found_.rug.size() == mostRug) return Tell(fmt::format(firstOnlyText, mostRug));
+        if (found_.rug.size() == mostRug) return Tell(fmt::format(firstRugText, mostRug));
         if (range.Holds(value)) found_.rug.push_back(value);
     }
 }

@@ -70,11 +70,25 @@ void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, 
             at = count / static_cast<double>(found.chance->stimuli);
         if (std::isfinite(at)) pane.lines.push_back({false, at, colour, name, "", false});
     };
-    line(limits.expected, GraphColour(2), "expected");
-    line(limits.lower, GraphColour(1),
+    line(limits.expected, GraphColour(6), "expected");
+    line(limits.lower, GraphColour(7),
          found.chance->bootstrap ? "99% limits (bootstrap)" : "99% limits (Poisson)");
-    line(limits.upper, GraphColour(1), "");
+    line(limits.upper, GraphColour(7), "");
     pane.lines.push_back({true, 0.0, GraphColour(6), "", "", false});
+}
+
+bool ShowsLogarithms(const HistPart& part) {
+    const int32_t display = part.settings.display;
+    return (display == displayLn || display == displayLnHz) && !(part.psth.average && part.input.isPsth);
+}
+
+// Where a curve over logarithms ends: at a tenth of a count. Its tails go down for ever and would leave no
+// room for the bars.
+double LeastOfCurve(const HistPart& part) {
+    constexpr double leastCount = 0.1;
+    if (!ShowsLogarithms(part)) return -std::numeric_limits<double>::infinity();
+    return DisplayedCount(static_cast<CountDisplay>(part.settings.display), leastCount, 1.0,
+                          part.settings.Width());
 }
 
 GraphPane MainPane(const HistPart& part) {
@@ -97,9 +111,9 @@ GraphPane MainPane(const HistPart& part) {
         pane.layers.push_back(isTime ? TimeBars(found, input.width) : Bars(found));
         pane.layers.back().isPale = !found.curves.empty();
         // ln(1) is seen: bars of logarithms stand on the axis, which begins below it.
-        if (settings.display == displayLn || settings.display == displayLnHz)
-            pane.layers.back().base = -std::numeric_limits<double>::infinity();
+        if (ShowsLogarithms(part)) pane.layers.back().base = -std::numeric_limits<double>::infinity();
     }
+    const double least = LeastOfCurve(part);
     for (const HistFound::Curve& curve : found.curves) {
         using Kind = HistFound::Curve::Kind;
         const bool isDensity = curve.kind == Kind::density, isPart = curve.kind == Kind::component;
@@ -110,6 +124,8 @@ GraphPane MainPane(const HistPart& part) {
                          GraphColour(isDensity ? 1 : 2)};
         layer.x = curve.x;
         layer.y = curve.y;
+        for (double& y : layer.y)
+            if (y < least) y = std::numeric_limits<double>::quiet_NaN();
         layer.isDashed = isPart;
         pane.layers.push_back(std::move(layer));
     }

@@ -286,7 +286,7 @@ MixtureFit FitMixture(const Mixture& start, std::span<const double> counts, cons
     const std::vector<double> from = vector.From(start);
     const Mixture whole = vector.To(from);
     const auto minusLogLikelihood = [&](const Mixture& mixture) {
-        return -LogLikelihood(mixture, counts, grid);
+        return 0.0 - LogLikelihood(mixture, counts, grid);  // 0 has no sign
     };
     fit.before = fit.after = minusLogLikelihood(whole);
     if (FaultOf(whole) != MixtureFault::none || !(SumOf(counts) > 0.0)) return fit;

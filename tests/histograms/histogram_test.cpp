@@ -113,6 +113,12 @@ TEST(HistogramRange, ComesFromTheDataAndHoldsThemAll) {
     EXPECT_EQ(made.settings.minimum, 0);
     EXPECT_EQ(made.settings.maximum, 105);
     EXPECT_EQ(made.settings.binCount, 15);
+    // One that makes too many bins leaves their number, and says so.
+    byWidth.binWidth = 1e-20;
+    const Made narrow = Make(Of({2, 98}), byWidth);
+    EXPECT_EQ(narrow.settings.binCount, 50);
+    ASSERT_EQ(narrow.found.messages.size(), 1u);
+    EXPECT_TRUE(narrow.found.messages[0].starts_with("Bins of 1e-20 would be more than 10000000."));
     // A range that is none.
     EXPECT_EQ(Make(Of({2, 98}), Range(5, 5, 10)).settings.maximum, 100);
 }
@@ -150,6 +156,15 @@ TEST(HistogramBins, TheOptimalNumberSetsTheRangeToo) {
     const Made flat = Make(Of({3, 3, 3}), settings);
     EXPECT_EQ(flat.settings.binCount, 17);
     EXPECT_EQ(flat.found.messages.size(), 1u);
+    // A range of the user's keeps its values from run to run, also below 0, where Knuth's ends before the
+    // largest.
+    settings = Range(-100, 0, 10);
+    settings.optimalBins = true;
+    for (int run = 0; run < 3; ++run) {
+        const Made again = Make(Of({-3, -5, -5.001, -5.002, -20, -21}), settings);
+        EXPECT_EQ(again.found.hist.InRange(), 6) << run;
+        settings = again.settings;
+    }
 }
 
 TEST(HistogramDensity, HasTheAreaOfTheBars) {
@@ -166,6 +181,10 @@ TEST(HistogramDensity, HasTheAreaOfTheBars) {
         for (const double bar : made.found.shown) bars += bar;
         EXPECT_NEAR(curve, bars, 0.01 * bars) << display;
     }
+    // Its tails leave room for the bars of logarithms.
+    settings.display = displayLn;
+    for (const double y : Make(Of({4, 5, 6, 9, 12, 14}), settings).Drawn().panes[0].layers.at(1).y)
+        EXPECT_FALSE(y < std::log(0.1));
     const struct {
         std::vector<double> values;
         int32_t rule;
