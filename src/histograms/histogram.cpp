@@ -304,6 +304,8 @@ void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Po
     };
     if (std::all_of(parts.begin(), parts.end(), fits)) return;
     for (size_t i = 0; i < parts.size(); ++i) {
+        // What fell back to make the common range is told too.
+        std::vector<std::string> told = std::move(parts[i].found.messages);
         parts[i] = asked[i];
         HistSettings& settings = parts[i].settings;
         const bool isAuto = std::exchange(settings.autoRange, false);
@@ -314,6 +316,10 @@ void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Po
         AnalyseHistogram(parts[i], random, poll);
         settings.autoRange = isAuto;
         settings.optimalBins = asked[i].settings.optimalBins;
+        std::vector<std::string>& messages = parts[i].found.messages;
+        for (std::string& text : messages)
+            if (std::find(told.begin(), told.end(), text) == told.end()) told.push_back(std::move(text));
+        messages = std::move(told);
     }
 }
 

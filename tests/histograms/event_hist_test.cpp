@@ -101,9 +101,10 @@ TEST_F(EventHistTest, SeveralChannelsStandOnOneRangeAndPairsInAGrid) {
     Graph graph = *hist.GetGraph();
     ASSERT_EQ(graph.panes.size(), 2u);
     EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
-    // The number of the first that is best belongs to the range of all.
+    // The number of the first that is best belongs to the range of all; that there is none is told.
     Set(hist, {{"optimalBins", "1"}});
     ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    EXPECT_TRUE(host.LastMessage().starts_with("Histogram bin optimization has returned"));
     graph = *hist.GetGraph();
     EXPECT_EQ(graph.panes[0].layers[0].x, graph.panes[1].layers[0].x);
     Set(hist, {{"optimalBins", "0"}, {"binCount", "2"}});
