@@ -1,6 +1,7 @@
 #pragma once
 // Numbers in a text of unknown making: whatever stands between blanks, tabs, commas, semicolons and line ends
-// and is a number. A comma between two numbers is a decimal one where no number of the text has a point.
+// and is a number, in quotation marks or without. A comma between two numbers is a decimal one where no
+// number of the text has a point and no other comma can only be one between cells.
 
 #include <string_view>
 #include <vector>

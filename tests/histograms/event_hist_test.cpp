@@ -206,6 +206,11 @@ TEST_F(EventHistTest, NumbersComeFromTextsOfAnyMaking) {
     } cases[] = {
         {"1 2\t3\r\n1.5", {0, 2, 1, 1}},
         {"time;value\r\n0,5;1,5\r\n2,5;x\r\n", {1, 1, 1, 0}},
+        {"t,s;v,mV\r\n0,5;1,5\r\n2,5;x\r\n", {1, 1, 1, 0}},
+        {"Times, in s\r\n0,5\r\n2,5\r\n", {1, 0, 1, 0}},
+        {"a,b\n0,2\n1,3\n", {1, 1, 1, 1}},
+        {"0,2\n1,3,1\n", {1, 2, 1, 1}},
+        {"\"0.5\",\"2.5\"\n\"3\"\n", {1, 0, 1, 1}},
         {"0.5,1.5,2.5\n", {1, 1, 1, 0}},
         {std::string("\xFF\xFE"
                      "1\0 \0"
