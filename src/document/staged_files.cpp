@@ -119,10 +119,12 @@ void StagedFiles::TakeTarget() {
     Name(target_, std::move(content));
 }
 
+// What belongs to the target goes first: it means nothing to an older one.
 void StagedFiles::Commit() {
-    const ContentPtr content = staged_.at(target_);
-    staged_.clear();
-    TemporaryFile file(below_, target_, std::move(content->file));
+    auto staged = std::exchange(staged_, {});
+    for (auto& [path, content] : staged)
+        if (path != target_) TemporaryFile(below_, path, std::move(content->file)).MoveToTarget();
+    TemporaryFile file(below_, target_, std::move(staged.at(target_)->file));
     file.Expect(before_);
     file.MoveToTarget();
     for (const std::filesystem::path& path : removed_)

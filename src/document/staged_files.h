@@ -20,7 +20,8 @@ class StagedFiles : public FileSystem {
     bool HasTarget() const { return staged_.contains(target_); }
     // The file as it would stand at the target's place; it has one.
     const DataFile& Staged() const { return *staged_.at(target_)->file; }
-    // Puts it there in one step, when all bytes have reached the disk. Throws ResultKept where another
+    // Puts it there in one step, when all bytes have reached the disk, and before it what else was written
+    // beside it. Throws ResultKept where another
     // program has changed the target since this object was made, and FileError.
     void Commit();
 
