@@ -5,7 +5,18 @@
 #include <numbers>
 #include <random>
 
+#ifdef KYMORA_DESKTOP
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+
+#include "drawing/windows/painter_device.h"
+#endif
+
 #include "bench_files.h"
+#include "graphs/graph_painter.h"
+#include "graphs/graph_scale.h"
+#include "histograms/event_hist.h"
 #include "histograms/histogram.h"
 #include "numerics/binning.h"
 #include "numerics/correlogram.h"
@@ -172,11 +183,49 @@ void Redraw() {
     std::printf("a million intervals binned, described and made a graph: %.1f ms (goal: 16, with painting); "
                 "%zu bars\n",
                 once * 1e3, bars);
+#ifdef KYMORA_DESKTOP
+    AnalyseHistogram(asked, random, {});
+    const Graph graph = HistGraph({&asked, 1}, 1);
+    for (const double ratio : {1.0, 2.0}) {
+        QImage image(QSize(700, 600) * ratio, QImage::Format_RGB32);
+        image.setDevicePixelRatio(ratio);
+        const double painting = Seconds(20, [&] {
+            QPainter painter(&image);
+            PainterDevice device(painter);
+            const PixelRect area{0, 0, 700, 600};
+            PaintGraph(device, graph, PlaceGraph(device, graph, WholeGraph(graph), area), area, {});
+        });
+        std::printf("  its painting at ratio %.0f: %.1f ms\n", ratio, painting * 1e3);
+    }
+#endif
+}
+
+// What an edit of a setting costs, from the events of the recording on.
+void Edit() {
+    constexpr int count = 1'000'000, step = 40;
+    QuietHost host;
+    DiskFileSystem files;
+    Session session(host, files);
+    ModelDoc doc(session, 1, int64_t{count} * step);
+    for (int i = 0; i < count; ++i) doc.eventChannels[0].AddEvent(i * step + i % 7, i * step + 10 + i % 10);
+    CEventHist histogram;
+    histogram.CheckChangeDoc(&doc);
+    const double once = Seconds(5, [&] {
+        if (!histogram.Run()) std::printf("refused\n");
+    });
+    std::printf("an edit over a million events of a recording: %.1f ms (goal: 50)\n", once * 1e3);
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+#ifdef KYMORA_DESKTOP
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+#else
+    (void)argc;
+    (void)argv;
+#endif
     Bins();
     Knuth();
     Densities();
@@ -184,4 +233,5 @@ int main() {
     Correlograms();
     Clusters();
     Redraw();
+    Edit();
 }
