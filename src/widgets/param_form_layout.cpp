@@ -106,8 +106,13 @@ QGridLayout* ParamForm::GroupGrid(const std::string& name) {
     auto* grid = new QGridLayout(section ? section->Content() : box);
     grid->setHorizontalSpacing(8);
     grid->setVerticalSpacing(4);
-    grid->setContentsMargins(6, 6, 6, 2);
+    grid->setContentsMargins(6, 2, 6, 2);
     grid->setColumnStretch(1, 1);
+    // A column of which all is hidden does not grow, and what spans it would stand in the middle.
+    auto* filler = new QWidget(grid->parentWidget());
+    filler->setFixedHeight(0);
+    filler->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    grid->addWidget(filler, 0, 1);
     groups_.push_back({box, grid, section, rows_.size()});
     actions_ = nullptr;
     table_.grid = nullptr;

@@ -9,6 +9,7 @@
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
 #include "widgets/form_dialog.h"
+#include "widgets/message_area.h"
 
 namespace kymora::test {
 namespace {
@@ -196,6 +197,32 @@ TEST_F(PanelsTest, StandBesideTheRecordingInOneColumnThatFits) {
         panel->Window()->close();
         Settle();
     }
+}
+
+TEST_F(PanelsTest, AGraphStandsBesideItsParametersWithItsResultsBelow) {
+    OpenOne();
+    OperationDock* panel = PanelOf("event-hist");
+    Settle();
+    const auto place = [&](const char* name) {
+        const auto* part = panel->Window()->findChild<QWidget*>(name);
+        return QRect(part->mapTo(panel, QPoint()), part->size());
+    };
+    EXPECT_GT(place("graph").left(), place("binCount").right());
+    EXPECT_GE(place("results").top(), place("graph").bottom());
+    EXPECT_GT(place("graph").height(), place("results").height());
+    // Boxes stand at the left also where nothing else of their group is shown.
+    EXPECT_EQ(place("kde").left(), place("bars").left());
+    // A text of many lines leaves the graph its room.
+    auto* message = panel->Window()->findChild<QLabel*>("message");
+    auto* area = panel->Window()->findChild<MessageArea*>();
+    const QRect graph = place("graph");
+    const QString line("There is something to be told.\n");
+    area->Show(line.repeated(20), area->palette());
+    QApplication::processEvents();
+    EXPECT_LT(area->height(), 5 * area->fontMetrics().lineSpacing());
+    EXPECT_GT(message->height(), area->height());
+    EXPECT_GT(place("graph").height(), graph.height() / 2);
+    EXPECT_NE(area->focusPolicy(), Qt::NoFocus) << "it is read by the keyboard";
 }
 
 TEST_F(PanelsTest, ComeBackWhereTheyWereAlsoInTheNextRun) {

@@ -19,7 +19,8 @@ namespace {
 constexpr double widestPart = 0.95, highestPart = 0.92;  // of the screen
 constexpr int roomOfButtons = 90, roomOfMargins = 30;    // pixels; message, buttons and margins
 constexpr int leastTextWidth = 340, leastGraphWidth = 560, leastPaneHeight = 220;
-constexpr int mostColumns = 3;  // of parameters
+constexpr int leastGraphBeside = 360;  // of a graph beside parameters that scroll
+constexpr int mostColumns = 3;         // of parameters
 // In a panel, which is to fit beside a small window.
 constexpr int leastDockedPane = 120, leastDockedGraph = 260, leastDockedForm = 110;
 
@@ -115,6 +116,7 @@ void OperationPanes::ShowGraph() {
 void OperationPanes::MakeGraph() {
     graph_ = new GraphPanel(session_, shown_);
     shown_->insertWidget(0, graph_);
+    graph_->results = [this] { return block_.Results(); };
     GraphWidget& widget = graph_->Widget();
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
     connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
@@ -143,6 +145,11 @@ bool OperationPanes::StandsAbove(QSize most) {
     const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
     const bool hasPane = HasResults() || graph_;
     if (!hasPane || (isWhole && hasRoomBeside)) return false;
+    // Below parameters in columns little would be left of a graph.
+    if (graph_) {
+        form_->Arrange({most.width(), room}, 1);
+        if (form_->sizeHint().width() + bar + leastGraphBeside + roomOfMargins <= most.width()) return false;
+    }
     if (arranged(room - leastPaneHeight) || !hasRoomBeside) return true;
     arranged(room);
     return false;
@@ -162,7 +169,10 @@ void OperationPanes::showEvent(QShowEvent* event) {
         // A graph needs more of it than a text.
         const int ofForm = (graph_ ? 2 : 3) * height() / 5;
         if (isDocked_) setSizes({ofForm, height() - ofForm});
-        if (isDocked_ && graph_ && HasResults()) shown_->setSizes({3 * height() / 4, height() / 4});
+        if (graph_ && HasResults() && shown_->orientation() == Qt::Vertical) {
+            const int ofText = std::min(height() / (isDocked_ ? 4 : 3), ResultsWidget()->sizeHint().height());
+            shown_->setSizes({shown_->height() - ofText, ofText});
+        }
         RestoreSizes();
     });
 }

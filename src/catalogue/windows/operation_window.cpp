@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <QDragEnterEvent>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -19,6 +20,7 @@
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
 #include "widgets/findings_pane.h"
+#include "widgets/message_area.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -117,14 +119,12 @@ void OperationWindow::MakeWindow(const Labels& labels) {
         connect(findings, &FindingsPane::CurrentChanged, this, &OperationWindow::GoToFinding);
         connect(findings, &FindingsPane::Rejected, this, &OperationWindow::RejectFindings);
     }
-    message_ = new QLabel(this);
-    message_->setObjectName("message");
-    message_->setTextFormat(Qt::PlainText);
-    message_->setWordWrap(true);
-    message_->setMinimumHeight(message_->fontMetrics().height() + 4);
+    message_ = new MessageArea(this);
     column_ = new QVBoxLayout(this);
     column_->addWidget(panes_, 1);
-    column_->addWidget(message_);
+    messageRow_ = new QGridLayout;
+    messageRow_->addWidget(message_, 0, 0);
+    column_->addLayout(messageRow_);
     buttonRows_ = new QBoxLayout(QBoxLayout::LeftToRight);
     settingsRow_ = new QHBoxLayout;
     runRow_ = new QHBoxLayout;
@@ -169,6 +169,7 @@ void OperationWindow::AddRow(QWidget* row) { column_->insertWidget(column_->coun
 
 void OperationWindow::OrderTabs() {
     std::vector<QWidget*> stops = panes_->TabStops();
+    stops.push_back(message_);
     stops.insert(stops.end(), buttons_.begin(), buttons_.end());
     for (size_t i = 1; i < stops.size(); ++i) setTabOrder(stops[i - 1], stops[i]);
 }
@@ -214,12 +215,10 @@ void OperationWindow::MakeLiveRun() {
     strip_ = new QProgressBar(this);
     strip_->setObjectName("strip");
     strip_->setRange(0, 1000);
-    QSizePolicy policy = strip_->sizePolicy();
-    policy.setRetainSizeWhenHidden(true);  // nothing moves when it comes
-    strip_->setSizePolicy(policy);
-    strip_->setMaximumHeight(strip_->fontMetrics().height() + 2);
+    // It covers what was said before; nothing moves when it comes.
+    strip_->setFixedHeight(strip_->fontMetrics().height() + 2);
     strip_->hide();
-    AddRow(strip_);
+    messageRow_->addWidget(strip_, 0, 0, Qt::AlignTop);
     live_ = new LiveRun(
         *block_, [this] { return !letGo_ && isInFront_ && !IsBusy() && panes_->Form().Fault().empty(); },
         this);
@@ -246,6 +245,7 @@ void OperationWindow::ShowLiveRun() {
 void OperationWindow::ShowLiveProgress() {
     const auto now = live_->Now();
     strip_->setVisible(now.has_value());
+    message_->setVisible(!now);
     if (!now) return;
     strip_->setValue(static_cast<int>(now->share * strip_->maximum()));
     strip_->setFormat(now->text + " %p%");
@@ -496,8 +496,7 @@ void OperationWindow::ShowState() {
 void OperationWindow::ShowMessage(const QString& text, bool isFault) {
     QPalette colours = palette();
     if (isFault) colours.setColor(QPalette::WindowText, FaultColour(colours));
-    message_->setPalette(colours);
-    message_->setText(text);
+    message_->Show(text, colours);
 }
 
 void OperationWindow::changeEvent(QEvent* event) {

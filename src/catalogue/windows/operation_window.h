@@ -19,6 +19,7 @@
 #include "catalogue/operations.h"
 
 class QBoxLayout;
+class QGridLayout;
 class QHBoxLayout;
 class QLabel;
 class QProgressBar;
@@ -29,6 +30,7 @@ namespace kymora {
 
 class LiveRun;
 class LookAhead;
+class MessageArea;
 class OperationPanes;
 
 class OperationWindow : public QDialog {
@@ -160,7 +162,8 @@ class OperationWindow : public QDialog {
     const Operation& operation_;
     std::unique_ptr<CBatchBaseDlg> block_;
 
-    QLabel* message_ = nullptr;
+    MessageArea* message_ = nullptr;
+    QGridLayout* messageRow_ = nullptr;
     QLabel* ahead_ = nullptr;    // what a run would find
     LookAhead* look_ = nullptr;  // null where the operation has none
     LiveRun* live_ = nullptr;
