@@ -50,6 +50,14 @@ bool ShowsX(const Graph& graph, size_t pane) {
     return !graph.sharesX || below >= graph.panes.size();
 }
 
+// Of panes side by side with one title, the leftmost shows it.
+bool ShowsYTitle(const Graph& graph, size_t pane) {
+    const std::string title = graph.panes[pane].y.Label();
+    if (title.empty()) return false;
+    const size_t columns = static_cast<size_t>(std::max(1, graph.columns));
+    return pane % columns == 0 || graph.panes[pane - 1].y.Label() != title || graph.panes[pane - 1].IsRose();
+}
+
 PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const GraphBox& box, int width,
                       int height) {
     const GraphPane& pane = graph.panes[i];
@@ -66,7 +74,7 @@ PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const Gr
     const auto yTicks =
         TicksOf(pane.y.isLog, box.bottom, box.top, MostTicks(height - 3 * text, pixelsPerTickUp));
     margins.left += WidestOf(device, yTicks) + graphTextGap + graphTickLength;
-    if (!pane.y.Label().empty()) margins.left += text + graphTextGap;
+    if (ShowsYTitle(graph, i)) margins.left += text + graphTextGap;
     // The last number of the x axis reaches beyond the plot by half.
     const auto xTicks =
         TicksOf(pane.x.isLog, box.left, box.right, MostTicks(width - margins.left, pixelsPerTickAcross));
@@ -145,6 +153,8 @@ class Reader {
         const double x = reading_.x, y = reading_.y;
         for (size_t i = 0; i < pane_.layers.size(); ++i) {
             const GraphLayer& layer = pane_.layers[i];
+            // A part of a sum that has no name of its own is not told apart from the others.
+            if (layer.isDashed && layer.name.empty()) continue;
             if (layer.kind == LayerKind::bars) ReadBars(i, layer, x);
             if (layer.kind == LayerKind::matrix) ReadMatrix(i, layer, x, y);
             if (layer.kind == LayerKind::rose) ReadRose(layer, x, y);
@@ -349,6 +359,7 @@ std::vector<PanePlace> PlaceGraph(DrawDevice& device, const Graph& graph, std::s
                               y + up[row].top + height};
                 place.box = boxes[i];
                 place.showsX = ShowsX(graph, i);
+                place.showsYTitle = ShowsYTitle(graph, i);
                 place.legendHeight = legends[i];
                 MakeScales(graph.panes[i], place);
                 TakeTicks(device, graph.panes[i], place);

@@ -24,7 +24,8 @@ struct PanePlace {
     GraphBox box;    // what is seen
     GraphScale x, y;
     std::vector<GraphTick> xTicks, yTicks;
-    bool showsX = true;  // the texts of the x axis: of panes on one, the lowest has them
+    bool showsX = true;       // the texts of the x axis: of panes on one, the lowest has them
+    bool showsYTitle = true;  // beside a pane on the left with the same one it need not be said again
     int legendHeight = 0;
 };
 

@@ -107,7 +107,7 @@ class PanePainter {
             free = Row(tick.at) - TextHeight();
         }
         PaintXTitle();
-        if (pane_.y.Label().empty()) return;
+        if (!place_.showsYTitle) return;
         TextStyle upward{look_.ink, TextStyle::Horizontal::centre, TextStyle::Vertical::top};
         upward.upward = true;
         const int numbers = YNumbersWidth();
@@ -137,7 +137,7 @@ class PanePainter {
         if (!place_.showsX || label.empty()) return;
         const int numbers = TextHeight() + graphTextGap + (pane_.IsRose() ? 0 : graphTickLength);
         device_.Text((plot_.left + plot_.right) / 2, plot_.bottom + numbers + graphTextGap,
-                     ElideText(device_, label, place_.area.Width()),
+                     ElideText(device_, label, place_.area.Width() - 2 * titleEdge),
                      {look_.ink, TextStyle::Horizontal::centre, TextStyle::Vertical::top});
     }
     // The values of a rose's rings, over its bars.

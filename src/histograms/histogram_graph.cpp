@@ -218,6 +218,7 @@ Graph HistGraph(std::span<const HistPart> parts, int columns) {
     Graph graph;
     if (parts.size() > 1) {
         graph.columns = columns;
+        graph.sharesX = true;
         for (const HistPart& part : parts) {
             GraphPane& pane = graph.panes.emplace_back(MainPane(part));
             pane.name = pane.title = part.input.name;

@@ -321,6 +321,14 @@ TEST_F(GraphPanelTest, SavesByTheExtension) {
         panel.Save();
         EXPECT_TRUE(files.Has(name)) << name;
     }
+    // A table is that of the numbers from which the graph was made, where there are any.
+    host.saveFile = "/a.csv";
+    Result counts{"counts"};
+    counts.values = {{"n", 5.0}};
+    panel.results = [&] { return std::vector{counts}; };
+    panel.Save();
+    const auto& table = files.Bytes("/a.csv");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(table.data()), table.size()), "n\r\n5\r\n");
     EXPECT_TRUE(host.messages.empty());
     host.saveFile = "/a.doc";
     panel.Save();

@@ -113,6 +113,10 @@ TEST(GraphPainterTest, PanesStandInAGrid) {
     EXPECT_EQ(places[0].plot.Height(), places[3].plot.Height());
     EXPECT_FALSE(places[0].showsX || places[1].showsX) << "the lowest alone show the numbers";
     EXPECT_TRUE(places[2].showsX && places[3].showsX);
+    EXPECT_TRUE(places[0].showsYTitle && places[2].showsYTitle);
+    EXPECT_FALSE(places[1].showsYTitle || places[3].showsYTitle) << "said on their left";
+    graph.panes[1].y.title = "another";
+    EXPECT_TRUE(Paint(graph).places[1].showsYTitle);
     // Whatever the room, nothing lies outside of it.
     for (const int width : {0, 30, 100, 4000})
         for (const PanePlace& place : [&] {

@@ -15,6 +15,8 @@
 #include "display/plot_recording.h"
 #include "document/file_identity.h"
 #include "document/native_writer.h"
+#include "results/archive_output.h"
+#include "results/result_output.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
 
@@ -29,7 +31,7 @@ constexpr int barMargin = 2;
 constexpr double copiedScale = 2.0, savedScale = 3.0;
 constexpr const char* graphSaveFilter =
     "PNG picture (*.png)|*.png|SVG vector picture (*.svg)|*.svg|PDF vector picture (*.pdf)|*.pdf|"
-    "Text (*.txt)|*.txt||";
+    "Text (*.txt)|*.txt|Table (*.csv)|*.csv||";
 
 QByteArray ToBytes(const std::vector<std::byte>& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())};
@@ -179,7 +181,16 @@ void GraphPanel::contextMenuEvent(QContextMenuEvent* event) {
 void GraphPanel::AskAxis(int pane, bool isX) {
     Form form = widget_->AxisForm(static_cast<size_t>(pane), isX);
     const QPointer<GraphPanel> self(this);
-    if (session_.host.AskForm(form) && self) widget_->TakeAxisForm(static_cast<size_t>(pane), isX, form);
+    const bool isEntered = session_.host.AskForm(form);
+    if (!self) return;
+    TakeBackKeyboard();
+    if (isEntered) widget_->TakeAxisForm(static_cast<size_t>(pane), isX, form);
+}
+
+void GraphPanel::TakeBackKeyboard() {
+    if (!isVisible()) return;
+    window()->activateWindow();
+    widget_->setFocus(Qt::OtherFocusReason);
 }
 
 // --- copies ---
@@ -230,11 +241,21 @@ void GraphPanel::CopyVectors() {
 void GraphPanel::CopyText() { QGuiApplication::clipboard()->setText(ToQString(GraphText(Target()))); }
 
 void GraphPanel::Save() {
+    const QPointer<GraphPanel> self(this);
     const auto path = session_.host.ChooseSaveFile({"Save graph", graphSaveFilter, "png", "graph.png"});
+    if (!self) return;
+    TakeBackKeyboard();
     if (path) Try("The graph was not saved.", [&] { Write(*path); });
 }
 
 void GraphPanel::Write(const std::filesystem::path& path) {
+    if (FoldedExtension(path) == ".csv" && results) {
+        const std::vector<Result> found = results();
+        return WriteFileAtomically(session_.files, path, [&](CArchive& archive) {
+            ArchiveOutput output(archive);
+            WriteCsv(output, found, {}, [] { return true; });
+        });
+    }
     std::vector<std::byte> bytes;
     if (const auto format = PictureFormatOf(path)) {
         bytes = Picture(*format, savedScale);
@@ -243,7 +264,8 @@ void GraphPanel::Write(const std::filesystem::path& path) {
         const auto all = std::as_bytes(std::span(text));
         bytes.assign(all.begin(), all.end());
     } else {
-        throw std::runtime_error("Graphs are saved as .png, .svg, .pdf or .txt. Choose a name that ends so.");
+        throw std::runtime_error(
+            "Graphs are saved as .png, .svg, .pdf, .txt or .csv. Choose a name that ends so.");
     }
     WriteFileAtomically(session_.files, path, [&](CArchive& archive) { archive.WriteRaw(bytes); });
 }

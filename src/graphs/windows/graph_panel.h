@@ -3,11 +3,13 @@
 
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 #include <string>
 
 #include "graphs/graph_output.h"
 #include "graphs/windows/graph_widget.h"
 #include "host/session.h"
+#include "results/result.h"
 
 class QAction;
 class QHBoxLayout;
@@ -30,8 +32,11 @@ class GraphPanel : public QWidget {
     void CopyPicture();
     void CopyVectors();
     void CopyText();
-    // As a picture or a text, as the name's extension says.
+    // As a picture, a text or a table, as the name's extension says.
     void Save();
+
+    // What the graph was made from, for a table of it; empty where there is none.
+    std::function<std::vector<Result>()> results;
 
   protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
@@ -46,6 +51,8 @@ class GraphPanel : public QWidget {
     void MakeBar();
     void TakeHabits();
     void AskAxis(int pane, bool isX);
+    // A box has the keyboard while it stands; then the graph has it again.
+    void TakeBackKeyboard();
     std::vector<std::byte> Picture(PictureFormat format, double scale = 1.0) const;
     void Write(const std::filesystem::path& path);
     // Does it; why it cannot be is told to the user.

@@ -222,8 +222,10 @@ void GraphWidget::TellLimits(size_t pane) {
 
 void GraphWidget::SendLimits() {
     tellLater_.stop();
+    std::set<std::string> told;
     for (const size_t pane : std::exchange(limitsToTell_, {})) {
-        if (pane >= boxes_.size()) continue;
+        // Panes on one axis may have their limits from the same parameters.
+        if (pane >= boxes_.size() || !told.insert(graph_.panes[pane].lowerParameter).second) continue;
         const GraphBox& box = boxes_[pane];
         const double pixel = box.Width() / std::max(1, places_[pane].plot.Width());
         emit LimitsSet(static_cast<int>(pane), RoundedWithin(box.left, pixel),
