@@ -11,8 +11,10 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t eventHistVersion = 1;
+constexpr uint32_t eventHistVersion = 2;
 constexpr const char* noParentText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
+constexpr const char* noWeightsText =
+    "The events of channel {} have no weights of principal components. They come from the sorting of spikes.";
 constexpr const char* emptyGateText = "There are no events in gate channel {}.";
 constexpr const char* timeBinText = "The time bin is {:g} ms, a whole number of samples, and not {:g} ms.";
 constexpr const char* shortTimeBinText = "The time bin is shorter than a sample. Choose a longer one.";
@@ -101,7 +103,7 @@ bool CEventHist::IsCorrelogram() const {
 
 void CEventHist::Serialize(CArchive& archive) {
     CEventAnalRgnBase::Serialize(archive);
-    ExchangeVersion(archive, eventHistVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, eventHistVersion, ClassName());
     Exchange(archive, m_nParameter);
     m_hist.Exchange(archive);
     for (bool* flag : {&m_psth.average, &m_psth.preStimulusOnly, &m_psth.bootstrap}) Exchange(archive, *flag);
@@ -109,6 +111,10 @@ void CEventHist::Serialize(CArchive& archive) {
     Exchange(archive, m_strFile);
     m_hist.ExchangeFurther(archive);
     Exchange(archive, m_psth.raster);
+    if (version > 1)
+        m_hist.ExchangeWholeWidths(archive);
+    else
+        m_hist.isByCount = m_hist.binCount != HistSettings{}.binCount;
 }
 
 void CEventHist::GetParamText(std::string& text) {
@@ -192,6 +198,10 @@ std::string CEventHist::CheckSettings() {
     for (const int channel : SourceChannels())
         if (NeedsParentTrace(Parameter()) && doc->GetParentTrace(channel) < 0)
             return fmt::format(noParentText, ChannelName(channel), EvParamName(Parameter()));
+    const bool isWeight = Parameter() >= EvParam::pcWeight1 && Parameter() <= EvParam::pcWeight3;
+    for (const int channel : SourceChannels())
+        if (isWeight && doc->eventChannels[static_cast<size_t>(channel)].EventExtra().empty())
+            return fmt::format(noWeightsText, ChannelName(channel));
     return {};
 }
 
@@ -267,6 +277,7 @@ bool CEventHist::TakeValues(HistInput& input) {
         input.kind = HistInput::Kind::values;
         input.Take(std::move(input.counts));
         input.starts.clear();
+        input.isWhole = true;
     } else {
         CollateEventData(*Document(), param, Block(), values);
         input.Take({values.begin(), values.end()});

@@ -65,6 +65,11 @@ class HistAnalysis {
         auto& all = found_.messages;
         if (std::find(all.begin(), all.end(), text) == all.end()) all.push_back(std::move(text));
     }
+    // Of numbers of events, where the user has said nothing of the bins.
+    bool HasWholeWidths() const {
+        return input_.isWhole && !settings_.log && !settings_.isByWidth && !settings_.isByCount &&
+               !settings_.optimalBins;
+    }
     BinGrid Grid() const { return {settings_.binCount, settings_.minimum, settings_.maximum}; }
     bool IsTime() const { return input_.kind == HistInput::Kind::timeBins; }
     void SetRange(std::pair<double, double> range) {
@@ -89,6 +94,7 @@ class HistAnalysis {
     void DecideRange();
     std::pair<double, double> NaturalRange();
     void SetByWidth();
+    void SetWholeWidth();
     void Count();
     void Take(const Histogram& histogram);
     void Optimise();

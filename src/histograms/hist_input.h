@@ -33,6 +33,7 @@ struct HistInput {
     bool isPhase = false;       // the range closes to a circle
     bool isInterval = false;    // neighbours are neighbours in the train
     bool canBePoisson = false;  // numbers of events
+    bool isWhole = false;       // bins are whole numbers wide where the user has not said how many there are
     // The range where the user has set none; nothing: from the data.
     std::optional<std::pair<double, double>> naturalRange;
 

@@ -50,6 +50,8 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
         .Linked({"binWidth"})
         .OnChange([this] {
             isByWidth = false;
+            isByCount = true;
+            countBefore = 0;
             binWidth = Width();
         });
     list.Number("binWidth", "Bin width", binWidth)
@@ -58,6 +60,7 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
         .Linked({"binCount"})
         .OnChange([this] {
             isByWidth = true;
+            countBefore = 0;
             if (const auto count = BinCountForWidth(minimum, maximum, binWidth)) binCount = *count;
         });
     list.Choice("display", "Show", display, displayNames)
@@ -197,6 +200,12 @@ void HistSettings::ExchangeFurther(CArchive& archive) {
     for (bool* flag : {&mix.isSet, &isByWidth, &bars, &rug, &cumulative}) Exchange(archive, *flag);
     Exchange(archive, binRule);
     Exchange(archive, refractory);
+}
+
+void HistSettings::ExchangeWholeWidths(CArchive& archive) {
+    using kymora::Exchange;
+    Exchange(archive, isByCount);
+    Exchange(archive, countBefore);
 }
 
 }  // namespace kymora

@@ -79,7 +79,9 @@ struct HistSettings {
     int32_t binCount = 50;
     double minimum = 0.0, maximum = 100.0;
     double binWidth = 2.0;
-    bool isByWidth = false;  // the width was set, and the number follows it
+    bool isByWidth = false;   // the width was set, and the number follows it
+    bool isByCount = false;   // the number was set
+    int32_t countBefore = 0;  // what the number was before whole widths set it; 0: they did not
     bool autoRange = true;
     bool log = false;
     int32_t display = displayCount;
@@ -102,6 +104,7 @@ struct HistSettings {
     // The order is a file format. What came later stands behind the operation's own.
     void Exchange(CArchive& archive);
     void ExchangeFurther(CArchive& archive);
+    void ExchangeWholeWidths(CArchive& archive);
 
     // Nothing at all would be drawn.
     bool ShowsNothing() const { return !bars && !kde.show && mix.fit == fitNone; }

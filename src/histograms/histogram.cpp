@@ -53,6 +53,7 @@ double BeyondLargest(std::span<const double> values) {
 
 HistFound HistAnalysis::Run() {
     found_.messages = input_.messages;
+    if (settings_.countBefore > 0) settings_.binCount = std::exchange(settings_.countBefore, 0);
     if (input_.kind != HistInput::Kind::values) settings_.log = false;
     CheckDisplay();
     if (input_.kind == HistInput::Kind::timeBins) {
@@ -129,6 +130,7 @@ void HistAnalysis::DecideRange() {
     }
     if (settings_.autoRange) SetRange(NaturalRange());
     if (settings_.isByWidth) SetByWidth();
+    if (HasWholeWidths()) SetWholeWidth();
     if (FaultOf(Grid()) != GridFault::none) {
         Tell(gridText);
         settings_.autoRange = true;
@@ -163,6 +165,19 @@ void HistAnalysis::SetByWidth() {
         std::max(1, static_cast<int>(std::ceil((settings_.maximum - from) / width - binTolerance)));
     settings_.minimum = from;
     settings_.maximum = from + settings_.binCount * width;
+}
+
+// As many bins as there are to be, or fewer, each of them as wide as a whole number.
+void HistAnalysis::SetWholeWidth() {
+    const int most = settings_.countBefore = settings_.binCount;
+    if (settings_.autoRange && extent_)
+        SetRange({std::floor(extent_->first), std::floor(extent_->second) + 1.0});
+    const double range = settings_.maximum - settings_.minimum;
+    const double width = std::max(1.0, std::ceil(range / most));
+    settings_.binCount = std::max(1, static_cast<int>(std::lround(range / width)));
+    if (!settings_.autoRange) return;
+    settings_.binCount = static_cast<int>(std::ceil(range / width));
+    settings_.maximum = settings_.minimum + settings_.binCount * width;
 }
 
 void HistAnalysis::Count() {
@@ -303,6 +318,10 @@ void AnalyseHistograms(std::span<HistPart> parts, std::mt19937& random, const Po
         return part.settings.minimum == low && part.settings.maximum == high;
     };
     if (std::all_of(parts.begin(), parts.end(), fits)) return;
+    if (const int most = parts[0].settings.countBefore; most > 0 && parts[0].settings.autoRange) {
+        const double width = std::ceil((high - low) / most);
+        high = low + std::ceil((high - low) / width) * width;
+    }
     for (size_t i = 0; i < parts.size(); ++i) {
         // What fell back to make the common range is told too.
         std::vector<std::string> told = std::move(parts[i].found.messages);

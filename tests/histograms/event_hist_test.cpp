@@ -162,6 +162,10 @@ TEST_F(EventHistTest, RefusalsNameWhatLacks) {
     Channel(0).parentTrace = -1;
     EXPECT_FALSE(hist.Run());
     EXPECT_EQ(host.LastMessage(), "Event channel a has no parent trace. \"Maximum\" is measured in one.");
+    Channel(0).parentTrace = 0;
+    Set(hist, {{"parameter", "PC1 wt"}});
+    EXPECT_FALSE(hist.Run());
+    EXPECT_TRUE(host.LastMessage().starts_with("The events of channel a have no weights"));
     Set(hist, {{"parameter", "Interval"}, {"file", "/none.txt"}});
     EXPECT_FALSE(hist.Run());
     EXPECT_EQ(host.LastMessage(), unreadableFileText);
@@ -195,6 +199,7 @@ TEST_F(EventHistTest, SettingsComeBackFromTheirRecord) {
     CEventHist other;
     other.CheckChangeDoc(doc.get());
     other.TakeSettings(hist.Settings());
+    EXPECT_TRUE(other.m_hist.isByCount);
     ParamList was = hist.Params(), is = other.Params();
     for (const auto& field : was) EXPECT_EQ(field.ValueText(), is.Find(field.key)->ValueText()) << field.key;
 }

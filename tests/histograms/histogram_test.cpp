@@ -123,6 +123,46 @@ TEST(HistogramRange, ComesFromTheDataAndHoldsThemAll) {
     EXPECT_EQ(Make(Of({2, 98}), Range(5, 5, 10)).settings.maximum, 100);
 }
 
+TEST(HistogramOfCounts, HasBinsOfWholeWidthsWhereTheUserHasSetNone) {
+    const auto counts = [](std::vector<double> values) {
+        HistInput input = Of(std::move(values));
+        input.isWhole = true;
+        return input;
+    };
+    HistSettings plain, byCount, byWidth, set = Range(0, 120, 50);
+    byCount.isByCount = true;
+    byCount.binCount = 4;
+    byWidth.isByWidth = true;
+    byWidth.binWidth = 0.5;
+    const struct {
+        const char* name;
+        std::vector<double> values;
+        HistSettings settings;
+        double minimum, maximum;
+        int bins;
+    } cases[] = {
+        {"few", {0, 1, 1, 5}, plain, 0, 6, 6},          {"one", {7, 7}, plain, 7, 8, 1},
+        {"many", {0, 3, 130}, plain, 0, 132, 44},       {"a range", {0, 3, 130}, set, 0, 120, 40},
+        {"a number", {0, 1, 1, 5}, byCount, 0, 5.5, 4}, {"a width", {0, 1, 1, 5}, byWidth, 0, 5.5, 11},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.name);
+        const Made made = Make(counts(one.values), one.settings);
+        EXPECT_DOUBLE_EQ(made.settings.minimum, one.minimum);
+        EXPECT_DOUBLE_EQ(made.settings.maximum, one.maximum);
+        EXPECT_EQ(made.settings.binCount, one.bins);
+        // Again the same, and other values have the number back.
+        EXPECT_EQ(Make(counts(one.values), made.settings).settings.binCount, one.bins);
+        if (one.settings.isByWidth) continue;
+        EXPECT_EQ(Make(Of({1, 2}), made.settings).settings.binCount, one.settings.binCount);
+    }
+    // Several on one range.
+    std::vector<HistPart> parts{{counts({0, 100}), plain, {}, {}}, {counts({3, 4}), plain, {}, {}}};
+    std::mt19937 random{1};
+    AnalyseHistograms(parts, random, {});
+    for (const HistPart& part : parts) EXPECT_DOUBLE_EQ(part.settings.Width(), 3.0);
+}
+
 TEST(HistogramOfLogs, LeavesOutWhatHasNone) {
     HistSettings settings;
     settings.log = true;
