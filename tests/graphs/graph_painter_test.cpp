@@ -155,6 +155,12 @@ TEST(GraphPainterTest, WhatLiesUnderAPixelIsTold) {
     EXPECT_EQ(reading->lines, (std::vector<std::string>{"time: 10 to 20 ms", "count: 8"}));
     EXPECT_EQ(reading->x, 15.0);
     EXPECT_FALSE(ReadGraph(pane, place, 2, middle));
+    // A dashed curve without a name, a part of another, is not told.
+    GraphPane withPart = pane;
+    withPart.layers.push_back(Wave(30, 2.0));
+    withPart.layers.back().name.clear();
+    withPart.layers.back().isDashed = true;
+    EXPECT_EQ(ReadGraph(withPart, place, x(15.0), middle)->lines, reading->lines);
     GraphLayer points = Layer(LayerKind::points, {1, 2, 3}, {5, 6, 7});
     points.name = "spike";
     const Graph cloud = OfPane(Pane({points}));
