@@ -62,6 +62,7 @@ constexpr FrameCommand table[] = {
     {"binary-defaults", "&File", "Set &binary defaults...", "Says how raw binary files are laid out", nullptr, nullptr, [](Frame& frame) { SetBinaryDefaults(frame.GetSession()); }},
     {"file-properties", "&File", "File p&roperties...", "Shows what the recording is, with its comment and its history", HasActive, nullptr, Run<&Frame::OnFileProperties>, group},
     {"general-options", "&File", "&General options", "Shows the options of the program", nullptr, nullptr, Run<&Frame::OnGeneralOptions>, asks},
+    {"retain-settings", "&File", "Retain curren&t settings...", "Chooses what the next file that opens takes from the view in front, in place of its own settings", nullptr, nullptr, Run<&Frame::OnRetainSettings>, asks},
     {"file-exit", "&File", "E&xit\tCtrl+Q", "Ends the program", nullptr, nullptr, Run<&Frame::OnExit>, group},
 
     {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, IsToolBarShown, Run<&Frame::ToggleToolBar>, group},

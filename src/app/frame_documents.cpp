@@ -14,6 +14,7 @@
 #include "app/start_page.h"
 #include "app/theme.h"
 #include "demo/demo_recordings.h"
+#include "display/retained_settings.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "document/new_file.h"
@@ -189,9 +190,28 @@ CChildFrame* CMainFrame::OpenAs(const std::filesystem::path& path, const OpenReq
     if (!doc) return nullptr;
     recent_.Add(path, session_.now());
     emit SettingsChanged();
+    const CChildFrame* const front = ActiveChild();
+    const QSize size = front && !front->isMaximized() ? front->size() : QSize();
+    TakeRetained(*doc);
     CChildFrame* const child = AddChild(doc);
+    if (size.isValid() && CRetainSettings(Retained()).RetainsSize()) child->resize(size);
     TakeLeftVersions(*doc);
     return child;
+}
+
+uint32_t CMainFrame::Retained() const { return static_cast<uint32_t>(session_.options.retainedSettings); }
+
+void CMainFrame::TakeRetained(CDataDoc& opened) const {
+    const CChildFrame* const front = ActiveChild();
+    if (!front || Retained() == 0) return;
+    CRetainSettings(Retained()).Apply(front->Document(), front->View().GetDisplaySettings(), opened);
+}
+
+void CMainFrame::OnRetainSettings() {
+    CRetainSettings settings(Retained());
+    if (!settings.Ask(session_.host)) return;
+    session_.options.retainedSettings = static_cast<int>(settings.m_choices);
+    emit SettingsChanged();
 }
 
 void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {

@@ -15,6 +15,7 @@
 #include "app/theme.h"
 #include "app/transform_step.h"
 #include "display/plot_recording.h"
+#include "display/retained_settings.h"
 #include "host/options_form.h"
 #include "host/version.h"
 
@@ -41,6 +42,7 @@ constexpr StoredOption storedOptions[] = {
     {"Bootstrap reps", &Options::bootstrapReps, 1, greatestBootstrapReps},
     {"Palette", &Options::palette, 0, 2},
     {"Transform undo share", &Options::transformUndoShare, 0, greatestUndoShare},
+    {"Retained settings", &Options::retainedSettings, 0, (1 << retainedChoices) - 1},
     {"Theme", &Options::theme, 0, 2},
     {"Hover card", &Options::hoverCard, 0, 1},
 };

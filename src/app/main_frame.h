@@ -94,6 +94,7 @@ class CMainFrame : public QMainWindow {
     void OnConvertToText();
     void OnFileProperties();
     void OnGeneralOptions();
+    void OnRetainSettings();
     void OnExit();
 
     // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
@@ -167,6 +168,9 @@ class CMainFrame : public QMainWindow {
     CChildFrame* FindOpen(const std::filesystem::path& path) const;
     std::vector<CChildFrame*> ChildrenOf(const CDataDoc& doc) const;
     CChildFrame* AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraView* like = nullptr);
+    // A recording that opens gets what the user has the view in front hand on.
+    void TakeRetained(CDataDoc& opened) const;
+    uint32_t Retained() const;
     void NumberWindows();
     bool SaveChild(CChildFrame* child);
     // Takes the windows of a document away, without questions.

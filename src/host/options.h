@@ -30,6 +30,9 @@ struct Options {
     // "Transform undo share": percent of the free disk space that recordings before their transforms may take
     // while they are open; 0 keeps none.
     int transformUndoShare = 50;
+    // "Retained settings": which settings of the view in front the next file takes over, a bit for each
+    // (display/retained_settings.h).
+    int retainedSettings = 0;
 };
 
 // How a user likes to look at recordings, of which files keep nothing: what new views start with.
