@@ -6,6 +6,8 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "eventedit/event_logic.h"
+#include "eventedit/event_merge_overlap.h"
 #include "exchange/import_events.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/new_contiguous.h"
@@ -36,6 +38,8 @@ constexpr std::string_view transformMenu = "T&ransform";
 constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
 constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
+constexpr std::string_view editMenu = "Anal&yse/&Edit events";
+constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
 
 // clang-format off
@@ -46,6 +50,14 @@ constexpr OperationVariant smoothers[] = {
     {"gaussian", "&Gaussian...", "Smooths by a Gaussian with a cutoff frequency", "type", "3"},
     {"robust-lowess", "Robust &LOWESS...", "Fits a polynomial around each sample and leaves outliers out", "type", "4"},
     {"savitzky-golay", "&Savitzky-Golay...", "Fits a polynomial around each sample, which keeps the height of peaks", "type", "5"},
+};
+constexpr OperationVariant logics[] = {
+    {"event-and", "&AND...", "Makes an event of each stretch that lies in events of all channels", "logic", "0"},
+    {"event-or", "&OR...", "Makes an event of each stretch that lies in an event of any of the channels", "logic", "1"},
+    {"event-xor", "&XOR...", "Makes an event of each stretch that lies in one of two channels alone, or in an odd number of more", "logic", "2"},
+    {"event-not", "&NOT...", "Makes an event of each stretch of the recording that lies in no event of the channels", "logic", "3"},
+    {"event-equals", "&EQUALS...", "Makes an event of each stretch that lies in events of all channels, or in none", "logic", "4"},
+    {"event-and-not", "AND NO&T...", "Keeps the events of a channel that do not lie within events of others", "logic", "5"},
 };
 // clang-format on
 
@@ -109,6 +121,9 @@ std::span<const Operation> Operations() {
          "Make an event of each run of samples that lie far from the mean of a stretch of noise", Make<CDetectSpikes>},
         {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
          "Tune a rule for spikes on a short stretch of data, and run it over the analysis region", Make<CSpikeDetectThresh>},
+        {"CEventLogic", logicMenu, "&Logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
+        {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
+         "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", Make<CEventList>},
         {"CEventHist", listMenu, "Event &histogram...",

@@ -171,8 +171,10 @@ std::string Field::ParseList(std::string_view from) {
     try {
         if (from.empty())  // no list is a list of none
             numbers.clear();
+        else if (kind == FieldKind::traces)
+            numbers = ParseTraceList(from, maxTraces);
         else
-            numbers = kind == FieldKind::traces ? ParseTraceList(from, maxTraces) : ParseChannelList(from);
+            numbers = isOrdered ? ParseOrderedChannels(from) : ParseChannelList(from);
     } catch (const ListError& error) {
         return error.what();
     }

@@ -25,7 +25,7 @@ enum class FieldKind {
     text,       // `text`
     trace,      // `number` from 0; the user counts from 1
     channel,    // `number` from 0; the user writes a letter or a number
-    channels,   // `numbers` from 0, ascending; the user writes a list
+    channels,   // `numbers` from 0, ascending unless `isOrdered`; the user writes a list
     traces,     // `numbers` from 0, ascending; the user writes a list
     colour,     // `colour`, 0x00BBGGRR
     font,       // `font`
@@ -80,6 +80,7 @@ struct Field {
     bool byNumber = false;            // channels are shown by number, not by letter
     int tabWidth = 8;                 // characters
     bool isSettable = false;          // a button that a setting presses, too
+    bool isOrdered = false;           // channels stay in the order in which they are named, also twice
     std::vector<std::string> linked;  // keys of fields that follow this one
     // Other names by which a setting may call it, as unique as keys; everything that is told has the key.
     std::vector<std::string> aliases;
@@ -105,6 +106,7 @@ struct Field {
     Field& Lines() { return With(&Field::hasLines, true); }
     Field& Search() { return With(&Field::hasSearch, true); }
     Field& Settable() { return With(&Field::isSettable, true); }
+    Field& Ordered() { return With(&Field::isOrdered, true); }
     Field& Linked(std::vector<std::string> keys) { return With(&Field::linked, std::move(keys)); }
     Field& Alias(std::string name);
     Field& Cell(std::string row, std::string column);

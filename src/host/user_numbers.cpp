@@ -64,17 +64,22 @@ struct RangeFaults {
     const char* some;
 };
 
-std::vector<int> Parse(ListScanner scanner, int first, int last, RangeFaults faults) {
-    std::vector<bool> chosen(static_cast<size_t>(last - first + 1), false);
+// Hands on every number of the list in its order.
+void ForEachNumber(ListScanner scanner, int first, int last, RangeFaults faults,
+                   const std::function<void(int)>& take) {
     bool any = false, anyInside = false, anyOutside = false;
     bool joined = false;
     int previous = 0;
     while (const std::optional<int> entry = scanner.Next(joined)) {
         const int from = joined && any ? previous : *entry;
-        const int low = std::min(from, *entry), high = std::max(from, *entry);
-        anyOutside = anyOutside || low < first || high > last;
-        for (int i = std::max(low, first); i <= std::min(high, last); ++i) {
-            chosen[static_cast<size_t>(i - first)] = true;
+        anyOutside = anyOutside || std::min(from, *entry) < first || std::max(from, *entry) > last;
+        const int begin = std::clamp(from, first - 1, last + 1),
+                  end = std::clamp(*entry, first - 1, last + 1);
+        const int step = begin <= end ? 1 : -1;
+        for (int i = begin; i != end + step; i += step) {
+            if (i < first || i > last) continue;
+            // The first of a range has been named by the entry before it.
+            if (!(joined && any && i == from)) take(i);
             anyInside = true;
         }
         any = true;
@@ -82,6 +87,13 @@ std::vector<int> Parse(ListScanner scanner, int first, int last, RangeFaults fau
     }
     if (!any) throw ListError(emptyListText);
     if (anyOutside) throw ListError(anyInside ? faults.some : faults.nothing);
+}
+
+// Distances from the first, ascending and each once.
+std::vector<int> Parse(const ListScanner& scanner, int first, int last, RangeFaults faults) {
+    std::vector<bool> chosen(static_cast<size_t>(last - first + 1), false);
+    ForEachNumber(scanner, first, last, faults,
+                  [&](int number) { chosen[static_cast<size_t>(number - first)] = true; });
     std::vector<int> list;
     for (size_t i = 0; i < chosen.size(); ++i)
         if (chosen[i]) list.push_back(static_cast<int>(i));
@@ -117,6 +129,13 @@ std::vector<int> ParseTraceList(std::string_view text, int traceCount, const cha
 std::vector<int> ParseChannelList(std::string_view text) {
     return Parse(ListScanner(text, true, channelListCharactersText), 0, maxEventChannels - 1,
                  {noSuchChannelText, noSuchChannelText});
+}
+
+std::vector<int> ParseOrderedChannels(std::string_view text) {
+    std::vector<int> list;
+    ForEachNumber(ListScanner(text, true, channelListCharactersText), 0, maxEventChannels - 1,
+                  {noSuchChannelText, noSuchChannelText}, [&](int channel) { list.push_back(channel); });
+    return list;
 }
 
 std::string ListText(const std::vector<int>& numbers, const std::function<std::string(int)>& name) {

@@ -39,7 +39,10 @@ std::vector<int> ParseTraceList(std::string_view text, int traceCount,
 // Channels from 0, ascending and each once, of letters or numbers from 0. Throws ListError.
 std::vector<int> ParseChannelList(std::string_view text);
 
-// The list of ascending numbers, "1-3 5" of what `name` calls each.
+// The same in the order of the list, where a channel may stand more than once; "e-c" counts down.
+std::vector<int> ParseOrderedChannels(std::string_view text);
+
+// The list of numbers in their order, "1-3 5" of what `name` calls each.
 std::string ListText(const std::vector<int>& numbers, const std::function<std::string(int)>& name);
 
 }  // namespace kymora

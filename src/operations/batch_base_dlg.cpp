@@ -169,7 +169,7 @@ void CBatchBaseDlg::AppendHistory(std::string_view lines) {
 
 // --- values of a record ---
 
-void Exchange(CArchive& archive, std::vector<int>& numbers) {
+void ExchangeInOrder(CArchive& archive, std::vector<int>& numbers) {
     if (archive.IsStoring()) {
         archive.Write<int32_t>(static_cast<int32_t>(numbers.size()));
         for (const int number : numbers) archive.Write<int32_t>(number);
@@ -177,6 +177,11 @@ void Exchange(CArchive& archive, std::vector<int>& numbers) {
     }
     numbers.resize(archive.ReadItemCount(sizeof(int32_t), "channels"));
     for (int& number : numbers) number = archive.Read<int32_t>();
+}
+
+void Exchange(CArchive& archive, std::vector<int>& numbers) {
+    ExchangeInOrder(archive, numbers);
+    if (archive.IsStoring()) return;
     std::sort(numbers.begin(), numbers.end());
     numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
 }

@@ -165,6 +165,9 @@ class CBatchBaseDlg {
     virtual bool FollowsView() const { return false; }
     // A file was dropped onto the window. False where it is none that the operation reads itself.
     virtual bool TakesDrop(const std::filesystem::path&) { return false; }
+    // What the last run has counted beside the events that it left: "of 20 events, 8 dropped". The window
+    // says it behind the count of the destination.
+    virtual std::string RunSummary() const { return {}; }
     // The channels that the last run has written, ascending.
     const std::vector<int>& WrittenChannels() const { return m_written; }
     // Writes the result of the last run as the window's text, for operations that have one.
@@ -260,6 +263,8 @@ void Exchange(CArchive& archive, T& value) {
 // A set of channels or traces: an i32 count and that many i32 numbers. Reading leaves them ascending, each
 // once.
 void Exchange(CArchive& archive, std::vector<int>& numbers);
+// The same for numbers whose order counts.
+void ExchangeInOrder(CArchive& archive, std::vector<int>& numbers);
 // The class name with which a record begins; empty when what stands there is none. It is then of no use to
 // read on.
 std::string ReadClassName(CArchive& archive);

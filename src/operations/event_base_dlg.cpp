@@ -109,7 +109,7 @@ void CEventBaseDlg::Serialize(CArchive& archive) {
     Exchange(archive, m_strLabel);
     Exchange(archive, m_bAppendParams);
     if (version > 2)
-        Exchange(archive, m_channels);
+        KeepsListOrder() ? ExchangeInOrder(archive, m_channels) : Exchange(archive, m_channels);
     else
         m_channels = version == 2 ? ChannelsOfText(archive.ReadString()) : std::vector<int>();
 }

@@ -76,7 +76,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     int32_t m_nTrace = 0;
     std::string m_strDescription, m_strLabel;
     bool m_bAppendParams = false;
-    std::vector<int> m_channels;  // the multi-source list, from 0, ascending; empty: channel 1 alone
+    // The multi-source list, from 0, ascending unless its order counts; empty: channel 1 alone.
+    std::vector<int> m_channels;
 
     // The source channels: the list, or channel 1.
     std::vector<int> SourceChannels() const;
@@ -92,6 +93,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // A channel control has changed; `channel` is 1, 2, 3, or 0 for the destination.
     virtual void OnEventChanChanged(int channel);
     virtual void OnEventChanListChanged() {}
+    // The order of the multi-source list counts, and a record keeps it.
+    virtual bool KeepsListOrder() const { return false; }
     virtual void OnParentTraceChanged() {}
     // Channel 1 moves the trace to its parent.
     virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }

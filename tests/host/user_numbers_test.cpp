@@ -49,6 +49,19 @@ TEST(Lists, FaultsOfATraceListAreNamed) {
     EXPECT_EQ(faultOf("0-200"), noSuchTraceText) << "the range has traces in it";
 }
 
+TEST(Lists, ChannelsInTheirOrder) {
+    using Channels = std::vector<int>;
+    for (const auto& [text, channels, told] : {std::tuple{"c a", Channels{2, 0}, "c a"},
+                                               {"e-c,a-b", {4, 3, 2, 0, 1}, "e d c a b"},
+                                               {"b,30,b", {1, 30, 1}, "b 30 b"},
+                                               {"d a-c", {3, 0, 1, 2}, "d a-c"}}) {
+        EXPECT_EQ(ParseOrderedChannels(text), channels) << text;
+        EXPECT_EQ(ListText(channels, ChannelName), told);
+        EXPECT_EQ(ParseOrderedChannels(told), channels) << told;
+    }
+    EXPECT_THROW(ParseOrderedChannels("a 998-1000"), ListError);
+}
+
 TEST(Lists, ChannelsAreLettersOrNumbersFromZero) {
     using Channels = std::vector<int>;
     EXPECT_EQ(ParseChannelList("a-c 30"), (Channels{0, 1, 2, 30}));

@@ -156,9 +156,11 @@ QString CEventBaseNonModalDlg::DoneText() {
         return panes_->HasResults() || Block().WhatItAffects() == Affects::nothing ? QString() : tr("Done.");
     const int channel = static_cast<int>(destination->number);
     const bool byNumber = session_.options.eventChannelMode > letterChannels;
-    return tr("%1 in channel %2")
-        .arg(ToQString(EventCountText(Block().Document(), channel)),
-             byNumber ? QString::number(channel) : ToQString(ChannelName(channel)));
+    const QString text = tr("%1 in channel %2")
+                             .arg(ToQString(EventCountText(Block().Document(), channel)),
+                                  byNumber ? QString::number(channel) : ToQString(ChannelName(channel)));
+    const QString summary = ToQString(Block().RunSummary());
+    return summary.isEmpty() ? text : text + " (" + summary + ")";
 }
 
 // --- a run on another thread ---

@@ -325,9 +325,6 @@ void OperationWindow::SetActive(CDataDoc* doc, DocumentView* view) {
         doneText_.clear();
         panes_->ClearResults();
     }
-    const QString title = ToQString(block_->Title());
-    const QString file = doc && doc != blank_.get() ? FileName(doc->filePath.filename()) : QString();
-    setWindowTitle(file.isEmpty() ? title : title + " - " + file);
     panes_->Form().SetTraceCount(doc ? doc->traceCount : 0);
     Work([&] {
         block_->CheckChangeDoc(doc);
@@ -470,7 +467,16 @@ void OperationWindow::SetDoneText(const QString& text) {
     doneSettings_ = block_->Settings();
 }
 
+// A title may follow a parameter.
+void OperationWindow::ShowTitle() {
+    const QString title = ToQString(block_->Title());
+    const CDataDoc* doc = block_->Document();
+    const QString file = doc && doc != blank_.get() ? FileName(doc->filePath.filename()) : QString();
+    setWindowTitle(file.isEmpty() ? title : title + " - " + file);
+}
+
 void OperationWindow::ShowState() {
+    ShowTitle();
     if (!doneText_.isEmpty() && doneSettings_ != block_->Settings()) doneText_.clear();
     const bool hasDoc = block_->Document() != nullptr;
     const bool isUsable = panes_->Form().Fault().empty();

@@ -136,6 +136,7 @@ class OperationWindow : public QDialog {
     void Load();
     void TakeLoaded();
 
+    void ShowTitle();
     void ShowState();
     void ShowDrawn();
     void ShowMessage(const QString& text, bool isFault);

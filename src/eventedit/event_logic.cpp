@@ -1,0 +1,104 @@
+#include "eventedit/event_logic.h"
+
+#include <algorithm>
+#include <set>
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t logicVersion = 1;
+constexpr const char* titles[eventLogicCount] = {"Event Logical AND",    "Event Logical OR",
+                                                 "Event Logical XOR",    "Event Logical NOT",
+                                                 "Event Logical EQUALS", "Event Logical AND NOT"};
+
+}  // namespace
+
+const char* CEventLogic::Title() const { return titles[std::clamp(m_nLogic, 0, eventLogicCount - 1)]; }
+
+const char* CEventLogic::SourceWords() const {
+    return Logic() == EventLogic::andNot ? "Source followed by NOT channel(s): " : "Source channel(s): ";
+}
+
+void CEventLogic::Serialize(CArchive& archive) {
+    CEventCombineDlg::Serialize(archive);
+    ExchangeVersion(archive, logicVersion, ClassName());
+    Exchange(archive, m_nLogic);
+}
+
+void CEventLogic::Describe(ParamList& list) {
+    list.Group("Logic");
+    list.Choice("logic", "Logic", m_nLogic, {"AND", "OR", "XOR", "NOT", "EQUALS", "AND NOT"})
+        .Buttons()
+        .With(&Field::buttonColumns, 3)
+        .Tip(
+            "An event is made of each stretch that lies in all channels (AND), in any (OR), in an odd number "
+            "(XOR), in none (NOT), or in all or none of them (EQUALS). AND NOT keeps the whole events of the "
+            "first channel that lie within no event of the others");
+    DescribeSource(list);
+    const auto hasNoList = [this] { return m_channels.empty(); };
+    list.Find("channel1")->EnabledIf(hasNoList);
+    list.Find("channel2")
+        ->Tip("Source event channel. Of AND NOT: ID of NOT channel (exclude source events within NOT events)")
+        .EnabledIf([this] { return m_channels.empty() && Logic() != EventLogic::logicNot; });
+    list.Find("channels")
+        ->Ordered()
+        .Tip("Source event channels (can be more than two), in place of channels 1 and 2; of AND NOT, the "
+             "source first and the NOT channels after it");
+    DescribeDestination(list);
+}
+
+std::vector<int> CEventLogic::Sources() const {
+    if (!m_channels.empty()) return m_channels;
+    if (Logic() == EventLogic::logicNot) return {m_nChannel1};
+    return {m_nChannel1, m_nChannel2};
+}
+
+std::string CEventLogic::CheckSettings() {
+    const std::vector<int> sources = Sources();
+    if (std::set<int>(sources.begin(), sources.end()).size() < sources.size()) return sameSourcesText;
+    if (sources.size() < 2 && Logic() != EventLogic::logicNot) return fewSourcesText;
+    return CEventCombineDlg::CheckSettings();
+}
+
+bool CEventLogic::Edit(EventEditJob& job) {
+    std::vector<CEventKM>& events = job.found.front().events;
+    if (Logic() != EventLogic::andNot) {
+        for (const SampleSpan& stretch : CombinedStretches()) {
+            CEventKM& event = events.emplace_back();
+            event.onPosition = stretch.first;
+            event.offPosition = stretch.end;
+        }
+        return true;
+    }
+    const std::vector<EventSpan> sources = SourceEvents();
+    const std::vector<uint8_t> keeps = LieInNone(sources.front(), std::span(sources).subspan(1));
+    const EventsByOnset source(Channel(Sources().front()));
+    for (int rank = 0; rank < source.Size(); ++rank)
+        if (keeps[static_cast<size_t>(source.IndexOf(rank))]) events.push_back(source[rank]);
+    job.counts = {{"Dropped", source.Size() - std::ssize(events)}};
+    return true;
+}
+
+std::vector<SampleSpan> CEventLogic::CombinedStretches() const {
+    const auto length = static_cast<int32_t>(Document()->GetLength());
+    std::vector<std::vector<SampleSpan>> sets;
+    for (const EventSpan& source : SourceEvents()) sets.push_back(StretchesOf(source, length));
+    std::vector<SampleSpan> combined = Combine(sets, Logic(), length);
+    const bool takesTheRest = Logic() == EventLogic::logicNot || Logic() == EventLogic::equals;
+    return takesTheRest ? Common(combined, RecordedStretches()) : combined;
+}
+
+// A recording of events alone has no record of gaps; all its time counts.
+std::vector<SampleSpan> CEventLogic::RecordedStretches() const {
+    const CDataDoc& doc = *Document();
+    if (doc.noData || !doc.hasGaps) return {{0, static_cast<int32_t>(doc.GetLength())}};
+    std::vector<SampleSpan> recorded;
+    int64_t start = 0, end = 0;
+    for (int run = 0; run < doc.GetNumRuns(0); ++run)
+        if (doc.GetRunSpan(0, run, start, end) && start < end)
+            recorded.push_back({static_cast<int32_t>(start), static_cast<int32_t>(end)});
+    return recorded;
+}
+
+}  // namespace kymora
