@@ -86,14 +86,21 @@ std::string ExampleLine(const Operation& operation, CBatchBaseDlg& block) {
     for (const char* key : {"channel1", "trace"})
         if (const Field* param = params.Find(key); param && param->HasValue())
             line += fmt::format(" --set {}={}", key, param->ValueText());
+    // A text that has to be given.
+    if (params.Find("search")) line += " --set search=TEXT";
+    // Not one of the sources.
     if (const Field* param = params.Find("destination"); param && param->HasValue())
-        line += " --set destination=b";
+        line += params.Find("channel2") ? " --set destination=c" : " --set destination=b";
     return line + (block.WhatItAffects() != Affects::nothing ? " --in-place" : " -o result.txt");
 }
 
-std::string MenuPath(const OperationEntry& entry) {
-    std::string_view label = entry.Label();
+std::string_view WithoutDots(std::string_view label) {
     if (label.ends_with("...")) label.remove_suffix(3);
+    return label;
+}
+
+std::string MenuPath(const OperationEntry& entry) {
+    const std::string_view label = WithoutDots(entry.Label());
     return PlainMenuPath(fmt::format("{}/{}", entry.operation->menu, label));
 }
 
@@ -108,7 +115,10 @@ void AppendVariants(std::string& to, const Operation& operation) {
 
 void AppendOperation(std::string& to, const Operation& operation) {
     const auto block = operation.make();
-    to += fmt::format("\n## {}\n\n{}\n\nOn the command line `{}` or `{}`", block->Title(),
+    // The title of one that stands in the menu several times may be that of one entry.
+    const std::string heading =
+        operation.variants.empty() ? block->Title() : PlainMenuPath(WithoutDots(operation.label));
+    to += fmt::format("\n## {}\n\n{}\n\nOn the command line `{}` or `{}`", heading,
                       Sentence(std::string(operation.toolTip)), operation.className, operation.KebabName());
     if (operation.variants.empty() && !operation.label.empty())
         to += fmt::format("; in the menu {}", MenuPath({&operation, nullptr}));

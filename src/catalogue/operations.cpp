@@ -6,8 +6,12 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "eventedit/event_freq_filter.h"
+#include "eventedit/event_label_filter.h"
 #include "eventedit/event_logic.h"
 #include "eventedit/event_merge_overlap.h"
+#include "eventedit/event_time_filter.h"
+#include "eventedit/event_value_filter.h"
 #include "exchange/import_events.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/new_contiguous.h"
@@ -121,9 +125,17 @@ std::span<const Operation> Operations() {
          "Make an event of each run of samples that lie far from the mean of a stretch of noise", Make<CDetectSpikes>},
         {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
          "Tune a rule for spikes on a short stretch of data, and run it over the analysis region", Make<CSpikeDetectThresh>},
-        {"CEventLogic", logicMenu, "&Logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
+        {"CEventLogic", logicMenu, "Event &logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
         {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
          "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},
+        {"CEventTimeFilter", editMenu, "Filter by &time...",
+         "Joins events that lie close together, and leaves out those that last too short or too long", Make<CEventTimeFilter>},
+        {"CEventFreqFilter", editMenu, "Filter by &frequency...",
+         "Keeps the events, such as bursts, within which others begin often and regularly enough", Make<CEventFreqFilter>},
+        {"CEventValueFilter", editMenu, "Filter by &value...",
+         "Keeps the events whose duration, interval, amplitude or other value lies beyond a limit", Make<CEventValueFilter>},
+        {"CEventLabelFilter", editMenu, "Filter by la&bel...",
+         "Keeps the events whose label contains a text, or is it", Make<CEventLabelFilter>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", Make<CEventList>},
         {"CEventHist", listMenu, "Event &histogram...",

@@ -79,6 +79,14 @@ std::string CEventEditDlg::CheckSettings() {
     return Contains(Sources(), m_nDestination) ? DestinationIsSourceText() : std::string();
 }
 
+void CEventEditDlg::DescribeTarget(ParamList& list) {
+    DescribeDestination(list);
+    list.Find("destination")
+        ->Tip(
+            "Event channel that receives the result; its events are replaced. Until one is chosen, it is the "
+            "first empty one");
+}
+
 std::string CEventEditDlg::NamesOf(const std::vector<int>& channels) {
     std::string names;
     for (const int channel : channels) names += (names.empty() ? "" : " ") + ChannelName(channel);

@@ -41,6 +41,8 @@ class CEventEditDlg : public CEventBaseDlg {
     // refused, which the user was told.
     virtual bool Edit(EventEditJob& job) = 0;
 
+    // The group "Destination" of the window.
+    void DescribeTarget(ParamList& list);
     std::string CheckSettings() override;
     void OnEventChanChanged(int channel) override;
     void OnEventChanListChanged() override { LeaveSources(); }

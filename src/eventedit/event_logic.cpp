@@ -45,7 +45,7 @@ void CEventLogic::Describe(ParamList& list) {
         ->Ordered()
         .Tip("Source event channels (can be more than two), in place of channels 1 and 2; of AND NOT, the "
              "source first and the NOT channels after it");
-    DescribeDestination(list);
+    DescribeTarget(list);
 }
 
 std::vector<int> CEventLogic::Sources() const {

@@ -22,7 +22,7 @@ void CEventMergeOverlap::Describe(ParamList& list) {
         ->Tip(
             "Source event channels (can be more than two), in place of channel 1; those whose events overlap "
             "become one, with value, label, tag and colour of the first");
-    DescribeDestination(list);
+    DescribeTarget(list);
 }
 
 bool CEventMergeOverlap::Edit(EventEditJob& job) {

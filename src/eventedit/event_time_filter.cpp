@@ -1,0 +1,85 @@
+#include "eventedit/event_time_filter.h"
+
+#include <fmt/format.h>
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t timeFilterVersion = 1;
+constexpr double greatestTimeSamples = 2147483547.0;
+
+// What the filter has joined and left out.
+struct TimeFilterCounts {
+    int64_t joined = 0, tooShort = 0, tooLong = 0;
+};
+
+// By the channel's own rule, which is that of the threshold detector.
+std::vector<CEventKM> FilterByTime(const CEventChan& source, int32_t minimumOff, int32_t minimumOn,
+                                   int32_t maximumOn, TimeFilterCounts& counts) {
+    CEventChan chan;
+    chan.CopyEvents(source);  // in order, whatever the source is
+    chan.FilterByGap(minimumOff, 0, INT32_MAX);
+    counts.joined = source.GetNumEvents() - chan.GetNumEvents();
+    std::vector<CEventKM> events = chan.Splice(0, chan.GetNumEvents(), {});
+    std::erase_if(events, [&](const CEventKM& event) {
+        const int64_t duration = int64_t{event.offPosition} - event.onPosition;
+        const bool isShort = minimumOn > 1 && duration < minimumOn;
+        const bool isLong = duration > maximumOn;
+        counts.tooShort += isShort;
+        counts.tooLong += isLong && !isShort;
+        return isShort || isLong;
+    });
+    return events;
+}
+
+}  // namespace
+
+void CEventTimeFilter::Serialize(CArchive& archive) {
+    CEventEditDlg::Serialize(archive);
+    ExchangeVersion(archive, timeFilterVersion, ClassName());
+    for (float* time : {&m_fMinimumOff, &m_fMinimumOn, &m_fMaximumOn}) Exchange(archive, *time);
+}
+
+void CEventTimeFilter::GetParamText(std::string& text) {
+    text += fmt::format("Source channel: {}\r\nDestination channel: {}\r\n", ChannelName(m_nChannel1),
+                        ChannelName(m_nDestination));
+    text +=
+        fmt::format("\tMinimum off time = {:f}\r\n\tMinimum on time = {:f}\r\n\tMaximum on time = {:f}\r\n",
+                    m_fMinimumOff, m_fMinimumOn, m_fMaximumOn);
+}
+
+void CEventTimeFilter::Describe(ParamList& list) {
+    DescribeSource(list);
+    const double most = greatestTimeSamples * (Document() ? Document()->sampleInterval : 1.0);
+    list.Group("Time");
+    list.Number("minimumOffTime", "Minimum off time", m_fMinimumOff)
+        .Unit("ms")
+        .Limits(0.0, most)
+        .Tip("Events that are separated by less become one, with all that the first one has; with 0, only "
+             "those that overlap");
+    list.Number("minimumOnTime", "Minimum on time", m_fMinimumOn)
+        .Unit("ms")
+        .Limits(0.0, most)
+        .Tip("Events that are shorter are left out");
+    list.Number("maximumOnTime", "Maximum on time", m_fMaximumOn)
+        .Unit("ms")
+        .Limits(0.0, most)
+        .Tip("Event must be SHORTER than this for it to be accepted. It must not be longer: one of just this "
+             "duration is accepted, too");
+    DescribeTarget(list);
+}
+
+bool CEventTimeFilter::Edit(EventEditJob& job) {
+    const CDataDoc& doc = *Document();
+    const CEventChan& source = Channel(m_nChannel1);
+    const auto samples = [&](float time) { return doc.PositionOf(static_cast<double>(time)); };
+    TimeFilterCounts counts;
+    job.found.front().events =
+        FilterByTime(source, samples(m_fMinimumOff), samples(m_fMinimumOn), samples(m_fMaximumOn), counts);
+    job.sourceEvents = source.GetNumEvents();
+    job.counts = {{"Joined", counts.joined}, {"Too short", counts.tooShort}, {"Too long", counts.tooLong}};
+    return true;
+}
+
+}  // namespace kymora

@@ -1,0 +1,26 @@
+#pragma once
+// "Event time filter": events with short gaps between them become one, and those that last too short or too
+// long are left out.
+
+#include "eventedit/event_edit_dlg.h"
+
+namespace kymora {
+
+class CEventTimeFilter : public CEventEditDlg {
+  public:
+    CEventTimeFilter() : CEventEditDlg(usesChannel1) {}
+    const char* ClassName() const override { return "CEventTimeFilter"; }
+    const char* Title() const override { return "Event time filter"; }
+    const char* ActionLabel() const override { return "Filter"; }
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+
+    float m_fMinimumOff = 0.0f, m_fMinimumOn = 0.0f, m_fMaximumOn = 100000.0f;  // ms
+
+  protected:
+    void Describe(ParamList& list) override;
+    bool Edit(EventEditJob& job) override;
+};
+
+}  // namespace kymora
