@@ -169,14 +169,16 @@ std::unique_ptr<OperationJob> CEventCombineDlg::MakeJob() {
     const bool isCommon = std::all_of(sources.begin(), sources.end(),
                                       [&](int channel) { return Channel(channel).parentTrace == parent; });
     edit.found.front().parentTrace = isCommon ? parent : -1;
-    for (const int channel : sources) edit.sourceEvents += Document()->GetNumEvents(channel);
     return job;
 }
 
-std::vector<std::span<const CEventKM>> CEventCombineDlg::SourceEvents() const {
-    std::vector<std::span<const CEventKM>> events;
-    for (const int channel : Sources()) events.emplace_back(Channel(channel).Events());
-    return events;
+std::vector<std::span<const CEventKM>> CEventCombineDlg::TakeSources(EventEditJob& job) const {
+    std::vector<std::span<const CEventKM>> sources;
+    for (const int channel : Sources()) {
+        sources.emplace_back(Channel(channel).Events());
+        job.sourceEvents += std::ssize(sources.back());
+    }
+    return sources;
 }
 
 // --- CEventFilterDlg ---

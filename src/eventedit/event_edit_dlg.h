@@ -84,8 +84,8 @@ class CEventCombineDlg : public CEventEditDlg {
     std::unique_ptr<OperationJob> MakeJob() override;
     // The label and description of one source are not those of the result.
     void OnEventChanChanged(int channel) override;
-    // The events of the sources, in their order.
-    std::vector<std::span<const CEventKM>> SourceEvents() const;
+    // The events of the sources, in their order; the job counts them.
+    std::vector<std::span<const CEventKM>> TakeSources(EventEditJob& job) const;
 };
 
 // Of those that keep some of the events of channel 1, with all they have, and drop the others.

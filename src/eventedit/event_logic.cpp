@@ -62,28 +62,31 @@ std::string CEventLogic::CheckSettings() {
 }
 
 bool CEventLogic::Edit(EventEditJob& job) {
+    const std::vector<EventSpan> sources = TakeSources(job);
     std::vector<CEventKM>& events = job.found.front().events;
     if (Logic() != EventLogic::andNot) {
-        for (const SampleSpan& stretch : CombinedStretches()) {
-            CEventKM& event = events.emplace_back();
-            event.onPosition = stretch.first;
-            event.offPosition = stretch.end;
+        const std::vector<SampleSpan> stretches = CombinedStretches(sources);
+        events.resize(stretches.size());
+        for (size_t i = 0; i < stretches.size(); ++i) {
+            events[i].onPosition = stretches[i].first;
+            events[i].offPosition = stretches[i].end;
         }
         return true;
     }
-    const std::vector<EventSpan> sources = SourceEvents();
     const std::vector<uint8_t> keeps = LieInNone(sources.front(), std::span(sources).subspan(1));
     const EventsByOnset source(Channel(Sources().front()));
     for (int rank = 0; rank < source.Size(); ++rank)
         if (keeps[static_cast<size_t>(source.IndexOf(rank))]) events.push_back(source[rank]);
-    job.counts = {{"Dropped", source.Size() - std::ssize(events)}};
+    // What the others have is only looked at.
+    job.sourceEvents = source.Size();
+    job.counts = {{"Dropped", job.sourceEvents - std::ssize(events)}};
     return true;
 }
 
-std::vector<SampleSpan> CEventLogic::CombinedStretches() const {
+std::vector<SampleSpan> CEventLogic::CombinedStretches(std::span<const EventSpan> sources) const {
     const auto length = static_cast<int32_t>(Document()->GetLength());
     std::vector<std::vector<SampleSpan>> sets;
-    for (const EventSpan& source : SourceEvents()) sets.push_back(StretchesOf(source, length));
+    for (const EventSpan& source : sources) sets.push_back(StretchesOf(source, length));
     std::vector<SampleSpan> combined = Combine(sets, Logic(), length);
     const bool takesTheRest = Logic() == EventLogic::logicNot || Logic() == EventLogic::equals;
     return takesTheRest ? Common(combined, RecordedStretches()) : combined;

@@ -34,7 +34,7 @@ class CEventLogic : public CEventCombineDlg {
 
   private:
     EventLogic Logic() const { return static_cast<EventLogic>(m_nLogic); }
-    std::vector<SampleSpan> CombinedStretches() const;
+    std::vector<SampleSpan> CombinedStretches(std::span<const EventSpan> sources) const;
     // The stretches of the recording that hold samples.
     std::vector<SampleSpan> RecordedStretches() const;
 };

@@ -26,12 +26,9 @@ void CEventMergeOverlap::Describe(ParamList& list) {
 }
 
 bool CEventMergeOverlap::Edit(EventEditJob& job) {
-    const auto sources = SourceEvents();
     std::vector<CEventKM>& events = job.found.front().events;
-    events = MergeOverlaps(sources);
-    int64_t before = 0;
-    for (const auto& source : sources) before += std::ssize(source);
-    job.counts = {{"Joined", before - std::ssize(events)}};
+    events = MergeOverlaps(TakeSources(job));
+    job.counts = {{"Joined", job.sourceEvents - std::ssize(events)}};
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QCheckBox>
 #include <QLabel>
+#include <QPushButton>
 
 #include "catalogue/windows/transform_window.h"
 #include "frame_fixture.h"
@@ -71,6 +72,21 @@ TEST_F(OperationWindowsTest, TransformsStopTheRestAndOpenAsTheirEntrySays) {
     OperationWindow* again = frame->OperationDialogs().Find("CGenSmooth");
     EXPECT_EQ(again->Block().Params().Find("type")->ValueText(), "3");
     EXPECT_EQ(again->Block().Params().Find("traces")->ValueText(), "2") << "the rest is as it was left";
+}
+
+TEST_F(OperationWindowsTest, TheTitleIsThatOfTheKindAndARunTellsWhatItDropped) {
+    CChildFrame& child = OpenOne();
+    child.Document().eventChannels[0].AddEvent(10, 20);
+    child.Document().eventChannels[0].AddEvent(50, 60);
+    child.Document().eventChannels[1].AddEvent(5, 30);
+    ASSERT_TRUE(frame->RunCommandById("event-or"));
+    auto* window = frame->OperationDialogs().Find("CEventLogic");
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->windowTitle().startsWith("Event Logical OR"));
+    ASSERT_TRUE(frame->RunCommandById("event-and-not"));
+    EXPECT_TRUE(window->windowTitle().startsWith("Event Logical AND NOT"));
+    window->findChild<QPushButton*>("run")->click();
+    EXPECT_EQ(window->findChild<QLabel*>("message")->text(), "1 event in channel c (of 2 events, 1 dropped)");
 }
 
 TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
