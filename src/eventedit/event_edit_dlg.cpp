@@ -35,14 +35,23 @@ void CEventEditDlg::SettingsWereChosen() {
 void CEventEditDlg::SuggestSettings() {
     const CDataDoc* doc = Document();
     if (!doc) return;
-    if (!m_areSourcesChosen && doc->GetNumEvents(m_nChannel1) == 0) {
-        std::vector<int32_t*> channels{&m_nChannel1};
-        if (Has(usesChannel2)) channels.push_back(&m_nChannel2);
-        size_t next = 0;
-        for (int channel = 0; channel < maxEventChannels && next < channels.size(); ++channel)
-            if (doc->GetNumEvents(channel) > 0) *channels[next++] = channel;
-    }
+    if (!m_areSourcesChosen) TakeFilledSources();
     TakeFreeDestination();
+}
+
+void CEventEditDlg::TakeFilledSources() {
+    const CDataDoc& doc = *Document();
+    std::vector<int32_t*> sources{&m_nChannel1};
+    if (Has(usesChannel2)) sources.push_back(&m_nChannel2);
+    std::vector<int> taken;
+    for (const int32_t* source : sources)
+        if (doc.GetNumEvents(*source) > 0) taken.push_back(*source);
+    for (int32_t* source : sources)
+        for (int channel = 0; channel < maxEventChannels && doc.GetNumEvents(*source) == 0; ++channel)
+            if (doc.GetNumEvents(channel) > 0 && !Contains(taken, channel)) {
+                *source = channel;
+                taken.push_back(channel);
+            }
 }
 
 void CEventEditDlg::TakeFreeDestination() {
@@ -99,7 +108,7 @@ std::unique_ptr<OperationJob> CEventEditDlg::MakeJob() {
     auto job = std::make_unique<EventEditJob>();
     job->title = Title();
     job->method = methodManual;
-    job->settingsOf = m_nChannel1;
+    job->settingsOf = SettingsOf();
     AddTarget(*job, m_nDestination, -1, m_strDescription);
     if (!Edit(*job)) return nullptr;
     if (job->settingsOf >= 0) {
@@ -162,8 +171,6 @@ std::unique_ptr<OperationJob> CEventCombineDlg::MakeJob() {
     auto job = CEventEditDlg::MakeJob();
     if (!job) return nullptr;
     auto& edit = static_cast<EventEditJob&>(*job);
-    edit.settingsOf = -1;
-    edit.method = methodManual;
     const std::vector<int> sources = Sources();
     const int parent = Channel(sources.front()).parentTrace;
     const bool isCommon = std::all_of(sources.begin(), sources.end(),

@@ -14,8 +14,7 @@ namespace kymora {
 struct EventEditJob : EventJob {
     // The rows of coordinates of the events, where they came with some.
     std::vector<std::array<float, 3>> extra;
-    // The channel whose method, parent trace and settings of the detection are kept; -1 for none.
-    int settingsOf = -1;
+    int settingsOf = -1;  // see CEventEditDlg::SettingsOf
     int64_t sourceEvents = 0;
     // What else was counted: "Dropped", 12.
     std::vector<std::pair<std::string, int64_t>> counts;
@@ -37,6 +36,8 @@ class CEventEditDlg : public CEventBaseDlg {
     // The channels that the result is made of, in the order in which they count.
     virtual std::vector<int> Sources() const { return {m_nChannel1}; }
     virtual const char* DestinationIsSourceText() const { return channelIsSourceText; }
+    // The channel whose method, parent trace and settings of the detection the result keeps; -1 for none.
+    virtual int SettingsOf() const { return m_nChannel1; }
     // Fills in the events of the job (found.front(), ascending) and what was counted. False where it is
     // refused, which the user was told.
     virtual bool Edit(EventEditJob& job) = 0;
@@ -58,6 +59,8 @@ class CEventEditDlg : public CEventBaseDlg {
     static std::string NamesOf(const std::vector<int>& channels);
 
   private:
+    // Sources without events give way to channels that hold some.
+    void TakeFilledSources();
     // A destination that nobody has chosen is a free channel and no source.
     void TakeFreeDestination();
     // A destination that nobody has chosen and that has become a source is left.
@@ -81,6 +84,7 @@ class CEventCombineDlg : public CEventEditDlg {
 
   protected:
     virtual const char* SourceWords() const { return "Source channel(s): "; }
+    int SettingsOf() const override { return -1; }
     std::unique_ptr<OperationJob> MakeJob() override;
     // The label and description of one source are not those of the result.
     void OnEventChanChanged(int channel) override;

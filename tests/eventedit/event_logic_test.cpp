@@ -238,6 +238,36 @@ TEST_F(EventLogicTest, Refusals) {
     EXPECT_EQ(Found(0), (Spans{{1, 2}}));
 }
 
+TEST_F(EventLogicTest, ItRunsAtOnceWhereverEventsAre) {
+    struct Case {
+        std::vector<int> filled;
+        int channel1, channel2;
+    };
+    for (const Case& one :
+         {Case{{0, 1}, 0, 1, 2}, {{0, 4}, 0, 4, 1}, {{1, 4}, 4, 1, 0}, {{7, 9}, 7, 9, 0}, {{}, 0, 1, 2}}) {
+        for (int channel = 0; channel < 10; ++channel) Chan(channel).DeleteAll();
+        for (const int channel : one.filled) Fill(channel, {{1, 5}});
+        CEventLogic logic;
+        logic.CheckChangeDoc(doc.get());
+        logic.SuggestSettings();
+        EXPECT_EQ(logic.m_nChannel1, one.channel1);
+        EXPECT_EQ(logic.m_nChannel2, one.channel2);
+        EXPECT_EQ(logic.m_nDestination, 2) << "empty, and no source";
+        EXPECT_TRUE(logic.Run());
+        // What the user has chosen stays.
+        ParamList params = logic.Params();
+        EXPECT_EQ(params.Find("channel1")->SetFromText("i"), "");
+        EXPECT_EQ(params.Find("destination")->SetFromText("j"), "");
+        logic.SuggestSettings();
+        EXPECT_EQ(logic.m_nChannel1, 8);
+        EXPECT_EQ(logic.m_nDestination, 9);
+    }
+    // A channel that the list stands for is not looked at.
+    CEventLogic logic;
+    logic.m_nChannel1 = 5000;
+    EXPECT_EQ(Run(logic, {{"channels", "a b"}, {"destination", "c"}}), "");
+}
+
 TEST_F(EventLogicTest, MergedChannels) {
     FillEvents(0, {CEventKM{10, 20, 1.0f, 3, 0x123456, "first"}, CEventKM{40, 50, 2.0f}});
     FillEvents(1, {CEventKM{15, 45, 9.0f, 4, 0, "second"}});
