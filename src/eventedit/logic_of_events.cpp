@@ -73,6 +73,7 @@ std::vector<SampleSpan> Combine(std::span<const std::vector<SampleSpan>> sources
     const std::vector<Edge> edges =
         MergeSorted(std::move(lists), [](const Edge& a, const Edge& b) { return a.position < b.position; });
     std::vector<SampleSpan> result;
+    result.reserve(edges.size() / 2 + 1);
     int inside = 0;
     int32_t start = -1;  // of the stretch that is open
     size_t i = 0;

@@ -2,7 +2,6 @@
 // Several ascending lists become one. Of equal items those of an earlier list come first.
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -16,10 +15,9 @@ std::vector<T> MergeSorted(std::vector<std::vector<T>> lists, Less less) {
         std::vector<std::vector<T>> merged;
         merged.reserve((lists.size() + 1) / 2);
         for (size_t i = 0; i + 1 < lists.size(); i += 2) {
-            std::vector<T>& pair = merged.emplace_back();
-            pair.reserve(lists[i].size() + lists[i + 1].size());
+            std::vector<T>& pair = merged.emplace_back(lists[i].size() + lists[i + 1].size());
             std::merge(lists[i].begin(), lists[i].end(), lists[i + 1].begin(), lists[i + 1].end(),
-                       std::back_inserter(pair), less);
+                       pair.begin(), less);
             lists[i] = {};
             lists[i + 1] = {};
         }

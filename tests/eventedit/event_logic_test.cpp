@@ -243,8 +243,8 @@ TEST_F(EventLogicTest, ItRunsAtOnceWhereverEventsAre) {
         std::vector<int> filled;
         int channel1, channel2;
     };
-    for (const Case& one :
-         {Case{{0, 1}, 0, 1, 2}, {{0, 4}, 0, 4, 1}, {{1, 4}, 4, 1, 0}, {{7, 9}, 7, 9, 0}, {{}, 0, 1, 2}}) {
+    const Case cases[] = {{{0, 1}, 0, 1}, {{0, 4}, 0, 4}, {{1, 4}, 4, 1}, {{7, 9}, 7, 9}, {{}, 0, 1}};
+    for (const Case& one : cases) {
         for (int channel = 0; channel < 10; ++channel) Chan(channel).DeleteAll();
         for (const int channel : one.filled) Fill(channel, {{1, 5}});
         CEventLogic logic;
