@@ -64,6 +64,7 @@ std::unique_ptr<Subcommand> MakeDemoCommand();
 std::unique_ptr<Subcommand> MakeOperationsCommand();
 std::unique_ptr<Subcommand> MakeRunCommand();
 std::unique_ptr<Subcommand> MakeBatchCommand();
+std::unique_ptr<Subcommand> MakeHistoryCommand();
 // Not for users: what a batch starts for its work.
 std::unique_ptr<Subcommand> MakeBatchWorkerCommand();
 

@@ -7,7 +7,7 @@
 namespace kymora {
 namespace {
 
-using Form = JsonWriter::Form;
+using JsonForm = JsonWriter::Form;
 
 uint32_t DefaultColour(int channel) {
     // The first channels take the colours of the traces of the same number.
@@ -43,7 +43,7 @@ void WriteGrid(JsonWriter& json, const Grid& grid) {
     json.Member("spareB", grid.gridSpareB);
     json.Member("spareC", grid.gridSpareC);
     json.Key("cells");
-    json.BeginArray(Form::oneLine);
+    json.BeginArray(JsonForm::oneLine);
     for (const int32_t cell : grid.gridCells) json.Value(cell);
     json.EndArray();
     json.EndObject();
@@ -65,7 +65,7 @@ void WriteTrace(JsonWriter& json, const CDataDoc& doc, int slot) {
     json.Member("gain", trace.traceGain);
     json.Member("storedCount", doc.GetStoredCount(slot));
     json.Key("validRuns");
-    json.BeginArray(Form::oneLine);
+    json.BeginArray(JsonForm::oneLine);
     for (const uint32_t run : doc.validRuns[static_cast<size_t>(slot)].Runs()) json.Value(run);
     json.EndArray();
     json.EndObject();
@@ -82,7 +82,7 @@ void WriteMarkers(JsonWriter& json, const CDataDoc& doc) {
     json.Key("markers");
     json.BeginArray();
     for (const CMarker& marker : doc.markers) {
-        json.BeginObject(Form::oneLine);
+        json.BeginObject(JsonForm::oneLine);
         json.Member("timeMs", marker.m_dTime);
         json.Member("label", marker.m_strLabel);
         json.EndObject();
@@ -98,7 +98,7 @@ void WriteAnnotation(JsonWriter& json, const CAnnotation& annotation, int slot) 
     json.Member("label", annotation.m_strLabel);
     json.Member("colour", ColourText(annotation.m_crColour));
     json.Key("font");
-    json.BeginObject(Form::oneLine);
+    json.BeginObject(JsonForm::oneLine);
     json.Member("face", annotation.m_logFont.FaceName());
     json.Member("height", annotation.m_logFont.height);
     json.Member("weight", annotation.m_logFont.weight);

@@ -202,6 +202,28 @@ void CEventThreshold::TakeFound(const EventJob& job) {
     m_meter = done.meter;
 }
 
+// The statistics of what was seen, or of the least active window in it, become those of the times that it
+// had. Each trace has a least active window of its own.
+std::vector<std::byte> CEventThreshold::RerunSettings(const OperationJob& job) {
+    const bool seeks = Is(StatsSource::mostInactive);
+    if (!UsesStatistics() || !(seeks || Is(StatsSource::visibleView)))
+        return CEventWndBaseDlg::RerunSettings(job);
+    const Job& done = static_cast<const Job&>(job);
+    if (seeks && done.found.size() > 1) return {};
+    const int64_t first = done.meter.Statistics().First();
+    const auto source = std::exchange(m_nStatsSource, static_cast<int32_t>(StatsSource::userTimes));
+    const double goodEnd = m_dGoodStatsEnd;
+    const double start = std::exchange(m_dStatsStart, Document()->TimeOf(first));
+    const double end =
+        std::exchange(m_dStatsEnd, Document()->TimeOf(first + done.meter.Statistics().CountAsked()));
+    std::vector<std::byte> record = CEventWndBaseDlg::RerunSettings(job);
+    m_nStatsSource = source;
+    m_dStatsStart = start;
+    m_dStatsEnd = end;
+    m_dGoodStatsEnd = goodEnd;
+    return record;
+}
+
 ThresholdRule CEventThreshold::Rule() const {
     return {m_levels, static_cast<OnsetDirection>(m_nOnsetDirection), m_bLimitLogicUsed,
             static_cast<LimitLogic>(m_nLimitLogic)};

@@ -71,6 +71,7 @@ class CEventThreshold : public CEventWndBaseDlg {
     bool ShapeFound(CEventChan& chan, const EventJob& job) override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
+    std::vector<std::byte> RerunSettings(const OperationJob& job) override;
     void AppendReport(std::string& text, const EventJob& job) override;
     // A message, or a line of the report.
     void Warn(std::string_view words) override;

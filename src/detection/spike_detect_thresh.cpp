@@ -259,6 +259,16 @@ std::unique_ptr<OperationJob> CSpikeDetectThresh::MakeJob() {
     return job;
 }
 
+// Some transforms leave the data as the one before them did, which the record does not tell.
+std::vector<std::byte> CSpikeDetectThresh::RerunSettings(const OperationJob& job) {
+    const bool isStale = m_isStale;
+    const int32_t transform = std::exchange(m_nTransform, m_nShownTransform);
+    std::vector<std::byte> record = CEventWndBaseDlg::RerunSettings(job);
+    m_nTransform = transform;
+    m_isStale = isStale;
+    return record;
+}
+
 bool CSpikeDetectThresh::FinishFound(CEventChan& chan, const EventJob&, size_t) {
     KeepDetectionSettings(chan);
     return true;

@@ -64,6 +64,7 @@ class CSpikeDetectThresh : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     void ForgetFound() override { m_found.reset(); }
     std::unique_ptr<OperationJob> MakeJob() override;
+    std::vector<std::byte> RerunSettings(const OperationJob& job) override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
     void AppendReport(std::string& text, const EventJob& job) override;

@@ -54,6 +54,8 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenRequest req
     filePath = path;
     opening_ = {std::move(request)};
     RememberStamp(path);
+    hasReadSteps_ = hasNotedSteps_ = false;
+    steps_.clear();
     inOpen = true;
     const bool opened = TryToOpen();
     inOpen = false;
@@ -433,6 +435,17 @@ void CDataDoc::AppendSaveAsHistory() { historyLog += HistoryDateLine(false) + ":
 void CDataDoc::AppendNewRecordHistory(std::string_view entry) {
     historyLog += "START\r\n" + HistoryDateLine(true);
     historyLog += entry;
+}
+
+const HistorySteps& CDataDoc::Steps() {
+    if (!std::exchange(hasReadSteps_, true)) steps_ = ReadSteps(session_.files, StepsPath(*this));
+    return steps_;
+}
+
+void CDataDoc::NoteStep(HistoryStep step) {
+    Steps();
+    steps_.push_back(std::move(step));
+    hasNotedSteps_ = true;
 }
 
 }  // namespace kymora

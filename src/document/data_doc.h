@@ -23,6 +23,7 @@
 #include "document/document_view.h"
 #include "document/file_identity.h"
 #include "document/file_type.h"
+#include "document/history_steps.h"
 #include "document/open_request.h"
 #include "document/overlays.h"
 #include "document/run_list.h"
@@ -259,6 +260,11 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     std::string HistoryDateLine(bool withTime) const;
     void AppendSaveAsHistory();
     void AppendNewRecordHistory(std::string_view entry);
+    // The steps of its operations: those of the file beside it, which is read when they are first asked for,
+    // and those that were noted since.
+    const HistorySteps& Steps();
+    void NoteStep(HistoryStep step);
+    bool HasNotedSteps() const { return hasNotedSteps_; }
 
     // --- saving: what keeps other writers' work ---
 
@@ -337,6 +343,9 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     uint32_t readableInWindow_ = 0;  // samples of the window that lie before the end of the recording
     uint32_t fastInWindow_ = 0;      // those of them after which the window stays where it is
     std::map<std::filesystem::path, std::optional<FileStamp>> stamps_;
+    HistorySteps steps_;
+    bool hasReadSteps_ = true;  // a recording without a file has none
+    bool hasNotedSteps_ = false;
     Progress* copyProgress_ = nullptr;
     int64_t copiedSamples_ = 0;
     bool sharedRuns_ = true;  // all traces have one run list

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "archive/text_encoding.h"
+#include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
@@ -456,6 +457,8 @@ SaveOutcome CFloatDoc::SaveInPlace() {
     std::memcpy(metadata.head.data(), &version, sizeof version);
     std::memcpy(metadata.head.data() + sizeof version, &sampleInterval, sizeof sampleInterval);
     metadata.writeTail = [this](CArchive& archive) { WriteTail(archive, *this, fileComment); };
+    // Before it: a power cut between the two leaves steps that mean nothing yet, and none is missing.
+    SaveSteps(*this);
     try {
         SaveThroughJournal(files, filePath, *sampleFile, {headEnd_, tailOffset}, metadata, seen);
     } catch (const ChangedMeanwhile&) {
@@ -529,7 +532,11 @@ bool FinishRewrite(Session& session, const std::filesystem::path& oldPath,
         if (!(files.Stamp(oldPath) == oldStamp))
             throw FileError(oldPath.string() + " was changed meanwhile", 0);
         // The new file takes its place first, so that at every moment one of the two is there.
-        if (target != newPath) files.Rename(newPath, target);
+        if (target != newPath) {
+            files.Rename(newPath, target);
+            const auto steps = StepsPath(files, newPath);
+            if (files.Stamp(steps)) files.Rename(steps, StepsPath(files, target));
+        }
         files.SyncFolderOf(target);
         if (target != oldPath) {
             files.Remove(oldPath);

@@ -1,5 +1,6 @@
 #include "document/native_writer.h"
 
+#include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
@@ -113,6 +114,8 @@ void WriteNativeFile(CDataDoc& doc, const std::filesystem::path& path, int versi
     // An interrupted save of the file that stood here is none of the new one's concern.
     FileSystem& files = doc.GetSession().files;
     if (files.Stamp(JournalPath(files, path))) RetireJournal(files, path);
+    WriteSteps(doc.GetSession(), StepsPath(files, path), version > 37 ? doc.historyLog : std::string(),
+               doc.Steps());
 }
 
 void SaveAs(CDataDoc& doc, const std::filesystem::path& path, int version) {

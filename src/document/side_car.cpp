@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 
+#include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/side_car_signals.h"
 #include "host/file_names.h"
@@ -189,6 +190,7 @@ bool WriteSideCar(CDataDoc& doc, SampleRange range) {
         files.RenameNew(path, DamagedPath(files, path));
         doc.damagedSideCar.clear();
     }
+    if (range.IsWhole()) SaveSteps(doc);
     WriteFileAtomically(files, path, there, [&](CArchive& archive) { StoreSideCar(archive, doc, range); });
     doc.RememberStamp(path);
     doc.fileVersion = currentFileVersion;

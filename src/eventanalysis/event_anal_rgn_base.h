@@ -28,6 +28,9 @@ class CEventAnalRgnBase : public CEventBaseDlg {
     const CEventBlock& Block() const { return m_block; }
 
   protected:
+    std::optional<RegionFields> Region() override {
+        return RegionFields{m_nRegionMode, m_dRegionStart, m_dRegionEnd};
+    }
     void DescribeRegion(ParamList& list);
     // Makes the block anew from the document as it stands. False when a user-set end is not after the start:
     // the user was told, and the end was put behind it.

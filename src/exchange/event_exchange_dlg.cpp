@@ -64,6 +64,15 @@ std::unique_ptr<DataFile> CEventExchangeDlg::OpenSource(const char* fault) {
     }
 }
 
+// The clipboard will hold something else, and another run may begin in another folder.
+std::vector<std::byte> CEventExchangeDlg::RerunSettings(const OperationJob&) {
+    if (m_sFile.empty()) return {};
+    const std::string file = std::exchange(m_sFile, std::filesystem::absolute(m_sFile).string());
+    std::vector<std::byte> record = Settings();
+    m_sFile = file;
+    return record;
+}
+
 CEventChan& CEventExchangeDlg::Channel(int channel) const {
     return Document()->eventChannels[static_cast<size_t>(channel)];
 }

@@ -27,6 +27,7 @@ class CEventExchangeDlg : public CEventBaseDlg {
     std::string m_sFile;
 
   protected:
+    std::vector<std::byte> RerunSettings(const OperationJob& job) override;
     void DescribeFile(ParamList& list, const char* toolTip);
     void DescribeTarget(ParamList& list, const char* toolTip);
     std::string CheckSettings() override;

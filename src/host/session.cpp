@@ -2,10 +2,14 @@
 
 namespace kymora {
 
+std::mt19937 RandomOf(uint64_t seed) {
+    std::seed_seq sequence{static_cast<uint32_t>(seed), static_cast<uint32_t>(seed >> 32)};
+    return std::mt19937(sequence);
+}
+
 void Session::Seed(uint64_t newSeed) {
     seed = newSeed;
-    std::seed_seq sequence{static_cast<uint32_t>(newSeed), static_cast<uint32_t>(newSeed >> 32)};
-    random.seed(sequence);
+    random = RandomOf(newSeed);
 }
 
 }  // namespace kymora

@@ -20,6 +20,9 @@ namespace kymora {
 
 class SummaryService;
 
+// A generator at the beginning of the draws of a seed.
+std::mt19937 RandomOf(uint64_t seed);
+
 class Session {
   public:
     Session(Host& host, FileSystem& files) : host(host), files(files) {}

@@ -98,6 +98,7 @@ std::unique_ptr<OperationJob> CBatchBaseDlg::Prepare() {
         return nullptr;
     }
     m_written.clear();
+    m_draws.emplace(m_pDoc->GetSession());
     ForgetFound();
     std::unique_ptr<OperationJob> job;
     Attempt([&] {
@@ -145,8 +146,21 @@ bool CBatchBaseDlg::WriteAsOneStep(OperationJob& job) {
         throw;
     }
     m_written = undo.Channels();
-    if (m_pDoc->historyLog.size() > historyLength) undo.NoteInHistory();
+    if (m_pDoc->historyLog.size() > historyLength) {
+        undo.NoteInHistory();
+        NoteStep(historyLength, job);
+    }
     return true;
+}
+
+void CBatchBaseDlg::NoteStep(size_t historyLength, const OperationJob& job) {
+    const std::string& history = m_pDoc->historyLog;
+    // An entry may have ended the line before it.
+    const size_t start = history.find_first_not_of("\r\n", historyLength);
+    if (start == std::string::npos) return;
+    const Session& session = m_pDoc->GetSession();
+    m_pDoc->NoteStep({history.substr(start), Title(), RerunSettings(job), session.seed,
+                      m_draws ? m_draws->Draws() : HistoryStep::Draws::none});
 }
 
 void CBatchBaseDlg::Tell(std::string_view text) {

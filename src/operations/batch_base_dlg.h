@@ -223,6 +223,9 @@ class CBatchBaseDlg {
         CBatchBaseDlg& operation_;
     };
 
+    // The record that does what the job did again, whatever a view shows then; empty where none does.
+    virtual std::vector<std::byte> RerunSettings(const OperationJob&) { return Settings(); }
+
     Host& GetHost() const { return m_pDoc->GetHost(); }
     // Adds an entry to the document's history: the title, the lines, an empty line.
     void AppendHistory(std::string_view lines);
@@ -232,12 +235,15 @@ class CBatchBaseDlg {
     bool Attempt(const std::function<bool()>& does);
     // Where it is not done, all is as it was.
     bool WriteAsOneStep(OperationJob& job);
+    // Keeps what the history, which has grown since, does not tell of the run.
+    void NoteStep(size_t historyLength, const OperationJob& job);
 
     CDataDoc* m_pDoc = nullptr;
     DocumentView* m_pView = nullptr;
     std::vector<int> m_written;
     bool m_wasCancelled = false;
     RunMessages* m_pMessages = nullptr;
+    std::optional<DrawWatch> m_draws;  // of the present run
 };
 
 // One value of a record, read or written as the archive stands. `int` is 32 bits wide, `bool` a byte.

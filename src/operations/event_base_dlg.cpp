@@ -273,6 +273,24 @@ bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
     return true;
 }
 
+// What was seen becomes the times that it had, unless they end before a region of the user can.
+std::vector<std::byte> CEventBaseDlg::RerunSettings(const OperationJob& job) {
+    const auto region = Region();
+    if (!region || region->mode != regionVisible) return Settings();
+    const auto* events = dynamic_cast<const EventJob*>(&job);
+    const bool isKnown = events && events->seen.end > events->seen.start;
+    const TimeSpan seen = isKnown ? events->seen : VisibleTimes(*Document(), View());
+    if (seen.end < LeastRegionEnd(Document())) return {};
+    const auto mode = std::exchange(region->mode, regionUserSet);
+    const double start = std::exchange(region->start, std::max(0.0, seen.start));
+    const double end = std::exchange(region->end, seen.end);
+    std::vector<std::byte> record = Settings();
+    region->mode = mode;
+    region->start = start;
+    region->end = end;
+    return record;
+}
+
 // --- CEventWndBaseDlg ---
 
 void CEventWndBaseDlg::Serialize(CArchive& archive) {

@@ -111,6 +111,14 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // What is seen of the recording; the report of a run tells what was seen when it began.
     TimeSpan SeenTimes() const;
 
+    std::vector<std::byte> RerunSettings(const OperationJob& job) override;
+    // The analysis region of the operation; null where it has none that can be the visible one.
+    struct RegionFields {
+        int32_t& mode;
+        double &start, &end;
+    };
+    virtual std::optional<RegionFields> Region() { return std::nullopt; }
+
     bool Has(Uses part) const { return (m_uses & part) != 0; }
     bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
 
@@ -150,6 +158,9 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     SampleSpan GetRegion();
 
   protected:
+    std::optional<RegionFields> Region() override {
+        return RegionFields{m_nRegionMode, m_dRegionStart, m_dRegionEnd};
+    }
     // A run as the parameters stand would be refused, or would put one of them right.
     virtual bool WouldStumble() const { return false; }
     // The job that is being made is that of a look ahead.

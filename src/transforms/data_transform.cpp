@@ -166,6 +166,7 @@ CDataTransform::~CDataTransform() = default;
 bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& dialog) {
     failureNote_.clear();
     notFinite_.clear();
+    const DrawWatch draws(doc_.GetSession());
     const Flags flags = dialog.TraceFlags(doc_.traceCount);
     const bool adds = dialog.m_nAddMode == CTransformTraceDlg::addTraces;
     CFloatDoc result(doc_.GetSession());
@@ -179,7 +180,11 @@ bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& 
     NameResults(result, flags, dialog);
     std::string report;
     dialog.GetParamText(report);
-    result.historyLog += report + "\r\n";
+    report += "\r\n";
+    result.historyLog += report;
+    history_ = result.historyLog;
+    steps_ = doc_.Steps();
+    steps_.push_back({report, dialog.Title(), dialog.Settings(), doc_.GetSession().seed, draws.Draws()});
     if (!adds) {
         // What was measured of the old samples goes.
         for (CEventChan& channel : result.eventChannels)

@@ -27,6 +27,9 @@ class CDataTransform {
     // the reason of a silent failure, which FailureNote has. Throws FileError and Cancelled.
     bool ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& dialog);
     const std::string& FailureNote() const { return failureNote_; }
+    // The history that was written, and the steps that belong to it.
+    const std::string& History() const { return history_; }
+    const HistorySteps& Steps() const { return steps_; }
 
   private:
     class Meter;
@@ -51,6 +54,8 @@ class CDataTransform {
     std::filesystem::path scratchFolder_;
     std::unique_ptr<Meter> meter_;
     std::string failureNote_;
+    std::string history_;
+    HistorySteps steps_;
     std::map<int, int64_t> notFinite_;  // results that are no finite numbers, by trace
 };
 

@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "document/history_steps.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
@@ -59,6 +60,7 @@ WrittenFile CTransformTraceDlg::WriteFile(Session& session, const std::filesyste
         output->MoveToTarget();
         // An interrupted save of the file that stood here is none of the new one's concern.
         if (files.Stamp(JournalPath(files, target))) RetireJournal(files, target);
+        WriteSteps(session, StepsPath(files, target), engine.History(), engine.Steps());
         return {true, {}};
     } catch (const Cancelled&) {
         throw;
