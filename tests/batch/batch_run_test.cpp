@@ -95,7 +95,7 @@ TEST_F(BatchRunTest, NativeFilesInPlaceAndForeignOnesBeside) {
     EXPECT_EQ(MarkIn("/b.kymr-dat"), 500);
     EXPECT_EQ(MarkIn("/c.kymr-dat"), 10);
     EXPECT_EQ(files.Bytes("/c.edf"), foreign);
-    EXPECT_EQ(files.Count(), 4u) << "no side-car, nothing temporary";
+    EXPECT_EQ(files.Count(), 7u) << "three results with their steps; no side-car, nothing temporary";
     EXPECT_EQ(errors, "");
     EXPECT_TRUE(host.WasSilent());
     ASSERT_EQ(host.progress.size(), 1u) << "one box for all";

@@ -87,8 +87,7 @@ TEST_F(ProgramTest, WrongCommandLines) {
     const std::string file = MakePlain();
     const std::vector<std::vector<std::string>> wrong = {
         {"run", "CNothing", file},
-        {"batch", "list.kymr-batch", file},
-        {"batch", "--help"},
+        {"history", file, "--as-batch", In("list.txt")},
         {"--nonsense"},
         {"info"},
         {"info", file, "--nonsense"},

@@ -116,7 +116,7 @@ TEST_F(StepsFileTest, WhatIsNoFileOfStepsHindersNothing) {
     const auto first = Open("/a.kymr-dat");
     Do(*first, StepOf("A", 1));
     ASSERT_TRUE(first->OnSaveDocument());
-    const auto whole = files.Bytes(steps);
+    const auto whole = files.Bytes(steps), recording = files.Bytes("/a.kymr-dat");
     auto later = whole, torn = whole;
     later[4 + 2 * std::string("Kymora steps").size()] = std::byte{2};
     torn.resize(torn.size() - 5);
@@ -129,6 +129,7 @@ TEST_F(StepsFileTest, WhatIsNoFileOfStepsHindersNothing) {
                             {"torn", torn, false},
                             {"foreign", {std::byte{7}, std::byte{9}}, true}}) {
         files.Put(steps, one.bytes);
+        files.Put("/a.kymr-dat", recording);
         const auto doc = Open("/a.kymr-dat", OpenFor::reading);
         EXPECT_EQ(Told(doc->historyLog, doc->Steps()), "A") << one.what;
         Do(*doc, StepOf("B", 2));

@@ -50,7 +50,7 @@ TEST_F(TransformFileTest, ReplacesTheChosenTraceAndKeepsAllElse) {
     dialog.m_nAddMode = CTransformTraceDlg::replaceTraces;
     dialog.m_strComment = "; turned\nround";
     ASSERT_TRUE(Run(*doc, dialog).isDone);
-    EXPECT_EQ(files.Count(), 1u) << "no temporary file stays";
+    EXPECT_EQ(files.Count(), 2u) << "with its steps; no temporary file stays";
 
     const auto made = Opened();
     ASSERT_TRUE(made);
