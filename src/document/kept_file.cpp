@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "document/history_steps.h"
 #include "document/save_journal.h"
 #include "host/file_names.h"
 
@@ -93,7 +94,10 @@ KeptFile::KeptFile(Session& session, std::filesystem::path place, std::filesyste
 KeptFile::~KeptFile() {
     if (name_.empty()) return;
     // What somebody has worked on meanwhile is theirs.
-    if (session_.files.Stamp(name_) == held_) RemoveQuietly(session_.files, name_);
+    FileSystem& files = session_.files;
+    if (files.Stamp(name_) == held_) RemoveQuietly(files, name_);
+    // Of a version that is gone from a place where nothing had stood.
+    if (!files.Stamp(place_)) WriteSteps(session_, StepsPath(files, place_), {}, {});
     LetGo();
 }
 

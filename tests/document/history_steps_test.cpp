@@ -3,6 +3,7 @@
 #include "document/history_steps.h"
 
 #include "document/float_doc.h"
+#include "document/kept_file.h"
 #include "document/native_writer.h"
 #include "import/open_document.h"
 #include "support/edf_builder.h"
@@ -161,6 +162,15 @@ TEST_F(StepsFileTest, StepsOfAnotherVersionStayUntilTheyAreReplaced) {
     ASSERT_TRUE(doc->OnSaveDocument());
     EXPECT_NE(files.Bytes(steps), both);
     EXPECT_EQ(Kept("/a.kymr-dat"), "A=1, C=3");
+
+    // A native file that was made where none was, and was taken back for good.
+    {
+        KeptFile none(session, "/made.kymr-dat");
+        WriteNativeFile(*doc, "/made.kymr-dat");
+        ASSERT_TRUE(files.Has("/made.kymr-dat.steps"));
+        none.Swap(files.Stamp("/made.kymr-dat"));
+    }
+    EXPECT_FALSE(files.Has("/made.kymr-dat.steps"));
 }
 
 }  // namespace
