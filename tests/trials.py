@@ -50,6 +50,10 @@ class Trials:
             process.wait()
             return True
 
+    def check_left(self, folder, *wanted):
+        left = sorted(set(os.listdir(folder)) - set(wanted))
+        self.check(not left, f"left behind: {left}")
+
     def check(self, holds, text):
         if not holds:
             self.failures.append(text)
@@ -105,8 +109,7 @@ class Trials:
                 comment = json.loads(self.run("info", recording, "--json").stdout)["history"]
                 self.check("mooth" in comment, "neither the old recording nor the new")
         self.run(*transform)
-        left = sorted(set(os.listdir(folder)) - {"whole.kymr-dat", "rec.kymr-dat"})
-        self.check(not left, f"left behind: {left}")
+        self.check_left(folder, "whole.kymr-dat", "rec.kymr-dat", "rec.kymr-dat.steps")
         self.check(hit > 0, "no transform was killed at work")
         print(f"transform in place: {hit} of {runs} runs killed, files left: {len(left)}")
         shutil.rmtree(folder)
@@ -124,7 +127,7 @@ class Trials:
             hit += self.killed(seconds * 1.05, *save)
             self.check(self.events(recording).get(2, 0) in (0, found), "a save left a mixture of events")
         self.run(*save)
-        self.check(os.listdir(folder) == ["rec.kymr-dat"], f"left behind: {os.listdir(folder)}")
+        self.check_left(folder, "rec.kymr-dat", "rec.kymr-dat.steps")
         self.check(hit > 0, "no save was killed at work")
         print(f"save in place: {hit} of {runs} runs killed")
         shutil.rmtree(folder)
