@@ -23,6 +23,7 @@
 #include "numerics/gaussian_clusters.h"
 #include "numerics/kernel_density.h"
 #include "numerics/knuth_bins.h"
+#include "numerics/vector_state.h"
 
 using namespace kymora;
 using namespace kymora::bench;
@@ -222,6 +223,7 @@ int main(int argc, char** argv) {
 #ifdef KYMORA_DESKTOP
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
+    ClearVectorState();  // as the program does
 #else
     (void)argc;
     (void)argv;

@@ -18,6 +18,7 @@
 #include "display/retained_settings.h"
 #include "host/options_form.h"
 #include "host/version.h"
+#include "numerics/vector_state.h"
 
 namespace kymora {
 
@@ -73,6 +74,16 @@ uint64_t TimeOfDaySeed() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
+
+// Painting leaves the vector registers as they should not be for what the next event computes.
+class Application : public QApplication {
+  public:
+    using QApplication::QApplication;
+    bool notify(QObject* receiver, QEvent* event) override {
+        ClearVectorState();
+        return QApplication::notify(receiver, event);
+    }
+};
 
 }  // namespace
 
@@ -177,7 +188,7 @@ int RunDesktop(int argc, char** argv) {
             stderr);
         return 1;
     }
-    QApplication qt(argc, argv);
+    Application qt(argc, argv);
     // Qt takes over the user's locale; numbers and dates that go into files are the same everywhere.
     std::setlocale(LC_NUMERIC, "C");
     std::setlocale(LC_TIME, "C");

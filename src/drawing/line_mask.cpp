@@ -1,5 +1,6 @@
 #include "drawing/line_mask.h"
 
+#include "numerics/vector_state.h"
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -46,6 +47,7 @@ void LineMask::Draw(std::span<const Point> points, const Pen& pen, double scale,
 
 void LineMask::DrawThrough(std::span<const Place> places, const Pen& pen, double scale,
                            const Canvas& canvas) {
+    ClearVectorState();  // painters have been at work
     const double width = std::max(1.0, pen.width * scale);
     Begin(places, scale, width, canvas.seen);
     if (mask_.empty()) return;

@@ -1,5 +1,7 @@
 #include "operations/job_worker.h"
 
+#include "numerics/vector_state.h"
+
 namespace kymora {
 
 namespace {
@@ -79,6 +81,7 @@ class JobWorker::Context : public JobContext {
 };
 
 void JobWorker::Work() {
+    ClearVectorState();
     try {
         SecondLook look(files_, source_, stop_);
         Context context(*this);
