@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/colour_text.h"
 #include "host/options.h"
 #include "host/user_numbers.h"
 
@@ -162,6 +163,8 @@ std::string Field::ValueText() const {
         return ListText(numbers, ChannelName);
     case FieldKind::traces:
         return ListText(numbers, TraceName);
+    case FieldKind::colour:
+        return ColourText(colour);
     default:
         return {};
     }
@@ -223,6 +226,12 @@ std::string Field::Parse(std::string_view from) {
     case FieldKind::channels:
     case FieldKind::traces:
         return ParseList(from);
+    case FieldKind::colour:
+        if (const auto parsed = ParseColour(from))
+            colour = *parsed;
+        else
+            return fmt::format("\"{}\" takes a colour, \"#rrggbb\".", label);
+        return {};
     default:
         return fmt::format("\"{}\" has no value.", label);
     }

@@ -104,6 +104,10 @@ Field& ParamList::Traces(std::string key, std::string label, std::vector<int>& v
     return Bind(Put(FieldKind::traces, std::move(key), std::move(label)), &Field::numbers, value);
 }
 
+Field& ParamList::Colour(std::string key, std::string label, uint32_t& value) {
+    return Bind(Put(FieldKind::colour, std::move(key), std::move(label)), &Field::colour, value);
+}
+
 Field& ParamList::Note(std::string key, std::string label, std::function<std::string()> text) {
     return Put(FieldKind::note, std::move(key), std::move(label)).Shows(std::move(text));
 }

@@ -47,6 +47,7 @@ class ParamList : public Form {
     Field& Channel(std::string key, std::string label, int32_t& value);
     Field& Channels(std::string key, std::string label, std::vector<int>& value);
     Field& Traces(std::string key, std::string label, std::vector<int>& value);
+    Field& Colour(std::string key, std::string label, uint32_t& value);
     Field& Note(std::string key, std::string label, std::function<std::string()> text);
     Field& Action(std::string key, std::string label, std::function<void()> does);
 

@@ -60,10 +60,6 @@ std::string TerminalLine(std::string_view text) {
     return line;
 }
 
-std::string ColourText(uint32_t colour) {
-    return fmt::format("#{:02x}{:02x}{:02x}", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
-}
-
 std::string ClockText(double ms) {
     if (!(ms >= 0.0 && ms < 1e15)) return "";
     const auto whole = static_cast<int64_t>(ms + 0.5);

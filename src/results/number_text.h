@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/colour_text.h"
+
 namespace kymora {
 
 // The shortest decimal that reads back to the same number, also for a reader that takes every number as f64.
@@ -18,9 +20,6 @@ void AppendTime(std::string& to, double ms);
 
 // Valid UTF-8 in one line: control characters, tabs and line ends are blanks.
 std::string TerminalLine(std::string_view text);
-
-// "#rrggbb" of 0x00BBGGRR.
-std::string ColourText(uint32_t colour);
 
 // "h:mm:ss.mmm"; empty for what is no time.
 std::string ClockText(double ms);
