@@ -1,11 +1,11 @@
 #pragma once
-// Random numbers and elementary functions that give the same bits on every machine: the generator is fixed by
-// the language, and everything else is made of additions, multiplications and square roots, which IEEE 754
-// fixes. The library's distributions, sines and exponentials are not.
+// Random numbers that are the same on every machine, from a few additions: the generator is fixed by the
+// language. What the library makes of its bits is not.
 
-#include <cmath>
 #include <cstdint>
 #include <random>
+
+#include "numerics/portable_functions.h"
 
 namespace kymora {
 
@@ -31,28 +31,5 @@ class PortableRandom {
   private:
     std::mt19937_64 generator_;
 };
-
-// e^-x for x >= 0, to about 1e-13: the series at x / 1024, squared ten times.
-inline double ExpOfMinus(double x) {
-    if (x > 700.0) return 0.0;
-    const double y = -x / 1024.0;
-    double sum = 1.0;
-    for (int k = 8; k >= 1; --k) sum = 1.0 + sum * y / k;
-    for (int i = 0; i < 10; ++i) sum *= sum;
-    return sum;
-}
-
-// The sine of an angle in turns: folded to a quarter, then the series, to about 1e-13.
-inline double SineOfTurns(double turns) {
-    double x = turns - std::floor(turns);
-    const double sign = x >= 0.5 ? -1.0 : 1.0;
-    if (x >= 0.5) x -= 0.5;
-    if (x > 0.25) x = 0.5 - x;
-    const double angle = x * 6.283185307179586;
-    const double square = angle * angle;
-    double sum = 1.0;
-    for (int k = 16; k >= 2; k -= 2) sum = 1.0 - sum * square / (k * (k + 1));
-    return sign * angle * sum;
-}
 
 }  // namespace kymora
