@@ -105,7 +105,7 @@ std::string CEventEditDlg::NamesOf(const std::vector<int>& channels) {
 // --- the run ---
 
 std::unique_ptr<OperationJob> CEventEditDlg::MakeJob() {
-    auto job = std::make_unique<EventEditJob>();
+    auto job = NewJob();
     job->title = Title();
     job->method = methodManual;
     job->settingsOf = SettingsOf();

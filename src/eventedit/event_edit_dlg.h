@@ -38,6 +38,8 @@ class CEventEditDlg : public CEventBaseDlg {
     virtual const char* DestinationIsSourceText() const { return channelIsSourceText; }
     // The channel whose method, parent trace and settings of the detection the result keeps; -1 for none.
     virtual int SettingsOf() const { return m_nChannel1; }
+    // Where the events are made from samples, which is done when the job computes.
+    virtual std::unique_ptr<EventEditJob> NewJob() const { return std::make_unique<EventEditJob>(); }
     // Fills in the events of the job (found.front(), ascending) and what was counted. False where it is
     // refused, which the user was told.
     virtual bool Edit(EventEditJob& job) = 0;

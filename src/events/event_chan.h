@@ -41,6 +41,7 @@ enum DetectionMethod : int32_t {
     methodScaledTemplate = 3,
     methodThreshold = 4,
     methodPoissonSurprise = 5,
+    methodPointProcess = 8,
     methodOutlier = 9,
     methodCount = 20,
 };
