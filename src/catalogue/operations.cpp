@@ -6,12 +6,19 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "eventedit/event_adjust_times.h"
 #include "eventedit/event_freq_filter.h"
 #include "eventedit/event_label_filter.h"
 #include "eventedit/event_logic.h"
+#include "eventedit/event_map_999.h"
 #include "eventedit/event_merge_overlap.h"
+#include "eventedit/event_outlier_detect.h"
+#include "eventedit/event_reorder.h"
+#include "eventedit/event_shuffle_resample.h"
 #include "eventedit/event_time_filter.h"
 #include "eventedit/event_value_filter.h"
+#include "eventedit/insert_random_point_process.h"
+#include "eventedit/make_point_process.h"
 #include "exchange/import_events.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/new_contiguous.h"
@@ -136,6 +143,19 @@ std::span<const Operation> Operations() {
          "Keeps the events whose duration, interval, amplitude or other value lies beyond a limit", Make<CEventValueFilter>},
         {"CEventLabelFilter", editMenu, "Filter by la&bel...",
          "Keeps the events whose label contains a text, or is it", Make<CEventLabelFilter>},
+        {"CEventAdjustTimes", editMenu, "&Adjust start and end times...",
+         "Moves, lengthens or shortens events, or sets them around the peak of their samples", Make<CEventAdjustTimes>},
+        {"CMakePointProcess", editMenu, "Make &point process...",
+         "Makes one sample of each event: a part of its duration, its centre of gravity, or an extreme", Make<CMakePointProcess>},
+        {"CEventShuffleResample", editMenu, "S&huffle or resample intervals...",
+         "Makes a surrogate channel with the same intervals in an order of chance", Make<CEventShuffleResample>},
+        {"CEventInsertRandomPointProcess", editMenu, "Insert &regular-random point process...",
+         "Makes events at intervals that are drawn from a distribution, or all equal", Make<CEventInsertRandomPointProcess>},
+        {"CEventReorder", editMenu, "Reor&der channels...",
+         "Puts event channels one behind the other, in an order of your own", Make<CEventReorder>},
+        {"CEventMap999", editMenu, "Map &channels...",
+         "Shows, hides, moves, copies and colours any of the 999 event channels", Make<CEventMap999>},
+        {"CEventOutlierDetect", editMenu, "", "Does nothing yet; chains that name it can be read", Make<CEventOutlierDetect>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", Make<CEventList>},
         {"CEventHist", listMenu, "Event &histogram...",

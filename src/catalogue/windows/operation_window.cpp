@@ -169,6 +169,8 @@ void OperationWindow::AddRow(QWidget* row) { column_->insertWidget(column_->coun
 
 void OperationWindow::OrderTabs() {
     std::vector<QWidget*> stops = panes_->TabStops();
+    const std::vector<QWidget*> more = MoreTabStops();
+    stops.insert(stops.end(), more.begin(), more.end());
     stops.push_back(message_);
     stops.insert(stops.end(), buttons_.begin(), buttons_.end());
     for (size_t i = 1; i < stops.size(); ++i) setTabOrder(stops[i - 1], stops[i]);

@@ -115,6 +115,9 @@ class OperationWindow : public QDialog {
     QPushButton* MakeButton(const QString& label, const char* name, const QString& tip);
     // Puts another button into the row, and into the order of the tab key.
     void AddButton(QWidget* button, QWidget* before);
+    // What takes the keyboard behind the panes, where the window has more.
+    virtual std::vector<QWidget*> MoreTabStops() const { return {}; }
+    void OrderTabs();
     // Stands above the buttons.
     void AddRow(QWidget* row);
 
@@ -128,7 +131,6 @@ class OperationWindow : public QDialog {
     void TakeLastSettings();
     void TakeFolds();
     void MakeWindow(const Labels& labels);
-    void OrderTabs();
 
     void Edited(bool isTyping);
     void PressAction(const QString& key);

@@ -1,7 +1,9 @@
 #include "catalogue/windows/window_table.h"
 
+#include "catalogue/windows/channels_window.h"
 #include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "catalogue/windows/transform_window.h"
+#include "eventedit/channel_places_dlg.h"
 
 namespace kymora {
 
@@ -25,7 +27,19 @@ OperationWindow* MakeTransformWindow(WindowOwner& owner, const Operation& operat
     return window;
 }
 
-constexpr OwnWindow ownWindows[] = {{IsTransform, MakeTransformWindow}};
+bool HasPlaces(const CBatchBaseDlg& block) { return dynamic_cast<const CChannelPlacesDlg*>(&block); }
+
+OperationWindow* OfferBatch(CEventBaseNonModalDlg* window, WindowOwner& owner, const Operation& operation) {
+    if (owner.batch) window->onBatch = [&](CBatchBaseDlg& chosen) { owner.batch(operation, chosen); };
+    return window;
+}
+
+OperationWindow* MakeChannelsWindow(WindowOwner& owner, const Operation& operation, Block block) {
+    return OfferBatch(new ChannelsWindow(owner.session, operation, std::move(block), owner.parent), owner,
+                      operation);
+}
+
+constexpr OwnWindow ownWindows[] = {{IsTransform, MakeTransformWindow}, {HasPlaces, MakeChannelsWindow}};
 
 }  // namespace
 
@@ -33,9 +47,8 @@ OperationWindow* MakeOperationWindow(WindowOwner& owner, const Operation& operat
     Block block = operation.make();
     for (const OwnWindow& own : ownWindows)
         if (own.serves(*block)) return own.make(owner, operation, std::move(block));
-    auto* window = new CEventBaseNonModalDlg(owner.session, operation, std::move(block), owner.parent);
-    if (owner.batch) window->onBatch = [&](CBatchBaseDlg& chosen) { owner.batch(operation, chosen); };
-    return window;
+    return OfferBatch(new CEventBaseNonModalDlg(owner.session, operation, std::move(block), owner.parent),
+                      owner, operation);
 }
 
 }  // namespace kymora
