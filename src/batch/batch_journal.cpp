@@ -65,7 +65,7 @@ bool BatchJournal::Knows(const std::filesystem::path& target) const {
 }
 
 // In one write behind all that is there, so that the lines of several programs do not mix.
-std::optional<std::string> BatchJournal::Note(const JournalEntry& entry) {
+std::optional<std::string> BatchJournal::Note(const JournalEntry& entry, bool replacesSource) {
     if (isBroken_) return {};
     const auto target = Absolute(entry.target);
     const json line = {{"work", entry.work},
@@ -77,7 +77,7 @@ std::optional<std::string> BatchJournal::Note(const JournalEntry& entry) {
     const int handle = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     bool isWritten =
         handle >= 0 && ::write(handle, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    isWritten = isWritten && ::fdatasync(handle) == 0;
+    isWritten = isWritten && (!replacesSource || ::fdatasync(handle) == 0);
     const int error = errno;
     if (handle >= 0) ::close(handle);
     if (isWritten) return {};

@@ -33,8 +33,10 @@ class BatchJournal {
                 const std::filesystem::path& target) const;
     // Some entry is of this target.
     bool Knows(const std::filesystem::path& target) const;
-    // A journal that cannot be written says so once, and stops nothing: the answer is the reason.
-    std::optional<std::string> Note(const JournalEntry& entry);
+    // Reaches the disk before it is told where the recording itself is to be replaced: it would else be
+    // worked on a second time after a power cut. A journal that cannot be written says so once, and stops
+    // nothing: the answer is the reason.
+    std::optional<std::string> Note(const JournalEntry& entry, bool replacesSource);
 
   private:
     std::filesystem::path list_, path_;

@@ -280,8 +280,8 @@ class ChainRun {
     void Keep() {
         report_.sha256 = Sha256Of(staged_.Staged());
         if (settings_.journal) {
-            const auto fault =
-                settings_.journal->Note({WorkOf(settings_), sourceSum_, planned_.target, report_.sha256});
+            const auto fault = settings_.journal->Note(
+                {WorkOf(settings_), sourceSum_, planned_.target, report_.sha256}, planned_.IsInPlace());
             if (fault) Say(*fault);
         }
         if (host_.WasCancelled()) throw Cancelled();

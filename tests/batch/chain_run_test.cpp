@@ -231,8 +231,8 @@ TEST_F(ChainTest, TheJournalTellsWhatIsDone) {
         files.Put(path, bytes);
     };
     BatchJournal journal("/nowhere/that/can/be/written/list.kymr-batch");
-    EXPECT_TRUE(journal.Note({"w", "s", "/t", "r"}));
-    EXPECT_FALSE(journal.Note({"w", "s", "/t", "r"})) << "told once";
+    EXPECT_TRUE(journal.Note({"w", "s", "/t", "r"}, true));
+    EXPECT_FALSE(journal.Note({"w", "s", "/t", "r"}, true)) << "told once";
 
     const std::filesystem::path at = std::filesystem::temp_directory_path() / "kymora-chain-test.kymr-batch";
     struct Case {
