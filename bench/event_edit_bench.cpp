@@ -10,6 +10,7 @@
 #include "eventedit/event_merge_overlap.h"
 #include "eventedit/event_time_filter.h"
 #include "eventedit/event_value_filter.h"
+#include "eventedit/insert_random_point_process.h"
 
 using namespace kymora;
 using namespace kymora::bench;
@@ -86,6 +87,16 @@ int main() {
         value->m_nLimitSource = source;
         const std::string what = "value filter of durations, limit source " + std::to_string(source);
         bench.Run(what.c_str(), 100, std::move(value));
+    }
+    for (const IntervalLaw law : {IntervalLaw::poisson, IntervalLaw::gamma, IntervalLaw::gaussian}) {
+        auto process = std::make_unique<CEventInsertRandomPointProcess>();
+        process->m_nCountMode = 0;
+        process->m_nCount = eventCount;
+        process->m_nDistribution = static_cast<int32_t>(law);
+        process->m_dMean = 900.0 * doc.sampleInterval;
+        process->m_dSd = 90.0 * doc.sampleInterval;
+        const std::string what = "random events, distribution " + std::to_string(static_cast<int>(law));
+        bench.Run(what.c_str(), 100, std::move(process));
     }
     return 0;
 }

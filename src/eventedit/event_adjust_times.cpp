@@ -93,9 +93,9 @@ void CEventAdjustTimes::TakeUsualValues() {
     m_fEnd = usual[static_cast<size_t>(m_nKind)][1];
 }
 
-const char* CEventAdjustTimes::WhatIsAdded(bool isStart) const {
-    if (Is(TimeAdjustment::relative)) return "x duration, from the old start";
-    if (Is(TimeAdjustment::bracketPeak)) return isStart ? "% of the rising slope" : "% of the falling slope";
+const char* CEventAdjustTimes::WhatIsAdded() const {
+    if (Is(TimeAdjustment::relative)) return "x duration";
+    if (Is(TimeAdjustment::bracketPeak)) return "% of slope";
     return Is(TimeAdjustment::offset) ? "ms, both ends" : "ms";
 }
 
@@ -114,12 +114,12 @@ void CEventAdjustTimes::Describe(ParamList& list) {
              "falls");
     list.Number("start", "Start", m_fStart)
         .Limits(-greatestShift, greatestShift)
-        .Shows([this] { return std::string(WhatIsAdded(true)); })
+        .Shows([this] { return std::string(WhatIsAdded()); })
         .Tip("Start time = current start time + so many ms, or + this part of the duration; of a peak, Start "
              "time = rising slope %. Set start/end positions as %age of trough-to-peak slope");
     list.Number("end", "End", m_fEnd)
         .Limits(-greatestShift, greatestShift)
-        .Shows([this] { return std::string(WhatIsAdded(false)); })
+        .Shows([this] { return std::string(WhatIsAdded()); })
         .EnabledIf([this] { return !Is(TimeAdjustment::offset); })
         .Tip("End time = current end time + so many ms, or current start time + this part of the duration; "
              "of a "

@@ -35,7 +35,7 @@ class CEventAdjustTimes : public CEventEditDlg {
     bool Is(TimeAdjustment kind) const { return m_nKind == static_cast<int32_t>(kind); }
     // Values that nobody has set become the usual ones of the kind.
     void TakeUsualValues();
-    const char* WhatIsAdded(bool isStart) const;
+    const char* WhatIsAdded() const;
 };
 
 }  // namespace kymora

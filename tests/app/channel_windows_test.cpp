@@ -78,7 +78,7 @@ TEST_F(ChannelWindowsTest, TheOrderIsChangedByKeysAndTyped) {
 }
 
 TEST_F(ChannelWindowsTest, TheSelectionIsTheChoice) {
-    Open("event-map-999", "CEventMap999");
+    Open("event-map999", "CEventMap999");
     EXPECT_EQ(Rows(), "abcd");
     EXPECT_EQ(Text("target"), "e") << "behind those in use";
     table->selectRow(1);

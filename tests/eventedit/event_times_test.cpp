@@ -71,7 +71,9 @@ TEST_F(EventTimesTest, Adjustments) {
         ASSERT_TRUE(adjust.Run());
         EXPECT_EQ(Found(2), one.found);
         EXPECT_EQ(Count(adjust, "Deleted"), std::ssize(one.events) - std::ssize(one.found));
-        if (one.report) EXPECT_EQ(Report(), one.report + std::string("\r\n"));
+        if (one.report) {
+            EXPECT_EQ(Report(), one.report + std::string("\r\n"));
+        }
     }
 }
 

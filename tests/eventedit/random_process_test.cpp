@@ -2,6 +2,8 @@
 
 #include "eventedit/random_process.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <numeric>
 

@@ -13,7 +13,9 @@ ChannelsWindow::ChannelsWindow(Session& session, const Operation& operation,
     : CEventBaseNonModalDlg(session, operation, std::move(block), parent),
       table_(new ChannelTable(Places().IsOrdered(), this)) {
     // Between the parameters and what is said.
-    static_cast<QVBoxLayout*>(layout())->insertWidget(1, table_, 1);
+    auto* column = static_cast<QVBoxLayout*>(layout());
+    column->insertWidget(1, table_, 1);
+    column->setStretch(0, 0);
     connect(table_, &ChannelTable::Chosen, this, &ChannelsWindow::TakeChannels);
     connect(table_, &ChannelTable::ShownChanged, this,
             [this](const std::vector<int>& channels, bool isShown) {

@@ -4,8 +4,10 @@
 #include <QCheckBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QLocale>
+#include <QPainter>
 #include <QPushButton>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -21,10 +23,20 @@ namespace {
 
 enum Column { numberColumn, labelColumn, eventsColumn, colourColumn, shownColumn, columnCount };
 constexpr int shownRows = 10, shownLetters = 44;
+constexpr int swatchSize = 14;  // pixels
 
-QColor ColourOf(uint32_t colour) {
-    return QColor(static_cast<int>(colour & 0xFF), static_cast<int>(colour >> 8 & 0xFF),
-                  static_cast<int>(colour >> 16 & 0xFF));
+// With a border, so that black is seen on a dark window, and the same in a selected row.
+QIcon SwatchOf(uint32_t colour) {
+    QPixmap swatch(swatchSize, swatchSize);
+    QPainter painter(&swatch);
+    painter.setPen(Qt::gray);
+    painter.setBrush(QColor(static_cast<int>(colour & 0xFF), static_cast<int>(colour >> 8 & 0xFF),
+                            static_cast<int>(colour >> 16 & 0xFF)));
+    painter.drawRect(0, 0, swatchSize - 1, swatchSize - 1);
+    painter.end();
+    QIcon icon(swatch);
+    icon.addPixmap(swatch, QIcon::Selected);
+    return icon;
 }
 
 bool IsIn(const std::vector<int>& channels, int channel) {
@@ -72,7 +84,7 @@ class ChannelTableModel : public QAbstractTableModel {
         if (role == Qt::DisplayRole) return Text(at.column(), number, chan);
         if (role == Qt::TextAlignmentRole && at.column() == eventsColumn)
             return QVariant(Qt::AlignRight | Qt::AlignVCenter);
-        if (role == Qt::DecorationRole && at.column() == colourColumn) return ColourOf(chan.channelColour);
+        if (role == Qt::DecorationRole && at.column() == colourColumn) return SwatchOf(chan.channelColour);
         if (role == Qt::CheckStateRole && at.column() == shownColumn)
             return chan.channelVisible != 0 ? Qt::Checked : Qt::Unchecked;
         if (role == Qt::ToolTipRole && at.column() == labelColumn) return ToQString(chan.channelComment);
