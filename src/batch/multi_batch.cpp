@@ -83,6 +83,16 @@ std::vector<std::byte> CMultiBatch::Record() const {
     return file.Bytes();
 }
 
+CMultiBatch CMultiBatch::Copy() const {
+    MemoryFile file;
+    file.Bytes() = Record();
+    CArchive archive(file, CArchive::Mode::load);
+    CMultiBatch copy;
+    copy.Serialize(archive);
+    copy.m_bWriteNewFile = m_bWriteNewFile;
+    return copy;
+}
+
 void CMultiBatch::Serialize(CArchive& archive) {
     if (archive.IsStoring()) return Write(archive);
     const auto version = archive.Read<uint32_t>();

@@ -27,7 +27,7 @@ inline constexpr const char* emptyToDoText = "Add some operations to the To Do l
 
 class CMultiBatch {
   public:
-    // The items are owned. A list can be copied by its settings.
+    // The items are owned.
     CMultiBatch() = default;
     CMultiBatch(CMultiBatch&&) = default;
     CMultiBatch& operator=(CMultiBatch&&) = default;
@@ -57,6 +57,7 @@ class CMultiBatch {
     void Serialize(CArchive& archive);
     // The record in memory.
     std::vector<std::byte> Record() const;
+    CMultiBatch Copy() const;
 
   private:
     void Write(CArchive& archive) const;

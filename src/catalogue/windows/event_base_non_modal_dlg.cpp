@@ -1,6 +1,5 @@
 #include "catalogue/windows/event_base_non_modal_dlg.h"
 
-#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
@@ -11,18 +10,13 @@
 #include "operations/event_base_dlg.h"
 #include "operations/job_worker.h"
 #include "widgets/text.h"
+#include "widgets/user_at_it.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr int watchEveryMs = 40, progressSteps = 1000;
-
-// A box, a menu or a drag holds on to what must not change beneath it, and an edit is one step by itself.
-bool IsUserAtIt(const CDataDoc& doc) {
-    return doc.openUndoScope || QApplication::activeModalWidget() || QApplication::activePopupWidget() ||
-           QGuiApplication::mouseButtons() != Qt::NoButton;
-}
 
 }  // namespace
 
@@ -180,7 +174,7 @@ bool CEventBaseNonModalDlg::StartWorker(std::unique_ptr<OperationJob>& job) {
 }
 
 void CEventBaseNonModalDlg::WatchWorker() {
-    if (worker_->IsDone() && !IsUserAtIt(*Block().Document()))
+    if (worker_->IsDone() && !Block().Document()->openUndoScope && !IsUserAtIt())
         EndWorker(false);
     else
         ShowProgress();

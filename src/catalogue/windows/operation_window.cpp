@@ -136,7 +136,7 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     load_ = MakeButton(tr("&Load..."), "load", tr(loadConfigTitle));
     connect(load_, &QPushButton::clicked, this, &OperationWindow::Load);
     run_ = MakeButton(labels.run, "run", ToQString(operation_.toolTip));
-    connect(run_, &QPushButton::clicked, this, &OperationWindow::Start);
+    connect(run_, &QPushButton::clicked, this, [this] { IsConfiguring() ? HandOver() : Start(); });
     run_->setDefault(true);
     close_ = MakeButton(labels.close, "close", {});
     connect(close_, &QPushButton::clicked, this, &OperationWindow::reject);
@@ -222,7 +222,10 @@ void OperationWindow::MakeLiveRun() {
     strip_->hide();
     messageRow_->addWidget(strip_, 0, 0, Qt::AlignTop);
     live_ = new LiveRun(
-        *block_, [this] { return !letGo_ && isInFront_ && !IsBusy() && panes_->Form().Fault().empty(); },
+        *block_,
+        [this] {
+            return !letGo_ && (isInFront_ || IsConfiguring()) && !IsBusy() && panes_->Form().Fault().empty();
+        },
         this);
     connect(live_, &LiveRun::Ran, this, &OperationWindow::ShowLiveRun);
     connect(live_, &LiveRun::Progressed, this, &OperationWindow::ShowLiveProgress);
@@ -474,7 +477,10 @@ void OperationWindow::ShowTitle() {
     const QString title = ToQString(block_->Title());
     const CDataDoc* doc = block_->Document();
     const QString file = doc && doc != blank_.get() ? FileName(doc->filePath.filename()) : QString();
-    setWindowTitle(file.isEmpty() ? title : title + " - " + file);
+    if (IsConfiguring())
+        setWindowTitle(tr("%1 - for the To Do list").arg(title));
+    else
+        setWindowTitle(file.isEmpty() ? title : title + " - " + file);
 }
 
 void OperationWindow::ShowState() {
@@ -487,12 +493,14 @@ void OperationWindow::ShowState() {
     panes_->Form().setEnabled(hasDoc && isFree);
     for (QPushButton* button : panes_->Form().ResultActions())
         button->setEnabled(hasDoc && button->isEnabled());
-    run_->setEnabled(hasDoc && fault.isEmpty() && isFree);
+    run_->setEnabled(hasDoc && isFree && (IsConfiguring() ? isUsable : fault.isEmpty()));
     save_->setEnabled(isUsable && isFree);
     load_->setEnabled(isFree);
     StateShown(isUsable && isFree);
     if (!hasDoc)
         ShowMessage(tr(noViewText), false);
+    else if (!fault.isEmpty() && IsConfiguring() && isUsable)
+        ShowMessage(tr("In the recording in front: %1").arg(fault), false);
     else if (!fault.isEmpty())
         ShowMessage(fault, true);
     else if (!failText_.isEmpty())
@@ -514,6 +522,25 @@ void OperationWindow::changeEvent(QEvent* event) {
         panes_->Form().Refresh();
         ShowState();
     }
+}
+
+// --- asking for settings alone ---
+
+void OperationWindow::SetConfiguring(std::function<void(CBatchBaseDlg&)> taken) {
+    taken_ = std::move(taken);
+    setWindowModality(Qt::ApplicationModal);
+    run_->setText(tr("OK"));
+    run_->setToolTip(tr("Put the operation with these settings into the To Do list"));
+    close_->setText(tr("Cancel"));
+    SetInFront(false);  // the lines in the view are those of a window that works on it
+    if (ahead_) ahead_->hide();
+}
+
+void OperationWindow::HandOver() {
+    if (IsBusy()) return;
+    if (!panes_->Form().Fault().empty()) return panes_->Form().FocusFault();
+    taken_(*block_);
+    accept();
 }
 
 // --- what the user does ---
@@ -592,7 +619,7 @@ void OperationWindow::dropEvent(QDropEvent* event) {
 void OperationWindow::LetGo() {
     if (std::exchange(letGo_, true)) return;
     drawLater_.stop();
-    session_.operationSettings[block_->ClassName()] = block_->Settings();
+    if (!IsConfiguring()) session_.operationSettings[block_->ClassName()] = block_->Settings();
     if (look_) {
         look_->disconnect(this);
         look_->Stop();

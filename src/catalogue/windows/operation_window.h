@@ -59,6 +59,12 @@ class OperationWindow : public QDialog {
     // Gives the keyboard to the first parameter.
     void FocusFirst();
 
+    // Set before it is shown: it runs nothing. Its settings are asked for, which "OK" hands over. What the
+    // recording at hand does not take may suit others, or be made by what is done before: it is told, and
+    // stops nobody.
+    virtual void SetConfiguring(std::function<void(CBatchBaseDlg&)> taken);
+    bool IsConfiguring() const { return static_cast<bool>(taken_); }
+
     // False when the file was refused; the user was told.
     bool LoadConfigFile(const std::filesystem::path& path);
     // What the default button does.
@@ -132,6 +138,7 @@ class OperationWindow : public QDialog {
     void TakeFolds();
     void MakeWindow(const Labels& labels);
 
+    void HandOver();
     void Edited(bool isTyping);
     void PressAction(const QString& key);
     void Save();
@@ -177,7 +184,8 @@ class OperationWindow : public QDialog {
     QHBoxLayout *settingsRow_ = nullptr, *runRow_ = nullptr;  // side by side, or below each other
     std::vector<QWidget*> buttons_;
 
-    QTimer drawLater_;  // joins the letters of a number that is typed
+    QTimer drawLater_;                           // joins the letters of a number that is typed
+    std::function<void(CBatchBaseDlg&)> taken_;  // takes the settings; empty where it is no configuring
     QString doneText_;
     std::vector<std::byte> doneSettings_;
     QString failText_;  // why the last work on the block failed

@@ -1,6 +1,7 @@
 #include "catalogue/windows/transform_window.h"
 
 #include <QCheckBox>
+#include <QLabel>
 #include <QPushButton>
 
 #include "batch/batch_run.h"
@@ -33,11 +34,11 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, C
       traces_(dynamic_cast<CTransformTraceDlg*>(&transform)),
       look_(look ? *look : ownLook_) {
     setWindowModality(Qt::ApplicationModal);
-    auto* batch = new QCheckBox(tr("&Batch process"), this);
-    batch->setObjectName("batchProcess");
-    batch->setToolTip(tr("OK asks for files and transforms all of them"));
-    connect(batch, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
-    AddButton(batch, save_);
+    batch_ = new QCheckBox(tr("&Batch process"), this);
+    batch_->setObjectName("batchProcess");
+    batch_->setToolTip(tr("OK asks for files and transforms all of them"));
+    connect(batch_, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
+    AddButton(batch_, save_);
     if (!traces_) return;
     host_ = std::make_unique<GuardedPreviewHost>(*traces_);
     previewButton_ =
@@ -80,9 +81,29 @@ void TransformWindow::done(int result) {
     OperationWindow::done(result);
 }
 
+// --- asking for settings alone ---
+
+void TransformWindow::SetConfiguring(std::function<void(CBatchBaseDlg&)> taken) {
+    OperationWindow::SetConfiguring(std::move(taken));
+    // The list says for all of its operations whether new files are written.
+    Transform().m_bAllowNewFile = Transform().m_bNewFile = false;
+    batch_->hide();
+    if (!previewButton_) return;
+    previewButton_->hide();
+    auto* note = new QLabel(tr(noPreviewText), this);
+    note->setObjectName("noPreview");
+    note->setWordWrap(true);
+    note->setEnabled(false);
+    AddRow(note);
+}
+
 // --- the preview ---
 
 PreviewWindow* TransformWindow::OpenPreview() {
+    if (IsConfiguring()) {
+        session_.host.Message(noPreviewText);
+        return nullptr;
+    }
     CDataDoc* doc = Block().Document();
     if (!host_ || !doc || IsBusy()) return nullptr;
     if (!preview_) {

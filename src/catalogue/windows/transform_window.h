@@ -8,8 +8,11 @@
 #include "display/windows/preview_window.h"
 #include "transforms/transform_dlg.h"
 
+class QCheckBox;
+
 namespace kymora {
 
+inline constexpr const char* noPreviewText = "Preview unavailable in multi-batch configuration mode.";
 inline constexpr const char* previewGapsText =
     "Note: the preview window ignores episode boundaries and treats gaps as zero-filled data but the full "
     "transform treats episodes separately and ignores gaps";
@@ -47,6 +50,8 @@ class TransformWindow : public OperationWindow {
     PreviewWindow* OpenPreview();
     PreviewWindow* Preview() const { return preview_; }
 
+    // Without a preview, and a batch of its own.
+    void SetConfiguring(std::function<void(CBatchBaseDlg&)> taken) override;
     void SetActive(CDataDoc* doc, DocumentView* view) override;
     void DocumentChanged(UpdateHint hint) override;
     void done(int result) override;
@@ -68,6 +73,7 @@ class TransformWindow : public OperationWindow {
     PreviewLook ownLook_;
     PreviewLook& look_;
     QPointer<PreviewWindow> preview_;
+    QCheckBox* batch_ = nullptr;
     QPushButton* previewButton_ = nullptr;
     std::string previewed_;  // the settings that the preview shows
 };
