@@ -222,6 +222,14 @@ void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std:
 }
 
 void CMainFrame::OpenEach(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
+    std::vector<std::filesystem::path> recordings, settings;
+    for (const auto& path : paths) (HoldsOperationSettings(path) ? settings : recordings).push_back(path);
+    OpenRecordings(recordings, talk);
+    for (const auto& path : settings) LoadSettings(path);
+}
+
+void CMainFrame::OpenRecordings(const std::vector<std::filesystem::path>& paths,
+                                std::optional<OpenTalk> talk) {
     if (paths.size() == 1) {
         OpenFile(paths.front(), talk);
         return;
@@ -255,24 +263,13 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
-void CMainFrame::DropFiles(const std::vector<std::filesystem::path>& paths) {
-    std::vector<std::filesystem::path> recordings, settings;
-    for (const auto& path : paths) (HoldsOperationSettings(path) ? settings : recordings).push_back(path);
-    OpenEach(recordings);
-    for (const auto& path : settings) LoadDropped(path);
-}
-
-void CMainFrame::LoadDropped(const std::filesystem::path& path) {
-    if (!ActiveChild()) {
+void CMainFrame::LoadSettings(const std::filesystem::path& path) {
+    if (!ActiveChild())
         session_.host.Message(settingsWithoutFileText);
-    } else if (FoldedExtension(path) == ".kymr-cfg") {
+    else if (FoldedExtension(path) == ".kymr-cfg")
         operations_->OnLoadConfigFile(path);
-    } else {
-        session_.host.Message(
-            fmt::format("{} holds a list of operations, which this version of Kymora cannot "
-                        "load. The recording is as it was.",
-                        path.filename().string()));
-    }
+    else
+        LoadBatchList(path);
 }
 
 void CMainFrame::OnNewUserDefined() {

@@ -57,12 +57,13 @@ bool MayReplaceForGood(CDataDoc& doc, const std::filesystem::path& target, const
 bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog) {
     if (isTransforming_) return false;
     const QScopedValueRollback working(isTransforming_, true);
-    if (dialog.m_bBatch) return RunTransformBatch(operation, dialog, batch_);
+    if (dialog.m_bBatch) return MayStartBatch() && StartBatch(OrderTransformBatch(batch_, operation, dialog));
     if (!dialog.Document()) throw std::runtime_error(noViewText);
     CDataDoc& doc = *dialog.Document();
     if (doc.operationsAtWork > 0) throw std::runtime_error(operationAtWorkText);
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
-    const RunPlan plan = PlanBatch(session_, {operation, {}, {doc.filePath}, dialog.m_bNewFile});
+    const Keep keep = dialog.m_bNewFile ? Keep::writeNew : Keep::inPlace;
+    const RunPlan plan = PlanRun(session_.files, {Affects::traces, keep, {doc.filePath}});
     const auto planned = AskTarget(doc, plan, Documents());
     if (!planned) return false;
     const CChildFrame* atTarget = FindOpen(planned->target);

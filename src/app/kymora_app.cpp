@@ -90,6 +90,7 @@ class Application : public QApplication {
 CKymora32App::CKymora32App() : session_(remoteHost_, files_), summaries_(files_, {SummaryFolder::OfUser()}) {
     session_.summaries = &summaries_;
     session_.Seed(TimeOfDaySeed());
+    session_.program = "/proc/self/exe";  // this very one, also where another has taken its place
     if (QLocale::system().decimalPoint() == ",") session_.decimalSeparator = ',';
     ReadOptions();
 }

@@ -17,6 +17,7 @@
 #include "app/operation_windows.h"
 #include "app/start_page.h"
 #include "app/transform_step.h"
+#include "batch/windows/multi_batch_window.h"
 #include "widgets/notice_bar.h"
 #include "widgets/tool_icons.h"
 
@@ -87,6 +88,7 @@ void CMainFrame::TakeThemeColours() {
 
 CMainFrame::~CMainFrame() {
     // Children end while the frame still stands, so that nothing they say reaches a half-destroyed window.
+    EndBatches();
     delete operations_;
     mdi_->disconnect(this);
     cursorDock_->disconnect(this);
@@ -125,7 +127,8 @@ std::vector<CDataDoc*> CMainFrame::Documents() const {
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
     // All are asked about before any is closed, so that a Cancel leaves everything as it was.
-    if (!MayClose(session_.host, Documents())) return event->ignore();
+    if (!MayEndBatches() || !MayClose(session_.host, Documents())) return event->ignore();
+    EndBatches();
     for (CChildFrame* child : Children()) child->CloseAtOnce();
     emit SettingsChanged();
     event->accept();
@@ -141,7 +144,7 @@ void CMainFrame::dropEvent(QDropEvent* event) {
     std::vector<std::filesystem::path> paths;
     for (const QUrl& url : event->mimeData()->urls())
         if (url.isLocalFile()) paths.push_back(ToPath(url.toLocalFile()));
-    DropFiles(paths);
+    OpenEach(paths);
 }
 
 }  // namespace kymora

@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 #include <QMdiArea>
+#include <QPointer>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -27,8 +28,11 @@ class DesktopHost;
 struct MenuEntry;
 class NoticeBar;
 class StartPage;
+class BatchWindow;
 class CTransformDlg;
+class MultiBatchWindow;
 class OperationWindows;
+struct BatchOrder;
 class TransformStep;
 
 class CMainFrame : public QMainWindow {
@@ -47,13 +51,13 @@ class CMainFrame : public QMainWindow {
     // Opens a file in a child window of its own; a file that is open already comes to the front. Null when it
     // cannot be opened; the user was told why. Says as much as the frame's files do, or as `talk` says.
     CChildFrame* OpenFile(const std::filesystem::path& path, std::optional<OpenTalk> talk = {});
-    // Opens each. Those that do not open are told of in one message when the others are open.
+    // Opens each. Those that do not open are told of in one message when the others are open. Settings and
+    // lists of operations go to the recording that is then in front.
     void OpenEach(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk = {});
     // The same; a single one fills the main window, several stand side by side.
     void OpenFiles(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk = {});
-    // What is dropped on the window: recordings open, then settings of operations go to the active one.
-    void DropFiles(const std::vector<std::filesystem::path>& paths);
-    void DropFile(const std::filesystem::path& path) { DropFiles({path}); }
+    // What is dropped on the window.
+    void DropFile(const std::filesystem::path& path) { OpenEach({path}); }
     // Opens one of the recent files; one that is gone is taken out of the list if the user agrees.
     void OpenRecent(const std::filesystem::path& path);
 
@@ -96,6 +100,15 @@ class CMainFrame : public QMainWindow {
     void OnGeneralOptions();
     void OnRetainSettings();
     void OnExit();
+
+    // frame_batches.cpp: the window of the To Do list, and that of a batch under way.
+    void OnBatchList();
+    MultiBatchWindow* BatchList() const;
+    BatchWindow* RunningBatch() const;
+    // Of several batches each has its turn: false while one runs, and the user was told.
+    bool MayStartBatch();
+    // False where there is no order, because the user has given up.
+    bool StartBatch(std::optional<BatchOrder> order);
 
     // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
     // chooses, and shows what was made. False when nothing was made; throws what the dialog is to show of it.
@@ -163,7 +176,8 @@ class CMainFrame : public QMainWindow {
 
     // frame_documents.cpp
     void MakeStart();
-    void LoadDropped(const std::filesystem::path& settings);
+    void OpenRecordings(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk);
+    void LoadSettings(const std::filesystem::path& settings);
     CChildFrame* OpenAs(const std::filesystem::path& path, const OpenRequest& request, std::string* fault);
     CChildFrame* FindOpen(const std::filesystem::path& path) const;
     std::vector<CChildFrame*> ChildrenOf(const CDataDoc& doc) const;
@@ -188,6 +202,12 @@ class CMainFrame : public QMainWindow {
     // Puts the converted file of an old version in the place of the old one and shows it.
     void FinishConversion(CChildFrame* child);
 
+    // frame_batches.cpp
+    void MakeBatchList();
+    void LoadBatchList(const std::filesystem::path& path);
+    bool MayEndBatches();
+    void EndBatches();
+
     // frame_windows.cpp
     void TileInRows(bool horizontally);
 
@@ -205,6 +225,7 @@ class CMainFrame : public QMainWindow {
     BatchDocuments batch_;
     RecentFiles recent_;
     OperationWindows* operations_ = nullptr;
+    QPointer<MultiBatchWindow> batchList_;
     bool isTransforming_ = false;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;

@@ -29,12 +29,16 @@ void SetVariant(OperationWindow& window, const OperationVariant* variant) {
 }  // namespace
 
 OperationWindows::OperationWindows(CMainFrame& frame)
-    : QObject(&frame), frame_(frame), panelWidth_(usualPanelWidth), owner_{frame.GetSession(), &frame} {
+    : QObject(&frame),
+      frame_(frame),
+      panelWidth_(usualPanelWidth),
+      owner_{frame.GetSession(), &frame},
+      configuringOwner_{frame.GetSession(), &frame} {
     owner_.transform = [this](const Operation& operation, CTransformDlg& dialog) {
         return frame_.RunTransform(operation, dialog);
     };
     owner_.batch = [this](const Operation& operation, CBatchBaseDlg& block) {
-        RunBatch(operation, block, frame_.Batch());
+        if (frame_.MayStartBatch()) frame_.StartBatch(OrderBatch(frame_.Batch(), operation, block));
     };
     compare_.setSingleShot(true);
     compare_.setInterval(compareAfterMs);
@@ -57,6 +61,7 @@ std::vector<OperationWindow*> OperationWindows::Windows() const {
     std::vector<OperationWindow*> open;
     for (const auto& [name, window] : windows_)
         if (window) open.push_back(window);
+    if (configuring_) open.push_back(configuring_);
     return open;
 }
 
@@ -276,6 +281,27 @@ void OperationWindows::OnLoadConfigFile(const std::filesystem::path& path) {
     if (!window->LoadConfigFile(path) && !wasOpen) window->close();
 }
 
+bool OperationWindows::Configure(const Operation& operation, const std::vector<std::byte>* settings,
+                                 const std::string& key, const std::string& value,
+                                 std::function<void(CBatchBaseDlg&)> taken) {
+    if (!active_) return false;
+    if (configuring_) configuring_->close();
+    const bool isFirst = !frame_.GetSession().operationSettings.contains(std::string(operation.className));
+    OperationWindow* window = MakeOperationWindow(configuringOwner_, operation);
+    configuring_ = window;
+    window->SetConfiguring(std::move(taken));
+    if (settings) {
+        window->Block().TakeSettings(*settings);
+        window->Block().SettingsWereChosen();
+    }
+    window->SetActive(&active_->Document(), &active_->View());
+    if (!settings && isFirst) window->Block().SuggestSettings();
+    const OperationVariant set{{}, {}, {}, key, value};
+    SetVariant(*window, key.empty() ? nullptr : &set);
+    window->show();
+    return true;
+}
+
 // --- what happens to the views ---
 
 void OperationWindows::SetActive(CChildFrame* child) {
@@ -290,7 +316,7 @@ void OperationWindows::SetActive(CChildFrame* child) {
     }
     for (OperationWindow* window : Windows()) {
         window->SetActive(child ? &child->Document() : nullptr, child ? &child->View() : nullptr);
-        if (window->IsBusy()) continue;
+        if (window->IsBusy() || window->IsConfiguring()) continue;
         window->Block().SuggestSettings();
         window->Refresh();
     }

@@ -39,6 +39,12 @@ class OperationWindows : public QObject {
     // The open window of a class, or null.
     OperationWindow* Find(std::string_view className) const;
 
+    // Asks for the settings of an operation in its window, which runs nothing: those given (null: as they
+    // were used last), and a parameter that is set before. False without a recording to ask on.
+    bool Configure(const Operation& operation, const std::vector<std::byte>* settings, const std::string& key,
+                   const std::string& value, std::function<void(CBatchBaseDlg&)> taken);
+    OperationWindow* Configuring() const { return configuring_; }
+
     // Moves the keyboard from the recording to the panels that can be seen, one after the other, and back.
     void GoToNextPanel();
     // Where the panels stand, or stood, and which of their parts are folded away: what is kept of them.
@@ -78,11 +84,12 @@ class OperationWindows : public QObject {
 
     CMainFrame& frame_;
     std::map<std::string, QPointer<OperationWindow>, std::less<>> windows_;  // by class name
-    std::map<std::string, PanelPlace, std::less<>> panels_;                  // where they stood last
-    std::map<std::string, QRect, std::less<>> places_;                       // of those without a panel
+    QPointer<OperationWindow> configuring_;
+    std::map<std::string, PanelPlace, std::less<>> panels_;  // where they stood last
+    std::map<std::string, QRect, std::less<>> places_;       // of those without a panel
     int panelWidth_;
     QPointer<OperationWindow> front_;
-    WindowOwner owner_;
+    WindowOwner owner_, configuringOwner_;
     QPointer<CChildFrame> active_;
     std::optional<Seen> seen_;
     QTimer compare_;  // joins the many changes of a drag

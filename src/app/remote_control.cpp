@@ -31,7 +31,7 @@ void RemoteControl::OpenFiles(const std::vector<std::filesystem::path>& paths) {
     std::string said;
     for (const std::filesystem::path& path : paths) {
         const std::string words =
-            RunUnattended(host_, session_, [&] { frame_.OpenFile(path, OpenTalk::shows); });
+            RunUnattended(host_, session_, [&] { frame_.OpenEach({path}, OpenTalk::shows); });
         if (!words.empty()) said += (said.empty() ? "" : "\n") + path.filename().string() + ": " + words;
     }
     if (frame_.Children().size() > 1) frame_.OnWindowTile();

@@ -1,149 +1,150 @@
-// What the Batch button asks before and shows after.
+// What is asked before a batch.
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <utility>
 
 #include "batch/batch_run.h"
-#include "catalogue/operations.h"
-#include "document/native_writer.h"
 #include "host/form.h"
 #include "import/formats.h"
 #include "import/open_document.h"
-#include "operations/save_result.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {
 
 namespace {
 
-// A text of this size still opens in a window.
-constexpr size_t mostShownBytes = size_t{16} << 20;
+using Why = PlannedFile::Why;
+
 constexpr size_t mostNamed = 10;
+constexpr std::string_view insertingClass = "CEventInsertRandomPointProcess";
+constexpr const char* insertingText =
+    "This will insert events into the current document.\nBatch apply is only activated by clicking OK.";
 
-struct BatchAnswers {
-    bool writeNew = false;
-    bool toFile = false;
-};
+// Each in a line of its own, and how many there are behind those.
+std::string Named(const std::vector<std::string>& names) {
+    std::string text;
+    for (size_t i = 0; i < names.size() && i < mostNamed; ++i) text += "\n" + names[i];
+    if (names.size() > mostNamed) text += fmt::format("\nand {} others", names.size() - mostNamed);
+    return text;
+}
 
-std::optional<BatchAnswers> AskHow(Session& session, bool changes) {
+bool HasListing(const CMultiBatch& list) {
+    for (size_t i = 0; i < list.Count(); ++i)
+        if (list.Item(i).WhatItAffects() == Affects::nothing) return true;
+    return false;
+}
+
+// What windows show and what nobody can be asked about.
+void LeaveOut(RunPlan& plan, BatchDocuments& documents) {
+    FileSystem& files = documents.GetSession().files;
+    for (PlannedFile& planned : plan.files) {
+        if (!planned.IsRun()) continue;
+        const CDataDoc* shown = documents.FindShown(planned.file);
+        const CDataDoc* atTarget = documents.FindShown(planned.target);
+        if (FoldedExtension(planned.file) == ".txt")
+            planned.why = Why::asksHow;
+        else if (plan.keep != Keep::nowhere && atTarget && atTarget != shown)
+            planned.why = Why::targetShown;
+        else if (plan.keep == Keep::inPlace && shown && shown->IsModified())
+            planned.why = Why::unsaved;
+        else if (plan.keep == Keep::inPlace && shown && planned.IsInPlace() &&
+                 files.Stamp(shown->filePath) != shown->RememberedStamp(shown->filePath))
+            planned.why = Why::changedOutside;
+    }
+}
+
+bool MayLeaveOut(Session& session, const RunPlan& plan) {
+    std::vector<std::string> left;
+    for (const PlannedFile& planned : plan.files)
+        if (!planned.IsRun() && planned.why != Why::namedTwice)
+            left.push_back(planned.file.filename().string() + ": " + LeftOutText(planned));
+    if (left.empty()) return true;
+    return session.host.Confirm(fmt::format("{} of {} files will not be processed:{}\nContinue with {}?",
+                                            left.size(), plan.files.size(), Named(left),
+                                            plan.CountRun() == 0 ? "none" : "the others"));
+}
+
+bool MayReplace(Session& session, const RunPlan& plan) {
+    std::vector<std::string> replaced;
+    for (const PlannedFile& planned : plan.files)
+        if (planned.IsRun() && !planned.IsInPlace() && session.files.Stamp(planned.target))
+            replaced.push_back(planned.target.string());
+    if (plan.keep != Keep::inPlace || replaced.empty()) return true;
+    return session.host.Confirm(
+        fmt::format("Foreign files are saved in kymr-dat format. These files exist and will be replaced:{}\n"
+                    "Continue?",
+                    Named(replaced)));
+}
+
+// The last questions, which need the files.
+std::optional<BatchOrder> Finish(BatchOrder order, BatchDocuments& documents, bool savesResults) {
+    Session& session = documents.GetSession();
+    const auto files = session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
+    if (files.empty()) return {};
+    if (savesResults) {
+        order.results =
+            session.host.ChooseSaveFile({"Save the results as", "text (*.txt)|*.txt||", "txt", {}});
+        if (!order.results) return {};
+    }
+    order.plan = PlanChain(session.files, order.list, files);
+    LeaveOut(order.plan, documents);
+    if (!MayLeaveOut(session, order.plan) || !MayReplace(session, order.plan)) return {};
+    return order;
+}
+
+std::optional<BatchOrder> Ask(BatchOrder order, BatchDocuments& documents, bool asksWriteNew) {
+    const bool changes = order.list.WhatItAffects() != Affects::nothing;
+    const bool lists = HasListing(order.list);
     Form form("Batch process");
     form.okLabel = "Choose files...";
     const std::string notice = batchFilesText;
     form.AddNote("notice", changes ? notice + "\n\n" + batchWriteText : notice);
-    if (changes)
+    if (changes && asksWriteNew)
         form.AddFlag("writeNew", "Write new file", false,
                      "Saves each result beside its recording, with _tr in its name");
-    else
+    if (lists)
         form.AddRadio("results", "Results", {"Show in a window", "Save to a file"}, 0,
                       "Where the results of all files go, one behind the other");
-    if (!session.host.AskForm(form)) return {};
-    return BatchAnswers{changes && form.Flag("writeNew"), !changes && form.Choice("results") == 1};
+    if (!documents.GetSession().host.AskForm(form)) return {};
+    if (changes && asksWriteNew) order.list.m_bWriteNewFile = form.Flag("writeNew");
+    return Finish(std::move(order), documents, lists && form.Choice("results") == 1);
 }
 
-bool MayReplace(Session& session, const BatchJob& job) {
-    std::vector<std::filesystem::path> replaced;
-    for (const PlannedFile& planned : PlanBatch(session, job).files)
-        if (planned.IsRun() && !planned.IsInPlace() && session.files.Stamp(planned.target))
-            replaced.push_back(planned.target);
-    if (job.writeNew || replaced.empty()) return true;
-    std::string names;
-    for (size_t i = 0; i < replaced.size() && i < mostNamed; ++i) names += "\n" + replaced[i].string();
-    if (replaced.size() > mostNamed) names += fmt::format("\nand {} others", replaced.size() - mostNamed);
-    return session.host.Confirm(
-        fmt::format("Foreign files are saved in kymr-dat format. These files exist and will be replaced:{}\n"
-                    "Continue?",
-                    names));
-}
-
-// These answer the process errors.
-std::string RunAndShow(Session& session, const BatchJob& job, BatchDocuments& documents,
-                       const std::string& title) {
-    std::string text;
-    bool isCut = false;
-    std::string errors = ProcessErrors(RunBatchJob(job, documents, [&](std::string_view piece) {
-        isCut = isCut || text.size() + piece.size() > mostShownBytes;
-        if (!isCut) text += piece;
-        return !isCut;
-    }));
-    if (!text.empty()) session.host.ShowText(title, text);
-    if (isCut)
-        errors +=
-            "The results are too long to be shown whole. Run the batch again and save them to a file.\r\n";
-    return errors;
-}
-
-std::string RunIntoFile(Session& session, const BatchJob& job, BatchDocuments& documents,
-                        const std::filesystem::path& path) {
-    std::string errors;
-    try {
-        WriteFileAtomically(session.files, path, [&](CArchive& archive) {
-            const RunReport report = RunBatchJob(job, documents, [&](std::string_view piece) {
-                archive.WriteRaw(std::as_bytes(std::span(piece)));
-                return true;
-            });
-            errors = ProcessErrors(report);
-            if (report.CountDone() == 0) throw Cancelled();
-        });
-    } catch (const Cancelled&) {
-        errors += "Nothing was saved.\r\n";
-    } catch (const FileError& error) {
-        errors += fmt::format("The results were not saved.\r\n{}\r\n", error.what());
-    }
-    return errors;
-}
-
-std::vector<std::filesystem::path> ChooseFiles(Session& session) {
-    return session.host.ChooseOpenFiles({"Choose the files to process", OpenFilter(), {}, {}});
-}
-
-std::string DoneText(size_t files, const std::optional<std::filesystem::path>& results) {
-    std::string text =
-        fmt::format("The batch is done: {} {} processed.", files, files == 1 ? "file" : "files");
-    if (results) text += "\nThe results are in " + results->string() + ".";
-    return text;
-}
-
-void ShowProcessErrors(Session& session, const std::string& errors) {
-    if (!errors.empty()) session.host.ShowText("Process errors", errors);
+BatchOrder ListOfOne(const Operation& operation, CBatchBaseDlg& dialog) {
+    BatchOrder order;
+    auto item = operation.make();
+    item->TakeSettings(dialog.Settings());
+    item->SettingsWereChosen();
+    order.list.Add(std::move(item));
+    order.name = dialog.Title();
+    return order;
 }
 
 }  // namespace
 
-bool RunTransformBatch(const Operation& operation, CTransformDlg& dialog, BatchDocuments& documents) {
-    Session& session = documents.GetSession();
-    const BatchJob job{operation, dialog.Settings(), ChooseFiles(session), dialog.m_bNewFile};
-    if (job.files.empty()) return false;
-    if (!MayReplace(session, job)) return false;
-    ShowProcessErrors(session, ProcessErrors(RunBatchJob(job, documents, {})));
-    return true;
+std::optional<BatchOrder> OrderTransformBatch(BatchDocuments& documents, const Operation& operation,
+                                              CTransformDlg& dialog) {
+    BatchOrder order = ListOfOne(operation, dialog);
+    order.list.m_bWriteNewFile = dialog.m_bNewFile;
+    return Finish(std::move(order), documents, false);
 }
 
-bool RunBatch(const Operation& operation, CBatchBaseDlg& dialog, BatchDocuments& documents) {
-    Session& session = documents.GetSession();
+std::optional<BatchOrder> OrderBatch(BatchDocuments& documents, const Operation& operation,
+                                     CBatchBaseDlg& dialog) {
     if (!dialog.View() || !dialog.Document()) {
-        session.host.Failure(noViewText);
-        return false;
+        documents.GetSession().host.Failure(noViewText);
+        return {};
     }
-    const bool changes = dialog.WhatItAffects() != Affects::nothing;
-    const auto answers = AskHow(session, changes);
-    if (!answers) return false;
-    BatchJob job{operation, dialog.Settings(), {}, answers->writeNew};
-    job.files = ChooseFiles(session);
-    if (job.files.empty()) return false;
-    std::optional<std::filesystem::path> results;
-    if (answers->toFile) {
-        results = session.host.ChooseSaveFile({"Save the results as", "text (*.txt)|*.txt||", "txt", {}});
-        if (!results) return false;
-    }
-    if (!MayReplace(session, job)) return false;
-    const std::string errors = results ? RunIntoFile(session, job, documents, *results)
-                                       : RunAndShow(session, job, documents, dialog.Title());
-    ShowProcessErrors(session, errors);
-    // What shows a text of results, or of errors, has told enough.
-    if (errors.empty() && (changes || results)) session.host.Inform(DoneText(job.files.size(), results));
-    return true;
+    if (operation.className == insertingClass)
+        documents.GetSession().host.Notice("batchInserts", "Batch Processing", insertingText);
+    return Ask(ListOfOne(operation, dialog), documents, true);
+}
+
+std::optional<BatchOrder> OrderListBatch(BatchDocuments& documents, const CMultiBatch& list,
+                                         const std::string& name) {
+    if (list.Count() == 0) return {};
+    return Ask({list.Copy(), name, {}}, documents, false);
 }
 
 }  // namespace kymora

@@ -28,6 +28,7 @@ using nlohmann::json;
 
 constexpr double leastShareStep = 0.002;
 constexpr size_t bytesAtOnce = 65536;
+constexpr int mostReads = 64;  // in a step
 
 // Names need not be UTF-8, and records are bytes.
 std::string Hex(std::span<const std::byte> bytes) {
@@ -100,6 +101,17 @@ FileEnd FromJson(const json& text) {
     return end;
 }
 
+json ToJson(const BinaryFileDefaults& defaults) {
+    return {{"traces", defaults.binaryTraces},
+            {"interval", defaults.binaryInterval},
+            {"type", defaults.binaryType},
+            {"used", defaults.binaryUseDefault}};
+}
+
+BinaryFileDefaults BinaryOf(const json& text) {
+    return {text.at("traces"), text.at("interval"), text.at("type"), text.at("used")};
+}
+
 PlannedFile PlannedOf(const json& text) {
     return {Unhex(text.at("file")), Unhex(text.at("target")),
             static_cast<PlannedFile::Why>(text.at("why").get<int>()), Unhex(text.at("other"))};
@@ -152,6 +164,10 @@ class BatchWorkers::Worker {
     }
     void Interrupt() const { ::kill(process_, SIGTERM); }
     int Source() const { return from_; }
+    bool HasNews() const {
+        pollfd source{from_, POLLIN, 0};
+        return ::poll(&source, 1, 0) > 0;
+    }
     // Takes what is there; false at the end.
     bool Read() {
         std::array<char, bytesAtOnce> bytes;
@@ -250,6 +266,8 @@ std::string BatchWorkers::SetupLine() const {
                  {"writeNew", settings.list.m_bWriteNewFile != 0},
                  {"seed", settings.like.seed},
                  {"decimal", std::string(1, settings.like.decimalSeparator)},
+                 {"bootstrap", settings.like.options.bootstrapReps},
+                 {"binary", ToJson(settings.like.binaryFile)},
                  {"imports", settings.imports},
                  {"resumes", settings.resumes},
                  {"journal", settings.journal ? json(Hex(settings.journal->List().string())) : json()},
@@ -291,8 +309,11 @@ void BatchWorkers::Attend(int milliseconds) {
     for (size_t i = sources.size(); i-- > 0;) {
         if (sources[i].revents == 0) continue;
         Worker& worker = *workers_[i];
-        const bool goesOn = worker.Read();
-        while (const auto line = worker.NextLine()) Take(worker, *line);
+        bool goesOn = true;
+        for (int reads = 0; goesOn && reads < mostReads && (reads == 0 || worker.HasNews()); ++reads) {
+            goesOn = worker.Read();
+            while (const auto line = worker.NextLine()) Take(worker, *line);
+        }
         if (goesOn) continue;
         Bury(worker);
         workers_.erase(workers_.begin() + static_cast<std::ptrdiff_t>(i));
@@ -403,6 +424,8 @@ int ServeBatch(const std::function<bool()>& wasInterrupted) {
     Session session(host, files);
     session.Seed(setup.at("seed"));
     session.decimalSeparator = setup.at("decimal").get<std::string>().at(0);
+    session.options.bootstrapReps = setup.at("bootstrap");
+    session.binaryFile = BinaryOf(setup.at("binary"));
     CMultiBatch list;
     MemoryFile record;
     record.Bytes() = BytesOf(Unhex(setup.at("list")));

@@ -357,6 +357,16 @@ std::string LeftOutText(const PlannedFile& planned) {
         return fmt::format("Left out: its result would replace {}, which is to be processed itself.", target);
     if (planned.why == PlannedFile::Why::mayNotReplace)
         return fmt::format("Left out: {} exists and was not to be replaced.", target);
+    if (planned.why == PlannedFile::Why::unsaved)
+        return "This file has unsaved changes in its window. Save it or close it, and run it again; it was "
+               "left as it is.";
+    if (planned.why == PlannedFile::Why::changedOutside)
+        return "This file was changed by another program since it was opened. It was left as it is.";
+    if (planned.why == PlannedFile::Why::targetShown)
+        return fmt::format("Left out: {} is open in a window. Close it, and run this file again.", target);
+    if (planned.why == PlannedFile::Why::asksHow)
+        return "Left out: a text does not tell how it is laid out, and nobody can be asked. Open it and save "
+               "it in kymr-dat format.";
     return fmt::format("Left out: {} goes to the same file {}.", planned.other.filename().string(), target);
 }
 

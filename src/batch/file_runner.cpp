@@ -16,17 +16,6 @@ namespace {
 using From = RunMessage::From;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* unsavedLeftText = "This file has unsaved changes in its window. Save it or close it, "
-                                        "and run it again; it was left as it is.";
-constexpr const char* notInResultText = "This file has unsaved changes in its window. They are not in the "
-                                        "result, which was made from the file as it is "
-                                        "saved.";
-constexpr const char* notSavedText =
-    "This file had unsaved changes in its window. The operation was done there, and nothing was saved.";
-constexpr const char* saveFailedText = "The result stands in the window of this file and was not saved.";
-constexpr const char* changedOutsideText =
-    "This file was changed by another program since it was opened. It was left as it is.";
-
 void Require(const std::string& fault) {
     if (!fault.empty()) throw std::runtime_error(fault);
 }
@@ -85,7 +74,7 @@ class FileRun {
 
     bool Work() {
         caller_.CheckFile(planned_);
-        CDataDoc* doc = plan_.affects == Affects::newRecording ? nullptr : Recording();
+        CDataDoc* doc = plan_.affects == Affects::newRecording ? nullptr : caller_.Open(planned_);
         if (!doc && plan_.affects != Affects::newRecording) return false;
         block_ = caller_.MakeBlock(doc, report_.messages);
         if (doc && plan_.affects != Affects::nothing) CheckTarget(*doc);
@@ -93,64 +82,33 @@ class FileRun {
         return RunOn(*doc);
     }
 
-    // The one of a window where the result stays there, or the file as it is on the disk.
-    CDataDoc* Recording() {
-        CDataDoc* const shown = caller_.FindShown(planned_.file);
-        const bool makesFile = plan_.affects == Affects::traces;
-        const bool isUsed = shown && (plan_.affects == Affects::nothing || planned_.IsInPlace() ||
-                                      (makesFile && plan_.keep == Keep::inPlace));
-        if (!isUsed) {
-            if (shown && shown->IsModified()) Say(notInResultText);
-            return caller_.Open(planned_);
-        }
-        if (makesFile && shown->IsModified()) Require(unsavedLeftText);
-        shown->GetDisplaySettingsFromView();
-        return shown_ = shown;
-    }
-
     void CheckTarget(CDataDoc& doc) {
-        const CDataDoc* atTarget = caller_.FindShown(planned_.target);
-        if (atTarget && atTarget != &doc && !planned_.IsInPlace())
-            Require(fmt::format("{} is open in a window.", planned_.target.string()));
         caller_.CheckTarget(planned_);
         Require(TargetFault(doc, planned_));
-        if (shown_ && planned_.IsInPlace() &&
-            doc.GetSession().files.Stamp(doc.filePath) != doc.RememberedStamp(doc.filePath))
-            Require(changedOutsideText);
     }
 
     bool Write(CDataDoc* doc) {
         if (!WriteAsPlanned(*block_, doc ? doc->GetSession() : caller_.GetSession(), planned_, plan_.keep))
             return false;
         report_.outputs.push_back(planned_.target);
-        if (!shown_) return true;
-        block_.reset();
-        caller_.ReplaceShown(*shown_, planned_.target);
         return true;
     }
 
     bool RunOn(CDataDoc& doc) {
-        const bool hadChanges = doc.IsModified();
         if (!block_->Run()) return false;
         if (block_->IsAttended() && caller_.WasCancelled()) throw Cancelled();
-        if (plan_.affects != Affects::nothing && !KeepEvents(doc, hadChanges)) return false;
+        if (plan_.affects != Affects::nothing && !KeepEvents(doc)) return false;
         if (plan_.keep == Keep::out && plan_.affects == Affects::nothing)
             report_.outputs.push_back(planned_.target);
         caller_.TakeResult(*block_, planned_);
         return true;
     }
 
-    // Of a window its unsaved changes stay the user's.
-    bool KeepEvents(CDataDoc& doc, bool hadChanges) {
-        if (!planned_.IsInPlace()) {
+    bool KeepEvents(CDataDoc& doc) {
+        if (!planned_.IsInPlace())
             WriteResultFile(doc, planned_.target);
-        } else if (shown_ && hadChanges) {
-            Say(notSavedText);
-            return true;
-        } else if (!SaveInPlace(doc)) {
-            if (shown_) Say(saveFailedText);
+        else if (!SaveInPlace(doc))
             return false;
-        }
         const bool isForeign = planned_.IsInPlace() && doc.GetFileType() != typeFloat;
         report_.outputs.push_back(isForeign ? SideCarPath(planned_.file) : planned_.target);
         return true;
@@ -160,7 +118,6 @@ class FileRun {
     const PlannedFile& planned_;
     RunCaller& caller_;
     FileReport report_;
-    CDataDoc* shown_ = nullptr;  // the recording, where it is that of a window
     std::unique_ptr<CBatchBaseDlg> block_;
 };
 

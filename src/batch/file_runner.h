@@ -1,7 +1,7 @@
 #pragma once
 // Runs an operation over the files of a plan, one after the other, and reports what became of each. Who asks
 // for it opens the recordings, makes the operation with its settings, and makes texts of the reports: a
-// batch, the terminal.
+// list of operations, the terminal.
 
 #include <exception>
 #include <memory>
@@ -53,13 +53,9 @@ class RunCaller {
     virtual void CheckFile(const PlannedFile&) {}
     virtual void CheckTarget(const PlannedFile&) {}
 
-    // The document in which a window shows a file and which may be used, or null.
-    virtual CDataDoc* FindShown(const std::filesystem::path&) { return nullptr; }
     // A recording that stays until Close. Null where it does not open, which its host was told.
     virtual CDataDoc* Open(const PlannedFile& planned) = 0;
     virtual void Close(const std::filesystem::path& file) = 0;
-    // A new file has taken the place of what a window shows; that document may go.
-    virtual void ReplaceShown(CDataDoc&, const std::filesystem::path&) {}
 
     // The operation with its settings, on a recording, or on none where it needs none. Its messages go to
     // `messages` where nobody attends the run.

@@ -39,6 +39,11 @@ struct PlannedFile {
         sameTarget,     // the result of `other` goes there
         replacesNamed,  // its result would replace a file that is named itself
         mayNotReplace,  // its result would replace a file, and the user said no
+        // Of files that windows show:
+        unsaved,         // what stands in the window is not saved, and the file would be replaced
+        changedOutside,  // another program has changed the file since the window read it
+        targetShown,     // its result would replace what another window shows
+        asksHow,         // a text, about whose layout nobody can be asked
     };
     std::filesystem::path file;
     std::filesystem::path target;  // the file itself where it is kept in place

@@ -29,7 +29,8 @@ class FrameTransformsTest : public FrameTest {
         dialog.m_bBatch = batch;
         EXPECT_EQ(dialog.Params().Find("order")->SetFromText("2 0 0"), "");
         EXPECT_EQ(dialog.Params().Find("scale")->SetFromText("2"), "");
-        return frame->RunTransform(*FindOperation("CUnitaryTransform"), dialog);
+        return frame->RunTransform(*FindOperation("CUnitaryTransform"), dialog) &&
+               QTest::qWaitFor([this] { return frame->RunningBatch() == nullptr; });
     }
     CDataDoc* Shown(const std::filesystem::path& path) {
         for (CDataDoc* doc : frame->Documents())

@@ -398,8 +398,6 @@ TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
               "file is already open.");
     EXPECT_TRUE(drop({QUrl::fromLocalFile("/one.kymr-dat"), QUrl::fromLocalFile("/two.kymr-dat")}));
     EXPECT_EQ(frame->Children().size(), 2u);
-    drop({QUrl::fromLocalFile("/list.kymr-batch")});
-    EXPECT_NE(host.LastMessage().find("list.kymr-batch holds a list of operations"), std::string::npos);
 }
 
 // --- saving ---

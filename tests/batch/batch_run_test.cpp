@@ -1,76 +1,94 @@
+// A batch as a window runs it: what is asked, what becomes of files that windows show, what is told.
+
 #include "batch/batch_run.h"
-#include "host/form.h"
 
 #include <gtest/gtest.h>
 
-#include <set>
-
+#include "batch/operation_tree.h"
+#include "detection/event_threshold.h"
 #include "document/native_writer.h"
+#include "eventanalysis/event_list.h"
+#include "host/disk_file_system.h"
+#include "host/form.h"
 #include "host/memory_file_system.h"
 #include "import/formats.h"
 #include "import/open_document.h"
 #include "support/edf_builder.h"
-#include "support/listing_operation.h"
 #include "support/memory_doc.h"
 #include "support/native_builder.h"
 #include "support/test_host.h"
-#include "support/test_transform.h"
+#include "transforms/unitary_transform.h"
 
 namespace kymora::test {
 namespace {
 
-constexpr int channel = 5;  // of the marks
+using State = BatchRow::State;
 
-// A window as far as a document knows of it.
+constexpr int detected = 5;
+
+// A window as far as a dialog knows of it.
 class StillView : public DocumentView {
   public:
-    explicit StillView(CDataDoc& doc) : doc_(doc) { doc.AddView(*this); }
-    ~StillView() override { doc_.RemoveView(*this); }
-    DisplaySettings GetDisplaySettings() const override { return settings; }
-    void OnUpdate(UpdateHint) override { ++updates; }
-    DisplaySettings settings;
-    int updates = 0;
-
-  private:
-    CDataDoc& doc_;
+    DisplaySettings GetDisplaySettings() const override { return {}; }
+    void OnUpdate(UpdateHint) override {}
 };
 
 class BatchRunTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        WriteNative("/a.kymr-dat", 1000);
-        WriteNative("/b.kymr-dat", 500);
+        WriteNative("/a.kymr-dat");
+        WriteNative("/b.kymr-dat");
         files.Put("/c.edf", EdfBuilder().AddRamp("one", 10).Build());
-        host.progress.clear();
-        settings = MarkOperation().Settings();
+        documents.replaceShown = [this](CDataDoc& doc, const std::filesystem::path& path) {
+            replaced.push_back(doc.filePath.string() + " by " + path.string());
+        };
+        EXPECT_EQ(detect.Params().Find("onPos")->SetFromText("2"), "");
+        detect.m_nDestination = detected;
+        list.m_nChannel1 = detected;
     }
-    void TearDown() override { duringRun = nullptr; }
-
-    void WriteNative(const std::filesystem::path& path, size_t length) {
-        WriteNativeFile(*MemoryDoc::Make(session, {std::vector<float>(length, 1.0f)}), path);
-    }
-    // How many files were done; `errors` is what the user reads.
-    size_t Run(std::vector<std::filesystem::path> paths, bool writeNew = false) {
-        return Run({markOperation, settings, std::move(paths), writeNew});
-    }
-    size_t Transform(std::vector<std::filesystem::path> paths, bool writeNew = false) {
-        return Run({testTransform, CTestTransform().Settings(), std::move(paths), writeNew});
-    }
-    size_t Run(const BatchJob& job) {
-        report = RunBatchJob(job, documents, {});
-        errors = ProcessErrors(report);
-        return report.CountDone();
-    }
-    bool WasTold(std::string_view text) const { return errors.find(text) != std::string::npos; }
-    // The end of the mark in a file; -1 where there is none.
-    int32_t MarkIn(const std::filesystem::path& path) {
-        if (!files.Has(path)) return -1;
-        const auto doc = OpenDocument(session, path, OpenFor::reading);
-        return doc && doc->GetNumEvents(channel) == 1 ? doc->GetOff(channel, 0) : -1;
+    void WriteNative(const std::filesystem::path& path) {
+        std::vector<float> samples(1000, 0.0f);
+        for (size_t i = 100; i < 1000; i += 100) samples[i] = samples[i + 1] = samples[i + 2] = 9.0f;
+        WriteNativeFile(*MemoryDoc::Make(session, {samples}), path);
     }
     CDataDoc& Show(const std::filesystem::path& path) {
         windows.push_back(OpenDocument(session, path));
         return *windows.back();
+    }
+    // The Batch button of a dialog over the files; the form is accepted as `fill` leaves it.
+    std::optional<BatchOrder> Order(CBatchBaseDlg& dialog, std::vector<std::filesystem::path> names,
+                                    std::function<void(Form&)> fill = {}) {
+        if (!dialog.Document()) {
+            dialog.CheckChangeDoc(&Show("/c.edf"));
+            dialog.CheckChangeView(&view);
+        }
+        host.openFiles = std::move(names);
+        host.fillForms = {[fill](Form& form) {
+            if (fill) fill(form);
+            return true;
+        }};
+        return OrderBatch(documents, *FindOperation(dialog.ClassName()), dialog);
+    }
+    // Runs to the end; `midway` happens when the first file is done.
+    void Run(std::optional<BatchOrder> order, const std::function<void(BatchRun&)>& midway = {}) {
+        ASSERT_TRUE(order);
+        BatchRun run(std::move(*order), documents);
+        bool goesOn = run.Step(0);
+        if (midway) midway(run);
+        while (goesOn) goesOn = run.Step(0);
+        run.Conclude();
+        rows = run.Rows();
+        errors = run.Errors();
+        told = run.DoneText();
+        records = run.Records();
+    }
+    static auto WriteNew() {
+        return [](Form& form) { form["writeNew"].flag = true; };
+    }
+    // -1 where there is no such file.
+    int EventsIn(const std::filesystem::path& path) {
+        const auto doc = files.Has(path) ? OpenDocument(session, path, OpenFor::reading) : nullptr;
+        return doc ? static_cast<int>(doc->GetNumEvents(detected)) : -1;
     }
 
     MemoryFileSystem files;
@@ -82,308 +100,285 @@ class BatchRunTest : public ::testing::Test {
                                  for (const auto& doc : windows) shown.push_back(doc.get());
                                  return shown;
                              }};
-    std::vector<std::byte> settings;
-    RunReport report;
-    std::string errors;
+    StillView view;
+    CEventThreshold detect;
+    CEventList list;
+    std::vector<std::string> replaced;
+    std::vector<BatchRow> rows;
+    std::string errors, told;
+    std::vector<std::string> records;
 };
-
-TEST_F(BatchRunTest, NativeFilesInPlaceAndForeignOnesBeside) {
-    const auto foreign = files.Bytes("/c.edf");
-    EXPECT_EQ(Run({"/a.kymr-dat", "/c.edf", "/b.kymr-dat"}), 3u);
-    EXPECT_FALSE(report.wasCancelled);
-    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000);
-    EXPECT_EQ(MarkIn("/b.kymr-dat"), 500);
-    EXPECT_EQ(MarkIn("/c.kymr-dat"), 10);
-    EXPECT_EQ(files.Bytes("/c.edf"), foreign);
-    EXPECT_EQ(files.Count(), 7u) << "three results with their steps; no side-car, nothing temporary";
-    EXPECT_EQ(errors, "");
-    EXPECT_TRUE(host.WasSilent());
-    ASSERT_EQ(host.progress.size(), 1u) << "one box for all";
-    EXPECT_EQ(host.progress[0].parts.front(), "file 1 of 3");
-    EXPECT_TRUE(host.progress[0].closed);
-    EXPECT_EQ(OpenDocument(session, "/a.kymr-dat")->historyLog.find("Test operation\r\n"), 0u);
-}
-
-// A window goes on reading the file that it opened; what another program put there is not its to replace.
-TEST_F(BatchRunTest, FilesThatOthersReplacedStay) {
-    Show("/a.kymr-dat");
-    files.Put("/other.kymr-dat", files.Bytes("/b.kymr-dat"));
-    files.Rename("/other.kymr-dat", "/a.kymr-dat");
-    const auto theirs = files.Bytes("/a.kymr-dat");
-    EXPECT_EQ(Transform({"/a.kymr-dat", "/b.kymr-dat"}), 1u);
-    EXPECT_EQ(files.Bytes("/a.kymr-dat"), theirs);
-    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file was changed by another program")) << errors;
-}
-
-TEST_F(BatchRunTest, NewFilesReplaceNoSource) {
-    WriteNative("/b_tr.kymr-dat", 7);
-    const auto source = files.Bytes("/b_tr.kymr-dat");
-    EXPECT_EQ(Transform({"/b.kymr-dat", "/b_tr.kymr-dat"}, true), 1u);
-    EXPECT_TRUE(WasTold("/b.kymr-dat\r\n\tLeft out: its result would replace b_tr.kymr-dat"));
-    EXPECT_EQ(files.Bytes("/b_tr.kymr-dat"), source);
-    EXPECT_TRUE(files.Has("/b_tr_tr.kymr-dat"));
-}
-
-// The conversion that a save of so old a file asks about is what a batch is for.
-TEST_F(BatchRunTest, FilesOfOldVersionsAreRewritten) {
-    NativeRecipe recipe;
-    recipe.version = 12;
-    files.Put("/old.kymr-dat", BuildNative(recipe).file.data);
-    EXPECT_EQ(Run({"/old.kymr-dat"}), 1u) << errors;
-    EXPECT_EQ(MarkIn("/old.kymr-dat"), 10);
-    const auto doc = OpenDocument(session, "/old.kymr-dat");
-    EXPECT_EQ(doc->fileVersion, currentFileVersion);
-    std::vector<float> values(10);
-    doc->ReadBlock(1, 0, values);
-    for (int64_t i = 0; i < 10; ++i) EXPECT_EQ(values[static_cast<size_t>(i)], BuiltSample(1, i));
-}
 
 TEST_F(BatchRunTest, FailingFilesAreToldAndTheOthersRun) {
     files.Put("/broken.kymr-dat", {std::byte{7}, std::byte{8}});
+    NativeRecipe recipe;
+    recipe.version = 12;
+    files.Put("/old.kymr-dat", BuildNative(recipe).file.data);
     files.Put("/text.txt", {});
-    WriteNative("/locked.kymr-dat", 20);
-    {
-        const auto doc = OpenDocument(session, "/locked.kymr-dat");
-        doc->eventChannels[channel].channelLocked = true;
-        ASSERT_TRUE(doc->OnSaveDocument());
-    }
-    const auto locked = files.Bytes("/locked.kymr-dat");
     const auto other = OpenDocument(session, "/b.kymr-dat");  // another program, as it were
-    EXPECT_EQ(Run({"/missing.kymr-dat", "/broken.kymr-dat", "/text.txt", "/locked.kymr-dat", "/b.kymr-dat",
-                   "/a.kymr-dat"}),
-              1u);
-    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "the last one, behind all the others";
-    EXPECT_EQ(files.Bytes("/locked.kymr-dat"), locked);
-    for (const char* words :
-         {"/missing.kymr-dat\r\n\tThere is no such file.\r\n/broken.kymr-dat\r\n\t",
-          "/text.txt\r\n\tUnrecognised file type: abandoning\r\n", "/locked.kymr-dat\r\n\tTest operation: ",
-          "/b.kymr-dat\r\n\t/b.kymr-dat has the ReadOnly property set."})
-        EXPECT_TRUE(WasTold(words)) << words << "\n" << errors;
-    EXPECT_FALSE(WasTold("/a.kymr-dat"));
-    EXPECT_TRUE(host.WasSilent()) << "a batch waits for nobody";
-}
-
-TEST_F(BatchRunTest, CancelEndsTheBatchBetweenAndWithinFiles) {
-    host.cancelAtCall = 2;
-    EXPECT_EQ(Run({"/a.kymr-dat", "/b.kymr-dat"}), 1u);
-    EXPECT_TRUE(report.wasCancelled);
-    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "what is done stays";
-    EXPECT_EQ(MarkIn("/b.kymr-dat"), -1);
-    EXPECT_EQ(errors, "The batch was cancelled. 1 of 2 files were processed.\r\n");
-
-    host.cancelAtCall = 0;
-    host.progress.clear();
-    host.cancelAtDone = 1250;  // a quarter through the second file
-    uint64_t last = 0;
-    duringRun = [&](CDataDoc& doc) {
-        const auto progress = doc.GetHost().StartProgress("Detecting", 8);
-        progress->SetPart("trace 1 of 4");
-        for (uint64_t done = 0; done <= 8; ++done) {
-            last = done;
-            if (!progress->Update(done)) return false;
-        }
-        return true;
-    };
-    EXPECT_EQ(Run({"/b.kymr-dat", "/a.kymr-dat", "/c.edf"}), 1u);
-    EXPECT_EQ(host.progress[0].parts.back(), "file 2 of 3, trace 1 of 4");
-    EXPECT_TRUE(report.wasCancelled);
-    EXPECT_EQ(last, 2u);
-    EXPECT_EQ(host.progress.size(), 1u) << "the work on a file moves the one bar";
-    EXPECT_FALSE(files.Has("/c.kymr-dat"));
-}
-
-TEST_F(BatchRunTest, FilesDrawFromOneRowOfRandomNumbers) {
-    std::set<uint64_t> draws;
-    duringRun = [&](CDataDoc& doc) { return draws.insert(doc.GetSession().random()).second; };
-    const auto before = session.random;
-    Show("/a.kymr-dat");
-    EXPECT_EQ(Run({"/a.kymr-dat", "/b.kymr-dat"}), 2u);
-    EXPECT_EQ(draws.size(), 2u);
-    EXPECT_NE(session.random, before);
-}
-
-TEST_F(BatchRunTest, ReportsAreData) {
-    files.Put("/a.edf", EdfBuilder().AddRamp("one", 10).Build());
-    EXPECT_EQ(Run({"/a.edf", "/b.kymr-dat", "/a.kymr-dat", "/gone.edf", "/c.edf", "/b.kymr-dat"}), 3u);
-    using enum Outcome;
+    Run(Order(detect, {"/missing.kymr-dat", "/broken.kymr-dat", "/text.txt", "/b.kymr-dat", "/old.kymr-dat",
+                       "/a.kymr-dat", "/a.kymr-dat"}));
     const struct {
-        Outcome outcome;
-        std::vector<std::filesystem::path> outputs;
-        const char* message;
-    } expected[] = {{leftOut, {}, ""},           {leftOut, {}, ""},
-                    {done, {"/a.kymr-dat"}, ""}, {failed, {}, "There is no such file."},
-                    {done, {"/c.kymr-dat"}, ""}, {done, {"/b.kymr-dat"}, ""}};
-    ASSERT_EQ(report.files.size(), std::size(expected));
-    for (size_t i = 0; i < std::size(expected); ++i) {
-        const FileReport& file = report.files[i];
-        EXPECT_EQ(file.outcome, expected[i].outcome) << i;
-        EXPECT_EQ(file.outputs, expected[i].outputs) << i;
-        EXPECT_EQ(file.messages.empty() ? "" : file.messages[0].text, expected[i].message) << i;
-        EXPECT_EQ(file.channels.size(), file.IsDone() ? 1u : 0u) << i;
-        EXPECT_EQ(file.block, nullptr) << "it went with the recording";
+        State state;
+        const char* errors;
+    } expected[] = {{State::failed, "/missing.kymr-dat\r\n\tThere is no such file.\r\n"},
+                    {State::failed, "/broken.kymr-dat\r\n\t"},
+                    {State::leftOut, "/text.txt\r\n\tLeft out: a text does not tell"},
+                    {State::failed, "/b.kymr-dat\r\n\t"},
+                    {State::done, ""},
+                    {State::done, ""},
+                    {State::leftOut, ""}};
+    ASSERT_EQ(rows.size(), std::size(expected));
+    for (size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i].state, expected[i].state) << rows[i].file << rows[i].text;
+        EXPECT_NE(errors.find(expected[i].errors), std::string::npos) << errors;
     }
-    EXPECT_EQ(MarkIn("/a.kymr-dat"), 1000) << "made from itself";
-    EXPECT_EQ(errors, "/a.edf\r\n\tLeft out: a.kymr-dat goes to the same file a.kymr-dat.\r\n"
-                      "/gone.edf\r\n\tThere is no such file.\r\n")
-        << "the same file twice is no news";
-}
-
-// What one voice says in several pieces has one heading; a refusal is told as it stands.
-TEST_F(BatchRunTest, MessagesBecomeLines) {
-    using enum RunMessage::From;
-    report.files = {{.planned = {"/a.edf", "/a.edf"},
-                     .messages = {{operation, "one\r\ntwo\r\n", "Title"},
-                                  {operation, "three", "Title"},
-                                  {refusal, "No.\nNever.", "Title"},
-                                  {host, "four\n", ""},
-                                  {run, "five", ""}}}};
-    EXPECT_EQ(ProcessErrors(report), "/a.edf\r\n\tone\r\n\ttwo\r\n\tthree\r\n"
-                                     "/a.edf\r\n\tTitle: No.\nNever.\r\n"
-                                     "/a.edf\r\n\tfour\r\n/a.edf\r\n\tfive\r\n");
-}
-
-TEST_F(BatchRunTest, WindowsThatShowTheFiles) {
-    CDataDoc& saved = Show("/a.kymr-dat");
-    CDataDoc& edited = Show("/b.kymr-dat");
-    StillView view(saved);
-    view.settings = {saved.view, {}};
-    view.settings.view.viewStart = 100.0;
-    view.settings.view.viewEnd = 250.0;
-    edited.AddEvent(0, {1, 2});
-    edited.SetModifiedFlag();
-    const auto b = files.Bytes("/b.kymr-dat");
-    MarkOperation dialog;
-    dialog.m_nRegionMode = regionVisible;
-    settings = dialog.Settings();
-    ASSERT_EQ(Run({"/a.kymr-dat"}), 1u) << errors;
-    EXPECT_EQ(saved.GetOn(channel, 0), 100) << "what is seen in the window";
-    EXPECT_EQ(saved.GetOff(channel, 0), 250);
-    EXPECT_TRUE(saved.Undo().CanUndo());
-    EXPECT_FALSE(saved.IsModified());
-    EXPECT_EQ(MarkIn("/a.kymr-dat"), 250) << "and saved";
-    EXPECT_GT(view.updates, 0);
-
-    settings = MarkOperation().Settings();
-    EXPECT_EQ(Run({"/b.kymr-dat"}), 1u);
-    EXPECT_EQ(edited.GetOff(channel, 0), 500);
-    EXPECT_TRUE(edited.IsModified());
-    EXPECT_EQ(files.Bytes("/b.kymr-dat"), b) << "nobody agreed to save the user's own changes";
-    EXPECT_NE(errors.find("nothing was saved"), std::string::npos);
-    EXPECT_TRUE(host.WasSilent());
-}
-
-TEST_F(BatchRunTest, NewFilesAndWindows) {
-    CDataDoc& edited = Show("/a.kymr-dat");
-    edited.AddEvent(0, {1, 2});
-    edited.SetModifiedFlag();
-    files.Put("/a_tr.kymr-dat", {std::byte{1}});
-    EXPECT_EQ(Run({"/a.kymr-dat", "/c.edf"}, true), 2u) << errors;
-    EXPECT_TRUE(host.WasSilent()) << "replaced without a question";
-    EXPECT_EQ(MarkIn("/a_tr.kymr-dat"), 1000);
-    EXPECT_EQ(MarkIn("/c_tr.kymr-dat"), 10);
-    EXPECT_EQ(OpenDocument(session, "/a_tr.kymr-dat")->GetNumEvents(0), 0) << "made from what is on the disk";
-    EXPECT_EQ(edited.GetNumEvents(channel), 0) << "the window stays as it is";
-    EXPECT_TRUE(WasTold("/a.kymr-dat\r\n\tThis file has unsaved changes")) << errors;
-
-    Show("/a_tr.kymr-dat");
-    const auto before = files.Bytes("/a_tr.kymr-dat");
-    EXPECT_EQ(Run({"/a.kymr-dat"}, true), 0u);
-    EXPECT_EQ(files.Bytes("/a_tr.kymr-dat"), before);
-    EXPECT_NE(errors.find("/a_tr.kymr-dat is open in a window."), std::string::npos) << errors;
-}
-
-// --- the Batch button ---
-
-class BatchDialogTest : public BatchRunTest {
-  protected:
-    void Attach(CBatchBaseDlg& dialog) {
-        CDataDoc& doc = Show("/a.kymr-dat");
-        view = std::make_unique<StillView>(doc);
-        view->settings.view = doc.view;
-        dialog.CheckChangeDoc(&doc);
-        dialog.CheckChangeView(view.get());
-    }
-    void TearDown() override {
-        view.reset();
-        BatchRunTest::TearDown();
-    }
-    std::unique_ptr<StillView> view;
-};
-
-TEST_F(BatchDialogTest, NeedsAViewAndAnswers) {
-    MarkOperation dialog;
-    EXPECT_FALSE(RunBatch(markOperation, dialog, documents));
-    EXPECT_EQ(host.LastMessage(), "No active view or document");
-    Attach(dialog);
-    EXPECT_FALSE(RunBatch(markOperation, dialog, documents)) << "the form was cancelled";
-    EXPECT_TRUE(host.fileRequests.empty());
-    host.fillForms = {[](Form&) { return true; }};
-    EXPECT_FALSE(RunBatch(markOperation, dialog, documents)) << "no file was chosen";
-    EXPECT_EQ(host.fileRequests[0].filter, OpenFilter());
-    EXPECT_EQ(host.texts.size(), 0u);
-}
-
-TEST_F(BatchDialogTest, RunsTheSettingsOfTheDialogAndShowsTheErrorsOnce) {
-    MarkOperation dialog;
-    Attach(dialog);
-    dialog.m_strLabel = "marks";
-    host.openFiles = {"/a.kymr-dat", "/gone.kymr-dat"};
-    host.fillForms = {[](Form& form) { return form["writeNew"].flag = true; }};
-    ASSERT_TRUE(RunBatch(markOperation, dialog, documents));
-    EXPECT_EQ(OpenDocument(session, "/a_tr.kymr-dat")->eventChannels[channel].channelLabel, "marks");
+    EXPECT_EQ(EventsIn("/a.kymr-dat"), 9) << "the last one, behind all the others";
+    EXPECT_EQ(OpenDocument(session, "/old.kymr-dat")->fileVersion, currentFileVersion);
     ASSERT_EQ(host.texts.size(), 1u);
     EXPECT_EQ(host.texts[0].title, "Process errors");
-    EXPECT_EQ(host.texts[0].text, "/gone.kymr-dat\r\n\tThere is no such file.\r\n");
+    EXPECT_EQ(host.texts[0].text, errors);
+    EXPECT_EQ(told, "The batch is done: 2 files processed, 3 failed, 2 left out.");
+    EXPECT_EQ(records.size(), rows.size());
+    EXPECT_NE(host.LogText().find("transforming file number = 5"), std::string::npos);
 }
 
-TEST_F(BatchDialogTest, AsksBeforeForeignFilesReplaceNativeOnes) {
-    MarkOperation dialog;
-    Attach(dialog);
-    files.Put("/b.edf", EdfBuilder().AddRamp("one", 10).Build());
-    const auto before = files.Bytes("/b.kymr-dat");
-    host.openFiles = {"/b.edf", "/c.edf"};
-    const auto accept = [](Form&) { return true; };
-    host.fillForms = {accept, accept};
-    host.answer = false;
-    EXPECT_FALSE(RunBatch(markOperation, dialog, documents));
-    ASSERT_EQ(host.questions.size(), 1u);
-    EXPECT_NE(host.questions[0].text.find("\n/b.kymr-dat\n"), std::string::npos);
-    EXPECT_EQ(files.Bytes("/b.kymr-dat"), before);
-    EXPECT_FALSE(files.Has("/c.kymr-dat"));
-    host.answer = true;
-    EXPECT_TRUE(RunBatch(markOperation, dialog, documents));
-    EXPECT_EQ(host.LastMessage(), "The batch is done: 2 files processed.");
-    EXPECT_EQ(MarkIn("/b.kymr-dat"), 10);
+TEST_F(BatchRunTest, CancelLeavesWhatIsDoneAndTheRestAsItWas) {
+    Run(Order(detect, {"/a.kymr-dat", "/b.kymr-dat"}), [](BatchRun& run) { run.Cancel(); });
+    EXPECT_EQ(EventsIn("/a.kymr-dat"), 9);
+    EXPECT_EQ(EventsIn("/b.kymr-dat"), 0);
+    EXPECT_EQ(rows[1].state, State::cancelled);
+    EXPECT_EQ(errors, "The batch was cancelled. 1 of 2 files were processed.\r\n");
 }
 
-TEST_F(BatchDialogTest, ListsOfAllFilesInOneText) {
-    ListOperation dialog;
-    Attach(dialog);
-    windows[0]->AddEvent(0, {1, 2});  // not saved, but seen
-    host.openFiles = {"/a.kymr-dat", "/gone.kymr-dat", "/c.edf"};
-    host.fillForms = {[](Form&) { return true; },
-                      [](Form& form) { return form["results"].choice = 1, true; }};
-    const std::string expected =
-        "/a.kymr-dat\r\n1 events\r\nfollowed\r\n\r\n/c.edf\r\n0 events\r\nfollowed\r\n";
-    ASSERT_TRUE(RunBatch(listOperation, dialog, documents));
+TEST_F(BatchRunTest, FilesThatWindowsShow) {
+    const auto edit = [](CDataDoc& doc) {
+        doc.AddEvent(0, {1, 2});
+        doc.SetModifiedFlag();
+    };
+    const struct {
+        const char* what;
+        const char* shown;
+        bool writeNew, isEdited, isEditedMeanwhile;
+        std::function<void()> before;
+        State state;
+        const char *target, *replaced, *told;
+    } cases[] = {
+        {"saved",
+         "/a.kymr-dat",
+         false,
+         false,
+         false,
+         {},
+         State::done,
+         "/a.kymr-dat",
+         "/a.kymr-dat by /a.kymr-dat",
+         ""},
+        {"unsaved",
+         "/a.kymr-dat",
+         false,
+         true,
+         false,
+         {},
+         State::leftOut,
+         nullptr,
+         nullptr,
+         "has unsaved changes in its window. Save it or close it"},
+        {"edited meanwhile",
+         "/a.kymr-dat",
+         false,
+         false,
+         true,
+         {},
+         State::done,
+         "/a.kymr-dat",
+         nullptr,
+         "while the batch worked on it"},
+        {"changed outside", "/a.kymr-dat", false, false, false,
+         [this] { WriteNative("/x.kymr-dat"), files.Rename("/x.kymr-dat", "/a.kymr-dat"); }, State::leftOut,
+         nullptr, nullptr, "changed by another program"},
+        {"beside, unsaved",
+         "/a.kymr-dat",
+         true,
+         true,
+         false,
+         {},
+         State::done,
+         "/a_tr.kymr-dat",
+         nullptr,
+         "They are not in the result"},
+        {"target shown",
+         "/a_tr.kymr-dat",
+         true,
+         false,
+         false,
+         {},
+         State::leftOut,
+         nullptr,
+         nullptr,
+         "a_tr.kymr-dat is open in a window"},
+        {"foreign",
+         "/d.edf",
+         false,
+         false,
+         false,
+         {},
+         State::done,
+         "/d.kymr-dat",
+         "/d.edf by /d.kymr-dat",
+         ""},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.what);
+        windows.clear();
+        replaced.clear();
+        detect.CheckChangeDoc(nullptr);
+        WriteNative("/a.kymr-dat");
+        WriteNative("/a_tr.kymr-dat");
+        files.Put("/d.edf", EdfBuilder().AddRamp("one", 10).Build());
+        CDataDoc& doc = Show(one.shown);
+        if (one.isEdited) edit(doc);
+        if (one.before) one.before();
+        const std::string file = one.shown == std::string("/d.edf") ? "/d.edf" : "/a.kymr-dat";
+        Run(Order(detect, {file}, one.writeNew ? WriteNew() : std::function<void(Form&)>()), [&](BatchRun&) {
+            if (one.isEditedMeanwhile) edit(doc);
+        });
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(rows[0].state, one.state) << errors;
+        const int events = file == "/d.edf" ? 1 : 9;
+        EXPECT_EQ(one.target ? EventsIn(one.target) : events, events);
+        EXPECT_EQ(replaced,
+                  one.replaced ? std::vector<std::string>{one.replaced} : std::vector<std::string>());
+        EXPECT_EQ(errors.empty(), !*one.told) << errors;
+        EXPECT_NE(errors.find(one.told), std::string::npos) << errors;
+    }
+}
+
+// The same by processes, each with files of its own.
+TEST_F(BatchRunTest, WorkersAreProcesses) {
+    DiskFileSystem disk;
+    Session real(host, disk);
+    real.program = KYMORA_PROGRAM;
+    BatchDocuments none(real, [] { return std::vector<CDataDoc*>(); });
+    const auto folder = std::filesystem::temp_directory_path() / "kymora-batch-run";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    BatchOrder order;
+    auto item = std::make_unique<CEventThreshold>();
+    item->TakeSettings(detect.Settings());
+    order.list.Add(std::move(item));
+    std::vector<std::filesystem::path> names;
+    for (const char* name : {"a.kymr-dat", "b.kymr-dat", "gone.kymr-dat", "c.kymr-dat"}) {
+        names.push_back(folder / name);
+        if (names.size() == 3) continue;
+        const auto copy = files.Bytes("/a.kymr-dat");
+        disk.Open(names.back(), OpenMode::createNew)->WriteAt(0, copy);
+    }
+    order.plan = PlanChain(disk, order.list, names);
+    BatchRun run(std::move(order), none);
+    while (run.Step(100)) {
+    }
+    run.Conclude();
+    for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(run.Rows()[i].state, i == 2 ? State::failed : State::done) << run.Errors();
+        if (i == 2) continue;
+        EXPECT_EQ(OpenDocument(real, names[i], OpenFor::reading)->GetNumEvents(detected), 9);
+    }
+    std::filesystem::remove_all(folder);
+}
+
+// --- what is asked ---
+
+TEST_F(BatchRunTest, WhatEndsABatchBeforeItBegins) {
+    EXPECT_FALSE(OrderBatch(documents, *FindOperation("CEventThreshold"), detect));
+    EXPECT_EQ(host.LastMessage(), "No active view or document");
+    EXPECT_FALSE(Order(detect, {})) << "no file was chosen";
+    EXPECT_EQ(host.fileRequests.back().filter, OpenFilter());
+    EXPECT_FALSE(OrderListBatch(documents, {}, "empty"));
+
+    WriteNative("/c.kymr-dat");
+    files.Put("/a.edf", EdfBuilder().AddRamp("one", 10).Build());
+    host.nextAnswers = {false};
+    EXPECT_FALSE(Order(detect, {"/a.edf", "/a.kymr-dat"}));
+    EXPECT_NE(
+        host.questions.back().text.find("a.edf: Left out: a.kymr-dat goes to the same file a.kymr-dat."),
+        std::string::npos)
+        << host.questions.back().text;
+    host.nextAnswers = {true, false};
+    EXPECT_FALSE(Order(detect, {"/a.edf", "/c.edf"}));
+    EXPECT_NE(host.questions.back().text.find("will be replaced:\n/a.kymr-dat\n/c.kymr-dat\n"),
+              std::string::npos)
+        << host.questions.back().text;
+    EXPECT_TRUE(Order(detect, {"/a.edf", "/c.edf"}, WriteNew()));
+}
+
+TEST_F(BatchRunTest, ATransformAsksForFilesAlone) {
+    CUnitaryTransform dialog;
+    dialog.m_bNewFile = true;
+    host.openFiles = {"/a.kymr-dat"};
+    Run(OrderTransformBatch(documents, *FindOperation("CUnitaryTransform"), dialog));
+    EXPECT_TRUE(host.forms.empty());
+    EXPECT_TRUE(files.Has("/a_tr.kymr-dat")) << errors;
+}
+
+TEST_F(BatchRunTest, WhatIsListedIsShownOrSaved) {
+    for (const char* path : {"/a.kymr-dat", "/b.kymr-dat"}) {
+        const auto doc = OpenDocument(session, path);
+        doc->AddEvent(detected, {1, 2});
+        ASSERT_TRUE(doc->OnSaveDocument());
+    }
+    const std::vector<std::filesystem::path> names{"/a.kymr-dat", "/gone.kymr-dat", "/b.kymr-dat"};
+    Run(Order(list, names));
     ASSERT_EQ(host.texts.size(), 2u);
-    EXPECT_EQ(host.texts[0].title, "List operation");
-    EXPECT_EQ(host.texts[0].text, expected);
-    EXPECT_EQ(host.texts[1].title, "Process errors");
-    EXPECT_FALSE(files.Has("/c.kymr-dat")) << "a list changes no file";
-
+    EXPECT_EQ(host.texts[0].title, list.Title());
+    const std::string text = host.texts[0].text;
+    EXPECT_EQ(text.find("/a.kymr-dat\r\nEvent parameters"), 0u) << text;
+    EXPECT_NE(text.find("\r\n\r\n/b.kymr-dat\r\nEvent parameters"), std::string::npos);
+    EXPECT_EQ(text.find("gone"), std::string::npos);
+    const auto toFile = [](Form& form) { form["results"].choice = 1; };
     host.saveFile = "/results.txt";
-    ASSERT_TRUE(RunBatch(listOperation, dialog, documents));
+    Run(Order(list, names, toFile));
     const auto saved = [this] {
         const auto bytes = files.Bytes("/results.txt");
         return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     };
-    EXPECT_EQ(saved(), expected);
-    host.openFiles = {"/gone.kymr-dat"};
-    host.fillForms = {[](Form& form) { return form["results"].choice = 1, true; }};
-    ASSERT_TRUE(RunBatch(listOperation, dialog, documents));
-    EXPECT_EQ(saved(), expected);
-    EXPECT_TRUE(host.texts.back().text.ends_with("Nothing was saved.\r\n"));
+    EXPECT_EQ(saved(), text);
+    EXPECT_NE(told.find("The results are in /results.txt."), std::string::npos);
+    Run(Order(list, {"/gone.kymr-dat"}, toFile));
+    EXPECT_EQ(saved(), text);
+    EXPECT_TRUE(errors.ends_with("Nothing was saved.\r\n"));
+}
+
+// --- the tree ---
+
+// Each head with what stands under it.
+void Tell(const OperationNode& node, const std::string& above, std::map<std::string, std::string>& heads) {
+    const std::string path = above.empty() ? node.label : above + "/" + node.label;
+    for (const OperationNode& child : node.children) {
+        if (child.operation)
+            heads[path] += child.label + ";";
+        else
+            Tell(child, path, heads);
+    }
+}
+
+TEST(OperationTreeTest, HeadsHoldWhatCanBeMade) {
+    std::map<std::string, std::string> heads;
+    Tell(OperationTree(), {}, heads);
+    for (const auto& [head, leaf] : {std::pair{"Operations/Trace transform", "Derivative;"},
+                                     {"Operations/Trace transform/Filter", "Moving median;"},
+                                     {"Operations/Trace transform/Normalize", "Normalize;"},
+                                     {"Operations/Trace transform/Local energy", "Local energy;"},
+                                     {"Operations/Event detection", "Threshold Event;"},
+                                     {"Operations/Lists and statistics", "Event histogram;"}})
+        EXPECT_NE(heads[head].find(leaf), std::string::npos) << head << ": " << heads[head];
+    for (const auto& [head, leaves] : heads) {
+        EXPECT_FALSE(leaves.empty()) << head;
+        EXPECT_EQ(leaves.find("Histogram of numbers"), std::string::npos) << "it works on no recording";
+    }
+    const bool hasLogic = FindOperation("CEventLogic") != nullptr;
+    EXPECT_EQ(heads["Operations/Event edit/Logical operations"],
+              hasLogic ? "AND;XOR;EQUALS;NOT;AND_NOT;" : "");
 }
 
 }  // namespace
