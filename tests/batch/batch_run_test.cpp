@@ -245,7 +245,7 @@ TEST_F(BatchRunTest, FilesThatWindowsShow) {
         });
         ASSERT_EQ(rows.size(), 1u);
         EXPECT_EQ(rows[0].state, one.state) << errors;
-        const int events = file == "/d.edf" ? 1 : 9;
+        const int events = file == "/d.edf" ? 0 : 9;  // or the result is not there
         EXPECT_EQ(one.target ? EventsIn(one.target) : events, events);
         EXPECT_EQ(replaced,
                   one.replaced ? std::vector<std::string>{one.replaced} : std::vector<std::string>());
@@ -304,7 +304,7 @@ TEST_F(BatchRunTest, WhatEndsABatchBeforeItBegins) {
         host.questions.back().text.find("a.edf: Left out: a.kymr-dat goes to the same file a.kymr-dat."),
         std::string::npos)
         << host.questions.back().text;
-    host.nextAnswers = {true, false};
+    host.nextAnswers = {false};
     EXPECT_FALSE(Order(detect, {"/a.edf", "/c.edf"}));
     EXPECT_NE(host.questions.back().text.find("will be replaced:\n/a.kymr-dat\n/c.kymr-dat\n"),
               std::string::npos)
