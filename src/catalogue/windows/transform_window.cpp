@@ -93,7 +93,6 @@ void TransformWindow::SetConfiguring(std::function<void(CBatchBaseDlg&)> taken) 
     auto* note = new QLabel(tr(noPreviewText), this);
     note->setObjectName("noPreview");
     note->setWordWrap(true);
-    note->setEnabled(false);
     AddRow(note);
 }
 
