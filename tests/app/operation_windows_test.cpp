@@ -2,8 +2,10 @@
 
 #include <QAccessible>
 #include <QCheckBox>
+#include <QColorDialog>
 #include <QLabel>
 #include <QPushButton>
+#include <QTimer>
 
 #include "catalogue/windows/transform_window.h"
 #include "frame_fixture.h"
@@ -125,6 +127,12 @@ TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWindowsThatCanBePr
     host.openFiles = {"/two.kymr-dat"};
     host.saveFile = "/saved.kymr-cfg";
     QPointer<OperationWindow> window;
+    // Buttons of colours ask in a box of their own.
+    QTimer closesBoxes;
+    QObject::connect(&closesBoxes, &QTimer::timeout, [] {
+        if (auto* box = qobject_cast<QColorDialog*>(QApplication::activeModalWidget())) box->reject();
+    });
+    closesBoxes.start(5);
     const auto press = [&](const std::function<bool(const QString&)>& wanted) {
         QList<QPointer<QAbstractButton>> buttons;
         for (QAbstractButton* button : window->findChildren<QAbstractButton*>()) buttons.push_back(button);
