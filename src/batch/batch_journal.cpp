@@ -5,10 +5,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "batch/hex_text.h"
 #include "host/sha256.h"
 
 namespace kymora {
@@ -19,9 +21,11 @@ using nlohmann::json;
 
 constexpr const char* ending = ".journal";
 
-std::filesystem::path Absolute(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::absolute(path, ignored).lexically_normal();
+// One name for all that lead to a file, links among its folders included.
+std::filesystem::path Plain(const std::filesystem::path& path) {
+    std::error_code failed;
+    const auto plain = std::filesystem::weakly_canonical(path, failed);
+    return failed ? path : plain;
 }
 
 std::string TextOf(const json& line, const char* key) {
@@ -37,41 +41,51 @@ BatchJournal::BatchJournal(const std::filesystem::path& list) : list_(list), pat
     for (std::string line; std::getline(file, line);) {
         const json parsed = json::parse(line, nullptr, false);
         if (!parsed.is_object()) continue;
-        JournalEntry entry{TextOf(parsed, "work"), TextOf(parsed, "source"), TextOf(parsed, "target"),
-                           TextOf(parsed, "result")};
-        if (!entry.result.empty()) entries_.emplace(entry.target, std::move(entry));
+        JournalEntry entry{TextOf(parsed, "work"), TextOf(parsed, "source"),
+                           FromHex(TextOf(parsed, "target")), TextOf(parsed, "result")};
+        if (entry.result.empty()) continue;
+        if (const auto found = parsed.find("operations"); found != parsed.end() && found->is_array())
+            for (const json& operation : *found)
+                if (operation.is_string()) entry.operations.push_back(operation.get<std::string>());
+        entries_.push_back(std::move(entry));
     }
 }
 
-bool BatchJournal::IsDone(FileSystem& files, const std::string& work, const std::filesystem::path& source,
-                          const std::filesystem::path& target) const {
-    const auto [first, last] = entries_.equal_range(Absolute(target));
-    if (first == last || !files.Stamp(target)) return false;
+const JournalEntry* BatchJournal::FindDone(FileSystem& files, const std::string& work,
+                                           const std::filesystem::path& target, bool replacesSource,
+                                           const std::function<std::string()>& source) const {
+    const auto isMeant = [&](const JournalEntry& entry) {
+        // What replaced a recording is told by its content alone, whatever it is called by now.
+        return entry.work == work && (replacesSource || entry.target == Plain(target));
+    };
+    if (std::ranges::none_of(entries_, isMeant) || !files.Stamp(target)) return nullptr;
     const std::string now = Sha256Of(*files.Open(target, OpenMode::readOnly));
-    const bool isItsOwn = Absolute(source) == Absolute(target);
     std::string sourceNow;
-    for (auto at = first; at != last; ++at) {
-        const JournalEntry& entry = at->second;
-        if (entry.work != work || entry.result != now) continue;
-        if (isItsOwn) return true;
-        if (sourceNow.empty()) sourceNow = Sha256Of(*files.Open(source, OpenMode::readOnly));
-        if (entry.source == sourceNow) return true;
+    for (const JournalEntry& entry : entries_) {
+        if (!isMeant(entry) || entry.result != now) continue;
+        if (replacesSource) return &entry;
+        if (sourceNow.empty()) sourceNow = source();
+        if (entry.source == sourceNow) return &entry;
     }
-    return false;
+    return nullptr;
 }
 
-bool BatchJournal::Knows(const std::filesystem::path& target) const {
-    return entries_.contains(Absolute(target));
+bool BatchJournal::IsResult(FileSystem& files, const std::filesystem::path& target) const {
+    const auto isOf = [&](const JournalEntry& entry) { return entry.target == Plain(target); };
+    if (std::ranges::none_of(entries_, isOf) || !files.Stamp(target)) return false;
+    const std::string now = Sha256Of(*files.Open(target, OpenMode::readOnly));
+    return std::ranges::any_of(entries_,
+                               [&](const JournalEntry& entry) { return isOf(entry) && entry.result == now; });
 }
 
 // In one write behind all that is there, so that the lines of several programs do not mix.
 std::optional<std::string> BatchJournal::Note(const JournalEntry& entry, bool replacesSource) {
     if (isBroken_) return {};
-    const auto target = Absolute(entry.target);
     const json line = {{"work", entry.work},
                        {"source", entry.source},
-                       {"target", target.string()},
-                       {"result", entry.result}};
+                       {"target", ToHex(Plain(entry.target).string())},
+                       {"result", entry.result},
+                       {"operations", entry.operations}};
     // A line that was torn before ends here.
     const std::string text = "\n" + line.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
     const int handle = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);

@@ -4,9 +4,10 @@
 // same journal.
 
 #include <filesystem>
-#include <map>
+#include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/file_system.h"
 
@@ -17,7 +18,8 @@ struct JournalEntry {
     std::string work;    // of the operations with their settings, and all else that the result comes from
     std::string source;  // of the recording
     std::filesystem::path target;
-    std::string result;  // of the file that was made
+    std::string result;                     // of the file that was made
+    std::vector<std::string> operations{};  // their records
 };
 
 class BatchJournal {
@@ -27,12 +29,14 @@ class BatchJournal {
     const std::filesystem::path& List() const { return list_; }
     const std::filesystem::path& Path() const { return path_; }
 
-    // The target holds, unchanged, what this work made of a recording: of this one, or, where the recording
-    // itself was replaced, of the one that stood there before. Throws FileError.
-    bool IsDone(FileSystem& files, const std::string& work, const std::filesystem::path& source,
-                const std::filesystem::path& target) const;
-    // Some entry is of this target.
-    bool Knows(const std::filesystem::path& target) const;
+    // The entry by which the target holds, unchanged, what this work made of a recording: of one with the sum
+    // `source`, which is asked for where it matters, or, where the recording itself is replaced, of any. Null
+    // where there is none. Throws FileError.
+    const JournalEntry* FindDone(FileSystem& files, const std::string& work,
+                                 const std::filesystem::path& target, bool replacesSource,
+                                 const std::function<std::string()>& source) const;
+    // The target is the unchanged result of some entry.
+    bool IsResult(FileSystem& files, const std::filesystem::path& target) const;
     // Reaches the disk before it is told where the recording itself is to be replaced: it would else be
     // worked on a second time after a power cut. A journal that cannot be written says so once, and stops
     // nothing: the answer is the reason.
@@ -40,7 +44,7 @@ class BatchJournal {
 
   private:
     std::filesystem::path list_, path_;
-    std::multimap<std::filesystem::path, JournalEntry> entries_;  // by target
+    std::vector<JournalEntry> entries_;
     bool isBroken_ = false;
 };
 

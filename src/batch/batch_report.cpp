@@ -1,5 +1,6 @@
 #include "batch/batch_report.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "document/native_writer.h"
@@ -43,11 +44,17 @@ std::vector<std::string> ReadReport(FileSystem& files, const std::filesystem::pa
     const Json report = Json::parse(text, nullptr, false);
     if (!report.is_object() || !report.contains("records") || !report["records"].is_array())
         throw std::runtime_error(path.string() + " is no report of a batch.");
+    const Json& records = report["records"];
+    if (!std::ranges::all_of(records, [](const Json& record) { return record.is_object(); }))
+        throw std::runtime_error(path.string() + " is no report of a batch.");
     std::vector<std::string> lines = LinesOf(text);
-    if (lines.size() == report["records"].size()) return lines;
+    if (std::ranges::equal(lines, records, [](const std::string& line, const Json& record) {
+            return Json::parse(line, nullptr, false) == record;
+        }))
+        return lines;
     // Another program has laid it out anew.
     lines.clear();
-    for (const Json& record : report["records"]) lines.push_back(record.dump());
+    for (const Json& record : records) lines.push_back(record.dump());
     return lines;
 }
 

@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "batch/hex_text.h"
 #include "host/disk_file_system.h"
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
@@ -29,23 +30,6 @@ using nlohmann::json;
 constexpr double leastShareStep = 0.002;
 constexpr size_t bytesAtOnce = 65536;
 constexpr int mostReads = 64;  // in a step
-
-// Names need not be UTF-8, and records are bytes.
-std::string Hex(std::span<const std::byte> bytes) {
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const std::byte byte : bytes)
-        fmt::format_to(std::back_inserter(text), "{:02x}", static_cast<int>(byte));
-    return text;
-}
-std::string Hex(const std::string& text) { return Hex(std::as_bytes(std::span(text))); }
-
-std::string Unhex(const std::string& text) {
-    std::string bytes;
-    for (size_t i = 0; i + 1 < text.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
-    return bytes;
-}
 
 std::string Line(const json& message) {
     return message.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
@@ -74,11 +58,11 @@ FileEnd EndOf(const ChainReport& report, const std::string& listName, bool hasRe
 }
 
 json ToJson(const FileEnd& end) {
-    return {{"file", Hex(end.file.string())},
+    return {{"file", ToHex(end.file.string())},
             {"twice", end.isNamedTwice},
             {"outcome", static_cast<int>(end.outcome)},
             {"before", end.wasDoneBefore},
-            {"output", end.output ? json(Hex(end.output->string())) : json()},
+            {"output", end.output ? json(ToHex(end.output->string())) : json()},
             {"errors", end.errors},
             {"messages", end.messages},
             {"record", end.record},
@@ -88,11 +72,11 @@ json ToJson(const FileEnd& end) {
 
 FileEnd FromJson(const json& text) {
     FileEnd end;
-    end.file = Unhex(text.at("file"));
+    end.file = FromHex(text.at("file").get<std::string>());
     end.isNamedTwice = text.at("twice");
     end.outcome = static_cast<Outcome>(text.at("outcome").get<int>());
     end.wasDoneBefore = text.at("before");
-    if (text.at("output").is_string()) end.output = Unhex(text.at("output"));
+    if (text.at("output").is_string()) end.output = FromHex(text.at("output").get<std::string>());
     end.errors = text.at("errors");
     end.messages = text.at("messages").get<std::vector<std::string>>();
     end.record = text.at("record");
@@ -108,13 +92,25 @@ json ToJson(const BinaryFileDefaults& defaults) {
             {"used", defaults.binaryUseDefault}};
 }
 
+json ToJson(const TextFileDefaults& defaults) {
+    return {{"skipRows", defaults.skipRows},       {"isStated", defaults.isStated},
+            {"skipColumns", defaults.skipColumns}, {"labelRow", defaults.labelRow},
+            {"interval", defaults.sampleInterval}, {"inColumns", defaults.dataInColumns}};
+}
+
+TextFileDefaults TextOf(const json& text) {
+    return {text.at("skipRows"), text.at("isStated"), text.at("skipColumns"),
+            text.at("labelRow"), text.at("interval"), text.at("inColumns")};
+}
+
 BinaryFileDefaults BinaryOf(const json& text) {
     return {text.at("traces"), text.at("interval"), text.at("type"), text.at("used")};
 }
 
 PlannedFile PlannedOf(const json& text) {
-    return {Unhex(text.at("file")), Unhex(text.at("target")),
-            static_cast<PlannedFile::Why>(text.at("why").get<int>()), Unhex(text.at("other"))};
+    return {FromHex(text.at("file").get<std::string>()), FromHex(text.at("target").get<std::string>()),
+            static_cast<PlannedFile::Why>(text.at("why").get<int>()),
+            FromHex(text.at("other").get<std::string>())};
 }
 
 std::string HowItEnded(int status) {
@@ -195,6 +191,7 @@ class BatchWorkers::Worker {
     }
 
     std::optional<size_t> file;  // at work
+    bool hasBegun = false;       // with it
 
   private:
     pid_t process_ = -1;
@@ -261,16 +258,20 @@ void BatchWorkers::StepHere() {
 
 std::string BatchWorkers::SetupLine() const {
     const ChainSettings& settings = work_.settings;
-    return Line({{"list", Hex(work_.settings.list.Record())},
-                 {"name", Hex(work_.listName)},
+    return Line({{"list", ToHex(work_.settings.list.Record())},
+                 {"name", ToHex(work_.listName)},
                  {"writeNew", settings.list.m_bWriteNewFile != 0},
                  {"seed", settings.like.seed},
                  {"decimal", std::string(1, settings.like.decimalSeparator)},
                  {"bootstrap", settings.like.options.bootstrapReps},
                  {"binary", ToJson(settings.like.binaryFile)},
+                 {"text", ToJson(settings.like.textFile)},
+                 {"palette", settings.like.options.palette},
+                 {"focus", settings.like.options.expandContractFocus},
+                 {"channels", settings.like.options.eventChannelMode},
                  {"imports", settings.imports},
                  {"resumes", settings.resumes},
-                 {"journal", settings.journal ? json(Hex(settings.journal->List().string())) : json()},
+                 {"journal", settings.journal ? json(ToHex(settings.journal->List().string())) : json()},
                  {"results", settings.hasResults}});
 }
 
@@ -292,12 +293,13 @@ bool BatchWorkers::GiveWork(Worker& worker) {
     waiting_.pop_front();
     const PlannedFile& planned = work_.plan.files[index];
     worker.file = index;
+    worker.hasBegun = false;
     listener_.Started(index);
     // One that has ended meanwhile is noticed when it is read.
-    worker.Send(Line({{"file", Hex(planned.file.string())},
-                      {"target", Hex(planned.target.string())},
+    worker.Send(Line({{"file", ToHex(planned.file.string())},
+                      {"target", ToHex(planned.target.string())},
                       {"why", static_cast<int>(planned.why)},
-                      {"other", Hex(planned.other.string())},
+                      {"other", ToHex(planned.other.string())},
                       {"shown", work_.shown.contains(planned.file)}}));
     return true;
 }
@@ -324,30 +326,47 @@ void BatchWorkers::Take(Worker& worker, std::string_view line) {
     const json message = json::parse(line, nullptr, false);
     if (!message.is_object() || !worker.file) return;
     const size_t index = *worker.file;
+    worker.hasBegun = true;
     if (message.contains("share"))
         listener_.Moved(index, message["share"], message["part"].get<std::string>());
-    if (message.contains("text")) listener_.TakeText(index, Unhex(message["text"]));
+    if (message.contains("text")) listener_.TakeText(index, FromHex(message["text"].get<std::string>()));
     if (message.contains("log")) listener_.Log(message["log"].get<std::string>());
     if (!message.contains("end")) return;
     worker.file.reset();
-    listener_.Finished(index, FromJson(message["end"]));
-    GiveWork(worker);
+    FileEnd end = FromJson(message["end"]);
+    // Somebody else told it to end; another one takes its place.
+    const bool wasStopped = end.outcome == Outcome::cancelled && !isCancelled_;
+    if (wasStopped) end = LostFile(index, "it was told to end");
+    listener_.Finished(index, end);
+    if (wasStopped)
+        worker.Close();
+    else
+        GiveWork(worker);
 }
 
-void BatchWorkers::Bury(Worker& worker) {
-    const int status = worker.Wait();
-    if (!worker.file) return;
+FileEnd BatchWorkers::LostFile(size_t index, const std::string& how) const {
     ChainReport report;
-    report.planned = work_.plan.files[*worker.file];
+    report.planned = work_.plan.files[index];
     report.outcome = isCancelled_ ? Outcome::cancelled : Outcome::failed;
     if (!isCancelled_)
         report.messages.push_back(
             {RunMessage::From::run,
              fmt::format("The process that worked on this file has ended before its time "
                          "({}). The file is as it was.",
-                         HowItEnded(status)),
+                         how),
              {}});
-    listener_.Finished(*worker.file, EndOf(report, work_.listName, work_.settings.hasResults));
+    return EndOf(report, work_.listName, work_.settings.hasResults);
+}
+
+void BatchWorkers::Bury(Worker& worker) {
+    const int status = worker.Wait();
+    if (!worker.file) return;
+    // It was told to end after the file before; another one takes this.
+    const bool isUntouched = !worker.hasBegun && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (isUntouched && !isCancelled_ && handedOn_.insert(*worker.file).second)
+        waiting_.push_front(*worker.file);
+    else
+        listener_.Finished(*worker.file, LostFile(*worker.file, HowItEnded(status)));
 }
 
 // --- those who do it ---
@@ -368,7 +387,7 @@ class Serving : public ChainWatcher {
     }
     void Log(std::string_view text) override { Tell({{"log", text}}); }
     bool TakeText(std::string_view text) override {
-        return Tell({{"text", Hex(std::as_bytes(std::span(text)))}});
+        return Tell({{"text", ToHex(std::as_bytes(std::span(text)))}});
     }
     // False also when nobody hears it any more.
     bool Tell(const json& message) {
@@ -426,24 +445,29 @@ int ServeBatch(const std::function<bool()>& wasInterrupted) {
     session.decimalSeparator = setup.at("decimal").get<std::string>().at(0);
     session.options.bootstrapReps = setup.at("bootstrap");
     session.binaryFile = BinaryOf(setup.at("binary"));
+    session.textFile = TextOf(setup.at("text"));
+    session.options.palette = setup.at("palette");
+    session.options.expandContractFocus = setup.at("focus");
+    session.options.eventChannelMode = setup.at("channels");
     CMultiBatch list;
     MemoryFile record;
-    record.Bytes() = BytesOf(Unhex(setup.at("list")));
+    record.Bytes() = BytesOf(FromHex(setup.at("list").get<std::string>()));
     CArchive archive(record, CArchive::Mode::load);
     list.Serialize(archive);
     list.m_bWriteNewFile = setup.at("writeNew").get<bool>();
     std::optional<BatchJournal> journal;
-    if (setup.at("journal").is_string()) journal.emplace(Unhex(setup.at("journal")));
+    if (setup.at("journal").is_string()) journal.emplace(FromHex(setup.at("journal").get<std::string>()));
     ChainSettings settings{list, session};
     settings.imports = setup.at("imports").get<ImportSettings>();
     settings.resumes = setup.at("resumes");
     settings.journal = journal ? &*journal : nullptr;
     settings.hasResults = setup.at("results");
-    const std::string listName = Unhex(setup.at("name"));
+    const std::string listName = FromHex(setup.at("name").get<std::string>());
     Serving watcher(wasInterrupted);
     while (const auto line = lines.Next()) {
         const json request = json::parse(*line);
         watcher.Begin();
+        watcher.Update(0.0, {});
         const ChainReport report =
             RunChain(settings, PlannedOf(request), files, watcher, request.at("shown"));
         watcher.Tell({{"end", ToJson(EndOf(report, listName, settings.hasResults))}});

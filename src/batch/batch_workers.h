@@ -74,12 +74,14 @@ class BatchWorkers {
     void Attend(int milliseconds);
     void Take(Worker& worker, std::string_view line);
     void Bury(Worker& worker);
+    FileEnd LostFile(size_t index, const std::string& how) const;
     std::string SetupLine() const;
 
     BatchWork work_;
     FileSystem& files_;
     BatchListener& listener_;
     std::deque<size_t> waiting_;
+    std::set<size_t> handedOn_;  // whose worker ended before it began with them
     std::vector<std::unique_ptr<Worker>> workers_;
     bool isCancelled_ = false;
 };

@@ -7,6 +7,7 @@
 
 #include "archive/archive.h"
 #include "batch/run_record.h"
+#include "document/side_car.h"
 #include "document/staged_files.h"
 #include "host/memory_file_system.h"
 #include "host/sha256.h"
@@ -231,20 +232,34 @@ class ChainRun {
     void Work() {
         if (!files_.Stamp(planned_.file)) throw std::runtime_error("There is no such file.");
         const bool isKept = settings_.list.WhatItAffects() != Affects::nothing;
-        if (isKept && settings_.resumes && settings_.journal &&
-            settings_.journal->IsDone(files_, WorkOf(settings_), planned_.file, planned_.target)) {
-            report_.wasDoneBefore = true;
-            report_.outcome = Outcome::done;
-            report_.output = planned_.target;
-            report_.sha256 = Sha256Of(*files_.Open(planned_.target, OpenMode::readOnly));
-            return;
-        }
-        if (isKept && settings_.journal)
-            sourceSum_ = Sha256Of(*files_.Open(planned_.file, OpenMode::readOnly));
+        if (isKept && settings_.resumes && settings_.journal && WasDoneBefore()) return;
+        if (isKept && settings_.journal) sourceSum_ = SumOfSource();
         for (size_t i = 0; i < settings_.list.Count(); ++i)
             if (!RunStep(i)) return;
         if (staged_.HasTarget()) Keep();
         report_.outcome = Outcome::done;
+    }
+
+    bool WasDoneBefore() {
+        const JournalEntry* entry =
+            settings_.journal->FindDone(files_, WorkOf(settings_), planned_.target, planned_.IsInPlace(),
+                                        [this] { return SumOfSource(); });
+        if (!entry) return false;
+        report_.wasDoneBefore = true;
+        report_.outcome = Outcome::done;
+        report_.output = planned_.target;
+        report_.sha256 = entry->result;
+        for (const std::string& record : entry->operations) report_.steps.push_back({{}, record, {}});
+        return true;
+    }
+
+    // Of the file, and of what the user has beside a foreign one.
+    std::string SumOfSource() {
+        std::string sum = Sha256Of(*files_.Open(planned_.file, OpenMode::readOnly));
+        const auto beside = SideCarPath(planned_.file);
+        if (beside != planned_.file && files_.Stamp(beside))
+            sum += "+" + Sha256Of(*files_.Open(beside, OpenMode::readOnly));
+        return sum;
     }
 
     // The first one that changes something makes the target, the later ones change it.
@@ -281,12 +296,19 @@ class ChainRun {
         report_.sha256 = Sha256Of(staged_.Staged());
         if (settings_.journal) {
             const auto fault = settings_.journal->Note(
-                {WorkOf(settings_), sourceSum_, planned_.target, report_.sha256}, planned_.IsInPlace());
+                {WorkOf(settings_), sourceSum_, planned_.target, report_.sha256, RecordsOfSteps()},
+                planned_.IsInPlace());
             if (fault) Say(*fault);
         }
         if (host_.WasCancelled()) throw Cancelled();
         staged_.Commit();
         report_.output = planned_.target;
+    }
+
+    std::vector<std::string> RecordsOfSteps() const {
+        std::vector<std::string> records;
+        for (const ChainStep& step : report_.steps) records.push_back(step.record);
+        return records;
     }
 
     void Say(std::string text) { report_.messages.push_back({RunMessage::From::run, std::move(text), {}}); }

@@ -18,6 +18,8 @@ constexpr uint32_t listVersion = 2;
 constexpr size_t leastItemBytes = 14;
 constexpr const char* unknownItemText =
     "The list holds {}, which this version of Kymora does not have. Nothing was loaded.";
+constexpr const char* leftOverText =
+    "The file holds more than the settings of its operations. It is damaged, and nothing was loaded.";
 constexpr const char* laterListText =
     "The list was written by a later version of Kymora and cannot be read by this one.";
 constexpr const char* damagedItemText = "The settings of {} in the list are damaged. Nothing was loaded.\n{}";
@@ -102,6 +104,7 @@ void CMultiBatch::Serialize(CArchive& archive) {
     std::vector<std::unique_ptr<CBatchBaseDlg>> items;
     const uint32_t count = archive.ReadItemCount(leastItemBytes, "operations");
     for (uint32_t i = 0; i < count; ++i) items.push_back(ReadItem(archive, ReadClassName(archive)));
+    if (archive.Remaining() > 0) throw ArchiveError(leftOverText);
     items_ = std::move(items);
 }
 
@@ -124,6 +127,7 @@ bool LoadMultiBatch(Session& session, CMultiBatch& list, const std::filesystem::
             archive.Seek(0);
             CMultiBatch single;
             single.Add(ReadItem(archive, name));
+            if (archive.Remaining() > 0) throw ArchiveError(leftOverText);
             single.m_bWriteNewFile = list.m_bWriteNewFile;
             list = std::move(single);
         } else {

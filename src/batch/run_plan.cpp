@@ -90,13 +90,19 @@ class Planner {
         LeaveToLater();
     }
 
+    // One name for a file that need not exist, whatever links lead to its folder.
+    Path PlaceOf(const Path& path) const {
+        const Path plain = Plain(path);
+        return files_.Resolve(plain.parent_path()) / plain.filename();
+    }
+
     // Of several with one target the last one is run.
     void LeaveToLater() {
         std::map<Path, Path> last;  // by target
         for (size_t i = plan_.files.size(); i-- > 0;) {
             PlannedFile& planned = plan_.files[i];
             if (planned.why == Why::namedTwice) continue;
-            const auto [at, isLast] = last.emplace(Plain(planned.target), planned.file);
+            const auto [at, isLast] = last.emplace(PlaceOf(planned.target), planned.file);
             if (isLast) continue;
             planned.why = at->second == planned.file ? Why::namedTwice : Why::sameTarget;
             planned.other = at->second;

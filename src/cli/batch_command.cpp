@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "batch/batch_report.h"
@@ -8,6 +9,7 @@
 #include "cli/interrupt.h"
 #include "cli/line_feeds.h"
 #include "document/native_writer.h"
+#include "document/temporary_file.h"
 #include "operations/settings_json.h"
 
 namespace kymora {
@@ -221,11 +223,30 @@ class BatchCommand : public Subcommand {
             }
         }
         CheckReport(context, *options_.collect);
+        AskForOthers(context, records);
         WriteReport(context.files, *options_.collect, records);
+    }
+
+    // Where the names of OUT and of a report were left out or mixed up, records would be lost.
+    void AskForOthers(SubcommandContext& context, const std::vector<std::string>& records) const {
+        if (!context.files.Stamp(*options_.collect)) return;
+        for (const std::string& record : ReadReport(context.files, *options_.collect))
+            if (std::ranges::find(records, record) == records.end())
+                return context.MayReplace(*options_.collect);
     }
 
     // A report of an earlier run is replaced; anything else may be worth more.
     void CheckReport(SubcommandContext& context, const std::string& path) const {
+        if (FoldedExtension(path) != ".json")
+            throw CommandError(exitUsage, "A report takes the extension .json.");
+        for (const std::string& name : options_.names)
+            if (context.IsOneFile(name, path))
+                throw CommandError(exitUsage, path + " is named and read here.");
+        try {
+            TemporaryFile(context.files, path);
+        } catch (const FileError& error) {
+            throw CommandError(exitFailed, error.what());
+        }
         if (!context.files.Stamp(path)) return;
         try {
             ReadReport(context.files, path);
@@ -290,10 +311,20 @@ class BatchCommand : public Subcommand {
         if (plan.keep != Keep::inPlace) return;
         for (PlannedFile& planned : plan.files) {
             if (!planned.IsRun() || planned.IsInPlace() || !context.files.Stamp(planned.target)) continue;
-            if (options_.resume && journal.Knows(planned.target)) continue;
-            if (!context.host.Confirm("The file " + planned.target.string() + " exists. Replace it?"))
-                planned.why = PlannedFile::Why::mayNotReplace;
+            if (options_.resume && journal.IsResult(context.files, planned.target)) continue;
+            if (context.host.Confirm("The file " + planned.target.string() + " exists. Replace it?"))
+                continue;
+            planned.why = PlannedFile::Why::mayNotReplace;
+            RunInItsPlace(plan, planned);
         }
+    }
+
+    // The native file that was left out for the result runs itself when there is none.
+    static void RunInItsPlace(RunPlan& plan, const PlannedFile& refused) {
+        for (PlannedFile& planned : plan.files)
+            if (planned.why == PlannedFile::Why::sameTarget && planned.IsInPlace() &&
+                planned.target == refused.target)
+                planned.why = PlannedFile::Why::isRun;
     }
 
     static void TellOfImports(SubcommandContext& context, const BatchPrinter& printer) {

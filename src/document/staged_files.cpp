@@ -119,11 +119,14 @@ void StagedFiles::TakeTarget() {
     Name(target_, std::move(content));
 }
 
-// What belongs to the target goes first: it means nothing to an older one.
+// What belongs to the target goes first: it means nothing to an older one. Where another program has changed
+// the target, what stands beside it is that program's.
 void StagedFiles::Commit() {
     auto staged = std::exchange(staged_, {});
+    const auto now = below_.Stamp(target_);
     for (auto& [path, content] : staged)
-        if (path != target_) TemporaryFile(below_, path, std::move(content->file)).MoveToTarget();
+        if (path != target_ && (!now || now == before_))
+            TemporaryFile(below_, path, std::move(content->file)).MoveToTarget();
     TemporaryFile file(below_, target_, std::move(staged.at(target_)->file));
     file.Expect(before_);
     file.MoveToTarget();
@@ -157,6 +160,7 @@ std::vector<std::filesystem::path> StagedFiles::List(const std::filesystem::path
 
 std::optional<FileStamp> StagedFiles::Stamp(const std::filesystem::path& path) {
     if (const ContentPtr content = Find(path)) return content->file->Stamp();
+    if (path == target_) return removed_.contains(path) ? std::nullopt : before_;  // Commit looks at it anew
     return removed_.contains(path) ? std::nullopt : below_.Stamp(path);
 }
 

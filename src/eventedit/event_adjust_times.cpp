@@ -88,7 +88,7 @@ void CEventAdjustTimes::GetParamText(std::string& text) {
 
 void CEventAdjustTimes::TakeUsualValues() {
     const std::array<float, 2> now{m_fStart, m_fEnd};
-    if (std::find(usual.begin(), usual.end(), now) == usual.end()) return;
+    if (m_areTimesChosen || std::find(usual.begin(), usual.end(), now) == usual.end()) return;
     m_fStart = usual[static_cast<size_t>(m_nKind)][0];
     m_fEnd = usual[static_cast<size_t>(m_nKind)][1];
 }
@@ -113,11 +113,13 @@ void CEventAdjustTimes::Describe(ParamList& list) {
              "duration from the old start; or they are set where the peak of the parent trace rises and "
              "falls");
     list.Number("start", "Start", m_fStart)
+        .OnChange([this] { m_areTimesChosen = true; })
         .Limits(-greatestShift, greatestShift)
         .Shows([this] { return std::string(WhatIsAdded()); })
         .Tip("Start time = current start time + so many ms, or + this part of the duration; of a peak, Start "
              "time = rising slope %. Set start/end positions as %age of trough-to-peak slope");
     list.Number("end", "End", m_fEnd)
+        .OnChange([this] { m_areTimesChosen = true; })
         .Limits(-greatestShift, greatestShift)
         .Shows([this] { return std::string(WhatIsAdded()); })
         .EnabledIf([this] { return !Is(TimeAdjustment::offset); })

@@ -33,6 +33,7 @@ class CEventAdjustTimes : public CEventEditDlg {
 
   private:
     bool Is(TimeAdjustment kind) const { return m_nKind == static_cast<int32_t>(kind); }
+    bool m_areTimesChosen = false;  // start and end, by the user
     // Values that nobody has set become the usual ones of the kind.
     void TakeUsualValues();
     const char* WhatIsAdded() const;

@@ -74,9 +74,14 @@ bool CEventLogic::Edit(EventEditJob& job) {
         return true;
     }
     const std::vector<uint8_t> keeps = LieInNone(sources.front(), std::span(sources).subspan(1));
-    const EventsByOnset source(Channel(Sources().front()));
-    for (int rank = 0; rank < source.Size(); ++rank)
-        if (keeps[static_cast<size_t>(source.IndexOf(rank))]) events.push_back(source[rank]);
+    const CEventChan& channel = Channel(Sources().front());
+    const EventsByOnset source(channel);
+    for (int rank = 0; rank < source.Size(); ++rank) {
+        const auto index = static_cast<size_t>(source.IndexOf(rank));
+        if (!keeps[index]) continue;
+        events.push_back(source[rank]);
+        if (!channel.EventExtra().empty()) job.extra.push_back(channel.EventExtra()[index]);
+    }
     // What the others have is only looked at.
     job.sourceEvents = source.Size();
     job.counts = {{"Dropped", job.sourceEvents - std::ssize(events)}};

@@ -22,9 +22,10 @@ std::vector<CEventKM> FilterByTime(const CEventChan& source, int32_t minimumOff,
     chan.FilterByGap(minimumOff, 0, INT32_MAX);
     counts.joined = source.GetNumEvents() - chan.GetNumEvents();
     std::vector<CEventKM> events = chan.Splice(0, chan.GetNumEvents(), {});
+    const bool limits = minimumOn > 1 || maximumOn < INT32_MAX;
     std::erase_if(events, [&](const CEventKM& event) {
         const int64_t duration = int64_t{event.offPosition} - event.onPosition;
-        const bool isShort = minimumOn > 1 && duration < minimumOn;
+        const bool isShort = limits && duration < minimumOn;
         const bool isLong = duration > maximumOn;
         counts.tooShort += isShort;
         counts.tooLong += isLong && !isShort;

@@ -12,6 +12,8 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t valueFilterVersion = 1;
+constexpr const char* noWeightsOfSourceText =
+    "The events of channel {} have no weights of principal components. They come from the sorting of spikes.";
 constexpr const char* noParentTraceText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
 constexpr const char* noTaggedEventText =
     "No event of channel {} has the tag '{}'. Choose another tag or channel for the limit.";
@@ -156,6 +158,10 @@ std::string CEventValueFilter::CheckSettings() {
                                                               : std::vector<int>{m_nChannel1})
             if (const int parent = doc->GetParentTrace(channel); parent < 0 || parent >= doc->traceCount)
                 return fmt::format(noParentTraceText, ChannelName(channel), EvParamName(Parameter()));
+    const EvParam param = Parameter();
+    if (doc && param >= EvParam::pcWeight1 && param <= EvParam::pcWeight3 &&
+        Channel(m_nChannel1).EventExtra().empty())
+        return fmt::format(noWeightsOfSourceText, ChannelName(m_nChannel1));
     if (Is(ValueLimitSource::direct) && Uses(0) && Uses(1) && !(m_fLimit[0] < m_fLimit[1]))
         return limitOrderText;
     return CEventFilterDlg::CheckSettings();

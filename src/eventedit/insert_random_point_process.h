@@ -46,6 +46,7 @@ class CEventInsertRandomPointProcess : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
     std::unique_ptr<OperationJob> MakeJob() override;
+    bool ReportsOnEach() const override { return true; }
     void TakeFound(const EventJob& job) override;
     bool Write(OperationJob& job, UndoScope& undo) override;
     void ForgetFound() override { m_counts.clear(); }

@@ -55,7 +55,10 @@ double DrawStart(const RandomProcess& process, std::mt19937& random) {
 }  // namespace
 
 double RandomProcess::Mean() const {
-    return law == IntervalLaw::uniform ? minimum + (maximum - minimum) / 2.0 : mean;
+    if (law == IntervalLaw::poisson) return deadTime + mean;
+    if (law != IntervalLaw::uniform) return mean;
+    const double least = std::max(minimum, deadTime);
+    return least + (maximum - least) / 2.0;
 }
 
 bool RandomProcess::IsDrawable() const {

@@ -7,7 +7,8 @@
 
 namespace kymora {
 
-// e^-x for x >= 0, to about 1e-13: the series at x / 1024, squared ten times.
+// e^-x for x >= 0, to about 1e-13 up to x = 70 and less exactly for the tiny values beyond: the series at
+// x / 1024, squared ten times.
 inline double ExpOfMinus(double x) {
     if (x > 700.0) return 0.0;
     const double y = -x / 1024.0;

@@ -265,7 +265,7 @@ bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
         chan.parentTrace = found.parentTrace;
         chan.channelLabel = m_strLabel;
         chan.channelComment = found.description;
-        if (!m_bAppendParams || &found != &job.found.back()) continue;
+        if (!m_bAppendParams || (!ReportsOnEach() && &found != &job.found.back())) continue;
         if (!chan.channelComment.empty()) chan.channelComment += "\r\n";
         chan.channelComment += report;
     }

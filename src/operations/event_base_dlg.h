@@ -108,6 +108,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // What only the operation itself can add to a channel that has got its events. False abandons.
     virtual bool FinishFound(CEventChan&, const EventJob&, size_t) { return true; }
     virtual void AppendReport(std::string& text, const EventJob&) { GetParamText(text); }
+    // Of several channels each is described by the report, and not the last one alone.
+    virtual bool ReportsOnEach() const { return false; }
     // What is seen of the recording; the report of a run tells what was seen when it began.
     TimeSpan SeenTimes() const;
 

@@ -112,6 +112,8 @@ TEST_F(ChainTest, AListIsKeptAsItsVersionsSay) {
     auto later = bytes;
     later[0] = std::byte{3};
     std::vector<std::byte> foreign = Detect()->Settings();
+    auto longer = bytes;
+    longer.push_back(std::byte{0});
     for (const Case& wrong :
          {Case{"/cut.kymr-batch", {bytes.begin(), bytes.end() - 3}, "Nothing was loaded."},
           {"/later.kymr-batch", later, "later version"},

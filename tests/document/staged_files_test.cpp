@@ -79,9 +79,11 @@ TEST_F(Staged, AWriteInPlaceGoesIntoACopy) {
 TEST_F(Staged, WhatOthersWroteMeanwhileStays) {
     below.Put("/d/target", Plain("old"));
     StagedFiles files(below, "/d/target");
-    Write(files, "/d/target", "result");
     below.Put("/d/target", Plain("theirs"));
+    Write(files, "/d/target", "result");  // whenever they did it
+    Write(files, "/d/target.steps", "of the result");
     EXPECT_THROW(files.Commit(), ResultKept);
+    EXPECT_FALSE(below.Has("/d/target.steps"));
     EXPECT_EQ(below.Bytes("/d/target"), Plain("theirs"));
     EXPECT_EQ(below.Bytes("/d/target_result"), Plain("result"));
 }
