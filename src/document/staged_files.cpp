@@ -145,6 +145,9 @@ std::unique_ptr<DataFile> StagedFiles::Open(const std::filesystem::path& path, O
     if (removed_.contains(path)) FailWith(ENOENT, path);
     auto file = below_.Open(path, mode);
     if (path != target_) return file;
+    if (file->Stamp() != before_)
+        throw FileError(target_.string() + " was changed by another program meanwhile. It was left as it is.",
+                        0);
     return std::make_unique<Lower>(*this, std::move(file));
 }
 

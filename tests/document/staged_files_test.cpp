@@ -80,6 +80,7 @@ TEST_F(Staged, WhatOthersWroteMeanwhileStays) {
     below.Put("/d/target", Plain("old"));
     StagedFiles files(below, "/d/target");
     below.Put("/d/target", Plain("theirs"));
+    EXPECT_THROW(files.Open("/d/target", OpenMode::readWrite), FileError);
     Write(files, "/d/target", "result");  // whenever they did it
     Write(files, "/d/target.steps", "of the result");
     EXPECT_THROW(files.Commit(), ResultKept);
