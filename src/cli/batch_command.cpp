@@ -288,7 +288,7 @@ class BatchCommand : public Subcommand {
         printer.PrintRest();
         if (options_.report) WriteReport(context.files, *options_.report, printer.records);
         if (WasInterrupted()) throw Cancelled();
-        TellOfImports(context, printer);
+        if (printer.before < run) TellOfImports(context, printer);  // else none was read
         if (printer.before > 0)
             context.host.Notice(
                 "BatchResumed", Host::usualTitle,
