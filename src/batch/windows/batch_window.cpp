@@ -7,7 +7,6 @@
 #include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
-#include <QPushButton>
 #include <QScreen>
 #include <QStyledItemDelegate>
 #include <QTreeWidget>
@@ -16,6 +15,7 @@
 #include "batch/batch_report.h"
 #include "import/open_document.h"
 #include "widgets/form_editor.h"
+#include "widgets/plain_button.h"
 #include "widgets/text.h"
 #include "widgets/user_at_it.h"
 
@@ -68,15 +68,15 @@ BatchWindow::BatchWindow(BatchOrder order, BatchDocuments& documents, QWidget* p
     column->addWidget(state_);
     auto* row = new QHBoxLayout;
     column->addLayout(row);
-    errors_ =
-        MakeButton(tr("Process &errors..."), "errors",
-                   tr("Show what was not done and why, to be copied or saved"), &BatchWindow::ShowErrors);
-    results_ =
-        MakeButton(tr("&Results..."), "results", tr("Show what was listed"), &BatchWindow::ShowResults);
-    report_ = MakeButton(tr("&Save report..."), "report",
-                         tr("Save what became of each file, with operations and parameters (.json)"),
-                         &BatchWindow::SaveReport);
-    cancel_ = MakeButton({}, "cancel", {}, &BatchWindow::Cancel);
+    errors_ = MakePlainButton(this, tr("Process &errors..."), "errors",
+                              tr("Show what was not done and why, to be copied or saved"),
+                              &BatchWindow::ShowErrors);
+    results_ = MakePlainButton(this, tr("&Results..."), "results", tr("Show what was listed"),
+                               &BatchWindow::ShowResults);
+    report_ = MakePlainButton(this, tr("&Save report..."), "report",
+                              tr("Save what became of each file, with operations and parameters (.json)"),
+                              &BatchWindow::SaveReport);
+    cancel_ = MakePlainButton(this, {}, "cancel", {}, &BatchWindow::Cancel);
     for (QPushButton* button : {errors_, results_, report_}) row->addWidget(button);
     row->addStretch(1);
     row->addWidget(cancel_);
@@ -89,16 +89,6 @@ BatchWindow::BatchWindow(BatchOrder order, BatchDocuments& documents, QWidget* p
     ShowState();
     connect(&poll_, &QTimer::timeout, this, &BatchWindow::Poll);
     poll_.start(pollEveryMs);
-}
-
-QPushButton* BatchWindow::MakeButton(const QString& label, const char* name, const QString& tip,
-                                     void (BatchWindow::*does)()) {
-    auto* button = new QPushButton(label, this);
-    button->setObjectName(name);
-    button->setToolTip(tip);
-    button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, does);
-    return button;
 }
 
 void BatchWindow::MakeTable(QVBoxLayout& column) {

@@ -43,8 +43,6 @@ class BatchWindow : public QDialog {
 
   private:
     void MakeTable(QVBoxLayout& column);
-    QPushButton* MakeButton(const QString& label, const char* name, const QString& tip,
-                            void (BatchWindow::*does)());
     void Poll();
     void Finish();
     void ShowRow(size_t index);

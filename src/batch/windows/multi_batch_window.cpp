@@ -9,13 +9,14 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
-#include <QPushButton>
+#include <QPointer>
 #include <QScreen>
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
 
 #include "operations/config_file.h"
+#include "widgets/plain_button.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -76,27 +77,19 @@ MultiBatchWindow::MultiBatchWindow(Session& session, QWidget* parent)
     column->addWidget(state_);
     auto* row = new QHBoxLayout;
     column->addLayout(row);
-    row->addWidget(MakeButton(tr("&Load..."), "load", tr("Load a list, or add the settings of an operation"),
-                              &MultiBatchWindow::Load));
-    row->addWidget(MakeButton(tr("&Save..."), "save", tr(saveMultiBatchTitle), &MultiBatchWindow::SaveIt));
+    row->addWidget(MakePlainButton(this, tr("&Load..."), "load",
+                                   tr("Load a list, or add the settings of an operation"),
+                                   &MultiBatchWindow::Load));
+    row->addWidget(
+        MakePlainButton(this, tr("&Save..."), "save", tr(saveMultiBatchTitle), &MultiBatchWindow::SaveIt));
     row->addStretch(1);
-    row->addWidget(MakeButton(tr("&Run..."), "run",
-                              tr("Choose files and do the operations over each of them"),
-                              &MultiBatchWindow::Run));
-    row->addWidget(MakeButton(tr("&Close"), "close", {}, &MultiBatchWindow::reject));
+    row->addWidget(MakePlainButton(this, tr("&Run..."), "run",
+                                   tr("Choose files and do the operations over each of them"),
+                                   &MultiBatchWindow::Run));
+    row->addWidget(MakePlainButton(this, tr("&Close"), "close", {}, &MultiBatchWindow::reject));
     resize(listSize.boundedTo(screen()->availableSize() * 9 / 10));
     ShowList(-1);
     tree_->setFocus();
-}
-
-QPushButton* MultiBatchWindow::MakeButton(const QString& label, const char* name, const QString& tip,
-                                          void (MultiBatchWindow::*does)()) {
-    auto* button = new QPushButton(label, this);
-    button->setObjectName(name);
-    button->setToolTip(tip);
-    button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, does);
-    return button;
 }
 
 void MultiBatchWindow::MakeTree(QVBoxLayout& column) {
@@ -108,9 +101,10 @@ void MultiBatchWindow::MakeTree(QVBoxLayout& column) {
     connect(tree_, &QTreeWidget::itemDoubleClicked, this, [this](const QTreeWidgetItem* item) {
         if (item->childCount() == 0) AddOperation();
     });
-    column.addWidget(MakeButton(tr("&Add..."), "add",
-                                tr("Choose the settings of the operation and put it into the list (Enter)"),
-                                &MultiBatchWindow::AddOperation));
+    column.addWidget(
+        MakePlainButton(this, tr("&Add..."), "add",
+                        tr("Choose the settings of the operation and put it into the list (Enter)"),
+                        &MultiBatchWindow::AddOperation));
 }
 
 void MultiBatchWindow::AddNodes(QTreeWidgetItem& parent, const OperationNode& node) {
@@ -134,14 +128,14 @@ void MultiBatchWindow::MakeList(QVBoxLayout& column) {
     auto* row = new QHBoxLayout;
     column.addLayout(row);
     using Window = MultiBatchWindow;
-    row->addWidget(MakeButton(tr("Re-confi&gure..."), "configure",
-                              tr("Change the settings of the operation (Enter)"), &Window::Configure));
-    row->addWidget(
-        MakeButton(tr("Move &up"), "up", tr("Do it before the one above (Alt+Up)"), &Window::MoveUp));
-    row->addWidget(
-        MakeButton(tr("Move &down"), "down", tr("Do it behind the one below (Alt+Down)"), &Window::MoveDown));
-    row->addWidget(
-        MakeButton(tr("R&emove"), "remove", tr("Take the operation out of the list (Del)"), &Window::Remove));
+    row->addWidget(MakePlainButton(this, tr("Re-confi&gure..."), "configure",
+                                   tr("Change the settings of the operation (Enter)"), &Window::Configure));
+    row->addWidget(MakePlainButton(this, tr("Move &up"), "up", tr("Do it before the one above (Alt+Up)"),
+                                   &Window::MoveUp));
+    row->addWidget(MakePlainButton(this, tr("Move &down"), "down",
+                                   tr("Do it behind the one below (Alt+Down)"), &Window::MoveDown));
+    row->addWidget(MakePlainButton(this, tr("R&emove"), "remove",
+                                   tr("Take the operation out of the list (Del)"), &Window::Remove));
     row->addStretch(1);
     writeNew_ = new QCheckBox(tr("&Write new file"), this);
     writeNew_->setObjectName("writeNew");
@@ -165,12 +159,13 @@ void MultiBatchWindow::AddOperation() {
     const QVariant leaf = chosen.isEmpty() ? QVariant() : chosen.front()->data(0, leafRole);
     if (!leaf.isValid()) return session_.host.Message(selectToAddText);
     const OperationNode& node = leaves_[leaf.toULongLong()];
-    const auto take = [this, operation = node.operation](CBatchBaseDlg& block) {
+    const auto take = [window = QPointer(this), operation = node.operation](CBatchBaseDlg& block) {
+        if (!window) return;
         auto item = operation->make();
         item->TakeSettings(block.Settings());
         item->SettingsWereChosen();
-        list_.Add(std::move(item));
-        ShowList(static_cast<int>(list_.Count()) - 1);
+        window->list_.Add(std::move(item));
+        window->ShowList(static_cast<int>(window->list_.Count()) - 1);
     };
     if (!onConfigure || !onConfigure(*node.operation, nullptr, node.key, node.value, take))
         session_.host.Message(noRecordingText);
@@ -182,11 +177,14 @@ void MultiBatchWindow::Configure() {
     if (current < 0) return session_.host.Message(selectToConfigureText);
     CBatchBaseDlg& item = list_.Item(static_cast<size_t>(current));
     const auto settings = item.Settings();
-    const auto take = [this, current](CBatchBaseDlg& block) {
-        CBatchBaseDlg& changed = list_.Item(static_cast<size_t>(current));
+    // A list that was loaded meanwhile has other items.
+    const auto take = [window = QPointer(this), current](CBatchBaseDlg& block) {
+        if (!window || current >= static_cast<int>(window->list_.Count())) return;
+        CBatchBaseDlg& changed = window->list_.Item(static_cast<size_t>(current));
+        if (std::string_view(changed.ClassName()) != block.ClassName()) return;
         changed.TakeSettings(block.Settings());
         changed.SettingsWereChosen();
-        ShowList(current);
+        window->ShowList(current);
     };
     if (!onConfigure || !onConfigure(*FindOperation(item.ClassName()), &settings, {}, {}, take))
         session_.host.Message(noRecordingText);

@@ -65,8 +65,6 @@ class MultiBatchWindow : public QDialog {
     void MakeTree(QVBoxLayout& column);
     void MakeList(QVBoxLayout& column);
     void AddNodes(QTreeWidgetItem& parent, const OperationNode& node);
-    QPushButton* MakeButton(const QString& label, const char* name, const QString& tip,
-                            void (MultiBatchWindow::*does)());
     int Current() const;
     void Move(bool isUp);
     void ShowList(int current);
