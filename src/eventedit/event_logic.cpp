@@ -93,14 +93,16 @@ std::vector<SampleSpan> CEventLogic::CombinedStretches(std::span<const EventSpan
     std::vector<std::vector<SampleSpan>> sets;
     for (const EventSpan& source : sources) sets.push_back(StretchesOf(source, length));
     std::vector<SampleSpan> combined = Combine(sets, Logic(), length);
+    // The rest does not reach into gaps.
     const bool takesTheRest = Logic() == EventLogic::logicNot || Logic() == EventLogic::equals;
-    return takesTheRest ? Common(combined, RecordedStretches()) : combined;
+    return takesTheRest && HasGaps() ? Common(combined, RecordedStretches()) : combined;
 }
 
 // A recording of events alone has no record of gaps; all its time counts.
+bool CEventLogic::HasGaps() const { return !Document()->noData && Document()->hasGaps; }
+
 std::vector<SampleSpan> CEventLogic::RecordedStretches() const {
     const CDataDoc& doc = *Document();
-    if (doc.noData || !doc.hasGaps) return {{0, static_cast<int32_t>(doc.GetLength())}};
     std::vector<SampleSpan> recorded;
     int64_t start = 0, end = 0;
     for (int run = 0; run < doc.GetNumRuns(0); ++run)

@@ -36,6 +36,7 @@ class CEventLogic : public CEventCombineDlg {
     EventLogic Logic() const { return static_cast<EventLogic>(m_nLogic); }
     std::vector<SampleSpan> CombinedStretches(std::span<const EventSpan> sources) const;
     // The stretches of the recording that hold samples.
+    bool HasGaps() const;
     std::vector<SampleSpan> RecordedStretches() const;
 };
 

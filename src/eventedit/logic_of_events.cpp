@@ -1,45 +1,100 @@
 #include "eventedit/logic_of_events.h"
 
 #include <algorithm>
-
-#include "eventedit/merge_sorted.h"
+#include <array>
+#include <limits>
 
 namespace kymora {
 
 namespace {
 
-// Where a set begins (+1) or ends (-1).
-struct Edge {
-    int32_t position = 0;
-    int32_t change = 0;
-};
+// A set as the samples at which it begins and ends by turns, ascending: no two are the same.
+using Bounds = std::vector<int32_t>;
 
-std::vector<Edge> EdgesOf(std::span<const SampleSpan> stretches) {
-    std::vector<Edge> edges;
-    edges.reserve(2 * stretches.size());
-    for (const SampleSpan& stretch : stretches) {
-        edges.push_back({stretch.first, 1});
-        edges.push_back({stretch.end, -1});
+Bounds BoundsOf(std::span<const SampleSpan> stretches) {
+    Bounds bounds(2 * stretches.size());
+    for (size_t i = 0; i < stretches.size(); ++i) {
+        bounds[2 * i] = stretches[i].first;
+        bounds[2 * i + 1] = stretches[i].end;
     }
-    return edges;
+    return bounds;
 }
 
-bool Holds(EventLogic logic, int inside, int sources) {
+// Which samples belong to the result: those of neither set, of the first, of the second, of both.
+using Table = std::array<bool, 4>;
+constexpr Table bothSets = {false, false, false, true};
+constexpr Table anySet = {false, true, true, true};
+constexpr Table oneSet = {false, true, true, false};
+
+// Without branches that follow the data, which no processor could foretell.
+Bounds Joined(Bounds a, Bounds b, const Table& belongs) {
+    constexpr int64_t never = std::numeric_limits<int64_t>::max();
+    const size_t ofA = a.size(), ofB = b.size(), all = ofA + ofB;
+    a.push_back(0);  // may be read, but counts for nothing
+    b.push_back(0);
+    Bounds joined(all + 1);
+    size_t i = 0, k = 0, count = 0;
+    bool isOpen = false;
+    while (i + k < all) {
+        const int64_t x = i < ofA ? a[i] : never, y = k < ofB ? b[k] : never, at = std::min(x, y);
+        i += x == at;
+        k += y == at;
+        const bool holds = belongs[(i & 1) + 2 * (k & 1)];
+        joined[count] = static_cast<int32_t>(at);
+        count += holds != isOpen;
+        isOpen = holds;
+    }
+    joined.resize(count);
+    return joined;
+}
+
+// Each with its neighbour, in rounds.
+Bounds JoinedOf(std::vector<Bounds> sets, const Table& belongs) {
+    while (sets.size() > 1) {
+        for (size_t i = 0; 2 * i < sets.size(); ++i)
+            sets[i] = 2 * i + 1 < sets.size()
+                          ? Joined(std::move(sets[2 * i]), std::move(sets[2 * i + 1]), belongs)
+                          : std::move(sets[2 * i]);
+        sets.resize((sets.size() + 1) / 2);
+    }
+    return sets.empty() ? Bounds() : std::move(sets.front());
+}
+
+Bounds RestOf(Bounds set, int32_t length) {
+    if (length <= 0) return {};
+    if (!set.empty() && set.front() == 0)
+        set.erase(set.begin());
+    else
+        set.insert(set.begin(), 0);
+    if (!set.empty() && set.back() == length)
+        set.pop_back();
+    else
+        set.push_back(length);
+    return set;
+}
+
+Bounds InSomeNotAll(std::vector<Bounds> sets) {
+    if (sets.size() == 2) return JoinedOf(std::move(sets), oneSet);
+    Bounds any = JoinedOf(sets, anySet);
+    return Joined(std::move(any), JoinedOf(std::move(sets), bothSets), oneSet);
+}
+
+Bounds BoundsOfLogic(std::vector<Bounds> sets, EventLogic logic, int32_t length) {
     switch (logic) {
     case EventLogic::logicAnd:
-        return inside == sources;
+        return JoinedOf(std::move(sets), bothSets);
     case EventLogic::logicOr:
-        return inside > 0;
+        return JoinedOf(std::move(sets), anySet);
     case EventLogic::logicXor:
-        return inside % 2 != 0;
+        return JoinedOf(std::move(sets), oneSet);
     case EventLogic::logicNot:
-        return inside == 0;
+        return RestOf(JoinedOf(std::move(sets), anySet), length);
     case EventLogic::equals:
-        return inside == 0 || inside == sources;
+        return RestOf(InSomeNotAll(std::move(sets)), length);
     case EventLogic::andNot:
         break;
     }
-    return false;
+    return {};
 }
 
 bool StartsEarlier(const SampleSpan& a, const SampleSpan& b) { return a.first < b.first; }
@@ -68,26 +123,11 @@ std::vector<SampleSpan> StretchesOf(EventSpan events, int32_t length) {
 
 std::vector<SampleSpan> Combine(std::span<const std::vector<SampleSpan>> sources, EventLogic logic,
                                 int32_t length) {
-    std::vector<std::vector<Edge>> lists;
-    for (const auto& source : sources) lists.push_back(EdgesOf(source));
-    const std::vector<Edge> edges =
-        MergeSorted(std::move(lists), [](const Edge& a, const Edge& b) { return a.position < b.position; });
-    std::vector<SampleSpan> result;
-    result.reserve(edges.size() / 2 + 1);
-    int inside = 0;
-    int32_t start = -1;  // of the stretch that is open
-    size_t i = 0;
-    for (int32_t at = 0; at < length;) {
-        for (; i < edges.size() && edges[i].position == at; ++i) inside += edges[i].change;
-        const bool holds = Holds(logic, inside, static_cast<int>(sources.size()));
-        if (holds && start < 0) start = at;
-        if (!holds && start >= 0) {
-            result.push_back({start, at});
-            start = -1;
-        }
-        at = i < edges.size() ? edges[i].position : length;
-    }
-    if (start >= 0) result.push_back({start, length});
+    std::vector<Bounds> sets;
+    for (const auto& source : sources) sets.push_back(BoundsOf(source));
+    const Bounds bounds = BoundsOfLogic(std::move(sets), logic, length);
+    std::vector<SampleSpan> result(bounds.size() / 2);
+    for (size_t i = 0; i < result.size(); ++i) result[i] = {bounds[2 * i], bounds[2 * i + 1]};
     return result;
 }
 
