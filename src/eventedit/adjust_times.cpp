@@ -1,6 +1,5 @@
 #include "eventedit/adjust_times.h"
 
-#include "numerics/random_draws.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -41,13 +40,13 @@ double LevelOf(const Place& trough, const Place& top, double part) {
 
 }  // namespace
 
-EventEnds AdjustedEnds(const CEventKM& event, const AdjustedBy& by, std::mt19937& random) {
+EventEnds AdjustedEnds(const CEventKM& event, const AdjustedBy& by, NormalDraws& normals) {
     const double on = event.onPosition, off = event.offPosition;
     if (by.kind == TimeAdjustment::relative)
         return {Samples(on + by.start * (off - on)), Samples(on + by.end * (off - on))};
     const bool isOffset = by.kind == TimeAdjustment::offset;
-    const double first = by.sd > 0.0 ? by.sd * NormalDraw(random) : 0.0;
-    const double second = isOffset ? first : by.sd > 0.0 ? by.sd * NormalDraw(random) : 0.0;
+    const double first = by.sd > 0.0 ? by.sd * normals.Normal() : 0.0;
+    const double second = isOffset ? first : by.sd > 0.0 ? by.sd * normals.Normal() : 0.0;
     // An event that is moved keeps its duration.
     const int64_t moved = Samples(by.start + first);
     return {event.onPosition + moved, event.offPosition + (isOffset ? moved : Samples(by.end + second))};

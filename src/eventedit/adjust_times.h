@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <optional>
-#include <random>
 
 #include "eventedit/event_trace.h"
 #include "eventedit/retimed_events.h"
+#include "numerics/random_draws.h"
 
 namespace kymora {
 
@@ -26,7 +26,7 @@ struct AdjustedBy {
 };
 
 // Of all kinds but the last. Halves are rounded away from zero.
-EventEnds AdjustedEnds(const CEventKM& event, const AdjustedBy& by, std::mt19937& random);
+EventEnds AdjustedEnds(const CEventKM& event, const AdjustedBy& by, NormalDraws& normals);
 
 // The first of the event's largest samples; on each side of it, within the event, the smallest one. The start
 // is the first sample, from the left one on, that lies above `rising` of the way up to the peak; the end is

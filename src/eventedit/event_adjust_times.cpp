@@ -43,11 +43,13 @@ class AdjustJob : public SourceJob {
 
   private:
     EventEnds EndsOf(const CEventKM& event, EventTrace& values, int64_t& without) {
-        if (trace < 0) return AdjustedEnds(event, by, random);
+        if (trace < 0) return AdjustedEnds(event, by, normals_);
         const auto bracketed = BracketPeak(event, values, by.start, by.end);
         without += !bracketed;
         return bracketed.value_or(EventEnds{event.onPosition, event.offPosition});
     }
+
+    NormalDraws normals_{random};
 };
 
 }  // namespace

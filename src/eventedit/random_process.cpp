@@ -12,38 +12,50 @@ namespace {
 constexpr double leastGaussian = 1.0;  // sample
 constexpr int64_t askEvery = 65536;    // events
 
-double DrawOnce(const RandomProcess& process, std::mt19937& random) {
-    switch (process.law) {
-    case IntervalLaw::poisson:
-        // What is left of such an interval behind the dead time is distributed as the whole.
-        return process.deadTime + ExponentialDraw(random, process.mean);
-    case IntervalLaw::gamma:
-        return GammaDraw(random, process.shape, process.mean);
-    case IntervalLaw::gaussian:
-        return process.mean + process.sd * NormalDraw(random);
-    case IntervalLaw::uniform: {
-        const double least = std::max(process.minimum, process.deadTime);
-        return least + (process.maximum - least) * UniformDraw(random);
-    }
-    case IntervalLaw::regular:
-        break;
-    }
-    return process.mean;
-}
+class Intervals {
+  public:
+    Intervals(const RandomProcess& process, std::mt19937& random)
+        : process_(process), random_(random), normals_(random) {}
 
-double DrawInterval(const RandomProcess& process, std::mt19937& random) {
-    if (process.law == IntervalLaw::regular) return process.mean;
-    const double least =
-        process.law == IntervalLaw::gaussian ? std::max(process.deadTime, leastGaussian) : process.deadTime;
-    double interval = DrawOnce(process, random);
-    while (interval < least) interval = DrawOnce(process, random);
-    return interval;
-}
+    double Draw() {
+        if (process_.law == IntervalLaw::regular) return process_.mean;
+        const double least = process_.law == IntervalLaw::gaussian
+                                 ? std::max(process_.deadTime, leastGaussian)
+                                 : process_.deadTime;
+        double interval = DrawOnce();
+        while (interval < least) interval = DrawOnce();
+        return interval;
+    }
 
-double DrawStart(const RandomProcess& process, std::mt19937& random) {
+  private:
+    double DrawOnce() {
+        switch (process_.law) {
+        case IntervalLaw::poisson:
+            // What is left of such an interval behind the dead time is distributed as the whole.
+            return process_.deadTime + ExponentialDraw(random_, process_.mean);
+        case IntervalLaw::gamma:
+            return normals_.Gamma(process_.shape, process_.mean);
+        case IntervalLaw::gaussian:
+            return process_.mean + process_.sd * normals_.Normal();
+        case IntervalLaw::uniform: {
+            const double least = std::max(process_.minimum, process_.deadTime);
+            return least + (process_.maximum - least) * UniformDraw(random_);
+        }
+        case IntervalLaw::regular:
+            break;
+        }
+        return process_.mean;
+    }
+
+    const RandomProcess& process_;
+    std::mt19937& random_;
+    NormalDraws normals_;
+};
+
+double DrawStart(const RandomProcess& process, Intervals& intervals, std::mt19937& random) {
     switch (process.rule) {
     case StartRule::expectation:
-        return process.start + DrawInterval(process, random) - process.Mean();
+        return process.start + intervals.Draw() - process.Mean();
     case StartRule::uniform:
         return process.start * UniformDraw(random);
     case StartRule::fixed:
@@ -69,7 +81,8 @@ bool RandomProcess::IsDrawable() const {
 std::vector<int32_t> DrawOnsets(const RandomProcess& process, int64_t length, int64_t most,
                                 std::mt19937& random, const std::function<void(int64_t)>& goesOn) {
     std::vector<int32_t> onsets;
-    const double start = DrawStart(process, random);
+    Intervals intervals(process, random);
+    const double start = DrawStart(process, intervals, random);
     const bool isRegular = process.law == IntervalLaw::regular;
     double time = start;
     int64_t last = -1;
@@ -80,8 +93,7 @@ std::vector<int32_t> DrawOnsets(const RandomProcess& process, int64_t length, in
             onsets.push_back(static_cast<int32_t>(last));
         }
         // Regular times are no sums, which would drift.
-        time = isRegular ? start + static_cast<double>(drawn) * process.mean
-                         : time + DrawInterval(process, random);
+        time = isRegular ? start + static_cast<double>(drawn) * process.mean : time + intervals.Draw();
         if (drawn % askEvery == 0 && goesOn) goesOn(std::ssize(onsets));
     }
     return onsets;

@@ -25,32 +25,51 @@ inline double ExponentialDraw(std::mt19937& random, double mean) {
     return -mean * LogOf(1.0 - UniformDraw(random));
 }
 
-// Mean 0, s.d. 1: the polar method (Marsaglia and Bray, SIAM Review 6, 1964), of whose pairs one is taken.
-inline double NormalDraw(std::mt19937& random) {
-    for (;;) {
-        const double x = 2.0 * UniformDraw(random) - 1.0;
-        const double y = 2.0 * UniformDraw(random) - 1.0;
-        const double square = x * x + y * y;
-        if (square > 0.0 && square < 1.0) return x * std::sqrt(-2.0 * LogOf(square) / square);
-    }
-}
+// Draws that are made of normal ones, which come in pairs: the second of a pair waits here for the next draw.
+class NormalDraws {
+  public:
+    explicit NormalDraws(std::mt19937& random) : random_(random) {}
 
-// By the squeeze of Marsaglia and Tsang (ACM Transactions on Mathematical Software 26, 2000); a shape below 1
-// is drawn from the next one, as they say.
-inline double GammaDraw(std::mt19937& random, double shape, double mean) {
-    if (shape < 1.0) {
-        const double larger = GammaDraw(random, shape + 1.0, mean * (shape + 1.0) / shape);
-        return larger * ExpOfMinus(-LogOf(1.0 - UniformDraw(random)) / shape);
+    // Mean 0, s.d. 1: the polar method (Marsaglia and Bray, SIAM Review 6, 1964).
+    double Normal() {
+        if (hasSpare_) {
+            hasSpare_ = false;
+            return spare_;
+        }
+        for (;;) {
+            const double x = 2.0 * UniformDraw(random_) - 1.0;
+            const double y = 2.0 * UniformDraw(random_) - 1.0;
+            const double square = x * x + y * y;
+            if (!(square > 0.0 && square < 1.0)) continue;
+            const double scale = std::sqrt(-2.0 * LogOf(square) / square);
+            spare_ = y * scale;
+            hasSpare_ = true;
+            return x * scale;
+        }
     }
-    const double d = shape - 1.0 / 3.0, c = 1.0 / std::sqrt(9.0 * d);
-    for (;;) {
-        const double x = NormalDraw(random), root = 1.0 + c * x;
-        if (root <= 0.0) continue;
-        const double v = root * root * root, u = 1.0 - UniformDraw(random), square = x * x;
-        if (u < 1.0 - 0.0331 * square * square || LogOf(u) < 0.5 * square + d * (1.0 - v + LogOf(v)))
-            return d * v * (mean / shape);
+
+    // By the squeeze of Marsaglia and Tsang (ACM Transactions on Mathematical Software 26, 2000); a shape
+    // below 1 is drawn from the next one, as they say.
+    double Gamma(double shape, double mean) {
+        if (shape < 1.0) {
+            const double larger = Gamma(shape + 1.0, mean * (shape + 1.0) / shape);
+            return larger * ExpOfMinus(-LogOf(1.0 - UniformDraw(random_)) / shape);
+        }
+        const double d = shape - 1.0 / 3.0, c = 1.0 / std::sqrt(9.0 * d);
+        for (;;) {
+            const double x = Normal(), root = 1.0 + c * x;
+            if (root <= 0.0) continue;
+            const double v = root * root * root, u = 1.0 - UniformDraw(random_), square = x * x;
+            if (u < 1.0 - 0.0331 * square * square || LogOf(u) < 0.5 * square + d * (1.0 - v + LogOf(v)))
+                return d * v * (mean / shape);
+        }
     }
-}
+
+  private:
+    std::mt19937& random_;
+    double spare_ = 0.0;
+    bool hasSpare_ = false;
+};
 
 // Any order of the items, all equally likely (Fisher and Yates; Durstenfeld, Communications of the ACM 7,
 // 1964).
