@@ -90,18 +90,13 @@ std::string CDetectSpikes::CheckSettings() {
 int CDetectSpikes::FirstEmptyChannel() const {
     const int offered = std::min<int>(Document()->GetSession().options.eventChannelMode, maxEventChannels);
     for (int channel = 0; channel < offered; ++channel)
-        if (IsEmpty(channel)) return channel;
+        if (Document()->IsFreeChannel(channel)) return channel;
     return -1;
-}
-
-bool CDetectSpikes::IsEmpty(int channel) const {
-    return Document()->IsFreeChannel(channel) &&
-           !Document()->eventChannels[static_cast<size_t>(channel)].channelLocked;
 }
 
 void CDetectSpikes::TakeEmptyChannel() {
     if (!Document() || m_isDestinationChosen) return;
-    const bool canStay = Document()->HasChannel(m_nDestination) && IsEmpty(m_nDestination);
+    const bool canStay = Document()->HasChannel(m_nDestination) && Document()->IsFreeChannel(m_nDestination);
     if (canStay) return;
     if (const int channel = FirstEmptyChannel(); channel >= 0) m_nDestination = channel;
 }

@@ -58,8 +58,6 @@ class CDetectSpikes : public CEventWndBaseDlg {
     };
     std::optional<Found> m_found;  // by the last run
 
-    // Without events, and not locked.
-    bool IsEmpty(int channel) const;
     int FirstEmptyChannel() const;
     // Leaves a channel that got a result, or events from elsewhere, unless the user has chosen it.
     void TakeEmptyChannel();

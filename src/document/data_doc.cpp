@@ -388,7 +388,8 @@ std::vector<double> CDataDoc::Gains() const {
 }
 
 bool CDataDoc::IsFreeChannel(int channel) const {
-    return GetNumEvents(channel) == 0 && !channelsAtWork.contains(channel);
+    return GetNumEvents(channel) == 0 && !channelsAtWork.contains(channel) &&
+           !(HasChannel(channel) && eventChannels[static_cast<size_t>(channel)].channelLocked);
 }
 
 int CDataDoc::FirstFreeChannel() const {

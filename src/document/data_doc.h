@@ -245,7 +245,7 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     // Operations that compute for it on other threads, and the channels into which they will write.
     int operationsAtWork = 0;
     std::multiset<int> channelsAtWork;
-    // It has no events, and none are on their way.
+    // It has no events, none are on their way, and no lock keeps them out.
     bool IsFreeChannel(int channel) const;
     // The lowest free channel, or -1.
     int FirstFreeChannel() const;

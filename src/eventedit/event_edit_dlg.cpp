@@ -59,8 +59,7 @@ void CEventEditDlg::TakeFreeDestination() {
     if (m_isDestinationChosen) return;
     const std::vector<int> sources = Sources();
     const auto isFit = [&](int channel) {
-        return doc.HasChannel(channel) && doc.IsFreeChannel(channel) && !Channel(channel).channelLocked &&
-               !Contains(sources, channel);
+        return doc.HasChannel(channel) && doc.IsFreeChannel(channel) && !Contains(sources, channel);
     };
     if (isFit(m_nDestination)) return;
     const int offered = std::min<int>(doc.GetSession().options.eventChannelMode, maxEventChannels);
