@@ -122,52 +122,69 @@ std::string HowItEnded(int status) {
 
 // --- those who ask for the work ---
 
+// One end of a pipe, closed at the latest with the object.
+class WorkerPipe {
+  public:
+    WorkerPipe() = default;
+    ~WorkerPipe() { Close(); }
+    WorkerPipe(const WorkerPipe&) = delete;
+    WorkerPipe& operator=(const WorkerPipe&) = delete;
+
+    int Handle() const { return handle_; }
+    void Close() {
+        if (handle_ >= 0) ::close(std::exchange(handle_, -1));
+    }
+    static void MakePipe(WorkerPipe& readEnd, WorkerPipe& writeEnd) {
+        std::array<int, 2> ends{};
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw FileError(std::strerror(errno), errno);
+        readEnd.handle_ = ends[0];
+        writeEnd.handle_ = ends[1];
+    }
+
+  private:
+    int handle_ = -1;
+};
+
 // A process with a pipe to it and one from it.
 class BatchWorkers::Worker {
   public:
     explicit Worker(const std::filesystem::path& program) {
-        std::array<int, 2> in{}, out{};
-        if (::pipe2(in.data(), O_CLOEXEC) != 0) throw FileError(std::strerror(errno), errno);
-        if (::pipe2(out.data(), O_CLOEXEC) != 0) throw FileError(std::strerror(errno), errno);
+        WorkerPipe in, out;  // the worker's
+        WorkerPipe::MakePipe(in, to_);
+        WorkerPipe::MakePipe(from_, out);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, in.Handle(), STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, out.Handle(), STDOUT_FILENO);
         std::string name = program.string(), command = batchWorkerWord;
         std::array<char*, 3> arguments{name.data(), command.data(), nullptr};
         const int error =
             ::posix_spawn(&process_, name.c_str(), &actions, nullptr, arguments.data(), environ);
         posix_spawn_file_actions_destroy(&actions);
-        ::close(in[0]);
-        ::close(out[1]);
-        to_ = in[1];
-        from_ = out[0];
         if (error != 0) throw FileError(fmt::format("{}: {}", name, std::strerror(error)), error);
     }
     ~Worker() {
-        Close();
-        ::close(from_);
+        to_.Close();
+        from_.Close();
         if (process_ > 0) ::kill(process_, SIGTERM);
         Wait();
     }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    bool Send(std::string_view line) { return WriteAll(to_, line); }
+    bool Send(std::string_view line) { return WriteAll(to_.Handle(), line); }
     // There is no more work.
-    void Close() {
-        if (to_ >= 0) ::close(std::exchange(to_, -1));
-    }
+    void Close() { to_.Close(); }
     void Interrupt() const { ::kill(process_, SIGTERM); }
-    int Source() const { return from_; }
+    int Source() const { return from_.Handle(); }
     bool HasNews() const {
-        pollfd source{from_, POLLIN, 0};
+        pollfd source{from_.Handle(), POLLIN, 0};
         return ::poll(&source, 1, 0) > 0;
     }
     // Takes what is there; false at the end.
     bool Read() {
         std::array<char, bytesAtOnce> bytes;
-        const ssize_t n = ::read(from_, bytes.data(), bytes.size());
+        const ssize_t n = ::read(from_.Handle(), bytes.data(), bytes.size());
         if (n > 0) text_.append(bytes.data(), static_cast<size_t>(n));
         return n > 0 || (n < 0 && errno == EINTR);
     }
@@ -195,7 +212,7 @@ class BatchWorkers::Worker {
 
   private:
     pid_t process_ = -1;
-    int to_ = -1, from_ = -1;
+    WorkerPipe to_, from_;
     std::string text_;
     size_t searched_ = 0;
 };

@@ -372,6 +372,14 @@ ChainReport RunChain(const ChainSettings& settings, const PlannedFile& planned, 
     return ChainRun(settings, planned, files, watcher, isShown).Run();
 }
 
+ChainReport NotBegun(const PlannedFile& planned) {
+    ChainReport report;
+    report.planned = planned;
+    report.outcome = Outcome::cancelled;
+    report.messages.push_back({RunMessage::From::run, "Not begun.", {}});
+    return report;
+}
+
 std::string LeftOutText(const PlannedFile& planned) {
     const std::string target = planned.target.filename().string();
     if (planned.why == PlannedFile::Why::namedTwice) return "Named twice; it is run once.";

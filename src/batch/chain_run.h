@@ -64,6 +64,9 @@ std::string WorkOf(const ChainSettings& settings);
 ChainReport RunChain(const ChainSettings& settings, const PlannedFile& planned, FileSystem& files,
                      ChainWatcher& watcher, bool isShown = false);
 
+// Of a file whose turn did not come before the batch was cancelled.
+ChainReport NotBegun(const PlannedFile& planned);
+
 // Why a file was left out by the plan.
 std::string LeftOutText(const PlannedFile& planned);
 // The record of a file: an object in one line. A report holds it without what the operations have found.

@@ -54,10 +54,18 @@ class BatchPrinter : public BatchListener {
     void Log(std::string_view text) override { context_.host.Log(text); }
     bool WasCancelled() override { return WasInterrupted(); }
 
-    // After an interrupt there may be some behind one that was not begun.
-    void PrintRest() {
-        for (; next_ < files_.size(); ++next_)
-            if (files_[next_].end) Print(files_[next_]);
+    // After an interrupt there may be some behind one that was not begun, which have their records, too.
+    void PrintRest(const std::vector<PlannedFile>& planned, const std::string& listName) {
+        for (; next_ < files_.size(); ++next_) {
+            File& file = files_[next_];
+            if (!file.end) {
+                const std::string record = ChainRecord(NotBegun(planned[next_]), listName, false);
+                file.end = FileEnd{};
+                file.end->outcome = Outcome::cancelled;
+                file.end->record = file.end->full = record;
+            }
+            Print(file);
+        }
         lines_.Finish();
     }
     std::vector<std::string> records;
@@ -281,11 +289,12 @@ class BatchCommand : public Subcommand {
         if (work.jobs > 1) work.program = context.session.program;
         const size_t run = work.plan.CountRun(), named = work.plan.CountNamed();
 
-        BatchPrinter printer(context, options_, work.plan.files.size(), work.plan.files.size() > 1);
+        const std::vector<PlannedFile> planned = work.plan.files;
+        BatchPrinter printer(context, options_, planned.size(), planned.size() > 1);
         BatchWorkers workers(std::move(work), context.files, printer);
         while (workers.Step(pollMs)) {
         }
-        printer.PrintRest();
+        printer.PrintRest(planned, listName);
         if (options_.report) WriteReport(context.files, *options_.report, printer.records);
         if (WasInterrupted()) throw Cancelled();
         if (printer.before < run) TellOfImports(context, printer);  // else none was read

@@ -148,9 +148,12 @@ TEST_F(BatchProgram, AnInterruptLeavesNothingHalfWritten) {
                 if (WritesIn(worker, folder.Path())) return true;
             return false;
         };
-        EXPECT_EQ(Batch(made, {"--jobs", jobs}, setup).code, 130);
+        EXPECT_EQ(Batch(made, {"--jobs", jobs, "--report", In("report.json")}, setup).code, 130);
         EXPECT_EQ(FileBytes(made[0]), before);
-        EXPECT_EQ(folder.Count(), 5u);
+        EXPECT_EQ(folder.Count(), 6u) << "the report, too";
+        const json report = Read(In("report.json"));
+        ASSERT_EQ(report["records"].size(), made.size()) << "also what was not begun";
+        for (const json& record : report["records"]) EXPECT_EQ(record["outcome"], "cancelled") << jobs;
     }
 }
 
