@@ -63,8 +63,8 @@ void CDerivs::GetParamText(std::string& text) {
         text += fmt::format("Type: {}\r\n", derivativeNames[type]);
         return;
     }
-    text += fmt::format("Type: {} Savitzky-Golay\r\nHalf window time {:f}\r\nPolynomial degree: {}\r\n",
-                        fittedNames[type], m_dHalfWindowTime, m_nPolyDegree);
+    text += fmt::format("Type: {} Savitzky-Golay\r\nHalf window time {}\r\nPolynomial degree: {}\r\n",
+                        fittedNames[type], HalfWindowText(), m_nPolyDegree);
 }
 
 std::string CDerivs::ResultUnits(const std::string& units) const {

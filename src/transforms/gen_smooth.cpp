@@ -98,7 +98,7 @@ void CGenSmooth::GetParamText(std::string& text) {
     text += "Smoothing transform parameters:\r\n";
     CTransformTraceWindowDlg::GetParamText(text);
     text += fmt::format("Type: {}\r\n", smoothingNames[std::clamp(m_nType, 0, 5)]);
-    if (UsesHalfWindow()) text += fmt::format("Half window time {:f}\r\n", m_dHalfWindowTime);
+    if (UsesHalfWindow()) text += fmt::format("Half window time {}\r\n", HalfWindowText());
     if (Is(SmoothType::percentile)) text += fmt::format("Percentile {}\r\n", m_nPercentile);
     if (UsesIterations()) text += fmt::format("Iterations {}\r\n", m_nIterations);
     if (Is(SmoothType::gauss)) text += fmt::format("-3 dB cutoff = {:f}\r\n", m_fCutoff);

@@ -132,7 +132,7 @@ void CNormalize::GetParamText(std::string& text) {
     if (Uses(F0Method::userTimes))
         text += fmt::format("F0 start {:f}\r\nF0 duration {:f}\r\n", m_fF0Start, m_fF0Duration);
     if (Uses(F0Method::explicitValue)) text += fmt::format("F0 value {:f}\r\n", m_fF0Value);
-    if (UsesHalfWindow()) text += fmt::format("Half window time {:f}\r\n", m_dHalfWindowTime);
+    if (UsesHalfWindow()) text += fmt::format("Half window time {}\r\n", HalfWindowText());
     if (Uses(F0Method::percentile)) text += fmt::format("Percentile {}\r\n", m_nPercentile);
     if (UsesCorrections())
         text += fmt::format("Background {:f}\r\nF0 offset {:f}\r\n", m_fBackground, m_fF0Offset);

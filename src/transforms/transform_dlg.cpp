@@ -211,6 +211,11 @@ void CTransformTraceWindowDlg::Serialize(CArchive& archive) {
     if (!archive.IsStoring() && !CountsSamples()) FollowTime();
 }
 
+std::string CTransformTraceWindowDlg::HalfWindowText() const {
+    return CountsSamples() && !Document() ? fmt::format("{} samples", m_nHalfWindow)
+                                          : fmt::format("{:f}", m_dHalfWindowTime);
+}
+
 int64_t CTransformTraceWindowDlg::HalfWindowSamples(double interval) const {
     return RoundHalfAway64(m_dHalfWindowTime / interval);
 }

@@ -114,6 +114,8 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
   protected:
     // The two linked parameters halfWindow and halfWindowTime.
     void DescribeHalfWindow(ParamList& list, std::function<bool()> isEnabled = {});
+    // The time for reports; in settings that know no sample interval, the samples.
+    std::string HalfWindowText() const;
     // "iterations" from `least` to 10.
     Field& DescribeIterations(ParamList& list, int least);
 
