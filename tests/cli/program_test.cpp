@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sys/ioctl.h>
 
 #include "document/native_writer.h"
 #include "host/disk_file_system.h"
@@ -277,8 +278,12 @@ TEST_F(ProgramTest, InterruptReachesAWriterThatNobodyReads) {
     ProgramSetup setup;
     setup.stdoutPath = "/dev/fd/" + std::to_string(pipeEnds[1]);
     setup.secondsAllowed = 10;
-    int polls = 0;
-    setup.interruptWhen = [&](pid_t) { return ++polls > 100; };
+    // Once its writes wait, however long a loaded machine takes to start it.
+    setup.interruptWhen = [&](pid_t) {
+        int waiting = 0;
+        return ::ioctl(pipeEnds[0], FIONREAD, &waiting) == 0 &&
+               waiting > ::fcntl(pipeEnds[0], F_GETPIPE_SZ) - 4096;
+    };
     EXPECT_EQ(RunKymora({"samples", file}, setup).code, 130);
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);
