@@ -55,10 +55,11 @@ class StagedFiles::Handle : public DataFile {
     bool holdsLock_ = false;
 };
 
-// The target as it is below, until the first write takes a copy of it.
+// A file as it is below, until the first write takes a copy of it.
 class StagedFiles::Lower : public DataFile {
   public:
-    Lower(StagedFiles& files, std::unique_ptr<DataFile> file) : files_(files), file_(std::move(file)) {}
+    Lower(StagedFiles& files, const std::filesystem::path& path, std::unique_ptr<DataFile> file)
+        : files_(files), path_(path), file_(std::move(file)) {}
     size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override {
         return file_->ReadAt(offset, to);
     }
@@ -73,19 +74,23 @@ class StagedFiles::Lower : public DataFile {
     }
     void Sync() override {}
     bool IsWritable() const override { return file_->IsWritable(); }
-    bool TryLock() override { return files_.lockIsOurs_ || file_->TryLock(); }
+    bool TryLock() override { return (files_.lockIsOurs_ && path_ == files_.target_) || file_->TryLock(); }
     bool HoldsLock() const override { return file_->HoldsLock(); }
     FileStamp Stamp() const override { return file_->Stamp(); }
 
   private:
     void TakeCopy() {
         if (isCopy_) return;
-        if (!files_.HasTarget()) files_.TakeTarget();
-        lower_ = std::exchange(file_, files_.Open(files_.target_, OpenMode::readWrite));
+        if (!files_.Find(path_)) {
+            files_.Name(path_, files_.CopyOf(path_));
+            files_.Find(path_)->altersLower = true;
+        }
+        lower_ = std::exchange(file_, files_.Open(path_, OpenMode::readWrite));
         isCopy_ = true;
     }
 
     StagedFiles& files_;
+    const std::filesystem::path path_;
     std::unique_ptr<DataFile> file_;
     std::unique_ptr<DataFile> lower_;  // with its lock
     bool isCopy_ = false;
@@ -112,26 +117,44 @@ void StagedFiles::Name(const std::filesystem::path& path, ContentPtr content) {
     removed_.erase(path);
 }
 
-void StagedFiles::TakeTarget() {
-    const auto file = below_.Open(target_, OpenMode::readOnly);
-    ContentPtr content = NewContent(target_);
+StagedFiles::ContentPtr StagedFiles::CopyOf(const std::filesystem::path& path) {
+    const auto file = below_.Open(path, OpenMode::readOnly);
+    ContentPtr content = NewContent(path);
     CopyBytes(*file, 0, *content->file, 0, file->Length());
-    Name(target_, std::move(content));
+    return content;
 }
 
 // What belongs to the target goes first: it means nothing to an older one. Where another program has changed
-// the target, what stands beside it is that program's.
+// the target, what stands beside it is that program's, and what belongs to the result goes with that. What
+// the older one needs, such as the safety copy of a save, is touched when the new one stands in its place.
 void StagedFiles::Commit() {
     auto staged = std::exchange(staged_, {});
     const auto now = below_.Stamp(target_);
-    for (auto& [path, content] : staged)
-        if (path != target_ && (!now || now == before_))
-            TemporaryFile(below_, path, std::move(content->file)).MoveToTarget();
-    TemporaryFile file(below_, target_, std::move(staged.at(target_)->file));
+    const bool isOurs = !now || now == before_;
+    TemporaryFile file(below_, target_, std::move(staged.extract(target_).mapped()->file));
     file.Expect(before_);
-    file.MoveToTarget();
+    for (auto& [path, content] : staged)
+        if (isOurs && !content->altersLower) PutBeside(path, std::move(content->file));
+    try {
+        file.MoveToTarget();
+    } catch (const ResultKept& error) {
+        for (auto& [path, content] : staged)
+            if (content->file && !content->altersLower && path.native().starts_with(target_.native()))
+                PutBeside(error.kept.native() + path.native().substr(target_.native().size()),
+                          std::move(content->file));
+        throw;
+    }
+    for (auto& [path, content] : staged)
+        if (content->file) PutBeside(path, std::move(content->file));
     for (const std::filesystem::path& path : removed_)
         if (path != target_ && below_.Stamp(path)) below_.Remove(path);
+}
+
+// A new file is as private as the recording beside which it stands.
+void StagedFiles::PutBeside(const std::filesystem::path& path, std::unique_ptr<DataFile> content) {
+    const bool isNew = !below_.Stamp(path);
+    TemporaryFile(below_, path, std::move(content)).MoveToTarget();
+    if (isNew && before_) below_.CopyPermissions(target_, path);
 }
 
 std::unique_ptr<DataFile> StagedFiles::Open(const std::filesystem::path& path, OpenMode mode) {
@@ -144,11 +167,11 @@ std::unique_ptr<DataFile> StagedFiles::Open(const std::filesystem::path& path, O
         return std::make_unique<Handle>(*this, std::move(content), mode != OpenMode::readOnly);
     if (removed_.contains(path)) FailWith(ENOENT, path);
     auto file = below_.Open(path, mode);
-    if (path != target_) return file;
-    if (file->Stamp() != before_)
+    if (path != target_ && mode == OpenMode::readOnly) return file;
+    if (path == target_ && file->Stamp() != before_)
         throw FileError(target_.string() + " was changed by another program meanwhile. It was left as it is.",
                         0);
-    return std::make_unique<Lower>(*this, std::move(file));
+    return std::make_unique<Lower>(*this, path, std::move(file));
 }
 
 std::unique_ptr<DataFile> StagedFiles::OpenUnnamed(const std::filesystem::path& as, bool) {
@@ -175,16 +198,15 @@ std::filesystem::path StagedFiles::Resolve(const std::filesystem::path& path) {
 
 void StagedFiles::Rename(const std::filesystem::path& from, const std::filesystem::path& to) {
     ContentPtr content = Find(from);
-    if (!content) return below_.Rename(from, to);
-    staged_.erase(from);
+    if (!content) content = CopyOf(from);
+    Remove(from);
     Name(to, std::move(content));
 }
 
 void StagedFiles::Link(const std::filesystem::path& from, const std::filesystem::path& as) {
     if (Stamp(as)) FailWith(EEXIST, as);
     ContentPtr content = Find(from);
-    if (!content) return below_.Link(from, as);
-    Name(as, std::move(content));
+    Name(as, content ? std::move(content) : CopyOf(from));
 }
 
 void StagedFiles::Remove(const std::filesystem::path& path) {

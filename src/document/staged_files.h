@@ -1,7 +1,8 @@
 #pragma once
 // A file system in which one file is made anew step by step before anything of it can be seen. Everything
-// else is read from the files below. What is written or replaced lies in files without a name, which end with
-// this object, whatever ends the program, unless Commit puts the target in its place.
+// else is read from the files below. What is written, replaced, renamed or removed lies in files without a
+// name, which end with this object, whatever ends the program, unless Commit puts the target in its place.
+// The files below are not touched before that.
 
 #include <map>
 #include <set>
@@ -42,13 +43,14 @@ class StagedFiles : public FileSystem {
     struct Content {
         std::unique_ptr<DataFile> file;
         bool isLocked = false;
+        bool altersLower = false;  // it began as a copy of a file below that was written to
     };
     class Handle;
     class Lower;
     using ContentPtr = std::shared_ptr<Content>;
 
-    // Takes the file below as it is for the first version of the target.
-    void TakeTarget();
+    ContentPtr CopyOf(const std::filesystem::path& path);
+    void PutBeside(const std::filesystem::path& path, std::unique_ptr<DataFile> content);
     ContentPtr NewContent(const std::filesystem::path& beside);
     // Null where the path is none of those that were written here.
     ContentPtr Find(const std::filesystem::path& path) const;

@@ -87,19 +87,37 @@ TEST_F(Staged, WhatOthersWroteMeanwhileStays) {
     EXPECT_FALSE(below.Has("/d/target.steps"));
     EXPECT_EQ(below.Bytes("/d/target"), Plain("theirs"));
     EXPECT_EQ(below.Bytes("/d/target_result"), Plain("result"));
+    EXPECT_EQ(below.Bytes("/d/target_result.steps"), Plain("of the result"));
 }
 
-TEST_F(Staged, RemovedFilesStayUntilTheEnd) {
-    below.Put("/d/target", Plain("old"));
-    below.Put("/d/journal", Plain("journal"));
-    StagedFiles files(below, "/d/target");
-    files.Remove("/d/journal");
-    EXPECT_FALSE(files.Stamp("/d/journal"));
-    EXPECT_THROW(files.Open("/d/journal", OpenMode::readOnly), FileError);
-    EXPECT_TRUE(below.Has("/d/journal"));
-    Write(files, "/d/target", "new");
-    files.Commit();
-    EXPECT_FALSE(below.Has("/d/journal"));
+// The safety copy of a save counts until the target has taken its place.
+TEST_F(Staged, FilesBesideAreAsTheyWereUntilTheEnd) {
+    for (const bool isKept : {false, true}) {
+        below = {};
+        below.Put("/d/target", Plain("old"));
+        below.Put("/d/journal", Plain("journal"));
+        below.Put("/d/moved", Plain("moved"));
+        below.Put("/d/removed", Plain("removed"));
+        {
+            StagedFiles files(below, "/d/target");
+            files.Open("/d/journal", OpenMode::readWrite)->WriteAt(0, Plain("J"));
+            EXPECT_EQ(ContentOf(files, "/d/journal"), Plain("Journal"));
+            files.Rename("/d/moved", "/d/elsewhere");
+            files.Remove("/d/removed");
+            for (const char* gone : {"/d/moved", "/d/removed"}) {
+                EXPECT_FALSE(files.Stamp(gone));
+                EXPECT_THROW(files.Open(gone, OpenMode::readOnly), FileError);
+            }
+            EXPECT_EQ(below.Bytes("/d/journal"), Plain("journal"));
+            EXPECT_TRUE(below.Has("/d/moved") && below.Has("/d/removed") && !below.Has("/d/elsewhere"));
+            Write(files, "/d/target", "new");
+            if (isKept) files.Commit();
+        }
+        EXPECT_EQ(below.Bytes("/d/journal"), Plain(isKept ? "Journal" : "journal"));
+        EXPECT_EQ(below.Has("/d/elsewhere"), isKept);
+        EXPECT_EQ(below.Has("/d/moved"), !isKept);
+        EXPECT_EQ(below.Has("/d/removed"), !isKept);
+    }
 }
 
 // A window of the caller holds the lock of the file that is to be replaced.
