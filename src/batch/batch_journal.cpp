@@ -24,7 +24,8 @@ constexpr const char* ending = ".journal";
 // One name for all that lead to a file, links among its folders included.
 std::filesystem::path Plain(const std::filesystem::path& path) {
     std::error_code failed;
-    const auto plain = std::filesystem::weakly_canonical(path, failed);
+    // A name without a folder stays one for as long as there is no such file.
+    const auto plain = std::filesystem::weakly_canonical(std::filesystem::absolute(path), failed);
     return failed ? path : plain;
 }
 
@@ -89,10 +90,10 @@ std::optional<std::string> BatchJournal::Note(const JournalEntry& entry, bool re
     // A line that was torn before ends here.
     const std::string text = "\n" + line.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
     const int handle = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    bool isWritten =
-        handle >= 0 && ::write(handle, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    const ssize_t written = handle >= 0 ? ::write(handle, text.data(), text.size()) : -1;
+    bool isWritten = written == static_cast<ssize_t>(text.size());
     isWritten = isWritten && (!replacesSource || ::fdatasync(handle) == 0);
-    const int error = errno;
+    const int error = written >= 0 && !isWritten ? ENOSPC : errno;
     if (handle >= 0) ::close(handle);
     if (isWritten) return {};
     isBroken_ = true;

@@ -38,8 +38,8 @@ class BatchJournal {
     // The target is the unchanged result of some entry.
     bool IsResult(FileSystem& files, const std::filesystem::path& target) const;
     // Reaches the disk before it is told where the recording itself is to be replaced: it would else be
-    // worked on a second time after a power cut. A journal that cannot be written says so once, and stops
-    // nothing: the answer is the reason.
+    // worked on a second time after a power cut. A journal that cannot be written says so once (in each
+    // process), and stops nothing: the answer is the reason.
     std::optional<std::string> Note(const JournalEntry& entry, bool replacesSource);
 
   private:

@@ -191,13 +191,17 @@ void BatchRun::SaveResults() {
     const std::string text = Results();
     if (text.empty()) {
         more_ += "Nothing was saved.\r\n";
+        order_.results.reset();
         return;
     }
+    Session& session = documents_.GetSession();
     try {
-        WriteFileAtomically(documents_.GetSession().files, *order_.results,
+        WriteFileAtomically(session.files, *order_.results,
                             [&](CArchive& archive) { archive.WriteRaw(std::as_bytes(std::span(text))); });
     } catch (const FileError& error) {
         more_ += fmt::format("The results were not saved.\r\n{}\r\n", error.what());
+        order_.results.reset();
+        session.host.ShowText(ResultsTitle(), text);
     }
 }
 

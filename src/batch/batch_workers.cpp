@@ -118,6 +118,12 @@ std::string HowItEnded(int status) {
     return fmt::format("exit code {}", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
 }
 
+std::string EndedText(const std::string& how) {
+    return fmt::format("The process that worked on this file has ended before its time ({}). The file is as "
+                       "it was.",
+                       how);
+}
+
 }  // namespace
 
 // --- those who ask for the work ---
@@ -294,7 +300,20 @@ std::string BatchWorkers::SetupLine() const {
 
 void BatchWorkers::Hire() {
     while (workers_.size() < std::min(work_.jobs, workers_.size() + waiting_.size())) {
-        auto worker = std::make_unique<Worker>(work_.program);
+        std::unique_ptr<Worker> worker;
+        try {
+            worker = std::make_unique<Worker>(work_.program);
+        } catch (const FileError& error) {
+            // The system has no room for so many; those that are there do the work.
+            if (!workers_.empty()) return static_cast<void>(work_.jobs = workers_.size());
+            const size_t index = waiting_.front();
+            waiting_.pop_front();
+            listener_.Started(index);
+            listener_.Finished(
+                index,
+                LostFile(index, fmt::format("No process could be started for this file: {}", error.what())));
+            continue;
+        }
         worker->Send(SetupLine());
         GiveWork(*worker);
         workers_.push_back(std::move(worker));
@@ -352,8 +371,8 @@ void BatchWorkers::Take(Worker& worker, std::string_view line) {
     worker.file.reset();
     FileEnd end = FromJson(message["end"]);
     // Somebody else told it to end; another one takes its place.
-    const bool wasStopped = end.outcome == Outcome::cancelled && !isCancelled_;
-    if (wasStopped) end = LostFile(index, "it was told to end");
+    const bool wasStopped = end.outcome == Outcome::cancelled && !isCancelled_ && !listener_.WasCancelled();
+    if (wasStopped) end = LostFile(index, EndedText("it was told to end"));
     listener_.Finished(index, end);
     if (wasStopped)
         worker.Close();
@@ -361,17 +380,11 @@ void BatchWorkers::Take(Worker& worker, std::string_view line) {
         GiveWork(worker);
 }
 
-FileEnd BatchWorkers::LostFile(size_t index, const std::string& how) const {
+FileEnd BatchWorkers::LostFile(size_t index, std::string why) const {
     ChainReport report;
     report.planned = work_.plan.files[index];
     report.outcome = isCancelled_ ? Outcome::cancelled : Outcome::failed;
-    if (!isCancelled_)
-        report.messages.push_back(
-            {RunMessage::From::run,
-             fmt::format("The process that worked on this file has ended before its time "
-                         "({}). The file is as it was.",
-                         how),
-             {}});
+    if (!isCancelled_) report.messages.push_back({RunMessage::From::run, std::move(why), {}});
     return EndOf(report, work_.listName, work_.settings.hasResults);
 }
 
@@ -383,7 +396,7 @@ void BatchWorkers::Bury(Worker& worker) {
     if (isUntouched && !isCancelled_ && handedOn_.insert(*worker.file).second)
         waiting_.push_front(*worker.file);
     else
-        listener_.Finished(*worker.file, LostFile(*worker.file, HowItEnded(status)));
+        listener_.Finished(*worker.file, LostFile(*worker.file, EndedText(HowItEnded(status))));
 }
 
 // --- those who do it ---

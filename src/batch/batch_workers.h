@@ -74,7 +74,7 @@ class BatchWorkers {
     void Attend(int milliseconds);
     void Take(Worker& worker, std::string_view line);
     void Bury(Worker& worker);
-    FileEnd LostFile(size_t index, const std::string& how) const;
+    FileEnd LostFile(size_t index, std::string why) const;
     std::string SetupLine() const;
 
     BatchWork work_;

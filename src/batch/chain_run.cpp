@@ -324,6 +324,14 @@ class ChainRun {
     std::string sourceSum_;
 };
 
+// Of a file that an operation reads beside the recording; empty where it reads none.
+std::string SumOfReadFile(CBatchBaseDlg& item, FileSystem& files) {
+    ParamList params = item.Params();
+    const Field* file = params.Find("file");
+    const std::string name = file && file->kind == FieldKind::text ? file->ValueText() : std::string();
+    return name.empty() || !files.Stamp(name) ? "" : Sha256Of(*files.Open(name, OpenMode::readOnly));
+}
+
 const char* OutcomeName(const ChainReport& report) {
     switch (report.outcome) {
     case Outcome::done:
@@ -361,7 +369,10 @@ RunPlan PlanChain(FileSystem& files, const CMultiBatch& list, std::vector<std::f
 
 std::string WorkOf(const ChainSettings& settings) {
     Sha256 sum;
-    for (size_t i = 0; i < settings.list.Count(); ++i) sum.Add(settings.list.Item(i).Settings());
+    for (size_t i = 0; i < settings.list.Count(); ++i) {
+        sum.Add(settings.list.Item(i).Settings());
+        sum.Add(SumOfReadFile(settings.list.Item(i), settings.like.files));
+    }
     sum.Add(fmt::format("{} {}\n", settings.list.m_bWriteNewFile != 0, settings.like.seed));
     for (const auto& [key, value] : settings.imports) sum.Add(key + "=" + value + "\n");
     return sum.Hex();

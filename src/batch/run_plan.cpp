@@ -90,9 +90,10 @@ class Planner {
         LeaveToLater();
     }
 
-    // One name for a file that need not exist, whatever links lead to its folder.
+    // One name for a file that need not exist, whatever links lead to it or its folder.
     Path PlaceOf(const Path& path) const {
         const Path plain = Plain(path);
+        if (files_.Stamp(plain)) return files_.Resolve(plain);
         return files_.Resolve(plain.parent_path()) / plain.filename();
     }
 

@@ -48,6 +48,7 @@ class BatchPrinter : public BatchListener {
     void Finished(size_t index, const FileEnd& end) override {
         files_[index].end = end;
         files_[index].share = 1.0;
+        if (end.outcome != Outcome::done) files_[index].text.clear();
         ShowProgress();
         for (; next_ < files_.size() && files_[next_].end; ++next_) Print(files_[next_]);
     }

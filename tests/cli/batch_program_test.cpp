@@ -170,6 +170,16 @@ TEST_F(BatchProgram, GoesOnWhereItEnded) {
     for (const json& record : report["records"]) outcomes += record["outcome"].get<std::string>() + ";";
     EXPECT_EQ(report["records"][0]["operations"].size(), 2u) << "as they were then";
     EXPECT_EQ(outcomes, "done before;done;done before;done;");
+    // Names without a folder, also of what did not exist then.
+    const auto here = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
+    EXPECT_EQ(Batch({"f3.kymr-dat"}, {"--write-new", "--resume"}).code, 0);
+    std::filesystem::remove("f3_tr.kymr-dat");
+    EXPECT_EQ(Batch({"f3.kymr-dat"}, {"--write-new", "--resume"}).err.find("were done before"),
+              std::string::npos);
+    EXPECT_NE(Batch({"f3.kymr-dat"}, {"--write-new", "--resume"}).err.find("1 of 1 files were done before"),
+              std::string::npos);
+    std::filesystem::current_path(here);
     // A journal that is torn or foreign does no harm.
     std::ofstream(list + ".journal", std::ios::trunc) << "{\"work\": 7}\n\xff{{{\n\n{\"work\": \"a\", \"sou";
     EXPECT_EQ(Batch({made[0]}, {"--write-new", "--resume"}).code, 0);
