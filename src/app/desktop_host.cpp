@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QDialog>
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -94,9 +95,11 @@ QString ToQtFilter(std::string_view filter) {
     return filters.join(";;");
 }
 
+// Where a question goes away, the window that it stood before is in front again.
 QWidget* DesktopHost::Parent() const {
-    QWidget* modal = QApplication::activeModalWidget();
-    return modal ? modal : parent_.data();
+    if (QWidget* modal = QApplication::activeModalWidget()) return modal;
+    auto* dialog = qobject_cast<QDialog*>(QApplication::activeWindow());
+    return dialog && dialog->isVisible() ? dialog : parent_.data();
 }
 
 // What is told without being asked for is a warning, unless it is only good to know.
@@ -199,7 +202,7 @@ void DesktopHost::ShowText(std::string_view title, std::string_view text) {
     shown.replace("\r\n", "\n");
     // Over a dialog it waits like one; otherwise it stays open beside the recordings.
     const bool modal = QApplication::activeModalWidget() != nullptr;
-    auto* window = new TextWindow(ToQString(title), shown, Parent());
+    auto* window = new TextWindow(ToQString(title), shown, modal ? Parent() : parent_.data());
     window->setAttribute(Qt::WA_DeleteOnClose);
     if (modal)
         window->exec();

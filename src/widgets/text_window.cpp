@@ -22,6 +22,15 @@ namespace {
 
 constexpr int shownLines = 30;
 constexpr int shownColumns = 100;
+constexpr int tabColumns = 4;
+
+// The columns of a table stand under each other only where its lines are whole. Tabs at the beginning of
+// lines only set paragraphs in.
+bool HasColumns(const QString& text) {
+    for (qsizetype i = 1; i < text.size(); ++i)
+        if (text[i] == '\t' && text[i - 1] != '\t' && text[i - 1] != '\n') return true;
+    return false;
+}
 
 }  // namespace
 
@@ -35,7 +44,9 @@ TextWindow::TextWindow(const QString& title, const QString& text, QWidget* paren
     text_->setReadOnly(true);
     text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    text_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    const bool hasColumns = HasColumns(text);
+    text_->setLineWrapMode(hasColumns ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
+    if (!hasColumns) text_->setTabStopDistance(text_->fontMetrics().horizontalAdvance(' ') * tabColumns);
     text_->setPlainText(text);
     search_->setObjectName("search");
     search_->setPlaceholderText(tr("Find"));
