@@ -35,6 +35,12 @@ std::string OneLine(const std::vector<std::string>& messages) {
     return plain;
 }
 
+// The row names the file already.
+std::string WithoutName(std::string text, const std::filesystem::path& file) {
+    const std::string start = "Couldn't open " + file.string() + " ";
+    return text.starts_with(start) ? text.substr(start.size()) : text;
+}
+
 BatchRow::State StateOf(Outcome outcome) {
     using State = BatchRow::State;
     switch (outcome) {
@@ -136,7 +142,7 @@ void BatchRun::Finished(size_t index, const FileEnd& end) {
     File& file = files_[index];
     row.state = StateOf(end.outcome);
     row.share = 1.0;
-    row.text = OneLine(end.messages);
+    row.text = WithoutName(OneLine(end.messages), row.file);
     file.record = end.record;
     file.errors = end.errors;
     if (end.outcome != Outcome::done) file.text.clear();
