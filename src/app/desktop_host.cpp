@@ -127,6 +127,7 @@ bool DesktopHost::Confirm(std::string_view text, std::string_view title) {
         box.setStyleSheet(
             "#qt_msgbox_label { font-weight: bold; } #qt_msgbox_informativelabel { min-width: 30em; }");
     }
+    box.button(QMessageBox::Ok)->setText(QObject::tr("&OK"));
     box.setDefaultButton(QMessageBox::Cancel);
     return box.exec() == QMessageBox::Ok;
 }

@@ -351,7 +351,12 @@ class RadioEditor : public FormEditor {
         return field.Fault();
     }
     void Write(const Field& field) override {
-        if (QAbstractButton* button = group_->button(field.choice)) button->setChecked(true);
+        QAbstractButton* button = group_->button(field.choice);
+        if (!button) return;
+        button->setChecked(true);
+        // The space bar would choose the one that has the focus.
+        auto* focused = qobject_cast<QAbstractButton*>(box_->window()->focusWidget());
+        if (focused && focused != button && group_->buttons().contains(focused)) button->setFocus();
     }
     bool BringsItsLabel() const override { return true; }
     bool IsWide() const override { return true; }

@@ -206,7 +206,10 @@ bool BatchWindow::MayEnd() {
 }
 
 void BatchWindow::reject() {
+    const bool wasRunning = isRunning_;
     if (isWorking_ || !MayEnd()) return;
+    // It has ended while the question stood: what became of the files is still to be seen.
+    if (wasRunning && !isRunning_) return;
     if (isRunning_) {
         run_.Cancel();
         while (run_.Step(pollEveryMs)) {

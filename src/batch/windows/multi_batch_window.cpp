@@ -11,6 +11,7 @@
 #include <QMimeData>
 #include <QPointer>
 #include <QScreen>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -154,6 +155,14 @@ int MultiBatchWindow::Current() const {
     return chosen.isEmpty() ? -1 : toDo_->indexOfTopLevelItem(chosen.front());
 }
 
+// When the window in which an operation was configured is gone.
+void MultiBatchWindow::Return() {
+    QTimer::singleShot(0, this, [this] {
+        raise();
+        activateWindow();
+    });
+}
+
 void MultiBatchWindow::AddOperation() {
     const auto chosen = tree_->selectedItems();
     const QVariant leaf = chosen.isEmpty() ? QVariant() : chosen.front()->data(0, leafRole);
@@ -166,6 +175,7 @@ void MultiBatchWindow::AddOperation() {
         item->SettingsWereChosen();
         window->list_.Add(std::move(item));
         window->ShowList(static_cast<int>(window->list_.Count()) - 1);
+        window->Return();
     };
     if (!onConfigure || !onConfigure(*node.operation, nullptr, node.key, node.value, take))
         session_.host.Message(noRecordingText);
@@ -185,6 +195,7 @@ void MultiBatchWindow::Configure() {
         changed.TakeSettings(block.Settings());
         changed.SettingsWereChosen();
         window->ShowList(current);
+        window->Return();
     };
     if (!onConfigure || !onConfigure(*FindOperation(item.ClassName()), &settings, {}, {}, take))
         session_.host.Message(noRecordingText);

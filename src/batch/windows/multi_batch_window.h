@@ -36,6 +36,7 @@ class MultiBatchWindow : public QDialog {
     const CMultiBatch& List() const { return list_; }
 
     // The commands of the list.
+    void Return();
     void AddOperation();
     void Remove();
     void MoveUp() { Move(true); }
