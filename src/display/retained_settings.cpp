@@ -22,8 +22,14 @@ struct Pair {
     template <typename Does>
     void ForChannels(Does does) const {
         for (size_t i = 0; i < static_cast<size_t>(maxEventChannels); ++i)
-            if (!front.eventChannels[i].channelLocked && !opened.eventChannels[i].channelLocked)
-                does(front.eventChannels[i], opened.eventChannels[i]);
+            does(front.eventChannels[i], opened.eventChannels[i]);
+    }
+    // For what a lock protects beside the events.
+    template <typename Does>
+    void ForUnlockedChannels(Does does) const {
+        ForChannels([&](const CEventChan& from, CEventChan& to) {
+            if (!to.channelLocked) does(from, to);
+        });
     }
 };
 
@@ -42,6 +48,10 @@ void TakeShownTrace(const Pair& pair, int32_t TraceSettings::*to) {
 template <auto member>
 void TakeChannel(const Pair& pair) {
     pair.ForChannels([](const CEventChan& from, CEventChan& to) { to.*member = from.*member; });
+}
+template <auto member>
+void TakeProtected(const Pair& pair) {
+    pair.ForUnlockedChannels([](const CEventChan& from, CEventChan& to) { to.*member = from.*member; });
 }
 
 void TakeTimebase(const Pair& pair) {
@@ -90,7 +100,7 @@ void TakePosition(const Pair& pair) {
 }
 // A trace that the other recording does not have is no parent.
 void TakeParent(const Pair& pair) {
-    pair.ForChannels([&](const CEventChan& from, CEventChan& to) {
+    pair.ForUnlockedChannels([&](const CEventChan& from, CEventChan& to) {
         if (from.parentTrace < pair.opened.traceCount) to.parentTrace = from.parentTrace;
     });
 }
@@ -116,9 +126,9 @@ constexpr Choice choices[retainedChoices] = {
     {"Event channels", "hide/show", TakeChannel<&CEventChan::channelVisible>},
     {"Event channels", "position", TakePosition},
     {"Event channels", "base colour", TakeChannel<&CEventChan::channelColour>},
-    {"Event channels", "label", TakeChannel<&CEventChan::channelLabel>},
+    {"Event channels", "label", TakeProtected<&CEventChan::channelLabel>},
     {"Event channels", "hide/show channel label", TakeView<&StoredView::showEventChanLabels>},
-    {"Event channels", "description", TakeChannel<&CEventChan::channelComment>},
+    {"Event channels", "description", TakeProtected<&CEventChan::channelComment>},
     {"Event channels", "parent trace", TakeParent},
     {"View", "size", TakeNothing},
     {"View", "dot size", TakeDotSize},

@@ -106,11 +106,16 @@ TEST_F(RetainedSettings, EachChoiceTakesItsOwn) {
 
 TEST_F(RetainedSettings, WhatHasNoCounterpartStays) {
     const auto front = MakeFront();
+    front->eventChannels[3].channelLocked = true;  // of the front's events, and no matter here
     const auto small = MemoryDoc::Make(session, {std::vector<float>(100)});
     small->eventChannels[3].channelLocked = true;
     CRetainSettings((1u << retainedChoices) - 1).Apply(*front, ShownOf(*front), *small);
     EXPECT_EQ(small->traces[1].traceLabel, Make()->traces[1].traceLabel);
     EXPECT_EQ(small->eventChannels[3].channelLabel, "");
+    EXPECT_EQ(small->eventChannels[3].channelComment, "");
+    EXPECT_EQ(small->eventChannels[3].channelVisible, 0) << "a lock does not protect the looks";
+    EXPECT_EQ(small->eventChannels[3].channelColour, 0x654321u);
+    EXPECT_TRUE(small->eventChannels[3].channelLocked);
     small->eventChannels[3].channelLocked = false;
     CRetainSettings((1u << retainedChoices) - 1).Apply(*front, ShownOf(*front), *small);
     EXPECT_EQ(small->eventChannels[3].parentTrace, -1) << "it has no second trace";
