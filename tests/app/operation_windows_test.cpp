@@ -91,6 +91,22 @@ TEST_F(OperationWindowsTest, TheTitleIsThatOfTheKindAndARunTellsWhatItDropped) {
     EXPECT_EQ(window->findChild<QLabel*>("message")->text(), "1 event in channel c (of 2 events, 1 dropped)");
 }
 
+TEST_F(OperationWindowsTest, ARunThatFillsSeveralChannelsTellsOfAll) {
+    OpenOne();
+    ASSERT_TRUE(frame->RunCommandById("event-insert-random-point-process"));
+    auto* window = frame->OperationDialogs().Find("CEventInsertRandomPointProcess");
+    ASSERT_NE(window, nullptr);
+    for (const auto& [key, value] : {std::pair{"countMode", "0"},
+                                     {"count", "4"},
+                                     {"mean", "1"},
+                                     {"destination", "b"},
+                                     {"channelCount", "3"}})
+        ASSERT_EQ(Set(window->Block(), key, value), "");
+    window->Refresh();
+    window->findChild<QPushButton*>("run")->click();
+    EXPECT_EQ(window->findChild<QLabel*>("message")->text(), "12 events in 3 channels, b-d");
+}
+
 TEST_F(OperationWindowsTest, WindowsFollowTheActiveViewAndCloseWithTheLast) {
     CChildFrame& one = OpenOne();
     QPointer<OperationWindow> window = Open();

@@ -7,6 +7,7 @@
 
 #include "catalogue/windows/live_run.h"
 #include "catalogue/windows/operation_panes.h"
+#include "host/user_numbers.h"
 #include "operations/event_base_dlg.h"
 #include "operations/job_worker.h"
 #include "widgets/text.h"
@@ -148,13 +149,27 @@ QString CEventBaseNonModalDlg::DoneText() {
     const Field* destination = params.Find("destination");
     if (!destination || destination->kind != FieldKind::channel)
         return panes_->HasResults() || Block().WhatItAffects() == Affects::nothing ? QString() : tr("Done.");
-    const int channel = static_cast<int>(destination->number);
-    const bool byNumber = session_.options.eventChannelMode > letterChannels;
-    const QString text = tr("%1 in channel %2")
-                             .arg(ToQString(EventCountText(Block().Document(), channel)),
-                                  byNumber ? QString::number(channel) : ToQString(ChannelName(channel)));
+    const QString text = WrittenText(static_cast<int>(destination->number));
     const QString summary = ToQString(Block().RunSummary());
     return summary.isEmpty() ? text : text + " (" + summary + ")";
+}
+
+// A run that has filled several channels tells of all of them.
+QString CEventBaseNonModalDlg::WrittenText(int destination) const {
+    const bool byNumber = session_.options.eventChannelMode > letterChannels;
+    const auto name = [byNumber](int channel) {
+        return byNumber ? std::to_string(channel) : ChannelName(channel);
+    };
+    const CDataDoc* doc = Block().Document();
+    const std::vector<int>& written = Block().WrittenChannels();
+    if (written.size() < 2)
+        return tr("%1 in channel %2")
+            .arg(ToQString(EventCountText(doc, destination)), ToQString(name(destination)));
+    int64_t events = 0;
+    for (const int channel : written) events += doc->GetNumEvents(channel);
+    return tr("%1 in %2 channels, %3")
+        .arg(ToQString(EventsText(events)), QString::number(written.size()),
+             ToQString(ListText(written, name)));
 }
 
 // --- a run on another thread ---

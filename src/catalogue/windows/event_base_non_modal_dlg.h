@@ -61,6 +61,7 @@ class CEventBaseNonModalDlg : public OperationWindow {
     void EndWorker(bool cancels);
     void ShowDone();
     QString DoneText();
+    QString WrittenText(int destination) const;
 
     QPushButton* batch_;
     QPushButton *back_ = nullptr, *next_ = nullptr;  // null where there is one page
