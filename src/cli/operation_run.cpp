@@ -305,6 +305,7 @@ class OperationRun : public RunCaller {
 
     // A channel that nobody named may have held something.
     void TellOfReplaced(const FileReport& report) {
+        if (report.block && !report.block->ReplacesEvents()) return;
         for (const FileReport::Channel& channel : report.channels) {
             const auto held = held_.find(channel.number);
             if (held == held_.end() ||

@@ -18,8 +18,6 @@ bool IsLocked(const CDataDoc& doc, int channel) {
     return doc.eventChannels[static_cast<size_t>(channel)].channelLocked;
 }
 
-bool IsOutside(const ChannelMove& move) { return move.second < 0 || move.second >= maxEventChannels; }
-
 // Channels that were made from one that moves name its new place.
 void LeadReferences(CDataDoc& doc, const std::map<int, int>& places, UndoScope& undo) {
     for (int channel = 0; channel < maxEventChannels; ++channel) {
@@ -51,13 +49,19 @@ std::vector<ChannelMove> WithReturns(const std::vector<ChannelMove>& moves) {
     std::set_difference(to.begin(), to.end(), from.begin(), from.end(), std::back_inserter(driven));
     std::set_difference(from.begin(), from.end(), to.begin(), to.end(), std::back_inserter(free));
     std::vector<ChannelMove> all = moves;
-    for (size_t i = 0; i < driven.size(); ++i) all.emplace_back(driven[i], free[i]);
+    for (size_t i = 0; i < std::min(driven.size(), free.size()); ++i) all.emplace_back(driven[i], free[i]);
     std::erase_if(all, [](const ChannelMove& move) { return move.first == move.second; });
     return all;
 }
 
+bool ReachBeyond(const std::vector<ChannelMove>& moves) {
+    return std::any_of(moves.begin(), moves.end(), [](const ChannelMove& move) {
+        return move.second < 0 || move.second >= maxEventChannels;
+    });
+}
+
 std::string MoveFault(const CDataDoc& doc, const std::vector<ChannelMove>& moves) {
-    if (std::any_of(moves.begin(), moves.end(), IsOutside)) return beyondLastChannelText;
+    if (ReachBeyond(moves)) return beyondLastChannelText;
     std::set<int> named;
     for (const ChannelMove& move : moves) named.insert(move.first);
     for (const auto& [channel, place] : WithReturns(moves)) {
@@ -69,7 +73,7 @@ std::string MoveFault(const CDataDoc& doc, const std::vector<ChannelMove>& moves
 }
 
 std::string CopyFault(const CDataDoc& doc, const std::vector<ChannelMove>& copies) {
-    if (std::any_of(copies.begin(), copies.end(), IsOutside)) return beyondLastChannelText;
+    if (ReachBeyond(copies)) return beyondLastChannelText;
     for (const auto& [channel, place] : copies) {
         if (channel == place) continue;
         if (doc.episodic && place == 0) return episodeChannelText;

@@ -32,6 +32,9 @@ std::vector<ChannelMove> MovesTo(const std::vector<int>& channels, int target, b
 // moved to a place of its own.
 std::vector<ChannelMove> WithReturns(const std::vector<ChannelMove>& moves);
 
+// Whether one of them leads beyond the places that there are.
+bool ReachBeyond(const std::vector<ChannelMove>& moves);
+
 // Why they may not be done; empty when they may. A channel that is moved takes its lock along, but a locked
 // one is not driven out.
 std::string MoveFault(const CDataDoc& doc, const std::vector<ChannelMove>& moves);

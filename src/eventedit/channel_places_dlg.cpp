@@ -35,7 +35,7 @@ void CChannelPlacesDlg::DescribeChannels(ParamList& list, const char* label, con
     if (IsOrdered()) channels.Ordered();
 }
 
-std::string CChannelPlacesDlg::CheckSettings() {
+std::string CChannelPlacesDlg::ListFault() const {
     const std::vector<int> channels = Channels();
     if (std::set<int>(channels.begin(), channels.end()).size() < channels.size()) return repeatedChannelText;
     return Document() && channels.empty() ? noChannelsText : std::string();
@@ -48,6 +48,12 @@ std::string CChannelPlacesDlg::MovesText(const std::vector<ChannelMove>& moves) 
         to.push_back(place);
     }
     return ListText(from, ChannelName) + " -> " + ListText(to, ChannelName);
+}
+
+std::string CChannelPlacesDlg::Outlook(const std::vector<ChannelMove>& asked,
+                                       const std::vector<ChannelMove>& changes) const {
+    if (!Document() || !ListFault().empty() || ReachBeyond(asked)) return {};
+    return changes.empty() ? "all stay where they are" : MovesText(changes);
 }
 
 void CChannelPlacesDlg::Show(const std::vector<int>& channels, bool isShown) {

@@ -30,15 +30,22 @@ class CChannelPlacesDlg : public CBatchBaseDlg {
     void Show(const std::vector<int>& channels, bool isShown);
 
   protected:
-    std::string CheckSettings() override;
+    std::string CheckSettings() override { return ListFault(); }
     void DescribeChannels(ParamList& list, const char* label, const char* tip);
     void ForgetFound() override { m_moved.clear(); }
 
     CEventChan& Channel(int channel) const { return Document()->eventChannels[static_cast<size_t>(channel)]; }
     // "a b -> k l"
     static std::string MovesText(const std::vector<ChannelMove>& moves);
+    // What a run would do, in a line: `changes` comes of the moves that were asked for. Nothing for settings
+    // that a run refuses, whatever was typed or loaded.
+    std::string Outlook(const std::vector<ChannelMove>& asked, const std::vector<ChannelMove>& changes) const;
 
     std::vector<ChannelMove> m_moved;  // by the last run
+
+  private:
+    // Why the list cannot be used.
+    std::string ListFault() const;
 };
 
 }  // namespace kymora

@@ -47,31 +47,31 @@ void CEventMap999::Describe(ParamList& list) {
     list.Colour("colour", "Base colour", m_nColour)
         .EnabledIf([this] { return Is(MapAction::colour); })
         .Tip("Colour of the events that have none of their own");
-    list.Note("result", "Result", [this] { return Outlook(); });
+    list.Note("result", "Result", [this] {
+        const std::string text = HasTarget() ? Outlook(Moves(), Changes()) : std::string();
+        return text.empty() ? text : text + CopyOutlook();
+    });
 }
 
-std::string CEventMap999::CopyOutlook(const std::vector<ChannelMove>& copies) const {
+std::vector<ChannelMove> CEventMap999::Changes() const {
+    std::vector<ChannelMove> moves = Moves();
+    if (Is(MapAction::move)) return WithReturns(moves);
+    std::erase_if(moves, [](const ChannelMove& move) { return move.first == move.second; });
+    return moves;
+}
+
+std::string CEventMap999::CopyOutlook() const {
+    if (!Is(MapAction::copy)) return {};
     int channels = 0;
     int64_t events = 0;
-    for (const auto& [channel, place] : copies) {
-        const bool isHeld = channel != place && Document()->GetNumEvents(place) > 0;
-        channels += isHeld;
-        if (isHeld) events += Document()->GetNumEvents(place);
+    for (const ChannelMove& copy : Changes()) {
+        const int held = Document()->GetNumEvents(copy.second);
+        channels += held > 0;
+        events += held;
     }
     if (channels == 0) return {};
     return fmt::format("; replaces {} {} with {}", channels, channels == 1 ? "channel" : "channels",
                        EventsText(events));
-}
-
-std::string CEventMap999::Outlook() const {
-    if (!Document() || !HasTarget()) return {};
-    const std::vector<ChannelMove> moves = Moves();
-    if (std::any_of(moves.begin(), moves.end(),
-                    [](const ChannelMove& move) { return move.second >= maxEventChannels; }))
-        return {};
-    if (Is(MapAction::copy)) return MovesText(moves) + CopyOutlook(moves);
-    const auto all = WithReturns(moves);
-    return all.empty() ? std::string("all stay where they are") : MovesText(all);
 }
 
 std::string CEventMap999::CheckSettings() {
@@ -83,9 +83,7 @@ std::string CEventMap999::CheckSettings() {
 std::unique_ptr<OperationJob> CEventMap999::MakeJob() {
     auto job = std::make_unique<OperationJob>();
     if (!HasTarget()) return job;
-    const std::vector<ChannelMove> moves = Moves();
-    for (const ChannelMove& move : Is(MapAction::move) ? WithReturns(moves) : moves)
-        job->writes.push_back(move.second);
+    for (const ChannelMove& move : Changes()) job->writes.push_back(move.second);
     return job;
 }
 
@@ -106,8 +104,8 @@ bool CEventMap999::Analyse(UndoScope& undo) {
     }
     const std::vector<ChannelMove> moves = Moves();
     const bool isCopy = Is(MapAction::copy);
-    m_moved = isCopy ? moves : WithReturns(moves);
-    const std::string replaces = isCopy ? CopyOutlook(moves) : std::string();
+    m_moved = Changes();
+    const std::string replaces = CopyOutlook();
     isCopy ? CopyChannels(*Document(), moves, undo) : MoveChannels(*Document(), moves, undo);
     if (!m_moved.empty())
         AppendHistory(fmt::format("{}: {}{}\r\n", isCopy ? "Copied" : "Moved", MovesText(m_moved), replaces));

@@ -14,6 +14,7 @@ class CEventMap999 : public CChannelPlacesDlg {
     const char* Title() const override { return "Map event channels"; }
     const char* ActionLabel() const override { return "Apply"; }
     bool IsOrdered() const override { return false; }
+    bool ReplacesEvents() const override { return Is(MapAction::copy); }
 
     void Serialize(CArchive& archive) override;
     void SuggestSettings() override;
@@ -34,9 +35,9 @@ class CEventMap999 : public CChannelPlacesDlg {
     bool Is(MapAction action) const { return m_nAction == static_cast<int32_t>(action); }
     bool HasTarget() const { return Is(MapAction::move) || Is(MapAction::copy); }
     std::vector<ChannelMove> Moves() const { return MovesTo(Channels(), m_nTarget, m_bCompact); }
-    // What a run would do, in a line.
-    std::string Outlook() const;
-    std::string CopyOutlook(const std::vector<ChannelMove>& copies) const;
+    // What becomes of the moves: the channels in the way go with them, and a copy to its own place is none.
+    std::vector<ChannelMove> Changes() const;
+    std::string CopyOutlook() const;
     void SetLook(UndoScope& undo);
 
     bool m_isTargetChosen = false;

@@ -16,10 +16,7 @@ void CEventReorder::Describe(ParamList& list) {
         "place behind it. Channels that stand there and not in the list get the places that "
         "become free");
     list.Channel("startChannel", "Start channel", m_nStartChannel).Tip("Place of the first channel");
-    list.Note("result", "Result", [this] {
-        const auto moves = Document() ? WithReturns(Moves()) : std::vector<ChannelMove>();
-        return moves.empty() ? std::string("all stay where they are") : MovesText(moves);
-    });
+    list.Note("result", "Result", [this] { return Outlook(Moves(), WithReturns(Moves())); });
 }
 
 std::string CEventReorder::CheckSettings() {

@@ -11,6 +11,7 @@ class CEventReorder : public CChannelPlacesDlg {
     const char* Title() const override { return "Reorder event channels"; }
     const char* ActionLabel() const override { return "Reorder"; }
     bool IsOrdered() const override { return true; }
+    bool ReplacesEvents() const override { return false; }
 
     void Serialize(CArchive& archive) override;
 

@@ -168,6 +168,8 @@ class CBatchBaseDlg {
     // What the last run has counted beside the events that it left: "of 20 events, 8 dropped". The window
     // says it behind the count of the destination.
     virtual std::string RunSummary() const { return {}; }
+    // What it writes takes the place of what channels held. False where that has gone to other channels.
+    virtual bool ReplacesEvents() const { return true; }
     // The channels that the last run has written, ascending.
     const std::vector<int>& WrittenChannels() const { return m_written; }
     // Writes the result of the last run as the window's text, for operations that have one.

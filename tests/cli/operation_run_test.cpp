@@ -7,6 +7,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "catalogue/operations.h"
 #include "cli/command_context.h"
 #include "cli/near_names.h"
 #include "cli/operation_tables.h"
@@ -197,6 +198,29 @@ TEST_F(OperationRunTest, SettingsWithoutEffectAreToldOnceAndRun) {
     EXPECT_EQ(Mark({.files = {a}, .settings = {"factor=3", "multiplier=4"}, .inPlace = true}), 0);
     EXPECT_EQ(err, "") << "a parameter by another name is the same, and was set again";
     EXPECT_EQ(MarkIn(b), 500);
+}
+
+TEST_F(OperationRunTest, OnlyWhatWasLostIsTold) {
+    ASSERT_EQ(Mark({.files = {a}, .inPlace = true}), 0);
+    const std::string says =
+        "kymora: " + a + ": the events of channel f (6) were replaced: 1 before, 1 now.\n";
+    struct Case {
+        const char* operation;
+        std::vector<std::string> settings;
+        std::string told;
+    };
+    const Case cases[] = {
+        {"CEventReorder", {"channels=f b", "startChannel=b"}, ""},
+        {"CEventMap999", {"channels=b", "action=move", "target=f"}, ""},
+        {"CEventMap999", {"channels=b", "action=copy", "target=f"}, says},
+    };
+    for (const Case& one : cases) {
+        std::filesystem::remove(In("new.kymr-dat"));
+        EXPECT_EQ(Run(*FindOperation(one.operation),
+                      {.files = {a}, .settings = one.settings, .output = In("new.kymr-dat")}),
+                  0);
+        EXPECT_EQ(err, one.told) << one.operation;
+    }
 }
 
 TEST_F(OperationRunTest, ConfigurationFilesComeFirst) {

@@ -83,6 +83,36 @@ TEST_F(ChannelMovesTest, Reorders) {
     EXPECT_EQ(Run(nothing, {{"channels", "a b a"}}), repeatedChannelText);
 }
 
+// The line is asked for whenever a setting changes, also with settings that a run refuses.
+TEST_F(ChannelMovesTest, ALineTellsWhatARunWouldDo) {
+    struct Case {
+        const char *channels, *start, *reorder, *moved, *copied;
+    };
+    const Case cases[] = {
+        {"a-f", "a", "all stay where they are", "all stay where they are", "all stay where they are"},
+        {"a b a", "p", "", "a b p q -> p q a b", "a b -> p q"},
+        {"a b a", "500", "", "a b 500 501 -> 500 501 a b", "a b -> 500 501"},
+        {"a b", "998", "", "", ""},
+        {"d e", "d", "all stay where they are", "all stay where they are", "all stay where they are"},
+        {"a-c", "b", "a-d -> b-d a", "a-d -> b-d a", "a-c -> b-d; replaces 3 channels with 9 events"},
+    };
+    const auto line = [&](CBatchBaseDlg& operation, const Settings& settings) {
+        Set(operation, settings);
+        ParamList params = operation.Params();
+        return params.Find("result")->shown();
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(std::string(one.channels) + " to " + one.start);
+        CEventReorder reorder;
+        EXPECT_EQ(line(reorder, {{"channels", one.channels}, {"startChannel", one.start}}), one.reorder);
+        for (const auto& [action, says] : {std::pair{"move", one.moved}, {"copy", one.copied}}) {
+            CEventMap999 map;
+            EXPECT_EQ(line(map, {{"channels", one.channels}, {"action", action}, {"target", one.start}}),
+                      says);
+        }
+    }
+}
+
 TEST_F(ChannelMovesTest, MovesTakeAllTheyHave) {
     CEventChan& c = Chan(2);
     c.SetEventExtra({{1, 1, 1}, {2, 2, 2}, {3, 3, 3}});
@@ -126,6 +156,10 @@ TEST_F(ChannelMovesTest, Copies) {
     EXPECT_EQ(map.WrittenChannels(), (std::vector<int>{1, 2, 3}));
     ASSERT_TRUE(doc->Undo().Undo());
     EXPECT_EQ(Labels(), "abcdef--");
+    doc->historyLog.clear();
+    ASSERT_EQ(Run(map, {{"target", "a"}}), "") << "a lock of the place itself is no matter";
+    EXPECT_TRUE(doc->historyLog.empty() && map.Results().empty() && map.WrittenChannels().empty())
+        << "copied onto themselves";
 }
 
 TEST_F(ChannelMovesTest, ShowsHidesAndColours) {
