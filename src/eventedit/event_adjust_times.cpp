@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 
 #include "eventedit/source_job.h"
@@ -10,12 +11,16 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t adjustVersion = 1;
+constexpr uint32_t adjustVersion = 2;
 constexpr double greatestShift = 1e9;  // ms
 
 // Start and end that a kind begins with: nothing is moved, or the peak at half its height.
-constexpr std::array<std::array<float, 2>, 4> usual{
-    {{0.0f, 0.0f}, {0.0f, 0.0f}, {0.0f, 1.0f}, {50.0f, 50.0f}}};
+using UsualOfKinds = std::array<double, 4>;
+constexpr UsualOfKinds usualStart{0.0, 0.0, 0.0, 50.0}, usualEnd{0.0, 0.0, 1.0, 50.0};
+
+void TakeUsual(double& value, const UsualOfKinds& usual, int32_t kind) {
+    if (std::find(usual.begin(), usual.end(), value) != usual.end()) value = usual[static_cast<size_t>(kind)];
+}
 
 class AdjustJob : public SourceJob {
   public:
@@ -56,43 +61,41 @@ class AdjustJob : public SourceJob {
 
 void CEventAdjustTimes::Serialize(CArchive& archive) {
     CEventEditDlg::Serialize(archive);
-    ExchangeVersion(archive, adjustVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, adjustVersion, ClassName());
     Exchange(archive, m_nKind);
-    for (float* value : {&m_fStart, &m_fEnd, &m_fSd}) Exchange(archive, *value);
+    for (double* value : {&m_dStart, &m_dEnd, &m_dSd}) ExchangeWidened(archive, *value, version < 2);
 }
 
 void CEventAdjustTimes::GetParamText(std::string& text) {
     CEventEditDlg::GetParamText(text);
     switch (static_cast<TimeAdjustment>(m_nKind)) {
     case TimeAdjustment::offset:
-        text += fmt::format("Offset adjustment (+/- ms)\r\n\tTime = T + {:f}\tS.D. = {:f}\r\n\t", m_fStart,
-                            m_fSd);
+        text += fmt::format("Offset adjustment (+/- ms)\r\n\tTime = T + {:f}\tS.D. = {:f}\r\n\t", m_dStart,
+                            m_dSd);
         break;
     case TimeAdjustment::ends:
         text += fmt::format("Adjust start and/or end (+/- ms)\r\n\tStart time = T + {:f}\r\n\tEnd time = T + "
                             "{:f}\r\n\tS.D.  = "
                             "{:f}\r\n\t",
-                            m_fStart, m_fEnd, m_fSd);
+                            m_dStart, m_dEnd, m_dSd);
         break;
     case TimeAdjustment::relative:
         text += fmt::format(
             "Adjust relative to event duration (+/- fraction)\r\n\tStart time = T + {:f}\r\n\tEnd time = t + "
             "{:f} ",
-            m_fStart, m_fEnd);
+            m_dStart, m_dEnd);
         break;
     case TimeAdjustment::bracketPeak:
         text += fmt::format(
             "Bracket peak\r\n\tParent trace = {}\r\n\tRising slope % = {:f}\r\n\tFalling slope % = {:f}",
-            Document() ? Document()->GetParentTrace(m_nChannel1) + 1 : 0, m_fStart, m_fEnd);
+            Document() ? Document()->GetParentTrace(m_nChannel1) + 1 : 0, m_dStart, m_dEnd);
         break;
     }
 }
 
 void CEventAdjustTimes::TakeUsualValues() {
-    const std::array<float, 2> now{m_fStart, m_fEnd};
-    if (m_areTimesChosen || std::find(usual.begin(), usual.end(), now) == usual.end()) return;
-    m_fStart = usual[static_cast<size_t>(m_nKind)][0];
-    m_fEnd = usual[static_cast<size_t>(m_nKind)][1];
+    if (!m_isStartChosen) TakeUsual(m_dStart, usualStart, m_nKind);
+    if (!m_isEndChosen) TakeUsual(m_dEnd, usualEnd, m_nKind);
 }
 
 const char* CEventAdjustTimes::WhatIsAdded() const {
@@ -114,21 +117,21 @@ void CEventAdjustTimes::Describe(ParamList& list) {
              "the "
              "duration from the old start; or they are set where the peak of the parent trace rises and "
              "falls");
-    list.Number("start", "Start", m_fStart)
-        .OnChange([this] { m_areTimesChosen = true; })
+    list.Number("start", "Start", m_dStart)
+        .OnChange([this] { m_isStartChosen = true; })
         .Limits(-greatestShift, greatestShift)
         .Shows([this] { return std::string(WhatIsAdded()); })
         .Tip("Start time = current start time + so many ms, or + this part of the duration; of a peak, Start "
              "time = rising slope %. Set start/end positions as %age of trough-to-peak slope");
-    list.Number("end", "End", m_fEnd)
-        .OnChange([this] { m_areTimesChosen = true; })
+    list.Number("end", "End", m_dEnd)
+        .OnChange([this] { m_isEndChosen = true; })
         .Limits(-greatestShift, greatestShift)
         .Shows([this] { return std::string(WhatIsAdded()); })
         .EnabledIf([this] { return !Is(TimeAdjustment::offset); })
         .Tip("End time = current end time + so many ms, or current start time + this part of the duration; "
              "of a "
              "peak, End time = falling slope %. Set start/end positions as %age of trough-to-peak slope");
-    list.Number("sd", "Random s.d.", m_fSd)
+    list.Number("sd", "Random s.d.", m_dSd)
         .Unit("ms")
         .Limits(0.0, greatestShift)
         .EnabledIf([this] { return m_nKind < static_cast<int32_t>(TimeAdjustment::relative); })
@@ -160,7 +163,7 @@ bool CEventAdjustTimes::Edit(EventEditJob& edit) {
     job.length = Document()->GetLength();
     // Absolute times in samples.
     const double unit = isPeak ? 100.0 : Is(TimeAdjustment::relative) ? 1.0 : Document()->sampleInterval;
-    job.by = {static_cast<TimeAdjustment>(m_nKind), m_fStart / unit, m_fEnd / unit, m_fSd / unit};
+    job.by = {static_cast<TimeAdjustment>(m_nKind), m_dStart / unit, m_dEnd / unit, m_dSd / unit};
     return true;
 }
 

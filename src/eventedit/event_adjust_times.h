@@ -20,9 +20,9 @@ class CEventAdjustTimes : public CEventEditDlg {
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
 
-    int32_t m_nKind = 0;                   // TimeAdjustment
-    float m_fStart = 0.0f, m_fEnd = 0.0f;  // ms; parts of the duration; % of the slopes
-    float m_fSd = 0.0f;                    // ms
+    int32_t m_nKind = 0;                  // TimeAdjustment
+    double m_dStart = 0.0, m_dEnd = 0.0;  // ms; parts of the duration; % of the slopes
+    double m_dSd = 0.0;                   // ms
 
   protected:
     void Describe(ParamList& list) override;
@@ -33,8 +33,8 @@ class CEventAdjustTimes : public CEventEditDlg {
 
   private:
     bool Is(TimeAdjustment kind) const { return m_nKind == static_cast<int32_t>(kind); }
-    bool m_areTimesChosen = false;  // start and end, by the user
-    // Values that nobody has set become the usual ones of the kind.
+    bool m_isStartChosen = false, m_isEndChosen = false;  // by the user
+    // Each value that nobody has set, and that is a usual one, becomes that of the kind.
     void TakeUsualValues();
     const char* WhatIsAdded() const;
 };

@@ -2,11 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace kymora {
 
 namespace {
 
-constexpr uint32_t timeFilterVersion = 1;
+constexpr uint32_t timeFilterVersion = 2;
 constexpr double greatestTimeSamples = 2147483547.0;
 
 // What the filter has joined and left out.
@@ -38,8 +40,12 @@ std::vector<CEventKM> FilterByTime(const CEventChan& source, int32_t minimumOff,
 
 void CEventTimeFilter::Serialize(CArchive& archive) {
     CEventEditDlg::Serialize(archive);
-    ExchangeVersion(archive, timeFilterVersion, ClassName());
-    for (float* time : {&m_fMinimumOff, &m_fMinimumOn, &m_fMaximumOn}) Exchange(archive, *time);
+    const uint32_t version = ExchangeVersion(archive, timeFilterVersion, ClassName());
+    for (double* time : {&m_dMinimumOff, &m_dMinimumOn, &m_dMaximumOn}) {
+        ExchangeWidened(archive, *time, version < 2);
+        // The float of the greatest time lies above it.
+        if (version < 2) *time = std::min(*time, greatestTimeSamples);
+    }
 }
 
 void CEventTimeFilter::GetParamText(std::string& text) {
@@ -47,23 +53,23 @@ void CEventTimeFilter::GetParamText(std::string& text) {
                         ChannelName(m_nDestination));
     text +=
         fmt::format("\tMinimum off time = {:f}\r\n\tMinimum on time = {:f}\r\n\tMaximum on time = {:f}\r\n",
-                    m_fMinimumOff, m_fMinimumOn, m_fMaximumOn);
+                    m_dMinimumOff, m_dMinimumOn, m_dMaximumOn);
 }
 
 void CEventTimeFilter::Describe(ParamList& list) {
     DescribeSource(list);
     const double most = greatestTimeSamples * (Document() ? Document()->sampleInterval : 1.0);
     list.Group("Time");
-    list.Number("minimumOffTime", "Minimum off time", m_fMinimumOff)
+    list.Number("minimumOffTime", "Minimum off time", m_dMinimumOff)
         .Unit("ms")
         .Limits(0.0, most)
         .Tip("Events that are separated by less become one, with all that the first one has; with 0, only "
              "those that overlap");
-    list.Number("minimumOnTime", "Minimum on time", m_fMinimumOn)
+    list.Number("minimumOnTime", "Minimum on time", m_dMinimumOn)
         .Unit("ms")
         .Limits(0.0, most)
         .Tip("Events that are shorter are left out");
-    list.Number("maximumOnTime", "Maximum on time", m_fMaximumOn)
+    list.Number("maximumOnTime", "Maximum on time", m_dMaximumOn)
         .Unit("ms")
         .Limits(0.0, most)
         .Tip("Event must be SHORTER than this for it to be accepted. It must not be longer: one of just this "
@@ -74,10 +80,10 @@ void CEventTimeFilter::Describe(ParamList& list) {
 bool CEventTimeFilter::Edit(EventEditJob& job) {
     const CDataDoc& doc = *Document();
     const CEventChan& source = Channel(m_nChannel1);
-    const auto samples = [&](float time) { return doc.PositionOf(static_cast<double>(time)); };
+    const auto samples = [&](double time) { return doc.PositionOf(time); };
     TimeFilterCounts counts;
     job.found.front().events =
-        FilterByTime(source, samples(m_fMinimumOff), samples(m_fMinimumOn), samples(m_fMaximumOn), counts);
+        FilterByTime(source, samples(m_dMinimumOff), samples(m_dMinimumOn), samples(m_dMaximumOn), counts);
     job.sourceEvents = source.GetNumEvents();
     job.counts = {{"Joined", counts.joined}, {"Too short", counts.tooShort}, {"Too long", counts.tooLong}};
     return true;

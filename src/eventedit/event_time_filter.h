@@ -16,7 +16,7 @@ class CEventTimeFilter : public CEventEditDlg {
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
 
-    float m_fMinimumOff = 0.0f, m_fMinimumOn = 0.0f, m_fMaximumOn = 100000.0f;  // ms
+    double m_dMinimumOff = 0.0, m_dMinimumOn = 0.0, m_dMaximumOn = 100000.0;  // ms
 
   protected:
     void Describe(ParamList& list) override;

@@ -11,7 +11,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t valueFilterVersion = 1;
+constexpr uint32_t valueFilterVersion = 2;
 constexpr const char* noWeightsOfSourceText =
     "The events of channel {} have no weights of principal components. They come from the sorting of spikes.";
 constexpr const char* noParentTraceText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
@@ -59,12 +59,13 @@ bool CEventValueFilter::UsesMultipliers() const {
 
 void CEventValueFilter::Serialize(CArchive& archive) {
     CEventFilterDlg::Serialize(archive);
-    ExchangeVersion(archive, valueFilterVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, valueFilterVersion, ClassName());
     Exchange(archive, m_nParameter);
     Exchange(archive, m_nLimit);
     Exchange(archive, m_nLimitSource);
-    for (auto* pair : {&m_fLimit, &m_fMultiplier, &m_fPercentile})
-        for (float& value : *pair) Exchange(archive, value);
+    for (float& limit : m_fLimit) Exchange(archive, limit);
+    for (auto* pair : {&m_dMultiplier, &m_dPercentile})
+        for (double& value : *pair) ExchangeWidened(archive, value, version < 2);
     for (std::string& tag : m_strTag) Exchange(archive, tag);
     Exchange(archive, m_nTagChannel);
 }
@@ -114,8 +115,8 @@ void CEventValueFilter::DescribeLimits(ParamList& list) {
              "value limits from percentiles of event values; Calculate value limits from value of tagged "
              "event "
              "* multiplier");
-    const auto numbers = [&](const char* key, const char* column, std::array<float, 2>& values, double least,
-                             double most, const char* tip, const std::function<bool()>& isUsed) {
+    const auto numbers = [&](const char* key, const char* column, auto& values, double least, double most,
+                             const char* tip, const std::function<bool()>& isUsed) {
         for (size_t side = 0; side < 2; ++side)
             list.Number(std::string(sideNames[side]) + key, fmt::format("{} {}", sideLabels[side], column),
                         values[side])
@@ -126,10 +127,10 @@ void CEventValueFilter::DescribeLimits(ParamList& list) {
     };
     numbers("", "limit", m_fLimit, -mostFloat, mostFloat, "The value of an event must be {} this",
             [this] { return Is(ValueLimitSource::direct); });
-    numbers("Multiplier", "multiplier", m_fMultiplier, -1e6, 1e6,
+    numbers("Multiplier", "multiplier", m_dMultiplier, -1e6, 1e6,
             "Times the s.d., or the value of the tagged event: the value of an event must be {} that",
             [this] { return UsesMultipliers(); });
-    numbers("Percentile", "percentile", m_fPercentile, 0.0, 100.0,
+    numbers("Percentile", "percentile", m_dPercentile, 0.0, 100.0,
             "The value of an event must be {} that at this percentile of all",
             [this] { return Is(ValueLimitSource::percentile); });
     for (size_t side = 0; side < 2; ++side)
@@ -151,6 +152,12 @@ std::vector<int> CEventValueFilter::Sources() const {
     return sources;
 }
 
+bool CEventValueFilter::AreLimitsCrossed() const {
+    if (!Uses(0) || !Uses(1)) return false;
+    if (Is(ValueLimitSource::percentile)) return !(m_dPercentile[0] < m_dPercentile[1]);
+    return Is(ValueLimitSource::direct) && !(m_fLimit[0] < m_fLimit[1]);
+}
+
 std::string CEventValueFilter::CheckSettings() {
     const CDataDoc* doc = Document();
     if (doc && NeedsParentTrace(Parameter()))
@@ -162,9 +169,7 @@ std::string CEventValueFilter::CheckSettings() {
     if (doc && param >= EvParam::pcWeight1 && param <= EvParam::pcWeight3 &&
         Channel(m_nChannel1).EventExtra().empty())
         return fmt::format(noWeightsOfSourceText, ChannelName(m_nChannel1));
-    if (Is(ValueLimitSource::direct) && Uses(0) && Uses(1) && !(m_fLimit[0] < m_fLimit[1]))
-        return limitOrderText;
-    return CEventFilterDlg::CheckSettings();
+    return AreLimitsCrossed() ? limitOrderText : CEventFilterDlg::CheckSettings();
 }
 
 // --- values and limits ---
@@ -208,8 +213,8 @@ bool CEventValueFilter::FindLimits(const std::vector<float>& values) {
     std::vector<float> finite;
     if (!Is(ValueLimitSource::direct)) AppendFinite(values, finite);
     const auto around = [&](double middle, double spread) {
-        limits = {static_cast<float>(middle - spread * m_fMultiplier[0]),
-                  static_cast<float>(middle + spread * m_fMultiplier[1])};
+        limits = {static_cast<float>(middle - spread * m_dMultiplier[0]),
+                  static_cast<float>(middle + spread * m_dMultiplier[1])};
     };
     if (Is(ValueLimitSource::mean)) {
         const MeanSd measured = GetMeanSd(finite);
@@ -221,7 +226,7 @@ bool CEventValueFilter::FindLimits(const std::vector<float>& values) {
         for (size_t side = 0; side < 2; ++side) {
             limits[side] = std::numeric_limits<float>::quiet_NaN();
             if (finite.empty()) continue;
-            const auto place = finite.begin() + (PercentileRank(std::ssize(finite), m_fPercentile[side]) - 1);
+            const auto place = finite.begin() + (PercentileRank(std::ssize(finite), m_dPercentile[side]) - 1);
             std::nth_element(finite.begin(), place, finite.end());
             limits[side] = *place;
         }
@@ -250,7 +255,7 @@ bool CEventValueFilter::FindTaggedLimit(size_t side) {
         Refuse(fmt::format(noTaggedValueText, tag, ChannelName(m_nTagChannel), EvParamName(Parameter())));
         return false;
     }
-    (*m_found)[side] = values[static_cast<size_t>(k)] * m_fMultiplier[side];
+    (*m_found)[side] = static_cast<float>(values[static_cast<size_t>(k)] * m_dMultiplier[side]);
     return true;
 }
 
@@ -271,13 +276,13 @@ void CEventValueFilter::GetParamText(std::string& text) {
                                               "tagged event\r\n"};
     text += fmt::format("\r\n\tLimit source: {}", sources[std::clamp(m_nLimitSource, 0, 4)]);
     if (Is(ValueLimitSource::percentile))
-        text += fmt::format("\t\tpercentile: on {:f}, off {:f}\r\n", m_fPercentile[0], m_fPercentile[1]);
+        text += fmt::format("\t\tpercentile: on {:f}, off {:f}\r\n", m_dPercentile[0], m_dPercentile[1]);
     const std::string id = ChannelName(m_nTagChannel);
     if (Is(ValueLimitSource::tagged))
         text +=
             fmt::format("\t\tmin tag: {}, id {}\tmax tag: {}, id {}\r\n", m_strTag[0], id, m_strTag[1], id);
     if (UsesMultipliers())
-        text += fmt::format("\t\tmult: min {:f}, max {:f}\r\n", m_fMultiplier[0], m_fMultiplier[1]);
+        text += fmt::format("\t\tmult: min {:f}, max {:f}\r\n", m_dMultiplier[0], m_dMultiplier[1]);
 }
 
 std::vector<Result> CEventValueFilter::Results() {

@@ -27,8 +27,8 @@ class CEventValueFilter : public CEventFilterDlg {
     int32_t m_nLimitSource = 0;  // ValueLimitSource
     // Of both limits, the minimum first.
     std::array<float, 2> m_fLimit{0.0f, 100.0f};
-    std::array<float, 2> m_fMultiplier{1.0f, 1.0f};
-    std::array<float, 2> m_fPercentile{10.0f, 90.0f};
+    std::array<double, 2> m_dMultiplier{1.0, 1.0};
+    std::array<double, 2> m_dPercentile{10.0, 90.0};
     std::array<std::string, 2> m_strTag{"1", "2"};
     int32_t m_nTagChannel = 0;
 
@@ -45,6 +45,8 @@ class CEventValueFilter : public CEventFilterDlg {
     // Of the minimum (0) or the maximum (1).
     bool Uses(size_t side) const;
     bool UsesMultipliers() const;
+    // Nothing could pass, as far as the settings alone tell.
+    bool AreLimitsCrossed() const;
     void DescribeParameter(ParamList& list);
     void DescribeLimits(ParamList& list);
 

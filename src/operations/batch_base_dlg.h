@@ -268,6 +268,14 @@ void Exchange(CArchive& archive, T& value) {
             value = archive.Read<T>();
     }
 }
+// A number that the record of an older version holds in single precision. It stays what it was there, so
+// that such settings find again what they found.
+inline void ExchangeWidened(CArchive& archive, double& value, bool isSingle) {
+    if (isSingle && !archive.IsStoring())
+        value = double{archive.Read<float>()};
+    else
+        Exchange(archive, value);
+}
 // A set of channels or traces: an i32 count and that many i32 numbers. Reading leaves them ascending, each
 // once.
 void Exchange(CArchive& archive, std::vector<int>& numbers);

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "archive/case_folding.h"
+#include "eventedit/event_adjust_times.h"
 #include "eventedit/event_edit_fixture.h"
 #include "eventedit/event_freq_filter.h"
 #include "eventedit/event_label_filter.h"
@@ -80,6 +81,67 @@ TEST_F(EventFilterTest, Times) {
     }
     EXPECT_EQ(Report(), "Source channel: a\r\nDestination channel: c\r\n\tMinimum off time = 1.000000\r\n"
                         "\tMinimum on time = 1.000000\r\n\tMaximum on time = 1.000000\r\n");
+}
+
+// Times are told apart to the sample in long recordings, too, where a float has no digits left.
+TEST_F(EventFilterTest, LongTimes) {
+    doc = MemoryDoc::MakeEmpty(session, 100'000'000, 1.0);
+    Fill(0, {{0, 20'000'000}, {30'000'000, 50'000'001}, {60'000'000, 80'000'002}});
+    CEventTimeFilter filter;
+    ASSERT_EQ(
+        Run(filter, {{"minimumOnTime", "20000001"}, {"maximumOnTime", "20000001"}, {"destination", "c"}}),
+        "");
+    EXPECT_EQ(Found(2), (Spans{{30'000'000, 50'000'001}}));
+}
+
+// --- settings of version 1 ---
+
+// The record with these of its numbers as the floats of version 1, which stands so many bytes before them.
+std::vector<std::byte> OfVersion1(std::vector<std::byte> record, const std::vector<double>& numbers,
+                                  size_t versionBefore) {
+    const auto doubles = std::as_bytes(std::span(numbers));
+    const auto at = std::ranges::search(record, doubles).begin();
+    EXPECT_NE(at, record.end());
+    const auto place = at - record.begin();
+    record[static_cast<size_t>(place) - versionBefore] = std::byte{1};
+    const std::vector<float> narrow(numbers.begin(), numbers.end());
+    const auto floats = std::as_bytes(std::span(narrow));
+    record.erase(at, at + std::ssize(doubles));
+    record.insert(record.begin() + place, floats.begin(), floats.end());
+    return record;
+}
+
+TEST_F(EventFilterTest, SettingsOfVersion1KeepTheirFloats) {
+    CEventAdjustTimes adjust, oldAdjust;
+    adjust.m_nKind = 2;
+    adjust.m_dStart = 0.35, adjust.m_dEnd = 0.9, adjust.m_dSd = 0.1;
+    oldAdjust.TakeSettings(OfVersion1(adjust.Settings(), {0.35, 0.9, 0.1}, 8));
+    EXPECT_EQ(oldAdjust.m_dStart, double{0.35f});
+    EXPECT_EQ(oldAdjust.m_dSd, double{0.1f});
+    Fill(0, {{10, 20}});
+    EXPECT_EQ(Run(oldAdjust, {{"destination", "c"}}), "");
+    EXPECT_EQ(Found(2), (Spans{{13, 19}})) << "as it was then";
+
+    CEventTimeFilter time, oldTime;
+    time.m_dMinimumOff = 0.7, time.m_dMinimumOn = 1.3, time.m_dMaximumOn = 2147483547.0;
+    oldTime.TakeSettings(OfVersion1(time.Settings(), {0.7, 1.3, 2147483547.0}, 4));
+    EXPECT_EQ(oldTime.m_dMinimumOn, double{1.3f});
+    EXPECT_EQ(oldTime.Validate(), "") << "the greatest time was rounded up";
+
+    CEventValueFilter value, oldValue;
+    value.m_dMultiplier = {0.3, 2.5};
+    value.m_dPercentile = {0.1, 99.9};
+    value.m_nTagChannel = 7;
+    oldValue.TakeSettings(OfVersion1(value.Settings(), {0.3, 2.5, 0.1, 99.9}, 24));
+    EXPECT_EQ(oldValue.m_dMultiplier[0], double{0.3f});
+    EXPECT_EQ(oldValue.m_dPercentile[1], double{99.9f});
+    EXPECT_EQ(oldValue.m_nTagChannel, 7);
+    for (auto [settings, again] : {std::pair<CBatchBaseDlg*, CBatchBaseDlg*>{&adjust, &oldAdjust},
+                                   {&time, &oldTime},
+                                   {&value, &oldValue}}) {
+        again->TakeSettings(settings->Settings());
+        EXPECT_EQ(again->Settings(), settings->Settings()) << "those of today lose no digit";
+    }
 }
 
 // --- what every filter keeps ---
@@ -356,6 +418,8 @@ TEST_F(EventFilterTest, OtherParametersAndRefusals) {
     ASSERT_EQ(Run(filter, {{"minimum", "39"}}), "");
     EXPECT_EQ(Found(2), (Spans{{80, 90}}));
     EXPECT_EQ(Run(filter, {{"limit", "2"}, {"maximum", "39"}}),
+              "The minimum limit must be less than the maximum limit.");
+    EXPECT_EQ(Run(filter, {{"limitSource", "3"}, {"minimumPercentile", "90"}, {"maximumPercentile", "10"}}),
               "The minimum limit must be less than the maximum limit.");
     EXPECT_EQ(Run(filter, {{"limitSource", "4"}, {"minimumTag", "5"}}),
               "No event of channel a has the tag '5'. Choose another tag or channel for the limit.");

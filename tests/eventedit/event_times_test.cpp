@@ -53,6 +53,11 @@ TEST_F(EventTimesTest, Adjustments) {
          {{10, 14}, {20, 25}},
          {{22, 23}},
          nullptr},
+        {"a part that no float holds",
+         {{"kind", "2"}, {"start", "0.35"}, {"end", "1"}},
+         {{10, 20}},
+         {{14, 20}},
+         nullptr},
         {"parts of the duration, from the old start; later ones may overtake",
          {{"kind", "2"}, {"start", "-0.5"}, {"end", "0.5"}},
          {{10, 20}, {12, 13}, {14, 34}},
@@ -74,6 +79,28 @@ TEST_F(EventTimesTest, Adjustments) {
         if (one.report) {
             EXPECT_EQ(Report(), one.report + std::string("\r\n"));
         }
+    }
+}
+
+// A value that nobody has set follows the kind, whatever became of the other one.
+TEST_F(EventTimesTest, ValuesFollowTheKind) {
+    struct Case {
+        Settings settings;
+        double start, end;
+    };
+    const Case cases[] = {
+        {{{"kind", "2"}}, 0.0, 1.0},
+        {{{"kind", "2"}, {"kind", "3"}}, 50.0, 50.0},
+        {{{"start", "0.2"}, {"kind", "2"}}, 0.2, 1.0},
+        {{{"end", "0.5"}, {"kind", "2"}}, 0.0, 0.5},
+        {{{"start", "0"}, {"kind", "3"}}, 0.0, 50.0},
+        {{{"start", "-5"}, {"end", "20000001"}, {"kind", "1"}}, -5.0, 20000001.0},
+    };
+    for (const Case& one : cases) {
+        CEventAdjustTimes adjust;
+        Set(adjust, one.settings);
+        EXPECT_EQ(adjust.m_dStart, one.start);
+        EXPECT_EQ(adjust.m_dEnd, one.end);
     }
 }
 
