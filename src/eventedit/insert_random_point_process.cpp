@@ -12,6 +12,8 @@ namespace {
 constexpr uint32_t randomProcessVersion = 1;
 constexpr double greatestTime = 1e12;       // ms
 constexpr int64_t mostPoints = 20'000'000;  // of one run: beyond it memory ends
+// A sample, less the rounding of the digits in which an interval is told.
+constexpr double leastMean = 1.0 - 1e-6;
 constexpr double leastShape = 0.05, greatestShape = 1e6;
 
 class RandomPointJob : public EventJob {
@@ -204,7 +206,7 @@ std::string CEventInsertRandomPointProcess::CheckSettings() {
     const std::string fault = CEventWndBaseDlg::CheckSettings();
     if (!fault.empty() || !Document()) return fault;
     const RandomProcess process = Process();
-    if (process.Mean() < 1.0) return fmt::format(shortMeanText, Document()->sampleInterval);
+    if (process.Mean() < leastMean) return fmt::format(shortMeanText, Document()->sampleInterval);
     if (!process.IsDrawable()) return longDeadTimeText;
     if (m_nDestination + m_nChannelCount > maxEventChannels) return noSuchChannelText;
     for (int i = 0; i < m_nChannelCount; ++i)

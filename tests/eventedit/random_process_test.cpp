@@ -235,6 +235,14 @@ TEST_F(InsertProcessTest, Refusals) {
         EXPECT_EQ(host.LastMessage(), one.says);
         EXPECT_FALSE(doc->Undo().CanUndo());
     }
+    // The interval that a refusal names is long enough, whatever its digits leave out.
+    for (const double interval : {0.5, 1000.0 / 30303.0, 1.0 / 3.0, 1000.0 / 24414.0625}) {
+        doc = MemoryDoc::MakeEmpty(session, 1000, interval);
+        CEventInsertRandomPointProcess shortest;
+        EXPECT_EQ(Run(shortest, {{"mean", fmt::format("{:.9g}", interval)}, {"distribution", "regular"}}),
+                  "");
+        EXPECT_EQ(Found(0).size(), 1000u);
+    }
     doc = MemoryDoc::MakeEmpty(session, 2000000000, 0.5);
     CEventInsertRandomPointProcess many;
     EXPECT_EQ(Run(many, {{"mean", "1"}}), fmt::format(tooManyPointsText, 1000000000, 20000000));
