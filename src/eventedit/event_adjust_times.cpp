@@ -18,8 +18,9 @@ constexpr double greatestShift = 1e9;  // ms
 using UsualOfKinds = std::array<double, 4>;
 constexpr UsualOfKinds usualStart{0.0, 0.0, 0.0, 50.0}, usualEnd{0.0, 0.0, 1.0, 50.0};
 
-void TakeUsual(double& value, const UsualOfKinds& usual, int32_t kind) {
-    if (std::find(usual.begin(), usual.end(), value) != usual.end()) value = usual[static_cast<size_t>(kind)];
+void TakeUsual(double& value, const UsualOfKinds& usual, int32_t before, int32_t now) {
+    const auto of = [&](int32_t kind) { return usual[static_cast<size_t>(std::clamp(kind, 0, 3))]; };
+    if (value == of(before)) value = of(now);
 }
 
 class AdjustJob : public SourceJob {
@@ -64,6 +65,7 @@ void CEventAdjustTimes::Serialize(CArchive& archive) {
     const uint32_t version = ExchangeVersion(archive, adjustVersion, ClassName());
     Exchange(archive, m_nKind);
     for (double* value : {&m_dStart, &m_dEnd, &m_dSd}) ExchangeWidened(archive, *value, version < 2);
+    m_nKindOfValues = m_nKind;
 }
 
 void CEventAdjustTimes::GetParamText(std::string& text) {
@@ -94,8 +96,9 @@ void CEventAdjustTimes::GetParamText(std::string& text) {
 }
 
 void CEventAdjustTimes::TakeUsualValues() {
-    if (!m_isStartChosen) TakeUsual(m_dStart, usualStart, m_nKind);
-    if (!m_isEndChosen) TakeUsual(m_dEnd, usualEnd, m_nKind);
+    if (!m_isStartChosen) TakeUsual(m_dStart, usualStart, m_nKindOfValues, m_nKind);
+    if (!m_isEndChosen) TakeUsual(m_dEnd, usualEnd, m_nKindOfValues, m_nKind);
+    m_nKindOfValues = m_nKind;
 }
 
 const char* CEventAdjustTimes::WhatIsAdded() const {

@@ -34,7 +34,8 @@ class CEventAdjustTimes : public CEventEditDlg {
   private:
     bool Is(TimeAdjustment kind) const { return m_nKind == static_cast<int32_t>(kind); }
     bool m_isStartChosen = false, m_isEndChosen = false;  // by the user
-    // Each value that nobody has set, and that is a usual one, becomes that of the kind.
+    int32_t m_nKindOfValues = 0;                          // the one before another is chosen
+    // Each value that nobody has set, and that is the usual one of the kind before, becomes that of the kind.
     void TakeUsualValues();
     const char* WhatIsAdded() const;
 };

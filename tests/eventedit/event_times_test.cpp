@@ -102,6 +102,13 @@ TEST_F(EventTimesTest, ValuesFollowTheKind) {
         EXPECT_EQ(adjust.m_dStart, one.start);
         EXPECT_EQ(adjust.m_dEnd, one.end);
     }
+    CEventAdjustTimes saved, loaded;
+    saved.m_nKind = 1;
+    saved.m_dStart = 50.0, saved.m_dEnd = 0.0;
+    loaded.TakeSettings(saved.Settings());
+    Set(loaded, {{"kind", "2"}});
+    EXPECT_EQ(loaded.m_dStart, 50.0) << "ms of a file, and no half of a peak";
+    EXPECT_EQ(loaded.m_dEnd, 1.0);
 }
 
 // One draw moves both ends of an event, or there is one for each; the session's seed gives them.
