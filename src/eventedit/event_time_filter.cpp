@@ -77,6 +77,10 @@ void CEventTimeFilter::Describe(ParamList& list) {
     DescribeTarget(list);
 }
 
+std::string CEventTimeFilter::CheckSettings() {
+    return m_dMinimumOn > m_dMaximumOn ? onTimeOrderText : CEventEditDlg::CheckSettings();
+}
+
 bool CEventTimeFilter::Edit(EventEditJob& job) {
     const CDataDoc& doc = *Document();
     const CEventChan& source = Channel(m_nChannel1);

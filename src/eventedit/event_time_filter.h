@@ -6,6 +6,9 @@
 
 namespace kymora {
 
+inline constexpr const char* onTimeOrderText =
+    "The minimum on time is longer than the maximum: no event would be left.";
+
 class CEventTimeFilter : public CEventEditDlg {
   public:
     CEventTimeFilter() : CEventEditDlg(usesChannel1) {}
@@ -20,6 +23,7 @@ class CEventTimeFilter : public CEventEditDlg {
 
   protected:
     void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
     bool Edit(EventEditJob& job) override;
 };
 

@@ -92,6 +92,7 @@ TEST_F(EventFilterTest, LongTimes) {
         Run(filter, {{"minimumOnTime", "20000001"}, {"maximumOnTime", "20000001"}, {"destination", "c"}}),
         "");
     EXPECT_EQ(Found(2), (Spans{{30'000'000, 50'000'001}}));
+    EXPECT_NE(Run(filter, {{"minimumOnTime", "20000002"}}), "") << "none could be as long";
 }
 
 // --- settings of version 1 ---
