@@ -13,40 +13,10 @@ std::string Hex(uint32_t colour) {
     return fmt::format("#{:02x}{:02x}{:02x}", colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
 }
 
-// What XML takes as text. The two code points that no XML file may hold become a mark for what is missing.
-std::string Escaped(std::string_view line) {
-    std::string escaped;
-    for (size_t i = 0; i < line.size(); ++i) {
-        const std::string_view three = line.substr(i, 3);
-        if (three == "\xEF\xBF\xBE" || three == "\xEF\xBF\xBF") {
-            escaped += "\xEF\xBF\xBD";
-            i += 2;
-            continue;
-        }
-        switch (line[i]) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
-            escaped += line[i];
-        }
-    }
-    return escaped;
-}
-
 std::string FontAttributes(const TextStyle& style) {
     if (!style.font) return style.bold ? " font-weight=\"bold\"" : "";
     const FontSpec& font = *style.font;
-    std::string text = fmt::format(" font-family=\"{}\" font-size=\"{}\"", Escaped(OneLine(font.face)),
+    std::string text = fmt::format(" font-family=\"{}\" font-size=\"{}\"", XmlText(OneLine(font.face)),
                                    std::clamp(font.pixelHeight, 1, greatestTextHeight));
     if (font.weight >= 600) text += " font-weight=\"bold\"";
     if (font.italic) text += " font-style=\"italic\"";
@@ -106,6 +76,35 @@ std::string PathOf(std::span<const Place> places) {
 }
 
 }  // namespace
+
+std::string XmlText(std::string_view line) {
+    std::string escaped;
+    for (size_t i = 0; i < line.size(); ++i) {
+        const std::string_view three = line.substr(i, 3);
+        if (three == "\xEF\xBF\xBE" || three == "\xEF\xBF\xBF") {
+            escaped += "\xEF\xBF\xBD";
+            i += 2;
+            continue;
+        }
+        switch (line[i]) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += line[i];
+        }
+    }
+    return escaped;
+}
 
 SvgDevice::SvgDevice(int width, int height) : width_(width), height_(height), clip_{0, 0, width, height} {}
 
@@ -224,7 +223,7 @@ void SvgDevice::WriteText(int x, int y, std::string_view text, const TextStyle& 
     const double turn = (style.upward ? 90.0 : 0.0) + style.escapement / 10.0;
     const std::string turned = turn == 0.0 ? "" : fmt::format(" transform=\"rotate({} {} {})\"", -turn, x, y);
     Write(fmt::format("<text x=\"{}\" y=\"{}\"{}{}{}{}>{}</text>", x, int64_t{y} + across,
-                      Anchor(style.horizontal), FontAttributes(style), turned, look, Escaped(line)));
+                      Anchor(style.horizontal), FontAttributes(style), turned, look, XmlText(line)));
 }
 
 void SvgDevice::Text(int x, int y, std::string_view text, const TextStyle& style) {

@@ -8,6 +8,10 @@
 
 namespace kymora {
 
+// A line of text as XML takes it. The two code points that no XML file may hold become a mark for what is
+// missing.
+std::string XmlText(std::string_view line);
+
 class SvgDevice : public PictureDevice {
   public:
     SvgDevice(int width, int height);
