@@ -28,6 +28,7 @@
 #include "histograms/event_hist.h"
 #include "histograms/general_hist.h"
 #include "histograms/hist_trace_val.h"
+#include "operations/graphics_file_format.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/derivs.h"
 #include "transforms/gen_smooth.h"
@@ -171,6 +172,7 @@ std::span<const Operation> Operations() {
          "Copies the events of a channel into several, by a file with the number of each event's class", Make<PartitionFromFile>},
         {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace", Make<CPasteContiguousData>},
         {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them", Make<CPasteSparseData>},
+        {"CGraphicsFileFormat", {}, {}, "Keeps the settings of vector files, for views and plots", Make<CGraphicsFileFormat>},
     };
     // clang-format on
     return table;
