@@ -19,6 +19,7 @@
 #include "host/options_form.h"
 #include "host/version.h"
 #include "numerics/vector_state.h"
+#include "operations/graphics_file_format.h"
 
 namespace kymora {
 
@@ -120,6 +121,12 @@ void CKymora32App::ReadOptions() {
     PictureOptions& picture = session_.picture;
     const int dpi = settings.value("Picture resolution", picture.dpi).toInt();
     if (dpi >= leastPictureDpi && dpi <= greatestPictureDpi) picture.dpi = dpi;
+    const double width = settings.value("Vector width", picture.targetWidth).toDouble();
+    const int resolution = settings.value("Vector resolution", picture.targetResolution).toInt();
+    if (TargetFault(width, resolution).empty()) {
+        picture.targetWidth = width;
+        picture.targetResolution = resolution;
+    }
     for (const auto& [key, member] : pictureParts)
         picture.*member = settings.value(key, picture.*member).toBool();
 }
@@ -140,6 +147,8 @@ void CKymora32App::WriteOptions() const {
     settings.setValue("Automatic time unit", habits.m_bAutoTimeUnit);
     settings.setValue("Time of day", habits.m_bClockTime);
     settings.setValue("Picture resolution", session_.picture.dpi);
+    settings.setValue("Vector width", session_.picture.targetWidth);
+    settings.setValue("Vector resolution", session_.picture.targetResolution);
     for (const auto& [key, member] : pictureParts) settings.setValue(key, session_.picture.*member);
 }
 

@@ -11,8 +11,10 @@
 #include "display/kymora_view.h"
 #include "display/overlays/datum_lines.h"
 #include "display/picture.h"
+#include "display/vector_picture.h"
 #include "document/native_writer.h"
 #include "host/form.h"
+#include "operations/graphics_file_format.h"
 
 namespace kymora {
 
@@ -80,16 +82,17 @@ void TakeCursors(const PlotContext& shown, const PlotContext& picture, CDatumLin
     }
 }
 
-// The bytes of the file. The view stays as it is, also in what it knows of the texts on its screen.
-std::vector<std::byte> Draw(const PlotContext& shown, const std::filesystem::path& out,
-                            const PictureOptions& options, ProgressScope& progress) {
+// Hands over what the view shows as it is in a picture of the options. The view stays as it is, also in what
+// it knows of the texts on its screen.
+template <typename Use>
+auto WithPicture(const PlotContext& shown, const PictureOptions& options, bool onWhite, Use use) {
     ViewSettings settings = shown.settings;
     settings.m_bShowGrid = settings.m_bShowGrid && options.grid;
     settings.m_bShowEvents = settings.m_bShowEvents && options.events;
     settings.m_bShowEventLabels = settings.m_bShowEventLabels && options.eventLabels;
     // Without rows of events there is no room to leave for them.
     if (!options.events && settings.m_fDataArea > 0.0f) settings.m_fDataArea = 1.0f;
-    if (options.onWhite) settings.m_crBackground = 0xFFFFFF;
+    if (onWhite) settings.m_crBackground = 0xFFFFFF;
     const int width = options.width > 0 ? options.width : shown.layout.width;
     const int height = options.height > 0 ? options.height : shown.layout.height;
     DrawnParts drawn;
@@ -111,12 +114,87 @@ std::vector<std::byte> Draw(const PlotContext& shown, const std::filesystem::pat
         else
             TakeCursors(shown, picture, cursors);
     }
-    const auto device = MakePictureDevice(width, height, FormatOf(out), ScaleOf(options.dpi));
+    return use(picture);
+}
+
+// The bytes of the file.
+std::vector<std::byte> Draw(const PlotContext& picture, const std::filesystem::path& out, int dpi,
+                            ProgressScope& progress) {
+    const auto device =
+        MakePictureDevice(picture.layout.width, picture.layout.height, FormatOf(out), ScaleOf(dpi));
     PaintRecording(picture, *device, PictureTarget::file);
     progress.At(50);
     std::vector<std::byte> bytes = device->Encode([&] { return progress.GoesOn(75); });
     if (bytes.empty()) throw Cancelled();
     return bytes;
+}
+
+// What stands in the dialog of a vector file on what it makes.
+std::string VectorNote(const VectorPage& page, VectorFormat format, int64_t points) {
+    return fmt::format("{} x {} units, {:.1f} x {:.1f} mm\n{}", page.width, page.height, page.widthMm,
+                       page.HeightMm(), VectorSizeText(format, points));
+}
+
+// Fields for the width, in mm and in inches, and the resolution.
+void AddTargetFields(Form& form, const CKymoraView& view, VectorFormat format,
+                     const PictureOptions& options) {
+    const std::string target = "Target graphic";
+    form.AddNumber("targetWidth", "Width", options.targetWidth, "Width in mm of target graphic")
+        .Limits(leastTargetWidth, greatestTargetWidth)
+        .Unit("mm")
+        .With(&Field::group, target);
+    form.AddNumber("targetWidthInches", "Width", InchesOf(options.targetWidth),
+                   "Width in inches of target graphic")
+        .Limits(leastTargetWidth / mmPerInch, greatestTargetWidth / mmPerInch)
+        .Unit("inches")
+        .With(&Field::group, target);
+    if (format != VectorFormat::hpgl)
+        form.AddInteger("resolution", "Resolution", options.targetResolution,
+                        "Select resolution of target graphic device")
+            .Limits(leastTargetResolution, greatestTargetResolution)
+            .Unit("dpi")
+            .With(&Field::group, target);
+    const PixelRect plot = view.Plot().layout.plot;
+    const int64_t points = VectorPoints(view.Plot());
+    const auto tell = [plot, format, points](const Form& asked) {
+        const int resolution = format == VectorFormat::hpgl ? 0 : asked.Integer("resolution");
+        const VectorPage page =
+            PageOf(format, plot.Width(), plot.Height(), asked.Number("targetWidth"), resolution);
+        return VectorNote(page, format, points);
+    };
+    form.AddNote("makes", tell(form)).With(&Field::group, target);
+    // The one that was changed leads; a box shows an inch with the digits that it has room for.
+    form.onChange = [tell, before = options.targetWidth](Form& asked) mutable {
+        const auto differs = [](double a, double b) { return std::fabs(a - b) > 1e-6 * std::fabs(b); };
+        if (differs(asked.Number("targetWidth"), before))
+            asked["targetWidthInches"].number = InchesOf(asked.Number("targetWidth"));
+        else if (differs(asked.Number("targetWidthInches"), before / mmPerInch))
+            asked["targetWidth"].number = asked.Number("targetWidthInches") * mmPerInch;
+        before = asked.Number("targetWidth");
+        asked["makes"].text = tell(asked);
+    };
+}
+
+// Which parts of the view the picture has.
+void AddPartFields(Form& form, const CKymoraView& view, const PictureOptions& options) {
+    const auto part = [&](const char* key, const char* label, bool value, bool shown, const char* tip) {
+        form.AddFlag(key, label, value && shown, tip)
+            .EnabledIf([shown] { return shown; })
+            .With(&Field::group, std::string("With"));
+    };
+    const CDatumLines& lines = view.DatumLines();
+    part("grid", "Grid", options.grid, view.m_bShowGrid, "The lines of the divisions");
+    part("cursors", "Cursors", options.cursors, lines.VertCount() + lines.HorzCount() > 0,
+         "The cursors with their texts");
+    part("events", "Event rows", options.events, view.m_bShowEvents, "The rows of the event channels");
+    part("eventLabels", "Event labels", options.eventLabels, view.m_bShowEvents && view.m_bShowEventLabels,
+         "The labels at events");
+}
+
+// What the view does not show was not asked about.
+void TakePartFields(const Form& form, PictureOptions& options) {
+    for (const auto& [key, member] : partFlags)
+        if (form[key].IsEnabled(form)) options.*member = form.Flag(key);
 }
 
 }  // namespace
@@ -142,10 +220,31 @@ std::string PictureSizeFault(int64_t width, int64_t height, int64_t dpi) {
     return {};
 }
 
-void SavePicture(const CKymoraView& view, const std::filesystem::path& out, const PictureOptions& options) {
+bool SavePicture(const CKymoraView& view, const std::filesystem::path& out, const PictureOptions& options) {
+    if (const auto format = VectorFormatOf(out)) {
+        // They have no paper; the plot is laid out as in the window.
+        return WithPicture(view.Plot(), options, true, [&](const PlotContext& picture) {
+            return SaveVectors(picture, out, *format, options);
+        });
+    }
     ProgressScope progress(view.GetSession().host, "Drawing", 100);
-    const std::vector<std::byte> picture = Draw(view.Plot(), out, options, progress);
-    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(picture); });
+    const std::vector<std::byte> bytes =
+        WithPicture(view.Plot(), options, options.onWhite,
+                    [&](const PlotContext& picture) { return Draw(picture, out, options.dpi, progress); });
+    WriteFileAtomically(view.GetSession().files, out, [&](CArchive& archive) { archive.WriteRaw(bytes); });
+    return true;
+}
+
+bool AskVectorOptions(const CKymoraView& view, VectorFormat format, PictureOptions& options) {
+    Form form("Save vector file");
+    form.okLabel = "Save";
+    AddTargetFields(form, view, format, options);
+    AddPartFields(form, view, options);
+    if (!view.GetSession().host.AskForm(form)) return false;
+    options.targetWidth = form.Number("targetWidth");
+    if (format != VectorFormat::hpgl) options.targetResolution = form.Integer("resolution");
+    TakePartFields(form, options);
+    return true;
 }
 
 bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOptions& options) {
@@ -183,18 +282,7 @@ bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOpt
     };
     note.text = tell();
     form.onChange = [tell](Form& asked) { asked["makes"].text = tell(); };
-    const auto part = [&](const char* key, const char* label, bool value, bool shown, const char* tip) {
-        form.AddFlag(key, label, value && shown, tip)
-            .EnabledIf([shown] { return shown; })
-            .With(&Field::group, std::string("With"));
-    };
-    const CDatumLines& lines = view.DatumLines();
-    part("grid", "Grid", options.grid, view.m_bShowGrid, "The lines of the divisions");
-    part("cursors", "Cursors", options.cursors, lines.VertCount() + lines.HorzCount() > 0,
-         "The cursors with their texts");
-    part("events", "Event rows", options.events, view.m_bShowEvents, "The rows of the event channels");
-    part("eventLabels", "Event labels", options.eventLabels, view.m_bShowEvents && view.m_bShowEventLabels,
-         "The labels at events");
+    AddPartFields(form, view, options);
     form.AddRadio("paper", "Paper", {"As in the window", "White"}, options.onWhite,
                   "What the picture is drawn on");
     form.validate = [dpiOf, hasPixels](const Form& asked) {
@@ -209,20 +297,19 @@ bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOpt
     options.height = kept("height", layout.height);
     options.dpi = dpiOf(form);
     options.onWhite = form.Choice("paper") == 1;
-    // What the view does not show was not asked about.
-    for (const auto& [key, member] : partFlags)
-        if (form[key].IsEnabled(form)) options.*member = form.Flag(key);
+    TakePartFields(form, options);
     return true;
 }
 
-void PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
+bool PlotRecording(CDataDoc& doc, const std::filesystem::path& out, std::optional<double> fromMs,
                    std::optional<double> toMs, const PictureOptions& options) {
     // What cannot be made is told before the recording is read.
-    MakePictureDevice(options.width, options.height, FormatOf(out), ScaleOf(options.dpi));
+    if (!VectorFormatOf(out))
+        MakePictureDevice(options.width, options.height, FormatOf(out), ScaleOf(options.dpi));
     CKymoraView view(doc);
     view.OnSize(options.width, options.height);
     if (!view.OnInitialUpdate(RequestedViewport(doc, fromMs, toMs))) throw Cancelled();
-    SavePicture(view, out, options);
+    return SavePicture(view, out, options);
 }
 
 }  // namespace kymora

@@ -77,6 +77,9 @@ struct PictureOptions {
     bool events = true;
     bool eventLabels = true;
     int width = 0, height = 0;  // at 96 dpi; 0 is as in the window
+    // Of vector files: how wide the plot is in print, and how many units an inch has.
+    double targetWidth = 152.4;  // mm
+    int targetResolution = 600;
 };
 
 // What the dialog of a text file starts with: the answers of the file before.

@@ -230,6 +230,7 @@ const std::map<std::string, Draw, std::less<>>& Pictures() {
     static const std::map<std::string, Draw, std::less<>> pictures = {
         {"file-open", DrawOpen},
         {"file-save", DrawSave},
+        {"save-eps", DrawSave},
         {"undo", DrawUndo},
         {"redo", DrawRedo},
         {"start", DrawStart},

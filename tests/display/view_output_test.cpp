@@ -92,6 +92,8 @@ TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
     } cases[] = {{"save-png", "/view.png", "/view.png", "\x89PNG"},
                  {"save-svg", "/view", "/view.svg", "<?xml"},
                  {"save-pdf", "/view.old", "/view.old.pdf", "%PDF-"},
+                 {"save-eps", "/view", "/view.eps", "%!PS-Adobe"},
+                 {"save-plt", "/view.plt", "/view.plt", "IN;SP1;"},
                  {"save-png", "/other.SVG", "/other.SVG", "<?xml"}};  // the type that was chosen counts
     for (const auto& [command, chosen, written, start] : cases) {
         host.saveFile = chosen;
@@ -99,7 +101,9 @@ TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
         Run(command);
         EXPECT_TRUE(Bytes(written).starts_with(start)) << written;
     }
-    EXPECT_EQ(host.fileRequests[1].filter, "SVG picture|*.svg|PNG picture|*.png|PDF document|*.pdf||");
+    EXPECT_EQ(host.fileRequests[1].filter,
+              "SVG Files (*.svg)|*.svg|PNG picture|*.png|PDF document|*.pdf|EPS Files (*.eps)|*.eps|"
+              "HPGL Files (*.plt)|*.plt||");
     const std::string pdf = Bytes("/view.old.pdf");
     EXPECT_NE(pdf.find("%%EOF"), std::string::npos);
     EXPECT_NE(pdf.find("660"), std::string::npos);  // 880 pixels of 0.75 points
@@ -116,41 +120,53 @@ TEST_F(ViewOutputTest, PicturesAreMadeAsTheFormSays) {
     Open(Ramp(2, 5000), 0.0, 1000.0);
     view->m_crBackground = 0x102030;
     view->DatumLines().AddVertLine(view->Plot().TimeToPixel(250.0));
-    host.saveFile = "/view.svg";
-    const auto svgAs = [&](std::function<void(Form&)> fill) {
+    const auto savedAs = [&](const char* command, const char* path, std::function<void(Form&)> fill) {
+        host.saveFile = path;
         host.fillForms = {[fill](Form& form) {
             fill(form);
             return true;
         }};
-        Run("save-svg");
-        return Bytes("/view.svg");
+        Run(command);
+        return Bytes(path);
     };
-    const std::string usual = svgAs([](Form&) {});
-    EXPECT_NE(usual.find("width=\"880\" height=\"460\""), std::string::npos);
-    EXPECT_NE(usual.find("#302010"), std::string::npos);
-    EXPECT_NE(usual.find("dasharray"), std::string::npos);
-    EXPECT_NE(usual.find(">250.0"), std::string::npos);
-    const std::string other = svgAs([](Form& form) {
+    const std::string usual = savedAs("save-png", "/view.png", [](Form&) {});
+    EXPECT_EQ(usual.substr(16, 8), std::string("\0\0\x03\x70\0\0\x01\xCC", 8)) << "880 x 460";
+    const std::string other = savedAs("save-png", "/view.png", [](Form& form) {
         form["width"].number = 600;
         form["paper"].choice = 1;
+    });
+    EXPECT_EQ(other.substr(16, 8), std::string("\0\0\x02\x58\0\0\x01\xCC", 8)) << "600 x 460";
+    const std::string svg = savedAs("save-svg", "/view.svg", [](Form&) {});
+    EXPECT_NE(svg.find("width=\"152.4mm\" height=\"76.2mm\" viewBox=\"0 0 3600 1800\""), std::string::npos)
+        << "the plot of the window, whatever size a picture had";
+    EXPECT_NE(svg.find("dasharray"), std::string::npos);
+    EXPECT_NE(svg.find(">250.0"), std::string::npos);
+    const std::string narrow = savedAs("save-svg", "/view.svg", [](Form& form) {
+        form["targetWidthInches"].number = 2.0;
+        form.onChange(form);
+        EXPECT_DOUBLE_EQ(form.Number("targetWidth"), 50.8);
+        form["resolution"].number = 300;
+        form.onChange(form);
+        EXPECT_TRUE(form.Text("makes").starts_with("600 x 300 units, 50.8 x 25.4 mm\n"))
+            << form.Text("makes");
         form["grid"].flag = false;
         EXPECT_TRUE(form["cursors"].IsEnabled(form));
     });
-    EXPECT_NE(other.find("width=\"600\" height=\"460\""), std::string::npos);
-    EXPECT_EQ(other.find("#302010"), std::string::npos);
-    EXPECT_EQ(other.find("dasharray"), std::string::npos);
-    // The cursor stands at its time, not at its pixel.
-    EXPECT_NE(other.find(">25"), std::string::npos);
+    EXPECT_NE(narrow.find("viewBox=\"0 0 600 300\""), std::string::npos);
+    EXPECT_EQ(narrow.find("dasharray"), std::string::npos);
     EXPECT_TRUE(view->m_bShowGrid);
     // What was chosen is proposed next time, and what the view does not show is not asked about.
     view->DatumLines().DeleteAllVert();
-    const std::string third = svgAs([](Form& form) {
+    savedAs("save-png", "/view.png", [](Form& form) {
         EXPECT_EQ(form.Integer("width"), 600);
         EXPECT_EQ(form.Choice("paper"), 1);
+    });
+    const std::string third = savedAs("save-eps", "/view.eps", [](Form& form) {
+        EXPECT_DOUBLE_EQ(form.Number("targetWidth"), 50.8);
         EXPECT_FALSE(form.Flag("grid"));
         EXPECT_FALSE(form["cursors"].IsEnabled(form));
     });
-    EXPECT_EQ(third.find(">25"), std::string::npos);
+    EXPECT_EQ(third.find("(25"), std::string::npos);
     EXPECT_TRUE(session.picture.cursors);
 }
 
@@ -159,7 +175,7 @@ TEST_F(ViewOutputTest, FailuresAreToldAndLeaveNothing) {
     Session full(host, faulty);
     Open(MemoryDoc::Generate(full, 1, 5000, [](int, int64_t i) { return static_cast<float>(i); }), 0.0,
          1000.0);
-    for (const char* id : {"save-text", "save-png", "save-svg", "save-pdf"}) {
+    for (const char* id : {"save-text", "save-png", "save-svg", "save-pdf", "save-eps", "save-plt"}) {
         host.Forget();
         faulty.freeBytes = 100;
         host.saveFile = std::string("/full.") + (id + 5);

@@ -82,8 +82,17 @@ void SaveText(const CommandContext& context) {
 struct PictureKind {
     const char *name, *extension;
 };
-constexpr PictureKind pictureKinds[] = {
-    {"PNG picture", "png"}, {"SVG picture", "svg"}, {"PDF document", "pdf"}};
+constexpr PictureKind pictureKinds[] = {{"PNG picture", "png"},
+                                        {"SVG Files (*.svg)", "svg"},
+                                        {"PDF document", "pdf"},
+                                        {"EPS Files (*.eps)", "eps"},
+                                        {"HPGL Files (*.plt)", "plt"}};
+constexpr const char* graphicsHelp = "Save display in high-definition graphics format (EPS or SVG).";
+
+bool AskOptions(const CKymoraView& view, const std::filesystem::path& out, PictureOptions& options) {
+    if (const auto format = VectorFormatOf(out)) return AskVectorOptions(view, *format, options);
+    return AskPictureOptions(view, *PictureFormatOf(out), options);
+}
 
 template <size_t kind>
 void SaveAsPicture(const CommandContext& context) {
@@ -95,10 +104,13 @@ void SaveAsPicture(const CommandContext& context) {
     auto out = AskName(view, pictureKinds[kind].name, extension, others);
     if (!out) return;
     // The name says what is written: one that says nothing gets the extension of the command.
-    if (!PictureFormatOf(*out)) *out += "." + extension;
+    if (!PictureFormatOf(*out) && !VectorFormatOf(*out)) *out += "." + extension;
     PictureOptions& options = view.GetSession().picture;
-    if (!AskPictureOptions(view, *PictureFormatOf(*out), options) || !view.FinishReload()) return;
-    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out, options); });
+    if (!AskOptions(view, *out, options) || !view.FinishReload()) return;
+    PictureOptions own = options;
+    // The layout of a vector file is the window's; its size is that in print.
+    if (VectorFormatOf(*out)) own.width = own.height = 0;
+    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out, own); });
 }
 
 }  // namespace
@@ -110,7 +122,9 @@ CommandTable OutputCommands() {
         {"copy-traces", "O&utput", "Copy traces as text", "Copies the samples in view, a line for each time", HasTracesInWindow, nullptr, CopyTraces},
         {"copy-time-voltage", "O&utput", "Copy time and voltage", "Copies the time and the value under the mouse", HasWindow, nullptr, CopyTimeAndVoltage},
         {"save-png", "O&utput", "View (bitmap: png)", "Saves the picture of the view in pixels", HasPicture, nullptr, SaveAsPicture<0>, group | asks},
-        {"save-svg", "O&utput", "View (vector: svg)", "Saves the picture of the view in lines, to be edited", HasPicture, nullptr, SaveAsPicture<1>, asks},
+        {"save-eps", "O&utput", "View (vector: eps)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<3>, asks},
+        {"save-svg", "O&utput", "View (vector: svg)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<1>, asks},
+        {"save-plt", "O&utput", "View (plotter: plt)", "Saves the view as the strokes of a pen plotter (HPGL)", HasPicture, nullptr, SaveAsPicture<4>, asks},
         {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SaveAsPicture<2>, asks},
         {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText, asks},
         {"print", "O&utput", "&Print...\tCtrl+p", "Prints the view", HasWindow, nullptr, Print, group},

@@ -5,6 +5,8 @@
 #include "display/axis_drawing.h"
 #include "display/preview/transform_preview.h"
 #include "display/trace_drawing.h"
+#include "display/vector_picture.h"
+#include "display/vector_trace.h"
 #include "drawing/number_labels.h"
 #include "summaries/bins.h"
 
@@ -81,9 +83,20 @@ class PanePainter {
 
 }  // namespace
 
-void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
-    device.FillRect({0, 0, size.width, size.height}, paper);
+CTransformPreview::Panes CTransformPreview::PanesOf(Extent size) const {
     const PixelRect plot = CalcLayout({size.width, size.height}).plot;
+    if (m_bSuperimpose) return {plot, plot, plot};
+    const int middle = (plot.top + plot.bottom) / 2;
+    return {plot,
+            {plot.left, plot.top, plot.right, middle - paneGap / 2},
+            {plot.left, middle + paneGap / 2, plot.right, plot.bottom}};
+}
+
+void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
+    drawn_ = size;
+    device.FillRect({0, 0, size.width, size.height}, paper);
+    const Panes panes = PanesOf(size);
+    const PixelRect& plot = panes.plot;
     if (plot.Width() < 1 || plot.Height() < 1) return;
     const int middle = (plot.top + plot.bottom) / 2;
     if (!hasView_)
@@ -97,8 +110,8 @@ void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
         pane.Trace(data_.raw, RawScale(), rawColour);
         pane.Trace(data_.transformed, TransformedScale(), transformedColour);
     } else {
-        const PanePainter upper(device, {plot.left, plot.top, plot.right, middle - paneGap / 2});
-        const PanePainter lower(device, {plot.left, middle + paneGap / 2, plot.right, plot.bottom});
+        const PanePainter upper(device, panes.raw);
+        const PanePainter lower(device, panes.transformed);
         upper.Axis(RawScale(), "Data", m_strRawUnits, rawColour);
         upper.Trace(data_.raw, RawScale(), rawColour);
         lower.Axis(TransformedScale(), "Trnsf", m_strTransformedUnits, transformedColour);
@@ -111,6 +124,43 @@ void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
                    std::string("time (") + TimeUnitName(timeUnit_) + ")",
                    ShortNumber(doc_.TimeOf(LastPosition()) / unit)},
                   ink);
+}
+
+void CTransformPreview::SaveVectors() {
+    Session& session = doc_.GetSession();
+    const Panes panes = PanesOf(drawn_);
+    if (!hasView_ || panes.plot.Width() < 1 || panes.plot.Height() < 1) return;
+    std::filesystem::path suggestion = doc_.filePath;
+    suggestion.replace_filename(suggestion.stem().string() + " preview.eps");
+    auto out = session.host.ChooseSaveFile({"Save preview", vectorFilter, "eps", suggestion});
+    if (!out) return;
+    if (!VectorFormatOf(*out)) *out += ".eps";
+    const VectorFormat format = *VectorFormatOf(*out);
+    const VectorPage page = PageOf(format, panes.plot.Width(), panes.plot.Height(),
+                                   session.picture.targetWidth, session.picture.targetResolution);
+    const auto write = [&](VectorWriter& writer, int number, std::span<const float> values,
+                           const PreviewScale& scale, const PixelRect& band, uint32_t colour) {
+        const auto row = [&](int y) { return RoundHalfAway((y - panes.plot.top) * page.unitsPerPixel); };
+        const int top = row(band.top), bottom = row(band.bottom);
+        writer.BeginPart(VectorPart::trace, number, {colour, page.unitsPerPixel, false, number});
+        {
+            VectorTraceLine line(writer, {scale.high, scale.low, top, bottom}, {std::pair(top, bottom)});
+            const double last = static_cast<double>(std::max<size_t>(2, values.size()) - 1);
+            for (size_t i = 0; i < values.size(); ++i)
+                line.Add(static_cast<double>(i) * page.width / last, values[i]);
+        }
+        writer.EndPart();
+    };
+    try {
+        const auto points = static_cast<int64_t>(data_.raw.size() + data_.transformed.size());
+        SaveVectorFile(session, *out, format, page, points, [&](VectorWriter& writer) {
+            write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour);
+            write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
+        });
+    } catch (const Cancelled&) {
+    } catch (const std::exception& error) {
+        session.host.Failure(std::string("The picture was not saved.\n") + error.what());
+    }
 }
 
 }  // namespace kymora

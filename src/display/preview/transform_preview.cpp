@@ -89,7 +89,7 @@ struct CTransformPreview::Entry {
     std::string_view id;
     double (Navigation::*scroll)() const = nullptr;
     Viewport (Navigation::*zoom)() const = nullptr;
-    void (CTransformPreview::*gain)() = nullptr;
+    void (CTransformPreview::*act)() = nullptr;
 };
 
 std::span<const CTransformPreview::Entry> CTransformPreview::Entries() {
@@ -108,6 +108,8 @@ std::span<const CTransformPreview::Entry> CTransformPreview::Entries() {
         {"increase-gain", nullptr, nullptr, &P::IncreaseGain},
         {"decrease-gain", nullptr, nullptr, &P::DecreaseGain},
         {"autoscale", nullptr, nullptr, &P::Autoscale},
+        {""},
+        {"save-eps", nullptr, nullptr, &P::SaveVectors},
     };
     return entries;
 }
@@ -133,7 +135,7 @@ bool CTransformPreview::RunCommand(std::string_view id) {
     else if (found->zoom)
         Zoom(found->zoom);
     else
-        (this->*found->gain)();
+        (this->*found->act)();
     return true;
 }
 

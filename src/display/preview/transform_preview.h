@@ -66,6 +66,9 @@ class CTransformPreview {
 
     // Draws on white paper, whatever the colours of the windows are.
     void Draw(DrawDevice& device, Extent size) const;
+    // Asks for a name and writes the plots, as large as they were last drawn, as a vector file of the
+    // session's width and resolution. What fails is told.
+    void SaveVectors();
 
   private:
     // In samples, as the view's is in ms.
@@ -75,6 +78,12 @@ class CTransformPreview {
     void IncreaseGain() { Scale(0.5); }
     void DecreaseGain() { Scale(2.0); }
     void Autoscale();
+
+    // One below the other, or the same place for both.
+    struct Panes {
+        PixelRect plot, raw, transformed;
+    };
+    Panes PanesOf(Extent size) const;
 
     struct Entry;
     static std::span<const Entry> Entries();
@@ -93,6 +102,7 @@ class CTransformPreview {
     std::array<PreviewScale, 2> scales_;  // raw, transformed
     int64_t docLength_ = 0, start_ = 0, length_ = 0;
     int percentStep_ = 20, timeUnit_ = 0;
+    mutable Extent drawn_{760, 400};
     bool hasView_ = false;
     bool isCut_ = false;  // a longer stretch was asked for than there may be
     bool isLoading_ = false;

@@ -1,0 +1,225 @@
+#include "display/vector_picture.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <stdexcept>
+
+#include "display/trace_drawing.h"
+#include "display/vector_trace.h"
+#include "document/native_writer.h"
+#include "operations/graphics_file_format.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int64_t vectorPiece = 65536;
+constexpr double leastTextPoints = 6.0;
+constexpr int greatestUnits = 1'000'000;
+constexpr int plotterPens = 8;
+
+// The samples in view, with one on either side from and to which a line goes on.
+struct SamplesInView {
+    int64_t first = 0, end = 0;
+};
+
+SamplesInView SpanOf(const PlotContext& context, int trace, bool withNeighbours) {
+    const CDataDoc& doc = context.doc;
+    const double interval = doc.sampleInterval;
+    constexpr double most = 4e9, tolerance = 1e-9;
+    double first = context.viewport.start / interval, last = context.viewport.end / interval;
+    first = withNeighbours ? std::floor(first) : std::ceil(first - tolerance);
+    last = withNeighbours ? std::ceil(last) : std::floor(last + tolerance);
+    const auto length = static_cast<double>(doc.GetTraceLength(trace));
+    SamplesInView span;
+    span.first = static_cast<int64_t>(std::clamp(first, 0.0, length));
+    span.end = static_cast<int64_t>(std::clamp(std::clamp(last, -1.0, most) + 1.0, 0.0, length));
+    span.end = std::max(span.end, span.first);
+    return span;
+}
+
+// The rows to which a trace is clipped; a plotter would draw beside the plot.
+std::optional<std::pair<int, int>> RowsOf(const VectorPlot& plot, VectorFormat format, int trace) {
+    const PlotContext& context = plot.shown;
+    if (context.settings.m_format[static_cast<size_t>(trace)].clipToAxis) {
+        const PixelRect band = context.BandOf(context.AxisOf(trace));
+        const int beyond = context.settings.m_nClipMode != 1 ? context.layout.axisGap : 0;
+        return std::pair(plot.Row(band.top - beyond), plot.Row(band.bottom + beyond));
+    }
+    if (format == VectorFormat::hpgl) return std::pair(0, plot.page.height);
+    return {};
+}
+
+class TraceSource {
+  public:
+    TraceSource(CDataDoc& doc, int trace) : doc_(doc), trace_(trace) {}
+
+    // Hands over the samples of a stretch; those in gaps are not-a-numbers.
+    template <typename Use>
+    void Read(SamplesInView span, ProgressScope& progress, Use use) {
+        for (int64_t from = span.first; from < span.end; from += vectorPiece) {
+            const auto count = static_cast<size_t>(std::min(vectorPiece, span.end - from));
+            values_.resize(count);
+            valid_.resize(doc_.hasGaps ? count : 0);
+            doc_.ReadBlock(trace_, from, values_, valid_);
+            for (size_t i = 0; i < valid_.size(); ++i)
+                if (valid_[i] == 0) values_[i] = NAN;
+            use(from, std::span<const float>(values_));
+            progress.Step(count);
+        }
+    }
+
+  private:
+    CDataDoc& doc_;
+    int trace_;
+    std::vector<float> values_;
+    std::vector<uint8_t> valid_;
+};
+
+void WriteTrace(const VectorPlot& plot, VectorFormat format, VectorWriter& writer, int trace, int plotterPen,
+                ProgressScope& progress) {
+    const PlotContext& context = plot.shown;
+    const auto t = static_cast<size_t>(trace);
+    const TraceFormat& look = context.settings.m_format[t];
+    const uint32_t colour = context.doc.traces[t].traceColour & 0xFFFFFF;
+    writer.BeginPart(VectorPart::trace, trace + 1, plot.PenOf(colour, look.lineWidth, plotterPen));
+    {
+        VectorTraceLine line(
+            writer, plot.Values(context.AxisOf(trace)),
+            {RowsOf(plot, format, trace), look.drawAsDots ? VectorDotRadius(look.dotSize) : -1, colour});
+        const TimeScale times = plot.Times();
+        const double interval = context.doc.sampleInterval;
+        TraceSource(context.doc, trace)
+            .Read(SpanOf(context, trace, true), progress, [&](int64_t from, std::span<const float> values) {
+                for (size_t i = 0; i < values.size(); ++i)
+                    line.Add(times.ToPlace(static_cast<double>(from + static_cast<int64_t>(i)) * interval),
+                             values[i]);
+            });
+    }
+    writer.EndPart();
+}
+
+// "1,234,567".
+std::string GroupedDigits(int64_t number) {
+    std::string digits = std::to_string(number);
+    for (auto at = static_cast<int64_t>(digits.size()) - 3; at > 0; at -= 3)
+        digits.insert(static_cast<size_t>(at), ",");
+    return digits;
+}
+
+// In the order in which they lie on each other.
+std::vector<int> TracesShown(const PlotContext& context) {
+    std::vector<int> traces;
+    if (!(context.settings.m_fDataArea > 0.0f) || context.doc.noData) return traces;
+    for (const int axis : context.shownAxes)
+        for (const int trace : context.TracesOn(axis)) traces.push_back(trace);
+    return traces;
+}
+
+void LogSize(Session& session, VectorFormat format, const VectorPage& page, const PlotContext& context) {
+    if (format == VectorFormat::hpgl) {
+        const SamplesInView span = SpanOf(context, 0, false);
+        session.host.Log(fmt::format("number of samples in screen = {}\n", span.end - span.first));
+        return;
+    }
+    // Points for one, millimetres for the other: what the file says.
+    const bool isEps = format == VectorFormat::eps;
+    const double unit = isEps ? pointsPerInch / mmPerInch : 1.0;
+    session.host.Log(fmt::format("{} horz resol = {}, vert resol = {}, width = {:f}, height = {:f}\n",
+                                 isEps ? "EPS" : "SVG", page.width, page.height, page.widthMm * unit,
+                                 page.HeightMm() * unit));
+}
+
+}  // namespace
+
+ValueScale VectorPlot::Values(int axis) const {
+    const CVertAxis& limits = shown.settings.m_axes[static_cast<size_t>(axis)];
+    const PixelRect band = shown.BandOf(axis);
+    return {limits.m_dMax, limits.m_dMin, Row(band.top), Row(band.bottom)};
+}
+
+double VectorPlot::TextSize(int pixelHeight) const {
+    return std::round(std::max(pixelHeight * page.unitsPerPixel, page.OfPoints(leastTextPoints)));
+}
+
+int64_t VectorPoints(const PlotContext& context) {
+    int64_t points = 0;
+    for (const int trace : TracesShown(context)) {
+        const SamplesInView span = SpanOf(context, trace, false);
+        points += context.doc.CountValid(trace, span.first, span.end);
+    }
+    return points;
+}
+
+uint64_t VectorBytes(VectorFormat format, int64_t points) {
+    constexpr uint64_t perPoint[] = {12, 10, 13}, perFile = 1000;
+    return perFile + perPoint[static_cast<size_t>(format)] * static_cast<uint64_t>(points);
+}
+
+std::string VectorSizeText(VectorFormat format, int64_t points) {
+    const double bytes = static_cast<double>(VectorBytes(format, points));
+    const std::string size = bytes < 1e6 ? fmt::format("{:.0f} kB", std::max(1.0, bytes / 1e3))
+                                         : fmt::format("{:.0f} MB", bytes / 1e6);
+    return fmt::format("{} points, about {}", GroupedDigits(points), size);
+}
+
+bool SaveVectorFile(Session& session, const std::filesystem::path& out, VectorFormat format,
+                    const VectorPage& page, int64_t points, const std::function<void(VectorWriter&)>& write) {
+    if (points > manyVectorPoints &&
+        !session.host.Confirm("A file of what is in view has " + VectorSizeText(format, points) +
+                              ". Few programs open one so large. Write it all the same?"))
+        return false;
+    session.host.Log("trying to open file " + out.string() + "\n");
+    bool isOpen = false;
+    try {
+        WriteFileAtomically(session.files, out, [&](CArchive& archive) {
+            isOpen = true;
+            const auto writer = MakeVectorWriter(format, page, [&](std::string_view text) {
+                archive.WriteRaw(std::as_bytes(std::span(text.data(), text.size())));
+            });
+            writer->Begin();
+            write(*writer);
+            writer->End();
+        });
+    } catch (const FileError& error) {
+        if (isOpen) throw;
+        throw FileError(std::string(couldntOpenText) + "\n" + error.what(), error.systemError);
+    }
+    return true;
+}
+
+bool SaveVectors(const PlotContext& context, const std::filesystem::path& out, VectorFormat format,
+                 const PictureOptions& options) {
+    const PixelRect& area = context.layout.plot;
+    if (context.shownAxes.empty() && context.settings.m_fDataArea > 0.0f)
+        throw std::runtime_error("No trace is shown, so there is nothing to write. Show one.");
+    if (area.Width() <= 0 || area.Height() <= 0)
+        throw std::runtime_error("There is no room for a plot. Make the picture larger.");
+    if (std::string fault = TargetFault(options.targetWidth, options.targetResolution); !fault.empty())
+        throw std::runtime_error(fault);
+    const VectorPlot plot{
+        context, PageOf(format, area.Width(), area.Height(), options.targetWidth, options.targetResolution)};
+    if (area.Height() * plot.page.unitsPerPixel > greatestUnits)
+        throw std::runtime_error("The picture would be more than 1,000,000 units high. Choose a smaller "
+                                 "width, or a coarser resolution.");
+    const std::vector<int> traces = TracesShown(context);
+    const int64_t points = VectorPoints(context);
+    return SaveVectorFile(context.GetSession(), out, format, plot.page, points, [&](VectorWriter& writer) {
+        LogSize(context.GetSession(), format, plot.page, context);
+        if (!context.shownAxes.empty() && context.settings.m_fDataArea > 0.0f) {
+            const PixelRect band = context.BandOf(context.shownAxes.front());
+            writer.AxisBar(plot.Row(band.bottom), plot.Row(band.top));
+        }
+        WriteBehindTraces(plot, writer);
+        ProgressScope progress(context.GetSession().host, "Writing", static_cast<uint64_t>(points),
+                               vectorPiece);
+        for (size_t i = 0; i < traces.size(); ++i) {
+            progress.AtTrace(i + 1, traces.size());
+            WriteTrace(plot, format, writer, traces[i], 1 + static_cast<int>(i) % plotterPens, progress);
+        }
+        WriteOverTraces(plot, writer);
+    });
+}
+
+}  // namespace kymora

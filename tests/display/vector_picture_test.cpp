@@ -1,0 +1,381 @@
+// Vector files: what stands in them, sample by sample. The coordinates are worked out by hand from the rules:
+// 800 x 400 pixels of plot become as many units as the width has at the resolution.
+
+#include <fmt/format.h>
+
+#include "display/events/event_rows.h"
+#include "display/plot_recording.h"
+#include "display/preview/transform_preview.h"
+#include "display/vector_picture.h"
+#include "operations/graphics_file_format.h"
+#include "support/faulty_file_system.h"
+#include "support/view_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+constexpr uint32_t redTrace = 0x0000FF;
+
+class VectorPictureTest : public ShownTest {
+  protected:
+    // 800 units across and 400 down: one for a pixel. One axis has its values from row 10 to row 390.
+    CKymoraView& Open(std::unique_ptr<MemoryDoc> opened, double start, double end) {
+        Show(std::move(opened), Viewport{start, end});
+        view->m_bShowGrid = false;
+        for (int trace = 0; trace < doc->traceCount; ++trace) {
+            doc->traces[static_cast<size_t>(trace)].traceColour = redTrace;
+            SetAxis(static_cast<size_t>(trace), 0.0, 380.0);
+        }
+        options.targetWidth = 203.2;
+        options.targetResolution = 100;
+        return *view;
+    }
+    std::string Bytes(const char* path) {
+        if (!files.Stamp(path)) return "no file";
+        const auto file = files.Open(path, OpenMode::readOnly);
+        std::string bytes(file->Length(), ' ');
+        file->ReadAt(0, std::as_writable_bytes(std::span(bytes.data(), bytes.size())));
+        return bytes;
+    }
+    std::string Save(const char* path) {
+        SavePicture(*view, path, options);
+        return Bytes(path);
+    }
+    // What lies between two texts, the second behind the first.
+    static std::string Between(const std::string& text, std::string_view from, std::string_view to) {
+        const size_t at = text.find(from);
+        if (at == std::string::npos) return "no " + std::string(from);
+        const size_t end = text.find(to, at + from.size());
+        return text.substr(at + from.size(), end - at - from.size());
+    }
+    static void ExpectHolds(const std::string& text, std::string_view part) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text.substr(0, 3000);
+    }
+    std::string EpsTrace(int trace = 1) {
+        return Between(Save("/a.eps"), fmt::format("\n\n%Trace {}\n", trace), "\n\n");
+    }
+
+    PictureOptions options;
+};
+
+TEST_F(VectorPictureTest, EachFormatHasItsFrameAndItsPoints) {
+    Open(MemoryDoc::Make(session, {{0, 100, 200, 380}}, 100.0), 0.0, 400.0);
+    EXPECT_EQ(Save("/a.eps"), "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 576.000000 288.000000\n"
+                              "/m {moveto} bind def \n/l {lineto} bind def\n0 288.000000 translate\n"
+                              "0.720000 -0.720000 scale\n1.000000 setlinewidth\n\n"
+                              "1 setlinejoin\n0 0 800 400 rectclip\n1 setlinecap\n"
+                              "\n\n%Trace 1\nnewpath\n1.000000 0.000000 0.000000 setrgbcolor\n"
+                              "0 390 m\n200 290 l 400 190 l 600 10 l stroke\n\nshowpage\n%%Trailer\n"
+                              "%%HiResBoundingBox: 0 0 576.000000 288.000000\n%%EOF\n");
+    const std::string svg = Save("/a.svg");
+    ExpectHolds(svg, "<?xml version=\"1.0\" encoding=\"UTF-8\"");
+    ExpectHolds(svg, "<!DOCTYPE svg PUBLIC \"-//W3C//DTD SVG 1.1//EN\"");
+    ExpectHolds(svg, "width=\"203.2mm\" height=\"101.6mm\" viewBox=\"0 0 800 400\"");
+    EXPECT_EQ(
+        Between(svg, "<g id=\"trace1\" stroke-linecap=\"round\">\n", "</svg>\n"),
+        "<polyline style=\"fill:none;stroke:#ff0000;stroke-width:1.000000\"\n\t\tpoints=\"0,390 200,290 "
+        "400,190 600,10 \"/>\n</g>\n");
+    EXPECT_TRUE(svg.ends_with("</svg>\n"));
+    // A plotter has 8000 units, whatever the size; y runs up.
+    EXPECT_EQ(Save("/a.plt"), "IN;SP1; IP; SC 0,8000,0,4000;PU;IP 0,0,8128,4064;"
+                              "SP 1; PA 0,0; PD; PA 1000,0; PU;SP 1; PA 0,100; PD; PA 0,3900; PU;"
+                              "SP 1; PA 0,100; PD;PA 2000,1100;PA 4000,2100;PA 6000,3900;PU;PU; IN; SP;\n");
+    const std::vector<std::string> logged = {"trying to open file /a.eps\n",
+                                             "EPS horz resol = 800, vert resol = 400, width = 576.000000, "
+                                             "height = 288.000000\n",
+                                             "SVG horz resol = 800, vert resol = 400, width = 203.200000, "
+                                             "height = 101.600000\n",
+                                             "number of samples in screen = 4\n"};
+    for (const std::string& line : logged)
+        EXPECT_NE(std::find(host.log.begin(), host.log.end(), line), host.log.end()) << line;
+}
+
+TEST_F(VectorPictureTest, ThePenLiftsWhereThereIsNoValueAndLinesEndAtTheEdges) {
+    const std::string red = "newpath\n1.000000 0.000000 0.000000 setrgbcolor\n";
+    const struct {
+        const char* what;
+        std::vector<float> samples;
+        std::vector<uint32_t> runs;
+        double start, end;
+        std::string path;
+    } cases[] = {
+        {"a gap",
+         {0, 100, 200, 300},
+         {2, 1, 2},
+         0,
+         400,
+         "0 390 m\n200 290 l stroke\n" + red + "600 190 m\n800 90 l stroke\n"},
+        {"a not-a-number",
+         {0, 100, nan32, 300, 0},
+         {5},
+         0,
+         400,
+         "0 390 m\n200 290 l stroke\n" + red + "600 90 m\n800 390 l stroke\n"},
+        {"equal points are one", {0, 0, 100, 100}, {4}, 0, 4e6, "0 390 m\n0 290 l stroke\n"},
+        {"edges between samples",
+         {0, 100, 200, 300},
+         {4},
+         50,
+         250,
+         "0 340 m\n200 290 l 600 190 l 800 140 l "
+         "stroke\n"},
+        {"between two samples", {0, 200}, {2}, 25, 75, "0 340 m\n800 240 l stroke\n"},
+        {"a lone sample leaves a dot", {0, 100, 200}, {1}, 0, 400, "0 390 m\n0 390 l stroke\n"},
+        {"not in view", {0, 100}, {2}, 5000, 6000, "stroke\n"},
+        {"held to a million units",
+         {0, inf32, -inf32},
+         {3},
+         0,
+         400,
+         "0 390 m\n200 -1000000 l 400 1000000 l stroke\n"},
+        {"nothing there", {nan32, nan32}, {2}, 0, 400, "stroke\n"},
+    };
+    for (const auto& test : cases) {
+        Open(MemoryDoc::MakeWithRuns(session, {test.samples}, {test.runs}, 100.0), 0.0, 400.0);
+        view->ChangeViewport({test.start, test.end});
+        EXPECT_EQ(EpsTrace() + "\n", red + test.path) << test.what;
+        Close();
+    }
+}
+
+TEST_F(VectorPictureTest, LooksOfTracesAreKept) {
+    const std::string red = "newpath\n1.000000 0.000000 0.000000 setrgbcolor\n";
+    Open(MemoryDoc::Make(session, {{0, 480, -200, 100}}, 100.0), 0.0, 400.0);
+    view->m_nClipMode = 1;
+    view->m_format[0].clipToAxis = true;
+    // Cut where the line crosses the rows 10 and 390.
+    EXPECT_EQ(EpsTrace() + "\n", red + "0 390 m\n158 10 l stroke\n" + red + "229 10 m\n341 390 l stroke\n" +
+                                     red + "533 390 m\n600 290 l stroke\n");
+    view->m_nClipMode = 0;  // with the gap of the band
+    EXPECT_TRUE(EpsTrace().starts_with(red + "0 390 m\n163 0 l stroke\n")) << EpsTrace();
+    view->m_format[0] = {};
+    view->m_format[0].lineWidth = 3;
+    const std::string wide = Save("/a.eps");
+    ExpectHolds(wide, "3.000000 setlinewidth\n1 setlinecap\n\n\n%Trace 1\n");
+    view->m_format[0].drawAsDots = true;
+    const std::pair<int, int> radii[] = {{0, 3}, {1, 6}, {2, 10}, {3, 25}};
+    for (const auto& [size, radius] : radii) {
+        view->m_format[0].dotSize = size;
+        ExpectHolds(Save("/a.eps"), fmt::format("newpath 0 390 {} 0 360 arc fill\n", radius));
+    }
+    ExpectHolds(Save("/a.svg"), "<circle cx=\"0\" cy=\"390\" r=\"25\" style=\"fill:#ff0000\" />\n");
+}
+
+TEST_F(VectorPictureTest, AHiddenTraceWritesNothing) {
+    Open(MemoryDoc::Make(session, {{0, 100}, {0, 100}}, 100.0), 0.0, 100.0);
+    view->m_bAxisVisible[0] = false;
+    view->OnSize(880, 460);
+    const std::string svg = Save("/a.svg");
+    EXPECT_EQ(svg.find("trace1"), std::string::npos);
+    ExpectHolds(svg, "<g id=\"trace2\" ");
+    view->m_bAxisVisible[1] = false;
+    view->OnSize(880, 460);
+    EXPECT_THROW(SavePicture(*view, "/b.svg", options), std::runtime_error) << "nothing is shown";
+}
+
+// Of a long line the pieces are joined: readers refuse an attribute of more than ten million bytes.
+TEST_F(VectorPictureTest, LongLinesComeInJoinedPiecesAndEverySampleIsThere) {
+    Open(MemoryDoc::Generate(session, 1, 1'200'000,
+                             [](int, int64_t i) { return static_cast<float>(i % 2 * 380); }),
+         0.0, 1'200'000.0);
+    const std::string svg = Save("/a.svg");
+    const std::string group = Between(svg, "<g id=\"trace1\"", "</g>");
+    std::vector<std::string> ends;
+    size_t points = 0;
+    for (size_t at = group.find("points=\""); at != std::string::npos; at = group.find("points=\"", at + 1)) {
+        const std::string line = Between(group.substr(at), "points=\"", " \"");
+        EXPECT_LT(line.size(), 6'000'000u);
+        points += static_cast<size_t>(std::count(line.begin(), line.end(), ','));
+        if (!ends.empty()) {
+            EXPECT_EQ(line.substr(0, line.find(' ')), ends.back());
+        }
+        ends.push_back(line.substr(line.rfind(' ') + 1));
+    }
+    EXPECT_EQ(ends.size(), 3u);
+    EXPECT_EQ(points, 1'200'000u + 2u);
+}
+
+TEST_F(VectorPictureTest, WhatStandsOnTheTracesIsLinesAndTexts) {
+    Open(MemoryDoc::Make(session, {std::vector<float>(5, 100.0f)}, 100.0), 0.0, 400.0);
+    doc->AddEvent(2, {1, 2, 0.0f, 0, 0, "spike (1)"});
+    doc->AddEvent(2, {3, 3});
+    doc->eventChannels[2].channelColour = 0xFF0000;
+    doc->eventChannels[2].SetDisplayPosition(0.5);
+    doc->InsertMarker({100.0, "stim \xC2\xB5 & <x>"});
+    CAnnotation note;
+    note.m_dTime = 200.0;
+    note.m_fValue = 190.0f;
+    note.m_strLabel = "two\r\nlines";
+    note.m_logFont.escapement = 900;
+    doc->traceAnnotations[0].push_back(note);
+    doc->scaleBars[0].single.m_nWidth = 2;
+    doc->scaleBars[0].single.m_fLength = 100.0f;
+    doc->scaleBars[0].single.m_fXFrac = 0.5f;
+    doc->scaleBars[0].single.m_fYFrac = 0.9f;
+    ScaleBar upright;
+    upright.m_nWidth = 2;
+    upright.m_fLength = 38.0f;
+    upright.m_strUnits = "mV";
+    upright.m_fXFrac = 0.1f;
+    upright.m_fYFrac = 0.5f;
+    doc->scaleBars[1].list.push_back(upright);
+    view->m_bShowGrid = true;
+    view->DatumLines().AddVertLine(view->Plot().TimeToPixel(300.0));
+    view->OnUpdate(UpdateHint::events);
+
+    const std::string eps = Save("/a.eps");
+    for (const char* part :
+         {"\n\n%Event chan 2\nnewpath\n0.000000 0.000000 1.000000 setrgbcolor\n200 195 m\n200 205 l 600 195 "
+          "m\n",
+          "(spike \\(1\\)) show\n", "%markers\nnewpath\n1.000000 0.000000 1.000000 setrgbcolor\n",
+          "/Arial-Latin1 findfont", "(stim \\265 & <x>) show\n", "90.000000 rotate\n", "(lines) show\n",
+          "\n%horizontal scale bar\nnewpath 0 0 0 setrgbcolor 2.000000 setlinewidth\n400 360 m 600 360 l ",
+          "/Arial findfont 8 scalefont setfont\n(100.00 ms) show\n",
+          "\n%vertical scale bar\nnewpath 0.000000 0.000000 0.000000 setrgbcolor 2.000000 setlinewidth\n"
+          "80 200 m 80 162 l ",
+          "(38.00 mV) show\n", "1.388889 -1.388889 scale\n", "600 0 m\n600 400 l "})
+        ExpectHolds(eps, part);
+
+    const std::string svg = Save("/a.svg");
+    for (const char* part :
+         {"<line style=\"fill:white;stroke:#000000;stroke-width:0.500000\"",
+          "x1=\"100\" y1=\"0\" x2=\"100\" y2=\"400\"", "<g id=\"events2\">\n", "M200,195 200,205 ",
+          ">spike (1)</text>", "<g id=\"markers\">", ">stim \xC2\xB5 &amp; &lt;x&gt;</text>", "rotate(-90 ",
+          ">two</text>",
+          // 48 units at 600 dpi are 8 at 100.
+          "style=\"font-family: Arial; font-size : 8;\">100.00 ms</text>\n", ">38.00 mV</text>",
+          "<circle cx=\"600\" cy=\"290\" r=\"3\" style=\"fill:red\" />\n", "<g id=\"cursors\">"})
+        ExpectHolds(svg, part);
+
+    const std::string plt = Save("/a.plt");
+    for (const char* part : {"SP 3; PA 2000,2050; PD;PA 2000,1950;PU;", "LBspike (1)\x03",
+                             "LBstim u & <x>\x03", "DI 0.0000,1.0000;", "PA 4000,400; PD;PA 6000,400;PU;",
+                             "LB100.00 ms\x03", "PA 6000,4000; PD;PA 6000,0;PU;"})
+        ExpectHolds(plt, part);
+
+    options.events = options.grid = options.cursors = false;
+    view->m_bShowMarkers = view->m_bShowAnnotations = view->m_bShowScaleBars = false;
+    const std::string bare = Save("/a.svg");
+    EXPECT_EQ(bare.find("<text"), std::string::npos);
+    EXPECT_EQ(bare.find("<line"), std::string::npos);
+}
+
+TEST_F(VectorPictureTest, EventsHaveTheShapesOfTheirChannels) {
+    Open(MemoryDoc::Make(session, {std::vector<float>(5, 0.0f)}, 100.0), 0.0, 400.0);
+    doc->AddEvent(0, {1, 2});
+    CEventKM own{3, 3};
+    own.eventColour = 0x00FF00;
+    doc->AddEvent(0, own);
+    doc->eventChannels[0].channelColour = 0x0000FF;
+    doc->eventChannels[0].SetDisplayPosition(0.5);
+    const struct {
+        int32_t shape;
+        const char* part;
+    } cases[] = {
+        {shapeTicks, "stroke:#ff0000;stroke-width:1.000000\" d=\"M200,195 200,205 \"/>\n<path "
+                     "style=\"fill:none;stroke:#00ff00"},
+        {shapeBars, "stroke-width:9.000000\" d=\"M200,200 400,200 \"/>"},
+        {shapeUsual, "stroke-width:3.000000\" d=\"M200,200 400,200 \"/>"},
+        {shapeBoxes, "d=\"M200,195 400,195 400,205 200,205 200,195 \"/>"},
+        {shapeDots, "<circle cx=\"200\" cy=\"200\" r=\"3\" style=\"fill:#ff0000\" />"},
+        {shapeShades, "<g id=\"shades0\">\n<rect x=\"200\" y=\"0\" width=\"200\" height=\"400\" "
+                      "style=\"fill:#ffdfdf\" />"},
+    };
+    for (const auto& [shape, part] : cases) {
+        doc->eventChannels[0].channelDrawMode = shape;
+        ExpectHolds(Save("/a.svg"), part);
+    }
+    doc->eventChannels[0].channelVisible = 0;
+    EXPECT_EQ(Save("/a.svg").find("events0"), std::string::npos);
+}
+
+TEST_F(VectorPictureTest, ManyPointsAreAskedAboutAndNothingIsHalfWritten) {
+    FaultyFileSystem faulty(files);
+    Session full(host, faulty);
+    Open(MemoryDoc::Generate(full, 2, 1'500'000, [](int, int64_t i) { return static_cast<float>(i % 380); }),
+         0.0, 1'500'000.0);
+    host.answer = false;
+    EXPECT_FALSE(SavePicture(*view, "/a.eps", options));
+    ExpectHolds(host.questions.back().text, "3,000,000 points, about 36 MB");
+    EXPECT_EQ(files.Count(), 0u);
+    host.answer = true;
+    host.cancelAtCall = 3;
+    EXPECT_THROW(SavePicture(*view, "/a.eps", options), Cancelled);
+    host.cancelAtCall = 0;
+    faulty.freeBytes = 5'000'000;
+    EXPECT_THROW(SavePicture(*view, "/a.svg", options), FileError);
+    EXPECT_EQ(files.Count(), 0u);
+    view->ChangeViewport({0.0, 900'000.0});
+    faulty.freeBytes = int64_t{1} << 40;
+    host.questions.clear();
+    EXPECT_TRUE(SavePicture(*view, "/a.plt", options));
+    EXPECT_TRUE(host.questions.empty());
+    Close();
+    doc.reset();  // before its session
+}
+
+TEST_F(VectorPictureTest, SizesOutOfReachAreRefused) {
+    const struct {
+        double width;
+        int64_t resolution;
+        bool fits;
+    } cases[] = {{152.4, 600, true}, {1.0, 24, true},    {2000.0, 9600, true},
+                 {0.0, 600, false},  {-5.0, 600, false}, {2001.0, 600, false},
+                 {NAN, 600, false},  {100.0, 0, false},  {100.0, 9601, false}};
+    for (const auto& [width, resolution, fits] : cases)
+        EXPECT_EQ(TargetFault(width, resolution).empty(), fits) << width << " " << resolution;
+    Open(Ramp(1, 100), 0.0, 99.0);
+    options.targetWidth = 2000.0;
+    options.targetResolution = 9600;
+    options.width = 150;
+    options.height = 2000;
+    EXPECT_THROW(SavePicture(*view, "/a.eps", options), std::runtime_error);
+    options = {};
+    options.width = 60;
+    options.height = 60;
+    EXPECT_THROW(SavePicture(*view, "/a.eps", options), std::runtime_error) << "no room for a plot";
+    EXPECT_EQ(files.Count(), 0u);
+}
+
+TEST_F(VectorPictureTest, TheTwoWidthsOfTheBlockFollowEachOther) {
+    CGraphicsFileFormat format;
+    ParamList list = format.Params();
+    EXPECT_EQ(list["targetWidthInches"].SetFromText("2"), "");
+    EXPECT_DOUBLE_EQ(format.m_dTargetWidth, 50.8);
+    EXPECT_EQ(list["targetWidth"].SetFromText("127"), "");
+    EXPECT_DOUBLE_EQ(format.m_dWidthInches, 5.0);
+    CGraphicsFileFormat other;
+    other.TakeSettings(format.Settings());
+    EXPECT_DOUBLE_EQ(other.m_dWidthInches, 5.0);
+}
+
+class TwiceHost : public CPreviewHost {
+  public:
+    void OnNeedData(PreviewData& data) override {
+        data.raw.assign(static_cast<size_t>(data.count), 1.0f);
+        data.raw.back() = 3.0f;
+        data.transformed.assign(static_cast<size_t>(data.count), 2.0f);
+    }
+    int PreviewTrace() const override { return 0; }
+};
+
+TEST_F(VectorPictureTest, APreviewIsWrittenToo) {
+    Open(Ramp(1, 5), 0.0, 4.0);
+    doc->filePath = "/data/cell.edf";
+    TwiceHost twice;
+    CTransformPreview preview(twice, *doc, view.get());
+    preview.Refresh();
+    host.saveFile = "/preview";
+    EXPECT_TRUE(preview.RunCommand("save-eps"));
+    EXPECT_EQ(host.fileRequests.back().suggestion, "/data/cell preview.eps");
+    const std::string eps = Bytes("/preview.eps");
+    // Raw above the transformed; the width is that of the session, 3600 units.
+    ExpectHolds(eps, "%Trace 1\nnewpath\n0.000000 0.000000 0.000000 setrgbcolor\n0 ");
+    ExpectHolds(eps, "%Trace 2\nnewpath\n0.847059 0.000000 0.000000 setrgbcolor\n0 ");
+    host.saveFile.reset();
+    preview.RunCommand("save-eps");
+    EXPECT_TRUE(host.messages.empty());
+}
+
+}  // namespace
+}  // namespace kymora::test
