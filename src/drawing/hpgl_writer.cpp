@@ -16,7 +16,7 @@ constexpr double letterWidth = 0.5, letterHeight = 0.7;  // of a capital, in the
 constexpr double hpglBarPoints = 8.0;
 constexpr char endOfLabel = '\x03';
 
-class HpglWriter : public VectorWriter {
+class CHpglPlot : public VectorWriter {
   public:
     using VectorWriter::VectorWriter;
 
@@ -129,7 +129,7 @@ class HpglWriter : public VectorWriter {
 }  // namespace
 
 std::unique_ptr<VectorWriter> MakeHpglWriter(const VectorPage& page, VectorWriter::Sink sink) {
-    return std::make_unique<HpglWriter>(page, std::move(sink));
+    return std::make_unique<CHpglPlot>(page, std::move(sink));
 }
 
 }  // namespace kymora

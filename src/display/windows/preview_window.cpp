@@ -9,6 +9,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QWheelEvent>
+#include <optional>
 
 #include "display/commands/commands.h"
 #include "drawing/windows/painter_device.h"
@@ -156,7 +157,9 @@ void PreviewWindow::Refresh() {
 }
 
 void PreviewWindow::Run(std::string_view command) {
-    const WaitCursor wait;
+    // One that asks for a name waits for the user.
+    std::optional<WaitCursor> wait;
+    if (command != "save-eps") wait.emplace();
     model_.RunCommand(command);
     ShowState();
 }
