@@ -93,16 +93,6 @@ class PolledRoom : public ScratchRoom {
     const KernelPoll& goOn_;
 };
 
-// As comments have them.
-std::string WithReturns(std::string_view text) {
-    std::string lines;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) lines += '\r';
-        lines += text[i];
-    }
-    return lines;
-}
-
 }  // namespace
 
 // The progress over all samples that are written. It can step aside for a kernel's own.

@@ -33,6 +33,15 @@ double Tidy(double value) { return std::stod(fmt::format("{:.14g}", value)); }
 
 // --- CTransformDlg ---
 
+std::string WithReturns(std::string_view text) {
+    std::string lines;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) lines += '\r';
+        lines += text[i];
+    }
+    return lines;
+}
+
 void CTransformDlg::Serialize(CArchive& archive) {
     CBatchBaseDlg::Serialize(archive);
     ExchangeVersion(archive, recordVersion, ClassName());

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "document/history_steps.h"
 #include "operations/batch_base_dlg.h"
 #include "transforms/preview_host.h"
 #include "transforms/transform_run.h"
@@ -37,7 +38,23 @@ class CTransformDlg : public CBatchBaseDlg {
   protected:
     // The group of what becomes of the file: comment, its button "Ap param", "Write new file".
     void DescribeOutput(ParamList& list);
+
+    // What has become of a recording that was written anew.
+    struct Anew {
+        bool isDone = false;
+        std::string note;     // why not, where nothing was told
+        std::string history;  // what was written, and the steps that belong to it
+        HistorySteps steps;
+    };
+    // Has `write` write the recording into a temporary file beside the target, and puts that into its place
+    // when all of it has reached the disk. Scratch files may stand in `folder`.
+    using WriteAnew = std::function<Anew(CArchive& archive, const std::filesystem::path& folder)>;
+    WrittenFile WriteTarget(Session& session, const std::filesystem::path& path, bool keepsSource,
+                            const WriteAnew& write);
 };
+
+// As comments have their line ends.
+std::string WithReturns(std::string_view text);
 
 class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
   public:

@@ -29,6 +29,16 @@ bool IsOwnFile(CDataDoc& doc, const std::filesystem::path& target) {
 
 WrittenFile CTransformTraceDlg::WriteFile(Session& session, const std::filesystem::path& path,
                                           bool keepsSource) {
+    return WriteTarget(session, path, keepsSource,
+                       [&](CArchive& archive, const std::filesystem::path& folder) {
+                           CDataTransform engine(*Document(), folder);
+                           const bool isDone = engine.ApplyTraceTransform(archive, *this);
+                           return Anew{isDone, engine.FailureNote(), engine.History(), engine.Steps()};
+                       });
+}
+
+WrittenFile CTransformDlg::WriteTarget(Session& session, const std::filesystem::path& path, bool keepsSource,
+                                       const WriteAnew& write) {
     m_bNewFile = keepsSource;
     CDataDoc& doc = *Document();
     FileSystem& files = session.files;
@@ -51,16 +61,15 @@ WrittenFile CTransformTraceDlg::WriteFile(Session& session, const std::filesyste
         return {};
     }
     try {
-        CDataTransform engine(doc, target.parent_path());
         CArchive archive(output->File(), CArchive::Mode::store, 0, outputBuffer);
-        const bool isDone = engine.ApplyTraceTransform(archive, *this);
-        if (!isDone) return {false, engine.FailureNote()};
+        const Anew anew = write(archive, target.parent_path());
+        if (!anew.isDone) return {false, anew.note};
         archive.Close();
         TellJournalSetAside(session, target);
         output->MoveToTarget();
         // An interrupted save of the file that stood here is none of the new one's concern.
         if (files.Stamp(JournalPath(files, target))) RetireJournal(files, target);
-        WriteSteps(session, StepsPath(files, target), engine.History(), engine.Steps());
+        WriteSteps(session, StepsPath(files, target), anew.history, anew.steps);
         return {true, {}};
     } catch (const Cancelled&) {
         throw;
