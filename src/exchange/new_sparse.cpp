@@ -7,6 +7,7 @@
 
 #include "document/new_file.h"
 #include "exchange/read_data_form.h"
+#include "exchange/sparse_samples.h"
 #include "host/form.h"
 #include "import/text_rows.h"
 
@@ -14,20 +15,12 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t sparseVersion = 1;
+constexpr uint32_t sparseVersion = 2;
 constexpr const char* sparseComment = "Sparse data from clipboard.\r\n";
 constexpr const char* sparseHistory = "File: New: From clipboard: Sparse data\r\n\tGap fill: ";
-constexpr const char* fillHistory[] = {"Inactive gap\r\n"};
-constexpr const char* noTextText = "Unable to read text from clipboard.";
-constexpr const char* unitNames[] = {"ms", "s", "min"};
-constexpr const char* timeUnitTip = "The unit of the times in the first column";
 constexpr const char* intervalTip =
     "The time from one sample of the new recording to the next; each point becomes the sample nearest to its "
     "time";
-constexpr const char* fillTip = "What the new recording holds between the points";
-
-std::vector<std::string> UnitNames() { return {std::begin(unitNames), std::end(unitNames)}; }
-std::vector<std::string> FillNames() { return {"Inactive gap"}; }
 
 double SixDigits(double value) { return ReadNumber(fmt::format("{:.6g}", value)).value_or(value); }
 
@@ -39,24 +32,8 @@ double SixDigits(double value, bool downward) {
     return downward ? nearest - digit : nearest + digit;
 }
 
-int64_t PositionAt(double time, double factor, double interval) {
-    return static_cast<int64_t>(std::round(time * factor / interval));
-}
-
 bool IsTooLong(const SparsePoints& points, double factor, double interval) {
     return !(std::round(points.times.back() * factor / interval) < static_cast<double>(longestRecording));
-}
-
-// The first point, counted from 0, that falls on the sample of the one before it; -1 for none.
-int64_t FirstCollision(const SparsePoints& points, double factor, double interval) {
-    int64_t before = -1, index = 0;
-    for (const double time : points.times) {
-        const int64_t position = PositionAt(time, factor, interval);
-        if (position == before) return index;
-        before = position;
-        ++index;
-    }
-    return -1;
 }
 
 // The largest interval, in six digits, at which each point has a sample of its own for sure.
@@ -81,24 +58,9 @@ double OfferedInterval(const SparsePoints& points, double factor) {
     return std::clamp(interval, leastPastedInterval, greatestPastedInterval);
 }
 
-RunList RunsOf(const SparsePoints& points, double factor, double interval) {
-    std::vector<uint32_t> runs{0};
-    int64_t next = 0;  // behind the last point
-    for (const double time : points.times) {
-        const int64_t position = PositionAt(time, factor, interval);
-        if (position > next) {
-            runs.push_back(static_cast<uint32_t>(position - next));
-            runs.push_back(0);
-        }
-        ++runs.back();
-        next = position + 1;
-    }
-    return RunList(std::move(runs));
-}
-
 }  // namespace
 
-double SparseSettings::TimeFactor() const { return timeUnit == 0 ? 1.0 : timeUnit == 1 ? 1000.0 : 60000.0; }
+double SparseSettings::TimeFactor() const { return SparseTimeFactor(timeUnit); }
 
 std::string SparseFault(const SparsePoints& points, const SparseSettings& settings) {
     const double factor = settings.TimeFactor(), interval = settings.sampleInterval;
@@ -109,7 +71,7 @@ std::string SparseFault(const SparsePoints& points, const SparseSettings& settin
             "of {:.6g} ms or more would do.",
             points.times.back() * factor, longestRecording, LeastInterval(points, factor));
     const int64_t second = FirstCollision(points, factor, interval);
-    if (second < 0) return {};
+    if (second < 0) return CurveFault(points, settings.fill);
     const auto at = [&](int64_t i) { return points.times[static_cast<size_t>(i)] * factor; };
     return fmt::format("The times at rows {} and {} ({:.9g} and {:.9g} ms) fall on the same sample. A sample "
                        "interval of {:.6g} "
@@ -120,12 +82,29 @@ std::string SparseFault(const SparsePoints& points, const SparseSettings& settin
 
 PastedRecording MakeSparse(SparsePoints&& points, const SparseSettings& settings) {
     PastedRecording recording;
-    recording.sampleInterval = settings.sampleInterval;
-    recording.runs = RunsOf(points, settings.TimeFactor(), settings.sampleInterval);
+    const double interval = settings.sampleInterval;
+    std::vector<double> times = points.TimesMs(settings.TimeFactor());
+    const int64_t length = SparsePosition(times.back(), interval) + 1;
+    recording.sampleInterval = interval;
     recording.labels = std::move(points.labels);
-    recording.samples = std::move(points.values);
     recording.comment = sparseComment;
-    recording.history = std::string(sparseHistory) + fillHistory[settings.fill];
+    recording.history = sparseHistory + FillReport(settings.fill, "\t\t");
+    if (!settings.fill.IsCurve()) {
+        recording.runs = SparseSamples(std::move(times), {}, interval, length, {}).Runs();
+    } else {
+        const auto samplesOf = [times = std::move(times), interval, length,
+                                fill = settings.fill](std::vector<float> values) {
+            return SparseSamples(times, std::move(values), interval, length, fill);
+        };
+        recording.runs = samplesOf(points.Values(0)).Runs();
+        recording.make = [samplesOf](const SampleBlocks& columns, int trace,
+                                     const PastedRecording::Take& take) {
+            std::vector<float> values(static_cast<size_t>(columns.Rows()));
+            columns.Read(trace, 0, values);
+            samplesOf(std::move(values)).ForBlocks(take);
+        };
+    }
+    recording.samples = std::move(points.values);
     return recording;
 }
 
@@ -137,11 +116,14 @@ CFilePasteNewSparse::CFilePasteNewSparse(const SparsePoints& points, int32_t tim
                   fmt::format("{} in {} trace{}", points.times.size(), points.values.Columns(),
                               points.values.Columns() == 1 ? "" : "s"),
                   "Points");
-    form_.AddChoice("timeUnit", "Unit of the times", UnitNames(), timeUnit, timeUnitTip);
+    form_.AddChoice("timeUnit", "Unit of the times", SparseTimeUnits(), timeUnit, sparseTimeTip);
     const double factor = SparseSettings{timeUnit}.TimeFactor();
     form_.AddNumber("sampleInterval", "Sample interval (ms)", OfferedInterval(points, factor), intervalTip)
         .Limits(leastPastedInterval, greatestPastedInterval);
-    form_.AddChoice("fill", "Fill between points", FillNames(), 0, fillTip);
+    form_.AddChoice("fill", "Fill between points", FillWords(), 0, fillTip);
+    form_.AddFlag("extrapolate", extrapolateLabel, false, extrapolateTip).EnabledIf([](const Form& form) {
+        return form.Choice("fill") != 0;
+    });
     form_.AddNote("step", "", "Smallest step between points");
     form_.AddNote("samples", "", "Length of the recording");
     form_.onChange = [this](Form&) { Follow(); };
@@ -164,7 +146,9 @@ void CFilePasteNewSparse::Follow() {
 }
 
 SparseSettings CFilePasteNewSparse::Settings() const {
-    return {form_.Choice("timeUnit"), form_.Number("sampleInterval"), form_.Choice("fill")};
+    return {form_.Choice("timeUnit"),
+            form_.Number("sampleInterval"),
+            {form_.Choice("fill"), form_.Flag("extrapolate")}};
 }
 
 bool CFilePasteNewSparse::Ask(Host& host) { return host.AskForm(form_); }
@@ -184,16 +168,6 @@ int32_t LastTimeUnit(const Session& session, CPasteSparseData& last) {
     return std::clamp(last.m_Settings.timeUnit, 0, 2);
 }
 
-// The points of a text; nothing when there are none, which the user knows.
-std::optional<SparsePoints> ReadPoints(Session& session, TextReader& text) {
-    const TableOutline outline = Outline(text);
-    const auto table = AskTableFormat(session, outline.first);
-    if (!table) return {};
-    std::optional<SparsePoints> points;
-    ReadTelling(session, [&] { points = ReadSparse(session, text, *table); });
-    return points;
-}
-
 }  // namespace
 
 std::optional<std::filesystem::path> PasteSparseData(Session& session, std::span<CDataDoc* const> open) {
@@ -201,11 +175,11 @@ std::optional<std::filesystem::path> PasteSparseData(Session& session, std::span
     try {
         clipboard = session.host.ReadClipboardText();
     } catch (const ClipboardError&) {
-        session.host.Failure(noTextText);
+        session.host.Failure(noClipboardText);
         return {};
     }
     TextReader text{std::string_view(clipboard)};
-    auto points = ReadPoints(session, text);
+    auto points = AskSparsePoints(session, text);
     if (!points) return {};
     CPasteSparseData settings;
     CFilePasteNewSparse dialog(*points, LastTimeUnit(session, settings));
@@ -222,36 +196,43 @@ std::optional<std::filesystem::path> PasteSparseData(Session& session, std::span
 
 void CPasteSparseData::Describe(ParamList& list) {
     DescribeFile(list, "A text file with the times and values, in the place of the clipboard");
-    list.Choice("timeUnit", "Unit of the times", m_Settings.timeUnit, UnitNames()).Tip(timeUnitTip);
+    list.Choice("timeUnit", "Unit of the times", m_Settings.timeUnit, SparseTimeUnits()).Tip(sparseTimeTip);
     list.Number("sampleInterval", "Sample interval (ms)", m_Settings.sampleInterval)
         .Unit("ms")
         .Limits(leastPastedInterval, greatestPastedInterval)
         .Tip(intervalTip);
-    list.Choice("fill", "Fill between points", m_Settings.fill, FillNames()).Tip(fillTip);
+    list.Choice("fill", "Fill between points", m_Settings.fill.kind, FillWords()).Tip(fillTip);
+    list.Flag("extrapolate", extrapolateLabel, m_Settings.fill.extrapolates)
+        .Tip(extrapolateTip)
+        .EnabledIf([this] { return m_Settings.fill.IsCurve(); });
 }
 
 void CPasteSparseData::Serialize(CArchive& archive) {
     CNewRecordingDlg::Serialize(archive);
-    ExchangeVersion(archive, sparseVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, sparseVersion, ClassName());
     Exchange(archive, m_Settings.timeUnit);
     Exchange(archive, m_Settings.sampleInterval);
-    Exchange(archive, m_Settings.fill);
+    Exchange(archive, m_Settings.fill.kind);
+    if (version > 1)
+        Exchange(archive, m_Settings.fill.extrapolates);
+    else
+        m_Settings.fill.extrapolates = false;
 }
 
 void CPasteSparseData::GetParamText(std::string& text) {
-    text += fmt::format("Unit of the times: {}\r\nSample interval: {:.9g} ms\r\nFill between points: {}\r\n",
-                        unitNames[std::clamp(m_Settings.timeUnit, 0, 2)], m_Settings.sampleInterval,
-                        FillNames()[0]);
+    text += fmt::format("Unit of the times: {}\r\nSample interval: {:.9g} ms\r\nFill between points: {}",
+                        SparseTimeUnits()[static_cast<size_t>(std::clamp(m_Settings.timeUnit, 0, 2))],
+                        m_Settings.sampleInterval, FillReport(m_Settings.fill, "\t\t"));
 }
 
 bool CPasteSparseData::WriteRecording(Session& session, const std::filesystem::path& out) {
     return WriteFromFile(session, [&](const DataFile& file) {
         if (BeginsAsNativeFile(file)) {
-            session.host.Failure(noTextText);
+            session.host.Failure(noClipboardText);
             return false;
         }
         TextReader text(file);
-        auto points = ReadPoints(session, text);
+        auto points = AskSparsePoints(session, text);
         if (!points) return false;
         if (const std::string fault = SparseFault(*points, m_Settings); !fault.empty()) {
             session.host.Failure(fault);

@@ -1,6 +1,6 @@
 #pragma once
 // "Sparse data": points in time with their values, as a new recording in which each point is a sample and
-// what lies between the points is gap.
+// what lies between the points is gap, or a curve through them.
 
 #include <filesystem>
 #include <optional>
@@ -17,7 +17,7 @@ namespace kymora {
 struct SparseSettings {
     int32_t timeUnit = 0;         // of the table: 0 ms, 1 s, 2 min
     double sampleInterval = 1.0;  // ms, of the new recording
-    int32_t fill = 0;             // between the points: 0 an inactive gap
+    FillSettings fill;            // between the points, and with extrapolation before the first one
 
     double TimeFactor() const;  // ms
 };

@@ -44,7 +44,7 @@ void WriteTrace(CArchive& archive, const PastedRecording& recording, int trace, 
                 MissingNumbers& missing, const std::function<void(size_t)>& written) {
     AxisLimits limits;
     int64_t row = 0;
-    recording.samples.ForBlocks(trace, [&](std::span<const float> block) {
+    recording.ForBlocks(trace, [&](std::span<const float> block) {
         for (size_t i = 0; i < block.size(); ++i) {
             if (!std::isnan(block[i])) continue;
             if (missing.count++ == 0) missing.firstRow = row + static_cast<int64_t>(i);
@@ -86,12 +86,11 @@ void WritePasted(Session& session, const PastedRecording& recording, const std::
     DescribeTraces(doc, recording);
     MissingNumbers missing;
     WriteFileAtomically(session.files, path, [&](CArchive& archive) {
-        const SampleBlocks& samples = recording.samples;
         ProgressScope progress(session.host, "Writing",
-                               static_cast<uint64_t>(samples.Rows()) *
-                                   static_cast<uint64_t>(samples.Columns()));
+                               static_cast<uint64_t>(recording.Rows()) *
+                                   static_cast<uint64_t>(doc.traceCount));
         WriteHead(archive, doc);
-        for (int t = 0; t < samples.Columns(); ++t)
+        for (int t = 0; t < doc.traceCount; ++t)
             WriteTrace(archive, recording, t, doc, missing, [&](size_t count) { progress.Step(count); });
         WriteTail(archive, doc, doc.fileComment);
     });
@@ -100,7 +99,7 @@ void WritePasted(Session& session, const PastedRecording& recording, const std::
             "The data have no number at {} of {} samples, first in sample {} of a trace. A view ends where "
             "the "
             "first trace has no number.",
-            missing.count, recording.samples.Rows() * recording.samples.Columns(), missing.firstRow + 1));
+            missing.count, recording.Rows() * doc.traceCount, missing.firstRow + 1));
 }
 
 bool ReadTelling(Session& session, const std::function<void()>& read) {

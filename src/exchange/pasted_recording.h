@@ -15,13 +15,26 @@
 namespace kymora {
 
 struct PastedRecording {
+    using Take = std::function<void(std::span<const float>)>;
+
     double sampleInterval = 1.0;      // ms
     std::vector<std::string> labels;  // of the traces; none, or one for each
     SampleBlocks samples;
     RunList runs;         // of every trace
     std::string comment;  // lines end in CR LF
     std::string history;  // the entry
+    // Makes the samples of a trace from the column of that number; empty where the column holds them.
+    std::function<void(const SampleBlocks& columns, int trace, const Take&)> make;
+
+    int64_t Rows() const { return make ? runs.StoredCount() : samples.Rows(); }
+    void ForBlocks(int trace, const Take& take) const {
+        if (make)
+            make(samples, trace, take);
+        else
+            samples.ForBlocks(trace, take);
+    }
 };
+
 // Writes a native file; with views of the whole recording and the extremes of each trace. Throws FileError or
 // Cancelled, and then leaves nothing behind. Tells the user of samples without a number.
 void WritePasted(Session& session, const PastedRecording& recording, const std::filesystem::path& path);
@@ -30,6 +43,7 @@ void WritePasted(Session& session, const PastedRecording& recording, const std::
 // cancelled.
 bool ReadTelling(Session& session, const std::function<void()>& read);
 
+inline constexpr const char* noClipboardText = "Unable to read text from clipboard.";
 inline constexpr const char* noDataReadText = "No data were read from the clipboard.";
 inline constexpr const char* tableTooWideText = "There are more than 128 traces in the data. Abandoning.";
 

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "exchange/sparse_samples.h"
+
 namespace kymora {
 
 namespace {
@@ -96,6 +98,8 @@ class SparseRows {
             double value = 0.0;
             if (!CellNumber(cell, table_.decimal, value)) throw TableError(NotANumberText(number, cell));
             values_[i] = value;
+            if (points_.rowWithoutNumber == 0 && !std::isfinite(static_cast<float>(value)))
+                points_.rowWithoutNumber = number;
         }
         points_.values.Append(values_);
     }
@@ -119,7 +123,46 @@ class SparseRows {
     SparsePoints points_;
 };
 
+constexpr const char* unitNames[] = {"ms", "s", "min"};
+
 }  // namespace
+
+std::vector<double> SparsePoints::TimesMs(double factor) const {
+    std::vector<double> ms(times.begin(), times.end());
+    for (double& time : ms) time *= factor;
+    return ms;
+}
+
+std::vector<float> SparsePoints::Values(int column) const {
+    std::vector<float> all(static_cast<size_t>(values.Rows()));
+    values.Read(column, 0, all);
+    return all;
+}
+
+std::vector<std::string> SparseTimeUnits() { return {std::begin(unitNames), std::end(unitNames)}; }
+
+double SparseTimeFactor(int32_t unit) { return unit == 0 ? 1.0 : unit == 1 ? 1000.0 : 60000.0; }
+
+int64_t FirstCollision(const SparsePoints& points, double factor, double interval) {
+    int64_t before = -1, index = 0;
+    for (const double time : points.times) {
+        const int64_t position = SparsePosition(time * factor, interval);
+        if (position == before) return index;
+        before = position;
+        ++index;
+    }
+    return -1;
+}
+
+std::string CurveFault(const SparsePoints& points, const FillSettings& fill) {
+    if (!fill.IsCurve()) return {};
+    if (points.rowWithoutNumber != 0)
+        return fmt::format(
+            "Row {} holds a value that is infinite or not a number, through which no curve goes. "
+            "Leave that row out, or mark the gaps as inactive.",
+            points.rowWithoutNumber);
+    return InterpolatorFault(fill.Kind(), points.times.size());
+}
 
 SparsePoints ReadSparse(Session& session, TextReader& text, TableFormat table) {
     SparseRows rows(session, table);
@@ -129,6 +172,15 @@ SparsePoints ReadSparse(Session& session, TextReader& text, TableFormat table) {
         while (reader.Next(line)) rows.Take(line, reader.Row());
     }
     return rows.Finish();
+}
+
+std::optional<SparsePoints> AskSparsePoints(Session& session, TextReader& text) {
+    const TableOutline outline = Outline(text);
+    const auto table = AskTableFormat(session, outline.first);
+    if (!table) return {};
+    std::optional<SparsePoints> points;
+    ReadTelling(session, [&] { points = ReadSparse(session, text, *table); });
+    return points;
 }
 
 }  // namespace kymora

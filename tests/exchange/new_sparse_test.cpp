@@ -115,6 +115,45 @@ TEST_F(NewSparseTest, HeadersOfAnotherWidthAreLeftOut) {
     EXPECT_EQ(Opened().traces[0].traceLabel, "A");
 }
 
+TEST_F(NewSparseTest, CurvesFillWhatLiesBetween) {
+    const std::string text = "t\tA\tB\n2\t4\t1\n4\t8\t0\n5\t8\t0\n7\t2\t0\n";
+    const struct {
+        int kind;
+        bool extrapolates;
+        std::vector<uint32_t> runs;
+        std::vector<float> samples;
+        const char* history;
+    } cases[] = {
+        {1,
+         false,
+         {0, 2, 6},
+         {0, 0, 4, 6, 8, 8, 5, 2},
+         "Linear interpolation\r\n\t\tExtrapolate OoR: no\r\n"},
+        {1, true, {8}, {0, 2, 4, 6, 8, 8, 5, 2}, "Linear interpolation\r\n\t\tExtrapolate OoR: yes\r\n"},
+        {6, false, {0, 2, 6}, {}, "PCHIP spline interpolation\r\n\t\tExtrapolate OoR: no\r\n"},
+    };
+    for (const auto& [kind, extrapolates, runs, samples, history] : cases) {
+        SCOPED_TRACE(history);
+        ASSERT_TRUE(Paste(text, [&](Form& form) {
+            form["sampleInterval"].number = 1.0;
+            form["fill"].choice = kind;
+            form["extrapolate"].flag = extrapolates;
+        })) << host.LastMessage();
+        EXPECT_EQ(Runs(Opened(), 0), runs);
+        EXPECT_EQ(Runs(*doc, 1), runs);
+        EXPECT_EQ(Samples(1)[2], 1.0f);
+        if (!samples.empty()) {
+            EXPECT_EQ(Samples(0), samples);
+        }
+        EXPECT_TRUE(doc->historyLog.ends_with(std::string("\tGap fill: ") + history));
+    }
+    const auto fills = [](int kind) { return [kind](Form& form) { form["fill"].choice = kind; }; };
+    EXPECT_FALSE(Paste("0\t1\n1\t2\n2\t3\n", fills(6)));
+    EXPECT_EQ(host.formFault, "Must be at least four data points.");
+    EXPECT_FALSE(Paste("0\t1\n1\tinf\n2\t3\n", fills(1)));
+    EXPECT_TRUE(host.formFault.starts_with("Row 2 holds a value that is infinite")) << host.formFault;
+}
+
 TEST_F(NewSparseTest, TheTerminalRefusesAnIntervalThatDoesNotFit) {
     CPasteSparseData paste;
     paste.m_sFile = "/t.txt";

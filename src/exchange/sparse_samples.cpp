@@ -1,0 +1,67 @@
+#include "exchange/sparse_samples.h"
+
+#include <cmath>
+
+namespace kymora {
+
+namespace {
+
+constexpr int64_t samplesInBlock = 1 << 16;
+
+void AddRun(std::vector<uint32_t>& runs, bool isValid, int64_t count) {
+    if (count == 0) return;
+    const bool lastIsValid = runs.size() % 2 == 1;
+    if (isValid != lastIsValid) runs.push_back(0);
+    runs.back() += static_cast<uint32_t>(count);
+}
+
+std::vector<uint32_t> RunsOfPoints(const std::vector<double>& times, double interval, int64_t length) {
+    std::vector<uint32_t> runs{0};
+    int64_t next = 0;  // behind the last point
+    for (const double time : times) {
+        const int64_t position = SparsePosition(time, interval);
+        AddRun(runs, false, position - next);
+        AddRun(runs, true, 1);
+        next = position + 1;
+    }
+    AddRun(runs, false, length - next);
+    return runs;
+}
+
+}  // namespace
+
+int64_t SparsePosition(double timeMs, double interval) {
+    constexpr double beyondAll = 1e18;
+    return static_cast<int64_t>(std::min(std::round(timeMs / interval), beyondAll));
+}
+
+SparseSamples::SparseSamples(std::vector<double> times, std::vector<float> values, double interval,
+                             int64_t length, const FillSettings& fill)
+    : values_(std::move(values)), interval_(interval) {
+    if (!fill.IsCurve()) {
+        runs_ = RunList(RunsOfPoints(times, interval, length));
+        return;
+    }
+    curve_ = MakeInterpolator(fill.Kind(), times, std::vector<double>(values_.begin(), values_.end()));
+    first_ = fill.extrapolates ? 0 : SparsePosition(times.front(), interval);
+    const int64_t end = fill.extrapolates ? length : SparsePosition(times.back(), interval) + 1;
+    std::vector<uint32_t> runs{0};
+    AddRun(runs, false, first_);
+    AddRun(runs, true, end - first_);
+    AddRun(runs, false, length - end);
+    runs_ = RunList(std::move(runs));
+}
+
+void SparseSamples::ForBlocks(const std::function<void(std::span<const float>)>& take) const {
+    if (!curve_) return take(values_);
+    std::vector<float> block(static_cast<size_t>(std::min(runs_.StoredCount(), samplesInBlock)));
+    for (int64_t done = 0; done < runs_.StoredCount();) {
+        const int64_t count = std::min(runs_.StoredCount() - done, samplesInBlock);
+        const std::span<float> part(block.data(), static_cast<size_t>(count));
+        curve_->Fill(first_ + done, interval_, part);
+        take(part);
+        done += count;
+    }
+}
+
+}  // namespace kymora
