@@ -20,11 +20,13 @@
 #include "eventedit/insert_random_point_process.h"
 #include "eventedit/make_point_process.h"
 #include "exchange/import_events.h"
+#include "exchange/interpolate_gen.h"
 #include "exchange/load_event_channel.h"
 #include "exchange/new_contiguous.h"
 #include "exchange/new_sparse.h"
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
+#include "exchange/paste_sparse_trace.h"
 #include "histograms/event_hist.h"
 #include "histograms/general_hist.h"
 #include "histograms/hist_trace_val.h"
@@ -53,6 +55,7 @@ constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
+constexpr std::string_view externalMenu = "E&xternal data";
 
 // clang-format off
 constexpr OperationVariant smoothers[] = {
@@ -127,6 +130,8 @@ std::span<const Operation> Operations() {
         {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins", Make<CIntegrate>},
         {"CLocalEnergy", transformMenu, "&Local energy...",
          "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
+        {"CPasteSparseTrace", transformMenu, "&Paste sparse trace...",
+         "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},
         {"CEventThreshold", detectMenu, "&Threshold Event...",
          "Make an event of each stretch of a trace that lies beyond an onset level", Make<CEventThreshold>},
         {"CDetectSpikes", detectMenu, "Detect &Outliers...",
@@ -165,13 +170,15 @@ std::span<const Operation> Operations() {
          "Shows the distribution of the sample values of a trace", Make<CHistTraceVal>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",
          "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
+        {"CInterpolateGen", externalMenu, "&Interpolate time series...",
+         "Calculates and shows the curve through fixed points, by one of six methods", Make<CInterpolateGen>},
         {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording", Make<LoadEventChannel>},
         {"ImportEventsFromText", {}, {}, "Adds events whose times stand in a text file, one event in each row", Make<ImportEventsFromText>},
         {"PasteEventChannels", {}, {}, "Adds the event channels or the rows of events that the clipboard holds", Make<PasteEventChannels>},
         {"PartitionFromFile", {}, {},
          "Copies the events of a channel into several, by a file with the number of each event's class", Make<PartitionFromFile>},
         {"PasteContiguousData", {}, {}, "Makes a recording of a table whose rows are samples, one column for each trace", Make<CPasteContiguousData>},
-        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps between them", Make<CPasteSparseData>},
+        {"PasteSparseData", {}, {}, "Makes a recording of points in time, with gaps or a curve between them", Make<CPasteSparseData>},
         {"CGraphicsFileFormat", {}, {}, "Keeps the settings of vector files, for views and plots", Make<CGraphicsFileFormat>},
     };
     // clang-format on

@@ -1,5 +1,6 @@
 #include "widgets/form_editor.h"
 
+#include <QAbstractItemView>
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
@@ -13,8 +14,10 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QSpinBox>
+#include <QStyle>
 #include <QVBoxLayout>
 #include <QWheelEvent>
+#include <algorithm>
 #include <cmath>
 
 #include "drawing/number_labels.h"
@@ -303,10 +306,22 @@ class ChoiceEditor : public FormEditor {
         if (names == present) return;
         box_->clear();
         box_->addItems(names);
+        FitWidth(names);
         box_->setCurrentIndex(IndexOf(field));
     }
 
   private:
+    // Whole sentences are read in the list that opens; the box itself cuts them.
+    void FitWidth(const QStringList& names) {
+        constexpr int mostCharacters = 60;
+        const bool isLong =
+            std::ranges::any_of(names, [](const QString& name) { return name.size() > mostCharacters; });
+        if (!isLong) return;
+        box_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        box_->setMinimumContentsLength(mostCharacters / 2);
+        const int scrollBar = box_->style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        box_->view()->setMinimumWidth(box_->view()->sizeHintForColumn(0) + scrollBar);
+    }
     static int IndexOf(const Field& field) {
         if (field.kind == FieldKind::choice) return field.choice;
         return std::min(static_cast<int>(field.number), letterChannels);

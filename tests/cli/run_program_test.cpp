@@ -216,6 +216,19 @@ TEST_F(RunProgramTest, EventsTravelByFile) {
     EXPECT_EQ(RunKymora({"run", "PasteEventChannels", rec, "--in-place"}).code, 1) << "there is no clipboard";
 }
 
+TEST_F(RunProgramTest, PointsBecomeCurves) {
+    Write("p.csv", "0,0\n1,1\n2,4\n3,9\n");
+    const ProgramResult curve = RunKymora({"run", "CInterpolateGen", In("p.csv"), "--set", "type=5", "--set",
+                                           "pointsInGraph=3", "--set", "query=9"});
+    EXPECT_EQ(curve.out,
+              "Bezier (3rd order) Spline:\n0.000000\t0.000000\n1.500000\t2.250000\n3.000000\t9.000000\n");
+    EXPECT_EQ(curve.err, "kymora: at 9: outside the fixed points\n");
+    Write("p.csv", "0,0\n1,1\n");
+    EXPECT_EQ(RunKymora({"run", "CInterpolateGen", In("p.csv")}).code, 1);
+    EXPECT_EQ(RunKymora({"run", "CInterpolateGen"}).code, 2);
+    EXPECT_EQ(RunKymora({"run", "CInterpolateGen", In("none.csv")}).code, 3);
+}
+
 TEST_F(RunProgramTest, TablesBecomeRecordings) {
     const std::string out = In("out.kymr-dat");
     const auto make = [&](const char* name, const std::string& file) {
