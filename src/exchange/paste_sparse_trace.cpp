@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "document/axis_limits.h"
 #include "document/float_doc.h"
 #include "document/native_writer.h"
 #include "exchange/sparse_samples.h"
@@ -193,10 +194,10 @@ CTransformDlg::Anew CPasteSparseTrace::WriteAll(Session& session, CArchive& arch
         result.AddTraces(flags);
     }
     NameResult(result, points->labels);
-    result.validRuns[static_cast<size_t>(m_nTrace) + (Adds() ? 1 : 0)] = samples->Runs();
+    result.validRuns[ResultSlot()] = samples->Runs();
     result.UpdateGapFlags();
     WriteHead(archive, result);
-    WriteTraces(archive, *samples);
+    WriteTraces(archive, *samples, result.traces[ResultSlot()]);
 
     Anew anew{true, {}, {}, doc.Steps()};
     std::string report;
@@ -211,13 +212,15 @@ CTransformDlg::Anew CPasteSparseTrace::WriteAll(Session& session, CArchive& arch
     return anew;
 }
 
-void CPasteSparseTrace::WriteTraces(CArchive& archive, const SparseSamples& samples) {
+// Gives the new trace the limits that show all of it.
+void CPasteSparseTrace::WriteTraces(CArchive& archive, const SparseSamples& samples, TraceSettings& made) {
     CDataDoc& doc = *Document();
     uint64_t total = static_cast<uint64_t>(samples.Runs().StoredCount()), done = 0;
     for (int t = 0; t < doc.traceCount; ++t)
         if (Adds() || t != m_nTrace) total += static_cast<uint64_t>(doc.GetStoredCount(t));
     ProgressScope progress(doc.GetHost(), "Transforming", total);
     int64_t notFinite = 0;
+    AxisLimits limits;
     for (int t = 0; t < doc.traceCount; ++t) {
         progress.AtTrace(static_cast<size_t>(t) + 1, static_cast<size_t>(doc.traceCount));
         if (Adds() || t != m_nTrace) {
@@ -228,11 +231,14 @@ void CPasteSparseTrace::WriteTraces(CArchive& archive, const SparseSamples& samp
         if (t != m_nTrace) continue;
         samples.ForBlocks([&](std::span<const float> block) {
             archive.WriteRaw(std::as_bytes(block));
+            limits.Include(block);
             notFinite += std::ranges::count_if(block, [](float value) { return !std::isfinite(value); });
             done += block.size();
             progress.At(done);
         });
     }
+    // An axis that stands for several traces is fitted when it is drawn.
+    if (made.traceOrder == static_cast<int32_t>(ResultSlot())) limits.Give(made);
     if (notFinite > 0)
         Tell(fmt::format("{} of the {} samples of the new trace are infinite or not a number.", notFinite,
                          samples.Runs().StoredCount()));
@@ -240,7 +246,7 @@ void CPasteSparseTrace::WriteTraces(CArchive& archive, const SparseSamples& samp
 
 // The trace is called as the column is, and has a range of its own.
 void CPasteSparseTrace::NameResult(CFloatDoc& result, const std::vector<std::string>& labels) const {
-    const size_t at = static_cast<size_t>(m_nTrace) + (Adds() ? 1 : 0);
+    const size_t at = ResultSlot();
     TraceSettings& trace = result.traces[at];
     trace.traceLabel = labels.empty() ? m_strName : labels[0];
     trace.traceUnits.clear();

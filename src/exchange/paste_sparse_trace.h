@@ -37,11 +37,12 @@ class CPasteSparseTrace : public CTransformDlg {
 
   private:
     bool Adds() const { return m_nAddMode == addBehind; }
+    size_t ResultSlot() const { return static_cast<size_t>(m_nTrace) + (Adds() ? 1 : 0); }
     void ChooseFile();
     std::optional<SparsePoints> TakePoints(Session& session);
     std::unique_ptr<SparseSamples> MakeSamples(const SparsePoints& points);
     Anew WriteAll(Session& session, CArchive& archive);
-    void WriteTraces(CArchive& archive, const SparseSamples& samples);
+    void WriteTraces(CArchive& archive, const SparseSamples& samples, TraceSettings& made);
     void NameResult(CFloatDoc& result, const std::vector<std::string>& labels) const;
 };
 

@@ -268,7 +268,7 @@ class NoteEditor : public FormEditor {
 class FlagEditor : public FormEditor {
   public:
     FlagEditor(const Field& field, QWidget* parent, const Changed& changed)
-        : box_(new QCheckBox(ToQString(field.label), parent)) {
+        : box_(new QCheckBox(InTwoLines(ToQString(field.label)), parent)) {
         QObject::connect(box_, &QCheckBox::toggled, box_, changed);
     }
     QWidget* Widget() const override { return box_; }
@@ -277,6 +277,14 @@ class FlagEditor : public FormEditor {
     bool BringsItsLabel() const override { return true; }
 
   private:
+    // A box does not wrap its label by itself.
+    static QString InTwoLines(QString label) {
+        constexpr int mostCharacters = 60;
+        if (label.size() <= mostCharacters) return label;
+        const auto blank = label.indexOf(' ', label.size() / 2);
+        return blank < 0 ? label : label.replace(blank, 1, '\n');
+    }
+
     QCheckBox* box_;
 };
 
@@ -318,7 +326,7 @@ class ChoiceEditor : public FormEditor {
             std::ranges::any_of(names, [](const QString& name) { return name.size() > mostCharacters; });
         if (!isLong) return;
         box_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-        box_->setMinimumContentsLength(mostCharacters / 2);
+        box_->setMinimumContentsLength(mostCharacters / 3);
         const int scrollBar = box_->style()->pixelMetric(QStyle::PM_ScrollBarExtent);
         box_->view()->setMinimumWidth(box_->view()->sizeHintForColumn(0) + scrollBar);
     }

@@ -83,6 +83,7 @@ TEST_F(PasteSparseTraceTest, KindsFillWhatLiesBetweenThePoints) {
         EXPECT_EQ(made->GetLength(), 10) << "the recording stays as long as it was";
     }
     EXPECT_EQ(made->traces[1].traceLabel, "glucose");
+    EXPECT_EQ(made->traces[1].axisTop, SamplesOf(*made, 1)[4]);
     EXPECT_EQ(SamplesOf(*made, 0), SamplesOf(*doc, 0));
     EXPECT_EQ(SamplesOf(*made, 2), SamplesOf(*doc, 1));
     EXPECT_EQ(made->eventChannels[2].parentTrace, 2);
