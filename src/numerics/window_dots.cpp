@@ -1,77 +1,107 @@
 #include "numerics/window_dots.h"
 
-#include <cstring>
+#include <algorithm>
+#include <vector>
+
+#include "numerics/vector_state.h"
 
 namespace kymora {
 
 namespace {
 
-// Vectors of the compiler: the lanes are separate sums, so no sum is reordered. Sixteen bytes is what every
-// 64-bit processor has.
-using FourFloats = float __attribute__((vector_size(16)));
-using TwoFloats = float __attribute__((vector_size(8)));
-using TwoDoubles = double __attribute__((vector_size(16)));
+// Results to be made: to[i] is the sum of coefficients[j] x samples[i + j], where j goes on by `step` from
+// what the pointers name.
+template <typename Number>
+struct Dots {
+    const Number* coefficients;
+    size_t length;
+    ptrdiff_t step;
+    const Number* samples;
+    double scale;
+    float* to;
+    size_t count;
+};
 
-template <typename Vector>
-Vector Load(const float* from) {
-    Vector values;
-    std::memcpy(&values, from, sizeof(values));
-    return values;
+// Sixteen bytes is what every 64-bit processor has.
+namespace common_lanes {
+#define KYMORA_VECTOR 16
+#define KYMORA_TARGET
+#include "numerics/window_dots_lanes.inc"
+#undef KYMORA_VECTOR
+#undef KYMORA_TARGET
+}  // namespace common_lanes
+
+#if defined(__x86_64__)
+namespace avx2_lanes {
+#define KYMORA_VECTOR 32
+#define KYMORA_TARGET __attribute__((target("avx2")))
+#include "numerics/window_dots_lanes.inc"
+#undef KYMORA_VECTOR
+#undef KYMORA_TARGET
+}  // namespace avx2_lanes
+
+namespace avx512_lanes {
+#define KYMORA_VECTOR 64
+#define KYMORA_TARGET __attribute__((target("avx512f")))
+#include "numerics/window_dots_lanes.inc"
+#undef KYMORA_VECTOR
+#undef KYMORA_TARGET
+}  // namespace avx512_lanes
+#endif
+
+// The widest vectors take what fills their tiles, narrower ones the most of what is left.
+template <typename Number>
+void AllDots(const Dots<Number>& dots, InstructionSet widest) {
+    size_t at = 0;
+#if defined(__x86_64__)
+    if (widest >= InstructionSet::avx512) at = avx512_lanes::Tiles(dots, at);
+    if (widest >= InstructionSet::avx2) {
+        at = avx2_lanes::Tiles(dots, at);
+        ClearVectorState();
+    }
+#else
+    (void)widest;
+#endif
+    at = common_lanes::Tiles(dots, at);
+    for (; at < dots.count; ++at) {
+        Number sum = 0;
+        const Number* coefficient = dots.coefficients;
+        const Number* sample = dots.samples + at;
+        for (size_t j = 0; j < dots.length; ++j, coefficient += dots.step, sample += dots.step)
+            sum += *coefficient * *sample;
+        dots.to[at] = static_cast<float>(sum * static_cast<Number>(dots.scale));
+    }
 }
 
-constexpr size_t floatsAtOnce = 32;
-constexpr size_t doublesAtOnce = 16;
-
-void ManyDots(std::span<const float> coefficients, const float* samples, float* to) {
-    constexpr size_t vectors = floatsAtOnce / 4;
-    FourFloats sums[vectors] = {};
-    for (size_t j = 0; j < coefficients.size(); ++j) {
-        const float c = coefficients[j];
-        const FourFloats factor = {c, c, c, c};
-#pragma GCC unroll 8
-        for (size_t v = 0; v < vectors; ++v) sums[v] += factor * Load<FourFloats>(samples + j + 4 * v);
-    }
-    std::memcpy(to, sums, sizeof(sums));
-}
-
-void ManyDots(std::span<const double> coefficients, const float* samples, double scale, float* to) {
-    constexpr size_t vectors = doublesAtOnce / 2;
-    TwoDoubles sums[vectors] = {};
-    for (size_t j = 0; j < coefficients.size(); ++j) {
-        const double c = coefficients[j];
-        const TwoDoubles factor = {c, c};
-#pragma GCC unroll 8
-        for (size_t v = 0; v < vectors; ++v)
-            sums[v] += factor * __builtin_convertvector(Load<TwoFloats>(samples + j + 2 * v), TwoDoubles);
-    }
-    for (size_t v = 0; v < vectors; ++v) {
-        to[2 * v] = static_cast<float>(sums[v][0] * scale);
-        to[2 * v + 1] = static_cast<float>(sums[v][1] * scale);
-    }
-}
+constexpr size_t convertedAtOnce = 2048;  // results whose samples stay in the processor's cache
 
 }  // namespace
 
-void WindowDots(std::span<const float> coefficients, std::span<const float> samples, std::span<float> to) {
-    size_t i = 0;
-    for (; i + floatsAtOnce <= to.size(); i += floatsAtOnce)
-        ManyDots(coefficients, samples.data() + i, to.data() + i);
-    for (; i < to.size(); ++i) {
-        float sum = 0.0f;
-        for (size_t j = 0; j < coefficients.size(); ++j) sum += coefficients[j] * samples[i + j];
-        to[i] = sum;
-    }
+void WindowDots(std::span<const float> coefficients, std::span<const float> samples, std::span<float> to,
+                InstructionSet widest) {
+    if (to.empty()) return;
+    AllDots<float>({coefficients.data(), coefficients.size(), 1, samples.data(), 1.0, to.data(), to.size()},
+                   widest);
 }
 
+// The samples are made doubles once, and not anew for each coefficient.
 void WindowDots(std::span<const double> coefficients, std::span<const float> samples, double scale,
-                std::span<float> to) {
-    size_t i = 0;
-    for (; i + doublesAtOnce <= to.size(); i += doublesAtOnce)
-        ManyDots(coefficients, samples.data() + i, scale, to.data() + i);
-    for (; i < to.size(); ++i) {
-        double sum = 0.0;
-        for (size_t j = 0; j < coefficients.size(); ++j) sum += coefficients[j] * samples[i + j];
-        to[i] = static_cast<float>(sum * scale);
+                std::span<float> to, DotOrder order, InstructionSet widest) {
+    const size_t length = coefficients.size();
+    if (to.empty()) return;
+    if (length == 0) {
+        std::ranges::fill(to, static_cast<float>(0.0 * scale));
+        return;
+    }
+    const bool isForward = order == DotOrder::oldestFirst;
+    const size_t first = isForward ? 0 : length - 1;
+    std::vector<double> wide(std::min(to.size(), convertedAtOnce) + length - 1);
+    for (size_t done = 0; done < to.size(); done += convertedAtOnce) {
+        const size_t count = std::min(convertedAtOnce, to.size() - done);
+        std::ranges::copy(samples.subspan(done, count + length - 1), wide.begin());
+        AllDots<double>({coefficients.data() + first, length, isForward ? 1 : -1, wide.data() + first, scale,
+                         to.data() + done, count},
+                        widest);
     }
 }
 

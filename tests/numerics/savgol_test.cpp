@@ -58,29 +58,37 @@ TEST(LUdcmp, ExchangesRowsAndTellsOfSingularOnes) {
     EXPECT_NEAR(LUdcmp({1, 1, 1, 1}, 2).Solve(std::vector<double>{0, 1})[1] * 1e-40, 1, 1e-12);
 }
 
-TEST(WindowDots, AddUpInOrder) {
+// Whatever vectors the machine has, and whatever is left over from tiles of them.
+TEST(WindowDots, AddUpInOrderOnEveryInstructionSet) {
     std::mt19937 random(7);
     std::normal_distribution<float> normal(0.0f, 100.0f);
-    std::vector<float> samples(400), singles(57);
+    std::vector<float> samples(2500), singles(57);
     for (float& value : samples) value = normal(random);
     for (float& value : singles) value = normal(random);
     const std::vector<double> doubles(singles.begin(), singles.end());
-    for (const size_t length : {size_t{1}, size_t{2}, size_t{57}})
-        for (const size_t count : {size_t{0}, size_t{1}, size_t{15}, size_t{16}, size_t{33}, size_t{300}}) {
-            std::vector<float> single(count), scaled(count);
-            WindowDots(std::span(singles).first(length), samples, single);
-            WindowDots(std::span(doubles).first(length), samples, 0.3, scaled);
-            for (size_t i = 0; i < count; ++i) {
-                float sum = 0.0f;
-                double wide = 0.0;
-                for (size_t j = 0; j < length; ++j) {
-                    sum += singles[j] * samples[i + j];
-                    wide += doubles[j] * static_cast<double>(samples[i + j]);
+    for (int set = 0; set <= static_cast<int>(WidestInstructionSet()); ++set)
+        for (const size_t length : {size_t{1}, size_t{2}, size_t{57}})
+            for (const size_t count : {0, 1, 15, 16, 33, 64, 127, 300, 2047, 2049, 2400}) {
+                const auto widest = static_cast<InstructionSet>(set);
+                const auto row = std::span(doubles).first(length);
+                std::vector<float> single(count), forward(count), backward(count);
+                WindowDots(std::span(singles).first(length), samples, single, widest);
+                WindowDots(row, samples, 0.3, forward, DotOrder::oldestFirst, widest);
+                WindowDots(row, samples, 1.0, backward, DotOrder::newestFirst, widest);
+                for (size_t i = 0; i < count; ++i) {
+                    float sum = 0.0f;
+                    double up = 0.0, down = 0.0;
+                    for (size_t j = 0; j < length; ++j) {
+                        const size_t last = length - 1 - j;
+                        sum += singles[j] * samples[i + j];
+                        up += doubles[j] * static_cast<double>(samples[i + j]);
+                        down += doubles[last] * static_cast<double>(samples[i + last]);
+                    }
+                    ASSERT_EQ(single[i], sum) << set << " " << length << " " << i;
+                    ASSERT_EQ(forward[i], static_cast<float>(up * 0.3)) << set << " " << length << " " << i;
+                    ASSERT_EQ(backward[i], static_cast<float>(down)) << set << " " << length << " " << i;
                 }
-                ASSERT_EQ(single[i], sum) << length << " " << i;
-                ASSERT_EQ(scaled[i], static_cast<float>(wide * 0.3)) << length << " " << i;
             }
-        }
 }
 
 }  // namespace
