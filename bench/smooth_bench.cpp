@@ -2,10 +2,10 @@
 // streams.
 
 #include <cstring>
-#include <memory>
 #include <random>
 
 #include "bench_files.h"
+#include "transforms/memory_scratch.h"
 #include "transforms/run_reader.h"
 #include "transforms/smooth_average.h"
 #include "transforms/smooth_gauss.h"
@@ -29,31 +29,12 @@ std::vector<float> Noise(size_t count) {
     return samples;
 }
 
-// Intermediate results in memory: what is timed is the kernel, not the disk.
-class MemoryScratch : public ScratchRoom {
-  public:
-    std::unique_ptr<ScratchRun> Make() override { return std::make_unique<Run>(); }
-
-  private:
-    class Run : public ScratchRun, private FloatSink {
-      public:
-        FloatSink& Sink() override { return *this; }
-        std::unique_ptr<FloatSource> Rewind() override { return std::make_unique<SpanSource>(values_); }
-
-      private:
-        void Write(std::span<const float> values) override {
-            values_.insert(values_.end(), values.begin(), values.end());
-        }
-        std::vector<float> values_;
-    };
-};
-
 struct Bench {
     std::vector<float> in = Noise(longLength);
     std::vector<float> out = std::vector<float>(longLength);
     std::span<const float> shortIn = std::span<const float>(in).first(shortLength);
     std::span<float> shortOut = std::span(out).first(shortLength);
-    MemoryScratch scratch;
+    MemoryScratch scratch;  // what is timed is the kernel, not the disk
     QuietHost host;
 };
 

@@ -79,6 +79,7 @@ class PolledRoom : public ScratchRoom {
         Run(std::unique_ptr<ScratchRun> run, const KernelPoll& goOn) : run_(std::move(run)), goOn_(goOn) {}
         FloatSink& Sink() override { return *this; }
         std::unique_ptr<FloatSource> Rewind() override { return run_->Rewind(); }
+        std::unique_ptr<FloatSource> Backwards() override { return run_->Backwards(); }
 
       private:
         void Write(std::span<const float> values) override {

@@ -31,6 +31,8 @@ class ScratchRun {
     virtual FloatSink& Sink() = 0;
     // Ends the writing. Each call answers a source from the first sample on.
     virtual std::unique_ptr<FloatSource> Rewind() = 0;
+    // The same from the last sample to the first.
+    virtual std::unique_ptr<FloatSource> Backwards() = 0;
 };
 
 // Where a kernel finds room for intermediate results: temporary files beside the output, or memory in tests.

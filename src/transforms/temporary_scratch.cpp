@@ -29,6 +29,26 @@ class ScratchFileSource : public FloatSource {
     CArchive archive_;
 };
 
+class BackwardsScratchSource : public FloatSource {
+  public:
+    explicit BackwardsScratchSource(const DataFile& file)
+        : file_(file), left_(file.Length() / sizeof(float)) {}
+
+    size_t Read(std::span<float> to) override {
+        const auto part = to.first(std::min<uint64_t>(to.size(), left_));
+        left_ -= part.size();
+        const auto bytes = std::as_writable_bytes(part);
+        if (file_.ReadAt(left_ * sizeof(float), bytes) != bytes.size())
+            throw FileError("A temporary file was shortened", 0);
+        std::ranges::reverse(part);
+        return part.size();
+    }
+
+  private:
+    const DataFile& file_;
+    uint64_t left_;  // samples
+};
+
 class ScratchFile : public ScratchRun, private FloatSink {
   public:
     ScratchFile(FileSystem& files, Host& host, const std::filesystem::path& folder)
@@ -38,6 +58,10 @@ class ScratchFile : public ScratchRun, private FloatSink {
     std::unique_ptr<FloatSource> Rewind() override {
         writer_.Flush();
         return std::make_unique<ScratchFileSource>(*file_);
+    }
+    std::unique_ptr<FloatSource> Backwards() override {
+        writer_.Flush();
+        return std::make_unique<BackwardsScratchSource>(*file_);
     }
 
   private:

@@ -26,6 +26,9 @@ class CountingRoom : public ScratchRoom {
         ~Run() override { --room_.alive; }
         FloatSink& Sink() override { return *this; }
         std::unique_ptr<FloatSource> Rewind() override { return std::make_unique<VectorSource>(values_); }
+        std::unique_ptr<FloatSource> Backwards() override {
+            return std::make_unique<VectorSource>(std::vector<float>(values_.rbegin(), values_.rend()));
+        }
 
       private:
         void Write(std::span<const float> values) override {
