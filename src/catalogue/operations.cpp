@@ -33,10 +33,14 @@
 #include "operations/graphics_file_format.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/derivs.h"
+#include "transforms/digital_fir.h"
+#include "transforms/filter_rc_dlg.h"
 #include "transforms/gen_smooth.h"
 #include "transforms/integrate_dlg.h"
 #include "transforms/local_energy.h"
+#include "transforms/narrow_band_dlg.h"
 #include "transforms/normalize_dlg.h"
+#include "transforms/section_filter_dlg.h"
 #include "transforms/unitary_transform.h"
 
 namespace kymora {
@@ -49,6 +53,7 @@ std::unique_ptr<CBatchBaseDlg> Make() {
 }
 
 constexpr std::string_view transformMenu = "T&ransform";
+constexpr std::string_view filterMenu = "T&ransform/&Filter";
 constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
 constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
@@ -120,6 +125,11 @@ std::span<const Operation> Operations() {
     // clang-format off
     static const std::vector<Operation> table = {
         {"CGenSmooth", smoothMenu, "&Smooth...", "Smooths traces by one of six methods", Make<CGenSmooth>, {}, smoothers},
+        {"CDigitalFIR", filterMenu, "&Digital FIR...", "Band pass or band stop without phase shift, with up to 201 coefficients", Make<CDigitalFIR>},
+        {"CFilterRCDlg", filterMenu, "&RC-type...", "Low-pass or high-pass as of a resistor and a capacitor", Make<CFilterRCDlg>},
+        {"CNarrowBandDlg", filterMenu, "&Narrow band...", "Takes a narrow band out, or lets only that pass", Make<CNarrowBandDlg>},
+        {"CClassicFilter", filterMenu, "&Butterworth, Bessel...", "Low-pass, high-pass, band pass or band stop of any order, with or without phase shift", Make<CClassicFilter>},
+        {"CHarmonicNotch", filterMenu, "Notch with &harmonics...", "Takes a frequency and its multiples out", Make<CHarmonicNotch>},
         {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
          "Adds to, multiplies and rectifies the samples of a trace, in an order of your own", Make<CUnitaryTransform>},
         {"CArbitraryArith", arithmeticMenu, "&Expression...",

@@ -48,6 +48,7 @@ class OperationRun : public RunCaller {
         if (tried_->NeedsRecording() && request_.files.empty()) Wrong("FILE is required.");
         CheckWays();
         TakeSettings(*tried_);
+        affects_ = tried_->WhatItAffects();  // a setting may ask for a report alone
         CheckKeeping();
         CheckGraph();
         Plan(tried_->NeedsRecording() ? request_.files : Tables(*tried_));

@@ -5,6 +5,7 @@
 #include <QPushButton>
 
 #include "batch/batch_run.h"
+#include "catalogue/windows/operation_panes.h"
 
 namespace kymora {
 
@@ -140,6 +141,8 @@ void TransformWindow::RefreshPreview() {
 
 void TransformWindow::Drawn() {
     const bool hasDoc = Block().Document() != nullptr;
+    // What is told of the settings follows them; it is short.
+    if (hasDoc && panes_->HasResults()) panes_->ShowResults();
     if (previewButton_) previewButton_->setEnabled(hasDoc);
     if (!preview_ || !hasDoc || IsBusy() || !Fault().isEmpty()) return;
     if (PreviewedSettings() != previewed_) RefreshPreview();

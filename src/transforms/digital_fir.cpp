@@ -1,0 +1,199 @@
+#include "transforms/digital_fir.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "transforms/run_reader.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t firVersion = 1;
+constexpr float usualUpperCut = 100.0f;  // Hz
+constexpr double leastPassGain = 0.9, mostPassGain = 1.1;
+constexpr double mostAlpha = 100.0;
+
+}  // namespace
+
+void CDigitalFIR::CheckChangeDoc(CDataDoc* doc) {
+    CFilterDlg::CheckChangeDoc(doc);
+    if (!doc) return;
+    if (!m_wereChosen && m_fUpperCut == usualUpperCut && IsAboveNyquist(m_fUpperCut))
+        m_fUpperCut = static_cast<float>(Nyquist());
+    FollowTransition();
+}
+
+void CDigitalFIR::Serialize(CArchive& archive) {
+    CFilterDlg::Serialize(archive);
+    ExchangeVersion(archive, firVersion, ClassName());
+    Exchange(archive, m_fLowerCut);
+    Exchange(archive, m_fUpperCut);
+    Exchange(archive, m_nOrder);
+    Exchange(archive, m_nBandType);
+    Exchange(archive, m_nWindow);
+    Exchange(archive, m_fAlpha);
+    Exchange(archive, m_fTransitionWidth);
+    ExchangeReport(archive);
+    if (!archive.IsStoring()) FollowTransition();
+}
+
+void CDigitalFIR::FollowTransition() {
+    if (!Document() || !(m_fTransitionWidth > 0.0f)) return;
+    m_nOrder = FirOrderFor(m_fTransitionWidth, static_cast<FirWindow>(m_nWindow), SampleFrequency());
+}
+
+// --- parameters ---
+
+void CDigitalFIR::Describe(ParamList& list) {
+    DescribeTraces(list);
+    list.Group("Filter");
+    list.Choice("bandType", "Type", m_nBandType, {"Band pass", "Band stop"})
+        .Buttons()
+        .Tip("What lies between the cutoffs passes; What lies between them is taken out");
+    list.Number("lowerCut", "lower cut (Hz)", m_fLowerCut)
+        .Limits(0, Nyquist())
+        .Step(10)
+        .Tip("Lower end of the band; 0 makes a low-pass of a band pass. It stays below the upper cutoff")
+        .OnChange([this] { m_isLowerLatest = true; });
+    list.Number("upperCut", "upper cut (Hz)", m_fUpperCut)
+        .Limits(0, Nyquist())
+        .Step(10)
+        .Tip("Upper end of the band; half the sampling rate makes a high-pass of a band pass. It stays above "
+             "the lower cutoff")
+        .OnChange([this] {
+            m_isLowerLatest = false;
+            m_wereChosen = true;
+        });
+    list.Choice("window", "Window", m_nWindow, {"Blackman", "Hann", "Kaiser"})
+        .Buttons()
+        .Tip("Takes most from what shall not pass; A narrower transition; Flat but for its two ends")
+        .Linked({"order"})
+        .OnChange([this] { FollowTransition(); });
+    list.Number("alpha", "alpha (0=rect, 5.44=Hamming)", m_fAlpha)
+        .Limits(0, mostAlpha)
+        .Tip("Of the Kaiser window: how far its two end coefficients are reduced")
+        .EnabledIf([this] { return m_nWindow == static_cast<int32_t>(FirWindow::kaiser); });
+    list.Integer("order", "Order (even)", m_nOrder)
+        .Limits(0, greatestFirOrder)
+        .Step(2)
+        .Tip("The filter has one coefficient more; the higher, the steeper, and the more is lost at each end")
+        .Linked({"transitionWidth"})
+        .OnChange([this] { m_fTransitionWidth = 0.0f; });
+    list.Number("transitionWidth", "transition (Hz)", m_fTransitionWidth)
+        .Limits(0, mostCutoff)
+        .Step(5)
+        .Tip("From pass band to stop band: above 0 the order is the smallest that is as steep, at the "
+             "sampling "
+             "rate of each recording; 0 leaves the order as it is set")
+        .Linked({"order"})
+        .OnChange([this] { FollowTransition(); })
+        .Shows([this] { return TransitionNote(); });
+    list.Note("passGain", "Gain", [this] { return HasShape() ? GainNote() : std::string(); });
+    DescribeReport(list);
+    DescribeOutput(list);
+}
+
+std::string CDigitalFIR::CheckSettings() {
+    if (std::string fault = CFilterDlg::CheckSettings(); !fault.empty()) return fault;
+    if (m_nOrder % 2 != 0) return oddOrderText;
+    if (m_fLowerCut >= m_fUpperCut) return m_isLowerLatest ? lowerAboveUpperText : upperBelowLowerText;
+    return {};
+}
+
+void CDigitalFIR::GetParamText(std::string& text) {
+    text += "FIR filter transform parameters\r\n";
+    CFilterDlg::GetParamText(text);
+    text += m_nBandType == 0 ? "Band pass: " : "Band stop: ";
+    text += fmt::format("lower cut {:f}, upper cut {:f}, order {}\r\n", m_fLowerCut, m_fUpperCut, m_nOrder);
+    text += "Window: ";
+    switch (static_cast<FirWindow>(m_nWindow)) {
+    case FirWindow::blackman:
+        text += "Blackman\r\n";
+        break;
+    case FirWindow::hann:
+        text += "Hann\r\n";
+        break;
+    case FirWindow::kaiser:
+        text += fmt::format("Kaiser, alpha = {:f}\r\n", m_fAlpha);
+        break;
+    }
+}
+
+// --- what it does ---
+
+FirSettings CDigitalFIR::KernelSettings(double sampleInterval) const {
+    return {m_fLowerCut,
+            m_fUpperCut,
+            m_nOrder,
+            static_cast<FirBand>(m_nBandType),
+            static_cast<FirWindow>(m_nWindow),
+            m_fAlpha,
+            sampleInterval};
+}
+
+KernelOutcome CDigitalFIR::TransformBlock(const TransformRun& run, std::span<const float> input,
+                                          std::span<float> output) {
+    FilterFir(input, FirCoefficients(KernelSettings(run.Interval())), output, run.goOn);
+    return {};
+}
+
+KernelOutcome CDigitalFIR::TransformBlock(const TransformRun& run, const SourceMaker& source,
+                                          FloatSink& output) {
+    FilterFir(*source(), run.count, FirCoefficients(KernelSettings(run.Interval())), output);
+    return {};
+}
+
+FilterShape CDigitalFIR::Shape(double fs) const {
+    FilterShape shape;
+    const std::vector<double> row = FirCoefficients(KernelSettings(1000.0 / fs));
+    shape.coefficients = {{"", row}};
+    shape.response = [row, fs](double f) { return FirResponse(row, f, fs); };
+    constexpr int64_t margin = 5;
+    shape.reach = m_nOrder / 2 + margin;
+    shape.isCentred = true;
+    return shape;
+}
+
+std::vector<GraphLine> CDigitalFIR::Edges() const {
+    return {Edge("lowerCut", m_fLowerCut), Edge("upperCut", m_fUpperCut)};
+}
+
+double CDigitalFIR::PassMiddle() const {
+    if (m_nBandType == static_cast<int32_t>(FirBand::pass)) return (double{m_fLowerCut} + m_fUpperCut) / 2.0;
+    const double above = Nyquist() - m_fUpperCut;
+    return m_fLowerCut >= above ? m_fLowerCut / 2.0 : m_fUpperCut + above / 2.0;
+}
+
+double CDigitalFIR::PassGain(int order) const {
+    FirSettings settings = KernelSettings(Document()->sampleInterval);
+    settings.order = order;
+    return std::abs(FirResponse(FirCoefficients(settings), PassMiddle(), SampleFrequency()));
+}
+
+std::string CDigitalFIR::GainNote() const {
+    const auto isRight = [](double gain) { return gain >= leastPassGain && gain <= mostPassGain; };
+    const double gain = PassGain(m_nOrder);
+    std::string note =
+        fmt::format("The gain in the middle of the pass band ({:.6g} Hz) is {:.4f}.", PassMiddle(), gain);
+    if (!isRight(gain)) {
+        int order = 2;
+        while (order <= greatestFirOrder && !isRight(PassGain(order))) order += 2;
+        note += order <= greatestFirOrder
+                    ? fmt::format(" It should be about 1: an order of {} would do.", order)
+                    : " It should be about 1, which no order does at this sampling rate: widen the band, or "
+                      "lower the sampling rate first.";
+    }
+    if (m_nOrder > 1) note += fmt::format("\nThe last {} samples of each run are zero.", m_nOrder / 2);
+    return note;
+}
+
+std::string CDigitalFIR::TransitionNote() const {
+    if (!Document()) return {};
+    const auto window = static_cast<FirWindow>(m_nWindow);
+    return fmt::format("order {} makes {:.4g} Hz", m_nOrder,
+                       FirTransitionWidth(m_nOrder, window, SampleFrequency()));
+}
+
+}  // namespace kymora

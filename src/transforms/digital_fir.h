@@ -1,0 +1,62 @@
+#pragma once
+// "Digital FIR": band pass and band stop by a windowed filter of finite impulse response.
+
+#include "transforms/filter_dlg.h"
+#include "transforms/fir.h"
+
+namespace kymora {
+
+inline constexpr const char* oddOrderText = "Filter order must be an even number. Resetting.";
+inline constexpr const char* lowerAboveUpperText =
+    "Lower cutoff frequency should be below upper cutoff frequency.";
+inline constexpr const char* upperBelowLowerText =
+    "Upper cutoff frequency should be above lower cutoff frequency.";
+
+class CDigitalFIR : public CFilterDlg {
+  public:
+    CDigitalFIR() : CFilterDlg("FIR filter") {}
+    const char* ClassName() const override { return "CDigitalFIR"; }
+    const char* Title() const override { return "Digital FIR"; }
+
+    // An upper cutoff that nobody has chosen comes down to half the sampling rate.
+    void CheckChangeDoc(CDataDoc* doc) override;
+    void SettingsWereChosen() override { m_wereChosen = true; }
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    KernelOutcome TransformBlock(const TransformRun& run, std::span<const float> input,
+                                 std::span<float> output) override;
+    KernelOutcome TransformBlock(const TransformRun& run, const SourceMaker& source,
+                                 FloatSink& output) override;
+
+    float m_fLowerCut = 0.0f;    // Hz
+    float m_fUpperCut = 100.0f;  // Hz
+    int32_t m_nOrder = 200;
+    int32_t m_nBandType = 0;  // FirBand
+    int32_t m_nWindow = 0;    // FirWindow
+    float m_fAlpha = 0.0f;
+    // Hz; above 0 the order is the smallest that does, at each recording's rate. Setting the order ends that.
+    float m_fTransitionWidth = 0.0f;
+
+  protected:
+    void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
+    FilterShape Shape(double fs) const override;
+    bool HasLogFrequencies() const override { return false; }
+    std::vector<GraphLine> Edges() const override;
+    std::string RunNote() override { return GainNote(); }
+
+  private:
+    FirSettings KernelSettings(double sampleInterval) const;
+    void FollowTransition();
+    // The frequency in the middle of the wider pass band, and the gain there.
+    double PassMiddle() const;
+    double PassGain(int order) const;
+    // What the user is to know of both, and of the end of each run.
+    std::string GainNote() const;
+    std::string TransitionNote() const;
+
+    bool m_wereChosen = false;
+    bool m_isLowerLatest = false;  // of the two cutoffs, the one that was set last
+};
+
+}  // namespace kymora
