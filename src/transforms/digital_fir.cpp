@@ -90,7 +90,8 @@ void CDigitalFIR::Describe(ParamList& list) {
         .Linked({"order"})
         .OnChange([this] { FollowTransition(); })
         .Shows([this] { return TransitionNote(); });
-    list.Note("passGain", "Gain", [this] { return HasShape() ? GainNote() : std::string(); });
+    list.Note("passGain", "Gain in the band",
+              [this] { return HasShape() ? ShortGainNote() : std::string(); });
     DescribeReport(list);
     DescribeOutput(list);
 }
@@ -152,6 +153,7 @@ FilterShape CDigitalFIR::Shape(double fs) const {
     shape.response = [row, fs](double f) { return FirResponse(row, f, fs); };
     constexpr int64_t margin = 5;
     shape.reach = m_nOrder / 2 + margin;
+    shape.delayTaken = m_nOrder / 2;
     shape.isCentred = true;
     return shape;
 }
@@ -172,18 +174,36 @@ double CDigitalFIR::PassGain(int order) const {
     return std::abs(FirResponse(FirCoefficients(settings), PassMiddle(), SampleFrequency()));
 }
 
+bool CDigitalFIR::IsRight(int order) const {
+    const double gain = PassGain(order);
+    return gain >= leastPassGain && gain <= mostPassGain;
+}
+
+int CDigitalFIR::OrderThatDoes() const {
+    int order = 2;
+    while (order <= greatestFirOrder && !IsRight(order)) order += 2;
+    return order <= greatestFirOrder ? order : 0;
+}
+
+std::string CDigitalFIR::ShortGainNote() const {
+    std::string note = fmt::format("{:.3f} at {:.6g} Hz", PassGain(m_nOrder), PassMiddle());
+    if (!IsRight(m_nOrder)) {
+        const int order = OrderThatDoes();
+        note += order > 0 ? fmt::format("; take order {}", order) : "; no order makes it 1";
+    }
+    if (m_nOrder > 1) note += fmt::format("\nlast {} samples of a run: 0", m_nOrder / 2);
+    return note;
+}
+
 std::string CDigitalFIR::GainNote() const {
-    const auto isRight = [](double gain) { return gain >= leastPassGain && gain <= mostPassGain; };
     const double gain = PassGain(m_nOrder);
     std::string note =
         fmt::format("The gain in the middle of the pass band ({:.6g} Hz) is {:.4f}.", PassMiddle(), gain);
-    if (!isRight(gain)) {
-        int order = 2;
-        while (order <= greatestFirOrder && !isRight(PassGain(order))) order += 2;
-        note += order <= greatestFirOrder
-                    ? fmt::format(" It should be about 1: an order of {} would do.", order)
-                    : " It should be about 1, which no order does at this sampling rate: widen the band, or "
-                      "lower the sampling rate first.";
+    if (!IsRight(m_nOrder)) {
+        const int order = OrderThatDoes();
+        note += order > 0 ? fmt::format(" It should be about 1: an order of {} would do.", order)
+                          : " It should be about 1, which no order does at this sampling rate: widen the "
+                            "band, or lower the sampling rate first.";
     }
     if (m_nOrder > 1) note += fmt::format("\nThe last {} samples of each run are zero.", m_nOrder / 2);
     return note;

@@ -51,8 +51,12 @@ class CDigitalFIR : public CFilterDlg {
     // The frequency in the middle of the wider pass band, and the gain there.
     double PassMiddle() const;
     double PassGain(int order) const;
+    bool IsRight(int order) const;
+    // The smallest order whose gain is right; 0 where there is none.
+    int OrderThatDoes() const;
     // What the user is to know of both, and of the end of each run.
     std::string GainNote() const;
+    std::string ShortGainNote() const;
     std::string TransitionNote() const;
 
     bool m_wereChosen = false;

@@ -23,6 +23,8 @@ constexpr double drawnFrequencies = 1000.0;
 
 double Decibels(double gain) { return gain == 0.0 ? noGain : 20.0 * std::log10(gain); }
 double Degrees(std::complex<double> response) { return std::arg(response) * 180.0 / std::numbers::pi; }
+// With a half turn on one side, whatever its rounding.
+double WrappedUp(double degrees) { return degrees < -179.999 ? degrees + 360.0 : degrees; }
 double Drawn(double decibels) { return std::max(decibels, leastDrawn); }
 
 // Calls take(f) for each frequency of the list of gains until it answers false.
@@ -236,15 +238,19 @@ GraphPane CFilterDlg::Magnitude(const FilterShape& shape, const std::vector<doub
 
 GraphPane CFilterDlg::Phase(const FilterShape& shape, const std::vector<double>& frequencies,
                             const GraphAxis& axis) const {
-    GraphPane pane{"phase", "phase"};
+    GraphPane pane{"phase", shape.delayTaken > 0 ? "phase, without the delay" : "phase"};
     pane.x = axis;
     pane.y = {"phase", "degrees"};
     pane.y.limits = {-190.0, 190.0};
     GraphLayer curve{LayerKind::curve, "", GraphColour(0)};
     for (const double f : frequencies) {
-        const std::complex<double> response = shape.response(f);
+        const double turns = static_cast<double>(shape.delayTaken) * f / SampleFrequency();
+        const std::complex<double> response =
+            shape.response(f) * std::polar(1.0, 2.0 * std::numbers::pi * turns);
         curve.x.push_back(f);
-        curve.y.push_back(std::abs(response) == 0.0 ? std::nan("") : Degrees(response));
+        // Of what is hardly there the phase is chance.
+        const bool isDrawn = Decibels(std::abs(response)) > leastDrawn;
+        curve.y.push_back(isDrawn ? WrappedUp(Degrees(response)) : std::nan(""));
     }
     pane.layers.push_back(std::move(curve));
     return pane;

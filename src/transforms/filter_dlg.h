@@ -17,11 +17,12 @@ inline constexpr const char* noSampleRateText = "No active view or document: nee
 struct FilterShape {
     // Its coefficients under headings: "b", "a". A filter with one row has no heading.
     std::vector<std::pair<std::string, std::vector<double>>> coefficients;
-    // What it does to a sine of so many Hz, as it is applied.
+    // What it does to a sine of so many Hz.
     std::function<std::complex<double>(double hz)> response;
     std::vector<double> landmarks;  // Hz, where the response may change within little
     int64_t reach = 1;              // samples over which an impulse spreads
     bool isCentred = false;         // to both sides
+    int64_t delayTaken = 0;         // samples of delay that a run does not have, but the response
 };
 
 class CFilterDlg : public CTransformTraceDlg {
