@@ -92,6 +92,7 @@ void CDigitalFIR::Describe(ParamList& list) {
         .Shows([this] { return TransitionNote(); });
     list.Note("passGain", "Gain in the band",
               [this] { return HasShape() ? ShortGainNote() : std::string(); });
+    list.Note("zeroedEnd", "Zero at each end", [this] { return fmt::format("{} samples", m_nOrder / 2); });
     DescribeReport(list);
     DescribeOutput(list);
 }
@@ -191,7 +192,6 @@ std::string CDigitalFIR::ShortGainNote() const {
         const int order = OrderThatDoes();
         note += order > 0 ? fmt::format("; take order {}", order) : "; no order makes it 1";
     }
-    if (m_nOrder > 1) note += fmt::format("\nlast {} samples of a run: 0", m_nOrder / 2);
     return note;
 }
 
