@@ -6,6 +6,7 @@
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
+#include "eventanalysis/freq_mult.h"
 #include "eventedit/event_adjust_times.h"
 #include "eventedit/event_freq_filter.h"
 #include "eventedit/event_label_filter.h"
@@ -32,14 +33,17 @@
 #include "histograms/hist_trace_val.h"
 #include "operations/graphics_file_format.h"
 #include "transforms/arbitrary_arith.h"
+#include "transforms/debuzz.h"
 #include "transforms/derivs.h"
 #include "transforms/digital_fir.h"
 #include "transforms/filter_rc_dlg.h"
 #include "transforms/gen_smooth.h"
 #include "transforms/integrate_dlg.h"
 #include "transforms/local_energy.h"
+#include "transforms/multi_process.h"
 #include "transforms/narrow_band_dlg.h"
 #include "transforms/normalize_dlg.h"
+#include "transforms/remove_local_dc.h"
 #include "transforms/section_filter_dlg.h"
 #include "transforms/unitary_transform.h"
 
@@ -130,6 +134,12 @@ std::span<const Operation> Operations() {
         {"CNarrowBandDlg", filterMenu, "&Narrow band...", "Takes a narrow band out, or lets only that pass", Make<CNarrowBandDlg>},
         {"CClassicFilter", filterMenu, "&Butterworth, Bessel...", "Low-pass, high-pass, band pass or band stop of any order, with or without phase shift", Make<CClassicFilter>},
         {"CHarmonicNotch", filterMenu, "Notch with &harmonics...", "Takes a frequency and its multiples out", Make<CHarmonicNotch>},
+        {"CRemoveLocalDC", filterMenu, "Remove &local DC...",
+         "Takes slow changes of the baseline away: each sample less the mean of those around it", Make<CRemoveLocalDC>},
+        {"CDebuzz", filterMenu, "De-&buzz...",
+         "Takes mains noise out by a template of its cycles, which leaves all other frequencies alone", Make<CDebuzz>},
+        {"CMultiProcess", transformMenu, "De-&mean/median, rectify, smooth...",
+         "Subtracts a mean or median, rectifies and smooths, in one step", Make<CMultiProcess>},
         {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
          "Adds to, multiplies and rectifies the samples of a trace, in an order of your own", Make<CUnitaryTransform>},
         {"CArbitraryArith", arithmeticMenu, "&Expression...",
@@ -178,6 +188,8 @@ std::span<const Operation> Operations() {
          "Shows the distribution of a parameter of events, counts in time, or the times of one train around another", Make<CEventHist>},
         {"CHistTraceVal", listMenu, "&Trace value histogram...",
          "Shows the distribution of the sample values of a trace", Make<CHistTraceVal>},
+        {"CFreqMult", listMenu, "Fre&quency multiplier...",
+         "Shows a spike at a multiple of its sample rate, to find the one that restores its shape", Make<CFreqMult>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",
          "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
         {"CInterpolateGen", externalMenu, "&Interpolate time series...",

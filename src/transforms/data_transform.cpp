@@ -175,7 +175,7 @@ bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& 
     result.historyLog += report;
     history_ = result.historyLog;
     steps_ = doc_.Steps();
-    steps_.push_back({report, dialog.Title(), dialog.Settings(), doc_.GetSession().seed, draws.Draws()});
+    steps_.push_back({report, dialog.Title(), dialog.StepSettings(), doc_.GetSession().seed, draws.Draws()});
     if (!adds) {
         // What was measured of the old samples goes.
         for (CEventChan& channel : result.eventChannels)
@@ -226,7 +226,7 @@ void CDataTransform::CopyTrace(CArchive& archive, int trace) {
 // --- runs ---
 
 bool CDataTransform::TransformTrace(CArchive& archive, int trace, CTransformTraceDlg& dialog) {
-    std::vector<Stretch> stretches = StretchesOf(trace);
+    std::vector<Stretch> stretches = RunsOf(trace);
     if (!dialog.SplitsRuns()) {
         if (!doc_.hasGaps) stretches = {{0, doc_.GetTraceLength(trace)}};
         return TransformStretches(archive, trace, std::move(stretches), dialog);
@@ -236,7 +236,7 @@ bool CDataTransform::TransformTrace(CArchive& archive, int trace, CTransformTrac
     return true;
 }
 
-std::vector<CDataTransform::Stretch> CDataTransform::StretchesOf(int trace) const {
+std::vector<CDataTransform::Stretch> CDataTransform::RunsOf(int trace) const {
     if (!doc_.hasGaps)
         return doc_.episodic ? Episodes() : std::vector<Stretch>{{0, doc_.GetTraceLength(trace)}};
     std::vector<Stretch> stretches;

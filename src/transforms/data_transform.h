@@ -31,19 +31,20 @@ class CDataTransform {
     const std::string& History() const { return history_; }
     const HistorySteps& Steps() const { return steps_; }
 
-  private:
-    class Meter;
-    using Flags = std::array<uint8_t, maxTraces>;
     // Neighbouring samples from `start` up to but not including `end`.
     struct Stretch {
         int64_t start = 0, end = 0;
     };
+    // The runs of a trace, each of which is treated by itself.
+    std::vector<Stretch> RunsOf(int trace) const;
 
+  private:
+    class Meter;
+    using Flags = std::array<uint8_t, maxTraces>;
     bool WriteTraces(CArchive& archive, const Flags& flags, CTransformTraceDlg& dialog);
     bool TransformTrace(CArchive& archive, int trace, CTransformTraceDlg& dialog);
     bool TransformStretches(CArchive& archive, int trace, std::vector<Stretch> stretches,
                             CTransformTraceDlg& dialog);
-    std::vector<Stretch> StretchesOf(int trace) const;
     std::vector<Stretch> Episodes() const;
     bool IsAccepted(const KernelOutcome& outcome, const TransformRun& run, CTransformTraceDlg& dialog);
     void TellNotFinite(CTransformTraceDlg& dialog);

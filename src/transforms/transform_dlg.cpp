@@ -92,6 +92,10 @@ void CTransformTraceDlg::DescribeTraces(ParamList& list) {
     list.Group("Traces");
     list.Text("traces", "Traces to process (1-128)", m_strTraceList)
         .Tip("Numbers and ranges, for example 1-5 7 10-12");
+    DescribeAddMode(list);
+}
+
+void CTransformTraceDlg::DescribeAddMode(ParamList& list) {
     list.Choice("addMode", "Result", m_nAddMode, {"Replace trace(s)", "Add trace(s)"})
         .Buttons()
         .Tip("The result takes the place of each trace; The result is a new trace behind each trace");

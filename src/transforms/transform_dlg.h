@@ -97,6 +97,8 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
     // Fills `data.transformed` from the samples of the recording. Sets m_bInPreview meanwhile. Nothing is
     // asked, told or logged; why there is no result stands in `data.message`.
     void OnNeedData(PreviewData& data) override;
+    // The record that does the transform again, whatever a view shows then.
+    virtual std::vector<std::byte> StepSettings() { return Settings(); }
     // The first trace of the list, from 0; trace 0 while the list is none.
     int PreviewTrace() const override;
     bool m_bInPreview = false;
@@ -108,6 +110,8 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
     // The group of the traces to process and the mode. A class describes this, then its own, then
     // DescribeOutput.
     void DescribeTraces(ParamList& list);
+    // The mode alone.
+    void DescribeAddMode(ParamList& list);
     // The trace list and the limit of traces. A class first asks its base.
     std::string CheckSettings() override;
 };

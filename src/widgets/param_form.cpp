@@ -55,7 +55,7 @@ std::vector<QWidget*> ParamForm::TabStops() const {
             const auto buttons = row.editor->Widget()->findChildren<QAbstractButton*>();
             stops.insert(stops.end(), buttons.begin(), buttons.end());
             if (buttons.isEmpty()) stops.push_back(row.editor->Focus());
-        } else if (row.button && row.group != resultsGroup) {
+        } else if (row.button && !row.isElsewhere) {
             stops.push_back(row.button);
         }
     }
@@ -177,8 +177,7 @@ void ParamForm::ShowGroups() {
         const auto begin = rows_.begin();
         groups_[g].box->setVisible(std::any_of(begin + static_cast<std::ptrdiff_t>(groups_[g].firstRow),
                                                begin + static_cast<std::ptrdiff_t>(end), [](const Row& row) {
-                                                   return row.isShown &&
-                                                          !(row.button && row.group == resultsGroup);
+                                                   return row.isShown && !row.isElsewhere;
                                                }));
     }
 }

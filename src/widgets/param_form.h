@@ -34,6 +34,8 @@ struct ParamSurroundings {
 
 // Buttons of actions in a group of this name stand below the results and not among the parameters.
 inline constexpr const char* resultsGroup = "Results";
+// Those of this one stand in the tool bar of the graph.
+inline constexpr const char* graphGroup = "Graph";
 
 class ParamForm : public QWidget {
     Q_OBJECT
@@ -64,6 +66,8 @@ class ParamForm : public QWidget {
     bool Arrange(QSize most, int mostColumns);
     // The buttons of actions in the group of results.
     const std::vector<QPushButton*>& ResultActions() const { return resultActions_; }
+    // The same of the group of the graph. They are hidden until they have a place.
+    const std::vector<QPushButton*>& GraphActions() const { return graphActions_; }
     // What takes the keyboard, in the order of reading; without the result actions.
     std::vector<QWidget*> TabStops() const;
     // Gives the keyboard to the first parameter that can be seen.
@@ -95,8 +99,9 @@ class ParamForm : public QWidget {
         QLabel* heading = nullptr;           // of the column of a table that this parameter begins
         QLabel *tableRow = nullptr, *tableColumn = nullptr;  // of a cell, shared with the others there
         bool isShown = true;
-        std::string shown;  // the value that the editor stands for
-        std::string fault;  // why the entered text may not be used
+        bool isElsewhere = false;  // a button that stands below the results or in the graph's tool bar
+        std::string shown;         // the value that the editor stands for
+        std::string fault;         // why the entered text may not be used
     };
 
     // The parameters as they are shown here.
@@ -131,7 +136,7 @@ class ParamForm : public QWidget {
     std::vector<Row> rows_;
     std::vector<Group> groups_;
     std::set<std::string> folded_;
-    std::vector<QPushButton*> resultActions_;
+    std::vector<QPushButton*> resultActions_, graphActions_;
     QHBoxLayout* columns_ = nullptr;
     QHBoxLayout* actions_ = nullptr;  // where the next action joins those before it
     // The table whose cells are being added.

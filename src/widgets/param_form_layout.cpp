@@ -52,6 +52,10 @@ bool IsText(FieldKind kind) {
     return kind == FieldKind::text || kind == FieldKind::channels || kind == FieldKind::traces;
 }
 
+bool StandsElsewhere(const Field& param) {
+    return param.kind == FieldKind::action && (param.group == resultsGroup || param.group == graphGroup);
+}
+
 void Discard(QWidget* widget) {
     widget->hide();
     widget->setParent(nullptr);
@@ -80,13 +84,13 @@ void ParamForm::Build(ParamList& params) {
     const bool wasWriting = std::exchange(writing_, true);
     rows_.clear();
     // Not at once: one of them may be the one whose entry led here.
-    for (QPushButton* button : std::exchange(resultActions_, {})) Discard(button);
+    for (auto* elsewhere : {&resultActions_, &graphActions_})
+        for (QPushButton* button : std::exchange(*elsewhere, {})) Discard(button);
     for (const Group& group : std::exchange(groups_, {})) Discard(group.box);
     QGridLayout* grid = nullptr;
     for (size_t i = 0; i < params.fields.size(); ++i) {
         const Field& param = params.fields[i];
-        const bool isResult = param.group == resultsGroup && param.kind == FieldKind::action;
-        if (!isResult && (!grid || rows_.empty() || rows_.back().group != param.group))
+        if (!StandsElsewhere(param) && (!grid || rows_.empty() || rows_.back().group != param.group))
             grid = GroupGrid(param.group);
         AddRow(param, grid);
     }
@@ -142,7 +146,6 @@ void ParamForm::AddRow(const Field& param, QGridLayout* grid) {
 
 // Actions that follow each other stand in one line.
 void ParamForm::AddAction(const Field& param, QGridLayout* grid) {
-    const bool isResult = param.group == resultsGroup;
     auto* button = new QPushButton(ToQString(param.label), this);
     button->setObjectName(ToQString(param.key));
     button->setToolTip(ToolTipText(param.toolTip));
@@ -150,7 +153,12 @@ void ParamForm::AddAction(const Field& param, QGridLayout* grid) {
     connect(button, &QPushButton::clicked, this,
             [this, key = ToQString(param.key)] { emit ActionPressed(key); });
     rows_.back().button = button;
-    if (isResult) return resultActions_.push_back(button);
+    rows_.back().isElsewhere = StandsElsewhere(param);
+    if (param.group == resultsGroup) return resultActions_.push_back(button);
+    if (param.group == graphGroup) {
+        button->hide();
+        return graphActions_.push_back(button);
+    }
     if (!actions_) {
         actions_ = new QHBoxLayout;
         actions_->addStretch(1);

@@ -36,7 +36,7 @@ OperationPanes::OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm
     form_ = new ParamForm([this] { return block_.Params().OnPage(page_); }, std::move(enter), surroundings,
                           area_);
     connect(form_, &ParamForm::Rebuilt, this, [this] {
-        TakeResultActions();
+        TakeActions();
         Arrange();
     });
     connect(form_, &ParamForm::ShapeChanges, this, &OperationPanes::KeepPlace);
@@ -58,7 +58,7 @@ OperationPanes::OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm
     else if (block_.HasResultText())
         results_ = new ResultsPane(write, shown_);
     if (QWidget* results = ResultsWidget()) shown_->addWidget(results);
-    TakeResultActions();
+    TakeActions();
 }
 
 void OperationPanes::ShowPage(int page) {
@@ -66,11 +66,13 @@ void OperationPanes::ShowPage(int page) {
     form_->Refresh();
 }
 
-void OperationPanes::TakeResultActions() {
+void OperationPanes::TakeActions() {
     for (QPushButton* button : form_->ResultActions()) {
         if (results_) results_->AddButton(button);
         if (findings_) findings_->AddButton(button);
     }
+    for (QPushButton* button : form_->GraphActions())
+        if (graph_) graph_->AddButton(button);
 }
 
 QWidget* OperationPanes::ResultsWidget() const {
@@ -117,6 +119,7 @@ void OperationPanes::MakeGraph() {
     graph_ = new GraphPanel(session_, shown_);
     shown_->insertWidget(0, graph_);
     graph_->results = [this] { return block_.Results(); };
+    for (QPushButton* button : form_->GraphActions()) graph_->AddButton(button);
     GraphWidget& widget = graph_->Widget();
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
     connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
@@ -253,7 +256,10 @@ void OperationPanes::HoldPlace() {
 
 std::vector<QWidget*> OperationPanes::TabStops() const {
     std::vector<QWidget*> stops = form_->TabStops();
-    if (graph_) stops.push_back(&graph_->Widget());
+    if (graph_) {
+        stops.push_back(&graph_->Widget());
+        for (QPushButton* button : form_->GraphActions()) stops.push_back(button);
+    }
     if (!HasResults()) return stops;
     for (QWidget* stop : results_ ? results_->TabStops() : findings_->TabStops()) stops.push_back(stop);
     for (QWidget* button : form_->ResultActions()) stops.push_back(button);

@@ -67,7 +67,7 @@ class OperationPanes : public QSplitter {
 
   private:
     void MakeGraph();
-    void TakeResultActions();
+    void TakeActions();
     QWidget* ResultsWidget() const;
     bool StandsAbove(QSize most);
     void FitWidth();

@@ -8,6 +8,7 @@
 #include <QHBoxLayout>
 #include <QMenu>
 #include <QMimeData>
+#include <QPushButton>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <span>
@@ -121,6 +122,13 @@ QToolButton* GraphPanel::AddButton(QAction* action) {
     button->setFocusPolicy(Qt::NoFocus);
     bar_->addWidget(button);
     return button;
+}
+
+void GraphPanel::AddButton(QPushButton* button) {
+    int at = 0;
+    while (qobject_cast<QPushButton*>(bar_->itemAt(at)->widget())) ++at;
+    bar_->insertWidget(at, button);
+    button->show();
 }
 
 void GraphPanel::MakeBar() {

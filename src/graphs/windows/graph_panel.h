@@ -14,6 +14,7 @@
 class QAction;
 class QHBoxLayout;
 class QMenu;
+class QPushButton;
 class QToolButton;
 
 namespace kymora {
@@ -34,6 +35,9 @@ class GraphPanel : public QWidget {
     void CopyText();
     // As a picture, a text or a table, as the name's extension says.
     void Save();
+
+    // Puts a button of the graph's owner in front of the tool bar.
+    void AddButton(QPushButton* button);
 
     // What the graph was made from, for a table of it; empty where there is none.
     std::function<std::vector<Result>()> results;
