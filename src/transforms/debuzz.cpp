@@ -76,6 +76,7 @@ void CDebuzz::CheckChangeDoc(CDataDoc* doc) {
 void CDebuzz::CheckChangeView(DocumentView* view) {
     CTransformTraceDlg::CheckChangeView(view);
     if (!view || !Document()) return;
+    m_nReport = 0;
     m_nTrace = std::clamp(m_nTrace, 0, Document()->traceCount - 1);
     FollowTrace();
     HoldCycles(false);
@@ -96,7 +97,10 @@ void CDebuzz::Serialize(CArchive& archive) {
     Exchange(archive, m_fUpper);
     Exchange(archive, m_fLower);
     Exchange(archive, m_nTrace);
-    if (!archive.IsStoring()) FollowTrace();
+    Exchange(archive, m_nReport);
+    if (archive.IsStoring()) return;
+    FollowTrace();
+    if (View()) m_nReport = 0;
 }
 
 void CDebuzz::Describe(ParamList& list) {

@@ -46,7 +46,7 @@ class CDebuzz : public CTransformTraceDlg {
     int32_t m_nPerAvg = 100;                 // told in the report and used by nothing
     bool m_bLimits = false;                  // cycles have to lie within the limits
     float m_fUpper = 0.0f, m_fLower = 0.0f;  // only their distance counts
-    // 1 lists the cycles in place of a transform. No settings keep it.
+    // 1 lists the cycles in place of a transform. In a window it is always 0.
     int32_t m_nReport = 0;
 
   protected:

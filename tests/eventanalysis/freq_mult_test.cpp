@@ -94,9 +94,9 @@ TEST_F(FreqMultTest, RegionsAndMultipliers) {
 }
 
 TEST_F(FreqMultTest, SpikesThatAreNone) {
-    EXPECT_EQ(dialog.Validate(), "Event channel a has no events. Choose another one, or a region.");
+    EXPECT_EQ(dialog.Validate(), "Event channel a (1) has no events. Choose another one, or a region.");
     Set({{"channel1", "b"}, {"spikeId", "5"}});
-    EXPECT_EQ(dialog.Validate(), "Event channel b has no spike 5. Choose one from 1 to 4.");
+    EXPECT_EQ(dialog.Validate(), "Event channel b (2) has no spike 5. Choose one from 1 to 4.");
     Set({{"spikeId", "4"}});
     EXPECT_EQ(dialog.Validate(), "");
     doc = MemoryDoc::Generate(session, 1, 5'000'000, [](int, int64_t) { return 0.0f; });
