@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -23,7 +24,7 @@ constexpr double displayMargin = 1.25;  // all sweeps lie within the limits at a
 constexpr double upperFraction = 0.95, lowerFraction = 0.05;  // of the display, where the limits come up
 constexpr int64_t mostShownSamples = 2'000'000;
 constexpr size_t mostShownPoints = 2000;  // of a sweep; the extremes of longer ones
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr size_t acceptedColour = 5, rejectedColour = 1, templateColour = 0, limitColour = 3;
 
 // A run of a trace of a document.
 class RunSource : public FloatSource {
@@ -44,13 +45,14 @@ class RunSource : public FloatSource {
     int64_t at_, end_;
 };
 
-// Appends a line through the samples, or through the extremes of stretches of them, and a break behind it.
+// A line through the samples, or through the extremes of stretches of them.
 template <typename Value>
-void AppendSweep(std::span<const Value> samples, double interval, GraphLayer& to) {
+GraphLayer SweepLayer(std::span<const Value> samples, double interval, std::string name, uint32_t colour) {
+    GraphLayer layer{LayerKind::curve, std::move(name), colour};
     const size_t stretch = samples.size() <= mostShownPoints ? 1 : 2 * samples.size() / mostShownPoints + 1;
     const auto put = [&](size_t at) {
-        to.x.push_back(static_cast<double>(at) * interval);
-        to.y.push_back(static_cast<double>(samples[at]));
+        layer.x.push_back(static_cast<double>(at) * interval);
+        layer.y.push_back(static_cast<double>(samples[at]));
     };
     for (size_t at = 0; at < samples.size(); at += stretch) {
         const auto part = samples.subspan(at, std::min(stretch, samples.size() - at));
@@ -60,8 +62,7 @@ void AppendSweep(std::span<const Value> samples, double interval, GraphLayer& to
         put(at + first);
         if (second != first) put(at + second);
     }
-    to.x.push_back(notANumber);
-    to.y.push_back(notANumber);
+    return layer;
 }
 
 }  // namespace
@@ -325,25 +326,25 @@ void CDebuzz::AddSweeps(GraphPane& pane) {
               trace.traceUnits};
     const Display display = Displayed();
     pane.y.limits = {display.bottom, display.top};
-    GraphLayer accepted{LayerKind::curve, "cycles", GraphColour(5)};
-    GraphLayer rejected{LayerKind::curve, "rejected", GraphColour(1)};
-    GraphLayer average{LayerKind::curve, "template", GraphColour(0)};
     std::vector<double> sum(static_cast<size_t>(settings.Length()));
     double count = 0.0;
+    std::array<bool, 2> isNamed{};  // the first of either kind stands in the legend
     for (const std::vector<float>& sweep : Shown().samples) {
         const bool isAccepted = IsAccepted(ExtremesOf(sweep), settings);
-        AppendSweep(std::span<const float>(sweep), doc.sampleInterval, isAccepted ? accepted : rejected);
+        const char* name = std::exchange(isNamed[isAccepted], true) ? "" : isAccepted ? "cycles" : "rejected";
+        pane.layers.push_back(SweepLayer(std::span<const float>(sweep), doc.sampleInterval, name,
+                                         GraphColour(isAccepted ? acceptedColour : rejectedColour)));
         if (!isAccepted) continue;
         count += 1.0;
         for (size_t k = 0; k < sweep.size(); ++k) sum[k] += sweep[k];
     }
     for (double& value : sum) value /= count;
-    if (count > 0.0) AppendSweep(std::span<const double>(sum), doc.sampleInterval, average);
-    for (GraphLayer* layer : {&accepted, &rejected, &average})
-        if (!layer->x.empty()) pane.layers.push_back(std::move(*layer));
+    if (count > 0.0)
+        pane.layers.push_back(SweepLayer(std::span<const double>(sum), doc.sampleInterval, "template",
+                                         GraphColour(templateColour)));
     if (!m_bLimits) return;
-    pane.lines.push_back({false, m_fUpper, GraphColour(3), "upper limit", "upper"});
-    pane.lines.push_back({false, m_fLower, GraphColour(3), "lower limit", "lower"});
+    pane.lines.push_back({false, m_fUpper, GraphColour(limitColour), "upper limit", "upper"});
+    pane.lines.push_back({false, m_fLower, GraphColour(limitColour), "lower limit", "lower"});
 }
 
 // --- the list of cycles ---

@@ -11,10 +11,12 @@
 #include <QTest>
 #include <QToolButton>
 
+#include "graphs/windows/graph_panel.h"
 #include "host/memory_file_system.h"
 #include "support/memory_doc.h"
 #include "support/test_host.h"
 #include "support/test_transform.h"
+#include "transforms/debuzz.h"
 
 namespace kymora::test {
 namespace {
@@ -90,6 +92,30 @@ class TransformWindowTest : public ::testing::Test {
     bool succeeds = true, batchWas = false;
     std::string failure;
 };
+
+// The cycles of de-buzz stand beside its parameters, with buttons in the tool bar and lines to drag.
+TEST_F(TransformWindowTest, ActionsOfTheGraphStandInItsToolBar) {
+    window = new TransformWindow(session, *FindOperation("CDebuzz"), std::make_unique<CDebuzz>(), &look);
+    window->SetActive(doc.get(), &view);
+    window->show();
+    QApplication::processEvents();
+    auto& block = static_cast<CDebuzz&>(window->Block());
+    auto* panel = window->findChild<GraphPanel*>();
+    ASSERT_TRUE(panel);
+    for (const char* name : {"gainUp", "gainDown", "mains50", "mains60"}) {
+        EXPECT_EQ(Find<QPushButton>(window, name)->parentWidget(), panel) << name;
+        EXPECT_TRUE(Find<QPushButton>(window, name)->isVisible()) << name;
+    }
+    EXPECT_FALSE(Find<QWidget>(window, "report")->isVisible()) << "its OK transforms";
+    Press("mains60");
+    EXPECT_NEAR(block.m_dInterval, 16.6667, 1e-4);
+    Check(window, "limits");
+    EXPECT_TRUE(block.m_bLimits);
+    ASSERT_EQ(panel->Widget().GetGraph().panes[0].lines.size(), 2u);
+    emit panel->Widget().LineMoved("upper", 600.0);
+    EXPECT_EQ(block.m_fUpper, 600.0f);
+    EXPECT_EQ(panel->Widget().GetGraph().panes[0].lines[0].at, 600.0);
+}
 
 TEST_F(TransformWindowTest, OkTransformsAndClosesAndCancelDoesNeither) {
     Open();

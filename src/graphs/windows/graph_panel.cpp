@@ -127,6 +127,7 @@ QToolButton* GraphPanel::AddButton(QAction* action) {
 void GraphPanel::AddButton(QPushButton* button) {
     int at = 0;
     while (qobject_cast<QPushButton*>(bar_->itemAt(at)->widget())) ++at;
+    button->setMaximumWidth(button->fontMetrics().horizontalAdvance(button->text()) + 4 * groupGap);
     bar_->insertWidget(at, button);
     button->show();
 }
