@@ -174,15 +174,8 @@ std::unique_ptr<SparseSamples> CPasteSparseTrace::MakeSamples(const SparsePoints
 
 // --- the new file ---
 
-WrittenFile CPasteSparseTrace::WriteFile(Session& session, const std::filesystem::path& path,
-                                         bool keepsSource) {
-    return WriteTarget(session, path, keepsSource, [&](CArchive& archive, const std::filesystem::path&) {
-        return WriteAll(session, archive);
-    });
-}
-
-CTransformDlg::Anew CPasteSparseTrace::WriteAll(Session& session, CArchive& archive) {
-    const auto points = TakePoints(session);
+CTransformDlg::Written CPasteSparseTrace::WriteRecording(CArchive& archive, const std::filesystem::path&) {
+    const auto points = TakePoints(Document()->GetSession());
     const auto samples = points ? MakeSamples(*points) : nullptr;
     if (!samples) return {};
     CDataDoc& doc = *Document();
@@ -199,17 +192,17 @@ CTransformDlg::Anew CPasteSparseTrace::WriteAll(Session& session, CArchive& arch
     WriteHead(archive, result);
     WriteTraces(archive, *samples, result.traces[ResultSlot()]);
 
-    Anew anew{true, {}, {}, doc.Steps()};
+    Written written{true, {}, {}, doc.Steps()};
     std::string report;
     GetParamText(report);
     report += "\r\n";
     result.historyLog += report;
-    anew.history = result.historyLog;
+    written.history = result.historyLog;
     // What was on the clipboard is nowhere else, so that nothing could do it again.
-    anew.steps.push_back({report, Title(), m_sFile.empty() ? std::vector<std::byte>() : Settings(),
-                          doc.GetSession().seed, HistoryStep::Draws::none});
-    WriteTail(archive, result, doc.fileComment + WithReturns(m_strComment));
-    return anew;
+    written.steps.push_back({report, Title(), m_sFile.empty() ? std::vector<std::byte>() : Settings(),
+                             doc.GetSession().seed, HistoryStep::Draws::none});
+    WriteTail(archive, result, CommentBehind(doc.fileComment));
+    return written;
 }
 
 // Gives the new trace the limits that show all of it.

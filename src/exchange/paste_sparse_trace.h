@@ -20,8 +20,6 @@ class CPasteSparseTrace : public CTransformDlg {
     CPasteSparseTrace() : CTransformDlg("Paste sparse") {}
     const char* ClassName() const override { return "CPasteSparseTrace"; }
     const char* Title() const override { return "Paste sparse trace"; }
-    Affects WhatItAffects() const override { return Affects::traces; }
-    WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
 
@@ -34,6 +32,7 @@ class CPasteSparseTrace : public CTransformDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    Written WriteRecording(CArchive& archive, const std::filesystem::path& target) override;
 
   private:
     bool Adds() const { return m_nAddMode == addBehind; }
@@ -41,7 +40,6 @@ class CPasteSparseTrace : public CTransformDlg {
     void ChooseFile();
     std::optional<SparsePoints> TakePoints(Session& session);
     std::unique_ptr<SparseSamples> MakeSamples(const SparsePoints& points);
-    Anew WriteAll(Session& session, CArchive& archive);
     void WriteTraces(CArchive& archive, const SparseSamples& samples, TraceSettings& made);
     void NameResult(CFloatDoc& result, const std::vector<std::string>& labels) const;
 };

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "document/native_writer.h"
 #include "transforms/run_reader.h"
@@ -16,16 +15,15 @@ namespace {
 constexpr int64_t pollInterval = 1 << 16;  // samples
 
 // The samples of some stretches of a trace, one behind the other.
-template <typename Stretches>
 class TraceSource : public FloatSource {
   public:
-    TraceSource(CDataDoc& doc, int trace, const Stretches& stretches, const KernelPoll& goOn)
+    TraceSource(CDataDoc& doc, int trace, const std::vector<TraceStretch>& stretches, const KernelPoll& goOn)
         : doc_(doc), trace_(trace), stretches_(stretches), goOn_(goOn) {}
 
     size_t Read(std::span<float> to) override {
         size_t filled = 0;
         while (filled < to.size() && next_ < stretches_.size()) {
-            const auto& stretch = stretches_[next_];
+            const TraceStretch& stretch = stretches_[next_];
             const int64_t left = stretch.end - stretch.start - done_;
             const auto part = to.subspan(filled, static_cast<size_t>(std::min<int64_t>(
                                                      left, static_cast<int64_t>(to.size() - filled))));
@@ -44,7 +42,7 @@ class TraceSource : public FloatSource {
   private:
     CDataDoc& doc_;
     int trace_;
-    const Stretches& stretches_;
+    const std::vector<TraceStretch>& stretches_;
     const KernelPoll& goOn_;
     size_t next_ = 0;   // the stretch that is being read
     int64_t done_ = 0;  // samples of it
@@ -56,7 +54,7 @@ class ArchiveSink : public FloatSink {
     void Write(std::span<const float> values) override {
         archive_.WriteRaw(std::as_bytes(values));
         written_ += static_cast<int64_t>(values.size());
-        notFinite_ += std::ranges::count_if(values, [](float value) { return !std::isfinite(value); });
+        notFinite_ += CountNotFinite(values);
     }
     int64_t Written() const { return written_; }
     int64_t NotFinite() const { return notFinite_; }
@@ -176,14 +174,14 @@ bool CDataTransform::ApplyTraceTransform(CArchive& archive, CTransformTraceDlg& 
     history_ = result.historyLog;
     steps_ = doc_.Steps();
     steps_.push_back({report, dialog.Title(), dialog.StepSettings(), doc_.GetSession().seed, draws.Draws()});
-    if (!adds) {
+    if (!adds && !dialog.KeepsMeasures()) {
         // What was measured of the old samples goes.
         for (CEventChan& channel : result.eventChannels)
             if (channel.parentTrace >= 0 && channel.parentTrace < doc_.traceCount &&
                 flags[static_cast<size_t>(channel.parentTrace)] != 0 && channel.GetNumEvents() > 0)
                 channel.DropEventExtra();
     }
-    WriteTail(archive, result, doc_.fileComment + WithReturns(dialog.m_strComment));
+    WriteTail(archive, result, dialog.CommentBehind(doc_.fileComment));
     return true;
 }
 
@@ -202,17 +200,8 @@ bool CDataTransform::WriteTraces(CArchive& archive, const Flags& flags, CTransfo
         if (isChosen) done = TransformTrace(archive, t, dialog);
     }
     meter_.reset();
-    if (done) TellNotFinite(dialog);
+    if (done) dialog.TellNotFinite(notFinite_, [this](int trace) { return doc_.GetStoredCount(trace); });
     return done;
-}
-
-// A sample that is no number can spread over all that follow it, and nothing in a view tells.
-void CDataTransform::TellNotFinite(CTransformTraceDlg& dialog) {
-    std::string text;
-    for (const auto& [trace, count] : notFinite_)
-        text += fmt::format("{}Trace {}: {} of the {} samples of the result are infinite or not a number.",
-                            text.empty() ? "" : "\n", trace + 1, count, doc_.GetStoredCount(trace));
-    if (!text.empty()) dialog.Tell(text);
 }
 
 void CDataTransform::CopyTrace(CArchive& archive, int trace) {
@@ -226,55 +215,27 @@ void CDataTransform::CopyTrace(CArchive& archive, int trace) {
 // --- runs ---
 
 bool CDataTransform::TransformTrace(CArchive& archive, int trace, CTransformTraceDlg& dialog) {
-    std::vector<Stretch> stretches = RunsOf(trace);
+    std::vector<TraceStretch> stretches = StretchesOf(doc_, trace);
     if (!dialog.SplitsRuns()) {
         if (!doc_.hasGaps) stretches = {{0, doc_.GetTraceLength(trace)}};
         return TransformStretches(archive, trace, std::move(stretches), dialog);
     }
-    for (const Stretch& stretch : stretches)
+    for (const TraceStretch& stretch : stretches)
         if (!TransformStretches(archive, trace, {stretch}, dialog)) return false;
     return true;
 }
 
-std::vector<CDataTransform::Stretch> CDataTransform::RunsOf(int trace) const {
-    if (!doc_.hasGaps)
-        return doc_.episodic ? Episodes() : std::vector<Stretch>{{0, doc_.GetTraceLength(trace)}};
-    std::vector<Stretch> stretches;
-    for (int i = 0; i < doc_.GetNumRuns(trace); ++i) {
-        Stretch stretch;
-        if (doc_.GetRunSpan(trace, i, stretch.start, stretch.end) && stretch.start < stretch.end)
-            stretches.push_back(stretch);
-    }
-    return stretches;
-}
-
-// From each boundary to the next. Boundaries that are out of order or outside the recording divide nothing.
-std::vector<CDataTransform::Stretch> CDataTransform::Episodes() const {
-    std::vector<Stretch> episodes;
-    const int64_t length = doc_.GetLength();
-    int64_t start = 0;
-    for (const CEventKM& boundary : doc_.eventChannels[0].Events()) {
-        if (boundary.onPosition <= start || boundary.onPosition >= length) continue;
-        episodes.push_back({start, boundary.onPosition});
-        start = boundary.onPosition;
-    }
-    episodes.push_back({start, length});
-    return episodes;
-}
-
-bool CDataTransform::TransformStretches(CArchive& archive, int trace, std::vector<Stretch> stretches,
+bool CDataTransform::TransformStretches(CArchive& archive, int trace, std::vector<TraceStretch> stretches,
                                         CTransformTraceDlg& dialog) {
     int64_t count = 0;
-    for (const Stretch& stretch : stretches) count += stretch.end - stretch.start;
+    for (const TraceStretch& stretch : stretches) count += stretch.end - stretch.start;
     if (count == 0) return true;
 
     if (dialog.HasOwnProgress()) meter_->Hide();
     meter_->Begin();
     const KernelPoll goOn = [this](int64_t samples) { return meter_->GoOn(samples); };
     const KernelPoll ask = [this](int64_t done) { return meter_->Reach(done); };
-    const SourceMaker source = [&] {
-        return std::make_unique<TraceSource<std::vector<Stretch>>>(doc_, trace, stretches, goOn);
-    };
+    const SourceMaker source = [&] { return std::make_unique<TraceSource>(doc_, trace, stretches, goOn); };
     TemporaryScratch files(doc_.GetSession().files, doc_.GetHost(), scratchFolder_);
     PolledRoom scratch(files, ask);
     TransformRun run{doc_,           trace,   stretches.front().start,

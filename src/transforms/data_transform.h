@@ -11,6 +11,7 @@
 #include <string>
 
 #include "document/float_doc.h"
+#include "transforms/trace_stretches.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {
@@ -31,23 +32,15 @@ class CDataTransform {
     const std::string& History() const { return history_; }
     const HistorySteps& Steps() const { return steps_; }
 
-    // Neighbouring samples from `start` up to but not including `end`.
-    struct Stretch {
-        int64_t start = 0, end = 0;
-    };
-    // The runs of a trace, each of which is treated by itself.
-    std::vector<Stretch> RunsOf(int trace) const;
-
   private:
     class Meter;
     using Flags = std::array<uint8_t, maxTraces>;
+
     bool WriteTraces(CArchive& archive, const Flags& flags, CTransformTraceDlg& dialog);
     bool TransformTrace(CArchive& archive, int trace, CTransformTraceDlg& dialog);
-    bool TransformStretches(CArchive& archive, int trace, std::vector<Stretch> stretches,
+    bool TransformStretches(CArchive& archive, int trace, std::vector<TraceStretch> stretches,
                             CTransformTraceDlg& dialog);
-    std::vector<Stretch> Episodes() const;
     bool IsAccepted(const KernelOutcome& outcome, const TransformRun& run, CTransformTraceDlg& dialog);
-    void TellNotFinite(CTransformTraceDlg& dialog);
     void CopyTrace(CArchive& archive, int trace);
     void NameResults(CFloatDoc& result, const Flags& flags, const CTransformTraceDlg& dialog) const;
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-#include "transforms/data_transform.h"
+#include "transforms/trace_stretches.h"
 
 namespace kymora {
 
@@ -296,7 +296,7 @@ bool CDebuzz::ForEachCycle(const std::function<bool(const Cycle&)>& take) const 
     CDataDoc& doc = *Document();
     const NoiseCycleSettings settings = KernelSettings();
     int64_t number = 0;
-    for (const auto& run : CDataTransform(doc, {}).RunsOf(m_nTrace)) {
+    for (const auto& run : StretchesOf(doc, m_nTrace)) {
         if (run.end - run.start < settings.Length()) continue;
         RunSource source(doc, m_nTrace, run.start, run.end);
         CycleReader cycles(source, run.end - run.start, settings);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 #include "document/native_writer.h"
 #include "host/quiet_host.h"
@@ -26,21 +27,15 @@ class NoScratch : public ScratchRoom {
     std::unique_ptr<ScratchRun> Make() override { throw std::logic_error("A preview has no scratch files."); }
 };
 
-// Without the digits that a product of decimal fractions leaves at its end: 0.6 for 12 x 0.05.
-double Tidy(double value) { return std::stod(fmt::format("{:.14g}", value)); }
-
 }  // namespace
 
-// --- CTransformDlg ---
+double TidyNumber(double value) { return std::stod(fmt::format("{:.14g}", value)); }
 
-std::string WithReturns(std::string_view text) {
-    std::string lines;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) lines += '\r';
-        lines += text[i];
-    }
-    return lines;
+int64_t CountNotFinite(std::span<const float> values) {
+    return std::ranges::count_if(values, [](float value) { return !std::isfinite(value); });
 }
+
+// --- CTransformDlg ---
 
 void CTransformDlg::Serialize(CArchive& archive) {
     CBatchBaseDlg::Serialize(archive);
@@ -51,6 +46,25 @@ void CTransformDlg::Serialize(CArchive& archive) {
 
 void CTransformDlg::GetParamText(std::string& text) {
     if (m_bNewFile && Document()) text += fmt::format("Source file: {}\r\n", Document()->filePath.string());
+}
+
+std::string CTransformDlg::CommentBehind(const std::string& comment) const {
+    std::string whole = comment;
+    // Comments have their lines end in both characters.
+    for (size_t i = 0; i < m_strComment.size(); ++i) {
+        if (m_strComment[i] == '\n' && (i == 0 || m_strComment[i - 1] != '\r')) whole += '\r';
+        whole += m_strComment[i];
+    }
+    return whole;
+}
+
+void CTransformDlg::TellNotFinite(const std::map<int, int64_t>& counts,
+                                  const std::function<int64_t(int)>& total) {
+    std::string text;
+    for (const auto& [trace, count] : counts)
+        text += fmt::format("{}Trace {}: {} of the {} samples of the result are infinite or not a number.",
+                            text.empty() ? "" : "\n", trace + 1, count, total(trace));
+    if (!text.empty()) Tell(text);
 }
 
 void CTransformDlg::DescribeOutput(ParamList& list) {
@@ -207,7 +221,7 @@ void CTransformTraceWindowDlg::CheckChangeDoc(CDataDoc* doc) {
     CTransformTraceDlg::CheckChangeDoc(doc);
     if (!doc) return;
     m_dSampleInterval = doc->sampleInterval;
-    if (CountsSamples()) m_dHalfWindowTime = Tidy(m_nHalfWindow * m_dSampleInterval);
+    if (CountsSamples()) m_dHalfWindowTime = TidyNumber(m_nHalfWindow * m_dSampleInterval);
     FollowTime();
 }
 
@@ -240,7 +254,8 @@ void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function
         .Tip("Samples on each side of the middle one; the window has 2 x half window + 1 samples")
         .EnabledIf(isEnabled)
         .Linked({"halfWindowTime"})
-        .OnChange([this] { m_dHalfWindowTime = Document() ? Tidy(m_nHalfWindow * m_dSampleInterval) : 0.0; });
+        .OnChange(
+            [this] { m_dHalfWindowTime = Document() ? TidyNumber(m_nHalfWindow * m_dSampleInterval) : 0.0; });
     list.Number("halfWindowTime", "Half window time", m_dHalfWindowTime)
         .Unit("ms")
         .Limits(leastHalfWindowTime, greatestHalfWindowTime)

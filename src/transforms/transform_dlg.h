@@ -2,10 +2,13 @@
 // The parameters of transforms: CTransformDlg for what acts on the whole recording, CTransformTraceDlg for
 // what acts on chosen traces by a kernel, CTransformTraceWindowDlg for kernels with a window.
 //
-// A transform changes no open recording. It writes a new native file (CDataTransform), which takes the place
-// of the source, or has a name of its own (CTransformTraceDlg::WriteFile).
+// A transform changes no open recording. It writes a new native file, by the engine for chosen traces
+// (CDataTransform) or the one for whole recordings (RecordingRewriter), which takes the place of the source,
+// or has a name of its own (CTransformDlg::WriteFile).
 
 #include <array>
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,15 +22,30 @@ namespace kymora {
 inline constexpr const char* tooManyTracesText =
     "Cannot handle more than 128 traces: process in stages or replace not add traces";
 
+// Without the digits that a product of decimal fractions leaves at its end: 0.6 for 12 x 0.05.
+double TidyNumber(double value);
+// Samples that are infinite or not a number.
+int64_t CountNotFinite(std::span<const float> values);
+
 class CTransformDlg : public CBatchBaseDlg {
   public:
     // The short name becomes part of the label of what is made: "Smooth".
     explicit CTransformDlg(std::string name) : m_strName(std::move(name)) {}
 
     const char* ActionLabel() const override { return "OK"; }
+    Affects WhatItAffects() const override { return Affects::traces; }
+    // The transform of the recording as it is in memory. Where the target is the recording's own file, the
+    // document goes on reading the old one; it is to be closed.
+    WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
     void Serialize(CArchive& archive) override;
     // "Source file: .." where a new file is written.
     void GetParamText(std::string& text) override;
+
+    // A comment with the text behind it that is to be appended.
+    std::string CommentBehind(const std::string& comment) const;
+    // Tells how many samples of each trace of the result, of `total(trace)`, are infinite or not a number.
+    // Such a sample can spread over all that follow it, and nothing in a view tells.
+    void TellNotFinite(const std::map<int, int64_t>& counts, const std::function<int64_t(int)>& total);
 
     std::string m_strName;
     std::string m_strComment;     // appended to the file's comment
@@ -36,25 +54,20 @@ class CTransformDlg : public CBatchBaseDlg {
     bool m_bAllowNewFile = true;  // m_bNewFile may be chosen
 
   protected:
+    // What an engine has written.
+    struct Written {
+        bool isDone = false;
+        std::string note{};     // the reason of a silent failure
+        std::string history{};  // as the file has it, with the steps that belong to it
+        HistorySteps steps{};
+    };
+    // Writes the result as a native file. `target` is where it will stand; scratch files go beside it. Where
+    // it is not done, what was written is of no use, and the user was told but for what the note says. Throws
+    // FileError and Cancelled.
+    virtual Written WriteRecording(CArchive& archive, const std::filesystem::path& target) = 0;
     // The group of what becomes of the file: comment, its button "Ap param", "Write new file".
     void DescribeOutput(ParamList& list);
-
-    // What has become of a recording that was written anew.
-    struct Anew {
-        bool isDone = false;
-        std::string note;     // why not, where nothing was told
-        std::string history;  // what was written, and the steps that belong to it
-        HistorySteps steps;
-    };
-    // Has `write` write the recording into a temporary file beside the target, and puts that into its place
-    // when all of it has reached the disk. Scratch files may stand in `folder`.
-    using WriteAnew = std::function<Anew(CArchive& archive, const std::filesystem::path& folder)>;
-    WrittenFile WriteTarget(Session& session, const std::filesystem::path& path, bool keepsSource,
-                            const WriteAnew& write);
 };
-
-// As comments have their line ends.
-std::string WithReturns(std::string_view text);
 
 class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
   public:
@@ -62,10 +75,6 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
 
     enum AddMode { replaceTraces = 0, addTraces = 1 };
 
-    Affects WhatItAffects() const override { return Affects::traces; }
-    // The transform of the recording as it is in memory. Where the target is the recording's own file, the
-    // document goes on reading the old one; it is to be closed.
-    WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
 
@@ -93,6 +102,8 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
     // The units of the result, and whether its axis is to be fitted anew since the values are others.
     virtual std::string ResultUnits(const std::string& units) const { return units; }
     virtual bool ChangesScale() const { return false; }
+    // What was measured of the events in a replaced trace holds for the result, too.
+    virtual bool KeepsMeasures() const { return false; }
 
     // Fills `data.transformed` from the samples of the recording. Sets m_bInPreview meanwhile. Nothing is
     // asked, told or logged; why there is no result stands in `data.message`.
@@ -107,6 +118,7 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
     int32_t m_nAddMode = addTraces;
 
   protected:
+    Written WriteRecording(CArchive& archive, const std::filesystem::path& target) override;
     // The group of the traces to process and the mode. A class describes this, then its own, then
     // DescribeOutput.
     void DescribeTraces(ParamList& list);

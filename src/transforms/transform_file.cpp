@@ -27,18 +27,14 @@ bool IsOwnFile(CDataDoc& doc, const std::filesystem::path& target) {
 
 }  // namespace
 
-WrittenFile CTransformTraceDlg::WriteFile(Session& session, const std::filesystem::path& path,
-                                          bool keepsSource) {
-    return WriteTarget(session, path, keepsSource,
-                       [&](CArchive& archive, const std::filesystem::path& folder) {
-                           CDataTransform engine(*Document(), folder);
-                           const bool isDone = engine.ApplyTraceTransform(archive, *this);
-                           return Anew{isDone, engine.FailureNote(), engine.History(), engine.Steps()};
-                       });
+CTransformDlg::Written CTransformTraceDlg::WriteRecording(CArchive& archive,
+                                                          const std::filesystem::path& target) {
+    CDataTransform engine(*Document(), target.parent_path());
+    if (!engine.ApplyTraceTransform(archive, *this)) return {false, engine.FailureNote()};
+    return {true, {}, engine.History(), engine.Steps()};
 }
 
-WrittenFile CTransformDlg::WriteTarget(Session& session, const std::filesystem::path& path, bool keepsSource,
-                                       const WriteAnew& write) {
+WrittenFile CTransformDlg::WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) {
     m_bNewFile = keepsSource;
     CDataDoc& doc = *Document();
     FileSystem& files = session.files;
@@ -62,14 +58,14 @@ WrittenFile CTransformDlg::WriteTarget(Session& session, const std::filesystem::
     }
     try {
         CArchive archive(output->File(), CArchive::Mode::store, 0, outputBuffer);
-        const Anew anew = write(archive, target.parent_path());
-        if (!anew.isDone) return {false, anew.note};
+        const Written written = WriteRecording(archive, target);
+        if (!written.isDone) return {false, written.note};
         archive.Close();
         TellJournalSetAside(session, target);
         output->MoveToTarget();
         // An interrupted save of the file that stood here is none of the new one's concern.
         if (files.Stamp(JournalPath(files, target))) RetireJournal(files, target);
-        WriteSteps(session, StepsPath(files, target), anew.history, anew.steps);
+        WriteSteps(session, StepsPath(files, target), written.history, written.steps);
         return {true, {}};
     } catch (const Cancelled&) {
         throw;

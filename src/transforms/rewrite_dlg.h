@@ -1,0 +1,41 @@
+#pragma once
+// Transforms of whole recordings: all traces at once, to other samples at other places. A class describes
+// what it needs, then DescribeOutput, and makes the plan that the engine follows.
+
+#include "transforms/recording_rewriter.h"
+#include "transforms/transform_dlg.h"
+
+namespace kymora {
+
+inline constexpr const char* resultTooLongText =
+    "The result would have {} samples per trace. A recording holds at most 2147483647.";
+
+class CRewriteDlg : public CTransformDlg {
+  public:
+    using CTransformDlg::CTransformDlg;
+
+  protected:
+    // The recording is there and the parameters are valid. Throws std::runtime_error with the reason why
+    // there is none.
+    virtual std::unique_ptr<RecordingPlan> MakePlan(CDataDoc& doc) = 0;
+    // It is done: what there is to say of it beyond what the engine counts.
+    virtual void TellMore(CDataDoc&) {}
+    Written WriteRecording(CArchive& archive, const std::filesystem::path& target) override;
+};
+
+// Samples of the longest trace.
+int64_t LongestTrace(const CDataDoc& doc);
+
+// --- plans whose result has the times of the source ---
+
+// Samples become more or fewer at the same times.
+class SameTimesPlan : public RecordingPlan {
+  public:
+    explicit SameTimesPlan(CDataDoc& doc) : doc_(doc) {}
+    std::optional<double> TimeOf(double timeMs) const override { return timeMs; }
+
+  protected:
+    CDataDoc& doc_;
+};
+
+}  // namespace kymora
