@@ -10,6 +10,18 @@
 
 namespace kymora {
 
+namespace {
+
+// The same stretch of time of another version of a recording; of the samples, where they have all got another
+// interval.
+Viewport SameStretch(Viewport shown, const CDataDoc& present, const CDataDoc& other) {
+    if (other.GetLength() != present.GetLength()) return shown;
+    const double scale = other.sampleInterval / present.sampleInterval;
+    return {shown.start * scale, shown.end * scale};
+}
+
+}  // namespace
+
 CChildFrame::CChildFrame(std::shared_ptr<CDataDoc> doc, const CKymoraView* like)
     : doc_(std::move(doc)), view_(std::make_unique<CKymoraView>(*doc_)) {
     setAttribute(Qt::WA_DeleteOnClose);
@@ -42,7 +54,7 @@ void CChildFrame::ShowView() {
 std::unique_ptr<CKymoraView> CChildFrame::Exchange(std::shared_ptr<CDataDoc> doc,
                                                    std::unique_ptr<CKymoraView> view) {
     if (view_->Mouse().Drag()) view_->Escape();
-    const Viewport viewport = view_->GetViewport();
+    const Viewport viewport = SameStretch(view_->GetViewport(), *doc_, *doc);
     const QSize size = widget_->size();
     ViewWidget* const old = widget_;
     old->Release();

@@ -33,6 +33,7 @@
 #include "histograms/hist_trace_val.h"
 #include "operations/graphics_file_format.h"
 #include "transforms/arbitrary_arith.h"
+#include "transforms/change_timebase.h"
 #include "transforms/debuzz.h"
 #include "transforms/derivs.h"
 #include "transforms/digital_fir.h"
@@ -43,7 +44,9 @@
 #include "transforms/multi_process.h"
 #include "transforms/narrow_band_dlg.h"
 #include "transforms/normalize_dlg.h"
+#include "transforms/reduce.h"
 #include "transforms/remove_local_dc.h"
+#include "transforms/resample.h"
 #include "transforms/section_filter_dlg.h"
 #include "transforms/unitary_transform.h"
 
@@ -60,6 +63,7 @@ constexpr std::string_view transformMenu = "T&ransform";
 constexpr std::string_view filterMenu = "T&ransform/&Filter";
 constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
 constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
+constexpr std::string_view resampleMenu = "T&ransform/&Sample rate";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
@@ -152,6 +156,12 @@ std::span<const Operation> Operations() {
          "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
         {"CPasteSparseTrace", transformMenu, "&Paste sparse trace...",
          "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},
+        {"CReduce", resampleMenu, "&Reduce frequency...",
+         "Makes one sample of several neighbours: their mean, the first of them, or their extremes", Make<CReduce>},
+        {"CResample", resampleMenu, "Re&sample...",
+         "Changes the sample rate by a fraction, with a filter against what the new rate cannot hold", Make<CResample>},
+        {"CChangeTimebase", resampleMenu, "Change data &timebase...",
+         "Gives the samples another interval, and leaves them as they are", Make<CChangeTimebase>},
         {"CEventThreshold", detectMenu, "&Threshold Event...",
          "Make an event of each stretch of a trace that lies beyond an onset level", Make<CEventThreshold>},
         {"CDetectSpikes", detectMenu, "Detect &Outliers...",

@@ -1,11 +1,15 @@
 // What becomes of recordings and their windows when a transform has written a file.
 
+#include <fmt/format.h>
+
 #include "app/child_frame.h"
 #include "app/frame_fixture.h"
 #include "app/operation_windows.h"
 #include "catalogue/operations.h"
 #include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "support/edf_builder.h"
+#include "transforms/change_timebase.h"
+#include "transforms/reduce.h"
 #include "transforms/unitary_transform.h"
 
 namespace kymora::test {
@@ -204,6 +208,32 @@ TEST_F(UndoTransformTest, AllWindowsFollowAndStayWhereTheyAre) {
     QTest::keyClick(&widget, Qt::Key_Z, Qt::ControlModifier);
     QApplication::processEvents();
     EXPECT_EQ(FirstOf(Active()), -500.0);
+}
+
+// A window goes on to show the samples that it showed where the whole recording has another timebase, and the
+// times where the samples become fewer.
+TEST_F(UndoTransformTest, AWindowStaysAtItsSamplesOrItsTimes) {
+    CChildFrame& child = OpenOne();
+    const auto run = [&](CTransformDlg& dialog, const char* key, const char* value) {
+        dialog.CheckChangeDoc(&child.Document());
+        EXPECT_EQ(dialog.Params().Find(key)->SetFromText(value), "");
+        EXPECT_TRUE(frame->RunTransform(*FindOperation(dialog.ClassName()), dialog)) << host.LastMessage();
+    };
+    const double interval = child.Document().sampleInterval;
+    CChangeTimebase timebase;
+    run(timebase, "newSampleInterval", fmt::format("{}", interval * 10.0).c_str());
+    ExpectViewport(child, 10000.0, 30000.0);
+    CReduce reduce;
+    run(reduce, "frequencyDivisorFactor", "4");
+    EXPECT_DOUBLE_EQ(child.Document().sampleInterval, interval * 40.0);
+    ExpectViewport(child, 10000.0, 30000.0);
+    child.Document().Undo().Undo();
+    ExpectViewport(child, 10000.0, 30000.0);
+    child.Document().Undo().Undo();
+    EXPECT_DOUBLE_EQ(child.Document().sampleInterval, interval);
+    ExpectViewport(child, 1000.0, 3000.0);
+    child.Document().Undo().Redo();
+    ExpectViewport(child, 10000.0, 30000.0);
 }
 
 TEST_F(UndoTransformTest, ATransformForgetsWhatWasTakenBack) {
