@@ -40,6 +40,7 @@
 #include "transforms/filter_rc_dlg.h"
 #include "transforms/gen_smooth.h"
 #include "transforms/integrate_dlg.h"
+#include "transforms/interpolate.h"
 #include "transforms/local_energy.h"
 #include "transforms/multi_process.h"
 #include "transforms/narrow_band_dlg.h"
@@ -158,6 +159,8 @@ std::span<const Operation> Operations() {
          "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},
         {"CReduce", resampleMenu, "&Reduce frequency...",
          "Makes one sample of several neighbours: their mean, the first of them, or their extremes", Make<CReduce>},
+        {"CInterpolate", resampleMenu, "&Increase frequency...",
+         "Makes several samples of each one, by a low-pass filter or along straight lines", Make<CInterpolate>},
         {"CResample", resampleMenu, "Re&sample...",
          "Changes the sample rate by a fraction, with a filter against what the new rate cannot hold", Make<CResample>},
         {"CChangeTimebase", resampleMenu, "Change data &timebase...",

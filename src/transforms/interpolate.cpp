@@ -1,0 +1,167 @@
+#include "transforms/interpolate.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "transforms/digital_fir.h"
+#include "transforms/increase_plan.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t interpolateVersion = 1;
+constexpr double greatestMultiplier = 1000.0;
+constexpr const char* typeNames[] = {"Filter (specs in following transform)", "Linear interpolation"};
+constexpr const char* nativeExtension = ".kymr-dat";
+
+}  // namespace
+
+void CInterpolate::CheckChangeDoc(CDataDoc* doc) {
+    CRewriteDlg::CheckChangeDoc(doc);
+    if (doc && !m_bCutIsSet) m_fUpperCut = static_cast<float>(500.0 / doc->sampleInterval);
+}
+
+void CInterpolate::Serialize(CArchive& archive) {
+    CRewriteDlg::Serialize(archive);
+    ExchangeVersion(archive, interpolateVersion, ClassName());
+    Exchange(archive, m_nFrequencyMultiplier);
+    Exchange(archive, m_nType);
+    Exchange(archive, m_strIntermediateFile);
+    Exchange(archive, m_fLowerCut);
+    Exchange(archive, m_fUpperCut);
+    Exchange(archive, m_nOrder);
+    Exchange(archive, m_nBandType);
+    Exchange(archive, m_nWindow);
+    Exchange(archive, m_fAlpha);
+    Exchange(archive, m_bCutIsSet);
+}
+
+// --- the parameters ---
+
+void CInterpolate::Describe(ParamList& list) {
+    list.Group("Interpolation");
+    list.Integer("frequencyMultiplier", "Frequency multiplier", m_nFrequencyMultiplier)
+        .Limits(1, greatestMultiplier)
+        .Spin()
+        .Tip("Each sample becomes so many; the sample interval is divided by this factor")
+        .Shows([this] {
+            if (!Document()) return std::string();
+            const double interval = Document()->sampleInterval / m_nFrequencyMultiplier;
+            return fmt::format("{:.6g} ms, {:.6g} Hz", interval, 1000.0 / interval);
+        });
+    list.Choice("type", "Type", m_nType, {std::begin(typeNames), std::end(typeNames)})
+        .Buttons()
+        .Tip("Interpolated by zero-fill between existing values then low-pass filter using Nyquist "
+             "criterion; Linear interpolation between existing values");
+    DescribeFilter(list);
+    DescribeOutput(list);
+}
+
+void CInterpolate::DescribeFilter(ParamList& list) {
+    const auto isFilter = [this] { return m_nType == byFilter; };
+    list.Group("Filter");
+    list.Number("lowerCut", "Lower cut", m_fLowerCut)
+        .Unit("Hz")
+        .Limits(0.0, mostFloat)
+        .Tip("Lower edge of the band; 0 lets the slowest waves pass")
+        .EnabledIf(isFilter);
+    list.Number("upperCut", "Upper cut", m_fUpperCut)
+        .Unit("Hz")
+        .Limits(0.0, mostFloat)
+        .Tip("Upper edge of the band: half the old sample frequency, above which there is nothing but images "
+             "of what lies below it")
+        .EnabledIf(isFilter)
+        .OnChange([this] { m_bCutIsSet = true; });
+    list.Integer("order", "Order", m_nOrder)
+        .Limits(0, greatestFirOrder)
+        .Step(2)
+        .Tip("Even. The filter has one coefficient more; the higher it is, the steeper is its edge")
+        .EnabledIf(isFilter)
+        .Shows([this] { return fmt::format("the last {} samples of each run are zero", m_nOrder / 2); });
+    list.Choice("bandType", "Band type", m_nBandType, {"Band pass", "Band stop"})
+        .Buttons()
+        .EnabledIf(isFilter);
+    list.Choice("window", "Window", m_nWindow, {"Blackman", "Hann", "Kaiser"}).Buttons().EnabledIf(isFilter);
+    list.Number("alpha", "Alpha", m_fAlpha)
+        .Limits(0.0, 100.0)
+        .Tip("alpha (0=rect, 5.44=Hamming)")
+        .EnabledIf([this] { return m_nType == byFilter && m_nWindow == 2; });
+    list.Group("Intermediate file");
+    list.Text("intermediateFile", "Keep as", m_strIntermediateFile)
+        .Tip("The recording with zeros between its samples, before the filter, is kept under this name; "
+             "empty: it is not kept")
+        .EnabledIf(isFilter);
+    list.Action("chooseIntermediateFile", "Choose...", [this] { ChooseIntermediateFile(); })
+        .Tip("Asks for the name")
+        .EnabledIf([this] { return m_nType == byFilter && Document() != nullptr; });
+}
+
+void CInterpolate::ChooseIntermediateFile() {
+    const auto name =
+        GetHost().ChooseSaveFile({"Save name for intermediary file", "Kymora (*.kymr-dat)|*.kymr-dat||",
+                                  "kymr-dat", m_strIntermediateFile});
+    if (name) m_strIntermediateFile = name->string();
+}
+
+std::string CInterpolate::CheckSettings() {
+    if (Document()) {
+        const int64_t length = LongestTrace(*Document()) * m_nFrequencyMultiplier;
+        if (length > longestRecording) return fmt::format(resultTooLongText, length);
+    }
+    if (m_nType != byFilter) return {};
+    std::string fault = FilterFault();
+    return fault.empty() ? FileFault() : fault;
+}
+
+std::string CInterpolate::FilterFault() const {
+    if (m_nOrder % 2 != 0) return "Order: the filter order must be an even number.";
+    if (!(m_fLowerCut < m_fUpperCut)) return lowerAboveUpperText;
+    if (!Document()) return {};
+    const double nyquist = 500.0 / Document()->sampleInterval * m_nFrequencyMultiplier;
+    // The default comes from a division and was rounded.
+    if (static_cast<double>(m_fUpperCut) > nyquist * (1.0 + 1e-6))
+        return fmt::format("Upper cut: {:.6g} Hz is above {:.6g} Hz, half the new sample frequency.",
+                           m_fUpperCut, nyquist);
+    return {};
+}
+
+std::string CInterpolate::FileFault() const {
+    if (m_strIntermediateFile.empty() || !Document()) return {};
+    FileSystem& files = Document()->GetSession().files;
+    const std::filesystem::path path = IntermediatePath({});
+    return files.Stamp(path)
+               ? fmt::format("Keep as: {} exists. Choose another name for the intermediate file, "
+                             "or remove it.",
+                             path.string())
+               : std::string();
+}
+
+std::filesystem::path CInterpolate::IntermediatePath(const std::filesystem::path& target) const {
+    if (m_strIntermediateFile.empty())
+        return target.parent_path() / (target.stem().string() + "_zero-filled" + nativeExtension);
+    std::filesystem::path path = m_strIntermediateFile;
+    if (path.extension() != nativeExtension) path += nativeExtension;
+    return path;
+}
+
+void CInterpolate::GetParamText(std::string& text) {
+    CRewriteDlg::GetParamText(text);
+    text += fmt::format("Frequency multiplier: {}\r\nType: {}\r\n", m_nFrequencyMultiplier,
+                        typeNames[std::clamp(m_nType, 0, 1)]);
+    if (m_nType == byFilter) AppendFilterReport(text);
+}
+
+// --- the work ---
+
+std::unique_ptr<RecordingPlan> CInterpolate::MakePlan(CDataDoc& doc) {
+    return std::make_unique<IncreasePlan<LinearFill>>(doc, m_nFrequencyMultiplier,
+                                                      LinearFill(m_nFrequencyMultiplier));
+}
+
+CTransformDlg::Written CInterpolate::WriteRecording(CArchive& archive, const std::filesystem::path& target) {
+    return m_nType == linear ? CRewriteDlg::WriteRecording(archive, target) : WriteFiltered(archive, target);
+}
+
+}  // namespace kymora

@@ -1,0 +1,117 @@
+// "Increase frequency" by zeros and a low-pass filter: the zero-filled recording goes into a file without a
+// name, on which the transform of traces runs the FIR filter.
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "document/native_writer.h"
+#include "document/staged_files.h"
+#include "transforms/data_transform.h"
+#include "transforms/digital_fir.h"
+#include "transforms/increase_plan.h"
+#include "transforms/interpolate.h"
+
+namespace kymora {
+
+namespace {
+
+// Above this order 200 has no edge that is steep enough between the old Nyquist frequency and the first
+// image.
+constexpr int32_t steepestMultiplier = 10;
+constexpr size_t intermediateBuffer = 32768;  // bytes
+
+}  // namespace
+
+// The filter of all traces, which answers as the interpolation in all that is kept: one entry of the history
+// and one step do both.
+class CInterpolate::ImageFilter : public CDigitalFIR {
+  public:
+    explicit ImageFilter(CInterpolate& whole) : whole_(whole) {
+        m_strTraceList = fmt::format("1-{}", whole.Document() ? whole.Document()->traceCount : maxTraces);
+        m_nAddMode = replaceTraces;
+        m_fLowerCut = whole.m_fLowerCut;
+        m_fUpperCut = whole.m_fUpperCut;
+        m_nOrder = whole.m_nOrder;
+        m_nBandType = whole.m_nBandType;
+        m_nWindow = whole.m_nWindow;
+        m_fAlpha = whole.m_fAlpha;
+        m_strComment = whole.m_strComment;
+    }
+    const char* ClassName() const override { return whole_.ClassName(); }
+    const char* Title() const override { return whole_.Title(); }
+    // Whoever does the step again has no use for the intermediate file.
+    void Serialize(CArchive& archive) override {
+        const std::string name = std::exchange(whole_.m_strIntermediateFile, {});
+        whole_.Serialize(archive);
+        whole_.m_strIntermediateFile = name;
+    }
+    void GetParamText(std::string& text) override { whole_.GetParamText(text); }
+    void GetFilterText(std::string& text) { CDigitalFIR::GetParamText(text); }
+    // Of the gain, and of the ends of runs.
+    std::string Note() { return RunNote(); }
+    std::string ResultLabel(const std::string& label) const override { return label; }
+    bool KeepsMeasures() const override { return true; }
+
+  private:
+    CInterpolate& whole_;
+};
+
+void CInterpolate::AppendFilterReport(std::string& text) { ImageFilter(*this).GetFilterText(text); }
+
+CTransformDlg::Written CInterpolate::WriteFiltered(CArchive& archive, const std::filesystem::path& target) {
+    CDataDoc& doc = *Document();
+    StagedFiles files(doc.GetSession().files, IntermediatePath(target));
+    WriteZeroFilled(files);
+    Session session(doc.GetSession().host, files);
+    CFloatDoc zeroFilled(session);
+    if (!zeroFilled.OnOpenDocument(files.Target(), {OpenFor::reading, OpenTalk::logs}))
+        throw std::runtime_error(noIntermediateFileText);
+    for (const HistoryStep& step : doc.Steps()) zeroFilled.NoteStep(step);
+    const Written written = Filter(archive, target, zeroFilled);
+    if (!written.isDone || m_strIntermediateFile.empty()) return written;
+    try {
+        files.Commit();
+    } catch (const std::exception& error) {
+        Tell(fmt::format("{}\n{}", intermediateNotKeptText, error.what()));
+    }
+    return written;
+}
+
+void CInterpolate::WriteZeroFilled(StagedFiles& files) {
+    CDataDoc& doc = *Document();
+    std::unique_ptr<DataFile> file;
+    try {
+        file = files.Open(files.Target(), OpenMode::createNew);
+    } catch (const FileError& error) {
+        throw std::runtime_error(fmt::format("{}\n{}", noIntermediateFileText, error.what()));
+    }
+    CArchive archive(*file, CArchive::Mode::store, 0, intermediateBuffer);
+    IncreasePlan<ZeroFill> plan(doc, m_nFrequencyMultiplier, ZeroFill());
+    RecordingRewriter(doc).Write(archive, plan, doc.fileComment);
+    archive.Close();
+}
+
+CTransformDlg::Written CInterpolate::Filter(CArchive& archive, const std::filesystem::path& target,
+                                            CDataDoc& zeroFilled) {
+    ImageFilter filter(*this);
+    RunMessages messages;
+    if (!IsAttended()) filter.SendMessagesTo(&messages);
+    filter.CheckChangeDoc(&zeroFilled);
+    CDataTransform engine(zeroFilled, target.parent_path());
+    const bool isDone = engine.ApplyTraceTransform(archive, filter);
+    for (const RunMessage& message : messages)
+        message.from == RunMessage::From::refusal ? Refuse(message.text) : Tell(message.text);
+    if (!isDone) return {false, engine.FailureNote()};
+    // A window says what is lost while the parameters are set.
+    if (const std::string note = filter.Note(); !View() && !note.empty()) Tell(note);
+    if (m_nFrequencyMultiplier > steepestMultiplier)
+        Tell(fmt::format(
+            "Above a multiplier of {} a filter of order {} has no edge that is steep enough: what "
+            "lies just above {:.6g} Hz are images of what lies below. Increase in several steps, or "
+            "use Resample.",
+            steepestMultiplier, greatestFirOrder, 500.0 / Document()->sampleInterval));
+    return {true, {}, engine.History(), engine.Steps()};
+}
+
+}  // namespace kymora
