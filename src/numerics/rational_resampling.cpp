@@ -33,8 +33,8 @@ double Sinc(double x) { return x == 0.0 ? 1.0 : std::sin(std::numbers::pi * x) /
 
 // At a distance from its middle, as a part of half its length.
 double Window(double part) {
-    if (part >= 1.0) return 0.0;
-    return BesselI0(windowParameter * std::sqrt(1.0 - part * part)) / BesselI0(windowParameter);
+    static const double middle = BesselI0(windowParameter);
+    return part < 1.0 ? BesselI0(windowParameter * std::sqrt(1.0 - part * part)) / middle : 0.0;
 }
 
 }  // namespace

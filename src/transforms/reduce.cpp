@@ -31,7 +31,7 @@ class ReducePlan : public SameTimesPlan {
         event.offPosition = Reduced(event.offPosition);
         return true;
     }
-    // A group that has to be seen again in another scale; all traces get other values.
+    // Means have other extremes than what they are made of: all axes are fitted anew.
     void Complete(CFloatDoc& result) const override {
         if (settings_.factor == 1) return;
         for (int t = 0; t < result.traceCount; ++t) result.traces[static_cast<size_t>(t)].traceAutoscale = 1;
