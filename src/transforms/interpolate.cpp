@@ -79,7 +79,7 @@ void CInterpolate::DescribeFilter(ParamList& list) {
         .Step(2)
         .Tip("Even. The filter has one coefficient more; the higher it is, the steeper is its edge")
         .EnabledIf(isFilter)
-        .Shows([this] { return fmt::format("the last {} samples of each run are zero", m_nOrder / 2); });
+        .Shows([this] { return fmt::format("{} zeros end each run", m_nOrder / 2); });
     list.Choice("bandType", "Band type", m_nBandType, {"Band pass", "Band stop"})
         .Buttons()
         .EnabledIf(isFilter);
