@@ -31,7 +31,7 @@ void Transform(std::span<Complex> values, std::span<const Complex> turns) {
             }
 }
 
-double MeanOf(std::span<const float> samples) {
+double MeanOfSamples(std::span<const float> samples) {
     double sum = 0.0;
     size_t count = 0;
     for (const float value : samples)
@@ -54,7 +54,7 @@ std::vector<double> PowerSpectrum(std::span<const float> samples) {
         turns[k] = std::polar(1.0, -2.0 * pi * static_cast<double>(k) / static_cast<double>(n));
         window[k] = 0.5 - 0.5 * turns[k].real();
     }
-    const double mean = MeanOf(samples);
+    const double mean = MeanOfSamples(samples);
     for (size_t from = 0; from + n <= samples.size(); from += n / 2) {
         for (size_t k = 0; k < n; ++k) {
             const float value = samples[from + k];

@@ -5,6 +5,7 @@
 
 #include "numerics/moving_average.h"
 #include "numerics/window_mean.h"
+#include "transforms/memory_scratch.h"
 #include "transforms/run_reader.h"
 
 namespace kymora {
@@ -35,26 +36,6 @@ class ConditionedSource : public FloatSource {
     FloatSource& from_;
     float level_;
     std::optional<RectifyType> rectify_;
-};
-
-// Intermediate results of a run that is in memory.
-class MemoryRoom : public ScratchRoom {
-  public:
-    explicit MemoryRoom(size_t count) : count_(count) {}
-    std::unique_ptr<ScratchRun> Make() override { return std::make_unique<Run>(count_); }
-
-  private:
-    class Run : public ScratchRun {
-      public:
-        explicit Run(size_t count) : values_(count), sink_(values_) {}
-        FloatSink& Sink() override { return sink_; }
-        std::unique_ptr<FloatSource> Rewind() override { return std::make_unique<SpanSource>(values_); }
-
-      private:
-        std::vector<float> values_;
-        SpanSink sink_;
-    };
-    size_t count_;
 };
 
 void CopyConditioned(FloatSource& source, int64_t count, FloatSink& sink) {
@@ -107,7 +88,7 @@ KernelOutcome Condition(std::span<const float> input, const ConditioningSettings
                         std::span<float> output, const KernelPoll& goOn) {
     PolledSource source(input, goOn);
     SpanSink sink(output);
-    MemoryRoom room(input.size());
+    MemoryScratch room(input.size());
     return RunConditioning(source, static_cast<int64_t>(input.size()), settings, sink, room);
 }
 

@@ -14,7 +14,7 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t debuzzVersion = 1;
-constexpr double leastInterval = 0.0001, greatestInterval = 1e10;  // ms
+constexpr double leastNoiseInterval = 0.0001, greatestNoiseInterval = 1e10;  // ms
 constexpr int mostCycles = 100;
 constexpr double mostPerAvg = 100000;
 constexpr double at50Hz = 20.0, at60Hz = 1000.0 / 60.0;  // ms
@@ -127,7 +127,7 @@ void CDebuzz::DescribeNoise(ParamList& list) {
     list.Group("Noise");
     list.Number("noiseInterval", "Noise interval (ms)", m_dInterval)
         .Alias("interval")
-        .Limits(leastInterval, greatestInterval)
+        .Limits(leastNoiseInterval, greatestNoiseInterval)
         .Tip("Duration of one cycle of the noise: 20 ms at 50 Hz, 16.6667 ms at 60 Hz")
         .Linked({"cycles"})
         .OnChange([this] { HoldCycles(true); });

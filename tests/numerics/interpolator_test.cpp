@@ -13,17 +13,17 @@
 namespace kymora {
 namespace {
 
-using Values = std::vector<double>;
+using Numbers = std::vector<double>;
 using enum InterpolatorKind;
 constexpr InterpolatorKind curves[] = {linear, cubicSpline, catmullRom, modifiedAkima, bezier, pchip};
 
-std::unique_ptr<Interpolator> Make(InterpolatorKind kind, const Values& x, const Values& y) {
+std::unique_ptr<Interpolator> Make(InterpolatorKind kind, const Numbers& x, const Numbers& y) {
     return MakeInterpolator(kind, x, y);
 }
 
 // Points at uneven distances, some of them closer than a sample.
 struct Scattered {
-    Values x, y;
+    Numbers x, y;
     explicit Scattered(size_t count, double first = 3.7) {
         std::mt19937 random(7);
         std::uniform_real_distribution<double> step(0.05, 9.0), value(-5.0, 5.0);
@@ -36,7 +36,7 @@ struct Scattered {
 
 TEST(InterpolatorTest, GoesThroughItsPointsAndKeepsLines) {
     const Scattered points(50);
-    Values line;
+    Numbers line;
     for (const double x : points.x) line.push_back(4.0 - 0.5 * x);
     for (const InterpolatorKind kind : curves) {
         SCOPED_TRACE(static_cast<int>(kind));
@@ -70,18 +70,18 @@ TEST(InterpolatorTest, FillsInOrderWhatItAnswersOneByOne) {
 
 TEST(InterpolatorTest, NaturalSpline) {
     // -x^3 / 2 + 3 x / 2, and the same from the other side.
-    const CubicSpline spline(Values{0, 1, 2}, Values{0, 1, 0});
+    const CubicSpline spline(Numbers{0, 1, 2}, Numbers{0, 1, 0});
     for (const auto& [x, y] : {std::pair{0.5, 0.6875}, {1.5, 0.6875}, {1.0, 1.0}, {-2.0, -3.0}, {4.0, -3.0}})
         EXPECT_NEAR(spline(x), y, 1e-14) << x;
-    const CubicSpline two(Values{1, 3}, Values{5, 1});
+    const CubicSpline two(Numbers{1, 3}, Numbers{5, 1});
     EXPECT_EQ(two(0) + two(2) + two(4), 7.0 + 3.0 - 1.0);
 }
 
 TEST(InterpolatorTest, SlopesOfTheKinds) {
     // In the middle of a segment: half the sum of the ends, and an eighth of the step times the slopes'
     // difference.
-    const Values x = {0, 1, 3, 4, 8}, y = {0, 2, 1, 5, 5};
-    const Values slopes = {2, 1.0 / 3, 1, 0.8, 0};
+    const Numbers x = {0, 1, 3, 4, 8}, y = {0, 2, 1, 5, 5};
+    const Numbers slopes = {2, 1.0 / 3, 1, 0.8, 0};
     const auto curve = Make(catmullRom, x, y);
     for (size_t i = 0; i + 1 < x.size(); ++i) {
         const double step = x[i + 1] - x[i];
@@ -91,7 +91,7 @@ TEST(InterpolatorTest, SlopesOfTheKinds) {
     EXPECT_EQ((*curve)(-1), -2.0);
     EXPECT_EQ((*curve)(9), 5.0);
     // Handles on the tangents of parabolas keep a parabola, also where it goes on as a line.
-    Values squares;
+    Numbers squares;
     for (const double at : x) squares.push_back(at * at);
     const auto square = Make(bezier, x, squares);
     for (double at = 0.0; at <= 8.0; at += 0.25) EXPECT_NEAR((*square)(at), at * at, 1e-12);
@@ -104,7 +104,7 @@ void ExpectBitsOfBoost(InterpolatorKind kind) {
     Scattered points(200);
     for (size_t i = 40; i < 60; ++i) points.y[i] = 1.5;  // a plateau
     const auto curve = Make(kind, points.x, points.y);
-    const Boosted boosted(Values(points.x), Values(points.y));
+    const Boosted boosted(Numbers(points.x), Numbers(points.y));
     for (double x = points.x.front(); x <= points.x.back(); x += 0.0917)
         ASSERT_EQ((*curve)(x), boosted(x)) << x;
     EXPECT_EQ((*curve)(points.x.front() - 2.0), points.y.front() - 2.0 * boosted.prime(points.x.front()));
@@ -112,8 +112,8 @@ void ExpectBitsOfBoost(InterpolatorKind kind) {
 }
 
 TEST(InterpolatorTest, AkimaAndPchipAreThoseOfBoost) {
-    ExpectBitsOfBoost<boost::math::interpolators::makima<Values>>(modifiedAkima);
-    ExpectBitsOfBoost<boost::math::interpolators::pchip<Values>>(pchip);
+    ExpectBitsOfBoost<boost::math::interpolators::makima<Numbers>>(modifiedAkima);
+    ExpectBitsOfBoost<boost::math::interpolators::pchip<Numbers>>(pchip);
 }
 
 TEST(InterpolatorTest, TooFewPointsAreRefusedInTheWordsOfTheKind) {
@@ -143,7 +143,7 @@ TEST(InterpolatorTest, TooFewPointsAreRefusedInTheWordsOfTheKind) {
     };
     EXPECT_EQ(words(CubicSpline()), "CubicSpline: No data set.");
     EXPECT_EQ(words(CatmullRomSpline()), "CatmullRomSpline: Not enough points set.");
-    EXPECT_THROW(CubicSpline(Values{1, 2, 3}, Values{1, 2}), std::invalid_argument);
+    EXPECT_THROW(CubicSpline(Numbers{1, 2, 3}, Numbers{1, 2}), std::invalid_argument);
 }
 
 }  // namespace

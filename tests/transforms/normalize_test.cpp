@@ -19,13 +19,14 @@ struct Result {
     Samples samples;
 };
 
-Result InMemory(const Samples& input, const NormalizeSettings& settings) {
+Result NormalizedInMemory(const Samples& input, const NormalizeSettings& settings) {
     Result result{{}, Samples(input.size())};
     result.outcome = Normalize(input, settings, result.samples);
     return result;
 }
 
-Result Streamed(const Samples& input, const NormalizeSettings& settings, const KernelPoll& goOn = {}) {
+Result NormalizedStreamed(const Samples& input, const NormalizeSettings& settings,
+                          const KernelPoll& goOn = {}) {
     const SourceMaker make = [&] { return std::make_unique<VectorSource>(input); };
     VectorSink sink;
     const NormalizeOutcome outcome =
@@ -55,18 +56,20 @@ TEST(NormalizeTest, ToTheExtremes) {
         {NormType::maxToOne, {3, 3, 3}, {1, 1, 1}},
         {NormType::zeroToOne, {notANumber, 0, 4, notANumber, 1}, {notANumber, 0, 1, notANumber, 0.25f}}};
     for (const auto& [type, input, output] : cases)
-        EXPECT_TRUE(AreSame(InMemory(input, Extremes(type)).samples, output)) << static_cast<int>(type);
+        EXPECT_TRUE(AreSame(NormalizedInMemory(input, Extremes(type)).samples, output))
+            << static_cast<int>(type);
 }
 
 TEST(NormalizeTest, AConstantHasNoRange) {
     for (const NormType type : {NormType::zeroToOne, NormType::minusOneToOne}) {
-        for (const Result& result : {InMemory(Samples(4, 3), Extremes(type)), Streamed({7}, Extremes(type)),
-                                     Streamed({0, 9e-8f}, Extremes(type))}) {
+        for (const Result& result :
+             {NormalizedInMemory(Samples(4, 3), Extremes(type)), NormalizedStreamed({7}, Extremes(type)),
+              NormalizedStreamed({0, 9e-8f}, Extremes(type))}) {
             EXPECT_FALSE(result.outcome.isDone);
             EXPECT_STREQ(result.outcome.message,
                          "The data range is very close to 0, so normalization will fail");
         }
-        EXPECT_TRUE(InMemory({0, 1.1e-7f}, Extremes(type)).outcome.isDone);
+        EXPECT_TRUE(NormalizedInMemory({0, 1.1e-7f}, Extremes(type)).outcome.isDone);
     }
 }
 
@@ -75,18 +78,19 @@ TEST(NormalizeTest, ToTheAverageOfTheUsersTimes) {
     settings.sampleInterval = 0.5;
     settings.f0Start = 0.8f;     // sample 2 after rounding
     settings.f0Duration = 1.2f;  // 2 samples
-    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 2.0f);
+    EXPECT_EQ(NormalizedInMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 2.0f);
     settings.f0Duration = 100;  // uses what there is
-    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 4.0f);
+    EXPECT_EQ(NormalizedInMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 4.0f);
     settings.f0Duration = 0.1f;  // one sample at least
-    EXPECT_EQ(InMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 1.0f);
-    for (const Result& result : {InMemory({9, 9}, settings), Streamed({9, 9}, settings)}) {
+    EXPECT_EQ(NormalizedInMemory({9, 9, 1, 3, 8}, settings).outcome.f0, 1.0f);
+    for (const Result& result :
+         {NormalizedInMemory({9, 9}, settings), NormalizedStreamed({9, 9}, settings)}) {
         EXPECT_FALSE(result.outcome.isDone);
         EXPECT_TRUE(result.samples == Samples(result.samples.size()));
         EXPECT_STREQ(result.outcome.message,
                      "The user-specified duration of the average is longer than the recording/episode.");
     }
-    EXPECT_TRUE(InMemory({9, 9, 7}, settings).outcome.isDone);
+    EXPECT_TRUE(NormalizedInMemory({9, 9, 7}, settings).outcome.isDone);
 }
 
 TEST(NormalizeTest, TheUsersTimesCountGapsThatAreLeftOut) {
@@ -102,7 +106,7 @@ TEST(NormalizeTest, TheUsersTimesCountGapsThatAreLeftOut) {
     settings.validRuns = runs;
     settings.f0Start = 5;
     settings.f0Duration = 2;
-    EXPECT_FALSE(InMemory(Samples(13, 1.0f), settings).outcome.isDone) << "nothing but a gap";
+    EXPECT_FALSE(NormalizedInMemory(Samples(13, 1.0f), settings).outcome.isDone) << "nothing but a gap";
 }
 
 TEST(NormalizeTest, ToAValue) {
@@ -110,7 +114,7 @@ TEST(NormalizeTest, ToAValue) {
     settings.f0Value = 4;
     settings.f0Offset = 100;   // neither of these
     settings.background = 50;  // belongs to this method
-    const Result result = InMemory({4, 8, 2}, settings);
+    const Result result = NormalizedInMemory({4, 8, 2}, settings);
     EXPECT_EQ(result.samples, (Samples{0, 1, -0.5f}));
     EXPECT_EQ(result.outcome.f0, 4.0f);
 }
@@ -120,21 +124,21 @@ TEST(NormalizeTest, AnAverageNearZeroIsRefused) {
     const std::string words =
         "he average value is very close to 0, so normalization will fail. Suggest increase F0 offset.";
     const NormalizeSettings settings = DeltaF(F0Method::whole);
-    EXPECT_EQ(InMemory({-1, 1}, settings).outcome.message, words);
-    const Result streamed = Streamed({-1, 1}, settings);
+    EXPECT_EQ(NormalizedInMemory({-1, 1}, settings).outcome.message, words);
+    const Result streamed = NormalizedStreamed({-1, 1}, settings);
     EXPECT_EQ(streamed.outcome.message, "T" + words);
     EXPECT_FALSE(streamed.outcome.isDone);
     EXPECT_TRUE(streamed.samples.empty());
-    EXPECT_TRUE(InMemory({-1, 1.1f}, settings).outcome.isDone);
+    EXPECT_TRUE(NormalizedInMemory({-1, 1.1f}, settings).outcome.isDone);
 }
 
 TEST(NormalizeTest, ANotANumberInTheAverageIsToldToTheLog) {
-    const Result result = InMemory({1, notANumber, 2}, DeltaF(F0Method::whole));
+    const Result result = NormalizedInMemory({1, notANumber, 2}, DeltaF(F0Method::whole));
     EXPECT_TRUE(AreSame(result.samples, Samples(3, notANumber)));
     EXPECT_STREQ(result.outcome.note, averageNotFiniteText);
-    EXPECT_STREQ(InMemory({1, 2}, DeltaF(F0Method::whole)).outcome.note, "");
+    EXPECT_STREQ(NormalizedInMemory({1, 2}, DeltaF(F0Method::whole)).outcome.note, "");
     NormalizeSettings settings = DeltaF(F0Method::explicitValue);
-    EXPECT_TRUE(AreSame(InMemory({1, notANumber, 2}, settings).samples, {0, notANumber, 1}));
+    EXPECT_TRUE(AreSame(NormalizedInMemory({1, notANumber, 2}, settings).samples, {0, notANumber, 1}));
 }
 
 // The percentile of the window around each sample, by sorting it.
@@ -165,14 +169,15 @@ TEST(NormalizeTest, PercentileBaseline) {
                 settings.halfWindow = static_cast<int>(half);
                 settings.percentile = percentile;
                 Samples less = NoiseRun(length);
-                for (const Result& result : {InMemory(less, settings), Streamed(less, settings)}) {
+                for (const Result& result :
+                     {NormalizedInMemory(less, settings), NormalizedStreamed(less, settings)}) {
                     EXPECT_EQ(result.outcome.isDone, length > 2 * half);
                     EXPECT_STREQ(result.outcome.note, length > 2 * half ? "" : runShorterThanWindowText);
                     EXPECT_FALSE(result.outcome.f0.has_value());
                 }
                 if (length <= 2 * half) continue;
-                const Samples made = InMemory(less, settings).samples;
-                EXPECT_EQ(Streamed(less, settings).samples, made);
+                const Samples made = NormalizedInMemory(less, settings).samples;
+                EXPECT_EQ(NormalizedStreamed(less, settings).samples, made);
                 for (float& value : less) value -= settings.background;
                 EXPECT_EQ(made, PlainPercentile(less, half, percentile, 0.5f));
             }
@@ -185,13 +190,13 @@ TEST(NormalizeTest, LowestAverage) {
     settings.f0Offset = 1;
     // The windows' sums, less the background, are 12 9 6 9 12: F0 = 2, the denominator 3.
     const Samples input = {5, 6, 4, 2, 3, 7, 5};
-    for (const Result& result : {InMemory(input, settings), Streamed(input, settings)}) {
+    for (const Result& result : {NormalizedInMemory(input, settings), NormalizedStreamed(input, settings)}) {
         EXPECT_EQ(result.outcome.f0, 2.0f);
         EXPECT_EQ(result.samples, (Samples{2 / 3.0f, 1, 1 / 3.0f, -1 / 3.0f, 0, 4 / 3.0f, 2 / 3.0f}));
     }
-    EXPECT_TRUE(InMemory({5, 6, 4}, settings).outcome.isDone);
-    EXPECT_FALSE(InMemory({5, 6}, settings).outcome.isDone);
-    EXPECT_FALSE(Streamed(input, settings, [](int64_t) { return false; }).outcome.isDone);
+    EXPECT_TRUE(NormalizedInMemory({5, 6, 4}, settings).outcome.isDone);
+    EXPECT_FALSE(NormalizedInMemory({5, 6}, settings).outcome.isDone);
+    EXPECT_FALSE(NormalizedStreamed(input, settings, [](int64_t) { return false; }).outcome.isDone);
 }
 
 // Noise with a dip: both forms find the region that a plain search in double finds.
@@ -204,9 +209,9 @@ TEST(NormalizeTest, LowestAverageOfALongRun) {
         lowest = std::min(lowest, std::accumulate(&input[start], &input[start] + window, 0.0) / window);
     NormalizeSettings settings = DeltaF(F0Method::lowestAverage);
     settings.halfWindow = 100;
-    EXPECT_NEAR(InMemory(input, settings).outcome.f0.value(), lowest, 1e-3);
+    EXPECT_NEAR(NormalizedInMemory(input, settings).outcome.f0.value(), lowest, 1e-3);
     int64_t polled = 0;
-    const Result streamed = Streamed(input, settings, [&](int64_t) { return ++polled > 0; });
+    const Result streamed = NormalizedStreamed(input, settings, [&](int64_t) { return ++polled > 0; });
     EXPECT_NEAR(streamed.outcome.f0.value(), lowest, 1e-5);
     EXPECT_GT(polled, 5);
 }
@@ -220,7 +225,8 @@ TEST(NormalizeTest, StreamsGiveWhatMemoryGives) {
             settings.f0Start = 3;
             settings.halfWindow = 2;
             const Samples input = NoiseRun(length);
-            const Result memory = InMemory(input, settings), streamed = Streamed(input, settings);
+            const Result memory = NormalizedInMemory(input, settings),
+                         streamed = NormalizedStreamed(input, settings);
             EXPECT_EQ(memory.outcome.isDone, streamed.outcome.isDone) << kind << " " << length;
             EXPECT_EQ(memory.outcome.f0, streamed.outcome.f0) << kind << " " << length;
             EXPECT_TRUE(!memory.outcome.isDone || AreSame(memory.samples, streamed.samples))
