@@ -20,6 +20,7 @@ bool IsReal(Complex pole) { return std::fabs(pole.imag()) <= leastImaginary * st
 
 std::vector<Complex> ButterworthPoles(int order) {
     std::vector<Complex> poles;
+    poles.reserve(static_cast<size_t>(order));
     for (int k = 0; k < order; ++k) poles.push_back(std::polar(1.0, pi * (2 * k + order + 1) / (2 * order)));
     return poles;
 }
