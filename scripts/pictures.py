@@ -122,6 +122,19 @@ def transforms(program, demo, out):
         window.ask(quit=True, discard=True)
 
 
+def filters(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    window.ask(viewport={"start": 2180, "end": 2700})
+    band = {"traces": "1", "bandType": 2, "lowerCut": 300, "upperCut": 3000, "order": 3, "passes": 2}
+    operation_picture(window, f"{out}/filter.png", "classic-filter", set=band)
+    window.ask(operation="classic-filter", shut=True)
+    operation_picture(window, f"{out}/debuzz.png", "debuzz", set={"trace": 1, "noiseInterval": 20, "limits": True})
+    window.ask(operation="debuzz", shut=True)
+    operation_picture(window, f"{out}/raised-spike.png", "freq-mult", set={"channel1": "a", "frequencyMultiplier": 8}, run=True)
+    window.ask(quit=True, discard=True)
+
+
 def form_picture(window, path, **request):
     """The dialog that a request asks with, as it was answered."""
     forms = window.ask(formPictures=True, **request)["forms"]
@@ -204,7 +217,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, histograms, transforms, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, histograms, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 
