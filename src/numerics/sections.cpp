@@ -169,7 +169,7 @@ double ReferenceOf(SectionBand band, double middle) {
 std::vector<Section> DesignSections(SectionDesign design, SectionBand band, int order, double lower,
                                     double upper) {
     const bool usesLower = band != SectionBand::lowPass, usesUpper = band != SectionBand::highPass;
-    const auto isEdge = [](double f) { return f > 0.0 && f < 0.5; };
+    const auto isEdge = [](double f) { return f >= leastSectionEdge && f < 0.5; };
     if (order < 1 || order > greatestSectionOrder || (usesLower && !isEdge(lower)) ||
         (usesUpper && !isEdge(upper)) || (usesLower && usesUpper && lower >= upper))
         throw std::invalid_argument("bad edges or order of a filter");

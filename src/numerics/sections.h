@@ -3,6 +3,7 @@
 // notches. In sections a filter of high order keeps its poles, which the coefficients of one long polynomial
 // would lose by rounding. Frequencies are shares of the sampling rate, 0 to 0.5.
 
+#include <cmath>
 #include <complex>
 #include <cstdint>
 #include <span>
@@ -19,11 +20,13 @@ enum class SectionDesign { butterworth = 0, bessel = 1 };
 enum class SectionBand { lowPass = 0, highPass = 1, bandPass = 2, bandStop = 3 };
 
 inline constexpr int greatestSectionOrder = 10;
+// Of an edge: below it the coefficients have no digits left for it.
+inline constexpr double leastSectionEdge = 1e-7;
 
 // The filter of `order` (1 .. 10; twice that many poles in bands with two edges) by the bilinear transform,
 // whose edges are put where its warping takes them: the gain there is -3 dB, also of Bessel filters. A
-// low-pass has its edge at `upper`, a high-pass at `lower`; edges lie above 0 and below 0.5, and ascend.
-// Throws std::invalid_argument for others.
+// low-pass has its edge at `upper`, a high-pass at `lower`; edges lie at leastSectionEdge or above and below
+// 0.5, and ascend. Throws std::invalid_argument for others.
 std::vector<Section> DesignSections(SectionDesign design, SectionBand band, int order, double lower,
                                     double upper);
 
@@ -52,6 +55,13 @@ class SectionCascade {
             sample = y;
         }
         return sample;
+    }
+
+    // Forgets what is far below any float: the processor takes long over the smallest numbers.
+    void ForgetTiny() {
+        for (State& state : states_)
+            for (double* value : {&state.first, &state.second})
+                if (std::fabs(*value) < 1e-100) *value = 0.0;
     }
 
   private:

@@ -20,8 +20,7 @@ constexpr double mostAlpha = 100.0;
 void CDigitalFIR::CheckChangeDoc(CDataDoc* doc) {
     CFilterDlg::CheckChangeDoc(doc);
     if (!doc) return;
-    if (!m_wereChosen && m_fUpperCut == usualUpperCut && IsAboveNyquist(m_fUpperCut))
-        m_fUpperCut = static_cast<float>(Nyquist());
+    if (IsUpperOffered()) m_fUpperCut = m_fOffered = std::min(usualUpperCut, static_cast<float>(Nyquist()));
     FollowTransition();
 }
 
@@ -29,14 +28,20 @@ void CDigitalFIR::Serialize(CArchive& archive) {
     CFilterDlg::Serialize(archive);
     ExchangeVersion(archive, firVersion, ClassName());
     Exchange(archive, m_fLowerCut);
-    Exchange(archive, m_fUpperCut);
+    // What was offered for one sampling rate is nothing to another.
+    float upper = IsUpperOffered() ? usualUpperCut : m_fUpperCut;
+    Exchange(archive, upper);
     Exchange(archive, m_nOrder);
     Exchange(archive, m_nBandType);
     Exchange(archive, m_nWindow);
     Exchange(archive, m_fAlpha);
     Exchange(archive, m_fTransitionWidth);
+    Exchange(archive, m_isUpperChosen);
     ExchangeReport(archive);
-    if (!archive.IsStoring()) FollowTransition();
+    if (archive.IsStoring()) return;
+    m_fUpperCut = upper;
+    m_fOffered = usualUpperCut;
+    FollowTransition();
 }
 
 void CDigitalFIR::FollowTransition() {
@@ -64,7 +69,7 @@ void CDigitalFIR::Describe(ParamList& list) {
              "the lower cutoff")
         .OnChange([this] {
             m_isLowerLatest = false;
-            m_wereChosen = true;
+            m_isUpperChosen = true;
         });
     list.Choice("window", "Window", m_nWindow, {"Blackman", "Hann", "Kaiser"})
         .Buttons()
@@ -78,7 +83,9 @@ void CDigitalFIR::Describe(ParamList& list) {
     list.Integer("order", "Order (even)", m_nOrder)
         .Limits(0, greatestFirOrder)
         .Step(2)
-        .Tip("The filter has one coefficient more; the higher, the steeper, and the more is lost at each end")
+        .Tip("The filter has one coefficient more; the higher, the steeper, and the more is lost at the end "
+             "of each "
+             "run")
         .Linked({"transitionWidth"})
         .OnChange([this] { m_fTransitionWidth = 0.0f; });
     list.Number("transitionWidth", "transition (Hz)", m_fTransitionWidth)
@@ -92,7 +99,8 @@ void CDigitalFIR::Describe(ParamList& list) {
         .Shows([this] { return TransitionNote(); });
     list.Note("passGain", "Gain in the band",
               [this] { return HasShape() ? ShortGainNote() : std::string(); });
-    list.Note("zeroedEnd", "Zero at each end", [this] { return fmt::format("{} samples", m_nOrder / 2); });
+    list.Note("zeroedEnd", "Zero at each run's end",
+              [this] { return fmt::format("{} samples", m_nOrder / 2); });
     DescribeReport(list);
     DescribeOutput(list);
 }
@@ -109,6 +117,7 @@ void CDigitalFIR::GetParamText(std::string& text) {
     CFilterDlg::GetParamText(text);
     text += m_nBandType == 0 ? "Band pass: " : "Band stop: ";
     text += fmt::format("lower cut {:f}, upper cut {:f}, order {}\r\n", m_fLowerCut, m_fUpperCut, m_nOrder);
+    if (m_fTransitionWidth > 0.0f) text += fmt::format("Transition width {:f}\r\n", m_fTransitionWidth);
     text += "Window: ";
     switch (static_cast<FirWindow>(m_nWindow)) {
     case FirWindow::blackman:
@@ -205,6 +214,10 @@ std::string CDigitalFIR::GainNote() const {
                           : " It should be about 1, which no order does at this sampling rate: widen the "
                             "band, or lower the sampling rate first.";
     }
+    const double width = FirTransitionWidth(m_nOrder, static_cast<FirWindow>(m_nWindow), SampleFrequency());
+    if (m_fTransitionWidth > 0.0f && m_nOrder == greatestFirOrder && width > m_fTransitionWidth)
+        note += fmt::format("\nOrder {} makes a transition of {:.4g} Hz, not {:g} Hz.", m_nOrder, width,
+                            m_fTransitionWidth);
     if (m_nOrder > 1) note += fmt::format("\nThe last {} samples of each run are zero.", m_nOrder / 2);
     return note;
 }

@@ -20,7 +20,6 @@ class CDigitalFIR : public CFilterDlg {
 
     // An upper cutoff that nobody has chosen comes down to half the sampling rate.
     void CheckChangeDoc(CDataDoc* doc) override;
-    void SettingsWereChosen() override { m_wereChosen = true; }
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
     KernelOutcome TransformBlock(const TransformRun& run, std::span<const float> input,
@@ -59,7 +58,10 @@ class CDigitalFIR : public CFilterDlg {
     std::string ShortGainNote() const;
     std::string TransitionNote() const;
 
-    bool m_wereChosen = false;
+    // Nobody has chosen the upper cutoff.
+    bool IsUpperOffered() const { return !m_isUpperChosen && m_fUpperCut == m_fOffered; }
+    float m_fOffered = 100.0f;
+    bool m_isUpperChosen = false;
     bool m_isLowerLatest = false;  // of the two cutoffs, the one that was set last
 };
 

@@ -108,7 +108,10 @@ void CFilterDlg::WriteCoefficients(const TextSink& sink, const FilterShape& shap
     std::string text = "Coefficients\r\n";
     for (const auto& [name, row] : shape.coefficients) {
         if (!name.empty()) text += name + "\r\n";
-        for (size_t i = 0; i < row.size(); ++i) text += fmt::format("{:3d}\t{:f}\r\n", i, row[i]);
+        // Those of a recursive filter count to the last digit.
+        for (size_t i = 0; i < row.size(); ++i)
+            text += name.empty() ? fmt::format("{:3d}\t{:f}\r\n", i, row[i])
+                                 : fmt::format("{:3d}\t{:.17g}\r\n", i, row[i]);
     }
     sink(text);
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t rcVersion = 1;
 constexpr double leastRcCutoff = 1e-8, mostRcCutoff = 1e8;  // Hz
-constexpr double leastTau = 1e-6, mostTau = 1e11;           // ms
+constexpr double leastTau = 1.6e-6, mostTau = 1.59e10;      // ms, of those
 
 // Either of a cutoff in Hz and a time constant in ms from the other.
 double Converted(double value) { return 1000.0 / (2.0 * std::numbers::pi * value); }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace kymora {
@@ -12,6 +13,8 @@ constexpr uint32_t narrowBandVersion = 1;
 constexpr double leastCentre = 1e-6, mostCentre = 1e8;        // Hz
 constexpr double leastBandWidth = 1e-7, mostBandWidth = 0.3;  // of the sampling rate
 constexpr double ringingShare = 0.01;
+constexpr double leastPassGain = 0.9, mostPassGain = 1.1;
+constexpr const char* lowCentreText = "The centre frequency is too low for this sampling rate.";
 
 }  // namespace
 
@@ -43,13 +46,38 @@ void CNarrowBandDlg::Describe(ParamList& list) {
              "5115 samples until a hundredth is left of what came in, which is also how long it needs to "
              "begin")
         .Shows([this] { return WidthNote(); });
+    list.Note("passGain", "Gain in the band", [this] { return HasShape() ? GainNote() : std::string(); });
     DescribeReport(list);
     DescribeOutput(list);
 }
 
+// Of what passes: at the centre, or for a band stop far from it.
+std::string CNarrowBandDlg::GainNote() const {
+    const double fs = SampleFrequency();
+    const bool isPass = m_nType == static_cast<int32_t>(NarrowBandType::pass);
+    const double far = m_fCentre > fs / 4.0 ? fs / 100.0 : fs * 0.49;
+    const double at = isPass ? m_fCentre : far;
+    const double gain = std::abs(RecursiveResponse(KernelSettings(1000.0 / fs), at, fs));
+    std::string note = fmt::format("{:.4g} at {:.4g} Hz", gain, at);
+    if (!(gain >= leastPassGain && gain <= mostPassGain)) note += "; low centre for this rate";
+    return note;
+}
+
+std::string CNarrowBandDlg::RunNote() {
+    const std::string note = GainNote();
+    return note.find(';') == std::string::npos
+               ? std::string()
+               : "The gain of what passes is " + note.substr(0, note.find(';')) +
+                     ": the centre is low for this sampling rate. Lower the sampling rate first.";
+}
+
 std::string CNarrowBandDlg::CheckSettings() {
     if (std::string fault = CFilterDlg::CheckSettings(); !fault.empty()) return fault;
-    return IsAboveNyquist(m_fCentre) ? nyquistText : std::string();
+    if (IsAboveNyquist(m_fCentre)) return nyquistText;
+    if (!Document()) return {};
+    const RecursiveSettings settings = KernelSettings(Document()->sampleInterval);
+    const bool isMade = std::ranges::all_of(settings.forward, [](double b) { return std::isfinite(b); });
+    return isMade ? std::string() : lowCentreText;
 }
 
 void CNarrowBandDlg::GetParamText(std::string& text) {

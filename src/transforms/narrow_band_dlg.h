@@ -35,6 +35,8 @@ class CNarrowBandDlg : public CFilterDlg {
     // Samples until a hundredth is left of what the filter remembers.
     double RingingSamplesOf() const;
     std::string WidthNote() const;
+    std::string GainNote() const;
+    std::string RunNote() override;
 };
 
 }  // namespace kymora

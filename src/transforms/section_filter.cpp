@@ -23,12 +23,16 @@ class SectionPass {
         cascade_.Settle(value);
         hasBegun_ = true;
     }
-    float Next(double sample) { return last_ = static_cast<float>(cascade_.Next(sample)); }
+    float Next(double sample) {
+        if (++count_ % passBlock == 0) cascade_.ForgetTiny();
+        return last_ = static_cast<float>(cascade_.Next(sample));
+    }
     bool IsSpoilt() const { return !std::isfinite(last_); }
 
   private:
     SectionCascade cascade_;
     bool hasBegun_ = false;
+    uint64_t count_ = 0;  // of samples, the same in memory and on streams
     float last_ = 0.0f;
 };
 

@@ -112,7 +112,12 @@ std::string CClassicFilter::CheckSettings() {
     if (!Document()) return {};
     const double nyquist = SampleFrequency() / 2.0;
     const bool isTooHigh = (UsesLower() && m_fLowerCut >= nyquist) || (UsesUpper() && m_fUpperCut >= nyquist);
-    return isTooHigh ? edgeAtNyquistText : std::string();
+    if (isTooHigh) return edgeAtNyquistText;
+    const double least = leastSectionEdge * SampleFrequency();
+    if ((UsesLower() && m_fLowerCut < least) || (UsesUpper() && m_fUpperCut < least))
+        return fmt::format(
+            "A cutoff below {:.3g} Hz is too low for this sampling rate: lower the rate first.", least);
+    return {};
 }
 
 void CClassicFilter::TakeName() { m_strName = designNames[std::clamp(m_nDesign, 0, 1)]; }

@@ -70,10 +70,20 @@ TEST_F(FilterDlgTest, FirDefaultComesDownToNyquistAndAChosenOneDoesNot) {
     fresh.CheckChangeDoc(doc.get());
     EXPECT_EQ(fresh.m_fUpperCut, 50.0f);
     EXPECT_EQ(fresh.Validate(), "");
-    chosen.SettingsWereChosen();
-    chosen.CheckChangeDoc(doc.get());
-    EXPECT_EQ(chosen.m_fUpperCut, 100.0f);
-    EXPECT_NE(chosen.Validate(), "");
+    Set(chosen, {{"upperCut", "100"}});
+    // Settings go from one recording to the next.
+    CDigitalFIR kept, next;
+    kept.TakeSettings(chosen.Settings());
+    next.TakeSettings(fresh.Settings());
+    kept.CheckChangeDoc(doc.get());
+    EXPECT_EQ(kept.m_fUpperCut, 100.0f);
+    EXPECT_NE(kept.Validate(), "");
+    SetDoc({NoiseRun(50)}, 20.0);
+    next.CheckChangeDoc(doc.get());
+    EXPECT_EQ(next.m_fUpperCut, 25.0f);
+    SetDoc({NoiseRun(50)}, 1.0);
+    next.CheckChangeDoc(doc.get());
+    EXPECT_EQ(next.m_fUpperCut, 100.0f);
 }
 
 TEST_F(FilterDlgTest, ListsOfCoefficientsAndGains) {
@@ -105,7 +115,8 @@ TEST_F(FilterDlgTest, ListsOfCoefficientsAndGains) {
     CFilterRCDlg rc;
     rc.CheckChangeDoc(doc.get());
     Set(rc, {{"type", "low-pass"}, {"tau", "1"}, {"report", "1"}});
-    EXPECT_EQ(Listed(rc), "Coefficients\r\nb\r\n  0\t0.393469\r\na\r\n  0\t1.000000\r\n  1\t0.606531\r\n");
+    EXPECT_EQ(Listed(rc),
+              "Coefficients\r\nb\r\n  0\t0.39346934028736658\r\na\r\n  0\t1\r\n  1\t0.60653065971263342\r\n");
     Set(rc, {{"report", "2"}, {"freqIncrement", "1"}});
     SetDoc({NoiseRun(50)}, 1e-6);
     rc.CheckChangeDoc(doc.get());
@@ -177,6 +188,8 @@ TEST_F(FilterDlgTest, NarrowBandsSectionsAndNotches) {
     Set(narrow, {{"centre", "1001"}});
     EXPECT_EQ(narrow.Validate(), nyquistText);
     EXPECT_NE(FaultOf(narrow, "centre", "0"), "");
+    Set(narrow, {{"centre", "0.000001"}});
+    EXPECT_EQ(narrow.Validate(), "The centre frequency is too low for this sampling rate.");
     EXPECT_NE(FaultOf(narrow, "bandWidth", "0"), "");
 
     CClassicFilter classic;
@@ -186,6 +199,9 @@ TEST_F(FilterDlgTest, NarrowBandsSectionsAndNotches) {
     EXPECT_NE(classic.Validate(), "");
     Set(classic, {{"upperCut", "1000"}});
     EXPECT_EQ(classic.Validate(), edgeAtNyquistText);
+    Set(classic, {{"upperCut", "999"}, {"lowerCut", "0.0001"}});
+    EXPECT_NE(classic.Validate().find("too low for this sampling rate"), std::string::npos);
+    Set(classic, {{"lowerCut", "100"}});
     Set(classic, {{"upperCut", "999"}, {"design", "bessel"}, {"order", "10"}});
     EXPECT_EQ(classic.Validate(), "");
     EXPECT_EQ(classic.ResultLabel("EMG *"), "EMG *; Bessel");
