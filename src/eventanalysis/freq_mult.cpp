@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
+#include "document/trace_stretches.h"
 #include "numerics/interpolate_fft.h"
 
 namespace kymora {
@@ -12,7 +14,8 @@ namespace {
 
 constexpr uint32_t freqMultVersion = 1;
 constexpr int greatestMultiplier = 1024, greatestHalfWindow = 1'000'000;
-constexpr const char* gapText = "There is a gap in this stretch. Choose one between two gaps.";
+constexpr const char* gapText =
+    "There is a gap or the boundary of an episode in this stretch. Choose one without.";
 constexpr const char* spikeInGapText = "There are no samples at this spike.";
 
 // Reads the stretch and raises it.
@@ -75,7 +78,7 @@ void CFreqMult::DescribeStretch(ParamList& list) {
     list.Integer("halfWindow", "Half window", m_nHalfWindow)
         .Unit("samples")
         .Limits(1, greatestHalfWindow)
-        .Tip("Samples on each side of the middle of the spike");
+        .Tip("The stretch has twice as many samples, about the middle of the spike");
     const size_t ofRegionFrom = list.fields.size();
     DescribeRegion(list);
     for (size_t i = first; i < list.fields.size(); ++i) {
@@ -130,12 +133,10 @@ SampleSpan CFreqMult::SpikeSpan() const {
     const CEventKM& spike =
         doc.eventChannels[static_cast<size_t>(m_nChannel1)].Events()[static_cast<size_t>(m_nSpikeId - 1)];
     const int64_t middle = spike.onPosition + (int64_t{spike.offPosition} - spike.onPosition) / 2;
-    for (int i = 0; i < doc.GetNumRuns(m_nTrace); ++i) {
-        int64_t start = 0, end = 0;
-        if (!doc.GetRunSpan(m_nTrace, i, start, end) || middle < start || middle >= end) continue;
-        return {static_cast<int32_t>(std::max(start, middle - m_nHalfWindow)),
-                static_cast<int32_t>(std::min(end, middle + m_nHalfWindow))};
-    }
+    for (const TraceStretch& stretch : StretchesOf(doc, m_nTrace))
+        if (middle >= stretch.start && middle < stretch.end)
+            return {static_cast<int32_t>(std::max(stretch.start, middle - m_nHalfWindow)),
+                    static_cast<int32_t>(std::min(stretch.end, middle + m_nHalfWindow))};
     return {0, 0};
 }
 
@@ -151,7 +152,11 @@ std::unique_ptr<OperationJob> CFreqMult::MakeJob() {
         span = HeldTo(doc, *region);
         const int64_t valid = doc.CountValid(m_nTrace, span.first, span.end);
         if (valid == 0) throw JobRefused(emptyRegionText);
-        if (valid < span.Count()) throw JobRefused(gapText);
+        const auto holds = [&](const TraceStretch& stretch) {
+            return span.first >= stretch.start && span.end <= stretch.end;
+        };
+        if (valid < span.Count() || std::ranges::none_of(StretchesOf(doc, m_nTrace), holds))
+            throw JobRefused(gapText);
     }
     if (int64_t{span.Count()} * m_nFrequencyMultiplier > mostRaisedValues)
         throw JobRefused(fmt::format("{} samples are too many to be raised {} times: choose {} at most.",
@@ -175,6 +180,11 @@ bool CFreqMult::Write(OperationJob& job, UndoScope&) {
         while (done.note.ends_with('\n')) done.note.pop_back();
         Tell(done.note);
     }
+    if (const auto count =
+            std::ranges::count_if(done.stretch.given, [](float x) { return !std::isfinite(x); });
+        count > 0)
+        Tell(fmt::format("{} of the {} given samples are infinite or not a number, which spoils all values.",
+                         count, done.stretch.given.size()));
     m_found = std::move(done.stretch);
     m_units = Document()->traces[static_cast<size_t>(m_nTrace)].traceUnits;
     return true;

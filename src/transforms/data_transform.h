@@ -11,7 +11,7 @@
 #include <string>
 
 #include "document/float_doc.h"
-#include "transforms/trace_stretches.h"
+#include "document/trace_stretches.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

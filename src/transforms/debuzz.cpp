@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-#include "transforms/trace_stretches.h"
+#include "document/trace_stretches.h"
 
 namespace kymora {
 
@@ -72,6 +72,7 @@ GraphLayer SweepLayer(std::span<const Value> samples, double interval, std::stri
 void CDebuzz::CheckChangeDoc(CDataDoc* doc) {
     m_sweeps = {};
     CTransformTraceDlg::CheckChangeDoc(doc);
+    HoldCycles(true);  // settings that were loaded may be for other recordings
 }
 
 void CDebuzz::CheckChangeView(DocumentView* view) {
@@ -112,7 +113,7 @@ void CDebuzz::Describe(ParamList& list) {
             const CDataDoc* doc = Document();
             return HasTrace() ? doc->traces[static_cast<size_t>(m_nTrace)].traceLabel : std::string();
         })
-        .Linked({"cycles"})
+        .Linked({"cycles", "perAvg"})
         .OnChange([this] {
             FollowTrace();
             HoldCycles(true);
@@ -129,7 +130,7 @@ void CDebuzz::DescribeNoise(ParamList& list) {
         .Alias("interval")
         .Limits(leastNoiseInterval, greatestNoiseInterval)
         .Tip("Duration of one cycle of the noise: 20 ms at 50 Hz, 16.6667 ms at 60 Hz")
-        .Linked({"cycles"})
+        .Linked({"cycles", "perAvg"})
         .OnChange([this] { HoldCycles(true); });
     list.Integer("cycles", "Number of cycles in template average", m_nCycles)
         .Limits(1, mostCycles)
@@ -139,7 +140,8 @@ void CDebuzz::DescribeNoise(ParamList& list) {
               [this] { return HasTrace() ? std::to_string(MaxCycles()) : std::string(); });
     list.Integer("perAvg", "Number noise cycles to de-buzz per avg", m_nPerAvg)
         .Limits(1, mostPerAvg)
-        .Tip("Kept for the report; the template follows each cycle");
+        .Tip("Kept for the report; the template follows each cycle")
+        .OnChange([this] { HoldCycles(false); });
     list.Group("Graph");
     list.Action("gainUp", "Gain +", [this] { ChangeGain(gainStep); }).Tip("Shows the cycles higher");
     list.Action("gainDown", "Gain -", [this] { ChangeGain(1.0 / gainStep); }).Tip("Shows the cycles lower");
@@ -219,7 +221,8 @@ int64_t CDebuzz::MaxCycles() const {
 void CDebuzz::HoldCycles(bool tells) {
     m_sweeps = {};
     if (!HasTrace() || !View()) return;
-    const int64_t most = std::clamp<int64_t>(MaxCycles(), 1, mostCycles);
+    const int64_t all = std::max<int64_t>(MaxCycles(), 1), most = std::min<int64_t>(all, mostCycles);
+    m_nPerAvg = static_cast<int32_t>(std::min<int64_t>(m_nPerAvg, all));
     if (m_nCycles <= most) return;
     m_nCycles = static_cast<int32_t>(most);
     if (tells) Tell(fewSweepsText);
@@ -354,14 +357,14 @@ void CDebuzz::WriteResult(const TextSink& sink) {
     const NoiseCycleSettings settings = KernelSettings();
     ForEachCycle([&](const Cycle& cycle) {
         const CycleExtremes extremes = ExtremesOf(cycle.samples);
-        return sink(fmt::format("{}\t{:.6g}\t{:g}\t{:g}\t{:g}\t{}\r\n", cycle.number,
+        return sink(fmt::format("{}\t{:.10g}\t{:g}\t{:g}\t{:g}\t{}\r\n", cycle.number,
                                 Document()->TimeOf(cycle.start), extremes.low, extremes.high,
                                 extremes.high - extremes.low, IsAccepted(extremes, settings) ? "yes" : "no"));
     });
 }
 
 std::vector<Result> CDebuzz::Results() {
-    if (!Document() || !CheckSettings().empty()) return {};
+    if (!ListsCycles() || !Document() || !CheckSettings().empty()) return {};
     Result cycles{"cycles", {}, {}, {}};
     cycles.columns = {{"cycle", ""},   {"start", "ms"},      {"minimum", ""},
                       {"maximum", ""}, {"peak-to-peak", ""}, {"accepted", ""}};
@@ -393,7 +396,7 @@ KernelOutcome CDebuzz::Conclude(const TransformRun& run, const NoiseCycleOutcome
     if (!outcome) return result;
     if (outcome.isCopied)
         m_strNote =
-            fmt::format("Trace {}, run from {:.6g} ms: its {} samples are fewer than the {} of a noise "
+            fmt::format("Trace {}, run from {:.10g} ms: its {} samples are fewer than the {} of a noise "
                         "cycle. They stay as they are.",
                         run.trace + 1, run.doc.TimeOf(run.start), run.count, KernelSettings().Length());
     else if (outcome.found < m_nCycles)

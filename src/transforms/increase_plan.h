@@ -2,9 +2,9 @@
 // A recording with more samples at the same times: each one becomes as many as the multiplier says.
 
 #include "document/sample_scan.h"
+#include "document/trace_stretches.h"
 #include "transforms/rewrite_dlg.h"
 #include "transforms/sample_increase.h"
-#include "transforms/trace_stretches.h"
 
 namespace kymora {
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "document/sample_scan.h"
 #include "numerics/rounding.h"
@@ -43,8 +44,13 @@ void CMultiProcess::Serialize(CArchive& archive) {
     Exchange(archive, m_dUserEnd);
     Exchange(archive, m_nEventChannel);
     Exchange(archive, m_nEventNumber);
-    // Where nobody attends, the run refuses it.
-    if (archive.IsStoring() || !Document() || !IsAttended() || m_nRegion != inEvent || HasEvent()) return;
+}
+
+// Where nobody attends, the run refuses an event that the recording does not have.
+void CMultiProcess::CheckChangeDoc(CDataDoc* doc) {
+    CTransformTraceWindowDlg::CheckChangeDoc(doc);
+    if (!doc || !std::exchange(m_wereLoaded, false) || !IsAttended()) return;
+    if (m_nRegion != inEvent || HasEvent()) return;
     Tell(noSuchEventText);
     m_nRegion = visible;
 }
@@ -202,8 +208,8 @@ CMultiProcess::Level CMultiProcess::MeanOf(Input&& input) const {
     Level level{mean.Mean(), "", {}};
     if (mean.IsOff())
         level.note = fmt::format(
-            "The mean is added up in single precision and comes to {:g}; the exact mean of these {} samples "
-            "is {:g}. To take that away, subtract it with \"Offset, scale, rectify\".",
+            "The mean is added up in single precision and comes to {}; the exact mean of these {} samples "
+            "is {:.9g}. To take that away, subtract it with \"Offset, scale, rectify\".",
             level.value, mean.Count(), mean.Exact());
     return level;
 }
@@ -274,8 +280,8 @@ ConditioningSettings CMultiProcess::KernelSettings(const TransformRun& run, cons
 // The first of them is told, the others are logged: there may be thousands of episodes.
 void CMultiProcess::TellNote(const TransformRun& run, const Level& level) {
     if (level.note.empty() || m_bInPreview) return;
-    const std::string text =
-        fmt::format("Trace {}, run from {:.6g} ms: {}", run.trace + 1, run.doc.TimeOf(run.start), level.note);
+    const std::string text = fmt::format("Trace {}, run from {:.10g} ms: {}", run.trace + 1,
+                                         run.doc.TimeOf(run.start), level.note);
     if (std::exchange(m_wasTold, true))
         run.host.Log(text + "\n");
     else

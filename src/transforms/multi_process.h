@@ -27,6 +27,8 @@ class CMultiProcess : public CTransformTraceWindowDlg {
     const char* ClassName() const override { return "CMultiProcess"; }
     const char* Title() const override { return "De-mean/median, rectify, smooth"; }
 
+    void CheckChangeDoc(CDataDoc* doc) override;
+    void SettingsWereChosen() override { m_wereLoaded = true; }
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
     WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
@@ -76,6 +78,7 @@ class CMultiProcess : public CTransformTraceWindowDlg {
     void TellNote(const TransformRun& run, const Level& level);
 
     std::map<int, Level> m_levels;  // by trace, while a file is written
+    bool m_wereLoaded = false;      // and not looked at beside a recording
     bool m_isWriting = false, m_wasTold = false;
     std::string m_strNote;  // what a preview says
 };

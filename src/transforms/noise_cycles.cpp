@@ -144,7 +144,7 @@ NoiseCycleOutcome Subtract(const SourceMaker& makeSource, int64_t count, const N
     const auto ahead = makeSource();
     CycleCleaner cleaner(*ahead, *source, count, settings);
     outcome.found = cleaner.Gather();
-    if (outcome.found == 0) return Refusal(noAcceptableCycleText);
+    if (outcome.found == 0) return Refusal(settings.greatest ? noAcceptableCycleText : noFiniteCycleText);
     if (wantsAll && outcome.found < settings.cycles) return Refusal(tooFewCyclesText);
     cleaner.Run(sink);
     return outcome;

@@ -62,6 +62,8 @@ class CycleReader {
 };
 
 inline constexpr const char* noAcceptableCycleText = "No noise cycle lies within the limits.";
+inline constexpr const char* noFiniteCycleText =
+    "No noise cycle is free of samples that are infinite or not a number.";
 inline constexpr const char* tooFewCyclesText =
     "File or episode too short to acquire requisite number of noise cycles in average noise template. Reduce "
     "number to average.";

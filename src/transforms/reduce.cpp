@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "transforms/trace_stretches.h"
+#include "document/trace_stretches.h"
 
 namespace kymora {
 

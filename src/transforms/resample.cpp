@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "document/sample_scan.h"
+#include "document/trace_stretches.h"
 #include "transforms/resample_run.h"
-#include "transforms/trace_stretches.h"
 
 namespace kymora {
 

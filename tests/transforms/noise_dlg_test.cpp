@@ -316,6 +316,8 @@ TEST_F(NoiseDlgTest, MultiProcessRegionsThatAreNone) {
     CMultiProcess loaded;
     Show(loaded, 0, 10);
     loaded.TakeSettings(dialog.Settings());
+    loaded.SettingsWereChosen();
+    loaded.CheckChangeDoc(doc.get());
     EXPECT_EQ(loaded.m_nRegion, CMultiProcess::visible);
     ASSERT_EQ(host.messages.size(), 1u);
     EXPECT_EQ(host.messages[0].text, noSuchEventText);
@@ -340,8 +342,8 @@ TEST_F(NoiseDlgTest, MultiProcessLongRuns) {
     EXPECT_TRUE(Memory(dialog, {0.0f}).outcome.isDone);
     EXPECT_TRUE(Memory(dialog, {0.0f}).outcome.isDone);
     ASSERT_EQ(host.messages.size(), 1u);
-    EXPECT_TRUE(host.messages[0].text.ends_with(
-        "of these 5000001 samples is -64.7. To take that away, subtract it with \"Offset, scale, rectify\"."))
+    EXPECT_TRUE(host.messages[0].text.ends_with("of these 5000001 samples is -64.6999995. To take that away, "
+                                                "subtract it with \"Offset, scale, rectify\"."))
         << host.messages[0].text;
 }
 
