@@ -75,8 +75,8 @@ int main() {
     merge->m_channels = {0, 1};
     bench.Run("merging two channels", 150, std::move(merge));
     auto times = std::make_unique<CEventTimeFilter>();
-    times->m_fMinimumOff = 5.0f;
-    times->m_fMinimumOn = 10.0f;
+    times->m_dMinimumOff = 5.0;
+    times->m_dMinimumOn = 10.0;
     bench.Run("time filter", 100, std::move(times));
     bench.Run("frequency filter", 100, std::make_unique<CEventFreqFilter>());
     auto label = std::make_unique<CEventLabelFilter>();
