@@ -23,14 +23,11 @@ constexpr uint32_t vectorPaper = 0xFFFFFF;
 constexpr uint32_t vectorMarkerColour = Rgb(255, 0, 255);
 constexpr double gridWidth = 0.5, boxReach = 5.0, fullBar = 9.0, thinBar = 3.0;  // pixels
 constexpr double dotOfEvent = 3.0, tagWide = 5.0, tagUp = 8.0;
-constexpr double ascent = 0.9, lineStep = 1.2, letterShare = 0.56;  // of the size of a text
+constexpr double ascent = 0.9, lineStep = 1.2;  // of the size of a text
 constexpr int vectorDivisions = 8, plainPixels = 11;
 constexpr double shadeShare = 0.125, tickOfColour = 0.4;
 
-// How wide a text is, about: what stands beside it keeps clear of it.
-int WidthOf(std::string_view text, double size) {
-    return RoundHalfAway(static_cast<double>(text.size()) * letterShare * size);
-}
+int WidthOf(std::string_view text, double size) { return RoundHalfAway(TextWidthOf(text, size)); }
 
 // --- grid ---
 
@@ -353,8 +350,15 @@ class CursorWriter {
         for (int trace = 0; trace < context.doc.traceCount; ++trace) {
             const float sample = samples[static_cast<size_t>(trace)];
             if (!context.IsTraceShown(trace) || !std::isfinite(sample)) continue;
-            const int y = plot_.Values(context.AxisOf(trace)).ToPixel(static_cast<double>(sample));
-            if (y >= 0 && y <= plot_.page.height) writer_.MarkedPoint(x, y, plot_.Pixels(3.0));
+            const int axis = context.AxisOf(trace);
+            const int y = plot_.Values(axis).ToPixel(static_cast<double>(sample));
+            int top = 0, bottom = plot_.page.height;
+            if (context.settings.m_format[static_cast<size_t>(trace)].clipToAxis) {
+                const PixelRect band = context.BandOf(axis);
+                top = std::max(top, plot_.Row(band.top - context.layout.axisGap));
+                bottom = std::min(bottom, plot_.Row(band.bottom + context.layout.axisGap));
+            }
+            if (y >= top && y <= bottom) writer_.MarkedPoint(x, y, plot_.Pixels(3.0));
         }
     }
 

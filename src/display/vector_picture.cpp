@@ -117,12 +117,18 @@ std::vector<int> TracesShown(const PlotContext& context) {
     return traces;
 }
 
-void LogSize(Session& session, VectorFormat format, const VectorPage& page, const PlotContext& context) {
-    if (format == VectorFormat::hpgl) {
-        const SamplesInView span = SpanOf(context, 0, false);
-        session.host.Log(fmt::format("number of samples in screen = {}\n", span.end - span.first));
-        return;
+// Those in gaps are read, too.
+uint64_t SamplesToRead(const PlotContext& context, const std::vector<int>& traces) {
+    int64_t samples = 0;
+    for (const int trace : traces) {
+        const SamplesInView span = SpanOf(context, trace, true);
+        samples += span.end - span.first;
     }
+    return static_cast<uint64_t>(samples);
+}
+
+void LogSize(Session& session, VectorFormat format, const VectorPage& page) {
+    if (format == VectorFormat::hpgl) return;
     // Points for one, millimetres for the other: what the file says.
     const bool isEps = format == VectorFormat::eps;
     const double unit = isEps ? pointsPerInch / mmPerInch : 1.0;
@@ -164,6 +170,11 @@ std::string VectorSizeText(VectorFormat format, int64_t points) {
     return fmt::format("{} points, about {}", GroupedDigits(points), size);
 }
 
+bool MayTakeName(Session& session, const std::filesystem::path& chosen, const std::filesystem::path& out) {
+    return out == chosen || !session.files.Stamp(out) ||
+           session.host.Confirm("The file " + out.string() + " exists. Replace it?");
+}
+
 bool SaveVectorFile(Session& session, const std::filesystem::path& out, VectorFormat format,
                     const VectorPage& page, int64_t points, const std::function<void(VectorWriter&)>& write) {
     if (points > manyVectorPoints &&
@@ -178,6 +189,7 @@ bool SaveVectorFile(Session& session, const std::filesystem::path& out, VectorFo
             const auto writer = MakeVectorWriter(format, page, [&](std::string_view text) {
                 archive.WriteRaw(std::as_bytes(std::span(text.data(), text.size())));
             });
+            LogSize(session, format, page);
             writer->Begin();
             write(*writer);
             writer->End();
@@ -206,13 +218,17 @@ bool SaveVectors(const PlotContext& context, const std::filesystem::path& out, V
     const std::vector<int> traces = TracesShown(context);
     const int64_t points = VectorPoints(context);
     return SaveVectorFile(context.GetSession(), out, format, plot.page, points, [&](VectorWriter& writer) {
-        LogSize(context.GetSession(), format, plot.page, context);
+        if (format == VectorFormat::hpgl) {
+            const SamplesInView span = SpanOf(context, 0, false);
+            context.GetSession().host.Log(
+                fmt::format("number of samples in screen = {}\n", span.end - span.first));
+        }
         if (!context.shownAxes.empty() && context.settings.m_fDataArea > 0.0f) {
             const PixelRect band = context.BandOf(context.shownAxes.front());
             writer.AxisBar(plot.Row(band.bottom), plot.Row(band.top));
         }
         WriteBehindTraces(plot, writer);
-        ProgressScope progress(context.GetSession().host, "Writing", static_cast<uint64_t>(points),
+        ProgressScope progress(context.GetSession().host, "Writing", SamplesToRead(context, traces),
                                vectorPiece);
         for (size_t i = 0; i < traces.size(); ++i) {
             progress.AtTrace(i + 1, traces.size());

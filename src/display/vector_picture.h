@@ -44,6 +44,9 @@ std::string VectorSizeText(VectorFormat format, int64_t points);
 void WriteBehindTraces(const VectorPlot& plot, VectorWriter& writer);
 void WriteOverTraces(const VectorPlot& plot, VectorWriter& writer);
 
+// A name that the user did not see in the dialog, since it was completed later, may be taken.
+bool MayTakeName(Session& session, const std::filesystem::path& chosen, const std::filesystem::path& out);
+
 // Asks the user of a file of many points; false when it is not wanted. The file takes its place by rename,
 // so nothing half-written is left. Throws std::runtime_error, or Cancelled.
 bool SaveVectors(const PlotContext& context, const std::filesystem::path& out, VectorFormat format,

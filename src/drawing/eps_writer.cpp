@@ -10,6 +10,7 @@ namespace kymora {
 namespace {
 
 constexpr double epsBarPoints = 8.0;
+constexpr double besideBar = 0.01;  // of the page, to the text of a scale bar
 constexpr int mostLinesInPath = 1000;
 
 std::string RgbText(uint32_t colour) {
@@ -213,11 +214,11 @@ class EpsWriter : public VectorWriter {
         Put(fmt::format("{} {} m {} {} l stroke\n", bar.x1, bar.y1, bar.x2, bar.y2));
         if (bar.text.empty()) return;
         const bool isLevel = bar.y1 == bar.y2;
-        const double beside = BarTextSize() * 0.3;
-        const int x = isLevel ? bar.x1 : bar.x1 + RoundHalfAway(bar.width + beside);
-        const int y = isLevel ? bar.y1 - RoundHalfAway(bar.width / 2.0 + beside)
+        const int x = isLevel ? bar.x1 : bar.x1 + RoundHalfAway(besideBar * Page().width);
+        const int y = isLevel ? bar.y1 - RoundHalfAway(besideBar * Page().height)
                               : std::min(bar.y1, bar.y2) + RoundHalfAway(BarTextSize());
-        Show(x, y, {bar.text, 0.0, bar.textColour}, epsBarPoints);
+        Show(OnPage(x, TextWidthOf(bar.text, BarTextSize())), y, {bar.text, 0.0, bar.textColour},
+             epsBarPoints);
     }
 
     // The scale is inverted around the text, so that its letters stand upright and are as large as they say.

@@ -13,6 +13,7 @@ namespace {
 constexpr double plotterStepMm = 0.025;  // of the plotter itself
 constexpr int divisionUnits = plotterUnits / 8;
 constexpr double letterWidth = 0.5, letterHeight = 0.7;  // of a capital, in the size of the text
+constexpr double letterPitch = 1.5 * letterWidth;        // from letter to letter
 constexpr double hpglBarPoints = 8.0;
 constexpr char endOfLabel = '\x03';
 
@@ -99,7 +100,8 @@ class CHpglPlot : public VectorWriter {
         if (bar.text.empty()) return;
         const bool isLevel = bar.y1 == bar.y2;
         const int beside = RoundHalfAway(bar.width / 2.0 + 0.3 * BarTextSize());
-        Text(isLevel ? bar.x1 : bar.x1 + beside,
+        const double width = static_cast<double>(LettersOf(bar.text)) * letterPitch * BarTextSize();
+        Text(OnPage(isLevel ? bar.x1 : bar.x1 + beside, width),
              isLevel ? bar.y1 - beside : std::min(bar.y1, bar.y2) + RoundHalfAway(BarTextSize()),
              {bar.text, BarTextSize()});
     }

@@ -9,6 +9,8 @@ namespace kymora {
 
 namespace {
 
+// Readers of XML hold what they have read until the end of an element, and refuse to hold much.
+constexpr uint64_t mostPointsInElement = 5'000;
 constexpr double svgBarText = 48.0, svgBarResolution = 600.0;  // units, at that resolution
 
 std::string SvgColour(uint32_t colour) {
@@ -132,8 +134,12 @@ class SvgWriter : public VectorWriter {
     }
 
     void LineEnded() override {
-        if (part_ == VectorPart::trace) Put("\"/>\n");
+        if (part_ == VectorPart::trace)
+            Put("\"/>\n");
+        else if (pointsInPath_ >= mostPointsInElement)
+            EndPath();
     }
+    uint64_t MostPointsInLine() const override { return mostPointsInElement; }
 
   private:
     std::string Style() const {
@@ -151,10 +157,11 @@ class SvgWriter : public VectorWriter {
         PutPairs(points, ' ');
     }
 
-    // The many short lines of a part are one element.
+    // Many short lines of a part are one element.
     void PutPath(std::span<const Point> points, bool isFirst) {
         if (!isInPath_) Put("<path " + Style() + " d=\"");
         isInPath_ = true;
+        pointsInPath_ += points.size();
         if (isFirst) Put('M');
         PutPairs(points, ' ');
     }
@@ -174,6 +181,7 @@ class SvgWriter : public VectorWriter {
     void EndPath() {
         if (isInPath_) Put("\"/>\n");
         isInPath_ = false;
+        pointsInPath_ = 0;
     }
 
     void PutCircle(int x, int y, int radius, const std::string& colour) {
@@ -193,13 +201,15 @@ class SvgWriter : public VectorWriter {
             bar.textColour == 0 ? "" : fmt::format(" fill: {};", SvgColour(bar.textColour));
         Put(fmt::format("<text x=\"{}\" y=\"{}\" style=\"font-family: Arial; font-size : "
                         "{:g};{}\">{}</text>\n",
-                        textX, textY, BarTextSize(), colour, XmlText(OneLine(bar.text))));
+                        OnPage(textX, TextWidthOf(bar.text, BarTextSize())), textY, BarTextSize(), colour,
+                        XmlText(OneLine(bar.text))));
     }
 
     VectorPart part_ = VectorPart::trace;
     VectorPen pen_;
     bool hasLines_ = false;  // of this part
     bool isInPath_ = false;
+    uint64_t pointsInPath_ = 0;
 };
 
 }  // namespace

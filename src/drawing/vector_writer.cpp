@@ -7,8 +7,6 @@ namespace kymora {
 namespace {
 
 constexpr size_t bufferBytes = size_t{1} << 16;
-// Readers of SVG refuse longer attributes, and interpreters of PostScript hold a path in memory.
-constexpr uint64_t mostPointsInLine = 500'000;
 constexpr int mostUnits = 1'000'000;
 
 }  // namespace
@@ -32,6 +30,11 @@ VectorPage PageOf(VectorFormat format, int plotWidth, int plotHeight, double wid
     return page;
 }
 
+double TextWidthOf(std::string_view utf8, double size) {
+    constexpr double letterShare = 0.56;
+    return static_cast<double>(LettersOf(utf8)) * letterShare * size;
+}
+
 VectorWriter::VectorWriter(const VectorPage& page, Sink sink)
     : page_(page), sink_(std::move(sink)), buffer_(bufferBytes, '\0') {}
 
@@ -53,30 +56,41 @@ void VectorWriter::Put(std::string_view text) {
     }
 }
 
+// The first of the points that are held was written before, unless the line begins with it. A line that is as
+// long as one may be goes on in another one, which has a second point, too.
+void VectorWriter::WriteHeld() {
+    size_t from = pointsInLine_ == 0 ? 0 : 1;
+    while (from < held_) {
+        if (pointsInLine_ == MostPointsInLine()) {
+            LineEnded();
+            Points({&points_[from - 1], 1}, true);
+            pointsInLine_ = 1;
+        }
+        const size_t part = std::min<size_t>(held_ - from, MostPointsInLine() - pointsInLine_);
+        Points(std::span(points_).subspan(from, part), pointsInLine_ == 0);
+        pointsInLine_ += part;
+        from += part;
+    }
+}
+
 // The last point stays, so that the next one can be told to lie on it.
 void VectorWriter::HandOver() {
-    const Point last = points_[held_ - 1];
-    const bool isFirst = pointsInLine_ == 0;
-    Points(std::span(points_.data(), held_).subspan(isFirst ? 0 : 1), isFirst);
-    pointsInLine_ += isFirst ? held_ : held_ - 1;
-    if (pointsInLine_ >= mostPointsInLine) {
-        LineEnded();
-        Points({&last, 1}, true);
-        pointsInLine_ = 1;
-    }
-    points_[0] = last;
+    WriteHeld();
+    points_[0] = points_[held_ - 1];
     held_ = 1;
 }
 
 void VectorWriter::EndLine() {
     if (held_ == 0) return;
-    const bool isFirst = pointsInLine_ == 0;
-    if (isFirst && held_ == 1) points_[held_++] = points_[0];
-    const auto rest = std::span(points_.data(), held_).subspan(isFirst ? 0 : 1);
-    if (!rest.empty()) Points(rest, isFirst);
+    if (pointsInLine_ == 0 && held_ == 1) points_[held_++] = points_[0];
+    WriteHeld();
     LineEnded();
     held_ = 0;
     pointsInLine_ = 0;
+}
+
+int VectorWriter::OnPage(int x, double textWidth) const {
+    return std::max(0, std::min(x, page_.width - static_cast<int>(std::ceil(textWidth))));
 }
 
 void VectorWriter::Line(int x1, int y1, int x2, int y2) {

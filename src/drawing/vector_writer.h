@@ -3,6 +3,7 @@
 // memory, so that a line may have any number of points. Coordinates are units of the target device, y runs
 // down from the top; text stays text.
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <filesystem>
@@ -57,6 +58,13 @@ struct VectorText {
     bool isBold = false, isItalic = false;
     int escapement = 0;  // tenths of a degree, against the clock
 };
+
+// Not their bytes.
+inline int64_t LettersOf(std::string_view utf8) {
+    return std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; });
+}
+// How wide a text is, about: what stands beside it keeps clear of it.
+double TextWidthOf(std::string_view utf8, double size);
 
 enum class VectorPart { grid, shades, ticks, trace, events, markers, annotations, scaleBars, cursors };
 
@@ -124,7 +132,11 @@ class VectorWriter {
     // The points of a line, which follow those that were written; never none.
     virtual void Points(std::span<const Point> points, bool isFirst) = 0;
     virtual void LineEnded() = 0;
+    // Interpreters of PostScript hold a path in memory.
+    virtual uint64_t MostPointsInLine() const { return 500'000; }
 
+    // Where a text begins that is to be all on the page.
+    int OnPage(int x, double textWidth) const;
     void Put(std::string_view text);
     void Put(char c) {
         if (at_ == buffer_.size()) Flush();
@@ -140,6 +152,7 @@ class VectorWriter {
 
   private:
     void HandOver();
+    void WriteHeld();
 
     VectorPage page_;
     Sink sink_;

@@ -65,6 +65,14 @@ void CGraphicsFileFormat::WriteResult(const TextSink& sink) {
     sink(text);
 }
 
+bool CGraphicsFileFormat::Analyse(UndoScope&) {
+    if (!IsAttended()) return true;
+    PictureOptions& picture = Document()->GetSession().picture;
+    picture.targetWidth = m_dTargetWidth;
+    picture.targetResolution = m_nResolution;
+    return true;
+}
+
 std::vector<Result> CGraphicsFileFormat::Results() {
     Result result;
     result.name = "vector file";

@@ -1,6 +1,7 @@
 #pragma once
 // "Graphics file format": the settings of vector files, which a configuration file can keep. It writes
-// nothing itself: views and plots take their settings from it.
+// nothing itself: views and plots take their settings from it. OK in its window makes them those that the
+// dialogs of vector files offer.
 
 #include <cmath>
 
@@ -41,7 +42,7 @@ class CGraphicsFileFormat : public CBatchBaseDlg {
 
   protected:
     void Describe(ParamList& list) override;
-    bool Analyse(UndoScope&) override { return true; }
+    bool Analyse(UndoScope&) override;
 };
 
 }  // namespace kymora

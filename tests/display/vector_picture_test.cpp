@@ -173,26 +173,103 @@ TEST_F(VectorPictureTest, AHiddenTraceWritesNothing) {
     EXPECT_THROW(SavePicture(*view, "/b.svg", options), std::runtime_error) << "nothing is shown";
 }
 
-// Of a long line the pieces are joined: readers refuse an attribute of more than ten million bytes.
+// Readers of XML keep only about 10 MB of unread input between elements, so that pieces are short in SVG.
 TEST_F(VectorPictureTest, LongLinesComeInJoinedPiecesAndEverySampleIsThere) {
-    Open(MemoryDoc::Generate(session, 1, 1'200'000,
-                             [](int, int64_t i) { return static_cast<float>(i % 2 * 380); }),
-         0.0, 1'200'000.0);
-    const std::string svg = Save("/a.svg");
-    const std::string group = Between(svg, "<g id=\"trace1\"", "</g>");
-    std::vector<std::string> ends;
-    size_t points = 0;
-    for (size_t at = group.find("points=\""); at != std::string::npos; at = group.find("points=\"", at + 1)) {
-        const std::string line = Between(group.substr(at), "points=\"", " \"");
-        EXPECT_LT(line.size(), 6'000'000u);
-        points += static_cast<size_t>(std::count(line.begin(), line.end(), ','));
-        if (!ends.empty()) {
-            EXPECT_EQ(line.substr(0, line.find(' ')), ends.back());
+    for (const auto& [samples, pieces] : {std::pair{4'999u, 1u}, {5'000u, 1u}, {5'001u, 2u}, {20'000u, 5u}}) {
+        Open(MemoryDoc::Generate(session, 1, samples,
+                                 [](int, int64_t i) { return static_cast<float>(i % 2 * 380); }),
+             0.0, 20'000.0);
+        const std::string group = Between(Save("/a.svg"), "<g id=\"trace1\"", "</g>");
+        std::vector<std::string> ends;
+        int64_t points = 0;
+        for (size_t at = group.find("points=\""); at != std::string::npos;
+             at = group.find("points=\"", at + 1)) {
+            const std::string line = Between(group.substr(at), "points=\"", " \"");
+            const int64_t own = std::count(line.begin(), line.end(), ',');
+            EXPECT_TRUE(own >= 2 && own <= 5'000) << own;
+            points += own;
+            if (!ends.empty()) {
+                EXPECT_EQ(line.substr(0, line.find(' ')), ends.back());
+            }
+            ends.push_back(line.substr(line.rfind(' ') + 1));
         }
-        ends.push_back(line.substr(line.rfind(' ') + 1));
+        EXPECT_EQ(ends.size(), pieces) << samples;
+        EXPECT_EQ(points, samples + pieces - 1) << samples;
+        const std::string path = EpsTrace();
+        EXPECT_EQ(path.find("stroke"), path.rfind("stroke")) << "one path of PostScript";
+        Close();
     }
-    EXPECT_EQ(ends.size(), 3u);
-    EXPECT_EQ(points, 1'200'000u + 2u);
+}
+
+// Short lines, too, come in elements that readers take.
+TEST_F(VectorPictureTest, ManyEventsAreSeveralElements) {
+    std::string svg;
+    const auto writer = MakeVectorWriter(VectorFormat::svg, PageOf(VectorFormat::svg, 800, 400, 203.2, 100),
+                                         [&](std::string_view text) { svg += text; });
+    writer->BeginPart(VectorPart::events, 0, {});
+    for (int x = 0; x < 6'000; ++x) writer->Line(x, 0, x, 10);
+    writer->EndPart();
+    writer->End();
+    ExpectHolds(svg, "M2499,0 2499,10 \"/>\n<path style=\"fill:none;stroke:#000000;stroke-width:1.000000\" "
+                     "d=\"M2500,0 ");
+    EXPECT_TRUE(svg.ends_with("M5999,0 5999,10 \"/>\n</g>\n</svg>\n"));
+}
+
+TEST_F(VectorPictureTest, TextsOfScaleBarsStayOnThePage) {
+    Open(MemoryDoc::Make(session, {std::vector<float>(5, 100.0f)}, 100.0), 0.0, 400.0);
+    ScaleBar& level = doc->scaleBars[0].single;
+    level.m_nWidth = 2;
+    level.m_fLength = 10.0f;
+    level.m_fYFrac = 0.5f;
+    ScaleBar& upright = doc->scaleBars[1].list.emplace_back();
+    upright.m_nWidth = 2;
+    upright.m_fLength = 38.0f;
+    upright.m_strUnits = "\xC2\xB5V";
+    upright.m_fYFrac = 0.5f;
+    const auto placeOf = [](const std::string& text, std::string_view label, std::string_view before) {
+        const size_t at = text.rfind(before, text.find(label));
+        return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + before.size());
+    };
+    // Both texts have eight letters, of 0.56 times 11.1 units in EPS and 8 in SVG; those of a plotter stand
+    // 0.75 times 111.1 of its units apart. In EPS a hundredth of the page is between a bar and its text.
+    const struct {
+        const char *path, *before, *levelText, *uprightText;
+        int inMiddle, besideMiddle, atEdge;
+    } cases[] = {
+        {"/a.eps", "setrgbcolor\n", "(10.00 ms)", "(38.00 \\265V)", 400, 408, 750},
+        {"/a.svg", "<text x=\"", ">10.00 ms<", ">38.00 \xC2\xB5V<", 400, 404, 764},
+        {"/a.plt", "PA ", "LB10.00 ms", "LB38.00 uV", 4000, 4043, 7333},
+    };
+    for (const auto& test : cases)
+        for (const float place : {0.5f, 0.99f, -0.1f}) {
+            level.m_fXFrac = upright.m_fXFrac = place;
+            const std::string text = Save(test.path);
+            const bool isMiddle = place == 0.5f;
+            const int edge = place < 0.0f ? 0 : test.atEdge;
+            EXPECT_EQ(placeOf(text, test.levelText, test.before), isMiddle ? test.inMiddle : edge)
+                << test.path << " " << place;
+            EXPECT_EQ(placeOf(text, test.uprightText, test.before), isMiddle ? test.besideMiddle : edge)
+                << test.path << " " << place;
+        }
+    upright.m_fXFrac = level.m_fXFrac = 0.5f;
+    ExpectHolds(Save("/a.eps"), "\n400 196 m\n");
+}
+
+// A label has the room of its letters, not of their bytes; a dot stays in the band of a clipped trace.
+TEST_F(VectorPictureTest, LabelsAndDotsKnowTheirRoom) {
+    Open(MemoryDoc::Make(session, {std::vector<float>(5, -60.0f), std::vector<float>(5, 0.0f)}, 100.0), 0.0,
+         400.0);
+    SetAxis(0, 0.0, 180.0);  // rows 10 to 190
+    const std::string label = "\xC2\xB5\xC2\xB5\xC2\xB5\xC2\xB5\xC2\xB5\xC2\xB5\xC2\xB5\xC2\xB5";
+    doc->InsertMarker({350.0, label});
+    view->DatumLines().AddVertLine(view->Plot().TimeToPixel(300.0));
+    const std::string svg = Save("/a.svg");
+    const size_t text = svg.rfind("<text x=\"", svg.find(label));
+    ASSERT_NE(text, std::string::npos);
+    EXPECT_GT(std::atoi(svg.c_str() + text + 9), 700) << "right of its marker";
+    ExpectHolds(svg, "<circle cx=\"600\" cy=\"250\" r=\"3\" style=\"fill:red\" />");
+    view->m_format[0].clipToAxis = true;
+    EXPECT_EQ(Save("/a.svg").find("cy=\"250\""), std::string::npos);
 }
 
 TEST_F(VectorPictureTest, WhatStandsOnTheTracesIsLinesAndTexts) {
@@ -314,6 +391,14 @@ TEST_F(VectorPictureTest, ManyPointsAreAskedAboutAndNothingIsHalfWritten) {
     doc.reset();  // before its session
 }
 
+TEST_F(VectorPictureTest, ProgressEndsWhereTheSamplesDoAlsoOverGaps) {
+    const std::vector<float> samples(200'000, 1.0f);
+    Open(MemoryDoc::MakeWithRuns(session, {samples}, {{1000, 150'000, 49'000}}, 1.0), 10.5, 199'000.0);
+    Save("/a.eps");
+    ASSERT_EQ(host.progress.back().label, "Writing");
+    EXPECT_EQ(host.progress.back().updates.back(), host.progress.back().total);
+}
+
 TEST_F(VectorPictureTest, SizesOutOfReachAreRefused) {
     const struct {
         double width;
@@ -347,6 +432,17 @@ TEST_F(VectorPictureTest, TheTwoWidthsOfTheBlockFollowEachOther) {
     CGraphicsFileFormat other;
     other.TakeSettings(format.Settings());
     EXPECT_DOUBLE_EQ(other.m_dWidthInches, 5.0);
+    // OK in the window sets what the dialogs of vector files offer; a run that nobody attends does not.
+    Open(Ramp(1, 5), 0.0, 4.0);
+    other.m_nResolution = 1200;
+    other.CheckChangeDoc(doc.get());
+    RunMessages unheard;
+    for (const bool isAttended : {false, true}) {
+        other.SendMessagesTo(isAttended ? nullptr : &unheard);
+        EXPECT_TRUE(other.Run());
+        EXPECT_DOUBLE_EQ(session.picture.targetWidth, isAttended ? 127.0 : 152.4);
+        EXPECT_EQ(session.picture.targetResolution, isAttended ? 1200 : 600);
+    }
 }
 
 class TwiceHost : public CPreviewHost {
@@ -372,6 +468,14 @@ TEST_F(VectorPictureTest, APreviewIsWrittenToo) {
     // Raw above the transformed; the width is that of the session, 3600 units.
     ExpectHolds(eps, "%Trace 1\nnewpath\n0.000000 0.000000 0.000000 setrgbcolor\n0 ");
     ExpectHolds(eps, "%Trace 2\nnewpath\n0.847059 0.000000 0.000000 setrgbcolor\n0 ");
+    ExpectHolds(host.LogText(), "trying to open file /preview.eps\nEPS horz resol = 3600, ");
+    // The dialog has asked about the name that it knew.
+    EXPECT_TRUE(host.questions.empty());
+    host.answer = false;
+    preview.m_bSuperimpose = !preview.m_bSuperimpose;
+    preview.RunCommand("save-eps");
+    EXPECT_EQ(host.questions.back().text, "The file /preview.eps exists. Replace it?");
+    EXPECT_EQ(Bytes("/preview.eps"), eps);
     host.saveFile.reset();
     preview.RunCommand("save-eps");
     EXPECT_TRUE(host.messages.empty());

@@ -109,6 +109,12 @@ TEST_F(ViewOutputTest, PicturesHaveTheirFormatAndName) {
     EXPECT_NE(pdf.find("660"), std::string::npos);  // 880 pixels of 0.75 points
     EXPECT_TRUE(host.messages.empty());
     const size_t count = files.Count();
+    EXPECT_TRUE(host.questions.empty());
+    host.answer = false;
+    host.saveFile = "/view.old";  // completed to a name that the dialog did not ask about
+    Run("save-pdf");
+    EXPECT_EQ(host.questions.back().text, "The file /view.old.pdf exists. Replace it?");
+    EXPECT_EQ(Bytes("/view.old.pdf"), pdf);
     host.saveFile = "/cancelled.png";
     Run("save-png");  // cancelled at the form
     EXPECT_EQ(files.Count(), count);

@@ -2,6 +2,7 @@
 
 #include "display/commands/command_tables.h"
 #include "display/plot_recording.h"
+#include "display/vector_picture.h"
 #include "display/view_text.h"
 #include "document/native_writer.h"
 
@@ -101,16 +102,18 @@ void SaveAsPicture(const CommandContext& context) {
     std::string others;
     for (const PictureKind& other : pictureKinds)
         if (other.extension != extension) others += std::string("|") + other.name + "|*." + other.extension;
-    auto out = AskName(view, pictureKinds[kind].name, extension, others);
-    if (!out) return;
+    const auto chosen = AskName(view, pictureKinds[kind].name, extension, others);
+    if (!chosen) return;
     // The name says what is written: one that says nothing gets the extension of the command.
-    if (!PictureFormatOf(*out) && !VectorFormatOf(*out)) *out += "." + extension;
+    std::filesystem::path out = *chosen;
+    if (!PictureFormatOf(out) && !VectorFormatOf(out)) out += "." + extension;
+    if (!MayTakeName(view.GetSession(), *chosen, out)) return;
     PictureOptions& options = view.GetSession().picture;
-    if (!AskOptions(view, *out, options) || !view.FinishReload()) return;
+    if (!AskOptions(view, out, options) || !view.FinishReload()) return;
     PictureOptions own = options;
     // The layout of a vector file is the window's; its size is that in print.
-    if (VectorFormatOf(*out)) own.width = own.height = 0;
-    Try(view, "The picture was not saved.", [&] { SavePicture(view, *out, own); });
+    if (VectorFormatOf(out)) own.width = own.height = 0;
+    Try(view, "The picture was not saved.", [&] { SavePicture(view, out, own); });
 }
 
 }  // namespace

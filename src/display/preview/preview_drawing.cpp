@@ -132,10 +132,12 @@ void CTransformPreview::SaveVectors() {
     if (!hasView_ || panes.plot.Width() < 1 || panes.plot.Height() < 1) return;
     std::filesystem::path suggestion = doc_.filePath;
     suggestion.replace_filename(suggestion.stem().string() + " preview.eps");
-    auto out = session.host.ChooseSaveFile({"Save preview", vectorFilter, "eps", suggestion});
-    if (!out) return;
-    if (!VectorFormatOf(*out)) *out += ".eps";
-    const VectorFormat format = *VectorFormatOf(*out);
+    const auto chosen = session.host.ChooseSaveFile({"Save preview", vectorFilter, "eps", suggestion});
+    if (!chosen) return;
+    std::filesystem::path out = *chosen;
+    if (!VectorFormatOf(out)) out += ".eps";
+    if (!MayTakeName(session, *chosen, out)) return;
+    const VectorFormat format = *VectorFormatOf(out);
     const VectorPage page = PageOf(format, panes.plot.Width(), panes.plot.Height(),
                                    session.picture.targetWidth, session.picture.targetResolution);
     const auto write = [&](VectorWriter& writer, int number, std::span<const float> values,
@@ -153,7 +155,7 @@ void CTransformPreview::SaveVectors() {
     };
     try {
         const auto points = static_cast<int64_t>(data_.raw.size() + data_.transformed.size());
-        SaveVectorFile(session, *out, format, page, points, [&](VectorWriter& writer) {
+        SaveVectorFile(session, out, format, page, points, [&](VectorWriter& writer) {
             write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour);
             write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
         });
