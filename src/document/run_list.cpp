@@ -65,4 +65,11 @@ int64_t RunList::CountValid(int64_t from, int64_t to) const {
     return to > from ? ValidBefore(to) - ValidBefore(from) : 0;
 }
 
+void AddRun(std::vector<uint32_t>& runs, bool isValid, int64_t count) {
+    if (count == 0) return;
+    const bool lastIsValid = runs.size() % 2 == 1;
+    if (isValid != lastIsValid) runs.push_back(0);
+    runs.back() += static_cast<uint32_t>(count);
+}
+
 }  // namespace kymora

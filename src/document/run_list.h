@@ -55,4 +55,8 @@ class RunList {
     int64_t stored_ = 0;
 };
 
+// Makes a list of runs: `count` samples go behind those of `runs`, which begins as {0}. Neighbours of one
+// kind become one run, and none of 0 is made behind the first.
+void AddRun(std::vector<uint32_t>& runs, bool isValid, int64_t count);
+
 }  // namespace kymora

@@ -14,6 +14,23 @@ std::vector<TraceStretch> StretchesOf(const CDataDoc& doc, int trace) {
     return stretches;
 }
 
+std::vector<TraceStretch> UnbrokenStretches(const CDataDoc& doc, int trace) {
+    std::vector<TraceStretch> stretches = StretchesOf(doc, trace);
+    if (!doc.hasGaps || !doc.episodic) return stretches;
+    const std::vector<TraceStretch> episodes = Episodes(doc);
+    auto episode = episodes.begin();
+    std::vector<TraceStretch> unbroken;
+    for (TraceStretch stretch : stretches) {
+        for (; episode != episodes.end() && episode->start < stretch.end; ++episode) {
+            if (episode->start <= stretch.start) continue;
+            unbroken.push_back({stretch.start, episode->start});
+            stretch.start = episode->start;
+        }
+        unbroken.push_back(stretch);
+    }
+    return unbroken;
+}
+
 std::vector<TraceStretch> Episodes(const CDataDoc& doc) {
     std::vector<TraceStretch> episodes;
     const int64_t length = doc.GetLength();

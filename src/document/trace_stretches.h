@@ -18,6 +18,9 @@ struct TraceStretch {
 // else the whole trace.
 std::vector<TraceStretch> StretchesOf(const CDataDoc& doc, int trace);
 
+// The same, cut at the episodes of a recording with gaps, too: no value lies between two samples there.
+std::vector<TraceStretch> UnbrokenStretches(const CDataDoc& doc, int trace);
+
 // From each boundary to the next. Boundaries that are out of order or outside the recording divide nothing.
 std::vector<TraceStretch> Episodes(const CDataDoc& doc);
 

@@ -11,9 +11,20 @@ namespace {
 
 constexpr size_t leastFixedPoints = 4;
 
-// Reads the rows of one layout.
-FixedPoints ReadRows(TextReader& text, const RowFormat& format) {
+struct Reading {
     FixedPoints points;
+    bool hasFractions = false;  // a number of a point holds the decimal separator
+};
+
+bool IsFraction(const std::string& cell, char decimal) {
+    const size_t at = cell.find(decimal);
+    return at != std::string::npos && at + 1 < cell.size();
+}
+
+// Reads the rows of one layout.
+Reading ReadRows(TextReader& text, const RowFormat& format) {
+    Reading reading;
+    FixedPoints& points = reading.points;
     text.Rewind();
     for (std::string line; text.NextLine(line);) {
         if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
@@ -26,19 +37,23 @@ FixedPoints ReadRows(TextReader& text, const RowFormat& format) {
         if (x && y) {
             points.x.push_back(*x);
             points.y.push_back(*y);
+            if (IsFraction(cells[0], format.decimal) || IsFraction(cells[1], format.decimal))
+                reading.hasFractions = true;
         } else {
             ++points.ignored;
         }
     }
-    return points;
+    return reading;
 }
 
 }  // namespace
 
 FixedPoints ReadFixedPoints(TextReader& text, char decimal) {
-    FixedPoints points = ReadRows(text, RowFormat::Of(decimal));
-    if (points.x.empty() && points.ignored > 0 && decimal != '.') points = ReadRows(text, RowFormat::Of('.'));
-    return points;
+    Reading reading = ReadRows(text, RowFormat::Of(decimal));
+    if (decimal == '.' || reading.points.ignored == 0 || reading.hasFractions) return reading.points;
+    Reading withPoints = ReadRows(text, RowFormat::Of('.'));
+    const bool readsMore = withPoints.points.ignored < reading.points.ignored;
+    return readsMore ? withPoints.points : reading.points;
 }
 
 const char* FixedPointsFault(const FixedPoints& points) {

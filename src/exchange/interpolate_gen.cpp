@@ -9,7 +9,6 @@
 #include "document/native_writer.h"
 #include "exchange/fill_words.h"
 #include "exchange/pasted_recording.h"
-#include "host/user_numbers.h"
 #include "import/text_rows.h"
 
 namespace kymora {
@@ -40,13 +39,15 @@ std::string Heading(InterpolatorKind kind) {
     return kindHeadings[index < std::size(kindHeadings) ? index : 0];
 }
 
-// The numbers of a query; nothing where a word is none.
-std::optional<std::vector<double>> ReadQuery(std::string_view text) {
+// The numbers of a query; nothing where a word is none. With decimal commas, a query that makes no sense with
+// them is read with points, as saved settings have them.
+std::optional<std::vector<double>> ReadQuery(std::string_view text, char decimal) {
     std::vector<double> places;
-    for (const std::string& cell : SplitCells(text, ",; \t\r\n")) {
+    for (const std::string& cell : SplitCells(text, decimal == ',' ? "; \t\r\n" : ",; \t\r\n")) {
         if (cell.empty()) continue;
-        const auto place = ParseNumber(cell);
-        if (!place) return {};
+        const auto place = ReadNumber(cell, decimal);
+        const bool isNumber = place && std::isfinite(*place);
+        if (!isNumber) return decimal == '.' ? std::nullopt : ReadQuery(text, '.');
         places.push_back(*place);
     }
     return places;
@@ -132,7 +133,7 @@ void CInterpolateGen::GetParamText(std::string& text) {
 
 std::string CInterpolateGen::CheckSettings() {
     if (!m_bAxisAuto && !(m_dAxisLeft < m_dAxisRight)) return axisText;
-    return ReadQuery(m_strQuery) ? std::string() : queryFaultText;
+    return Query() ? std::string() : queryFaultText;
 }
 
 // --- where the points come from ---
@@ -201,6 +202,10 @@ FixedPoints CInterpolateGen::ReadPoints() {
     return ReadFixedPoints(text, session.decimalSeparator);
 }
 
+std::optional<std::vector<double>> CInterpolateGen::Query() const {
+    return ReadQuery(m_strQuery, Document() ? Document()->GetSession().decimalSeparator : '.');
+}
+
 // A run of its own accord has it said in a line of the window; a row is just being typed, maybe.
 void CInterpolateGen::NoteIgnored(const FixedPoints& points) {
     if (points.ignored == 0) return;
@@ -252,8 +257,7 @@ bool CInterpolateGen::Analyse(UndoScope&) {
     } else {
         for (const double place : x) found.curve.push_back(at(place));
     }
-    for (const double place : ReadQuery(m_strQuery).value_or(std::vector<double>()))
-        found.queries.push_back(at(place));
+    for (const double place : Query().value_or(std::vector<double>())) found.queries.push_back(at(place));
     const auto odd = std::ranges::count_if(found.curve, [](const Place& p) { return !std::isfinite(p.y); });
     if (odd > 0) Tell(fmt::format(notFiniteText, odd, found.curve.size()));
     m_found = std::move(found);

@@ -67,6 +67,8 @@ class CInterpolateGen : public CBatchBaseDlg {
     void SetList(std::string list, Source source);
     FixedPoints ReadPoints();
     void NoteIgnored(const FixedPoints& points);
+    // Nothing where a word is no number.
+    std::optional<std::vector<double>> Query() const;
     std::string SourceText() const;
     std::string QueryText() const;
     void SetAxis(const FixedPoints& points);

@@ -33,7 +33,7 @@ double SixDigits(double value, bool downward) {
 }
 
 bool IsTooLong(const SparsePoints& points, double factor, double interval) {
-    return !(std::round(points.times.back() * factor / interval) < static_cast<double>(longestRecording));
+    return SparsePosition(points.times.back() * factor, interval) >= longestRecording;
 }
 
 // The largest interval, in six digits, at which each point has a sample of its own for sure.
@@ -141,8 +141,8 @@ void CFilePasteNewSparse::Follow() {
     shownUnit_ = settings.timeUnit;
     const double interval = form_.Number("sampleInterval");
     form_["step"].text = fmt::format("{:.6g} ms", points_.smallestStep * factor);
-    const double samples = interval > 0.0 ? std::round(points_.times.back() * factor / interval) + 1.0 : 0.0;
-    form_["samples"].text = fmt::format("{:.10g} samples", samples);
+    const int64_t samples = interval > 0.0 ? SparsePosition(points_.times.back() * factor, interval) + 1 : 0;
+    form_["samples"].text = fmt::format("{:.10g} samples", static_cast<double>(samples));
 }
 
 SparseSettings CFilePasteNewSparse::Settings() const {

@@ -51,13 +51,17 @@ bool HaveOwnSamples(const std::vector<double>& times, double interval) {
     return true;
 }
 
-// The least time between two points, as six decimals show it and no larger; steps of 0.1 come as
-// 0.09999999999999998 out of a subtraction.
-double LargestInterval(const std::vector<double>& times) {
+// The least time between two points, as six decimals show it and no larger, or three digits where six
+// decimals show nothing; steps of 0.1 come as 0.09999999999999998 out of a subtraction.
+std::string LargestInterval(const std::vector<double>& times) {
     double step = std::numeric_limits<double>::max();
     for (size_t i = 1; i < times.size(); ++i) step = std::min(step, times[i] - times[i - 1]);
-    const double shown = std::round(step * 1e6) / 1e6;
-    return shown > step * (1.0 + 1e-9) ? shown - 1e-6 : shown;
+    const auto downTo = [step](double unit) {
+        const double units = std::round(step / unit);
+        return units * unit > step * (1.0 + 1e-9) ? (units - 1.0) * unit : units * unit;
+    };
+    if (const double shown = downTo(1e-6); shown > 5e-7) return fmt::format("{:f}", shown);
+    return fmt::format("{:.3g}", downTo(std::pow(10.0, std::floor(std::log10(step)) - 2.0)));
 }
 
 }  // namespace
@@ -159,7 +163,7 @@ std::unique_ptr<SparseSamples> CPasteSparseTrace::MakeSamples(const SparsePoints
                                           doc.GetEndTime());
     if (fault.empty() && !HaveOwnSamples(times, interval))
         fault =
-            fmt::format("{}\nThe largest acceptable sample interval is {:f}.",
+            fmt::format("{}\nThe largest acceptable sample interval is {}.",
                         m_Fill.IsCurve() ? tooCoarseForCurve : tooCoarseForPoints, LargestInterval(times));
     if (fault.empty()) fault = InterpolatorFault(m_Fill.Kind(), within);
     if (within < all)

@@ -8,13 +8,6 @@ namespace {
 
 constexpr int64_t samplesInBlock = 1 << 16;
 
-void AddRun(std::vector<uint32_t>& runs, bool isValid, int64_t count) {
-    if (count == 0) return;
-    const bool lastIsValid = runs.size() % 2 == 1;
-    if (isValid != lastIsValid) runs.push_back(0);
-    runs.back() += static_cast<uint32_t>(count);
-}
-
 std::vector<uint32_t> RunsOfPoints(const std::vector<double>& times, double interval, int64_t length) {
     std::vector<uint32_t> runs{0};
     int64_t next = 0;  // behind the last point
@@ -32,7 +25,10 @@ std::vector<uint32_t> RunsOfPoints(const std::vector<double>& times, double inte
 
 int64_t SparsePosition(double timeMs, double interval) {
     constexpr double beyondAll = 1e18;
-    return static_cast<int64_t>(std::min(std::round(timeMs / interval), beyondAll));
+    const double samples = timeMs / interval;
+    // 0.35 / 0.1 comes as 3.4999999999999996, and 0.25 / 0.1 as 2.5.
+    const double error = 1e-9 + 1e-15 * samples;
+    return static_cast<int64_t>(std::min(std::floor(samples + 0.5 + error), beyondAll));
 }
 
 SparseSamples::SparseSamples(std::vector<double> times, std::vector<float> values, double interval,

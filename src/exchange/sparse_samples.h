@@ -12,7 +12,8 @@
 
 namespace kymora {
 
-// The sample nearest to a time; half a sample goes away from 0.
+// The sample nearest to a time from 0 on; half a sample goes up, also where the division misses it by its
+// rounding, so that points at an interval have a sample each.
 int64_t SparsePosition(double timeMs, double interval);
 
 class SparseSamples {

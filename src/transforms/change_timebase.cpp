@@ -10,6 +10,12 @@ constexpr uint32_t timebaseVersion = 1;
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
 constexpr double msPerSecond = 1000.0;
 
+// In ms. As few digits as give the frequency back, which 1000 / 3 does not in fourteen.
+double IntervalOf(double frequency) {
+    const double interval = msPerSecond / frequency, tidy = TidyNumber(interval);
+    return msPerSecond / tidy == frequency ? tidy : interval;
+}
+
 // All that has a time stays at its samples.
 class TimebasePlan : public RecordingPlan {
   public:
@@ -64,8 +70,7 @@ void CChangeTimebase::Describe(ParamList& list) {
         .Linked({"newSampleInterval"})
         .OnChange([this] {
             m_bIsSet = true;
-            if (m_dNewSampleFrequency > 0.0)
-                m_dNewSampleInterval = TidyNumber(msPerSecond / m_dNewSampleFrequency);
+            if (m_dNewSampleFrequency > 0.0) m_dNewSampleInterval = IntervalOf(m_dNewSampleFrequency);
         });
     DescribeOutput(list);
 }

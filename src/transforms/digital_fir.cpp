@@ -113,10 +113,14 @@ std::string CDigitalFIR::CheckSettings() {
 }
 
 void CDigitalFIR::GetParamText(std::string& text) {
-    text += "FIR filter transform parameters\r\n";
+    text += paramHeading;
     CFilterDlg::GetParamText(text);
+    AppendFilter(text, fmt::format("{:f}", m_fUpperCut));
+}
+
+void CDigitalFIR::AppendFilter(std::string& text, const std::string& upperCut) const {
     text += m_nBandType == 0 ? "Band pass: " : "Band stop: ";
-    text += fmt::format("lower cut {:f}, upper cut {:f}, order {}\r\n", m_fLowerCut, m_fUpperCut, m_nOrder);
+    text += fmt::format("lower cut {:f}, upper cut {}, order {}\r\n", m_fLowerCut, upperCut, m_nOrder);
     if (m_fTransitionWidth > 0.0f) text += fmt::format("Transition width {:f}\r\n", m_fTransitionWidth);
     text += "Window: ";
     switch (static_cast<FirWindow>(m_nWindow)) {
@@ -210,9 +214,9 @@ std::string CDigitalFIR::GainNote() const {
         fmt::format("The gain in the middle of the pass band ({:.6g} Hz) is {:.4f}.", PassMiddle(), gain);
     if (!IsRight(m_nOrder)) {
         const int order = OrderThatDoes();
-        note += order > 0 ? fmt::format(" It should be about 1: an order of {} would do.", order)
-                          : " It should be about 1, which no order does at this sampling rate: widen the "
-                            "band, or lower the sampling rate first.";
+        note += order > 0
+                    ? fmt::format(" It should be about 1: an order of {} would do.", order)
+                    : " It should be about 1, which no order does at this sampling rate" + GainAdvice() + ".";
     }
     const double width = FirTransitionWidth(m_nOrder, static_cast<FirWindow>(m_nWindow), SampleFrequency());
     if (m_fTransitionWidth > 0.0f && m_nOrder == greatestFirOrder && width > m_fTransitionWidth)

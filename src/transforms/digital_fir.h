@@ -43,6 +43,11 @@ class CDigitalFIR : public CFilterDlg {
     bool HasLogFrequencies() const override { return false; }
     std::vector<GraphLine> Edges() const override;
     std::string RunNote() override { return GainNote(); }
+    // What else to do where no order has the right gain.
+    virtual std::string GainAdvice() const { return ": widen the band, or lower the sampling rate first"; }
+    // Cutoffs, order and window.
+    void AppendFilter(std::string& text, const std::string& upperCut) const;
+    static constexpr const char* paramHeading = "FIR filter transform parameters\r\n";
 
   private:
     FirSettings KernelSettings(double sampleInterval) const;

@@ -30,7 +30,7 @@ class IncreasePlan : public SameTimesPlan {
     }
     void WriteSamples(int trace, RewriteSink& sink) override {
         if (multiplier_ == 1) return sink.CopyTrace(doc_, trace);
-        for (const TraceStretch& stretch : StretchesOf(doc_, trace)) {
+        for (const TraceStretch& stretch : UnbrokenStretches(doc_, trace)) {
             IncreasePass<Fill> pass(multiplier_, fill_);
             ResultBuffer results(sink);
             ScanSamples(doc_, trace, stretch.start, stretch.Count(), [&](std::span<const float> samples) {

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "document/file_identity.h"
 #include "document/native_writer.h"
 #include "document/staged_files.h"
 #include "transforms/data_transform.h"
@@ -21,6 +22,15 @@ namespace {
 constexpr int32_t steepestMultiplier = 10;
 constexpr size_t intermediateBuffer = 32768;  // bytes
 
+// Of files that need not exist, in folders to which links may lead.
+bool HaveOnePlace(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b) {
+    const auto place = [&](const std::filesystem::path& file) {
+        const std::filesystem::path whole = std::filesystem::absolute(file);
+        return files.Resolve(whole.parent_path()) / whole.filename();
+    };
+    return IsSameFile(files, place(a), place(b));
+}
+
 }  // namespace
 
 // The filter of all traces, which answers as the interpolation in all that is kept: one entry of the history
@@ -28,7 +38,7 @@ constexpr size_t intermediateBuffer = 32768;  // bytes
 class CInterpolate::ImageFilter : public CDigitalFIR {
   public:
     explicit ImageFilter(CInterpolate& whole) : whole_(whole) {
-        m_strTraceList = fmt::format("1-{}", whole.Document() ? whole.Document()->traceCount : maxTraces);
+        if (whole.Document()) m_strTraceList = fmt::format("1-{}", whole.Document()->traceCount);
         m_nAddMode = replaceTraces;
         m_fLowerCut = whole.m_fLowerCut;
         m_fUpperCut = whole.m_fUpperCut;
@@ -47,11 +57,21 @@ class CInterpolate::ImageFilter : public CDigitalFIR {
         whole_.m_strIntermediateFile = name;
     }
     void GetParamText(std::string& text) override { whole_.GetParamText(text); }
-    void GetFilterText(std::string& text) { CDigitalFIR::GetParamText(text); }
+    // Without a recording neither its traces nor its sample frequency are known.
+    void GetFilterText(std::string& text) {
+        if (whole_.Document()) return CDigitalFIR::GetParamText(text);
+        text += paramHeading;
+        AppendFilter(text,
+                     whole_.m_bCutIsSet ? fmt::format("{:f}", m_fUpperCut) : "half the old sample frequency");
+    }
     // Of the gain, and of the ends of runs.
     std::string Note() { return RunNote(); }
     std::string ResultLabel(const std::string& label) const override { return label; }
     bool KeepsMeasures() const override { return true; }
+
+  protected:
+    // The band is the old one's, and the sampling rate what was asked for.
+    std::string GainAdvice() const override { return {}; }
 
   private:
     CInterpolate& whole_;
@@ -61,7 +81,15 @@ void CInterpolate::AppendFilterReport(std::string& text) { ImageFilter(*this).Ge
 
 CTransformDlg::Written CInterpolate::WriteFiltered(CArchive& archive, const std::filesystem::path& target) {
     CDataDoc& doc = *Document();
-    StagedFiles files(doc.GetSession().files, IntermediatePath(target));
+    const std::filesystem::path intermediate = IntermediatePath(target);
+    // It would stand in the place of the result.
+    if (HaveOnePlace(doc.GetSession().files, intermediate, target)) {
+        Refuse(fmt::format("Keep as: {} is the result's own name. Choose another name for the intermediate "
+                           "file.",
+                           intermediate.string()));
+        return {};
+    }
+    StagedFiles files(doc.GetSession().files, intermediate);
     WriteZeroFilled(files);
     Session session(doc.GetSession().host, files);
     CFloatDoc zeroFilled(session);

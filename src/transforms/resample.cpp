@@ -27,12 +27,13 @@ class ResamplePlan : public SameTimesPlan {
         return doc_.sampleInterval * filter_.Factor().down / filter_.Factor().up;
     }
     RunList Runs(int trace) const override {
-        std::vector<uint32_t> runs;
+        const RunList& source = doc_.validRuns[static_cast<size_t>(trace)];
+        std::vector<uint32_t> runs{0};
         int64_t end = 0, start = 0;  // of the source, and of the result
-        for (const uint32_t run : doc_.validRuns[static_cast<size_t>(trace)].Runs()) {
-            end += run;
+        for (int i = 0; i < source.Size(); ++i) {
+            end += source[i];
             const int64_t resampled = FirstResultFrom(end, filter_.Factor());
-            runs.push_back(static_cast<uint32_t>(resampled - start));
+            AddRun(runs, i % 2 == 0, resampled - start);
             start = resampled;
         }
         return RunList(std::move(runs));
@@ -50,7 +51,7 @@ class ResamplePlan : public SameTimesPlan {
     }
     void WriteSamples(int trace, RewriteSink& sink) override {
         if (filter_.Factor() == RateFactor{}) return sink.CopyTrace(doc_, trace);
-        for (const TraceStretch& stretch : StretchesOf(doc_, trace)) {
+        for (const TraceStretch& stretch : UnbrokenStretches(doc_, trace)) {
             ResamplePass pass(filter_, stretch.start);
             ResultBuffer results(sink);
             ScanSamples(doc_, trace, stretch.start, stretch.Count(), [&](std::span<const float> samples) {
@@ -175,6 +176,11 @@ std::string CResample::CheckSettings() {
 void CResample::GetParamText(std::string& text) {
     text += "Resample transform parameters:\r\n";
     CRewriteDlg::GetParamText(text);
+    // The factor is each recording's own.
+    if (!Document() && m_nBy == byFrequency) {
+        text += fmt::format("New sample frequency:\t{:f}\r\n", m_dSampleFrequency);
+        return;
+    }
     const RateFactor factor = Factor();
     text += fmt::format("Up: {}\r\nDown: {}\r\n", factor.up, factor.down);
     if (Document()) text += fmt::format("New sample frequency:\t{:f}\r\n", ResultFrequency());

@@ -50,6 +50,11 @@ class LinearFill {
   public:
     explicit LinearFill(int32_t multiplier);
     void operator()(float sample, float next, std::span<float> to) const {
+        // Two infinite ones have no difference.
+        if (sample == next) {
+            std::ranges::fill(to, sample);
+            return;
+        }
         const double from = static_cast<double>(sample), step = static_cast<double>(next) - from;
         to[0] = sample;
         for (size_t i = 1; i < to.size(); ++i) to[i] = static_cast<float>(from + step * parts_[i]);

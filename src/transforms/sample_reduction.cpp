@@ -62,10 +62,7 @@ RunList ReducedRuns(const RunList& runs, const ReduceSettings& settings) {
     for (int i = 0; i < runs.Size() && next < groups; ++i) {
         end += runs[i];
         const int64_t behind = std::min(groups, (end + group - 1) / group);
-        if (behind == next) continue;
-        const bool isValid = i % 2 == 0, wasValid = reduced.size() % 2 == 1;
-        if (isValid != wasValid) reduced.push_back(0);
-        reduced.back() += static_cast<uint32_t>((behind - next) * settings.Results());
+        AddRun(reduced, i % 2 == 0, (behind - next) * settings.Results());
         next = behind;
     }
     return RunList(std::move(reduced));

@@ -100,6 +100,36 @@ TEST_F(InterpolateGenTest, WhatIsWrongWithThePointsIsSaid) {
     EXPECT_EQ(host.notices.back().text, "Note: a data row contains non-numeric values and will be ignored.");
 }
 
+TEST_F(InterpolateGenTest, DecimalCommasAndPointsAreToldApart) {
+    session.decimalSeparator = ',';
+    Set("pointsInGraph", "2");
+    const struct {
+        const char *points, *query, *curve, *value;
+        size_t ignored;
+    } cases[] = {
+        {"0,5;1\n1,5;2\n2,5;3\n3,5;4\n", "0,75 1,5;2", "0.500000\t1.000000\n3.500000\t4.000000\n",
+         "at 0.75: 1.25; at 1.5: 2; at 2: 2.5", 0},
+        {"1 1\n2 2\n3 3\n4.5 4\n", "1.5, 2", "1.000000\t1.000000\n4.500000\t4.000000\n",
+         "at 1.5: 1.5; at 2: 2", 0},
+        // 1,5 would be two numbers, were it read with points.
+        {"1,5 1\n2 2\n3 3\n3.5 3\n4 4\n", "3", "1.500000\t1.000000\n4.000000\t4.000000\n", "at 3: 3", 1},
+    };
+    for (const auto& [points, query, curve, value, ignored] : cases) {
+        SCOPED_TRACE(points);
+        Set("points", points);
+        Set("query", query);
+        host.notices.clear();
+        ASSERT_TRUE(gen.Run()) << host.LastMessage();
+        EXPECT_EQ(Text(), std::string("Linear:\n") + curve);
+        EXPECT_EQ(Shown("value"), value);
+        EXPECT_EQ(host.notices.size(), ignored);
+    }
+    Set("query", "1,5,2");
+    EXPECT_EQ(gen.Validate(), "") << "three numbers with points";
+    Set("query", "1,5x");
+    EXPECT_NE(gen.Validate(), "");
+}
+
 TEST_F(InterpolateGenTest, SourcesOfThePoints) {
     gen.SuggestSettings();
     EXPECT_EQ(Shown("source"), "internal source");

@@ -60,6 +60,10 @@ TEST_F(NewSparseTest, TheOfferedIntervalKeepsThePointsApart) {
     EXPECT_EQ(offered, 0.1);
     EXPECT_EQ(Runs(Opened(), 0), std::vector<uint32_t>{4});
     EXPECT_FALSE(doc->hasGaps);
+    // 2.5, 3.4999999999999996, 4.5 and 5.500000000000001 samples.
+    ASSERT_TRUE(Paste("0.25\t1\n0.35\t2\n0.45\t3\n0.55\t4\n",
+                      [](Form& form) { EXPECT_EQ(form.Number("sampleInterval"), 0.1); }));
+    EXPECT_EQ(Runs(Opened(), 0), (std::vector<uint32_t>{0, 3, 4}));
 }
 
 TEST_F(NewSparseTest, IntervalsThatDoNotFitAreRefusedInTheDialog) {

@@ -129,6 +129,9 @@ TEST_F(PasteSparseTraceTest, WhatDoesNotFitIsRefused) {
          "The sample interval must be less than the time interval between samples.\nThe largest acceptable "
          "sample "
          "interval is 0.066666."},
+        {0, "0\t1\n1\t1\n1.0000003\t1\n3\t1\n",
+         "The sample interval must be less than or equal to the smallest time interval between samples.\nThe "
+         "largest acceptable sample interval is 3e-07."},
         {4, "0\t1\n1\t1\n3\t1\n", "Must be at least four data points."},
         {3, "0\t1\n1\t1\n3\t1\n70\t1\n",
          "CatmullRomSpline: x and y must have the same size and at least four points."},

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -208,6 +209,23 @@ TEST_F(WholeRecordingTest, GapsAndEpisodesStayWhereTheyAre) {
     EXPECT_TRUE(apart->episodic);
     EXPECT_EQ(apart->GetOn(0, 1), 6);
 
+    // Both: episodes at 0 and 3, 6 valid, 1 gap, 1 valid.
+    const auto both = MemoryDoc::MakeWithRuns(session, {{5, 5, 5, 9, 9, 9, 1}}, {{6, 1, 1}});
+    both->episodic = true;
+    for (const int32_t start : {0, 3}) both->AddEvent(0, {start, start + 1});
+    const Samples held = {5, 5, 5, 5, 5, 5, 9, 9, 9, 9, 9, 9, 0, 0, 1, 1};
+    for (const auto& made : {Made<CInterpolate>(*both, {{"frequencyMultiplier", "2"}, {"type", "1"}}),
+                             Made<CResample>(*both, {{"up", "2"}, {"down", "1"}})}) {
+        ASSERT_TRUE(made);
+        EXPECT_EQ(SamplesOf(*made), held);
+        EXPECT_EQ(RunsOf(*made), (Runs{12, 2, 2}));
+    }
+    // No result lies in the gap, nor behind it.
+    const auto first = Made<CResample>(*gaps, {{"up", "1"}, {"down", "20"}});
+    ASSERT_TRUE(first);
+    EXPECT_EQ(RunsOf(*first), Runs{1});
+    EXPECT_FALSE(first->hasGaps);
+
     host.Forget();
     ASSERT_TRUE(Made<CReduce>(*episodes, {{"frequencyDivisorFactor", "2"}}));
     EXPECT_EQ(host.LastMessage().substr(0, 25), "1 of 2 episodes begin wit");
@@ -290,6 +308,11 @@ TEST_F(WholeRecordingTest, ZerosAndAFilterBringTheWaveBack) {
                   i % 4 == 0 ? static_cast<float>(wave(static_cast<double>(i) / 4.0)) * 4.0f : 0.0f);
     EXPECT_FALSE(Made<CInterpolate>(*doc, {{"intermediateFile", "/zeros.kymr-dat"}})) << "it is there";
     EXPECT_NE(host.LastMessage().find("/zeros.kymr-dat exists"), std::string::npos);
+    host.Forget();
+    ASSERT_TRUE(Made<CInterpolate>(*doc, {{"frequencyMultiplier", "100"}}));
+    EXPECT_TRUE(std::ranges::any_of(host.messages, [](const auto& message) {
+        return message.text.find("no order does at this sampling rate.\n") != std::string::npos;
+    })) << "and no advice to undo the increase";
 }
 
 TEST_F(WholeRecordingTest, ShortRunsAndStrangeSamplesHarmNothing) {
@@ -310,6 +333,11 @@ TEST_F(WholeRecordingTest, ShortRunsAndStrangeSamplesHarmNothing) {
         }
     }
     EXPECT_NE(host.LastMessage().find("are infinite or not a number"), std::string::npos);
+    const float infinite = std::numeric_limits<float>::infinity();
+    const auto railed = MemoryDoc::Make(session, {{infinite, infinite}});
+    const auto made = Made<CInterpolate>(*railed, {{"frequencyMultiplier", "2"}, {"type", "1"}});
+    ASSERT_TRUE(made);
+    EXPECT_EQ(SamplesOf(*made), Samples(4, infinite));
 }
 
 TEST_F(WholeRecordingTest, RefusesInWordsWhatCannotBe) {
@@ -328,6 +356,7 @@ TEST_F(WholeRecordingTest, RefusesInWordsWhatCannotBe) {
         {Made<CInterpolate>(*doc, {{"upperCut", "2001"}}), "Upper cut: 2001 Hz is above 2000 Hz"},
         {Made<CResample>(*longest, {{"up", "3"}, {"down", "2"}}), "A recording holds at most 2147483647"},
         {Made<CResample>(*doc, {{"sampleFrequency", "0.01"}}), "more than 10000 times above or below"},
+        {Made<CInterpolate>(*doc, {{"intermediateFile", "/out"}}), "/out.kymr-dat is the result's own name"},
     };
     ASSERT_EQ(host.messages.size(), std::size(cases));
     for (size_t i = 0; i < std::size(cases); ++i) {
@@ -347,6 +376,10 @@ TEST_F(WholeRecordingTest, LinkedRatesFollowEachOther) {
     EXPECT_DOUBLE_EQ(timebase.m_dNewSampleFrequency, 3333.3333333333);
     timebase.CheckChangeDoc(doc.get());
     EXPECT_EQ(timebase.m_dNewSampleInterval, 0.3) << "of the user";
+    for (const double hz : {3.0, 7.0, 44100.0}) {
+        Set(timebase, {{"newSampleFrequency", std::to_string(hz).c_str()}});
+        EXPECT_EQ(1000.0 / timebase.m_dNewSampleInterval, hz);
+    }
 
     CResample resample;
     resample.CheckChangeDoc(doc.get());
@@ -358,6 +391,25 @@ TEST_F(WholeRecordingTest, LinkedRatesFollowEachOther) {
     EXPECT_EQ((std::pair{resample.m_nUp, resample.m_nDown}), std::pair(3, 1)) << "the frequency counts";
     Set(resample, {{"down", "5"}});
     EXPECT_EQ(resample.m_dSampleFrequency, 600.0);
+}
+
+TEST_F(WholeRecordingTest, ReportsWithoutARecordingTellWhatWasAskedFor) {
+    const auto report = [](CTransformDlg& dialog, const Settings& settings) {
+        Set(dialog, settings);
+        std::string text;
+        dialog.GetParamText(text);
+        return text;
+    };
+    CResample resample;
+    EXPECT_EQ(report(resample, {{"sampleFrequency", "441"}}),
+              "Resample transform parameters:\r\nNew sample frequency:\t441.000000\r\n");
+    const std::string interpolation =
+        "Frequency multiplier: 2\r\nType: Filter (specs in following transform)\r\n"
+        "FIR filter transform parameters\r\nBand pass: lower cut 0.000000, upper cut ";
+    const std::string rest = ", order 200\r\nWindow: Blackman\r\n";
+    CInterpolate interpolate;
+    EXPECT_EQ(report(interpolate, {}), interpolation + "half the old sample frequency" + rest);
+    EXPECT_EQ(report(interpolate, {{"upperCut", "80"}}), interpolation + "80.000000" + rest);
 }
 
 // A disk that fills up at any byte, and a user who stops: the recording stays, and nothing else does.
