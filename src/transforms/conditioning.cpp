@@ -38,21 +38,6 @@ class ConditionedSource : public FloatSource {
     std::optional<RectifyType> rectify_;
 };
 
-void CopyConditioned(FloatSource& source, int64_t count, FloatSink& sink) {
-    RunReader reader(source, count);
-    while (reader.Left() > 0) sink.Write(reader.NextBlock());
-}
-
-void FillWithMean(FloatSource& source, int64_t count, FloatSink& sink) {
-    RunReader reader(source, count);
-    double sum = 0.0;
-    while (reader.Left() > 0)
-        for (const float value : reader.NextBlock()) sum += value;
-    ResultBuffer results(sink);
-    results.Fill(static_cast<float>(sum / static_cast<double>(count)), count);
-    results.Flush();
-}
-
 void MeansPass(FloatSource& source, int64_t count, size_t half, FloatSink& sink) {
     RunReader reader(source, count);
     ResultBuffer results(sink);
@@ -70,7 +55,7 @@ KernelOutcome RunConditioning(FloatSource& source, int64_t count, const Conditio
     const int64_t half = std::max<int64_t>(settings.halfWindow, 0);
     KernelOutcome outcome;
     if (!settings.smooths || half == 0) {
-        CopyConditioned(conditioned, count, sink);
+        CopyRun(conditioned, count, sink);
     } else if (half > (count - 1) / 2) {
         outcome.note = notEnoughSamplesText;
         FillWithMean(conditioned, count, sink);

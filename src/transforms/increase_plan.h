@@ -1,8 +1,6 @@
 #pragma once
 // A recording with more samples at the same times: each one becomes as many as the multiplier says.
 
-#include "document/sample_scan.h"
-#include "document/trace_stretches.h"
 #include "transforms/rewrite_dlg.h"
 #include "transforms/sample_increase.h"
 
@@ -30,17 +28,8 @@ class IncreasePlan : public SameTimesPlan {
     }
     void WriteSamples(int trace, RewriteSink& sink) override {
         if (multiplier_ == 1) return sink.CopyTrace(doc_, trace);
-        for (const TraceStretch& stretch : UnbrokenStretches(doc_, trace)) {
-            IncreasePass<Fill> pass(multiplier_, fill_);
-            ResultBuffer results(sink);
-            ScanSamples(doc_, trace, stretch.start, stretch.Count(), [&](std::span<const float> samples) {
-                sink.GoOn(static_cast<int64_t>(samples.size()));
-                pass.Take(samples, results);
-                return true;
-            });
-            pass.Finish(results);
-            results.Flush();
-        }
+        PassStretches(trace, sink,
+                      [this](const TraceStretch&) { return IncreasePass<Fill>(multiplier_, fill_); });
     }
 
   private:

@@ -194,8 +194,8 @@ void CMultiProcess::GetParamText(std::string& text) {
     }
     if (m_bRectify) text += m_nRectifyType == 1 ? "Half-wave rectify\r\n" : "Full-wave rectify\r\n";
     if (m_bSmooth)
-        text += fmt::format("Smoothing parameters:\r\n\tHalf window time {:f}\r\n\tIterations {}\r\n",
-                            m_dHalfWindowTime, m_nIterations);
+        text += fmt::format("Smoothing parameters:\r\n\tHalf window time {}\r\n\tIterations {}\r\n",
+                            HalfWindowText(), m_nIterations);
 }
 
 // --- the level ---

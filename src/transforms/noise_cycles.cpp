@@ -120,11 +120,6 @@ class CycleCleaner {
     CycleTemplate template_;
 };
 
-void CopyShortRun(FloatSource& source, int64_t count, FloatSink& sink) {
-    RunReader reader(source, count);
-    while (reader.Left() > 0) sink.Write(reader.NextBlock());
-}
-
 NoiseCycleOutcome Refusal(const char* text) {
     NoiseCycleOutcome outcome;
     static_cast<KernelOutcome&>(outcome) = KernelOutcome::Failure(text);
@@ -138,7 +133,7 @@ NoiseCycleOutcome Subtract(const SourceMaker& makeSource, int64_t count, const N
     outcome.isCopied = count < settings.Length();
     const auto source = makeSource();
     if (outcome.isCopied) {
-        CopyShortRun(*source, count, sink);
+        CopyRun(*source, count, sink);
         return outcome;
     }
     const auto ahead = makeSource();

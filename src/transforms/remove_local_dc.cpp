@@ -27,7 +27,7 @@ void CRemoveLocalDC::Describe(ParamList& list) {
 void CRemoveLocalDC::GetParamText(std::string& text) {
     text += "Remove local DC transform parameters:\r\n";
     CTransformTraceWindowDlg::GetParamText(text);
-    text += fmt::format("Half window time {:f}\r\n", m_dHalfWindowTime);
+    text += fmt::format("Half window time {}\r\n", HalfWindowText());
 }
 
 KernelOutcome CRemoveLocalDC::TransformBlock(const TransformRun& run, std::span<const float> input,

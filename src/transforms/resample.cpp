@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "document/sample_scan.h"
-#include "document/trace_stretches.h"
 #include "transforms/resample_run.h"
 
 namespace kymora {
@@ -51,17 +49,8 @@ class ResamplePlan : public SameTimesPlan {
     }
     void WriteSamples(int trace, RewriteSink& sink) override {
         if (filter_.Factor() == RateFactor{}) return sink.CopyTrace(doc_, trace);
-        for (const TraceStretch& stretch : UnbrokenStretches(doc_, trace)) {
-            ResamplePass pass(filter_, stretch.start);
-            ResultBuffer results(sink);
-            ScanSamples(doc_, trace, stretch.start, stretch.Count(), [&](std::span<const float> samples) {
-                sink.GoOn(static_cast<int64_t>(samples.size()));
-                pass.Take(samples, results);
-                return true;
-            });
-            pass.Finish(results);
-            results.Flush();
-        }
+        PassStretches(trace, sink,
+                      [this](const TraceStretch& stretch) { return ResamplePass(filter_, stretch.start); });
     }
 
   private:

@@ -2,6 +2,9 @@
 // Transforms of whole recordings: all traces at once, to other samples at other places. A class describes
 // what it needs, then DescribeOutput, and makes the plan that the engine follows.
 
+#include "document/sample_scan.h"
+#include "document/trace_stretches.h"
+#include "transforms/passes.h"
 #include "transforms/recording_rewriter.h"
 #include "transforms/transform_dlg.h"
 
@@ -35,6 +38,22 @@ class SameTimesPlan : public RecordingPlan {
     std::optional<double> TimeOf(double timeMs) const override { return timeMs; }
 
   protected:
+    // Hands each unbroken stretch of a trace to a pass of its own, which makePass(stretch) answers.
+    template <typename MakePass>
+    void PassStretches(int trace, RewriteSink& sink, MakePass makePass) {
+        for (const TraceStretch& stretch : UnbrokenStretches(doc_, trace)) {
+            auto pass = makePass(stretch);
+            ResultBuffer results(sink);
+            ScanSamples(doc_, trace, stretch.start, stretch.Count(), [&](std::span<const float> samples) {
+                sink.GoOn(static_cast<int64_t>(samples.size()));
+                pass.Take(samples, results);
+                return true;
+            });
+            pass.Finish(results);
+            results.Flush();
+        }
+    }
+
     CDataDoc& doc_;
 };
 

@@ -113,6 +113,23 @@ class SlidingWindows {
     size_t held_ = 0;
 };
 
+inline void CopyRun(FloatSource& source, int64_t count, FloatSink& sink) {
+    RunReader reader(source, count);
+    while (reader.Left() > 0) sink.Write(reader.NextBlock());
+}
+
+// The mean, added up in double, in the place of each sample: what a run becomes that is shorter than its
+// window.
+inline void FillWithMean(FloatSource& source, int64_t count, FloatSink& sink) {
+    RunReader reader(source, count);
+    double sum = 0.0;
+    while (reader.Left() > 0)
+        for (const float value : reader.NextBlock()) sum += value;
+    ResultBuffer results(sink);
+    results.Fill(static_cast<float>(sum / static_cast<double>(count)), count);
+    results.Flush();
+}
+
 // Runs `pass(source, sink)` several times, each time over the result of the time before, which rests in
 // scratch files: two at most at any moment. The last time writes to `sink`.
 template <typename Pass>

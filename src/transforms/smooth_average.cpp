@@ -9,21 +9,6 @@ namespace {
 
 bool IsShort(int64_t count, int64_t halfWindow) { return halfWindow > (count - 1) / 2; }
 
-void Copy(FloatSource& source, int64_t count, FloatSink& sink) {
-    RunReader reader(source, count);
-    while (reader.Left() > 0) sink.Write(reader.NextBlock());
-}
-
-void WriteMean(FloatSource& source, int64_t count, FloatSink& sink) {
-    RunReader reader(source, count);
-    double sum = 0.0;
-    while (reader.Left() > 0)
-        for (const float value : reader.NextBlock()) sum += value;
-    ResultBuffer results(sink);
-    results.Fill(static_cast<float>(sum / static_cast<double>(count)), count);
-    results.Flush();
-}
-
 // The last window of samples and their running sum.
 class AverageRing {
   public:
@@ -108,10 +93,10 @@ KernelOutcome SmoothAverage(FloatSource& source, int64_t count, const AverageSet
     const int64_t half = std::max<int64_t>(0, settings.halfWindow);
     if (count == 0) return outcome;
     if (half == 0) {
-        Copy(source, count, sink);
+        CopyRun(source, count, sink);
     } else if (IsShort(count, half)) {
         outcome.note = notEnoughSamplesText;
-        WriteMean(source, count, sink);
+        FillWithMean(source, count, sink);
     } else {
         RepeatPass(source, sink, room, settings.iterations,
                    [&](FloatSource& from, FloatSink& to) { AveragePass(from, count, half, to); });
