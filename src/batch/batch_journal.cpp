@@ -91,9 +91,9 @@ std::optional<std::string> BatchJournal::Note(const JournalEntry& entry, bool re
     const std::string text = "\n" + line.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
     const int handle = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     const ssize_t written = handle >= 0 ? ::write(handle, text.data(), text.size()) : -1;
-    bool isWritten = written == static_cast<ssize_t>(text.size());
-    isWritten = isWritten && (!replacesSource || ::fdatasync(handle) == 0);
-    const int error = written >= 0 && !isWritten ? ENOSPC : errno;
+    const bool isWhole = written == static_cast<ssize_t>(text.size());
+    const bool isWritten = isWhole && (!replacesSource || ::fdatasync(handle) == 0);
+    const int error = written >= 0 && !isWhole ? ENOSPC : errno;
     if (handle >= 0) ::close(handle);
     if (isWritten) return {};
     isBroken_ = true;
