@@ -5,13 +5,13 @@
 #include <random>
 
 #include "bench_files.h"
-#include "transforms/derivative.h"
-#include "transforms/integral.h"
-#include "transforms/normalize.h"
-#include "transforms/run_reader.h"
-#include "transforms/teager.h"
-#include "transforms/trace_arithmetic.h"
-#include "transforms/unitary.h"
+#include "kernels/derivative.h"
+#include "kernels/integral.h"
+#include "kernels/normalize.h"
+#include "kernels/run_reader.h"
+#include "kernels/teager.h"
+#include "kernels/trace_arithmetic.h"
+#include "kernels/unitary.h"
 
 namespace kymora::bench {
 namespace {

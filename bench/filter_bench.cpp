@@ -6,13 +6,13 @@
 #include <random>
 
 #include "bench_files.h"
+#include "kernels/fir.h"
+#include "kernels/memory_scratch.h"
+#include "kernels/recursive.h"
+#include "kernels/run_reader.h"
+#include "kernels/section_filter.h"
+#include "kernels/smooth_savgol.h"
 #include "numerics/window_dots.h"
-#include "transforms/fir.h"
-#include "transforms/memory_scratch.h"
-#include "transforms/recursive.h"
-#include "transforms/run_reader.h"
-#include "transforms/section_filter.h"
-#include "transforms/smooth_savgol.h"
 
 namespace kymora::bench {
 namespace {

@@ -5,10 +5,10 @@
 #include <random>
 
 #include "bench_files.h"
+#include "kernels/conditioning.h"
+#include "kernels/local_dc.h"
+#include "kernels/noise_cycles.h"
 #include "numerics/interpolate_fft.h"
-#include "transforms/conditioning.h"
-#include "transforms/local_dc.h"
-#include "transforms/noise_cycles.h"
 
 namespace kymora::bench {
 namespace {

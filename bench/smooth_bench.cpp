@@ -5,13 +5,13 @@
 #include <random>
 
 #include "bench_files.h"
-#include "transforms/memory_scratch.h"
-#include "transforms/run_reader.h"
-#include "transforms/smooth_average.h"
-#include "transforms/smooth_gauss.h"
-#include "transforms/smooth_lowess.h"
-#include "transforms/smooth_order.h"
-#include "transforms/smooth_savgol.h"
+#include "kernels/memory_scratch.h"
+#include "kernels/run_reader.h"
+#include "kernels/smooth_average.h"
+#include "kernels/smooth_gauss.h"
+#include "kernels/smooth_lowess.h"
+#include "kernels/smooth_order.h"
+#include "kernels/smooth_savgol.h"
 
 namespace kymora::bench {
 namespace {

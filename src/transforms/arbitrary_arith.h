@@ -2,7 +2,7 @@
 // "Trace arithmetic": a trace computed from all traces of the recording by an expression. The list of traces
 // only says where the result goes.
 
-#include "transforms/trace_arithmetic.h"
+#include "kernels/trace_arithmetic.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "document/native_writer.h"
-#include "transforms/run_reader.h"
-#include "transforms/temporary_scratch.h"
+#include "kernels/run_reader.h"
+#include "kernels/temporary_scratch.h"
 
 namespace kymora {
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "transforms/noise_cycles.h"
+#include "kernels/noise_cycles.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

@@ -1,7 +1,7 @@
 #pragma once
 // "Derivative": the first to third derivative of traces, by differences or by Savitzky-Golay.
 
-#include "transforms/derivative.h"
+#include "kernels/derivative.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

@@ -1,8 +1,8 @@
 #pragma once
 // "Digital FIR": band pass and band stop by a windowed filter of finite impulse response.
 
+#include "kernels/fir.h"
 #include "transforms/filter_dlg.h"
-#include "transforms/fir.h"
 
 namespace kymora {
 

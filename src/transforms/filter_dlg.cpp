@@ -7,9 +7,9 @@
 #include <numbers>
 
 #include "host/quiet_host.h"
+#include "kernels/memory_scratch.h"
 #include "numerics/power_spectrum.h"
 #include "operations/event_base_dlg.h"
-#include "transforms/memory_scratch.h"
 
 namespace kymora {
 

@@ -1,8 +1,8 @@
 #pragma once
 // "RC-type filter": the digital form of a resistor and a capacitor.
 
+#include "kernels/recursive.h"
 #include "transforms/filter_dlg.h"
-#include "transforms/recursive.h"
 
 namespace kymora {
 

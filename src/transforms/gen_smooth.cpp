@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "transforms/run_reader.h"
+#include "kernels/run_reader.h"
 
 namespace kymora {
 

@@ -1,11 +1,11 @@
 #pragma once
 // "Smooth": the six smoothers behind one set of parameters.
 
-#include "transforms/smooth_average.h"
-#include "transforms/smooth_gauss.h"
-#include "transforms/smooth_lowess.h"
-#include "transforms/smooth_order.h"
-#include "transforms/smooth_savgol.h"
+#include "kernels/smooth_average.h"
+#include "kernels/smooth_gauss.h"
+#include "kernels/smooth_lowess.h"
+#include "kernels/smooth_order.h"
+#include "kernels/smooth_savgol.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

@@ -1,8 +1,8 @@
 #pragma once
 // A recording with more samples at the same times: each one becomes as many as the multiplier says.
 
+#include "kernels/sample_increase.h"
 #include "transforms/rewrite_dlg.h"
-#include "transforms/sample_increase.h"
 
 namespace kymora {
 

@@ -1,7 +1,7 @@
 #pragma once
 // "Integral": the running sum of traces, or sums of bins.
 
-#include "transforms/integral.h"
+#include "kernels/integral.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

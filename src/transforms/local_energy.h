@@ -1,7 +1,7 @@
 #pragma once
 // "Local energy": the k-Teager energy of traces.
 
-#include "transforms/teager.h"
+#include "kernels/teager.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "document/sample_scan.h"
+#include "kernels/run_reader.h"
 #include "numerics/rounding.h"
 #include "operations/event_base_dlg.h"
-#include "transforms/run_reader.h"
 
 namespace kymora {
 

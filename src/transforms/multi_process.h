@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "transforms/conditioning.h"
+#include "kernels/conditioning.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

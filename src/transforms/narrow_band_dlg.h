@@ -1,8 +1,8 @@
 #pragma once
 // "Narrow band": a band pass or a band stop about one frequency.
 
+#include "kernels/recursive.h"
 #include "transforms/filter_dlg.h"
-#include "transforms/recursive.h"
 
 namespace kymora {
 

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "transforms/normalize.h"
+#include "kernels/normalize.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

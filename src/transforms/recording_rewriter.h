@@ -12,7 +12,7 @@
 #include <string>
 
 #include "document/float_doc.h"
-#include "transforms/streams.h"
+#include "kernels/streams.h"
 
 namespace kymora {
 

@@ -1,8 +1,8 @@
 #pragma once
 // "Reduce frequency": one sample, or two, in place of each group of neighbours.
 
+#include "kernels/sample_reduction.h"
 #include "transforms/rewrite_dlg.h"
-#include "transforms/sample_reduction.h"
 
 namespace kymora {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "transforms/local_dc.h"
+#include "kernels/local_dc.h"
 
 namespace kymora {
 

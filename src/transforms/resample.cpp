@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "transforms/resample_run.h"
+#include "kernels/resample_run.h"
 
 namespace kymora {
 

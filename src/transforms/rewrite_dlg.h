@@ -4,7 +4,7 @@
 
 #include "document/sample_scan.h"
 #include "document/trace_stretches.h"
-#include "transforms/passes.h"
+#include "kernels/passes.h"
 #include "transforms/recording_rewriter.h"
 #include "transforms/transform_dlg.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 // Filters of second-order sections: "Butterworth, Bessel" of any order and band, and "Notch with harmonics".
 
+#include "kernels/section_filter.h"
 #include "transforms/filter_dlg.h"
-#include "transforms/section_filter.h"
 
 namespace kymora {
 

@@ -9,8 +9,8 @@
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
+#include "kernels/temporary_scratch.h"
 #include "transforms/data_transform.h"
-#include "transforms/temporary_scratch.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora {

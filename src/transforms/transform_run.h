@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "document/data_doc.h"
-#include "transforms/kernel_outcome.h"
-#include "transforms/normalize.h"
-#include "transforms/passes.h"
-#include "transforms/streams.h"
+#include "kernels/kernel_outcome.h"
+#include "kernels/normalize.h"
+#include "kernels/passes.h"
+#include "kernels/streams.h"
 
 namespace kymora {
 

@@ -3,8 +3,8 @@
 
 #include <optional>
 
+#include "kernels/unitary.h"
 #include "transforms/transform_dlg.h"
-#include "transforms/unitary.h"
 
 namespace kymora {
 

@@ -8,9 +8,9 @@
 #include <fmt/format.h>
 
 #include "host/disk_file_system.h"
+#include "kernels/temporary_scratch.h"
 #include "support/faulty_file_system.h"
 #include "support/test_host.h"
-#include "transforms/temporary_scratch.h"
 
 namespace kymora {
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 // Runs the kernel of a transform dialog on a run of samples, in both forms, as the engine does.
 
+#include "kernels/smooth_fixture.h"
 #include "support/session_fixture.h"
-#include "transforms/smooth_fixture.h"
 #include "transforms/transform_dlg.h"
 
 namespace kymora::test {
