@@ -100,8 +100,9 @@ std::string_view WithoutDots(std::string_view label) {
 }
 
 std::string MenuPath(const OperationEntry& entry) {
-    const std::string_view label = WithoutDots(entry.Label());
-    return PlainMenuPath(fmt::format("{}/{}", entry.operation->menu, label));
+    std::string label(WithoutDots(entry.Label()));
+    std::erase(label, '&');
+    return PlainMenuPath(entry.operation->menu) + " > " + label;
 }
 
 // What each entry of the menu sets.

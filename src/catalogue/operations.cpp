@@ -74,7 +74,7 @@ constexpr std::string_view externalMenu = "E&xternal data";
 // clang-format off
 constexpr OperationVariant smoothers[] = {
     {"moving-average", "&Moving average...", "Replaces each sample by the mean of those around it", "type", "0"},
-    {"moving-median", "Moving &median...", "Replaces each sample by the median of those around it, which takes spikes away and keeps steps", "type", "1"},
+    {"moving-median", "Moving m&edian...", "Replaces each sample by the median of those around it, which takes spikes away and keeps steps", "type", "1"},
     {"moving-percentile", "Moving &percentile...", "Replaces each sample by a percentile of those around it, which follows a baseline or an envelope", "type", "2"},
     {"gaussian", "&Gaussian...", "Smooths by a Gaussian with a cutoff frequency", "type", "3"},
     {"robust-lowess", "Robust &LOWESS...", "Fits a polynomial around each sample and leaves outliers out", "type", "4"},
@@ -141,7 +141,7 @@ std::span<const Operation> Operations() {
         {"CHarmonicNotch", filterMenu, "Notch with &harmonics...", "Takes a frequency and its multiples out", Make<CHarmonicNotch>},
         {"CRemoveLocalDC", filterMenu, "Remove &local DC...",
          "Takes slow changes of the baseline away: each sample less the mean of those around it", Make<CRemoveLocalDC>},
-        {"CDebuzz", filterMenu, "De-&buzz...",
+        {"CDebuzz", filterMenu, "De-bu&zz...",
          "Takes mains noise out by a template of its cycles, which leaves all other frequencies alone", Make<CDebuzz>},
         {"CMultiProcess", transformMenu, "De-&mean/median, rectify, smooth...",
          "Subtracts a mean or median, rectifies and smooths, in one step", Make<CMultiProcess>},

@@ -26,7 +26,9 @@ void CDataDoc::ReadBlocks(int64_t from, std::span<const TraceBlock> blocks) {
     if (blocks.empty()) return;
     const size_t count = blocks[0].values.size();
     if (noData) return Fill(blocks, 0, count, 0.0f, 0);
-    const int64_t length = GetLength();
+    int64_t length = GetLength();
+    if (!sharedRuns_)  // a trace can be longer than the first, from which the recording has its length
+        for (const TraceBlock& block : blocks) length = std::max(length, GetTraceLength(block.trace));
     const int64_t end = from + static_cast<int64_t>(count);
     const int64_t first = std::clamp<int64_t>(from, 0, length);
     const int64_t last = std::clamp<int64_t>(end, first, length);

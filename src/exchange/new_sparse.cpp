@@ -71,7 +71,7 @@ std::string SparseFault(const SparsePoints& points, const SparseSettings& settin
             "of {:.6g} ms or more would do.",
             points.times.back() * factor, longestRecording, LeastInterval(points, factor));
     const int64_t second = FirstCollision(points, factor, interval);
-    if (second < 0) return CurveFault(points, settings.fill);
+    if (second < 0) return CurveFault(points, points.times.size(), settings.fill);
     const auto at = [&](int64_t i) { return points.times[static_cast<size_t>(i)] * factor; };
     return fmt::format("The times at rows {} and {} ({:.9g} and {:.9g} ms) fall on the same sample. A sample "
                        "interval of {:.6g} "

@@ -157,7 +157,7 @@ std::unique_ptr<SparseSamples> CPasteSparseTrace::MakeSamples(const SparsePoints
     times.resize(within);
     values.resize(within);
     std::string fault = within > 0
-                            ? CurveFault(points, m_Fill)
+                            ? CurveFault(points, within, m_Fill)
                             : fmt::format("None of the points lies within the recording, which ends at "
                                           "{:.9g} ms. Is the unit of the times right?",
                                           doc.GetEndTime());
@@ -165,7 +165,6 @@ std::unique_ptr<SparseSamples> CPasteSparseTrace::MakeSamples(const SparsePoints
         fault =
             fmt::format("{}\nThe largest acceptable sample interval is {}.",
                         m_Fill.IsCurve() ? tooCoarseForCurve : tooCoarseForPoints, LargestInterval(times));
-    if (fault.empty()) fault = InterpolatorFault(m_Fill.Kind(), within);
     if (within < all)
         Tell(fmt::format("{} of the {} points lie behind the end of the recording and are left out.",
                          all - within, all));

@@ -154,14 +154,15 @@ int64_t FirstCollision(const SparsePoints& points, double factor, double interva
     return -1;
 }
 
-std::string CurveFault(const SparsePoints& points, const FillSettings& fill) {
+std::string CurveFault(const SparsePoints& points, size_t count, const FillSettings& fill) {
     if (!fill.IsCurve()) return {};
-    if (points.rowWithoutNumber != 0)
+    const int64_t rowBehind = points.firstRow + static_cast<int64_t>(count);
+    if (points.rowWithoutNumber != 0 && points.rowWithoutNumber < rowBehind)
         return fmt::format(
             "Row {} holds a value that is infinite or not a number, through which no curve goes. "
             "Leave that row out, or mark the gaps as inactive.",
             points.rowWithoutNumber);
-    return InterpolatorFault(fill.Kind(), points.times.size());
+    return InterpolatorFault(fill.Kind(), count);
 }
 
 SparsePoints ReadSparse(Session& session, TextReader& text, TableFormat table) {

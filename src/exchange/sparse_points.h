@@ -38,7 +38,7 @@ double SparseTimeFactor(int32_t unit);  // ms
 
 // The first point, counted from 0, that falls on the sample of the one before it; -1 for none.
 int64_t FirstCollision(const SparsePoints& points, double factor, double interval);
-// Why no curve of the kind goes through the points; empty when one does.
-std::string CurveFault(const SparsePoints& points, const FillSettings& fill);
+// Why no curve of the kind goes through the first `count` points; empty when one does.
+std::string CurveFault(const SparsePoints& points, size_t count, const FillSettings& fill);
 
 }  // namespace kymora

@@ -217,9 +217,16 @@ class Reader {
             found = k;
         }
         if (!std::isfinite(best) || (isPoints && best > reach)) return;
-        reading_.lines.push_back(NamedValue(layer.name, pane_.y.title, NumberOf(layer.y[found], pane_.y)));
+        reading_.lines.push_back(NamedValue(layer.name, pane_.y.title, TextAt(layer, found)));
         const double up = std::abs(place_.y.ToPixel(layer.y[found]) - pixel_.y);
         Take(i, found, layer.x[found], layer.y[found], isPoints ? best / 2 : up);
+    }
+    // Of a band both edges; where the second is a floor on which the area stands, only the first.
+    std::string TextAt(const GraphLayer& layer, size_t point) const {
+        std::string text = NumberOf(layer.y[point], pane_.y);
+        if (layer.kind != LayerKind::area || point >= layer.y2.size()) return text;
+        if (std::ranges::adjacent_find(layer.y2, std::ranges::not_equal_to{}) == layer.y2.end()) return text;
+        return AxisNumber(layer.y[point], 5) + " to " + NumberOf(layer.y2[point], pane_.y);
     }
     void ReadMatrix(size_t i, const GraphLayer& layer, double x, double y) {
         if (layer.columns == 0 || layer.x.size() < 2 || layer.y2.size() < 2) return;

@@ -14,7 +14,8 @@ inline constexpr int leastTargetResolution = 24, greatestTargetResolution = 9600
 
 inline constexpr double mmInInch = 25.4;
 // Without the noise of binary fractions.
-inline double InchesOf(double mm) { return std::round(mm / mmInInch * 1e9) / 1e9; }
+inline double TidyLength(double length) { return std::round(length * 1e9) / 1e9; }
+inline double InchesOf(double mm) { return TidyLength(mm / mmInInch); }
 
 // Why a vector file cannot be so wide or so fine; empty when it can.
 std::string TargetFault(double widthMm, int64_t resolution);
@@ -33,7 +34,7 @@ class CGraphicsFileFormat : public CBatchBaseDlg {
     std::vector<Result> Results() override;
 
     void FollowWidth() { m_dWidthInches = InchesOf(m_dTargetWidth); }
-    void FollowInches() { m_dTargetWidth = m_dWidthInches * mmInInch; }
+    void FollowInches() { m_dTargetWidth = TidyLength(m_dWidthInches * mmInInch); }
 
     int32_t m_nFormat = 0;          // 0 EPS, 1 SVG
     double m_dTargetWidth = 152.4;  // mm

@@ -224,8 +224,8 @@ GraphPane CFilterDlg::Magnitude(const FilterShape& shape, const std::vector<doub
         data.isPale = true;
         for (size_t k = 1; k < spectrum_.size(); ++k) {
             data.x.push_back(nyquist * static_cast<double>(k) / static_cast<double>(spectrum_.size() - 1));
-            data.y.push_back(leastDrawn);
-            data.y2.push_back(spectrum_[k]);
+            data.y.push_back(spectrum_[k]);
+            data.y2.push_back(leastDrawn);
         }
         pane.layers.push_back(std::move(data));
     }

@@ -89,6 +89,8 @@ void CGenSmooth::DescribeFit(ParamList& list) {
 
 std::string CGenSmooth::CheckSettings() {
     if (std::string fault = CTransformTraceWindowDlg::CheckSettings(); !fault.empty()) return fault;
+    if (UsesHalfWindow())
+        if (std::string fault = EmptyWindowFault(); !fault.empty()) return fault;
     const bool isTooHigh =
         Is(SmoothType::savgol) && Document() && HalfWindowSamples(Document()->sampleInterval) < m_nPolyDegree;
     return isTooHigh ? degreeAboveHalfWindowText : std::string();

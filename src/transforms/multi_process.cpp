@@ -138,6 +138,8 @@ bool CMultiProcess::HasEvent() const {
 std::string CMultiProcess::CheckSettings() {
     if (std::string fault = CTransformTraceWindowDlg::CheckSettings(); !fault.empty()) return fault;
     if (!m_bRemoveCentre && !m_bRectify && !m_bSmooth) return nothingToDoText;
+    if (m_bSmooth)
+        if (std::string fault = EmptyWindowFault(); !fault.empty()) return fault;
     return m_bRemoveCentre && Document() ? RegionFault() : std::string();
 }
 

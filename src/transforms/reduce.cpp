@@ -16,6 +16,10 @@ constexpr int64_t readAtOnce = 65536;  // samples, if a group is not longer
 constexpr const char* modeNames[] = {"Average intervening", "Skip intervening (decimate)",
                                      "Keep max and min"};
 
+constexpr const char* nothingLeftText =
+    "Frequency divisor factor: every group of samples begins in a gap, and no sample would be left. "
+    "Choose a smaller factor.";
+
 // Read group by group from the valid ones alone.
 class ReducePlan : public SameTimesPlan {
   public:
@@ -104,10 +108,20 @@ std::string CReduce::Preview() const {
 std::string CReduce::CheckSettings() {
     if (!Document() || m_nFrequencyDivisorFactor == 1) return {};
     const int64_t length = LongestTrace(*Document());
-    if (KernelSettings().Groups(length) > 0) return {};
+    if (KernelSettings().Groups(length) > 0) return LeavesSamples() ? "" : nothingLeftText;
     return fmt::format("Frequency divisor factor: the {} samples of a trace are fewer than a group of {}. "
                        "Choose a smaller factor.",
                        length, KernelSettings().Group());
+}
+
+bool CReduce::LeavesSamples() const {
+    const CDataDoc& doc = *Document();
+    int64_t before = 0, after = 0;
+    for (const RunList& runs : std::span(doc.validRuns).first(static_cast<size_t>(doc.traceCount))) {
+        before += runs.StoredCount();
+        after += ReducedRuns(runs, KernelSettings()).StoredCount();
+    }
+    return before == 0 || after > 0;
 }
 
 void CReduce::GetParamText(std::string& text) {

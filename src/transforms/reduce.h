@@ -26,6 +26,8 @@ class CReduce : public CRewriteDlg {
 
   private:
     ReduceSettings KernelSettings() const;
+    // Or had none before.
+    bool LeavesSamples() const;
     std::string Preview() const;
 };
 

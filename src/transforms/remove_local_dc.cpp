@@ -24,6 +24,13 @@ void CRemoveLocalDC::Describe(ParamList& list) {
     DescribeOutput(list);
 }
 
+std::string CRemoveLocalDC::CheckSettings() {
+    if (std::string fault = CTransformTraceWindowDlg::CheckSettings(); !fault.empty()) return fault;
+    if (std::string fault = EmptyWindowFault(); !fault.empty()) return fault;
+    if (!Document() || HalfWindowSamples(Document()->sampleInterval) > 0) return {};
+    return "Half window: of a window of one sample nothing is left but 0. Enter at least one sample.";
+}
+
 void CRemoveLocalDC::GetParamText(std::string& text) {
     text += "Remove local DC transform parameters:\r\n";
     CTransformTraceWindowDlg::GetParamText(text);

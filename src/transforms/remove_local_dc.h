@@ -21,6 +21,7 @@ class CRemoveLocalDC : public CTransformTraceWindowDlg {
 
   protected:
     void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
 };
 
 }  // namespace kymora

@@ -225,6 +225,12 @@ void CTransformTraceWindowDlg::CheckChangeDoc(CDataDoc* doc) {
     FollowTime();
 }
 
+void CTransformTraceWindowDlg::SuggestSettings() {
+    if (EmptyWindowFault().empty()) return;
+    m_dHalfWindowTime = m_dSampleInterval;
+    FollowTime();
+}
+
 void CTransformTraceWindowDlg::FollowTime() {
     m_nHalfWindow = RoundHalfAway(m_dHalfWindowTime / m_dSampleInterval);
 }
@@ -245,6 +251,15 @@ std::string CTransformTraceWindowDlg::HalfWindowText() const {
 
 int64_t CTransformTraceWindowDlg::HalfWindowSamples(double interval) const {
     return RoundHalfAway64(m_dHalfWindowTime / interval);
+}
+
+std::string CTransformTraceWindowDlg::EmptyWindowFault() const {
+    if (!Document() || m_dHalfWindowTime == 0.0) return {};
+    const double interval = Document()->sampleInterval;
+    if (HalfWindowSamples(interval) > 0) return {};
+    return fmt::format(
+        "Half window: {:g} ms is less than half a sample interval. Enter at least {:g} ms, one sample.",
+        m_dHalfWindowTime, interval);
 }
 
 void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function<bool()> isEnabled) {

@@ -134,6 +134,8 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
 
     // Captures the sample interval; the samples follow the time.
     void CheckChangeDoc(CDataDoc* doc) override;
+    // A window of at least a sample.
+    void SuggestSettings() override;
     void Serialize(CArchive& archive) override;
 
     // Samples of the half window at a sample interval, from the time.
@@ -149,6 +151,9 @@ class CTransformTraceWindowDlg : public CTransformTraceDlg {
     void DescribeHalfWindow(ParamList& list, std::function<bool()> isEnabled = {});
     // The time for reports; in settings that know no sample interval, the samples.
     std::string HalfWindowText() const;
+    // Why the half window of a time greater than 0 has no sample at the interval of the recording: nothing
+    // would happen, though it was asked for. Empty where it has, and where 0 was asked for.
+    std::string EmptyWindowFault() const;
     // "iterations" from `least` to 10.
     Field& DescribeIterations(ParamList& list, int least);
 

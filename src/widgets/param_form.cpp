@@ -1,8 +1,10 @@
 #include "widgets/param_form.h"
 
 #include <QAbstractButton>
+#include <QAbstractSpinBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <algorithm>
 
@@ -62,10 +64,17 @@ std::vector<QWidget*> ParamForm::TabStops() const {
     return stops;
 }
 
+// What is typed now takes the place of what stands there, also in a window that is not active yet.
+static void TakeFocus(QWidget& stop) {
+    stop.setFocus(Qt::TabFocusReason);
+    if (auto* line = qobject_cast<QLineEdit*>(&stop)) line->selectAll();
+    if (auto* spin = qobject_cast<QAbstractSpinBox*>(&stop)) spin->selectAll();
+}
+
 void ParamForm::FocusFirst() {
     for (QWidget* stop : TabStops())
         if (stop->isVisible() && stop->isEnabled() && !qobject_cast<FoldHeading*>(stop))
-            return stop->setFocus(Qt::OtherFocusReason);
+            return TakeFocus(*stop);
 }
 
 // --- values ---
@@ -212,7 +221,7 @@ void ParamForm::FocusFault() {
         const Field& param = params.fields[i];
         if (!row.editor || !param.IsEnabled(params) || (row.fault.empty() && param.Fault().empty())) continue;
         Unfold(row);
-        return row.editor->Focus()->setFocus(Qt::OtherFocusReason);
+        return TakeFocus(*row.editor->Focus());
     }
 }
 

@@ -133,8 +133,6 @@ TEST_F(ChainTest, AListIsKeptAsItsVersionsSay) {
 
 // The same as the operations one after the other.
 TEST_F(ChainTest, AChainIsItsOperationsInARow) {
-    list.Add(Smooth());
-    list.Add(Detect());
     struct Case {
         const char *file, *target;
         bool writeNew;
@@ -149,8 +147,13 @@ TEST_F(ChainTest, AChainIsItsOperationsInARow) {
         const size_t made = !files.Has(one.target) + !files.Has(one.target + std::string(".steps"));
         list.m_bWriteNewFile = one.writeNew;
         watcher.text.clear();
-        if (list.Count() > 2) list.Take(2);
-        if (one.file == std::string("/a.kymr-dat")) list.Add(List());
+        while (list.Count() > 0) list.Take(0);
+        const bool isFast = one.file == std::string("/a.kymr-dat");
+        auto smooth = Smooth();
+        if (!isFast) smooth->m_dHalfWindowTime = 100.0;  // a sample
+        list.Add(std::move(smooth));
+        list.Add(Detect());
+        if (isFast) list.Add(List());
         const ChainReport report = Run(one.file);
         ASSERT_TRUE(report.IsDone()) << ProcessErrors(report);
         EXPECT_EQ(report.output, one.target);
@@ -161,7 +164,7 @@ TEST_F(ChainTest, AChainIsItsOperationsInARow) {
         ASSERT_TRUE(doc);
         const std::string history = doc->historyLog;
         EXPECT_LT(history.find("Smooth"), history.find("Threshold Event"));
-        if (one.file == std::string("/a.kymr-dat")) {
+        if (isFast) {
             EXPECT_EQ(watcher.text.find("Event parameters"), 0u) << watcher.text;
             EXPECT_EQ(doc->GetNumEvents(found), 9);
             EXPECT_EQ(history.find("Source file: /a.kymr-dat") != std::string::npos, one.writeNew) << history;

@@ -38,9 +38,15 @@ TEST(OperationTableTest, NamesAreFoundAndAreTheOperations) {
 }
 
 TEST(OperationTableTest, VariantsOfTheMenuAndOlderNames) {
-    std::set<std::string> ids;
+    std::set<std::string> ids, letters;
     for (const OperationEntry& entry : EntriesOf(Operations())) {
         SCOPED_TRACE(entry.Id());
+        const std::string label(entry.Label());
+        if (const size_t at = label.find('&'); at != std::string::npos) {
+            EXPECT_TRUE(
+                letters.insert(fmt::format("{}/{}", entry.operation->menu, std::tolower(label[at + 1])))
+                    .second);
+        }
         EXPECT_TRUE(ids.insert(entry.Id()).second);
         EXPECT_EQ(FindOperationEntry(entry.Id()).operation, entry.operation);
         EXPECT_EQ(FindOperationEntry(entry.Id()).variant, entry.variant);

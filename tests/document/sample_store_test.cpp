@@ -80,6 +80,19 @@ TEST_F(SampleStore, EveryReadSeesRunsGapsAndEnds) {
     }
 }
 
+TEST_F(SampleStore, BlocksOfATraceThatIsLongerThanTheFirst) {
+    const auto doc = MemoryDoc::MakeWithRuns(session, {Stored(0, 10), Stored(1, 25)}, {{10}, {25}});
+    std::vector<float> block(30);
+    std::vector<uint8_t> flags(30);
+    doc->ReadBlock(1, 0, block, flags);
+    for (size_t i = 0; i < 30; ++i) {
+        EXPECT_EQ(flags[i], i < 25);
+        if (i < 25) {
+            EXPECT_EQ(block[i], Value(1, static_cast<int64_t>(i)));
+        }
+    }
+}
+
 TEST_F(SampleStore, ReadNextAllAndReadAt) {
     const auto doc = MemoryDoc::MakeWithRuns(session, {Stored(0, 3), Stored(1, 4)}, {{2, 1, 1}, {4}});
     std::vector<float> v(2);

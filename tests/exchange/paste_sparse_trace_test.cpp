@@ -111,7 +111,7 @@ TEST_F(PasteSparseTraceTest, ReplacesATrace) {
 
 TEST_F(PasteSparseTraceTest, PointsBehindTheEndAreLeftOutAndCounted) {
     paste.m_Fill.kind = 1;
-    ASSERT_TRUE(Write("0\t0\n4.5\t9\n4.8\t1\n1e300\t7\n"));
+    ASSERT_TRUE(Write("0\t0\n4.5\t9\n4.8\t1\n1e300\tnan\n"));
     EXPECT_EQ(host.LastMessage(), "2 of the 4 points lie behind the end of the recording and are left out.");
     EXPECT_EQ(SamplesOf(*made, 1), (Samples{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }

@@ -161,6 +161,11 @@ TEST(GraphPainterTest, WhatLiesUnderAPixelIsTold) {
     withPart.layers.back().name.clear();
     withPart.layers.back().isDashed = true;
     EXPECT_EQ(ReadGraph(withPart, place, x(15.0), middle)->lines, reading->lines);
+    // Of a band both edges are told, of an area on a floor its own.
+    withPart.layers = {Layer(LayerKind::area, {14, 15, 16}, {3, 4, 5}, {6, 7, 8}),
+                       Layer(LayerKind::area, {14, 15, 16}, {3, 4, 5}, {0, 0, 0})};
+    EXPECT_EQ(ReadGraph(withPart, place, x(15.0), middle)->lines,
+              (std::vector<std::string>{"time: 15 ms", "count: 4 to 7", "count: 4"}));
     GraphLayer points = Layer(LayerKind::points, {1, 2, 3}, {5, 6, 7});
     points.name = "spike";
     const Graph cloud = OfPane(Pane({points}));

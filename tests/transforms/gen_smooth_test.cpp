@@ -106,6 +106,13 @@ TEST_F(GenSmoothTest, FaultsThatAreKnownBefore) {
     const auto faster = MemoryDoc::Make(session, {NoiseRun(10)}, 0.25);
     dialog.CheckChangeDoc(faster.get());
     EXPECT_EQ(dialog.m_nHalfWindow, 6) << "the time is what stays";
+    const auto slower = MemoryDoc::Make(session, {NoiseRun(10)}, 10.0);
+    dialog.CheckChangeDoc(slower.get());
+    Set(dialog, {{"type", "0"}});
+    EXPECT_EQ(dialog.Validate(),
+              "Half window: 1.5 ms is less than half a sample interval. Enter at least 10 ms, one sample.");
+    Set(dialog, {{"halfWindow", "0"}});
+    EXPECT_EQ(dialog.Validate(), "") << "a copy, which was asked for";
     dialog.CheckChangeDoc(doc.get());
     Set(dialog, {{"traces", "1 2"}});
     EXPECT_EQ(dialog.Validate(), "The selected data trace does not exist");

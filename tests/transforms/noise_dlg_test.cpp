@@ -54,6 +54,9 @@ TEST_F(NoiseDlgTest, LocalDC) {
     EXPECT_EQ(Report(dialog), "Remove local DC transform parameters:\r\nTrace list: 1\r\nAdd trace mode\r\n"
                               "Half window time 0.500000\r\n");
     EXPECT_EQ(dialog.ResultLabel("EEG"), "EEG; Remove local DC");
+    EXPECT_EQ(dialog.Validate(), "");
+    Set(dialog, {{"halfWindow", "0"}});
+    EXPECT_NE(dialog.Validate(), "") << "nothing would be left";
 }
 
 TEST_F(NoiseDlgTest, DebuzzReportAndFaults) {

@@ -343,6 +343,7 @@ TEST_F(WholeRecordingTest, ShortRunsAndStrangeSamplesHarmNothing) {
 TEST_F(WholeRecordingTest, RefusesInWordsWhatCannotBe) {
     const auto doc = Twelve();
     const auto longest = MemoryDoc::Generate(session, 1, longestRecording, [](int, int64_t) { return 0.0f; });
+    const auto gap = MemoryDoc::MakeWithRuns(session, {{1}}, {{0, 1, 1}}, 1.0);
     const struct {
         std::unique_ptr<CDataDoc> made;
         const char* words;
@@ -350,6 +351,7 @@ TEST_F(WholeRecordingTest, RefusesInWordsWhatCannotBe) {
         {Made<CReduce>(*doc, {{"frequencyDivisorFactor", "13"}}),
          "the 12 samples of a trace are fewer than a group of 13"},
         {Made<CReduce>(*doc, {{"frequencyDivisorFactor", "7"}, {"mode", "2"}}), "a group of 14"},
+        {Made<CReduce>(*gap, {{"frequencyDivisorFactor", "2"}, {"mode", "1"}}), "no sample would be left"},
         {Made<CInterpolate>(*longest, {{"type", "1"}}), "The result would have 4294967294 samples per trace"},
         {Made<CInterpolate>(*doc, {{"order", "3"}}), "must be an even number"},
         {Made<CInterpolate>(*doc, {{"lowerCut", "1000"}}), "Lower cutoff frequency should be below"},

@@ -122,14 +122,14 @@ void SaveAsPicture(const CommandContext& context) {
 CommandTable OutputCommands() {
     return {
         {"copy-bitmap", "O&utput", "&Copy view as bitmap", "Copies the picture of the view", HasWindow, nullptr, CopyBitmap},
-        {"copy-traces", "O&utput", "Copy traces as text", "Copies the samples in view, a line for each time", HasTracesInWindow, nullptr, CopyTraces},
-        {"copy-time-voltage", "O&utput", "Copy time and voltage", "Copies the time and the value under the mouse", HasWindow, nullptr, CopyTimeAndVoltage},
-        {"save-png", "O&utput", "View (bitmap: png)", "Saves the picture of the view in pixels", HasPicture, nullptr, SaveAsPicture<0>, group | asks},
-        {"save-eps", "O&utput", "View (vector: eps)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<3>, asks},
-        {"save-svg", "O&utput", "View (vector: svg)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<1>, asks},
-        {"save-plt", "O&utput", "View (plotter: plt)", "Saves the view as the strokes of a pen plotter (HPGL)", HasPicture, nullptr, SaveAsPicture<4>, asks},
-        {"save-pdf", "O&utput", "View (vector: pdf)", "Saves the picture of the view as a page", HasPicture, nullptr, SaveAsPicture<2>, asks},
-        {"save-text", "O&utput", "View (text: txt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText, asks},
+        {"copy-traces", "O&utput", "Copy t&races as text", "Copies the samples in view, a line for each time", HasTracesInWindow, nullptr, CopyTraces},
+        {"copy-time-voltage", "O&utput", "Copy time and &voltage", "Copies the time and the value under the mouse", HasWindow, nullptr, CopyTimeAndVoltage},
+        {"save-png", "O&utput", "View (bitmap: p&ng)", "Saves the picture of the view in pixels", HasPicture, nullptr, SaveAsPicture<0>, group | asks},
+        {"save-eps", "O&utput", "View (vector: &eps)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<3>, asks},
+        {"save-svg", "O&utput", "View (vector: &svg)", graphicsHelp, HasPicture, nullptr, SaveAsPicture<1>, asks},
+        {"save-plt", "O&utput", "View (plotter: p&lt)", "Saves the view as the strokes of a pen plotter (HPGL)", HasPicture, nullptr, SaveAsPicture<4>, asks},
+        {"save-pdf", "O&utput", "View (vector: p&df)", "Saves the picture of the view as a page", HasPicture, nullptr, SaveAsPicture<2>, asks},
+        {"save-text", "O&utput", "View (text: t&xt)", "Saves the samples in view, a line for each time", HasAxes, nullptr, SaveText, asks},
         {"print", "O&utput", "&Print...\tCtrl+p", "Prints the view", HasWindow, nullptr, Print, group},
     };
 }
