@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include <fmt/format.h>
 
@@ -37,8 +38,20 @@ std::string AxisNumber(double value, int significantFigures) {
     return WithoutTrailingZeros(fmt::format("{:.{}f}", rounded, decimals));
 }
 
+namespace {
+
+// What came from a sample: a float, or its neighbour in double, which a range that ends behind it has.
+bool IsOfFloat(double value, float single) {
+    return std::fabs(value - single) <= std::fabs(value) * 2.0 * std::numeric_limits<double>::epsilon();
+}
+
+}  // namespace
+
 std::string PreciseNumber(double value) {
-    const std::string shown = fmt::format("{:.12g}", value);
+    std::string shown = fmt::format("{:.12g}", value);
+    const auto single = static_cast<float>(value);
+    if (std::strtod(shown.c_str(), nullptr) != value && IsOfFloat(value, single))
+        shown = fmt::format("{:.12g}", std::strtod(fmt::format("{}", single).c_str(), nullptr));
     const double size = std::fabs(value);
     if (shown.find('e') == std::string::npos || !(size >= 1e-5 && size < 1e12)) return shown;
     char plain[64];

@@ -13,7 +13,8 @@ std::string ShortNumber(double value);
 std::string AxisNumber(double value, int significantFigures);
 
 // A number to be read and written over: 12 significant figures, so that the noise of binary fractions does
-// not show, with an exponent only where there would be many zeros.
+// not show, with an exponent only where there would be many zeros. One that came from a float, and that 12
+// figures do not tell, has the fewest by which that float is known: 0.1, not 0.10000000149.
 std::string PreciseNumber(double value);
 
 // Time units: 0 ms, 1 s, 2 min, 3 h.

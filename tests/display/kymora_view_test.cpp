@@ -439,7 +439,15 @@ TEST(NumberText, ShowsWhatCounts) {
                                       {0.00001, "0.00001"},
                                       {2e-6, "2e-06"},
                                       {123456789012.0, "123456789012"},
-                                      {0.1 + 0.2, "0.3"}})
+                                      {0.1 + 0.2, "0.3"},
+                                      // Of samples, and the end of a range behind the largest of them.
+                                      {double{0.1f}, "0.1"},
+                                      {double{-0.7f}, "-0.7"},
+                                      {std::nextafter(double{0.9f}, 1.0), "0.9"},
+                                      {double{1.25e-7f}, "1.25e-07"},
+                                      // Twelve figures tell these whole.
+                                      {1073741824.0, "1073741824"},
+                                      {0.10000000149, "0.10000000149"}})
         EXPECT_EQ(PreciseNumber(value), text);
     EXPECT_EQ(ParseNumber("+2.5e1"), 25.0);
     for (const char* none : {"", "+-1", "inf", "1 2"}) EXPECT_FALSE(ParseNumber(none)) << none;
