@@ -224,13 +224,6 @@ void DrawTraceOf(const PlotContext& context, DrawDevice& device, int trace, std:
     if (format.clipToAxis) device.SetClip(ClipOf(context.layout.plot));
 }
 
-// Of the classic colours the frame is one; the even ones, and dark papers, have a grey one.
-uint32_t FrameColour(const PlotContext& context) {
-    const uint32_t paper = context.settings.m_crBackground;
-    const bool isClassic = context.GetSession().options.palette != static_cast<int>(Palette::even);
-    return isClassic && !IsDarkPaper(paper) ? frameColour : Blend(paper, InkOn(paper), 0.3);
-}
-
 void DrawZeroLines(const PlotContext& context, DrawDevice& device) {
     constexpr int leastHeight = 24;
     const uint32_t paper = context.settings.m_crBackground;
@@ -249,6 +242,11 @@ void DrawZeroLines(const PlotContext& context, DrawDevice& device) {
 void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
                    const ValueScale& values) {
     TracePainter(device, look, bins, times, values).Paint();
+}
+
+uint32_t FrameColourOn(const PlotContext& context, uint32_t paper) {
+    const bool isClassic = context.GetSession().options.palette != static_cast<int>(Palette::even);
+    return isClassic && !IsDarkPaper(paper) ? frameColour : Blend(paper, InkOn(paper), 0.3);
 }
 
 void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
@@ -271,7 +269,7 @@ void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device) {
         }
     }
     if (!context.settings.m_bShowAxes) return;
-    device.SetPen({FrameColour(context)});
+    device.SetPen({FrameColourOn(context, paper)});
     device.Frame(plot);
 }
 

@@ -33,6 +33,8 @@ struct TraceLook {
 void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
                    const ValueScale& values);
 
+// Of the classic colours the frame is one; the even ones, and dark papers, have a grey one.
+uint32_t FrameColourOn(const PlotContext& context, uint32_t paper);
 // The frame around the plot (with axes on) and the grid.
 void DrawFrameAndGrid(const PlotContext& context, DrawDevice& device);
 

@@ -1,4 +1,4 @@
-// What stands behind and over the traces in a vector file, as lines and texts: grid, events, markers,
+// What stands behind and over the traces in a vector file, as lines and texts: grid, frame, events, markers,
 // annotations, scale bars and cursors. They stand at their times and values, not at pixels.
 
 #include <fmt/format.h>
@@ -12,6 +12,7 @@
 #include "display/overlays/overlay_fonts.h"
 #include "display/overlays/overlay_markers.h"
 #include "display/overlays/overlay_scale_bars.h"
+#include "display/trace_drawing.h"
 #include "display/vector_picture.h"
 #include "drawing/cairo_device.h"
 
@@ -49,6 +50,12 @@ void WriteGrid(const VectorPlot& plot, VectorWriter& writer) {
         writer.GridLine(x, 0, x, height);
     }
     writer.EndPart();
+}
+
+void WriteFrame(const VectorPlot& plot, VectorWriter& writer) {
+    if (!plot.shown.settings.m_bShowAxes) return;
+    writer.Frame({0, 0, plot.page.width, plot.page.height},
+                 plot.PenOf(FrameColourOn(plot.shown, vectorPaper), 1.0));
 }
 
 // --- events ---
@@ -391,6 +398,7 @@ void WriteBehindTraces(const VectorPlot& plot, VectorWriter& writer) {
     if (plot.shown.settings.m_bShowEvents)
         ForChannels(plot, writer, [](EventWriter& events) { events.WriteShades(); });
     WriteGrid(plot, writer);
+    WriteFrame(plot, writer);
     if (plot.shown.settings.m_bShowEvents && plot.shown.settings.m_bEventTicks)
         ForChannels(plot, writer, [](EventWriter& events) { events.WriteTicks(); });
 }

@@ -31,7 +31,9 @@ SamplesInView SpanOf(const PlotContext& context, int trace, bool withNeighbours)
     double first = context.viewport.start / interval, last = context.viewport.end / interval;
     first = withNeighbours ? std::floor(first) : std::ceil(first - tolerance);
     last = withNeighbours ? std::ceil(last) : std::floor(last + tolerance);
-    const auto length = static_cast<double>(doc.GetTraceLength(trace));
+    // Behind the end of a trace that is shorter than others is a gap.
+    const auto length = static_cast<double>(context.settings.m_bInactiveSections ? doc.GetLength()
+                                                                                 : doc.GetTraceLength(trace));
     SamplesInView span;
     span.first = static_cast<int64_t>(std::clamp(first, 0.0, length));
     span.end = static_cast<int64_t>(std::clamp(std::clamp(last, -1.0, most) + 1.0, 0.0, length));
@@ -55,7 +57,7 @@ class TraceSource {
   public:
     TraceSource(CDataDoc& doc, int trace) : doc_(doc), trace_(trace) {}
 
-    // Hands over the samples of a stretch; those in gaps are not-a-numbers.
+    // Hands over the samples of a stretch, and which are valid: all where it is empty.
     template <typename Use>
     void Read(SamplesInView span, ProgressScope& progress, Use use) {
         for (int64_t from = span.first; from < span.end; from += vectorPiece) {
@@ -63,9 +65,7 @@ class TraceSource {
             values_.resize(count);
             valid_.resize(doc_.hasGaps ? count : 0);
             doc_.ReadBlock(trace_, from, values_, valid_);
-            for (size_t i = 0; i < valid_.size(); ++i)
-                if (valid_[i] == 0) values_[i] = NAN;
-            use(from, std::span<const float>(values_));
+            use(from, std::span<const float>(values_), std::span<const uint8_t>(valid_));
             progress.Step(count);
         }
     }
@@ -77,25 +77,117 @@ class TraceSource {
     std::vector<uint8_t> valid_;
 };
 
+// A trace in its colour, and what is inactive in grey, where that is shown: gaps at zero, and a line at zero
+// behind the end of the recording.
+class TraceLines {
+  public:
+    // `showsInactive`, or the pen lifts there.
+    TraceLines(VectorWriter& writer, const ValueScale& values, const VectorTraceLine::Look& look,
+               const VectorPen& pen, const VectorPen& inactive, bool showsInactive)
+        : writer_(writer),
+          values_(values),
+          rows_(look.rows),
+          isDots_(look.dotRadius >= 0),
+          pen_(pen),
+          greyPen_(inactive),
+          showsInactive_(showsInactive),
+          line_(writer, values, look),
+          grey_(writer, values, {look.rows, look.dotRadius, inactive.colour}) {}
+
+    void Add(double x, float value) {
+        if (greyEnd_) LeaveGap(x, value);
+        line_.Add(x, value);
+        lastX_ = x;
+        lastValue_ = value;
+    }
+
+    // Of a gap only its ends are points of the line.
+    void AddInactive(double x) {
+        line_.Break();
+        if (showsInactive_) AddGrey(x);
+        lastValue_ = NAN;
+    }
+
+    // The recording ends in view.
+    void AddEnd(double from, double to) {
+        if (!isDots_) {
+            AddInactive(from);
+            AddInactive(to);
+        } else if (showsInactive_) {
+            writer_.SetPen(greyPen_);
+            VectorTraceLine level(writer_, values_, {rows_});
+            level.Add(from, 0.0f);
+            level.Add(to, 0.0f);
+        }
+    }
+
+    void Finish() {
+        if (greyEnd_ && !isDots_) grey_.Add(*greyEnd_, 0.0f);
+    }
+
+  private:
+    void AddGrey(double x) {
+        if (!greyEnd_) {
+            writer_.SetPen(greyPen_);
+            if (!isDots_) grey_.Add(lastX_, lastValue_);
+        }
+        if (!greyEnd_ || isDots_) grey_.Add(x, 0.0f);
+        greyEnd_ = x;
+    }
+    void LeaveGap(double x, float value) {
+        if (!isDots_) {
+            grey_.Add(*greyEnd_, 0.0f);
+            grey_.Add(x, value);
+        }
+        grey_.Break();
+        greyEnd_.reset();
+        writer_.SetPen(pen_);
+    }
+
+    VectorWriter& writer_;
+    ValueScale values_;
+    std::optional<std::pair<int, int>> rows_;
+    bool isDots_;
+    VectorPen pen_, greyPen_;
+    bool showsInactive_;
+    VectorTraceLine line_, grey_;    // of which one is under way
+    double lastX_ = 0.0;             // of the sample before
+    float lastValue_ = NAN;          // not-a-number where no line goes on from there
+    std::optional<double> greyEnd_;  // the last sample of a gap
+};
+
 void WriteTrace(const VectorPlot& plot, VectorFormat format, VectorWriter& writer, int trace, int plotterPen,
                 ProgressScope& progress) {
     const PlotContext& context = plot.shown;
     const auto t = static_cast<size_t>(trace);
     const TraceFormat& look = context.settings.m_format[t];
     const uint32_t colour = context.doc.traces[t].traceColour & 0xFFFFFF;
-    writer.BeginPart(VectorPart::trace, trace + 1, plot.PenOf(colour, look.lineWidth, plotterPen));
+    const VectorPen pen = plot.PenOf(colour, look.lineWidth, plotterPen);
+    writer.BeginPart(VectorPart::trace, trace + 1, pen);
     {
-        VectorTraceLine line(
+        // The pens of a plotter have no grey, and in a trace's own colour zeros would be data.
+        TraceLines lines(
             writer, plot.Values(context.AxisOf(trace)),
-            {RowsOf(plot, format, trace), look.drawAsDots ? VectorDotRadius(look.dotSize) : -1, colour});
-        const TimeScale times = plot.Times();
-        const double interval = context.doc.sampleInterval;
+            {RowsOf(plot, format, trace), look.drawAsDots ? VectorDotRadius(look.dotSize) : -1, colour}, pen,
+            plot.PenOf(inactiveColour, 1.0),
+            context.settings.m_bInactiveSections && format != VectorFormat::hpgl);
+        const auto placeOf = [times = plot.Times(), interval = context.doc.sampleInterval](int64_t sample) {
+            return times.ToPlace(static_cast<double>(sample) * interval);
+        };
         TraceSource(context.doc, trace)
-            .Read(SpanOf(context, trace, true), progress, [&](int64_t from, std::span<const float> values) {
-                for (size_t i = 0; i < values.size(); ++i)
-                    line.Add(times.ToPlace(static_cast<double>(from + static_cast<int64_t>(i)) * interval),
-                             values[i]);
-            });
+            .Read(SpanOf(context, trace, true), progress,
+                  [&](int64_t from, std::span<const float> values, std::span<const uint8_t> valid) {
+                      for (size_t i = 0; i < values.size(); ++i) {
+                          const double x = placeOf(from + static_cast<int64_t>(i));
+                          if (valid.empty() || valid[i] != 0)
+                              lines.Add(x, values[i]);
+                          else
+                              lines.AddInactive(x);
+                      }
+                  });
+        const double end = placeOf(context.doc.GetLength());
+        if (end < plot.page.width) lines.AddEnd(end, plot.page.width);
+        lines.Finish();
     }
     writer.EndPart();
 }

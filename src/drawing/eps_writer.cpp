@@ -172,6 +172,8 @@ class EpsWriter : public VectorWriter {
             return "\n\n%annotations\n";
         case VectorPart::cursors:
             return "\n\n%cursors\n";
+        case VectorPart::frame:
+            return "\n\n%frame\n";
         case VectorPart::grid:
             return "\n\n%grid\n";
         default:

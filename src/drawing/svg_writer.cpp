@@ -35,6 +35,8 @@ std::string SvgId(VectorPart part, int number) {
         return "scalebars";
     case VectorPart::cursors:
         return "cursors";
+    case VectorPart::frame:
+        return "frame";
     default:
         return "grid";
     }

@@ -100,6 +100,18 @@ void VectorWriter::Line(int x1, int y1, int x2, int y2) {
     EndLine();
 }
 
+void VectorWriter::Frame(const PixelRect& area, const VectorPen& pen) {
+    const int inset = RoundHalfAway(pen.width / 2.0);
+    const int left = area.left + inset, top = area.top + inset;
+    const int right = area.right - inset, bottom = area.bottom - inset;
+    BeginPart(VectorPart::frame, 0, pen);
+    BeginLine();
+    for (const Point& corner : {Point{left, top}, {right, top}, {right, bottom}, {left, bottom}, {left, top}})
+        LineTo(corner.x, corner.y);
+    EndLine();
+    EndPart();
+}
+
 std::unique_ptr<VectorWriter> MakeVectorWriter(VectorFormat format, const VectorPage& page,
                                                VectorWriter::Sink sink) {
     switch (format) {

@@ -66,7 +66,7 @@ inline int64_t LettersOf(std::string_view utf8) {
 // How wide a text is, about: what stands beside it keeps clear of it.
 double TextWidthOf(std::string_view utf8, double size);
 
-enum class VectorPart { grid, shades, ticks, trace, events, markers, annotations, scaleBars, cursors };
+enum class VectorPart { grid, frame, shades, ticks, trace, events, markers, annotations, scaleBars, cursors };
 
 class VectorWriter {
   public:
@@ -105,6 +105,9 @@ class VectorWriter {
     // The pen goes up. A line of a single point is written so that it leaves a dot.
     void EndLine();
     void Line(int x1, int y1, int x2, int y2);
+    // The part that is the frame around a plot. It lies within the area, so that none of it is cut off at the
+    // edge of the page.
+    void Frame(const PixelRect& area, const VectorPen& pen);
     virtual void Disc(int x, int y, int radius, uint32_t colour) = 0;
     // A point that is marked in red.
     virtual void MarkedPoint(int x, int y, int radius) { Disc(x, y, radius, 0x0000FF); }

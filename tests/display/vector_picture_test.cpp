@@ -63,7 +63,9 @@ TEST_F(VectorPictureTest, EachFormatHasItsFrameAndItsPoints) {
     EXPECT_EQ(Save("/a.eps"), "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 0 0 576.000000 288.000000\n"
                               "/m {moveto} bind def \n/l {lineto} bind def\n0 288.000000 translate\n"
                               "0.720000 -0.720000 scale\n1.000000 setlinewidth\n\n"
-                              "1 setlinejoin\n0 0 800 400 rectclip\n1 setlinecap\n"
+                              "1 setlinejoin\n0 0 800 400 rectclip\n"
+                              "\n\n%frame\nnewpath\n1.000000 0.752941 0.752941 setrgbcolor\n"
+                              "1 1 m\n799 1 l 799 399 l 1 399 l 1 1 l stroke\n1 setlinecap\n"
                               "\n\n%Trace 1\nnewpath\n1.000000 0.000000 0.000000 setrgbcolor\n"
                               "0 390 m\n200 290 l 400 190 l 600 10 l stroke\n\nshowpage\n%%Trailer\n"
                               "%%HiResBoundingBox: 0 0 576.000000 288.000000\n%%EOF\n");
@@ -79,6 +81,7 @@ TEST_F(VectorPictureTest, EachFormatHasItsFrameAndItsPoints) {
     // A plotter has 8000 units, whatever the size; y runs up.
     EXPECT_EQ(Save("/a.plt"), "IN;SP1; IP; SC 0,8000,0,4000;PU;IP 0,0,8128,4064;"
                               "SP 1; PA 0,0; PD; PA 1000,0; PU;SP 1; PA 0,100; PD; PA 0,3900; PU;"
+                              "SP 1; PA 5,3995; PD;PA 7995,3995;PA 7995,5;PA 5,5;PA 5,3995;PU;"
                               "SP 1; PA 0,100; PD;PA 2000,1100;PA 4000,2100;PA 6000,3900;PU;PU; IN; SP;\n");
     const std::vector<std::string> logged = {"trying to open file /a.eps\n",
                                              "EPS horz resol = 800, vert resol = 400, width = 576.000000, "
@@ -159,6 +162,76 @@ TEST_F(VectorPictureTest, LooksOfTracesAreKept) {
         ExpectHolds(Save("/a.eps"), fmt::format("newpath 0 390 {} 0 360 arc fill\n", radius));
     }
     ExpectHolds(Save("/a.svg"), "<circle cx=\"0\" cy=\"390\" r=\"25\" style=\"fill:#ff0000\" />\n");
+}
+
+// As on the screen: with its axes a plot has a frame. A line of one unit lies one unit within the page.
+TEST_F(VectorPictureTest, TheFrameIsThatOfTheScreen) {
+    Open(MemoryDoc::Make(session, {{0, 100}}, 100.0), 0.0, 100.0);
+    ExpectHolds(Save("/a.svg"),
+                "<g id=\"frame\">\n<path style=\"fill:none;stroke:#ffc0c0;stroke-width:1.000000\" "
+                "d=\"M1,1 799,1 799,399 1,399 1,1 \"/>\n</g>\n");
+    session.options.palette = static_cast<int>(Palette::even);
+    // Three tenths of the way from white paper to the ink on it, 40 40 48, also where the window is dark.
+    view->m_crBackground = 0x202020;
+    ExpectHolds(Save("/a.eps"), "%frame\nnewpath\n0.749020 0.749020 0.756863 setrgbcolor\n");
+    view->m_bShowAxes = false;
+    EXPECT_EQ(Save("/a.eps").find("%frame"), std::string::npos);
+}
+
+// Where the view shows inactive data, gaps are grey at zero (row 390), with lines to the samples beside them,
+// and a grey line goes on at zero behind the end.
+TEST_F(VectorPictureTest, InactiveSectionsAreGrey) {
+    const std::string red = "newpath\n1.000000 0.000000 0.000000 setrgbcolor\n";
+    const std::string grey = "newpath\n0.752941 0.752941 0.752941 setrgbcolor\n";
+    const struct {
+        const char* what;
+        std::vector<float> samples;
+        std::vector<uint32_t> runs;
+        double end;
+        std::string path;
+    } cases[] = {
+        {"a gap",
+         {0, 100, 200, 300},
+         {2, 3, 2},
+         600,
+         red + "0 390 m\n133 290 l stroke\n" + grey + "133 290 m\n267 390 l 533 390 l 667 190 l stroke\n" +
+             red + "667 190 m\n800 90 l stroke\n"},
+        {"a gap at the start and one that ends the view",
+         {100, 200},
+         {0, 1, 2, 2},
+         400,
+         red + grey + "0 390 m\n200 290 l stroke\n" + red + "200 290 m\n400 190 l stroke\n" + grey +
+             "400 190 m\n600 390 l 800 390 l stroke\n"},
+        {"behind the end",
+         {100, 200},
+         {2},
+         400,
+         red + "0 290 m\n200 190 l stroke\n" + grey + "200 190 m\n400 390 l 800 390 l stroke\n"},
+        {"no gap", {100, 200}, {2}, 100, red + "0 290 m\n800 190 l stroke\n"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        Open(MemoryDoc::MakeWithRuns(session, {test.samples}, {test.runs}, 100.0), 0.0, test.end);
+        view->ChangeViewport({0.0, test.end});
+        view->m_bInactiveSections = true;
+        EXPECT_EQ(EpsTrace() + "\n", test.path);
+        // Pens of a plotter have no grey.
+        const std::string plot = Save("/a.plt");
+        view->m_bInactiveSections = false;
+        EXPECT_EQ(plot, Save("/a.plt"));
+        Close();
+    }
+    Open(MemoryDoc::MakeWithRuns(session, {{100, 200}}, {{1, 2, 1}}, 100.0), 0.0, 800.0);
+    view->m_bInactiveSections = view->m_format[0].drawAsDots = true;
+    const std::string svg = Between(Save("/a.svg"), "<g id=\"trace1\" stroke-linecap=\"round\">\n", "</g>");
+    const auto dot = [](int x, int y, const char* colour) {
+        return fmt::format("<circle cx=\"{}\" cy=\"{}\" r=\"3\" style=\"fill:{}\" />\n", x, y, colour);
+    };
+    EXPECT_EQ(svg,
+              dot(0, 290, "#ff0000") + dot(100, 390, "#c0c0c0") + dot(200, 390, "#c0c0c0") +
+                  dot(300, 190, "#ff0000") +
+                  "<polyline style=\"fill:none;stroke:#c0c0c0;stroke-width:1.000000\"\n\t\tpoints=\"400,390 "
+                  "800,390 \"/>\n");
 }
 
 TEST_F(VectorPictureTest, AHiddenTraceWritesNothing) {
@@ -465,6 +538,7 @@ TEST_F(VectorPictureTest, APreviewIsWrittenToo) {
     EXPECT_TRUE(preview.RunCommand("save-eps"));
     EXPECT_EQ(host.fileRequests.back().suggestion, "/data/cell preview.eps");
     const std::string eps = Bytes("/preview.eps");
+    ExpectHolds(eps, "%frame\nnewpath\n1.000000 0.752941 0.752941 setrgbcolor\n");
     // Raw above the transformed; the width is that of the session, 3600 units.
     ExpectHolds(eps, "%Trace 1\nnewpath\n0.000000 0.000000 0.000000 setrgbcolor\n0 ");
     ExpectHolds(eps, "%Trace 2\nnewpath\n0.847059 0.000000 0.000000 setrgbcolor\n0 ");

@@ -140,9 +140,12 @@ void CTransformPreview::SaveVectors() {
     const VectorFormat format = *VectorFormatOf(out);
     const VectorPage page = PageOf(format, panes.plot.Width(), panes.plot.Height(),
                                    session.picture.targetWidth, session.picture.targetResolution);
+    const auto row = [&](int y) { return RoundHalfAway((y - panes.plot.top) * page.unitsPerPixel); };
+    const auto frame = [&](VectorWriter& writer, const PixelRect& band) {
+        writer.Frame({0, row(band.top), page.width, row(band.bottom)}, {frameColour, page.unitsPerPixel});
+    };
     const auto write = [&](VectorWriter& writer, int number, std::span<const float> values,
                            const PreviewScale& scale, const PixelRect& band, uint32_t colour) {
-        const auto row = [&](int y) { return RoundHalfAway((y - panes.plot.top) * page.unitsPerPixel); };
         const int top = row(band.top), bottom = row(band.bottom);
         writer.BeginPart(VectorPart::trace, number, {colour, page.unitsPerPixel, false, number});
         {
@@ -156,6 +159,8 @@ void CTransformPreview::SaveVectors() {
     try {
         const auto points = static_cast<int64_t>(data_.raw.size() + data_.transformed.size());
         SaveVectorFile(session, out, format, page, points, [&](VectorWriter& writer) {
+            frame(writer, panes.raw);
+            if (!m_bSuperimpose) frame(writer, panes.transformed);
             write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour);
             write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
         });
