@@ -217,15 +217,19 @@ int64_t CDebuzz::MaxCycles() const {
 
 // --- what the window does ---
 
-// A window asks for no more cycles than there are. Elsewhere the setting may be for other recordings.
+// A window asks for no more cycles than there are, and, since a run may end within one, than can be read.
+// Elsewhere the setting may be for other recordings.
 void CDebuzz::HoldCycles(bool tells) {
     m_sweeps = {};
     if (!HasTrace() || !View()) return;
     const int64_t all = std::max<int64_t>(MaxCycles(), 1), most = std::min<int64_t>(all, mostCycles);
     m_nPerAvg = static_cast<int32_t>(std::min<int64_t>(m_nPerAvg, all));
-    if (m_nCycles <= most) return;
-    m_nCycles = static_cast<int32_t>(most);
-    if (tells) Tell(fewSweepsText);
+    const int32_t asked = m_nCycles;
+    m_nCycles = static_cast<int32_t>(std::min<int64_t>(m_nCycles, most));
+    const Sweeps& sweeps = Shown();
+    if (sweeps.areAll) m_nCycles = std::clamp(static_cast<int32_t>(sweeps.samples.size()), 1, m_nCycles);
+    m_sweeps.cycles = m_nCycles;
+    if (m_nCycles < asked && tells) Tell(fewSweepsText);
 }
 
 CDebuzz::Display CDebuzz::Displayed() {
@@ -277,7 +281,7 @@ const CDebuzz::Sweeps& CDebuzz::Shown() {
     float low = std::numeric_limits<float>::infinity(), high = -low;
     const auto length = KernelSettings().Length();
     if (length > mostShownSamples || m_dInterval < 2.0 * Document()->sampleInterval) return m_sweeps;
-    ForEachCycle([&](const Cycle& cycle) {
+    m_sweeps.areAll = ForEachCycle([&](const Cycle& cycle) {
         m_sweeps.samples.emplace_back(cycle.samples.begin(), cycle.samples.end());
         const CycleExtremes extremes = ExtremesOf(cycle.samples);
         if (extremes.isFinite) {

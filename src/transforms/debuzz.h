@@ -61,6 +61,7 @@ class CDebuzz : public CTransformTraceDlg {
         int32_t trace = -1, cycles = 0;
         double interval = 0.0;
         std::vector<std::vector<float>> samples;
+        bool areAll = false;            // no more can be read
         float low = 0.0f, high = 1.0f;  // of their finite samples
     };
     struct Display {

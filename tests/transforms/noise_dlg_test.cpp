@@ -146,6 +146,36 @@ TEST_F(NoiseDlgTest, DebuzzListsCyclesOfAllRuns) {
     EXPECT_EQ(dialog.m_fUpper, 4.5f);
 }
 
+// A cycle of 20.5 samples takes 21 of them, from the sample at its time: of 40.5 to 41 samples only the first
+// is whole, though two have room by their times. What lies in gaps and at the ends of runs is none either.
+TEST_F(NoiseDlgTest, DebuzzOffersTheCyclesThatCanBeRead) {
+    const struct {
+        std::vector<uint32_t> runs;
+        const char* interval;
+        int64_t byTime;
+        int32_t read;
+    } cases[] = {
+        {{41}, "20.5", 2, 1},          {{42}, "20.5", 2, 2},
+        {{100}, "10", 10, 10},         {{19, 1, 19, 1, 19}, "10", 5, 3},
+        {{9, 1, 9, 1, 9}, "10", 2, 1},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.byTime);
+        std::vector<float> samples(100, 1.0f);
+        doc = MemoryDoc::MakeWithRuns(session, {samples}, {test.runs}, 1.0);
+        CDebuzz dialog;
+        Set(dialog, {{"noiseInterval", test.interval}});
+        Show(dialog, 0, 10);
+        EXPECT_EQ(dialog.Params().Find("maxCycles")->shown(), std::to_string(test.byTime));
+        EXPECT_EQ(dialog.m_nCycles, test.read);
+        host.messages.clear();
+        Set(dialog, {{"cycles", "60"}});
+        EXPECT_EQ(dialog.m_nCycles, test.read);
+        ASSERT_EQ(host.messages.size(), 1u);
+        EXPECT_EQ(host.messages[0].text, "Unable to read requested number of sweeps. Reducing.");
+    }
+}
+
 TEST_F(NoiseDlgTest, DebuzzShowsSweepsWithLimits) {
     Values run = Triangles(20);
     for (size_t i = 100; i < 200; ++i) run[i] *= 10.0f;  // the later half is ten times as high
@@ -201,7 +231,8 @@ TEST_F(NoiseDlgTest, DebuzzShowsSweepsWithLimits) {
     EXPECT_EQ(host.messages[0].text, allSweepsOutsideText);
     press("mains60", 1);
     EXPECT_NEAR(dialog.m_dInterval, 16.6667, 1e-4);
-    EXPECT_EQ(dialog.m_nCycles, 6);
+    // The sixth would begin at sample 167 of 200, and a cycle takes 34.
+    EXPECT_EQ(dialog.m_nCycles, 5);
 }
 
 // --- the chain ---
