@@ -1,7 +1,9 @@
 #include "app/operation_dock.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QScreen>
 #include <QTabBar>
 #include <algorithm>
@@ -38,6 +40,10 @@ OperationDock::OperationDock(CMainFrame& frame, OperationWindow& window, const P
     connect(&window, &QWidget::windowTitleChanged, this, &OperationDock::ShowTitle);
     connect(&window, &QDialog::finished, this, &QWidget::hide);
     connect(&window, &QObject::destroyed, this, &QObject::deleteLater);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* before, QWidget* now) {
+        if (before) before->removeEventFilter(this);
+        if (now && isAncestorOf(now)) now->installEventFilter(this);
+    });
     connect(this, &QDockWidget::visibilityChanged, this, &OperationDock::Shown);
     window.SetDocked(!place.isFloating);
     setWidget(&window);
@@ -98,6 +104,25 @@ void OperationDock::ComeToFront() {
 bool OperationDock::HasKeyboard() const {
     const QWidget* holder = QApplication::focusWidget();
     return holder && isAncestorOf(holder);
+}
+
+QAbstractButton* OperationDock::ButtonOf(const QKeyEvent& key) const {
+    const QKeySequence pressed(key.keyCombination());
+    for (auto* button : findChildren<QAbstractButton*>())
+        if (button->isVisible() && button->isEnabled() && button->shortcut() == pressed) return button;
+    return nullptr;
+}
+
+// While the panel has the keyboard, its own mnemonics go before those of the menus, which a floating panel
+// has, too: it is no window in which keys end.
+bool OperationDock::eventFilter(QObject* watched, QEvent* event) {
+    const bool isAsked = event->type() == QEvent::ShortcutOverride;
+    if (!isAsked && event->type() != QEvent::KeyPress) return QDockWidget::eventFilter(watched, event);
+    auto& key = static_cast<QKeyEvent&>(*event);
+    QAbstractButton* button = (key.modifiers() & Qt::AltModifier) ? ButtonOf(key) : nullptr;
+    if (!button) return QDockWidget::eventFilter(watched, event);
+    isAsked ? event->accept() : button->click();
+    return true;
 }
 
 // The window may refuse, while its operation is at work.

@@ -5,6 +5,9 @@
 #include <QDockWidget>
 #include <QPointer>
 
+class QAbstractButton;
+class QKeyEvent;
+
 namespace kymora {
 
 class CMainFrame;
@@ -39,6 +42,7 @@ class OperationDock : public QDockWidget {
     void Shown(bool isShown);
 
   protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
@@ -48,6 +52,7 @@ class OperationDock : public QDockWidget {
     void TakeShape(bool floats);
     void NotePlace();
     void ShowTitle();
+    QAbstractButton* ButtonOf(const QKeyEvent& key) const;
 
     CMainFrame& frame_;
     QPointer<OperationWindow> window_;

@@ -4,6 +4,8 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
 #include <QPushButton>
 #include <QTimer>
 
@@ -290,6 +292,47 @@ TEST_F(PanelsTest, ComeBackWhereTheyWereAlsoInTheNextRun) {
     }
     EXPECT_EQ(session.foldedGroups["CEventThreshold"], (std::set<std::string>{"Levels"}));
     frame->OperationDialogs().RestoreState({{"width", "wide"}, {"panels", 3}});
+}
+
+// Where the keyboard is in a panel, its mnemonics go before those of the menus; elsewhere the menus have
+// theirs.
+TEST_F(PanelsTest, MnemonicsAreThoseOfThePanelThatHasTheKeyboard) {
+    CChildFrame& child = OpenOne();
+    OperationDock* panel = PanelOf("event-threshold");
+    const QKeySequence save = panel->Window()->findChild<QPushButton*>("save")->shortcut();
+    ASSERT_EQ(save, QKeySequence("Alt+S"));
+    QMenu* menu = nullptr;
+    for (QAction* action : frame->menuBar()->actions())
+        if (QKeySequence::mnemonic(action->text()) == save) menu = action->menu();
+    ASSERT_NE(menu, nullptr);
+    host.saveFile = "/kept.kymr-cfg";
+    for (const bool floats : {true, false}) {
+        SCOPED_TRACE(floats);
+        panel->setFloating(floats);
+        if (!floats) frame->activateWindow();
+        panel->ComeToFront();
+        Settle();
+        ASSERT_TRUE(panel->HasKeyboard());
+        auto* edit = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        const QString text = edit ? edit->text() : QString();
+        host.fileRequests.clear();
+        QTest::keyClick(QApplication::focusWidget(), 's', Qt::AltModifier);
+        Settle();
+        EXPECT_EQ(host.fileRequests.size(), 1u);
+        EXPECT_FALSE(menu->isVisible());
+        if (edit) {
+            EXPECT_EQ(edit->text(), text) << "nothing is typed";
+        }
+        menu->hide();
+    }
+    frame->activateWindow();
+    child.Widget().setFocus();
+    host.fileRequests.clear();
+    QTest::keyClick(&child.Widget(), 's', Qt::AltModifier);
+    Settle();
+    EXPECT_EQ(host.fileRequests.size(), 0u);
+    EXPECT_TRUE(menu->isVisible());
+    menu->hide();
 }
 
 // A screen that is not there any more, or a smaller one, hides nothing.
