@@ -49,6 +49,17 @@ std::vector<float> ResponseTo(CTransformTraceDlg& dialog, const std::vector<floa
 
 }  // namespace
 
+// Another document may stand at the same address, and have other samples.
+void CFilterDlg::CheckChangeDoc(CDataDoc* doc) {
+    seen_.reset();
+    CTransformTraceDlg::CheckChangeDoc(doc);
+}
+
+void CFilterDlg::OnUpdate(UpdateHint hint) {
+    seen_.reset();
+    CTransformTraceDlg::OnUpdate(hint);
+}
+
 WrittenFile CFilterDlg::WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) {
     m_nReport = reportNone;
     // A window has said it while the parameters were set.
@@ -289,7 +300,7 @@ void CFilterDlg::TakeSpectrum() {
     const int trace = PreviewTrace();
     const int64_t first = std::clamp<int64_t>(span.first, 0, doc.GetLength());
     const int64_t end = std::clamp<int64_t>(span.end, first, doc.GetLength());
-    const Seen seen{Document(), trace, first, std::min(end, first + mostSpectrumSamples)};
+    const Seen seen{trace, first, std::min(end, first + mostSpectrumSamples)};
     if (seen == seen_) return;
     seen_ = seen;
     spectrum_.clear();

@@ -31,6 +31,8 @@ class CFilterDlg : public CTransformTraceDlg {
 
     enum Report { reportNone = 0, reportCoefficients = 1, reportGain = 2 };
 
+    void CheckChangeDoc(CDataDoc* doc) override;
+    void OnUpdate(UpdateHint hint) override;
     // A report changes nothing.
     Affects WhatItAffects() const override {
         return m_nReport == reportNone ? Affects::traces : Affects::nothing;
@@ -86,14 +88,13 @@ class CFilterDlg : public CTransformTraceDlg {
     GraphPane ResponsePane(const FilterShape& shape, bool isStep);
     void TakeSpectrum();
 
-    // The spectrum of the data in view, and of what it is.
+    // The spectrum of the data in view, and of what of the document it is; of nothing until it is taken.
     struct Seen {
-        const CDataDoc* doc = nullptr;
         int trace = -1;
         int64_t first = 0, end = 0;
         bool operator==(const Seen&) const = default;
     };
-    Seen seen_;
+    std::optional<Seen> seen_;
     std::vector<double> spectrum_;  // dB below its largest, at equal distances from 0 to Nyquist
 };
 

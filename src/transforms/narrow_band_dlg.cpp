@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "drawing/number_labels.h"
+
 namespace kymora {
 
 namespace {
@@ -101,8 +103,9 @@ double CNarrowBandDlg::RingingSamplesOf() const {
 
 std::string CNarrowBandDlg::WidthNote() const {
     if (!Document() || !(m_fBandWidth >= leastBandWidth && m_fBandWidth <= mostBandWidth)) return {};
-    return fmt::format("{:.4g} Hz; rings for {:.4g} ms", m_fBandWidth * SampleFrequency(),
-                       RingingSamplesOf() * Document()->sampleInterval);
+    constexpr int figures = 3;
+    return fmt::format("{} Hz, rings {} ms", AxisNumber(m_fBandWidth * SampleFrequency(), figures),
+                       AxisNumber(RingingSamplesOf() * Document()->sampleInterval, figures));
 }
 
 KernelOutcome CNarrowBandDlg::TransformBlock(const TransformRun& run, std::span<const float> input,

@@ -221,6 +221,24 @@ TEST_F(FilterDlgTest, NarrowBandsSectionsAndNotches) {
     EXPECT_NE(notch.Validate(), "");
 }
 
+// Another recording may stand where the one before stood, with as many samples.
+TEST_F(FilterDlgTest, TheSpectrumIsThatOfTheRecordingAtHand) {
+    int64_t period = 4;
+    doc = MemoryDoc::Generate(
+        session, 1, 1024, [&](int, int64_t i) { return static_cast<float>(i % period < period / 2); }, 0.5);
+    CFilterRCDlg dialog;
+    // The frequency of the largest line.
+    const auto peak = [&] {
+        dialog.CheckChangeDoc(doc.get());
+        const Graph graph = *dialog.GetGraph();
+        const GraphLayer& data = graph.Named("magnitude").layers.at(0);
+        return data.x[static_cast<size_t>(std::ranges::max_element(data.y2) - data.y2.begin())];
+    };
+    EXPECT_NEAR(peak(), 500.0, 5.0);
+    period = 16;
+    EXPECT_NEAR(peak(), 125.0, 5.0);
+}
+
 TEST_F(FilterDlgTest, GraphsFollowTheKnobs) {
     CDigitalFIR fir;
     ASSERT_TRUE(fir.GetGraph());
