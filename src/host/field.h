@@ -92,6 +92,9 @@ struct Field {
     std::function<bool(const Form&)> enabled;
     std::function<void()> changed;       // the user has set it; what follows it is set here
     std::function<std::string()> shown;  // a note's text, or what stands behind the value ("1,203 events")
+    // Asked in a window when the user has done with it: why the value before takes its place again, in the
+    // words that are told; empty where the new one stays.
+    std::function<std::string()> putBack;
     std::function<void(Form&)> action;
     // Whether a cell of a table is dimmed as one that is left out; empty: none is.
     std::function<bool(size_t row, size_t column)> dimmed;
@@ -113,6 +116,7 @@ struct Field {
     Field& EnabledIf(std::function<bool()> test);
     Field& EnabledIf(std::function<bool(const Form&)> test) { return With(&Field::enabled, std::move(test)); }
     Field& OnChange(std::function<void()> does) { return With(&Field::changed, std::move(does)); }
+    Field& PutBackIf(std::function<std::string()> why) { return With(&Field::putBack, std::move(why)); }
     Field& Shows(std::function<std::string()> says) { return With(&Field::shown, std::move(says)); }
     template <typename T>
     Field& With(T Field::*member, T value) {

@@ -149,6 +149,8 @@ class CBatchBaseDlg {
     virtual WrittenFile WriteFile(Session&, const std::filesystem::path&, [[maybe_unused]] bool keepsSource) {
         return {};
     }
+    // Why it cannot run over several recordings as it is set; empty where it can.
+    virtual std::string SeveralFilesFault() const { return {}; }
     // Nobody attends the run: nothing is asked, settings stay as they were taken, and messages go there. Null
     // for the host of the recording.
     void SendMessagesTo(RunMessages* messages) { m_pMessages = messages; }

@@ -13,7 +13,6 @@ namespace {
 constexpr uint32_t firVersion = 1;
 constexpr float usualUpperCut = 100.0f;  // Hz
 constexpr double leastPassGain = 0.9, mostPassGain = 1.1;
-constexpr double mostAlpha = 100.0;
 
 }  // namespace
 
@@ -54,46 +53,14 @@ void CDigitalFIR::FollowTransition() {
 void CDigitalFIR::Describe(ParamList& list) {
     DescribeTraces(list);
     list.Group("Filter");
-    list.Choice("bandType", "Type", m_nBandType, {"Band pass", "Band stop"})
-        .Buttons()
-        .Tip("What lies between the cutoffs passes; What lies between them is taken out");
-    list.Number("lowerCut", "lower cut (Hz)", m_fLowerCut)
-        .Limits(0, Nyquist())
-        .Step(10)
-        .Tip("Lower end of the band; 0 makes a low-pass of a band pass. It stays below the upper cutoff")
-        .OnChange([this] { m_isLowerLatest = true; });
-    list.Number("upperCut", "upper cut (Hz)", m_fUpperCut)
-        .Limits(0, Nyquist())
-        .Step(10)
-        .Tip("Upper end of the band; half the sampling rate makes a high-pass of a band pass. It stays above "
-             "the lower cutoff")
-        .OnChange([this] {
-            m_isLowerLatest = false;
-            m_isUpperChosen = true;
-        });
-    list.Choice("window", "Window", m_nWindow, {"Blackman", "Hann", "Kaiser"})
-        .Buttons()
-        .Tip("Takes most from what shall not pass; A narrower transition; Flat but for its two ends")
-        .Linked({"order"})
-        .OnChange([this] { FollowTransition(); });
-    list.Number("alpha", "alpha (0=rect, 5.44=Hamming)", m_fAlpha)
-        .Limits(0, mostAlpha)
-        .Tip("Of the Kaiser window: how far its two end coefficients are reduced")
-        .EnabledIf([this] { return m_nWindow == static_cast<int32_t>(FirWindow::kaiser); });
-    list.Integer("order", "Order (even)", m_nOrder)
-        .Limits(0, greatestFirOrder)
-        .Step(2)
-        .Tip("The filter has one coefficient more; the higher, the steeper, and the more is lost at the end "
-             "of each "
-             "run")
-        .Linked({"transitionWidth"})
-        .OnChange([this] { m_fTransitionWidth = 0.0f; });
+    DescribeFir(list, {Nyquist(), {}, [this] { m_isUpperChosen = true; }});
+    list["window"].Linked({"order"}).OnChange([this] { FollowTransition(); });
+    list["order"].Linked({"transitionWidth"}).OnChange([this] { m_fTransitionWidth = 0.0f; });
     list.Number("transitionWidth", "transition (Hz)", m_fTransitionWidth)
         .Limits(0, mostCutoff)
         .Step(5)
         .Tip("From pass band to stop band: above 0 the order is the smallest that is as steep, at the "
-             "sampling "
-             "rate of each recording; 0 leaves the order as it is set")
+             "sampling rate of each recording; 0 leaves the order as it is set")
         .Linked({"order"})
         .OnChange([this] { FollowTransition(); })
         .Shows([this] { return TransitionNote(); });
@@ -107,9 +74,7 @@ void CDigitalFIR::Describe(ParamList& list) {
 
 std::string CDigitalFIR::CheckSettings() {
     if (std::string fault = CFilterDlg::CheckSettings(); !fault.empty()) return fault;
-    if (m_nOrder % 2 != 0) return oddOrderText;
-    if (m_fLowerCut >= m_fUpperCut) return m_isLowerLatest ? lowerAboveUpperText : upperBelowLowerText;
-    return {};
+    return FirFault();
 }
 
 void CDigitalFIR::GetParamText(std::string& text) {
@@ -137,16 +102,6 @@ void CDigitalFIR::AppendFilter(std::string& text, const std::string& upperCut) c
 }
 
 // --- what it does ---
-
-FirSettings CDigitalFIR::KernelSettings(double sampleInterval) const {
-    return {m_fLowerCut,
-            m_fUpperCut,
-            m_nOrder,
-            static_cast<FirBand>(m_nBandType),
-            static_cast<FirWindow>(m_nWindow),
-            m_fAlpha,
-            sampleInterval};
-}
 
 KernelOutcome CDigitalFIR::TransformBlock(const TransformRun& run, std::span<const float> input,
                                           std::span<float> output) {

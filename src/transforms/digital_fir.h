@@ -1,18 +1,12 @@
 #pragma once
 // "Digital FIR": band pass and band stop by a windowed filter of finite impulse response.
 
-#include "kernels/fir.h"
 #include "transforms/filter_dlg.h"
+#include "transforms/fir_params.h"
 
 namespace kymora {
 
-inline constexpr const char* oddOrderText = "Filter order must be an even number. Resetting.";
-inline constexpr const char* lowerAboveUpperText =
-    "Lower cutoff frequency should be below upper cutoff frequency.";
-inline constexpr const char* upperBelowLowerText =
-    "Upper cutoff frequency should be above lower cutoff frequency.";
-
-class CDigitalFIR : public CFilterDlg {
+class CDigitalFIR : public CFilterDlg, public FirParams {
   public:
     CDigitalFIR() : CFilterDlg("FIR filter") {}
     const char* ClassName() const override { return "CDigitalFIR"; }
@@ -27,12 +21,6 @@ class CDigitalFIR : public CFilterDlg {
     KernelOutcome TransformBlock(const TransformRun& run, const SourceMaker& source,
                                  FloatSink& output) override;
 
-    float m_fLowerCut = 0.0f;    // Hz
-    float m_fUpperCut = 100.0f;  // Hz
-    int32_t m_nOrder = 200;
-    int32_t m_nBandType = 0;  // FirBand
-    int32_t m_nWindow = 0;    // FirWindow
-    float m_fAlpha = 0.0f;
     // Hz; above 0 the order is the smallest that does, at each recording's rate. Setting the order ends that.
     float m_fTransitionWidth = 0.0f;
 
@@ -50,7 +38,6 @@ class CDigitalFIR : public CFilterDlg {
     static constexpr const char* paramHeading = "FIR filter transform parameters\r\n";
 
   private:
-    FirSettings KernelSettings(double sampleInterval) const;
     void FollowTransition();
     // The frequency in the middle of the wider pass band, and the gain there.
     double PassMiddle() const;
@@ -67,7 +54,6 @@ class CDigitalFIR : public CFilterDlg {
     bool IsUpperOffered() const { return !m_isUpperChosen && m_fUpperCut == m_fOffered; }
     float m_fOffered = 100.0f;
     bool m_isUpperChosen = false;
-    bool m_isLowerLatest = false;  // of the two cutoffs, the one that was set last
 };
 
 }  // namespace kymora

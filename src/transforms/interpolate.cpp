@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "transforms/digital_fir.h"
 #include "transforms/increase_plan.h"
 
 namespace kymora {
@@ -62,32 +61,10 @@ void CInterpolate::Describe(ParamList& list) {
 void CInterpolate::DescribeFilter(ParamList& list) {
     const auto isFilter = [this] { return m_nType == byFilter; };
     list.Group("Filter");
-    list.Number("lowerCut", "Lower cut", m_fLowerCut)
-        .Unit("Hz")
-        .Limits(0.0, mostFloat)
-        .Tip("Lower edge of the band; 0 lets the slowest waves pass")
-        .EnabledIf(isFilter);
-    list.Number("upperCut", "Upper cut", m_fUpperCut)
-        .Unit("Hz")
-        .Limits(0.0, mostFloat)
-        .Tip("Upper edge of the band: half the old sample frequency, above which there is nothing but images "
-             "of what lies below it")
-        .EnabledIf(isFilter)
-        .OnChange([this] { m_bCutIsSet = true; });
-    list.Integer("order", "Order", m_nOrder)
-        .Limits(0, greatestFirOrder)
-        .Step(2)
-        .Tip("Even. The filter has one coefficient more; the higher it is, the steeper is its edge")
-        .EnabledIf(isFilter)
-        .Shows([this] { return fmt::format("{} zeros end each run", m_nOrder / 2); });
-    list.Choice("bandType", "Band type", m_nBandType, {"Band pass", "Band stop"})
-        .Buttons()
-        .EnabledIf(isFilter);
-    list.Choice("window", "Window", m_nWindow, {"Blackman", "Hann", "Kaiser"}).Buttons().EnabledIf(isFilter);
-    list.Number("alpha", "Alpha", m_fAlpha)
-        .Limits(0.0, 100.0)
-        .Tip("alpha (0=rect, 5.44=Hamming)")
-        .EnabledIf([this] { return m_nType == byFilter && m_nWindow == 2; });
+    DescribeFir(list, {mostFloat, isFilter, [this] { m_bCutIsSet = true; }});
+    list["upperCut"].Tip("Upper end of the band: half the old sample frequency, above which there is nothing "
+                         "but images of what lies below it");
+    list["order"].Shows([this] { return fmt::format("{} zeros end each run", m_nOrder / 2); });
     list.Group("Intermediate file");
     list.Text("intermediateFile", "Keep as", m_strIntermediateFile)
         .Tip("The recording with zeros between its samples, before the filter, is kept under this name; "
@@ -115,10 +92,15 @@ std::string CInterpolate::CheckSettings() {
     return fault.empty() ? FileFault() : fault;
 }
 
+std::string CInterpolate::SeveralFilesFault() const {
+    if (m_nType != byFilter || m_strIntermediateFile.empty()) return {};
+    return fmt::format("Keep as: {} can hold the intermediate file of one recording only. Leave the name "
+                       "empty, or increase one recording at a time.",
+                       IntermediatePath({}).string());
+}
+
 std::string CInterpolate::FilterFault() const {
-    if (m_nOrder % 2 != 0) return "Order: the filter order must be an even number.";
-    if (!(m_fLowerCut < m_fUpperCut)) return lowerAboveUpperText;
-    if (!Document()) return {};
+    if (std::string fault = FirFault(); !fault.empty() || !Document()) return fault;
     const double nyquist = 500.0 / Document()->sampleInterval * m_nFrequencyMultiplier;
     // The default comes from a division and was rounded.
     if (static_cast<double>(m_fUpperCut) > nyquist * (1.0 + 1e-6))

@@ -1,6 +1,7 @@
 #pragma once
 // "Increase frequency": more samples at the same times, by straight lines or by zeros and a low-pass filter.
 
+#include "transforms/fir_params.h"
 #include "transforms/rewrite_dlg.h"
 
 namespace kymora {
@@ -12,7 +13,7 @@ inline constexpr const char* noIntermediateFileText =
 inline constexpr const char* intermediateNotKeptText =
     "Unable to produce intermediate output file: copy failed";
 
-class CInterpolate : public CRewriteDlg {
+class CInterpolate : public CRewriteDlg, public FirParams {
   public:
     CInterpolate() : CRewriteDlg("Interpolate") {}
     const char* ClassName() const override { return "CInterpolate"; }
@@ -25,18 +26,13 @@ class CInterpolate : public CRewriteDlg {
     void Serialize(CArchive& archive) override;
     // The filter's own report follows the interpolation's.
     void GetParamText(std::string& text) override;
+    // An intermediate file holds one recording.
+    std::string SeveralFilesFault() const override;
 
     int32_t m_nFrequencyMultiplier = 2;
     int32_t m_nType = byFilter;
     std::string m_strIntermediateFile;  // the zero-filled recording is kept there; empty: it is not kept
-    // Of the filter, as those of CDigitalFIR.
-    float m_fLowerCut = 0.0f;
-    float m_fUpperCut = 100.0f;
-    int32_t m_nOrder = 200;
-    int32_t m_nBandType = 0;
-    int32_t m_nWindow = 0;
-    float m_fAlpha = 0.0f;
-    bool m_bCutIsSet = false;  // the upper one, by the user or by settings
+    bool m_bCutIsSet = false;           // the upper one, by the user or by settings
 
   protected:
     void Describe(ParamList& list) override;

@@ -40,12 +40,7 @@ class CInterpolate::ImageFilter : public CDigitalFIR {
     explicit ImageFilter(CInterpolate& whole) : whole_(whole) {
         if (whole.Document()) m_strTraceList = fmt::format("1-{}", whole.Document()->traceCount);
         m_nAddMode = replaceTraces;
-        m_fLowerCut = whole.m_fLowerCut;
-        m_fUpperCut = whole.m_fUpperCut;
-        m_nOrder = whole.m_nOrder;
-        m_nBandType = whole.m_nBandType;
-        m_nWindow = whole.m_nWindow;
-        m_fAlpha = whole.m_fAlpha;
+        static_cast<FirParams&>(*this) = whole;
         m_strComment = whole.m_strComment;
     }
     const char* ClassName() const override { return whole_.ClassName(); }

@@ -2,11 +2,13 @@
 
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
+#include <QFocusEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <algorithm>
+#include <utility>
 
 #include "host/options.h"
 #include "widgets/elided_label.h"
@@ -16,6 +18,9 @@
 namespace kymora {
 
 namespace {
+
+// The text of no value: an editor that shows it is written anew.
+constexpr std::string_view noValue("\0", 1);
 
 bool IsTyped(FieldKind kind) {
     return kind != FieldKind::flag && kind != FieldKind::choice && kind != FieldKind::note &&
@@ -104,8 +109,7 @@ void ParamForm::Revert() {
     for (Row& row : rows_) {
         if (row.fault.empty()) continue;
         row.fault.clear();
-        // What no value has: the editor is written anew.
-        row.shown.assign(1, '\0');
+        row.shown = noValue;
     }
     Refresh();
 }
@@ -143,6 +147,7 @@ void ParamForm::OnEntered(size_t index) {
     Row& row = rows_[index];
     Field* param = params.Find(row.key);
     if (!param) return Refresh();
+    if (param->putBack && !row.before) row.before = *param;
     row.fault = row.editor->Read(*param);
     const double entered = param->number;
     enter_([&] { row.fault.empty() ? param->Commit() : param->load(*param); });
@@ -153,6 +158,34 @@ void ParamForm::OnEntered(size_t index) {
     const FieldKind kind = row.kind;
     Refresh();
     emit Edited(IsTyped(kind));
+}
+
+bool ParamForm::FinishEditing() {
+    for (Row& row : rows_) {
+        if (!row.before) continue;
+        Field before = *std::exchange(row.before, std::nullopt);
+        const std::string why = before.putBack();
+        if (why.empty()) continue;
+        enter_([&] { before.Commit(); });
+        row.fault.clear();
+        row.shown = noValue;
+        Refresh();
+        emit Edited(false);
+        emit ValuePutBack(ToQString(why));
+        return true;
+    }
+    return false;
+}
+
+// Another window, or a menu, may give the keyboard back.
+bool ParamForm::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::FocusOut) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason &&
+            reason != Qt::MenuBarFocusReason)
+            FinishEditing();
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 // --- what is there ---

@@ -9,6 +9,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -61,6 +62,9 @@ class ParamForm : public QWidget {
     // Gives the keyboard to the editor with the fault.
     void FocusFault();
 
+    // The user has done with what is being edited. True where a value before has taken its place again.
+    bool FinishEditing();
+
     // Puts the groups into as many columns as it takes to be at most so high, of so many and of those that
     // are not too wide. False when it is higher than that.
     bool Arrange(QSize most, int mostColumns);
@@ -80,6 +84,8 @@ class ParamForm : public QWidget {
     // The user has entered something; `isTyping` while more letters may follow.
     void Edited(bool isTyping);
     void ActionPressed(const QString& key);
+    // What was entered did not stay.
+    void ValuePutBack(const QString& why);
     // The operation describes other parameters than before; the editors are new ones.
     void Rebuilt();
     // Rows or groups have come or gone. The second is sent when they have their places again.
@@ -87,6 +93,9 @@ class ParamForm : public QWidget {
     void ShapeChanged();
     // The user has folded or unfolded a group.
     void FoldChanged();
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     struct Row {
@@ -102,6 +111,8 @@ class ParamForm : public QWidget {
         bool isElsewhere = false;  // a button that stands below the results or in the graph's tool bar
         std::string shown;         // the value that the editor stands for
         std::string fault;         // why the entered text may not be used
+        // As it was before the user edited it, where that may be put back.
+        std::optional<Field> before;
     };
 
     // The parameters as they are shown here.

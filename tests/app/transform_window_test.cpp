@@ -8,6 +8,8 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
 #include <QToolButton>
 
@@ -17,6 +19,7 @@
 #include "support/test_host.h"
 #include "support/test_transform.h"
 #include "transforms/debuzz.h"
+#include "transforms/digital_fir.h"
 
 namespace kymora::test {
 namespace {
@@ -115,6 +118,108 @@ TEST_F(TransformWindowTest, ActionsOfTheGraphStandInItsToolBar) {
     emit panel->Widget().LineMoved("upper", 600.0);
     EXPECT_EQ(block.m_fUpper, 600.0f);
     EXPECT_EQ(panel->Widget().GetGraph().panes[0].lines[0].at, 600.0);
+}
+
+// An order or a cutoff that makes no filter gives way to the one before when the user leaves it.
+TEST_F(TransformWindowTest, WhatMakesNoFilterIsPutBack) {
+    for (const char* name : {"CDigitalFIR", "CInterpolate"}) {
+        SCOPED_TRACE(name);
+        const Operation& operation = *FindOperation(name);
+        auto block = operation.make();
+        window = new TransformWindow(
+            session, operation, std::unique_ptr<CTransformDlg>(static_cast<CTransformDlg*>(block.release())),
+            &look);
+        int runs = 0;
+        window->onTransform = [&](CTransformDlg&) { return ++runs, false; };
+        window->SetActive(doc.get(), &view);
+        window->show();
+        window->activateWindow();
+        QApplication::processEvents();
+        const auto text = [&](const char* key) { return Find<QLineEdit>(window, key)->text().toStdString(); };
+        const auto value = [&](const char* key) { return window->Block().Params()[key].ValueText(); };
+        const auto leave = [&](const char* key) {
+            QTest::keyClick(Find<QLineEdit>(window, key), Qt::Key_Tab);
+        };
+        const struct {
+            const char *key, *typed, *left, *message;
+        } cases[] = {
+            {"upperCut", "300", "300", ""},
+            {"order", "19", "200", oddOrderText},
+            {"order", "20", "20", ""},
+            {"lowerCut", "300", "0", lowerAboveUpperText},
+            {"lowerCut", "100", "100", ""},
+            {"upperCut", "40", "300", upperBelowLowerText},
+            // What is outside the limits stays for the user to see, as everywhere.
+            {"order", "202", "202", "\"Order (even)\" must be a whole number from 0 to 200."},
+        };
+        for (const auto& [key, typed, left, message] : cases) {
+            Type(key, typed);
+            EXPECT_EQ(text(key), typed);
+            leave(key);
+            EXPECT_EQ(text(key), left) << key << " " << typed;
+            EXPECT_EQ(Message(), message) << key << " " << typed;
+        }
+        EXPECT_EQ(value("order"), "20");
+        // Enter does not run what was not entered, and runs what stands there then.
+        Type("order", "21");
+        QTest::keyClick(Find<QLineEdit>(window, "order"), Qt::Key_Return);
+        EXPECT_EQ(text("order"), "20");
+        EXPECT_EQ(Message(), oddOrderText);
+        EXPECT_EQ(runs, 0);
+        QApplication::processEvents();
+        QTest::keyClick(Find<QLineEdit>(window, "order"), Qt::Key_Return);
+        EXPECT_EQ(runs, 1);
+        // A line of the graph stops before the other one.
+        if (auto* panel = window->findChild<GraphPanel*>()) {
+            emit panel->Widget().LineMoved("lowerCut", 301.0);
+            EXPECT_EQ(value("lowerCut"), "100");
+            EXPECT_EQ(Message(), lowerAboveUpperText);
+        }
+        // Nor is it kept with the settings of the session.
+        Type("order", "7");
+        Close();
+        auto again = operation.make();
+        again->TakeSettings(session.operationSettings.at(name));
+        EXPECT_EQ(again->Params()["order"].ValueText(), "20");
+    }
+}
+
+// A click that ends the editing shows what was put back before anything is done with it.
+TEST_F(TransformWindowTest, AClickHandsOverWhatWasSeen) {
+    window =
+        new TransformWindow(session, *FindOperation("CDigitalFIR"), std::make_unique<CDigitalFIR>(), &look);
+    int taken = 0;
+    window->SetConfiguring([&](CBatchBaseDlg&) { ++taken; });
+    window->SetActive(doc.get(), &view);
+    window->show();
+    window->activateWindow();
+    QApplication::processEvents();
+    Type("order", "19");
+    for (int expected = 0; expected < 2; ++expected) {
+        auto* ok = Find<QPushButton>(window, "run");
+        // As the window system gives the keyboard before the button has the press.
+        ok->setFocus(Qt::MouseFocusReason);
+        Press("run");
+        QApplication::processEvents();
+        EXPECT_EQ(taken, expected);
+    }
+}
+
+TEST_F(TransformWindowTest, NoWindowScrollsSideways) {
+    for (const Operation& operation : Operations()) {
+        auto block = operation.make();
+        if (block->WhatItAffects() != Affects::traces) continue;
+        SCOPED_TRACE(operation.className);
+        window = new TransformWindow(
+            session, operation, std::unique_ptr<CTransformDlg>(static_cast<CTransformDlg*>(block.release())),
+            &look);
+        window->SetActive(doc.get(), &view);
+        window->show();
+        QApplication::processEvents();
+        for (const auto* area : window->findChildren<QScrollArea*>())
+            EXPECT_EQ(area->horizontalScrollBar()->maximum(), 0);
+        Close();
+    }
 }
 
 TEST_F(TransformWindowTest, OkTransformsAndClosesAndCancelDoesNeither) {

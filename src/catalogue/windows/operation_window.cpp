@@ -101,6 +101,7 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     };
     panes_ = new OperationPanes(session_, *block_, enter, {session_.options.eventChannelMode, 0}, this);
     connect(&panes_->Form(), &ParamForm::Edited, this, &OperationWindow::Edited);
+    connect(&panes_->Form(), &ParamForm::ValuePutBack, this, &OperationWindow::TellPutBack);
     connect(&panes_->Form(), &ParamForm::ActionPressed, this, &OperationWindow::PressAction);
     connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
     connect(panes_, &OperationPanes::Dragged, this,
@@ -453,8 +454,13 @@ void OperationWindow::TakeSet(const std::vector<std::pair<std::string, std::stri
         for (const auto& [key, text] : settings) {
             ParamList params = block_->Params();
             Field* field = params.Find(key);
-            const std::string fault = field ? field->SetFromText(text) : std::string();
-            if (!fault.empty()) throw std::runtime_error(fault);
+            if (!field) continue;
+            Field before = *field;
+            std::string fault = field->SetFromText(text);
+            if (fault.empty() && field->putBack) fault = field->putBack();
+            if (fault.empty()) continue;
+            before.Commit();
+            throw std::runtime_error(fault);
         }
     });
 }
@@ -554,6 +560,14 @@ void OperationWindow::Edited(bool isTyping) {
         ShowDrawn();
 }
 
+// A click that ended the editing does not run it: what it would run is not what was entered.
+void OperationWindow::TellPutBack(const QString& why) {
+    failText_ = why;
+    ShowState();
+    run_->setEnabled(false);
+    QTimer::singleShot(0, this, &OperationWindow::ShowState);
+}
+
 void OperationWindow::PressAction(const QString& key) {
     if (IsBusy() || !block_->Document()) return;
     if (!panes_->Form().Fault().empty()) return panes_->Form().FocusFault();
@@ -597,6 +611,7 @@ bool OperationWindow::LoadConfigFile(const std::filesystem::path& path) {
 
 void OperationWindow::keyPressEvent(QKeyEvent* event) {
     const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && panes_->Form().FinishEditing()) return;
     if (isEnter && !panes_->Form().Fault().empty()) return panes_->Form().FocusFault();
     QDialog::keyPressEvent(event);
 }
@@ -633,6 +648,7 @@ void OperationWindow::LetGo() {
 
 void OperationWindow::done(int result) {
     if (IsInBlock()) return;
+    panes_->Form().FinishEditing();
     LetGo();
     emit Going();
     QDialog::done(result);

@@ -140,6 +140,7 @@ class OperationWindow : public QDialog {
 
     void HandOver();
     void Edited(bool isTyping);
+    void TellPutBack(const QString& why);
     void PressAction(const QString& key);
     void Save();
     void Load();
