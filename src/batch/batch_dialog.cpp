@@ -89,6 +89,11 @@ std::optional<BatchOrder> Finish(BatchOrder order, BatchDocuments& documents, bo
     }
     order.plan = PlanChain(session.files, order.list, files);
     LeaveOut(order.plan, documents);
+    if (const std::string fault = order.list.SeveralFilesFault();
+        !fault.empty() && order.plan.CountRun() > 1) {
+        session.host.Failure(fault);
+        return {};
+    }
     if (!MayLeaveOut(session, order.plan) || !MayReplace(session, order.plan)) return {};
     return order;
 }

@@ -44,6 +44,13 @@ Affects CMultiBatch::WhatItAffects() const {
     return Affects::nothing;
 }
 
+std::string CMultiBatch::SeveralFilesFault() const {
+    for (const auto& item : items_)
+        if (const std::string fault = item->SeveralFilesFault(); !fault.empty())
+            return fmt::format("{}: {}", item->Title(), fault);
+    return {};
+}
+
 std::string CMultiBatch::ItemFault(const CBatchBaseDlg& block) {
     if (block.WhatItAffects() == Affects::newRecording || !block.NeedsRecording())
         return fmt::format("{} works on no recording and cannot stand in a list.", block.ClassName());

@@ -48,6 +48,8 @@ class CMultiBatch {
     // What the list as a whole changes: traces as soon as any item changes the recording, else nothing. All
     // results are native files.
     Affects WhatItAffects() const;
+    // Why the list cannot run over several files; empty when it can.
+    std::string SeveralFilesFault() const;
     // Why an operation cannot stand in a list; empty when it can.
     static std::string ItemFault(const CBatchBaseDlg& block);
 

@@ -285,6 +285,8 @@ class BatchCommand : public Subcommand {
         settings.hasResults = options_.json;
         BatchWork work{settings, listName};
         work.plan = PlanChain(context.files, list, {options_.names.begin() + 1, options_.names.end()});
+        if (const std::string fault = list.SeveralFilesFault(); !fault.empty() && work.plan.CountRun() > 1)
+            throw CommandError(exitUsage, fault);
         AskToReplace(context, work.plan, journal);
         work.jobs = HowMany(work.plan.CountRun());
         if (work.jobs > 1) work.program = context.session.program;

@@ -122,6 +122,8 @@ class OperationRun : public RunCaller {
             if (planned.why == PlannedFile::Why::namedTwice)
                 TellUser(planned.file.string() + " is named twice; it is run once.");
         RefuseFault();
+        if (const std::string fault = tried_->SeveralFilesFault(); !fault.empty() && plan_.CountRun() > 1)
+            Wrong(fault);
         if (WritesGraph() && plan_.CountNamed() > 1) Wrong("-o takes the graph of one FILE.");
         if (request_.output) context_.MayReplace(*request_.output);
         for (const PlannedFile& planned : plan_.files)

@@ -17,6 +17,7 @@
 #include "support/memory_doc.h"
 #include "support/native_builder.h"
 #include "support/test_host.h"
+#include "transforms/interpolate.h"
 #include "transforms/unitary_transform.h"
 
 namespace kymora::test {
@@ -319,6 +320,20 @@ TEST_F(BatchRunTest, ATransformAsksForFilesAlone) {
     Run(OrderTransformBatch(documents, *FindOperation("CUnitaryTransform"), dialog));
     EXPECT_TRUE(host.forms.empty());
     EXPECT_TRUE(files.Has("/a_tr.kymr-dat")) << errors;
+}
+
+TEST_F(BatchRunTest, OneIntermediateFileIsForOneRecording) {
+    CInterpolate dialog;
+    dialog.m_bNewFile = true;
+    dialog.m_strIntermediateFile = "/zeros";
+    host.openFiles = {"/a.kymr-dat", "/b.kymr-dat"};
+    EXPECT_FALSE(OrderTransformBatch(documents, *FindOperation("CInterpolate"), dialog));
+    EXPECT_EQ(
+        host.LastMessage(),
+        "Increase frequency: Keep as: /zeros.kymr-dat can hold the intermediate file of one recording only. "
+        "Leave the name empty, or increase one recording at a time.");
+    host.openFiles = {"/a.kymr-dat"};
+    EXPECT_TRUE(OrderTransformBatch(documents, *FindOperation("CInterpolate"), dialog));
 }
 
 TEST_F(BatchRunTest, WhatIsListedIsShownOrSaved) {

@@ -187,6 +187,35 @@ TEST_F(BatchProgram, GoesOnWhereItEnded) {
               std::string::npos);
 }
 
+// Two workers would write one file; one after the other, the second would find it there.
+TEST_F(BatchProgram, OneIntermediateFileIsForOneRecording) {
+    const auto made = MakeMany(2);
+    const std::string zeros = In("zeros.kymr-dat"), config = In("increase.kymr-cfg");
+    ASSERT_EQ(
+        RunKymora({"run", "CInterpolate", "--set", "intermediateFile=" + zeros, "--save-config", config})
+            .code,
+        0);
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"batch", config, made[0], made[1], "--write-new", "--jobs", "2"},
+          {"batch", config, made[0], made[1], "--write-new", "--jobs", "1"},
+          {"run", "CInterpolate", made[0], made[1], "--config", config, "--write-new"}}) {
+        const ProgramResult result = RunKymora(command);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_NE(result.err.find("zeros.kymr-dat can hold the intermediate file of one recording only."),
+                  std::string::npos)
+            << result.err;
+        EXPECT_FALSE(std::filesystem::exists(zeros));
+        EXPECT_FALSE(std::filesystem::exists(In("f1_tr.kymr-dat")));
+    }
+    EXPECT_EQ(RunKymora({"batch", config, made[0], "--write-new"}).code, 0);
+    EXPECT_TRUE(std::filesystem::exists(zeros));
+    EXPECT_EQ(RunKymora({"run", "CInterpolate", made[0], made[1], "--config", config, "--set", "type=1",
+                         "--write-new"})
+                  .code,
+              0)
+        << "straight lines keep none";
+}
+
 TEST_F(BatchProgram, ListsAndReportsAreMadeAndCollected) {
     const auto made = MakeMany(2);
     EXPECT_EQ(Batch({made[0]}, {"--write-new", "--report", In("1.json")}).code, 0);
