@@ -163,7 +163,8 @@ class OperationRun : public RunCaller {
         lines_.Finish();
     }
 
-    // What the operation reads: FILE, or the setting `file`. A FILE goes over that of a configuration.
+    // What the operation reads: FILE, or the setting `file`. A FILE goes over that of a configuration. A name
+    // that is empty stands for settings that hold it all.
     std::vector<std::string> Tables(CBatchBaseDlg& block) const {
         ParamList params = block.Params();
         const Field& file = *params.Find("file");
@@ -173,7 +174,7 @@ class OperationRun : public RunCaller {
         if (!request_.files.empty() && std::ranges::any_of(settings_, names))
             Wrong(name_ + " needs no recording: it reads FILE, or the one of --set file=FILE.");
         if (!request_.files.empty()) return request_.files;
-        if (file.ValueText().empty())
+        if (file.ValueText().empty() && block.NeedsTable())
             Wrong(name_ + " needs the file that it reads: FILE, or --set file=FILE.");
         return {file.ValueText()};
     }
@@ -193,7 +194,7 @@ class OperationRun : public RunCaller {
 
     // What an operation works on that needs no recording.
     CDataDoc* OpenEmpty(const std::string& table) {
-        TakeTable(table);
+        if (!table.empty()) TakeTable(table);
         doc_ = std::make_unique<BlankDoc>(context_.session);
         return doc_.get();
     }

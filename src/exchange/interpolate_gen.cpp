@@ -81,7 +81,8 @@ void CInterpolateGen::DescribePoints(ParamList& list) {
              "set it");
     list.Text("points", "Points", m_strPoints)
         .Lines()
-        .Tip("Tab- or comma-separated list of X (time) and Y (value) points between which to interpolate")
+        .Tip("Tab- or comma-separated list of X (time) and Y (value) points between which to interpolate, "
+             "one in each line")
         .EnabledIf([this] { return m_strFile.empty(); })
         .OnChange([this] { m_source = Source::manual; });
     list.Note("source", "Source", [this] { return SourceText(); });

@@ -18,6 +18,7 @@ class CInterpolateGen : public CBatchBaseDlg {
     const char* ActionLabel() const override { return "Interpolate"; }
     Affects WhatItAffects() const override { return Affects::nothing; }
     bool NeedsRecording() const override { return false; }
+    bool NeedsTable() const override { return m_strPoints.empty(); }
     bool RunsLive() const override { return true; }
     bool HasResultText() const override { return true; }
     bool TakesDrop(const std::filesystem::path& file) override;

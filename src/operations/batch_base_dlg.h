@@ -142,6 +142,8 @@ class CBatchBaseDlg {
     // False for one that reads a table in its place: the file of its parameter `file`. It then runs on a
     // document without anything in it, where there is no recording.
     virtual bool NeedsRecording() const { return true; }
+    // Of one that needs no recording: false where its settings hold what else it would read from the table.
+    virtual bool NeedsTable() const { return !NeedsRecording(); }
     // Of what makes traces or a recording, instead of Run: writes them as a native file of this name, in
     // place of one that stands there. `keepsSource` tells that the file is a new one beside the recording.
     // Where it is not done, all is as it was, and the user was told but for what the note says. Throws

@@ -226,6 +226,24 @@ TEST_F(RunProgramTest, PointsBecomeCurves) {
     Write("p.csv", "0,0\n1,1\n");
     EXPECT_EQ(RunKymora({"run", "CInterpolateGen", In("p.csv")}).code, 1);
     EXPECT_EQ(RunKymora({"run", "CInterpolateGen"}).code, 2);
+    // The list of the window, in place of a file; and one that was saved.
+    const std::string points = "points=0,0\n1,1\n2\t4\n3,9\n";
+    const ProgramResult listed =
+        RunKymora({"run", "CInterpolateGen", "--set", points, "--set", "type=5", "--set", "pointsInGraph=3"});
+    EXPECT_EQ(listed.code, 0) << listed.err;
+    EXPECT_EQ(listed.out, curve.out);
+    EXPECT_EQ(RunKymora({"run", "CInterpolateGen", "--set", points, "--save-config", In("p.kymr-cfg")}).code,
+              0);
+    const json saved = json::parse(
+        RunKymora({"run", "CInterpolateGen", "--config", In("p.kymr-cfg"), "--set", "query=1", "--json"})
+            .out);
+    EXPECT_EQ(saved["results"][0]["values"]["value at 1"], 1.0) << saved;
+    EXPECT_EQ(RunKymora({"run", "CInterpolateGen", "--set", points, "-o", In("c.svg")}).code, 0);
+    EXPECT_TRUE(std::filesystem::exists(In("c.svg")));
+    Write("q.csv", "0,5\n1,5\n2,5\n3,5\n");
+    const ProgramResult both = RunKymora({"run", "CInterpolateGen", In("q.csv"), "--set", points});
+    EXPECT_TRUE(both.out.starts_with("Linear:\n0.000000\t5.000000\n")) << both.out;
+    EXPECT_NE(both.err.find("has no effect"), std::string::npos) << "the file goes before the list";
     EXPECT_EQ(RunKymora({"run", "CInterpolateGen", In("none.csv")}).code, 3);
 }
 
