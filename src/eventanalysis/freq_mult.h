@@ -47,6 +47,7 @@ class CFreqMult : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    void ForgetFound() override { m_found = {}; }
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
 

@@ -17,6 +17,7 @@ namespace {
 
 constexpr uint32_t interpolateGenVersion = 1;
 constexpr double mostGraphPoints = 1e6;
+constexpr int pointsShown = 12;  // lines of the list
 constexpr double farthestAxis = 1e100;
 // An axis that follows the points shows so much of what lies beyond them, as a part of their range.
 constexpr double marginBeyond = 0.1;
@@ -70,7 +71,7 @@ void CInterpolateGen::Describe(ParamList& list) {
     DescribeAxis(list);
     list.Group("Query");
     list.Text("query", "X", m_strQuery).Tip("One or more X values at which the value of the curve is told");
-    list.Note("value", "Value", [this] { return QueryText(); });
+    list.Note("value", "Value", [this] { return CheckSettings().empty() ? QueryText() : std::string(); });
 }
 
 void CInterpolateGen::DescribePoints(ParamList& list) {
@@ -80,7 +81,7 @@ void CInterpolateGen::DescribePoints(ParamList& list) {
              "window to "
              "set it");
     list.Text("points", "Points", m_strPoints)
-        .Lines()
+        .Lines(pointsShown)
         .Tip("Tab- or comma-separated list of X (time) and Y (value) points between which to interpolate, "
              "one in each line")
         .EnabledIf([this] { return m_strFile.empty(); })
@@ -306,9 +307,9 @@ std::vector<Result> CInterpolateGen::Results() {
 
 std::optional<Graph> CInterpolateGen::GetGraph() {
     GraphPane pane{"interpolation"};
-    if (!m_found) return Graph{{pane}};
     pane.x.title = "X";
     pane.y.title = "Y";
+    if (!m_found) return Graph{{pane}};
     pane.lowerParameter = "axisLeft";
     pane.upperParameter = "axisRight";
     pane.autoParameter = "axisAuto";

@@ -43,6 +43,7 @@ class CInterpolateGen : public CBatchBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    void ForgetFound() override { m_found.reset(); }
     bool Analyse(UndoScope& undo) override;
 
   private:
@@ -51,7 +52,7 @@ class CInterpolateGen : public CBatchBaseDlg {
         double x = 0.0, y = 0.0;
         bool exists = true;  // false where there is no curve
     };
-    // Of the last run that was done; a refusal leaves it as it stood.
+    // Of the last run, where it was done.
     struct Found {
         InterpolatorKind kind = InterpolatorKind::gaps;
         std::string source;

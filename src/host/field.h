@@ -75,6 +75,7 @@ struct Field {
     bool asButtons = false;           // a choice whose answers all stand in sight
     int buttonColumns = 1;            // so many of its buttons stand beside each other
     bool hasLines = false;            // a text of several lines
+    int linesShown = 5;               // of it, without scrolling
     bool hasSearch = false;           // a check list has a line in which to look for its choices
     bool spin = false;                // an integer has buttons that step it
     bool byNumber = false;            // channels are shown by number, not by letter
@@ -106,7 +107,7 @@ struct Field {
     Field& Step(double by) { return With(&Field::step, by); }
     Field& Spin() { return With(&Field::spin, true); }
     Field& Buttons() { return With(&Field::asButtons, true); }
-    Field& Lines() { return With(&Field::hasLines, true); }
+    Field& Lines(int shown = 5) { return With(&Field::hasLines, true).With(&Field::linesShown, shown); }
     Field& Search() { return With(&Field::hasSearch, true); }
     Field& Settable() { return With(&Field::isSettable, true); }
     Field& Ordered() { return With(&Field::isOrdered, true); }

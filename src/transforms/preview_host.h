@@ -15,7 +15,8 @@ struct PreviewData {
     std::vector<float> raw;
     std::vector<float> transformed;  // the raw data where the transform gives none
     bool isTransformed = false;
-    std::string message;  // why it is not, or what the transform notes; empty for nothing
+    bool isRefused = false;  // the settings cannot be used: nothing is transformed
+    std::string message;     // why it is not, or what the transform notes; empty for nothing
 };
 
 class CPreviewHost {

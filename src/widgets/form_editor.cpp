@@ -15,6 +15,7 @@
 #include <QRadioButton>
 #include <QSpinBox>
 #include <QStyle>
+#include <QStylePainter>
 #include <QVBoxLayout>
 #include <QWheelEvent>
 #include <algorithm>
@@ -31,7 +32,6 @@ namespace kymora {
 
 namespace {
 
-constexpr int longTextLines = 5;
 constexpr int mostListLines = 12;
 constexpr int leastListLines = 3;
 constexpr int offeredListLines = 18;
@@ -148,8 +148,11 @@ class LineEditor : public FormEditor {
     }
     void Write(const Field& field) override {
         Follow(field);
-        // A text that is no number stays for the user to see.
-        if (steps_ && std::isnan(field.number)) return;
+        // A text that is no number stays for the user to see; a number that it is not gives way.
+        if (steps_ && std::isnan(field.number)) {
+            if (ParseNumber(edit_->text().toStdString())) edit_->clear();
+            return;
+        }
         edit_->setText(LineText(field));
         edit_->setCursorPosition(0);
         shown_ = {edit_->text(), field.number};
@@ -198,9 +201,10 @@ class SpinEditor : public FormEditor {
 
 class LongTextEditor : public FormEditor {
   public:
-    LongTextEditor(QWidget* parent, const Changed& changed) : edit_(new QPlainTextEdit(parent)) {
+    LongTextEditor(const Field& field, QWidget* parent, const Changed& changed)
+        : edit_(new QPlainTextEdit(parent)) {
         edit_->setTabChangesFocus(true);
-        edit_->setMinimumHeight(longTextLines * LineHeight(*edit_) + 12);
+        edit_->setMinimumHeight(field.linesShown * LineHeight(*edit_) + 12);
         QObject::connect(edit_, &QPlainTextEdit::textChanged, edit_, changed);
     }
     QWidget* Widget() const override { return edit_; }
@@ -288,9 +292,41 @@ class FlagEditor : public FormEditor {
     QCheckBox* box_;
 };
 
+// A sentence that is too long for the box is told apart from others by its end, as they begin alike: words
+// in the middle are left out.
+class ChoiceBox : public QComboBox {
+  public:
+    using QComboBox::QComboBox;
+
+  protected:
+    void paintEvent(QPaintEvent*) override {
+        QStylePainter painter(this);
+        QStyleOptionComboBox option;
+        initStyleOption(&option);
+        const int room =
+            style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this).width();
+        option.currentText = WithoutMiddle(option.currentText, option.fontMetrics, room - 2);
+        painter.drawComplexControl(QStyle::CC_ComboBox, option);
+        painter.drawControl(QStyle::CE_ComboBoxLabel, option);
+    }
+
+  private:
+    static QString WithoutMiddle(const QString& text, const QFontMetrics& metrics, int room) {
+        if (metrics.horizontalAdvance(text) <= room) return text;
+        const auto secondBlank = text.indexOf(' ', text.indexOf(' ') + 1);
+        const QString head = text.left(secondBlank) + QString::fromUtf8(" \u2026");
+        for (auto blank = text.indexOf(' ', secondBlank + 1); secondBlank > 0 && blank > 0;
+             blank = text.indexOf(' ', blank + 1)) {
+            const QString shown = head + text.mid(blank);
+            if (metrics.horizontalAdvance(shown) <= room) return shown;
+        }
+        return metrics.elidedText(text, Qt::ElideMiddle, room);
+    }
+};
+
 class ChoiceEditor : public FormEditor {
   public:
-    ChoiceEditor(QWidget* parent, const Changed& changed) : box_(new QComboBox(parent)) {
+    ChoiceEditor(QWidget* parent, const Changed& changed) : box_(new ChoiceBox(parent)) {
         // As wide as its longest choice, and narrower where there is no room.
         box_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         box_->setFocusPolicy(Qt::StrongFocus);
@@ -326,7 +362,7 @@ class ChoiceEditor : public FormEditor {
             std::ranges::any_of(names, [](const QString& name) { return name.size() > mostCharacters; });
         if (!isLong) return;
         box_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-        box_->setMinimumContentsLength(mostCharacters / 3);
+        box_->setMinimumContentsLength(mostCharacters * 3 / 5);
         const int scrollBar = box_->style()->pixelMetric(QStyle::PM_ScrollBarExtent);
         box_->view()->setMinimumWidth(box_->view()->sizeHintForColumn(0) + scrollBar);
     }
@@ -366,6 +402,8 @@ class RadioEditor : public FormEditor {
             grid->addWidget(button, at / field.buttonColumns, at % field.buttonColumns);
         }
         QObject::connect(group_, &QButtonGroup::idClicked, box_, changed);
+        QObject::connect(group_, &QButtonGroup::idToggled, box_, [group = group_] { HoldTab(*group); });
+        HoldTab(*group_);
     }
     QWidget* Widget() const override { return box_; }
     QWidget* Focus() const override { return group_->checkedButton() ? group_->checkedButton() : box_; }
@@ -385,6 +423,13 @@ class RadioEditor : public FormEditor {
     bool IsWide() const override { return true; }
 
   private:
+    // The tab key stops at the checked button only, from which the arrows go on.
+    static void HoldTab(const QButtonGroup& group) {
+        const QAbstractButton* checked = group.checkedButton();
+        for (QAbstractButton* button : group.buttons())
+            button->setFocusPolicy(!checked || button == checked ? Qt::StrongFocus : Qt::ClickFocus);
+    }
+
     QWidget* box_;
     QButtonGroup* group_;
 };
@@ -512,7 +557,7 @@ class ButtonEditor : public FormEditor {
 std::unique_ptr<FormEditor> MakeByKind(const Field& field, QWidget* parent,
                                        const FormEditor::Changed& changed) {
     if (field.spin) return std::make_unique<SpinEditor>(field, parent, changed);
-    if (field.hasLines) return std::make_unique<LongTextEditor>(parent, changed);
+    if (field.hasLines) return std::make_unique<LongTextEditor>(field, parent, changed);
     if (field.asButtons) return std::make_unique<RadioEditor>(field, parent, changed);
     if (IsChosen(field)) return std::make_unique<ChoiceEditor>(parent, changed);
     switch (field.kind) {

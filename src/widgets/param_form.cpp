@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
 #include <QFocusEvent>
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -27,9 +28,18 @@ bool IsTyped(FieldKind kind) {
            kind != FieldKind::action;
 }
 
-QString BehindText(const Field& param) {
+// What stands behind a channel or a trace is told of the recording, whatever else is entered.
+bool FollowsValues(const Field& param) {
+    return param.kind != FieldKind::trace && param.kind != FieldKind::channel;
+}
+
+QString ShownText(const Field& param, bool isRefused) {
+    return param.shown && !(isRefused && FollowsValues(param)) ? ToQString(param.shown()) : QString();
+}
+
+QString BehindText(const Field& param, bool isRefused) {
     QString text = ToQString(param.unit);
-    const QString shown = param.shown ? ToQString(param.shown()) : QString();
+    const QString shown = ShownText(param, isRefused);
     if (!text.isEmpty() && !shown.isEmpty()) text += "   ";
     return text + shown;
 }
@@ -45,6 +55,7 @@ ParamForm::ParamForm(Describe describe, Enter enter, ParamSurroundings surroundi
     : QWidget(parent), describe_(std::move(describe)), enter_(std::move(enter)), surroundings_(surroundings) {
     columns_ = new QHBoxLayout(this);
     columns_->setContentsMargins(0, 0, 0, 0);
+    connect(qApp, &QApplication::focusChanged, this, [this] { edit_.reset(); });
     ParamList params = Described();
     Build(params);
 }
@@ -101,7 +112,9 @@ void ParamForm::Refresh() {
         emit Rebuilt();
         return;
     }
-    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params);
+    for (size_t i = 0; i < rows_.size(); ++i) DropOldFault(rows_[i], params.fields[i], params);
+    const bool isRefused = !FaultAmong(params).empty();
+    for (size_t i = 0; i < rows_.size(); ++i) RefreshRow(rows_[i], params.fields[i], params, isRefused);
     ShowRows(params);
 }
 
@@ -114,12 +127,19 @@ void ParamForm::Revert() {
     Refresh();
 }
 
-void ParamForm::RefreshRow(Row& row, const Field& param, const ParamList& params) {
+// A text that is wrong goes away when something else has set the value, or it does not apply any more.
+void ParamForm::DropOldFault(Row& row, const Field& param, const ParamList& params) {
+    if (row.fault.empty() || (param.IsEnabled(params) && param.ValueText() == row.shown)) return;
+    row.fault.clear();
+    row.shown.assign(1, '\0');
+}
+
+void ParamForm::RefreshRow(Row& row, const Field& param, const ParamList& params, bool isRefused) {
     const bool isEnabled = param.IsEnabled(params);
     if (row.button) row.button->setEnabled(isEnabled);
     if (row.behind) {
-        row.behind->SetText(row.kind == FieldKind::note ? ToQString(param.shown ? param.shown() : "")
-                                                        : BehindText(param));
+        row.behind->SetText(row.kind == FieldKind::note ? ShownText(param, isRefused)
+                                                        : BehindText(param, isRefused));
         row.behind->setEnabled(isEnabled);
     }
     if (row.name) row.name->setEnabled(isEnabled);
@@ -128,9 +148,7 @@ void ParamForm::RefreshRow(Row& row, const Field& param, const ParamList& params
     const bool wasWriting = std::exchange(writing_, true);
     row.editor->Widget()->setEnabled(isEnabled);
     const std::string value = param.ValueText();
-    const bool dropsFault = !row.fault.empty() && (!isEnabled || value != row.shown);
-    if (dropsFault) row.fault.clear();
-    if (dropsFault || value != row.shown)
+    if (value != row.shown)
         row.editor->Write(param);
     else
         row.editor->Follow(param);
@@ -138,6 +156,16 @@ void ParamForm::RefreshRow(Row& row, const Field& param, const ParamList& params
     const bool isFaulty = isEnabled && (!row.fault.empty() || !param.Fault().empty());
     MarkFault(*row.editor, isFaulty);
     writing_ = wasWriting;
+}
+
+void ParamForm::BeginEditing(size_t index, const ParamList& params) {
+    if (edit_ && edit_->row == index) return;
+    edit_ = {index, {}};
+    const Field& edited = params.fields[index];
+    for (const Field& field : params)
+        if (field.store &&
+            (field.key == edited.key || std::ranges::find(edited.linked, field.key) != edited.linked.end()))
+            edit_->before.push_back(field);
 }
 
 void ParamForm::OnEntered(size_t index) {
@@ -148,9 +176,15 @@ void ParamForm::OnEntered(size_t index) {
     Field* param = params.Find(row.key);
     if (!param) return Refresh();
     if (param->putBack && !row.before) row.before = *param;
+    BeginEditing(index, params);
     row.fault = row.editor->Read(*param);
     const double entered = param->number;
-    enter_([&] { row.fault.empty() ? param->Commit() : param->load(*param); });
+    enter_([&] {
+        if (row.fault.empty()) return param->Commit();
+        // A part of the text that could be used was not what the user meant.
+        for (const Field& field : edit_->before) field.store(field);
+        param->load(*param);
+    });
     // The text that is being typed stays as it is, unless what followed set another value.
     const bool isOther = row.fault.empty() && param->IsNumeric() &&
                          static_cast<float>(param->number) != static_cast<float>(entered);
@@ -236,8 +270,9 @@ void ParamForm::Unfold(const Row& row) {
         if (group.section && group.section->isAncestorOf(row.editor->Widget())) group.section->Fold(false);
 }
 
-std::string ParamForm::Fault() const {
-    const ParamList params = describe_();
+std::string ParamForm::Fault() const { return FaultAmong(describe_()); }
+
+std::string ParamForm::FaultAmong(const ParamList& params) const {
     for (size_t i = 0; i < rows_.size() && i < params.fields.size(); ++i) {
         const Field& param = params.fields[i];
         if (!rows_[i].editor || !param.IsEnabled(params)) continue;

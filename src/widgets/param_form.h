@@ -4,7 +4,9 @@
 // not apply as the others are set is not there.
 //
 // What the user enters goes to the parameter at once when it may be used, and what follows it is shown; what
-// may not is marked, told by Fault, and never stored. Each editor has the parameter's key as its object name.
+// may not is marked, told by Fault, and never stored: the value is then what it was before the editing, not
+// what a part of the text was, and what is worked out from the values is not shown. Each editor has the
+// parameter's key as its object name.
 
 #include <QWidget>
 #include <functional>
@@ -126,7 +128,10 @@ class ParamForm : public QWidget {
     void AddEditor(const Field& param, QGridLayout* grid);
     void PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int line);
     void AddCell(const Field& param, QGridLayout* grid);
-    void RefreshRow(Row& row, const Field& param, const ParamList& params);
+    void RefreshRow(Row& row, const Field& param, const ParamList& params, bool isRefused);
+    static void DropOldFault(Row& row, const Field& param, const ParamList& params);
+    std::string FaultAmong(const ParamList& params) const;
+    void BeginEditing(size_t index, const ParamList& params);
     void ShowRows(const ParamList& params);
     void ShowGroups();
     void Unfold(const Row& row);
@@ -157,6 +162,12 @@ class ParamForm : public QWidget {
         std::vector<QLabel*> rowNames, headings;
     };
     Table table_;
+    // What the user is editing, and the values of the parameter and of those that follow it before that.
+    struct Edit {
+        size_t row = 0;
+        std::vector<Field> before;
+    };
+    std::optional<Edit> edit_;
     bool writing_ = false;
 };
 

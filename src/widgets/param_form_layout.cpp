@@ -94,8 +94,10 @@ void ParamForm::Build(ParamList& params) {
             grid = GroupGrid(param.group);
         AddRow(param, grid);
     }
+    edit_.reset();
+    const bool isRefused = !FaultAmong(params).empty();
     for (size_t i = 0; i < rows_.size(); ++i) {
-        RefreshRow(rows_[i], params.fields[i], params);
+        RefreshRow(rows_[i], params.fields[i], params, isRefused);
         rows_[i].isShown = rows_[i].button || params.fields[i].IsEnabled(params);
     }
     ShowGroups();

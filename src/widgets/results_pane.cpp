@@ -84,7 +84,21 @@ QSize ResultsPane::sizeHint() const {
 
 void ResultsPane::AddButton(QPushButton* button) { buttons_->insertWidget(buttons_->count() - 1, button); }
 
-std::vector<QWidget*> ResultsPane::TabStops() const { return {text_, copy_}; }
+void ResultsPane::SetSave(std::function<void()> save) {
+    save_ = new QPushButton(tr("Sa&ve results..."), this);
+    save_->setObjectName("saveAllResults");
+    save_->setToolTip(tr("Saves the whole text, or its table of values (.csv)"));
+    save_->setAutoDefault(false);
+    save_->setEnabled(copy_->isEnabled());
+    connect(save_, &QPushButton::clicked, this, [save = std::move(save)] { save(); });
+    AddButton(save_);
+}
+
+std::vector<QWidget*> ResultsPane::TabStops() const {
+    std::vector<QWidget*> stops{text_, copy_};
+    if (save_) stops.push_back(save_);
+    return stops;
+}
 
 void ResultsPane::Show() {
     std::string text;
@@ -103,13 +117,18 @@ void ResultsPane::Show() {
     SetColumns(text);
     text_->setPlainText(ToQString(text));
     notice_->setVisible(isCut_);
-    copy_->setEnabled(!text.empty());
+    EnableButtons(!text.empty());
+}
+
+void ResultsPane::EnableButtons(bool hasText) {
+    copy_->setEnabled(hasText);
+    if (save_) save_->setEnabled(hasText);
 }
 
 void ResultsPane::Clear() {
     text_->clear();
     notice_->hide();
-    copy_->setEnabled(false);
+    EnableButtons(false);
 }
 
 void ResultsPane::SetColumns(const std::string& text) {

@@ -37,6 +37,8 @@ class ResultsPane : public QWidget {
 
     void Show();
     void Clear();
+    // Saves all of it; the button for it is there where this is set.
+    void SetSave(std::function<void()> save);
     // Stands behind the button "Copy".
     void AddButton(QPushButton* button);
     // What takes the keyboard, in the order of reading.
@@ -46,12 +48,14 @@ class ResultsPane : public QWidget {
 
   private:
     void Copy();
+    void EnableButtons(bool hasText);
     void SetColumns(const std::string& text);
 
     Writer writer_;
     QPlainTextEdit* text_;
     QLabel* notice_;
     QPushButton* copy_;
+    QPushButton* save_ = nullptr;
     QHBoxLayout* buttons_;
     bool isCut_ = false;
 };

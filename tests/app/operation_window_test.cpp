@@ -82,6 +82,7 @@ TEST_F(OperationWindowTest, ParametersAndUnitsFollowWhatIsChosen) {
 
 TEST_F(OperationWindowTest, WhatFollowsAValueIsShownAndTheTextBeingTypedStays) {
     CTestOperation& block = Open();
+    const float onLevel = block.onLevel;
     QTest::mouseClick(Find<QCheckBox>("equal"), Qt::LeftButton, {}, QPoint(5, 8));
     EXPECT_TRUE(block.equal);
     EXPECT_EQ(Text("offLevel"), "0.25");
@@ -93,7 +94,9 @@ TEST_F(OperationWindowTest, WhatFollowsAValueIsShownAndTheTextBeingTypedStays) {
     QTest::keyClick(Find<QLineEdit>("onLevel"), Qt::Key_Delete);
     EXPECT_EQ(Text("onLevel"), "150");
     EXPECT_EQ(Find<QLineEdit>("onLevel")->cursorPosition(), 1);
-    EXPECT_EQ(block.onLevel, 1.5f) << "150 is beyond its limit";
+    EXPECT_EQ(block.onLevel, onLevel) << "150 is beyond its limit";
+    EXPECT_EQ(block.offLevel, 0.25f) << "nor does what follows it keep what was half typed";
+    EXPECT_EQ(Text("offLevel"), "0.25");
     // Something from outside, such as a moved view, leaves what is being typed.
     window->ViewMoved();
     EXPECT_EQ(Text("onLevel"), "150");
@@ -102,12 +105,14 @@ TEST_F(OperationWindowTest, WhatFollowsAValueIsShownAndTheTextBeingTypedStays) {
 TEST_F(OperationWindowTest, FaultsAreToldAtOnceAndNothingRuns) {
     CTestOperation& block = Open();
     QPushButton* run = Find<QPushButton>("run");
+    const int count = block.count;
+    const std::vector<int> channels = block.channels;
     for (const char* bad : {"21", "-1", "2.5", "x", ""}) {
         Type("count", bad);
         EXPECT_EQ(Message(), "\"Count\" must be a whole number from 0 to 20.") << bad;
         EXPECT_TRUE(IsMarked("count"));
         EXPECT_FALSE(run->isEnabled());
-        EXPECT_EQ(block.count, bad[0] == '2' && bad[1] == '.' ? 2 : block.count);
+        EXPECT_EQ(block.count, count) << bad;
     }
     Find<QLineEdit>("name")->setFocus();
     QTest::keyClick(Find<QLineEdit>("name"), Qt::Key_Return);
@@ -122,7 +127,7 @@ TEST_F(OperationWindowTest, FaultsAreToldAtOnceAndNothingRuns) {
 
     Type("channels", "a-?");
     EXPECT_NE(Message().find("list"), std::string::npos);
-    EXPECT_EQ(block.channels, (std::vector<int>{0})) << "the last that was a list";
+    EXPECT_EQ(block.channels, channels) << "nor the part of it that was a list";
     // A fault in what is switched off is none, and its text gives way to the value.
     Type("channels", "a");
     Type("offLevel", "much");
@@ -139,6 +144,43 @@ TEST_F(OperationWindowTest, FaultsAreToldAtOnceAndNothingRuns) {
     EXPECT_EQ(Message(), "The channels are crossed.");
     EXPECT_FALSE(run->isEnabled());
     EXPECT_FALSE(window->Run() && block.runs > 0);
+}
+
+TEST_F(OperationWindowTest, BesideWhatIsRefusedNothingIsToldOfOtherValues) {
+    CTestOperation& block = Open();
+    const auto* graph = Find<GraphWidget>("graph");
+    const auto* told = Find<QLabel>("told");
+    const struct {
+        const char* entered;
+        bool isShown;
+    } cases[] = {{"19", true}, {"190", false}, {"", false}, {"0", true}};
+    for (const auto& [entered, isShown] : cases) {
+        Type("count", entered);
+        QTest::qWait(250);
+        const GraphPane& pane = graph->GetGraph().panes.at(0);
+        EXPECT_EQ(pane.layers.empty(), !isShown) << entered;
+        EXPECT_EQ(pane.lines.empty(), !isShown) << entered;
+        EXPECT_EQ(pane.x.title, "time") << "the axes stay";
+        EXPECT_EQ(told->text().isEmpty(), !isShown) << entered;
+    }
+    // A value that was complete when the keyboard left it is where the next editing begins.
+    Type("count", "7");
+    Find<QLineEdit>("name")->setFocus();
+    Type("count", "77");
+    EXPECT_EQ(block.count, 7);
+}
+
+TEST_F(OperationWindowTest, TheTabKeyStopsAtTheCheckedOneOfAGroup) {
+    CTestOperation& block = Open();
+    for (const int checked : {1, 0}) {
+        block.region = checked;
+        window->Refresh();
+        for (const int button : {0, 1})
+            EXPECT_EQ(
+                (Find<QRadioButton>(button == 0 ? "region0" : "region1")->focusPolicy() & Qt::TabFocus) != 0,
+                button == checked)
+                << checked;
+    }
 }
 
 TEST_F(OperationWindowTest, EnterRunsAndEscapeCloses) {
@@ -374,7 +416,7 @@ TEST_F(OperationWindowTest, ChannelsAreLettersOrNumbers) {
     EXPECT_EQ(block.channel, 998);
     Type("channel", "999");
     EXPECT_EQ(Message(), "\"Channel\" takes a channel: a letter, or a number from 0 to 998.");
-    EXPECT_EQ(block.channel, 99) << "what was typed before";
+    EXPECT_EQ(block.channel, 1) << "not the part of it that is one";
 }
 
 TEST_F(OperationWindowTest, ArrowsAndTheWheelStepOnlyWhereTheKeyboardIs) {

@@ -20,6 +20,7 @@
 #include "support/test_transform.h"
 #include "transforms/debuzz.h"
 #include "transforms/digital_fir.h"
+#include "widgets/form_editor.h"
 
 namespace kymora::test {
 namespace {
@@ -307,6 +308,11 @@ TEST_F(TransformWindowTest, ThePreviewFollowsTheParameters) {
     Type("factor", "9999");
     QTest::qWait(250);
     EXPECT_EQ(block.blocks, blocks) << "neither a comment nor what may not be used";
+    EXPECT_TRUE(model.Data().transformed.empty()) << "the data are no result";
+    EXPECT_FALSE(model.Data().raw.empty());
+    EXPECT_EQ(Told("previewMessage"), Message());
+    EXPECT_EQ(Find<QLabel>(window->Preview(), "previewMessage")->palette().color(QPalette::WindowText),
+              FaultColour(window->palette()));
     Type("factor", "0");
     QTest::qWait(250);
     EXPECT_EQ(Told("previewMessage"), "Nothing is left.");

@@ -6,7 +6,11 @@
 #include <QScrollBar>
 #include <QTimer>
 
+#include "document/file_identity.h"
+#include "document/native_writer.h"
 #include "graphs/windows/graph_panel.h"
+#include "results/archive_output.h"
+#include "results/result_output.h"
 #include "widgets/content_area.h"
 #include "widgets/findings_pane.h"
 #include "widgets/results_pane.h"
@@ -23,6 +27,13 @@ constexpr int leastGraphBeside = 360;  // of a graph beside parameters that scro
 constexpr int mostColumns = 3;         // of parameters
 // In a panel, which is to fit beside a small window.
 constexpr int leastDockedPane = 120, leastDockedGraph = 260, leastDockedForm = 110;
+
+void MakeBlank(GraphPane& pane) {
+    pane.layers.clear();
+    pane.lines.clear();
+    pane.mean.reset();
+    pane.text.clear();
+}
 
 }  // namespace
 
@@ -57,6 +68,8 @@ OperationPanes::OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm
         findings_ = new FindingsPane(block_.RejectionLabel(), write, shown_);
     else if (block_.HasResultText())
         results_ = new ResultsPane(write, shown_);
+    // Where the operation saves no file of a form of its own.
+    if (results_ && form_->ResultActions().empty()) results_->SetSave([this] { SaveResults(); });
     if (QWidget* results = ResultsWidget()) shown_->addWidget(results);
     TakeActions();
 }
@@ -80,6 +93,27 @@ QWidget* OperationPanes::ResultsWidget() const {
     return results_;
 }
 
+void OperationPanes::SaveResults() {
+    constexpr const char* filter = "Text (*.txt)|*.txt|Table (*.csv)|*.csv||";
+    try {
+        const auto path = session_.host.ChooseSaveFile({"Save results", filter, "txt", "results.txt"});
+        if (!path) return;
+        WriteFileAtomically(session_.files, *path, [&](CArchive& archive) {
+            ArchiveOutput output(archive);
+            if (FoldedExtension(*path) == ".csv") {
+                WriteCsv(output, block_.Results(), {}, [] { return true; });
+                return;
+            }
+            block_.WriteResult([&](std::string_view piece) {
+                output.Write(piece);
+                return true;
+            });
+        });
+    } catch (const std::exception& error) {
+        session_.host.Failure(std::string("The results were not saved.\n") + error.what());
+    }
+}
+
 void OperationPanes::ShowResults() {
     if (results_) results_->Show();
     if (findings_) findings_->Show(block_.GetFindings());
@@ -90,7 +124,8 @@ void OperationPanes::ClearResults() {
     if (findings_) findings_->Clear();
 }
 
-void OperationPanes::ShowGraph() {
+void OperationPanes::ShowGraph(bool isBlank) {
+    isBlank_ = isBlank;
     if (!block_.Document()) {
         if (graph_) graph_->Widget().SetGraph({});
         return;
@@ -105,6 +140,7 @@ void OperationPanes::ShowGraph() {
         if (!field || !field->IsEnabled(params)) key.clear();
     };
     for (GraphPane& pane : graph->panes) {
+        if (isBlank) MakeBlank(pane);
         for (GraphLine& line : pane.lines) hold(line.parameter);
         hold(pane.autoParameter);
         // A flag that can be taken away stands before them.
@@ -118,7 +154,7 @@ void OperationPanes::ShowGraph() {
 void OperationPanes::MakeGraph() {
     graph_ = new GraphPanel(session_, shown_);
     shown_->insertWidget(0, graph_);
-    graph_->results = [this] { return block_.Results(); };
+    graph_->results = [this] { return isBlank_ ? std::vector<Result>() : block_.Results(); };
     for (QPushButton* button : form_->GraphActions()) graph_->AddButton(button);
     GraphWidget& widget = graph_->Widget();
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
@@ -228,6 +264,12 @@ void OperationPanes::Arrange() {
     const int leastHeight = isDocked_ ? leastDocked : leastPaneHeight;
     shown_->setMinimumSize(above ? 0 : leastTextWidth, above ? leastHeight : 0);
     emit Arranged();
+}
+
+int OperationPanes::MissingHeight() const {
+    // What stands below them would get the room.
+    if (isDocked_ || (orientation() == Qt::Vertical && shown_->isVisibleTo(this))) return 0;
+    return std::max(0, form_->sizeHint().height() - area_->viewport()->height());
 }
 
 // The parameters scroll upwards where there is little room, never sideways.

@@ -35,8 +35,9 @@ class OperationPanes : public QSplitter {
     // Of parameters that stand on several pages one is shown at a time.
     int Page() const { return page_; }
     void ShowPage(int page);
-    // Draws the graph of the block as it stands, or none without a document.
-    void ShowGraph();
+    // Draws the graph of the block as it stands, or none without a document. `isBlank`: what was entered is
+    // refused, and there is nothing to draw of it but the axes.
+    void ShowGraph(bool isBlank);
 
     // In a panel beside the recordings all stands in one column; in a window of its own the parameters take
     // several, as there is room.
@@ -47,6 +48,8 @@ class OperationPanes : public QSplitter {
     QSize MostSize() const;
     // Places the panes in what the window may take; again when the style or the parameters have changed.
     void Arrange();
+    // What the window lacks to show all parameters without scrolling, where it can be given it, in pixels.
+    int MissingHeight() const;
     // What takes the keyboard, in the order of reading.
     std::vector<QWidget*> TabStops() const;
 
@@ -69,6 +72,7 @@ class OperationPanes : public QSplitter {
     void MakeGraph();
     void TakeActions();
     QWidget* ResultsWidget() const;
+    void SaveResults();
     bool StandsAbove(QSize most);
     void FitWidth();
     void KeepSizes();
@@ -80,7 +84,7 @@ class OperationPanes : public QSplitter {
     Session& session_;
     CBatchBaseDlg& block_;
     int page_ = 0;
-    bool isDocked_ = false, isShared_ = false;
+    bool isDocked_ = false, isShared_ = false, isBlank_ = false;
     // What has the keyboard, and its row in the area, while rows come and go.
     QPointer<QWidget> held_;
     int heldRow_ = 0;

@@ -103,6 +103,7 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     connect(&panes_->Form(), &ParamForm::Edited, this, &OperationWindow::Edited);
     connect(&panes_->Form(), &ParamForm::ValuePutBack, this, &OperationWindow::TellPutBack);
     connect(&panes_->Form(), &ParamForm::ActionPressed, this, &OperationWindow::PressAction);
+    connect(&panes_->Form(), &ParamForm::ShapeChanged, this, &OperationWindow::GrowToShow);
     connect(panes_, &OperationPanes::Arranged, this, &OperationWindow::OrderTabs);
     connect(panes_, &OperationPanes::Dragged, this,
             [this](const QString& key, double at) { TakeDragged(key.toStdString(), at); });
@@ -235,7 +236,7 @@ void OperationWindow::MakeLiveRun() {
 void OperationWindow::ShowLiveRun() {
     panes_->Form().Refresh();
     Guarded([&] {
-        panes_->ShowGraph();
+        panes_->ShowGraph(live_->HasFailed());
         live_->HasFailed() ? panes_->ClearResults() : panes_->ShowResults();
         if (block_->Document()) SetGuides();
     });
@@ -374,13 +375,22 @@ void OperationWindow::Refresh() {
 void OperationWindow::ShowDrawn() {
     drawLater_.stop();
     Guarded([&] {
-        panes_->ShowGraph();
+        ShowWorkedOut();
         if (block_->Document()) SetGuides();
     });
     if (!failText_.isEmpty()) ShowState();
     if (look_ && !IsBusy()) look_->Restart();
     if (live_ && !IsBusy()) live_->Restart();
     Drawn();
+}
+
+void OperationWindow::ShowWorkedOut() {
+    const bool isRefused = !panes_->Form().Fault().empty();
+    const bool hasFailed = live_ && live_->HasFailed();
+    panes_->ShowGraph(isRefused || hasFailed);
+    // The results of a run that was asked for stay: they tell of that run.
+    if (std::exchange(wasRefused_, isRefused) == isRefused || !live_ || !block_->Document()) return;
+    isRefused || hasFailed ? panes_->ClearResults() : panes_->ShowResults();
 }
 
 void OperationWindow::SetGuides() {
@@ -519,6 +529,17 @@ void OperationWindow::ShowMessage(const QString& text, bool isFault) {
     QPalette colours = palette();
     if (isFault) colours.setColor(QPalette::WindowText, FaultColour(colours));
     message_->Show(text, colours);
+}
+
+void OperationWindow::GrowToShow() {
+    if (!isWindow() || !isVisible() || isMaximized()) return;
+    const int most = std::max(height(), panes_->MostSize().height());
+    const int wanted = std::min(height() + panes_->MissingHeight(), most);
+    if (wanted == height()) return;
+    resize(width(), wanted);
+    const QRect room = screen()->availableGeometry();
+    const int below = frameGeometry().bottom() - room.bottom();
+    if (below > 0) move(x(), std::max(room.top(), y() - below));
 }
 
 void OperationWindow::changeEvent(QEvent* event) {

@@ -149,7 +149,11 @@ class OperationWindow : public QDialog {
     void ShowTitle();
     void ShowState();
     void ShowDrawn();
+    // What is worked out from what was entered, where that may be used.
+    void ShowWorkedOut();
     void ShowMessage(const QString& text, bool isFault);
+    // Groups that unfold and rows that come make it higher, within its screen.
+    void GrowToShow();
     void SetGuides();
     void ClearView(DocumentView* view);
     void MakeLookAhead();
@@ -198,6 +202,7 @@ class OperationWindow : public QDialog {
     };
     Missed missed_;
     bool letGo_ = false, isInFront_ = true;
+    bool wasRefused_ = false;  // what was entered, when it was last drawn
 };
 
 }  // namespace kymora

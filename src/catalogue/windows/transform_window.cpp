@@ -10,7 +10,7 @@
 namespace kymora {
 
 void GuardedPreviewHost::OnNeedData(PreviewData& data) {
-    const std::string fault = block_.Validate();
+    const std::string fault = fault_();
     if (fault.empty()) return block_.OnNeedData(data);
     data.raw.assign(static_cast<size_t>(data.count), 0.0f);
     data.isTransformed = false;
@@ -20,7 +20,7 @@ void GuardedPreviewHost::OnNeedData(PreviewData& data) {
     } catch (const std::exception& error) {
         data.message = error.what();
     }
-    data.transformed = data.raw;
+    data.isRefused = true;
 }
 
 TransformWindow::TransformWindow(Session& session, const Operation& operation,
@@ -41,7 +41,7 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, C
     connect(batch_, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
     AddButton(batch_, save_);
     if (!traces_) return;
-    host_ = std::make_unique<GuardedPreviewHost>(*traces_);
+    host_ = std::make_unique<GuardedPreviewHost>(*traces_, [this] { return Fault().toStdString(); });
     previewButton_ =
         MakeButton(tr("&Preview"), "previewButton", tr("Show the traces before and after the transform"));
     previewButton_->setEnabled(false);
@@ -121,9 +121,9 @@ PreviewWindow* TransformWindow::OpenPreview() {
 
 void TransformWindow::ClosePreview() { delete preview_; }
 
-// What the traces of a result depend on.
 std::string TransformWindow::PreviewedSettings() {
-    std::string text;
+    std::string text = Fault().toStdString();
+    if (!text.empty()) return text;
     for (const Field& param : Block().Params())
         if (param.HasValue() && param.key != "comment" && param.key != "newFile" && param.key != "addMode")
             text += param.key + "=" + param.ValueText() + "\n";
@@ -142,9 +142,10 @@ void TransformWindow::RefreshPreview() {
 void TransformWindow::Drawn() {
     const bool hasDoc = Block().Document() != nullptr;
     // What is told of the settings follows them; it is short.
-    if (hasDoc && panes_->HasResults()) panes_->ShowResults();
+    if (hasDoc && panes_->HasResults())
+        panes_->Form().Fault().empty() ? panes_->ShowResults() : panes_->ClearResults();
     if (previewButton_) previewButton_->setEnabled(hasDoc);
-    if (!preview_ || !hasDoc || IsBusy() || !Fault().isEmpty()) return;
+    if (!preview_ || !hasDoc || IsBusy()) return;
     if (PreviewedSettings() != previewed_) RefreshPreview();
 }
 

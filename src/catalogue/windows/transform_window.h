@@ -17,16 +17,19 @@ inline constexpr const char* previewGapsText =
     "Note: the preview window ignores episode boundaries and treats gaps as zero-filled data but the full "
     "transform treats episodes separately and ignores gaps";
 
-// Passes on to the transform, but gives it no settings that it refuses: the data then stay as they are, and
-// the fault is the message.
+// Passes on to the transform, but gives it no settings that are refused: there is no transformed trace then,
+// and the fault is the message.
 class GuardedPreviewHost : public CPreviewHost {
   public:
-    explicit GuardedPreviewHost(CTransformTraceDlg& block) : block_(block) {}
+    // `fault` says why the settings may not be used; empty when they may.
+    GuardedPreviewHost(CTransformTraceDlg& block, std::function<std::string()> fault)
+        : block_(block), fault_(std::move(fault)) {}
     void OnNeedData(PreviewData& data) override;
     int PreviewTrace() const override { return block_.PreviewTrace(); }
 
   private:
     CTransformTraceDlg& block_;
+    std::function<std::string()> fault_;
 };
 
 class TransformWindow : public OperationWindow {
@@ -64,6 +67,7 @@ class TransformWindow : public OperationWindow {
                     std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent);
     void SetBatch(bool isOn);
     void ClosePreview();
+    // What the traces of a result depend on: the settings, or why they may not be used.
     std::string PreviewedSettings();
     void RefreshPreview();
 

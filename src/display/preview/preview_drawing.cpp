@@ -106,7 +106,7 @@ void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
         const PanePainter pane(device, plot, m_bEqualScale);
         pane.Axis(RawScale(), "Dat+Trn", m_strRawUnits == m_strTransformedUnits ? m_strRawUnits : "",
                   rawColour);
-        if (!m_bEqualScale) pane.OtherLimits(TransformedScale(), transformedColour);
+        if (!m_bEqualScale && !data_.isRefused) pane.OtherLimits(TransformedScale(), transformedColour);
         pane.Trace(data_.raw, RawScale(), rawColour);
         pane.Trace(data_.transformed, TransformedScale(), transformedColour);
     } else {
@@ -162,7 +162,8 @@ void CTransformPreview::SaveVectors() {
             frame(writer, panes.raw);
             if (!m_bSuperimpose) frame(writer, panes.transformed);
             write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour);
-            write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
+            if (!data_.isRefused)
+                write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
         });
     } catch (const Cancelled&) {
     } catch (const std::exception& error) {

@@ -58,17 +58,21 @@ void CTransformPreview::Refresh() {
 void CTransformPreview::Load() {
     data_.start = start_;
     data_.count = length_;
+    data_.isRefused = false;
     isLoading_ = true;
     host_.OnNeedData(data_);
     isLoading_ = false;
     const auto count = static_cast<size_t>(length_);
     data_.raw.resize(count, 0.0f);
-    data_.transformed.resize(count, 0.0f);
+    data_.transformed.resize(data_.isRefused ? 0 : count, 0.0f);
     message_ = data_.message;
     if (fitsItself_) Fit();
 }
 
-void CTransformPreview::Fit() { scales_ = {FittingScale(data_.raw), FittingScale(data_.transformed)}; }
+void CTransformPreview::Fit() {
+    scales_[0] = FittingScale(data_.raw);
+    scales_[1] = data_.isRefused ? scales_[0] : FittingScale(data_.transformed);
+}
 
 PreviewScale FittingScale(std::span<const float> values) {
     double low = INFINITY, high = -INFINITY;

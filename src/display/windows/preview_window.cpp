@@ -13,6 +13,7 @@
 
 #include "display/commands/commands.h"
 #include "drawing/windows/painter_device.h"
+#include "widgets/form_editor.h"
 #include "widgets/text.h"
 #include "widgets/tool_icons.h"
 
@@ -96,18 +97,24 @@ void PreviewWindow::PlaceAs(const QRect& place) {
     if (place.isValid() && room.intersects(place)) return move(place.topLeft());
     if (!parentWidget()) return;
     const QRect beside = parentWidget()->frameGeometry();
-    const int rightOf = beside.right() + besideGap, leftOf = beside.left() - besideGap - width();
-    const int below = beside.bottom() + besideGap + titleRoom;
+    const QSize least = minimumSizeHint();
+    const int rightRoom = room.right() - beside.right() - besideGap;
+    const int leftRoom = beside.left() - room.left() - besideGap;
+    const int belowRoom = room.bottom() - beside.bottom() - besideGap - titleRoom;
+    const bool isAtSide = std::max(rightRoom, leftRoom) >= least.width();
+    // Smaller where it must be.
+    if (isAtSide)
+        resize(std::min(width(), std::max(rightRoom, leftRoom)), height());
+    else if (belowRoom >= least.height())
+        resize(width(), std::min(height(), belowRoom));
     const int top = std::max(room.top(), std::min(beside.top(), room.bottom() - height() - titleRoom));
-    if (rightOf + width() <= room.right())
-        move(rightOf, top);
-    else if (leftOf >= room.left())
-        move(leftOf, top);
-    else if (below + height() <= room.bottom())
-        move(beside.left(), below - titleRoom);
-    else
-        // Over the settings at the right, so that the buttons below them can be pressed.
-        move(room.right() - width(), room.top());
+    if (isAtSide && rightRoom >= leftRoom) return move(beside.right() + besideGap, top);
+    if (isAtSide) return move(beside.left() - besideGap - width(), top);
+    if (belowRoom >= least.height()) return move(beside.left(), beside.bottom() + besideGap);
+    // Over the settings rather than over the graph right of them; the buttons below stay in sight.
+    resize(std::min(width(), std::max(least.width(), beside.width() / 2)),
+           std::min(height(), beside.height() / 2));
+    move(std::max(room.left(), beside.left()), std::max(room.top(), beside.top()));
 }
 
 void PreviewWindow::MakeButtons(QBoxLayout* row) {
@@ -167,6 +174,9 @@ void PreviewWindow::Run(std::string_view command) {
 void PreviewWindow::ShowState() {
     status_->setText(ToQString(model_.Status()));
     message_->setText(ToQString(model_.Message()));
+    QPalette colours = palette();
+    if (!model_.Data().isTransformed) colours.setColor(QPalette::WindowText, FaultColour(colours));
+    message_->setPalette(colours);
     picture_->update();
 }
 

@@ -273,6 +273,30 @@ TEST_F(TransformPreviewTest, MessagesAndTheTraceAreTheHosts) {
     EXPECT_EQ(preview.Data().trace, 2);
 }
 
+TEST_F(TransformPreviewTest, WhatIsRefusedHasNoTrace) {
+    class Refusing : public ScriptedHost {
+        void OnNeedData(PreviewData& data) override {
+            ScriptedHost::OnNeedData(data);
+            data.isRefused = isRefused;
+        }
+
+      public:
+        bool isRefused = true;
+    } refusing;
+    CTransformPreview preview(refusing, *doc, &view);
+    for (const bool isRefused : {true, false, true}) {
+        refusing.isRefused = isRefused;
+        preview.Refresh();
+        EXPECT_EQ(preview.Data().transformed.empty(), isRefused);
+        EXPECT_EQ(preview.TransformedScale(), preview.RawScale());
+        for (const bool isOver : {false, true}) {
+            preview.m_bSuperimpose = isOver;
+            RecordingDevice device;
+            preview.Draw(device, {400, 300});
+        }
+    }
+}
+
 TEST_F(TransformPreviewTest, WithoutAViewThereIsNothingToSee) {
     CTransformPreview preview(source, *doc, nullptr);
     preview.Refresh();
