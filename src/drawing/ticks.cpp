@@ -21,6 +21,14 @@ double TickStep(double low, double high, int most) {
     return 10.0 * power;
 }
 
+double TurnStep(double low, double high, double turn, int most) {
+    constexpr double parts[] = {24.0, 12.0, 8.0, 4.0, 2.0};
+    if (!(high - low >= 2.0 * turn / parts[0])) return TickStep(low, high, most);
+    for (const double part : parts)
+        if (std::floor((high - low) * part / turn) <= most) return turn / part;
+    return turn / 2.0;
+}
+
 std::vector<double> Ticks(double low, double high, double step) {
     std::vector<double> ticks;
     const double first = std::ceil(low / step), last = std::floor(high / step);

@@ -8,6 +8,9 @@ namespace kymora {
 
 // The step of 1, 2 or 5 times a power of ten that gives at most that many ticks, and at least one.
 double TickStep(double low, double high, int most);
+// The same for angles: the least part of a turn that makes no more ticks than that, or half a turn. Where
+// hardly a part is seen, that of TickStep.
+double TurnStep(double low, double high, double turn, int most);
 // The multiples of the step within [low, high].
 std::vector<double> Ticks(double low, double high, double step);
 // Of a log axis: the powers of ten within [low, high] with 2 and 5 between them where that makes no more than

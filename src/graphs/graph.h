@@ -18,6 +18,7 @@ struct GraphAxis {
     bool isLog = false;  // powers of ten at equal distances; values up to 0 have no place
     // The limits, where they are fixed; both, from below to. Nothing: as the layers need.
     std::optional<std::pair<double, double>> limits;
+    double turn = 0.0;  // of angles: a whole turn in the unit, at parts of which the numbers stand; else 0
 
     std::string Label() const { return unit.empty() ? title : title + " (" + unit + ")"; }
     bool operator==(const GraphAxis&) const = default;
@@ -46,6 +47,7 @@ struct GraphLayer {
     int channel = -1;
     // Of bars: where they stand. Minus infinity: on the lower axis, wherever that is.
     double base = 0.0;
+    bool isSilent = false;  // the mouse does not read it: one of many, which only show how they spread
 
     bool operator==(const GraphLayer&) const = default;
 };
@@ -59,6 +61,7 @@ struct GraphLine {
     // The parameter that dragging the line sets; empty for a line that stays where it is.
     std::string parameter;
     bool setsWhileMoving = false;  // else when it is let go
+    bool isTold = false;           // with the values under the mouse
 
     bool operator==(const GraphLine&) const = default;
 };

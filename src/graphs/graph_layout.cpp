@@ -25,14 +25,24 @@ struct PaneMargins {
     int left = 0, top = 0, right = 0, bottom = 0;
 };
 
-std::vector<GraphTick> TicksOf(bool isLog, double low, double high, int most) {
+std::vector<GraphTick> TicksWithin(const GraphAxis& axis, double low, double high, int most) {
     std::vector<GraphTick> ticks;
-    if (isLog) {
+    if (axis.isLog) {
         for (const double at : LogTicks(low, high, most)) ticks.push_back({at, LogTickText(at)});
     } else {
-        const double step = TickStep(low, high, most);
+        const double step =
+            axis.turn > 0.0 ? TurnStep(low, high, axis.turn, most) : TickStep(low, high, most);
         for (const double at : Ticks(low, high, step)) ticks.push_back({at, TickText(at, step)});
     }
+    return ticks;
+}
+
+// At least two, without which an axis has no scale.
+std::vector<GraphTick> TicksOf(const GraphAxis& axis, double low, double high, int most) {
+    constexpr int triedMore = 8;
+    std::vector<GraphTick> ticks = TicksWithin(axis, low, high, most);
+    for (int more = 1; ticks.size() < 2 && more <= triedMore; ++more)
+        ticks = TicksWithin(axis, low, high, most + more);
     return ticks;
 }
 
@@ -71,13 +81,12 @@ PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const Gr
         margins.bottom += label + (pane.x.title.empty() ? 0 : label);
         return margins;
     }
-    const auto yTicks =
-        TicksOf(pane.y.isLog, box.bottom, box.top, MostTicks(height - 3 * text, pixelsPerTickUp));
+    const auto yTicks = TicksOf(pane.y, box.bottom, box.top, MostTicks(height - 3 * text, pixelsPerTickUp));
     margins.left += WidestOf(device, yTicks) + graphTextGap + graphTickLength;
     if (ShowsYTitle(graph, i)) margins.left += text + graphTextGap;
     // The last number of the x axis reaches beyond the plot by half.
     const auto xTicks =
-        TicksOf(pane.x.isLog, box.left, box.right, MostTicks(width - margins.left, pixelsPerTickAcross));
+        TicksOf(pane.x, box.left, box.right, MostTicks(width - margins.left, pixelsPerTickAcross));
     if (ShowsX(graph, i)) {
         margins.right = std::max(2 * edge, WidestOf(device, xTicks) / 2 + edge);
         margins.bottom += graphTickLength + graphTextGap + text;
@@ -96,13 +105,13 @@ void TakeTicks(DrawDevice& device, const GraphPane& pane, PanePlace& place) {
     const PixelRect& plot = place.plot;
     int most = MostTicks(plot.Width(), pixelsPerTickAcross);
     do {
-        place.xTicks = TicksOf(pane.x.isLog, place.box.left, place.box.right, most);
+        place.xTicks = TicksOf(pane.x, place.box.left, place.box.right, most);
         const auto count = static_cast<int>(place.xTicks.size());
         const int apart = count > 1 ? plot.Width() / count : plot.Width();
         if (WidestOf(device, place.xTicks) + 2 * graphTextGap <= apart || count <= 2) break;
     } while (--most > 1);
     place.yTicks =
-        TicksOf(pane.y.isLog, place.box.bottom, place.box.top, MostTicks(plot.Height(), pixelsPerTickUp));
+        TicksOf(pane.y, place.box.bottom, place.box.top, MostTicks(plot.Height(), pixelsPerTickUp));
 }
 
 void MakeScales(const GraphPane& pane, PanePlace& place) {
@@ -154,13 +163,17 @@ class Reader {
         for (size_t i = 0; i < pane_.layers.size(); ++i) {
             const GraphLayer& layer = pane_.layers[i];
             // A part of a sum that has no name of its own is not told apart from the others.
-            if (layer.isDashed && layer.name.empty()) continue;
+            if (layer.isSilent || (layer.isDashed && layer.name.empty())) continue;
             if (layer.kind == LayerKind::bars) ReadBars(i, layer, x);
             if (layer.kind == LayerKind::matrix) ReadMatrix(i, layer, x, y);
             if (layer.kind == LayerKind::rose) ReadRose(layer, x, y);
             const bool isPoints = layer.kind == LayerKind::points;
             if (isPoints || layer.kind == LayerKind::curve || layer.kind == LayerKind::area)
                 ReadPoints(i, layer, x, isPoints);
+        }
+        for (const GraphLine& line : pane_.lines) {
+            const GraphAxis& axis = line.isUpright ? pane_.x : pane_.y;
+            if (line.isTold) reading_.lines.push_back(NamedValue(line.name, "", NumberOf(line.at, axis)));
         }
         if (!pane_.IsRose() && reading_.lines.empty()) {
             reading_.lines.push_back(NamedValue("", pane_.x.title, NumberOf(x, pane_.x)));
@@ -286,7 +299,7 @@ PixelRect ColourBarRect(const PanePlace& place) {
 
 std::vector<GraphTick> ColourBarTicks(const GraphLayer& layer, int height) {
     const auto [low, high] = MatrixRange(layer);
-    return TicksOf(false, low, high, MostTicks(height, pixelsPerTickUp));
+    return TicksOf({}, low, high, MostTicks(height, pixelsPerTickUp));
 }
 
 std::vector<LegendEntry> PlaceLegend(DrawDevice& device, const GraphPane& pane, int left, int right, int top,
@@ -402,6 +415,14 @@ GraphHit HitGraph(const Graph& graph, std::span<const PanePlace> places, int x, 
 std::optional<GraphReading> ReadGraph(const GraphPane& pane, const PanePlace& place, int x, int y) {
     if (!place.plot.Contains(x, y)) return std::nullopt;
     return Reader(pane, place, x, y).Read();
+}
+
+std::vector<std::string> FirstLines(std::vector<std::string> lines, size_t most) {
+    if (lines.size() <= most) return lines;
+    const size_t left = lines.size() - (most - 1);
+    lines.resize(most - 1);
+    lines.push_back(fmt::format("and {} more", left));
+    return lines;
 }
 
 }  // namespace kymora

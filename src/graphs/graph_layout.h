@@ -74,5 +74,7 @@ struct GraphReading {
     std::vector<std::string> lines;  // in words
 };
 std::optional<GraphReading> ReadGraph(const GraphPane& pane, const PanePlace& place, int x, int y);
+// The first of the lines, `most` with the one that tells how many more there are.
+std::vector<std::string> FirstLines(std::vector<std::string> lines, size_t most);
 
 }  // namespace kymora

@@ -341,6 +341,7 @@ void CDebuzz::AddSweeps(GraphPane& pane) {
         const char* name = std::exchange(isNamed[isAccepted], true) ? "" : isAccepted ? "cycles" : "rejected";
         pane.layers.push_back(SweepLayer(std::span<const float>(sweep), doc.sampleInterval, name,
                                          GraphColour(isAccepted ? acceptedColour : rejectedColour)));
+        pane.layers.back().isSilent = true;
         if (!isAccepted) continue;
         count += 1.0;
         for (size_t k = 0; k < sweep.size(); ++k) sum[k] += sweep[k];
@@ -350,8 +351,9 @@ void CDebuzz::AddSweeps(GraphPane& pane) {
         pane.layers.push_back(SweepLayer(std::span<const double>(sum), doc.sampleInterval, "template",
                                          GraphColour(templateColour)));
     if (!m_bLimits) return;
-    pane.lines.push_back({false, m_fUpper, GraphColour(limitColour), "upper limit", "upper"});
-    pane.lines.push_back({false, m_fLower, GraphColour(limitColour), "lower limit", "lower"});
+    for (const auto& [name, key, at] :
+         {std::tuple("upper limit", "upper", m_fUpper), std::tuple("lower limit", "lower", m_fLower)})
+        pane.lines.push_back({false, at, GraphColour(limitColour), name, key, false, true});
 }
 
 // --- the list of cycles ---

@@ -256,6 +256,7 @@ GraphPane CFilterDlg::Phase(const FilterShape& shape, const std::vector<double>&
     pane.x = axis;
     pane.y = {"phase", "degrees"};
     pane.y.limits = {-190.0, 190.0};
+    pane.y.turn = 360.0;
     GraphLayer curve{LayerKind::curve, "", GraphColour(0)};
     for (const double f : frequencies) {
         const double turns = static_cast<double>(shape.delayTaken) * f / SampleFrequency();

@@ -126,6 +126,39 @@ TEST(GraphPainterTest, PanesStandInAGrid) {
             EXPECT_TRUE(place.plot.Width() > 0 && place.plot.Height() > 0) << width;
 }
 
+TEST(GraphPainterTest, EveryAxisHasTwoNumbersAtLeast) {
+    for (const auto& [low, high] : {std::pair(-190.0, 190.0), {-0.09, 1.09}, {-0.7, 0.99}, {3.0, 4.0}})
+        for (const int height : {60, 90, 130, 300}) {
+            GraphPane pane = Pane({Wave(10, 1.0)});
+            pane.y.limits = {low, high};
+            const Graph graph = OfPane(pane);
+            RecordingDevice device;
+            const auto places = PlaceGraph(device, graph, WholeGraph(graph), {0, 0, 90, height});
+            EXPECT_GE(places[0].yTicks.size(), 2u) << low << " in " << height;
+            EXPECT_GE(places[0].xTicks.size(), 2u);
+        }
+}
+
+TEST(GraphPainterTest, ManyCurvesAreSilentAndLinesMaySpeak) {
+    GraphPane pane = Pane({Layer(LayerKind::curve, {0, 10, 20}, {4, 8, 4})});
+    pane.layers.back().name = "template";
+    for (int i = 0; i < 50; ++i) {
+        pane.layers.push_back(Layer(LayerKind::curve, {0, 10, 20}, {1, 2, 3}));
+        pane.layers.back().isSilent = true;
+    }
+    pane.lines = {{false, 6.0, 0, "upper limit", "upper", false, true}, {false, 5.0, 0, "mute", ""}};
+    const Painted painted = Paint(OfPane(pane));
+    const PanePlace& place = painted.places[0];
+    const auto reading = ReadGraph(pane, place, static_cast<int>(place.x.ToPixel(10.0)), place.plot.top + 4);
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(reading->lines, (std::vector<std::string>{"time: 10 ms", "template: 8", "upper limit: 6"}));
+    using Lines = std::vector<std::string>;
+    const Lines four{"a", "b", "c", "d"};
+    EXPECT_EQ(FirstLines(four, 4), four);
+    EXPECT_EQ(FirstLines(four, 3), (Lines{"a", "b", "and 2 more"}));
+    EXPECT_EQ(FirstLines(four, 1), (Lines{"and 4 more"}));
+}
+
 TEST(GraphPainterTest, WhatLiesUnderAPixelIsTold) {
     GraphPane pane = Pane({Layer(LayerKind::bars, {0, 10, 20}, {4, 8})});
     pane.lines = {{true, 10.0, 0, "", "width"}, {true, 5.0, 0, "", ""}};

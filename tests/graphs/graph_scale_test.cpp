@@ -129,6 +129,17 @@ TEST(GraphScaleTest, ColumnsLeaveNoSampleOut) {
     EXPECT_EQ(range.end, 22u);
 }
 
+TEST(GraphScaleTest, AnglesHaveTicksAtPartsOfATurn) {
+    const struct {
+        double low, high;
+        int most;
+        double step;
+    } cases[] = {{-190, 190, 2, 180}, {-190, 190, 1, 180}, {-190, 190, 4, 90}, {-190, 190, 9, 45},
+                 {-50, 50, 4, 30},    {-50, 50, 7, 15},    {10, 14, 4, 1}};
+    for (const auto& [low, high, most, step] : cases)
+        EXPECT_DOUBLE_EQ(TurnStep(low, high, 360.0, most), step) << low << " " << most;
+}
+
 TEST(GraphScaleTest, AxesHaveReadableTicks) {
     EXPECT_EQ(TickStep(0.0, 10.0, 5), 2.0);
     EXPECT_EQ(TickStep(0.0, 10.1, 5), 5.0);

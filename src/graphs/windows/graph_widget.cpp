@@ -16,6 +16,7 @@ namespace {
 constexpr double closestZoom = 1e-9;  // of the whole
 constexpr int tellAfterMs = 30;
 constexpr int cardGap = 14, cardMargin = 5;
+constexpr int mostCardLines = 12;
 
 uint32_t CoreColour(const QColor& colour) {
     return Rgb(static_cast<uint32_t>(colour.red()), static_cast<uint32_t>(colour.green()),
@@ -352,7 +353,7 @@ void GraphWidget::PaintReading(DrawDevice& device) {
         if (!reading) continue;
         if (hasDropLines_ && !graph_.panes[i].IsRose())
             PaintDropLines(device, places_[i], graph_.panes[i], *reading);
-        if (tells_ && !reading->lines.empty()) PaintCard(device, *reading);
+        if (tells_ && !reading->lines.empty()) PaintCard(device, reading->lines);
         return;
     }
 }
@@ -383,22 +384,26 @@ void GraphWidget::PaintDropLines(DrawDevice& device, const PanePlace& place, con
 }
 
 // Beside the pointer, and never over it.
-void GraphWidget::PaintCard(DrawDevice& device, const GraphReading& reading) {
+void GraphWidget::PaintCard(DrawDevice& device, std::vector<std::string> lines) {
     const GraphLook look = Look();
     const int text = device.TextExtent("0").height;
+    const int room = (height() - 2 * cardMargin) / std::max(1, text);
+    lines = FirstLines(std::move(lines), static_cast<size_t>(std::clamp(room, 1, mostCardLines)));
     int wide = 0;
-    for (const std::string& line : reading.lines) wide = std::max(wide, device.TextExtent(line).width);
+    for (std::string& line : lines) {
+        line = ElideText(device, line, width() - 2 * cardMargin);
+        wide = std::max(wide, device.TextExtent(line).width);
+    }
     wide += 2 * cardMargin;
-    const int high = static_cast<int>(reading.lines.size()) * text + 2 * cardMargin;
+    const int high = static_cast<int>(lines.size()) * text + 2 * cardMargin;
     int left = pointer_->x() + cardGap, top = pointer_->y() - cardGap - high;
     if (left + wide > width()) left = std::max(0, pointer_->x() - cardGap - wide);
     if (top < 0) top = std::min(pointer_->y() + cardGap, std::max(0, height() - high));
     device.FillRect({left, top, left + wide, top + high}, Blend(look.paper, look.ink, 0.08));
     device.SetPen({Blend(look.paper, look.ink, 0.4)});
     device.Frame({left, top, left + wide, top + high});
-    for (size_t i = 0; i < reading.lines.size(); ++i)
-        device.Text(left + cardMargin, top + cardMargin + static_cast<int>(i) * text, reading.lines[i],
-                    {look.ink});
+    for (size_t i = 0; i < lines.size(); ++i)
+        device.Text(left + cardMargin, top + cardMargin + static_cast<int>(i) * text, lines[i], {look.ink});
 }
 
 void GraphWidget::resizeEvent(QResizeEvent* event) {

@@ -113,7 +113,7 @@ class GraphWidget : public QWidget {
     void Render();
     void PaintOverlay(QPainter& painter);
     void PaintReading(DrawDevice& device);
-    void PaintCard(DrawDevice& device, const GraphReading& reading);
+    void PaintCard(DrawDevice& device, std::vector<std::string> lines);
     void PaintDropLines(DrawDevice& device, const PanePlace& place, const GraphPane& pane,
                         const GraphReading& reading);
 
