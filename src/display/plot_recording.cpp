@@ -157,20 +157,32 @@ void AddTargetFields(Form& form, const CKymoraView& view, VectorFormat format,
     const PixelRect plot = view.Plot().layout.plot;
     const int64_t points = VectorPoints(view.Plot());
     const auto tell = [plot, format, points](const Form& asked) {
+        // Of a width that is none there is nothing to say; the lines keep their room.
+        for (const char* key : {"targetWidth", "resolution"})
+            if (format != VectorFormat::hpgl || key != std::string_view("resolution"))
+                if (!asked[key].Fault().empty()) return std::string("\n");
         const int resolution = format == VectorFormat::hpgl ? 0 : asked.Integer("resolution");
         const VectorPage page =
             PageOf(format, plot.Width(), plot.Height(), asked.Number("targetWidth"), resolution);
         return VectorNote(page, format, points);
     };
     form.AddNote("makes", tell(form)).With(&Field::group, target);
-    // The one that was changed leads; a box shows an inch with the digits that it has room for.
-    form.onChange = [tell, before = options.targetWidth](Form& asked) mutable {
-        const auto differs = [](double a, double b) { return std::fabs(a - b) > 1e-6 * std::fabs(b); };
-        if (differs(asked.Number("targetWidth"), before))
-            asked["targetWidthInches"].number = InchesOf(asked.Number("targetWidth"));
-        else if (differs(asked.Number("targetWidthInches"), before / mmPerInch))
-            asked["targetWidth"].number = asked.Number("targetWidthInches") * mmPerInch;
-        before = asked.Number("targetWidth");
+    // The one that was changed leads, and beside one that cannot be used the other is none, either. A box
+    // shows an inch with the digits that it has room for.
+    form.onChange = [tell, before = std::pair(form.Number("targetWidth"), form.Number("targetWidthInches"))](
+                        Form& asked) mutable {
+        const auto differs = [](double a, double b) {
+            return std::isnan(a) != std::isnan(b) || std::fabs(a - b) > 1e-6 * std::fabs(b);
+        };
+        const auto follow = [&](const char* leader, const char* follower, double factor) {
+            const bool isUsable = asked[leader].Fault().empty();
+            asked[follower].number = isUsable ? asked.Number(leader) * factor : std::nan("");
+        };
+        if (differs(asked.Number("targetWidth"), before.first))
+            follow("targetWidth", "targetWidthInches", 1.0 / mmPerInch);
+        else if (differs(asked.Number("targetWidthInches"), before.second))
+            follow("targetWidthInches", "targetWidth", mmPerInch);
+        before = {asked.Number("targetWidth"), asked.Number("targetWidthInches")};
         asked["makes"].text = tell(asked);
     };
 }
@@ -277,7 +289,8 @@ bool AskPictureOptions(const CKymoraView& view, PictureFormat format, PictureOpt
                    : options.dpi;
     };
     Field& note = form.AddNote("makes", "").With(&Field::group, sizeGroup);
-    const auto tell = [&form, dpiOf, hasPixels] {
+    const auto tell = [&form, dpiOf, hasPixels]() -> std::string {
+        if (!form["width"].Fault().empty() || !form["height"].Fault().empty()) return {};
         return SizeText(form.Integer("width"), form.Integer("height"), hasPixels ? dpiOf(form) : 0);
     };
     note.text = tell();

@@ -8,6 +8,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <algorithm>
 
 #include "widgets/content_area.h"
 #include "widgets/text.h"
@@ -164,6 +165,7 @@ void FormDialog::OnChanged(size_t row) {
     if (writing_ || row >= rows_.size()) return;
     ReadAll();
     ShowFault({});
+    MarkEntered(row);
     if (!form_.onChange) return UpdateEnabled();
     form_.onChange(form_);
     // What the user is typing stays as it is typed.
@@ -171,7 +173,29 @@ void FormDialog::OnChanged(size_t row) {
     for (size_t i = 0; i < rows_.size(); ++i)
         if (i != row && rows_[i].editor) rows_[i].editor->Write(form_.fields[rows_[i].field]);
     writing_ = false;
+    MarkEntered(row);
     UpdateEnabled();
+}
+
+// A number outside its limits has its red frame as soon as it is entered; one that follows it, and is none
+// for that reason, has not.
+void FormDialog::MarkEntered(size_t entered) {
+    for (size_t i = 0; i < rows_.size(); ++i) {
+        Row& row = rows_[i];
+        const Field& field = form_.fields[row.field];
+        if (!row.editor || !field.IsNumeric()) continue;
+        row.isWrong = (row.isWrong || i == entered) && !field.Fault().empty();
+        MarkFault(*row.editor, row.isWrong && field.IsEnabled(form_));
+    }
+}
+
+// What the user has entered comes first.
+std::string FormDialog::Fault() const {
+    for (const Row& row : rows_) {
+        const Field& field = form_.fields[row.field];
+        if (row.isWrong && field.IsEnabled(form_) && !field.Fault().empty()) return field.Fault();
+    }
+    return form_.Check();
 }
 
 void FormDialog::UpdateEnabled() {
@@ -204,7 +228,7 @@ void FormDialog::Grow() {
 
 void FormDialog::accept() {
     ReadAll();
-    const std::string fault = form_.Check();
+    const std::string fault = Fault();
     if (fault.empty()) return QDialog::accept();
     ShowFault(ToQString(fault));
     MarkFaulty();
@@ -224,9 +248,11 @@ void FormDialog::ShowFault(const QString& text) {
 
 // The first number outside its limits takes the keyboard and a red frame.
 void FormDialog::MarkFaulty() {
+    const bool isEntered = std::ranges::any_of(rows_, &Row::isWrong);
     for (const Row& row : rows_) {
         const Field& field = form_.fields[row.field];
         if (!field.IsNumeric() || !field.IsEnabled(form_) || field.Fault().empty()) continue;
+        if (isEntered && !row.isWrong) continue;
         MarkFault(*row.editor, true);
         row.editor->Focus()->setFocus();
         area_->ensureWidgetVisible(row.editor->Widget());

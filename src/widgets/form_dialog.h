@@ -35,6 +35,7 @@ class FormDialog : public QDialog {
         std::unique_ptr<FormEditor> editor;  // null for an action
         QPushButton* button = nullptr;       // of an action
         QLabel* label = nullptr;
+        bool isWrong = false;  // the user has entered what may not be used
     };
 
     void AddRow(size_t index, QFormLayout* rows);
@@ -48,6 +49,8 @@ class FormDialog : public QDialog {
     void OnChanged(size_t row);
     void UpdateEnabled();
     void ShowFault(const QString& text);
+    void MarkEntered(size_t entered);
+    std::string Fault() const;
     void MarkFaulty();
     void Run(size_t row);
 

@@ -135,6 +135,30 @@ TEST_F(FormDialogTest, WhatIsOutsideItsLimitsKeepsTheDialogOpen) {
     EXPECT_FALSE(dialog->isVisible());
 }
 
+TEST_F(FormDialogTest, WhatIsWrongIsMarkedAtOnceAndAFollowerIsEmpty) {
+    form.AddNumber("a", "A", 1.0).Limits(1, 10);
+    form.AddNumber("b", "B", 2.0).Limits(2, 20);
+    form.onChange = [](Form& asked) {
+        asked["b"].number = asked["a"].Fault().empty() ? 2.0 * asked.Number("a") : std::nan("");
+    };
+    Show();
+    const struct {
+        const char *text, *other;
+        bool isWrong;
+    } cases[] = {{"0", "", true}, {"abc", "", true}, {"3", "6", false}, {"11", "", true}, {"4", "8", false}};
+    for (const auto& [text, other, isWrong] : cases) {
+        Type("a", text);
+        EXPECT_EQ(Find<QLineEdit>("a")->styleSheet().isEmpty(), !isWrong) << text;
+        EXPECT_EQ(Find<QLineEdit>("b")->text(), other) << text;
+        EXPECT_TRUE(Find<QLineEdit>("b")->styleSheet().isEmpty()) << text;
+        if (!isWrong) continue;
+        dialog->accept();
+        EXPECT_TRUE(dialog->isVisible());
+        EXPECT_EQ(Fault(), "\"A\" must be a number from 1 to 10.") << text;
+        EXPECT_TRUE(Find<QLineEdit>("a")->hasFocus());
+    }
+}
+
 TEST_F(FormDialogTest, FieldsAreEnabledAsTheFormStands) {
     form.AddFlag("use", "Use", false);
     form.AddNumber("off", "Off", 5.0).enabled = [](const Form& asked) { return !asked.Flag("use"); };

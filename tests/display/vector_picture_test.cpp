@@ -495,6 +495,35 @@ TEST_F(VectorPictureTest, SizesOutOfReachAreRefused) {
     EXPECT_EQ(files.Count(), 0u);
 }
 
+TEST_F(VectorPictureTest, AWidthThatIsNoneHasNoSizeAndNoOtherWidth) {
+    Open(Ramp(1, 100), 0.0, 99.0);
+    const struct {
+        const char *key, *text, *other;
+        double followed;  // not-a-number: none
+    } cases[] = {
+        {"targetWidth", "50.8", "targetWidthInches", 2.0}, {"targetWidth", "0", "targetWidthInches", NAN},
+        {"targetWidth", "86,5", "targetWidthInches", NAN}, {"targetWidthInches", "3", "targetWidth", 76.2},
+        {"targetWidthInches", "abc", "targetWidth", NAN},  {"targetWidth", "25.4", "targetWidthInches", 1.0}};
+    host.fillForms.push_back([&](Form& form) {
+        for (const auto& [key, text, other, followed] : cases) {
+            form[key].Parse(text);
+            form.onChange(form);
+            const bool isUsable = !std::isnan(followed);
+            EXPECT_EQ(form[key].Fault().empty(), isUsable) << text;
+            EXPECT_EQ(std::isnan(form.Number(other)), !isUsable) << text;
+            if (isUsable) {
+                EXPECT_NEAR(form.Number(other), followed, 1e-9);
+            }
+            EXPECT_EQ(form.Text("makes").find("units") != std::string::npos, isUsable) << form.Text("makes");
+        }
+        form["resolution"].Parse("x");
+        form.onChange(form);
+        EXPECT_EQ(form.Text("makes").find("units"), std::string::npos);
+        return false;
+    });
+    EXPECT_FALSE(AskVectorOptions(*view, VectorFormat::svg, options));
+}
+
 TEST_F(VectorPictureTest, TheTwoWidthsOfTheBlockFollowEachOther) {
     CGraphicsFileFormat format;
     ParamList list = format.Params();
