@@ -71,6 +71,15 @@ CChildFrame* CMainFrame::AddChild(std::shared_ptr<CDataDoc> doc, const CKymoraVi
     mdi_->addSubWindow(child);
     Watch(*child);
     connect(child, &CChildFrame::Going, operations_, [this, child] { operations_->Forget(child); });
+    connect(child, &CChildFrame::Going, this, [this, child] {
+        // The next one fills the area as this one did.
+        if (!child->isMaximized()) return;
+        const auto fill = [this] {
+            CChildFrame* next = ActiveChild();
+            if (next && !next->isMaximized()) next->showMaximized();
+        };
+        QMetaObject::invokeMethod(this, fill, Qt::QueuedConnection);
+    });
     connect(child, &QObject::destroyed, this, [this] {
         NumberWindows();
         UpdateCommands();

@@ -62,6 +62,8 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
     CDataDoc& doc = *dialog.Document();
     if (doc.operationsAtWork > 0) throw std::runtime_error(operationAtWorkText);
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
+    const std::string question = dialog.QuestionBefore();
+    if (!question.empty() && !doc.GetHost().Confirm(question, dialog.Title())) return false;
     const Keep keep = dialog.m_bNewFile ? Keep::writeNew : Keep::inPlace;
     const RunPlan plan = PlanRun(session_.files, {Affects::traces, keep, {doc.filePath}});
     const auto planned = AskTarget(doc, plan, Documents());

@@ -74,7 +74,20 @@ void OperationDock::TakeShape(bool floats) {
     const QRect known = HeldToScreens(floating_);
     if (known.isNull()) return resize(sizeHint().boundedTo(screen()->availableSize() * 9 / 10));
     resize(known.size());
-    move(known.topLeft());
+    move(HeldToScreens({Cascaded(known.topLeft()), known.size()}).topLeft());
+}
+
+QPoint OperationDock::Cascaded(QPoint corner) const {
+    constexpr int step = 32, most = 12;  // pixels; panels
+    const auto isTaken = [&] {
+        for (const auto* dock : frame_.findChildren<OperationDock*>(Qt::FindDirectChildrenOnly))
+            if (dock != this && dock->isFloating() && !dock->isHidden() &&
+                (dock->pos() - corner).manhattanLength() < step)
+                return true;
+        return false;
+    };
+    for (int i = 0; i < most && isTaken(); ++i) corner += QPoint(step, step);
+    return corner;
 }
 
 // Beside the recording it need not say which one that is, and tabs are short.

@@ -51,6 +51,8 @@ class OperationDock : public QDockWidget {
     void JoinOthers(Qt::DockWidgetArea area, int width);
     void TakeShape(bool floats);
     void NotePlace();
+    // Beside the corners of other floating panels, so that none hides another.
+    QPoint Cascaded(QPoint corner) const;
     void ShowTitle();
     QAbstractButton* ButtonOf(const QKeyEvent& key) const;
 

@@ -35,7 +35,7 @@ int WidthOf(std::string_view text, double size) { return RoundHalfAway(TextWidth
 void WriteGrid(const VectorPlot& plot, VectorWriter& writer) {
     const PlotContext& context = plot.shown;
     if (!context.settings.m_bShowGrid) return;
-    VectorPen pen = plot.PenOf(Rgb(192, 192, 224), gridWidth);
+    VectorPen pen = plot.PenOf(Rgb(191, 191, 191), gridWidth);  // a quarter of black on white
     pen.isDashed = true;
     writer.BeginPart(VectorPart::grid, 0, pen);
     const int width = plot.page.width, height = plot.page.height;

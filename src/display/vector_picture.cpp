@@ -8,6 +8,7 @@
 #include "display/trace_drawing.h"
 #include "display/vector_trace.h"
 #include "document/native_writer.h"
+#include "host/user_numbers.h"
 #include "operations/graphics_file_format.h"
 
 namespace kymora {
@@ -190,14 +191,6 @@ void WriteTrace(const VectorPlot& plot, VectorFormat format, VectorWriter& write
         lines.Finish();
     }
     writer.EndPart();
-}
-
-// "1,234,567".
-std::string GroupedDigits(int64_t number) {
-    std::string digits = std::to_string(number);
-    for (auto at = static_cast<int64_t>(digits.size()) - 3; at > 0; at -= 3)
-        digits.insert(static_cast<size_t>(at), ",");
-    return digits;
 }
 
 // In the order in which they lie on each other.

@@ -8,6 +8,7 @@
 #include "document/history_steps.h"
 #include "document/save_journal.h"
 #include "host/file_names.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 namespace {
@@ -57,11 +58,7 @@ std::unique_ptr<DataFile> Lock(FileSystem& files, const std::filesystem::path& p
     return nullptr;
 }
 
-std::string SizeText(uint64_t bytes) {
-    constexpr double mega = 1e6, giga = 1e9;
-    const auto size = static_cast<double>(bytes);
-    return size < giga ? fmt::format("{:.1f} MB", size / mega) : fmt::format("{:.1f} GB", size / giga);
-}
+std::string SizeText(uint64_t bytes) { return BytesText(static_cast<double>(bytes)); }
 
 // Why there is no room for so many bytes more; empty when there is.
 std::string NoRoomText(Session& session, const std::filesystem::path& place, uint64_t bytes) {

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include <fmt/format.h>
+
 #include "host/options.h"
 
 namespace kymora {
@@ -114,6 +116,19 @@ std::optional<double> ParseNumber(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return {};
     return value;
+}
+
+std::string GroupedDigits(int64_t number) {
+    std::string digits = std::to_string(number);
+    for (auto at = static_cast<int64_t>(digits.size()) - 3; at > 0; at -= 3)
+        digits.insert(static_cast<size_t>(at), ",");
+    return digits;
+}
+
+std::string BytesText(double bytes) {
+    constexpr double kilo = 1e3, mega = 1e6, giga = 1e9;
+    if (bytes < mega) return fmt::format("{:.0f} kB", std::ceil(bytes / kilo));
+    return bytes < giga ? fmt::format("{:.1f} MB", bytes / mega) : fmt::format("{:.1f} GB", bytes / giga);
 }
 
 std::string ChannelName(int channel) {

@@ -2,6 +2,7 @@
 // Numbers, traces and channels as a user writes them. In a list, entries are separated by any of "-:, \t",
 // where a hyphen or colon between two entries makes an inclusive range.
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -13,6 +14,11 @@ namespace kymora {
 
 // A whole text that is a finite number, blanks around it aside.
 std::optional<double> ParseNumber(std::string_view text);
+
+// "1,234,567".
+std::string GroupedDigits(int64_t number);
+// "240 kB", "1.2 MB", "3.4 GB".
+std::string BytesText(double bytes);
 
 // "a" to "z" for channels 0 to 25, the plain number for those above.
 std::string ChannelName(int channel);

@@ -13,6 +13,9 @@ namespace {
 constexpr uint32_t firVersion = 1;
 constexpr float usualUpperCut = 100.0f;  // Hz
 constexpr double leastPassGain = 0.9, mostPassGain = 1.1;
+constexpr const char* endsOfRunsText = "\nThe last {0} samples of each run are zero. The first {0} follow a "
+                                       "jump from 0 to the data, since nothing "
+                                       "lies before them: of data far from 0, take the mean away first.";
 
 }  // namespace
 
@@ -66,6 +69,9 @@ void CDigitalFIR::Describe(ParamList& list) {
         .Shows([this] { return TransitionNote(); });
     list.Note("passGain", "Gain in the band",
               [this] { return HasShape() ? ShortGainNote() : std::string(); });
+    list.Note("unsettledStart", "Unsettled at each start",
+              [this] { return fmt::format("{} samples", m_nOrder / 2); })
+        .Tip("The filter takes what lies before a run for 0: data that begin far from it begin with a jump");
     list.Note("zeroedEnd", "Zero at each run's end",
               [this] { return fmt::format("{} samples", m_nOrder / 2); });
     DescribeReport(list);
@@ -177,7 +183,7 @@ std::string CDigitalFIR::GainNote() const {
     if (m_fTransitionWidth > 0.0f && m_nOrder == greatestFirOrder && width > m_fTransitionWidth)
         note += fmt::format("\nOrder {} makes a transition of {:.4g} Hz, not {:g} Hz.", m_nOrder, width,
                             m_fTransitionWidth);
-    if (m_nOrder > 1) note += fmt::format("\nThe last {} samples of each run are zero.", m_nOrder / 2);
+    if (m_nOrder > 1) note += fmt::format(endsOfRunsText, m_nOrder / 2);
     return note;
 }
 

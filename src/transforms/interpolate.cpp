@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "drawing/number_labels.h"
+#include "host/user_numbers.h"
 #include "transforms/increase_plan.h"
 
 namespace kymora {
@@ -12,6 +14,9 @@ namespace {
 
 constexpr uint32_t interpolateVersion = 1;
 constexpr double greatestMultiplier = 1000.0;
+// Above this order 200 has no edge that is steep enough between the old Nyquist frequency and the first
+// image.
+constexpr int32_t steepestMultiplier = 10;
 constexpr const char* typeNames[] = {"Filter (specs in following transform)", "Linear interpolation"};
 constexpr const char* nativeExtension = ".kymr-dat";
 
@@ -54,6 +59,10 @@ void CInterpolate::Describe(ParamList& list) {
         .Buttons()
         .Tip("Interpolated by zero-fill between existing values then low-pass filter using Nyquist "
              "criterion; Linear interpolation between existing values");
+    list.Note("result", "Result", [this] { return ResultNote(); });
+    list.Note("images", "Images stay", [this] { return ImagesNote(); })
+        .Tip("Copies of what lies below half the old sample frequency, which the filter is to take away")
+        .EnabledIf([this] { return LeavesImages(); });
     DescribeFilter(list);
     DescribeOutput(list);
 }
@@ -133,6 +142,39 @@ void CInterpolate::GetParamText(std::string& text) {
     text += fmt::format("Frequency multiplier: {}\r\nType: {}\r\n", m_nFrequencyMultiplier,
                         typeNames[std::clamp(m_nType, 0, 1)]);
     if (m_nType == byFilter) AppendFilterReport(text);
+}
+
+// --- what is told before ---
+
+std::string CInterpolate::ResultNote() const {
+    if (!Document()) return {};
+    const CDataDoc& doc = *Document();
+    int64_t samples = 0;
+    for (int trace = 0; trace < doc.traceCount; ++trace)
+        samples += doc.CountValid(trace, 0, doc.GetTraceLength(trace)) * m_nFrequencyMultiplier;
+    return fmt::format("{} samples a trace, {}",
+                       GroupedDigits(LongestTrace(doc) * int64_t{m_nFrequencyMultiplier}),
+                       BytesText(static_cast<double>(samples) * sizeof(float)));
+}
+
+bool CInterpolate::LeavesImages() const {
+    return m_nType == byFilter && m_nFrequencyMultiplier > steepestMultiplier;
+}
+
+std::string CInterpolate::ImagesNote() const {
+    if (!Document()) return {};
+    return fmt::format("above {:.6g} Hz: increase in steps", 500.0 / Document()->sampleInterval);
+}
+
+std::string CInterpolate::ImagesText() const {
+    return fmt::format(
+        "Above a multiplier of {} a filter of order {} has no edge that is steep enough: what lies just "
+        "above {:.6g} Hz are images of what lies below. Increase in several steps, or use Resample.",
+        steepestMultiplier, greatestFirOrder, 500.0 / Document()->sampleInterval);
+}
+
+std::string CInterpolate::QuestionBefore() const {
+    return LeavesImages() ? ImagesText() + "\nIncrease the frequency all the same?" : std::string();
 }
 
 // --- the work ---

@@ -29,6 +29,8 @@ class CInterpolate : public CRewriteDlg, public FirParams {
     // An intermediate file holds one recording.
     std::string SeveralFilesFault() const override;
 
+    std::string QuestionBefore() const override;
+
     int32_t m_nFrequencyMultiplier = 2;
     int32_t m_nType = byFilter;
     std::string m_strIntermediateFile;  // the zero-filled recording is kept there; empty: it is not kept
@@ -44,6 +46,12 @@ class CInterpolate : public CRewriteDlg, public FirParams {
     class ImageFilter;
 
     void DescribeFilter(ParamList& list);
+    // The length and the size of what is made.
+    std::string ResultNote() const;
+    // The filter is not steep enough for such a multiplier, and what that means.
+    bool LeavesImages() const;
+    std::string ImagesNote() const;
+    std::string ImagesText() const;
     std::string FilterFault() const;
     std::string FileFault() const;
     void ChooseIntermediateFile();

@@ -17,9 +17,6 @@ namespace kymora {
 
 namespace {
 
-// Above this order 200 has no edge that is steep enough between the old Nyquist frequency and the first
-// image.
-constexpr int32_t steepestMultiplier = 10;
 constexpr size_t intermediateBuffer = 32768;  // bytes
 
 // Of files that need not exist, in folders to which links may lead.
@@ -126,14 +123,10 @@ CTransformDlg::Written CInterpolate::Filter(CArchive& archive, const std::filesy
     for (const RunMessage& message : messages)
         message.from == RunMessage::From::refusal ? Refuse(message.text) : Tell(message.text);
     if (!isDone) return {false, engine.FailureNote()};
-    // A window says what is lost while the parameters are set.
-    if (const std::string note = filter.Note(); !View() && !note.empty()) Tell(note);
-    if (m_nFrequencyMultiplier > steepestMultiplier)
-        Tell(fmt::format(
-            "Above a multiplier of {} a filter of order {} has no edge that is steep enough: what "
-            "lies just above {:.6g} Hz are images of what lies below. Increase in several steps, or "
-            "use Resample.",
-            steepestMultiplier, greatestFirOrder, 500.0 / Document()->sampleInterval));
+    // A window says what is lost while the parameters are set, and asks before the work.
+    if (View()) return {true, {}, engine.History(), engine.Steps()};
+    if (const std::string note = filter.Note(); !note.empty()) Tell(note);
+    if (LeavesImages()) Tell(ImagesText());
     return {true, {}, engine.History(), engine.Steps()};
 }
 

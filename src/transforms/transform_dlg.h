@@ -37,6 +37,8 @@ class CTransformDlg : public CBatchBaseDlg {
     // The transform of the recording as it is in memory. Where the target is the recording's own file, the
     // document goes on reading the old one; it is to be closed.
     WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
+    // What a window asks before it has it done, whose answer no leaves all as it is; empty for nothing.
+    virtual std::string QuestionBefore() const { return {}; }
     void Serialize(CArchive& archive) override;
     // "Source file: .." where a new file is written.
     void GetParamText(std::string& text) override;

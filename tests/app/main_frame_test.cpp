@@ -308,6 +308,22 @@ TEST_F(MainFrameTest, ANewWindowIsASecondViewOfTheDocument) {
     }
 }
 
+TEST_F(MainFrameTest, TheNextRecordingFillsTheAreaAsTheClosedOneDid) {
+    for (const bool isMaximized : {true, false}) {
+        for (const char* name : {"/one.kymr-dat", "/two.kymr-dat"}) ASSERT_TRUE(frame->OpenFile(name));
+        CChildFrame* last = frame->ActiveChild();
+        isMaximized ? last->showMaximized() : last->showNormal();
+        last->close();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QApplication::processEvents();
+        ASSERT_EQ(frame->Children().size(), 1u);
+        EXPECT_EQ(frame->ActiveChild()->isMaximized(), isMaximized);
+        frame->ActiveChild()->close();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QApplication::processEvents();
+    }
+}
+
 TEST_F(MainFrameTest, WindowsTileInRowsAndColumns) {
     frame->OpenFiles({"/one.kymr-dat", "/two.kymr-dat"});
     const auto area = frame->findChild<QMdiArea*>()->viewport()->size();

@@ -167,8 +167,8 @@ TEST_F(KeptFileTest, SaysBeforehandWhyItCannotKeep) {
     } cases[] = {
         {"room enough", 50, 2000, 0, true, false, ""},
         {"nobody knows how much room", 50, {}, 0, true, false, ""},
-        {"too little room", 50, 1999, 0, true, false, "may take 0.0 MB (50 % of the free space)"},
-        {"others are kept", 50, 2000, 1500, true, false, "besides 0.0 MB"},
+        {"too little room", 50, 1999, 0, true, false, "may take 1 kB (50 % of the free space)"},
+        {"others are kept", 50, 2000, 1500, true, false, "besides 2 kB"},
         {"switched off", 0, 1000000, 0, true, false, "keep nothing"},
         {"no second names", 50, 1000000, 0, false, false, "cannot be kept beside the new one"},
         {"an interrupted save", 50, 1000000, 0, true, true, "interrupted save"},

@@ -140,7 +140,8 @@ TEST_F(FilterDlgTest, GainOfThePassBandIsToldBeforeARun) {
     };
     EXPECT_EQ(told({{"lowerCut", "200"}, {"upperCut", "600"}}),
               "The gain in the middle of the pass band (400 Hz) is 1.0000.\nThe last 100 samples of each run "
-              "are zero.");
+              "are zero. The first 100 follow a jump from 0 to the data, since nothing lies before them: of "
+              "data far from 0, take the mean away first.");
     // The order that would do does.
     const std::string warning = told({{"lowerCut", "0"}, {"upperCut", "100"}, {"order", "10"}});
     const size_t named = warning.find("an order of ");

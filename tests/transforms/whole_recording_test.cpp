@@ -309,6 +309,12 @@ TEST_F(WholeRecordingTest, ZerosAndAFilterBringTheWaveBack) {
     EXPECT_FALSE(Made<CInterpolate>(*doc, {{"intermediateFile", "/zeros.kymr-dat"}})) << "it is there";
     EXPECT_NE(host.LastMessage().find("/zeros.kymr-dat exists"), std::string::npos);
     host.Forget();
+    for (const auto& [multiplier, type, asks] : {std::tuple(10, 0, false), {11, 0, true}, {11, 1, false}}) {
+        again.m_nFrequencyMultiplier = multiplier;
+        again.m_nType = type;
+        again.CheckChangeDoc(doc.get());
+        EXPECT_EQ(!again.QuestionBefore().empty(), asks) << multiplier << " " << type;
+    }
     ASSERT_TRUE(Made<CInterpolate>(*doc, {{"frequencyMultiplier", "100"}}));
     EXPECT_TRUE(std::ranges::any_of(host.messages, [](const auto& message) {
         return message.text.find("no order does at this sampling rate.\n") != std::string::npos;
