@@ -2,8 +2,8 @@
 
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
-#include <QFocusEvent>
 #include <QApplication>
+#include <QFocusEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>

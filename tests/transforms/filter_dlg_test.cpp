@@ -233,7 +233,7 @@ TEST_F(FilterDlgTest, TheSpectrumIsThatOfTheRecordingAtHand) {
         dialog.CheckChangeDoc(doc.get());
         const Graph graph = *dialog.GetGraph();
         const GraphLayer& data = graph.Named("magnitude").layers.at(0);
-        return data.x[static_cast<size_t>(std::ranges::max_element(data.y2) - data.y2.begin())];
+        return data.x[static_cast<size_t>(std::ranges::max_element(data.y) - data.y.begin())];
     };
     EXPECT_NEAR(peak(), 500.0, 5.0);
     period = 16;
