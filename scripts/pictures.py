@@ -91,6 +91,25 @@ def detection(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def shapes(program, demo, out):
+    window = start(program, f"{demo}/demo_gaps.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 900})
+    window.ask(viewport={"start": 14000, "end": 36000})
+    hills = {"trace": 2, "mergeFoothills": 0.5, "upSlope": 20, "downSlope": 20, "logCounts": True, "destination": "k",
+             "label": "breaths"}
+    window.ask(operation="event-hill-analysis", set=hills, run=True)
+    picture(window, f"{out}/hills.png")
+    window.ask(quit=True, discard=True)
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 900})
+    window.ask(command="show-all")
+    rhythm = {"trace": 1, "slidingWindow": 6000, "maximumLag": 3000, "step": 500, "smoothHalfWindow": 100,
+              "reduceFactor": 200, "destination": "m", "label": "rhythm"}
+    window.ask(operation="event-osc", set=rhythm, run=True)
+    picture(window, f"{out}/rhythm-in-data.png")
+    window.ask(quit=True, discard=True)
+
+
 def histograms(program, demo, out):
     window = start(program, f"{demo}/demo_spikes.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
@@ -217,7 +236,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, histograms, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, shapes, histograms, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

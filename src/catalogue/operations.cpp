@@ -3,6 +3,9 @@
 #include <algorithm>
 
 #include "detection/detect_spikes.h"
+#include "detection/event_activity.h"
+#include "detection/event_hill_analysis.h"
+#include "detection/event_osc.h"
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "eventanalysis/event_list.h"
@@ -171,6 +174,12 @@ std::span<const Operation> Operations() {
          "Make an event of each run of samples that lie far from the mean of a stretch of noise", Make<CDetectSpikes>},
         {"CSpikeDetectThresh", detectMenu, "Detect &Spikes by Threshold...",
          "Tune a rule for spikes on a short stretch of data, and run it over the analysis region", Make<CSpikeDetectThresh>},
+        {"CEventHillAnalysis", detectMenu, "&Hill-valley analysis...",
+         "Make an event of each hill or valley of a slow signal, between fractions of its slopes", Make<CEventHillAnalysis>},
+        {"CEventActivity", detectMenu, "&Activity level...",
+         "Mark the stretch of a trace in which most happens, and that in which least does", Make<CEventActivity>},
+        {"CEventOsc", detectMenu, "&Rhythm in data...",
+         "Mark where a trace swings rhythmically, by an autocorrelation that slides along it", Make<CEventOsc>},
         {"CEventLogic", logicMenu, "Event &logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
         {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
          "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},

@@ -16,7 +16,10 @@ constexpr double wholeTolerance = 1e-12;
 
 constexpr float noSample = std::numeric_limits<float>::quiet_NaN();
 
-bool IsTraceValue(EvParam param) { return param >= EvParam::peakToPeak && param <= EvParam::energy; }
+bool IsTraceValue(EvParam param) {
+    return (param >= EvParam::peakToPeak && param <= EvParam::energy) || param == EvParam::rhythmIndex ||
+           param == EvParam::rhythmPeriod;
+}
 bool IsWeight(EvParam param) { return param >= EvParam::pcWeight1 && param <= EvParam::pcWeight3; }
 
 // Appends what `valueOf` answers for every event.

@@ -76,6 +76,16 @@ double EventTraceValues::Slope() const {
     return products / squares * 1000.0 / sampleInterval_;
 }
 
+const Rhythm& EventTraceValues::GetRhythm() {
+    if (!rhythm_) rhythm_ = RhythmOf(samples_.x);
+    return *rhythm_;
+}
+
+bool EventTraceValues::IsUnbroken() const {
+    const size_t last = samples_.x.size() - 1;
+    return samples_.Place(last) - samples_.Place(0) == static_cast<int64_t>(last);
+}
+
 double EventTraceValues::Value(EvParam param) {
     if (samples_.x.empty()) return noStatistic;
     switch (param) {
@@ -109,6 +119,12 @@ double EventTraceValues::Value(EvParam param) {
         return std::sqrt(SumOfSquares() / Count());
     case EvParam::energy:
         return SumOfSquares() * sampleInterval_;
+    case EvParam::rhythmIndex:
+        return IsUnbroken() ? GetRhythm().index : noStatistic;
+    case EvParam::rhythmPeriod:
+        return IsUnbroken() && GetRhythm().IsFound()
+                   ? static_cast<double>(GetRhythm().period) * sampleInterval_
+                   : noStatistic;
     default:
         return noStatistic;
     }

@@ -1,11 +1,12 @@
 #pragma once
-// What the samples of one event give: extremes, averages, areas, slope and energy.
+// What the samples of one event give: extremes, averages, areas, slope, energy and rhythm.
 
 #include <limits>
 #include <optional>
 
 #include "eventanalysis/event_parameters.h"
 #include "eventanalysis/event_samples.h"
+#include "numerics/autocorrelation.h"
 #include "numerics/statistics.h"
 
 namespace kymora {
@@ -17,8 +18,10 @@ class EventTraceValues {
     EventTraceValues(EventSamples samples, double sampleInterval)
         : samples_(samples), sampleInterval_(sampleInterval) {}
 
-    // The value of a parameter from peakToPeak to energy; not-a-number without samples. The slope is
-    // amplitude per second, and not-a-number below two samples.
+    // The value of a parameter from peakToPeak to energy, rhythmIndex or rhythmPeriod; not-a-number without
+    // samples. The slope is amplitude per second, and not-a-number below two samples. The rhythm is that of
+    // all lags that the event has; without one its index is 0 and its period not-a-number, and both are
+    // not-a-numbers where samples between others do not count.
     double Value(EvParam param);
     // Time from the event's onset to its largest or smallest sample, the first of equals.
     double TimeOfMaximum() { return TimeTo(GetExtremes().highest); }
@@ -42,11 +45,14 @@ class EventTraceValues {
     double SumOfSquares() const;
     double AreaReBase() const;
     double Slope() const;
+    const Rhythm& GetRhythm();
+    bool IsUnbroken() const;
 
     EventSamples samples_;
     double sampleInterval_;
     std::optional<Extremes> extremes_;
     std::optional<MedianRobustSd> medians_;
+    std::optional<Rhythm> rhythm_;
 };
 
 }  // namespace kymora

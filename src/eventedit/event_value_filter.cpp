@@ -27,7 +27,7 @@ constexpr const char* sideLabels[] = {"Minimum", "Maximum"};
 // What has values: not what displays make, nor what no part of the program measures yet.
 bool IsOffered(EvParam param) {
     const bool isMade = param != EvParam::autoCorrelation && param != EvParam::crossCorrelation &&
-                        (param < EvParam::valueAtTimeA || param > EvParam::rhythmPeriod);
+                        (param < EvParam::valueAtTimeA || param > EvParam::waveletC);
     return isMade && param != EvParam::none && !HasNoEventValues(param);
 }
 

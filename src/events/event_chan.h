@@ -43,6 +43,9 @@ enum DetectionMethod : int32_t {
     methodPoissonSurprise = 5,
     methodPointProcess = 8,
     methodOutlier = 9,
+    methodHillValley = 10,
+    methodActivityLevel = 13,
+    methodRhythmInData = 14,
     methodCount = 20,
 };
 

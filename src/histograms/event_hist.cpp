@@ -63,6 +63,8 @@ constexpr Offered offered[] = {
     {EvParam::countFrom, "counts in bin"},
     {EvParam::countInBin, "counts in bin"},
     {EvParam::distributionCount, "counts in bin"},
+    {EvParam::rhythmIndex, "A rhythm idx"},
+    {EvParam::rhythmPeriod, "A rhythm period (ms)"},
     {EvParam::pcWeight1, "prin comp 1"},
     {EvParam::pcWeight2, "prin comp 2"},
     {EvParam::pcWeight3, "prin comp 3"},

@@ -7,9 +7,10 @@
 
 namespace kymora {
 
-LeastActiveWindow::LeastActiveWindow(int64_t length)
+LeastActiveWindow::LeastActiveWindow(int64_t length, Seeks seeks)
     : length_(static_cast<size_t>(std::max<int64_t>(length, 1))),
-      leastUpper_(std::numeric_limits<double>::infinity()) {}
+      leastUpper_(std::numeric_limits<double>::infinity()),
+      seeksGreatest_(seeks == Seeks::leastAndGreatest) {}
 
 bool LeastActiveWindow::Add(std::span<const float> samples, const Poll& goOn) {
     // Two windows are kept before one is dropped, so that moving them costs little for each sample.
@@ -104,25 +105,52 @@ void LeastActiveWindow::Bound(size_t end) {
     }
     const double byRule = 2.0 * DBL_EPSILON * (n + 8.0);  // relative error of the rule's own summing
     const double lower = std::max(0.0, value - error) * (1.0 - byRule);
-    if (bestStart_ >= 0 && lower >= bestSquares_) return;
-    if (lower > leastUpper_) return;
+    const bool mayBeLeast = !(bestStart_ >= 0 && lower >= bestSquares_) && !(lower > leastUpper_);
+    if (!mayBeLeast && !seeksGreatest_) return;
     const double meanError = (sumError_ + DBL_EPSILON * std::fabs(sum_)) / n;
     const double upper = (std::max(0.0, value) + error + 2.0 * n * meanError * meanError) * (1.0 + byRule);
-    leastUpper_ = std::min(leastUpper_, upper);
-    candidates_.push_back({end, sum_, lower});
+    if (mayBeLeast) {
+        leastUpper_ = std::min(leastUpper_, upper);
+        candidates_.push_back({end, sum_, lower});
+    }
+    if (!seeksGreatest_ || (greatestStart_ >= 0 && upper <= greatestSquares_) || upper < greatestLower_)
+        return;
+    greatestLower_ = std::max(greatestLower_, lower);
+    greatestCandidates_.push_back({end, sum_, upper});
 }
 
 void LeastActiveWindow::JudgeCandidates() {
     for (const Candidate& candidate : candidates_)
-        if (candidate.lower <= leastUpper_) Judge(candidate);
+        if (candidate.bound <= leastUpper_) Judge(candidate);
     candidates_.clear();
     leastUpper_ = std::numeric_limits<double>::infinity();
+    for (const Candidate& candidate : greatestCandidates_)
+        if (candidate.bound >= greatestLower_) JudgeGreatest(candidate);
+    greatestCandidates_.clear();
+    greatestLower_ = 0.0;
 }
 
-// The rule itself. Sums of squares only grow, so it may stop at the best result.
 void LeastActiveWindow::Judge(const Candidate& candidate) {
     const bool first = bestStart_ < 0;
-    if (!first && candidate.lower >= bestSquares_) return;
+    if (!first && candidate.bound >= bestSquares_) return;
+    const double squares =
+        SquaresOf(candidate, first ? std::numeric_limits<double>::infinity() : bestSquares_);
+    if (!first && squares >= bestSquares_) return;
+    bestSquares_ = squares;
+    bestStart_ = StartOf(candidate);
+}
+
+void LeastActiveWindow::JudgeGreatest(const Candidate& candidate) {
+    const bool first = greatestStart_ < 0;
+    if (!first && candidate.bound <= greatestSquares_) return;
+    const double squares = SquaresOf(candidate, std::numeric_limits<double>::infinity());
+    if (!first && squares <= greatestSquares_) return;
+    greatestSquares_ = squares;
+    greatestStart_ = StartOf(candidate);
+}
+
+// The rule itself. Sums of squares only grow, so it may stop at a result that is too large.
+double LeastActiveWindow::SquaresOf(const Candidate& candidate, double stopAt) const {
     constexpr size_t piece = 256;
     const double mean = candidate.sum / static_cast<double>(length_);
     double squares = 0.0;
@@ -131,12 +159,14 @@ void LeastActiveWindow::Judge(const Candidate& candidate) {
             const double deviation = samples_[i] - mean;
             squares += deviation * deviation;
         }
-        if (!first && squares >= bestSquares_) return;
+        if (squares >= stopAt) break;
     }
-    bestSquares_ = squares;
-    // Candidates are judged before more samples come: the last sample taken is the one before position_.
-    bestStart_ =
-        position_ - static_cast<int64_t>(samples_.size() - candidate.end) - static_cast<int64_t>(length_);
+    return squares;
+}
+
+// Candidates are judged before more samples come: the last sample taken is the one before position_.
+int64_t LeastActiveWindow::StartOf(const Candidate& candidate) const {
+    return position_ - static_cast<int64_t>(samples_.size() - candidate.end) - static_cast<int64_t>(length_);
 }
 
 }  // namespace kymora

@@ -383,6 +383,7 @@ std::unique_ptr<EventJob> CEventWndBaseDlg::PrepareLook() {
 }
 
 std::vector<EventJob::Found> CEventWndBaseDlg::FoundAhead(EventJob& job) {
+    TakeLook(job);
     std::vector<EventJob::Found> ahead;
     for (size_t i = 0; i < job.found.size(); ++i) {
         const EventJob::Found& found = job.found[i];

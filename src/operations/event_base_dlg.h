@@ -152,6 +152,8 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     virtual bool CanLookAhead() const { return false; }
     // The job of a run over what is seen, with nothing asked, told or changed. Null where that cannot be run.
     std::unique_ptr<EventJob> PrepareLook();
+    // Why a look at so many samples is not made; null where it is.
+    virtual const char* TooMuchToLookAt(int64_t) const { return nullptr; }
     // The events that a run would leave in each channel of the job, as far as they lie in its region.
     std::vector<EventJob::Found> FoundAhead(EventJob& job);
 
@@ -165,6 +167,8 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     }
     // A run as the parameters stand would be refused, or would put one of them right.
     virtual bool WouldStumble() const { return false; }
+    // Takes what the graph shows of a look ahead; the settings stay as they are.
+    virtual void TakeLook(const EventJob&) {}
     // The job that is being made is that of a look ahead.
     bool IsLookingAhead() const { return m_isLookingAhead; }
     void DescribeRegion(ParamList& list);

@@ -130,7 +130,7 @@ JobWorker::State JobWorker::Now() const {
 
 void JobWorker::Take(JobContext& context) {
     if (thread_.joinable()) thread_.join();
-    if (stop_) throw Cancelled();
+    if (stop_ && (isDiscarded_ || !job_.isTruncated)) throw Cancelled();
     if (!basis_.Holds(doc_)) throw JobRefused(changedMeanwhileText);
     if (isUnreadable_) return job_.Compute(doc_, context);
     if (!IsFileOfDocument(doc_)) throw JobRefused(changedMeanwhileText);

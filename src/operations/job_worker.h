@@ -54,6 +54,11 @@ class JobWorker {
     bool IsDone() const { return isDone_; }
     // Asks it to stop, which it does soon.
     void Cancel() { stop_ = true; }
+    // The same, and no part of what it has found is wanted.
+    void Discard() {
+        isDiscarded_ = true;
+        Cancel();
+    }
     // Waits for the end, passes on to `context` what the job had to say, and throws what it threw, or
     // JobRefused where the recording is not what it was. Does the job here where the file could not be
     // opened again.
@@ -70,6 +75,7 @@ class JobWorker {
     JobBasis basis_;
     const For purpose_;
     std::atomic<bool> stop_ = false, isDone_ = false;
+    bool isDiscarded_ = false;
     bool isUnreadable_ = false;  // this and the next are read after the end
     std::exception_ptr failure_;
 

@@ -51,6 +51,9 @@ class OperationJob {
     // Throws FileError, JobRefused, or Cancelled.
     virtual void Compute(SampleReader&, JobContext&) {}
 
+    // A cancel has ended it early, and what it has found until then is its result.
+    bool isTruncated = false;
+
     // Event channels on which it counts, none of which may change meanwhile: those into which its result will
     // be written, and those from which it comes.
     std::vector<int> writes, reads;

@@ -5,6 +5,9 @@
 #include <thread>
 
 #include "detection/detect_spikes.h"
+#include "detection/event_activity.h"
+#include "detection/event_hill_analysis.h"
+#include "detection/event_osc.h"
 #include "detection/event_threshold.h"
 #include "detection/spike_detect_thresh.h"
 #include "document/native_writer.h"
@@ -80,6 +83,9 @@ TEST_F(JobWorkerTest, BothRoadsGiveTheSameEventsReportsAndResults) {
         {"spikes of a series",
          Make<CSpikeDetectThresh>,
          {{"transform", "1"}, {"source", "3"}, {"alpha", "0.1"}, {"trace", "2"}}},
+        {"hills", Make<CEventHillAnalysis>, {{"mergeBySd", "1"}, {"mergeMultiplier", "1"}, {"trace", "2"}}},
+        {"activity", Make<CEventActivity>, {{"timeWindow", "20"}}},
+        {"rhythm", Make<CEventOsc>, {{"slidingWindow", "50"}, {"step", "200"}, {"threshold", "0"}}},
     };
     for (const Road& road : roads) {
         SCOPED_TRACE(road.name);
@@ -194,6 +200,30 @@ TEST_F(JobWorkerTest, CancellingAndFailuresLeaveEverythingAsItWas) {
 }
 
 // After a piece of work with a progress of its own, that of the whole is shown again.
+// Works until it is cancelled, and keeps what it has done.
+class EndlessJob : public OperationJob {
+  public:
+    void Compute(SampleReader&, JobContext& context) override {
+        ProgressScope progress(context, "counting", 100);
+        while (progress.GoesOn(50)) std::this_thread::yield();
+        isTruncated = true;
+    }
+};
+
+TEST_F(JobWorkerTest, ATruncatedResultIsTakenUnlessItIsDiscarded) {
+    for (const bool discards : {false, true}) {
+        EndlessJob job;
+        JobWorker worker(*doc, job, *JobWorker::SourceOf(*doc));
+        while (worker.Now().label.empty()) std::this_thread::yield();
+        discards ? worker.Discard() : worker.Cancel();
+        UnheardContext context;
+        if (discards)
+            EXPECT_THROW(worker.Take(context), Cancelled);
+        else
+            EXPECT_NO_THROW(worker.Take(context));
+    }
+}
+
 TEST_F(JobWorkerTest, TheProgressAtWorkIsShownWithItsPart) {
     TestOperation operation;
     operation.CheckChangeDoc(doc.get());

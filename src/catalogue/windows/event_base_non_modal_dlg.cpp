@@ -218,7 +218,7 @@ void CEventBaseNonModalDlg::EndWorker(bool cancels) {
     watch_.stop();
     const auto job = std::move(job_);  // outlives the worker
     const auto worker = std::move(worker_);
-    if (cancels) worker->Cancel();
+    if (cancels) worker->Discard();
     if (!cancels) ShowWriting();
     bool done = false;
     Work([&] {

@@ -48,6 +48,7 @@ void LookAhead::Look(bool mayWait) {
     const bool isShort = !mayWait || job_->Samples() <= shortLook;
     auto source = isShort ? std::nullopt : JobWorker::SourceOf(doc);
     const int64_t most = isShort || source ? longestLook : samplesAtOnce;
+    if (const char* fault = block_.TooMuchToLookAt(job_->EventJob::Samples())) return Show({}, tr(fault));
     // The statistics are known by now, or are those of the stretch itself.
     if (job_->EventJob::Samples() > most)
         return Show({}, tr("Too much is in view to look ahead: zoom in to %1 samples or fewer.")
@@ -86,6 +87,7 @@ void LookAhead::Finish() {
     }
     Show(std::move(proposed),
          tr("Would find %1 in view").arg(ToQString(EventsText(static_cast<int64_t>(count)))));
+    emit Looked();
 }
 
 void LookAhead::Show(std::vector<ProposedEvents> proposed, const QString& text) {

@@ -37,6 +37,8 @@ class LookAhead : public QObject {
   signals:
     // There are other events, or another text.
     void Changed();
+    // A look was made, and the operation may have another graph.
+    void Looked();
 
   private:
     void Look(bool mayWait);

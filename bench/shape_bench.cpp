@@ -1,0 +1,196 @@
+// Events by shape, each against a floor measured in the same run: the block read of the same samples, or the
+// textbook form of the same arithmetic.
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <random>
+
+#include "bench_files.h"
+#include "detection/hills.h"
+#include "document/sample_scan.h"
+#include "numerics/autocorrelation.h"
+#include "numerics/least_active_window.h"
+#include "numerics/window_sums.h"
+
+namespace kymora::bench {
+namespace {
+
+constexpr int64_t longLength = 50'000'000;
+double kept = 0.0;  // what keeps results from being optimised away
+
+// --- hills ---
+
+// The sample of a slow wave of some thousand samples, with or without noise that turns all the time.
+float SlowSample(size_t i, float noise) {
+    return static_cast<float>(std::sin(static_cast<double>(i % 6283) * 1e-3)) + noise;
+}
+
+std::vector<TurningRun> Search(SampleReader& doc, int64_t count) {
+    TurningPointSearch search(false);
+    ScanSamples(doc, 0, 0, count, [&](std::span<const float> values) {
+        search.Take(values);
+        return true;
+    });
+    return search.Finish();
+}
+
+void TurningPoints(Session& session, const Folder& folder) {
+    const auto path = folder / "turn.kymr-dat";
+    MakeNative(session, path, 1, longLength, 0, false);
+    CFloatDoc doc(session);
+    if (!doc.OnOpenDocument(path)) std::abort();
+    const double read = Seconds(3, [&] {
+        ScanSamples(doc, 0, 0, longLength, [](std::span<const float> values) {
+            kept += values[0];
+            return true;
+        });
+    });
+    const double noisy = Seconds(3, [&] { kept += static_cast<double>(Search(doc, longLength).size()); });
+    std::printf("turning points of white noise, two in three samples: %.2f of the block read\n",
+                read / noisy);
+    // The same read, and a slow wave in the place of what was read.
+    std::vector<float> wave(static_cast<size_t>(scanBlock) * 64);
+    for (size_t i = 0; i < wave.size(); ++i) wave[i] = SlowSample(i, 0.0f);
+    const double slow = Seconds(3, [&] {
+        TurningPointSearch search(false);
+        size_t at = 0;
+        ScanSamples(doc, 0, 0, longLength, [&](std::span<const float> values) {
+            if (at + values.size() > wave.size()) at = 0;
+            search.Take(std::span(wave).subspan(at, values.size()));
+            at += values.size();
+            return true;
+        });
+        kept += static_cast<double>(search.Finish().size());
+    });
+    std::printf("turning points of a slow wave: %.2f of the block read (goal: 0.4)\n", read / slow);
+}
+
+// The pair that is smallest is looked for again each time.
+void Merging() {
+    std::mt19937 random(2);
+    std::normal_distribution<float> normal(0.0f, 0.3f);
+    std::vector<float> samples;
+    for (size_t i = 0; i < 750'000; ++i) samples.push_back(SlowSample(i, normal(random)));
+    TurningPointSearch search(false);
+    search.Take(samples);
+    const std::vector<TurningRun> runs = search.Finish();
+    std::vector<float> values;
+    for (const TurningPoint& point : runs[0].points) values.push_back(point.value);
+    const double sorted = Seconds(3, [&] {
+        std::vector<float> copy = values;
+        std::ranges::sort(copy);
+        kept += copy[0];
+    });
+    size_t left = 0;
+    const double took = Seconds(3, [&] {
+        TurningRun run = runs[0];
+        MergeFoothills(run, 1.5);
+        left = run.points.size();
+    });
+    std::printf("merging %zu turning points to %zu: %.1f ms, %.2f of sorting them (goal: 300 ms)\n",
+                values.size(), left, took * 1e3, took / sorted);
+    HillRule rule;
+    rule.mergeFoothills = 1.5;
+    const double all = Seconds(3, [&] { kept += static_cast<double>(FindHills(samples, rule).size()); });
+    std::printf("hills of these %zu samples, with bounds, prominences and widths: %.1f ms\n", samples.size(),
+                all * 1e3);
+}
+
+// --- activity ---
+
+void Activity() {
+    std::mt19937 random(1);
+    std::normal_distribution<float> normal(5.0f, 1.0f);
+    std::vector<float> samples(10'000'000);
+    for (float& value : samples) value = normal(random);
+    const auto blocks = [&](auto take) {
+        for (size_t at = 0; at < samples.size(); at += scanBlock)
+            take(std::span<const float>(samples).subspan(at,
+                                                         std::min<size_t>(scanBlock, samples.size() - at)));
+    };
+    double shortest[2] = {};
+    for (const int64_t n : {100, 1000, 100'000, 1'000'000}) {
+        const double squares = Seconds(2, [&] {
+            LeastActiveWindow search(n, LeastActiveWindow::Seeks::leastAndGreatest);
+            blocks([&](std::span<const float> part) { search.Add(part); });
+            kept += search.GreatestSquares();
+        });
+        const double sums = Seconds(2, [&] {
+            WindowSums search(n);
+            blocks([&](std::span<const float> part) { search.Add(part); });
+            kept += search.GreatestSum();
+        });
+        if (shortest[0] == 0.0) shortest[0] = squares, shortest[1] = sums;
+        std::printf("least and most active %lld of 10 million samples: %.2f s, %.2f of a window of 100; sums "
+                    "%.2f s, %.2f\n",
+                    static_cast<long long>(n), squares, squares / shortest[0], sums, sums / shortest[1]);
+    }
+}
+
+// --- rhythm in data ---
+
+void PlainFftForm(std::span<const float> x, std::vector<double>& re, std::vector<double>& im,
+                  const Radix2Fft& fft) {
+    double mean = 0.0;
+    for (const float value : x) mean += value;
+    mean /= static_cast<double>(x.size());
+    std::ranges::fill(re, 0.0);
+    std::ranges::fill(im, 0.0);
+    for (size_t i = 0; i < x.size(); ++i) re[i] = x[i] - mean;
+    fft.Forward(re, im);
+    for (size_t k = 0; k < re.size(); ++k) re[k] = re[k] * re[k] + im[k] * im[k];
+    std::ranges::fill(im, 0.0);
+    fft.Inverse(re, im);
+    kept += re[1] / re[0];
+}
+
+void Rhythms() {
+    std::mt19937 random(3);
+    std::normal_distribution<float> normal(0.0f, 0.5f);
+    for (const size_t window : {1000, 4000, 30'000}) {
+        const size_t lags = window / 2, count = 100;
+        std::vector<float> samples;
+        for (size_t i = 0; i < window + count * 10; ++i)
+            samples.push_back(
+                static_cast<float>(std::sin(static_cast<double>(i) * 40.0 / static_cast<double>(window))) +
+                normal(random));
+        const size_t length = std::bit_ceil(window + lags);
+        const auto fft = Radix2Fft::Of(length);
+        std::vector<double> re(length), im(length);
+        const double plain = Seconds(5, [&] {
+            for (size_t i = 0; i < count; ++i)
+                PlainFftForm(std::span(samples).subspan(10 * i, window), re, im, *fft);
+        });
+        const double took = Seconds(5, [&] {
+            Autocorrelator autocorrelator(window, lags);
+            for (size_t i = 0; i < count; ++i) {
+                const auto from = samples.begin() + static_cast<std::ptrdiff_t>(10 * i);
+                kept += RhythmOf(autocorrelator,
+                                 std::vector<float>(from, from + static_cast<std::ptrdiff_t>(window)),
+                                 RhythmPreprocess{true, 5, 1})
+                            .index;
+            }
+        });
+        std::printf("rhythm of windows of %zu samples, rectified and smoothed: %.2f of the plain FFT form "
+                    "(goal: 1.5)\n",
+                    window, took / plain);
+    }
+}
+
+}  // namespace
+}  // namespace kymora::bench
+
+int main() {
+    using namespace kymora;
+    QuietHost host;
+    DiskFileSystem files;
+    Session session(host, files);
+    const bench::Folder folder;
+    bench::TurningPoints(session, folder);
+    bench::Merging();
+    bench::Activity();
+    bench::Rhythms();
+    std::printf("[%g]\n", bench::kept);
+    return 0;
+}

@@ -1,0 +1,158 @@
+#include "detection/event_activity.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "detection/analysis_blocks.h"
+#include "document/sample_scan.h"
+#include "host/user_numbers.h"
+#include "numerics/least_active_window.h"
+#include "numerics/window_sums.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t activityVersion = 1;
+constexpr uint64_t activityWithoutProgress = 1024;  // samples
+constexpr const char* searchingActivityLabel = "Searching for max and/or min active regions";
+constexpr const char* activityKinds[] = {"High", "Low", "High + Low"};
+
+struct WindowFound {
+    int64_t start = -1;
+    double value = 0.0;
+};
+struct WindowsFound {
+    WindowFound least, greatest;
+};
+
+// The windows of one block; their starts count from its first sample.
+WindowsFound SearchBlock(SampleReader& samples, int trace, SampleSpan block, int64_t window, bool bySum,
+                         ProgressScope& progress) {
+    LeastActiveWindow squares(bySum ? 1 : window, LeastActiveWindow::Seeks::leastAndGreatest);
+    WindowSums sums(bySum ? window : 1);
+    ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
+        while (!values.empty()) {
+            const auto part = values.first(std::min(values.size(), LeastActiveWindow::pollInterval));
+            bySum ? sums.Add(part) : void(squares.Add(part));
+            progress.Step(part.size());
+            values = values.subspan(part.size());
+        }
+        return true;
+    });
+    if (bySum) return {{sums.LeastStart(), sums.LeastSum()}, {sums.GreatestStart(), sums.GreatestSum()}};
+    return {{squares.Start(), squares.Squares()}, {squares.GreatestStart(), squares.GreatestSquares()}};
+}
+
+}  // namespace
+
+void CEventActivity::Serialize(CArchive& archive) {
+    CEventWndBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, activityVersion, ClassName());
+    Exchange(archive, m_dTimeWindow);
+    Exchange(archive, m_nKind);
+    Exchange(archive, m_nMeasure);
+}
+
+void CEventActivity::Describe(ParamList& list) {
+    DescribeSource(list);
+    list.Group("Activity");
+    list.Number("timeWindow", "Time window", m_dTimeWindow)
+        .Unit("ms")
+        .Limits(0, 1e13)
+        .Tip("Duration of the stretch that is sought: at least 5 samples");
+    list.Choice("kind", "Activity type", m_nKind, {"High", "Low", "High + Low"})
+        .Buttons()
+        .Tip("Mark the stretch of greatest activity, that of least activity, or both");
+    list.Choice("measure", "Measure", m_nMeasure, {"squared deviations", "sum of values"})
+        .Tip("Use SSD (sum of squared deviations from the mean) as the measure of activity; Use sum of "
+             "values as "
+             "the measure of activity");
+    DescribeRegion(list);
+    DescribeDestination(list);
+}
+
+void CEventActivity::GetParamText(std::string& text) {
+    AppendRegionText(text);
+    text += fmt::format("Destination event channel: {}\r\nParent trace: {}\r\nActivity type: {}\r\n",
+                        ChannelName(m_nDestination), m_nTrace + 1, activityKinds[std::clamp(m_nKind, 0, 2)]);
+    text +=
+        fmt::format("Measure: {}\r\n", m_nMeasure == sumOfValues ? "sum of values" : "squared deviations");
+    text += fmt::format("Time window = {:f}\r\n", m_dTimeWindow);
+}
+
+// --- the run ---
+
+struct CEventActivity::Job : EventJob {
+    std::vector<SampleSpan> blocks;
+    int64_t window = 0;
+    bool bySum = false, seeksHigh = true, seeksLow = true;
+    std::vector<Extreme> extremes;
+
+    void Compute(SampleReader& samples, JobContext& context) override {
+        ProgressScope progress(context, searchingActivityLabel, static_cast<uint64_t>(region.Count()),
+                               activityWithoutProgress);
+        WindowsFound all;
+        for (const SampleSpan& block : blocks) {
+            if (block.Count() < window) continue;
+            WindowsFound here = SearchBlock(samples, found[0].parentTrace, block, window, bySum, progress);
+            const auto take = [&](WindowFound& best, const WindowFound& other, bool isBetter) {
+                if (other.start >= 0 && (best.start < 0 || isBetter))
+                    best = {block.first + other.start, other.value};
+            };
+            take(all.least, here.least, here.least.value < all.least.value);
+            take(all.greatest, here.greatest, here.greatest.value > all.greatest.value);
+        }
+        if (all.least.start < 0) throw JobRefused(noActivityWindowText);
+        if (seeksLow) extremes.push_back({"Min", all.least.start, window, all.least.value});
+        if (seeksHigh) extremes.push_back({"Max", all.greatest.start, window, all.greatest.value});
+        std::ranges::stable_sort(extremes, {}, &Extreme::start);
+        for (const Extreme& extreme : extremes) {
+            CEventKM& event = found[0].events.emplace_back();
+            event.onPosition = static_cast<int32_t>(extreme.start);
+            event.offPosition = static_cast<int32_t>(extreme.start + extreme.count);
+            event.eventTag = 1;
+            event.eventLabel = extreme.name;
+        }
+    }
+};
+
+std::unique_ptr<OperationJob> CEventActivity::MakeJob() {
+    auto job = std::make_unique<Job>();
+    if (!TakeRegion(*job)) return nullptr;
+    job->window = Document()->PositionOf(m_dTimeWindow);
+    if (job->window < leastActivityWindow) {
+        // A report names the file and the operation by itself.
+        Refuse(IsAttended() ? fmt::format("{}\r\n\t{}: {}\r\n", Document()->filePath.string(), Title(),
+                                          shortActivityWindowText)
+                            : shortActivityWindowText);
+        return nullptr;
+    }
+    if (job->window > job->region.Count()) throw JobRefused(longActivityWindowText);
+    job->blocks = BlocksOf(*Document(), m_nTrace, job->region);
+    if (LongestOf(job->blocks) < job->window) throw JobRefused(noActivityWindowText);
+    job->method = methodActivityLevel;
+    job->bySum = m_nMeasure == sumOfValues;
+    job->seeksHigh = m_nKind != low;
+    job->seeksLow = m_nKind != high;
+    AddTarget(*job, m_nDestination, m_nTrace, m_strDescription);
+    return job;
+}
+
+void CEventActivity::TakeFound(const EventJob& job) { m_extremes = static_cast<const Job&>(job).extremes; }
+
+std::vector<Result> CEventActivity::Results() {
+    if (m_extremes.empty() || !Document()) return {};
+    const CDataDoc& doc = *Document();
+    const char* measure = m_nMeasure == sumOfValues ? "Sum" : "Squared deviations";
+    Result result{"activity", {}, {{"Extreme", {}}, {"Start", "ms"}, {"End", "ms"}, {measure, {}}}, {}};
+    std::vector<std::vector<ResultValue>> rows;
+    for (const Extreme& extreme : m_extremes)
+        rows.push_back({std::string(extreme.name), doc.TimeOf(extreme.start),
+                        doc.TimeOf(extreme.start + extreme.count), extreme.value});
+    result.SetRows(std::move(rows));
+    return {std::move(result)};
+}
+
+}  // namespace kymora

@@ -1,0 +1,336 @@
+#include "detection/event_hill_analysis.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "detection/analysis_blocks.h"
+#include "document/sample_scan.h"
+#include "host/user_numbers.h"
+#include "numerics/statistics.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint32_t hillVersion = 1;
+constexpr double greatestHillSamples = 2147483547.0;
+constexpr size_t hillsWithoutProgress = 100, hillsBetweenPolls = 64;
+constexpr const char* hillDirections[] = {"peaks", "troughs"};
+constexpr const char* hillMeasures[] = {"centre", "edge"};
+
+const char* NameOf(const char* const (&names)[2], int32_t choice) { return names[choice == 1]; }
+
+// The words in which a channel is described by what it was made with.
+std::string HillDescription(const HillRule& rule, double sampleInterval) {
+    const double longest = static_cast<double>(rule.maximumDuration) * sampleInterval;
+    return fmt::format("Direction: {}\r\nSlope thresh %: up = {:.1f}, down = {:.1f}\r\nFrom: {}\r\n"
+                       "Time filter: min dur {:.2f}, max dur = {:.2f}\r\n"
+                       "Amp filter: merge foothills {:.3f}, exclude molehills {:.3f}, abs {:.3f}\r\n",
+                       NameOf(hillDirections, static_cast<int32_t>(rule.kind)), rule.upSlope, rule.downSlope,
+                       NameOf(hillMeasures, static_cast<int32_t>(rule.from)),
+                       static_cast<double>(rule.minimumDuration) * sampleInterval, longest,
+                       rule.mergeFoothills, rule.excludeMolehills, rule.absolute.value_or(0.0));
+}
+
+std::vector<TurningRun> TurningRunsOf(SampleReader& samples, int trace, std::span<const SampleSpan> blocks,
+                                      HillKind kind, ProgressScope& progress) {
+    TurningPointSearch search(kind == HillKind::valleys);
+    for (const SampleSpan& block : blocks) {
+        search.StartAt(block.first);
+        ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
+            search.Take(values);
+            progress.Step(values.size());
+            return true;
+        });
+    }
+    return search.Finish();
+}
+
+}  // namespace
+
+// --- settings ---
+
+void CEventHillAnalysis::Serialize(CArchive& archive) {
+    CEventWndBaseDlg::Serialize(archive);
+    ExchangeVersion(archive, hillVersion, ClassName());
+    Exchange(archive, m_nDirection);
+    Exchange(archive, m_dUpSlope);
+    Exchange(archive, m_dDownSlope);
+    Exchange(archive, m_nMeasureFrom);
+    for (HillThreshold& threshold : m_thresholds) {
+        Exchange(archive, threshold.value);
+        Exchange(archive, threshold.isBySd);
+        Exchange(archive, threshold.multiplier);
+    }
+    for (bool* flag : {&m_bUseAbsolute, &m_bRobustStatistics, &m_bAddMean}) Exchange(archive, *flag);
+    Exchange(archive, m_dMinimumDuration);
+    Exchange(archive, m_dMaximumDuration);
+    for (bool* flag : {&m_bRawHistogram, &m_bMergedHistogram, &m_bDurationHistogram, &m_bLogCounts})
+        Exchange(archive, *flag);
+    Exchange(archive, m_nBinCount);
+}
+
+std::string CEventHillAnalysis::Units() const {
+    const CDataDoc* doc = Document();
+    return doc && m_nTrace < doc->traceCount ? doc->traces[static_cast<size_t>(m_nTrace)].traceUnits
+                                             : std::string();
+}
+
+double CEventHillAnalysis::GreatestTime() const {
+    return greatestHillSamples * (Document() ? Document()->sampleInterval : 1.0);
+}
+
+void CEventHillAnalysis::CheckChangeDoc(CDataDoc* doc) {
+    if (doc != Document()) {
+        m_found = {};
+        m_shown = {};
+    }
+    CEventWndBaseDlg::CheckChangeDoc(doc);
+    if (!doc) return;
+    for (double* time : {&m_dMinimumDuration, &m_dMaximumDuration}) *time = std::min(*time, GreatestTime());
+}
+
+bool CEventHillAnalysis::IsBySd() const {
+    for (size_t i = 0; i < m_thresholds.size(); ++i)
+        if (Uses(i) && m_thresholds[i].isBySd) return true;
+    return false;
+}
+
+HillRule CEventHillAnalysis::Rule() const {
+    HillRule rule;
+    rule.kind = static_cast<HillKind>(m_nDirection);
+    rule.upSlope = m_dUpSlope;
+    rule.downSlope = m_dDownSlope;
+    rule.from = static_cast<SlopeFrom>(m_nMeasureFrom);
+    rule.mergeFoothills = m_thresholds[mergeFoothills].value;
+    rule.excludeMolehills = m_thresholds[excludeMolehills].value;
+    if (m_bUseAbsolute) rule.absolute = m_thresholds[absolutePeak].value;
+    rule.minimumDuration = Document()->PositionOf(m_dMinimumDuration);
+    rule.maximumDuration = Document()->PositionOf(m_dMaximumDuration);
+    return rule;
+}
+
+std::optional<SampleSpan> CEventHillAnalysis::HeightsSpan(SampleSpan region) const {
+    if (!IsBySd() || !IsAttended() || !View()) return {};
+    const SampleSpan seen = HeldTo(*Document(), VisibleSpan(*Document(), View()));
+    if (seen == region || seen.Count() > mostPreviewedSamples || seen.Count() == 0) return {};
+    return seen;
+}
+
+// --- the run ---
+
+struct CEventHillAnalysis::Job : EventJob {
+    HillRule rule;
+    std::array<HillThreshold, 3> thresholds;
+    bool isRobust = true, addsMean = true, isBySd = false;
+    std::vector<SampleSpan> blocks;
+    std::vector<SampleSpan> heightBlocks;  // for the statistics of heights, where these are other blocks
+    bool measuresOther = false;
+    double sampleInterval = 1.0;
+    HillShapes shapes;
+    Outcome result;
+
+    void Compute(SampleReader& samples, JobContext& context) override {
+        std::vector<TurningRun> runs = Read(samples, context, blocks);
+        shapes.rawHeights = HillHeights(runs);
+        if (isBySd && measuresOther) {
+            std::vector<TurningRun> others = Read(samples, context, heightBlocks);
+            Measure(others);
+        }
+        if (isBySd && !measuresOther)
+            Measure(runs);
+        else
+            Merge(runs);
+        shapes.heights = HillHeights(runs);
+        result.thresholds =
+            shapes.thresholds = {rule.mergeFoothills, rule.excludeMolehills, rule.absolute.value_or(0.0)};
+        FindHills(samples, context, runs);
+        if (found[0].description.empty()) found[0].description = HillDescription(rule, sampleInterval);
+    }
+
+    int Trace() const { return found[0].parentTrace; }
+
+    std::vector<TurningRun> Read(SampleReader& samples, JobContext& context,
+                                 std::span<const SampleSpan> from) const {
+        uint64_t count = 0;
+        for (const SampleSpan& block : from) count += static_cast<uint64_t>(block.Count());
+        ProgressScope progress(context, title, count, samplesAtOnce);
+        return TurningRunsOf(samples, Trace(), from, rule.kind, progress);
+    }
+    void Merge(std::vector<TurningRun>& runs) const {
+        for (TurningRun& run : runs) MergeFoothills(run, rule.mergeFoothills);
+    }
+    // Sets the thresholds by the heights of these runs, and merges them by the way.
+    void Measure(std::vector<TurningRun>& runs) {
+        if (thresholds[mergeFoothills].isBySd)
+            rule.mergeFoothills = BySd(HillHeights(runs), mergeFoothills).value_or(rule.mergeFoothills);
+        Merge(runs);
+        if (thresholds[excludeMolehills].isBySd)
+            rule.excludeMolehills = BySd(HillHeights(runs), excludeMolehills).value_or(rule.excludeMolehills);
+        if (!rule.absolute || !thresholds[absolutePeak].isBySd) return;
+        const auto level = BySd(HillPeaks(runs), absolutePeak);
+        if (level) rule.absolute = rule.kind == HillKind::valleys ? -*level : *level;
+    }
+    // Nothing where there are no hills.
+    std::optional<double> BySd(std::vector<float> values, size_t which) const {
+        if (values.empty()) return {};
+        const double multiplier = thresholds[which].multiplier;
+        if (isRobust) {
+            const MedianRobustSd measured = GetMedianRobustSd(std::move(values));
+            return (addsMean ? measured.median : 0.0) + multiplier * measured.robustSd;
+        }
+        const MeanSd measured = GetMeanSd(values);
+        return (addsMean ? measured.mean : 0.0) + multiplier * measured.sd;
+    }
+    void FindHills(SampleReader& samples, JobContext& context, std::span<const TurningRun> runs) {
+        const ReadSamples read = [&](int64_t from, std::span<float> values) {
+            samples.ReadBlock(Trace(), from, values);
+        };
+        ProgressScope progress(context, filteringHillsLabel, shapes.heights.size(), hillsWithoutProgress);
+        result.hills = HillsOf(runs, rule, read, [&](size_t peaks) {
+            isTruncated = peaks % hillsBetweenPolls == 0 && !progress.GoesOn(peaks);
+            return !isTruncated;
+        });
+        result.isTruncated = isTruncated;
+        for (const Hill& hill : result.hills)
+            shapes.durations.push_back(
+                static_cast<float>(static_cast<double>(hill.Duration()) * sampleInterval));
+        result.tooShortOrLong =
+            std::erase_if(result.hills, [&](const Hill& hill) { return !HasDuration(hill, rule); });
+        for (const Hill& hill : result.hills) {
+            CEventKM& event = found[0].events.emplace_back();
+            event.onPosition = static_cast<int32_t>(hill.on);
+            event.offPosition = static_cast<int32_t>(hill.off);
+            event.eventValue = static_cast<float>(hill.Height());
+        }
+    }
+};
+
+std::unique_ptr<OperationJob> CEventHillAnalysis::MakeJob() {
+    auto job = std::make_unique<Job>();
+    if (!TakeRegion(*job)) return nullptr;
+    job->method = methodHillValley;
+    job->rule = Rule();
+    job->thresholds = m_thresholds;
+    job->isRobust = m_bRobustStatistics;
+    job->addsMean = m_bAddMean;
+    job->isBySd = IsBySd();
+    job->sampleInterval = Document()->sampleInterval;
+    job->blocks = BlocksOf(*Document(), m_nTrace, job->region);
+    if (const auto other = HeightsSpan(job->region)) {
+        job->measuresOther = true;
+        job->heightBlocks = BlocksOf(*Document(), m_nTrace, *other);
+    }
+    AddTarget(*job, m_nDestination, m_nTrace, m_strDescription);
+    return job;
+}
+
+void CEventHillAnalysis::TakeLook(const EventJob& job) { m_shown = static_cast<const Job&>(job).shapes; }
+
+void CEventHillAnalysis::TakeFound(const EventJob& job) {
+    TakeLook(job);
+    m_found = static_cast<const Job&>(job).result;
+    for (size_t i = 0; i < m_thresholds.size(); ++i)
+        if (Uses(i) && m_thresholds[i].isBySd) m_thresholds[i].value = m_found.thresholds[i];
+}
+
+// What the channel's record keeps of the detection: nothing of an earlier one stays.
+bool CEventHillAnalysis::FinishFound(CEventChan& chan, const EventJob&, size_t) {
+    chan.detection = {};
+    chan.detection.templateTrace = m_nTrace;
+    chan.detection.analysisRegion = m_nRegionMode;
+    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
+    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
+    return true;
+}
+
+// The heights of what was seen become the thresholds that they gave.
+std::vector<std::byte> CEventHillAnalysis::RerunSettings(const OperationJob& job) {
+    if (!static_cast<const Job&>(job).measuresOther) return CEventWndBaseDlg::RerunSettings(job);
+    const auto thresholds = m_thresholds;
+    for (HillThreshold& threshold : m_thresholds) threshold.isBySd = false;
+    std::vector<std::byte> record = CEventWndBaseDlg::RerunSettings(job);
+    m_thresholds = thresholds;
+    return record;
+}
+
+// --- the report ---
+
+void CEventHillAnalysis::AppendReport(std::string& text, const EventJob& job) {
+    GetParamText(text);
+    if (job.isTruncated) text += fmt::format("Truncated after {} hills\r\n", m_found.hills.size());
+}
+
+void CEventHillAnalysis::GetParamText(std::string& text) {
+    AppendRegionText(text);
+    text += fmt::format("Parent trace: {}\r\nDestination event channel: {}\r\nDirection: {}\r\n",
+                        m_nTrace + 1, ChannelName(m_nDestination), NameOf(hillDirections, m_nDirection));
+    text += fmt::format("Threshold %:\r\n\tup = {:f}\r\n\tdown = {:f}\r\n\tmeasure from {}\r\n", m_dUpSlope,
+                        m_dDownSlope, NameOf(hillMeasures, m_nMeasureFrom));
+    const char* kind = m_bRobustStatistics ? "robust" : "normal";
+    const auto line = [&](size_t which, const char* name) {
+        if (!Uses(which)) return;
+        const HillThreshold& threshold = m_thresholds[which];
+        text += fmt::format("\t{} = {:f}\r\n", name, threshold.value);
+        if (threshold.isBySd)
+            text += fmt::format("\t\tused {} s.d. x = {:f}\r\n", kind, threshold.multiplier);
+    };
+    text += "Height filter:\r\n";
+    line(mergeFoothills, "merge foothills trough peak");
+    line(excludeMolehills, "exclude molehills trough peak");
+    line(absolutePeak, "absolute peak");
+    if (IsBySd() && m_bAddMean)
+        text += fmt::format("\t\tadd {} to s.d. x mult\r\n", m_bRobustStatistics ? "median" : "mean");
+    text += fmt::format("Duration filter:\r\n\tminimum duration = {:f}\r\n\tmaximum duration = {:f}\r\n",
+                        m_dMinimumDuration, m_dMaximumDuration);
+}
+
+std::string CEventHillAnalysis::RunSummary() const {
+    std::string text;
+    if (m_found.tooShortOrLong > 0)
+        text = fmt::format("{} more were too short or too long", m_found.tooShortOrLong);
+    if (m_found.isTruncated) text += std::string(text.empty() ? "" : "; ") + "truncated";
+    return text;
+}
+
+std::vector<Result> CEventHillAnalysis::Results() {
+    if (!Document() || m_found.hills.empty()) return {};
+    const std::string units = Units();
+    Result hills{"hills",
+                 {{"Merge foothills", m_found.thresholds[mergeFoothills]},
+                  {"Exclude molehills", m_found.thresholds[excludeMolehills]},
+                  {"Hills", static_cast<int64_t>(m_found.hills.size())},
+                  {"Too short or too long", static_cast<int64_t>(m_found.tooShortOrLong)}},
+                 {{"Onset", "ms"},
+                  {"Duration", "ms"},
+                  {"Peak time", "ms"},
+                  {"Peak", units},
+                  {"Height", units},
+                  {"Left height", units},
+                  {"Right height", units},
+                  {"Prominence", units},
+                  {"Half width", "ms"}},
+                 {}};
+    if (m_bUseAbsolute)
+        hills.values.insert(hills.values.begin() + 2, {"Absolute", m_found.thresholds[absolutePeak]});
+    hills.rows = [this](const ResultRowSink& sink) {
+        const CDataDoc& doc = *Document();
+        for (const Hill& hill : m_found.hills) {
+            const ResultValue row[] = {doc.TimeOf(hill.on),
+                                       static_cast<double>(hill.Duration()) * doc.sampleInterval,
+                                       doc.TimeOf(hill.peak.at),
+                                       hill.peak.value,
+                                       hill.Height(),
+                                       hill.LeftHeight(),
+                                       hill.RightHeight(),
+                                       hill.prominence,
+                                       hill.halfWidth * doc.sampleInterval};
+            if (!sink(row)) return false;
+        }
+        return true;
+    };
+    return {std::move(hills)};
+}
+
+}  // namespace kymora

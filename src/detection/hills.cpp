@@ -1,0 +1,221 @@
+#include "detection/hills.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace kymora {
+
+namespace {
+
+// The samples of a run in blocks, the last of which stays. Valleys are read with the sign reversed.
+class HillSamples {
+  public:
+    HillSamples(const ReadSamples& read, HillKind kind, const TurningRun& run)
+        : read_(read), reverses_(kind == HillKind::valleys), first_(run.first.at), last_(run.last.at) {}
+
+    // The position of the first sample in [from, to) that `holds`, or `to`.
+    template <typename Holds>
+    int64_t First(int64_t from, int64_t to, Holds holds) {
+        while (from < to && !holds(At(from))) ++from;
+        return from;
+    }
+    // The position of the last one, or from - 1.
+    template <typename Holds>
+    int64_t Last(int64_t from, int64_t to, Holds holds) {
+        do --to;
+        while (to >= from && !holds(At(to)));
+        return to;
+    }
+    double At(int64_t position) {
+        if (position < start_ || position >= start_ + std::ssize(values_)) Read(position);
+        const float value = values_[static_cast<size_t>(position - start_)];
+        return reverses_ ? -value : value;
+    }
+
+  private:
+    static constexpr int64_t blockLength = 16384;
+
+    void Read(int64_t position) {
+        start_ = std::max(first_, position - position % blockLength);
+        values_.resize(static_cast<size_t>(std::min(last_ + 1, start_ + blockLength) - start_));
+        read_(start_, values_);
+    }
+
+    const ReadSamples& read_;
+    bool reverses_;
+    int64_t first_, last_;
+    int64_t start_ = 0;
+    std::vector<float> values_;
+};
+
+template <typename Take>
+void ForEachHill(const TurningRun& run, Take take) {
+    for (size_t i = run.startsWithPeak ? 2 : 1; i + 1 < run.points.size(); i += 2) take(i);
+}
+
+double LevelAt(float trough, float peak, double percent) {
+    return (double{peak} - trough) * percent / 100.0 + trough;
+}
+
+int64_t OnsetOf(HillSamples& samples, const Hill& hill, const HillRule& rule) {
+    if (rule.upSlope >= 100.0) return hill.peak.at;
+    if (rule.upSlope <= 0.0) return hill.left.at;
+    const double level = LevelAt(hill.left.value, hill.peak.value, rule.upSlope);
+    if (rule.from == SlopeFrom::edge)
+        return samples.First(hill.left.at, hill.peak.at, [=](double value) { return value > level; });
+    const int64_t below =
+        samples.Last(hill.left.at, hill.peak.at, [=](double value) { return value <= level; });
+    return std::max<int64_t>(below + 1, hill.left.at);
+}
+
+int64_t OffsetOf(HillSamples& samples, const Hill& hill, const HillRule& rule) {
+    const int64_t behindPeak = int64_t{hill.peak.at} + 1;
+    if (rule.downSlope >= 100.0) return behindPeak;
+    if (rule.downSlope <= 0.0) return hill.right.at;
+    const double level = LevelAt(hill.right.value, hill.peak.value, rule.downSlope);
+    if (rule.from == SlopeFrom::edge)
+        return samples.Last(behindPeak, hill.right.at, [=](double value) { return value > level; }) + 1;
+    return samples.First(behindPeak, hill.right.at, [=](double value) { return value <= level; });
+}
+
+// For each peak the lowest value between it and the next higher one on the side from which the points come,
+// or the end of the run there. `at(i)` is point i counted from that side.
+template <typename At>
+std::vector<float> LowestBefore(size_t count, bool startsWithPeak, float end, At at) {
+    struct Higher {
+        float peak, lowest;
+    };
+    std::vector<Higher> higher;
+    std::vector<float> lowest;
+    for (size_t i = startsWithPeak ? 0 : 1; i < count; i += 2) {
+        float low = i > 0 ? at(i - 1).value : end;
+        if (i <= 1) low = std::min(low, end);
+        while (!higher.empty() && higher.back().peak <= at(i).value) {
+            low = std::min(low, higher.back().lowest);
+            higher.pop_back();
+        }
+        higher.push_back({at(i).value, low});
+        lowest.push_back(low);
+    }
+    return lowest;
+}
+
+// Of all peaks of a run, in order: J. Virtanen et al., SciPy 1.0, Nature Methods 2020,
+// signal.peak_prominences.
+std::vector<double> ProminencesOf(const TurningRun& run) {
+    const auto& points = run.points;
+    const size_t count = points.size();
+    const std::vector<float> left =
+        LowestBefore(count, run.startsWithPeak, run.first.value, [&](size_t i) { return points[i]; });
+    const std::vector<float> right = LowestBefore(count, run.IsPeak(count - 1), run.last.value,
+                                                  [&](size_t i) { return points[count - 1 - i]; });
+    std::vector<double> prominences;
+    for (size_t k = 0; k < left.size(); ++k) {
+        const TurningPoint& peak = points[2 * k + (run.startsWithPeak ? 0 : 1)];
+        prominences.push_back(double{peak.value} - std::max(left[k], right[left.size() - 1 - k]));
+    }
+    return prominences;
+}
+
+// Where a straight line from a sample at or below the level to its neighbour above it crosses it.
+double CrossingAt(HillSamples& samples, int64_t below, int64_t above, double level) {
+    const double low = samples.At(below), high = samples.At(above);
+    const auto step = static_cast<double>(above - below);
+    return static_cast<double>(below) + step * (level - low) / (high - low);
+}
+
+// The turning points lead to the flank on which the signal first falls to the level; only its samples are
+// read. Beyond the outermost ones it is the rest of the run.
+double WidthAt(HillSamples& samples, const TurningRun& run, size_t peak, double level) {
+    const auto& points = run.points;
+    const auto isBelow = [=](double value) { return value <= level; };
+    size_t left = peak - 1, right = peak + 1;
+    while (left > 0 && !isBelow(points[left].value)) --left;
+    while (right + 1 < points.size() && !isBelow(points[right].value)) ++right;
+    const int64_t from = isBelow(points[left].value) ? points[left].at : run.first.at;
+    const int64_t to = isBelow(points[right].value) ? points[right].at : run.last.at;
+    const int64_t leftBelow = samples.Last(from, points[left + 1].at, isBelow);
+    const int64_t rightBelow = samples.First(points[right - 1].at, to + 1, isBelow);
+    return CrossingAt(samples, rightBelow, rightBelow - 1, level) -
+           CrossingAt(samples, leftBelow, leftBelow + 1, level);
+}
+
+// Values as they were read.
+void Reverse(Hill& hill) {
+    for (TurningPoint* point : {&hill.peak, &hill.left, &hill.right}) point->value = -point->value;
+}
+
+bool IsAccepted(const Hill& hill, const HillRule& rule) {
+    if (hill.LeftHeight() < rule.excludeMolehills || hill.RightHeight() < rule.excludeMolehills) return false;
+    if (!rule.absolute) return true;
+    return hill.peak.value >= (rule.kind == HillKind::valleys ? -*rule.absolute : *rule.absolute);
+}
+
+template <typename ValueOf>
+std::vector<float> HillValues(std::span<const TurningRun> runs, ValueOf valueOf) {
+    std::vector<float> values;
+    for (const TurningRun& run : runs)
+        ForEachHill(run, [&](size_t i) { values.push_back(valueOf(&run.points[i])); });
+    return values;
+}
+
+}  // namespace
+
+double Hill::LeftHeight() const { return std::fabs(double{peak.value} - left.value); }
+double Hill::RightHeight() const { return std::fabs(double{peak.value} - right.value); }
+double Hill::Height() const { return std::min(LeftHeight(), RightHeight()); }
+
+std::vector<float> HillHeights(std::span<const TurningRun> runs) {
+    return HillValues(
+        runs, [](const TurningPoint* peak) { return peak->value - std::max(peak[-1].value, peak[1].value); });
+}
+
+std::vector<float> HillPeaks(std::span<const TurningRun> runs) {
+    return HillValues(runs, [](const TurningPoint* peak) { return peak->value; });
+}
+
+std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule, const ReadSamples& read,
+                          const GoesOn& goesOn) {
+    std::vector<Hill> hills;
+    size_t done = 0;
+    for (const TurningRun& run : runs) {
+        if (run.HillCount() == 0) continue;
+        HillSamples samples(read, rule.kind, run);
+        const std::vector<double> prominences = ProminencesOf(run);
+        for (size_t i = run.startsWithPeak ? 2 : 1; i + 1 < run.points.size(); i += 2) {
+            if (goesOn && !goesOn(done++)) return hills;
+            Hill hill;
+            hill.left = run.points[i - 1];
+            hill.peak = run.points[i];
+            hill.right = run.points[i + 1];
+            if (!IsAccepted(hill, rule)) continue;
+            hill.on = OnsetOf(samples, hill, rule);
+            hill.off = OffsetOf(samples, hill, rule);
+            hill.prominence = prominences[i / 2];
+            hill.halfWidth = WidthAt(samples, run, i, hill.peak.value - hill.prominence / 2.0);
+            if (rule.kind == HillKind::valleys) Reverse(hill);
+            hills.push_back(hill);
+        }
+    }
+    return hills;
+}
+
+bool HasDuration(const Hill& hill, const HillRule& rule) {
+    return hill.Duration() >= rule.minimumDuration && hill.Duration() <= rule.maximumDuration;
+}
+
+std::vector<Hill> FindHills(std::span<const float> samples, const HillRule& rule) {
+    TurningPointSearch search(rule.kind == HillKind::valleys);
+    search.Take(samples);
+    std::vector<TurningRun> runs = search.Finish();
+    for (TurningRun& run : runs) MergeFoothills(run, rule.mergeFoothills);
+    const ReadSamples read = [&](int64_t from, std::span<float> values) {
+        std::ranges::copy(samples.subspan(static_cast<size_t>(from), values.size()), values.begin());
+    };
+    std::vector<Hill> hills = HillsOf(runs, rule, read);
+    std::erase_if(hills, [&](const Hill& hill) { return !HasDuration(hill, rule); });
+    return hills;
+}
+
+}  // namespace kymora

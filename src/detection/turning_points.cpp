@@ -1,0 +1,190 @@
+#include "detection/turning_points.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace kymora {
+
+namespace {
+
+constexpr size_t stepsAtOnce = 64;
+
+// Bit i is set where sample i is above the one before it, or below it.
+struct StepMasks {
+    uint64_t up = 0, down = 0;
+};
+
+// Of 64 samples and the one before them.
+StepMasks StepsOf(const float* samples) {
+    StepMasks masks;
+#ifdef __SSE2__
+    for (size_t i = 0; i < stepsAtOnce; i += 4) {
+        const __m128 now = _mm_loadu_ps(samples + i), before = _mm_loadu_ps(samples + i - 1);
+        masks.up |= static_cast<uint64_t>(_mm_movemask_ps(_mm_cmpgt_ps(now, before))) << i;
+        masks.down |= static_cast<uint64_t>(_mm_movemask_ps(_mm_cmplt_ps(now, before))) << i;
+    }
+#else
+    for (size_t i = 0; i < stepsAtOnce; ++i) {
+        masks.up |= static_cast<uint64_t>(samples[i] > samples[i - 1]) << i;
+        masks.down |= static_cast<uint64_t>(samples[i] < samples[i - 1]) << i;
+    }
+#endif
+    return masks;
+}
+
+size_t EndOfFinite(std::span<const float> samples) {
+    return static_cast<size_t>(
+        std::ranges::find_if(samples, [](float sample) { return !std::isfinite(sample); }) - samples.begin());
+}
+
+}  // namespace
+
+size_t TurningRun::HillCount() const {
+    const size_t troughs = (points.size() + (startsWithPeak ? 0 : 1)) / 2;
+    return troughs == 0 ? 0 : troughs - 1;
+}
+
+void TurningPointSearch::StartAt(int64_t position) {
+    EndRun();
+    position_ = position;
+}
+
+void TurningPointSearch::Take(std::span<const float> samples) {
+    while (!samples.empty()) {
+        const size_t finite = EndOfFinite(samples);
+        TakeFinite(samples.first(finite));
+        if (finite == samples.size()) return;
+        EndRun();
+        ++position_;
+        samples = samples.subspan(finite + 1);
+    }
+}
+
+void TurningPointSearch::TakeFinite(std::span<const float> samples) {
+    if (samples.empty()) return;
+    if (!isOpen_) {
+        isOpen_ = true;
+        run_.first = {static_cast<int32_t>(position_), Value(samples[0])};
+    } else if (samples[0] != before_) {
+        TakeStep(0, (samples[0] > before_) != reverses_, samples.data());
+    }
+    before_ = samples.back();
+    const int64_t start = position_;
+    for (size_t at = 1; at < samples.size(); at += stepsAtOnce) {
+        position_ = start + static_cast<int64_t>(at);
+        TakeMasked(&samples[at], std::min(stepsAtOnce, samples.size() - at));
+    }
+    position_ = start + static_cast<int64_t>(samples.size());
+}
+
+// Samples behind the first of a run. Only where the way turns is each visited.
+void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
+    StepMasks masks;
+    if (count == stepsAtOnce) {
+        masks = StepsOf(samples);
+    } else {
+        // Behind the last one nothing steps up or down.
+        std::array<float, stepsAtOnce + 1> rest;
+        rest.fill(samples[count - 1]);
+        std::copy_n(samples - 1, count + 1, rest.begin());
+        masks = StepsOf(&rest[1]);
+    }
+    const uint64_t rises = reverses_ ? masks.down : masks.up, falls = reverses_ ? masks.up : masks.down;
+    uint64_t open = ~uint64_t{0};
+    while (const uint64_t steps = (rises | falls) & open) {
+        const uint64_t against = way_ == Way::up ? falls & open : way_ == Way::down ? rises & open : steps;
+        const auto turn = static_cast<size_t>(std::countr_zero(against));
+        const uint64_t with = turn == stepsAtOnce ? steps : steps & ((uint64_t{1} << turn) - 1);
+        if (with != 0)
+            step_ = PointAt(stepsAtOnce - 1 - static_cast<size_t>(std::countl_zero(with)), samples);
+        if (turn == stepsAtOnce) return;
+        TakeStep(turn, (rises >> turn & 1) != 0, samples);
+        open = ~uint64_t{1} << turn;
+    }
+}
+
+void TurningPointSearch::TakeStep(size_t index, bool isUp, const float* samples) {
+    const Way way = isUp ? Way::up : Way::down;
+    if (way_ != Way::none && way_ != way) {
+        if (run_.points.empty()) run_.startsWithPeak = way_ == Way::up;
+        run_.points.push_back(step_);
+    }
+    way_ = way;
+    step_ = PointAt(index, samples);
+}
+
+TurningPoint TurningPointSearch::PointAt(size_t index, const float* samples) const {
+    return {static_cast<int32_t>(position_ + static_cast<int64_t>(index)), Value(samples[index])};
+}
+
+void TurningPointSearch::EndRun() {
+    run_.last = {static_cast<int32_t>(position_ - 1), Value(before_)};
+    if (isOpen_ && run_.HillCount() > 0) runs_.push_back(std::move(run_));
+    run_ = {};
+    isOpen_ = false;
+    way_ = Way::none;
+}
+
+std::vector<TurningRun> TurningPointSearch::Finish() {
+    EndRun();
+    return std::move(runs_);
+}
+
+// Without the outermost troughs the points begin and end with a peak. Those that stay are kept in front. With
+// a, b, c, d in turn, the pair b, c goes where it is the smallest of the three steps, that is where one of a
+// and d reaches beyond it on each side. Of two equal peaks the earlier is the lower one, and of two equal
+// troughs the shallower one: that is the pair that comes first.
+void MergeFoothills(TurningRun& run, double height) {
+    std::vector<TurningPoint>& points = run.points;
+    if (!(height > 0.0) || run.HillCount() == 0) return;
+    constexpr float none = std::numeric_limits<float>::infinity();
+    TurningPoint before{0, none}, behind{0, none};
+    if (!run.IsPeak(points.size() - 1)) {
+        behind = points.back();
+        points.pop_back();
+    }
+    if (!run.startsWithPeak) {
+        before = points.front();
+        points.erase(points.begin());
+    }
+    size_t kept = 0;
+    const auto isPeak = [](size_t i) { return i % 2 == 0; };
+    const auto isLow = [&](size_t peak, size_t trough) {
+        return double{points[peak].value} - points[trough].value < height;
+    };
+    for (size_t i = 0; i < points.size(); ++i) {
+        const TurningPoint next = points[i];
+        while (kept >= 2) {
+            const size_t b = kept - 2, c = kept - 1;
+            if (isPeak(b)) {
+                const bool isInner = b == 0 || points[c].value > points[b - 1].value;
+                if (!isInner || points[b].value > next.value || !isLow(b, c)) break;
+                if (b == 0 && points[c].value <= before.value) before = points[c];
+            } else if (points[c].value >= points[b - 1].value || points[b].value < next.value ||
+                       !isLow(c, b)) {
+                break;
+            }
+            kept -= 2;
+        }
+        points[kept++] = next;
+    }
+    while (kept >= 3 && points[kept - 1].value < points[kept - 3].value && isLow(kept - 1, kept - 2)) {
+        if (points[kept - 2].value < behind.value) behind = points[kept - 2];
+        kept -= 2;
+    }
+    points.resize(kept);
+    run.first.value = std::min(run.first.value, before.value);
+    run.last.value = std::min(run.last.value, behind.value);
+    run.startsWithPeak = !(points.front().value - double{before.value} >= height);
+    if (points.back().value - double{behind.value} >= height) points.push_back(behind);
+    if (!run.startsWithPeak) points.insert(points.begin(), before);
+}
+
+}  // namespace kymora
