@@ -1,6 +1,7 @@
 #include "numerics/orthogonal_polynomials.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kymora {
 
@@ -21,6 +22,12 @@ OrthogonalPolynomials::OrthogonalPolynomials(size_t points, int degree)
       centres_(most_),
       ratios_(most_) {
     for (size_t i = 0; i < points; ++i) places_[i] = static_cast<double>(i) - middle_;
+}
+
+OrthogonalPolynomials::OrthogonalPolynomials(std::vector<double> places, int degree)
+    : OrthogonalPolynomials(places.size(), degree) {
+    middle_ = 0.0;
+    places_ = std::move(places);
 }
 
 double OrthogonalPolynomials::Measure(size_t term, std::span<const double> weights) {

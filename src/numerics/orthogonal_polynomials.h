@@ -1,7 +1,7 @@
 #pragma once
-// Polynomials over the points 0, 1, 2, .. that are orthogonal to each other under given weights, made by
-// Forsythe's recurrence (1957): the stable way to weighted least squares, since each term of a fit is found
-// apart from the others.
+// Polynomials over the points 0, 1, 2, .. or over points of any places that are orthogonal to each other
+// under given weights, made by Forsythe's recurrence (1957): the stable way to weighted least squares, since
+// each term of a fit is found apart from the others.
 
 #include <cstddef>
 #include <span>
@@ -12,6 +12,8 @@ namespace kymora {
 class OrthogonalPolynomials {
   public:
     OrthogonalPolynomials(size_t points, int degree);
+    // Over places between -1 and 1.
+    OrthogonalPolynomials(std::vector<double> places, int degree);
 
     // Makes the terms for new weights, none of them negative. There are fewer terms than degree + 1 where too
     // few points carry weight to tell the higher ones apart, and none when all weights are 0.
@@ -25,8 +27,8 @@ class OrthogonalPolynomials {
     // The weighted sum of its squares.
     double Norm(size_t term) const { return norms_[term]; }
 
-    // What a sum of terms is as a polynomial of the point's number: the factors of its powers, degree + 1 of
-    // them.
+    // What a sum of terms is as a polynomial of the point's number, or of its place: the factors of its
+    // powers, degree + 1 of them.
     std::vector<double> Powers(std::span<const double> factors) const;
 
   private:
