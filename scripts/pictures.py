@@ -123,6 +123,21 @@ def histograms(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def rhythms(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    bursts = {"channel1": "b", "destination": "f", "method": 1, "surpriseLevel": 3, "maxInBurstInterval": 40}
+    operation_picture(window, f"{out}/bursts.png", "event-burst-detect", set=bursts, run=True)
+    window.ask(quit=True, discard=True)
+    window = start(program, f"{demo}/demo_gaps.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    rhythm = {"channel1": "c", "destination": "f", "slidingWindow": 5, "maxCv": 0.04}
+    operation_picture(window, f"{out}/rhythm.png", "event-rhythm-detect", set=rhythm, run=True)
+    helper = {"channel1": "c", "destination": "g", "route": 0, "minimumOffTime": 0, "outlierLimit": 4}
+    operation_picture(window, f"{out}/rhythm-helper.png", "event-rhythm-helper", set=helper, run=True)
+    window.ask(quit=True, discard=True)
+
+
 def transforms(program, demo, out):
     with tempfile.TemporaryDirectory() as folder:
         source = shutil.copy(f"{demo}/demo_spikes.kymr-dat", folder)
@@ -236,7 +251,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, shapes, histograms, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, shapes, histograms, rhythms, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

@@ -35,6 +35,9 @@
 #include "histograms/general_hist.h"
 #include "histograms/hist_trace_val.h"
 #include "operations/graphics_file_format.h"
+#include "rhythms/event_burst_detect.h"
+#include "rhythms/event_rhythm_detect.h"
+#include "rhythms/event_rhythm_helper.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/change_timebase.h"
 #include "transforms/debuzz.h"
@@ -69,6 +72,7 @@ constexpr std::string_view smoothMenu = "T&ransform/&Filter/&Smooth";
 constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
 constexpr std::string_view resampleMenu = "T&ransform/&Sample rate";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
+constexpr std::string_view groupMenu = "Anal&yse/&Bursts and rhythm";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
@@ -180,6 +184,12 @@ std::span<const Operation> Operations() {
          "Mark the stretch of a trace in which most happens, and that in which least does", Make<CEventActivity>},
         {"CEventOsc", detectMenu, "&Rhythm in data...",
          "Mark where a trace swings rhythmically, by an autocorrelation that slides along it", Make<CEventOsc>},
+        {"CEventBurstDetect", groupMenu, "&Burst detect...",
+         "Makes an event of each burst of events, by surprise or by the lengths of intervals", Make<CEventBurstDetect>},
+        {"CEventRhythmDetect", groupMenu, "&Rhythm in events...",
+         "Makes an event of each stretch in which events follow each other at regular intervals", Make<CEventRhythmDetect>},
+        {"CEventRhythmHelper", groupMenu, "Rhythm analysis &helper...",
+         "Makes a channel of pattern events, follows their frequency and duration, and mends those that do not fit", Make<CEventRhythmHelper>},
         {"CEventLogic", logicMenu, "Event &logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
         {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
          "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},

@@ -3,6 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
+
+#include "document/undo.h"
+#include "host/user_numbers.h"
 
 namespace kymora {
 
@@ -72,6 +76,35 @@ bool CEventAnalRgnBase::RetrieveData() {
         m_block.AddBlock(span.first, span.end - span.first);
     m_block.FillEvs();
     return true;
+}
+
+std::string CEventAnalRgnBase::DeleteRejected(int channel, const Findings& findings) {
+    CDataDoc& doc = *Document();
+    const CEventChan& chan = doc.eventChannels[static_cast<size_t>(channel)];
+    std::map<std::pair<int32_t, int32_t>, int> rejected;
+    for (const Finding& finding : findings.rows)
+        if (finding.verdict == Verdict::rejected) ++rejected[{finding.onset, finding.offset}];
+    std::vector<CEventKM> rest;
+    for (const CEventKM& event : chan.Events()) {
+        const auto found = rejected.find({event.onPosition, event.offPosition});
+        if (found == rejected.end() || found->second == 0)
+            rest.push_back(event);
+        else
+            --found->second;
+    }
+    const int count = chan.GetNumEvents() - static_cast<int>(rest.size());
+    {
+        UndoScope undo(doc, "Delete rejected events");
+        if (!undo.SpliceEvents(channel, 0, chan.GetNumEvents(), std::move(rest))) return {};
+        if (count > 0) {
+            undo.NoteInHistory();
+            AppendHistory(
+                fmt::format("\tDeleted {} rejected events from channel {}\r\n", count, ChannelName(channel)));
+        }
+    }
+    doc.UpdateAllViews(UpdateHint::events);
+    return fmt::format("{} event{} deleted from channel {}", count, count == 1 ? "" : "s",
+                       ChannelName(channel));
 }
 
 void CEventAnalRgnBase::DescribeRegion(ParamList& list) {

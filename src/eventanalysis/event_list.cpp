@@ -3,10 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 
 #include "document/native_writer.h"
-#include "document/undo.h"
 #include "eventanalysis/event_values.h"
 #include "host/user_numbers.h"
 #include "results/archive_output.h"
@@ -224,33 +222,7 @@ Findings CEventList::GetFindings() {
 }
 
 std::string CEventList::RejectFindings(const Findings& findings) {
-    const int channel = m_listed->block.channel1;
-    CDataDoc& doc = *Document();
-    const CEventChan& chan = doc.eventChannels[static_cast<size_t>(channel)];
-    std::map<std::pair<int32_t, int32_t>, int> rejected;
-    for (const Finding& finding : findings.rows)
-        if (finding.verdict == Verdict::rejected) ++rejected[{finding.onset, finding.offset}];
-    std::vector<CEventKM> rest;
-    for (const CEventKM& event : chan.Events()) {
-        const auto found = rejected.find({event.onPosition, event.offPosition});
-        if (found == rejected.end() || found->second == 0)
-            rest.push_back(event);
-        else
-            --found->second;
-    }
-    const int count = chan.GetNumEvents() - static_cast<int>(rest.size());
-    {
-        UndoScope undo(doc, "Delete rejected events");
-        if (!undo.SpliceEvents(channel, 0, chan.GetNumEvents(), std::move(rest))) return {};
-        if (count > 0) {
-            undo.NoteInHistory();
-            AppendHistory(
-                fmt::format("\tDeleted {} rejected events from channel {}\r\n", count, ChannelName(channel)));
-        }
-    }
-    doc.UpdateAllViews(UpdateHint::events);
-    return fmt::format("{} event{} deleted from channel {}", count, count == 1 ? "" : "s",
-                       ChannelName(channel));
+    return DeleteRejected(m_listed->block.channel1, findings);
 }
 
 void CEventList::SaveList() {
