@@ -131,9 +131,9 @@ def rhythms(program, demo, out):
     window.ask(quit=True, discard=True)
     window = start(program, f"{demo}/demo_gaps.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
-    rhythm = {"channel1": "c", "destination": "f", "slidingWindow": 5, "maxCv": 0.04}
+    rhythm = {"channel1": "c", "destination": "f", "slidingWindow": 5, "maxCv": 0.06}
     operation_picture(window, f"{out}/rhythm.png", "event-rhythm-detect", set=rhythm, run=True)
-    helper = {"channel1": "c", "destination": "g", "route": 0, "minimumOffTime": 0, "outlierLimit": 4}
+    helper = {"channel1": "c", "destination": "g", "route": 1, "minimumOffTime": 0, "outlierLimit": 1.8}
     operation_picture(window, f"{out}/rhythm-helper.png", "event-rhythm-helper", set=helper, run=True)
     window.ask(quit=True, discard=True)
 

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "document/native_writer.h"
+#include "document/sample_scan.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
 #include "numerics/rounding.h"
@@ -24,14 +25,15 @@ constexpr double longestTime = 1e9;  // ms
 constexpr int greatestDegree = 5;
 constexpr double topShare = 0.02;  // of the intervals
 constexpr size_t fewSourceEvents = 1000;
-constexpr const char* routeWords[] = {"min off/on of source", "Poisson surprise of source",
-                                      "channel as it stands"};
+constexpr const char* routeWords[] = {"hill-valley of trace", "min off/on of source",
+                                      "Poisson surprise of source", "channel as it stands"};
 
 ResultValue Finite(double value) { return std::isfinite(value) ? ResultValue(value) : ResultValue(); }
 
 }  // namespace
 
-CEventRhythmHelper::CEventRhythmHelper() : CEventAnalRgnBase(usesChannel1 | usesDestination | usesText) {
+CEventRhythmHelper::CEventRhythmHelper()
+    : CEventAnalRgnBase(usesChannel1 | usesTrace | usesDestination | usesText) {
     m_nDestination = 1;
     m_strDescription = "Rhythm";
 }
@@ -42,6 +44,9 @@ class CEventRhythmHelper::Job : public EventJob {
   public:
     PatternRoute route = PatternRoute::minOffOn;
     std::vector<EventTrain> trains;
+    HillRule hills;
+    int trace = 0;
+    std::vector<TraceStretch> pieces;  // of the region, for that route
     BurstFilter filter;
     PoissonSettings poisson;
     Pattern pattern;  // of the channel as it stands, for that route
@@ -53,9 +58,16 @@ class CEventRhythmHelper::Job : public EventJob {
     double limit = 5.0;
     std::vector<DoneFix> edits, fixes;
 
-    int64_t Samples() const override { return static_cast<int64_t>(source.size()); }
-    void Compute(SampleReader&, JobContext& context) override {
-        if (route != PatternRoute::asItStands) Fill(context);
+    int64_t Samples() const override {
+        int64_t samples = std::ssize(source);
+        for (const TraceStretch& piece : pieces) samples += piece.Count();
+        return samples;
+    }
+    void Compute(SampleReader& samples, JobContext& context) override {
+        if (route == PatternRoute::hillValley)
+            FindHillsIn(samples, context);
+        else if (route != PatternRoute::asItStands)
+            Fill(context);
         if (to != from) {
             PatternEdited edited = EditPattern(pattern, source, edit, from, to);
             if (!edited.refusal.empty()) throw JobRefused(edited.refusal);
@@ -67,6 +79,28 @@ class CEventRhythmHelper::Job : public EventJob {
     }
 
   private:
+    void FindHillsIn(SampleReader& samples, JobContext& context) {
+        const auto total = static_cast<uint64_t>(Samples());
+        ProgressScope progress(context, title, total, samplesAtOnce);
+        TurningPointSearch search(hills.kind == HillKind::valleys);
+        for (const TraceStretch& piece : pieces) {
+            search.StartAt(piece.start);
+            ScanSamples(samples, trace, piece.start, piece.Count(), [&](std::span<const float> block) {
+                search.Take(block);
+                progress.Step(block.size());
+                return true;
+            });
+        }
+        std::vector<TurningRun> runs = search.Finish();
+        for (TurningRun& run : runs) MergeFoothills(run, hills.mergeFoothills);
+        const auto read = [&](int64_t from, std::span<float> values) {
+            samples.ReadBlock(trace, from, values);
+        };
+        const auto goesOn = [&](size_t) { return progress.GoesOn(total); };
+        for (const Hill& hill : HillsOf(runs, hills, read, goesOn))
+            pattern.events.push_back({static_cast<int32_t>(hill.on), static_cast<int32_t>(hill.off),
+                                      static_cast<float>(hill.Height())});
+    }
     void Fill(JobContext& context) {
         ProgressScope progress(context, "Finding bursts", source.size(), fewSourceEvents);
         double before = 0.0;
@@ -105,18 +139,38 @@ bool CEventRhythmHelper::MayTakeLong(const std::vector<EventTrain>& trains) {
     return !isTop || GetHost().Confirm(longIntervalText);
 }
 
+void CEventRhythmHelper::TakeTrace(Job& job) const {
+    job.trace = m_nTrace;
+    job.hills.kind = static_cast<HillKind>(m_nDirection);
+    job.hills.upSlope = static_cast<double>(m_fUpSlope);
+    job.hills.downSlope = static_cast<double>(m_fDownSlope);
+    job.hills.from = static_cast<SlopeFrom>(m_nMeasureFrom);
+    job.hills.mergeFoothills = static_cast<double>(m_fMergeFoothills);
+    job.hills.excludeMolehills = static_cast<double>(m_fExcludeMolehills);
+    for (const SampleBlock& block : Block().Blocks())
+        for (const TraceStretch& stretch : UnbrokenStretches(*Document(), m_nTrace)) {
+            const TraceStretch piece{std::max<int64_t>(stretch.start, block.first),
+                                     std::min<int64_t>(stretch.end, int64_t{block.first} + block.length)};
+            if (piece.start < piece.end) job.pieces.push_back(piece);
+        }
+}
+
 std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {
     const CDataDoc& doc = *Document();
     auto job = std::make_unique<Job>();
     job->route = static_cast<PatternRoute>(m_nRoute);
     if (!RetrieveData()) return nullptr;
     const CEventChan& source = doc.eventChannels[static_cast<size_t>(m_nChannel1)];
-    if (!Is(PatternRoute::asItStands)) {
+    const bool readsSource = Is(PatternRoute::minOffOn) || Is(PatternRoute::poisson);
+    if (Is(PatternRoute::hillValley)) TakeTrace(*job);
+    if (readsSource) {
         if (source.GetNumEvents() == 0)
             throw JobRefused(IsAttended() ? fmt::format("{}\r\n\t{}: {}", doc.filePath.string(), Title(),
                                                         noSourceEventsText)
                                           : noSourceEventsText);
-        job->trains = TrainsOf(doc, Block());
+        CEventBlock block = Block();
+        block.parentTrace = GapTrace();
+        job->trains = TrainsOf(doc, block);
         if (Is(PatternRoute::poisson) && !MayTakeLong(job->trains)) return nullptr;
     }
     job->source = source.Events();
@@ -140,9 +194,10 @@ std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {
     job->reads.push_back(m_nChannel1);
     const bool keeps = Is(PatternRoute::asItStands);
     if (keeps) m_strLabel = RhythmChannel().channelLabel;
-    const int32_t filled = isPoisson ? methodPoissonSurprise : methodRhythmInEvents;
+    const int32_t other = isPoisson ? methodPoissonSurprise : methodRhythmInEvents;
+    const int32_t filled = Is(PatternRoute::hillValley) ? methodHillValley : other;
     job->method = keeps ? RhythmChannel().detectionMethod : filled;
-    AddTarget(*job, m_nDestination, keeps ? RhythmChannel().parentTrace : doc.GetParentTrace(m_nChannel1),
+    AddTarget(*job, m_nDestination, keeps ? RhythmChannel().parentTrace : GapTrace(),
               keeps ? RhythmChannel().channelComment : m_strDescription);
     return job;
 }
@@ -178,16 +233,21 @@ Pattern CEventRhythmHelper::PatternNow() const {
     Pattern pattern;
     const EventsByOnset events(RhythmChannel());
     for (int rank = 0; rank < events.Size(); ++rank) pattern.events.push_back(events[rank]);
-    const int parent = doc.GetParentTrace(m_nChannel1);
+    const int parent = GapTrace();
     if (!doc.HasNoData() && doc.traceCount > 0)
         pattern.stretches = UnbrokenStretches(doc, parent >= 0 && parent < doc.traceCount ? parent : 0);
     pattern.sampleInterval = doc.sampleInterval;
     return pattern;
 }
 
+int CEventRhythmHelper::GapTrace() const {
+    return Is(PatternRoute::hillValley) ? m_nTrace : Document()->GetParentTrace(m_nChannel1);
+}
+
 const CEventRhythmHelper::Analysed& CEventRhythmHelper::Now() {
     const std::vector<double> settings{static_cast<double>(m_nChannel1), static_cast<double>(m_nDestination),
-                                       static_cast<double>(m_nDegree), m_dOutlierLimit};
+                                       static_cast<double>(m_nDegree), m_dOutlierLimit,
+                                       static_cast<double>(GapTrace())};
     if (m_analysed && m_analysed->settings == settings) return *m_analysed;
     Analysed now{PatternNow(), {}, {}, settings};
     GetHost().Log("In CEventRhythmHelper::CalcFreqRobustTrendline()\n");
@@ -288,6 +348,14 @@ void CEventRhythmHelper::EditAtCursors(PatternEdit edit) {
 void CEventRhythmHelper::GetParamText(std::string& text) {
     CEventAnalRgnBase::GetParamText(text);
     switch (static_cast<PatternRoute>(m_nRoute)) {
+    case PatternRoute::hillValley:
+        text += fmt::format(
+            "Rhythm analysis helper: Hill-valley analysis\r\nParent trace: {}\r\nDirection: {}\r\n"
+            "Slope thresh %: up = {:.1f}, down = {:.1f}\r\nFrom: {}\r\nAmp filter: merge foothills "
+            "{:.3f}, exclude molehills {:.3f}\r\n",
+            m_nTrace + 1, m_nDirection == 0 ? "peaks" : "troughs", m_fUpSlope, m_fDownSlope,
+            m_nMeasureFrom == 0 ? "centre" : "edge", m_fMergeFoothills, m_fExcludeMolehills);
+        break;
     case PatternRoute::minOffOn:
         text += fmt::format(
             "Rhythm analysis helper: Time filter\r\n\tMinimum off time = {:f}\r\n\tMinimum on time = "
@@ -504,9 +572,11 @@ void CEventRhythmHelper::Describe(ParamList& list) {
 void CEventRhythmHelper::DescribeRoute(ParamList& list) {
     list.Group("Pattern");
     list.Choice("route", "Route", m_nRoute, {std::begin(routeWords), std::end(routeWords)})
-        .Tip("How the rhythm channel is filled: by joining source events with short gaps; by bursts of "
+        .Tip("How the rhythm channel is filled: by the hills or valleys of the trace; by joining source "
+             "events with short gaps; by bursts of "
              "source events; "
              "or not at all");
+    DescribeHills(list);
     const auto joins = [this] { return Is(PatternRoute::minOffOn); };
     list.Number("minimumOffTime", "Minimum off time", m_dMinimumOff)
         .Unit("ms")
@@ -536,6 +606,38 @@ void CEventRhythmHelper::DescribeRoute(ParamList& list) {
         .EnabledIf(isPoisson);
 }
 
+void CEventRhythmHelper::DescribeHills(ParamList& list) {
+    const auto isHills = [this] { return Is(PatternRoute::hillValley); };
+    list.Find("trace")->EnabledIf(isHills);
+    list.Choice("direction", "Direction", m_nDirection, {"peaks", "troughs"})
+        .Buttons()
+        .Tip("Hills of the trace; Valleys of the trace")
+        .EnabledIf(isHills);
+    list.Number("upSlope", "Up slope", m_fUpSlope)
+        .Unit("%")
+        .Limits(0.0, 100.0)
+        .Tip("Threshold for start of hill (0 = preceding trough, 100 = current peak)")
+        .EnabledIf(isHills);
+    list.Number("downSlope", "Down slope", m_fDownSlope)
+        .Unit("%")
+        .Limits(0.0, 100.0)
+        .Tip("Threshold for end of hill (0 = following trough, 100 = current peak)")
+        .EnabledIf(isHills);
+    list.Choice("measureFrom", "Measure from", m_nMeasureFrom, {"centre", "edge"})
+        .Buttons()
+        .Tip("Measure the slope fraction defining event start/end from the peak; Measure the slope fraction "
+             "defining "
+             "event start/end from the two valleys surrounding the peak")
+        .EnabledIf(isHills);
+    const auto height = [&](const char* key, const char* label, float& value, const char* tip) {
+        list.Number(key, label, value).Limits(0.0, mostFloat).Tip(tip).EnabledIf(isHills);
+    };
+    height("mergeFoothills", "Merge foothills", m_fMergeFoothills,
+           "Hills whose shorter side is lower than this become part of their neighbours");
+    height("excludeMolehills", "Exclude molehills", m_fExcludeMolehills,
+           "Hills of which a side is lower than this are left out");
+}
+
 void CEventRhythmHelper::DescribeEditing(ParamList& list) {
     list.Group("Manual editing");
     list.Action("addAtCursors", "New event", [this] { EditAtCursors(PatternEdit::add); })
@@ -561,6 +663,12 @@ void CEventRhythmHelper::Serialize(CArchive& archive) {
     ExchangeVersion(archive, helperVersion, ClassName());
     Exchange(archive, m_bAppendParams);
     Exchange(archive, m_nRoute);
+    Exchange(archive, m_nDirection);
+    Exchange(archive, m_fUpSlope);
+    Exchange(archive, m_fDownSlope);
+    Exchange(archive, m_nMeasureFrom);
+    Exchange(archive, m_fMergeFoothills);
+    Exchange(archive, m_fExcludeMolehills);
     Exchange(archive, m_dMinimumOff);
     Exchange(archive, m_dMinimumOn);
     Exchange(archive, m_fSurprise);

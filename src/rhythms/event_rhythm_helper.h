@@ -3,6 +3,7 @@
 // and duration against time with robust trends, lists what does not follow them, and mends it: by itself, one
 // by one, or by hand between two cursors.
 
+#include "detection/hills.h"
 #include "eventanalysis/event_anal_rgn_base.h"
 #include "rhythms/event_train.h"
 #include "rhythms/pattern_trend.h"
@@ -16,7 +17,7 @@ inline constexpr const char* twoCursorsText = "You should have 2 vertical cursor
                                               "events that you want to include in the destination "
                                               "burst.";
 
-enum class PatternRoute { minOffOn = 0, poisson = 1, asItStands = 2 };
+enum class PatternRoute { hillValley = 0, minOffOn = 1, poisson = 2, asItStands = 3 };
 
 class CEventRhythmHelper : public CEventAnalRgnBase {
   public:
@@ -41,7 +42,11 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
     std::string RejectFindings(const Findings& findings) override;
 
     int32_t m_nRoute = static_cast<int32_t>(PatternRoute::minOffOn);
-    double m_dMinimumOff = 100.0, m_dMinimumOn = 0.0;  // ms
+    int32_t m_nDirection = static_cast<int32_t>(HillKind::hills);
+    float m_fUpSlope = 50.0f, m_fDownSlope = 50.0f;  // %
+    int32_t m_nMeasureFrom = static_cast<int32_t>(SlopeFrom::centre);
+    float m_fMergeFoothills = 0.0f, m_fExcludeMolehills = 0.0f;  // in the units of the trace
+    double m_dMinimumOff = 100.0, m_dMinimumOn = 0.0;            // ms
     float m_fSurprise = 2.0f;
     float m_fMaxInBurst = 100.0f;  // ms
     int32_t m_nMinEvents = 3;
@@ -77,9 +82,13 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
         return Document()->eventChannels[static_cast<size_t>(m_nDestination)];
     }
     Pattern PatternNow() const;
+    // The trace that the route reads, or that the source comes from.
+    int GapTrace() const;
+    void TakeTrace(Job& job) const;
     const Analysed& Now();
     bool MayTakeLong(const std::vector<EventTrain>& trains);
     void DescribeRoute(ParamList& list);
+    void DescribeHills(ParamList& list);
     void DescribeEditing(ParamList& list);
     std::string FixLines(std::span<const DoneFix> fixes) const;
     // Puts other events into the rhythm channel, as a step with these lines. False where it is locked.

@@ -268,7 +268,7 @@ TEST_F(EventGroupTest, HelperFillsAndMends) {
     for (const int at : {0, 10, 20}) spans.emplace_back(5120 + at, 5121 + at);
     std::ranges::sort(spans);
     Fill(0, spans);
-    for (const char* route : {"0", "1"}) {
+    for (const char* route : {"1", "2"}) {
         SCOPED_TRACE(route);
         CEventRhythmHelper helper;
         Settings settings = With({{"route", route},
@@ -297,13 +297,32 @@ TEST_F(EventGroupTest, HelperFillsAndMends) {
     }
 }
 
+TEST_F(EventGroupTest, HelperTakesTheHillsOfATrace) {
+    // Triangles of 100 samples, of which half of each slope lies from 25 to 75, with a gap within one.
+    std::vector<float> samples;
+    for (int i = 0; i < 9000; ++i) samples.push_back(static_cast<float>(std::min(i % 100, 100 - i % 100)));
+    doc = MemoryDoc::MakeWithRuns(session, {samples}, {{450, 1000, 8550}}, 0.5);
+    CEventRhythmHelper helper;
+    ASSERT_EQ(Run(helper, With({{"route", "0"}})), "");
+    const Spans found = Found(1);
+    ASSERT_GT(found.size(), 80u);
+    EXPECT_EQ(found[0], (std::pair{126, 175}));
+    for (const auto& [on, off] : found) {
+        EXPECT_FALSE(on < 1450 && off > 450);
+        EXPECT_EQ(off - on, 49);
+    }
+    EXPECT_TRUE(helper.GetFindings().rows.empty());
+    EXPECT_EQ(Chan(1).detectionMethod, methodHillValley);
+    EXPECT_EQ(Chan(1).parentTrace, 0);
+}
+
 TEST_F(EventGroupTest, HelperFixesWhatIsRejected) {
     Spans spans;
     for (int cycle = 0; cycle < 30; ++cycle)
         if (cycle != 10 && cycle != 20) spans.emplace_back(OnsetOf(cycle), OnsetOf(cycle) + 40 + cycle % 3);
     Fill(1, spans);
     CEventRhythmHelper helper;
-    Set(helper, With({{"route", "2"}, {"outlierLimit", "10"}}));
+    Set(helper, With({{"route", "3"}, {"outlierLimit", "10"}}));
     Findings outliers = helper.GetFindings();
     ASSERT_EQ(outliers.rows.size(), 2u);
     outliers.rows[1].verdict = Verdict::rejected;
@@ -317,7 +336,7 @@ TEST_F(EventGroupTest, HelperFixesWhatIsRejected) {
 TEST_F(EventGroupTest, HelperEditsByARunAndExportsTheFit) {
     Fill(1, {{100, 110}, {200, 210}, {300, 310}, {390, 400}, {500, 510}});
     CEventRhythmHelper helper;
-    const Settings merge = With({{"route", "2"}, {"mergeFrom", "149"}, {"mergeTo", "201"}});
+    const Settings merge = With({{"route", "3"}, {"mergeFrom", "149"}, {"mergeTo", "201"}});
     ASSERT_EQ(Run(helper, merge), "");
     EXPECT_EQ(Found(1), (Spans{{100, 110}, {200, 210}, {300, 400}, {500, 510}}));
     EXPECT_NE(doc->historyLog.find("Merge event 3 with following in channel b\r\n"), std::string::npos);
