@@ -141,6 +141,10 @@ std::optional<BatchOrder> OrderBatch(BatchDocuments& documents, const Operation&
         documents.GetSession().host.Failure(noViewText);
         return {};
     }
+    if (const std::string fault = dialog.BatchFault(); !fault.empty()) {
+        documents.GetSession().host.Failure(fault);
+        return {};
+    }
     if (operation.className == insertingClass)
         documents.GetSession().host.Notice("batchInserts", "Batch Processing", insertingText);
     return Ask(ListOfOne(operation, dialog), documents, true);

@@ -54,7 +54,7 @@ std::string CMultiBatch::SeveralFilesFault() const {
 std::string CMultiBatch::ItemFault(const CBatchBaseDlg& block) {
     if (block.WhatItAffects() == Affects::newRecording || !block.NeedsRecording())
         return fmt::format("{} works on no recording and cannot stand in a list.", block.ClassName());
-    return {};
+    return block.BatchFault();
 }
 
 std::unique_ptr<CBatchBaseDlg> ReadItem(CArchive& archive, const std::string& className) {
@@ -70,6 +70,7 @@ std::unique_ptr<CBatchBaseDlg> ReadItem(CArchive& archive, const std::string& cl
     }
     if (const std::string fault = SettingsFault(*item); !fault.empty())
         throw ArchiveError(fmt::format(damagedItemText, className, fault));
+    if (const std::string fault = item->BatchFault(); !fault.empty()) throw ArchiveError(fault);
     item->SettingsWereChosen();
     return item;
 }

@@ -38,6 +38,7 @@
 #include "rhythms/event_burst_detect.h"
 #include "rhythms/event_rhythm_detect.h"
 #include "rhythms/event_rhythm_helper.h"
+#include "templates/pattern_recognition.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/change_timebase.h"
 #include "transforms/debuzz.h"
@@ -190,6 +191,8 @@ std::span<const Operation> Operations() {
          "Makes an event of each stretch in which events follow each other at regular intervals", Make<CEventRhythmDetect>},
         {"CEventRhythmHelper", groupMenu, "Rhythm analysis &helper...",
          "Makes a channel of pattern events, follows their frequency and duration, and mends those that do not fit", Make<CEventRhythmHelper>},
+        {"CPatternRecognition", detectMenu, "Template Re&cognition...",
+         "Makes an event of each place in a trace where the signal resembles a captured waveform", Make<CPatternRecognition>},
         {"CEventLogic", logicMenu, "Event &logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
         {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
          "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},

@@ -11,6 +11,9 @@
 
 namespace kymora {
 
+// For the log.
+inline constexpr const char* noTemporaryNameText = "Couldn't allocate unique temporary file name\n";
+
 // What `target` was to be replaced by stands beside it under a name of its own, since another program changed
 // the target meanwhile. The text names both.
 class ResultKept : public FileError {

@@ -9,9 +9,6 @@
 
 namespace kymora {
 
-// For the log.
-inline constexpr const char* noTemporaryNameText = "Couldn't allocate unique temporary file name\n";
-
 // Each run is a file without a name in a folder, which goes when the run goes, also by a kill. The sources of
 // a run must not outlive it, and the runs not the file system.
 class TemporaryScratch : public ScratchRoom {

@@ -11,14 +11,14 @@ namespace {
 
 // Results to be made: to[i] is the sum of coefficients[j] x samples[i + j], where j goes on by `step` from
 // what the pointers name.
-template <typename Number>
+template <typename Number, typename To = float>
 struct Dots {
     const Number* coefficients;
     size_t length;
     ptrdiff_t step;
     const Number* samples;
     double scale;
-    float* to;
+    To* to;
     size_t count;
 };
 
@@ -50,8 +50,8 @@ namespace avx512_lanes {
 #endif
 
 // The widest vectors take what fills their tiles, narrower ones the most of what is left.
-template <typename Number>
-void AllDots(const Dots<Number>& dots, InstructionSet widest) {
+template <typename Number, typename To>
+void AllDots(const Dots<Number, To>& dots, InstructionSet widest) {
     size_t at = 0;
 #if defined(__x86_64__)
     if (widest >= InstructionSet::avx512) at = avx512_lanes::Tiles(dots, at);
@@ -69,7 +69,7 @@ void AllDots(const Dots<Number>& dots, InstructionSet widest) {
         const Number* sample = dots.samples + at;
         for (size_t j = 0; j < dots.length; ++j, coefficient += dots.step, sample += dots.step)
             sum += *coefficient * *sample;
-        dots.to[at] = static_cast<float>(sum * static_cast<Number>(dots.scale));
+        dots.to[at] = static_cast<To>(sum * static_cast<Number>(dots.scale));
     }
 }
 
@@ -80,8 +80,8 @@ constexpr size_t convertedAtOnce = 2048;  // results whose samples stay in the p
 void WindowDots(std::span<const float> coefficients, std::span<const float> samples, std::span<float> to,
                 InstructionSet widest) {
     if (to.empty()) return;
-    AllDots<float>({coefficients.data(), coefficients.size(), 1, samples.data(), 1.0, to.data(), to.size()},
-                   widest);
+    AllDots<float, float>(
+        {coefficients.data(), coefficients.size(), 1, samples.data(), 1.0, to.data(), to.size()}, widest);
 }
 
 // The samples are made doubles once, and not anew for each coefficient.
@@ -99,10 +99,17 @@ void WindowDots(std::span<const double> coefficients, std::span<const float> sam
     for (size_t done = 0; done < to.size(); done += convertedAtOnce) {
         const size_t count = std::min(convertedAtOnce, to.size() - done);
         std::ranges::copy(samples.subspan(done, count + length - 1), wide.begin());
-        AllDots<double>({coefficients.data() + first, length, isForward ? 1 : -1, wide.data() + first, scale,
-                         to.data() + done, count},
-                        widest);
+        AllDots<double, float>({coefficients.data() + first, length, isForward ? 1 : -1, wide.data() + first,
+                                scale, to.data() + done, count},
+                               widest);
     }
+}
+
+void WindowDots(std::span<const double> coefficients, std::span<const double> samples, std::span<double> to,
+                InstructionSet widest) {
+    if (to.empty()) return;
+    AllDots<double, double>(
+        {coefficients.data(), coefficients.size(), 1, samples.data(), 1.0, to.data(), to.size()}, widest);
 }
 
 }  // namespace kymora

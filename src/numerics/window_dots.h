@@ -24,4 +24,8 @@ void WindowDots(std::span<const double> coefficients, std::span<const float> sam
                 std::span<float> to, DotOrder order = DotOrder::oldestFirst,
                 InstructionSet widest = WidestInstructionSet());
 
+// The same with samples and results in double precision.
+void WindowDots(std::span<const double> coefficients, std::span<const double> samples, std::span<double> to,
+                InstructionSet widest = WidestInstructionSet());
+
 }  // namespace kymora

@@ -139,6 +139,8 @@ class CBatchBaseDlg {
     // and writes what it has found. Refused while an edit of the recording is under way.
     bool Conclude(OperationJob& job, const std::function<void(JobContext&)>& compute);
     virtual Affects WhatItAffects() const { return Affects::events; }
+    // Why it may not stand in a batch with the settings that it has; empty when it may.
+    virtual std::string BatchFault() const { return {}; }
     // False for one that reads a table in its place: the file of its parameter `file`. It then runs on a
     // document without anything in it, where there is no recording.
     virtual bool NeedsRecording() const { return true; }

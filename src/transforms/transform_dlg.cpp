@@ -10,6 +10,7 @@
 #include "host/quiet_host.h"
 #include "host/user_numbers.h"
 #include "numerics/rounding.h"
+#include "transforms/data_transform.h"
 
 namespace kymora {
 
@@ -282,6 +283,23 @@ void CTransformTraceWindowDlg::DescribeHalfWindow(ParamList& list, std::function
 
 Field& CTransformTraceWindowDlg::DescribeIterations(ParamList& list, int least) {
     return list.Integer("iterations", "Iterations", m_nIterations).Limits(least, greatestIterations);
+}
+
+// --- writing ---
+
+WrittenFile CTransformDlg::WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) {
+    m_bNewFile = keepsSource;
+    return WriteRecordingFile(*this, session, path,
+                              [this](CArchive& archive, const std::filesystem::path& target) {
+                                  return WriteRecording(archive, target);
+                              });
+}
+
+CTransformDlg::Written CTransformTraceDlg::WriteRecording(CArchive& archive,
+                                                          const std::filesystem::path& target) {
+    CDataTransform engine(*Document(), target.parent_path());
+    if (!engine.ApplyTraceTransform(archive, *this)) return {false, engine.FailureNote()};
+    return {true, {}, engine.History(), engine.Steps()};
 }
 
 }  // namespace kymora

@@ -12,8 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "document/history_steps.h"
-#include "operations/batch_base_dlg.h"
+#include "operations/write_recording.h"
 #include "transforms/preview_host.h"
 #include "transforms/transform_run.h"
 
@@ -56,13 +55,7 @@ class CTransformDlg : public CBatchBaseDlg {
     bool m_bAllowNewFile = true;  // m_bNewFile may be chosen
 
   protected:
-    // What an engine has written.
-    struct Written {
-        bool isDone = false;
-        std::string note{};     // the reason of a silent failure
-        std::string history{};  // as the file has it, with the steps that belong to it
-        HistorySteps steps{};
-    };
+    using Written = WrittenRecording;
     // Writes the result as a native file. `target` is where it will stand; scratch files go beside it. Where
     // it is not done, what was written is of no use, and the user was told but for what the note says. Throws
     // FileError and Cancelled.

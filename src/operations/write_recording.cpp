@@ -1,17 +1,12 @@
-// A transform from a recording to a file: written beside its place under a name of its own, and put there in
-// one step when all of it has reached the disk.
+#include "operations/write_recording.h"
 
 #include <fmt/format.h>
 
 #include <optional>
 
-#include "document/history_steps.h"
 #include "document/native_writer.h"
 #include "document/save_journal.h"
 #include "document/temporary_file.h"
-#include "kernels/temporary_scratch.h"
-#include "transforms/data_transform.h"
-#include "transforms/transform_dlg.h"
 
 namespace kymora {
 
@@ -27,19 +22,13 @@ bool IsOwnFile(CDataDoc& doc, const std::filesystem::path& target) {
 
 }  // namespace
 
-CTransformDlg::Written CTransformTraceDlg::WriteRecording(CArchive& archive,
-                                                          const std::filesystem::path& target) {
-    CDataTransform engine(*Document(), target.parent_path());
-    if (!engine.ApplyTraceTransform(archive, *this)) return {false, engine.FailureNote()};
-    return {true, {}, engine.History(), engine.Steps()};
-}
-
-WrittenFile CTransformDlg::WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) {
-    m_bNewFile = keepsSource;
-    CDataDoc& doc = *Document();
+WrittenFile
+WriteRecordingFile(CBatchBaseDlg& operation, Session& session, const std::filesystem::path& path,
+                   const std::function<WrittenRecording(CArchive&, const std::filesystem::path&)>& write) {
+    CDataDoc& doc = *operation.Document();
     FileSystem& files = session.files;
-    if (const std::string fault = Validate(); !fault.empty()) {
-        Refuse(fault);
+    if (const std::string fault = operation.Validate(); !fault.empty()) {
+        operation.Refuse(fault);
         return {};
     }
     // Where the name is a link, the file that it leads to is replaced, not the link.
@@ -53,12 +42,12 @@ WrittenFile CTransformDlg::WriteFile(Session& session, const std::filesystem::pa
     } catch (const FileError& error) {
         session.host.Log(noTemporaryNameText);
         session.host.Log(fmt::format("Could not open temporary file {}\n", error.what()));
-        Refuse(fmt::format("{}\n{}", noTemporaryOutputText, error.what()));
+        operation.Refuse(fmt::format("{}\n{}", noTemporaryOutputText, error.what()));
         return {};
     }
     try {
         CArchive archive(output->File(), CArchive::Mode::store, 0, outputBuffer);
-        const Written written = WriteRecording(archive, target);
+        const WrittenRecording written = write(archive, target);
         if (!written.isDone) return {false, written.note};
         archive.Close();
         TellJournalSetAside(session, target);
@@ -70,16 +59,16 @@ WrittenFile CTransformDlg::WriteFile(Session& session, const std::filesystem::pa
     } catch (const Cancelled&) {
         throw;
     } catch (const ResultKept& error) {
-        Refuse(error.what());
+        operation.Refuse(error.what());
         return {};
     } catch (const std::exception& error) {
         if (output->HasMoved()) {
             // What is left to do behind the rename concerns no byte of the result.
-            Refuse(fmt::format("The transform was done.\n{}", error.what()));
+            operation.Refuse(fmt::format("The transform was done.\n{}", error.what()));
             return {true, {}};
         }
-        Refuse("The transform was not done. The recording is as it was.\n" +
-               output->InWordsOfUser(error.what(), path));
+        operation.Refuse("The transform was not done. The recording is as it was.\n" +
+                         output->InWordsOfUser(error.what(), path));
         return {};
     }
 }

@@ -1,0 +1,183 @@
+#include "templates/template_measures.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "numerics/radix2_fft.h"
+#include "numerics/window_distances.h"
+#include "numerics/window_dots.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr double leastSquaredError = 1e-6;
+constexpr size_t leastTransform = 4096, binsPerTransform = 4;
+// A bound on sums that rounding cannot take below an error that counts.
+constexpr double limitMargin = 1.0 + 1e-6;
+// A criterion from a transform is this near to the one summed in full where both are of one size.
+constexpr float nearThreshold = 1e-3f;
+
+std::vector<double> Widened(std::span<const float> values) { return {values.begin(), values.end()}; }
+
+}  // namespace
+
+double PeakToPeak(std::span<const float> values) {
+    if (values.empty()) return 0.0;
+    const auto [least, greatest] = std::ranges::minmax(values);
+    return double{greatest} - double{least};
+}
+
+// --- the error ---
+
+TemplateError::TemplateError(std::span<const float> values)
+    : row_(Widened(values)),
+      percent_(static_cast<double>(values.size()) * PeakToPeak(values) / 2.0 / 100.0) {}
+
+void TemplateError::Measure(std::span<const float> samples, std::span<float> to, float limit) {
+    if (to.empty()) return;
+    wide_.assign(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(to.size() + row_.size() - 1));
+    sums_.resize(to.size());
+    WindowDistances(row_, wide_, sums_, double{limit} * percent_ * limitMargin);
+    for (size_t k = 0; k < to.size(); ++k) to[k] = static_cast<float>(sums_[k] / percent_);
+}
+
+// The median is nearest to all values.
+float TemplateError::OfFlatWindow() const {
+    std::vector<double> sorted = row_;
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::ranges::nth_element(sorted, middle);
+    double sum = 0.0;
+    for (const double value : row_) sum += std::abs(value - *middle);
+    return static_cast<float>(sum / percent_);
+}
+
+// --- the scaled template ---
+//
+// With the mean taken off the template, its sum is zero, and scale, offset and squared error of the least
+// squares fit need the window's dot product with it, its sum and its sum of squares alone. What is common to
+// all samples is taken off them first, since it would take digits from the sums.
+
+ScaledTemplate::ScaledTemplate(std::span<const float> values) : unit_(Widened(values)) {
+    const double height = PeakToPeak(values);
+    unitMean_ = 0.0;
+    for (double& value : unit_) unitMean_ += value /= height;
+    unitMean_ /= static_cast<double>(unit_.size());
+    squares_ = 0.0;
+    for (const double value : unit_) {
+        centred_.push_back(value - unitMean_);
+        squares_ += centred_.back() * centred_.back();
+    }
+}
+
+float ScaledTemplate::Criterion(const Sums& sums, bool& isAtFloor) const {
+    const auto bins = static_cast<double>(unit_.size());
+    const double scale = sums.dot / squares_;
+    const double varied = sums.squares - sums.sum * sums.sum / bins;
+    const double squaredError = varied - scale * sums.dot;
+    isAtFloor = !(squaredError >= leastSquaredError);
+    return static_cast<float>(scale /
+                              std::sqrt((isAtFloor ? leastSquaredError : squaredError) / (bins - 1.0)));
+}
+
+TemplateFit ScaledTemplate::FitOf(std::span<const float> window) const {
+    const auto bins = static_cast<double>(unit_.size());
+    double mean = 0.0;
+    for (const float value : window) mean += value;
+    mean /= bins;
+    Sums sums;
+    for (size_t i = 0; i < window.size(); ++i) {
+        const double value = window[i] - mean;
+        sums.dot += centred_[i] * value;
+        sums.sum += value;
+        sums.squares += value * value;
+    }
+    TemplateFit fit;
+    fit.scale = sums.dot / squares_;
+    fit.offset = mean + sums.sum / bins - fit.scale * unitMean_;
+    bool isAtFloor = false;
+    fit.criterion = Criterion(sums, isAtFloor);
+    return fit;
+}
+
+void ScaledTemplate::Measure(std::span<const float> samples, std::span<float> to, float exactAbove) {
+    for (size_t done = 0; done < to.size(); done += stepsSummed) {
+        const size_t count = std::min(stepsSummed, to.size() - done);
+        MeasureSome(samples.subspan(done, count + unit_.size() - 1), to.subspan(done, count), exactAbove);
+    }
+}
+
+void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove) {
+    const size_t bins = unit_.size();
+    double middle = 0.0;
+    for (const float value : samples) middle += value;
+    middle /= static_cast<double>(samples.size());
+    wide_.resize(samples.size());
+    for (size_t i = 0; i < samples.size(); ++i) wide_[i] = samples[i] - middle;
+    dots_.resize(to.size());
+    FindDots(to.size());
+
+    const float near = exactAbove - nearThreshold * (1.0f + std::abs(exactAbove));
+    Sums sums;
+    for (size_t i = 0; i + 1 < bins; ++i) {
+        sums.sum += wide_[i];
+        sums.squares += wide_[i] * wide_[i];
+    }
+    for (size_t k = 0; k < to.size(); ++k) {
+        const double newest = wide_[k + bins - 1], oldest = wide_[k];
+        sums.sum += newest;
+        sums.squares += newest * newest;
+        sums.dot = dots_[k];
+        bool isAtFloor = false;
+        to[k] = Criterion(sums, isAtFloor);
+        if (bins > mostDirectBins && to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
+        atFloor_ += isAtFloor ? 1 : 0;
+        sums.sum -= oldest;
+        sums.squares -= oldest * oldest;
+    }
+    measured_ += std::ssize(to);
+}
+
+// Two stretches go through one transform, as its real and its imaginary part.
+void ScaledTemplate::FindDots(size_t count) {
+    const size_t bins = unit_.size();
+    if (bins <= mostDirectBins) return WindowDots(centred_, wide_, std::span(dots_).first(count));
+    if (length_ == 0) {
+        length_ = std::max(leastTransform, std::bit_ceil(binsPerTransform * bins));
+        spectrumRe_.assign(length_, 0.0);
+        spectrumIm_.assign(length_, 0.0);
+        std::ranges::copy(centred_, spectrumRe_.begin());
+        Radix2Fft::Of(length_)->Forward(spectrumRe_, spectrumIm_);
+        re_.resize(length_);
+        im_.resize(length_);
+    }
+    const auto plan = Radix2Fft::Of(length_);
+    const size_t results = length_ - bins + 1;
+    const auto take = [&](size_t from, std::vector<double>& to) {
+        const size_t size = from < wide_.size() ? std::min(length_, wide_.size() - from) : 0;
+        std::copy_n(wide_.begin() + static_cast<std::ptrdiff_t>(std::min(from, wide_.size())), size,
+                    to.begin());
+        std::fill(to.begin() + static_cast<std::ptrdiff_t>(size), to.end(), 0.0);
+    };
+    const auto give = [&](size_t at, const std::vector<double>& from) {
+        if (at < count)
+            std::copy_n(from.begin(), std::min(results, count - at),
+                        dots_.begin() + static_cast<std::ptrdiff_t>(at));
+    };
+    for (size_t at = 0; at < count; at += 2 * results) {
+        take(at, re_);
+        take(at + results, im_);
+        plan->Forward(re_, im_);
+        for (size_t i = 0; i < length_; ++i) {
+            const double re = re_[i], im = im_[i];
+            re_[i] = re * spectrumRe_[i] + im * spectrumIm_[i];
+            im_[i] = im * spectrumRe_[i] - re * spectrumIm_[i];
+        }
+        plan->Inverse(re_, im_);
+        give(at, re_);
+        give(at + results, im_);
+    }
+}
+
+}  // namespace kymora

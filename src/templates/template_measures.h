@@ -1,0 +1,84 @@
+#pragma once
+// How much a stretch of samples resembles a template, for each place of a sliding window: the error of
+// fixed and adaptive templates, and the criterion of an optimally scaled one (J. D. Clements and
+// J. M. Bekkers, "Detection of spontaneous synaptic events with an optimally scaled template", Biophysical
+// Journal 73, 1997). All sums are double; the results are single precision.
+
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace kymora {
+
+// Steps whose running sums have one beginning.
+inline constexpr size_t stepsSummed = 32768;
+
+// Greatest less smallest.
+double PeakToPeak(std::span<const float> values);
+
+// The error in percent: the sum of the absolute differences over the triangular area of the template, which
+// is (bins x (max - min) / 2).
+class TemplateError {
+  public:
+    // The values vary.
+    explicit TemplateError(std::span<const float> values);
+
+    // to[k] is the error of the window that begins at samples[k]; `samples` holds to.size() + bins - 1
+    // values. Where it is not below `limit` (percent), infinity may stand in its place.
+    void Measure(std::span<const float> samples, std::span<float> to,
+                 float limit = std::numeric_limits<float>::infinity());
+    // Of a window without any signal: the least error of any constant.
+    float OfFlatWindow() const;
+
+  private:
+    std::vector<double> row_;
+    double percent_;  // of the area
+    std::vector<double> wide_, sums_;
+};
+
+// The template scaled and shifted onto a window.
+struct TemplateFit {
+    double scale = 0.0;   // of the template over its peak-to-peak value: in units of the data
+    double offset = 0.0;  // units of the data
+    float criterion = 0.0f;
+};
+
+class ScaledTemplate {
+  public:
+    // The values vary.
+    explicit ScaledTemplate(std::span<const float> values);
+
+    // Above so many bins the criteria come from Fourier transforms.
+    static constexpr size_t mostDirectBins = 256;
+
+    // to[k] is the criterion of the window that begins at samples[k]; `samples` holds to.size() + bins - 1
+    // values. Those above `exactAbove` are summed in full, however long the template is.
+    void Measure(std::span<const float> samples, std::span<float> to, float exactAbove);
+    TemplateFit FitOf(std::span<const float> window) const;
+    // The template as it is fitted: each value is scale x Unit()[i] + offset.
+    std::span<const double> Unit() const { return unit_; }
+
+    // Of the windows measured so far, those whose squared error was held to its least value.
+    int64_t CountAtFloor() const { return atFloor_; }
+    int64_t CountMeasured() const { return measured_; }
+
+  private:
+    struct Sums {
+        double dot = 0.0, sum = 0.0, squares = 0.0;  // of the window less `middle_`
+    };
+    float Criterion(const Sums& sums, bool& isAtFloor) const;
+    void MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove);
+    void FindDots(size_t count);
+
+    std::vector<double> unit_;     // over peak-to-peak
+    std::vector<double> centred_;  // the same less its mean
+    double unitMean_, squares_;    // of centred_
+    std::vector<double> wide_, dots_;
+    // The spectrum of centred_, for long templates.
+    size_t length_ = 0;
+    std::vector<double> spectrumRe_, spectrumIm_, re_, im_;
+    int64_t atFloor_ = 0, measured_ = 0;
+};
+
+}  // namespace kymora

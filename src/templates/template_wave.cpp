@@ -1,0 +1,161 @@
+#include "templates/template_wave.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "document/trace_stretches.h"
+#include "numerics/interpolate_fft.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* damagedTemplateText = "The template that is stored with event chan {} is damaged.";
+
+TraceStretch StretchAround(const CDataDoc& doc, const CaptureSpan& span) {
+    const int64_t first = span.first, end = first + span.length;
+    for (const TraceStretch& stretch : UnbrokenStretches(doc, span.trace))
+        if (first >= stretch.start && end <= stretch.end) return stretch;
+    throw TemplateFault(brokenCaptureText);
+}
+
+// With the values at the ends of the stretch, or of the finite samples, in the place of those behind.
+std::vector<float> ReadWithSpare(CDataDoc& doc, const CaptureSpan& span, int spare) {
+    const TraceStretch stretch = StretchAround(doc, span);
+    const int64_t first = int64_t{span.first} - spare, count = int64_t{span.length} + 2 * int64_t{spare};
+    std::vector<float> samples(static_cast<size_t>(count));
+    const int64_t from = std::max(first, stretch.start), end = std::min(first + count, stretch.end);
+    doc.ReadBlock(
+        span.trace, from,
+        std::span(samples).subspan(static_cast<size_t>(from - first), static_cast<size_t>(end - from)));
+    const auto isFinite = [](float x) { return std::isfinite(x); };
+    const auto begin = samples.begin() + spare, last = samples.end() - spare;
+    if (!std::all_of(begin, last, isFinite)) throw TemplateFault(brokenCaptureText);
+    for (int64_t i = spare; i-- > 0;) {
+        auto& value = samples[static_cast<size_t>(i)];
+        if (first + i < from || !isFinite(value)) value = samples[static_cast<size_t>(i) + 1];
+    }
+    for (int64_t i = count - spare; i < count; ++i) {
+        auto& value = samples[static_cast<size_t>(i)];
+        if (first + i >= end || !isFinite(value)) value = samples[static_cast<size_t>(i) - 1];
+    }
+    return samples;
+}
+
+void CheckSize(int64_t length, int multiplier) {
+    if (!IsRaise(multiplier)) throw TemplateFault(raiseFaultText);
+    if (length * multiplier > mostTemplateValues)
+        throw TemplateFault(fmt::format(longCaptureText, length * multiplier, mostTemplateValues));
+}
+
+}  // namespace
+
+bool TemplateWave::IsOf(const CDataDoc& doc, int itsTrace) const {
+    return start >= 0 && trace == itsTrace && recording == doc.filePath.filename().string();
+}
+
+void TemplateWave::Exchange(CArchive& archive) {
+    if (archive.IsStoring()) {
+        archive.Write<int32_t>(static_cast<int32_t>(values.size()));
+    } else {
+        values.resize(archive.ReadItemCount(sizeof(float), "template points"));
+    }
+    for (float& value : values) kymora::Exchange(archive, value);
+    for (int32_t* number : {&multiplier, &spareBins, &length, &start, &trace})
+        kymora::Exchange(archive, *number);
+    kymora::Exchange(archive, startMs);
+    kymora::Exchange(archive, endMs);
+    kymora::Exchange(archive, recording);
+}
+
+CaptureSpan SpanBetween(const CDataDoc& doc, int trace, double oneMs, double otherMs) {
+    const int32_t one = doc.PositionOf(oneMs), other = doc.PositionOf(otherMs);
+    if (one == other) throw TemplateFault(coincidingCursorsText);
+    const int32_t first = std::min(one, other), last = std::max(one, other);
+    return {trace, first, static_cast<int32_t>(std::min<int64_t>(int64_t{last} - first + 1, INT32_MAX))};
+}
+
+TemplateWave CaptureTemplate(CDataDoc& doc, const CaptureSpan& span, int multiplier, int spareBins) {
+    if (span.length < fewestTemplateSamples) throw TemplateFault(shortCaptureText);
+    CheckSize(span.length, multiplier);
+    if (span.first < spareBins) throw TemplateFault(fmt::format(earlyCaptureText, doc.TimeOf(spareBins)));
+    if (int64_t{span.first} + span.length > doc.GetTraceLength(span.trace))
+        throw TemplateFault(lateCaptureText);
+    const std::vector<float> samples = ReadWithSpare(doc, span, spareBins);
+    const std::vector<float> raised = InterpolateExtended(samples, multiplier);
+    TemplateWave wave;
+    const auto cut = static_cast<std::ptrdiff_t>(spareBins) * multiplier;
+    wave.values.assign(raised.begin() + cut, raised.end() - cut);
+    wave.multiplier = multiplier;
+    wave.spareBins = spareBins;
+    wave.length = span.length;
+    wave.start = span.first;
+    wave.trace = span.trace;
+    wave.startMs = doc.TimeOf(span.first);
+    wave.endMs = doc.TimeOf(int64_t{span.first} + span.length - 1);
+    wave.recording = doc.filePath.filename().string();
+    if (!(PeakToPeak(wave.values) > 0.0)) throw TemplateFault(flatTemplateText);
+    return wave;
+}
+
+std::string WaveFault(const TemplateWave& wave) {
+    if (!wave.IsDefined()) return noTemplateText;
+    if (!std::ranges::all_of(wave.values, [](float x) { return std::isfinite(x); })) return brokenCaptureText;
+    if (!(PeakToPeak(wave.values) > 0.0)) return flatTemplateText;
+    return {};
+}
+
+bool HoldsTemplate(const CEventChan& channel) {
+    return channel.detectionMethod >= methodFixedTemplate && channel.detectionMethod <= methodScaledTemplate;
+}
+
+TemplateWave StoredTemplate(const CDataDoc& doc, const CEventChan& channel) {
+    const DetectionParameters& kept = channel.detection;
+    TemplateWave wave;
+    wave.values = channel.templateData;
+    wave.multiplier = kept.templateStart;
+    wave.spareBins = kept.templateEnd;
+    wave.length = kept.templateFirst;
+    wave.start = kept.templateLast;
+    wave.trace = kept.templateTrace;
+    const bool isSound = IsRaise(wave.multiplier) && wave.spareBins >= 0 && wave.length >= 1 &&
+                         wave.start >= TemplateWave::nowhere && wave.trace >= 0 &&
+                         int64_t{wave.length} * wave.multiplier == std::ssize(wave.values) &&
+                         std::ssize(wave.values) <= mostTemplateValues && WaveFault(wave).empty();
+    if (!isSound) {
+        const auto number = &channel - doc.eventChannels.data();
+        throw TemplateFault(fmt::format(damagedTemplateText, ChannelName(static_cast<int>(number))));
+    }
+    if (wave.start != TemplateWave::nowhere) {
+        wave.startMs = doc.TimeOf(wave.start);
+        wave.endMs = doc.TimeOf(int64_t{wave.start} + wave.length - 1);
+    }
+    wave.recording = doc.filePath.filename().string();
+    return wave;
+}
+
+TemplateWave AverageOfEvents(CDataDoc& doc, int trace, const CEventChan& channel, const TemplateWave& like) {
+    RaisedTrace raised(doc, trace, UnbrokenStretches(doc, trace), like.multiplier, like.spareBins);
+    std::vector<float> window(static_cast<size_t>(like.length) * static_cast<size_t>(like.multiplier));
+    std::vector<double> sums(window.size());
+    int64_t count = 0;
+    TemplateWave wave = like;
+    for (const CEventKM& event : channel.Events()) {
+        if (!raised.Read(int64_t{event.onPosition} * like.multiplier, window)) continue;
+        ++count;
+        for (size_t i = 0; i < window.size(); ++i) sums[i] += window[i];
+    }
+    if (count == 0) throw TemplateFault(brokenCaptureText);
+    wave.values.resize(window.size());
+    for (size_t i = 0; i < window.size(); ++i)
+        wave.values[i] = static_cast<float>(sums[i] / static_cast<double>(count));
+    wave.trace = trace;
+    wave.start = TemplateWave::nowhere;
+    wave.startMs = wave.endMs = 0.0;
+    if (!(PeakToPeak(wave.values) > 0.0)) throw TemplateFault(flatTemplateText);
+    return wave;
+}
+
+}  // namespace kymora
