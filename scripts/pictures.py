@@ -110,6 +110,22 @@ def shapes(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def templates(program, demo, out):
+    with tempfile.TemporaryDirectory() as folder:
+        recording = shutil.copy(f"{demo}/demo_spikes.kymr-dat", f"{folder}/spikes.kymr-dat")
+        window = start(program, recording)
+        window.ask(resize={"width": 1180, "height": 860})
+        window.ask(viewport={"start": 30, "end": 330})
+        settings = {"trace": 1, "templateStart": 51.85, "templateEnd": 53.25, "templateType": 2, "goodnessOfFit": 8,
+                    "destination": "f"}
+        operation_picture(window, f"{out}/template.png", "pattern-recognition", set=settings, run=True)
+        window.ask(operation="pattern-recognition", set={"addErrorTrace": True, "addTemplateTrace": True}, run=True,
+                   yes=True)
+        window.ask(operation="pattern-recognition", shut=True)
+        picture(window, f"{out}/template-traces.png")
+        window.ask(quit=True, discard=True)
+
+
 def histograms(program, demo, out):
     window = start(program, f"{demo}/demo_spikes.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
@@ -251,7 +267,7 @@ def tiled(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, shapes, histograms, rhythms, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

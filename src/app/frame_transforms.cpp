@@ -58,13 +58,23 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
     if (isTransforming_) return false;
     const QScopedValueRollback working(isTransforming_, true);
     if (dialog.m_bBatch) return MayStartBatch() && StartBatch(OrderTransformBatch(batch_, operation, dialog));
+    return WriteAndShow(dialog, dialog.m_bNewFile);
+}
+
+bool CMainFrame::RunWithTraces(CBatchBaseDlg& block) {
+    if (isTransforming_) return false;
+    const QScopedValueRollback working(isTransforming_, true);
+    return WriteAndShow(block, false);
+}
+
+bool CMainFrame::WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile) {
     if (!dialog.Document()) throw std::runtime_error(noViewText);
     CDataDoc& doc = *dialog.Document();
     if (doc.operationsAtWork > 0) throw std::runtime_error(operationAtWorkText);
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
     const std::string question = dialog.QuestionBefore();
     if (!question.empty() && !doc.GetHost().Confirm(question, dialog.Title())) return false;
-    const Keep keep = dialog.m_bNewFile ? Keep::writeNew : Keep::inPlace;
+    const Keep keep = isNewFile ? Keep::writeNew : Keep::inPlace;
     const RunPlan plan = PlanRun(session_.files, {Affects::traces, keep, {doc.filePath}});
     const auto planned = AskTarget(doc, plan, Documents());
     if (!planned) return false;
@@ -74,7 +84,7 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
             fmt::format("{} is open in a window. Close it first.", planned->target.filename().string()));
     if (const std::string fault = TargetFault(doc, *planned); !fault.empty()) throw std::runtime_error(fault);
     std::string why;  // undo will not bring back what is replaced
-    auto kept = dialog.m_bNewFile ? nullptr : TryToKeep(session_, planned->target, why);
+    auto kept = isNewFile ? nullptr : TryToKeep(session_, planned->target, why);
     if (!why.empty() && !MayReplaceForGood(doc, planned->target, why)) return false;
     try {
         if (!WriteAsPlanned(dialog, session_, *planned, plan.keep)) return false;
@@ -82,7 +92,7 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
         return false;
     }
     // The new file has what was changed in memory; where the source stays, it has not.
-    if (dialog.m_bNewFile && !doc.SaveModified()) {
+    if (isNewFile && !doc.SaveModified()) {
         OpenFile(planned->target);
         return true;
     }

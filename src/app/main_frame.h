@@ -113,6 +113,8 @@ class CMainFrame : public QMainWindow {
     // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
     // chooses, and shows what was made. False when nothing was made; throws what the dialog is to show of it.
     bool RunTransform(const Operation& operation, CTransformDlg& dialog);
+    // The same of another operation that makes traces: its recording is replaced.
+    bool RunWithTraces(CBatchBaseDlg& block);
     // One reads a recording at this moment, which is no time to put another in its place.
     bool IsTransforming() const { return isTransforming_; }
     // For steps of undo: opens a recording that will be shown in the place of another; null where it does not
@@ -189,6 +191,8 @@ class CMainFrame : public QMainWindow {
     bool SaveChild(CChildFrame* child);
     // Takes the windows of a document away, without questions.
     void RemoveDocument(const CDataDoc& doc);
+    // frame_transforms.cpp: has an operation that makes traces write them, and shows what was made.
+    bool WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile);
     // frame_transforms.cpp: closes a document, whose file was replaced or is not needed any more, and opens a
     // file that was just made, without the dialogs of an open. With a step the document goes there instead,
     // and can come back. False where the file does not open; the user was told.

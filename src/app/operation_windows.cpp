@@ -37,6 +37,7 @@ OperationWindows::OperationWindows(CMainFrame& frame)
     owner_.transform = [this](const Operation& operation, CTransformDlg& dialog) {
         return frame_.RunTransform(operation, dialog);
     };
+    owner_.withTraces = [this](CBatchBaseDlg& block) { return frame_.RunWithTraces(block); };
     owner_.batch = [this](const Operation& operation, CBatchBaseDlg& block) {
         if (frame_.MayStartBatch()) frame_.StartBatch(OrderBatch(frame_.Batch(), operation, block));
     };

@@ -38,7 +38,9 @@
 #include "rhythms/event_burst_detect.h"
 #include "rhythms/event_rhythm_detect.h"
 #include "rhythms/event_rhythm_helper.h"
+#include "templates/multi_trace_pattern.h"
 #include "templates/pattern_recognition.h"
+#include "templates/template_error_hist.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/change_timebase.h"
 #include "transforms/debuzz.h"
@@ -193,6 +195,8 @@ std::span<const Operation> Operations() {
          "Makes a channel of pattern events, follows their frequency and duration, and mends those that do not fit", Make<CEventRhythmHelper>},
         {"CPatternRecognition", detectMenu, "Template Re&cognition...",
          "Makes an event of each place in a trace where the signal resembles a captured waveform", Make<CPatternRecognition>},
+        {"CMultiTracePatternRecognition", detectMenu, "&Multi-Trace Template Recognition...",
+         "Makes an event of each place where waveforms of several traces are found at once", Make<CMultiTracePatternRecognition>},
         {"CEventLogic", logicMenu, "Event &logic...", "Combines event channels by logic", Make<CEventLogic>, {}, logics},
         {"CEventMergeOverlap", editMenu, "&Merge overlaps...",
          "Makes one event of those that overlap, within a channel or between several", Make<CEventMergeOverlap>},
@@ -223,6 +227,8 @@ std::span<const Operation> Operations() {
          "Shows the distribution of a parameter of events, counts in time, or the times of one train around another", Make<CEventHist>},
         {"CHistTraceVal", listMenu, "&Trace value histogram...",
          "Shows the distribution of the sample values of a trace", Make<CHistTraceVal>},
+        {"CTemplateErrorHist", listMenu, "Template &error histogram...",
+         "Shows the distribution of errors of a template, to place the threshold", Make<CTemplateErrorHist>},
         {"CFreqMult", listMenu, "Fre&quency multiplier...",
          "Shows a spike at a multiple of its sample rate, to find the one that restores its shape", Make<CFreqMult>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",

@@ -49,6 +49,8 @@ enum DetectionMethod : int32_t {
     methodRhythmInEvents = 12,
     methodActivityLevel = 13,
     methodRhythmInData = 14,
+    methodMultiTrace = 16,
+    methodScaledMultiTrace = 17,
     methodCount = 20,
 };
 

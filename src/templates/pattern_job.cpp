@@ -5,17 +5,12 @@
 
 namespace kymora {
 
-namespace {
-
-// "P2P amp" of the samples of an event: those that are finite numbers.
-double PeakToPeakOf(SampleReader& samples, int trace, const TemplateMatch& match, std::vector<float>& room) {
-    room.resize(static_cast<size_t>(match.off - match.on));
-    samples.ReadBlock(trace, match.on, room);
-    std::erase_if(room, [](float x) { return !std::isfinite(x); });
-    return PeakToPeak(room);
+double PeakToPeakOf(SampleReader& samples, int trace, int32_t on, int32_t off) {
+    std::vector<float> values(static_cast<size_t>(std::max(0, off - on)));
+    samples.ReadBlock(trace, on, values);
+    std::erase_if(values, [](float x) { return !std::isfinite(x); });
+    return PeakToPeak(values);
 }
-
-}  // namespace
 
 void MatchedWaves::Add(std::span<const float> window) {
     sums.resize(window.size());
@@ -67,12 +62,12 @@ void PatternJob::Finish(SampleReader& samples, RaisedTrace& raised, ProgressScop
     PatternFound& result = matched[which];
     Found& target = found[which];
     const ScaledTemplate scaled(what.values);
-    std::vector<float> window(what.values.size()), room;
+    std::vector<float> window(what.values.size());
     std::vector<TemplateMatch> stay;
     for (TemplateMatch match : result.search.matches) {
         progress.Step(0);
         if (minimumPeakToPeak > 0.0f &&
-            PeakToPeakOf(samples, target.parentTrace, match, room) < minimumPeakToPeak) {
+            PeakToPeakOf(samples, target.parentTrace, match.on, match.off) < minimumPeakToPeak) {
             ++result.tooSmall;
             continue;
         }

@@ -16,6 +16,9 @@ inline constexpr const char* smallUnitsText =
     "More than half of the trace fits the template to within rounding, so that the goodness-of-fit tells "
     "little: its units are too great for its values. Scale the trace, to mV in the place of V for example.";
 
+// "P2P amp" of the samples of an event: those that are finite numbers. Throws FileError.
+double PeakToPeakOf(SampleReader& samples, int trace, int32_t on, int32_t off);
+
 // The mean of the windows that matched, and the first of them.
 struct MatchedWaves {
     static constexpr size_t mostKept = 50;

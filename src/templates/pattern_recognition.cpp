@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "document/file_identity.h"
 #include "document/trace_stretches.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
@@ -24,8 +25,7 @@ constexpr const char* fewBinsText =
 constexpr const char* nearBaselineText =
     "The allowed error of {:g} % is near the {:.3g} % that a stretch without any signal has with this "
     "template, or above it: much that is no match will be found. Lower the allowed error.";
-// Of the error of a baseline.
-constexpr float nearShare = 0.9f;
+constexpr const char* baselineKey = "WarnTemplateBaseline";
 constexpr const char* oneTraceText =
     "Diagnostic traces and the match-only file are of one trace. Do not analyse all traces.";
 constexpr size_t mostOverlapLines = 1000;
@@ -92,10 +92,13 @@ std::string CPatternRecognition::CheckSettings() {
 // --- what it follows ---
 
 void CPatternRecognition::CheckChangeDoc(CDataDoc* doc) {
-    if (doc != Document()) {
+    const bool isOwn = m_ownResult && doc && doc->traceCount == m_ownResult->traces &&
+                       SamePath(doc->filePath, m_ownResult->path);
+    if (doc != Document() && !isOwn && !(m_ownResult && !doc)) {
         ForgetFound();
         m_kept.reset();
     }
+    if (doc) m_ownResult.reset();
     CEventWndBaseDlg::CheckChangeDoc(doc);
     if (doc && IsAttended())
         m_nTemplateTrace = std::clamp(m_nTemplateTrace, 0, std::max(0, doc->traceCount - 1));
@@ -116,6 +119,7 @@ TemplateWave CPatternRecognition::WaveOf(Source source) {
     const auto& channels = doc.eventChannels;
     switch (source) {
     case captured:
+        if (m_dTemplateStart == 0.0 && m_dTemplateEnd == 0.0) throw TemplateFault(noTemplateText);
         return CaptureTemplate(doc, SpanBetween(doc, m_nTemplateTrace, m_dTemplateStart, m_dTemplateEnd),
                                m_nFrequencyMultiplier, m_nSpareBins);
     case retrieved: {
@@ -178,6 +182,11 @@ TemplateSearch CPatternRecognition::SearchFor(const TemplateWave& wave) const {
     return {wave.values, wave.multiplier, wave.length, Type(), Threshold(), m_nAdaptiveAverage};
 }
 
+bool CPatternRecognition::IsNearBaseline(float flat) const {
+    constexpr float nearShare = 0.9f;
+    return !IsScaled() && m_fAllowedError >= nearShare * flat;
+}
+
 bool CPatternRecognition::WouldStumble() const {
     return m_nTemplateSource == inSettings && !m_template.IsDefined();
 }
@@ -206,14 +215,15 @@ std::unique_ptr<OperationJob> CPatternRecognition::MakeJob() {
     if (wave.values.size() < static_cast<size_t>(fewestTemplateSamples))
         throw JobRefused(fmt::format(fewBinsText, file, Title()));
     const float flat = TemplateError(wave.values).OfFlatWindow();
-    if (!IsScaled() && !IsLookingAhead() && m_fAllowedError >= nearShare * flat)
-        Tell(fmt::format(nearBaselineText, m_fAllowedError, flat));
+    if (!IsLookingAhead() && IsNearBaseline(flat)) {
+        const std::string text = fmt::format(nearBaselineText, m_fAllowedError, flat);
+        IsAttended() ? void(GetHost().Notice(baselineKey, Title(), text)) : Tell(text);
+    }
     job->what = SearchFor(wave);
     job->spareBins = wave.spareBins;
     job->minimumPeakToPeak = m_fMinimumPeakToPeak;
     job->method = methodFixedTemplate + m_nTemplateType;
     job->keepsMeasures = IsAttended();
-    job->trace = m_stepsTo;
     for (const int trace : Traces()) {
         AddTarget(*job, m_nDestination + (m_bAllTraces ? trace : 0), trace,
                   m_bAllTraces ? fmt::format("template tr {}", trace + 1) : m_strDescription);
@@ -226,7 +236,7 @@ std::unique_ptr<OperationJob> CPatternRecognition::MakeJob() {
 
 // A threshold is all that may be another one.
 bool CPatternRecognition::MayUseKept(const PatternJob& job) const {
-    if (!m_kept || job.trace || Type() == TemplateType::adaptive || job.found.size() > 1) return false;
+    if (!m_kept || Type() == TemplateType::adaptive || job.found.size() > 1) return false;
     const TemplateSearch& search = m_kept->search;
     return m_kept->trace == job.found[0].parentTrace && search.values == job.what.values &&
            search.multiplier == job.what.multiplier && search.length == job.what.length &&
@@ -323,7 +333,9 @@ std::vector<std::byte> CPatternRecognition::RerunSettings(const OperationJob& jo
 WrittenFile CPatternRecognition::WriteFile(Session& session, const std::filesystem::path& path, bool) {
     return WriteRecordingFile(*this, session, path,
                               [&](CArchive& archive, const std::filesystem::path& target) {
-                                  return WriteWithTraces(session, archive, target);
+                                  const WrittenRecording written = WriteWithTraces(session, archive, target);
+                                  if (written.isDone) m_ownResult->path = path;
+                                  return written;
                               });
 }
 
@@ -331,16 +343,13 @@ WrittenRecording CPatternRecognition::WriteWithTraces(Session& session, CArchive
                                                       const std::filesystem::path& target) {
     CDataDoc& doc = *Document();
     std::optional<GoodnessTrace> goodness;
-    m_stepsTo = [](const MeasuredSteps&) {};
     auto job = Prepare();
-    m_stepsTo = nullptr;
     if (!job) return {};
     auto& pattern = static_cast<PatternJob&>(*job);
+    pattern.kept.reset();
     if (m_bAddErrorTrace) {
         goodness.emplace(doc, m_nTrace, pattern.what, target.parent_path());
         pattern.trace = [&](const MeasuredSteps& steps) { goodness->Take(steps); };
-    } else {
-        pattern.trace = nullptr;
     }
     if (!Conclude(*job, [&](JobContext& here) { job->Compute(doc, here); })) return {};
     std::vector<AddedTrace> added;
@@ -356,6 +365,7 @@ WrittenRecording CPatternRecognition::WriteWithTraces(Session& session, CArchive
             fmt::format("number of samples written to template trace = {}\n", doc.GetStoredCount(m_nTrace)));
     }
     try {
+        m_ownResult = {{}, doc.traceCount + static_cast<int>(added.size())};
         return kymora::WriteWithTraces(archive, doc, added);
     } catch (...) {
         // Nothing was written, so that the events of this run go, too.

@@ -87,6 +87,8 @@ class CPatternRecognition : public CEventWndBaseDlg {
     bool AddsTraces() const { return m_bAddErrorTrace || (m_bAddTemplateTrace && IsScaled()); }
     TemplateType Type() const { return static_cast<TemplateType>(m_nTemplateType); }
     bool IsScaled() const { return Type() == TemplateType::scaled; }
+    // The allowed error is near the one of a stretch without any signal, or above it.
+    bool IsNearBaseline(float flat) const;
     float Threshold() const { return IsScaled() ? m_fGoodnessOfFit : m_fAllowedError; }
     std::string Units() const;
 
@@ -120,6 +122,13 @@ class CPatternRecognition : public CEventWndBaseDlg {
     std::set<std::string> m_chosen;  // parameters that a stored template does not set
     bool m_isTemplateTraceChosen = false;
 
+    // The file that a run has made in the place of the recording, for which what it found holds, too.
+    struct OwnResult {
+        std::filesystem::path path;
+        int traces = 0;
+    };
+    std::optional<OwnResult> m_ownResult;
+
     // Of the last run.
     struct Found {
         int trace = 0, channel = 0;
@@ -135,7 +144,6 @@ class CPatternRecognition : public CEventWndBaseDlg {
         std::optional<ErrorHistogram> histogram;
     };
     std::optional<Kept> m_kept;
-    std::function<void(const MeasuredSteps&)> m_stepsTo;  // of the run at hand: where measures go
 };
 
 }  // namespace kymora

@@ -209,7 +209,9 @@ std::string CPatternRecognition::TemplateText() const {
 
 std::string CPatternRecognition::BaselineText() const {
     if (!WaveFault(m_template).empty() || IsScaled()) return {};
-    return fmt::format("has an error of {:.3g} %", TemplateError(m_template.values).OfFlatWindow());
+    const float flat = TemplateError(m_template.values).OfFlatWindow();
+    return fmt::format("has an error of {:.3g} %{}", flat,
+                       IsNearBaseline(flat) ? ": lower the allowed error well below it" : "");
 }
 
 // Where the view has cursors, they show the stretch.

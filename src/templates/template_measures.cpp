@@ -19,6 +19,14 @@ constexpr double limitMargin = 1.0 + 1e-6;
 // A criterion from a transform is this near to the one summed in full where both are of one size.
 constexpr float nearThreshold = 1e-3f;
 
+// About the mean of the samples.
+double MiddleOf(std::span<const float> samples) {
+    constexpr size_t stride = 16;
+    double sum = 0.0, count = 0.0;
+    for (size_t i = 0; i < samples.size(); i += stride, ++count) sum += samples[i];
+    return sum / count;
+}
+
 std::vector<double> Widened(std::span<const float> values) { return {values.begin(), values.end()}; }
 
 }  // namespace
@@ -64,21 +72,23 @@ ScaledTemplate::ScaledTemplate(std::span<const float> values) : unit_(Widened(va
     unitMean_ = 0.0;
     for (double& value : unit_) unitMean_ += value /= height;
     unitMean_ /= static_cast<double>(unit_.size());
-    squares_ = 0.0;
+    double squares = 0.0;
     for (const double value : unit_) {
         centred_.push_back(value - unitMean_);
-        squares_ += centred_.back() * centred_.back();
+        squares += centred_.back() * centred_.back();
     }
+    perSquares_ = 1.0 / squares;
+    perBin_ = 1.0 / static_cast<double>(unit_.size());
+    perFreeBin_ = 1.0 / (static_cast<double>(unit_.size()) - 1.0);
 }
 
-float ScaledTemplate::Criterion(const Sums& sums, bool& isAtFloor) const {
-    const auto bins = static_cast<double>(unit_.size());
-    const double scale = sums.dot / squares_;
-    const double varied = sums.squares - sums.sum * sums.sum / bins;
-    const double squaredError = varied - scale * sums.dot;
-    isAtFloor = !(squaredError >= leastSquaredError);
-    return static_cast<float>(scale /
-                              std::sqrt((isAtFloor ? leastSquaredError : squaredError) / (bins - 1.0)));
+double ScaledTemplate::SquaredError(double dot, double sum, double squares) const {
+    return squares - sum * sum * perBin_ - dot * dot * perSquares_;
+}
+
+float ScaledTemplate::CriterionOf(double dot, double squaredError) const {
+    const double error = squaredError > leastSquaredError ? squaredError : leastSquaredError;
+    return static_cast<float>(dot * perSquares_ / std::sqrt(error * perFreeBin_));
 }
 
 TemplateFit ScaledTemplate::FitOf(std::span<const float> window) const {
@@ -86,18 +96,17 @@ TemplateFit ScaledTemplate::FitOf(std::span<const float> window) const {
     double mean = 0.0;
     for (const float value : window) mean += value;
     mean /= bins;
-    Sums sums;
+    double dot = 0.0, sum = 0.0, squares = 0.0;
     for (size_t i = 0; i < window.size(); ++i) {
         const double value = window[i] - mean;
-        sums.dot += centred_[i] * value;
-        sums.sum += value;
-        sums.squares += value * value;
+        dot += centred_[i] * value;
+        sum += value;
+        squares += value * value;
     }
     TemplateFit fit;
-    fit.scale = sums.dot / squares_;
-    fit.offset = mean + sums.sum / bins - fit.scale * unitMean_;
-    bool isAtFloor = false;
-    fit.criterion = Criterion(sums, isAtFloor);
+    fit.scale = dot * perSquares_;
+    fit.offset = mean + sum / bins - fit.scale * unitMean_;
+    fit.criterion = CriterionOf(dot, SquaredError(dot, sum, squares));
     return fit;
 }
 
@@ -110,33 +119,33 @@ void ScaledTemplate::Measure(std::span<const float> samples, std::span<float> to
 
 void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove) {
     const size_t bins = unit_.size();
-    double middle = 0.0;
-    for (const float value : samples) middle += value;
-    middle /= static_cast<double>(samples.size());
+    const double middle = MiddleOf(samples);
     wide_.resize(samples.size());
     for (size_t i = 0; i < samples.size(); ++i) wide_[i] = samples[i] - middle;
     dots_.resize(to.size());
+    errors_.resize(to.size());
     FindDots(to.size());
 
-    const float near = exactAbove - nearThreshold * (1.0f + std::abs(exactAbove));
-    Sums sums;
+    double sum = 0.0, squares = 0.0;
     for (size_t i = 0; i + 1 < bins; ++i) {
-        sums.sum += wide_[i];
-        sums.squares += wide_[i] * wide_[i];
+        sum += wide_[i];
+        squares += wide_[i] * wide_[i];
     }
     for (size_t k = 0; k < to.size(); ++k) {
         const double newest = wide_[k + bins - 1], oldest = wide_[k];
-        sums.sum += newest;
-        sums.squares += newest * newest;
-        sums.dot = dots_[k];
-        bool isAtFloor = false;
-        to[k] = Criterion(sums, isAtFloor);
-        if (bins > mostDirectBins && to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
-        atFloor_ += isAtFloor ? 1 : 0;
-        sums.sum -= oldest;
-        sums.squares -= oldest * oldest;
+        sum += newest;
+        squares += newest * newest;
+        errors_[k] = SquaredError(dots_[k], sum, squares);
+        sum -= oldest;
+        squares -= oldest * oldest;
     }
+    for (size_t k = 0; k < to.size(); ++k) to[k] = CriterionOf(dots_[k], errors_[k]);
+    atFloor_ += std::ranges::count_if(errors_, [](double error) { return !(error >= leastSquaredError); });
     measured_ += std::ssize(to);
+    if (bins <= mostDirectBins) return;
+    const float near = exactAbove - nearThreshold * (1.0f + std::abs(exactAbove));
+    for (size_t k = 0; k < to.size(); ++k)
+        if (to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
 }
 
 // Two stretches go through one transform, as its real and its imaginary part.

@@ -64,17 +64,18 @@ class ScaledTemplate {
     int64_t CountMeasured() const { return measured_; }
 
   private:
-    struct Sums {
-        double dot = 0.0, sum = 0.0, squares = 0.0;  // of the window less `middle_`
-    };
-    float Criterion(const Sums& sums, bool& isAtFloor) const;
+    // Of a window with this dot product with centred_.
+    float CriterionOf(double dot, double squaredError) const;
+    double SquaredError(double dot, double sum, double squares) const;
     void MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove);
     void FindDots(size_t count);
 
     std::vector<double> unit_;     // over peak-to-peak
     std::vector<double> centred_;  // the same less its mean
-    double unitMean_, squares_;    // of centred_
-    std::vector<double> wide_, dots_;
+    double unitMean_;
+    // 1 over the squares of centred_, over the bins, and over the bins less 1.
+    double perSquares_, perBin_, perFreeBin_;
+    std::vector<double> wide_, dots_, errors_;
     // The spectrum of centred_, for long templates.
     size_t length_ = 0;
     std::vector<double> spectrumRe_, spectrumIm_, re_, im_;

@@ -72,6 +72,31 @@ TEST_F(FrameTransformsTest, InPlaceTheRecordingIsReplacedWithItsUnsavedChanges) 
     EXPECT_EQ(list->Block().Document(), &made);
 }
 
+// An operation on events that also makes traces goes the way of a transform, and its window goes on.
+TEST_F(FrameTransformsTest, DiagnosticTracesReplaceTheRecordingAndUndoTakesThemAway) {
+    CDataDoc& before = OpenOne().Document();
+    frame->OperationDialogs().Open({FindOperation("CPatternRecognition"), nullptr});
+    OperationWindow* window = frame->OperationDialogs().Find("CPatternRecognition");
+    ASSERT_NE(window, nullptr);
+    ParamList params = window->Block().Params();
+    for (const auto& [key, value] : std::map<std::string, std::string>{{"templateStart", "1980"},
+                                                                       {"templateEnd", "2020"},
+                                                                       {"allowedError", "2"},
+                                                                       {"destination", "c"},
+                                                                       {"addErrorTrace", "1"}})
+        ASSERT_EQ(params.Find(key)->SetFromText(value), "");
+    ASSERT_TRUE(window->Run()) << host.LastMessage();
+    CDataDoc& made = *frame->Documents().at(0);
+    ASSERT_NE(&made, &before);
+    EXPECT_EQ(made.traceCount, 3);
+    EXPECT_EQ(made.traces[2].traceLabel, "goodness-of-fit");
+    EXPECT_EQ(made.GetNumEvents(2), 99);
+    EXPECT_EQ(window->Block().Document(), &made);
+    EXPECT_FALSE(window->Block().Results().empty()) << "what was found holds for the new recording";
+    ASSERT_TRUE(made.Undo().Undo());
+    EXPECT_EQ(frame->Documents().at(0)->traceCount, 2);
+}
+
 TEST_F(FrameTransformsTest, ANewFileTakesTheSourcesPlaceUnlessItsChangesAreWanted) {
     CDataDoc& source = OpenOne().Document();
     host.saveFile = std::nullopt;

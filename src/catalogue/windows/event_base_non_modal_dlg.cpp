@@ -128,11 +128,24 @@ bool CEventBaseNonModalDlg::RunJob(bool mayWait) {
     }
     SetDoneText({});
     StopLookingAhead();
+    if (block.WhatItAffects() == Affects::traces) return RunWithTraces();
     bool done = false;
     Work([&] {
         auto job = block.Prepare();
         if (!job || (mayWait && StartWorker(job))) return;
         done = block.Conclude(*job, [&](JobContext& here) { job->Compute(*block.Document(), here); });
+        if (done) ShowDone();
+    });
+    if (done) emit Ran();
+    return done;
+}
+
+// The recording is another one afterwards, on which the window goes on.
+bool CEventBaseNonModalDlg::RunWithTraces() {
+    if (!onTraces) return false;
+    bool done = false;
+    Work([&] {
+        done = onTraces(Block());
         if (done) ShowDone();
     });
     if (done) emit Ran();

@@ -30,6 +30,8 @@ class CEventBaseNonModalDlg : public OperationWindow {
 
     // Runs the operation over files; set before the window is shown. Without it there is no such button.
     std::function<void(CBatchBaseDlg&)> onBatch;
+    // Runs it where its settings make traces of the recording.
+    std::function<bool(CBatchBaseDlg&)> onTraces;
 
     void SetActive(CDataDoc* doc, DocumentView* view) override;
     // A run that works on the view is cancelled.
@@ -53,6 +55,7 @@ class CEventBaseNonModalDlg : public OperationWindow {
     void Batch();
     // A long job goes to another thread where the user `mayWait`.
     bool RunJob(bool mayWait);
+    bool RunWithTraces();
     bool StartWorker(std::unique_ptr<OperationJob>& job);
     void WatchWorker();
     void ShowProgress();

@@ -30,6 +30,7 @@ OperationWindow* MakeTransformWindow(WindowOwner& owner, const Operation& operat
 bool HasPlaces(const CBatchBaseDlg& block) { return dynamic_cast<const CChannelPlacesDlg*>(&block); }
 
 OperationWindow* OfferBatch(CEventBaseNonModalDlg* window, WindowOwner& owner, const Operation& operation) {
+    window->onTraces = owner.withTraces;
     if (owner.batch) window->onBatch = [&](CBatchBaseDlg& chosen) { owner.batch(operation, chosen); };
     return window;
 }

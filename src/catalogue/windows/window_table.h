@@ -17,6 +17,8 @@ struct WindowOwner {
     PreviewLook previewLook{};  // of the last preview
     // Does the transform that a window was set for; true closes the window.
     std::function<bool(const Operation&, CTransformDlg&)> transform{};
+    // Runs another operation that makes traces of the recording.
+    std::function<bool(CBatchBaseDlg&)> withTraces{};
     // Runs an operation over files.
     std::function<void(const Operation&, CBatchBaseDlg&)> batch{};
 };
