@@ -107,9 +107,16 @@ void AddTrace(CFloatDoc& result, const AddedTrace& added) {
     trace.axisLabel.clear();
     trace.traceColour = TraceSettings::Default(static_cast<int>(slot)).traceColour;
     trace.traceVisible = 1;
-    trace.traceAutoscale = 1;
-    result.traces[static_cast<size_t>(std::clamp<int>(trace.traceOrder, 0, result.traceCount - 1))]
-        .traceAutoscale = 1;
+    // The axis is the one that the trace is drawn on.
+    TraceSettings& axis =
+        result.traces[static_cast<size_t>(std::clamp<int>(trace.traceOrder, 0, result.traceCount - 1))];
+    axis.traceAutoscale = added.axisTop > added.axisBottom ? 0 : 1;
+    if (axis.traceAutoscale != 0) {
+        trace.traceAutoscale = 1;
+    } else {
+        axis.axisBottom = added.axisBottom;
+        axis.axisTop = added.axisTop;
+    }
     result.validRuns[slot] = result.validRuns[static_cast<size_t>(added.source)];
     result.UpdateGapFlags();
 }

@@ -47,7 +47,8 @@ void FillFitted(std::span<const TemplateMatch> matches, std::span<const Template
 // A trace that stands behind all others, with the gaps of one of them.
 struct AddedTrace {
     std::string label, units;
-    int source = 0;  // whose gaps it has, from 0
+    int source = 0;                          // whose gaps it has, from 0
+    double axisBottom = 0.0, axisTop = 0.0;  // equal: as the values need
     // Fills in the values of stored samples of the source from `stored` on, which are neighbours and begin
     // at sample `first`.
     std::function<void(int64_t stored, int64_t first, std::span<float> to)> fill;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "document/file_identity.h"
 #include "document/trace_stretches.h"
@@ -29,6 +30,7 @@ constexpr const char* baselineKey = "WarnTemplateBaseline";
 constexpr const char* oneTraceText =
     "Diagnostic traces and the match-only file are of one trace. Do not analyse all traces.";
 constexpr size_t mostOverlapLines = 1000;
+constexpr double axisThresholds = 4.0;  // that the axis of the goodness-of-fit has room for
 
 }  // namespace
 
@@ -353,14 +355,18 @@ WrittenRecording CPatternRecognition::WriteWithTraces(Session& session, CArchive
     }
     if (!Conclude(*job, [&](JobContext& here) { job->Compute(doc, here); })) return {};
     std::vector<AddedTrace> added;
+    // The place of the template itself fits so well that an axis for all values would show nothing else.
+    const double threshold =
+        IsScaled() ? std::abs(double{m_fGoodnessOfFit}) : 100.0 / std::max(m_fAllowedError, 1e-3f);
     if (goodness)
-        added.push_back({"goodness-of-fit", "", m_nTrace,
+        added.push_back({"goodness-of-fit", "", m_nTrace, -threshold, axisThresholds * threshold,
                          [&](int64_t stored, int64_t, std::span<float> to) { goodness->Read(stored, to); }});
     if (m_bAddTemplateTrace && IsScaled()) {
         const PatternFound& found = pattern.matched[0];
-        added.push_back({"template", Units(), m_nTrace, [&](int64_t, int64_t first, std::span<float> to) {
-                             FillFitted(found.search.matches, found.fits, pattern.what, first, to);
-                         }});
+        added.push_back(
+            {"template", Units(), m_nTrace, 0.0, 0.0, [&](int64_t, int64_t first, std::span<float> to) {
+                 FillFitted(found.search.matches, found.fits, pattern.what, first, to);
+             }});
         session.host.Log(
             fmt::format("number of samples written to template trace = {}\n", doc.GetStoredCount(m_nTrace)));
     }

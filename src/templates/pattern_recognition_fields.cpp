@@ -43,35 +43,9 @@ void CPatternRecognition::DescribeTemplate(ParamList& list) {
              "template "
              "recognition, with its settings; the average of the events in the destination channel; the "
              "template that these settings hold");
-    list.Trace("templateTrace", "Trace", m_nTemplateTrace)
-        .Tip("Trace from which the template is captured")
-        .EnabledIf(isFrom(captured))
-        .OnChange([this] { m_isTemplateTraceChosen = true; });
-    list.Number("templateStart", "Start", m_dTemplateStart)
-        .Unit("ms")
-        .Limits(0, std::numeric_limits<double>::max())
-        .Tip("Time of the template's first sample")
-        .EnabledIf(isFrom(captured));
-    list.Number("templateEnd", "End", m_dTemplateEnd)
-        .Unit("ms")
-        .Limits(0, std::numeric_limits<double>::max())
-        .Tip("Time of the template's last sample")
-        .EnabledIf(isFrom(captured));
-    list.Integer("firstCursor", "First cursor", m_nFirstCursor)
-        .Limits(1, greatestCursor)
-        .Spin()
-        .Tip("Number, from the left, of one of the vertical cursors between which \"Capture\" takes the "
-             "template");
-    list.Integer("secondCursor", "Second cursor", m_nSecondCursor)
-        .Limits(1, greatestCursor)
-        .Spin()
-        .Tip("Number, from the left, of the other vertical cursor");
     list.Action("capture", "Capture", [this] { CaptureBetweenCursors(); })
         .Tip("Takes the template from the selected trace between the two cursors, in either order")
         .EnabledIf(hasDocument);
-    list.Channel("retrieveChannel", "Event channel", m_nRetrieveChannel)
-        .Tip("Event channel of template recognition, with which its template and its settings are stored")
-        .Shows([this] { return EventCountText(Document(), m_nRetrieveChannel); });
     list.Action("retrieve", "Retrieve",
                 [this] {
                     Attempt([this] {
@@ -95,6 +69,32 @@ void CPatternRecognition::DescribeTemplate(ParamList& list) {
     list.Action("list", "List", [this] { ListTemplate(); }).Tip("Lists the values of the template");
     list.Note("templateText", "Template", [this] { return TemplateText(); });
     list.Note("baselineText", "Empty baseline", [this] { return BaselineText(); });
+    list.Trace("templateTrace", "Trace", m_nTemplateTrace)
+        .Tip("Trace from which the template is captured")
+        .EnabledIf(isFrom(captured))
+        .OnChange([this] { m_isTemplateTraceChosen = true; });
+    list.Number("templateStart", "Start", m_dTemplateStart)
+        .Unit("ms")
+        .Limits(0, std::numeric_limits<double>::max())
+        .Tip("Time of the template's first sample")
+        .EnabledIf(isFrom(captured));
+    list.Number("templateEnd", "End", m_dTemplateEnd)
+        .Unit("ms")
+        .Limits(0, std::numeric_limits<double>::max())
+        .Tip("Time of the template's last sample")
+        .EnabledIf(isFrom(captured));
+    list.Integer("firstCursor", "First cursor", m_nFirstCursor)
+        .Limits(1, greatestCursor)
+        .Spin()
+        .Tip("Number, from the left, of one of the vertical cursors between which \"Capture\" takes the "
+             "template");
+    list.Integer("secondCursor", "Second cursor", m_nSecondCursor)
+        .Limits(1, greatestCursor)
+        .Spin()
+        .Tip("Number, from the left, of the other vertical cursor");
+    list.Channel("retrieveChannel", "Event channel", m_nRetrieveChannel)
+        .Tip("Event channel of template recognition, with which its template and its settings are stored")
+        .Shows([this] { return EventCountText(Document(), m_nRetrieveChannel); });
     list.Integer("frequencyMultiplier", "Frequency multiplier", m_nFrequencyMultiplier)
         .Limits(1, greatestRaise)
         .Tip("On-the-fly sample-rate frequency multiplier for matching template to data. Only available for "
@@ -208,7 +208,8 @@ std::string CPatternRecognition::TemplateText() const {
 }
 
 std::string CPatternRecognition::BaselineText() const {
-    if (!WaveFault(m_template).empty() || IsScaled()) return {};
+    if (!WaveFault(m_template).empty()) return {};
+    if (IsScaled()) return "does not count: a scaled template is shifted to fit";
     const float flat = TemplateError(m_template.values).OfFlatWindow();
     return fmt::format("has an error of {:.3g} %{}", flat,
                        IsNearBaseline(flat) ? ": lower the allowed error well below it" : "");

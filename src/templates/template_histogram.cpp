@@ -8,8 +8,29 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t thresholdColour = 0x0000FF;
-constexpr double shownShare = 0.999;  // of the values
+// So many times what is usual of the values is still shown.
+constexpr double farCriterion = 4.0, farError = 1.25, farThreshold = 2.5;
 constexpr int usualBins = 60;
+
+double Quantile(std::vector<float>& values, double share) {
+    const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
+    std::ranges::nth_element(values, values.begin() + at);
+    return values[static_cast<size_t>(at)];
+}
+
+// Of criteria, all but the few to which a perfect fit has given no bound. Of errors, the smaller ones: those
+// of what is no match go on for long.
+std::pair<double, double> ShownRange(std::vector<float>& values, TemplateType type, float threshold) {
+    if (type != TemplateType::scaled)
+        return {0.0, std::max(farThreshold * threshold, farError * Quantile(values, 0.5))};
+    const double far = farCriterion * std::max(std::abs(double{threshold}), Quantile(values, 0.999));
+    double least = threshold, greatest = threshold;
+    for (const float value : values) {
+        least = std::min<double>(least, value);
+        if (value <= far) greatest = std::max<double>(greatest, value);
+    }
+    return {least, greatest + (greatest - least) / usualBins};
+}
 
 }  // namespace
 
@@ -30,14 +51,7 @@ HistInput MeasureInput(std::vector<float> values, TemplateType type, float thres
     HistInput input;
     input.name = type == TemplateType::scaled ? "goodness-of-fit" : "template error";
     input.label = MeasureLabel(type);
-    if (!values.empty()) {
-        const auto at = static_cast<std::ptrdiff_t>(shownShare * static_cast<double>(values.size() - 1));
-        std::ranges::nth_element(values, values.begin() + at);
-        const double most = values[static_cast<size_t>(at)];
-        const double least = type == TemplateType::scaled ? *std::ranges::min_element(values) : 0.0;
-        const double end = std::max(most, 1.5 * threshold);
-        if (end > least) input.naturalRange = {{std::min<double>(least, threshold), end}};
-    }
+    if (!values.empty()) input.naturalRange = ShownRange(values, type, threshold);
     input.Take({values.begin(), values.end()});
     return input;
 }
@@ -47,6 +61,7 @@ ErrorHistogram MakeErrorHistogram(std::vector<float> values, TemplateType type, 
     made.part.input = MeasureInput(std::move(values), type, threshold);
     made.part.settings.binCount = usualBins;
     made.part.settings.isByCount = true;
+    made.part.settings.display = displayLn;  // matches are few beside what is none
     std::mt19937 unused;
     AnalyseHistogram(made.part, unused, {});
     made.part.input.values.reset();
@@ -56,7 +71,7 @@ ErrorHistogram MakeErrorHistogram(std::vector<float> values, TemplateType type, 
 GraphPane ErrorHistogram::Pane(TemplateType type, float threshold) const {
     GraphPane pane = HistGraph({&part, 1}, 1).panes.front();
     pane.name = "errors";
-    pane.title = "Best value of each place that resembles the template";
+    pane.title = "Best values at any threshold";
     pane.lines.push_back(ThresholdLine(type, threshold));
     return pane;
 }

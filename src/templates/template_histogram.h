@@ -14,8 +14,8 @@ const char* MeasureLabel(TemplateType type);
 const char* ThresholdKey(TemplateType type);
 GraphLine ThresholdLine(TemplateType type, float threshold);
 
-// The values as what a histogram is made of. The range takes in the threshold and leaves out the few values
-// that lie so far off that all others would stand in one bar.
+// The values as what a histogram is made of. The range takes in the threshold and leaves out values that lie
+// so far off that all others would stand in one bar.
 HistInput MeasureInput(std::vector<float> values, TemplateType type, float threshold);
 
 // The histogram that stands beside the parameters of a search.
