@@ -58,21 +58,20 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
     if (isTransforming_) return false;
     const QScopedValueRollback working(isTransforming_, true);
     if (dialog.m_bBatch) return MayStartBatch() && StartBatch(OrderTransformBatch(batch_, operation, dialog));
-    return WriteAndShow(dialog, dialog.m_bNewFile);
+    return WriteAndShow(dialog, dialog.m_bNewFile, dialog.QuestionBefore());
 }
 
 bool CMainFrame::RunWithTraces(CBatchBaseDlg& block) {
     if (isTransforming_) return false;
     const QScopedValueRollback working(isTransforming_, true);
-    return WriteAndShow(block, false);
+    return WriteAndShow(block, false, {});
 }
 
-bool CMainFrame::WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile) {
+bool CMainFrame::WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile, const std::string& question) {
     if (!dialog.Document()) throw std::runtime_error(noViewText);
     CDataDoc& doc = *dialog.Document();
     if (doc.operationsAtWork > 0) throw std::runtime_error(operationAtWorkText);
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
-    const std::string question = dialog.QuestionBefore();
     if (!question.empty() && !doc.GetHost().Confirm(question, dialog.Title())) return false;
     const Keep keep = isNewFile ? Keep::writeNew : Keep::inPlace;
     const RunPlan plan = PlanRun(session_.files, {Affects::traces, keep, {doc.filePath}});

@@ -191,8 +191,9 @@ class CMainFrame : public QMainWindow {
     bool SaveChild(CChildFrame* child);
     // Takes the windows of a document away, without questions.
     void RemoveDocument(const CDataDoc& doc);
-    // frame_transforms.cpp: has an operation that makes traces write them, and shows what was made.
-    bool WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile);
+    // frame_transforms.cpp: has an operation that makes traces write them, and shows what was made. The
+    // question, if there is one, is asked before.
+    bool WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile, const std::string& question);
     // frame_transforms.cpp: closes a document, whose file was replaced or is not needed any more, and opens a
     // file that was just made, without the dialogs of an open. With a step the document goes there instead,
     // and can come back. False where the file does not open; the user was told.

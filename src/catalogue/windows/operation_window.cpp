@@ -200,7 +200,7 @@ void OperationWindow::MakeLookAhead() {
         *block, [this] { return !letGo_ && isInFront_ && !IsBusy() && panes_->Form().Fault().empty(); },
         this);
     connect(look_, &LookAhead::Changed, this, &OperationWindow::ShowLookAhead);
-    connect(look_, &LookAhead::Looked, this, [this] { Guarded([&] { panes_->ShowGraph(); }); });
+    connect(look_, &LookAhead::Looked, this, [this] { Guarded([&] { panes_->ShowGraph(false); }); });
 }
 
 void OperationWindow::ShowLookAhead() {
