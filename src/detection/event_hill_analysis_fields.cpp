@@ -28,9 +28,18 @@ void AddHillBars(GraphPane& pane, const std::vector<float>& values, float greate
     const auto display = isLog ? CountDisplay::lnCount : CountDisplay::count;
     for (const double count : histogram.Counts())
         bars.y.push_back(DisplayedCount(display, count, histogram.InRange(), grid.Width()));
-    // ln(1) is seen: the bars stand on the axis, which begins below it.
     if (isLog) bars.base = -std::numeric_limits<double>::infinity();
     pane.layers.push_back(std::move(bars));
+}
+
+// The counts of bars from ln(1) on, which is seen: the axis begins below it.
+void FitLogCounts(GraphPane& pane) {
+    constexpr double below = -0.3, room = 1.05;
+    double most = 0.0;
+    for (const GraphLayer& layer : pane.layers)
+        for (const double y : layer.y)
+            if (y > most) most = y;
+    pane.y.limits = {below, room * std::max(most, 1.0)};
 }
 
 float GreatestOf(const std::vector<float>& values) {
@@ -160,6 +169,7 @@ GraphPane CEventHillAnalysis::HeightPane() const {
     if (m_bMergedHistogram)
         AddHillBars(pane, m_shown.heights, greatest, m_nBinCount, m_bLogCounts, "after merging", 1,
                     m_bRawHistogram);
+    if (m_bLogCounts) FitLogCounts(pane);
     const auto line = [&](Threshold which, const char* name, const char* parameter, size_t colour) {
         const HillThreshold& threshold = m_thresholds[which];
         const double at = threshold.isBySd ? m_shown.thresholds[which] : threshold.value;
@@ -177,6 +187,7 @@ GraphPane CEventHillAnalysis::DurationPane() const {
     pane.y.title = m_bLogCounts ? "ln n" : "n";
     const float greatest = GreatestOf(m_shown.durations);
     AddHillBars(pane, m_shown.durations, greatest, m_nBinCount, m_bLogCounts, "", 0, false);
+    if (m_bLogCounts) FitLogCounts(pane);
     if (pane.layers.empty()) return pane;
     pane.lines.push_back({true, m_dMinimumDuration, GraphColour(2), "minimum", "minimumDuration", false});
     if (m_dMaximumDuration <= double{greatest})

@@ -39,7 +39,24 @@ StepMasks StepsOf(const float* samples) {
     return masks;
 }
 
+// Whether none of 64 samples is on the other side of the one before it, without a branch for each.
+bool GoesOneWay(const float* samples, bool isUp) {
+    uint32_t against = 0;
+    if (isUp)
+        for (size_t i = 0; i < stepsAtOnce; ++i)
+            against |= static_cast<uint32_t>(samples[i] < samples[i - 1]);
+    else
+        for (size_t i = 0; i < stepsAtOnce; ++i)
+            against |= static_cast<uint32_t>(samples[i] > samples[i - 1]);
+    return against == 0;
+}
+
+// Nearly always all of them are.
 size_t EndOfFinite(std::span<const float> samples) {
+    uint32_t others = 0;
+    for (const float sample : samples)
+        others |= static_cast<uint32_t>(!(std::fabs(sample) <= std::numeric_limits<float>::max()));
+    if (others == 0) return samples.size();
     return static_cast<size_t>(
         std::ranges::find_if(samples, [](float sample) { return !std::isfinite(sample); }) - samples.begin());
 }
@@ -86,6 +103,12 @@ void TurningPointSearch::TakeFinite(std::span<const float> samples) {
 
 // Samples behind the first of a run. Only where the way turns is each visited.
 void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
+    constexpr size_t last = stepsAtOnce - 1;
+    if (count == stepsAtOnce && way_ != Way::none && samples[last] != samples[last - 1] &&
+        GoesOneWay(samples, (way_ == Way::up) != reverses_)) {
+        step_ = PointAt(last, samples);
+        return;
+    }
     StepMasks masks;
     if (count == stepsAtOnce) {
         masks = StepsOf(samples);
@@ -97,6 +120,7 @@ void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
         masks = StepsOf(&rest[1]);
     }
     const uint64_t rises = reverses_ ? masks.down : masks.up, falls = reverses_ ? masks.up : masks.down;
+    if ((rises ^ falls) == ~uint64_t{0} && way_ != Way::none) return TakeTurns(rises, samples);
     uint64_t open = ~uint64_t{0};
     while (const uint64_t steps = (rises | falls) & open) {
         const uint64_t against = way_ == Way::up ? falls & open : way_ == Way::down ? rises & open : steps;
@@ -108,6 +132,17 @@ void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
         TakeStep(turn, (rises >> turn & 1) != 0, samples);
         open = ~uint64_t{1} << turn;
     }
+}
+
+// 64 samples without a plateau: each bit that differs from the one before it is a turn.
+void TurningPointSearch::TakeTurns(uint64_t rises, const float* samples) {
+    uint64_t turns = rises ^ (rises << 1 | (way_ == Way::up ? 1 : 0));
+    if (turns != 0 && run_.points.empty()) run_.startsWithPeak = way_ == Way::up;
+    if ((turns & 1) != 0) run_.points.push_back(step_);
+    for (turns &= ~uint64_t{1}; turns != 0; turns &= turns - 1)
+        run_.points.push_back(PointAt(static_cast<size_t>(std::countr_zero(turns)) - 1, samples));
+    way_ = rises >> (stepsAtOnce - 1) != 0 ? Way::up : Way::down;
+    step_ = PointAt(stepsAtOnce - 1, samples);
 }
 
 void TurningPointSearch::TakeStep(size_t index, bool isUp, const float* samples) {

@@ -44,6 +44,7 @@ class TurningPointSearch {
   private:
     void TakeFinite(std::span<const float> samples);
     void TakeMasked(const float* samples, size_t count);
+    void TakeTurns(uint64_t rises, const float* samples);
     void TakeStep(size_t index, bool isUp, const float* samples);
     // Of samples that begin at position_.
     TurningPoint PointAt(size_t index, const float* samples) const;
