@@ -396,12 +396,12 @@ GraphPane TrendPane(const PatternTrends& trends, bool isFrequency, double limit,
                     std::span<const PatternOutlier> outliers, int channel) {
     GraphPane pane{isFrequency ? "frequency" : "duration"};
     pane.x = {"time", "ms"};
-    pane.y = {isFrequency ? "frequency" : "duration", isFrequency ? "Hz" : "ms"};
+    pane.y = isFrequency ? GraphAxis{"freq", "Hz"} : GraphAxis{"dur", "ms"};
     const auto& values = isFrequency ? trends.frequency : trends.duration;
     const auto& fit = isFrequency ? trends.frequencyFit : trends.durationFit;
     const double reach = limit * (isFrequency ? trends.frequencyTrend : trends.durationTrend).mad;
     GraphLayer points{LayerKind::points, "", GraphColour(0)},
-        outside{LayerKind::points, "outliers", GraphColour(5)};
+        outside{LayerKind::points, "outliers", GraphColour(1)};
     GraphLayer curve{LayerKind::curve, "trend", GraphColour(2)},
         area{LayerKind::area, "limits", GraphColour(4)};
     area.isPale = true;
