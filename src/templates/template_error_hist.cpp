@@ -105,7 +105,7 @@ void CTemplateErrorHist::Describe(ParamList& list) {
     m_hist.DescribeOverlays(list, Words());
     DescribeRegion(list);
     DescribeSaving(list);
-    list.Action("findEvents", "Analyse at this threshold", [this] { FindEvents(); })
+    list.Action("findEvents", "Analyse at threshold", [this] { FindEvents(); })
         .Tip("Finds the events of the channel anew, with its template and this threshold, in the whole file")
         .EnabledIf([this] { return Channel() && HoldsTemplate(*Channel()); });
 }
