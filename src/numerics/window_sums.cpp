@@ -33,7 +33,7 @@ void WindowSums::Add(std::span<const float> samples) {
         if (taken_ < ring_.size()) continue;
         const Best now{position_ - static_cast<int64_t>(ring_.size()), sum_};
         if (least_.start < 0 || now.sum < least_.sum) least_ = now;
-        if (greatest_.start < 0 || now.sum > greatest_.sum) greatest_ = now;
+        if (greatest_.start < 0 || greatest_.sum < now.sum) greatest_ = now;
     }
 }
 

@@ -28,7 +28,9 @@ class WindowSums {
     struct LongSum {
         double high = 0.0, low = 0.0;
         void Add(double value);
-        auto operator<=>(const LongSum&) const = default;
+        bool operator<(const LongSum& other) const {
+            return high < other.high || (high == other.high && low < other.low);
+        }
     };
     struct Best {
         int64_t start = -1;
