@@ -80,10 +80,14 @@ void RhythmSearch::Join(std::span<const RhythmStep> steps, SampleSpan block,
         }
         spans.push_back(found);
     };
+    bool hasLeft = false;
     for (const RhythmStep& step : steps) {
-        if (!settings_.Accepts({step.index, step.period})) continue;
-        if (!good.empty() && step.start >= good.back().start + settings_.window) close();
-        good.push_back(step);
+        const bool isGood = settings_.Accepts({step.index, step.period});
+        if (isGood) {
+            if (hasLeft && !good.empty() && step.start >= good.back().start + settings_.window) close();
+            good.push_back(step);
+        }
+        hasLeft = !isGood;
     }
     close();
 }

@@ -74,9 +74,9 @@ std::span<const double> Autocorrelator::Coefficients(std::span<const float> samp
     for (size_t from = 0; from < samples.size(); from += piece_)
         AddProducts(from, std::min(piece_, samples.size() - from));
     fft_->Inverse(sumRe_, sumIm_);
-    for (size_t lag = 1; lag <= mostLag_; ++lag)
-        sumRe_[lag] = lag < samples.size() ? sumRe_[lag] / squares : 0.0;
-    return std::span(sumRe_).subspan(1, mostLag_);
+    const size_t lags = std::min(mostLag_, samples.size() - 1);
+    for (size_t lag = 1; lag <= lags; ++lag) sumRe_[lag] /= squares;
+    return std::span(sumRe_).subspan(1, lags);
 }
 
 // Adds the spectrum of the products of a piece with what lies up to the greatest lag behind each of its

@@ -37,7 +37,7 @@ class Autocorrelator {
     Autocorrelator(size_t length, size_t mostLag);
 
     size_t MostLag() const { return mostLag_; }
-    // Of the lags 1 to mostLag(), which stay until the next call; 0 for lags that the stretch does not have.
+    // Of the lags 1 to mostLag() that the stretch has, which stay until the next call.
     // The samples are finite. Empty for samples that are all equal, which have no variance.
     std::span<const double> Coefficients(std::span<const float> samples);
 

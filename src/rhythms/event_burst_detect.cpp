@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "numerics/binning.h"
+#include "numerics/decimal.h"
 #include "numerics/statistics.h"
 #include "rhythms/poisson_bursts.h"
 #include "rhythms/rank_bursts.h"
@@ -130,14 +131,14 @@ std::unique_ptr<OperationJob> CEventBurstDetect::MakeJob() {
                                          methodManualBurst};
     job->method = stored[m_nMethod];
     job->way = static_cast<BurstMethod>(m_nMethod);
-    const int64_t longest = SamplesOf(static_cast<double>(m_fMaxInBurst));
-    job->poisson = {static_cast<double>(m_fSurprise), longest, m_nMinEvents};
-    job->rank = {static_cast<double>(m_fSurprise), longest};
-    job->limits = {longest, SamplesOf(static_cast<double>(m_fMaxWithin))};
-    job->filter = {Filters(), SamplesOf(static_cast<double>(m_fMinInterBurst)),
-                   SamplesOf(static_cast<double>(m_fMinDuration)), m_nMinEvents};
+    const int64_t longest = SamplesOf(DecimalOf(m_fMaxInBurst));
+    job->poisson = {DecimalOf(m_fSurprise), longest, m_nMinEvents};
+    job->rank = {DecimalOf(m_fSurprise), longest};
+    job->limits = {longest, SamplesOf(DecimalOf(m_fMaxWithin))};
+    job->filter = {Filters(), SamplesOf(DecimalOf(m_fMinInterBurst)), SamplesOf(DecimalOf(m_fMinDuration)),
+                   m_nMinEvents};
     if (Is(BurstMethod::logIntervals)) {
-        const auto cut = FindIntervalCut(IntervalsMs(), static_cast<double>(m_fMaxInBurst));
+        const auto cut = FindIntervalCut(IntervalsMs(), DecimalOf(m_fMaxInBurst));
         if (!cut) throw JobRefused(noCutText);
         job->cut = cut->interval;
         // Intervals of just the limit lie within.
@@ -154,7 +155,7 @@ void CEventBurstDetect::TakeFound(const EventJob& job) { m_cut = static_cast<con
 bool CEventBurstDetect::FinishFound(CEventChan& chan, const EventJob&, size_t) {
     chan.detection = {};
     chan.detection.burstSourceChannel = m_nChannel1;
-    chan.detection.burstSurprise = static_cast<double>(m_fSurprise);
+    chan.detection.burstSurprise = DecimalOf(m_fSurprise);
     chan.detection.analysisRegion = m_nRegionMode;
     chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
     chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
@@ -173,7 +174,7 @@ bool CEventBurstDetect::TakePercentile() {
         Refuse(tooFewIntervalsText);
         return false;
     }
-    const auto rank = PercentileRank(std::ssize(intervals), static_cast<double>(m_fPercentile));
+    const auto rank = PercentileRank(std::ssize(intervals), DecimalOf(m_fPercentile));
     const auto at = intervals.begin() + (rank - 1);
     std::nth_element(intervals.begin(), at, intervals.end());
     m_fMaxInBurst = m_fMaxWithin = static_cast<float>(*at);
@@ -203,15 +204,15 @@ std::vector<ResultValue> CEventBurstDetect::GroupValues(const EventTrain& train,
 void CEventBurstDetect::AddLines(GraphPane& pane, std::span<const double> intervals) const {
     if (m_bShowLimits) {
         const bool isManual = Is(BurstMethod::manual);
-        pane.lines.push_back({true, static_cast<double>(m_fMaxInBurst), GraphColour(1),
+        pane.lines.push_back({true, DecimalOf(m_fMaxInBurst), GraphColour(1),
                               isManual ? "max start interval" : "max in-burst interval",
                               "maxInBurstInterval"});
         if (isManual)
-            pane.lines.push_back({true, static_cast<double>(m_fMaxWithin), GraphColour(3),
-                                  "max interval within burst", "maxIntervalWithinBurst"});
+            pane.lines.push_back({true, DecimalOf(m_fMaxWithin), GraphColour(3), "max interval within burst",
+                                  "maxIntervalWithinBurst"});
     }
     if (!m_bShowCut) return;
-    if (const auto cut = FindIntervalCut(intervals, static_cast<double>(m_fMaxInBurst)))
+    if (const auto cut = FindIntervalCut(intervals, DecimalOf(m_fMaxInBurst)))
         pane.lines.push_back({true, cut->interval, GraphColour(2), "automatic cut", ""});
 }
 
@@ -221,7 +222,7 @@ std::optional<Graph> CEventBurstDetect::GetGraph() {
     pane.x.isLog = m_bLogHistogram;
     pane.y.title = "count";
     const std::vector<double> intervals = IntervalsMs();
-    GraphLayer bars = IntervalBars(intervals, static_cast<double>(m_fMaxInBurst), m_bLogHistogram);
+    GraphLayer bars = IntervalBars(intervals, DecimalOf(m_fMaxInBurst), m_bLogHistogram);
     if (!bars.y.empty()) {
         AddLines(pane, intervals);
         if (!m_bLogHistogram) pane.x.limits = {bars.x.front(), bars.x.back()};
@@ -280,7 +281,7 @@ void CEventBurstDetect::DescribeIntervals(ParamList& list) {
              "each run")
         .Linked({"maxInBurstInterval", "maxIntervalWithinBurst"})
         .OnChange([this] {
-            if (m_bUsePercentile && Document() && IsAttended()) m_bUsePercentile = TakePercentile();
+            if (m_bUsePercentile && Document() && View()) m_bUsePercentile = TakePercentile();
         });
     list.Number("percentile", "Percentile", m_fPercentile)
         .Unit("%")
@@ -288,7 +289,7 @@ void CEventBurstDetect::DescribeIntervals(ParamList& list) {
         .Tip("Share of the intervals that are no longer")
         .Linked({"maxInBurstInterval", "maxIntervalWithinBurst"})
         .OnChange([this] {
-            if (m_bUsePercentile && Document() && IsAttended()) TakePercentile();
+            if (m_bUsePercentile && Document() && View()) TakePercentile();
         });
 }
 

@@ -9,6 +9,7 @@
 #include "document/sample_scan.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
+#include "numerics/decimal.h"
 #include "numerics/rounding.h"
 #include "numerics/statistics.h"
 #include "results/archive_output.h"
@@ -130,7 +131,7 @@ class CEventRhythmHelper::Job : public EventJob {
 
 bool CEventRhythmHelper::MayTakeLong(const std::vector<EventTrain>& trains) {
     if (!IsAttended()) return true;
-    const double longest = static_cast<double>(m_fMaxInBurst) / Document()->sampleInterval;
+    const double longest = DecimalOf(m_fMaxInBurst) / Document()->sampleInterval;
     int64_t count = 0, above = 0;
     for (const EventTrain& train : trains)
         for (size_t i = 0; i < train.Intervals(); ++i, ++count)
@@ -178,8 +179,7 @@ std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {
     if (!Is(PatternRoute::asItStands)) job->pattern.events.clear();
     const auto samples = [&](double ms) { return RoundHalfAway64(ms / doc.sampleInterval); };
     const bool isPoisson = Is(PatternRoute::poisson);
-    job->poisson = {static_cast<double>(m_fSurprise), samples(static_cast<double>(m_fMaxInBurst)),
-                    m_nMinEvents};
+    job->poisson = {DecimalOf(m_fSurprise), samples(DecimalOf(m_fMaxInBurst)), m_nMinEvents};
     job->filter = isPoisson ? BurstFilter{false, 0, 0, m_nMinEvents}
                             : BurstFilter{true, samples(m_dMinimumOff), samples(m_dMinimumOn), 1};
     job->edit = static_cast<PatternEdit>(m_nEdit);

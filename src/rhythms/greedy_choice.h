@@ -27,6 +27,15 @@ struct TakenRange {
     int32_t first = 0, last = 0;
 };
 
+// Adds a range to those that are taken (first, last), which stay apart from each other.
+inline void AddTaken(std::map<int32_t, int32_t>& gone, TakenRange range) {
+    auto at = gone.upper_bound(range.first);
+    if (at != gone.begin() && std::prev(at)->second >= range.first) range.first = (--at)->first;
+    for (; at != gone.end() && at->first <= range.last; at = gone.erase(at))
+        range.last = std::max(range.last, at->second);
+    gone[range.first] = range.last;
+}
+
 // `best(first, last)` is the best candidate that begins at `first` and ends at `last` at most, if there is
 // one. `taken(candidate)` answers the range that a candidate takes up. `goesOn(starts)` is asked for each
 // start of the `count` there are; false ends the choice, which keeps what it has. In the order of choice.
@@ -50,8 +59,7 @@ std::vector<Candidate> ChooseGreedily(int32_t count, Best best, Taken taken, Goe
         const auto next = gone.upper_bound(top.first);
         if (next != gone.begin() && std::prev(next)->second >= top.first) continue;
         if (next == gone.end() || top.last < next->first) {
-            const TakenRange range = taken(top);
-            gone[range.first] = range.last;
+            AddTaken(gone, taken(top));
             chosen.push_back(top);
             continue;
         }

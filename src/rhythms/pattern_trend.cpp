@@ -55,7 +55,7 @@ class Fixes {
         for (int k = 1; k <= static_cast<int>(missing); ++k) {
             const int32_t on = RoundHalfAway(before.onPosition + k * room / (missing + 1.0));
             const int32_t off = std::min(OffsetByTrend(on), behind.onPosition);
-            if (on < free || off <= on) return fix;
+            if (on < free || off <= on) return {FixKind::none, i, {}};
             fix.spans.emplace_back(on, off);
             free = off;
         }
@@ -248,6 +248,7 @@ PatternEdited EditPattern(const Pattern& pattern, std::span<const CEventKM> sour
         for (const CEventKM& event : source) {
             if (!isBetween(event)) continue;
             if (!made) made = {event.onPosition, event.offPosition};
+            made->onPosition = std::min(made->onPosition, event.onPosition);
             made->offPosition = std::max(made->offPosition, event.offPosition);
         }
         if (!made) return refuse("You have not bracketed events in the source channel. Restoring cursors.");

@@ -33,13 +33,18 @@ std::vector<float> ReadWithSpare(CDataDoc& doc, const CaptureSpan& span, int spa
     const auto isFinite = [](float x) { return std::isfinite(x); };
     const auto begin = samples.begin() + spare, last = samples.end() - spare;
     if (!std::all_of(begin, last, isFinite)) throw TemplateFault(brokenCaptureText);
+    // Behind a gap, or a sample that is no number, nothing is read on.
+    bool isHeld = false;
     for (int64_t i = spare; i-- > 0;) {
         auto& value = samples[static_cast<size_t>(i)];
-        if (first + i < from || !isFinite(value)) value = samples[static_cast<size_t>(i) + 1];
+        isHeld |= first + i < from || !isFinite(value);
+        if (isHeld) value = samples[static_cast<size_t>(i) + 1];
     }
+    isHeld = false;
     for (int64_t i = count - spare; i < count; ++i) {
         auto& value = samples[static_cast<size_t>(i)];
-        if (first + i >= end || !isFinite(value)) value = samples[static_cast<size_t>(i) - 1];
+        isHeld |= first + i >= end || !isFinite(value);
+        if (isHeld) value = samples[static_cast<size_t>(i) - 1];
     }
     return samples;
 }
@@ -84,6 +89,10 @@ TemplateWave CaptureTemplate(CDataDoc& doc, const CaptureSpan& span, int multipl
     if (int64_t{span.first} + span.length > doc.GetTraceLength(span.trace))
         throw TemplateFault(lateCaptureText);
     const std::vector<float> samples = ReadWithSpare(doc, span, spareBins);
+    // What lies beside a stretch without variation rings into it when the rate is raised.
+    const auto own =
+        std::span(samples).subspan(static_cast<size_t>(spareBins), static_cast<size_t>(span.length));
+    if (!(PeakToPeak(own) > 0.0)) throw TemplateFault(flatTemplateText);
     const std::vector<float> raised = InterpolateExtended(samples, multiplier);
     TemplateWave wave;
     const auto cut = static_cast<std::ptrdiff_t>(spareBins) * multiplier;
@@ -96,7 +105,6 @@ TemplateWave CaptureTemplate(CDataDoc& doc, const CaptureSpan& span, int multipl
     wave.startMs = doc.TimeOf(span.first);
     wave.endMs = doc.TimeOf(int64_t{span.first} + span.length - 1);
     wave.recording = doc.filePath.filename().string();
-    if (!(PeakToPeak(wave.values) > 0.0)) throw TemplateFault(flatTemplateText);
     return wave;
 }
 

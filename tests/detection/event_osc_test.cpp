@@ -89,10 +89,16 @@ TEST_F(EventOscTest, WindowsStandWhereTheStepsSay) {
         size_t count;
         int64_t steps;
         int off;
+        double step = 40.0;
     };
-    for (const Case& one :
-         {Case{400, 1, 400}, {419, 1, 400}, {420, 1, 400}, {440, 2, 420}, {1000, 30, 980}}) {
+    for (const Case& one : {Case{400, 1, 400},
+                            {419, 1, 400},
+                            {420, 1, 400},
+                            {440, 2, 420},
+                            {1000, 30, 980},
+                            {2000, 4, 1600, 800.0}}) {
         Use(Burst(one.count, 0, one.count, 50.0, 100.0f));
+        operation.m_dStep = one.step;
         ASSERT_TRUE(operation.Run());
         EXPECT_EQ(std::get<int64_t>(operation.Results().front().values[0].second), one.steps);
         ASSERT_EQ(CountFound(), 1);

@@ -50,8 +50,9 @@ TEST(Autocorrelation, IsThatOfItsDefinition) {
         for (size_t i = 0; i < one.count; ++i) samples.push_back(normal(random));
         Autocorrelator autocorrelator(one.planned, one.lags);
         const std::span<const double> found = autocorrelator.Coefficients(samples);
-        const std::vector<double> plain = PlainCoefficients(samples, std::min<size_t>(one.lags, 100));
-        ASSERT_EQ(found.size(), one.lags);
+        const size_t lags = std::min(one.lags, one.count - 1);
+        const std::vector<double> plain = PlainCoefficients(samples, std::min<size_t>(lags, 100));
+        ASSERT_EQ(found.size(), lags);
         for (size_t lag = 0; lag < plain.size(); ++lag) EXPECT_NEAR(found[lag], plain[lag], 1e-12) << lag;
     }
     Autocorrelator autocorrelator(10, 4);

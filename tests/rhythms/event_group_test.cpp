@@ -132,7 +132,7 @@ TEST_F(EventGroupTest, RefusalsAndEmptyResults) {
     Fill(1, {{5, 6}});
     Fill(0, {{100, 101}, {110, 111}});
     // Too few for the manual method: told, and the channel is cleared.
-    ASSERT_EQ(Run(detect, With({{"method", "2"}})), "");
+    ASSERT_EQ(Run(detect, With({{"method", "2"}, {"usePercentile", "0"}})), "");
     EXPECT_NE(host.LastMessage().find(tooFewForManualText), std::string::npos);
     EXPECT_EQ(Found(1), Spans());
     // No burst is no error.
@@ -155,7 +155,9 @@ TEST_F(EventGroupTest, PercentileOfTheIntervals) {
     detect.GetParamText(report);
     EXPECT_NE(report.find("Max in-burst interval from %ile: 85.000000\r\n"), std::string::npos);
     Train({10, 20});
+    Fill(1, {{5, 6}});
     EXPECT_EQ(Run(detect, With({})), tooFewIntervalsText);
+    EXPECT_EQ(Found(1), (Spans{{5, 6}})) << "what was refused changes nothing";
 }
 
 TEST_F(EventGroupTest, Reports) {

@@ -171,7 +171,7 @@ TEST_F(PatternRecognitionTest, SaysWhyATemplateCannotBeCaptured) {
     for (size_t i = 820; i < 880; ++i) samples[i] = 2.5f;
     doc = MemoryDoc::MakeWithRuns(session, {samples}, {{400, 200, 600}}, 0.5);
     struct Case {
-        const char *start, *end, *says;
+        const char *start, *end, *says, *multiplier = "1";
     };
     const Case cases[] = {
         {"150", "150.2", coincidingCursorsText},
@@ -182,10 +182,12 @@ TEST_F(PatternRecognitionTest, SaysWhyATemplateCannotBeCaptured) {
         {"195", "205", brokenCaptureText},  // into the gap
         {"250", "260", brokenCaptureText},  // within it
         {"540", "560", brokenCaptureText},  // no number at sample 1100
-        {"515", "525", flatTemplateText}};
+        {"515", "525", flatTemplateText},
+        {"510.5", "525", flatTemplateText, "4"}};  // beside what is not flat
     for (const Case& c : cases) {
         CPatternRecognition block;
-        Attach(block, {{"templateStart", c.start}, {"templateEnd", c.end}});
+        Attach(block,
+               {{"templateStart", c.start}, {"templateEnd", c.end}, {"frequencyMultiplier", c.multiplier}});
         EXPECT_EQ(Refusal(block), c.says) << c.start << " to " << c.end;
     }
     CPatternRecognition none;
