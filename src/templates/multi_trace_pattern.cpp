@@ -145,7 +145,7 @@ struct CMultiTracePatternRecognition::Job : EventJob {
     void Compute(SampleReader& samples, JobContext& context) override {
         const TemplateSearch& primary = sought[0].what;
         if (region.Count() < primary.length) context.Warn(shortRegionText);
-        ProgressScope progress(context, title, static_cast<uint64_t>(EventJob::Samples()), samplesAtOnce);
+        ProgressScope progress(context, title, static_cast<uint64_t>(EventJob::Samples()));
         RaisedTrace raised(samples, sought[0].trace, sought[0].stretches, primary.multiplier, spareBins);
         std::vector<SecondarySearch> searches;
         for (size_t i = 1; i < sought.size(); ++i)
@@ -156,7 +156,7 @@ struct CMultiTracePatternRecognition::Job : EventJob {
             ++result.primaries;
             std::vector<SecondaryMatch> found;
             for (SecondarySearch& search : searches) {
-                const auto match = search.Find(candidate.bin);
+                const auto match = search.Find(candidate.bin, progress);
                 if (!match) return false;
                 found.push_back(*match);
             }

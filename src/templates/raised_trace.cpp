@@ -10,6 +10,7 @@ namespace kymora {
 namespace {
 
 constexpr int64_t raisedAtOnce = 0x8000;  // values of a block
+constexpr int64_t mostBlocks = 256;       // that are kept: 32 MB
 constexpr int64_t leastContext = 64;      // samples on both sides of it
 
 }  // namespace
@@ -21,18 +22,21 @@ bool IsRaise(int multiplier) {
 
 // Where nothing is raised, one sample of context tells whether a run goes on.
 RaisedTrace::RaisedTrace(SampleReader& samples, int trace, std::vector<TraceStretch> stretches,
-                         int multiplier, int spareBins)
+                         int multiplier, int spareBins, int64_t reach)
     : samples_(samples),
       trace_(trace),
       stretches_(std::move(stretches)),
       multiplier_(multiplier),
       blockSamples_(raisedAtOnce / multiplier),
-      context_(multiplier == 1 ? 1 : std::max<int64_t>(leastContext, spareBins)) {}
+      context_(multiplier == 1 ? 1 : std::max<int64_t>(leastContext, spareBins)),
+      blocks_(static_cast<size_t>(std::min(reach / raisedAtOnce + 2, mostBlocks))) {}
 
 const RaisedTrace::Block& RaisedTrace::Load(int64_t index) {
-    if (blocks_[0].index == index) return blocks_[0];
-    std::swap(blocks_[0], blocks_[1]);
-    if (blocks_[0].index == index) return blocks_[0];
+    auto at = std::ranges::find(blocks_, index, &Block::index);
+    const bool isThere = at != blocks_.end();
+    if (!isThere) --at;
+    std::rotate(blocks_.begin(), at, at + 1);
+    if (isThere) return blocks_[0];
     blocks_[0].index = -1;
     blocks_[0].runs.clear();
     blocks_[0].values.resize(static_cast<size_t>(raisedAtOnce));

@@ -21,9 +21,10 @@ class RaisedTrace {
   public:
     // The stretches, ascending, are where samples neighbour each other; nothing is raised across their ends
     // or across a sample that is no finite number. So many spare samples, and 64 at least, are taken on both
-    // sides of what is raised at once.
+    // sides of what is raised at once. The blocks that were asked for last are kept, as many as it takes for
+    // going back by `reach` bins again and again, and at least two.
     RaisedTrace(SampleReader& samples, int trace, std::vector<TraceStretch> stretches, int multiplier,
-                int spareBins);
+                int spareBins, int64_t reach = 0);
 
     int Multiplier() const { return static_cast<int>(multiplier_); }
 
@@ -77,7 +78,7 @@ class RaisedTrace {
     int trace_;
     std::vector<TraceStretch> stretches_;
     int64_t multiplier_, blockSamples_, context_;
-    Block blocks_[2];  // the last ones that were asked for, the newest first
+    std::vector<Block> blocks_;  // the last ones that were asked for, the newest first
     std::vector<float> read_, raised_;
 };
 

@@ -6,11 +6,12 @@ SecondarySearch::SecondarySearch(SampleReader& samples, const Sought& sought, in
     : what_(sought.what),
       place_(sought.place),
       slack_(slack),
-      raised_(samples, sought.trace, sought.stretches, sought.what.multiplier, spareBins),
+      raised_(samples, sought.trace, sought.stretches, sought.what.multiplier, spareBins,
+              2 * slack + std::ssize(sought.what.values)),
       error_(what_.values),
       scaled_(what_.values) {}
 
-std::optional<SecondaryMatch> SecondarySearch::Find(int64_t primaryBin) {
+std::optional<SecondaryMatch> SecondarySearch::Find(int64_t primaryBin, ProgressScope& progress) {
     const int64_t expected = primaryBin + place_;
     const int64_t from = std::max<int64_t>(0, expected - slack_);
     const int64_t end = expected + slack_ + std::ssize(what_.values);
@@ -21,6 +22,7 @@ std::optional<SecondaryMatch> SecondarySearch::Find(int64_t primaryBin) {
         if (row.size() >= what_.values.size()) Measure(row, first - expected, best);
     };
     raised_.ForEachPiece(from, end, [&](const RaisedTrace::Piece& piece) {
+        progress.Step(0);
         if (!piece.continues) {
             search();
             row.clear();

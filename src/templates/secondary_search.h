@@ -27,8 +27,8 @@ class SecondarySearch {
     SecondarySearch(SampleReader& samples, const Sought& sought, int spareBins, int64_t slack);
 
     // The best of the windows that pass and begin within the slack of their place, beside a primary match;
-    // nothing where none does. A window that leaves the data or meets a gap is none.
-    std::optional<SecondaryMatch> Find(int64_t primaryBin);
+    // nothing where none does. A window that leaves the data or meets a gap is none. Throws Cancelled.
+    std::optional<SecondaryMatch> Find(int64_t primaryBin, ProgressScope& progress);
 
   private:
     void Measure(std::span<const float> row, int64_t firstLag, std::optional<SecondaryMatch>& best);
