@@ -18,6 +18,19 @@ std::string WithoutTrailingZeros(std::string text) {
     return text == "-0" ? "0" : text;
 }
 
+// What came from a sample: a float, or its neighbour in double, which a range that ends behind it has.
+bool IsOfFloat(double value, float single) {
+    return std::fabs(value - single) <= std::fabs(value) * 2.0 * std::numeric_limits<double>::epsilon();
+}
+
+// With an exponent only where there would be many zeros.
+std::string WithoutSmallExponent(const std::string& number) {
+    const double value = std::strtod(number.c_str(), nullptr), size = std::fabs(value);
+    if (number.find('e') == std::string::npos || !(size >= 1e-5 && size < 1e12)) return number;
+    char plain[64];
+    return {plain, std::to_chars(plain, plain + sizeof plain, value, std::chars_format::fixed).ptr};
+}
+
 }  // namespace
 
 std::string ShortNumber(double value) {
@@ -38,25 +51,19 @@ std::string AxisNumber(double value, int significantFigures) {
     return WithoutTrailingZeros(fmt::format("{:.{}f}", rounded, decimals));
 }
 
-namespace {
-
-// What came from a sample: a float, or its neighbour in double, which a range that ends behind it has.
-bool IsOfFloat(double value, float single) {
-    return std::fabs(value - single) <= std::fabs(value) * 2.0 * std::numeric_limits<double>::epsilon();
+std::string PreciseNumber(double value) {
+    const std::string shown = fmt::format("{:.12g}", value);
+    if (std::strtod(shown.c_str(), nullptr) != value && IsOfFloat(value, static_cast<float>(value)))
+        return SingleNumber(value);
+    return WithoutSmallExponent(shown);
 }
 
-}  // namespace
-
-std::string PreciseNumber(double value) {
-    std::string shown = fmt::format("{:.12g}", value);
+std::string SingleNumber(double value) {
     const auto single = static_cast<float>(value);
-    if (std::strtod(shown.c_str(), nullptr) != value && IsOfFloat(value, single))
-        shown = fmt::format("{:.12g}", std::strtod(fmt::format("{}", single).c_str(), nullptr));
-    const double size = std::fabs(value);
-    if (shown.find('e') == std::string::npos || !(size >= 1e-5 && size < 1e12)) return shown;
-    char plain[64];
-    const double rounded = std::strtod(shown.c_str(), nullptr);
-    return {plain, std::to_chars(plain, plain + sizeof plain, rounded, std::chars_format::fixed).ptr};
+    if (!std::isfinite(single) || (single == 0.0f) != (value == 0.0))  // beyond what a float holds
+        return WithoutSmallExponent(fmt::format("{:.12g}", value));
+    return WithoutSmallExponent(
+        fmt::format("{:.12g}", std::strtod(fmt::format("{}", single).c_str(), nullptr)));
 }
 
 namespace {

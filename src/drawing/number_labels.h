@@ -16,6 +16,8 @@ std::string AxisNumber(double value, int significantFigures);
 // not show, with an exponent only where there would be many zeros. One that came from a float, and that 12
 // figures do not tell, has the fewest by which that float is known: 0.1, not 0.10000000149.
 std::string PreciseNumber(double value);
+// The same with the fewest figures that read back as the same float, for what is known no better.
+std::string SingleNumber(double value);
 
 // Time units: 0 ms, 1 s, 2 min, 3 h.
 double TimeUnitFactor(int unit);  // ms in one unit

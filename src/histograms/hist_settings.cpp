@@ -35,11 +35,14 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
         .Tip("A round range that holds all values; else the range is the one below");
     // What is typed counts.
     const auto isOwn = [this] { autoRange = false; };
+    // An optimal range is computed of samples, which are floats.
     list.Number("minimum", "Minimum", minimum)
+        .InSingle(optimalBins)
         .Tip("Values below it are below the histogram; setting it sets the range")
         .Linked({"autoRange"})
         .OnChange(isOwn);
     list.Number("maximum", "Maximum", maximum)
+        .InSingle(optimalBins)
         .Tip("Values at or beyond it are above the histogram; setting it sets the range")
         .Linked({"autoRange"})
         .OnChange(isOwn);
@@ -55,6 +58,7 @@ void HistSettings::DescribeBins(ParamList& list, const Words& tell) {
             binWidth = Width();
         });
     list.Number("binWidth", "Bin width", binWidth)
+        .InSingle(optimalBins)
         .Limits(leastWidth, std::numeric_limits<double>::max())
         .Tip("Width of a bin; the number of bins follows it")
         .Linked({"binCount"})

@@ -64,7 +64,8 @@ struct Field {
     // The way of the value to and from the member of an operation; empty for a field that only has its own.
     std::function<void(Field&)> load;
     std::function<void(const Field&)> store;
-    bool isSingle = false;  // a number that is kept as a float
+    bool isSingle = false;     // a number that is kept as a float
+    bool showsSingle = false;  // one that is kept as a double, and shown in the figures of a float
 
     // Inclusive limits of a number, in the unit in which it is stored. A float that reaches its greatest
     // value has no limit there.
@@ -105,6 +106,7 @@ struct Field {
     Field& Unit(std::string name) { return With(&Field::unit, std::move(name)); }
     Field& Limits(double from, double to) { return With(&Field::least, from).With(&Field::greatest, to); }
     Field& Step(double by) { return With(&Field::step, by); }
+    Field& InSingle(bool isSo) { return With(&Field::showsSingle, isSo); }
     Field& Spin() { return With(&Field::spin, true); }
     Field& Buttons() { return With(&Field::asButtons, true); }
     Field& Lines(int shown = 5) { return With(&Field::hasLines, true).With(&Field::linesShown, shown); }

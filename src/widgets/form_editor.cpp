@@ -47,6 +47,8 @@ QString NumberText(double value, bool whole) {
 QString LineText(const Field& field) {
     switch (field.kind) {
     case FieldKind::number:
+        if (field.showsSingle) return ToQString(SingleNumber(field.number));
+        [[fallthrough]];
     case FieldKind::integer:
     case FieldKind::channel:
         return NumberText(field.number, field.kind != FieldKind::number);

@@ -449,6 +449,15 @@ TEST(NumberText, ShowsWhatCounts) {
                                       {1073741824.0, "1073741824"},
                                       {0.10000000149, "0.10000000149"}})
         EXPECT_EQ(PreciseNumber(value), text);
+    // Times 2^31 and 2^24 the floats next to these are 8599598 and 15114593; 0.9009 would be 15114594. 1e-50
+    // and 1e300 are beyond floats.
+    for (const auto& [value, text] : {std::pair{0.00400449987322, "0.0040045"},
+                                      {0.900899976134, "0.90089995"},
+                                      {-0.0, "-0"},
+                                      {0.000025, "0.000025"},
+                                      {1e-50, "1e-50"},
+                                      {1e300, "1e+300"}})
+        EXPECT_EQ(SingleNumber(value), text);
     EXPECT_EQ(ParseNumber("+2.5e1"), 25.0);
     for (const char* none : {"", "+-1", "inf", "1 2"}) EXPECT_FALSE(ParseNumber(none)) << none;
 }
