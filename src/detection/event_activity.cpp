@@ -140,6 +140,15 @@ std::unique_ptr<OperationJob> CEventActivity::MakeJob() {
     return job;
 }
 
+bool CEventActivity::FinishFound(CEventChan& chan, const EventJob&, size_t) {
+    chan.detection = {};
+    chan.detection.templateTrace = m_nTrace;
+    chan.detection.analysisRegion = m_nRegionMode;
+    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
+    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
+    return true;
+}
+
 void CEventActivity::TakeFound(const EventJob& job) { m_extremes = static_cast<const Job&>(job).extremes; }
 
 std::vector<Result> CEventActivity::Results() {

@@ -41,6 +41,7 @@ class CEventActivity : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     std::unique_ptr<OperationJob> MakeJob() override;
     void ForgetFound() override { m_extremes.clear(); }
+    bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     void TakeFound(const EventJob& job) override;
 
   private:

@@ -42,6 +42,9 @@ class PolledProgress : public ProgressSource {
     uint64_t total_;
 };
 
+constexpr const char* noCandidatesText = "No place of the analysis region resembles the template more than "
+                                         "its neighbours do. Choose a longer region.";
+
 // What a pass over stretches of a trace needs.
 struct CandidatePass {
     TemplateSearch what;
@@ -49,6 +52,10 @@ struct CandidatePass {
     std::vector<SampleSpan> spans;
     int trace = 0, spareBins = 0;
 
+    bool HasWindow() const {
+        return std::ranges::any_of(spans,
+                                   [&](const SampleSpan& span) { return span.Count() >= what.length; });
+    }
     std::vector<float> Run(SampleReader& samples, const Poll& poll) const {
         uint64_t total = 0;
         for (const SampleSpan& span : spans) total += static_cast<uint64_t>(span.Count());
@@ -187,7 +194,7 @@ bool CTemplateErrorHist::MakeInput(HistJob& job) {
     input.name = MeasureLabel(type);
     job.read = [pass](SampleReader& samples, HistInput& into, const Poll& poll) {
         std::vector<float> bests = pass.Run(samples, poll);
-        if (bests.empty()) throw JobRefused(shortRegionText);
+        if (bests.empty()) throw JobRefused(pass.HasWindow() ? noCandidatesText : shortRegionText);
         into = MeasureInput(std::move(bests), pass.what.type, pass.what.threshold);
     };
     return true;
