@@ -208,7 +208,7 @@ void ParamForm::AddEditor(const Field& param, QGridLayout* grid) {
     const bool hasLines = field.asButtons && field.buttonColumns < static_cast<int>(field.choices.size());
     // Beside several lines of buttons it stands at the first.
     if (hasLines) row.name->setMinimumHeight(row.editor->Focus()->sizeHint().height());
-    grid->addWidget(row.name, line, 0, hasLines ? Qt::AlignTop : Qt::Alignment());
+    grid->addWidget(row.name, line, 0, hasLines || field.hasLines ? Qt::AlignTop : Qt::Alignment());
     PlaceEditor(row, param, grid, line);
 }
 

@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTest>
@@ -220,6 +221,29 @@ TEST_F(TransformWindowTest, NoWindowScrollsSideways) {
         for (const auto* area : window->findChildren<QScrollArea*>())
             EXPECT_EQ(area->horizontalScrollBar()->maximum(), 0);
         Close();
+    }
+}
+
+TEST_F(TransformWindowTest, AListIsSavedWholeAndAsATable) {
+    window =
+        new TransformWindow(session, *FindOperation("CDigitalFIR"), std::make_unique<CDigitalFIR>(), &look);
+    window->SetActive(doc.get(), &view);
+    window->show();
+    QApplication::processEvents();
+    EXPECT_FALSE(Find<QPushButton>(window, "saveAllResults")->isEnabled()) << "there is no list";
+    QTest::mouseClick(Find<QRadioButton>(window, "report1"), Qt::LeftButton, {}, QPoint(5, 8));
+    const struct {
+        const char *path, *begin;
+    } cases[] = {{"/list.txt", "Coefficients\r\n  0\t"}, {"/list.csv", "index,coefficient"}};
+    for (const auto& [path, begin] : cases) {
+        host.saveFile = path;
+        Press("saveAllResults");
+        ASSERT_TRUE(files.Stamp(path)) << path;
+        const auto file = files.Open(path, OpenMode::readOnly);
+        std::string bytes(file->Length(), ' ');
+        file->ReadAt(0, std::as_writable_bytes(std::span(bytes.data(), bytes.size())));
+        EXPECT_NE(bytes.find(begin), std::string::npos) << bytes.substr(0, 200);
+        EXPECT_GE(std::ranges::count(bytes, '\n'), 201) << "a line for each of the 201";
     }
 }
 

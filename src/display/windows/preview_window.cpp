@@ -23,6 +23,7 @@ namespace {
 
 constexpr int iconSize = 20, groupGap = 10;
 constexpr int besideGap = 8, titleRoom = 32;  // pixels; the title bar is not part of the size
+constexpr int buttonsRoom = 90;               // of those of the transform, with the line of what is said
 constexpr QSize usualSize{760, 520}, leastPicture{320, 160};
 
 // While a kernel is at work that may take its time.
@@ -96,25 +97,32 @@ void PreviewWindow::PlaceAs(const QRect& place) {
     const QRect room = screen()->availableGeometry();
     if (place.isValid() && room.intersects(place)) return move(place.topLeft());
     if (!parentWidget()) return;
-    const QRect beside = parentWidget()->frameGeometry();
+    QRect beside = parentWidget()->frameGeometry();
     const QSize least = minimumSizeHint();
-    const int rightRoom = room.right() - beside.right() - besideGap;
-    const int leftRoom = beside.left() - room.left() - besideGap;
-    const int belowRoom = room.bottom() - beside.bottom() - besideGap - titleRoom;
-    const bool isAtSide = std::max(rightRoom, leftRoom) >= least.width();
-    // Smaller where it must be.
-    if (isAtSide)
-        resize(std::min(width(), std::max(rightRoom, leftRoom)), height());
-    else if (belowRoom >= least.height())
-        resize(width(), std::min(height(), belowRoom));
-    const int top = std::max(room.top(), std::min(beside.top(), room.bottom() - height() - titleRoom));
-    if (isAtSide && rightRoom >= leftRoom) return move(beside.right() + besideGap, top);
-    if (isAtSide) return move(beside.left() - besideGap - width(), top);
-    if (belowRoom >= least.height()) return move(beside.left(), beside.bottom() + besideGap);
-    // Over the settings rather than over the graph right of them; the buttons below stay in sight.
-    resize(std::min(width(), std::max(least.width(), beside.width() / 2)),
-           std::min(height(), beside.height() / 2));
-    move(std::max(room.left(), beside.left()), std::max(room.top(), beside.top()));
+    const QSize left(room.width() - beside.width() - besideGap,
+                     room.height() - beside.height() - besideGap - titleRoom);
+    const auto top = [&] {
+        return std::max(room.top(), std::min(beside.top(), room.bottom() - height() - titleRoom));
+    };
+    if (beside.right() + besideGap + width() <= room.right()) return move(beside.right() + besideGap, top());
+    if (beside.left() - besideGap - width() >= room.left())
+        return move(beside.left() - besideGap - width(), top());
+    // The window of the transform makes room; a preview that is smaller is better than one that hides it.
+    const bool isBelow =
+        left.height() >= height() || (left.width() < least.width() && left.height() >= least.height());
+    if (isBelow || left.width() >= least.width()) {
+        isBelow ? beside.moveBottom(std::min(beside.bottom(), room.top() + beside.height() - 1 +
+                                                                  std::max(0, left.height() - height())))
+                : beside.moveLeft(std::min(beside.left(), room.left() + std::max(0, left.width() - width())));
+        parentWidget()->move(beside.topLeft());
+        resize(size().boundedTo(isBelow ? QSize(room.width(), left.height())
+                                        : QSize(left.width(), room.height() - titleRoom)));
+        return isBelow ? move(beside.left(), beside.bottom() + besideGap)
+                       : move(beside.right() + besideGap, top());
+    }
+    // Over the results at the lower right, so that settings, graph and buttons can be seen.
+    resize(least.expandedTo(QSize(beside.width() / 2, beside.height() / 2)).boundedTo(size()));
+    move(beside.right() - width(), std::max(room.top(), beside.bottom() - buttonsRoom - height()));
 }
 
 void PreviewWindow::MakeButtons(QBoxLayout* row) {
