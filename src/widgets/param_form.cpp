@@ -2,7 +2,6 @@
 
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
-#include <QApplication>
 #include <QFocusEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -55,7 +54,6 @@ ParamForm::ParamForm(Describe describe, Enter enter, ParamSurroundings surroundi
     : QWidget(parent), describe_(std::move(describe)), enter_(std::move(enter)), surroundings_(surroundings) {
     columns_ = new QHBoxLayout(this);
     columns_->setContentsMargins(0, 0, 0, 0);
-    connect(qApp, &QApplication::focusChanged, this, [this] { edit_.reset(); });
     ParamList params = Described();
     Build(params);
 }
@@ -175,14 +173,13 @@ void ParamForm::OnEntered(size_t index) {
     Row& row = rows_[index];
     Field* param = params.Find(row.key);
     if (!param) return Refresh();
-    if (param->putBack && !row.before) row.before = *param;
     BeginEditing(index, params);
     row.fault = row.editor->Read(*param);
     const double entered = param->number;
     enter_([&] {
         if (row.fault.empty()) return param->Commit();
         // A part of the text that could be used was not what the user meant.
-        for (const Field& field : edit_->before) field.store(field);
+        PutBack(*edit_);
         param->load(*param);
     });
     // The text that is being typed stays as it is, unless what followed set another value.
@@ -195,20 +192,24 @@ void ParamForm::OnEntered(size_t index) {
 }
 
 bool ParamForm::FinishEditing() {
-    for (Row& row : rows_) {
-        if (!row.before) continue;
-        Field before = *std::exchange(row.before, std::nullopt);
-        const std::string why = before.putBack();
-        if (why.empty()) continue;
-        enter_([&] { before.Commit(); });
-        row.fault.clear();
-        row.shown = noValue;
-        Refresh();
-        emit Edited(false);
-        emit ValuePutBack(ToQString(why));
-        return true;
-    }
-    return false;
+    if (!edit_) return false;
+    const Edit edit = *std::exchange(edit_, std::nullopt);
+    Row& row = rows_[edit.row];
+    const auto edited = std::ranges::find(edit.before, row.key, &Field::key);
+    if (edited == edit.before.end() || !edited->putBack) return false;
+    const std::string why = edited->putBack();
+    if (why.empty()) return false;
+    enter_([&] { PutBack(edit); });
+    row.fault.clear();
+    row.shown = noValue;
+    Refresh();
+    emit Edited(false);
+    emit ValuePutBack(ToQString(why));
+    return true;
+}
+
+void ParamForm::PutBack(const Edit& edit) {
+    for (const Field& field : edit.before) field.store(field);
 }
 
 // Another window, or a menu, may give the keyboard back.

@@ -113,8 +113,12 @@ class ParamForm : public QWidget {
         bool isElsewhere = false;  // a button that stands below the results or in the graph's tool bar
         std::string shown;         // the value that the editor stands for
         std::string fault;         // why the entered text may not be used
-        // As it was before the user edited it, where that may be put back.
-        std::optional<Field> before;
+    };
+
+    // What the user is editing, and the values of the parameter and of those that follow it before that.
+    struct Edit {
+        size_t row = 0;
+        std::vector<Field> before;
     };
 
     // The parameters as they are shown here.
@@ -132,6 +136,7 @@ class ParamForm : public QWidget {
     static void DropOldFault(Row& row, const Field& param, const ParamList& params);
     std::string FaultAmong(const ParamList& params) const;
     void BeginEditing(size_t index, const ParamList& params);
+    static void PutBack(const Edit& edit);
     void ShowRows(const ParamList& params);
     void ShowGroups();
     void Unfold(const Row& row);
@@ -162,11 +167,6 @@ class ParamForm : public QWidget {
         std::vector<QLabel*> rowNames, headings;
     };
     Table table_;
-    // What the user is editing, and the values of the parameter and of those that follow it before that.
-    struct Edit {
-        size_t row = 0;
-        std::vector<Field> before;
-    };
     std::optional<Edit> edit_;
     bool writing_ = false;
 };

@@ -193,7 +193,7 @@ void ParamForm::AddEditor(const Field& param, QGridLayout* grid) {
     const size_t index = rows_.size() - 1;
     row.editor = MakeFormEditor(field, parent, [this, index] { OnEntered(index); });
     row.shown = param.ValueText();
-    if (param.putBack) row.editor->Focus()->installEventFilter(this);
+    row.editor->Focus()->installEventFilter(this);
     QWidget* widget = row.editor->Widget();
     widget->setAccessibleName(ToQString(param.label));
     // A file that is dropped anywhere goes to the window.
