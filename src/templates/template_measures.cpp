@@ -12,6 +12,7 @@ namespace kymora {
 
 namespace {
 
+constexpr double lostShare = 1e-6;  // of a sum of squares that is left when a sample goes
 constexpr double leastSquaredError = 1e-6;
 constexpr size_t leastTransform = 4096, binsPerTransform = 4;
 // A bound on sums that rounding cannot take below an error that counts.
@@ -19,12 +20,14 @@ constexpr double limitMargin = 1.0 + 1e-6;
 // A criterion from a transform is this near to the one summed in full where both are of one size.
 constexpr float nearThreshold = 1e-3f;
 
-// About the mean of the samples.
+// About the median of the samples, which no single one moves.
 double MiddleOf(std::span<const float> samples) {
     constexpr size_t stride = 16;
-    double sum = 0.0, count = 0.0;
-    for (size_t i = 0; i < samples.size(); i += stride, ++count) sum += samples[i];
-    return sum / count;
+    std::vector<float> some;
+    for (size_t i = 0; i < samples.size(); i += stride) some.push_back(samples[i]);
+    const auto middle = some.begin() + static_cast<std::ptrdiff_t>(some.size() / 2);
+    std::ranges::nth_element(some, middle);
+    return *middle;
 }
 
 std::vector<double> Widened(std::span<const float> values) { return {values.begin(), values.end()}; }
@@ -127,17 +130,24 @@ void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float
     FindDots(to.size());
 
     double sum = 0.0, squares = 0.0;
-    for (size_t i = 0; i + 1 < bins; ++i) {
-        sum += wide_[i];
-        squares += wide_[i] * wide_[i];
-    }
+    const auto sumAnew = [&](size_t from) {
+        sum = squares = 0.0;
+        for (size_t i = from; i + 1 < from + bins; ++i) {
+            sum += wide_[i];
+            squares += wide_[i] * wide_[i];
+        }
+    };
+    sumAnew(0);
     for (size_t k = 0; k < to.size(); ++k) {
         const double newest = wide_[k + bins - 1], oldest = wide_[k];
         sum += newest;
         squares += newest * newest;
         errors_[k] = SquaredError(dots_[k], sum, squares);
+        const double before = squares;
         sum -= oldest;
         squares -= oldest * oldest;
+        // What is left of a sum that a single sample has made has lost its digits.
+        if (squares < lostShare * before) sumAnew(k + 1);
     }
     for (size_t k = 0; k < to.size(); ++k) to[k] = CriterionOf(dots_[k], errors_[k]);
     atFloor_ += std::ranges::count_if(errors_, [](double error) { return !(error >= leastSquaredError); });

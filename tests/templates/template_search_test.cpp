@@ -210,6 +210,20 @@ TEST_F(TemplateSearchTest, MeasuresAreThoseOfTheFormulas) {
         }
 }
 
+// Running sums have no digits for the others while it is in the window.
+TEST_F(TemplateSearchTest, OneHugeSampleSpoilsOnlyTheWindowsThatHoldIt) {
+    const Samples bump = Bump(40);
+    for (const float huge : {1e9f, 1e15f, -3e38f}) {
+        Samples x = NoisyBumps(5000, bump, 7, 0.15f);
+        x[1024] = huge;
+        const auto plain = PlainSearch(bump, x, TemplateType::scaled, 3.0f, 8);
+        ASSERT_GT(plain.size(), 10u);
+        const SearchFound found = Find(x, SearchOf(bump, TemplateType::scaled, 3.0f));
+        ASSERT_EQ(found.matches.size(), plain.size()) << huge;
+        for (size_t i = 0; i < plain.size(); ++i) EXPECT_EQ(found.matches[i].on, plain[i].on) << huge;
+    }
+}
+
 TEST_F(TemplateSearchTest, EveryInstructionSetGivesTheSameBits) {
     const Samples t = Bump(37);
     const Samples x = NoisyBumps(3000, t, 5, 0.3f);
