@@ -141,11 +141,8 @@ std::unique_ptr<OperationJob> CEventActivity::MakeJob() {
 }
 
 bool CEventActivity::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.detection = {};
+    BeginRecord(chan);
     chan.detection.templateTrace = m_nTrace;
-    chan.detection.analysisRegion = m_nRegionMode;
-    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
-    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
     return true;
 }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "detection/analysis_blocks.h"
-#include "document/sample_scan.h"
+#include "detection/turning_runs.h"
 #include "host/user_numbers.h"
 #include "numerics/statistics.h"
 
@@ -31,20 +31,6 @@ std::string HillDescription(const HillRule& rule, double sampleInterval) {
                        NameOf(hillMeasures, static_cast<int32_t>(rule.from)),
                        static_cast<double>(rule.minimumDuration) * sampleInterval, longest,
                        rule.mergeFoothills, rule.excludeMolehills, rule.absolute.value_or(0.0));
-}
-
-std::vector<TurningRun> TurningRunsOf(SampleReader& samples, int trace, std::span<const SampleSpan> blocks,
-                                      HillKind kind, ProgressScope& progress) {
-    TurningPointSearch search(kind == HillKind::valleys);
-    for (const SampleSpan& block : blocks) {
-        search.StartAt(block.first);
-        ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
-            search.Take(values);
-            progress.Step(values.size());
-            return true;
-        });
-    }
-    return search.Finish();
 }
 
 }  // namespace
@@ -156,7 +142,7 @@ struct CEventHillAnalysis::Job : EventJob {
         uint64_t count = 0;
         for (const SampleSpan& block : from) count += static_cast<uint64_t>(block.Count());
         ProgressScope progress(context, title, count, samplesAtOnce);
-        return TurningRunsOf(samples, Trace(), from, rule.kind, progress);
+        return TurningRunsOf(samples, Trace(), from, rule.kind == HillKind::valleys, progress);
     }
     void Merge(std::vector<TurningRun>& runs) const {
         for (TurningRun& run : runs) MergeFoothills(run, rule.mergeFoothills);
@@ -237,11 +223,8 @@ void CEventHillAnalysis::TakeFound(const EventJob& job) {
 
 // What the channel's record keeps of the detection: nothing of an earlier one stays.
 bool CEventHillAnalysis::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.detection = {};
+    BeginRecord(chan);
     chan.detection.templateTrace = m_nTrace;
-    chan.detection.analysisRegion = m_nRegionMode;
-    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
-    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
     return true;
 }
 

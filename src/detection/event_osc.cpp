@@ -233,13 +233,9 @@ void CEventOsc::TakeFound(const EventJob& job) {
     m_found = static_cast<const Job&>(job).result;
 }
 
-// What the channel's record keeps of the detection: nothing of an earlier one stays.
 bool CEventOsc::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.detection = {};
+    BeginRecord(chan);
     chan.detection.templateTrace = m_nTrace;
-    chan.detection.analysisRegion = m_nRegionMode;
-    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
-    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
     return true;
 }
 

@@ -246,6 +246,16 @@ bool CEventBaseDlg::PutFound(CEventChan& chan, EventJob& job, size_t which) {
     return ShapeFound(chan, job);
 }
 
+void CEventBaseDlg::BeginRecord(CEventChan& chan) {
+    chan.detection = {};
+    chan.templateData.clear();
+    const auto region = Region();
+    if (!region) return;
+    chan.detection.analysisRegion = region->mode;
+    chan.detection.analysisStart = static_cast<float>(region->start);
+    chan.detection.analysisEnd = static_cast<float>(region->end);
+}
+
 bool CEventBaseDlg::WriteFound(EventJob& job, UndoScope& undo) {
     auto& channels = Document()->eventChannels;
     TakeFound(job);

@@ -107,6 +107,9 @@ class CEventBaseDlg : public CBatchBaseDlg {
     virtual void TakeFound(const EventJob&) {}
     // What only the operation itself can add to a channel that has got its events. False abandons.
     virtual bool FinishFound(CEventChan&, const EventJob&, size_t) { return true; }
+    // Begins the record that a channel keeps of its detection, with the region: nothing of an earlier one
+    // stays.
+    void BeginRecord(CEventChan& chan);
     virtual void AppendReport(std::string& text, const EventJob&) { GetParamText(text); }
     // Of several channels each is described by the report, and not the last one alone.
     virtual bool ReportsOnEach() const { return false; }

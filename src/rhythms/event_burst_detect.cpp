@@ -153,13 +153,9 @@ std::unique_ptr<OperationJob> CEventBurstDetect::MakeJob() {
 void CEventBurstDetect::TakeFound(const EventJob& job) { m_cut = static_cast<const Job&>(job).cut; }
 
 bool CEventBurstDetect::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.detection = {};
+    BeginRecord(chan);
     chan.detection.burstSourceChannel = m_nChannel1;
     chan.detection.burstSurprise = DecimalOf(m_fSurprise);
-    chan.detection.analysisRegion = m_nRegionMode;
-    chan.detection.analysisStart = static_cast<float>(m_dRegionStart);
-    chan.detection.analysisEnd = static_cast<float>(m_dRegionEnd);
-    chan.templateData.clear();
     return true;
 }
 

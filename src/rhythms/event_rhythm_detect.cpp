@@ -71,8 +71,7 @@ std::unique_ptr<OperationJob> CEventRhythmDetect::MakeJob() {
 }
 
 bool CEventRhythmDetect::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.detection = {};
-    chan.templateData.clear();
+    BeginRecord(chan);
     return true;
 }
 

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "detection/analysis_blocks.h"
+#include "detection/turning_runs.h"
 #include "document/native_writer.h"
-#include "document/sample_scan.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
 #include "numerics/decimal.h"
@@ -47,7 +48,7 @@ class CEventRhythmHelper::Job : public EventJob {
     std::vector<EventTrain> trains;
     HillRule hills;
     int trace = 0;
-    std::vector<TraceStretch> pieces;  // of the region, for that route
+    std::vector<SampleSpan> pieces;  // of the region, for that route
     BurstFilter filter;
     PoissonSettings poisson;
     Pattern pattern;  // of the channel as it stands, for that route
@@ -61,7 +62,7 @@ class CEventRhythmHelper::Job : public EventJob {
 
     int64_t Samples() const override {
         int64_t samples = std::ssize(source);
-        for (const TraceStretch& piece : pieces) samples += piece.Count();
+        for (const SampleSpan& piece : pieces) samples += piece.Count();
         return samples;
     }
     void Compute(SampleReader& samples, JobContext& context) override {
@@ -83,16 +84,8 @@ class CEventRhythmHelper::Job : public EventJob {
     void FindHillsIn(SampleReader& samples, JobContext& context) {
         const auto total = static_cast<uint64_t>(Samples());
         ProgressScope progress(context, title, total, samplesAtOnce);
-        TurningPointSearch search(hills.kind == HillKind::valleys);
-        for (const TraceStretch& piece : pieces) {
-            search.StartAt(piece.start);
-            ScanSamples(samples, trace, piece.start, piece.Count(), [&](std::span<const float> block) {
-                search.Take(block);
-                progress.Step(block.size());
-                return true;
-            });
-        }
-        std::vector<TurningRun> runs = search.Finish();
+        std::vector<TurningRun> runs =
+            TurningRunsOf(samples, trace, pieces, hills.kind == HillKind::valleys, progress);
         for (TurningRun& run : runs) MergeFoothills(run, hills.mergeFoothills);
         const auto read = [&](int64_t from, std::span<float> values) {
             samples.ReadBlock(trace, from, values);
@@ -149,11 +142,8 @@ void CEventRhythmHelper::TakeTrace(Job& job) const {
     job.hills.mergeFoothills = static_cast<double>(m_fMergeFoothills);
     job.hills.excludeMolehills = static_cast<double>(m_fExcludeMolehills);
     for (const SampleBlock& block : Block().Blocks())
-        for (const TraceStretch& stretch : UnbrokenStretches(*Document(), m_nTrace)) {
-            const TraceStretch piece{std::max<int64_t>(stretch.start, block.first),
-                                     std::min<int64_t>(stretch.end, int64_t{block.first} + block.length)};
-            if (piece.start < piece.end) job.pieces.push_back(piece);
-        }
+        std::ranges::copy(BlocksOf(*Document(), m_nTrace, {block.first, block.first + block.length}),
+                          std::back_inserter(job.pieces));
 }
 
 std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {

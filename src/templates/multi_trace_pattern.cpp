@@ -211,8 +211,7 @@ std::unique_ptr<OperationJob> CMultiTracePatternRecognition::MakeJob() {
 }
 
 bool CMultiTracePatternRecognition::FinishFound(CEventChan& chan, const EventJob&, size_t) {
-    chan.templateData.clear();
-    chan.detection = {};
+    BeginRecord(chan);
     return true;
 }
 

@@ -280,20 +280,18 @@ std::filesystem::path CPatternRecognition::MatchFilePath() const {
 
 bool CPatternRecognition::FinishFound(CEventChan& chan, const EventJob& job, size_t which) {
     const auto& done = static_cast<const PatternJob&>(job);
+    BeginRecord(chan);
     chan.templateData = m_template.values;
-    DetectionParameters kept;
+    DetectionParameters& kept = chan.detection;
     kept.templateStart = m_template.multiplier;
     kept.templateEnd = m_template.spareBins;
     kept.templateFirst = m_template.length;
-    kept.templateLast = m_template.start;
+    // In another recording that sample is any other.
+    kept.templateLast = m_template.IsFrom(*Document()) ? m_template.start : TemplateWave::nowhere;
     kept.templateTrace = m_template.trace;
     kept.templateAlign = m_nAdaptiveAverage;
     kept.templateThreshold = Threshold();
     kept.templateExtra = m_fMinimumPeakToPeak;
-    kept.analysisRegion = m_nRegionMode;
-    kept.analysisStart = static_cast<float>(m_dRegionStart);
-    kept.analysisEnd = static_cast<float>(m_dRegionEnd);
-    chan.detection = kept;
     m_found.push_back({done.found[which].parentTrace, done.found[which].channel, done.matched[which]});
     return true;
 }

@@ -177,14 +177,11 @@ void CPatternRecognition::CaptureBetweenCursors() {
     Attempt([this] {
         const std::vector<double> cursors = View() ? View()->GetCursorTimes() : std::vector<double>();
         const auto first = static_cast<size_t>(m_nFirstCursor), second = static_cast<size_t>(m_nSecondCursor);
-        if (cursors.size() >= 2 && std::max(first, second) <= cursors.size()) {
-            if (first == second) throw TemplateFault(coincidingCursorsText);
-            m_dTemplateStart = std::min(cursors[first - 1], cursors[second - 1]);
-            m_dTemplateEnd = std::max(cursors[first - 1], cursors[second - 1]);
-            m_nTemplateTrace = m_nTrace;
-        } else if (!(m_dTemplateEnd > m_dTemplateStart)) {
-            throw TemplateFault(fewCursorsText);
-        }
+        if (std::max<size_t>({first, second, 2}) > cursors.size()) throw TemplateFault(fewCursorsText);
+        if (first == second) throw TemplateFault(coincidingCursorsText);
+        m_dTemplateStart = std::min(cursors[first - 1], cursors[second - 1]);
+        m_dTemplateEnd = std::max(cursors[first - 1], cursors[second - 1]);
+        m_nTemplateTrace = m_nTrace;
         m_nTemplateSource = captured;
         Capture();
     });
@@ -201,7 +198,7 @@ void CPatternRecognition::ListTemplate() {
 std::string CPatternRecognition::TemplateText() const {
     if (!m_template.IsDefined()) return "none";
     const std::string from = m_template.start == TemplateWave::nowhere
-                                 ? "average of matches"
+                                 ? "of another recording, or a mean of matches"
                                  : fmt::format("trace {}, {:g} to {:g} ms", m_template.trace + 1,
                                                m_template.startMs, m_template.endMs);
     return fmt::format("{} bins, {}", m_template.values.size(), from);

@@ -58,8 +58,10 @@ void CheckSize(int64_t length, int multiplier) {
 }  // namespace
 
 bool TemplateWave::IsOf(const CDataDoc& doc, int itsTrace) const {
-    return start >= 0 && trace == itsTrace && recording == doc.filePath.filename().string();
+    return start >= 0 && trace == itsTrace && IsFrom(doc);
 }
+
+bool TemplateWave::IsFrom(const CDataDoc& doc) const { return recording == doc.filePath.filename().string(); }
 
 void TemplateWave::Exchange(CArchive& archive) {
     if (archive.IsStoring()) {

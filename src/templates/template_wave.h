@@ -53,7 +53,8 @@ struct TemplateWave {
     std::string recording;              // the name of its file
 
     bool IsDefined() const { return !values.empty(); }
-    // It was captured from this trace of this recording.
+    // It was captured from this recording; and from this trace of it.
+    bool IsFrom(const CDataDoc& doc) const;
     bool IsOf(const CDataDoc& doc, int itsTrace) const;
     void Exchange(CArchive& archive);
 };
