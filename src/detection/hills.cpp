@@ -1,6 +1,7 @@
 #include "detection/hills.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -125,21 +126,64 @@ double CrossingAt(HillSamples& samples, int64_t below, int64_t above, double lev
     return static_cast<double>(below) + step * (level - low) / (high - low);
 }
 
-// The turning points lead to the flank on which the signal first falls to the level; only its samples are
-// read. Beyond the outermost ones it is the rest of the run.
-double WidthAt(HillSamples& samples, const TurningRun& run, size_t peak, double level) {
-    const auto& points = run.points;
-    const auto isBelow = [=](double value) { return value <= level; };
-    size_t left = peak - 1, right = peak + 1;
-    while (left > 0 && !isBelow(points[left].value)) --left;
-    while (right + 1 < points.size() && !isBelow(points[right].value)) ++right;
-    const int64_t from = isBelow(points[left].value) ? points[left].at : run.first.at;
-    const int64_t to = isBelow(points[right].value) ? points[right].at : run.last.at;
-    const int64_t leftBelow = samples.Last(from, points[left + 1].at, isBelow);
-    const int64_t rightBelow = samples.First(points[right - 1].at, to + 1, isBelow);
-    return CrossingAt(samples, rightBelow, rightBelow - 1, level) -
-           CrossingAt(samples, leftBelow, leftBelow + 1, level);
-}
+// Finds the nearest of the points that lies at or below a level, by a tree of minima: O(log n).
+class LowPoints {
+  public:
+    explicit LowPoints(std::span<const TurningPoint> points)
+        : leaves_(std::bit_ceil(points.size())),
+          lowest_(2 * leaves_, std::numeric_limits<float>::infinity()) {
+        for (size_t i = 0; i < points.size(); ++i) lowest_[leaves_ + i] = points[i].value;
+        for (size_t node = leaves_; node-- > 1;)
+            lowest_[node] = std::min(lowest_[2 * node], lowest_[2 * node + 1]);
+    }
+    // Before or behind a point.
+    std::optional<size_t> Before(size_t point, double level) const { return Nearest(point, level, 1); }
+    std::optional<size_t> Behind(size_t point, double level) const { return Nearest(point, level, 0); }
+
+  private:
+    // Up until a neighbour on the side that is sought holds one, and down to that one of it which is nearest.
+    std::optional<size_t> Nearest(size_t point, double level, size_t nearSide) const {
+        size_t node = leaves_ + point;
+        while (node > 1 && (node % 2 != nearSide || lowest_[node ^ 1] > level)) node /= 2;
+        if (node <= 1) return {};
+        for (node ^= 1; node < leaves_;) {
+            const size_t near = 2 * node + nearSide;
+            node = lowest_[near] <= level ? near : near ^ 1;
+        }
+        return node - leaves_;
+    }
+
+    size_t leaves_;
+    std::vector<float> lowest_;  // of the nodes from 1 on; the leaves are the points
+};
+
+// Widths of the hills of a run. The turning points lead to the flanks on which the signal first falls to the
+// level; only their samples are read, those of each side in blocks of their own, since wide hills next to
+// each other share them.
+class Widths {
+  public:
+    Widths(const ReadSamples& read, HillKind kind, const TurningRun& run)
+        : run_(run), low_(run.points), left_(read, kind, run), right_(read, kind, run) {}
+
+    double At(size_t peak, double level) {
+        const auto& points = run_.points;
+        const auto isBelow = [=](double value) { return value <= level; };
+        const auto left = low_.Before(peak, level), right = low_.Behind(peak, level);
+        // Beyond the outermost points lies the rest of the run.
+        const int64_t leftBelow = left ? left_.Last(points[*left].at, points[*left + 1].at, isBelow)
+                                       : left_.Last(run_.first.at, points[1].at, isBelow);
+        const int64_t rightBelow =
+            right ? right_.First(points[*right - 1].at, points[*right].at + 1, isBelow)
+                  : right_.First(points[points.size() - 2].at, run_.last.at + 1, isBelow);
+        return CrossingAt(right_, rightBelow, rightBelow - 1, level) -
+               CrossingAt(left_, leftBelow, leftBelow + 1, level);
+    }
+
+  private:
+    const TurningRun& run_;
+    LowPoints low_;
+    HillSamples left_, right_;
+};
 
 // Values as they were read.
 void Reverse(Hill& hill) {
@@ -182,6 +226,7 @@ std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule
     for (const TurningRun& run : runs) {
         if (run.HillCount() == 0) continue;
         HillSamples samples(read, rule.kind, run);
+        Widths widths(read, rule.kind, run);
         const std::vector<double> prominences = ProminencesOf(run);
         for (size_t i = run.startsWithPeak ? 2 : 1; i + 1 < run.points.size(); i += 2) {
             if (goesOn && !goesOn(done++)) return hills;
@@ -193,7 +238,7 @@ std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule
             hill.on = OnsetOf(samples, hill, rule);
             hill.off = OffsetOf(samples, hill, rule);
             hill.prominence = prominences[i / 2];
-            hill.halfWidth = WidthAt(samples, run, i, hill.peak.value - hill.prominence / 2.0);
+            hill.halfWidth = widths.At(i, hill.peak.value - hill.prominence / 2.0);
             if (rule.kind == HillKind::valleys) Reverse(hill);
             hills.push_back(hill);
         }
