@@ -174,7 +174,8 @@ std::string CInterpolate::ImagesText() const {
 }
 
 std::string CInterpolate::QuestionBefore() const {
-    return LeavesImages() ? ImagesText() + "\nIncrease the frequency all the same?" : std::string();
+    return Document() && LeavesImages() ? ImagesText() + "\nIncrease the frequency all the same?"
+                                        : std::string();
 }
 
 // --- the work ---
