@@ -27,6 +27,12 @@ def picture(window, path):
     window.ask(png=True, file=path, yes=True)
 
 
+def preview_picture(window, path, operation, settings=None):
+    answer = window.ask(operation=operation, set=settings or {}, preview=True)
+    with open(path, "wb") as file:
+        file.write(base64.b64decode(answer["previewPng"]))
+
+
 def spikes(program, demo, out):
     window = start(program, f"{demo}/demo_spikes.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
@@ -162,9 +168,7 @@ def transforms(program, demo, out):
         window.ask(viewport={"start": 2180, "end": 2300})
         smooth = {"type": 5, "traces": "2", "halfWindow": 12, "polyDegree": 3}
         operation_picture(window, f"{out}/smooth.png", "gen-smooth", set=smooth)
-        answer = window.ask(operation="gen-smooth", preview=True)
-        with open(f"{out}/preview.png", "wb") as file:
-            file.write(base64.b64decode(answer["previewPng"]))
+        preview_picture(window, f"{out}/preview.png", "gen-smooth")
         window.ask(operation="gen-smooth", run=True)
         picture(window, f"{out}/smoothed.png")
         expression = {"traces": "1", "expression": "x1 - (x1 + x2) / 2"}
@@ -175,6 +179,9 @@ def transforms(program, demo, out):
 def filters(program, demo, out):
     window = start(program, f"{demo}/demo_spikes.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
+    window.ask(viewport={"start": 2180, "end": 2200})
+    preview_picture(window, f"{out}/rate-preview.png", "resample", {"up": 1, "down": 3})
+    window.ask(operation="resample", shut=True)
     window.ask(viewport={"start": 2180, "end": 2700})
     band = {"traces": "1", "bandType": 2, "lowerCut": 300, "upperCut": 3000, "order": 3, "passes": 2}
     operation_picture(window, f"{out}/filter.png", "classic-filter", set=band)

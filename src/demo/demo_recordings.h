@@ -6,7 +6,7 @@
 #include <memory>
 #include <span>
 
-#include "demo/generated_doc.h"
+#include "document/generated_doc.h"
 
 namespace kymora {
 

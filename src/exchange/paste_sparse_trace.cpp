@@ -66,6 +66,15 @@ std::string LargestInterval(const std::vector<double>& times) {
 
 }  // namespace
 
+struct CPasteSparseTrace::Previewed {
+    std::string from;  // where the points came from, and what was to become of them
+    std::unique_ptr<SparseSamples> samples;
+    std::string message;
+};
+
+CPasteSparseTrace::CPasteSparseTrace() : CTransformDlg("Paste sparse") {}
+CPasteSparseTrace::~CPasteSparseTrace() = default;
+
 // --- the parameters ---
 
 void CPasteSparseTrace::Describe(ParamList& list) {
@@ -173,6 +182,68 @@ std::unique_ptr<SparseSamples> CPasteSparseTrace::MakeSamples(const SparsePoints
                                                m_Fill);
     Refuse(fault);
     return nullptr;
+}
+
+// --- the preview ---
+
+namespace {
+
+// Goes on where the user would be asked, and keeps what would be told.
+class PointsTalk : public PreviewTalk {
+  public:
+    explicit PointsTalk(Host& host) : PreviewTalk(host), host_(host) {}
+    std::string ReadClipboardText() override { return host_.ReadClipboardText(); }
+    bool Confirm(std::string_view, std::string_view) override { return true; }
+    void Message(std::string_view text, std::string_view) override { told += std::string(text) + '\n'; }
+    std::string told;
+
+  private:
+    Host& host_;
+};
+
+}  // namespace
+
+const CPasteSparseTrace::Previewed& CPasteSparseTrace::PreparePreview() {
+    Session& session = Document()->GetSession();
+    std::string from = fmt::format("{} {} {} {}\n", m_nTimeUnit, m_Fill.kind, m_Fill.extrapolates, m_sFile);
+    if (m_sFile.empty())
+        from += session.host.ReadClipboardText();
+    else if (const auto stamp = session.files.Stamp(m_sFile))
+        from += fmt::format("{} {}", stamp->length, stamp->modifiedNs);
+    if (m_previewed && m_previewed->from == from) return *m_previewed;
+
+    m_previewed = std::make_unique<Previewed>();
+    RunMessages messages;
+    SendMessagesTo(&messages);
+    PointsTalk points(session.host);
+    Session quiet(points, session.files);
+    quiet.decimalSeparator = session.decimalSeparator;
+    const auto end = [&] {
+        SendMessagesTo(nullptr);
+        for (const RunMessage& message : messages) points.told += message.text + '\n';
+        m_previewed->message = points.told.substr(0, points.told.find_last_not_of('\n') + 1);
+    };
+    try {
+        if (const auto table = TakePoints(quiet)) m_previewed->samples = MakeSamples(*table);
+    } catch (...) {
+        end();
+        throw;
+    }
+    end();
+    m_previewed->from = std::move(from);
+    return *m_previewed;
+}
+
+void CPasteSparseTrace::OnNeedData(PreviewData& data) {
+    MakePreview(*Document(), data, [&](PreviewTalk&) {
+        const Previewed& previewed = PreparePreview();
+        data.message = previewed.message;
+        data.isTransformed = previewed.samples != nullptr;
+        data.isRefused = !data.isTransformed;
+        if (!data.isTransformed) return;
+        data.transformed.resize(static_cast<size_t>(data.count));
+        previewed.samples->Read(data.start, data.transformed);
+    });
 }
 
 // --- the new file ---

@@ -1,6 +1,7 @@
 #include "exchange/sparse_samples.h"
 
 #include <cmath>
+#include <limits>
 
 namespace kymora {
 
@@ -46,6 +47,25 @@ SparseSamples::SparseSamples(std::vector<double> times, std::vector<float> value
     AddRun(runs, true, end - first_);
     AddRun(runs, false, length - end);
     runs_ = RunList(std::move(runs));
+}
+
+void SparseSamples::Read(int64_t from, std::span<float> to) const {
+    std::ranges::fill(to, std::numeric_limits<float>::quiet_NaN());
+    const int64_t end = from + std::ssize(to);
+    int64_t start = 0, stored = 0;  // of the run
+    for (int i = 0; i < runs_.Size() && start < end; ++i) {
+        const int64_t run = runs_[i], first = std::max(start, from), last = std::min(start + run, end);
+        if (i % 2 == 0 && first < last) {
+            const std::span<float> part =
+                to.subspan(static_cast<size_t>(first - from), static_cast<size_t>(last - first));
+            if (curve_)
+                curve_->Fill(first, interval_, part);
+            else
+                std::copy_n(values_.begin() + stored + (first - start), part.size(), part.begin());
+        }
+        if (i % 2 == 0) stored += run;
+        start += run;
+    }
 }
 
 void SparseSamples::ForBlocks(const std::function<void(std::span<const float>)>& take) const {

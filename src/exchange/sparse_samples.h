@@ -25,6 +25,8 @@ class SparseSamples {
                   const FillSettings& fill);
 
     const RunList& Runs() const { return runs_; }
+    // The samples from position `from` on; not-a-number in gaps.
+    void Read(int64_t from, std::span<float> to) const;
     // The samples outside of gaps, in their order. What `take` throws ends it.
     void ForBlocks(const std::function<void(std::span<const float>)>& take) const;
 

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace kymora {
 
 namespace {
@@ -9,6 +12,7 @@ namespace {
 constexpr uint32_t timebaseVersion = 1;
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
 constexpr double msPerSecond = 1000.0;
+constexpr const char* endsBeforeText = "The result ends at {:.9g} ms, before this stretch.";
 
 // In ms. As few digits as give the frequency back, which 1000 / 3 does not in fourteen.
 double IntervalOf(double frequency) {
@@ -79,6 +83,28 @@ void CChangeTimebase::GetParamText(std::string& text) {
     CRewriteDlg::GetParamText(text);
     text += fmt::format("New sample interval:\t{:f}\r\nNew sample frequency:\t{:f}\r\n", m_dNewSampleInterval,
                         m_dNewSampleFrequency);
+}
+
+void CChangeTimebase::OnNeedData(PreviewData& data) {
+    CDataDoc& doc = *Document();
+    MakePreview(doc, data, [&](PreviewTalk&) {
+        const double step = m_dNewSampleInterval / doc.sampleInterval;
+        const auto length = static_cast<double>(doc.GetLength());
+        const auto resultAt = [&](int64_t position) {
+            return std::min(length, std::ceil(static_cast<double>(position) / step - positionTolerance));
+        };
+        const double first = resultAt(data.start), last = resultAt(data.start + data.count);
+        if (RefuseLongPreview(data, last - first)) return;
+        data.transformed.resize(static_cast<size_t>(last - first));
+        doc.ReadBlock(data.trace, static_cast<int64_t>(first), data.transformed);
+        data.firstResult = first * step;
+        data.resultStep = step;
+        data.isTransformed = true;
+        if (first == length)
+            data.message = fmt::format(endsBeforeText, (length - 1.0) * m_dNewSampleInterval);
+        else if (first == last)
+            data.message = noResultHereText;
+    });
 }
 
 std::unique_ptr<RecordingPlan> CChangeTimebase::MakePlan(CDataDoc& doc) {

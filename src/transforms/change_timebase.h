@@ -15,6 +15,8 @@ class CChangeTimebase : public CRewriteDlg {
     void CheckChangeDoc(CDataDoc* doc) override;
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
+    // The result in the same stretch of time.
+    void OnNeedData(PreviewData& data) override;
 
     double m_dNewSampleInterval = 1.0;      // ms; this is what counts
     double m_dNewSampleFrequency = 1000.0;  // Hz, the same

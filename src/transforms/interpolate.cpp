@@ -185,6 +185,10 @@ std::unique_ptr<RecordingPlan> CInterpolate::MakePlan(CDataDoc& doc) {
                                                       LinearFill(m_nFrequencyMultiplier));
 }
 
+PreviewReach CInterpolate::Reach() const {
+    return {m_nType == linear ? 1 : m_nOrder / 2 / m_nFrequencyMultiplier + 1, 1};
+}
+
 CTransformDlg::Written CInterpolate::WriteRecording(CArchive& archive, const std::filesystem::path& target) {
     return m_nType == linear ? CRewriteDlg::WriteRecording(archive, target) : WriteFiltered(archive, target);
 }

@@ -41,6 +41,8 @@ class CInterpolate : public CRewriteDlg, public FirParams {
     std::string CheckSettings() override;
     std::unique_ptr<RecordingPlan> MakePlan(CDataDoc& doc) override;
     Written WriteRecording(CArchive& archive, const std::filesystem::path& target) override;
+    PreviewReach Reach() const override;
+    std::vector<float> ExcerptResults(CDataDoc& excerpt, PreviewTalk& talk) override;
 
   private:
     class ImageFilter;

@@ -98,6 +98,20 @@ CTransformDlg::Written CInterpolate::WriteFiltered(CArchive& archive, const std:
     return written;
 }
 
+std::vector<float> CInterpolate::ExcerptResults(CDataDoc& excerpt, PreviewTalk& talk) {
+    if (m_nType == linear) return CRewriteDlg::ExcerptResults(excerpt, talk);
+    IncreasePlan<ZeroFill> plan(excerpt, m_nFrequencyMultiplier, ZeroFill());
+    const std::vector<float> zeroFilled = Collect(plan, excerpt, talk);
+    std::vector<float> filtered(zeroFilled.size());
+    const auto progress = talk.StartProgress({}, zeroFilled.size());
+    FilterFir(zeroFilled, FirCoefficients(KernelSettings(plan.SampleInterval())), filtered,
+              [&](int64_t done) {
+                  if (!progress->Update(static_cast<uint64_t>(done))) throw Cancelled();
+                  return true;
+              });
+    return filtered;
+}
+
 void CInterpolate::WriteZeroFilled(StagedFiles& files) {
     CDataDoc& doc = *Document();
     std::unique_ptr<DataFile> file;

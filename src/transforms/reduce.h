@@ -23,6 +23,7 @@ class CReduce : public CRewriteDlg {
     std::string CheckSettings() override;
     std::unique_ptr<RecordingPlan> MakePlan(CDataDoc& doc) override;
     void TellMore(CDataDoc& doc) override;
+    PreviewReach Reach() const override { return {0, KernelSettings().Group()}; }
 
   private:
     ReduceSettings KernelSettings() const;

@@ -179,6 +179,9 @@ std::unique_ptr<RecordingPlan> CResample::MakePlan(CDataDoc& doc) {
     return std::make_unique<ResamplePlan>(doc, Factor());
 }
 
+// Result 0 lies at the first sample of every excerpt.
+PreviewReach CResample::Reach() const { return {RationalResampler(Factor()).Reach() + 1, Factor().down}; }
+
 void CResample::TellMore(CDataDoc&) {
     if (m_nBy != byFrequency) return;
     if (std::abs(ResultFrequency() - m_dSampleFrequency) > noticedMiss * m_dSampleFrequency)

@@ -28,6 +28,7 @@ class CResample : public CRewriteDlg {
     std::string CheckSettings() override;
     std::unique_ptr<RecordingPlan> MakePlan(CDataDoc& doc) override;
     void TellMore(CDataDoc& doc) override;
+    PreviewReach Reach() const override;
 
   private:
     // In lowest terms.

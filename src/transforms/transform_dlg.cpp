@@ -3,14 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 
 #include "document/native_writer.h"
-#include "host/quiet_host.h"
 #include "host/user_numbers.h"
 #include "numerics/rounding.h"
 #include "transforms/data_transform.h"
+#include "transforms/make_preview.h"
 
 namespace kymora {
 
@@ -142,78 +141,26 @@ int CTransformTraceDlg::PreviewTrace() const {
     }
 }
 
-namespace {
-
-// A progress that appears when the work takes longer than a user likes to wait.
-class LateProgress : public Progress {
-  public:
-    LateProgress(Host& host, uint64_t total) : host_(host), total_(total) {}
-    bool Update(uint64_t done) override {
-        if (!shown_ && std::chrono::steady_clock::now() - began_ < patience) return true;
-        if (!shown_) shown_ = host_.StartProgress("Preview", total_);
-        return shown_->Update(done);
-    }
-
-  private:
-    static constexpr std::chrono::milliseconds patience{500};
-    Host& host_;
-    uint64_t total_;
-    std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
-    std::unique_ptr<Progress> shown_;
-};
-
-// Says nothing while a preview is made, but shows how far it is.
-class PreviewTalk : public QuietHost {
-  public:
-    explicit PreviewTalk(Host& host) : host_(host) {}
-    std::unique_ptr<Progress> StartProgress(std::string_view, uint64_t total) override {
-        return std::make_unique<LateProgress>(host_, total);
-    }
-
-  private:
-    Host& host_;
-};
-
-constexpr const char* previewCancelledText =
-    "The preview was cancelled. Show a shorter stretch of time, or choose a narrower window.";
-
-}  // namespace
-
 void CTransformTraceDlg::OnNeedData(PreviewData& data) {
     CDataDoc& doc = *Document();
-    const auto count = static_cast<size_t>(data.count);
-    data.message.clear();
-    data.isTransformed = false;
-    data.raw.assign(count, 0.0f);
-    data.transformed.assign(count, 0.0f);
     m_bInPreview = true;
-    try {
-        doc.ReadBlock(data.trace, data.start, data.raw);
-        if (data.raw.empty()) {
-            data.isTransformed = true;
-        } else {
-            PreviewTalk quiet(doc.GetHost());
-            NoScratch scratch;
-            std::mt19937 random = doc.GetSession().random;
-            const auto progress = quiet.StartProgress({}, count);
-            const KernelPoll poll = [&](int64_t done) {
-                if (!progress->Update(static_cast<uint64_t>(done))) throw Cancelled();
-                return true;
-            };
-            const TransformRun run{doc, data.trace, data.start, data.count, {}, random, quiet, scratch, poll};
-            const KernelOutcome outcome = TransformBlock(run, data.raw, data.transformed);
-            data.message = *outcome.message != '\0' ? outcome.message : outcome.note;
-            data.isTransformed = outcome.isDone;
-            // A kernel that was stopped in its own progress has nothing to say.
-            if (!outcome.isDone && data.message.empty()) data.message = previewCancelledText;
-        }
-    } catch (const Cancelled&) {
-        data.message = previewCancelledText;
-    } catch (const std::exception& error) {
-        data.message = error.what();
-    }
+    MakePreview(doc, data, [&](PreviewTalk& quiet) {
+        data.transformed.assign(data.raw.size(), 0.0f);
+        NoScratch scratch;
+        std::mt19937 random = doc.GetSession().random;
+        const auto progress = quiet.StartProgress({}, data.raw.size());
+        const KernelPoll poll = [&](int64_t done) {
+            if (!progress->Update(static_cast<uint64_t>(done))) throw Cancelled();
+            return true;
+        };
+        const TransformRun run{doc, data.trace, data.start, data.count, {}, random, quiet, scratch, poll};
+        const KernelOutcome outcome = TransformBlock(run, data.raw, data.transformed);
+        data.message = *outcome.message != '\0' ? outcome.message : outcome.note;
+        data.isTransformed = outcome.isDone;
+        // A kernel that was stopped in its own progress has nothing to say.
+        if (!outcome.isDone && data.message.empty()) throw Cancelled();
+    });
     m_bInPreview = false;
-    if (!data.isTransformed) data.transformed = data.raw;
 }
 
 // --- CTransformTraceWindowDlg ---

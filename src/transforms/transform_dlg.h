@@ -95,7 +95,7 @@ class CTransformTraceDlg : public CTransformDlg, public CPreviewHost {
     // The label of the result. In Add mode `label` is that of the new trace, which has got " *" already.
     virtual std::string ResultLabel(const std::string& label) const;
     // The units of the result, and whether its axis is to be fitted anew since the values are others.
-    virtual std::string ResultUnits(const std::string& units) const { return units; }
+    std::string ResultUnits(const std::string& units) const override { return units; }
     virtual bool ChangesScale() const { return false; }
     // What was measured of the events in a replaced trace holds for the result, too.
     virtual bool KeepsMeasures() const { return false; }

@@ -2,6 +2,8 @@
 
 #include "exchange/paste_sparse_trace.h"
 
+#include <cmath>
+
 #include "document/float_doc.h"
 #include "import/open_document.h"
 #include "support/session_fixture.h"
@@ -81,6 +83,20 @@ TEST_F(PasteSparseTraceTest, KindsFillWhatLiesBetweenThePoints) {
         }
         EXPECT_EQ(made->historyLog, std::string("Paste sparse trace\r\n\tAdd after trace 1\r\n") + report);
         EXPECT_EQ(made->GetLength(), 10) << "the recording stays as long as it was";
+        Samples written(9);
+        std::vector<uint8_t> valid(9);
+        made->ReadBlock(1, 1, written, valid);
+        PreviewData data;
+        data.start = 1;
+        data.count = 9;
+        paste.OnNeedData(data);
+        ASSERT_TRUE(data.isTransformed) << data.message;
+        for (size_t i = 0; i < 9; ++i) {
+            EXPECT_EQ(std::isnan(data.transformed[i]), valid[i] == 0) << i;
+            if (valid[i] != 0) {
+                EXPECT_EQ(data.transformed[i], written[i]) << i;
+            }
+        }
     }
     EXPECT_EQ(made->traces[1].traceLabel, "glucose");
     EXPECT_EQ(made->traces[1].axisTop, SamplesOf(*made, 1)[4]);
@@ -152,6 +168,13 @@ TEST_F(PasteSparseTraceTest, WhatDoesNotFitIsRefused) {
         paste.m_Fill.kind = kind;
         EXPECT_FALSE(Write(points)) << points;
         EXPECT_EQ(host.LastMessage(), words);
+        const size_t told = host.messages.size();
+        PreviewData data;
+        data.count = 10;
+        paste.OnNeedData(data);
+        EXPECT_TRUE(data.message.ends_with(words)) << data.message;
+        EXPECT_TRUE(data.isRefused && data.transformed.empty());
+        EXPECT_EQ(host.messages.size(), told) << "a preview tells nobody else";
     }
     paste.m_nTrace = 2;
     EXPECT_FALSE(Write("0\t1\n1\t1\n2\t1\n"));

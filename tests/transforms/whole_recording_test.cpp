@@ -6,6 +6,7 @@
 
 #include "document/native_writer.h"
 #include "import/open_document.h"
+#include "kernels/smooth_fixture.h"
 #include "support/faulty_file_system.h"
 #include "support/session_fixture.h"
 #include "transforms/change_timebase.h"
@@ -41,6 +42,40 @@ struct WholeRecordingTest : SessionTest {
     static Runs RunsOf(const CDataDoc& doc, size_t trace = 0) {
         const auto runs = doc.validRuns[trace].Runs();
         return {runs.begin(), runs.end()};
+    }
+    // The preview of each stretch is what the result has in the same time.
+    template <typename Dialog>
+    void ComparePreviews(const Settings& settings) {
+        auto doc = MemoryDoc::Make(session, {Samples(1000), NoiseRun(1000)}, 0.5);
+        const auto made = Made<Dialog>(*doc, settings);
+        ASSERT_TRUE(made) << host.LastMessage();
+        const Samples written = SamplesOf(*made, 1);
+        Dialog dialog;
+        dialog.CheckChangeDoc(doc.get());
+        Set(dialog, settings);
+        EXPECT_EQ(dialog.PreviewTrace(), everyTrace);
+        for (const auto& [start, count] : {std::pair(0, 40), std::pair(333, 101), std::pair(950, 50)}) {
+            PreviewData data;
+            data.trace = 1;
+            data.start = start;
+            data.count = count;
+            dialog.OnNeedData(data);
+            Samples expected;
+            std::optional<double> first;
+            for (size_t i = 0; i < written.size(); ++i) {
+                const double position = static_cast<double>(i) * made->sampleInterval / 0.5;
+                if (position < start - 1e-6 || position >= start + count - 1e-6) continue;
+                if (!first) first = position;
+                expected.push_back(written[i]);
+            }
+            EXPECT_EQ(data.transformed, expected) << start;
+            EXPECT_TRUE(data.isTransformed) << data.message;
+            if (first) {
+                EXPECT_NEAR(data.firstResult, *first, 1e-9);
+            }
+            EXPECT_EQ(data.message.empty(), first.has_value()) << data.message;
+            EXPECT_DOUBLE_EQ(data.resultStep, made->sampleInterval / 0.5);
+        }
     }
     // 12 samples at 0.5 ms with all that hangs on them.
     std::unique_ptr<MemoryDoc> Twelve() {
@@ -447,6 +482,31 @@ TEST_F(WholeRecordingTest, FailuresLeaveTheRecording) {
     dialog.CheckChangeDoc(large.get());
     EXPECT_THROW(dialog.WriteFile(session, "/rec.kymr-dat", false), Cancelled);
     EXPECT_EQ(files.Bytes("/rec.kymr-dat"), before);
+}
+
+TEST_F(WholeRecordingTest, PreviewsShowWhatIsWritten) {
+    for (const char* mode : {"0", "1", "2"})
+        ComparePreviews<CReduce>({{"frequencyDivisorFactor", "7"}, {"mode", mode}});
+    ComparePreviews<CReduce>({{"frequencyDivisorFactor", "400"}});
+    ComparePreviews<CInterpolate>({{"frequencyMultiplier", "3"}, {"type", "1"}});
+    ComparePreviews<CInterpolate>({{"frequencyMultiplier", "4"}, {"order", "30"}});
+    ComparePreviews<CInterpolate>({{"frequencyMultiplier", "3"}, {"order", "200"}});
+    ComparePreviews<CResample>({{"up", "3"}, {"down", "7"}});
+    ComparePreviews<CResample>({{"up", "5"}, {"down", "2"}});
+    ComparePreviews<CChangeTimebase>({{"newSampleInterval", "0.15"}});
+    ComparePreviews<CChangeTimebase>({{"newSampleInterval", "3"}});
+    ComparePreviews<CChangeTimebase>({{"newSampleInterval", "0.001"}});
+
+    auto doc = MemoryDoc::Make(session, {Samples(10000)}, 0.5);
+    CInterpolate dialog;
+    dialog.CheckChangeDoc(doc.get());
+    Set(dialog, {{"frequencyMultiplier", "1000"}, {"type", "1"}});
+    PreviewData data;
+    data.count = 10000;
+    dialog.OnNeedData(data);
+    EXPECT_TRUE(data.isRefused && data.transformed.empty());
+    EXPECT_EQ(data.message, "The result has 10000000 samples here, and a preview shows no more than 5000000. "
+                            "Show a shorter stretch of time.");
 }
 
 }  // namespace

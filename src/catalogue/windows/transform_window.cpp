@@ -11,7 +11,7 @@ namespace kymora {
 
 void GuardedPreviewHost::OnNeedData(PreviewData& data) {
     const std::string fault = fault_();
-    if (fault.empty()) return block_.OnNeedData(data);
+    if (fault.empty()) return transform_.OnNeedData(data);
     data.raw.assign(static_cast<size_t>(data.count), 0.0f);
     data.isTransformed = false;
     data.message = fault;
@@ -32,7 +32,6 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, C
                                  std::unique_ptr<CTransformDlg>&& block, PreviewLook* look, QWidget* parent)
     : OperationWindow(session, operation, std::move(block), {tr("OK"), tr("Cancel")}, parent),
       transform_(transform),
-      traces_(dynamic_cast<CTransformTraceDlg*>(&transform)),
       look_(look ? *look : ownLook_) {
     setWindowModality(Qt::ApplicationModal);
     batch_ = new QCheckBox(tr("&Batch process"), this);
@@ -40,8 +39,10 @@ TransformWindow::TransformWindow(Session& session, const Operation& operation, C
     batch_->setToolTip(tr("OK asks for files and transforms all of them"));
     connect(batch_, &QCheckBox::toggled, this, &TransformWindow::SetBatch);
     AddButton(batch_, save_);
-    if (!traces_) return;
-    host_ = std::make_unique<GuardedPreviewHost>(*traces_, [this] { return Fault().toStdString(); });
+    auto* previewed = dynamic_cast<CPreviewHost*>(&transform);
+    if (!previewed) return;
+    host_ =
+        std::make_unique<GuardedPreviewHost>(*previewed, transform, [this] { return Fault().toStdString(); });
     previewButton_ =
         MakeButton(tr("&Preview"), "previewButton", tr("Show the traces before and after the transform"));
     previewButton_->setEnabled(false);
@@ -131,11 +132,7 @@ std::string TransformWindow::PreviewedSettings() {
 }
 
 void TransformWindow::RefreshPreview() {
-    const auto trace = static_cast<size_t>(traces_->PreviewTrace());
-    const std::string& units = traces_->Document()->traces[trace].traceUnits;
     previewed_ = PreviewedSettings();
-    preview_->Model().m_strRawUnits = units;
-    preview_->Model().m_strTransformedUnits = traces_->ResultUnits(units);
     preview_->Refresh();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // The window of a transform, which stops the rest of the program while it is open: "OK", "Cancel", the check
-// "Batch process" and, for transforms of traces, a preview.
+// "Batch process" and a preview.
 
 #include <QPointer>
 
@@ -22,13 +22,15 @@ inline constexpr const char* previewGapsText =
 class GuardedPreviewHost : public CPreviewHost {
   public:
     // `fault` says why the settings may not be used; empty when they may.
-    GuardedPreviewHost(CTransformTraceDlg& block, std::function<std::string()> fault)
-        : block_(block), fault_(std::move(fault)) {}
+    GuardedPreviewHost(CPreviewHost& transform, CTransformDlg& block, std::function<std::string()> fault)
+        : transform_(transform), block_(block), fault_(std::move(fault)) {}
     void OnNeedData(PreviewData& data) override;
-    int PreviewTrace() const override { return block_.PreviewTrace(); }
+    int PreviewTrace() const override { return transform_.PreviewTrace(); }
+    std::string ResultUnits(const std::string& units) const override { return transform_.ResultUnits(units); }
 
   private:
-    CTransformTraceDlg& block_;
+    CPreviewHost& transform_;  // the block, as what it is
+    CTransformDlg& block_;
     std::function<std::string()> fault_;
 };
 
@@ -72,8 +74,7 @@ class TransformWindow : public OperationWindow {
     void RefreshPreview();
 
     CTransformDlg& transform_;                  // the block, as what it is
-    CTransformTraceDlg* traces_;                // the same; null for transforms of whole recordings
-    std::unique_ptr<GuardedPreviewHost> host_;  // null for those, too
+    std::unique_ptr<GuardedPreviewHost> host_;  // null where the transform has no preview
     PreviewLook ownLook_;
     PreviewLook& look_;
     QPointer<PreviewWindow> preview_;

@@ -1,6 +1,8 @@
 // The picture of a preview: panes with their axes and traces.
 
+#include <algorithm>
 #include <cfloat>
+#include <cmath>
 
 #include "display/axis_drawing.h"
 #include "display/preview/transform_preview.h"
@@ -22,6 +24,12 @@ constexpr uint32_t rawColour = Rgb(0, 0, 0), transformedColour = Rgb(216, 0, 0);
 constexpr int paneGap = 14;
 constexpr int figures = 4;       // of the limits
 constexpr int otherLimits = 56;  // right end of the limits of a second scale
+
+// Of the values of a trace, in samples from the first raw one.
+struct Places {
+    double first = 0.0, step = 1.0;
+    double last = 1.0;  // at the right edge
+};
 
 class PanePainter {
   public:
@@ -54,7 +62,8 @@ class PanePainter {
                      {colour, Horizontal::right, Vertical::bottom});
     }
 
-    void Trace(std::span<const float> values, const PreviewScale& scale, uint32_t colour) const {
+    void Trace(std::span<const float> values, const PreviewScale& scale, uint32_t colour,
+               const Places& places) const {
         if (values.empty()) return;
         int64_t perBin = 1;
         while (static_cast<int64_t>(values.size()) > perBin * binCount) perBin *= 2;
@@ -63,11 +72,12 @@ class PanePainter {
         FoldValues(values, {}, {0, perBin}, {0, low, high, {}});
         TraceBins bins{low, high, {}};
         bins.end = count;
-        bins.step = static_cast<double>(perBin);
-        bins.areSamples = perBin == 1;
-        const double last = static_cast<double>(std::max<size_t>(1, values.size() - 1));
+        bins.start = places.first;
+        bins.step = static_cast<double>(perBin) * places.step;
+        bins.areSamples = perBin == 1 || std::ranges::any_of(values, [](float v) { return std::isnan(v); });
         device_.SetClip({band_.left, band_.top, band_.right + 1, band_.bottom + 1});
-        DrawTraceBins(device_, {{colour}}, bins, {{0.0, last}, band_.left, band_.Width()}, ScaleOf(scale));
+        DrawTraceBins(device_, {{colour}}, bins, {{0.0, places.last}, band_.left, band_.Width()},
+                      ScaleOf(scale));
         device_.ClearClip();
     }
 
@@ -80,6 +90,17 @@ class PanePainter {
     PixelRect band_;
     bool hasTicks_;
 };
+
+}  // namespace
+
+namespace {
+
+Places RawPlaces(const PreviewData& data) {
+    return {0.0, 1.0, static_cast<double>(std::max<int64_t>(1, data.count - 1))};
+}
+Places ResultPlaces(const PreviewData& data) {
+    return {data.firstResult - static_cast<double>(data.start), data.resultStep, RawPlaces(data).last};
+}
 
 }  // namespace
 
@@ -104,18 +125,17 @@ void CTransformPreview::Draw(DrawDevice& device, Extent size) const {
                            {ink, Horizontal::centre, Vertical::centre});
     if (m_bSuperimpose) {
         const PanePainter pane(device, plot, m_bEqualScale);
-        pane.Axis(RawScale(), "Dat+Trn", m_strRawUnits == m_strTransformedUnits ? m_strRawUnits : "",
-                  rawColour);
+        pane.Axis(RawScale(), "Dat+Trn", rawUnits_ == transformedUnits_ ? rawUnits_ : "", rawColour);
         if (!m_bEqualScale && !data_.isRefused) pane.OtherLimits(TransformedScale(), transformedColour);
-        pane.Trace(data_.raw, RawScale(), rawColour);
-        pane.Trace(data_.transformed, TransformedScale(), transformedColour);
+        pane.Trace(data_.raw, RawScale(), rawColour, RawPlaces(data_));
+        pane.Trace(data_.transformed, TransformedScale(), transformedColour, ResultPlaces(data_));
     } else {
         const PanePainter upper(device, panes.raw);
         const PanePainter lower(device, panes.transformed);
-        upper.Axis(RawScale(), "Data", m_strRawUnits, rawColour);
-        upper.Trace(data_.raw, RawScale(), rawColour);
-        lower.Axis(TransformedScale(), "Trnsf", m_strTransformedUnits, transformedColour);
-        lower.Trace(data_.transformed, TransformedScale(), transformedColour);
+        upper.Axis(RawScale(), "Data", rawUnits_, rawColour);
+        upper.Trace(data_.raw, RawScale(), rawColour, RawPlaces(data_));
+        lower.Axis(TransformedScale(), "Trnsf", transformedUnits_, transformedColour);
+        lower.Trace(data_.transformed, TransformedScale(), transformedColour, ResultPlaces(data_));
     }
     const double unit = TimeUnitFactor(timeUnit_);
     DrawTimeBracket(device, plot);
@@ -145,14 +165,15 @@ void CTransformPreview::SaveVectors() {
         writer.Frame({0, row(band.top), page.width, row(band.bottom)}, {frameColour, page.unitsPerPixel});
     };
     const auto write = [&](VectorWriter& writer, int number, std::span<const float> values,
-                           const PreviewScale& scale, const PixelRect& band, uint32_t colour) {
+                           const PreviewScale& scale, const PixelRect& band, uint32_t colour,
+                           const Places& places) {
         const int top = row(band.top), bottom = row(band.bottom);
         writer.BeginPart(VectorPart::trace, number, {colour, page.unitsPerPixel, false, number});
         {
             VectorTraceLine line(writer, {scale.high, scale.low, top, bottom}, {std::pair(top, bottom)});
-            const double last = static_cast<double>(std::max<size_t>(2, values.size()) - 1);
             for (size_t i = 0; i < values.size(); ++i)
-                line.Add(static_cast<double>(i) * page.width / last, values[i]);
+                line.Add((places.first + static_cast<double>(i) * places.step) * page.width / places.last,
+                         values[i]);
         }
         writer.EndPart();
     };
@@ -161,9 +182,10 @@ void CTransformPreview::SaveVectors() {
         SaveVectorFile(session, out, format, page, points, [&](VectorWriter& writer) {
             frame(writer, panes.raw);
             if (!m_bSuperimpose) frame(writer, panes.transformed);
-            write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour);
+            write(writer, 1, data_.raw, RawScale(), panes.raw, rawColour, RawPlaces(data_));
             if (!data_.isRefused)
-                write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour);
+                write(writer, 2, data_.transformed, TransformedScale(), panes.transformed, transformedColour,
+                      ResultPlaces(data_));
         });
     } catch (const Cancelled&) {
     } catch (const std::exception& error) {

@@ -47,24 +47,33 @@ void CTransformPreview::Refresh() {
     // A long preview shows a progress, while which the settings may be told to have changed.
     if (!hasView_ || isLoading_) return;
     docLength_ = doc_.GetLength();
-    const int trace = std::clamp(host_.PreviewTrace(), 0, std::max(0, doc_.traceCount - 1));
+    const int wanted = ChoosesTrace() ? chosenTrace_ : host_.PreviewTrace();
+    const int trace = std::clamp(wanted, 0, std::max(0, doc_.traceCount - 1));
     // Another trace has a range of its own.
     if (trace != data_.trace) fitsItself_ = true;
     data_.trace = trace;
+    rawUnits_ = doc_.traces[static_cast<size_t>(trace)].traceUnits;
+    transformedUnits_ = host_.ResultUnits(rawUnits_);
     Place(start_, isCut_ ? length_ + 1 : length_);
     Load();
+}
+
+void CTransformPreview::ChooseTrace(int trace) {
+    chosenTrace_ = trace;
+    Refresh();
 }
 
 void CTransformPreview::Load() {
     data_.start = start_;
     data_.count = length_;
     data_.isRefused = false;
+    data_.firstResult = static_cast<double>(start_);
+    data_.resultStep = 1.0;
     isLoading_ = true;
     host_.OnNeedData(data_);
     isLoading_ = false;
-    const auto count = static_cast<size_t>(length_);
-    data_.raw.resize(count, 0.0f);
-    data_.transformed.resize(data_.isRefused ? 0 : count, 0.0f);
+    data_.raw.resize(static_cast<size_t>(length_), 0.0f);
+    if (data_.isRefused) data_.transformed.clear();
     message_ = data_.message;
     if (fitsItself_) Fit();
 }

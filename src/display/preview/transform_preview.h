@@ -48,15 +48,16 @@ class CTransformPreview {
     int64_t Start() const { return start_; }
     int64_t Length() const { return length_; }
 
+    // Where the transform treats every trace alike, the preview chooses one.
+    bool ChoosesTrace() const { return host_.PreviewTrace() == everyTrace; }
+    void ChooseTrace(int trace);
+
     // --- scales ---
     bool m_bSuperimpose = false;
     bool m_bEqualScale = false;  // the transformed trace has the scale of the raw one
     // Until the gain is changed, each new stretch is fitted.
     const PreviewScale& RawScale() const { return scales_[0]; }
     const PreviewScale& TransformedScale() const { return scales_[m_bEqualScale ? 0 : 1]; }
-    // Behind the values of the axes; empty for none.
-    std::string m_strRawUnits, m_strTransformedUnits;
-
     // --- what it tells ---
     // The trace and the stretch of time.
     std::string Status() const;
@@ -99,7 +100,9 @@ class CTransformPreview {
     CDataDoc& doc_;
     PreviewData data_;
     std::string message_;
-    std::array<PreviewScale, 2> scales_;  // raw, transformed
+    std::string rawUnits_, transformedUnits_;  // behind the values of the axes; empty for none
+    std::array<PreviewScale, 2> scales_;       // raw, transformed
+    int chosenTrace_ = 0;
     int64_t docLength_ = 0, start_ = 0, length_ = 0;
     int percentStep_ = 20, timeUnit_ = 0;
     mutable Extent drawn_{760, 400};

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
@@ -67,6 +68,7 @@ PreviewWindow::PreviewWindow(CPreviewHost& host, CDataDoc& doc, const DocumentVi
     auto* row = new QHBoxLayout;
     row->setSpacing(2);
     MakeButtons(row);
+    if (model_.ChoosesTrace()) MakeTraceChoice(row, doc);
     column->addLayout(row);
     picture_ = new Picture(model_, this);
     column->addWidget(picture_, 1);
@@ -150,6 +152,25 @@ void PreviewWindow::MakeButtons(QBoxLayout* row) {
         row->addWidget(button);
     }
     row->addStretch(1);
+}
+
+// For a transform of all traces.
+void PreviewWindow::MakeTraceChoice(QBoxLayout* row, const CDataDoc& doc) {
+    auto* choice = new QComboBox(this);
+    choice->setObjectName("previewTrace");
+    for (int t = 0; t < doc.traceCount; ++t) {
+        const QString name = ToQString(doc.traces[static_cast<size_t>(t)].traceLabel);
+        choice->addItem(name.isEmpty() ? QString::number(t + 1) : QString("%1 %2").arg(t + 1).arg(name));
+    }
+    auto* label = new QLabel(tr("&Trace"), this);
+    label->setBuddy(choice);
+    connect(choice, &QComboBox::currentIndexChanged, this, [this](int trace) {
+        const WaitCursor wait;
+        model_.ChooseTrace(trace);
+        ShowState();
+    });
+    row->addWidget(label);
+    row->addWidget(choice);
 }
 
 QCheckBox* PreviewWindow::MakeCheck(const char* text, const char* name, bool CTransformPreview::*member,

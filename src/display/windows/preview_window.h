@@ -41,6 +41,7 @@ class PreviewWindow : public QDialog {
     class Picture;
 
     void MakeButtons(QBoxLayout* row);
+    void MakeTraceChoice(QBoxLayout* row, const CDataDoc& doc);
     QCheckBox* MakeCheck(const char* text, const char* name, bool CTransformPreview::*member, bool& look);
     void Run(std::string_view command);
     void ShowState();

@@ -24,12 +24,19 @@ class ScriptedHost : public CPreviewHost {
             data.raw[i] = raw.empty() ? static_cast<float>(data.start) + static_cast<float>(i) : raw.at(i);
         data.transformed = data.raw;
         for (float& value : data.transformed) value = value * factor + offset;
+        if (!results.empty()) {
+            data.transformed = results;
+            data.firstResult += firstResult;
+            data.resultStep = resultStep;
+        }
         data.isTransformed = message.empty();
         data.message = message;
     }
     int PreviewTrace() const override { return trace; }
+    std::string ResultUnits(const std::string&) const override { return "V"; }
 
-    std::vector<float> raw;
+    std::vector<float> raw, results;
+    double firstResult = 0.0, resultStep = 1.0;
     float factor = 1.0f, offset = 0.0f;
     std::string message;
     int trace = 0, calls = 0;
@@ -193,13 +200,42 @@ TEST_F(TransformPreviewTest, ScalesFollowTheDataUntilTheGainIsChosen) {
     EXPECT_EQ(FittingScale(std::vector{0.0f}), (PreviewScale{-1.0, 1.0}));
 }
 
+// Fewer or more results than samples stand where they belong, and a hole stays one.
+TEST_F(TransformPreviewTest, ResultsStandAtTheirOwnPlaces) {
+    source.results = {1.0f, 2.0f, NAN, 3.0f};
+    source.firstResult = 19.0;
+    source.resultStep = 20.0;
+    CTransformPreview preview = Open();
+    RecordingDevice device;
+    preview.Draw(device, {600, 400});
+    const int left = Rows(device, black).begin()->first, right = Rows(device, black).rbegin()->first;
+    const auto rows = Rows(device, red);
+    const auto placeOf = [&](int sample) { return left + std::lround((right - left) * sample / 99.0); };
+    EXPECT_EQ(rows.begin()->first, placeOf(19));
+    EXPECT_EQ(rows.rbegin()->first, placeOf(39)) << "up to the hole";
+    ASSERT_EQ(device.ellipses.size(), 1u) << "alone, it can be seen";
+    EXPECT_EQ((device.ellipses[0].rect.left + device.ellipses[0].rect.right) / 2, placeOf(79));
+}
+
+TEST_F(TransformPreviewTest, ItChoosesTheTraceOfATransformOfAllTraces) {
+    EXPECT_FALSE(Open().ChoosesTrace());
+    source.trace = everyTrace;
+    CTransformPreview preview = Open();
+    EXPECT_TRUE(preview.ChoosesTrace());
+    EXPECT_EQ(preview.Data().trace, 0);
+    preview.ChooseTrace(2);
+    EXPECT_EQ(preview.Data().trace, 2);
+    preview.RunCommand("right-page");
+    EXPECT_EQ(preview.Data().trace, 2);
+}
+
 TEST_F(TransformPreviewTest, PanesHaveTheirNamesTracesAndLimits) {
     source.factor = 10.0f;
+    doc->traces[0].traceUnits = "mV";
     CTransformPreview preview = Open();
-    preview.m_strRawUnits = "mV";
     RecordingDevice two;
     preview.Draw(two, {600, 400});
-    EXPECT_TRUE(two.Wrote("Data (mV)") && two.Wrote("Trnsf"));
+    EXPECT_TRUE(two.Wrote("Data (mV)") && two.Wrote("Trnsf (V)"));
     EXPECT_FALSE(two.Wrote("Dat+Trn"));
     EXPECT_TRUE(two.Wrote("95.05") && two.Wrote("2040") && two.Wrote("950.5"));
     EXPECT_TRUE(two.Wrote("200") && two.Wrote("398") && two.Wrote("time (ms)"));

@@ -1,4 +1,4 @@
-#include "demo/generated_doc.h"
+#include "document/generated_doc.h"
 
 #include <algorithm>
 
