@@ -12,7 +12,7 @@ namespace kymora {
 
 namespace {
 
-constexpr size_t outputBuffer = 32768;  // bytes
+constexpr size_t outputBuffer = 262144;  // bytes: a write of a few pages costs as much again
 constexpr const char* noTemporaryOutputText =
     "Unable to open temporary output file for transform. Aborting transform. Please inform author.";
 

@@ -69,11 +69,7 @@ void CDigitalFIR::Describe(ParamList& list) {
         .Shows([this] { return TransitionNote(); });
     list.Note("passGain", "Gain in the band",
               [this] { return HasShape() ? ShortGainNote() : std::string(); });
-    list.Note("unsettledStart", "Unsettled at each start",
-              [this] { return fmt::format("{} samples", m_nOrder / 2); })
-        .Tip("The filter takes what lies before a run for 0: data that begin far from it begin with a jump");
-    list.Note("zeroedEnd", "Zero at each run's end",
-              [this] { return fmt::format("{} samples", m_nOrder / 2); });
+    DescribeRunEnds(list);
     DescribeReport(list);
     DescribeOutput(list);
 }

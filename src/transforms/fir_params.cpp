@@ -50,6 +50,14 @@ void FirParams::DescribeFir(ParamList& list, const FirUse& use) {
         .PutBackIf([this] { return m_nOrder % 2 != 0 ? oddOrderText : ""; });
 }
 
+void FirParams::DescribeRunEnds(ParamList& list, const std::function<bool()>& applies) {
+    const auto half = [this] { return fmt::format("{} samples", m_nOrder / 2); };
+    list.Note("unsettledStart", "Unsettled at each start", half)
+        .Tip("The filter takes what lies before a run for 0: data that begin far from it begin with a jump")
+        .EnabledIf(applies);
+    list.Note("zeroedEnd", "Zero at each run's end", half).EnabledIf(applies);
+}
+
 std::string FirParams::FirFault() const {
     if (m_nOrder % 2 != 0) return oddOrderText;
     if (CutoffsCross()) return m_isLowerLatest ? lowerAboveUpperText : upperBelowLowerText;

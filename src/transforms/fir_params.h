@@ -34,6 +34,8 @@ class FirParams {
     // The parameters outlive the list, to whose fields the transform may add. In a window an odd order, and a
     // cutoff on the wrong side of the other, give way to the value before.
     void DescribeFir(ParamList& list, const FirUse& use);
+    // What the filter leaves of the ends of runs, as notes; empty: always.
+    void DescribeRunEnds(ParamList& list, const std::function<bool()>& applies = {});
     // Why order and cutoffs make no filter; empty when they do.
     std::string FirFault() const;
     FirSettings KernelSettings(double sampleInterval) const;  // ms

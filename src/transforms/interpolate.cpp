@@ -73,7 +73,7 @@ void CInterpolate::DescribeFilter(ParamList& list) {
     DescribeFir(list, {mostFloat, isFilter, [this] { m_bCutIsSet = true; }});
     list["upperCut"].Tip("Upper end of the band: half the old sample frequency, above which there is nothing "
                          "but images of what lies below it");
-    list["order"].Shows([this] { return fmt::format("{} zeros end each run", m_nOrder / 2); });
+    DescribeRunEnds(list, isFilter);
     list.Group("Intermediate file");
     list.Text("intermediateFile", "Keep as", m_strIntermediateFile)
         .Tip("The recording with zeros between its samples, before the filter, is kept under this name; "

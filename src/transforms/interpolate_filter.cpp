@@ -17,7 +17,7 @@ namespace kymora {
 
 namespace {
 
-constexpr size_t intermediateBuffer = 32768;  // bytes
+constexpr size_t intermediateBuffer = 262144;  // bytes
 
 // Of files that need not exist, in folders to which links may lead.
 bool HaveOnePlace(FileSystem& files, const std::filesystem::path& a, const std::filesystem::path& b) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "document/native_writer.h"
@@ -31,8 +32,18 @@ class NoScratch : public ScratchRoom {
 
 double TidyNumber(double value) { return std::stod(fmt::format("{:.14g}", value)); }
 
+// Counted in 32 bits, block by block, by which a processor compares four values and more at once.
 int64_t CountNotFinite(std::span<const float> values) {
-    return std::ranges::count_if(values, [](float value) { return !std::isfinite(value); });
+    constexpr size_t block = 65536;
+    constexpr uint32_t exponent = 0x7F800000;
+    int64_t count = 0;
+    for (; !values.empty(); values = values.subspan(std::min(block, values.size()))) {
+        uint32_t inBlock = 0;
+        for (const float value : values.first(std::min(block, values.size())))
+            inBlock += (std::bit_cast<uint32_t>(value) & exponent) == exponent ? 1 : 0;
+        count += inBlock;
+    }
+    return count;
 }
 
 // --- CTransformDlg ---
