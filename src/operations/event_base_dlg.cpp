@@ -205,6 +205,7 @@ std::string CEventBaseDlg::CheckSettings() {
     if (Has(usesTrace) && m_nTrace >= doc->traceCount) return noSuchTraceText;
     if (!Has(usesDestination)) return {};
     if (doc->eventChannels[static_cast<size_t>(m_nDestination)].channelLocked) return lockedChannelText;
+    if (m_nDestination == 0 && doc->episodic && doc->GetNumEvents(0) > 0) return destinationMarksEpisodesText;
     if (!Has(usesChannel1)) return {};
     const std::vector<int> sources = SourceChannels();
     const bool isSource = std::find(sources.begin(), sources.end(), m_nDestination) != sources.end() ||

@@ -20,6 +20,9 @@ inline constexpr const char* emptyRegionText = "There are no data in the analysi
 inline constexpr const char* channelIsSourceText =
     "The destination channel is a source channel. Choose another destination.";
 
+inline constexpr const char* destinationMarksEpisodesText =
+    "Event channel a marks the episodes of this recording. Choose another destination.";
+
 enum RegionMode : int32_t { regionWholeFile = 0, regionVisible = 1, regionUserSet = 2, regionGate = 3 };
 
 // What is seen: in the given view, or by the document's stored viewport.

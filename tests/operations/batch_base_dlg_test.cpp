@@ -98,6 +98,10 @@ TEST_F(BatchBaseDlgTest, WhatCannotBeIsRefusedWithItsWordsAndChangesNothing) {
     operation.m_nTrace = 0;
     operation.m_nDestination = 0;
     EXPECT_EQ(refusal(), channelIsSourceText);
+    doc->episodic = true;
+    Channel(0).AddEvent(0, 1);
+    EXPECT_EQ(refusal(), destinationMarksEpisodesText);
+    doc->episodic = false;
     operation.m_nDestination = 5;
     Channel(5).channelLocked = true;
     EXPECT_EQ(refusal(), lockedChannelText);
