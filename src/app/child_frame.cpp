@@ -75,6 +75,7 @@ std::unique_ptr<CKymoraView> CChildFrame::Exchange(std::shared_ptr<CDataDoc> doc
         view_->OnUpdate(UpdateHint::samples);
     }
     view_->ChangeViewport(viewport, false);
+    if (isNew) view_->DatumLines().TakeLines(view->DatumLines());
     widget_->ShowTimes();
     ShowTitle();
     return view;

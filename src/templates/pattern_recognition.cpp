@@ -368,6 +368,8 @@ WrittenRecording CPatternRecognition::WriteWithTraces(Session& session, CArchive
         session.host.Log(
             fmt::format("number of samples written to template trace = {}\n", doc.GetStoredCount(m_nTrace)));
     }
+    // Its row of events may have made itself room.
+    doc.GetDisplaySettingsFromView();
     try {
         m_ownResult = {{}, doc.traceCount + static_cast<int>(added.size())};
         return kymora::WriteWithTraces(archive, doc, added);

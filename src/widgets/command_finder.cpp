@@ -79,7 +79,7 @@ void CommandFinder::Fill() {
     }
     list_->expandAll();
     for (int column = 0; column < 2; ++column) list_->resizeColumnToContents(column);
-    SelectFirst();
+    SelectBest({});
 }
 
 void CommandFinder::Filter(const QString& words) {
@@ -96,7 +96,7 @@ void CommandFinder::Filter(const QString& words) {
         }
         group->setHidden(!any);
     }
-    SelectFirst();
+    SelectBest(words);
 }
 
 std::vector<QTreeWidgetItem*> CommandFinder::ShownItems() const {
@@ -114,10 +114,14 @@ QStringList CommandFinder::Shown() const {
     return names;
 }
 
-void CommandFinder::SelectFirst() {
-    list_->setCurrentItem(nullptr);
-    for (QTreeWidgetItem* item : ShownItems())
-        if (!item->isDisabled()) return list_->setCurrentItem(item);
+// The first whose name holds the words as they stand, or else the first of all.
+void CommandFinder::SelectBest(const QString& words) {
+    auto items = ShownItems();
+    std::erase_if(items, [](const QTreeWidgetItem* item) { return item->isDisabled(); });
+    const auto named = std::ranges::find_if(items, [typed = words.simplified()](auto* item) {
+        return item->text(0).contains(typed, Qt::CaseInsensitive);
+    });
+    list_->setCurrentItem(named != items.end() ? *named : items.empty() ? nullptr : items.front());
 }
 
 void CommandFinder::Step(int by) {

@@ -29,7 +29,8 @@ class CommandFinder : public QDialog {
     CommandFinder(const QString& title, std::vector<ListedCommand> commands, bool runs,
                   QWidget* parent = nullptr);
 
-    // Shows the commands whose group, name, keys or tool tip hold every word, in any order and case.
+    // Shows the commands whose group, name, keys or tool tip hold every word, in any order and case. What
+    // Enter runs is the first whose name holds what was typed, or else the first.
     void Filter(const QString& words);
     // Names of the commands that are shown, in their order.
     QStringList Shown() const;
@@ -40,7 +41,7 @@ class CommandFinder : public QDialog {
   private:
     void Fill();
     void RunCurrent();
-    void SelectFirst();
+    void SelectBest(const QString& words);
     void Step(int by);
     std::vector<QTreeWidgetItem*> ShownItems() const;
 

@@ -304,8 +304,11 @@ TEST(CommandFinderTest, WordsFindCommandsAndEnterRunsOne) {
         return ListedCommand{group, name, "k", "tip", enabled, [&ran, name] { ran = name; }};
     };
     CommandFinder finder("Find",
-                         {command("Zoom", "Show all", true), command("View", "Show grid", false),
-                          command("Zoom", "Show selection", true)},
+                         {command("Zoom", "Show all", true),
+                          command("View", "Show grid", false),
+                          command("Zoom", "Show selection", true),
+                          {"Zoom", "In data", "", "like zoom in events", true, [&ran] { ran = "wrong"; }},
+                          command("Zoom", "Zoom in events", true)},
                          true);
     finder.show();
     auto* search = finder.findChild<QLineEdit*>("search");
@@ -318,6 +321,12 @@ TEST(CommandFinderTest, WordsFindCommandsAndEnterRunsOne) {
     QTest::keyClick(search, Qt::Key_Return);
     EXPECT_EQ(ran, "Show selection");
     EXPECT_FALSE(finder.isVisible());
+
+    finder.show();
+    finder.Filter("zoom in events");
+    EXPECT_EQ(finder.Shown().size(), 2);
+    QTest::keyClick(search, Qt::Key_Return);
+    EXPECT_EQ(ran, "Zoom in events") << "the name before the tip";
 
     ran.clear();
     finder.show();

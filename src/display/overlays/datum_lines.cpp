@@ -91,6 +91,19 @@ void CDatumLines::PlotMoved(const PixelRect& plot) {
     m_rcPlot = plot;
 }
 
+void CDatumLines::TakeLines(const CDatumLines& from) {
+    const PixelRect plot = m_rcPlot;
+    DeleteAll();
+    PlotMoved(from.m_rcPlot);
+    for (const double x : from.m_exactX) AddVertLineAt(x);
+    for (const double y : from.m_exactY) AddHorzLineAt(y);
+    m_pairs = from.m_pairs;
+    m_bShowIDs = from.m_bShowIDs;
+    m_bShowTimes = from.m_bShowTimes;
+    m_bShowValues = from.m_bShowValues;
+    PlotMoved(plot);
+}
+
 void CDatumLines::DeleteVertLine(int line) {
     if (line < 0 || line >= VertCount()) return;
     m_vertX.erase(m_vertX.begin() + line);

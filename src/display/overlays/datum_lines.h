@@ -107,6 +107,8 @@ class CDatumLines : public CViewAddIn {
     // The same at a place between pixels, which its time or value is then told of.
     int AddVertLineAt(double x);
     int AddHorzLineAt(double y);
+    // Lines as another view has them, at the same places of the plot, whatever its size.
+    void TakeLines(const CDatumLines& from);
     // Without such a line they do nothing.
     void DeleteVertLine(int line);
     void DeleteHorzLine(int line);
