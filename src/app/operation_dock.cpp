@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QScreen>
 #include <QTabBar>
+#include <QTimer>
 #include <algorithm>
 
 #include "app/main_frame.h"
@@ -72,9 +73,26 @@ void OperationDock::TakeShape(bool floats) {
     ShowTitle();
     if (!floats) return;
     const QRect known = HeldToScreens(floating_);
-    if (known.isNull()) return resize(sizeHint().boundedTo(screen()->availableSize() * 9 / 10));
+    if (known.isNull()) {
+        // Its parts stand otherwise now.
+        window_->layout()->invalidate();
+        window_->layout()->activate();
+        resize(sizeHint().boundedTo(screen()->availableSize() * 9 / 10));
+        // Once it has grown to what it shows.
+        QTimer::singleShot(0, this, &OperationDock::ComeOntoScreen);
+        return;
+    }
     resize(known.size());
     move(HeldToScreens({Cascaded(known.topLeft()), known.size()}).topLeft());
+}
+
+// It comes from the edge of the main window, and is wider than it was there.
+void OperationDock::ComeOntoScreen() {
+    if (!isFloating()) return;
+    const QRect room = screen()->availableGeometry();
+    const QSize size = frameGeometry().size();
+    move(std::clamp(x(), room.left(), std::max(room.left(), room.right() + 1 - size.width())),
+         std::clamp(y(), room.top(), std::max(room.top(), room.bottom() + 1 - size.height())));
 }
 
 QPoint OperationDock::Cascaded(QPoint corner) const {

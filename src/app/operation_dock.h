@@ -52,6 +52,7 @@ class OperationDock : public QDockWidget {
     void TakeShape(bool floats);
     void NotePlace();
     // Beside the corners of other floating panels, so that none hides another.
+    void ComeOntoScreen();
     QPoint Cascaded(QPoint corner) const;
     void ShowTitle();
     QAbstractButton* ButtonOf(const QKeyEvent& key) const;

@@ -14,7 +14,9 @@ namespace kymora {
 namespace {
 
 constexpr int compareAfterMs = 15;
-constexpr int usualPanelWidth = 380, leastPanelWidth = 200, mostPanelWidth = 2000;  // pixels
+constexpr double usualPanelShare = 0.3;                      // of the main window
+constexpr int leastUsualPanel = 380, mostUsualPanel = 520;   // pixels
+constexpr int leastPanelWidth = 200, mostPanelWidth = 2000;  // pixels
 constexpr QSize usualGraphSize{1040, 700};
 constexpr int mostPartSize = 10000;
 
@@ -31,7 +33,6 @@ void SetVariant(OperationWindow& window, const OperationVariant* variant) {
 OperationWindows::OperationWindows(CMainFrame& frame)
     : QObject(&frame),
       frame_(frame),
-      panelWidth_(usualPanelWidth),
       owner_{frame.GetSession(), &frame},
       configuringOwner_{frame.GetSession(), &frame} {
     owner_.transform = [this](const Operation& operation, CTransformDlg& dialog) {
@@ -114,13 +115,18 @@ void OperationWindows::ShowIn(const std::string& name, OperationWindow& window) 
 void OperationWindows::Dock(const std::string& name, OperationWindow& window) {
     const auto known = panels_.find(name);
     const PanelPlace place = known == panels_.end() ? FirstPlace(window) : known->second;
-    auto* panel = new OperationDock(frame_, window, place, panelWidth_);
+    auto* panel = new OperationDock(frame_, window, place, PanelWidth());
     connect(panel, &OperationDock::Shown, this, [this, panel](bool isShown) {
         if (isShown && panel->Window()) BringToFront(panel->Window());
     });
 }
 
 // A graph that follows its settings needs room; all else stands beside the recordings.
+int OperationWindows::PanelWidth() const {
+    const int share = static_cast<int>(frame_.width() * usualPanelShare);
+    return panelWidth_.value_or(std::clamp(share, leastUsualPanel, mostUsualPanel));
+}
+
 PanelPlace OperationWindows::FirstPlace(const OperationWindow& window) const {
     PanelPlace place;
     if (!window.Block().RunsLive()) return place;
@@ -207,7 +213,7 @@ void OperationWindows::GoToNextPanel() {
 QVariantMap OperationWindows::SaveState() const {
     QVariantMap places, folded, parts;
     auto panels = panels_;
-    int width = panelWidth_;
+    int width = panelWidth_.value_or(0);
     for (const auto& [name, window] : windows_)
         if (const OperationDock* panel = window ? PanelOf(*window) : nullptr) {
             panels[name] = panel->Place();

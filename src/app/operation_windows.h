@@ -10,6 +10,7 @@
 #include <QVariant>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "app/operation_dock.h"
@@ -70,6 +71,7 @@ class OperationWindows : public QObject {
     void ShowIn(const std::string& name, OperationWindow& window);
     void Dock(const std::string& name, OperationWindow& window);
     PanelPlace FirstPlace(const OperationWindow& window) const;
+    int PanelWidth() const;
     void GiveKeysBack(const OperationWindow& window);
     void Closed(const std::string& name, OperationWindow& window);
     void BringToFront(OperationWindow* window);
@@ -87,7 +89,7 @@ class OperationWindows : public QObject {
     QPointer<OperationWindow> configuring_;
     std::map<std::string, PanelPlace, std::less<>> panels_;  // where they stood last
     std::map<std::string, QRect, std::less<>> places_;       // of those without a panel
-    int panelWidth_;
+    std::optional<int> panelWidth_;                          // as the user has left it
     QPointer<OperationWindow> front_;
     WindowOwner owner_, configuringOwner_;
     QPointer<CChildFrame> active_;

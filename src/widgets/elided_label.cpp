@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <QStyle>
+#include <algorithm>
 
 namespace kymora {
 
@@ -16,6 +17,19 @@ void ElidedLabel::SetText(const QString& text) {
     Fit();
 }
 
+void ElidedLabel::SetSeveralLines() {
+    setWordWrap(true);
+    setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    QSizePolicy policy = sizePolicy();
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
+}
+
+int ElidedLabel::heightForWidth(int width) const {
+    const int height = fontMetrics().height();
+    return wordWrap() ? std::max(height, QLabel::heightForWidth(width)) : height;
+}
+
 QSize ElidedLabel::sizeHint() const { return minimumSizeHint(); }
 
 QSize ElidedLabel::minimumSizeHint() const {
@@ -24,6 +38,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 
 // What is cut can be read in the tip.
 void ElidedLabel::Fit() {
+    if (wordWrap()) return;
     const bool fits = fontMetrics().horizontalAdvance(text()) <= width();
     setToolTip(fits ? QString() : "<qt>" + text().toHtmlEscaped() + "</qt>");
 }
@@ -33,7 +48,8 @@ void ElidedLabel::resizeEvent(QResizeEvent* event) {
     Fit();
 }
 
-void ElidedLabel::paintEvent(QPaintEvent*) {
+void ElidedLabel::paintEvent(QPaintEvent* event) {
+    if (wordWrap()) return QLabel::paintEvent(event);
     QPainter painter(this);
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, width());
     style()->drawItemText(&painter, rect(), static_cast<int>(alignment()), palette(), isEnabled(), shown,

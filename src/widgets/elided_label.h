@@ -1,5 +1,6 @@
 #pragma once
-// A label of one line that takes little room and shows the rest of a long text in its tool tip.
+// A label that takes little room. What its line does not hold can be read in its tool tip, or, where it may
+// take several lines, stands in the next ones.
 
 #include <QLabel>
 
@@ -12,8 +13,10 @@ class ElidedLabel : public QLabel {
     // `leastLetters` is the room that it asks for.
     ElidedLabel(int leastLetters, QWidget* parent);
     void SetText(const QString& text);
+    void SetSeveralLines();
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
+    int heightForWidth(int width) const override;
 
   protected:
     void paintEvent(QPaintEvent* event) override;

@@ -5,7 +5,6 @@
 #include <QAbstractTableModel>
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
@@ -17,6 +16,7 @@
 #include <map>
 #include <numeric>
 
+#include "widgets/flow_layout.h"
 #include "widgets/form_editor.h"
 #include "widgets/text.h"
 
@@ -187,7 +187,7 @@ FindingsPane::FindingsPane(const char* rejectionLabel, ResultsPane::Writer all, 
       model_(new FindingsModel(this)),
       table_(new QTableView(this)),
       notice_(new QLabel(this)),
-      buttons_(new QHBoxLayout),
+      buttons_(new FlowLayout),
       all_(std::move(all)),
       rejectionLabel_(ToQString(rejectionLabel)) {
     table_->setObjectName("findings");
@@ -207,7 +207,6 @@ FindingsPane::FindingsPane(const char* rejectionLabel, ResultsPane::Writer all, 
     table_->installEventFilter(this);
     notice_->setObjectName("findingsNotice");
     notice_->setWordWrap(true);
-    auto* verdicts = new QHBoxLayout;
     accept_ = MakeButton(tr("Accept"), "accept", tr("Accepts the selected rows (A; Backspace takes it back)"),
                          [this] { Judge(Verdict::accepted); });
     reject_ = MakeButton(tr("Reject"), "reject", tr("Rejects the selected rows (R; Backspace takes it back)"),
@@ -217,15 +216,11 @@ FindingsPane::FindingsPane(const char* rejectionLabel, ResultsPane::Writer all, 
     copy_ = MakeButton(tr("Cop&y"), "copyResults",
                        tr("Copies all of it as text; Ctrl+C in the table copies the selected rows"),
                        [this] { CopyAll(); });
-    for (QPushButton* button : {accept_, reject_, doRejected_}) verdicts->addWidget(button);
-    verdicts->addStretch(1);
-    buttons_->addWidget(copy_);
-    buttons_->addStretch(1);
+    for (QPushButton* button : {accept_, reject_, doRejected_, copy_}) buttons_->addWidget(button);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins({});
     column->addWidget(table_, 1);
     column->addWidget(notice_);
-    column->addLayout(verdicts);
     column->addLayout(buttons_);
     connect(table_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this] { emit CurrentChanged(); });
@@ -249,7 +244,7 @@ QSize FindingsPane::sizeHint() const {
             table_->verticalHeader()->defaultSectionSize() * shownLines};
 }
 
-void FindingsPane::AddButton(QPushButton* button) { buttons_->insertWidget(1, button); }
+void FindingsPane::AddButton(QPushButton* button) { buttons_->addWidget(button); }
 
 std::vector<QWidget*> FindingsPane::TabStops() const {
     return {table_, accept_, reject_, doRejected_, copy_};

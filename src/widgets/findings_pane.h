@@ -61,7 +61,7 @@ class FindingsPane : public QWidget {
     QTableView* table_;
     QLabel* notice_;
     QPushButton *copy_, *accept_, *reject_, *doRejected_;
-    QHBoxLayout* buttons_;
+    FlowLayout* buttons_;
     ResultsPane::Writer all_;
     QString rejectionLabel_;
 };

@@ -174,12 +174,13 @@ void ParamForm::AddNote(const Field& param, QGridLayout* grid) {
     QWidget* parent = grid->parentWidget();
     const int line = grid->rowCount();
     row.behind = new ElidedLabel(noteLetters, parent);
+    row.behind->SetSeveralLines();
     row.behind->setObjectName(ToQString(param.key));
     row.behind->setTextInteractionFlags(Qt::NoTextInteraction);
     if (param.label.empty()) return grid->addWidget(row.behind, line, 0, 1, 2);
     row.name = new QLabel(ToQString(param.label), parent);
     row.name->setToolTip(ToolTipText(param.toolTip));
-    grid->addWidget(row.name, line, 0);
+    grid->addWidget(row.name, line, 0, Qt::AlignTop);
     grid->addWidget(row.behind, line, 1);
 }
 

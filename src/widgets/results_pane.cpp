@@ -3,7 +3,6 @@
 #include <QClipboard>
 #include <QFontDatabase>
 #include <QGuiApplication>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -11,6 +10,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "widgets/flow_layout.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -24,8 +24,14 @@ constexpr size_t widestColumn = 40;
 
 // The widths of the columns of a text whose cells are parted by tabs, in letters. The last cell of a line
 // needs no room.
-std::vector<size_t> ColumnWidths(std::string_view text) {
+struct Columns {
     std::vector<size_t> widths;
+    size_t lastCell = 0;  // the longest one behind a tab
+};
+
+Columns ColumnsOf(std::string_view text) {
+    Columns columns;
+    std::vector<size_t>& widths = columns.widths;
     size_t column = 0, width = 0;
     for (const char c : text) {
         if (c == '\t') {
@@ -34,12 +40,13 @@ std::vector<size_t> ColumnWidths(std::string_view text) {
             ++column;
             width = 0;
         } else if (c == '\n') {
+            if (column > 0) columns.lastCell = std::max(columns.lastCell, width);
             column = width = 0;
         } else if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) {
             ++width;
         }
     }
-    return widths;
+    return columns;
 }
 
 }  // namespace
@@ -50,13 +57,12 @@ ResultsPane::ResultsPane(Writer writer, QWidget* parent)
       text_(new QPlainTextEdit(this)),
       notice_(new QLabel(tr(resultsCutText), this)),
       copy_(new QPushButton(tr("Cop&y"), this)),
-      buttons_(new QHBoxLayout) {
+      buttons_(new FlowLayout) {
     text_->setObjectName("results");
     text_->setAccessibleName(tr("Results"));
     text_->setReadOnly(true);
     text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    text_->setLineWrapMode(QPlainTextEdit::NoWrap);
     text_->setTabChangesFocus(true);
     text_->setAcceptDrops(false);
     text_->setPlaceholderText(tr("Results appear here."));
@@ -69,7 +75,6 @@ ResultsPane::ResultsPane(Writer writer, QWidget* parent)
     copy_->setEnabled(false);
     connect(copy_, &QPushButton::clicked, this, &ResultsPane::Copy);
     buttons_->addWidget(copy_);
-    buttons_->addStretch(1);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(text_, 1);
@@ -82,7 +87,7 @@ QSize ResultsPane::sizeHint() const {
     return {metrics.averageCharWidth() * resultLetters, metrics.lineSpacing() * resultLines};
 }
 
-void ResultsPane::AddButton(QPushButton* button) { buttons_->insertWidget(buttons_->count() - 1, button); }
+void ResultsPane::AddButton(QPushButton* button) { buttons_->addWidget(button); }
 
 void ResultsPane::SetSave(std::function<void()> save) {
     save_ = new QPushButton(tr("Sa&ve results..."), this);
@@ -125,6 +130,8 @@ void ResultsPane::EnableButtons(bool hasText) {
     if (save_) save_->setEnabled(hasText);
 }
 
+bool ResultsPane::HasText() const { return !text_->document()->isEmpty(); }
+
 void ResultsPane::Clear() {
     text_->clear();
     notice_->hide();
@@ -136,13 +143,30 @@ void ResultsPane::SetColumns(const std::string& text) {
     QList<QTextOption::Tab> tabs;
     const double letter = text_->fontMetrics().horizontalAdvance('0');
     double at = 0.0;
-    for (const size_t width : ColumnWidths(std::string_view(text).substr(0, measuredBytes))) {
+    const Columns columns = ColumnsOf(std::string_view(text).substr(0, measuredBytes));
+    tableLetters_ = columns.lastCell;
+    for (const size_t width : columns.widths) {
+        tableLetters_ += width + betweenColumns;
         at += letter * static_cast<double>(width + betweenColumns);
         tabs.append(QTextOption::Tab(at, QTextOption::LeftTab));
     }
     option.setTabs(tabs);
     option.setTabStopDistance(letter * 12);
     text_->document()->setDefaultTextOption(option);
+    FitLines();
+}
+
+// A long sentence goes on in the next line, unless that would break the lines of a table.
+void ResultsPane::FitLines() {
+    const double room =
+        text_->viewport()->width() - 2.0 * text_->document()->documentMargin() - text_->cursorWidth();
+    const double needed = text_->fontMetrics().horizontalAdvance('0') * static_cast<double>(tableLetters_);
+    text_->setLineWrapMode(needed > room ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
+}
+
+void ResultsPane::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    FitLines();
 }
 
 void ResultsPane::Copy() {

@@ -8,7 +8,6 @@
 
 #include "operations/batch_base_dlg.h"
 
-class QHBoxLayout;
 class QLabel;
 class QPlainTextEdit;
 class QPushButton;
@@ -26,6 +25,8 @@ inline constexpr size_t mostShownResults = size_t{1} << 20;     // bytes
 // too long; the clipboard is as it was.
 bool CopyText(const std::function<void(const TextSink&)>& writer);
 
+class FlowLayout;
+
 class ResultsPane : public QWidget {
     Q_OBJECT
 
@@ -37,6 +38,7 @@ class ResultsPane : public QWidget {
 
     void Show();
     void Clear();
+    bool HasText() const;
     // Saves all of it; the button for it is there where this is set.
     void SetSave(std::function<void()> save);
     // Stands behind the button "Copy".
@@ -46,18 +48,23 @@ class ResultsPane : public QWidget {
 
     QSize sizeHint() const override;
 
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
+
   private:
     void Copy();
     void EnableButtons(bool hasText);
     void SetColumns(const std::string& text);
+    void FitLines();
 
     Writer writer_;
     QPlainTextEdit* text_;
     QLabel* notice_;
     QPushButton* copy_;
     QPushButton* save_ = nullptr;
-    QHBoxLayout* buttons_;
+    FlowLayout* buttons_;
     bool isCut_ = false;
+    size_t tableLetters_ = 0;  // of the widest line with columns
 };
 
 }  // namespace kymora

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
 
@@ -13,8 +14,10 @@
 #include "frame_fixture.h"
 #include "operations/config_file.h"
 #include "operations/event_base_dlg.h"
+#include "widgets/flow_layout.h"
 #include "widgets/form_dialog.h"
 #include "widgets/message_area.h"
+#include "widgets/results_pane.h"
 
 namespace kymora::test {
 namespace {
@@ -265,6 +268,57 @@ TEST_F(PanelsTest, AGraphStandsBesideItsParametersWithItsResultsBelow) {
     EXPECT_GT(message->height(), area->height());
     EXPECT_GT(place("graph").height(), graph.height() / 2);
     EXPECT_NE(area->focusPolicy(), Qt::NoFocus) << "it is read by the keyboard";
+}
+
+TEST_F(PanelsTest, ATableWithoutRowsTakesNoRoomFromTheRest) {
+    CChildFrame& child = OpenOne();
+    for (int i = 0; i < 60; ++i) child.Document().AddEvent(0, {100 * i + i % 7, 100 * i + i % 7 + 1});
+    OperationDock* panel = PanelOf("event-rhythm-detect");
+    Settle();
+    auto* table = panel->Window()->findChild<QWidget*>("findings");
+    auto* graph = panel->Window()->findChild<QWidget*>("graph");
+    EXPECT_FALSE(table->isVisible());
+    const int before = graph->height();
+    ASSERT_EQ(Set(panel->Window()->Block(), "destination", "b"), "");
+    ASSERT_TRUE(panel->Window()->Run());
+    Settle();
+    EXPECT_TRUE(table->isVisible());
+    EXPECT_LT(graph->height(), before);
+    // A panel that floats shows all of itself.
+    panel->move(panel->screen()->availableGeometry().bottomRight() - QPoint(50, 50));
+    panel->setFloating(true);
+    Settle();
+    EXPECT_EQ(panel->frameGeometry() & panel->screen()->availableGeometry(), panel->frameGeometry());
+    // What has buttons of its own keeps its pane.
+    EXPECT_TRUE(PanelOf("event-rhythm-helper")->Window()->findChild<QWidget*>("exportFit")->isVisible());
+}
+
+TEST_F(PanelsTest, ButtonsGoOnInTheNextLineAndSentencesUnlessTheyStandAboveATable) {
+    QWidget row;
+    auto* flow = new FlowLayout(&row);
+    for (int i = 0; i < 3; ++i) {
+        auto* part = new QWidget(&row);
+        part->setFixedSize(100, 20);
+        flow->addWidget(part);
+    }
+    row.findChildren<QWidget*>()[1]->hide();
+    EXPECT_EQ(flow->sizeHint(), QSize(206, 20)) << "what is hidden takes no room";
+    EXPECT_EQ(flow->heightForWidth(206), 20);
+    EXPECT_EQ(flow->heightForWidth(205), 46);
+    EXPECT_EQ(flow->minimumSize(), QSize(100, 20));
+
+    std::string text;
+    ResultsPane pane([&](const TextSink& sink) { sink(text); }, nullptr);
+    pane.resize(400, 200);
+    pane.show();
+    const auto* shown = pane.findChild<QPlainTextEdit*>();
+    const std::string sentence(300, 'a');
+    for (const auto& [table, wraps] :
+         {std::pair{std::string("1\t2\r\n"), true}, {"1\t" + std::string(200, '2') + "\r\n", false}}) {
+        text = sentence + "\r\n" + table;
+        pane.Show();
+        EXPECT_EQ(shown->lineWrapMode() == QPlainTextEdit::WidgetWidth, wraps) << table;
+    }
 }
 
 TEST_F(PanelsTest, ComeBackWhereTheyWereAlsoInTheNextRun) {

@@ -72,6 +72,7 @@ OperationPanes::OperationPanes(Session& session, CBatchBaseDlg& block, ParamForm
     if (results_ && form_->ResultActions().empty()) results_->SetSave([this] { SaveResults(); });
     if (QWidget* results = ResultsWidget()) shown_->addWidget(results);
     TakeActions();
+    ShowFilled();
 }
 
 void OperationPanes::ShowPage(int page) {
@@ -117,7 +118,22 @@ void OperationPanes::SaveResults() {
 void OperationPanes::ShowResults() {
     if (results_) results_->Show();
     if (findings_) findings_->Show(block_.GetFindings());
+    hasFound_ |= (results_ && results_->HasText()) || (findings_ && !findings_->Shown().rows.empty());
+    ShowFilled();
 }
+
+// What is still empty leaves its room to the rest of a panel, unless it has buttons of the operation.
+void OperationPanes::ShowFilled() {
+    QWidget* results = ResultsWidget();
+    if (!results) return;
+    const bool isShown = !isDocked_ || hasFound_ || !form_->ResultActions().empty();
+    if (results->isHidden() != isShown) return;
+    results->setVisible(isShown);
+    Arrange();
+    ShareSoon();
+}
+
+bool OperationPanes::HasShownResults() const { return HasResults() && !ResultsWidget()->isHidden(); }
 
 void OperationPanes::ClearResults() {
     if (results_) results_->Clear();
@@ -182,7 +198,7 @@ bool OperationPanes::StandsAbove(QSize most) {
     const bool isWhole = arranged(room);
     const int paneWidth = graph_ ? leastGraphWidth : leastTextWidth;
     const bool hasRoomBeside = form_->sizeHint().width() + bar + paneWidth + roomOfMargins <= most.width();
-    const bool hasPane = HasResults() || graph_;
+    const bool hasPane = HasShownResults() || graph_;
     if (!hasPane || (isWhole && hasRoomBeside)) return false;
     // Below parameters in columns little would be left of a graph.
     if (graph_) {
@@ -196,34 +212,48 @@ bool OperationPanes::StandsAbove(QSize most) {
 
 void OperationPanes::SetDocked(bool isDocked) {
     if (std::exchange(isDocked_, isDocked) == isDocked) return;
+    ShowFilled();
     Arrange();
+    ShareSoon();
 }
 
 // What was found has room in a panel, too, however many parameters there are. Once it has its size, since
 // those before are none to share.
 void OperationPanes::showEvent(QShowEvent* event) {
     QSplitter::showEvent(event);
-    if (std::exchange(isShared_, true)) return;
-    QTimer::singleShot(0, this, [this] {
-        // A graph needs more of it than a text.
-        const int ofForm = (graph_ ? 2 : 3) * height() / 5;
-        if (isDocked_) setSizes({ofForm, height() - ofForm});
-        if (graph_ && HasResults() && shown_->orientation() == Qt::Vertical) {
-            const int ofText = std::min(height() / (isDocked_ ? 4 : 3), ResultsWidget()->sizeHint().height());
-            shown_->setSizes({shown_->height() - ofText, ofText});
-        }
-        RestoreSizes();
-    });
+    if (!std::exchange(isShared_, true)) ShareSoon();
+}
+
+void OperationPanes::ShareSoon() {
+    if (isShared_) QTimer::singleShot(0, this, &OperationPanes::ShareRoom);
+}
+
+// The parameters get no more than they fill. A graph needs more than a text.
+void OperationPanes::ShareRoom() {
+    const bool hasText = HasShownResults();
+    if (isDocked_) {
+        const double share = graph_ ? (hasText ? 0.4 : 0.5) : 0.6;
+        const int ofForm = std::min(static_cast<int>(share * height()), FormHeight());
+        setSizes({ofForm, height() - ofForm});
+    }
+    if (graph_ && hasText && shown_->orientation() == Qt::Vertical) {
+        const int ofText = std::min(height() / (isDocked_ ? 4 : 3), ResultsWidget()->sizeHint().height());
+        shown_->setSizes({shown_->height() - ofText, ofText});
+    }
+    RestoreSizes();
+    if (QWidget* focus = QApplication::focusWidget(); focus && form_->isAncestorOf(focus))
+        area_->ensureWidgetVisible(focus, 0, 0);
 }
 
 // --- how large the parts are ---
 
 // A window of its own and a panel share their room differently.
 QString OperationPanes::SizesName(const QSplitter& splitter) const {
-    return QString("%1 %2 %3")
+    return QString("%1 %2 %3%4")
         .arg(&splitter == this ? "parts" : "shown")
         .arg(isDocked_ ? "docked" : "free")
-        .arg(splitter.orientation() == Qt::Vertical ? "down" : "across");
+        .arg(splitter.orientation() == Qt::Vertical ? "down" : "across")
+        .arg(HasResults() && !HasShownResults() ? " empty" : "");
 }
 
 void OperationPanes::KeepSizes() {
@@ -248,7 +278,7 @@ void OperationPanes::RestoreSizes() {
 }
 
 void OperationPanes::Arrange() {
-    const bool hasPane = HasResults() || graph_;
+    const bool hasPane = HasShownResults() || graph_;
     if (isDocked_) form_->Arrange({QWIDGETSIZE_MAX, QWIDGETSIZE_MAX}, 1);
     const bool above = isDocked_ || StandsAbove(MostSize());
     setOrientation(above ? Qt::Vertical : Qt::Horizontal);
@@ -269,7 +299,14 @@ void OperationPanes::Arrange() {
 int OperationPanes::MissingHeight() const {
     // What stands below them would get the room.
     if (isDocked_ || (orientation() == Qt::Vertical && shown_->isVisibleTo(this))) return 0;
-    return std::max(0, form_->sizeHint().height() - area_->viewport()->height());
+    return std::max(0, FormHeight() - area_->viewport()->height());
+}
+
+// In the width that it has; texts of several lines are higher in a narrow one.
+int OperationPanes::FormHeight() const {
+    const int width = std::max(form_->width(), form_->minimumSizeHint().width());
+    return std::max(form_->sizeHint().height(),
+                    form_->hasHeightForWidth() ? form_->heightForWidth(width) : 0);
 }
 
 // The parameters scroll upwards where there is little room, never sideways.
@@ -291,7 +328,7 @@ void OperationPanes::HoldPlace() {
     FitWidth();
     if (!held_ || !held_->isVisibleTo(form_)) return;
     if (QLayout* layout = form_->layout()) layout->activate();
-    form_->resize(form_->width(), std::max(form_->sizeHint().height(), area_->viewport()->height()));
+    form_->resize(form_->width(), std::max(FormHeight(), area_->viewport()->height()));
     const int moved = held_->mapTo(area_, QPoint()).y() - heldRow_;
     if (moved != 0) area_->verticalScrollBar()->setValue(area_->verticalScrollBar()->value() + moved);
 }

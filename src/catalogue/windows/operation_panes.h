@@ -75,6 +75,11 @@ class OperationPanes : public QSplitter {
     void SaveResults();
     bool StandsAbove(QSize most);
     void FitWidth();
+    int FormHeight() const;
+    void ShowFilled();
+    bool HasShownResults() const;
+    void ShareSoon();
+    void ShareRoom();
     void KeepSizes();
     void RestoreSizes();
     QString SizesName(const QSplitter& splitter) const;
@@ -85,6 +90,7 @@ class OperationPanes : public QSplitter {
     CBatchBaseDlg& block_;
     int page_ = 0;
     bool isDocked_ = false, isShared_ = false, isBlank_ = false;
+    bool hasFound_ = false;  // there were results
     // What has the keyboard, and its row in the area, while rows come and go.
     QPointer<QWidget> held_;
     int heldRow_ = 0;
