@@ -302,6 +302,50 @@ std::vector<std::byte> CEventBaseDlg::RerunSettings(const OperationJob& job) {
     return record;
 }
 
+// --- a look ahead ---
+
+std::unique_ptr<EventJob> CEventBaseDlg::PrepareLook() {
+    if (!Document() || !IsAttended() || WouldStumble() || !Validate().empty()) return nullptr;
+    // As in a run that nobody attends, so that nothing is asked or shown.
+    RunMessages unheard;
+    SendMessagesTo(&unheard);
+    const auto region = LooksAtRegion() ? std::nullopt : Region();
+    const int32_t mode = region ? std::exchange(region->mode, regionVisible) : 0;
+    const int32_t destination = m_nDestination;
+    std::unique_ptr<OperationJob> job;
+    m_isLookingAhead = true;
+    try {
+        job = MakeJob();
+    } catch (const std::exception&) {
+        // A run will tell it.
+    }
+    m_isLookingAhead = false;
+    if (region) region->mode = mode;
+    m_nDestination = destination;
+    SendMessagesTo(nullptr);
+    auto* found = dynamic_cast<EventJob*>(job.get());
+    if (found) (void)job.release();
+    return std::unique_ptr<EventJob>(found);
+}
+
+std::vector<EventJob::Found> CEventBaseDlg::FoundAhead(EventJob& job) {
+    TakeLook(job);
+    const SampleSpan seen = LooksAtRegion() ? VisibleSpan(*Document(), View()) : job.region;
+    std::vector<EventJob::Found> ahead;
+    for (size_t i = 0; i < job.found.size(); ++i) {
+        const EventJob::Found& found = job.found[i];
+        const CEventChan& now = Document()->eventChannels[static_cast<size_t>(found.channel)];
+        CEventChan chan = job.keepsOutside ? now : now.WithoutEvents();
+        const bool isDone = PutFound(chan, job, i);
+        EventJob::Found& shown =
+            ahead.emplace_back(EventJob::Found{found.channel, found.parentTrace, {}, {}});
+        for (const CEventKM& event : chan.Events())
+            if (isDone && event.onPosition < seen.end && event.offPosition > seen.first)
+                shown.events.push_back(event);
+    }
+    return ahead;
+}
+
 // --- CEventWndBaseDlg ---
 
 void CEventWndBaseDlg::Serialize(CArchive& archive) {
@@ -367,46 +411,6 @@ bool CEventWndBaseDlg::TakeRegion(EventJob& job) {
     job.seen = SeenTimes();
     job.title = Title();
     return true;
-}
-
-// --- a look ahead ---
-
-std::unique_ptr<EventJob> CEventWndBaseDlg::PrepareLook() {
-    if (!Document() || !IsAttended() || WouldStumble() || !Validate().empty()) return nullptr;
-    // As in a run that nobody attends, so that nothing is asked or shown.
-    RunMessages unheard;
-    SendMessagesTo(&unheard);
-    const int32_t region = std::exchange(m_nRegionMode, regionVisible), destination = m_nDestination;
-    std::unique_ptr<OperationJob> job;
-    m_isLookingAhead = true;
-    try {
-        job = MakeJob();
-    } catch (const std::exception&) {
-        // A run will tell it.
-    }
-    m_isLookingAhead = false;
-    m_nRegionMode = region;
-    m_nDestination = destination;
-    SendMessagesTo(nullptr);
-    auto* found = dynamic_cast<EventJob*>(job.get());
-    if (found) (void)job.release();
-    return std::unique_ptr<EventJob>(found);
-}
-
-std::vector<EventJob::Found> CEventWndBaseDlg::FoundAhead(EventJob& job) {
-    TakeLook(job);
-    std::vector<EventJob::Found> ahead;
-    for (size_t i = 0; i < job.found.size(); ++i) {
-        const EventJob::Found& found = job.found[i];
-        const CEventChan& now = Document()->eventChannels[static_cast<size_t>(found.channel)];
-        CEventChan chan = job.keepsOutside ? now : now.WithoutEvents();
-        const bool isDone = PutFound(chan, job, i);
-        EventJob::Found& seen = ahead.emplace_back(EventJob::Found{found.channel, found.parentTrace, {}, {}});
-        for (const CEventKM& event : chan.Events())
-            if (isDone && event.onPosition < job.region.end && event.offPosition > job.region.first)
-                seen.events.push_back(event);
-    }
-    return ahead;
 }
 
 void CEventWndBaseDlg::DescribeRegion(ParamList& list) {

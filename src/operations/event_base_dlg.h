@@ -85,6 +85,15 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // The source channels: the list, or channel 1.
     std::vector<int> SourceChannels() const;
 
+    // --- a look ahead, while the user is still setting parameters ---
+    virtual bool CanLookAhead() const { return false; }
+    // The job of a run over what is seen, with nothing asked, told or changed. Null where that cannot be run.
+    std::unique_ptr<EventJob> PrepareLook();
+    // Why a look that reads so many samples is not made; null where it is.
+    virtual const char* TooMuchToLookAt(int64_t) const { return nullptr; }
+    // The events that a run would leave in each channel of the job, as far as they are seen.
+    std::vector<EventJob::Found> FoundAhead(EventJob& job);
+
   protected:
     // Groups "Source" and "Destination" of the window.
     void DescribeSource(ParamList& list);
@@ -127,6 +136,15 @@ class CEventBaseDlg : public CBatchBaseDlg {
     };
     virtual std::optional<RegionFields> Region() { return std::nullopt; }
 
+    // A run as the parameters stand would be refused, or would put one of them right.
+    virtual bool WouldStumble() const { return false; }
+    // What is found at one place depends on all of the region: a look searches all of it.
+    virtual bool LooksAtRegion() const { return false; }
+    // Takes what the graph shows of a look ahead; the settings stay as they are.
+    virtual void TakeLook(const EventJob&) {}
+    // The job that is being made is that of a look ahead.
+    bool IsLookingAhead() const { return m_isLookingAhead; }
+
     bool Has(Uses part) const { return (m_uses & part) != 0; }
     bool m_isDestinationChosen = false;  // by the user, or by a file that the user named
 
@@ -140,6 +158,7 @@ class CEventBaseDlg : public CBatchBaseDlg {
 
     unsigned m_uses;
     std::optional<TimeSpan> m_seen;  // when the present run began
+    bool m_isLookingAhead = false;
 };
 
 // Adds the analysis region: whole file, visible screen, user set.
@@ -154,15 +173,6 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     int32_t m_nRegionMode = regionWholeFile;
     double m_dRegionStart = 0.0, m_dRegionEnd = 100.0;  // ms
 
-    // --- a look ahead, while the user is still setting parameters ---
-    virtual bool CanLookAhead() const { return false; }
-    // The job of a run over what is seen, with nothing asked, told or changed. Null where that cannot be run.
-    std::unique_ptr<EventJob> PrepareLook();
-    // Why a look at so many samples is not made; null where it is.
-    virtual const char* TooMuchToLookAt(int64_t) const { return nullptr; }
-    // The events that a run would leave in each channel of the job, as far as they lie in its region.
-    std::vector<EventJob::Found> FoundAhead(EventJob& job);
-
     // The first and the past-the-end sample of the region in the present document, held to the recording. A
     // user-set end that is not after the start is told to the user and put 10 ms behind it.
     SampleSpan GetRegion();
@@ -171,12 +181,6 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     std::optional<RegionFields> Region() override {
         return RegionFields{m_nRegionMode, m_dRegionStart, m_dRegionEnd};
     }
-    // A run as the parameters stand would be refused, or would put one of them right.
-    virtual bool WouldStumble() const { return false; }
-    // Takes what the graph shows of a look ahead; the settings stay as they are.
-    virtual void TakeLook(const EventJob&) {}
-    // The job that is being made is that of a look ahead.
-    bool IsLookingAhead() const { return m_isLookingAhead; }
     void DescribeRegion(ParamList& list);
     // Appends the lines of the region alone.
     void AppendRegionText(std::string& text) const;
@@ -187,9 +191,6 @@ class CEventWndBaseDlg : public CEventBaseDlg {
     std::optional<SampleSpan> TakeRegion();
     // The same for a job. False where it is refused.
     bool TakeRegion(EventJob& job);
-
-  private:
-    bool m_isLookingAhead = false;
 };
 
 }  // namespace kymora

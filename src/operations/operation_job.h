@@ -90,6 +90,8 @@ class EventJob : public OperationJob {
     std::vector<Found> found;   // all but the events are there from the beginning
 
     int64_t Samples() const override { return region.Count() * static_cast<int64_t>(found.size()); }
+    // Of a look ahead, without what a run measures before it.
+    virtual int64_t LookSamples() const { return EventJob::Samples(); }
 };
 
 }  // namespace kymora

@@ -123,7 +123,22 @@ class CEventBurstDetect::Job : public EventGroupJob {
     }
 };
 
+// A look ahead takes the percentile without setting it.
 std::unique_ptr<OperationJob> CEventBurstDetect::MakeJob() {
+    if (!IsLookingAhead()) return MakeSearch();
+    const float inBurst = m_fMaxInBurst, within = m_fMaxWithin;
+    std::unique_ptr<OperationJob> job;
+    try {
+        job = MakeSearch();
+    } catch (const JobRefused&) {
+        // A run will tell it.
+    }
+    m_fMaxInBurst = inBurst;
+    m_fMaxWithin = within;
+    return job;
+}
+
+std::unique_ptr<OperationJob> CEventBurstDetect::MakeSearch() {
     if (m_bUsePercentile && Document()->GetNumEvents(m_nChannel1) > 0 && !TakePercentile()) return nullptr;
     auto job = std::make_unique<Job>();
     if (!TakeSource(*job)) return nullptr;

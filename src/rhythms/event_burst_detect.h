@@ -60,6 +60,7 @@ class CEventBurstDetect : public CEventGroupDlg {
   private:
     class Job;
 
+    std::unique_ptr<OperationJob> MakeSearch();
     bool Is(BurstMethod method) const { return m_nMethod == static_cast<int32_t>(method); }
     bool IsSurprise() const { return Is(BurstMethod::poisson) || Is(BurstMethod::rank); }
     bool Filters() const { return m_bFilter || !IsSurprise(); }

@@ -98,8 +98,7 @@ const std::vector<EventTrain>& CEventGroupDlg::Trains() {
     if (m_trains && m_trainsOf == settings) return *m_trains;
     m_trainsOf = settings;
     m_trains.emplace();
-    const bool isReversed = m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart);
-    if (!Document() || isReversed || !RetrieveData()) return *m_trains;
+    if (!Document() || IsReversed() || !RetrieveData()) return *m_trains;
     m_trains = TrainsOf(*Document(), Block());
     return *m_trains;
 }
@@ -119,6 +118,10 @@ std::string CEventGroupDlg::OfFile(std::string_view words) const {
 
 int64_t CEventGroupDlg::SamplesOf(double ms) const {
     return RoundHalfAway64(ms / Document()->sampleInterval);
+}
+
+const char* CEventGroupDlg::TooMuchToLookAt(int64_t samples) const {
+    return samples > samplesAtOnce ? tooLongToLookText : nullptr;
 }
 
 // --- the run ---

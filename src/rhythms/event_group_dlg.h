@@ -8,6 +8,8 @@
 
 namespace kymora {
 
+inline constexpr const char* tooLongToLookText =
+    "The search is too long to look ahead: shorten the analysis region or the intervals.";
 inline constexpr const char* noSourceEventsText = "No events in source channel.\r\n";
 
 // The events of channel 1 of a filled block whose onsets lie in its blocks, cut where the samples of its
@@ -27,6 +29,7 @@ struct EventGroupJob : EventJob {
     std::vector<std::string> notes;  // for the log
 
     int64_t Events() const;
+    int64_t LookSamples() const override { return Samples(); }
     // Adds what was found in a train.
     void Take(size_t train, const std::vector<Burst>& bursts);
     // Puts it in order, as the events of the result.
@@ -42,6 +45,8 @@ class CEventGroupDlg : public CEventAnalRgnBase {
     void ViewChangedHorzDisp() override;
     void SuggestSettings() override;
     std::string RunSummary() const override;
+    bool CanLookAhead() const override { return true; }
+    const char* TooMuchToLookAt(int64_t samples) const override;
 
     std::vector<Result> Results() override;
     bool HasResultText() const override { return true; }
@@ -70,6 +75,9 @@ class CEventGroupDlg : public CEventAnalRgnBase {
     // Rounded to samples, also beyond the longest recording.
     int64_t SamplesOf(double ms) const;
 
+    bool WouldStumble() const override { return IsReversed(); }
+    // Rates, ranks and limits are those of the whole region, and events are in memory.
+    bool LooksAtRegion() const override { return true; }
     void ForgetFound() override {
         m_found.clear();
         m_hasRun = false;
@@ -78,6 +86,7 @@ class CEventGroupDlg : public CEventAnalRgnBase {
     void OnEventChanChanged(int channel) override;
 
   private:
+    bool IsReversed() const { return m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart); }
     struct Row {
         int32_t onset = 0, offset = 0;
         std::vector<ResultValue> values;

@@ -489,6 +489,47 @@ TEST_F(PanelsTest, ShowsLiveWhatItWouldFind) {
     EXPECT_TRUE(child.View().Plot().proposed.empty());
 }
 
+// Of bursts, too, where what is found in view depends on all events: a view that holds little but a burst has
+// no rate against which it were one.
+TEST_F(PanelsTest, ShowsTheBurstsThatARunOverTheWholeRegionWouldFind) {
+    CChildFrame& child = OpenOne();
+    CDataDoc& doc = child.Document();
+    int at = 100;
+    for (const int interval : {400, 600, 10, 10, 10, 700, 500, 10, 10, 10, 300, 900}) {
+        doc.AddEvent(0, {at, at + 1});
+        at += interval;
+    }
+    doc.AddEvent(0, {at, at + 1});
+    child.View().ChangeViewport({doc.TimeOf(1090), doc.TimeOf(1140)});
+    for (const char* id : {"event-burst-detect", "event-rhythm-detect"}) {
+        SCOPED_TRACE(id);
+        const bool isBurst = std::string(id) == "event-burst-detect";
+        OperationDock* panel = PanelOf(id);
+        CBatchBaseDlg& block = panel->Window()->Block();
+        for (const auto& [key, value] :
+             isBurst
+                 ? std::vector<std::pair<const char*, const char*>>{{"percentile", "60"},
+                                                                    {"usePercentile", "1"}}
+                 : std::vector<std::pair<const char*, const char*>>{{"slidingWindow", "2"}, {"maxCv", "0.1"}})
+            ASSERT_EQ(Set(block, key, value), "") << key;
+        ASSERT_EQ(Set(block, "destination", "b"), "");
+        const std::vector<std::byte> settings = block.Settings();
+        panel->Window()->Refresh();
+        QTest::qWait(300);
+        EXPECT_EQ(panel->Window()->findChild<QLabel*>("ahead")->text(), "Would find 1 event in view");
+        const auto proposed = child.View().Plot().proposed;
+        ASSERT_EQ(proposed.size(), 1u);
+        EXPECT_EQ(proposed[0].spans, (std::vector<std::pair<int32_t, int32_t>>{{1100, 1131}}));
+        EXPECT_EQ(doc.GetNumEvents(1), 0) << "nothing is written";
+        EXPECT_EQ(block.Settings(), settings);
+        ASSERT_TRUE(panel->Window()->Run());
+        EXPECT_EQ(doc.GetNumEvents(1), 2);
+        doc.eventChannels[1].DeleteAll();
+        panel->Window()->close();
+        Settle();
+    }
+}
+
 // What reads the screen aloud has a name for whatever takes the keyboard.
 std::set<std::string> NamelessIn(const QWidget& window, const std::string& of) {
     std::set<std::string> nameless;

@@ -15,7 +15,7 @@ constexpr int64_t longestLook = 20'000'000;  // no more is read for a look
 
 }  // namespace
 
-LookAhead::LookAhead(CEventWndBaseDlg& block, std::function<bool()> mayLook, QObject* parent)
+LookAhead::LookAhead(CEventBaseDlg& block, std::function<bool()> mayLook, QObject* parent)
     : QObject(parent), block_(block), mayLook_(std::move(mayLook)) {
     start_.setSingleShot(true);
     start_.setInterval(lookAfterMs);
@@ -48,9 +48,9 @@ void LookAhead::Look(bool mayWait) {
     const bool isShort = !mayWait || job_->Samples() <= shortLook;
     auto source = isShort ? std::nullopt : JobWorker::SourceOf(doc);
     const int64_t most = isShort || source ? longestLook : samplesAtOnce;
-    if (const char* fault = block_.TooMuchToLookAt(job_->EventJob::Samples())) return Show({}, tr(fault));
+    if (const char* fault = block_.TooMuchToLookAt(job_->LookSamples())) return Show({}, tr(fault));
     // The statistics are known by now, or are those of the stretch itself.
-    if (job_->EventJob::Samples() > most)
+    if (job_->LookSamples() > most)
         return Show({}, tr("Too much is in view to look ahead: zoom in to %1 samples or fewer.")
                             .arg(QLocale::c().toString(static_cast<qlonglong>(most))));
     if (source) {

@@ -20,7 +20,7 @@ class LookAhead : public QObject {
 
   public:
     // The block outlives it. Asks before each look whether it may.
-    LookAhead(CEventWndBaseDlg& block, std::function<bool()> mayLook, QObject* parent);
+    LookAhead(CEventBaseDlg& block, std::function<bool()> mayLook, QObject* parent);
     ~LookAhead() override;
 
     // Something has changed on which the events depend: looks anew, soon. Until then the last ones stay.
@@ -46,7 +46,7 @@ class LookAhead : public QObject {
     void Finish();
     void Show(std::vector<ProposedEvents> proposed, const QString& text);
 
-    CEventWndBaseDlg& block_;
+    CEventBaseDlg& block_;
     std::function<bool()> mayLook_;
     QTimer start_;  // joins the many changes of a drag
     QTimer watch_;  // looks whether the thread is done

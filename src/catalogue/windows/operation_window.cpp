@@ -189,7 +189,7 @@ void OperationWindow::TakeFolds() {
 // --- what a run would find ---
 
 void OperationWindow::MakeLookAhead() {
-    auto* block = dynamic_cast<CEventWndBaseDlg*>(block_.get());
+    auto* block = dynamic_cast<CEventBaseDlg*>(block_.get());
     if (!block || !block->CanLookAhead()) return;
     ahead_ = new QLabel(this);
     ahead_->setObjectName("ahead");
