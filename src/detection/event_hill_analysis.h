@@ -52,9 +52,9 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     // Histograms of heights and durations, of the last run or of what is seen.
     std::optional<Graph> GetGraph() override;
 
-    int32_t m_nDirection = 0;                       // of HillKind
-    double m_dUpSlope = 10.0, m_dDownSlope = 10.0;  // %
-    int32_t m_nMeasureFrom = 0;                     // of SlopeFrom
+    int32_t m_nDirection = 0;                                   // of HillKind
+    double m_dUpSlope = usualSlope, m_dDownSlope = usualSlope;  // %
+    int32_t m_nMeasureFrom = 0;                                 // of SlopeFrom
     enum Threshold : size_t { mergeFoothills, excludeMolehills, absolutePeak };
     std::array<HillThreshold, 3> m_thresholds{{{0.0, false, 10.0}, {}, {}}};  // units of the trace
     bool m_bUseAbsolute = false;

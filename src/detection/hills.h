@@ -16,10 +16,12 @@ namespace kymora {
 enum class HillKind { hills = 0, valleys = 1 };
 enum class SlopeFrom { centre = 0, edge = 1 };
 
+inline constexpr double usualSlope = 10.0;  // %
+
 struct HillRule {
     HillKind kind = HillKind::hills;
     // Where a hill begins and ends: per cent of the height on that side, 0 (the trough) to 100 (the peak).
-    double upSlope = 10.0, downSlope = 10.0;
+    double upSlope = usualSlope, downSlope = usualSlope;
     // Looked for from the peak outwards, or from the troughs inwards.
     SlopeFrom from = SlopeFrom::centre;
     // In the units of the data. Smaller hills become part of their neighbours; those left whose height on

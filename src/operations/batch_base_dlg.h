@@ -185,6 +185,8 @@ class CBatchBaseDlg {
     // window in place of the text.
     virtual bool HasFindings() const { return false; }
     virtual Findings GetFindings() { return {}; }
+    // They are those of what is set and of the channel as it stands, and not those of the last run.
+    virtual bool FindingsFollowSettings() const { return false; }
     // What is done with those that were rejected: the words on its button.
     virtual const char* RejectionLabel() const { return ""; }
     // Does it, as one step that can be undone, and answers what was done. What refuses it is told to the

@@ -236,16 +236,19 @@ int CEventRhythmHelper::GapTrace() const {
 
 const CEventRhythmHelper::Analysed& CEventRhythmHelper::Now() {
     const std::vector<double> settings{static_cast<double>(m_nChannel1), static_cast<double>(m_nDestination),
-                                       static_cast<double>(m_nDegree), m_dOutlierLimit,
-                                       static_cast<double>(GapTrace())};
-    if (m_analysed && m_analysed->settings == settings) return *m_analysed;
-    Analysed now{PatternNow(), {}, {}, settings};
+                                       static_cast<double>(m_nDegree), static_cast<double>(GapTrace())};
+    if (!m_analysed || m_analysed->settings != settings) m_analysed = Fitted(settings);
+    if (std::exchange(m_analysed->limit, m_dOutlierLimit) != m_dOutlierLimit)
+        m_analysed->outliers = FindPatternOutliers(m_analysed->pattern, m_analysed->trends, m_dOutlierLimit);
+    return *m_analysed;
+}
+
+CEventRhythmHelper::Analysed CEventRhythmHelper::Fitted(std::vector<double> settings) {
+    Analysed now{PatternNow(), {}, {}, std::move(settings)};
     GetHost().Log("In CEventRhythmHelper::CalcFreqRobustTrendline()\n");
     GetHost().Log("In CEventRhythmHelper::CalcDurRobustTrendline()\n");
     now.trends = FitPattern(now.pattern, m_nDegree);
-    now.outliers = FindPatternOutliers(now.pattern, now.trends, m_dOutlierLimit);
-    m_analysed = std::move(now);
-    return *m_analysed;
+    return now;
 }
 
 // --- fixes ---

@@ -37,13 +37,15 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
     void WriteResult(const TextSink& sink) override;
     // The outliers. Those that the user rejects get the fix that is proposed.
     bool HasFindings() const override { return true; }
+    bool FindingsFollowSettings() const override { return true; }
     Findings GetFindings() override;
     const char* RejectionLabel() const override { return "Fix rejected"; }
     std::string RejectFindings(const Findings& findings) override;
 
     int32_t m_nRoute = static_cast<int32_t>(PatternRoute::minOffOn);
     int32_t m_nDirection = static_cast<int32_t>(HillKind::hills);
-    float m_fUpSlope = 50.0f, m_fDownSlope = 50.0f;  // %
+    // Those of hill-valley analysis, %.
+    float m_fUpSlope = static_cast<float>(usualSlope), m_fDownSlope = static_cast<float>(usualSlope);
     int32_t m_nMeasureFrom = static_cast<int32_t>(SlopeFrom::centre);
     float m_fMergeFoothills = 0.0f, m_fExcludeMolehills = 0.0f;  // in the units of the trace
     double m_dMinimumOff = 100.0, m_dMinimumOn = 0.0;            // ms
@@ -74,7 +76,8 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
         Pattern pattern;
         PatternTrends trends;
         std::vector<PatternOutlier> outliers;
-        std::vector<double> settings;
+        std::vector<double> settings;  // of the fit
+        double limit = -1.0;           // of the outliers
     };
 
     bool Is(PatternRoute route) const { return m_nRoute == static_cast<int32_t>(route); }
@@ -86,6 +89,7 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
     int GapTrace() const;
     void TakeTrace(Job& job) const;
     const Analysed& Now();
+    Analysed Fitted(std::vector<double> settings);
     bool MayTakeLong(const std::vector<EventTrain>& trains);
     void DescribeRoute(ParamList& list);
     void DescribeHills(ParamList& list);

@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QTableView>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -81,6 +82,19 @@ class FindingsModel : public QAbstractTableModel {
 
     const Findings& All() const { return findings_; }
     const Finding& At(int row) const { return findings_.rows[order_[static_cast<size_t>(row)]]; }
+
+    bool IsSame(const Findings& findings) const {
+        const auto isSame = [](const Finding& a, const Finding& b) {
+            return a.onset == b.onset && a.offset == b.offset && a.values == b.values;
+        };
+        const auto isNamed = [](const ResultColumn& a, const ResultColumn& b) {
+            return a.name == b.name && a.unit == b.unit;
+        };
+        return std::equal(findings.columns.begin(), findings.columns.end(), findings_.columns.begin(),
+                          findings_.columns.end(), isNamed) &&
+               std::equal(findings.rows.begin(), findings.rows.end(), findings_.rows.begin(),
+                          findings_.rows.end(), isSame);
+    }
 
     void Take(Findings findings) {
         std::map<std::pair<int32_t, int32_t>, Verdict> before;
@@ -255,10 +269,23 @@ std::vector<QWidget*> FindingsPane::TabStops() const {
 void FindingsPane::Show(Findings findings) {
     const bool isFirst = model_->rowCount() == 0;
     notice_->setText(findings.isCut ? tr(resultsCutText) : QString());
+    if (model_->IsSame(findings)) return ShowState();
+    const Finding* current = Current();
+    const auto before = current ? std::optional(std::pair(current->onset, current->offset)) : std::nullopt;
     model_->Take(std::move(findings));
     if (isFirst) table_->resizeColumnsToContents();
+    const bool stays = before && GoTo(*before);
     ShowState();
-    emit CurrentChanged();
+    if (!stays) emit CurrentChanged();
+}
+
+// The row of the cursor stays where it is while others come and go; the view does not move for it.
+bool FindingsPane::GoTo(std::pair<int32_t, int32_t> place) {
+    const QSignalBlocker quiet(this);
+    for (int row = 0; row < model_->rowCount(); ++row)
+        if (std::pair(model_->At(row).onset, model_->At(row).offset) == place)
+            return table_->selectRow(row), true;
+    return false;
 }
 
 void FindingsPane::SetOutdated() {

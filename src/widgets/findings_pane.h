@@ -56,6 +56,7 @@ class FindingsPane : public QWidget {
     void CopySelected() const;
     void CopyAll();
     void ShowState();
+    bool GoTo(std::pair<int32_t, int32_t> place);
 
     FindingsModel* model_;
     QTableView* table_;

@@ -100,6 +100,46 @@ TEST_F(FindingsPaneTest, RowsAreSortedByValueAndGoToTheEvent) {
     EXPECT_EQ(QGuiApplication::clipboard()->text().count('\n'), 1);
 }
 
+// Outliers of a rhythm are those of the limit that is set, without another run.
+TEST_F(FindingsPaneTest, FollowWhatIsSetWhereTheyAreNotThoseOfARun) {
+    // An event every 200 samples, 5 early or late, but for two that are 25 and 100 samples late.
+    doc->eventChannels[2].DeleteAll();
+    for (int i = 0; i < 40; ++i) {
+        const int at = 200 * (i + 1) + i * i % 11 + (i == 10 ? 25 : i == 30 ? 100 : 0);
+        doc->AddEvent(2, {at, at + 10});
+    }
+    window->close();
+    window = MakeOperationWindow(owner, *FindOperation("CEventRhythmHelper"));
+    const auto set = [&](const char* key, const char* value) {
+        ParamList params = window->Block().Params();
+        ASSERT_EQ(params.Find(key)->SetFromText(value), "") << key;
+    };
+    set("route", "3");
+    set("destination", "c");
+    set("degree", "1");
+    window->SetActive(doc.get(), view.get());
+    window->show();
+    table = window->findChild<QTableView*>("findings");
+    const auto ids = [&](const char* limit) {
+        set("outlierLimit", limit);
+        window->Refresh();
+        return Column(1);
+    };
+    // The interval before each late one is long, the one behind it short.
+    EXPECT_EQ(ids("16"), "30 31 ");
+    EXPECT_EQ(ids("4"), "10 11 30 31 ");
+    table->selectRow(2);
+    Press(Qt::Key_A);
+    table->selectRow(2);
+    view->ChangeViewport({0.0, 500.0});
+    window->Refresh();
+    EXPECT_EQ(ids("16"), "30 31 ");
+    EXPECT_EQ(table->currentIndex().row(), 0) << "the row of the cursor stays with its event";
+    EXPECT_EQ(Column(0), "\u2713  ") << "and so do verdicts";
+    EXPECT_EQ(view->m_StartTime, 0.0) << "the view goes nowhere by itself";
+    EXPECT_EQ(ids("1000"), "");
+}
+
 TEST_F(FindingsPaneTest, RejectedOnesAreDeletedInOneStep) {
     EXPECT_FALSE(Button("doRejected")->isEnabled());
     table->selectRow(1);

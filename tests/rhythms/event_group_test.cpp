@@ -300,7 +300,7 @@ TEST_F(EventGroupTest, HelperFillsAndMends) {
 }
 
 TEST_F(EventGroupTest, HelperTakesTheHillsOfATrace) {
-    // Triangles of 100 samples, of which half of each slope lies from 25 to 75, with a gap within one.
+    // Triangles of 100 samples, of which nine tenths of each slope lie from 5 to 95, with a gap within one.
     std::vector<float> samples;
     for (int i = 0; i < 9000; ++i) samples.push_back(static_cast<float>(std::min(i % 100, 100 - i % 100)));
     doc = MemoryDoc::MakeWithRuns(session, {samples}, {{450, 1000, 8550}}, 0.5);
@@ -308,10 +308,10 @@ TEST_F(EventGroupTest, HelperTakesTheHillsOfATrace) {
     ASSERT_EQ(Run(helper, With({{"route", "0"}})), "");
     const Spans found = Found(1);
     ASSERT_GT(found.size(), 80u);
-    EXPECT_EQ(found[0], (std::pair{126, 175}));
+    EXPECT_EQ(found[0], (std::pair{106, 195}));
     for (const auto& [on, off] : found) {
         EXPECT_FALSE(on < 1450 && off > 450);
-        EXPECT_EQ(off - on, 49);
+        EXPECT_EQ(off - on, 89);
     }
     EXPECT_TRUE(helper.GetFindings().rows.empty());
     EXPECT_EQ(Chan(1).detectionMethod, methodHillValley);

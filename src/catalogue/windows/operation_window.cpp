@@ -389,6 +389,7 @@ void OperationWindow::ShowWorkedOut() {
     const bool isRefused = !panes_->Form().Fault().empty();
     const bool hasFailed = live_ && live_->HasFailed();
     panes_->ShowGraph(isRefused || hasFailed);
+    if (block_->Document() && !isRefused && block_->FindingsFollowSettings()) panes_->ShowResults();
     // The results of a run that was asked for stay: they tell of that run.
     if (std::exchange(wasRefused_, isRefused) == isRefused || !live_ || !block_->Document()) return;
     isRefused || hasFailed ? panes_->ClearResults() : panes_->ShowResults();
