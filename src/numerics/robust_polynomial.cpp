@@ -18,8 +18,10 @@ constexpr double settled = 1e-12, leastDistance = 1e-9;  // of the range of y
 // Points whose x lies between -1 and 1, and the fit to them.
 class Fit {
   public:
-    Fit(std::vector<double> places, std::span<const double> y, int degree)
+    Fit(std::vector<double> places, std::span<const double> y, int degree,
+        const std::function<void()>& between)
         : y_(y),
+          between_(between),
           terms_(std::move(places), degree),
           fit_(y.size()),
           distances_(y.size()),
@@ -42,6 +44,7 @@ class Fit {
   private:
     // True when the fit has stayed where it was.
     bool Solve() {
+        if (between_) between_();
         terms_.Build(weights_);
         factors_.assign(terms_.Terms(), 0.0);
         std::vector<double> fit(y_.size(), 0.0);
@@ -76,6 +79,7 @@ class Fit {
     }
 
     std::span<const double> y_;
+    const std::function<void()>& between_;
     OrthogonalPolynomials terms_;
     std::vector<double> factors_, fit_, distances_, weights_;
     double range_ = 0.0;
@@ -95,14 +99,17 @@ std::vector<double> Unscaled(const std::vector<double>& scaled, double middle, d
 
 }  // namespace
 
-RobustPolynomial FitRobustPolynomial(std::span<const double> x, std::span<const double> y, int degree) {
+RobustPolynomial FitRobustPolynomial(std::span<const double> x, std::span<const double> y, int degree,
+                                     const std::function<void()>& between) {
     if (x.empty()) return {};
     const auto [least, most] = std::ranges::minmax(x);
     const double middle = (least + most) / 2.0, half = most > least ? (most - least) / 2.0 : 1.0;
     std::vector<double> places;
     for (const double at : x) places.push_back((at - middle) / half);
-    const std::set<double> different(places.begin(), places.end());
-    Fit fit(std::move(places), y, std::min(degree, static_cast<int>(different.size()) - 1));
+    std::set<double> different;
+    for (size_t i = 0; i < places.size() && different.size() <= static_cast<size_t>(degree); ++i)
+        different.insert(places[i]);
+    Fit fit(std::move(places), y, std::min(degree, static_cast<int>(different.size()) - 1), between);
     fit.Run();
     std::vector<double> powers = Unscaled(fit.Powers(), middle, half);
     powers.resize(static_cast<size_t>(degree) + 1, 0.0);

@@ -19,6 +19,7 @@ constexpr uint32_t burstVersion = 5;
 constexpr const char* methodWords[] = {"Poisson surprise", "Rank surprise", "Manual",
                                        "Log interval histogram"};
 constexpr double longestInterval = 1e9;  // ms
+constexpr size_t leastRankEvents = 3;    // of a stretch of two intervals
 constexpr size_t fewEvents = 1000;       // as many need no progress
 constexpr double workOfPair = 0.02;  // of reading a sample, as a stretch of two events of a long run costs
 constexpr int binsPerDecade = 20, linearBins = 60;
@@ -99,11 +100,21 @@ class CEventBurstDetect::Job : public EventGroupJob {
     }
 
   private:
+    bool isTold = false;  // of blocks that are left out; there may be one in each gate
+
+    // Neither a rate nor ranks.
+    bool IsAtOneSample(const EventTrain& train) const {
+        const size_t least = way == BurstMethod::poisson ? leastPoissonEvents : leastRankEvents;
+        const bool isSurprise = way == BurstMethod::poisson || way == BurstMethod::rank;
+        return isSurprise && train.Size() >= least && train.onsets.front() == train.onsets.back();
+    }
     FoundStretches Find(const EventTrain& train, JobContext& context, const Poll& poll) {
+        if (IsAtOneSample(train)) {
+            if (!std::exchange(isTold, true)) context.Warn(oneSampleText);
+            return {};
+        }
         switch (way) {
         case BurstMethod::poisson:
-            if (train.Size() >= leastPoissonEvents && train.onsets.front() == train.onsets.back())
-                context.Warn(oneSampleText);
             return FindPoissonBursts(train, poisson, poll);
         case BurstMethod::rank: {
             const std::vector<double> ranks = RanksOf(train);

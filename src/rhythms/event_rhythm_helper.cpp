@@ -76,7 +76,11 @@ class CEventRhythmHelper::Job : public EventJob {
             pattern.events = std::move(edited.events);
             edits = std::move(edited.fixes);
         }
-        if (autofix) fixes = AutofixPattern(pattern, degree, limit);
+        if (autofix) {
+            const auto events = static_cast<uint64_t>(pattern.events.size());
+            ProgressScope progress(context, "Fixing outliers", events, fewSourceEvents);
+            fixes = AutofixPattern(pattern, degree, limit, [&] { progress.At(0); });
+        }
         found.front().events = pattern.events;
     }
 

@@ -21,14 +21,14 @@ double Polynomial(const std::vector<double>& powers, double x) {
 
 // The trend of the values that there are.
 RobustPolynomial TrendOf(const std::vector<double>& times, const std::vector<double>& values, int degree,
-                         std::vector<double>& fit) {
+                         std::vector<double>& fit, const std::function<void()>& between) {
     std::vector<double> x, y;
     for (size_t i = 0; i < values.size(); ++i)
         if (std::isfinite(values[i])) {
             x.push_back(times[i]);
             y.push_back(values[i]);
         }
-    RobustPolynomial trend = FitRobustPolynomial(x, y, degree);
+    RobustPolynomial trend = FitRobustPolynomial(x, y, degree, between);
     fit.assign(values.size(), noStatistic);
     for (size_t i = 0, k = 0; i < values.size(); ++i)
         if (std::isfinite(values[i])) fit[i] = trend.fit[k++];
@@ -146,7 +146,9 @@ double Pattern::IntervalTo(size_t event, size_t other) const {
     if (other >= events.size()) return noStatistic;
     const int32_t on = events[event].onPosition, next = events[other].onPosition;
     const auto stretch = std::ranges::upper_bound(stretches, on, {}, &TraceStretch::end);
-    if (next <= on || (stretch != stretches.end() && next >= stretch->end)) return noStatistic;
+    // What lies in a gap, or beyond the recording, belongs to no stretch.
+    const bool isWithin = stretch != stretches.end() && on >= stretch->start && next < stretch->end;
+    if (next <= on || (!stretches.empty() && !isWithin)) return noStatistic;
     return (int64_t{next} - on) * sampleInterval;
 }
 
@@ -154,15 +156,15 @@ double Pattern::Duration(size_t event) const {
     return (int64_t{events[event].offPosition} - events[event].onPosition) * sampleInterval;
 }
 
-PatternTrends FitPattern(const Pattern& pattern, int degree) {
+PatternTrends FitPattern(const Pattern& pattern, int degree, const std::function<void()>& between) {
     PatternTrends trends;
     for (size_t i = 0; i < pattern.events.size(); ++i) {
         trends.times.push_back(pattern.Time(i));
         trends.frequency.push_back(1000.0 / pattern.Interval(i));
         trends.duration.push_back(pattern.Duration(i));
     }
-    trends.frequencyTrend = TrendOf(trends.times, trends.frequency, degree, trends.frequencyFit);
-    trends.durationTrend = TrendOf(trends.times, trends.duration, degree, trends.durationFit);
+    trends.frequencyTrend = TrendOf(trends.times, trends.frequency, degree, trends.frequencyFit, between);
+    trends.durationTrend = TrendOf(trends.times, trends.duration, degree, trends.durationFit, between);
     return trends;
 }
 
@@ -215,11 +217,12 @@ std::vector<DoneFix> ApplyFixes(Pattern& pattern, std::span<const PatternOutlier
     return done;
 }
 
-std::vector<DoneFix> AutofixPattern(Pattern& pattern, int degree, double limit) {
+std::vector<DoneFix> AutofixPattern(Pattern& pattern, int degree, double limit,
+                                    const std::function<void()>& between) {
     std::vector<DoneFix> done;
     for (int pass = 0; pass < mostPasses; ++pass) {
         const auto fixes =
-            ApplyFixes(pattern, FindPatternOutliers(pattern, FitPattern(pattern, degree), limit));
+            ApplyFixes(pattern, FindPatternOutliers(pattern, FitPattern(pattern, degree, between), limit));
         if (fixes.empty()) break;
         done.insert(done.end(), fixes.begin(), fixes.end());
     }
@@ -267,26 +270,34 @@ PatternEdited EditPattern(const Pattern& pattern, std::span<const CEventKM> sour
     }
     const auto begin = std::ranges::find_if(events, isBetween);
     const auto count = std::ranges::count_if(events, isBetween);
-    const int number = static_cast<int>(begin - events.begin()) + 1;
     if (edit == PatternEdit::merge) {
         if (events.empty() || events.back().offPosition <= first)
             return refuse(
                 "You have placed the cursors after the last event in the pattern channel. Restoring previous "
                 "cursors.");
-        if (count != 2)
+        // A longer event may begin between the two.
+        if (count != 2 || !isBetween(*(begin + 1)))
             return refuse(
                 "You have not placed the cursors around 2 events in the pattern channel to merge. Restoring "
                 "previous cursors.");
         begin->offPosition = std::max(begin->offPosition, (begin + 1)->offPosition);
+        const int number = static_cast<int>(begin - events.begin()) + 1;
         edited.fixes.push_back({{}, FixKind::merge, number, {begin->onPosition, begin->offPosition}});
         events.erase(begin + 1);
         return edited;
     }
     if (count == 0)
         return refuse("You have not bracketed an event in the pattern channel. Restoring cursors.");
-    for (auto event = begin; event < begin + count; ++event)
-        edited.fixes.push_back({{}, FixKind::remove, number, {event->onPosition, event->offPosition}});
-    events.erase(begin, begin + count);
+    std::vector<CEventKM> rest;
+    for (const CEventKM& event : events)
+        if (isBetween(event))
+            edited.fixes.push_back({{},
+                                    FixKind::remove,
+                                    static_cast<int>(rest.size()) + 1,
+                                    {event.onPosition, event.offPosition}});
+        else
+            rest.push_back(event);
+    events = std::move(rest);
     return edited;
 }
 

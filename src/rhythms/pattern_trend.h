@@ -2,6 +2,7 @@
 // A rhythm as a row of pattern events: its frequency and the duration of its events against time, the trends
 // of both, the events that do not follow them, and what would mend those.
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -53,7 +54,8 @@ struct PatternTrends {
     RobustPolynomial frequencyTrend, durationTrend;  // of the time in ms
 };
 
-PatternTrends FitPattern(const Pattern& pattern, int degree);
+// `between` is called every now and then, and may throw to end it.
+PatternTrends FitPattern(const Pattern& pattern, int degree, const std::function<void()>& between = {});
 
 // What lies further from a trend than `limit` times the MAD of its residuals (rounding errors apart), by
 // event, its frequency before its width. A long interval gets an event for each missing cycle, of the trend's
@@ -75,7 +77,8 @@ struct DoneFix {
 std::vector<DoneFix> ApplyFixes(Pattern& pattern, std::span<const PatternOutlier> outliers);
 
 // Fits, fixes, and fits again, until nothing can be fixed.
-std::vector<DoneFix> AutofixPattern(Pattern& pattern, int degree, double limit);
+std::vector<DoneFix> AutofixPattern(Pattern& pattern, int degree, double limit,
+                                    const std::function<void()>& between = {});
 
 // --- by hand ---
 

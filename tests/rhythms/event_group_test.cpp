@@ -144,6 +144,36 @@ TEST_F(EventGroupTest, RefusalsAndEmptyResults) {
     EXPECT_EQ(host.LastMessage(), oneSampleText);
 }
 
+// Blocks of which all events begin at one sample have neither a rate nor ranks; that is told once.
+TEST_F(EventGroupTest, BlocksAtOneSampleAreLeftOut) {
+    Train({0, 0, 0, 0, 0, 1000, 0, 0, 0, 0, 0});
+    Fill(2, {{0, 500}, {1000, 1200}});
+    for (const char* method : {"0", "1"}) {
+        SCOPED_TRACE(method);
+        CEventBurstDetect detect;
+        ASSERT_EQ(
+            Run(detect,
+                With({{"method", method}, {"surpriseLevel", "0"}, {"region", "3"}, {"gateChannel", "c"}})),
+            "");
+        EXPECT_EQ(host.messages.size(), 1u);
+        EXPECT_EQ(host.LastMessage(), oneSampleText);
+        EXPECT_TRUE(Found(1).empty());
+    }
+}
+
+// A fit of very many events is ended between its rounds.
+TEST_F(EventGroupTest, AutofixIsCancelled) {
+    Spans pattern;
+    for (int i = 0; i < 1500; ++i) pattern.emplace_back(6 * i + i * i % 5, 6 * i + i * i % 5 + 1);
+    Fill(1, pattern);
+    CEventRhythmHelper helper;
+    Set(helper, With({{"route", "3"}, {"autofix", "1"}, {"outlierLimit", "0"}}));
+    host.cancelAtDone = 0;
+    EXPECT_FALSE(helper.Run());
+    EXPECT_EQ(host.progress.back().label, "Fixing outliers");
+    EXPECT_EQ(Found(1), pattern) << "nothing is written";
+}
+
 TEST_F(EventGroupTest, PercentileOfTheIntervals) {
     Train({10, 20, 30, 40, 50, 60, 70, 80, 90, 100});
     CEventBurstDetect detect;

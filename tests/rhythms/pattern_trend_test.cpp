@@ -46,6 +46,8 @@ TEST(PatternTrend, HasNoIntervalAcrossAGap) {
     EXPECT_EQ(OutliersOf(pattern).size(), 1u);
     pattern.stretches = {{0, before}, {before + 4000, 100000}};
     EXPECT_TRUE(std::isnan(pattern.Interval(10)));
+    Pattern outside{{{-50, -40}, {100, 110}, {5000, 5010}, {6000, 6010}}, {{0, 900}, {1000, 2000}}};
+    for (size_t i = 0; i < 3; ++i) EXPECT_TRUE(std::isnan(outside.Interval(i))) << i;
     EXPECT_TRUE(OutliersOf(pattern).empty());
 }
 
@@ -147,6 +149,17 @@ TEST(PatternTrend, EditsBetweenTwoCursors) {
         {"turned round", remove, 300, 200, "You have set the end-time cursor earlier", asIs},
         {"no sample", remove, 200, 200.2, "You did not include any sample points", asIs},
     };
+    // One that begins between others and lasts beyond the cursors is not between them.
+    Pattern withLong = pattern;
+    withLong.events.insert(withLong.events.begin() + 1, {110, 900});
+    EXPECT_NE(EditPattern(withLong, source, merge, 90, 230).refusal, "");
+    const PatternEdited rest = EditPattern(withLong, source, remove, 90, 230);
+    ASSERT_EQ(rest.events.size(), 2u);
+    EXPECT_EQ(rest.events[0].offPosition, 900);
+    EXPECT_EQ(rest.events[1].onPosition, 300);
+    ASSERT_EQ(rest.fixes.size(), 2u);
+    EXPECT_EQ(rest.fixes[0].number, 1);
+    EXPECT_EQ(rest.fixes[1].number, 2) << "as the channel stands when its turn comes";
     for (const Case& one : cases) {
         SCOPED_TRACE(one.what);
         const PatternEdited edited = EditPattern(pattern, source, one.edit, one.from, one.to);
