@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <optional>
 
 #include "document/trace_stretches.h"
 #include "numerics/interpolate_fft.h"
@@ -48,6 +50,57 @@ std::vector<float> ReadWithSpare(CDataDoc& doc, const CaptureSpan& span, int spa
     }
     return samples;
 }
+
+// Reads the window of an event anew. Its onset is the nearest sample to where the window begins; of the
+// windows that have this onset the one that fits best is that of the search.
+class EventWindows {
+  public:
+    EventWindows(RaisedTrace& raised, const TemplateWave& like, TemplateType type)
+        : raised_(raised),
+          isScaled_(type == TemplateType::scaled),
+          error_(like.values),
+          scaled_(like.values) {
+        row_.resize(like.values.size() + static_cast<size_t>(like.multiplier) - 1);
+        measures_.resize(static_cast<size_t>(like.multiplier));
+    }
+    // False where none of them is whole.
+    bool Read(int32_t onset, std::span<float> to) {
+        const int64_t multiplier = std::ssize(measures_);
+        const int64_t first = onset * multiplier - multiplier / 2;
+        const auto better = isScaled_ ? Better::larger : Better::smaller;
+        if (raised_.Read(first, row_)) {
+            Measure(row_, measures_);
+            size_t best = 0;
+            for (size_t i = 1; i < measures_.size(); ++i)
+                if (IsBetter(measures_[i], measures_[best], better)) best = i;
+            std::copy_n(row_.begin() + static_cast<std::ptrdiff_t>(best), to.size(), to.begin());
+            return true;
+        }
+        // Some of them reach over an end.
+        const auto window = std::span(row_).first(to.size());
+        std::optional<float> best;
+        for (int64_t bin = first; bin < first + multiplier; ++bin) {
+            if (!raised_.Read(bin, window)) continue;
+            Measure(window, std::span(measures_).first(1));
+            if (best && !IsBetter(measures_[0], *best, better)) continue;
+            best = measures_[0];
+            std::ranges::copy(window, to.begin());
+        }
+        return best.has_value();
+    }
+
+  private:
+    void Measure(std::span<const float> samples, std::span<float> to) {
+        isScaled_ ? scaled_.Measure(samples, to, -std::numeric_limits<float>::infinity())
+                  : error_.Measure(samples, to);
+    }
+
+    RaisedTrace& raised_;
+    bool isScaled_;
+    TemplateError error_;
+    ScaledTemplate scaled_;
+    std::vector<float> row_, measures_;  // of the windows with one onset
+};
 
 void CheckSize(int64_t length, int multiplier) {
     if (!IsRaise(multiplier)) throw TemplateFault(raiseFaultText);
@@ -148,12 +201,14 @@ TemplateWave StoredTemplate(const CDataDoc& doc, const CEventChan& channel) {
 
 TemplateWave AverageOfEvents(CDataDoc& doc, int trace, const CEventChan& channel, const TemplateWave& like) {
     RaisedTrace raised(doc, trace, UnbrokenStretches(doc, trace), like.multiplier, like.spareBins);
-    std::vector<float> window(static_cast<size_t>(like.length) * static_cast<size_t>(like.multiplier));
+    EventWindows windows(raised, like,
+                         static_cast<TemplateType>(channel.detectionMethod - methodFixedTemplate));
+    std::vector<float> window(like.values.size());
     std::vector<double> sums(window.size());
     int64_t count = 0;
     TemplateWave wave = like;
     for (const CEventKM& event : channel.Events()) {
-        if (!raised.Read(int64_t{event.onPosition} * like.multiplier, window)) continue;
+        if (!windows.Read(event.onPosition, window)) continue;
         ++count;
         for (size_t i = 0; i < window.size(); ++i) sums[i] += window[i];
     }

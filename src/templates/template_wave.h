@@ -79,8 +79,9 @@ bool HoldsTemplate(const CEventChan& channel);
 // Throws TemplateFault where the record is damaged.
 TemplateWave StoredTemplate(const CDataDoc& doc, const CEventChan& channel);
 
-// The mean waveform of the events of a channel, at the template's rate and length from each onset on. Those
-// that reach over a gap or an end are left out. Throws TemplateFault where there is none, and FileError.
+// The mean waveform of the events of a channel with a stored template, at its rate and length. Each is taken
+// where the template fits best among the places that have the event's onset. Those that reach over a gap or
+// an end are left out. Throws TemplateFault where there is none, and FileError.
 TemplateWave AverageOfEvents(CDataDoc& doc, int trace, const CEventChan& channel, const TemplateWave& like);
 
 }  // namespace kymora

@@ -138,6 +138,57 @@ TEST_F(PatternRecognitionTest, TheAverageOfTheMatchesBecomesTheTemplate) {
         EXPECT_EQ(event.eventTag, 0) << "an average is no stretch";
 }
 
+// Bumps that begin between samples. The mean of the windows at their onsets would be another, wider one.
+TEST_F(PatternRecognitionTest, AverageAndAdaptiveMeanAreTakenWhereTheTemplateFitsBest) {
+    const auto shape = [](double p) { return std::exp(-p * p / 8.0); };
+    const auto bumps = [&](size_t length, std::vector<double> places) {
+        Samples made(length);
+        for (size_t i = 0; i < length; ++i)
+            for (const double place : places)
+                made[i] += static_cast<float>(shape(static_cast<double>(i) - place - 10.0));
+        return made;
+    };
+    doc = Named({bumps(1000, {100.0, 300.25, 500.5, 700.75})});
+    for (const char* type : {"fixed", "optimally scaled"}) {
+        CPatternRecognition block;
+        Attach(block, {{"templateStart", "50"},
+                       {"templateEnd", "60"},
+                       {"frequencyMultiplier", "4"},
+                       {"templateType", type},
+                       {"allowedError", "5"},
+                       {"goodnessOfFit", "30"}});
+        ASSERT_TRUE(block.Run()) << host.LastMessage();
+        EXPECT_EQ(Onsets(*doc, 1), (std::vector<int32_t>{100, 300, 501, 701})) << type;
+        Set(block, {{"templateSource", "2"}});
+        ASSERT_TRUE(block.Run());
+        for (size_t i = 0; i < 84; ++i)
+            EXPECT_NEAR(block.m_template.values[i], shape(static_cast<double>(i) / 4.0 - 10.0), 2e-3) << i;
+    }
+    // At the edges of the data some places with one onset are none.
+    doc = Named({bumps(622, {0.0, 200.0, 400.25, 600.75})});
+    CPatternRecognition atEdges;
+    Attach(atEdges, {{"templateStart", "100"},
+                     {"templateEnd", "110"},
+                     {"frequencyMultiplier", "4"},
+                     {"allowedError", "3"}});
+    ASSERT_TRUE(atEdges.Run()) << host.LastMessage();
+    ASSERT_EQ(Channel().GetNumEvents(), 4);
+    Set(atEdges, {{"templateSource", "2"}});
+    ASSERT_TRUE(atEdges.Run());
+    EXPECT_NEAR(*std::ranges::max_element(atEdges.m_template.values), 1.0, 5e-3);
+    EXPECT_EQ(Onsets(*doc, 1), (std::vector<int32_t>{0, 200, 400, 601}));
+    // An adaptive one becomes the last match, which differs from the next by what lies between samples.
+    CPatternRecognition adaptive;
+    Attach(adaptive, {{"templateStart", "100"},
+                      {"templateEnd", "110"},
+                      {"frequencyMultiplier", "4"},
+                      {"templateType", "adaptive"},
+                      {"adaptiveAverage", "1"},
+                      {"allowedError", "10"}});
+    ASSERT_TRUE(adaptive.Run()) << host.LastMessage();
+    for (const CEventKM& event : Channel().Events()) EXPECT_LT(event.eventValue, 1.0f);
+}
+
 // Ten files with one configuration are searched for one template.
 TEST_F(PatternRecognitionTest, AConfigurationCarriesItsTemplate) {
     CPatternRecognition block;
