@@ -132,6 +132,9 @@ void TemplateWave::Exchange(CArchive& archive) {
 
 CaptureSpan SpanBetween(const CDataDoc& doc, int trace, double oneMs, double otherMs) {
     const int32_t one = doc.PositionOf(oneMs), other = doc.PositionOf(otherMs);
+    // Two times beyond all positions are held to the last of them.
+    if (one == other && one >= doc.GetTraceLength(trace) && oneMs != otherMs)
+        throw TemplateFault(lateCaptureText);
     if (one == other) throw TemplateFault(coincidingCursorsText);
     const int32_t first = std::min(one, other), last = std::max(one, other);
     return {trace, first, static_cast<int32_t>(std::min<int64_t>(int64_t{last} - first + 1, INT32_MAX))};
@@ -139,10 +142,10 @@ CaptureSpan SpanBetween(const CDataDoc& doc, int trace, double oneMs, double oth
 
 TemplateWave CaptureTemplate(CDataDoc& doc, const CaptureSpan& span, int multiplier, int spareBins) {
     if (span.length < fewestTemplateSamples) throw TemplateFault(shortCaptureText);
-    CheckSize(span.length, multiplier);
-    if (span.first < spareBins) throw TemplateFault(fmt::format(earlyCaptureText, doc.TimeOf(spareBins)));
     if (int64_t{span.first} + span.length > doc.GetTraceLength(span.trace))
         throw TemplateFault(lateCaptureText);
+    CheckSize(span.length, multiplier);
+    if (span.first < spareBins) throw TemplateFault(fmt::format(earlyCaptureText, doc.TimeOf(spareBins)));
     const std::vector<float> samples = ReadWithSpare(doc, span, spareBins);
     // What lies beside a stretch without variation rings into it when the rate is raised.
     const auto own =

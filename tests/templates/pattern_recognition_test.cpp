@@ -230,6 +230,9 @@ TEST_F(PatternRecognitionTest, SaysWhyATemplateCannotBeCaptured) {
         {"150", "152.5", "done"},          // 6
         {"2", "20", "The template must start at least 5.000000 ms after the start of the record."},
         {"590", "600", lateCaptureText},
+        {"1e10", "2e10", lateCaptureText},  // behind all positions
+        {"100", "1e300", lateCaptureText},
+        {"700", "700", coincidingCursorsText},
         {"195", "205", brokenCaptureText},  // into the gap
         {"250", "260", brokenCaptureText},  // within it
         {"540", "560", brokenCaptureText},  // no number at sample 1100
