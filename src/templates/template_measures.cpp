@@ -14,6 +14,8 @@ namespace {
 
 constexpr double lostShare = 1e-6;  // of a sum of squares that is left when a sample goes
 constexpr double leastSquaredError = 1e-6;
+// Of all squares in a transform: where less than this is in a window, rounding counts.
+constexpr double leastTransformShare = 1e-14;
 constexpr size_t leastTransform = 4096, binsPerTransform = 4;
 // A bound on sums that rounding cannot take below an error that counts.
 constexpr double limitMargin = 1.0 + 1e-6;
@@ -127,28 +129,9 @@ void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float
     for (size_t i = 0; i < samples.size(); ++i) wide_[i] = samples[i] - middle;
     dots_.resize(to.size());
     errors_.resize(to.size());
+    FindSums(to.size());
     FindDots(to.size());
-
-    double sum = 0.0, squares = 0.0;
-    const auto sumAnew = [&](size_t from) {
-        sum = squares = 0.0;
-        for (size_t i = from; i + 1 < from + bins; ++i) {
-            sum += wide_[i];
-            squares += wide_[i] * wide_[i];
-        }
-    };
-    sumAnew(0);
-    for (size_t k = 0; k < to.size(); ++k) {
-        const double newest = wide_[k + bins - 1], oldest = wide_[k];
-        sum += newest;
-        squares += newest * newest;
-        errors_[k] = SquaredError(dots_[k], sum, squares);
-        const double before = squares;
-        sum -= oldest;
-        squares -= oldest * oldest;
-        // What is left of a sum that a single sample has made has lost its digits.
-        if (squares < lostShare * before) sumAnew(k + 1);
-    }
+    for (size_t k = 0; k < to.size(); ++k) errors_[k] = SquaredError(dots_[k], sums_[k], squares_[k]);
     for (size_t k = 0; k < to.size(); ++k) to[k] = CriterionOf(dots_[k], errors_[k]);
     atFloor_ += std::ranges::count_if(errors_, [](double error) { return !(error >= leastSquaredError); });
     measured_ += std::ssize(to);
@@ -158,7 +141,33 @@ void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float
         if (to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
 }
 
-// Two stretches go through one transform, as its real and its imaginary part.
+// Of every window the sum of its samples and of their squares.
+void ScaledTemplate::FindSums(size_t count) {
+    const size_t bins = unit_.size();
+    sums_.resize(count);
+    squares_.resize(count);
+    double sum = 0.0, squares = 0.0;
+    const auto sumAnew = [&](size_t from) {
+        sum = squares = 0.0;
+        for (size_t i = from; i + 1 < from + bins; ++i) {
+            sum += wide_[i];
+            squares += wide_[i] * wide_[i];
+        }
+    };
+    sumAnew(0);
+    for (size_t k = 0; k < count; ++k) {
+        const double newest = wide_[k + bins - 1], oldest = wide_[k];
+        sum += newest;
+        squares += newest * newest;
+        sums_[k] = sum;
+        squares_[k] = squares;
+        sum -= oldest;
+        squares -= oldest * oldest;
+        // What is left of a sum that a single sample has made has lost its digits.
+        if (squares < lostShare * squares_[k]) sumAnew(k + 1);
+    }
+}
+
 void ScaledTemplate::FindDots(size_t count) {
     const size_t bins = unit_.size();
     if (bins <= mostDirectBins) return WindowDots(centred_, wide_, std::span(dots_).first(count));
@@ -171,32 +180,57 @@ void ScaledTemplate::FindDots(size_t count) {
         re_.resize(length_);
         im_.resize(length_);
     }
-    const auto plan = Radix2Fft::Of(length_);
-    const size_t results = length_ - bins + 1;
-    const auto take = [&](size_t from, std::vector<double>& to) {
-        const size_t size = from < wide_.size() ? std::min(length_, wide_.size() - from) : 0;
-        std::copy_n(wide_.begin() + static_cast<std::ptrdiff_t>(std::min(from, wide_.size())), size,
-                    to.begin());
-        std::fill(to.begin() + static_cast<std::ptrdiff_t>(size), to.end(), 0.0);
-    };
-    const auto give = [&](size_t at, const std::vector<double>& from) {
-        if (at < count)
-            std::copy_n(from.begin(), std::min(results, count - at),
-                        dots_.begin() + static_cast<std::ptrdiff_t>(at));
-    };
-    for (size_t at = 0; at < count; at += 2 * results) {
-        take(at, re_);
-        take(at + results, im_);
-        plan->Forward(re_, im_);
-        for (size_t i = 0; i < length_; ++i) {
-            const double re = re_[i], im = im_[i];
-            re_[i] = re * spectrumRe_[i] + im * spectrumIm_[i];
-            im_[i] = im * spectrumRe_[i] - re * spectrumIm_[i];
+    const size_t results = 2 * (length_ - bins + 1);
+    for (size_t at = 0; at < count; at += results) TransformDots(at, std::min(count, at + results));
+}
+
+// Two stretches go through one transform, as its real and its imaginary part. Rounding leaves a small share
+// of their greatest samples everywhere. Windows that are too small for that hold none of these: they take
+// their results from another transform, of the samples that are no greater than theirs, and so on.
+void ScaledTemplate::TransformDots(size_t from, size_t end) {
+    const size_t stretch = length_ - unit_.size() + 1;
+    double limit = std::numeric_limits<double>::infinity();  // of squares: what is below it is to be done
+    for (bool isDone = false; !isDone;) {
+        // A running sum may have rounded to below one of its terms.
+        const double least = leastTransformShare * LoadForTransform(from, 2.0 * limit);
+        Convolve();
+        isDone = true;
+        for (size_t k = from; k < end; ++k) {
+            if (!(squares_[k] < limit)) continue;
+            const size_t at = k - from;
+            dots_[k] = at < stretch ? re_[at] : im_[at - stretch];
+            if (least > 0.0 && squares_[k] < least) isDone = false;
         }
-        plan->Inverse(re_, im_);
-        give(at, re_);
-        give(at + results, im_);
+        limit = least;
     }
+}
+
+// Samples whose squares are not below the limit are left out. Answers the sum of the other squares.
+double ScaledTemplate::LoadForTransform(size_t from, double limit) {
+    double all = 0.0;
+    const auto load = [&](size_t at, std::vector<double>& to) {
+        for (size_t i = 0; i < length_; ++i) {
+            const double value = at + i < wide_.size() ? wide_[at + i] : 0.0;
+            const double square = value * value;
+            const bool isIn = square < limit;
+            to[i] = isIn ? value : 0.0;
+            all += isIn ? square : 0.0;
+        }
+    };
+    load(from, re_);
+    load(from + length_ - unit_.size() + 1, im_);
+    return all;
+}
+
+void ScaledTemplate::Convolve() {
+    const auto plan = Radix2Fft::Of(length_);
+    plan->Forward(re_, im_);
+    for (size_t i = 0; i < length_; ++i) {
+        const double re = re_[i], im = im_[i];
+        re_[i] = re * spectrumRe_[i] + im * spectrumIm_[i];
+        im_[i] = im * spectrumRe_[i] - re * spectrumIm_[i];
+    }
+    plan->Inverse(re_, im_);
 }
 
 }  // namespace kymora

@@ -224,6 +224,35 @@ TEST_F(TemplateSearchTest, OneHugeSampleSpoilsOnlyTheWindowsThatHoldIt) {
     }
 }
 
+// Nor has a transform: samples of all sizes, and none at all, lie in one stretch of it.
+TEST_F(TemplateSearchTest, ATransformKeepsTheDigitsOfSmallSamplesBesideGreatOnes) {
+    const Samples bump = Bump(300);
+    const Samples noise = NoisyBumps(9000, bump, 7, 0.15f);
+    for (const bool isStepped : {false, true}) {
+        Samples x = noise;
+        if (isStepped) {
+            for (size_t i = 0; i < x.size(); ++i)
+                x[i] *= i < 2000 ? 1.0f : i < 4000 ? 1e20f : i < 5000 ? 0.0f : i < 7000 ? 1e9f : 100.0f;
+        } else {
+            x[4500] = 3e38f;
+        }
+        Samples criteria;
+        SearchWatch watch;
+        watch.measures = [&](const MeasuredSteps& s) {
+            criteria.insert(criteria.end(), s.values.begin(), s.values.end());
+        };
+        // No step is near the threshold, so that none is summed in full.
+        const SearchFound found = Find(x, SearchOf(bump, TemplateType::scaled, 1e9f), watch);
+        ASSERT_EQ(criteria.size(), x.size() - 299);
+        const ScaledTemplate scaled(bump);
+        for (size_t k = 0; k < criteria.size(); k += 13) {
+            const float direct = scaled.FitOf(std::span(x).subspan(k, 300)).criterion;
+            ASSERT_NEAR(criteria[k], direct, 2e-6 * (1.0 + std::abs(direct))) << isStepped << " " << k;
+        }
+        EXPECT_EQ(found.stepsAtFloor > 0, isStepped);
+    }
+}
+
 TEST_F(TemplateSearchTest, EveryInstructionSetGivesTheSameBits) {
     const Samples t = Bump(37);
     const Samples x = NoisyBumps(3000, t, 5, 0.3f);
