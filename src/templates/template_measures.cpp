@@ -8,6 +8,10 @@
 #include "numerics/window_distances.h"
 #include "numerics/window_dots.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace kymora {
 
 namespace {
@@ -128,12 +132,9 @@ void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float
     wide_.resize(samples.size());
     for (size_t i = 0; i < samples.size(); ++i) wide_[i] = samples[i] - middle;
     dots_.resize(to.size());
-    errors_.resize(to.size());
     FindSums(to.size());
     FindDots(to.size());
-    for (size_t k = 0; k < to.size(); ++k) errors_[k] = SquaredError(dots_[k], sums_[k], squares_[k]);
-    for (size_t k = 0; k < to.size(); ++k) to[k] = CriterionOf(dots_[k], errors_[k]);
-    atFloor_ += std::ranges::count_if(errors_, [](double error) { return !(error >= leastSquaredError); });
+    FindCriteria(to);
     measured_ += std::ssize(to);
     if (bins <= mostDirectBins) return;
     const float near = exactAbove - nearThreshold * (1.0f + std::abs(exactAbove));
@@ -141,30 +142,59 @@ void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float
         if (to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
 }
 
-// Of every window the sum of its samples and of their squares.
+// Of every window the sum of its samples and of their squares. Each step waits for the one before it: this
+// takes longer than the products of a short template, and nothing else may wait with it.
 void ScaledTemplate::FindSums(size_t count) {
     const size_t bins = unit_.size();
     sums_.resize(count);
     squares_.resize(count);
-    double sum = 0.0, squares = 0.0;
-    const auto sumAnew = [&](size_t from) {
-        sum = squares = 0.0;
-        for (size_t i = from; i + 1 < from + bins; ++i) {
-            sum += wide_[i];
-            squares += wide_[i] * wide_[i];
+    const double* const wide = wide_.data();
+    double* const sums = sums_.data();
+    double* const allSquares = squares_.data();
+    for (size_t k = 0; k < count;) {
+        double sum = 0.0, squares = 0.0;
+        for (size_t i = k; i + 1 < k + bins; ++i) {
+            sum += wide[i];
+            squares += wide[i] * wide[i];
         }
-    };
-    sumAnew(0);
-    for (size_t k = 0; k < count; ++k) {
-        const double newest = wide_[k + bins - 1], oldest = wide_[k];
-        sum += newest;
-        squares += newest * newest;
-        sums_[k] = sum;
-        squares_[k] = squares;
-        sum -= oldest;
-        squares -= oldest * oldest;
-        // What is left of a sum that a single sample has made has lost its digits.
-        if (squares < lostShare * squares_[k]) sumAnew(k + 1);
+        // What is left of a sum that a single sample has made has lost its digits: it is summed anew.
+        for (bool isSound = true; isSound && k < count; ++k) {
+            const double newest = wide[k + bins - 1], oldest = wide[k];
+            const double newSum = sum + newest, newSquares = squares + newest * newest;
+            sums[k] = newSum;
+            allSquares[k] = newSquares;
+            sum = newSum - oldest;
+            squares = newSquares - oldest * oldest;
+            isSound = !(squares < lostShare * newSquares);
+        }
+    }
+}
+
+// As CriterionOf and SquaredError, two at once.
+void ScaledTemplate::FindCriteria(std::span<float> to) {
+    size_t k = 0;
+#ifdef __SSE2__
+    const __m128d perBin = _mm_set1_pd(perBin_), perSquares = _mm_set1_pd(perSquares_);
+    const __m128d perFreeBin = _mm_set1_pd(perFreeBin_), least = _mm_set1_pd(leastSquaredError);
+    __m128i above = _mm_setzero_si128();  // less the number of those that are not at the floor
+    for (; k + 2 <= to.size(); k += 2) {
+        const __m128d dot = _mm_loadu_pd(&dots_[k]), sum = _mm_loadu_pd(&sums_[k]);
+        const __m128d ofMean = _mm_mul_pd(_mm_mul_pd(sum, sum), perBin);
+        const __m128d ofFit = _mm_mul_pd(_mm_mul_pd(dot, dot), perSquares);
+        const __m128d error = _mm_sub_pd(_mm_sub_pd(_mm_loadu_pd(&squares_[k]), ofMean), ofFit);
+        above = _mm_add_epi64(above, _mm_castpd_si128(_mm_cmpge_pd(error, least)));
+        const __m128d standard = _mm_sqrt_pd(_mm_mul_pd(_mm_max_pd(error, least), perFreeBin));
+        const __m128 criteria = _mm_cvtpd_ps(_mm_div_pd(_mm_mul_pd(dot, perSquares), standard));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(&to[k]), _mm_castps_si128(criteria));
+    }
+    int64_t counts[2];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(counts), above);
+    atFloor_ += static_cast<int64_t>(k) + counts[0] + counts[1];
+#endif
+    for (; k < to.size(); ++k) {
+        const double error = SquaredError(dots_[k], sums_[k], squares_[k]);
+        to[k] = CriterionOf(dots_[k], error);
+        atFloor_ += error >= leastSquaredError ? 0 : 1;
     }
 }
 

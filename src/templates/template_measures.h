@@ -69,6 +69,7 @@ class ScaledTemplate {
     double SquaredError(double dot, double sum, double squares) const;
     void MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove);
     void FindSums(size_t count);
+    void FindCriteria(std::span<float> to);
     void FindDots(size_t count);
     void TransformDots(size_t from, size_t end);
     double LoadForTransform(size_t from, double limit);
@@ -79,7 +80,7 @@ class ScaledTemplate {
     double unitMean_;
     // 1 over the squares of centred_, over the bins, and over the bins less 1.
     double perSquares_, perBin_, perFreeBin_;
-    std::vector<double> wide_, dots_, sums_, squares_, errors_;
+    std::vector<double> wide_, dots_, sums_, squares_;
     // The spectrum of centred_, for long templates.
     size_t length_ = 0;
     std::vector<double> spectrumRe_, spectrumIm_, re_, im_;
