@@ -233,8 +233,8 @@ void CMultiTracePatternRecognition::GetParamText(std::string& text) {
                         "\tMinimum peak-to-peak:\t{:f}\r\n",
                         m_nFrequencyMultiplier, m_fSlack, m_bOptimalScaleOffset ? "true" : "false",
                         m_fMinimumPeakToPeak);
-    text += m_bOptimalScaleOffset ? fmt::format("Goodness-of-fit:\t{:f}\r\n", m_fGoodnessOfFit)
-                                  : fmt::format("Allowed error:\t{:f}\r\n", m_fAllowedError);
+    text +=
+        fmt::format("Allowed error:\t{:f}\r\nGoodness-of-fit:\t{:f}\r\n", m_fAllowedError, m_fGoodnessOfFit);
 }
 
 void CMultiTracePatternRecognition::AppendReport(std::string& text, const EventJob& job) {

@@ -56,7 +56,7 @@ TEST_F(MultiTraceTest, MakesAnEventWhereAllMatchWithinTheSlack) {
     EXPECT_EQ(doc->eventChannels[2].detectionMethod, 17);
     for (const char* line : {"Template captured from event channels b a\r\n", "\tPrimary template: \tb\r\n",
                              "Search slack:\t2.000000\r\n", "Optimal scale/offset: \ttrue\r\n",
-                             "Goodness-of-fit:\t20.000000\r\n"})
+                             "Allowed error:\t12.000000\r\nGoodness-of-fit:\t20.000000\r\n"})
         EXPECT_NE(doc->historyLog.find(line), std::string::npos) << line;
 }
 
