@@ -28,6 +28,7 @@ float SlowSample(size_t i, float noise) {
 
 std::vector<TurningRun> Search(SampleReader& doc, int64_t count) {
     TurningPointSearch search(false);
+    search.StartAt(0, count);
     ScanSamples(doc, 0, 0, count, [&](std::span<const float> values) {
         search.Take(values);
         return true;
@@ -90,11 +91,39 @@ void Merging() {
     });
     std::printf("merging %zu turning points to %zu: %.1f ms, %.2f of sorting them (goal: 300 ms)\n",
                 values.size(), left, took * 1e3, took / sorted);
-    HillRule rule;
-    rule.mergeFoothills = 1.5;
-    const double all = Seconds(3, [&] { kept += static_cast<double>(FindHills(samples, rule).size()); });
+    const ReadSamples read = [&](int64_t from, std::span<float> to) {
+        std::ranges::copy(std::span(samples).subspan(static_cast<size_t>(from), to.size()), to.begin());
+    };
+    const double all = Seconds(3, [&] {
+        TurningPointSearch again(false);
+        again.Take(samples);
+        std::vector<TurningRun> merged = again.Finish();
+        MergeFoothills(merged[0], 1.5);
+        kept += static_cast<double>(HillsOf(merged, {}, read).size());
+    });
     std::printf("hills of these %zu samples, with bounds, prominences and widths: %.1f ms\n", samples.size(),
                 all * 1e3);
+}
+
+// Peaks of one height on a plateau: the half widths of all end on the same two slopes.
+void SharedFlanks() {
+    constexpr size_t slope = 2'000'000;
+    std::vector<float> samples;
+    for (size_t i = 0; i < slope; ++i) samples.push_back(static_cast<float>(i) / slope);
+    for (size_t i = 0; i < slope; ++i) samples.push_back(i % 20 == 10 ? 1.2f : 1.1f);
+    for (size_t i = slope; i > 0; --i) samples.push_back(static_cast<float>(i) / slope);
+    samples.insert(samples.begin(), 0.1f);
+    samples.push_back(0.1f);
+    TurningPointSearch search(false);
+    search.Take(samples);
+    const std::vector<TurningRun> runs = search.Finish();
+    const ReadSamples read = [&](int64_t from, std::span<float> to) {
+        std::ranges::copy(std::span(samples).subspan(static_cast<size_t>(from), to.size()), to.begin());
+    };
+    size_t hills = 0;
+    const double took = Seconds(3, [&] { hills = HillsOf(runs, {}, read).size(); });
+    std::printf("%zu hills whose half widths share two slopes of 2 million samples: %.0f ms\n", hills,
+                took * 1e3);
 }
 
 // --- activity ---
@@ -189,6 +218,7 @@ int main() {
     const bench::Folder folder;
     bench::TurningPoints(session, folder);
     bench::Merging();
+    bench::SharedFlanks();
     bench::Activity();
     bench::Rhythms();
     std::printf("[%g]\n", bench::kept);

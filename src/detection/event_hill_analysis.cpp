@@ -69,7 +69,7 @@ double CEventHillAnalysis::GreatestTime() const {
 
 void CEventHillAnalysis::CheckChangeDoc(CDataDoc* doc) {
     if (doc != Document()) {
-        m_found = {};
+        m_found.reset();
         m_shown = {};
     }
     CEventWndBaseDlg::CheckChangeDoc(doc);
@@ -182,6 +182,9 @@ struct CEventHillAnalysis::Job : EventJob {
         for (const Hill& hill : result.hills)
             shapes.durations.push_back(
                 static_cast<float>(static_cast<double>(hill.Duration()) * sampleInterval));
+        result.all = shapes.rawHeights.size();
+        result.merged = result.all - shapes.heights.size();
+        result.tooLow = shapes.heights.size() - result.hills.size();
         result.tooShortOrLong =
             std::erase_if(result.hills, [&](const Hill& hill) { return !HasDuration(hill, rule); });
         for (const Hill& hill : result.hills) {
@@ -218,7 +221,10 @@ void CEventHillAnalysis::TakeFound(const EventJob& job) {
     TakeLook(job);
     m_found = static_cast<const Job&>(job).result;
     for (size_t i = 0; i < m_thresholds.size(); ++i)
-        if (Uses(i) && m_thresholds[i].isBySd) m_thresholds[i].value = m_found.thresholds[i];
+        if (Uses(i) && m_thresholds[i].isBySd) m_thresholds[i].value = m_found->thresholds[i];
+    // The window tells it beside the number of events.
+    if (const std::string why = WhyNone(); !why.empty() && !IsAttended())
+        Tell("Nothing was found: " + why + ".");
 }
 
 // What the channel's record keeps of the detection: nothing of an earlier one stays.
@@ -242,7 +248,7 @@ std::vector<std::byte> CEventHillAnalysis::RerunSettings(const OperationJob& job
 
 void CEventHillAnalysis::AppendReport(std::string& text, const EventJob& job) {
     GetParamText(text);
-    if (job.isTruncated) text += fmt::format("Truncated after {} hills\r\n", m_found.hills.size());
+    if (job.isTruncated) text += fmt::format("Truncated after {} hills\r\n", m_found->hills.size());
 }
 
 void CEventHillAnalysis::GetParamText(std::string& text) {
@@ -269,22 +275,43 @@ void CEventHillAnalysis::GetParamText(std::string& text) {
                         m_dMinimumDuration, m_dMaximumDuration);
 }
 
+std::string CEventHillAnalysis::WhyNone() const {
+    if (!m_found || !m_found->hills.empty() || m_found->isTruncated) return {};
+    const char* name = m_nDirection == 1 ? "valleys" : "hills";
+    if (m_found->all == 0) return fmt::format("the analysis region has no {}", name);
+    std::string text = fmt::format("none of {} {} is left", m_found->all, name);
+    const auto add = [&](size_t count, const std::string& what) {
+        if (count > 0) text += fmt::format("{} {} {}", text.ends_with("left") ? ":" : ",", count, what);
+    };
+    const auto& thresholds = m_found->thresholds;
+    add(m_found->merged,
+        fmt::format("merged with others (foothills below {:.4g})", thresholds[mergeFoothills]));
+    add(m_found->tooLow,
+        fmt::format("too low (molehills below {:.4g}{})", thresholds[excludeMolehills],
+                    m_bUseAbsolute ? fmt::format(", absolute {:.4g}", thresholds[absolutePeak]) : ""));
+    add(m_found->tooShortOrLong,
+        fmt::format("too short or too long ({:g} to {:g} ms)", m_dMinimumDuration, m_dMaximumDuration));
+    return text;
+}
+
 std::string CEventHillAnalysis::RunSummary() const {
+    if (!m_found) return {};
+    if (std::string why = WhyNone(); !why.empty()) return why;
     std::string text;
-    if (m_found.tooShortOrLong > 0)
-        text = fmt::format("{} more were too short or too long", m_found.tooShortOrLong);
-    if (m_found.isTruncated) text += std::string(text.empty() ? "" : "; ") + "truncated";
+    if (m_found->tooShortOrLong > 0)
+        text = fmt::format("{} more were too short or too long", m_found->tooShortOrLong);
+    if (m_found->isTruncated) text += std::string(text.empty() ? "" : "; ") + "truncated";
     return text;
 }
 
 std::vector<Result> CEventHillAnalysis::Results() {
-    if (!Document() || m_found.hills.empty()) return {};
+    if (!Document() || !m_found) return {};
     const std::string units = Units();
     Result hills{"hills",
-                 {{"Merge foothills", m_found.thresholds[mergeFoothills]},
-                  {"Exclude molehills", m_found.thresholds[excludeMolehills]},
-                  {"Hills", static_cast<int64_t>(m_found.hills.size())},
-                  {"Too short or too long", static_cast<int64_t>(m_found.tooShortOrLong)}},
+                 {{"Merge foothills", m_found->thresholds[mergeFoothills]},
+                  {"Exclude molehills", m_found->thresholds[excludeMolehills]},
+                  {"Hills", static_cast<int64_t>(m_found->hills.size())},
+                  {"Too short or too long", static_cast<int64_t>(m_found->tooShortOrLong)}},
                  {{"Onset", "ms"},
                   {"Duration", "ms"},
                   {"Peak time", "ms"},
@@ -296,10 +323,10 @@ std::vector<Result> CEventHillAnalysis::Results() {
                   {"Half width", "ms"}},
                  {}};
     if (m_bUseAbsolute)
-        hills.values.insert(hills.values.begin() + 2, {"Absolute", m_found.thresholds[absolutePeak]});
+        hills.values.insert(hills.values.begin() + 2, {"Absolute", m_found->thresholds[absolutePeak]});
     hills.rows = [this](const ResultRowSink& sink) {
         const CDataDoc& doc = *Document();
-        for (const Hill& hill : m_found.hills) {
+        for (const Hill& hill : m_found->hills) {
             const ResultValue row[] = {doc.TimeOf(hill.on),
                                        static_cast<double>(hill.Duration()) * doc.sampleInterval,
                                        doc.TimeOf(hill.peak.at),

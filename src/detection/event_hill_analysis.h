@@ -67,7 +67,7 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::unique_ptr<OperationJob> MakeJob() override;
-    void ForgetFound() override { m_found = {}; }
+    void ForgetFound() override { m_found.reset(); }
     void TakeLook(const EventJob& job) override;
     void TakeFound(const EventJob& job) override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
@@ -96,10 +96,14 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     // Of the last run.
     struct Outcome {
         std::vector<Hill> hills;
-        size_t tooShortOrLong = 0;
+        // Of so many hills, those that merging, the heights and the durations have taken away.
+        size_t all = 0, merged = 0, tooLow = 0, tooShortOrLong = 0;
         std::array<double, 3> thresholds{};
         bool isTruncated = false;
-    } m_found;
+    };
+    std::optional<Outcome> m_found;
+    // Why a run has found nothing; empty where it has.
+    std::string WhyNone() const;
 };
 
 }  // namespace kymora

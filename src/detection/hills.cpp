@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <unordered_map>
 
 namespace kymora {
 
@@ -12,8 +13,14 @@ namespace {
 // The samples of a run in blocks, the last of which stays. Valleys are read with the sign reversed.
 class HillSamples {
   public:
-    HillSamples(const ReadSamples& read, HillKind kind, const TurningRun& run)
-        : read_(read), reverses_(kind == HillKind::valleys), first_(run.first.at), last_(run.last.at) {}
+    static constexpr int64_t longBlock = 16384, shortBlock = 256;
+
+    HillSamples(const ReadSamples& read, HillKind kind, const TurningRun& run, int64_t blockLength)
+        : read_(read),
+          reverses_(kind == HillKind::valleys),
+          blockLength_(blockLength),
+          first_(run.first.at),
+          last_(run.last.at) {}
 
     // The position of the first sample in [from, to) that `holds`, or `to`.
     template <typename Holds>
@@ -35,17 +42,15 @@ class HillSamples {
     }
 
   private:
-    static constexpr int64_t blockLength = 16384;
-
     void Read(int64_t position) {
-        start_ = std::max(first_, position - position % blockLength);
-        values_.resize(static_cast<size_t>(std::min(last_ + 1, start_ + blockLength) - start_));
+        start_ = std::max(first_, position - position % blockLength_);
+        values_.resize(static_cast<size_t>(std::min(last_ + 1, start_ + blockLength_) - start_));
         read_(start_, values_);
     }
 
     const ReadSamples& read_;
     bool reverses_;
-    int64_t first_, last_;
+    int64_t blockLength_, first_, last_;
     int64_t start_ = 0;
     std::vector<float> values_;
 };
@@ -157,6 +162,39 @@ class LowPoints {
     std::vector<float> lowest_;  // of the nodes from 1 on; the leaves are the points
 };
 
+// A long stretch of samples, from the one nearest to the peaks outwards. Many peaks may share it: the lowest
+// value of what was gone through is kept for each part, so that all of them go through it once.
+class Flank {
+  public:
+    // `end` is behind the last sample; `way` is 1 or -1.
+    Flank(int64_t from, int64_t end, int64_t way) : from_(from), end_(end), way_(way) {}
+
+    // The first sample at or below a level, or the end. `samples` are read on and on, `few` here and there.
+    int64_t FirstBelow(HillSamples& samples, HillSamples& few, double level) {
+        const auto isAbove = [=](float lowest) { return lowest > level; };
+        auto part = static_cast<int64_t>(std::ranges::partition_point(lowest_, isAbove) - lowest_.begin());
+        while (part == std::ssize(lowest_) && StartOf(part) != end_) {
+            double lowest = lowest_.empty() ? std::numeric_limits<double>::infinity() : lowest_.back();
+            for (int64_t at = StartOf(part); at != StartOf(part + 1); at += way_)
+                lowest = std::min(lowest, samples.At(at));
+            lowest_.push_back(static_cast<float>(lowest));
+            if (lowest > level) ++part;
+        }
+        int64_t at = StartOf(part);
+        while (at != end_ && few.At(at) > level) at += way_;
+        return at;
+    }
+
+  private:
+    static constexpr int64_t partLength = 256;
+    int64_t StartOf(int64_t part) const {
+        return from_ + way_ * std::min(part * partLength, (end_ - from_) * way_);
+    }
+
+    int64_t from_, end_, way_;
+    std::vector<float> lowest_;  // from the beginning to the end of each part
+};
+
 // Widths of the hills of a run. The turning points lead to the flanks on which the signal first falls to the
 // level; only their samples are read, those of each side in blocks of their own, since wide hills next to
 // each other share them.
@@ -167,22 +205,44 @@ class Widths {
 
     double At(size_t peak, double level) {
         const auto& points = run_.points;
-        const auto isBelow = [=](double value) { return value <= level; };
         const auto left = low_.Before(peak, level), right = low_.Behind(peak, level);
         // Beyond the outermost points lies the rest of the run.
-        const int64_t leftBelow = left ? left_.Last(points[*left].at, points[*left + 1].at, isBelow)
-                                       : left_.Last(run_.first.at, points[1].at, isBelow);
+        const size_t last = points.size() - 1;
+        const int64_t leftBelow =
+            left ? left_.FirstBelow(points[*left + 1].at - 1, points[*left].at - 1, -1, level)
+                 : left_.FirstBelow(points[1].at - 1, run_.first.at - 1, -1, level);
         const int64_t rightBelow =
-            right ? right_.First(points[*right - 1].at, points[*right].at + 1, isBelow)
-                  : right_.First(points[points.size() - 2].at, run_.last.at + 1, isBelow);
-        return CrossingAt(right_, rightBelow, rightBelow - 1, level) -
-               CrossingAt(left_, leftBelow, leftBelow + 1, level);
+            right ? right_.FirstBelow(points[*right - 1].at, points[*right].at + 1, 1, level)
+                  : right_.FirstBelow(points[last - 1].at, run_.last.at + 1, 1, level);
+        return CrossingAt(*right_.last, rightBelow, rightBelow - 1, level) -
+               CrossingAt(*left_.last, leftBelow, leftBelow + 1, level);
     }
 
   private:
+    struct Side {
+        Side(const ReadSamples& read, HillKind kind, const TurningRun& run)
+            : samples(read, kind, run, HillSamples::longBlock),
+              few(read, kind, run, HillSamples::shortBlock) {}
+
+        int64_t FirstBelow(int64_t from, int64_t end, int64_t way, double level) {
+            constexpr int64_t shortLength = 1024;
+            if ((end - from) * way <= shortLength) {
+                last = &samples;
+                while (from != end && samples.At(from) > level) from += way;
+                return from;
+            }
+            last = &few;
+            return flanks.try_emplace(from, from, end, way).first->second.FirstBelow(samples, few, level);
+        }
+
+        HillSamples samples, few;
+        HillSamples* last = &samples;               // those that were read last
+        std::unordered_map<int64_t, Flank> flanks;  // that are long, by their first sample
+    };
+
     const TurningRun& run_;
     LowPoints low_;
-    HillSamples left_, right_;
+    Side left_, right_;
 };
 
 // Values as they were read.
@@ -225,7 +285,7 @@ std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule
     size_t done = 0;
     for (const TurningRun& run : runs) {
         if (run.HillCount() == 0) continue;
-        HillSamples samples(read, rule.kind, run);
+        HillSamples samples(read, rule.kind, run, HillSamples::longBlock);
         Widths widths(read, rule.kind, run);
         const std::vector<double> prominences = ProminencesOf(run);
         for (size_t i = run.startsWithPeak ? 2 : 1; i + 1 < run.points.size(); i += 2) {
@@ -248,19 +308,6 @@ std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule
 
 bool HasDuration(const Hill& hill, const HillRule& rule) {
     return hill.Duration() >= rule.minimumDuration && hill.Duration() <= rule.maximumDuration;
-}
-
-std::vector<Hill> FindHills(std::span<const float> samples, const HillRule& rule) {
-    TurningPointSearch search(rule.kind == HillKind::valleys);
-    search.Take(samples);
-    std::vector<TurningRun> runs = search.Finish();
-    for (TurningRun& run : runs) MergeFoothills(run, rule.mergeFoothills);
-    const ReadSamples read = [&](int64_t from, std::span<float> values) {
-        std::ranges::copy(samples.subspan(static_cast<size_t>(from), values.size()), values.begin());
-    };
-    std::vector<Hill> hills = HillsOf(runs, rule, read);
-    std::erase_if(hills, [&](const Hill& hill) { return !HasDuration(hill, rule); });
-    return hills;
 }
 
 }  // namespace kymora

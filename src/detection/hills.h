@@ -47,12 +47,6 @@ struct Hill {
     double Height() const;  // on the shorter side
 };
 
-// All hills of some samples, with positions from 0, in order. Nothing lies across a sample that is no finite
-// number.
-std::vector<Hill> FindHills(std::span<const float> samples, const HillRule& rule);
-
-// --- the steps of it, for samples that are read as they are needed ---
-
 // The heights of the shorter side of all hills of the runs.
 std::vector<float> HillHeights(std::span<const TurningRun> runs);
 // The values of their peaks.

@@ -68,9 +68,10 @@ size_t TurningRun::HillCount() const {
     return troughs == 0 ? 0 : troughs - 1;
 }
 
-void TurningPointSearch::StartAt(int64_t position) {
+void TurningPointSearch::StartAt(int64_t position, int64_t count) {
     EndRun();
     position_ = position;
+    end_ = position + count;
 }
 
 void TurningPointSearch::Take(std::span<const float> samples) {
@@ -101,7 +102,7 @@ void TurningPointSearch::TakeFinite(std::span<const float> samples) {
     position_ = start + static_cast<int64_t>(samples.size());
 }
 
-// Samples behind the first of a run. Only where the way turns is each visited.
+// Samples behind the first of a run.
 void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
     constexpr size_t last = stepsAtOnce - 1;
     if (count == stepsAtOnce && way_ != Way::none && samples[last] != samples[last - 1] &&
@@ -119,40 +120,60 @@ void TurningPointSearch::TakeMasked(const float* samples, size_t count) {
         std::copy_n(samples - 1, count + 1, rest.begin());
         masks = StepsOf(&rest[1]);
     }
-    const uint64_t rises = reverses_ ? masks.down : masks.up, falls = reverses_ ? masks.up : masks.down;
-    if ((rises ^ falls) == ~uint64_t{0} && way_ != Way::none) return TakeTurns(rises, samples);
-    uint64_t open = ~uint64_t{0};
-    while (const uint64_t steps = (rises | falls) & open) {
-        const uint64_t against = way_ == Way::up ? falls & open : way_ == Way::down ? rises & open : steps;
-        const auto turn = static_cast<size_t>(std::countr_zero(against));
-        const uint64_t with = turn == stepsAtOnce ? steps : steps & ((uint64_t{1} << turn) - 1);
-        if (with != 0)
-            step_ = PointAt(stepsAtOnce - 1 - static_cast<size_t>(std::countl_zero(with)), samples);
-        if (turn == stepsAtOnce) return;
-        TakeStep(turn, (rises >> turn & 1) != 0, samples);
-        open = ~uint64_t{1} << turn;
-    }
+    TakeTurns(reverses_ ? masks.down : masks.up, masks.up | masks.down, samples);
 }
 
-// 64 samples without a plateau: each bit that differs from the one before it is a turn.
-void TurningPointSearch::TakeTurns(uint64_t rises, const float* samples) {
-    uint64_t turns = rises ^ (rises << 1 | (way_ == Way::up ? 1 : 0));
-    if (turns != 0 && run_.points.empty()) run_.startsWithPeak = way_ == Way::up;
-    if ((turns & 1) != 0) run_.points.push_back(step_);
-    for (turns &= ~uint64_t{1}; turns != 0; turns &= turns - 1)
-        run_.points.push_back(PointAt(static_cast<size_t>(std::countr_zero(turns)) - 1, samples));
-    way_ = rises >> (stepsAtOnce - 1) != 0 ? Way::up : Way::down;
-    step_ = PointAt(stepsAtOnce - 1, samples);
+// Of 64 samples, which steps go up among all steps.
+void TurningPointSearch::TakeTurns(uint64_t rises, uint64_t steps, const float* samples) {
+    if (steps == 0) return;
+    const bool wasUp = way_ == Way::none ? (rises >> std::countr_zero(steps) & 1) != 0 : way_ == Way::up;
+    // A plateau goes on as what led to it.
+    uint64_t ups = rises, known = steps;
+    for (size_t width = 1; width < stepsAtOnce; width *= 2) {
+        ups |= ups << width & ~known;
+        known |= known << width;
+    }
+    if (wasUp) ups |= ~known;
+    std::array<TurningPoint, stepsAtOnce> found;
+    size_t count = 0;
+    const uint64_t turns = ups ^ (ups << 1 | (wasUp ? 1 : 0));
+    for (uint64_t left = turns; left != 0; left &= left - 1) {
+        const uint64_t earlier = steps & ((left & (~left + 1)) - 1);
+        found[count++] = earlier == 0 ? step_ : PointAt(std::bit_width(earlier) - 1, samples);
+    }
+    if (count != 0) {
+        if (run_.points.empty()) run_.startsWithPeak = wasUp;
+        MakeRoom(count);
+        run_.points.insert(run_.points.end(), found.begin(),
+                           found.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    way_ = ups >> (stepsAtOnce - 1) != 0 ? Way::up : Way::down;
+    step_ = PointAt(std::bit_width(steps) - 1, samples);
 }
 
 void TurningPointSearch::TakeStep(size_t index, bool isUp, const float* samples) {
     const Way way = isUp ? Way::up : Way::down;
     if (way_ != Way::none && way_ != way) {
         if (run_.points.empty()) run_.startsWithPeak = way_ == Way::up;
+        MakeRoom(1);
         run_.points.push_back(step_);
     }
     way_ = way;
     step_ = PointAt(index, samples);
+}
+
+// Most of the time goes into memory that is touched for the first time. A list that grows by doubling touches
+// twice as much as it needs; one that turns at all goes on to turn as often.
+void TurningPointSearch::MakeRoom(size_t count) {
+    constexpr size_t fewPoints = 4096, greatestGrowth = 16, spareShare = 16;
+    std::vector<TurningPoint>& points = run_.points;
+    if (points.size() < fewPoints || points.capacity() - points.size() >= count) return;
+    const auto sofar = static_cast<double>(position_ - run_.first.at) + static_cast<double>(stepsAtOnce);
+    const double rest = std::max(0.0, static_cast<double>(end_ - position_));
+    const double all = static_cast<double>(points.size() + count) * (1.0 + rest / sofar);
+    const size_t likely = static_cast<size_t>(all) + static_cast<size_t>(all) / spareShare;
+    const size_t doubled = 2 * (points.size() + count);
+    points.reserve(std::clamp(likely, doubled, std::max(doubled, greatestGrowth * points.size())));
 }
 
 TurningPoint TurningPointSearch::PointAt(size_t index, const float* samples) const {

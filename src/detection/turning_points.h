@@ -34,8 +34,9 @@ class TurningPointSearch {
     // `reverses`: with the signs of all values reversed, so that troughs are peaks.
     explicit TurningPointSearch(bool reverses) : reverses_(reverses) {}
 
-    // The run ends, and another begins at this position with the next sample.
-    void StartAt(int64_t position);
+    // The run ends, and another begins at this position with the next sample. About so many samples are to
+    // come, for which memory is laid out.
+    void StartAt(int64_t position, int64_t count = 0);
     // The next samples. One that is no finite number ends a run, and the next finite one begins another.
     void Take(std::span<const float> samples);
     // Ends the last run. Runs without any hill are left out.
@@ -44,15 +45,17 @@ class TurningPointSearch {
   private:
     void TakeFinite(std::span<const float> samples);
     void TakeMasked(const float* samples, size_t count);
-    void TakeTurns(uint64_t rises, const float* samples);
+    void TakeTurns(uint64_t rises, uint64_t steps, const float* samples);
     void TakeStep(size_t index, bool isUp, const float* samples);
     // Of samples that begin at position_.
     TurningPoint PointAt(size_t index, const float* samples) const;
+    void MakeRoom(size_t count);
     void EndRun();
     float Value(float sample) const { return reverses_ ? -sample : sample; }
 
     bool reverses_;
     int64_t position_ = 0;  // of the next sample
+    int64_t end_ = 0;       // where they are likely to end
     bool isOpen_ = false;
     float before_ = 0.0f;  // the last sample of the open run, as it was read
     enum class Way { none, up, down } way_ = Way::none;

@@ -8,7 +8,7 @@ std::vector<TurningRun> TurningRunsOf(SampleReader& samples, int trace, std::spa
                                       bool reverses, ProgressScope& progress) {
     TurningPointSearch search(reverses);
     for (const SampleSpan& block : blocks) {
-        search.StartAt(block.first);
+        search.StartAt(block.first, block.Count());
         ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
             search.Take(values);
             progress.Step(values.size());

@@ -73,7 +73,21 @@ TEST_F(EventHillAnalysisTest, WritesTheHillsWithTheirHeights) {
     Set("maximumDuration", "6.5");
     ASSERT_TRUE(operation.Run());
     EXPECT_TRUE(Found().empty());
-    EXPECT_EQ(operation.RunSummary(), "2 more were too short or too long");
+    EXPECT_EQ(operation.RunSummary(),
+              "none of 3 hills is left: 1 too low (molehills below 6), 2 too short or "
+              "too long (7 to 6.5 ms)");
+    const std::vector<Result> results = operation.Results();
+    ASSERT_EQ(results.size(), 1u) << "what was applied is told all the same";
+    EXPECT_EQ(std::get<double>(results[0].values[1].second), 6.0);
+    Set("mergeFoothills", "50");
+    RunMessages messages;
+    operation.SendMessagesTo(&messages);
+    ASSERT_TRUE(operation.Run());
+    operation.SendMessagesTo(nullptr);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].text,
+              "Nothing was found: none of 3 hills is left: 3 merged with others (foothills below 50).");
+    Set("mergeFoothills", "0");
     for (const char* percent : {"-1", "100.5"}) {
         Set("maximumDuration", "100");
         operation.m_dUpSlope = std::atof(percent);

@@ -123,6 +123,19 @@ TEST(TurningPoints, ThereAreNoneInAConstantOrSteadyTrace) {
         EXPECT_TRUE(RunsOf(samples, false, 100).empty());
 }
 
+// What the operation does with samples that it reads.
+std::vector<Hill> HillsIn(const std::vector<float>& samples, const HillRule& rule, size_t* readSamples = {}) {
+    std::vector<TurningRun> runs = RunsOf(samples, rule.kind == HillKind::valleys, samples.size());
+    for (TurningRun& run : runs) MergeFoothills(run, rule.mergeFoothills);
+    std::vector<Hill> hills = HillsOf(runs, rule, [&](int64_t from, std::span<float> values) {
+        std::ranges::copy(std::span(samples).subspan(static_cast<size_t>(from), values.size()),
+                          values.begin());
+        if (readSamples) *readSamples += values.size();
+    });
+    std::erase_if(hills, [&](const Hill& found) { return !HasDuration(found, rule); });
+    return hills;
+}
+
 TEST(MergeFoothills, TakesAwayWhatTheRuleTakesAwayStepByStep) {
     std::mt19937 random(2);
     for (int round = 0; round < 400; ++round) {
@@ -166,7 +179,7 @@ TEST(Hills, BeginAndEndWhereTheSlopesSay) {
             std::vector<float> samples = hill;
             if (isValley)
                 for (float& sample : samples) sample = -sample;
-            const std::vector<Hill> found = FindHills(samples, rule);
+            const std::vector<Hill> found = HillsIn(samples, rule);
             ASSERT_EQ(found.size(), 1u);
             EXPECT_EQ(found[0].on, one.on) << one.up;
             EXPECT_EQ(found[0].off, one.off) << one.down;
@@ -183,7 +196,7 @@ TEST(Hills, AreLeftOutByHeightLevelAndDuration) {
     const std::vector<float> samples = {2, 9, 0, 10, 0, 4, 0, 8, 2, 5};
     const auto peaks = [&](HillRule rule) {
         std::vector<float> values;
-        for (const Hill& found : FindHills(samples, rule)) values.push_back(found.peak.value);
+        for (const Hill& found : HillsIn(samples, rule)) values.push_back(found.peak.value);
         return values;
     };
     using Peaks = std::vector<float>;
@@ -211,16 +224,16 @@ TEST(Hills, AreLeftOutByHeightLevelAndDuration) {
     rule = {};
     rule.kind = HillKind::valleys;
     rule.absolute = 0.0;
-    const std::vector<Hill> found = FindHills(valleys, rule);
+    const std::vector<Hill> found = HillsIn(valleys, rule);
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].peak, (TurningPoint{2, -3.0f}));
     EXPECT_EQ(found[0].LeftHeight(), 8.0);
 }
 
 TEST(Hills, DoNotLieAcrossWhatIsNoNumber) {
-    EXPECT_EQ(FindHills(std::vector<float>{1, 0, 5, nan32, 5, 0, 1}, {}).size(), 0u);
+    EXPECT_EQ(HillsIn(std::vector<float>{1, 0, 5, nan32, 5, 0, 1}, {}).size(), 0u);
     const std::vector<Hill> found =
-        FindHills(std::vector<float>{nan32, 1, 0, 5, 0, 1, nan32, 1, 0, 7, 0, 1}, {});
+        HillsIn(std::vector<float>{nan32, 1, 0, 5, 0, 1, nan32, 1, 0, 7, 0, 1}, {});
     ASSERT_EQ(found.size(), 2u);
     EXPECT_EQ(found[0].peak, (TurningPoint{3, 5.0f}));
     EXPECT_EQ(found[1].peak, (TurningPoint{9, 7.0f}));
@@ -256,7 +269,7 @@ TEST(Hills, HaveTheProminenceAndWidthOfTheirSamples) {
         for (const double merge : {0.0, 3.0, 10.0}) {
             HillRule rule;
             rule.mergeFoothills = merge;
-            for (const Hill& found : FindHills(samples, rule)) {
+            for (const Hill& found : HillsIn(samples, rule)) {
                 const auto [prominence, width] = PlainProminence(samples, static_cast<size_t>(found.peak.at));
                 ASSERT_EQ(found.prominence, prominence) << round << " " << merge << " " << found.peak.at;
                 ASSERT_NEAR(found.halfWidth, width, 1e-9) << round << " " << merge << " " << found.peak.at;
@@ -265,6 +278,38 @@ TEST(Hills, HaveTheProminenceAndWidthOfTheirSamples) {
         }
     }
     EXPECT_GT(count, 1000u);
+}
+
+// Peaks of equal and other heights on a plateau: their half heights lie on two long slopes with ripples that
+// are merged, and on steps next to the plateau.
+TEST(Hills, ThatShareALongSlopeReadItOnce) {
+    std::mt19937 random(4);
+    std::vector<float> samples{0.5f};
+    constexpr int slope = 40'000, peaks = 300;
+    const auto onSlope = [&](int i) {
+        const auto at = static_cast<float>(i);
+        return std::min(17e-3f * at, 34.0f + 2e-4f * at) + static_cast<float>(i % 3);
+    };
+    for (int i = 0; i < slope; ++i) samples.push_back(onSlope(i));
+    for (int i = 0; i < peaks; ++i) {
+        const float height = i % 3 == 0 ? 70.0f : 55.0f + static_cast<float>(random() % 14);
+        samples.insert(samples.end(), {50.0f, height, 45.0f + static_cast<float>(random() % 5)});
+    }
+    for (int i = slope; i-- > 0;) samples.push_back(onSlope(i));
+    samples.push_back(0.5f);
+    HillRule rule;
+    rule.mergeFoothills = 4.0;
+    size_t read = 0, onSlopes = 0;
+    const std::vector<Hill> hills = HillsIn(samples, rule, &read);
+    ASSERT_GT(hills.size(), 200u);
+    for (const Hill& found : hills) {
+        const auto [prominence, width] = PlainProminence(samples, static_cast<size_t>(found.peak.at));
+        ASSERT_EQ(found.prominence, prominence);
+        ASSERT_NEAR(found.halfWidth, width, 1e-9) << found.peak.at;
+        onSlopes += width > 1000.0;
+    }
+    EXPECT_GT(onSlopes, 50u);
+    EXPECT_LT(read, 2 * samples.size() + 1024 * hills.size());
 }
 
 }  // namespace
