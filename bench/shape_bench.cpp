@@ -10,7 +10,7 @@
 #include "detection/hills.h"
 #include "document/sample_scan.h"
 #include "numerics/autocorrelation.h"
-#include "numerics/least_active_window.h"
+#include "numerics/window_squares.h"
 #include "numerics/window_sums.h"
 
 namespace kymora::bench {
@@ -128,32 +128,37 @@ void SharedFlanks() {
 
 // --- activity ---
 
+template <typename Search>
+double TimeOf(std::span<const float> samples, int64_t n, double (Search::*result)() const) {
+    return Seconds(2, [&] {
+        Search search(n);
+        for (size_t at = 0; at < samples.size(); at += 1024)
+            search.Add(samples.subspan(at, std::min<size_t>(1024, samples.size() - at)));
+        kept += (search.*result)();
+    });
+}
+
+// In noise few windows are near to each other; in a periodic signal very many are equal.
 void Activity() {
     std::mt19937 random(1);
     std::normal_distribution<float> normal(5.0f, 1.0f);
-    std::vector<float> samples(10'000'000);
-    for (float& value : samples) value = normal(random);
-    const auto blocks = [&](auto take) {
-        for (size_t at = 0; at < samples.size(); at += scanBlock)
-            take(std::span<const float>(samples).subspan(at,
-                                                         std::min<size_t>(scanBlock, samples.size() - at)));
-    };
+    std::vector<float> noise(10'000'000), sine(noise.size()), square(noise.size());
+    for (size_t i = 0; i < noise.size(); ++i) {
+        noise[i] = normal(random);
+        sine[i] = static_cast<float>(std::sin(static_cast<double>(i % 50) * 0.125663706));
+        square[i] = i % 2 == 0 ? 0.1f : 0.3f;
+    }
     double shortest[2] = {};
-    for (const int64_t n : {100, 1000, 100'000, 1'000'000}) {
-        const double squares = Seconds(2, [&] {
-            LeastActiveWindow search(n, LeastActiveWindow::Seeks::leastAndGreatest);
-            blocks([&](std::span<const float> part) { search.Add(part); });
-            kept += search.GreatestSquares();
-        });
-        const double sums = Seconds(2, [&] {
-            WindowSums search(n);
-            blocks([&](std::span<const float> part) { search.Add(part); });
-            kept += search.GreatestSum();
-        });
+    for (const int64_t n : {101, 1000, 100'003, 1'000'000}) {
+        const double squares = TimeOf(noise, n, &WindowSquares::GreatestSquares);
+        const double sums = TimeOf(noise, n, &WindowSums::GreatestSum);
         if (shortest[0] == 0.0) shortest[0] = squares, shortest[1] = sums;
-        std::printf("least and most active %lld of 10 million samples: %.2f s, %.2f of a window of 100; sums "
+        std::printf("least and most active %lld of 10 million samples: %.2f s, %.2f of a window of 101; sums "
                     "%.2f s, %.2f\n",
                     static_cast<long long>(n), squares, squares / shortest[0], sums, sums / shortest[1]);
+        std::printf("the same of a sine of 50 samples %.2f s, of two values in turn %.2f s\n",
+                    TimeOf(sine, n, &WindowSquares::GreatestSquares),
+                    TimeOf(square, n, &WindowSquares::GreatestSquares));
     }
 }
 

@@ -7,7 +7,7 @@
 #include "detection/analysis_blocks.h"
 #include "document/sample_scan.h"
 #include "host/user_numbers.h"
-#include "numerics/least_active_window.h"
+#include "numerics/window_squares.h"
 #include "numerics/window_sums.h"
 
 namespace kymora {
@@ -19,30 +19,24 @@ constexpr uint64_t activityWithoutProgress = 1024;  // samples
 constexpr const char* searchingActivityLabel = "Searching for max and/or min active regions";
 constexpr const char* activityKinds[] = {"High", "Low", "High + Low"};
 
-struct WindowFound {
-    int64_t start = -1;
-    double value = 0.0;
-};
-struct WindowsFound {
-    WindowFound least, greatest;
-};
-
-// The windows of one block; their starts count from its first sample.
-WindowsFound SearchBlock(SampleReader& samples, int trace, SampleSpan block, int64_t window, bool bySum,
-                         ProgressScope& progress) {
-    LeastActiveWindow squares(bySum ? 1 : window, LeastActiveWindow::Seeks::leastAndGreatest);
-    WindowSums sums(bySum ? window : 1);
-    ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
-        while (!values.empty()) {
-            const auto part = values.first(std::min(values.size(), LeastActiveWindow::pollInterval));
-            bySum ? sums.Add(part) : void(squares.Add(part));
-            progress.Step(part.size());
-            values = values.subspan(part.size());
-        }
-        return true;
-    });
-    if (bySum) return {{sums.LeastStart(), sums.LeastSum()}, {sums.GreatestStart(), sums.GreatestSum()}};
-    return {{squares.Start(), squares.Squares()}, {squares.GreatestStart(), squares.GreatestSquares()}};
+// The windows within the blocks.
+template <typename Search>
+void SearchBlocks(Search& search, SampleReader& samples, int trace, std::span<const SampleSpan> blocks,
+                  int64_t window, ProgressScope& progress) {
+    constexpr size_t samplesBetweenPolls = 1024;
+    for (const SampleSpan& block : blocks) {
+        if (block.Count() < window) continue;
+        search.StartAt(block.first);
+        ScanSamples(samples, trace, block.first, block.Count(), [&](std::span<const float> values) {
+            while (!values.empty()) {
+                const auto part = values.first(std::min(values.size(), samplesBetweenPolls));
+                search.Add(part);
+                progress.Step(part.size());
+                values = values.subspan(part.size());
+            }
+            return true;
+        });
+    }
 }
 
 }  // namespace
@@ -93,20 +87,21 @@ struct CEventActivity::Job : EventJob {
     void Compute(SampleReader& samples, JobContext& context) override {
         ProgressScope progress(context, searchingActivityLabel, static_cast<uint64_t>(region.Count()),
                                activityWithoutProgress);
-        WindowsFound all;
-        for (const SampleSpan& block : blocks) {
-            if (block.Count() < window) continue;
-            WindowsFound here = SearchBlock(samples, found[0].parentTrace, block, window, bySum, progress);
-            const auto take = [&](WindowFound& best, const WindowFound& other, bool isBetter) {
-                if (other.start >= 0 && (best.start < 0 || isBetter))
-                    best = {block.first + other.start, other.value};
-            };
-            take(all.least, here.least, here.least.value < all.least.value);
-            take(all.greatest, here.greatest, here.greatest.value > all.greatest.value);
+        const auto take = [&](const char* name, int64_t start, double value) {
+            if (start < 0) throw JobRefused(noActivityWindowText);
+            extremes.push_back({name, start, window, value});
+        };
+        if (bySum) {
+            WindowSums sums(window);
+            SearchBlocks(sums, samples, found[0].parentTrace, blocks, window, progress);
+            if (seeksLow) take("Min", sums.LeastStart(), sums.LeastSum());
+            if (seeksHigh) take("Max", sums.GreatestStart(), sums.GreatestSum());
+        } else {
+            WindowSquares squares(window);
+            SearchBlocks(squares, samples, found[0].parentTrace, blocks, window, progress);
+            if (seeksLow) take("Min", squares.LeastStart(), squares.LeastSquares());
+            if (seeksHigh) take("Max", squares.GreatestStart(), squares.GreatestSquares());
         }
-        if (all.least.start < 0) throw JobRefused(noActivityWindowText);
-        if (seeksLow) extremes.push_back({"Min", all.least.start, window, all.least.value});
-        if (seeksHigh) extremes.push_back({"Max", all.greatest.start, window, all.greatest.value});
         std::ranges::stable_sort(extremes, {}, &Extreme::start);
         for (const Extreme& extreme : extremes) {
             CEventKM& event = found[0].events.emplace_back();

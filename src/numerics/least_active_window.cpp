@@ -7,10 +7,9 @@
 
 namespace kymora {
 
-LeastActiveWindow::LeastActiveWindow(int64_t length, Seeks seeks)
+LeastActiveWindow::LeastActiveWindow(int64_t length)
     : length_(static_cast<size_t>(std::max<int64_t>(length, 1))),
-      leastUpper_(std::numeric_limits<double>::infinity()),
-      seeksGreatest_(seeks == Seeks::leastAndGreatest) {}
+      leastUpper_(std::numeric_limits<double>::infinity()) {}
 
 bool LeastActiveWindow::Add(std::span<const float> samples, const Poll& goOn) {
     // Two windows are kept before one is dropped, so that moving them costs little for each sample.
@@ -105,18 +104,11 @@ void LeastActiveWindow::Bound(size_t end) {
     }
     const double byRule = 2.0 * DBL_EPSILON * (n + 8.0);  // relative error of the rule's own summing
     const double lower = std::max(0.0, value - error) * (1.0 - byRule);
-    const bool mayBeLeast = !(bestStart_ >= 0 && lower >= bestSquares_) && !(lower > leastUpper_);
-    if (!mayBeLeast && !seeksGreatest_) return;
+    if ((bestStart_ >= 0 && lower >= bestSquares_) || lower > leastUpper_) return;
     const double meanError = (sumError_ + DBL_EPSILON * std::fabs(sum_)) / n;
     const double upper = (std::max(0.0, value) + error + 2.0 * n * meanError * meanError) * (1.0 + byRule);
-    if (mayBeLeast) {
-        leastUpper_ = std::min(leastUpper_, upper);
-        candidates_.push_back({end, sum_, lower});
-    }
-    if (!seeksGreatest_ || (greatestStart_ >= 0 && upper <= greatestSquares_) || upper < greatestLower_)
-        return;
-    greatestLower_ = std::max(greatestLower_, lower);
-    greatestCandidates_.push_back({end, sum_, upper});
+    leastUpper_ = std::min(leastUpper_, upper);
+    candidates_.push_back({end, sum_, lower});
 }
 
 void LeastActiveWindow::JudgeCandidates() {
@@ -124,10 +116,6 @@ void LeastActiveWindow::JudgeCandidates() {
         if (candidate.bound <= leastUpper_) Judge(candidate);
     candidates_.clear();
     leastUpper_ = std::numeric_limits<double>::infinity();
-    for (const Candidate& candidate : greatestCandidates_)
-        if (candidate.bound >= greatestLower_) JudgeGreatest(candidate);
-    greatestCandidates_.clear();
-    greatestLower_ = 0.0;
 }
 
 void LeastActiveWindow::Judge(const Candidate& candidate) {
@@ -138,15 +126,6 @@ void LeastActiveWindow::Judge(const Candidate& candidate) {
     if (!first && squares >= bestSquares_) return;
     bestSquares_ = squares;
     bestStart_ = StartOf(candidate);
-}
-
-void LeastActiveWindow::JudgeGreatest(const Candidate& candidate) {
-    const bool first = greatestStart_ < 0;
-    if (!first && candidate.bound <= greatestSquares_) return;
-    const double squares = SquaresOf(candidate, std::numeric_limits<double>::infinity());
-    if (!first && squares <= greatestSquares_) return;
-    greatestSquares_ = squares;
-    greatestStart_ = StartOf(candidate);
 }
 
 // The rule itself. Sums of squares only grow, so it may stop at a result that is too large.

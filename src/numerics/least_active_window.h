@@ -8,9 +8,6 @@
 // result from below and above by running sums of deviations and their squares, with their rounding errors,
 // and applies the rule only to the few windows that the bounds leave in the race. The window found is the
 // rule's, bit for bit.
-//
-// The same bounds find the stretch in which most happens: the window whose sum is greatest, the earliest of
-// equals.
 
 #include <cstdint>
 #include <functional>
@@ -26,8 +23,7 @@ class LeastActiveWindow {
     static constexpr size_t pollInterval = 1024;
 
     // Windows of `length` samples, at least 1.
-    enum class Seeks { least, leastAndGreatest };
-    explicit LeastActiveWindow(int64_t length, Seeks seeks = Seeks::least);
+    explicit LeastActiveWindow(int64_t length);
 
     // The next samples, from position 0 on; blocks of some ten thousand are best. A window with a sample that
     // is no finite number does not take part; the rule begins anew behind it. False when the poll ended the
@@ -38,15 +34,12 @@ class LeastActiveWindow {
     int64_t Start() const { return bestStart_; }
     // The rule's sum of squared deviations of that window.
     double Squares() const { return bestSquares_; }
-    // The same of the window with the greatest sum; -1 where it is not sought.
-    int64_t GreatestStart() const { return greatestStart_; }
-    double GreatestSquares() const { return greatestSquares_; }
 
   private:
     struct Candidate {
         size_t end;  // of the window, an index into samples_
         double sum;
-        double bound;  // the rule's result is not below it, or of a greatest one not above it
+        double bound;  // the rule's result is not below it
     };
 
     void TakeStretch(std::span<const float> samples);
@@ -55,7 +48,6 @@ class LeastActiveWindow {
     void Bound(size_t end);
     void JudgeCandidates();
     void Judge(const Candidate& candidate);
-    void JudgeGreatest(const Candidate& candidate);
     double SquaresOf(const Candidate& candidate, double stopAt) const;
     int64_t StartOf(const Candidate& candidate) const;
     void Restart();
@@ -66,11 +58,6 @@ class LeastActiveWindow {
     int64_t bestStart_ = -1;
     std::vector<Candidate> candidates_;
     double leastUpper_;  // of the candidates
-    bool seeksGreatest_;
-    double greatestSquares_ = 0.0;
-    int64_t greatestStart_ = -1;
-    std::vector<Candidate> greatestCandidates_;
-    double greatestLower_ = 0.0;
 
     // The stretch of finite samples at work.
     std::vector<float> samples_;  // its latest samples

@@ -15,14 +15,19 @@ void WindowSums::LongSum::Add(double value) {
 
 WindowSums::WindowSums(int64_t length) : ring_(static_cast<size_t>(std::max<int64_t>(length, 1))) {}
 
+void WindowSums::StartAt(int64_t position) {
+    taken_ = oldest_ = 0;
+    sum_ = {};
+    position_ = position;
+}
+
 void WindowSums::Add(std::span<const float> samples) {
     for (const float sample : samples) {
-        ++position_;
         if (!std::isfinite(sample)) {
-            taken_ = oldest_ = 0;
-            sum_ = {};
+            StartAt(position_ + 1);
             continue;
         }
+        ++position_;
         if (taken_ == ring_.size())
             sum_.Add(-double{ring_[oldest_]});
         else

@@ -13,6 +13,8 @@ class WindowSums {
     // Windows of `length` samples, at least 1.
     explicit WindowSums(int64_t length);
 
+    // The next sample is the one at this position, and does not neighbour those before.
+    void StartAt(int64_t position);
     // The next samples, from position 0 on. A window with a sample that is no finite number does not take
     // part.
     void Add(std::span<const float> samples);

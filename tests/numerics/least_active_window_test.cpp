@@ -18,8 +18,7 @@ struct Found {
 };
 
 // All windows of `samples`, the squares of each summed in full.
-// With the sign -1 the greatest sum is best.
-Found PlainRule(const std::vector<float>& samples, size_t n, double sign = 1.0) {
+Found PlainRule(const std::vector<float>& samples, size_t n) {
     Found best;
     double sum = 0.0;
     for (size_t i = 0; i < samples.size(); ++i) {
@@ -29,7 +28,7 @@ Found PlainRule(const std::vector<float>& samples, size_t n, double sign = 1.0) 
         const double mean = sum / static_cast<double>(n);
         double squares = 0.0;
         for (size_t k = i + 1 - n; k <= i; ++k) squares += (samples[k] - mean) * (samples[k] - mean);
-        if (best.start >= 0 && !(sign * squares < sign * best.squares)) continue;
+        if (best.start >= 0 && !(squares < best.squares)) continue;
         best = {static_cast<int64_t>(i + 1 - n), squares};
     }
     return best;
@@ -78,24 +77,6 @@ TEST(LeastActiveWindow, IsTheRulesBitForBit) {
                 const Found found = Search(samples, n, block);
                 ASSERT_EQ(found.start, plain.start);
                 ASSERT_EQ(found.squares, plain.squares);
-            }
-}
-
-// The greatest by the rule is the least of sums with the other sign.
-TEST(LeastActiveWindow, TheGreatestIsTheRulesToo) {
-    std::mt19937 random(11);
-    for (const Draw& draw : signals)
-        for (const size_t n : {2, 10, 101, 400})
-            for (const size_t block : {13, 100000}) {
-                SCOPED_TRACE(testing::Message() << &draw - signals << " " << n << " " << block);
-                const std::vector<float> samples = Signal(draw, random);
-                const Found plain = PlainRule(samples, n), greatest = PlainRule(samples, n, -1.0);
-                LeastActiveWindow search(static_cast<int64_t>(n), LeastActiveWindow::Seeks::leastAndGreatest);
-                for (size_t at = 0; at < samples.size(); at += block)
-                    search.Add(std::span(samples).subspan(at, std::min(block, samples.size() - at)));
-                ASSERT_EQ(search.Start(), plain.start);
-                ASSERT_EQ(search.GreatestStart(), greatest.start);
-                ASSERT_EQ(search.GreatestSquares(), greatest.squares);
             }
 }
 
