@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <optional>
 
 #include "document/trace_stretches.h"
@@ -66,6 +65,7 @@ class EventWindows {
     // False where none of them is whole.
     bool Read(int32_t onset, std::span<float> to) {
         const int64_t multiplier = std::ssize(measures_);
+        if (multiplier == 1) return raised_.Read(onset, to);
         const int64_t first = onset * multiplier - multiplier / 2;
         const auto better = isScaled_ ? Better::larger : Better::smaller;
         if (raised_.Read(first, row_)) {
@@ -91,8 +91,10 @@ class EventWindows {
 
   private:
     void Measure(std::span<const float> samples, std::span<float> to) {
-        isScaled_ ? scaled_.Measure(samples, to, -std::numeric_limits<float>::infinity())
-                  : error_.Measure(samples, to);
+        if (!isScaled_) return error_.Measure(samples, to);
+        // So few windows are not worth a transform.
+        const size_t bins = samples.size() - to.size() + 1;
+        for (size_t k = 0; k < to.size(); ++k) to[k] = scaled_.FitOf(samples.subspan(k, bins)).criterion;
     }
 
     RaisedTrace& raised_;
