@@ -16,6 +16,7 @@ namespace {
 constexpr uint32_t hillVersion = 1;
 constexpr double greatestHillSamples = 2147483547.0;
 constexpr size_t hillsWithoutProgress = 100, hillsBetweenPolls = 64;
+constexpr const char* noHillsKey = "CEventHillAnalysisNoneLeft";
 constexpr const char* hillDirections[] = {"peaks", "troughs"};
 constexpr const char* hillMeasures[] = {"centre", "edge"};
 
@@ -222,9 +223,15 @@ void CEventHillAnalysis::TakeFound(const EventJob& job) {
     m_found = static_cast<const Job&>(job).result;
     for (size_t i = 0; i < m_thresholds.size(); ++i)
         if (Uses(i) && m_thresholds[i].isBySd) m_thresholds[i].value = m_found->thresholds[i];
-    // The window tells it beside the number of events.
-    if (const std::string why = WhyNone(); !why.empty() && !IsAttended())
-        Tell("Nothing was found: " + why + ".");
+}
+
+bool CEventHillAnalysis::Write(OperationJob& job, UndoScope& undo) {
+    if (!CEventWndBaseDlg::Write(job, undo)) return false;
+    const std::string why = WhyNone();
+    if (why.empty()) return true;
+    const std::string text = "Nothing was found: " + why + ".";
+    IsAttended() ? void(GetHost().Notice(noHillsKey, Title(), text)) : Tell(text);
+    return true;
 }
 
 // What the channel's record keeps of the detection: nothing of an earlier one stays.

@@ -68,6 +68,7 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     void Describe(ParamList& list) override;
     std::unique_ptr<OperationJob> MakeJob() override;
     void ForgetFound() override { m_found.reset(); }
+    bool Write(OperationJob& job, UndoScope& undo) override;
     void TakeLook(const EventJob& job) override;
     void TakeFound(const EventJob& job) override;
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;

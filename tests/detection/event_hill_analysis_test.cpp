@@ -79,6 +79,7 @@ TEST_F(EventHillAnalysisTest, WritesTheHillsWithTheirHeights) {
     const std::vector<Result> results = operation.Results();
     ASSERT_EQ(results.size(), 1u) << "what was applied is told all the same";
     EXPECT_EQ(std::get<double>(results[0].values[1].second), 6.0);
+    EXPECT_EQ(host.notices.back().text, "Nothing was found: " + operation.RunSummary() + ".");
     Set("mergeFoothills", "50");
     RunMessages messages;
     operation.SendMessagesTo(&messages);
