@@ -97,7 +97,15 @@ std::vector<double> Unscaled(const std::vector<double>& scaled, double middle, d
     return powers;
 }
 
+double Horner(const std::vector<double>& powers, double x) {
+    double sum = 0.0;
+    for (size_t k = powers.size(); k-- > 0;) sum = sum * x + powers[k];
+    return sum;
+}
+
 }  // namespace
+
+double RobustPolynomial::At(double x) const { return Horner(scaledPowers, (x - middle) / half); }
 
 RobustPolynomial FitRobustPolynomial(std::span<const double> x, std::span<const double> y, int degree,
                                      const std::function<void()>& between) {
@@ -111,9 +119,9 @@ RobustPolynomial FitRobustPolynomial(std::span<const double> x, std::span<const 
         different.insert(places[i]);
     Fit fit(std::move(places), y, std::min(degree, static_cast<int>(different.size()) - 1), between);
     fit.Run();
-    std::vector<double> powers = Unscaled(fit.Powers(), middle, half);
+    std::vector<double> scaled = fit.Powers(), powers = Unscaled(scaled, middle, half);
     powers.resize(static_cast<size_t>(degree) + 1, 0.0);
-    return {std::move(powers), fit.Values(), fit.Mad()};
+    return {std::move(powers), std::move(scaled), middle, half, fit.Values(), fit.Mad()};
 }
 
 }  // namespace kymora

@@ -8,10 +8,17 @@
 namespace kymora {
 
 struct RobustPolynomial {
-    std::vector<double> powers;  // factors of x^0, x^1, ..
-    std::vector<double> fit;     // at each point
-    double mad = 0.0;            // median of the distances from it
+    // Factors of x^0, x^1, .. Far from 0 their terms are large and all but cancel: At keeps the digits.
+    std::vector<double> powers;
+    std::vector<double> scaledPowers;  // of (x - middle) / half
+    double middle = 0.0, half = 1.0;
+    std::vector<double> fit;  // at each point
+    double mad = 0.0;         // median of the distances from it
     bool IsThere() const { return !powers.empty(); }
+    // A polynomial can go through as many points as it has factors, so that up to twice as many tell nothing
+    // of how far points lie from it: their median distance may be 0.
+    bool TellsDistances() const { return fit.size() > 2 * scaledPowers.size(); }
+    double At(double x) const;
 };
 
 // Least squares with Tukey's bisquare weights, (1 - (e / s)^2)^2 with s = 4.685 x median |e| / 0.6745 (P. W.

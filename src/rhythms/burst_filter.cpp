@@ -23,6 +23,13 @@ void Join(std::vector<Burst>& bursts, int64_t minInterval) {
     bursts = std::move(joined);
 }
 
+// Also those that the burst reaches over, since one of its events is longer.
+int64_t CountWithin(const EventTrain& train, const Burst& burst) {
+    const auto first = train.onsets.begin() + burst.events.first;
+    const auto count = std::lower_bound(first, train.onsets.end(), burst.offset) - first;
+    return std::max<int64_t>(count, burst.events.Count());
+}
+
 }  // namespace
 
 std::vector<Burst> FilterBursts(const EventTrain& train, std::span<const EventStretch> found,
@@ -36,7 +43,7 @@ std::vector<Burst> FilterBursts(const EventTrain& train, std::span<const EventSt
     std::erase_if(bursts, [&](const Burst& burst) {
         const bool isShort =
             limits && filter.minDuration > 1 && int64_t{burst.offset} - burst.onset < filter.minDuration;
-        return isShort || burst.events.Count() < filter.minEvents;
+        return isShort || CountWithin(train, burst) < filter.minEvents;
     });
     return bursts;
 }

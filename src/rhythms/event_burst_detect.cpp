@@ -366,9 +366,9 @@ void CEventBurstDetect::GetParamText(std::string& text) {
     } else {
         if (IsSurprise()) text += fmt::format("Surprise level = {:f}\r\n", m_fSurprise);
         text += fmt::format("Max in-burst interval = {:f}\r\n", m_fMaxInBurst);
+        if (m_bUsePercentile) text += fmt::format("Max in-burst interval from %ile: {:f}\r\n", m_fPercentile);
     }
     if (Is(BurstMethod::logIntervals) && m_cut) text += fmt::format("Interval cut = {:f}\r\n", *m_cut);
-    if (m_bUsePercentile) text += fmt::format("Max in-burst interval from %ile: {:f}\r\n", m_fPercentile);
     if (IsSurprise() && m_bFilter) text += "Filter applied\r\n";
     if (Filters())
         text += fmt::format("Min inter-burst interval = {:f}\r\nMin burst duration = {:f}\r\n"

@@ -156,9 +156,8 @@ std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {
     job->route = static_cast<PatternRoute>(m_nRoute);
     if (!RetrieveData()) return nullptr;
     const CEventChan& source = doc.eventChannels[static_cast<size_t>(m_nChannel1)];
-    const bool readsSource = Is(PatternRoute::minOffOn) || Is(PatternRoute::poisson);
     if (Is(PatternRoute::hillValley)) TakeTrace(*job);
-    if (readsSource) {
+    if (ReadsSource()) {
         if (source.GetNumEvents() == 0)
             throw JobRefused(IsAttended() ? fmt::format("{}\r\n\t{}: {}", doc.filePath.string(), Title(),
                                                         noSourceEventsText)
@@ -232,6 +231,10 @@ Pattern CEventRhythmHelper::PatternNow() const {
         pattern.stretches = UnbrokenStretches(doc, parent >= 0 && parent < doc.traceCount ? parent : 0);
     pattern.sampleInterval = doc.sampleInterval;
     return pattern;
+}
+
+bool CEventRhythmHelper::ReadsSource() const {
+    return Is(PatternRoute::minOffOn) || Is(PatternRoute::poisson);
 }
 
 int CEventRhythmHelper::GapTrace() const {
@@ -469,12 +472,21 @@ std::vector<Result> CEventRhythmHelper::Results() {
     if (!Document() || RhythmChannel().GetNumEvents() == 0) return {};
     const Analysed& now = Now();
     Findings found = GetFindings();
+    const auto few = [&](const RobustPolynomial& trend, const char* what, Result& result) {
+        if (!trend.TellsDistances())
+            result.values.emplace_back(
+                what,
+                fmt::format("{} values are too few to tell outliers of degree {}: at least {} are needed",
+                            trend.fit.size(), m_nDegree, 2 * trend.scaledPowers.size() + 1));
+    };
     Result outliers{"Outliers",
                     {{"Events", static_cast<int64_t>(now.pattern.events.size())},
                      {"Outliers", static_cast<int64_t>(now.outliers.size())},
                      {"Fixed", static_cast<int64_t>(m_fixed.size())}},
                     found.columns,
                     {}};
+    few(now.trends.frequencyTrend, "Frequency", outliers);
+    few(now.trends.durationTrend, "Duration", outliers);
     std::vector<std::vector<ResultValue>> rows;
     for (Finding& finding : found.rows) rows.push_back(std::move(finding.values));
     outliers.SetRows(std::move(rows));

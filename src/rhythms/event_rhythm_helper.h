@@ -67,6 +67,7 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
     void AppendReport(std::string& text, const EventJob& job) override;
+    bool ReadsSource() const override;
     void OnEventChanChanged(int channel) override;
 
   private:

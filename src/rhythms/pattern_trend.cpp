@@ -13,12 +13,6 @@ namespace {
 constexpr int mostPasses = 20;
 constexpr double roundingShare = 1e-6;  // of a trend's value; residuals below it are none
 
-double Polynomial(const std::vector<double>& powers, double x) {
-    double sum = 0.0;
-    for (size_t k = powers.size(); k-- > 0;) sum = sum * x + powers[k];
-    return sum;
-}
-
 // The trend of the values that there are.
 RobustPolynomial TrendOf(const std::vector<double>& times, const std::vector<double>& values, int degree,
                          std::vector<double>& fit, const std::function<void()>& between) {
@@ -41,8 +35,9 @@ class Fixes {
     Fixes(const Pattern& pattern, const PatternTrends& trends, double limit)
         : pattern_(pattern), trends_(trends), limit_(limit) {}
 
-    bool IsOutlier(double value, double fit, double mad) const {
-        return std::fabs(value - fit) > limit_ * mad + roundingShare * std::fabs(fit);
+    bool IsOutlier(double value, double fit, const RobustPolynomial& trend) const {
+        return trend.TellsDistances() &&
+               std::fabs(value - fit) > limit_ * trend.mad + roundingShare * std::fabs(fit);
     }
 
     PatternFix ForLowFrequency(size_t i) const {
@@ -95,7 +90,7 @@ class Fixes {
     }
     int32_t OffsetByTrend(int32_t on) const {
         const double duration =
-            Polynomial(trends_.durationTrend.powers, on * pattern_.sampleInterval) / pattern_.sampleInterval;
+            trends_.durationTrend.At(on * pattern_.sampleInterval) / pattern_.sampleInterval;
         return RoundHalfAway(on + std::max(1.0, duration));
     }
     // How far interval and duration would lie from the trends at the event, in MADs; what does not exist does
@@ -174,12 +169,12 @@ std::vector<PatternOutlier> FindPatternOutliers(const Pattern& pattern, const Pa
     const Fixes fixes(pattern, trends, limit);
     for (size_t i = 0; i < pattern.events.size(); ++i) {
         const double frequency = trends.frequency[i], fit = trends.frequencyFit[i];
-        if (std::isfinite(frequency) && fixes.IsOutlier(frequency, fit, trends.frequencyTrend.mad)) {
+        if (std::isfinite(frequency) && fixes.IsOutlier(frequency, fit, trends.frequencyTrend)) {
             const bool isLow = frequency < fit;
             outliers.push_back({isLow ? OutlierKind::lowFrequency : OutlierKind::highFrequency, i, frequency,
                                 fit, isLow ? fixes.ForLowFrequency(i) : fixes.ForHighFrequency(i)});
         }
-        if (fixes.IsOutlier(trends.duration[i], trends.durationFit[i], trends.durationTrend.mad))
+        if (fixes.IsOutlier(trends.duration[i], trends.durationFit[i], trends.durationTrend))
             outliers.push_back(
                 {OutlierKind::width, i, trends.duration[i], trends.durationFit[i], fixes.ForWidth(i)});
     }

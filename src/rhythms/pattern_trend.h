@@ -57,11 +57,12 @@ struct PatternTrends {
 // `between` is called every now and then, and may throw to end it.
 PatternTrends FitPattern(const Pattern& pattern, int degree, const std::function<void()>& between = {});
 
-// What lies further from a trend than `limit` times the MAD of its residuals (rounding errors apart), by
-// event, its frequency before its width. A long interval gets an event for each missing cycle, of the trend's
-// duration. A short one loses one of its events, or both become one, whichever leaves the smallest residuals
-// of frequency and duration, each relative to its MAD, unless its own is smaller still. A wrong width becomes
-// that of the trend, as far as the next event leaves room.
+// What lies further from a trend than `limit` times the MAD of its residuals (rounding errors apart; of a
+// trend that tells no distances there is nothing), by event, its frequency before its width. A long interval
+// gets an event for each missing cycle, of the trend's duration. A short one loses one of its events, or both
+// become one, whichever leaves the smallest residuals of frequency and duration, each relative to its MAD,
+// unless its own is smaller still. A wrong width becomes that of the trend, as far as the next event leaves
+// room.
 std::vector<PatternOutlier> FindPatternOutliers(const Pattern& pattern, const PatternTrends& trends,
                                                 double limit);
 

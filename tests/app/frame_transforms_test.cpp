@@ -93,7 +93,8 @@ TEST_F(FrameTransformsTest, DiagnosticTracesReplaceTheRecordingAndUndoTakesThemA
     EXPECT_EQ(made.GetNumEvents(2), 99);
     EXPECT_EQ(window->Block().Document(), &made);
     EXPECT_FALSE(window->Block().Results().empty()) << "what was found holds for the new recording";
-    EXPECT_LT(made.eventChannels[2].GetDisplayPosition(), 1.0 - double{frame->ActiveChild()->View().m_fDataArea})
+    EXPECT_LT(made.eventChannels[2].GetDisplayPosition(),
+              1.0 - double{frame->ActiveChild()->View().m_fDataArea})
         << "the new row stands above the traces";
     ASSERT_TRUE(made.Undo().Undo());
     EXPECT_EQ(frame->Documents().at(0)->traceCount, 2);
@@ -248,7 +249,8 @@ TEST_F(UndoTransformTest, AWindowStaysAtItsSamplesOrItsTimes) {
     };
     const double interval = child.Document().sampleInterval;
     CDatumLines& cursors = child.View().DatumLines();
-    cursors.AddVertLineAt((child.View().Plot().layout.plot.left + child.View().Plot().layout.plot.right) / 2.0);
+    cursors.AddVertLineAt((child.View().Plot().layout.plot.left + child.View().Plot().layout.plot.right) /
+                          2.0);
     CChangeTimebase timebase;
     run(timebase, "newSampleInterval", fmt::format("{}", interval * 10.0).c_str());
     ExpectViewport(child, 10000.0, 30000.0);

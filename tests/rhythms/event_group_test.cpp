@@ -89,6 +89,22 @@ TEST_F(EventGroupTest, RejectedBurstsAreDeleted) {
     EXPECT_EQ(Found(1), bothBursts_);
 }
 
+// A long event reaches over others, which lie within its burst as well.
+TEST_F(EventGroupTest, EventsWithinABurstCount) {
+    Fill(0, {{0, 1}, {5, 1000}, {500, 501}, {505, 506}});
+    CEventBurstDetect detect;
+    const auto least = [&](const char* events) {
+        return With({{"method", "2"},
+                     {"maxInBurstInterval", "50"},
+                     {"maxIntervalWithinBurst", "50"},
+                     {"minEvents", events}});
+    };
+    ASSERT_EQ(Run(detect, least("4")), "");
+    EXPECT_EQ(Found(1), (Spans{{0, 1000}}));
+    ASSERT_EQ(Run(detect, least("5")), "");
+    EXPECT_TRUE(Found(1).empty());
+}
+
 TEST_F(EventGroupTest, LogIntervalsCutByThemselves) {
     std::vector<int> intervals;
     for (int i = 0; i < 60; ++i)
@@ -183,7 +199,12 @@ TEST_F(EventGroupTest, PercentileOfTheIntervals) {
     EXPECT_EQ(detect.m_fMaxWithin, 45.0f);
     std::string report;
     detect.GetParamText(report);
-    EXPECT_NE(report.find("Max in-burst interval from %ile: 85.000000\r\n"), std::string::npos);
+    const char* line = "Max in-burst interval from %ile: 85.000000\r\n";
+    EXPECT_NE(report.find(line), std::string::npos);
+    detect.m_nMethod = 2;
+    report.clear();
+    detect.GetParamText(report);
+    EXPECT_EQ(report.find(line), std::string::npos) << "the manual method has a line of its own";
     Train({10, 20});
     Fill(1, {{5, 6}});
     EXPECT_EQ(Run(detect, With({})), tooFewIntervalsText);
@@ -355,6 +376,9 @@ TEST_F(EventGroupTest, HelperFixesWhatIsRejected) {
     Fill(1, spans);
     CEventRhythmHelper helper;
     Set(helper, With({{"route", "3"}, {"outlierLimit", "10"}}));
+    helper.m_nChannel1 = helper.m_nDestination;
+    EXPECT_EQ(helper.Validate(), "") << "a channel that stays needs no source";
+    helper.m_nChannel1 = 0;
     Findings outliers = helper.GetFindings();
     ASSERT_EQ(outliers.rows.size(), 2u);
     outliers.rows[1].verdict = Verdict::rejected;

@@ -100,6 +100,25 @@ TEST(PatternTrend, AutofixMendsWhatWasSpoilt) {
     }
 }
 
+// The terms of a polynomial of the time are huge there, and all but cancel.
+TEST(PatternTrend, FixesOfALatePatternFollowTheTrend) {
+    for (int degree = 1; degree <= 5; ++degree) {
+        Pattern pattern;
+        for (int32_t i = 0; i < 60; ++i) {
+            const int32_t on = 3'600'000 + 50 * i;
+            pattern.events.push_back({on, on + 25 + i % 2});
+        }
+        pattern.events[30].offPosition = pattern.events[30].onPosition + 1;
+        const PatternTrends trends = FitPattern(pattern, degree);
+        const auto outliers = FindPatternOutliers(pattern, trends, 8.0);
+        ASSERT_EQ(outliers.size(), 1u) << degree;
+        EXPECT_NEAR(trends.durationTrend.At(pattern.Time(30)), trends.durationFit[30], 1e-6) << degree;
+        ASSERT_EQ(outliers[0].fix.kind, FixKind::adjust) << degree;
+        const auto [on, off] = outliers[0].fix.spans[0];
+        EXPECT_NEAR(off - on, outliers[0].trend, 0.5 + 1e-6) << degree;
+    }
+}
+
 // Two cycles that are a little short and a little long are outliers, and nothing makes them better.
 TEST(PatternTrend, WhatIsALittleOffIsNotMended) {
     Pattern pattern = Rhythm();
@@ -118,6 +137,15 @@ TEST(PatternTrend, OfFewEvents) {
         EXPECT_TRUE(OutliersOf(pattern).empty()) << count;
         EXPECT_TRUE(AutofixPattern(pattern, 5, 3.0).empty()) << count;
     }
+    // A parabola goes through three of four frequencies, so that the fourth would lie any number of MADs
+    // away.
+    Pattern breaths;
+    breaths.sampleInterval = 1.0;
+    for (const int32_t on : {0, 4000, 7990, 12010, 15980}) breaths.events.push_back({on, on + 1500});
+    breaths.events[2].offPosition += 30;
+    EXPECT_TRUE(OutliersOf(breaths).empty());
+    EXPECT_FALSE(FitPattern(breaths, 2).frequencyTrend.TellsDistances());
+    EXPECT_EQ(FindPatternOutliers(breaths, FitPattern(breaths, 1), 3.0).size(), 1u) << "of five durations";
     // All onsets at one sample: no intervals.
     Pattern together = Rhythm(4);
     for (CEventKM& event : together.events) event = {7, 9};
