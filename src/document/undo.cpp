@@ -65,7 +65,8 @@ class ChannelChange : public UndoChange {
     }
     bool IsChange(const CDataDoc& doc) const override {
         const CEventChan& chan = doc.eventChannels[channel_];
-        return !chan.HasSameSettings(held_) || (withEvents_ && chan.Events() != held_.Events());
+        return !chan.HasSameSettings(held_) ||
+               (withEvents_ && (chan.Events() != held_.Events() || chan.EventExtra() != held_.EventExtra()));
     }
     size_t Bytes() const override { return held_.Events().size() * sizeof(CEventKM) + sizeof held_; }
     int Channel() const override { return static_cast<int>(channel_); }

@@ -12,6 +12,7 @@ namespace kymora {
 namespace {
 
 constexpr size_t blockRows = 128;
+constexpr size_t rowsBetweenPolls = 512 * blockRows;
 
 // A class with what its densities need and what a pass over the rows sums up for it.
 struct WorkingClass {
@@ -115,6 +116,7 @@ class ClusterSearch {
         if (table_.Rows() == 0) return result;
         const int first = FirstCount();
         result.reducedInitial = first != options_.initial;
+        result.started = first;
         result.state = State::singular;
         if (!Seed(static_cast<size_t>(first))) return result;
         result.state = Search(static_cast<size_t>(std::max(1, options_.desired)), result);
@@ -178,7 +180,7 @@ class ClusterSearch {
         const double limit = 0.01 * parameters_ * logValues_;
         for (double before = -std::numeric_limits<double>::infinity();; before = logLikelihood_) {
             if (poll_ && !poll_(static_cast<int>(classes_.size()))) return State::cancelled;
-            Expect();
+            if (!Expect()) return State::cancelled;
             if (!(logLikelihood_ - before > limit)) return State::found;
             if (!Maximise()) return State::singular;
         }
@@ -269,8 +271,9 @@ class ClusterSearch {
 
     // --- steps ---
 
-    // One pass: the log-likelihood, and the sums from which the maximisation makes the next classes.
-    void Expect() {
+    // One pass: the log-likelihood, and the sums from which the maximisation makes the next classes. False
+    // where it was ended.
+    bool Expect() {
         for (WorkingClass& one : classes_) {
             one.members = 0.0;
             one.deviations.assign(size_, 0.0);
@@ -278,8 +281,12 @@ class ClusterSearch {
         }
         logs_.resize(classes_.size());
         logLikelihood_ = 0.0;
-        for (size_t first = 0; first < table_.Rows(); first += blockRows)
+        for (size_t first = 0; first < table_.Rows(); first += blockRows) {
+            const bool isAsked = poll_ && first > 0 && first % rowsBetweenPolls == 0;
+            if (isAsked && !poll_(static_cast<int>(classes_.size()))) return false;
             ExpectBlock(first, std::min(blockRows, table_.Rows() - first));
+        }
+        return true;
     }
 
     void ExpectBlock(size_t first, size_t count) {

@@ -51,6 +51,7 @@ struct GaussianClusters {
     };
     State state = State::noRows;
     bool reducedInitial = false;  // there are too few rows for the initial number of classes
+    int started = 0;              // with so many classes
     std::vector<GaussianClass> classes;
     // For each row its class, counted from 0: that of the largest posterior, the first of equals. Rows that
     // are left out, being no finite numbers, have 0 too; `leftOut` lists them, ascending. Empty unless found.
@@ -60,7 +61,8 @@ struct GaussianClusters {
     double criterion = 0.0;
 };
 
-// Asked in every step with the number of classes at work; false ends the search.
+// Asked in every step, and within one over many rows, with the number of classes at work; false ends the
+// search.
 using ClusterPoll = std::function<bool(int classes)>;
 
 // Rows one after the other, `columns` (at least 1) values each; what does not fill a row does not count.
