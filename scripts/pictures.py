@@ -272,9 +272,28 @@ def tiled(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def sorting(program, demo, out):
+    with tempfile.TemporaryDirectory() as folder:
+        recording = shutil.copy(f"{demo}/demo_spikes.kymr-dat", f"{folder}/spikes.kymr-dat")
+        window = start(program, recording)
+        window.ask(resize={"width": 1180, "height": 900})
+        window.ask(viewport=SPAN)
+        window.ask(operation="event-merge-overlap", set={"channels": "a-c", "destination": "f"}, run=True)
+        window.ask(operation="event-merge-overlap", shut=True)
+        window_of_spike = {"channel1": "f", "windowStart": -0.8, "windowEnd": 1.2}
+        operation_picture(window, f"{out}/pca.png", "pca-nipals", set=dict(window_of_spike, trace=1), run=True)
+        window.ask(operation="pca-nipals", shut=True)
+        clusters = {"channel1": "f", "destination": "g", "desiredClusters": 0}
+        operation_picture(window, f"{out}/clusters.png", "cluster-ctrl", set=clusters, run=True)
+        window.ask(operation="cluster-ctrl", shut=True)
+        both = dict(window_of_spike, traces="1-2", destination="h", desiredClusters=0)
+        operation_picture(window, f"{out}/ntrode.png", "n-trode-pca", set=both, run=True)
+        window.ask(quit=True, discard=True)
+
+
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, sorting, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

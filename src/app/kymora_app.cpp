@@ -110,6 +110,7 @@ void CKymora32App::ReadOptions() {
     }
     if (session_.options.eventChannelMode != maxEventChannels)
         session_.options.eventChannelMode = letterChannels;
+    session_.options.clusterCommand = settings.value("Clustering program").toString().toStdString();
     // What no file keeps of a view.
     ViewHabits& habits = session_.viewHabits;
     habits.m_crBackground =
@@ -137,6 +138,7 @@ void CKymora32App::WriteOptions() const {
     Options kept = session_.options;
     if (session_.numbersForSession) kept.eventChannelMode = letterChannels;
     for (const StoredOption& option : storedOptions) settings.setValue(option.key, kept.*option.member);
+    settings.setValue("Clustering program", ToQString(kept.clusterCommand));
     const ViewHabits& habits = session_.viewHabits;
     if (habits.m_crBackground == ThemePaper(static_cast<Theme>(session_.options.theme)))
         settings.remove("Paper");

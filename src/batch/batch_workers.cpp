@@ -287,6 +287,7 @@ std::string BatchWorkers::SetupLine() const {
                  {"seed", settings.like.seed},
                  {"decimal", std::string(1, settings.like.decimalSeparator)},
                  {"bootstrap", settings.like.options.bootstrapReps},
+                 {"clusterCommand", ToHex(settings.like.options.clusterCommand)},
                  {"binary", ToJson(settings.like.binaryFile)},
                  {"text", ToJson(settings.like.textFile)},
                  {"palette", settings.like.options.palette},
@@ -474,6 +475,7 @@ int ServeBatch(const std::function<bool()>& wasInterrupted) {
     session.Seed(setup.at("seed"));
     session.decimalSeparator = setup.at("decimal").get<std::string>().at(0);
     session.options.bootstrapReps = setup.at("bootstrap");
+    session.options.clusterCommand = FromHex(setup.at("clusterCommand").get<std::string>());
     session.binaryFile = BinaryOf(setup.at("binary"));
     session.textFile = TextOf(setup.at("text"));
     session.options.palette = setup.at("palette");

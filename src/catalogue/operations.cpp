@@ -38,6 +38,10 @@
 #include "rhythms/event_burst_detect.h"
 #include "rhythms/event_rhythm_detect.h"
 #include "rhythms/event_rhythm_helper.h"
+#include "sorting/cluster_ctrl.h"
+#include "sorting/cluster_traces.h"
+#include "sorting/ntrode_pca.h"
+#include "sorting/pca_nipals.h"
 #include "templates/multi_trace_pattern.h"
 #include "templates/pattern_recognition.h"
 #include "templates/template_error_hist.h"
@@ -76,6 +80,7 @@ constexpr std::string_view arithmeticMenu = "T&ransform/&Arithmetic";
 constexpr std::string_view resampleMenu = "T&ransform/&Sample rate";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
 constexpr std::string_view groupMenu = "Anal&yse/&Bursts and rhythm";
+constexpr std::string_view sortMenu = "Anal&yse/&Spike sorting";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
@@ -193,6 +198,16 @@ std::span<const Operation> Operations() {
          "Makes an event of each stretch in which events follow each other at regular intervals", Make<CEventRhythmDetect>},
         {"CEventRhythmHelper", groupMenu, "Rhythm analysis &helper...",
          "Makes a channel of pattern events, follows their frequency and duration, and mends those that do not fit", Make<CEventRhythmHelper>},
+        {"CPCANipals", sortMenu, "PCA (&NIPALS)...",
+         "Finds the principal components of the waveforms of events, one after the other, and keeps the weights with the events", Make<CPCANipals>},
+        {"CPrincipalComponentAnalysis", sortMenu, "PCA (c&ovariance)...",
+         "Finds the principal components of the waveforms of events by their covariance matrix, and keeps the weights with the events", Make<CPrincipalComponentAnalysis>},
+        {"CClusterCtrl", sortMenu, "&Cluster events...",
+         "Finds clusters of events by any of their parameters, and how many there are", Make<CClusterCtrl>},
+        {"CNTrodePCA", sortMenu, "PCA and clusters of &several traces...",
+         "Finds the principal components of waveforms on one or several traces at once, and the clusters of their weights", Make<CNTrodePCA>},
+        {"CClusterTraces", sortMenu, "Cluster &traces...",
+         "Finds clusters of traces whose courses resemble each other, by their principal components", Make<CClusterTraces>},
         {"CPatternRecognition", detectMenu, "Template Re&cognition...",
          "Makes an event of each place in a trace where the signal resembles a captured waveform", Make<CPatternRecognition>},
         {"CMultiTracePatternRecognition", detectMenu, "&Multi-Trace Template Recognition...",

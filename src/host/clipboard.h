@@ -8,6 +8,8 @@ namespace kymora {
 
 // Event channels with their events.
 inline constexpr const char* eventChansFormat = "KMClipboardEventChans";
+// Text in UTF-8.
+inline constexpr const char* plainTextFormat = "text/plain";
 // A whole native file, which other programs of the house put there.
 inline constexpr const char* recordingFormat = "NetlumenForKymoraClipboard";
 

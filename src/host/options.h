@@ -24,6 +24,8 @@ struct Options {
     int hitMargin = 3;                      // "Hit margin", pixels, 0 to 20
     int eventChannelMode = letterChannels;  // "Event channel number": 26 letters or 999 numbers
     int bootstrapReps = 1000;               // "Bootstrap reps"
+    // "Clustering program": the command of an outside program that takes over the clustering; empty for none.
+    std::string clusterCommand;
     int theme = 0;      // "Theme": colours of the windows; 0 as the system, 1 light, 2 dark
     int hoverCard = 1;  // "Hover card": what lies under the mouse is told beside it
     int palette = 0;    // "Palette": a Palette, of traces and channels without a colour

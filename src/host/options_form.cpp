@@ -30,12 +30,17 @@ bool AskOptions(Session& session) {
             "they are closed. 0 keeps nothing: a transform then asks first.")
         .Limits(0, greatestUndoShare)
         .Step(10);
+    form.AddText(
+        "clusterCommand", "Clustering program", options.clusterCommand,
+        "The command of a program that clusters in place of Kymora. It gets the name of a text file, a row "
+        "of numbers in each line, and prints the cluster of each row, from 1.");
     if (!session.host.AskForm(form)) return false;
     options.cancelSelectionAfterAction = form.Flag("cancelSelection") ? 1 : 0;
     options.hitMargin = form.Integer("hitMargin");
     options.eventChannelMode = form.Choice("channelMode") == 0 ? letterChannels : maxEventChannels;
     session.numbersForSession = false;  // what the user has seen and accepted is kept
     options.bootstrapReps = form.Integer("bootstrapReps");
+    options.clusterCommand = form.Text("clusterCommand");
     options.palette = form.Choice("palette");
     options.transformUndoShare = form.Integer("transformUndoShare");
     return true;

@@ -11,6 +11,9 @@ namespace kymora {
 namespace {
 
 constexpr size_t rowsAtOnce = 4;
+constexpr size_t productsAtOnce = 1 << 20;  // between two words about how far it is
+constexpr size_t rowsToldOf = 1024;
+constexpr Eigen::Index columnsAtOnce = 256;
 // The squared length of a residual that is rounding alone, in parts of that of the data: samples are single.
 constexpr double nothingLeft = 1e-13;
 
@@ -54,9 +57,12 @@ class CentredRows {
     }
 
     // Sums of the products of columns: columns x columns, all of it.
-    std::vector<double> Products() const {
+    std::vector<double> Products(const RowsDone& rowsDone) const {
         std::vector<double> sums(columns_ * columns_), some(rowsAtOnce * columns_);
+        const size_t toldEvery = std::max<size_t>(1, productsAtOnce / (columns_ * columns_)) * rowsAtOnce;
         for (size_t row = 0; row < Count(); row += rowsAtOnce) {
+            if (rowsDone && row % toldEvery == 0)
+                rowsDone(static_cast<double>(row) / static_cast<double>(Count()));
             std::ranges::fill(some, 0.0);
             for (size_t i = 0; i < std::min(rowsAtOnce, Count() - row); ++i)
                 Take(row + i, std::span(some).subspan(i * columns_, columns_));
@@ -88,9 +94,9 @@ class CentredRows {
 // than columns the products of its columns, from which the loadings come without another look at the rows.
 class Residual {
   public:
-    explicit Residual(const CentredRows& rows) : rows_(rows), row_(rows.Columns()) {
+    Residual(const CentredRows& rows, const RowsDone& rowsDone) : rows_(rows), row_(rows.Columns()) {
         if (rows.Count() >= rows.Columns()) {
-            products_ = rows.Products();
+            products_ = rows.Products(rowsDone);
         } else {
             values_.resize(rows.Count() * rows.Columns());
             for (size_t r = 0; r < rows.Count(); ++r) rows.Take(r, RowOf(r));
@@ -211,15 +217,67 @@ std::optional<int> Iterate(const Residual& residual, size_t component, double to
     return passes;
 }
 
+// A loading with its largest value, the first of equals, turned to be positive.
+void PutLoading(PrincipalComponents& result, size_t component, std::span<const double> vector) {
+    const auto largest = std::max_element(vector.begin(), vector.end(),
+                                          [](double a, double b) { return std::fabs(a) < std::fabs(b); });
+    const double sign = *largest < 0.0 ? -1.0 : 1.0;
+    for (size_t i = 0; i < vector.size(); ++i)
+        result.loadings[component * result.columns + i] = sign * vector[i];
+}
+
+// Of the covariance matrix. Eigenvalues come in rising order.
+void TakeEigenvectors(const CentredRows& rows, double divisor, const RowsDone& rowsDone,
+                      PrincipalComponents& result) {
+    const std::vector<double> products = rows.Products(rowsDone);
+    const auto size = static_cast<Eigen::Index>(rows.Columns());
+    const Eigen::MatrixXd covariance =
+        Eigen::Map<const Eigen::MatrixXd>(products.data(), size, size) / divisor;
+    const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(covariance);
+    result.totalVariance = covariance.trace();
+    for (size_t c = 0; c < result.components; ++c) {
+        const Eigen::Index at = size - 1 - static_cast<Eigen::Index>(c);
+        result.variances[c] = std::max(0.0, solver.eigenvalues()[at]);
+        const Eigen::VectorXd vector = solver.eigenvectors().col(at);
+        PutLoading(result, c, {vector.data(), rows.Columns()});
+    }
+}
+
+// Of the products of the rows, which have the same eigenvalues but for those of 0.
+void TakeEigenvectorsOfRows(const CentredRows& rows, double divisor, const RowsDone& rowsDone,
+                            PrincipalComponents& result) {
+    const auto size = static_cast<Eigen::Index>(rows.Count());
+    const auto columns = static_cast<Eigen::Index>(rows.Columns());
+    Eigen::MatrixXd centred(columns, size);  // a row of the data in each column
+    for (Eigen::Index r = 0; r < size; ++r)
+        rows.Take(static_cast<size_t>(r), {centred.col(r).data(), rows.Columns()});
+    Eigen::MatrixXd products = Eigen::MatrixXd::Zero(size, size);
+    for (Eigen::Index c = 0; c < columns; c += columnsAtOnce) {
+        if (rowsDone) rowsDone(static_cast<double>(c) / static_cast<double>(columns));
+        const auto some = centred.middleRows(c, std::min(columnsAtOnce, columns - c));
+        products += some.transpose() * some / divisor;
+    }
+    const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(products);
+    result.totalVariance = products.trace();
+    for (size_t c = 0; c < std::min(result.components, rows.Count()); ++c) {
+        const Eigen::Index at = size - 1 - static_cast<Eigen::Index>(c);
+        const double variance = solver.eigenvalues()[at];
+        if (!(variance > nothingLeft * result.totalVariance)) return;
+        result.variances[c] = variance;
+        const Eigen::VectorXd vector = (centred * solver.eigenvectors().col(at)).normalized();
+        PutLoading(result, c, {vector.data(), rows.Columns()});
+    }
+}
+
 }  // namespace
 
 std::optional<PrincipalComponents> FindComponentsByNipals(std::span<const float> rows, size_t columns,
                                                           const NipalsOptions& options,
-                                                          const NipalsPoll& poll) {
+                                                          const NipalsPoll& poll, const RowsDone& rowsDone) {
     const CentredRows centred(rows, columns, options.centring);
     PrincipalComponents result = Prepared(centred, options.components);
     result.passes.assign(options.components, 0);
-    Residual residual(centred);
+    Residual residual(centred, rowsDone);
     const double divisor = std::max(1.0, static_cast<double>(centred.Count()) - 1.0);
     result.totalVariance = residual.FirstSquaredLength() / divisor;
     size_t found = 0;
@@ -233,6 +291,7 @@ std::optional<PrincipalComponents> FindComponentsByNipals(std::span<const float>
     }
     std::vector<double> row(columns);
     for (size_t r = 0; r < centred.Count(); ++r) {
+        if (rowsDone && r % rowsToldOf == 0) rowsDone(1.0);
         centred.Take(r, row);
         for (size_t c = 0; c < found; ++c) {
             const double score = Dot(row, result.Loading(c));
@@ -244,30 +303,16 @@ std::optional<PrincipalComponents> FindComponentsByNipals(std::span<const float>
     return result;
 }
 
-PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size_t columns,
-                                               size_t components) {
+PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size_t columns, size_t components,
+                                               const RowsDone& rowsDone) {
     const CentredRows centred(rows, columns, Centring::mean);
     PrincipalComponents result = Prepared(centred, std::min(components, columns));
     const double divisor = std::max(1.0, static_cast<double>(centred.Count()) - 1.0);
-    const std::vector<double> products = centred.Products();
-    const auto size = static_cast<Eigen::Index>(columns);
-    const Eigen::MatrixXd covariance =
-        Eigen::Map<const Eigen::MatrixXd>(products.data(), size, size) / divisor;
-    const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(covariance);
-    result.totalVariance = covariance.trace();
-    for (size_t c = 0; c < result.components; ++c) {
-        // They come by rising eigenvalues.
-        const Eigen::Index at = size - 1 - static_cast<Eigen::Index>(c);
-        result.variances[c] = std::max(0.0, solver.eigenvalues()[at]);
-        const Eigen::VectorXd vector = solver.eigenvectors().col(at);
-        const auto largest = std::max_element(vector.begin(), vector.end(),
-                                              [](double a, double b) { return std::fabs(a) < std::fabs(b); });
-        const double sign = *largest < 0.0 ? -1.0 : 1.0;
-        for (size_t i = 0; i < columns; ++i)
-            result.loadings[c * columns + i] = sign * vector[static_cast<Eigen::Index>(i)];
-    }
+    centred.Count() < columns ? TakeEigenvectorsOfRows(centred, divisor, rowsDone, result)
+                              : TakeEigenvectors(centred, divisor, rowsDone, result);
     std::vector<double> row(columns);
     for (size_t r = 0; r < centred.Count(); ++r) {
+        if (rowsDone && r % rowsToldOf == 0) rowsDone(1.0);
         centred.Take(r, row);
         for (size_t c = 0; c < result.components; ++c)
             result.weights[r * result.components + c] = Dot(row, result.Loading(c));

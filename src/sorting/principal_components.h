@@ -45,17 +45,26 @@ struct PrincipalComponents {
 // Told after each pass of a component, counted from 0: how many passes it took so far, from 1, and the change
 // of the loading. False abandons.
 using NipalsPoll = std::function<bool(size_t component, int pass, double change)>;
+// Told how much of the sums over the rows is made, 0 to 1. Ends the work by an exception.
+using RowsDone = std::function<void(double done)>;
+
+// So many rows or columns, whichever are fewer, are as many as the covariance way takes: its eigenvectors
+// are found in one piece, which nobody can end.
+inline constexpr size_t mostEigenvectors = 600;
 
 // `rows` holds complete rows of `columns` values (at least 1 each), all finite. Component c begins with row c
 // of the residual, or where that is 0 with the row of the greatest length. Where nothing is left of the data
 // the weights and loadings of that component and the later ones are 0. Nothing where the poll abandons.
 std::optional<PrincipalComponents> FindComponentsByNipals(std::span<const float> rows, size_t columns,
                                                           const NipalsOptions& options,
-                                                          const NipalsPoll& poll = {});
+                                                          const NipalsPoll& poll = {},
+                                                          const RowsDone& rowsDone = {});
 
 // As many components as are wished and there are columns, by falling variance. The largest loading of each,
-// the first of equals, is positive. At least 2 rows, of finite values.
-PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size_t columns,
-                                               size_t components);
+// the first of equals, is positive. At least 2 rows, of finite values. Where there are fewer rows than
+// columns the eigenvectors are those of the products of the rows, from which the same loadings come; loadings
+// and weights of components without variance are then 0.
+PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size_t columns, size_t components,
+                                               const RowsDone& rowsDone = {});
 
 }  // namespace kymora
