@@ -280,6 +280,9 @@ def sorting(program, demo, out):
         window.ask(viewport=SPAN)
         window.ask(operation="event-merge-overlap", set={"channels": "a-c", "destination": "f"}, run=True)
         window.ask(operation="event-merge-overlap", shut=True)
+        band = {"traces": "1-2", "addMode": 0, "bandType": 2, "lowerCut": 300, "upperCut": 3000, "order": 2}
+        window.ask(operation="classic-filter", set=band, run=True, yes=True)
+        window.ask(operation="classic-filter", shut=True)
         window_of_spike = {"channel1": "f", "windowStart": -0.8, "windowEnd": 1.2}
         operation_picture(window, f"{out}/pca.png", "pca-nipals", set=dict(window_of_spike, trace=1), run=True)
         window.ask(operation="pca-nipals", shut=True)

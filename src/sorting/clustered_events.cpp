@@ -19,6 +19,7 @@ CClusteredEventsDlg::CClusteredEventsDlg(unsigned uses)
     : CEventAnalRgnBase(uses | usesChannel1 | usesDestination | usesText) {
     m_nDestination = 2;
     m_strDescription = "Clusters";
+    m_strLabel = "clusters";
 }
 
 void CClusteredEventsDlg::CheckChangeDoc(CDataDoc* doc) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "sorting/cluster_run.h"
 
@@ -60,10 +61,15 @@ GraphPane LoadingsPane(const PrincipalComponents& found, const WindowTimes& time
     pane.y = {"loading", {}};
     for (size_t c = 0; c < found.components; ++c) {
         GraphLayer curve{LayerKind::curve, fmt::format("PC {}", c + 1), GraphColour(c)};
-        const auto loading = found.Loading(c);
-        curve.y.assign(loading.begin(), loading.end());
-        for (size_t i = 0; i < found.columns; ++i)
-            curve.x.push_back(isOneTrace ? times.At(i) : static_cast<double>(i));
+        for (size_t i = 0; i < found.columns; ++i) {
+            const double at = isOneTrace ? times.At(i) : static_cast<double>(i);
+            if (i > 0 && i % times.samples == 0) {  // another trace
+                curve.x.push_back(at);
+                curve.y.push_back(std::numeric_limits<double>::quiet_NaN());
+            }
+            curve.x.push_back(at);
+            curve.y.push_back(found.Loading(c)[i]);
+        }
         pane.layers.push_back(std::move(curve));
     }
     return pane;
@@ -87,10 +93,13 @@ Result ComponentsTable(const PrincipalComponents& found) {
 
 Result LoadingsTable(const PrincipalComponents& found, const WindowTimes& times) {
     Result table{"loadings", {}, {{"time", "ms"}, {"mean", {}}}, {}};
+    if (!times.traces.empty()) table.columns.insert(table.columns.begin(), {"trace", {}});
     for (size_t c = 0; c < found.components; ++c) table.columns.push_back({fmt::format("PC {}", c + 1), {}});
     std::vector<std::vector<ResultValue>> rows;
     for (size_t i = 0; i < found.columns; ++i) {
         rows.push_back({times.At(i), found.means[i]});
+        if (!times.traces.empty())
+            rows.back().insert(rows.back().begin(), int64_t{times.traces[i / times.samples]} + 1);
         for (size_t c = 0; c < found.components; ++c) rows.back().emplace_back(found.Loading(c)[i]);
     }
     table.SetRows(std::move(rows));

@@ -31,6 +31,8 @@ std::vector<GraphAxis> WeightAxes(size_t components);
 struct WindowTimes {
     double startMs = 0.0, interval = 1.0;  // ms
     size_t samples = 0;
+    std::vector<int> traces{};  // from 0, where there are several
+
     double At(size_t column) const {
         return startMs + static_cast<double>(samples == 0 ? 0 : column % samples) * interval;
     }

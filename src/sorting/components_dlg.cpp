@@ -53,6 +53,8 @@ class CComponentsDlg::Job : public OperationJob {
         rows = ReadWaveformRows(samples, traces, starts, count, [&](uint64_t done) {
             progress.At(static_cast<uint64_t>(values * static_cast<double>(done) / windows));
         });
+        if (rows.Count() < starts.size())
+            context.Warn(fmt::format(leftOutText, starts.size() - rows.Count(), starts.size()));
         if (rows.Count() < leastPcaEvents) throw JobRefused(fewEventsText);
         const auto rowsDone = [&](double done) {
             progress.At(static_cast<uint64_t>(values + products * done));
@@ -97,8 +99,10 @@ void CComponentsDlg::TakeWindow(Job& job) {
     if (job.count < 2) throw JobRefused(fmt::format(shortWindowText, job.count));
     for (const int32_t index : job.result.events)
         job.starts.push_back(Source().Events()[static_cast<size_t>(index)].onPosition + before);
-    job.result.times = {static_cast<double>(before) * doc.sampleInterval, doc.sampleInterval,
-                        static_cast<size_t>(job.count)};
+    job.result.times = {static_cast<double>(before) * doc.sampleInterval,
+                        doc.sampleInterval,
+                        static_cast<size_t>(job.count),
+                        {}};
 }
 
 std::unique_ptr<OperationJob> CComponentsDlg::MakeJob() {
@@ -134,8 +138,6 @@ bool CComponentsDlg::Write(OperationJob& written, UndoScope& undo) {
     found.rows.assign(found.events.size(), -1);
     for (size_t row = 0; row < job.rows.read.size(); ++row)
         found.rows[job.rows.read[row]] = static_cast<int>(row);
-    if (const size_t left = found.events.size() - job.rows.read.size(); left > 0)
-        Tell(fmt::format(leftOutText, left, found.events.size()));
     KeepWeights(found, undo);
     std::string report;
     GetParamText(report);

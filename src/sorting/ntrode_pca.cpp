@@ -122,8 +122,11 @@ std::unique_ptr<OperationJob> CNTrodePCA::MakeJob() {
     if (std::ssize(job->starts) * job->count * std::ssize(job->traces) > mostWaveformValues)
         throw JobRefused(fmt::format(ntrodeMemoryText, job->starts.size(), job->count, job->traces.size()));
     job->showsVariance = m_bShowVariance;
-    job->done.times = {static_cast<double>(before) * doc.sampleInterval, doc.sampleInterval,
-                       static_cast<size_t>(job->count)};
+    job->done.times = {static_cast<double>(before) * doc.sampleInterval,
+                       doc.sampleInterval,
+                       static_cast<size_t>(job->count),
+                       {}};
+    if (job->traces.size() > 1) job->done.times.traces = Traces();
     return job;
 }
 

@@ -178,6 +178,12 @@ TEST_F(SortingTest, SeveralTracesTellApartWhatOneDoesNot) {
     ASSERT_EQ(Channel(1).EventExtra().size(), 49u);
     EXPECT_NEAR(static_cast<double>(Channel(1).EventExtra()[4][0]),
                 std::get<double>(Rows(pca, "events")[4][2]), 1e-6);
+    // The traces stand one behind the other, with a break between.
+    const auto loadings = Rows(pca, "loadings");
+    ASSERT_EQ(loadings.size(), 20u);
+    EXPECT_EQ(std::get<int64_t>(loadings[10][0]), 2);
+    EXPECT_EQ(std::get<double>(loadings[10][1]), 0.0);
+    EXPECT_TRUE(std::isnan(pca.GetGraph()->panes[1].layers[0].y[10]));
     Fill(0, {{40, 41}, {80, 81}});
     EXPECT_EQ(Run(pca, {{"components", "3"}}), fewEventsForPcsText);
     EXPECT_EQ(Run(pca, {{"windowEnd", "0.1"}}), "The window must hold at least 2 samples.");

@@ -154,6 +154,13 @@ TEST_F(PcaTest, AsksAfterFiveHundredPasses) {
     ASSERT_EQ(host.questions.size(), 3u);
     EXPECT_EQ(host.questions[2].text, noConvergenceText);
     EXPECT_TRUE(Table().empty());
+    // In a batch nobody can be asked.
+    RunMessages messages;
+    pca.SendMessagesTo(&messages);
+    EXPECT_FALSE(pca.Run());
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_TRUE(messages[0].text.starts_with("The components have not converged in 500 iterations."));
+    pca.SendMessagesTo(nullptr);
     EXPECT_EQ(Run(pca, {{"tolerance", "0.001"}}), "");
     EXPECT_TRUE(host.WasSilent());
 }
