@@ -12,7 +12,7 @@ namespace kymora {
 namespace {
 
 constexpr size_t blockRows = 128;
-constexpr size_t rowsBetweenPolls = 512 * blockRows;
+constexpr size_t rowsBetweenPolls = 256 * blockRows;
 
 // A class with what its densities need and what a pass over the rows sums up for it.
 struct WorkingClass {

@@ -244,7 +244,7 @@ void CClusterCtrl::Describe(ParamList& list) {
     list.Flag("outside", "Outside program", m_bOutside)
         .Tip("A program of your own clusters the events: its command stands in the options, or below");
     list.Text("command", "Command", m_strCommand)
-        .Tip("Of the outside program; empty: that of the options")
+        .Tip("Of the outside program; empty: that of the options. It is not kept with the settings")
         .EnabledIf([this] { return m_bOutside; });
     for (const char* key : {"desiredClusters", "fullCovariance", "initialClusters"})
         list.Find(key)->EnabledIf([this] { return !m_bOutside; });
@@ -259,7 +259,6 @@ void CClusterCtrl::Serialize(CArchive& archive) {
     Exchange(archive, m_strParameters);
     m_clusters.Exchange(archive);
     Exchange(archive, m_bOutside);
-    Exchange(archive, m_strCommand);
     Exchange(archive, m_nGraphX);
     Exchange(archive, m_nGraphY);
     Exchange(archive, m_bAppendParams);

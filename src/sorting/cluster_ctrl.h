@@ -20,7 +20,9 @@ class CClusterCtrl : public CClusteredEventsDlg {
 
     std::string m_strParameters = "PC1 wt, PC2 wt, PC3 wt";
     bool m_bOutside = false;
-    std::string m_strCommand;  // empty: that of the options
+    // Empty: that of the options. No record of settings holds it: a file from elsewhere must not run
+    // programs.
+    std::string m_strCommand;
 
   protected:
     void Describe(ParamList& list) override;

@@ -50,7 +50,7 @@ using RowsDone = std::function<void(double done)>;
 
 // So many rows or columns, whichever are fewer, are as many as the covariance way takes: its eigenvectors
 // are found in one piece, which nobody can end.
-inline constexpr size_t mostEigenvectors = 600;
+inline constexpr size_t mostEigenvectors = 480;
 
 // `rows` holds complete rows of `columns` values (at least 1 each), all finite. Component c begins with row c
 // of the residual, or where that is 0 with the row of the greatest length. Where nothing is left of the data

@@ -124,6 +124,11 @@ TEST_F(ClusterTest, AnOutsideProgramTakesOver) {
     for (const auto& [command, words] : cases)
         EXPECT_EQ(Run(cluster, {{"command", command}}), words) << command;
     EXPECT_EQ(Ids(), expected);
+    // Settings that come from a file bring no command along.
+    CClusterCtrl other;
+    other.TakeSettings(cluster.Settings());
+    EXPECT_TRUE(other.m_bOutside);
+    EXPECT_EQ(other.m_strCommand, "");
     // The command of the options; the user cancels, and the program is not waited for.
     session.options.clusterCommand = "sleep 100;";
     host.nextAnswers = {false};
