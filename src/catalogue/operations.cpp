@@ -40,6 +40,8 @@
 #include "rhythms/event_rhythm_helper.h"
 #include "sorting/cluster_ctrl.h"
 #include "sorting/cluster_traces.h"
+#include "sorting/compare_sortings.h"
+#include "sorting/find_shapes.h"
 #include "sorting/ntrode_pca.h"
 #include "sorting/pca_nipals.h"
 #include "templates/multi_trace_pattern.h"
@@ -208,6 +210,10 @@ std::span<const Operation> Operations() {
          "Finds the principal components of waveforms on one or several traces at once, and the clusters of their weights", Make<CNTrodePCA>},
         {"CClusterTraces", sortMenu, "Cluster &traces...",
          "Finds clusters of traces whose courses resemble each other, by their principal components", Make<CClusterTraces>},
+        {"CFindShapes", sortMenu, "Spike so&rter...",
+         "Splits a channel of candidate spikes into a channel for each neuron, and takes overlapping spikes apart", Make<CFindShapes>},
+        {"CCompareSortings", sortMenu, "Co&mpare sortings...",
+         "Scores sorted units against known spikes: recall, precision and F1 of each pair of channels", Make<CCompareSortings>},
         {"CPatternRecognition", detectMenu, "Template Re&cognition...",
          "Makes an event of each place in a trace where the signal resembles a captured waveform", Make<CPatternRecognition>},
         {"CMultiTracePatternRecognition", detectMenu, "&Multi-Trace Template Recognition...",

@@ -1,0 +1,257 @@
+// The spike sorter as a user or a terminal runs it.
+
+#include "sorting/find_shapes.h"
+
+#include <cmath>
+#include <random>
+
+#include "document/undo.h"
+#include "eventedit/event_edit_fixture.h"
+#include "sorting/compare_sortings.h"
+
+namespace kymora::test {
+namespace {
+
+class FindShapesTest : public EventEditTest {
+  protected:
+    enum Channel { candidates = 0, firstTruth = 1, firstUnit = 5 };
+
+    // Two units in noise of s.d. 0.3, 0.05 ms between samples: a sharp one that goes down and a broad one
+    // that goes up. Each tenth spike of the first is followed by one of the second within 0.4 to 0.7 ms.
+    void SetUp() override {
+        std::mt19937 random(11);
+        std::normal_distribution<double> noise(0.0, 0.3);
+        std::vector<double> values(60000);
+        for (double& value : values) value = noise(random);
+        for (int i = 0; i < 200; ++i) Put(values, 0, 200 + 290 * i);
+        for (int i = 0; i < 160; ++i) Put(values, 1, 330 + 290 * i);
+        for (int i = 0; i < 200; i += 10) Put(values, 1, 200 + 290 * i + 8 + (i / 10) % 7);
+        for (auto& train : truth_) std::ranges::sort(train);
+        doc = MemoryDoc::Make(session, {{values.begin(), values.end()}}, 0.05);
+        std::vector<CEventKM> all;
+        for (size_t unit = 0; unit < 2; ++unit)
+            for (const int at : truth_[unit]) {
+                all.push_back({at, at + 4});
+                Chan(firstTruth + static_cast<int>(unit)).AddEvent(at, at + 4);
+            }
+        std::ranges::sort(all, {}, &CEventKM::onPosition);
+        FillEvents(candidates, all);
+    }
+    void Put(std::vector<double>& values, size_t unit, int at) {
+        truth_[unit].push_back(at);
+        for (int i = -20; i <= 20; ++i) {
+            const double x = i;
+            values[static_cast<size_t>(at + i)] +=
+                unit == 0 ? -30.0 * std::exp(-x * x / 8.0) + 8.0 * std::exp(-(x - 6.0) * (x - 6.0) / 18.0)
+                          : 20.0 * std::exp(-x * x / 12.0);
+        }
+    }
+    Settings With(Settings more = {}) {
+        Settings all{{"polarity", "either"},
+                     {"destination", "f"},
+                     {"desiredClusters", "3"},
+                     {"minimumClusterShare", "15"}};
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+    // How many of the known spikes of a unit have an event within two samples in the channel.
+    int Recovered(size_t unit, int channel) {
+        int count = 0;
+        for (const int at : truth_[unit])
+            count += std::ranges::any_of(Chan(channel).Events(), [&](const CEventKM& event) {
+                return std::abs(event.onPosition - at) <= 2;
+            });
+        return count;
+    }
+    // The channel that the unit went to.
+    int ChannelOf(size_t unit) { return Recovered(unit, firstUnit) > 100 ? firstUnit : firstUnit + 1; }
+    static std::vector<std::vector<ResultValue>> Rows(CBatchBaseDlg& operation, std::string_view name) {
+        std::vector<std::vector<ResultValue>> rows;
+        for (const Result& result : operation.Results())
+            if (result.name == name && result.rows)
+                result.rows([&](auto row) {
+                    rows.emplace_back(row.begin(), row.end());
+                    return true;
+                });
+        return rows;
+    }
+    std::string ResultText(CBatchBaseDlg& operation) {
+        std::string text;
+        operation.WriteResult([&](std::string_view piece) {
+            text += piece;
+            return true;
+        });
+        return text;
+    }
+
+    std::array<std::vector<int>, 2> truth_;
+};
+
+TEST_F(FindShapesTest, FindsTheUnitsAndTakesOverlapsApart) {
+    CFindShapes sorter;
+    ASSERT_EQ(Run(sorter, With()), "");
+    const int first = ChannelOf(0), second = ChannelOf(1);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(Recovered(0, first), 200);
+    EXPECT_GE(Recovered(1, second), 176);
+    EXPECT_LE(Chan(first).GetNumEvents(), 202);
+    EXPECT_LE(Chan(second).GetNumEvents(), 184);
+    EXPECT_EQ(Chan(firstUnit).channelLabel, "wavType 1");
+    EXPECT_EQ(Chan(firstUnit).channelFlag, sortedChannelFlag);
+    EXPECT_EQ(Chan(firstUnit).parentTrace, 0);
+    EXPECT_EQ(Chan(firstUnit).detectionMethod, methodManual);
+    EXPECT_NE(Chan(firstUnit).channelColour, Chan(firstUnit + 1).channelColour);
+    const CEventKM& alone = Chan(first).Events()[1];
+    EXPECT_EQ(alone.offPosition - alone.onPosition, 4);
+    EXPECT_GT(alone.eventValue, 0.0f);
+    EXPECT_TRUE(alone.eventLabel.empty());
+    EXPECT_EQ(Chan(first).Events()[0].eventLabel, "1+2");
+    EXPECT_EQ(Chan(candidates).EventExtra().size(), 380u);
+    EXPECT_EQ(Count(sorter, "pure") + Count(sorter, "decomposed") + Count(sorter, "unassigned"), 380);
+    EXPECT_GE(Count(sorter, "decomposed"), 36);
+    EXPECT_EQ(ResultText(sorter).substr(0, 36), "#ID\ttime (ms)\tvariance ratio\ttype\r\n1");
+
+    CCompareSortings compare;
+    ASSERT_EQ(Run(compare, {{"truth", "b-c"}, {"sorted", "f-g"}, {"tolerance", "0.1"}}), "");
+    EXPECT_GT(std::get<double>(compare.Results()[0].values[0].second), 0.98);
+
+    ASSERT_TRUE(doc->Undo().Undo());
+    EXPECT_EQ(Chan(firstUnit).GetNumEvents(), 0);
+    EXPECT_TRUE(Chan(candidates).EventExtra().empty());
+}
+
+TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
+    CFindShapes sorter;
+    for (const auto& [stop, tables] : {std::pair{"read", 2u}, {"cluster", 4u}, {"templates", 4u}}) {
+        SCOPED_TRACE(stop);
+        ASSERT_EQ(Run(sorter, With({{"stopAfter", stop}})), "");
+        EXPECT_EQ(sorter.Results().size(), tables);
+        EXPECT_EQ(Chan(firstUnit).GetNumEvents(), 0);
+    }
+    ASSERT_EQ(Run(sorter, With({{"stopAfter", "templates"}, {"ignore", "1"}, {"errThresholds", "0 7.5"}})),
+              "");
+    std::vector<std::vector<ResultValue>> rows = Rows(sorter, "clusters");
+    EXPECT_EQ(std::get<int64_t>(rows[0][6]), 1);
+    EXPECT_EQ(std::get<float>(rows[1][3]), 7.5f);
+    const auto clusters = static_cast<int64_t>(rows.size());
+    EXPECT_GE(std::get<int64_t>(rows[0][1]), std::get<int64_t>(rows[1][1]));
+
+    ASSERT_EQ(Run(sorter, With({{"ignore", "1"}, {"stopAfter", "all"}, {"writeUnassigned", "1"}})), "");
+    EXPECT_EQ(Chan(firstUnit).GetNumEvents(), 0);
+    EXPECT_GT(Chan(firstUnit + 1).GetNumEvents(), 100);
+    const CEventChan& left = Chan(firstUnit + static_cast<int>(clusters));
+    EXPECT_EQ(left.channelLabel, "unassigned wavType");
+    EXPECT_EQ(left.GetNumEvents(), Count(sorter, "unassigned"));
+
+    CFindShapes merged;
+    ASSERT_EQ(Run(merged, With({{"merge", "1+2"}, {"stopAfter", "templates"}})), "");
+    rows = Rows(merged, "clusters");
+    EXPECT_EQ(static_cast<int64_t>(rows.size()), clusters - 1);
+    EXPECT_EQ(std::get<int64_t>(rows[0][0]), 1);
+    EXPECT_GT(std::get<int64_t>(rows[0][1]), 300);
+}
+
+TEST_F(FindShapesTest, TemplatesAreKeptForOtherRecordings) {
+    CFindShapes sorter;
+    ASSERT_EQ(Run(sorter, With({{"saveSet", "units.kymr-cfg"}, {"saveLibrary", "library.txt"}})), "");
+    const Spans first = Found(firstUnit), second = Found(firstUnit + 1);
+    const auto entries = std::get<int64_t>(sorter.Results()[3].values[1].second);
+    const auto file = files.Open("library.txt", OpenMode::readOnly);
+    std::string text(static_cast<size_t>(file->Length()), ' ');
+    ReadWhole(*file, 0, std::as_writable_bytes(std::span(text)));
+    EXPECT_EQ(std::ranges::count(text, '\n'), entries + 1);
+    EXPECT_EQ(text.substr(text.find('\n') + 1, 14), "1\t-1\t-1\t0\t0\t0\t");
+
+    CFindShapes again;
+    ASSERT_EQ(Run(again, {{"polarity", "up"}, {"destination", "p"}, {"loadSet", "units.kymr-cfg"}}), "");
+    EXPECT_EQ(Found(15), first);
+    EXPECT_EQ(Found(16), second);
+    EXPECT_EQ(Run(again, {{"loadSet", "library.txt"}}).substr(0, 43),
+              "Unrecognized configuration file format. Exp");
+    doc->sampleInterval = 0.1;
+    EXPECT_NE(Run(again, {{"loadSet", "units.kymr-cfg"}}), "");
+}
+
+TEST_F(FindShapesTest, SpikesAreUnassigned) {
+    CFindShapes sorter;
+    ASSERT_EQ(Run(sorter, With({{"unassign", "1 5"}})), "");
+    const auto rows = Rows(sorter, "spikes");
+    EXPECT_EQ(std::get<std::string>(rows[0][3]), "0");
+    EXPECT_EQ(std::get<std::string>(rows[4][3]), "0");
+    EXPECT_EQ(Run(sorter, With({{"unassign", "381"}})), "There is no spike 381.");
+
+    // A candidate in the noise behind each of a few spikes, which a high threshold takes for the second unit.
+    CFindShapes plain, tested;
+    ASSERT_EQ(Run(plain, With({{"unassign", ""}, {"multiplier", "40"}})), "");
+    ASSERT_EQ(Run(tested, With({{"multiplier", "40"}, {"unassignOutliers", "1"}, {"confidence", "3"}})), "");
+    const int second = ChannelOf(1);
+    for (int i = 1; i < Chan(second).GetNumEvents(); ++i)
+        EXPECT_GT(Chan(second).Events()[static_cast<size_t>(i)].onPosition -
+                      Chan(second).Events()[static_cast<size_t>(i) - 1].onPosition,
+                  6);
+}
+
+TEST_F(FindShapesTest, RefusesWhatCannotBeSorted) {
+    struct Case {
+        const char* what;
+        Settings settings;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"empty source", {{"channel1", "z"}}, "No events in source channel.\r\n"},
+        {"a cluster that is not there", {{"ignore", "40"}}, "There is no cluster 40"},
+        {"merged with itself", {{"merge", "1+1"}}, "The primary and comparison templates must be different"},
+        {"merged with nothing", {{"merge", "2"}}, "You need a comparison template to merge with."},
+        {"no list", {{"mixed", "one"}}, "\"one\" is no list of clusters."},
+        {"multiplier", {{"frequencyMultiplier", "3"}}, ""},
+        {"short window", {{"windowStart", "-0.1"}, {"windowEnd", "0.1"}}, "The display window holds fewer"},
+        {"analysis outside",
+         {{"analysisStart", "-2"}, {"analysisEnd", "0.5"}},
+         "The analysis window does not"},
+        {"PCA turned round", {{"pcaStart", "0.5"}, {"pcaEnd", "0.2"}}, "The PCA window does not lie"},
+        {"past the last channel", {{"destination", "998"}}, "The "},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.what);
+        CFindShapes sorter;
+        const std::string said = Run(sorter, With(one.settings));
+        EXPECT_NE(said, "");
+        EXPECT_EQ(said.substr(0, std::string_view(one.says).size()), one.says);
+    }
+    for (const int count : {1, 2, 3, 4, 19, 21}) {
+        SCOPED_TRACE(count);
+        CFindShapes few;
+        Run(few, With({{"spikesToProcess", std::to_string(count)}}));
+        const bool warns = std::ranges::any_of(
+            host.messages, [](const Shown& shown) { return shown.text == fewSpikesText; });
+        EXPECT_EQ(warns, count < 20);
+    }
+    doc = MemoryDoc::Make(session, {std::vector<float>(5000, 2.0f)}, 0.05);
+    for (int i = 0; i < 40; ++i) Chan(candidates).AddEvent(100 + 100 * i, 104 + 100 * i);
+    CFindShapes flat;
+    EXPECT_EQ(Run(flat, With()), notReadText);
+    EXPECT_EQ(Run(flat, With({{"alignPeaks", "0"}})), noClustersText);
+}
+
+TEST_F(FindShapesTest, AsksBeforeItOverwritesAndLosesNothingWhenCancelled) {
+    CFindShapes sorter;
+    Chan(firstUnit).AddEvent(7, 9);
+    host.answer = false;
+    EXPECT_NE(Run(sorter, With()), "");
+    EXPECT_EQ(host.questions.back().text, overwriteEventsText);
+    EXPECT_EQ(Found(firstUnit), (Spans{{7, 9}}));
+    host.answer = true;
+    ASSERT_EQ(Run(sorter, With()), "");
+    const Spans units = Found(firstUnit);
+    host.answer = false;
+    EXPECT_NE(Run(sorter, With()), "");
+    EXPECT_EQ(host.questions.back().text, sortedChannelText);
+    EXPECT_EQ(Found(firstUnit), units);
+    EXPECT_NE(Run(sorter, With({{"destination", "a"}})), "");
+    EXPECT_EQ(host.questions.back().text, sourceInRangeText);
+    Chan(firstUnit + 1).channelLocked = true;
+    EXPECT_EQ(Run(sorter, With({{"destination", "f"}})), lockedChannelText);
+}
+
+}  // namespace
+}  // namespace kymora::test
