@@ -129,7 +129,7 @@ bool IsKept(const Operation& operation, const std::string& key) {
     Field& param = *params.Find(key);
     param.changed = nullptr;
     const std::string before = param.ValueText();
-    for (const char* other : {"7.5", "0.1", "9", "true", "1", "b", "2", "false", "0", "#102030", "300"})
+    for (const char* other : {"7.5", "0.1", "9", "true", "1", "b", "2", "3", "false", "0", "#102030", "300"})
         if (param.SetFromText(other).empty() && param.ValueText() != before) break;
     EXPECT_NE(param.ValueText(), before) << "no other value is taken";
     const auto loaded = operation.make();

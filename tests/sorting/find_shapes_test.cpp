@@ -236,8 +236,14 @@ TEST_F(FindShapesTest, RefusesWhatCannotBeSorted) {
 TEST_F(FindShapesTest, AsksBeforeItOverwritesAndLosesNothingWhenCancelled) {
     CFindShapes sorter;
     Chan(firstUnit).AddEvent(7, 9);
+    host.cancelAtCall = 3;
+    EXPECT_NE(Run(sorter, With({{"saveLibrary", "library.txt"}})), "");
+    host.cancelAtCall = 0;
+    EXPECT_EQ(Found(firstUnit), (Spans{{7, 9}}));
+    EXPECT_FALSE(files.Stamp("library.txt"));
+    EXPECT_TRUE(sorter.Results().empty());
     host.answer = false;
-    EXPECT_NE(Run(sorter, With()), "");
+    EXPECT_NE(Run(sorter, With({{"saveLibrary", ""}})), "");
     EXPECT_EQ(host.questions.back().text, overwriteEventsText);
     EXPECT_EQ(Found(firstUnit), (Spans{{7, 9}}));
     host.answer = true;

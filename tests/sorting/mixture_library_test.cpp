@@ -189,6 +189,10 @@ TEST_F(MixtureTest, FlagsWindowsAndLimits) {
     EXPECT_GE(MixtureLibraries::ExpectedBytes(clusters, waves.shape, 3),
               static_cast<double>(Build(3, Polarity::up).Bytes()));
     EXPECT_THROW(Build(3, Polarity::up, 1000), JobRefused);
+    for (const uint64_t call : {1, 2, 40}) {
+        host.cancelAtCall = call;
+        EXPECT_THROW(Build(3, Polarity::up), Cancelled);
+    }
 }
 
 }  // namespace
