@@ -274,12 +274,23 @@ void CFindShapes::GetParamText(std::string& text) {
     const auto name = [&](const char* what, const std::string& list) {
         if (!list.empty()) text += fmt::format("{}: {}\r\n", what, list);
     };
+    if (m_dPcaStart != 0.0 || m_dPcaEnd != 0.0)
+        text += fmt::format("PCA window: {:f} to {:f} ms\r\n", m_dPcaStart, m_dPcaEnd);
+    if (m_dAnalysisStart != 0.0 || m_dAnalysisEnd != 0.0)
+        text += fmt::format("Analysis window: {:f} to {:f} ms\r\n", m_dAnalysisStart, m_dAnalysisEnd);
+    if (m_fErrThresh > 0.0f) text += fmt::format("Error threshold: {:f}\r\n", m_fErrThresh);
+    name("Error thresholds", m_strErrThresholds);
     name("Merged", m_strMerge);
     name("Ignored", m_strIgnore);
     name("Mixed", m_strMixed);
+    if (m_dMinimumClusterShare > 0.0)
+        text += fmt::format("Minimum cluster share: {:f} %\r\n", m_dMinimumClusterShare);
+    text +=
+        fmt::format("Components in library: {}\r\nThreshold multiplier: {:f}\r\nMerge within: {:f} ms\r\n",
+                    m_nMaxComponents, m_dMultiplier, m_dMergeWithin);
+    if (m_bAutoAssignFrequency) text += "Frequencies tested\r\n";
+    if (m_bUnassignOutliers) text += "Outliers unassigned\r\n";
     name("Unassigned", m_strUnassign);
-    text += fmt::format("Components in library: {}\r\nThreshold multiplier: {:f}\r\n", m_nMaxComponents,
-                        m_dMultiplier);
     if (m_bAutoAssignFrequency || m_bUnassignOutliers)
         text += fmt::format("Confidence limits (*MAD): {:f}\r\n", m_dConfidence);
 }

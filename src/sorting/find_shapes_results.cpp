@@ -202,7 +202,8 @@ std::optional<Graph> CFindShapes::GetGraph() {
                 wave.y.push_back(cluster.m_vfFullTmpl[i]);
             }
             waves.layers.push_back(std::move(wave));
-            if (!HasTemplates() || !(cluster.m_dHistMaxX > 0.0)) continue;
+            // The errors of compounds would leave those of the units no room.
+            if (!HasTemplates() || !cluster.IsUnit() || !(cluster.m_dHistMaxX > 0.0)) continue;
             GraphLayer counts{LayerKind::curve, fmt::format("wavType {}", k + 1), GraphColour(k)};
             const auto bins = ErrorHistogramCounts(sorting.Ratios(static_cast<int32_t>(k) + 1, false),
                                                    cluster.m_dHistMaxX, histogramBins);
@@ -211,7 +212,7 @@ std::optional<Graph> CFindShapes::GetGraph() {
                 counts.y.push_back(static_cast<double>(bins[i]));
             }
             errors.layers.push_back(std::move(counts));
-            errors.lines.push_back({false, cluster.m_fErrThresh, GraphColour(k), "threshold", ""});
+            errors.lines.push_back({true, cluster.m_fErrThresh, GraphColour(k), "", ""});
         }
     }
     return Graph{{std::move(waves), std::move(errors)}};
