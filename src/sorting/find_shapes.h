@@ -104,6 +104,7 @@ class CFindShapes : public CEventBaseDlg {
     Result TemplateResult() const;
     Result LibraryResult() const;
     Result SpikeResult() const;
+    Result SimilarityResult() const;
     std::string TraceUnits(int trace) const;
     bool HasTemplates() const { return !m_done->sorting.Fits().empty(); }
 

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <tuple>
 
 #include "sorting/find_shapes.h"
 
@@ -167,6 +169,26 @@ Result CFindShapes::SpikeResult() const {
     return result;
 }
 
+// The most similar templates first: what may be one unit.
+Result CFindShapes::SimilarityResult() const {
+    const SpikeSorting& sorting = m_done->sorting;
+    const std::vector<cCluster>& clusters = sorting.Clusters();
+    std::vector<std::tuple<double, int64_t, int64_t>> pairs;
+    for (size_t i = 0; i < clusters.size(); ++i)
+        for (size_t k = 0; k < clusters.size(); ++k) {
+            if (i == k || clusters[i].m_iCount == 0 || clusters[k].m_iCount == 0) continue;
+            const double difference = RelativeDifference(clusters[i], clusters[k], sorting.Waves().shape);
+            if (std::isfinite(difference))
+                pairs.emplace_back(difference, static_cast<int64_t>(i) + 1, static_cast<int64_t>(k) + 1);
+        }
+    std::ranges::sort(pairs);
+    Result result{"similarity", {}, {{"cluster", {}}, {"other", {}}, {"relative difference", {}}}, {}};
+    std::vector<std::vector<ResultValue>> rows;
+    for (const auto& [difference, cluster, other] : pairs) rows.push_back({cluster, other, difference});
+    result.SetRows(std::move(rows));
+    return result;
+}
+
 std::vector<Result> CFindShapes::Results() {
     if (!m_done || !Document()) return {};
     std::vector<Result> results{SortingResult()};
@@ -176,6 +198,7 @@ std::vector<Result> CFindShapes::Results() {
     }
     if (m_done->sorting.HasLibrary()) results.push_back(LibraryResult());
     results.push_back(SpikeResult());
+    if (!m_done->sorting.Clusters().empty()) results.push_back(SimilarityResult());
     return results;
 }
 

@@ -122,7 +122,7 @@ TEST_F(FindShapesTest, FindsTheUnitsAndTakesOverlapsApart) {
 
 TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     CFindShapes sorter;
-    for (const auto& [stop, tables] : {std::pair{"read", 2u}, {"cluster", 4u}, {"templates", 4u}}) {
+    for (const auto& [stop, tables] : {std::pair{"read", 2u}, {"cluster", 5u}, {"templates", 5u}}) {
         SCOPED_TRACE(stop);
         ASSERT_EQ(Run(sorter, With({{"stopAfter", stop}})), "");
         EXPECT_EQ(sorter.Results().size(), tables);
@@ -142,6 +142,11 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     const CEventChan& left = Chan(firstUnit + static_cast<int>(clusters));
     EXPECT_EQ(left.channelLabel, "unassigned wavType");
     EXPECT_EQ(left.GetNumEvents(), Count(sorter, "unassigned"));
+
+    const auto similar = Rows(sorter, "similarity");
+    EXPECT_EQ(static_cast<int64_t>(similar.size()), clusters * (clusters - 1));
+    for (size_t i = 1; i < similar.size(); ++i)
+        EXPECT_GE(std::get<double>(similar[i][2]), std::get<double>(similar[i - 1][2]));
 
     CFindShapes merged;
     ASSERT_EQ(Run(merged, With({{"merge", "1+2"}, {"stopAfter", "templates"}})), "");
