@@ -35,13 +35,15 @@ std::shared_ptr<const Radix2Fft> Radix2Fft::Of(size_t length) {
     return kept[bits];
 }
 
-void Radix2Fft::Forward(std::span<double> re, std::span<double> im) const {
+void Radix2Fft::Forward(std::span<double> re, std::span<double> im,
+                        const std::function<void()>& between) const {
     const size_t length = Length();
     for (size_t i = 0; i < length; ++i)
         if (const size_t place = places_[i]; place > i) {
             std::swap(re[i], re[place]);
             std::swap(im[i], im[place]);
         }
+    if (between) between();
     for (size_t half = 1; half < length; half *= 2) {
         const double* const wr = cos_.data() + half;
         const double* const wi = sin_.data() + half;
@@ -59,12 +61,14 @@ void Radix2Fft::Forward(std::span<double> re, std::span<double> im) const {
                 im0[k] += imaginary;
             }
         }
+        if (between) between();
     }
 }
 
 // Exchanging the parts before and after turns the sign of the exponent.
-void Radix2Fft::Inverse(std::span<double> re, std::span<double> im) const {
-    Forward(im, re);
+void Radix2Fft::Inverse(std::span<double> re, std::span<double> im,
+                        const std::function<void()>& between) const {
+    Forward(im, re, between);
     const auto divisor = static_cast<double>(Length());
     for (double& value : re) value /= divisor;
     for (double& value : im) value /= divisor;

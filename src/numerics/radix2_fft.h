@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -20,9 +21,10 @@ class Radix2Fft {
 
     size_t Length() const { return places_.size(); }
     // In place; both spans have the plan's length. Bin k is the sum over t of x[t] exp(-2 pi i k t / length).
-    void Forward(std::span<double> re, std::span<double> im) const;
+    // `between` is called between its stages: it may throw, and what the spans hold is then of no use.
+    void Forward(std::span<double> re, std::span<double> im, const std::function<void()>& between = {}) const;
     // The way back: with the opposite sign in the exponent, and both parts divided by the length.
-    void Inverse(std::span<double> re, std::span<double> im) const;
+    void Inverse(std::span<double> re, std::span<double> im, const std::function<void()>& between = {}) const;
 
   private:
     std::vector<uint32_t> places_;   // of each value, by its number with the bits reversed

@@ -142,6 +142,7 @@ struct CMultiTracePatternRecognition::Job : EventJob {
     float minimumPeakToPeak = 0.0f;
     CMultiTracePatternRecognition::Found result;
 
+    int64_t Samples() const override { return SearchWork(sought[0].what, EventJob::Samples()); }
     void Compute(SampleReader& samples, JobContext& context) override {
         const TemplateSearch& primary = sought[0].what;
         if (region.Count() < primary.length) context.Warn(shortRegionText);

@@ -27,8 +27,9 @@ std::vector<float> MatchedWaves::Mean() const {
 }
 
 void PatternJob::Compute(SampleReader& samples, JobContext& context) {
+    const bool isShort = !kept && Samples() <= samplesAtOnce;
     ProgressScope progress(context, title, static_cast<uint64_t>(EventJob::Samples()),
-                           kept ? 0 : samplesAtOnce);
+                           isShort ? samplesAtOnce : 0);
     if (region.Count() < what.length) context.Warn(shortRegionText);
     int64_t steps = 0, atFloor = 0;
     for (size_t i = 0; i < found.size(); ++i) {

@@ -53,7 +53,8 @@ struct PatternJob : EventJob {
     std::function<void(const MeasuredSteps&)> trace;  // takes the measure of every step
     std::vector<PatternFound> matched;                // of the traces in `found`
 
-    int64_t Samples() const override { return kept ? 0 : EventJob::Samples(); }
+    // Long templates make it work of its own, whatever the samples.
+    int64_t Samples() const override { return kept ? 0 : SearchWork(what, EventJob::Samples()); }
     void Compute(SampleReader& samples, JobContext& context) override;
 
   private:

@@ -190,7 +190,7 @@ bool CTemplateErrorHist::MakeInput(HistJob& job) {
     if (pass.trace < 0 || pass.trace >= doc.traceCount) throw JobRefused(noSuchTraceText);
     pass.stretches = UnbrokenStretches(doc, pass.trace);
     pass.spans = RegionSpans(doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd, m_nGateChannel});
-    for (const SampleSpan& span : pass.spans) job.work += span.Count();
+    for (const SampleSpan& span : pass.spans) job.work += SearchWork(pass.what, span.Count());
     input.name = MeasureLabel(type);
     job.read = [pass](SampleReader& samples, HistInput& into, const Poll& poll) {
         std::vector<float> bests = pass.Run(samples, poll);

@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 
-#include "numerics/radix2_fft.h"
 #include "numerics/window_distances.h"
 #include "numerics/window_dots.h"
 
@@ -20,11 +19,21 @@ constexpr double lostShare = 1e-6;  // of a sum of squares that is left when a s
 constexpr double leastSquaredError = 1e-6;
 // Of all squares in a transform: where less than this is in a window, rounding counts.
 constexpr double leastTransformShare = 1e-14;
-constexpr size_t leastTransform = 4096, binsPerTransform = 4;
+constexpr size_t leastTransform = 4096;
+// The length of transforms in templates; of great ones, whose transforms take much memory.
+constexpr size_t binsPerTransform = 4, greatBinsPerTransform = 2, greatBins = 1 << 16;
+// Products between two polls.
+constexpr size_t termsBetweenPolls = 1 << 22;
+// Sums in full take no more terms than so many times those of a transform.
+constexpr size_t termsPerTransformTerm = 32;
 // A bound on sums that rounding cannot take below an error that counts.
 constexpr double limitMargin = 1.0 + 1e-6;
 // A criterion from a transform is this near to the one summed in full where both are of one size.
 constexpr float nearThreshold = 1e-3f;
+// The same where its window is no near perfect fit, with a squared error of this share of its squares at
+// least.
+constexpr float nearCriterion = 1e-6f;
+constexpr double perfectShare = 1e-6;
 
 // About the median of the samples, which no single one moves.
 double MiddleOf(std::span<const float> samples) {
@@ -89,6 +98,11 @@ ScaledTemplate::ScaledTemplate(std::span<const float> values) : unit_(Widened(va
     perSquares_ = 1.0 / squares;
     perBin_ = 1.0 / static_cast<double>(unit_.size());
     perFreeBin_ = 1.0 / (static_cast<double>(unit_.size()) - 1.0);
+    const size_t bins = unit_.size();
+    if (bins > mostDirectBins)
+        length_ =
+            std::max(leastTransform,
+                     std::bit_ceil((bins > greatBins ? greatBinsPerTransform : binsPerTransform) * bins));
 }
 
 double ScaledTemplate::SquaredError(double dot, double sum, double squares) const {
@@ -119,46 +133,100 @@ TemplateFit ScaledTemplate::FitOf(std::span<const float> window) const {
     return fit;
 }
 
-void ScaledTemplate::Measure(std::span<const float> samples, std::span<float> to, float exactAbove) {
-    for (size_t done = 0; done < to.size(); done += stepsSummed) {
-        const size_t count = std::min(stepsSummed, to.size() - done);
-        MeasureSome(samples.subspan(done, count + unit_.size() - 1), to.subspan(done, count), exactAbove);
+size_t ScaledTemplate::StepsAtOnce() const {
+    return length_ == 0 ? stepsSummed : 2 * (length_ - unit_.size() + 1);
+}
+
+void ScaledTemplate::Measure(std::span<const float> samples, std::span<float> to, float exactAbove,
+                             const Poll& poll) {
+    const size_t atOnce = StepsAtOnce();
+    for (size_t done = 0; done < to.size(); done += atOnce) {
+        const size_t count = std::min(atOnce, to.size() - done);
+        MeasureSome(samples.subspan(done, count + unit_.size() - 1), to.subspan(done, count), exactAbove,
+                    poll);
     }
 }
 
-void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove) {
-    const size_t bins = unit_.size();
+void ScaledTemplate::MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove,
+                                 const Poll& poll) {
     const double middle = MiddleOf(samples);
     wide_.resize(samples.size());
     for (size_t i = 0; i < samples.size(); ++i) wide_[i] = samples[i] - middle;
     dots_.resize(to.size());
-    FindSums(to.size());
-    FindDots(to.size());
+    if (poll) poll();
+    FindSums(to.size(), poll);
+    FindDots(to.size(), poll);
     FindCriteria(to);
     measured_ += std::ssize(to);
-    if (bins <= mostDirectBins) return;
-    const float near = exactAbove - nearThreshold * (1.0f + std::abs(exactAbove));
-    for (size_t k = 0; k < to.size(); ++k)
-        if (to[k] > near) to[k] = FitOf(samples.subspan(k, bins)).criterion;
+    if (length_ > 0) SumInFull(samples, to, exactAbove, poll);
+}
+
+void ScaledTemplate::SumInFull(std::span<const float> samples, std::span<float> to, float above,
+                               const Poll& poll) {
+    const size_t bins = unit_.size();
+    const float near = above - nearThreshold * (1.0f + std::abs(above));
+    const size_t most = termsPerTransformTerm * length_ * static_cast<size_t>(std::bit_width(length_)) / bins;
+    std::vector<size_t> steps;
+    for (size_t k = 0; k < to.size() && steps.size() <= most; ++k)
+        if (to[k] > near) steps.push_back(k);
+    if (steps.size() > most) steps = StepsThatDecide(to, above);
+    steps.resize(std::min(steps.size(), most));
+    size_t terms = 0;
+    for (const size_t k : steps) {
+        to[k] = FitOf(samples.subspan(k, bins)).criterion;
+        if (terms += bins; terms < termsBetweenPolls) continue;
+        terms = 0;
+        if (poll) poll();
+    }
+}
+
+// Of the steps above the threshold those whose rounding counts: near it, near the best of a run, and of a
+// near perfect fit.
+std::vector<size_t> ScaledTemplate::StepsThatDecide(std::span<const float> to, float above) const {
+    std::vector<size_t> steps;
+    const auto margin = [](float value) { return nearCriterion * (1.0f + std::abs(value)); };
+    const float least = above - margin(above);
+    const auto isPerfect = [&](size_t k) {
+        return SquaredError(dots_[k], sums_[k], squares_[k]) < perfectShare * squares_[k];
+    };
+    for (size_t from = 0; from < to.size();) {
+        size_t end = from;
+        for (; end < to.size() && to[end] > least; ++end) {
+        }
+        const float best = end > from ? *std::max_element(to.begin() + static_cast<std::ptrdiff_t>(from),
+                                                          to.begin() + static_cast<std::ptrdiff_t>(end))
+                                      : least;
+        for (size_t k = from; k < end; ++k)
+            if (to[k] <= above + margin(above) || to[k] >= best - margin(best) || isPerfect(k))
+                steps.push_back(k);
+        from = end + 1;
+    }
+    return steps;
 }
 
 // Of every window the sum of its samples and of their squares. Each step waits for the one before it: this
 // takes longer than the products of a short template, and nothing else may wait with it.
-void ScaledTemplate::FindSums(size_t count) {
+void ScaledTemplate::FindSums(size_t count, const Poll& poll) {
     const size_t bins = unit_.size();
     sums_.resize(count);
     squares_.resize(count);
     const double* const wide = wide_.data();
     double* const sums = sums_.data();
     double* const allSquares = squares_.data();
+    size_t terms = 0;
     for (size_t k = 0; k < count;) {
         double sum = 0.0, squares = 0.0;
         for (size_t i = k; i + 1 < k + bins; ++i) {
             sum += wide[i];
             squares += wide[i] * wide[i];
         }
+        if (terms += bins; terms >= termsBetweenPolls) {
+            terms = 0;
+            if (poll) poll();
+        }
+        const size_t end = std::min(count, k + stepsSummed);
         // What is left of a sum that a single sample has made has lost its digits: it is summed anew.
-        for (bool isSound = true; isSound && k < count; ++k) {
+        for (bool isSound = true; isSound && k < end; ++k) {
             const double newest = wide[k + bins - 1], oldest = wide[k];
             const double newSum = sum + newest, newSquares = squares + newest * newest;
             sums[k] = newSum;
@@ -198,32 +266,34 @@ void ScaledTemplate::FindCriteria(std::span<float> to) {
     }
 }
 
-void ScaledTemplate::FindDots(size_t count) {
+void ScaledTemplate::FindDots(size_t count, const Poll& poll) {
     const size_t bins = unit_.size();
-    if (bins <= mostDirectBins) return WindowDots(centred_, wide_, std::span(dots_).first(count));
-    if (length_ == 0) {
-        length_ = std::max(leastTransform, std::bit_ceil(binsPerTransform * bins));
+    if (length_ == 0) return WindowDots(centred_, wide_, std::span(dots_).first(count));
+    if (!plan_) {
+        auto plan = Radix2Fft::Of(length_);
+        if (poll) poll();
         spectrumRe_.assign(length_, 0.0);
         spectrumIm_.assign(length_, 0.0);
         std::ranges::copy(centred_, spectrumRe_.begin());
-        Radix2Fft::Of(length_)->Forward(spectrumRe_, spectrumIm_);
+        plan->Forward(spectrumRe_, spectrumIm_, poll);
         re_.resize(length_);
         im_.resize(length_);
+        plan_ = std::move(plan);
     }
     const size_t results = 2 * (length_ - bins + 1);
-    for (size_t at = 0; at < count; at += results) TransformDots(at, std::min(count, at + results));
+    for (size_t at = 0; at < count; at += results) TransformDots(at, std::min(count, at + results), poll);
 }
 
 // Two stretches go through one transform, as its real and its imaginary part. Rounding leaves a small share
 // of their greatest samples everywhere. Windows that are too small for that hold none of these: they take
 // their results from another transform, of the samples that are no greater than theirs, and so on.
-void ScaledTemplate::TransformDots(size_t from, size_t end) {
+void ScaledTemplate::TransformDots(size_t from, size_t end, const Poll& poll) {
     const size_t stretch = length_ - unit_.size() + 1;
     double limit = std::numeric_limits<double>::infinity();  // of squares: what is below it is to be done
     for (bool isDone = false; !isDone;) {
         // A running sum may have rounded to below one of its terms.
         const double least = leastTransformShare * LoadForTransform(from, 2.0 * limit);
-        Convolve();
+        Convolve(poll);
         isDone = true;
         for (size_t k = from; k < end; ++k) {
             if (!(squares_[k] < limit)) continue;
@@ -252,15 +322,15 @@ double ScaledTemplate::LoadForTransform(size_t from, double limit) {
     return all;
 }
 
-void ScaledTemplate::Convolve() {
-    const auto plan = Radix2Fft::Of(length_);
-    plan->Forward(re_, im_);
+void ScaledTemplate::Convolve(const Poll& poll) {
+    if (poll) poll();
+    plan_->Forward(re_, im_, poll);
     for (size_t i = 0; i < length_; ++i) {
         const double re = re_[i], im = im_[i];
         re_[i] = re * spectrumRe_[i] + im * spectrumIm_[i];
         im_[i] = im * spectrumRe_[i] - re * spectrumIm_[i];
     }
-    plan->Inverse(re_, im_);
+    plan_->Inverse(re_, im_, poll);
 }
 
 }  // namespace kymora

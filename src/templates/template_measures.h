@@ -5,9 +5,13 @@
 // Journal 73, 1997). All sums are double; the results are single precision.
 
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <span>
 #include <vector>
+
+#include "numerics/radix2_fft.h"
 
 namespace kymora {
 
@@ -53,8 +57,14 @@ class ScaledTemplate {
     static constexpr size_t mostDirectBins = 256;
 
     // to[k] is the criterion of the window that begins at samples[k]; `samples` holds to.size() + bins - 1
-    // values. Those above `exactAbove` are summed in full, however long the template is.
-    void Measure(std::span<const float> samples, std::span<float> to, float exactAbove);
+    // values. Those above `exactAbove` are summed in full, however long the template is: so many of them as
+    // take no more time than the transforms, those first on which the best steps depend. The others are
+    // right to a few units of their last digit. `poll` is called every few milliseconds and may throw.
+    using Poll = std::function<void()>;
+    void Measure(std::span<const float> samples, std::span<float> to, float exactAbove,
+                 const Poll& poll = {});
+    // So many steps are measured at once: fewer take as long.
+    size_t StepsAtOnce() const;
     TemplateFit FitOf(std::span<const float> window) const;
     // The template as it is fitted: each value is scale x Unit()[i] + offset.
     std::span<const double> Unit() const { return unit_; }
@@ -67,13 +77,15 @@ class ScaledTemplate {
     // Of a window with this dot product with centred_.
     float CriterionOf(double dot, double squaredError) const;
     double SquaredError(double dot, double sum, double squares) const;
-    void MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove);
-    void FindSums(size_t count);
+    void MeasureSome(std::span<const float> samples, std::span<float> to, float exactAbove, const Poll& poll);
+    void SumInFull(std::span<const float> samples, std::span<float> to, float above, const Poll& poll);
+    std::vector<size_t> StepsThatDecide(std::span<const float> to, float above) const;
+    void FindSums(size_t count, const Poll& poll);
     void FindCriteria(std::span<float> to);
-    void FindDots(size_t count);
-    void TransformDots(size_t from, size_t end);
+    void FindDots(size_t count, const Poll& poll);
+    void TransformDots(size_t from, size_t end, const Poll& poll);
     double LoadForTransform(size_t from, double limit);
-    void Convolve();
+    void Convolve(const Poll& poll);
 
     std::vector<double> unit_;     // over peak-to-peak
     std::vector<double> centred_;  // the same less its mean
@@ -81,8 +93,9 @@ class ScaledTemplate {
     // 1 over the squares of centred_, over the bins, and over the bins less 1.
     double perSquares_, perBin_, perFreeBin_;
     std::vector<double> wide_, dots_, sums_, squares_;
-    // The spectrum of centred_, for long templates.
+    // Of the transforms of long templates, and the spectrum of centred_, from the first use on.
     size_t length_ = 0;
+    std::shared_ptr<const Radix2Fft> plan_;
     std::vector<double> spectrumRe_, spectrumIm_, re_, im_;
     int64_t atFloor_ = 0, measured_ = 0;
 };

@@ -12,6 +12,9 @@ namespace {
 constexpr size_t termsAtOnce = 1 << 24, fewestSteps = 64;
 // An adaptive template may become another one at any step, and those behind it are measured anew.
 constexpr size_t fewestAdaptiveSteps = 32, mostAdaptiveSteps = 4096;
+// A step costs about as many samples as its bins have this in them, or as this, where it comes from a
+// transform.
+constexpr int64_t binsPerSample = 64, samplesPerTransformStep = 8;
 
 // The matches whose mean is the template.
 class AdaptiveMean {
@@ -68,6 +71,7 @@ class Search {
                                Take(piece);
                                return true;
                            });
+        TakeGathered();
         ReportAt(region_.end);
         found_.matches = list_.Take();
         found_.replaced = list_.CountReplaced();
@@ -83,24 +87,39 @@ class Search {
 
     void Take(const RaisedTrace::Piece& piece) {
         if (!piece.continues) {
+            TakeGathered();
             run_.Break();
             samples_.clear();
             continues_ = false;
         }
-        const int64_t first = piece.firstBin - std::ssize(samples_);
+        if (samples_.empty()) firstBin_ = piece.firstBin;
         samples_.insert(samples_.end(), piece.values.begin(), piece.values.end());
+        // A transform of few steps takes as long as one of many.
+        const bool isTransformed =
+            search_.type == TemplateType::scaled && Bins() > ScaledTemplate::mostDirectBins;
+        if (isTransformed && samples_.size() + 1 < Bins() + scaled_.StepsAtOnce()) return poll_();
+        TakeGathered();
+    }
+
+    void TakeGathered() {
         if (samples_.size() < Bins()) return;
         const size_t steps = samples_.size() - Bins() + 1;
-        size_t atOnce = std::clamp(termsAtOnce / Bins(), fewestSteps, stepsSummed);
-        if (IsAdaptive()) atOnce = std::min(adaptiveSteps_, atOnce);
+        size_t atOnce = StepsAtOnce();
         for (size_t done = 0; done < steps;) {
             const size_t count = std::min(atOnce, steps - done);
-            const size_t taken = TakeSteps(first + static_cast<int64_t>(done), done, count);
+            const size_t taken = TakeSteps(firstBin_ + static_cast<int64_t>(done), done, count);
             if (IsAdaptive()) atOnce = NextAtOnce(taken == count);
             done += taken;
-            ReportAt((first + static_cast<int64_t>(done)) / search_.multiplier);
+            ReportAt((firstBin_ + static_cast<int64_t>(done)) / search_.multiplier);
         }
         samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(steps));
+        firstBin_ += static_cast<int64_t>(steps);
+    }
+
+    size_t StepsAtOnce() const {
+        if (search_.type == TemplateType::scaled) return scaled_.StepsAtOnce();
+        const size_t most = std::clamp(termsAtOnce / Bins(), fewestSteps, stepsSummed);
+        return IsAdaptive() ? std::min(adaptiveSteps_, most) : most;
     }
 
     // Throws Cancelled.
@@ -113,13 +132,13 @@ class Search {
     size_t NextAtOnce(bool wasUsed) {
         adaptiveSteps_ = std::clamp(wasUsed ? 2 * adaptiveSteps_ : adaptiveSteps_ / 2, fewestAdaptiveSteps,
                                     mostAdaptiveSteps);
-        return std::min(adaptiveSteps_, std::clamp(termsAtOnce / Bins(), fewestSteps, stepsSummed));
+        return StepsAtOnce();
     }
 
     void Measure(size_t at, std::span<float> to) {
         const auto samples = std::span(samples_).subspan(at, to.size() + Bins() - 1);
         if (search_.type == TemplateType::scaled)
-            scaled_.Measure(samples, to, search_.threshold);
+            scaled_.Measure(samples, to, search_.threshold, poll_);
         else if (watch_.measures)
             error_.Measure(samples, to);
         else
@@ -169,7 +188,9 @@ class Search {
     CandidateRun run_;
     MatchList list_;
     AdaptiveMean mean_;
-    std::vector<float> samples_;  // that the next window needs
+    std::vector<float> samples_;  // that the next windows need, from firstBin_ on
+    int64_t firstBin_ = 0;
+    ScaledTemplate::Poll poll_ = [this] { progress_.Step(0); };
     std::vector<float> measures_, bestWave_;
     size_t adaptiveSteps_ = fewestAdaptiveSteps;
     int64_t reported_ = 0;  // samples
@@ -182,6 +203,15 @@ class Search {
 SearchFound SearchTrace(RaisedTrace& trace, SampleSpan region, const TemplateSearch& search,
                         ProgressScope& progress, const SearchWatch& watch) {
     return Search(region, search, progress, watch).Run(trace);
+}
+
+int64_t SearchWork(const TemplateSearch& search, int64_t samples) {
+    const auto bins = static_cast<int64_t>(search.values.size());
+    const bool isTransformed =
+        search.type == TemplateType::scaled && search.values.size() > ScaledTemplate::mostDirectBins;
+    const int64_t perStep =
+        isTransformed ? samplesPerTransformStep : std::max<int64_t>(1, bins / binsPerSample);
+    return samples * search.multiplier * perStep;
 }
 
 // --- kept measures ---

@@ -33,6 +33,8 @@ struct TemplateSearch {
 
     Better GetBetter() const { return BetterOf(type); }
 };
+// The work of a search of so many samples, in samples that are merely read.
+int64_t SearchWork(const TemplateSearch& search, int64_t samples);
 
 // The measures of neighbouring steps, from the one at `firstBin` on.
 struct MeasuredSteps {

@@ -391,6 +391,25 @@ TEST_F(PatternRecognitionTest, CancelledItLeavesAllAsItWas) {
     EXPECT_EQ(doc->historyLog, "");
 }
 
+// What is long is the template, not the region: it can be cancelled all the same, and goes to another thread.
+TEST_F(PatternRecognitionTest, ALongTemplateCanBeCancelled) {
+    struct Case {
+        const char *type, *end;
+        int64_t samples;
+    };
+    for (const Case& c : {Case{"fixed", "10050", 60'000}, Case{"adaptive", "10050", 60'000},
+                          Case{"optimally scaled", "30050", 700'000}}) {
+        doc = MemoryDoc::Generate(session, 1, c.samples,
+                                  [](int, int64_t i) { return static_cast<float>((i * 7919) % 10007); });
+        CPatternRecognition block;
+        Attach(block, {{"templateStart", "50"}, {"templateEnd", c.end}, {"templateType", c.type}});
+        EXPECT_GT(block.Prepare()->Samples(), samplesAtOnce);
+        host.cancelAtCall = 3;
+        EXPECT_FALSE(block.Run()) << c.type;
+        EXPECT_TRUE(block.WasCancelled()) << c.type;
+    }
+}
+
 TEST_F(PatternRecognitionTest, ListsTheTemplate) {
     CPatternRecognition block;
     Attach(block, {{"allowedError", "12"}});

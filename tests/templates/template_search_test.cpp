@@ -253,6 +253,30 @@ TEST_F(TemplateSearchTest, ATransformKeepsTheDigitsOfSmallSamplesBesideGreatOnes
     }
 }
 
+// So many steps pass that not all of them are summed in full: a long template of noise, in noise and copies.
+TEST_F(TemplateSearchTest, ALongTemplateThatPassesEverywhereFindsTheSameBestSteps) {
+    std::mt19937 random(11);
+    std::normal_distribution<float> normal;
+    Samples t(3000), x(20000);
+    for (float& v : t) v = normal(random);
+    for (float& v : x) v = normal(random);
+    for (const size_t at : {2000u, 9000u, 16000u})
+        for (size_t i = 0; i < t.size(); ++i) x[at + i] += t[i];
+    Samples criteria;
+    SearchWatch watch;
+    watch.measures = [&](const MeasuredSteps& s) {
+        criteria.insert(criteria.end(), s.values.begin(), s.values.end());
+    };
+    const SearchFound found = Find(x, SearchOf(t, TemplateType::scaled, 0.0f), watch);
+    ASSERT_EQ(criteria.size(), x.size() - t.size() + 1);
+    ASSERT_GT(std::ranges::count_if(criteria, [](float v) { return v > 0.0f; }), 8000);
+    for (size_t k = 0; k < criteria.size(); k += 61)
+        ASSERT_NEAR(criteria[k], static_cast<double>(PlainCriterion(t, x, k).criterion), 2e-6) << k;
+    const auto plain = PlainSearch(t, x, TemplateType::scaled, 0.0f, 8);
+    ASSERT_EQ(found.matches.size(), plain.size());
+    for (size_t i = 0; i < plain.size(); ++i) EXPECT_EQ(found.matches[i].on, plain[i].on) << i;
+}
+
 TEST_F(TemplateSearchTest, EveryInstructionSetGivesTheSameBits) {
     const Samples t = Bump(37);
     const Samples x = NoisyBumps(3000, t, 5, 0.3f);
