@@ -10,8 +10,8 @@ namespace kymora {
 
 namespace {
 
-// No settings take as much; a larger file is none.
-constexpr uint64_t mostConfigBytes = uint64_t{1} << 20;
+// No settings take as much, with the longest template; a larger file is none.
+constexpr uint64_t mostConfigBytes = uint64_t{8} << 20;
 
 std::vector<std::byte> ReadFile(Session& session, const std::filesystem::path& path) {
     const auto file = session.files.Open(path, OpenMode::readOnly);

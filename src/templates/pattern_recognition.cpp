@@ -60,7 +60,14 @@ void CPatternRecognition::Serialize(CArchive& archive) {
     Exchange(archive, m_bAllTraces);
     Exchange(archive, m_strOrigin);
     m_template.Exchange(archive);
-    if (!archive.IsStoring()) m_isTemplateTraceChosen = true;
+    if (archive.IsStoring()) return;
+    m_isTemplateTraceChosen = true;
+    m_capturedIn.clear();
+}
+
+void CPatternRecognition::SettingsWereChosen() {
+    CEventWndBaseDlg::SettingsWereChosen();
+    if (m_nTemplateSource == captured && m_template.IsDefined()) m_nTemplateSource = inSettings;
 }
 
 std::string CPatternRecognition::Units() const {
@@ -99,6 +106,11 @@ void CPatternRecognition::CheckChangeDoc(CDataDoc* doc) {
     if (doc != Document() && !isOwn && !(m_ownResult && !doc)) {
         ForgetFound();
         m_kept.reset();
+        // The same times of another recording hold another wave.
+        const bool isElsewhere =
+            doc && (m_capturedIn.empty() ? !m_template.IsFrom(*doc) : !SamePath(doc->filePath, m_capturedIn));
+        if (isElsewhere && m_nTemplateSource == captured && m_template.IsDefined())
+            m_nTemplateSource = inSettings;
     }
     if (doc) m_ownResult.reset();
     CEventWndBaseDlg::CheckChangeDoc(doc);
@@ -111,7 +123,9 @@ void CPatternRecognition::OnUpdate(UpdateHint hint) {
 }
 
 void CPatternRecognition::OnParentTraceChanged() {
-    if (!m_isTemplateTraceChosen) m_nTemplateTrace = m_nTrace;
+    if (m_isTemplateTraceChosen) return;
+    m_nTemplateTrace = m_nTrace;
+    if (m_nTemplateSource == captured && m_template.IsDefined()) TakeAsChosen();
 }
 
 // --- the template ---
@@ -144,6 +158,7 @@ TemplateWave CPatternRecognition::WaveOf(Source source) {
 
 void CPatternRecognition::Capture() {
     m_template = WaveOf(captured);
+    m_capturedIn = Document()->filePath;
     m_strOrigin =
         fmt::format("Template of {} bins, captured from trace {},  from time = {:f} to {:f}\r\n",
                     m_template.values.size(), m_template.trace + 1, m_template.startMs, m_template.endMs);

@@ -2,6 +2,7 @@
 // "Template Recognition": finds each place in a trace where the signal resembles a captured waveform, and
 // makes an event of it.
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -35,6 +36,8 @@ class CPatternRecognition : public CEventWndBaseDlg {
     WrittenFile WriteFile(Session& session, const std::filesystem::path& path, bool keepsSource) override;
     std::string BatchFault() const override { return AddsTraces() ? diagnosticBatchText : std::string(); }
     void CheckChangeDoc(CDataDoc* doc) override;
+    // A template that came with the settings is the one that they find.
+    void SettingsWereChosen() override;
     void OnUpdate(UpdateHint hint) override;
     bool CanLookAhead() const override { return !AddsTraces(); }
     std::vector<ViewGuide> Guides() override;
@@ -97,6 +100,8 @@ class CPatternRecognition : public CEventWndBaseDlg {
     void DescribeMatching(ParamList& list);
     void DescribeExtras(ParamList& list);
     void CaptureBetweenCursors();
+    // The user has said anew where the template comes from: it is shown as a run would take it.
+    void TakeAsChosen();
     void Attempt(const std::function<void()>& does);
     void ListTemplate();
     std::string TemplateText() const;
@@ -118,8 +123,9 @@ class CPatternRecognition : public CEventWndBaseDlg {
     WrittenRecording WriteWithTraces(Session& session, CArchive& archive,
                                      const std::filesystem::path& target);
 
-    std::string m_strOrigin;         // of the template, for the report
-    std::set<std::string> m_chosen;  // parameters that a stored template does not set
+    std::string m_strOrigin;             // of the template, for the report
+    std::filesystem::path m_capturedIn;  // empty: not since the settings were read
+    std::set<std::string> m_chosen;      // parameters that a stored template does not set
     bool m_isTemplateTraceChosen = false;
 
     // The file that a run has made in the place of the recording, for which what it found holds, too.

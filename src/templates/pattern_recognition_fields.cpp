@@ -42,7 +42,9 @@ void CPatternRecognition::DescribeTemplate(ParamList& list) {
         .Tip("Where a run takes its template from: the samples between two times; an event channel of "
              "template "
              "recognition, with its settings; the average of the events in the destination channel; the "
-             "template that these settings hold");
+             "template that these settings hold. A captured template goes with the settings to other "
+             "recordings: it is then the one that they hold, until another one is captured")
+        .OnChange([this] { TakeAsChosen(); });
     list.Action("capture", "Capture", [this] { CaptureBetweenCursors(); })
         .Tip("Takes the template from the selected trace between the two cursors, in either order")
         .EnabledIf(hasDocument);
@@ -72,17 +74,28 @@ void CPatternRecognition::DescribeTemplate(ParamList& list) {
     list.Trace("templateTrace", "Trace", m_nTemplateTrace)
         .Tip("Trace from which the template is captured")
         .EnabledIf(isFrom(captured))
-        .OnChange([this] { m_isTemplateTraceChosen = true; });
+        .OnChange([this] {
+            m_isTemplateTraceChosen = true;
+            m_nTemplateSource = captured;
+            TakeAsChosen();
+        });
+    const auto capturesAnew = [this] {
+        if (m_dTemplateStart == 0.0 && m_dTemplateEnd == 0.0) return;  // all settings are set, as they stand
+        m_nTemplateSource = captured;
+        TakeAsChosen();
+    };
     list.Number("templateStart", "Start", m_dTemplateStart)
         .Unit("ms")
         .Limits(0, std::numeric_limits<double>::max())
         .Tip("Time of the template's first sample")
-        .EnabledIf(isFrom(captured));
+        .EnabledIf(isFrom(captured))
+        .OnChange(capturesAnew);
     list.Number("templateEnd", "End", m_dTemplateEnd)
         .Unit("ms")
         .Limits(0, std::numeric_limits<double>::max())
         .Tip("Time of the template's last sample")
-        .EnabledIf(isFrom(captured));
+        .EnabledIf(isFrom(captured))
+        .OnChange(capturesAnew);
     list.Integer("firstCursor", "First cursor", m_nFirstCursor)
         .Limits(1, greatestCursor)
         .Spin()
@@ -99,12 +112,14 @@ void CPatternRecognition::DescribeTemplate(ParamList& list) {
         .Limits(1, greatestRaise)
         .Tip("On-the-fly sample-rate frequency multiplier for matching template to data. Only available for "
              "Captured templates (not Retrieved)")
-        .EnabledIf(isFrom(captured));
+        .EnabledIf(isFrom(captured))
+        .OnChange([this] { TakeAsChosen(); });
     list.Integer("spareBins", "Spare bins", m_nSpareBins)
         .Limits(0, greatestSpare)
         .Tip("The number of sample bins either side of captured template to include to reduce edge effects "
              "when increasing sample rate")
-        .EnabledIf(isFrom(captured));
+        .EnabledIf(isFrom(captured))
+        .OnChange([this] { TakeAsChosen(); });
 }
 
 void CPatternRecognition::DescribeMatching(ParamList& list) {
@@ -182,9 +197,25 @@ void CPatternRecognition::CaptureBetweenCursors() {
         m_dTemplateStart = std::min(cursors[first - 1], cursors[second - 1]);
         m_dTemplateEnd = std::max(cursors[first - 1], cursors[second - 1]);
         m_nTemplateTrace = m_nTrace;
+        m_isTemplateTraceChosen = true;
         m_nTemplateSource = captured;
         Capture();
     });
+}
+
+// Where there is none, a run says why.
+void CPatternRecognition::TakeAsChosen() {
+    if (m_nTemplateSource == inSettings) return;
+    ForgetFound();
+    m_template = {};
+    if (!Document()) return;
+    try {
+        if (m_nTemplateSource == captured) Capture();
+        if (m_nTemplateSource == average) TakeAverage();
+        if (m_nTemplateSource == retrieved) m_template = WaveOf(retrieved);
+    } catch (const TemplateFault&) {
+    } catch (const FileError&) {
+    }
 }
 
 void CPatternRecognition::ListTemplate() {

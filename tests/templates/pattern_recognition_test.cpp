@@ -194,7 +194,6 @@ TEST_F(PatternRecognitionTest, AConfigurationCarriesItsTemplate) {
     CPatternRecognition block;
     Attach(block, {{"allowedError", "12"}});
     ASSERT_TRUE(block.Run());
-    Set(block, {{"templateSource", "3"}});
     Samples other = Noise(800, 5);
     Put(other, 300, Wave());
     Put(other, 611, Wave());
@@ -202,11 +201,37 @@ TEST_F(PatternRecognitionTest, AConfigurationCarriesItsTemplate) {
     next->filePath = "other.kymr-dat";
     CPatternRecognition taken;
     taken.TakeSettings(block.Settings());
+    taken.SettingsWereChosen();
     taken.CheckChangeDoc(next.get());
+    EXPECT_EQ(taken.m_template.values, block.m_template.values);
     ASSERT_TRUE(taken.Run()) << host.LastMessage();
     EXPECT_EQ(Onsets(*next, 1), (std::vector<int32_t>{300, 611}));
     EXPECT_EQ(next->eventChannels[1].Events()[0].eventTag, 0) << "the capture was in another recording";
-    EXPECT_EQ(taken.Settings(), block.Settings());
+    EXPECT_EQ(taken.m_template.values, block.m_template.values);
+    // So does the panel that goes there, also where the other recording has the same name.
+    for (const char* path : {"other.kymr-dat", "elsewhere/cell.kymr-dat"}) {
+        next->filePath = path;
+        CPatternRecognition panel;
+        Attach(panel, {{"allowedError", "12"}});
+        ASSERT_TRUE(panel.Run());
+        panel.CheckChangeDoc(next.get());
+        ASSERT_TRUE(panel.Run()) << host.LastMessage();
+        EXPECT_EQ(Onsets(*next, 1), (std::vector<int32_t>{300, 611})) << path;
+    }
+    // Whoever names times captures there, and sees it before the run.
+    for (const auto& [key, value] : std::map<std::string, std::string>{
+             {"templateStart", "305.5"}, {"templateEnd", "160.5"}, {"templateSource", "0"}}) {
+        CPatternRecognition anew;
+        anew.TakeSettings(block.Settings());
+        anew.SettingsWereChosen();
+        anew.CheckChangeDoc(next.get());
+        Set(anew, {{key, value}});
+        EXPECT_EQ(anew.m_nTemplateSource, CPatternRecognition::captured) << key;
+        const Samples shown = anew.m_template.values;
+        EXPECT_NE(shown, block.m_template.values) << key;
+        anew.Run();
+        EXPECT_EQ(anew.m_template.values, shown) << key;
+    }
 }
 
 TEST_F(PatternRecognitionTest, TheOrderOfTheTimesDoesNotMatterAndRoundingComesFirst) {
@@ -412,11 +437,11 @@ TEST_F(PatternRecognitionTest, ALongTemplateCanBeCancelled) {
 
 TEST_F(PatternRecognitionTest, ListsTheTemplate) {
     CPatternRecognition block;
-    Attach(block, {{"allowedError", "12"}});
+    block.CheckChangeDoc(doc.get());
     ParamList params = block.Params();
     params.Find("list")->action(params);
     EXPECT_EQ(host.LastMessage(), "Template not defined");
-    ASSERT_TRUE(block.Run());
+    Attach(block);
     params = block.Params();
     params.Find("list")->action(params);
     ASSERT_EQ(host.texts.size(), 1u);
