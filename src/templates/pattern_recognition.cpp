@@ -15,7 +15,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t patternVersion = 1;
+constexpr uint32_t patternVersion = 2;
 // The file, the title and the greatest number of traces.
 constexpr const char* tooManyDiagnosticTracesText = "{}\r\n\t{}: You cannot have more than {} data channels, "
                                                     "cancel \"Add error signal/template as trace\".\r\n";
@@ -38,7 +38,7 @@ constexpr double axisThresholds = 4.0;  // that the axis of the goodness-of-fit 
 
 void CPatternRecognition::Serialize(CArchive& archive) {
     CEventWndBaseDlg::Serialize(archive);
-    ExchangeVersion(archive, patternVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, patternVersion, ClassName());
     Exchange(archive, m_nFirstCursor);
     Exchange(archive, m_nSecondCursor);
     Exchange(archive, m_bAddErrorTrace);
@@ -60,6 +60,11 @@ void CPatternRecognition::Serialize(CArchive& archive) {
     Exchange(archive, m_bAllTraces);
     Exchange(archive, m_strOrigin);
     m_template.Exchange(archive);
+    if (version > 1)
+        Exchange(archive, m_template.sampleInterval);
+    else
+        m_template.sampleInterval =
+            m_template.length > 1 ? (m_template.endMs - m_template.startMs) / (m_template.length - 1) : 0.0;
     if (archive.IsStoring()) return;
     m_isTemplateTraceChosen = true;
     m_capturedIn.clear();
@@ -236,6 +241,8 @@ std::unique_ptr<OperationJob> CPatternRecognition::MakeJob() {
         const std::string text = fmt::format(nearBaselineText, m_fAllowedError, flat);
         IsAttended() ? void(GetHost().Notice(baselineKey, Title(), text)) : Tell(text);
     }
+    if (const std::string warning = wave.IntervalWarning(doc); !IsLookingAhead() && !warning.empty())
+        Tell(warning);
     job->what = SearchFor(wave);
     job->spareBins = wave.spareBins;
     job->minimumPeakToPeak = m_fMinimumPeakToPeak;

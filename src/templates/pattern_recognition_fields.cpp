@@ -232,7 +232,11 @@ std::string CPatternRecognition::TemplateText() const {
                                  ? "of another recording, or a mean of matches"
                                  : fmt::format("trace {}, {:g} to {:g} ms", m_template.trace + 1,
                                                m_template.startMs, m_template.endMs);
-    return fmt::format("{} bins, {}", m_template.values.size(), from);
+    const bool isOther = Document() && !m_template.IntervalWarning(*Document()).empty();
+    return fmt::format("{} bins, {}{}", m_template.values.size(), from,
+                       isOther ? fmt::format(", sampled each {:g} ms, not {:g}", m_template.sampleInterval,
+                                             Document()->sampleInterval)
+                               : "");
 }
 
 std::string CPatternRecognition::BaselineText() const {

@@ -118,6 +118,14 @@ bool TemplateWave::IsOf(const CDataDoc& doc, int itsTrace) const {
 
 bool TemplateWave::IsFrom(const CDataDoc& doc) const { return recording == doc.filePath.filename().string(); }
 
+std::string TemplateWave::IntervalWarning(const CDataDoc& doc) const {
+    constexpr double rounding = 1e-6;
+    const double here = doc.sampleInterval;
+    if (!(sampleInterval > 0.0) || std::abs(sampleInterval - here) <= rounding * here) return {};
+    return fmt::format(otherIntervalText, sampleInterval, length, length * sampleInterval, here,
+                       length * here);
+}
+
 void TemplateWave::Exchange(CArchive& archive) {
     if (archive.IsStoring()) {
         archive.Write<int32_t>(static_cast<int32_t>(values.size()));
@@ -165,6 +173,7 @@ TemplateWave CaptureTemplate(CDataDoc& doc, const CaptureSpan& span, int multipl
     wave.startMs = doc.TimeOf(span.first);
     wave.endMs = doc.TimeOf(int64_t{span.first} + span.length - 1);
     wave.recording = doc.filePath.filename().string();
+    wave.sampleInterval = doc.sampleInterval;
     return wave;
 }
 
@@ -201,6 +210,7 @@ TemplateWave StoredTemplate(const CDataDoc& doc, const CEventChan& channel) {
         wave.endMs = doc.TimeOf(int64_t{wave.start} + wave.length - 1);
     }
     wave.recording = doc.filePath.filename().string();
+    wave.sampleInterval = doc.sampleInterval;
     return wave;
 }
 

@@ -32,6 +32,13 @@ inline constexpr const char* raiseFaultText =
     "The frequency multiplier is a power of two: 1, 2, 4, 8, 16, 32 or 64.";
 inline constexpr const char* noTemplateText = "You need to define a template before analysing.";
 
+// The interval of the template, its samples and duration; the same of the recording.
+inline constexpr const char* otherIntervalText =
+    "The template has a sample interval of {:g} ms, and its {} samples take {:g} ms. In this recording, "
+    "which "
+    "has one of {:g} ms, they take {:g} ms: the template is not resampled. Capture one here, or interpolate "
+    "the recording to the same interval.";
+
 inline constexpr int64_t mostTemplateValues = 1'000'000;
 
 // Why there is no template; what() is for the user.
@@ -51,11 +58,14 @@ struct TemplateWave {
     int32_t trace = 0;                  // from 0
     double startMs = 0.0, endMs = 0.0;  // that were captured
     std::string recording;              // the name of its file
+    double sampleInterval = 0.0;        // of that file, ms; 0: not known
 
     bool IsDefined() const { return !values.empty(); }
     // It was captured from this recording; and from this trace of it.
     bool IsFrom(const CDataDoc& doc) const;
     bool IsOf(const CDataDoc& doc, int itsTrace) const;
+    // Why it is no template of the same duration in this recording; empty where it is one.
+    std::string IntervalWarning(const CDataDoc& doc) const;
     void Exchange(CArchive& archive);
 };
 

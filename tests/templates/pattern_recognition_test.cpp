@@ -234,6 +234,30 @@ TEST_F(PatternRecognitionTest, AConfigurationCarriesItsTemplate) {
     }
 }
 
+// 21 samples of 0.5 ms are 210 ms at an interval of 10 ms.
+TEST_F(PatternRecognitionTest, TellsThatATemplateHasAnotherSampleInterval) {
+    CPatternRecognition block;
+    Attach(block);
+    ASSERT_TRUE(block.Run());
+    const auto slow = Named({samples}, 10.0);
+    slow->filePath = "slow.kymr-dat";
+    for (const auto& [other, isTold] : {std::pair{slow.get(), true}, std::pair{doc.get(), false}}) {
+        CPatternRecognition taken;
+        taken.TakeSettings(block.Settings());
+        taken.SettingsWereChosen();
+        taken.CheckChangeDoc(other);
+        RunMessages messages;
+        taken.SendMessagesTo(&messages);
+        ASSERT_TRUE(taken.Run());
+        taken.SendMessagesTo(nullptr);
+        const auto tells = [&](const RunMessage& m) {
+            return m.text.find("interval of 0.5 ms, and its 21 samples take 10.5 ms") != std::string::npos &&
+                   m.text.find("one of 10 ms, they take 210 ms") != std::string::npos;
+        };
+        EXPECT_EQ(std::ranges::any_of(messages, tells), isTold);
+    }
+}
+
 TEST_F(PatternRecognitionTest, TheOrderOfTheTimesDoesNotMatterAndRoundingComesFirst) {
     CPatternRecognition block;
     Attach(block, {{"templateStart", "160.2"}, {"templateEnd", "149.8"}, {"allowedError", "12"}});
