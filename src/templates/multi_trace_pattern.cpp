@@ -139,6 +139,7 @@ struct CMultiTracePatternRecognition::Job : EventJob {
     std::vector<Sought> sought;
     int spareBins = 0;
     int64_t slack = 0;  // bins
+    double sampleInterval = 1.0;
     float minimumPeakToPeak = 0.0f;
     CMultiTracePatternRecognition::Found result;
 
@@ -164,8 +165,9 @@ struct CMultiTracePatternRecognition::Job : EventJob {
             others[candidate.bin] = std::move(found);
             return true;
         };
-        for (const TemplateMatch& match : SearchTrace(raised, region, primary, progress, watch).matches)
-            Keep(samples, match, std::move(others[match.bin]));
+        const SearchFound matches = SearchTrace(raised, region, primary, progress, watch);
+        for (const TemplateMatch& match : matches.matches) Keep(samples, match, std::move(others[match.bin]));
+        if (matches.open > 0) context.Warn(OpenRunsText(matches, primary.multiplier, sampleInterval) + ".");
         result.parts = parts;
     }
 
@@ -188,6 +190,7 @@ struct CMultiTracePatternRecognition::Job : EventJob {
 std::unique_ptr<OperationJob> CMultiTracePatternRecognition::MakeJob() {
     CDataDoc& doc = *Document();
     auto job = std::make_unique<Job>();
+    job->sampleInterval = doc.sampleInterval;
     if (!TakeRegion(*job)) return nullptr;
     try {
         job->parts = CaptureParts();

@@ -27,6 +27,7 @@ constexpr const char* nearBaselineText =
     "The allowed error of {:g} % is near the {:.3g} % that a stretch without any signal has with this "
     "template, or above it: much that is no match will be found. Lower the allowed error.";
 constexpr const char* baselineKey = "WarnTemplateBaseline";
+constexpr const char* openKey = "NoteTemplateOpenAtEnd";
 constexpr const char* oneTraceText =
     "Diagnostic traces and the match-only file are of one trace. Do not analyse all traces.";
 constexpr size_t mostOverlapLines = 1000;
@@ -274,6 +275,8 @@ bool CPatternRecognition::Write(OperationJob& job, UndoScope& undo) {
     EventJob::Found first{done.found[0].channel, done.found[0].parentTrace, {}, {}};
     if (m_bMatchFile) first.events = done.found[0].events;
     if (!CEventWndBaseDlg::Write(job, undo)) return false;
+    if (const std::string open = OpenText(); !open.empty())
+        IsAttended() ? void(GetHost().Notice(openKey, Title(), open + ".")) : Tell(open + ".");
     if (!m_bMatchFile) return true;
     if (first.events.empty()) {
         Tell("There are no matches for a match-only file.");

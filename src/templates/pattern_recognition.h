@@ -111,6 +111,7 @@ class CPatternRecognition : public CEventWndBaseDlg {
     // What it shows; pattern_recognition_results.cpp.
     GraphPane TemplatePane() const;
     std::string ListText() const;
+    std::string OpenText() const;
 
     // As the source says, without taking it over.
     TemplateWave WaveOf(Source source);

@@ -63,6 +63,14 @@ std::string CPatternRecognition::ListText() const {
     return text;
 }
 
+// Of the first trace in which a match was left open.
+std::string CPatternRecognition::OpenText() const {
+    for (const Found& found : m_found)
+        if (found.pattern.search.open > 0)
+            return OpenRunsText(found.pattern.search, m_template.multiplier, Document()->sampleInterval);
+    return {};
+}
+
 std::string CPatternRecognition::RunSummary() const {
     int64_t overlapping = 0, tooSmall = 0;
     for (const Found& found : m_found) {
@@ -71,7 +79,9 @@ std::string CPatternRecognition::RunSummary() const {
     }
     std::string text;
     if (overlapping > 0) text = fmt::format("{} dropped for overlap", overlapping);
-    if (tooSmall > 0) text += fmt::format("{}{} too small", text.empty() ? "" : ", ", tooSmall);
+    const auto add = [&](const std::string& more) { text += (text.empty() ? "" : ", ") + more; };
+    if (tooSmall > 0) add(fmt::format("{} too small", tooSmall));
+    if (const std::string open = OpenText(); !open.empty()) add(open.substr(0, open.find(',')));
     return text;
 }
 

@@ -1,5 +1,7 @@
 #include "templates/template_search.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <deque>
 
@@ -50,6 +52,12 @@ class AdaptiveMean {
     bool holdsLast_ = false;  // the newest one is that of the last match
 };
 
+// The data end.
+void EndRun(CandidateRun& run, SearchFound& found) {
+    if (run.Best() && ++found.open == 1) found.firstOpen = *run.Best();
+    run.Break();
+}
+
 class Search {
   public:
     Search(SampleSpan region, const TemplateSearch& search, ProgressScope& progress, const SearchWatch& watch)
@@ -72,6 +80,7 @@ class Search {
                                return true;
                            });
         TakeGathered();
+        EndRun(run_, found_);
         ReportAt(region_.end);
         found_.matches = list_.Take();
         found_.replaced = list_.CountReplaced();
@@ -88,7 +97,7 @@ class Search {
     void Take(const RaisedTrace::Piece& piece) {
         if (!piece.continues) {
             TakeGathered();
-            run_.Break();
+            EndRun(run_, found_);
             samples_.clear();
             continues_ = false;
         }
@@ -205,6 +214,17 @@ SearchFound SearchTrace(RaisedTrace& trace, SampleSpan region, const TemplateSea
     return Search(region, search, progress, watch).Run(trace);
 }
 
+std::string OpenRunsText(const SearchFound& found, int multiplier, double sampleInterval) {
+    if (found.open == 0) return {};
+    const bool isOne = found.open == 1;
+    return fmt::format(
+        "{} still open where the data end, and {} best place so far is at {:.10g} ms. A match is "
+        "an event where the data go on until it no longer passes: let the region end later",
+        isOne ? "1 match is" : fmt::format("{} matches are", found.open),
+        isOne ? "makes no event: its" : "make no events: the first one's",
+        static_cast<double>(found.firstOpen.bin) / multiplier * sampleInterval);
+}
+
 int64_t SearchWork(const TemplateSearch& search, int64_t samples) {
     const auto bins = static_cast<int64_t>(search.values.size());
     const bool isTransformed =
@@ -235,7 +255,6 @@ SearchFound KeptMeasures::Find(SampleSpan region, const TemplateSearch& search) 
     MatchList list(search.GetBetter(), search.multiplier, search.length);
     SearchFound found;
     for (const Run& run : runs_) {
-        open.Break();
         const int64_t from = std::max(first, run.firstBin);
         const int64_t to = std::min(end, run.firstBin + std::ssize(run.values));
         for (int64_t bin = from; bin < to; ++bin)
@@ -243,6 +262,7 @@ SearchFound KeptMeasures::Find(SampleSpan region, const TemplateSearch& search) 
                 ++found.candidates;
                 list.Add(*candidate);
             }
+        EndRun(open, found);
     }
     found.matches = list.Take();
     found.replaced = list.CountReplaced();

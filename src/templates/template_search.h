@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "host/progress.h"
@@ -57,7 +58,13 @@ struct SearchFound {
     int64_t replaced = 0, dropped = 0;   // by overlap
     int64_t steps = 0,
             stepsAtFloor = 0;  // of a scaled template: whose squared error was held to its least value
+    // Runs of steps that pass and are open where the region or a stretch of it ends: they are no candidates.
+    int64_t open = 0;
+    TemplateCandidate firstOpen{};
 };
+
+// That runs were left open, by their number and the first one's best place so far (ms); empty where none was.
+std::string OpenRunsText(const SearchFound& found, int multiplier, double sampleInterval);
 
 // Slides the template over the samples of the region, whose windows lie within it. Throws FileError and
 // Cancelled.

@@ -345,6 +345,18 @@ TEST_F(PatternRecognitionTest, ARegionShorterThanTheTemplateLeavesTheChannelEmpt
     Set(block, {{"regionStart", "40"}, {"regionEnd", "355"}, {"allowedError", "12"}});
     ASSERT_TRUE(block.Run());
     EXPECT_EQ(Onsets(*doc, 1), (std::vector<int32_t>{100, 300}));
+    EXPECT_EQ(block.RunSummary(), "");
+    // It ends with one, in a first run and in one from kept measures.
+    block.SendMessagesTo(nullptr);
+    Set(block, {{"regionEnd", "160.5"}});
+    for (int i = 0; i < 2; ++i) {
+        host.notices.clear();
+        ASSERT_TRUE(block.Run());
+        EXPECT_EQ(Onsets(*doc, 1), (std::vector<int32_t>{100}));
+        EXPECT_EQ(block.RunSummary(), "1 match is still open where the data end");
+        ASSERT_EQ(host.notices.size(), 1u);
+        EXPECT_NE(host.notices[0].text.find("so far is at 150 ms"), std::string::npos);
+    }
 }
 
 TEST_F(PatternRecognitionTest, WarnsWhereAnEmptyBaselineWouldMatch) {

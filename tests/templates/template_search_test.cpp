@@ -319,10 +319,21 @@ TEST_F(TemplateSearchTest, OnlyTheEndOfARunMakesAnEvent) {
     Samples atEnd(100), atStart(100);
     std::ranges::copy(t, atEnd.end() - 20);
     std::ranges::copy(t, atStart.begin());
-    EXPECT_TRUE(Find(atEnd, SearchOf(t, TemplateType::fixed, 5.0f)).matches.empty());
+    for (const TemplateType type : {TemplateType::fixed, TemplateType::adaptive, TemplateType::scaled}) {
+        const float threshold = type == TemplateType::scaled ? 100.0f : 5.0f;
+        const SearchFound open = Find(atEnd, SearchOf(t, type, threshold));
+        EXPECT_TRUE(open.matches.empty());
+        ASSERT_EQ(open.open, 1);
+        EXPECT_EQ(open.firstOpen.bin, 80);
+        // A region exactly as long as the template.
+        const SearchFound only = Find(Samples(t), SearchOf(t, type, threshold));
+        EXPECT_TRUE(only.matches.empty());
+        EXPECT_EQ(only.open, 1);
+    }
     const SearchFound found = Find(atStart, SearchOf(t, TemplateType::fixed, 5.0f));
     ASSERT_EQ(found.matches.size(), 1u);
     EXPECT_EQ(found.matches[0].on, 0);
+    EXPECT_EQ(found.open, 0);
 }
 
 TEST_F(TemplateSearchTest, NothingSpansAGapAnEpisodesEndOrASampleThatIsNoNumber) {
@@ -456,8 +467,10 @@ TEST_F(TemplateSearchTest, KeptMeasuresFindAtAnyThresholdWhatANewSearchFinds) {
             for (const SampleSpan region :
                  {SampleSpan{0, 60100}, SampleSpan{20000, 26000}, SampleSpan{100, 120}}) {
                 const TemplateSearch search = SearchOf(bump, type, threshold);
-                const auto anew = Find(*doc, search, region).matches;
-                const auto again = kept.Find(region, search).matches;
+                const SearchFound first = Find(*doc, search, region), second = kept.Find(region, search);
+                EXPECT_EQ(first.open, second.open);
+                EXPECT_EQ(first.firstOpen.bin, second.firstOpen.bin);
+                const auto &anew = first.matches, &again = second.matches;
                 ASSERT_EQ(anew.size(), again.size());
                 for (size_t i = 0; i < anew.size(); ++i) EXPECT_EQ(anew[i].on, again[i].on);
             }
