@@ -286,7 +286,8 @@ bool CPatternRecognition::Write(OperationJob& job, UndoScope& undo) {
     std::string report;
     AppendReport(report, done);
     WriteMatches(*Document(), first, report, path);
-    Tell(fmt::format("The matches are in {}.", path.string()));
+    const std::string where = fmt::format("The matches are in {}.", path.string());
+    IsAttended() ? GetHost().Inform(where) : Tell(where);
     return true;
 }
 

@@ -194,8 +194,9 @@ void CPatternRecognition::CaptureBetweenCursors() {
         const auto first = static_cast<size_t>(m_nFirstCursor), second = static_cast<size_t>(m_nSecondCursor);
         if (std::max<size_t>({first, second, 2}) > cursors.size()) throw TemplateFault(fewCursorsText);
         if (first == second) throw TemplateFault(coincidingCursorsText);
-        m_dTemplateStart = std::min(cursors[first - 1], cursors[second - 1]);
-        m_dTemplateEnd = std::max(cursors[first - 1], cursors[second - 1]);
+        const auto [start, end] = std::minmax(cursors[first - 1], cursors[second - 1]);
+        m_dTemplateStart = ShortTimeOf(*Document(), Document()->PositionOf(start));
+        m_dTemplateEnd = ShortTimeOf(*Document(), Document()->PositionOf(end));
         m_nTemplateTrace = m_nTrace;
         m_isTemplateTraceChosen = true;
         m_nTemplateSource = captured;
@@ -228,10 +229,14 @@ void CPatternRecognition::ListTemplate() {
 
 std::string CPatternRecognition::TemplateText() const {
     if (!m_template.IsDefined()) return "none";
+    const auto time = [this](double ms) {
+        const bool isHere = Document() && m_template.IsFrom(*Document());
+        return isHere ? ShortTimeOf(*Document(), Document()->PositionOf(ms)) : ms;
+    };
     const std::string from = m_template.start == TemplateWave::nowhere
                                  ? "of another recording, or a mean of matches"
-                                 : fmt::format("trace {}, {:g} to {:g} ms", m_template.trace + 1,
-                                               m_template.startMs, m_template.endMs);
+                                 : fmt::format("trace {}, {:.10g} to {:.10g} ms", m_template.trace + 1,
+                                               time(m_template.startMs), time(m_template.endMs));
     const bool isOther = Document() && !m_template.IntervalWarning(*Document()).empty();
     return fmt::format("{} bins, {}{}", m_template.values.size(), from,
                        isOther ? fmt::format(", sampled each {:g} ms, not {:g}", m_template.sampleInterval,

@@ -140,6 +140,16 @@ void TemplateWave::Exchange(CArchive& archive) {
     kymora::Exchange(archive, recording);
 }
 
+double ShortTimeOf(const CDataDoc& doc, int32_t sample) {
+    constexpr int mostDecimals = 9;
+    const double time = doc.TimeOf(sample);
+    double scale = 1.0;
+    for (int decimals = 0; decimals <= mostDecimals; ++decimals, scale *= 10.0)
+        if (const double rounded = std::round(time * scale) / scale; doc.PositionOf(rounded) == sample)
+            return rounded;
+    return time;
+}
+
 CaptureSpan SpanBetween(const CDataDoc& doc, int trace, double oneMs, double otherMs) {
     const int32_t one = doc.PositionOf(oneMs), other = doc.PositionOf(otherMs);
     // Two times beyond all positions are held to the last of them.

@@ -69,6 +69,9 @@ struct TemplateWave {
     void Exchange(CArchive& archive);
 };
 
+// The time of a sample with as few decimals as give the sample back, ms.
+double ShortTimeOf(const CDataDoc& doc, int32_t sample);
+
 // Where a template is taken from: samples of a trace.
 struct CaptureSpan {
     int trace = 0;

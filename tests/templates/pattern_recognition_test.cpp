@@ -258,6 +258,16 @@ TEST_F(PatternRecognitionTest, TellsThatATemplateHasAnotherSampleInterval) {
     }
 }
 
+TEST_F(PatternRecognitionTest, ATimeHasTheDigitsThatGiveItsSampleBack) {
+    const auto time = [&](double interval, int32_t sample) {
+        return ShortTimeOf(*Named({Samples(2000000)}, interval), sample);
+    };
+    EXPECT_EQ(time(0.05, 36431), 1821.55);
+    EXPECT_EQ(time(0.05, 36440), 1822.0);
+    EXPECT_EQ(time(1.0 / 30.0, 1000001), 33333.37);  // 33333.3667; 33333.4 is the next sample's
+    EXPECT_EQ(time(10.0, 7), 70.0);
+}
+
 TEST_F(PatternRecognitionTest, TheOrderOfTheTimesDoesNotMatterAndRoundingComesFirst) {
     CPatternRecognition block;
     Attach(block, {{"templateStart", "160.2"}, {"templateEnd", "149.8"}, {"allowedError", "12"}});
