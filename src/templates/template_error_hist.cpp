@@ -109,6 +109,11 @@ void CTemplateErrorHist::Describe(ParamList& list) {
         .EnabledIf([this] { return Type() == TemplateType::scaled; })
         .OnChange(isSet);
     m_hist.DescribeBins(list, Words());
+    list.Find("autoRange")
+        ->Tip("A range that shows the values of events, or of all candidates those up to twice the median "
+              "error "
+              "(four times the usual goodness-of-fit), and reaches to the threshold where that lies beyond; "
+              "else the range is the one below. The text tells how many values lie above");
     m_hist.DescribeOverlays(list, Words());
     DescribeRegion(list);
     DescribeSaving(list);
@@ -173,7 +178,7 @@ bool CTemplateErrorHist::MakeInput(HistJob& job) {
     if (!m_bAllCandidates) {
         std::vector<float> values = EventValues();
         if (values.empty()) throw JobRefused(fmt::format(noErrorsText, ChannelName(m_nChannel1)));
-        input = MeasureInput(std::move(values), type, threshold);
+        input = MeasureInput(std::move(values), type, threshold, Shown::events);
         job.work = static_cast<int64_t>(input.values->size());
         return true;
     }
@@ -195,7 +200,7 @@ bool CTemplateErrorHist::MakeInput(HistJob& job) {
     job.read = [pass](SampleReader& samples, HistInput& into, const Poll& poll) {
         std::vector<float> bests = pass.Run(samples, poll);
         if (bests.empty()) throw JobRefused(pass.HasWindow() ? noCandidatesText : shortRegionText);
-        into = MeasureInput(std::move(bests), pass.what.type, pass.what.threshold);
+        into = MeasureInput(std::move(bests), pass.what.type, pass.what.threshold, Shown::candidates);
     };
     return true;
 }

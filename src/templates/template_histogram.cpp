@@ -9,7 +9,7 @@ namespace {
 
 constexpr uint32_t thresholdColour = 0x0000FF;
 // So many times what is usual of the values is still shown.
-constexpr double farCriterion = 4.0, farError = 1.25, farThreshold = 2.5;
+constexpr double farCriterion = 4.0, farError = 2.0;
 constexpr int usualBins = 60;
 
 double Quantile(std::vector<float>& values, double share) {
@@ -18,18 +18,32 @@ double Quantile(std::vector<float>& values, double share) {
     return values[static_cast<size_t>(at)];
 }
 
-// Of criteria, all but the few to which a perfect fit has given no bound. Of errors, the smaller ones: those
-// of what is no match go on for long.
-std::pair<double, double> ShownRange(std::vector<float>& values, TemplateType type, float threshold) {
-    if (type != TemplateType::scaled)
-        return {0.0, std::max(farThreshold * threshold, farError * Quantile(values, 0.5))};
-    const double far = farCriterion * std::max(std::abs(double{threshold}), Quantile(values, 0.999));
-    double least = threshold, greatest = threshold;
-    for (const float value : values) {
-        least = std::min<double>(least, value);
+// Of all candidates the smaller errors, since those of what is no match go on for long.
+std::pair<double, double> ErrorRange(std::vector<float>& values, Shown shown) {
+    const double greatest = *std::ranges::max_element(values);
+    return {0.0, shown == Shown::events ? greatest : std::min(greatest, farError * Quantile(values, 0.5))};
+}
+
+// All criteria but the few to which a perfect fit has given no bound.
+std::pair<double, double> CriterionRange(std::vector<float>& values) {
+    const double usual = Quantile(values, 0.999);
+    const double far = usual + (farCriterion - 1.0) * std::abs(usual);
+    const double least = *std::ranges::min_element(values);
+    double greatest = least;
+    for (const float value : values)
         if (value <= far) greatest = std::max<double>(greatest, value);
-    }
-    return {least, greatest + (greatest - least) / usualBins};
+    return {least, greatest};
+}
+
+// Of the values alone, so that it stays while the threshold moves in it.
+std::pair<double, double> ShownRange(std::vector<float>& values, TemplateType type, float threshold,
+                                     Shown shown) {
+    auto [least, greatest] =
+        type == TemplateType::scaled ? CriterionRange(values) : ErrorRange(values, shown);
+    least = std::min<double>(least, threshold);
+    greatest = std::max<double>(greatest, threshold);
+    const double room = (greatest - least) / usualBins;
+    return {least, greatest + (room > 0.0 ? room : 1.0)};
 }
 
 }  // namespace
@@ -46,19 +60,19 @@ GraphLine ThresholdLine(TemplateType type, float threshold) {
     return {true, threshold, thresholdColour, "threshold", ThresholdKey(type), false};
 }
 
-HistInput MeasureInput(std::vector<float> values, TemplateType type, float threshold) {
+HistInput MeasureInput(std::vector<float> values, TemplateType type, float threshold, Shown shown) {
     std::erase_if(values, [](float v) { return !std::isfinite(v); });
     HistInput input;
     input.name = type == TemplateType::scaled ? "goodness-of-fit" : "template error";
     input.label = MeasureLabel(type);
-    if (!values.empty()) input.naturalRange = ShownRange(values, type, threshold);
+    if (!values.empty()) input.naturalRange = ShownRange(values, type, threshold, shown);
     input.Take({values.begin(), values.end()});
     return input;
 }
 
 ErrorHistogram MakeErrorHistogram(std::vector<float> values, TemplateType type, float threshold) {
     ErrorHistogram made;
-    made.part.input = MeasureInput(std::move(values), type, threshold);
+    made.part.input = MeasureInput(std::move(values), type, threshold, Shown::candidates);
     made.part.settings.binCount = usualBins;
     made.part.settings.isByCount = true;
     made.part.settings.display = displayLn;  // matches are few beside what is none

@@ -14,9 +14,10 @@ const char* MeasureLabel(TemplateType type);
 const char* ThresholdKey(TemplateType type);
 GraphLine ThresholdLine(TemplateType type, float threshold);
 
-// The values as what a histogram is made of. The range takes in the threshold and leaves out values that lie
-// so far off that all others would stand in one bar.
-HistInput MeasureInput(std::vector<float> values, TemplateType type, float threshold);
+// The values as what a histogram is made of: those of events, or of all candidates, of which the range leaves
+// out what lies so far off that all others would stand in one bar. A threshold beyond the range extends it.
+enum class Shown { events, candidates };
+HistInput MeasureInput(std::vector<float> values, TemplateType type, float threshold, Shown shown);
 
 // The histogram that stands beside the parameters of a search.
 struct ErrorHistogram {

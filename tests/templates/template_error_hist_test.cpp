@@ -58,6 +58,27 @@ TEST_F(TemplateErrorHistTest, ShowsAllCandidatesWhateverTheThreshold) {
     EXPECT_EQ(doc->eventChannels[1].detection.templateThreshold, 13.0f);
 }
 
+TEST_F(TemplateErrorHistTest, TheRangeStaysWhileTheThresholdMovesInIt) {
+    for (const char* all : {"0", "1"}) {
+        Set(block, {{"allCandidates", all}, {"allowedError", "1.5"}});
+        ASSERT_TRUE(block.Run()) << host.LastMessage();
+        const double top = block.m_hist.maximum;
+        for (const char* threshold : {"0.5", "2.5"}) {
+            Set(block, {{"allowedError", threshold}});
+            ASSERT_TRUE(block.Run());
+            EXPECT_EQ(block.m_hist.maximum, top) << all << " at " << threshold;
+        }
+        Set(block, {{"allowedError", "900"}});
+        ASSERT_TRUE(block.Run());
+        EXPECT_GT(block.m_hist.maximum, 900.0) << "the line is seen";
+    }
+    // All errors of events are in it.
+    Set(block, {{"allCandidates", "0"}, {"allowedError", "1"}});
+    ASSERT_TRUE(block.Run());
+    for (const CEventKM& event : doc->eventChannels[1].Events())
+        EXPECT_LT(event.eventValue, block.m_hist.maximum);
+}
+
 TEST_F(TemplateErrorHistTest, RefusesOtherChannels) {
     Set(block, {{"channel1", "d"}});
     EXPECT_EQ(Refusal(block), foreignChannelText);
