@@ -143,6 +143,22 @@ void CTemplateErrorHist::CheckChangeDoc(CDataDoc* doc) {
     FollowChannel();
 }
 
+void CTemplateErrorHist::SuggestSettings() {
+    CHistBase::SuggestSettings();
+    const CDataDoc* doc = Document();
+    if (!doc || m_isDestinationChosen || (Channel() && HoldsTemplate(*Channel()))) return;
+    int found = -1;
+    for (int channel = 0; channel < maxEventChannels; ++channel) {
+        const bool hasEvents = doc->GetNumEvents(channel) > 0;
+        if (!HoldsTemplate(doc->eventChannels[static_cast<size_t>(channel)])) continue;
+        if (found < 0 || hasEvents) found = channel;
+        if (hasEvents) break;
+    }
+    if (found < 0) return;
+    m_nChannel1 = found;
+    FollowChannel();
+}
+
 void CTemplateErrorHist::OnEventChanChanged(int channel) {
     CHistBase::OnEventChanChanged(channel);
     m_isThresholdSet = false;

@@ -14,6 +14,8 @@ class CTemplateErrorHist : public CHistBase {
     const char* Title() const override { return "Template Error Histogram"; }
 
     void CheckChangeDoc(CDataDoc* doc) override;
+    // The first channel that holds a template, with events if there is one; not where a file has named one.
+    void SuggestSettings() override;
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
     std::optional<Graph> GetGraph() override;

@@ -79,6 +79,26 @@ TEST_F(TemplateErrorHistTest, TheRangeStaysWhileTheThresholdMovesInIt) {
         EXPECT_LT(event.eventValue, block.m_hist.maximum);
 }
 
+TEST_F(TemplateErrorHistTest, SuggestsTheFirstChannelThatHoldsATemplate) {
+    CTemplateErrorHist opened;
+    opened.CheckChangeDoc(doc.get());
+    opened.SuggestSettings();
+    EXPECT_EQ(opened.m_nChannel1, 1);
+    EXPECT_EQ(opened.m_fAllowedError, 9.0f);
+    CTemplateErrorHist named;
+    named.CheckChangeDoc(doc.get());
+    named.SettingsWereChosen();
+    named.SuggestSettings();
+    EXPECT_EQ(named.m_nChannel1, 0);
+    // One that holds a template without any event comes after one with events.
+    doc->eventChannels[3] = doc->eventChannels[1];
+    doc->eventChannels[1].DeleteAll();
+    CTemplateErrorHist other;
+    other.CheckChangeDoc(doc.get());
+    other.SuggestSettings();
+    EXPECT_EQ(other.m_nChannel1, 3);
+}
+
 TEST_F(TemplateErrorHistTest, RefusesOtherChannels) {
     Set(block, {{"channel1", "d"}});
     EXPECT_EQ(Refusal(block), foreignChannelText);
