@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "detection/analysis_blocks.h"
 #include "detection/turning_runs.h"
@@ -75,7 +76,37 @@ void CEventHillAnalysis::CheckChangeDoc(CDataDoc* doc) {
     }
     CEventWndBaseDlg::CheckChangeDoc(doc);
     if (!doc) return;
+    if (IsAttended()) TakeHeightsOf(doc->filePath.string());
     for (double* time : {&m_dMinimumDuration, &m_dMaximumDuration}) *time = std::min(*time, GreatestTime());
+}
+
+void CEventHillAnalysis::SettingsWereChosen() {
+    CEventWndBaseDlg::SettingsWereChosen();
+    m_isHeightSet.fill(true);
+}
+
+void CEventHillAnalysis::TakeHeightsOf(const std::string& recording) {
+    const std::string before = std::exchange(m_heightsOf, recording);
+    if (before.empty() || before == recording) return;
+    Heights& left = m_otherHeights[before];
+    for (size_t i = 0; i < m_thresholds.size(); ++i) left.values[i] = m_thresholds[i].value;
+    left.isSet = m_isHeightSet;
+    const Heights now = m_otherHeights[recording];
+    for (size_t i = 0; i < m_thresholds.size(); ++i) m_thresholds[i].value = now.values[i];
+    m_isHeightSet = now.isSet;
+}
+
+void CEventHillAnalysis::OnParentTraceChanged() {
+    m_shown = {};
+    for (const Threshold which : {mergeFoothills, excludeMolehills})
+        if (!m_isHeightSet[which]) m_thresholds[which].value = 0.0;
+}
+
+// The height goes on from what was in force here.
+void CEventHillAnalysis::StopBySd(size_t which) {
+    HillThreshold& threshold = m_thresholds[which];
+    if (threshold.isBySd || m_isHeightSet[which]) return;
+    threshold.value = m_shown.rawHeights.empty() ? 0.0 : m_shown.thresholds[which];
 }
 
 bool CEventHillAnalysis::IsBySd() const {
@@ -121,6 +152,7 @@ struct CEventHillAnalysis::Job : EventJob {
     void Compute(SampleReader& samples, JobContext& context) override {
         std::vector<TurningRun> runs = Read(samples, context, blocks);
         shapes.rawHeights = HillHeights(runs);
+        shapes.greatestHeight = GreatestMergedHeight(runs);
         if (isBySd && measuresOther) {
             std::vector<TurningRun> others = Read(samples, context, heightBlocks);
             Measure(others);

@@ -3,7 +3,9 @@
 // levels are in the units of the trace, times in ms. The value of an event is the height of the shorter side.
 
 #include <array>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "detection/hills.h"
@@ -28,6 +30,7 @@ struct HillThreshold {
 struct HillShapes {
     std::vector<float> rawHeights, heights;  // of the shorter sides, before merging and after it
     std::vector<float> durations;            // ms, before the filter by duration
+    float greatestHeight = 0.0f;             // that merging can leave
     std::array<double, 3> thresholds{};      // in force, in the order of the settings
 };
 
@@ -40,6 +43,7 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     void Serialize(CArchive& archive) override;
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
+    void SettingsWereChosen() override;
     bool CanLookAhead() const override { return true; }
     const char* TooMuchToLookAt(int64_t samples) const override {
         return samples > mostPreviewedSamples ? previewTooBigText : nullptr;
@@ -67,6 +71,7 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::unique_ptr<OperationJob> MakeJob() override;
+    void OnParentTraceChanged() override;
     void ForgetFound() override { m_found.reset(); }
     bool Write(OperationJob& job, UndoScope& undo) override;
     void TakeLook(const EventJob& job) override;
@@ -84,6 +89,9 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     std::optional<SampleSpan> HeightsSpan(SampleSpan region) const;
     std::string Units() const;
     double GreatestTime() const;
+    // Heights that were not set for this recording are none of it.
+    void TakeHeightsOf(const std::string& recording);
+    void StopBySd(size_t which);
 
     // event_hill_analysis_fields.cpp
     void DescribeHeights(ParamList& list);
@@ -91,6 +99,15 @@ class CEventHillAnalysis : public CEventWndBaseDlg {
     std::string ThresholdsText() const;
     GraphPane HeightPane() const;
     GraphPane DurationPane() const;
+
+    std::array<bool, 3> m_isHeightSet{};  // for this recording, by the user or a file that the user named
+    std::string m_heightsOf;              // the recording
+    // Those of other recordings, which are taken again there.
+    struct Heights {
+        std::array<double, 3> values{};
+        std::array<bool, 3> isSet{};
+    };
+    std::map<std::string, Heights> m_otherHeights;
 
     // What the graph shows: of the last run, or of the look ahead after it.
     HillShapes m_shown;

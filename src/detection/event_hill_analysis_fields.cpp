@@ -103,7 +103,8 @@ void CEventHillAnalysis::DescribeHeights(ParamList& list) {
                  : i == mergeFoothills
                      ? "Set the threshold as a multiple of the s.d. of the raw heights"
                      : "Set the threshold as a multiple of the s.d. of the heights after merging")
-            .EnabledIf([this, i] { return Uses(i); });
+            .EnabledIf([this, i] { return Uses(i); })
+            .OnChange([this, i] { StopBySd(i); });
     for (size_t i = 0; i < m_thresholds.size(); ++i) {
         HillThreshold& threshold = m_thresholds[i];
         const bool isAbsolute = i == absolutePeak;
@@ -112,7 +113,8 @@ void CEventHillAnalysis::DescribeHeights(ParamList& list) {
             .Unit(Units())
             .Limits(isAbsolute ? -double{mostFloat} : 0.0, mostFloat)
             .Tip(rows[i].tip)
-            .EnabledIf([this, i] { return Uses(i) && !m_thresholds[i].isBySd; });
+            .EnabledIf([this, i] { return Uses(i) && !m_thresholds[i].isBySd; })
+            .OnChange([this, i] { m_isHeightSet[i] = true; });
     }
     for (size_t i = 0; i < m_thresholds.size(); ++i)
         list.Number(std::string(rows[i].by) + "Multiplier", std::string(rows[i].label) + " multiplier",
@@ -162,7 +164,9 @@ GraphPane CEventHillAnalysis::HeightPane() const {
     GraphPane pane{"heights"};
     pane.x = {"Ht (shorter side)", Units()};
     pane.y.title = m_bLogCounts ? "ln n" : "n";
-    const float greatest = std::max(GreatestOf(m_shown.rawHeights), GreatestOf(m_shown.heights));
+    // As far as the heights go that a merge height may lie between: noise on a hill leaves none of them raw.
+    const float greatest =
+        std::max({GreatestOf(m_shown.rawHeights), GreatestOf(m_shown.heights), m_shown.greatestHeight});
     if (m_bRawHistogram)
         AddHillBars(pane, m_shown.rawHeights, greatest, m_nBinCount, m_bLogCounts, "raw", 0,
                     m_bMergedHistogram);
@@ -176,8 +180,9 @@ GraphPane CEventHillAnalysis::HeightPane() const {
         if (pane.layers.empty()) return;
         pane.lines.push_back({true, at, GraphColour(colour), name, threshold.isBySd ? "" : parameter, false});
     };
-    line(mergeFoothills, "merge foothills", "mergeFoothills", 2);
+    // The last one is the upper one, and dragged first where both stand in one place.
     line(excludeMolehills, "exclude molehills", "excludeMolehills", 3);
+    line(mergeFoothills, "merge foothills", "mergeFoothills", 2);
     return pane;
 }
 

@@ -270,6 +270,26 @@ double Hill::LeftHeight() const { return std::fabs(double{peak.value} - left.val
 double Hill::RightHeight() const { return std::fabs(double{peak.value} - right.value); }
 double Hill::Height() const { return std::min(LeftHeight(), RightHeight()); }
 
+float GreatestMergedHeight(std::span<const TurningRun> runs) {
+    float greatest = 0.0f;
+    std::vector<float> behind;  // of each point, the lowest trough after it
+    for (const TurningRun& run : runs) {
+        const auto none = std::numeric_limits<float>::infinity();
+        behind.assign(run.points.size(), none);
+        for (size_t i = run.points.size(); i-- > 1;)
+            behind[i - 1] = run.IsPeak(i) ? behind[i] : std::min(behind[i], run.points[i].value);
+        float before = none;
+        for (size_t i = 0; i < run.points.size(); ++i) {
+            const float value = run.points[i].value;
+            if (!run.IsPeak(i))
+                before = std::min(before, value);
+            else if (before < none && behind[i] < none)
+                greatest = std::max(greatest, value - std::max(before, behind[i]));
+        }
+    }
+    return greatest;
+}
+
 std::vector<float> HillHeights(std::span<const TurningRun> runs) {
     return HillValues(
         runs, [](const TurningPoint* peak) { return peak->value - std::max(peak[-1].value, peak[1].value); });

@@ -48,6 +48,8 @@ struct Hill {
 };
 
 // The heights of the shorter side of all hills of the runs.
+// The greatest height of a shorter side that any merging can leave; 0 without hills.
+float GreatestMergedHeight(std::span<const TurningRun> runs);
 std::vector<float> HillHeights(std::span<const TurningRun> runs);
 // The values of their peaks.
 std::vector<float> HillPeaks(std::span<const TurningRun> runs);

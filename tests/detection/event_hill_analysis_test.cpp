@@ -180,6 +180,51 @@ TEST_F(EventHillAnalysisTest, TheHistogramsHoldAllHeightsAndDurations) {
     EXPECT_TRUE(std::isnan(counts("heights", 0)[0]));
 }
 
+// A hill of 10 with a wiggle of 1 at each of its samples: no raw height is above 2.
+TEST_F(EventHillAnalysisTest, TheAxisOfRawHeightsReachesWhatMergingLeaves) {
+    std::vector<float> samples;
+    for (int i = 0; i <= 40; ++i)
+        samples.push_back(static_cast<float>(10.0 - 0.5 * std::abs(20 - i) + (i % 2 == 0 ? 0.0 : 1.0)));
+    Use(MemoryDoc::Make(session, {samples}));
+    ASSERT_TRUE(operation.Run());
+    const GraphPane pane = operation.GetGraph()->Named("heights");
+    ASSERT_EQ(pane.layers.size(), 2u);
+    EXPECT_LT(operation.GetGraph()->Named("heights").layers[0].x[0], 1e-9);
+    // The highest peak is 10.5 at samples 19 and 21; the lowest troughs beside it are 1 at samples 2 and 38.
+    EXPECT_NEAR(pane.layers[0].x.back(), 9.5, 1e-6);
+    EXPECT_EQ(pane.lines.back().parameter, "mergeFoothills") << "it is dragged first where both are 0";
+}
+
+TEST_F(EventHillAnalysisTest, HeightsOfAnotherRecordingAreNotTakenAlong) {
+    Use(MemoryDoc::Make(session, {Triangles({4, 10, 6}), Triangles({4, 10, 6})}));
+    Set("mergeFoothills", "5");
+    // Into another recording and back.
+    const auto other = MemoryDoc::Make(session, {Triangles({0.4f, 1, 0.6f})});
+    other->filePath = "/data/other.kymr-dat";
+    operation.CheckChangeDoc(other.get());
+    auto& merge = operation.m_thresholds[CEventHillAnalysis::mergeFoothills];
+    EXPECT_EQ(merge.value, 0.0);
+    operation.CheckChangeDoc(nullptr);
+    operation.CheckChangeDoc(doc.get());
+    EXPECT_EQ(merge.value, 5.0);
+    Set("trace", "2");
+    EXPECT_EQ(merge.value, 5.0) << "it was set for this recording";
+    // By s.d. it is found anew, and stays what it was there: the mean of 4, 6 and 10.
+    operation.CheckChangeDoc(other.get());
+    for (const auto& [key, value] :
+         {std::pair{"mergeBySd", "true"}, {"mergeMultiplier", "0"}, {"robustStatistics", "false"}})
+        Set(key, value);
+    ASSERT_TRUE(operation.Run());
+    Set("mergeBySd", "false");
+    EXPECT_NEAR(merge.value, 2.0 / 3.0, 1e-6);
+    // A file that the user names keeps its own.
+    CEventHillAnalysis loaded;
+    loaded.TakeSettings(operation.Settings());
+    loaded.SettingsWereChosen();
+    loaded.CheckChangeDoc(doc.get());
+    EXPECT_NEAR(loaded.m_thresholds[0].value, 2.0 / 3.0, 1e-6);
+}
+
 TEST_F(EventHillAnalysisTest, SettingsComeBackAndALookChangesNone) {
     Use(MemoryDoc::Make(session, {Triangles({1, 9, 3, 9, 2, 9})}));
     doc->view.viewStart = 0.0;
