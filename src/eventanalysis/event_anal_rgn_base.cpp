@@ -78,6 +78,11 @@ bool CEventAnalRgnBase::RetrieveData() {
     return true;
 }
 
+std::string CEventAnalRgnBase::EmptyGateFault() const {
+    if (m_nRegionMode != regionGate || Document()->GetNumEvents(m_nGateChannel) > 0) return {};
+    return fmt::format(emptyGateText, ChannelName(m_nGateChannel));
+}
+
 std::string CEventAnalRgnBase::DeleteRejected(int channel, const Findings& findings) {
     CDataDoc& doc = *Document();
     const CEventChan& chan = doc.eventChannels[static_cast<size_t>(channel)];

@@ -35,6 +35,8 @@ class CEventAnalRgnBase : public CEventBaseDlg {
     // Makes the block anew from the document as it stands. False when a user-set end is not after the start:
     // the user was told, and the end was put behind it.
     bool RetrieveData();
+    // Why there is no region at all: its gate holds no events. Empty where there is one.
+    std::string EmptyGateFault() const;
     // Deletes those findings that the user has rejected from the channel whose events they are, where they
     // still stand as they were found. Answers what was done; empty where the channel is locked.
     std::string DeleteRejected(int channel, const Findings& findings);

@@ -15,7 +15,6 @@ constexpr uint32_t eventHistVersion = 2;
 constexpr const char* noParentText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
 constexpr const char* noWeightsText =
     "The events of channel {} have no weights of principal components. They come from the sorting of spikes.";
-constexpr const char* emptyGateText = "There are no events in gate channel {}.";
 constexpr const char* timeBinText = "The time bin is {:g} ms, a whole number of samples, and not {:g} ms.";
 constexpr const char* shortTimeBinText = "The time bin is shorter than a sample. Choose a longer one.";
 constexpr const char* noTimeBinsText =

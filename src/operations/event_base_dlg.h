@@ -17,6 +17,7 @@ inline constexpr const char* regionOrderText = "The start time must be before th
 // From its start, of a region that the user has turned round.
 inline constexpr double resetRegionMs = 10.0;
 inline constexpr const char* emptyRegionText = "There are no data in the analysis region.";
+inline constexpr const char* emptyGateText = "There are no events in gate channel {}.";
 inline constexpr const char* channelIsSourceText =
     "The destination channel is a source channel. Choose another destination.";
 

@@ -133,6 +133,10 @@ bool CEventGroupDlg::TakeSource(EventGroupJob& job) {
         return false;
     }
     if (!RetrieveData()) return false;
+    if (const std::string fault = EmptyGateFault(); !fault.empty()) {
+        Refuse(OfFile(fault));
+        return false;
+    }
     job.trains = TrainsOf(doc, Block());
     job.title = Title();
     job.seen = SeenTimes();

@@ -155,6 +155,7 @@ std::unique_ptr<OperationJob> CEventRhythmHelper::MakeJob() {
     auto job = std::make_unique<Job>();
     job->route = static_cast<PatternRoute>(m_nRoute);
     if (!RetrieveData()) return nullptr;
+    if (const std::string fault = EmptyGateFault(); !fault.empty()) throw JobRefused(fault);
     const CEventChan& source = doc.eventChannels[static_cast<size_t>(m_nChannel1)];
     if (Is(PatternRoute::hillValley)) TakeTrace(*job);
     if (ReadsSource()) {

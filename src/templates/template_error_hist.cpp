@@ -188,6 +188,7 @@ bool CTemplateErrorHist::MakeInput(HistJob& job) {
     const CEventChan& channel = *Channel();
     if (!HoldsTemplate(channel)) throw JobRefused(foreignChannelText);
     FollowChannel();
+    if (const std::string fault = EmptyGateFault(); !fault.empty()) throw JobRefused(fault);
     HistInput& input = AddPart(job).input;
     const TemplateType type = Type();
     const float threshold = Threshold();

@@ -137,6 +137,16 @@ TEST_F(EventGroupTest, NothingSpansAGapOrAGate) {
     ASSERT_EQ(Run(detect, With({{"method", "2"}, {"region", "3"}, {"gateChannel", "c"}, {"minEvents", "2"}})),
               "");
     EXPECT_EQ(Found(1), (Spans{{4985, 4991}, {6000, 6011}}));
+    // A gate without events is no region: nothing is replaced by nothing.
+    Fill(2, {});
+    CEventRhythmDetect rhythm;
+    CEventRhythmHelper helper;
+    for (CBatchBaseDlg* any : std::initializer_list<CBatchBaseDlg*>{&detect, &rhythm, &helper})
+        EXPECT_NE(Run(*any, With({{"region", "3"}, {"gateChannel", "c"}}))
+                      .find("There are no events in gate channel c."),
+                  std::string::npos)
+            << any->Title();
+    EXPECT_EQ(Found(1), (Spans{{4985, 4991}, {6000, 6011}}));
 }
 
 TEST_F(EventGroupTest, RefusalsAndEmptyResults) {
