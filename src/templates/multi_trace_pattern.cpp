@@ -6,6 +6,7 @@
 
 #include "document/trace_stretches.h"
 #include "host/user_numbers.h"
+#include "numerics/decimal.h"
 #include "numerics/rounding.h"
 #include "templates/secondary_search.h"
 
@@ -207,7 +208,7 @@ std::unique_ptr<OperationJob> CMultiTracePatternRecognition::MakeJob() {
         job->reads.push_back(part.channel);
     }
     job->spareBins = m_nSpareBins;
-    job->slack = RoundHalfAway64(m_fSlack / doc.sampleInterval * m_nFrequencyMultiplier);
+    job->slack = RoundHalfAway64(DecimalOf(m_fSlack) / doc.sampleInterval * m_nFrequencyMultiplier);
     job->minimumPeakToPeak = m_fMinimumPeakToPeak;
     job->method = m_bOptimalScaleOffset ? methodScaledMultiTrace : methodMultiTrace;
     AddTarget(*job, m_nDestination, -1, m_strDescription);

@@ -66,9 +66,21 @@ void CPatternRecognition::Serialize(CArchive& archive) {
     else
         m_template.sampleInterval =
             m_template.length > 1 ? (m_template.endMs - m_template.startMs) / (m_template.length - 1) : 0.0;
+    if (version > 1) ExchangeChosen(archive);
     if (archive.IsStoring()) return;
     m_isTemplateTraceChosen = true;
     m_capturedIn.clear();
+}
+
+// As one text, the keys apart by blanks.
+void CPatternRecognition::ExchangeChosen(CArchive& archive) {
+    std::string keys;
+    for (const std::string& key : m_chosen) keys += key + ' ';
+    Exchange(archive, keys);
+    if (archive.IsStoring()) return;
+    m_chosen.clear();
+    for (size_t at = 0, end; (end = keys.find(' ', at)) != std::string::npos; at = end + 1)
+        m_chosen.insert(keys.substr(at, end - at));
 }
 
 void CPatternRecognition::SettingsWereChosen() {
@@ -191,8 +203,10 @@ void CPatternRecognition::TakeStoredSettings(const CEventChan& channel) {
         if (!m_chosen.contains(key)) member = static_cast<std::remove_reference_t<decltype(member)>>(value);
     };
     take("templateType", m_nTemplateType, channel.detectionMethod - methodFixedTemplate);
-    IsScaled() ? take("goodnessOfFit", m_fGoodnessOfFit, kept.templateThreshold)
-               : take("allowedError", m_fAllowedError, kept.templateThreshold);
+    // What is kept is the threshold of the channel's own type, whichever is wanted now.
+    channel.detectionMethod == methodScaledTemplate
+        ? take("goodnessOfFit", m_fGoodnessOfFit, kept.templateThreshold)
+        : take("allowedError", m_fAllowedError, kept.templateThreshold);
     if (kept.templateAlign >= 1) take("adaptiveAverage", m_nAdaptiveAverage, kept.templateAlign);
     take("minimumPeakToPeak", m_fMinimumPeakToPeak, std::max(0.0f, kept.templateExtra));
     m_nFrequencyMultiplier = kept.templateStart;

@@ -112,6 +112,7 @@ class CPatternRecognition : public CEventWndBaseDlg {
     GraphPane TemplatePane() const;
     std::string ListText() const;
     std::string OpenText() const;
+    void ExchangeChosen(CArchive& archive);
 
     // As the source says, without taking it over.
     TemplateWave WaveOf(Source source);

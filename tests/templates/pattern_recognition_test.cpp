@@ -115,8 +115,21 @@ TEST_F(PatternRecognitionTest, AStoredTemplateGivesTheSameRunAgain) {
                 {"destination", "c"},
                 {"templateType", "fixed"},
                 {"allowedError", "0.5"}});
-    ASSERT_TRUE(other.Run());
-    EXPECT_EQ(Onsets(*doc, 2), (std::vector<int32_t>{300}));
+    CPatternRecognition saved;
+    saved.TakeSettings(other.Settings());
+    saved.CheckChangeDoc(doc.get());
+    for (CPatternRecognition* one : {&other, &saved}) {
+        ASSERT_TRUE(one->Run());
+        EXPECT_EQ(Onsets(*doc, 2), (std::vector<int32_t>{300}));
+        EXPECT_EQ(one->m_fAllowedError, 0.5f) << "also where settings were saved";
+    }
+    // The threshold of one type is none of another.
+    CPatternRecognition scaled;
+    scaled.CheckChangeDoc(doc.get());
+    Set(scaled, {{"templateSource", "retrieved"}, {"retrieveChannel", "b"}, {"destination", "c"}});
+    Set(scaled, {{"templateType", "optimally scaled"}});
+    ASSERT_TRUE(scaled.Run());
+    EXPECT_EQ(scaled.m_fGoodnessOfFit, 4.0f);
     Set(other, {{"retrieveChannel", "z"}});
     EXPECT_EQ(Refusal(other), foreignChannelText);
 }
