@@ -8,6 +8,7 @@
 #include "detection/analysis_blocks.h"
 #include "detection/turning_runs.h"
 #include "host/user_numbers.h"
+#include "numerics/descriptive.h"
 #include "numerics/statistics.h"
 
 namespace kymora {
@@ -23,16 +24,17 @@ constexpr const char* hillMeasures[] = {"centre", "edge"};
 
 const char* NameOf(const char* const (&names)[2], int32_t choice) { return names[choice == 1]; }
 
+std::vector<float> InSingle(const std::vector<double>& values) { return {values.begin(), values.end()}; }
+
 // The words in which a channel is described by what it was made with.
-std::string HillDescription(const HillRule& rule, double sampleInterval) {
-    const double longest = static_cast<double>(rule.maximumDuration) * sampleInterval;
+std::string HillDescription(const HillRule& rule, double minimumDuration, double maximumDuration) {
     return fmt::format("Direction: {}\r\nSlope thresh %: up = {:.1f}, down = {:.1f}\r\nFrom: {}\r\n"
                        "Time filter: min dur {:.2f}, max dur = {:.2f}\r\n"
                        "Amp filter: merge foothills {:.3f}, exclude molehills {:.3f}, abs {:.3f}\r\n",
                        NameOf(hillDirections, static_cast<int32_t>(rule.kind)), rule.upSlope, rule.downSlope,
-                       NameOf(hillMeasures, static_cast<int32_t>(rule.from)),
-                       static_cast<double>(rule.minimumDuration) * sampleInterval, longest,
-                       rule.mergeFoothills, rule.excludeMolehills, rule.absolute.value_or(0.0));
+                       NameOf(hillMeasures, static_cast<int32_t>(rule.from)), minimumDuration,
+                       maximumDuration, rule.mergeFoothills, rule.excludeMolehills,
+                       rule.absolute.value_or(0.0));
 }
 
 }  // namespace
@@ -146,12 +148,13 @@ struct CEventHillAnalysis::Job : EventJob {
     std::vector<SampleSpan> heightBlocks;  // for the statistics of heights, where these are other blocks
     bool measuresOther = false;
     double sampleInterval = 1.0;
+    double minimumDuration = 0.0, maximumDuration = 0.0;  // ms, as they were set
     HillShapes shapes;
     Outcome result;
 
     void Compute(SampleReader& samples, JobContext& context) override {
         std::vector<TurningRun> runs = Read(samples, context, blocks);
-        shapes.rawHeights = HillHeights(runs);
+        shapes.rawHeights = InSingle(HillHeights(runs));
         shapes.greatestHeight = GreatestMergedHeight(runs);
         if (isBySd && measuresOther) {
             std::vector<TurningRun> others = Read(samples, context, heightBlocks);
@@ -161,11 +164,12 @@ struct CEventHillAnalysis::Job : EventJob {
             Measure(runs);
         else
             Merge(runs);
-        shapes.heights = HillHeights(runs);
+        shapes.heights = InSingle(HillHeights(runs));
         result.thresholds =
             shapes.thresholds = {rule.mergeFoothills, rule.excludeMolehills, rule.absolute.value_or(0.0)};
         FindHills(samples, context, runs);
-        if (found[0].description.empty()) found[0].description = HillDescription(rule, sampleInterval);
+        if (found[0].description.empty())
+            found[0].description = HillDescription(rule, minimumDuration, maximumDuration);
     }
 
     int Trace() const { return found[0].parentTrace; }
@@ -192,7 +196,7 @@ struct CEventHillAnalysis::Job : EventJob {
         if (level) rule.absolute = rule.kind == HillKind::valleys ? -*level : *level;
     }
     // Nothing where there are no hills.
-    std::optional<double> BySd(std::vector<float> values, size_t which) const {
+    std::optional<double> BySd(std::vector<double> values, size_t which) const {
         if (values.empty()) return {};
         const double multiplier = thresholds[which].multiplier;
         if (isRobust) {
@@ -234,6 +238,8 @@ std::unique_ptr<OperationJob> CEventHillAnalysis::MakeJob() {
     if (!TakeRegion(*job)) return nullptr;
     job->method = methodHillValley;
     job->rule = Rule();
+    job->minimumDuration = m_dMinimumDuration;
+    job->maximumDuration = m_dMaximumDuration;
     job->thresholds = m_thresholds;
     job->isRobust = m_bRobustStatistics;
     job->addsMean = m_bAddMean;

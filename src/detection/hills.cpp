@@ -257,8 +257,8 @@ bool IsAccepted(const Hill& hill, const HillRule& rule) {
 }
 
 template <typename ValueOf>
-std::vector<float> HillValues(std::span<const TurningRun> runs, ValueOf valueOf) {
-    std::vector<float> values;
+std::vector<double> HillValues(std::span<const TurningRun> runs, ValueOf valueOf) {
+    std::vector<double> values;
     for (const TurningRun& run : runs)
         ForEachHill(run, [&](size_t i) { values.push_back(valueOf(&run.points[i])); });
     return values;
@@ -290,13 +290,14 @@ float GreatestMergedHeight(std::span<const TurningRun> runs) {
     return greatest;
 }
 
-std::vector<float> HillHeights(std::span<const TurningRun> runs) {
-    return HillValues(
-        runs, [](const TurningPoint* peak) { return peak->value - std::max(peak[-1].value, peak[1].value); });
+std::vector<double> HillHeights(std::span<const TurningRun> runs) {
+    return HillValues(runs, [](const TurningPoint* peak) {
+        return double{peak->value} - double{std::max(peak[-1].value, peak[1].value)};
+    });
 }
 
-std::vector<float> HillPeaks(std::span<const TurningRun> runs) {
-    return HillValues(runs, [](const TurningPoint* peak) { return peak->value; });
+std::vector<double> HillPeaks(std::span<const TurningRun> runs) {
+    return HillValues(runs, [](const TurningPoint* peak) { return double{peak->value}; });
 }
 
 std::vector<Hill> HillsOf(std::span<const TurningRun> runs, const HillRule& rule, const ReadSamples& read,

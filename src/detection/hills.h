@@ -47,12 +47,12 @@ struct Hill {
     double Height() const;  // on the shorter side
 };
 
-// The heights of the shorter side of all hills of the runs.
 // The greatest height of a shorter side that any merging can leave; 0 without hills.
 float GreatestMergedHeight(std::span<const TurningRun> runs);
-std::vector<float> HillHeights(std::span<const TurningRun> runs);
+// The heights of the shorter side of all hills of the runs, as exactly as they are held against thresholds.
+std::vector<double> HillHeights(std::span<const TurningRun> runs);
 // The values of their peaks.
-std::vector<float> HillPeaks(std::span<const TurningRun> runs);
+std::vector<double> HillPeaks(std::span<const TurningRun> runs);
 
 // Fills `values` with the samples from a position on.
 using ReadSamples = std::function<void(int64_t from, std::span<float> values)>;

@@ -32,6 +32,25 @@ std::optional<int> BinsOfWidth(const std::optional<ValueExtent>& extent, double 
 
 }  // namespace
 
+MedianRobustSd GetMedianRobustSd(std::vector<double> values) {
+    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    MedianRobustSd result;
+    result.count = std::ssize(values);
+    if (values.empty()) return result;
+    result.median = GetQuartiles(values).median;
+    double sum = 0.0;
+    for (double& value : values) {
+        value = std::fabs(value - result.median);
+        sum += value;
+    }
+    result.mad = GetQuartiles(values).median;
+    result.robustSd = result.mad / 0.6745;
+    constexpr double least = std::numeric_limits<float>::min();
+    if (result.robustSd < least) result.robustSd = sum / static_cast<double>(result.count) / 0.8;
+    result.robustSd = std::max(result.robustSd, least);
+    return result;
+}
+
 std::vector<double> ValuesWithin(std::span<const double> values, const ValueRange& range) {
     std::vector<double> within;
     within.reserve(values.size());

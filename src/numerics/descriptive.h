@@ -49,6 +49,9 @@ struct Quartiles {
 // By the same rule, without sorting all.
 Quartiles GetQuartiles(std::span<const double> values);
 
+// The measures of samples (statistics.h), in double at every step.
+MedianRobustSd GetMedianRobustSd(std::vector<double> values);
+
 // How regular a train of intervals is.
 struct IntervalStatistics {
     int64_t count = 0;        // of intervals

@@ -225,6 +225,27 @@ TEST_F(EventHillAnalysisTest, HeightsOfAnotherRecordingAreNotTakenAlong) {
     EXPECT_NEAR(loaded.m_thresholds[0].value, 2.0 / 3.0, 1e-6);
 }
 
+// A threshold that is the height of all hills takes none of them, although 3.45 - 0.59 has more digits than a
+// sample.
+TEST_F(EventHillAnalysisTest, HillsAreAsHighAsTheirOwnMean) {
+    std::vector<float> samples{9.0f};
+    for (int i = 0; i < 20; ++i) samples.insert(samples.end(), {0.59f, 3.45f});
+    samples.insert(samples.end(), {0.59f, 9.0f});
+    Use(MemoryDoc::Make(session, {samples}));
+    for (const auto& [key, value] : {std::pair{"excludeBySd", "true"},
+                                     {"excludeMultiplier", "0"},
+                                     {"mergeBySd", "true"},
+                                     {"mergeMultiplier", "0"},
+                                     {"minimumDuration", "0.25"}})
+        Set(key, value);
+    for (const char* isRobust : {"true", "false"}) {
+        Set("robustStatistics", isRobust);
+        ASSERT_TRUE(operation.Run());
+        EXPECT_EQ(Found().size(), 20u) << isRobust;
+    }
+    EXPECT_NE(Channel(1).channelComment.find("min dur 0.25"), std::string::npos) << "as it was set";
+}
+
 TEST_F(EventHillAnalysisTest, SettingsComeBackAndALookChangesNone) {
     Use(MemoryDoc::Make(session, {Triangles({1, 9, 3, 9, 2, 9})}));
     doc->view.viewStart = 0.0;
