@@ -63,13 +63,8 @@ void LeastActiveWindow::TakeOne(size_t index) {
         sumError_ += DBL_EPSILON * std::fabs(sum_);
         sum_ += newest;
         sumError_ += DBL_EPSILON * std::fabs(sum_);
-        const double out = oldest - level_;
-        const double in = newest - level_;
-        deviations_ += in - out;
-        squares_ -= out * out;
-        squares_ += in * in;
-        squaresSeen_ += in * in;
-        if (++steps_ >= length_) Anchor(index + 1);
+        deviations_.Step(oldest, newest);
+        if (deviations_.Steps() >= length_) Anchor(index + 1);
         // A flat stretch: the window before had the same samples and the same mean, hence the same result.
         if (sameFor_ > length_ && sum_ == before) return;
     }
@@ -77,31 +72,16 @@ void LeastActiveWindow::TakeOne(size_t index) {
 }
 
 void LeastActiveWindow::Anchor(size_t end) {
-    level_ = sum_ / static_cast<double>(length_);
-    deviations_ = squares_ = 0.0;
-    for (size_t i = end - length_; i < end; ++i) {
-        const double deviation = samples_[i] - level_;
-        deviations_ += deviation;
-        squares_ += deviation * deviation;
-    }
-    squaresSeen_ = squares_;
-    steps_ = 0;
+    deviations_.Anchor(std::span(samples_).subspan(end - length_, length_),
+                       sum_ / static_cast<double>(length_));
 }
 
-// With exact sums S of the deviations from a level and Q of their squares, the squared deviations from the
-// true mean sum to V = Q - S * S / n, and those from a mean that is off by e to V + n * e * e. Every addition
-// rounds by at most a half epsilon of its result. S and Q see at most 3 n additions, none of a greater result
-// than sqrt(2 n squaresSeen) and squaresSeen; the factor of 16 has room for their product and for what is
-// added here.
+// From a mean that is off by e the squared deviations sum to n * e * e more than from the true one.
 void LeastActiveWindow::Bound(size_t end) {
     const double n = static_cast<double>(length_);
-    const double value = squares_ - deviations_ * deviations_ / n;
-    const double error = 16.0 * DBL_EPSILON * (3.0 * n + 8.0) * squaresSeen_;
-    // Sums that an artefact has passed through say little. New ones cost no more than the rule would.
-    if (error > 1e-3 * value && steps_ != 0) {
-        Anchor(end);
-        return Bound(end);
-    }
+    // New sums cost no more than the rule would.
+    if (deviations_.IsBlurred()) Anchor(end);
+    const double value = deviations_.Value(), error = deviations_.Error();
     const double byRule = 2.0 * DBL_EPSILON * (n + 8.0);  // relative error of the rule's own summing
     const double lower = std::max(0.0, value - error) * (1.0 - byRule);
     if ((bestStart_ >= 0 && lower >= bestSquares_) || lower > leastUpper_) return;

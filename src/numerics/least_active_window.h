@@ -14,6 +14,8 @@
 #include <span>
 #include <vector>
 
+#include "numerics/window_deviations.h"
+
 namespace kymora {
 
 class LeastActiveWindow {
@@ -66,12 +68,7 @@ class LeastActiveWindow {
     double sumError_ = 0.0;       // its rounding error is not above this
     size_t sameFor_ = 0;          // number of latest samples with one value
 
-    // Sums over the window of deviations from a fixed level, made anew every `length_` steps.
-    double level_ = 0.0;
-    double deviations_ = 0.0;
-    double squares_ = 0.0;
-    double squaresSeen_ = 0.0;  // all squares that went into the sums, the measure of their rounding errors
-    size_t steps_ = 0;
+    WindowDeviations deviations_;
 };
 
 }  // namespace kymora

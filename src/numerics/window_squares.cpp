@@ -1,7 +1,6 @@
 #include "numerics/window_squares.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <limits>
 
@@ -52,13 +51,8 @@ void WindowSquares::TakeOne(size_t index) {
     } else {
         // The same values as before, and the same result: not better than an earlier one.
         if (samples_[index] == samples_[index - length_]) return;
-        const double out = samples_[index - length_] - level_;
-        const double in = samples_[index] - level_;
-        deviations_ += in - out;
-        squares_ -= out * out;
-        squares_ += in * in;
-        squaresSeen_ += in * in;
-        if (++steps_ >= length_) Anchor(index + 1);
+        deviations_.Step(samples_[index - length_], samples_[index]);
+        if (deviations_.Steps() >= length_) Anchor(index + 1);
     }
     Bound(index + 1);
 }
@@ -67,30 +61,12 @@ void WindowSquares::Anchor(size_t end) {
     const auto window = std::span(samples_).subspan(end - length_, length_);
     double sum = 0.0;
     for (const float value : window) sum += value;
-    level_ = sum / static_cast<double>(length_);
-    deviations_ = squares_ = 0.0;
-    for (const float value : window) {
-        const double deviation = value - level_;
-        deviations_ += deviation;
-        squares_ += deviation * deviation;
-    }
-    squaresSeen_ = squares_;
-    steps_ = 0;
+    deviations_.Anchor(window, sum / static_cast<double>(length_));
 }
 
-// With exact sums S of the deviations from a level and Q of their squares, the squared deviations from the
-// mean sum to Q - S * S / n. Every addition rounds by at most a half epsilon of its result. S and Q see at
-// most 3 n additions, none of a greater result than sqrt(2 n squaresSeen) and squaresSeen; the factor of 16
-// has room for their product and for what is added here.
 void WindowSquares::Bound(size_t end) {
-    const double n = static_cast<double>(length_);
-    const double value = squares_ - deviations_ * deviations_ / n;
-    const double error = 16.0 * DBL_EPSILON * (3.0 * n + 8.0) * squaresSeen_;
-    // Sums that an artefact has passed through say little.
-    if (error > 1e-3 * value && steps_ != 0) {
-        Anchor(end);
-        return Bound(end);
-    }
+    if (deviations_.IsBlurred()) Anchor(end);
+    const double value = deviations_.Value(), error = deviations_.Error();
     const Candidate candidate{end, std::max(0.0, value - error), std::max(0.0, value) + error};
     if (candidate.lower > leastUpper_ && candidate.upper < greatestLower_) return;
     leastUpper_ = std::min(leastUpper_, candidate.upper);

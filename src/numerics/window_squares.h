@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "numerics/exact_sums.h"
+#include "numerics/window_deviations.h"
 
 namespace kymora {
 
@@ -60,10 +61,7 @@ class WindowSquares {
     // The latest samples of the stretch of finite ones at work; how many it has, up to a window.
     std::vector<float> samples_;
     size_t taken_ = 0;
-    // Sums over the window of deviations from a fixed level, made anew every `length_` steps.
-    double level_ = 0.0, deviations_ = 0.0, squares_ = 0.0;
-    double squaresSeen_ = 0.0;  // all squares that went into them, the measure of their rounding errors
-    size_t steps_ = 0;
+    WindowDeviations deviations_;
     // Of the window that was judged last, and its end in samples_; 0 where there is none.
     ExactSums sums_;
     size_t sumsEnd_ = 0;
