@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "document/native_writer.h"
 #include "eventanalysis/event_values.h"
 #include "host/user_numbers.h"
+#include "operations/save_text.h"
 #include "results/archive_output.h"
 #include "results/result_output.h"
 
@@ -227,36 +227,23 @@ std::string CEventList::RejectFindings(const Findings& findings) {
 
 void CEventList::SaveList() {
     if (!Document() || (!m_listed && !Run())) return;
-    FileRequest request{saveEventListTitle, "text (*.txt)|*.txt|table (*.csv)|*.csv||", "txt",
-                        Document()->filePath};
-    request.suggestion.replace_filename(Document()->filePath.stem().string() + " events.txt");
-    const auto path = GetHost().ChooseSaveFile(request);
-    if (!path) return;
-    if (IsSameFile(Document()->GetSession().files, *path, Document()->filePath))
-        return Refuse("That is the recording itself. Choose another name.");
-    try {
-        SaveTo(*path);
-    } catch (const Cancelled&) {
-    } catch (const FileError& error) {
-        Refuse(fmt::format("The list was not saved.\n{}", error.what()));
-    }
+    SaveTextFile(*this,
+                 {saveEventListTitle, " events.txt", "The list", "text (*.txt)|*.txt|table (*.csv)|*.csv||"},
+                 [this](const std::filesystem::path& path, CArchive& archive) { SaveTo(path, archive); });
 }
 
-void CEventList::SaveTo(const std::filesystem::path& path) {
-    const bool isCsv = FoldedExtension(path) == ".csv";
-    WriteFileAtomically(Document()->GetSession().files, path, [&](CArchive& archive) {
-        ArchiveOutput file(archive);
-        bool isCancelled = false;
-        const TextSink write = [&](std::string_view line) {
-            file.Write(line);
-            return true;
-        };
-        if (isCsv)
-            isCancelled = !WriteCsv(file, Results(), CsvPart(), [] { return true; });
-        else
-            Write(write, isCancelled);
-        if (isCancelled) throw Cancelled();
-    });
+void CEventList::SaveTo(const std::filesystem::path& path, CArchive& archive) {
+    ArchiveOutput file(archive);
+    bool isCancelled = false;
+    const TextSink write = [&](std::string_view line) {
+        file.Write(line);
+        return true;
+    };
+    if (FoldedExtension(path) == ".csv")
+        isCancelled = !WriteCsv(file, Results(), CsvPart(), [] { return true; });
+    else
+        Write(write, isCancelled);
+    if (isCancelled) throw Cancelled();
 }
 
 }  // namespace kymora

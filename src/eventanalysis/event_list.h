@@ -63,7 +63,7 @@ class CEventList : public CEventAnalRgnBase {
     bool EachRow(const ResultRowSink& sink);
     // The block with the events as they stand now.
     CEventBlock FilledBlock() const;
-    void SaveTo(const std::filesystem::path& path);
+    void SaveTo(const std::filesystem::path& path, CArchive& archive);
 
     std::optional<Listed> m_listed;
 };

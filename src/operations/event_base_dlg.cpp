@@ -206,7 +206,7 @@ std::string CEventBaseDlg::CheckSettings() {
     if (!Has(usesDestination)) return {};
     if (doc->eventChannels[static_cast<size_t>(m_nDestination)].channelLocked) return lockedChannelText;
     if (m_nDestination == 0 && doc->episodic && doc->GetNumEvents(0) > 0) return destinationMarksEpisodesText;
-    if (!Has(usesChannel1) || !ReadsSource()) return {};
+    if (!Has(usesChannel1) || MayWriteSource()) return {};
     const std::vector<int> sources = SourceChannels();
     const bool isSource = std::find(sources.begin(), sources.end(), m_nDestination) != sources.end() ||
                           (Has(usesChannel2) && m_nChannel2 == m_nDestination) ||

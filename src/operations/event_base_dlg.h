@@ -102,8 +102,8 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // Start and end of a region, which a user sets in its mode regionUserSet.
     void DescribeUserTimes(ParamList& list, const int32_t& mode, double& start, double& end);
     std::string CheckSettings() override;
-    // False where a run reads no source channel, which may then be the destination, too.
-    virtual bool ReadsSource() const { return true; }
+    // True where a source channel may be the destination, too.
+    virtual bool MayWriteSource() const { return false; }
 
     // A channel control has changed; `channel` is 1, 2, 3, or 0 for the destination.
     virtual void OnEventChanChanged(int channel);

@@ -7,13 +7,12 @@
 
 #include "detection/analysis_blocks.h"
 #include "detection/turning_runs.h"
-#include "document/native_writer.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
 #include "numerics/decimal.h"
 #include "numerics/rounding.h"
 #include "numerics/statistics.h"
-#include "results/archive_output.h"
+#include "operations/save_text.h"
 #include "rhythms/burst_filter.h"
 #include "rhythms/event_group_dlg.h"
 #include "rhythms/poisson_bursts.h"
@@ -532,23 +531,8 @@ void CEventRhythmHelper::WriteResult(const TextSink& sink) {
 
 void CEventRhythmHelper::ExportFit() {
     if (!Document()) return;
-    FileRequest request{"Export fit", "text (*.txt)|*.txt||", "txt", Document()->filePath};
-    request.suggestion.replace_filename(Document()->filePath.stem().string() + " fit.txt");
-    const auto path = GetHost().ChooseSaveFile(request);
-    if (!path) return;
-    if (IsSameFile(Document()->GetSession().files, *path, Document()->filePath))
-        return Refuse("That is the recording itself. Choose another name.");
-    try {
-        WriteFileAtomically(Document()->GetSession().files, *path, [&](CArchive& archive) {
-            ArchiveOutput file(archive);
-            WriteResult([&](std::string_view line) {
-                file.Write(line);
-                return true;
-            });
-        });
-    } catch (const FileError& error) {
-        Refuse(fmt::format("The fit was not saved.\n{}", error.what()));
-    }
+    SaveTextLines(*this, {"Export fit", " fit.txt", "The fit"},
+                  [this](const TextSink& sink) { WriteResult(sink); });
 }
 
 // --- parameters ---

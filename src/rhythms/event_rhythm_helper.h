@@ -67,11 +67,12 @@ class CEventRhythmHelper : public CEventAnalRgnBase {
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
     void AppendReport(std::string& text, const EventJob& job) override;
-    bool ReadsSource() const override;
+    bool MayWriteSource() const override { return !ReadsSource(); }
     void OnEventChanChanged(int channel) override;
 
   private:
     class Job;
+    bool ReadsSource() const;
     // What the rhythm channel holds, and what is found of it.
     struct Analysed {
         Pattern pattern;

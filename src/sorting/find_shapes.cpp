@@ -87,10 +87,8 @@ void CFindShapes::CheckChangeDoc(CDataDoc* doc) {
     CEventBaseDlg::CheckChangeDoc(doc);
 }
 
-// The source may lie among the channels that are written; that is asked when their number is known.
 std::string CFindShapes::CheckSettings() {
-    if (std::string fault = CEventBaseDlg::CheckSettings(); !fault.empty() && fault != channelIsSourceText)
-        return fault;
+    if (std::string fault = CEventBaseDlg::CheckSettings(); !fault.empty()) return fault;
     const CDataDoc* doc = Document();
     if (!doc) return {};
     for (const int trace : m_traces)

@@ -74,6 +74,8 @@ class CFindShapes : public CEventBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    // The source may lie among the channels that are written; that is asked when their number is known.
+    bool MayWriteSource() const override { return true; }
     void ForgetFound() override { m_done.reset(); }
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;

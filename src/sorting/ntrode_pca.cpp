@@ -4,11 +4,10 @@
 
 #include <algorithm>
 
-#include "document/native_writer.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
 #include "numerics/rounding.h"
-#include "results/archive_output.h"
+#include "operations/save_text.h"
 #include "sorting/components_dlg.h"
 
 namespace kymora {
@@ -175,23 +174,8 @@ void CNTrodePCA::WriteResult(const TextSink& sink) {
 
 void CNTrodePCA::Export() {
     if (!Document() || !LastFound()) return Refuse("There is nothing to export yet.");
-    FileRequest request{"Export weights", "text (*.txt)|*.txt||", "txt", Document()->filePath};
-    request.suggestion.replace_filename(Document()->filePath.stem().string() + " weights.txt");
-    const auto path = GetHost().ChooseSaveFile(request);
-    if (!path) return;
-    if (IsSameFile(Document()->GetSession().files, *path, Document()->filePath))
-        return Refuse("That is the recording itself. Choose another name.");
-    try {
-        WriteFileAtomically(Document()->GetSession().files, *path, [&](CArchive& archive) {
-            ArchiveOutput file(archive);
-            WriteExport([&](std::string_view line) {
-                file.Write(line);
-                return true;
-            });
-        });
-    } catch (const FileError& error) {
-        Refuse(fmt::format("The weights were not saved.\n{}", error.what()));
-    }
+    SaveTextLines(*this, {"Export weights", " weights.txt", "The file of weights"},
+                  [this](const TextSink& sink) { WriteExport(sink); });
 }
 
 std::vector<Result> CNTrodePCA::Results() {
