@@ -170,7 +170,7 @@ void CFindShapes::DescribeAssignment(ParamList& list) {
     list.Number("multiplier", "Threshold multiplier", m_dMultiplier)
         .Limits(0, 1e6)
         .Step(0.1)
-        .Tip("Set the threshold multiplier for auto-assignment.");
+        .Tip("Set the threshold multiplier for auot-assignment.");
     list.Number("mergeWithin", "Merge within", m_dMergeWithin)
         .Unit("ms")
         .Limits(0, mostWindowMs)
@@ -250,6 +250,12 @@ SortSettings CFindShapes::Sorting() const {
     settings.ignored = NumberList(m_strIgnore, " ,\t", "clusters");
     settings.mixed = NumberList(m_strMixed, " ,\t", "clusters");
     settings.merged = MergeList(m_strMerge);
+    const auto isFlagged = [&](int32_t id) {
+        return std::ranges::count(settings.ignored, id) + std::ranges::count(settings.mixed, id) > 0;
+    };
+    for (const std::vector<int32_t>& group : settings.merged)
+        if (std::ranges::any_of(group, isFlagged))
+            throw JobRefused("You can't merge templates flagged as Ignore or Mixed.");
     settings.minimumShare = m_dMinimumClusterShare;
     settings.maxComponents = m_nMaxComponents;
     settings.assign = {m_dMultiplier, m_dMergeWithin, m_bAutoAssignFrequency, m_dConfidence};
