@@ -7,8 +7,8 @@
 #include <random>
 
 #include "bench_files.h"
-#include "numerics/gaussian_clusters.h"
 #include "sorting/principal_components.h"
+#include "statistics/gaussian_clusters.h"
 
 using namespace kymora;
 using namespace kymora::bench;

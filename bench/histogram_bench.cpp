@@ -18,12 +18,12 @@
 #include "graphs/graph_scale.h"
 #include "histograms/event_hist.h"
 #include "histograms/histogram.h"
-#include "numerics/binning.h"
-#include "numerics/correlogram.h"
-#include "numerics/gaussian_clusters.h"
-#include "numerics/kernel_density.h"
-#include "numerics/knuth_bins.h"
 #include "numerics/vector_state.h"
+#include "statistics/binning.h"
+#include "statistics/correlogram.h"
+#include "statistics/gaussian_clusters.h"
+#include "statistics/kernel_density.h"
+#include "statistics/knuth_bins.h"
 
 using namespace kymora;
 using namespace kymora::bench;

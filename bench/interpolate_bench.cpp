@@ -4,7 +4,7 @@
 #include <random>
 
 #include "bench_files.h"
-#include "numerics/interpolator.h"
+#include "curves/interpolator.h"
 
 namespace kymora::bench {
 namespace {

@@ -8,7 +8,7 @@
 #include "kernels/conditioning.h"
 #include "kernels/local_dc.h"
 #include "kernels/noise_cycles.h"
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora::bench {
 namespace {

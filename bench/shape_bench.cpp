@@ -9,9 +9,9 @@
 #include "bench_files.h"
 #include "detection/hills.h"
 #include "document/sample_scan.h"
-#include "numerics/autocorrelation.h"
 #include "numerics/window_squares.h"
 #include "numerics/window_sums.h"
+#include "spectra/autocorrelation.h"
 
 namespace kymora::bench {
 namespace {

@@ -8,8 +8,8 @@
 #include "detection/analysis_blocks.h"
 #include "detection/turning_runs.h"
 #include "host/user_numbers.h"
-#include "numerics/descriptive.h"
-#include "numerics/statistics.h"
+#include "statistics/descriptive.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

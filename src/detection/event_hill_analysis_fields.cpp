@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "detection/event_hill_analysis.h"
-#include "numerics/binning.h"
+#include "statistics/binning.h"
 
 namespace kymora {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "document/sample_scan.h"
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "numerics/autocorrelation.h"
 #include "operations/operation_job.h"
+#include "spectra/autocorrelation.h"
 
 namespace kymora {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "detection/outlier_detector.h"
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

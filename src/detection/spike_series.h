@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "numerics/moving_average.h"
-#include "numerics/single_pole.h"
+#include "spectra/single_pole.h"
 
 namespace kymora {
 

@@ -1,11 +1,11 @@
 #pragma once
 // Statistics of a stretch of one trace: `count` samples from position `from` on. Gap samples, samples outside
-// the recording and samples that are no finite numbers do not count (numerics/statistics.h). All of them read
-// block by block, leave readPosition alone and throw FileError when the samples cannot be read.
+// the recording and samples that are no finite numbers do not count (statistics/statistics.h). All of them
+// read block by block, leave readPosition alone and throw FileError when the samples cannot be read.
 
 #include "document/sample_reader.h"
 #include "host/progress.h"
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

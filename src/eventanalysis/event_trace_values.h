@@ -6,8 +6,8 @@
 
 #include "eventanalysis/event_parameters.h"
 #include "eventanalysis/event_samples.h"
-#include "numerics/autocorrelation.h"
-#include "numerics/statistics.h"
+#include "spectra/autocorrelation.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "document/trace_stretches.h"
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora {
 

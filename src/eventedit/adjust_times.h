@@ -6,7 +6,7 @@
 
 #include "eventedit/event_trace.h"
 #include "eventedit/retimed_events.h"
-#include "numerics/random_draws.h"
+#include "statistics/random_draws.h"
 
 namespace kymora {
 

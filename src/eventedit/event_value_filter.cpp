@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

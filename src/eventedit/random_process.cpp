@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "numerics/random_draws.h"
 #include "numerics/rounding.h"
+#include "statistics/random_draws.h"
 
 namespace kymora {
 

@@ -1,6 +1,6 @@
 #include "eventedit/shuffle_intervals.h"
 
-#include "numerics/random_draws.h"
+#include "statistics/random_draws.h"
 
 namespace kymora {
 

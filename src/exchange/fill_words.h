@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "numerics/interpolator.h"
+#include "curves/interpolator.h"
 
 namespace kymora {
 

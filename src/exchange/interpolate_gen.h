@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "curves/interpolator.h"
 #include "exchange/fixed_points.h"
-#include "numerics/interpolator.h"
 #include "operations/batch_base_dlg.h"
 
 namespace kymora {

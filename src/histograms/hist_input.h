@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "numerics/correlogram.h"
+#include "statistics/correlogram.h"
 
 namespace kymora {
 

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "histograms/hist_analysis.h"
-#include "numerics/gaussian_clusters.h"
+#include "statistics/gaussian_clusters.h"
 
 namespace kymora {
 

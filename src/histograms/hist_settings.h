@@ -9,9 +9,9 @@
 #include <string>
 
 #include "archive/archive.h"
-#include "numerics/distribution_mixture.h"
-#include "numerics/kernel_density.h"
 #include "operations/param.h"
+#include "statistics/distribution_mixture.h"
+#include "statistics/kernel_density.h"
 
 namespace kymora {
 

@@ -10,9 +10,9 @@
 #include "graphs/graph.h"
 #include "histograms/hist_input.h"
 #include "histograms/hist_settings.h"
-#include "numerics/circular_statistics.h"
-#include "numerics/knuth_bins.h"
 #include "results/result.h"
+#include "statistics/circular_statistics.h"
+#include "statistics/knuth_bins.h"
 
 namespace kymora {
 

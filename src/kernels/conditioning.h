@@ -8,7 +8,7 @@
 #include "kernels/kernel_outcome.h"
 #include "kernels/streams.h"
 #include "kernels/unitary.h"
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

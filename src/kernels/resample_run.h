@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kernels/passes.h"
-#include "numerics/rational_resampling.h"
+#include "spectra/rational_resampling.h"
 
 namespace kymora {
 

@@ -5,7 +5,7 @@
 
 #include "kernels/kernel_outcome.h"
 #include "kernels/streams.h"
-#include "numerics/sections.h"
+#include "spectra/sections.h"
 
 namespace kymora {
 

@@ -3,10 +3,10 @@
 
 #include <span>
 
+#include "curves/local_fit.h"
 #include "host/host.h"
 #include "kernels/kernel_outcome.h"
 #include "kernels/streams.h"
-#include "numerics/local_fit.h"
 
 namespace kymora {
 

@@ -1,7 +1,7 @@
 #include "kernels/smooth_savgol.h"
 
+#include "curves/savgol.h"
 #include "kernels/run_reader.h"
-#include "numerics/savgol.h"
 #include "numerics/window_dots.h"
 
 namespace kymora {

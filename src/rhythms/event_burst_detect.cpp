@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "numerics/binning.h"
 #include "numerics/decimal.h"
-#include "numerics/statistics.h"
 #include "rhythms/poisson_bursts.h"
 #include "rhythms/rank_bursts.h"
+#include "statistics/binning.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "numerics/descriptive.h"
+#include "statistics/descriptive.h"
 
 namespace kymora {
 

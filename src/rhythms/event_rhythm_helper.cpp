@@ -11,11 +11,11 @@
 #include "host/user_numbers.h"
 #include "numerics/decimal.h"
 #include "numerics/rounding.h"
-#include "numerics/statistics.h"
 #include "operations/save_text.h"
 #include "rhythms/burst_filter.h"
 #include "rhythms/event_group_dlg.h"
 #include "rhythms/poisson_bursts.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "numerics/kernel_density.h"
+#include "statistics/kernel_density.h"
 
 namespace kymora {
 

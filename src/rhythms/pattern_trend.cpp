@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "numerics/rounding.h"
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "curves/robust_polynomial.h"
 #include "document/trace_stretches.h"
 #include "events/event.h"
-#include "numerics/robust_polynomial.h"
 
 namespace kymora {
 

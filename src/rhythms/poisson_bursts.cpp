@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "numerics/poisson_tail.h"
 #include "rhythms/greedy_choice.h"
+#include "statistics/poisson_tail.h"
 
 namespace kymora {
 

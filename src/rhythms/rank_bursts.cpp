@@ -5,8 +5,8 @@
 #include <limits>
 #include <numeric>
 
-#include "numerics/rank_sum_tail.h"
 #include "rhythms/greedy_choice.h"
+#include "statistics/rank_sum_tail.h"
 
 namespace kymora {
 

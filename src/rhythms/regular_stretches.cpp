@@ -6,8 +6,8 @@
 #include <cmath>
 #include <limits>
 
-#include "numerics/descriptive.h"
-#include "numerics/variance_tests.h"
+#include "statistics/descriptive.h"
+#include "statistics/variance_tests.h"
 
 namespace kymora {
 

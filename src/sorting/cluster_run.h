@@ -3,10 +3,10 @@
 
 #include "archive/archive.h"
 #include "host/host.h"
-#include "numerics/gaussian_clusters.h"
 #include "operations/operation_job.h"
 #include "operations/param.h"
 #include "results/result.h"
+#include "statistics/gaussian_clusters.h"
 
 namespace kymora {
 

@@ -6,8 +6,8 @@
 #include <map>
 #include <queue>
 
-#include "numerics/local_fit.h"
-#include "numerics/statistics.h"
+#include "curves/local_fit.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

@@ -13,7 +13,7 @@ inline constexpr size_t fewestTrendSpikes = 5;
 inline constexpr int mostTrendHalfWindow = 20;
 
 // The frequency of spike i, from the second one on, is 1 / its distance from the one before. The trend is a
-// robust local fit of degree 1 (numerics/local_fit.h: 3 rounds, threshold 6) in a window of h = min(20,
+// robust local fit of degree 1 (curves/local_fit.h: 3 rounds, threshold 6) in a window of h = min(20,
 // (n - 1) / 2) frequencies on both sides, the first and the last window serving for the ends.
 class FiringTrend {
   public:

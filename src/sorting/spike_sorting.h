@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "numerics/gaussian_clusters.h"
 #include "sorting/mixture_library.h"
 #include "sorting/unit_templates.h"
+#include "statistics/gaussian_clusters.h"
 
 namespace kymora {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numeric>
 
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora {
 

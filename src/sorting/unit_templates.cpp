@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "numerics/statistics.h"
+#include "statistics/statistics.h"
 
 namespace kymora {
 

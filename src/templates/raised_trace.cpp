@@ -3,7 +3,7 @@
 #include <bit>
 #include <cmath>
 
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora {
 

@@ -11,7 +11,7 @@
 #include <span>
 #include <vector>
 
-#include "numerics/radix2_fft.h"
+#include "spectra/radix2_fft.h"
 
 namespace kymora {
 

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "document/trace_stretches.h"
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora {
 

@@ -8,8 +8,8 @@
 
 #include "host/quiet_host.h"
 #include "kernels/memory_scratch.h"
-#include "numerics/power_spectrum.h"
 #include "operations/event_base_dlg.h"
+#include "spectra/power_spectrum.h"
 
 namespace kymora {
 

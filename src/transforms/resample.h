@@ -1,7 +1,7 @@
 #pragma once
 // "Resample": another sample rate by a rational factor, with the filter that it takes.
 
-#include "numerics/rational_resampling.h"
+#include "spectra/rational_resampling.h"
 #include "transforms/rewrite_dlg.h"
 
 namespace kymora {

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "eventanalysis/event_analysis_fixture.h"
-#include "numerics/interpolate_fft.h"
+#include "spectra/interpolate_fft.h"
 
 namespace kymora::test {
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "numerics/moving_average.h"
-#include "numerics/single_pole.h"
+#include "spectra/single_pole.h"
 
 namespace kymora {
 namespace {

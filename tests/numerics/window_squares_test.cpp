@@ -43,7 +43,7 @@ Extremes PlainWindows(const std::vector<int64_t>& samples, int64_t n, double uni
     return found;
 }
 
-Extremes Search(const std::vector<float>& samples, int64_t n, size_t block) {
+Extremes SearchExtremes(const std::vector<float>& samples, int64_t n, size_t block) {
     WindowSquares search(n);
     for (size_t at = 0; at < samples.size(); at += block)
         search.Add(std::span(samples).subspan(at, std::min(block, samples.size() - at)));
@@ -76,7 +76,7 @@ TEST(WindowSquares, AreThoseOfWholeNumbersExactly) {
                 SCOPED_TRACE(testing::Message() << &draw - draws << " " << exponent << " " << n);
                 const Extremes plain = PlainWindows(whole, n, std::ldexp(1.0, exponent));
                 for (const size_t block : {13, 1024}) {
-                    const Extremes found = Search(samples, n, block);
+                    const Extremes found = SearchExtremes(samples, n, block);
                     ASSERT_EQ(found.least, plain.least);
                     ASSERT_EQ(found.greatest, plain.greatest);
                     ASSERT_DOUBLE_EQ(found.leastSquares, plain.leastSquares);
@@ -92,11 +92,11 @@ TEST(WindowSquares, EqualWindowsAreTheFirst) {
     std::vector<float> samples;
     for (int i = 0; i < 300'000; ++i)
         samples.push_back(static_cast<float>(1e3 + std::sin(2.0 * 3.14159265358979 * (i % 250) / 250.0)));
-    const Extremes whole = Search(samples, 20'000, 1024);
+    const Extremes whole = SearchExtremes(samples, 20'000, 1024);
     EXPECT_EQ(whole.least, 0);
     EXPECT_EQ(whole.greatest, 0);
     // Others come again with each period.
-    const Extremes parts = Search(samples, 20'100, 1024);
+    const Extremes parts = SearchExtremes(samples, 20'100, 1024);
     EXPECT_LT(parts.least, 250);
     EXPECT_LT(parts.greatest, 250);
     EXPECT_LT(parts.leastSquares, parts.greatestSquares);

@@ -4,9 +4,9 @@
 
 #include <cmath>
 
-#include "numerics/descriptive.h"
 #include "rhythms/regular_stretches.h"
 #include "rhythms/trains.h"
+#include "statistics/descriptive.h"
 
 namespace kymora::test {
 namespace {

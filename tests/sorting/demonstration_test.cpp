@@ -6,9 +6,9 @@
 #include "demo/demo_recordings.h"
 #include "eventedit/event_edit_fixture.h"
 #include "kernels/section_filter.h"
-#include "numerics/statistics.h"
 #include "sorting/compare_sortings.h"
 #include "sorting/find_shapes.h"
+#include "statistics/statistics.h"
 
 namespace kymora::test {
 namespace {

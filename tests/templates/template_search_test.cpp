@@ -7,8 +7,8 @@
 #include <deque>
 #include <random>
 
-#include "numerics/interpolate_fft.h"
 #include "numerics/window_distances.h"
+#include "spectra/interpolate_fft.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
