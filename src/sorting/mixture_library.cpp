@@ -74,7 +74,8 @@ MixtureLibraries MixtureLibraries::Build(std::vector<cCluster> clusters, const S
             ProgressScope scope(progress, "Building mixture library", pairs + 1);
             for (size_t i = 0; i < made.clusters_.size(); ++i) {
                 const int32_t id = static_cast<int32_t>(i) + 1;
-                if (made.clusters_[i].m_iCount > 0) made.AddLibrary({{{id, -1, -1}, {}}}, {{id}});
+                if (made.clusters_[i].m_iCount > 0)
+                    made.AddLibrary({{{id, -1, -1}, {}, waves.shape.Whole()}}, {{id}});
             }
             size_t number = 0;
             for (size_t i = 0; i < units.size(); ++i)
@@ -167,6 +168,9 @@ std::optional<MixtureEntry> MixtureLibraries::EntryOf(std::span<const float> buf
         entry.ids[i] = parts[i].first;
         entry.delays[i] = parts[i].second;
     }
+    const int32_t start = static_cast<int32_t>(*peak) - shape_.centre;  // of the row in the buffer
+    const int32_t first = std::max(0, -start), end = std::min(shape_.count, sum.count - start);
+    entry.inBuffer = {first, end - first};
     return entry;
 }
 
@@ -218,6 +222,11 @@ std::vector<float> MixtureLibraries::RowOf(const MixtureEntry& entry) const {
     std::vector<float> row(shape_.RowLength());
     for (size_t i = 0; i < entry.ids.size() && entry.ids[i] >= 0; ++i)
         AddTemplate(row, entry.ids[i], shape_.centre + entry.delays[i]);
+    for (int t = 0; t < shape_.traces; ++t) {
+        const auto trace = row.begin() + std::ptrdiff_t{t} * shape_.count;
+        std::fill(trace, trace + entry.inBuffer.first, 0.0f);
+        std::fill(trace + entry.inBuffer.End(), trace + shape_.count, 0.0f);
+    }
     return row;
 }
 

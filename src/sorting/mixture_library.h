@@ -30,6 +30,8 @@ struct MixtureEntry {
     std::array<int32_t, mostMixed> ids{-1, -1, -1};  // clusters from 1, ascending; -1 for none
     // From the peak of the sum to the alignment point of each, values at the raised rate.
     std::array<int32_t, mostMixed> delays{0, 0, 0};
+    // The values of the row that lie within the buffer; the others are 0.
+    WaveSegment inBuffer;
 
     int Components() const { return ids[1] < 0 ? 1 : ids[2] < 0 ? 2 : 3; }
     auto operator<=>(const MixtureEntry&) const = default;

@@ -1,6 +1,7 @@
 #pragma once
 // The waveforms of candidate spikes, at a raised rate and aligned at their peaks.
 
+#include <compare>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -17,7 +18,7 @@ namespace kymora {
 struct WaveSegment {
     int32_t first = 0, count = 0;
     int32_t End() const { return first + count; }
-    bool operator==(const WaveSegment&) const = default;
+    auto operator<=>(const WaveSegment&) const = default;
 };
 
 // How rows are laid out: of each trace `count` values, one trace after the other. The value `centre` of each

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <random>
 #include <set>
 
@@ -101,9 +102,10 @@ class MixtureTest : public ::testing::Test {
     float At(size_t cluster, int i) const {
         return i < 0 || i >= n ? 0.0f : clusters[cluster].m_vfFullTmpl[static_cast<size_t>(i)] - 3.0f;
     }
+    using PlainLibrary = std::map<MixtureEntry, std::vector<float>>;  // with the rows
     // The compounds of three points, or of two where the last is below 0, as they are told, one by one.
-    void AddPlain(std::set<MixtureEntry>& entries, std::vector<std::pair<int, int>> parts,
-                  Polarity polarity) const {
+    void AddPlain(PlainLibrary& entries, std::vector<std::pair<int, int>> parts, Polarity polarity) const {
+        std::ranges::sort(parts);
         std::vector<float> sum(2 * n);
         for (const auto& [id, point] : parts)
             for (int i = 0; i < 2 * n; ++i)
@@ -112,20 +114,27 @@ class MixtureTest : public ::testing::Test {
         for (const auto& [id, point] : parts)
             peaks.insert(FindSpikePeak(sum, static_cast<size_t>(point), 0.0f, polarity));
         if (peaks.size() != 1 || !*peaks.begin()) return;
-        std::ranges::sort(parts);
         MixtureEntry entry;
         for (size_t i = 0; i < parts.size(); ++i) {
             entry.ids[i] = parts[i].first;
             entry.delays[i] = parts[i].second - static_cast<int>(**peaks.begin());
         }
-        entries.insert(entry);
+        const int start = static_cast<int>(**peaks.begin()) - 5;
+        std::vector<float> row(n);
+        for (int i = std::max(0, -start); i < std::min<int>(n, 2 * n - start); ++i)
+            row[static_cast<size_t>(i)] = sum[static_cast<size_t>(start + i)];
+        entry.inBuffer.first = std::max(0, -start);
+        entry.inBuffer.count = std::min<int>(n, 2 * n - start) - entry.inBuffer.first;
+        entries.emplace(entry, row);
     }
-    std::set<MixtureEntry> PlainEntries(int limit, Polarity polarity) const {
-        std::set<MixtureEntry> entries;
+    PlainLibrary PlainEntries(int limit, Polarity polarity) const {
+        PlainLibrary entries;
         for (int a = 1; a <= 3; ++a) {
             MixtureEntry pure;
             pure.ids[0] = a;
-            entries.insert(pure);
+            pure.inBuffer = {0, n};
+            std::vector<float>& row = entries[pure];
+            for (int i = 0; i < n; ++i) row.push_back(At(static_cast<size_t>(a) - 1, i));
             for (int b = a + 1; b <= 3; ++b)
                 for (int d = 2 * n / 6; d <= 2 * n - 2 * n / 6; ++d) {
                     AddPlain(entries, {{a, n}, {b, d}}, polarity);
@@ -149,9 +158,9 @@ TEST_F(MixtureTest, HoldsTheCompoundsThatAreTold) {
             SCOPED_TRACE(std::to_string(limit) + " of polarity " +
                          std::to_string(static_cast<int>(polarity)));
             const MixtureLibraries built = Build(limit, polarity);
-            std::set<MixtureEntry> entries;
+            PlainLibrary entries;
             for (const MixtureLibrary& library : built.Libraries())
-                entries.insert(library.entries.begin(), library.entries.end());
+                for (const MixtureEntry& entry : library.entries) entries[entry] = built.RowOf(entry);
             EXPECT_EQ(entries, PlainEntries(limit, polarity));
             EXPECT_EQ(built.Entries(), entries.size());
             for (const MixtureLibrary& library : built.Libraries())
@@ -161,7 +170,7 @@ TEST_F(MixtureTest, HoldsTheCompoundsThatAreTold) {
 
 TEST_F(MixtureTest, FindsTheCompoundOfARow) {
     const MixtureLibraries built = Build(2, Polarity::either);
-    const MixtureEntry entry{{1, 3, -1}, {0, 4, 0}};
+    const MixtureEntry entry{{1, 3, -1}, {0, 4, 0}, {0, n}};
     std::vector<float> row = built.RowOf(entry);
     for (int i = 0; i < n; ++i) {
         EXPECT_FLOAT_EQ(row[static_cast<size_t>(i)], At(0, i) + At(2, i - 4));
