@@ -15,7 +15,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t findShapesVersion = 1;
+constexpr uint32_t findShapesVersion = 2;
 constexpr int32_t fewSpikes = 20;
 constexpr int64_t manySpikes = 50000;
 constexpr const char* rangePastEndText =
@@ -39,7 +39,7 @@ CFindShapes::CFindShapes()
 
 void CFindShapes::Serialize(CArchive& archive) {
     CEventBaseDlg::Serialize(archive);
-    ExchangeVersion(archive, findShapesVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, findShapesVersion, ClassName());
     Exchange(archive, m_nTrace);
     Exchange(archive, m_traces);
     Exchange(archive, m_dWindowStart);
@@ -67,6 +67,9 @@ void CFindShapes::Serialize(CArchive& archive) {
     Exchange(archive, m_bWriteUnassigned);
     for (std::string* file : {&m_strSaveLibrary, &m_strSaveSet, &m_strLoadSet}) Exchange(archive, *file);
     Exchange(archive, m_nStopAfter);
+    if (version < 2) return;
+    Exchange(archive, m_dRefractory);
+    Exchange(archive, m_nProposal);
 }
 
 std::string CFindShapes::SeveralFilesFault() const {
@@ -106,14 +109,20 @@ std::string CFindShapes::CheckSettings() {
 struct CFindShapes::Job : EventJob {
     SpikeSource source;
     SortSettings settings;
+    double refractory = 0.0;
     SpikeSorting sorting;
     SortRun run;
+    std::vector<UnitQuality> units;
+    std::vector<MergeProposal> merges;
 
     int64_t Samples() const override {
         return static_cast<int64_t>(source.onsets.size()) * settings.reading.length;
     }
     void Compute(SampleReader& samples, JobContext& context) override {
         run = RunSorting(sorting, samples, source, settings, context);
+        const double near = settings.assign.mergeWithinMs;
+        units = MeasureUnits(sorting, near, refractory, context);
+        merges = ProposeMerges(sorting, near, refractory, context);
     }
 };
 
@@ -126,6 +135,7 @@ std::unique_ptr<OperationJob> CFindShapes::MakeJob() {
     job->region = {0, static_cast<int32_t>(doc.GetLength())};
     job->reads.push_back(m_nChannel1);
     job->settings = Sorting();
+    job->refractory = m_dRefractory;
     job->source.sampleInterval = doc.sampleInterval;
     for (const int trace : Traces()) job->source.stretches.push_back(UnbrokenStretches(doc, trace));
     for (const CEventKM& event : chan.Events()) {
@@ -235,7 +245,8 @@ bool CFindShapes::Write(OperationJob& job, UndoScope& undo) {
             source.SetEventExtra(std::move(weights));
         }
     }
-    m_done = {std::move(done.sorting), done.settings.reading, done.run.outliers};
+    m_done = {std::move(done.sorting), done.settings.reading, done.run.outliers, std::move(done.units),
+              std::move(done.merges)};
     return true;
 }
 

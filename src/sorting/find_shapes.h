@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "operations/event_base_dlg.h"
+#include "sorting/merge_proposals.h"
 #include "sorting/sort_run.h"
+#include "sorting/unit_quality.h"
 
 namespace kymora {
 
@@ -69,7 +71,9 @@ class CFindShapes : public CEventBaseDlg {
     std::string m_strUnassign;
     bool m_bWriteUnassigned = false;
     std::string m_strSaveLibrary, m_strSaveSet, m_strLoadSet;
-    int32_t m_nStopAfter = 0;  // SortStep
+    int32_t m_nStopAfter = 0;    // SortStep
+    double m_dRefractory = 2.0;  // ms
+    int32_t m_nProposal = 1;     // the pair whose correlogram the graph shows, the most alike being 1
 
   protected:
     void Describe(ParamList& list) override;
@@ -91,6 +95,7 @@ class CFindShapes : public CEventBaseDlg {
     void DescribeClusters(ParamList& list);
     void DescribeTemplates(ParamList& list);
     void DescribeAssignment(ParamList& list);
+    void DescribeUnits(ParamList& list);
     void DescribeOutput(ParamList& list);
     std::vector<int> Traces() const { return m_traces.empty() ? std::vector<int>{m_nTrace} : m_traces; }
     ReadSettings Reading() const;
@@ -108,6 +113,9 @@ class CFindShapes : public CEventBaseDlg {
     Result SpikeResult() const;
     Result SimilarityResult() const;
     std::string TraceUnits(int trace) const;
+    double TimeOfPlace(int64_t place) const;
+    GraphPane TemplatePane() const;
+    GraphPane ErrorPane() const;
     bool HasTemplates() const { return !m_done->sorting.Fits().empty(); }
 
     bool MayWrite(const Job& job);
@@ -119,6 +127,8 @@ class CFindShapes : public CEventBaseDlg {
         SpikeSorting sorting;
         ReadSettings reading;
         int64_t outliers = 0;
+        std::vector<UnitQuality> units;
+        std::vector<MergeProposal> merges;
     };
     std::optional<Done> m_done;  // by the last run
 };

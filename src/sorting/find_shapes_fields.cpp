@@ -89,6 +89,7 @@ void CFindShapes::Describe(ParamList& list) {
     DescribeTemplates(list);
     list.Page("Assign");
     DescribeAssignment(list);
+    DescribeUnits(list);
     list.Page("Output");
     DescribeOutput(list);
 }
@@ -187,6 +188,21 @@ void CFindShapes::DescribeAssignment(ParamList& list) {
     list.Flag("unassignOutliers", "Unassign outliers", m_bUnassignOutliers)
         .Tip("Take out the worse of two events of a unit that follow each other too fast");
     list.Text("unassign", "Unassign", m_strUnassign).Tip("Numbers of spikes that are to belong to no unit");
+}
+
+void CFindShapes::DescribeUnits(ParamList& list) {
+    list.Group("Units");
+    list.Number("refractory", "Refractory time", m_dRefractory)
+        .Unit("ms")
+        .Limits(0, mostWindowMs)
+        .Step(0.1)
+        .Tip("Two spikes of one neuron do not follow each other faster: shorter intervals of a unit are "
+             "counted as violations");
+    list.Integer("proposal", "Merge proposal", m_nProposal)
+        .Limits(1, std::numeric_limits<int32_t>::max())
+        .Spin()
+        .Tip("The pair of units whose cross-correlogram the graph shows: 1 is the most alike, and the last "
+             "one where there are fewer");
 }
 
 void CFindShapes::DescribeOutput(ParamList& list) {

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "sorting/find_shapes.h"
+#include "sorting/unit_views.h"
 
 namespace kymora {
 
@@ -20,6 +21,10 @@ std::string CFindShapes::TraceUnits(int trace) const {
     return Document() && trace < Document()->traceCount
                ? Document()->traces[static_cast<size_t>(trace)].traceUnits
                : std::string();
+}
+
+double CFindShapes::TimeOfPlace(int64_t place) const {
+    return Document()->TimeOf(m_done->sorting.SampleAt(place));
 }
 
 // --- the report ---
@@ -38,7 +43,7 @@ void CFindShapes::WriteResult(const TextSink& sink) {
     if (!sink(hasTypes ? "#ID\ttime (ms)\tvariance ratio\ttype\r\n" : "#ID\ttime (ms)\tvariance ratio\r\n"))
         return;
     for (size_t i = 0; i < sorting.Fits().size(); ++i) {
-        const double time = Document()->TimeOf(sorting.SampleAt(sorting.Waves().places[i]));
+        const double time = TimeOfPlace(sorting.Waves().places[i]);
         const double ratio = hasTypes ? sorting.Types()[i].ratio : sorting.Fits()[i].ratio;
         std::string line = fmt::format("{}\t{:.3f}\t{:.3f}", i + 1, time, ratio);
         if (hasTypes) line += "\t" + sorting.Types()[i].Text();
@@ -152,10 +157,7 @@ Result CFindShapes::SpikeResult() const {
     Result result{"spikes", {}, {{"#ID", {}}, {"time", "ms"}, {"ratio", {}}, {"type", {}}}, {}};
     result.rows = [this, &sorting](const ResultRowSink& sink) {
         for (size_t i = 0; i < sorting.Waves().Count(); ++i) {
-            ResultValue row[] = {static_cast<int64_t>(i) + 1,
-                                 Document()->TimeOf(sorting.SampleAt(sorting.Waves().places[i])),
-                                 {},
-                                 {}};
+            ResultValue row[] = {static_cast<int64_t>(i) + 1, TimeOfPlace(sorting.Waves().places[i]), {}, {}};
             if (!sorting.Types().empty()) {
                 row[2] = sorting.Types()[i].ratio;
                 row[3] = sorting.Types()[i].Text();
@@ -198,47 +200,79 @@ std::vector<Result> CFindShapes::Results() {
     }
     if (m_done->sorting.HasLibrary()) results.push_back(LibraryResult());
     results.push_back(SpikeResult());
-    if (!m_done->sorting.Clusters().empty()) results.push_back(SimilarityResult());
+    if (m_done->sorting.Clusters().empty()) return results;
+    results.push_back(SimilarityResult());
+    const std::string units = TraceUnits(m_done->reading.traces.front());
+    results.push_back(QualityTable(m_done->units, units));
+    results.push_back(AmplitudeTable(
+        m_done->units, [this](int64_t place) { return TimeOfPlace(place); }, units));
+    results.push_back(MergeTable(m_done->merges));
+    results.push_back(CorrelogramTable(m_done->merges));
     return results;
 }
 
 // --- the graph ---
 
-std::optional<Graph> CFindShapes::GetGraph() {
-    GraphPane waves{"templates"}, errors{"errors"};
-    waves.title = "Templates";
-    waves.x = {"time", "ms"};
-    waves.y = {"value", m_done ? TraceUnits(m_done->reading.traces.front()) : std::string()};
-    errors.title = "Errors";
-    errors.x = {"var ratio", ""};
-    errors.y = {"spikes", ""};
-    if (m_done) {
-        const SpikeSorting& sorting = m_done->sorting;
-        const WaveShape& shape = sorting.Waves().shape;
-        const double valueMs = sorting.SampleInterval() / shape.multiplier;
-        for (size_t k = 0; k < sorting.Clusters().size(); ++k) {
-            const cCluster& cluster = sorting.Clusters()[k];
-            if (cluster.m_iCount == 0) continue;
-            GraphLayer wave{LayerKind::curve, fmt::format("wavType {}", k + 1), GraphColour(k)};
-            for (size_t i = 0; i < cluster.m_vfFullTmpl.size(); ++i) {
-                wave.x.push_back((static_cast<double>(i) - shape.centre) * valueMs);
-                wave.y.push_back(cluster.m_vfFullTmpl[i]);
-            }
-            waves.layers.push_back(std::move(wave));
-            // The errors of compounds would leave those of the units no room.
-            if (!HasTemplates() || !cluster.IsUnit() || !(cluster.m_dHistMaxX > 0.0)) continue;
-            GraphLayer counts{LayerKind::curve, fmt::format("wavType {}", k + 1), GraphColour(k)};
-            const auto bins = ErrorHistogramCounts(sorting.Ratios(static_cast<int32_t>(k) + 1, false),
-                                                   cluster.m_dHistMaxX, histogramBins);
-            for (size_t i = 0; i < bins.size(); ++i) {
-                counts.x.push_back((static_cast<double>(i) + 0.5) * cluster.m_dHistMaxX / histogramBins);
-                counts.y.push_back(static_cast<double>(bins[i]));
-            }
-            errors.layers.push_back(std::move(counts));
-            errors.lines.push_back({true, cluster.m_fErrThresh, GraphColour(k), "", ""});
+GraphPane CFindShapes::TemplatePane() const {
+    GraphPane pane{"templates"};
+    pane.title = "Templates";
+    pane.x = {"time", "ms"};
+    pane.y = {"value", m_done ? TraceUnits(m_done->reading.traces.front()) : std::string()};
+    if (!m_done) return pane;
+    const SpikeSorting& sorting = m_done->sorting;
+    const WaveShape& shape = sorting.Waves().shape;
+    const double valueMs = sorting.SampleInterval() / shape.multiplier;
+    for (size_t k = 0; k < sorting.Clusters().size(); ++k) {
+        const cCluster& cluster = sorting.Clusters()[k];
+        if (cluster.m_iCount == 0) continue;
+        GraphLayer wave{LayerKind::curve, fmt::format("wavType {}", k + 1), GraphColour(k)};
+        for (size_t i = 0; i < cluster.m_vfFullTmpl.size(); ++i) {
+            wave.x.push_back((static_cast<double>(i) - shape.centre) * valueMs);
+            wave.y.push_back(cluster.m_vfFullTmpl[i]);
         }
+        pane.layers.push_back(std::move(wave));
     }
-    return Graph{{std::move(waves), std::move(errors)}};
+    return pane;
+}
+
+GraphPane CFindShapes::ErrorPane() const {
+    GraphPane pane{"errors"};
+    pane.title = "Errors";
+    pane.x = {"var ratio", ""};
+    pane.y = {"spikes", ""};
+    if (!m_done || !HasTemplates()) return pane;
+    const SpikeSorting& sorting = m_done->sorting;
+    for (size_t k = 0; k < sorting.Clusters().size(); ++k) {
+        const cCluster& cluster = sorting.Clusters()[k];
+        // The errors of compounds would leave those of the units no room.
+        if (!cluster.IsUnit() || !(cluster.m_dHistMaxX > 0.0)) continue;
+        GraphLayer counts{LayerKind::curve, fmt::format("wavType {}", k + 1), GraphColour(k)};
+        const auto bins = ErrorHistogramCounts(sorting.Ratios(static_cast<int32_t>(k) + 1, false),
+                                               cluster.m_dHistMaxX, histogramBins);
+        for (size_t i = 0; i < bins.size(); ++i) {
+            counts.x.push_back((static_cast<double>(i) + 0.5) * cluster.m_dHistMaxX / histogramBins);
+            counts.y.push_back(static_cast<double>(bins[i]));
+        }
+        pane.layers.push_back(std::move(counts));
+        pane.lines.push_back({true, cluster.m_fErrThresh, GraphColour(k), "", ""});
+    }
+    return pane;
+}
+
+std::optional<Graph> CFindShapes::GetGraph() {
+    std::span<const UnitQuality> units;
+    const MergeProposal* pair = nullptr;
+    if (m_done) {
+        units = m_done->units;
+        const std::vector<MergeProposal>& pairs = m_done->merges;
+        if (!pairs.empty()) pair = &pairs[std::min(static_cast<size_t>(m_nProposal), pairs.size()) - 1];
+    }
+    const std::string unit = m_done ? TraceUnits(m_done->reading.traces.front()) : std::string();
+    return Graph{{TemplatePane(), ErrorPane(),
+                  AmplitudePane(
+                      units, [this](int64_t place) { return TimeOfPlace(place); }, unit, m_nChannel1),
+                  MergePane(pair, m_dRefractory)},
+                 2};
 }
 
 }  // namespace kymora

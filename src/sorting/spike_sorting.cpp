@@ -28,6 +28,18 @@ std::string SortedSpike::Text() const {
     return text;
 }
 
+void LeaveBest(std::vector<UnitEvent>& events, int64_t near) {
+    std::ranges::stable_sort(events, {}, &UnitEvent::ratio);
+    std::set<int64_t> taken;
+    std::erase_if(events, [&](const UnitEvent& event) {
+        const auto next = taken.lower_bound(event.place - near);
+        if (next != taken.end() && *next <= event.place + near) return true;
+        taken.insert(event.place);
+        return false;
+    });
+    std::ranges::sort(events, {}, &UnitEvent::place);
+}
+
 // --- reading ---
 
 bool SpikeSorting::Read(SampleReader& samples, const SpikeSource& source, const ReadSettings& settings,
@@ -326,18 +338,7 @@ std::vector<std::vector<UnitEvent>> SpikeSorting::Events(double mergeWithinMs) c
                 units[static_cast<size_t>(type.entry.ids[c]) - 1].push_back(
                     {waves_->places[i] + type.entry.delays[c], i, c, type.ratio});
     }
-    const int64_t near = PlacesOf(mergeWithinMs);
-    for (std::vector<UnitEvent>& events : units) {
-        std::ranges::stable_sort(events, {}, &UnitEvent::ratio);
-        std::set<int64_t> taken;
-        std::erase_if(events, [&](const UnitEvent& event) {
-            const auto next = taken.lower_bound(event.place - near);
-            if (next != taken.end() && *next <= event.place + near) return true;
-            taken.insert(event.place);
-            return false;
-        });
-        std::ranges::sort(events, {}, &UnitEvent::place);
-    }
+    for (std::vector<UnitEvent>& events : units) LeaveBest(events, PlacesOf(mergeWithinMs));
     return units;
 }
 

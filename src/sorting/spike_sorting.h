@@ -58,6 +58,10 @@ struct UnitEvent {
     double ratio = 0.0;
 };
 
+// Of events no farther apart than `near` places the one that fits better stays, the first of equals. They
+// ascend afterwards.
+void LeaveBest(std::vector<UnitEvent>& events, int64_t near);
+
 class SpikeSorting {
   public:
     // --- reading ---
@@ -70,6 +74,8 @@ class SpikeSorting {
     double SampleInterval() const { return sampleInterval_; }
     // Where a value at the raised rate lies, samples.
     int64_t SampleAt(int64_t place) const;
+    // Values at the raised rate, rounded.
+    int64_t PlacesOf(double ms) const;
 
     // --- components and clusters ---
     // Of the segment of the display window, by NIPALS, each trace in units of its noise relative to that of
@@ -132,7 +138,6 @@ class SpikeSorting {
     void MakeTemplate(int32_t id);
     void RemoveEvents(int32_t id, const std::set<int64_t>& places, int64_t near);
     double PlacesPerSecond() const { return 1000.0 / sampleInterval_ * waves_->shape.multiplier; }
-    int64_t PlacesOf(double ms) const;
 
     class TrainsOfUnits;
 

@@ -122,7 +122,7 @@ TEST_F(FindShapesTest, FindsTheUnitsAndTakesOverlapsApart) {
 
 TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     CFindShapes sorter;
-    for (const auto& [stop, tables] : {std::pair{"read", 2u}, {"cluster", 5u}, {"templates", 5u}}) {
+    for (const auto& [stop, tables] : {std::pair{"read", 2u}, {"cluster", 9u}, {"templates", 9u}}) {
         SCOPED_TRACE(stop);
         ASSERT_EQ(Run(sorter, With({{"stopAfter", stop}})), "");
         EXPECT_EQ(sorter.Results().size(), tables);
@@ -154,6 +154,57 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     EXPECT_EQ(static_cast<int64_t>(rows.size()), clusters - 1);
     EXPECT_EQ(std::get<int64_t>(rows[0][0]), 1);
     EXPECT_GT(std::get<int64_t>(rows[0][1]), 300);
+}
+
+// Against the events that the units have got, and the sizes that they were made with.
+TEST_F(FindShapesTest, UnitsAreMeasured) {
+    CFindShapes sorter;
+    ASSERT_EQ(Run(sorter, With({{"refractory", "15"}, {"mergeWithin", "0.2"}})), "");
+    const auto quality = Rows(sorter, "quality"), amplitudes = Rows(sorter, "amplitudes");
+    ASSERT_EQ(quality.size(), 2u);
+    int64_t all = 0;
+    for (const auto& row : quality) {
+        const int channel = firstUnit + static_cast<int>(std::get<int64_t>(row[0])) - 1;
+        SCOPED_TRACE(channel);
+        const bool isSharp = channel == ChannelOf(0);
+        const auto& events = Chan(channel).Events();
+        EXPECT_EQ(std::get<int64_t>(row[1]), std::ssize(events));
+        int64_t violations = 0;
+        for (size_t i = 1; i < events.size(); ++i)
+            violations += events[i].onPosition - events[i - 1].onPosition < 300;
+        EXPECT_EQ(std::get<int64_t>(row[3]), violations);
+        EXPECT_DOUBLE_EQ(std::get<double>(row[4]),
+                         100.0 * static_cast<double>(violations) / static_cast<double>(events.size() - 1));
+        EXPECT_NEAR(std::get<double>(row[2]), isSharp ? (29.0 + 6.4) / 0.6 : 20.0 / 0.6, 2.5);
+        EXPECT_NEAR(std::get<double>(row[8]), isSharp ? -29.0 : 20.0, 0.3);
+        EXPECT_NEAR(std::get<double>(row[9]), 0.3, 0.15);
+        EXPECT_LT(std::get<double>(row[6]), 0.01);
+        EXPECT_GT(std::get<double>(row[7]), 0.9);
+        all += std::ssize(events);
+    }
+    EXPECT_EQ(std::ssize(amplitudes), all);
+
+    const auto merges = Rows(sorter, "merges"), lags = Rows(sorter, "correlograms");
+    ASSERT_EQ(merges.size(), 1u);
+    ASSERT_EQ(lags.size(), 100u);
+    std::vector<int> merged;
+    std::array<int64_t, 100> counts{};
+    for (const CEventKM& one : Chan(firstUnit).Events()) {
+        merged.push_back(one.onPosition);
+        for (const CEventKM& other : Chan(firstUnit + 1).Events())
+            if (const int lag = other.onPosition - one.onPosition; lag >= -500 && lag < 500)
+                ++counts[static_cast<size_t>((lag + 500) / 10)];
+    }
+    for (const CEventKM& other : Chan(firstUnit + 1).Events()) merged.push_back(other.onPosition);
+    std::ranges::sort(merged);
+    int64_t violations = 0;
+    for (size_t i = 1; i < merged.size(); ++i) violations += merged[i] - merged[i - 1] < 300;
+    EXPECT_EQ(std::get<int64_t>(merges[0][3]), all);
+    EXPECT_EQ(std::get<int64_t>(merges[0][4]), violations);
+    for (size_t i = 0; i < 100; ++i) EXPECT_EQ(std::get<int64_t>(lags[i][3]), counts[i]) << i;
+    const Graph graph = *sorter.GetGraph();
+    EXPECT_EQ(std::ssize(graph.Find("amplitudes")->layers[0].x), std::get<int64_t>(quality[0][1]));
+    EXPECT_EQ(graph.Find("merges")->layers[0].y.size(), 100u);
 }
 
 TEST_F(FindShapesTest, TemplatesAreKeptForOtherRecordings) {
