@@ -42,6 +42,7 @@
 #include "sorting/cluster_traces.h"
 #include "sorting/compare_sortings.h"
 #include "sorting/find_shapes.h"
+#include "sorting/import_sorting.h"
 #include "sorting/ntrode_pca.h"
 #include "sorting/pca_nipals.h"
 #include "templates/multi_trace_pattern.h"
@@ -214,6 +215,8 @@ std::span<const Operation> Operations() {
          "Splits a channel of candidate spikes into a channel for each neuron, and takes overlapping spikes apart", Make<CFindShapes>},
         {"CCompareSortings", sortMenu, "Co&mpare sortings...",
          "Scores sorted units against known spikes: recall, precision and F1 of each pair of channels", Make<CCompareSortings>},
+        {"CImportSorting", sortMenu, "&Import sorting...",
+         "Reads the clusters that a tool for manual curation has left in a folder, an event channel each", Make<CImportSorting>},
         {"CPatternRecognition", detectMenu, "Template Re&cognition...",
          "Makes an event of each place in a trace where the signal resembles a captured waveform", Make<CPatternRecognition>},
         {"CMultiTracePatternRecognition", detectMenu, "&Multi-Trace Template Recognition...",

@@ -180,6 +180,12 @@ void DiskFileSystem::Link(const std::filesystem::path& from, const std::filesyst
     if (::link(from.c_str(), as.c_str()) != 0) Fail("Couldn't give a second name", as, errno);
 }
 
+void DiskFileSystem::MakeFolder(const std::filesystem::path& path) {
+    std::error_code failed;
+    std::filesystem::create_directories(path, failed);
+    if (failed) Fail("Couldn't make the folder", path, failed.value());
+}
+
 void DiskFileSystem::Remove(const std::filesystem::path& path) {
     if (::unlink(path.c_str()) != 0) Fail("Couldn't remove", path, errno);
 }

@@ -84,6 +84,8 @@ class FileSystem {
     virtual std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) = 0;
     // The files in a folder, links and folders in it left out; none where it cannot be read.
     virtual std::vector<std::filesystem::path> List(const std::filesystem::path& folder) = 0;
+    // Makes a folder, with those above it, where there is none. Nothing where folders need not be made.
+    virtual void MakeFolder(const std::filesystem::path&) {}
     // Nothing when there is no such file.
     virtual std::optional<FileStamp> Stamp(const std::filesystem::path& path) = 0;
     // The file's read-only attribute: it exists and may not be written.

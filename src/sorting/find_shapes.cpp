@@ -10,6 +10,7 @@
 #include "host/user_numbers.h"
 #include "results/archive_output.h"
 #include "rhythms/event_group_dlg.h"
+#include "sorting/curation_files.h"
 
 namespace kymora {
 
@@ -21,7 +22,7 @@ constexpr int64_t manySpikes = 50000;
 constexpr const char* rangePastEndText =
     "The {} channels of the units do not fit behind event channel {}. Choose an earlier destination.";
 constexpr const char* oneFileText =
-    "The library and the set are files of one recording: sort several without saving them.";
+    "The library, the set and the folder are those of one recording: sort several without saving them.";
 constexpr const char* otherSetText =
     "The set of {} is of {} trace(s) at an interval of {:g} ms, and does not fit this recording.";
 
@@ -70,18 +71,22 @@ void CFindShapes::Serialize(CArchive& archive) {
     if (version < 2) return;
     Exchange(archive, m_dRefractory);
     Exchange(archive, m_nProposal);
+    Exchange(archive, m_strExportFolder);
 }
 
 std::string CFindShapes::SeveralFilesFault() const {
-    return m_strSaveLibrary.empty() && m_strSaveSet.empty() ? std::string() : oneFileText;
+    const bool savesNone = m_strSaveLibrary.empty() && m_strSaveSet.empty() && m_strExportFolder.empty();
+    return savesNone ? std::string() : oneFileText;
 }
 
 // The same events, without writing files again.
 std::vector<std::byte> CFindShapes::RerunSettings(const OperationJob& job) {
-    const std::string library = std::exchange(m_strSaveLibrary, {}), set = std::exchange(m_strSaveSet, {});
+    const std::string library = std::exchange(m_strSaveLibrary, {}), set = std::exchange(m_strSaveSet, {}),
+                      folder = std::exchange(m_strExportFolder, {});
     std::vector<std::byte> record = CEventBaseDlg::RerunSettings(job);
     m_strSaveLibrary = library;
     m_strSaveSet = set;
+    m_strExportFolder = folder;
     return record;
 }
 
@@ -230,6 +235,7 @@ bool CFindShapes::Write(OperationJob& job, UndoScope& undo) {
         AddUnits(done);
         if (!MayWrite(done)) return false;
     }
+    if (!MayExport()) return false;
     WriteFiles(done);
     if (isWhole) {
         GetHost().Log("Deleting events\n");
@@ -250,6 +256,12 @@ bool CFindShapes::Write(OperationJob& job, UndoScope& undo) {
     return true;
 }
 
+// Whether there is no earlier sorting in the folder, or it may go.
+bool CFindShapes::MayExport() {
+    return m_strExportFolder.empty() || !HoldsSorting(Document()->GetSession().files, m_strExportFolder) ||
+           GetHost().Confirm(fmt::format(overwriteFolderText, m_strExportFolder));
+}
+
 void CFindShapes::WriteFiles(const Job& job) {
     Session& session = Document()->GetSession();
     if (!m_strSaveLibrary.empty() && job.sorting.HasLibrary())
@@ -262,6 +274,10 @@ void CFindShapes::WriteFiles(const Job& job) {
                         {job.settings.reading, Document()->sampleInterval,
                          static_cast<int32_t>(Traces().size()), job.sorting.Clusters()},
                         m_strSaveSet);
+    if (!m_strExportFolder.empty() && !job.sorting.Clusters().empty())
+        WriteCurationFolder(session.files, m_strExportFolder,
+                            {job.sorting, job.units, m_bWriteUnassigned, job.settings.reading.traces,
+                             Document()->traceCount, Document()->GetEndTime()});
 }
 
 bool CFindShapes::FinishFound(CEventChan& chan, const EventJob&, size_t which) {

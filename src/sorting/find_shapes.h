@@ -28,6 +28,8 @@ inline constexpr const char* noEmptyChannelsText =
     "You do not have any empty event channels in which to store results.";
 inline constexpr const char* sourceInRangeText =
     "The source channel lies among the channels that the units are written to. OK to overwrite its events?";
+// Takes the folder.
+inline constexpr const char* overwriteFolderText = "{} holds a sorting already. OK to overwrite it?";
 
 // Of channelFlag: the channel holds what the sorter made.
 inline constexpr int32_t sortedChannelFlag = 1;
@@ -70,7 +72,7 @@ class CFindShapes : public CEventBaseDlg {
     bool m_bUnassignOutliers = false;
     std::string m_strUnassign;
     bool m_bWriteUnassigned = false;
-    std::string m_strSaveLibrary, m_strSaveSet, m_strLoadSet;
+    std::string m_strSaveLibrary, m_strSaveSet, m_strLoadSet, m_strExportFolder;
     int32_t m_nStopAfter = 0;    // SortStep
     double m_dRefractory = 2.0;  // ms
     int32_t m_nProposal = 1;     // the pair whose correlogram the graph shows, the most alike being 1
@@ -120,6 +122,7 @@ class CFindShapes : public CEventBaseDlg {
 
     bool MayWrite(const Job& job);
     void AddUnits(Job& job) const;
+    bool MayExport();
     void WriteFiles(const Job& job);
     void WriteLabels(const Job& job);
 

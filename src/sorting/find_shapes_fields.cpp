@@ -215,6 +215,9 @@ void CFindShapes::DescribeOutput(ParamList& list) {
         .Tip("Save the template mixture library to file.");
     list.Text("saveSet", "Save set", m_strSaveSet)
         .Tip("Save windows, thresholds, flags and templates to a kymr-cfg file");
+    list.Text("exportFolder", "Export folder", m_strExportFolder)
+        .Tip("Save the sorting as the text and NumPy files that tools for manual curation read, in this "
+             "folder; their clusters come back by Import sorting");
     list.Choice("stopAfter", "Stop after", m_nStopAfter, {"all", "read", "cluster", "templates"})
         .Tip("The last step that is done; only after all of them are channels written");
 }
