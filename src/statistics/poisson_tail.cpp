@@ -44,23 +44,40 @@ double MinusLogTerm(double count, double mean) {
     return Deviance(count, mean, LogOf) + StirlingError(count) + 0.5 * LogOf(twoPi * count);
 }
 
+// The term at `count` and all behind it, as so many of it.
+double TermsFrom(double count, double mean) {
+    double sum = 1.0, term = 1.0;
+    for (double k = count + 1.0; term > leastTerm * sum; ++k) {
+        term *= mean / k;
+        sum += term;
+    }
+    return sum;
+}
+
+// The term at `count` and all before it.
+double TermsUpTo(double count, double mean) {
+    double sum = 1.0, term = 1.0;
+    for (double k = count; k > 0.0 && term > leastTerm * sum; --k) {
+        term *= k / mean;
+        sum += term;
+    }
+    return sum;
+}
+
 }  // namespace
 
 double LogPoissonTail(int64_t count, double mean) {
     const auto c = static_cast<double>(count);
-    double sum = 1.0, term = 1.0;
-    if (mean <= c) {
-        for (double k = c + 1.0; term > leastTerm * sum; ++k) {
-            term *= mean / k;
-            sum += term;
-        }
-        return std::min(0.0, LogOf(sum) - MinusLogTerm(c, mean));
-    }
-    for (double k = c - 1.0; k > 0.0 && term > leastTerm * sum; --k) {
-        term *= k / mean;
-        sum += term;
-    }
-    return LogOf(1.0 - std::min(1.0, ExpOfMinus(MinusLogTerm(c - 1.0, mean)) * sum));
+    if (mean <= c) return std::min(0.0, LogOf(TermsFrom(c, mean)) - MinusLogTerm(c, mean));
+    const double below = ExpOfMinus(MinusLogTerm(c - 1.0, mean)) * TermsUpTo(c - 1.0, mean);
+    return LogOf(1.0 - std::min(1.0, below));
+}
+
+double LogPoissonHead(int64_t count, double mean) {
+    const auto c = static_cast<double>(count);
+    if (mean > c) return std::min(0.0, LogOf(TermsUpTo(c, mean)) - MinusLogTerm(c, mean));
+    const double above = ExpOfMinus(MinusLogTerm(c + 1.0, mean)) * TermsFrom(c + 1.0, mean);
+    return LogOf(1.0 - std::min(1.0, above));
 }
 
 double PoissonSurpriseBound(int64_t count, double mean) {

@@ -1,5 +1,5 @@
 #pragma once
-// The upper tail of the Poisson distribution as a logarithm, which neither underflows nor becomes infinite.
+// The tails of the Poisson distribution as logarithms, which neither underflow nor become infinite.
 // Natural logarithms; the same bits on every machine.
 
 #include <cstdint>
@@ -10,6 +10,9 @@ namespace kymora {
 // ("Fast and accurate computation of binomial probabilities", 2000), times the series of those behind it;
 // where the mean is above the count, the complement of the terms below.
 double LogPoissonTail(int64_t count, double mean);
+
+// ln P(X <= count) of a mean above 0, for a count from 0 on, in the same ways.
+double LogPoissonHead(int64_t count, double mean);
 
 // At least -LogPoissonTail, never more than 0.6 above it where the mean is below the count, and far
 // cheaper. Behind the term at `count` the tail is at least 2 c / (c - m + sqrt((c - m)^2 + 4 m)) times as
