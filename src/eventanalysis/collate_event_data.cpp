@@ -33,8 +33,8 @@ void Append(const CEventBlock& block, std::vector<float>& out, ValueOf valueOf) 
 
 void CollateTraceValues(CDataDoc& doc, EvParam param, const CEventBlock& block, std::vector<float>& out) {
     EventSampleReader reader(doc, block, {block.parentTrace});
-    Append(block, out, [&](const EventPlace& place) {
-        reader.Load(place.block, place.k);
+    Append(block, out, [&, event = size_t{0}](const EventPlace&) mutable {
+        reader.Load(event++);
         return EventTraceValues(reader.Samples(0), doc.sampleInterval).Value(param);
     });
 }

@@ -19,8 +19,8 @@ constexpr uint32_t analysisVersion = 1;
 void CEventAnalRgnBase::Serialize(CArchive& archive) {
     CBatchBaseDlg::Serialize(archive);
     ExchangeVersion(archive, analysisVersion, ClassName());
-    for (int32_t* number : {&m_nChannel1, &m_nChannel2, &m_nDestination, &m_nTrace})
-        Exchange(archive, *number);
+    for (int32_t* number : {&m_nChannel1, &m_nChannel2, &m_nDestination}) Exchange(archive, *number);
+    ExchangeTrace(archive);
     Exchange(archive, m_strLabel);
     Exchange(archive, m_strDescription);
     Exchange(archive, m_channels);

@@ -48,7 +48,7 @@ class EventListRows {
 
   private:
     void TakeEventCells(std::span<const EventListColumn> columns, const EventPlace& place);
-    void TakeTraceCells(const EventPlace& place);
+    void TakeTraceCells();
     void MeasurePartners(const EventPlace& place);
     ResultValue ValueOf(EventListColumn column, const EventPlace& place);
     double NumberOf(EventListColumn column, const EventPlace& place);
@@ -67,6 +67,7 @@ class EventListRows {
     std::vector<EventListColumn> before_, ofTrace_, behind_;  // the columns that are on
     std::vector<PlacedColumn> columns_;
     EventSampleReader reader_;
+    size_t event_ = 0;  // of those of the block
     PartnerEvents partner_;
     bool statsWanted_ = false;
     int statsCount_ = 0;
@@ -111,12 +112,14 @@ EventListRows::EventListRows(CDataDoc& doc, const CEventBlock& block, const Even
 
 template <typename Sink>
 bool EventListRows::Each(Sink sink) {
+    event_ = 0;
     return ForEachEvent(block_, [&](const EventPlace& place) {
         row_.clear();
         if (statsWanted_) MeasurePartners(place);
         TakeEventCells(before_, place);
-        if (!ofTrace_.empty()) TakeTraceCells(place);
+        if (!ofTrace_.empty()) TakeTraceCells();
         TakeEventCells(behind_, place);
+        ++event_;
         return sink(std::span<const ResultValue>(row_));
     });
 }
@@ -199,8 +202,8 @@ ResultValue EventListRows::ValueOf(EventListColumn column, const EventPlace& pla
     return InUnit(column, NumberOf(column, place));
 }
 
-void EventListRows::TakeTraceCells(const EventPlace& place) {
-    reader_.Load(place.block, place.k);
+void EventListRows::TakeTraceCells() {
+    reader_.Load(event_);
     size_t slot = 0;
     for (const int trace : traces_) {
         EventTraceValues values(trace < 0 ? EventSamples{} : reader_.Samples(slot++), doc_.sampleInterval);

@@ -22,13 +22,23 @@ struct EventSamples {
     }
 };
 
+// The samples of an event, held to the recording: from its onset to before `end`, which is not before it.
+struct EventSpan {
+    int64_t first = 0, end = 0;
+    int32_t onset = 0;
+};
+// Of all events of a filled block, in order.
+std::vector<EventSpan> SpansOfEvents(const CEventBlock& block, int64_t recordingLength);
+
 class EventSampleReader {
   public:
-    // The block must be filled and stay as it is.
-    EventSampleReader(CDataDoc& doc, const CEventBlock& block, std::vector<int> traces);
+    EventSampleReader(SampleReader& samples, std::vector<EventSpan> events, std::vector<int> traces);
+    // The block must be filled.
+    EventSampleReader(CDataDoc& doc, const CEventBlock& block, std::vector<int> traces)
+        : EventSampleReader(doc, SpansOfEvents(block, doc.GetLength()), std::move(traces)) {}
 
-    // Goes to event k of block b; events are asked for in order. Throws FileError.
-    void Load(int b, int k);
+    // Goes to an event; they are asked for in order. Throws FileError.
+    void Load(size_t event);
     // The samples of that event in the trace with this place in the list, until the next Load or call.
     EventSamples Samples(size_t slot);
 
@@ -37,19 +47,16 @@ class EventSampleReader {
         int64_t first = 0;
         int64_t end = 0;  // exclusive; not before first
     };
-    // The event's samples, held to the recording.
-    Span SpanOf(int b, int k) const;
-    Span PlanFrom(int b, int k) const;
+    Span PlanFrom(size_t event) const;
     void Read(Span span);
 
-    CDataDoc& doc_;
-    const CEventBlock& block_;
+    SampleReader& reader_;
+    std::vector<EventSpan> events_;
     std::vector<int> traces_;
     std::vector<std::vector<float>> values_;   // [slot] of the stretch that has been read
     std::vector<std::vector<uint8_t>> valid_;  // the same where the recording has gaps
     Span read_;
-    Span event_;
-    int64_t onset_ = 0;
+    EventSpan event_;
     std::vector<float> kept_;  // of an event with samples that do not count
     std::vector<int32_t> places_;
 };

@@ -130,6 +130,23 @@ void CEventBaseDlg::CheckChangeDoc(CDataDoc* doc) {
     CBatchBaseDlg::CheckChangeDoc(doc);
     if (doc && IsAttended() && Has(usesTrace))
         m_nTrace = std::clamp(m_nTrace, 0, std::max(0, doc->traceCount - 1));
+    if (doc && IsAttended() && ReadsParentTrace() && !m_isTraceChosen) (void)TakeParentTrace();
+}
+
+std::string CEventBaseDlg::TakeParentTrace() {
+    const CDataDoc& doc = *Document();
+    const int parent = doc.GetParentTrace(m_nChannel1);
+    if (parent < 0 || parent >= doc.traceCount) return fmt::format(unsetTraceText, ChannelName(m_nChannel1));
+    m_nTrace = parent;
+    return {};
+}
+
+void CEventBaseDlg::ExchangeTrace(CArchive& archive) {
+    int32_t trace = ReadsParentTrace() && !m_isTraceChosen ? -1 - m_nTrace : m_nTrace;
+    Exchange(archive, trace);
+    if (archive.IsStoring()) return;
+    m_isTraceChosen = trace >= 0;
+    m_nTrace = ReadsParentTrace() && trace < 0 ? -1 - trace : trace;
 }
 
 void CEventBaseDlg::SuggestSettings() {
@@ -168,7 +185,10 @@ void CEventBaseDlg::DescribeSource(ParamList& list) {
                            ? doc->traces[static_cast<size_t>(m_nTrace)].traceLabel
                            : std::string();
             })
-            .OnChange([this] { OnParentTraceChanged(); });
+            .OnChange([this] {
+                m_isTraceChosen = true;
+                OnParentTraceChanged();
+            });
 }
 
 void CEventBaseDlg::DescribeUserTimes(ParamList& list, const int32_t& mode, double& start, double& end) {
@@ -202,6 +222,8 @@ void CEventBaseDlg::DescribeDestination(ParamList& list) {
 std::string CEventBaseDlg::CheckSettings() {
     const CDataDoc* doc = Document();
     if (!doc) return {};
+    if (ReadsParentTrace() && ReadsTrace() && !IsAttended() && !m_isTraceChosen)
+        if (std::string fault = TakeParentTrace(); !fault.empty()) return fault;
     if (Has(usesTrace) && m_nTrace >= doc->traceCount) return noSuchTraceText;
     if (!Has(usesDestination)) return {};
     if (doc->eventChannels[static_cast<size_t>(m_nDestination)].channelLocked) return lockedChannelText;
@@ -222,6 +244,7 @@ void CEventBaseDlg::OnEventChanChanged(int channel) {
     m_strDescription = chan.channelComment;
     m_strLabel = chan.channelLabel;
     if (!FollowsParentTrace()) return;
+    m_isTraceChosen = false;
     const int32_t before = m_nTrace;
     m_nTrace = std::clamp(chan.parentTrace, 0, std::max(0, doc->traceCount - 1));
     if (m_nTrace != before) OnParentTraceChanged();

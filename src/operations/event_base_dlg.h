@@ -21,6 +21,8 @@ inline constexpr const char* emptyGateText = "There are no events in gate channe
 inline constexpr const char* channelIsSourceText =
     "The destination channel is a source channel. Choose another destination.";
 
+// Takes the name of the channel.
+inline constexpr const char* unsetTraceText = "Event channel {} has no parent trace. Set the trace.";
 inline constexpr const char* destinationMarksEpisodesText =
     "Event channel a marks the episodes of this recording. Choose another destination.";
 
@@ -111,6 +113,12 @@ class CEventBaseDlg : public CBatchBaseDlg {
     // The order of the multi-source list counts, and a record keeps it.
     virtual bool KeepsListOrder() const { return false; }
     virtual void OnParentTraceChanged() {}
+    // Unless the trace is set, it is the parent trace of channel 1, wherever the operation runs. A record of
+    // settings then holds -1 less the trace.
+    virtual bool ReadsParentTrace() const { return false; }
+    // A run as the settings stand reads the trace.
+    virtual bool ReadsTrace() const { return true; }
+    void ExchangeTrace(CArchive& archive);
     // Channel 1 moves the trace to its parent.
     virtual bool FollowsParentTrace() const { return (m_uses & usesTrace) != 0; }
 
@@ -158,8 +166,11 @@ class CEventBaseDlg : public CBatchBaseDlg {
 
   private:
     bool WriteFound(EventJob& job, UndoScope& undo);
+    // The trace that nobody has set; why there is none, or empty.
+    std::string TakeParentTrace();
 
     unsigned m_uses;
+    bool m_isTraceChosen = false;    // set by itself, and not by its channel
     std::optional<TimeSpan> m_seen;  // when the present run began
     bool m_isLookingAhead = false;
 };

@@ -9,6 +9,8 @@
 
 #include "archive/case_folding.h"
 #include "document/undo.h"
+#include "eventanalysis/event_samples.h"
+#include "eventanalysis/event_trace_values.h"
 #include "eventanalysis/event_values.h"
 #include "host/user_numbers.h"
 
@@ -68,12 +70,43 @@ std::vector<EvParam> ParseEvParams(std::string_view text) {
     return params;
 }
 
+bool CClusterCtrl::HasParameter(bool (*test)(EvParam)) const {
+    try {
+        return std::ranges::any_of(ParseEvParams(m_strParameters), test);
+    } catch (const std::invalid_argument&) {
+        return false;  // CheckSettings says why
+    }
+}
+
+bool CClusterCtrl::ReadsTrace() const { return HasParameter(NeedsSamples); }
+
 class CClusterCtrl::Job : public ClusterJob {
   public:
     std::unique_ptr<OutsideClusters> outside;
     std::vector<size_t> finite;  // the rows that the program has got
+    // What is read of the samples: the events in the trace, and which column is which parameter.
+    std::vector<EventSpan> spans;
+    int trace = 0;
+    double sampleInterval = 1.0;  // ms
+    std::vector<std::pair<size_t, EvParam>> ofTrace;
 
+    int64_t Samples() const override { return ClusterJob::Samples() + SamplesOfEvents(); }
+    // The values of the events that need samples.
+    void ReadRows(SampleReader& samples, ProgressSource& source) {
+        if (ofTrace.empty()) return;
+        ProgressScope progress(source, "Measuring events", static_cast<uint64_t>(SamplesOfEvents()),
+                               static_cast<uint64_t>(samplesAtOnce));
+        EventSampleReader reader(samples, spans, {trace});
+        for (size_t i = 0; i < spans.size(); ++i) {
+            reader.Load(i);
+            EventTraceValues values(reader.Samples(0), sampleInterval);
+            for (const auto& [column, param] : ofTrace)
+                rows[i * columns + column] = double{static_cast<float>(values.Value(param))};
+            progress.Step(static_cast<uint64_t>(spans[i].end - spans[i].first));
+        }
+    }
     void Compute(SampleReader& samples, JobContext& context) override {
+        if (!outside) ReadRows(samples, context);
         if (outside)
             TakeOutside(outside->Take(context));
         else
@@ -81,6 +114,11 @@ class CClusterCtrl::Job : public ClusterJob {
     }
 
   private:
+    int64_t SamplesOfEvents() const {
+        int64_t count = 0;
+        for (const EventSpan& span : spans) count += span.end - span.first;
+        return count;
+    }
     // The classes as the program has made them, each with the moments of its rows.
     void TakeOutside(const std::vector<int>& ids) {
         const auto count = static_cast<size_t>(*std::ranges::max_element(ids)) + 1;
@@ -152,18 +190,27 @@ std::vector<GraphAxis> CClusterCtrl::Columns() const {
     return axes;
 }
 
-void CClusterCtrl::TakeRows(ClusterJob& job) {
+// All values but those of samples, which the job reads.
+void CClusterCtrl::TakeRows(Job& job) {
+    CDataDoc& doc = *Document();
     const std::vector<EvParam> params = ParseEvParams(m_strParameters);
     job.columns = params.size();
     job.rows.resize(job.indices.size() * job.columns);
+    job.trace = m_nTrace;
+    job.sampleInterval = doc.sampleInterval;
     for (size_t c = 0; c < params.size(); ++c) {
+        if (NeedsSamples(params[c])) {
+            job.ofTrace.emplace_back(c, params[c]);
+            continue;
+        }
         std::vector<float> values;
-        CollateEventData(*Document(), params[c], Block(), values);
+        CollateEventData(doc, params[c], Block(), values);
         if (values.size() != job.indices.size())
             throw JobRefused(fmt::format(noTraceText, EvParamName(params[c])));
         for (size_t i = 0; i < values.size(); ++i)
             job.rows[i * job.columns + c] = static_cast<double>(values[i]);
     }
+    if (!job.ofTrace.empty()) job.spans = SpansOfEvents(Block(), doc.GetLength());
 }
 
 void CClusterCtrl::StartOutside(Job& job) {
@@ -188,7 +235,12 @@ std::unique_ptr<OperationJob> CClusterCtrl::MakeJob() {
     TakeEvents(*job);
     if (job->indices.empty()) throw JobRefused(noClustersText);
     TakeRows(*job);
-    if (m_bOutside) StartOutside(*job);
+    if (m_bOutside) {
+        // The program gets the values when it starts, before the user is asked to wait for it.
+        Here here(*this);
+        job->ReadRows(*Document(), here);
+        StartOutside(*job);
+    }
     return job;
 }
 
@@ -222,17 +274,8 @@ void CClusterCtrl::ChooseParameters() {
 
 void CClusterCtrl::Describe(ParamList& list) {
     DescribeSource(list);
-    const auto needs = [this](bool (*test)(EvParam)) {
-        return [this, test] {
-            try {
-                return std::ranges::any_of(ParseEvParams(m_strParameters), test);
-            } catch (const std::invalid_argument&) {
-                return false;
-            }
-        };
-    };
-    list.Find("channel2")->EnabledIf(needs(NeedsTwoChannels));
-    list.Find("trace")->EnabledIf(needs(NeedsSamples));
+    list.Find("channel2")->EnabledIf([this] { return HasParameter(NeedsTwoChannels); });
+    list.Find("trace")->EnabledIf([this] { return ReadsTrace(); });
     list.Group("Parameters");
     list.Text("parameters", "Parameters", m_strParameters)
         .Tip("By which the events are clustered: names of event parameters, or their positions in the list, "

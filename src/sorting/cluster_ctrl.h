@@ -26,6 +26,8 @@ class CClusterCtrl : public CClusteredEventsDlg {
 
   protected:
     void Describe(ParamList& list) override;
+    bool ReadsParentTrace() const override { return true; }
+    bool ReadsTrace() const override;
     std::string CheckSettings() override;
     std::unique_ptr<OperationJob> MakeJob() override;
     bool Write(OperationJob& job, UndoScope& undo) override;
@@ -33,8 +35,9 @@ class CClusterCtrl : public CClusteredEventsDlg {
 
   private:
     class Job;
+    bool HasParameter(bool (*test)(EvParam)) const;
     void ChooseParameters();
-    void TakeRows(ClusterJob& job);
+    void TakeRows(Job& job);
     void StartOutside(Job& job);
 };
 

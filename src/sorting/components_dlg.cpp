@@ -271,7 +271,7 @@ void CComponentsDlg::DescribeComponents(ParamList& list) {
 }
 
 void CComponentsDlg::ExchangeEvents(CArchive& archive) {
-    Exchange(archive, m_nTrace);
+    ExchangeTrace(archive);
     Exchange(archive, m_nFirstEvent);
     Exchange(archive, m_nEventCount);
     Exchange(archive, m_dWindowStart);

@@ -52,6 +52,7 @@ class CComponentsDlg : public CEventBaseDlg {
     void DescribeEvents(ParamList& list);
     void DescribeComponents(ParamList& list);
     void ExchangeEvents(CArchive& archive);
+    bool ReadsParentTrace() const override { return true; }
     std::string CheckSettings() override;
     void ForgetFound() override { m_found.reset(); }
     std::unique_ptr<OperationJob> MakeJob() override;

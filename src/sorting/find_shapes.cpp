@@ -41,7 +41,7 @@ CFindShapes::CFindShapes()
 void CFindShapes::Serialize(CArchive& archive) {
     CEventBaseDlg::Serialize(archive);
     const uint32_t version = ExchangeVersion(archive, findShapesVersion, ClassName());
-    Exchange(archive, m_nTrace);
+    ExchangeTrace(archive);
     Exchange(archive, m_traces);
     Exchange(archive, m_dWindowStart);
     Exchange(archive, m_dWindowEnd);

@@ -80,6 +80,8 @@ class CFindShapes : public CEventBaseDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+    bool ReadsParentTrace() const override { return true; }
+    bool ReadsTrace() const override { return m_traces.empty(); }
     // The source may lie among the channels that are written; that is asked when their number is known.
     bool MayWriteSource() const override { return true; }
     void ForgetFound() override { m_done.reset(); }

@@ -207,6 +207,28 @@ TEST_F(FindShapesTest, UnitsAreMeasured) {
     EXPECT_EQ(graph.Find("merges")->layers[0].y.size(), 100u);
 }
 
+TEST_F(FindShapesTest, TheTraceIsTheParentUnlessItIsSet) {
+    std::vector<float> own(60000);
+    doc->ReadBlock(0, 0, own);
+    doc = MemoryDoc::Make(session, {std::vector<float>(own.size(), 1.0f), own}, 0.05);
+    for (const int at : truth_[0]) Chan(candidates).AddEvent(at, at + 4);
+    const auto run = [&](Settings settings) {
+        RunMessages messages;
+        CFindShapes sorter;
+        sorter.SendMessagesTo(&messages);
+        settings.emplace_back("stopAfter", "cluster");
+        Run(sorter, With(settings));
+        return messages.empty() ? Rows(sorter, "templates").empty() ? "none" : "found" : messages[0].text;
+    };
+    Chan(candidates).parentTrace = 1;
+    EXPECT_EQ(run({}), "found");
+    EXPECT_NE(run({{"trace", "1"}}), "found");
+    Chan(candidates).parentTrace = -1;
+    EXPECT_EQ(run({}), "Event channel a has no parent trace. Set the trace.");
+    EXPECT_EQ(run({{"trace", "2"}}), "found");
+    EXPECT_EQ(run({{"traces", "2"}}), "found");
+}
+
 TEST_F(FindShapesTest, TemplatesAreKeptForOtherRecordings) {
     CFindShapes sorter;
     ASSERT_EQ(Run(sorter, With({{"saveSet", "units.kymr-cfg"}, {"saveLibrary", "library.txt"}})), "");
