@@ -228,6 +228,7 @@ class CBatchBaseDlg {
             return operation_.GetHost().StartProgress(label, total);
         }
         void Warn(std::string_view words) override { operation_.Warn(words); }
+        void Log(std::string_view words) override { operation_.GetHost().Log(words); }
 
       private:
         CBatchBaseDlg& operation_;

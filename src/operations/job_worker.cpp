@@ -52,6 +52,10 @@ class JobWorker::Context : public JobContext {
         const std::lock_guard lock(worker_.mutex_);
         worker_.warnings_.emplace_back(words);
     }
+    void Log(std::string_view words) override {
+        const std::lock_guard lock(worker_.mutex_);
+        worker_.log_.emplace_back(words);
+    }
 
   private:
     class Bar : public Progress {
@@ -134,6 +138,7 @@ void JobWorker::Take(JobContext& context) {
     if (!basis_.Holds(doc_)) throw JobRefused(changedMeanwhileText);
     if (isUnreadable_) return job_.Compute(doc_, context);
     if (!IsFileOfDocument(doc_)) throw JobRefused(changedMeanwhileText);
+    for (const std::string& words : log_) context.Log(words);
     for (const std::string& words : warnings_) context.Warn(words);
     if (failure_) std::rethrow_exception(failure_);
 }

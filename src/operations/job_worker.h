@@ -81,7 +81,7 @@ class JobWorker {
 
     mutable std::mutex mutex_;  // guards what follows
     State state_;
-    std::vector<std::string> warnings_;
+    std::vector<std::string> warnings_, log_;
 
     std::thread thread_;
 };

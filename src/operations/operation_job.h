@@ -29,6 +29,8 @@ class JobContext : public ProgressSource {
   public:
     // A word to the user on the way; the job goes on.
     virtual void Warn(std::string_view words) = 0;
+    // Lines for the log, which nobody has to see.
+    virtual void Log(std::string_view) {}
 };
 
 // Nobody hears what a job has to say.

@@ -65,9 +65,19 @@ GaussianClusters RunClusters(std::span<const double> rows, size_t columns, const
     return found;
 }
 
+std::string ClusterLog(const GaussianClusters& clusters) {
+    std::string log;
+    for (const int id : clusters.notSymmetric)
+        log += fmt::format("warning, nonnonsymetric covariance for class {}\n", id);
+    for (const int id : clusters.notPositive)
+        log += fmt::format("Warning: nonpositive eigenvalues for class {}\n", id);
+    if (clusters.state == GaussianClusters::State::singular) log += singularText;
+    return log;
+}
+
 void CheckClusters(const GaussianClusters& clusters, const ClusterSettings& settings, Host& host) {
     using State = GaussianClusters::State;
-    if (clusters.state == State::singular) host.Log(singularText);
+    if (const std::string log = ClusterLog(clusters); !log.empty()) host.Log(log);
     if (clusters.state != State::found || (clusters.classes.size() < 2 && settings.desired != 1))
         throw JobRefused(noClustersText);
 }

@@ -36,6 +36,8 @@ struct ClusterSettings {
 // of the answer. Throws Cancelled.
 GaussianClusters RunClusters(std::span<const double> rows, size_t columns, const ClusterSettings& settings,
                              JobContext& context);
+// What the log says of clusters: nothing of those that were found without a fault.
+std::string ClusterLog(const GaussianClusters& clusters);
 // The same, as every user of it tells of it. One class alone is none unless it was wished for: throws
 // JobRefused then, and where there is no result.
 void CheckClusters(const GaussianClusters& clusters, const ClusterSettings& settings, Host& host);

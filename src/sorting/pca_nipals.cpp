@@ -29,14 +29,13 @@ CComponentsDlg::Method CPCANipals::MakeMethod() const {
                                                  std::string& log) {
         const auto poll = [&](size_t, int pass, double change) {
             rowsDone(1.0);
-            log += fmt::format("iter = {}, sum = {:f}\n", pass, change);
+            log += NipalsPassText(pass, change);
             return pass <= passesWithoutAsking || change <= tolerance;
         };
         auto found =
             FindComponentsByNipals(rows.values, rows.columns,
                                    {std::min(components, rows.Count()), centring, tolerance}, poll, rowsDone);
-        for (size_t c = 0; found && c < found->components; ++c)
-            log += fmt::format("did {} iterations for PC {}\n", found->passes[c], c);
+        if (found) log += NipalsPassesText(*found);
         return found;
     };
 }

@@ -1,5 +1,7 @@
 #include "sorting/principal_components.h"
 
+#include <fmt/format.h>
+
 #include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
@@ -318,6 +320,17 @@ PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size
             result.weights[r * result.components + c] = Dot(row, result.Loading(c));
     }
     return result;
+}
+
+std::string NipalsPassText(int pass, double change) {
+    return fmt::format("iter = {}, sum = {:f}\n", pass, change);
+}
+
+std::string NipalsPassesText(const PrincipalComponents& found) {
+    std::string text;
+    for (size_t c = 0; c < found.components; ++c)
+        text += fmt::format("did {} iterations for PC {}\n", found.passes[c], c);
+    return text;
 }
 
 }  // namespace kymora

@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace kymora {
@@ -66,5 +67,9 @@ std::optional<PrincipalComponents> FindComponentsByNipals(std::span<const float>
 // and weights of components without variance are then 0.
 PrincipalComponents FindComponentsByCovariance(std::span<const float> rows, size_t columns, size_t components,
                                                const RowsDone& rowsDone = {});
+
+// The lines for the log: of each pass, and of the passes that each component took.
+std::string NipalsPassText(int pass, double change);
+std::string NipalsPassesText(const PrincipalComponents& found);
 
 }  // namespace kymora

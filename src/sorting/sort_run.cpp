@@ -68,9 +68,11 @@ void MakeTemplates(SpikeSorting& sorting, const SortSettings& settings, Progress
 }
 
 void FindClusters(SpikeSorting& sorting, const SortSettings& settings, JobContext& context) {
-    sorting.FindComponents(settings.components, context);
-    if (sorting.FindClusters(settings.desiredClusters, context) != GaussianClusters::State::found)
-        throw JobRefused(noClustersText);
+    std::string log;
+    sorting.FindComponents(settings.components, context, &log);
+    const auto state = sorting.FindClusters(settings.desiredClusters, context, &log);
+    context.Log(log);
+    if (state != GaussianClusters::State::found) throw JobRefused(noClustersText);
     if (const int started = sorting.StartedWithFewer(); started > 0)
         context.Warn(fmt::format(fewForStartText, ClusterOptions().initial, started));
 }

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "numerics/rounding.h"
+#include "sorting/cluster_run.h"
 #include "sorting/firing_trend.h"
 #include "sorting/principal_components.h"
 
@@ -76,7 +77,7 @@ void SpikeSorting::ForgetFits() {
 
 // --- components and clusters ---
 
-void SpikeSorting::FindComponents(WaveSegment segment, ProgressSource& progress) {
+void SpikeSorting::FindComponents(WaveSegment segment, ProgressSource& progress, std::string* log) {
     const WaveShape& shape = waves_->shape;
     std::vector<float> rows;
     for (size_t i = 0; i < waves_->Count(); ++i) {
@@ -92,11 +93,13 @@ void SpikeSorting::FindComponents(WaveSegment segment, ProgressSource& progress)
     }
     const size_t columns = static_cast<size_t>(segment.count) * static_cast<size_t>(shape.traces);
     ProgressScope scope(progress, "Calculating PCs", componentOptions.components);
-    const auto found =
-        FindComponentsByNipals(rows, columns, componentOptions, [&](size_t component, int, double) {
-            scope.At(component);
-            return true;
-        });
+    const auto found = FindComponentsByNipals(rows, columns, componentOptions,
+                                              [&](size_t component, int pass, double change) {
+                                                  scope.At(component);
+                                                  if (log) *log += NipalsPassText(pass, change);
+                                                  return true;
+                                              });
+    if (log) *log += NipalsPassesText(*found);
     const float none = std::numeric_limits<float>::quiet_NaN();
     ForgetClusters();
     weights_.assign(waves_->Count(), {none, none, none});
@@ -107,7 +110,7 @@ void SpikeSorting::FindComponents(WaveSegment segment, ProgressSource& progress)
     }
 }
 
-GaussianClusters::State SpikeSorting::FindClusters(int desired, ProgressSource& progress) {
+GaussianClusters::State SpikeSorting::FindClusters(int desired, ProgressSource& progress, std::string* log) {
     std::vector<double> rows;
     for (size_t i = 0; i < weights_.size(); ++i)
         if (waves_->isUsed[i]) rows.insert(rows.end(), weights_[i].begin(), weights_[i].end());
@@ -119,6 +122,7 @@ GaussianClusters::State SpikeSorting::FindClusters(int desired, ProgressSource& 
         scope.At(static_cast<uint64_t>(std::max(0, options.initial - classes)));
         return true;
     });
+    if (log) *log += ClusterLog(found);
     if (found.state != GaussianClusters::State::found) return found.state;
 
     std::vector<size_t> counts(found.classes.size());

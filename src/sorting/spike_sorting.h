@@ -79,13 +79,13 @@ class SpikeSorting {
 
     // --- components and clusters ---
     // Of the segment of the display window, by NIPALS, each trace in units of its noise relative to that of
-    // the first. Throws Cancelled.
-    void FindComponents(WaveSegment segment, ProgressSource& progress);
+    // the first. Lines about it are appended to the log. Throws Cancelled.
+    void FindComponents(WaveSegment segment, ProgressSource& progress, std::string* log = nullptr);
     // Three of each spike; not-a-numbers for those that are not used.
     const std::vector<std::array<float, 3>>& Weights() const { return weights_; }
     // Clusters of the weights, numbered from 1 by falling number of spikes. Where none are found, all is as
     // it was. Throws Cancelled.
-    GaussianClusters::State FindClusters(int desired, ProgressSource& progress);
+    GaussianClusters::State FindClusters(int desired, ProgressSource& progress, std::string* log = nullptr);
     // The number of clusters that the search began with, where there are too few spikes for the usual one;
     // else 0.
     int StartedWithFewer() const { return startedWithFewer_; }

@@ -12,6 +12,8 @@ namespace kymora {
 namespace {
 
 constexpr size_t blockRows = 128;
+constexpr size_t lanes = 4;
+static_assert(blockRows % lanes == 0);
 constexpr size_t rowsBetweenPolls = 256 * blockRows;
 
 // A class with what its densities need and what a pass over the rows sums up for it.
@@ -118,8 +120,12 @@ class ClusterSearch {
         result.reducedInitial = first != options_.initial;
         result.started = first;
         result.state = State::singular;
-        if (!Seed(static_cast<size_t>(first))) return result;
+        if (!Seed(static_cast<size_t>(first))) {
+            TellFaults(result);
+            return result;
+        }
         result.state = Search(static_cast<size_t>(std::max(1, options_.desired)), result);
+        if (result.state == State::singular) TellFaults(result);
         if (result.state == State::found) Finish(result);
         return result;
     }
@@ -216,7 +222,27 @@ class ClusterSearch {
                            [this](WorkingClass& one) { return Prepare(one); });
     }
 
+    bool IsSymmetric(const GaussianClass& one) const {
+        for (size_t i = 0; i < size_; ++i)
+            for (size_t j = 0; j <= i; ++j)
+                if (!(one.covariance[i * size_ + j] == one.covariance[j * size_ + i])) return false;
+        return true;
+    }
+
+    void TellFaults(GaussianClusters& result) {
+        for (size_t k = 0; k < classes_.size(); ++k)
+            if (!Prepare(classes_[k]))
+                (IsSymmetric(classes_[k].shape) ? result.notPositive : result.notSymmetric)
+                    .push_back(static_cast<int>(k) + 1);
+    }
+
     using Block = std::array<double, blockRows>;
+    // The rows of a block that belong to a class by more than nothing, and their posteriors.
+    struct Members {
+        size_t count = 0;
+        std::array<uint32_t, blockRows> rows;
+        Block shares;
+    };
 
     // Log-density plus log-weight of a class at rows of a block.
     void LogDensities(const WorkingClass& one, size_t first, size_t count, Block& logs) const {
@@ -314,21 +340,30 @@ class ClusterSearch {
 
     void AddMembers(WorkingClass& one, size_t first, size_t count, const Block& shares,
                     const Block& factors) {
-        std::array<uint32_t, blockRows> members;
-        size_t found = 0;
+        Members members;
         for (size_t row = 0; row < count; ++row) {
-            members[found] = static_cast<uint32_t>(row);
-            found += shares[row] > 0.0 ? 1 : 0;
+            members.rows[members.count] = static_cast<uint32_t>(first + row);
+            members.shares[members.count] = shares[row] * factors[row];
+            members.count += shares[row] > 0.0 ? 1 : 0;
         }
-        if (found == 0) return;
+        if (members.count == 0) return;
+        switch (options_.full ? size_ : 0) {
+        case 1:
+            return AddMembersOf<1>(one, members);
+        case 2:
+            return AddMembersOf<2>(one, members);
+        case 3:
+            return AddMembersOf<3>(one, members);
+        default:
+            break;
+        }
         std::vector<double>& deviation = deviation_;
         deviation.resize(size_);
-        for (size_t i = 0; i < found; ++i) {
-            const size_t row = members[i];
-            const double share = shares[row] * factors[row];
+        for (size_t i = 0; i < members.count; ++i) {
+            const double share = members.shares[i];
             one.members += share;
             for (size_t a = 0; a < size_; ++a) {
-                deviation[a] = table_.Column(a)[first + row] - one.shape.mean[a];
+                deviation[a] = table_.Column(a)[members.rows[i]] - one.shape.mean[a];
                 const double part = share * deviation[a];
                 one.deviations[a] += part;
                 if (!options_.full) {
@@ -337,6 +372,41 @@ class ClusterSearch {
                 }
                 for (size_t b = 0; b <= a; ++b) one.products[a * size_ + b] += part * deviation[b];
             }
+        }
+    }
+
+    // The same for a few columns, in lanes that are added up at the end.
+    template <size_t columns>
+    void AddMembersOf(WorkingClass& one, Members& members) const {
+        using Lane = std::array<double, lanes>;
+        Lane sums{};
+        std::array<Lane, columns> firsts{};
+        std::array<Lane, columns * columns> seconds{};
+        while (members.count % lanes != 0) {
+            members.rows[members.count] = members.rows[0];
+            members.shares[members.count++] = 0.0;
+        }
+        std::array<const double*, columns> from;
+        for (size_t a = 0; a < columns; ++a) from[a] = table_.Column(a);
+        for (size_t i = 0; i < members.count; i += lanes) {
+            std::array<Lane, columns> away, parts;
+            for (size_t a = 0; a < columns; ++a)
+                for (size_t l = 0; l < lanes; ++l) {
+                    away[a][l] = from[a][members.rows[i + l]] - one.shape.mean[a];
+                    parts[a][l] = members.shares[i + l] * away[a][l];
+                    firsts[a][l] += parts[a][l];
+                }
+            for (size_t l = 0; l < lanes; ++l) sums[l] += members.shares[i + l];
+            for (size_t a = 0; a < columns; ++a)
+                for (size_t b = 0; b <= a; ++b)
+                    for (size_t l = 0; l < lanes; ++l)
+                        seconds[a * columns + b][l] += parts[a][l] * away[b][l];
+        }
+        const auto total = [](const Lane& lane) { return std::accumulate(lane.begin(), lane.end(), 0.0); };
+        one.members += total(sums);
+        for (size_t a = 0; a < columns; ++a) {
+            one.deviations[a] += total(firsts[a]);
+            for (size_t b = 0; b <= a; ++b) one.products[a * columns + b] += total(seconds[a * columns + b]);
         }
     }
 

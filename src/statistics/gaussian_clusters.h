@@ -59,6 +59,10 @@ struct GaussianClusters {
     std::vector<size_t> leftOut;
     double logLikelihood = 0.0;
     double criterion = 0.0;
+    // The classes, counted from 1, whose covariance has no inverse, where that has ended the search: one that
+    // is not its own mirror image holds not-a-numbers, as of values that are too large to be squared; another
+    // has an eigenvalue that is not positive.
+    std::vector<int> notSymmetric, notPositive;
 };
 
 // Asked in every step, and within one over many rows, with the number of classes at work; false ends the

@@ -268,7 +268,14 @@ TEST(GaussianClusters, OddDataUpsetNothing) {
             ExpectWhole(found, row.values.size() / row.columns);
         else
             EXPECT_TRUE(found.classes.empty() && found.ids.empty());
+        const bool isTold = !found.notPositive.empty() || !found.notSymmetric.empty();
+        EXPECT_EQ(isTold, row.state == State::singular);
     }
+    // Squares that are infinite leave not-a-numbers in the covariance.
+    const std::vector<double> huge{1e200, 2e200, -1e200, 3e200, 2e200, 1e200, -3e200, 5e200};
+    const GaussianClusters faulty = FindGaussianClusters(huge, 2, {1});
+    EXPECT_EQ(faulty.state, State::singular);
+    EXPECT_EQ(faulty.notSymmetric.size() + faulty.notPositive.size(), 1u);
     std::set<int> counts;
     const GaussianClusters cancelled = FindGaussianClusters(flat, 2, {}, [&counts](int classes) {
         counts.insert(classes);
