@@ -8,6 +8,7 @@ import math
 import os
 import shutil
 import struct
+import subprocess
 import sys
 import tempfile
 
@@ -292,6 +293,21 @@ def sorting(program, demo, out):
         both = dict(window_of_spike, traces="1-2", destination="h", desiredClusters=0)
         operation_picture(window, f"{out}/ntrode.png", "n-trode-pca", set=both, run=True)
         window.ask(quit=True, discard=True)
+        unit_picture(program, f"{demo}/demo_spikes.kymr-dat", folder, f"{out}/unit-quality.png")
+
+
+def unit_picture(program, demo, folder, path):
+    def run(operation, *rest, **settings):
+        pairs = [part for key, value in settings.items() for part in ("--set", f"{key}={value}")]
+        subprocess.run([program, "run", operation, *pairs, "--quiet", *rest], check=True, stdout=subprocess.DEVNULL)
+
+    filtered = f"{folder}/band.kymr-dat"
+    run("CClassicFilter", demo, "-o", filtered, traces="1-2", addMode=0, bandType=2, lowerCut=300, upperCut=3000,
+        order=3, passes=2)
+    run("CSpikeDetectThresh", filtered, "--in-place", trace=1, source=2, multiplier=4.5, displayDuration=60000,
+        destination="f")
+    run("CFindShapes", filtered, "-o", path, "--width", "1100", "--height", "800", channel1="f", polarity=2,
+        frequencyMultiplier=2, minimumClusterShare=10, stopAfter=3)
 
 
 def main():
