@@ -81,6 +81,7 @@ struct GraphPane {
     // The flag that has the limits follow the values: set when all is to be shown again, and taken away when
     // the user sets the limits.
     std::string autoParameter;
+    bool takesOutlines = false;  // dragging round points tells which ones are meant
 
     bool IsRose() const;
     bool operator==(const GraphPane&) const = default;

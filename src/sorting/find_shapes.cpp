@@ -72,6 +72,8 @@ void CFindShapes::Serialize(CArchive& archive) {
     Exchange(archive, m_dRefractory);
     Exchange(archive, m_nProposal);
     Exchange(archive, m_strExportFolder);
+    for (std::string* list : {&m_strEdits, &m_strAnalysisWindows, &m_strAssign}) Exchange(archive, *list);
+    Exchange(archive, m_bAutoAssign);
 }
 
 std::string CFindShapes::SeveralFilesFault() const {
@@ -119,51 +121,69 @@ struct CFindShapes::Job : EventJob {
     SortRun run;
     std::vector<UnitQuality> units;
     std::vector<MergeProposal> merges;
+    bool isMade = false;  // the sorting is there
 
     int64_t Samples() const override {
-        return static_cast<int64_t>(source.onsets.size()) * settings.reading.length;
+        return isMade ? 0 : static_cast<int64_t>(source.onsets.size()) * settings.reading.length;
     }
     void Compute(SampleReader& samples, JobContext& context) override {
-        run = RunSorting(sorting, samples, source, settings, context);
+        if (!isMade) run = RunSorting(sorting, samples, source, settings, context);
         const double near = settings.assign.mergeWithinMs;
         units = MeasureUnits(sorting, near, refractory, context);
         merges = ProposeMerges(sorting, near, refractory, context);
     }
 };
 
-std::unique_ptr<OperationJob> CFindShapes::MakeJob() {
+CFindShapes::Task CFindShapes::MakeTask() const {
     const CDataDoc& doc = *Document();
-    const CEventChan& chan = doc.eventChannels[static_cast<size_t>(m_nChannel1)];
+    Task task;
+    task.settings = Sorting();
+    task.source.sampleInterval = doc.sampleInterval;
+    for (const int trace : Traces()) task.source.stretches.push_back(UnbrokenStretches(doc, trace));
+    for (const CEventKM& event : doc.eventChannels[static_cast<size_t>(m_nChannel1)].Events()) {
+        if (m_nSpikesToProcess >= 0 && std::ssize(task.source.onsets) >= m_nSpikesToProcess) break;
+        task.source.onsets.push_back(event.onPosition);
+        task.source.offsets.push_back(event.offPosition);
+    }
+    if (task.source.onsets.empty()) throw JobRefused(noSourceEventsText);
+    if (m_strLoadSet.empty()) return task;
+    try {
+        task.settings.set = ReadSortingSet(doc.GetSession(), m_strLoadSet);
+    } catch (const ArchiveError& fault) {
+        throw JobRefused(fault.what());
+    }
+    const SortingSet& set = *task.settings.set;
+    if (set.traces != std::ssize(Traces()) || set.sampleInterval != doc.sampleInterval)
+        throw JobRefused(fmt::format(otherSetText, m_strLoadSet, set.traces, set.sampleInterval));
+    task.settings.reading = set.reading;
+    task.settings.reading.traces = Traces();
+    return task;
+}
+
+// False where the user does not want so many.
+bool CFindShapes::AsksForMany(size_t spikes) {
+    const auto count = static_cast<int64_t>(spikes);
+    if (count < fewSpikes) Tell(fewSpikesText);
+    return count < manySpikes || !IsAttended() || GetHost().Confirm(fmt::format(manySpikesText, count));
+}
+
+std::unique_ptr<OperationJob> CFindShapes::MakeJob() {
+    const auto made = std::exchange(m_byHand, std::nullopt);
     auto job = std::make_unique<Job>();
+    Task task = MakeTask();
     job->title = Title();
     job->seen = SeenTimes();
-    job->region = {0, static_cast<int32_t>(doc.GetLength())};
+    job->region = {0, static_cast<int32_t>(Document()->GetLength())};
     job->reads.push_back(m_nChannel1);
-    job->settings = Sorting();
     job->refractory = m_dRefractory;
-    job->source.sampleInterval = doc.sampleInterval;
-    for (const int trace : Traces()) job->source.stretches.push_back(UnbrokenStretches(doc, trace));
-    for (const CEventKM& event : chan.Events()) {
-        if (m_nSpikesToProcess >= 0 && std::ssize(job->source.onsets) >= m_nSpikesToProcess) break;
-        job->source.onsets.push_back(event.onPosition);
-        job->source.offsets.push_back(event.offPosition);
-    }
-    const int64_t count = std::ssize(job->source.onsets);
-    if (count == 0) throw JobRefused(noSourceEventsText);
-    if (count < fewSpikes) Tell(fewSpikesText);
-    if (count >= manySpikes && IsAttended() && !GetHost().Confirm(fmt::format(manySpikesText, count)))
+    job->source = std::move(task.source);
+    job->settings = std::move(task.settings);
+    if (made) {
+        job->sorting = made->first;
+        job->run.outliers = made->second;
+        job->isMade = true;
+    } else if (!AsksForMany(job->source.onsets.size())) {
         return nullptr;
-    if (!m_strLoadSet.empty()) {
-        try {
-            job->settings.set = ReadSortingSet(doc.GetSession(), m_strLoadSet);
-        } catch (const ArchiveError& fault) {
-            throw JobRefused(fault.what());
-        }
-        const SortingSet& set = *job->settings.set;
-        if (set.traces != std::ssize(Traces()) || set.sampleInterval != doc.sampleInterval)
-            throw JobRefused(fmt::format(otherSetText, m_strLoadSet, set.traces, set.sampleInterval));
-        job->settings.reading = set.reading;
-        job->settings.reading.traces = Traces();
     }
     return job;
 }

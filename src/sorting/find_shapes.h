@@ -63,14 +63,16 @@ class CFindShapes : public CEventBaseDlg {
     double m_dAnalysisStart = 0.0, m_dAnalysisEnd = 0.0;  // the same
     float m_fErrThresh = 0.0f;
     std::string m_strErrThresholds, m_strIgnore, m_strMixed, m_strMerge;
-    double m_dMinimumClusterShare = 0.0;  // percent
+    std::string m_strEdits, m_strAnalysisWindows;  // sort_lists.h
+    double m_dMinimumClusterShare = 0.0;           // percent
     int32_t m_nMaxComponents = 2;
     double m_dMultiplier;
     double m_dMergeWithin = 0.3;  // ms
     bool m_bAutoAssignFrequency = false;
     double m_dConfidence = 3.0;  // MADs
+    bool m_bAutoAssign = true;
     bool m_bUnassignOutliers = false;
-    std::string m_strUnassign;
+    std::string m_strUnassign, m_strAssign;
     bool m_bWriteUnassigned = false;
     std::string m_strSaveLibrary, m_strSaveSet, m_strLoadSet, m_strExportFolder;
     int32_t m_nStopAfter = 0;    // SortStep
@@ -91,9 +93,6 @@ class CFindShapes : public CEventBaseDlg {
     bool FinishFound(CEventChan& chan, const EventJob& job, size_t which) override;
     std::vector<std::byte> RerunSettings(const OperationJob& job) override;
 
-  private:
-    struct Job;
-
     // The settings; find_shapes_fields.cpp.
     void DescribeReading(ParamList& list);
     void DescribeClusters(ParamList& list);
@@ -108,6 +107,19 @@ class CFindShapes : public CEventBaseDlg {
     // Throws JobRefused for lists that are none.
     SortSettings Sorting() const;
     std::string WindowFault() const;
+    // What is sorted, as the settings say: the set is read. Asks nothing. Throws JobRefused.
+    struct Task {
+        SpikeSource source;
+        SortSettings settings;
+    };
+    Task MakeTask() const;
+    // The next run writes this sorting, which its settings would make, instead of making it.
+    void UseSorting(SpikeSorting sorting, int64_t outliers) { m_byHand = {std::move(sorting), outliers}; }
+    bool AsksForMany(size_t spikes);
+    std::string TraceUnits(int trace) const;
+
+  private:
+    struct Job;
 
     // What it shows; find_shapes_results.cpp.
     Result SortingResult() const;
@@ -116,7 +128,6 @@ class CFindShapes : public CEventBaseDlg {
     Result LibraryResult() const;
     Result SpikeResult() const;
     Result SimilarityResult() const;
-    std::string TraceUnits(int trace) const;
     double TimeOfPlace(int64_t place) const;
     GraphPane TemplatePane() const;
     GraphPane ErrorPane() const;
@@ -136,6 +147,7 @@ class CFindShapes : public CEventBaseDlg {
         std::vector<MergeProposal> merges;
     };
     std::optional<Done> m_done;  // by the last run
+    std::optional<std::pair<SpikeSorting, int64_t>> m_byHand;
 };
 
 }  // namespace kymora

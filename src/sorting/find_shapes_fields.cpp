@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
 
 #include "host/user_numbers.h"
@@ -22,54 +21,6 @@ constexpr const char* shortSpikeWindowText = "The display window holds fewer tha
 constexpr const char* longWindowText =
     "The display window holds more than 1,048,576 values: make it shorter.";
 constexpr const char* outsideText = "The {} window does not lie within the display window.";
-constexpr const char* listFaultText = "\"{}\" is no list of {}.";
-
-// The words of a list, which blanks and commas part.
-std::vector<std::string_view> Words(std::string_view text, std::string_view separators = " ,\t") {
-    std::vector<std::string_view> words;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find_first_of(separators), text.size());
-        if (end > 0) words.push_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return words;
-}
-
-std::vector<int32_t> NumberList(std::string_view text, std::string_view separators, const char* what) {
-    std::vector<int32_t> numbers;
-    for (const std::string_view word : Words(text, separators)) {
-        int32_t number = 0;
-        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-        if (error != std::errc() || end != word.data() + word.size() || number < 1)
-            throw JobRefused(fmt::format(listFaultText, text, what));
-        numbers.push_back(number);
-    }
-    return numbers;
-}
-
-std::vector<float> ThresholdList(const std::string& text) {
-    std::vector<float> thresholds;
-    for (const std::string_view word : Words(text)) {
-        const auto number = ParseNumber(word);
-        if (!number || *number < 0.0) throw JobRefused(fmt::format(listFaultText, text, "thresholds"));
-        thresholds.push_back(static_cast<float>(*number));
-    }
-    return thresholds;
-}
-
-std::vector<std::vector<int32_t>> MergeList(const std::string& text) {
-    std::vector<std::vector<int32_t>> groups;
-    for (const std::string_view word : Words(text)) {
-        groups.push_back(NumberList(word, "+", "groups of clusters such as 1+3"));
-        if (groups.back().size() < 2) throw JobRefused("You need a comparison template to merge with.");
-        const auto& group = groups.back();
-        for (size_t i = 1; i < group.size(); ++i)
-            if (group[i] == group[0])
-                throw JobRefused(
-                    "The primary and comparison templates must be different if you want to merge them.");
-    }
-    return groups;
-}
 
 }  // namespace
 
@@ -139,6 +90,10 @@ void CFindShapes::DescribeTemplates(ParamList& list) {
     list.Group("Templates");
     list.Text("merge", "Merge", m_strMerge)
         .Tip("Clusters that are merged into one, which keeps the first number: 1+3 2+4");
+    list.Text("edits", "Edits", m_strEdits)
+        .Tip("What was done to clusters in the window after that, in its order: 1+3 merges, and "
+             "2@1,2:0.5,1;2,1;1,3 takes out of cluster 2 what lies in the outline of these corners among "
+             "components 1 and 2, as a new cluster");
     list.Text("ignore", "Ignore", m_strIgnore).Tip("Clusters that are left out of sorting");
     list.Text("mixed", "Mixed", m_strMixed).Tip("Clusters that are compounds of others, and not units");
     list.Number("minimumClusterShare", "Minimum share", m_dMinimumClusterShare)
@@ -153,6 +108,9 @@ void CFindShapes::DescribeTemplates(ParamList& list) {
         .Unit("ms")
         .Limits(-mostWindowMs, mostWindowMs)
         .Tip("End of the analysis window");
+    list.Text("analysisWindows", "Windows", m_strAnalysisWindows)
+        .Tip("Analysis windows of single clusters: 2:-0.4:0.6 is that of cluster 2, in ms from the alignment "
+             "point");
     list.Number("errThresh", "Error threshold", m_fErrThresh)
         .Limits(0, mostFloat)
         .Tip("Variance ratio up to which a waveform is a template's own; 0: median + 3 robust s.d. of the "
@@ -168,6 +126,8 @@ void CFindShapes::DescribeAssignment(ParamList& list) {
         .Spin()
         .Tip("Compound spikes in library can contain up to 3 components. 2: Compound spikes in library "
              "restricted to 2 components (use if memory restricted).");
+    list.Flag("autoAssign", "Auto-assign", m_bAutoAssign)
+        .Tip("Look up in the library what meets no template alone");
     list.Number("multiplier", "Threshold multiplier", m_dMultiplier)
         .Limits(0, 1e6)
         .Step(0.1)
@@ -187,7 +147,10 @@ void CFindShapes::DescribeAssignment(ParamList& list) {
              "threshold: frequencies above this level can be Selected for unassigning.");
     list.Flag("unassignOutliers", "Unassign outliers", m_bUnassignOutliers)
         .Tip("Take out the worse of two events of a unit that follow each other too fast");
-    list.Text("unassign", "Unassign", m_strUnassign).Tip("Numbers of spikes that are to belong to no unit");
+    list.Text("unassign", "Unassign", m_strUnassign)
+        .Tip("Numbers of spikes that are to belong to no unit, or not to one: 12 17:2");
+    list.Text("assign", "Assign", m_strAssign)
+        .Tip("Spikes that are taken for units whatever their error: 12:3 17:1+2; 0 means best fit");
 }
 
 void CFindShapes::DescribeUnits(ParamList& list) {
@@ -265,21 +228,28 @@ SortSettings CFindShapes::Sorting() const {
     settings.desiredClusters = m_nDesiredClusters;
     settings.analysis = SegmentOf(settings.reading, m_dAnalysisStart, m_dAnalysisEnd);
     settings.threshold = m_fErrThresh;
-    settings.thresholds = ThresholdList(m_strErrThresholds);
-    settings.ignored = NumberList(m_strIgnore, " ,\t", "clusters");
-    settings.mixed = NumberList(m_strMixed, " ,\t", "clusters");
-    settings.merged = MergeList(m_strMerge);
+    settings.thresholds = ReadThresholds(m_strErrThresholds);
+    for (const ClusterTimes& own : ReadTimes(m_strAnalysisWindows)) {
+        settings.windows.push_back({own.cluster, SegmentOf(settings.reading, own.start, own.end)});
+        if (settings.windows.back().window.count == 0) throw JobRefused(fmt::format(outsideText, "analysis"));
+    }
+    settings.ignored = ReadNumbers(m_strIgnore, "clusters");
+    settings.mixed = ReadNumbers(m_strMixed, "clusters");
+    settings.merged = ReadGroups(m_strMerge);
+    settings.edits = ReadEdits(m_strEdits);
+    // What was merged may be flagged afterwards; what is flagged goes into no other.
     const auto isFlagged = [&](int32_t id) {
         return std::ranges::count(settings.ignored, id) + std::ranges::count(settings.mixed, id) > 0;
     };
     for (const std::vector<int32_t>& group : settings.merged)
-        if (std::ranges::any_of(group, isFlagged))
-            throw JobRefused("You can't merge templates flagged as Ignore or Mixed.");
+        if (std::any_of(group.begin() + 1, group.end(), isFlagged)) throw JobRefused(flaggedMergeText);
     settings.minimumShare = m_dMinimumClusterShare;
     settings.maxComponents = m_nMaxComponents;
     settings.assign = {m_dMultiplier, m_dMergeWithin, m_bAutoAssignFrequency, m_dConfidence};
+    settings.autoAssign = m_bAutoAssign;
     settings.unassignOutliers = m_bUnassignOutliers;
-    settings.unassigned = NumberList(m_strUnassign, " ,\t", "spikes");
+    settings.unassigned = ReadTaken(m_strUnassign);
+    settings.assigned = ReadGiven(m_strAssign);
     settings.stopAfter = static_cast<SortStep>(m_nStopAfter);
     return settings;
 }
@@ -306,6 +276,8 @@ void CFindShapes::GetParamText(std::string& text) {
     if (m_fErrThresh > 0.0f) text += fmt::format("Error threshold: {:f}\r\n", m_fErrThresh);
     name("Error thresholds", m_strErrThresholds);
     name("Merged", m_strMerge);
+    name("Edits", m_strEdits);
+    name("Analysis windows", m_strAnalysisWindows);
     name("Ignored", m_strIgnore);
     name("Mixed", m_strMixed);
     if (m_dMinimumClusterShare > 0.0)
@@ -314,8 +286,10 @@ void CFindShapes::GetParamText(std::string& text) {
         fmt::format("Components in library: {}\r\nThreshold multiplier: {:f}\r\nMerge within: {:f} ms\r\n",
                     m_nMaxComponents, m_dMultiplier, m_dMergeWithin);
     if (m_bAutoAssignFrequency) text += "Frequencies tested\r\n";
+    if (!m_bAutoAssign) text += "No auto-assignment\r\n";
     if (m_bUnassignOutliers) text += "Outliers unassigned\r\n";
     name("Unassigned", m_strUnassign);
+    name("Assigned", m_strAssign);
     if (m_bAutoAssignFrequency || m_bUnassignOutliers)
         text += fmt::format("Confidence limits (*MAD): {:f}\r\n", m_dConfidence);
 }

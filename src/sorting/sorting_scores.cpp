@@ -6,7 +6,7 @@ namespace kymora {
 
 namespace {
 
-using Trains = std::vector<std::vector<int64_t>>;
+using UnitTrains = std::vector<std::vector<int64_t>>;
 
 double Share(int64_t part, int64_t whole) {
     return whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) : 0.0;
@@ -20,7 +20,7 @@ int64_t CountAlone(const std::vector<int64_t>& times, const std::vector<int64_t>
     });
 }
 
-std::vector<int64_t> AllOf(const Trains& trains) {
+std::vector<int64_t> AllOf(const UnitTrains& trains) {
     std::vector<int64_t> all;
     for (const auto& train : trains) all.insert(all.end(), train.begin(), train.end());
     std::ranges::sort(all);
@@ -70,7 +70,7 @@ int64_t CountMatches(std::span<const int64_t> truth, std::span<const int64_t> so
     return matches;
 }
 
-SortingScores ScoreSorting(const Trains& truth, const Trains& sorted, int64_t tolerance,
+SortingScores ScoreSorting(const UnitTrains& truth, const UnitTrains& sorted, int64_t tolerance,
                            const std::function<void()>& poll) {
     SortingScores scores;
     const std::vector<int64_t> allTruth = AllOf(truth), allSorted = AllOf(sorted);

@@ -21,6 +21,7 @@ struct SortingSet {
     double sampleInterval = 1.0;  // ms
     int32_t traces = 1;
     std::vector<cCluster> clusters;
+    bool operator==(const SortingSet&) const = default;
 };
 
 // The settings file of a set (.kymr-cfg), whose class name is sortingSetName. Both throw FileError, reading

@@ -21,6 +21,15 @@ constexpr size_t spikesToPollSearch = 8;
 
 }  // namespace
 
+bool IsEnclosed(std::span<const WeightPoint> outline, double x, double y) {
+    bool isWithin = false;
+    for (size_t i = 0, k = outline.size() - 1; i < outline.size(); k = i++) {
+        const WeightPoint &a = outline[i], &b = outline[k];
+        if ((a.x > x) != (b.x > x) && y < a.y + (x - a.x) / (b.x - a.x) * (b.y - a.y)) isWithin = !isWithin;
+    }
+    return isWithin;
+}
+
 std::string SortedSpike::Text() const {
     if (id != decomposedType) return std::to_string(id);
     std::string text;
@@ -169,6 +178,33 @@ void SpikeSorting::Merge(int32_t into, int32_t id) {
     ForgetFits();
 }
 
+std::vector<size_t> SpikeSorting::Enclosed(int32_t id, size_t across, size_t up,
+                                           std::span<const WeightPoint> outline) const {
+    std::vector<size_t> enclosed;
+    for (size_t i = 0; i < weights_.size(); ++i)
+        if (waves_->isUsed[i] && (id == 0 || ids_[i] == id) &&
+            IsEnclosed(outline, weights_[i][across], weights_[i][up]))
+            enclosed.push_back(i);
+    return enclosed;
+}
+
+int32_t SpikeSorting::MoveToNew(std::span<const size_t> spikes) {
+    const auto id = static_cast<int32_t>(clusters_.size()) + 1;
+    cCluster made;
+    made.m_iTmplStartRelDisp = waves_->shape.Whole().first;
+    made.m_nTmplSamp = waves_->shape.count;
+    clusters_.push_back(std::move(made));
+    std::set<int32_t> changed{id};
+    for (const size_t spike : spikes) {
+        changed.insert(ids_[spike]);
+        ids_[spike] = id;
+    }
+    for (const int32_t cluster : changed)
+        if (cluster > 0) MakeTemplate(cluster);
+    ForgetFits();
+    return id;
+}
+
 void SpikeSorting::SetFlags(int32_t id, bool isMixed, bool isIgnored) {
     cCluster& cluster = clusters_[static_cast<size_t>(id) - 1];
     cluster.m_bMixedTmpl = isMixed;
@@ -287,17 +323,55 @@ class SpikeSorting::TrainsOfUnits {
     std::vector<std::set<int64_t>> trains_;
 };
 
+std::vector<float> SpikeSorting::RowLessMean(size_t spike) const {
+    std::vector<float> row(waves_->Row(spike).begin(), waves_->Row(spike).end());
+    for (size_t j = 0; j < row.size(); ++j)
+        row[j] -= static_cast<float>(waves_->noise[j / static_cast<size_t>(waves_->shape.count)].mean);
+    return row;
+}
+
+std::vector<MixtureLibraries::Match> SpikeSorting::Matches(size_t spike) const {
+    return libraries_->Search(RowLessMean(spike), [&](const MixtureLibrary& library) {
+        return clusters_[static_cast<size_t>(library.entries.front().ids[0]) - 1].IsUnit();
+    });
+}
+
+std::optional<MixtureLibraries::Match> SpikeSorting::MatchOf(size_t spike,
+                                                             std::span<const int32_t> ids) const {
+    std::array<int32_t, mostMixed> wanted{-1, -1, -1};
+    std::ranges::copy(ids, wanted.begin());
+    const std::vector<float> row = RowLessMean(spike);
+    std::optional<MixtureLibraries::Match> best;
+    for (const MixtureLibrary& library : libraries_->Libraries())
+        for (const MixtureEntry& entry : library.entries) {
+            if (entry.ids != wanted) continue;
+            const double ratio =
+                VarianceRatio(row, libraries_->RowOf(entry), waves_->shape, library.window, waves_->noise);
+            if (!best || ratio < best->ratio) best = {entry, ratio};
+        }
+    return best;
+}
+
+void SpikeSorting::SetType(SortedSpike& type, const MixtureLibraries::Match& match) const {
+    const auto count = static_cast<size_t>(match.entry.Components());
+    type = {count == 1 ? match.entry.ids[0] : decomposedType, match.ratio, match.entry, {}};
+    for (size_t c = 0; c < count; ++c) {
+        const int32_t point = waves_->shape.centre + match.entry.delays[c];
+        type.isEvent[c] = point >= 0 && point < waves_->shape.count;
+    }
+}
+
+void SpikeSorting::Assign(size_t spike, const MixtureLibraries::Match& match) {
+    SetType(types_[spike], match);
+}
+
 void SpikeSorting::AssignCompounds(const AssignSettings& settings, ProgressSource& progress) {
     const auto clusterOf = [&](int32_t id) -> const cCluster& {
         return clusters_[static_cast<size_t>(id) - 1];
     };
-    const auto isOfUnits = [&](const MixtureLibrary& library) {
-        return clusterOf(library.entries.front().ids[0]).IsUnit();
-    };
     std::vector<SortedSpike> types = types_;
     TrainsOfUnits trains(*this, settings);
     ProgressScope scope(progress, "Searching mixture library", types.size());
-    const WaveShape& shape = waves_->shape;
     for (size_t i = 0; i < types.size(); ++i) {
         if (i % spikesToPollSearch == 0) scope.At(i);
         SortedSpike& type = types[i];
@@ -305,29 +379,22 @@ void SpikeSorting::AssignCompounds(const AssignSettings& settings, ProgressSourc
         const SpikeFit& fit = fits_[i];
         if (fit.id != 0 && clusterOf(fit.id).m_bIgnore && fit.ratio <= clusterOf(fit.id).m_fErrThresh)
             continue;
-        std::vector<float> row(waves_->Row(i).begin(), waves_->Row(i).end());
-        for (size_t j = 0; j < row.size(); ++j)
-            row[j] -= static_cast<float>(waves_->noise[j / static_cast<size_t>(shape.count)].mean);
-        const auto matches = libraries_->Search(row, isOfUnits);
+        const auto matches = Matches(i);
         if (matches.empty()) continue;
         const MixtureEntry& entry = matches.front().entry;
         const double ratio = matches.front().ratio;
         const auto count = static_cast<size_t>(entry.Components());
-        std::array<bool, mostMixed> isEvent{};
+        SortedSpike taken = type;
+        SetType(taken, matches.front());
         bool isAccepted = true;
-        for (size_t c = 0; c < count; ++c) {
-            const int32_t point = shape.centre + entry.delays[c];
-            isEvent[c] = point >= 0 && point < shape.count;
-            isAccepted = isAccepted && ratio <= clusterOf(entry.ids[c]).m_fErrThresh * settings.multiplier &&
-                         !(isEvent[c] && trains.IsTooFast(entry.ids[c], waves_->places[i] + entry.delays[c]));
-        }
-        if (!isAccepted) continue;
-        type.id = count == 1 ? entry.ids[0] : decomposedType;
-        type.ratio = ratio;
-        type.entry = entry;
-        type.isEvent = isEvent;
         for (size_t c = 0; c < count; ++c)
-            if (isEvent[c]) trains.Add(entry.ids[c], waves_->places[i] + entry.delays[c]);
+            isAccepted =
+                isAccepted && ratio <= clusterOf(entry.ids[c]).m_fErrThresh * settings.multiplier &&
+                !(taken.isEvent[c] && trains.IsTooFast(entry.ids[c], waves_->places[i] + entry.delays[c]));
+        if (!isAccepted) continue;
+        for (size_t c = 0; c < count; ++c)
+            if (taken.isEvent[c]) trains.Add(entry.ids[c], waves_->places[i] + entry.delays[c]);
+        type = taken;
     }
     types_ = std::move(types);
 }
@@ -352,6 +419,16 @@ void SpikeSorting::Unassign(size_t spike) {
     const double ratio = fits_[spike].ratio;
     types_[spike] = {};
     types_[spike].ratio = ratio;
+}
+
+void SpikeSorting::UnassignFrom(size_t spike, int32_t id) {
+    SortedSpike& type = types_[spike];
+    bool hasOne = false;
+    for (size_t c = 0; c < static_cast<size_t>(type.entry.Components()); ++c) {
+        if (type.entry.ids[c] == id) type.isEvent[c] = false;
+        hasOne = hasOne || type.isEvent[c];
+    }
+    if (!hasOne) Unassign(spike);
 }
 
 // Of a unit those at the places, and those near one that were left out beside it.

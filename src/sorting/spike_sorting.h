@@ -19,6 +19,18 @@
 
 namespace kymora {
 
+inline constexpr size_t weightCount = 3;  // principal components that are kept of each spike
+
+// A place among two components.
+struct WeightPoint {
+    double x = 0.0, y = 0.0;
+    bool operator==(const WeightPoint&) const = default;
+};
+
+// By the rule of even and odd: a line upwards from the place crosses the outline an odd number of times. The
+// last corner is joined to the first.
+bool IsEnclosed(std::span<const WeightPoint> outline, double x, double y);
+
 // Types of spikes beside those of clusters, which count from 1.
 inline constexpr int32_t unassignedType = 0;
 inline constexpr int32_t decomposedType = -2;
@@ -72,6 +84,7 @@ class SpikeSorting {
     const SpikeWaves& Waves() const { return *waves_; }
     const ReadSettings& Reading() const { return reading_; }
     double SampleInterval() const { return sampleInterval_; }
+    double PlacesPerSecond() const { return 1000.0 / sampleInterval_ * waves_->shape.multiplier; }
     // Where a value at the raised rate lies, samples.
     int64_t SampleAt(int64_t place) const;
     // Values at the raised rate, rounded.
@@ -99,6 +112,12 @@ class SpikeSorting {
     void UseTemplates(std::vector<cCluster> clusters);
     // Joins the second cluster to the first, which then has the spikes of both. Both exist, and differ.
     void Merge(int32_t into, int32_t id);
+    // The spikes that an outline encloses among two components (from 0): those first placed in the cluster,
+    // or in any (0).
+    std::vector<size_t> Enclosed(int32_t id, size_t across, size_t up,
+                                 std::span<const WeightPoint> outline) const;
+    // Makes a new cluster of spikes, behind the others, and answers its number.
+    int32_t MoveToNew(std::span<const size_t> spikes);
     void SetFlags(int32_t id, bool isMixed, bool isIgnored);
     void SetWindow(int32_t id, WaveSegment window);
     void SetThreshold(int32_t id, float threshold);
@@ -122,6 +141,12 @@ class SpikeSorting {
     void AssignPure();
     // The others, by the library. Throws Cancelled.
     void AssignCompounds(const AssignSettings& settings, ProgressSource& progress);
+    // What the library has for a spike, of the units, the best first.
+    std::vector<MixtureLibraries::Match> Matches(size_t spike) const;
+    // The best entry of just these clusters (ascending); nothing where the library has none.
+    std::optional<MixtureLibraries::Match> MatchOf(size_t spike, std::span<const int32_t> ids) const;
+    // Takes a spike for an entry, whatever its error.
+    void Assign(size_t spike, const MixtureLibraries::Match& match);
     const std::vector<SortedSpike>& Types() const { return types_; }
     // Of the units, by cluster from 0, ascending; of events closer than `mergeWithinMs` the one that fits
     // better stays.
@@ -129,6 +154,8 @@ class SpikeSorting {
 
     // --- unassignment ---
     void Unassign(size_t spike);
+    // Only its event in one cluster; the spike is unassigned when it has no other.
+    void UnassignFrom(size_t spike, int32_t id);
     // Of each unit the events that make it fire too fast. Answers their number.
     int64_t UnassignOutliers(double confidence, double mergeWithinMs);
 
@@ -136,8 +163,9 @@ class SpikeSorting {
     void ForgetClusters();
     void ForgetFits();
     void MakeTemplate(int32_t id);
+    std::vector<float> RowLessMean(size_t spike) const;
+    void SetType(SortedSpike& type, const MixtureLibraries::Match& match) const;
     void RemoveEvents(int32_t id, const std::set<int64_t>& places, int64_t near);
-    double PlacesPerSecond() const { return 1000.0 / sampleInterval_ * waves_->shape.multiplier; }
 
     class TrainsOfUnits;
 

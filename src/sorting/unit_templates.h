@@ -24,6 +24,7 @@ struct cCluster {
     WaveSegment Window() const { return {m_iTmplStartRelDisp, m_nTmplSamp}; }
     // It has spikes, and gets events.
     bool IsUnit() const { return m_iCount > 0 && !m_bMixedTmpl && !m_bIgnore; }
+    bool operator==(const cCluster&) const = default;
 };
 
 // The mean row of the spikes of a cluster (ids from 1), in double. Zeros where it has none.

@@ -175,6 +175,15 @@ void DrawZoomRectangle(const Brush& b) {
 }
 
 // Arrows to all sides.
+// A loop round some points.
+void DrawOutline(const Brush& b) {
+    b.Pen(b.ink);
+    b.painter.drawEllipse(QRectF(3.5, 5, 16, 11));
+    b.Line({{7, 15}, {4, 20}});
+    b.Pen(b.accent, 2.6);
+    for (const QPointF at : {QPointF(9, 9), QPointF(14, 10), QPointF(11, 12.5)}) b.painter.drawPoint(at);
+}
+
 void DrawPan(const Brush& b) {
     b.Pen(b.ink);
     b.Line({{12, 3}, {12, 21}});
@@ -250,6 +259,7 @@ const std::map<std::string, Draw, std::less<>>& Pictures() {
         {"annotation-add", DrawAnnotation},
         {"graph-zoom", DrawZoomRectangle},
         {"graph-pan", DrawPan},
+        {"graph-outline", DrawOutline},
         {"graph-grid", DrawGrid},
         {"graph-values", DrawValues},
         {"graph-drop-lines", DrawDropLines},

@@ -170,7 +170,9 @@ TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWindowsThatCanBePr
         window = frame->OperationDialogs().Find(operation.className);
         EXPECT_EQ(window == nullptr, block->WhatItAffects() == Affects::newRecording);
         if (!window) continue;
-        EXPECT_EQ(window->isModal(), block->WhatItAffects() == Affects::traces);
+        const bool stopsTheRest =
+            block->WhatItAffects() == Affects::traces || operation.className == "CFindShapes";
+        EXPECT_EQ(window->isModal(), stopsTheRest);
         for (int i = 0; i < 2; ++i)
             press([](const QString& name) { return name != "run" && name != "close"; });
         if (auto* batch = window->findChild<QCheckBox*>("batchProcess")) batch->setChecked(true);

@@ -118,6 +118,7 @@ void OperationPanes::SaveResults() {
 void OperationPanes::ShowResults() {
     if (results_) results_->Show();
     if (findings_) findings_->Show(block_.GetFindings());
+    if (listShare_) hasFound_ = false;
     hasFound_ |= (results_ && results_->HasText()) || (findings_ && !findings_->Shown().rows.empty());
     ShowFilled();
 }
@@ -126,7 +127,7 @@ void OperationPanes::ShowResults() {
 void OperationPanes::ShowFilled() {
     QWidget* results = ResultsWidget();
     if (!results) return;
-    const bool isShown = !isDocked_ || hasFound_ || !form_->ResultActions().empty();
+    const bool isShown = (!isDocked_ && !listShare_) || hasFound_ || !form_->ResultActions().empty();
     if (results->isHidden() != isShown) return;
     results->setVisible(isShown);
     Arrange();
@@ -176,6 +177,10 @@ void OperationPanes::MakeGraph() {
     const auto pane = [&widget](int i) { return widget.GetGraph().panes.at(static_cast<size_t>(i)); };
     connect(&widget, &GraphWidget::LineMoved, this, &OperationPanes::Dragged);
     connect(&widget, &GraphWidget::EventChosen, this, &OperationPanes::EventChosen);
+    connect(&widget, &GraphWidget::Outlined, this,
+            [this, pane](int i, const std::vector<std::pair<double, double>>& corners) {
+                emit Outlined(ToQString(pane(i).name), corners);
+            });
     connect(&widget, &GraphWidget::LimitsSet, this,
             [this, pane](int i, double low, double high) { emit LimitsDragged(pane(i), low, high); });
     connect(&widget, &GraphWidget::LimitsFreed, this, [this, pane](int i) { emit LimitsFreed(pane(i)); });
@@ -237,7 +242,8 @@ void OperationPanes::ShareRoom() {
         setSizes({ofForm, height() - ofForm});
     }
     if (graph_ && hasText && shown_->orientation() == Qt::Vertical) {
-        const int ofText = std::min(height() / (isDocked_ ? 4 : 3), ResultsWidget()->sizeHint().height());
+        const double share = listShare_.value_or(isDocked_ ? 1.0 / 4.0 : 1.0 / 3.0);
+        const int ofText = std::min(static_cast<int>(share * height()), ResultsWidget()->sizeHint().height());
         shown_->setSizes({shown_->height() - ofText, ofText});
     }
     RestoreSizes();

@@ -32,6 +32,8 @@ class OperationPanes : public QSplitter {
     // What the last run has found, or nothing.
     void ShowResults();
     void ClearResults();
+    // The list of results has no more than this share of the height, and none while it is empty.
+    void SetListShare(double share) { listShare_ = share; }
     // Of parameters that stand on several pages one is shown at a time.
     int Page() const { return page_; }
     void ShowPage(int page);
@@ -64,6 +66,8 @@ class OperationPanes : public QSplitter {
     void LimitsFreed(const GraphPane& pane);
     // A point of the graph that stands for an event of a channel was clicked.
     void EventChosen(int channel, int event);
+    // The user has dragged round something in a pane that takes outlines.
+    void Outlined(const QString& pane, const std::vector<std::pair<double, double>>& corners);
 
   protected:
     void showEvent(QShowEvent* event) override;
@@ -91,6 +95,7 @@ class OperationPanes : public QSplitter {
     int page_ = 0;
     bool isDocked_ = false, isShared_ = false, isBlank_ = false;
     bool hasFound_ = false;  // there were results
+    std::optional<double> listShare_;
     // What has the keyboard, and its row in the area, while rows come and go.
     QPointer<QWidget> held_;
     int heldRow_ = 0;

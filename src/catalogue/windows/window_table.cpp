@@ -4,6 +4,7 @@
 #include "catalogue/windows/event_base_non_modal_dlg.h"
 #include "catalogue/windows/transform_window.h"
 #include "eventedit/channel_places_dlg.h"
+#include "sorting/windows/sorter_window.h"
 
 namespace kymora {
 
@@ -40,7 +41,15 @@ OperationWindow* MakeChannelsWindow(WindowOwner& owner, const Operation& operati
                       operation);
 }
 
-constexpr OwnWindow ownWindows[] = {{IsTransform, MakeTransformWindow}, {HasPlaces, MakeChannelsWindow}};
+bool IsSorter(const CBatchBaseDlg& block) { return dynamic_cast<const CFindShapes*>(&block); }
+
+// The sheet is the operation with what is done by hand.
+OperationWindow* MakeSorterWindow(WindowOwner& owner, const Operation& operation, Block) {
+    return new SorterWindow(owner.session, operation, std::make_unique<CSorterSheet>(), owner.parent);
+}
+
+constexpr OwnWindow ownWindows[] = {
+    {IsTransform, MakeTransformWindow}, {HasPlaces, MakeChannelsWindow}, {IsSorter, MakeSorterWindow}};
 
 }  // namespace
 

@@ -95,6 +95,14 @@ void GraphPanel::MakeActions() {
     auto* modes = new QActionGroup(this);
     modes->addAction(zoom_);
     modes->addAction(pan_);
+    outline_ = AddAction("graphOutline", "graph-outline", tr("Drag &round points"),
+                         tr("Dragging goes round points, which are then chosen"), Qt::Key_L, [] {});
+    outline_->setCheckable(true);
+    outline_->setChecked(true);
+    outline_->setVisible(false);
+    connect(outline_, &QAction::toggled, widget_, &GraphWidget::SetOutlines);
+    for (QAction* mode : {zoom_, pan_})
+        connect(mode, &QAction::triggered, this, [this] { outline_->setChecked(false); });
     grid_ = AddCheck("graphGrid", "graph-grid", tr("&Grid"), tr("Lines through the graph at the numbers"),
                      Qt::Key_G, &GraphHabits::hasGrid);
     values_ = AddCheck("graphValues", "graph-values", tr("&Values under the mouse"),
@@ -143,6 +151,12 @@ void GraphPanel::MakeBar() {
     bar_->addSpacing(groupGap);
     AddButton(zoom_);
     AddButton(pan_);
+    QToolButton* outline = AddButton(outline_);
+    outline->hide();
+    connect(widget_, &GraphWidget::GraphSet, this, [this, outline] {
+        outline_->setVisible(widget_->TakesOutlines());
+        outline->setVisible(widget_->TakesOutlines());
+    });
     bar_->addSpacing(groupGap);
     for (QAction* action : {grid_, values_, dropLines_}) AddButton(action);
     bar_->addSpacing(groupGap);
@@ -153,7 +167,7 @@ void GraphPanel::MakeBar() {
     copy->setAccessibleName(tr("Copy graph"));
     bar_->addStretch(1);
     menu_ = new QMenu(this);
-    menu_->addActions({showAll_, zoom_, pan_});
+    menu_->addActions({showAll_, zoom_, pan_, outline_});
     menu_->addSeparator();
     menu_->addActions({grid_, values_, dropLines_});
     menu_->addSeparator();

@@ -88,6 +88,11 @@ void GraphWidget::SetGraph(Graph graph) {
     }
     if (stop_ && stop_->line >= static_cast<int>(graph_.panes[stop_->pane].lines.size())) stop_->line = -1;
     Arrange();
+    emit GraphSet();
+}
+
+bool GraphWidget::TakesOutlines() const {
+    return std::ranges::any_of(graph_.panes, &GraphPane::takesOutlines);
 }
 
 void GraphWidget::ApplyChoices() {
@@ -334,6 +339,13 @@ void GraphWidget::PaintOverlay(QPainter& painter) {
         painter.setPen(highlight);
         painter.setBrush(fill);
         painter.drawRect(QRect(drag_->from, drag_->to).normalized());
+    }
+    if (drag_ && drag_->what == Drag::What::outline) {
+        QColor fill = highlight;
+        fill.setAlpha(50);
+        painter.setPen(highlight);
+        painter.setBrush(fill);
+        painter.drawPolygon(drag_->corners.data(), static_cast<int>(drag_->corners.size()));
     }
     painter.setBrush(Qt::NoBrush);
     painter.setPen(hasFocus() ? highlight : palette().color(QPalette::Mid));

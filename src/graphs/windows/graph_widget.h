@@ -5,7 +5,8 @@
 // axis along that one. Dragging in a plot zooms to a rectangle or moves what is seen, as the mode is;
 // dragging an axis moves it, and by an end of it stretches it. A double click in a plot shows all, on an axis
 // it asks for its limits. By the keyboard: +, - and the arrows (with Ctrl vertically), Home; Tab goes to the
-// next pane or line, and the arrows move a line by a pixel, with Shift by ten.
+// next pane or line, and the arrows move a line by a pixel, with Shift by ten. In a pane that takes outlines
+// dragging goes round points, where that is switched on.
 
 #include <QImage>
 #include <QTimer>
@@ -40,6 +41,8 @@ class GraphWidget : public QWidget {
     QPointF PixelOf(size_t pane, double x, double y) const;
 
     void SetMode(Mode mode) { mode_ = mode; }
+    void SetOutlines(bool draws) { drawsOutlines_ = draws; }
+    bool TakesOutlines() const;
     void SetGrid(bool hasGrid);
     void SetReading(bool tells);
     void SetDropLines(bool has);
@@ -67,6 +70,9 @@ class GraphWidget : public QWidget {
     void AxisAsked(int pane, bool isX);
     // A point that stands for an event was clicked.
     void EventChosen(int channel, int event);
+    // The user has dragged round something: the corners, in the units of the axes.
+    void Outlined(int pane, const std::vector<std::pair<double, double>>& corners);
+    void GraphSet();
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -91,13 +97,14 @@ class GraphWidget : public QWidget {
         bool operator==(const Stop&) const = default;
     };
     struct Drag {
-        enum class What { rectangle, pan, line, moveAxis, stretchAxis };
+        enum class What { rectangle, outline, pan, line, moveAxis, stretchAxis };
         What what = What::rectangle;
         GraphHit hit;
         QPoint from, to;
         std::vector<GraphBox> before;
         double lineBefore = 0.0;
-        bool isLowEnd = false;  // of an axis that is stretched
+        bool isLowEnd = false;        // of an axis that is stretched
+        std::vector<QPoint> corners;  // of an outline
     };
     // What the user has set of an axis in place of the graph's own.
     struct AxisChoice {
@@ -128,9 +135,10 @@ class GraphWidget : public QWidget {
     void Zoom(size_t pane, double factor, QPointF about, bool across, bool up);
     void Move(size_t pane, double across, double up);
     void ZoomTo(size_t pane, const QRect& dragged);
+    void SendOutline(const Drag& drag);
     void ShowAllOf(size_t pane);
 
-    void StartDrag(const GraphHit& hit, QPoint at, bool isPan, bool isStretch);
+    void StartDrag(const GraphHit& hit, QPoint at, bool isMiddle, bool isStretch);
     void DragTo(QPoint at);
     void DragAxis(QPoint at);
     void EndDrag();
@@ -156,7 +164,7 @@ class GraphWidget : public QWidget {
     bool isStale_ = true;
 
     Mode mode_ = Mode::zoom;
-    bool hasGrid_ = true, tells_ = true, hasDropLines_ = false;
+    bool hasGrid_ = true, tells_ = true, hasDropLines_ = false, drawsOutlines_ = true;
     std::optional<Drag> drag_;
     std::optional<QPoint> pointer_;
     std::optional<Stop> stop_;

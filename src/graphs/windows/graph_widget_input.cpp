@@ -17,6 +17,7 @@ namespace {
 
 constexpr double zoomFactor = 0.8;     // of a step
 constexpr double moveFactor = 0.1;     // of what is seen
+constexpr int leastCornerWay = 4;      // pixels, from one corner of an outline to the next
 constexpr int leastDrag = 6;           // pixels; less is no zoom along that axis
 constexpr double axisEndShare = 0.2;   // of an axis, at each end: by which it is stretched
 constexpr double leastStretch = 0.02;  // of what was seen
@@ -78,6 +79,15 @@ void GraphWidget::wheelEvent(QWheelEvent* event) {
     event->accept();
 }
 
+void GraphWidget::SendOutline(const Drag& drag) {
+    if (drag.corners.size() < 3) return;
+    const PanePlace& place = places_[drag.hit.pane];
+    std::vector<std::pair<double, double>> corners;
+    for (const QPoint& corner : drag.corners)
+        corners.emplace_back(place.x.ToValue(corner.x()), place.y.ToValue(corner.y()));
+    emit Outlined(static_cast<int>(drag.hit.pane), corners);
+}
+
 // --- dragging ---
 
 bool GraphWidget::IsAtEnd(const GraphHit& hit, QPoint at, bool& isLow) const {
@@ -89,7 +99,8 @@ bool GraphWidget::IsAtEnd(const GraphHit& hit, QPoint at, bool& isLow) const {
     return share < axisEndShare || share > 1.0 - axisEndShare;
 }
 
-void GraphWidget::StartDrag(const GraphHit& hit, QPoint at, bool isPan, bool isStretch) {
+void GraphWidget::StartDrag(const GraphHit& hit, QPoint at, bool isMiddle, bool isStretch) {
+    const bool isPan = isMiddle || mode_ == Mode::pan;
     Drag drag;
     drag.hit = hit;
     drag.from = drag.to = at;
@@ -103,6 +114,10 @@ void GraphWidget::StartDrag(const GraphHit& hit, QPoint at, bool isPan, bool isS
     case GraphHit::What::plot:
         if (isRose) return;
         drag.what = isPan ? Drag::What::pan : Drag::What::rectangle;
+        if (drawsOutlines_ && graph_.panes[hit.pane].takesOutlines && !isMiddle) {
+            drag.what = Drag::What::outline;
+            drag.corners = {at};
+        }
         break;
     case GraphHit::What::xAxis:
     case GraphHit::What::yAxis: {
@@ -124,7 +139,7 @@ void GraphWidget::mousePressEvent(QMouseEvent* event) {
     if (hit.pane < graph_.panes.size())
         GoTo({hit.pane, hit.what == GraphHit::What::line ? static_cast<int>(hit.line) : -1});
     if (isMiddle && hit.what == GraphHit::What::line) hit.what = GraphHit::What::plot;
-    StartDrag(hit, event->pos(), isMiddle || mode_ == Mode::pan, event->modifiers() & Qt::ShiftModifier);
+    StartDrag(hit, event->pos(), isMiddle, event->modifiers() & Qt::ShiftModifier);
 }
 
 void GraphWidget::DragTo(QPoint at) {
@@ -136,6 +151,13 @@ void GraphWidget::DragTo(QPoint at) {
         drag_->to = {std::clamp(at.x(), plot.left, plot.right - 1),
                      std::clamp(at.y(), plot.top, plot.bottom - 1)};
         return update();
+    case Drag::What::outline: {
+        const QPoint held{std::clamp(at.x(), plot.left, plot.right - 1),
+                          std::clamp(at.y(), plot.top, plot.bottom - 1)};
+        if ((held - drag_->corners.back()).manhattanLength() >= leastCornerWay)
+            drag_->corners.push_back(held);
+        return update();
+    }
     case Drag::What::pan:
         return SetBox(pane, Moved(graph_.panes[pane], drag_->before[pane], -double(way.x()) / plot.Width(),
                                   double(way.y()) / plot.Height()));
@@ -209,7 +231,9 @@ void GraphWidget::EndDrag() {
     const Drag drag = *std::exchange(drag_, std::nullopt);
     const size_t pane = drag.hit.pane;
     if (drag.what == Drag::What::rectangle) ZoomTo(pane, QRect(drag.from, drag.to).normalized());
-    if (drag.from == drag.to && drag.what != Drag::What::line) ChooseEvent(pane, drag.from);
+    const bool isClick = drag.from == drag.to && drag.corners.size() < 2;
+    if (isClick && drag.what != Drag::What::line) ChooseEvent(pane, drag.from);
+    if (drag.what == Drag::What::outline) return update(), SendOutline(drag);
     if (drag.what == Drag::What::line) {
         const GraphLine& line = graph_.panes[pane].lines[drag.hit.line];
         if (line.at != drag.lineBefore) SendLine(line);
