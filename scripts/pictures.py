@@ -310,9 +310,28 @@ def unit_picture(program, demo, folder, path):
         frequencyMultiplier=2, minimumClusterShare=10, stopAfter=3)
 
 
+def trains(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 900})
+    joint = {"stimulusChannel": "e", "targetChannel": "b", "referenceChannel": "a", "binNumber": 40, "binWidth": 10,
+             "preStimulusTime": 100, "show": 4}
+    operation_picture(window, f"{out}/jpsth.png", "jpsth", set=joint)
+    window.ask(operation="jpsth", shut=True)
+    pairs = {"channels": "a-c", "mode": 1, "halfWindow": 1, "lagRange": 20, "lagStep": 0.5}
+    operation_picture(window, f"{out}/tiling.png", "event-correl-idx", set=pairs)
+    window.ask(operation="event-correl-idx", shut=True)
+    raster = {"stimulusChannel": "e", "responseChannel": "b", "latencyStart": -200, "latencyEnd": 800,
+              "smoothHalfWindow": 1, "selectStart": 0, "selectEnd": 100, "lastStimulus": 10}
+    operation_picture(window, f"{out}/raster.png", "stim-resp-raster", set=raster)
+    window.ask(operation="stim-resp-raster", shut=True)
+    closed = {"channel1": "b", "sojourn": 1, "exponentials": 2, "display": 2}
+    operation_picture(window, f"{out}/sojourns.png", "event-sojourn-analysis", set=closed)
+    window.ask(quit=True, discard=True)
+
+
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, sorting, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

@@ -48,6 +48,10 @@
 #include "templates/multi_trace_pattern.h"
 #include "templates/pattern_recognition.h"
 #include "templates/template_error_hist.h"
+#include "trains/event_correl_idx.h"
+#include "trains/event_sojourn_analysis.h"
+#include "trains/jpsth.h"
+#include "trains/stim_resp_raster.h"
 #include "transforms/arbitrary_arith.h"
 #include "transforms/change_timebase.h"
 #include "transforms/debuzz.h"
@@ -84,6 +88,7 @@ constexpr std::string_view resampleMenu = "T&ransform/&Sample rate";
 constexpr std::string_view detectMenu = "Anal&yse/&Detect events";
 constexpr std::string_view groupMenu = "Anal&yse/&Bursts and rhythm";
 constexpr std::string_view sortMenu = "Anal&yse/&Spike sorting";
+constexpr std::string_view trainsMenu = "Anal&yse/Spi&ke trains";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
@@ -245,6 +250,14 @@ std::span<const Operation> Operations() {
         {"CEventMap999", editMenu, "Map &channels...",
          "Shows, hides, moves, copies and colours any of the 999 event channels", Make<CEventMap999>},
         {"CEventOutlierDetect", editMenu, "", "Does nothing yet; chains that name it can be read", Make<CEventOutlierDetect>},
+        {"CJPSTH", trainsMenu, "&JPSTH...",
+         "Shows how often two channels have events together around a stimulus, against what chance makes of it", Make<CJPSTH>},
+        {"CEventCorrelIdx", trainsMenu, "Event &Correlation Index...",
+         "Tells how much each pair of channels has to do with each other: correlation index or spike time tiling coefficient", Make<CEventCorrelIdx>},
+        {"CStimRespRaster", trainsMenu, "Stimulus-response &raster...",
+         "Shows the responses to stimuli as rows of marks, and tags and colours those that are selected", Make<CStimRespRaster>},
+        {"CEventSojournAnalysis", trainsMenu, "&Sojourn Analysis...",
+         "Shows how long events or the pauses between them last, and fits exponentials to it", Make<CEventSojournAnalysis>},
         {"CEventList", listMenu, "&List event parameters...",
          "Lists the parameters of events as a table", Make<CEventList>},
         {"CEventHist", listMenu, "Event &histogram...",

@@ -19,10 +19,15 @@ struct GraphAxis {
     // The limits, where they are fixed; both, from below to. Nothing: as the layers need.
     std::optional<std::pair<double, double>> limits;
     double turn = 0.0;  // of angles: a whole turn in the unit, at parts of which the numbers stand; else 0
+    // Of an axis that lists things: what stands in place of a number from 0 to 1, from 1 to 2, and so on.
+    std::vector<std::string> names;
 
     std::string Label() const { return unit.empty() ? title : title + " (" + unit + ")"; }
     bool operator==(const GraphAxis&) const = default;
 };
+
+// From the least to the greatest value of a matrix.
+enum class ColourMap { colours, greys };
 
 enum class LayerKind {
     bars,    // x holds the edges, one more than y
@@ -31,6 +36,7 @@ enum class LayerKind {
     marks,   // short lines at x on the lower axis: a rug
     area,    // between y and y2 over x
     matrix,  // y holds rows of `columns` values, from the lowest row; x is left, right, and y2 bottom, top
+    raster,  // upright marks at x, each in the row y, which is 1 high; those of a row follow each other
     rose     // bars around a circle: x holds the edges in turns (0 to 1), one more than y
 };
 
@@ -40,9 +46,15 @@ struct GraphLayer {
     uint32_t colour = 0;  // 0x00BBGGRR, made lighter or darker where the paper needs it
     std::vector<double> x, y, y2;
     size_t columns = 0;  // of a matrix
+    ColourMap map = ColourMap::colours;
+    // Of the colours of a matrix; nothing: from its least value to its greatest.
+    std::optional<std::pair<double, double>> range;
+    // Of the marks of a raster: one for each, where they are not all of the layer's; and so many pixels wide.
+    std::vector<uint32_t> colours;
+    int width = 1;
     bool isDashed = false;
     bool isPale = false;  // of bars and areas: lets what lies over them stand out
-    // What the points stand for: the index of an event in this channel. Empty where they are none.
+    // What the points or marks stand for: the index of an event in this channel. Empty where they are none.
     std::vector<int32_t> events;
     int channel = -1;
     // Of bars: where they stand. Minus infinity: on the lower axis, wherever that is.
@@ -66,12 +78,24 @@ struct GraphLine {
     bool operator==(const GraphLine&) const = default;
 };
 
+// A rectangle of a pane that the user can drag, and the parameters that its sides are.
+struct GraphArea {
+    double left = 0.0, right = 0.0, bottom = 0.0, top = 0.0;  // nothing is seen of one without an extent
+    std::string leftParameter, rightParameter, bottomParameter, topParameter;
+    // It holds whole rows, as those of a raster: its vertical parameters are the first and the last of them,
+    // and it reaches from half a row below the one to half a row above the other.
+    bool hasRows = false;
+
+    bool operator==(const GraphArea&) const = default;
+};
+
 struct GraphPane {
     std::string name;   // by which it is asked for; unique in its graph
     std::string title;  // above it; empty for none
     GraphAxis x, y;
     std::vector<GraphLayer> layers;
     std::vector<GraphLine> lines;
+    std::optional<GraphArea> area;
     // Of a rose: the mean direction in turns and the vector's length (0 to 1), where there is one.
     std::optional<std::pair<double, double>> mean;
     // What copying it as a text gives; empty: a table of its layers.

@@ -27,7 +27,13 @@ struct PaneMargins {
 
 std::vector<GraphTick> TicksWithin(const GraphAxis& axis, double low, double high, int most) {
     std::vector<GraphTick> ticks;
-    if (axis.isLog) {
+    if (!axis.names.empty()) {
+        const auto count = static_cast<double>(axis.names.size());
+        const double first = std::clamp(std::floor(low), 0.0, count), end = std::clamp(high, 0.0, count);
+        const double step = std::max(1.0, std::ceil((end - first) / most));
+        for (double at = first; at + 0.5 < end; at += step)
+            if (at + 0.5 > low) ticks.push_back({at + 0.5, axis.names[static_cast<size_t>(at)]});
+    } else if (axis.isLog) {
         for (const double at : LogTicks(low, high, most)) ticks.push_back({at, LogTickText(at)});
     } else {
         const double step =
@@ -135,6 +141,8 @@ bool IsOn(const GraphLine& line, const PanePlace& place, int x, int y) {
 }
 
 std::string NumberOf(double value, const GraphAxis& axis) {
+    if (!axis.names.empty() && value >= 0.0 && value < static_cast<double>(axis.names.size()))
+        return axis.names[static_cast<size_t>(value)];
     return AxisNumber(value, 5) + (axis.unit.empty() ? "" : " " + axis.unit);
 }
 
@@ -167,7 +175,7 @@ class Reader {
             if (layer.kind == LayerKind::bars) ReadBars(i, layer, x);
             if (layer.kind == LayerKind::matrix) ReadMatrix(i, layer, x, y);
             if (layer.kind == LayerKind::rose) ReadRose(layer, x, y);
-            const bool isPoints = layer.kind == LayerKind::points;
+            const bool isPoints = layer.kind == LayerKind::points || layer.kind == LayerKind::raster;
             if (isPoints || layer.kind == LayerKind::curve || layer.kind == LayerKind::area)
                 ReadPoints(i, layer, x, isPoints);
         }
@@ -252,7 +260,9 @@ class Reader {
             return;
         const size_t cell = static_cast<size_t>(row) * layer.columns + static_cast<size_t>(column);
         reading_.lines.push_back(NamedValue("", pane_.y.title, NumberOf(y, pane_.y)));
-        reading_.lines.push_back(NamedValue(layer.name, "", AxisNumber(layer.y[cell], 5)));
+        const double value = layer.y[cell];
+        reading_.lines.push_back(
+            NamedValue(layer.name, "", std::isfinite(value) ? AxisNumber(value, 5) : "no data"));
         Take(i, cell, x, y, 0.0);
     }
     void ReadRose(const GraphLayer& layer, double x, double y) {
@@ -276,6 +286,7 @@ class Reader {
 }  // namespace
 
 std::pair<double, double> MatrixRange(const GraphLayer& layer) {
+    if (layer.range) return *layer.range;
     double low = std::numeric_limits<double>::infinity(), high = -low;
     for (const double value : layer.y) {
         if (!std::isfinite(value)) continue;

@@ -46,7 +46,7 @@ std::vector<LegendEntry> PlaceLegend(DrawDevice& device, const GraphPane& pane, 
                                      int* height = nullptr);
 inline constexpr int legendMark = 18, graphTextGap = 3, graphTickLength = 4;
 
-// The range of a matrix's finite values; never empty.
+// The range of a matrix's colours, which is that of its finite values where none is fixed; never empty.
 std::pair<double, double> MatrixRange(const GraphLayer& layer);
 // The bar beside a plot that tells the colours of its matrix.
 PixelRect ColourBarRect(const PanePlace& place);

@@ -26,6 +26,8 @@ const char* KindName(LayerKind kind) {
         return "area";
     case LayerKind::matrix:
         return "matrix";
+    case LayerKind::raster:
+        return "raster";
     case LayerKind::rose:
         return "rose";
     }
@@ -59,6 +61,7 @@ void WriteLayer(JsonWriter& json, const GraphLayer& layer) {
     WriteNumbers(json, "x", layer.x);
     if (!layer.y.empty()) WriteNumbers(json, "y", layer.y);
     if (!layer.y2.empty()) WriteNumbers(json, "y2", layer.y2);
+    if (layer.range) WriteNumbers(json, "range", {layer.range->first, layer.range->second});
     if (!layer.events.empty()) {
         json.Member("channel", layer.channel);
         json.Key("events");
@@ -101,6 +104,7 @@ class LayerTable {
             break;
         case LayerKind::curve:
         case LayerKind::points:
+        case LayerKind::raster:
             Line(text, {x, y});
             for (size_t i = 0; i < std::min(layer.x.size(), layer.y.size()); ++i)
                 Line(text, {Number(layer.x[i]), Number(layer.y[i])});

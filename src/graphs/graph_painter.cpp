@@ -69,7 +69,7 @@ class PanePainter {
             } else if (entry.kind == LayerKind::curve) {
                 device_.SetPen({colour, 2, entry.isDashed ? Pen::Style::dashed : Pen::Style::solid});
                 device_.Line(at.x, at.y, at.x + legendMark - graphTextGap, at.y);
-            } else if (entry.kind == LayerKind::marks) {
+            } else if (entry.kind == LayerKind::marks || entry.kind == LayerKind::raster) {
                 for (const int x : {4, 7, 9, 14})
                     device_.FillRect({at.x + x, at.y - 3, at.x + x + 1, at.y + 4}, colour);
             } else {
@@ -156,7 +156,7 @@ class PanePainter {
         const PixelRect bar = ColourBarRect(place_);
         for (int y = bar.top; y < bar.bottom; ++y) {
             const double share = (bar.bottom - y - 0.5) / std::max(1, bar.Height());
-            device_.FillRect({bar.left, y, bar.right, y + 1}, MatrixColour(share));
+            device_.FillRect({bar.left, y, bar.right, y + 1}, MatrixColour(share, matrix.map));
         }
         const auto [low, high] = MatrixRange(matrix);
         const GraphScale scale(low, high, false, bar.bottom, -bar.Height());
@@ -202,9 +202,10 @@ uint32_t FromLightness(double lightness, double a, double b) {
 
 }  // namespace
 
-uint32_t MatrixColour(double share) {
+uint32_t MatrixColour(double share, ColourMap map) {
     // From a dark violet over blue and green to a light yellow: lightness and hue go evenly.
     const double at = std::clamp(share, 0.0, 1.0);
+    if (map == ColourMap::greys) return FromLightness(0.15 + 0.85 * at, 0.0, 0.0);
     const double hue = (300.0 - 195.0 * at) * M_PI / 180.0, strength = 0.12 + 0.05 * at;
     return FromLightness(0.28 + 0.65 * at, strength * std::cos(hue), strength * std::sin(hue));
 }

@@ -28,6 +28,6 @@ void PaintGraph(DrawDevice& device, const Graph& graph, std::span<const PanePlac
                 const PixelRect& area, const GraphLook& look);
 
 // From dark to light in even steps, as they are seen; `share` from 0 to 1.
-uint32_t MatrixColour(double share);
+uint32_t MatrixColour(double share, ColourMap map = ColourMap::colours);
 
 }  // namespace kymora

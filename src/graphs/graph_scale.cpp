@@ -100,6 +100,13 @@ void AddLayer(const GraphLayer& layer, AxisExtent& across, AxisExtent& up) {
         for (const double x : layer.x) across.Add(x);
         for (const double y : layer.y2) up.Add(y);
         break;
+    case LayerKind::raster:
+        for (const double x : layer.x) across.Add(x);
+        if (layer.y.empty()) break;
+        // Its rows are 1 high.
+        up.Add(*std::ranges::min_element(layer.y) - 0.5);
+        up.Add(*std::ranges::max_element(layer.y) + 0.5);
+        break;
     case LayerKind::rose:
         break;
     }

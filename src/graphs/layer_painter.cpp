@@ -102,6 +102,8 @@ void LayerPainter::Paint(const GraphLayer& layer) {
         return PaintArea(layer);
     case LayerKind::matrix:
         return PaintMatrix(layer);
+    case LayerKind::raster:
+        return PaintRaster(layer);
     case LayerKind::rose:
         return PaintRose(layer);
     }
@@ -319,7 +321,7 @@ void LayerPainter::PaintMatrix(const GraphLayer& layer) {
     const auto [low, high] = MatrixRange(layer);
     constexpr double shades = 255.0;
     std::vector<uint32_t> colours;
-    for (int i = 0; i <= 255; ++i) colours.push_back(MatrixColour(i / shades));
+    for (int i = 0; i <= 255; ++i) colours.push_back(MatrixColour(i / shades, layer.map));
     const auto across = CellsUnder(place_.x, plot_.left, plot_.right, layer.x[0], layer.x[1], layer.columns);
     const auto up = CellsUnder(place_.y, plot_.top, plot_.bottom, layer.y2[0], layer.y2[1], rows);
     const auto runs = RunsOf(across, plot_.left);
@@ -342,7 +344,8 @@ void LayerPainter::PaintMatrix(const GraphLayer& layer) {
                 }
             std::optional<uint32_t> colour;
             if (std::isfinite(most))
-                colour = colours[static_cast<size_t>(std::lround((most - low) / (high - low) * shades))];
+                colour = colours[static_cast<size_t>(
+                    std::lround(std::clamp((most - low) / (high - low), 0.0, 1.0) * shades))];
             if (colour != shown) {
                 flush(left);
                 shown = colour;
@@ -351,6 +354,90 @@ void LayerPainter::PaintMatrix(const GraphLayer& layer) {
             reached = right;
         }
         flush(reached);
+    }
+}
+
+// --- raster ---
+
+namespace {
+
+constexpr uint32_t isTaken = 0x80000000;  // a pixel with a colour
+constexpr double rowGap = 0.1;            // of a row, above and below its marks
+
+// The marks of one row of stimuli, and the pixels that they take once all are there.
+class RasterRow {
+  public:
+    explicit RasterRow(size_t width) : line_(width) {}
+
+    void Mark(size_t column, uint32_t colour) {
+        if (line_[column] == 0) columns_.push_back(column);
+        line_[column] = colour | isTaken;
+    }
+    void MoveTo(std::vector<uint32_t>& cells, int top, int bottom) {
+        for (const size_t column : columns_) {
+            for (int row = top; row < bottom; ++row)
+                cells[static_cast<size_t>(row) * line_.size() + column] = line_[column];
+            line_[column] = 0;
+        }
+        columns_.clear();
+    }
+
+  private:
+    std::vector<uint32_t> line_;
+    std::vector<size_t> columns_;
+};
+
+}  // namespace
+
+// Marks that fall on one pixel are drawn once, the last one over the others.
+void LayerPainter::PaintRaster(const GraphLayer& layer) {
+    const int width = plot_.Width(), height = plot_.Height();
+    if (width <= 0 || height <= 0) return;
+    std::vector<uint32_t> cells(static_cast<size_t>(width) * static_cast<size_t>(height));
+    RasterRow row(static_cast<size_t>(width));
+    const auto pixelRow = [&](double y) {
+        return std::clamp(static_cast<int>(std::lround(HeldY(place_.y.ToPixel(y)))) - plot_.top, 0, height);
+    };
+    const bool hasColours = layer.colours.size() == layer.x.size();
+    uint32_t own = layer.colour, seen = colour_;  // the colour that was asked for last, and as it is seen
+    const size_t count = CountOf(layer);
+    const int leftHalf = (layer.width - 1) / 2;
+    for (size_t i = 0; i < count;) {
+        const double y = layer.y[i];
+        const int top = std::min(pixelRow(y + 0.5 - rowGap), height - 1);
+        const bool isSeen = y + 0.5 > place_.box.bottom && y - 0.5 < place_.box.top;
+        for (; i < count && layer.y[i] == y; ++i) {
+            // From beyond the plot, so that what is above 0 is cut as it is rounded down.
+            const double x = place_.x.ToPixel(layer.x[i]) - plot_.left + layer.width;
+            if (!isSeen || !(x > 0.0 && x < width + 2 * layer.width)) continue;
+            if (hasColours && layer.colours[i] != own) {
+                own = layer.colours[i];
+                seen = SeenOn(own, look_.paper);
+            }
+            const int left = static_cast<int>(x) - layer.width - leftHalf;
+            for (int column = std::max(left, 0); column < std::min(left + layer.width, width); ++column)
+                row.Mark(static_cast<size_t>(column), seen);
+        }
+        if (isSeen) row.MoveTo(cells, top, std::max(top + 1, pixelRow(y - 0.5 + rowGap)));
+    }
+    FillRuns(cells);
+}
+
+// Pixel rows that are equal are filled at once.
+void LayerPainter::FillRuns(std::span<const uint32_t> cells) {
+    const auto width = static_cast<size_t>(plot_.Width());
+    const auto rowOf = [&](int row) { return cells.subspan(static_cast<size_t>(row) * width, width); };
+    for (int top = 0, bottom = 0; top < plot_.Height(); top = bottom) {
+        for (bottom = top + 1; bottom < plot_.Height() && std::ranges::equal(rowOf(top), rowOf(bottom));)
+            ++bottom;
+        const auto row = rowOf(top);
+        for (size_t first = 0, end = 0; first < width; first = end) {
+            for (end = first + 1; end < width && row[end] == row[first];) ++end;
+            if (row[first] == 0) continue;
+            device_.FillRect({plot_.left + static_cast<int>(first), plot_.top + top,
+                              plot_.left + static_cast<int>(end), plot_.top + bottom},
+                             row[first] & ~isTaken);
+        }
     }
 }
 

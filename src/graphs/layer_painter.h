@@ -31,6 +31,8 @@ class LayerPainter {
     void PaintMarks(const GraphLayer& layer);
     void PaintArea(const GraphLayer& layer);
     void PaintMatrix(const GraphLayer& layer);
+    void PaintRaster(const GraphLayer& layer);
+    void FillRuns(std::span<const uint32_t> cells);
     void PaintRose(const GraphLayer& layer);
     uint32_t FillOf(const GraphLayer& layer) const;
     double Base(const GraphLayer& layer) const;

@@ -119,10 +119,7 @@ void HistAnalysis::WarnOfStimuli(HistFound::Chance& chance) {
         least = std::min(least, input_.times2[i] - input_.times2[i - 1]);
     const double range = settings_.maximum - settings_.minimum;
     if (!(least + RoundingOfLags(input_.times2, {}) < range)) return;
-    chance.warning = fmt::format("WARNING: the minimum time between stimuli is {:.1f}\r\nwhich is less "
-                                 "than the histogram range of "
-                                 "{:.1f}\r\nThe results will be distored. Decrease histogram width.",
-                                 least, range);
+    chance.warning = fmt::format(closeStimuliText, least, range);
     Tell(seeMessageText);
 }
 

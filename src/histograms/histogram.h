@@ -16,6 +16,12 @@
 
 namespace kymora {
 
+// Takes the shortest time between stimuli and the length of the range, ms.
+inline constexpr const char* closeStimuliText =
+    "WARNING: the minimum time between stimuli is {:.1f}\r\nwhich is less than the histogram range of "
+    "{:.1f}\r\nThe "
+    "results will be distored. Decrease histogram width.";
+
 // The counts in their range.
 struct CHist {
     BinGrid grid;

@@ -27,6 +27,14 @@ std::vector<LatencyMark> MakeLatencyMarks(std::span<const int64_t> stimuli,
 // without one stand last, in the order of stimuli.
 std::vector<int32_t> RowsByLatency(std::span<const LatencyMark> marks, int32_t stimuli);
 
+// Responses to a stimulus in bins of latency, smoothed by four moving averages: the mean over all stimuli,
+// and its standard error. A half window of 0 leaves the counts; one stimulus has a standard error of 0.
+struct SmoothedResponses {
+    std::vector<double> mean, standardError;
+};
+SmoothedResponses SmoothResponses(std::span<const LatencyMark> marks, int32_t stimuli, double from,
+                                  double width, int bins, int halfWindow, const Poll& poll = {});
+
 // The shortest time between neighbouring stimuli that are not at one place; 0 where there is none.
 int64_t ShortestInterval(std::span<const int64_t> ascending);
 

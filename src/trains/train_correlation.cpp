@@ -15,14 +15,14 @@ double TilingTerm(double share, double chance) {
     return rest > 0.0 ? (share - chance) / rest : 1.0;
 }
 
-double ShareWithin(std::span<const int64_t> onsets, std::span<const SampleStretch> coverage) {
+double ShareWithin(std::span<const int64_t> onsets, std::span<const TrainStretch> coverage) {
     return static_cast<double>(CountWithin(onsets, coverage)) / static_cast<double>(onsets.size());
 }
 
 }  // namespace
 
 CoveredTrain CoverTrain(std::span<const int64_t> onsets, int64_t from, int64_t to,
-                        std::span<const SampleStretch> region) {
+                        std::span<const TrainStretch> region) {
     CoveredTrain train;
     train.onsets = PositionsWithin(onsets, region);
     train.coverage = CoverageOf(train.onsets, from, to, region);
@@ -83,7 +83,7 @@ std::vector<double> TilingOfAll(std::span<const CoveredTrain> trains, const Poll
 }
 
 std::vector<double> TilingAgainstLag(const CoveredTrain& a, std::span<const int64_t> b, int64_t halfWindow,
-                                     std::span<const int64_t> lags, std::span<const SampleStretch> region,
+                                     std::span<const int64_t> lags, std::span<const TrainStretch> region,
                                      const Poll& poll) {
     std::vector<double> all;
     std::vector<int64_t> moved(b.size());

@@ -15,12 +15,12 @@ namespace kymora {
 // A train within a region, with the time around its events.
 struct CoveredTrain {
     std::vector<int64_t> onsets;  // in the region, ascending
-    std::vector<SampleStretch> coverage;
+    std::vector<TrainStretch> coverage;
     double share = 0.0;  // of the region that is covered, 0 to 1
 };
 // Of the samples `from` to `to` after each onset. The region is joined.
 CoveredTrain CoverTrain(std::span<const int64_t> onsets, int64_t from, int64_t to,
-                        std::span<const SampleStretch> region);
+                        std::span<const TrainStretch> region);
 
 // Below so many expected events the test of the index does not hold.
 inline constexpr double leastExpected = 5.0;
@@ -54,7 +54,7 @@ std::vector<double> TilingOfAll(std::span<const CoveredTrain> trains, const Poll
 // by how much b follows a. Events that leave the region with the move do not count; not-a-number where none
 // is left. Throws Cancelled.
 std::vector<double> TilingAgainstLag(const CoveredTrain& a, std::span<const int64_t> b, int64_t halfWindow,
-                                     std::span<const int64_t> lags, std::span<const SampleStretch> region,
+                                     std::span<const int64_t> lags, std::span<const TrainStretch> region,
                                      const Poll& poll = {});
 
 }  // namespace kymora

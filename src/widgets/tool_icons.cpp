@@ -174,16 +174,17 @@ void DrawZoomRectangle(const Brush& b) {
     b.Line({{18.4, 17.4}, {21.5, 20.5}});
 }
 
-// Arrows to all sides.
-// A loop round some points.
-void DrawOutline(const Brush& b) {
-    b.Pen(b.ink);
-    b.painter.drawEllipse(QRectF(3.5, 5, 16, 11));
-    b.Line({{7, 15}, {4, 20}});
-    b.Pen(b.accent, 2.6);
-    for (const QPointF at : {QPointF(9, 9), QPointF(14, 10), QPointF(11, 12.5)}) b.painter.drawPoint(at);
+// A dashed rectangle with marks in it.
+void DrawSelect(const Brush& b) {
+    b.Pen(b.ink, 1.4);
+    b.painter.setPen(QPen(b.ink, 1.4, Qt::DashLine, Qt::FlatCap));
+    b.painter.drawRect(QRectF(3, 4, 18, 16));
+    b.Pen(b.accent);
+    for (const double x : {8.0, 12.0, 16.0})
+        b.Line({{x, x == 12.0 ? 8.0 : 10.0}, {x, x == 12.0 ? 14.0 : 16.0}});
 }
 
+// Arrows to all sides.
 void DrawPan(const Brush& b) {
     b.Pen(b.ink);
     b.Line({{12, 3}, {12, 21}});
@@ -259,7 +260,7 @@ const std::map<std::string, Draw, std::less<>>& Pictures() {
         {"annotation-add", DrawAnnotation},
         {"graph-zoom", DrawZoomRectangle},
         {"graph-pan", DrawPan},
-        {"graph-outline", DrawOutline},
+        {"graph-select", DrawSelect},
         {"graph-grid", DrawGrid},
         {"graph-values", DrawValues},
         {"graph-drop-lines", DrawDropLines},

@@ -81,6 +81,47 @@ TEST_F(GraphWidgetTest, APointThatStandsForAnEventIsChosenByAClick) {
     EXPECT_EQ(chosen[0][1].toInt(), 50);
 }
 
+TEST_F(GraphWidgetTest, AnAreaIsSelectedByWholeRows) {
+    GraphPane pane = Pane({{LayerKind::raster, "", red, {10, 40, 90}, {1, 2, 3}}});
+    pane.x.limits = {0.0, 100.0};
+    pane.area = {0, 0, 0.5, 0.5, "from", "to", "first", "last", true};
+    QSignalSpy offered(&widget, &GraphWidget::SelectionOffered);
+    std::vector<GraphArea> areas;
+    QObject::connect(&widget, &GraphWidget::AreaSet,
+                     [&](int, const GraphArea& area) { areas.push_back(area); });
+    widget.SetGraph(OfPanes({pane}));
+    ASSERT_EQ(offered.size(), 1);
+    const GraphBox whole = Shown();
+    widget.SetMode(GraphWidget::Mode::select);
+    Drag(At(30, 2.7), At(60, 1.8));
+    EXPECT_EQ(Shown(), whole) << "nothing is zoomed";
+    ASSERT_EQ(areas.size(), 1u);
+    EXPECT_NEAR(areas[0].left, 30.0, 0.6);
+    EXPECT_NEAR(areas[0].right, 60.0, 0.6);
+    // From the middle of row 2 to that of row 3.
+    EXPECT_EQ(areas[0].bottom, 1.5);
+    EXPECT_EQ(areas[0].top, 3.5);
+    widget.SetGraph({});
+    EXPECT_EQ(offered.size(), 2);
+}
+
+TEST_F(GraphWidgetTest, PointsAreChosenByDraggingRoundThem) {
+    GraphPane pane = Pane({{LayerKind::points, "", red, {1, 2, 3}, {1, 3, 2}}});
+    pane.takesOutlines = true;
+    widget.SetGraph(OfPanes({pane}));
+    const GraphBox whole = Shown();
+    std::vector<std::pair<double, double>> corners;
+    QObject::connect(&widget, &GraphWidget::Outlined, [&](int, const auto& drawn) { corners = drawn; });
+    widget.SetMode(GraphWidget::Mode::select);
+    QTest::mousePress(&widget, Qt::LeftButton, {}, At(1.5, 1.5));
+    for (const auto& [x, y] : {std::pair{2.5, 1.5}, {2.0, 2.8}}) QTest::mouseMove(&widget, At(x, y));
+    QTest::mouseRelease(&widget, Qt::LeftButton, {}, At(2.0, 2.8));
+    EXPECT_EQ(Shown(), whole) << "nothing is zoomed";
+    ASSERT_EQ(corners.size(), 3u);
+    EXPECT_NEAR(corners[1].first, 2.5, 0.02);
+    EXPECT_NEAR(corners[2].second, 2.8, 0.02);
+}
+
 TEST_F(GraphWidgetTest, APeakOfOneSampleAmongMillionsIsDrawn) {
     for (const size_t count : {size_t{50}, size_t{900}, size_t{100000}, size_t{1000000}}) {
         const size_t at = count / 3 + 1;

@@ -212,6 +212,51 @@ TEST(GraphPainterTest, WhatLiesUnderAPixelIsTold) {
     EXPECT_FALSE(at(2.5, 5.2)->isValue) << "no point is near";
 }
 
+TEST(GraphPainterTest, MarksOfARasterStandInTheirRows) {
+    GraphLayer raster = Layer(LayerKind::raster, {10, 20, 20, 90, 50}, {1, 1, 1, 2, 4});
+    raster.colours = {0x0000FF, 0x00FF00, 0xFF0000, 0x0000FF, 0x0000FF};
+    raster.width = 3;
+    GraphPane pane = Pane({raster});
+    pane.x.limits = {0.0, 100.0};
+    pane.y.limits = {0.5, 3.5};
+    const Painted painted = Paint(OfPane(pane));
+    const PanePlace& place = painted.places[0];
+    const auto red = painted.device.RectsOf(0x0000FF);
+    ASSERT_EQ(red.size(), 2u);  // the row above the limits is not seen
+    const PixelRect& first = red[1].rect;
+    EXPECT_EQ(first.Width(), 3);
+    EXPECT_NEAR((first.left + first.right) / 2.0, place.x.ToPixel(10.0), 1.0);
+    EXPECT_NEAR(first.top, place.y.ToPixel(1.4), 1.0);
+    EXPECT_NEAR(first.bottom, place.y.ToPixel(0.6), 1.0);
+    // Of two marks on one pixel the last one is seen.
+    EXPECT_TRUE(painted.device.RectsOf(0x00FF00).empty());
+    EXPECT_EQ(painted.device.RectsOf(0xFF0000).size(), 1u);
+}
+
+TEST(GraphPainterTest, AnAxisOfNamesHasThemInTheMiddleOfTheirSteps) {
+    GraphLayer matrix{LayerKind::matrix};
+    matrix.columns = 2;
+    matrix.x = {0, 2};
+    matrix.y2 = {0, 2};
+    matrix.y = {1, nothing, 3, 9};
+    matrix.range = {1.0, 5.0};
+    GraphPane pane = Pane({matrix});
+    pane.x.names = pane.y.names = {"aa", "bb"};
+    const Painted painted = Paint(OfPane(pane));
+    const PanePlace& place = painted.places[0];
+    ASSERT_EQ(place.xTicks.size(), 2u);
+    EXPECT_EQ(place.xTicks[1].text, "bb");
+    EXPECT_EQ(place.xTicks[1].at, 1.5);
+    // Beyond the fixed range a cell has the colour of its end, and a cell without a value none.
+    EXPECT_FALSE(painted.device.RectsOf(MatrixColour(1.0)).empty());
+    const auto at = [&](double x, double y) {
+        return ReadGraph(pane, place, static_cast<int>(place.x.ToPixel(x)),
+                         static_cast<int>(place.y.ToPixel(y)));
+    };
+    EXPECT_EQ(at(0.5, 1.5)->lines.back(), "value: 3");
+    EXPECT_EQ(at(1.5, 0.5)->lines.back(), "value: no data");
+}
+
 TEST(GraphPainterTest, ColoursOfAMatrixGoEvenlyFromDarkToLight) {
     double before = -1.0;
     for (int i = 0; i <= 20; ++i) {

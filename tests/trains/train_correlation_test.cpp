@@ -12,7 +12,7 @@
 namespace kymora {
 namespace {
 
-using Stretches = std::vector<SampleStretch>;
+using Stretches = std::vector<TrainStretch>;
 
 TEST(TrainCoverage, IsThatOfASampleBySampleTable) {
     std::mt19937 random(3);
@@ -28,7 +28,7 @@ TEST(TrainCoverage, IsThatOfASampleBySampleTable) {
         std::sort(onsets.begin(), onsets.end());
         const int64_t from = reach(random), to = reach(random);
         std::vector<bool> inRegion(1000), isCovered(1000);
-        for (const SampleStretch& block : blocks)
+        for (const TrainStretch& block : blocks)
             for (int64_t at = block.first; at < block.end; ++at) inRegion[static_cast<size_t>(at)] = true;
         int64_t covered = 0, inside = 0;
         for (size_t at = 0; at < 1000; ++at) {

@@ -25,7 +25,8 @@ LiveRun::LiveRun(CBatchBaseDlg& block, std::function<bool()> mayRun, QObject* pa
 LiveRun::~LiveRun() = default;
 
 void LiveRun::Restart() {
-    if (isOutdated_ || settings_ != block_.Settings()) start_.start();
+    const bool changesNothing = block_.WhatItAffects() == Affects::nothing;
+    if (changesNothing && (isOutdated_ || settings_ != block_.Settings())) start_.start();
 }
 
 void LiveRun::RunNow() {

@@ -26,7 +26,7 @@ class LiveRun : public QObject {
     // The recording, or what is seen of it, has changed.
     void Outdate() { isOutdated_ = true; }
     // Runs anew, soon, where the settings are others than those of the last run or something else has
-    // changed.
+    // changed. Not where they have it change the recording: that waits until it is asked for.
     void Restart();
     // Runs now, and waits for it.
     void RunNow();

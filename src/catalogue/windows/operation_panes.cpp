@@ -32,6 +32,7 @@ void MakeBlank(GraphPane& pane) {
     pane.layers.clear();
     pane.lines.clear();
     pane.mean.reset();
+    pane.area.reset();
     pane.text.clear();
 }
 
@@ -160,6 +161,10 @@ void OperationPanes::ShowGraph(bool isBlank) {
         if (isBlank) MakeBlank(pane);
         for (GraphLine& line : pane.lines) hold(line.parameter);
         hold(pane.autoParameter);
+        if (pane.area)
+            for (std::string* key : {&pane.area->leftParameter, &pane.area->rightParameter,
+                                     &pane.area->bottomParameter, &pane.area->topParameter})
+                hold(*key);
         // A flag that can be taken away stands before them.
         if (!pane.autoParameter.empty()) continue;
         hold(pane.lowerParameter);
@@ -183,6 +188,8 @@ void OperationPanes::MakeGraph() {
             });
     connect(&widget, &GraphWidget::LimitsSet, this,
             [this, pane](int i, double low, double high) { emit LimitsDragged(pane(i), low, high); });
+    connect(&widget, &GraphWidget::AreaSet, this,
+            [this](int, const GraphArea& area) { emit AreaDragged(area); });
     connect(&widget, &GraphWidget::LimitsFreed, this, [this, pane](int i) { emit LimitsFreed(pane(i)); });
     Arrange();
 }

@@ -62,6 +62,8 @@ class OperationPanes : public QSplitter {
     // keys belong to no parameter.
     void Dragged(const QString& key, double value);
     void LimitsDragged(const GraphPane& pane, double low, double high);
+    // What is selected in a pane.
+    void AreaDragged(const GraphArea& area);
     // The limits are to follow the values.
     void LimitsFreed(const GraphPane& pane);
     // A point of the graph that stands for an event of a channel was clicked.

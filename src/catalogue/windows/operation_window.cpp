@@ -114,6 +114,13 @@ void OperationWindow::MakeWindow(const Labels& labels) {
                          {pane.lowerParameter, PreciseNumber(low)},
                          {pane.upperParameter, PreciseNumber(high)}});
             });
+    connect(panes_, &OperationPanes::AreaDragged, this, [this](const GraphArea& area) {
+        const double half = area.hasRows ? 0.5 : 0.0;
+        TakeSet({{area.leftParameter, PreciseNumber(area.left)},
+                 {area.rightParameter, PreciseNumber(area.right)},
+                 {area.bottomParameter, PreciseNumber(area.bottom + half)},
+                 {area.topParameter, PreciseNumber(area.top - half)}});
+    });
     connect(panes_, &OperationPanes::LimitsFreed, this, [this](const GraphPane& pane) {
         TakeSet({{pane.autoParameter, "1"}});
     });

@@ -92,17 +92,18 @@ void GraphPanel::MakeActions() {
                     Qt::Key_M, &GraphHabits::pans);
     zoom_->setCheckable(true);
     zoom_->setChecked(!session_.graphs.pans);
+    // Of graphs in which something can be selected, where it is what dragging does at first.
+    select_ = AddAction("graphSelect", "graph-select", tr("Se&lect"), tr("Dragging in the graph selects"),
+                        Qt::Key_S, [] {});
+    select_->setCheckable(true);
+    select_->setVisible(false);
     auto* modes = new QActionGroup(this);
-    modes->addAction(zoom_);
-    modes->addAction(pan_);
-    outline_ = AddAction("graphOutline", "graph-outline", tr("Drag &round points"),
-                         tr("Dragging goes round points, which are then chosen"), Qt::Key_L, [] {});
-    outline_->setCheckable(true);
-    outline_->setChecked(true);
-    outline_->setVisible(false);
-    connect(outline_, &QAction::toggled, widget_, &GraphWidget::SetOutlines);
-    for (QAction* mode : {zoom_, pan_})
-        connect(mode, &QAction::triggered, this, [this] { outline_->setChecked(false); });
+    for (QAction* mode : {zoom_, pan_, select_}) modes->addAction(mode);
+    connect(select_, &QAction::toggled, this, &GraphPanel::TakeHabits);
+    connect(widget_, &GraphWidget::SelectionOffered, this, [this](bool isThere) {
+        select_->setVisible(isThere);
+        (isThere ? select_ : zoom_)->setChecked(true);
+    });
     grid_ = AddCheck("graphGrid", "graph-grid", tr("&Grid"), tr("Lines through the graph at the numbers"),
                      Qt::Key_G, &GraphHabits::hasGrid);
     values_ = AddCheck("graphValues", "graph-values", tr("&Values under the mouse"),
@@ -151,12 +152,7 @@ void GraphPanel::MakeBar() {
     bar_->addSpacing(groupGap);
     AddButton(zoom_);
     AddButton(pan_);
-    QToolButton* outline = AddButton(outline_);
-    outline->hide();
-    connect(widget_, &GraphWidget::GraphSet, this, [this, outline] {
-        outline_->setVisible(widget_->TakesOutlines());
-        outline->setVisible(widget_->TakesOutlines());
-    });
+    AddButton(select_);
     bar_->addSpacing(groupGap);
     for (QAction* action : {grid_, values_, dropLines_}) AddButton(action);
     bar_->addSpacing(groupGap);
@@ -167,7 +163,7 @@ void GraphPanel::MakeBar() {
     copy->setAccessibleName(tr("Copy graph"));
     bar_->addStretch(1);
     menu_ = new QMenu(this);
-    menu_->addActions({showAll_, zoom_, pan_, outline_});
+    menu_->addActions({showAll_, zoom_, pan_, select_});
     menu_->addSeparator();
     menu_->addActions({grid_, values_, dropLines_});
     menu_->addSeparator();
@@ -176,7 +172,8 @@ void GraphPanel::MakeBar() {
 
 void GraphPanel::TakeHabits() {
     const GraphHabits& habits = session_.graphs;
-    widget_->SetMode(habits.pans ? GraphWidget::Mode::pan : GraphWidget::Mode::zoom);
+    using Mode = GraphWidget::Mode;
+    widget_->SetMode(select_->isChecked() ? Mode::select : habits.pans ? Mode::pan : Mode::zoom);
     widget_->SetGrid(habits.hasGrid);
     widget_->SetReading(habits.tellsValues);
     widget_->SetDropLines(habits.hasDropLines);

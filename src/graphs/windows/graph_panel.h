@@ -66,7 +66,7 @@ class GraphPanel : public QWidget {
     GraphWidget* widget_;
     QHBoxLayout* bar_ = nullptr;
     QMenu *menu_ = nullptr, *copies_ = nullptr;
-    QAction *showAll_ = nullptr, *zoom_ = nullptr, *pan_ = nullptr, *outline_ = nullptr, *grid_ = nullptr,
+    QAction *showAll_ = nullptr, *zoom_ = nullptr, *pan_ = nullptr, *select_ = nullptr, *grid_ = nullptr,
             *values_ = nullptr, *dropLines_ = nullptr, *copyPicture_ = nullptr, *copyVectors_ = nullptr,
             *copyText_ = nullptr, *save_ = nullptr, *onePane_ = nullptr;
 };

@@ -34,6 +34,15 @@ void HoldEnds(bool isLog, double& low, double& high, double least, double greate
     high = value(from + width);
 }
 
+// Lets what lies under it be seen.
+void PaintRectangle(QPainter& painter, const QRect& rectangle, const QColor& colour) {
+    QColor fill = colour;
+    fill.setAlpha(50);
+    painter.setPen(colour);
+    painter.setBrush(fill);
+    painter.drawRect(rectangle);
+}
+
 }  // namespace
 
 GraphWidget::GraphWidget(QWidget* parent) : QWidget(parent) {
@@ -57,6 +66,7 @@ void GraphWidget::SetGraph(Graph graph) {
     std::vector<bool> hasNewLimits;
     for (size_t i = 0; i < graph.panes.size(); ++i)
         hasNewLimits.push_back(!isSame || graph.panes[i].x.limits != given_.panes[i].x.limits);
+    const bool couldSelect = CanSelect();
     given_ = std::move(graph);
     std::optional<GraphLine> dragged;
     if (drag_ && drag_->what == Drag::What::line)
@@ -73,7 +83,10 @@ void GraphWidget::SetGraph(Graph graph) {
         // Limits that are parameters have the last word, but not before the operation has taken up new ones.
         if (HasLimitParameters(i) && hasNewLimits[i]) chosen_[i].x = false;
         // An axis under the mouse stays there until it is let go.
-        if (drag_ && drag_->what != Drag::What::line && drag_->what != Drag::What::rectangle) continue;
+        const bool isAtAxis =
+            drag_ && (drag_->what == Drag::What::pan || drag_->what == Drag::What::moveAxis ||
+                      drag_->what == Drag::What::stretchAxis);
+        if (isAtAxis) continue;
         const bool keepsX = Keeps(i, true), keepsY = Keeps(i, false);
         if (!keepsX) std::tie(boxes_[i].left, boxes_[i].right) = std::tie(whole_[i].left, whole_[i].right);
         if (!keepsY) std::tie(boxes_[i].bottom, boxes_[i].top) = std::tie(whole_[i].bottom, whole_[i].top);
@@ -88,11 +101,7 @@ void GraphWidget::SetGraph(Graph graph) {
     }
     if (stop_ && stop_->line >= static_cast<int>(graph_.panes[stop_->pane].lines.size())) stop_->line = -1;
     Arrange();
-    emit GraphSet();
-}
-
-bool GraphWidget::TakesOutlines() const {
-    return std::ranges::any_of(graph_.panes, &GraphPane::takesOutlines);
+    if (couldSelect != CanSelect()) emit SelectionOffered(CanSelect());
 }
 
 void GraphWidget::ApplyChoices() {
@@ -333,13 +342,10 @@ void GraphWidget::PaintOverlay(QPainter& painter) {
     }
     painter.setRenderHint(QPainter::Antialiasing, false);
     const QColor highlight = palette().color(QPalette::Highlight);
-    if (drag_ && drag_->what == Drag::What::rectangle) {
-        QColor fill = highlight;
-        fill.setAlpha(50);
-        painter.setPen(highlight);
-        painter.setBrush(fill);
-        painter.drawRect(QRect(drag_->from, drag_->to).normalized());
-    }
+    const bool isArea = drag_ && drag_->what == Drag::What::area;
+    if (!isArea) PaintAreas(painter);
+    if (isArea || (drag_ && drag_->what == Drag::What::rectangle))
+        PaintRectangle(painter, QRect(drag_->from, drag_->to).normalized(), highlight);
     if (drag_ && drag_->what == Drag::What::outline) {
         QColor fill = highlight;
         fill.setAlpha(50);
@@ -353,6 +359,20 @@ void GraphWidget::PaintOverlay(QPainter& painter) {
     if (stop_ && stop_->pane < places_.size() && places_.size() > 1) {
         const PixelRect& area = places_[stop_->pane].area;
         painter.drawRect(QRect(area.left + 2, area.top + 2, area.Width() - 5, area.Height() - 5));
+    }
+}
+
+// What is selected in each pane, as far as it is seen.
+void GraphWidget::PaintAreas(QPainter& painter) {
+    for (size_t i = 0; i < places_.size(); ++i) {
+        const auto& area = graph_.panes[i].area;
+        if (!area || !(area->left < area->right) || !(area->bottom < area->top)) continue;
+        const PixelRect& plot = places_[i].plot;
+        const QRectF whole(QPointF(places_[i].x.ToPixel(area->left), places_[i].y.ToPixel(area->top)),
+                           QPointF(places_[i].x.ToPixel(area->right), places_[i].y.ToPixel(area->bottom)));
+        const QRectF seen = whole & QRectF(plot.left, plot.top, plot.Width(), plot.Height());
+        if (!seen.isEmpty())
+            PaintRectangle(painter, seen.toAlignedRect(), palette().color(QPalette::Highlight));
     }
 }
 

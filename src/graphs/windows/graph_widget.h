@@ -5,8 +5,8 @@
 // axis along that one. Dragging in a plot zooms to a rectangle or moves what is seen, as the mode is;
 // dragging an axis moves it, and by an end of it stretches it. A double click in a plot shows all, on an axis
 // it asks for its limits. By the keyboard: +, - and the arrows (with Ctrl vertically), Home; Tab goes to the
-// next pane or line, and the arrows move a line by a pixel, with Shift by ten. In a pane that takes outlines
-// dragging goes round points, where that is switched on.
+// next pane or line, and the arrows move a line by a pixel, with Shift by ten. In a pane in which something
+// can be selected, the mode select draws a rectangle, or an outline round points.
 
 #include <QImage>
 #include <QTimer>
@@ -25,7 +25,7 @@ class GraphWidget : public QWidget {
     Q_OBJECT
 
   public:
-    enum class Mode { zoom, pan };
+    enum class Mode { zoom, pan, select };  // of a pane in which nothing can be selected, select is zoom
 
     explicit GraphWidget(QWidget* parent = nullptr);
 
@@ -41,8 +41,6 @@ class GraphWidget : public QWidget {
     QPointF PixelOf(size_t pane, double x, double y) const;
 
     void SetMode(Mode mode) { mode_ = mode; }
-    void SetOutlines(bool draws) { drawsOutlines_ = draws; }
-    bool TakesOutlines() const;
     void SetGrid(bool hasGrid);
     void SetReading(bool tells);
     void SetDropLines(bool has);
@@ -68,11 +66,14 @@ class GraphWidget : public QWidget {
     // All of such a pane is to be shown again.
     void LimitsFreed(int pane);
     void AxisAsked(int pane, bool isX);
+    // The user has dragged the area of a pane.
+    void AreaSet(int pane, const GraphArea& area);
+    // There is a pane now in which something can be selected, or there is none any more.
+    void SelectionOffered(bool isThere);
     // A point that stands for an event was clicked.
     void EventChosen(int channel, int event);
     // The user has dragged round something: the corners, in the units of the axes.
     void Outlined(int pane, const std::vector<std::pair<double, double>>& corners);
-    void GraphSet();
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -97,7 +98,7 @@ class GraphWidget : public QWidget {
         bool operator==(const Stop&) const = default;
     };
     struct Drag {
-        enum class What { rectangle, outline, pan, line, moveAxis, stretchAxis };
+        enum class What { rectangle, area, outline, pan, line, moveAxis, stretchAxis };
         What what = What::rectangle;
         GraphHit hit;
         QPoint from, to;
@@ -135,7 +136,11 @@ class GraphWidget : public QWidget {
     void Zoom(size_t pane, double factor, QPointF about, bool across, bool up);
     void Move(size_t pane, double across, double up);
     void ZoomTo(size_t pane, const QRect& dragged);
+    Drag::What DragIn(const GraphPane& pane) const;
     void SendOutline(const Drag& drag);
+    void SelectIn(size_t pane, const QRect& dragged);
+    bool CanSelect() const;
+    void PaintAreas(QPainter& painter);
     void ShowAllOf(size_t pane);
 
     void StartDrag(const GraphHit& hit, QPoint at, bool isMiddle, bool isStretch);
@@ -164,7 +169,7 @@ class GraphWidget : public QWidget {
     bool isStale_ = true;
 
     Mode mode_ = Mode::zoom;
-    bool hasGrid_ = true, tells_ = true, hasDropLines_ = false, drawsOutlines_ = true;
+    bool hasGrid_ = true, tells_ = true, hasDropLines_ = false;
     std::optional<Drag> drag_;
     std::optional<QPoint> pointer_;
     std::optional<Stop> stop_;

@@ -61,6 +61,29 @@ void GraphWidget::ZoomTo(size_t pane, const QRect& dragged) {
     if (box != boxes_[pane]) SetBox(pane, box);
 }
 
+// To the ends of the pixels that were gone over.
+void GraphWidget::SelectIn(size_t pane, const QRect& dragged) {
+    const PanePlace& place = places_[pane];
+    GraphArea area = *graph_.panes[pane].area;
+    area.left = place.x.ToValue(dragged.left());
+    area.right = place.x.ToValue(dragged.right() + 1);
+    area.bottom = place.y.ToValue(dragged.bottom() + 1);
+    area.top = place.y.ToValue(dragged.top());
+    const double pixel = std::abs(place.x.ToValue(1.0) - place.x.ToValue(0.0));
+    area.left = RoundedWithin(area.left, pixel);
+    area.right = RoundedWithin(area.right, pixel);
+    if (area.hasRows) {
+        area.bottom = std::floor(area.bottom + 0.5) - 0.5;
+        area.top = std::ceil(area.top - 0.5) + 0.5;
+    }
+    emit AreaSet(static_cast<int>(pane), area);
+}
+
+bool GraphWidget::CanSelect() const {
+    return std::ranges::any_of(graph_.panes,
+                               [](const GraphPane& pane) { return pane.area || pane.takesOutlines; });
+}
+
 void GraphWidget::wheelEvent(QWheelEvent* event) {
     const QPoint angle = event->angleDelta();
     const QPoint at = event->position().toPoint();
@@ -99,8 +122,13 @@ bool GraphWidget::IsAtEnd(const GraphHit& hit, QPoint at, bool& isLow) const {
     return share < axisEndShare || share > 1.0 - axisEndShare;
 }
 
+GraphWidget::Drag::What GraphWidget::DragIn(const GraphPane& pane) const {
+    if (mode_ == Mode::pan) return Drag::What::pan;
+    if (mode_ == Mode::select && pane.takesOutlines) return Drag::What::outline;
+    return mode_ == Mode::select && pane.area ? Drag::What::area : Drag::What::rectangle;
+}
+
 void GraphWidget::StartDrag(const GraphHit& hit, QPoint at, bool isMiddle, bool isStretch) {
-    const bool isPan = isMiddle || mode_ == Mode::pan;
     Drag drag;
     drag.hit = hit;
     drag.from = drag.to = at;
@@ -113,11 +141,8 @@ void GraphWidget::StartDrag(const GraphHit& hit, QPoint at, bool isMiddle, bool 
         break;
     case GraphHit::What::plot:
         if (isRose) return;
-        drag.what = isPan ? Drag::What::pan : Drag::What::rectangle;
-        if (drawsOutlines_ && graph_.panes[hit.pane].takesOutlines && !isMiddle) {
-            drag.what = Drag::What::outline;
-            drag.corners = {at};
-        }
+        drag.what = isMiddle ? Drag::What::pan : DragIn(graph_.panes[hit.pane]);
+        if (drag.what == Drag::What::outline) drag.corners = {at};
         break;
     case GraphHit::What::xAxis:
     case GraphHit::What::yAxis: {
@@ -148,6 +173,7 @@ void GraphWidget::DragTo(QPoint at) {
     const QPoint way = at - drag_->from;
     switch (drag_->what) {
     case Drag::What::rectangle:
+    case Drag::What::area:
         drag_->to = {std::clamp(at.x(), plot.left, plot.right - 1),
                      std::clamp(at.y(), plot.top, plot.bottom - 1)};
         return update();
@@ -223,7 +249,8 @@ void GraphWidget::ChooseEvent(size_t pane, QPoint at) {
     const auto reading = ReadGraph(graph_.panes[pane], places_[pane], at.x(), at.y());
     if (!reading || !reading->isValue) return;
     const GraphLayer& layer = graph_.panes[pane].layers[reading->layer];
-    if (layer.kind == LayerKind::points && reading->point < layer.events.size())
+    const bool isPoint = layer.kind == LayerKind::points || layer.kind == LayerKind::raster;
+    if (isPoint && reading->point < layer.events.size())
         emit EventChosen(layer.channel, layer.events[reading->point]);
 }
 
@@ -232,7 +259,10 @@ void GraphWidget::EndDrag() {
     const size_t pane = drag.hit.pane;
     if (drag.what == Drag::What::rectangle) ZoomTo(pane, QRect(drag.from, drag.to).normalized());
     const bool isClick = drag.from == drag.to && drag.corners.size() < 2;
-    if (isClick && drag.what != Drag::What::line) ChooseEvent(pane, drag.from);
+    if (isClick && drag.what != Drag::What::line)
+        ChooseEvent(pane, drag.from);
+    else if (drag.what == Drag::What::area)
+        SelectIn(pane, QRect(drag.from, drag.to).normalized());
     if (drag.what == Drag::What::outline) return update(), SendOutline(drag);
     if (drag.what == Drag::What::line) {
         const GraphLine& line = graph_.panes[pane].lines[drag.hit.line];
