@@ -315,17 +315,17 @@ def trains(program, demo, out):
     window.ask(resize={"width": 1180, "height": 900})
     joint = {"stimulusChannel": "e", "targetChannel": "b", "referenceChannel": "a", "binNumber": 40, "binWidth": 10,
              "preStimulusTime": 100, "show": 4}
-    operation_picture(window, f"{out}/jpsth.png", "jpsth", set=joint)
+    operation_picture(window, f"{out}/jpsth.png", "jpsth", set=joint, run=True)
     window.ask(operation="jpsth", shut=True)
     pairs = {"channels": "a-c", "mode": 1, "halfWindow": 1, "lagRange": 20, "lagStep": 0.5}
-    operation_picture(window, f"{out}/tiling.png", "event-correl-idx", set=pairs)
+    operation_picture(window, f"{out}/tiling.png", "event-correl-idx", set=pairs, run=True)
     window.ask(operation="event-correl-idx", shut=True)
     raster = {"stimulusChannel": "e", "responseChannel": "b", "latencyStart": -200, "latencyEnd": 800,
               "smoothHalfWindow": 1, "selectStart": 0, "selectEnd": 100, "lastStimulus": 10}
-    operation_picture(window, f"{out}/raster.png", "stim-resp-raster", set=raster)
+    operation_picture(window, f"{out}/raster.png", "stim-resp-raster", set=raster, run=True)
     window.ask(operation="stim-resp-raster", shut=True)
     closed = {"channel1": "b", "sojourn": 1, "exponentials": 2, "display": 2}
-    operation_picture(window, f"{out}/sojourns.png", "event-sojourn-analysis", set=closed)
+    operation_picture(window, f"{out}/sojourns.png", "event-sojourn-analysis", set=closed, run=True)
     window.ask(quit=True, discard=True)
 
 

@@ -185,7 +185,8 @@ class Reader {
         }
         if (!pane_.IsRose() && reading_.lines.empty()) {
             reading_.lines.push_back(NamedValue("", pane_.x.title, NumberOf(x, pane_.x)));
-            reading_.lines.push_back(NamedValue("", pane_.y.title, NumberOf(y, pane_.y)));
+            reading_.lines.push_back(
+                NamedValue("", pane_.y.title, NumberOf(HasRows() ? std::round(y) : y, pane_.y)));
         } else if (!pane_.IsRose() && !hasBar_) {
             const double at = reading_.isValue ? reading_.x : x;
             reading_.lines.insert(reading_.lines.begin(),
@@ -195,6 +196,10 @@ class Reader {
     }
 
   private:
+    bool HasRows() const {
+        return std::ranges::any_of(pane_.layers,
+                                   [](const GraphLayer& layer) { return layer.kind == LayerKind::raster; });
+    }
     // The nearest of the layers is the one that is pointed at.
     void Take(size_t layer, size_t point, double x, double y, double distance) {
         if (distance >= nearest_) return;

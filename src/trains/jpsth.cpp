@@ -277,22 +277,23 @@ GraphPane CJPSTH::CorrelogramPane() const {
     return pane;
 }
 
+// The target's histogram stands below the matrix, whose axis it has.
 std::optional<Graph> CJPSTH::GetGraph() {
     Graph graph;
-    graph.columns = 2;
+    graph.columns = 3;
     if (!m_found) {
         for (const auto& [name, title] :
              {std::pair("matrix", "Coincidence matrix   "), std::pair("reference", "Reference PSTH   "),
-              std::pair("target", "Target PSTH   "), std::pair("coincidence", "Coincidence   "),
-              std::pair("correlogram", "Correlogram   ")})
+              std::pair("correlogram", "Correlogram   "), std::pair("target", "Target PSTH   "),
+              std::pair("coincidence", "Coincidence   ")})
             graph.panes.push_back({name, title});
         return graph;
     }
     const std::string heights = m_bNormaliseByStimulus ? "spikes / stimulus" : "spikes";
-    graph.panes = {
-        MatrixPane(), BarsPane("reference", "Reference PSTH   ", m_found->joint.reference, heights),
-        BarsPane("target", "Target PSTH   ", m_found->joint.target, heights),
-        BarsPane("coincidence", "Coincidence   ", Coincidence(), jointFormNames[m_nShow]), CorrelogramPane()};
+    graph.panes = {MatrixPane(),
+                   BarsPane("reference", "Reference PSTH   ", m_found->joint.reference, heights),
+                   CorrelogramPane(), BarsPane("target", "Target PSTH   ", m_found->joint.target, heights),
+                   BarsPane("coincidence", "Coincidence   ", Coincidence(), jointFormNames[m_nShow])};
     return graph;
 }
 

@@ -362,7 +362,7 @@ GraphPane CStimRespRaster::RasterPane() const {
     const auto count = static_cast<double>(found.stimuli.size());
     GraphPane pane{"raster"};
     pane.x = {"latency", "ms", false, std::pair(m_dLatencyStart, m_dLatencyEnd)};
-    pane.y.title = m_nOrder == rowsByLatency ? "stimulus, by latency" : "stimulus";
+    pane.y.title = m_nOrder == rowsByLatency ? "latency rank" : "stimulus";
     if (count > 0.0) pane.y.limits = {0.5, count + 0.5};
     pane.lowerParameter = "latencyStart";
     pane.upperParameter = "latencyEnd";

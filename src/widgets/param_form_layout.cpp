@@ -221,7 +221,8 @@ void ParamForm::PlaceEditor(Row& row, const Field& param, QGridLayout* grid, int
     if (param.hasLines) widget->setFixedHeight(widget->minimumHeight());
     const bool isChosen = IsChosen(param);
     const bool isWide = IsText(param.kind) || param.asButtons || (isChosen && !param.shown);
-    if (!isWide && !isChosen)
+    // A colour is as wide as its button.
+    if (!isWide && !isChosen && param.kind != FieldKind::colour)
         widget->setFixedWidth(letter * (param.kind == FieldKind::number ? numberLetters : wholeLetters));
     if (isWide) return grid->addWidget(widget, line, 1);
     auto* beside = new QHBoxLayout;

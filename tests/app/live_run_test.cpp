@@ -5,10 +5,12 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include "document/undo.h"
 #include "histograms/event_hist.h"
 #include "histograms/hist_trace_val.h"
 #include "support/memory_doc.h"
 #include "support/session_fixture.h"
+#include "trains/stim_resp_raster.h"
 
 namespace kymora::test {
 namespace {
@@ -45,6 +47,29 @@ TEST_F(LiveRunTest, FollowsSettingsAndTheRecordingAndSaysWhatItRefuses) {
     EXPECT_EQ(Bars(hist), 7u);
     live.Stop();
     hist.CheckChangeDoc(nullptr);
+}
+
+TEST_F(LiveRunTest, WhatChangesTheRecordingWaitsUntilItIsAskedFor) {
+    auto doc = MemoryDoc::MakeEmpty(session, 10000, 0.1);
+    for (const int on : {100, 900}) doc->eventChannels[0].AddEvent(on, on + 1);
+    doc->eventChannels[1].AddEvent(150, 151);
+    CStimRespRaster raster;
+    raster.CheckChangeDoc(doc.get());
+    LiveRun live(raster, May, nullptr);
+    QSignalSpy ran(&live, &LiveRun::Ran);
+    live.Restart();
+    ASSERT_TRUE(ran.wait());
+    raster.m_dSelectEnd = 50.0;
+    raster.m_nLastStimulus = 2;
+    raster.m_bTag = true;
+    live.Restart();
+    EXPECT_FALSE(ran.wait(100));
+    EXPECT_EQ(doc->eventChannels[1].Events()[0].eventTag, 0);
+    live.RunNow();
+    EXPECT_EQ(doc->eventChannels[1].Events()[0].eventTag, 1);
+    EXPECT_EQ(doc->Undo().UndoName(), "Stimulus-response latency raster");
+    live.Stop();
+    raster.CheckChangeDoc(nullptr);
 }
 
 TEST_F(LiveRunTest, AChangeEndsALongRunAndBeginsAnother) {

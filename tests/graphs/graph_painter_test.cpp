@@ -228,6 +228,10 @@ TEST(GraphPainterTest, MarksOfARasterStandInTheirRows) {
     EXPECT_NEAR((first.left + first.right) / 2.0, place.x.ToPixel(10.0), 1.0);
     EXPECT_NEAR(first.top, place.y.ToPixel(1.4), 1.0);
     EXPECT_NEAR(first.bottom, place.y.ToPixel(0.6), 1.0);
+    const auto told = ReadGraph(pane, place, static_cast<int>(place.x.ToPixel(60.0)),
+                                static_cast<int>(place.y.ToPixel(2.3)));
+    ASSERT_EQ(told->lines.size(), 2u);
+    EXPECT_TRUE(told->lines[1].ends_with(": 2")) << told->lines[1];
     // Of two marks on one pixel the last one is seen.
     EXPECT_TRUE(painted.device.RectsOf(0x00FF00).empty());
     EXPECT_EQ(painted.device.RectsOf(0xFF0000).size(), 1u);

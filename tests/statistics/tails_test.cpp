@@ -39,6 +39,19 @@ TEST(PoissonTail, IsTheSumOfItsTerms) {
         }
 }
 
+TEST(PoissonHead, IsWhatTheTailLeaves) {
+    for (const int64_t count : {0, 1, 5, 30, 400})
+        for (const double share : {0.01, 0.5, 1.0, 1.5, 3.0}) {
+            const double mean = share * static_cast<double>(count + 1);
+            EXPECT_NEAR(std::exp(LogPoissonHead(count, mean)) + std::exp(LogPoissonTail(count + 1, mean)),
+                        1.0, 1e-12)
+                << count << " of " << mean;
+        }
+    EXPECT_EQ(LogPoissonHead(0, 2000.0), -2000.0);
+    // e^-m (1 + m).
+    EXPECT_NEAR(LogPoissonHead(1, 1000.0), std::log(1001.0) - 1000.0, 1e-10);
+}
+
 TEST(PoissonTail, NeitherUnderflowsNorExceedsOne) {
     // 1 - e^-L.
     EXPECT_NEAR(LogPoissonTail(1, 1e-12), std::log(1e-12), 1e-11);

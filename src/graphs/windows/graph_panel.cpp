@@ -100,10 +100,6 @@ void GraphPanel::MakeActions() {
     auto* modes = new QActionGroup(this);
     for (QAction* mode : {zoom_, pan_, select_}) modes->addAction(mode);
     connect(select_, &QAction::toggled, this, &GraphPanel::TakeHabits);
-    connect(widget_, &GraphWidget::SelectionOffered, this, [this](bool isThere) {
-        select_->setVisible(isThere);
-        (isThere ? select_ : zoom_)->setChecked(true);
-    });
     grid_ = AddCheck("graphGrid", "graph-grid", tr("&Grid"), tr("Lines through the graph at the numbers"),
                      Qt::Key_G, &GraphHabits::hasGrid);
     values_ = AddCheck("graphValues", "graph-values", tr("&Values under the mouse"),
@@ -152,7 +148,13 @@ void GraphPanel::MakeBar() {
     bar_->addSpacing(groupGap);
     AddButton(zoom_);
     AddButton(pan_);
-    AddButton(select_);
+    QToolButton* select = AddButton(select_);
+    select->hide();
+    connect(widget_, &GraphWidget::SelectionOffered, this, [this, select](bool isThere) {
+        select_->setVisible(isThere);
+        select->setVisible(isThere);
+        (isThere ? select_ : zoom_)->setChecked(true);
+    });
     bar_->addSpacing(groupGap);
     for (QAction* action : {grid_, values_, dropLines_}) AddButton(action);
     bar_->addSpacing(groupGap);
