@@ -273,6 +273,31 @@ def tiled(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def sorter(window, out):
+    """Spikes to units by hand, a picture of each page."""
+
+    def page(name, presses=(), **settings):
+        for key, value in settings.items():
+            window.ask(operation="find-shapes", set={key: value})
+        for button in presses:
+            window.ask(operation="find-shapes", press=button)
+        if name:
+            operation_picture(window, f"{out}/sorter-{name}.png", "find-shapes")
+
+    spikes = {"channel1": "f", "trace": 1, "windowStart": -0.8, "windowEnd": 1.2, "polarity": 2, "destination": "k"}
+    window.ask(operation="find-shapes", set=spikes)
+    page("source", ["read"])
+    page("pca", ["next", "cluster"])
+    page(None, ["next"])
+    for cluster in (4, 5):
+        page(None, primary=cluster)
+        page(None, ownMixed=1)
+    page("templates", primary=1, comparison=2)
+    page("assign", ["next", "autoAssignAll"])
+    page("unassign", ["next", "selectOutliers"], unit=2)
+    window.ask(operation="find-shapes", run=True, shut=True)
+
+
 def sorting(program, demo, out):
     with tempfile.TemporaryDirectory() as folder:
         recording = shutil.copy(f"{demo}/demo_spikes.kymr-dat", f"{folder}/spikes.kymr-dat")
@@ -292,6 +317,8 @@ def sorting(program, demo, out):
         window.ask(operation="cluster-ctrl", shut=True)
         both = dict(window_of_spike, traces="1-2", destination="h", desiredClusters=0)
         operation_picture(window, f"{out}/ntrode.png", "n-trode-pca", set=both, run=True)
+        window.ask(operation="n-trode-pca", shut=True)
+        sorter(window, out)
         window.ask(quit=True, discard=True)
         unit_picture(program, f"{demo}/demo_spikes.kymr-dat", folder, f"{out}/unit-quality.png")
 

@@ -123,7 +123,7 @@ class CSorterSheet : public CFindShapes {
     int32_t m_nOutlineOf = 0;    // of the primary cluster, or of all
     double m_dRefractory = 2.0;  // ms
     bool m_bShowTrend = true;
-    std::string m_strCandidate = "0";
+    std::string m_strCandidate = "0", m_strOutline;
 };
 
 }  // namespace kymora

@@ -168,6 +168,12 @@ void CSorterSheet::DescribeTemplatesPage(ParamList& list) {
     DescribeComponents(list, "splitAcross", "splitUp");
     list.Choice("outlineOf", "Drag round", m_nOutlineOf, {"primary cluster", "all clusters"})
         .Tip("Whose points an outline among the components takes out as a new cluster");
+    list.Text("outline", "Outline", m_strOutline)
+        .Tip("The corners of an outline among the components, for those who do not drag: 0.5,1;2,1;1,3");
+    list.Action("splitCluster", "S&plit",
+                [this] { TakeOutline("components", ReadEdits("0@1,1:" + m_strOutline).front().outline); })
+        .Tip("Take what lies within the outline out of the cluster, as a new one")
+        .EnabledIf([this] { return HasPrimary() && !m_strOutline.empty(); });
     list.Number("refractory", "Refractory", m_dRefractory)
         .Unit("ms")
         .Limits(0, mostRefractoryMs)

@@ -101,7 +101,7 @@ void SpikeSorting::FindComponents(WaveSegment segment, ProgressSource& progress,
         }
     }
     const size_t columns = static_cast<size_t>(segment.count) * static_cast<size_t>(shape.traces);
-    ProgressScope scope(progress, "Calculating PCs", componentOptions.components);
+    ProgressScope scope(progress, "SS-wiz: PCA", componentOptions.components);
     const auto found = FindComponentsByNipals(rows, columns, componentOptions,
                                               [&](size_t component, int pass, double change) {
                                                   scope.At(component);

@@ -2,6 +2,8 @@
 
 #include "sorting/sorter_sheet.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "document/undo.h"
@@ -127,6 +129,13 @@ TEST_F(SorterSheetTest, WhatIsDoneByHandIsWhatTheSettingsDo) {
     EXPECT_EQ(sheet.Session().view.comparison, 4);
     ASSERT_EQ(Press("mergeClusters"), "");
     EXPECT_EQ(CountOf(1), count);
+    // The same, typed.
+    ASSERT_EQ(Press("undo"), "");
+    ASSERT_EQ(Press("undo"), "");
+    ASSERT_EQ(SetField("outline", fmt::format("-1e6,-1e6;{0},-1e6;{0},1e6;-1e6,1e6", outline[1].x)), "");
+    ASSERT_EQ(Press("splitCluster"), "");
+    EXPECT_EQ(CountOf(4), static_cast<int32_t>(holds));
+    ASSERT_EQ(Press("mergeClusters"), "");
     ASSERT_EQ(SetField("primary", "3"), "");
     ASSERT_EQ(SetField("ownMixed", "1"), "");
     ASSERT_EQ(SetField("primary", "2"), "");
