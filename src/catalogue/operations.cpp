@@ -31,6 +31,10 @@
 #include "exchange/partition_from_file.h"
 #include "exchange/paste_event_channels.h"
 #include "exchange/paste_sparse_trace.h"
+#include "frequency/dwt_analysis.h"
+#include "frequency/sonogram.h"
+#include "frequency/spectrum_anal_dlg.h"
+#include "frequency/wavelet_denoise.h"
 #include "histograms/event_hist.h"
 #include "histograms/general_hist.h"
 #include "histograms/hist_trace_val.h"
@@ -92,6 +96,7 @@ constexpr std::string_view trainsMenu = "Anal&yse/Spi&ke trains";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
 constexpr std::string_view listMenu = "Anal&yse";
+constexpr std::string_view frequencyMenu = "Anal&yse/Time and &frequency";
 constexpr std::string_view externalMenu = "E&xternal data";
 
 // clang-format off
@@ -166,6 +171,8 @@ std::span<const Operation> Operations() {
          "Takes slow changes of the baseline away: each sample less the mean of those around it", Make<CRemoveLocalDC>},
         {"CDebuzz", filterMenu, "De-bu&zz...",
          "Takes mains noise out by a template of its cycles, which leaves all other frequencies alone", Make<CDebuzz>},
+        {"CWaveletDenoise", filterMenu, "De-noise with &wavelets...",
+         "Takes out what wavelets show to be noise, and keeps steps and spikes", Make<CWaveletDenoise>},
         {"CMultiProcess", transformMenu, "De-&mean/median, rectify, smooth...",
          "Subtracts a mean or median, rectifies and smooths, in one step", Make<CMultiProcess>},
         {"CUnitaryTransform", arithmeticMenu, "&Offset, scale, rectify...",
@@ -268,6 +275,12 @@ std::span<const Operation> Operations() {
          "Shows the distribution of errors of a template, to place the threshold", Make<CTemplateErrorHist>},
         {"CFreqMult", listMenu, "Fre&quency multiplier...",
          "Shows a spike at a multiple of its sample rate, to find the one that restores its shape", Make<CFreqMult>},
+        {"CSpectrumAnalDlg", frequencyMenu, "&Spectrum, coherence...",
+         "Shows the power spectrum of a trace, the cross-spectrum of two, or their coherence, while the view scrolls", Make<CSpectrumAnalDlg>},
+        {"CSonogram", frequencyMenu, "Spectro&gram...",
+         "Shows how the power spectrum of a trace changes along it, as colours and as a surface", Make<CSonogram>},
+        {"CDWTAnalysis", frequencyMenu, "&Wavelets...",
+         "Shows the discrete wavelet transform of a trace band by band, and what is left when coefficients are edited", Make<CDWTAnalysis>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",
          "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
         {"CInterpolateGen", externalMenu, "&Interpolate time series...",

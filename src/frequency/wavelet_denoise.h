@@ -1,0 +1,33 @@
+#pragma once
+// "De-noise with wavelets": traces without what wavelets show to be noise.
+
+#include "frequency/mass_edit_dwt.h"
+#include "transforms/transform_dlg.h"
+
+namespace kymora {
+
+class CWaveletDenoise : public CTransformTraceDlg {
+  public:
+    CWaveletDenoise() : CTransformTraceDlg("De-noise") {
+        m_strComment = "\r\nModified with DWT ";
+        m_edit.m_bThreshold = true;
+    }
+    const char* ClassName() const override { return "CWaveletDenoise"; }
+    const char* Title() const override { return "De-noise with wavelets"; }
+
+    void Serialize(CArchive& archive) override;
+    void GetParamText(std::string& text) override;
+    KernelOutcome TransformBlock(const TransformRun& run, std::span<const float> input,
+                                 std::span<float> output) override;
+    KernelOutcome TransformBlock(const TransformRun& run, const SourceMaker& source,
+                                 FloatSink& output) override;
+
+    int32_t m_nWavelet = 2;
+    CMassEditDWT m_edit;
+
+  protected:
+    void Describe(ParamList& list) override;
+    std::string CheckSettings() override;
+};
+
+}  // namespace kymora

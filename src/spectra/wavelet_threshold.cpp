@@ -1,0 +1,82 @@
+#include "spectra/wavelet_threshold.h"
+
+#include <array>
+#include <bit>
+#include <cmath>
+
+namespace kymora {
+
+namespace {
+
+constexpr double scadKnee = 3.7;
+constexpr double madOfSd = 0.6745;
+
+// The value with this index among the absolute values in ascending order. Their bits ascend as they do, so
+// that two counts, of the upper and of the lower halves, find it without a copy.
+double AbsoluteAt(std::span<const float> values, size_t index) {
+    constexpr uint32_t noSign = 0x7FFFFFFF;
+    constexpr int halfBits = 16;
+    const auto bitsOf = [](float value) { return std::bit_cast<uint32_t>(value) & noSign; };
+    std::vector<size_t> counts(size_t{1} << halfBits);
+    const auto find = [&] {
+        uint32_t half = 0;
+        for (; counts[half] <= index; ++half) index -= counts[half];
+        return half;
+    };
+    for (const float value : values) ++counts[bitsOf(value) >> halfBits];
+    const uint32_t upper = find();
+    counts.assign(counts.size(), 0);
+    for (const float value : values)
+        if (const uint32_t bits = bitsOf(value); bits >> halfBits == upper) ++counts[bits & 0xFFFF];
+    return std::bit_cast<float>(upper << halfBits | find());
+}
+
+}  // namespace
+
+double Thresholded(double value, double lambda, ThresholdMethod method) {
+    const double size = std::fabs(value);
+    if (method == ThresholdMethod::scad && size > 2.0 * lambda) {
+        if (size > scadKnee * lambda) return value;
+        return ((scadKnee - 1.0) * value - std::copysign(scadKnee * lambda, value)) / (scadKnee - 2.0);
+    }
+    if (size <= lambda) return 0.0;
+    return method == ThresholdMethod::hard ? value : std::copysign(size - lambda, value);
+}
+
+double AbsoluteQuantile(std::span<const float> values, int percent) {
+    const size_t rank = (static_cast<size_t>(percent) * values.size() + 99) / 100;
+    return rank == 0 ? 0.0 : AbsoluteAt(values, rank - 1);
+}
+
+double AbsoluteMedian(std::span<const float> values) {
+    if (values.empty()) return 0.0;
+    const size_t half = values.size() / 2;
+    const double upper = AbsoluteAt(values, half);
+    return values.size() % 2 == 1 ? upper : (AbsoluteAt(values, half - 1) + upper) / 2.0;
+}
+
+ThresholdOutcome ThresholdDetails(const CWaveletTransform& transform, std::span<float> coefficients,
+                                  size_t samples, const ThresholdSettings& settings) {
+    ThresholdOutcome outcome;
+    const std::vector<WaveletBand> bands = transform.Bands();
+    const std::span<float> details = coefficients.subspan(bands.back().count);
+    if (settings.origin == ThresholdOrigin::quantile) {
+        outcome.lambda = AbsoluteQuantile(details, settings.percent);
+    } else {
+        double noise = settings.noise;
+        if (settings.origin == ThresholdOrigin::universalInternal) {
+            const WaveletBand& top = bands.front();
+            noise = top.isSmooth ? 0.0 : AbsoluteMedian(coefficients.subspan(top.first, top.count)) / madOfSd;
+            outcome.noise = noise;
+        }
+        outcome.lambda = samples < 2 ? 0.0 : noise * std::sqrt(2.0 * std::log(static_cast<double>(samples)));
+    }
+    for (float& value : details) {
+        const auto made = static_cast<float>(Thresholded(value, outcome.lambda, settings.method));
+        if (made == 0.0f && value != 0.0f) ++outcome.zeroed;
+        value = made;
+    }
+    return outcome;
+}
+
+}  // namespace kymora

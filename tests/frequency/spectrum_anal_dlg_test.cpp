@@ -1,0 +1,198 @@
+// Spectra of recordings, as a user sets them.
+
+#include "frequency/spectrum_anal_dlg.h"
+
+#include <cmath>
+#include <random>
+
+#include "support/session_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+struct SpectrumTest : SessionTest {
+    std::unique_ptr<MemoryDoc> doc;
+    CSpectrumAnalDlg dialog;
+
+    static std::vector<float> Noise(size_t count, unsigned seed) {
+        std::mt19937 random(seed);
+        std::vector<float> values(count);
+        for (float& value : values) value = static_cast<float>(static_cast<int32_t>(random())) * 1e-9f;
+        return values;
+    }
+    void Open(std::unique_ptr<MemoryDoc> opened) {
+        dialog.CheckChangeDoc(nullptr);
+        doc = std::move(opened);
+        dialog.CheckChangeDoc(doc.get());
+        dialog.m_nRegionMode = regionWholeFile;
+    }
+    void OpenNoise(size_t samples) {
+        Open(MemoryDoc::Make(session, {Noise(samples, 1), Noise(samples, 2)}, 0.5));
+    }
+    void Set(const char* key, const char* value) {
+        ParamList params = dialog.Params();
+        ASSERT_EQ(params.Find(key)->SetFromText(value), "") << key;
+    }
+    ResultValue Value(const char* name) {
+        const std::vector<Result> results = dialog.Results();
+        for (const auto& [key, value] : results.at(0).values)
+            if (key == name) return value;
+        return {};
+    }
+    std::vector<double> Powers(size_t column = 2) {
+        std::vector<double> powers;
+        dialog.Results().at(0).rows([&](auto row) {
+            powers.push_back(std::get<double>(row[column]));
+            return true;
+        });
+        return powers;
+    }
+    std::string Refusal() {
+        RunMessages messages;
+        dialog.SendMessagesTo(&messages);
+        const bool isDone = dialog.Run();
+        dialog.SendMessagesTo(nullptr);
+        return isDone || messages.empty() ? "" : messages.back().text;
+    }
+};
+
+TEST_F(SpectrumTest, SegmentsThatFit) {
+    const struct {
+        size_t samples;
+        int log2Bins, shift;
+        int64_t averages;  // 0: refused
+        int64_t bins;
+    } cases[] = {{0, 6, 1, 0, 0},     {1, 6, 1, 0, 0},        {127, 6, 1, 0, 0},     {128, 6, 0, 1, 64},
+                 {129, 6, 3, 1, 64},  {143, 6, 3, 1, 64},     {144, 6, 3, 2, 64},    {192, 6, 1, 2, 64},
+                 {200, 20, 0, 1, 64}, {2048, 20, 3, 1, 1024}, {2047, 10, 2, 4, 512}, {2000, 7, 3, 55, 128}};
+    for (const auto& [samples, log2Bins, shift, averages, bins] : cases) {
+        SCOPED_TRACE(testing::Message() << samples << " " << log2Bins << " " << shift);
+        OpenNoise(samples);
+        dialog.m_nLog2Bins = log2Bins;
+        dialog.m_nOverlapShift = shift;
+        if (averages == 0) {
+            EXPECT_NE(Refusal(), "");
+            continue;
+        }
+        ASSERT_TRUE(dialog.Run());
+        EXPECT_EQ(std::get<int64_t>(Value("averages")), averages);
+        EXPECT_EQ(std::get<int64_t>(Value("bins")), bins);
+        EXPECT_EQ(std::get<float>(Value("resolution")), static_cast<float>(1000.0 / double(bins)));
+        const int64_t length = 2 * bins, step = length >> shift;
+        EXPECT_EQ(std::get<double>(Value("timeNeeded")), 0.5 * double(averages * step + length - step));
+        EXPECT_EQ(Powers().size(), static_cast<size_t>(bins) + 1);
+    }
+    OpenNoise(127);
+    dialog.m_nRegionMode = regionWholeFile;
+    EXPECT_EQ(
+        Refusal(),
+        "There are not enough data displayed for spectral analysis with the minimum frequency resolution "
+        "(65 bins).\nIncrease the viewport duration to at least 64 ms.");
+}
+
+TEST_F(SpectrumTest, GapsLeaveSegmentsOut) {
+    // 600 samples, of which 250 to 299 are a gap: of the segments at 0, 128, 256 and 384 two stay.
+    Open(MemoryDoc::MakeWithRuns(session, {Noise(550, 1), Noise(600, 2)}, {{250, 50, 300}, {600}}));
+    dialog.m_nOverlapShift = 0;
+    for (const int mode : {0, 2}) {
+        dialog.m_nMode = mode;
+        ASSERT_TRUE(dialog.Run());
+        EXPECT_EQ(std::get<int64_t>(Value("averages")), 2);
+    }
+    std::vector<float> stored(600);
+    doc->ReadBlock(0, 0, stored);
+    CSpectrumEstimator estimator({64, 1000.0});
+    for (const size_t at : {0u, 384u}) estimator.AddSegment(std::span(stored).subspan(at, 128));
+    dialog.m_nMode = 0;
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_EQ(Powers(), estimator.Result());
+    dialog.m_nLog2Bins = 8;
+    EXPECT_EQ(Refusal(),
+              "Every segment meets a gap or the boundary of an episode. Choose another region, or fewer "
+              "frequency bins.");
+}
+
+TEST_F(SpectrumTest, NotANumberIsNamed) {
+    auto samples = Noise(1000, 1);
+    samples[300] = NAN;
+    Open(MemoryDoc::Make(session, {Noise(1000, 2), samples}, 0.5));
+    EXPECT_TRUE(dialog.Run());
+    Set("traceA", "2");
+    EXPECT_EQ(Refusal(), "The sample of trace 2 at 150 ms is not a number. Choose a region without it.");
+    // No segment reaches it.
+    Set("region", "2");
+    Set("regionEnd", "145");
+    EXPECT_TRUE(dialog.Run());
+}
+
+TEST_F(SpectrumTest, WishedAverages) {
+    OpenNoise(10'000);
+    Set("log2Bins", "7");
+    Set("targetAverages", "8");
+    // (8 x 128 + 128) samples of 0.5 ms
+    EXPECT_EQ(dialog.m_nRegionMode, int32_t{regionUserSet});
+    EXPECT_EQ(dialog.m_dRegionEnd, 576.0);
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_EQ(std::get<int64_t>(Value("averages")), 8);
+    Set("regionEnd", "4000");
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_GT(std::get<int64_t>(Value("averages")), 8) << "the wish is no limit";
+    Set("targetAverages", "100");
+    EXPECT_EQ(Refusal(), "Not enough data for spectral analysis. Cancelling timebase expansion.");
+    EXPECT_EQ(dialog.m_dRegionEnd, 4000.0);
+    Set("targetAverages", "8");  // a window puts it back
+    EXPECT_EQ(dialog.m_dRegionEnd, 4000.0);
+    EXPECT_TRUE(dialog.Run());
+}
+
+TEST_F(SpectrumTest, CoherenceAndItsCriticalLevel) {
+    OpenNoise(128 * 12);
+    dialog.m_nOverlapShift = 0;
+    Set("mode", "2");
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_NEAR(std::get<double>(Value("critical")), 1.0 - std::pow(0.05, 0.2), 1e-9);
+    EXPECT_EQ(dialog.GetGraph()->panes[0].lines.size(), 1u);
+    Set("logY", "1");
+    EXPECT_TRUE(dialog.GetGraph()->panes[0].lines.empty());
+    Set("phase", "1");
+    EXPECT_EQ(dialog.GetGraph()->panes.size(), 3u);
+    OpenNoise(128 * 2);
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(Value("critical")));
+}
+
+TEST_F(SpectrumTest, BandAndText) {
+    // A sine of 100 Hz with an amplitude of 2 mV at 2 kHz: bin 6.4 of 64.
+    std::vector<float> sine(4096);
+    for (size_t i = 0; i < sine.size(); ++i) sine[i] = 2.0f * std::sin(float(2 * M_PI * 0.05) * float(i));
+    Open(MemoryDoc::Make(session, {sine}, 0.5));
+    doc->traces[0].traceLabel = "hum";
+    Set("window", "6");
+    Set("band", "1");
+    Set("bandLow", "40");
+    Set("bandHigh", "160");
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_NEAR(std::get<double>(Value("bandPower")), 2.0, 0.002);
+    EXPECT_EQ(std::get<double>(Value("peakFrequency")), 93.75);
+    Set("density", "1");
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_NEAR(std::get<double>(Value("bandPower")), 2.0, 0.002);
+    std::string text;
+    dialog.WriteResult([&](std::string_view part) {
+        text += part;
+        return true;
+    });
+    EXPECT_TRUE(text.starts_with("Trace A: 1 hum\r\nBin\tHz\tPower (mean sq amp)\r\n  0\t0.00\t")) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 67);
+}
+
+TEST_F(SpectrumTest, CancelKeepsWhatThereIs) {
+    Open(MemoryDoc::Generate(
+        session, 1, 400'000, [](int, int64_t i) { return float(i % 17); }, 1.0));
+    host.cancelAtCall = 1;
+    ASSERT_TRUE(dialog.Run());
+    EXPECT_EQ(std::get<int64_t>(Value("averages")), 100);
+}
+
+}  // namespace
+}  // namespace kymora::test

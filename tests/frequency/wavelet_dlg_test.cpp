@@ -1,0 +1,186 @@
+// Wavelets and spectrograms of recordings, as a user sets them.
+
+#include <cmath>
+
+#include "frequency/dwt_analysis.h"
+#include "frequency/sonogram.h"
+#include "frequency/wavelet_denoise.h"
+#include "transforms/dialog_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+struct WaveletDlgTest : DialogTest {
+    static std::string Refusal(CBatchBaseDlg& dialog) {
+        RunMessages messages;
+        dialog.SendMessagesTo(&messages);
+        const bool isDone = dialog.Run();
+        dialog.SendMessagesTo(nullptr);
+        return isDone || messages.empty() ? "" : messages.back().text;
+    }
+    static std::vector<std::vector<ResultValue>> Rows(CBatchBaseDlg& dialog, size_t table) {
+        std::vector<std::vector<ResultValue>> rows;
+        const std::vector<Result> results = dialog.Results();
+        results.at(table).rows([&](auto row) {
+            rows.emplace_back(row.begin(), row.end());
+            return true;
+        });
+        return rows;
+    }
+    static std::string Text(CBatchBaseDlg& dialog) {
+        std::string text;
+        dialog.WriteResult([&](std::string_view part) {
+            text += part;
+            return true;
+        });
+        return text;
+    }
+    CWaveletDenoise denoise;
+    CDWTAnalysis analysis;
+    CSonogram sonogram;
+};
+
+// --- de-noising ---
+
+TEST_F(WaveletDlgTest, DenoiseLeavesOrTakesAll) {
+    Set(denoise, {{"thresholdOrigin", "0"}, {"quantile", "0"}});
+    for (const size_t count : {0u, 1u, 2u, 3u, 100u, 1000u}) {
+        SCOPED_TRACE(count);
+        const std::vector<float> run = NoiseRun(count);
+        const auto same = Memory(denoise, run);
+        ASSERT_TRUE(same.outcome.isDone);
+        ASSERT_EQ(same.values.size(), count);
+        for (size_t i = 0; i < count; ++i) EXPECT_NEAR(same.values[i], run[i], 1e-5);
+        EXPECT_EQ(Stream(denoise, run).values, same.values);
+    }
+    // Without details, and without the smooth values, nothing is left.
+    Set(denoise, {{"quantile", "100"}, {"zeroBands", "r"}});
+    for (const float value : Memory(denoise, NoiseRun(1000)).values) EXPECT_EQ(value, 0.0f);
+    Set(denoise, {{"zeroBands", ""}});
+    const std::vector<float> level(300, 4.0f);
+    for (const float value : Memory(denoise, level).values) EXPECT_NEAR(value, 4.0f, 1e-5);
+}
+
+TEST_F(WaveletDlgTest, DenoiseFindsTheSignal) {
+    // Steps of 0 and 10 under noise with an s.d. of 1 (a sum of uniform values).
+    std::mt19937 random(3);
+    std::vector<float> truth(4096), noisy(4096);
+    for (size_t i = 0; i < truth.size(); ++i) {
+        double noise = -6.0;
+        for (int k = 0; k < 12; ++k) noise += static_cast<double>(random()) / 4294967296.0;
+        truth[i] = i / 700 % 2 == 0 ? 0.0f : 10.0f;
+        noisy[i] = truth[i] + static_cast<float>(noise);
+    }
+    const auto error = [&](const std::vector<float>& values) {
+        double sum = 0.0;
+        for (size_t i = 0; i < values.size(); ++i) sum += std::pow(double(values[i]) - truth[i], 2);
+        return std::sqrt(sum / static_cast<double>(values.size()));
+    };
+    // The soft rule takes the threshold off the steps, too.
+    for (const auto& [method, most] : {std::pair("0", 0.45), {"1", 0.65}, {"2", 0.45}}) {
+        Set(denoise, {{"thresholdMethod", method}, {"wavelet", "0"}});
+        EXPECT_LT(error(Memory(denoise, noisy).values), most) << method;
+    }
+    EXPECT_TRUE(Report(denoise).find("De-noise with DWT transform parameters:\r\n") == 0);
+    EXPECT_TRUE(
+        Report(denoise).ends_with("Wavelet type: Daub-4\r\nThreshold method: SCAD\r\nThreshold origin: "
+                                  "universal (internal noise s.d. estimate)\r\n"))
+        << Report(denoise);
+    Set(denoise, {{"thresholdOrigin", "0"}, {"quantile", "30"}});
+    EXPECT_TRUE(Report(denoise).ends_with("Threshold origin: quantile = 30 %\r\n"));
+    for (const char* wrong : {"-1", "101"})
+        EXPECT_NE(denoise.Params().Find("quantile")->SetFromText(wrong), "");
+}
+
+// --- the view of coefficients ---
+
+TEST_F(WaveletDlgTest, BandsOfAStretch) {
+    analysis.CheckChangeDoc(doc.get());
+    Set(analysis, {{"region", "0"}, {"wavelet", "0"}});
+    ASSERT_TRUE(analysis.Run());
+    // 1000 samples in 1024: inputs of 1024 down to 4 values are 9 levels.
+    const auto bands = Rows(analysis, 0);
+    ASSERT_EQ(bands.size(), 10u);
+    EXPECT_EQ(std::get<std::string>(bands[0][0]), "d1");
+    EXPECT_EQ(std::get<double>(bands[0][1]), 500.0);
+    EXPECT_EQ(std::get<double>(bands[0][2]), 1000.0);
+    EXPECT_EQ(std::get<std::string>(bands[9][0]), "r9");
+    // Orthonormal: the powers add up to the squares of the extended run.
+    std::vector<float> extended(1024);
+    ExtendByMirroring(SamplesOf(*doc), extended);
+    double squares = 0.0, powers = 0.0;
+    for (const float value : extended) squares += double{value} * value;
+    for (const auto& band : bands) powers += std::get<double>(band[4]);
+    EXPECT_NEAR(powers, squares, 1e-5 * squares);
+    EXPECT_TRUE(Text(analysis).starts_with(
+        "d1: frequency range 500.00 - 1000.00 Hz\r\nstart time\tend time\tpower\r\n0.00\t1.00\t"));
+    Set(analysis, {{"zeroBands", "1 d2, r"}});
+    ASSERT_TRUE(analysis.Run());
+    for (const size_t band : {0u, 1u, 9u}) EXPECT_EQ(std::get<double>(Rows(analysis, 0)[band][4]), 0.0);
+    EXPECT_GT(std::get<double>(Rows(analysis, 0)[2][4]), 0.0);
+    for (const char* wrong : {"0", "x", "40", "1-3"}) {
+        Set(analysis, {{"zeroBands", wrong}});
+        EXPECT_NE(Refusal(analysis), "") << wrong;
+    }
+}
+
+TEST_F(WaveletDlgTest, GapsAndFewSamples) {
+    doc = MemoryDoc::MakeWithRuns(session, {NoiseRun(700)}, {{300, 100, 400}}, 0.5);
+    analysis.CheckChangeDoc(doc.get());
+    Set(analysis, {{"region", "0"}});
+    ASSERT_TRUE(analysis.Run());
+    EXPECT_EQ(std::get<double>(Rows(analysis, 1)[0][1]), 200.0) << "the longest part begins there";
+    SetDoc({{1, 2, 3}});
+    analysis.CheckChangeDoc(doc.get());
+    ASSERT_TRUE(analysis.Run());
+    EXPECT_EQ(Rows(analysis, 0).size(), 1u);
+}
+
+// --- spectrograms ---
+
+TEST_F(WaveletDlgTest, ColumnsAreSpectra) {
+    sonogram.CheckChangeDoc(doc.get());
+    Set(sonogram, {{"startTime", "50"},
+                   {"columns", "3"},
+                   {"averagesPerColumn", "2"},
+                   {"bins", "32"},
+                   {"overlapShift", "2"}});
+    EXPECT_FALSE(sonogram.m_bFollowView);
+    ASSERT_TRUE(sonogram.Run());
+    // Segments of 64 begin every 16 samples, columns every 32.
+    const std::vector<float> samples = SamplesOf(*doc);
+    const auto rows = Rows(sonogram, 0);
+    ASSERT_EQ(rows.size(), 3u);
+    for (size_t column = 0; column < 3; ++column) {
+        CSpectrumEstimator estimator({32, 2000.0});
+        for (const size_t at : {0u, 16u})
+            estimator.AddSegment(std::span(samples).subspan(100 + 32 * column + at, 64));
+        EXPECT_EQ(std::get<double>(rows[column][0]), 50.0 + 16.0 * static_cast<double>(column));
+        ASSERT_EQ(rows[column].size(), 34u);
+        for (size_t i = 0; i <= 32; ++i)
+            EXPECT_EQ(std::get<float>(rows[column][i + 1]), static_cast<float>(estimator.Result()[i]));
+    }
+    Set(sonogram, {{"columns", "60"}});
+    EXPECT_EQ(Refusal(sonogram), "There are not enough selected data for sonogram analysis. Abandoning.");
+    Set(sonogram, {{"averagesPerColumn", "1000000000"}});
+    EXPECT_EQ(Refusal(sonogram),
+              "The number of averages has got ridiculous. Reduce specified end time (or contact author).");
+    Set(sonogram, {{"bins", "48"}});
+    EXPECT_EQ(Refusal(sonogram), "Bin number of frequency intervals must be power of 2");
+}
+
+TEST_F(WaveletDlgTest, GapsAreEmptyColumns) {
+    doc = MemoryDoc::MakeWithRuns(session, {NoiseRun(900)}, {{300, 100, 600}}, 0.5);
+    sonogram.CheckChangeDoc(doc.get());
+    Set(sonogram, {{"startTime", "0"}, {"overlapShift", "0"}, {"surface", "1"}});
+    ASSERT_TRUE(sonogram.Run());
+    // Seven columns of 128 samples; 256 to 383 and 384 to 511 meet the gap from 300 to 399.
+    const auto rows = Rows(sonogram, 0);
+    ASSERT_EQ(rows.size(), 7u);
+    for (size_t column = 0; column < 7; ++column)
+        EXPECT_EQ(std::isnan(std::get<float>(rows[column][1])), column == 2 || column == 3) << column;
+    EXPECT_EQ(sonogram.GetGraph()->panes.size(), 2u);
+}
+
+}  // namespace
+}  // namespace kymora::test
