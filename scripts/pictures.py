@@ -117,6 +117,26 @@ def shapes(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def frequencies(program, demo, out):
+    window = start(program, f"{demo}/demo_spikes.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 860})
+    window.ask(viewport={"start": 0, "end": 20000})
+    power = {"log2Bins": 13, "window": 6, "logX": True, "logY": True, "confidence": True, "band": True, "bandLow": 40,
+             "bandHigh": 60}
+    operation_picture(window, f"{out}/spectrum.png", "spectrum-anal-dlg", set=power, run=True)
+    coherence = {"mode": 2, "log2Bins": 8, "logX": False, "logY": False, "phase": True}
+    operation_picture(window, f"{out}/coherence.png", "spectrum-anal-dlg", set=coherence, run=True)
+    window.ask(operation="spectrum-anal-dlg", shut=True)
+    window.ask(viewport={"start": 1700, "end": 2700})
+    operation_picture(window, f"{out}/spectrogram.png", "sonogram", set={"surface": True}, run=True)
+    window.ask(operation="sonogram", shut=True)
+    operation_picture(window, f"{out}/wavelets.png", "dwt-analysis", set={"display": 1}, run=True)
+    window.ask(operation="dwt-analysis", shut=True)
+    window.ask(viewport={"start": 2000, "end": 2100})
+    preview_picture(window, f"{out}/wavelet-denoise.png", "wavelet-denoise")
+    window.ask(quit=True, discard=True)
+
+
 def templates(program, demo, out):
     with tempfile.TemporaryDirectory() as folder:
         recording = shutil.copy(f"{demo}/demo_spikes.kymr-dat", f"{folder}/spikes.kymr-dat")
@@ -358,7 +378,7 @@ def trains(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, histograms, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

@@ -300,7 +300,8 @@ GraphPane CDWTAnalysis::PowerPane() const {
 GraphPane CDWTAnalysis::CoefficientPane() const {
     GraphPane pane{"coefficients"};
     pane.x = {"time", "ms"};
-    pane.y = {"DWT Coefficient (line = 0)", "level"};
+    pane.title = "DWT Coefficient (line = 0)";
+    pane.y = {"level", ""};
     if (!m_found.run) return pane;
     const std::vector<WaveletBand> bands = m_found.run->transform.Bands();
     for (size_t row = 0; row < bands.size(); ++row) {

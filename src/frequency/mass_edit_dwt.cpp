@@ -20,12 +20,11 @@ constexpr const char* methodNames[] = {"hard", "soft", "SCAD"};
 }  // namespace
 
 WaveletRun::WaveletRun(int wavelet, std::span<const float> run, const CWaveletTransform::Between& between)
-    : transform(wavelet, WaveletLength(std::max<size_t>(run.size(), 1))),
-      samples(run.size()),
-      coefficients(transform.Length()) {
+    : WaveletRun(wavelet, WaveletLength(std::max<size_t>(run.size(), 1))) {
+    samples = run.size();
     if (run.empty()) return;
     ExtendByMirroring(run, coefficients);
-    transform.Forward(std::span(coefficients), between);
+    Forward(between);
 }
 
 std::vector<float> WaveletRun::Samples(const CWaveletTransform::Between& between) const {

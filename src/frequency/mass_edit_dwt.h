@@ -16,8 +16,17 @@ struct WaveletRun {
     size_t samples = 0;  // of the run
     std::vector<float> coefficients;
 
-    // Throws std::bad_alloc, and what `between` throws.
+    // Room for so many values, a power of two. Throws std::bad_alloc.
+    WaveletRun(int wavelet, size_t length) : transform(wavelet, length), coefficients(length) {}
+    // The coefficients of a run. Throws the same, and what `between` throws.
     WaveletRun(int wavelet, std::span<const float> run, const CWaveletTransform::Between& between = {});
+    // Between values and coefficients, in their place.
+    void Forward(const CWaveletTransform::Between& between) {
+        transform.Forward(std::span(coefficients), between);
+    }
+    void Inverse(const CWaveletTransform::Between& between) {
+        transform.Inverse(std::span(coefficients), between);
+    }
     // The samples of the run by the coefficients as they stand.
     std::vector<float> Samples(const CWaveletTransform::Between& between = {}) const;
 };

@@ -24,6 +24,7 @@ class CWaveletDenoise : public CTransformTraceDlg {
 
     int32_t m_nWavelet = 2;
     CMassEditDWT m_edit;
+    int32_t m_nShifts = 1;  // results that are averaged, each of the run begun a sample later
 
   protected:
     void Describe(ParamList& list) override;

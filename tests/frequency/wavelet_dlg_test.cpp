@@ -53,6 +53,10 @@ TEST_F(WaveletDlgTest, DenoiseLeavesOrTakesAll) {
         for (size_t i = 0; i < count; ++i) EXPECT_NEAR(same.values[i], run[i], 1e-5);
         EXPECT_EQ(Stream(denoise, run).values, same.values);
     }
+    Set(denoise, {{"shifts", "5"}});
+    const std::vector<float> odd = NoiseRun(77);
+    const auto shifted = Memory(denoise, odd);
+    for (size_t i = 0; i < odd.size(); ++i) EXPECT_NEAR(shifted.values[i], odd[i], 1e-5);
     // Without details, and without the smooth values, nothing is left.
     Set(denoise, {{"quantile", "100"}, {"zeroBands", "r"}});
     for (const float value : Memory(denoise, NoiseRun(1000)).values) EXPECT_EQ(value, 0.0f);
@@ -81,6 +85,10 @@ TEST_F(WaveletDlgTest, DenoiseFindsTheSignal) {
         Set(denoise, {{"thresholdMethod", method}, {"wavelet", "0"}});
         EXPECT_LT(error(Memory(denoise, noisy).values), most) << method;
     }
+    const double alone = error(Memory(denoise, noisy).values);
+    Set(denoise, {{"shifts", "16"}});
+    EXPECT_LT(error(Memory(denoise, noisy).values), 0.95 * alone);
+    Set(denoise, {{"shifts", "1"}});
     EXPECT_TRUE(Report(denoise).find("De-noise with DWT transform parameters:\r\n") == 0);
     EXPECT_TRUE(
         Report(denoise).ends_with("Wavelet type: Daub-4\r\nThreshold method: SCAD\r\nThreshold origin: "
