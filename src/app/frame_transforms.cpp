@@ -64,7 +64,7 @@ bool CMainFrame::RunTransform(const Operation& operation, CTransformDlg& dialog)
 bool CMainFrame::RunWithTraces(CBatchBaseDlg& block) {
     if (isTransforming_) return false;
     const QScopedValueRollback working(isTransforming_, true);
-    return WriteAndShow(block, false, {});
+    return WriteAndShow(block, block.WritesNewFile(), {});
 }
 
 bool CMainFrame::WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile, const std::string& question) {

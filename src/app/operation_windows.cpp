@@ -39,6 +39,15 @@ OperationWindows::OperationWindows(CMainFrame& frame)
         return frame_.RunTransform(operation, dialog);
     };
     owner_.withTraces = [this](CBatchBaseDlg& block) { return frame_.RunWithTraces(block); };
+    owner_.openOther = [this](std::string_view className, const auto& settings) {
+        OperationWindow* window = Open({FindOperation(className), nullptr});
+        if (window->IsBusy()) return;
+        for (const auto& [key, value] : settings) {
+            ParamList params = window->Block().Params();
+            params.Find(key)->SetFromText(value);
+        }
+        window->Refresh();
+    };
     owner_.batch = [this](const Operation& operation, CBatchBaseDlg& block) {
         if (frame_.MayStartBatch()) frame_.StartBatch(OrderBatch(frame_.Batch(), operation, block));
     };
@@ -129,7 +138,7 @@ int OperationWindows::PanelWidth() const {
 
 PanelPlace OperationWindows::FirstPlace(const OperationWindow& window) const {
     PanelPlace place;
-    if (!window.Block().RunsLive()) return place;
+    if (!window.Block().NeedsRoom()) return place;
     place.isFloating = true;
     place.floating.setSize(usualGraphSize.boundedTo(frame_.screen()->availableSize() * 9 / 10));
     place.floating.moveCenter(frame_.geometry().center());

@@ -35,6 +35,11 @@
 #include "frequency/sonogram.h"
 #include "frequency/spectrum_anal_dlg.h"
 #include "frequency/wavelet_denoise.h"
+#include "fitting/curve_fit.h"
+#include "fitting/curve_fit_gen.h"
+#include "fitting/fit_time_const_base.h"
+#include "fitting/remove_exp_drift.h"
+#include "fitting/robust_fit_gen.h"
 #include "histograms/event_hist.h"
 #include "histograms/general_hist.h"
 #include "histograms/hist_trace_val.h"
@@ -95,8 +100,9 @@ constexpr std::string_view sortMenu = "Anal&yse/&Spike sorting";
 constexpr std::string_view trainsMenu = "Anal&yse/Spi&ke trains";
 constexpr std::string_view editMenu = "Anal&yse/&Edit events";
 constexpr std::string_view logicMenu = "Anal&yse/&Edit events/&Logic";
+constexpr std::string_view fitMenu = "Anal&yse/&Fit curves";
 constexpr std::string_view listMenu = "Anal&yse";
-constexpr std::string_view frequencyMenu = "Anal&yse/Time and &frequency";
+constexpr std::string_view frequencyMenu = "Anal&yse/Ti&me and frequency";
 constexpr std::string_view externalMenu = "E&xternal data";
 
 // clang-format off
@@ -185,6 +191,8 @@ std::span<const Operation> Operations() {
         {"CIntegrate", transformMenu, "&Integral...", "Sums samples up, with resets, or in bins", Make<CIntegrate>},
         {"CLocalEnergy", transformMenu, "&Local energy...",
          "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
+        {"CRemoveExpDrift", transformMenu, "Remove e&xponential drop...",
+         "Takes a drift that one or two exponentials describe out of traces", Make<CRemoveExpDrift>},
         {"CPasteSparseTrace", transformMenu, "&Paste sparse trace...",
          "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},
         {"CReduce", resampleMenu, "&Reduce frequency...",
@@ -283,6 +291,16 @@ std::span<const Operation> Operations() {
          "Shows the discrete wavelet transform of a trace band by band, and what is left when coefficients are edited", Make<CDWTAnalysis>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",
          "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
+        {"CCurveFit", fitMenu, "&Curve fit...",
+         "Fits an equation of your own to a stretch of a trace, and takes the curve out of the data", Make<CCurveFit>},
+        {"CFitTimeConst", fitMenu, "&Time constant...",
+         "Fits one or two exponentials, or the charging of a cable, to a stretch of a trace", Make<CFitTimeConst>},
+        {"CTimeConstLog", fitMenu, "Time constants after &events...",
+         "Fits a relaxation to the mean of segments at events, or to each of them", Make<CTimeConstLog>},
+        {"CCurveFitGen", fitMenu, "Curve fit of a ta&ble...",
+         "Fits an equation of your own to X and Y values from a text file or the clipboard", Make<CCurveFitGen>},
+        {"CRobustFitGen", fitMenu, "&Robust fit of a table...",
+         "Draws a smooth or a polynomial through X and Y values, in which outliers lose their weight", Make<CRobustFitGen>},
         {"CInterpolateGen", externalMenu, "&Interpolate time series...",
          "Calculates and shows the curve through fixed points, by one of six methods", Make<CInterpolateGen>},
         {"LoadEventChannel", {}, {}, "Puts the channel of an event file (.kymr-evt) into the recording", Make<LoadEventChannel>},

@@ -8,26 +8,9 @@
 #include <stdexcept>
 #include <vector>
 
+#include "curves/lu_decomposition.h"
+
 namespace kymora {
-
-// A square system of linear equations, decomposed once (Crout, rows exchanged by the largest pivot relative
-// to its row) and solved for any right-hand side. A zero pivot becomes 1e-40. Throws
-// std::runtime_error("Singular matrix in LUdcmp") for a row of zeros.
-class LUdcmp {
-  public:
-    // `rows` x `rows` values, row after row.
-    LUdcmp(std::vector<double> matrix, size_t rows);
-    std::vector<double> Solve(std::span<const double> rightSide) const;
-
-  private:
-    double& At(size_t row, size_t column) { return lu_[row * rows_ + column]; }
-    double At(size_t row, size_t column) const { return lu_[row * rows_ + column]; }
-    size_t PivotRow(size_t column, std::span<const double> rowScales) const;
-
-    std::vector<double> lu_;
-    size_t rows_;
-    std::vector<size_t> exchanged_;  // the row that was exchanged with each
-};
 
 // The coefficients for a window that reaches `left` samples to the left of a place and `right` to its right:
 // of the derivative `derivative` (0: the value) of a polynomial of degree `degree`, without its factorial.

@@ -183,6 +183,12 @@ void CHistBase::DescribeSaving(ParamList& list) {
         .Tip("Takes the outlines that were kept out of the graph")
         .EnabledIf([this] { return !m_kept.empty(); });
     list.Group("Results");
+    list.Action("fitCurve", "Fit a curve...",
+                [this] {
+                    onOpenOther("CCurveFitGen", {{"points", FitTable(m_shown[0])}});
+                })
+        .Tip("Opens the fit of an equation to the heights of the bars over the middles of their bins")
+        .EnabledIf([this] { return m_shown.size() == 1 && onOpenOther; });
     list.Action("saveHistogram", "Save histogram...",
                 [this] {
                     if (!m_shown.empty())

@@ -92,6 +92,8 @@ Graph HistGraph(std::span<const HistPart> parts, int columns);
 GraphLayer OutlineOf(const HistPart& part);
 // Bounds and raw counts of all bins: what is saved for a spreadsheet.
 std::string HistExport(const HistFound& found);
+// Middles and heights of the bars that are shown, as a table to be fitted.
+std::string FitTable(const HistPart& part);
 // The points of the density estimate.
 std::string DensityText(const HistFound& found);
 

@@ -173,6 +173,17 @@ std::string HistExport(const HistFound& found) {
     return text;
 }
 
+std::string FitTable(const HistPart& part) {
+    const HistFound& found = part.found;
+    std::string text;
+    for (size_t i = 0; i < found.shown.size(); ++i) {
+        const double middle = found.starts.empty() ? found.hist.grid.Middle(static_cast<int>(i))
+                                                   : found.starts[i] + part.input.width / 2.0;
+        if (std::isfinite(found.shown[i])) text += fmt::format("{}\t{}\n", middle, found.shown[i]);
+    }
+    return text;
+}
+
 std::string DensityText(const HistFound& found) {
     std::string text = "x\ty\r\n";
     for (size_t i = 0; i < found.density.size(); ++i)

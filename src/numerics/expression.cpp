@@ -2,6 +2,7 @@
 
 #include <muParser.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <limits>
@@ -13,6 +14,10 @@ namespace {
 using Random = std::mt19937;
 
 constexpr size_t longestText = 20000;
+struct RandomFunction {
+    std::string_view name, arguments;  // those that it has where none are given
+};
+constexpr RandomFunction randomFunctions[] = {{"rndu", "0,1"}, {"rndn", "0,1"}, {"rndp", "1"}, {"rndo", "1"}};
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 // The distributions are written out: the library's differ from one machine to the next.
@@ -63,16 +68,22 @@ double Gamma(double x) { return std::tgamma(x); }
 
 bool IsNameCharacter(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
+// Where a name stands as a word from `from` on.
+size_t FindName(std::string_view text, std::string_view name, size_t from = 0) {
+    for (size_t at = text.find(name, from); at != std::string_view::npos; at = text.find(name, at + 1)) {
+        const size_t end = at + name.size();
+        const bool isPart =
+            (at > 0 && IsNameCharacter(text[at - 1])) || (end < text.size() && IsNameCharacter(text[end]));
+        if (!isPart) return at;
+    }
+    return std::string_view::npos;
+}
+
 // "rndn ( )" becomes "rndn(0,1)": a function of the parser has a fixed number of arguments.
 std::string WithDefaultArguments(std::string text) {
-    struct Default {
-        std::string_view name, arguments;
-    };
-    constexpr Default defaults[] = {{"rndu", "0,1"}, {"rndn", "0,1"}, {"rndp", "1"}, {"rndo", "1"}};
-    for (const Default& function : defaults) {
-        for (size_t at = text.find(function.name); at != std::string::npos;
-             at = text.find(function.name, at + 1)) {
-            if (at > 0 && IsNameCharacter(text[at - 1])) continue;
+    for (const RandomFunction& function : randomFunctions) {
+        for (size_t at = FindName(text, function.name); at != std::string::npos;
+             at = FindName(text, function.name, at + 1)) {
             const size_t open = text.find_first_not_of(' ', at + function.name.size());
             if (open == std::string::npos || text[open] != '(') continue;
             const size_t close = text.find_first_not_of(' ', open + 1);
@@ -163,6 +174,13 @@ double Expression::Evaluate() {
 }
 
 std::vector<std::string> Expression::UsedNames() const { return parser_->usedNames; }
+
+bool Expression::DrawsRandom() const {
+    const std::string& text = parser_->parser.GetExpr();
+    return std::ranges::any_of(randomFunctions, [&](const RandomFunction& function) {
+        return FindName(text, function.name) != std::string::npos;
+    });
+}
 
 void EquationVariables::BindTo(Expression& expression) {
     expression.Bind("t", abscissa);

@@ -34,6 +34,8 @@ class Expression {
 
     // The names of the variables that the equation uses; none when it has been refused.
     std::vector<std::string> UsedNames() const;
+    // The equation that was parsed calls one of the random functions.
+    bool DrawsRandom() const;
 
   private:
     struct Parser;

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "archive/archive.h"
@@ -153,6 +154,17 @@ class CBatchBaseDlg {
     virtual WrittenFile WriteFile(Session&, const std::filesystem::path&, [[maybe_unused]] bool keepsSource) {
         return {};
     }
+    // What it makes of traces is to be a new file beside the recording, where it says so itself.
+    virtual bool WritesNewFile() const { return false; }
+    // Shows another operation with these settings, KEY and value; empty where nobody does.
+    std::function<void(std::string_view className, const std::vector<std::pair<std::string, std::string>>&)>
+        onOpenOther;
+    // Its window begins in a frame of its own, where there is room for what it draws.
+    virtual bool NeedsRoom() const { return RunsLive(); }
+    // Has the operation write its traces and shows them, for an action of its own; empty where nobody does.
+    std::function<bool(CBatchBaseDlg&)> onTraces;
+    // The record that does what it is set for again, whatever a view shows then; empty where none does.
+    std::vector<std::byte> RepeatSettings() { return RerunSettings(OperationJob()); }
     // Why it cannot run over several recordings as it is set; empty where it can.
     virtual std::string SeveralFilesFault() const { return {}; }
     // Nobody attends the run: nothing is asked, settings stay as they were taken, and messages go there. Null
@@ -202,6 +214,8 @@ class CBatchBaseDlg {
     void Tell(std::string_view text);
     // The same, for what the operation is refused for.
     void Refuse(std::string_view text);
+    // Messages go where those of another operation go, of which this one is a part.
+    void SendMessagesAs(const CBatchBaseDlg& other) { m_pMessages = other.m_pMessages; }
 
   protected:
     // Adds the parameters in the order of the window. A class first calls its base, or places the base's

@@ -12,6 +12,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "catalogue/command_text.h"
 #include "catalogue/windows/live_run.h"
 #include "catalogue/windows/look_ahead.h"
 #include "catalogue/windows/operation_panes.h"
@@ -144,13 +145,16 @@ void OperationWindow::MakeWindow(const Labels& labels) {
     connect(save_, &QPushButton::clicked, this, &OperationWindow::Save);
     load_ = MakeButton(tr("&Load..."), "load", tr(loadConfigTitle));
     connect(load_, &QPushButton::clicked, this, &OperationWindow::Load);
+    copy_ = MakeButton(tr("Copy as co&mmand"), "copyCommand",
+                       tr("Copies the command line that repeats what this window shows"));
+    connect(copy_, &QPushButton::clicked, this, &OperationWindow::CopyCommand);
     run_ = MakeButton(labels.run, "run", ToQString(operation_.toolTip));
     connect(run_, &QPushButton::clicked, this, [this] { IsConfiguring() ? HandOver() : Start(); });
     run_->setDefault(true);
     close_ = MakeButton(labels.close, "close", {});
     connect(close_, &QPushButton::clicked, this, &OperationWindow::reject);
-    for (QPushButton* button : {save_, load_, run_, close_}) {
-        (button == save_ || button == load_ ? settingsRow_ : runRow_)->addWidget(button);
+    for (QPushButton* button : {save_, load_, copy_, run_, close_}) {
+        (button == run_ || button == close_ ? runRow_ : settingsRow_)->addWidget(button);
         buttons_.push_back(button);
     }
     settingsRow_->addStretch(1);
@@ -521,6 +525,7 @@ void OperationWindow::ShowState() {
     run_->setEnabled(hasDoc && isFree && (IsConfiguring() ? isUsable : fault.isEmpty()));
     save_->setEnabled(isUsable && isFree);
     load_->setEnabled(isFree);
+    copy_->setEnabled(hasDoc && isUsable && isFree);
     StateShown(isUsable && isFree);
     if (!hasDoc)
         ShowMessage(tr(noViewText), false);
@@ -631,6 +636,15 @@ void OperationWindow::Load() {
         return AskLoadConfig(session_, *block_);
     }();
     isLoaded ? TakeLoaded() : Refresh();
+}
+
+void OperationWindow::CopyCommand() {
+    if (IsBusy()) return;
+    Work([&] {
+        const std::string text = CommandText(operation_, *block_);
+        session_.host.WriteClipboard(plainTextFormat, std::as_bytes(std::span(text)));
+        SetDoneText(tr("The command line is on the clipboard."));
+    });
 }
 
 bool OperationWindow::LoadConfigFile(const std::filesystem::path& path) {

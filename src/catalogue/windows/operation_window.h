@@ -129,7 +129,7 @@ class OperationWindow : public QDialog {
 
     Session& session_;
     OperationPanes* panes_ = nullptr;
-    QPushButton *run_ = nullptr, *save_ = nullptr, *load_ = nullptr, *close_ = nullptr;
+    QPushButton *run_ = nullptr, *save_ = nullptr, *load_ = nullptr, *copy_ = nullptr, *close_ = nullptr;
 
   private:
     class Busy;  // while it lives, the block is at work
@@ -144,6 +144,7 @@ class OperationWindow : public QDialog {
     void PressAction(const QString& key);
     void Save();
     void Load();
+    void CopyCommand();
     void TakeLoaded();
 
     void ShowTitle();

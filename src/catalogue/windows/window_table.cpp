@@ -31,7 +31,8 @@ OperationWindow* MakeTransformWindow(WindowOwner& owner, const Operation& operat
 bool HasPlaces(const CBatchBaseDlg& block) { return dynamic_cast<const CChannelPlacesDlg*>(&block); }
 
 OperationWindow* OfferBatch(CEventBaseNonModalDlg* window, WindowOwner& owner, const Operation& operation) {
-    window->onTraces = owner.withTraces;
+    window->onTraces = window->Block().onTraces = owner.withTraces;
+    window->Block().onOpenOther = owner.openOther;
     if (owner.batch) window->onBatch = [&](CBatchBaseDlg& chosen) { owner.batch(operation, chosen); };
     return window;
 }

@@ -19,6 +19,8 @@ struct WindowOwner {
     std::function<bool(const Operation&, CTransformDlg&)> transform{};
     // Runs another operation that makes traces of the recording.
     std::function<bool(CBatchBaseDlg&)> withTraces{};
+    // Shows another operation with these settings.
+    decltype(CBatchBaseDlg::onOpenOther) openOther{};
     // Runs an operation over files.
     std::function<void(const Operation&, CBatchBaseDlg&)> batch{};
 };

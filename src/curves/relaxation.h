@@ -1,0 +1,55 @@
+#pragma once
+// Relaxations of a voltage V from V(0) to V(inf): one exponential, the sum of two, and the charging of a
+// cable (W. Rall, Biophys. J. 9, 1969: erf of the root of time), with the fit of them.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "curves/gauss_newton.h"
+
+namespace kymora {
+
+enum class RelaxationModel : int32_t { single = 0, twoExponentials = 1, cable = 2 };
+
+struct Relaxation {
+    RelaxationModel model = RelaxationModel::single;
+    double v0 = 0.0, vInf = 0.0;                  // in the unit of the data
+    double tau0 = 1.0, tau1 = 1.0, weight = 0.5;  // times from the start of the fit; of two: weight of tau0
+
+    // At a time from the start, rounded to single precision as samples are.
+    double At(double t) const;
+    // How far the k-th exponential alone is from V(inf) at t; of the cable the curve itself.
+    double PartAt(int k, double t) const;
+};
+
+struct RelaxationControl {
+    FitControl fit;
+    bool fixesV0 = false, fixesVInf = false;
+};
+
+struct RelaxationFit {
+    bool isDone = false;  // false where it failed to converge: no number came of it
+    Relaxation curve;     // of two exponentials the shorter time constant comes first
+    CurveFitResult result;
+    int parameters = 0;  // fitted
+    double aic = 0.0, bic = 0.0;
+};
+
+// Akaike's information criterion n ln(RSS / n) + 2 k, and the Bayesian one with k ln n (H. Akaike, IEEE
+// Trans. Autom. Control 19, 1974; G. Schwarz, Ann. Stat. 6, 1978).
+double AkaikeCriterion(double squares, size_t points, int parameters);
+double BayesCriterion(double squares, size_t points, int parameters);
+
+// Starts of a fit to points at the times t from 0: V(0) and V(inf) are means over `average` at either end,
+// tau a third of all time; of two exponentials a tenth and the whole, with equal weights. At least one point.
+Relaxation StartOfRelaxation(RelaxationModel model, std::span<const double> t, std::span<const double> y,
+                             double average);
+
+// Fits from the curve that is given.
+RelaxationFit FitRelaxation(const Relaxation& start, std::span<const double> t, std::span<const double> y,
+                            const RelaxationControl& control, const FitPoll& poll = {});
+
+}  // namespace kymora

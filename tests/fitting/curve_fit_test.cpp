@@ -1,0 +1,299 @@
+// Curve fits as a user runs them.
+
+#include "fitting/curve_fit.h"
+
+#include <cmath>
+
+#include "document/blank_doc.h"
+#include "document/float_doc.h"
+#include "fitting/curve_fit_gen.h"
+#include "fitting/ready_equations.h"
+#include "fitting/remove_exp_drift.h"
+#include "fitting/robust_fit_gen.h"
+#include "import/open_document.h"
+#include "support/session_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+TEST(FitEquationTest, RefusesWhatCannotBeFitted) {
+    const struct {
+        const char *equation, *fault;
+    } rows[] = {{"", needsTimeText},
+                {"a + b", needsTimeText},
+                {"t", needsParameterText},
+                {"b * t", needsParameterText},
+                {"a + c * t", skippedLettersText},
+                {"a + b*t + h", skippedLettersText},
+                {"exp(t) + erf(t)", needsParameterText},
+                {"a + rndn(0, 1) * t", drawsRandomText},
+                {"a * T", "The equation cannot be used. Unexpected token \"T\" found at position 4."}};
+    for (const auto& [text, fault] : rows) EXPECT_EQ(FitEquation('t').ParseEquation(text), fault) << text;
+    FitEquation taken('t');
+    EXPECT_EQ(taken.ParseEquation("a + 1e-3*t + cbrt(t)*gamma(2) + exp(-t)*_e"), "");
+    EXPECT_EQ(taken.Parameters(), 1) << "no letter of a name or of a number is a parameter";
+    EXPECT_EQ(taken.ParseEquation(std::string(9000, '(') + "a*t" + std::string(9000, ')')), "");
+    EXPECT_EQ(taken.Evaluate(std::vector<double>{3.0}, 2.0), 6.0);
+}
+
+TEST(ReadyEquationTest, GuessesLeadToTheFit) {
+    const struct {
+        const char* name;
+        std::vector<double> truth;
+    } rows[] = {{"line", {2, -3}},
+                {"exponential", {1, 4, 15}},
+                {"two exponentials", {1, 4, 4, 3, 30}},
+                {"alpha function", {1, -5, 9}},
+                {"Boltzmann", {-1, 3, 45, 4}},
+                {"Hill", {0.5, 6, 30, 2.5}},
+                {"Gaussian", {1, 8, 40, 7}}};
+    ASSERT_EQ(std::size(rows), ReadyEquations().size());
+    for (size_t n = 0; n < std::size(rows); ++n) {
+        const ReadyEquation& ready = ReadyEquations()[n];
+        ASSERT_STREQ(ready.name, rows[n].name);
+        FitEquation equation('x');
+        ASSERT_EQ(equation.ParseEquation(ready.Of('x')), "") << ready.name;
+        std::vector<double> x, y;
+        for (int i = 1; i <= 200; ++i) {
+            x.push_back(i * 0.5);
+            y.push_back(equation.Evaluate(rows[n].truth, x.back()));
+        }
+        std::vector<double> parameters = ready.guess(x, y);
+        ASSERT_EQ(parameters.size(), rows[n].truth.size());
+        EquationModel model(equation, x);
+        FitControl control;
+        control.mostIterations = 200;
+        control.damps = true;
+        CurveFitResult result;
+        EXPECT_TRUE(FitCurve(model, y, control, parameters, result)) << ready.name;
+        for (size_t k = 0; k < parameters.size(); ++k)
+            EXPECT_NEAR(parameters[k], rows[n].truth[k], 1e-3 * std::fabs(rows[n].truth[k])) << ready.name;
+        EXPECT_EQ(FindReadyEquation(ready.Of('t'), 't'), &ready);
+    }
+}
+
+class CurveFitTest : public SessionTest {
+  protected:
+    static void Set(CBatchBaseDlg& operation, const char* key, const std::string& value) {
+        ParamList params = operation.Params();
+        ASSERT_NE(params.Find(key), nullptr) << key;
+        ASSERT_EQ(params.Find(key)->SetFromText(value), "") << key;
+    }
+    static std::string Text(CBatchBaseDlg& operation) {
+        std::string text;
+        operation.WriteResult([&](std::string_view piece) {
+            text += piece;
+            return true;
+        });
+        return text;
+    }
+    // 100 samples of 0.5 ms: 2 + 0.25 t from the 20th one on.
+    std::unique_ptr<MemoryDoc> Ramp() {
+        std::vector<float> samples(100, 7.0f);
+        for (size_t i = 20; i < 100; ++i) samples[i] = 2.0f + 0.125f * static_cast<float>(i - 20);
+        return MemoryDoc::Make(session, {samples, samples}, 0.5);
+    }
+};
+
+TEST_F(CurveFitTest, TimeBeginsAtTheRegionAndItsLastSampleTakesPart) {
+    const auto doc = Ramp();
+    CCurveFit fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "region", "2");
+    Set(fit, "regionEnd", "20");
+    Set(fit, "regionStart", "10");
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    EXPECT_NEAR(fit.m_fit.m_dParam[0], 2.0, 1e-9);
+    EXPECT_NEAR(fit.m_fit.m_dParam[1], 0.25, 1e-9);
+    const auto results = fit.Results();
+    EXPECT_EQ(results.front().values[1].second, ResultValue(int64_t{21})) << "10 to 20 ms";
+    const std::string text = Text(fit);
+    EXPECT_TRUE(text.starts_with("x\ty_raw\ty_fit\tresid (raw-fit)\tSEest\tY_fit Lo\tY_fit Hi\r\n"
+                                 "0.00\t2.000\t2.000\t0.000\t"))
+        << text;
+    EXPECT_NE(text.find("Parameter Estimates...\r\np0 = 2.000000\t+/- "), std::string::npos);
+    EXPECT_EQ(fit.m_fit.m_dParamSaved[0], 1.0);
+    Set(fit, "equation", "a + b*t^2");
+    EXPECT_FALSE(fit.m_fit.HasFit());
+}
+
+TEST_F(CurveFitTest, AFitThatFailsPutsTheParametersOfItsIterationBack) {
+    const auto doc = Ramp();
+    CCurveFit fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "region", "0");
+    Set(fit, "equation", "a + b/t");
+    Set(fit, "a", "3");
+    EXPECT_FALSE(fit.Run());
+    EXPECT_EQ(host.LastMessage(), notConvergedText);
+    EXPECT_EQ(fit.m_fit.m_dParam[0], 3.0);
+    EXPECT_TRUE(fit.Results().empty());
+    Set(fit, "equation", "a*b*t");
+    EXPECT_FALSE(fit.Run()) << "two parameters that say the same: a pivot of 0";
+    EXPECT_EQ(host.LastMessage(), notConvergedText);
+    Set(fit, "dataSD", "0");
+    EXPECT_FALSE(fit.Run());
+    EXPECT_EQ(host.LastMessage(), "The SD of the data must be above 0.");
+}
+
+TEST_F(CurveFitTest, SubtractsWithinTheRegionInDoublePrecision) {
+    const auto doc = Ramp();
+    CCurveFit fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "region", "2");
+    Set(fit, "regionEnd", "20");
+    Set(fit, "regionStart", "10");
+    Set(fit, "subtract", "1");
+    ASSERT_EQ(fit.WhatItAffects(), Affects::traces);
+    ASSERT_TRUE(fit.WriteFile(session, "/made.kymr-dat", true).isDone) << host.LastMessage();
+    const auto made = OpenRecording(session, "/made.kymr-dat", {}).document;
+    ASSERT_TRUE(made);
+    ASSERT_EQ(made->traceCount, 3) << "a trace was added";
+    EXPECT_EQ(SamplesOf(*made, 0), SamplesOf(*doc, 0));
+    const std::vector<float> left = SamplesOf(*made, 1), raw = SamplesOf(*doc, 0);
+    for (size_t i = 0; i < left.size(); ++i)
+        EXPECT_NEAR(left[i], i >= 20 && i <= 40 ? 0.0f : raw[i], 1e-6f) << i;
+    EXPECT_EQ(made->fileComment, "Subtracted fitted curve");
+
+    // Noise has the spread that was asked for, and is the same for one seed.
+    const auto noisy = [&](const char* path) {
+        session.Seed(5);
+        Set(fit, "addMode", "0");
+        Set(fit, "addNoise", "1");
+        Set(fit, "noiseSD", "0.5");
+        EXPECT_TRUE(fit.WriteFile(session, path, true).isDone);
+        return SamplesOf(*OpenRecording(session, path, {}).document, 0);
+    };
+    const auto first = noisy("/a.kymr-dat"), second = noisy("/b.kymr-dat");
+    EXPECT_EQ(first, second);
+    double squares = 0.0;
+    for (size_t i = 20; i <= 40; ++i) squares += double{first[i]} * first[i];
+    EXPECT_NEAR(std::sqrt(squares / 21), 0.5, 0.25);
+    EXPECT_EQ(first[41], raw[41]);
+}
+
+TEST_F(CurveFitTest, ASampleThatIsNoNumberAndAGap) {
+    std::vector<float> samples(50, 1.0f);
+    for (size_t i = 0; i < 50; ++i) samples[i] = static_cast<float>(i);
+    samples[30] = NAN;
+    const auto bad = MemoryDoc::Make(session, {samples}, 2.0);
+    CCurveFit fit;
+    fit.CheckChangeDoc(bad.get());
+    Set(fit, "region", "0");
+    EXPECT_FALSE(fit.Run());
+    EXPECT_EQ(host.LastMessage(),
+              "Trace 1: the sample at 60 ms is no finite number. Choose a region without it.");
+    // Ten samples, a gap of ten, ten samples that go on as if the gap had held them.
+    std::vector<float> stored;
+    for (int i = 0; i < 10; ++i) stored.push_back(static_cast<float>(i));
+    for (int i = 20; i < 30; ++i) stored.push_back(static_cast<float>(i));
+    const auto gap = MemoryDoc::MakeWithRuns(session, {stored}, {{10, 10, 10}});
+    fit.CheckChangeDoc(gap.get());
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    EXPECT_NEAR(fit.m_fit.m_dParam[1], 1.0, 1e-9);
+}
+
+TEST_F(CurveFitTest, TablesOfManyKinds) {
+    const struct {
+        const char* text;
+        int columnX, columnY;
+        std::vector<double> x, y;
+        const char* fault;
+    } rows[] = {{"time\tV\n1\t2\n3\t4\n", 0, 0, {1, 3}, {2, 4}, ""},
+                {"x;y\n1,5;2\n2,5;3\n", 0, 0, {1.5, 2.5}, {2, 3}, ""},
+                {"x,y\n1.5,2\n\n2.5,3", 0, 0, {1.5, 2.5}, {2, 3}, ""},
+                {"cell a 1 2 3\ncell b 4 5 6\n", 0, 0, {1, 4}, {2, 5}, ""},
+                {"1 2 3\n4 5 6\n", 3, 1, {3, 6}, {1, 4}, ""},
+                {"1 2\n3 x\n", 0, 0, {}, {}, "Row 2: \"x\" is no number that can be fitted."},
+                {"1 2\n3\n", 0, 0, {}, {}, "Row 2 has no number in column 2."},
+                {"1 2\n3 nan\n", 0, 0, {}, {}, "Row 2: \"nan\" is no number that can be fitted."},
+                {"1 2\n", 1, 5, {}, {}, "The table has no row with numbers in the columns that are set."},
+                {"", 0, 0, {}, {}, "The table has no row with two numbers."}};
+    for (const auto& [text, columnX, columnY, x, y, fault] : rows) {
+        TextReader reader{std::string_view(text)};
+        const XYTable table = ReadXYTable(reader, columnX, columnY, '.');
+        EXPECT_EQ(table.fault, fault) << text;
+        if (*fault != '\0') continue;
+        EXPECT_EQ(table.x, x) << text;
+        EXPECT_EQ(table.y, y) << text;
+    }
+    std::string many;
+    for (size_t i = 0; i <= mostTableRows; ++i) many += "1 2\n";
+    TextReader reader{std::string_view(many)};
+    EXPECT_EQ(ReadXYTable(reader, 0, 0, '.').fault, "The table has more than 100000 rows.");
+    XYTable table{{3, 1, 3, 2}, {1, 2, 3, 4}, {}};
+    EXPECT_TRUE(SortByX(table));
+    EXPECT_EQ(table.y, (std::vector<double>{2, 4, 1, 3})) << "equal X stay in their order";
+    EXPECT_FALSE(SortByX(table));
+}
+
+TEST_F(CurveFitTest, FitsOfATable) {
+    BlankDoc blank(session);
+    CCurveFitGen fit;
+    fit.CheckChangeDoc(&blank);
+    PutText("/t.txt", "x y\n2 5\n0 1\n1 3\n");
+    Set(fit, "file", "/t.txt");
+    Set(fit, "equation", "a + b*x");
+    Set(fit, "sort", "1");
+    Set(fit, "decimals", "1");
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    EXPECT_EQ(host.LastMessage(), sortedText);
+    EXPECT_NE(Text(fit).find("\r\n0.0\t1.0\t1.0\t"), std::string::npos) << Text(fit);
+    EXPECT_NEAR(fit.m_fit.m_dParam[1], 2.0, 1e-9);
+    Set(fit, "file", "/none.txt");
+    EXPECT_FALSE(fit.Run());
+
+    CRobustFitGen robust;
+    robust.CheckChangeDoc(&blank);
+    Set(robust, "points", "0 1\n1 3\n2 5\n3 7\n4 100\n5 11\n6 13\n");
+    Set(robust, "degree", "1");
+    Set(robust, "iterations", "5");
+    ASSERT_TRUE(robust.Run()) << host.LastMessage();
+    EXPECT_TRUE(Text(robust).starts_with("1\r\n2\r\nx\ty_raw\ty_fit\r\n")) << Text(robust);
+    Set(robust, "degree", "7");
+    EXPECT_FALSE(robust.Run());
+}
+
+TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
+    std::vector<float> one, two;
+    for (int i = 0; i < 2000; ++i) {
+        const float wiggle = 0.05f * static_cast<float>(i % 7 - 3);
+        one.push_back(3.0f + 7.0f * std::exp(-static_cast<float>(i) / 300.0f) + wiggle);
+        two.push_back(1.0f + 4.0f * std::exp(-static_cast<float>(i) / 60.0f) +
+                      6.0f * std::exp(-static_cast<float>(i) / 700.0f) + wiggle);
+    }
+    const auto doc = MemoryDoc::Make(session, {one, two});
+    CRemoveExpDrift drift;
+    drift.CheckChangeDoc(doc.get());
+    Set(drift, "traces", "1-2");
+    Set(drift, "addMode", "0");
+    for (const char* method : {"0", "1"}) {
+        Set(drift, "method", method);
+        ASSERT_TRUE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << host.LastMessage();
+        const auto made = OpenRecording(session, "/d.kymr-dat", {}).document;
+        for (int trace = 0; trace < 2; ++trace) {
+            const auto samples = SamplesOf(*made, trace);
+            const float first = trace == 0 ? one[0] : two[0];
+            for (size_t i = 0; i < samples.size(); ++i)
+                ASSERT_NEAR(samples[i], first, *method == '0' ? 1.5f : 0.25f) << trace << " " << i;
+        }
+    }
+    EXPECT_NE(Text(drift).find("exp 1\r\n2\t"), std::string::npos)
+        << "the first trace has one" << Text(drift);
+    EXPECT_NE(Text(drift).find("Trace 2: double exponential\r\n\tV0 = "), std::string::npos);
+    for (float& value : one) value -= 5.0f;
+    const auto crossing = MemoryDoc::Make(session, {one});
+    drift.CheckChangeDoc(crossing.get());
+    Set(drift, "traces", "1");
+    Set(drift, "method", "0");
+    EXPECT_FALSE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << "nothing is divided by 0";
+    const auto longest = MemoryDoc::Generate(session, 1, 99'999, [](int, int64_t) { return 1.0f; });
+    drift.CheckChangeDoc(longest.get());
+    EXPECT_EQ(drift.Validate(), "");
+    const auto longer = MemoryDoc::Generate(session, 1, 100'000, [](int, int64_t) { return 1.0f; });
+    drift.CheckChangeDoc(longer.get());
+    EXPECT_NE(drift.Validate(), "");
+}
+
+}  // namespace
+}  // namespace kymora::test
