@@ -16,7 +16,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t findShapesVersion = 2;
+constexpr uint32_t findShapesVersion = 3;
 constexpr int32_t fewSpikes = 20;
 constexpr int64_t manySpikes = 50000;
 constexpr const char* rangePastEndText =
@@ -72,6 +72,7 @@ void CFindShapes::Serialize(CArchive& archive) {
     Exchange(archive, m_dRefractory);
     Exchange(archive, m_nProposal);
     Exchange(archive, m_strExportFolder);
+    if (version < 3) return;
     for (std::string* list : {&m_strEdits, &m_strAnalysisWindows, &m_strAssign}) Exchange(archive, *list);
     Exchange(archive, m_bAutoAssign);
 }

@@ -268,6 +268,7 @@ void AddFit(GraphPane& pane, const SpikeSorting& sorting, size_t spike, const Mi
         MixtureEntry one;
         one.ids[0] = entry.ids[c];
         one.delays[0] = entry.delays[c];
+        one.inBuffer = entry.inBuffer;
         add(NameOf(entry.ids[c]).c_str(), ColourOf(entry.ids[c]), sorting.Library().RowOf(one), level, true);
     }
     const bool isCompound = entry.Components() > 1;

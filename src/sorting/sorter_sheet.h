@@ -120,8 +120,7 @@ class CSorterSheet : public CFindShapes {
     float m_fOwnThreshold = 0.0f;
     double m_dOwnStart = 0.0, m_dOwnEnd = 0.0;  // ms
     bool m_bOwnIgnore = false, m_bOwnMixed = false;
-    int32_t m_nOutlineOf = 0;    // of the primary cluster, or of all
-    double m_dRefractory = 2.0;  // ms
+    int32_t m_nOutlineOf = 0;  // of the primary cluster, or of all
     bool m_bShowTrend = true;
     std::string m_strCandidate = "0", m_strOutline;
 };

@@ -47,7 +47,6 @@ constexpr const char* keysText = "\nAlt with the underlined letter presses a but
                                  "Z "
                                  "zooms to a rectangle, M moves what is seen.\n";
 constexpr double percent = 100.0;
-constexpr double mostRefractoryMs = 1000.0;
 constexpr int noPage = -1;
 constexpr size_t mostListed = 200;
 
@@ -174,10 +173,8 @@ void CSorterSheet::DescribeTemplatesPage(ParamList& list) {
                 [this] { TakeOutline("components", ReadEdits("0@1,1:" + m_strOutline).front().outline); })
         .Tip("Take what lies within the outline out of the cluster, as a new one")
         .EnabledIf([this] { return HasPrimary() && !m_strOutline.empty(); });
-    list.Number("refractory", "Refractory", m_dRefractory)
-        .Unit("ms")
-        .Limits(0, mostRefractoryMs)
-        .Tip("Intervals that are shorter violate the refractory time of a unit");
+    DescribeUnits(list);
+    Hide(list, {"proposal"});
 }
 
 // As many as fields may name; before there are any, they keep what they begin with.
@@ -317,6 +314,9 @@ void CSorterSheet::DescribeUnassignPage(ParamList& list) {
     list.Group("Output");
     list.Flag("writeUnassigned", "&Write unassigned", m_bWriteUnassigned)
         .Tip("Write the spikes of no unit into the channel behind those of the units");
+    list.Text("exportFolder", "Export folder", m_strExportFolder)
+        .Tip("Save the sorting as the text and NumPy files that tools for manual curation read, in this "
+             "folder; their clusters come back by Import sorting");
     list.Action("saveLibraryFile", "Save li&brary...", [this] { SaveLibrary(); })
         .Tip("Save the template mixture library to file.");
     list.Action("saveSetFile", "Save s&et...", [this] { SaveSet(); })

@@ -282,6 +282,7 @@ void SpikeSorting::AssignPure() {
         if (!best.IsUnit() || !(fit.ratio < best.m_fErrThresh)) continue;
         types_[i].id = fit.id;
         types_[i].entry.ids[0] = fit.id;
+        types_[i].entry.inBuffer = waves_->shape.Whole();
         types_[i].isEvent[0] = true;
     }
 }

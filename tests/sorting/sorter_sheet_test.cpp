@@ -148,11 +148,28 @@ TEST_F(SorterSheetTest, WhatIsDoneByHandIsWhatTheSettingsDo) {
     ASSERT_GT(sheet.Session().Unassigned().size(), 1u);
     const size_t spike = sheet.Session().Unassigned()[0];
     ASSERT_EQ(SetField("candidate", "1+2"), "");
+    // The parts of a compound make its sum, each on the level of the noise.
+    const Graph graph = *sheet.GetGraph();
+    const auto layer = [&](const char* name) -> const GraphLayer& {
+        return *std::ranges::find(graph.panes[0].layers, name, &GraphLayer::name);
+    };
+    const double level = sheet.Session().Last().Waves().noise[0].mean;
+    double highest = 0.0;
+    for (size_t i = 0; i < 40; ++i) {
+        EXPECT_NEAR(layer("wavType 1").y[i] + layer("wavType 2").y[i], layer("sum").y[i] + level, 1e-3);
+        highest = std::max(highest, std::abs(layer("sum").y[i]));
+    }
+    EXPECT_GT(highest, 10.0);
     ASSERT_EQ(Press("assignSpike"), "");
     EXPECT_EQ(sheet.Session().Last().Types()[spike].Text(), "1+2");
     ASSERT_EQ(Press("next"), "");
     ASSERT_EQ(SetField("unit", "1"), "");
     const UnitEvent worst = sheet.Session().RankedEvents()[0];
+    const Graph unitGraph = *sheet.GetGraph();
+    const auto& shown = unitGraph.panes[1].layers;
+    EXPECT_GT(std::ranges::max(shown[1].y, {}, [](double y) { return y == y ? y : 0.0; }) -
+                  std::ranges::min(shown[1].y, {}, [](double y) { return y == y ? y : 0.0; }),
+              10.0);
     ASSERT_EQ(Press("selectRank"), "");
     ASSERT_EQ(Press("unassignSelected"), "");
     EXPECT_TRUE(HasLogged("removing spk rel id"));
