@@ -11,7 +11,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t eventHistVersion = 2;
+constexpr uint32_t eventHistVersion = 3;
 constexpr const char* noParentText = "Event channel {} has no parent trace. \"{}\" is measured in one.";
 constexpr const char* noWeightsText =
     "The events of channel {} have no weights of principal components. They come from the sorting of spikes.";
@@ -116,6 +116,7 @@ void CEventHist::Serialize(CArchive& archive) {
         m_hist.ExchangeWholeWidths(archive);
     else
         m_hist.isByCount = m_hist.binCount != HistSettings{}.binCount;
+    if (version > 2) Exchange(archive, m_psth.jitter);
 }
 
 void CEventHist::GetParamText(std::string& text) {
@@ -179,8 +180,16 @@ void CEventHist::Describe(ParamList& list) {
         .EnabledIf([this] { return IsCorrelogram(); });
     list.Integer("bootstrapRuns", "Runs", m_psth.bootstrapRuns)
         .Limits(1, 1000000)
-        .Tip("So many times the events are put at random into the region")
-        .EnabledIf([this] { return IsCorrelogram() && m_psth.bootstrap; });
+        .Tip(
+            "So many times the events are put at random into the region, or within the windows of the jitter")
+        .EnabledIf([this] { return IsCorrelogram() && (m_psth.bootstrap || m_psth.jitter > 0.0); });
+    list.Number("jitter", "Jitter", m_psth.jitter)
+        .Unit("ms")
+        .Limits(0.0, 1e9)
+        .Tip("Draws the band that holds 99% of the counts of each bin when the events of channel 1 fall "
+             "anywhere "
+             "within windows so long: what goes beyond it is precise to less than that. 0: no band")
+        .EnabledIf([this] { return IsCorrelogram() && !Is(EvParam::autoCorrelation); });
     m_hist.DescribeOverlays(list, Words());
     DescribeRegion(list);
     DescribeFile(list);

@@ -80,6 +80,7 @@ class HistAnalysis {
     template <typename Take>
     void EachLag(const ValueRange& range, Take take) const {
         ForLagsOfEach(input_.times1, input_.times2, range, [&](size_t first, size_t last, size_t index2) {
+            if (!IsWanted(poll_, 0.0)) throw Cancelled();
             for (size_t i = first; i < last; ++i)
                 if (input_.trains == Trains::different || i != index2)
                     take(std::max(input_.times1[i] - input_.times2[index2], range.minimum));
@@ -124,6 +125,7 @@ class HistAnalysis {
     void TakeRaster();
     void FindChance();
     void TakePreStimulus(HistFound::Chance& chance) const;
+    void FindJitterBand(HistFound::Chance& chance);
     void WarnOfStimuli(HistFound::Chance& chance);
 
     const HistInput& input_;

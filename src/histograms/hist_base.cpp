@@ -26,7 +26,7 @@ int64_t WorkBeside(int64_t values, const HistPart& part) {
     if (settings.mix.fit == fitBinCounts)
         work += int64_t{1000} * settings.binCount * settings.mix.components * settings.mix.components;
     if (settings.mix.fit == fitRawData) work += 200 * values;
-    if (part.psth.bootstrap)
+    if (part.psth.bootstrap || part.psth.jitter > 0.0)
         work += part.psth.bootstrapRuns *
                 static_cast<int64_t>(part.input.times1.size() + part.input.times2.size());
     return work;
@@ -85,7 +85,7 @@ bool CHistBase::Write(OperationJob& job, UndoScope&) {
     // What was fitted to the first of several is no start for the others.
     m_hist.mix.isSet &= hasOwnMixture;
     m_psth = done.parts[0].psth;
-    if (m_psth.bootstrap) Document()->GetSession().random = done.random;
+    if (m_psth.bootstrap || m_psth.jitter > 0.0) Document()->GetSession().random = done.random;
     std::vector<std::string> told;
     for (HistPart& part : done.parts) {
         part.input.values.reset();

@@ -11,6 +11,9 @@ namespace {
 constexpr int64_t mostLags = 20'000'000;    // that are all kept for curves and marks
 constexpr size_t mostKeptLags = 1'000'000;  // of more
 constexpr size_t mostRaster = 2'000'000;
+constexpr int64_t mostJitterCounts = 50'000'000;  // of all bins and runs, which are kept
+constexpr const char* muchJitterText =
+    "There are too many bins and runs for a jitter band. Choose fewer of either.";
 constexpr const char* noPreStimulusText =
     "Need some pre-stimulus time to calculate a pre-stimulus rate. Using whole analysis region.";
 constexpr const char* seeMessageText = "See message in Descriptive Statistics.";
@@ -24,7 +27,7 @@ void HistAnalysis::TakeLags() {
     own_ = isCut_ ? FirstLags(range) : GetLags(input_.times1, input_.times2, input_.trains, range);
     kept_ = own_;
     if (isCut_)
-        Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid()));
+        Take(GetCorrelogram(input_.times1, input_.times2, input_.trains, Grid(), poll_));
     else
         Take(GetHistogram(kept_, Grid()));
 }
@@ -102,8 +105,16 @@ void HistAnalysis::FindChance() {
         chance.bootstrap = GetBootstrapLimits(trains, Grid(), random_, poll_);
         if (!chance.bootstrap && !IsWanted(poll_, 1.0)) throw Cancelled();
     }
+    if (psth_.jitter > 0.0 && input_.trains == Trains::different) FindJitterBand(chance);
     if (input_.isPsth) WarnOfStimuli(chance);
     found_.chance = std::move(chance);
+}
+
+void HistAnalysis::FindJitterBand(HistFound::Chance& chance) {
+    if (int64_t{psth_.bootstrapRuns} * settings_.binCount > mostJitterCounts) return Tell(muchJitterText);
+    chance.jitter = GetJitterBand(input_.times1, input_.times2, psth_.jitter, psth_.bootstrapRuns, Grid(),
+                                  random_, poll_);
+    if (!chance.jitter && !IsWanted(poll_, 1.0)) throw Cancelled();
 }
 
 // The rate of what the bins before the stimuli hold, in the time of all of them.

@@ -72,7 +72,8 @@ struct PsthSettings {
     bool raster = false;
     bool preStimulusOnly = false;
     bool bootstrap = false;
-    int32_t bootstrapRuns = 1000;
+    int32_t bootstrapRuns = 1000;  // also of the jitter
+    double jitter = 0.0;           // ms; 0: none
 };
 
 struct HistSettings {

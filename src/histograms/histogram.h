@@ -58,6 +58,7 @@ struct HistFound {
         int64_t counts = 0, stimuli = 0;
         CountLimits poisson;
         std::optional<CountLimits> bootstrap;
+        std::optional<JitterBand> jitter;
         std::string warning;
     };
     std::optional<Chance> chance;

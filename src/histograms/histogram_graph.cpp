@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "histograms/histogram.h"
@@ -59,17 +60,34 @@ GraphLayer SpreadAround(const HistFound& found) {
     return spread;
 }
 
+// What chance puts into each bin, as steps.
+GraphLayer JitterLayer(const HistFound& found, const std::function<double(double)>& shownAt) {
+    GraphLayer band{LayerKind::area, "99% jitter", GraphColour(4)};
+    band.isPale = true;
+    for (size_t i = 0; i < found.chance->jitter->lower.size(); ++i)
+        for (const int side : {0, 1}) {
+            band.x.push_back(found.hist.grid.Edge(static_cast<int>(i) + side));
+            band.y.push_back(shownAt(found.chance->jitter->upper[i]));
+            band.y2.push_back(shownAt(found.chance->jitter->lower[i]));
+        }
+    return band;
+}
+
 void AddChance(GraphPane& pane, const HistInput& input, const HistFound& found, const HistSettings& settings,
                const PsthSettings& psth) {
     if (settings.cumulative) return;
     const CountLimits& limits = found.chance->bootstrap ? *found.chance->bootstrap : found.chance->poisson;
-    const auto line = [&](double count, uint32_t colour, const char* name) {
-        double at = DisplayedCount(static_cast<CountDisplay>(settings.display), count, found.hist.InRange(),
-                                   settings.Width());
+    const auto shownAt = [&](double count) {
         if (psth.average && input.isPsth && found.chance->stimuli > 0)
-            at = count / static_cast<double>(found.chance->stimuli);
+            return count / static_cast<double>(found.chance->stimuli);
+        return DisplayedCount(static_cast<CountDisplay>(settings.display), count, found.hist.InRange(),
+                              settings.Width());
+    };
+    const auto line = [&](double count, uint32_t colour, const char* name) {
+        const double at = shownAt(count);
         if (std::isfinite(at)) pane.lines.push_back({false, at, colour, name, "", false});
     };
+    if (found.chance->jitter) pane.layers.insert(pane.layers.begin(), JitterLayer(found, shownAt));
     line(limits.expected, GraphColour(6), "expected");
     line(limits.lower, GraphColour(7),
          found.chance->bootstrap ? "99% limits (bootstrap)" : "99% limits (Poisson)");

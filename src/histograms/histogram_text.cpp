@@ -146,6 +146,19 @@ Result ChanceResult(const HistInput& input, const HistFound::Chance& chance) {
     return result;
 }
 
+Result JitterResult(const BinGrid& grid, const JitterBand& band) {
+    Result result;
+    result.name = "Jitter band";
+    result.columns = {{"from", ""}, {"to", ""}, {"expected", ""}, {"lower", ""}, {"upper", ""}};
+    std::vector<std::vector<ResultValue>> rows;
+    for (size_t i = 0; i < band.lower.size(); ++i) {
+        const int bin = static_cast<int>(i);
+        rows.push_back({grid.Edge(bin), grid.Edge(bin + 1), band.expected[i], band.lower[i], band.upper[i]});
+    }
+    result.SetRows(std::move(rows));
+    return result;
+}
+
 }  // namespace
 
 std::string CHist::CopyText() const {
@@ -265,6 +278,8 @@ std::vector<Result> HistResults(const HistPart& part) {
                         {"intervals", found.intervals->count}};
     }
     if (found.chance) results.push_back(ChanceResult(input, *found.chance));
+    if (found.chance && found.chance->jitter)
+        results.push_back(JitterResult(found.hist.grid, *found.chance->jitter));
     if (found.knuth) results[0].values.emplace_back("optimal number of bins", int64_t{found.knuth->best});
     if (found.knuth && settings.showLogP) {
         std::vector<double> numbers;

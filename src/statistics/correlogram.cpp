@@ -5,7 +5,9 @@
 #include <boost/math/distributions/poisson.hpp>
 #include <cmath>
 #include <map>
+#include <numeric>
 
+#include "host/progress.h"
 #include "statistics/uniform_draw.h"
 
 namespace kymora {
@@ -101,11 +103,13 @@ std::vector<double> GetLags(std::span<const double> times1, std::span<const doub
 }
 
 Histogram GetCorrelogram(std::span<const double> times1, std::span<const double> times2, Trains trains,
-                         const BinGrid& grid) {
+                         const BinGrid& grid, const Poll& poll) {
     Histogram histogram(grid);
     if (FaultOf(grid) != GridFault::none) return histogram;
-    ForLags(times1, times2, trains, {grid.minimum, grid.maximum},
-            [&histogram](std::span<const double> lags) { histogram.Add(lags); });
+    ForLags(times1, times2, trains, {grid.minimum, grid.maximum}, [&](std::span<const double> lags) {
+        if (!IsWanted(poll, 0.0)) throw Cancelled();
+        histogram.Add(lags);
+    });
     return histogram;
 }
 
@@ -139,6 +143,36 @@ std::optional<CountLimits> GetBootstrapLimits(const ChanceTrains& chance, const 
     const int64_t total = static_cast<int64_t>(chance.runs) * grid.count;
     return CountLimits{sum / static_cast<double>(total), PercentileOf(found, total, lowerShare),
                        PercentileOf(found, total, upperShare)};
+}
+
+std::optional<JitterBand> GetJitterBand(std::span<const double> times1, std::span<const double> times2,
+                                        double window, int runs, const BinGrid& grid, std::mt19937& random,
+                                        const Poll& poll) {
+    if (!(window > 0.0) || runs < 1 || FaultOf(grid) != GridFault::none) return {};
+    const auto bins = static_cast<size_t>(grid.count), count = static_cast<size_t>(runs);
+    std::vector<float> all(bins * count);  // bin by bin
+    std::vector<double> moved(times1.size());
+    for (size_t run = 0; run < count; ++run) {
+        if (!IsWanted(poll, static_cast<double>(run) / runs)) return {};
+        for (size_t i = 0; i < moved.size(); ++i)
+            moved[i] = (std::floor(times1[i] / window) + UniformDraw(random)) * window;
+        std::sort(moved.begin(), moved.end());
+        const Histogram correlogram = GetCorrelogram(moved, times2, Trains::different, grid);
+        for (size_t bin = 0; bin < bins; ++bin)
+            all[bin * count + run] = static_cast<float>(correlogram.Counts()[bin]);
+    }
+    JitterBand band;
+    for (size_t bin = 0; bin < bins; ++bin) {
+        const auto counts = std::span(all).subspan(bin * count, count);
+        std::sort(counts.begin(), counts.end());
+        const auto at = [&](double share) {
+            return counts[static_cast<size_t>(std::max(0.0, std::ceil(share * runs) - 1.0))];
+        };
+        band.expected.push_back(std::accumulate(counts.begin(), counts.end(), 0.0) / runs);
+        band.lower.push_back(at(lowerShare));
+        band.upper.push_back(at(upperShare));
+    }
+    return band;
 }
 
 }  // namespace kymora

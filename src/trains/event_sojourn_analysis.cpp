@@ -160,14 +160,18 @@ struct CEventSojournAnalysis::Job : OperationJob {
     }
     void Compute(SampleReader&, JobContext& context) override {
         ProgressScope progress(context, "Fitting exponentials", sojournPollParts);
-        const Poll poll = [&](double) { return progress.GoesOn(0); };
+        double before = 0.0;  // the first of two fits is half of the work
+        const Poll poll = [&](double done) {
+            const double share = before + done * (compares ? 0.5 : 1.0);
+            return progress.GoesOn(static_cast<uint64_t>(share * static_cast<double>(sojournPollParts)));
+        };
         if (startsFromData) found.mixture = StartOfSojourns(exponentials, found.durations, found.deadTime);
         if (found.isFitted) {
             const SojournFit fit = Fitted(found.mixture, poll);
             found.mixture = fit.mixture;
             found.end = fit.end;
             if (compares) {
-                progress.At(sojournPollParts / 2);
+                before = 0.5;
                 const Mixture more = StartOfSojourns(exponentials + 1, found.durations, found.deadTime);
                 found.oneMore = CompareSojourns(fit.logLikelihood, Fitted(more, poll).logLikelihood);
             }

@@ -224,8 +224,9 @@ std::vector<double> CoincidenceOf(const JointPsth& joint, JointForm form, int lo
     std::vector<double> sums(static_cast<size_t>(joint.bins));
     const int most = joint.bins - 1;
     for (int d = std::max(lower, -most); d <= std::min(upper, most); ++d)
-        ForDiagonal(joint, form, d,
-                    [&](int k, double value) { sums[static_cast<size_t>(std::abs(d) + k)] += value; });
+        ForDiagonal(joint, form, d, [&](int k, double value) {
+            sums[static_cast<size_t>(k) + static_cast<size_t>(std::abs(d))] += value;
+        });
     if (smoothHalfWindow <= 0) return sums;
     const std::vector<float> plain(sums.begin(), sums.end());
     const auto smooth = GetMovingAverageIter(plain, smoothings, static_cast<size_t>(smoothHalfWindow));

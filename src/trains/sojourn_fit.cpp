@@ -67,6 +67,7 @@ bool IsUsable(const Mixture& mixture) {
 std::vector<double> PlaceOf(const Mixture& mixture) {
     std::vector<double> place;
     const auto& parts = mixture.components;
+    place.reserve(2 * parts.size());
     const auto level = [](const MixtureComponent& part) {
         return std::log(std::max(part.proportion, leastProportion));
     };
@@ -137,13 +138,17 @@ SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, 
     const size_t means = start.components.size();
     // Asked at each place: a round of the search is long where the durations are many.
     bool isWanted = true;
+    double share = 0.0;  // of the rounds that there may be
     const SpaceFunction function = [&](std::span<const double> place) {
-        isWanted = isWanted && IsWanted(poll, 0.0);
+        isWanted = isWanted && IsWanted(poll, share);
         const bool isPlace =
             std::ranges::all_of(place.first(means), [&](double mean) { return mean >= lowest; });
         return isWanted && isPlace ? -LogLikelihoodOf(Beyond(MixtureAt(place), deadTime), counted) : HUGE_VAL;
     };
-    const PowellResult found = FindMinimum(function, from, options, [&](double) { return isWanted; });
+    const PowellResult found = FindMinimum(function, from, options, [&](double done) {
+        share = done;
+        return isWanted;
+    });
     fit.end = isWanted ? found.end : PowellResult::End::cancelled;
     if (fit.end != PowellResult::End::converged || !(-found.value >= fit.logLikelihood)) return fit;
     fit.mixture = MixtureAt(found.at);

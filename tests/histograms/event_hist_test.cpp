@@ -121,6 +121,38 @@ TEST_F(EventHistTest, SeveralChannelsStandOnOneRangeAndPairsInAGrid) {
     EXPECT_EQ(Column(hist.Results(), 10, 2), (std::vector<double>{1, 1}));
 }
 
+TEST_F(EventHistTest, AJitterBandSaysWhatIsPreciserThanItsWindow) {
+    Spans ones, twos;
+    for (int i = 0; i < 90; ++i) {
+        ones.emplace_back(100 + i * 100 + i * 37 % 60, 101 + i * 100 + i * 37 % 60);
+        twos.emplace_back(ones.back().first - 5, ones.back().second - 5);  // 0.5 ms before each
+    }
+    Fill(0, ones);
+    Fill(1, twos);
+    Set(hist, {{"parameter", "CrossCorr 2->1"},
+               {"autoRange", "0"},
+               {"minimum", "-10"},
+               {"maximum", "10"},
+               {"binCount", "20"},
+               {"jitter", "10"},
+               {"bootstrapRuns", "200"}});
+    ASSERT_TRUE(hist.Run()) << host.LastMessage();
+    const Graph graph = *hist.GetGraph();
+    EXPECT_EQ(graph.panes[0].layers[0].name, "99% jitter");
+    EXPECT_EQ(graph.panes[0].layers[1].y[10], 90.0);
+    std::vector<Result> results = hist.Results();
+    const auto band = std::ranges::find(results, "Jitter band", &Result::name);
+    ASSERT_NE(band, results.end());
+    const std::vector<double> upper = Column({*band}, 0, 4);
+    ASSERT_EQ(upper.size(), 20u);
+    // Each event falls into 1 ms of 10 by chance.
+    EXPECT_NEAR(Column({*band}, 0, 2)[10], 9.0, 1.5);
+    EXPECT_LT(upper[10], 30.0);
+    Set(hist, {{"bootstrapRuns", "1000000"}, {"binCount", "100"}});
+    ASSERT_TRUE(hist.Run());
+    EXPECT_TRUE(host.LastMessage().starts_with("There are too many bins and runs"));
+}
+
 TEST_F(EventHistTest, WhatIsKeptStaysBesideAnotherRecording) {
     Fill(0, {{1000, 1001}, {2000, 2001}, {3000, 3001}});
     doc->filePath = "/data/first.kymr-dat";

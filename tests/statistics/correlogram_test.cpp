@@ -122,5 +122,31 @@ TEST(Correlogram, BootstrapLimitsAreThoseOfChance) {
     EXPECT_EQ(GetBootstrapLimits({0, stimuli, region}, grid, random)->upper, 0.0);
 }
 
+TEST(Correlogram, JitterLeavesWhatIsSlowerThanItsWindow) {
+    std::mt19937 random(4);
+    // A window over all: each of 100 events is in each of ten bins with a probability of 0.1.
+    std::vector<double> times1;
+    for (int i = 0; i < 100; ++i) times1.push_back(0.5 + 3.0 * i);
+    const std::vector<double> middle{500.0};
+    const BinGrid grid{10, -500.0, 500.0};
+    const auto wide = GetJitterBand(times1, middle, 1000.0, 2000, grid, random);
+    ASSERT_TRUE(wide);
+    for (size_t bin = 0; bin < 10; ++bin) {
+        EXPECT_NEAR(wide->expected[bin], 10.0, 0.5);
+        EXPECT_NEAR(wide->lower[bin], 3.0,
+                    1.1);  // of a binomial distribution: 0.0024 up to 2, 0.0078 up to 3
+        EXPECT_NEAR(wide->upper[bin], 19.0, 1.1);
+    }
+    // Windows much shorter than bins leave the counts, and each event its rate.
+    const Histogram counts = GetCorrelogram(times1, middle, Trains::different, grid);
+    const auto narrow = GetJitterBand(times1, middle, 0.25, 50, grid, random);
+    for (size_t bin = 0; bin < 10; ++bin) {
+        EXPECT_EQ(narrow->lower[bin], counts.Counts()[bin]);
+        EXPECT_EQ(narrow->upper[bin], counts.Counts()[bin]);
+    }
+    EXPECT_FALSE(GetJitterBand(times1, middle, 0.0, 50, grid, random));
+    EXPECT_FALSE(GetJitterBand(times1, middle, 1.0, 50, grid, random, [](double) { return false; }));
+}
+
 }  // namespace
 }  // namespace kymora

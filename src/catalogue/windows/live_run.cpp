@@ -25,8 +25,7 @@ LiveRun::LiveRun(CBatchBaseDlg& block, std::function<bool()> mayRun, QObject* pa
 LiveRun::~LiveRun() = default;
 
 void LiveRun::Restart() {
-    const bool changesNothing = block_.WhatItAffects() == Affects::nothing;
-    if (changesNothing && (isOutdated_ || settings_ != block_.Settings())) start_.start();
+    if (isOutdated_ || settings_ != block_.Settings()) start_.start();
 }
 
 void LiveRun::RunNow() {
@@ -49,6 +48,8 @@ void LiveRun::Run(bool mayWait) {
     job_.reset();
     emit Progressed();
     if (!block_.Document() || !mayRun_()) return;
+    // What changes the recording is asked for.
+    if (mayWait && block_.WhatItAffects() != Affects::nothing) return;
     isOutdated_ = false;
     messages_.clear();
     settings_ = block_.Settings();
