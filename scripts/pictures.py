@@ -153,6 +153,18 @@ def templates(program, demo, out):
         window.ask(quit=True, discard=True)
 
 
+def fits(program, demo, out):
+    window = start(program, f"{demo}/demo_episodic.kymr-dat")
+    window.ask(resize={"width": 1180, "height": 760})
+    window.ask(viewport={"start": 53, "end": 150})
+    curve = {"trace": 1, "equation": "a + b*(exp(-t/c) - exp(-t/d))", "a": -65, "b": 2, "c": 10, "d": 1, "maxIter": 50}
+    operation_picture(window, f"{out}/curve-fit.png", "CCurveFit", set=curve, run=True)
+    window.ask(operation="CCurveFit", shut=True)
+    decay = {"channel1": "c", "trace": 1, "fitStart": 8, "fitEnd": 60, "averages": 21, "avgTime": 1}
+    operation_picture(window, f"{out}/time-constant.png", "CTimeConstLog", set=decay, run=True)
+    window.ask(quit=True, discard=True)
+
+
 def histograms(program, demo, out):
     window = start(program, f"{demo}/demo_spikes.kymr-dat")
     window.ask(resize={"width": 1180, "height": 760})
@@ -378,7 +390,7 @@ def trains(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
         scene(program, demo, out)
 
 

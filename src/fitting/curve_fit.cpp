@@ -24,6 +24,7 @@ void CCurveFit::Serialize(CArchive& archive) {
     CEventWndBaseDlg::Serialize(archive);
     ExchangeVersion(archive, curveFitVersion, ClassName());
     m_fit.Exchange(archive);
+    Exchange(archive, m_bEachEvent);
     Exchange(archive, m_bSubtract);
     Exchange(archive, m_nAddMode);
     Exchange(archive, m_bNewFile);
@@ -43,6 +44,12 @@ void CCurveFit::Describe(ParamList& list) {
                                    "of the active view, or all that is visible in it; Analyse data within "
                                    "the user-specified time";
     list.Find("regionEnd")->least = 0.0;
+    list.Flag("eachEvent", "A fit for each event", m_bEachEvent)
+        .Tip("Fits the samples of every event alone, from the same starts, and lists the parameters");
+    list.Channel("channel1", "of channel", m_nChannel1)
+        .Tip("Event channel whose events are fitted")
+        .EnabledIf([this] { return m_bEachEvent; })
+        .Shows([this] { return EventCountText(Document(), m_nChannel1); });
     DescribeSubtraction(list);
 }
 
@@ -83,6 +90,10 @@ void CCurveFit::DescribeSubtraction(ParamList& list) {
 
 std::string CCurveFit::CheckSettings() {
     if (std::string fault = CEventWndBaseDlg::CheckSettings(); !fault.empty()) return fault;
+    if (m_bEachEvent && m_bSubtract) return "The curves of single events are listed, and not subtracted.";
+    if (m_bEachEvent && Document() && Document()->HasChannel(m_nChannel1) &&
+        Document()->GetNumEvents(m_nChannel1) == 0)
+        return fmt::format("Event channel {} has no events.", ChannelDisplayName(m_nChannel1));
     return m_fit.Fault();
 }
 
@@ -178,7 +189,12 @@ FitPointsRef CCurveFit::ShownPoints() {
 
 std::unique_ptr<OperationJob> CCurveFit::MakeJob() {
     CDataDoc& doc = *Document();
-    if (m_nRegionMode == regionUserSet && !TakeRegion()) return nullptr;
+    if (m_bEachEvent) {
+        auto job = m_fit.MakeJob();
+        AddEvents(*job);
+        return job;
+    }
+    if (m_nRegionMode == regionUserSet && !(m_dRegionEnd > m_dRegionStart)) throw JobRefused(regionOrderText);
     const SampleSpan span = FitSpan();
     if (span.Count() == 0) throw JobRefused(emptyRegionText);
     if (static_cast<size_t>(span.Count()) > mostFitPoints)
@@ -198,6 +214,20 @@ std::unique_ptr<OperationJob> CCurveFit::MakeJob() {
     m_fitted = span;
     m_nFittedTrace = m_nTrace;
     return job;
+}
+
+void CCurveFit::AddEvents(CurveFitJob& job) const {
+    const CDataDoc& doc = *Document();
+    const auto& events = doc.eventChannels[static_cast<size_t>(m_nChannel1)].Events();
+    int id = 0;
+    for (const CEventKM& event : events) {
+        const SampleSpan span = HeldTo(doc, {event.onPosition, event.offPosition});
+        job.stretches.push_back({++id, span});
+        job.count += span.Count();
+    }
+    job.readEach = [trace = m_nTrace, interval = doc.sampleInterval](SampleReader& samples, SampleSpan span) {
+        return ReadFitSamples(samples, trace, span, interval, static_cast<double>(span.first) * interval);
+    };
 }
 
 bool CCurveFit::TakeFit(CurveFitJob& job) {

@@ -3,7 +3,6 @@
 // taken out of the data.
 
 #include "fitting/curve_fitting.h"
-#include "fitting/fit_samples.h"
 #include "operations/event_base_dlg.h"
 #include "operations/write_recording.h"
 
@@ -31,8 +30,9 @@ class CCurveFit : public CEventWndBaseDlg {
     std::optional<Graph> GetGraph() override;
 
     CurveFitting m_fit{'t', "a + b * t"};
-    bool m_bSubtract = false;  // the fit is done to take the curve out of the data
-    int32_t m_nAddMode = 1;    // 0: the trace is replaced, 1: another one is added
+    bool m_bEachEvent = false;  // a fit to each event of channel 1, in the place of the region
+    bool m_bSubtract = false;   // the fit is done to take the curve out of the data
+    int32_t m_nAddMode = 1;     // 0: the trace is replaced, 1: another one is added
     bool m_bNewFile = false;
     bool m_bAddNoise = false;  // normal, to each sample from which the curve was taken
     double m_dNoiseSD = 1.0;
@@ -55,6 +55,7 @@ class CCurveFit : public CEventWndBaseDlg {
     void SubtractNow();
     bool TakeFit(CurveFitJob& job);
     WrittenRecording WriteSubtracted(CArchive& archive, const std::filesystem::path& target);
+    void AddEvents(CurveFitJob& job) const;
     void DescribeCommands(ParamList& list);
     void DescribeSubtraction(ParamList& list);
 

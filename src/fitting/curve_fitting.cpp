@@ -14,8 +14,10 @@ namespace {
 
 constexpr uint32_t curveFittingVersion = 1;
 constexpr size_t pollEvery = 1024;  // points
+constexpr uint64_t shortFit = 200;  // stretches of so many points: it shows no progress
 constexpr size_t curvePoints = 2000, mostDrawn = 8000;
 constexpr double mostIterations = 500.0;
+constexpr const char* noTailText = "Failed to converge in routine GCF";
 constexpr const char* limitsText =
     "The limits take parameters with numbers, for example \"a>0, c<100\"; {} is none.";
 constexpr const char* fixedText =
@@ -68,20 +70,40 @@ int64_t CurveFitJob::Samples() const {
 }
 
 void CurveFitJob::Compute(SampleReader& samples, JobContext& context) {
+    if (!stretches.empty()) return FitEach(samples, context);
     if (read) points = read(samples);
     if (points->y.empty()) throw JobRefused("There are no data to fit.");
-    if (const ReadyEquation* ready = FindReadyEquation(equation, 't');
-        guesses && (ready || (ready = FindReadyEquation(equation, 'x'))))
-        start = ready->guess(points->x, points->y);
-    const size_t stretches = (points->y.size() + pollEvery - 1) / pollEvery;
-    ProgressScope progress(context, "Fitting", stretches * static_cast<size_t>(control.mostIterations),
-                           stretches < 4 ? stretches * static_cast<size_t>(control.mostIterations) : 0);
+    start = StartFor(points->x, points->y);
+    const uint64_t total =
+        (points->y.size() + pollEvery - 1) / pollEvery * static_cast<size_t>(control.mostIterations);
+    ProgressScope progress(context, "Fitting", total, shortFit);
     uint64_t done = 0;
-    const uint64_t total = stretches * static_cast<size_t>(control.mostIterations);
     EquationModel model(fitted, points->x);
     parameters = start;
     isFitted = FitCurve(model, points->y, control, parameters, result,
                         [&] { progress.At(std::min(++done, total)); });
+}
+
+std::vector<double> CurveFitJob::StartFor(std::span<const double> x, std::span<const double> y) const {
+    const ReadyEquation* ready = FindReadyEquation(equation, 't');
+    if (!ready) ready = FindReadyEquation(equation, 'x');
+    return guesses && ready ? ready->guess(x, y) : start;
+}
+
+void CurveFitJob::FitEach(SampleReader& samples, JobContext& context) {
+    ProgressScope progress(context, "Fitting", stretches.size());
+    for (const Stretch& stretch : stretches) {
+        progress.Step(1);
+        Each fit{stretch.id, start, {}, false};
+        const FitSamples data = readEach(samples, stretch.span);
+        if (!data.y.empty()) {
+            EquationModel model(fitted, data.t);
+            fit.parameters = StartFor(data.t, data.y);
+            fit.isFitted =
+                FitCurve(model, data.y, control, fit.parameters, fit.result, [&] { progress.Step(0); });
+        }
+        each.push_back(std::move(fit));
+    }
 }
 
 // --- settings ---
@@ -135,7 +157,7 @@ void CurveFitting::DescribeEquation(ParamList& list) {
         list.Number(LetterOf(i), LetterOf(i), m_dParam[i])
             .Tip("Where the fit begins, and then what was fitted")
             .EnabledIf([i, used] { return used == 0 || static_cast<int>(i) < used; })
-            .Cell(i < 4 ? "a to d" : "e to h", std::string(1, "1234"[i % 4]));
+            .Shows([this, i] { return ErrorText(i); });
 }
 
 void CurveFitting::DescribeIterations(ParamList& list) {
@@ -151,6 +173,23 @@ void CurveFitting::DescribeIterations(ParamList& list) {
     list.Number("dataSD", "SD of data", m_dDataSD)
         .Limits(0.0, std::numeric_limits<double>::max())
         .Tip("The standard deviation of each data point: chi-square and its probability refer to it");
+    const auto ofFit = [this](auto text) {
+        return [this, text] { return m_found ? text(m_found->result) : std::string(); };
+    };
+    list.Note("iterDone", "Done", ofFit([](const CurveFitResult& fit) {
+                  return fmt::format("{} iterations, {}", fit.iterations,
+                                     fit.hasConverged
+                                         ? "converged"
+                                         : fmt::format("not converged: last change {:.3g} %", fit.maxChange));
+              }));
+    list.Note("residualSD", "SD of residuals", ofFit([](const CurveFitResult& fit) {
+                  return fmt::format("{:.5g} (= SD of data if good fit)", fit.residualSd);
+              }));
+    list.Note("chiSq", "Chi-square", ofFit([](const CurveFitResult& fit) {
+                  const std::string tail =
+                      std::isnan(fit.tail) ? std::string(noTailText) : fmt::format("p = {:.3g}", fit.tail);
+                  return fmt::format("{:.5g}, {}; r*r = {:.4f}", fit.chiSquare, tail, fit.rSquared);
+              }));
 }
 
 void CurveFitting::DescribeFurther(ParamList& list) {
@@ -171,6 +210,17 @@ void CurveFitting::DescribeTest(ParamList& list) {
             const double value = Evaluate(m_dTest);
             return Parsed().Parameters() == 0 ? std::string() : fmt::format("gives {:.7g}", value);
         });
+}
+
+std::string CurveFitting::ErrorText(size_t parameter) const {
+    if (!HasFit()) return {};
+    const CurveFitResult& result = m_found->result;
+    const auto at = std::ranges::find(result.free, parameter);
+    if (at == result.free.end()) return "fixed";
+    const auto i = static_cast<size_t>(at - result.free.begin());
+    const double p = result.Probability(i);
+    return fmt::format("\u00b1 {:.4g}, p {}", result.Error(i),
+                       p < 0.001 ? "< 0.001" : fmt::format("= {:.3f}", p));
 }
 
 FitEquation& CurveFitting::Parsed() const {
@@ -283,6 +333,9 @@ std::unique_ptr<CurveFitJob> CurveFitting::MakeJob() const {
 
 bool CurveFitting::Take(CurveFitJob& job) {
     m_found.reset();
+    m_each = std::move(job.each);
+    m_eachEquation = job.equation;
+    if (!m_each.empty()) return true;
     m_dParamSaved = m_dParam;
     std::ranges::copy(job.start, m_dParamSaved.begin());
     std::ranges::copy(job.parameters, m_dParam.begin());
@@ -307,6 +360,7 @@ void CurveFitting::ForPoints(const std::function<bool(size_t, const FitPoint&)>&
 }
 
 void CurveFitting::WriteReport(const TextSink& sink, int xDecimals, int decimals) const {
+    if (!m_each.empty()) return WriteEach(sink);
     if (!m_found) return;
     if (!sink("x\ty_raw\ty_fit\tresid (raw-fit)\tSEest\tY_fit Lo\tY_fit Hi\r\n")) return;
     bool goesOn = true;
@@ -339,6 +393,7 @@ std::string CurveFitting::ParametersReport() const {
 }
 
 std::vector<Result> CurveFitting::Results(const std::string& title) const {
+    if (!m_each.empty()) return {EachTable(title)};
     if (!m_found) return {};
     const CurveFitResult& result = m_found->result;
     Result summary;
@@ -360,6 +415,54 @@ std::vector<Result> CurveFitting::Results(const std::string& title) const {
     std::vector<Result> all{std::move(summary)};
     AddTables(all);
     return all;
+}
+
+void CurveFitting::WriteEach(const TextSink& sink) const {
+    const size_t count = m_each.front().parameters.size();
+    std::string head = "id";
+    for (size_t k = 0; k < count; ++k) head += fmt::format("\t{}\t+/-", LetterOf(k));
+    if (!sink(head + "\trms\tr*r\titer\r\n")) return;
+    for (const CurveFitJob::Each& fit : m_each) {
+        std::string row = fmt::format("{} failed to converge; skipping.\r\n", fit.id);
+        if (fit.isFitted) {
+            row = std::to_string(fit.id);
+            for (size_t k = 0; k < count; ++k) {
+                const auto at = std::ranges::find(fit.result.free, k) - fit.result.free.begin();
+                const bool isFree = at < std::ssize(fit.result.free);
+                row +=
+                    fmt::format("\t{:f}\t{}", fit.parameters[k],
+                                isFree ? OrEmpty(fit.result.Error(static_cast<size_t>(at))) : std::string());
+            }
+            row += fmt::format("\t{:f}\t{}\t{}\r\n", fit.result.rms, OrEmpty(fit.result.rSquared),
+                               fit.result.iterations);
+        }
+        if (!sink(row)) return;
+    }
+}
+
+Result CurveFitting::EachTable(const std::string& title) const {
+    const size_t count = m_each.front().parameters.size();
+    Result table{title, {{"equation", m_eachEquation}}, {{"id", ""}}, {}};
+    for (size_t k = 0; k < count; ++k) table.columns.push_back({LetterOf(k), ""});
+    for (size_t k = 0; k < count; ++k) table.columns.push_back({LetterOf(k) + " error", ""});
+    for (const char* name : {"rms", "r2", "iterations", "converged"}) table.columns.push_back({name, ""});
+    std::vector<std::vector<ResultValue>> rows;
+    for (const CurveFitJob::Each& fit : m_each) {
+        std::vector<ResultValue> row(table.columns.size());
+        row[0] = int64_t{fit.id};
+        row.back() = std::string(!fit.isFitted ? "failed" : fit.result.hasConverged ? "yes" : "no");
+        if (fit.isFitted) {
+            for (size_t k = 0; k < count; ++k) row[1 + k] = OrNothing(fit.parameters[k]);
+            for (size_t i = 0; i < fit.result.free.size(); ++i)
+                row[1 + count + fit.result.free[i]] = OrNothing(fit.result.Error(i));
+            row[1 + 2 * count] = OrNothing(fit.result.rms);
+            row[2 + 2 * count] = OrNothing(fit.result.rSquared);
+            row[3 + 2 * count] = int64_t{fit.result.iterations};
+        }
+        rows.push_back(std::move(row));
+    }
+    table.SetRows(std::move(rows));
+    return table;
 }
 
 void CurveFitting::AddTables(std::vector<Result>& all) const {

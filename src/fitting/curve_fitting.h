@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fitting/fit_equation.h"
+#include "fitting/fit_samples.h"
 #include "graphs/graph.h"
 #include "operations/batch_base_dlg.h"
 
@@ -38,6 +39,20 @@ class CurveFitJob : public OperationJob {
     // Where the points are samples: reads them, on the thread of the job.
     std::function<FitPointsRef(SampleReader&)> read;
     int64_t count = 0;  // of points, about
+    // In their place stretches, each of which is fitted alone.
+    struct Stretch {
+        int id = 0;  // of its event, from 1
+        SampleSpan span;
+    };
+    std::vector<Stretch> stretches;
+    std::function<FitSamples(SampleReader&, SampleSpan)> readEach;
+    struct Each {
+        int id = 0;
+        std::vector<double> parameters;
+        CurveFitResult result;
+        bool isFitted = false;
+    };
+    std::vector<Each> each;
     FitEquation fitted;
     FitControl control;
     bool guesses = false;
@@ -48,6 +63,10 @@ class CurveFitJob : public OperationJob {
 
     int64_t Samples() const override;
     void Compute(SampleReader& samples, JobContext& context) override;
+
+  private:
+    std::vector<double> StartFor(std::span<const double> x, std::span<const double> y) const;
+    void FitEach(SampleReader& samples, JobContext& context);
 };
 
 enum class FitMethod : int32_t { plain = 0, damped = 1 };
@@ -91,7 +110,10 @@ class CurveFitting {
     // Takes over what the job has found. False where nothing came of it: the parameters are those with which
     // the last iteration began.
     bool Take(CurveFitJob& job);
-    void Forget() { m_found.reset(); }
+    void Forget() {
+        m_found.reset();
+        m_each.clear();
+    }
     // The equation and the parameters are those of the fit.
     bool HasFit() const;
     const CurveFitResult* FitResult() const { return m_found ? &m_found->result : nullptr; }
@@ -120,9 +142,14 @@ class CurveFitting {
     void ForPoints(const std::function<bool(size_t, const FitPoint&)>& take) const;
     void AddTables(std::vector<Result>& results) const;
     std::string ParametersReport() const;
+    std::string ErrorText(size_t parameter) const;
+    void WriteEach(const TextSink& sink) const;
+    Result EachTable(const std::string& title) const;
 
     char m_variable;
     std::optional<Found> m_found;
+    std::vector<CurveFitJob::Each> m_each;  // of the latest run over stretches; empty after any other
+    std::string m_eachEquation;
     // The equation as it was last looked at.
     mutable FitEquation m_parsed;
     mutable std::string m_parsedText, m_parsedFault;

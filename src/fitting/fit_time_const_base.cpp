@@ -14,8 +14,10 @@ namespace {
 constexpr uint32_t fitTimeConstVersion = 1, timeConstLogVersion = 1;
 constexpr double anything = std::numeric_limits<double>::max();
 constexpr double mostIterationsOfFit = 500.0;
-constexpr double noLog = -100.0;  // ln of what is not above 0
+constexpr double noLog = -100.0;        // ln of what is not above 0
+constexpr double usualAverages = 20.0;  // so many times to average are the fit region
 constexpr double resetPart = 0.1;
+constexpr double aroundPart = 0.2;  // of the fit region, on either side
 constexpr size_t curveSteps = 500;
 constexpr const char* orderText = "The end of the fit must be after its start.";
 constexpr const char* gapWord = "there is a gap or the boundary of an episode in its segment";
@@ -47,6 +49,20 @@ Relaxation RelaxationJob::StartFor(const FitSamples& data) const {
     return start;
 }
 
+// The ends of the fit can be dragged into what lies around it.
+void RelaxationJob::ReadAround(SampleReader& samples, SampleSpan span) {
+    const auto more = static_cast<int64_t>(aroundPart * static_cast<double>(span.Count()));
+    const int64_t first = std::max<int64_t>(0, span.first - more);
+    const int64_t end = std::min(samples.GetTraceLength(trace), span.end + more);
+    try {
+        around = ReadFitSamples(samples, trace, {static_cast<int32_t>(first), static_cast<int32_t>(end)},
+                                interval, originMs);
+        for (double& t : around.t) t -= static_cast<double>(span.first - first) * interval;
+    } catch (const JobRefused&) {
+        around = {};
+    }
+}
+
 void RelaxationJob::Compute(SampleReader& samples, JobContext& context) {
     ProgressScope progress(context, "Fitting", stretches.size(), 1);
     const FitPoll poll = [&] { progress.Step(0); };
@@ -64,6 +80,7 @@ void RelaxationJob::Compute(SampleReader& samples, JobContext& context) {
         ++count;
         if (!averages) {
             fit(stretch.id, std::move(data));
+            if (&stretch == &stretches.back()) ReadAround(samples, stretch.span);
         } else if (sum.t.empty()) {
             sum = std::move(data);
         } else {
@@ -135,37 +152,46 @@ void CFitTimeConstBase::DescribeFitRegion(ParamList& list, const char* fromWhat)
 
 void CFitTimeConstBase::DescribeModel(ParamList& list) {
     const auto hasTwo = [this] { return m_nModel == static_cast<int32_t>(RelaxationModel::twoExponentials); };
-    const auto isGiven = [this] { return !m_bStartFromData; };
     list.Group("Relaxation");
     list.Choice("model", "Model", m_nModel, {"exponential", "two exponentials", "cable (erf)"})
         .Tip("(V(0) - V(inf)) exp(-t/tau) + V(inf); the sum of two with weights w and 1 - w; (V(inf) - V(0)) "
              "erf(sqrt(t/tau)) + V(0)");
     list.Flag("startFromData", "Starts from the data", m_bStartFromData)
-        .Tip("The fit begins with values that come from the data, and not with those below");
+        .Tip("The fit begins with values that come from the data, and not with those below, which are what "
+             "was fitted");
+    // Who sets a start wants to begin there.
+    const auto own = [this] { m_bStartFromData = false; };
     list.Number("v0", "V(0)", m_dV0)
         .Limits(-anything, anything)
         .Tip("The value at the start of the fit; the line StartV")
-        .EnabledIf([this] { return !m_bStartFromData || m_bFixV0; });
+        .Linked({"startFromData"})
+        .OnChange([this] { m_bStartFromData &= m_bFixV0; });
     list.Flag("fixV0", "Fix V(0)", m_bFixV0).Tip("V(0) stays as it is set");
     list.Number("vInf", "V(inf)", m_dVInf)
         .Limits(-anything, anything)
         .Tip("The value that is approached; the line EndV")
-        .EnabledIf([this] { return !m_bStartFromData || m_bFixVInf; });
+        .Linked({"startFromData"})
+        .OnChange([this] { m_bStartFromData &= m_bFixVInf; });
     list.Flag("fixVInf", "Fix V(inf)", m_bFixVInf).Tip("V(inf) stays as it is set");
     list.Number("tau", "tau", m_dTau)
         .Unit("ms")
         .Limits(0.0, anything)
         .Tip("The time constant, of two the first")
-        .EnabledIf(isGiven);
+        .Linked({"startFromData"})
+        .OnChange(own);
     list.Number("tau1", "tau 1", m_dTau1)
         .Unit("ms")
         .Limits(0.0, anything)
         .Tip("The second time constant")
-        .EnabledIf([=] { return hasTwo() && isGiven(); });
+        .EnabledIf(hasTwo)
+        .Linked({"startFromData"})
+        .OnChange(own);
     list.Number("weight", "Weight", m_dWeight)
         .Limits(-anything, anything)
         .Tip("The weight of the first exponential; the second one has the rest to 1")
-        .EnabledIf([=] { return hasTwo() && isGiven(); });
+        .EnabledIf(hasTwo)
+        .Linked({"startFromData"})
+        .OnChange(own);
 }
 
 void CFitTimeConstBase::DescribeIterations(ParamList& list, double mostIterations) {
@@ -331,10 +357,10 @@ void CFitTimeConstBase::SetLines(GraphPane& pane) const {
     const auto upright = [&](double at, size_t colour, const char* name, const char* key) {
         pane.lines.push_back({true, at, GraphColour(colour), name, key});
     };
-    upright(m_dFitStart, 2, "StartFit", "fitStart");
-    upright(m_dFitEnd, 2, "EndFit", "fitEnd");
     upright(m_dFitStart + m_dAvgTime, 3, "StartAvg", "startAvg");
     upright(m_dFitEnd - m_dAvgTime, 3, "EndAvg", "endAvg");
+    upright(m_dFitStart, 2, "StartFit", "fitStart");
+    upright(m_dFitEnd, 2, "EndFit", "fitEnd");
     pane.lines.push_back({false, m_dV0, GraphColour(4), "StartV", "v0"});
     pane.lines.push_back({false, m_dVInf, GraphColour(5), "EndV", "vInf"});
 }
@@ -352,12 +378,15 @@ std::optional<Graph> CFitTimeConstBase::GetGraph() {
         const FitSamples& data = m_found->shown;
         GraphLayer raw{LayerKind::curve, "data", GraphColour(0)},
             logs{LayerKind::points, "data", GraphColour(0)};
+        const FitSamples& wide = m_found->around.t.empty() ? data : m_found->around;
+        for (const double t : wide.t) raw.x.push_back(m_dFitStart + t);
+        raw.y = wide.y;
         for (size_t i = 0; i < data.t.size(); ++i) {
-            raw.x.push_back(m_dFitStart + data.t[i]);
-            raw.y.push_back(data.y[i]);
+            logs.x.push_back(m_dFitStart + data.t[i]);
             logs.y.push_back(LogOfSize(data.y[i] - curve.vInf));
         }
-        logs.x = raw.x;
+        const double margin = aroundPart * (m_dFitEnd - m_dFitStart);
+        above.x.limits = below.x.limits = {m_dFitStart - margin, m_dFitEnd + margin};
         GraphLayer fit{LayerKind::curve, "fit", GraphColour(1)};
         const bool hasTwo = curve.model == RelaxationModel::twoExponentials;
         std::vector<GraphLayer> parts;
@@ -406,6 +435,12 @@ void CFitTimeConst::SuggestSettings() {
     const TimeSpan seen = VisibleTimes(*Document(), View());
     m_dFitStart = seen.start;
     m_dFitEnd = seen.end;
+    m_dAvgTime = (seen.end - seen.start) / usualAverages;
+}
+
+std::vector<ViewGuide> CFitTimeConst::Guides() {
+    return {{ViewGuide::Kind::time, m_nTrace, m_dFitStart, GraphColour(2), "StartFit", "fitStart"},
+            {ViewGuide::Kind::time, m_nTrace, m_dFitEnd, GraphColour(2), "EndFit", "fitEnd"}};
 }
 
 void CFitTimeConst::AddStretches(RelaxationJob& job) {

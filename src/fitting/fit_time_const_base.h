@@ -36,13 +36,15 @@ class RelaxationJob : public OperationJob {
     Relaxation given;          // starts of the user's own
     bool startsFromData = true;
     std::vector<Fitted> fits;
-    FitSamples shown;  // what the last one was fitted to
-    int count = 0;     // stretches that were used
+    FitSamples shown;   // what the last one was fitted to
+    FitSamples around;  // and what lies around it, where it was no mean
+    int count = 0;      // stretches that were used
 
     int64_t Samples() const override;
     void Compute(SampleReader& samples, JobContext& context) override;
 
   private:
+    void ReadAround(SampleReader& samples, SampleSpan span);
     Relaxation StartFor(const FitSamples& data) const;
 };
 
@@ -61,7 +63,7 @@ class CFitTimeConstBase : public CEventBaseDlg {
     std::optional<Graph> GetGraph() override;
 
     double m_dFitStart = 0.0, m_dFitEnd = 100.0;  // ms
-    double m_dAvgTime = 0.0;                      // ms at either end, of which the starts are means
+    double m_dAvgTime = 5.0;                      // ms at either end, of which the starts are means
     int32_t m_nModel = 0;                         // RelaxationModel
     bool m_bStartFromData = true;
     double m_dV0 = 0.0, m_dVInf = 0.0, m_dTau = 10.0, m_dTau1 = 100.0, m_dWeight = 0.5;
@@ -103,6 +105,7 @@ class CFitTimeConst : public CFitTimeConstBase {
     const char* Title() const override { return "Time constant"; }
     // What is seen, where nobody has set anything.
     void SuggestSettings() override;
+    std::vector<ViewGuide> Guides() override;
 
   protected:
     void Describe(ParamList& list) override;

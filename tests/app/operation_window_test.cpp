@@ -508,13 +508,23 @@ TEST_F(OperationWindowTest, LongResultsAreCutAndCopiedWhole) {
     EXPECT_TRUE(QApplication::clipboard()->text().endsWith("line 99999\n"));
 }
 
+TEST_F(OperationWindowTest, CopiesTheCommandThatRepeatsIt) {
+    Open();
+    Find<QPushButton>("copyCommand")->click();
+    const auto& held = host.clipboard[plainTextFormat];
+    const std::string text(reinterpret_cast<const char*>(held.data()), held.size());
+    EXPECT_TRUE(text.starts_with("kymora run ")) << text;
+    EXPECT_TRUE(text.ends_with(" --in-place")) << text;
+}
+
 TEST_F(OperationWindowTest, TheTabKeyGoesInTheOrderOfReading) {
     Open();
     EXPECT_EQ(QApplication::focusWidget()->objectName(), "onLevel") << "the keyboard is there at once";
-    for (const char* key : {"onLevel", "offLevel",    "equal",    "count",  "fold",  "source", "region0",
-                            "channel", "trace",       "channels", "traces", "press", "fold",   "destination",
-                            "name",    "isOn",        "low",      "high",   "graph", "graph",  "graph",
-                            "results", "saveResults", "save",     "load",   "run",   "close"}) {
+    for (const char* key :
+         {"onLevel", "offLevel",    "equal",    "count",  "fold",        "source", "region0",
+          "channel", "trace",       "channels", "traces", "press",       "fold",   "destination",
+          "name",    "isOn",        "low",      "high",   "graph",       "graph",  "graph",
+          "results", "saveResults", "save",     "load",   "copyCommand", "run",    "close"}) {
         ASSERT_EQ(QApplication::focusWidget()->objectName(), key);
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }

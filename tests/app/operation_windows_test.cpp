@@ -171,7 +171,7 @@ TEST_F(OperationWindowsTest, ConfigurationsOfAllOperationsOpenWindowsThatCanBePr
         EXPECT_EQ(window == nullptr, block->WhatItAffects() == Affects::newRecording);
         if (!window) continue;
         const bool stopsTheRest =
-            block->WhatItAffects() == Affects::traces || operation.className == "CFindShapes";
+            dynamic_cast<CTransformDlg*>(block.get()) || operation.className == "CFindShapes";
         EXPECT_EQ(window->isModal(), stopsTheRest);
         for (int i = 0; i < 2; ++i)
             press([](const QString& name) { return name != "run" && name != "close"; });
@@ -231,7 +231,7 @@ TEST_F(PanelsTest, StandBesideTheRecordingInOneColumnThatFits) {
         SCOPED_TRACE(entry.Id());
         OperationDock* panel = PanelOf(entry.Id().c_str());
         ASSERT_NE(panel, nullptr);
-        EXPECT_EQ(panel->isFloating(), block->RunsLive()) << "a graph has room of its own";
+        EXPECT_EQ(panel->isFloating(), block->NeedsRoom()) << "a graph has room of its own";
         panel->setFloating(false);
         Settle();
         EXPECT_LT(child.Widget().width(), width) << "it covers nothing";

@@ -193,6 +193,37 @@ TEST_F(CurveFitTest, ASampleThatIsNoNumberAndAGap) {
     EXPECT_NEAR(fit.m_fit.m_dParam[1], 1.0, 1e-9);
 }
 
+TEST_F(CurveFitTest, EachEventHasAFitOfItsOwn) {
+    const auto doc = Ramp();
+    for (const auto& [on, off] : {std::pair(20, 40), std::pair(50, 51), std::pair(60, 100)}) {
+        CEventKM event;
+        event.onPosition = on;
+        event.offPosition = off;
+        doc->eventChannels[1].AppendLoaded(std::move(event));
+    }
+    CCurveFit fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "eachEvent", "1");
+    Set(fit, "channel1", "b");
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    std::vector<std::vector<ResultValue>> rows;
+    const Result table = fit.Results().front();
+    table.rows([&](std::span<const ResultValue> row) {
+        rows.emplace_back(row.begin(), row.end());
+        return true;
+    });
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_NEAR(std::get<double>(rows[0][1]), 2.0, 1e-6) << "t is 0 at the onset";
+    EXPECT_NEAR(std::get<double>(rows[2][1]), 7.0, 1e-6);
+    EXPECT_NEAR(std::get<double>(rows[2][2]), 0.25, 1e-6);
+    EXPECT_EQ(rows[1].back(), ResultValue(std::string("failed"))) << "of one sample";
+    EXPECT_NE(Text(fit).find("\r\n2 failed to converge; skipping.\r\n3\t7.0"), std::string::npos)
+        << Text(fit);
+    EXPECT_EQ(fit.m_fit.m_dParam[0], 1.0) << "the starts stay";
+    Set(fit, "subtract", "1");
+    EXPECT_NE(fit.Validate(), "");
+}
+
 TEST_F(CurveFitTest, TablesOfManyKinds) {
     const struct {
         const char* text;
