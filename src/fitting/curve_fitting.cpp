@@ -133,11 +133,11 @@ void CurveFitting::DescribeEquation(ParamList& list) {
     std::vector<std::string> names{"own equation"};
     for (const ReadyEquation& ready : ReadyEquations()) names.emplace_back(ready.name);
     list.Choice("ready", "Ready equation", m_nReady, std::move(names))
-        .Tip("Puts a usual equation into the line below")
-        .Linked({"equation"})
+        .Tip("Puts a usual equation into the line below, and has the starts guessed from the data")
+        .Linked({"equation", "guess"})
         .OnChange([this] {
-            if (m_nReady > 0)
-                m_strEquation = ReadyEquations()[static_cast<size_t>(m_nReady) - 1].Of(m_variable);
+            m_bGuess = m_nReady > 0;
+            if (m_bGuess) m_strEquation = ReadyEquations()[static_cast<size_t>(m_nReady) - 1].Of(m_variable);
         });
     list.Text("equation", "Equation", m_strEquation)
         .Tip(fmt::format("A function of {} with parameters a, b, c .. up to h, for example a + b*exp(-{}/c)",
@@ -156,6 +156,8 @@ void CurveFitting::DescribeEquation(ParamList& list) {
     for (size_t i = 0; i < m_dParam.size(); ++i)
         list.Number(LetterOf(i), LetterOf(i), m_dParam[i])
             .Tip("Where the fit begins, and then what was fitted")
+            .Linked({"guess"})
+            .OnChange([this] { m_bGuess = false; })
             .EnabledIf([i, used] { return used == 0 || static_cast<int>(i) < used; })
             .Shows([this, i] { return ErrorText(i); });
 }

@@ -15,6 +15,11 @@ TraceChange::TraceChange(CBatchBaseDlg& owner, std::string name, std::vector<std
     CheckChangeView(owner.View());
 }
 
+// What is added to a trace without a label has got a star alone.
+std::string TraceChange::ResultLabel(const std::string& label) const {
+    return label.find_first_not_of(" *") == std::string::npos ? emptyLabel : label + m_strName;
+}
+
 KernelOutcome TraceChange::TransformBlock(const TransformRun& run, std::span<const float> input,
                                           std::span<float> output) {
     const Change& change = changes.at(run.trace);

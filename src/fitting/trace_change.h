@@ -23,9 +23,7 @@ class TraceChange : public CTransformTraceDlg {
     void GetParamText(std::string& text) override { text += report; }
     std::vector<std::byte> StepSettings() override { return record_; }
     bool ChangesScale() const override { return true; }
-    std::string ResultLabel(const std::string& label) const override {
-        return label.empty() ? emptyLabel : label + m_strName;
-    }
+    std::string ResultLabel(const std::string& label) const override;
     KernelOutcome TransformBlock(const TransformRun& run, std::span<const float> input,
                                  std::span<float> output) override;
     KernelOutcome TransformBlock(const TransformRun& run, const SourceMaker& source,

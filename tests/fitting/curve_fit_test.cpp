@@ -154,6 +154,7 @@ TEST_F(CurveFitTest, SubtractsWithinTheRegionInDoublePrecision) {
     for (size_t i = 0; i < left.size(); ++i)
         EXPECT_NEAR(left[i], i >= 20 && i <= 40 ? 0.0f : raw[i], 1e-6f) << i;
     EXPECT_EQ(made->fileComment, "Subtracted fitted curve");
+    EXPECT_EQ(made->traces[1].traceLabel, "Subtracted fitted curve");
 
     // Noise has the spread that was asked for, and is the same for one seed.
     const auto noisy = [&](const char* path) {
