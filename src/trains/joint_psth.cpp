@@ -121,7 +121,7 @@ class JointForms {
             joint_.isEmpty[at] = seen == 0.0 && chance == 0.0;
             surprise[at] = JointSurprise(static_cast<int64_t>(seen), chance);
             raw[at] = seen / per_;
-            // The predictor of counts for each stimulus is the product of such counts, pairs as the raw ones.
+            // For each stimulus that is the product of both histograms for each stimulus.
             predictor[at] = chance / per_;
             corrected[at] = raw[at] - predictor[at];
             const double sds = joint_.referenceSd[row] * joint_.targetSd[column];

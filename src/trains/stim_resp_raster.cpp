@@ -215,23 +215,29 @@ std::unique_ptr<OperationJob> CStimRespRaster::MakeJob() {
     job->smoothHalfWindow = m_nSmoothHalfWindow;
     job->random = doc.GetSession().random;
 
-    HistInput& input = found.part.input;
+    AskForHistogram(*job);
+    return job;
+}
+
+// That of the latencies, as the histogram of events has it for two channels.
+void CStimRespRaster::AskForHistogram(Job& job) const {
+    HistInput& input = job.found.part.input;
     input.kind = HistInput::Kind::lags;
     input.isPsth = true;
     input.name = "PSTH 1 from 2";
     input.label = "latency (ms)";
     input.channel1 = m_nChannel2;
-    input.events1 = found.responses;
-    for (const int64_t onset : job->responses) input.times1.push_back(InMs(onset));
-    for (const int64_t onset : found.onsets) input.times2.push_back(InMs(onset));
-    for (const TrainStretch& one : region) input.region.push_back({InMs(one.first), InMs(one.end)});
-    HistSettings& settings = found.part.settings;
+    input.events1 = job.found.responses;
+    for (const int64_t onset : job.responses) input.times1.push_back(InMs(onset));
+    for (const int64_t onset : job.found.onsets) input.times2.push_back(InMs(onset));
+    // Responses lie anywhere, and so does what their rate comes from.
+    input.region = {{0.0, InMs(Document()->GetLength())}};
+    HistSettings& settings = job.found.part.settings;
     settings.autoRange = false;
     settings.minimum = m_dLatencyStart;
     settings.maximum = m_dLatencyEnd;
     settings.binCount = m_nBins;
     settings.isByCount = true;
-    return job;
 }
 
 bool CStimRespRaster::Write(OperationJob& job, UndoScope& undo) {

@@ -66,6 +66,7 @@ class CStimRespRaster : public CTrainsBase {
     struct Selected {
         std::vector<int32_t> stimuli, responses;
     };
+    void AskForHistogram(Job& job) const;
     bool Holds(const LatencyMark& mark) const;
     Selected FindSelected() const;
     void TakeRows();

@@ -238,6 +238,15 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     for (const double count : graph.panes[0].layers[0].y) counted += count;
     EXPECT_EQ(counted, 4.0);
     EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
+    // By chance: 5 responses a second in 4 ms around each of so many stimuli, whatever the region of those
+    // is.
+    const auto expected = [&] { return std::get<double>(block->Results()[1].values[3].second); };
+    EXPECT_NEAR(expected(), 5.0 * 0.004 * 3.0, 1e-12);
+    Set(*block, {{"region", "2"}, {"regionStart", "300"}, {"regionEnd", "700"}});
+    ASSERT_TRUE(block->Run());
+    EXPECT_NEAR(expected(), 5.0 * 0.004 * 2.0, 1e-12);
+    Set(*block, {{"region", "0"}});
+    ASSERT_TRUE(block->Run());
     Set(*block, {{"selectStart", "5"}, {"selectEnd", "10"}, {"lastStimulus", "2"}});
     EXPECT_EQ(TextOf(*block), "Stimuli:\t3\r\nResponses in the windows:\t4\r\n"
                               "Stim:\t1\tOn time\t100.000000\r\n\t\t\t\tResp:\t1\tLat\t5.000000\r\n"
