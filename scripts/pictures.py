@@ -130,6 +130,8 @@ def frequencies(program, demo, out):
     window.ask(viewport={"start": 1700, "end": 2700})
     operation_picture(window, f"{out}/spectrogram.png", "sonogram", set={"surface": True}, run=True)
     window.ask(operation="sonogram", shut=True)
+    operation_picture(window, f"{out}/scalogram.png", "morlet-scalogram", run=True)
+    window.ask(operation="morlet-scalogram", shut=True)
     operation_picture(window, f"{out}/wavelets.png", "dwt-analysis", set={"display": 1}, run=True)
     window.ask(operation="dwt-analysis", shut=True)
     window.ask(viewport={"start": 2000, "end": 2100})

@@ -37,6 +37,7 @@
 #include "fitting/remove_exp_drift.h"
 #include "fitting/robust_fit_gen.h"
 #include "frequency/dwt_analysis.h"
+#include "frequency/morlet_scalogram.h"
 #include "frequency/sonogram.h"
 #include "frequency/spectrum_anal_dlg.h"
 #include "frequency/wavelet_denoise.h"
@@ -289,6 +290,8 @@ std::span<const Operation> Operations() {
          "Shows how the power spectrum of a trace changes along it, as colours and as a surface", Make<CSonogram>},
         {"CDWTAnalysis", frequencyMenu, "&Wavelets...",
          "Shows the discrete wavelet transform of a trace band by band, and what is left when coefficients are edited", Make<CDWTAnalysis>},
+        {"CMorletScalogram", frequencyMenu, "&Morlet scalogram...",
+         "Shows power by time and frequency with octaves of one height, by the wavelet of Morlet", Make<CMorletScalogram>},
         {"CGeneralHist", listMenu, "Histogram of &numbers...",
          "Shows the distribution of numbers from a text file", Make<CGeneralHist>},
         {"CCurveFit", fitMenu, "&Curve fit...",

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "document/trace_stretches.h"
+#include "frequency/longest_part.h"
 #include "operations/save_text.h"
 #include "spectra/wavelet_filters.h"
 
@@ -14,12 +14,10 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t dwtVersion = 1;
+constexpr int64_t mostShownSamples = 10'000'000;
 constexpr size_t mostCells = 1024;   // of a row of the picture of powers
 constexpr double leastShare = 1e-8;  // of the greatest power; less is shown as that
 constexpr double bandHeight = 0.45;  // of the largest coefficient of a band, which are 1 apart
-constexpr const char* longestPartText = "The region is divided by gaps or boundaries of episodes. The "
-                                        "longest part of it is shown, from {:.10g} to {:.10g} "
-                                        "ms.";
 constexpr const char* noLevelText =
     "The {} samples are fewer than the wavelet's filter has values: there is no level.";
 
@@ -35,28 +33,22 @@ class WaveletJob : public OperationJob {
         ProgressScope progress(context, "Wavelet transform", static_cast<uint64_t>(8 * count));
         const auto between = [&](size_t done) { progress.Step(done); };
         try {
-            found.before.resize(static_cast<size_t>(count));
-            samples.ReadBlock(trace, first, found.before);
-            found.run.emplace(wavelet, found.before, between);
+            found.run.emplace(wavelet, static_cast<size_t>(count));
+            WaveletRun& run = *found.run;
+            samples.ReadBlock(trace, first, run.Run());
+            found.before.assign(run.Run().begin(), run.Run().end());
+            run.Extend(between);
+            run.Forward(between);
             if (!edit.ChangesSomething()) return;
-            found.outcome = edit.Apply(*found.run);
-            found.after = found.run->Samples(between);
+            found.outcome = edit.Apply(run, between);
+            WaveletRun after = run;
+            after.Inverse(between);
+            found.after.assign(after.Run().begin(), after.Run().end());
         } catch (const std::bad_alloc&) {
             throw JobRefused(noMemoryForWaveletsText);
         }
     }
 };
-
-// The longest stretch of the trace in the region.
-TraceStretch LongestPart(const CDataDoc& doc, int trace, SampleSpan region) {
-    TraceStretch longest;
-    for (const TraceStretch& stretch : UnbrokenStretches(doc, trace)) {
-        const TraceStretch part{std::max<int64_t>(stretch.start, region.first),
-                                std::min<int64_t>(stretch.end, region.end)};
-        if (part.Count() > longest.Count()) longest = part;
-    }
-    return longest;
-}
 
 std::string NameOf(const WaveletBand& band) {
     return fmt::format("{}{}", band.isSmooth ? 'r' : 'd', band.level);
@@ -154,10 +146,9 @@ std::unique_ptr<OperationJob> CDWTAnalysis::MakeJob() {
     const CDataDoc& doc = *Document();
     const auto region = TakeRegion();
     if (!region) return nullptr;
-    const TraceStretch part = LongestPart(doc, m_nTrace, *region);
+    const TraceStretch part = TakeLongestPart(*this, m_nTrace, *region);
     if (part.Count() == 0) throw JobRefused(emptyRegionText);
-    if (part.Count() < region->Count())
-        Tell(fmt::format(longestPartText, doc.TimeOf(part.start), doc.TimeOf(part.end)));
+    if (part.Count() > mostShownSamples) throw JobRefused(noMemoryForWaveletsText);
     auto job = std::make_unique<WaveletJob>();
     job->trace = m_nTrace;
     job->wavelet = m_nWavelet;

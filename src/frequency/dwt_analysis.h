@@ -33,7 +33,7 @@ struct WaveletView {
     }
     double PowerOf(const WaveletBand& band) const;  // the sum of the squares
     std::span<const float> Coefficients(const WaveletBand& band) const {
-        return std::span(run->coefficients).subspan(band.first, band.count);
+        return std::span(run->values).subspan(band.first, band.count);
     }
 };
 

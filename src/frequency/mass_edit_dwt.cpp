@@ -11,6 +11,7 @@ namespace kymora {
 
 namespace {
 
+constexpr int64_t valuesBetween = 1 << 16;
 constexpr int highestLevel = 31;
 constexpr const char* noBandsText = "The bands to set to 0 are levels of details from 1 (the highest "
                                     "frequencies) and r for the smooth values, such as "
@@ -18,21 +19,6 @@ constexpr const char* noBandsText = "The bands to set to 0 are levels of details
 constexpr const char* methodNames[] = {"hard", "soft", "SCAD"};
 
 }  // namespace
-
-WaveletRun::WaveletRun(int wavelet, std::span<const float> run, const CWaveletTransform::Between& between)
-    : WaveletRun(wavelet, WaveletLength(std::max<size_t>(run.size(), 1))) {
-    samples = run.size();
-    if (run.empty()) return;
-    ExtendByMirroring(run, coefficients);
-    Forward(between);
-}
-
-std::vector<float> WaveletRun::Samples(const CWaveletTransform::Between& between) const {
-    std::vector<float> values = coefficients;
-    transform.Inverse(std::span(values), between);
-    values.resize(samples);
-    return values;
-}
 
 std::set<int> CMassEditDWT::ZeroBands() const {
     std::set<int> bands;
@@ -65,15 +51,16 @@ std::string CMassEditDWT::Fault() const {
     return {};
 }
 
-ThresholdOutcome CMassEditDWT::Apply(WaveletRun& run) const {
+ThresholdOutcome CMassEditDWT::Apply(WaveletRun& run, const CWaveletTransform::Between& between) const {
     const std::set<int> zero = ZeroBands();
     const auto setToZero = [&] {
-        int64_t count = 0;
+        int64_t count = 0, done = 0;
         for (const WaveletBand& band : run.transform.Bands()) {
             if (!zero.contains(band.isSmooth ? 0 : band.level)) continue;
-            for (float& value : std::span(run.coefficients).subspan(band.first, band.count)) {
+            for (float& value : std::span(run.values).subspan(band.first, band.count)) {
                 count += value != 0.0f ? 1 : 0;
                 value = 0.0f;
+                if (++done % valuesBetween == 0 && between) between(0);
             }
         }
         return count;
@@ -81,9 +68,10 @@ ThresholdOutcome CMassEditDWT::Apply(WaveletRun& run) const {
     // The threshold is that of all details; what it leaves of the bands goes after it.
     ThresholdOutcome outcome;
     if (m_bThreshold)
-        outcome = ThresholdDetails(run.transform, run.coefficients, run.samples,
+        outcome = ThresholdDetails(run.transform, run.values, run.samples,
                                    {static_cast<ThresholdMethod>(m_nThresholdMethod),
-                                    static_cast<ThresholdOrigin>(m_nThresholdOrigin), m_nQuantile, m_dNoise});
+                                    static_cast<ThresholdOrigin>(m_nThresholdOrigin), m_nQuantile, m_dNoise},
+                                   between);
     outcome.zeroed += setToZero();
     return outcome;
 }

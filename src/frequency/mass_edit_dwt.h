@@ -5,30 +5,36 @@
 #include <set>
 
 #include "archive/archive.h"
+#include "numerics/unfilled.h"
 #include "operations/param.h"
 #include "spectra/wavelet_threshold.h"
 
 namespace kymora {
 
-// A run as a row of coefficients: what it was made from, extended to a power of two, and transformed.
+// A run, extended to a power of two, as values or as coefficients.
 struct WaveletRun {
     CWaveletTransform transform;
     size_t samples = 0;  // of the run
-    std::vector<float> coefficients;
+    UnfilledVector<float> values;
 
-    // Room for so many values, a power of two. Throws std::bad_alloc.
-    WaveletRun(int wavelet, size_t length) : transform(wavelet, length), coefficients(length) {}
-    // The coefficients of a run. Throws the same, and what `between` throws.
-    WaveletRun(int wavelet, std::span<const float> run, const CWaveletTransform::Between& between = {});
-    // Between values and coefficients, in their place.
+    // Room for a run, whose samples are to be put in front, and extended. Throws std::bad_alloc.
+    WaveletRun(int wavelet, size_t run)
+        : transform(wavelet, WaveletLength(std::max<size_t>(run, 1))),
+          samples(run),
+          values(transform.Length()) {
+        if (run == 0) values[0] = 0.0f;
+    }
+    std::span<float> Run() { return std::span(values).first(samples); }
+    // In their place. All three throw what `between` throws.
+    void Extend(const CWaveletTransform::Between& between) {
+        if (samples > 0) ExtendByMirroring(values, samples, between);
+    }
     void Forward(const CWaveletTransform::Between& between) {
-        transform.Forward(std::span(coefficients), between);
+        transform.Forward(std::span<float>(values), between);
     }
     void Inverse(const CWaveletTransform::Between& between) {
-        transform.Inverse(std::span(coefficients), between);
+        transform.Inverse(std::span<float>(values), between);
     }
-    // The samples of the run by the coefficients as they stand.
-    std::vector<float> Samples(const CWaveletTransform::Between& between = {}) const;
 };
 
 class CMassEditDWT {
@@ -46,7 +52,8 @@ class CMassEditDWT {
     // The same as a fault; empty where there is none.
     std::string Fault() const;
     bool ChangesSomething() const { return m_bThreshold || !m_strZeroBands.empty(); }
-    ThresholdOutcome Apply(WaveletRun& run) const;
+    // Of a run as coefficients.
+    ThresholdOutcome Apply(WaveletRun& run, const CWaveletTransform::Between& between = {}) const;
 
     void DescribeZeroBands(ParamList& list);
     void DescribeThreshold(ParamList& list, const std::function<bool()>& isUsed = {});

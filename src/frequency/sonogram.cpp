@@ -6,7 +6,6 @@
 #include <bit>
 #include <cmath>
 
-#include "frequency/spectrum_anal_dlg.h"
 #include "operations/save_text.h"
 #include "spectra/spectral_window.h"
 
@@ -31,14 +30,14 @@ class SonogramJob : public OperationJob {
     SegmentGrid grid;
     int64_t averages = 1;
     std::vector<TraceStretch> stretches;
-    SpectrogramGrid found;
+    TimeFrequencyGrid found;
 
     int64_t Samples() const override { return grid.End() - grid.first; }
     void Compute(SampleReader& samples, JobContext& context) override {
         CSpectrumEstimator estimator(settings);
         SegmentReader reader(samples, {trace}, std::move(stretches), grid.length, grid.End());
         ProgressScope progress(context, "Making the spectrogram", static_cast<uint64_t>(grid.count));
-        found.values.reserve(static_cast<size_t>(found.columns) * (found.bins + 1));
+        found.values.reserve(static_cast<size_t>(found.columns) * found.frequencies.size());
         int64_t segment = 0;
         for (int64_t column = 0; column < found.columns; ++column) {
             estimator.Clear();
@@ -49,7 +48,7 @@ class SonogramJob : public OperationJob {
             }
             segment = next;
             if (estimator.Segments() < averages) {
-                found.values.insert(found.values.end(), found.bins + 1, NAN);
+                found.values.insert(found.values.end(), found.frequencies.size(), NAN);
                 continue;
             }
             for (const double value : estimator.Result()) found.values.push_back(static_cast<float>(value));
@@ -58,12 +57,6 @@ class SonogramJob : public OperationJob {
 };
 
 }  // namespace
-
-int64_t SpectrogramGrid::CountEmpty() const {
-    int64_t empty = 0;
-    for (int64_t column = 0; column < columns; ++column) empty += std::isnan(Column(column)[0]) ? 1 : 0;
-    return empty;
-}
 
 // --- settings ---
 
@@ -178,13 +171,13 @@ std::unique_ptr<OperationJob> CSonogram::MakeJob() {
     job->settings.isDensity = m_nDensity == 1;
     job->settings.window = m_nWindow;
     job->stretches = CommonStretches(doc, {&m_nTrace, 1});
-    SpectrogramGrid& found = job->found;
-    found.bins = job->settings.bins;
+    TimeFrequencyGrid& found = job->found;
     found.columns = columns;
     found.start = doc.TimeOf(first);
     found.columnTime = doc.TimeOf(m_nAveragesPerColumn * Step());
     found.end = doc.TimeOf(job->grid.End());
-    found.sampleRate = job->settings.sampleRate;
+    for (int32_t bin = 0; bin <= m_nBins; ++bin)
+        found.frequencies.push_back(job->settings.sampleRate * bin * 0.5 / m_nBins);
     const std::string& unit = doc.traces[static_cast<size_t>(m_nTrace)].traceUnits;
     found.unit = (unit.empty() ? "mV" : unit) + "²" + (m_nDensity == 1 ? "/Hz" : "");
     return job;
@@ -200,47 +193,23 @@ bool CSonogram::Write(OperationJob& job, UndoScope&) {
 
 // --- what it shows ---
 
-void CSonogram::WriteResult(const TextSink& sink) {
-    if (m_found.columns == 0) return;
-    std::string line = "ms";
-    for (size_t i = 0; i <= m_found.bins; ++i) line += fmt::format("\t{:.2f} Hz", m_found.FrequencyOf(i));
-    if (!sink(line + "\r\n")) return;
-    for (int64_t column = 0; column < m_found.columns; ++column) {
-        line = fmt::format("{:.2f}", m_found.TimeOf(column));
-        for (const float value : m_found.Column(column)) line += fmt::format("\t{:g}", value);
-        if (!sink(line + "\r\n")) return;
-    }
-}
+void CSonogram::WriteResult(const TextSink& sink) { m_found.WriteText(sink); }
 
 std::vector<Result> CSonogram::Results() {
     if (m_found.columns == 0) return {};
     Result result{"spectrogram",
                   {{"columns", m_found.columns},
-                   {"bins", static_cast<int64_t>(m_found.bins)},
-                   {"resolution", m_found.FrequencyOf(1)},
+                   {"bins", static_cast<int64_t>(m_found.frequencies.size()) - 1},
+                   {"resolution", m_found.frequencies[1]},
                    {"startTime", m_found.start},
                    {"columnTime", m_found.columnTime},
                    {"timeSpan", m_found.end - m_found.start},
                    {"endTime", m_found.end},
                    {"emptyColumns", m_found.CountEmpty()}},
-                  {{"time", "ms"}},
+                  {},
                   {}};
-    for (size_t i = 0; i <= m_found.bins; ++i)
-        result.columns.push_back({fmt::format("{:.10g} Hz", m_found.FrequencyOf(i)), m_found.unit});
-    result.rows = [this](const ResultRowSink& sink) {
-        for (int64_t column = 0; column < m_found.columns; ++column) {
-            std::vector<ResultValue> row{m_found.TimeOf(column)};
-            for (const float value : m_found.Column(column)) row.emplace_back(value);
-            if (!sink(row)) return false;
-        }
-        return true;
-    };
+    m_found.AddTable(result);
     return {std::move(result)};
-}
-
-double CSonogram::Shown(float power) const {
-    return m_nDisplay == 1 && !std::isnan(power) ? std::log10(std::max(double{power}, leastShownPower))
-                                                 : power;
 }
 
 GraphPane CSonogram::ColourPane() const {
@@ -248,16 +217,9 @@ GraphPane CSonogram::ColourPane() const {
     pane.x = {"time", "ms"};
     pane.y = {"freq", "Hz"};
     if (m_found.columns == 0) return pane;
-    GraphLayer matrix{LayerKind::matrix, m_nDisplay == 1 ? "log power" : "power", GraphColour(0)};
-    matrix.columns = static_cast<size_t>(m_found.columns);
-    matrix.x = {m_found.start, m_found.TimeOf(m_found.columns)};
     // A bin reaches half its width to both sides.
-    const double half = m_found.FrequencyOf(1) / 2.0;
-    matrix.y2 = {-half, m_found.FrequencyOf(m_found.bins) + half};
-    for (size_t bin = 0; bin <= m_found.bins; ++bin)
-        for (int64_t column = 0; column < m_found.columns; ++column)
-            matrix.y.push_back(Shown(m_found.Column(column)[bin]));
-    pane.layers.push_back(std::move(matrix));
+    const double half = m_found.frequencies[1] / 2.0;
+    pane.layers.push_back(m_found.Colours(m_nDisplay == 1, -half, m_found.frequencies.back() + half));
     return pane;
 }
 
@@ -275,22 +237,22 @@ GraphPane CSonogram::SurfacePane() const {
         low = std::min(low, Shown(power));
         high = std::max(high, Shown(power));
     }
+    const size_t rows = m_found.frequencies.size();
     const int64_t lines = std::min(m_found.columns, mostSurfaceLines);
-    const double shear =
-        surfaceShear * static_cast<double>(m_found.bins) / static_cast<double>(mostSurfaceLines);
+    const double shear = surfaceShear * static_cast<double>(rows) / static_cast<double>(mostSurfaceLines);
     const double lift = surfaceLift * (high - low) / static_cast<double>(mostSurfaceLines);
     // The highest that stands in front, by places of the width of a bin: lines behind run along it where they
     // are hidden.
-    std::vector<double> horizon(2 * (m_found.bins + 1), -INFINITY);
+    std::vector<double> horizon(2 * rows, -INFINITY);
     for (int64_t k = 0; k < lines; ++k) {
         const int64_t column = lines == 1 ? 0 : k * (m_found.columns - 1) / (lines - 1);
         const auto aside = static_cast<size_t>(shear * static_cast<double>(k));
         GraphLayer line{LayerKind::curve, "", GraphColour(0)};
         line.isSilent = true;
-        for (size_t bin = 0; bin <= m_found.bins; ++bin) {
+        for (size_t bin = 0; bin < rows; ++bin) {
             const double y = Shown(m_found.Column(column)[bin]) + static_cast<double>(k) * lift;
             double& before = horizon[bin + aside];
-            line.x.push_back(m_found.FrequencyOf(bin + aside));
+            line.x.push_back(m_found.frequencies[1] * static_cast<double>(bin + aside));
             if (y > before) before = y;
             line.y.push_back(std::isnan(y) ? NAN : before);
         }

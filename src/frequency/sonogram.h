@@ -2,6 +2,7 @@
 // "Spectrogram": how the power spectrum of a trace changes along it. Each column is the mean spectrum of a
 // few overlapping segments.
 
+#include "frequency/time_frequency_grid.h"
 #include "frequency/trace_segments.h"
 #include "operations/event_base_dlg.h"
 
@@ -14,27 +15,6 @@ inline constexpr const char* tooLittleForSonogramText =
 inline constexpr const char* ridiculousAveragesText =
     "The number of averages has got ridiculous. Reduce specified end time (or contact author).";
 inline constexpr const char* noBinCountText = "Bin number of frequency intervals must be power of 2";
-
-// What was found; powers are linear.
-struct SpectrogramGrid {
-    size_t bins = 0;  // N; a column has N + 1 values
-    int64_t columns = 0;
-    double start = 0.0;       // ms, of the first sample of column 0
-    double columnTime = 0.0;  // ms from the start of a column to that of the next
-    double end = 0.0;         // ms, behind the last sample
-    double sampleRate = 0.0;  // Hz
-    std::string unit;
-    std::vector<float> values;  // column by column; not-a-numbers where a segment meets a gap
-
-    double FrequencyOf(size_t bin) const {  // Hz
-        return sampleRate * static_cast<double>(bin) * 0.5 / static_cast<double>(bins);
-    }
-    double TimeOf(int64_t column) const { return start + static_cast<double>(column) * columnTime; }  // ms
-    std::span<const float> Column(int64_t column) const {
-        return std::span(values).subspan(static_cast<size_t>(column) * (bins + 1), bins + 1);
-    }
-    int64_t CountEmpty() const;
-};
 
 class CSonogram : public CEventBaseDlg {
   public:
@@ -77,11 +57,11 @@ class CSonogram : public CEventBaseDlg {
     int64_t Step() const { return (int64_t{2} * m_nBins) >> m_nOverlapShift; }
     // The columns from the first sample on, up to `end`.
     int64_t ColumnsUpTo(int64_t first, int64_t end);
-    double Shown(float power) const;
+    double Shown(float power) const { return ShownPower(power, m_nDisplay == 1); }
     GraphPane ColourPane() const;
     GraphPane SurfacePane() const;
 
-    SpectrogramGrid m_found;
+    TimeFrequencyGrid m_found;
 };
 
 }  // namespace kymora

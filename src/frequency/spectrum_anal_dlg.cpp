@@ -17,7 +17,7 @@ namespace {
 constexpr uint32_t spectrumVersion = 1;
 constexpr double progressFrom = 100'000.0;  // ms of data; less shows no progress
 constexpr int64_t segmentsBetweenPolls = 100;
-constexpr int64_t samplesBetweenPolls = 1 << 22;  // of segments so long that fewer are to be waited for
+constexpr int64_t samplesBetweenPolls = 1 << 21;  // of segments so long that fewer are to be waited for
 constexpr uint32_t criticalColour = 0x00FF0000;   // blue
 constexpr double degreesOfRadian = 57.295779513082323;
 constexpr const char* averagingText = "Averaging FFT\nClick Cancel to truncate analysis.";
@@ -50,7 +50,7 @@ void SpectrumJob::Compute(SampleReader& samples, JobContext& context) {
     SegmentReader reader(samples, traces, std::move(stretches), grid.length, grid.End());
     const auto total = static_cast<uint64_t>(grid.count);
     ProgressScope progress(context, averagingText, total, found.TimeNeeded() > progressFrom ? 0 : total);
-    const int64_t between = std::clamp(samplesBetweenPolls / grid.step, int64_t{1}, segmentsBetweenPolls);
+    const int64_t between = std::clamp(samplesBetweenPolls / grid.length, int64_t{1}, segmentsBetweenPolls);
     for (segments = 0; segments < grid.count && !isTruncated;) {
         if (!reader.Add(grid.first + segments * grid.step, estimator)) ++found.broken;
         if (++segments % between == 0) isTruncated = !progress.GoesOn(static_cast<uint64_t>(segments));
@@ -119,10 +119,11 @@ void CSpectrumAnalDlg::SuggestSettings() {
 void CSpectrumAnalDlg::Describe(ParamList& list) {
     DescribeTraces(list);
     DescribeSegments(list);
+    DescribeFound(list);
     DescribeAxes(list);
     DescribeBand(list);
     DescribeRegion(list);
-    DescribeFound(list);
+    DescribeSaving(list);
 }
 
 void CSpectrumAnalDlg::DescribeTraces(ParamList& list) {
@@ -220,6 +221,9 @@ void CSpectrumAnalDlg::DescribeFound(ParamList& list) {
         if (!band.peak) return std::string("no bin");
         return fmt::format("power {:g}, peak at {:g} Hz", band.power, m_found.FrequencyOf(*band.peak));
     });
+}
+
+void CSpectrumAnalDlg::DescribeSaving(ParamList& list) {
     list.Group("Results");
     list.Action("saveSpectrum", "Save spectrum...",
                 [this] {

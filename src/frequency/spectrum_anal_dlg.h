@@ -2,6 +2,7 @@
 // "Spectrum": the power spectrum of a trace, the cross-spectrum of two, or their coherence, of what lies in
 // the analysis region; with the view's region it follows the view.
 
+#include "frequency/time_frequency_grid.h"
 #include "frequency/trace_segments.h"
 #include "operations/event_base_dlg.h"
 
@@ -16,7 +17,6 @@ inline constexpr const char* resolutionReducedText = "The requested frequency re
                                                      "duration (><) if you want higher frequency resolution.";
 inline constexpr const char* tooLittleForAveragesText =
     "Not enough data for spectral analysis. Cancelling timebase expansion.";
-inline constexpr double leastShownPower = 1e-14;  // of what a logarithm is taken
 
 // A spectrum with what belongs to it; all values are linear.
 struct TraceSpectrum {
@@ -99,6 +99,7 @@ class CSpectrumAnalDlg : public CEventWndBaseDlg {
     void DescribeAxes(ParamList& list);
     void DescribeBand(ParamList& list);
     void DescribeFound(ParamList& list);
+    void DescribeSaving(ParamList& list);
     void WishAverages();
     std::string WishFault() const;
     Band BandFound() const;

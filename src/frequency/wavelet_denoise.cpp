@@ -62,33 +62,52 @@ void CWaveletDenoise::GetParamText(std::string& text) {
     if (m_nShifts > 1) text += fmt::format("Shifts: {}\r\n", m_nShifts);
 }
 
+// Transforms, edits and back, in place.
+void CWaveletDenoise::EditRun(const TransformRun& run, WaveletRun& values, bool isFirst) const {
+    const auto between = [&](size_t) { Ask(run); };
+    values.Forward(between);
+    const ThresholdOutcome outcome = m_edit.Apply(values, between);
+    if (isFirst && !m_bInPreview) run.host.Log(ThresholdLog(outcome));
+    values.Inverse(between);
+}
+
+// The mean of the results of the run begun at each of its first samples, as it is periodic.
+void CWaveletDenoise::EditShifted(const TransformRun& run, WaveletRun& values) const {
+    const size_t length = values.values.size(), shifts = std::min(static_cast<size_t>(m_nShifts), length);
+    WaveletRun shifted(m_nWavelet, length);
+    shifted.samples = values.samples;
+    UnfilledVector<double> sums(values.samples);
+    // Value i goes to i - shift, round the end, in pieces.
+    const auto each = [&](size_t count, size_t shift, const auto& does) {
+        for (size_t i = 0; i < count; ++i) {
+            does(i, i >= shift ? i - shift : i + length - shift);
+            if (i % readAtOnce == 0) Ask(run);
+        }
+    };
+    for (size_t shift = 0; shift < shifts; ++shift) {
+        each(length, shift, [&](size_t from, size_t to) { shifted.values[to] = values.values[from]; });
+        EditRun(run, shifted, shift == 0);
+        each(sums.size(), shift, [&](size_t to, size_t from) {
+            sums[to] = (shift == 0 ? 0.0 : sums[to]) + shifted.values[from];
+        });
+    }
+    each(sums.size(), 0, [&](size_t i, size_t) {
+        values.values[i] = static_cast<float>(sums[i] / static_cast<double>(shifts));
+    });
+}
+
+void CWaveletDenoise::Edit(const TransformRun& run, WaveletRun& values) const {
+    values.Extend([&](size_t) { Ask(run); });
+    m_nShifts > 1 ? EditShifted(run, values) : EditRun(run, values, true);
+}
+
 KernelOutcome CWaveletDenoise::TransformBlock(const TransformRun& run, std::span<const float> input,
                                               std::span<float> output) {
-    const auto between = [&](size_t) { Ask(run); };
     try {
-        std::vector<float> extended(WaveletLength(std::max<size_t>(input.size(), 1)));
-        if (!input.empty()) ExtendByMirroring(input, extended);
-        WaveletRun shifted(m_nWavelet, extended.size());
-        // A shift by more than there are values is one that was there before.
-        const size_t shifts = std::min(static_cast<size_t>(m_nShifts), extended.size());
-        std::vector<double> sums(shifts > 1 ? input.size() : 0);
-        for (size_t shift = 0; shift < shifts; ++shift) {
-            std::rotate_copy(extended.begin(), extended.begin() + static_cast<std::ptrdiff_t>(shift),
-                             extended.end(), shifted.coefficients.begin());
-            shifted.samples = input.size();
-            shifted.Forward(between);
-            const ThresholdOutcome outcome = m_edit.Apply(shifted);
-            if (shift == 0 && !m_bInPreview) run.host.Log(ThresholdLog(outcome));
-            shifted.Inverse(between);
-            // Value i went to i - shift, round the end.
-            for (size_t i = 0; i < sums.size(); ++i)
-                sums[i] += shifted.coefficients[(i + extended.size() - shift) % extended.size()];
-        }
-        if (shifts == 1)
-            std::copy_n(shifted.coefficients.begin(), output.size(), output.begin());
-        else
-            for (size_t i = 0; i < output.size(); ++i)
-                output[i] = static_cast<float>(sums[i] / static_cast<double>(shifts));
+        WaveletRun values(m_nWavelet, input.size());
+        std::copy(input.begin(), input.end(), values.Run().begin());
+        Edit(run, values);
+        std::copy(values.Run().begin(), values.Run().end(), output.begin());
     } catch (const std::bad_alloc&) {
         return KernelOutcome::Failure(noMemoryForWaveletsText);
     }
@@ -98,14 +117,15 @@ KernelOutcome CWaveletDenoise::TransformBlock(const TransformRun& run, std::span
 KernelOutcome CWaveletDenoise::TransformBlock(const TransformRun& run, const SourceMaker& source,
                                               FloatSink& output) {
     try {
-        std::vector<float> values(static_cast<size_t>(run.count));
+        WaveletRun values(m_nWavelet, static_cast<size_t>(run.count));
         const auto from = source();
-        for (size_t at = 0; at < values.size(); at += readAtOnce)
-            from->Read(std::span(values).subspan(at, std::min(readAtOnce, values.size() - at)));
-        const KernelOutcome outcome = TransformBlock(run, values, values);
-        if (!outcome) return outcome;
-        for (size_t at = 0; at < values.size(); at += readAtOnce) {
-            output.Write(std::span(values).subspan(at, std::min(readAtOnce, values.size() - at)));
+        for (std::span<float> left = values.Run(); !left.empty();)
+            left = left.subspan(from->Read(left.first(std::min(left.size(), readAtOnce))));
+        Edit(run, values);
+        for (std::span<float> left = values.Run(); !left.empty();) {
+            const auto part = left.first(std::min(left.size(), readAtOnce));
+            output.Write(part);
+            left = left.subspan(part.size());
             Ask(run);
         }
     } catch (const std::bad_alloc&) {

@@ -29,6 +29,12 @@ class CWaveletDenoise : public CTransformTraceDlg {
   protected:
     void Describe(ParamList& list) override;
     std::string CheckSettings() override;
+
+  private:
+    // Of a run whose samples stand in front of the values.
+    void Edit(const TransformRun& run, WaveletRun& values) const;
+    void EditRun(const TransformRun& run, WaveletRun& values, bool isFirst) const;
+    void EditShifted(const TransformRun& run, WaveletRun& values) const;
 };
 
 }  // namespace kymora

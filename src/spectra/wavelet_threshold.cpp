@@ -1,6 +1,6 @@
 #include "spectra/wavelet_threshold.h"
 
-#include <array>
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -11,9 +11,22 @@ namespace {
 constexpr double scadKnee = 3.7;
 constexpr double madOfSd = 0.6745;
 
+using Between = CWaveletTransform::Between;
+
+constexpr size_t valuesAtOnce = 1 << 16;
+
+// Does it with each value, and asks in between.
+template <typename Value, typename Work>
+void ForEach(std::span<Value> values, const Between& between, Work work) {
+    for (; !values.empty(); values = values.subspan(std::min(values.size(), valuesAtOnce))) {
+        for (Value& value : values.first(std::min(values.size(), valuesAtOnce))) work(value);
+        if (between) between(0);
+    }
+}
+
 // The value with this index among the absolute values in ascending order. Their bits ascend as they do, so
 // that two counts, of the upper and of the lower halves, find it without a copy.
-double AbsoluteAt(std::span<const float> values, size_t index) {
+double AbsoluteAt(std::span<const float> values, size_t index, const Between& between) {
     constexpr uint32_t noSign = 0x7FFFFFFF;
     constexpr int halfBits = 16;
     const auto bitsOf = [](float value) { return std::bit_cast<uint32_t>(value) & noSign; };
@@ -23,11 +36,12 @@ double AbsoluteAt(std::span<const float> values, size_t index) {
         for (; counts[half] <= index; ++half) index -= counts[half];
         return half;
     };
-    for (const float value : values) ++counts[bitsOf(value) >> halfBits];
+    ForEach(values, between, [&](float value) { ++counts[bitsOf(value) >> halfBits]; });
     const uint32_t upper = find();
     counts.assign(counts.size(), 0);
-    for (const float value : values)
+    ForEach(values, between, [&](float value) {
         if (const uint32_t bits = bitsOf(value); bits >> halfBits == upper) ++counts[bits & 0xFFFF];
+    });
     return std::bit_cast<float>(upper << halfBits | find());
 }
 
@@ -43,39 +57,41 @@ double Thresholded(double value, double lambda, ThresholdMethod method) {
     return method == ThresholdMethod::hard ? value : std::copysign(size - lambda, value);
 }
 
-double AbsoluteQuantile(std::span<const float> values, int percent) {
+double AbsoluteQuantile(std::span<const float> values, int percent, const Between& between) {
     const size_t rank = (static_cast<size_t>(percent) * values.size() + 99) / 100;
-    return rank == 0 ? 0.0 : AbsoluteAt(values, rank - 1);
+    return rank == 0 ? 0.0 : AbsoluteAt(values, rank - 1, between);
 }
 
-double AbsoluteMedian(std::span<const float> values) {
+double AbsoluteMedian(std::span<const float> values, const Between& between) {
     if (values.empty()) return 0.0;
     const size_t half = values.size() / 2;
-    const double upper = AbsoluteAt(values, half);
-    return values.size() % 2 == 1 ? upper : (AbsoluteAt(values, half - 1) + upper) / 2.0;
+    const double upper = AbsoluteAt(values, half, between);
+    return values.size() % 2 == 1 ? upper : (AbsoluteAt(values, half - 1, between) + upper) / 2.0;
 }
 
 ThresholdOutcome ThresholdDetails(const CWaveletTransform& transform, std::span<float> coefficients,
-                                  size_t samples, const ThresholdSettings& settings) {
+                                  size_t samples, const ThresholdSettings& settings, const Between& between) {
     ThresholdOutcome outcome;
     const std::vector<WaveletBand> bands = transform.Bands();
     const std::span<float> details = coefficients.subspan(bands.back().count);
     if (settings.origin == ThresholdOrigin::quantile) {
-        outcome.lambda = AbsoluteQuantile(details, settings.percent);
+        outcome.lambda = AbsoluteQuantile(details, settings.percent, between);
     } else {
         double noise = settings.noise;
         if (settings.origin == ThresholdOrigin::universalInternal) {
             const WaveletBand& top = bands.front();
-            noise = top.isSmooth ? 0.0 : AbsoluteMedian(coefficients.subspan(top.first, top.count)) / madOfSd;
+            noise = top.isSmooth
+                        ? 0.0
+                        : AbsoluteMedian(coefficients.subspan(top.first, top.count), between) / madOfSd;
             outcome.noise = noise;
         }
         outcome.lambda = samples < 2 ? 0.0 : noise * std::sqrt(2.0 * std::log(static_cast<double>(samples)));
     }
-    for (float& value : details) {
+    ForEach(details, between, [&](float& value) {
         const auto made = static_cast<float>(Thresholded(value, outcome.lambda, settings.method));
         if (made == 0.0f && value != 0.0f) ++outcome.zeroed;
         value = made;
-    }
+    });
     return outcome;
 }
 

@@ -4,6 +4,7 @@
 #include <bit>
 #include <stdexcept>
 
+#include "numerics/unfilled.h"
 #include "spectra/wavelet_filters.h"
 
 namespace kymora {
@@ -59,15 +60,17 @@ template <typename Value>
 void Down(std::span<Value> values, int levels, const WaveletTaps& taps,
           const CWaveletTransform::Between& between) {
     const size_t reach = taps.lowEven.size();
-    std::vector<Value> even(values.size() / 2 + reach), odd(values.size() / 2 + reach);
+    UnfilledVector<Value> even(values.size() / 2 + reach), odd(values.size() / 2 + reach);
     const FilterPair filters{taps.lowEven, taps.lowOdd, taps.highEven, taps.highOdd};
     size_t n = values.size();
     for (int level = 0; level < levels; ++level, n /= 2) {
         const size_t half = n / 2;
-        for (size_t i = 0; i < half; ++i) {
-            even[i] = values[2 * i];
-            odd[i] = values[2 * i + 1];
-        }
+        InPieces(half, between, [&](size_t from, size_t to) {
+            for (size_t i = from; i < to; ++i) {
+                even[i] = values[2 * i];
+                odd[i] = values[2 * i + 1];
+            }
+        });
         for (size_t i = 0; i < reach; ++i) {
             even[half + i] = even[i];
             odd[half + i] = odd[i];
@@ -86,7 +89,7 @@ template <typename Value>
 void Up(std::span<Value> coefficients, int levels, const WaveletTaps& taps,
         const CWaveletTransform::Between& between) {
     const size_t reach = taps.lowEven.size();
-    std::vector<Value> smooth(coefficients.size() / 2 + reach), detail(coefficients.size() / 2 + reach);
+    UnfilledVector<Value> smooth(coefficients.size() / 2 + reach), detail(coefficients.size() / 2 + reach);
     const auto reversed = [](std::vector<double> row) {
         std::reverse(row.begin(), row.end());
         return row;
@@ -96,10 +99,12 @@ void Up(std::span<Value> coefficients, int levels, const WaveletTaps& taps,
     const FilterPair filters{lowEven, highEven, lowOdd, highOdd};
     for (int level = levels; level > 0; --level) {
         const size_t half = coefficients.size() >> level, before = reach - 1;
-        const auto from = coefficients.begin();
-        const auto middle = from + static_cast<std::ptrdiff_t>(half), end = middle + (middle - from);
-        std::copy(from, middle, smooth.begin() + static_cast<std::ptrdiff_t>(before));
-        std::copy(middle, end, detail.begin() + static_cast<std::ptrdiff_t>(before));
+        InPieces(half, between, [&](size_t from, size_t to) {
+            for (size_t i = from; i < to; ++i) {
+                smooth[before + i] = coefficients[i];
+                detail[before + i] = coefficients[half + i];
+            }
+        });
         for (size_t i = 0; i < before; ++i) {
             smooth[i] = smooth[half + i];
             detail[i] = detail[half + i];
@@ -155,13 +160,14 @@ void CWaveletTransform::Inverse(std::span<float> values, const Between& between)
 
 size_t WaveletLength(size_t values) { return std::bit_ceil(values); }
 
-void ExtendByMirroring(std::span<const float> run, std::span<float> to) {
-    std::copy(run.begin(), run.end(), to.begin());
-    const size_t n = run.size(), period = n > 1 ? 2 * (n - 1) : 1;
-    for (size_t i = n; i < to.size(); ++i) {
-        const size_t at = i % period;
-        to[i] = run[at < n ? at : period - at];
-    }
+void ExtendByMirroring(std::span<float> values, size_t run, const CWaveletTransform::Between& between) {
+    const size_t period = run > 1 ? 2 * (run - 1) : 1;
+    InPieces(values.size() - run, between, [&](size_t from, size_t to) {
+        for (size_t i = run + from; i < run + to; ++i) {
+            const size_t at = i % period;
+            values[i] = values[at < run ? at : period - at];
+        }
+    });
 }
 
 }  // namespace kymora

@@ -54,8 +54,8 @@ class CWaveletTransform {
 
 // The power of two that a run of so many values is extended to.
 size_t WaveletLength(size_t values);
-// The run, and behind it as many of its values as there is room for, mirrored at its last one, and again at
-// the first where that is reached. `to` is at least as long as the run.
-void ExtendByMirroring(std::span<const float> run, std::span<float> to);
+// Behind the first `run` of the values as many of them as there is room for, mirrored at the last of them,
+// and again at the first where that is reached.
+void ExtendByMirroring(std::span<float> values, size_t run, const CWaveletTransform::Between& between = {});
 
 }  // namespace kymora

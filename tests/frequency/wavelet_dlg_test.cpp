@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "frequency/dwt_analysis.h"
+#include "frequency/morlet_scalogram.h"
 #include "frequency/sonogram.h"
 #include "frequency/wavelet_denoise.h"
 #include "transforms/dialog_fixture.h"
@@ -38,6 +39,7 @@ struct WaveletDlgTest : DialogTest {
     CWaveletDenoise denoise;
     CDWTAnalysis analysis;
     CSonogram sonogram;
+    CMorletScalogram scalogram;
 };
 
 // --- de-noising ---
@@ -114,8 +116,9 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
     EXPECT_EQ(std::get<double>(bands[0][2]), 1000.0);
     EXPECT_EQ(std::get<std::string>(bands[9][0]), "r9");
     // Orthonormal: the powers add up to the squares of the extended run.
-    std::vector<float> extended(1024);
-    ExtendByMirroring(SamplesOf(*doc), extended);
+    std::vector<float> extended = SamplesOf(*doc);
+    extended.resize(1024);
+    ExtendByMirroring(extended, 1000);
     double squares = 0.0, powers = 0.0;
     for (const float value : extended) squares += double{value} * value;
     for (const auto& band : bands) powers += std::get<double>(band[4]);
@@ -188,6 +191,28 @@ TEST_F(WaveletDlgTest, GapsAreEmptyColumns) {
     for (size_t column = 0; column < 7; ++column)
         EXPECT_EQ(std::isnan(std::get<float>(rows[column][1])), column == 2 || column == 3) << column;
     EXPECT_EQ(sonogram.GetGraph()->panes.size(), 2u);
+}
+
+// --- scalograms ---
+
+TEST_F(WaveletDlgTest, ScalogramOfTheLongestPart) {
+    std::vector<float> sine(5000);
+    for (size_t i = 0; i < sine.size(); ++i)
+        sine[i] = 2.0f * std::sin(static_cast<float>(2 * M_PI * 0.05) * static_cast<float>(i % 100));
+    doc = MemoryDoc::MakeWithRuns(session, {sine}, {{1000, 50, 4000}}, 0.5);
+    scalogram.CheckChangeDoc(doc.get());
+    Set(scalogram, {{"region", "0"}, {"lowest", "25"}, {"highest", "400"}, {"voices", "4"}});
+    ASSERT_TRUE(scalogram.Run());
+    const auto rows = Rows(scalogram, 0);
+    ASSERT_EQ(rows.size(), 1000u);
+    // 25 to 400 Hz, four to an octave; 100 Hz is the ninth.
+    ASSERT_EQ(rows[0].size(), 1u + 17u);
+    EXPECT_EQ(std::get<double>(rows[0][0]), 525.0);
+    EXPECT_EQ(std::get<double>(rows[999][0]), 525.0 + 999.0 * 2.0);
+    EXPECT_NEAR(std::get<float>(rows[500][9]), 2.0, 1e-3);
+    EXPECT_LT(std::get<float>(rows[500][13]), 1e-3);
+    Set(scalogram, {{"highest", "1000"}});
+    EXPECT_NE(Refusal(scalogram), "");
 }
 
 }  // namespace

@@ -97,8 +97,9 @@ TEST(WaveletTransform, BandsAndTheExtension) {
     const std::pair<std::vector<float>, std::vector<float>> runs[] = {
         {{7}, {7}}, {{1, 2}, {1, 2}}, {{1, 2, 3}, {1, 2, 3, 2}}, {{1, 2, 3, 4, 5}, {1, 2, 3, 4, 5, 4, 3, 2}}};
     for (const auto& [run, extended] : runs) {
-        std::vector<float> to(WaveletLength(run.size()));
-        ExtendByMirroring(run, to);
+        std::vector<float> to = run;
+        to.resize(WaveletLength(run.size()));
+        ExtendByMirroring(to, run.size());
         EXPECT_EQ(to, extended);
     }
 }
