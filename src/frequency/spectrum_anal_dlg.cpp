@@ -205,22 +205,24 @@ void CSpectrumAnalDlg::DescribeBand(ParamList& list) {
 
 void CSpectrumAnalDlg::DescribeFound(ParamList& list) {
     list.Group("Result");
-    const auto note = [&](const char* key, const char* label, const std::function<std::string()>& text) {
-        list.Note(key, label, [this, text] { return m_found.values.empty() ? std::string() : text(); });
+    const auto note = [&](const char* key, const char* label,
+                          const std::function<std::string()>& text) -> Field& {
+        return list.Note(key, label,
+                         [this, text] { return m_found.values.empty() ? std::string() : text(); });
     };
     note("averagesText", "Averages", [this] { return fmt::format("{}", m_found.averages); });
     note("resolutionText", "Resolution", [this] { return fmt::format("{:g} Hz", m_found.Resolution()); });
     note("timeNeededText", "Time needed", [this] { return fmt::format("{:g} ms", m_found.TimeNeeded()); });
     note("criticalText", "Critical", [this] {
         const auto level = Critical();
-        return level ? fmt::format("{:.3f}", *level) : std::string();
-    });
+        return level ? fmt::format("{:.3f}", *level) : std::string("needs 3 averages");
+    }).EnabledIf([this] { return IsMode(SpectrumMode::coherence); });
     note("bandText", "Band", [this] {
         if (!ShowsBand()) return std::string();
         const Band band = BandFound();
         if (!band.peak) return std::string("no bin");
         return fmt::format("power {:g}, peak at {:g} Hz", band.power, m_found.FrequencyOf(*band.peak));
-    });
+    }).EnabledIf([this] { return m_bBand && IsMode(SpectrumMode::spectrum); });
 }
 
 void CSpectrumAnalDlg::DescribeSaving(ParamList& list) {
