@@ -192,7 +192,7 @@ std::string FitTable(const HistPart& part) {
     for (size_t i = 0; i < found.shown.size(); ++i) {
         const double middle = found.starts.empty() ? found.hist.grid.Middle(static_cast<int>(i))
                                                    : found.starts[i] + part.input.width / 2.0;
-        if (std::isfinite(found.shown[i])) text += fmt::format("{}\t{}\n", middle, found.shown[i]);
+        if (std::isfinite(found.shown[i])) text += fmt::format("{:.12g}\t{:.12g}\n", middle, found.shown[i]);
     }
     return text;
 }

@@ -59,6 +59,7 @@ TEST(HistogramTexts, CountsAndStatisticsAreThoseWorkedByHand) {
         HistExport(made.found)
             .starts_with("Counts above histogram = 2\r\nCounts below histogram = 1\r\nBin width = "
                          "2.000000\r\nupper bound\tcount (>= lower, < upper)\r\n2.000000\t1.000000\r\n"));
+    EXPECT_EQ(FitTable(made), "1\t1\n3\t3\n5\t0\n7\t1\n9\t0\n") << "middles and heights";
     EXPECT_EQ(Make(Of({5}), Range(0, 1, 2)).Text(), "counts below hist\t0\tcounts above hist\t1\r\ncounts in "
                                                     "hist\t0\r\nNeed at least 2 items in histogram "
                                                     "for stats\r\n");
