@@ -240,7 +240,7 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
     // By chance: 5 responses a second in 4 ms around each of so many stimuli, whatever the region of those
     // is.
-    const auto expected = [&] { return std::get<double>(block->Results()[1].values[3].second); };
+    const auto expected = [&] { return std::get<double>(block->Results()[2].values[3].second); };
     EXPECT_NEAR(expected(), 5.0 * 0.004 * 3.0, 1e-12);
     Set(*block, {{"region", "2"}, {"regionStart", "300"}, {"regionEnd", "700"}});
     ASSERT_TRUE(block->Run());
