@@ -16,8 +16,7 @@ void SaveTextFile(CBatchBaseDlg& operation, const TextFileKind& kind,
     request.suggestion.replace_filename(doc.filePath.stem().string() + kind.ending);
     const auto path = doc.GetHost().ChooseSaveFile(request);
     if (!path) return;
-    if (IsSameFile(files, *path, doc.filePath))
-        return operation.Refuse("That is the recording itself. Choose another name.");
+    if (IsSameFile(files, *path, doc.filePath)) return operation.Refuse(recordingItselfText);
     try {
         WriteFileAtomically(files, *path, [&](CArchive& archive) { write(*path, archive); });
     } catch (const Cancelled&) {

@@ -8,6 +8,8 @@
 
 namespace kymora {
 
+inline constexpr const char* recordingItselfText = "That is the recording itself. Choose another name.";
+
 struct TextFileKind {
     std::string title;   // of the box that asks for the name
     std::string ending;  // behind the name of the recording: " fit.txt"

@@ -131,27 +131,30 @@ class CClusterCtrl::Job : public ClusterJob {
                 clusters.leftOut.push_back(row);
         }
         if (count > clusterColours) words.emplace_back(manyOutsideText);
-        for (size_t k = 0; k < count; ++k) clusters.classes.push_back(MomentsOf(ids, static_cast<int>(k)));
+        TakeMoments(ids, count);
     }
-    GaussianClass MomentsOf(const std::vector<int>& ids, int id) const {
-        GaussianClass one{0.0, std::vector<double>(columns), std::vector<double>(columns * columns)};
-        const auto members = static_cast<double>(std::ranges::count(ids, id));
-        one.weight = members / static_cast<double>(ids.size());
-        if (members == 0.0) return one;
+    void TakeMoments(const std::vector<int>& ids, size_t count) {
+        std::vector<double> members(count);
+        for (const int id : ids) members[static_cast<size_t>(id)] += 1.0;
+        for (const double weight : members)
+            clusters.classes.push_back({weight / static_cast<double>(ids.size()),
+                                        std::vector<double>(columns),
+                                        std::vector<double>(columns * columns)});
         const auto eachRow = [&](auto take) {
-            for (size_t i = 0; i < ids.size(); ++i)
-                if (ids[i] == id) take(&rows[finite[i] * columns]);
+            for (size_t i = 0; i < ids.size(); ++i) {
+                const auto k = static_cast<size_t>(ids[i]);
+                take(clusters.classes[k], &rows[finite[i] * columns], members[k]);
+            }
         };
-        eachRow([&](const double* row) {
-            for (size_t a = 0; a < columns; ++a) one.mean[a] += row[a] / members;
+        eachRow([&](GaussianClass& one, const double* row, double count) {
+            for (size_t a = 0; a < columns; ++a) one.mean[a] += row[a] / count;
         });
-        eachRow([&](const double* row) {
+        eachRow([&](GaussianClass& one, const double* row, double count) {
             for (size_t a = 0; a < columns; ++a)
                 for (size_t b = 0; b < columns; ++b)
                     one.covariance[a * columns + b] +=
-                        (row[a] - one.mean[a]) * (row[b] - one.mean[b]) / members;
+                        (row[a] - one.mean[a]) * (row[b] - one.mean[b]) / count;
         });
-        return one;
     }
 };
 
@@ -213,7 +216,8 @@ void CClusterCtrl::TakeRows(Job& job) {
     if (!job.ofTrace.empty()) job.spans = SpansOfEvents(Block(), doc.GetLength());
 }
 
-void CClusterCtrl::StartOutside(Job& job) {
+// False where the user goes no further.
+bool CClusterCtrl::StartOutside(Job& job) {
     const std::string& command =
         m_strCommand.empty() ? Document()->GetSession().options.clusterCommand : m_strCommand;
     std::vector<double> matrix;
@@ -226,7 +230,7 @@ void CClusterCtrl::StartOutside(Job& job) {
     if (matrix.empty()) throw JobRefused(noClustersText);
     job.outside = std::make_unique<OutsideClusters>(command, matrix, job.columns);
     job.settings.desired = 1;  // also a single class is what the program has found
-    if (IsAttended() && !GetHost().Confirm(outsideStartedText, Title())) throw Cancelled();
+    return !IsAttended() || GetHost().Confirm(outsideStartedText, Title());
 }
 
 std::unique_ptr<OperationJob> CClusterCtrl::MakeJob() {
@@ -239,7 +243,7 @@ std::unique_ptr<OperationJob> CClusterCtrl::MakeJob() {
         // The program gets the values when it starts, before the user is asked to wait for it.
         Here here(*this);
         job->ReadRows(*Document(), here);
-        StartOutside(*job);
+        if (!StartOutside(*job)) return nullptr;
     }
     return job;
 }

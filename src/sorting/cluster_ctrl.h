@@ -38,7 +38,7 @@ class CClusterCtrl : public CClusteredEventsDlg {
     bool HasParameter(bool (*test)(EvParam)) const;
     void ChooseParameters();
     void TakeRows(Job& job);
-    void StartOutside(Job& job);
+    bool StartOutside(Job& job);
 };
 
 // The parameters of a list of names or positions, parted by commas or semicolons. Throws

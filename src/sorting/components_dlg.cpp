@@ -155,9 +155,10 @@ void CComponentsDlg::KeepWeights(const Found& found, UndoScope& undo) {
     std::vector<std::array<float, 3>> table(static_cast<size_t>(chan.GetNumEvents()), {none, none, none});
     for (size_t i = 0; i < found.events.size(); ++i) {
         if (found.rows[i] < 0) continue;
+        auto& weights = table[static_cast<size_t>(found.events[i])];
+        weights.fill(0.0f);  // of components that shorter waveforms do not have
         for (size_t c = 0; c < std::min<size_t>(3, found.components.components); ++c)
-            table[static_cast<size_t>(found.events[i])][c] =
-                static_cast<float>(found.components.Weight(static_cast<size_t>(found.rows[i]), c));
+            weights[c] = static_cast<float>(found.components.Weight(static_cast<size_t>(found.rows[i]), c));
     }
     chan.SetEventExtra(std::move(table));
 }

@@ -45,22 +45,25 @@ class FolderWriter {
 };
 
 struct CuratedEvent {
-    int64_t place = 0;
+    int64_t sample = 0;
     int32_t cluster = 0;
     double amplitude = 0.0;
 };
 
 std::vector<CuratedEvent> EventsOf(const CuratedSorting& curated) {
     std::vector<CuratedEvent> events;
+    const SpikeSorting& sorting = curated.sorting;
     for (const UnitQuality& unit : curated.units)
         for (const SpikeAmplitude& one : unit.amplitudes) {
             const double part = one.value / unit.meanAmplitude;
-            events.push_back({one.place, unit.id, std::isfinite(part) ? part : 0.0});
+            events.push_back(
+                {sorting.SampleAt(one.place, one.spike), unit.id, std::isfinite(part) ? part : 0.0});
         }
-    const auto& types = curated.sorting.Types();
+    const auto& types = sorting.Types();
     for (size_t i = 0; curated.hasUnassigned && i < types.size(); ++i)
-        if (types[i].id == unassignedType) events.push_back({curated.sorting.Waves().places[i], 0, 0.0});
-    std::ranges::stable_sort(events, {}, &CuratedEvent::place);
+        if (types[i].id == unassignedType)
+            events.push_back({sorting.SampleAt(sorting.Waves().places[i], i), 0, 0.0});
+    std::ranges::stable_sort(events, {}, &CuratedEvent::sample);
     return events;
 }
 
@@ -70,7 +73,7 @@ void WriteEvents(const FolderWriter& writer, const CuratedSorting& curated) {
     std::vector<uint32_t> templates;
     std::vector<double> amplitudes;
     for (const CuratedEvent& event : EventsOf(curated)) {
-        times.push_back(curated.sorting.SampleAt(event.place));
+        times.push_back(event.sample);
         clusters.push_back(event.cluster);
         templates.push_back(static_cast<uint32_t>(event.cluster));
         amplitudes.push_back(event.amplitude);

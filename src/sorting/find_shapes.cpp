@@ -3,11 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
+#include "document/file_identity.h"
 #include "document/native_writer.h"
 #include "document/trace_stretches.h"
 #include "document/undo.h"
 #include "host/user_numbers.h"
+#include "operations/save_text.h"
 #include "results/archive_output.h"
 #include "rhythms/event_group_dlg.h"
 #include "sorting/curation_files.h"
@@ -23,6 +26,12 @@ constexpr const char* rangePastEndText =
     "The {} channels of the units do not fit behind event channel {}. Choose an earlier destination.";
 constexpr const char* oneFileText =
     "The library, the set and the folder are those of one recording: sort several without saving them.";
+constexpr const char* noLibraryText = "There is no mixture library yet where the sorting stops.";
+constexpr const char* noTemplatesText = "There are no templates yet where the sorting stops.";
+constexpr const char* oneNameText = "The library and the set need a file each.";
+constexpr const char* setAsItIsText =
+    "The templates of a loaded set are used as they stand: merge, edits, analysisStart, analysisEnd and "
+    "minimumClusterShare are those of clusters.";
 constexpr const char* otherSetText =
     "The set of {} is of {} trace(s) at an interval of {:g} ms, and does not fit this recording.";
 
@@ -109,7 +118,30 @@ std::string CFindShapes::CheckSettings() {
     } catch (const JobRefused& fault) {
         return fault.what();
     }
-    return WindowFault();
+    if (std::string fault = FilesFault(); !fault.empty()) return fault;
+    return m_strLoadSet.empty() ? WindowFault() : SetFault();
+}
+
+// What is to be saved has a file of its own, and is there when the run stops.
+std::string CFindShapes::FilesFault() const {
+    const auto lastStep = static_cast<SortStep>(m_nStopAfter);
+    if (!m_strSaveLibrary.empty() && lastStep != SortStep::all) return noLibraryText;
+    if (!m_strSaveSet.empty() && (lastStep == SortStep::read || lastStep == SortStep::cluster))
+        return noTemplatesText;
+    const CDataDoc& doc = *Document();
+    FileSystem& files = doc.GetSession().files;
+    for (const std::string& path : {m_strSaveLibrary, m_strSaveSet})
+        if (!path.empty() && IsSameFile(files, path, doc.filePath)) return recordingItselfText;
+    const bool isOne = !m_strSaveLibrary.empty() && !m_strSaveSet.empty() &&
+                       IsSameFile(files, m_strSaveLibrary, m_strSaveSet);
+    return isOne ? oneNameText : std::string();
+}
+
+// Templates of a set have their windows, and no spikes that could be merged or parted.
+std::string CFindShapes::SetFault() const {
+    const bool hasWork = !m_strMerge.empty() || !m_strEdits.empty() || m_dMinimumClusterShare > 0.0 ||
+                         m_dAnalysisStart != 0.0 || m_dAnalysisEnd != 0.0;
+    return hasWork ? setAsItIsText : std::string();
 }
 
 // --- the run ---
@@ -161,6 +193,16 @@ CFindShapes::Task CFindShapes::MakeTask() const {
     return task;
 }
 
+// The settings tell what was used.
+void CFindShapes::TakeReading(const ReadSettings& reading) {
+    const double interval = Document()->sampleInterval;
+    m_dWindowStart = reading.start * interval;
+    m_dWindowEnd = (reading.start + reading.length) * interval;
+    m_nFrequencyMultiplier = reading.multiplier;
+    m_bAlignPeaks = reading.alignPeaks;
+    m_nPolarity = static_cast<int32_t>(reading.polarity);
+}
+
 // False where the user does not want so many.
 bool CFindShapes::AsksForMany(size_t spikes) {
     const auto count = static_cast<int64_t>(spikes);
@@ -179,6 +221,7 @@ std::unique_ptr<OperationJob> CFindShapes::MakeJob() {
     job->refractory = m_dRefractory;
     job->source = std::move(task.source);
     job->settings = std::move(task.settings);
+    if (job->settings.set) TakeReading(job->settings.reading);
     if (made) {
         job->sorting = made->first;
         job->run.outliers = made->second;
@@ -195,12 +238,12 @@ void CFindShapes::AddUnits(Job& job) const {
     const auto length = static_cast<int32_t>(Document()->GetLength());
     const auto makeEvent = [&](int64_t place, size_t spike, double ratio, const std::string& label) {
         CEventKM event;
-        const int64_t on = sorting.SampleAt(place);
+        const int64_t on = sorting.SampleAt(place, spike);
         const int64_t duration = int64_t{job.source.offsets[spike]} - job.source.onsets[spike];
         event.onPosition = static_cast<int32_t>(std::clamp<int64_t>(on, 0, length - 1));
         event.offPosition = static_cast<int32_t>(
             std::min<int64_t>(event.onPosition + std::max<int64_t>(1, duration), length));
-        event.eventValue = static_cast<float>(ratio);
+        event.eventValue = std::isnan(ratio) ? 0.0f : static_cast<float>(ratio);
         event.eventLabel = label;
         return event;
     };
@@ -257,6 +300,7 @@ bool CFindShapes::Write(OperationJob& job, UndoScope& undo) {
         if (!MayWrite(done)) return false;
     }
     if (!MayExport()) return false;
+    if (!MayReplaceFiles()) return false;
     WriteFiles(done);
     if (isWhole) {
         GetHost().Log("Deleting events\n");
@@ -283,14 +327,26 @@ bool CFindShapes::MayExport() {
            GetHost().Confirm(fmt::format(overwriteFolderText, m_strExportFolder));
 }
 
+// Whether no file goes that the user wants to keep.
+bool CFindShapes::MayReplaceFiles() {
+    FileSystem& files = Document()->GetSession().files;
+    return std::ranges::all_of(std::array{m_strSaveLibrary, m_strSaveSet}, [&](const std::string& path) {
+        return path.empty() || !files.Stamp(path) ||
+               GetHost().Confirm(fmt::format("The file {} exists. Replace it?", path));
+    });
+}
+
+void CFindShapes::SaveLibraryTo(const std::filesystem::path& path, const MixtureLibraries& library) {
+    WriteFileAtomically(Document()->GetSession().files, path, [&](CArchive& archive) {
+        ArchiveOutput output(archive);
+        WriteLibraryText(library, output, GetHost());
+    });
+}
+
 void CFindShapes::WriteFiles(const Job& job) {
     Session& session = Document()->GetSession();
-    if (!m_strSaveLibrary.empty() && job.sorting.HasLibrary())
-        WriteFileAtomically(session.files, m_strSaveLibrary, [&](CArchive& archive) {
-            ArchiveOutput output(archive);
-            WriteLibraryText(job.sorting.Library(), output);
-        });
-    if (!m_strSaveSet.empty() && !job.sorting.Fits().empty())
+    if (!m_strSaveLibrary.empty()) SaveLibraryTo(m_strSaveLibrary, job.sorting.Library());
+    if (!m_strSaveSet.empty())
         WriteSortingSet(session,
                         {job.settings.reading, Document()->sampleInterval,
                          static_cast<int32_t>(Traces().size()), job.sorting.Clusters()},

@@ -116,6 +116,8 @@ class CFindShapes : public CEventBaseDlg {
     // The next run writes this sorting, which its settings would make, instead of making it.
     void UseSorting(SpikeSorting sorting, int64_t outliers) { m_byHand = {std::move(sorting), outliers}; }
     bool AsksForMany(size_t spikes);
+    // Throws FileError and Cancelled.
+    void SaveLibraryTo(const std::filesystem::path& path, const MixtureLibraries& library);
     std::string TraceUnits(int trace) const;
 
   private:
@@ -128,11 +130,15 @@ class CFindShapes : public CEventBaseDlg {
     Result LibraryResult() const;
     Result SpikeResult() const;
     Result SimilarityResult() const;
-    double TimeOfPlace(int64_t place) const;
+    double TimeOfPlace(int64_t place, size_t spike) const;
     GraphPane TemplatePane() const;
     GraphPane ErrorPane() const;
     bool HasTemplates() const { return !m_done->sorting.Fits().empty(); }
 
+    std::string FilesFault() const;
+    std::string SetFault() const;
+    void TakeReading(const ReadSettings& reading);
+    bool MayReplaceFiles();
     bool MayWrite(const Job& job);
     void AddUnits(Job& job) const;
     bool MayExport();

@@ -23,8 +23,8 @@ std::string CFindShapes::TraceUnits(int trace) const {
                : std::string();
 }
 
-double CFindShapes::TimeOfPlace(int64_t place) const {
-    return Document()->TimeOf(m_done->sorting.SampleAt(place));
+double CFindShapes::TimeOfPlace(int64_t place, size_t spike) const {
+    return Document()->TimeOf(m_done->sorting.SampleAt(place, spike));
 }
 
 // --- the report ---
@@ -43,7 +43,7 @@ void CFindShapes::WriteResult(const TextSink& sink) {
     if (!sink(hasTypes ? "#ID\ttime (ms)\tvariance ratio\ttype\r\n" : "#ID\ttime (ms)\tvariance ratio\r\n"))
         return;
     for (size_t i = 0; i < sorting.Fits().size(); ++i) {
-        const double time = TimeOfPlace(sorting.Waves().places[i]);
+        const double time = TimeOfPlace(sorting.Waves().places[i], i);
         const double ratio = hasTypes ? sorting.Types()[i].ratio : sorting.Fits()[i].ratio;
         std::string line = fmt::format("{}\t{:.3f}\t{:.3f}", i + 1, time, ratio);
         if (hasTypes) line += "\t" + sorting.Types()[i].Text();
@@ -157,7 +157,8 @@ Result CFindShapes::SpikeResult() const {
     Result result{"spikes", {}, {{"#ID", {}}, {"time", "ms"}, {"ratio", {}}, {"type", {}}}, {}};
     result.rows = [this, &sorting](const ResultRowSink& sink) {
         for (size_t i = 0; i < sorting.Waves().Count(); ++i) {
-            ResultValue row[] = {static_cast<int64_t>(i) + 1, TimeOfPlace(sorting.Waves().places[i]), {}, {}};
+            ResultValue row[] = {
+                static_cast<int64_t>(i) + 1, TimeOfPlace(sorting.Waves().places[i], i), {}, {}};
             if (!sorting.Types().empty()) {
                 row[2] = sorting.Types()[i].ratio;
                 row[3] = sorting.Types()[i].Text();
@@ -205,7 +206,7 @@ std::vector<Result> CFindShapes::Results() {
     const std::string units = TraceUnits(m_done->reading.traces.front());
     results.push_back(QualityTable(m_done->units, units));
     results.push_back(AmplitudeTable(
-        m_done->units, [this](int64_t place) { return TimeOfPlace(place); }, units));
+        m_done->units, [this](int64_t place, size_t spike) { return TimeOfPlace(place, spike); }, units));
     results.push_back(MergeTable(m_done->merges));
     results.push_back(CorrelogramTable(m_done->merges));
     return results;
@@ -270,7 +271,8 @@ std::optional<Graph> CFindShapes::GetGraph() {
     const std::string unit = m_done ? TraceUnits(m_done->reading.traces.front()) : std::string();
     return Graph{{TemplatePane(), ErrorPane(),
                   AmplitudePane(
-                      units, [this](int64_t place) { return TimeOfPlace(place); }, unit, m_nChannel1),
+                      units, [this](int64_t place, size_t spike) { return TimeOfPlace(place, spike); }, unit,
+                      m_nChannel1),
                   MergePane(pair, m_dRefractory)},
                  2};
 }

@@ -19,6 +19,9 @@ constexpr int greatestPcs = 64;
 constexpr double longestNtrodeWindow = 1e9;  // ms
 constexpr double noPcWeight = std::numeric_limits<double>::quiet_NaN();
 constexpr double allVariance = 100.0;  // %
+constexpr const char* tooWideForTracesText = "The windows of all traces have {} samples together, and "
+                                             "eigenvectors are found of {} at most. Shorten the "
+                                             "window, or choose fewer traces.";
 constexpr const char* ntrodeWindowText = "The window must hold at least 2 samples.";
 constexpr const char* ntrodeMemoryText =
     "{} events of {} samples in {} traces are more than memory is taken for. Use a shorter window, or fewer "
@@ -54,7 +57,7 @@ class CNTrodePCA::Job : public ClusterJob {
                                                     [&](uint64_t read) { progress.At(read * work); });
         if (waves.Count() < columns) throw JobRefused(fewEventsForPcsText);
         if (std::min(waves.Count(), waves.columns) > mostEigenvectors)
-            throw JobRefused(fmt::format(tooWideText, waves.columns, mostEigenvectors));
+            throw JobRefused(fmt::format(tooWideForTracesText, waves.columns, mostEigenvectors));
         const auto rowsDone = [&](double share) {
             progress.At(windows * work + static_cast<uint64_t>(share * static_cast<double>(windows * work)));
         };

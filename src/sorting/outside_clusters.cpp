@@ -125,6 +125,8 @@ std::vector<int> ParsePartition(std::string_view text, size_t items) {
     }
     if (ids.empty()) throw JobRefused(noPartitionText);
     if (ids.size() != items) throw JobRefused(fmt::format(otherCountText, items, ids.size()));
+    // A class for each number up to the greatest is told.
+    if (std::ranges::max(ids) >= mostOutsideClasses) throw JobRefused(noPartitionText);
     return ids;
 }
 

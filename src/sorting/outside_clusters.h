@@ -18,6 +18,8 @@ inline constexpr const char* outsideStartedText =
     "partition data, or Cancel";
 inline constexpr const char* noPartitionText = "Failed to get partition data\n";
 inline constexpr const char* gotItemsText = "got {} items from Klustawin\n";
+// Ids above it are no classes of data.
+inline constexpr int mostOutsideClasses = 100000;
 inline constexpr const char* otherCountText =
     "There are {} items in graph, but KlustaWin returned {} items. Abandoning";
 inline constexpr const char* manyOutsideText =

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "host/user_numbers.h"
 #include "sorting/cluster_run.h"
@@ -25,11 +26,26 @@ void CheckCluster(const SpikeSorting& sorting, int32_t id) {
                                      sorting.Clusters().size()));
 }
 
+bool HasNoise(const SpikeSorting& sorting) {
+    return std::ranges::all_of(sorting.Waves().noise,
+                               [](const SpikeNoise& noise) { return noise.variance > 0.0; });
+}
+
+// A cluster that a group before has merged stands for what it was merged into.
 void MergeGroups(SpikeSorting& sorting, const std::vector<std::vector<int32_t>>& groups) {
+    std::map<int32_t, int32_t> mergedInto;
+    const auto standsFor = [&](int32_t id) {
+        for (auto next = mergedInto.find(id); next != mergedInto.end(); next = mergedInto.find(id))
+            id = next->second;
+        return id;
+    };
     for (const std::vector<int32_t>& group : groups)
-        for (size_t i = 0; i < group.size(); ++i) {
-            CheckCluster(sorting, group[i]);
-            if (i > 0 && group[i] != group[0]) sorting.Merge(group[0], group[i]);
+        for (const int32_t id : group) {
+            CheckCluster(sorting, id);
+            const int32_t into = standsFor(group.front()), other = standsFor(id);
+            if (into == other) continue;
+            sorting.Merge(into, other);
+            mergedInto[other] = into;
         }
 }
 
@@ -131,12 +147,12 @@ void NoteRemoved(const SpikeSorting& sorting, const std::vector<std::vector<Unit
 void TakeOutliers(SpikeSorting& sorting, const SortSettings& settings, SortRun& run) {
     NoteTrends(sorting, settings, run);
     const auto units = sorting.Events(settings.assign.mergeWithinMs);
+    const auto sampleOf = [&](const UnitEvent& event) { return sorting.SampleAt(event.place, event.spike); };
     for (size_t k = 0; k < units.size(); ++k) {
         if (units[k].empty()) continue;
         int64_t least = 0;
         for (size_t i = 1; i < units[k].size(); ++i) {
-            const int64_t interval =
-                sorting.SampleAt(units[k][i].place) - sorting.SampleAt(units[k][i - 1].place);
+            const int64_t interval = sampleOf(units[k][i]) - sampleOf(units[k][i - 1]);
             least = i == 1 ? interval : std::min(least, interval);
         }
         run.notes.push_back(fmt::format("min sample interval = {}\n", least));
@@ -202,7 +218,7 @@ void ReadSpikes(SpikeSorting& sorting, SampleReader& samples, const SpikeSource&
     for (const SpikeNoise& noise : sorting.Waves().noise) run.notes.push_back(NoiseText(noise));
     for (int64_t i = 0; i < std::min(sorting.Waves().withoutPeak, mostLines); ++i)
         run.notes.emplace_back("COULDN'T find peak in waveform\n");
-    if (sorting.Waves().Used() == 0) throw JobRefused(notReadText);
+    if (sorting.Waves().Used() == 0) throw JobRefused(HasNoise(sorting) ? notReadText : noNoiseText);
 }
 
 void ClusterSpikes(SpikeSorting& sorting, const SortSettings& settings, JobContext& context, SortRun& run) {
@@ -212,14 +228,14 @@ void ClusterSpikes(SpikeSorting& sorting, const SortSettings& settings, JobConte
     sorting.FindComponents(settings.components, context, &log);
     const auto state = sorting.FindClusters(settings.desiredClusters, context, &log);
     context.Log(log);
-    if (state != GaussianClusters::State::found) throw JobRefused(noClustersText);
+    if (state != GaussianClusters::State::found)
+        throw JobRefused(HasNoise(sorting) ? noClustersText : noNoiseText);
     if (const int started = sorting.StartedWithFewer(); started > 0)
         context.Warn(fmt::format(fewForStartText, ClusterOptions().initial, started));
 }
 
 void MakeTemplates(SpikeSorting& sorting, const SortSettings& settings, ProgressSource& progress) {
-    for (const SpikeNoise& noise : sorting.Waves().noise)
-        if (!(noise.variance > 0.0)) throw JobRefused(noNoiseText);
+    if (!HasNoise(sorting)) throw JobRefused(noNoiseText);
     if (settings.set) {
         sorting.UseTemplates(settings.set->clusters);
     } else {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "document/native_writer.h"
+#include "document/file_identity.h"
 #include "numerics/rounding.h"
-#include "results/archive_output.h"
+#include "operations/save_text.h"
 
 namespace kymora {
 
@@ -404,15 +404,18 @@ void CSorterSheet::UnassignSelected() {
 
 // --- files ---
 
+void CSorterSheet::CheckName(const std::filesystem::path& path) const {
+    if (IsSameFile(Document()->GetSession().files, path, Document()->filePath))
+        throw JobRefused(recordingItselfText);
+}
+
 void CSorterSheet::SaveLibrary() {
     if (!m_session.Has(Step::library)) throw JobRefused("There is no mixture library yet.");
     const auto path =
         GetHost().ChooseSaveFile({"Save mixture library", "Text (*.txt)|*.txt||", "txt", "library.txt"});
     if (!path) return;
-    WriteFileAtomically(Document()->GetSession().files, *path, [&](CArchive& archive) {
-        ArchiveOutput output(archive);
-        WriteLibraryText(m_session.At(Step::library).Library(), output);
-    });
+    CheckName(*path);
+    SaveLibraryTo(*path, m_session.At(Step::library).Library());
 }
 
 void CSorterSheet::SaveSet() {
@@ -420,6 +423,7 @@ void CSorterSheet::SaveSet() {
     const auto path =
         GetHost().ChooseSaveFile({saveSortingSetTitle, setFilter, "kymr-cfg", "SpikeSort.kymr-cfg"});
     if (!path) return;
+    CheckName(*path);
     WriteSortingSet(Document()->GetSession(),
                     {m_session.Settings().reading, Document()->sampleInterval,
                      static_cast<int32_t>(Traces().size()), m_session.At(Step::templates).Clusters()},

@@ -109,6 +109,7 @@ class CSorterSheet : public CFindShapes {
     void SelectOutliers();
     void SelectRank();
     void UnassignSelected();
+    void CheckName(const std::filesystem::path& path) const;
     void SaveLibrary();
     void SaveSet();
 

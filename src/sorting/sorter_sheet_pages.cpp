@@ -458,7 +458,7 @@ void CSorterSheet::WriteRanks(const TextSink& sink) const {
     const SpikeSorting& sorting = m_session.At(Step::assigned);
     const std::vector<UnitEvent> ranked = m_session.RankedEvents();
     for (size_t i = 0; i < std::min(ranked.size(), mostListed); ++i) {
-        const double time = Document()->TimeOf(sorting.SampleAt(ranked[i].place));
+        const double time = Document()->TimeOf(sorting.SampleAt(ranked[i].place, ranked[i].spike));
         if (!sink(fmt::format("{}\t{}\t{:.3f}\t{:.3f}\t{}\r\n", i + 1, ranked[i].spike + 1, time,
                               ranked[i].ratio, sorting.Types()[ranked[i].spike].Text())))
             return;

@@ -1,6 +1,7 @@
 #include "sorting/sorting_scores.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace kymora {
 
@@ -9,7 +10,8 @@ namespace {
 using UnitTrains = std::vector<std::vector<int64_t>>;
 
 double Share(int64_t part, int64_t whole) {
-    return whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) : 0.0;
+    return whole > 0 ? static_cast<double>(part) / static_cast<double>(whole)
+                     : std::numeric_limits<double>::quiet_NaN();
 }
 
 // How many of the times have none of `others` within the tolerance.

@@ -12,7 +12,7 @@ namespace kymora {
 
 struct PairScore {
     int64_t matched = 0;
-    double recall = 0.0, precision = 0.0, f1 = 0.0;  // 0 where there is nothing to divide by
+    double recall = 0.0, precision = 0.0, f1 = 0.0;  // not a number where there is nothing to divide by
 };
 
 struct SortingScores {

@@ -92,11 +92,13 @@ SortingSet ReadSortingSet(Session& session, const std::filesystem::path& path) {
     return set;
 }
 
-void WriteLibraryText(const MixtureLibraries& libraries, OutputSink& sink) {
+void WriteLibraryText(const MixtureLibraries& libraries, OutputSink& sink, ProgressSource& progress) {
+    ProgressScope scope(progress, "Saving mixture library", libraries.Entries());
     sink.Write("id 1\tid 2\tid 3\tdelay 1\tdelay 2\tdelay 3\tvalues\n");
     std::string line;
     for (const MixtureLibrary& library : libraries.Libraries())
         for (const MixtureEntry& entry : library.entries) {
+            scope.Step(1);
             line = fmt::format("{}\t{}", fmt::join(entry.ids, "\t"), fmt::join(entry.delays, "\t"));
             for (const float value : libraries.RowOf(entry)) line += fmt::format("\t{}", value);
             sink.Write(line + "\n");

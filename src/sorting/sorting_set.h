@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/progress.h"
 #include "host/session.h"
 #include "results/output_sink.h"
 #include "sorting/mixture_library.h"
@@ -31,6 +32,7 @@ SortingSet ReadSortingSet(Session& session, const std::filesystem::path& path);
 
 // A line for each entry: the ids of its three components (-1 for none), their delays, and the values of its
 // row less the mean of the noise; all separated by tabs, under a line of headings.
-void WriteLibraryText(const MixtureLibraries& libraries, OutputSink& sink);
+// Throws Cancelled.
+void WriteLibraryText(const MixtureLibraries& libraries, OutputSink& sink, ProgressSource& progress);
 
 }  // namespace kymora

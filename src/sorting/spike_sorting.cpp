@@ -63,8 +63,10 @@ bool SpikeSorting::Read(SampleReader& samples, const SpikeSource& source, const 
     return IsRead();
 }
 
-int64_t SpikeSorting::SampleAt(int64_t place) const {
-    return RoundHalfAway64(static_cast<double>(place) / waves_->shape.multiplier);
+int64_t SpikeSorting::SampleAt(int64_t place, size_t spike) const {
+    const int64_t onset = waves_->onsets[spike];
+    const int multiplier = waves_->shape.multiplier;
+    return onset + RoundHalfAway64(static_cast<double>(place - onset * multiplier) / multiplier);
 }
 
 int64_t SpikeSorting::PlacesOf(double ms) const {
@@ -261,7 +263,7 @@ void SpikeSorting::FindFits(ProgressSource& progress) {
 int64_t SpikeSorting::Fitted(int32_t id) const {
     const float threshold = clusters_[static_cast<size_t>(id) - 1].m_fErrThresh;
     return std::ranges::count_if(fits_,
-                                 [&](const SpikeFit& fit) { return fit.id == id && fit.ratio <= threshold; });
+                                 [&](const SpikeFit& fit) { return fit.id == id && fit.ratio < threshold; });
 }
 
 // --- assignment ---

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -39,7 +40,7 @@ inline constexpr int32_t decomposedType = -2;
 // their alignment points from its own.
 struct SortedSpike {
     int32_t id = unassignedType;
-    double ratio = 0.0;  // variance ratio; of an unassigned spike that of the best single template
+    double ratio = 0.0;  // variance ratio; of an unassigned spike that of the best single template, if any
     MixtureEntry entry;
     // Components that are events: their alignment points lie within the display window, since what lies
     // beyond is seen by its flank alone, and they were not unassigned again.
@@ -52,7 +53,7 @@ struct SortedSpike {
 // The best single template of a spike.
 struct SpikeFit {
     int32_t id = 0;  // 0 without a template
-    double ratio = 0.0;
+    double ratio = std::numeric_limits<double>::quiet_NaN();
 };
 
 struct AssignSettings {
@@ -85,8 +86,9 @@ class SpikeSorting {
     const ReadSettings& Reading() const { return reading_; }
     double SampleInterval() const { return sampleInterval_; }
     double PlacesPerSecond() const { return 1000.0 / sampleInterval_ * waves_->shape.multiplier; }
-    // Where a value at the raised rate lies, samples.
-    int64_t SampleAt(int64_t place) const;
+    // Where a value at the raised rate lies, samples: the onset of the spike that it belongs to, moved by a
+    // whole number of samples.
+    int64_t SampleAt(int64_t place, size_t spike) const;
     // Values at the raised rate, rounded.
     int64_t PlacesOf(double ms) const;
 

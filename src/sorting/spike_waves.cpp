@@ -111,6 +111,7 @@ SpikeWaves ReadSpikeWaves(SampleReader& samples, const SpikeSource& source, cons
     const size_t count = order.size(), length = waves.shape.RowLength();
     waves.values.resize(count * length);
     waves.places.resize(count);
+    waves.onsets = source.onsets;
     waves.isUsed.resize(count);
     WaveReader reader(samples, source, settings);
     ProgressScope scope(progress, "Reading spikes", count);

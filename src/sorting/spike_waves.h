@@ -71,6 +71,7 @@ struct SpikeWaves {
     // finite samples, or which has no peak inside of it.
     std::vector<float> values;
     std::vector<int64_t> places;
+    std::vector<int32_t> onsets;  // of the events
     std::vector<uint8_t> isUsed;
     int64_t withoutPeak = 0;  // refused for that, or for a peak at the edge of the window
 

@@ -41,7 +41,7 @@ Result AmplitudeTable(std::span<const UnitQuality> units, TimeOfPlace timeOf, co
         for (const UnitQuality& unit : units)
             for (const SpikeAmplitude& one : unit.amplitudes) {
                 const ResultValue row[] = {int64_t{unit.id}, static_cast<int64_t>(one.spike) + 1,
-                                           timeOf(one.place), one.value};
+                                           timeOf(one.place, one.spike), one.value};
                 if (!sink(row)) return false;
             }
         return true;
@@ -92,7 +92,7 @@ GraphPane AmplitudePane(std::span<const UnitQuality> units, const TimeOfPlace& t
                           GraphColour(static_cast<size_t>(unit.id) - 1)};
         points.channel = sourceChannel;
         for (const SpikeAmplitude& one : unit.amplitudes) {
-            points.x.push_back(timeOf(one.place) / msPerSecond);
+            points.x.push_back(timeOf(one.place, one.spike) / msPerSecond);
             points.y.push_back(one.value);
             points.events.push_back(static_cast<int32_t>(one.spike));
         }

@@ -13,8 +13,8 @@
 
 namespace kymora {
 
-// The time of a place, ms.
-using TimeOfPlace = std::function<double(int64_t place)>;
+// The time of a place that belongs to a spike, ms.
+using TimeOfPlace = std::function<double(int64_t place, size_t spike)>;
 
 // The rows of the tables are made when they are asked for: what is handed in must still be there then.
 Result QualityTable(std::span<const UnitQuality> units, const std::string& traceUnits);

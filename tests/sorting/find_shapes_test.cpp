@@ -117,6 +117,12 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     EXPECT_EQ(static_cast<int64_t>(rows.size()), clusters - 1);
     EXPECT_EQ(std::get<int64_t>(rows[0][0]), 1);
     EXPECT_GT(std::get<int64_t>(rows[0][1]), 300);
+    // Groups that share a cluster are one.
+    for (const char* groups : {"1+2 2+3", "1+2 3+2", "2+1 1+3"}) {
+        ASSERT_EQ(
+            Run(merged, With({{"desiredClusters", "3"}, {"merge", groups}, {"stopAfter", "templates"}})), "");
+        EXPECT_EQ(Rows(merged, "clusters").size(), 1u) << groups;
+    }
 }
 
 // Against the events that the units have got, and the sizes that they were made with.
@@ -253,6 +259,16 @@ TEST_F(FindShapesTest, RefusesWhatCannotBeSorted) {
          {{"analysisStart", "-2"}, {"analysisEnd", "0.5"}},
          "The analysis window does not"},
         {"PCA turned round", {{"pcaStart", "0.5"}, {"pcaEnd", "0.2"}}, "The PCA window does not lie"},
+        {"one file for two",
+         {{"saveLibrary", "both.txt"}, {"saveSet", "both.txt"}},
+         "The library and the set need a file each."},
+        {"a library that is not built",
+         {{"saveLibrary", "l.txt"}, {"stopAfter", "templates"}},
+         "There is no mixture library yet"},
+        {"a set before templates",
+         {{"saveSet", "s.txt"}, {"stopAfter", "cluster"}},
+         "There are no templates"},
+        {"a set that is merged", {{"loadSet", "s.txt"}, {"merge", "1+2"}}, "The templates of a loaded set"},
         {"past the last channel", {{"destination", "998"}}, "The "},
     };
     for (const Case& one : cases) {
@@ -273,8 +289,8 @@ TEST_F(FindShapesTest, RefusesWhatCannotBeSorted) {
     doc = MemoryDoc::Make(session, {std::vector<float>(5000, 2.0f)}, 0.05);
     for (int i = 0; i < 40; ++i) Chan(candidates).AddEvent(100 + 100 * i, 104 + 100 * i);
     CFindShapes flat;
-    EXPECT_EQ(Run(flat, With()), notReadText);
-    EXPECT_EQ(Run(flat, With({{"alignPeaks", "0"}})), noClustersText);
+    EXPECT_EQ(Run(flat, With()), noNoiseText);
+    EXPECT_EQ(Run(flat, With({{"alignPeaks", "0"}})), noNoiseText);
 }
 
 TEST_F(FindShapesTest, AsksBeforeItOverwritesAndLosesNothingWhenCancelled) {
@@ -293,6 +309,11 @@ TEST_F(FindShapesTest, AsksBeforeItOverwritesAndLosesNothingWhenCancelled) {
     host.answer = true;
     ASSERT_EQ(Run(sorter, With()), "");
     const Spans units = Found(firstUnit);
+    files.Put("kept.txt", {});
+    host.answer = false;
+    EXPECT_NE(Run(sorter, With({{"destination", "m"}, {"saveSet", "kept.txt"}})), "");
+    EXPECT_EQ(host.questions.back().text, "The file kept.txt exists. Replace it?");
+    EXPECT_EQ(files.Stamp("kept.txt")->length, 0u);
     host.answer = false;
     EXPECT_NE(Run(sorter, With()), "");
     EXPECT_EQ(host.questions.back().text, sortedChannelText);
