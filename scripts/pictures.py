@@ -360,7 +360,7 @@ def sorting(program, demo, out):
 def unit_picture(program, demo, folder, path):
     def run(operation, *rest, **settings):
         pairs = [part for key, value in settings.items() for part in ("--set", f"{key}={value}")]
-        subprocess.run([program, "run", operation, *pairs, "--quiet", *rest], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run([program, "run", operation, *pairs, "--quiet", "--yes", *rest], check=True, stdout=subprocess.DEVNULL)
 
     filtered = f"{folder}/band.kymr-dat"
     run("CClassicFilter", demo, "-o", filtered, traces="1-2", addMode=0, bandType=2, lowerCut=300, upperCut=3000,

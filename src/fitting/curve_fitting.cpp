@@ -220,9 +220,7 @@ std::string CurveFitting::ErrorText(size_t parameter) const {
     const auto at = std::ranges::find(result.free, parameter);
     if (at == result.free.end()) return "fixed";
     const auto i = static_cast<size_t>(at - result.free.begin());
-    const double p = result.Probability(i);
-    return fmt::format("\u00b1 {:.4g}, p {}", result.Error(i),
-                       p < 0.001 ? "< 0.001" : fmt::format("= {:.3f}", p));
+    return fmt::format("\u00b1 {:.3g}, p {:.1g}", result.Error(i), result.Probability(i));
 }
 
 FitEquation& CurveFitting::Parsed() const {
