@@ -56,7 +56,8 @@ struct TrainOperationsTest : test::EventAnalysisTest {
         host.messages.clear();
         EXPECT_EQ(block->Run(), isDone) << what;
         EXPECT_EQ(host.messages.empty() ? "" : host.LastMessage(), word) << what;
-        for (const GraphPane& pane : block->GetGraph()->panes) EXPECT_FALSE(pane.name.empty());
+        const Graph graph = *block->GetGraph();
+        for (const GraphPane& pane : graph.panes) EXPECT_FALSE(pane.name.empty());
         block->Results();
         TextOf(*block);
     }
