@@ -192,9 +192,9 @@ void AssignByHand(SpikeSorting& sorting, const SortSettings& settings, SortRun& 
     for (const TakenSpike& taken : settings.unassigned) {
         const size_t spike = CheckSpike(sorting, taken.spike);
         if (taken.cluster > 0)
-            sorting.UnassignFrom(spike, taken.cluster);
+            sorting.UnassignFrom(spike, taken.cluster, settings.assign.mergeWithinMs);
         else
-            sorting.Unassign(spike);
+            sorting.Unassign(spike, settings.assign.mergeWithinMs);
     }
 }
 

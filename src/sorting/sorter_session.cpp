@@ -231,7 +231,12 @@ std::vector<double> SorterSession::Times(int32_t cluster) const {
         if (sorting.FirstIds()[i] == cluster)
             times.push_back(static_cast<double>(sorting.Waves().places[i]) / perMs);
     std::ranges::sort(times);
-    return times;
+    // Candidates that are aligned at one peak are one spike.
+    std::vector<double> spikes;
+    for (const double time : times)
+        if (spikes.empty() || time - spikes.back() > state_.settings.assign.mergeWithinMs)
+            spikes.push_back(time);
+    return spikes;
 }
 
 RefractoryCount SorterSession::Refractory(int32_t cluster, double ms) const {

@@ -174,7 +174,15 @@ void CSorterSheet::GoTo(int page) {
     if (page == templatesPage) Bring(Step::templates, {});
     if (page > templatesPage) Bring(Step::assigned, {});
     m_page = page;
+    if (page == unassignPage && !m_session.EventsOf(m_session.view.primary).size())
+        m_session.view.primary = FirstUnit();
     LoadPrimary();
+}
+
+int32_t CSorterSheet::FirstUnit() const {
+    for (int32_t id = 1; m_session.Last().HasCluster(id); ++id)
+        if (!m_session.EventsOf(id).empty()) return id;
+    return 1;
 }
 
 bool CSorterSheet::Finish() {
@@ -353,6 +361,9 @@ void CSorterSheet::AssignSpike() {
             given.back().clusters.push_back(match->entry.ids[static_cast<size_t>(c)]);
         m_strAssign = GivenText(given);
     });
+    // The next spike is another one.
+    m_session.view.candidate.clear();
+    LoadPrimary();
 }
 
 void CSorterSheet::AutoAssign() {

@@ -110,6 +110,7 @@ class CSorterSheet : public CFindShapes {
     void SelectRank();
     void UnassignSelected();
     void CheckName(const std::filesystem::path& path) const;
+    int32_t FirstUnit() const;
     void SaveLibrary();
     void SaveSet();
 

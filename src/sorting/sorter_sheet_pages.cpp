@@ -209,7 +209,8 @@ void CSorterSheet::DescribeCluster(ParamList& list) {
         .Tip("Relative difference between primary cluster template and comparative cluster template (small "
              "means similar)");
     list.Note("violations", "Refractory", [this] { return RefractoryNote(); })
-        .Tip("Intervals of the primary cluster that are shorter than the refractory time");
+        .Tip("Intervals of the primary cluster that are shorter than the refractory time. Candidates within "
+             "\"Merge within\" of each other count as one spike");
     list.Number("ownThreshold", "Threshold", m_fOwnThreshold)
         .Limits(0, mostFloat)
         .Tip("Error threshold of the primary cluster. The distribution of the error of all the spikes "
@@ -386,7 +387,8 @@ std::string CSorterSheet::RefractoryNote() const {
     if (!HasPrimary()) return {};
     const RefractoryCount count = m_session.Refractory(m_session.view.primary, m_dRefractory);
     if (count.intervals == 0) return "no intervals";
-    return fmt::format("{} of {} below {:g} ms ({:.2f} %)", count.violations, count.intervals, m_dRefractory,
+    // In one line, so that what stands below keeps its place.
+    return fmt::format("{} of {} ({:.1f} %)", count.violations, count.intervals,
                        percent * static_cast<double>(count.violations) /
                            static_cast<double>(count.intervals));
 }

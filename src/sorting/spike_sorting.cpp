@@ -418,20 +418,28 @@ std::vector<std::vector<UnitEvent>> SpikeSorting::Events(double mergeWithinMs) c
 
 // --- unassignment ---
 
-void SpikeSorting::Unassign(size_t spike) {
+void SpikeSorting::ForgetType(size_t spike) {
     const double ratio = fits_[spike].ratio;
     types_[spike] = {};
     types_[spike].ratio = ratio;
 }
 
-void SpikeSorting::UnassignFrom(size_t spike, int32_t id) {
-    SortedSpike& type = types_[spike];
-    bool hasOne = false;
-    for (size_t c = 0; c < static_cast<size_t>(type.entry.Components()); ++c) {
-        if (type.entry.ids[c] == id) type.isEvent[c] = false;
-        hasOne = hasOne || type.isEvent[c];
-    }
-    if (!hasOne) Unassign(spike);
+void SpikeSorting::Unassign(size_t spike, double mergeWithinMs) {
+    const SortedSpike type = types_[spike];
+    if (type.id == unassignedType) return;
+    for (size_t c = 0; c < static_cast<size_t>(type.entry.Components()); ++c)
+        if (type.isEvent[c]) UnassignFrom(spike, type.entry.ids[c], mergeWithinMs);
+    ForgetType(spike);
+}
+
+void SpikeSorting::UnassignFrom(size_t spike, int32_t id, double mergeWithinMs) {
+    const SortedSpike type = types_[spike];
+    if (type.id == unassignedType) return;
+    std::set<int64_t> places;
+    for (size_t c = 0; c < static_cast<size_t>(type.entry.Components()); ++c)
+        if (type.entry.ids[c] == id && type.isEvent[c])
+            places.insert(waves_->places[spike] + type.entry.delays[c]);
+    RemoveEvents(id, places, PlacesOf(mergeWithinMs));
 }
 
 // Of a unit those at the places, and those near one that were left out beside it.
@@ -447,7 +455,7 @@ void SpikeSorting::RemoveEvents(int32_t id, const std::set<int64_t>& places, int
                 type.isEvent[c] = false;
             hasOne = hasOne || type.isEvent[c];
         }
-        if (!hasOne) Unassign(i);
+        if (!hasOne) ForgetType(i);
     }
 }
 

@@ -155,9 +155,10 @@ class SpikeSorting {
     std::vector<std::vector<UnitEvent>> Events(double mergeWithinMs) const;
 
     // --- unassignment ---
-    void Unassign(size_t spike);
+    // With the events of the same units that were left out beside its own within `mergeWithinMs`.
+    void Unassign(size_t spike, double mergeWithinMs);
     // Only its event in one cluster; the spike is unassigned when it has no other.
-    void UnassignFrom(size_t spike, int32_t id);
+    void UnassignFrom(size_t spike, int32_t id, double mergeWithinMs);
     // Of each unit the events that make it fire too fast. Answers their number.
     int64_t UnassignOutliers(double confidence, double mergeWithinMs);
 
@@ -167,6 +168,7 @@ class SpikeSorting {
     void MakeTemplate(int32_t id);
     std::vector<float> RowLessMean(size_t spike) const;
     void SetType(SortedSpike& type, const MixtureLibraries::Match& match) const;
+    void ForgetType(size_t spike);
     void RemoveEvents(int32_t id, const std::set<int64_t>& places, int64_t near);
 
     class TrainsOfUnits;

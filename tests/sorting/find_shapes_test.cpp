@@ -227,6 +227,23 @@ TEST_F(FindShapesTest, SpikesAreUnassigned) {
     EXPECT_EQ(std::get<std::string>(rows[4][3]), "0");
     EXPECT_EQ(Run(sorter, With({{"unassign", "381"}})), "There is no spike 381.");
 
+    // Two candidates that are aligned at one peak are one spike, which is taken back whole.
+    const int at = truth_[0][3];
+    const auto isThere = [&](int channel) {
+        return std::ranges::any_of(Chan(channel).Events(), [&](const CEventKM& event) {
+            return std::abs(event.onPosition - at) <= 2;
+        });
+    };
+    Chan(candidates).AddEvent(at + 1, at + 5);
+    CFindShapes twins;
+    ASSERT_EQ(Run(twins, With()), "");
+    EXPECT_TRUE(isThere(ChannelOf(0)));
+    const auto found = std::ranges::find_if(Chan(candidates).Events(),
+                                            [&](const CEventKM& event) { return event.onPosition == at; });
+    const auto spike = found - Chan(candidates).Events().begin() + 1;
+    ASSERT_EQ(Run(twins, With({{"unassign", std::to_string(spike)}})), "");
+    EXPECT_FALSE(isThere(firstUnit) || isThere(firstUnit + 1));
+
     // A candidate in the noise behind each of a few spikes, which a high threshold takes for the second unit.
     CFindShapes plain, tested;
     ASSERT_EQ(Run(plain, With({{"unassign", ""}, {"multiplier", "40"}})), "");
