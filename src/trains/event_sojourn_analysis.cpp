@@ -18,6 +18,10 @@ constexpr uint64_t sojournPollParts = 1000;
 constexpr const char* sojournNames[] = {"Open time", "Closed time"};
 constexpr const char* noSojournsText =
     "None of these times is longer than 0 and not shorter than the dead time.";
+constexpr const char* noFitText = "No fit was found from these values: they are shown as they were. Start "
+                                  "from data, or set means nearer to "
+                                  "the durations.";
+constexpr const char* noOneMoreText = "One exponential more could not be fitted, and is not compared.";
 constexpr const char* wrongMixtureText = "Proportions must be from 0 to 1 and not all 0, means above 0.";
 
 // As a bar of so many counts is shown.
@@ -25,6 +29,10 @@ double HeightOf(int32_t display, double count) {
     if (display == sojournRootsOfLog) return std::sqrt(count);
     if (display == sojournCounts) return count;
     return count > 0.0 ? std::log(count) : std::numeric_limits<double>::quiet_NaN();
+}
+
+std::string StatisticText(double value) {
+    return std::isfinite(value) ? fmt::format("{:.6f}", value) : "none";
 }
 
 // From 0 to the largest, or from the logarithm of the smallest; the largest is in the last bin.
@@ -151,12 +159,12 @@ void CEventSojournAnalysis::CheckChangeDoc(CDataDoc* doc) {
 
 struct CEventSojournAnalysis::Job : OperationJob {
     Found found;
-    bool startsFromData = true, compares = false;
+    bool startsFromData = true, compares = false, lacksOneMore = false;
     int exponentials = 1;
 
     // A fit asks for all durations some thousand times.
     int64_t Samples() const override {
-        return static_cast<int64_t>(found.durations.size()) * (found.isFitted ? 2000 : 1);
+        return static_cast<int64_t>(found.durations.size()) * (found.wantsFit ? 4000 : 1);
     }
     void Compute(SampleReader&, JobContext& context) override {
         ProgressScope progress(context, "Fitting exponentials", sojournPollParts);
@@ -165,21 +173,25 @@ struct CEventSojournAnalysis::Job : OperationJob {
             const double share = before + done * (compares ? 0.5 : 1.0);
             return progress.GoesOn(static_cast<uint64_t>(share * static_cast<double>(sojournPollParts)));
         };
-        if (startsFromData) found.mixture = StartOfSojourns(exponentials, found.durations, found.deadTime);
-        if (found.isFitted) {
-            const SojournFit fit = Fitted(found.mixture, poll);
+        if (found.wantsFit) {
+            const SojournFit fit = Ended(
+                startsFromData ? FitSojournsFromData(exponentials, found.durations, found.deadTime, poll)
+                               : FitSojourns(found.mixture, found.durations, found.deadTime, poll));
             found.mixture = fit.mixture;
             found.end = fit.end;
-            if (compares) {
-                before = 0.5;
-                const Mixture more = StartOfSojourns(exponentials + 1, found.durations, found.deadTime);
-                found.oneMore = CompareSojourns(fit.logLikelihood, Fitted(more, poll).logLikelihood);
-            }
+            found.isFitted = fit.isFitted;
+            before = 0.5;
+            if (compares) Compare(fit, poll);
         }
         found.report = ReportOnSojourns(found.mixture, found.durations, found.deadTime);
     }
-    SojournFit Fitted(const Mixture& start, const Poll& poll) const {
-        SojournFit fit = FitSojourns(start, found.durations, found.deadTime, poll);
+    void Compare(const SojournFit& fit, const Poll& poll) {
+        if (!fit.isFitted) return;
+        const SojournFit more = Ended(FitOneMoreSojourn(fit, found.durations, found.deadTime, poll));
+        lacksOneMore = !more.isFitted;
+        if (more.isFitted) found.oneMore = CompareSojourns(fit.logLikelihood, more.logLikelihood);
+    }
+    static SojournFit Ended(SojournFit fit) {
         if (fit.end == PowellResult::End::cancelled) throw Cancelled();
         return fit;
     }
@@ -225,8 +237,8 @@ std::unique_ptr<OperationJob> CEventSojournAnalysis::MakeJob() {
         for (double& value : values) value = std::log10(value);
     const Histogram histogram = GetHistogram(values, found.grid);
     found.counts.assign(histogram.Counts().begin(), histogram.Counts().end());
-    found.deadTime = m_dDeadTime;
-    found.isFitted = m_bFit;
+    found.deadTime = DeadTimeBetweenSamples(m_dDeadTime, Document()->sampleInterval);
+    found.wantsFit = m_bFit;
     job->startsFromData = m_bFit && !m_bSet;
     if (!job->startsFromData) found.mixture = Given();
     job->exponentials = m_nExponentials;
@@ -236,21 +248,26 @@ std::unique_ptr<OperationJob> CEventSojournAnalysis::MakeJob() {
 }
 
 bool CEventSojournAnalysis::Write(OperationJob& job, UndoScope&) {
-    m_found = std::move(static_cast<Job&>(job).found);
-    if (m_found->isFitted) Take(m_found->mixture);
-    if (const char* text = TextOf(m_found->end); *text != '\0') Tell(text);
+    auto& done = static_cast<Job&>(job);
+    m_found = std::move(done.found);
+    if (m_found->wantsFit) Take(m_found->mixture);
+    if (const std::string text = m_found->FaultOfFit(); !text.empty()) Tell(text);
+    if (done.lacksOneMore) Tell(noOneMoreText);
     return true;
 }
 
 // --- what it shows ---
 
+std::string CEventSojournAnalysis::Found::FaultOfFit() const {
+    if (!wantsFit || isFitted) return {};
+    const std::string text = TextOf(end);
+    return text.empty() ? noFitText : text;
+}
+
 // The counts that the bins would have, drawn between them.
-GraphLayer CEventSojournAnalysis::CurveOf(const Mixture& mixture) const {
+GraphLayer CEventSojournAnalysis::CurveOf(std::span<const MixtureComponent> beyond) const {
     constexpr int points = 400;
     const Found& found = *m_found;
-    double seen = 0.0;
-    for (const MixtureComponent& part : found.mixture.components)
-        seen += part.proportion * std::exp(-found.deadTime / part.mean);
     GraphLayer curve{LayerKind::curve};
     for (int i = 0; i <= points; ++i) {
         const double at = found.grid.minimum + (found.grid.maximum - found.grid.minimum) * i / points;
@@ -258,8 +275,8 @@ GraphLayer CEventSojournAnalysis::CurveOf(const Mixture& mixture) const {
         const double duration = isLog ? std::pow(10.0, at) : at;
         if (duration < found.deadTime) continue;
         double density = 0.0;  // per ms, or per power of ten
-        for (const MixtureComponent& part : mixture.components)
-            density += part.proportion / part.mean * std::exp(-duration / part.mean) / seen;
+        for (const MixtureComponent& part : beyond)
+            density += part.proportion / part.mean * std::exp((found.deadTime - duration) / part.mean);
         if (isLog) density *= duration * std::log(10.0);
         const double count = density * static_cast<double>(found.durations.size()) * found.grid.Width();
         // Logarithms go down for ever, and would leave no room for the bars.
@@ -287,13 +304,13 @@ std::optional<Graph> CEventSojournAnalysis::GetGraph() {
     if (found.display == sojournLogCounts) bars.base = -std::numeric_limits<double>::infinity();
     bars.isPale = true;
     pane.layers.push_back(std::move(bars));
-    GraphLayer all = CurveOf(found.mixture);
+    const std::vector<MixtureComponent> beyond = MixtureBeyond(found.mixture, found.deadTime);
+    GraphLayer all = CurveOf(beyond);
     all.name = found.isFitted ? "fit" : "mixture";
     all.colour = GraphColour(2);
     pane.layers.push_back(std::move(all));
-    for (const MixtureComponent& part : found.mixture.components) {
-        if (found.mixture.components.size() < 2) break;
-        GraphLayer one = CurveOf({MixtureFamily::exponential, {part}});
+    for (size_t i = 0; i < beyond.size() && beyond.size() > 1; ++i) {
+        GraphLayer one = CurveOf(std::span(beyond).subspan(i, 1));
         one.colour = GraphColour(2);
         one.isDashed = true;
         pane.layers.push_back(std::move(one));
@@ -309,9 +326,10 @@ void CEventSojournAnalysis::WriteResult(const TextSink& sink) {
     for (size_t i = 0; i < found.mixture.components.size(); ++i)
         text += fmt::format("{}\t{:.6g}\t{:.6g}\r\n", i + 1, found.mixture.components[i].proportion,
                             found.mixture.components[i].mean);
-    text += fmt::format("Log-likelihood:\t{:.6f}\r\nAICc:\t{:.6f}\r\nBIC:\t{:.6f}\r\n",
-                        found.report.logLikelihood, found.report.aicc, found.report.bic);
-    if (const char* end = TextOf(found.end); *end != '\0') text += std::string(end) + "\r\n";
+    text += fmt::format("Log-likelihood:\t{}\r\nAICc:\t{}\r\nBIC:\t{}\r\n",
+                        StatisticText(found.report.logLikelihood), StatisticText(found.report.aicc),
+                        StatisticText(found.report.bic));
+    if (const std::string fault = found.FaultOfFit(); !fault.empty()) text += fault + "\r\n";
     if (found.oneMore)
         text += fmt::format("One exponential more:\tlikelihood ratio {:.4f}\tp {:.4g}\r\n",
                             found.oneMore->statistic, found.oneMore->p);
@@ -327,7 +345,7 @@ std::vector<Result> CEventSojournAnalysis::Results() {
                 {"AICc", found.report.aicc},
                 {"BIC", found.report.bic},
                 {"free parameters", int64_t{found.report.freeParameters}},
-                {"fitted", int64_t{found.isFitted && found.end == PowellResult::End::converged}}},
+                {"fitted", int64_t{found.isFitted}}},
                {{"exponential", {}}, {"proportion", {}}, {"mean", "ms"}},
                {}};
     if (found.oneMore) {

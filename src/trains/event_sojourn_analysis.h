@@ -56,14 +56,16 @@ class CEventSojournAnalysis : public CTrainsBase {
         double deadTime = 0.0;
         Mixture mixture;  // the one that is shown
         SojournReport report;
-        bool isFitted = false;
+        bool wantsFit = false, isFitted = false;
         PowellResult::End end = PowellResult::End::converged;
         std::optional<LikelihoodRatio> oneMore;
+
+        std::string FaultOfFit() const;  // empty where it was fitted, or was not to be
     };
     Mixture Given() const;
     void Take(const Mixture& mixture);
     std::vector<double> TakeDurations(const CDataDoc& doc);
-    GraphLayer CurveOf(const Mixture& mixture) const;
+    GraphLayer CurveOf(std::span<const MixtureComponent> beyond) const;
 
     std::optional<Found> m_found;
 };

@@ -1,6 +1,7 @@
 #include "trains/sojourn_fit.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 #include "statistics/descriptive.h"
@@ -11,6 +12,7 @@ namespace {
 
 constexpr double leastProportion = 1e-6;  // to begin with
 constexpr double firstStep = 0.3;         // of a logarithm
+constexpr double splitBy = 3.0;           // the means of two parts to begin with, from that of the one
 
 // Durations are whole samples, so that many are equal.
 struct CountedDuration {
@@ -30,13 +32,16 @@ std::vector<CountedDuration> CountDurations(std::span<const double> durations, d
     return counted;
 }
 
-// The mixture of what lasts longer than the dead time, in the time beyond it: again one of exponentials.
-std::vector<MixtureComponent> Beyond(const Mixture& mixture, double deadTime) {
-    std::vector<MixtureComponent> parts = mixture.components;
-    double seen = 0.0;
-    for (MixtureComponent& part : parts) seen += part.proportion *= std::exp(-deadTime / part.mean);
-    for (MixtureComponent& part : parts) part.proportion /= seen;
-    return parts;
+// Where the density is too small for a number, the largest of its parts stands before the sum.
+double LogDensityOfTail(std::span<const MixtureComponent> parts, double beyond) {
+    double largest = -HUGE_VAL, sum = 0.0;
+    const auto levelOf = [&](const MixtureComponent& part) {
+        return std::log(part.proportion) - std::log(part.mean) - beyond / part.mean;
+    };
+    for (const MixtureComponent& part : parts) largest = std::max(largest, levelOf(part));
+    if (!std::isfinite(largest)) return largest;
+    for (const MixtureComponent& part : parts) sum += std::exp(levelOf(part) - largest);
+    return largest + std::log(sum);
 }
 
 double LogLikelihoodOf(std::span<const MixtureComponent> parts, std::span<const CountedDuration> durations) {
@@ -45,7 +50,7 @@ double LogLikelihoodOf(std::span<const MixtureComponent> parts, std::span<const 
         double density = 0.0;
         for (const MixtureComponent& part : parts)
             density += part.proportion / part.mean * std::exp(-beyond / part.mean);
-        sum += count * std::log(density);
+        sum += count * (density > DBL_MIN ? std::log(density) : LogDensityOfTail(parts, beyond));
     }
     return sum;
 }
@@ -91,11 +96,39 @@ Mixture MixtureAt(std::span<const double> place) {
     return mixture;
 }
 
+// One of the parts as two of half its proportion, around its mean.
+Mixture WithPartSplit(Mixture mixture, size_t which, double factor) {
+    MixtureComponent& part = mixture.components[which];
+    part.proportion /= 2.0;
+    MixtureComponent longer = part;
+    longer.mean = longer.sd = part.mean * factor;
+    part.mean = part.sd = part.mean / factor;
+    mixture.components.insert(mixture.components.begin() + static_cast<ptrdiff_t>(which) + 1, longer);
+    return mixture;
+}
+
 }  // namespace
+
+double DeadTimeBetweenSamples(double deadTime, double interval) {
+    const double leastSeen = std::ceil(deadTime / interval * (1.0 - 1e-9));
+    return std::clamp((leastSeen - 0.5) * interval, 0.0, deadTime);
+}
+
+std::vector<MixtureComponent> MixtureBeyond(const Mixture& mixture, double deadTime) {
+    std::vector<MixtureComponent> parts = mixture.components;
+    // The part of which the most is seen sets the scale: all of them may be too rare for a number.
+    double nearest = HUGE_VAL, seen = 0.0;
+    for (const MixtureComponent& part : parts)
+        if (part.proportion > 0.0) nearest = std::min(nearest, deadTime / part.mean);
+    for (MixtureComponent& part : parts)
+        if (part.proportion > 0.0) seen += part.proportion *= std::exp(nearest - deadTime / part.mean);
+    for (MixtureComponent& part : parts) part.proportion /= seen;
+    return parts;
+}
 
 double SojournLogLikelihood(const Mixture& mixture, std::span<const double> durations, double deadTime) {
     if (!IsUsable(mixture)) return -HUGE_VAL;
-    return LogLikelihoodOf(Beyond(mixture, deadTime), CountDurations(durations, deadTime));
+    return LogLikelihoodOf(MixtureBeyond(mixture, deadTime), CountDurations(durations, deadTime));
 }
 
 SojournReport ReportOnSojourns(const Mixture& mixture, std::span<const double> durations, double deadTime) {
@@ -114,10 +147,11 @@ Mixture StartOfSojourns(int components, std::span<const double> durations, doubl
     std::vector<double> beyond(durations.begin(), durations.end());
     for (double& duration : beyond) duration -= deadTime;
     Mixture start = StartFromQuantiles(MixtureFamily::exponential, components, beyond);
-    const double shortest = *std::ranges::max_element(beyond) / static_cast<double>(beyond.size());
+    const double shortest = std::max(*std::ranges::max_element(beyond) / static_cast<double>(beyond.size()),
+                                     LeastMean(CountDurations(durations, deadTime)));
     double all = 0.0;
     for (MixtureComponent& part : start.components) {
-        part.mean = part.sd = std::max(part.mean, shortest > 0.0 ? shortest : 1.0);
+        part.mean = part.sd = std::max(part.mean, shortest);
         all += part.proportion *= std::exp(std::min(deadTime / part.mean, 50.0));
     }
     for (MixtureComponent& part : start.components) part.proportion /= all;
@@ -129,12 +163,17 @@ SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, 
     SojournFit fit;
     fit.mixture = start;
     fit.logLikelihood = SojournLogLikelihood(start, durations, deadTime);
-    if (!std::isfinite(fit.logLikelihood)) return fit;
+    if (!IsUsable(start)) return fit;
     const std::vector<CountedDuration> counted = CountDurations(durations, deadTime);
-    const std::vector<double> from = PlaceOf(start);
+    const double leastMean = LeastMean(counted);
+    Mixture inside = start;
+    for (MixtureComponent& part : inside.components) part.mean = part.sd = std::max(part.mean, leastMean);
+    const bool isInside = std::ranges::all_of(
+        start.components, [&](const MixtureComponent& part) { return part.mean >= leastMean; });
+    const std::vector<double> from = PlaceOf(inside);
     PowellOptions options;
     options.steps.assign(from.size(), firstStep);
-    const double lowest = std::log(LeastMean(counted));
+    const double lowest = std::log(leastMean);
     const size_t means = start.components.size();
     // Asked at each place: a round of the search is long where the durations are many.
     bool isWanted = true;
@@ -143,23 +182,58 @@ SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, 
         isWanted = isWanted && IsWanted(poll, share);
         const bool isPlace =
             std::ranges::all_of(place.first(means), [&](double mean) { return mean >= lowest; });
-        return isWanted && isPlace ? -LogLikelihoodOf(Beyond(MixtureAt(place), deadTime), counted) : HUGE_VAL;
+        return isWanted && isPlace ? -LogLikelihoodOf(MixtureBeyond(MixtureAt(place), deadTime), counted)
+                                   : HUGE_VAL;
     };
     const PowellResult found = FindMinimum(function, from, options, [&](double done) {
         share = done;
         return isWanted;
     });
     fit.end = isWanted ? found.end : PowellResult::End::cancelled;
-    if (fit.end != PowellResult::End::converged || !(-found.value >= fit.logLikelihood)) return fit;
+    if (fit.end != PowellResult::End::converged || !std::isfinite(found.value)) return fit;
+    fit.isFitted = true;
+    // A start whose means are all in the range of the search may be the best there is.
+    if (isInside && !(-found.value >= fit.logLikelihood)) return fit;
     fit.mixture = MixtureAt(found.at);
     fit.logLikelihood = -found.value;
     std::ranges::stable_sort(fit.mixture.components, {}, &MixtureComponent::mean);
     return fit;
 }
 
+SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> durations, double deadTime,
+                             const Poll& poll) {
+    const std::vector<MixtureComponent>& parts = fewer.mixture.components;
+    std::vector<Mixture> starts{StartOfSojourns(static_cast<int>(parts.size()) + 1, durations, deadTime)};
+    for (size_t i = 0; i < parts.size(); ++i) starts.push_back(WithPartSplit(fewer.mixture, i, splitBy));
+    SojournFit best;
+    for (size_t i = 0; i < starts.size(); ++i) {
+        SojournFit fit = FitSojourns(starts[i], durations, deadTime, [&](double done) {
+            return IsWanted(poll, (static_cast<double>(i) + done) / static_cast<double>(starts.size()));
+        });
+        if (fit.end == PowellResult::End::cancelled) return fit;
+        const bool isBetter = fit.isFitted && (!best.isFitted || fit.logLikelihood > best.logLikelihood);
+        if (i == 0 || isBetter) best = std::move(fit);
+    }
+    if (!best.isFitted || !fewer.isFitted || best.logLikelihood >= fewer.logLikelihood) return best;
+    // Two equal parts are as good as the one: nothing better is known.
+    best.mixture = WithPartSplit(fewer.mixture, parts.size() - 1, 1.0);
+    best.logLikelihood = fewer.logLikelihood;
+    return best;
+}
+
+SojournFit FitSojournsFromData(int components, std::span<const double> durations, double deadTime,
+                               const Poll& poll) {
+    int step = 0;
+    const Poll part = [&](double done) { return IsWanted(poll, (step + done) / components); };
+    SojournFit fit = FitSojourns(StartOfSojourns(1, durations, deadTime), durations, deadTime, part);
+    while (++step < components && fit.end != PowellResult::End::cancelled)
+        fit = FitOneMoreSojourn(fit, durations, deadTime, part);
+    return fit;
+}
+
 LikelihoodRatio CompareSojourns(double logLikelihood, double logLikelihoodOfOneMore) {
-    const double statistic = std::max(0.0, 2.0 * (logLikelihoodOfOneMore - logLikelihood));
-    return {statistic, std::exp(-statistic / 2.0)};
+    const double statistic = 2.0 * (logLikelihoodOfOneMore - logLikelihood);
+    return {statistic, std::exp(-std::max(statistic, 0.0) / 2.0)};
 }
 
 }  // namespace kymora

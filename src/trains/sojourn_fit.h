@@ -10,6 +10,14 @@
 
 namespace kymora {
 
+// The dead time of durations that are whole samples: the least that is seen, k, stands for what lasts from
+// k - 1/2, so that a dead time is no later than that. One on a sample would leave the durations equal to it
+// no time at all, which a mean of nothing explains best. In the unit of both.
+double DeadTimeBetweenSamples(double deadTime, double interval);
+
+// The mixture of what lasts longer than the dead time, in the time beyond it: again one of exponentials.
+std::vector<MixtureComponent> MixtureBeyond(const Mixture& mixture, double deadTime);
+
 // Sum of ln f(t) of all durations, which are above or at the dead time: those that are shorter are not seen,
 // and the density is that of the rest. Minus infinity for a mixture that has a fault or is none of
 // exponentials. Durations and dead time have one unit.
@@ -32,11 +40,20 @@ struct SojournFit {
     PowellResult::End end = PowellResult::End::converged;
     Mixture mixture;             // by ascending mean; the start where the search did not end
     double logLikelihood = 0.0;  // of it
+    bool isFitted = false;       // the mixture is what a search has found
 };
 // Searches the largest likelihood from the start over the logarithms of the means and of the ratios of the
-// proportions to the last one, so that every place of the search is a mixture.
+// proportions to the last one, so that every place of the search is a mixture. No mean is below a tenth of
+// the step in which durations are told apart; those of the start that are begin there.
 SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, double deadTime = 0.0,
                        const Poll& poll = {});
+// The best of the searches from the durations' groups and from a fit with one of its parts split. It is never
+// less likely than that fit.
+SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> durations,
+                             double deadTime = 0.0, const Poll& poll = {});
+// From one exponential up, each time by one more.
+SojournFit FitSojournsFromData(int components, std::span<const double> durations, double deadTime = 0.0,
+                               const Poll& poll = {});
 
 // Whether one more exponential is worth it: twice the gain of log-likelihood, and the share of a chi-squared
 // distribution with two degrees of freedom above it. It is a guide: the smaller model lies on the border of

@@ -110,6 +110,59 @@ TEST(SojournFit, KnowsThatShortSojournsAreNotSeen) {
     EXPECT_GT(FitSojourns(StartOfSojourns(2, values), values).mixture.components[0].mean, 7.0);
 }
 
+// A dead time on a sample, at which many durations lie, tells what one between the samples does.
+TEST(SojournFit, FindsNoExponentialInADeadTimeOnASample) {
+    EXPECT_DOUBLE_EQ(DeadTimeBetweenSamples(0.3, 0.1), 0.25);
+    EXPECT_DOUBLE_EQ(DeadTimeBetweenSamples(0.22, 0.1), 0.22);
+    EXPECT_DOUBLE_EQ(DeadTimeBetweenSamples(0.28, 0.1), 0.25);
+    EXPECT_DOUBLE_EQ(DeadTimeBetweenSamples(0.0, 0.1), 0.0);
+    std::mt19937 random(13);
+    const Mixture truth{MixtureFamily::exponential, {{0.5, 0.4, 0.4}, {0.5, 20.0, 20.0}}};
+    const double deadTime = DeadTimeBetweenSamples(0.1, 0.1);
+    std::vector<double> values;
+    for (const double value : Draws(random, truth, 4000))
+        if (std::lround(value * 10.0) >= 1) values.push_back(std::lround(value * 10.0) * 0.1);
+    const Mixture found = FitSojournsFromData(2, values, deadTime).mixture;
+    EXPECT_NEAR(found.components[0].mean, 0.4, 0.04);
+    EXPECT_NEAR(found.components[1].mean, 20.0, 1.5);
+    EXPECT_NEAR(found.components[0].proportion, 0.5, 0.05);
+}
+
+// Densities that are too small for a number, and a dead time beyond which so short a mean leaves nothing.
+TEST(SojournFit, StartsFarFromTheDurations) {
+    const std::vector<double> values{100, 220, 340, 560, 980, 1500};
+    const Mixture tiny{MixtureFamily::exponential, {{1.0, 0.1, 0.1}}};
+    // Sum of -ln 0.1 - t / 0.1, and of (t - 90) / 0.1 beyond the dead time; all t are 3700.
+    EXPECT_NEAR(SojournLogLikelihood(tiny, values), 6.0 * std::log(10.0) - 37000.0, 1e-6);
+    EXPECT_NEAR(SojournLogLikelihood(tiny, values, 90.0), 6.0 * std::log(10.0) - 31600.0, 1e-6);
+    for (const double mean : {1e-200, 0.1, 1e9}) {
+        const SojournFit fit = FitSojourns({MixtureFamily::exponential, {{1.0, mean, mean}}}, values);
+        EXPECT_TRUE(fit.isFitted) << mean;
+        EXPECT_NEAR(fit.mixture.components[0].mean, 3700.0 / 6.0, 1.0) << mean;
+    }
+    EXPECT_FALSE(FitSojourns({MixtureFamily::exponential, {{1.0, -1.0, 1.0}}}, values).isFitted);
+}
+
+TEST(SojournFit, IsNeverLessLikelyWithOneMore) {
+    std::mt19937 random(14);
+    const Mixture truth{MixtureFamily::exponential, {{0.3, 0.5, 0.5}, {0.4, 9.0, 9.0}, {0.3, 80.0, 80.0}}};
+    for (const int count : {25, 60, 300})
+        for (const double deadTime : {0.0, 0.3, 5.0}) {
+            std::vector<double> values;
+            for (const double value : Draws(random, truth, count))
+                if (value > deadTime) values.push_back(value);
+            double before = -HUGE_VAL;
+            for (int components = 1; components <= 4; ++components) {
+                const SojournFit fit = FitSojournsFromData(components, values, deadTime);
+                EXPECT_TRUE(fit.isFitted);
+                EXPECT_GE(fit.logLikelihood, before) << count << ' ' << deadTime << ' ' << components;
+                // The mixture is the one that is told of.
+                EXPECT_NEAR(SojournLogLikelihood(fit.mixture, values, deadTime), fit.logLikelihood, 1e-6);
+                before = fit.logLikelihood;
+            }
+        }
+}
+
 TEST(SojournFit, EndsWhateverTheDurations) {
     const std::vector<double> equal(30, 2.5), atDeadTime{1, 1, 1, 1, 1, 1, 1, 5, 9, 12, 30};
     for (int components = 1; components <= 4; ++components) {
