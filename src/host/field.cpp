@@ -218,7 +218,8 @@ std::string Field::Parse(std::string_view from) {
         if (Fault().empty()) return {};
         return fmt::format("\"{}\" takes a trace number from 1 to {}.", label, maxTraces);
     case FieldKind::channel:
-        if (!ParseList(from).empty() || numbers.size() != 1)
+        // One alone: a list of one may have a hyphen before or behind it.
+        if (from.find_first_of("-:, \t") != from.npos || !ParseList(from).empty() || numbers.size() != 1)
             return fmt::format("\"{}\" takes a channel: a letter, or a number from 0 to {}.", label,
                                maxEventChannels - 1);
         number = numbers[0];

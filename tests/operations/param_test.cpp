@@ -118,6 +118,8 @@ TEST_F(ParamTest, FaultsOfEveryKindChangeNothing) {
         {"trace", "1.5", "\"Trace\" takes a trace number from 1 to 128."},
         {"channel", "999", "\"Channel\" takes a channel: a letter, or a number from 0 to 998."},
         {"channel", "a-b", "\"Channel\" takes a channel: a letter, or a number from 0 to 998."},
+        {"channel", "-1", "\"Channel\" takes a channel: a letter, or a number from 0 to 998."},
+        {"channel", "5-", "\"Channel\" takes a channel: a letter, or a number from 0 to 998."},
         {"channel", "", "\"Channel\" takes a channel: a letter, or a number from 0 to 998."},
         {"channels", "b;c",
          "The list should only contain letters or numbers, spaces or hyphens; e.g. \"a-c 5 30-40\"."},
