@@ -27,6 +27,12 @@ constexpr const char* notCoefficientText =
     "Counts are not divided by the number of stimuli: the normalized matrix is no correlation coefficient. "
     "Normalise by stimulus count to make it one.";
 
+// Whole counts with all their digits, and 0 without a sign.
+std::string Figures(double value) {
+    const bool isWhole = value == std::trunc(value) && std::abs(value) < 1e15;
+    return isWhole ? fmt::format("{:.0f}", value + 0.0) : fmt::format("{:.9g}", value);
+}
+
 // Where target - reference is `lag`, from one border of the matrix to the other, all in ms.
 GraphLayer LineAlong(double lag, double start, double end, uint32_t colour) {
     GraphLayer line{LayerKind::curve, "", colour};
@@ -57,14 +63,18 @@ void CJPSTH::Serialize(CArchive& archive) {
 int64_t CJPSTH::BinSamples() const { return std::max<int64_t>(1, InSamples(m_fBinWidth)); }
 
 int CJPSTH::PreBins() const {
-    return static_cast<int>(std::lround(std::min(m_fPreStimulusTime / BinWidth(), double{mostJointBins})));
+    // What was asked for, which another width may suit better than the one that it was adjusted to.
+    const float asked = m_fPreStimulusTime == m_fAdjustedTime ? m_fAskedTime : m_fPreStimulusTime;
+    return static_cast<int>(std::lround(std::min(asked / BinWidth(), double{mostJointBins} + 1.0)));
 }
 
 // To whole samples and whole bins.
 void CJPSTH::Adjust() {
     if (!Document() || !NarrowFault().empty()) return;
     m_fBinWidth = static_cast<float>(BinWidth());
-    m_fPreStimulusTime = static_cast<float>(PreBins() * BinWidth());
+    const auto adjusted = static_cast<float>(PreBins() * BinWidth());
+    if (m_fPreStimulusTime != m_fAdjustedTime) m_fAskedTime = m_fPreStimulusTime;
+    m_fPreStimulusTime = m_fAdjustedTime = adjusted;
 }
 
 std::string CJPSTH::NarrowFault() const {
@@ -174,6 +184,7 @@ struct CJPSTH::Job : OperationJob {
 std::unique_ptr<OperationJob> CJPSTH::MakeJob() {
     const std::vector<TrainStretch> region = TakeStretches();
     if (region.empty()) return nullptr;
+    Adjust();  // settings may come from another recording
     const CDataDoc& doc = *Document();
     auto job = std::make_unique<Job>();
     job->stimuli = PositionsWithin(OnsetsOf(doc, m_nChannel1), region);
@@ -184,7 +195,7 @@ std::unique_ptr<OperationJob> CJPSTH::MakeJob() {
                  static_cast<JointPredictor>(m_nPredictor)};
     Found& found = job->found;
     found.binWidth = BinWidth();
-    found.preStimulus = PreBins() * BinWidth();
+    found.preBins = PreBins();
     found.stimulus = NameByMode(doc, m_nChannel1);
     found.target = NameByMode(doc, m_nChannel2);
     found.reference = NameByMode(doc, m_nChannel3);
@@ -306,7 +317,7 @@ void CJPSTH::WriteResult(const TextSink& sink) {
     std::string text =
         fmt::format("Stimuli:\t{}\r\nBins:\t{} of {:g} ms\r\nPre-stimulus:\t{:g} ms\r\n"
                     "Post-stimulus:\t{:g} ms\r\n",
-                    found.joint.stimuli, found.joint.bins, found.binWidth, found.preStimulus, found.End());
+                    found.joint.stimuli, found.joint.bins, found.binWidth, found.PreStimulus(), found.End());
     if (Form() == JointForm::normalized && !m_bNormaliseByStimulus)
         text += std::string(notCoefficientText) + "\r\n";
     const std::vector<double> coincidence = Coincidence(),
@@ -315,14 +326,14 @@ void CJPSTH::WriteResult(const TextSink& sink) {
                         jointFormNames[m_nShow]);
     for (int bin = 0; bin < found.joint.bins; ++bin) {
         const auto i = static_cast<size_t>(bin);
-        text += fmt::format("{:g}\t{:g}\t{:g}\t{:g}\r\n", found.TimeOf(bin), found.joint.target[i],
-                            found.joint.reference[i], coincidence[i]);
+        text += fmt::format("{}\t{}\t{}\t{}\r\n", Figures(found.TimeOf(bin)), Figures(found.joint.target[i]),
+                            Figures(found.joint.reference[i]), Figures(coincidence[i]));
     }
     text += "\r\nTarget - reference (ms)\tCorrelogram\r\n";
     const int farthest = FarthestDiagonal(found.joint.bins);
     for (size_t i = 0; i < correlogram.size(); ++i)
-        text +=
-            fmt::format("{:g}\t{:g}\r\n", (static_cast<int>(i) - farthest) * found.binWidth, correlogram[i]);
+        text += fmt::format("{}\t{}\r\n", Figures((static_cast<int>(i) - farthest) * found.binWidth),
+                            Figures(correlogram[i]));
     sink(text);
 }
 
@@ -332,7 +343,7 @@ std::vector<Result> CJPSTH::Results() {
     Result bins{"histograms",
                 {{"stimuli", found.joint.stimuli},
                  {"bin width", found.binWidth},
-                 {"pre-stimulus time", found.preStimulus},
+                 {"pre-stimulus time", found.PreStimulus()},
                  {"post-stimulus time", found.End()},
                  {"shown", std::string(jointFormNames[m_nShow])}},
                 {{"time", "ms"}, {"target", {}}, {"reference", {}}, {"coincidence", {}}},

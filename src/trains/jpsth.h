@@ -45,11 +45,13 @@ class CJPSTH : public CTrainsBase {
     // What the last run has found, and its bins in ms.
     struct Found {
         JointPsth joint;
-        double binWidth = 0.0, preStimulus = 0.0;
+        double binWidth = 0.0;
+        int preBins = 0;
         double shortestInterval = 0.0;  // between stimuli; 0 for none
         std::string stimulus, target, reference;
 
-        double TimeOf(int bin) const { return bin * binWidth - preStimulus; }
+        double TimeOf(int bin) const { return (bin - preBins) * binWidth; }
+        double PreStimulus() const { return preBins * binWidth; }
         double End() const { return TimeOf(joint.bins); }
     };
     JointForm Form() const { return static_cast<JointForm>(m_nShow); }
@@ -65,6 +67,8 @@ class CJPSTH : public CTrainsBase {
     GraphPane CorrelogramPane() const;
     std::vector<double> Coincidence() const;
 
+    // The pre-stimulus time as it was asked for, and what has become of it.
+    float m_fAskedTime = 0.0f, m_fAdjustedTime = 0.0f;
     std::optional<Found> m_found;
 };
 

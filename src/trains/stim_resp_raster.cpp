@@ -304,7 +304,11 @@ bool CStimRespRaster::Mark(UndoScope& undo) {
         Refuse(lockedChannelText);
         return false;
     }
-    const size_t marked = selected.stimuli.size() + selected.responses.size();
+    std::vector<int32_t> both = selected.stimuli;
+    both.insert(both.end(), selected.responses.begin(), selected.responses.end());
+    // An event may be a response to one stimulus and be a stimulus itself.
+    if (stimulus == response) SortEachOnce(both);
+    const size_t marked = both.size();
     std::string report;
     GetParamText(report);
     for (const auto& [isDone, text] : {std::pair(m_bTag, taggedText), std::pair(m_bColour, colouredText)}) {

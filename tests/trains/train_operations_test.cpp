@@ -77,6 +77,16 @@ TEST_F(TrainOperationsTest, AJointHistogramTellsItsFormsItsVectorsAndItsWindow) 
         {{"binNumber", "4"}, {"binWidth", "4.04"}, {"preStimulusTime", "5"}, {"smoothHalfWindow", "0"}});
     EXPECT_EQ(block->m_fBinWidth, 4.0f);
     EXPECT_EQ(block->m_fPreStimulusTime, 4.0f);
+    // Another width asks again for what was typed, so that the order of both is of no account.
+    auto turned = Make<CJPSTH>({{"preStimulusTime", "5"}, {"binWidth", "2.5"}, {"binNumber", "4"}});
+    EXPECT_EQ(turned->m_fPreStimulusTime, 5.0f);
+    // What does not come through the parameters is adjusted by the run.
+    auto stored = Make<CJPSTH>({{"stimulusChannel", "e"}});
+    stored->m_fBinWidth = 4.04f;
+    stored->m_fPreStimulusTime = 5.0f;
+    ASSERT_TRUE(stored->Run()) << host.LastMessage();
+    EXPECT_EQ(stored->m_fBinWidth, 4.0f);
+    EXPECT_EQ(stored->m_fPreStimulusTime, 4.0f);
     ASSERT_TRUE(block->Run()) << host.LastMessage();
     EXPECT_TRUE(
         TextOf(*block).starts_with("Stimuli:\t2\r\nBins:\t4 of 4 ms\r\nPre-stimulus:\t4 ms\r\nPost-stimulus:"
@@ -145,6 +155,15 @@ TEST_F(TrainOperationsTest, JointHistogramsTakeWhateverComes) {
     EXPECT_TRUE(TextOf(*overlapping).starts_with("Stimuli:\t1\r\n"));
     auto block = Make<CJPSTH>();
     EXPECT_NE(block->Params().Find("binNumber")->Parse("1"), "");
+    // A whole count keeps its digits: 1,100 stimuli at one place with 1,000 spikes each.
+    Channel(0).Clear();
+    Channel(1).Clear();
+    for (int i = 0; i < 1100; ++i) Channel(0).AddEvent(5000, 5001);
+    for (int i = 0; i < 1000; ++i) Channel(1).AddEvent(5001, 5002);
+    auto many = Make<CJPSTH>(with({{"show", "corrected"}}));
+    ASSERT_TRUE(many->Run());
+    EXPECT_NE(TextOf(*many).find("\r\n0\t1100000\t1100000\t0\r\n"), std::string::npos) << TextOf(*many);
+    EXPECT_EQ(TextOf(*many).find("-0\t"), std::string::npos);
 }
 
 TEST_F(TrainOperationsTest, CorrelationsOfAListAreATable) {
@@ -280,6 +299,17 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     EXPECT_EQ(Channel(0).Events(), stimuli);
     EXPECT_EQ(Channel(1).Events(), responses);
     EXPECT_FALSE(doc->Undo().CanUndo());
+
+    // All three are stimuli and responses.
+    auto same = Make<CStimRespRaster>({{"responseChannel", "a"},
+                                       {"latencyStart", "0"},
+                                       {"latencyEnd", "301"},
+                                       {"selectEnd", "301"},
+                                       {"lastStimulus", "3"},
+                                       {"tag", "1"}});
+    ASSERT_TRUE(same->Run()) << host.LastMessage();
+    EXPECT_NE(doc->historyLog.find("raster: 3 selected events tagged"), std::string::npos);
+    ASSERT_TRUE(doc->Undo().Undo());
 
     Set(*block, {{"lastStimulus", "0"}});
     EXPECT_FALSE(block->Run());
