@@ -32,7 +32,9 @@ double HeightOf(int32_t display, double count) {
 }
 
 std::string StatisticText(double value) {
-    return std::isfinite(value) ? fmt::format("{:.6f}", value) : "none";
+    constexpr double mostInFull = 1e15;
+    if (!std::isfinite(value)) return "none";
+    return std::abs(value) < mostInFull ? fmt::format("{:.6f}", value) : fmt::format("{:.6g}", value);
 }
 
 // From 0 to the largest, or from the logarithm of the smallest; the largest is in the last bin.
