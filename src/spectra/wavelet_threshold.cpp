@@ -24,8 +24,15 @@ void ForEach(std::span<Value> values, const Between& between, Work work) {
     }
 }
 
+size_t CountNumbers(std::span<const float> values, const Between& between) {
+    size_t count = 0;
+    ForEach(values, between, [&](float value) { count += std::isnan(value) ? 0 : 1; });
+    return count;
+}
+
 // The value with this index among the absolute values in ascending order. Their bits ascend as they do, so
-// that two counts, of the upper and of the lower halves, find it without a copy.
+// that two counts, of the upper and of the lower halves, find it without a copy. Those of a not-a-number are
+// above all others, so that none is reached by an index below CountNumbers.
 double AbsoluteAt(std::span<const float> values, size_t index, const Between& between) {
     constexpr uint32_t noSign = 0x7FFFFFFF;
     constexpr int halfBits = 16;
@@ -58,15 +65,16 @@ double Thresholded(double value, double lambda, ThresholdMethod method) {
 }
 
 double AbsoluteQuantile(std::span<const float> values, int percent, const Between& between) {
-    const size_t rank = (static_cast<size_t>(percent) * values.size() + 99) / 100;
+    const size_t rank = (static_cast<size_t>(percent) * CountNumbers(values, between) + 99) / 100;
     return rank == 0 ? 0.0 : AbsoluteAt(values, rank - 1, between);
 }
 
 double AbsoluteMedian(std::span<const float> values, const Between& between) {
-    if (values.empty()) return 0.0;
-    const size_t half = values.size() / 2;
+    const size_t count = CountNumbers(values, between);
+    if (count == 0) return 0.0;
+    const size_t half = count / 2;
     const double upper = AbsoluteAt(values, half, between);
-    return values.size() % 2 == 1 ? upper : (AbsoluteAt(values, half - 1, between) + upper) / 2.0;
+    return count % 2 == 1 ? upper : (AbsoluteAt(values, half - 1, between) + upper) / 2.0;
 }
 
 ThresholdOutcome ThresholdDetails(const CWaveletTransform& transform, std::span<float> coefficients,

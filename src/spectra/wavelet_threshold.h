@@ -32,16 +32,17 @@ struct ThresholdOutcome {
 double Thresholded(double value, double lambda, ThresholdMethod method);
 
 // The smallest of the absolute values that `percent` of them do not exceed: that with the index
-// ceil(percent x count / 100) - 1 in ascending order; 0 where that is below 0.
+// ceil(percent x count / 100) - 1 in ascending order; 0 where that is below 0. A not-a-number is none of
+// them.
 double AbsoluteQuantile(std::span<const float> values, int percent,
                         const CWaveletTransform::Between& between = {});
-// Of the absolute values; of an even number the mean of both in the middle. 0 of none.
+// Of the absolute values that are numbers; of an even count the mean of both in the middle. 0 of none.
 double AbsoluteMedian(std::span<const float> values, const CWaveletTransform::Between& between = {});
 
-// Thresholds all details of a run's coefficients by one lambda; the smooth values stay. The universal
-// threshold is noise x sqrt(2 ln `samples`), where the estimate of the noise is the median of the absolute
-// details of level 1 / 0.6745. `between` is that of the transform. `samples` is the length of the run before
-// it was extended.
+// Thresholds all details of a run's coefficients by one lambda; the smooth values and not-a-numbers stay. The
+// universal threshold is noise x sqrt(2 ln `samples`), where the estimate of the noise is the median of the
+// absolute details of level 1 / 0.6745. `between` is that of the transform. `samples` is the length of the
+// run before it was extended.
 ThresholdOutcome ThresholdDetails(const CWaveletTransform& transform, std::span<float> coefficients,
                                   size_t samples, const ThresholdSettings& settings,
                                   const CWaveletTransform::Between& between = {});

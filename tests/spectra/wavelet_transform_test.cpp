@@ -130,6 +130,15 @@ TEST(WaveletThreshold, QuantilesAndMedians) {
     EXPECT_EQ(AbsoluteMedian(std::span(values).first(4)), 2.5);
     EXPECT_EQ(AbsoluteQuantile({}, 50), 0.0);
     EXPECT_EQ(AbsoluteMedian({}), 0.0);
+    // Not-a-numbers of both signs count for nothing, infinities as the greatest.
+    std::vector<float> spoilt = {NAN, 3, -1, -NAN, 2, NAN, 5, NAN};
+    EXPECT_EQ(AbsoluteMedian(spoilt), 2.5);
+    for (const auto& [percent, expected] : {std::pair(25, 1.0), {26, 2.0}, {75, 3.0}, {100, 5.0}})
+        EXPECT_EQ(AbsoluteQuantile(spoilt, percent), expected) << percent;
+    spoilt[1] = -INFINITY;
+    EXPECT_EQ(AbsoluteQuantile(spoilt, 100), INFINITY);
+    EXPECT_EQ(AbsoluteMedian(std::vector<float>{NAN, NAN}), 0.0);
+    EXPECT_EQ(AbsoluteQuantile(std::vector<float>{NAN, NAN}, 100), 0.0);
 }
 
 TEST(WaveletThreshold, AllLevelsTogether) {
