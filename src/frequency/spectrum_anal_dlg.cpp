@@ -14,7 +14,7 @@ namespace kymora {
 
 namespace {
 
-constexpr uint32_t spectrumVersion = 1;
+constexpr uint32_t spectrumVersion = 2;     // 1: without open wishes
 constexpr double progressFrom = 100'000.0;  // ms of data; less shows no progress
 constexpr int64_t segmentsBetweenPolls = 100;
 constexpr int64_t samplesBetweenPolls = 1 << 21;  // of segments so long that fewer are to be waited for
@@ -60,10 +60,12 @@ void SpectrumJob::Compute(SampleReader& samples, JobContext& context) {
     if (found.averages == 0) throw JobRefused(allBrokenText);
     found.independent =
         IndependentSegments(estimator.Window(), static_cast<size_t>(grid.step), found.averages);
+    found.periodograms = found.averages * static_cast<int64_t>(estimator.Tapers());
     // Tapers of one segment tell as much as segments beside each other.
     if (estimator.Tapers() > 1)
-        found.independent = static_cast<double>(found.averages) * static_cast<double>(estimator.Tapers()) *
-                            static_cast<double>(grid.step) / static_cast<double>(grid.length);
+        found.independent =
+            static_cast<double>(estimator.Tapers()) *
+            (1.0 + static_cast<double>((found.averages - 1) * grid.step) / static_cast<double>(grid.length));
     found.values = estimator.Result();
     if (!found.IsPower()) found.phase = estimator.Phase();
     if (found.IsCoherence()) found.gain = estimator.Gain();
@@ -82,8 +84,10 @@ std::string UnitOf(const CDataDoc& doc, int trace) {
 }  // namespace
 
 std::pair<double, double> TraceSpectrum::BandOf(size_t bin) const {
-    if (IsCoherence()) return CoherenceBand(values[bin], independent);
-    const auto [lower, upper] = PowerBand(independent);
+    const bool isReal = bin == 0 || bin == settings.bins;
+    const double worth = isReal ? independent / 2.0 : independent;
+    if (IsCoherence()) return CoherenceBand(values[bin], worth);
+    const auto [lower, upper] = PowerBand(worth);
     return {lower * values[bin], upper * values[bin]};
 }
 
@@ -91,7 +95,7 @@ std::pair<double, double> TraceSpectrum::BandOf(size_t bin) const {
 
 void CSpectrumAnalDlg::Serialize(CArchive& archive) {
     CEventWndBaseDlg::Serialize(archive);
-    ExchangeVersion(archive, spectrumVersion, ClassName());
+    const uint32_t version = ExchangeVersion(archive, spectrumVersion, ClassName());
     for (int32_t* number : {&m_nTraceB, &m_nMode, &m_nLog2Bins, &m_nWindow, &m_nOverlapShift,
                             &m_nTargetAverages, &m_nDensity, &m_nTrend, &m_nP05})
         Exchange(archive, *number);
@@ -99,13 +103,16 @@ void CSpectrumAnalDlg::Serialize(CArchive& archive) {
         Exchange(archive, *flag);
     Exchange(archive, m_dBandLow);
     Exchange(archive, m_dBandHigh);
-    if (!archive.IsStoring()) m_nAveragesBefore = m_nTargetAverages;
+    if (!archive.IsStoring()) m_isWishOpen = false;
+    if (version >= 2) Exchange(archive, m_isWishOpen);
 }
 
 void CSpectrumAnalDlg::CheckChangeDoc(CDataDoc* doc) {
     if (doc != Document()) m_found = {};
     CEventWndBaseDlg::CheckChangeDoc(doc);
-    if (!doc || !IsAttended()) return;
+    if (!doc) return;
+    // What is set behind them counts on settings as they are taken; in a window the view is to come.
+    if (!IsAttended()) return TakeUpWish();
     for (int32_t* trace : {&m_nTrace, &m_nTraceB})
         *trace = std::clamp(*trace, 0, std::max(0, doc->traceCount - 1));
 }
@@ -167,7 +174,7 @@ void CSpectrumAnalDlg::DescribeSegments(ParamList& list) {
         .Spin()
         .Linked({"region", "regionStart", "regionEnd"})
         .OnChange([this] { WishAverages(); })
-        .PutBackIf([this] { return WishFault(); })
+        .PutBackIf([this] { return DropUnmetWish(); })
         .Tip("Sets the region so that so many segments fit, from its start");
 }
 
@@ -236,26 +243,29 @@ void CSpectrumAnalDlg::DescribeSaving(ParamList& list) {
         .Tip("Saves the values of all bins as a text file");
 }
 
-// The region begins where it begins now; a wish that cannot be met changes nothing, and is put back.
 void CSpectrumAnalDlg::WishAverages() {
-    const bool isPutBack = std::exchange(m_isWishUnmet, false) && m_nTargetAverages == m_nAveragesBefore;
+    m_isWishOpen = true;
+    TakeUpWish();
+}
+
+// The region begins where it begins now; a wish that cannot be met changes nothing.
+void CSpectrumAnalDlg::TakeUpWish() {
     const CDataDoc* doc = Document();
-    if (!doc) m_nAveragesBefore = m_nTargetAverages;
-    if (!doc || isPutBack) return;
+    if (!doc || !m_isWishOpen) return;
     const int64_t length = int64_t{2} << m_nLog2Bins, step = length >> m_nOverlapShift;
     const int64_t samples = m_nTargetAverages * step + length - step;
     const SampleSpan now =
         RegionSpans(*doc, View(), {m_nRegionMode, m_dRegionStart, m_dRegionEnd, 0}).front();
-    m_isWishUnmet = samples > doc->GetLength() - now.first;
-    if (m_isWishUnmet) return;
-    m_nAveragesBefore = m_nTargetAverages;
+    if (samples > doc->GetLength() - now.first) return;
+    m_isWishOpen = false;
     m_nRegionMode = regionUserSet;
     m_dRegionStart = doc->TimeOf(now.first);
     m_dRegionEnd = doc->TimeOf(now.first + samples);
 }
 
-std::string CSpectrumAnalDlg::WishFault() const {
-    return m_isWishUnmet && m_nTargetAverages != m_nAveragesBefore ? tooLittleForAveragesText : std::string();
+// Why the value before takes its place again, which is then no wish.
+std::string CSpectrumAnalDlg::DropUnmetWish() {
+    return Document() && std::exchange(m_isWishOpen, false) ? tooLittleForAveragesText : std::string();
 }
 
 std::string CSpectrumAnalDlg::CheckSettings() {
@@ -263,7 +273,8 @@ std::string CSpectrumAnalDlg::CheckSettings() {
     if (m_bBand && IsMode(SpectrumMode::spectrum) && !(m_dBandLow < m_dBandHigh)) return bandOrderText;
     const CDataDoc* doc = Document();
     if (!doc) return {};
-    if (std::string fault = WishFault(); !fault.empty()) return fault;
+    TakeUpWish();
+    if (m_isWishOpen) return tooLittleForAveragesText;
     const bool hasTraceB = IsMode(SpectrumMode::spectrum) || m_nTraceB < doc->traceCount;
     return m_nTrace < doc->traceCount && hasTraceB ? std::string() : noSuchTraceText;
 }
@@ -379,7 +390,7 @@ std::vector<Result> CSpectrumAnalDlg::Results() {
     }
     if (!found.phase.empty()) result.columns.push_back({"phase", "rad"});
     if (!found.gain.empty()) result.columns.push_back({"gain", ""});
-    const bool hasBand = m_bConfidence && found.settings.mode != SpectrumMode::crossSpectrum;
+    const bool hasBand = m_bConfidence && found.HasBand();
     if (hasBand) {
         result.columns.push_back({"lower", found.unit});
         result.columns.push_back({"upper", found.unit});
@@ -418,7 +429,7 @@ GraphPane CSpectrumAnalDlg::SpectrumPane() const {
     GraphLayer curve{LayerKind::curve, "", GraphColour(0)};
     GraphLayer band{LayerKind::area, "95 %", GraphColour(0)};
     band.isPale = true;
-    const bool hasBand = m_bConfidence && found.settings.mode != SpectrumMode::crossSpectrum;
+    const bool hasBand = m_bConfidence && found.HasBand();
     for (size_t i = m_bLogX ? 1 : 0; i < found.values.size(); ++i) {
         curve.x.push_back(found.FrequencyOf(i));
         curve.y.push_back(shown(found.values[i]));

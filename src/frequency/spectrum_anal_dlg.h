@@ -27,6 +27,7 @@ struct TraceSpectrum {
     double interval = 1.0;     // ms
     int64_t averages = 0;      // segments that count
     int64_t broken = 0;        // segments with a gap or a boundary, which do not
+    int64_t periodograms = 0;  // of the segments that count: one of each, or as many as there are tapers
     double independent = 0.0;  // segments' worth, beside their overlap
     std::vector<double> values, phase, gain;
 
@@ -40,7 +41,8 @@ struct TraceSpectrum {
     float Resolution() const {
         return static_cast<float>(1000.0 / interval / (2.0 * static_cast<double>(settings.bins)));
     }
-    // The 95 % band of a bin; of powers and coherences.
+    // The 95 % band of a bin; of powers, and of coherences of more than one periodogram.
+    bool HasBand() const { return IsPower() || (IsCoherence() && periodograms > 1); }
     std::pair<double, double> BandOf(size_t bin) const;
 };
 
@@ -67,7 +69,7 @@ class CSpectrumAnalDlg : public CEventWndBaseDlg {
     int32_t m_nLog2Bins = 6;
     int32_t m_nWindow = 1;
     int32_t m_nOverlapShift = 1;
-    int32_t m_nTargetAverages = 4;  // a wish, which sets the region
+    int32_t m_nTargetAverages = 4;  // a wish, which sets the region once there is a recording
     int32_t m_nDensity = 0;         // 0 power, 1 density
     int32_t m_nTrend = 0;           // SegmentTrend
     bool m_bLogX = false, m_bLogY = false;
@@ -101,7 +103,8 @@ class CSpectrumAnalDlg : public CEventWndBaseDlg {
     void DescribeFound(ParamList& list);
     void DescribeSaving(ParamList& list);
     void WishAverages();
-    std::string WishFault() const;
+    void TakeUpWish();
+    std::string DropUnmetWish();
     Band BandFound() const;
     std::optional<double> Critical() const;
     GraphPane SpectrumPane() const;
@@ -110,8 +113,7 @@ class CSpectrumAnalDlg : public CEventWndBaseDlg {
     std::string SettingsText() const;
 
     TraceSpectrum m_found;
-    int32_t m_nAveragesBefore = 4;  // the last wish that could be met
-    bool m_isWishUnmet = false;
+    bool m_isWishOpen = false;  // it was set, and the region is not yet as it wants it
 };
 
 }  // namespace kymora

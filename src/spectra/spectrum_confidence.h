@@ -14,7 +14,7 @@ namespace kymora {
 double IndependentSegments(std::span<const double> window, size_t step, int64_t segments);
 
 // What a power is multiplied by for the lower and upper end of its 95 % band, by the chi-squared distribution
-// with 2 `segments` degrees of freedom.
+// with 2 `segments` degrees of freedom. The bins 0 and N have one real value a segment, and so half of them.
 std::pair<double, double> PowerBand(double segments);
 
 // The 95 % band of a coherence (the squared magnitude, 0 to 1) by Fisher's z of its root with the variance

@@ -140,9 +140,73 @@ TEST_F(SpectrumTest, WishedAverages) {
     Set("targetAverages", "100");
     EXPECT_EQ(Refusal(), "Not enough data for spectral analysis. Cancelling timebase expansion.");
     EXPECT_EQ(dialog.m_dRegionEnd, 4000.0);
-    Set("targetAverages", "8");  // a window puts it back
+    // A window asks why, and puts the value back.
+    ParamList params = dialog.Params();
+    Field& wish = *params.Find("targetAverages");
+    EXPECT_EQ(wish.putBack(), "Not enough data for spectral analysis. Cancelling timebase expansion.");
+    wish.number = 8;
+    wish.store(wish);
+    EXPECT_EQ(wish.putBack(), "");
     EXPECT_EQ(dialog.m_dRegionEnd, 4000.0);
     EXPECT_TRUE(dialog.Run());
+    Set("targetAverages", "8");
+    EXPECT_EQ(dialog.m_dRegionEnd, 576.0) << "the value is the same, and yet it acts";
+    // So does the one that it has at first.
+    CSpectrumAnalDlg fresh;
+    fresh.CheckChangeDoc(doc.get());
+    EXPECT_EQ(fresh.Params().Find("log2Bins")->SetFromText("12"), "");
+    EXPECT_EQ(fresh.Params().Find("targetAverages")->SetFromText("4"), "");
+    EXPECT_EQ(fresh.Validate(), "Not enough data for spectral analysis. Cancelling timebase expansion.");
+}
+
+TEST_F(SpectrumTest, WishedAveragesWaitForTheRecording) {
+    dialog.CheckChangeDoc(nullptr);
+    Set("log2Bins", "7");
+    Set("targetAverages", "8");
+    const std::vector<std::byte> settings = dialog.Settings();
+    OpenNoise(10'000);
+    const auto run = [&](bool isAttended) {
+        CSpectrumAnalDlg loaded;
+        RunMessages messages;
+        if (!isAttended) loaded.SendMessagesTo(&messages);
+        loaded.TakeSettings(settings);
+        loaded.CheckChangeDoc(doc.get());
+        const bool isDone = loaded.Run();
+        EXPECT_EQ(isDone, loaded.m_nRegionMode == regionUserSet);
+        return isDone ? std::get<int64_t>(loaded.Results().at(0).values.at(0).second) : 0;
+    };
+    EXPECT_EQ(run(false), 8);
+    EXPECT_EQ(run(true), 8);
+    OpenNoise(1000);
+    EXPECT_EQ(run(false), 0) << "8 averages take 1152 samples";
+}
+
+// One real value a segment at bins 0 and N: chi-squared with K degrees of freedom, and 2K at the others.
+TEST_F(SpectrumTest, BandsOfConfidence) {
+    OpenNoise(128 * 10);
+    Set("overlapShift", "0");
+    Set("confidence", "1");
+    ASSERT_TRUE(dialog.Run());
+    // The table's quantiles 0.025 and 0.975 for 10 and for 20 degrees.
+    const double ends[2][2] = {{3.247, 20.483}, {9.591, 34.170}};
+    for (const size_t bin : {0u, 1u, 63u, 64u}) {
+        SCOPED_TRACE(bin);
+        const bool isReal = bin == 0 || bin == 64;
+        const double degrees = isReal ? 10.0 : 20.0, power = Powers()[bin];
+        EXPECT_NEAR(Powers(3)[bin] / power, degrees / ends[isReal ? 0 : 1][1], 1e-3);
+        EXPECT_NEAR(Powers(4)[bin] / power, degrees / ends[isReal ? 0 : 1][0], 1e-3);
+    }
+    // A coherence of one segment is 1 by itself; five tapers make one that tells something.
+    Set("mode", "2");
+    for (const auto& [samples, window, layers, columns] :
+         {std::tuple(128 * 2, "1", 2u, 7u), {128, "1", 1u, 5u}, {128, "8", 2u, 7u}}) {
+        SCOPED_TRACE(testing::Message() << samples << " " << window);
+        OpenNoise(static_cast<size_t>(samples));
+        Set("window", window);
+        ASSERT_TRUE(dialog.Run());
+        EXPECT_EQ(dialog.GetGraph()->panes[0].layers.size(), layers);
+        EXPECT_EQ(dialog.Results().at(0).columns.size(), columns);
+    }
 }
 
 TEST_F(SpectrumTest, CoherenceAndItsCriticalLevel) {
