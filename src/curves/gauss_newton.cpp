@@ -13,7 +13,9 @@ constexpr size_t stretch = 1024;  // points that are evaluated together
 constexpr double zeroStep = 0.0001, relativeStep = 1.0 / 1000;
 constexpr int successesToStop = 3;
 constexpr double confidence = 0.05;
-constexpr double leastGain = 1e-12;  // of chi-square
+constexpr double leastGain = 1e-12;   // of chi-square
+constexpr double mostOffset = 0.001;  // relative, of a minimum
+constexpr double mostRounding = 8.0;  // roundings of the greatest value, as the residual of a perfect fit
 constexpr double leastDamping = 1e-7, firstDamping = 1e-3, mostDamping = 1e16, dampingFactor = 10.0;
 
 bool AreFinite(std::span<const double> values) {
@@ -25,11 +27,12 @@ bool AreFinite(std::span<const double> values) {
 class Rows {
   public:
     Rows(FitModel& model, std::span<const double> y, double sd, std::span<const size_t> free,
-         std::vector<double> parameters)
+         std::vector<double> parameters, bool isCentral = false)
         : model_(model),
           y_(y),
           sd_(sd),
           free_(free),
+          isCentral_(isCentral),
           parameters_(std::move(parameters)),
           fit_(stretch),
           changed_(stretch),
@@ -42,10 +45,18 @@ class Rows {
         for (size_t k = 0; k < free_.size(); ++k) {
             double& parameter = parameters_[free_[k]];
             const double saved = parameter, by = saved == 0.0 ? zeroStep : saved * relativeStep;
-            parameter += by;
+            parameter = saved + by;
             model_.Values(parameters_, first, changed);
+            if (isCentral_) {
+                parameter = saved - by;
+                below_.resize(count);
+                model_.Values(parameters_, first, below_);
+            }
             parameter = saved;
-            for (size_t i = 0; i < count; ++i) Row(k)[i] = (changed[i] - fit[i]) / (by * sd_);
+            for (size_t i = 0; i < count; ++i)
+                Row(k)[i] = isCentral_ && std::isfinite(below_[i])
+                                ? (changed[i] - below_[i]) / (2.0 * by * sd_)
+                                : (changed[i] - fit[i]) / (by * sd_);
         }
         for (size_t i = 0; i < count; ++i) Row(free_.size())[i] = (y_[first + i] - fit[i]) / sd_;
         return count;
@@ -58,7 +69,8 @@ class Rows {
     std::span<const double> y_;
     double sd_;
     std::span<const size_t> free_;
-    std::vector<double> parameters_, fit_, changed_, rows_;
+    bool isCentral_;  // differences to both sides
+    std::vector<double> parameters_, fit_, changed_, below_, rows_;
 };
 
 class Fitter {
@@ -94,6 +106,7 @@ class Fitter {
                 if (!(change < control_.tolerancePercent)) isUnchanged = false;
             }
             result_.iterations = iteration + 1;
+            if (result_.isStuck) break;
             if (isUnchanged && ++successes == successesToStop) break;
         }
         result_.hasConverged = successes == successesToStop;
@@ -117,8 +130,24 @@ class Fitter {
         result_.priorCovariance = result_.inverse;
         for (double& term : result_.priorCovariance) term *= result_.rms * result_.rms;
         result_.before = parameters_;
+        const double yMean = yMean_;
         Accumulate();
         if (!std::isfinite(result_.chiSquare)) return false;
+        Step();
+        if (!gains_ && !isCentral_) {
+            // The error of differences to one side may be all that is left.
+            isCentral_ = true;
+            yMean_ = yMean;
+            Accumulate();
+            Step();
+        }
+        if (gains_) return true;
+        aim_ = parameters_ = result_.before;
+        result_.isStuck = !IsMinimum();
+        return true;
+    }
+
+    void Step() {
         std::vector<double> solved = matrix_;
         GaussJordan(solved, Free());
         for (size_t i = 0; i < Free(); ++i)
@@ -128,8 +157,38 @@ class Fitter {
             parameters_ = aim_;
         else
             Damped();
-        if (!gains_) aim_ = parameters_ = result_.before;
-        return true;
+    }
+
+    // The normal equations without the parameters that stand at a limit which they would leave.
+    std::vector<double> WithinBounds() const {
+        std::vector<double> matrix = matrix_;
+        for (size_t i = 0; i < Free() && !control_.bounds.empty(); ++i) {
+            const auto [least, most] = control_.bounds[result_.free[i]];
+            const double value = result_.before[result_.free[i]], slope = matrix_[i * Columns() + Free()];
+            if (!(value <= least && slope < 0.0) && !(value >= most && slope > 0.0)) continue;
+            for (size_t j = 0; j < Columns(); ++j) matrix[i * Columns() + j] = 0.0;
+            for (size_t j = 0; j < Free(); ++j) matrix[j * Columns() + i] = 0.0;
+            matrix[i * Columns() + i] = 1.0;
+        }
+        return matrix;
+    }
+
+    bool IsMinimum() const {
+        double greatest = 0.0;
+        for (const double value : y_) greatest = std::max(greatest, std::fabs(value));
+        const double rounding = model_.Rounding() * greatest / control_.dataSd;
+        const double perfect = mostRounding * rounding;
+        if (result_.chiSquare <= static_cast<double>(y_.size()) * perfect * perfect) return true;
+        const std::vector<double> within = WithinBounds();
+        std::vector<double> solved = within;
+        GaussJordan(solved, Free());
+        double gain = 0.0;  // of chi-square, by the step
+        for (size_t i = 0; i < Free(); ++i)
+            gain += solved[i * Columns() + Free()] * within[i * Columns() + Free()];
+        if (!std::isfinite(gain)) return false;
+        if (gain < mostRounding * rounding * std::sqrt(result_.chiSquare)) return true;
+        const double offset = std::sqrt(gain / static_cast<double>(Free())) / result_.rms;
+        return offset < mostOffset;
     }
 
     // The sums of one pass over the points.
@@ -139,7 +198,7 @@ class Fitter {
         result_.chiSquare = 0.0;
         double fitSum = 0.0, spread = 0.0;
         const double weight = 1.0 / (control_.dataSd * control_.dataSd);
-        Rows rows(model_, y_, control_.dataSd, result_.free, parameters_);
+        Rows rows(model_, y_, control_.dataSd, result_.free, parameters_, isCentral_);
         for (size_t first = 0; first < y_.size();) {
             if (poll_) poll_();
             const size_t count = rows.Fill(first);
@@ -207,8 +266,9 @@ class Fitter {
     void Damped() {
         ++result_.damped;
         if (damping_ == 0.0) damping_ = firstDamping;
+        const std::vector<double> within = WithinBounds();
         for (; damping_ <= mostDamping; damping_ *= dampingFactor) {
-            std::vector<double> solved = matrix_;
+            std::vector<double> solved = within;
             for (size_t i = 0; i < Free(); ++i) {
                 double& diagonal = solved[i * Columns() + i];
                 diagonal += damping_ * (diagonal == 0.0 ? 1.0 : diagonal);
@@ -238,6 +298,7 @@ class Fitter {
     double yMean_ = 0.0;  // of the curve, of the iteration before
     double damping_ = 0.0;
     bool gains_ = true;        // the last step that was tried made the fit better
+    bool isCentral_ = false;   // derivatives by differences to both sides
     std::vector<double> aim_;  // where the plain step leads
     std::vector<double> matrix_;
 };

@@ -20,6 +20,8 @@ class FitModel {
     virtual ~FitModel() = default;
     // The values at the points from `first` on.
     virtual void Values(std::span<const double> parameters, size_t first, std::span<double> y) = 0;
+    // To which the values are rounded, relative to them.
+    virtual double Rounding() const { return std::numeric_limits<double>::epsilon(); }
 };
 
 struct FitControl {
@@ -48,7 +50,8 @@ struct CurveFitResult {
     double maxChange = 0.0;   // %
     int freedom = 1, iterations = 0;
     bool hasConverged = false;
-    int damped = 0;  // iterations whose step had to be damped
+    bool isStuck = false;  // a damped fit that finds no better step although it is not at a minimum
+    int damped = 0;        // iterations whose step had to be damped
 
     // Of the i-th and j-th free parameter.
     double Covariance(size_t i, size_t j) const { return inverse[i * free.size() + j] * rms * rms; }
@@ -62,7 +65,10 @@ struct CurveFitResult {
 using FitPoll = std::function<void()>;
 
 // Fits from the parameters on, and leaves them as they are in the result: a fit has converged when three
-// iterations, which need not follow each other, have changed every parameter by less than the tolerance.
+// iterations, which need not follow each other, have changed every parameter by less than the tolerance. One
+// that is damped and finds no step that makes it better is unchanged at a minimum alone: where the relative
+// offset sqrt(step * gradient / p) / sqrt(chi-square / (n - p)) is below 0.001 (D. M. Bates and D. G. Watts,
+// Technometrics 23, 1981), or rounding hides what is left; elsewhere it is stuck, and ends.
 // False when chi-square or a parameter becomes infinite or not a number: then the parameters are those with
 // which that iteration began. `y` is finite; a parameter of 0 has the derivative's step 0.0001, any other a
 // thousandth of itself.

@@ -44,11 +44,14 @@ double AkaikeCriterion(double squares, size_t points, int parameters);
 double BayesCriterion(double squares, size_t points, int parameters);
 
 // Starts of a fit to points at the times t from 0: V(0) and V(inf) are means over `average` at either end,
-// tau a third of all time; of two exponentials a tenth and the whole, with equal weights. At least one point.
+// tau a third of the time of the fit (0: that of the points); of two exponentials a tenth and the whole, with
+// equal weights. At least one point.
 Relaxation StartOfRelaxation(RelaxationModel model, std::span<const double> t, std::span<const double> y,
-                             double average);
+                             double average, double fitTime = 0.0);
 
-// Fits from the curve that is given.
+// Fits from the curve that is given. Time constants stay between a hundredth of the interval of the points
+// and a thousand times their length: a fit that ends there has not converged. A damped fit that ends there,
+// or is stuck, or comes to no numbers, is tried again from other time constants.
 RelaxationFit FitRelaxation(const Relaxation& start, std::span<const double> t, std::span<const double> y,
                             const RelaxationControl& control, const FitPoll& poll = {});
 

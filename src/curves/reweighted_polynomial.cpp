@@ -46,6 +46,8 @@ std::vector<double> Solve(std::span<const double> x, std::span<const double> y,
     return LUdcmp(std::move(matrix), terms).Solve(right);
 }
 
+constexpr double leastScale = 1e-12;  // of the greatest y: residuals below are rounding
+
 double MedianSize(std::vector<double> sizes) {
     const auto middle = sizes.begin() + std::ssize(sizes) / 2;
     std::nth_element(sizes.begin(), middle, sizes.end());
@@ -73,6 +75,8 @@ ReweightedPolynomial FitReweightedPolynomial(std::span<const double> x, std::spa
     found.weights.assign(x.size(), 1.0);
     found.fit.resize(x.size());
     std::vector<double> sizes(x.size());
+    double greatest = 0.0;
+    for (const double value : y) greatest = std::max(greatest, std::fabs(value));
     for (int round = 0;; ++round) {
         if (between) between();
         found.scaledCoefficients = Solve(places, y, found.weights, terms);
@@ -81,12 +85,18 @@ ReweightedPolynomial FitReweightedPolynomial(std::span<const double> x, std::spa
             sizes[i] = std::fabs(y[i] - found.fit[i]);
         }
         if (round == rounds) break;
-        const double reach = threshold * MedianSize(sizes);
-        if (!(reach > 0.0)) break;
+        const double scale = MedianSize(sizes), reach = threshold * scale;
+        if (!(scale > leastScale * greatest && reach > 0.0)) break;
+        std::vector<double> weights(sizes.size());
+        different.clear();
         for (size_t i = 0; i < sizes.size(); ++i) {
             const double u = sizes[i] / reach;
-            found.weights[i] = u < 1.0 ? (1.0 - u * u) * (1.0 - u * u) : 0.0;
+            weights[i] = u < 1.0 ? (1.0 - u * u) * (1.0 - u * u) : 0.0;
+            if (weights[i] > 0.0 && different.size() < terms) different.insert(x[i]);
         }
+        // Too few places are left to carry a polynomial.
+        if (different.size() < terms) break;
+        found.weights = std::move(weights);
     }
     double sum = 0.0;
     for (const double size : sizes) sum += size * size;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 #include "curves/gauss_newton.h"
@@ -127,6 +128,109 @@ TEST(RelaxationTest, FindsTheTimeConstantsOfEachModel) {
     EXPECT_NEAR(BayesCriterion(50, 100, 3), -69.3147 + 3 * 4.60517, 1e-3);
 }
 
+// a, with a wall at b = 1 that no step gets over: values without end behind it.
+class WallModel : public FitModel {
+  public:
+    void Values(std::span<const double> parameters, size_t, std::span<double> y) override {
+        const double wall = parameters[0] < 1.0 ? std::numeric_limits<double>::infinity() : 0.0;
+        for (double& value : y) value = parameters[0] + wall;
+    }
+};
+
+TEST(GaussNewtonTest, ADampedFitThatFindsNoStepHasConvergedAtAMinimumAlone) {
+    FitControl control;
+    control.damps = true;
+    CurveFitResult result;
+    LineModel line;
+    std::vector<double> parameters{1.1, 1.1};
+    ASSERT_TRUE(FitCurve(line, std::vector<double>{1, 3, 2, 5}, control, parameters, result));
+    EXPECT_TRUE(result.hasConverged && !result.isStuck);
+    parameters = {2.0, 1.0};
+    ASSERT_TRUE(FitCurve(line, std::vector<double>{2, 3, 4, 5}, control, parameters, result));
+    EXPECT_TRUE(result.hasConverged) << "nothing is left of the residuals";
+
+    WallModel wall;
+    parameters = {1.0};
+    control.mostIterations = 50;
+    ASSERT_TRUE(FitCurve(wall, std::vector<double>{-1, 0, 1, 0}, control, parameters, result));
+    EXPECT_NEAR(parameters[0], 1.0, 1e-6);
+    EXPECT_TRUE(result.isStuck) << "the mean lies behind the wall";
+    EXPECT_FALSE(result.hasConverged);
+    // At a limit that the fit has been given it is the best that may be.
+    control.bounds = {{1.0, 9.0}};
+    parameters = {3.0};
+    ASSERT_TRUE(FitCurve(wall, std::vector<double>{-1, 0, 1, 0}, control, parameters, result));
+    EXPECT_EQ(parameters[0], 1.0);
+    EXPECT_TRUE(result.hasConverged);
+}
+
+// Noise of a fixed sequence, uniform with an SD of 1 (D. E. Knuth's linear congruential generator).
+class Noise {
+  public:
+    explicit Noise(uint64_t seed) : state_(seed) {}
+    double Next() {
+        state_ = state_ * 6364136223846793005ull + 1442695040888963407ull;
+        return (static_cast<double>(state_ >> 11) / 9007199254740992.0 - 0.5) * std::sqrt(12.0);
+    }
+
+  private:
+    uint64_t state_;
+};
+
+TEST(RelaxationTest, TwoExponentialsInNoiseComeToAMinimum) {
+    const struct {
+        double tau0, tau1, weight, length;
+    } rows[] = {{6.45, 35.5, 0.62, 142}, {12, 31, 0.4, 123}, {5, 12, 0.6, 50}, {30, 170, 0.3, 500}};
+    for (size_t k = 0; k < 4 * std::size(rows); ++k) {
+        SCOPED_TRACE(k);
+        const auto& row = rows[k / 4];
+        const Relaxation truth{RelaxationModel::twoExponentials, -40, -60, row.tau0, row.tau1, row.weight};
+        Noise noise(k + 1);
+        std::vector<double> t, y;
+        double ofTruth = 0.0;
+        for (int i = 0; i * 0.5 < row.length; ++i) {
+            t.push_back(i * 0.5);
+            const double away = 0.1 * noise.Next();
+            y.push_back(-60 +
+                        20 * (row.weight * std::exp(-t.back() / row.tau0) +
+                              (1 - row.weight) * std::exp(-t.back() / row.tau1)) +
+                        away);
+            ofTruth += away * away;
+        }
+        RelaxationControl control;
+        control.fit.mostIterations = 50;
+        control.fit.tolerancePercent = 0.1;
+        control.fit.damps = true;
+        const RelaxationFit fit =
+            FitRelaxation(StartOfRelaxation(truth.model, t, y, 5.0, row.length), t, y, control);
+        ASSERT_TRUE(fit.isDone);
+        double squares = 0.0;
+        for (size_t i = 0; i < t.size(); ++i) squares += std::pow(y[i] - fit.curve.At(t[i]), 2);
+        EXPECT_LE(squares, ofTruth) << fit.curve.tau0 << " " << fit.curve.tau1 << " " << fit.curve.weight;
+        EXPECT_TRUE(fit.result.hasConverged) << fit.result.maxChange;
+        EXPECT_GT(fit.curve.tau0, 0.0);
+    }
+}
+
+TEST(RelaxationTest, ATimeConstantAtItsLimitIsNoResult) {
+    // It grows, and gets faster: no time constant above 0 describes it.
+    std::vector<double> t, y;
+    for (int i = 0; i < 100; ++i) {
+        t.push_back(i);
+        y.push_back(std::exp(i / 20.0));
+    }
+    RelaxationControl control;
+    control.fit.mostIterations = 50;
+    control.fit.tolerancePercent = 0.1;
+    for (const bool damps : {true, false}) {
+        control.fit.damps = damps;
+        const RelaxationFit fit =
+            FitRelaxation(StartOfRelaxation(RelaxationModel::single, t, y, 5.0), t, y, control);
+        EXPECT_FALSE(fit.isDone && fit.result.hasConverged) << damps;
+        EXPECT_GT(fit.curve.tau0, 0.0) << damps;
+    }
+}
+
 TEST(RelaxationTest, FixedEndsStay) {
     std::vector<double> t, y;
     for (int i = 0; i < 200; ++i) {
@@ -158,6 +262,15 @@ TEST(ReweightedPolynomialTest, OutliersLoseTheirWeight) {
     const auto robust = FitReweightedPolynomial(x, y, 2, 10, 6);
     EXPECT_NEAR(robust.At(1010), 33, 0.05);
     EXPECT_EQ(robust.weights[5], 0.0);
+    // Most points lie on the line but for rounding: that is no scale for the others.
+    std::vector<double> straight;
+    for (const double at : x) straight.push_back(0.1 * at + 0.7);
+    straight[3] += 1e-13;
+    for (const double weight : FitReweightedPolynomial(x, straight, 1, 10, 1e-3).weights)
+        EXPECT_EQ(weight, 1.0);
+    // A threshold that leaves too few points ends it with the plain fit.
+    const auto few = FitReweightedPolynomial(x, y, 2, 10, 1e-3);
+    EXPECT_EQ(few.coefficients, FitReweightedPolynomial(x, y, 2, 0, 6).coefficients);
     EXPECT_THROW(FitReweightedPolynomial(std::vector<double>{1, 1, 2}, std::vector<double>{1, 2, 3}, 2, 1, 6),
                  std::runtime_error);
 }
