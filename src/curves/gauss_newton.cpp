@@ -15,6 +15,7 @@ constexpr int successesToStop = 3;
 constexpr double confidence = 0.05;
 constexpr double leastGain = 1e-12;   // of chi-square
 constexpr double mostOffset = 0.001;  // relative, of a minimum
+constexpr double mostRoughOffset = 0.1;
 constexpr double mostRounding = 8.0;  // roundings of the greatest value, as the residual of a perfect fit
 constexpr double leastDamping = 1e-7, firstDamping = 1e-3, mostDamping = 1e16, dampingFactor = 10.0;
 
@@ -188,7 +189,15 @@ class Fitter {
         if (!std::isfinite(gain)) return false;
         if (gain < mostRounding * rounding * std::sqrt(result_.chiSquare)) return true;
         const double offset = std::sqrt(gain / static_cast<double>(Free())) / result_.rms;
-        return offset < mostOffset;
+        if (offset < mostOffset) return true;
+        // Rounded values make rough derivatives, by which a fit comes near a minimum and not to it.
+        double rough = 0.0;
+        for (size_t i = 0; i < Free(); ++i) {
+            const double by = std::fabs(result_.before[result_.free[i]]) * relativeStep;
+            const double away = rounding / (by > 0.0 ? by : zeroStep);
+            rough += solved[i * Columns() + i] * away * away;
+        }
+        return offset < mostRoughOffset && gain < mostRounding * rough * result_.chiSquare;
     }
 
     // The sums of one pass over the points.

@@ -8,7 +8,7 @@ namespace kymora {
 namespace {
 
 // Of all time, where a fit is tried again; a fit that converges is taken before one that is not much better.
-constexpr std::pair<double, double> otherStarts[] = {{0.1, 0.3}, {0.03, 0.3}, {0.3, 3.0}};
+constexpr std::pair<double, double> otherStarts[] = {{0.1, 0.3}, {0.01, 0.05}, {0.03, 0.3}, {0.3, 3.0}};
 constexpr double alikeSquares = 1.01;
 constexpr int fewIterations = 20;
 constexpr double leastTau = 0.01, mostTau = 1000.0;  // of the interval and of all time
