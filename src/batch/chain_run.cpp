@@ -168,7 +168,7 @@ class StepRun : public RunCaller {
         json.BeginObject(JsonWriter::Form::oneLine);
         json.Member("operation", item_.ClassName());
         json.Key("settings");
-        WriteSettings(json, report.block ? *report.block : item_);
+        WriteUsedSettings(json, report.block ? *report.block : item_);
         json.Member("seconds", report.seconds);
         WriteChannels(json, report);
         WriteMessages(json, report.messages);

@@ -91,6 +91,7 @@ class FileRun {
         if (!WriteAsPlanned(*block_, doc ? doc->GetSession() : caller_.GetSession(), planned_, plan_.keep))
             return false;
         report_.outputs.push_back(planned_.target);
+        if (block_->TellsWhatItFound()) caller_.TakeResult(*block_, planned_);
         return true;
     }
 

@@ -52,7 +52,7 @@ bool WriteRunRecord(OutputSink& sink, FileReport& report, CBatchBaseDlg& tried,
     json.Member("operation", block.ClassName());
     json.Member("file", report.planned.file.string());
     json.Key("settings");
-    WriteSettings(json, block);
+    WriteUsedSettings(json, block);
     json.Key("output");
     if (report.IsDone() && !report.outputs.empty())
         json.Value(report.outputs.front().string());

@@ -28,6 +28,9 @@ class CCurveFit : public CEventWndBaseDlg {
     void WriteResult(const TextSink& sink) override;
     std::vector<Result> Results() override;
     std::optional<Graph> GetGraph() override;
+    std::vector<std::byte> UsedSettings() override {
+        return m_fit.AsBefore([this] { return Settings(); });
+    }
 
     CurveFitting m_fit{'t', "a + b * t"};
     bool m_bEachEvent = false;  // a fit to each event of channel 1, in the place of the region

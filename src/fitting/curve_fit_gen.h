@@ -14,6 +14,9 @@ class CCurveFitGen : public CTableFitDlg {
     void WriteResult(const TextSink& sink) override { m_fit.WriteReport(sink, m_nDecimals, m_nDecimals); }
     std::vector<Result> Results() override { return m_fit.Results(Title()); }
     std::optional<Graph> GetGraph() override;
+    std::vector<std::byte> UsedSettings() override {
+        return m_fit.AsBefore([this] { return Settings(); });
+    }
 
     CurveFitting m_fit{'x', "a + x"};
     bool m_bSort = false;

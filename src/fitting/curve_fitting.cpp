@@ -26,7 +26,9 @@ constexpr const char* allFixedText = "All parameters are fixed: there is nothing
 
 std::string LetterOf(size_t i) { return std::string(1, static_cast<char>('a' + i)); }
 
-std::string OrEmpty(double value) { return std::isnan(value) ? std::string() : fmt::format("{:f}", value); }
+std::string OrEmpty(double value) {
+    return !std::isfinite(value) ? std::string() : fmt::format("{:f}", value);
+}
 ResultValue OrNothing(double value) { return std::isfinite(value) ? ResultValue(value) : ResultValue(); }
 
 // Words between blanks, commas and semicolons.
@@ -190,7 +192,9 @@ void CurveFitting::DescribeIterations(ParamList& list) {
     list.Note("chiSq", "Chi-square", ofFit([](const CurveFitResult& fit) {
                   const std::string tail =
                       std::isnan(fit.tail) ? std::string(noTailText) : fmt::format("p = {:.3g}", fit.tail);
-                  return fmt::format("{:.5g}, {}; r*r = {:.4f}", fit.chiSquare, tail, fit.rSquared);
+                  const std::string share =
+                      std::isfinite(fit.rSquared) ? fmt::format("; r*r = {:.4f}", fit.rSquared) : "";
+                  return fmt::format("{:.5g}, {}{}", fit.chiSquare, tail, share);
               }));
 }
 
@@ -339,6 +343,7 @@ bool CurveFitting::Take(CurveFitJob& job) {
     m_dParamSaved = m_dParam;
     std::ranges::copy(job.start, m_dParamSaved.begin());
     std::ranges::copy(job.parameters, m_dParam.begin());
+    m_wasFitted = true;
     if (!job.isFitted) return false;
     m_found = {std::move(job.points), std::move(job.control), std::move(job.equation), std::move(job.result)};
     return true;
@@ -377,7 +382,8 @@ void CurveFitting::WriteReport(const TextSink& sink, int xDecimals, int decimals
 std::string CurveFitting::ParametersReport() const {
     const CurveFitResult& result = m_found->result;
     const size_t free = result.free.size();
-    std::string text = fmt::format("Corr. Coeff. = {}\tr*r = {:f}\r\n", OrEmpty(result.R()), result.rSquared);
+    std::string text =
+        fmt::format("Corr. Coeff. = {}\tr*r = {}\r\n", OrEmpty(result.R()), OrEmpty(result.rSquared));
     text += fmt::format("RMS Error = {:f}\td.f. = {}\r\n\r\n", result.rms, result.freedom);
     text += "Parameter Estimates...\r\n";
     for (size_t i = 0; i < free; ++i)

@@ -110,8 +110,18 @@ class CurveFitting {
     // Takes over what the job has found. False where nothing came of it: the parameters are those with which
     // the last iteration began.
     bool Take(CurveFitJob& job);
+    // With the parameters with which the latest fit began, until it is forgotten.
+    template <typename Does>
+    auto AsBefore(Does does) {
+        const auto fitted = m_dParam;
+        if (m_wasFitted) m_dParam = m_dParamSaved;
+        auto result = does();
+        m_dParam = fitted;
+        return result;
+    }
     void Forget() {
         m_found.reset();
+        m_wasFitted = false;
         m_each.clear();
     }
     // The equation and the parameters are those of the fit.
@@ -148,6 +158,7 @@ class CurveFitting {
 
     char m_variable;
     std::optional<Found> m_found;
+    bool m_wasFitted = false;
     std::vector<CurveFitJob::Each> m_each;  // of the latest run over stretches; empty after any other
     std::string m_eachEquation;
     // The equation as it was last looked at.

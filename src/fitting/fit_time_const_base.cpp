@@ -19,6 +19,11 @@ constexpr double usualAverages = 20.0;  // so many times to average are the fit 
 constexpr double resetPart = 0.1;
 constexpr double aroundPart = 0.2;  // of the fit region, on either side
 constexpr size_t curveSteps = 500;
+constexpr int32_t mostPosition = std::numeric_limits<int32_t>::max();
+constexpr unsigned ownV0 = 1, ownVInf = 2, ownOther = 4;
+constexpr const char* bayesTip =
+    "Shows the Bayesian Information Criterion, which counts each parameter for more; lower values indicate "
+    "models with better relative fit.";
 constexpr const char* orderText = "The end of the fit must be after its start.";
 constexpr const char* gapWord = "there is a gap or the boundary of an episode in its segment";
 constexpr const char* outsideWord = "its segment leaves the recording";
@@ -43,7 +48,7 @@ int64_t RelaxationJob::Samples() const {
 
 Relaxation RelaxationJob::StartFor(const FitSamples& data) const {
     if (!startsFromData) return given;
-    Relaxation start = StartOfRelaxation(given.model, data.t, data.y, averageTime);
+    Relaxation start = StartOfRelaxation(given.model, data.t, data.y, averageTime, fitTime);
     if (control.fixesV0) start.v0 = given.v0;
     if (control.fixesVInf) start.vInf = given.vInf;
     return start;
@@ -67,9 +72,11 @@ void RelaxationJob::Compute(SampleReader& samples, JobContext& context) {
     ProgressScope progress(context, "Fitting", stretches.size(), 1);
     const FitPoll poll = [&] { progress.Step(0); };
     FitSamples sum;
+    int firstId = 0;
     const auto fit = [&](int id, FitSamples data) {
         if (data.t.size() < 2) throw JobRefused("There are fewer than two samples to fit.");
-        fits.push_back({id, FitRelaxation(StartFor(data), data.t, data.y, control, poll)});
+        const Relaxation start = StartFor(data);
+        fits.push_back({id, FitRelaxation(start, data.t, data.y, control, poll), start});
         shown = std::move(data);
     };
     for (const Stretch& stretch : stretches) {
@@ -77,7 +84,7 @@ void RelaxationJob::Compute(SampleReader& samples, JobContext& context) {
         if (!stretch.skipped.empty()) continue;
         FitSamples data = ReadFitSamples(samples, trace, stretch.span, interval,
                                          originMs + static_cast<double>(stretch.span.first) * interval);
-        ++count;
+        if (++count == 1) firstId = stretch.id;
         if (!averages) {
             fit(stretch.id, std::move(data));
             if (&stretch == &stretches.back()) ReadAround(samples, stretch.span);
@@ -92,7 +99,7 @@ void RelaxationJob::Compute(SampleReader& samples, JobContext& context) {
     }
     if (!averages || count == 0) return;
     for (double& value : sum.y) value /= count;
-    fit(stretches.front().id, std::move(sum));
+    fit(firstId, std::move(sum));
 }
 
 // --- settings ---
@@ -156,23 +163,31 @@ void CFitTimeConstBase::DescribeModel(ParamList& list) {
     list.Choice("model", "Model", m_nModel, {"exponential", "two exponentials", "cable (erf)"})
         .Tip("(V(0) - V(inf)) exp(-t/tau) + V(inf); the sum of two with weights w and 1 - w; (V(inf) - V(0)) "
              "erf(sqrt(t/tau)) + V(0)");
-    list.Flag("startFromData", "Starts from the data", m_bStartFromData)
-        .Tip("The fit begins with values that come from the data, and not with those below, which are what "
-             "was fitted");
-    // Who sets a start wants to begin there.
-    const auto own = [this] { m_bStartFromData = false; };
+    // Who sets a start wants to begin there, unless it is that of a value that is fixed.
+    const auto setStart = [this](unsigned which) {
+        m_ownStarts |= which;
+        const unsigned fixed = (m_bFixV0 ? ownV0 : 0u) | (m_bFixVInf ? ownVInf : 0u);
+        if (m_ownStarts != 0) m_bStartFromData = (m_ownStarts & ~fixed) == 0;
+    };
+    const auto own = [setStart] { setStart(ownOther); };
     list.Number("v0", "V(0)", m_dV0)
         .Limits(-anything, anything)
         .Tip("The value at the start of the fit; the line StartV")
         .Linked({"startFromData"})
-        .OnChange([this] { m_bStartFromData &= m_bFixV0; });
-    list.Flag("fixV0", "Fix V(0)", m_bFixV0).Tip("V(0) stays as it is set");
+        .OnChange([setStart] { setStart(ownV0); });
+    list.Flag("fixV0", "Fix V(0)", m_bFixV0)
+        .Tip("V(0) stays as it is set")
+        .Linked({"startFromData"})
+        .OnChange([setStart] { setStart(0); });
     list.Number("vInf", "V(inf)", m_dVInf)
         .Limits(-anything, anything)
         .Tip("The value that is approached; the line EndV")
         .Linked({"startFromData"})
-        .OnChange([this] { m_bStartFromData &= m_bFixVInf; });
-    list.Flag("fixVInf", "Fix V(inf)", m_bFixVInf).Tip("V(inf) stays as it is set");
+        .OnChange([setStart] { setStart(ownVInf); });
+    list.Flag("fixVInf", "Fix V(inf)", m_bFixVInf)
+        .Tip("V(inf) stays as it is set")
+        .Linked({"startFromData"})
+        .OnChange([setStart] { setStart(0); });
     list.Number("tau", "tau", m_dTau)
         .Unit("ms")
         .Limits(0.0, anything)
@@ -192,6 +207,20 @@ void CFitTimeConstBase::DescribeModel(ParamList& list) {
         .EnabledIf(hasTwo)
         .Linked({"startFromData"})
         .OnChange(own);
+    // Behind the values, of which each turns it off.
+    list.Flag("startFromData", "Starts from the data", m_bStartFromData)
+        .Tip("The fit begins with values that come from the data, and not with those above, which are what "
+             "was fitted")
+        .OnChange([this] { m_ownStarts = m_bStartFromData ? 0 : ownOther; });
+    const auto ofFit = [this](double RelaxationFit::*criterion) {
+        return [this, criterion] {
+            if (!m_found || m_found->fits.size() != 1 || !m_found->fits.front().fit.isDone)
+                return std::string();
+            return fmt::format("{:.2f}", m_found->fits.front().fit.*criterion);
+        };
+    };
+    list.Note("aic", "AIC", ofFit(&RelaxationFit::aic)).Tip(akaikeTip);
+    list.Note("bic", "BIC", ofFit(&RelaxationFit::bic)).Tip(bayesTip);
 }
 
 void CFitTimeConstBase::DescribeIterations(ParamList& list, double mostIterations) {
@@ -225,6 +254,14 @@ Relaxation CFitTimeConstBase::Given() const {
     return {static_cast<RelaxationModel>(m_nModel), m_dV0, m_dVInf, m_dTau, m_dTau1, m_dWeight};
 }
 
+void CFitTimeConstBase::Begin(const Relaxation& start) {
+    m_dV0 = start.v0;
+    m_dVInf = start.vInf;
+    m_dTau = start.tau0;
+    m_dTau1 = start.tau1;
+    m_dWeight = start.weight;
+}
+
 RelaxationControl CFitTimeConstBase::Control() const {
     RelaxationControl control;
     control.fit.mostIterations = m_nMaxIter;
@@ -238,7 +275,8 @@ RelaxationControl CFitTimeConstBase::Control() const {
 
 SampleSpan CFitTimeConstBase::SpanFrom(double originMs) const {
     const CDataDoc& doc = *Document();
-    return {doc.PositionOf(originMs + m_dFitStart), doc.PositionOf(originMs + m_dFitEnd)};
+    const int32_t last = doc.PositionOf(originMs + m_dFitEnd);
+    return {doc.PositionOf(originMs + m_dFitStart), last < mostPosition ? last + 1 : last};
 }
 
 // --- the run ---
@@ -255,6 +293,7 @@ std::unique_ptr<OperationJob> CFitTimeConstBase::MakeJob() {
     job->control = Control();
     job->averageTime = m_dAvgTime;
     job->given = Given();
+    job->fitTime = m_dFitEnd - m_dFitStart;
     job->startsFromData = m_bStartFromData;
     AddStretches(*job);
     for (const RelaxationJob::Stretch& stretch : job->stretches)
@@ -267,6 +306,8 @@ std::unique_ptr<OperationJob> CFitTimeConstBase::MakeJob() {
 
 bool CFitTimeConstBase::Write(OperationJob& job, UndoScope&) {
     auto& done = static_cast<RelaxationJob&>(job);
+    m_used.reset();
+    if (!IsBatch()) m_used = done.fits.back().start;
     if (!IsBatch()) {
         if (!done.fits.back().fit.isDone) {
             Refuse("failed to converge\r\n");
@@ -283,6 +324,15 @@ bool CFitTimeConstBase::Write(OperationJob& job, UndoScope&) {
     }
     m_found = std::make_unique<RelaxationJob>(std::move(done));
     return true;
+}
+
+std::vector<std::byte> CFitTimeConstBase::UsedSettings() {
+    if (!m_used) return Settings();
+    const Relaxation fitted = Given();
+    Begin(*m_used);
+    std::vector<std::byte> record = Settings();
+    Begin(fitted);
+    return record;
 }
 
 // --- what it shows ---
@@ -307,6 +357,11 @@ void CFitTimeConstBase::WriteResult(const TextSink& sink) {
         return;
     for (const RelaxationJob::Fitted& fitted : m_found->fits)
         if (!sink(RowText(fitted))) return;
+    std::string left;
+    for (const RelaxationJob::Fitted& fitted : m_found->fits)
+        if (fitted.fit.isDone && !fitted.fit.result.hasConverged)
+            left += fmt::format("{}{}", left.empty() ? "" : ", ", fitted.id);
+    if (!left.empty() && !sink("Not converged: " + left + "\r\n")) return;
     if (m_found->fits.size() != 1) return;
     const RelaxationFit& fit = m_found->fits.front().fit;
     sink(fmt::format("AIC = {:.2f}\r\nBIC = {:.2f}\r\n", fit.aic, fit.bic));
@@ -506,15 +561,19 @@ void CTimeConstLog::AddStretches(RelaxationJob& job) {
     const std::vector<TraceStretch> unbroken = UnbrokenStretches(doc, m_nTrace);
     for (int i = 0; i < (m_bBatch ? left : m_nAverages); ++i) {
         const int id = m_nStartEvent + i;
-        const SampleSpan span = SpanFrom(doc.TimeOf(events[static_cast<size_t>(id) - 1].onPosition));
+        SampleSpan span = SpanFrom(doc.TimeOf(events[static_cast<size_t>(id) - 1].onPosition));
+        // Where it ends with a stretch there is no sample at its end.
         const auto holds = [&](const TraceStretch& stretch) {
-            return span.first >= stretch.start && span.end <= stretch.end;
+            return span.first >= stretch.start && span.end - 1 <= stretch.end;
         };
         std::string skipped;
-        if (span.first < 0 || span.end > doc.GetLength())
+        const auto around = std::ranges::find_if(unbroken, holds);
+        if (span.first < 0 || span.end - 1 > doc.GetLength())
             skipped = outsideWord;
-        else if (std::ranges::none_of(unbroken, holds))
+        else if (around == unbroken.end())
             skipped = gapWord;
+        else
+            span.end = static_cast<int32_t>(std::min<int64_t>(span.end, around->end));
         job.stretches.push_back({id, span, std::move(skipped)});
     }
 }

@@ -26,14 +26,15 @@ class RelaxationJob : public OperationJob {
     struct Fitted {
         int id = 0;
         RelaxationFit fit;
+        Relaxation start;  // where it began
     };
     int trace = 0;
     double interval = 1.0, originMs = 0.0;
     std::vector<Stretch> stretches;
     bool averages = false;  // one fit to the mean of all, else one to each
     RelaxationControl control;
-    double averageTime = 0.0;  // for the starts, ms
-    Relaxation given;          // starts of the user's own
+    double averageTime = 0.0, fitTime = 0.0;  // for the starts, ms
+    Relaxation given;                         // starts of the user's own
     bool startsFromData = true;
     std::vector<Fitted> fits;
     FitSamples shown;   // what the last one was fitted to
@@ -61,6 +62,7 @@ class CFitTimeConstBase : public CEventBaseDlg {
     void WriteResult(const TextSink& sink) override;
     std::vector<Result> Results() override;
     std::optional<Graph> GetGraph() override;
+    std::vector<std::byte> UsedSettings() override;
 
     double m_dFitStart = 0.0, m_dFitEnd = 100.0;  // ms
     double m_dAvgTime = 5.0;                      // ms at either end, of which the starts are means
@@ -86,15 +88,18 @@ class CFitTimeConstBase : public CEventBaseDlg {
     virtual bool IsBatch() const { return false; }
     Relaxation Given() const;
     RelaxationControl Control() const;
-    // Held to the recording; without samples where it lies outside.
+    // From the first sample to the last one, which takes part; not held to the recording.
     SampleSpan SpanFrom(double originMs) const;
 
   private:
+    void Begin(const Relaxation& start);
     void SetLines(GraphPane& pane) const;
     std::string RowText(const RelaxationJob::Fitted& fitted) const;
 
     double m_dStartAvg = 0.0, m_dEndAvg = 0.0;  // the averaging times as places
     std::unique_ptr<RelaxationJob> m_found;
+    std::optional<Relaxation> m_used;  // where the last run began
+    unsigned m_ownStarts = 0;          // what the user has set since the starts came from the data
 };
 
 // "Time constant": of one stretch of a trace.

@@ -26,6 +26,8 @@ constexpr const char* emptyDriftListText = "The trace list is empty or its conte
 constexpr const char* tooManyText =
     "The final trace count will exceed the maximum allowed ({}).\r\nTry copying "
     "file and then select Replace rather than Add Trace.";
+constexpr const char* headText =
+    "Remove Exponential Drift: {}\r\nFit Start time\t{:f}\tFit End time\t{:f}\r\n";
 constexpr const char* averageText = "Time to average is greater than the fit region, so setting to 0.";
 constexpr const char* divideTip =
     "Transform by dividing raw data by fitted curve, then multiplying by first datum to restore scale.";
@@ -41,12 +43,19 @@ RelaxationFit FitWithShrinking(const Relaxation& start, std::span<const double> 
     }
 }
 
+// Every value of the curve is a number that a sample can hold.
+bool IsFinite(const Relaxation& curve, double from, double interval, int64_t count) {
+    for (int64_t i = 0; i < count; ++i)
+        if (!std::isfinite(curve.At(from + static_cast<double>(i) * interval))) return false;
+    return true;
+}
+
 // The curve passes 0 somewhere between two times, or touches it.
 bool CrossesZero(const Relaxation& curve, double from, double interval, int64_t count) {
     const bool isAbove = curve.At(from) > 0.0;
     for (int64_t i = 0; i < count; ++i) {
         const double value = curve.At(from + static_cast<double>(i) * interval);
-        if (!std::isfinite(value) || value == 0.0 || (value > 0.0) != isAbove) return true;
+        if (value == 0.0 || (value > 0.0) != isAbove) return true;
     }
     return false;
 }
@@ -61,13 +70,12 @@ std::string CurveText(const Relaxation& curve, const char* between) {
 
 }  // namespace
 
-DriftFit FitDrift(std::span<const double> t, std::span<const double> y, double average,
+DriftFit FitDrift(std::span<const double> t, std::span<const double> y, double average, double fitTime,
                   const FitControl& control, const FitPoll& poll) {
     DriftFit drift;
     for (size_t k = 0; k < 2; ++k) {
         const auto model = k == 0 ? RelaxationModel::single : RelaxationModel::twoExponentials;
-        Relaxation start = StartOfRelaxation(model, t, y, average);
-        start.v0 = y.front();
+        const Relaxation start = StartOfRelaxation(model, t, y, average, fitTime);
         drift.fits[k] = FitWithShrinking(start, t, y, control, poll);
         const RelaxationFit& fit = drift.fits[k];
         const bool isFirst = drift.chosen < 0;
@@ -146,8 +154,7 @@ std::string CRemoveExpDrift::CheckSettings() {
 void CRemoveExpDrift::GetParamText(std::string& text) {
     const double end =
         Document() && m_dFitEnd == 0.0 ? Document()->TimeOf(Document()->GetLength()) : m_dFitEnd;
-    text += fmt::format("Remove Exponential Drop: {}\r\nFit Start time\t{:f}\r\nFit End time\t{:f}\r\n",
-                        m_nRemoval == divide ? "divide" : "subtract", m_dFitStart, end);
+    text += fmt::format(headText, m_nRemoval == divide ? "divide" : "subtract", m_dFitStart, end);
 }
 
 void CRemoveExpDrift::CheckChangeDoc(CDataDoc* doc) {
@@ -162,8 +169,14 @@ void CRemoveExpDrift::CheckChangeDoc(CDataDoc* doc) {
 
 SampleSpan CRemoveExpDrift::FitSpan() const {
     const CDataDoc& doc = *Document();
-    const auto end = m_dFitEnd == 0.0 ? static_cast<int32_t>(doc.GetLength()) : doc.PositionOf(m_dFitEnd);
-    return HeldTo(doc, {doc.PositionOf(m_dFitStart), end});
+    const int64_t end = m_dFitEnd == 0.0 ? doc.GetLength() : int64_t{doc.PositionOf(m_dFitEnd)} + 1;
+    return HeldTo(doc, {doc.PositionOf(m_dFitStart), static_cast<int32_t>(std::min(end, doc.GetLength()))});
+}
+
+double CRemoveExpDrift::FitTime() const {
+    const CDataDoc& doc = *Document();
+    const double whole = doc.TimeOf(doc.GetLength());
+    return (m_dFitEnd == 0.0 ? whole : std::min(m_dFitEnd, whole)) - m_dFitStart;
 }
 
 CRemoveExpDrift::Done CRemoveExpDrift::FitTrace(int trace, const FitPoll& poll) {
@@ -181,12 +194,14 @@ CRemoveExpDrift::Done CRemoveExpDrift::FitTrace(int trace, const FitPoll& poll) 
         done.refused = "it has fewer than two samples there";
         return done;
     }
-    done.fit = FitDrift(data.t, data.y, m_dAverageTime, control, poll);
+    done.fit = FitDrift(data.t, data.y, m_dAverageTime, FitTime(), control, poll);
+    const double from = -static_cast<double>(span.first) * doc.sampleInterval;
     if (done.fit.chosen < 0)
         done.refused = "neither exponential could be fitted";
-    else if (m_nRemoval == divide &&
-             CrossesZero(done.fit.Curve(), -static_cast<double>(span.first) * doc.sampleInterval,
-                         doc.sampleInterval, doc.GetLength()))
+    else if (!IsFinite(done.fit.Curve(), from, doc.sampleInterval, doc.GetLength()))
+        done.refused =
+            "the fitted curve leaves the range of numbers within the recording; fit a longer region";
+    else if (m_nRemoval == divide && CrossesZero(done.fit.Curve(), from, doc.sampleInterval, doc.GetLength()))
         done.refused = "the fitted curve comes to 0, by which nothing can be divided; subtract it";
     return done;
 }
@@ -203,7 +218,7 @@ WrittenFile CRemoveExpDrift::WriteFile(Session& session, const std::filesystem::
 WrittenRecording CRemoveExpDrift::WriteChanged(CArchive& archive, const std::filesystem::path& target) {
     CDataDoc& doc = *Document();
     const SampleSpan span = FitSpan();
-    if (m_dAverageTime > static_cast<double>(span.Count()) * doc.sampleInterval) {
+    if (m_dAverageTime > FitTime()) {
         Tell(averageText);
         m_dAverageTime = 0.0;
     }
@@ -268,9 +283,8 @@ std::string CRemoveExpDrift::LogText() const {
 std::string CRemoveExpDrift::ReportText() const {
     const CDataDoc& doc = *Document();
     const SampleSpan span = FitSpan();
-    std::string text = fmt::format(
-        "Remove Exponential Drift: {}\r\nFit Start time\t{:f}\r\nFit End time\t{:f}\r\n",
-        m_nRemoval == divide ? "divide" : "subtract", doc.TimeOf(span.first), doc.TimeOf(span.end));
+    std::string text = fmt::format(headText, m_nRemoval == divide ? "divide" : "subtract",
+                                   doc.TimeOf(span.first), doc.TimeOf(span.first) + FitTime());
     for (const Done& done : m_done) {
         if (!done.refused.empty()) {
             text += fmt::format("Trace {}: left as it is\r\n", done.trace + 1);
@@ -309,11 +323,13 @@ std::vector<Result> CRemoveExpDrift::Results() {
                    {"tau2", "ms"},
                    {"bic1", ""},
                    {"bic2", ""},
+                   {"iterations1", ""},
+                   {"iterations2", ""},
                    {"note", ""}},
                   {}};
     std::vector<std::vector<ResultValue>> rows;
     for (const Done& done : m_done) {
-        std::vector<ResultValue> row(10);
+        std::vector<ResultValue> row(12);
         row[0] = int64_t{done.trace} + 1;
         if (done.fit.chosen >= 0) {
             const Relaxation& curve = done.fit.Curve();
@@ -325,11 +341,14 @@ std::vector<Result> CRemoveExpDrift::Results() {
                 row[5] = curve.weight;
                 row[6] = curve.tau1;
             }
-            for (size_t k = 0; k < 2; ++k)
-                if (done.fit.fits[k].isDone && std::isfinite(done.fit.fits[k].bic))
-                    row[7 + k] = done.fit.fits[k].bic;
+            for (size_t k = 0; k < 2; ++k) {
+                const RelaxationFit& fit = done.fit.fits[k];
+                if (!fit.isDone) continue;
+                if (std::isfinite(fit.bic)) row[7 + k] = fit.bic;
+                row[9 + k] = int64_t{fit.result.iterations};
+            }
         }
-        if (!done.refused.empty()) row[9] = done.refused;
+        if (!done.refused.empty()) row[11] = done.refused;
         rows.push_back(std::move(row));
     }
     result.SetRows(std::move(rows));
@@ -354,7 +373,7 @@ const CRemoveExpDrift::Shown& CRemoveExpDrift::TakeShown() {
         }
         FitControl control = Control().fit;
         control.mostIterations = std::min(control.mostIterations, mostShownIterations);
-        const DriftFit fit = FitDrift(m_shown->data.t, m_shown->data.y, m_dAverageTime, control);
+        const DriftFit fit = FitDrift(m_shown->data.t, m_shown->data.y, m_dAverageTime, FitTime(), control);
         if (fit.chosen >= 0) m_shown->fit = fit;
     } catch (const JobRefused&) {
         // The run tells it.

@@ -15,9 +15,9 @@ struct DriftFit {
     const Relaxation& Curve() const { return fits[static_cast<size_t>(chosen)].curve; }
 };
 
-// Starts: V(0) the first value, V(inf) the mean over `average` ms before the end, or the last value. A fit
-// that fails is tried again with a tenth of its step, while that is above 0.001.
-DriftFit FitDrift(std::span<const double> t, std::span<const double> y, double average,
+// Starts as StartOfRelaxation has them, from means over `average` ms at either end. A fit that fails is tried
+// again with a tenth of its step, while that is above 0.001.
+DriftFit FitDrift(std::span<const double> t, std::span<const double> y, double average, double fitTime,
                   const FitControl& control, const FitPoll& poll = {});
 
 class CRemoveExpDrift : public CFitTimeConstBase {
@@ -34,6 +34,7 @@ class CRemoveExpDrift : public CFitTimeConstBase {
     void GetParamText(std::string& text) override;
     void CheckChangeDoc(CDataDoc* doc) override;
     bool HasResultText() const override { return true; }
+    bool TellsWhatItFound() const override { return true; }
     void WriteResult(const TextSink& sink) override;
     std::vector<Result> Results() override;
     std::optional<Graph> GetGraph() override;
@@ -59,7 +60,8 @@ class CRemoveExpDrift : public CFitTimeConstBase {
         std::string refused;  // why it is left as it is; empty where it was transformed
     };
     std::vector<int> Traces() const;
-    SampleSpan FitSpan() const;
+    SampleSpan FitSpan() const;  // its last sample included
+    double FitTime() const;
     Done FitTrace(int trace, const FitPoll& poll);
     std::string LogText() const;
     std::string ReportText() const;

@@ -65,6 +65,25 @@ std::string BadCell(int64_t row, const std::vector<std::string>& cells, size_t c
                         : fmt::format("Row {}: \"{}\" is no number that can be fitted.", row, cell);
 }
 
+// A blank in a heading parts no number from its word: "Trace 1" is none.
+bool HoldsNumber(std::string_view line, const std::vector<std::string>& cells, const RowFormat& format) {
+    const auto isNumber = [&](const std::string& cell) {
+        return ReadNumber(cell, format.decimal).has_value();
+    };
+    return (!cells.empty() && isNumber(cells.front())) ||
+           std::ranges::any_of(SplitCells(line, format.LabelSeparators()), isNumber);
+}
+
+// The first that is asked for and has no number.
+size_t MissingColumn(const std::vector<std::string>& cells, int columnX, int columnY, char decimal) {
+    for (const int column : {columnX, columnY})
+        if (column > 0 && !NumberAt(cells, static_cast<size_t>(column) - 1, decimal))
+            return static_cast<size_t>(column) - 1;
+    size_t at = 0;
+    while (NumberAt(cells, at, decimal)) ++at;
+    return at;
+}
+
 }  // namespace
 
 XYTable ReadXYTable(TextReader& text, int columnX, int columnY, char decimal) {
@@ -78,6 +97,10 @@ XYTable ReadXYTable(TextReader& text, int columnX, int columnY, char decimal) {
         if (line.find_first_not_of(" \t\r,;") == std::string::npos) continue;
         const std::vector<std::string> cells = SplitCells(line, format.separators);
         if (!columns) columns = ColumnsOf(cells, columnX, columnY, format.decimal);
+        if (!columns && HoldsNumber(line, cells, format)) {
+            table.fault = BadCell(row, cells, MissingColumn(cells, columnX, columnY, format.decimal));
+            return table;
+        }
         if (!columns) continue;
         if (table.x.size() == mostTableRows) {
             table.fault = fmt::format("The table has more than {} rows.", mostTableRows);

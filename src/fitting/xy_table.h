@@ -16,9 +16,9 @@ struct XYTable {
 };
 
 // The columns are counted from 1; 0 for the first two whose cells are numbers. Lines at the top without
-// numbers there are passed over, a later one is a fault, which tells its row. Cells are apart by tabs,
-// semicolons, blanks and commas; a comma is a decimal one where no number has a point, and either tabs or
-// semicolons part the cells or the user's decimal separator is the comma. Throws FileError.
+// any number are passed over, any other one without both is a fault, which tells its row. Cells are apart by
+// tabs, semicolons, blanks and commas; a comma is a decimal one where no number has a point, and either tabs
+// or semicolons part the cells or the user's decimal separator is the comma. Throws FileError.
 XYTable ReadXYTable(TextReader& text, int columnX, int columnY, char decimal);
 
 // Ascending by X, rows of one X in their order. False when they were so already.

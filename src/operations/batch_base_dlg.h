@@ -192,6 +192,10 @@ class CBatchBaseDlg {
     const std::vector<int>& WrittenChannels() const { return m_written; }
     // Writes the result of the last run as the window's text, for operations that have one.
     virtual bool HasResultText() const { return false; }
+    // Whether one that writes traces has found something that it tells then.
+    virtual bool TellsWhatItFound() const { return false; }
+    // Those with which the last run began, where it leaves others behind.
+    virtual std::vector<std::byte> UsedSettings() { return Settings(); }
     virtual void WriteResult(const TextSink&) {}
     // The same as a table of findings, for operations whose findings the user may reject. It stands in the
     // window in place of the text.

@@ -44,4 +44,11 @@ void WriteSettings(JsonWriter& json, CBatchBaseDlg& block) {
     json.EndObject();
 }
 
+void WriteUsedSettings(JsonWriter& json, CBatchBaseDlg& block) {
+    const std::vector<std::byte> left = block.Settings();
+    block.TakeSettings(block.UsedSettings());
+    WriteSettings(json, block);
+    block.TakeSettings(left);
+}
+
 }  // namespace kymora

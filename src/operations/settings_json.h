@@ -10,5 +10,7 @@ namespace kymora {
 void WriteParamValue(JsonWriter& json, const Field& param);
 // {KEY: value, ...} of all parameters of an operation.
 void WriteSettings(JsonWriter& json, CBatchBaseDlg& block);
+// Those with which the last run began: a window may go on with what was found.
+void WriteUsedSettings(JsonWriter& json, CBatchBaseDlg& block);
 
 }  // namespace kymora

@@ -237,9 +237,12 @@ TEST_F(CurveFitTest, TablesOfManyKinds) {
                 {"cell a 1 2 3\ncell b 4 5 6\n", 0, 0, {1, 4}, {2, 5}, ""},
                 {"1 2 3\n4 5 6\n", 3, 1, {3, 6}, {1, 4}, ""},
                 {"1 2\n3 x\n", 0, 0, {}, {}, "Row 2: \"x\" is no number that can be fitted."},
+                {"1 abc\n3 4\n5 6\n", 0, 0, {}, {}, "Row 1: \"abc\" is no number that can be fitted."},
+                {"x y\n7\n3 4\n", 0, 0, {}, {}, "Row 2 has no number in column 2."},
+                {"t\tTrace 1\n3\t4\n", 0, 0, {3}, {4}, ""},
                 {"1 2\n3\n", 0, 0, {}, {}, "Row 2 has no number in column 2."},
                 {"1 2\n3 nan\n", 0, 0, {}, {}, "Row 2: \"nan\" is no number that can be fitted."},
-                {"1 2\n", 1, 5, {}, {}, "The table has no row with numbers in the columns that are set."},
+                {"1 2\n", 1, 5, {}, {}, "Row 1 has no number in column 5."},
                 {"", 0, 0, {}, {}, "The table has no row with two numbers."}};
     for (const auto& [text, columnX, columnY, x, y, fault] : rows) {
         TextReader reader{std::string_view(text)};
@@ -312,6 +315,12 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
     }
     EXPECT_NE(Text(drift).find("exp 1\r\n2\t"), std::string::npos)
         << "the first trace has one" << Text(drift);
+    EXPECT_NE(Text(drift).find(
+                  "\r\nRemove Exponential Drift: subtract\r\nFit Start time\t0.000000\tFit End time\t"),
+              std::string::npos);
+    std::string params;
+    drift.GetParamText(params);
+    EXPECT_EQ(params.find("Remove Exponential Drift: "), 0u) << params;
     EXPECT_NE(Text(drift).find("Trace 2: double exponential\r\n\tV0 = "), std::string::npos);
     for (float& value : one) value -= 5.0f;
     const auto crossing = MemoryDoc::Make(session, {one});
@@ -319,6 +328,15 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
     Set(drift, "traces", "1");
     Set(drift, "method", "0");
     EXPECT_FALSE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << "nothing is divided by 0";
+    // A fit of a few samples at the end, whose curve is without end at the beginning.
+    std::vector<float> late(2000, 5.0f);
+    for (int i = 0; i < 20; ++i)
+        late[1980 + static_cast<size_t>(i)] = 5.0f + 10.0f * std::exp(-static_cast<float>(i));
+    const auto steep = MemoryDoc::Make(session, {late});
+    drift.CheckChangeDoc(steep.get());
+    Set(drift, "method", "1");
+    Set(drift, "fitStart", std::to_string(1980 * steep->sampleInterval));
+    EXPECT_FALSE(drift.WriteFile(session, "/d.kymr-dat", true).isDone);
     const auto longest = MemoryDoc::Generate(session, 1, 99'999, [](int, int64_t) { return 1.0f; });
     drift.CheckChangeDoc(longest.get());
     EXPECT_EQ(drift.Validate(), "");

@@ -100,6 +100,59 @@ TEST_F(TimeConstantTest, EventsAreAveragedOrFittedOneByOne) {
     EXPECT_EQ(fit.GetGraph()->panes.size(), 2u);
 }
 
+TEST_F(TimeConstantTest, TheOrderOfAnEndAndItsFixingIsAllOne) {
+    const std::vector<std::pair<const char*, const char*>> orders[] = {{{"v0", "-35"}, {"fixV0", "1"}},
+                                                                       {{"fixV0", "1"}, {"v0", "-35"}}};
+    for (const auto& order : orders) {
+        CFitTimeConst fit;
+        for (const auto& [key, value] : order) Set(fit, key, value);
+        EXPECT_TRUE(fit.m_bStartFromData) << "tau and V(inf) come from the data";
+        Set(fit, "vInf", "-60");
+        EXPECT_FALSE(fit.m_bStartFromData) << "a start of the user's own";
+        Set(fit, "startFromData", "1");
+        EXPECT_TRUE(fit.m_bStartFromData);
+    }
+}
+
+TEST_F(TimeConstantTest, TheSettingsThatWereUsedDoItAgain) {
+    const auto doc = Falls();
+    CFitTimeConst fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "fitStart", "300");
+    Set(fit, "fitEnd", "440");
+    ASSERT_TRUE(fit.Run());
+    EXPECT_NEAR(fit.m_dTau, 20.0, 0.02) << "the window goes on with what was found";
+    CFitTimeConst again;
+    again.TakeSettings(fit.UsedSettings());
+    EXPECT_NEAR(again.m_dTau, 140.0 / 3, 1e-9) << "a third of the time of the fit";
+    EXPECT_NEAR(again.m_dV0, -60.0, 1.5);
+    again.CheckChangeDoc(doc.get());
+    again.m_bStartFromData = false;
+    ASSERT_TRUE(again.Run());
+    EXPECT_EQ(Text(again), Text(fit));
+}
+
+TEST_F(TimeConstantTest, TheLastSampleTakesPartAndAMeanHasTheFirstEventThatDoes) {
+    auto doc = Falls();
+    CFitTimeConst fit;
+    fit.CheckChangeDoc(doc.get());
+    Set(fit, "fitStart", "300");
+    Set(fit, "fitEnd", "440");
+    ASSERT_TRUE(fit.Run());
+    const auto layers = fit.GetGraph()->panes[1].layers;
+    EXPECT_EQ(layers.front().x.size(), 281u);
+    EXPECT_EQ(layers.front().x.back(), 440.0);
+    // The segment of the first event, at 100 ms, would begin before the recording.
+    CTimeConstLog log;
+    log.CheckChangeDoc(doc.get());
+    Set(log, "channel1", "a");
+    Set(log, "fitStart", "-150");
+    Set(log, "fitEnd", "100");
+    Set(log, "averages", "3");
+    ASSERT_TRUE(log.Run()) << host.LastMessage();
+    EXPECT_NE(Text(log).find("\r\n2\t"), std::string::npos) << Text(log);
+}
+
 TEST_F(TimeConstantTest, AnEventBesideAGapIsSkipped) {
     const auto doc = Falls({700, 100, 600});
     CTimeConstLog fit;
