@@ -157,7 +157,8 @@ std::unique_ptr<OperationJob> CDWTAnalysis::MakeJob() {
     job->count = part.Count();
     job->found.start = doc.TimeOf(part.start);
     job->found.interval = doc.sampleInterval;
-    job->found.unit = doc.traces[static_cast<size_t>(m_nTrace)].traceUnits;
+    const std::string& unit = doc.traces[static_cast<size_t>(m_nTrace)].traceUnits;
+    job->found.unit = unit.empty() ? "mV" : unit;
     return job;
 }
 
@@ -220,15 +221,17 @@ std::vector<Result> CDWTAnalysis::Results() {
         rows.push_back({NameOf(band), m_found.LowOf(band), m_found.HighOf(band),
                         static_cast<int64_t>(band.count), m_found.PowerOf(band)});
     bands.SetRows(std::move(rows));
-    Result coefficients{"coefficients",
-                        {},
-                        {{"band", ""}, {"start", "ms"}, {"end", "ms"}, {"coefficient", m_found.unit}},
-                        {}};
+    Result coefficients{
+        "coefficients",
+        {},
+        {{"band", ""}, {"start", "ms"}, {"end", "ms"}, {"coefficient", m_found.unit}, {"label", ""}},
+        {}};
     coefficients.rows = [this](const ResultRowSink& sink) {
         for (const WaveletBand& band : m_found.run->transform.Bands())
             for (size_t i = 0; i < m_found.CountOf(band); ++i) {
                 const ResultValue row[] = {NameOf(band), m_found.StartOf(band, i),
-                                           m_found.StartOf(band, i + 1), m_found.Coefficients(band)[i]};
+                                           m_found.StartOf(band, i + 1), m_found.Coefficients(band)[i],
+                                           fmt::format("{},{}", NameOf(band), i)};
                 if (!sink(row)) return false;
             }
         return true;
@@ -260,7 +263,7 @@ GraphPane CDWTAnalysis::PowerPane() const {
     pane.y = {"level", "1: highest frequencies"};
     if (!m_found.run) return pane;
     const size_t samples = m_found.before.size(), cells = std::min(samples, mostCells);
-    GraphLayer matrix{LayerKind::matrix, "Relative power (squared DWT coefficient)", GraphColour(0)};
+    GraphLayer matrix{LayerKind::matrix, "Relative power\n\n(squared DWT coefficient)", GraphColour(0)};
     matrix.columns = cells;
     matrix.x = {m_found.start, m_found.start + static_cast<double>(samples) * m_found.interval};
     const std::vector<WaveletBand> bands = m_found.run->transform.Bands();
@@ -278,7 +281,7 @@ GraphPane CDWTAnalysis::PowerPane() const {
         }
     }
     if (m_bLogPower) {
-        matrix.name = "log relative power (squared DWT coefficient)";
+        matrix.name = "log relative power\n\n(squared DWT coefficient)";
         const double floor = leastShare * *std::max_element(matrix.y.begin(), matrix.y.end());
         for (double& value : matrix.y)
             value = value > 0.0 ? std::log10(std::max(value, floor)) : std::log10(floor);
@@ -291,7 +294,7 @@ GraphPane CDWTAnalysis::PowerPane() const {
 GraphPane CDWTAnalysis::CoefficientPane() const {
     GraphPane pane{"coefficients"};
     pane.x = {"time", "ms"};
-    pane.title = "DWT Coefficient (line = 0)";
+    pane.title = "DWT Coefficient\n\n(line = 0)";
     pane.y = {"level", ""};
     if (!m_found.run) return pane;
     const std::vector<WaveletBand> bands = m_found.run->transform.Bands();
@@ -307,10 +310,11 @@ GraphPane CDWTAnalysis::CoefficientPane() const {
             curve.x.push_back(m_found.StartOf(bands[row], i) + half);
             curve.y.push_back(line + scale * values[i]);
         }
+        curve.told = {NameOf(bands[row]) + ",", m_found.unit, {values.begin(), values.end()}};
         pane.layers.push_back(std::move(curve));
         pane.lines.push_back({false, line, 0x00C0C0C0, ""});
     }
-    if (m_found.before.size() > 2 * mostCells) pane.title = tooNarrowForCoefficientsText;
+    if (m_found.before.size() > 2 * mostCells) pane.title += std::string("\n") + tooNarrowForCoefficientsText;
     return pane;
 }
 

@@ -18,6 +18,8 @@ constexpr int greatestBins = 32768;
 constexpr int64_t averagesBetweenPolls = 64;
 constexpr int64_t mostSurfaceLines = 40;
 constexpr double surfaceShear = 0.4, surfaceLift = 1.6;  // of the range of an axis, from front to back
+constexpr const char* tooMuchOverlapText =
+    "Segments that overlap by {} % need {} bins or more. Choose more bins, or less overlap.";
 constexpr const char* tooManyCellsText =
     "{} columns of {} bins are too many to be shown. Choose fewer columns, or fewer bins.";
 constexpr const char* onlyFirstText =
@@ -125,6 +127,9 @@ void CSonogram::Describe(ParamList& list) {
 
 std::string CSonogram::CheckSettings() {
     if (!std::has_single_bit(static_cast<uint32_t>(m_nBins))) return noBinCountText;
+    if (Step() < 1)
+        return fmt::format(tooMuchOverlapText, OverlapNames()[static_cast<size_t>(m_nOverlapShift)],
+                           1 << (m_nOverlapShift - 1));
     return CEventBaseDlg::CheckSettings();
 }
 

@@ -24,7 +24,7 @@ const std::vector<std::string>& OverlapNames() {
 
 SegmentGrid GridOver(int64_t first, int64_t samples, size_t bins, int overlapShift) {
     SegmentGrid grid{first, static_cast<int64_t>(2 * bins), 0, 0};
-    grid.step = grid.length >> overlapShift;
+    grid.step = std::max(grid.length >> overlapShift, int64_t{1});
     if (samples >= grid.length) grid.count = (samples - grid.length + grid.step) / grid.step;
     return grid;
 }

@@ -26,6 +26,22 @@ const GraphPane& Graph::Named(std::string_view name) const {
                                 (names.empty() ? "It is empty." : "It has: " + names + "."));
 }
 
+std::vector<std::string> TitleLines(std::string_view title) {
+    std::vector<std::string> lines;
+    while (!title.empty()) {
+        const size_t end = std::min(title.find('\n'), title.size());
+        if (end > 0) lines.emplace_back(title.substr(0, end));
+        title.remove_prefix(std::min(end + 1, title.size()));
+    }
+    return lines;
+}
+
+std::string InOneLine(std::string_view title) {
+    std::string text;
+    for (const std::string& line : TitleLines(title)) text += (text.empty() ? "" : " ") + line;
+    return text;
+}
+
 uint32_t GraphColour(size_t i) {
     constexpr uint32_t colours[] = {Rgb(0, 114, 178),   Rgb(213, 94, 0),   Rgb(0, 158, 115),
                                     Rgb(204, 121, 167), Rgb(230, 159, 0),  Rgb(86, 180, 233),

@@ -40,9 +40,18 @@ enum class LayerKind {
     rose     // bars around a circle: x holds the edges in turns (0 to 1), one more than y
 };
 
+// What the mouse tells of the points of a layer in place of their y: values, each behind the prefix and its
+// number from 0. Without values it tells y.
+struct GraphTold {
+    std::string prefix, unit;
+    std::vector<float> values;
+
+    bool operator==(const GraphTold&) const = default;
+};
+
 struct GraphLayer {
     LayerKind kind = LayerKind::curve;
-    std::string name;     // in the legend; empty for none
+    std::string name;     // in the legend, or beside the colours of a matrix; empty for none
     uint32_t colour = 0;  // 0x00BBGGRR, made lighter or darker where the paper needs it
     std::vector<double> x, y, y2;
     size_t columns = 0;  // of a matrix
@@ -59,6 +68,7 @@ struct GraphLayer {
     int channel = -1;
     // Of bars: where they stand. Minus infinity: on the lower axis, wherever that is.
     double base = 0.0;
+    GraphTold told;
     bool isSilent = false;  // the mouse does not read it: one of many, which only show how they spread
 
     bool operator==(const GraphLayer&) const = default;
@@ -91,7 +101,7 @@ struct GraphArea {
 
 struct GraphPane {
     std::string name;   // by which it is asked for; unique in its graph
-    std::string title;  // above it; empty for none
+    std::string title;  // above it, in as many lines as it has; empty for none
     GraphAxis x, y;
     std::vector<GraphLayer> layers;
     std::vector<GraphLine> lines;
@@ -121,6 +131,10 @@ struct Graph {
     const GraphPane& Named(std::string_view name) const;
     bool operator==(const Graph&) const = default;
 };
+
+// The lines of a title that hold something, and the same in one line.
+std::vector<std::string> TitleLines(std::string_view title);
+std::string InOneLine(std::string_view title);
 
 // Colours for the layers of a graph, which are told apart by those who see few of them, on light and dark
 // paper (after M. Okabe and K. Ito, "Color universal design", 2008). They repeat after eight.

@@ -74,12 +74,16 @@ bool ShowsYTitle(const Graph& graph, size_t pane) {
     return pane % columns == 0 || graph.panes[pane - 1].y.Label() != title || graph.panes[pane - 1].IsRose();
 }
 
+int TitleHeight(DrawDevice& device, std::string_view title) {
+    return static_cast<int>(TitleLines(title).size()) * device.TextExtent("0", true).height;
+}
+
 PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const GraphBox& box, int width,
                       int height) {
     const GraphPane& pane = graph.panes[i];
     const int text = device.TextExtent("0").height;
     PaneMargins margins{edge, edge + text / 2, edge, edge};
-    if (!pane.title.empty()) margins.top = edge + device.TextExtent(pane.title, true).height + graphTextGap;
+    if (!pane.title.empty()) margins.top = edge + TitleHeight(device, pane.title) + graphTextGap;
     if (pane.IsRose()) {
         const int label = text + graphTextGap;
         margins.left = margins.right = edge + device.TextExtent("180\u00B0").width + graphTextGap;
@@ -101,7 +105,8 @@ PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const Gr
     if (const GraphLayer* matrix = MatrixOf(pane)) {
         const int numbers = WidestOf(device, ColourBarTicks(*matrix, height));
         margins.right = barGap + barWidth + graphTickLength + graphTextGap + numbers + edge;
-        if (!matrix->name.empty()) margins.right += text + graphTextGap;
+        if (!matrix->name.empty())
+            margins.right += static_cast<int>(TitleLines(matrix->name).size()) * text + graphTextGap;
     }
     return margins;
 }
@@ -147,7 +152,8 @@ std::string NumberOf(double value, const GraphAxis& axis) {
 }
 
 std::string NamedValue(const std::string& name, const std::string& other, const std::string& value) {
-    return fmt::format("{}: {}", !name.empty() ? name : !other.empty() ? other : "value", value);
+    const std::string said = InOneLine(!name.empty() ? name : other);
+    return fmt::format("{}: {}", said.empty() ? "value" : said, value);
 }
 
 // The bar over a place; nothing outside of them.
@@ -243,7 +249,12 @@ class Reader {
             found = k;
         }
         if (!std::isfinite(best) || (isPoints && best > reach)) return;
-        reading_.lines.push_back(NamedValue(layer.name, pane_.y.title, TextAt(layer, found)));
+        if (found < layer.told.values.size())
+            reading_.lines.push_back(
+                NamedValue(layer.told.prefix + std::to_string(found), "",
+                           NumberOf(double{layer.told.values[found]}, GraphAxis{"", layer.told.unit})));
+        else
+            reading_.lines.push_back(NamedValue(layer.name, pane_.y.title, TextAt(layer, found)));
         const double up = std::abs(place_.y.ToPixel(layer.y[found]) - pixel_.y);
         Take(i, found, layer.x[found], layer.y[found], isPoints ? best / 2 : up);
     }

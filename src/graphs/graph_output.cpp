@@ -80,7 +80,7 @@ class LayerTable {
     void Append(std::string& text, const GraphLayer& layer) {
         if (!text.empty()) text += "\r\n";
         const std::string x = pane_.x.Label().empty() ? "x" : pane_.x.Label();
-        const std::string y = !layer.name.empty()       ? layer.name
+        const std::string y = !layer.name.empty()       ? InOneLine(layer.name)
                               : pane_.y.Label().empty() ? std::string("y")
                                                         : pane_.y.Label();
         switch (layer.kind) {
@@ -175,7 +175,7 @@ std::string GraphText(const Graph& graph) {
     for (const GraphPane& pane : graph.panes) {
         if (!text.empty()) text += "\r\n";
         if (graph.panes.size() > 1 && pane.text.empty())
-            text += (pane.title.empty() ? pane.name : pane.title) + "\r\n";
+            text += InOneLine(pane.title.empty() ? pane.name : pane.title) + "\r\n";
         text += PaneText(pane);
     }
     return text;

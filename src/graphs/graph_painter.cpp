@@ -51,8 +51,12 @@ class PanePainter {
         TextStyle style{look_.ink, TextStyle::Horizontal::centre, TextStyle::Vertical::top, true};
         // Cut by the width of letters that are not bold, with some room.
         const int width = (place_.area.Width() - 2 * titleEdge) * 8 / 9;
-        device_.Text((place_.area.left + place_.area.right) / 2, place_.area.top + titleEdge,
-                     ElideText(device_, pane_.title, width), style);
+        int top = place_.area.top + titleEdge;
+        for (const std::string& line : TitleLines(pane_.title)) {
+            device_.Text((place_.area.left + place_.area.right) / 2, top, ElideText(device_, line, width),
+                         style);
+            top += device_.TextExtent("0", true).height;
+        }
     }
     void PaintLegend() {
         if (place_.legendHeight == 0) return;
@@ -171,9 +175,11 @@ class PanePainter {
         }
         TextStyle upward{look_.ink, TextStyle::Horizontal::centre, TextStyle::Vertical::top};
         upward.upward = true;
-        if (!matrix.name.empty())
-            device_.Text(bar.right + graphTickLength + 2 * graphTextGap + widest, (bar.top + bar.bottom) / 2,
-                         ElideText(device_, matrix.name, bar.Height()), upward);
+        int left = bar.right + graphTickLength + 2 * graphTextGap + widest;
+        for (const std::string& line : TitleLines(matrix.name)) {
+            device_.Text(left, (bar.top + bar.bottom) / 2, ElideText(device_, line, bar.Height()), upward);
+            left += TextHeight();
+        }
     }
 
     DrawDevice& device_;

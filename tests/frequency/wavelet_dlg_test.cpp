@@ -115,6 +115,13 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
     EXPECT_EQ(std::get<double>(bands[0][1]), 500.0);
     EXPECT_EQ(std::get<double>(bands[0][2]), 1000.0);
     EXPECT_EQ(std::get<std::string>(bands[9][0]), "r9");
+    const auto label = [&](size_t row) { return std::get<std::string>(Rows(analysis, 1)[row][4]); };
+    EXPECT_EQ(label(0), "d1,0");
+    EXPECT_EQ(label(501), "d2,1") << "500 of the 512 begin before the end";
+    EXPECT_EQ(label(Rows(analysis, 1).size() - 1), "r9,1");
+    EXPECT_EQ(analysis.GetGraph()->panes[1].layers[0].name,
+              "log relative power\n\n(squared DWT coefficient)");
+    EXPECT_EQ(analysis.GetGraph()->panes[0].y.unit, "mV") << "of a trace without a unit";
     // Orthonormal: the powers add up to the squares of the extended run.
     std::vector<float> extended = SamplesOf(*doc);
     extended.resize(1024);
@@ -176,6 +183,14 @@ TEST_F(WaveletDlgTest, ColumnsAreSpectra) {
     Set(sonogram, {{"averagesPerColumn", "1000000000"}});
     EXPECT_EQ(Refusal(sonogram),
               "The number of averages has got ridiculous. Reduce specified end time (or contact author).");
+    // Four samples have no eighth; a quarter of them is the least step.
+    Set(sonogram, {{"bins", "2"}, {"overlapShift", "3"}, {"averagesPerColumn", "1"}, {"columns", "0"}});
+    EXPECT_EQ(Refusal(sonogram),
+              "Segments that overlap by 87.5 % need 4 bins or more. Choose more bins, or less overlap.");
+    for (const auto& [bins, shift] : {std::pair("2", "2"), {"4", "3"}}) {
+        Set(sonogram, {{"bins", bins}, {"overlapShift", shift}});
+        EXPECT_TRUE(sonogram.Run());
+    }
     Set(sonogram, {{"bins", "48"}});
     EXPECT_EQ(Refusal(sonogram), "Bin number of frequency intervals must be power of 2");
 }

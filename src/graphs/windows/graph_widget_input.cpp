@@ -362,7 +362,7 @@ void GraphWidget::GoTo(const Stop& stop) {
 void GraphWidget::TellStop() {
     if (!stop_ || stop_->pane >= graph_.panes.size()) return;
     const GraphPane& pane = graph_.panes[stop_->pane];
-    QString text = ToQString(pane.title.empty() ? pane.name : pane.title);
+    QString text = ToQString(InOneLine(pane.title.empty() ? pane.name : pane.title));
     if (stop_->line >= 0 && static_cast<size_t>(stop_->line) < pane.lines.size()) {
         const GraphLine& line = pane.lines[static_cast<size_t>(stop_->line)];
         const GraphAxis& axis = line.isUpright ? pane.x : pane.y;
