@@ -9,6 +9,7 @@
 #include "detection/event_threshold.h"
 #include "support/bytes.h"
 #include "support/memory_doc.h"
+#include "support/operation_results.h"
 #include "support/view_fixture.h"
 
 namespace kymora::test {
@@ -63,11 +64,7 @@ TEST_F(SpikeDetectThreshTest, UserLevelsFindEachSpike) {
     ASSERT_TRUE(operation.Run());
     EXPECT_EQ(Found(), Every500(400));
     EXPECT_EQ(doc->eventChannels[2].channelLabel, "units");
-    std::string result;
-    operation.WriteResult([&](std::string_view text) {
-        result += text;
-        return true;
-    });
+    const std::string result = ResultText(operation);
     EXPECT_EQ(result, "Spike count: 40\r\n");
     EXPECT_TRUE(doc->historyLog.starts_with("Detect Spikes by Threshold\r\nAnalysis region: whole file\r\n"));
     EXPECT_TRUE(doc->historyLog.ends_with("Spike count: 40\r\n\r\n"));

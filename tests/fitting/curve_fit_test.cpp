@@ -11,6 +11,7 @@
 #include "fitting/remove_exp_drift.h"
 #include "fitting/robust_fit_gen.h"
 #include "import/open_document.h"
+#include "support/operation_results.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -74,19 +75,6 @@ TEST(ReadyEquationTest, GuessesLeadToTheFit) {
 
 class CurveFitTest : public SessionTest {
   protected:
-    static void Set(CBatchBaseDlg& operation, const char* key, const std::string& value) {
-        ParamList params = operation.Params();
-        ASSERT_NE(params.Find(key), nullptr) << key;
-        ASSERT_EQ(params.Find(key)->SetFromText(value), "") << key;
-    }
-    static std::string Text(CBatchBaseDlg& operation) {
-        std::string text;
-        operation.WriteResult([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        return text;
-    }
     // 100 samples of 0.5 ms: 2 + 0.25 t from the 20th one on.
     std::unique_ptr<MemoryDoc> Ramp() {
         std::vector<float> samples(100, 7.0f);
@@ -99,21 +87,21 @@ TEST_F(CurveFitTest, TimeBeginsAtTheRegionAndItsLastSampleTakesPart) {
     const auto doc = Ramp();
     CCurveFit fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "region", "2");
-    Set(fit, "regionEnd", "20");
-    Set(fit, "regionStart", "10");
+    SetParameter(fit, "region", "2");
+    SetParameter(fit, "regionEnd", "20");
+    SetParameter(fit, "regionStart", "10");
     ASSERT_TRUE(fit.Run()) << host.LastMessage();
     EXPECT_NEAR(fit.m_fit.m_dParam[0], 2.0, 1e-9);
     EXPECT_NEAR(fit.m_fit.m_dParam[1], 0.25, 1e-9);
     const auto results = fit.Results();
     EXPECT_EQ(results.front().values[1].second, ResultValue(int64_t{21})) << "10 to 20 ms";
-    const std::string text = Text(fit);
+    const std::string text = ResultText(fit);
     EXPECT_TRUE(text.starts_with("x\ty_raw\ty_fit\tresid (raw-fit)\tSEest\tY_fit Lo\tY_fit Hi\r\n"
                                  "0.00\t2.000\t2.000\t0.000\t"))
         << text;
     EXPECT_NE(text.find("Parameter Estimates...\r\np0 = 2.000000\t+/- "), std::string::npos);
     EXPECT_EQ(fit.m_fit.m_dParamSaved[0], 1.0);
-    Set(fit, "equation", "a + b*t^2");
+    SetParameter(fit, "equation", "a + b*t^2");
     EXPECT_FALSE(fit.m_fit.HasFit());
 }
 
@@ -121,17 +109,17 @@ TEST_F(CurveFitTest, AFitThatFailsPutsTheParametersOfItsIterationBack) {
     const auto doc = Ramp();
     CCurveFit fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "region", "0");
-    Set(fit, "equation", "a + b/t");
-    Set(fit, "a", "3");
+    SetParameter(fit, "region", "0");
+    SetParameter(fit, "equation", "a + b/t");
+    SetParameter(fit, "a", "3");
     EXPECT_FALSE(fit.Run());
     EXPECT_EQ(host.LastMessage(), notConvergedText);
     EXPECT_EQ(fit.m_fit.m_dParam[0], 3.0);
     EXPECT_TRUE(fit.Results().empty());
-    Set(fit, "equation", "a*b*t");
+    SetParameter(fit, "equation", "a*b*t");
     EXPECT_FALSE(fit.Run()) << "two parameters that say the same: a pivot of 0";
     EXPECT_EQ(host.LastMessage(), notConvergedText);
-    Set(fit, "dataSD", "0");
+    SetParameter(fit, "dataSD", "0");
     EXPECT_FALSE(fit.Run());
     EXPECT_EQ(host.LastMessage(), "The SD of the data must be above 0.");
 }
@@ -140,10 +128,10 @@ TEST_F(CurveFitTest, SubtractsWithinTheRegionInDoublePrecision) {
     const auto doc = Ramp();
     CCurveFit fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "region", "2");
-    Set(fit, "regionEnd", "20");
-    Set(fit, "regionStart", "10");
-    Set(fit, "subtract", "1");
+    SetParameter(fit, "region", "2");
+    SetParameter(fit, "regionEnd", "20");
+    SetParameter(fit, "regionStart", "10");
+    SetParameter(fit, "subtract", "1");
     ASSERT_EQ(fit.WhatItAffects(), Affects::traces);
     ASSERT_TRUE(fit.WriteFile(session, "/made.kymr-dat", true).isDone) << host.LastMessage();
     const auto made = OpenRecording(session, "/made.kymr-dat", {}).document;
@@ -159,9 +147,9 @@ TEST_F(CurveFitTest, SubtractsWithinTheRegionInDoublePrecision) {
     // Noise has the spread that was asked for, and is the same for one seed.
     const auto noisy = [&](const char* path) {
         session.Seed(5);
-        Set(fit, "addMode", "0");
-        Set(fit, "addNoise", "1");
-        Set(fit, "noiseSD", "0.5");
+        SetParameter(fit, "addMode", "0");
+        SetParameter(fit, "addNoise", "1");
+        SetParameter(fit, "noiseSD", "0.5");
         EXPECT_TRUE(fit.WriteFile(session, path, true).isDone);
         return SamplesOf(*OpenRecording(session, path, {}).document, 0);
     };
@@ -180,7 +168,7 @@ TEST_F(CurveFitTest, ASampleThatIsNoNumberAndAGap) {
     const auto bad = MemoryDoc::Make(session, {samples}, 2.0);
     CCurveFit fit;
     fit.CheckChangeDoc(bad.get());
-    Set(fit, "region", "0");
+    SetParameter(fit, "region", "0");
     EXPECT_FALSE(fit.Run());
     EXPECT_EQ(host.LastMessage(),
               "Trace 1: the sample at 60 ms is no finite number. Choose a region without it.");
@@ -204,24 +192,19 @@ TEST_F(CurveFitTest, EachEventHasAFitOfItsOwn) {
     }
     CCurveFit fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "eachEvent", "1");
-    Set(fit, "channel1", "b");
+    SetParameter(fit, "eachEvent", "1");
+    SetParameter(fit, "channel1", "b");
     ASSERT_TRUE(fit.Run()) << host.LastMessage();
-    std::vector<std::vector<ResultValue>> rows;
-    const Result table = fit.Results().front();
-    table.rows([&](std::span<const ResultValue> row) {
-        rows.emplace_back(row.begin(), row.end());
-        return true;
-    });
+    const ResultRows rows = RowsOf(fit.Results().front());
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_NEAR(std::get<double>(rows[0][1]), 2.0, 1e-6) << "t is 0 at the onset";
     EXPECT_NEAR(std::get<double>(rows[2][1]), 7.0, 1e-6);
     EXPECT_NEAR(std::get<double>(rows[2][2]), 0.25, 1e-6);
     EXPECT_EQ(rows[1].back(), ResultValue(std::string("failed"))) << "of one sample";
-    EXPECT_NE(Text(fit).find("\r\n2 failed to converge; skipping.\r\n3\t7.0"), std::string::npos)
-        << Text(fit);
+    EXPECT_NE(ResultText(fit).find("\r\n2 failed to converge; skipping.\r\n3\t7.0"), std::string::npos)
+        << ResultText(fit);
     EXPECT_EQ(fit.m_fit.m_dParam[0], 1.0) << "the starts stay";
-    Set(fit, "subtract", "1");
+    SetParameter(fit, "subtract", "1");
     EXPECT_NE(fit.Validate(), "");
 }
 
@@ -267,25 +250,25 @@ TEST_F(CurveFitTest, FitsOfATable) {
     CCurveFitGen fit;
     fit.CheckChangeDoc(&blank);
     PutText("/t.txt", "x y\n2 5\n0 1\n1 3\n");
-    Set(fit, "file", "/t.txt");
-    Set(fit, "equation", "a + b*x");
-    Set(fit, "sort", "1");
-    Set(fit, "decimals", "1");
+    SetParameter(fit, "file", "/t.txt");
+    SetParameter(fit, "equation", "a + b*x");
+    SetParameter(fit, "sort", "1");
+    SetParameter(fit, "decimals", "1");
     ASSERT_TRUE(fit.Run()) << host.LastMessage();
     EXPECT_EQ(host.LastMessage(), sortedText);
-    EXPECT_NE(Text(fit).find("\r\n0.0\t1.0\t1.0\t"), std::string::npos) << Text(fit);
+    EXPECT_NE(ResultText(fit).find("\r\n0.0\t1.0\t1.0\t"), std::string::npos) << ResultText(fit);
     EXPECT_NEAR(fit.m_fit.m_dParam[1], 2.0, 1e-9);
-    Set(fit, "file", "/none.txt");
+    SetParameter(fit, "file", "/none.txt");
     EXPECT_FALSE(fit.Run());
 
     CRobustFitGen robust;
     robust.CheckChangeDoc(&blank);
-    Set(robust, "points", "0 1\n1 3\n2 5\n3 7\n4 100\n5 11\n6 13\n");
-    Set(robust, "degree", "1");
-    Set(robust, "iterations", "5");
+    SetParameter(robust, "points", "0 1\n1 3\n2 5\n3 7\n4 100\n5 11\n6 13\n");
+    SetParameter(robust, "degree", "1");
+    SetParameter(robust, "iterations", "5");
     ASSERT_TRUE(robust.Run()) << host.LastMessage();
-    EXPECT_TRUE(Text(robust).starts_with("1\r\n2\r\nx\ty_raw\ty_fit\r\n")) << Text(robust);
-    Set(robust, "degree", "7");
+    EXPECT_TRUE(ResultText(robust).starts_with("1\r\n2\r\nx\ty_raw\ty_fit\r\n")) << ResultText(robust);
+    SetParameter(robust, "degree", "7");
     EXPECT_FALSE(robust.Run());
 }
 
@@ -300,10 +283,10 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
     const auto doc = MemoryDoc::Make(session, {one, two});
     CRemoveExpDrift drift;
     drift.CheckChangeDoc(doc.get());
-    Set(drift, "traces", "1-2");
-    Set(drift, "addMode", "0");
+    SetParameter(drift, "traces", "1-2");
+    SetParameter(drift, "addMode", "0");
     for (const char* method : {"0", "1"}) {
-        Set(drift, "method", method);
+        SetParameter(drift, "method", method);
         ASSERT_TRUE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << host.LastMessage();
         const auto made = OpenRecording(session, "/d.kymr-dat", {}).document;
         for (int trace = 0; trace < 2; ++trace) {
@@ -313,20 +296,20 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
                 ASSERT_NEAR(samples[i], first, *method == '0' ? 1.5f : 0.25f) << trace << " " << i;
         }
     }
-    EXPECT_NE(Text(drift).find("exp 1\r\n2\t"), std::string::npos)
-        << "the first trace has one" << Text(drift);
-    EXPECT_NE(Text(drift).find(
+    EXPECT_NE(ResultText(drift).find("exp 1\r\n2\t"), std::string::npos)
+        << "the first trace has one" << ResultText(drift);
+    EXPECT_NE(ResultText(drift).find(
                   "\r\nRemove Exponential Drift: subtract\r\nFit Start time\t0.000000\tFit End time\t"),
               std::string::npos);
     std::string params;
     drift.GetParamText(params);
     EXPECT_EQ(params.find("Remove Exponential Drift: "), 0u) << params;
-    EXPECT_NE(Text(drift).find("Trace 2: double exponential\r\n\tV0 = "), std::string::npos);
+    EXPECT_NE(ResultText(drift).find("Trace 2: double exponential\r\n\tV0 = "), std::string::npos);
     for (float& value : one) value -= 5.0f;
     const auto crossing = MemoryDoc::Make(session, {one});
     drift.CheckChangeDoc(crossing.get());
-    Set(drift, "traces", "1");
-    Set(drift, "method", "0");
+    SetParameter(drift, "traces", "1");
+    SetParameter(drift, "method", "0");
     EXPECT_FALSE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << "nothing is divided by 0";
     // A fit of a few samples at the end, whose curve is without end at the beginning.
     std::vector<float> late(2000, 5.0f);
@@ -334,8 +317,8 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
         late[1980 + static_cast<size_t>(i)] = 5.0f + 10.0f * std::exp(-static_cast<float>(i));
     const auto steep = MemoryDoc::Make(session, {late});
     drift.CheckChangeDoc(steep.get());
-    Set(drift, "method", "1");
-    Set(drift, "fitStart", std::to_string(1980 * steep->sampleInterval));
+    SetParameter(drift, "method", "1");
+    SetParameter(drift, "fitStart", std::to_string(1980 * steep->sampleInterval));
     EXPECT_FALSE(drift.WriteFile(session, "/d.kymr-dat", true).isDone);
     const auto longest = MemoryDoc::Generate(session, 1, 99'999, [](int, int64_t) { return 1.0f; });
     drift.CheckChangeDoc(longest.get());

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "fitting/fit_time_const_base.h"
+#include "support/operation_results.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -10,19 +11,6 @@ namespace {
 
 class TimeConstantTest : public SessionTest {
   protected:
-    static void Set(CBatchBaseDlg& operation, const char* key, const std::string& value) {
-        ParamList params = operation.Params();
-        ASSERT_NE(params.Find(key), nullptr) << key;
-        ASSERT_EQ(params.Find(key)->SetFromText(value), "") << key;
-    }
-    static std::string Text(CBatchBaseDlg& operation) {
-        std::string text;
-        operation.WriteResult([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        return text;
-    }
     std::string Said() const {
         std::string all;
         for (const auto& message : host.messages) all += message.text + "\n";
@@ -52,24 +40,25 @@ TEST_F(TimeConstantTest, OneStretchFromItsStartOn) {
     const auto doc = Falls();
     CFitTimeConst fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "fitStart", "300");
-    Set(fit, "fitEnd", "440");
+    SetParameter(fit, "fitStart", "300");
+    SetParameter(fit, "fitEnd", "440");
     ASSERT_TRUE(fit.Run()) << host.LastMessage();
     EXPECT_NEAR(fit.m_dTau, 20.0, 0.02);
     EXPECT_NEAR(fit.m_dV0, -60.0, 0.01);
     EXPECT_NEAR(fit.m_dVInf, -70.0, 0.01);
-    EXPECT_TRUE(Text(fit).starts_with("id\tstart V\tend V\ttau\trms\titer\r\n0\t-60.00")) << Text(fit);
+    EXPECT_TRUE(ResultText(fit).starts_with("id\tstart V\tend V\ttau\trms\titer\r\n0\t-60.00"))
+        << ResultText(fit);
     // A line that is dragged sets the time to average; one that is typed begins the fit there.
-    Set(fit, "endAvg", "420");
+    SetParameter(fit, "endAvg", "420");
     EXPECT_EQ(fit.m_dAvgTime, 20.0);
-    Set(fit, "tau", "50");
+    SetParameter(fit, "tau", "50");
     EXPECT_FALSE(fit.m_bStartFromData);
     ASSERT_TRUE(fit.Run());
     EXPECT_NEAR(fit.m_dTau, 20.0, 0.02);
-    Set(fit, "avgTime", "1000");
+    SetParameter(fit, "avgTime", "1000");
     ASSERT_TRUE(fit.Run());
     EXPECT_EQ(host.LastMessage(), averageTooLongText);
-    Set(fit, "fitEnd", "300");
+    SetParameter(fit, "fitEnd", "300");
     EXPECT_FALSE(fit.Run());
 }
 
@@ -77,9 +66,9 @@ TEST_F(TimeConstantTest, EventsAreAveragedOrFittedOneByOne) {
     const auto doc = Falls();
     CTimeConstLog fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "channel1", "a");
-    Set(fit, "fitEnd", "140");
-    Set(fit, "averages", "9");
+    SetParameter(fit, "channel1", "a");
+    SetParameter(fit, "fitEnd", "140");
+    SetParameter(fit, "averages", "9");
     ASSERT_TRUE(fit.Run()) << host.LastMessage();
     EXPECT_EQ(fit.m_nAverages, 4);
     EXPECT_NE(Said().find("Insufficient events: reducing number to average"), std::string::npos);
@@ -87,14 +76,14 @@ TEST_F(TimeConstantTest, EventsAreAveragedOrFittedOneByOne) {
     EXPECT_NEAR(fit.m_dVInf, -70.0, 0.02) << "of the mean of 8, 10 and 12 mV";
     EXPECT_NEAR(fit.m_dTau, 20.0, 0.05);
 
-    Set(fit, "batch", "1");
-    Set(fit, "startEvent", "2");
+    SetParameter(fit, "batch", "1");
+    SetParameter(fit, "startEvent", "2");
     ASSERT_TRUE(fit.Run());
-    const std::string text = Text(fit);
+    const std::string text = ResultText(fit);
     EXPECT_NE(text.find("\r\n2\t-60.0"), std::string::npos) << text;
     EXPECT_NE(text.find("\r\n3\t-60.0"), std::string::npos) << text;
     EXPECT_EQ(text.find("\r\n1\t"), std::string::npos);
-    Set(fit, "startEvent", "7");
+    SetParameter(fit, "startEvent", "7");
     ASSERT_TRUE(fit.Run());
     EXPECT_EQ(fit.m_nStartEvent, 1);
     EXPECT_EQ(fit.GetGraph()->panes.size(), 2u);
@@ -105,11 +94,11 @@ TEST_F(TimeConstantTest, TheOrderOfAnEndAndItsFixingIsAllOne) {
                                                                        {{"fixV0", "1"}, {"v0", "-35"}}};
     for (const auto& order : orders) {
         CFitTimeConst fit;
-        for (const auto& [key, value] : order) Set(fit, key, value);
+        for (const auto& [key, value] : order) SetParameter(fit, key, value);
         EXPECT_TRUE(fit.m_bStartFromData) << "tau and V(inf) come from the data";
-        Set(fit, "vInf", "-60");
+        SetParameter(fit, "vInf", "-60");
         EXPECT_FALSE(fit.m_bStartFromData) << "a start of the user's own";
-        Set(fit, "startFromData", "1");
+        SetParameter(fit, "startFromData", "1");
         EXPECT_TRUE(fit.m_bStartFromData);
     }
 }
@@ -118,8 +107,8 @@ TEST_F(TimeConstantTest, TheSettingsThatWereUsedDoItAgain) {
     const auto doc = Falls();
     CFitTimeConst fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "fitStart", "300");
-    Set(fit, "fitEnd", "440");
+    SetParameter(fit, "fitStart", "300");
+    SetParameter(fit, "fitEnd", "440");
     ASSERT_TRUE(fit.Run());
     EXPECT_NEAR(fit.m_dTau, 20.0, 0.02) << "the window goes on with what was found";
     CFitTimeConst again;
@@ -129,15 +118,15 @@ TEST_F(TimeConstantTest, TheSettingsThatWereUsedDoItAgain) {
     again.CheckChangeDoc(doc.get());
     again.m_bStartFromData = false;
     ASSERT_TRUE(again.Run());
-    EXPECT_EQ(Text(again), Text(fit));
+    EXPECT_EQ(ResultText(again), ResultText(fit));
 }
 
 TEST_F(TimeConstantTest, TheLastSampleTakesPartAndAMeanHasTheFirstEventThatDoes) {
     auto doc = Falls();
     CFitTimeConst fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "fitStart", "300");
-    Set(fit, "fitEnd", "440");
+    SetParameter(fit, "fitStart", "300");
+    SetParameter(fit, "fitEnd", "440");
     ASSERT_TRUE(fit.Run());
     const auto layers = fit.GetGraph()->panes[1].layers;
     EXPECT_EQ(layers.front().x.size(), 281u);
@@ -145,21 +134,21 @@ TEST_F(TimeConstantTest, TheLastSampleTakesPartAndAMeanHasTheFirstEventThatDoes)
     // The segment of the first event, at 100 ms, would begin before the recording.
     CTimeConstLog log;
     log.CheckChangeDoc(doc.get());
-    Set(log, "channel1", "a");
-    Set(log, "fitStart", "-150");
-    Set(log, "fitEnd", "100");
-    Set(log, "averages", "3");
+    SetParameter(log, "channel1", "a");
+    SetParameter(log, "fitStart", "-150");
+    SetParameter(log, "fitEnd", "100");
+    SetParameter(log, "averages", "3");
     ASSERT_TRUE(log.Run()) << host.LastMessage();
-    EXPECT_NE(Text(log).find("\r\n2\t"), std::string::npos) << Text(log);
+    EXPECT_NE(ResultText(log).find("\r\n2\t"), std::string::npos) << ResultText(log);
 }
 
 TEST_F(TimeConstantTest, AnEventBesideAGapIsSkipped) {
     const auto doc = Falls({700, 100, 600});
     CTimeConstLog fit;
     fit.CheckChangeDoc(doc.get());
-    Set(fit, "channel1", "a");
-    Set(fit, "fitEnd", "140");
-    Set(fit, "batch", "1");
+    SetParameter(fit, "channel1", "a");
+    SetParameter(fit, "fitEnd", "140");
+    SetParameter(fit, "batch", "1");
     ASSERT_TRUE(fit.Run());
     EXPECT_NE(Said().find("Event 2 is skipped: there is a gap or the boundary of an episode"),
               std::string::npos);

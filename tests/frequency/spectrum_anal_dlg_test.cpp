@@ -5,6 +5,7 @@
 #include <cmath>
 #include <random>
 
+#include "support/operation_results.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -241,11 +242,7 @@ TEST_F(SpectrumTest, BandAndText) {
     Set("density", "1");
     ASSERT_TRUE(dialog.Run());
     EXPECT_NEAR(std::get<double>(Value("bandPower")), 2.0, 0.002);
-    std::string text;
-    dialog.WriteResult([&](std::string_view part) {
-        text += part;
-        return true;
-    });
+    const std::string text = ResultText(dialog);
     EXPECT_TRUE(text.starts_with("Trace A: 1 hum\r\nBin\tHz\tPower (mean sq amp)\r\n  0\t0.00\t")) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 67);
 }

@@ -6,6 +6,7 @@
 #include "frequency/morlet_scalogram.h"
 #include "frequency/sonogram.h"
 #include "frequency/wavelet_denoise.h"
+#include "support/operation_results.h"
 #include "transforms/dialog_fixture.h"
 
 namespace kymora::test {
@@ -18,23 +19,6 @@ struct WaveletDlgTest : DialogTest {
         const bool isDone = dialog.Run();
         dialog.SendMessagesTo(nullptr);
         return isDone || messages.empty() ? "" : messages.back().text;
-    }
-    static std::vector<std::vector<ResultValue>> Rows(CBatchBaseDlg& dialog, size_t table) {
-        std::vector<std::vector<ResultValue>> rows;
-        const std::vector<Result> results = dialog.Results();
-        results.at(table).rows([&](auto row) {
-            rows.emplace_back(row.begin(), row.end());
-            return true;
-        });
-        return rows;
-    }
-    static std::string Text(CBatchBaseDlg& dialog) {
-        std::string text;
-        dialog.WriteResult([&](std::string_view part) {
-            text += part;
-            return true;
-        });
-        return text;
     }
     CWaveletDenoise denoise;
     CDWTAnalysis analysis;
@@ -109,16 +93,18 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
     Set(analysis, {{"region", "0"}, {"wavelet", "0"}});
     ASSERT_TRUE(analysis.Run());
     // 1000 samples in 1024: inputs of 1024 down to 4 values are 9 levels.
-    const auto bands = Rows(analysis, 0);
+    const auto bands = RowsOf(analysis.Results().at(0));
     ASSERT_EQ(bands.size(), 10u);
     EXPECT_EQ(std::get<std::string>(bands[0][0]), "d1");
     EXPECT_EQ(std::get<double>(bands[0][1]), 500.0);
     EXPECT_EQ(std::get<double>(bands[0][2]), 1000.0);
     EXPECT_EQ(std::get<std::string>(bands[9][0]), "r9");
-    const auto label = [&](size_t row) { return std::get<std::string>(Rows(analysis, 1)[row][4]); };
+    const auto label = [&](size_t row) {
+        return std::get<std::string>(RowsOf(analysis.Results().at(1))[row][4]);
+    };
     EXPECT_EQ(label(0), "d1,0");
     EXPECT_EQ(label(501), "d2,1") << "500 of the 512 begin before the end";
-    EXPECT_EQ(label(Rows(analysis, 1).size() - 1), "r9,1");
+    EXPECT_EQ(label(RowsOf(analysis.Results().at(1)).size() - 1), "r9,1");
     EXPECT_EQ(analysis.GetGraph()->panes[1].layers[0].name,
               "log relative power\n\n(squared DWT coefficient)");
     EXPECT_EQ(analysis.GetGraph()->panes[0].y.unit, "mV") << "of a trace without a unit";
@@ -130,12 +116,13 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
     for (const float value : extended) squares += double{value} * value;
     for (const auto& band : bands) powers += std::get<double>(band[4]);
     EXPECT_NEAR(powers, squares, 1e-5 * squares);
-    EXPECT_TRUE(Text(analysis).starts_with(
+    EXPECT_TRUE(ResultText(analysis).starts_with(
         "d1: frequency range 500.00 - 1000.00 Hz\r\nstart time\tend time\tpower\r\n0.00\t1.00\t"));
     Set(analysis, {{"zeroBands", "1 d2, r"}});
     ASSERT_TRUE(analysis.Run());
-    for (const size_t band : {0u, 1u, 9u}) EXPECT_EQ(std::get<double>(Rows(analysis, 0)[band][4]), 0.0);
-    EXPECT_GT(std::get<double>(Rows(analysis, 0)[2][4]), 0.0);
+    for (const size_t band : {0u, 1u, 9u})
+        EXPECT_EQ(std::get<double>(RowsOf(analysis.Results().at(0))[band][4]), 0.0);
+    EXPECT_GT(std::get<double>(RowsOf(analysis.Results().at(0))[2][4]), 0.0);
     for (const char* wrong : {"0", "x", "40", "1-3"}) {
         Set(analysis, {{"zeroBands", wrong}});
         EXPECT_NE(Refusal(analysis), "") << wrong;
@@ -147,11 +134,12 @@ TEST_F(WaveletDlgTest, GapsAndFewSamples) {
     analysis.CheckChangeDoc(doc.get());
     Set(analysis, {{"region", "0"}});
     ASSERT_TRUE(analysis.Run());
-    EXPECT_EQ(std::get<double>(Rows(analysis, 1)[0][1]), 200.0) << "the longest part begins there";
+    EXPECT_EQ(std::get<double>(RowsOf(analysis.Results().at(1))[0][1]), 200.0)
+        << "the longest part begins there";
     SetDoc({{1, 2, 3}});
     analysis.CheckChangeDoc(doc.get());
     ASSERT_TRUE(analysis.Run());
-    EXPECT_EQ(Rows(analysis, 0).size(), 1u);
+    EXPECT_EQ(RowsOf(analysis.Results().at(0)).size(), 1u);
 }
 
 // --- spectrograms ---
@@ -167,7 +155,7 @@ TEST_F(WaveletDlgTest, ColumnsAreSpectra) {
     ASSERT_TRUE(sonogram.Run());
     // Segments of 64 begin every 16 samples, columns every 32.
     const std::vector<float> samples = SamplesOf(*doc);
-    const auto rows = Rows(sonogram, 0);
+    const auto rows = RowsOf(sonogram.Results().at(0));
     ASSERT_EQ(rows.size(), 3u);
     for (size_t column = 0; column < 3; ++column) {
         CSpectrumEstimator estimator({32, 2000.0});
@@ -201,7 +189,7 @@ TEST_F(WaveletDlgTest, GapsAreEmptyColumns) {
     Set(sonogram, {{"startTime", "0"}, {"overlapShift", "0"}, {"surface", "1"}});
     ASSERT_TRUE(sonogram.Run());
     // Seven columns of 128 samples; 256 to 383 and 384 to 511 meet the gap from 300 to 399.
-    const auto rows = Rows(sonogram, 0);
+    const auto rows = RowsOf(sonogram.Results().at(0));
     ASSERT_EQ(rows.size(), 7u);
     for (size_t column = 0; column < 7; ++column)
         EXPECT_EQ(std::isnan(std::get<float>(rows[column][1])), column == 2 || column == 3) << column;
@@ -218,7 +206,7 @@ TEST_F(WaveletDlgTest, ScalogramOfTheLongestPart) {
     scalogram.CheckChangeDoc(doc.get());
     Set(scalogram, {{"region", "0"}, {"lowest", "25"}, {"highest", "400"}, {"voices", "4"}});
     ASSERT_TRUE(scalogram.Run());
-    const auto rows = Rows(scalogram, 0);
+    const auto rows = RowsOf(scalogram.Results().at(0));
     ASSERT_EQ(rows.size(), 1000u);
     // 25 to 400 Hz, four to an octave; 100 Hz is the ninth.
     ASSERT_EQ(rows[0].size(), 1u + 17u);

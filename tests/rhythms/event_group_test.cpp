@@ -7,6 +7,7 @@
 #include "rhythms/event_burst_detect.h"
 #include "rhythms/event_rhythm_detect.h"
 #include "rhythms/event_rhythm_helper.h"
+#include "support/operation_results.h"
 
 namespace kymora::test {
 namespace {
@@ -408,11 +409,7 @@ TEST_F(EventGroupTest, HelperEditsByARunAndExportsTheFit) {
     EXPECT_NE(doc->historyLog.find("Merge event 3 with following in channel b\r\n"), std::string::npos);
     // Again there are no two.
     EXPECT_EQ(Run(helper, merge).substr(0, 40), "You have not placed the cursors around 2");
-    std::string text;
-    helper.WriteResult([&](std::string_view line) {
-        text += line;
-        return true;
-    });
+    const std::string text = ResultText(helper);
     EXPECT_EQ(text.substr(0, text.find("CC0")).substr(0, 16), "\tFreq\tDur\r\nMAD\t0");
     EXPECT_NE(text.find("\r\nTime\tFreq raw\tFreq fit\tDur raw\tDur fit\r\n50.000000\t20.000000\t"),
               std::string::npos);

@@ -47,9 +47,10 @@ TEST_F(ClusterTest, GivesIdsColoursAndAReport) {
     EXPECT_EQ(host.LastMessage(), "Too few events for 20 starting clusters: started with 9.");
     // Variance of the group 0.04, and of all 16.04 / 100000 more.
     const std::string low = "\tprop:\t0.500000\r\n\tmean\t2.000000\r\n\ts.d.\t0.200401\r\n";
-    EXPECT_NE(Text(cluster).find((lowFirst ? "sub class 1\r\n" : "sub class 2\r\n") + low), std::string::npos)
-        << Text(cluster);
-    EXPECT_EQ(std::get<int64_t>(Rows(cluster, "clusters")[1][1]), 30);
+    EXPECT_NE(ResultText(cluster).find((lowFirst ? "sub class 1\r\n" : "sub class 2\r\n") + low),
+              std::string::npos)
+        << ResultText(cluster);
+    EXPECT_EQ(std::get<int64_t>(RowsOf(cluster, "clusters")[1][1]), 30);
     EXPECT_EQ(cluster.GetGraph()->panes[0].layers.size(), 2u);
     EXPECT_EQ(cluster.GetGraph()->panes[0].layers[1].channel, 0);
     doc->Undo().Undo();
@@ -59,7 +60,7 @@ TEST_F(ClusterTest, GivesIdsColoursAndAReport) {
         Run(cluster,
             {{"parameters", "variable; 4,Interval"}, {"desiredClusters", "7"}, {"initialClusters", "2"}}),
         "");
-    EXPECT_EQ(Rows(cluster, "clusters").size(), 2u);
+    EXPECT_EQ(RowsOf(cluster, "clusters").size(), 2u);
     EXPECT_EQ(Channel(2).Events().back().eventColour, noClusterColour) << "it has no interval";
     EXPECT_EQ(Ids().back(), 0);
 }
@@ -108,8 +109,8 @@ TEST_F(ClusterTest, AnOutsideProgramTakesOver) {
     std::vector<int> expected = InTurn(1, 3);
     expected.back() = 0;
     EXPECT_EQ(Ids(), expected);
-    EXPECT_EQ(std::get<int64_t>(Rows(cluster, "clusters")[2][1]), 29);
-    EXPECT_DOUBLE_EQ(std::get<double>(Rows(cluster, "clusters")[0][2]), 30.0 / 59.0);
+    EXPECT_EQ(std::get<int64_t>(RowsOf(cluster, "clusters")[2][1]), 29);
+    EXPECT_DOUBLE_EQ(std::get<double>(RowsOf(cluster, "clusters")[0][2]), 30.0 / 59.0);
     const struct {
         const char *command, *words;
     } cases[] = {
@@ -175,7 +176,7 @@ TEST_F(SortingTest, SeveralTracesTellApartWhatOneDoesNot) {
     for (const CEventKM& event : clustered)
         found.push_back(event.eventValue == clustered[2].eventValue ? 1 : 0);
     EXPECT_EQ(found, expected);
-    const std::string text = Text(pca);
+    const std::string text = ResultText(pca);
     EXPECT_TRUE(text.starts_with("PCs for 49 events were calculated, each with 20 data points\r\n"
                                  "#PC\tEigenvalue\t% (variance explained by #PC)\r\n1\t"))
         << text.substr(0, 200);
@@ -183,9 +184,9 @@ TEST_F(SortingTest, SeveralTracesTellApartWhatOneDoesNot) {
     // The weights stay with the events that were made.
     ASSERT_EQ(Channel(1).EventExtra().size(), 49u);
     EXPECT_NEAR(static_cast<double>(Channel(1).EventExtra()[4][0]),
-                std::get<double>(Rows(pca, "events")[4][2]), 1e-6);
+                std::get<double>(RowsOf(pca, "events")[4][2]), 1e-6);
     // The traces stand one behind the other, with a break between.
-    const auto loadings = Rows(pca, "loadings");
+    const auto loadings = RowsOf(pca, "loadings");
     ASSERT_EQ(loadings.size(), 20u);
     EXPECT_EQ(std::get<int64_t>(loadings[10][0]), 2);
     EXPECT_EQ(std::get<double>(loadings[10][1]), 0.0);
@@ -206,7 +207,7 @@ TEST_F(SortingTest, TracesAreItems) {
     doc = MemoryDoc::Make(session, traces);
     CClusterTraces cluster;
     ASSERT_EQ(Run(cluster, {{"components", "1"}, {"desiredClusters", "2"}}), "");
-    const auto rows = Rows(cluster, "traces");
+    const auto rows = RowsOf(cluster, "traces");
     for (size_t t = 0; t < 20; ++t) EXPECT_EQ(rows[t].back() == rows[1].back(), t % 3 == 1) << t;
     // By the covariance of the columns, the weights are the same but for their sign.
     std::vector<float> matrix;

@@ -5,6 +5,7 @@
 #include "document/undo.h"
 #include "sorting/compare_sortings.h"
 #include "sorting/two_units_fixture.h"
+#include "support/operation_results.h"
 
 namespace kymora::test {
 namespace {
@@ -30,24 +31,6 @@ class FindShapesTest : public TwoUnitsTest {
     }
     // The channel that the unit went to.
     int ChannelOf(size_t unit) { return Recovered(unit, firstUnit) > 100 ? firstUnit : firstUnit + 1; }
-    static std::vector<std::vector<ResultValue>> Rows(CBatchBaseDlg& operation, std::string_view name) {
-        std::vector<std::vector<ResultValue>> rows;
-        for (const Result& result : operation.Results())
-            if (result.name == name && result.rows)
-                result.rows([&](auto row) {
-                    rows.emplace_back(row.begin(), row.end());
-                    return true;
-                });
-        return rows;
-    }
-    std::string ResultText(CBatchBaseDlg& operation) {
-        std::string text;
-        operation.WriteResult([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        return text;
-    }
 };
 
 TEST_F(FindShapesTest, FindsTheUnitsAndTakesOverlapsApart) {
@@ -93,7 +76,7 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     }
     ASSERT_EQ(Run(sorter, With({{"stopAfter", "templates"}, {"ignore", "1"}, {"errThresholds", "0 7.5"}})),
               "");
-    std::vector<std::vector<ResultValue>> rows = Rows(sorter, "clusters");
+    std::vector<std::vector<ResultValue>> rows = RowsOf(sorter, "clusters");
     EXPECT_EQ(std::get<int64_t>(rows[0][6]), 1);
     EXPECT_EQ(std::get<float>(rows[1][3]), 7.5f);
     const auto clusters = static_cast<int64_t>(rows.size());
@@ -106,14 +89,14 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     EXPECT_EQ(left.channelLabel, "unassigned wavType");
     EXPECT_EQ(left.GetNumEvents(), Count(sorter, "unassigned"));
 
-    const auto similar = Rows(sorter, "similarity");
+    const auto similar = RowsOf(sorter, "similarity");
     EXPECT_EQ(static_cast<int64_t>(similar.size()), clusters * (clusters - 1));
     for (size_t i = 1; i < similar.size(); ++i)
         EXPECT_GE(std::get<double>(similar[i][2]), std::get<double>(similar[i - 1][2]));
 
     CFindShapes merged;
     ASSERT_EQ(Run(merged, With({{"merge", "1+2"}, {"stopAfter", "templates"}})), "");
-    rows = Rows(merged, "clusters");
+    rows = RowsOf(merged, "clusters");
     EXPECT_EQ(static_cast<int64_t>(rows.size()), clusters - 1);
     EXPECT_EQ(std::get<int64_t>(rows[0][0]), 1);
     EXPECT_GT(std::get<int64_t>(rows[0][1]), 300);
@@ -121,7 +104,7 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
     for (const char* groups : {"1+2 2+3", "1+2 3+2", "2+1 1+3"}) {
         ASSERT_EQ(
             Run(merged, With({{"desiredClusters", "3"}, {"merge", groups}, {"stopAfter", "templates"}})), "");
-        EXPECT_EQ(Rows(merged, "clusters").size(), 1u) << groups;
+        EXPECT_EQ(RowsOf(merged, "clusters").size(), 1u) << groups;
     }
 }
 
@@ -129,7 +112,7 @@ TEST_F(FindShapesTest, StepsStopAndFlagsCount) {
 TEST_F(FindShapesTest, UnitsAreMeasured) {
     CFindShapes sorter;
     ASSERT_EQ(Run(sorter, With({{"refractory", "15"}, {"mergeWithin", "0.2"}})), "");
-    const auto quality = Rows(sorter, "quality"), amplitudes = Rows(sorter, "amplitudes");
+    const auto quality = RowsOf(sorter, "quality"), amplitudes = RowsOf(sorter, "amplitudes");
     ASSERT_EQ(quality.size(), 2u);
     int64_t all = 0;
     for (const auto& row : quality) {
@@ -153,7 +136,7 @@ TEST_F(FindShapesTest, UnitsAreMeasured) {
     }
     EXPECT_EQ(std::ssize(amplitudes), all);
 
-    const auto merges = Rows(sorter, "merges"), lags = Rows(sorter, "correlograms");
+    const auto merges = RowsOf(sorter, "merges"), lags = RowsOf(sorter, "correlograms");
     ASSERT_EQ(merges.size(), 1u);
     ASSERT_EQ(lags.size(), 100u);
     std::vector<int> merged;
@@ -187,7 +170,7 @@ TEST_F(FindShapesTest, TheTraceIsTheParentUnlessItIsSet) {
         sorter.SendMessagesTo(&messages);
         settings.emplace_back("stopAfter", "cluster");
         Run(sorter, With(settings));
-        return messages.empty() ? Rows(sorter, "templates").empty() ? "none" : "found" : messages[0].text;
+        return messages.empty() ? RowsOf(sorter, "templates").empty() ? "none" : "found" : messages[0].text;
     };
     Chan(candidates).parentTrace = 1;
     EXPECT_EQ(run({}), "found");
@@ -222,7 +205,7 @@ TEST_F(FindShapesTest, TemplatesAreKeptForOtherRecordings) {
 TEST_F(FindShapesTest, SpikesAreUnassigned) {
     CFindShapes sorter;
     ASSERT_EQ(Run(sorter, With({{"unassign", "1 5"}})), "");
-    const auto rows = Rows(sorter, "spikes");
+    const auto rows = RowsOf(sorter, "spikes");
     EXPECT_EQ(std::get<std::string>(rows[0][3]), "0");
     EXPECT_EQ(std::get<std::string>(rows[4][3]), "0");
     EXPECT_EQ(Run(sorter, With({{"unassign", "381"}})), "There is no spike 381.");

@@ -3,6 +3,7 @@
 
 #include "eventanalysis/event_analysis_fixture.h"
 #include "operations/batch_base_dlg.h"
+#include "support/operation_results.h"
 
 namespace kymora::test {
 
@@ -21,24 +22,6 @@ struct SortingTest : EventAnalysisTest {
         host.Forget();
         if (operation.Run()) return {};
         return host.messages.empty() ? "refused without a word" : host.LastMessage();
-    }
-    static std::vector<std::vector<ResultValue>> Rows(CBatchBaseDlg& operation, std::string_view name) {
-        std::vector<std::vector<ResultValue>> rows;
-        for (const Result& result : operation.Results())
-            if (result.name == name)
-                result.rows([&](std::span<const ResultValue> row) {
-                    rows.emplace_back(row.begin(), row.end());
-                    return true;
-                });
-        return rows;
-    }
-    static std::string Text(CBatchBaseDlg& operation) {
-        std::string text;
-        operation.WriteResult([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        return text;
     }
 };
 

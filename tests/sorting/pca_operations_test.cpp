@@ -61,17 +61,17 @@ TEST_F(PcaTest, BothWaysFindTheSameAndKeepItWithTheEvents) {
     EXPECT_NE(host.LogText().find(" iterations for PC 2\n"), std::string::npos);
     const auto kept = Table();
     ASSERT_EQ(kept.size(), 40u);
-    const auto variances = Rows(nipals, "components");
+    const auto variances = RowsOf(nipals, "components");
     CPrincipalComponentAnalysis covariance;
     ASSERT_EQ(Run(covariance, {}), "");
     // The largest loading is positive there; here the sign of the scores is reversed.
     for (size_t c = 0; c < 3; ++c) {
         const float sign = std::signbit(kept[0][c]) == std::signbit(Table()[0][c]) ? 1.0f : -1.0f;
         for (size_t k = 0; k < 40; ++k) EXPECT_NEAR(sign * kept[k][c], Table()[k][c], 1e-5) << c;
-        EXPECT_NEAR(std::get<double>(variances[c][1]), std::get<double>(Rows(covariance, "components")[c][1]),
-                    1e-9);
+        EXPECT_NEAR(std::get<double>(variances[c][1]),
+                    std::get<double>(RowsOf(covariance, "components")[c][1]), 1e-9);
     }
-    EXPECT_EQ(std::get<double>(Rows(covariance, "weights")[7][1]), 35.0);
+    EXPECT_EQ(std::get<double>(RowsOf(covariance, "weights")[7][1]), 35.0);
     // Undo brings back the table of the first run, and then none.
     doc->Undo().Undo();
     EXPECT_EQ(Table(), kept);
@@ -98,7 +98,7 @@ TEST_F(PcaTest, WindowsAndRanges) {
         "");
     const std::vector<std::byte>& copied = host.clipboard["text/plain"];
     const std::string text(reinterpret_cast<const char*>(copied.data()), copied.size());
-    EXPECT_EQ(text, Text(pca));
+    EXPECT_EQ(text, ResultText(pca));
     EXPECT_EQ(text.substr(0, 24), "Weighting coefficients\r\n");
     EXPECT_EQ(std::ranges::count(text, '\n'), 7);
     EXPECT_EQ(std::ranges::count(text, '\t'), 36);
@@ -115,7 +115,7 @@ TEST_F(PcaTest, WindowsAndRanges) {
     EXPECT_EQ(host.LastMessage(),
               "The durations of the events differ. The first 3 samples of each, those of the "
               "shortest, are used.");
-    EXPECT_EQ(Rows(pca, "loadings").size(), 3u);
+    EXPECT_EQ(RowsOf(pca, "loadings").size(), 3u);
 }
 
 TEST_F(PcaTest, RefusesAndLeavesTheTable) {

@@ -1,6 +1,7 @@
 #include "document/undo.h"
 #include "eventanalysis/event_analysis_fixture.h"
 #include "support/memory_doc.h"
+#include "support/operation_results.h"
 #include "trains/event_correl_idx.h"
 #include "trains/event_sojourn_analysis.h"
 #include "trains/jpsth.h"
@@ -10,6 +11,8 @@ namespace kymora {
 namespace {
 
 using test::MemoryDoc;
+using test::ResultText;
+using test::RowsOf;
 using Settings = std::vector<std::pair<const char*, const char*>>;
 
 struct TrainOperationsTest : test::EventAnalysisTest {
@@ -29,22 +32,6 @@ struct TrainOperationsTest : test::EventAnalysisTest {
         Set(*block, settings);
         return block;
     }
-    static std::string TextOf(CBatchBaseDlg& block) {
-        std::string text;
-        block.WriteResult([&](std::string_view piece) {
-            text += piece;
-            return true;
-        });
-        return text;
-    }
-    static std::vector<std::vector<ResultValue>> RowsOf(const Result& result) {
-        std::vector<std::vector<ResultValue>> rows;
-        result.rows([&](std::span<const ResultValue> row) {
-            rows.emplace_back(row.begin(), row.end());
-            return true;
-        });
-        return rows;
-    }
     void FillEvery(int channel, int step, int length, int count, int from = 0) {
         Channel(channel).Clear();
         for (int i = 0; i < count; ++i) Channel(channel).AddEvent(from + i * step, from + i * step + length);
@@ -59,7 +46,7 @@ struct TrainOperationsTest : test::EventAnalysisTest {
         const Graph graph = *block->GetGraph();
         for (const GraphPane& pane : graph.panes) EXPECT_FALSE(pane.name.empty());
         block->Results();
-        TextOf(*block);
+        ResultText(*block);
     }
 };
 
@@ -72,7 +59,7 @@ TEST_F(TrainOperationsTest, AJointHistogramTellsItsFormsItsVectorsAndItsWindow) 
     ParamList params = block->Params();
     EXPECT_EQ(params.Find("postStimulusTime")->shown ? params.Find("postStimulusTime")->shown() : "",
               "200 ms");
-    EXPECT_EQ(TextOf(*block), "Set params and click Analyse\r\n");
+    EXPECT_EQ(ResultText(*block), "Set params and click Analyse\r\n");
     Set(*block,
         {{"binNumber", "4"}, {"binWidth", "4.04"}, {"preStimulusTime", "5"}, {"smoothHalfWindow", "0"}});
     EXPECT_EQ(block->m_fBinWidth, 4.0f);
@@ -88,10 +75,10 @@ TEST_F(TrainOperationsTest, AJointHistogramTellsItsFormsItsVectorsAndItsWindow) 
     EXPECT_EQ(stored->m_fBinWidth, 4.0f);
     EXPECT_EQ(stored->m_fPreStimulusTime, 4.0f);
     ASSERT_TRUE(block->Run()) << host.LastMessage();
-    EXPECT_TRUE(
-        TextOf(*block).starts_with("Stimuli:\t2\r\nBins:\t4 of 4 ms\r\nPre-stimulus:\t4 ms\r\nPost-stimulus:"
-                                   "\t12 ms\r\n\r\nTime (ms)\tTarget PSTH\tReference PSTH\tCoincidence (raw)"
-                                   "\r\n-4\t0\t0\t0\r\n0\t2\t0\t0\r\n4\t0\t1\t1\r\n8\t0\t0\t0\r\n"));
+    EXPECT_TRUE(ResultText(*block).starts_with(
+        "Stimuli:\t2\r\nBins:\t4 of 4 ms\r\nPre-stimulus:\t4 ms\r\nPost-stimulus:"
+        "\t12 ms\r\n\r\nTime (ms)\tTarget PSTH\tReference PSTH\tCoincidence (raw)"
+        "\r\n-4\t0\t0\t0\r\n0\t2\t0\t0\r\n4\t0\t1\t1\r\n8\t0\t0\t0\r\n"));
     Graph graph = *block->GetGraph();
     ASSERT_EQ(graph.panes.size(), 5u);
     const GraphLayer& matrix = graph.Named("matrix").layers[0];
@@ -108,7 +95,7 @@ TEST_F(TrainOperationsTest, AJointHistogramTellsItsFormsItsVectorsAndItsWindow) 
     EXPECT_TRUE(std::isnan(graph.Named("matrix").layers[0].y[0]));
     EXPECT_EQ(RowsOf(block->Results()[2]).size(), 16u);
     Set(*block, {{"show", "normalized"}, {"normaliseByStimulus", "0"}});
-    EXPECT_NE(TextOf(*block).find("no correlation coefficient"), std::string::npos);
+    EXPECT_NE(ResultText(*block).find("no correlation coefficient"), std::string::npos);
 }
 
 TEST_F(TrainOperationsTest, JointHistogramsTakeWhateverComes) {
@@ -152,7 +139,7 @@ TEST_F(TrainOperationsTest, JointHistogramsTakeWhateverComes) {
     for (const auto& one : cases) ExpectWords<CJPSTH>(one.what, one.settings, one.isDone, one.word);
     auto overlapping = Make<CJPSTH>(with({{"region", "3"}, {"gateChannel", "f"}}));
     ASSERT_TRUE(overlapping->Run());
-    EXPECT_TRUE(TextOf(*overlapping).starts_with("Stimuli:\t1\r\n"));
+    EXPECT_TRUE(ResultText(*overlapping).starts_with("Stimuli:\t1\r\n"));
     auto block = Make<CJPSTH>();
     EXPECT_NE(block->Params().Find("binNumber")->Parse("1"), "");
     // A whole count keeps its digits: 1,100 stimuli at one place with 1,000 spikes each.
@@ -162,8 +149,9 @@ TEST_F(TrainOperationsTest, JointHistogramsTakeWhateverComes) {
     for (int i = 0; i < 1000; ++i) Channel(1).AddEvent(5001, 5002);
     auto many = Make<CJPSTH>(with({{"show", "corrected"}}));
     ASSERT_TRUE(many->Run());
-    EXPECT_NE(TextOf(*many).find("\r\n0\t1100000\t1100000\t0\r\n"), std::string::npos) << TextOf(*many);
-    EXPECT_EQ(TextOf(*many).find("-0\t"), std::string::npos);
+    EXPECT_NE(ResultText(*many).find("\r\n0\t1100000\t1100000\t0\r\n"), std::string::npos)
+        << ResultText(*many);
+    EXPECT_EQ(ResultText(*many).find("-0\t"), std::string::npos);
 }
 
 TEST_F(TrainOperationsTest, CorrelationsOfAListAreATable) {
@@ -174,7 +162,7 @@ TEST_F(TrainOperationsTest, CorrelationsOfAListAreATable) {
     ASSERT_TRUE(block->Run()) << host.LastMessage();
     // 10 samples of 100 around each: all 100 of b where 10 are expected. Of a none: chi-squared is
     // 9.5^2 (1 / 10 + 1 / 90) = 10.03.
-    EXPECT_EQ(TextOf(*block),
+    EXPECT_EQ(ResultText(*block),
               "Reference\tother\tIndex\tp\tsig\r\n"
               "a\tb\t10.0000\t0.0000\t***\r\n"
               "a\tc\ttoo few c events expected within window of a events \r\n"
@@ -193,7 +181,7 @@ TEST_F(TrainOperationsTest, CorrelationsOfAListAreATable) {
     session.options.eventChannelMode = 999;
     Set(*block, {{"mode", "STTC"}, {"halfWindow", "0.5"}, {"lagRange", "1"}, {"lagStep", "0.1"}});
     ASSERT_TRUE(block->Run()) << host.LastMessage();
-    const std::string text = TextOf(*block);
+    const std::string text = ResultText(*block);
     EXPECT_TRUE(text.starts_with("\t1\t2\t3\t\r\n0\t1.000000\t")) << text;
     EXPECT_NE(text.find("No events\t\r\n1\t\t"), std::string::npos) << text;
     EXPECT_EQ(block->GetGraph()->panes.size(), 2u);
@@ -268,10 +256,10 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     Set(*block, {{"region", "0"}});
     ASSERT_TRUE(block->Run());
     Set(*block, {{"selectStart", "5"}, {"selectEnd", "10"}, {"lastStimulus", "2"}});
-    EXPECT_EQ(TextOf(*block), "Stimuli:\t3\r\nResponses in the windows:\t4\r\n"
-                              "Stim:\t1\tOn time\t100.000000\r\n\t\t\t\tResp:\t1\tLat\t5.000000\r\n"
-                              "\t\t\t\t\t2\tLat\t10.000000\r\n"
-                              "Stim:\t2\tOn time\t400.000000\r\n\t\t\t\tResp:\t3\tLat\t10.000000\r\n");
+    EXPECT_EQ(ResultText(*block), "Stimuli:\t3\r\nResponses in the windows:\t4\r\n"
+                                  "Stim:\t1\tOn time\t100.000000\r\n\t\t\t\tResp:\t1\tLat\t5.000000\r\n"
+                                  "\t\t\t\t\t2\tLat\t10.000000\r\n"
+                                  "Stim:\t2\tOn time\t400.000000\r\n\t\t\t\tResp:\t3\tLat\t10.000000\r\n");
     EXPECT_EQ(block->GetGraph()->panes[1].layers[1].x.size(), 3u);
     const std::vector<CEventKM> stimuli = Channel(0).Events(), responses = Channel(1).Events();
 

@@ -1,5 +1,6 @@
 // The filters as a user sets them: limits, settings that follow others, reports, lists and graphs.
 
+#include "support/operation_results.h"
 #include "transforms/dialog_fixture.h"
 #include "transforms/digital_fir.h"
 #include "transforms/filter_rc_dlg.h"
@@ -10,15 +11,6 @@ namespace kymora::test {
 namespace {
 
 using FilterDlgTest = DialogTest;
-
-std::string Listed(CBatchBaseDlg& dialog) {
-    std::string text;
-    dialog.WriteResult([&](std::string_view piece) {
-        text += piece;
-        return true;
-    });
-    return text;
-}
 
 // Why a setting is refused.
 std::string FaultOf(CBatchBaseDlg& dialog, const char* key, const char* value) {
@@ -89,33 +81,33 @@ TEST_F(FilterDlgTest, FirDefaultComesDownToNyquistAndAChosenOneDoesNot) {
 TEST_F(FilterDlgTest, ListsOfCoefficientsAndGains) {
     CDigitalFIR fir;
     Set(fir, {{"report", "coeffs"}});
-    EXPECT_EQ(Listed(fir), noSampleRateText);
+    EXPECT_EQ(ResultText(fir), noSampleRateText);
     fir.CheckChangeDoc(doc.get());
     Set(fir, {{"order", "2"}, {"window", "hann"}, {"upperCut", "500"}, {"report", "1"}});
     // sin(pi / 2) / pi x (cos(pi / 2) + 1) / 2
-    EXPECT_EQ(Listed(fir), "Coefficients\r\n  0\t0.159155\r\n  1\t0.500000\r\n  2\t0.159155\r\n");
+    EXPECT_EQ(ResultText(fir), "Coefficients\r\n  0\t0.159155\r\n  1\t0.500000\r\n  2\t0.159155\r\n");
     EXPECT_EQ(fir.WhatItAffects(), Affects::nothing);
     EXPECT_TRUE(fir.Run());
     Set(fir, {{"report", "gain"}, {"freqIncrement", "400"}});
     // 1/2 + cos(2 pi f / fs) / pi with a delay of one sample; the list goes on beyond half the rate.
-    EXPECT_EQ(Listed(fir), "freq\tgain\tphase\r\n"
-                           "0\t      -1.7416\t       0.0000\r\n"
-                           "400\t      -4.4607\t     -72.0000\r\n"
-                           "800\t     -12.3064\t    -144.0000\r\n"
-                           "1200\t     -12.3064\t     144.0000\r\n");
+    EXPECT_EQ(ResultText(fir), "freq\tgain\tphase\r\n"
+                               "0\t      -1.7416\t       0.0000\r\n"
+                               "400\t      -4.4607\t     -72.0000\r\n"
+                               "800\t     -12.3064\t    -144.0000\r\n"
+                               "1200\t     -12.3064\t     144.0000\r\n");
     ASSERT_EQ(fir.Results().size(), 1u);
     int rows = 0;
     fir.Results()[0].rows([&](auto) { return ++rows < 3; });
     EXPECT_EQ(rows, 3);
     // What leaves nothing has no decibels.
     Set(fir, {{"order", "0"}, {"report", "0"}});
-    EXPECT_EQ(Listed(fir), "");
+    EXPECT_EQ(ResultText(fir), "");
     EXPECT_EQ(fir.WhatItAffects(), Affects::traces);
 
     CFilterRCDlg rc;
     rc.CheckChangeDoc(doc.get());
     Set(rc, {{"type", "low-pass"}, {"tau", "1"}, {"report", "1"}});
-    EXPECT_EQ(Listed(rc),
+    EXPECT_EQ(ResultText(rc),
               "Coefficients\r\nb\r\n  0\t0.39346934028736658\r\na\r\n  0\t1\r\n  1\t0.60653065971263342\r\n");
     Set(rc, {{"report", "2"}, {"freqIncrement", "1"}});
     SetDoc({NoiseRun(50)}, 1e-6);

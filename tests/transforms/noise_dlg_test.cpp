@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "support/operation_results.h"
 #include "transforms/debuzz.h"
 #include "transforms/dialog_fixture.h"
 #include "transforms/multi_process.h"
@@ -34,14 +35,6 @@ struct NoiseDlgTest : DialogTest {
         for (int cycle = 0; cycle < cycles; ++cycle)
             for (int k = 0; k < 10; ++k) run.push_back(height * static_cast<float>(std::min(k, 10 - k)));
         return run;
-    }
-    static std::string Text(CBatchBaseDlg& dialog) {
-        std::string text;
-        dialog.WriteResult([&](std::string_view part) {
-            text += part;
-            return true;
-        });
-        return text;
     }
 };
 
@@ -127,9 +120,9 @@ TEST_F(NoiseDlgTest, DebuzzListsCyclesOfAllRuns) {
     EXPECT_EQ(dialog.WhatItAffects(), Affects::nothing);
     EXPECT_TRUE(dialog.Run());
     // Behind the gap the cycles begin anew, here with the second half of a triangle.
-    EXPECT_EQ(Text(dialog), "cycle\tstart\tminimum\tmaximum\tpeak-to-peak\taccepted\r\n"
-                            "0\t0\t0\t5\t5\tno\r\n"
-                            "1\t11\t0\t5\t5\tno\r\n");
+    EXPECT_EQ(ResultText(dialog), "cycle\tstart\tminimum\tmaximum\tpeak-to-peak\taccepted\r\n"
+                                  "0\t0\t0\t5\t5\tno\r\n"
+                                  "1\t11\t0\t5\t5\tno\r\n");
     size_t rows = 0;
     for (const Result& result : dialog.Results())
         result.rows([&](auto row) {
