@@ -27,6 +27,7 @@ constexpr const char* rangePastEndText =
 constexpr const char* oneFileText =
     "The library, the set and the folder are those of one recording: sort several without saving them.";
 constexpr const char* noLibraryText = "There is no mixture library yet where the sorting stops.";
+constexpr const char* noClustersToExportText = "There are no clusters yet where the sorting stops.";
 constexpr const char* noTemplatesText = "There are no templates yet where the sorting stops.";
 constexpr const char* oneNameText = "The library and the set need a file each.";
 constexpr const char* setAsItIsText =
@@ -128,6 +129,7 @@ std::string CFindShapes::FilesFault() const {
     if (!m_strSaveLibrary.empty() && lastStep != SortStep::all) return noLibraryText;
     if (!m_strSaveSet.empty() && (lastStep == SortStep::read || lastStep == SortStep::cluster))
         return noTemplatesText;
+    if (!m_strExportFolder.empty() && lastStep == SortStep::read) return noClustersToExportText;
     const CDataDoc& doc = *Document();
     FileSystem& files = doc.GetSession().files;
     for (const std::string& path : {m_strSaveLibrary, m_strSaveSet})
@@ -193,7 +195,6 @@ CFindShapes::Task CFindShapes::MakeTask() const {
     return task;
 }
 
-// The settings tell what was used.
 void CFindShapes::TakeReading(const ReadSettings& reading) {
     const double interval = Document()->sampleInterval;
     m_dWindowStart = reading.start * interval;

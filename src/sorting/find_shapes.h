@@ -115,6 +115,8 @@ class CFindShapes : public CEventBaseDlg {
     Task MakeTask() const;
     // The next run writes this sorting, which its settings would make, instead of making it.
     void UseSorting(SpikeSorting sorting, int64_t outliers) { m_byHand = {std::move(sorting), outliers}; }
+    // The settings of a set that is loaded are told as its own.
+    void TakeReading(const ReadSettings& reading);
     bool AsksForMany(size_t spikes);
     // Throws FileError and Cancelled.
     void SaveLibraryTo(const std::filesystem::path& path, const MixtureLibraries& library);
@@ -137,7 +139,6 @@ class CFindShapes : public CEventBaseDlg {
 
     std::string FilesFault() const;
     std::string SetFault() const;
-    void TakeReading(const ReadSettings& reading);
     bool MayReplaceFiles();
     bool MayWrite(const Job& job);
     void AddUnits(Job& job) const;

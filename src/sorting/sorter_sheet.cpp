@@ -148,15 +148,11 @@ void CSorterSheet::LoadSet() {
     if (files.empty()) return;
     try {
         const SortingSet set = ReadSortingSet(Document()->GetSession(), files.front());
-        const double interval = Document()->sampleInterval;
         Edit("Load set", Step::templates, [&] {
             ForgetHandWork();
             m_strLoadSet = files.front().string();
-            m_dWindowStart = set.reading.start * interval;
-            m_dWindowEnd = (set.reading.start + set.reading.length) * interval;
-            m_nFrequencyMultiplier = set.reading.multiplier;
-            m_bAlignPeaks = set.reading.alignPeaks;
-            m_nPolarity = static_cast<int32_t>(set.reading.polarity);
+            TakeReading(set.reading);
+            m_dMinimumClusterShare = 0.0;
             m_dPcaStart = m_dPcaEnd = m_dAnalysisStart = m_dAnalysisEnd = 0.0;
         });
     } catch (const ArchiveError& fault) {

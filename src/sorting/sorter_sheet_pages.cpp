@@ -32,7 +32,7 @@ constexpr const char* instructions[] = {
     "5. Drag the cursors of the analysis window and the line of the error threshold.\n"
     "6. Next builds the library of compounds and allocates what meets one template.\n",
     "1. Auto-assign looks up all other spikes in the library.\n"
-    "2. Go through what is left with Unassigned, and see it over its best fit or the templates that you "
+    "2. Go through what is left with Waveform, and see it over its best fit or the templates that you "
     "name.\n"
     "3. Assign takes the spike for what is shown.\n"
     "4. Next.\n",
@@ -40,12 +40,12 @@ constexpr const char* instructions[] = {
     "2. Drag round points to select them, or select by rank, the worst fit first.\n"
     "3. Unassign takes the selected events back.\n"
     "4. Finish writes a channel for each unit.\n"};
-constexpr const char* keysText = "\nAlt with the underlined letter presses a button; Tab goes from field to "
-                                 "field, and the arrows go through "
-                                 "their numbers. Ctrl+Z takes a step back, Ctrl+Y does it again. In a graph, "
-                                 "Tab goes to its lines and the arrows move them; L drags round points, "
-                                 "Z "
-                                 "zooms to a rectangle, M moves what is seen.\n";
+constexpr const char* keysText =
+    "\nAlt with the underlined letter presses a button; Tab goes from field to field, and the arrows go "
+    "through "
+    "their numbers. Ctrl+Z takes a step back, Ctrl+Y does it again. In a graph, Tab goes to its lines and "
+    "the "
+    "arrows move them; S drags round points, Z zooms to a rectangle, M moves what is seen.\n";
 constexpr double percent = 100.0;
 constexpr int noPage = -1;
 constexpr size_t mostListed = 200;

@@ -258,7 +258,7 @@ TEST_F(SorterSheetTest, SetsAreLoadedInPlaceOfClusters) {
     const size_t pure = Found(5).size() + Found(6).size();
 
     CSorterSheet again;
-    Set(again, {{"destination", "p"}, {"polarity", "up"}});
+    Set(again, {{"destination", "p"}, {"polarity", "up"}, {"minimumClusterShare", "10"}});
     host.openFiles = {"units.kymr-cfg"};
     ParamList params = again.Params();
     params.Find("loadSetFile")->action(params);
