@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "sorting/unit_quality.h"
+
 namespace kymora {
 
 namespace {
@@ -144,7 +146,7 @@ const std::vector<std::byte>& SorterSession::Exchange(std::vector<State>& from, 
 }
 
 void SorterSession::Changed() {
-    hasEvents_ = false;
+    hasTrains_ = false;
     view.selected.clear();
     HoldView();
 }
@@ -182,13 +184,22 @@ int64_t SorterSession::WithoutTemplate() const {
     return count;
 }
 
+const SpikeSorting& SorterSession::WithTrains() const {
+    return At(Has(Step::assigned) ? Step::assigned : Has(Step::templates) ? Step::templates : Step::clusters);
+}
+
+const std::vector<UnitEvent>& SorterSession::TrainOf(int32_t cluster) const {
+    static const std::vector<UnitEvent> none;
+    if (!Has(Step::clusters)) return none;
+    if (!std::exchange(hasTrains_, true))
+        trains_ = EventsOfClusters(WithTrains(), state_.settings.assign.mergeWithinMs);
+    const auto i = static_cast<size_t>(cluster) - 1;
+    return i < trains_.size() ? trains_[i] : none;
+}
+
 const std::vector<UnitEvent>& SorterSession::EventsOf(int32_t cluster) const {
     static const std::vector<UnitEvent> none;
-    if (!std::exchange(hasEvents_, true))
-        events_ = Has(Step::assigned) ? At(Step::assigned).Events(state_.settings.assign.mergeWithinMs)
-                                      : std::vector<std::vector<UnitEvent>>();
-    const auto i = static_cast<size_t>(cluster) - 1;
-    return i < events_.size() ? events_[i] : none;
+    return Has(Step::assigned) ? TrainOf(cluster) : none;
 }
 
 std::vector<UnitEvent> SorterSession::RankedEvents() const {
@@ -219,34 +230,16 @@ std::vector<UnitEvent> SorterSession::Outlying(double confidence) const {
 
 std::vector<double> SorterSession::Times(int32_t cluster) const {
     std::vector<double> times;
-    if (!Has(Step::clusters)) return times;
-    const SpikeSorting& sorting = Last();
-    const double perMs = sorting.PlacesPerSecond() / 1000.0;
-    if (Has(Step::assigned)) {
-        for (const UnitEvent& event : EventsOf(cluster))
-            times.push_back(static_cast<double>(event.place) / perMs);
-        return times;
-    }
-    for (size_t i = 0; i < sorting.FirstIds().size(); ++i)
-        if (sorting.FirstIds()[i] == cluster)
-            times.push_back(static_cast<double>(sorting.Waves().places[i]) / perMs);
-    std::ranges::sort(times);
-    // Candidates that are aligned at one peak are one spike.
-    std::vector<double> spikes;
-    for (const double time : times)
-        if (spikes.empty() || time - spikes.back() > state_.settings.assign.mergeWithinMs)
-            spikes.push_back(time);
-    return spikes;
+    for (const UnitEvent& event : TrainOf(cluster))
+        times.push_back(static_cast<double>(event.place) * 1000.0 / WithTrains().PlacesPerSecond());
+    return times;
 }
 
 RefractoryCount SorterSession::Refractory(int32_t cluster, double ms) const {
-    const std::vector<double> times = Times(cluster);
-    RefractoryCount count;
-    for (size_t i = 1; i < times.size(); ++i) {
-        ++count.intervals;
-        count.violations += times[i] - times[i - 1] < ms;
-    }
-    return count;
+    std::vector<int64_t> places;
+    for (const UnitEvent& event : TrainOf(cluster)) places.push_back(event.place);
+    if (places.size() < 2) return {};
+    return {std::ssize(places) - 1, CountShortIntervals(places, RefractoryPlaces(WithTrains(), ms))};
 }
 
 std::optional<MixtureLibraries::Match> SorterSession::Candidate() const {

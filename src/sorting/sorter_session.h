@@ -104,13 +104,17 @@ class SorterSession {
     };
 
     const Result& Made(Step step) const { return state_.results[static_cast<size_t>(step)]; }
+    // The sorting whose events are shown.
+    const SpikeSorting& WithTrains() const;
+    // The events of a cluster as they are assigned, before that as they were first placed.
+    const std::vector<UnitEvent>& TrainOf(int32_t cluster) const;
     const std::vector<std::byte>& Exchange(std::vector<State>& from, std::vector<State>& to);
     void Changed();
 
     State state_;
     std::vector<State> undo_, redo_;
-    mutable std::vector<std::vector<UnitEvent>> events_;  // of the units, while they are the same
-    mutable bool hasEvents_ = false;
+    mutable std::vector<std::vector<UnitEvent>> trains_;  // of the clusters, while they are the same
+    mutable bool hasTrains_ = false;
 };
 
 }  // namespace kymora

@@ -218,7 +218,10 @@ std::vector<std::vector<UnitEvent>> EventsOfClusters(const SpikeSorting& sorting
     for (size_t i = 0; i < ids.size(); ++i)
         if (ids[i] > 0)
             units[static_cast<size_t>(ids[i]) - 1].push_back({sorting.Waves().places[i], i, 0, 0.0});
-    for (std::vector<UnitEvent>& events : units) std::ranges::stable_sort(events, {}, &UnitEvent::place);
+    for (std::vector<UnitEvent>& events : units) {
+        std::ranges::stable_sort(events, {}, &UnitEvent::place);
+        LeaveBest(events, sorting.PlacesOf(mergeWithinMs));
+    }
     return units;
 }
 

@@ -72,7 +72,8 @@ struct UnitQuality {
     double meanAmplitude = 0.0, sdAmplitude = 0.0;  // n - 1
 };
 
-// The events of each cluster: as assigned, or, before an assignment, the spikes first placed in it.
+// The events of each cluster: as assigned, or, before an assignment, the spikes first placed in it, of which
+// those within the given time count once, too.
 std::vector<std::vector<UnitEvent>> EventsOfClusters(const SpikeSorting& sorting, double mergeWithinMs);
 
 // The limit of the places of two events that follow each other within the refractory time.
