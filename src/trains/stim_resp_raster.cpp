@@ -248,9 +248,10 @@ bool CStimRespRaster::Write(OperationJob& job, UndoScope& undo) {
     if (found.shortestInterval > 0 && interval < range * (1.0 - 1e-9))
         Tell(fmt::format(closeStimuliText, interval, range));
     TakeRows();
-    if (WhatItAffects() != Affects::nothing && !Mark(undo)) return false;
+    // Also what is refused is shown.
+    const bool isDone = WhatItAffects() == Affects::nothing || Mark(undo);
     TakeColours();
-    return true;
+    return isDone;
 }
 
 void CStimRespRaster::TakeRows() {

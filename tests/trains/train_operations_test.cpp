@@ -302,6 +302,9 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     Set(*block, {{"lastStimulus", "0"}});
     EXPECT_FALSE(block->Run());
     EXPECT_TRUE(host.LastMessage().starts_with("No response is selected."));
+    // The raster stands all the same, so that something can be selected in it.
+    EXPECT_EQ(block->GetGraph()->panes[1].layers[0].x.size(), 4u);
+    EXPECT_EQ(block->GetGraph()->panes[1].layers[0].colours.size(), 4u);
     // By latency: 5, 10, 30 ms; the second stimulus of two that are equal stays behind the first.
     Set(*block, {{"tag", "0"}, {"colour", "0"}, {"order", "1"}, {"latencyStart", "6"}, {"latencyEnd", "30"}});
     ASSERT_TRUE(block->Run());
