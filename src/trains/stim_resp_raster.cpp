@@ -362,9 +362,12 @@ GraphPane CStimRespRaster::HistogramPane() const {
         mean.y.push_back(height);
     }
     mean.x = band.x;
-    pane.layers.insert(pane.layers.begin(), std::move(band));
-    pane.layers.push_back(std::move(mean));
     for (GraphLayer& layer : pane.layers) layer.isPale |= layer.kind == LayerKind::bars;
+    // Over the bars, which would hide it.
+    const auto behind = std::ranges::find_if_not(
+        pane.layers, [](const GraphLayer& layer) { return layer.kind == LayerKind::bars; });
+    pane.layers.insert(behind, std::move(band));
+    pane.layers.push_back(std::move(mean));
     return pane;
 }
 
