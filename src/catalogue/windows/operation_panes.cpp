@@ -249,7 +249,12 @@ void OperationPanes::ShareRoom() {
         setSizes({ofForm, height() - ofForm});
     }
     if (graph_ && hasText && shown_->orientation() == Qt::Vertical) {
-        const double share = listShare_.value_or(isDocked_ ? 1.0 / 4.0 : 1.0 / 3.0);
+        const Graph& graph = graph_->Widget().GetGraph();
+        const bool hasManyPanes =
+            graph.columns > 1 && graph.panes.size() > static_cast<size_t>(graph.columns);
+        const double share = listShare_.value_or(hasManyPanes ? 1.0 / 5.0
+                                                 : isDocked_  ? 1.0 / 4.0
+                                                              : 1.0 / 3.0);
         const int ofText = std::min(static_cast<int>(share * height()), ResultsWidget()->sizeHint().height());
         shown_->setSizes({shown_->height() - ofText, ofText});
     }
