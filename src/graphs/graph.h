@@ -70,6 +70,7 @@ struct GraphLayer {
     double base = 0.0;
     GraphTold told;
     bool isSilent = false;  // the mouse does not read it: one of many, which only show how they spread
+    bool isRimmed = false;  // of a curve that lies over colours: seen on each of them, and in its own
 
     bool operator==(const GraphLayer&) const = default;
 };
@@ -99,6 +100,23 @@ struct GraphArea {
     bool operator==(const GraphArea&) const = default;
 };
 
+// What the rows of a raster stand for, from the one at 1, where that is not their place: told under the
+// mouse.
+struct GraphRowNumbers {
+    std::string name;
+    std::vector<int32_t> numbers;
+
+    bool operator==(const GraphRowNumbers&) const = default;
+};
+
+// Told beneath the graph: where the mouse is along an axis of the pane, whether or not a value lies there.
+struct GraphReadout {
+    std::string label, tip;
+    bool isX = true;
+
+    bool operator==(const GraphReadout&) const = default;
+};
+
 struct GraphPane {
     std::string name;   // by which it is asked for; unique in its graph
     std::string title;  // above it, in as many lines as it has; empty for none
@@ -115,6 +133,8 @@ struct GraphPane {
     // The flag that has the limits follow the values: set when all is to be shown again, and taken away when
     // the user sets the limits.
     std::string autoParameter;
+    GraphRowNumbers rowNumbers;
+    std::vector<GraphReadout> readouts;
     bool takesOutlines = false;  // dragging round points tells which ones are meant
 
     bool IsRose() const;

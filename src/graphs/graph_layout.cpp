@@ -165,6 +165,19 @@ std::optional<size_t> BarAt(const GraphLayer& layer, double x) {
     return i;
 }
 
+bool HasRows(const GraphPane& pane) {
+    return std::ranges::any_of(pane.layers,
+                               [](const GraphLayer& layer) { return layer.kind == LayerKind::raster; });
+}
+
+// What the row at a height stands for, where the rows have numbers of their own.
+std::optional<int32_t> RowNumber(const GraphPane& pane, double y) {
+    const std::vector<int32_t>& numbers = pane.rowNumbers.numbers;
+    const double row = std::round(y);
+    if (!(row >= 1.0 && row <= static_cast<double>(numbers.size()))) return std::nullopt;
+    return numbers[static_cast<size_t>(row) - 1];
+}
+
 class Reader {
   public:
     Reader(const GraphPane& pane, const PanePlace& place, int x, int y)
@@ -192,19 +205,20 @@ class Reader {
         if (!pane_.IsRose() && reading_.lines.empty()) {
             reading_.lines.push_back(NamedValue("", pane_.x.title, NumberOf(x, pane_.x)));
             reading_.lines.push_back(
-                NamedValue("", pane_.y.title, NumberOf(HasRows() ? std::round(y) : y, pane_.y)));
+                NamedValue("", pane_.y.title, NumberOf(HasRows(pane_) ? std::round(y) : y, pane_.y)));
         } else if (!pane_.IsRose() && !hasBar_) {
             const double at = reading_.isValue ? reading_.x : x;
             reading_.lines.insert(reading_.lines.begin(),
                                   NamedValue("", pane_.x.title, NumberOf(at, pane_.x)));
         }
+        ReadRow(reading_.isValue ? reading_.y : y);
         return reading_;
     }
 
   private:
-    bool HasRows() const {
-        return std::ranges::any_of(pane_.layers,
-                                   [](const GraphLayer& layer) { return layer.kind == LayerKind::raster; });
+    void ReadRow(double y) {
+        if (const auto number = RowNumber(pane_, y))
+            reading_.lines.push_back(NamedValue(pane_.rowNumbers.name, "", std::to_string(*number)));
     }
     // The nearest of the layers is the one that is pointed at.
     void Take(size_t layer, size_t point, double x, double y, double distance) {
@@ -442,6 +456,16 @@ GraphHit HitGraph(const Graph& graph, std::span<const PanePlace> places, int x, 
 std::optional<GraphReading> ReadGraph(const GraphPane& pane, const PanePlace& place, int x, int y) {
     if (!place.plot.Contains(x, y)) return std::nullopt;
     return Reader(pane, place, x, y).Read();
+}
+
+std::string ReadPlace(const GraphPane& pane, const PanePlace& place, const GraphReadout& readout, int x,
+                      int y) {
+    if (!place.plot.Contains(x, y)) return {};
+    const double at = readout.isX ? place.x.ToValue(x + 0.5) : place.y.ToValue(y + 0.5);
+    if (readout.isX || !HasRows(pane)) return NumberOf(at, readout.isX ? pane.x : pane.y);
+    if (pane.rowNumbers.numbers.empty()) return NumberOf(std::round(at), pane.y);
+    const auto number = RowNumber(pane, at);
+    return number ? std::to_string(*number) : std::string();
 }
 
 std::vector<std::string> FirstLines(std::vector<std::string> lines, size_t most) {

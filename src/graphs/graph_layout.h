@@ -74,6 +74,9 @@ struct GraphReading {
     std::vector<std::string> lines;  // in words
 };
 std::optional<GraphReading> ReadGraph(const GraphPane& pane, const PanePlace& place, int x, int y);
+// What a readout tells of a pixel; empty outside of the plot, and where there is no row.
+std::string ReadPlace(const GraphPane& pane, const PanePlace& place, const GraphReadout& readout, int x,
+                      int y);
 // The first of the lines, `most` with the one that tells how many more there are.
 std::vector<std::string> FirstLines(std::vector<std::string> lines, size_t most);
 

@@ -16,6 +16,8 @@ constexpr int markLength = 7;
 constexpr int widthWithOutline = 4;  // pixels of a bar from which on each is seen by itself
 constexpr double fillShare = 0.35, paleShare = 0.72;
 constexpr double ringsOfRose = 4.0;
+constexpr uint32_t rimColour = Rgb(40, 40, 40);
+constexpr int widthWithRim = 4, widthInRim = 2;
 
 bool Ascends(const GraphLayer& layer) { return std::is_sorted(layer.x.begin(), layer.x.end()); }
 
@@ -173,12 +175,25 @@ void LayerPainter::PaintDenseBars(const GraphLayer& layer) {
 // --- curves ---
 
 void LayerPainter::PaintCurve(const GraphLayer& layer) {
+    if (layer.isRimmed) return PaintRimmedCurve(layer);
+    device_.SetPen({colour_, 1, layer.isDashed ? Pen::Style::dashed : Pen::Style::solid});
+    DrawCurve(layer);
+}
+
+// What lies below it has any colour, so that the paper is no guide.
+void LayerPainter::PaintRimmedCurve(const GraphLayer& layer) {
+    device_.SetPen({rimColour, widthWithRim});
+    DrawCurve(layer);
+    device_.SetPen({layer.colour, widthInRim});
+    DrawCurve(layer);
+}
+
+void LayerPainter::DrawCurve(const GraphLayer& layer) {
     const size_t count = CountOf(layer);
     const bool ascends = Ascends(layer);
     const PointRange range =
         ascends ? PointsWithin(layer, place_.box.left, place_.box.right) : PointRange{0, count};
     if (range.first >= range.end) return;
-    device_.SetPen({colour_, 1, layer.isDashed ? Pen::Style::dashed : Pen::Style::solid});
     if (ascends && range.end - range.first > 2 * static_cast<size_t>(plot_.Width()))
         return PaintDenseCurve(layer);
     const GraphBox around{plot_.left - beyondPlot, plot_.right + beyondPlot, plot_.top - beyondPlot,

@@ -26,6 +26,8 @@ class LayerPainter {
     void PaintBars(const GraphLayer& layer);
     void PaintDenseBars(const GraphLayer& layer);
     void PaintCurve(const GraphLayer& layer);
+    void PaintRimmedCurve(const GraphLayer& layer);
+    void DrawCurve(const GraphLayer& layer);
     void PaintDenseCurve(const GraphLayer& layer);
     void PaintPoints(const GraphLayer& layer);
     void PaintMarks(const GraphLayer& layer);

@@ -39,6 +39,7 @@ GraphLayer LineAlong(double lag, double start, double end, uint32_t colour) {
     line.x = {start + std::max(lag, 0.0), end + std::min(lag, 0.0)};
     line.y = {line.x[0] - lag, line.x[1] - lag};
     line.isSilent = true;
+    line.isRimmed = true;
     return line;
 }
 
@@ -277,8 +278,8 @@ GraphPane CJPSTH::CorrelogramPane() const {
     const Found& found = *m_found;
     const int farthest = FarthestDiagonal(found.joint.bins);
     GraphPane pane{"correlogram", "Correlogram   "};
-    // A bar for one lag alone needs an axis, too.
-    const double reach = std::max(1, farthest) * found.binWidth;
+    // From edge to edge: the bars stand around their lags.
+    const double reach = (farthest + 0.5) * found.binWidth;
     pane.x = {"target - reference", "ms", false, std::pair(-reach, reach)};
     pane.y.title = jointFormNames[m_nShow];
     GraphLayer bars{LayerKind::bars, "", GraphColour(0)};

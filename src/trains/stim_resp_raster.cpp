@@ -30,6 +30,9 @@ constexpr const char* colouredText = "Stimulus-response latency raster: {} selec
 constexpr const char* taggedText =
     "Stimulus-response latency raster: {} selected events tagged in stimulus channel {} and response channel "
     "{}\r\n";
+constexpr const char* stimulusReadoutTip =
+    "Shows the stimulus number of the current mouse location on the plot";
+constexpr const char* latencyReadoutTip = "Shows the latency of the current mouse location on the plot";
 
 void SortEachOnce(std::vector<int32_t>& numbers) {
     std::ranges::sort(numbers);
@@ -378,6 +381,16 @@ GraphPane CStimRespRaster::RasterPane() const {
     pane.x = {"latency", "ms", false, std::pair(m_dLatencyStart, m_dLatencyEnd)};
     pane.y.title = m_nOrder == rowsByLatency ? "latency rank" : "stimulus";
     if (count > 0.0) pane.y.limits = {0.5, count + 0.5};
+    pane.rowNumbers = {"stimulus number", std::vector<int32_t>(found.stimuli.size())};
+    bool isTheirPlace = true;
+    for (size_t i = 0; i < found.stimuli.size(); ++i) {
+        const int32_t row = found.rows[i], number = found.stimuli[i] + 1;
+        pane.rowNumbers.numbers[static_cast<size_t>(row - 1)] = number;
+        isTheirPlace = isTheirPlace && row == number;
+    }
+    if (isTheirPlace) pane.rowNumbers = {};
+    if (!isTheirPlace && m_nOrder == rowsByTime) pane.y.title = "row";
+    pane.readouts = {{"Stimulus", stimulusReadoutTip, false}, {"Latency", latencyReadoutTip, true}};
     pane.lowerParameter = "latencyStart";
     pane.upperParameter = "latencyEnd";
     pane.autoParameter = "autoLatency";

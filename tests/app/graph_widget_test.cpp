@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QImage>
+#include <QLabel>
 #include <QMimeData>
 #include <QSignalSpy>
 #include <QTest>
@@ -354,6 +355,30 @@ TEST_F(GraphPanelTest, CopiesAreAPictureShapesOrAText) {
     panel.Widget().setFocus(Qt::BacktabFocusReason);
     panel.CopyText();
     EXPECT_TRUE(clipboard.text().startsWith("time (ms)\tcount\r\n0\t2\r\n"));
+}
+
+TEST_F(GraphPanelTest, ReadoutsFollowTheMouseAndHaveTheirTips) {
+    GraphPane pane = Pane({{LayerKind::raster, "", red, {10, 40, 90}, {1, 2, 3}}});
+    pane.x = {"latency", "ms", false, std::pair(0.0, 100.0)};
+    pane.rowNumbers = {"stimulus number", {12, 11, 13}};
+    pane.readouts = {{"Stimulus", "the number", false}, {"Latency", "the time", true}};
+    GraphWidget& graph = panel.Widget();
+    graph.SetGraph(OfPanes({pane}));
+    auto* stimulus = panel.findChild<QLabel*>("readoutStimulus");
+    auto* latency = panel.findChild<QLabel*>("readoutLatency");
+    ASSERT_TRUE(stimulus && latency);
+    EXPECT_EQ(stimulus->toolTip(), "the number");
+    EXPECT_EQ(latency->toolTip(), "the time");
+    EXPECT_EQ(stimulus->text(), "Stimulus: -");
+    QTest::qWait(1);  // the row takes its room from the graph
+    QTest::mouseMove(&graph, graph.PixelOf(0, 60.0, 2.2).toPoint());
+    EXPECT_EQ(stimulus->text(), "Stimulus: 11");
+    EXPECT_TRUE(latency->text().startsWith("Latency: 60") || latency->text().startsWith("Latency: 59"))
+        << latency->text().toStdString();
+    QTest::mouseMove(&graph, QPoint(1, 1));
+    EXPECT_EQ(latency->text(), "Latency: -");
+    graph.SetGraph(OfPanes({Pane({Wave(10, 1.0)})}));
+    EXPECT_TRUE(stimulus->isHidden() && latency->isHidden());
 }
 
 TEST_F(GraphPanelTest, SavesByTheExtension) {

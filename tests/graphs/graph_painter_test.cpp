@@ -59,6 +59,25 @@ TEST(GraphPainterTest, EachKindOfLayerIsDrawnWhereItsValuesLie) {
         Paint(OfPane(Pane({Layer(LayerKind::curve, {0, 1, 2, 3, 4, 5}, {0, 1, nothing, 2, nothing, 3})})));
     EXPECT_EQ(curve.device.LinesOf(ink).size(), 3u);
 
+    // A rimmed one keeps its colour on any paper, over a wider line that stands out from it.
+    GraphLayer white = Layer(LayerKind::curve, {0, 1}, {0, 1});
+    white.colour = 0xFFFFFF;
+    white.isRimmed = true;
+    for (const uint32_t paper : {0xFFFFFFu, 0x202020u}) {
+        GraphLook look;
+        look.paper = paper;
+        const Painted rimmed = Paint(OfPane(Pane({white})), look);
+        const auto& lines = rimmed.device.lines;
+        const auto core =
+            std::ranges::find_if(lines, [](const DrawnLine& line) { return line.pen.colour == 0xFFFFFF; });
+        ASSERT_NE(core, lines.end());
+        ASSERT_NE(core, lines.begin());
+        const DrawnLine& rim = *std::prev(core);
+        EXPECT_EQ(rim.points, core->points);
+        EXPECT_GT(rim.pen.width, core->pen.width);
+        EXPECT_LT(rim.pen.colour & 0xFF, 0x60u);
+    }
+
     const Painted points = Paint(OfPane(Pane({Layer(LayerKind::points, {0, 1, nothing}, {0, 1, 2})})));
     EXPECT_EQ(points.device.ellipses.size(), 2u);
     const Painted marks = Paint(OfPane(Pane({Layer(LayerKind::marks, {0, 0, 1, 5}, {})})));
@@ -232,6 +251,28 @@ TEST(GraphPainterTest, MarksOfARasterStandInTheirRows) {
                                 static_cast<int>(place.y.ToPixel(2.3)));
     ASSERT_EQ(told->lines.size(), 2u);
     EXPECT_TRUE(told->lines[1].ends_with(": 2")) << told->lines[1];
+    // Rows that stand for other things are told by their numbers, also where no mark is near; the place
+    // itself is told without one.
+    const auto reading = [&](double x, double y) {
+        return ReadGraph(pane, place, static_cast<int>(place.x.ToPixel(x)),
+                         static_cast<int>(place.y.ToPixel(y)))
+            ->lines;
+    };
+    const auto readout = [&](bool isX, double x, double y) {
+        return ReadPlace(pane, place, {"", "", isX}, static_cast<int>(place.x.ToPixel(x)),
+                         static_cast<int>(place.y.ToPixel(y)));
+    };
+    pane.x.unit = "ms";
+    EXPECT_EQ(readout(false, 60.0, 2.3), "2");
+    EXPECT_NEAR(std::stod(readout(true, 60.0, 2.3)), 60.0, 0.3);
+    EXPECT_TRUE(readout(true, 60.0, 2.3).ends_with(" ms"));
+    pane.rowNumbers = {"stimulus number", {7, 19, 4}};
+    EXPECT_EQ(reading(60.0, 2.3).back(), "stimulus number: 19");
+    EXPECT_EQ(reading(10.0, 1.0).back(), "stimulus number: 7");
+    EXPECT_EQ(readout(false, 60.0, 2.6), "4");
+    EXPECT_EQ(ReadPlace(pane, place, {"", "", false}, 0, 0), "") << "outside of the plot";
+    pane.rowNumbers.numbers.pop_back();
+    EXPECT_EQ(readout(false, 60.0, 2.6), "") << "no stimulus there";
     // Of two marks on one pixel the last one is seen.
     EXPECT_TRUE(painted.device.RectsOf(0x00FF00).empty());
     EXPECT_EQ(painted.device.RectsOf(0xFF0000).size(), 1u);

@@ -85,6 +85,9 @@ TEST_F(TrainOperationsTest, AJointHistogramTellsItsFormsItsVectorsAndItsWindow) 
     EXPECT_EQ(matrix.y[2 * 4 + 1], 1.0);
     EXPECT_EQ(matrix.x, (std::vector<double>{-4, 12}));
     EXPECT_EQ(graph.Named("target").layers[0].y, (std::vector<double>{0, 2, 0, 0}));
+    // Lags of -4, 0 and 4 ms, each with a whole bar.
+    EXPECT_EQ(graph.Named("correlogram").layers[0].x, (std::vector<double>{-6, -2, 2, 6}));
+    EXPECT_EQ(graph.Named("correlogram").x.limits, (std::pair<double, double>(-6, 6)));
     // Half a coincidence a stimulus less 1 x 1/2 by chance; the s.d. of the target is 0.
     Set(*block, {{"normaliseByStimulus", "1"}, {"show", "corrected"}});
     ASSERT_TRUE(block->Run());
@@ -245,6 +248,12 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     double counted = 0.0;
     for (const double count : graph.panes[0].layers[0].y) counted += count;
     EXPECT_EQ(counted, 4.0);
+    // The rows are the stimuli, and need no other numbers.
+    EXPECT_TRUE(graph.panes[1].rowNumbers.numbers.empty());
+    ASSERT_EQ(graph.panes[1].readouts.size(), 2u);
+    EXPECT_EQ(graph.panes[1].readouts[0].tip,
+              "Shows the stimulus number of the current mouse location on the plot");
+    EXPECT_EQ(graph.panes[1].readouts[1].tip, "Shows the latency of the current mouse location on the plot");
     EXPECT_EQ(graph.panes[0].x.limits, graph.panes[1].x.limits);
     // By chance: 5 responses a second in 4 ms around each of so many stimuli, whatever the region of those
     // is.
@@ -253,6 +262,7 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     Set(*block, {{"region", "2"}, {"regionStart", "300"}, {"regionEnd", "700"}});
     ASSERT_TRUE(block->Run());
     EXPECT_NEAR(expected(), 5.0 * 0.004 * 2.0, 1e-12);
+    EXPECT_EQ(block->GetGraph()->panes[1].rowNumbers.numbers, (std::vector<int32_t>{2, 3}));
     Set(*block, {{"region", "0"}});
     ASSERT_TRUE(block->Run());
     Set(*block, {{"selectStart", "5"}, {"selectEnd", "10"}, {"lastStimulus", "2"}});
@@ -309,6 +319,10 @@ TEST_F(TrainOperationsTest, SelectedResponsesAreTaggedAndColouredInOneStep) {
     Set(*block, {{"tag", "0"}, {"colour", "0"}, {"order", "1"}, {"latencyStart", "6"}, {"latencyEnd", "30"}});
     ASSERT_TRUE(block->Run());
     EXPECT_EQ(block->GetGraph()->panes[1].layers[0].x, (std::vector<double>{10, 10}));
+    Set(*block, {{"latencyStart", "11"}, {"latencyEnd", "31"}});
+    ASSERT_TRUE(block->Run());
+    // Only the third has a response now.
+    EXPECT_EQ(block->GetGraph()->panes[1].rowNumbers.numbers, (std::vector<int32_t>{3, 1, 2}));
     const std::pair<Settings, std::string> words[] = {
         {{{"latencyStart", "5"}, {"latencyEnd", "5"}}, "The end of the latencies must be after their start."},
         {{{"region", "3"}, {"gateChannel", "z"}}, "There are no events in gate channel z."},

@@ -6,6 +6,7 @@
 #include <QContextMenuEvent>
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
@@ -30,6 +31,7 @@ constexpr int groupGap = 8;
 constexpr int barMargin = 2;
 // Of a copied or saved picture: fine enough for print.
 constexpr double copiedScale = 2.0, savedScale = 3.0;
+constexpr const char* widestReadout = "Latency: -1000.00 ms";
 constexpr const char* graphSaveFilter =
     "PNG picture (*.png)|*.png|SVG vector picture (*.svg)|*.svg|PDF vector picture (*.pdf)|*.pdf|"
     "Text (*.txt)|*.txt|Table (*.csv)|*.csv||";
@@ -50,9 +52,15 @@ GraphPanel::GraphPanel(Session& session, QWidget* parent)
     bar_->setSpacing(0);
     column->addLayout(bar_);
     column->addWidget(widget_, 1);
+    readoutRow_ = new QHBoxLayout;
+    readoutRow_->setContentsMargins(groupGap, 0, groupGap, 0);
+    readoutRow_->setSpacing(3 * groupGap);
+    readoutRow_->addStretch(1);
+    column->addLayout(readoutRow_);
     MakeBar();
     TakeHabits();
     connect(widget_, &GraphWidget::AxisAsked, this, &GraphPanel::AskAxis);
+    connect(widget_, &GraphWidget::ReadoutsChanged, this, &GraphPanel::TellReadouts);
 }
 
 // --- the tool bar ---
@@ -179,6 +187,26 @@ void GraphPanel::TakeHabits() {
     widget_->SetGrid(habits.hasGrid);
     widget_->SetReading(habits.tellsValues);
     widget_->SetDropLines(habits.hasDropLines);
+}
+
+// A row of its own that is there while the graph has readouts, so that nothing moves with the mouse.
+void GraphPanel::TellReadouts() {
+    const auto told = widget_->Readouts();
+    while (readouts_.size() < told.size()) {
+        auto* label = new QLabel(this);
+        label->setTextFormat(Qt::PlainText);
+        label->setMinimumWidth(label->fontMetrics().horizontalAdvance(widestReadout));
+        readoutRow_->insertWidget(static_cast<int>(readouts_.size()), label);
+        readouts_.push_back(label);
+    }
+    for (size_t i = 0; i < readouts_.size(); ++i) {
+        readouts_[i]->setVisible(i < told.size());
+        if (i >= told.size()) continue;
+        const auto& [readout, value] = told[i];
+        readouts_[i]->setObjectName(ToQString("readout" + readout.label));
+        readouts_[i]->setToolTip(ToQString(readout.tip));
+        readouts_[i]->setText(ToQString(readout.label + ": " + (value.empty() ? "-" : value)));
+    }
 }
 
 // The axes of the pane stand in the menu, since a double click is no key.

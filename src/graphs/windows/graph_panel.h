@@ -5,6 +5,7 @@
 #include <QWidget>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "graphs/graph_output.h"
 #include "graphs/windows/graph_widget.h"
@@ -13,6 +14,7 @@
 
 class QAction;
 class QHBoxLayout;
+class QLabel;
 class QMenu;
 class QPushButton;
 class QToolButton;
@@ -54,6 +56,7 @@ class GraphPanel : public QWidget {
     void MakeActions();
     void MakeBar();
     void TakeHabits();
+    void TellReadouts();
     void AskAxis(int pane, bool isX);
     // A box has the keyboard while it stands; then the graph has it again.
     void TakeBackKeyboard();
@@ -64,7 +67,8 @@ class GraphPanel : public QWidget {
 
     Session& session_;
     GraphWidget* widget_;
-    QHBoxLayout* bar_ = nullptr;
+    QHBoxLayout *bar_ = nullptr, *readoutRow_ = nullptr;
+    std::vector<QLabel*> readouts_;
     QMenu *menu_ = nullptr, *copies_ = nullptr;
     QAction *showAll_ = nullptr, *zoom_ = nullptr, *pan_ = nullptr, *select_ = nullptr, *grid_ = nullptr,
             *values_ = nullptr, *dropLines_ = nullptr, *copyPicture_ = nullptr, *copyVectors_ = nullptr,

@@ -101,6 +101,7 @@ void GraphWidget::SetGraph(Graph graph) {
     }
     if (stop_ && stop_->line >= static_cast<int>(graph_.panes[stop_->pane].lines.size())) stop_->line = -1;
     Arrange();
+    emit ReadoutsChanged();
     if (couldSelect != CanSelect()) emit SelectionOffered(CanSelect());
 }
 
@@ -377,6 +378,16 @@ void GraphWidget::PaintAreas(QPainter& painter) {
 }
 
 // --- values under the mouse ---
+
+std::vector<std::pair<GraphReadout, std::string>> GraphWidget::Readouts() const {
+    std::vector<std::pair<GraphReadout, std::string>> told;
+    for (size_t i = 0; i < places_.size(); ++i)
+        for (const GraphReadout& readout : graph_.panes[i].readouts)
+            told.emplace_back(readout, pointer_ ? ReadPlace(graph_.panes[i], places_[i], readout,
+                                                            pointer_->x(), pointer_->y())
+                                                : std::string());
+    return told;
+}
 
 void GraphWidget::PaintReading(DrawDevice& device) {
     if (!pointer_ || (!tells_ && !hasDropLines_)) return;

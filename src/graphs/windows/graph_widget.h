@@ -39,6 +39,9 @@ class GraphWidget : public QWidget {
     // Where each pane lies, and where a point of it does.
     const std::vector<PanePlace>& Places() const { return places_; }
     QPointF PixelOf(size_t pane, double x, double y) const;
+    // The readouts of the panes, each with what it tells of the pixel under the mouse; empty where that is
+    // not.
+    std::vector<std::pair<GraphReadout, std::string>> Readouts() const;
 
     void SetMode(Mode mode) { mode_ = mode; }
     void SetGrid(bool hasGrid);
@@ -68,6 +71,8 @@ class GraphWidget : public QWidget {
     void AxisAsked(int pane, bool isX);
     // The user has dragged the area of a pane.
     void AreaSet(int pane, const GraphArea& area);
+    // The readouts tell something else: the mouse has moved, or the graph is another one.
+    void ReadoutsChanged();
     // There is a pane now in which something can be selected, or there is none any more.
     void SelectionOffered(bool isThere);
     // A point that stands for an event was clicked.

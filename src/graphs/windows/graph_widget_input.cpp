@@ -222,6 +222,7 @@ void GraphWidget::DragAxis(QPoint at) {
 void GraphWidget::mouseMoveEvent(QMouseEvent* event) {
     const QPoint at = event->pos();
     pointer_ = at;
+    emit ReadoutsChanged();
     if (drag_) return DragTo(at);
     ShowPointer(HitGraph(graph_, places_, at.x(), at.y()), at);
     update();
@@ -306,6 +307,7 @@ void GraphWidget::mouseDoubleClickEvent(QMouseEvent* event) {
 void GraphWidget::leaveEvent(QEvent* event) {
     QWidget::leaveEvent(event);
     pointer_.reset();
+    emit ReadoutsChanged();
     update();
 }
 
