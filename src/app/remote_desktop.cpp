@@ -186,7 +186,11 @@ void DesktopRemote::OperationChanged(const Operation& operation) {
 
 bool DesktopRemote::RunOperation(const Operation& operation) {
     OperationWindow* window = frame_.OperationDialogs().Find(operation.className);
-    return window && window->Run();
+    if (!window) return false;
+    if (window->Run()) return true;
+    // Where it runs by itself, its words stand in the window, and no host was told.
+    if (const QString& why = window->WhyNotDone(); !why.isEmpty()) throw RemoteError(why.toStdString());
+    return false;
 }
 
 void DesktopRemote::CloseOperation(const Operation& operation) {

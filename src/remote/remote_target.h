@@ -70,7 +70,8 @@ class RemoteTarget {
     virtual CBatchBaseDlg& OpenOperation(const Operation& operation) = 0;
     // Its parameters were set from outside: its window shows them.
     virtual void OperationChanged(const Operation& operation) = 0;
-    // False when it was refused, failed or was cancelled; the host was told why.
+    // False when it was refused, failed or was cancelled; the host was told why. Throws RemoteError where
+    // only its window says why.
     virtual bool RunOperation(const Operation& operation) = 0;
     virtual void CloseOperation(const Operation& operation) = 0;
     // A PNG of its window; empty when there cannot be one.

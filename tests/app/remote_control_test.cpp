@@ -9,7 +9,10 @@
 #include <QLabel>
 
 #include "app/main_frame.h"
+#include "app/remote_desktop.h"
+#include "catalogue/operations.h"
 #include "host/memory_file_system.h"
+#include "remote/remote_json.h"
 #include "support/edf_builder.h"
 #include "support/test_host.h"
 
@@ -40,6 +43,30 @@ TEST(RemoteControlTest, WhatAFileSaysStandsInTheWindow) {
     EXPECT_FALSE(text->isVisible());
     frame.ShowNotice("again");
     EXPECT_EQ(text->text(), "again");
+}
+
+// An operation that runs by itself says in its window why it did not.
+TEST(RemoteControlTest, WhatOnlyTheWindowOfAnOperationSaysIsAnswered) {
+    TestHost person;
+    RemoteHost host(person);
+    MemoryFileSystem files;
+    Session session(host, files);
+    files.Put("/x.edf", EdfBuilder().AddRamp("s", 10).Build());
+    CMainFrame frame(session, nullptr, {OpenFor::editing, OpenTalk::asks});
+    frame.show();
+    DesktopRemote target(frame, session);
+    ASSERT_EQ(target.Open("/x.edf", false), 0);
+    const Operation& operation = *FindOperation("CJPSTH");
+    ParamList params = target.OpenOperation(operation).Params();
+    for (const auto& [key, text] : {std::pair("binWidth", "200"), {"region", "3"}, {"gateChannel", "z"}})
+        ASSERT_EQ(params.Find(key)->SetFromText(text), "");
+    target.OperationChanged(operation);
+    try {
+        target.RunOperation(operation);
+        ADD_FAILURE();
+    } catch (const RemoteError& error) {
+        EXPECT_STREQ(error.what(), "There are no events in gate channel z.");
+    }
 }
 
 }  // namespace

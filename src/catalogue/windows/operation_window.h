@@ -71,6 +71,8 @@ class OperationWindow : public QDialog {
     virtual void Start() { Run(); }
     // The same, until it is done. False when it was refused, failed or cancelled.
     virtual bool Run() = 0;
+    // Why it was refused or failed, where its message line says it.
+    const QString& WhyNotDone() const { return failText_; }
     // An operation or one of its actions is at work.
     virtual bool IsBusy() const { return busy_ > 0; }
 
