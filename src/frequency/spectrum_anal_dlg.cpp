@@ -30,6 +30,7 @@ constexpr const char* allBrokenText =
 constexpr const char* sameTraceText = "Trace A and trace B are the same trace.";
 constexpr const char* bandOrderText = "The lower frequency of the band must be below the upper one.";
 const std::vector<std::string> modeNames = {"power", "cross power", "coherence"};
+const std::vector<std::string> trendNames = {"nothing", "mean", "trend"};
 
 class SpectrumJob : public OperationJob {
   public:
@@ -130,6 +131,8 @@ void CSpectrumAnalDlg::Describe(ParamList& list) {
     DescribeAxes(list);
     DescribeBand(list);
     DescribeRegion(list);
+    for (const char* key : {"region", "regionStart", "regionEnd"})
+        list.Find(key)->OnChange([this] { m_isWishOpen = false; });
     DescribeSaving(list);
 }
 
@@ -167,7 +170,7 @@ void CSpectrumAnalDlg::DescribeSegments(ParamList& list) {
             "Multitaper averages five windows of each segment");
     list.Choice("overlapShift", "Overlap (%)", m_nOverlapShift, OverlapNames())
         .Tip("Share of a segment that lies in the one before, too");
-    list.Choice("trend", "Take off", m_nTrend, {"nothing", "mean", "trend"})
+    list.Choice("trend", "Take off", m_nTrend, trendNames)
         .Tip("What is taken off each segment before its window: its mean, or the straight line through it");
     list.Integer("targetAverages", "Target averages", m_nTargetAverages)
         .Limits(1, 1e6)
@@ -291,6 +294,11 @@ void CSpectrumAnalDlg::GetParamText(std::string& text) {
     text += "Spectral analysis parameters:\r\n";
     AppendRegionText(text);
     text += SettingsText();
+    if (m_nTrend != 0)
+        text += fmt::format("Taken off each segment: {}\r\n", trendNames[static_cast<size_t>(m_nTrend)]);
+    if (!IsMode(SpectrumMode::coherence))
+        text += fmt::format("Scale: {}\r\n", m_nDensity == 1 ? "density" : "power");
+    if (m_isWishOpen) text += fmt::format("Target averages: {}\r\n", m_nTargetAverages);
 }
 
 // --- the run ---

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/colour_text.h"
+#include "host/form.h"
 #include "host/options.h"
 #include "host/user_numbers.h"
 
@@ -252,6 +253,18 @@ std::string Field::SetFromText(std::string_view from) {
     *this = std::move(entered);
     Commit();
     return {};
+}
+
+std::string Field::SetForGood(std::string_view from, Form& form) {
+    std::vector<Field> before = {*this};
+    for (const std::string& follower : linked)
+        if (const Field* other = form.Find(follower); other && other->store) before.push_back(*other);
+    std::string fault = SetFromText(from);
+    if (fault.empty() && putBack) fault = putBack();
+    if (!fault.empty())
+        for (const Field& value : before)
+            if (value.store) value.store(value);
+    return fault;
 }
 
 }  // namespace kymora

@@ -149,6 +149,9 @@ struct Field {
     // Sets the value from a text as --set takes it, lets what follows it follow, and answers empty; or
     // answers why the text is none, with nothing changed.
     std::string SetFromText(std::string_view from);
+    // The same as a user who is done with the field: where it is put back, it and what is linked to it in
+    // `form`, which holds it, are as before, and the answer says why.
+    std::string SetForGood(std::string_view from, Form& form);
 
   private:
     std::string NumberFault() const;

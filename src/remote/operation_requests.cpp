@@ -37,7 +37,7 @@ void SetParameters(CBatchBaseDlg& block, const Json& settings) {
         Field* param = params.Find(key);
         if (!param || !param->HasValue())
             throw RemoteError("The operation has no parameter \"" + ToDisplayText(key) + "\".");
-        if (const std::string fault = param->SetFromText(SettingText(value, key)); !fault.empty())
+        if (const std::string fault = param->SetForGood(SettingText(value, key), params); !fault.empty())
             throw RemoteError(fault);
     }
 }

@@ -158,6 +158,15 @@ TEST_F(SpectrumTest, WishedAverages) {
     EXPECT_EQ(fresh.Params().Find("log2Bins")->SetFromText("12"), "");
     EXPECT_EQ(fresh.Params().Find("targetAverages")->SetFromText("4"), "");
     EXPECT_EQ(fresh.Validate(), "Not enough data for spectral analysis. Cancelling timebase expansion.");
+    // A region that is set behind it is what is wanted.
+    EXPECT_EQ(fresh.Params().Find("region")->SetFromText("0"), "");
+    EXPECT_EQ(fresh.Validate(), "");
+    // A user who is done with the field has the value before again.
+    EXPECT_EQ(fresh.Params().Find("log2Bins")->SetFromText("7"), "");
+    ParamList again = fresh.Params();
+    EXPECT_NE(again.Find("targetAverages")->SetForGood("5000", again), "");
+    EXPECT_EQ(fresh.m_nTargetAverages, 4);
+    EXPECT_EQ(fresh.Validate(), "");
 }
 
 TEST_F(SpectrumTest, WishedAveragesWaitForTheRecording) {

@@ -478,15 +478,8 @@ void OperationWindow::TakeSet(const std::vector<std::pair<std::string, std::stri
             ParamList params = block_->Params();
             Field* field = params.Find(key);
             if (!field) continue;
-            std::vector<Field> before = {*field};
-            for (const std::string& follower : field->linked)
-                if (const Field* other = params.Find(follower); other && other->store)
-                    before.push_back(*other);
-            std::string fault = field->SetFromText(text);
-            if (fault.empty() && field->putBack) fault = field->putBack();
-            if (fault.empty()) continue;
-            for (const Field& value : before) value.store(value);
-            throw std::runtime_error(fault);
+            const std::string fault = field->SetForGood(text, params);
+            if (!fault.empty()) throw std::runtime_error(fault);
         }
     });
 }
