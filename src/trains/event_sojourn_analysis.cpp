@@ -60,24 +60,30 @@ void CEventSojournAnalysis::Serialize(CArchive& archive) {
     for (bool* flag : {&m_bFit, &m_bSet, &m_bCompare}) Exchange(archive, *flag);
 }
 
+// A start that was set is one for the sojourns that are shown. What is given without a window is given as a
+// whole, in any order.
+void CEventSojournAnalysis::StartAnew() {
+    if (IsAttended()) m_bSet = false;
+}
+
 void CEventSojournAnalysis::OnEventChanChanged(int channel) {
-    m_bSet = false;
+    StartAnew();
     CTrainsBase::OnEventChanChanged(channel);
 }
 
 void CEventSojournAnalysis::Describe(ParamList& list) {
-    const auto fromData = [this] { m_bSet = false; };
+    const auto startAnew = [this] { StartAnew(); };
     DescribeSource(list);
     list.Group("Sojourns");
     list.Choice("sojourn", "Sojourns", m_nSojourn, {std::begin(sojournNames), std::end(sojournNames)})
         .Buttons()
         .Tip("The durations of events, or the intervals from the end of one to the start of the next")
-        .OnChange(fromData);
+        .OnChange(startAnew);
     list.Number("deadTime", "Dead time", m_dDeadTime)
         .Unit("ms")
         .Limits(0, 1e9)
         .Tip("Shorter sojourns are left out, and the fit knows that they are not seen")
-        .OnChange(fromData);
+        .OnChange(startAnew);
     list.Integer("binNumber", "Bin number", m_nBins).Limits(1, 10000).Spin().Tip("Bins of the histogram");
     list.Choice("display", "Show", m_nDisplay, {"counts", "ln(n)", "sqrt(n) of log(ms)"})
         .Tip("Plot bin counts against sojourn durations; Plot ln(bin counts) against sojourn durations; Plot "
@@ -91,7 +97,7 @@ void CEventSojournAnalysis::Describe(ParamList& list) {
         .Limits(1, static_cast<double>(mostComponents))
         .Spin()
         .Tip("Number of exponentials in the mixture")
-        .OnChange(fromData);
+        .OnChange(startAnew);
     for (size_t i = 0; i < mostComponents; ++i) {
         const std::string number = std::to_string(i + 1);
         const auto cell = [&](const char* key, const char* label, double& value, const char* tip) {
@@ -111,7 +117,7 @@ void CEventSojournAnalysis::Describe(ParamList& list) {
                 })
         .Settable()
         .Tip("Fits again, from the values as they stand");
-    list.Action("fromData", "Start from data", fromData)
+    list.Action("fromData", "Start from data", [this] { m_bSet = false; })
         .Settable()
         .Tip("The fit starts from as many groups of equal size as there are exponentials");
     list.Flag("compare", "Compare with one more", m_bCompare)

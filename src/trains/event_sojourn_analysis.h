@@ -47,6 +47,7 @@ class CEventSojournAnalysis : public CTrainsBase {
     void OnEventChanChanged(int channel) override;
 
   private:
+    void StartAnew();
     struct Job;
     struct Found {
         std::vector<double> durations;  // ms

@@ -54,6 +54,7 @@ void CJPSTH::Serialize(CArchive& archive) {
     Exchange(archive, m_nBins);
     Exchange(archive, m_fBinWidth);
     Exchange(archive, m_fPreStimulusTime);
+    if (!archive.IsStoring()) m_fAskedTime = m_fAdjustedTime = m_fPreStimulusTime;
     for (int32_t* number : {&m_nUpperDiagonal, &m_nLowerDiagonal, &m_nSmoothHalfWindow, &m_nShow})
         Exchange(archive, *number);
     Exchange(archive, m_bNormaliseByStimulus);
@@ -106,7 +107,10 @@ void CJPSTH::Describe(ParamList& list) {
         .Unit("ms")
         .Limits(0, mostFloat)
         .Tip("Set pre-stimulus time to include in analysis. Will adjust to nearest allowed value.")
-        .OnChange([this] { Adjust(); });
+        .OnChange([this] {
+            m_fAskedTime = m_fAdjustedTime = m_fPreStimulusTime;
+            Adjust();
+        });
     list.Note("postStimulusTime", "Post-stimulus", [this]() -> std::string {
         return fmt::format("{:g} ms", m_nBins * double{m_fBinWidth} - double{m_fPreStimulusTime});
     });

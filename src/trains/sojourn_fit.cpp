@@ -12,7 +12,9 @@ namespace {
 
 constexpr double leastProportion = 1e-6;  // to begin with
 constexpr double firstStep = 0.3;         // of a logarithm
-constexpr double splitBy = 3.0;           // the means of two parts to begin with, from that of the one
+constexpr int meansLookedAt = 200;        // for one part more
+constexpr double shareOfOneMore = 0.05;   // to begin with
+constexpr int roundsOfShare = 30;         // in which its proportion settles
 
 // Durations are whole samples, so that many are equal.
 struct CountedDuration {
@@ -96,15 +98,61 @@ Mixture MixtureAt(std::span<const double> place) {
     return mixture;
 }
 
-// One of the parts as two of half its proportion, around its mean.
-Mixture WithPartSplit(Mixture mixture, size_t which, double factor) {
-    MixtureComponent& part = mixture.components[which];
-    part.proportion /= 2.0;
-    MixtureComponent longer = part;
-    longer.mean = longer.sd = part.mean * factor;
-    part.mean = part.sd = part.mean / factor;
-    mixture.components.insert(mixture.components.begin() + static_cast<ptrdiff_t>(which) + 1, longer);
-    return mixture;
+// What durations beyond the dead time tell of the mixture, as that of all of them.
+void TellOfAll(std::vector<MixtureComponent>& parts, double deadTime) {
+    double all = 0.0;
+    for (MixtureComponent& part : parts)
+        all += part.proportion *= std::exp(std::min(deadTime / part.mean, 50.0));
+    for (MixtureComponent& part : parts) part.proportion /= all;
+}
+
+// The mixture with one part more, for each mean at which a small part gains the most: where the derivative of
+// the likelihood towards it has a peak (B. G. Lindsay, "The geometry of mixture likelihoods: a general
+// theory", Ann. Stat. 11, 1983, 86-94). Empty where no part gains.
+std::vector<Mixture> WithOneMore(const Mixture& mixture, std::span<const CountedDuration> durations,
+                                 double deadTime) {
+    const std::vector<MixtureComponent> seen = MixtureBeyond(mixture, deadTime);
+    std::vector<double> logs, ratios(durations.size());
+    double all = 0.0;
+    for (const auto& [beyond, count] : durations) {
+        logs.push_back(LogDensityOfTail(seen, beyond));
+        all += count;
+    }
+    // Of the density of one part to that of the mixture, at each duration.
+    const auto lookAt = [&](double mean) {
+        double sum = 0.0;
+        for (size_t i = 0; i < ratios.size(); ++i) {
+            ratios[i] = std::exp(-std::log(mean) - durations[i].beyond / mean - logs[i]);
+            sum += durations[i].count * ratios[i];
+        }
+        return sum / all - 1.0;
+    };
+    const double lowest = std::log(LeastMean(durations)), highest = std::log(durations.back().beyond);
+    std::vector<double> means, gains;
+    for (int i = 0; i <= meansLookedAt; ++i) {
+        means.push_back(std::exp(lowest + (highest - lowest) * i / meansLookedAt));
+        gains.push_back(lookAt(means.back()));
+    }
+    std::vector<Mixture> starts;
+    for (size_t i = 0; i < gains.size(); ++i) {
+        const bool isPeak =
+            (i == 0 || gains[i] > gains[i - 1]) && (i + 1 == gains.size() || gains[i] >= gains[i + 1]);
+        if (!isPeak || !(gains[i] > 0.0)) continue;
+        lookAt(means[i]);
+        double share = shareOfOneMore;
+        for (int round = 0; round < roundsOfShare; ++round) {
+            double sum = 0.0;
+            for (size_t k = 0; k < ratios.size(); ++k)
+                sum += durations[k].count * share * ratios[k] / (1.0 - share + share * ratios[k]);
+            share = std::clamp(sum / all, leastProportion, 1.0 - leastProportion);
+        }
+        Mixture start{MixtureFamily::exponential, seen};
+        for (MixtureComponent& part : start.components) part.proportion *= 1.0 - share;
+        start.components.push_back({share, means[i], means[i]});
+        TellOfAll(start.components, deadTime);
+        starts.push_back(std::move(start));
+    }
+    return starts;
 }
 
 }  // namespace
@@ -149,12 +197,8 @@ Mixture StartOfSojourns(int components, std::span<const double> durations, doubl
     Mixture start = StartFromQuantiles(MixtureFamily::exponential, components, beyond);
     const double shortest = std::max(*std::ranges::max_element(beyond) / static_cast<double>(beyond.size()),
                                      LeastMean(CountDurations(durations, deadTime)));
-    double all = 0.0;
-    for (MixtureComponent& part : start.components) {
-        part.mean = part.sd = std::max(part.mean, shortest);
-        all += part.proportion *= std::exp(std::min(deadTime / part.mean, 50.0));
-    }
-    for (MixtureComponent& part : start.components) part.proportion /= all;
+    for (MixtureComponent& part : start.components) part.mean = part.sd = std::max(part.mean, shortest);
+    TellOfAll(start.components, deadTime);
     return start;
 }
 
@@ -203,8 +247,8 @@ SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, 
 SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> durations, double deadTime,
                              const Poll& poll) {
     const std::vector<MixtureComponent>& parts = fewer.mixture.components;
-    std::vector<Mixture> starts{StartOfSojourns(static_cast<int>(parts.size()) + 1, durations, deadTime)};
-    for (size_t i = 0; i < parts.size(); ++i) starts.push_back(WithPartSplit(fewer.mixture, i, splitBy));
+    std::vector<Mixture> starts = WithOneMore(fewer.mixture, CountDurations(durations, deadTime), deadTime);
+    starts.push_back(StartOfSojourns(static_cast<int>(parts.size()) + 1, durations, deadTime));
     SojournFit best;
     for (size_t i = 0; i < starts.size(); ++i) {
         SojournFit fit = FitSojourns(starts[i], durations, deadTime, [&](double done) {
@@ -216,7 +260,9 @@ SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> du
     }
     if (!best.isFitted || !fewer.isFitted || best.logLikelihood >= fewer.logLikelihood) return best;
     // Two equal parts are as good as the one: nothing better is known.
-    best.mixture = WithPartSplit(fewer.mixture, parts.size() - 1, 1.0);
+    best.mixture = fewer.mixture;
+    best.mixture.components.back().proportion /= 2.0;
+    best.mixture.components.push_back(best.mixture.components.back());
     best.logLikelihood = fewer.logLikelihood;
     return best;
 }

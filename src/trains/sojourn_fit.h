@@ -47,8 +47,8 @@ struct SojournFit {
 // the step in which durations are told apart; those of the start that are begin there.
 SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, double deadTime = 0.0,
                        const Poll& poll = {});
-// The best of the searches from the durations' groups and from a fit with one of its parts split. It is never
-// less likely than that fit.
+// The best of the searches from the durations' groups and from a fit with a part more, small, wherever that
+// gains. It is never less likely than that fit.
 SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> durations,
                              double deadTime = 0.0, const Poll& poll = {});
 // From one exponential up, each time by one more.

@@ -210,16 +210,19 @@ std::unique_ptr<OperationJob> CStimRespRaster::MakeJob() {
     }
     job->interval = doc.sampleInterval;
     // Whole samples: a latency lies on the start, or before the end.
-    const auto ahead = [&](double ms) {
-        return static_cast<int64_t>(std::ceil(std::clamp(ms / doc.sampleInterval, -1e12, 1e12) - 1e-6));
-    };
-    job->from = ahead(m_dLatencyStart);
-    job->end = ahead(m_dLatencyEnd);
+    job->from = FirstSampleFrom(m_dLatencyStart);
+    job->end = FirstSampleFrom(m_dLatencyEnd);
     job->smoothHalfWindow = m_nSmoothHalfWindow;
     job->random = doc.GetSession().random;
 
     AskForHistogram(*job);
     return job;
+}
+
+// Which one a limit in ms of a few digits means, too.
+int64_t CStimRespRaster::FirstSampleFrom(double ms) const {
+    const double samples = std::clamp(ms / Document()->sampleInterval, -1e12, 1e12);
+    return static_cast<int64_t>(std::ceil(samples - 1e-6));
 }
 
 // That of the latencies, as the histogram of events has it for two channels.
@@ -237,8 +240,9 @@ void CStimRespRaster::AskForHistogram(Job& job) const {
     input.region = {{0.0, InMs(Document()->GetLength())}};
     HistSettings& settings = job.found.part.settings;
     settings.autoRange = false;
-    settings.minimum = m_dLatencyStart;
-    settings.maximum = m_dLatencyEnd;
+    // The limits that have the same samples within.
+    settings.minimum = std::min(m_dLatencyStart, InMs(FirstSampleFrom(m_dLatencyStart)));
+    settings.maximum = std::min(m_dLatencyEnd, InMs(FirstSampleFrom(m_dLatencyEnd)));
     settings.binCount = m_nBins;
     settings.isByCount = true;
 }

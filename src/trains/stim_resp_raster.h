@@ -66,6 +66,7 @@ class CStimRespRaster : public CTrainsBase {
     struct Selected {
         std::vector<int32_t> stimuli, responses;
     };
+    int64_t FirstSampleFrom(double ms) const;
     void AskForHistogram(Job& job) const;
     bool Holds(const LatencyMark& mark) const;
     Selected FindSelected() const;

@@ -91,6 +91,18 @@ TEST(SojournFit, FindsTheLargestLikelihood) {
     EXPECT_DOUBLE_EQ(CompareSojourns(-10.0, -7.0).p, std::exp(-3.0));
 }
 
+TEST(SojournFit, FindsAShortAndRareExponential) {
+    for (const double share : {0.02, 0.04, 0.07})
+        for (unsigned seed = 0; seed < 4; ++seed) {
+            std::mt19937 random(seed);
+            const Mixture truth{MixtureFamily::exponential, {{share, 0.3, 0.3}, {1.0 - share, 10.0, 10.0}}};
+            const std::vector<double> values = Draws(random, truth, 1000);
+            EXPECT_GE(FitSojournsFromData(2, values).logLikelihood,
+                      SojournLogLikelihood(FitByTurns(truth, values), values) - 1e-3)
+                << share << " " << seed;
+        }
+}
+
 TEST(SojournFit, KnowsThatShortSojournsAreNotSeen) {
     std::mt19937 random(12);
     const Mixture truth{MixtureFamily::exponential, {{0.5, 5.0, 5.0}, {0.5, 60.0, 60.0}}};
