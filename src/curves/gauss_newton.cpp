@@ -153,6 +153,10 @@ class Fitter {
         GaussJordan(solved, Free());
         for (size_t i = 0; i < Free(); ++i)
             for (size_t j = 0; j < Free(); ++j) result_.inverse[i * Free() + j] = solved[i * Columns() + j];
+        if (!control_.bounds.empty()) {
+            solved = WithinBounds();
+            GaussJordan(solved, Free());
+        }
         aim_ = Stepped(solved);
         if (!control_.damps || (damping_ == 0.0 && IsBetter(aim_)))
             parameters_ = aim_;

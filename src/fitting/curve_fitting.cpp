@@ -26,8 +26,8 @@ constexpr const char* allFixedText = "All parameters are fixed: there is nothing
 
 std::string LetterOf(size_t i) { return std::string(1, static_cast<char>('a' + i)); }
 
-std::string OrEmpty(double value) {
-    return !std::isfinite(value) ? std::string() : fmt::format("{:f}", value);
+std::string OrEmpty(double value, int decimals = 6) {
+    return !std::isfinite(value) ? std::string() : fmt::format("{:.{}f}", value, decimals);
 }
 ResultValue OrNothing(double value) { return std::isfinite(value) ? ResultValue(value) : ResultValue(); }
 
@@ -135,11 +135,15 @@ void CurveFitting::DescribeEquation(ParamList& list) {
     std::vector<std::string> names{"own equation"};
     for (const ReadyEquation& ready : ReadyEquations()) names.emplace_back(ready.name);
     list.Choice("ready", "Ready equation", m_nReady, std::move(names))
-        .Tip("Puts a usual equation into the line below, and has the starts guessed from the data")
-        .Linked({"equation", "guess"})
+        .Tip(
+            "Puts a usual equation into the line below, has the starts guessed from the data, and steps that "
+            "fail damped")
+        .Linked({"equation", "guess", "damping"})
         .OnChange([this] {
             m_bGuess = m_nReady > 0;
-            if (m_bGuess) m_strEquation = ReadyEquations()[static_cast<size_t>(m_nReady) - 1].Of(m_variable);
+            if (!m_bGuess) return;
+            m_strEquation = ReadyEquations()[static_cast<size_t>(m_nReady) - 1].Of(m_variable);
+            m_nMethod = static_cast<int32_t>(FitMethod::damped);
         });
     list.Text("equation", "Equation", m_strEquation)
         .Tip(fmt::format("A function of {} with parameters a, b, c .. up to h, for example a + b*exp(-{}/c)",
@@ -370,10 +374,10 @@ void CurveFitting::WriteReport(const TextSink& sink, int xDecimals, int decimals
     if (!sink("x\ty_raw\ty_fit\tresid (raw-fit)\tSEest\tY_fit Lo\tY_fit Hi\r\n")) return;
     bool goesOn = true;
     ForPoints([&](size_t i, const FitPoint& point) {
-        goesOn = sink(fmt::format("{:.{}f}\t{:.{}f}\t{:.{}f}\t{:.{}f}\t{:.{}f}\t{:.{}f}\t{:.{}f}\r\n",
-                                  m_found->points->x[i], xDecimals, m_found->points->y[i], decimals,
-                                  point.fit, decimals, point.residual, decimals, point.error, decimals,
-                                  point.low, decimals, point.high, decimals));
+        goesOn = sink(fmt::format("{:.{}f}\t{:.{}f}\t{:.{}f}\t{:.{}f}\t{}\t{}\t{}\r\n", m_found->points->x[i],
+                                  xDecimals, m_found->points->y[i], decimals, point.fit, decimals,
+                                  point.residual, decimals, OrEmpty(point.error, decimals),
+                                  OrEmpty(point.low, decimals), OrEmpty(point.high, decimals)));
         return goesOn;
     });
     if (goesOn) sink(ParametersReport());
@@ -387,13 +391,15 @@ std::string CurveFitting::ParametersReport() const {
     text += fmt::format("RMS Error = {:f}\td.f. = {}\r\n\r\n", result.rms, result.freedom);
     text += "Parameter Estimates...\r\n";
     for (size_t i = 0; i < free; ++i)
-        text += fmt::format("p{} = {:f}\t+/- {:f}\tp = {:f}\r\n", result.free[i],
-                            result.parameters[result.free[i]], result.Error(i), result.Probability(i));
+        text +=
+            fmt::format("p{} = {:f}\t+/- {}\tp = {}\r\n", result.free[i], result.parameters[result.free[i]],
+                        OrEmpty(result.Error(i)), OrEmpty(result.Probability(i)));
     text += "\r\nCovariance Matrix Terms and Error-Correlations...\r\n";
     for (size_t i = 0; i < free; ++i)
         for (size_t j = i; j < free; ++j) {
-            text += fmt::format("B({},{}) = {:f}", result.free[i], result.free[j], result.Covariance(i, j));
-            text += i == j ? "\r\n" : fmt::format("\tr = {:f}\r\n", result.Correlation(i, j));
+            text += fmt::format("B({},{}) = {}", result.free[i], result.free[j],
+                                OrEmpty(result.Covariance(i, j)));
+            text += i == j ? "\r\n" : fmt::format("\tr = {}\r\n", OrEmpty(result.Correlation(i, j)));
         }
     return text;
 }

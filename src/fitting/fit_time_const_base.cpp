@@ -238,7 +238,7 @@ void CFitTimeConstBase::DescribeIterations(ParamList& list, double mostIteration
 
 std::string CFitTimeConstBase::CheckSettings() {
     if (std::string fault = CEventBaseDlg::CheckSettings(); !fault.empty()) return fault;
-    if (!(m_dStep > 0.0)) return "The step factor must be above 0.";
+    if (!(m_dStep > 0.0)) return noStepText;
     if (!m_bStartFromData && !(m_dTau > 0.0 && m_dTau1 > 0.0)) return "Time constants must be above 0.";
     return m_dFitEnd > m_dFitStart ? std::string() : orderText;
 }

@@ -10,6 +10,7 @@
 
 namespace kymora {
 
+inline constexpr const char* noStepText = "The step factor must be above 0.";
 inline constexpr const char* averageTooLongText =
     "The time to average is greater than the fit region. Resetting.";
 inline constexpr const char* akaikeTip =

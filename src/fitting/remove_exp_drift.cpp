@@ -134,6 +134,7 @@ std::vector<int> CRemoveExpDrift::Traces() const {
 }
 
 std::string CRemoveExpDrift::CheckSettings() {
+    if (!(m_dStep > 0.0)) return noStepText;
     size_t count = 0;
     try {
         count = Traces().size();
@@ -189,7 +190,13 @@ CRemoveExpDrift::Done CRemoveExpDrift::FitTrace(int trace, const FitPoll& poll) 
     done.first = first;
     FitControl control = Control().fit;
     control.mostIterations = std::max(leastIterations, m_nMaxIter);
-    const FitSamples data = ReadFitSamples(doc, trace, span, doc.sampleInterval, doc.TimeOf(span.first));
+    FitSamples data;
+    try {
+        data = ReadFitSamples(doc, trace, span, doc.sampleInterval, doc.TimeOf(span.first));
+    } catch (const JobRefused&) {
+        done.refused = "a sample of the fit's region is infinite or not a number";
+        return done;
+    }
     if (data.t.size() < 2) {
         done.refused = "it has fewer than two samples there";
         return done;
@@ -284,7 +291,7 @@ std::string CRemoveExpDrift::ReportText() const {
     const CDataDoc& doc = *Document();
     const SampleSpan span = FitSpan();
     std::string text = fmt::format(headText, m_nRemoval == divide ? "divide" : "subtract",
-                                   doc.TimeOf(span.first), doc.TimeOf(span.first) + FitTime());
+                                   doc.TimeOf(span.first), m_dFitStart + FitTime());
     for (const Done& done : m_done) {
         if (!done.refused.empty()) {
             text += fmt::format("Trace {}: left as it is\r\n", done.trace + 1);

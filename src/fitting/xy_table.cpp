@@ -91,13 +91,23 @@ XYTable ReadXYTable(TextReader& text, int columnX, int columnY, char decimal) {
     text.Rewind();
     XYTable table;
     std::optional<std::pair<size_t, size_t>> columns;
+    bool mayBeHeading = false;  // the one row so far: "Trace 1" is no number where other rows begin with one
     int64_t row = 0;
     for (std::string line; text.NextLine(line);) {
         ++row;
         if (line.find_first_not_of(" \t\r,;") == std::string::npos) continue;
         const std::vector<std::string> cells = SplitCells(line, format.separators);
-        if (!columns) columns = ColumnsOf(cells, columnX, columnY, format.decimal);
-        if (!columns && HoldsNumber(line, cells, format)) {
+        const bool holdsNumber = (!columns || mayBeHeading) && HoldsNumber(line, cells, format);
+        if (mayBeHeading && holdsNumber) {
+            table = {};
+            columns.reset();
+        }
+        mayBeHeading = false;
+        if (!columns) {
+            columns = ColumnsOf(cells, columnX, columnY, format.decimal);
+            mayBeHeading = columns && !holdsNumber;
+        }
+        if (!columns && holdsNumber) {
             table.fault = BadCell(row, cells, MissingColumn(cells, columnX, columnY, format.decimal));
             return table;
         }

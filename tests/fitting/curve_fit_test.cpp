@@ -105,6 +105,27 @@ TEST_F(CurveFitTest, TimeBeginsAtTheRegionAndItsLastSampleTakesPart) {
     EXPECT_FALSE(fit.m_fit.HasFit());
 }
 
+TEST_F(CurveFitTest, LimitsHoldTheOthersAtTheirMinimum) {
+    std::vector<float> line;
+    double products = 0.0, squares = 0.0;
+    for (int t = 0; t < 50; ++t) {
+        line.push_back(-8.0f - 0.5f * static_cast<float>(t));
+        products += t * double{line.back()};
+        squares += t * t;
+    }
+    const auto doc = MemoryDoc::Make(session, {line}, 1.0);
+    for (const char* damping : {"0", "1"}) {
+        CCurveFit fit;
+        fit.CheckChangeDoc(doc.get());
+        for (const auto& [key, value] : {std::pair{"region", "0"}, {"equation", "a+b*t"}, {"limits", "a>0"}})
+            SetParameter(fit, key, value);
+        SetParameter(fit, "damping", damping);
+        ASSERT_TRUE(fit.Run()) << host.LastMessage();
+        EXPECT_EQ(fit.m_fit.m_dParam[0], 0.0);
+        EXPECT_NEAR(fit.m_fit.m_dParam[1], products / squares, 1e-6) << "of a line through 0";
+    }
+}
+
 TEST_F(CurveFitTest, AFitThatFailsPutsTheParametersOfItsIterationBack) {
     const auto doc = Ramp();
     CCurveFit fit;
@@ -223,6 +244,8 @@ TEST_F(CurveFitTest, TablesOfManyKinds) {
                 {"1 abc\n3 4\n5 6\n", 0, 0, {}, {}, "Row 1: \"abc\" is no number that can be fitted."},
                 {"x y\n7\n3 4\n", 0, 0, {}, {}, "Row 2 has no number in column 2."},
                 {"t\tTrace 1\n3\t4\n", 0, 0, {3}, {4}, ""},
+                {"Trace 1\tTrace 2\n1\t2\n2\t3\n", 0, 0, {1, 2}, {2, 3}, ""},
+                {"Column 1 Column 2\n1 2 5 6\n", 0, 0, {1}, {2}, ""},
                 {"1 2\n3\n", 0, 0, {}, {}, "Row 2 has no number in column 2."},
                 {"1 2\n3 nan\n", 0, 0, {}, {}, "Row 2: \"nan\" is no number that can be fitted."},
                 {"1 2\n", 1, 5, {}, {}, "Row 1 has no number in column 5."},
@@ -305,6 +328,13 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
     drift.GetParamText(params);
     EXPECT_EQ(params.find("Remove Exponential Drift: "), 0u) << params;
     EXPECT_NE(ResultText(drift).find("Trace 2: double exponential\r\n\tV0 = "), std::string::npos);
+    std::vector<float> spoilt = one;
+    spoilt[700] = NAN;
+    const auto mixed = MemoryDoc::Make(session, {spoilt, one});
+    drift.CheckChangeDoc(mixed.get());
+    EXPECT_TRUE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << host.LastMessage();
+    EXPECT_EQ(OpenRecording(session, "/d.kymr-dat", {}).document->traceCount, 2);
+    EXPECT_NE(ResultText(drift).find("Trace 1: left as it is\r\nTrace 2: single"), std::string::npos);
     for (float& value : one) value -= 5.0f;
     const auto crossing = MemoryDoc::Make(session, {one});
     drift.CheckChangeDoc(crossing.get());
