@@ -18,6 +18,7 @@ constexpr int64_t mostColumns = 1000;
 constexpr double periodsOfLowest = 4.0;  // that fit into the region
 constexpr double highestOfRate = 0.4;    // of the sample rate, where none is set: the bell needs room above
 constexpr int64_t fewestSamples = 16;
+constexpr int mostFrequencies = 2000;
 constexpr uint32_t edgeColour = 0x00FFFFFF;
 
 class ScalogramJob : public OperationJob {
@@ -134,6 +135,11 @@ std::unique_ptr<OperationJob> CMorletScalogram::MakeJob() {
         throw JobRefused(fmt::format("The lowest frequency ({:g} Hz) must not be above the highest ({:g} "
                                      "Hz), which must be below {:g} Hz.",
                                      lowest, highest, job->rate / 2.0));
+    if (const double rows = std::log2(highest / lowest) * m_nVoices; rows > mostFrequencies)
+        throw JobRefused(
+            fmt::format("{:.0f} frequencies are too many for a scalogram. Raise the lowest one, or "
+                        "take fewer of each octave; {} are the most.",
+                        rows, mostFrequencies));
     TimeFrequencyGrid& found = job->found;
     found.frequencies = MorletFrequencies(lowest, highest, m_nVoices);
     found.columns = std::min(part.Count(), mostColumns);

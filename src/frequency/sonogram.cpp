@@ -82,8 +82,7 @@ void CSonogram::Describe(ParamList& list) {
     DescribeSource(list);
     list.Group("Segments");
     list.Integer("bins", "Frequency bins", m_nBins)
-        .Limits(2, greatestBins)
-        .Tip("A power of 2; a segment has twice as many samples");
+        .Tip("A power of 2, 32768 at most; a segment has twice as many samples");
     list.Choice("window", "Window", m_nWindow, SpectralWindowNames())
         .Tip("What each segment is multiplied by");
     list.Choice("overlapShift", "Overlap (%)", m_nOverlapShift, OverlapNames())
@@ -91,13 +90,13 @@ void CSonogram::Describe(ParamList& list) {
     list.Choice("density", "Scale", m_nDensity, {"Power (y²)", "Density (y²/Hz)"})
         .Tip("Powers add up to the mean square; the area under a density is the mean square");
     list.Group("Columns");
-    list.Flag("followView", "Follow the view", m_bFollowView).Tip("The columns begin where the view does");
     list.Number("startTime", "Start", m_dStartTime)
         .Unit("ms")
         .Limits(0.0, 1e12)
         .Linked({"followView"})
         .OnChange([this] { m_bFollowView = false; })
         .Tip("Where the first column begins; setting it ends that the view is followed");
+    list.Flag("followView", "Follow the view", m_bFollowView).Tip("The columns begin where the view does");
     list.Integer("averagesPerColumn", "Averages per column", m_nAveragesPerColumn)
         .Limits(1, 1e9)
         .Spin()
@@ -126,7 +125,8 @@ void CSonogram::Describe(ParamList& list) {
 }
 
 std::string CSonogram::CheckSettings() {
-    if (!std::has_single_bit(static_cast<uint32_t>(m_nBins))) return noBinCountText;
+    if (m_nBins < 2 || m_nBins > greatestBins || !std::has_single_bit(static_cast<uint32_t>(m_nBins)))
+        return noBinCountText;
     if (Step() < 1)
         return fmt::format(tooMuchOverlapText, OverlapNames()[static_cast<size_t>(m_nOverlapShift)],
                            1 << (m_nOverlapShift - 1));

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 #include "spectra/wavelet_filters.h"
@@ -14,6 +15,8 @@ namespace {
 constexpr uint32_t denoiseVersion = 1;
 constexpr int mostShifts = 64;
 constexpr size_t readAtOnce = 1 << 16;
+constexpr const char* spoiltRunText =
+    "A run of samples without gaps holds one that is infinite or not a number and is left as it is.\n";
 
 // The samples are counted by the engine; this only asks.
 void Ask(const TransformRun& run) {
@@ -96,7 +99,12 @@ void CWaveletDenoise::EditShifted(const TransformRun& run, WaveletRun& values) c
     });
 }
 
+// A value that is no number would spoil all of its run, since each of the longest wavelets meets it.
 void CWaveletDenoise::Edit(const TransformRun& run, WaveletRun& values) const {
+    if (!std::ranges::all_of(values.Run(), [](float value) { return std::isfinite(value); })) {
+        if (!m_bInPreview) run.host.Log(spoiltRunText);
+        return;
+    }
     values.Extend([&](size_t) { Ask(run); });
     m_nShifts > 1 ? EditShifted(run, values) : EditRun(run, values, true);
 }
