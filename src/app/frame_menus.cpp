@@ -392,8 +392,10 @@ std::vector<ListedCommand> CMainFrame::ListCommands() {
     addFrame(true);
     for (const auto& [command, action] : viewActions_)
         add(command->menu, command->label, action, command->marks);
-    for (const auto& [entry, action] : operationActions_)
+    for (const auto& [entry, action] : operationActions_) {
         add(entry.operation->menu, entry.Label(), action, 0);
+        list.back().otherName = ToQString(entry.operation->className);
+    }
     addFrame(false);
     return list;
 }

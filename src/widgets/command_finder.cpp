@@ -19,9 +19,11 @@ constexpr int finderLines = 36;
 constexpr int shownColumns = 150;
 
 bool HoldsEveryWord(const ListedCommand& command, const QStringList& words) {
-    const QString text = command.group + ' ' + command.name + ' ' + command.keys + ' ' + command.toolTip;
-    return std::all_of(words.begin(), words.end(),
-                       [&](const QString& word) { return text.contains(word, Qt::CaseInsensitive); });
+    const QString text = command.group + ' ' + command.name + ' ' + command.keys + ' ' + command.toolTip +
+                         ' ' + command.otherName;
+    return std::all_of(words.begin(), words.end(), [&](const QString& word) {
+        return word == ">" || text.contains(word, Qt::CaseInsensitive);
+    });
 }
 
 }  // namespace

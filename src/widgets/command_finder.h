@@ -19,6 +19,7 @@ struct ListedCommand {
     QString toolTip;
     bool isEnabled = true;
     std::function<void()> run;  // empty for what cannot be run from a list, such as a use of the mouse
+    QString otherName = {};     // by which it is found, too, as documentation and the terminal have it
 };
 
 class CommandFinder : public QDialog {
