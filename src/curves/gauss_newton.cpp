@@ -13,10 +13,10 @@ constexpr size_t stretch = 1024;  // points that are evaluated together
 constexpr double zeroStep = 0.0001, relativeStep = 1.0 / 1000;
 constexpr int successesToStop = 3;
 constexpr double confidence = 0.05;
-constexpr double leastGain = 1e-12;   // of chi-square
-constexpr double mostOffset = 0.001;  // relative, of a minimum
-constexpr double mostRoughOffset = 0.1;
-constexpr double mostRounding = 8.0;  // roundings of the greatest value, as the residual of a perfect fit
+constexpr double leastGain = 1e-12;      // of chi-square
+constexpr double mostOffset = 0.001;     // relative, of a minimum
+constexpr double mostRoughOffset = 0.1;  // of one that roundings hide
+constexpr double mostRounding = 8.0;     // roundings of the greatest value, as the residual of a perfect fit
 constexpr double leastDamping = 1e-7, firstDamping = 1e-3, mostDamping = 1e16, dampingFactor = 10.0;
 
 bool AreFinite(std::span<const double> values) {
@@ -178,30 +178,29 @@ class Fitter {
         return matrix;
     }
 
+    // By the relative offset, and by a wider one as far as rounded values hide it: with these a fit comes
+    // near a minimum and not to it. Residuals that are roundings have none to find.
     bool IsMinimum() const {
         double greatest = 0.0;
         for (const double value : y_) greatest = std::max(greatest, std::fabs(value));
         const double rounding = model_.Rounding() * greatest / control_.dataSd;
-        const double perfect = mostRounding * rounding;
-        if (result_.chiSquare <= static_cast<double>(y_.size()) * perfect * perfect) return true;
+        if (result_.chiSquare <= static_cast<double>(y_.size()) * std::pow(mostRounding * rounding, 2))
+            return true;
         const std::vector<double> within = WithinBounds();
         std::vector<double> solved = within;
         GaussJordan(solved, Free());
-        double gain = 0.0;  // of chi-square, by the step
-        for (size_t i = 0; i < Free(); ++i)
-            gain += solved[i * Columns() + Free()] * within[i * Columns() + Free()];
-        if (!std::isfinite(gain)) return false;
-        if (gain < mostRounding * rounding * std::sqrt(result_.chiSquare)) return true;
-        const double offset = std::sqrt(gain / static_cast<double>(Free())) / result_.rms;
-        if (offset < mostOffset) return true;
-        // Rounded values make rough derivatives, by which a fit comes near a minimum and not to it.
-        double rough = 0.0;
+        // Of chi-square: what the step gains, and what roundings of residuals and derivatives hide of that.
+        double gain = 0.0, hidden = rounding * std::sqrt(result_.chiSquare);
         for (size_t i = 0; i < Free(); ++i) {
+            gain += solved[i * Columns() + Free()] * within[i * Columns() + Free()];
             const double by = std::fabs(result_.before[result_.free[i]]) * relativeStep;
             const double away = rounding / (by > 0.0 ? by : zeroStep);
-            rough += solved[i * Columns() + i] * away * away;
+            hidden += solved[i * Columns() + i] * away * away * result_.chiSquare;
         }
-        return offset < mostRoughOffset && gain < mostRounding * rough * result_.chiSquare;
+        const auto offset = [&](double part) {
+            return std::sqrt(part / static_cast<double>(Free())) / result_.rms;
+        };
+        return offset(gain) < std::max(mostOffset, std::min(offset(mostRounding * hidden), mostRoughOffset));
     }
 
     // The sums of one pass over the points.
