@@ -9,9 +9,8 @@
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
+
+#include "numerics/large_pages.h"
 
 namespace kymora {
 
@@ -23,17 +22,6 @@ constexpr size_t stepsAtOnce = 64;
 struct StepMasks {
     uint64_t up = 0, down = 0;
 };
-
-// Touching memory for the first time takes a fraction of the time in large pages. It is no more than advice.
-void AdviseLargePages([[maybe_unused]] std::vector<TurningPoint>& points) {
-#ifdef __linux__
-    constexpr uintptr_t page = 1 << 21;
-    const auto start = reinterpret_cast<uintptr_t>(points.data());
-    const uintptr_t first = (start + page - 1) / page * page;
-    const uintptr_t end = (start + points.capacity() * sizeof(TurningPoint)) / page * page;
-    if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-#endif
-}
 
 // Of 64 samples and the one before them.
 StepMasks StepsOf(const float* samples) {
@@ -188,7 +176,7 @@ void TurningPointSearch::MakeRoom(size_t count) {
     const size_t likely = static_cast<size_t>(all) + static_cast<size_t>(all) / spareShare;
     const size_t doubled = 2 * (points.size() + count);
     points.reserve(std::clamp(likely, doubled, std::max(doubled, greatestGrowth * points.size())));
-    AdviseLargePages(points);
+    AdviseLargePages(points.data(), points.capacity() * sizeof(TurningPoint));
 }
 
 TurningPoint TurningPointSearch::PointAt(size_t index, const float* samples) const {

@@ -6,7 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "numerics/large_pages.h"
+
 namespace kymora {
+
+inline constexpr size_t largePagesFrom = size_t{1} << 26;  // bytes
 
 template <typename Value>
 struct UnfilledAllocator : std::allocator<Value> {
@@ -14,6 +18,11 @@ struct UnfilledAllocator : std::allocator<Value> {
     struct rebind {
         using other = UnfilledAllocator<Other>;
     };
+    Value* allocate(size_t count) {
+        Value* const memory = std::allocator<Value>::allocate(count);
+        if (count * sizeof(Value) >= largePagesFrom) AdviseLargePages(memory, count * sizeof(Value));
+        return memory;
+    }
     template <typename Other>
     void construct(Other* place) noexcept {
         ::new (static_cast<void*>(place)) Other;
