@@ -256,7 +256,8 @@ GraphPane CDWTAnalysis::SignalPane() const {
     return pane;
 }
 
-// A row for each band, the highest frequencies below; a cell shows the largest of its coefficients.
+// A row for each band, the highest frequencies below; a cell shows the largest of its coefficients, and tells
+// which they are.
 GraphPane CDWTAnalysis::PowerPane() const {
     GraphPane pane{"power"};
     pane.x = {"time", "ms"};
@@ -274,12 +275,17 @@ GraphPane CDWTAnalysis::PowerPane() const {
         for (size_t cell = 0; cell < cells; ++cell) {
             const size_t from = cell * samples / cells / m_found.SamplesOf(band);
             const size_t to = std::max(from + 1, (cell + 1) * samples / cells / m_found.SamplesOf(band));
+            const size_t last = std::min(to, values.size()) - 1;
             double most = 0.0;
-            for (size_t i = from; i < std::min(to, values.size()); ++i)
-                most = std::max(most, double{values[i]} * values[i]);
+            for (size_t i = from; i <= last; ++i) most = std::max(most, double{values[i]} * values[i]);
             matrix.y.push_back(most);
+            matrix.told.values.push_back(static_cast<float>(most));
+            std::string name = fmt::format("{},{}", NameOf(band), from);
+            if (last > from) name += fmt::format(" to {}", last);
+            matrix.told.names.push_back(std::move(name));
         }
     }
+    matrix.told.unit = m_found.unit + "²";
     if (m_bLogPower) {
         matrix.name = "log relative power\n\n(squared DWT coefficient)";
         const double floor = leastShare * *std::max_element(matrix.y.begin(), matrix.y.end());

@@ -40,11 +40,12 @@ enum class LayerKind {
     rose     // bars around a circle: x holds the edges in turns (0 to 1), one more than y
 };
 
-// What the mouse tells of the points of a layer in place of their y: values, each behind the prefix and its
-// number from 0. Without values it tells y.
+// What the mouse tells of the points of a layer, or of the cells of a matrix, in place of their y: values,
+// each behind its name, or without names behind the prefix and its number from 0. Without values it tells y.
 struct GraphTold {
     std::string prefix, unit;
     std::vector<float> values;
+    std::vector<std::string> names = {};
 
     bool operator==(const GraphTold&) const = default;
 };

@@ -263,14 +263,18 @@ class Reader {
             found = k;
         }
         if (!std::isfinite(best) || (isPoints && best > reach)) return;
-        if (found < layer.told.values.size())
-            reading_.lines.push_back(
-                NamedValue(layer.told.prefix + std::to_string(found), "",
-                           NumberOf(double{layer.told.values[found]}, GraphAxis{"", layer.told.unit})));
-        else
+        if (!Tell(layer.told, found))
             reading_.lines.push_back(NamedValue(layer.name, pane_.y.title, TextAt(layer, found)));
         const double up = std::abs(place_.y.ToPixel(layer.y[found]) - pixel_.y);
         Take(i, found, layer.x[found], layer.y[found], isPoints ? best / 2 : up);
+    }
+    // False where there is nothing to tell but y.
+    bool Tell(const GraphTold& told, size_t point) {
+        if (point >= told.values.size()) return false;
+        reading_.lines.push_back(
+            NamedValue(point < told.names.size() ? told.names[point] : told.prefix + std::to_string(point),
+                       "", NumberOf(double{told.values[point]}, GraphAxis{"", told.unit})));
+        return true;
     }
     // Of a band both edges; where the second is a floor on which the area stands, only the first.
     std::string TextAt(const GraphLayer& layer, size_t point) const {
@@ -291,8 +295,9 @@ class Reader {
         const size_t cell = static_cast<size_t>(row) * layer.columns + static_cast<size_t>(column);
         reading_.lines.push_back(NamedValue("", pane_.y.title, NumberOf(y, pane_.y)));
         const double value = layer.y[cell];
-        reading_.lines.push_back(
-            NamedValue(layer.name, "", std::isfinite(value) ? AxisNumber(value, 5) : "no data"));
+        if (!Tell(layer.told, cell))
+            reading_.lines.push_back(
+                NamedValue(layer.name, "", std::isfinite(value) ? AxisNumber(value, 5) : "no data"));
         Take(i, cell, x, y, 0.0);
     }
     void ReadRose(const GraphLayer& layer, double x, double y) {

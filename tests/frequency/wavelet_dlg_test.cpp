@@ -108,6 +108,16 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
     EXPECT_EQ(analysis.GetGraph()->panes[1].layers[0].name,
               "log relative power\n\n(squared DWT coefficient)");
     EXPECT_EQ(analysis.GetGraph()->panes[0].y.unit, "mV") << "of a trace without a unit";
+    // A cell of the picture tells its coefficients: 1,000 cells of as many samples, of d1 two for each.
+    const GraphLayer matrix = analysis.GetGraph()->panes[1].layers[0];
+    ASSERT_EQ(matrix.told.names.size(), 10u * 1000u);
+    const auto cell = [&](size_t band, size_t at) { return band * 1000 + at; };
+    EXPECT_EQ(matrix.told.names[cell(0, 7)], "d1,3");
+    EXPECT_EQ(matrix.told.names[cell(1, 7)], "d2,1");
+    EXPECT_EQ(matrix.told.names[cell(9, 999)], "r9,1");
+    EXPECT_EQ(matrix.told.unit, "mV²");
+    const double coefficient = std::get<float>(RowsOf(analysis.Results().at(1))[3][3]);
+    EXPECT_FLOAT_EQ(matrix.told.values[cell(0, 7)], static_cast<float>(coefficient * coefficient));
     // Orthonormal: the powers add up to the squares of the extended run.
     std::vector<float> extended = SamplesOf(*doc);
     extended.resize(1024);
@@ -127,6 +137,34 @@ TEST_F(WaveletDlgTest, BandsOfAStretch) {
         Set(analysis, {{"zeroBands", wrong}});
         EXPECT_NE(Refusal(analysis), "") << wrong;
     }
+}
+
+// 4096 samples in 1,024 cells: of d1 two coefficients stand in each.
+TEST_F(WaveletDlgTest, ACellOfSeveralCoefficientsTellsTheLargest) {
+    SetDoc({NoiseRun(4096)});
+    analysis.CheckChangeDoc(doc.get());
+    Set(analysis, {{"region", "0"}, {"logPower", "0"}});
+    ASSERT_TRUE(analysis.Run());
+    const GraphLayer matrix = analysis.GetGraph()->panes[1].layers[0];
+    EXPECT_EQ(matrix.told.names[5], "d1,10 to 11");
+    EXPECT_EQ(matrix.told.names[1024 + 5], "d2,5");
+    const ResultRows rows = RowsOf(analysis.Results().at(1));
+    const double one = std::get<float>(rows[10][3]), other = std::get<float>(rows[11][3]);
+    EXPECT_FLOAT_EQ(matrix.told.values[5], static_cast<float>(std::max(one * one, other * other)));
+    EXPECT_EQ(matrix.told.values[5], static_cast<float>(matrix.y[5]));
+}
+
+// One that is not a number spoils two coefficients of d1 with a filter of four values; they become 0, too.
+TEST_F(WaveletDlgTest, ANotANumberInABandThatIsSetToZeroIsChanged) {
+    std::vector<float> run(64, 0.0f);
+    run[20] = NAN;
+    SetDoc({run});
+    analysis.CheckChangeDoc(doc.get());
+    Set(analysis, {{"region", "0"}, {"wavelet", "0"}, {"zeroBands", "1"}});
+    ASSERT_TRUE(analysis.Run());
+    const Result bands = analysis.Results().at(0);
+    EXPECT_EQ(bands.values.back(), (std::pair<std::string, ResultValue>("zeroed", int64_t{2})));
+    EXPECT_EQ(std::get<double>(RowsOf(bands)[0][4]), 0.0) << "no power is left";
 }
 
 TEST_F(WaveletDlgTest, GapsAndFewSamples) {

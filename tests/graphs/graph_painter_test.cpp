@@ -300,6 +300,8 @@ TEST(GraphPainterTest, AnAxisOfNamesHasThemInTheMiddleOfTheirSteps) {
     };
     EXPECT_EQ(at(0.5, 1.5)->lines.back(), "value: 3");
     EXPECT_EQ(at(1.5, 0.5)->lines.back(), "value: no data");
+    pane.layers[0].told = {"", "mV", {1, 2, 8, 4}, {"d1,0", "d1,1", "d2,0 to 1", "d2,2"}};
+    EXPECT_EQ(at(0.5, 1.5)->lines.back(), "d2,0 to 1: 8 mV");
 }
 
 TEST(GraphPainterTest, ColoursOfAMatrixGoEvenlyFromDarkToLight) {
