@@ -53,6 +53,14 @@ LocalFit::LocalFit(size_t window, size_t place, const LocalFitSettings& settings
 
 double LocalFit::Value(std::span<const float> samples) {
     std::copy(samples.begin(), samples.end(), samples_.begin());
+    return ValueOfSamples();
+}
+double LocalFit::Value(std::span<const double> samples) {
+    std::copy(samples.begin(), samples.end(), samples_.begin());
+    return ValueOfSamples();
+}
+
+double LocalFit::ValueOfSamples() {
     FitTricube();
     double value = FitAtPlace(fixed_);
     for (int round = 0; round < settings_.robustRounds && std::isfinite(value); ++round) {

@@ -27,8 +27,10 @@ class LocalFit {
     LocalFit(size_t window, size_t place, const LocalFitSettings& settings);
 
     double Value(std::span<const float> samples);
+    double Value(std::span<const double> samples);
 
   private:
+    double ValueOfSamples();
     void FitTricube();
     bool FitRobust();
     double FitAtPlace(const OrthogonalPolynomials& terms);

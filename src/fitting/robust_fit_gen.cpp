@@ -66,11 +66,9 @@ bool CRobustFitGen::FitSmooth(Found& found) {
         Refuse(fmt::format(shortTableText, y.size(), window));
         return false;
     }
-    const std::vector<float> input(y.begin(), y.end());
-    std::vector<float> output(input.size());
+    found.fit.resize(y.size());
     const LowessSettings settings{m_nHalfWindow, {m_nDegree, m_nIterations, m_dThreshold}};
-    if (!SmoothLOWESS(input, settings, output, GetHost())) throw Cancelled();
-    found.fit.assign(output.begin(), output.end());
+    if (!SmoothLOWESS(y, settings, found.fit, GetHost())) throw Cancelled();
     return true;
 }
 

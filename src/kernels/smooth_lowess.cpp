@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "kernels/run_reader.h"
 
 namespace kymora {
@@ -58,6 +61,17 @@ bool FitAll(RunReader& reader, size_t half, const LocalFitSettings& settings, Po
     return FitPlaces(windows.Window(0), half + 1, window, settings, results);
 }
 
+KernelOutcome TooShort() {
+    KernelOutcome outcome = KernelOutcome::Failure();
+    outcome.note = runShorterThanWindowText;
+    return outcome;
+}
+
+KernelOutcome CancelledAfter(int64_t written, Host& host) {
+    host.Log(fmt::format("SmoothLOWESS: write count = {}\n", written));
+    return KernelOutcome::Failure();
+}
+
 }  // namespace
 
 KernelOutcome SmoothLOWESS(std::span<const float> input, const LowessSettings& settings,
@@ -75,19 +89,40 @@ KernelOutcome SmoothLOWESS(FloatSource& source, int64_t count, const LowessSetti
         while (reader.Left() > 0) sink.Write(reader.NextBlock());
         return {};
     }
-    KernelOutcome outcome;
-    if (count < 2 * settings.halfWindow + 1) {
-        outcome = KernelOutcome::Failure();
-        outcome.note = runShorterThanWindowText;
-        return outcome;
-    }
+    if (count < 2 * settings.halfWindow + 1) return TooShort();
     PolledResults results(sink, host, count);
-    if (!FitAll(reader, static_cast<size_t>(settings.halfWindow), settings.fit, results)) {
-        host.Log(fmt::format("SmoothLOWESS: write count = {}\n", results.Written()));
-        return KernelOutcome::Failure();
-    }
+    if (!FitAll(reader, static_cast<size_t>(settings.halfWindow), settings.fit, results))
+        return CancelledAfter(results.Written(), host);
     results.Flush();
-    return outcome;
+    return {};
+}
+
+KernelOutcome SmoothLOWESS(std::span<const double> input, const LowessSettings& settings,
+                           std::span<double> output, Host& host) {
+    if (settings.halfWindow <= 0) {
+        std::copy(input.begin(), input.end(), output.begin());
+        return {};
+    }
+    const auto half = static_cast<size_t>(settings.halfWindow);
+    const size_t count = input.size(), window = 2 * half + 1;
+    if (count == 0) return {};
+    if (count < window) return TooShort();
+    // In the order in which windows take them.
+    std::vector<double> samples(input.begin(), input.end());
+    samples.insert(samples.begin() + static_cast<std::ptrdiff_t>(window), input[window - 1]);
+    const size_t lastFirst = samples.size() - window;
+    ProgressScope progress(host, lowessProgressText, count);
+    LocalFit middle(window, half, settings.fit);
+    for (size_t i = 0; i < count; ++i) {
+        const size_t first = i < half ? 0 : std::min(i - half + 1, lastFirst);
+        const size_t place = i < half ? i : i < count - half ? half : i + window - count;
+        const auto around = std::span<const double>(samples).subspan(first, window);
+        output[i] =
+            place == half ? middle.Value(around) : LocalFit(window, place, settings.fit).Value(around);
+        if ((i + 1) % lowessPollInterval == 0 && !progress.GoesOn(i + 1))
+            return CancelledAfter(static_cast<int64_t>(i) + 1, host);
+    }
+    return {};
 }
 
 }  // namespace kymora

@@ -28,6 +28,9 @@ inline constexpr int64_t lowessPollInterval = 2000;  // results
 // another array.
 KernelOutcome SmoothLOWESS(std::span<const float> input, const LowessSettings& settings,
                            std::span<float> output, Host& host);
+// The same in double precision, for values that are no samples.
+KernelOutcome SmoothLOWESS(std::span<const double> input, const LowessSettings& settings,
+                           std::span<double> output, Host& host);
 // The same results. `count` is the number of samples of the run.
 KernelOutcome SmoothLOWESS(FloatSource& source, int64_t count, const LowessSettings& settings,
                            FloatSink& sink, Host& host);

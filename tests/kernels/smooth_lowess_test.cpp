@@ -61,6 +61,36 @@ TEST(SmoothLOWESS, FollowsItsWindowInBothForms) {
             }
 }
 
+TEST(SmoothLOWESS, KeepsTheDigitsOfValuesInDoublePrecision) {
+    const auto smooth = [](const std::vector<double>& run, const LowessSettings& settings) {
+        test::TestHost host;
+        std::vector<double> output(run.size());
+        EXPECT_TRUE(SmoothLOWESS(run, settings, output, host));
+        return output;
+    };
+    for (const size_t n : {size_t{9}, size_t{10}, size_t{17}, size_t{8200}})
+        for (const int64_t h : {0, 1, 4})
+            for (const int rounds : {0, 3}) {
+                const LowessSettings settings{h, {2, rounds, 6.0}};
+                const std::vector<float> run = NoiseRun(n), single = Memory(run, settings).values;
+                const auto values = smooth({run.begin(), run.end()}, settings);
+                for (size_t i = 0; i < n; ++i)
+                    ASSERT_EQ(static_cast<float>(values[i]), single[i]) << n << " " << i;
+            }
+    // A parabola is its own smooth, but for the sample that the first window takes a second time.
+    std::vector<double> large;
+    for (int i = 0; i < 60; ++i) large.push_back(1e9 + 0.001 * i * i);
+    const auto values = smooth(large, {5, {2, 0, 6.0}});
+    for (size_t i = 20; i < 60; ++i) EXPECT_NEAR(values[i], large[i], 2e-5) << i;
+    test::TestHost host;
+    std::vector<double> few(8);
+    EXPECT_STREQ(SmoothLOWESS(few, {4, {2, 1, 6.0}}, few, host).note, runShorterThanWindowText);
+    std::vector<double> many(5000);
+    host.cancelAtDone = 4000;
+    EXPECT_FALSE(SmoothLOWESS(std::vector<double>(5000), {1, {1, 0, 6.0}}, many, host));
+    EXPECT_EQ(host.log, (std::vector<std::string>{"SmoothLOWESS: write count = 4000\n"}));
+}
+
 TEST(SmoothLOWESS, TakesOutliersAway) {
     std::vector<float> run;
     for (int i = 0; i < 400; ++i) run.push_back(std::sin(static_cast<float>(i) * 0.02f));
