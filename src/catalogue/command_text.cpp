@@ -57,7 +57,7 @@ void SetSeenRegion(CBatchBaseDlg& wanted, CBatchBaseDlg& repeated) {
 std::vector<Setting> DifferentSettings(const Operation& operation, CBatchBaseDlg& block) {
     RunMessages unheard;
     CDataDoc* doc = block.Document();
-    const auto wanted = MakeOn(operation, doc, block.Settings(), unheard);
+    const auto wanted = MakeOn(operation, doc, block.UsedSettings(), unheard);
     ParamList params = wanted->Params();
     const Field* region = params.Find("region");
     if (doc && region && region->choice == regionVisible)

@@ -12,6 +12,7 @@ constexpr std::pair<double, double> otherStarts[] = {{0.1, 0.3}, {0.01, 0.05}, {
 constexpr double alikeSquares = 1.01;
 constexpr int fewIterations = 20;
 constexpr double leastTau = 0.01, mostTau = 1000.0;  // of the interval and of all time
+constexpr double mostTold = 10.0;                    // of all time
 
 // As the vector of a fit has them: the first time constant, of two the weight and the second one, then V(0)
 // and V(inf) unless they are fixed.
@@ -70,6 +71,17 @@ class RelaxationCurve : public FitModel {
     const RelaxationControl& control_;
     std::span<const double> t_;
 };
+
+// Of a fit by RelaxationCurve, whose time constants stand at the places 0 and 2.
+void JudgeTimeConstants(RelaxationFit& fit, double length, bool fixesVInf) {
+    const bool hasTwo = fit.curve.model == RelaxationModel::twoExponentials;
+    fit.tauErrors.fill(std::numeric_limits<double>::quiet_NaN());
+    for (size_t k = 0; k < (hasTwo ? 2 : 1); ++k) {
+        const double tau = k == 0 ? fit.curve.tau0 : fit.curve.tau1;
+        fit.tauErrors[k] = fit.result.Error(2 * k);
+        if (!(fit.tauErrors[k] <= tau) || (!fixesVInf && tau > mostTold * length)) fit.isVague = true;
+    }
+}
 
 template <typename IsIn>
 double MeanWhere(std::span<const double> t, std::span<const double> y, IsIn isIn, double otherwise) {
@@ -174,9 +186,11 @@ RelaxationFit FitRelaxation(const Relaxation& start, std::span<const double> t, 
         if (isBetter) best = std::move(trial);
     }
     RelaxationFit fit = std::move(best.fit);
+    if (fit.isDone) JudgeTimeConstants(fit, length, control.fixesVInf);
     if (hasTwo && fit.curve.tau1 < fit.curve.tau0) {
         std::swap(fit.curve.tau0, fit.curve.tau1);
         fit.curve.weight = 1.0 - fit.curve.weight;
+        std::swap(fit.tauErrors[0], fit.tauErrors[1]);
     }
     fit.aic = AkaikeCriterion(best.squares, y.size(), fit.parameters);
     fit.bic = BayesCriterion(best.squares, y.size(), fit.parameters);

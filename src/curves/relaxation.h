@@ -23,6 +23,7 @@ struct Relaxation {
     double At(double t) const;
     // How far the k-th exponential alone is from V(inf) at t; of the cable the curve itself.
     double PartAt(int k, double t) const;
+    bool operator==(const Relaxation&) const = default;
 };
 
 struct RelaxationControl {
@@ -35,6 +36,12 @@ struct RelaxationFit {
     Relaxation curve;     // of two exponentials the shorter time constant comes first
     CurveFitResult result;
     int parameters = 0;  // fitted
+    // Standard errors of tau0 and tau1; not-a-number where the normal equations give none.
+    std::array<double, 2> tauErrors{};
+    // The points do not tell a time constant: its standard error is above itself, so that it cannot be told
+    // from 0, or V(inf) is fitted, too, and it is above ten times the points' length, over which an
+    // exponential is a straight line but for 1/800 of its size.
+    bool isVague = false;
     double aic = 0.0, bic = 0.0;
 };
 

@@ -305,7 +305,7 @@ void CCurveFit::WriteResult(const TextSink& sink) {
 std::vector<Result> CCurveFit::Results() { return m_fit.Results(Title()); }
 
 std::optional<Graph> CCurveFit::GetGraph() {
-    if (!Document()) return m_fit.GetGraph(nullptr);
+    if (!Document()) return m_fit.GetEmptyGraph();
     const FitPointsRef points = ShownPoints();
     if (!points && m_fit.Points() && m_fitted == FitSpan()) return m_fit.GetGraph(m_fit.Points());
     return m_fit.GetGraph(points.get());

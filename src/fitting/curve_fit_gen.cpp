@@ -59,7 +59,7 @@ bool CCurveFitGen::Write(OperationJob& job, UndoScope&) {
 
 std::optional<Graph> CCurveFitGen::GetGraph() {
     const FitPointsRef table = ShownTable();
-    if (!table) return m_fit.GetGraph(nullptr);
+    if (!table) return m_fit.GetEmptyGraph();
     FitPoints shown = *table;
     shown.showsCurve = m_bContinuous;
     return m_fit.GetGraph(&shown);

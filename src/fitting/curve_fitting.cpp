@@ -153,11 +153,6 @@ void CurveFitting::DescribeEquation(ParamList& list) {
             const ReadyEquation* ready = FindReadyEquation(m_strEquation, m_variable);
             m_nReady = ready ? static_cast<int32_t>(ready - ReadyEquations().data()) + 1 : 0;
         });
-    list.Flag("guess", "Guess starts from the data", m_bGuess)
-        .Tip(
-            "A fit of a ready equation begins with values that are guessed from the data, and not with those "
-            "below")
-        .EnabledIf([this] { return CanGuess(); });
     const int used = Parsed().Parameters();
     for (size_t i = 0; i < m_dParam.size(); ++i)
         list.Number(LetterOf(i), LetterOf(i), m_dParam[i])
@@ -166,6 +161,12 @@ void CurveFitting::DescribeEquation(ParamList& list) {
             .OnChange([this] { m_bGuess = false; })
             .EnabledIf([i, used] { return used == 0 || static_cast<int>(i) < used; })
             .Shows([this, i] { return ErrorText(i); });
+    // Behind the values, of which each turns it off.
+    list.Flag("guess", "Guess starts from the data", m_bGuess)
+        .Tip(
+            "A fit of a ready equation begins with values that are guessed from the data, and not with those "
+            "above")
+        .EnabledIf([this] { return CanGuess(); });
 }
 
 void CurveFitting::DescribeIterations(ParamList& list) {
@@ -347,7 +348,7 @@ bool CurveFitting::Take(CurveFitJob& job) {
     m_dParamSaved = m_dParam;
     std::ranges::copy(job.start, m_dParamSaved.begin());
     std::ranges::copy(job.parameters, m_dParam.begin());
-    m_wasFitted = true;
+    m_left = {m_eachEquation, m_dParam};
     if (!job.isFitted) return false;
     m_found = {std::move(job.points), std::move(job.control), std::move(job.equation), std::move(job.result)};
     return true;

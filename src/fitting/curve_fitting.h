@@ -18,6 +18,7 @@ namespace kymora {
 inline constexpr const char* notConvergedText =
     "Curve fit failed to converge, generating a not-a-number error with trial parameter values. Set better "
     "initial values or reduce step size.";
+inline constexpr const char* noDataText = "no data file";
 inline constexpr size_t mostFitPoints = 20'000'000;
 
 // The data of a fit.
@@ -110,18 +111,19 @@ class CurveFitting {
     // Takes over what the job has found. False where nothing came of it: the parameters are those with which
     // the last iteration began.
     bool Take(CurveFitJob& job);
-    // With the parameters with which the latest fit began, until it is forgotten.
+    // With the parameters with which the latest fit began, until it is forgotten or others are set.
     template <typename Does>
     auto AsBefore(Does does) {
         const auto fitted = m_dParam;
-        if (m_wasFitted) m_dParam = m_dParamSaved;
+        if (m_left && m_left->equation == m_strEquation && m_left->parameters == m_dParam)
+            m_dParam = m_dParamSaved;
         auto result = does();
         m_dParam = fitted;
         return result;
     }
     void Forget() {
         m_found.reset();
-        m_wasFitted = false;
+        m_left.reset();
         m_each.clear();
     }
     // The equation and the parameters are those of the fit.
@@ -137,6 +139,12 @@ class CurveFitting {
     std::vector<Result> Results(const std::string& title) const;
     // Of points as they are now, with the curve as it is set; null: the axes alone.
     Graph GetGraph(const FitPoints* points) const;
+    // Where there is nothing to fit.
+    Graph GetEmptyGraph() const {
+        Graph graph = GetGraph(nullptr);
+        graph.panes.front().title = noDataText;
+        return graph;
+    }
 
   private:
     struct Found {
@@ -158,7 +166,11 @@ class CurveFitting {
 
     char m_variable;
     std::optional<Found> m_found;
-    bool m_wasFitted = false;
+    struct Left {
+        std::string equation;
+        std::array<double, mostFitParameters> parameters;
+    };
+    std::optional<Left> m_left;             // by the latest fit
     std::vector<CurveFitJob::Each> m_each;  // of the latest run over stretches; empty after any other
     std::string m_eachEquation;
     // The equation as it was last looked at.

@@ -29,6 +29,9 @@ constexpr const char* gapWord = "there is a gap or the boundary of an episode in
 constexpr const char* outsideWord = "its segment leaves the recording";
 constexpr const char* noStretchText = "None of the events has a segment that can be fitted.";
 constexpr const char* fewerEventsText = "Insufficient events: reducing number to average";
+constexpr const char* vagueText = "{} not tell the time constant: its standard error is above itself, or it "
+                                  "is above 10 times the fit. Fit a "
+                                  "longer region{}, or fix V(inf).";
 constexpr const char* startEventText = "Start event number greater than event count. Setting to 1.\n";
 
 double LogOfSize(double away) {
@@ -140,8 +143,10 @@ void CFitTimeConstBase::DescribeFitRegion(ParamList& list, const char* fromWhat)
         .Limits(0.0, anything)
         .Linked({"startAvg", "endAvg"})
         .Tip("At either end of the fit: V(0) and V(inf) begin as means over it. 0: the samples at the ends");
-    const auto moved = [this](double time) {
-        m_dAvgTime = std::clamp(time, 0.0, std::max(0.0, m_dFitEnd - m_dFitStart));
+    // A place that says the same changes no digit of the time.
+    const auto moved = [this, within](double time) {
+        const bool isStill = m_dStartAvg == m_dFitStart + within && m_dEndAvg == m_dFitEnd - within;
+        if (!isStill) m_dAvgTime = std::clamp(time, 0.0, std::max(0.0, m_dFitEnd - m_dFitStart));
     };
     list.Number("startAvg", "StartAvg", m_dStartAvg)
         .Unit("ms")
@@ -307,8 +312,8 @@ std::unique_ptr<OperationJob> CFitTimeConstBase::MakeJob() {
 bool CFitTimeConstBase::Write(OperationJob& job, UndoScope&) {
     auto& done = static_cast<RelaxationJob&>(job);
     m_used.reset();
-    if (!IsBatch()) m_used = done.fits.back().start;
     if (!IsBatch()) {
+        m_used = {done.fits.back().start, Given()};
         if (!done.fits.back().fit.isDone) {
             Refuse("failed to converge\r\n");
             return false;
@@ -321,15 +326,25 @@ bool CFitTimeConstBase::Write(OperationJob& job, UndoScope&) {
             m_dTau1 = curve.tau1;
             m_dWeight = curve.weight;
         }
+        m_used->left = Given();
     }
     m_found = std::make_unique<RelaxationJob>(std::move(done));
+    TellVague();
     return true;
 }
 
+void CFitTimeConstBase::TellVague() {
+    const auto vague = std::ranges::count_if(m_found->fits, [](const auto& one) { return one.fit.isVague; });
+    if (vague == 0) return;
+    Tell(m_found->fits.size() == 1
+             ? fmt::format(vagueText, "The segment does", m_found->averages ? ", average more events" : "")
+             : fmt::format(vagueText, fmt::format("{} of {} segments do", vague, m_found->fits.size()), ""));
+}
+
 std::vector<std::byte> CFitTimeConstBase::UsedSettings() {
-    if (!m_used) return Settings();
     const Relaxation fitted = Given();
-    Begin(*m_used);
+    if (!m_used || m_used->left != fitted) return Settings();
+    Begin(m_used->start);
     std::vector<std::byte> record = Settings();
     Begin(fitted);
     return record;
@@ -357,11 +372,14 @@ void CFitTimeConstBase::WriteResult(const TextSink& sink) {
         return;
     for (const RelaxationJob::Fitted& fitted : m_found->fits)
         if (!sink(RowText(fitted))) return;
-    std::string left;
-    for (const RelaxationJob::Fitted& fitted : m_found->fits)
-        if (fitted.fit.isDone && !fitted.fit.result.hasConverged)
-            left += fmt::format("{}{}", left.empty() ? "" : ", ", fitted.id);
+    std::string left, vague;
+    for (const RelaxationJob::Fitted& fitted : m_found->fits) {
+        if (!fitted.fit.isDone) continue;
+        if (!fitted.fit.result.hasConverged) left += fmt::format("{}{}", left.empty() ? "" : ", ", fitted.id);
+        if (fitted.fit.isVague) vague += fmt::format("{}{}", vague.empty() ? "" : ", ", fitted.id);
+    }
     if (!left.empty() && !sink("Not converged: " + left + "\r\n")) return;
+    if (!vague.empty() && !sink("Time constant not told by the segment: " + vague + "\r\n")) return;
     if (m_found->fits.size() != 1) return;
     const RelaxationFit& fit = m_found->fits.front().fit;
     sink(fmt::format("AIC = {:.2f}\r\nBIC = {:.2f}\r\n", fit.aic, fit.bic));
@@ -377,16 +395,19 @@ std::vector<Result> CFitTimeConstBase::Results() {
                    {"v0", unit},
                    {"vInf", unit},
                    {"tau", "ms"},
+                   {"tauError", "ms"},
                    {"weight", ""},
                    {"tau1", "ms"},
+                   {"tau1Error", "ms"},
                    {"rms", unit},
                    {"iterations", ""},
                    {"converged", ""},
+                   {"tauIsTold", ""},
                    {"aic", ""},
                    {"bic", ""}},
                   {}};
     std::vector<std::vector<ResultValue>> rows;
-    int64_t failed = 0;
+    int64_t failed = 0, vague = 0;
     for (const RelaxationJob::Fitted& fitted : m_found->fits) {
         const RelaxationFit& fit = fitted.fit;
         if (!fit.isDone) {
@@ -397,13 +418,16 @@ std::vector<Result> CFitTimeConstBase::Results() {
         const auto number = [](double value) {
             return std::isfinite(value) ? ResultValue(value) : ResultValue();
         };
+        if (fit.isVague) ++vague;
+        const auto truth = [](bool is) { return ResultValue(std::string(is ? "yes" : "no")); };
         rows.push_back({int64_t{fitted.id}, fit.curve.v0, fit.curve.vInf, fit.curve.tau0,
-                        hasTwo ? ResultValue(fit.curve.weight) : ResultValue(),
-                        hasTwo ? ResultValue(fit.curve.tau1) : ResultValue(), fit.result.rms,
-                        int64_t{fit.result.iterations}, std::string(fit.result.hasConverged ? "yes" : "no"),
-                        number(fit.aic), number(fit.bic)});
+                        number(fit.tauErrors[0]), hasTwo ? ResultValue(fit.curve.weight) : ResultValue(),
+                        hasTwo ? ResultValue(fit.curve.tau1) : ResultValue(), number(fit.tauErrors[1]),
+                        fit.result.rms, int64_t{fit.result.iterations}, truth(fit.result.hasConverged),
+                        truth(!fit.isVague), number(fit.aic), number(fit.bic)});
     }
     result.values.emplace_back("failed", failed);
+    result.values.emplace_back("notTold", vague);
     result.SetRows(std::move(rows));
     return {std::move(result)};
 }

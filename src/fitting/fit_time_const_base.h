@@ -95,12 +95,17 @@ class CFitTimeConstBase : public CEventBaseDlg {
   private:
     void Begin(const Relaxation& start);
     void SetLines(GraphPane& pane) const;
+    void TellVague();
     std::string RowText(const RelaxationJob::Fitted& fitted) const;
 
     double m_dStartAvg = 0.0, m_dEndAvg = 0.0;  // the averaging times as places
     std::unique_ptr<RelaxationJob> m_found;
-    std::optional<Relaxation> m_used;  // where the last run began
-    unsigned m_ownStarts = 0;          // what the user has set since the starts came from the data
+    // Where the last run began, and what it left: whoever has set something since begins there.
+    struct Used {
+        Relaxation start, left;
+    };
+    std::optional<Used> m_used;
+    unsigned m_ownStarts = 0;  // what the user has set since the starts came from the data
 };
 
 // "Time constant": of one stretch of a trace.

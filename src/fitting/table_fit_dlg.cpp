@@ -88,8 +88,10 @@ void CTableFitDlg::Paste() {
 }
 
 void CTableFitDlg::ChooseFile() {
-    const FileRequest request{
-        "Open table", "text (*.txt;*.csv)|*.txt;*.csv|all files (*.*)|*.*||", "txt", {}};
+    const FileRequest request{"Open table",
+                              "text (*.txt;*.csv)|*.txt;*.csv|Data File (*.dat)|*.dat|all files (*.*)|*.*||",
+                              "txt",
+                              {}};
     if (const auto paths = GetHost().ChooseOpenFiles(request); !paths.empty()) m_strFile = paths[0].string();
 }
 

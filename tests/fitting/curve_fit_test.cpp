@@ -2,6 +2,8 @@
 
 #include "fitting/curve_fit.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "document/blank_doc.h"
@@ -293,6 +295,28 @@ TEST_F(CurveFitTest, FitsOfATable) {
     EXPECT_TRUE(ResultText(robust).starts_with("1\r\n2\r\nx\ty_raw\ty_fit\r\n")) << ResultText(robust);
     SetParameter(robust, "degree", "7");
     EXPECT_FALSE(robust.Run());
+    // A smooth has the digits of the table, which samples do not have.
+    SetParameter(robust, "points", "0 1e9\n1 1000000001\n2 1000000002\n3 1000000003\n4 1000000004\n");
+    SetParameter(robust, "type", "0");
+    SetParameter(robust, "degree", "1");
+    SetParameter(robust, "halfWindow", "1");
+    ASSERT_TRUE(robust.Run()) << host.LastMessage();
+    const ResultRows rows = RowsOf(robust, "points");
+    EXPECT_NEAR(std::get<double>(rows[3][2]), 1000000003.0, 1e-3);
+}
+
+TEST_F(CurveFitTest, WithoutDataTheGraphSaysSo) {
+    CCurveFit fit;
+    EXPECT_EQ(fit.GetGraph()->panes[0].title, "no data file");
+    const auto doc = Ramp();
+    fit.CheckChangeDoc(doc.get());
+    EXPECT_EQ(fit.GetGraph()->panes[0].title, "");
+    BlankDoc blank(session);
+    CCurveFitGen table;
+    table.CheckChangeDoc(&blank);
+    EXPECT_EQ(table.GetGraph()->panes[0].title, "no data file");
+    SetParameter(table, "points", "1 2\n3 4\n");
+    EXPECT_EQ(table.GetGraph()->panes[0].title, "");
 }
 
 TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
@@ -356,6 +380,68 @@ TEST_F(CurveFitTest, ADriftIsTakenOutOfTheTraces) {
     const auto longer = MemoryDoc::Generate(session, 1, 100'000, [](int, int64_t) { return 1.0f; });
     drift.CheckChangeDoc(longer.get());
     EXPECT_NE(drift.Validate(), "");
+}
+
+// The first trace falls with one time constant, the second one with two; the third is all alike, so that the
+// residuals are 0 and no logarithm of them is a number.
+TEST_F(CurveFitTest, TheLogAndTheTableOfADrift) {
+    std::vector<std::vector<float>> traces(3);
+    for (int i = 0; i < 1000; ++i) {
+        const float wiggle = 0.05f * static_cast<float>(i % 7 - 3);
+        const auto t = static_cast<float>(i);
+        traces[0].push_back(3.0f + 7.0f * std::exp(-t / 150.0f) + wiggle);
+        traces[1].push_back(1.0f + 4.0f * std::exp(-t / 30.0f) + 6.0f * std::exp(-t / 300.0f) + wiggle);
+        traces[2].push_back(5.0f);
+    }
+    const auto doc = MemoryDoc::Make(session, traces);
+    CRemoveExpDrift drift;
+    drift.CheckChangeDoc(doc.get());
+    SetParameter(drift, "traces", "1-3");
+    ASSERT_TRUE(drift.WriteFile(session, "/d.kymr-dat", true).isDone) << host.LastMessage();
+    const ResultRows rows = RowsOf(drift, drift.Title());
+    ASSERT_EQ(rows.size(), 3u);
+    const auto number = [&](size_t row, size_t column) { return std::get<double>(rows[row][column]); };
+    const auto whole = [&](size_t row, size_t column) { return std::get<int64_t>(rows[row][column]); };
+    std::string log = "Trace\tBIC 1\titer\tBIC 2\titer\ttransform\r\n";
+    for (size_t row = 0; row < 2; ++row) {
+        const auto models = static_cast<int64_t>(row) + 1;
+        EXPECT_EQ(whole(row, 0), models) << "the trace";
+        EXPECT_EQ(whole(row, 1), models) << "exponentials";
+        EXPECT_EQ(number(row, 7) < number(row, 8), row == 0) << "the lower criterion is chosen";
+        log += fmt::format("{}", models);
+        for (const size_t k : {0u, 1u}) {
+            EXPECT_GE(whole(row, 9 + k), 3);
+            EXPECT_LE(whole(row, 9 + k), 1000);
+            log += fmt::format("\t{:.2f}\t{}{}", number(row, 7 + k), whole(row, 9 + k) < 1000 ? "" : "max ",
+                               whole(row, 9 + k));
+        }
+        log += fmt::format("\texp {}\r\n", models);
+    }
+    EXPECT_TRUE(ResultText(drift).starts_with(log)) << ResultText(drift) << log;
+    EXPECT_NE(std::ranges::find_if(host.log, [&](const auto& text) { return text.starts_with(log); }),
+              host.log.end());
+    // n ln(RSS / n) + 3 ln n of the first trace, with the curve that is told.
+    double squares = 0.0;
+    for (size_t i = 0; i < 1000; ++i)
+        squares += std::pow(
+            traces[0][i] - ((number(0, 2) - number(0, 3)) * std::exp(-static_cast<double>(i) / number(0, 4)) +
+                            number(0, 3)),
+            2);
+    EXPECT_NEAR(number(0, 7), 1000 * std::log(squares / 1000) + 3 * std::log(1000.0), 0.01);
+    EXPECT_TRUE(rows[2][7].index() != 1 || std::isfinite(std::get<double>(rows[2][7])));
+}
+
+TEST_F(CurveFitTest, AnInterruptEndsTheRemovalOfADriftAsAWhole) {
+    std::vector<float> samples;
+    for (int i = 0; i < 500; ++i) samples.push_back(std::exp(-static_cast<float>(i) / 50.0f));
+    const auto doc = MemoryDoc::Make(session, {samples, samples});
+    CRemoveExpDrift drift;
+    drift.CheckChangeDoc(doc.get());
+    SetParameter(drift, "traces", "1-2");
+    host.cancelAtDone = 1;  // behind the first trace
+    EXPECT_THROW((void)drift.WriteFile(session, "/d.kymr-dat", true), Cancelled);
+    EXPECT_FALSE(files.Has("/d.kymr-dat"));
+    EXPECT_EQ(host.progress.front().parts.size(), 1u) << "the second trace is not begun";
 }
 
 }  // namespace

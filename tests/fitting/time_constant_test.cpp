@@ -1,6 +1,7 @@
 // Time constants of stretches and after events.
 
 #include <cmath>
+#include <random>
 
 #include "fitting/fit_time_const_base.h"
 #include "support/operation_results.h"
@@ -152,6 +153,128 @@ TEST_F(TimeConstantTest, AnEventBesideAGapIsSkipped) {
     ASSERT_TRUE(fit.Run());
     EXPECT_NE(Said().find("Event 2 is skipped: there is a gap or the boundary of an episode"),
               std::string::npos);
+}
+
+// Of a segment of 100 ms at every 0.1 ms.
+TEST_F(TimeConstantTest, ATimeConstantThatTheSegmentDoesNotTellIsToldSo) {
+    const auto fall = [](double tau, double size) {
+        return [=](double t) { return size * std::exp(-t / tau); };
+    };
+    const struct {
+        const char* name;
+        std::function<double(double)> curve;
+        double noise;
+        const char *model, *fixVInf;
+        bool isTold;
+    } rows[] = {{"a fall within the segment", fall(20, 8), 0.5, "0", "0", true},
+                {"a fall that is longer than the segment", fall(300, 8), 0.001, "0", "0", true},
+                {"the same in noise", fall(300, 8), 2.0, "0", "0", false},
+                {"noise", [](double) { return 0.0; }, 0.5, "0", "0", false},
+                {"a straight line", [](double t) { return 0.1 * t; }, 0.01, "0", "0", false},
+                {"a slow fall to a value that is known", fall(3000, 8), 0.01, "0", "1", true},
+                {"the same without that", fall(3000, 8), 0.01, "0", "0", false},
+                {"two exponentials of one", fall(20, 8), 0.5, "1", "0", false},
+                {"noise along a cable", [](double) { return 0.0; }, 0.5, "2", "0", false}};
+    for (const auto& [name, curve, noise, model, fixVInf, isTold] : rows) {
+        SCOPED_TRACE(name);
+        std::mt19937 random(7);
+        std::normal_distribution<double> normal(0.0, noise);
+        std::vector<float> samples;
+        for (int i = 0; i <= 1000; ++i)
+            samples.push_back(static_cast<float>(curve(0.1 * i) + normal(random)));
+        const auto doc = MemoryDoc::Make(session, {samples}, 0.1);
+        CFitTimeConst fit;
+        fit.CheckChangeDoc(doc.get());
+        SetParameter(fit, "model", model);
+        SetParameter(fit, "fixVInf", fixVInf);
+        host.messages.clear();
+        ASSERT_TRUE(fit.Run()) << host.LastMessage();
+        EXPECT_EQ(Said().find("does not tell the time constant") == std::string::npos, isTold) << Said();
+        EXPECT_EQ(ResultText(fit).find("Time constant not told by the segment: 0\r\n") == std::string::npos,
+                  isTold);
+        const auto row = RowsOf(fit, fit.Title()).at(0);
+        EXPECT_EQ(row[11], ResultValue(std::string(isTold ? "yes" : "no")));
+        EXPECT_TRUE(std::holds_alternative<double>(row[3])) << "a number all the same";
+    }
+}
+
+// The variance of one parameter alone is that of the residuals over the sum of the squared derivatives.
+TEST_F(TimeConstantTest, TheErrorOfATimeConstant) {
+    const auto doc = Falls();
+    CFitTimeConst fit;
+    fit.CheckChangeDoc(doc.get());
+    for (const auto& [key, value] :
+         {std::pair("fitStart", "300"), std::pair("fitEnd", "440"), std::pair("v0", "-60"),
+          std::pair("fixV0", "1"), std::pair("vInf", "-71"), std::pair("fixVInf", "1")})
+        SetParameter(fit, key, value);
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    const auto row = RowsOf(fit, fit.Title()).at(0);
+    const double tau = std::get<double>(row[3]);
+    double squares = 0.0, slopes = 0.0;
+    for (int i = 0; i <= 280; ++i) {
+        const double t = 0.5 * i;
+        const double value = -60.0 - 10.0 * (1.0 - std::exp(-t / 20.0));
+        squares += std::pow(value - (11.0 * std::exp(-t / tau) - 71.0), 2);
+        slopes += std::pow(11.0 * std::exp(-t / tau) * t / (tau * tau), 2);
+    }
+    EXPECT_NEAR(std::get<double>(row[4]), std::sqrt(squares / 280 / slopes), 1e-3 * std::get<double>(row[4]));
+}
+
+TEST_F(TimeConstantTest, SegmentsOfABatchThatDoNotTellAreListed) {
+    const auto doc = Falls();
+    std::vector<float> samples = SamplesOf(*doc);
+    std::mt19937 random(3);
+    std::normal_distribution<float> normal(0.0f, 0.1f);
+    for (float& value : samples) value += normal(random);
+    auto noisy = MemoryDoc::Make(session, {samples}, 0.5);
+    for (const int on : {20, 200, 600, 1000}) {
+        CEventKM event;
+        event.onPosition = on;
+        event.offPosition = on + 10;
+        noisy->eventChannels[0].AppendLoaded(std::move(event));
+    }
+    CTimeConstLog fit;
+    fit.CheckChangeDoc(noisy.get());
+    SetParameter(fit, "channel1", "a");
+    SetParameter(fit, "fitEnd", "80");
+    SetParameter(fit, "batch", "1");
+    ASSERT_TRUE(fit.Run()) << host.LastMessage();
+    EXPECT_NE(Said().find("1 of 4 segments do not tell the time constant: "), std::string::npos) << Said();
+    EXPECT_TRUE(ResultText(fit).ends_with("\r\nTime constant not told by the segment: 1\r\n"))
+        << ResultText(fit);
+    EXPECT_EQ(fit.Results().front().values.back(),
+              (std::pair<std::string, ResultValue>("notTold", int64_t{1})));
+}
+
+// n ln(RSS / n) + 2 k, and k ln n, of 281 points and 3 parameters, or 2 where one is fixed.
+TEST_F(TimeConstantTest, TheCriteriaStandBesideTheModel) {
+    const auto doc = Falls();
+    CFitTimeConst fit;
+    const auto note = [&](const char* key) { return fit.Params().Find(key)->shown(); };
+    fit.CheckChangeDoc(doc.get());
+    EXPECT_EQ(note("aic"), "") << "nothing is fitted";
+    SetParameter(fit, "fitStart", "290");
+    SetParameter(fit, "fitEnd", "430");
+    for (const char* fixes : {"0", "1"}) {
+        SetParameter(fit, "vInf", "-70");
+        SetParameter(fit, "fixVInf", fixes);
+        SetParameter(fit, "startFromData", "1");
+        ASSERT_TRUE(fit.Run()) << host.LastMessage();
+        const auto samples = SamplesOf(*doc);
+        double squares = 0.0;
+        for (size_t i = 0; i <= 280; ++i) {
+            const double curve =
+                (fit.m_dV0 - fit.m_dVInf) * std::exp(-0.5 * static_cast<double>(i) / fit.m_dTau) +
+                fit.m_dVInf;
+            squares += std::pow(samples[580 + i] - curve, 2);
+        }
+        const double parameters = *fixes == '0' ? 3.0 : 2.0, n = 281.0;
+        const double deviance = n * std::log(squares / n);
+        EXPECT_NEAR(std::stod(note("aic")), deviance + 2.0 * parameters, 0.02);
+        EXPECT_NEAR(std::stod(note("bic")), deviance + parameters * std::log(n), 0.02);
+        EXPECT_NE(ResultText(fit).find("AIC = " + note("aic") + "\r\nBIC = " + note("bic")),
+                  std::string::npos);
+    }
 }
 
 }  // namespace
