@@ -159,10 +159,9 @@ void CRemoveExpDrift::GetParamText(std::string& text) {
 }
 
 void CRemoveExpDrift::CheckChangeDoc(CDataDoc* doc) {
-    if (doc != Document()) {
-        m_done.clear();
-        m_shown.reset();
-    }
+    if (doc != Document()) m_shown.reset();
+    // What was done is told beside the recording that came of it, too.
+    if (doc && doc->filePath != m_doneIn) m_done.clear();
     CFitTimeConstBase::CheckChangeDoc(doc);
 }
 
@@ -230,6 +229,7 @@ WrittenRecording CRemoveExpDrift::WriteChanged(CArchive& archive, const std::fil
         m_dAverageTime = 0.0;
     }
     m_done.clear();
+    m_doneIn = doc.filePath;
     m_shown.reset();
     const std::vector<int> traces = Traces();
     {
@@ -314,7 +314,7 @@ std::string CRemoveExpDrift::ReportText() const {
 }
 
 void CRemoveExpDrift::WriteResult(const TextSink& sink) {
-    if (!m_done.empty()) sink(LogText() + ReportText());
+    if (!m_done.empty() && Document()) sink(LogText() + ReportText());
 }
 
 std::vector<Result> CRemoveExpDrift::Results() {

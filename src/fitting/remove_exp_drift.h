@@ -68,6 +68,7 @@ class CRemoveExpDrift : public CFitTimeConstBase {
     WrittenRecording WriteChanged(CArchive& archive, const std::filesystem::path& target);
 
     std::vector<Done> m_done;
+    std::filesystem::path m_doneIn;
     // What the window draws: the first trace of the list with its fits, until settings or data are others.
     struct Shown {
         std::vector<std::byte> settings;

@@ -277,7 +277,10 @@ GraphPane CDWTAnalysis::PowerPane() const {
             const size_t to = std::max(from + 1, (cell + 1) * samples / cells / m_found.SamplesOf(band));
             const size_t last = std::min(to, values.size()) - 1;
             double most = 0.0;
-            for (size_t i = from; i <= last; ++i) most = std::max(most, double{values[i]} * values[i]);
+            for (size_t i = from; i <= last && std::isfinite(most); ++i) {
+                const double power = double{values[i]} * values[i];
+                most = std::isfinite(power) ? std::max(most, power) : NAN;  // an empty cell
+            }
             matrix.y.push_back(most);
             matrix.told.values.push_back(static_cast<float>(most));
             std::string name = fmt::format("{},{}", NameOf(band), from);
@@ -288,9 +291,11 @@ GraphPane CDWTAnalysis::PowerPane() const {
     matrix.told.unit = m_found.unit + "²";
     if (m_bLogPower) {
         matrix.name = "log relative power\n\n(squared DWT coefficient)";
-        const double floor = leastShare * *std::max_element(matrix.y.begin(), matrix.y.end());
+        double greatest = 0.0;
+        for (const double value : matrix.y)
+            if (std::isfinite(value)) greatest = std::max(greatest, value);
         for (double& value : matrix.y)
-            value = value > 0.0 ? std::log10(std::max(value, floor)) : std::log10(floor);
+            if (std::isfinite(value)) value = std::log10(std::max(value, leastShare * greatest));
     }
     pane.layers.push_back(std::move(matrix));
     return pane;
@@ -308,7 +313,8 @@ GraphPane CDWTAnalysis::CoefficientPane() const {
         const auto values = m_found.Coefficients(bands[row]).first(m_found.CountOf(bands[row]));
         const auto line = static_cast<double>(row + 1);
         double most = 0.0;
-        for (const float value : values) most = std::max(most, std::fabs(double{value}));
+        for (const float value : values)
+            if (std::isfinite(value)) most = std::max(most, std::fabs(double{value}));
         const double scale = most > 0.0 ? bandHeight / most : 0.0;
         GraphLayer curve{LayerKind::curve, LabelOf(m_found, bands[row]), GraphColour(row)};
         const double half = 0.5 * static_cast<double>(m_found.SamplesOf(bands[row])) * m_found.interval;

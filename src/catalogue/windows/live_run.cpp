@@ -29,8 +29,11 @@ void LiveRun::Restart() {
 }
 
 void LiveRun::RunNow() {
+    // What a run has put right, and told, the same run again has not to put right.
+    if (!isOutdated_ && settings_ == block_.Settings()) toldBefore_ = words_;
     isOutdated_ = true;
     Run(false);
+    toldBefore_.clear();
 }
 
 void LiveRun::Stop() {
@@ -98,7 +101,7 @@ void LiveRun::Finish() {
 }
 
 void LiveRun::Say(const RunMessages& messages) {
-    words_.clear();
+    words_ = messages.empty() ? toldBefore_ : QString();
     for (const RunMessage& message : messages) {
         if (!words_.isEmpty()) words_ += "\n";
         words_ += ToQString(message.text);

@@ -64,7 +64,7 @@ class LiveRun : public QObject {
     std::vector<std::byte> settings_;  // of the last run
     bool isOutdated_ = true, hasFailed_ = false;
     RunMessages messages_;
-    QString words_;
+    QString words_, toldBefore_;
 };
 
 }  // namespace kymora
