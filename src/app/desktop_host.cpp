@@ -198,13 +198,14 @@ std::vector<std::byte> DesktopHost::PictureOf(Form& form) {
     return PngOf(dialog);
 }
 
-void DesktopHost::ShowText(std::string_view title, std::string_view text) {
+void DesktopHost::ShowText(std::string_view title, std::string_view text, std::string_view json) {
     QString shown = ToQString(text);
     shown.replace("\r\n", "\n");
     // Over a dialog it waits like one; otherwise it stays open beside the recordings.
     const bool modal = QApplication::activeModalWidget() != nullptr;
     auto* window = new TextWindow(ToQString(title), shown, modal ? Parent() : parent_.data());
     window->setAttribute(Qt::WA_DeleteOnClose);
+    if (!json.empty()) window->OfferJson(ToQString(json));
     if (modal)
         window->exec();
     else

@@ -30,7 +30,7 @@ class DesktopHost : public Host {
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
     bool AskForm(Form& form) override;
     std::vector<std::byte> PictureOf(Form& form) override;
-    void ShowText(std::string_view title, std::string_view text) override;
+    void ShowText(std::string_view title, std::string_view text, std::string_view json) override;
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override;
     std::string ReadClipboardText() override;
     void WriteClipboard(std::string_view format, std::span<const std::byte> block) override;

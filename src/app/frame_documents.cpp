@@ -26,6 +26,9 @@
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
 #include "import/formats.h"
+#include "operations/config_file.h"
+#include "recording/adc_dac_configuration.h"
+#include "results/number_text.h"
 
 namespace kymora {
 
@@ -33,6 +36,9 @@ namespace {
 
 constexpr const char* settingsWithoutFileText =
     "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data file is already open.";
+
+// Of the text with which a file begins that is no configuration.
+constexpr size_t longestHeadShown = 200;
 
 // The user's own, where programs keep what is theirs; the recordings in it are the user's to change.
 std::filesystem::path FolderOfDemos() {
@@ -272,7 +278,35 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
+// Shows an ADC-DAC configuration, and refuses what is no configuration at all. False for one of a dialog, and
+// for what cannot be read.
+bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
+    try {
+        const std::string head = ConfigurationHead(session_, path);
+        if (head == adcDacHead) {
+            const AdcDacConfiguration configuration = ReadConfiguration(session_, path);
+            const std::string name = path.string();
+            session_.host.ShowText("ADC-DAC configuration: " + path.filename().string(),
+                                   ConfigurationText(configuration, name),
+                                   ConfigurationJson(configuration, name));
+            return true;
+        }
+        if (!ConfigClassName(session_, path).empty()) return false;
+        session_.host.Failure(fmt::format("Unrecognized configuration file: {}\nShould read '{}'",
+                                          head.empty() ? std::string("no identifier")
+                                                       : TerminalLine(head.substr(0, longestHeadShown)),
+                                          adcDacHead));
+        return true;
+    } catch (const ConfigurationError& error) {
+        session_.host.Failure(error.what());
+        return true;
+    } catch (const FileError&) {
+        return false;
+    }
+}
+
 void CMainFrame::LoadSettings(const std::filesystem::path& path) {
+    if (FoldedExtension(path) == ".kymr-cfg" && TakeAdcDacConfiguration(path)) return;
     if (!ActiveChild())
         session_.host.Message(settingsWithoutFileText);
     else if (FoldedExtension(path) == ".kymr-cfg")

@@ -179,6 +179,7 @@ class CMainFrame : public QMainWindow {
     // frame_documents.cpp
     void MakeStart();
     void OpenRecordings(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk);
+    bool TakeAdcDacConfiguration(const std::filesystem::path& path);
     void LoadSettings(const std::filesystem::path& settings);
     CChildFrame* OpenAs(const std::filesystem::path& path, const OpenRequest& request, std::string* fault);
     CChildFrame* FindOpen(const std::filesystem::path& path) const;

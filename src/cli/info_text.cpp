@@ -1,49 +1,16 @@
 #include "cli/info_text.h"
 
-#include <algorithm>
 #include <fmt/format.h>
 
 #include "cli/info_json.h"
 #include "import/formats.h"
+#include "results/aligned_table.h"
 #include "results/number_text.h"
 
 namespace kymora {
 namespace {
 
 constexpr size_t listedGaps = 10;
-
-// Rows of cells that are printed in aligned columns. Columns of numbers stand to the right.
-class TextTable {
-  public:
-    explicit TextTable(std::string alignment) : alignment_(std::move(alignment)) {}
-    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-
-    std::string Text() const {
-        std::vector<size_t> widths(alignment_.size(), 0);
-        for (const auto& row : rows_)
-            for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
-        std::string text;
-        for (const auto& row : rows_) {
-            std::string line = " ";
-            for (size_t i = 0; i < row.size(); ++i) {
-                const std::string fill(widths[i] - Width(row[i]), ' ');
-                line += alignment_[i] == 'r' ? " " + fill + row[i] + " " : " " + row[i] + fill + " ";
-            }
-            line.erase(line.find_last_not_of(' ') + 1);
-            text += line + "\n";
-        }
-        return text;
-    }
-
-  private:
-    // Characters, which is near enough to columns for the texts of a recording.
-    static size_t Width(std::string_view text) {
-        return static_cast<size_t>(
-            std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-    }
-    std::string alignment_;
-    std::vector<std::vector<std::string>> rows_;
-};
 
 std::string Number(double value) {
     std::string text;
@@ -95,7 +62,7 @@ std::string Head(const CDataDoc& doc, std::string_view path) {
 }
 
 std::string Traces(const CDataDoc& doc) {
-    TextTable table("rllrrrr");
+    AlignedTable table("rllrrrr");
     table.Add({"No.", "Label", "Units", "Axis from", "to", "Samples", "Blocks"});
     for (int slot = 0; slot < doc.traceCount; ++slot) {
         const TraceSettings& trace = doc.traces[static_cast<size_t>(slot)];
@@ -108,7 +75,7 @@ std::string Traces(const CDataDoc& doc) {
 
 // The gaps of one trace; those of further traces only where they differ from the first's.
 std::string GapsOf(const CDataDoc& doc, int slot) {
-    TextTable table("rr");
+    AlignedTable table("rr");
     table.Add({"from (ms)", "to (ms)"});
     size_t count = 0;
     int64_t start = 0;
@@ -134,7 +101,7 @@ std::string Gaps(const CDataDoc& doc) {
 }
 
 std::string Channels(const CDataDoc& doc) {
-    TextTable table("lrlll");
+    AlignedTable table("lrlll");
     table.Add({"Channel", "Events", "Label", "Method", ""});
     bool any = false;
     for (int c = 0; c < maxEventChannels; ++c) {
@@ -149,7 +116,7 @@ std::string Channels(const CDataDoc& doc) {
 }
 
 std::string Overlays(const CDataDoc& doc) {
-    TextTable table("lrl");
+    AlignedTable table("lrl");
     for (const CMarker& marker : doc.markers)
         table.Add({"Marker", Number(marker.m_dTime) + " ms", TerminalLine(marker.m_strLabel)});
     for (int slot = 0; slot < maxTraces; ++slot)

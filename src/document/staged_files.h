@@ -30,6 +30,7 @@ class StagedFiles : public FileSystem {
     std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) override;
     std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override;
     void MakeFolder(const std::filesystem::path& path) override { below_.MakeFolder(path); }
+    bool HasFolder(const std::filesystem::path& path) override { return below_.HasFolder(path); }
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;
     std::filesystem::path Resolve(const std::filesystem::path& path) override;

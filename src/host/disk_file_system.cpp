@@ -186,6 +186,11 @@ void DiskFileSystem::MakeFolder(const std::filesystem::path& path) {
     if (failed) Fail("Couldn't make the folder", path, failed.value());
 }
 
+bool DiskFileSystem::HasFolder(const std::filesystem::path& path) {
+    std::error_code failed;
+    return std::filesystem::is_directory(path, failed);
+}
+
 void DiskFileSystem::Remove(const std::filesystem::path& path) {
     if (::unlink(path.c_str()) != 0) Fail("Couldn't remove", path, errno);
 }

@@ -11,6 +11,7 @@ class DiskFileSystem : public FileSystem {
     std::unique_ptr<DataFile> OpenUnnamed(const std::filesystem::path& as, bool isPrivate) override;
     std::vector<std::filesystem::path> List(const std::filesystem::path& folder) override;
     void MakeFolder(const std::filesystem::path& path) override;
+    bool HasFolder(const std::filesystem::path& path) override;
     std::optional<FileStamp> Stamp(const std::filesystem::path& path) override;
     bool IsReadOnly(const std::filesystem::path& path) override;
     std::filesystem::path Resolve(const std::filesystem::path& path) override;

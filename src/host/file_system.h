@@ -86,6 +86,8 @@ class FileSystem {
     virtual std::vector<std::filesystem::path> List(const std::filesystem::path& folder) = 0;
     // Makes a folder, with those above it, where there is none. Nothing where folders need not be made.
     virtual void MakeFolder(const std::filesystem::path&) {}
+    // Whether there is a folder of that name. True where folders need not be made.
+    virtual bool HasFolder(const std::filesystem::path&) { return true; }
     // Nothing when there is no such file.
     virtual std::optional<FileStamp> Stamp(const std::filesystem::path& path) = 0;
     // The file's read-only attribute: it exists and may not be written.

@@ -59,8 +59,12 @@ class Host : public ProgressSource {
     // A dialog as it looks, as PNG; empty where there is no screen.
     virtual std::vector<std::byte> PictureOf(Form&) { return {}; }
 
-    // Shows a text that may be long, to be read, searched and copied.
-    virtual void ShowText(std::string_view title, std::string_view text) { Message(text, title); }
+    // Shows a text that may be long, to be read, searched and copied; where there is `json`, that can be
+    // copied, too.
+    virtual void ShowText(std::string_view title, std::string_view text, std::string_view json = {}) {
+        static_cast<void>(json);
+        Message(text, title);
+    }
 
     // What the clipboard holds under the name of a format (clipboard.h); nothing when it holds none of it.
     virtual std::optional<std::vector<std::byte>> ReadClipboard(std::string_view) { return {}; }

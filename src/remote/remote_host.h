@@ -36,7 +36,9 @@ class RemoteHost : public Host {
         return Now().ChooseSaveFile(request);
     }
     bool AskForm(Form& form) override { return Now().AskForm(form); }
-    void ShowText(std::string_view title, std::string_view text) override { Now().ShowText(title, text); }
+    void ShowText(std::string_view title, std::string_view text, std::string_view json) override {
+        Now().ShowText(title, text, json);
+    }
     std::vector<std::byte> PictureOf(Form& form) override { return person_.PictureOf(form); }
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
         return Now().ReadClipboard(format);

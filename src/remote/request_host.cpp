@@ -113,7 +113,7 @@ bool RequestHost::AskForm(Form& form) {
     return accepted;
 }
 
-void RequestHost::ShowText(std::string_view title, std::string_view text) {
+void RequestHost::ShowText(std::string_view title, std::string_view text, std::string_view) {
     texts_.push_back({{"title", title}, {"text", text}});
 }
 

@@ -28,7 +28,7 @@ class RequestHost : public Host {
     std::vector<std::filesystem::path> ChooseOpenFiles(const FileRequest& request) override;
     std::optional<std::filesystem::path> ChooseSaveFile(const FileRequest& request) override;
     bool AskForm(Form& form) override;
-    void ShowText(std::string_view title, std::string_view text) override;
+    void ShowText(std::string_view title, std::string_view text, std::string_view json) override;
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override;
     std::string ReadClipboardText() override;
     void WriteClipboard(std::string_view format, std::span<const std::byte> block) override {

@@ -11,6 +11,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QScreen>
 #include <QShortcut>
@@ -25,8 +26,9 @@ constexpr int shownColumns = 100;
 constexpr int tabColumns = 4;
 
 // The columns of a table stand under each other only where its lines are whole. Tabs at the beginning of
-// lines only set paragraphs in.
+// lines only set paragraphs in. Other columns are set by blanks.
 bool HasColumns(const QString& text) {
+    if (text.contains(QRegularExpression("\\S {3,}\\S"))) return true;
     for (qsizetype i = 1; i < text.size(); ++i)
         if (text[i] == '\t' && text[i - 1] != '\t' && text[i - 1] != '\n') return true;
     return false;
@@ -36,6 +38,7 @@ bool HasColumns(const QString& text) {
 
 TextWindow::TextWindow(const QString& title, const QString& text, QWidget* parent)
     : QDialog(parent),
+      buttons_(new QDialogButtonBox(QDialogButtonBox::Close, this)),
       text_(new QPlainTextEdit(this)),
       search_(new QLineEdit(this)),
       found_(new QLabel(this)) {
@@ -63,18 +66,17 @@ TextWindow::TextWindow(const QString& title, const QString& text, QWidget* paren
     connect(new QShortcut(QKeySequence(Qt::SHIFT | Qt::Key_F3), this), &QShortcut::activated, this,
             &TextWindow::FindPrevious);
 
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
-    auto* copy = buttons->addButton(tr("&Copy"), QDialogButtonBox::ActionRole);
-    auto* save = buttons->addButton(tr("&Save..."), QDialogButtonBox::ActionRole);
+    auto* copy = buttons_->addButton(tr("&Copy"), QDialogButtonBox::ActionRole);
+    auto* save = buttons_->addButton(tr("&Save..."), QDialogButtonBox::ActionRole);
     copy->setObjectName("copy");
     copy->setToolTip(tr("Copies what is selected, or all of the text"));
     save->setToolTip(tr("Writes the text to a file"));
     // Enter in the search box searches.
-    for (QAbstractButton* button : buttons->buttons())
+    for (QAbstractButton* button : buttons_->buttons())
         static_cast<QPushButton*>(button)->setAutoDefault(false);
     connect(copy, &QPushButton::clicked, this, &TextWindow::Copy);
     connect(save, &QPushButton::clicked, this, &TextWindow::Save);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
     auto* top = new QHBoxLayout;
     top->addWidget(search_, 1);
@@ -82,11 +84,19 @@ TextWindow::TextWindow(const QString& title, const QString& text, QWidget* paren
     auto* column = new QVBoxLayout(this);
     column->addLayout(top);
     column->addWidget(text_, 1);
-    column->addWidget(buttons);
+    column->addWidget(buttons_);
     text_->setFocus();
     const QSize wanted(text_->fontMetrics().averageCharWidth() * shownColumns,
                        text_->fontMetrics().lineSpacing() * shownLines);
     resize(wanted.boundedTo(screen()->availableSize() * 8 / 10));
+}
+
+void TextWindow::OfferJson(const QString& json) {
+    auto* copy = buttons_->addButton(tr("Copy as &JSON"), QDialogButtonBox::ActionRole);
+    copy->setObjectName("copyJson");
+    copy->setToolTip(tr("Copies all of it as data for other programs"));
+    copy->setAutoDefault(false);
+    connect(copy, &QPushButton::clicked, this, [json] { QGuiApplication::clipboard()->setText(json); });
 }
 
 bool TextWindow::FindNext() { return Find(false); }

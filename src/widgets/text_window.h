@@ -3,6 +3,7 @@
 
 #include <QDialog>
 
+class QDialogButtonBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -14,6 +15,9 @@ class TextWindow : public QDialog {
 
   public:
     TextWindow(const QString& title, const QString& text, QWidget* parent = nullptr);
+
+    // A button that copies the same as JSON.
+    void OfferJson(const QString& json);
 
     // Selects the next place of what the search box holds, from the cursor on and around the end. False when
     // there is none, which the window says.
@@ -27,6 +31,7 @@ class TextWindow : public QDialog {
     void Copy();
     void Save();
 
+    QDialogButtonBox* buttons_;
     QPlainTextEdit* text_;
     QLineEdit* search_;
     QLabel* found_;

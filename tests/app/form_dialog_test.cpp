@@ -291,6 +291,9 @@ TEST(TextWindowTest, FindsCopiesAndSaves) {
     text->moveCursor(QTextCursor::Start);
     window.findChild<QPushButton*>("copy")->click();
     EXPECT_EQ(QApplication::clipboard()->text(), "alpha\nbeta\nalpha two");
+    window.OfferJson("{}");
+    window.findChild<QPushButton*>("copyJson")->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), "{}");
     QTemporaryDir folder;
     ASSERT_TRUE(window.SaveTo(folder.filePath("t.txt")));
     QFile file(folder.filePath("t.txt"));

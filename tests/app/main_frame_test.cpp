@@ -24,6 +24,8 @@
 
 #include "app/start_page.h"
 #include "frame_fixture.h"
+#include "recording/adc_dac_configuration.h"
+#include "support/bytes.h"
 #include "support/native_builder.h"
 
 namespace kymora::test {
@@ -412,7 +414,20 @@ TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
     EXPECT_EQ(host.LastMessage(),
               "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data "
               "file is already open.");
-    EXPECT_TRUE(drop({QUrl::fromLocalFile("/one.kymr-dat"), QUrl::fromLocalFile("/two.kymr-dat")}));
+    // The two kinds of the extension are told apart, with and without a recording.
+    WriteConfiguration(session, AcquisitionSettings(RecordingType::arduino), "/acq.kymr-cfg");
+    files.Put("/other.kymr-cfg", Bytes().Wide(u"Some text").data);
+    for (const size_t shown : {1u, 2u}) {
+        EXPECT_TRUE(drop({QUrl::fromLocalFile("/acq.kymr-cfg")}));
+        ASSERT_EQ(host.texts.size(), shown);
+        EXPECT_NE(host.texts.back().text.find("arduino"), std::string::npos);
+        EXPECT_NE(host.texts.back().key.find("\"rateIndex\": 9"), std::string::npos) << "as JSON, too";
+        EXPECT_TRUE(drop({QUrl::fromLocalFile("/other.kymr-cfg")}));
+        EXPECT_EQ(host.LastMessage(),
+                  "Unrecognized configuration file: Some text\nShould read 'Kymora ADC-DAC "
+                  "Configuration file'");
+        EXPECT_TRUE(drop({QUrl::fromLocalFile("/one.kymr-dat"), QUrl::fromLocalFile("/two.kymr-dat")}));
+    }
     EXPECT_EQ(frame->Children().size(), 2u);
 }
 

@@ -140,7 +140,9 @@ TEST_F(OperationWindowsTest, ADroppedConfigurationOpensItsDialogWithItsSettings)
     EXPECT_EQ(window->Block().Params().Find("minimumOnTime")->ValueText(), "7.5");
     files.Put("/cut.kymr-cfg", std::vector<std::byte>(3));
     frame->DropFile("/cut.kymr-cfg");
-    EXPECT_EQ(host.LastMessage(), "cut.kymr-cfg is no configuration file of an operation.");
+    EXPECT_EQ(host.LastMessage(),
+              "Unrecognized configuration file: no identifier\nShould read 'Kymora ADC-DAC "
+              "Configuration file'");
 }
 
 // Whatever stands in a window that a file opened can be pressed.

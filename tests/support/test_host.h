@@ -17,7 +17,7 @@ namespace kymora::test {
 struct Shown {
     std::string text;
     std::string title;
-    std::string key;  // notices only
+    std::string key;  // of a notice; of a text its JSON
 };
 
 // What one progress box went through.
@@ -90,8 +90,8 @@ class TestHost : public Host {
         formFault = form.Check();
         return formFault.empty();
     }
-    void ShowText(std::string_view title, std::string_view text) override {
-        texts.push_back({std::string(text), std::string(title), {}});
+    void ShowText(std::string_view title, std::string_view text, std::string_view json) override {
+        texts.push_back({std::string(text), std::string(title), std::string(json)});
     }
     std::optional<std::vector<std::byte>> ReadClipboard(std::string_view format) override {
         const auto found = clipboard.find(format);

@@ -1,0 +1,94 @@
+#include <fmt/format.h>
+
+#include "cli/command_context.h"
+#include "cli/near_names.h"
+#include "cli/operation_settings.h"
+#include "document/file_identity.h"
+#include "recording/acquisition_settings_fields.h"
+#include "recording/adc_dac_configuration.h"
+
+namespace kymora {
+namespace {
+
+[[noreturn]] void Refuse(const std::string& text) { throw CommandError(exitUsage, text); }
+
+RecordingType TypeOf(const std::string& word) {
+    std::string known;
+    for (uint32_t i = 0; i < recordingTypeCount; ++i) {
+        const auto type = static_cast<RecordingType>(i);
+        if (RecordingTypeWord(type) == word) return type;
+        known += (i == 0 ? "" : ", ") + std::string(RecordingTypeWord(type));
+    }
+    Refuse(fmt::format("\"{}\" is no type of recording. Types are {}.", word, known));
+}
+
+std::string UnknownKey(const AcquisitionSettings& settings, const std::string& key) {
+    std::string text =
+        fmt::format("{} settings have no \"{}\".{}", RecordingTypeWord(settings.m_eRecordingType), key,
+                    DidYouMean(NearNames(key, SettingKeys(settings))));
+    if (settings.m_eRecordingType == RecordingType::board && key.starts_with("dac"))
+        text += " Outputs are there as \"dacInUse\" says, and pulses as \"pulseCount\" of their output does: "
+                "set those first.";
+    return text;
+}
+
+class RecordCommand : public Subcommand {
+  public:
+    std::string Name() const override { return "record"; }
+    std::string Summary() const override { return "write the configuration of a recording"; }
+    std::vector<std::string> Examples() const override {
+        return {"kymora record --set channel1.gain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
+                "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
+                "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
+                "kymora record --type microphone --set resolution=16 --save-config sound.kymr-cfg"};
+    }
+    std::vector<CommandOption> Options() override {
+        return {
+            {"--config", "IN", "an ADC-DAC configuration to begin with (.kymr-cfg)", &config_},
+            {"--type", "TYPE",
+             "microphone, general, refractory-manual, refractory-auto or arduino; that of IN, or general",
+             &type_},
+            {"--set", "KEY=VALUE", "a setting, in the order given (kymora info OUT lists all)", &settings_},
+            {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_}};
+    }
+    void Run(SubcommandContext& context) override {
+        if (!saved_)
+            Refuse("Recording needs a source, and there is none. --save-config OUT writes settings.");
+        if (FoldedExtension(*saved_) != std::string(".") + adcDacExtension)
+            Refuse("--save-config takes the extension .kymr-cfg.");
+        AcquisitionSettings settings = Begin(context);
+        for (const auto& [key, value] : ParseSettings(settings_)) Set(settings, key, value);
+        context.MayReplace(*saved_);
+        WriteConfiguration(context.session, settings, *saved_);
+    }
+
+  private:
+    AcquisitionSettings Begin(SubcommandContext& context) const {
+        const auto wanted = type_ ? std::optional(TypeOf(*type_)) : std::nullopt;
+        if (!config_) return AcquisitionSettings(wanted.value_or(RecordingType::board));
+        try {
+            AcquisitionSettings read = ReadConfiguration(context.session, *config_).settings;
+            if (!wanted || read.m_eRecordingType == *wanted) return read;
+            throw ConfigurationError(WrongTypeText(read.m_eRecordingType, *wanted));
+        } catch (const ConfigurationError& error) {
+            throw CommandError(exitCannotOpen, error.what());
+        }
+    }
+
+    static void Set(AcquisitionSettings& settings, const std::string& key, const std::string& value) {
+        const std::optional<std::string> fault = SetSetting(settings, key, value);
+        if (!fault) Refuse(UnknownKey(settings, key));
+        if (!fault->empty()) Refuse(fmt::format("--set {}={}: {}", key, value, *fault));
+        if (const std::string whole = SettingsFault(settings); !whole.empty())
+            Refuse(fmt::format("--set {}={}: {}", key, value, whole));
+    }
+
+    std::optional<std::string> config_, type_, saved_;
+    std::vector<std::string> settings_;
+};
+
+}  // namespace
+
+std::unique_ptr<Subcommand> MakeRecordCommand() { return std::make_unique<RecordCommand>(); }
+
+}  // namespace kymora
