@@ -12,9 +12,11 @@ namespace {
 
 constexpr double leastProportion = 1e-6;  // to begin with
 constexpr double firstStep = 0.3;         // of a logarithm
-constexpr int meansLookedAt = 200;        // for one part more
+constexpr int meansLookedAt = 24;         // for one part more
+constexpr size_t mostStarts = 3;          // from which a search begins
 constexpr double shareOfOneMore = 0.05;   // to begin with
 constexpr int roundsOfShare = 30;         // in which its proportion settles
+constexpr int roundsOfSettling = 60;      // and then the whole mixture
 
 // Durations are whole samples, so that many are equal.
 struct CountedDuration {
@@ -106,11 +108,40 @@ void TellOfAll(std::vector<MixtureComponent>& parts, double deadTime) {
     for (MixtureComponent& part : parts) part.proportion /= all;
 }
 
-// The mixture with one part more, for each mean at which a small part gains the most: where the derivative of
-// the likelihood towards it has a peak (B. G. Lindsay, "The geometry of mixture likelihoods: a general
-// theory", Ann. Stat. 11, 1983, 86-94). Empty where no part gains.
+// Rounds of expectation and maximization, which stay at the rise of the likelihood on which they begin, where
+// the steps of a search may leave it.
+void Settle(std::vector<MixtureComponent>& parts, std::span<const CountedDuration> durations,
+            double leastMean) {
+    std::vector<double> weights(parts.size()), sums(parts.size()), shares(parts.size());
+    for (int round = 0; round < roundsOfSettling; ++round) {
+        std::ranges::fill(weights, 0.0);
+        std::ranges::fill(sums, 0.0);
+        double all = 0.0;
+        for (const auto& [beyond, count] : durations) {
+            double density = 0.0;
+            for (size_t i = 0; i < parts.size(); ++i)
+                density += shares[i] =
+                    parts[i].proportion / parts[i].mean * std::exp(-beyond / parts[i].mean);
+            if (!(density > DBL_MIN)) continue;
+            for (size_t i = 0; i < parts.size(); ++i) {
+                const double share = count * shares[i] / density;
+                weights[i] += share;
+                sums[i] += share * beyond;
+            }
+            all += count;
+        }
+        for (size_t i = 0; i < parts.size(); ++i) {
+            parts[i].proportion = std::max(weights[i] / all, leastProportion);
+            if (weights[i] > 0.0) parts[i].mean = parts[i].sd = std::max(sums[i] / weights[i], leastMean);
+        }
+    }
+}
+
+// The mixture with one part more, small at first, of each of many means at which that raises the likelihood,
+// as its derivative towards the part tells (B. G. Lindsay, "The geometry of mixture likelihoods: a general
+// theory", Ann. Stat. 11, 1983, 86-94): the best few, each settled. Empty where no part gains.
 std::vector<Mixture> WithOneMore(const Mixture& mixture, std::span<const CountedDuration> durations,
-                                 double deadTime) {
+                                 double deadTime, const Poll& poll) {
     const std::vector<MixtureComponent> seen = MixtureBeyond(mixture, deadTime);
     std::vector<double> logs, ratios(durations.size());
     double all = 0.0;
@@ -118,41 +149,37 @@ std::vector<Mixture> WithOneMore(const Mixture& mixture, std::span<const Counted
         logs.push_back(LogDensityOfTail(seen, beyond));
         all += count;
     }
-    // Of the density of one part to that of the mixture, at each duration.
-    const auto lookAt = [&](double mean) {
-        double sum = 0.0;
+    const double leastMean = LeastMean(durations);
+    const double lowest = std::log(leastMean), highest = std::log(durations.back().beyond);
+    std::vector<std::pair<double, Mixture>> starts;  // with their likelihoods
+    for (int k = 0; k <= meansLookedAt && IsWanted(poll, 0.0); ++k) {
+        const double mean = std::exp(lowest + (highest - lowest) * k / meansLookedAt);
+        // Of the density of the part to that of the mixture.
+        double gain = -all;
         for (size_t i = 0; i < ratios.size(); ++i) {
             ratios[i] = std::exp(-std::log(mean) - durations[i].beyond / mean - logs[i]);
-            sum += durations[i].count * ratios[i];
+            gain += durations[i].count * ratios[i];
         }
-        return sum / all - 1.0;
-    };
-    const double lowest = std::log(LeastMean(durations)), highest = std::log(durations.back().beyond);
-    std::vector<double> means, gains;
-    for (int i = 0; i <= meansLookedAt; ++i) {
-        means.push_back(std::exp(lowest + (highest - lowest) * i / meansLookedAt));
-        gains.push_back(lookAt(means.back()));
-    }
-    std::vector<Mixture> starts;
-    for (size_t i = 0; i < gains.size(); ++i) {
-        const bool isPeak =
-            (i == 0 || gains[i] > gains[i - 1]) && (i + 1 == gains.size() || gains[i] >= gains[i + 1]);
-        if (!isPeak || !(gains[i] > 0.0)) continue;
-        lookAt(means[i]);
+        if (!(gain > 0.0)) continue;
         double share = shareOfOneMore;
         for (int round = 0; round < roundsOfShare; ++round) {
             double sum = 0.0;
-            for (size_t k = 0; k < ratios.size(); ++k)
-                sum += durations[k].count * share * ratios[k] / (1.0 - share + share * ratios[k]);
+            for (size_t i = 0; i < ratios.size(); ++i)
+                sum += durations[i].count * share * ratios[i] / (1.0 - share + share * ratios[i]);
             share = std::clamp(sum / all, leastProportion, 1.0 - leastProportion);
         }
-        Mixture start{MixtureFamily::exponential, seen};
-        for (MixtureComponent& part : start.components) part.proportion *= 1.0 - share;
-        start.components.push_back({share, means[i], means[i]});
-        TellOfAll(start.components, deadTime);
-        starts.push_back(std::move(start));
+        std::vector<MixtureComponent> parts = seen;
+        for (MixtureComponent& part : parts) part.proportion *= 1.0 - share;
+        parts.push_back({share, mean, mean});
+        Settle(parts, durations, leastMean);
+        const double likelihood = LogLikelihoodOf(parts, durations);
+        TellOfAll(parts, deadTime);
+        starts.emplace_back(likelihood, Mixture{MixtureFamily::exponential, std::move(parts)});
     }
-    return starts;
+    std::ranges::stable_sort(starts, std::ranges::greater(), &std::pair<double, Mixture>::first);
+    std::vector<Mixture> best;
+    for (size_t i = 0; i < std::min(starts.size(), mostStarts); ++i) best.push_back(starts[i].second);
+    return best;
 }
 
 }  // namespace
@@ -247,7 +274,8 @@ SojournFit FitSojourns(const Mixture& start, std::span<const double> durations, 
 SojournFit FitOneMoreSojourn(const SojournFit& fewer, std::span<const double> durations, double deadTime,
                              const Poll& poll) {
     const std::vector<MixtureComponent>& parts = fewer.mixture.components;
-    std::vector<Mixture> starts = WithOneMore(fewer.mixture, CountDurations(durations, deadTime), deadTime);
+    std::vector<Mixture> starts =
+        WithOneMore(fewer.mixture, CountDurations(durations, deadTime), deadTime, poll);
     starts.push_back(StartOfSojourns(static_cast<int>(parts.size()) + 1, durations, deadTime));
     SojournFit best;
     for (size_t i = 0; i < starts.size(); ++i) {
