@@ -167,48 +167,15 @@ void ReportOrderFaults(CDataDoc& doc, EventOrderFault kind, const std::vector<in
     doc.GetHost().Message(EventOrderMessage(kind) + "\n(Event channels: " + names + ")");
 }
 
-void LoadChannels(CArchive& archive, CDataDoc& doc, int version) {
-    std::vector<int> negative;
-    std::vector<int> disordered;
-    const auto note = [&](int c, EventOrderFault fault) {
-        if (fault == EventOrderFault::negativePosition) negative.push_back(c);
-        if (fault == EventOrderFault::outOfOrder) disordered.push_back(c);
-    };
-    if (version < 7) {
-        LoadWaveformEvents(archive, doc);
-        for (int c = 0; c < 10; ++c) note(c, doc.eventChannels[static_cast<size_t>(c)].CheckOrder());
-    } else {
-        const int count = version >= 28 ? maxEventChannels : letterChannels;
-        for (int c = 0; c < count; ++c)
-            note(c, doc.eventChannels[static_cast<size_t>(c)].Load(archive, version));
-    }
-    for (CEventChan& channel : doc.eventChannels)
-        channel.parentTrace = std::min(channel.parentTrace, doc.traceCount - 1);
-    ReportOrderFaults(doc, EventOrderFault::negativePosition, negative);
-    ReportOrderFaults(doc, EventOrderFault::outOfOrder, disordered);
-}
-
-// Whether a time lies in the range, both ends included; `shift` is what its start takes off.
-struct TimeRange {
-    bool whole = true;
-    double start = 0.0;
-    double end = 0.0;
-
-    TimeRange(const CDataDoc& doc, SampleRange range)
-        : whole(range.IsWhole()), start(doc.TimeOf(range.start)), end(doc.TimeOf(range.end)) {}
-    bool Holds(double timeMs) const { return whole || (timeMs >= start && timeMs <= end); }
-    double Moved(double timeMs) const { return whole ? timeMs : timeMs - start; }
-};
-
 template <typename Item, typename StoreItem>
-void StoreInRange(CArchive& archive, const std::vector<Item>& items, const TimeRange& range,
+void StoreInRange(CArchive& archive, const std::vector<Item>& items, const StoredPart& part,
                   StoreItem store) {
-    const auto held = [&](const Item& item) { return range.Holds(item.m_dTime); };
+    const auto held = [&](const Item& item) { return part.Holds(item.m_dTime); };
     archive.Write<int32_t>(static_cast<int32_t>(std::count_if(items.begin(), items.end(), held)));
     for (const Item& item : items) {
         if (!held(item)) continue;
         Item moved = item;
-        moved.m_dTime = range.Moved(item.m_dTime);
+        moved.m_dTime = part.Moved(item.m_dTime);
         store(archive, moved);
     }
 }
@@ -320,6 +287,40 @@ void StoreTrace(CArchive& archive, const TraceSettings& trace, int version) {
 
 // --- overlays and channels ---
 
+void LoadChannels(CArchive& archive, CDataDoc& doc, int version) {
+    std::vector<int> negative;
+    std::vector<int> disordered;
+    const auto note = [&](int c, EventOrderFault fault) {
+        if (fault == EventOrderFault::negativePosition) negative.push_back(c);
+        if (fault == EventOrderFault::outOfOrder) disordered.push_back(c);
+    };
+    if (version < 7) {
+        LoadWaveformEvents(archive, doc);
+        for (int c = 0; c < 10; ++c) note(c, doc.eventChannels[static_cast<size_t>(c)].CheckOrder());
+    } else {
+        const int count = version >= 28 ? maxEventChannels : letterChannels;
+        for (int c = 0; c < count; ++c)
+            note(c, doc.eventChannels[static_cast<size_t>(c)].Load(archive, version));
+    }
+    for (CEventChan& channel : doc.eventChannels)
+        channel.parentTrace = std::min(channel.parentTrace, doc.traceCount - 1);
+    ReportOrderFaults(doc, EventOrderFault::negativePosition, negative);
+    ReportOrderFaults(doc, EventOrderFault::outOfOrder, disordered);
+}
+
+StoredPart::StoredPart(const CDataDoc& doc, SampleRange samples)
+    : samples(samples), startMs(doc.TimeOf(samples.start)), endMs(doc.TimeOf(samples.end)) {}
+
+void LoadMarkers(CArchive& archive, CDataDoc& doc, int version) {
+    ObjectArrayReader objects(archive);
+    LoadMarkers(archive, doc, version, objects);
+}
+
+void LoadAnnotations(CArchive& archive, CDataDoc& doc, int version) {
+    ObjectArrayReader objects(archive);
+    LoadAnnotations(archive, doc, version, objects);
+}
+
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {
     ObjectArrayReader objects(archive);
     LoadMarkers(archive, doc, version, objects);
@@ -343,18 +344,30 @@ CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
     return part;
 }
 
-void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRange range, int version) {
-    const TimeRange times(doc, range);
-    StoreInRange(archive, doc.markers, times, StoreMarker);
+void StoreMarkers(CArchive& archive, const CDataDoc& doc, const StoredPart& part) {
+    StoreInRange(archive, doc.markers, part, StoreMarker);
     archive.WriteBool(doc.view.showMarkerFlag);
-    for (const auto& list : doc.traceAnnotations) StoreInRange(archive, list, times, StoreAnnotation);
+}
+
+void StoreAnnotations(CArchive& archive, const CDataDoc& doc, const StoredPart& part) {
+    for (const auto& list : doc.traceAnnotations) StoreInRange(archive, list, part, StoreAnnotation);
     archive.WriteBool(doc.view.showAnnotationFlag);
+}
+
+void StoreChannels(CArchive& archive, const CDataDoc& doc, const StoredPart& part, int version) {
     for (const CEventChan& channel : doc.eventChannels) {
-        if (range.IsWhole())
+        if (part.IsWhole())
             channel.Store(archive, version);
         else
-            ChannelInRange(channel, range).Store(archive, version);
+            ChannelInRange(channel, part.samples).Store(archive, version);
     }
+}
+
+void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRange range, int version) {
+    const StoredPart part(doc, range);
+    StoreMarkers(archive, doc, part);
+    StoreAnnotations(archive, doc, part);
+    StoreChannels(archive, doc, part, version);
 }
 
 // --- scale bars ---

@@ -37,11 +37,35 @@ struct ViewRowExtras {
 ViewRowExtras LoadViewRows(CArchive& archive, CDataDoc& doc, int version);
 void StoreViewRows(CArchive& archive, const StoredView& view, int version);
 
+// What of a recording goes into a file: all of it, or a part. Of a part, what has a time is kept from
+// `startMs` to `endMs`, both included, and moved by the start; events are cut at the first and the last
+// sample.
+struct StoredPart {
+    StoredPart() = default;  // the whole
+    StoredPart(const CDataDoc& doc, SampleRange samples);
+    StoredPart(SampleRange samples, double startMs, double endMs)
+        : samples(samples), startMs(startMs), endMs(endMs) {}
+    bool IsWhole() const { return samples.IsWhole(); }
+    bool Holds(double timeMs) const { return IsWhole() || (timeMs >= startMs && timeMs <= endMs); }
+    double Moved(double timeMs) const { return IsWhole() ? timeMs : timeMs - startMs; }
+
+    SampleRange samples{};
+    double startMs = 0.0;
+    double endMs = 0.0;
+};
+
 // Markers, annotations with their flags, and event channels. Markers that are out of order are sorted; what
 // is wrong with the order of events is told to the user once for each kind.
 void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version);
-// Only what lies in the range, moved to its start, unless the range is whole.
 void StoreOverlaysAndChannels(CArchive& archive, const CDataDoc& doc, SampleRange range, int version);
+
+// One after the other, for files in which something stands between them. The version is 7 or above.
+void LoadMarkers(CArchive& archive, CDataDoc& doc, int version);
+void LoadAnnotations(CArchive& archive, CDataDoc& doc, int version);
+void LoadChannels(CArchive& archive, CDataDoc& doc, int version);
+void StoreMarkers(CArchive& archive, const CDataDoc& doc, const StoredPart& part);
+void StoreAnnotations(CArchive& archive, const CDataDoc& doc, const StoredPart& part);
+void StoreChannels(CArchive& archive, const CDataDoc& doc, const StoredPart& part, int version);
 
 void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version);
 void StoreScaleBars(CArchive& archive, const CDataDoc& doc, int version);

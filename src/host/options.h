@@ -98,7 +98,7 @@ struct TextFileDefaults {
 struct BinaryFileDefaults {
     int binaryTraces = 1;           // interleaved, 1 to 16
     double binaryInterval = 1.0;    // ms, 1e-8 to 1e10
-    int binaryType = 0;             // of the table in import/binary_samples.h, 0 to 3
+    int binaryType = 0;             // of the table in document/binary_samples.h, 0 to 3
     bool binaryUseDefault = false;  // files open without the dialog
 };
 

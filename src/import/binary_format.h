@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "document/binary_samples.h"
 #include "document/open_request.h"
 #include "host/form.h"
-#include "import/binary_samples.h"
 
 namespace kymora {
 

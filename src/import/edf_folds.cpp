@@ -19,11 +19,11 @@ constexpr int64_t recordBytesAtOnce = 1 << 18;
 constexpr int64_t samplesWorthAThread = 1 << 18;
 constexpr size_t stretchesWorthAThread = 512;
 
-struct SampleRange {
+struct ValueRange {
     int16_t low, high;
 };
 
-SampleRange RangeOf(const int16_t* numbers, int64_t count) {
+ValueRange RangeOf(const int16_t* numbers, int64_t count) {
     int16_t low = numbers[0], high = numbers[0];
     for (int64_t i = 1; i < count; ++i) {
         low = std::min(low, numbers[i]);
@@ -58,7 +58,7 @@ void ForSlots(int64_t into, int64_t count, int64_t slotLength, Part part) {
 void FoldNumbers(const int16_t* numbers, int64_t count, int64_t into, int64_t slotLength,
                  const EdfFold& fold) {
     ForSlots(into, count, slotLength, [&](int64_t slot, int64_t at, int64_t n) {
-        const SampleRange range = RangeOf(numbers + at, n);
+        const ValueRange range = RangeOf(numbers + at, n);
         // A negative scale or gain turns the two around.
         Widen(fold, slot, ValueOf(range.low, fold));
         Widen(fold, slot, ValueOf(range.high, fold));

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "import/binary_samples.h"
+#include "document/binary_samples.h"
 #include "numerics/number_at.h"
 
 namespace kymora {

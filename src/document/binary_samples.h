@@ -1,9 +1,10 @@
 #pragma once
-// Interleaved numbers of raw binary files: rows that hold one number of each trace, little-endian.
+// Interleaved numbers of a file: rows that hold one number of each trace, little-endian.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,7 @@ inline constexpr int maxBinaryTraces = 16;
 struct BinaryLayout {
     int traces = 1;
     BinaryType type = BinaryType::int16;
+    uint64_t start = 0;  // file offset of the first row
 
     int BytesPerSample() const { return binaryTypes[static_cast<size_t>(type)].bytes; }
     int64_t Stride() const { return int64_t{traces} * BytesPerSample(); }
@@ -58,8 +60,11 @@ class BinarySampleReader {
     // The file must outlive the reader.
     BinarySampleReader(const DataFile& file, BinaryLayout layout);
 
+    // What is made of the numbers of a trace while they are near; each stretch of them comes once.
+    using Scale = std::function<void(std::span<float>)>;
+
     // Reads `count` rows from row `from` on. Throws FileError, also where the file ends before.
-    void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces);
+    void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces, const Scale& scale = {});
 
     // Widens slots by the extremes of what Read would give, divided by the gains. Of integers only: they are
     // compared as they stand, and the extremes converted.

@@ -1,4 +1,4 @@
-#include "import/binary_samples.h"
+#include "document/binary_samples.h"
 
 #include <algorithm>
 #include <array>
@@ -173,13 +173,20 @@ void TakeGroup(const std::byte* rows, int64_t stride, int64_t done, int64_t coun
 }
 
 template <typename T>
-void TakePieces(const std::byte* rows, int64_t stride, int64_t done, int64_t count, const Places& places) {
-    if (stride == sizeof(T)) return TakeContiguous<T>(rows, count, places[0] + done);
-    const std::vector<Group> groups = GroupsOf(places, tracesInSquare<T>);
+void TakePieces(const std::byte* rows, int64_t stride, int64_t done, int64_t count, const Places& places,
+                const BinarySampleReader::Scale& scale) {
+    const bool isOneTrace = stride == sizeof(T);
+    const std::vector<Group> groups = isOneTrace ? std::vector<Group>() : GroupsOf(places, tracesInSquare<T>);
     const int64_t part = std::max<int64_t>(bytesInNearCache / stride, squareSide);
-    for (int64_t at = 0; at < count; at += part)
-        for (const Group& group : groups)
-            TakeGroup<T>(rows + at * stride, stride, done + at, std::min(part, count - at), group);
+    for (int64_t at = 0; at < count; at += part) {
+        const std::byte* const from = rows + at * stride;
+        const int64_t n = std::min(part, count - at);
+        if (isOneTrace) TakeContiguous<T>(from, n, places[0] + done + at);
+        for (const Group& group : groups) TakeGroup<T>(from, stride, done + at, n, group);
+        if (!scale) continue;
+        for (float* const place : places)
+            if (place != nullptr) scale({place + done + at, static_cast<size_t>(n)});
+    }
 }
 
 }  // namespace
@@ -188,12 +195,13 @@ BinarySampleReader::BinarySampleReader(const DataFile& file, BinaryLayout layout
     : file_(file), layout_(layout), rows_(static_cast<size_t>(bytesAtOnce + bytesBehind)) {}
 
 const std::byte* BinarySampleReader::Load(int64_t from, int64_t count) {
-    ReadWhole(file_, static_cast<uint64_t>(from * layout_.Stride()),
+    ReadWhole(file_, layout_.start + static_cast<uint64_t>(from * layout_.Stride()),
               std::span(rows_).first(static_cast<size_t>(count * layout_.Stride())));
     return rows_.data();
 }
 
-void BinarySampleReader::Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces) {
+void BinarySampleReader::Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces,
+                              const Scale& scale) {
     const Places places = PlacesOf(pieces);
     if (pieces.empty()) return;
     for (int64_t done = 0; done < count;) {
@@ -201,16 +209,16 @@ void BinarySampleReader::Read(int64_t from, int64_t count, std::span<const Binar
         const std::byte* rows = Load(from + done, n);
         switch (layout_.type) {
         case BinaryType::int16:
-            TakePieces<int16_t>(rows, layout_.Stride(), done, n, places);
+            TakePieces<int16_t>(rows, layout_.Stride(), done, n, places, scale);
             break;
         case BinaryType::int32:
-            TakePieces<int32_t>(rows, layout_.Stride(), done, n, places);
+            TakePieces<int32_t>(rows, layout_.Stride(), done, n, places, scale);
             break;
         case BinaryType::float32:
-            TakePieces<float>(rows, layout_.Stride(), done, n, places);
+            TakePieces<float>(rows, layout_.Stride(), done, n, places, scale);
             break;
         case BinaryType::float64:
-            TakePieces<double>(rows, layout_.Stride(), done, n, places);
+            TakePieces<double>(rows, layout_.Stride(), done, n, places, scale);
             break;
         }
         done += n;
