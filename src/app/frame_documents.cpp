@@ -29,6 +29,8 @@
 #include "operations/config_file.h"
 #include "recording/adc_dac_configuration.h"
 #include "results/number_text.h"
+#include "recording/recording_recovery.h"
+#include "recording/recording_save.h"
 
 namespace kymora {
 
@@ -377,6 +379,7 @@ bool CMainFrame::OnFileSaveAs() {
     if (!chosen) return false;
     // A text is no recording that could take the window's place.
     const bool isText = FoldedExtension(*chosen) == ".txt";
+    if (FoldedExtension(*chosen) == recordingExtension) return SaveVisiblePart(doc, *chosen);
     try {
         if (isText) return ExportAsText(doc, *chosen);
         SaveAs(doc, *chosen);
@@ -390,6 +393,18 @@ bool CMainFrame::OnFileSaveAs() {
     OfferToPutBack(doc);
     RemoveDocument(doc);
     return true;
+}
+
+// The recording itself stays as it is, beside the window of its part.
+bool CMainFrame::SaveVisiblePart(CDataDoc& doc, const std::filesystem::path& path) {
+    auto* const recording = dynamic_cast<CAcqDoc*>(&doc);
+    if (!recording) return false;
+    const auto saved = SaveRecording(*recording, saveVisibleCommand, {path});
+    return saved && OpenFile(*saved);
+}
+
+void CMainFrame::TakeUpLeftRecordings(const std::filesystem::path& folder) {
+    for (const auto& saved : OfferLeftRecordings(session_, folder)) OpenFile(saved);
 }
 
 void CMainFrame::OnFileSaveAsLegacy() {

@@ -74,7 +74,9 @@ bool CMainFrame::WriteAndShow(CBatchBaseDlg& dialog, bool isNewFile, const std::
     if (std::string fault = dialog.Validate(); !fault.empty()) throw std::runtime_error(fault);
     if (!question.empty() && !doc.GetHost().Confirm(question, dialog.Title())) return false;
     const Keep keep = isNewFile ? Keep::writeNew : Keep::inPlace;
-    const RunPlan plan = PlanRun(session_.files, {Affects::traces, keep, {doc.filePath}});
+    RunRequest request{Affects::traces, keep, {doc.filePath}};
+    request.extension = dialog.ResultExtension();
+    const RunPlan plan = PlanRun(session_.files, request);
     const auto planned = AskTarget(doc, plan, Documents());
     if (!planned) return false;
     const CChildFrame* atTarget = FindOpen(planned->target);
@@ -172,7 +174,7 @@ void CMainFrame::TakeBack(TransformStep& step, CDataDoc& doc) {
 }
 
 void CMainFrame::TakeLeftVersions(CDataDoc& doc) {
-    if (doc.openedReadOnly || doc.GetFileType() != typeFloat) return;
+    if (doc.openedReadOnly || (doc.GetFileType() != typeFloat && doc.GetFileType() != typeRecording)) return;
     std::unique_ptr<TransformStep> newest;
     for (std::unique_ptr<KeptFile>& file : TakeLeftFiles(session_, doc.filePath)) {
         auto step = std::make_unique<TransformStep>(*this, leftTransformName, std::move(file));

@@ -20,6 +20,7 @@
 #include "host/version.h"
 #include "numerics/vector_state.h"
 #include "operations/graphics_file_format.h"
+#include "recording/recording_recovery.h"
 
 namespace kymora {
 
@@ -235,6 +236,7 @@ int RunDesktop(int argc, char** argv) {
         remote->OpenFiles(arguments.files);
     } else {
         frame.OpenFiles(arguments.files);
+        frame.TakeUpLeftRecordings(TemporaryFolder());
     }
     const int result = QApplication::exec();
     keep();

@@ -90,6 +90,8 @@ class CMainFrame : public QMainWindow {
     // one.
     bool OnFileSaveAs();
     void OnFileSaveAsLegacy();
+    // Offers what a crash has left of recordings, and opens those that the user saves.
+    void TakeUpLeftRecordings(const std::filesystem::path& folder);
     void OnFileSaveAll();
     void OnNewUserDefined();
     void OnNewFromAverage();
@@ -190,6 +192,7 @@ class CMainFrame : public QMainWindow {
     uint32_t Retained() const;
     void NumberWindows();
     bool SaveChild(CChildFrame* child);
+    bool SaveVisiblePart(CDataDoc& doc, const std::filesystem::path& path);
     // Takes the windows of a document away, without questions.
     void RemoveDocument(const CDataDoc& doc);
     // frame_transforms.cpp: has an operation that makes traces write them, and shows what was made. The

@@ -52,10 +52,11 @@ class Planner {
         if (request_.keep == Keep::out) return request_.out;
         if (request_.affects == Affects::nothing) return file;
         const std::string extension = FoldedExtension(file);
-        const bool isKept = extension == ".kymr-dat" || (request_.affects == Affects::events &&
-                                                         (extension == ".flt" || request_.usesSideCars));
+        const bool isKept =
+            extension == request_.extension ||
+            (request_.affects == Affects::events && (extension == ".flt" || request_.usesSideCars));
         if (request_.keep == Keep::inPlace && isKept) return file;
-        return NativeNameBeside(file, request_.keep == Keep::writeNew);
+        return NameBeside(file, request_.keep == Keep::writeNew, request_.extension);
     }
 
     void FindNamedTwice() {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "operations/batch_base_dlg.h"
@@ -24,6 +25,7 @@ struct RunRequest {
     std::vector<std::filesystem::path> files;
     std::filesystem::path out{};
     std::vector<std::filesystem::path> alsoRead{};  // no OUT may replace them
+    std::string_view extension = ".kymr-dat";       // of the recordings that are made, with the dot
     // In place, the events of a foreign file go to its side-car; else to the native file beside it.
     bool usesSideCars = false;
     // A result that would replace a file named itself makes the request wrong; else its file is left out.

@@ -23,6 +23,7 @@
 #include "eventedit/event_value_filter.h"
 #include "eventedit/insert_random_point_process.h"
 #include "eventedit/make_point_process.h"
+#include "exchange/append_recording.h"
 #include "exchange/import_events.h"
 #include "exchange/interpolate_gen.h"
 #include "exchange/load_event_channel.h"
@@ -194,6 +195,8 @@ std::span<const Operation> Operations() {
          "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
         {"CRemoveExpDrift", transformMenu, "Remove e&xponential drop...",
          "Takes a drift that one or two exponentials describe out of traces", Make<CRemoveExpDrift>},
+        {"CAppendRecording", transformMenu, "Appe&nd recording...",
+         "Puts the scans of another recording file behind those of this one, as an episode of its own", Make<CAppendRecording>},
         {"CPasteSparseTrace", transformMenu, "&Paste sparse trace...",
          "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},
         {"CReduce", resampleMenu, "&Reduce frequency...",

@@ -1,11 +1,14 @@
 #include <fmt/format.h>
 
+#include <limits>
+
 #include "cli/command_context.h"
 #include "document/native_writer.h"
 #include "document/text_export.h"
 #include "exchange/event_file.h"
 #include "host/user_numbers.h"
 #include "operations/save_result.h"
+#include "recording/recording_writer.h"
 
 namespace kymora {
 namespace {
@@ -20,23 +23,32 @@ class ConvertCommand : public Subcommand {
         return {"kymora convert recording.edf -o recording.kymr-dat",
                 "kymora convert recording.edf -o part.kymr-dat --import signals=1,3",
                 "kymora convert recording.kymr-dat -o recording.txt --yes",
-                "kymora convert recording.kymr-dat --channels b -o spikes.kymr-evt"};
+                "kymora convert recording.kymr-dat --channels b -o spikes.kymr-evt",
+                "kymora convert recording.kymr-rec -o part.kymr-rec --from 1000 --to 2000"};
     }
     std::vector<CommandOption> Options() override {
-        return {{"FILE", "", "the recording", &file_, true},
-                {"-o,--output", "OUT",
-                 "the new file: .kymr-dat, .flt (legacy), .txt or .kymr-evt (one event channel)", &output_,
-                 true},
-                {"--channels", "LIST", "the event channel of a .kymr-evt (the only one with events)",
-                 &channels_}};
+        return {
+            {"FILE", "", "the recording", &file_, true},
+            {"-o,--output", "OUT",
+             "the new file: .kymr-dat, .flt (legacy), .txt, .kymr-evt (one event channel) or, of a recording "
+             "file, .kymr-rec",
+             &output_, true},
+            {"--from", "MS", "of a .kymr-rec: start of the part, ms (0)", &from_},
+            {"--to", "MS", "of a .kymr-rec: end of the part, ms (the end of the recording)", &to_},
+            {"--channels", "LIST", "the event channel of a .kymr-evt (the only one with events)",
+             &channels_}};
     }
     void Run(SubcommandContext& context) override {
         const std::filesystem::path out(output_);
         const std::string extension = FoldedExtension(out);
         const bool isEvents = extension == ".kymr-evt";
-        if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt" && !isEvents)
-            throw CommandError(exitUsage,
-                               "OUT takes the extensions .kymr-dat, .flt (legacy), .txt and .kymr-evt.");
+        const bool isRecording = extension == recordingExtension;
+        if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt" && !isEvents &&
+            !isRecording)
+            throw CommandError(
+                exitUsage,
+                "OUT takes the extensions .kymr-dat, .flt (legacy), .txt, .kymr-evt and .kymr-rec.");
+        CheckPart(isRecording);
         const std::optional<int> named = NamedChannel(isEvents);
         const auto doc = context.Open(file_);
         if (context.IsOneFile(file_, out))
@@ -44,6 +56,7 @@ class ConvertCommand : public Subcommand {
         const int channel = isEvents ? ChannelToWrite(*doc, named) : -1;
         context.MayReplace(out);
         if (isEvents) return WriteEventFile(*doc, channel, out);
+        if (isRecording) return WriteRecordingFile(*doc, out);
         if (extension == ".txt") return WriteText(context, *doc, out);
         if (extension == ".flt" && !context.host.Notice("LegacySave", "Notification", legacySaveText))
             throw CommandError(exitFailed, "");
@@ -51,6 +64,19 @@ class ConvertCommand : public Subcommand {
     }
 
   private:
+    void CheckPart(bool isRecording) const {
+        if (!from_ && !to_) return;
+        if (!isRecording) throw CommandError(exitUsage, "--from and --to take a part into a .kymr-rec.");
+        if (!(from_.value_or(0.0) <= to_.value_or(std::numeric_limits<double>::max())))
+            throw CommandError(exitUsage,
+                               "--from and --to take times in ms, the first no later than the second.");
+    }
+    void WriteRecordingFile(CDataDoc& doc, const std::filesystem::path& out) const {
+        auto* const recording = dynamic_cast<CAcqDoc*>(&doc);
+        if (!recording) throw CommandError(exitUsage, "A .kymr-rec is made of another one only.");
+        if (!from_ && !to_) return WriteRecording(*recording, out);
+        WriteRecordingPart(*recording, out, {from_.value_or(0.0), to_.value_or(doc.GetEndTime())});
+    }
     // The channel of --channels; nothing without it.
     std::optional<int> NamedChannel(bool isEvents) const {
         if (!channels_) return {};
@@ -90,6 +116,7 @@ class ConvertCommand : public Subcommand {
     std::string file_;
     std::string output_;
     std::optional<std::string> channels_;
+    std::optional<double> from_, to_;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "cli/info_json.h"
 
 #include "import/formats.h"
+#include "recording/acq_doc.h"
 #include "results/json_writer.h"
 #include "results/number_text.h"
 
@@ -32,6 +33,28 @@ void WriteHead(JsonWriter& json, const CDataDoc& doc, std::string_view path) {
     json.Member("viewEnd", doc.view.viewEnd);
     json.Member("timeUnit", doc.view.timeUnit);
     json.Member("dataDisplayFraction", doc.view.dataDisplayFraction);
+}
+
+// What only a recording file tells; nothing of others.
+void WriteRecordingHead(JsonWriter& json, const CDataDoc& doc) {
+    const auto* const recording = dynamic_cast<const CAcqDoc*>(&doc);
+    if (!recording) return;
+    json.Key("recording");
+    json.BeginObject();
+    json.Member("recordingType", static_cast<int>(recording->m_eRecordingType));
+    json.Member("name", RecordingTypeName(recording->m_eRecordingType));
+    json.Member("recordingVersion", static_cast<int>(recording->m_nRecFileVersion));
+    json.Member("timeStart", recording->m_timeStart);
+    json.Member("bytesPerSample", static_cast<int>(recording->BytesPerSample()));
+    json.Member("resolutionBits", recording->m_nResolutionBits);
+    if (!recording->IsWave()) {
+        json.Member("maker", recording->m_strMaker);
+        json.Member("boardName", recording->m_strBoardName);
+        json.Member("voltHigh", recording->m_fVoltHigh);
+        json.Member("voltLow", recording->m_fVoltLow);
+        json.Member("encoding", static_cast<int64_t>(recording->m_nEncoding));
+    }
+    json.EndObject();
 }
 
 void WriteGrid(JsonWriter& json, const Grid& grid) {
@@ -194,6 +217,7 @@ void WriteInfoJson(OutputSink& sink, const CDataDoc& doc, std::string_view path)
     JsonWriter json(sink);
     json.BeginObject();
     WriteHead(json, doc, path);
+    WriteRecordingHead(json, doc);
     WriteGrid(json, doc.grid);
     WriteTraces(json, doc);
     WriteMarkers(json, doc);

@@ -4,6 +4,7 @@
 
 #include "cli/info_json.h"
 #include "import/formats.h"
+#include "recording/acq_doc.h"
 #include "results/aligned_table.h"
 #include "results/number_text.h"
 
@@ -41,6 +42,20 @@ std::string Paragraph(std::string_view name, std::string_view text) {
     return shown + "\n";
 }
 
+// "DataTranslation: General Purpose, board DT9816, 16 bits from -10 to 10 V"; empty for no recording file.
+std::string RecordedBy(const CDataDoc& doc) {
+    const auto* const recording = dynamic_cast<const CAcqDoc*>(&doc);
+    if (!recording) return {};
+    std::string text(RecordingTypeName(recording->m_eRecordingType));
+    if (!recording->m_strBoardName.empty())
+        text += (text.empty() ? "board " : ", board ") + TerminalLine(recording->m_strBoardName);
+    text += fmt::format("{}{} bits", text.empty() ? "" : ", ", recording->m_nResolutionBits);
+    if (!recording->IsWave())
+        text +=
+            fmt::format(" from {} to {} V", Number(recording->m_fVoltLow), Number(recording->m_fVoltHigh));
+    return text;
+}
+
 std::string Head(const CDataDoc& doc, std::string_view path) {
     std::string properties;
     for (const auto& [set, name] : {std::pair{doc.episodic, "episodic"},
@@ -54,6 +69,8 @@ std::string Head(const CDataDoc& doc, std::string_view path) {
                                                 Number(1000.0 / doc.sampleInterval)));
     text += Line("Length", fmt::format("{} samples", doc.GetLength()));
     text += Line("Duration", Duration(doc.TimeOf(doc.GetLength())));
+    if (const std::string recorded = RecordedBy(doc); !recorded.empty())
+        text += Line("Recorded by", recorded);
     if (!properties.empty()) text += Line("Properties", properties);
     if (doc.view.viewEnd > 0.0)
         text += Line("Stored view",

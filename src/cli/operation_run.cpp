@@ -87,6 +87,10 @@ class OperationRun : public RunCaller {
             Wrong(name_ + " changes no recording: its text goes to standard output or to -o OUT.");
         if (!request_.output) return;
         const std::string extension = FoldedExtension(*request_.output);
+        const std::string made = tried_->ResultExtension();
+        if (made != ".kymr-dat" && changes && extension != made)
+            Wrong("OUT takes the extension " + made + ".");
+        if (made != ".kymr-dat" && changes) return;
         const bool isRecording = extension == ".kymr-dat" || extension == ".flt";
         if (affects_ == Affects::traces && extension == ".flt")
             Wrong(name_ + " writes .kymr-dat; \"kymora convert\" makes the legacy form of it.");
@@ -116,6 +120,7 @@ class OperationRun : public RunCaller {
         RunRequest request{affects_, HowKept(), {files.begin(), files.end()}};
         if (request_.output) request.out = *request_.output;
         if (request_.config) request.alsoRead.emplace_back(*request_.config);
+        request.extension = tried_->ResultExtension();
         request.usesSideCars = request.refusesNamed = request.runsFirst = true;
         plan_ = PlanRun(context_.files, request);
         for (const PlannedFile& planned : plan_.files)

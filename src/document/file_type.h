@@ -8,7 +8,9 @@ enum FileType : int {
     typeText = 1,
     typeFloat = 5,
     typeBinary = 9,
+    typeDtx = 12,
     typeEdf = 13,
+    typeRecording = 16,
 };
 
 }  // namespace kymora

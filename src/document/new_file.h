@@ -54,7 +54,8 @@ std::optional<std::filesystem::path> AskNewFileName(Session& session, const std:
                                                     std::span<CDataDoc* const> open,
                                                     const std::filesystem::path& suggestion = {});
 
-// The same for the command "Save As" of a recording; a name that ends in .txt stays as it is.
+// The same for the command "Save As" of a recording; a name that ends in .txt stays as it is, and so does one
+// of a recording file that ends in .kymr-rec.
 std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open);
 
 // Runs `write`, which makes the file of this name, and answers the name. What it throws is told to the user,

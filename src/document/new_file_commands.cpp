@@ -20,6 +20,9 @@ namespace {
 
 constexpr const char* nativeFilter = "Kymora (*.kymr-dat)|*.kymr-dat||";
 constexpr const char* saveAsFilter = "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt||";
+constexpr const char* saveRecordingAsFilter =
+    "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|what is visible, as Kymora recording "
+    "(*.kymr-rec)|*.kymr-rec||";
 constexpr const char* legacyFilter = "Kymora (*.flt)|*.flt||";
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
 constexpr double leastSamples = 10.0;
@@ -33,13 +36,14 @@ bool IsOpen(Session& session, std::span<CDataDoc* const> open, const std::filesy
 // Adds the extension unless the name has it. A name that the user did not see in the dialog may be taken.
 std::optional<std::filesystem::path> AskName(Session& session, const FileRequest& request,
                                              std::span<CDataDoc* const> open,
-                                             std::string_view otherExtension = {}) {
+                                             std::initializer_list<std::string_view> others = {}) {
     const auto chosen = session.host.ChooseSaveFile(request);
     if (!chosen) return {};
     const std::string extension = "." + request.defaultExtension;
     std::filesystem::path path = *chosen;
     const std::string given = FoldedExtension(path);
-    if (given != extension && (given.empty() || given != otherExtension)) path += extension;
+    const bool isOther = std::find(others.begin(), others.end(), given) != others.end();
+    if (given != extension && (given.empty() || !isOther)) path += extension;
     if (IsOpen(session, open, path)) {
         session.host.Message("The file " + path.string() + " is open. Choose another name.");
         return {};
@@ -175,7 +179,10 @@ std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::f
 
 std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open) {
     const auto suggestion = NameInstead(doc.filePath, ".kymr-dat");
-    return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open, ".txt");
+    if (doc.GetFileType() != typeRecording)
+        return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open, {".txt"});
+    return AskName(doc.GetSession(), {"Save As", saveRecordingAsFilter, "kymr-dat", suggestion}, open,
+                   {".txt", ".kymr-rec"});
 }
 
 std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::span<CDataDoc* const> open) {

@@ -8,12 +8,14 @@
 #include "import/asc_doc.h"
 #include "import/binary_doc.h"
 #include "import/edf_doc.h"
+#include "recording/dtx_doc.h"
+#include "recording/km_rec_doc.h"
 
 namespace kymora {
 namespace {
 
 template <typename Document>
-std::unique_ptr<CDataDoc> Make(Session& session) {
+std::unique_ptr<CDataDoc> Make(Session& session, const ImportSettings&) {
     return std::make_unique<Document>(session);
 }
 
@@ -76,8 +78,8 @@ const std::vector<Format>& Formats() {
         {"CFloatDoc", typeFloat, {.make = Make<CFloatDoc>, .savesInPlace = true},
          {{".flt", 18, inBatch, "binary float (*.flt)", "Flt Document"},
           {".kymr-dat", 2, inBatch, "native Kymora(*.kymr-dat)", "Kymora data file"}}},
-        {"CAcqDoc", 16, noReader, {{".kymr-rec", 3, inBatch, "Kymora recording (*.kymr-rec)", "Kymora recording file"}}},
-        {"CDtxDoc", 12, noReader, {{".dtx", 22, inBatch, "Kymora DataTranslation board (*.dtx)", "DTX Document"}}},
+        {"CAcqDoc", typeRecording, {.make = MakeRecordingDoc}, {{".kymr-rec", 3, inBatch, "Kymora recording (*.kymr-rec)", "Kymora recording file"}}},
+        {"CDtxDoc", typeDtx, {.make = Make<CDtxDoc>}, {{".dtx", 22, inBatch, "Kymora DataTranslation board (*.dtx)", "DTX Document"}}},
         {"CKYMDoc", 4, noReader, {{".dtb", 23, inBatch}}},
     };
     // clang-format on

@@ -10,7 +10,8 @@
 
 namespace kymora {
 
-using DocumentMaker = std::unique_ptr<CDataDoc> (*)(Session&);
+// Formats that know several classes choose by the import settings.
+using DocumentMaker = std::unique_ptr<CDataDoc> (*)(Session&, const ImportSettings&);
 
 // The class that reads a format, and what it does.
 struct FormatReader {

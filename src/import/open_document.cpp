@@ -41,7 +41,7 @@ Opened OpenRecording(Session& session, const std::filesystem::path& path, const 
         if (!request.callerTells) session.host.Message(opened.opening.fault);
         return opened;
     }
-    auto doc = match.format->reader.make(session);
+    auto doc = match.format->reader.make(session, request.settings);
     const bool isOpen = doc->OnOpenDocument(path, request);
     opened.opening = doc->GetOpening();
     if (isOpen) opened.document = std::move(doc);

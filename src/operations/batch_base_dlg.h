@@ -154,6 +154,8 @@ class CBatchBaseDlg {
     virtual WrittenFile WriteFile(Session&, const std::filesystem::path&, [[maybe_unused]] bool keepsSource) {
         return {};
     }
+    // Of what it writes into a file instead: with the dot, lower case.
+    virtual const char* ResultExtension() const { return ".kymr-dat"; }
     // What it makes of traces is to be a new file beside the recording, where it says so itself.
     virtual bool WritesNewFile() const { return false; }
     // Shows another operation with these settings, KEY and value; empty where nobody does.

@@ -42,8 +42,9 @@ bool SaveOldNative(CDataDoc& doc) {
 
 }  // namespace
 
-std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew) {
-    return NameInstead(recording, writeNew ? "_tr.kymr-dat" : ".kymr-dat");
+std::filesystem::path NameBeside(const std::filesystem::path& recording, bool writeNew,
+                                 std::string_view extension) {
+    return NameInstead(recording, std::string(writeNew ? "_tr" : "").append(extension));
 }
 
 std::string InPlaceFault(const CDataDoc& doc) {

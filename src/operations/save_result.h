@@ -9,7 +9,8 @@
 namespace kymora {
 
 // "cell7_tr.kymr-dat" for a new file beside "cell7.edf", or "cell7.kymr-dat", its native form.
-std::filesystem::path NativeNameBeside(const std::filesystem::path& recording, bool writeNew);
+std::filesystem::path NameBeside(const std::filesystem::path& recording, bool writeNew,
+                                 std::string_view extension = ".kymr-dat");
 
 // Why SaveInPlace would refuse, before any work is done; empty when it would not.
 std::string InPlaceFault(const CDataDoc& doc);

@@ -5,6 +5,7 @@
 #include "host/form.h"
 #include "import/formats.h"
 #include "support/edf_builder.h"
+#include "support/recording_builder.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -27,6 +28,7 @@
 #include "recording/adc_dac_configuration.h"
 #include "support/bytes.h"
 #include "support/native_builder.h"
+#include "support/recording_builder.h"
 
 namespace kymora::test {
 namespace {
@@ -266,6 +268,25 @@ TEST_F(MainFrameTest, SaveAsTextLeavesTheWindowAsItIs) {
     const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     EXPECT_NE(text.find("\nSample interval:\t"), std::string::npos);
     EXPECT_EQ(host.fileRequests.back().filter, "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt||");
+}
+
+TEST_F(MainFrameTest, WhatIsVisibleOfARecordingFileIsSavedBesideIt) {
+    files.Put("/r.kymr-rec", BuildRecording({}).file.data);
+    CChildFrame* child = frame->OpenFile("/r.kymr-rec");
+    ASSERT_NE(child, nullptr) << host.LastMessage();
+    child->View().ChangeViewport({1.0, 3.0});
+    host.saveFile = "/part.kymr-rec";
+    ASSERT_TRUE(frame->OnFileSaveAs()) << host.LastMessage();
+    ASSERT_EQ(frame->Children().size(), 2u);
+    EXPECT_EQ(frame->Children()[1]->Document().GetLength(), 5);
+}
+
+TEST_F(MainFrameTest, WhatACrashHasLeftIsOffered) {
+    files.Put("/t/kymora-unfinished-1-0.kymr-rec", BuildRecording({.stated = 0, .tail = false}).file.data);
+    host.saveFile = "/rescued.kymr-rec";
+    frame->TakeUpLeftRecordings("/t");
+    ASSERT_EQ(frame->Children().size(), 1u);
+    EXPECT_EQ(frame->Children()[0]->Document().GetLength(), 10);
 }
 
 TEST_F(MainFrameTest, SavingAnOldVersionOpensTheConvertedFile) {

@@ -226,7 +226,7 @@ TEST(FormatConformance, WhatTheUserAddsComesBack) {
     ForEachSample([](Bench& bench, const Format& format) {
         auto doc = bench.Open();
         ASSERT_TRUE(doc);
-        const std::string fresh = doc->traces[0].traceLabel;
+        const TraceSettings fresh = doc->traces[0];
         doc->traces[0].traceLabel = "mine";
         doc->traces[0].axisTop = 9.0;
         doc->traces[0].traceAutoscale = 0;
@@ -258,9 +258,9 @@ TEST(FormatConformance, WhatTheUserAddsComesBack) {
             ASSERT_TRUE(doc) << length;
             EXPECT_EQ(bench.host.messages.size(), 1u) << length;
             bench.CheckWhole(*doc);
-            EXPECT_EQ(doc->traces[0].traceLabel, fresh);
+            EXPECT_EQ(doc->traces[0].traceLabel, fresh.traceLabel);
             EXPECT_EQ(doc->traces[0].traceGain, 1.0);
-            EXPECT_EQ(doc->traces[0].traceAutoscale, 1);
+            EXPECT_EQ(doc->traces[0].traceAutoscale, fresh.traceAutoscale);
             EXPECT_EQ(doc->GetNumEvents(30), 0);
         }
     });

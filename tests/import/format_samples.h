@@ -10,6 +10,7 @@
 #include "document/open_request.h"
 #include "support/edf_builder.h"
 #include "support/native_builder.h"
+#include "support/recording_builder.h"
 
 namespace kymora::test {
 
@@ -218,12 +219,63 @@ inline std::vector<FormatSample> NativeSamples() {
             NativeSample("x.flt", 30, {{10}, {10}})};
 }
 
+// --- recordings ---
+
+inline FormatSample RecordingSample(const std::string& name, RecordingRecipe recipe, size_t scans) {
+    const uint32_t below = recipe.IsWave() || recipe.encoding != 0 ? 1u << recipe.bits : 65536u;
+    recipe.codes = RandomCodes(scans * recipe.channels, below);
+    const BuiltRecording built = BuildRecording(recipe);
+    FormatSample sample{name, "x.kymr-rec", built.file.data, {}, recipe.interval};
+    for (uint32_t c = 0; c < recipe.channels; ++c) {
+        std::vector<float>& values = sample.values.emplace_back();
+        for (size_t i = c; i < recipe.codes.size(); i += recipe.channels)
+            values.push_back(VoltsOf(recipe, recipe.codes[i]));
+    }
+    sample.refused = {0, 3, 17, 39};
+    return sample;
+}
+
+inline std::vector<FormatSample> RecordingSamples() {
+    return {RecordingSample("board, offset binary",
+                            {.type = 1, .high = 8, .low = -8, .bits = 12, .channels = 3}, 36000),
+            RecordingSample("board, offset binary of 16 bits",
+                            {.type = 4, .high = 1, .low = -1, .channels = 1}, 500),
+            RecordingSample("board, two's complement of 16 bits", {.encoding = 1, .channels = 16}, 700),
+            RecordingSample("board, two's complement of 12 bits",
+                            {.high = 4, .low = 0, .encoding = 1, .bits = 12}, 40000),
+            RecordingSample("refractory", {.type = 2, .encoding = 2, .bits = 16, .channels = 5}, 900),
+            RecordingSample("refractory, automatic",
+                            {.type = 3, .high = 8, .low = -8, .encoding = 2, .bits = 24, .channels = 1}, 900),
+            RecordingSample("wave, bytes", {.type = 0, .bits = 8, .channels = 1}, 36000),
+            RecordingSample("wave, words, stereo", {.type = 0, .bits = 16, .channels = 2}, 36000)};
+}
+
+inline std::vector<FormatSample> DtxSamples() {
+    std::vector<FormatSample> samples;
+    for (const bool guardBefore : {true, false}) {
+        RecordingRecipe recipe{
+            .version = 36, .encoding = guardBefore ? 1u : 0u, .channels = guardBefore ? 4u : 1u};
+        recipe.codes = RandomCodes(3000 * recipe.channels, 65536);
+        FormatSample sample{"dtx", "x.dtx", BuildDtx(recipe, guardBefore).data, {}, recipe.interval};
+        for (uint32_t c = 0; c < recipe.channels; ++c) {
+            std::vector<float>& values = sample.values.emplace_back();
+            for (size_t i = c; i < recipe.codes.size(); i += recipe.channels)
+                values.push_back(VoltsOf(recipe, recipe.codes[i]));
+        }
+        sample.refused = {0, 40, 170};
+        samples.push_back(sample);
+    }
+    return samples;
+}
+
 // By the class that reads them; nothing for one that nobody has laid out.
 inline std::vector<FormatSample> SamplesOfFormat(std::string_view className) {
     if (className == "CAscDoc") return TextSamples();
     if (className == "CBinaryDoc") return BinarySamples();
     if (className == "CEDFDoc") return EdfSamples();
     if (className == "CFloatDoc") return NativeSamples();
+    if (className == "CAcqDoc") return RecordingSamples();
+    if (className == "CDtxDoc") return DtxSamples();
     return {};
 }
 

@@ -42,6 +42,8 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
     constexpr const char* binary = "Raw binary (*.bin)|*.bin|";
     constexpr const char* edf = "European Data Format (*edf)|*.edf|";
     constexpr const char* native = "binary float (*.flt)|*.flt|native Kymora(*.kymr-dat)|*.kymr-dat|";
+    constexpr const char* recordings =
+        "Kymora recording (*.kymr-rec)|*.kymr-rec|Kymora DataTranslation board (*.dtx)|*.dtx|";
     EXPECT_EQ(OpenFilter(),
               std::string(all) +
                   "Multi-channel data (*mcd)|*.mdc|Axon gap-free (*abf)|*.abf|CED signal (*.cfs)|*.cfs|"
@@ -49,10 +51,11 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
                   "(*.bfr)|*.bfr|" +
                   read + text + binary + "Wintrontech (*vet)|*.vet|audio (*.wav)|*.wav|" + edf +
                   "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
-                  "Kymora recording (*.kymr-rec)|*.kymr-rec|Kymora DataTranslation board (*.dtx)|*.dtx||");
-    EXPECT_EQ(ConvertibleFilter(),
-              std::string("All convertible types|*.asc;*.csv;*.bin;*.edf;*.flt;*.kymr-dat|") + read + binary +
-                  edf + native + "|");
+                  recordings + "|");
+    EXPECT_EQ(
+        ConvertibleFilter(),
+        std::string("All convertible types|*.asc;*.csv;*.bin;*.edf;*.flt;*.kymr-dat;*.kymr-rec;*.dtx|") +
+            read + binary + edf + native + recordings + "|");
 }
 
 TEST_F(OpenDocumentTest, FileTypesHaveTheNamesOfTheirClasses) {
@@ -130,7 +133,7 @@ TEST_F(OpenDocumentTest, TypesOfABatch) {
         EXPECT_FALSE(batch.OpenForBatch(name));
         EXPECT_EQ(host.LastMessage(), "Unrecognised file type: abandoning") << name;
     }
-    for (const char* name : {"/x.MCD", "/x.dtb", "/x.KYMR-rec"}) {
+    for (const char* name : {"/x.MCD", "/x.dtb", "/x.PRM"}) {
         EXPECT_FALSE(batch.OpenForBatch(name));
         EXPECT_NE(host.LastMessage().find("recognises but cannot read"), std::string::npos) << name;
     }

@@ -1,0 +1,70 @@
+#include "recording/recording_save.h"
+
+#include <fmt/format.h>
+
+#include "host/form.h"
+
+namespace kymora {
+
+namespace {
+
+bool AskComment(CAcqDoc& doc) {
+    Form form("File comment");
+    form.AddLongText("comment", "Comment", doc.fileComment, "Free text that is kept in the file.");
+    if (!doc.GetHost().AskForm(form)) return false;
+    doc.fileComment = form.Text("comment");
+    return true;
+}
+
+void SaveVisible(CAcqDoc& doc, const std::filesystem::path& target) {
+    doc.GetDisplaySettingsFromView();
+    const double end = doc.view.viewEnd > doc.view.viewStart ? doc.view.viewEnd : doc.UsualViewEnd();
+    WriteRecordingPart(doc, target, {doc.view.viewStart, end});
+}
+
+void SaveWhole(CAcqDoc& doc, const std::filesystem::path& target, const RecordingSave& how) {
+    if (how.beginsSeries) {
+        CEventChan& marks = doc.eventChannels[0];
+        if (!MarksEpisodes(marks)) marks.Splice(marks.PlaceFor(0), 0, {EpisodeMark(0, 0)});
+        doc.m_timeFirst = doc.m_timeLast;
+    }
+    if (how.presetName.empty()) AskComment(doc);
+    if (doc.TemporaryPath().empty())
+        WriteRecording(doc, target);
+    else
+        doc.FinishRecording(target);
+}
+
+}  // namespace
+
+FileRequest RecordingFileRequest(const std::filesystem::path& suggestion) {
+    return {"Save data to file?", "Kymora recording (*.kymr-rec)|*.kymr-rec||", recordingExtension + 1,
+            suggestion};
+}
+
+std::filesystem::path WithRecordingExtension(std::filesystem::path path) {
+    if (FoldedExtension(path) != recordingExtension) path += recordingExtension;
+    return path;
+}
+
+std::optional<std::filesystem::path> SaveRecording(CAcqDoc& doc, uint32_t command, const RecordingSave& how) {
+    Host& host = doc.GetHost();
+    std::optional<std::filesystem::path> target = how.presetName;
+    if (how.presetName.empty()) target = host.ChooseSaveFile(RecordingFileRequest());
+    if (!target) return {};
+    const bool isVisible = command == saveVisibleCommand;
+    const auto named = WithRecordingExtension(*target);
+    try {
+        if (isVisible)
+            SaveVisible(doc, named);
+        else
+            SaveWhole(doc, named, how);
+        return named;
+    } catch (const Cancelled&) {
+    } catch (const FileError& error) {
+        host.Failure(fmt::format("{}\n{}", isVisible ? saveNotOpenedText : problemSavingText, error.what()));
+    }
+    return {};
+}
+
+}  // namespace kymora
