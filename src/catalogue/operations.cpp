@@ -195,7 +195,7 @@ std::span<const Operation> Operations() {
          "Takes the k-Teager energy, which stresses what is both large and fast", Make<CLocalEnergy>, "CTeagerEnergyOperator"},
         {"CRemoveExpDrift", transformMenu, "Remove e&xponential drop...",
          "Takes a drift that one or two exponentials describe out of traces", Make<CRemoveExpDrift>},
-        {"CAppendRecording", transformMenu, "Appe&nd recording...",
+        {"CAppendRecording", transformMenu, "App&end recording...",
          "Puts the scans of another recording file behind those of this one, as an episode of its own", Make<CAppendRecording>},
         {"CPasteSparseTrace", transformMenu, "&Paste sparse trace...",
          "Makes a trace of points in time, with gaps or a curve between them", Make<CPasteSparseTrace>},

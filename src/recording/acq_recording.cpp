@@ -152,6 +152,12 @@ void CAcqDoc::FinishRecording(const std::filesystem::path& target) {
     temporaryPath_.clear();
     filePath = target;
     RememberStamp(target);
+    try {  // without the lock, so that nobody is kept from the file any more
+        auto finished = files.Open(target, OpenMode::readOnly);
+        samples_ = std::make_unique<RecordingSamples>(*finished, *this);
+        sampleFile = std::move(finished);
+    } catch (const FileError&) {  // the one that is open reads as well
+    }
 }
 
 void CAcqDoc::DiscardRecording() {

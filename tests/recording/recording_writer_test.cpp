@@ -217,6 +217,8 @@ TEST_F(RecordingWriter, ScansOfEveryTypeAreFinishedAsAFile) {
         EXPECT_EQ(read->m_timeStart, 1700000000);
         EXPECT_TRUE(read->episodic) << "others will be appended";
         EXPECT_TRUE(FindLeftRecordings(files, "/t").empty());
+        EXPECT_EQ(SamplesOf(doc), live);
+        EXPECT_TRUE(files.Open(made, OpenMode::readWrite)->TryLock()) << "others may work on it";
     }
     EXPECT_EQ(host.fileRequests.back().title, "Save data to file?");
 }
