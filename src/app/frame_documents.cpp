@@ -13,6 +13,7 @@
 #include "app/operation_windows.h"
 #include "app/start_page.h"
 #include "app/theme.h"
+#include "catalogue/operations.h"
 #include "demo/demo_recordings.h"
 #include "display/retained_settings.h"
 #include "document/float_doc.h"
@@ -28,9 +29,10 @@
 #include "import/formats.h"
 #include "operations/config_file.h"
 #include "recording/adc_dac_configuration.h"
-#include "results/number_text.h"
 #include "recording/recording_recovery.h"
 #include "recording/recording_save.h"
+#include "results/number_text.h"
+#include "sorting/sorting_set.h"
 
 namespace kymora {
 
@@ -280,8 +282,7 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
-// Shows an ADC-DAC configuration, and refuses what is no configuration at all. False for one of a dialog, and
-// for what cannot be read.
+// Shows an ADC-DAC configuration, and refuses what is no configuration at all. False for one of a dialog.
 bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
     try {
         const std::string head = ConfigurationHead(session_, path);
@@ -293,7 +294,8 @@ bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
                                    ConfigurationJson(configuration, name));
             return true;
         }
-        if (!ConfigClassName(session_, path).empty()) return false;
+        const std::string operation = ConfigClassName(session_, path);
+        if (FindOperation(operation) || operation == sortingSetName) return false;
         session_.host.Failure(fmt::format("Unrecognized configuration file: {}\nShould read '{}'",
                                           head.empty() ? std::string("no identifier")
                                                        : TerminalLine(head.substr(0, longestHeadShown)),
@@ -303,7 +305,8 @@ bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
         session_.host.Failure(error.what());
         return true;
     } catch (const FileError&) {
-        return false;
+        session_.host.Failure(fmt::format("Couldn't open file {}", path.string()));
+        return true;
     }
 }
 

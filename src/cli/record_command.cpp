@@ -37,10 +37,11 @@ class RecordCommand : public Subcommand {
     std::string Name() const override { return "record"; }
     std::string Summary() const override { return "write the configuration of a recording"; }
     std::vector<std::string> Examples() const override {
-        return {"kymora record --set channel1.gain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
-                "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
-                "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
-                "kymora record --type microphone --set resolution=16 --save-config sound.kymr-cfg"};
+        return {
+            "kymora record --set channel1.chanGain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
+            "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
+            "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
+            "kymora record --type microphone --set resolution=16 --save-config sound.kymr-cfg"};
     }
     std::vector<CommandOption> Options() override {
         return {

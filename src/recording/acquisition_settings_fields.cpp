@@ -89,8 +89,8 @@ class Walk {
         for (size_t i = 0; i < s_.channels.size(); ++i) {
             AcquisitionChannel& channel = s_.channels[i];
             to_.Enter("channel" + std::to_string(i + 1));
-            to_.Take(Item("on", "On", &channel.m_nChanOn));
-            SettingItem gain = Number("gain", "Gain", {}, &channel.m_dChanGain);
+            to_.Take(Item("chanOn", "On", &channel.m_nChanOn));
+            SettingItem gain = Number("chanGain", "Gain", {}, &channel.m_dChanGain);
             gain.notZero = true;
             to_.Take(gain);
             Axes(channel);
@@ -120,10 +120,10 @@ class Walk {
         to_.Take(Item("autoSaveBase", "Autosave base name", &s_.m_strAutoSaveBase));
         to_.Take(Interval(s_.m_dSampleInterval));
         to_.Take(Whole("inputMode", "Input mode", {}, &s_.m_nInputMode));
-        to_.Take(Choice("triggerMode", "Trigger mode", &s_.m_nTrigMode, triggerModes));
+        to_.Take(Choice("trigMode", "Trigger mode", &s_.m_nTrigMode, triggerModes));
         to_.Take(Whole("repeatInterval", "Repeat interval", "s", &s_.m_nRepeatInterval));
         to_.Take(Whole("repeatCount", "Repeat count", {}, &s_.m_nRepeatCount));
-        to_.Take(Item("digitalTriggerOut", "Digital trigger out", &s_.m_bDigitalTrigOut));
+        to_.Take(Item("digitalTrigOut", "Digital trigger out", &s_.m_bDigitalTrigOut));
         to_.Take(Item("rearm", "Re-arm", &s_.m_bRearm));
         Channels();
         to_.Take(Whole("boardDacChannels", "Output channels of the board", {}, &s_.boardDacChannels, 0,
@@ -132,11 +132,11 @@ class Walk {
     }
 
     void Stimulus() {
-        to_.Take(Choice("stimulusMode", "Stimulus mode", &s_.m_nStimMode, stimulusModes));
+        to_.Take(Choice("stimMode", "Stimulus mode", &s_.m_nStimMode, stimulusModes));
         to_.Take(Item("timeInSeconds", "Time in seconds", &s_.m_bTimeInSeconds));
         to_.Take(
             Positive("previewSpan", "Preview span", s_.m_bTimeInSeconds ? "s" : "ms", &s_.m_dPreviewSpan));
-        to_.Take({"outputFrequency", "Output frequency", "kHz", &s_.m_dOutputFreqKHz, 1e-9, 1e6});
+        to_.Take({"outputFreqKHz", "Output frequency", "kHz", &s_.m_dOutputFreqKHz, 1e-9, 1e6});
         to_.Take(Item("outputFile", "Output file", &s_.m_strOutputFile));
         to_.Take(Whole("outputTraceSource", "Output trace source", {}, &s_.outputTraceSource));
         to_.Take(Whole("outputSourceTrace", "Output source channel", {}, &s_.m_nOutputSourceTrace));
@@ -147,7 +147,7 @@ class Walk {
     void Output(size_t index) {
         DacChannel& dac = s_.dac[index];
         to_.Enter("dac" + std::to_string(index + 1));
-        to_.Take(Number("level", "DC level", "V", &dac.m_fDcLevel));
+        to_.Take(Number("dcLevel", "DC level", "V", &dac.m_fDcLevel));
         auto count = static_cast<uint32_t>(dac.pulses.size());
         to_.Take(Whole("pulseCount", "Pulses", {}, &count, 0, mostPulses));
         if (count != dac.pulses.size()) dac.pulses.resize(count);
@@ -171,32 +171,33 @@ class Walk {
         to_.Take(Number("stepOffRamp", "off ramp", {}, &pulse.m_fStepOffRamp));
         to_.Take(Number("stepPlateau", "plateau", {}, &pulse.m_fStepPlateau));
         to_.Take(Number("stepAmplitude", "amplitude", {}, &pulse.m_fStepAmplitude));
-        to_.Take(Whole("seqCount", "Cycle", {}, &pulse.m_nSeqCount, 0, std::numeric_limits<int32_t>::max()));
+        to_.Take(Whole("seqCount", "Cycle", {}, &pulse.m_nSeqCount, std::numeric_limits<int32_t>::min(),
+                       std::numeric_limits<int32_t>::max()));
         to_.Take(Choice("seqMode", "At its end", &pulse.m_eSeqMode, sequenceModes));
     }
 
     void Refractory() {
         RefractorySettings& r = s_.refractory;
         to_.Take(Interval(s_.m_dSampleInterval));
-        to_.Take(Positive("preDuration", "Pre-pulse duration", "ms", &r.m_fPreDur));
-        to_.Take(Positive("trialDuration", "Trial pulse duration", "ms", &r.m_fTrialDur));
+        to_.Take(Positive("preDur", "Pre-pulse duration", "ms", &r.m_fPreDur));
+        to_.Take(Positive("trialDur", "Trial pulse duration", "ms", &r.m_fTrialDur));
         to_.Take(Positive("preDelay", "Pre-pulse delay", "ms", &r.m_fPreDelay));
-        to_.Take(Number("preAmplitude", "Pre-pulse amplitude", "V", &r.m_fPreAmp));
-        to_.Take(Number("trialAmplitude", "Trial pulse initial amplitude", "V", &r.m_fTrialAmp0));
-        to_.Take(Number("trialAmplitudeMaximum", "Trial pulse maximum amplitude", "V", &r.m_fTrialAmpMax));
-        to_.Take(Number("amplitudeStep", "Amplitude step", "V", &r.m_fAmpStep));
-        to_.Take(Positive("trialDelayMinimum", "Trial pulse minimum delay", "ms", &r.m_fTrialDelayMin));
-        to_.Take(Positive("trialDelay", "Trial pulse initial delay", "ms", &r.m_fTrialDelay0));
+        to_.Take(Number("preAmp", "Pre-pulse amplitude", "V", &r.m_fPreAmp));
+        to_.Take(Number("trialAmp0", "Trial pulse initial amplitude", "V", &r.m_fTrialAmp0));
+        to_.Take(Number("trialAmpMax", "Trial pulse maximum amplitude", "V", &r.m_fTrialAmpMax));
+        to_.Take(Number("ampStep", "Amplitude step", "V", &r.m_fAmpStep));
+        to_.Take(Positive("trialDelayMin", "Trial pulse minimum delay", "ms", &r.m_fTrialDelayMin));
+        to_.Take(Positive("trialDelay0", "Trial pulse initial delay", "ms", &r.m_fTrialDelay0));
         to_.Take(Number("delayStep", "Delay step", "ms", &r.m_fDelayStep));
         to_.Take(Positive("searchRate", "Search rate", "Hz", &r.m_fSearchRate));
         to_.Take(Whole("checksPerDelay", "Checks at each delay", {}, &r.m_nChecksPerDelay));
-        to_.Take(Positive("sweepDuration", "Sweep duration", "ms", &r.m_fSweepDur));
-        to_.Take(Item("digitalTriggerOut", "Digital trigger out", &s_.m_bDigitalTrigOut));
+        to_.Take(Positive("sweepDur", "Sweep duration", "ms", &r.m_fSweepDur));
+        to_.Take(Item("digitalTrigOut", "Digital trigger out", &s_.m_bDigitalTrigOut));
         to_.Take(Item("stepOnAccept", "Step after Accept", &r.m_bStepOnAccept));
         if (s_.m_eRecordingType == RecordingType::refractoryAutomatic) {
             to_.Take(Whole("monitorTrace", "Monitored trace", {}, &r.m_nMonitorTrace));
-            to_.Take(Positive("windowStart", "Monitored window from", "ms", &r.m_fWinStart));
-            to_.Take(Positive("windowEnd", "Monitored window to", "ms", &r.m_fWinEnd));
+            to_.Take(Number("winStart", "Monitored window from", "ms", &r.m_fWinStart));
+            to_.Take(Number("winEnd", "Monitored window to", "ms", &r.m_fWinEnd));
             to_.Take(Number("spikeThreshold", "Spike threshold", {}, &r.m_fSpikeThreshold));
         }
         Channels();
@@ -207,7 +208,7 @@ class Walk {
         to_.Take(Item("autoLoad", "Open what was saved", &s_.m_bAutoLoad));
         to_.Take(Interval(s_.m_dSampleInterval));
         to_.Take(Item("secondChannel", "Second channel", &s_.channels[1].m_nChanOn));
-        to_.Take(Whole("resolution", "Resolution", "bits", &s_.m_nResolutionBits, 8, 16));
+        to_.Take(Whole("resolutionBits", "Resolution", "bits", &s_.m_nResolutionBits, 8, 16));
         ChannelAxes();
     }
 

@@ -148,12 +148,13 @@ void CheckBoard(Host& host, const ConfigurationTarget::Board& board, Acquisition
             fmt::format("Config file was saved from board with {} ADC channels.\nThis board only has "
                         "{}.",
                         LastChannelOn(s), board.adcChannels));
+    if (s.m_eRecordingType != RecordingType::board) return;
     if (s.m_bDigitalTrigOut && !board.hasDigitalOutput) {
         host.Message("Digital trigger out not supported by this board. Reverting to software simultaneous "
                      "start.");
         s.m_bDigitalTrigOut = false;
     }
-    if (s.m_eRecordingType == RecordingType::board && s.boardDacChannels > board.dacChannels)
+    if (s.boardDacChannels > board.dacChannels)
         host.Message(
             fmt::format("Config file was saved from board with {} DAC channels.\nThis board only has "
                         "{}.",

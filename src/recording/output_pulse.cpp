@@ -146,7 +146,7 @@ OutputSize SizeOfOutput(std::span<const std::vector<COutputPulse>> channels, int
             longest = std::max(longest, double{pulse.m_fDelay} + pulse.m_fOnRamp + pulse.m_fOffRamp +
                                             pulse.m_fPlateau + 1.0);
         }
-    const double samples = std::trunc(longest * timing.SamplesPerTimeUnit());
+    const double samples = std::trunc(longest * timing.frequency * timing.UnitsPerMs());
     const auto most =
         static_cast<double>(mostSamples) / static_cast<double>(std::max<size_t>(channels.size(), 1));
     OutputSize size;

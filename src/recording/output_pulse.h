@@ -99,7 +99,8 @@ struct OutputTiming {
     double frequency = 20.0;  // kHz
     bool timeInSeconds = false;
 
-    double SamplesPerTimeUnit() const { return frequency * (timeInSeconds ? 1000.0 : 1.0); }
+    double UnitsPerMs() const { return timeInSeconds ? 1000.0 : 1.0; }
+    double SamplesPerTimeUnit() const { return frequency * UnitsPerMs(); }
 };
 
 // The size for the pulses of the channels in use at a sequence index. A size beyond all memory is held to

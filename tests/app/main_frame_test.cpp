@@ -432,6 +432,9 @@ TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
     };
     EXPECT_FALSE(drop({QUrl("https://example.org/x.edf")}));
     EXPECT_TRUE(drop({QUrl::fromLocalFile("/settings.KYMR-cfg")}));
+    EXPECT_EQ(host.LastMessage(), "Couldn't open file /settings.KYMR-cfg");
+    files.Put("/settings.KYMR-cfg", Bytes().Wide(u"CGenSmooth").data);
+    EXPECT_TRUE(drop({QUrl::fromLocalFile("/settings.KYMR-cfg")}));
     EXPECT_EQ(host.LastMessage(),
               "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data "
               "file is already open.");

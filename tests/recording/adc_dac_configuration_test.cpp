@@ -13,7 +13,7 @@
 namespace kymora::test {
 namespace {
 
-constexpr const char* path = "/a.kymr-cfg";
+constexpr const char* settingsPath = "/a.kymr-cfg";
 
 // The parts of a file of type 1 that go wrong, put together by hand.
 struct GeneralFile {
@@ -48,8 +48,8 @@ class AdcDacConfigurationTest : public ::testing::Test {
     bool Load(const std::vector<std::byte>& bytes) {
         host.Forget();
         host.forms.clear();
-        files.Put(path, bytes);
-        return LoadConfiguration(session, path, target, settings);
+        files.Put(settingsPath, bytes);
+        return LoadConfiguration(session, settingsPath, target, settings);
     }
     void ExpectRefused(const GeneralFile& file, const std::string& words) {
         const AcquisitionSettings before = settings;
@@ -109,7 +109,7 @@ TEST_F(AdcDacConfigurationTest, WhatIsNoneOfTheTypeIsRefusedInItsWords) {
     ExpectRefused(with([](File& f) { f.pulses = 0x80000000; }),
                   damaged + std::string("The file states 2147483648 pulses, more than it can hold."));
     ExpectRefused(with([](File& f) { f.gain = 0.0; }),
-                  damaged + std::string("channel1.gain: \"gain\" must not be 0."));
+                  damaged + std::string("channel1.chanGain: \"chanGain\" must not be 0."));
     ExpectRefused(with([](File& f) { f.span = std::nan(""); }),
                   damaged + std::string("displaySpan: \"displaySpan\" needs a number."));
     EXPECT_FALSE(LoadConfiguration(session, "/none.kymr-cfg", target, settings));
@@ -205,33 +205,33 @@ TEST_F(AdcDacConfigurationTest, NotesAreShownAndAsked) {
 }
 
 TEST_F(AdcDacConfigurationTest, ASaveThatDiesLeavesTheOldOrTheNew) {
-    WriteConfiguration(session, settings, path);
-    const auto old = files.Bytes(path);
+    WriteConfiguration(session, settings, settingsPath);
+    const auto old = files.Bytes(settingsPath);
     AcquisitionSettings other{RecordingType::arduino};
     WriteConfiguration(session, other, "/new.kymr-cfg");
     const auto wanted = files.Bytes("/new.kymr-cfg");
     bool done = false;
     for (int64_t change = 1; !done; ++change) {
         ASSERT_LT(change, 50);
-        files.Put(path, old);
+        files.Put(settingsPath, old);
         FaultyFileSystem faulty(files);
         faulty.dieAtChange = change;
         faulty.dieHalfWay = change % 2 == 0;
         Session dying(host, faulty);
         try {
-            WriteConfiguration(dying, other, path);
+            WriteConfiguration(dying, other, settingsPath);
         } catch (const std::exception&) {
         }
         done = !faulty.died;
-        EXPECT_TRUE(files.Bytes(path) == old || files.Bytes(path) == wanted) << change;
+        EXPECT_TRUE(files.Bytes(settingsPath) == old || files.Bytes(settingsPath) == wanted) << change;
     }
-    EXPECT_EQ(files.Bytes(path), wanted);
+    EXPECT_EQ(files.Bytes(settingsPath), wanted);
 }
 
 TEST(AcquisitionSettingsTest, SettingsAreSetByTheirKeys) {
     AcquisitionSettings settings(RecordingType::board);
     const auto set = [&](const char* key, const char* text) { return SetSetting(settings, key, text); };
-    EXPECT_EQ(set("dac2.level", "1"), std::nullopt);
+    EXPECT_EQ(set("dac2.dcLevel", "1"), std::nullopt);
     EXPECT_EQ(set("dacInUse", "2"), "");
     EXPECT_EQ(set("dac2.pulseCount", "3"), "");
     EXPECT_EQ(set("dac2.pulse3.stepPlateau", "-0.25"), "");
@@ -252,7 +252,7 @@ TEST(AcquisitionSettingsTest, SettingsAreSetByTheirKeys) {
     EXPECT_EQ(SetSetting(arduino, "channelCount", "3"), "");
     EXPECT_TRUE(arduino.channels[2].m_nChanOn && !arduino.channels[3].m_nChanOn);
     AcquisitionSettings sound(RecordingType::microphone);
-    EXPECT_EQ(SetSetting(sound, "resolution", "12"), "");
+    EXPECT_EQ(SetSetting(sound, "resolutionBits", "12"), "");
     EXPECT_EQ(SettingsFault(sound), "resolution: A microphone has 8 or 16 bits.");
 }
 

@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-CHANNEL = ["on", "gain", "axisA", "axisB", "label", "colour", "note"]
+CHANNEL = ["chanOn", "chanGain", "axisA", "axisB", "label", "colour", "note"]
 PULSE = ["delay", "onRamp", "offRamp", "plateau", "amplitude", "stepDelay", "stepOnRamp", "stepOffRamp", "stepPlateau",
          "stepAmplitude", "seqCount", "seqMode"]
 INTERVALS = [1000.0, 500.0, 200.0, 100.0, 50.0, 20.0, 10.0, 5.0, 2.0, 1.0, 0.5, 0.2]
@@ -96,7 +96,7 @@ def exchange(f, v, kind, general, section, wide=True):
     if kind in (0, 4):
         num("d", "displaySpan"), num("d", "timeLimit"), num("I", "sweepMode"), num("I", "autoLoad")
         if kind == 0:
-            num("d", "sampleInterval"), num("I", "secondChannel"), num("i", "resolution")
+            num("d", "sampleInterval"), num("I", "secondChannel"), num("i", "resolutionBits")
         else:
             num("I", "rateIndex"), num("I", "channelCount")
         return
@@ -104,14 +104,14 @@ def exchange(f, v, kind, general, section, wide=True):
     if kind in (2, 3):
         blocks()
         f.text("CAcqPropPageRefrStim", wide)
-        for key in ["preDuration", "trialDuration", "preDelay", "preAmplitude", "trialAmplitude",
-                    "trialAmplitudeMaximum", "amplitudeStep", "trialDelayMinimum", "trialDelay", "delayStep",
+        for key in ["preDur", "trialDur", "preDelay", "preAmp", "trialAmp0",
+                    "trialAmpMax", "ampStep", "trialDelayMin", "trialDelay0", "delayStep",
                     "searchRate"]:
             num("f", key)
-        num("I", "checksPerDelay"), num("f", "sweepDuration"), num("B", "digitalTriggerOut"), num("I", "stepOnAccept")
+        num("I", "checksPerDelay"), num("f", "sweepDur"), num("B", "digitalTrigOut"), num("I", "stepOnAccept")
         if kind == 3:
             f.text("CAcqPropPageRefrAutoMon", wide)
-            num("I", "monitorTrace"), num("f", "windowStart"), num("f", "windowEnd"), num("f", "spikeThreshold")
+            num("I", "monitorTrace"), num("f", "winStart"), num("f", "winEnd"), num("f", "spikeThreshold")
         return
     f.text("CAcqPropPageRecGen", wide)
     num("I", "sweepMode"), num("d", "timeLimit")
@@ -122,13 +122,13 @@ def exchange(f, v, kind, general, section, wide=True):
     if section > 2:
         num("I", "inputMode")
     f.text("CAcqPropPageTrig", wide)
-    num("I", "triggerMode"), num("I", "repeatInterval"), num("I", "repeatCount")
-    num("B", "digitalTriggerOut"), num("I", "rearm")
+    num("I", "trigMode"), num("I", "repeatInterval"), num("I", "repeatCount")
+    num("B", "digitalTrigOut"), num("I", "rearm")
     f.text("CAcqPropPageStim", wide)
     num("i", "boardDacChannels")
     if v["boardDacChannels"] == 0:
         return
-    num("I", "outputTraceSource"), num("I", "timeInSeconds"), num("d", "previewSpan"), num("d", "outputFrequency")
+    num("I", "outputTraceSource"), num("I", "timeInSeconds"), num("d", "previewSpan"), num("d", "outputFreqKHz")
     num("I", "dacInUse"), text("outputFile"), num("I", "outputSourceTrace")
     outputs = [v.setdefault(f"dac{i + 1}", {}) for i in range(v["dacInUse"])]
     for dac in outputs:
@@ -138,9 +138,9 @@ def exchange(f, v, kind, general, section, wide=True):
             for key, code in zip(PULSE, "ffffffffffii"):
                 num(code, key, pulse)
     if section > 1:
-        num("I", "stimulusMode")
+        num("I", "stimMode")
         for dac in outputs:
-            num("f", "level", dac)
+            num("f", "dcLevel", dac)
 
 
 def some(rng, kind):
@@ -151,28 +151,28 @@ def some(rng, kind):
     volts = lambda: f32(rng.uniform(-12, 12))
     v = {"notes": rng.choice(["", "line one\r\nline two", "n" * 70000]), "displaySpan": rng.uniform(0, 1e6),
          "timeLimit": rng.uniform(0, 1e4), "sweepMode": rng.randint(0, 2), "autoLoad": flag(),
-         "sampleInterval": rng.uniform(0.01, 9), "secondChannel": flag(), "resolution": rng.choice([8, 16]),
+         "sampleInterval": rng.uniform(0.01, 9), "secondChannel": flag(), "resolutionBits": rng.choice([8, 16]),
          "rateIndex": rng.randint(0, 11), "channelCount": rng.randint(0, 16), "boardName": text(),
          "boardValue": rng.randint(-2**31, 2**31 - 1), "saveMode": rng.randint(0, 3), "presetName": flag(),
          "followLatest": flag(), "autoSaveBase": text(), "inputMode": rng.randint(0, 2**32 - 1),
-         "triggerMode": rng.randint(0, 3), "repeatInterval": rng.randint(0, 2**32 - 1),
-         "repeatCount": rng.randint(0, 2**32 - 1), "digitalTriggerOut": flag(), "rearm": flag(),
+         "trigMode": rng.randint(0, 3), "repeatInterval": rng.randint(0, 2**32 - 1),
+         "repeatCount": rng.randint(0, 2**32 - 1), "digitalTrigOut": flag(), "rearm": flag(),
          "boardDacChannels": rng.choice([0, 1, 2, 8]), "outputTraceSource": rng.randint(0, 99),
-         "timeInSeconds": flag(), "previewSpan": rng.uniform(0, 900), "outputFrequency": rng.uniform(0.1, 90),
+         "timeInSeconds": flag(), "previewSpan": rng.uniform(0, 900), "outputFreqKHz": rng.uniform(0.1, 90),
          "dacInUse": rng.randint(0, 2), "outputFile": text(), "outputSourceTrace": rng.randint(0, 15),
-         "stimulusMode": rng.randint(0, 2), "checksPerDelay": rng.randint(0, 9), "stepOnAccept": flag(),
+         "stimMode": rng.randint(0, 2), "checksPerDelay": rng.randint(0, 9), "stepOnAccept": flag(),
          "monitorTrace": rng.randint(0, 15), "spikeThreshold": volts()}
-    for key in ["preDuration", "trialDuration", "preDelay", "trialDelayMinimum", "trialDelay", "searchRate",
-                "sweepDuration", "windowStart", "windowEnd"]:
+    for key in ["preDur", "trialDur", "preDelay", "trialDelayMin", "trialDelay0", "searchRate",
+                "sweepDur", "winStart", "winEnd"]:
         v[key] = time()
-    for key in ["preAmplitude", "trialAmplitude", "trialAmplitudeMaximum", "amplitudeStep", "delayStep"]:
+    for key in ["preAmp", "trialAmp0", "trialAmpMax", "ampStep", "delayStep"]:
         v[key] = volts()
     for i in range(1, 17):
-        v[f"channel{i}"] = {"on": flag(), "gain": rng.uniform(-1000, -1), "axisA": rng.uniform(-1e6, 1e6),
+        v[f"channel{i}"] = {"chanOn": flag(), "chanGain": rng.uniform(-1000, -1), "axisA": rng.uniform(-1e6, 1e6),
                             "axisB": rng.uniform(-1e6, 1e6), "label": text(), "colour": rng.randint(0, 0xFFFFFF),
                             "note": text()}
     for i in range(1, 3):
-        dac = v[f"dac{i}"] = {"level": volts(), "pulseCount": rng.randint(0, 5)}
+        dac = v[f"dac{i}"] = {"dcLevel": volts(), "pulseCount": rng.randint(0, 5)}
         for j in range(1, 6):
             dac[f"pulse{j}"] = {key: (time() if n < 4 else volts()) for n, key in enumerate(PULSE)}
             dac[f"pulse{j}"].update(seqCount=rng.choice([0, 1, 7, 2**31 - 1]), seqMode=rng.randint(0, 4))
@@ -195,9 +195,9 @@ def same(file, told, where):
 
 
 REFUSED = [(2, "needs a source"), (2, "no type", "--type", "x"), (2, "extension", "--save-config", "x.txt"),
-           (2, "channel1.gain", "--set", "chanel1.gain=2"), (2, "must not be 0", "--set", "channel1.gain=0"),
-           (2, "set those first", "--set", "dac1.level=1"), (2, "whole number", "--set", "repeatCount=0.5"),
-           (2, "8 or 16 bits", "--type", "microphone", "--set", "resolution=12"),
+           (2, "channel1.chanGain", "--set", "chanel1.gain=2"), (2, "must not be 0", "--set", "channel1.chanGain=0"),
+           (2, "set those first", "--set", "dac1.dcLevel=1"), (2, "whole number", "--set", "repeatCount=0.5"),
+           (2, "8 or 16 bits", "--type", "microphone", "--set", "resolutionBits=12"),
            (3, "Couldn't open file", "--config", "not there"), (3, "into a  interface", "--type", "arduino")]
 
 
@@ -237,7 +237,7 @@ def main():
             assert (told["generalVersion"], told["sectionVersion"], told["recordingType"]) == (general, section, kind)
             same(there, told, f"type {kind}")
             if kind == 1 and section == 1 and source["boardDacChannels"]:
-                assert told["stimulusMode"] == 1
+                assert told["stimMode"] == 1
             # As the program writes it: the present versions, with all that was in the file.
             run("record", "--config", file, "--save-config", again, "--yes")
             written, reader = {}, Reader(again.read_bytes())
