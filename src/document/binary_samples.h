@@ -4,30 +4,34 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "document/data_doc.h"
 #include "host/file_system.h"
+#include "numerics/instruction_set.h"
 
 namespace kymora {
 
-enum class BinaryType : int { int16 = 0, int32 = 1, float32 = 2, float64 = 3 };
+// `byte` has no sign; raw binary files are not asked for it.
+enum class BinaryType : int { int16 = 0, int32 = 1, float32 = 2, float64 = 3, byte = 4 };
 
 struct BinaryTypeInfo {
     std::string_view text;       // as the dialog names it
     std::string_view shortName;  // as import settings may name it
     int bytes;                   // of a sample
 };
-// In the order of BinaryType.
+// Those of raw binary files, in the order of BinaryType.
 inline constexpr BinaryTypeInfo binaryTypes[] = {
     {"2-byte (short) signed integer", "int16", 2},
     {"4-byte (long) signed integer", "int32", 4},
     {"4-byte float", "float", 4},
     {"8-byte double", "double", 8},
 };
+constexpr int BytesOf(BinaryType type) {
+    return type == BinaryType::byte ? 1 : binaryTypes[static_cast<size_t>(type)].bytes;
+}
 
 inline constexpr int maxBinaryTraces = 16;
 
@@ -37,9 +41,18 @@ struct BinaryLayout {
     BinaryType type = BinaryType::int16;
     uint64_t start = 0;  // file offset of the first row
 
-    int BytesPerSample() const { return binaryTypes[static_cast<size_t>(type)].bytes; }
+    int BytesPerSample() const { return BytesOf(type); }
     int64_t Stride() const { return int64_t{traces} * BytesPerSample(); }
     bool IsInteger() const { return type == BinaryType::int16 || type == BinaryType::int32; }
+};
+
+// How an integer of a file becomes a value: its low `bits` as a number with a sign, or all of it without one,
+// times `factor`, plus `offset`, in single precision and in this order. Four bytes have a sign.
+struct CodeScale {
+    bool hasSign = true;
+    int bits = 16;  // of a number with a sign: at most as many as the integer has
+    float factor = 1.0f;
+    float offset = 0.0f;
 };
 
 // A trace, and where its samples go; all pieces of a read have one length.
@@ -58,16 +71,16 @@ struct BinaryFold {
 class BinarySampleReader {
   public:
     // The file must outlive the reader.
-    BinarySampleReader(const DataFile& file, BinaryLayout layout);
+    BinarySampleReader(const DataFile& file, BinaryLayout layout,
+                       InstructionSet widest = WidestInstructionSet());
 
-    // What is made of the numbers of a trace while they are near; each stretch of them comes once.
-    using Scale = std::function<void(std::span<float>)>;
+    // Reads `count` rows from row `from` on; a scale is for integers. Throws FileError, also where the file
+    // ends before.
+    void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces,
+              const CodeScale* scale = nullptr);
 
-    // Reads `count` rows from row `from` on. Throws FileError, also where the file ends before.
-    void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces, const Scale& scale = {});
-
-    // Widens slots by the extremes of what Read would give, divided by the gains. Of integers only: they are
-    // compared as they stand, and the extremes converted.
+    // Widens slots by the extremes of what Read would give, divided by the gains. Of integers with a sign
+    // only: they are compared as they stand, and the extremes converted.
     void Fold(int64_t from, int64_t count, FoldSlots slots, std::span<const BinaryFold> folds);
 
     // Widens by many stretches of one trace, in ascending order. Those that lie close together are read in
@@ -84,6 +97,7 @@ class BinarySampleReader {
 
     const DataFile& file_;
     BinaryLayout layout_;
+    InstructionSet widest_;
     std::vector<std::byte> rows_;
 };
 

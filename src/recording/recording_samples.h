@@ -2,6 +2,7 @@
 // The samples of a recording: codes of a converter become volts, or the numbers of the wave layout f32.
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "document/binary_samples.h"
@@ -9,25 +10,14 @@
 
 namespace kymora {
 
-// How a code becomes volts: the low bits that count, taken as a number with a sign or without, times
-// `factor`, plus `offset`, in single precision and in this order.
-struct CodeScale {
-    CodeScale() = default;
-    explicit CodeScale(const RecordingHeader& header);
-
-    int signBits = 0;     // two's complement of so many bits; 0: a plain number
-    bool isWord = false;  // codes of two bytes without a sign
-    float factor = 1.0f;
-    float offset = 0.0f;
-
-    // In place: `values` are the codes, as numbers with a sign of the width that they have in the file.
-    void Apply(std::span<float> values) const;
-};
+// How the codes of a recording become its values; none where the numbers are the values.
+std::optional<CodeScale> ScaleOf(const RecordingHeader& header);
 
 class RecordingSamples {
   public:
     // The file must outlive it.
-    RecordingSamples(const DataFile& file, const RecordingHeader& header);
+    RecordingSamples(const DataFile& file, const RecordingHeader& header,
+                     InstructionSet widest = WidestInstructionSet());
 
     // Reads scans from `from` on into pieces of one length, each with its trace and its values. Throws as
     // Read.
@@ -43,15 +33,8 @@ class RecordingSamples {
     void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces);
 
   private:
-    void ReadBytes(int64_t from, int64_t count, std::span<const BinaryPiece> pieces);
-
-    const DataFile& file_;
-    int channels_;
-    uint64_t dataStart_;
-    bool isWave_, isBytes_;  // samples of one byte
-    CodeScale scale_;
+    std::optional<CodeScale> scale_;
     BinarySampleReader numbers_;
-    std::vector<std::byte> scans_;
 };
 
 }  // namespace kymora
