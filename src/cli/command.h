@@ -65,6 +65,7 @@ std::unique_ptr<Subcommand> MakeOperationsCommand();
 std::unique_ptr<Subcommand> MakeRunCommand();
 std::unique_ptr<Subcommand> MakeBatchCommand();
 std::unique_ptr<Subcommand> MakeHistoryCommand();
+std::unique_ptr<Subcommand> MakeSourcesCommand();
 std::unique_ptr<Subcommand> MakeRecordCommand();
 std::unique_ptr<Subcommand> MakeRecoverCommand();
 // Not for users: what a batch starts for its work.

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
+#include <filesystem>
 
 #include "batch/batch_workers.h"
 #include "cli/command_context.h"
@@ -15,16 +17,16 @@
 namespace kymora {
 namespace {
 
-constexpr auto makers = {MakeInfoCommand,       MakeSamplesCommand, MakeEventsCommand,     MakeConvertCommand,
-                         MakePlotCommand,       MakeDemoCommand,    MakeOperationsCommand, MakeRunCommand,
-                         MakeBatchCommand,      MakeHistoryCommand, MakeRecordCommand,     MakeRecoverCommand,
-                         MakeBatchWorkerCommand};
+constexpr auto makers = {MakeInfoCommand,    MakeSamplesCommand,    MakeEventsCommand,     MakeConvertCommand,
+                         MakePlotCommand,    MakeDemoCommand,       MakeOperationsCommand, MakeRunCommand,
+                         MakeBatchCommand,   MakeHistoryCommand,    MakeSourcesCommand,    MakeRecordCommand,
+                         MakeRecoverCommand, MakeBatchWorkerCommand};
 
 // Words of the terminal, also those of subcommands that this version does not have: no desktop opens for
 // them.
-constexpr std::string_view terminalWords[] = {"info",   "samples", "events",       "convert",    "plot",
-                                              "demo",   "run",     "batch",        "operations", "history",
-                                              "record", "recover", batchWorkerWord};
+constexpr std::string_view terminalWords[] = {"info",    "samples", "events",  "convert",      "plot",
+                                              "demo",    "run",     "batch",   "operations",   "history",
+                                              "sources", "record",  "recover", batchWorkerWord};
 
 bool IsTerminalWord(std::string_view word) {
     return std::find(std::begin(terminalWords), std::end(terminalWords), word) != std::end(terminalWords);
@@ -34,6 +36,26 @@ bool IsTerminalWord(std::string_view word) {
 bool IsDesktopOption(std::string_view word) {
     const std::string_view name = word.substr(0, word.find('='));
     return name == "--import" || name == "--seed" || name == "--remote";
+}
+
+// Whether windows can be seen here. The platforms of Qt that show none are there for tests and pictures.
+bool HasDisplay() {
+    const auto isSet = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return value != nullptr && *value != '\0';
+    };
+    const char* const platform = std::getenv("QT_QPA_PLATFORM");
+    const std::string_view named = platform ? platform : "";
+    if (named.starts_with("offscreen") || named.starts_with("minimal")) return false;
+    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") ||
+           (!named.empty() && named != "xcb" && named != "wayland");
+}
+
+// A word that names neither a subcommand nor a file. A desktop tells so in its window; without a display
+// nobody would hear of it.
+bool NamesNothing(std::string_view word) {
+    std::error_code error;
+    return !word.starts_with("-") && !IsTerminalWord(word) && !std::filesystem::exists(word, error);
 }
 
 struct Entry {
@@ -168,11 +190,13 @@ bool IsCommandLine(int argc, char** argv) {
     if (argc < 2) return false;
     const std::string_view first = argv[1];
     const bool isOption = first == "-h" || (first.size() > 2 && first.substr(0, 2) == "--");
-    return IsTerminalWord(first) || (isOption && !IsDesktopOption(first));
+    return IsTerminalWord(first) || (isOption && !IsDesktopOption(first)) ||
+           (NamesNothing(first) && !HasDisplay());
 }
 
 static int TellMissing(const char* name) {
-    TellUser(std::string("There is no subcommand ") + name + ".");
+    TellUser(std::string("There is no subcommand ") + name +
+             (IsTerminalWord(name) ? "." : ", and no file of that name."));
     TellUser("See kymora --help.");
     return exitUsage;
 }
@@ -191,7 +215,8 @@ int RunCommandLine(int argc, char** argv) {
             entries[i].command = make();
             AddSubcommand(app, entries[i++]);
         }
-        isMissing = argc > 1 && IsTerminalWord(argv[1]) && !HasCommand(entries, argv[1]);
+        isMissing =
+            argc > 1 && (IsTerminalWord(argv[1]) ? !HasCommand(entries, argv[1]) : NamesNothing(argv[1]));
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
         if (isMissing) return TellMissing(argv[1]);

@@ -1,11 +1,16 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
+#include "acquisition/acquisition_sources.h"
 #include "cli/command_context.h"
 #include "cli/near_names.h"
 #include "cli/operation_settings.h"
+#include "cli/record_run.h"
 #include "document/file_identity.h"
 #include "recording/acquisition_settings_fields.h"
 #include "recording/adc_dac_configuration.h"
+#include "recording/recording_header.h"
 
 namespace kymora {
 namespace {
@@ -26,6 +31,9 @@ std::string UnknownKey(const AcquisitionSettings& settings, const std::string& k
     std::string text =
         fmt::format("{} settings have no \"{}\".{}", RecordingTypeWord(settings.m_eRecordingType), key,
                     DidYouMean(NearNames(key, SettingKeys(settings))));
+    if (const auto ofSource = SourceSettingKeys();
+        std::find(ofSource.begin(), ofSource.end(), key) != ofSource.end())
+        return fmt::format("\"{}\" is a setting of a source, and kept by no configuration.", key);
     if (settings.m_eRecordingType == RecordingType::board && key.starts_with("dac"))
         text += " Outputs are there as \"dacInUse\" says, and pulses as \"pulseCount\" of their output does: "
                 "set those first.";
@@ -35,26 +43,37 @@ std::string UnknownKey(const AcquisitionSettings& settings, const std::string& k
 class RecordCommand : public Subcommand {
   public:
     std::string Name() const override { return "record"; }
-    std::string Summary() const override { return "write the configuration of a recording"; }
+    std::string Summary() const override {
+        return "record from a board, or write the configuration of a recording";
+    }
     std::vector<std::string> Examples() const override {
         return {
+            "kymora record --source simulated --set input=preparation --seconds 10 -o out.kymr-rec",
+            "kymora record --source simulated --config protocol.kymr-cfg -o out.kymr-rec",
             "kymora record --set channel1.chanGain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
             "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
             "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
             "kymora record --type microphone --set resolution=16 --save-config sound.kymr-cfg"};
     }
     std::vector<CommandOption> Options() override {
-        return {
-            {"--config", "IN", "an ADC-DAC configuration to begin with (.kymr-cfg)", &config_},
-            {"--type", "TYPE",
-             "microphone, general, refractory-manual, refractory-auto or arduino; that of IN, or general",
-             &type_},
-            {"--set", "KEY=VALUE", "a setting, in the order given (kymora info OUT lists all)", &settings_},
-            {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_}};
+        return {{"--source", "NAME", "what records (kymora sources lists all)", &request_.source},
+                {"-o,--output", "OUT", "the recording (.kymr-rec)", &output_},
+                {"--seconds", "S", "the time limit of a recording, s", &request_.seconds},
+                {"--config", "IN", "an ADC-DAC configuration to begin with (.kymr-cfg)", &config_},
+                {"--type", "TYPE",
+                 "microphone, general, refractory-manual, refractory-auto or arduino; that of IN, or general",
+                 &type_},
+                {"--set", "KEY=VALUE",
+                 "a setting, in the order given: of the configuration (kymora info OUT lists all), or of "
+                 "source and trigger: input, bits, encoding, triggerTrace, triggerLevel, "
+                 "triggerDirection, preTrigger",
+                 &settings_},
+                {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_}};
     }
     void Run(SubcommandContext& context) override {
-        if (!saved_)
-            Refuse("Recording needs a source, and there is none. --save-config OUT writes settings.");
+        if (!request_.source.empty()) return Record(context);
+        if (!saved_) Refuse("Recording needs --source NAME and -o OUT; --save-config OUT writes settings.");
+        if (output_ || request_.seconds) Refuse("-o and --seconds need --source NAME.");
         if (FoldedExtension(*saved_) != std::string(".") + adcDacExtension)
             Refuse("--save-config takes the extension .kymr-cfg.");
         AcquisitionSettings settings = Begin(context);
@@ -64,6 +83,34 @@ class RecordCommand : public Subcommand {
     }
 
   private:
+    void Record(SubcommandContext& context) {
+        if (saved_) Refuse("--save-config records nothing: leave it or --source out.");
+        if (!output_) Refuse("Recording needs -o OUT.");
+        request_.output = *output_;
+        if (FoldedExtension(request_.output) != recordingExtension)
+            Refuse("-o takes the extension .kymr-rec.");
+        if (request_.seconds && !(*request_.seconds >= 0.0 && *request_.seconds <= mostSeconds))
+            Refuse("--seconds takes 0 to 1e9.");
+        if (type_ && TypeOf(*type_) != RecordingType::board)
+            Refuse("Boards record by settings of the type general.");
+        request_.config = config_;
+        request_.sourceSettings.simulated.seed = context.session.seed;
+        std::vector<Setting> others;
+        for (const auto& setting : ParseSettings(settings_))
+            if (!SetOfSource(setting)) others.push_back(setting);
+        RunRecording(context, request_, [&](AcquisitionSettings& settings) {
+            for (const auto& [key, value] : others) Set(settings, key, value);
+        });
+    }
+
+    bool SetOfSource(const Setting& setting) {
+        const auto fault = SetSourceSetting(request_.sourceSettings, setting.key, setting.value);
+        if (fault && !fault->empty())
+            Refuse(fmt::format("--set {}={}: {}", setting.key, setting.value, *fault));
+        if (fault) request_.keysSet.push_back(setting.key);
+        return fault.has_value();
+    }
+
     AcquisitionSettings Begin(SubcommandContext& context) const {
         const auto wanted = type_ ? std::optional(TypeOf(*type_)) : std::nullopt;
         if (!config_) return AcquisitionSettings(wanted.value_or(RecordingType::board));
@@ -84,7 +131,10 @@ class RecordCommand : public Subcommand {
             Refuse(fmt::format("--set {}={}: {}", key, value, whole));
     }
 
-    std::optional<std::string> config_, type_, saved_;
+    static constexpr double mostSeconds = 1e9;
+
+    RecordRequest request_;
+    std::optional<std::string> config_, type_, saved_, output_;
     std::vector<std::string> settings_;
 };
 

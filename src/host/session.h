@@ -63,6 +63,10 @@ class Session {
     GraphHabits graphs;
     uint32_t eventPaint = 0x0080FF;  // the colour that "Set event colour" gives; 0 is the channel's
 
+    // The state of the one interface that may record (acquisition/acq_view.h), and which it is.
+    int acquisitionState = 7;
+    const void* recordingInterface = nullptr;
+
     uint64_t keptBytes = 0;  // of replaced recordings that undo could bring back
 
     uint64_t seed = 0;  // of the session's random draws

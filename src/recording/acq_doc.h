@@ -6,9 +6,9 @@
 //
 // A document that records has a temporary file with the layout of a recording from its first byte: head, a
 // scan count of 0, and the scans as they come. Its threads: the interface thread calls everything but
-// StoreScans, which belongs to one storage thread, between WriteAcqFileStart and the end of that thread. Only
-// StoredScans may be asked while it runs, and samples below it may be read. The storage thread has ended
-// before any save begins.
+// StoreScans and FlushScans, which belong to storage threads, between WriteAcqFileStart and the end of
+// that thread. Only StoredScans may be asked while it runs, and samples below it may be read. The storage
+// thread has ended before any save begins.
 
 #include <atomic>
 #include <mutex>
@@ -50,6 +50,8 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     bool WriteAcqFileStart(const std::filesystem::path& folder = {});
     // Storage thread: appends whole scans. Throws FileError; nothing of them counts then.
     void StoreScans(std::span<const std::byte> scans);
+    // Another thread beside it: returns when what was stored has reached the disk. Throws FileError.
+    void FlushScans() { sampleFile->Sync(); }
     // Of the present recording, on any thread.
     int64_t StoredScans() const { return storedScans_; }
     // Gives the model the length of what was stored, for views.

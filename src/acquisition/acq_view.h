@@ -1,0 +1,136 @@
+#pragma once
+// The half of a recording interface that does not depend on its source: document, pipes, storage thread, and
+// the way of samples to the display. It has no window; one, the terminal or a test drives it by an event loop
+// and hears of it as an observer. Everything here is called on the interface thread.
+
+#include <memory>
+#include <optional>
+
+#include "acquisition/acq_messages.h"
+#include "acquisition/disk_watch.h"
+#include "acquisition/storage_thread.h"
+#include "recording/acq_doc.h"
+#include "recording/acquisition_settings.h"
+
+namespace kymora {
+
+enum class AcqState : int {
+    recording = 0,
+    episode = 1,          // of a repeating series
+    triggered = 2,        // the armed trigger has fired; recording
+    armed = 3,            // waiting for the trigger
+    betweenEpisodes = 4,  // of a repeating series
+    displayPaused = 5,    // recording
+    displayOnly = 6,      // running without storage
+    idle = 7,
+};
+
+// Who shows a recording.
+class AcqObserver {
+  public:
+    virtual ~AcqObserver() = default;
+    virtual void OnStateChanged() {}
+    // A new recording has begun, in a new document.
+    virtual void OnBegun() {}
+    // Scans to be drawn behind those before.
+    virtual void OnScans(std::span<const std::byte>) {}
+    // The display is paused, and so many scans passed it.
+    virtual void OnScansPassed(int64_t) {}
+    // The display has fallen behind: it goes on behind the scans that are stored.
+    virtual void OnSkipped(int64_t) {}
+    // A file was saved, or appended to.
+    virtual void OnSaved(const std::filesystem::path&) {}
+};
+
+class CAcqView : protected AcqEventLoop::Target {
+  public:
+    CAcqView(Session& session, AcqEventLoop& loop);
+    ~CAcqView() override;
+    CAcqView(const CAcqView&) = delete;
+    CAcqView& operator=(const CAcqView&) = delete;
+
+    AcquisitionSettings m_settings;
+    bool m_bDisplayOnly = false;              // samples are not written
+    int m_nDisplayWidth = 0;                  // pixels; 0: there is no display
+    std::filesystem::path m_temporaryFolder;  // of the samples; empty: the system's
+
+    void SetObserver(AcqObserver* observer) { m_pObserver = observer; }
+    AcqState State() const;
+    bool IsIdle() const { return State() == AcqState::idle; }
+    // Samples are being taken, or waited for.
+    bool IsRunning() const { return m_pStorage != nullptr; }
+
+    CAcqDoc& Document() { return *m_pDoc; }
+    const ScanFormat& Format() const { return m_format; }
+    int64_t ScansPerSweep() const { return m_nScansPerSweep; }
+    size_t BufferScans() const { return m_nBufferScans; }
+    int64_t StoredScans() const;
+    // How much of the storage pipe is filled, 0 to 1.
+    double PipeFill() const;
+    // How long the disk lasts for these settings, s; nothing where that is not known.
+    std::optional<double> DiskSeconds() const;
+    // Whether the last recording ended otherwise than it should have.
+    bool HasFailed() const { return m_bFailed; }
+
+    // The pause button: the display stands, the recording goes on.
+    void OnPause();
+
+  protected:
+    // As long as a disk may stall before samples are lost, and a second for what the stall itself holds up.
+    static constexpr double pipeSeconds = 6.0;
+    static constexpr size_t leastStoreSlots = 64, displaySlots = 32;
+    static constexpr double usualBufferMs = 20.0, longestBufferMs = 500.0;
+
+    Session& GetSession() const { return m_session; }
+    Host& GetHost() const { return m_session.host; }
+    AcqEventLoop& Loop() const { return m_loop; }
+    void SetState(AcqState state);
+    // False, told to the user, while another interface records.
+    bool MayRecord();
+    double FrequencyKHz() const { return 1.0 / m_settings.m_dSampleInterval; }
+    double BytesPerSecond() const;
+    void Fail(std::string_view text);
+
+    // Channels that are on, from 0, at most those that the source has.
+    std::vector<int> ActiveChannels() const;
+    // m_nScansPerSweep, m_nScanBytes and m_nSweepBytes of the settings.
+    void ComputeSweep();
+    // As many scans as a buffer should have, so that the display moves and a crash loses little.
+    size_t WantedBufferScans() const;
+    // Makes pipes of such buffers. False, told to the user, where the display would stand still.
+    bool MakePipes(size_t bufferScans);
+    // Opens the temporary file, unless samples are not written, and starts the storage thread.
+    bool BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> trigger);
+    // Stores what the pipe still holds, and removes pipes and thread. The source has stopped.
+    void EndStorage();
+    // Removes the temporary file, where there is one.
+    void DiscardSamples();
+    // What the document says of the source.
+    virtual void FillDocument(CAcqDoc& doc) const = 0;
+    void OnDataReady(uint32_t count);
+
+    std::unique_ptr<CAcqDoc> m_pDoc;
+    AcqMailbox m_mailbox;
+    std::unique_ptr<CPipe> m_pStorePipe, m_pDisplayPipe;
+    std::unique_ptr<StorageThread> m_pStorage;
+    ScanFormat m_format;
+    int64_t m_nScansPerSweep = 0;
+    uint64_t m_nScanBytes = 2, m_nSweepBytes = 0;
+    size_t m_nBufferScans = 0;
+    std::atomic<bool> m_bSkippedDisplay{false};
+    bool m_bSkippedAny = false;  // during this recording
+    bool m_bFailed = false;
+    AcqObserver* m_pObserver = nullptr;
+
+  private:
+    class DocumentStore;
+
+    void WaitForStorage();
+
+    Session& m_session;
+    AcqEventLoop& m_loop;
+    std::unique_ptr<DocumentStore> m_pStore;
+    AcqState m_beforePause = AcqState::recording;
+};
+
+}  // namespace kymora

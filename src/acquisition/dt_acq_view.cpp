@@ -1,0 +1,261 @@
+#include "acquisition/dt_acq_view.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <system_error>
+
+#include "import/open_document.h"
+#include "recording/output_pulse_buffers.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* noThreadText = "Failed to create host window in recording thread";
+constexpr const char* fewPointsText =
+    "We need at least 9 points on the screen. Slow the timebase or increase the sample frequency.";
+constexpr const char* fromFirstText = "The {} board requires that active channels start with channel 1.";
+constexpr const char* inSequenceText =
+    "The {} board requires that active channels should be in unbroken numerical sequence.";
+constexpr const char* unknownListText =
+    "Kymora did not recognize the AD channel list structure. Please inform author.";
+constexpr const char* noOutputFileText = "No file selected as source for output.";
+constexpr const char* inexactFrequencyText = "NOTE: the output frequency cannot be set exactly to that "
+                                             "specified in the file. The output timing will not "
+                                             "exactly match the file.";
+constexpr double sameRate = 1e-9;  // of it
+
+InputMode ModeOf(uint32_t stored) {
+    if (stored == 0) return InputMode::singleEnded;
+    return stored == 1 ? InputMode::differential : InputMode::asBoard;
+}
+
+}  // namespace
+
+CDTAcqView::CDTAcqView(Session& session, AcqEventLoop& loop, std::unique_ptr<Board> board)
+    : CAcqView(session, loop), m_pBoard(std::move(board)), m_strBoardName(m_pBoard->Name()) {}
+
+CDTAcqView::~CDTAcqView() {
+    m_pThread.reset();
+    // The board writes into the pipes no more.
+    if (IsRunning()) EndStorage();
+}
+
+bool CDTAcqView::OnHost(const std::function<bool(CDTHost&)>& work) {
+    bool isGood = false;
+    HostWords words;
+    m_pThread->Call([&](CDTHost& host) {
+        isGood = work(host);
+        words = host.TakeWords();
+    });
+    for (const std::string& line : words.log) GetHost().Log(line);
+    for (const std::string& text : words.messages) GetHost().Message(text);
+    if (!isGood) m_bFailed = true;
+    return isGood;
+}
+
+bool CDTAcqView::OpenBoard() {
+    try {
+        m_pThread = std::make_unique<CDTThread>(*m_pBoard, m_mailbox);
+    } catch (const std::system_error&) {
+        Fail(noThreadText);
+        return false;
+    }
+    return OnHost([this](CDTHost& host) {
+        if (!host.Open()) return false;
+        m_adc = host.Adc();
+        m_dac = host.Dac();
+        m_nDacChannels = host.DacChannels();
+        m_bDigitalOutput = host.HasDigitalOutput();
+        m_format.bytesPerSample = static_cast<size_t>(m_adc.BytesPerSample());
+        return true;
+    });
+}
+
+ConfigurationTarget::Board CDTAcqView::BoardTarget() const {
+    return {m_strBoardName, m_adc.channels, m_nDacChannels, m_bDigitalOutput};
+}
+
+// --- checks before a start ---
+
+bool CDTAcqView::PrepareStart() {
+    return CheckScreen() && CheckChannels() && ConfigureBoard() && CheckDisk() && BuildOutput();
+}
+
+bool CDTAcqView::CheckScreen() {
+    if (m_settings.displaySpan * FrequencyKHz() + 1.0 >= leastPoints) return true;
+    Fail(fewPointsText);
+    return false;
+}
+
+bool CDTAcqView::CheckChannels() {
+    const std::vector<int> active = ActiveChannels();
+    std::string fault;
+    const bool isBroken =
+        !active.empty() && active.back() - active.front() + 1 != static_cast<int>(active.size());
+    if (active.empty())
+        fault = "No channel is on. Switch one on to record it.";
+    else if (active.back() >= m_adc.channels)
+        fault = fmt::format("Channel {} is on. The {} board has {} channels.", active.back() + 1,
+                            m_strBoardName, m_adc.channels);
+    else if (m_adc.channelList == ChannelListRule::inSequenceFromFirst && active.front() != 0)
+        fault = fmt::format(fmt::runtime(fromFirstText), m_strBoardName);
+    else if (m_adc.channelList != ChannelListRule::any && isBroken)
+        fault = fmt::format(fmt::runtime(inSequenceText), m_strBoardName);
+    else if (m_adc.channelList < ChannelListRule::any ||
+             m_adc.channelList > ChannelListRule::inSequenceFromFirst)
+        fault = unknownListText;
+    if (!fault.empty()) Fail(fault);
+    return fault.empty();
+}
+
+bool CDTAcqView::CheckDisk() {
+    const auto seconds = DiskSeconds();
+    if (m_bDisplayOnly || !seconds || *seconds > 1.0) return true;
+    Fail("There is no room for a recording on the disk. Make some, or record to another disk.");
+    return false;
+}
+
+bool CDTAcqView::ConfigureBoard() {
+    const std::vector<int> active = ActiveChannels();
+    double interval = m_settings.m_dSampleInterval;
+    m_format.channels = active.size();
+    m_format.encoding = m_adc.encoding;
+    m_format.bits = m_adc.resolutionBits;
+    m_format.low = m_adc.voltLow;
+    m_format.high = m_adc.voltHigh;
+    for (size_t i = 0; i < active.size(); ++i)
+        m_format.gains[i] = m_settings.channels[static_cast<size_t>(active[i])].m_dChanGain;
+    const bool isSet = OnHost([&](CDTHost& host) {
+        if (!host.ConfigureInputs(active, ModeOf(m_settings.m_nInputMode), interval)) return false;
+        m_settings.m_dSampleInterval = interval;
+        return host.SetBufferSize(WantedBufferScans());
+    });
+    if (!isSet || !ConfigureOutputs()) return false;
+    return OnHost([this](CDTHost& host) { return host.ChooseTrigger(NeedsExternalTrigger(), m_nDacs); });
+}
+
+// --- stimulus ---
+
+bool CDTAcqView::ConfigureOutputs() {
+    m_nDacs = std::min(static_cast<int>(m_settings.m_nDacInUse), m_nDacChannels);
+    m_pOutputSource.reset();
+    if (m_nDacs == 0) return true;
+    const bool isFile = m_settings.m_nStimMode == 2;
+    if (isFile && !OpenOutputFile()) return false;
+    const double wanted = isFile ? 1.0 / m_pOutputSource->sampleInterval : m_settings.m_dOutputFreqKHz;
+    m_dOutputKHz = wanted;
+    if (!OnHost([this](CDTHost& host) { return host.ConfigureOutputs(m_nDacs, m_dOutputKHz); })) return false;
+    if (isFile && std::abs(m_dOutputKHz - wanted) > sameRate * wanted)
+        GetHost().Message(inexactFrequencyText);
+    return true;
+}
+
+bool CDTAcqView::OpenOutputFile() {
+    if (m_settings.m_strOutputFile.empty()) {
+        Fail(noOutputFileText);
+        return false;
+    }
+    m_pOutputSource =
+        OpenDocument(GetSession(), m_settings.m_strOutputFile, {OpenFor::reading, OpenTalk::logs});
+    if (!m_pOutputSource) {
+        Fail(fmt::format("Couldn't open file {}", m_settings.m_strOutputFile));
+        return false;
+    }
+    m_nDacs = std::min(m_nDacs, m_pOutputSource->traceCount);
+    return true;
+}
+
+bool CDTAcqView::BuildOutput() {
+    if (m_nDacs == 0) return true;
+    const DacRange range{m_dac.voltHigh, m_dac.voltLow, 1 << m_dac.resolutionBits, m_dac.encoding};
+    if (!OnHost([](CDTHost& host) { return host.ClearOutput(); })) return false;
+    return m_pOutputSource ? BuildFile(range) : BuildPulses(range);
+}
+
+bool CDTAcqView::Queue(std::span<const int32_t> codes) {
+    return OnHost([codes](CDTHost& host) { return host.QueueOutput(codes); });
+}
+
+bool CDTAcqView::BuildPulses(const DacRange& range) {
+    PulseCodes codes(std::span(m_settings.dac).first(static_cast<size_t>(m_nDacs)), m_nSeqIndex, range,
+                     {m_dOutputKHz, m_settings.m_bTimeInSeconds}, &GetHost());
+    bool isGood = true;
+    BuildPulseBuffers(codes, GetHost(),
+                      [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });
+    return isGood;
+}
+
+bool CDTAcqView::BuildFile(const DacRange& range) {
+    const CDataDoc& source = *m_pOutputSource;
+    const int first =
+        std::min(static_cast<int>(m_settings.m_nOutputSourceTrace), source.traceCount - m_nDacs);
+    std::vector<int> traces(static_cast<size_t>(m_nDacs));
+    std::iota(traces.begin(), traces.end(), std::max(first, 0));
+    int64_t from = 0, end = source.GetLength();
+    if (m_settings.outputTraceSource != 0 && source.view.viewEnd > source.view.viewStart) {
+        from = std::clamp<int64_t>(source.PositionOf(source.view.viewStart), 0, end);
+        end = std::clamp<int64_t>(source.PositionOf(source.view.viewEnd) + 1, from, end);
+    }
+    FileCodes codes(*m_pOutputSource, from, end - from, traces, m_nDacs, range);
+    bool isGood = true;
+    const bool isBuilt = BuildFileBuffers(
+        codes, GetHost(), [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });
+    if (!isBuilt) m_bFailed = true;
+    return isBuilt && isGood;
+}
+
+void CDTAcqView::AdvanceSequence() {
+    bool hasSequence = false;
+    for (uint32_t i = 0; i < m_settings.m_nDacInUse && i < m_settings.dac.size(); ++i)
+        for (const COutputPulse& pulse : m_settings.dac[i].pulses)
+            hasSequence = hasSequence || pulse.HasSequence();
+    if (hasSequence && !m_bSequencePaused) ++m_nSeqIndex;
+}
+
+// --- the board ---
+
+bool CDTAcqView::StartBoard() {
+    const DataRoad road{m_pStorePipe.get(), m_pDisplayPipe.get(), &m_bSkippedDisplay};
+    const bool pulses = m_settings.m_bDigitalTrigOut && m_bDigitalOutput;
+    return OnHost([&](CDTHost& host) { return host.Start(road, m_nDacs, pulses); });
+}
+
+void CDTAcqView::StopBoard() {
+    OnHost([](CDTHost& host) {
+        host.Stop();
+        return true;
+    });
+}
+
+void CDTAcqView::FillDocument(CAcqDoc& doc) const {
+    const std::vector<int> active = ActiveChannels();
+    doc.m_eRecordingType = m_settings.m_eRecordingType;
+    doc.m_strBoardName = m_strBoardName;
+    doc.m_fVoltHigh = m_adc.voltHigh;
+    doc.m_fVoltLow = m_adc.voltLow;
+    doc.m_nEncoding = m_format.bytesPerSample == 4 ? wideSamples : static_cast<uint32_t>(m_adc.encoding);
+    doc.m_nResolutionBits = m_adc.resolutionBits;
+    doc.m_nChannels = static_cast<uint32_t>(active.size());
+    doc.m_dSampleInterval = m_settings.m_dSampleInterval;
+    doc.fileComment = m_settings.notes;
+    doc.view.viewStart = 0.0;
+    doc.view.viewEnd = m_settings.displaySpan;
+    for (size_t i = 0; i < active.size(); ++i) {
+        const AcquisitionChannel& channel = m_settings.channels[static_cast<size_t>(active[i])];
+        doc.m_dChannelGain[i] = channel.m_dChanGain;
+        TraceSettings& trace = doc.traces[i];
+        trace.axisTop = channel.axisA;
+        trace.axisBottom = channel.axisB;
+        trace.traceLabel = channel.label;
+        trace.traceColour = channel.colour;
+        trace.traceUnits = "V";
+        trace.traceGain = channel.m_dChanGain;
+        if (!channel.note.empty()) trace.axisLabel = channel.note;
+    }
+}
+
+}  // namespace kymora

@@ -1,0 +1,66 @@
+#pragma once
+// What interfaces of boards have in common: the board on its thread, the checks before a start, the stimulus.
+
+#include "acquisition/acq_view.h"
+#include "acquisition/dt_thread.h"
+#include "recording/adc_dac_configuration.h"
+
+namespace kymora {
+
+class CDTAcqView : public CAcqView {
+  public:
+    CDTAcqView(Session& session, AcqEventLoop& loop, std::unique_ptr<Board> board);
+    ~CDTAcqView() override;
+
+    // Makes the thread and opens the board. False, told to the user, where it cannot record.
+    bool OpenBoard();
+    // What a configuration is held against.
+    ConfigurationTarget::Board BoardTarget() const;
+    Board& GetBoard() { return *m_pBoard; }
+    int DacChannels() const { return m_nDacChannels; }
+
+    // Acquisitions done in the present sequence.
+    int64_t SequenceIndex() const { return m_nSeqIndex; }
+    void ResetSequence() { m_nSeqIndex = 0; }
+    bool m_bSequencePaused = false;  // the counter does not advance
+
+  protected:
+    static constexpr double leastPoints = 9.0;  // on the screen
+
+    // All checks before a start, in their order, with the board set up for it at their end. False, told to
+    // the user, where it cannot be.
+    bool PrepareStart();
+    virtual bool NeedsExternalTrigger() const = 0;
+    // DTstart and DTstop; both wait for the board's thread.
+    bool StartBoard();
+    void StopBoard();
+    // After a recording with data: the next one plays the next of the sequence.
+    void AdvanceSequence();
+    void FillDocument(CAcqDoc& doc) const override;
+
+  private:
+    bool OnHost(const std::function<bool(CDTHost&)>& work);
+    bool CheckScreen();
+    bool CheckChannels();
+    bool CheckDisk();
+    bool ConfigureBoard();
+    bool ConfigureOutputs();
+    bool OpenOutputFile();
+    bool BuildOutput();
+    bool BuildPulses(const DacRange& range);
+    bool BuildFile(const DacRange& range);
+    bool Queue(std::span<const int32_t> codes);
+
+    std::unique_ptr<Board> m_pBoard;
+    std::unique_ptr<CDTThread> m_pThread;
+    std::string m_strBoardName;
+    SubsystemCapabilities m_adc, m_dac;
+    int m_nDacChannels = 0;  // of the board
+    int m_nDacs = 0;         // in use by this recording
+    bool m_bDigitalOutput = false;
+    double m_dOutputKHz = 20.0;
+    std::unique_ptr<CDataDoc> m_pOutputSource;
+    int64_t m_nSeqIndex = 0;
+};
+
+}  // namespace kymora

@@ -1,0 +1,320 @@
+#include "acquisition/dt_gen_acq_view.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace kymora {
+
+namespace {
+
+constexpr const char* shortRepeatText =
+    "Problem: your Repeat interval is too short for this episode Record time. Stopping repeats.";
+constexpr const char* someSkippedText =
+    "Some data were skipped in the real-time display but all data were stored successfully.";
+constexpr const char* diskFullText =
+    "The disk is almost full. Recording stopped; what came until now is stored.";
+constexpr int firstTickMs = 1, tickMs = 1000, watchMs = 1000;
+constexpr double mostPreTriggerBytes = 512e6;
+
+struct FaultText {
+    AcqMessage message;
+    const char* text;
+};
+constexpr FaultText faultTexts[] = {
+    {AcqMessage::overrun, "Buffer overrun in attempting to save data to disk. Recording stopped."},
+    {AcqMessage::boardOverrun, "Overrun Error on input (reduce sample frequency)"},
+    {AcqMessage::boardUnderrun, "Underrun Error on output (reduce sample frequency)"},
+    {AcqMessage::nullBuffer, "NULL buffer in ADC BufferDone."},
+    {AcqMessage::bufferNotFilled, "Acquisition buffer not filled."},
+    {AcqMessage::queueDone, "The board had no buffer left. Recording stopped."},
+    {AcqMessage::boardGone,
+     "The board does not answer any more. Recording stopped; what came until then is stored."},
+    {AcqMessage::boardRefused,
+     "The board refused a buffer. Recording stopped; what came until then is stored."},
+    {AcqMessage::storageFailed, ""},  // told when the storage thread has ended
+};
+
+}  // namespace
+
+CDTGenAcqView::CDTGenAcqView(Session& session, AcqEventLoop& loop, std::unique_ptr<Board> board)
+    : CDTAcqView(session, loop, std::move(board)), m_isOpen([&session](const std::filesystem::path& path) {
+          return session.files.Stamp(path).has_value();
+      }) {}
+
+CDTGenAcqView::~CDTGenAcqView() {
+    m_pObserver = nullptr;
+    EndSeries();
+    if (IsRunning()) Halt();
+    // What could not be saved stays where it can be recovered.
+    if (!m_bSaveFailed) DiscardSamples();
+}
+
+bool CDTGenAcqView::NeedsExternalTrigger() const {
+    return Trigger() == TriggerMode::external || m_settings.m_bDigitalTrigOut;
+}
+
+SaveMode CDTGenAcqView::Saving() const {
+    const auto chosen = static_cast<SaveMode>(m_settings.m_nSaveMode);
+    const bool isByHand = chosen == SaveMode::byHand || chosen == SaveMode::appendByHand;
+    return Trigger() == TriggerMode::repeat && isByHand ? SaveMode::fileEach : chosen;
+}
+
+const char* CDTGenAcqView::StartButton() const {
+    if (!IsArming()) return "Start";
+    return State() == AcqState::armed || (State() == AcqState::triggered && m_settings.m_bRearm) ? "Disarm"
+                                                                                                 : "Arm";
+}
+
+bool CDTGenAcqView::IsTaking() const { return IsRunning() && State() != AcqState::armed; }
+
+// --- start ---
+
+bool CDTGenAcqView::OnAcqStart() {
+    if (State() == AcqState::armed) {
+        AbortArm();
+        return true;
+    }
+    if (!IsIdle()) {
+        GetHost().Failure("A recording is under way already. Stop it before you start another one.");
+        return false;
+    }
+    m_bEnding = m_bFailed = false;
+    if (!MayRecord()) return false;
+    if (Trigger() == TriggerMode::repeat) return StartSeries();
+    return StartWithChecks(IsArming() ? AcqState::armed : AcqState::recording);
+}
+
+bool CDTGenAcqView::StartWithChecks(AcqState state) {
+    if (PrepareStart() && AcqStart(state)) return true;
+    if (!IsIdle() && State() != AcqState::betweenEpisodes) SetState(AcqState::idle);
+    return false;
+}
+
+bool CDTGenAcqView::AcqStart(AcqState state) {
+    ComputeSweep();
+    std::string fault;
+    std::unique_ptr<InternalTrigger> trigger = MakeTrigger(fault);
+    if (!fault.empty()) {
+        Fail(fault);
+        return false;
+    }
+    if (!MakePipes(WantedBufferScans()) || !BeginStorage(state, std::move(trigger))) return false;
+    m_bUnsaved = m_bSaveFailed = false;
+    if (!StartBoard()) {
+        EndStorage();
+        DiscardSamples();
+        SetState(AcqState::idle);
+        return false;
+    }
+    m_bWarnedOfDisk = false;
+    Loop().SetTimer(watchTimer, watchMs);
+    ShowStatus();
+    return true;
+}
+
+std::unique_ptr<InternalTrigger> CDTGenAcqView::MakeTrigger(std::string& fault) const {
+    if (Trigger() != TriggerMode::internal) return nullptr;
+    const double scans = std::round(m_trigger.preTriggerMs * FrequencyKHz());
+    if (m_trigger.trace < 1 || m_trigger.trace > Format().channels)
+        fault = fmt::format("The trigger waits for trace {}, and {} are recorded.", m_trigger.trace,
+                            Format().channels);
+    else if (!(scans >= 0.0 && scans < static_cast<double>(ScansPerSweep())))
+        fault = "What is kept before the trigger must be shorter than the recording.";
+    else if (scans * static_cast<double>(Format().ScanBytes()) > mostPreTriggerBytes)
+        fault =
+            "What is kept before the trigger takes too much memory. Keep less, or record at a lower rate.";
+    if (!fault.empty()) return nullptr;
+    return std::make_unique<InternalTrigger>(m_trigger, Format(), static_cast<size_t>(scans));
+}
+
+// --- stop ---
+
+// Board and storage end, in this order.
+void CDTGenAcqView::Halt() {
+    Loop().KillTimer(watchTimer);
+    StopBoard();
+    EndStorage();
+}
+
+void CDTGenAcqView::StopRecording() {
+    GetHost().Log(fmt::format("CDTGenAcqView::StopRecording(), m_eState = {}\n", static_cast<int>(State())));
+    const bool wasArmed = State() == AcqState::armed;
+    Halt();
+    GetHost().Log("CDTGenAcqView::StopRecording(): THREADS stopped, pipes deleted\n");
+    const bool hasData = !m_bDisplayOnly && Document().StoredScans() > 0;
+    m_bUnsaved = !m_bDisplayOnly && (hasData || !(IsArming() || wasArmed));
+    SetState(AcqState::idle);
+    if (Trigger() == TriggerMode::external && !hasData && m_settings.m_bRearm && !m_bEnding && !HasFailed()) {
+        StartWithChecks(AcqState::armed);
+        return;
+    }
+    if (m_bSkippedAny) GetHost().Message(someSkippedText);
+    SaveWhatCame();
+    GoOn(hasData);
+}
+
+void CDTGenAcqView::SaveWhatCame() {
+    if (!m_bUnsaved) {
+        DiscardSamples();
+        return;
+    }
+    if (Saving() == SaveMode::fileEach || Saving() == SaveMode::append) OnSave();
+    if (Saving() == SaveMode::appendByHand && m_nAppendCount > 0) CheckAppendFile();
+}
+
+// What comes behind a recording: the next episode, the trigger once more, the next of the stimulus.
+void CDTGenAcqView::GoOn(bool hasData) {
+    if (hasData) AdvanceSequence();
+    if (Trigger() == TriggerMode::repeat) {
+        ++m_nEpisode;
+        if (m_bEnding || HasFailed() || m_nEpisode >= static_cast<int>(m_settings.m_nRepeatCount))
+            EndSeries();
+        else
+            SetState(AcqState::betweenEpisodes);
+        ShowStatus();
+    } else if (Trigger() == TriggerMode::external && m_settings.m_bRearm && !m_bEnding && !HasFailed()) {
+        m_bRearming = true;
+        m_mailbox.Post(AcqMessage::rearm);
+    }
+}
+
+void CDTGenAcqView::AbortArm() {
+    Halt();
+    GetHost().Log("CDTGenAcqView::AbortArm(): THREADS stopped, pipes deleted\n");
+    // The trigger may have come in the meantime.
+    m_bUnsaved = !m_bDisplayOnly && Document().StoredScans() > 0;
+    SetState(AcqState::idle);
+    SaveWhatCame();
+    ShowStatus();
+}
+
+void CDTGenAcqView::OnAcqStop() {
+    switch (State()) {
+    case AcqState::idle:
+        return;
+    case AcqState::armed:
+        return AbortArm();
+    case AcqState::betweenEpisodes:
+        EndSeries();
+        return ShowStatus();
+    default:
+        if (Trigger() == TriggerMode::repeat) m_nEpisode = static_cast<int>(m_settings.m_nRepeatCount) - 1;
+        StopRecording();
+    }
+}
+
+void CDTGenAcqView::StopForGood() {
+    m_bEnding = true;
+    m_bRearming = false;
+    OnAcqStop();
+}
+
+void CDTGenAcqView::StopFor(AcqMessage message, const std::string& text) {
+    if (message == AcqMessage::queueDone) GetHost().Log("CDTHost::OnQueueDone\n");
+    m_bFailed = true;
+    if (State() == AcqState::armed)
+        AbortArm();
+    else
+        StopRecording();
+    if (!text.empty()) Fail(text);
+}
+
+// --- messages ---
+
+bool CDTGenAcqView::TakeFault() {
+    for (const auto& [message, text] : faultTexts)
+        if (m_mailbox.Take(message)) {
+            StopFor(message, text);
+            return true;
+        }
+    return false;
+}
+
+void CDTGenAcqView::OnWake() {
+    if (IsRunning()) {
+        const uint32_t buffers = m_mailbox.TakeDataReady();
+        if (m_mailbox.Take(AcqMessage::triggered)) SetState(AcqState::triggered);
+        if (buffers > 0 && State() == AcqState::armed && Trigger() == TriggerMode::external)
+            SetState(AcqState::triggered);
+        if (buffers > 0) OnDataReady(buffers);
+        if (TakeFault()) return;
+        if (m_mailbox.Take(AcqMessage::done)) {
+            GetHost().Log("CAcqView::OnAcqDone: Stopped recording in response to ACQ_DONE message from "
+                          "storage thread.\n");
+            StopRecording();
+        }
+    }
+    if (!m_mailbox.Take(AcqMessage::rearm)) return;
+    if (IsIdle() && std::exchange(m_bRearming, false)) StartWithChecks(AcqState::armed);
+}
+
+void CDTGenAcqView::OnTimer(int id) {
+    if (id == repeatTimer) OnRepeatTick();
+    if (id == watchTimer) WatchDisk();
+}
+
+void CDTGenAcqView::WatchDisk() {
+    const auto left = DiskSeconds();
+    if (!left || m_bDisplayOnly || !IsTaking()) return;
+    if (*left <= 0.0) {
+        m_bFailed = true;
+        StopRecording();
+        Fail(diskFullText);
+        return;
+    }
+    const double needed = static_cast<double>(ScansPerSweep() - StoredScans()) / (FrequencyKHz() * 1000.0);
+    if (m_bWarnedOfDisk || *left > DiskWatch::warningSeconds || *left > needed) return;
+    m_bWarnedOfDisk = true;
+    GetHost().Message(
+        fmt::format("The disk has room for another {} of this recording.", DurationText(*left)));
+}
+
+// --- repeats ---
+
+bool CDTGenAcqView::StartSeries() {
+    m_nEpisode = 0;
+    m_nElapsed = -1;
+    SetState(AcqState::betweenEpisodes);
+    ShowStatus();
+    Loop().SetTimer(repeatTimer, firstTickMs);
+    return true;
+}
+
+void CDTGenAcqView::EndSeries() {
+    Loop().KillTimer(repeatTimer);
+    if (!IsRunning() && !IsIdle()) SetState(AcqState::idle);
+}
+
+void CDTGenAcqView::OnRepeatTick() {
+    ++m_nElapsed;
+    ShowStatus();
+    if (m_nElapsed != std::max(1, static_cast<int>(m_settings.m_nRepeatInterval))) return;
+    if (IsRunning()) {
+        m_nEpisode = static_cast<int>(m_settings.m_nRepeatCount) - 1;
+        StopRecording();
+        Fail(shortRepeatText);
+        return;
+    }
+    if (!StartWithChecks(AcqState::episode)) return EndSeries();
+    if (m_nEpisode == 0) Loop().SetTimer(repeatTimer, tickMs);
+    m_nElapsed = 0;
+}
+
+void CDTGenAcqView::ShowStatus() {
+    const int count = static_cast<int>(m_settings.m_nRepeatCount);
+    if (Trigger() == TriggerMode::repeat && IsRunning())
+        m_strStatus = fmt::format("acquiring {} of {}", m_nEpisode + 1, count);
+    else if (State() == AcqState::betweenEpisodes)
+        m_strStatus = fmt::format("next: {} of {}, countdown {}", m_nEpisode + 1, count,
+                                  static_cast<int>(m_settings.m_nRepeatInterval) - m_nElapsed);
+    else if (Trigger() == TriggerMode::repeat)
+        m_strStatus = "n sweep: 0";
+    else
+        m_strStatus = m_nAppendCount > 0 ? fmt::format("n sweep: {}", m_nAppendCount) : std::string();
+    if (m_pObserver) m_pObserver->OnStateChanged();
+}
+
+}  // namespace kymora

@@ -1,0 +1,110 @@
+#pragma once
+// The general recording interface of a board: its buttons, states, trigger modes and save modes.
+
+#include <chrono>
+
+#include "acquisition/dt_acq_view.h"
+
+namespace kymora {
+
+// m_nSweepMode, m_nTrigMode and m_nSaveMode of the settings.
+inline constexpr const char* sweepModeTexts[] = {
+    "Limit recording time to single display duration.",
+    "Record until reach time limit, restart sweep when reach right-hand edge.",
+    "Record until reach time limit, scroll sweep when reach right-hand edge."};
+inline constexpr const char* triggerModeTexts[] = {
+    "Start single recording cycle immediately Start button is clicked.",
+    "Start repetitive recording cycles at user-determined interval (will set Auto-Save). Initiate by "
+    "clicking Start "
+    "button.",
+    "Start single recording cycle with external trigger after arming by clicking Start button.",
+    "Start single recording cycle when data input reaches criterion (internal trigger)."};
+inline constexpr const char* saveModeTexts[] = {
+    "Manual Save recording. Unsaved data are overwritten.",
+    "Manual Save 1st recording, manual Append subsequent recordings to same file. Click Done when finished "
+    "appending.",
+    "Auto-save 1st recording and auto-append subsequent recordings to same file. Click Done when finished "
+    "appending.",
+    "Auto-save recording to file and increment filename immediately after acquisition."};
+
+enum class TriggerMode : uint32_t { atOnce, repeat, external, internal };
+enum class SaveMode : uint32_t { byHand, appendByHand, append, fileEach };
+
+class CDTGenAcqView : public CDTAcqView {
+  public:
+    CDTGenAcqView(Session& session, AcqEventLoop& loop, std::unique_ptr<Board> board);
+    // Stops what runs. What nobody saved is gone; what could not be saved stays in its temporary file.
+    ~CDTGenAcqView() override;
+
+    InternalTriggerSettings m_trigger;  // of trigger mode 3
+    std::filesystem::path m_saveAs;     // in place of the question for a name; empty: it is asked
+    // Whether the file that is appended to is still open; as it comes, whether it is there.
+    std::function<bool(const std::filesystem::path&)> m_isOpen;
+
+    // --- buttons; false where nothing came of it, which the user was told ---
+    bool OnAcqStart();  // Start, Arm, Disarm
+    void OnAcqStop();
+    // The same, and neither is the trigger armed again nor does another episode follow.
+    void StopForGood();
+    bool OnSave();  // Save, Append
+    void OnDone();
+
+    const char* StartButton() const;
+    const char* SaveButton() const { return m_nAppendCount > 0 ? "Append" : "Save"; }
+    const std::string& StatusText() const { return m_strStatus; }
+    TriggerMode Trigger() const { return static_cast<TriggerMode>(m_settings.m_nTrigMode); }
+    // Repeated recordings save themselves.
+    SaveMode Saving() const;
+    int EpisodesDone() const { return m_nEpisode; }
+    // Recordings that have gone into the present file.
+    int AppendCount() const { return m_nAppendCount; }
+    // Nothing runs, and nothing will begin by itself.
+    bool HasEnded() const { return IsIdle() && !m_bRearming; }
+    // Samples were stored, and are in no file yet.
+    bool HasUnsaved() const { return m_bUnsaved; }
+
+  protected:
+    bool NeedsExternalTrigger() const override;
+    void OnWake() override;
+    void OnTimer(int id) override;
+
+  private:
+    enum Timer { repeatTimer = 1, watchTimer = 2 };
+
+    bool IsArming() const { return Trigger() == TriggerMode::external || Trigger() == TriggerMode::internal; }
+    bool IsTaking() const;
+    bool AcqStart(AcqState state);
+    bool StartWithChecks(AcqState state);
+    std::unique_ptr<InternalTrigger> MakeTrigger(std::string& fault) const;
+    void StopRecording();
+    void AbortArm();
+    void Halt();
+    void StopFor(AcqMessage message, const std::string& text);
+    bool TakeFault();
+    // What happens with a recording that has ended.
+    void SaveWhatCame();
+    void GoOn(bool hasData);
+
+    bool StartSeries();
+    void EndSeries();
+    void OnRepeatTick();
+    void ShowStatus();
+    void WatchDisk();
+
+    bool SaveFirst();
+    bool Append();
+    bool CheckAppendFile();
+
+    int m_nEpisode = 0;   // of a series, done
+    int m_nElapsed = -1;  // ticks since the last start
+    int m_nAppendCount = 0;
+    std::filesystem::path m_appendFile;
+    bool m_bUnsaved = false;
+    bool m_bSaveFailed = false;
+    bool m_bRearming = false;  // the trigger will be armed in a moment
+    bool m_bEnding = false;
+    bool m_bWarnedOfDisk = false;
+    std::string m_strStatus;
+};
+
+}  // namespace kymora
