@@ -339,7 +339,7 @@ CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
         CEventKM moved = event;
         moved.onPosition = std::max(event.onPosition, range.start) - range.start;
         moved.offPosition = std::min(event.offPosition, range.end) - range.start;
-        if (moved.offPosition > moved.onPosition) part.AppendLoaded(std::move(moved));
+        part.AppendLoaded(std::move(moved));
     }
     return part;
 }

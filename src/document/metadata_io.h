@@ -70,7 +70,8 @@ void StoreChannels(CArchive& archive, const CDataDoc& doc, const StoredPart& par
 void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version);
 void StoreScaleBars(CArchive& archive, const CDataDoc& doc, int version);
 
-// A channel's part of a range: positions relative to its start, events that cross an end cut there.
+// A channel's part of a range: positions relative to its start, events that cross an end cut there. One that
+// only touches an end is kept without a length.
 CEventChan ChannelInRange(const CEventChan& channel, SampleRange range);
 
 inline constexpr const char* guardString = "guard string";
