@@ -92,6 +92,7 @@ void CEventChan::Remeasure() {
 void CEventChan::AppendLoaded(CEventKM event) {
     longestEvent_ = std::max(longestEvent_, Duration(event));
     events_.push_back(std::move(event));
+    if (!eventExtra_.empty()) eventExtra_.push_back({});
     descents_ += DescentsAt(events_.size() - 1);
 }
 

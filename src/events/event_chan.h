@@ -187,7 +187,7 @@ class CEventChan {
     // wrong with it, and the caller reports it. Drawing settings that the version does not hold stay as they
     // are. Throws ArchiveError and then leaves the channel as it was.
     EventOrderFault Load(CArchive& archive, int version);
-    // Adds an event in the place that it has in the file.
+    // Adds an event in the place that it has in the file. Its row of an extra table that is there is zeros.
     void AppendLoaded(CEventKM event);
     // The fault of the first event, from the second on, that has a negative position or starts before the one
     // ahead.

@@ -62,6 +62,8 @@ std::string CAppendRecording::Write(Session& session, const std::filesystem::pat
     CAcqDoc& first = *Recording();
     if (IsSameFile(session.files, m_sFile, path) && !IsSameFile(session.files, first.filePath, path))
         return fmt::format("{} is the recording that is appended. Choose another name.", path.string());
+    if (IsSameFile(session.files, first.filePath, path) && session.files.IsReadOnly(path))
+        return fmt::format("{} has the ReadOnly property set.", path.string());
     OpenRequest request(OpenFor::reading, OpenTalk::tells);
     request.callerTells = true;
     CAcqDoc second(session);

@@ -24,6 +24,7 @@ enum class RecordingFault {
     unfinished,  // its scan count was never written; the scans were counted
     shortened,   // it holds fewer scans than it states
     noTail,      // what stands behind the samples cannot be read
+    miscounted,  // its tail does not stand where the scan count says; the scans before it were counted
 };
 
 class CAcqDoc : public CDataDoc, public RecordingHeader {
@@ -35,6 +36,8 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     // In the time zone of this machine.
     std::optional<double> GetStartClock() const override;
     RecordingFault Fault() const { return fault_; }
+    // Whether the file holds settings and events that can be read.
+    bool HasTail() const { return hasTail_; }
     const RecordingTailState& TailState() const { return tailState_; }
 
     // The head and the samples as the model has them now, for who writes them elsewhere.
@@ -80,15 +83,21 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     void ReadOwnSideCar();
     void MeasureScans(uint32_t field);
     void FillModel();
-    bool TryTail(std::string& reason);
-    bool BeginsWithTail() const;
-    void LoadModel(bool withTail);
+    void FindTail(std::string& reason);
+    bool TakeMovedTail();
+    std::optional<uint64_t> TryTail(uint64_t at, std::string& reason);
+    void LoadModel();
+    void LoadBare();
+    void LoadTail();
+    void TakeNewerTail();
     void TellFault(const std::string& reason);
 
     RecordingTailState tailState_;
     RecordingFault fault_ = RecordingFault::none;
     int64_t statedScans_ = 0, scans_ = 0, scansThere_ = 0;
     uint64_t tailAt_ = 0;
+    bool hasTail_ = false;
+    uint64_t replacedSideCar_ = 0;  // 0: none
     std::unique_ptr<RecordingSamples> samples_;
 
     // While recording.
@@ -99,6 +108,14 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
 
 inline constexpr const char* selectRecordingText = "You must select a .kymr-rec file";
 
+// What tells the contents of a recording's side-car from others; nothing where it has none.
+std::optional<uint64_t> SideCarSum(FileSystem& files, const std::filesystem::path& recording);
+// Behind the tail of a recording that was written anew together with its side-car stands this, with the sum
+// of the side-car that was there before: where that one is still there, the tail is newer.
+inline constexpr const char* replacedSideCarMark = "in place of side-car";
+
+// Whether an event may be the mark of an episode. One that a part ends with has no length.
+bool IsEpisodeMark(const CEventKM& event);
 // Whether the events of a channel mark the beginnings of recordings that were appended to each other.
 bool MarksEpisodes(const CEventChan& channel);
 // The event that marks the beginning of a recording at this scan, so many seconds after the first one's.

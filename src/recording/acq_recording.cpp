@@ -40,9 +40,10 @@ void WriteStart(DataFile& file, RecordingHeader& header) {
 }
 
 // The file has its head before it has a name, so that whatever is found under such a name opens.
-NewRecording MakeInFolder(FileSystem& files, const std::filesystem::path& folder, RecordingHeader& header) {
+NewRecording MakeInFolder(FileSystem& files, const std::filesystem::path& folder, RecordingHeader& header,
+                          std::filesystem::path& tried) {
     for (int n = 0;; ++n) {
-        NewRecording made{nullptr, NameOfNumber(folder, n)};
+        NewRecording made{nullptr, tried = NameOfNumber(folder, n)};
         if (n >= mostNames) return {};
         if (files.Stamp(made.path)) continue;
         try {
@@ -59,9 +60,10 @@ NewRecording MakeInFolder(FileSystem& files, const std::filesystem::path& folder
     }
 }
 
-NewRecording AskForFile(Session& session, const FileError& error, RecordingHeader& header) {
+NewRecording AskForFile(Session& session, const std::filesystem::path& tried, const FileError& error,
+                        RecordingHeader& header) {
     session.host.Log(std::string(error.what()) + "\n");
-    session.host.Message(fmt::format(fmt::runtime(temporaryNotOpenedText), error.what()));
+    session.host.Message(fmt::format(fmt::runtime(temporaryNotOpenedText), tried.string()));
     const auto chosen =
         session.host.ChooseSaveFile({"Temporary file", "temporary (.dat)|*.dat|all files|*.*||", "dat", {}});
     if (!chosen) {
@@ -82,12 +84,13 @@ NewRecording MakeTemporary(Session& session, const std::filesystem::path& folder
         session.host.Message(noTemporaryPathText);
         return {};
     }
+    std::filesystem::path tried;
     try {
-        NewRecording made = MakeInFolder(session.files, wanted, header);
+        NewRecording made = MakeInFolder(session.files, wanted, header, tried);
         if (!made.file) session.host.Message(noTemporaryFileNameText);
         return made;
     } catch (const FileError& error) {
-        return AskForFile(session, error, header);
+        return AskForFile(session, tried, error, header);
     }
 }
 

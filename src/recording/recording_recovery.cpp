@@ -85,6 +85,7 @@ std::vector<std::filesystem::path> OfferLeftRecordings(Session& session,
             if (session.host.Confirm(OfferText(left))) target = SaveLeft(session, left);
         }
         if (target) saved.push_back(*target);
+        if (target && IsSameFile(session.files, path, *target)) continue;  // finished in its place
         if (target || session.host.Confirm(RemoveText(path))) RemoveLeft(session, path);
     }
     return saved;

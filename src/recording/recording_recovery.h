@@ -27,8 +27,8 @@ class CLeftRecording : public CAcqDoc {
 };
 
 // What the user is asked of recordings that were found, one after the other: whether and where to save each,
-// and else whether to remove it. A file goes only when it was saved or the user has said so. The names of the
-// files that were saved.
+// and else whether to remove it. A file goes only when it was saved under another name or the user has said
+// so. The names of the files that were saved.
 std::vector<std::filesystem::path> OfferLeftRecordings(Session& session, const std::filesystem::path& folder);
 
 }  // namespace kymora

@@ -61,8 +61,10 @@ std::optional<std::filesystem::path> SaveRecording(CAcqDoc& doc, uint32_t comman
             SaveWhole(doc, named, how);
         return named;
     } catch (const Cancelled&) {
+    } catch (const SaveNotOpened& error) {
+        host.Failure(error.what());
     } catch (const FileError& error) {
-        host.Failure(fmt::format("{}\n{}", isVisible ? saveNotOpenedText : problemSavingText, error.what()));
+        host.Failure(fmt::format("{}\n{}", problemSavingText, error.what()));
     }
     return {};
 }

@@ -12,7 +12,6 @@ namespace kymora {
 inline constexpr uint32_t saveVisibleCommand = 0x831E;
 
 inline constexpr const char* problemSavingText = "Problem saving file. Sorry!";
-inline constexpr const char* saveNotOpenedText = "Couldn't open Save file. Abandoning";
 
 FileRequest RecordingFileRequest(const std::filesystem::path& suggestion = {});
 std::filesystem::path WithRecordingExtension(std::filesystem::path path);

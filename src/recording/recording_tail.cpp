@@ -10,7 +10,6 @@ namespace {
 constexpr const char* markersMark = "doing markers";
 constexpr const char* annotationsMark = "doing annotations";
 constexpr const char* eventsMark = "doing events";
-constexpr const char* fileEndMark = "end of file";
 
 size_t ChannelCount(const RecordingHeader& header) { return header.m_nChannels; }
 

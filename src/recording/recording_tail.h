@@ -22,7 +22,9 @@ struct RecordingTailState {
     uint32_t waveViewState = 0;
 };
 
+// The words at its beginning and its end.
 inline constexpr const char* dataEndMark = "end of data";
+inline constexpr const char* fileEndMark = "end of file";
 
 // Fills the model, of which channels and length are known, with the tail at the archive's place, and the time
 // of start, which the wave layout keeps there. The strings that mark its parts are not compared. Throws

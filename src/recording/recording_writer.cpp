@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <limits>
+#include <optional>
+#include <vector>
 
 #include "document/native_writer.h"
 #include "document/side_car.h"
@@ -44,24 +47,41 @@ class ScanCopy {
     ProgressScope progress_;
 };
 
-void WriteRanges(CAcqDoc& doc, const std::filesystem::path& path, std::initializer_list<ScanRange> ranges,
-                 const metadata::StoredPart& part) {
+// What a recording is made of besides its head.
+struct Contents {
+    std::vector<ScanRange> ranges;
+    metadata::StoredPart part{};
+    std::optional<uint64_t> replacedSideCar{};
+};
+
+void WriteContents(CAcqDoc& doc, const std::filesystem::path& path, const Contents& contents) {
     FileSystem& files = doc.GetSession().files;
     const bool isOwn = IsSameFile(files, doc.filePath, path);
     if (!isOwn) CheckNoSideCar(files, path);
     int64_t scans = 0;
     uint64_t bytes = 0;
-    for (const ScanRange& range : ranges) scans += range.count, bytes += range.Bytes();
+    for (const ScanRange& range : contents.ranges) scans += range.count, bytes += range.Bytes();
     RecordingHeader header = doc.CurrentHeader();
     const uint32_t field = header.FieldOf(scans);
     ScanCopy copy(doc.GetHost(), std::max<uint64_t>(bytes, 1));
+    bool hasFile = false;
     const auto write = [&](CArchive& archive) {
+        hasFile = true;
         StoreRecordingHeader(archive, header);
         archive.Write<uint32_t>(field);
-        for (const ScanRange& range : ranges) copy.Write(archive, range);
-        StoreRecordingTail(archive, doc, header, doc.TailState(), part);
+        for (const ScanRange& range : contents.ranges) copy.Write(archive, range);
+        StoreRecordingTail(archive, doc, header, doc.TailState(), contents.part);
+        if (!contents.replacedSideCar) return;
+        archive.WriteString(replacedSideCarMark);
+        archive.Write<uint64_t>(*contents.replacedSideCar);
     };
-    WriteFileAtomically(files, path, isOwn ? doc.RememberedStamp(doc.filePath) : files.Stamp(path), write);
+    try {
+        WriteFileAtomically(files, path, isOwn ? doc.RememberedStamp(doc.filePath) : files.Stamp(path),
+                            write);
+    } catch (const FileError& error) {
+        if (hasFile || contents.part.IsWhole()) throw;
+        throw SaveNotOpened(error);
+    }
 }
 
 SampleRange ScansIn(const CAcqDoc& doc, RecordingSpan& span) {
@@ -74,9 +94,7 @@ SampleRange ScansIn(const CAcqDoc& doc, RecordingSpan& span) {
             std::clamp(doc.PositionOf(span.endMs), 0, last)};
 }
 
-// --- one behind another ---
-
-// What the model of the first recording holds of all that changes, put back at the end.
+// What the model of a recording holds of all that changes while it is written, put back at the end.
 class ModelKept {
   public:
     explicit ModelKept(CDataDoc& doc)
@@ -99,35 +117,83 @@ class ModelKept {
     std::vector<CMarker> markers_;
 };
 
-CEventChan MovedChannel(const CEventChan& channel, int32_t scans, int64_t seconds) {
-    CEventChan moved = channel.WithoutEvents();
-    const bool areMarks = MarksEpisodes(channel);
-    for (CEventKM event : channel.Events()) {
-        const bool isOfStart = areMarks && event.onPosition == 0;
-        if (isOfStart) continue;  // its new mark stands there
-        if (areMarks) {
-            const auto own = static_cast<int64_t>(std::llround(event.eventValue / 1000.0));
-            event = EpisodeMark(event.onPosition, own + seconds);
-        }
-        event.onPosition += scans;
-        event.offPosition += scans;
-        moved.AppendLoaded(std::move(event));
-    }
-    return moved;
+// The episode in which a part begins goes on in it: its mark stands at the part's first sample.
+void MarkStart(CEventChan& marks, int32_t start) {
+    const auto later = static_cast<size_t>(marks.PlaceFor(start));
+    if (later == 0) return;
+    CEventKM mark = marks.Events()[later - 1];
+    mark.onPosition = start;
+    mark.offPosition = start + 1;
+    marks.Splice(0, static_cast<int>(later), {mark});
 }
 
-void AddChannel(CEventChan& to, CEventChan moved) {
-    if (moved.GetNumEvents() == 0) return;
+// --- one behind another ---
+
+using ExtraRow = std::array<float, 3>;
+
+ExtraRow RowOf(const CEventChan& channel, size_t event) {
+    return event < channel.EventExtra().size() ? channel.EventExtra()[event] : ExtraRow{};
+}
+
+// An end that is far behind every recording stays behind it.
+int32_t MovedPosition(int32_t position, int32_t scans) {
+    return static_cast<int32_t>(
+        std::min<int64_t>(int64_t{position} + scans, std::numeric_limits<int32_t>::max()));
+}
+
+// Puts the events of a channel behind those of another one, as they are but for the first `from` of them.
+// Where either has a table of rows, all have theirs in it.
+void AddChannel(CEventChan& to, const CEventChan& channel, size_t from, int32_t scans) {
+    const auto count = static_cast<size_t>(channel.GetNumEvents());
+    if (from >= count) return;
+    std::vector<ExtraRow> rows;
+    const bool hasRows = !to.EventExtra().empty() || !channel.EventExtra().empty();
+    for (size_t i = 0; hasRows && i < static_cast<size_t>(to.GetNumEvents()); ++i)
+        rows.push_back(RowOf(to, i));
     if (to.GetNumEvents() == 0) {
-        moved.ownerDoc = to.ownerDoc;
-        to = std::move(moved);
-        return;
+        EventChanOwner* const owner = to.ownerDoc;
+        to = channel.WithoutEvents();
+        to.ownerDoc = owner;
     }
-    for (CEventKM event : moved.Events()) to.AppendLoaded(std::move(event));
+    for (size_t i = from; i < count; ++i) {
+        CEventKM event = channel.Events()[i];
+        event.onPosition = MovedPosition(event.onPosition, scans);
+        event.offPosition = MovedPosition(event.offPosition, scans);
+        to.AppendLoaded(std::move(event));
+        if (hasRows) rows.push_back(RowOf(channel, i));
+    }
+    if (hasRows) to.SetEventExtra(std::move(rows));
 }
 
 void AddMark(CEventChan& channel, const CEventKM& mark) {
-    channel.Splice(channel.PlaceFor(mark.onPosition), 0, {mark});
+    const int place = channel.PlaceFor(mark.onPosition);
+    std::vector<ExtraRow> rows = channel.EventExtra();
+    channel.Splice(place, 0, {mark});
+    if (rows.empty()) return;
+    rows.insert(rows.begin() + place, ExtraRow{});
+    channel.SetEventExtra(std::move(rows));
+}
+
+// Whether a text is that of a time in seconds, as marks have it.
+bool IsMarkLabel(std::string_view text) {
+    if (text.starts_with('-')) text.remove_prefix(1);
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// How many events at the start of channel 'a' give way to the new mark there: the recording's own first mark.
+size_t MarksOfStart(const CEventChan& marks) {
+    if (marks.GetNumEvents() == 0) return 0;
+    const CEventKM& first = marks.Events()[0];
+    const bool isMark = MarksEpisodes(marks) && IsMarkLabel(first.eventLabel);
+    return isMark || first == EpisodeMark(0, 0) ? 1 : 0;
+}
+
+// Whether nothing but marks of episodes may be in the channel, and none at the start.
+bool BeginsBetweenMarks(const CEventChan& marks) {
+    const auto& events = marks.Events();
+    return std::all_of(events.begin(), events.end(),
+                       [](const CEventKM& event) { return event.onPosition > 0 && IsEpisodeMark(event); });
 }
 
 template <typename Item>
@@ -142,10 +208,12 @@ void Carry(CAcqDoc& first, const CAcqDoc& second) {
     const auto scans = static_cast<int32_t>(first.GetLength());
     const int64_t seconds = second.m_timeStart - first.m_timeStart;
     CEventChan& marks = first.eventChannels[0];
-    if (marks.GetNumEvents() == 0) AddMark(marks, EpisodeMark(0, 0));
-    for (size_t c = 0; c < first.eventChannels.size(); ++c)
-        AddChannel(first.eventChannels[c], MovedChannel(second.eventChannels[c], scans, seconds));
+    if (BeginsBetweenMarks(marks)) AddMark(marks, EpisodeMark(0, 0));
     AddMark(marks, EpisodeMark(scans, seconds));
+    for (size_t c = 0; c < first.eventChannels.size(); ++c) {
+        const CEventChan& channel = second.eventChannels[c];
+        AddChannel(first.eventChannels[c], channel, c == 0 ? MarksOfStart(channel) : 0, scans);
+    }
     AddMoved(first.markers, second.markers, first.TimeOf(scans));
     for (size_t t = 0; t < first.traceAnnotations.size(); ++t)
         AddMoved(first.traceAnnotations[t], second.traceAnnotations[t], first.TimeOf(scans));
@@ -164,13 +232,16 @@ void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path) {
 }
 
 void WriteRecording(CAcqDoc& doc, const std::filesystem::path& path) {
-    WriteRanges(doc, path, {{doc, 0, doc.GetLength()}}, {});
+    WriteContents(doc, path, {{{doc, 0, doc.GetLength()}}});
 }
 
 void WriteRecordingPart(CAcqDoc& doc, const std::filesystem::path& path, RecordingSpan span) {
     const SampleRange scans = ScansIn(doc, span);
-    WriteRanges(doc, path, {{doc, scans.start, int64_t{scans.end} - scans.start + 1}},
-                {scans, span.startMs, span.endMs});
+    const ModelKept kept(doc);
+    if (MarksEpisodes(doc.eventChannels[0])) MarkStart(doc.eventChannels[0], scans.start);
+    WriteContents(
+        doc, path,
+        {{{doc, scans.start, int64_t{scans.end} - scans.start + 1}}, {scans, span.startMs, span.endMs}});
 }
 
 std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second) {
@@ -198,10 +269,18 @@ void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem:
     if (const std::string fault = AppendFault(first, second); !fault.empty()) throw FileError(fault, 0);
     FileSystem& files = first.GetSession().files;
     const bool isOwn = IsSameFile(files, first.filePath, path);
+    if (isOwn && !first.HasTail())
+        throw FileError(fmt::format("The settings and events of {} could not be read, and a recording in its "
+                                    "place would lose them. Write another file, or recover this one first.",
+                                    path.string()),
+                        0);
+    const bool hasSideCar = isOwn && first.damagedSideCar.empty();
+    const auto replaced = hasSideCar ? SideCarSum(files, first.filePath) : std::nullopt;
     const ModelKept kept(first);
     Carry(first, second);
-    WriteRanges(first, path, {{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {});
-    if (isOwn && files.Stamp(SideCarPath(path))) WriteSideCarAs(first, files, SideCarPath(path));
+    WriteContents(first, path,
+                  {{{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {}, replaced});
+    if (replaced) WriteSideCarAs(first, files, SideCarPath(first.filePath));
 }
 
 }  // namespace kymora

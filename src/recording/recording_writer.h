@@ -10,6 +10,8 @@
 
 namespace kymora {
 
+inline constexpr const char* saveNotOpenedText = "Couldn't open Save file. Abandoning";
+
 // From a time to a time, ms, both ends included; held to the recording.
 struct RecordingSpan {
     double startMs = 0.0;
@@ -23,9 +25,17 @@ void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path);
 // nothing behind.
 void WriteRecording(CAcqDoc& doc, const std::filesystem::path& path);
 
+// The file of a part could not be made.
+class SaveNotOpened : public FileError {
+  public:
+    explicit SaveNotOpened(const FileError& why)
+        : FileError(std::string(saveNotOpenedText) + "\n" + why.what(), why.systemError) {}
+};
+
 // The part of it: the scans from the first to the last of these times. It begins at its own time 0. Markers
-// and annotations in it are moved by the start, events are cut at its ends. The same throws, and FileError
-// where the part holds no scan.
+// and annotations in it are moved by the start, events are cut at its ends. Where channel 'a' marks episodes,
+// the part begins with the mark of its first one. The same throws, SaveNotOpened, and FileError where the
+// part holds no scan.
 void WriteRecordingPart(CAcqDoc& doc, const std::filesystem::path& path, RecordingSpan span);
 
 // Why one recording cannot stand behind another; empty where it can. They need the same layout, channels,
@@ -35,7 +45,8 @@ std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second);
 // A recording, and behind it the scans of another with a mark of the episode in channel 'a' whose label is
 // the time from start to start in seconds. The other's markers, annotations and events go along. The head,
 // and so the time of start, is the first one's. Where `path` is the first one's own file and a side-car
-// describes it, that is written anew, too. The same throws.
+// describes it, that is written anew, too; a program that ends between the two leaves what reads as both.
+// The same throws, and FileError where its own file would be replaced and has no tail that can be read.
 void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path);
 
 }  // namespace kymora

@@ -50,6 +50,16 @@ TEST_F(RecordingProgram, PartsAndRescuedRecordingsAreWritten) {
     }
     EXPECT_NE(RunKymora({"info", whole, "--json"}).out.find("\"length\": 20,"), std::string::npos)
         << "in place";
+    const ProgramResult noFolder = RunKymora(
+        {"convert", whole, "-o", (folder / "none" / "p.kymr-rec").string(), "--from", "1", "--to", "3"});
+    EXPECT_NE(noFolder.code, 0);
+    EXPECT_NE(noFolder.err.find("Couldn't open Save file. Abandoning"), std::string::npos) << noFolder.err;
+    std::filesystem::permissions(whole, std::filesystem::perms::owner_read);
+    const ProgramResult locked =
+        RunKymora({"run", "CAppendRecording", whole, "--set", "file=" + whole, "--in-place"});
+    EXPECT_NE(locked.code, 0);
+    EXPECT_NE(locked.err.find("has the ReadOnly property set."), std::string::npos) << locked.err;
+    EXPECT_NE(RunKymora({"info", whole, "--json"}).out.find("\"length\": 20,"), std::string::npos);
     Put("kymora-unfinished-1-0.kymr-rec", {.stated = 0, .tail = false});
     const ProgramResult found = RunKymora({"recover", "-o", out});
     EXPECT_NE(found.out.find("kymora-unfinished-1-0.kymr-rec\n"), std::string::npos) << "beside OUT";

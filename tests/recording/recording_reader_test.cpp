@@ -132,9 +132,10 @@ TEST_F(RecordingReader, ScanCountsAreHeldToTheFile) {
         EXPECT_EQ(doc->GetLength(), length);
         return dynamic_cast<CAcqDoc&>(*doc).Fault();
     };
-    EXPECT_EQ(faultOf({.codes = {}}, 0), RecordingFault::none) << "an empty recording has its tail";
+    EXPECT_EQ(faultOf({.codes = {}, .ownMarks = true}, 0), RecordingFault::none)
+        << "an empty recording has its tail";
     EXPECT_EQ(host.LastMessage(), "");
-    EXPECT_EQ(faultOf({.type = 0, .codes = {}}, 0), RecordingFault::none);
+    EXPECT_EQ(faultOf({.type = 0, .codes = {}, .ownMarks = true}, 0), RecordingFault::none);
     EXPECT_EQ(faultOf({.stated = 0, .tail = false}, 10), RecordingFault::unfinished);
     EXPECT_EQ(faultOf({.type = 0, .stated = 0, .tail = false}, 10), RecordingFault::unfinished);
     EXPECT_EQ(faultOf({.stated = 11, .tail = false}, 10), RecordingFault::shortened);
@@ -146,6 +147,36 @@ TEST_F(RecordingReader, ScanCountsAreHeldToTheFile) {
     cut.file.Wide(u"end of data").Wide(u"comment");
     const auto doc = Open(cut.file.data);
     EXPECT_EQ(doc->GetLength(), 0);
+}
+
+// Zeros read like a tail of empty texts and lists.
+TEST_F(RecordingReader, SamplesThatReadLikeATailAreSamples) {
+    for (const uint32_t type : {0u, 1u, 3u, 4u}) {
+        SCOPED_TRACE(type);
+        RecordingRecipe recipe{.type = type, .encoding = type == 3 ? 2u : 1u, .stated = 0, .tail = false};
+        recipe.codes.assign(200000, 0);
+        for (size_t i = 100000; i < recipe.codes.size(); ++i)
+            recipe.codes[i] = static_cast<uint32_t>(i % 100);
+        const auto doc = Open(BuildRecording(recipe).file.data);
+        ASSERT_EQ(doc->GetLength(), 100000);
+        EXPECT_EQ(dynamic_cast<CAcqDoc&>(*doc).Fault(), RecordingFault::unfinished);
+        EXPECT_EQ(SamplesOf(*doc, 1)[70000], VoltsOf(recipe, recipe.codes[140001]));
+    }
+}
+
+TEST_F(RecordingReader, ATailIsFoundWhereTheCountIsWrong) {
+    for (const uint32_t type : {0u, 1u})
+        for (const uint32_t scans : {0u, 11u, 5000000u}) {
+            SCOPED_TRACE(scans);
+            const RecordingRecipe recipe{
+                .type = type, .stated = scans * (type == 0 ? 4 : 1), .ownMarks = true};
+            const auto doc = Open(BuildRecording(recipe).file.data);
+            EXPECT_EQ(doc->GetLength(), 10);
+            EXPECT_EQ(dynamic_cast<CAcqDoc&>(*doc).Fault(), RecordingFault::miscounted);
+            EXPECT_EQ(host.messages.size(), 1u);
+            EXPECT_EQ(doc->fileComment, "a comment");
+            EXPECT_EQ(doc->GetNumEvents(1), 3);
+        }
 }
 
 TEST_F(RecordingReader, AShortPreambleIsReadWhereItIsAskedFor) {

@@ -65,7 +65,8 @@ TEST_F(RecordingWriter, APartHoldsWhatLiesInIt) {
         {1, 0.0, 4.5, 0, 10, {{1, 3}, {4, 5}, {8, 9}}, 2.5},
         {0, 0.0, 4.5, 0, 10, {{1, 3}, {4, 5}, {8, 9}}, 2.5},
         {1, 1.0, 4.5, 2, 8, {{0, 1}, {2, 3}, {6, 7}}, 1.5},  // an event is cut at both ends of the part
-        {1, 2.5, 3.5, 5, 3, {}, 0.0},
+        {1, 2.5, 3.5, 5, 3, {{0, 0}}, 0.0},                  // one ends where it begins
+        {1, 0.0, 2.0, 0, 5, {{1, 3}, {4, 4}}, {}},           // one begins with its last sample
         {4, 0.5, 1.0, 1, 2, {{0, 1}}, {}},
         {1, -7.0, 99.0, 0, 10, {{1, 3}, {4, 5}, {8, 9}}, 2.5},
     };
@@ -122,6 +123,141 @@ TEST_F(RecordingWriter, AppendedRecordingsAreEpisodes) {
     EXPECT_EQ(doc->markers.at(1).m_dTime, 7.5);
     const auto one = SamplesOf(*Open(source)), all = SamplesOf(*doc);
     for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(all[i], one[i % one.size()]);
+}
+
+// Channel 'a' of the second: marks are kept as they are, the first at its start gives way to the new one.
+TEST_F(RecordingWriter, AnAppendLeavesTheEventsOfBothAsTheyAre) {
+    const auto event = [](int on, int off, const char* label, float value, uint32_t colour = 0) {
+        return CEventKM{on, off, value, 1, colour, label};
+    };
+    const CEventKM start = EpisodeMark(0, 0), join = EpisodeMark(10, 90);
+    const struct {
+        std::vector<CEventKM> first, second, both;
+    } cases[] = {
+        {{}, {}, {start, join}},
+        {{start},
+         {event(0, 1, "7", 0.25f, 5), event(4, 5, "8", 0.5f, 5)},
+         {start, join, event(14, 15, "8", 0.5f, 5)}},
+        {{start}, {start, event(2, 6, "burst", 1.0f)}, {start, join, event(12, 16, "burst", 1.0f)}},
+        {{start}, {event(0, 1, "shock", 2.0f)}, {start, join, event(10, 11, "shock", 2.0f)}},
+        {{start}, {event(3, 4, "", 2.0f)}, {start, join, event(13, 14, "", 2.0f)}},
+        {{event(4, 5, "3", 3.0f)}, {}, {start, event(4, 5, "3", 3.0f), join}},
+        {{event(4, 7, "own", 3.0f)}, {}, {event(4, 7, "own", 3.0f), join}},
+        {{}, {event(2, 2147483647, "", 0.0f)}, {start, join, event(12, 2147483647, "", 0.0f)}},
+    };
+    Put(source, {});
+    Put(other, {.time = 1700000090});
+    for (const auto& [first, second, both] : cases) {
+        const auto a = Open(source), b = Open(other);
+        a->eventChannels[0].Splice(0, a->GetNumEvents(0), first);
+        b->eventChannels[0].Splice(0, b->GetNumEvents(0), second);
+        b->eventChannels[1].Splice(0, b->GetNumEvents(1), {event(0, 1, "2", 9.0f)});
+        WriteAppended(*a, *b, made);
+        const auto doc = Open(made);
+        EXPECT_EQ(doc->eventChannels[0].Events(), both);
+        EXPECT_EQ(doc->eventChannels[1].Events().back(), event(10, 11, "2", 9.0f));
+    }
+}
+
+TEST_F(RecordingWriter, RowsOfASorterGoWithTheirEvents) {
+    using Rows = std::vector<std::array<float, 3>>;
+    const Rows none, one = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}, zeros(3);
+    Put(source, {});
+    Put(other, {});
+    for (const auto& [first, second] : {std::pair{one, none}, {none, one}, {one, one}, {none, none}}) {
+        const auto a = Open(source), b = Open(other);
+        ASSERT_TRUE(first.empty() || a->eventChannels[1].SetEventExtra(first));
+        ASSERT_TRUE(second.empty() || b->eventChannels[1].SetEventExtra(second));
+        a->eventChannels[0].Splice(0, a->GetNumEvents(0), {{5, 6, 0.0f, 0, 0, {}}});
+        ASSERT_TRUE(a->eventChannels[0].SetEventExtra({{1, 1, 1}}));
+        WriteAppended(*a, *b, made);
+        const auto doc = Open(made);
+        Rows both;
+        for (const Rows& rows : {first, second})
+            if (!first.empty() || !second.empty())
+                both.insert(both.end(), (rows.empty() ? zeros : rows).begin(),
+                            (rows.empty() ? zeros : rows).end());
+        EXPECT_EQ(doc->Fault(), RecordingFault::none);
+        EXPECT_EQ(doc->eventChannels[1].EventExtra(), both);
+        EXPECT_EQ(doc->eventChannels[0].EventExtra(), (Rows{{1, 1, 1}, {0, 0, 0}}));
+        EXPECT_EQ(Spans(*doc, 1).size(), 6u);
+    }
+}
+
+TEST_F(RecordingWriter, APartOfEpisodesBeginsWithTheMarkOfItsFirst) {
+    Put(source, {.channelA = {{0, 1}, {4, 5}, {8, 9}}});
+    const struct {
+        double from, to;
+        std::vector<std::pair<int, int>> marks;
+        const char* label;
+    } parts[] = {
+        {0.0, 4.5, {{0, 1}, {4, 5}, {8, 9}}, "0"},
+        {2.0, 4.5, {{0, 1}, {4, 5}}, "1"},
+        {2.5, 4.5, {{0, 1}, {3, 4}}, "1"},
+        {1.5, 4.0, {{0, 1}, {1, 2}, {5, 5}}, "0"},
+    };
+    for (const auto& part : parts) {
+        SCOPED_TRACE(part.from);
+        const auto doc = Open(source);
+        auto marks = doc->eventChannels[0].Events();
+        for (size_t i = 0; i < marks.size(); ++i)
+            marks[i].eventTag = 1, marks[i].eventLabel = std::to_string(i);
+        doc->eventChannels[0].Splice(0, 3, marks);
+        WriteRecordingPart(*doc, made, {part.from, part.to});
+        EXPECT_EQ(doc->eventChannels[0].Events(), marks);
+        const auto read = Open(made);
+        EXPECT_TRUE(read->episodic);
+        EXPECT_EQ(Spans(*read, 0), part.marks);
+        EXPECT_EQ(read->eventChannels[0].Events()[0].eventLabel.View(), part.label);
+    }
+}
+
+// What stands there is the old recording with the old side-car, or what reads as the new one with its own.
+TEST_F(RecordingWriter, AnAppendInPlaceIsNeverHalfDone) {
+    Put(source, {});
+    Put(other, {.time = 1700000090});
+    {
+        const auto doc = OpenDocument(session, source);
+        doc->InsertMarker({0.25, "of the user"});
+        doc->historyLog = "history";
+        ASSERT_TRUE(doc->OnSaveDocument());
+    }
+    const auto append = [](Session& cut) {
+        CAcqDoc doc(cut), second(cut);
+        if (!doc.OnOpenDocument(source, OpenFor::reading) || !second.OnOpenDocument(other, OpenFor::reading))
+            return;
+        WriteAppended(doc, second, source);
+    };
+    const auto check = [&] {
+        const auto doc = Open(source);
+        const bool isNew = doc->GetLength() == 20;
+        ASSERT_TRUE(isNew || doc->GetLength() == 10);
+        EXPECT_EQ(doc->markers.size(), isNew ? 3u : 2u);
+        EXPECT_EQ(doc->GetNumEvents(1), isNew ? 6 : 3);
+        EXPECT_EQ(doc->GetNumEvents(0), isNew ? 2 : 0);
+        EXPECT_EQ(doc->traceAnnotations[0].size(), isNew ? 2u : 1u);
+        EXPECT_EQ(doc->historyLog, "history");
+    };
+    CutEveryChange(append, check);
+    check();  // of the last time, which went through
+    EXPECT_EQ(Open(source)->GetLength(), 20);
+    const auto doc = OpenDocument(session, source);
+    doc->markers.clear();
+    ASSERT_TRUE(doc->OnSaveDocument());
+    EXPECT_TRUE(Open(source)->markers.empty()) << "a side-car of later counts";
+}
+
+TEST_F(RecordingWriter, WhereItsTailIsLostNothingIsReplaced) {
+    Put(other, {});
+    for (const RecordingRecipe& recipe : {RecordingRecipe{.tail = false}, {.stated = 0, .tail = false}}) {
+        Put(source, recipe);
+        const auto bytes = files.Bytes(source);
+        const auto a = Open(source), b = Open(other);
+        EXPECT_THROW(WriteAppended(*a, *b, source), FileError);
+        EXPECT_EQ(files.Bytes(source), bytes);
+        WriteAppended(*a, *b, made);
+        EXPECT_EQ(Open(made)->GetLength(), 20);
+    }
 }
 
 TEST_F(RecordingWriter, WhatDoesNotFitIsNotAppended) {
@@ -275,6 +411,13 @@ TEST_F(RecordingWriter, LeftRecordingsGoOnlyWhenTheUserSaysSo) {
     EXPECT_EQ(OfferLeftRecordings(session, "/t").size(), 1u);
     EXPECT_FALSE(files.Has(left));
     EXPECT_EQ(Open(made)->GetLength(), 10);
+    Put(left, {.stated = 0, .tail = false});
+    host.nextAnswers = {true};
+    host.saveFile = left;
+    EXPECT_EQ(OfferLeftRecordings(session, "/t").size(), 1u);
+    ASSERT_TRUE(files.Has(left)) << "it was finished in its place";
+    EXPECT_EQ(Open(left)->GetLength(), 10);
+    EXPECT_EQ(Open(left)->Fault(), RecordingFault::none);
     Put(left, {.stated = 0, .tail = false});
     const auto running = files.Open(left, OpenMode::readWrite);
     ASSERT_TRUE(running->TryLock());

@@ -22,6 +22,7 @@ struct RecordingRecipe {
                                    5, 6,     7,   8,   9,     10,    11, 12, 13, 14};
     std::optional<uint32_t> stated{};  // in place of the number of scans, or of data bytes
     bool tail = true;
+    bool ownMarks = false;  // the tail begins and ends with the words that the program writes
     std::vector<std::pair<int, int>> channelA{};
 
     bool IsWave() const { return type == 0; }
@@ -58,7 +59,7 @@ inline void BuildCodes(Bytes& b, const std::vector<uint32_t>& codes, unsigned wi
 }
 
 inline void BuildRecordingTail(Bytes& b, const RecordingRecipe& r) {
-    b.Wide(u"ignored").Wide(u"a comment");
+    b.Wide(r.ownMarks ? u"end of data" : u"ignored").Wide(u"a comment");
     if (r.IsWave()) b.Raw<int64_t>(r.time);
     b.F64(0.5).F64(4.5);
     for (uint32_t c = 0; c < r.channels; ++c) {
@@ -90,7 +91,7 @@ inline void BuildRecordingTail(Bytes& b, const RecordingRecipe& r) {
     events.settled = true;
     events.channelA = r.channelA;
     BuildChannels(b, static_cast<int>(r.version), events);
-    b.Wide(u"the end");
+    b.Wide(r.ownMarks ? u"end of file" : u"the end");
 }
 
 inline BuiltRecording BuildRecording(const RecordingRecipe& r) {
@@ -129,10 +130,12 @@ inline std::vector<uint32_t> RandomCodes(size_t count, uint32_t below) {
 }
 
 // The older form of a board's recording.
-inline Bytes BuildDtx(const RecordingRecipe& r, bool guardBefore) {
+inline Bytes BuildDtx(const RecordingRecipe& r, bool guardBefore, bool countsAll = false) {
     Bytes b;
     b.U16(r.version).U32(1).Raw<int64_t>(r.time).F32(r.high).F32(r.low).U32(r.encoding).I32(r.bits);
-    b.F64(static_cast<double>(r.Scans()) * r.interval).I32(static_cast<int64_t>(r.Scans())).F64(r.interval);
+    b.F64(static_cast<double>(r.Scans()) * r.interval)
+        .I32(static_cast<int64_t>(countsAll ? r.codes.size() : r.Scans()))
+        .F64(r.interval);
     for (int c = 0; c < 16; ++c) b.F64(r.gain);
     if (guardBefore) b.Wide(u"guard string");
     BuildCodes(b, r.codes, r.Width());
