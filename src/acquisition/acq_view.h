@@ -54,6 +54,7 @@ class CAcqView : protected AcqEventLoop::Target {
     int m_nDisplayWidth = 0;                  // pixels; 0: there is no display
     std::filesystem::path m_temporaryFolder;  // of the samples; empty: the system's
 
+    // Before a start.
     void SetObserver(AcqObserver* observer) { m_pObserver = observer; }
     AcqState State() const;
     bool IsIdle() const { return State() == AcqState::idle; }

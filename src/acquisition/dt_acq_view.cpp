@@ -219,7 +219,7 @@ void CDTAcqView::AdvanceSequence() {
 // --- the board ---
 
 bool CDTAcqView::StartBoard() {
-    const DataRoad road{m_pStorePipe.get(), m_pDisplayPipe.get(), &m_bSkippedDisplay};
+    const DataRoad road{m_pStorePipe.get(), m_pObserver ? m_pDisplayPipe.get() : nullptr, &m_bSkippedDisplay};
     const bool pulses = m_settings.m_bDigitalTrigOut && m_bDigitalOutput;
     return OnHost([&](CDTHost& host) { return host.Start(road, m_nDacs, pulses); });
 }

@@ -296,7 +296,8 @@ void CDTHost::Pass(const BoardBuffer& buffer) {
     const auto bytes =
         std::span(buffer.bytes).first(buffer.valid * static_cast<size_t>(m_adc.BytesPerSample()));
     if (!m_road.store->Write(bytes)) return StopFor(AcqMessage::overrun);
-    if (!m_road.display->Write(bytes)) m_road.skippedDisplay->store(true, std::memory_order_release);
+    if (m_road.display && !m_road.display->Write(bytes))
+        m_road.skippedDisplay->store(true, std::memory_order_release);
     m_mailbox.Post(AcqMessage::dataReady);
 }
 

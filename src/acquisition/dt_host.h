@@ -18,7 +18,7 @@ inline constexpr size_t boardBufferCount = 20;
 // Where samples go while the board runs. All outlive the run.
 struct DataRoad {
     CPipe* store = nullptr;
-    CPipe* display = nullptr;
+    CPipe* display = nullptr;                     // null: nobody looks
     std::atomic<bool>* skippedDisplay = nullptr;  // set where the display pipe was full
 };
 
