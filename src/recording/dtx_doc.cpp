@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <span>
 
 #include "archive/text_encoding.h"
 #include "document/metadata_io.h"
@@ -20,7 +22,37 @@ constexpr const char* deprecatedDtxText = "You are attempting to read a deprecat
                                           "format. Please contact the author for help "
                                           "if you need to access this file.";
 constexpr int leastDtxVersion = 31;
+constexpr double mostRatioError = 0.01;
 constexpr uint64_t guardWithWideMark = 4, guardWithCount = 1;  // bytes before its characters
+
+// The guard string as files hold it, with two bytes or one for each character.
+std::array<std::string, 2> GuardForms() {
+    const std::string_view text = metadata::guardString;
+    std::array<std::string, 2> forms;
+    for (std::string& form : forms) form.push_back(static_cast<char>(text.size()));
+    forms[0].insert(0, "\xFF\xFE\xFF");
+    for (const char c : text) {
+        forms[0].append({c, '\0'});
+        forms[1].push_back(c);
+    }
+    return forms;
+}
+
+bool EndsWithPart(const DataFile& file, const std::string& bytes) {
+    std::string there(bytes.size(), '\0');
+    ReadWhole(file, file.Length() - bytes.size(), std::as_writable_bytes(std::span(there)));
+    return there == bytes;
+}
+
+// How many channels a count of samples is of, by the duration of the recording; 1 where it does not tell.
+int64_t ChannelsByDuration(int64_t samples, double intervalMs, double durationMs) {
+    if (!std::isfinite(durationMs) || durationMs <= 0.0) return 1;
+    const double ratio = static_cast<double>(samples) * intervalMs / durationMs;
+    const double nearest = std::round(ratio);
+    const bool isNumber = std::abs(ratio - nearest) < mostRatioError && nearest >= 1.0 &&
+                          nearest <= static_cast<double>(mostRecordingChannels);
+    return isNumber ? static_cast<int64_t>(nearest) : 1;
+}
 
 [[noreturn]] void RefuseDtx(const std::string& what) {
     throw OpenError("The head of the recording makes no sense: " + what);
@@ -63,33 +95,45 @@ uint64_t CAcqDocDTX::PassGuard(uint64_t at) const {
     return at;
 }
 
-uint64_t CAcqDocDTX::SamplesEnd() const {
+// Of a guard string whose end is missing, too, it is known where it begins: behind whole channels.
+uint64_t CAcqDocDTX::SamplesEnd(uint64_t channelBytes) const {
     const uint64_t length = sampleFile->Length(), characters = std::string_view(metadata::guardString).size();
     for (const uint64_t guard : {guardWithWideMark + 2 * characters, guardWithCount + characters})
         if (length >= header_.m_nDataStart + guard && PassGuard(length - guard) == length)
             return length - guard;
+    for (const auto& guard : GuardForms())
+        for (uint64_t part = guard.size() - 1; part > 0 && channelBytes > 0; --part) {
+            if (length < header_.m_nDataStart + part) continue;
+            const bool isAtChannel = (length - part - header_.m_nDataStart) % channelBytes == 0;
+            if (isAtChannel && EndsWithPart(*sampleFile, guard.substr(0, part))) return length - part;
+        }
     return length;
 }
 
-// The sample count is that of each channel, or that of all of them together, which the duration tells.
+// The sample count is that of all channels together, which the duration tells, or that of each. Then only the
+// length of the file says how many there are; of one that was cut, the last channels' worth counts as begun.
 void CAcqDocDTX::CountChannels(double durationMs, int64_t statedSamples) {
-    const uint64_t bytes = SamplesEnd() - std::min(SamplesEnd(), header_.m_nDataStart);
+    const uint64_t end = SamplesEnd(static_cast<uint64_t>(statedSamples) * header_.BytesPerSample());
+    const uint64_t bytes = end - std::min(end, header_.m_nDataStart);
     const auto there = static_cast<int64_t>(bytes / header_.BytesPerSample());
-    int64_t channels = 1;
-    if (statedSamples > 0 && there > statedSamples && there % statedSamples == 0) {
-        channels = there / statedSamples;
-    } else if (std::isfinite(durationMs) && durationMs > 0.0) {
-        const double ratio = static_cast<double>(statedSamples) * header_.m_dSampleInterval / durationMs;
-        channels = std::llround(std::clamp(ratio, 1.0, static_cast<double>(mostRecordingChannels)));
+    int64_t channels = ChannelsByDuration(statedSamples, header_.m_dSampleInterval, durationMs);
+    const bool isOfAll = channels > 1 && there <= statedSamples;
+    if (isOfAll)
         statedSamples /= channels;
-    }
+    else
+        channels = statedSamples > 0 ? std::max<int64_t>((there + statedSamples - 1) / statedSamples, 1) : 1;
     if (channels > mostRecordingChannels)
         RefuseDtx(fmt::format("{} samples are {} channels of {}.", there, channels, statedSamples));
     header_.m_nChannels = static_cast<uint32_t>(channels);
     scans_ = std::min(statedSamples, there / channels);
-    if (scans_ < statedSamples)
-        Tell(fmt::format("{} states {} samples for each channel and holds {}. Those that it holds are shown.",
-                         filePath.filename().string(), statedSamples, scans_));
+    if (scans_ == statedSamples) return;
+    Tell(fmt::format(
+        "{} was cut: it states {} samples for each channel and holds {} in all. They are shown as "
+        "{} of each of {} channel(s).{}",
+        filePath.filename().string(), statedSamples, there, scans_, channels,
+        isOfAll ? ""
+                : " The file does not state that number; if more than one channel's samples "
+                  "are missing, there were more."));
 }
 
 void CAcqDocDTX::FillModel() {

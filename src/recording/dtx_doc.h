@@ -2,7 +2,8 @@
 // The older recordings of a board (.dtx), which are only read: u16 file version, u32 type, time, f32 range
 // high and low, u32 encoding, i32 resolution, f64 duration in ms, i32 sample count, f64 interval in ms,
 // sixteen f64 gains, and the samples, of all channels side by side. The words "guard string" may stand before
-// them or behind. How many channels there are is not told; it follows from the length of the samples.
+// them or behind. How many channels there are is not told; it follows from the count and the duration, where
+// the count is that of all channels together, and else from the length of the samples.
 
 #include "recording/recording_samples.h"
 
@@ -23,7 +24,7 @@ class CAcqDocDTX : public CDataDoc {
 
   private:
     uint64_t PassGuard(uint64_t at) const;
-    uint64_t SamplesEnd() const;
+    uint64_t SamplesEnd(uint64_t channelBytes) const;
     void CountChannels(double durationMs, int64_t statedSamples);
 
     RecordingHeader header_;

@@ -179,6 +179,35 @@ TEST_F(RecordingReader, ATailIsFoundWhereTheCountIsWrong) {
         }
 }
 
+TEST_F(RecordingReader, AnOlderRecordingThatWasCutKeepsItsChannels) {
+    const RecordingRecipe recipe;
+    for (const bool countsAll : {false, true})
+        for (const size_t cut : {0u, 1u, 2u, 3u, 4u, 5u, 18u, 33u}) {
+            if (!countsAll && cut > 19) continue;  // as much as a channel
+            SCOPED_TRACE(cut);
+            auto bytes = BuildDtx(recipe, true, countsAll).data;
+            bytes.resize(bytes.size() - cut);
+            files.Put("/r.dtx", bytes);
+            host.Forget();
+            const auto doc = OpenDocument(session, "/r.dtx", OpenFor::reading);
+            ASSERT_TRUE(doc);
+            ASSERT_EQ(doc->traceCount, 2);
+            EXPECT_EQ(doc->GetLength(), static_cast<int64_t>((40 - cut) / 4));
+            EXPECT_EQ(host.messages.size(), cut == 0 ? 0u : 1u);
+            EXPECT_EQ(SamplesOf(*doc, 1)[0], VoltsOf(recipe, recipe.codes[1]));
+        }
+    // In the words behind the samples nothing is lost.
+    const auto whole = BuildDtx(recipe, false).data;
+    for (size_t cut = 0; cut <= 28; ++cut) {
+        SCOPED_TRACE(cut);
+        files.Put("/r.dtx", {whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(cut)});
+        const auto doc = OpenDocument(session, "/r.dtx", OpenFor::reading);
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(doc->traceCount, 2);
+        EXPECT_EQ(doc->GetLength(), 10);
+    }
+}
+
 TEST_F(RecordingReader, AShortPreambleIsReadWhereItIsAskedFor) {
     const RecordingRecipe recipe{.type = 0, .shortPreamble = true};
     EXPECT_FALSE(Open(BuildRecording(recipe).file.data));
