@@ -153,7 +153,7 @@ void CAcqDoc::Serialize(CArchive& archive) {
     samples_ = std::make_unique<RecordingSamples>(*sampleFile, *this);
     std::string reason;
     FindTail(reason);
-    if (std::max(statedScans_, scans_) > longestRecording) Tell(tooLongText);
+    if (scans_ > longestRecording && statedScans_ <= longestRecording) Tell(tooLongText);
     scans_ = std::min(scans_, longestRecording);
     TellFault(reason);
     LoadModel();
@@ -210,6 +210,8 @@ void CAcqDoc::MeasureScans(uint32_t field) {
     scans_ = std::min(statedScans_, scansThere_);
     fault_ = statedScans_ > scansThere_ ? RecordingFault::shortened : RecordingFault::none;
     tailAt_ = m_nDataStart + (IsWave() ? field : field * scanBytes);
+    if (statedScans_ > longestRecording) Tell(tooLongText);
+    scans_ = std::min(scans_, longestRecording);
 }
 
 void CAcqDoc::FillModel() {
