@@ -328,8 +328,9 @@ void LoadOverlaysAndChannels(CArchive& archive, CDataDoc& doc, int version) {
     LoadChannels(archive, doc, version);
 }
 
-CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
-    CEventChan part = channel.WithoutEvents();
+CEventChan ChannelInPart(const CEventChan& channel, const StoredPart& part) {
+    const SampleRange range = part.samples;
+    CEventChan cut = channel.WithoutEvents();
     for (const CEventKM& event : channel.Events()) {
         if (event.offPosition < range.start) continue;
         if (event.onPosition > range.end) {
@@ -339,9 +340,9 @@ CEventChan ChannelInRange(const CEventChan& channel, SampleRange range) {
         CEventKM moved = event;
         moved.onPosition = std::max(event.onPosition, range.start) - range.start;
         moved.offPosition = std::min(event.offPosition, range.end) - range.start;
-        part.AppendLoaded(std::move(moved));
+        if (part.keepsEmptyEvents || moved.offPosition > moved.onPosition) cut.AppendLoaded(std::move(moved));
     }
-    return part;
+    return cut;
 }
 
 void StoreMarkers(CArchive& archive, const CDataDoc& doc, const StoredPart& part) {
@@ -359,7 +360,7 @@ void StoreChannels(CArchive& archive, const CDataDoc& doc, const StoredPart& par
         if (part.IsWhole())
             channel.Store(archive, version);
         else
-            ChannelInRange(channel, part.samples).Store(archive, version);
+            ChannelInPart(channel, part).Store(archive, version);
     }
 }
 

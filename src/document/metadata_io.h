@@ -52,6 +52,7 @@ struct StoredPart {
     SampleRange samples{};
     double startMs = 0.0;
     double endMs = 0.0;
+    bool keepsEmptyEvents = false;  // those that are cut to no length, as a part of a recording file does
 };
 
 // Markers, annotations with their flags, and event channels. Markers that are out of order are sorted; what
@@ -70,9 +71,8 @@ void StoreChannels(CArchive& archive, const CDataDoc& doc, const StoredPart& par
 void LoadScaleBars(CArchive& archive, CDataDoc& doc, int version);
 void StoreScaleBars(CArchive& archive, const CDataDoc& doc, int version);
 
-// A channel's part of a range: positions relative to its start, events that cross an end cut there. One that
-// only touches an end is kept without a length.
-CEventChan ChannelInRange(const CEventChan& channel, SampleRange range);
+// A channel's events in a part: positions relative to its start, events that cross an end cut there.
+CEventChan ChannelInPart(const CEventChan& channel, const StoredPart& part);
 
 inline constexpr const char* guardString = "guard string";
 

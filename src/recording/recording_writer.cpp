@@ -237,11 +237,11 @@ void WriteRecording(CAcqDoc& doc, const std::filesystem::path& path) {
 
 void WriteRecordingPart(CAcqDoc& doc, const std::filesystem::path& path, RecordingSpan span) {
     const SampleRange scans = ScansIn(doc, span);
+    metadata::StoredPart part(scans, span.startMs, span.endMs);
+    part.keepsEmptyEvents = true;
     const ModelKept kept(doc);
     if (MarksEpisodes(doc.eventChannels[0])) MarkStart(doc.eventChannels[0], scans.start);
-    WriteContents(
-        doc, path,
-        {{{doc, scans.start, int64_t{scans.end} - scans.start + 1}}, {scans, span.startMs, span.endMs}});
+    WriteContents(doc, path, {{{doc, scans.start, int64_t{scans.end} - scans.start + 1}}, part});
 }
 
 std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second) {
