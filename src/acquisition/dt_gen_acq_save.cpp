@@ -22,6 +22,8 @@ constexpr const char* closedAppendFileText = "You seem to have closed the Append
 constexpr const char* noBaseNameText =
     "There is no base name for files that are saved by themselves. Set an autosave base name first.";
 
+constexpr const char* otherFileText =
+    "{} is another file than at the start of the recording and is not replaced. Save under another name.";
 constexpr const char* keptText =
     "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";
 
@@ -45,6 +47,11 @@ bool CDTGenAcqView::OnSave() {
 bool CDTGenAcqView::SaveFirst() {
     RecordingSave how;
     how.presetName = m_saveAs;
+    FileSystem& files = GetSession().files;
+    if (!m_saveAs.empty() && files.Stamp(m_saveAs) != m_saveAsStamp) {
+        GetHost().Failure(fmt::format(otherFileText, m_saveAs.string()));
+        return false;
+    }
     std::string& base = m_settings.m_strAutoSaveBase;
     const bool isFileEach = Saving() == SaveMode::fileEach;
     const bool isNamedByBase =
@@ -53,10 +60,11 @@ bool CDTGenAcqView::SaveFirst() {
         GetHost().Failure(noBaseNameText);
         return false;
     }
-    if (isNamedByBase) how.presetName = FreeRecordingName(GetSession().files, base);
+    if (isNamedByBase) how.presetName = FreeRecordingName(files, base);
     how.beginsSeries = Saving() == SaveMode::append || Saving() == SaveMode::appendByHand;
     const auto saved = SaveRecording(Document(), saveWholeCommand, how);
     if (!saved) return false;
+    if (!m_saveAs.empty()) m_saveAsStamp = files.Stamp(m_saveAs);
     if (isNamedByBase) base = NextBaseName(base);
     if (how.beginsSeries) {
         m_appendFile = *saved;
@@ -85,9 +93,8 @@ bool CDTGenAcqView::Append() {
             GetHost().Failure(noAppendFileText);
             return false;
         }
-        WriteAppended(first, Document(), m_appendFile);
-    } catch (const Cancelled&) {
-        return false;
+        // An interrupt ends the recording and not its saving.
+        WriteAppended(first, Document(), m_appendFile, MayCancel::no);
     } catch (const FileError& error) {
         GetHost().Failure(fmt::format("{}\n{}", problemSavingText, error.what()));
         return false;

@@ -36,8 +36,9 @@ class CDTGenAcqView : public CDTAcqView {
     // Stops what runs. What nobody saved is gone; what could not be saved stays in its temporary file.
     ~CDTGenAcqView() override;
 
-    InternalTriggerSettings m_trigger;  // of trigger mode 3
-    std::filesystem::path m_saveAs;     // in place of the question for a name; empty: it is asked
+    InternalTriggerSettings m_trigger;       // of trigger mode 3
+    std::filesystem::path m_saveAs;          // in place of the question for a name; empty: it is asked
+    std::optional<FileStamp> m_saveAsStamp;  // what may be replaced there
     // Whether the file that is appended to is still open; as it comes, whether it is there.
     std::function<bool(const std::filesystem::path&)> m_isOpen;
 

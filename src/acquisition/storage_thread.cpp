@@ -32,12 +32,14 @@ void StorageThread::Join() {
 void StorageThread::Run() {
     while (!m_bAbandon) {
         const int seen = m_pipe.Signal();
+        // Before the look at the pipe: what was written before the stop is stored.
+        const bool isStopped = m_bStopStorage;
         const auto slot = m_pipe.Peek();
         if (!slot.empty()) {
             Take(slot);
             m_pipe.Advance();
             FlushIfDue();
-        } else if (m_bStopStorage) {
+        } else if (isStopped) {
             break;
         } else {
             m_pipe.Await(seen);

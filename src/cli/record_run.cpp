@@ -83,6 +83,7 @@ class TerminalRecording {
             return;
         }
         context_.MayReplace(request_.output);
+        view_.m_saveAsStamp = context_.files.Stamp(request_.output);
         CheckNoSideCar(context_.files, request_.output);
     }
 

@@ -30,7 +30,8 @@ struct ScanRange {
 // Copies scans from file to file, as they are.
 class ScanCopy {
   public:
-    ScanCopy(Host& host, uint64_t bytes) : progress_(host, "Writing", bytes) {}
+    ScanCopy(Host& host, uint64_t bytes, MayCancel mayCancel)
+        : mayCancel_(mayCancel), progress_(host, "Writing", bytes) {}
 
     void Write(CArchive& archive, const ScanRange& range) {
         const uint64_t from =
@@ -39,11 +40,16 @@ class ScanCopy {
             const uint64_t part = std::min(bytesAtOnce, range.Bytes() - done);
             archive.WriteFrom(range.source.SampleFile(), from + done, part);
             done += part;
-            progress_.Step(part);
+            try {
+                progress_.Step(part);
+            } catch (const Cancelled&) {
+                if (mayCancel_ == MayCancel::yes) throw;
+            }
         }
     }
 
   private:
+    MayCancel mayCancel_;
     ProgressScope progress_;
 };
 
@@ -52,6 +58,7 @@ struct Contents {
     std::vector<ScanRange> ranges;
     metadata::StoredPart part{};
     std::optional<uint64_t> replacedSideCar{};
+    MayCancel mayCancel = MayCancel::yes;
 };
 
 void WriteContents(CAcqDoc& doc, const std::filesystem::path& path, const Contents& contents) {
@@ -63,7 +70,7 @@ void WriteContents(CAcqDoc& doc, const std::filesystem::path& path, const Conten
     for (const ScanRange& range : contents.ranges) scans += range.count, bytes += range.Bytes();
     RecordingHeader header = doc.CurrentHeader();
     const uint32_t field = header.FieldOf(scans);
-    ScanCopy copy(doc.GetHost(), std::max<uint64_t>(bytes, 1));
+    ScanCopy copy(doc.GetHost(), std::max<uint64_t>(bytes, 1), contents.mayCancel);
     bool hasFile = false;
     const auto write = [&](CArchive& archive) {
         hasFile = true;
@@ -265,7 +272,8 @@ std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second) {
     return {};
 }
 
-void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path) {
+void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path,
+                   MayCancel mayCancel) {
     if (const std::string fault = AppendFault(first, second); !fault.empty()) throw FileError(fault, 0);
     FileSystem& files = first.GetSession().files;
     const bool isOwn = IsSameFile(files, first.filePath, path);
@@ -278,8 +286,9 @@ void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem:
     const auto replaced = hasSideCar ? SideCarSum(files, first.filePath) : std::nullopt;
     const ModelKept kept(first);
     Carry(first, second);
-    WriteContents(first, path,
-                  {{{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {}, replaced});
+    WriteContents(
+        first, path,
+        {{{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {}, replaced, mayCancel});
     if (replaced) WriteSideCarAs(first, files, SideCarPath(first.filePath));
 }
 

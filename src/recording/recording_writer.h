@@ -42,11 +42,15 @@ void WriteRecordingPart(CAcqDoc& doc, const std::filesystem::path& path, Recordi
 // interval and codes.
 std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second);
 
+enum class MayCancel { no, yes };
+
 // A recording, and behind it the scans of another with a mark of the episode in channel 'a' whose label is
 // the time from start to start in seconds. The other's markers, annotations and events go along. The head,
 // and so the time of start, is the first one's. Where `path` is the first one's own file and a side-car
 // describes it, that is written anew, too; a program that ends between the two leaves what reads as both.
-// The same throws, and FileError where its own file would be replaced and has no tail that can be read.
-void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path);
+// The same throws (Cancelled only where it may), and FileError where its own file would be replaced and has
+// no tail that can be read.
+void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path,
+                   MayCancel mayCancel = MayCancel::yes);
 
 }  // namespace kymora

@@ -174,6 +174,17 @@ uint32_t PlainCode(double ms, double delay, double plateau, double amplitude) {
     return static_cast<uint32_t>((volts + 10.0) * 65536.0 / 20.0);
 }
 
+TEST_F(EngineTest, AFileThatCameMeanwhileIsNotReplaced) {
+    Open();
+    ASSERT_TRUE(view->OnAcqStart());
+    Run();
+    files.Put(out, {std::byte{7}});
+    EXPECT_FALSE(view->OnSave());
+    EXPECT_EQ(files.Bytes(out).size(), 1u);
+    EXPECT_TRUE(WasTold("is another file than at the start"));
+    EXPECT_TRUE(view->HasUnsaved());
+}
+
 TEST_F(EngineTest, AStimulusComesBackOverTheLoopAndStepsFromEpisodeToEpisode) {
     board.input = SimulatedInput::loopback;
     Open();

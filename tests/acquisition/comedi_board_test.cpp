@@ -130,6 +130,7 @@ struct ComediBoardTest : EngineTest {
         view->m_settings.m_dTimeLimit = 0.1;
         view->m_temporaryFolder = "/";
         view->m_saveAs = out;
+        view->m_saveAsStamp = files.Stamp(out);
     }
     // The device samples: a counter of 12 bits.
     void Give(int samples) {

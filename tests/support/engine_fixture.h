@@ -43,6 +43,7 @@ struct EngineTest : ::testing::Test {
             settings.channels[i].m_nChanOn = i < static_cast<size_t>(channels);
         view->m_temporaryFolder = "/";
         view->m_saveAs = out;
+        view->m_saveAsStamp = files.Stamp(out);
     }
     SimulatedBoard& Simulated() { return static_cast<SimulatedBoard&>(view->GetBoard()); }
 
