@@ -48,14 +48,14 @@ bool CDTGenAcqView::SaveFirst() {
     RecordingSave how;
     how.presetName = m_saveAs;
     FileSystem& files = GetSession().files;
-    if (!m_saveAs.empty() && files.Stamp(m_saveAs) != m_saveAsStamp) {
-        GetHost().Failure(fmt::format(otherFileText, m_saveAs.string()));
-        return false;
-    }
     std::string& base = m_settings.m_strAutoSaveBase;
     const bool isFileEach = Saving() == SaveMode::fileEach;
     const bool isNamedByBase =
         isFileEach || (m_saveAs.empty() && (m_settings.m_bPresetName || Saving() == SaveMode::append));
+    if (!isNamedByBase && !m_saveAs.empty() && files.Stamp(m_saveAs) != m_saveAsStamp) {
+        GetHost().Failure(fmt::format(otherFileText, m_saveAs.string()));
+        return false;
+    }
     if (isNamedByBase && base.empty()) {
         GetHost().Failure(noBaseNameText);
         return false;
@@ -64,7 +64,7 @@ bool CDTGenAcqView::SaveFirst() {
     how.beginsSeries = Saving() == SaveMode::append || Saving() == SaveMode::appendByHand;
     const auto saved = SaveRecording(Document(), saveWholeCommand, how);
     if (!saved) return false;
-    if (!m_saveAs.empty()) m_saveAsStamp = files.Stamp(m_saveAs);
+    if (!isNamedByBase && !m_saveAs.empty()) m_saveAsStamp = files.Stamp(m_saveAs);
     if (isNamedByBase) base = NextBaseName(base);
     if (how.beginsSeries) {
         m_appendFile = *saved;

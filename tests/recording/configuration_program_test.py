@@ -194,7 +194,7 @@ def same(file, told, where):
             assert told[key] == value, f"{at}: {value!r} is told as {told[key]!r}"
 
 
-REFUSED = [(2, "needs a source"), (2, "no type", "--type", "x"), (2, "extension", "--save-config", "x.txt"),
+REFUSED = [(2, "needs --source"), (2, "no type", "--type", "x"), (2, "extension", "--save-config", "x.txt"),
            (2, "channel1.chanGain", "--set", "chanel1.gain=2"), (2, "must not be 0", "--set", "channel1.chanGain=0"),
            (2, "set those first", "--set", "dac1.dcLevel=1"), (2, "whole number", "--set", "repeatCount=0.5"),
            (2, "8 or 16 bits", "--type", "microphone", "--set", "resolutionBits=12"),
