@@ -82,7 +82,6 @@ void Pulses(Exchange& file, std::vector<COutputPulse>& pulses) {
 }
 
 void Stimulus(Exchange& file, AcquisitionSettings& s, uint32_t version) {
-    if (version < 2) s.m_nStimMode = 1;
     file.Landmark(stimulusPage);
     file.Own(s.boardDacChannels);
     if (s.boardDacChannels == 0) return;
@@ -95,6 +94,7 @@ void Stimulus(Exchange& file, AcquisitionSettings& s, uint32_t version) {
         throw ArchiveError(
             fmt::format("The file uses {} output channels; there can be {}.", s.m_nDacInUse, outputChannels));
     for (size_t i = 0; i < s.m_nDacInUse; ++i) Pulses(file, s.dac[i].pulses);
+    s.m_nStimMode = version > 1 ? s.m_nStimMode : 1;
     if (version < 2) return;
     file.U32(s.m_nStimMode);
     for (size_t i = 0; i < s.m_nDacInUse; ++i) file.Own(s.dac[i].m_fDcLevel);
