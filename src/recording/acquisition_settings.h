@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/acquisition_settings_type.h"
 #include "recording/output_pulse.h"
+#include "recording/recording_type.h"
 
 namespace kymora {
 

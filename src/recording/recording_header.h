@@ -11,7 +11,7 @@
 
 #include "archive/archive.h"
 #include "document/data_doc.h"
-#include "recording/acquisition_settings_type.h"
+#include "recording/recording_type.h"
 
 namespace kymora {
 

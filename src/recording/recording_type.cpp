@@ -1,4 +1,4 @@
-#include "recording/acquisition_settings_type.h"
+#include "recording/recording_type.h"
 
 namespace kymora {
 
