@@ -200,7 +200,10 @@ bool CDTAcqView::BuildFile(const DacRange& range) {
         from = std::clamp<int64_t>(source.PositionOf(source.view.viewStart), 0, end);
         end = std::clamp<int64_t>(source.PositionOf(source.view.viewEnd) + 1, from, end);
     }
-    FileCodes codes(*m_pOutputSource, from, end - from, traces, m_nDacs, range);
+    std::vector<double> unitsPerVolt;
+    for (const int trace : traces)
+        unitsPerVolt.push_back(UnitsPerVolt(source.traces[static_cast<size_t>(trace)].traceUnits));
+    FileCodes codes(*m_pOutputSource, from, end - from, traces, m_nDacs, range, std::move(unitsPerVolt));
     bool isGood = true;
     const bool isBuilt = BuildFileBuffers(
         codes, GetHost(), [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });

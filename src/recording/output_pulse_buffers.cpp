@@ -88,13 +88,20 @@ std::span<const int32_t> PulseCodes::Next() {
 
 // --- files ---
 
+double UnitsPerVolt(std::string_view unit) {
+    if (unit == "V") return 1.0;
+    return unit == "uV" || unit == "µV" || unit == "μV" ? 1e6 : 1000.0;
+}
+
 FileCodes::FileCodes(SampleReader& samples, int64_t first, int64_t count, std::span<const int> traces,
-                     int outputs, const DacRange& range)
+                     int outputs, const DacRange& range, std::vector<double> unitsPerVolt)
     : samples_(samples),
       at_(first),
       end_(first + count),
       traces_(traces.begin(), traces.end()),
-      range_(range) {
+      range_(range),
+      unitsPerVolt_(std::move(unitsPerVolt)) {
+    unitsPerVolt_.resize(traces_.size(), UnitsPerVolt("mV"));
     traces_.resize(std::min(traces_.size(), static_cast<size_t>(outputs)));
 }
 
@@ -113,8 +120,8 @@ std::span<const int32_t> FileCodes::Next() {
     if (count > 0) samples_.ReadBlocks(at_, blocks);
     for (size_t c = 0; c < channels; ++c)
         for (size_t i = 0; i < count; ++i) {
-            const double mv = valid_[c * count + i] != 0 ? double{values_[c * count + i]} : 0.0;
-            codes_[i * channels + c] = range_.ToDacCode(static_cast<float>(mv / 1000.0));
+            const double value = valid_[c * count + i] != 0 ? double{values_[c * count + i]} : 0.0;
+            codes_[i * channels + c] = range_.ToDacCode(static_cast<float>(value / unitsPerVolt_[c]));
         }
     at_ += static_cast<int64_t>(count);
     return codes_;

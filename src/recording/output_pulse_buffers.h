@@ -53,10 +53,13 @@ class PulseCodes : public OutputCodes {
 
 // Of the samples [first, first + count) of traces, as many as there are outputs, in mV. Where a trace has no
 // sample, 0 V are played.
+// How many units of a trace are a volt: V and uV are told, everything else counts as mV.
+double UnitsPerVolt(std::string_view unit);
+
 class FileCodes : public OutputCodes {
   public:
     FileCodes(SampleReader& samples, int64_t first, int64_t count, std::span<const int> traces, int outputs,
-              const DacRange& range);
+              const DacRange& range, std::vector<double> unitsPerVolt = {});
     int64_t Total() const { return static_cast<int64_t>(traces_.size()) * (end_ - at_); }
     std::span<const int32_t> Next() override;
     // Samples of a channel for each ms, kHz.
@@ -67,6 +70,7 @@ class FileCodes : public OutputCodes {
     int64_t at_, end_;
     std::vector<int> traces_;
     DacRange range_;
+    std::vector<double> unitsPerVolt_;  // of each trace
     std::vector<float> values_;
     std::vector<uint8_t> valid_;
     std::vector<int32_t> codes_;

@@ -116,6 +116,12 @@ TEST(OutputPulseBuffersTest, TracesInMillivolts) {
     EXPECT_EQ(all[2 * 4999], 49152) << "5 V";
     EXPECT_EQ(all[2 * 11999], 65535) << "held to the range";
     EXPECT_EQ(all[1], 16384);
+    // What a recording holds in another unit plays at the same voltage.
+    FileCodes inVolts(*doc, 0, 2, std::vector<int>{0, 1}, 2, range, {UnitsPerVolt("V"), UnitsPerVolt("")});
+    float held = 0.0f;
+    doc->ReadBlock(0, 1, std::span(&held, 1));
+    EXPECT_EQ(inVolts.Next()[2], range.ToDacCode(held));
+    EXPECT_EQ(UnitsPerVolt("uV"), 1e6);
     FileCodes odd(*doc, 0, 3, std::vector<int>{0}, 2, range);
     EXPECT_FALSE(BuildFileBuffers(odd, host, [](std::span<const int32_t>) { return true; }));
     EXPECT_EQ(host.LastMessage(), "Buffer size for pulse output must be even. Please inform author");
