@@ -155,8 +155,8 @@ bool CAcqView::BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> tri
     auto doc = std::make_unique<CAcqDoc>(m_session);
     FillDocument(*doc);
     if (!m_bDisplayOnly) {
-        // What was not saved before is overwritten.
-        DiscardSamples();
+        // What was not saved before is overwritten, but not what could not be saved.
+        if (!m_bSaveFailed) DiscardSamples();
         try {
             if (!doc->WriteAcqFileStart(m_temporaryFolder)) {
                 m_bFailed = true;

@@ -121,6 +121,7 @@ class CAcqView : protected AcqEventLoop::Target {
     std::atomic<bool> m_bSkippedDisplay{false};
     bool m_bSkippedAny = false;  // during this recording
     bool m_bFailed = false;
+    bool m_bSaveFailed = false;  // the samples stay in their temporary file
     AcqObserver* m_pObserver = nullptr;
 
   private:

@@ -20,7 +20,7 @@ std::string NextBaseName(const std::string& base) {
 
 std::filesystem::path FreeRecordingName(FileSystem& files, std::string& base) {
     std::filesystem::path path = WithRecordingExtension(base);
-    while (files.Stamp(path)) {
+    while (files.Stamp(path) || SideCarBeside(files, path)) {
         base = NextBaseName(base);
         path = WithRecordingExtension(base);
     }

@@ -101,7 +101,6 @@ class CDTGenAcqView : public CDTAcqView {
     int m_nAppendCount = 0;
     std::filesystem::path m_appendFile;
     bool m_bUnsaved = false;
-    bool m_bSaveFailed = false;
     bool m_bRearming = false;  // the trigger will be armed in a moment
     bool m_bEnding = false;
     bool m_bWarnedOfDisk = false;

@@ -228,14 +228,18 @@ void Carry(CAcqDoc& first, const CAcqDoc& second) {
 
 }  // namespace
 
-void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path) {
+std::optional<std::filesystem::path> SideCarBeside(FileSystem& files, const std::filesystem::path& path) {
     for (const auto& beside : {SideCarPath(path), NameInstead(path, ".kym")})
-        if (files.Stamp(beside))
-            throw FileError(
-                fmt::format("Beside {} stands {}, which describes another recording. Choose another "
-                            "name, or move that file.",
-                            path.string(), beside.filename().string()),
-                0);
+        if (files.Stamp(beside)) return beside;
+    return {};
+}
+
+void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path) {
+    if (const auto beside = SideCarBeside(files, path))
+        throw FileError(fmt::format("Beside {} stands {}, which describes another recording. Choose another "
+                                    "name, or move that file.",
+                                    path.string(), beside->filename().string()),
+                        0);
 }
 
 void WriteRecording(CAcqDoc& doc, const std::filesystem::path& path) {

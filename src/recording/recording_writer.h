@@ -4,6 +4,7 @@
 // leaves the old file, the new one or none, and the source as it is.
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "recording/acq_doc.h"
@@ -18,6 +19,8 @@ struct RecordingSpan {
     double endMs = 0.0;
 };
 
+// A side-car that stands beside this place, where a new recording would take it for its own.
+std::optional<std::filesystem::path> SideCarBeside(FileSystem& files, const std::filesystem::path& path);
 // Throws FileError where a side-car beside a new recording would be taken for its own.
 void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path);
 

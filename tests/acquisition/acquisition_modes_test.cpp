@@ -183,6 +183,10 @@ TEST_F(EngineTest, AFileThatCameMeanwhileIsNotReplaced) {
     EXPECT_EQ(files.Bytes(out).size(), 1u);
     EXPECT_TRUE(WasTold("is another file than at the start"));
     EXPECT_TRUE(view->HasUnsaved());
+    const std::filesystem::path kept = view->Document().TemporaryPath();
+    ASSERT_TRUE(view->OnAcqStart());
+    Run();
+    EXPECT_FALSE(files.Bytes(kept).empty()) << "what could not be saved outlives the next recording";
 }
 
 TEST_F(EngineTest, AStimulusComesBackOverTheLoopAndStepsFromEpisodeToEpisode) {
