@@ -1,0 +1,58 @@
+#include "display/live/live_raster.h"
+
+#include <algorithm>
+
+namespace kymora {
+
+bool LiveRaster::Look::operator==(const Look& other) const {
+    return argb == other.argb && top == other.top && bottom == other.bottom &&
+           rows.ToValue(0.0) == other.rows.ToValue(0.0) && rows.ToValue(1.0) == other.rows.ToValue(1.0);
+}
+
+void LiveRaster::SetSize(int width, int height) {
+    width = std::max(width, 1);
+    height = std::max(height, 0);
+    if (width == width_ && height == height_) return;
+    width_ = width;
+    height_ = height;
+    Forget();
+}
+
+void LiveRaster::SetLooks(std::vector<Look> looks) {
+    if (looks == looks_) return;
+    looks_ = std::move(looks);
+    Forget();
+}
+
+int LiveRaster::Paint(const LiveTraces& traces) {
+    if (painted_ == nothing) pixels_.assign(static_cast<size_t>(width_) * static_cast<size_t>(height_), 0);
+    if (traces.Scans() == 0) return 0;
+    const int64_t last = traces.LastColumn();
+    const int64_t first = std::max({int64_t{0}, painted_, last - width_ + 1});
+    for (int64_t column = first; column <= last; ++column) PaintColumn(traces, column);
+    painted_ = last;
+    if (traces.Restarts())
+        for (int64_t column = last + 1; column <= last + std::min(gap, width_ - 1); ++column) Blank(column);
+    return static_cast<int>(last - first + 1);
+}
+
+void LiveRaster::Blank(int64_t column) {
+    const auto x = static_cast<size_t>(column % width_);
+    for (size_t at = x; at < pixels_.size(); at += static_cast<size_t>(width_)) pixels_[at] = 0;
+}
+
+void LiveRaster::PaintColumn(const LiveTraces& traces, int64_t column) {
+    Blank(column);
+    const auto x = static_cast<size_t>(column % width_);
+    for (size_t trace = 0; trace < std::min(looks_.size(), traces.Traces()); ++trace) {
+        const Look& look = looks_[trace];
+        const auto span = traces.Span(trace, column, look.rows);
+        if (!span) continue;
+        const int top = std::max({span->top, look.top, 0});
+        const int bottom = std::min({span->bottom + 1, look.bottom, height_});
+        for (int y = top; y < bottom; ++y)
+            pixels_[static_cast<size_t>(y) * static_cast<size_t>(width_) + x] = look.argb;
+    }
+}
+
+}  // namespace kymora
