@@ -112,6 +112,7 @@ void DesktopHost::Inform(std::string_view text) { Show(QMessageBox::Information,
 void DesktopHost::Failure(std::string_view text) { Show(QMessageBox::Critical, text, usualTitle); }
 
 void DesktopHost::Show(QMessageBox::Icon icon, std::string_view text, std::string_view title) {
+    if (taker_) return (*taker_)(text);
     QMessageBox box(icon, ToQString(title), ToQString(text), QMessageBox::Ok, Parent());
     box.setTextFormat(Qt::PlainText);
     box.exec();

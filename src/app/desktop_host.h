@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QString>
 #include <QWidget>
+#include <functional>
 #include <set>
 
 #include "host/form.h"
@@ -17,6 +18,9 @@ class DesktopHost : public Host {
   public:
     // Dialogs stand on this window; none before it is set.
     void SetParentWindow(QWidget* window) { parent_ = window; }
+    // Who gets messages in place of boxes that wait for an answer; null: the boxes are shown.
+    using MessageTaker = std::function<void(std::string_view text)>;
+    void SetMessageTaker(const MessageTaker* taker) { taker_ = taker; }
     // Where file dialogs begin: where the last one ended.
     QString lastFolder;
 
@@ -45,6 +49,7 @@ class DesktopHost : public Host {
     bool AskNotice(std::string_view key, std::string_view title, std::string_view text, bool withCancel);
 
     QPointer<QWidget> parent_;
+    const MessageTaker* taker_ = nullptr;
     std::set<std::string, std::less<>> silenced_;  // keys of notices
 };
 

@@ -58,6 +58,7 @@ constexpr FrameCommand table[] = {
     {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, or as text (.txt)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
     {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>, asks},
     {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
+    {"record", "&File", "&Record...\tCtrl+R", "Opens the window in which one records from a board", nullptr, nullptr, Run<&Frame::OnRecord>, group},
     {"convert-to-text", "&File", "Convert to txt format", "Writes recordings as text files beside themselves", nullptr, nullptr, Run<&Frame::OnConvertToText>, group | asks},
     {"batch-list", "&File", "&Multi-batch list...\tCtrl+Shift+B", "Makes a list of operations and runs it over many recordings", nullptr, nullptr, Run<&Frame::OnBatchList>},
     {"binary-defaults", "&File", "Set &binary defaults...", "Says how raw binary files are laid out", nullptr, nullptr, [](Frame& frame) { SetBinaryDefaults(frame.GetSession()); }},

@@ -12,6 +12,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "acquisition/windows/recording_window.h"
 #include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/operation_windows.h"
@@ -88,6 +89,7 @@ void CMainFrame::TakeThemeColours() {
 
 CMainFrame::~CMainFrame() {
     // Children end while the frame still stands, so that nothing they say reaches a half-destroyed window.
+    EndRecording();
     EndBatches();
     delete operations_;
     mdi_->disconnect(this);
@@ -127,7 +129,9 @@ std::vector<CDataDoc*> CMainFrame::Documents() const {
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
     // All are asked about before any is closed, so that a Cancel leaves everything as it was.
-    if (!MayEndBatches() || !MayClose(session_.host, Documents())) return event->ignore();
+    if (!MayEndRecording() || !MayEndBatches() || !MayClose(session_.host, Documents()))
+        return event->ignore();
+    EndRecording();
     EndBatches();
     for (CChildFrame* child : Children()) child->CloseAtOnce();
     emit SettingsChanged();

@@ -33,6 +33,7 @@ class CTransformDlg;
 class MultiBatchWindow;
 class OperationWindows;
 struct BatchOrder;
+class RecordingWindow;
 class TransformStep;
 
 class CMainFrame : public QMainWindow {
@@ -99,6 +100,7 @@ class CMainFrame : public QMainWindow {
     void OnPasteSparse();
     void OnConvertToText();
     void OnFileProperties();
+    void OnRecord();
     void OnGeneralOptions();
     void OnRetainSettings();
     void OnExit();
@@ -111,6 +113,11 @@ class CMainFrame : public QMainWindow {
     bool MayStartBatch();
     // False where there is no order, because the user has given up.
     bool StartBatch(std::optional<BatchOrder> order);
+
+    // frame_recording.cpp: the window in which one records; null while there is none.
+    RecordingWindow* Recorder() const;
+    // Makes it, or brings it to the front.
+    RecordingWindow& OpenRecorder();
 
     // frame_transforms.cpp: runs a transform on the recording of its dialog, or on files that the user
     // chooses, and shows what was made. False when nothing was made; throws what the dialog is to show of it.
@@ -217,6 +224,12 @@ class CMainFrame : public QMainWindow {
     bool MayEndBatches();
     void EndBatches();
 
+    // frame_recording.cpp
+    class Desk;
+    void ShowRecorded(const std::filesystem::path& path, bool follows);
+    bool MayEndRecording();
+    void EndRecording();
+
     // frame_windows.cpp
     void TileInRows(bool horizontally);
 
@@ -235,6 +248,8 @@ class CMainFrame : public QMainWindow {
     RecentFiles recent_;
     OperationWindows* operations_ = nullptr;
     QPointer<MultiBatchWindow> batchList_;
+    std::unique_ptr<Desk> desk_;
+    QPointer<RecordingWindow> recorder_;
     bool isTransforming_ = false;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;

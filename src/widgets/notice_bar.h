@@ -16,12 +16,12 @@ class NoticeBar : public QFrame {
     explicit NoticeBar(QWidget* parent = nullptr);
 
     void Say(const QString& text);
+    void Dismiss();
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
-    void Dismiss();
 
     QLabel* text_;
 };

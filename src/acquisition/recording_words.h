@@ -1,0 +1,38 @@
+#pragma once
+// The state of a recording interface in words, and what may be done in it.
+
+#include <string>
+
+#include "acquisition/dt_gen_acq_view.h"
+
+namespace kymora {
+
+enum class StateTone { calm, waiting, recording, watching };
+
+struct StateWords {
+    std::string text;
+    StateTone tone = StateTone::calm;
+};
+
+// To be read from afar.
+StateWords WordsOf(AcqState state);
+
+// "2:05.3", from an hour on "1:02:05.3".
+std::string ElapsedText(double seconds);
+
+// Which controls of a recording window stand ready.
+struct RecordingControls {
+    bool start = false;  // Start, Arm and Disarm
+    bool stop = false;
+    bool pause = false;
+    bool view = false;  // runs without storage
+    bool save = false;  // Save and Append
+    bool done = false;
+    bool settings = false;  // source, configurations and pages
+    bool note = false;
+
+    bool operator==(const RecordingControls&) const = default;
+};
+RecordingControls ControlsOf(const CDTGenAcqView& view);
+
+}  // namespace kymora

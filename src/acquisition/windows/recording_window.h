@@ -1,0 +1,181 @@
+#pragma once
+// The window in which one records: the board, its buttons, the live display, and the last recording to look
+// through. Where it stands in the program it asks of a RecordingDesk.
+
+#include <QDialog>
+#include <QPointer>
+#include <functional>
+#include <memory>
+
+#include "acquisition/acq_observers.h"
+#include "acquisition/acquisition_sources.h"
+#include "acquisition/recording_words.h"
+#include "acquisition/windows/live_widget.h"
+#include "acquisition/windows/qt_acq_loop.h"
+#include "acquisition/windows/recording_engine.h"
+
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLabel;
+class QLineEdit;
+class QProgressBar;
+class QPushButton;
+class QStackedWidget;
+class QVBoxLayout;
+
+namespace kymora {
+
+class ElidedLabel;
+class NoticeBar;
+class ViewWidget;
+
+class RecordingDesk {
+  public:
+    virtual ~RecordingDesk() = default;
+    // Whether a recording is open in the program.
+    virtual bool IsOpen(const std::filesystem::path& path) = 0;
+    // Opens a recording that was made, or shows it anew where it is open; at its newest data where that
+    // follows.
+    virtual void ShowRecording(const std::filesystem::path& path, bool follows) = 0;
+    // Who gets messages in place of boxes that wait for an answer; null: the boxes.
+    using MessageTaker = std::function<void(std::string_view text)>;
+    virtual void TakeMessages(const MessageTaker* taker) = 0;
+    // The folder for recordings whose own is not there.
+    virtual std::filesystem::path DesktopFolder() = 0;
+};
+
+class RecordingWindow : public QDialog, public AcqObserver {
+    Q_OBJECT
+
+  public:
+    RecordingWindow(Session& session, RecordingDesk& desk, QWidget* parent = nullptr);
+    ~RecordingWindow() override;
+
+    // Opens the board of a source with the settings as they are. False, told to the user, where it cannot.
+    bool OpenBoard(const std::string& source);
+    // Takes a configuration; without a path the user chooses it.
+    bool LoadConfig(std::optional<std::filesystem::path> path);
+    // Settings by key, as `kymora record --set` takes them; answers why one may not be used.
+    std::string Set(const std::string& key, const std::string& value);
+
+    // --- buttons ---
+    void Start();
+    void Stop();
+    void Pause();
+    void View();
+    void Save();
+    void Done();
+    // Marks this moment; its text may follow.
+    void Note();
+    void NoteText(const QString& text);
+    void LoadConfiguration() { LoadConfig({}); }
+    void SaveConfiguration();
+    void ReloadSources();
+
+    // Asks about what runs and what is not saved. False: the window stays.
+    bool MayClose();
+    // Closes without asking, after it was.
+    void CloseAtOnce();
+
+    RecordingEngine* Engine() const { return engine_.get(); }
+    LiveWidget& Display() const { return *live_; }
+    const std::string& Source() const { return source_; }
+    // The last recording as it can be scrolled; null while there is none, or it is made.
+    ViewWidget* Review() const { return review_; }
+    // Others who see what is recorded; they leave before the window goes.
+    void AddObserver(AcqObserver& observer) { observers_.Add(observer); }
+    void RemoveObserver(AcqObserver& observer) { observers_.Remove(observer); }
+
+    // --- AcqObserver ---
+    void OnStateChanged() override;
+    void OnBegun() override;
+    void OnScans(std::span<const std::byte> scans) override;
+    void OnScansPassed(int64_t scans) override;
+    void OnSkipped(int64_t scan) override;
+    void OnSaved(const std::filesystem::path& path) override;
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    // Esc closes no recording.
+    void reject() override {}
+
+  private:
+    // recording_window_parts.cpp
+    void Build();
+    void MakeTop(QVBoxLayout* column);
+    void MakeButtons(QVBoxLayout* column);
+    void MakeMiddle(QVBoxLayout* column);
+    void MakeDetection(QVBoxLayout* column);
+    void MakeStatus(QVBoxLayout* column);
+    QPushButton* MakeButton(const QString& text, const char* name, const QString& key, const QString& tip,
+                            void (RecordingWindow::*does)());
+    void Say(std::string_view text);
+    void CloseBoard();
+    void SetAxesToRange();
+    bool MayLoseSamples();
+    bool TakeNewSettings();
+    void ShowPrepared();
+    void ShowReview();
+    void DropReview();
+    void SoonUpdate();
+    void UpdateControls();
+    void ShowState(AcqState state);
+    void UpdateReadings();
+    void ShowDetectTraces();
+    void UpdateDetection();
+    void TakeAxis(int trace, double top, double bottom);
+    void EndNote();
+    void EndViewing();
+    double RecordedMs() const;
+
+    Session& session_;
+    RecordingDesk& desk_;
+    RecordingDesk::MessageTaker taker_;
+    QtAcqLoop loop_;
+    AcqObservers observers_;
+    std::string source_;
+    SourceSettings sourceSettings_, openedSettings_;
+    AcquisitionSettings settings_;
+    std::unique_ptr<RecordingEngine> engine_;
+    std::unique_ptr<CKymoraView> reviewView_;
+    QPointer<ViewWidget> review_;
+    bool hasBegun_ = false;     // the display shows a recording
+    bool hasUsualAxes_ = true;  // nobody has set them yet
+    bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
+    static constexpr double leastSpanMs = 1.0, mostSpanMs = 3600000.0;
+    struct Limits {
+        uint32_t trigMode, sweepMode;
+        double timeLimit;
+    };
+    std::optional<Limits> beforeViewing_;
+
+    // Of the moment of a note.
+    int64_t scansSeen_ = 0;
+    LiveWidget::Clock::time_point scansAt_;
+    std::optional<size_t> openNote_;
+
+    QComboBox* sources_;
+    QLabel* state_;
+    QLabel* elapsed_;
+    QPushButton *reload_, *load_, *saveConfig_, *start_, *stop_, *pause_, *viewOnly_, *save_, *done_,
+        *noteButton_;
+    QLineEdit* noteText_;
+    QCheckBox* detect_;
+    QComboBox *detectTrace_, *detectDirection_;
+    QDoubleSpinBox* level_;
+    QLabel* spikes_;
+    NoticeBar* notice_;
+    QStackedWidget* pages_;
+    LiveWidget* live_;
+    QLabel* series_;
+    QProgressBar* pipe_;
+    ElidedLabel* readings_;
+    QTimer readingsTimer_;
+    std::optional<double> diskSeconds_;
+    int sinceDisk_ = 0;
+};
+
+}  // namespace kymora

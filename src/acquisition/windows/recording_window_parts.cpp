@@ -1,0 +1,336 @@
+// The parts of the recording window, and what they show.
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QShortcut>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include <fmt/format.h>
+
+#include "acquisition/disk_watch.h"
+#include "acquisition/windows/recording_window.h"
+#include "drawing/number_labels.h"
+#include "widgets/elided_label.h"
+#include "widgets/notice_bar.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr int readingsMs = 200, diskEvery = 10;  // readings
+constexpr double readFromAfar = 1.9;             // times the usual font
+
+struct ToneColours {
+    const char* paper;
+    const char* ink;
+};
+
+ToneColours ColoursOf(StateTone tone) {
+    switch (tone) {
+    case StateTone::recording:
+        return {"#c4161c", "white"};
+    case StateTone::waiting:
+        return {"#f2a900", "black"};
+    case StateTone::watching:
+        return {"#1f6fb5", "white"};
+    case StateTone::calm:
+        break;
+    }
+    return {"", ""};
+}
+
+QFont Larger(const QFont& font, double times, bool isBold) {
+    QFont larger = font;
+    larger.setPointSizeF(font.pointSizeF() * times);
+    larger.setBold(isBold);
+    return larger;
+}
+
+}  // namespace
+
+// The keyboard stays with the display; buttons have keys of their own.
+QPushButton* RecordingWindow::MakeButton(const QString& text, const char* name, const QString& key,
+                                         const QString& tip, void (RecordingWindow::*does)()) {
+    auto* button = new QPushButton(text, this);
+    button->setObjectName(name);
+    button->setAutoDefault(false);
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setToolTip(key.isEmpty() ? tip : tip + " (" + key + ")");
+    connect(button, &QPushButton::clicked, this, does);
+    if (!key.isEmpty()) {
+        auto* shortcut = new QShortcut(QKeySequence(key), this);
+        shortcut->setAutoRepeat(false);
+        connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
+    }
+    return button;
+}
+
+void RecordingWindow::Build() {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(8, 8, 8, 6);
+    column->setSpacing(6);
+    MakeTop(column);
+    MakeButtons(column);
+    notice_ = new NoticeBar(this);
+    column->addWidget(notice_);
+    MakeMiddle(column);
+    MakeDetection(column);
+    MakeStatus(column);
+    connect(&readingsTimer_, &QTimer::timeout, this, &RecordingWindow::UpdateReadings);
+    readingsTimer_.start(readingsMs);
+    UpdateDetection();
+    resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
+}
+
+void RecordingWindow::MakeTop(QVBoxLayout* column) {
+    auto* row = new QHBoxLayout;
+    sources_ = new QComboBox(this);
+    sources_->setObjectName("source");
+    sources_->setToolTip(tr("The board that records"));
+    sources_->setMinimumContentsLength(22);
+    connect(sources_, &QComboBox::currentIndexChanged, this, [this](int index) {
+        if (!isUpdating_ && index >= 0 && !OpenBoard(sources_->itemData(index).toString().toStdString())) {
+            const QSignalBlocker quiet(sources_);
+            sources_->setCurrentIndex(sources_->findData(ToQString(source_)));
+        }
+    });
+    row->addWidget(sources_);
+    reload_ =
+        MakeButton(tr("&Reload"), "reload", "", tr("Looks for boards anew"), &RecordingWindow::ReloadSources);
+    load_ = MakeButton(tr("&Load..."), "loadConfiguration", "Ctrl+O",
+                       tr("Loads the settings of an ADC-DAC configuration file"),
+                       &RecordingWindow::LoadConfiguration);
+    saveConfig_ = MakeButton(tr("Sa&ve settings..."), "saveConfiguration", "Ctrl+Shift+S",
+                             tr("Saves the settings as an ADC-DAC configuration file"),
+                             &RecordingWindow::SaveConfiguration);
+    for (QPushButton* button : {reload_, load_, saveConfig_}) row->addWidget(button);
+    row->addStretch(1);
+    state_ = new QLabel(this);
+    state_->setObjectName("state");
+    state_->setFont(Larger(font(), readFromAfar, true));
+    state_->setAlignment(Qt::AlignCenter);
+    state_->setAccessibleName(tr("State"));
+    row->addWidget(state_);
+    elapsed_ = new QLabel(this);
+    elapsed_->setObjectName("elapsed");
+    elapsed_->setFont(Larger(font(), readFromAfar, false));
+    elapsed_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    elapsed_->setToolTip(tr("Recorded, of how much at most"));
+    elapsed_->setMinimumWidth(elapsed_->fontMetrics().horizontalAdvance("00:00.0 / 0:00:00.0"));
+    row->addWidget(elapsed_);
+    column->addLayout(row);
+}
+
+void RecordingWindow::MakeButtons(QVBoxLayout* column) {
+    auto* row = new QHBoxLayout;
+    start_ =
+        MakeButton(tr("&Start"), "start", "F5", tr("Starts a recording, or arms the trigger and disarms it"),
+                   &RecordingWindow::Start);
+    stop_ = MakeButton(tr("S&top"), "stop", "F6", tr("Stops the recording, the series or the trigger"),
+                       &RecordingWindow::Stop);
+    pause_ = MakeButton(tr("&Pause display"), "pause", "F7", tr("Holds the display; the recording goes on"),
+                        &RecordingWindow::Pause);
+    pause_->setCheckable(true);
+    viewOnly_ = MakeButton(tr("Vie&w"), "view", "F8", tr("Shows what the inputs see; nothing is stored"),
+                           &RecordingWindow::View);
+    save_ = MakeButton(tr("Save"), "save", "F9", tr("Saves the last recording, or appends it to the file"),
+                       &RecordingWindow::Save);
+    done_ = MakeButton(tr("&Done"), "done", "Shift+F9", tr("Nothing more is appended to the file"),
+                       &RecordingWindow::Done);
+    noteButton_ = MakeButton(tr("&Note"), "note", "F2",
+                             tr("Marks this moment; a text can follow. On the display also Space"),
+                             &RecordingWindow::Note);
+    start_->setFont(Larger(font(), 1.2, true));
+    stop_->setFont(Larger(font(), 1.2, true));
+    for (QPushButton* button : {start_, stop_, pause_, viewOnly_, save_, done_, noteButton_})
+        row->addWidget(button);
+    noteText_ = new QLineEdit(this);
+    noteText_->setObjectName("noteText");
+    noteText_->setPlaceholderText(tr("text of the note, Enter"));
+    noteText_->setMaxLength(200);
+    noteText_->setEnabled(false);
+    noteText_->installEventFilter(this);
+    connect(noteText_, &QLineEdit::returnPressed, this, [this] { NoteText(noteText_->text()); });
+    row->addWidget(noteText_, 1);
+    column->addLayout(row);
+}
+
+void RecordingWindow::MakeMiddle(QVBoxLayout* column) {
+    pages_ = new QStackedWidget(this);
+    live_ = new LiveWidget(session_, pages_);
+    live_->installEventFilter(this);
+    live_->setToolTip({});
+    pages_->addWidget(live_);
+    connect(live_, &LiveWidget::AxisChanged, this, &RecordingWindow::TakeAxis);
+    connect(live_, &LiveWidget::LevelChanged, this, [this](double level) { level_->setValue(level); });
+    column->addWidget(pages_, 1);
+}
+
+void RecordingWindow::MakeDetection(QVBoxLayout* column) {
+    auto* row = new QHBoxLayout;
+    detect_ = new QCheckBox(tr("Show spi&kes of"), this);
+    detect_->setObjectName("detect");
+    detect_->setToolTip(tr("Marks spikes while they come; only for the eye, they are not stored"));
+    detectTrace_ = new QComboBox(this);
+    detectTrace_->setObjectName("detectTrace");
+    detectTrace_->setMinimumContentsLength(12);
+    detectDirection_ = new QComboBox(this);
+    detectDirection_->addItems({tr("above"), tr("below")});
+    level_ = new QDoubleSpinBox(this);
+    level_->setObjectName("level");
+    level_->setDecimals(4);
+    level_->setRange(-1e6, 1e6);
+    level_->setSingleStep(0.05);
+    level_->setValue(0.5);
+    level_->setSuffix(tr(" V"));
+    level_->setToolTip(tr("The level; its line in the display can be dragged, too"));
+    spikes_ = new QLabel(this);
+    spikes_->setObjectName("spikes");
+    for (QWidget* part :
+         std::initializer_list<QWidget*>{detect_, detectTrace_, detectDirection_, level_, spikes_})
+        row->addWidget(part);
+    row->addStretch(1);
+    connect(detect_, &QCheckBox::toggled, this, &RecordingWindow::UpdateDetection);
+    connect(detectTrace_, &QComboBox::currentIndexChanged, this, &RecordingWindow::UpdateDetection);
+    connect(detectDirection_, &QComboBox::currentIndexChanged, this, &RecordingWindow::UpdateDetection);
+    connect(level_, &QDoubleSpinBox::valueChanged, this, &RecordingWindow::UpdateDetection);
+    column->addLayout(row);
+}
+
+void RecordingWindow::MakeStatus(QVBoxLayout* column) {
+    auto* row = new QHBoxLayout;
+    series_ = new QLabel(this);
+    series_->setObjectName("series");
+    series_->setFont(Larger(font(), 1.2, true));
+    row->addWidget(series_);
+    readings_ = new ElidedLabel(30, this);
+    readings_->setObjectName("readings");
+    row->addWidget(readings_, 1);
+    row->addWidget(new QLabel(tr("pipe"), this));
+    pipe_ = new QProgressBar(this);
+    pipe_->setObjectName("pipe");
+    pipe_->setRange(0, 100);
+    pipe_->setFixedWidth(90);
+    pipe_->setToolTip(tr("How full the pipe between board and disk is. When it is full, the recording ends"));
+    row->addWidget(pipe_);
+    column->addLayout(row);
+}
+
+// --- what they show ---
+
+void RecordingWindow::SoonUpdate() {
+    if (std::exchange(updatesSoon_, true)) return;
+    QMetaObject::invokeMethod(this, &RecordingWindow::UpdateControls, Qt::QueuedConnection);
+}
+
+void RecordingWindow::UpdateControls() {
+    updatesSoon_ = false;
+    if (engine_) EndViewing();
+    const RecordingControls controls = engine_ ? ControlsOf(*engine_) : RecordingControls();
+    const AcqState state = engine_ ? engine_->State() : AcqState::idle;
+    const std::string startText = engine_ ? engine_->StartButton() : "Start";
+    start_->setText("&" + ToQString(startText));
+    save_->setText(engine_ ? engine_->SaveButton() : "Save");
+    start_->setEnabled(controls.start);
+    stop_->setEnabled(controls.stop);
+    pause_->setEnabled(controls.pause);
+    pause_->setChecked(state == AcqState::displayPaused);
+    viewOnly_->setEnabled(controls.view);
+    save_->setEnabled(controls.save);
+    done_->setEnabled(controls.done);
+    noteButton_->setEnabled(controls.note);
+    for (QWidget* part : std::initializer_list<QWidget*>{sources_, reload_, load_, saveConfig_})
+        part->setEnabled(engine_ ? controls.settings : part != saveConfig_ && part != load_);
+    if (!controls.note && openNote_ && !controls.save) EndNote();
+    live_->SetPaused(state == AcqState::displayPaused);
+    ShowState(state);
+    series_->setText(engine_ ? ToQString(engine_->StatusText()) : QString());
+    setWindowTitle(engine_
+                       ? tr("Record - %1 - %2").arg(sources_->currentText(), ToQString(WordsOf(state).text))
+                       : tr("Record"));
+    UpdateReadings();
+    if (engine_ && engine_->HasEnded()) ShowReview();
+}
+
+void RecordingWindow::ShowState(AcqState state) {
+    const StateWords words = engine_ ? WordsOf(state) : StateWords{"No board", StateTone::calm};
+    state_->setText(ToQString(words.text));
+    const auto [paper, ink] = ColoursOf(words.tone);
+    state_->setStyleSheet(
+        *paper ? QString("QLabel { background: %1; color: %2; border-radius: 4px; padding: 1px 12px; }")
+                     .arg(paper, ink)
+               : QString("QLabel { padding: 1px 12px; }"));
+}
+
+void RecordingWindow::UpdateReadings() {
+    if (!engine_) {
+        readings_->SetText({});
+        elapsed_->clear();
+        return;
+    }
+    const AcquisitionSettings& settings = engine_->m_settings;
+    const double kHz = 1.0 / settings.m_dSampleInterval;
+    const bool isRunning = engine_->IsRunning();
+    if (isRunning || hasBegun_) {
+        const QString stored =
+            ToQString(ElapsedText(static_cast<double>(engine_->StoredScans()) / kHz / 1000.0));
+        const QString limit =
+            ToQString(ElapsedText(static_cast<double>(engine_->ScansPerSweep() - 1) / kHz / 1000.0));
+        elapsed_->setText(engine_->m_bDisplayOnly ? stored : stored + " / " + limit);
+    } else {
+        elapsed_->setText("0:00.0");
+    }
+    const double fill = engine_->PipeFill();
+    pipe_->setValue(static_cast<int>(std::lround(fill * 100.0)));
+    if (sinceDisk_-- <= 0) {
+        diskSeconds_ = engine_->DiskSeconds();
+        sinceDisk_ = diskEvery;
+    }
+    const size_t channels = engine_->ActiveChannels().size();
+    QString text = tr("%1 at %2 kHz")
+                       .arg(channels == 1 ? tr("1 channel") : tr("%1 channels").arg(channels))
+                       .arg(ToQString(AxisNumber(kHz, 6)));
+    if (diskSeconds_) text += tr("  |  disk lasts %1").arg(ToQString(DurationText(*diskSeconds_)));
+    if (isRunning) text += tr("  |  %1 frames/s").arg(live_->FramesPerSecond());
+    if (hasBegun_ && live_->DroppedScans() > 0)
+        text += tr("  |  display left out %1 samples, all are stored").arg(live_->DroppedScans());
+    readings_->SetText(text);
+    if (const LiveSpikes* spikes = live_->Spikes())
+        spikes_->setText(
+            tr("%1 spikes, %2 /s").arg(spikes->Count()).arg(ToQString(AxisNumber(spikes->Rate(), 3))));
+    else
+        spikes_->clear();
+}
+
+// --- detection ---
+
+void RecordingWindow::ShowDetectTraces() {
+    const QSignalBlocker quiet(detectTrace_);
+    const int chosen = std::max(0, detectTrace_->currentIndex());
+    detectTrace_->clear();
+    for (int trace = 0; trace < live_->TraceCount(); ++trace) detectTrace_->addItem(live_->TraceName(trace));
+    detectTrace_->setCurrentIndex(std::min(chosen, detectTrace_->count() - 1));
+}
+
+void RecordingWindow::UpdateDetection() {
+    for (QWidget* part : std::initializer_list<QWidget*>{detectTrace_, detectDirection_, level_})
+        part->setEnabled(detect_->isChecked());
+    if (!detect_->isChecked() || detectTrace_->currentIndex() < 0) return live_->SetDetection({});
+    LiveSpikeSettings settings;
+    settings.trace = static_cast<size_t>(detectTrace_->currentIndex());
+    settings.level = level_->value();
+    settings.isFalling = detectDirection_->currentIndex() == 1;
+    live_->SetDetection(settings);
+    UpdateReadings();
+}
+
+}  // namespace kymora
