@@ -22,7 +22,6 @@ class NoticeBar : public QFrame {
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
-
     QLabel* text_;
 };
 
