@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <functional>
+#include <span>
 
 #include "acquisition/comedi_board.h"
-#include "host/field.h"
 #include "results/aligned_table.h"
 #include "results/json_writer.h"
 
@@ -14,47 +13,30 @@ namespace kymora {
 
 namespace {
 
-// A setting as a field, which knows how a text becomes a value and how a fault is told.
-struct SourceField {
-    Field field;
-    std::function<void(SourceSettings&, const Field&)> store;
-};
+constexpr std::string_view encodingWords[] = {"offset", "twos-complement"};
+constexpr std::string_view directionWords[] = {"rising", "falling"};
 
-Field NumberField(const char* key, FieldKind kind, double least, double greatest) {
+// A setting as a field, which knows how a text becomes a value and how a fault is told.
+template <typename T>
+Field Bound(const char* key, FieldKind kind, double least, double greatest, T& value) {
     Field field;
     field.key = field.label = key;
     field.kind = kind;
     field.Limits(least, greatest);
+    field.load = [&value](Field& to) { to.number = static_cast<double>(value); };
+    field.store = [&value](const Field& from) { value = static_cast<T>(from.number); };
+    field.load(field);
     return field;
 }
 
-Field ChoiceField(const char* key, std::span<const std::string_view> words) {
-    Field field = NumberField(key, FieldKind::choice, 0, static_cast<double>(words.size() - 1));
+template <typename T>
+Field BoundChoice(const char* key, std::span<const std::string_view> words, T& value) {
+    Field field = Bound(key, FieldKind::choice, 0, static_cast<double>(words.size() - 1), value);
     field.choices.assign(words.begin(), words.end());
+    field.load = [&value](Field& to) { to.choice = static_cast<int>(value); };
+    field.store = [&value](const Field& from) { value = static_cast<T>(from.choice); };
+    field.load(field);
     return field;
-}
-
-std::vector<SourceField> SourceFields() {
-    constexpr std::string_view encodings[] = {"offset", "twos-complement"};
-    constexpr std::string_view directions[] = {"rising", "falling"};
-    return {
-        {ChoiceField("input", simulatedInputWords),
-         [](SourceSettings& to, const Field& f) {
-             to.simulated.input = static_cast<SimulatedInput>(f.choice);
-         }},
-        {NumberField("bits", FieldKind::integer, 8, 24),
-         [](SourceSettings& to, const Field& f) { to.simulated.bits = static_cast<int>(f.number); }},
-        {ChoiceField("encoding", encodings),
-         [](SourceSettings& to, const Field& f) { to.simulated.encoding = f.choice; }},
-        {NumberField("triggerTrace", FieldKind::integer, 1, 16),
-         [](SourceSettings& to, const Field& f) { to.trigger.trace = static_cast<uint32_t>(f.number); }},
-        {NumberField("triggerLevel", FieldKind::number, -1e9, 1e9),
-         [](SourceSettings& to, const Field& f) { to.trigger.level = f.number; }},
-        {ChoiceField("triggerDirection", directions),
-         [](SourceSettings& to, const Field& f) { to.trigger.isFalling = f.choice == 1; }},
-        {NumberField("preTrigger", FieldKind::number, 0, 1e9),
-         [](SourceSettings& to, const Field& f) { to.trigger.preTriggerMs = f.number; }},
-    };
 }
 
 constexpr const char* comediWord = "comedi";
@@ -119,22 +101,34 @@ std::unique_ptr<Board> OpenSource(std::string_view name, const SourceSettings& s
     return OpenComedi(std::string(name));
 }
 
+std::vector<Field> SourceFields(SourceSettings& settings) {
+    SimulatedBoardSettings& board = settings.simulated;
+    InternalTriggerSettings& trigger = settings.trigger;
+    return {BoundChoice("input", simulatedInputWords, board.input),
+            Bound("bits", FieldKind::integer, 8, 24, board.bits),
+            BoundChoice("encoding", encodingWords, board.encoding),
+            Bound("triggerTrace", FieldKind::integer, 1, 16, trigger.trace),
+            Bound("triggerLevel", FieldKind::number, -1e9, 1e9, trigger.level),
+            BoundChoice("triggerDirection", directionWords, trigger.isFalling),
+            Bound("preTrigger", FieldKind::number, 0, 1e9, trigger.preTriggerMs)};
+}
+
 std::optional<std::string> SetSourceSetting(SourceSettings& settings, std::string_view key,
                                             std::string_view text) {
-    for (auto& [field, store] : SourceFields()) {
+    for (Field& field : SourceFields(settings)) {
         if (field.key != key) continue;
-        Field set = field;
-        std::string fault = set.Parse(text);
-        if (fault.empty()) fault = set.Fault();
-        if (fault.empty()) store(settings, set);
+        std::string fault = field.Parse(text);
+        if (fault.empty()) fault = field.Fault();
+        if (fault.empty()) field.store(field);
         return fault;
     }
     return {};
 }
 
 std::vector<std::string> SourceSettingKeys() {
+    SourceSettings settings;
     std::vector<std::string> keys;
-    for (const SourceField& one : SourceFields()) keys.push_back(one.field.key);
+    for (const Field& field : SourceFields(settings)) keys.push_back(field.key);
     return keys;
 }
 

@@ -8,6 +8,7 @@
 
 #include "acquisition/internal_trigger.h"
 #include "acquisition/simulated_board.h"
+#include "host/field.h"
 #include "results/output_sink.h"
 
 namespace kymora {
@@ -36,6 +37,8 @@ inline constexpr std::string_view simulatedSource = "simulated";
 // The board of a source; null where there is none of that name.
 std::unique_ptr<Board> OpenSource(std::string_view name, const SourceSettings& settings);
 
+// All of them as fields bound to the settings, which outlive them.
+std::vector<Field> SourceFields(SourceSettings& settings);
 // Sets one by its key: input, bits and encoding of the simulated board; triggerTrace, triggerLevel,
 // triggerDirection and preTrigger of trigger mode 3. Answers why the text may not be used, with nothing
 // changed; empty when it was. Nothing where there is no such key.

@@ -17,11 +17,6 @@ namespace {
 constexpr const char* noThreadText = "Failed to create host window in recording thread";
 constexpr const char* fewPointsText =
     "We need at least 9 points on the screen. Slow the timebase or increase the sample frequency.";
-constexpr const char* fromFirstText = "The {} board requires that active channels start with channel 1.";
-constexpr const char* inSequenceText =
-    "The {} board requires that active channels should be in unbroken numerical sequence.";
-constexpr const char* unknownListText =
-    "Kymora did not recognize the AD channel list structure. Please inform author.";
 constexpr const char* noOutputFileText = "No file selected as source for output.";
 constexpr const char* inexactFrequencyText = "NOTE: the output frequency cannot be set exactly to that "
                                              "specified in the file. The output timing will not "
@@ -79,6 +74,25 @@ ConfigurationTarget::Board CDTAcqView::BoardTarget() const {
     return {m_strBoardName, m_adc.channels, m_nDacChannels, m_bDigitalOutput};
 }
 
+BoardFacts CDTAcqView::Facts() {
+    BoardFacts facts{m_strBoardName, m_adc, m_dac, m_nDacChannels, m_bDigitalOutput, false, {}, {}};
+    // A board that runs is left alone.
+    const auto ask = [this](const std::function<void(CDTHost&)>& work) {
+        if (IsIdle() && m_pThread) m_pThread->Call(work);
+    };
+    facts.rate = [ask](Subsystem subsystem, int channels, double kHz) {
+        std::optional<double> answered;
+        ask([&](CDTHost& host) { answered = host.AskRate(subsystem, channels, kHz); });
+        return answered;
+    };
+    facts.rates = [ask](Subsystem subsystem, int channels) {
+        std::optional<FrequencyRange> range;
+        ask([&](CDTHost& host) { range = host.AskRates(subsystem, channels); });
+        return range;
+    };
+    return facts;
+}
+
 // --- checks before a start ---
 
 bool CDTAcqView::PrepareStart() {
@@ -92,22 +106,7 @@ bool CDTAcqView::CheckScreen() {
 }
 
 bool CDTAcqView::CheckChannels() {
-    const std::vector<int> active = ActiveChannels();
-    std::string fault;
-    const bool isBroken =
-        !active.empty() && active.back() - active.front() + 1 != static_cast<int>(active.size());
-    if (active.empty())
-        fault = "No channel is on. Switch one on to record it.";
-    else if (active.back() >= m_adc.channels)
-        fault = fmt::format("Channel {} is on. The {} board has {} channels.", active.back() + 1,
-                            m_strBoardName, m_adc.channels);
-    else if (m_adc.channelList == ChannelListRule::inSequenceFromFirst && active.front() != 0)
-        fault = fmt::format(fmt::runtime(fromFirstText), m_strBoardName);
-    else if (m_adc.channelList != ChannelListRule::any && isBroken)
-        fault = fmt::format(fmt::runtime(inSequenceText), m_strBoardName);
-    else if (m_adc.channelList < ChannelListRule::any ||
-             m_adc.channelList > ChannelListRule::inSequenceFromFirst)
-        fault = unknownListText;
+    const std::string fault = ChannelFault(m_settings, m_adc, m_strBoardName);
     if (!fault.empty()) Fail(fault);
     return fault.empty();
 }

@@ -2,6 +2,7 @@
 // What interfaces of boards have in common: the board on its thread, the checks before a start, the stimulus.
 
 #include "acquisition/acq_view.h"
+#include "acquisition/board_facts.h"
 #include "acquisition/dt_thread.h"
 #include "recording/adc_dac_configuration.h"
 
@@ -16,6 +17,9 @@ class CDTAcqView : public CAcqView {
     bool OpenBoard();
     // What a configuration is held against.
     ConfigurationTarget::Board BoardTarget() const;
+    // What settings are held against, with the ways to ask the open board while it is idle. They end with
+    // this interface. Whether the board is the simulated one is for the caller to say.
+    BoardFacts Facts();
     Board& GetBoard() { return *m_pBoard; }
     int DacChannels() const { return m_nDacChannels; }
 

@@ -10,8 +10,6 @@ namespace kymora {
 
 namespace {
 
-constexpr const char* shortRepeatText =
-    "Problem: your Repeat interval is too short for this episode Record time. Stopping repeats.";
 constexpr const char* someSkippedText =
     "Some data were skipped in the real-time display but all data were stored successfully.";
 constexpr const char* diskFullText =
@@ -122,7 +120,7 @@ std::unique_ptr<InternalTrigger> CDTGenAcqView::MakeTrigger(std::string& fault) 
         fault = fmt::format("The trigger waits for trace {}, and {} are recorded.", m_trigger.trace,
                             Format().channels);
     else if (!(scans >= 0.0 && scans < static_cast<double>(ScansPerSweep())))
-        fault = "What is kept before the trigger must be shorter than the recording.";
+        fault = longPreTriggerText;
     else if (scans * static_cast<double>(Format().ScanBytes()) > mostPreTriggerBytes)
         fault =
             "What is kept before the trigger takes too much memory. Keep less, or record at a lower rate.";

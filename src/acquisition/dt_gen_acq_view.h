@@ -27,6 +27,11 @@ inline constexpr const char* saveModeTexts[] = {
     "appending.",
     "Auto-save recording to file and increment filename immediately after acquisition."};
 
+inline constexpr const char* shortRepeatText =
+    "Problem: your Repeat interval is too short for this episode Record time. Stopping repeats.";
+inline constexpr const char* longPreTriggerText =
+    "What is kept before the trigger must be shorter than the recording.";
+
 enum class TriggerMode : uint32_t { atOnce, repeat, external, internal };
 enum class SaveMode : uint32_t { byHand, appendByHand, append, fileEach };
 

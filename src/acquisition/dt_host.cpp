@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <thread>
 #include <utility>
 
@@ -132,6 +133,29 @@ bool CDTHost::SetTheClock(Subsystem subsystem, int channels, bool hasOneClock, d
     if (!(answered > 0.0)) return false;
     if (std::abs(answered - wanted) > sameFrequency) kHz = answered / 1000.0 / clocked;
     return true;
+}
+
+bool CDTHost::HasOneClock(Subsystem subsystem) const {
+    return (subsystem == Subsystem::adc ? m_adc : m_dac).hasOneClock;
+}
+
+std::optional<double> CDTHost::AskRate(Subsystem subsystem, int channels, double kHz) {
+    if (m_bRunning || channels < 1 || !(kHz > 0.0)) return {};
+    std::vector<int> list(static_cast<size_t>(channels));
+    std::iota(list.begin(), list.end(), 0);
+    const HostWords words = m_words;
+    const bool isSet =
+        SetChannels(subsystem, list) && SetTheClock(subsystem, channels, HasOneClock(subsystem), kHz);
+    m_words = words;
+    return isSet ? std::optional(kHz) : std::nullopt;
+}
+
+std::optional<FrequencyRange> CDTHost::AskRates(Subsystem subsystem, int channels) {
+    FrequencyRange range;
+    if (m_bRunning || channels < 1 || m_board.GetFrequencyRange(subsystem, channels, range) != boardGood)
+        return {};
+    const int clocked = HasOneClock(subsystem) ? 1 : channels;
+    return FrequencyRange{range.least / clocked, range.greatest / clocked};
 }
 
 bool CDTHost::ConfigureInputs(const std::vector<int>& channels, InputMode mode, double& interval) {

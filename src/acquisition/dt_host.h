@@ -49,6 +49,11 @@ class CDTHost {
     size_t BufferScans() const { return m_nBufferSamples; }
     // The same for the first outputs; `kHz` becomes the rate that the board answers.
     bool ConfigureOutputs(int channels, double& kHz);
+    // The rate that the board answers for each of so many channels, kHz, held to those that it has, and
+    // those that each can have, Hz; nothing where it answers none. What is set is set anew at the next
+    // configuration; the user hears of nothing.
+    std::optional<double> AskRate(Subsystem subsystem, int channels, double kHz);
+    std::optional<FrequencyRange> AskRates(Subsystem subsystem, int channels);
     // External where something outside starts the recording, else software. `dacs`: outputs take the same.
     bool ChooseTrigger(bool isExternal, int dacs);
 
@@ -71,6 +76,7 @@ class CDTHost {
     void OpenDigital();
     bool TakeBack(Subsystem subsystem, bool putsThem);
     bool AllocateInputs(size_t samples);
+    bool HasOneClock(Subsystem subsystem) const;
     bool SetTheClock(Subsystem subsystem, int channels, bool hasOneClock, double& kHz);
     bool SetChannels(Subsystem subsystem, const std::vector<int>& channels);
     bool StartSubsystems(int dacs);

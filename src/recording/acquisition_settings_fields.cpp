@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include "host/field.h"
@@ -66,6 +68,23 @@ class Walk {
         case RecordingType::arduino:
             return Arduino();
         }
+    }
+
+    // Headings of a wide table: only the first of a kind has its unit.
+    void Pulse(COutputPulse& pulse) {
+        to_.Take(Positive("delay", "Delay", s_.m_bTimeInSeconds ? "s" : "ms", &pulse.m_fDelay));
+        to_.Take(Positive("onRamp", "On ramp", {}, &pulse.m_fOnRamp));
+        to_.Take(Positive("offRamp", "Off ramp", {}, &pulse.m_fOffRamp));
+        to_.Take(Positive("plateau", "Plateau", {}, &pulse.m_fPlateau));
+        to_.Take(Number("amplitude", "Amplitude", "V", &pulse.m_fAmplitude));
+        to_.Take(Number("stepDelay", "Steps: delay", {}, &pulse.m_fStepDelay));
+        to_.Take(Number("stepOnRamp", "on ramp", {}, &pulse.m_fStepOnRamp));
+        to_.Take(Number("stepOffRamp", "off ramp", {}, &pulse.m_fStepOffRamp));
+        to_.Take(Number("stepPlateau", "plateau", {}, &pulse.m_fStepPlateau));
+        to_.Take(Number("stepAmplitude", "amplitude", {}, &pulse.m_fStepAmplitude));
+        to_.Take(Whole("seqCount", "Cycle", {}, &pulse.m_nSeqCount, std::numeric_limits<int32_t>::min(),
+                       std::numeric_limits<int32_t>::max()));
+        to_.Take(Choice("seqMode", "At its end", &pulse.m_eSeqMode, sequenceModes));
     }
 
   private:
@@ -159,23 +178,6 @@ class Walk {
         to_.Leave();
     }
 
-    // Headings of a wide table: only the first of a kind has its unit.
-    void Pulse(COutputPulse& pulse) {
-        to_.Take(Positive("delay", "Delay", s_.m_bTimeInSeconds ? "s" : "ms", &pulse.m_fDelay));
-        to_.Take(Positive("onRamp", "On ramp", {}, &pulse.m_fOnRamp));
-        to_.Take(Positive("offRamp", "Off ramp", {}, &pulse.m_fOffRamp));
-        to_.Take(Positive("plateau", "Plateau", {}, &pulse.m_fPlateau));
-        to_.Take(Number("amplitude", "Amplitude", "V", &pulse.m_fAmplitude));
-        to_.Take(Number("stepDelay", "Steps: delay", {}, &pulse.m_fStepDelay));
-        to_.Take(Number("stepOnRamp", "on ramp", {}, &pulse.m_fStepOnRamp));
-        to_.Take(Number("stepOffRamp", "off ramp", {}, &pulse.m_fStepOffRamp));
-        to_.Take(Number("stepPlateau", "plateau", {}, &pulse.m_fStepPlateau));
-        to_.Take(Number("stepAmplitude", "amplitude", {}, &pulse.m_fStepAmplitude));
-        to_.Take(Whole("seqCount", "Cycle", {}, &pulse.m_nSeqCount, std::numeric_limits<int32_t>::min(),
-                       std::numeric_limits<int32_t>::max()));
-        to_.Take(Choice("seqMode", "At its end", &pulse.m_eSeqMode, sequenceModes));
-    }
-
     void Refractory() {
         RefractorySettings& r = s_.refractory;
         to_.Take(Interval(s_.m_dSampleInterval));
@@ -229,33 +231,6 @@ class Walk {
 
 // --- limits and texts of one ---
 
-// The item as a field, which knows how a text becomes a value and how a fault is told.
-Field FieldOf(const SettingItem& item) {
-    Field field;
-    field.key = field.label = std::string(item.name);
-    field.Limits(item.least, item.greatest);
-    field.number = item.Number();
-    field.isSingle = std::holds_alternative<float*>(item.value);
-    if (item.IsText()) {
-        field.kind = FieldKind::text;
-        field.text = *std::get<std::string*>(item.value);
-    } else if (std::holds_alternative<bool*>(item.value)) {
-        field.kind = FieldKind::flag;
-        field.flag = *std::get<bool*>(item.value);
-    } else if (item.isColour) {
-        field.kind = FieldKind::colour;
-        field.colour = *std::get<uint32_t*>(item.value);
-    } else if (!item.choices.empty()) {
-        field.kind = FieldKind::choice;
-        field.choices.assign(item.choices.begin(), item.choices.end());
-        field.choice = static_cast<int>(std::clamp(field.number, -1.0, item.greatest + 1.0));
-    } else {
-        const bool isFraction = field.isSingle || std::holds_alternative<double*>(item.value);
-        field.kind = isFraction ? FieldKind::number : FieldKind::integer;
-    }
-    return field;
-}
-
 std::string FaultOf(const SettingItem& item, const Field& field) {
     if (item.notZero && field.number == 0.0) return fmt::format("\"{}\" must not be 0.", item.name);
     return field.Fault();
@@ -277,42 +252,50 @@ void Store(const Field& field, const SettingItem& item) {
         item.value);
 }
 
+// A float in the digits that it needs, not in those of the double that holds it.
+double InDigits(const SettingItem& item) {
+    const auto* single = std::get_if<float*>(&item.value);
+    if (!single) return item.Number();
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, **single).ptr;
+    double wide = double{**single};
+    std::from_chars(text, end, wide);
+    return wide;
+}
+
+void Load(Field& field, const SettingItem& item) {
+    if (item.IsText()) {
+        field.text = *std::get<std::string*>(item.value);
+        return;
+    }
+    field.number = InDigits(item);
+    if (field.kind == FieldKind::flag) field.flag = *std::get<bool*>(item.value);
+    if (field.kind == FieldKind::colour) field.colour = *std::get<uint32_t*>(item.value);
+    if (field.kind == FieldKind::choice)
+        field.choice = static_cast<int>(std::clamp(field.number, -1.0, item.greatest + 1.0));
+}
+
+FieldKind KindOf(const SettingItem& item) {
+    if (item.IsText()) return FieldKind::text;
+    if (std::holds_alternative<bool*>(item.value)) return FieldKind::flag;
+    if (item.isColour) return FieldKind::colour;
+    if (!item.choices.empty()) return FieldKind::choice;
+    const bool isFraction =
+        std::holds_alternative<float*>(item.value) || std::holds_alternative<double*>(item.value);
+    return isFraction ? FieldKind::number : FieldKind::integer;
+}
+
 // --- visitors ---
-
-// Knows the key of each item.
-class KeyVisitor : public SettingVisitor {
-  public:
-    void Enter(const std::string& group) override {
-        starts_.push_back(prefix_.size());
-        prefix_ += group + ".";
-    }
-    void Leave() override {
-        prefix_.resize(starts_.back());
-        starts_.pop_back();
-    }
-
-  protected:
-    std::string KeyOf(const SettingItem& item) const { return prefix_ + std::string(item.name); }
-    // Without the text of each key, which would take long for many.
-    bool IsCalled(const SettingItem& item, std::string_view key) const {
-        return key.size() == prefix_.size() + item.name.size() && key.starts_with(prefix_) &&
-               key.ends_with(item.name);
-    }
-
-  private:
-    std::string prefix_;
-    std::vector<size_t> starts_;
-};
 
 class Setter : public KeyVisitor {
   public:
     Setter(std::string_view key, std::string_view text) : key_(key), text_(text) {}
     void Take(const SettingItem& item) override {
         if (fault || !IsCalled(item, key_)) return;
-        Field field = FieldOf(item);
+        Field field = SettingField(item);
         fault = field.Parse(text_);
         if (fault->empty()) fault = FaultOf(item, field);
-        if (fault->empty()) Store(field, item);
+        if (fault->empty()) field.store(field);
     }
 
     std::optional<std::string> fault;
@@ -331,7 +314,7 @@ class FaultFinder : public KeyVisitor {
   public:
     void Take(const SettingItem& item) override {
         if (!fault.empty() || item.isColour || item.IsText() || item.IsWithin()) return;
-        fault = FaultOf(item, FieldOf(item));
+        fault = FaultOf(item, SettingField(item));
         if (fault.empty()) fault = fmt::format("\"{}\" has a value that makes no sense.", item.name);
         fault = KeyOf(item) + ": " + fault;
     }
@@ -359,6 +342,26 @@ bool SettingItem::IsWithin() const {
 }
 
 void VisitSettings(AcquisitionSettings& settings, SettingVisitor& visitor) { Walk(settings, visitor).All(); }
+
+void VisitPulse(AcquisitionSettings& settings, COutputPulse& pulse, SettingVisitor& visitor) {
+    Walk(settings, visitor).Pulse(pulse);
+}
+
+Field SettingField(const SettingItem& item) {
+    Field field;
+    field.key = field.label = std::string(item.name);
+    field.unit = std::string(item.unit);
+    field.kind = KindOf(item);
+    field.isSingle = std::holds_alternative<float*>(item.value);
+    const double largest =
+        field.isSingle ? double{std::numeric_limits<float>::max()} : std::numeric_limits<double>::max();
+    field.Limits(std::max(item.least, -largest), std::min(item.greatest, largest));
+    field.choices.assign(item.choices.begin(), item.choices.end());
+    field.load = [item](Field& to) { Load(to, item); };
+    field.store = [item](const Field& from) { Store(from, item); };
+    field.load(field);
+    return field;
+}
 
 std::optional<std::string> SetSetting(AcquisitionSettings& settings, std::string_view key,
                                       std::string_view text) {

@@ -10,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/field.h"
 #include "recording/acquisition_settings.h"
 #include "results/json_writer.h"
 
@@ -45,8 +46,39 @@ class SettingVisitor {
     virtual void Leave() {}
 };
 
+// Knows the key of each item.
+class KeyVisitor : public SettingVisitor {
+  public:
+    void Enter(const std::string& group) override {
+        starts_.push_back(prefix_.size());
+        prefix_ += group + ".";
+    }
+    void Leave() override {
+        prefix_.resize(starts_.back());
+        starts_.pop_back();
+    }
+
+  protected:
+    std::string KeyOf(const SettingItem& item) const { return prefix_ + std::string(item.name); }
+    // Without the text of each key, which would take long for many.
+    bool IsCalled(const SettingItem& item, std::string_view key) const {
+        return key.size() == prefix_.size() + item.name.size() && key.starts_with(prefix_) &&
+               key.ends_with(item.name);
+    }
+
+  private:
+    std::string prefix_;
+    std::vector<size_t> starts_;
+};
+
 // Hands over all that a configuration of the type holds, in order. A visitor may change the values.
 void VisitSettings(AcquisitionSettings& settings, SettingVisitor& visitor);
+// The same of one pulse; the unit of its times is that of the settings.
+void VisitPulse(AcquisitionSettings& settings, COutputPulse& pulse, SettingVisitor& visitor);
+
+// The item as a field with its value, which knows how a text becomes a value and how a fault is told. It is
+// called by the item's name, and loads and stores the value as long as that is there.
+Field SettingField(const SettingItem& item);
 
 // Sets one from a text: numbers, choices by number or word, flags 0, 1, true or false, colours "#rrggbb".
 // Answers why the text may not be used, with nothing changed; empty when it was. Nothing where the settings

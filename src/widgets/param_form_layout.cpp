@@ -196,7 +196,8 @@ void ParamForm::AddEditor(const Field& param, QGridLayout* grid) {
     row.shown = param.ValueText();
     row.editor->Focus()->installEventFilter(this);
     QWidget* widget = row.editor->Widget();
-    widget->setAccessibleName(ToQString(param.label));
+    const bool isNamed = !param.label.empty() || param.tableRow.empty();
+    widget->setAccessibleName(ToQString(isNamed ? param.label : param.tableColumn + " " + param.tableRow));
     // A file that is dropped anywhere goes to the window.
     widget->setAcceptDrops(false);
     if (!param.tableColumn.empty()) return AddCell(param, grid);
@@ -264,8 +265,11 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     row.tableRow = table_.rowNames[static_cast<size_t>(line - 1)];
     row.tableColumn = table_.headings[static_cast<size_t>(column - 1)];
     QWidget* widget = row.editor->Widget();
-    widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);
-    widget->setMaximumWidth(fontMetrics().averageCharWidth() * mostCellLetters);
+    // A box to check and a colour are as wide as they are.
+    if (param.kind != FieldKind::flag && param.kind != FieldKind::colour) {
+        widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);
+        widget->setMaximumWidth(fontMetrics().averageCharWidth() * mostCellLetters);
+    }
     table_.grid->addWidget(widget, line, column);
 }
 

@@ -1,0 +1,134 @@
+#include "acquisition/windows/acquisition_pages.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QTabWidget>
+#include <QVBoxLayout>
+#include <utility>
+
+#include "acquisition/windows/acquisition_page.h"
+#include "widgets/form_editor.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+AcquisitionPages::AcquisitionPages(Session& session, QWidget* parent)
+    : QWidget(parent), state_(session), tabs_(new QTabWidget(this)), fault_(new QLabel(this)) {
+    state_.resetSequence = [this] { emit ResetSequence(); };
+    state_.pauseSequence = [this](bool isPaused) { emit PauseSequence(isPaused); };
+    tabs_->setDocumentMode(true);
+    tabs_->setUsesScrollButtons(true);
+    fault_->setObjectName("fault");
+    fault_->setTextFormat(Qt::PlainText);
+    fault_->setWordWrap(true);
+    fault_->setContentsMargins(8, 2, 8, 4);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(tabs_, 1);
+    column->addWidget(fault_);
+    connect(tabs_, &QTabWidget::currentChanged, this, [this] { ShowFault({}); });
+    Build();
+    ShowFault({});
+}
+
+AcquisitionPages::~AcquisitionPages() = default;
+
+void AcquisitionPages::Build() {
+    const QString shown = tabs_->tabText(tabs_->currentIndex());
+    for (AcquisitionPage* page : std::exchange(pages_, {})) delete page;
+    for (auto& page : MakeAcqPropPages(state_))
+        if (page->IsThere()) Take(new AcquisitionPage(state_.session, std::move(page), tabs_));
+    for (int i = 0; i < tabs_->count(); ++i)
+        if (tabs_->tabText(i) == shown) tabs_->setCurrentIndex(i);
+}
+
+void AcquisitionPages::Take(AcquisitionPage* page) {
+    pages_.push_back(page);
+    tabs_->addTab(page, ToQString(page->Page().Title()));
+    page->SetLocked(isRunning_);
+    connect(page, &AcquisitionPage::Changed, this, &AcquisitionPages::OnChanged);
+    connect(page, &AcquisitionPage::PutBack, this, &AcquisitionPages::ShowFault);
+}
+
+AcquisitionPage* AcquisitionPages::Current() const {
+    return static_cast<AcquisitionPage*>(tabs_->currentWidget());
+}
+
+void AcquisitionPages::SetBoard(BoardFacts board) {
+    state_.board = std::move(board);
+    Build();
+}
+
+void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSettings& source) {
+    state_.settings = settings;
+    state_.source = source;
+    for (AcquisitionPage* page : pages_) page->Revert();
+    ShowFault({});
+}
+
+void AcquisitionPages::SetRunning(bool isRunning) {
+    isRunning_ = isRunning;
+    for (AcquisitionPage* page : pages_) page->SetLocked(isRunning);
+}
+
+void AcquisitionPages::SetSequence(int64_t index, bool isPaused) {
+    if (state_.sequenceIndex == index && state_.isSequencePaused == isPaused) return;
+    state_.sequenceIndex = index;
+    state_.isSequencePaused = isPaused;
+    if (AcquisitionPage* page = Current()) page->Refresh();
+}
+
+void AcquisitionPages::SetOpenFiles(std::function<std::vector<std::filesystem::path>()> files) {
+    state_.openFiles = std::move(files);
+}
+
+bool AcquisitionPages::ShowPage(const QString& title) {
+    for (int i = 0; i < tabs_->count(); ++i) {
+        if (QString(tabs_->tabText(i)).remove('&') != title) continue;
+        tabs_->setCurrentIndex(i);
+        return true;
+    }
+    return false;
+}
+
+// --- faults ---
+
+std::string AcquisitionPages::Fault() const {
+    for (const AcquisitionPage* page : pages_)
+        if (std::string fault = page->Fault(); !fault.empty()) return fault;
+    std::string fault = SettingsFault(state_.settings);
+    return fault.empty() && state_.board.isSimulated ? SourceSettingsFault(state_.source) : fault;
+}
+
+void AcquisitionPages::FocusFault() {
+    for (AcquisitionPage* page : pages_) {
+        if (page->Fault().empty()) continue;
+        tabs_->setCurrentWidget(page);
+        page->FocusFault();
+        break;
+    }
+    ShowFault(ToQString(Fault()));
+}
+
+void AcquisitionPages::OnChanged() {
+    const AcquisitionPage* page = Current();
+    ShowFault(page ? ToQString(page->Fault()) : QString());
+    emit Changed();
+}
+
+void AcquisitionPages::ShowFault(const QString& text) {
+    QPalette colours = palette();
+    colours.setColor(QPalette::WindowText, FaultColour(colours));
+    fault_->setPalette(colours);
+    fault_->setText(text);
+    fault_->setVisible(!text.isEmpty());
+}
+
+void AcquisitionPages::keyPressEvent(QKeyEvent* event) {
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!isEnter || !Current()) return QWidget::keyPressEvent(event);
+    Current()->Finish();
+}
+
+}  // namespace kymora

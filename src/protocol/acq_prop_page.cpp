@@ -1,0 +1,98 @@
+#include "protocol/acq_prop_page.h"
+
+#include <array>
+#include <utility>
+
+namespace kymora {
+
+namespace {
+
+// Takes the items of all but single pulses.
+class ItemTaker : public KeyVisitor {
+  public:
+    explicit ItemTaker(std::map<std::string, SettingItem, std::less<>>& items) : m_items(items) {}
+    // The number of pulses is worked out, and no value that stays.
+    void Take(const SettingItem& item) override {
+        if (item.name != "pulseCount") m_items.emplace(KeyOf(item), item);
+    }
+
+  private:
+    std::map<std::string, SettingItem, std::less<>>& m_items;
+};
+
+}  // namespace
+
+ParamList AcqPropPage::Params() {
+    ParamList list;
+    Describe(list);
+    return list;
+}
+
+SettingList::SettingList(ParamList& list, AcquisitionSettings& settings) : m_list(list) {
+    // Thousands of pulses would be gone through for nothing.
+    std::array<std::vector<COutputPulse>, outputChannels> pulses;
+    for (size_t i = 0; i < pulses.size(); ++i) std::swap(pulses[i], settings.dac[i].pulses);
+    ItemTaker taker(m_items);
+    VisitSettings(settings, taker);
+    for (size_t i = 0; i < pulses.size(); ++i) std::swap(pulses[i], settings.dac[i].pulses);
+}
+
+void SettingList::Group(const std::string& name) {
+    m_strGroup = name;
+    m_list.Group(name);
+}
+
+Field& SettingList::Add(Field field) {
+    field.group = m_strGroup;
+    m_list.fields.push_back(std::move(field));
+    return m_list.fields.back();
+}
+
+Field& SettingList::Add(const SettingItem& item, const std::string& key) {
+    Field field = SettingField(item);
+    field.key = key;
+    field.label = std::string(item.label);
+    return Add(std::move(field));
+}
+
+Field& SettingList::Add(const std::string& key) { return Add(m_items.at(key), key); }
+
+Field& SettingList::AddOwn(FieldKind kind, std::string key, std::string label) {
+    Field field;
+    field.kind = kind;
+    field.key = std::move(key);
+    field.label = std::move(label);
+    return Add(std::move(field));
+}
+
+Field& SettingList::AddNumber(std::string key, std::string label, std::function<double()> get,
+                              std::function<void(double)> set) {
+    Field& field = AddOwn(FieldKind::number, std::move(key), std::move(label));
+    field.load = [get = std::move(get)](Field& to) { to.number = get(); };
+    field.store = [set = std::move(set)](const Field& from) { set(from.number); };
+    field.load(field);
+    return field;
+}
+
+Field& SettingList::AddInteger(std::string key, std::string label, std::function<double()> get,
+                               std::function<void(double)> set) {
+    return AddNumber(std::move(key), std::move(label), std::move(get), std::move(set))
+        .With(&Field::kind, FieldKind::integer);
+}
+
+Field& SettingList::AddChoice(std::string key, std::string label, std::vector<std::string> choices,
+                              std::function<int()> get, std::function<void(int)> set) {
+    Field& field = AddOwn(FieldKind::choice, std::move(key), std::move(label));
+    field.choices = std::move(choices);
+    field.load = [get = std::move(get)](Field& to) { to.choice = get(); };
+    field.store = [set = std::move(set)](const Field& from) { set(from.choice); };
+    field.load(field);
+    return field;
+}
+
+Field& SettingList::AddNote(const std::string& key, std::function<std::string()> text) {
+    const bool isSaid = !text().empty();
+    return m_list.Note(key, {}, std::move(text)).EnabledIf([isSaid] { return isSaid; });
+}
+
+}  // namespace kymora

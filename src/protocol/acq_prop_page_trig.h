@@ -1,0 +1,19 @@
+#pragma once
+
+#include "protocol/acq_prop_page.h"
+
+namespace kymora {
+
+// When a recording begins.
+class CAcqPropPageTrig : public AcqPropPage {
+  public:
+    using AcqPropPage::AcqPropPage;
+    const char* Title() const override { return "&Trigger"; }
+    void Describe(ParamList& list) override;
+
+  private:
+    void DescribeLevel(SettingList& list);
+    std::string WarningText() const;
+};
+
+}  // namespace kymora
