@@ -17,9 +17,9 @@ StateWords WordsOf(AcqState state) {
     case AcqState::betweenEpisodes:
         return {"WAITING", StateTone::waiting};
     case AcqState::displayPaused:
-        return {"RECORDING, display paused", StateTone::recording};
+        return {"RECORDING - held", StateTone::recording};
     case AcqState::displayOnly:
-        return {"VIEWING, not stored", StateTone::watching};
+        return {"VIEW, not stored", StateTone::watching};
     case AcqState::idle:
         break;
     }

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QStandardPaths>
 
+#include "acquisition/windows/recording_window.h"
 #include "app/cursor_pane.h"
 #include "app/desktop_host.h"
 #include "app/main_frame.h"
@@ -282,12 +283,17 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
-// Shows an ADC-DAC configuration, and refuses what is no configuration at all. False for one of a dialog.
+// Records by an ADC-DAC configuration of boards, shows one of another type, and refuses what is no
+// configuration at all. False for one of a dialog.
 bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
     try {
         const std::string head = ConfigurationHead(session_, path);
         if (head == adcDacHead) {
             const AdcDacConfiguration configuration = ReadConfiguration(session_, path);
+            if (configuration.settings.m_eRecordingType == RecordingType::board) {
+                OpenRecorder().LoadConfig(path);
+                return true;
+            }
             const std::string name = path.string();
             session_.host.ShowText("ADC-DAC configuration: " + path.filename().string(),
                                    ConfigurationText(configuration, name),

@@ -26,6 +26,12 @@ class CMainFrame::Desk : public RecordingDesk {
         return ToPath(QStandardPaths::writableLocation(QStandardPaths::DesktopLocation));
     }
 
+    std::vector<std::filesystem::path> OpenFiles() override {
+        std::vector<std::filesystem::path> files;
+        for (const CDataDoc* doc : frame_.Documents()) files.push_back(doc->filePath);
+        return files;
+    }
+
   private:
     CMainFrame& frame_;
 };

@@ -241,6 +241,11 @@ void DesktopRemote::MoveMouse(int index, const RemoteMouse& mouse) {
     QApplication::sendEvent(&widget, &event);
 }
 
+RemoteRecorder* DesktopRemote::Recorder(bool makes) {
+    if (makes) frame_.OpenRecorder();
+    return frame_.Recorder() ? &recorder_ : nullptr;
+}
+
 std::string DesktopRemote::OpenDialog() {
     const QWidget* open = QApplication::activePopupWidget();
     if (open == nullptr) open = QApplication::activeModalWidget();

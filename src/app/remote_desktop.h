@@ -4,6 +4,7 @@
 #include <QObject>
 #include <functional>
 
+#include "app/remote_recording.h"
 #include "remote/remote_host.h"
 #include "remote/remote_target.h"
 
@@ -16,7 +17,7 @@ class ViewWidget;
 class DesktopRemote : public RemoteTarget {
   public:
     // All of them outlive it.
-    DesktopRemote(CMainFrame& frame, Session& session) : frame_(frame), session_(session) {}
+    DesktopRemote(CMainFrame& frame, Session& session) : frame_(frame), session_(session), recorder_(frame) {}
 
     Session& GetSession() override { return session_; }
     std::vector<CKymoraView*> Views() override;
@@ -39,6 +40,7 @@ class DesktopRemote : public RemoteTarget {
     void CloseOperation(const Operation& operation) override;
     std::vector<std::byte> OperationPicture(const Operation& operation) override;
     std::vector<std::byte> PreviewPicture(const Operation& operation) override;
+    RemoteRecorder* Recorder(bool makes) override;
     std::string OpenDialog() override;
     bool Quit() override;
 
@@ -54,6 +56,7 @@ class DesktopRemote : public RemoteTarget {
 
     CMainFrame& frame_;
     Session& session_;
+    DesktopRecorder recorder_;
 };
 
 // The commands of the main window, without a window: for the reference.

@@ -32,8 +32,8 @@ std::span<const RemoteMember> CommonMembers() {
 std::span<const RemoteRequest> RemoteRequests() {
     static const RequestTable table = [] {
         RequestTable all;
-        for (const auto& part :
-             {DocumentRequests, CommandRequests, EventRequests, OperationRequests, WindowRequests})
+        for (const auto& part : {DocumentRequests, CommandRequests, EventRequests, OperationRequests,
+                                 RecorderRequests, WindowRequests})
             for (RemoteRequest& request : part()) all.push_back(std::move(request));
         return all;
     }();

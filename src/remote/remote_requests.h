@@ -64,6 +64,7 @@ RequestTable CommandRequests();
 RequestTable WindowRequests();
 RequestTable EventRequests();
 RequestTable OperationRequests();
+RequestTable RecorderRequests();
 
 std::span<const RemoteRequest> RemoteRequests();
 

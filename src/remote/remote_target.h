@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "display/kymora_view.h"
+#include "remote/remote_recorder.h"
 
 namespace kymora {
 
@@ -78,6 +79,10 @@ class RemoteTarget {
     virtual std::vector<std::byte> OperationPicture(const Operation& operation) = 0;
     // A PNG of the preview of its transform, which is opened for it; empty when it has none.
     virtual std::vector<std::byte> PreviewPicture(const Operation& operation) = 0;
+
+    // The window in which one records, which is made for it; null where there is none, or it is not to be
+    // made.
+    virtual RemoteRecorder* Recorder(bool /*makes*/) { return nullptr; }
 
     // The title of a dialog or menu that the person at the screen has open; empty when there is none. The
     // code that opened it is still at work, so nothing may change meanwhile.

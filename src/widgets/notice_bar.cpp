@@ -41,6 +41,8 @@ void NoticeBar::Say(const QString& text) {
     show();
 }
 
+QString NoticeBar::Text() const { return isHidden() ? QString() : text_->text(); }
+
 void NoticeBar::keyPressEvent(QKeyEvent* event) {
     if (event->key() != Qt::Key_Escape) return QFrame::keyPressEvent(event);
     Dismiss();

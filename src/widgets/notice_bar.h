@@ -17,6 +17,8 @@ class NoticeBar : public QFrame {
 
     void Say(const QString& text);
     void Dismiss();
+    // What it says; empty while it is hidden.
+    QString Text() const;
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;

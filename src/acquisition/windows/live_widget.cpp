@@ -363,14 +363,14 @@ void LiveWidget::DrawSpikes(DrawDevice& device) const {
 }
 
 void LiveWidget::DrawHint(DrawDevice& device) const {
-    if (hint_.isEmpty() || traces_.Scans() > 0) return;
+    const std::string text = isPaused_ ? "The display is held; the recording goes on." : hint_.toStdString();
+    if (text.empty() || (!isPaused_ && traces_.Scans() > 0)) return;
     const PlotContext plot = view_->Plot();
     const PixelRect& rect = plot.layout.plot;
     const uint32_t paper = plot.settings.m_crBackground;
     TextStyle style{Blend(paper, InkOn(paper), 0.8), TextStyle::Horizontal::centre,
                     TextStyle::Vertical::centre};
-    RimmedText(device, (rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2, hint_.toStdString(), style,
-               paper);
+    RimmedText(device, (rect.left + rect.right) / 2, rect.top + 16, text, style, paper);
 }
 
 // --- what the window system sends ---

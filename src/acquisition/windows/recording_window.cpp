@@ -4,14 +4,15 @@
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <cmath>
 
 #include <fmt/format.h>
 
+#include "acquisition/windows/acquisition_pages.h"
 #include "display/windows/view_widget.h"
+#include "host/form.h"
 #include "recording/acquisition_settings_fields.h"
 #include "widgets/notice_bar.h"
 #include "widgets/text.h"
@@ -35,10 +36,7 @@ RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget*
     setWindowFlags(Qt::Window);
     setAttribute(Qt::WA_DeleteOnClose);
     Build();
-    loop_.atWork = [this](bool begins) {
-        desk_.TakeMessages(begins ? &taker_ : nullptr);
-        if (begins) live_->SetWokenAt(loop_.WokenAt());
-    };
+    loop_.atWork = [this](bool begins) { desk_.TakeMessages(begins ? &taker_ : nullptr); };
     observers_.Add(*this);
     observers_.Add(*live_);
     ReloadSources();
@@ -71,6 +69,7 @@ void RecordingWindow::ReloadSources() {
 void RecordingWindow::CloseBoard() {
     DropReview();
     if (engine_) settings_ = engine_->m_settings;
+    protocol_->SetBoard(UnknownBoard());
     const Hold alone(loop_);
     engine_.reset();
 }
@@ -94,11 +93,17 @@ bool RecordingWindow::OpenBoard(const std::string& source) {
         };
         if (!engine_->OpenBoard()) engine_.reset();
     }
+    if (engine_) {
+        BoardFacts facts = engine_->Facts();
+        facts.isSimulated = source == simulatedSource;
+        protocol_->SetBoard(std::move(facts));
+    }
     source_ = source;
     openedSettings_ = sourceSettings_;
     if (engine_ && std::exchange(hasUsualAxes_, false)) SetAxesToRange();
     const QSignalBlocker quiet(sources_);
     sources_->setCurrentIndex(sources_->findData(ToQString(source)));
+    ShowSettings();
     ShowPrepared();
     UpdateControls();
     return engine_ != nullptr;
@@ -136,6 +141,7 @@ bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
     };
     const Hold alone(loop_);
     if (!kymora::LoadConfiguration(session_, std::move(path), target, engine_->m_settings)) return false;
+    ShowSettings();
     ShowPrepared();
     UpdateControls();
     return true;
@@ -144,7 +150,21 @@ bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
 void RecordingWindow::SaveConfiguration() {
     if (!engine_) return;
     const Hold alone(loop_);
-    kymora::SaveConfiguration(session_, engine_->m_settings);
+    if (kymora::SaveConfiguration(session_, engine_->m_settings)) ShowSettings();
+}
+
+void RecordingWindow::ShowSettings() {
+    if (engine_) protocol_->Show(engine_->m_settings, sourceSettings_);
+}
+
+// The user has changed a page.
+void RecordingWindow::TakeSettings() {
+    if (!engine_ || !ControlsOf(*engine_).settings) return;
+    sourceSettings_ = protocol_->Source();
+    if (engine_->m_settings == protocol_->Settings()) return;
+    engine_->m_settings = protocol_->Settings();
+    if (!hasBegun_) ShowPrepared();
+    UpdateReadings();
 }
 
 std::string RecordingWindow::Set(const std::string& key, const std::string& value) {
@@ -154,7 +174,9 @@ std::string RecordingWindow::Set(const std::string& key, const std::string& valu
     if (!fault) fault = SetSetting(engine_->m_settings, key, value);
     if (!fault) return fmt::format("There is no setting \"{}\".", key);
     if (fault->empty()) *fault = SourceSettingsFault(sourceSettings_);
-    ShowPrepared();
+    ShowSettings();
+    if (!hasBegun_) ShowPrepared();
+    UpdateControls();
     return *fault;
 }
 
@@ -173,6 +195,11 @@ bool RecordingWindow::TakeNewSettings() {
 void RecordingWindow::Start() {
     if (!engine_) return;
     if (engine_->HasEnded()) {
+        if (const std::string fault = protocol_->Fault(); !fault.empty()) {
+            session_.host.Failure(fault);
+            protocol_->setVisible(true);
+            return protocol_->FocusFault();
+        }
         if (!MayLoseSamples() || !TakeNewSettings()) return;
         notice_->Dismiss();
         DropReview();
@@ -255,10 +282,10 @@ double RecordingWindow::RecordedMs() const {
 
 void RecordingWindow::Note() {
     if (!engine_ || !ControlsOf(*engine_).note) return;
-    std::vector<CMarker>& markers = engine_->Document().markers;
-    openNote_ = markers.size();
-    markers.push_back({RecordedMs(), fmt::format("note {}", markers.size() + 1)});
-    live_->SetNotes(markers);
+    CAcqDoc& doc = engine_->Document();
+    openNote_ = RecordedMs();
+    doc.InsertMarker({*openNote_, fmt::format("note {}", ++notes_)});
+    live_->SetNotes(doc.markers);
     noteText_->setEnabled(true);
     noteText_->clear();
     noteText_->setFocus();
@@ -267,10 +294,9 @@ void RecordingWindow::Note() {
 void RecordingWindow::NoteText(const QString& text) {
     if (!engine_ || !openNote_) return;
     std::vector<CMarker>& markers = engine_->Document().markers;
-    if (*openNote_ < markers.size() && !text.trimmed().isEmpty()) {
-        markers[*openNote_].m_strLabel = text.trimmed().toStdString();
-        live_->SetNotes(markers);
-    }
+    const auto note = std::ranges::find(markers, *openNote_, &CMarker::m_dTime);
+    if (note != markers.end() && !text.trimmed().isEmpty()) note->m_strLabel = text.trimmed().toStdString();
+    live_->SetNotes(markers);
     EndNote();
 }
 
@@ -286,7 +312,7 @@ void RecordingWindow::EndNote() {
 void RecordingWindow::OnStateChanged() { SoonUpdate(); }
 
 void RecordingWindow::OnBegun() {
-    scansSeen_ = 0;
+    scansSeen_ = notes_ = 0;
     scansAt_ = LiveWidget::Clock::now();
     if (openNote_) EndNote();
     ShowPrepared();
@@ -294,6 +320,7 @@ void RecordingWindow::OnBegun() {
 }
 
 void RecordingWindow::OnScans(std::span<const std::byte> scans) {
+    live_->SetWokenAt(loop_.WokenAt());
     OnScansPassed(static_cast<int64_t>(scans.size() / engine_->Format().ScanBytes()));
 }
 
@@ -335,7 +362,7 @@ void RecordingWindow::ShowPrepared() {
     shown.spanMs = engine_->m_settings.displaySpan;
     shown.isSingle = engine_->m_settings.m_nSweepMode == 0;
     shown.restarts = engine_->m_settings.m_nSweepMode != 2;
-    pages_->setCurrentWidget(live_);
+    stack_->setCurrentWidget(live_);
     live_->SetHint(active.empty() ? tr("No channel is on.") : QString());
     if (!active.empty()) live_->Show(std::move(shown));
     ShowDetectTraces();
@@ -361,24 +388,24 @@ void RecordingWindow::ShowReview() {
     if (doc.GetLength() == 0 || !session_.files.Stamp(doc.filePath)) return;
     for (TraceSettings& trace : doc.traces) trace.traceAutoscale = 0;
     reviewView_ = std::make_unique<CKymoraView>(doc);
-    review_ = new ViewWidget(*reviewView_, pages_);
-    reviewView_->OnSize(pages_->width(), pages_->height());
+    review_ = new ViewWidget(*reviewView_, stack_);
+    reviewView_->OnSize(stack_->width(), stack_->height());
     // At the end, as the eye left it.
     const double span = live_->Span(), end = doc.GetEndTime();
     const double start = engine_->m_settings.m_nSweepMode == 0 ? 0.0 : std::max(0.0, end - span);
     reviewView_->OnInitialUpdate(Viewport{start, start + span});
-    pages_->addWidget(review_);
-    pages_->setCurrentWidget(review_);
+    stack_->addWidget(review_);
+    stack_->setCurrentWidget(review_);
     review_->setFocus();
 }
 
 void RecordingWindow::DropReview() {
     if (review_) {
-        pages_->removeWidget(review_);
+        stack_->removeWidget(review_);
         delete review_;
     }
     reviewView_.reset();
-    pages_->setCurrentWidget(live_);
+    stack_->setCurrentWidget(live_);
 }
 
 // --- closing ---
@@ -394,13 +421,17 @@ bool RecordingWindow::MayClose() {
         engine_->StopForGood();
     }
     if (!engine_->HasUnsaved()) return true;
-    QMessageBox box(QMessageBox::Question, tr("Record"), tr("The last recording is not saved. Save it?"),
-                    QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
-    box.setObjectName("saveBeforeClose");
-    box.setDefaultButton(QMessageBox::Save);
-    const int answer = box.exec();
-    if (answer == QMessageBox::Save) Save();
-    return answer == QMessageBox::Discard || !engine_->HasUnsaved();
+    Form form("The last recording is not saved");
+    form.AddRadio("what",
+                  "It lasts " +
+                      ElapsedText(static_cast<double>(engine_->StoredScans()) *
+                                  engine_->m_settings.m_dSampleInterval / 1000.0) +
+                      " min.",
+                  {"Save it", "Give it up"}, 0);
+    if (!session_.host.AskForm(form)) return false;
+    if (form.Choice("what") == 1) return true;
+    Save();
+    return !engine_->HasUnsaved();
 }
 
 void RecordingWindow::closeEvent(QCloseEvent* event) {

@@ -26,6 +26,7 @@ class QVBoxLayout;
 
 namespace kymora {
 
+class AcquisitionPages;
 class ElidedLabel;
 class NoticeBar;
 class ViewWidget;
@@ -43,6 +44,8 @@ class RecordingDesk {
     virtual void TakeMessages(const MessageTaker* taker) = 0;
     // The folder for recordings whose own is not there.
     virtual std::filesystem::path DesktopFolder() = 0;
+    // The recordings that are open.
+    virtual std::vector<std::filesystem::path> OpenFiles() = 0;
 };
 
 class RecordingWindow : public QDialog, public AcqObserver {
@@ -72,6 +75,14 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void LoadConfiguration() { LoadConfig({}); }
     void SaveConfiguration();
     void ReloadSources();
+    void ToggleSettings();
+
+    // Presses a button by its name, if it stands ready.
+    bool Press(const QString& button);
+    // Shows spikes of a trace (from 0; below: of none) above a level, or below it.
+    void Detect(int trace, double level, bool isFalling);
+    // What the window has said, and nobody has taken away yet.
+    QString NoticeText() const;
 
     // Asks about what runs and what is not saved. False: the window stays.
     bool MayClose();
@@ -118,6 +129,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     bool MayLoseSamples();
     bool TakeNewSettings();
     void ShowPrepared();
+    void ShowSettings();
+    void TakeSettings();
     void ShowReview();
     void DropReview();
     void SoonUpdate();
@@ -154,10 +167,12 @@ class RecordingWindow : public QDialog, public AcqObserver {
 
     // Of the moment of a note.
     int64_t scansSeen_ = 0;
+    int notes_ = 0;
     LiveWidget::Clock::time_point scansAt_;
-    std::optional<size_t> openNote_;
+    std::optional<double> openNote_;  // its time, ms
 
     QComboBox* sources_;
+    QPushButton* settingsButton_;
     QLabel* state_;
     QLabel* elapsed_;
     QPushButton *reload_, *load_, *saveConfig_, *start_, *stop_, *pause_, *viewOnly_, *save_, *done_,
@@ -168,7 +183,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     QDoubleSpinBox* level_;
     QLabel* spikes_;
     NoticeBar* notice_;
-    QStackedWidget* pages_;
+    QStackedWidget* stack_;
+    AcquisitionPages* protocol_;
     LiveWidget* live_;
     QLabel* series_;
     QProgressBar* pipe_;

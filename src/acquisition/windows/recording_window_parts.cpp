@@ -10,12 +10,14 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
 #include <fmt/format.h>
 
 #include "acquisition/disk_watch.h"
+#include "acquisition/windows/acquisition_pages.h"
 #include "acquisition/windows/recording_window.h"
 #include "drawing/number_labels.h"
 #include "widgets/elided_label.h"
@@ -26,6 +28,7 @@ namespace kymora {
 
 namespace {
 
+constexpr int protocolWidth = 440;
 constexpr int readingsMs = 200, diskEvery = 10;  // readings
 constexpr double readFromAfar = 1.9;             // times the usual font
 
@@ -112,7 +115,12 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
     saveConfig_ = MakeButton(tr("Sa&ve settings..."), "saveConfiguration", "Ctrl+Shift+S",
                              tr("Saves the settings as an ADC-DAC configuration file"),
                              &RecordingWindow::SaveConfiguration);
-    for (QPushButton* button : {reload_, load_, saveConfig_}) row->addWidget(button);
+    settingsButton_ = MakeButton(tr("Settin&gs"), "settings", "F4",
+                                 tr("Shows the settings beside the display, and takes them away"),
+                                 &RecordingWindow::ToggleSettings);
+    settingsButton_->setCheckable(true);
+    settingsButton_->setChecked(true);
+    for (QPushButton* button : {reload_, load_, saveConfig_, settingsButton_}) row->addWidget(button);
     row->addStretch(1);
     state_ = new QLabel(this);
     state_->setObjectName("state");
@@ -165,14 +173,31 @@ void RecordingWindow::MakeButtons(QVBoxLayout* column) {
 }
 
 void RecordingWindow::MakeMiddle(QVBoxLayout* column) {
-    pages_ = new QStackedWidget(this);
-    live_ = new LiveWidget(session_, pages_);
+    auto* halves = new QSplitter(Qt::Horizontal, this);
+    halves->setChildrenCollapsible(false);
+    stack_ = new QStackedWidget(halves);
+    live_ = new LiveWidget(session_, stack_);
     live_->installEventFilter(this);
     live_->setToolTip({});
-    pages_->addWidget(live_);
+    stack_->addWidget(live_);
     connect(live_, &LiveWidget::AxisChanged, this, &RecordingWindow::TakeAxis);
     connect(live_, &LiveWidget::LevelChanged, this, [this](double level) { level_->setValue(level); });
-    column->addWidget(pages_, 1);
+    protocol_ = new AcquisitionPages(session_, halves);
+    protocol_->SetOpenFiles([this] { return desk_.OpenFiles(); });
+    connect(protocol_, &AcquisitionPages::Changed, this, &RecordingWindow::TakeSettings);
+    connect(protocol_, &AcquisitionPages::ResetSequence, this, [this] {
+        if (engine_ && engine_->HasEnded()) engine_->ResetSequence();
+        UpdateControls();
+    });
+    connect(protocol_, &AcquisitionPages::PauseSequence, this, [this](bool isPaused) {
+        if (engine_) engine_->m_bSequencePaused = isPaused;
+        UpdateControls();
+    });
+    halves->addWidget(stack_);
+    halves->addWidget(protocol_);
+    halves->setStretchFactor(0, 1);
+    halves->setSizes({760, protocolWidth});
+    column->addWidget(halves, 1);
 }
 
 void RecordingWindow::MakeDetection(QVBoxLayout* column) {
@@ -225,6 +250,20 @@ void RecordingWindow::MakeStatus(QVBoxLayout* column) {
     column->addLayout(row);
 }
 
+bool RecordingWindow::Press(const QString& button) {
+    auto* found = findChild<QPushButton*>(button, Qt::FindDirectChildrenOnly);
+    if (!found || !found->isEnabled()) return false;
+    found->click();
+    return true;
+}
+
+QString RecordingWindow::NoticeText() const { return notice_->Text(); }
+
+void RecordingWindow::ToggleSettings() {
+    protocol_->setVisible(protocol_->isHidden());
+    settingsButton_->setChecked(!protocol_->isHidden());
+}
+
 // --- what they show ---
 
 void RecordingWindow::SoonUpdate() {
@@ -251,6 +290,10 @@ void RecordingWindow::UpdateControls() {
     for (QWidget* part : std::initializer_list<QWidget*>{sources_, reload_, load_, saveConfig_})
         part->setEnabled(engine_ ? controls.settings : part != saveConfig_ && part != load_);
     if (!controls.note && openNote_ && !controls.save) EndNote();
+    protocol_->SetRunning(!controls.settings);
+    if (engine_) protocol_->SetSequence(engine_->SequenceIndex(), engine_->m_bSequencePaused);
+    // A start may have changed the rate, a save the name of the next file.
+    if (engine_ && engine_->HasEnded() && !(engine_->m_settings == protocol_->Settings())) ShowSettings();
     live_->SetPaused(state == AcqState::displayPaused);
     ShowState(state);
     series_->setText(engine_ ? ToQString(engine_->StatusText()) : QString());
@@ -319,6 +362,13 @@ void RecordingWindow::ShowDetectTraces() {
     detectTrace_->clear();
     for (int trace = 0; trace < live_->TraceCount(); ++trace) detectTrace_->addItem(live_->TraceName(trace));
     detectTrace_->setCurrentIndex(std::min(chosen, detectTrace_->count() - 1));
+}
+
+void RecordingWindow::Detect(int trace, double level, bool isFalling) {
+    detect_->setChecked(trace >= 0);
+    if (trace >= 0) detectTrace_->setCurrentIndex(trace);
+    level_->setValue(level);
+    detectDirection_->setCurrentIndex(isFalling ? 1 : 0);
 }
 
 void RecordingWindow::UpdateDetection() {

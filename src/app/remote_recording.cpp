@@ -1,0 +1,77 @@
+#include "app/remote_recording.h"
+
+#include "acquisition/windows/recording_window.h"
+#include "app/main_frame.h"
+#include "app/widget_picture.h"
+#include "widgets/text.h"
+
+namespace kymora {
+
+RecorderState DesktopRecorder::State() {
+    const RecordingWindow& window = *frame_.Recorder();
+    const LiveWidget& display = window.Display();
+    RecorderState state;
+    state.notice = window.NoticeText().toStdString();
+    state.frames = display.Frames();
+    state.framesPerSecond = display.FramesPerSecond();
+    state.droppedScans = display.DroppedScans();
+    state.latencies = display.Latencies();
+    state.paintTimes = display.PaintTimes();
+    if (const LiveSpikes* spikes = display.Spikes()) {
+        state.spikes = spikes->Count();
+        state.spikeRate = spikes->Rate();
+    }
+    RecordingEngine* const engine = window.Engine();
+    if (!engine) return state;
+    state.source = window.Source();
+    state.state = WordsOf(engine->State()).text;
+    state.status = engine->StatusText();
+    state.running = !engine->HasEnded();
+    state.unsaved = engine->HasUnsaved();
+    state.scans = engine->StoredScans();
+    state.scansAtMost = engine->ScansPerSweep();
+    state.sampleInterval = engine->m_settings.m_dSampleInterval;
+    state.appended = engine->AppendCount();
+    state.pipeFill = engine->PipeFill();
+    state.diskSeconds = engine->DiskSeconds();
+    state.notes = engine->Document().markers;
+    return state;
+}
+
+bool DesktopRecorder::OpenSource(const std::string& source) { return frame_.Recorder()->OpenBoard(source); }
+
+bool DesktopRecorder::Load(const std::filesystem::path& configuration) {
+    return frame_.Recorder()->LoadConfig(configuration);
+}
+
+std::string DesktopRecorder::Set(const std::string& key, const std::string& value) {
+    return frame_.Recorder()->Set(key, value);
+}
+
+bool DesktopRecorder::Press(std::string_view button) {
+    if (button != "autoscale") return frame_.Recorder()->Press(ToQString(button));
+    frame_.Recorder()->Display().Autoscale();
+    return true;
+}
+
+void DesktopRecorder::Note(std::string_view text) {
+    frame_.Recorder()->Note();
+    frame_.Recorder()->NoteText(ToQString(text));
+}
+
+bool DesktopRecorder::Close(bool discards) {
+    RecordingWindow* const window = frame_.Recorder();
+    if (!discards) return window->close();
+    window->CloseAtOnce();
+    return true;
+}
+
+void DesktopRecorder::Detect(int trace, double level, bool isFalling) {
+    frame_.Recorder()->Detect(trace - 1, level, isFalling);
+}
+
+void DesktopRecorder::Resize(int width, int height) { frame_.Recorder()->resize(width, height); }
+
+std::vector<std::byte> DesktopRecorder::Picture() { return PngOf(*frame_.Recorder()); }
+
+}  // namespace kymora

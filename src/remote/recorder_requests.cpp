@@ -1,0 +1,117 @@
+// The requests that use the window in which one records.
+
+#include <algorithm>
+
+#include "archive/text_encoding.h"
+#include "remote/base64.h"
+#include "remote/remote_requests.h"
+
+namespace kymora {
+namespace {
+
+constexpr int mostRecorderPixels = 10000;
+
+double Quantile(std::vector<double> values, double share) {
+    if (values.empty()) return 0.0;
+    const auto at = static_cast<size_t>(share * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(at), values.end());
+    return values[at];
+}
+
+Json Spread(const std::vector<double>& values) {
+    return {
+        {"median", Quantile(values, 0.5)}, {"p99", Quantile(values, 0.99)}, {"max", Quantile(values, 1.0)}};
+}
+
+Json StateOfRecorder(const RecorderState& state) {
+    Json notes = Json::array();
+    for (const CMarker& note : state.notes)
+        notes.push_back({{"time", note.m_dTime}, {"text", ToDisplayText(note.m_strLabel)}});
+    Json told = {{"source", state.source},
+                 {"state", state.state},
+                 {"status", state.status},
+                 {"running", state.running},
+                 {"unsaved", state.unsaved},
+                 {"scans", state.scans},
+                 {"scansAtMost", state.scansAtMost},
+                 {"sampleInterval", state.sampleInterval},
+                 {"appended", state.appended},
+                 {"pipeFill", state.pipeFill},
+                 {"diskSeconds", state.diskSeconds ? Json(*state.diskSeconds) : Json(nullptr)},
+                 {"frames", state.frames},
+                 {"framesPerSecond", state.framesPerSecond},
+                 {"droppedScans", state.droppedScans},
+                 {"latencyMs", Spread(state.latencies)},
+                 {"paintMs", Spread(state.paintTimes)},
+                 {"notes", notes},
+                 {"notice", ToDisplayText(state.notice)}};
+    told["spikes"] = state.spikes ? Json{{"count", *state.spikes}, {"rate", state.spikeRate}} : Json(nullptr);
+    return told;
+}
+
+RemoteRecorder& Recorder(RemoteCall& call, bool makes) {
+    RemoteRecorder* const recorder = call.target.Recorder(makes);
+    if (!recorder) throw RemoteError("The window to record in is not open.");
+    return *recorder;
+}
+
+std::string RecorderValue(const Json& value, std::string_view key) {
+    return value.is_string() ? AsText(value, key) : value.dump();
+}
+
+void Prepare(RemoteCall& call, RemoteRecorder& recorder) {
+    if (const Json* source = FindMember(call.request, "source"))
+        if (!recorder.OpenSource(AsText(*source, "source"))) call.Fail("The board was not opened.");
+    if (const Json* config = FindMember(call.request, "config"))
+        if (!recorder.Load(AsPath(*config, "config"))) call.Fail("It was not loaded.");
+    if (const Json* settings = FindMember(call.request, "set")) {
+        if (!settings->is_object()) throw RemoteError("\"set\" must be an object of keys and values.");
+        for (const auto& [key, value] : settings->items())
+            if (const std::string fault = recorder.Set(key, RecorderValue(value, key)); !fault.empty())
+                throw RemoteError(fault);
+    }
+    if (const Json* detect = FindMember(call.request, "detect")) {
+        CheckMembers(*detect, {"trace", "level", "falling"});
+        recorder.Detect(static_cast<int>(WholeMember(*detect, "trace", 0, 16, 1)),
+                        NumberMember(*detect, "level", 0.5), FlagMember(*detect, "falling"));
+    }
+    if (const Json* size = FindMember(call.request, "size")) {
+        CheckMembers(*size, {"width", "height"});
+        recorder.Resize(static_cast<int>(AsWhole(Member(*size, "width"), "width", 1, mostRecorderPixels)),
+                        static_cast<int>(AsWhole(Member(*size, "height"), "height", 1, mostRecorderPixels)));
+    }
+}
+
+void UseRecorder(RemoteCall& call) {
+    const std::string what = AsText(call.value, "recorder");
+    RemoteRecorder& recorder = Recorder(call, what == "open");
+    if (what == "close") {
+        if (!recorder.Close(FlagMember(call.request, "discard"))) call.Fail("The window stays open.");
+        return;
+    }
+    Prepare(call, recorder);
+    if (what == "note") {
+        const Json* const text = FindMember(call.request, "text");
+        recorder.Note(text ? AsText(*text, "text") : std::string());
+    } else if (what != "open" && what != "state" && !recorder.Press(what)) {
+        throw RemoteError("There is no \"" + ToDisplayText(what) +
+                          "\" to press, or it cannot be used as things stand.");
+    }
+    call.answer["recorder"] = StateOfRecorder(recorder.State());
+    if (FlagMember(call.request, "picture")) call.AnswerFile("png", recorder.Picture());
+    if (!call.host.Fault().empty()) call.Fail("It was not done.");
+}
+
+}  // namespace
+
+// clang-format off
+RequestTable RecorderRequests() {
+    return {
+        {"recorder", "\"open\", \"state\", \"start\", \"stop\", \"pause\", \"view\", \"save\", \"done\", \"note\", \"autoscale\", \"settings\" or \"close\"", "Opens the window in which one records, or brings it to the front (\"open\"), presses one of its buttons, or closes it. Answers as `recorder` how it stands: `source`, `state`, `status`, `running`, `unsaved`, `scans` that are stored and `scansAtMost`, `sampleInterval` (ms), recordings `appended` to the present file, `pipeFill` (0 to 1), `diskSeconds`, pictures painted as `frames` and `framesPerSecond`, `droppedScans` that the display left out, `latencyMs` from a buffer to its picture and `paintMs` of the last 2000 pictures, `spikes` (`count`, and `rate` in Hz; null where they are not shown), `notes`, and what the window says as `notice`. A recording goes on behind the answer.",
+            {{"source", "a board, as `kymora sources` names it."}, {"config", "an ADC-DAC configuration that is loaded."}, {"set", "an object of keys and values, as `kymora record --set` takes them."}, {"detect", "an object: shows spikes of a `trace` (from 1; 0 for none) above a `level` in V, or with `falling` below it."}, {"size", "an object: gives the window a `width` and `height` in pixels."}, {"text", "of a note."}, {"discard", "true closes the window and gives up what was not saved."}, {"picture", "true for a picture of the window as `png`, in base64; with `file` it is written there."}},
+            {R"({"recorder": "open", "source": "simulated", "set": {"input": "preparation", "timeLimit": 10}})", R"({"recorder": "start"})", R"({"recorder": "note", "text": "drug on"})", R"({"recorder": "save", "file": "/data/cell7.kymr-rec"})"}, true, UseRecorder},
+    };
+}
+// clang-format on
+
+}  // namespace kymora

@@ -1,0 +1,58 @@
+#pragma once
+// The window in which one records, as remote requests need it.
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "document/overlays.h"
+
+namespace kymora {
+
+struct RecorderState {
+    std::string source;  // empty: no board
+    std::string state;   // in words
+    std::string status;  // of a series
+    bool running = false, unsaved = false;
+    int64_t scans = 0, scansAtMost = 0;  // stored
+    double sampleInterval = 0.0;         // ms
+    int appended = 0;                    // recordings in the present file
+    double pipeFill = 0.0;               // 0 to 1
+    std::optional<double> diskSeconds;
+    int64_t frames = 0;
+    double framesPerSecond = 0.0;
+    int64_t droppedScans = 0;                   // that the display left out
+    std::vector<double> latencies, paintTimes;  // ms, of the last frames
+    std::optional<int64_t> spikes;              // nothing: they are not detected
+    double spikeRate = 0.0;                     // Hz
+    std::vector<CMarker> notes;
+    std::string notice;  // what was said in the window
+};
+
+class RemoteRecorder {
+  public:
+    virtual ~RemoteRecorder() = default;
+    virtual RecorderState State() = 0;
+    // Empty: as it is. False where it does not open, which the host was told.
+    virtual bool OpenSource(const std::string& source) = 0;
+    virtual bool Load(const std::filesystem::path& configuration) = 0;
+    // Answers why the value may not be used; empty when it was.
+    virtual std::string Set(const std::string& key, const std::string& value) = 0;
+    // "start", "stop", "pause", "view", "save", "done", "note", "autoscale", "settings". False: there is no
+    // such.
+    virtual bool Press(std::string_view button) = 0;
+    // Marks this moment.
+    virtual void Note(std::string_view text) = 0;
+    // False when it stays open. Without asking where samples are given up.
+    virtual bool Close(bool discards) = 0;
+    // Spikes of a trace (from 1; 0: of none) above a level (V), or below it.
+    virtual void Detect(int trace, double level, bool isFalling) = 0;
+    virtual void Resize(int width, int height) = 0;
+    // PNG of the window.
+    virtual std::vector<std::byte> Picture() = 0;
+};
+
+}  // namespace kymora
