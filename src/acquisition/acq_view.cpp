@@ -1,5 +1,7 @@
 #include "acquisition/acq_view.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -19,7 +21,6 @@ constexpr const char* anotherRecordsText =
     "Another recording is under way. Stop it, or close its window, before you start this one.";
 constexpr const char* noMemoryText = "There is not enough memory for what the disk could fall behind. Record "
                                      "fewer channels, or at a lower rate.";
-constexpr int64_t mostScans = 2147483647;
 constexpr auto storagePatience = std::chrono::milliseconds(500);
 constexpr auto storageLook = std::chrono::milliseconds(20);
 
@@ -111,13 +112,20 @@ std::vector<int> CAcqView::ActiveChannels() const {
     return active;
 }
 
-void CAcqView::ComputeSweep() {
+bool CAcqView::ComputeSweep() {
     const double ms =
         m_settings.m_nSweepMode == 0 ? m_settings.displaySpan : m_settings.m_dTimeLimit * 1000.0;
     const double scans = std::round(ms * FrequencyKHz()) + 1.0;
-    m_nScansPerSweep = scans < static_cast<double>(mostScans) ? static_cast<int64_t>(scans) : mostScans;
+    if (!(scans <= static_cast<double>(longestRecording))) {
+        const double seconds = static_cast<double>(longestRecording - 1) / (FrequencyKHz() * 1000.0);
+        Fail(fmt::format("{}\nAt this rate a recording lasts {:.0f} s at most.", tooLongText,
+                         std::floor(seconds)));
+        return false;
+    }
+    m_nScansPerSweep = static_cast<int64_t>(scans);
     m_nScanBytes = m_format.ScanBytes();
     m_nSweepBytes = static_cast<uint64_t>(m_nScansPerSweep) * m_nScanBytes;
+    return true;
 }
 
 size_t CAcqView::WantedBufferScans() const {
@@ -198,12 +206,18 @@ void CAcqView::EndStorage() {
     WaitForStorage();
     m_pStorage->Join();
     const std::string fault = m_pStorage->Fault();
+    m_nBeforeTrigger = m_pStorage->BytesBeforeTrigger();
     m_pStorage.reset();
     m_pStorePipe.reset();
     m_pDisplayPipe.reset();
     m_mailbox.Clear();
     if (!m_bDisplayOnly) m_pDoc->TakeStoredScans();
     if (!fault.empty()) Fail("The samples could not be written. Recording stopped.\n" + fault);
+}
+
+std::optional<int64_t> CAcqView::ScansBeforeTrigger() const {
+    const auto bytes = m_pStorage ? m_pStorage->BytesBeforeTrigger() : m_nBeforeTrigger;
+    return bytes ? std::optional(static_cast<int64_t>(*bytes / m_nScanBytes)) : std::nullopt;
 }
 
 void CAcqView::DiscardSamples() {

@@ -94,8 +94,9 @@ class CAcqView : protected AcqEventLoop::Target {
 
     // Channels that are on, from 0, at most those that the source has.
     std::vector<int> ActiveChannels() const;
-    // m_nScansPerSweep, m_nScanBytes and m_nSweepBytes of the settings.
-    void ComputeSweep();
+    // m_nScansPerSweep, m_nScanBytes and m_nSweepBytes of the settings. False, told to the user, where a
+    // recording cannot be that long.
+    bool ComputeSweep();
     // As many scans as a buffer should have, so that the display moves and a crash loses little.
     size_t WantedBufferScans() const;
     // Makes pipes of such buffers. False, told to the user, where the display would stand still.
@@ -104,6 +105,8 @@ class CAcqView : protected AcqEventLoop::Target {
     bool BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> trigger);
     // Stores what the pipe still holds, and removes pipes and thread. The source has stopped.
     void EndStorage();
+    // How many stored scans came before the internal trigger; nothing where it did not come.
+    std::optional<int64_t> ScansBeforeTrigger() const;
     // Removes the temporary file, where there is one.
     void DiscardSamples();
     // What the document says of the source.
@@ -119,7 +122,8 @@ class CAcqView : protected AcqEventLoop::Target {
     uint64_t m_nScanBytes = 2, m_nSweepBytes = 0;
     size_t m_nBufferScans = 0;
     std::atomic<bool> m_bSkippedDisplay{false};
-    bool m_bSkippedAny = false;  // during this recording
+    bool m_bSkippedAny = false;                // during this recording
+    std::optional<uint64_t> m_nBeforeTrigger;  // bytes, of the recording that has ended
     bool m_bFailed = false;
     bool m_bSaveFailed = false;  // the samples stay in their temporary file
     AcqObserver* m_pObserver = nullptr;

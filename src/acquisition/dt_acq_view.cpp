@@ -21,6 +21,9 @@ constexpr const char* noOutputFileText = "No file selected as source for output.
 constexpr const char* inexactFrequencyText = "NOTE: the output frequency cannot be set exactly to that "
                                              "specified in the file. The output timing will not "
                                              "exactly match the file.";
+constexpr const char* cutStimulusText =
+    "The stimulus was not built to its end, and nothing is recorded with a part of it. Allow the memory, or "
+    "make the stimulus shorter.";
 constexpr double sameRate = 1e-9;  // of it
 
 InputMode ModeOf(uint32_t stored) {
@@ -183,9 +186,10 @@ bool CDTAcqView::BuildPulses(const DacRange& range) {
     PulseCodes codes(std::span(m_settings.dac).first(static_cast<size_t>(m_nDacs)), m_nSeqIndex, range,
                      {m_dOutputKHz, m_settings.m_bTimeInSeconds}, &GetHost());
     bool isGood = true;
-    BuildPulseBuffers(codes, GetHost(),
-                      [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });
-    return isGood;
+    const bool isWhole = BuildPulseBuffers(
+        codes, GetHost(), [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });
+    if (!isWhole) Fail(cutStimulusText);
+    return isWhole && isGood;
 }
 
 bool CDTAcqView::BuildFile(const DacRange& range) {
@@ -206,7 +210,7 @@ bool CDTAcqView::BuildFile(const DacRange& range) {
     bool isGood = true;
     const bool isBuilt = BuildFileBuffers(
         codes, GetHost(), [&](std::span<const int32_t> buffer) { return isGood = Queue(buffer); });
-    if (!isBuilt) m_bFailed = true;
+    if (!isBuilt) Fail(cutStimulusText);
     return isBuilt && isGood;
 }
 

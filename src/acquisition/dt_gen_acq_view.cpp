@@ -14,6 +14,10 @@ constexpr const char* someSkippedText =
     "Some data were skipped in the real-time display but all data were stored successfully.";
 constexpr const char* diskFullText =
     "The disk is almost full. Recording stopped; what came until now is stored.";
+constexpr const char* triggerLabel = "trigger";
+constexpr const char* shortSpanText = "The trigger came {:.6g} ms after arming. Of the {:.6g} ms before it "
+                                      "that were asked for, so many are kept. "
+                                      "The marker \"trigger\" stands where it came.";
 constexpr int firstTickMs = 1, tickMs = 1000, watchMs = 1000;
 constexpr double mostPreTriggerBytes = 512e6;
 
@@ -79,7 +83,7 @@ bool CDTGenAcqView::OnAcqStart() {
         GetHost().Failure("A recording is under way already. Stop it before you start another one.");
         return false;
     }
-    m_bEnding = m_bFailed = false;
+    m_bEnding = m_bFailed = m_bRearming = false;
     if (!MayRecord()) return false;
     if (Trigger() == TriggerMode::repeat) return StartSeries();
     return StartWithChecks(IsArming() ? AcqState::armed : AcqState::recording);
@@ -92,7 +96,7 @@ bool CDTGenAcqView::StartWithChecks(AcqState state) {
 }
 
 bool CDTGenAcqView::AcqStart(AcqState state) {
-    ComputeSweep();
+    if (!ComputeSweep()) return false;
     std::string fault;
     std::unique_ptr<InternalTrigger> trigger = MakeTrigger(fault);
     if (!fault.empty()) {
@@ -100,7 +104,7 @@ bool CDTGenAcqView::AcqStart(AcqState state) {
         return false;
     }
     if (!MakePipes(WantedBufferScans()) || !BeginStorage(state, std::move(trigger))) return false;
-    m_bUnsaved = m_bSaveFailed = false;
+    m_bUnsaved = m_bSaveFailed = m_bTriggerNoted = false;
     if (!StartBoard()) {
         EndStorage();
         DiscardSamples();
@@ -113,9 +117,34 @@ bool CDTGenAcqView::AcqStart(AcqState state) {
     return true;
 }
 
+double CDTGenAcqView::PreTriggerScans() const { return std::round(m_trigger.preTriggerMs * FrequencyKHz()); }
+
+// The moment of the trigger stands in the file as a marker, and the file begins with its first scan, not with
+// the arming.
+void CDTGenAcqView::NoteTrigger() {
+    if (std::exchange(m_bTriggerNoted, true)) return;
+    const int64_t before = ScansBeforeTrigger().value_or(0);
+    const double kept = static_cast<double>(before) / FrequencyKHz();
+    CAcqDoc& doc = Document();
+    doc.SetStartTime(GetSession().now() - std::llround(kept / 1000.0));
+    const bool isShort =
+        Trigger() == TriggerMode::internal && static_cast<double>(before) < PreTriggerScans();
+    doc.InsertMarker({doc.TimeOf(static_cast<int32_t>(before)),
+                      isShort ? fmt::format("{} ({:.6g} of {:.6g} ms before it)", triggerLabel, kept,
+                                            m_trigger.preTriggerMs)
+                              : triggerLabel});
+}
+
+void CDTGenAcqView::TellShortSpan() {
+    const auto before = ScansBeforeTrigger();
+    if (Trigger() == TriggerMode::internal && before && static_cast<double>(*before) < PreTriggerScans())
+        GetHost().Message(fmt::format(shortSpanText, static_cast<double>(*before) / FrequencyKHz(),
+                                      m_trigger.preTriggerMs));
+}
+
 std::unique_ptr<InternalTrigger> CDTGenAcqView::MakeTrigger(std::string& fault) const {
     if (Trigger() != TriggerMode::internal) return nullptr;
-    const double scans = std::round(m_trigger.preTriggerMs * FrequencyKHz());
+    const double scans = PreTriggerScans();
     if (m_trigger.trace < 1 || m_trigger.trace > Format().channels)
         fault = fmt::format("The trigger waits for trace {}, and {} are recorded.", m_trigger.trace,
                             Format().channels);
@@ -135,6 +164,8 @@ void CDTGenAcqView::Halt() {
     Loop().KillTimer(watchTimer);
     StopBoard();
     EndStorage();
+    // What came while the board was stopped.
+    if (ScansBeforeTrigger() || (Trigger() == TriggerMode::external && StoredScans() > 0)) NoteTrigger();
 }
 
 void CDTGenAcqView::StopRecording() {
@@ -155,6 +186,7 @@ void CDTGenAcqView::StopRecording() {
 }
 
 void CDTGenAcqView::SaveWhatCame() {
+    TellShortSpan();
     if (!m_bUnsaved) {
         DiscardSamples();
         return;
@@ -234,9 +266,11 @@ bool CDTGenAcqView::TakeFault() {
 void CDTGenAcqView::OnWake() {
     if (IsRunning()) {
         const uint32_t buffers = m_mailbox.TakeDataReady();
-        if (m_mailbox.Take(AcqMessage::triggered)) SetState(AcqState::triggered);
-        if (buffers > 0 && State() == AcqState::armed && Trigger() == TriggerMode::external)
+        const bool isExternal = Trigger() == TriggerMode::external && buffers > 0;
+        if (m_mailbox.Take(AcqMessage::triggered) || (isExternal && State() == AcqState::armed)) {
+            NoteTrigger();
             SetState(AcqState::triggered);
+        }
         if (buffers > 0) OnDataReady(buffers);
         if (TakeFault()) return;
         if (m_mailbox.Take(AcqMessage::done)) {

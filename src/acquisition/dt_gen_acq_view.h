@@ -81,6 +81,9 @@ class CDTGenAcqView : public CDTAcqView {
     bool IsTaking() const;
     bool AcqStart(AcqState state);
     bool StartWithChecks(AcqState state);
+    double PreTriggerScans() const;
+    void NoteTrigger();
+    void TellShortSpan();
     std::unique_ptr<InternalTrigger> MakeTrigger(std::string& fault) const;
     void StopRecording();
     void AbortArm();
@@ -108,6 +111,7 @@ class CDTGenAcqView : public CDTAcqView {
     bool m_bUnsaved = false;
     bool m_bRearming = false;  // the trigger will be armed in a moment
     bool m_bEnding = false;
+    bool m_bTriggerNoted = false;
     bool m_bWarnedOfDisk = false;
     std::string m_strStatus;
 };

@@ -27,6 +27,8 @@ class InternalTrigger {
     std::optional<size_t> Find(std::span<const std::byte> scans);
     // Keeps the last of these scans in the place of the oldest.
     void Keep(std::span<const std::byte> scans);
+    // So many bytes are kept.
+    size_t Kept() const { return m_bFull ? m_ring.size() : m_nAt; }
     // What was kept, oldest first, in at most two pieces.
     void Release(const std::function<void(std::span<const std::byte>)>& to) const;
 

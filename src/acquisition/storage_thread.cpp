@@ -88,6 +88,8 @@ void StorageThread::TakeArmed(std::span<const std::byte> slot) {
     const size_t before = *crossing * m_plan.trigger->ScanBytes();
     m_plan.trigger->Keep(slot.first(before));
     const auto trigger = std::move(m_plan.trigger);
+    m_nBeforeTrigger = trigger->Kept();
+    m_bTriggered = true;
     m_mailbox.Post(AcqMessage::triggered);
     trigger->Release([this](std::span<const std::byte> kept) { Keep(kept); });
     Keep(slot.subspan(before));

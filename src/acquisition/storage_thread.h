@@ -50,6 +50,10 @@ class StorageThread {
 
     // Any thread.
     uint64_t BytesStored() const { return m_nBytesStored.load(std::memory_order_relaxed); }
+    // The bytes that are stored from before the trigger, once `triggered` was posted.
+    std::optional<uint64_t> BytesBeforeTrigger() const {
+        return m_bTriggered ? std::optional(m_nBeforeTrigger) : std::nullopt;
+    }
     // Why a write failed; empty where none did. Once storageFailed was posted.
     std::string Fault() const { return m_bFailed ? m_fault : std::string(); }
 
@@ -71,7 +75,8 @@ class StorageThread {
     StoragePlan m_plan;
     std::atomic<uint64_t> m_nBytesStored{0};
     std::atomic<bool> m_bStopStorage{false}, m_bAbandon{false}, m_bEnded{false}, m_bFailed{false};
-    std::atomic<bool> m_bFailing{false};
+    std::atomic<bool> m_bFailing{false}, m_bTriggered{false};
+    uint64_t m_nBeforeTrigger = 0;  // written before m_bTriggered, and never after
     bool m_bUnflushed = false;
     Clock::time_point m_flushed = Clock::now();
     static constexpr int flusherEnds = -1;

@@ -98,6 +98,9 @@ class RecordCommand : public Subcommand {
         std::vector<Setting> others;
         for (const auto& setting : ParseSettings(settings_))
             if (!SetOfSource(setting)) others.push_back(setting);
+        for (const auto& setting : others)
+            if (request_.seconds && setting.key == "timeLimit")
+                Refuse("--seconds and --set timeLimit are the same setting: give one of them.");
         RunRecording(context, request_, [&](AcquisitionSettings& settings) {
             for (const auto& [key, value] : others) Set(settings, key, value);
         });

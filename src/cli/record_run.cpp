@@ -33,6 +33,9 @@ class TerminalRecording {
         if (!view_.OpenBoard()) throw CommandError(exitFailed, "");
         Load();
         change(view_.m_settings);
+        if (request_.seconds && view_.m_settings.m_nSweepMode == 0)
+            throw CommandError(exitUsage, "With sweepMode=single a recording is one displaySpan long: leave "
+                                          "--seconds out, or choose another sweepMode.");
         Prepare();
         if (!view_.OnAcqStart()) throw CommandError(exitFailed, "");
         Attend();

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "cli/command_context.h"
 #include "recording/recording_recovery.h"
 #include "recording/recording_writer.h"
@@ -18,7 +20,7 @@ class RecoverCommand : public Subcommand {
         return {
             {"FILE", "",
              "what the crash has left, which stays (without it: lists those that are found in the temporary "
-             "folder and beside OUT)",
+             "folder, in this one and beside OUT)",
              &file_},
             {"-o,--output", "OUT.kymr-rec", "the finished recording", &output_}};
     }
@@ -32,11 +34,11 @@ class RecoverCommand : public Subcommand {
 
   private:
     void ListFound(SubcommandContext& context) const {
-        std::vector<std::filesystem::path> folders{TemporaryFolder()};
-        if (output_) {
-            const auto beside = std::filesystem::absolute(*output_).parent_path();
-            if (!context.IsOneFile(beside, folders[0])) folders.push_back(beside);
-        }
+        std::vector<std::filesystem::path> folders{TemporaryFolder(), std::filesystem::current_path()};
+        if (output_) folders.push_back(std::filesystem::absolute(*output_).parent_path());
+        for (auto& folder : folders) folder = context.files.Resolve(folder);
+        std::sort(folders.begin(), folders.end());
+        folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
         for (const auto& folder : folders)
             for (const auto& path : FindLeftRecordings(context.files, folder))
                 context.output.Write(path.string() + "\n");

@@ -11,6 +11,7 @@
 // thread has ended before any save begins.
 
 #include <atomic>
+#include <limits>
 #include <mutex>
 
 #include "recording/recording_samples.h"
@@ -51,6 +52,9 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     // recording has left unsaved is gone. False where there is no such file, which the user was told. Throws
     // FileError.
     bool WriteAcqFileStart(const std::filesystem::path& folder = {});
+    // The time of the first scan, where a recording waited for it; the file has it with the next scans or at
+    // the end.
+    void SetStartTime(int64_t seconds);
     // Storage thread: appends whole scans. Throws FileError; nothing of them counts then.
     void StoreScans(std::span<const std::byte> scans);
     // Another thread beside it: returns when what was stored has reached the disk. Throws FileError.
@@ -101,9 +105,12 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     std::unique_ptr<RecordingSamples> samples_;
 
     // While recording.
+    void WriteNewStart();
+
+    static constexpr int64_t noNewStart = std::numeric_limits<int64_t>::min();
     std::filesystem::path temporaryPath_;
     std::mutex fileAccess_;  // between the storage thread and who saves
-    std::atomic<int64_t> storedScans_{0};
+    std::atomic<int64_t> storedScans_{0}, newStart_{noNewStart};
 };
 
 inline constexpr const char* selectRecordingText = "You must select a .kymr-rec file";

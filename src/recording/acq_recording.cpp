@@ -39,6 +39,14 @@ void WriteStart(DataFile& file, RecordingHeader& header) {
     archive.Close();
 }
 
+// A crash of the machine leaves the name, too. Where that cannot be had, recording is better than not.
+void SyncName(FileSystem& files, const std::filesystem::path& path) {
+    try {
+        files.SyncFolderOf(path);
+    } catch (const FileError&) {
+    }
+}
+
 // The file has its head before it has a name, so that whatever is found under such a name opens.
 NewRecording MakeInFolder(FileSystem& files, const std::filesystem::path& folder, RecordingHeader& header,
                           std::filesystem::path& tried) {
@@ -53,6 +61,7 @@ NewRecording MakeInFolder(FileSystem& files, const std::filesystem::path& folder
             WriteStart(*made.file, header);
             made.file->TryLock();
             if (!isNamed) made.file->LinkAs(made.path);
+            SyncName(files, made.path);
             return made;
         } catch (const FileError& error) {
             if (error.systemError != EEXIST) throw;
@@ -116,10 +125,23 @@ bool CAcqDoc::WriteAcqFileStart(const std::filesystem::path& folder) {
     return true;
 }
 
+void CAcqDoc::SetStartTime(int64_t seconds) {
+    m_timeStart = m_timeLast = seconds;
+    newStart_ = seconds;
+}
+
+// Whoever has the file to himself.
+void CAcqDoc::WriteNewStart() {
+    const int64_t start = newStart_.exchange(noNewStart);
+    if (start != noNewStart && m_nTimeAt > 0)
+        sampleFile->WriteAt(m_nTimeAt, std::as_bytes(std::span(&start, 1)));
+}
+
 void CAcqDoc::StoreScans(std::span<const std::byte> scans) {
     const auto count = static_cast<int64_t>(scans.size() / ScanBytes());
     const std::scoped_lock alone(fileAccess_);
     FieldOf(storedScans_ + count);
+    WriteNewStart();
     sampleFile->WriteAt(m_nDataStart + static_cast<uint64_t>(storedScans_) * ScanBytes(), scans);
     storedScans_ += count;
 }
@@ -135,6 +157,7 @@ void CAcqDoc::FinishRecording(const std::filesystem::path& target) {
     SetLength(storedScans_);
     const uint32_t field = FieldOf(storedScans_);
     CheckNoSideCar(files, target);
+    WriteNewStart();
     CArchive archive(*sampleFile, CArchive::Mode::store, m_nFileHeaderEnd);
     archive.Write<uint32_t>(field);
     archive.Seek(m_nDataStart + static_cast<uint64_t>(storedScans_) * ScanBytes());
@@ -166,6 +189,7 @@ void CAcqDoc::FinishRecording(const std::filesystem::path& target) {
 void CAcqDoc::DiscardRecording() {
     const std::filesystem::path left = std::exchange(temporaryPath_, {});
     storedScans_ = 0;
+    newStart_ = noNewStart;
     if (!left.empty()) GetSession().files.Remove(left);
 }
 

@@ -30,13 +30,15 @@ void AddPulse(const COutputPulse& pulse, int64_t first, std::span<float> volts) 
             [&](float at) { return pulse.m_fAmplitude - at * pulse.m_fOffSlope; });
 }
 
-void HandOver(OutputCodes& codes, const std::function<bool(std::span<const int32_t>)>& put,
+// False where it may not go on.
+bool HandOver(OutputCodes& codes, const std::function<bool(std::span<const int32_t>)>& put,
               const std::function<bool(int64_t)>& mayGoOn) {
     int64_t buffers = 0;
     for (auto next = codes.Next(); !next.empty(); next = codes.Next()) {
-        if (!put(next)) return;
-        if (++buffers % buffersOfAQuestion == 0 && !mayGoOn(buffers)) return;
+        if (!put(next)) return true;
+        if (++buffers % buffersOfAQuestion == 0 && !mayGoOn(buffers)) return false;
     }
+    return true;
 }
 
 }  // namespace
@@ -124,14 +126,15 @@ std::span<const int32_t> FileCodes::Next() {
             codes_[i * channels + c] = range_.ToDacCode(static_cast<float>(value / unitsPerVolt_[c]));
         }
     at_ += static_cast<int64_t>(count);
+    if (codes_.size() % 2 != 0) codes_.push_back(codes_.back());
     return codes_;
 }
 
 // --- buffers ---
 
-void BuildPulseBuffers(PulseCodes& codes, Host& host,
+bool BuildPulseBuffers(PulseCodes& codes, Host& host,
                        const std::function<bool(std::span<const int32_t>)>& put) {
-    HandOver(codes, put, [&host](int64_t buffers) {
+    return HandOver(codes, put, [&host](int64_t buffers) {
         return host.Confirm(fmt::format("You have allocated {} MB of output buffer. Continue?",
                                         buffers / buffersOfAMegabyte));
     });
@@ -139,10 +142,6 @@ void BuildPulseBuffers(PulseCodes& codes, Host& host,
 
 bool BuildFileBuffers(FileCodes& codes, Host& host,
                       const std::function<bool(std::span<const int32_t>)>& put) {
-    if (codes.Total() % 2 != 0) {
-        host.Failure("Buffer size for pulse output must be even. Please inform author");
-        return false;
-    }
     if (codes.Total() > longFileSamples &&
         !host.Confirm("You will need to allocate more than 100MB of memory to output this length of "
                       "buffer.\nThis may cause problems. Continue?"))

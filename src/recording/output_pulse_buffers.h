@@ -51,16 +51,17 @@ class PulseCodes : public OutputCodes {
     std::vector<int32_t> codes_;
 };
 
-// Of the samples [first, first + count) of traces, as many as there are outputs, in mV. Where a trace has no
-// sample, 0 V are played.
 // How many units of a trace are a volt: V and uV are told, everything else counts as mV.
 double UnitsPerVolt(std::string_view unit);
 
+// Of the samples [first, first + count) of traces, as many as there are outputs. Where a trace has no sample,
+// 0 V are played. Boards take an even number of codes: where it is odd, the last one is held for another
+// sample.
 class FileCodes : public OutputCodes {
   public:
     FileCodes(SampleReader& samples, int64_t first, int64_t count, std::span<const int> traces, int outputs,
               const DacRange& range, std::vector<double> unitsPerVolt = {});
-    int64_t Total() const { return static_cast<int64_t>(traces_.size()) * (end_ - at_); }
+    int64_t Total() const { return (static_cast<int64_t>(traces_.size()) * (end_ - at_) + 1) / 2 * 2; }
     std::span<const int32_t> Next() override;
     // Samples of a channel for each ms, kHz.
     double Frequency() const { return 1.0 / samples_.GetSampleInterval(); }
@@ -77,12 +78,13 @@ class FileCodes : public OutputCodes {
 };
 
 // Hands over one buffer after the other until `put` answers false, and asks every 500 buffers whether more
-// memory may be taken. What was handed over stands.
-void BuildPulseBuffers(PulseCodes& codes, Host& host,
+// memory may be taken. What was handed over stands. False where that is not all, because the user wants no
+// more.
+bool BuildPulseBuffers(PulseCodes& codes, Host& host,
                        const std::function<bool(std::span<const int32_t>)>& put);
 
 // The same of a file. Asks before a long one; false, with nothing handed over, where the user does not want
-// it, and where the number of codes is odd, which the user is told.
+// it.
 bool BuildFileBuffers(FileCodes& codes, Host& host, const std::function<bool(std::span<const int32_t>)>& put);
 
 }  // namespace kymora

@@ -82,11 +82,12 @@ void LoadWave(CArchive& archive, RecordingHeader& header) {
     header.m_nFileHeaderEnd = waveBytesAt;
 }
 
-void StoreBoard(CArchive& archive, const RecordingHeader& header) {
+void StoreBoard(CArchive& archive, RecordingHeader& header) {
     const bool isArduino = header.m_eRecordingType == RecordingType::arduino;
     const char* const maker = isArduino ? "Unknown manufacturer" : "DataTranslation";
     archive.WriteString(header.m_strMaker.empty() ? maker : header.m_strMaker);
     archive.WriteString(header.m_strBoardName);
+    header.m_nTimeAt = archive.Position();
     archive.Write<int64_t>(header.m_timeStart);
     archive.Write<float>(header.m_fVoltHigh);
     archive.Write<float>(header.m_fVoltLow);

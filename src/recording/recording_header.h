@@ -39,6 +39,8 @@ struct RecordingHeader {
 
     // Where the file holds the scan count (or the data bytes), and the first sample.
     uint64_t m_nFileHeaderEnd = 0;
+    // Where the board layout, once written, holds the time of start; 0 in the wave layout.
+    uint64_t m_nTimeAt = 0;
     uint64_t m_nDataStart = 0;
 
     bool IsWave() const { return m_eRecordingType == RecordingType::microphone; }

@@ -96,6 +96,10 @@ TEST_F(EngineTest, ChecksBeforeAStartSayWhatIsWrong) {
              view->m_trigger.trace = 2;
          },
          "The trigger waits for trace 2, and 1 are recorded."},
+        {ChannelListRule::any, [&] { view->m_settings.m_dTimeLimit = 2147484.0; },
+         "This file is too long to be handled by Kymora. Please contact the author.\nAt this rate a "
+         "recording "
+         "lasts 2147483 s at most."},
     };
     for (const auto& c : cases) {
         board.channelList = c.rule;

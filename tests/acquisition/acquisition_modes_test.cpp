@@ -112,22 +112,65 @@ TEST_F(EngineTest, ACrossingStartsARecordingWithWhatCameBefore) {
         int level;
         double preMs;
         uint32_t first;  // code of the first scan that is stored
-    } cases[] = {{1000, 0.0, 1000}, {1000, 50.0, 950}, {30, 25.0, 5}, {30, 100.0, 0}, {1007, 33.0, 974}};
+        const char* label;
+    } cases[] = {{1000, 0.0, 1000, "trigger"}, {1000, 50.0, 950, "trigger"},
+                 {30, 25.0, 5, "trigger"},     {30, 100.0, 0, "trigger (30 of 100 ms before it)"},
+                 {1007, 33.0, 974, "trigger"}, {1600, 1500.0, 100, "trigger"}};
+    int64_t clock = 5000;
+    session.now = [&clock] { return clock; };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.level << " " << c.preMs);
         Open();
         view->m_settings.m_nTrigMode = 3;
         view->m_trigger.level = -10.0 + c.level * 20.0 / 65536.0;
         view->m_trigger.preTriggerMs = c.preMs;
+        view->m_settings.m_dTimeLimit = 2.0;
+        host.messages.clear();
+        clock = 5000;
         ASSERT_TRUE(view->OnAcqStart());
+        clock = 9000;
         EXPECT_EQ(view->State(), AcqState::armed);
         Run([&] { return view->State() == AcqState::triggered; });
         Run();
         EXPECT_TRUE(view->OnSave());
         const auto codes = Codes();
-        EXPECT_EQ(codes.size(), 201u);
+        EXPECT_EQ(codes.size(), 2001u);
         EXPECT_EQ(Lost(codes, 0xFFFF, c.first), 0);
+        const auto doc = Saved();
+        ASSERT_EQ(doc->markers.size(), 1u);
+        EXPECT_EQ(doc->markers[0], (CMarker{static_cast<double>(c.level) - c.first, c.label}));
+        EXPECT_EQ(doc->m_timeStart, c.preMs > 1000.0 ? 8998 : 9000)
+            << "that of the first scan, not of arming";
+        EXPECT_EQ(WasTold("The trigger came 30 ms after arming."), c.preMs == 100.0);
     }
+}
+
+TEST_F(EngineTest, AStartWhileTheTriggerIsAboutToBeArmedAgainEndsAllTheSame) {
+    Open();
+    view->m_settings.m_nTrigMode = 2;
+    view->m_settings.m_nSaveMode = 2;
+    view->m_settings.m_bRearm = true;
+    ASSERT_TRUE(view->OnAcqStart());
+    Simulated().Trigger();
+    Run([&] { return view->State() == AcqState::triggered; });
+    view->OnAcqStop();
+    EXPECT_EQ(Saved()->markers.at(0), (CMarker{0.0, "trigger"}));
+    view->m_settings.m_bRearm = false;
+    ASSERT_TRUE(view->OnAcqStart());
+    Simulated().Trigger();
+    Run();
+    EXPECT_TRUE(view->HasEnded());
+}
+
+TEST_F(EngineTest, NothingIsRecordedWithAPartOfAStimulus) {
+    Open();
+    view->m_settings.m_nDacInUse = 1;
+    view->m_settings.m_dOutputFreqKHz = 1000.0;
+    view->m_settings.dac[0].pulses.emplace_back().m_fPlateau = 6000.0f;
+    host.answer = false;
+    EXPECT_FALSE(view->OnAcqStart());
+    EXPECT_TRUE(WasTold("The stimulus was not built to its end"));
+    EXPECT_TRUE(view->IsIdle());
 }
 
 TEST_F(EngineTest, RecordingsAreAppendedByHand) {
