@@ -94,7 +94,7 @@ bool CDTGenAcqView::Append() {
             return false;
         }
         // An interrupt ends the recording and not its saving.
-        WriteAppended(first, Document(), m_appendFile, MayCancel::no);
+        WriteAppended(first, Document(), m_appendFile, MayCancel::no, MayAddInPlace::yes);
     } catch (const FileError& error) {
         GetHost().Failure(fmt::format("{}\n{}", problemSavingText, error.what()));
         return false;

@@ -10,6 +10,7 @@
 #include "document/side_car.h"
 #include "host/file_names.h"
 #include "numerics/fnv.h"
+#include "recording/append_in_place.h"
 
 namespace kymora {
 
@@ -113,7 +114,7 @@ void CAcqDoc::Load() {
     GetHost().Log("In CAcqDoc::Serialize(CArchive& ar)\n");
     if (!TakesName(FoldCase(filePath.string()))) throw OpenError(selectRecordingText);
     TakePreambleSetting();
-    sampleFile = OpenReadOnly();
+    sampleFile = ThroughAppend(OpenReadOnly());
     CArchive archive(*sampleFile, CArchive::Mode::load);
     Serialize(archive);
     ReadOwnSideCar();

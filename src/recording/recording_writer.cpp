@@ -11,6 +11,7 @@
 #include "document/native_writer.h"
 #include "document/side_car.h"
 #include "host/file_names.h"
+#include "recording/append_in_place.h"
 
 namespace kymora {
 
@@ -226,6 +227,29 @@ void Carry(CAcqDoc& first, const CAcqDoc& second) {
         AddMoved(first.traceAnnotations[t], second.traceAnnotations[t], first.TimeOf(scans));
 }
 
+// False where the recording has to be written anew.
+bool AddInPlace(CAcqDoc& first, const CAcqDoc& second, MayCancel mayCancel) {
+    FileSystem& files = first.GetSession().files;
+    if (first.GetLength() == 0 || first.IsWave() || first.Fault() != RecordingFault::none) return false;
+    const auto file = files.Open(files.Resolve(first.filePath), OpenMode::readWrite);
+    // One that was cut off while it was added to, or is another one by now, is written anew.
+    const bool isAsRead = file->Stamp() == first.RememberedStamp(first.filePath) &&
+                          file->Length() == first.SampleFile().Length();
+    if (!isAsRead || !file->TryLock()) return false;
+    RecordingHeader header = first.CurrentHeader();
+    const ScanRange scans{second, 0, second.GetLength()};
+    const auto all = first.GetLength() + second.GetLength();
+    const PlaceOfAppend place{header.m_nFileHeaderEnd,
+                              header.m_nDataStart +
+                                  static_cast<uint64_t>(first.GetLength()) * header.ScanBytes(),
+                              header.FieldOf(all), scans.Bytes()};
+    ScanCopy copy(first.GetHost(), std::max<uint64_t>(scans.Bytes(), 1), mayCancel);
+    return AppendInPlace(*file, place, [&](CArchive& archive) {
+        copy.Write(archive, scans);
+        StoreRecordingTail(archive, first, header, first.TailState(), {});
+    });
+}
+
 }  // namespace
 
 std::optional<std::filesystem::path> SideCarBeside(FileSystem& files, const std::filesystem::path& path) {
@@ -277,7 +301,7 @@ std::string AppendFault(const CAcqDoc& first, const CAcqDoc& second) {
 }
 
 void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path,
-                   MayCancel mayCancel) {
+                   MayCancel mayCancel, MayAddInPlace mayAdd) {
     if (const std::string fault = AppendFault(first, second); !fault.empty()) throw FileError(fault, 0);
     FileSystem& files = first.GetSession().files;
     const bool isOwn = IsSameFile(files, first.filePath, path);
@@ -290,6 +314,8 @@ void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem:
     const auto replaced = hasSideCar ? SideCarSum(files, first.filePath) : std::nullopt;
     const ModelKept kept(first);
     Carry(first, second);
+    const bool isWhole = isOwn && !SideCarBeside(files, first.filePath) && first.damagedSideCar.empty();
+    if (isWhole && mayAdd == MayAddInPlace::yes && AddInPlace(first, second, mayCancel)) return;
     WriteContents(
         first, path,
         {{{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {}, replaced, mayCancel});

@@ -53,7 +53,10 @@ enum class MayCancel { no, yes };
 // describes it, that is written anew, too; a program that ends between the two leaves what reads as both.
 // The same throws (Cancelled only where it may), and FileError where its own file would be replaced and has
 // no tail that can be read.
+// Where it may, the first one's own file is added to in place (append_in_place.h), which takes only as long
+// as the second one is: other names of that file then lead to the longer recording, too.
+enum class MayAddInPlace { no, yes };
 void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem::path& path,
-                   MayCancel mayCancel = MayCancel::yes);
+                   MayCancel mayCancel = MayCancel::yes, MayAddInPlace mayAdd = MayAddInPlace::no);
 
 }  // namespace kymora
