@@ -142,10 +142,11 @@ StimulusPreview::StimulusPreview(const AcquisitionSettings& settings, const Boar
 void StimulusPreview::TakeFamily(const AcquisitionSettings& settings, const DacRange& range) {
     const auto channels = std::span(settings.dac).first(curves_.size());
     const int64_t length = SequenceLength(settings);
+    if (length < 2) return;
     const int64_t count = std::min(length, mostOfFamily);
     size_t points = 0;
     for (int64_t i = 0; i < count; ++i) {
-        const int64_t index = count > 1 ? i * (length - 1) / (count - 1) : 0;
+        const int64_t index = i * (length - 1) / (count - 1);
         if (index == index_) continue;
         const int64_t played =
             PulseCodes(channels, index, range, timing_).Total() / static_cast<int64_t>(channels.size());

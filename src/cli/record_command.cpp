@@ -6,10 +6,12 @@
 #include "cli/command_context.h"
 #include "cli/near_names.h"
 #include "cli/operation_settings.h"
+#include "cli/record_preview.h"
 #include "cli/record_run.h"
 #include "document/file_identity.h"
 #include "recording/acquisition_settings_fields.h"
 #include "recording/adc_dac_configuration.h"
+#include "recording/pulse_train.h"
 #include "recording/recording_header.h"
 
 namespace kymora {
@@ -53,24 +55,36 @@ class RecordCommand : public Subcommand {
             "kymora record --set channel1.chanGain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
             "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
             "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
+            "kymora record --set dacInUse=1 --set dac1.train.number=5 --set dac1.train.interval=20 "
+            "--set dac1.train.duration=0.5 --set dac1.train.amplitude=2 --preview train.svg",
             "kymora record --type microphone --set resolution=16 --save-config sound.kymr-cfg"};
     }
     std::vector<CommandOption> Options() override {
-        return {{"--source", "NAME", "what records (kymora sources lists all)", &request_.source},
-                {"-o,--output", "OUT", "the recording (.kymr-rec)", &output_},
-                {"--seconds", "S", "the time limit of a recording, s", &request_.seconds},
-                {"--config", "IN", "an ADC-DAC configuration to begin with (.kymr-cfg)", &config_},
-                {"--type", "TYPE",
-                 "microphone, general, refractory-manual, refractory-auto or arduino; that of IN, or general",
-                 &type_},
-                {"--set", "KEY=VALUE",
-                 "a setting, in the order given: of the configuration (kymora info OUT lists all), or of "
-                 "source and trigger: input, bits, encoding, triggerTrace, triggerLevel, "
-                 "triggerDirection, preTrigger",
-                 &settings_},
-                {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_}};
+        return {
+            {"--source", "NAME", "what records (kymora sources lists all)", &request_.source},
+            {"-o,--output", "OUT", "the recording (.kymr-rec)", &output_},
+            {"--seconds", "S", "the time limit of a recording, s", &request_.seconds},
+            {"--config", "IN", "an ADC-DAC configuration to begin with (.kymr-cfg)", &config_},
+            {"--type", "TYPE",
+             "microphone, general, refractory-manual, refractory-auto or arduino; that of IN, or general",
+             &type_},
+            {"--set", "KEY=VALUE",
+             "a setting, in the order given: of the configuration (kymora info OUT lists all), or of "
+             "source and trigger: input, bits, encoding, triggerTrace, triggerLevel, "
+             "triggerDirection, preTrigger",
+             &settings_},
+            {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_},
+            {"--preview", "OUT",
+             "what the outputs will play, at the rate of the source where one is named, and record "
+             "nothing: a picture (.png, .svg, .pdf), or its points (.csv, .json)",
+             &preview_},
+            {"--sequence", "N", "of the preview: so many acquisitions of the sequence are done (0)", &index_},
+            {"--family", "", "of the preview's picture: all acquisitions of the cycle stand behind it",
+             &hasFamily_}};
     }
     void Run(SubcommandContext& context) override {
+        if (preview_) return Preview(context);
+        if (index_ || hasFamily_) Refuse("--sequence and --family are for --preview OUT.");
         if (!request_.source.empty()) return Record(context);
         if (!saved_) Refuse("Recording needs --source NAME and -o OUT; --save-config OUT writes settings.");
         if (output_ || request_.seconds) Refuse("-o and --seconds need --source NAME.");
@@ -83,6 +97,30 @@ class RecordCommand : public Subcommand {
     }
 
   private:
+    void Preview(SubcommandContext& context) {
+        if (output_ || request_.seconds || saved_)
+            Refuse("--preview records nothing and writes no settings: leave -o, --seconds and --save-config "
+                   "out.");
+        if (index_ && *index_ < 0) Refuse("--sequence takes a number from 0.");
+        AcquisitionSettings settings = Begin(context);
+        for (const Setting& setting : OthersThanSource()) Set(settings, setting.key, setting.value);
+        if (request_.source.empty() && !request_.keysSet.empty())
+            Refuse(fmt::format("\"{}\" is a setting of a source: name one with --source.",
+                               request_.keysSet.front()));
+        if (settings.m_eRecordingType != RecordingType::board)
+            Refuse("--preview shows the stimulus of settings of the type general.");
+        WriteStimulusPreview(
+            context, {*preview_, request_.source, request_.sourceSettings, index_.value_or(0), hasFamily_},
+            settings);
+    }
+
+    std::vector<Setting> OthersThanSource() {
+        std::vector<Setting> others;
+        for (const auto& setting : ParseSettings(settings_))
+            if (!SetOfSource(setting)) others.push_back(setting);
+        return others;
+    }
+
     void Record(SubcommandContext& context) {
         if (saved_) Refuse("--save-config records nothing: leave it or --source out.");
         if (!output_) Refuse("Recording needs -o OUT.");
@@ -95,9 +133,7 @@ class RecordCommand : public Subcommand {
             Refuse("Boards record by settings of the type general.");
         request_.config = config_;
         request_.sourceSettings.simulated.seed = context.session.seed;
-        std::vector<Setting> others;
-        for (const auto& setting : ParseSettings(settings_))
-            if (!SetOfSource(setting)) others.push_back(setting);
+        const std::vector<Setting> others = OthersThanSource();
         for (const auto& setting : others)
             if (request_.seconds && setting.key == "timeLimit")
                 Refuse("--seconds and --set timeLimit are the same setting: give one of them.");
@@ -126,8 +162,9 @@ class RecordCommand : public Subcommand {
         }
     }
 
-    static void Set(AcquisitionSettings& settings, const std::string& key, const std::string& value) {
-        const std::optional<std::string> fault = SetSetting(settings, key, value);
+    void Set(AcquisitionSettings& settings, const std::string& key, const std::string& value) {
+        std::optional<std::string> fault = SetSetting(settings, key, value);
+        if (!fault) fault = trains_.Set(settings, key, value);
         if (!fault) Refuse(UnknownKey(settings, key));
         if (!fault->empty()) Refuse(fmt::format("--set {}={}: {}", key, value, *fault));
         if (const std::string whole = SettingsFault(settings); !whole.empty())
@@ -139,6 +176,10 @@ class RecordCommand : public Subcommand {
     RecordRequest request_;
     std::optional<std::string> config_, type_, saved_, output_;
     std::vector<std::string> settings_;
+    std::optional<std::string> preview_;
+    std::optional<int64_t> index_;
+    bool hasFamily_ = false;
+    TrainEditor trains_;
 };
 
 }  // namespace

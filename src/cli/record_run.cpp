@@ -15,19 +15,12 @@ namespace {
 
 constexpr auto lookInterval = std::chrono::milliseconds(100);
 
-std::unique_ptr<Board> BoardOf(const RecordRequest& request) {
-    if (auto board = OpenSource(request.source, request.sourceSettings)) return board;
-    std::vector<std::string> names;
-    for (const AcquisitionSource& source : ListSources()) names.push_back(source.name);
-    throw CommandError(exitUsage,
-                       fmt::format("There is no source \"{}\".{} kymora sources lists those there are.",
-                                   request.source, DidYouMean(NearNames(request.source, names))));
-}
-
 class TerminalRecording {
   public:
     TerminalRecording(SubcommandContext& context, const RecordRequest& request)
-        : context_(context), request_(request), view_(context.session, loop_, BoardOf(request)) {}
+        : context_(context),
+          request_(request),
+          view_(context.session, loop_, NamedBoard(request.source, request.sourceSettings)) {}
 
     void Run(const std::function<void(AcquisitionSettings&)>& change) {
         if (!view_.OpenBoard()) throw CommandError(exitFailed, "");
@@ -145,6 +138,15 @@ class SourcesCommand : public Subcommand {
 };
 
 }  // namespace
+
+std::unique_ptr<Board> NamedBoard(const std::string& source, const SourceSettings& settings) {
+    if (auto board = OpenSource(source, settings)) return board;
+    std::vector<std::string> names;
+    for (const AcquisitionSource& one : ListSources()) names.push_back(one.name);
+    throw CommandError(exitUsage,
+                       fmt::format("There is no source \"{}\".{} kymora sources lists those there are.",
+                                   source, DidYouMean(NearNames(source, names))));
+}
 
 void RunRecording(SubcommandContext& context, const RecordRequest& request,
                   const std::function<void(AcquisitionSettings&)>& change) {

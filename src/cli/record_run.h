@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,9 @@ struct RecordRequest {
     SourceSettings sourceSettings;
     std::vector<std::string> keysSet;  // of them
 };
+
+// The board of a source. Throws CommandError where there is none.
+std::unique_ptr<Board> NamedBoard(const std::string& source, const SourceSettings& settings);
 
 // Records until the limit is reached, all episodes are done, or the user interrupts, which keeps what was
 // recorded. `change` gets the settings of the configuration. Throws CommandError.

@@ -90,9 +90,25 @@ Field& SettingList::AddChoice(std::string key, std::string label, std::vector<st
     return field;
 }
 
+Field& SettingList::AddMode(const std::string& key, std::vector<std::string> sentences) {
+    Field& field = Add(key).With(&Field::choices, sentences);
+    AddNote(key + "Sentence", [item = m_items.at(key), sentences = std::move(sentences)] {
+        const auto mode = static_cast<size_t>(item.Number());
+        return mode < sentences.size() ? sentences[mode] : std::string();
+    });
+    return field;
+}
+
 Field& SettingList::AddNote(const std::string& key, std::function<std::string()> text) {
     const bool isSaid = !text().empty();
     return m_list.Note(key, {}, std::move(text)).EnabledIf([isSaid] { return isSaid; });
+}
+
+Field& SettingList::AddWarning(const std::string& key, std::function<std::string()> text) {
+    return AddNote(key, [text = std::move(text)] {
+        std::string warning = text();
+        return warning.empty() ? warning : warningMark + warning;
+    });
 }
 
 }  // namespace kymora

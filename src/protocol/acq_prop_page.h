@@ -18,6 +18,9 @@
 
 namespace kymora {
 
+// Stands before what will not go as it is set.
+inline constexpr const char* warningMark = "\u26A0 ";
+
 // What all pages work on.
 struct ProtocolState {
     explicit ProtocolState(Session& s) : session(s) {}
@@ -74,8 +77,12 @@ class SettingList {
                       std::function<void(double)> set);
     Field& AddChoice(std::string key, std::string label, std::vector<std::string> choices,
                      std::function<int()> get, std::function<void(int)> set);
+    // A mode as a choice of its sentences, with the one that is chosen below it: a narrow box cuts them.
+    Field& AddMode(const std::string& key, std::vector<std::string> sentences);
     // Something to be read; without a word it takes no room.
     Field& AddNote(const std::string& key, std::function<std::string()> text);
+    // The same of what will not go as it is set.
+    Field& AddWarning(const std::string& key, std::function<std::string()> text);
     ParamList& List() { return m_list; }
 
   private:

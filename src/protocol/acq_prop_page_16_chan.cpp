@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "acquisition/stimulus_preview.h"
 #include "host/user_numbers.h"
@@ -49,7 +50,7 @@ void CAcqPropPage16Chan::DescribeRate(SettingList& list) {
                 })
             .Tip("Each input against ground, or against another one");
     list.AddNote("rate", [this] { return RateText(); });
-    list.AddNote("rateWarning", [this] { return WarningText(); });
+    list.AddWarning("rateWarning", [this] { return WarningText(); });
 }
 
 void CAcqPropPage16Chan::DescribeChannels(SettingList& list) {
@@ -98,7 +99,8 @@ double CAcqPropPage16Chan::RateKHz() const {
 std::string CAcqPropPage16Chan::RateText() const {
     const double kHz = RateKHz();
     const double bytes = BytesPerSecond(m_state.settings, m_state.board.inputs, kHz);
-    std::string text = fmt::format("{}/s, {} an hour", BytesText(bytes), BytesText(bytes * 3600.0));
+    std::string text =
+        fmt::format("{} bytes/s, {} an hour", GroupedDigits(std::llround(bytes)), BytesText(bytes * 3600.0));
     if (m_state.board.rate)
         text = fmt::format("The board gives {:.9g} ms ({:.9g} kHz).\n", 1.0 / kHz, kHz) + text;
     return text;
@@ -112,8 +114,8 @@ std::string CAcqPropPage16Chan::WarningText() const {
     const double hertz = 1000.0 / settings.m_dSampleInterval;
     if (!range || (hertz >= range->least && hertz <= range->greatest)) return text;
     if (!text.empty()) text += '\n';
-    return text + fmt::format("{} Each of {} has {:g} to {:g} Hz.", rateOutsideText, channels, range->least,
-                              range->greatest);
+    return text + fmt::format("{} A channel can have {:.9g} to {:.9g} kHz.", rateOutsideText,
+                              range->least / 1000.0, range->greatest / 1000.0);
 }
 
 }  // namespace kymora

@@ -15,13 +15,13 @@ void CAcqPropPageRecGen::Describe(ParamList& params) {
     AcquisitionSettings& settings = m_state.settings;
     SettingList list(params, settings);
     list.Group("Sweep");
-    list.Add("sweepMode").With(&Field::choices, Words(sweepModeTexts));
+    list.AddMode("sweepMode", Words(sweepModeTexts));
     list.Add("timeLimit").Tip("How long a recording becomes at most").EnabledIf([&settings] {
         return settings.m_nSweepMode != 0;
     });
     list.Add("displaySpan").Tip("Time between the left and the right edge of the display");
     list.Group("Saving");
-    list.Add("saveMode").With(&Field::choices, Words(saveModeTexts));
+    list.AddMode("saveMode", Words(saveModeTexts));
     list.Add("autoLoad").Tip("A recording that was saved is opened in the main display");
     list.Add("followLatest").Tip("The view of a file that is appended to goes to the newest data");
     list.Add("presetName").Tip("The first recording, too, has the base name, and nobody is asked for one");

@@ -25,7 +25,7 @@ void AcqPropPageSimulated::Describe(ParamList& params) {
             bound.label = words.label;
             list.Add(bound).Unit(words.unit).Tip(words.tip);
         }
-    list.AddNote("simulatedWarning", [this] { return SourceSettingsFault(m_state.source); });
+    list.AddWarning("simulatedWarning", [this] { return SourceSettingsFault(m_state.source); });
 }
 
 }  // namespace kymora

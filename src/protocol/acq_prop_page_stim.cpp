@@ -29,7 +29,7 @@ void CAcqPropPageStim::Describe(ParamList& params) {
     if (!IsInUse()) return;
     if (settings.m_nStimMode == fileMode) {
         m_file.Describe(list);
-        list.AddNote("stimulusWarning", [this] { return WarningText(); });
+        list.AddWarning("stimulusWarning", [this] { return WarningText(); });
         return;
     }
     DescribeOutput(list);
@@ -65,8 +65,8 @@ void CAcqPropPageStim::DescribeOutputs(SettingList& list) {
         .Buttons()
         .Tip("How many outputs play a stimulus while a recording runs");
     if (!IsInUse()) {
-        list.AddNote("stimulusWarning",
-                     [this] { return m_state.settings.m_nStimMode == fileMode ? WarningText() : ""; });
+        list.AddWarning("stimulusWarning",
+                        [this] { return m_state.settings.m_nStimMode == fileMode ? WarningText() : ""; });
         return;
     }
     list.Add("stimMode")
@@ -118,7 +118,7 @@ void CAcqPropPageStim::DescribePreview(SettingList& list) {
         list.Add(std::move(family)).Tip("The other acquisitions of the cycle stand behind the present one");
     }
     list.AddNote("outputSize", [this] { return SizeText(); });
-    list.AddNote("stimulusWarning", [this] { return WarningText(); });
+    list.AddWarning("stimulusWarning", [this] { return WarningText(); });
 }
 
 void CAcqPropPageStim::DescribeSequence(SettingList& list) {
@@ -184,7 +184,7 @@ void cAcqPropPageStimSimple::Describe(SettingList& list) {
         if (item.name == "amplitude") field.Limits(range.m_fDacLow, range.m_fDacHigh);
         field.OnChange([this] { m_trains.Apply(m_state.settings, m_place.output); });
     }
-    list.AddNote("trainWarning", [this] { return WarningText(); });
+    list.AddWarning("trainWarning", [this] { return WarningText(); });
 }
 
 std::string cAcqPropPageStimSimple::WarningText() const {

@@ -24,7 +24,7 @@ void CAcqPropPageTrig::Describe(ParamList& params) {
     };
     SettingList list(params, settings);
     list.Group("Start");
-    list.Add("trigMode").With(&Field::choices, Words(triggerModeTexts));
+    list.AddMode("trigMode", Words(triggerModeTexts));
     list.Add("repeatInterval")
         .Tip("From the beginning of a recording to that of the next")
         .EnabledIf(isMode(TriggerMode::repeat));
@@ -33,7 +33,7 @@ void CAcqPropPageTrig::Describe(ParamList& params) {
         .Tip("The trigger is armed again when a recording has ended")
         .EnabledIf(isMode(TriggerMode::external));
     DescribeLevel(list);
-    list.AddNote("triggerWarning", [this] { return WarningText(); });
+    list.AddWarning("triggerWarning", [this] { return WarningText(); });
     list.Group("Other devices");
     list.Add("digitalTrigOut")
         .Tip("The board waits for its external trigger, and its digital output gives a pulse just after the "

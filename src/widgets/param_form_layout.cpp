@@ -11,6 +11,7 @@
 #include "widgets/elided_label.h"
 #include "widgets/fold_section.h"
 #include "widgets/param_form.h"
+#include "widgets/style_buttons.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -265,6 +266,7 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     row.tableRow = table_.rowNames[static_cast<size_t>(line - 1)];
     row.tableColumn = table_.headings[static_cast<size_t>(column - 1)];
     QWidget* widget = row.editor->Widget();
+    if (auto* colour = qobject_cast<ColourButton*>(widget)) colour->SetShort();
     // A box to check and a colour are as wide as they are.
     if (param.kind != FieldKind::flag && param.kind != FieldKind::colour) {
         widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);

@@ -66,6 +66,11 @@ void ColourButton::Write(const Field& field) {
     Show();
 }
 
+void ColourButton::SetShort() {
+    isShort_ = true;
+    Show();
+}
+
 void ColourButton::Choose() {
     OfferSafeColours();
     const QColor chosen = QColorDialog::getColor(ToColour(colour_), this);
@@ -87,7 +92,9 @@ void ColourButton::Show() {
     painter.end();
     setIcon(swatch);
     setIconSize({3 * height, height});
-    setText(ToColour(colour_).name());
+    const QString name = ToColour(colour_).name();
+    setText(isShort_ ? QString() : name);
+    if (isShort_) setToolTip(name);
 }
 
 void ColourButton::changeEvent(QEvent* event) {

@@ -14,6 +14,8 @@ class ColourButton : public QPushButton {
     explicit ColourButton(QWidget* parent);
     void Read(Field& field) const { field.colour = colour_; }
     void Write(const Field& field);
+    // The name of the colour stands in the tool tip, where there is little room.
+    void SetShort();
 
   signals:
     void Changed();
@@ -26,6 +28,7 @@ class ColourButton : public QPushButton {
     void Show();
 
     uint32_t colour_ = 0;  // 0x00BBGGRR
+    bool isShort_ = false;
 };
 
 class FontButton : public QPushButton {
