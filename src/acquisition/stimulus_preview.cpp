@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <numeric>
 
 #include "host/user_numbers.h"
@@ -68,6 +69,10 @@ std::vector<int64_t> PositionsIn(std::vector<int64_t> bends, int64_t played, int
     std::ranges::sort(bends);
     bends.erase(std::unique(bends.begin(), bends.end()), bends.end());
     return bends;
+}
+
+std::string FileText(const AcquisitionSettings& settings) {
+    return std::filesystem::path(settings.m_strOutputFile).filename().string();
 }
 
 std::span<const DacChannel> InUse(const AcquisitionSettings& settings, int outputs) {
@@ -136,6 +141,12 @@ StimulusPreview::StimulusPreview(const AcquisitionSettings& settings, const Boar
         if (shown.hasFamily) TakeFamily(settings, range);
     }
     Warn(settings, board);
+    if (settings.m_nStimMode == 2)
+        title_ = warnings_.empty() ? FileText(settings) : warnings_.front();
+    else if (curves_.empty())
+        title_ = noOutputsDefinedText;
+    else if (index_ > 0)
+        title_ = "sequence index " + GroupedDigits(index_);
 }
 
 // Of long cycles, indices at even distances.
@@ -207,10 +218,7 @@ Graph StimulusPreview::GetGraph() const {
         layer.y = curves_[i].volts;
         pane.layers.push_back(std::move(layer));
     }
-    if (curves_.empty())
-        pane.title = noOutputsDefinedText;
-    else if (index_ > 0)
-        pane.title = "sequence index " + GroupedDigits(index_);
+    pane.title = title_;
     return {{std::move(pane)}};
 }
 

@@ -38,8 +38,8 @@ class StimulusPreview {
     StimulusPreview(const AcquisitionSettings& settings, const BoardFacts& board,
                     const PreviewSettings& shown = {});
 
-    // "V" over time, a curve for each output in use; "No output channels defined." stands above where there
-    // are none.
+    // Volts over time, a curve for each output in use. Where there are none its title says so; that of a
+    // recording is its name.
     Graph GetGraph() const;
     // The points of the curves at the present index: output, time, volts.
     Result Table() const;
@@ -61,6 +61,7 @@ class StimulusPreview {
     std::vector<OutputCurve> curves_;
     std::vector<OutputCurve> family_;
     std::vector<std::string> warnings_;
+    std::string title_;
 };
 
 inline constexpr const char* noOutputsDefinedText = "No output channels defined.";

@@ -29,6 +29,7 @@ struct ProtocolState {
     AcquisitionSettings settings;
     SourceSettings source;
     BoardFacts board = UnknownBoard();
+    uint64_t boardNumber = 0;   // another one for each that was set
     int64_t sequenceIndex = 0;  // acquisitions done in the present sequence
     bool isSequencePaused = false;
     std::function<void()> resetSequence;      // the user wants it

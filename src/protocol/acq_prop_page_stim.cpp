@@ -149,8 +149,9 @@ void CAcqPropPageStim::DescribeSequence(SettingList& list) {
 
 const StimulusPreview& CAcqPropPageStim::Preview() {
     const PreviewSettings shown{m_state.sequenceIndex, m_bFamily};
-    if (!m_shown || m_shown->settings != m_state.settings || m_shown->preview != shown)
-        m_shown = {m_state.settings, shown, {m_state.settings, m_state.board, shown}};
+    if (!m_shown || m_shown->board != m_state.boardNumber || m_shown->preview != shown ||
+        m_shown->settings != m_state.settings)
+        m_shown = {m_state.settings, shown, m_state.boardNumber, {m_state.settings, m_state.board, shown}};
     return m_shown->made;
 }
 

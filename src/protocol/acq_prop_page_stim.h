@@ -85,6 +85,7 @@ class CAcqPropPageStim : public AcqPropPage {
     struct Shown {
         AcquisitionSettings settings;
         PreviewSettings preview;
+        uint64_t board = 0;
         StimulusPreview made;
     };
     std::optional<Shown> m_shown;

@@ -271,6 +271,7 @@ void ParamForm::AddCell(const Field& param, QGridLayout* grid) {
     if (param.kind != FieldKind::flag && param.kind != FieldKind::colour) {
         widget->setMinimumWidth(fontMetrics().averageCharWidth() * cellLetters);
         widget->setMaximumWidth(fontMetrics().averageCharWidth() * mostCellLetters);
+        table_.grid->setColumnStretch(column, 1);
     }
     table_.grid->addWidget(widget, line, column);
 }

@@ -147,6 +147,16 @@ TEST_F(AcquisitionPagesTest, StandGreyWhileItRecordsAndFollowTheSequence) {
     EXPECT_FALSE(pages.ShowPage("Simulated board"));
     EXPECT_FALSE(Find<QLineEdit>("Recording", "timeLimit")->isEnabled());
     pages.SetRunning(false);
+    // Another board may come of what is just being typed.
+    QObject::connect(&pages, &AcquisitionPages::Changed, [&] {
+        BoardFacts other = UnknownBoard();
+        other.inputs.channels = pages.Settings().m_dTimeLimit == 12.0 ? 4 : 8;
+        pages.SetBoard(other);
+    });
+    Type("Recording", "timeLimit", "12");
+    EXPECT_EQ(pages.Settings().m_dTimeLimit, 12.0);
+    EXPECT_EQ(Find<QLineEdit>("Channels", "channel4.label")->text(), "");
+    EXPECT_EQ(pages.findChild<QLineEdit*>("channel5.label"), nullptr);
     EXPECT_TRUE(Find<QLineEdit>("Recording", "timeLimit")->isEnabled());
 }
 

@@ -35,12 +35,14 @@ AcquisitionPages::AcquisitionPages(Session& session, QWidget* parent)
 AcquisitionPages::~AcquisitionPages() = default;
 
 void AcquisitionPages::Build() {
-    const QString shown = tabs_->tabText(tabs_->currentIndex());
-    for (AcquisitionPage* page : std::exchange(pages_, {})) delete page;
     for (auto& page : MakeAcqPropPages(state_))
-        if (page->IsThere()) Take(new AcquisitionPage(state_.session, std::move(page), tabs_));
+        Take(new AcquisitionPage(state_.session, std::move(page), tabs_));
+    ShowTabs();
+}
+
+void AcquisitionPages::ShowTabs() {
     for (int i = 0; i < tabs_->count(); ++i)
-        if (tabs_->tabText(i) == shown) tabs_->setCurrentIndex(i);
+        tabs_->setTabVisible(i, pages_[static_cast<size_t>(i)]->Page().IsThere());
 }
 
 void AcquisitionPages::Take(AcquisitionPage* page) {
@@ -55,9 +57,12 @@ AcquisitionPage* AcquisitionPages::Current() const {
     return static_cast<AcquisitionPage*>(tabs_->currentWidget());
 }
 
+// May come while something is being entered: the board of other settings is another one.
 void AcquisitionPages::SetBoard(BoardFacts board) {
     state_.board = std::move(board);
-    Build();
+    ++state_.boardNumber;
+    ShowTabs();
+    for (AcquisitionPage* page : pages_) page->Refresh();
 }
 
 void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSettings& source) {
@@ -85,7 +90,7 @@ void AcquisitionPages::SetOpenFiles(std::function<std::vector<std::filesystem::p
 
 bool AcquisitionPages::ShowPage(const QString& title) {
     for (int i = 0; i < tabs_->count(); ++i) {
-        if (QString(tabs_->tabText(i)).remove('&') != title) continue;
+        if (!tabs_->isTabVisible(i) || tabs_->tabText(i).remove('&') != title) continue;
         tabs_->setCurrentIndex(i);
         return true;
     }
@@ -96,14 +101,14 @@ bool AcquisitionPages::ShowPage(const QString& title) {
 
 std::string AcquisitionPages::Fault() const {
     for (const AcquisitionPage* page : pages_)
-        if (std::string fault = page->Fault(); !fault.empty()) return fault;
+        if (std::string fault = page->Fault(); !fault.empty() && page->Page().IsThere()) return fault;
     std::string fault = SettingsFault(state_.settings);
     return fault.empty() && state_.board.isSimulated ? SourceSettingsFault(state_.source) : fault;
 }
 
 void AcquisitionPages::FocusFault() {
     for (AcquisitionPage* page : pages_) {
-        if (page->Fault().empty()) continue;
+        if (page->Fault().empty() || !page->Page().IsThere()) continue;
         tabs_->setCurrentWidget(page);
         page->FocusFault();
         break;

@@ -57,6 +57,7 @@ class AcquisitionPages : public QWidget {
 
   private:
     void Build();
+    void ShowTabs();
     void Take(AcquisitionPage* page);
     AcquisitionPage* Current() const;
     void OnChanged();
