@@ -17,13 +17,13 @@ namespace kymora {
 
 namespace {
 
-constexpr int frameMs = 33;
+constexpr int scopeFrameMs = 33;
 constexpr size_t linePoints = 2000;
 constexpr double slowSweepMs = 500.0;  // is seen while it comes
 constexpr double longestMs = 2e7, greatestVolts = 1e6;
 constexpr double dragSteps = 1000.0;  // of the full scale
 constexpr QSize usualSize{860, 420}, formSize{300, 1000};
-constexpr uint32_t levelColour = Rgb(213, 94, 0), triggerColour = Rgb(128, 128, 128),
+constexpr uint32_t edgeColour = Rgb(213, 94, 0), triggerColour = Rgb(128, 128, 128),
                    olderColour = Rgb(150, 150, 150);
 
 GraphLayer LineOf(const ScopeSweeps& sweeps, const ScopeSweep& sweep, uint32_t colour, bool isNewest) {
@@ -84,7 +84,7 @@ CAcqScopeDlg::CAcqScopeDlg(CAcqView& view, QWidget* parent)
     connect(&m_frames, &QTimer::timeout, this, [this] {
         if (m_bStale && isVisible()) Draw();
     });
-    m_frames.start(frameMs);
+    m_frames.start(scopeFrameMs);
     Begin();
 }
 
@@ -251,7 +251,7 @@ void CAcqScopeDlg::Draw() {
     if (isThreshold) {
         pane.lines.push_back({true, 0.0, triggerColour, {}, {}});
         if (m_settings.trace == m_settings.shown)
-            pane.lines.push_back({false, m_settings.level, levelColour, {}, "level"});
+            pane.lines.push_back({false, m_settings.level, edgeColour, {}, "level"});
     }
     m_pGraph->SetGraph(std::move(graph));
 }

@@ -9,11 +9,7 @@
 
 namespace kymora::test {
 
-namespace {
-
-constexpr int height = 120;
-
-struct Shape {
+struct LiveShape {
     const char* name;
     double scansAcross;
     int columns;
@@ -21,7 +17,11 @@ struct Shape {
     int64_t scans;
 };
 
-std::string NameOf(const ::testing::TestParamInfo<Shape>& info) { return info.param.name; }
+namespace {
+
+constexpr int height = 120;
+
+std::string NameOf(const ::testing::TestParamInfo<LiveShape>& info) { return info.param.name; }
 
 ScanFormat TwoChannels() {
     ScanFormat format;
@@ -41,10 +41,10 @@ std::vector<LiveRaster::Look> Looks() {
 
 }  // namespace
 
-class LiveTracesTest : public ::testing::TestWithParam<Shape> {
+class LiveTracesTest : public ::testing::TestWithParam<LiveShape> {
   protected:
     void SetUp() override {
-        const Shape& shape = GetParam();
+        const LiveShape& shape = GetParam();
         std::mt19937 random(7);
         std::normal_distribution<double> noise(0.0, 1500.0);
         for (int64_t i = 0; i < shape.scans; ++i) {
@@ -88,7 +88,7 @@ TEST_P(LiveTracesTest, PicturesAreTheSamePaintedPieceByPieceAndAtOnce) {
 
 // A column holds the extremes of its samples, and reaches to the column before.
 TEST_P(LiveTracesTest, ColumnsHoldTheExtremesOfTheirSamples) {
-    const Shape& shape = GetParam();
+    const LiveShape& shape = GetParam();
     Add(live, 0, shape.scans);
     const auto looks = Looks();
     const auto columnOf = [&](int64_t scan) {
@@ -120,12 +120,12 @@ TEST_P(LiveTracesTest, ColumnsHoldTheExtremesOfTheirSamples) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, LiveTracesTest,
-                         ::testing::Values(Shape{"Scrolling", 4000.0, 200, false, 9001},
-                                           Shape{"Restarting", 4000.0, 200, true, 9001},
-                                           Shape{"FewSamples", 50.5, 200, false, 171},
-                                           Shape{"FewSamplesRestarting", 50.5, 200, true, 171},
-                                           Shape{"ManySamples", 40000.0, 90, false, 50001},
-                                           Shape{"Uneven", 1234.567, 333, true, 5001}),
+                         ::testing::Values(LiveShape{"Scrolling", 4000.0, 200, false, 9001},
+                                           LiveShape{"Restarting", 4000.0, 200, true, 9001},
+                                           LiveShape{"FewSamples", 50.5, 200, false, 171},
+                                           LiveShape{"FewSamplesRestarting", 50.5, 200, true, 171},
+                                           LiveShape{"ManySamples", 40000.0, 90, false, 50001},
+                                           LiveShape{"Uneven", 1234.567, 333, true, 5001}),
                          NameOf);
 
 TEST(LiveTraces, WhatPassedIsLeftOut) {
