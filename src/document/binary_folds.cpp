@@ -88,7 +88,7 @@ void BinarySampleReader::Fold(int64_t from, int64_t count, FoldSlots slots,
                               std::span<const BinaryFold> folds) {
     for (int64_t done = 0; done < count;) {
         const int64_t n = std::min(RowsOf(bytesAtOnce), count - done);
-        FoldRows(Load(from + done, n), n, {slots.into + done, slots.length}, folds);
+        FoldRows(Load(PlaceOf(from + done), n), n, {slots.into + done, slots.length}, folds);
         done += n;
     }
 }
@@ -110,7 +110,7 @@ void BinarySampleReader::FoldStretches(int trace, double gain, std::span<const F
                     reach = std::max(reach, stretches[next].from + stretches[next].count);
                 held = at;
                 heldEnd = std::min(reach, most);
-                rows = Load(held, heldEnd - held);
+                rows = Load(PlaceOf(held), heldEnd - held);
             }
             const int64_t n = std::min(end, heldEnd) - at;
             FoldRows(rows + (at - held) * layout_.Stride(), n, {0, n}, {&fold, 1});

@@ -108,20 +108,26 @@ decltype(&common_lanes::Take) TakeFor(InstructionSet widest) {
 BinarySampleReader::BinarySampleReader(const DataFile& file, BinaryLayout layout, InstructionSet widest)
     : file_(file), layout_(layout), widest_(widest), rows_(static_cast<size_t>(bytesAtOnce + bytesBehind)) {}
 
-const std::byte* BinarySampleReader::Load(int64_t from, int64_t count) {
-    ReadWhole(file_, layout_.start + static_cast<uint64_t>(from * layout_.Stride()),
-              std::span(rows_).first(static_cast<size_t>(count * layout_.Stride())));
+const std::byte* BinarySampleReader::Load(uint64_t offset, int64_t count) {
+    ReadWhole(file_, offset, std::span(rows_).first(static_cast<size_t>(count * layout_.Stride())));
     return rows_.data();
 }
 
 void BinarySampleReader::Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces,
                               const CodeScale* scale) {
+    ReadAt(PlaceOf(from), count, pieces, scale);
+}
+
+void BinarySampleReader::ReadAt(uint64_t offset, int64_t count, std::span<const BinaryPiece> pieces,
+                                const CodeScale* scale) {
     const Places places = PlacesOf(pieces);
     if (pieces.empty()) return;
     const auto take = TakeFor(widest_);
     for (int64_t done = 0; done < count;) {
         const int64_t n = std::min(RowsOf(bytesAtOnce), count - done);
-        take(layout_.type, {Load(from + done, n), layout_.Stride(), done, n}, places, scale);
+        take(layout_.type,
+             {Load(offset + static_cast<uint64_t>(done * layout_.Stride()), n), layout_.Stride(), done, n},
+             places, scale);
         done += n;
     }
     // A trace may be asked for twice.

@@ -78,6 +78,9 @@ class BinarySampleReader {
     // ends before.
     void Read(int64_t from, int64_t count, std::span<const BinaryPiece> pieces,
               const CodeScale* scale = nullptr);
+    // The same from a row that begins at `offset` of the file.
+    void ReadAt(uint64_t offset, int64_t count, std::span<const BinaryPiece> pieces,
+                const CodeScale* scale = nullptr);
 
     // Widens slots by the extremes of what Read would give, divided by the gains. Of integers with a sign
     // only: they are compared as they stand, and the extremes converted.
@@ -90,7 +93,10 @@ class BinarySampleReader {
   private:
     static constexpr int64_t bytesAtOnce = 1 << 18;  // read from the file; they stay in a processor's cache
 
-    const std::byte* Load(int64_t from, int64_t count);
+    uint64_t PlaceOf(int64_t row) const {
+        return layout_.start + static_cast<uint64_t>(row * layout_.Stride());
+    }
+    const std::byte* Load(uint64_t offset, int64_t count);
     // binary_folds.cpp
     void FoldRows(const std::byte* rows, int64_t count, FoldSlots slots, std::span<const BinaryFold> folds);
     int64_t RowsOf(int64_t bytes) const { return std::max<int64_t>(bytes / layout_.Stride(), 1); }

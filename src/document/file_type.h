@@ -6,11 +6,18 @@ namespace kymora {
 enum FileType : int {
     typeBase = 0,
     typeText = 1,
+    typeCed = 2,
+    typeSpike2 = 3,
     typeFloat = 5,
+    typeAxon = 8,
     typeBinary = 9,
+    typeWav = 10,
     typeDtx = 12,
     typeEdf = 13,
+    typeDataQ = 14,
+    typePicoMat = 15,
     typeRecording = 16,
+    typeAxograph = 17,
 };
 
 }  // namespace kymora

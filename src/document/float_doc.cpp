@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "archive/text_encoding.h"
+#include "document/gap_notice.h"
 #include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/native_writer.h"
@@ -23,18 +24,6 @@ constexpr size_t scratchBytes = size_t{1} << 18;
 constexpr int64_t copiedAtOnce = int64_t{1} << 21;  // samples
 
 constexpr const char* inUseReason = "another window or program has it open";
-
-constexpr const char* gapNoticeText =
-    "This file contains gaps in the data, during which acquisition was switched off.\n\nGaps between data "
-    "are shown as "
-    "zero-valued grey data.\n\nYou can remove gaps using the Transform: Concatenate menu option. This writes "
-    "a file "
-    "which includes only sections in which all traces contain valid data.\n\nIn a concatenated file, the "
-    "start of each "
-    "section is marked with an event, and the event label gives the real time of the start of that section.";
-constexpr const char* gapsInThisVersionText = "\n\nThis version of Kymora has no Transform: Concatenate yet. "
-                                              "It leaves gaps blank until you choose View: "
-                                              "Inactive data sections.";
 
 void ReadTimebase(CArchive& archive, CDataDoc& doc) {
     doc.sampleInterval = archive.Read<double>();
@@ -316,8 +305,7 @@ void CFloatDoc::AfterLoad() {
         Tell("The file " + filePath.string() +
              " is already open in another window or program. It is opened here for reading only; changes "
              "can be saved under another name.");
-    if (hasGaps && !noData && showsDetails)
-        GetHost().Notice("GapNotice", "Notification", std::string(gapNoticeText) + gapsInThisVersionText);
+    if (hasGaps && !noData && showsDetails) NoticeGaps(GetHost());
     bool declined = false;
     if (showsDetails && !session.skipFileDetails) {
         const FileDetails details{fileVersion, filePath.filename().string(), fileComment,   traceCount,

@@ -6,6 +6,7 @@
 
 #include "host/form.h"
 #include "import/edf_doc.h"
+#include "import/foreign_doc.h"
 #include "import/formats.h"
 
 namespace kymora {
@@ -59,6 +60,10 @@ bool AskFileProperties(CDataDoc& doc) {
         form.AddAction(
             "edfDetails", "EDF details...", [edf](Form&) { edf->ShowInfo(); },
             "Shows the header of the file and the list of its annotations.");
+    if (auto* foreign = dynamic_cast<CForeignDoc*>(&doc))
+        form.AddAction(
+            "fileDetails", "File details...", [foreign](Form&) { foreign->ShowDetails(); },
+            "Shows what the header of the file tells.");
     if (!host.AskForm(form)) return false;
     if (form.Text("comment") != doc.fileComment) {
         doc.fileComment = form.Text("comment");

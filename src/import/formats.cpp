@@ -6,8 +6,15 @@
 
 #include "document/float_doc.h"
 #include "import/asc_doc.h"
+#include "import/axograph_doc.h"
+#include "import/axon_doc.h"
 #include "import/binary_doc.h"
+#include "import/ced_doc.h"
+#include "import/data_q_doc.h"
 #include "import/edf_doc.h"
+#include "import/pico_mat_doc.h"
+#include "import/spike2_doc.h"
+#include "import/wav_doc.h"
 #include "recording/dtx_doc.h"
 #include "recording/km_rec_doc.h"
 
@@ -56,10 +63,10 @@ const std::vector<Format>& Formats() {
     static const std::vector<Format> formats{
         // .mdc is what the filter says of files that end in .mcd; both are recognised.
         {"CMultiChanDoc", 18, noReader, {{".mdc", 0, notInBatch, "Multi-channel data (*mcd)", "MultiChannel Document"}, {".mcd", 1, inBatch}}},
-        {"CAxonDoc", 8, noReader, {{".abf", 4, inBatch, "Axon gap-free (*abf)", "Axon Document"}}},
-        {"CCEDDoc", 2, noReader, {{".cfs", 7, inBatch, "CED signal (*.cfs)", "CED Signal Document"}}},
-        {"CSpike2Doc", 3, noReader, {{".smr", 8, inBatch, "CED Spike2 (*.smr)", "CED Spike 2 Document"}}},
-        {"CSpike64Doc", noFileType, noReader, {{".smrx", 9, notInBatch, "CED Spike2 (*.smrx)", "CED Spike 2 64-bit Document"}}},
+        {"CAxonDoc", typeAxon, {.make = Make<CAxonDoc>}, {{".abf", 4, inBatch, "Axon gap-free (*abf)", "Axon Document"}}},
+        {"CCEDDoc", typeCed, {.make = Make<CCEDDoc>}, {{".cfs", 7, inBatch, "CED signal (*.cfs)", "CED Signal Document"}}},
+        {"CSpike2Doc", typeSpike2, {.make = Make<CSpike2Doc>}, {{".smr", 8, inBatch, "CED Spike2 (*.smr)", "CED Spike 2 Document"}}},
+        {"CSpike64Doc", noFileType, {.make = Make<CSpike64Doc>, .refuses = true}, {{".smrx", 9, notInBatch, "CED Spike2 (*.smrx)", "CED Spike 2 64-bit Document"}}},
         {"CECRDoc", 6, noReader, {{".prm", 10, inBatch, "EGAA ECR (*prm)", "ECR Document"}}},
         {"CScopeDoc", 7, noReader, {{".bfr", 11, inBatch, "EGAA Scope (*.bfr)", "Scope Document"}}},
         {"CAscDoc", typeText, {.make = Make<CAscDoc>, .asks = true},
@@ -69,12 +76,12 @@ const std::vector<Format>& Formats() {
         {"CBinaryDoc", typeBinary, {.make = Make<CBinaryDoc>, .asks = true, .folds = true},
          {{".bin", 15, inBatch, "Raw binary (*.bin)", "Raw binary Document"}}},
         {"CWintronDoc", 11, noReader, {{".vet", 16, inBatch, "Wintrontech (*vet)", "Wintrontech Document"}}},
-        {"CWavDoc", 10, noReader, {{".wav", 17, inBatch, "audio (*.wav)", "Audio Document"}}},
+        {"CWavDoc", typeWav, {.make = Make<CWavDoc>}, {{".wav", 17, inBatch, "audio (*.wav)", "Audio Document"}}},
         {"CEDFDoc", typeEdf, {.make = Make<CEDFDoc>, .asks = true, .folds = true},
          {{".edf", 19, inBatch, "European Data Format (*edf)", "European Data Format Document"}}},
-        {"CDataQDoc", 14, noReader, {{".wdq", 21, inBatch, "DataQ (*.wdq)", "DataQ Document"}}},
-        {"CPicoMatDoc", 15, noReader, {{".mat", 20, inBatch, "PicoScop Mat (*.mat)", "PicoScop Mat Document"}}},
-        {"CAxographDoc", 17, noReader, {{".axgx", 5, inBatch, "Axograph (*axgx)"}, {".axgd", 6, notInBatch}}},
+        {"CDataQDoc", typeDataQ, {.make = Make<CDataQDoc>}, {{".wdq", 21, inBatch, "DataQ (*.wdq)", "DataQ Document"}}},
+        {"CPicoMatDoc", typePicoMat, {.make = Make<CPicoMatDoc>, .asks = true}, {{".mat", 20, inBatch, "PicoScop Mat (*.mat)", "PicoScop Mat Document"}}},
+        {"CAxographDoc", typeAxograph, {.make = Make<CAxographDoc>}, {{".axgx", 5, inBatch, "Axograph (*axgx)"}, {".axgd", 6, notInBatch}}},
         {"CFloatDoc", typeFloat, {.make = Make<CFloatDoc>, .savesInPlace = true},
          {{".flt", 18, inBatch, "binary float (*.flt)", "Flt Document"},
           {".kymr-dat", 2, inBatch, "native Kymora(*.kymr-dat)", "Kymora data file"}}},

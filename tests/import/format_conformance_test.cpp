@@ -12,7 +12,7 @@
 #include "document/side_car.h"
 #include "host/disk_file_system.h"
 #include "host/memory_file_system.h"
-#include "import/format_samples.h"
+#include "import/foreign_samples.h"
 #include "import/formats.h"
 #include "import/open_document.h"
 #include "import/second_look.h"
@@ -94,8 +94,9 @@ struct Bench {
 // Runs part of the script over all samples.
 void ForEachSample(const std::function<void(Bench&, const Format&)>& run) {
     for (const Format& format : Formats()) {
-        if (!format.reader.make) continue;
-        const auto samples = SamplesOfFormat(format.className);
+        if (!format.reader.make || format.reader.refuses) continue;
+        auto samples = SamplesOfFormat(format.className);
+        if (samples.empty()) samples = ForeignSamples(format.className);
         EXPECT_FALSE(samples.empty()) << "no sample of " << format.className;
         for (const FormatSample& sample : samples) {
             SCOPED_TRACE(sample.name);
@@ -380,6 +381,9 @@ TEST(FormatConformance, SettingsThatCannotBeAreRefusedByTheirNames) {
         {"x.bin", "binaryType", {"4", "long double"}},
         {"x.edf", "signals", {"abc", "0", "9", "1-", "-1", "1-999999999", "2x", "99999999999999999999"}},
         {"x.edf", "annotations", {"foo"}},
+        {"x.mat", "variables", {"B", ""}},
+        {"x.mat", "sampleInterval", {"0", "1 ms"}},
+        {"x.axgx", "sweeps", {"2", ""}},
     };
     ForEachSample([&](Bench& bench, const Format&) {
         for (const auto& [file, key, values] : wrong)

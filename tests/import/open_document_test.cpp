@@ -52,10 +52,15 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
                   read + text + binary + "Wintrontech (*vet)|*.vet|audio (*.wav)|*.wav|" + edf +
                   "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
                   recordings + "|");
-    EXPECT_EQ(
-        ConvertibleFilter(),
-        std::string("All convertible types|*.asc;*.csv;*.bin;*.edf;*.flt;*.kymr-dat;*.kymr-rec;*.dtx|") +
-            read + binary + edf + native + recordings + "|");
+    EXPECT_EQ(ConvertibleFilter(),
+              std::string(
+                  "All convertible "
+                  "types|*.abf;*.cfs;*.smr;*.asc;*.csv;*.bin;*.wav;*.edf;*.wdq;*.mat;*.axgx;*.flt;*.kymr-dat;"
+                  "*.kymr-rec;*.dtx|Axon gap-free (*abf)|*.abf|CED signal (*.cfs)|*.cfs|CED Spike2 "
+                  "(*.smr)|*.smr|") +
+                  read + binary + "audio (*.wav)|*.wav|" + edf +
+                  "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
+                  recordings + "|");
 }
 
 TEST_F(OpenDocumentTest, FileTypesHaveTheNamesOfTheirClasses) {
@@ -68,12 +73,11 @@ TEST_F(OpenDocumentTest, FileTypesHaveTheNamesOfTheirClasses) {
 }
 
 TEST_F(OpenDocumentTest, FilesOfKnownTypesWithoutAReaderAreNamed) {
-    files.Put("/cell.ABF", {});
-    EXPECT_FALSE(OpenDocument(session, "/cell.ABF"));
-    EXPECT_EQ(host.LastMessage(),
-              "cell.ABF is a recording of the type \"Axon gap-free\", which this version of "
-              "Kymora recognises but cannot read.");
-    for (const char* name : {"/x.mcd", "/x.mdc", "/x.axgd", "/x.dtb", "/x.smrx"}) {
+    files.Put("/cell.PRM", {});
+    EXPECT_FALSE(OpenDocument(session, "/cell.PRM"));
+    EXPECT_EQ(host.LastMessage(), "cell.PRM is a recording of the type \"EGAA ECR\", which this version of "
+                                  "Kymora recognises but cannot read.");
+    for (const char* name : {"/x.mcd", "/x.mdc", "/x.dtb"}) {
         EXPECT_FALSE(OpenDocument(session, name));
         EXPECT_NE(host.LastMessage().find("cannot read"), std::string::npos) << name;
     }

@@ -1,0 +1,208 @@
+#include "import/stored_channels.h"
+
+#include <algorithm>
+
+namespace kymora {
+
+namespace {
+
+// The stretch or run that holds number `at`, which there is.
+template <typename Part>
+const Part& Holding(const std::vector<Part>& parts, int64_t at) {
+    const auto behind = std::upper_bound(parts.begin(), parts.end(), at,
+                                         [](int64_t value, const Part& part) { return value < part.first; });
+    return *std::prev(behind);
+}
+
+}  // namespace
+
+// --- channels ---
+
+void ChannelSource::Add(int64_t position, int64_t count, uint64_t offset, uint32_t scale) {
+    if (count <= 0) return;
+    if (runs.empty() || position > End()) runs.push_back({position, samples, 0, 0});
+    ChannelRun& run = runs.back();
+    run.count += count;
+    run.length = Drawn(run.count);
+    const bool goesOn =
+        !stretches.empty() && stretches.back().scale == scale &&
+        stretches.back().offset + static_cast<uint64_t>(samples - stretches.back().first) * stride == offset;
+    if (!goesOn) stretches.push_back({samples, offset, scale});
+    samples += count;
+}
+
+int64_t ChannelSource::LastPosition() const {
+    return runs.empty() ? -1 : runs.back().position + Drawn(runs.back().count - 1);
+}
+
+void ChannelSource::Trim(int64_t end) {
+    if (!runs.empty()) runs.back().length = std::min(runs.back().length, end - runs.back().position);
+}
+
+RunList ChannelSource::Runs(int64_t length) const {
+    std::vector<uint32_t> list{0};
+    int64_t end = 0;
+    for (const ChannelRun& run : runs) {
+        if (run.position > end) AddRun(list, false, run.position - end);
+        AddRun(list, true, run.length);
+        end = run.position + run.length;
+    }
+    if (length > end) AddRun(list, false, length - end);
+    return RunList(std::move(list));
+}
+
+// --- reading ---
+
+StoredChannelReader::StoredChannelReader(const DataFile& file, std::vector<ChannelSource> channels)
+    : file_(file), channels_(std::move(channels)) {
+    for (const ChannelSource& channel : channels_) {
+        auto& before = storedBefore_.emplace_back();
+        int64_t stored = 0;
+        for (const ChannelRun& run : channel.runs) {
+            before.push_back(stored);
+            stored += run.length;
+        }
+        isInterleaved_ = isInterleaved_ || channel.stride > static_cast<uint32_t>(BytesOf(channel.type));
+    }
+    held_.resize(isInterleaved_ ? 1 : channels_.size());
+    FindRows();
+}
+
+// Whole rows of numbers are taken apart faster than channel by channel.
+void StoredChannelReader::FindRows() {
+    if (channels_.empty() || channels_.size() > maxBinaryTraces) return;
+    const ChannelSource& first = channels_[0];
+    const auto bytes = static_cast<uint32_t>(BytesOf(first.type));
+    if (first.type == NumberType::i24 || first.order == ByteOrder::big ||
+        first.stride != bytes * channels_.size())
+        return;
+    for (size_t c = 0; c < channels_.size(); ++c) {
+        const ChannelSource& channel = channels_[c];
+        const bool isLike = channel.type == first.type && channel.order == first.order &&
+                            channel.stride == first.stride && !channel.IsDrawnOut() &&
+                            channel.stretches.size() == first.stretches.size() &&
+                            channel.samples == first.samples;
+        if (!isLike) return;
+        for (size_t s = 0; s < first.stretches.size(); ++s)
+            if (channel.stretches[s].first != first.stretches[s].first ||
+                channel.stretches[s].offset != first.stretches[s].offset + c * bytes)
+                return;
+    }
+    constexpr BinaryType types[] = {BinaryType::byte,   BinaryType::int16, BinaryType::int16,
+                                    BinaryType::int16,  BinaryType::int32, BinaryType::float32,
+                                    BinaryType::float64};
+    rows_.emplace(file_,
+                  BinaryLayout{static_cast<int>(channels_.size()), types[static_cast<size_t>(first.type)]});
+}
+
+void StoredChannelReader::Read(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
+    if (rows_) return ReadRows(from, count, pieces);
+    for (int64_t done = 0; done < count;) {
+        const int64_t n = isInterleaved_ ? std::min(samplesAtOnce, count - done) : count;
+        for (const ChannelPiece& piece : pieces) ReadChannel(piece.channel, from + done, n, piece.to + done);
+        done += n;
+    }
+}
+
+void StoredChannelReader::ReadRows(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
+    constexpr int64_t rowsInCache = 4096;
+    const ChannelSource& first = channels_[0];
+    std::vector<BinaryPiece> parts;
+    for (const ChannelPiece& piece : pieces) parts.push_back({piece.channel, piece.to});
+    for (int64_t done = 0; done < count;) {
+        const int64_t at = from + done;
+        const SampleStretch& stretch = Holding(first.stretches, at);
+        const auto index = static_cast<size_t>(&stretch - first.stretches.data());
+        const int64_t end =
+            index + 1 == first.stretches.size() ? first.samples : first.stretches[index + 1].first;
+        const int64_t n = std::min({rowsInCache, count - done, end - at});
+        rows_->ReadAt(stretch.offset + static_cast<uint64_t>(at - stretch.first) * first.stride, n, parts);
+        for (BinaryPiece& part : parts) {
+            const ChannelSource& source = channels_[static_cast<size_t>(part.trace)];
+            ScaleNumbers(source.type, source.scales[source.stretches[index].scale],
+                         {part.to, static_cast<size_t>(n)});
+            part.to += n;
+        }
+        done += n;
+    }
+}
+
+void StoredChannelReader::ReadChannel(int channel, int64_t from, int64_t count, float* to) {
+    const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+    const auto& before = storedBefore_[static_cast<size_t>(channel)];
+    if (!source.IsDrawnOut()) return ReadOwn(channel, from, count, to);
+    auto at = static_cast<size_t>(std::upper_bound(before.begin(), before.end(), from) - before.begin()) - 1;
+    for (int64_t done = 0; done < count; ++at) {
+        const ChannelRun& run = source.runs[at];
+        const int64_t inRun = from + done - before[at];
+        const int64_t n = std::min(run.length - inRun, count - done);
+        DrawOut(channel, run, inRun, n, to + done);
+        done += n;
+    }
+}
+
+// Between own samples a and b lie a + (b - a) x j / k, where k is an own sample's length and j counts from a.
+void StoredChannelReader::DrawOut(int channel, const ChannelRun& run, int64_t from, int64_t count,
+                                  float* to) {
+    const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+    const int64_t atOnce = std::max<int64_t>(samplesAtOnce, source.steps / source.per);
+    const auto k = static_cast<float>(source.steps);
+    for (int64_t done = 0; done < count;) {
+        const int64_t n = std::min(atOnce, count - done);
+        const int64_t first = (from + done) * source.per / source.steps;
+        const int64_t last = (from + done + n - 1) * source.per / source.steps;
+        const int64_t needed = std::min(last + 2, run.count) - first;
+        own_.resize(static_cast<size_t>(needed) + 1);
+        ReadOwn(channel, run.first + first, needed, own_.data());
+        own_[static_cast<size_t>(needed)] = own_[static_cast<size_t>(needed) - 1];
+        int64_t sample = 0;
+        int64_t j = (from + done) * source.per - first * source.steps;
+        for (int64_t i = 0; i < n; ++i) {
+            const float a = own_[static_cast<size_t>(sample)], b = own_[static_cast<size_t>(sample) + 1];
+            to[done + i] = j == 0 ? a : a + (b - a) * static_cast<float>(j) / k;
+            for (j += source.per; j >= source.steps; j -= source.steps) ++sample;
+        }
+        done += n;
+    }
+}
+
+void StoredChannelReader::ReadOwn(int channel, int64_t first, int64_t count, float* to) {
+    const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+    const int64_t most = std::max<int64_t>(bytesAtOnce / source.stride, 1);
+    const SampleStretch* stretch = &Holding(source.stretches, first);
+    const SampleStretch* const end = source.stretches.data() + source.stretches.size();
+    for (int64_t done = 0; done < count;) {
+        const int64_t at = first + done;
+        const int64_t stretchEnd = stretch + 1 == end ? source.samples : stretch[1].first;
+        const int64_t n = std::min({stretchEnd - at, count - done, most});
+        const uint64_t offset = stretch->offset + static_cast<uint64_t>(at - stretch->first) * source.stride;
+        const int64_t bytes = (n - 1) * source.stride + BytesOf(source.type);
+        ConvertNumbers(source.type, source.order, Load(channel, offset, bytes), source.stride, n,
+                       source.scales[stretch->scale], to + done);
+        done += n;
+        if (at + n == stretchEnd) ++stretch;
+    }
+}
+
+// Bytes of the file, with some more behind them. What is loaded stays until something else is asked for.
+const std::byte* StoredChannelReader::Load(int channel, uint64_t offset, int64_t bytes) {
+    constexpr uint64_t page = 4096;  // neighbours of a row begin a little before
+    Held& held = held_[isInterleaved_ ? 0 : static_cast<size_t>(channel)];
+    const bool isHeld =
+        offset >= held.offset && offset + static_cast<uint64_t>(bytes) <= held.offset + held.length;
+    if (!isHeld) {
+        const uint64_t start = isInterleaved_ ? offset / page * page : offset;
+        const uint64_t needed = offset - start + static_cast<uint64_t>(bytes);
+        const uint64_t wanted = isInterleaved_ ? needed + page : std::max<uint64_t>(needed, readAhead);
+        if (held.bytes.size() < wanted + bytesBehindNumbers)
+            held.bytes.resize(static_cast<size_t>(wanted + bytesBehindNumbers));
+        held.length = 0;
+        held.offset = start;
+        const size_t got = file_.ReadAt(start, std::span(held.bytes).first(static_cast<size_t>(wanted)));
+        if (got < needed) throw FileError("The file has become shorter since it was opened", 0);
+        held.length = got;
+    }
+    return held.bytes.data() + (offset - held.offset);
+}
+
+}  // namespace kymora

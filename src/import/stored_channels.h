@@ -1,0 +1,100 @@
+#pragma once
+// The samples of foreign files: of each channel stretches of numbers, at any distance from each other, that
+// follow one another in runs without a gap. Slower channels are drawn out to the recording's interval by
+// linear interpolation; the last sample of a run has no right-hand partner and stands for itself.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "document/binary_samples.h"
+#include "document/run_list.h"
+#include "host/file_system.h"
+#include "import/number_conversion.h"
+
+namespace kymora {
+
+// Numbers that lie `ChannelSource::stride` bytes apart.
+struct SampleStretch {
+    int64_t first = 0;    // how many of the channel's samples lie before it
+    uint64_t offset = 0;  // of its first number in the file
+    uint32_t scale = 0;   // index in ChannelSource::scales
+};
+
+// Samples without a gap between.
+struct ChannelRun {
+    int64_t position = 0;  // in the recording, of its first sample
+    int64_t first = 0;     // how many of the channel's samples lie before it
+    int64_t count = 0;     // the channel's own samples
+    int64_t length = 0;    // samples of the recording that are made of them
+};
+
+struct ChannelSource {
+    NumberType type = NumberType::i16;
+    ByteOrder order = ByteOrder::little;
+    uint32_t stride = 2;
+    // One own sample lasts `steps` / `per` samples of the recording, which is at least one.
+    int64_t steps = 1, per = 1;
+    std::vector<ValueScale> scales{ValueScale{}};
+    std::vector<SampleStretch> stretches;
+    std::vector<ChannelRun> runs;
+    int64_t samples = 0;  // own
+
+    bool IsDrawnOut() const { return steps != per; }
+    // Adds `count` numbers at a place of the file. They join the last run where `position`, in the recording,
+    // is at or before its end, and else begin another.
+    void Add(int64_t position, int64_t count, uint64_t offset, uint32_t scale = 0);
+    // How many samples of the recording `count` own ones make.
+    int64_t Drawn(int64_t count) const { return (count * steps + per - 1) / per; }
+    // Ends the drawing out of the last sample at `end` of the recording.
+    void Trim(int64_t end);
+    int64_t End() const { return runs.empty() ? 0 : runs.back().position + runs.back().length; }
+    // In the recording, of the last own sample; -1 where there is none.
+    int64_t LastPosition() const;
+    // As the document has them; the last one, a gap, ends at `length`.
+    RunList Runs(int64_t length) const;
+};
+
+// A channel, and where its samples go; all pieces of a read have one length.
+struct ChannelPiece {
+    int channel = 0;
+    float* to = nullptr;
+};
+
+class StoredChannelReader {
+  public:
+    // The file must outlive the reader.
+    StoredChannelReader(const DataFile& file, std::vector<ChannelSource> channels);
+
+    // Reads samples of the runs, gaps not counted, from `from` on. Throws FileError.
+    void Read(int64_t from, int64_t count, std::span<const ChannelPiece> pieces);
+
+  private:
+    static constexpr int64_t readAhead = 32 << 10;     // bytes
+    static constexpr int64_t bytesAtOnce = 1 << 18;    // of a stretch
+    static constexpr int64_t samplesAtOnce = 1 << 14;  // of all channels in turn
+
+    struct Held {
+        uint64_t offset = 0, length = 0;
+        std::vector<std::byte> bytes;  // may be more
+    };
+
+    void FindRows();
+    void ReadRows(int64_t from, int64_t count, std::span<const ChannelPiece> pieces);
+    void ReadChannel(int channel, int64_t from, int64_t count, float* to);
+    void DrawOut(int channel, const ChannelRun& run, int64_t from, int64_t count, float* to);
+    void ReadOwn(int channel, int64_t first, int64_t count, float* to);
+    const std::byte* Load(int channel, uint64_t offset, int64_t bytes);
+
+    const DataFile& file_;
+    std::vector<ChannelSource> channels_;
+    std::vector<std::vector<int64_t>> storedBefore_;  // of each run of each channel
+    std::optional<BinarySampleReader> rows_;  // where the channels are interleaved and nothing lies between
+    bool isInterleaved_ = false;              // what one channel loads serves the next
+    std::vector<Held> held_;                  // of each channel, or of all
+    std::vector<float> own_;
+};
+
+}  // namespace kymora
