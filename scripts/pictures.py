@@ -11,6 +11,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 
 from kymora_remote import Kymora
 
@@ -390,9 +391,31 @@ def trains(program, demo, out):
     window.ask(quit=True, discard=True)
 
 
+def recording(program, demo, out):
+    stimulus = {"dacInUse": 1, "dac1.pulseCount": 1, "dac1.pulse1.delay": 300, "dac1.pulse1.plateau": 0.5,
+                "dac1.pulse1.amplitude": 3}
+    with start(program) as window:
+        window.ask(recorder="open", source="simulated", set={"input": "preparation", "displaySpan": 1000, **stimulus})
+        window.ask(recorder="start", detect={"trace": 1, "level": 0.2})
+        time.sleep(0.6)
+        window.ask(recorder="autoscale")
+        window.ask(recorder="note", text="wash")
+        time.sleep(0.3)
+        window.ask(recorder="state", picture=True, file=f"{out}/record.png", yes=True)
+        window.ask(recorder="close", discard=True)
+        window.ask(command="theme-dark")
+        window.ask(recorder="open", size={"width": 1600, "height": 1000},
+                   set={**{f"channel{i}.chanOn": 1 for i in range(1, 17)}, "displaySpan": 500, "sweepMode": "restart", **stimulus})
+        window.ask(recorder="start")
+        time.sleep(0.45)
+        window.ask(recorder="autoscale")
+        window.ask(recorder="state", picture=True, file=f"{out}/record-dark.png", yes=True)
+        window.ask(recorder="close", discard=True)
+
+
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled):
+    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording):
         scene(program, demo, out)
 
 

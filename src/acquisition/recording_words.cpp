@@ -34,6 +34,33 @@ std::string ElapsedText(double seconds) {
     return fmt::format("{}:{:02}:{}", minutes / 60, minutes % 60, rest);
 }
 
+namespace {
+
+// clang-format off
+constexpr RecordingKey recordingKeys[] = {
+    {"reload", "&Reload", "", "Looks for boards anew"},
+    {"loadConfiguration", "&Load...", "Ctrl+O", "Loads the settings of an ADC-DAC configuration file"},
+    {"saveConfiguration", "Sa&ve settings...", "Ctrl+Shift+S", "Saves the settings as an ADC-DAC configuration file"},
+    {"settings", "Settin&gs", "F4", "Shows the settings beside the display, and takes them away"},
+    {"scope", "Sc&ope", "F3", "Shows sweeps of a trace in a window of their own, triggered by a level"},
+    {"start", "&Start", "F5", "Starts a recording, or arms the trigger and disarms it"},
+    {"stop", "S&top", "F6", "Stops the recording, the series or the trigger"},
+    {"pause", "&Pause display", "F7", "Holds the display; the recording goes on"},
+    {"view", "Vie&w", "F8", "Shows what the inputs see; nothing is stored"},
+    {"save", "Save", "F9", "Saves the last recording, or appends it to the file"},
+    {"done", "&Done", "Shift+F9", "Nothing more is appended to the file"},
+    {"note", "&Note", "F2", "Marks this moment; a text can follow"},
+    {"", "Note", "Space", "On the display: the same"},
+    {"", "Autoscale", "A", "On the display: each axis to what is seen of its trace"},
+    {"", "Half the time", "[", "On the display: shows half as much time at once"},
+    {"", "Twice the time", "]", "On the display: shows twice as much time at once"},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const RecordingKey> RecordingKeys() { return recordingKeys; }
+
 RecordingControls ControlsOf(const CDTGenAcqView& view) {
     const AcqState state = view.State();
     const bool isIdle = view.HasEnded();

@@ -1,7 +1,9 @@
 #pragma once
 // The state of a recording interface in words, and what may be done in it.
 
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "acquisition/dt_gen_acq_view.h"
 
@@ -19,6 +21,15 @@ StateWords WordsOf(AcqState state);
 
 // "2:05.3", from an hour on "1:02:05.3".
 std::string ElapsedText(double seconds);
+
+// The buttons of a recording window and the keys of its display.
+struct RecordingKey {
+    std::string_view name;   // of the button; empty: a key of the display
+    std::string_view label;  // with & before the access key
+    std::string_view key;    // empty: none but the access key
+    std::string_view toolTip;
+};
+std::span<const RecordingKey> RecordingKeys();
 
 // Which controls of a recording window stand ready.
 struct RecordingControls {

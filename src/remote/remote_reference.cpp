@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "acquisition/recording_words.h"
 #include "display/commands/commands.h"
 #include "remote/command_keys.h"
 #include "remote/remote_requests.h"
@@ -193,6 +194,11 @@ std::string ShortcutReference(std::span<const RemoteCommand> frame) {
                 text +=
                     "| " + Cell(row.key) + " | " + Cell(WhereIn(row)) + " | " + Cell(row.toolTip) + " |\n";
     }
+    text += "\n## The window to record in\n\n| key | command | what it does |\n|---|---|---|\n";
+    for (const RecordingKey& key : RecordingKeys())
+        if (!key.key.empty())
+            text += "| " + Cell(key.key) + " | " + Cell(PlainLabel(key.label)) + " | " + Cell(key.toolTip) +
+                    " |\n";
     return text;
 }
 

@@ -19,12 +19,13 @@ namespace kymora {
 
 namespace {
 
-constexpr int frameMs = 30;  // from one picture to the next
+constexpr int pictureMs = 30;  // from one picture to the next
 constexpr size_t mostMeasured = 2000;
 constexpr int mostFramesPerSecond = 80;
 constexpr double wheelZoomsBy = 1.25, fullBand = 0.05;
+constexpr double ghostShare = 0.35;
 constexpr int holdRows = 5;
-constexpr uint32_t noteColour = Rgb(0, 130, 60), levelColour = Rgb(214, 90, 0);
+constexpr uint32_t noteColour = Rgb(0, 130, 60), spikeColour = Rgb(214, 90, 0);
 
 double MsBetween(LiveWidget::Clock::time_point from, LiveWidget::Clock::time_point to) {
     return std::chrono::duration<double, std::milli>(to - from).count();
@@ -51,7 +52,30 @@ LiveWidget::LiveWidget(Session& session, QWidget* parent) : QWidget(parent), ses
 
 LiveWidget::~LiveWidget() { view_.reset(); }
 
+void LiveWidget::SetOverlay(bool overlays) {
+    overlays_ = overlays;
+    ghost_ = QImage();
+    update();
+}
+
+// What scrolled lies elsewhere and is not kept.
+void LiveWidget::KeepGhost() {
+    if (!overlays_ || !doc_ || traces_.Scans() == 0 ||
+        (!restarts_ && traces_.LastColumn() >= raster_.Width()))
+        return;
+    const QImage last(reinterpret_cast<const uchar*>(raster_.Pixels().data()), raster_.Width(),
+                      raster_.Height(), QImage::Format_ARGB32_Premultiplied);
+    if (ghost_.size() != last.size()) {
+        ghost_ = QImage(last.size(), QImage::Format_ARGB32_Premultiplied);
+        ghost_.fill(Qt::transparent);
+    }
+    QPainter painter(&ghost_);
+    painter.setOpacity(ghostShare);
+    painter.drawImage(0, 0, last);
+}
+
 void LiveWidget::Show(Recorded recorded) {
+    KeepGhost();
     view_.reset();
     doc_ = std::move(recorded.doc);
     doc_->traceCount = static_cast<int32_t>(doc_->m_nChannels);
@@ -66,7 +90,9 @@ void LiveWidget::Show(Recorded recorded) {
     restarts_ = recorded.restarts;
     isSingle_ = recorded.isSingle;
     startMs_ = recorded.startMs;
-    base_ = dropped_ = 0;
+    base_ = dropped_ = frames_ = 0;
+    latencies_.clear();
+    paintTimes_.clear();
     isPending_ = isPaused_ = false;
     notes_.clear();
     spikes_.Begin(format_, doc_->sampleInterval);
@@ -112,10 +138,10 @@ void LiveWidget::NewData() {
     isPending_ = true;
     if (frameTimer_.isActive()) return;
     const double since = MsBetween(lastFrame_, Clock::now());
-    if (since >= frameMs)
+    if (since >= pictureMs)
         update();
     else
-        frameTimer_.start(std::max(1, static_cast<int>(std::ceil(frameMs - since))));
+        frameTimer_.start(std::max(1, static_cast<int>(std::ceil(pictureMs - since))));
 }
 
 void LiveWidget::OnScans(std::span<const std::byte> scans) {
@@ -253,6 +279,10 @@ void LiveWidget::paintEvent(QPaintEvent*) {
     QImage ring(reinterpret_cast<const uchar*>(raster_.Pixels().data()), raster_.Width(),
                 static_cast<int>(raster_.Pixels().size()) / raster_.Width(),
                 QImage::Format_ARGB32_Premultiplied);
+    if (overlays_ && ghost_.size() == ring.size())
+        painter.drawImage(QRectF(plot.left + 1, plot.top, ghost_.width() / devicePixelRatioF(),
+                                 ghost_.height() / devicePixelRatioF()),
+                          ghost_, QRectF(ghost_.rect()));
     // In a scroll the oldest column stands at the left.
     const int turn = restarts_ ? 0 : static_cast<int>(shownFirst_ % raster_.Width());
     const double ratio = devicePixelRatioF();
@@ -341,7 +371,7 @@ void LiveWidget::DrawSpikes(DrawDevice& device) const {
     if (!row) return;
     const PlotContext plot = view_->Plot();
     const PixelRect& rect = plot.layout.plot;
-    const uint32_t paper = plot.settings.m_crBackground, colour = SeenOn(levelColour, paper);
+    const uint32_t paper = plot.settings.m_crBackground, colour = SeenOn(spikeColour, paper);
     device.SetPen({colour, 1, Pen::Style::dashed});
     device.Line(rect.left + 1, *row, rect.right - 1, *row);
     const PixelRect band = plot.BandOf(AxisOfSpikes());

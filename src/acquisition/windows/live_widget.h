@@ -41,6 +41,8 @@ class LiveWidget : public QWidget, public AcqObserver {
     void SetSpan(double spanMs);
     double Span() const { return spanMs_; }
     void SetPaused(bool paused);
+    // Whether what was shown stands faintly behind what comes, where it stood at the same place.
+    void SetOverlay(bool overlays);
     // When the data came that are handed over now.
     void SetWokenAt(Clock::time_point when) { wokenAt_ = when; }
     // The words in the middle while nothing is shown.
@@ -96,6 +98,7 @@ class LiveWidget : public QWidget, public AcqObserver {
     void MakeGround();
     void PlaceRaster();
     void BeginTraces();
+    void KeepGhost();
     double XOfScan(double scan) const;
     double TimeOfScan(double scan) const { return startMs_ + (scan + base_) * doc_->sampleInterval; }
     void DrawTimes(DrawDevice& device) const;
@@ -120,7 +123,8 @@ class LiveWidget : public QWidget, public AcqObserver {
     LiveSpikes spikes_;
     std::vector<CMarker> notes_;
     QString hint_;
-    QImage ground_;
+    QImage ground_, ghost_;  // ghost_: what was shown before
+    bool overlays_ = false;
     bool groundIsCurrent_ = false;
     int64_t shownFirst_ = 0, shownLast_ = 0;  // columns
 

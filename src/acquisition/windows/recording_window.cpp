@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/windows/acq_scope_dlg.h"
 #include "acquisition/windows/acquisition_pages.h"
 #include "display/windows/view_widget.h"
 #include "host/form.h"
@@ -24,13 +25,20 @@ namespace {
 using Hold = QtAcqLoop::Hold;
 
 constexpr const char* unsavedText = "The last recording is not saved and will be lost.";
+constexpr double onlyOnceMs = 1e12;
 constexpr double longestView = 24.0 * 3600.0;  // s
 constexpr double mostScansViewed = 2147483000.0;
 
 }  // namespace
 
 RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget* parent)
-    : QDialog(parent), session_(session), desk_(desk), taker_([this](std::string_view text) { Say(text); }) {
+    : QDialog(parent),
+      openBoard([](const std::string& source, const SourceSettings& settings) {
+          return OpenSource(source, settings);
+      }),
+      session_(session),
+      desk_(desk),
+      taker_([this](std::string_view text) { Say(text); }) {
     setObjectName("recordingWindow");
     setWindowTitle(tr("Record"));
     setWindowFlags(Qt::Window);
@@ -44,6 +52,7 @@ RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget*
 
 RecordingWindow::~RecordingWindow() {
     DropReview();
+    DropScope();
     engine_.reset();
 }
 
@@ -68,6 +77,7 @@ void RecordingWindow::ReloadSources() {
 
 void RecordingWindow::CloseBoard() {
     DropReview();
+    DropScope();
     if (engine_) settings_ = engine_->m_settings;
     protocol_->SetBoard(UnknownBoard());
     const Hold alone(loop_);
@@ -78,7 +88,7 @@ bool RecordingWindow::OpenBoard(const std::string& source) {
     if (engine_ && (!engine_->HasEnded() || !MayLoseSamples())) return false;
     CloseBoard();
     const Hold alone(loop_);
-    std::unique_ptr<Board> board = OpenSource(source, sourceSettings_);
+    std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
     if (!board)
         session_.host.Failure(
             fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
@@ -209,6 +219,7 @@ void RecordingWindow::Start() {
     }
     const Hold alone(loop_);
     engine_->OnAcqStart();
+    live_->setFocus();
     SoonUpdate();
 }
 
@@ -272,12 +283,10 @@ void RecordingWindow::Done() {
 // The last samples came a moment ago.
 double RecordingWindow::RecordedMs() const {
     const double interval = engine_->m_settings.m_dSampleInterval;
-    // What came before a trigger is not part of the recording, but for the last of it.
-    if (engine_->Trigger() == TriggerMode::internal)
-        return static_cast<double>(engine_->StoredScans()) * interval;
     const std::chrono::duration<double, std::milli> since = LiveWidget::Clock::now() - scansAt_;
     const double buffer = static_cast<double>(engine_->BufferScans()) * interval;
-    return static_cast<double>(scansSeen_) * interval + std::clamp(since.count(), 0.0, buffer);
+    const double seen = static_cast<double>(scansSeen_) * interval + std::clamp(since.count(), 0.0, buffer);
+    return std::max(0.0, seen - TriggerOffsetMs());
 }
 
 void RecordingWindow::Note() {
@@ -285,7 +294,7 @@ void RecordingWindow::Note() {
     CAcqDoc& doc = engine_->Document();
     openNote_ = RecordedMs();
     doc.InsertMarker({*openNote_, fmt::format("note {}", ++notes_)});
-    live_->SetNotes(doc.markers);
+    ShowNotes();
     noteText_->setEnabled(true);
     noteText_->clear();
     noteText_->setFocus();
@@ -296,8 +305,25 @@ void RecordingWindow::NoteText(const QString& text) {
     std::vector<CMarker>& markers = engine_->Document().markers;
     const auto note = std::ranges::find(markers, *openNote_, &CMarker::m_dTime);
     if (note != markers.end() && !text.trimmed().isEmpty()) note->m_strLabel = text.trimmed().toStdString();
-    live_->SetNotes(markers);
+    ShowNotes();
     EndNote();
+}
+
+// What was seen before the first scan that is stored, ms: an internal trigger lets go what came before.
+double RecordingWindow::TriggerOffsetMs() const {
+    if (engine_->Trigger() != TriggerMode::internal || trigger_.Recent().empty()) return 0.0;
+    const std::vector<CMarker>& markers = engine_->Document().markers;
+    const auto mark = std::ranges::find_if(
+        markers, [](const CMarker& marker) { return marker.m_strLabel.starts_with("trigger"); });
+    const double kept = mark == markers.end() ? 0.0 : mark->m_dTime;
+    return static_cast<double>(trigger_.Recent().front()) * engine_->m_settings.m_dSampleInterval - kept;
+}
+
+void RecordingWindow::ShowNotes() {
+    if (!hasBegun_) return;
+    std::vector<CMarker> notes = engine_->Document().markers;
+    for (CMarker& note : notes) note.m_dTime += TriggerOffsetMs();
+    live_->SetNotes(std::move(notes));
 }
 
 void RecordingWindow::EndNote() {
@@ -317,10 +343,14 @@ void RecordingWindow::OnBegun() {
     if (openNote_) EndNote();
     ShowPrepared();
     hasBegun_ = true;
+    const InternalTriggerSettings& waited = engine_->m_trigger;
+    trigger_.Set({waited.trace - size_t{1}, waited.level, waited.isFalling, onlyOnceMs});
+    trigger_.Begin(engine_->Format(), engine_->m_settings.m_dSampleInterval);
 }
 
 void RecordingWindow::OnScans(std::span<const std::byte> scans) {
     live_->SetWokenAt(loop_.WokenAt());
+    if (engine_->Trigger() == TriggerMode::internal && trigger_.Count() == 0) trigger_.Add(scans);
     OnScansPassed(static_cast<int64_t>(scans.size() / engine_->Format().ScanBytes()));
 }
 
@@ -406,6 +436,24 @@ void RecordingWindow::DropReview() {
     }
     reviewView_.reset();
     stack_->setCurrentWidget(live_);
+}
+
+// --- the scope ---
+
+void RecordingWindow::ShowScope() {
+    if (!engine_) return;
+    if (!scopeDialog_) {
+        scopeDialog_ = new CAcqScopeDlg(*engine_, this);
+        observers_.Add(*scopeDialog_);
+    }
+    scopeDialog_->show();
+    scopeDialog_->raise();
+}
+
+void RecordingWindow::DropScope() {
+    if (!scopeDialog_) return;
+    observers_.Remove(*scopeDialog_);
+    delete scopeDialog_;
 }
 
 // --- closing ---

@@ -27,6 +27,7 @@ class QVBoxLayout;
 namespace kymora {
 
 class AcquisitionPages;
+class CAcqScopeDlg;
 class ElidedLabel;
 class NoticeBar;
 class ViewWidget;
@@ -55,6 +56,9 @@ class RecordingWindow : public QDialog, public AcqObserver {
     RecordingWindow(Session& session, RecordingDesk& desk, QWidget* parent = nullptr);
     ~RecordingWindow() override;
 
+    // How boards are opened; OpenSource.
+    std::function<std::unique_ptr<Board>(const std::string& source, const SourceSettings&)> openBoard;
+
     // Opens the board of a source with the settings as they are. False, told to the user, where it cannot.
     bool OpenBoard(const std::string& source);
     // Takes a configuration; without a path the user chooses it.
@@ -76,6 +80,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void SaveConfiguration();
     void ReloadSources();
     void ToggleSettings();
+    void ShowScope();
 
     // Presses a button by its name, if it stands ready.
     bool Press(const QString& button);
@@ -121,8 +126,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void MakeMiddle(QVBoxLayout* column);
     void MakeDetection(QVBoxLayout* column);
     void MakeStatus(QVBoxLayout* column);
-    QPushButton* MakeButton(const QString& text, const char* name, const QString& key, const QString& tip,
-                            void (RecordingWindow::*does)());
+    // Of RecordingKeys.
+    QPushButton* MakeButton(const char* name, void (RecordingWindow::*does)());
     void Say(std::string_view text);
     void CloseBoard();
     void SetAxesToRange();
@@ -141,8 +146,11 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void UpdateDetection();
     void TakeAxis(int trace, double top, double bottom);
     void EndNote();
+    void ShowNotes();
     void EndViewing();
     double RecordedMs() const;
+    double TriggerOffsetMs() const;
+    void DropScope();
 
     Session& session_;
     RecordingDesk& desk_;
@@ -155,6 +163,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     std::unique_ptr<RecordingEngine> engine_;
     std::unique_ptr<CKymoraView> reviewView_;
     QPointer<ViewWidget> review_;
+    QPointer<CAcqScopeDlg> scopeDialog_;
     bool hasBegun_ = false;     // the display shows a recording
     bool hasUsualAxes_ = true;  // nobody has set them yet
     bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
@@ -168,17 +177,18 @@ class RecordingWindow : public QDialog, public AcqObserver {
     // Of the moment of a note.
     int64_t scansSeen_ = 0;
     int notes_ = 0;
+    LiveSpikes trigger_;  // where the internal trigger came in what was seen
     LiveWidget::Clock::time_point scansAt_;
     std::optional<double> openNote_;  // its time, ms
 
     QComboBox* sources_;
-    QPushButton* settingsButton_;
+    QPushButton *settingsButton_, *scope_;
     QLabel* state_;
     QLabel* elapsed_;
     QPushButton *reload_, *load_, *saveConfig_, *start_, *stop_, *pause_, *viewOnly_, *save_, *done_,
         *noteButton_;
     QLineEdit* noteText_;
-    QCheckBox* detect_;
+    QCheckBox *detect_, *overlay_;
     QComboBox *detectTrace_, *detectDirection_;
     QDoubleSpinBox* level_;
     QLabel* spikes_;

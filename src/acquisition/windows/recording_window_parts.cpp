@@ -13,6 +13,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include <fmt/format.h>
 
@@ -61,12 +62,13 @@ QFont Larger(const QFont& font, double times, bool isBold) {
 }  // namespace
 
 // The keyboard stays with the display; buttons have keys of their own.
-QPushButton* RecordingWindow::MakeButton(const QString& text, const char* name, const QString& key,
-                                         const QString& tip, void (RecordingWindow::*does)()) {
-    auto* button = new QPushButton(text, this);
+QPushButton* RecordingWindow::MakeButton(const char* name, void (RecordingWindow::*does)()) {
+    const auto entry = std::ranges::find(RecordingKeys(), std::string_view(name), &RecordingKey::name);
+    auto* button = new QPushButton(ToQString(entry->label), this);
     button->setObjectName(name);
     button->setAutoDefault(false);
     button->setFocusPolicy(Qt::TabFocus);
+    const QString key = ToQString(entry->key), tip = ToQString(entry->toolTip);
     button->setToolTip(key.isEmpty() ? tip : tip + " (" + key + ")");
     connect(button, &QPushButton::clicked, this, does);
     if (!key.isEmpty()) {
@@ -91,6 +93,7 @@ void RecordingWindow::Build() {
     connect(&readingsTimer_, &QTimer::timeout, this, &RecordingWindow::UpdateReadings);
     readingsTimer_.start(readingsMs);
     UpdateDetection();
+    live_->setFocus();
     resize(QSize(1180, 760).boundedTo(screen()->availableSize() * 9 / 10));
 }
 
@@ -107,20 +110,14 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
         }
     });
     row->addWidget(sources_);
-    reload_ =
-        MakeButton(tr("&Reload"), "reload", "", tr("Looks for boards anew"), &RecordingWindow::ReloadSources);
-    load_ = MakeButton(tr("&Load..."), "loadConfiguration", "Ctrl+O",
-                       tr("Loads the settings of an ADC-DAC configuration file"),
-                       &RecordingWindow::LoadConfiguration);
-    saveConfig_ = MakeButton(tr("Sa&ve settings..."), "saveConfiguration", "Ctrl+Shift+S",
-                             tr("Saves the settings as an ADC-DAC configuration file"),
-                             &RecordingWindow::SaveConfiguration);
-    settingsButton_ = MakeButton(tr("Settin&gs"), "settings", "F4",
-                                 tr("Shows the settings beside the display, and takes them away"),
-                                 &RecordingWindow::ToggleSettings);
+    reload_ = MakeButton("reload", &RecordingWindow::ReloadSources);
+    load_ = MakeButton("loadConfiguration", &RecordingWindow::LoadConfiguration);
+    saveConfig_ = MakeButton("saveConfiguration", &RecordingWindow::SaveConfiguration);
+    settingsButton_ = MakeButton("settings", &RecordingWindow::ToggleSettings);
     settingsButton_->setCheckable(true);
     settingsButton_->setChecked(true);
-    for (QPushButton* button : {reload_, load_, saveConfig_, settingsButton_}) row->addWidget(button);
+    scope_ = MakeButton("scope", &RecordingWindow::ShowScope);
+    for (QPushButton* button : {reload_, load_, saveConfig_, settingsButton_, scope_}) row->addWidget(button);
     row->addStretch(1);
     state_ = new QLabel(this);
     state_->setObjectName("state");
@@ -140,23 +137,14 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
 
 void RecordingWindow::MakeButtons(QVBoxLayout* column) {
     auto* row = new QHBoxLayout;
-    start_ =
-        MakeButton(tr("&Start"), "start", "F5", tr("Starts a recording, or arms the trigger and disarms it"),
-                   &RecordingWindow::Start);
-    stop_ = MakeButton(tr("S&top"), "stop", "F6", tr("Stops the recording, the series or the trigger"),
-                       &RecordingWindow::Stop);
-    pause_ = MakeButton(tr("&Pause display"), "pause", "F7", tr("Holds the display; the recording goes on"),
-                        &RecordingWindow::Pause);
+    start_ = MakeButton("start", &RecordingWindow::Start);
+    stop_ = MakeButton("stop", &RecordingWindow::Stop);
+    pause_ = MakeButton("pause", &RecordingWindow::Pause);
     pause_->setCheckable(true);
-    viewOnly_ = MakeButton(tr("Vie&w"), "view", "F8", tr("Shows what the inputs see; nothing is stored"),
-                           &RecordingWindow::View);
-    save_ = MakeButton(tr("Save"), "save", "F9", tr("Saves the last recording, or appends it to the file"),
-                       &RecordingWindow::Save);
-    done_ = MakeButton(tr("&Done"), "done", "Shift+F9", tr("Nothing more is appended to the file"),
-                       &RecordingWindow::Done);
-    noteButton_ = MakeButton(tr("&Note"), "note", "F2",
-                             tr("Marks this moment; a text can follow. On the display also Space"),
-                             &RecordingWindow::Note);
+    viewOnly_ = MakeButton("view", &RecordingWindow::View);
+    save_ = MakeButton("save", &RecordingWindow::Save);
+    done_ = MakeButton("done", &RecordingWindow::Done);
+    noteButton_ = MakeButton("note", &RecordingWindow::Note);
     start_->setFont(Larger(font(), 1.2, true));
     stop_->setFont(Larger(font(), 1.2, true));
     for (QPushButton* button : {start_, stop_, pause_, viewOnly_, save_, done_, noteButton_})
@@ -224,6 +212,11 @@ void RecordingWindow::MakeDetection(QVBoxLayout* column) {
          std::initializer_list<QWidget*>{detect_, detectTrace_, detectDirection_, level_, spikes_})
         row->addWidget(part);
     row->addStretch(1);
+    overlay_ = new QCheckBox(tr("Overla&y episodes"), this);
+    overlay_->setObjectName("overlay");
+    overlay_->setToolTip(tr("Leaves the episodes of a series to be seen faintly behind each other"));
+    connect(overlay_, &QCheckBox::toggled, live_, &LiveWidget::SetOverlay);
+    row->addWidget(overlay_);
     connect(detect_, &QCheckBox::toggled, this, &RecordingWindow::UpdateDetection);
     connect(detectTrace_, &QComboBox::currentIndexChanged, this, &RecordingWindow::UpdateDetection);
     connect(detectDirection_, &QComboBox::currentIndexChanged, this, &RecordingWindow::UpdateDetection);
@@ -284,6 +277,8 @@ void RecordingWindow::UpdateControls() {
     pause_->setEnabled(controls.pause);
     pause_->setChecked(state == AcqState::displayPaused);
     viewOnly_->setEnabled(controls.view);
+    scope_->setEnabled(engine_ != nullptr);
+    if (engine_ && controls.stop) ShowNotes();
     save_->setEnabled(controls.save);
     done_->setEnabled(controls.done);
     noteButton_->setEnabled(controls.note);

@@ -1,0 +1,183 @@
+#include "acquisition/windows/recording_window.h"
+
+#include <QLineEdit>
+#include <QPushButton>
+#include <thread>
+
+#include "app/frame_fixture.h"
+#include "display/windows/view_widget.h"
+#include "recording/acq_doc.h"
+
+namespace kymora::test {
+
+namespace {
+
+constexpr const char* recording = "/cell.kymr-rec";
+
+}  // namespace
+
+class RecordingWindowTest : public FrameTest {
+  protected:
+    // A counter of one channel at 20 kHz, for a minute at most.
+    RecordingWindow& Open() {
+        RecordingWindow& window = frame->OpenRecorder();
+        window.openBoard = [this](const std::string&, const SourceSettings& settings) {
+            SimulatedBoardSettings board = settings.simulated;
+            board.faults = faults;
+            return std::make_unique<SimulatedBoard>(board);
+        };
+        EXPECT_EQ(window.Set("input", "counter"), "");
+        EXPECT_TRUE(window.OpenBoard("simulated"));
+        window.Engine()->m_temporaryFolder = "/";
+        host.saveFile = recording;
+        host.fillForms = {Accepts()};
+        return window;
+    }
+    static std::function<bool(Form&)> Accepts() {
+        return [](Form&) { return true; };
+    }
+    static void Await(const std::function<bool()>& until) { EXPECT_TRUE(QTest::qWaitFor(until, 20000)); }
+    void Record(RecordingWindow& window, int64_t scans = 4000) {
+        EXPECT_TRUE(window.Press("start")) << window.NoticeText().toStdString();
+        Await([&] { return window.Engine()->StoredScans() >= scans; });
+    }
+    void AwaitEnd(RecordingWindow& window) {
+        Await([&] { return window.Engine()->HasEnded(); });
+        QApplication::processEvents();
+    }
+    // The samples of a file that do not continue the counter.
+    int64_t Lost(const char* path = recording) {
+        CAcqDoc doc(session);
+        EXPECT_TRUE(doc.OnOpenDocument(path, OpenFor::reading)) << host.messages.back().text;
+        scans = doc.GetLength();
+        int64_t lost = 0;
+        for (int64_t i = 0; i < scans; ++i) {
+            uint16_t code = 0;
+            std::memcpy(&code, files.Bytes(path).data() + doc.m_nDataStart + 2 * static_cast<uint64_t>(i), 2);
+            lost += code != (i & 0xFFFF);
+        }
+        return lost;
+    }
+    static bool IsReady(RecordingWindow& window, const char* button) {
+        return window.findChild<QPushButton*>(button)->isEnabled();
+    }
+
+    SimulatedFaults faults;
+    int64_t scans = 0;
+};
+
+TEST_F(RecordingWindowTest, WhatIsStoppedCanBeLookedThroughAndSaved) {
+    RecordingWindow& window = Open();
+    Record(window);
+    EXPECT_FALSE(IsReady(window, "start"));
+    EXPECT_FALSE(IsReady(window, "loadConfiguration"));
+    window.Note();
+    window.NoteText("drug on");
+    const double noted = window.Engine()->Document().markers.at(0).m_dTime;
+    Await([&] { return window.Engine()->StoredScans() * 0.05 > noted + 100.0; });
+    EXPECT_TRUE(window.Press("stop"));
+    AwaitEnd(window);
+    ASSERT_NE(window.Review(), nullptr);
+    EXPECT_TRUE(IsReady(window, "start"));
+    EXPECT_GT(window.Display().Frames(), 0);
+    // As many samples were drawn as were stored, but for the last buffers before the stop.
+    EXPECT_NEAR(static_cast<double>(window.Display().Scans()),
+                static_cast<double>(window.Engine()->StoredScans()), 32 * 400);
+
+    EXPECT_TRUE(window.Press("save"));
+    QApplication::processEvents();
+    EXPECT_EQ(Lost(), 0);
+    EXPECT_EQ(scans, window.Engine()->Document().GetLength());
+    ASSERT_NE(frame->ActiveChild(), nullptr);
+    const CDataDoc& shown = frame->ActiveChild()->Document();
+    EXPECT_EQ(shown.filePath, recording);
+    ASSERT_EQ(shown.markers.size(), 1u);
+    EXPECT_EQ(shown.markers[0].m_strLabel, "drug on");
+    // Pressed behind 4000 samples of 0.05 ms.
+    EXPECT_GE(shown.markers[0].m_dTime, 200.0);
+    EXPECT_FALSE(IsReady(window, "save"));
+}
+
+TEST_F(RecordingWindowTest, ADisplayThatStandsStillLosesNothingOfTheFile) {
+    RecordingWindow& window = Open();
+    Record(window);
+    // Longer than the display's pipe lasts.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    Await([&] { return window.Display().DroppedScans() > 0; });
+    window.Press("pause");
+    const int64_t seen = window.Display().Scans();
+    Await([&] { return window.Display().Scans() > seen + 2000; });
+    window.Press("stop");
+    AwaitEnd(window);
+    window.Press("save");
+    EXPECT_EQ(Lost(), 0);
+    EXPECT_GT(scans, 30000);
+}
+
+TEST_F(RecordingWindowTest, ClosingAsksAndLosesNothingUnasked) {
+    RecordingWindow* window = &Open();
+    Record(*window);
+    host.nextAnswers = {false};
+    EXPECT_FALSE(frame->close());
+    EXPECT_FALSE(window->Engine()->HasEnded());
+    // It is stopped then; giving up the question for saving keeps the window.
+    host.nextAnswers = {true};
+    host.fillForms = {[](Form&) { return false; }};
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(window->Engine()->HasUnsaved());
+    // Another recording would overwrite it.
+    host.nextAnswers = {false};
+    window->Press("start");
+    EXPECT_TRUE(window->Engine()->HasUnsaved());
+    EXPECT_TRUE(window->Engine()->HasEnded());
+    host.fillForms = {Accepts(), Accepts()};  // save it; its comment
+    EXPECT_TRUE(window->close());
+    EXPECT_EQ(Lost(), 0);
+}
+
+TEST_F(RecordingWindowTest, ABoardThatVanishesLeavesWhatCameUntilThen) {
+    faults.vanishAt = 9000;
+    RecordingWindow& window = Open();
+    EXPECT_TRUE(window.Press("start"));
+    AwaitEnd(window);
+    EXPECT_NE(host.messages.back().text.find("does not answer any more"), std::string::npos);
+    EXPECT_TRUE(window.Press("save"));
+    EXPECT_EQ(Lost(), 0);
+    EXPECT_GT(scans, 8000);
+}
+
+TEST_F(RecordingWindowTest, SeriesAppendAndTheirFileFollows) {
+    RecordingWindow& window = Open();
+    for (const auto& [key, value] : {std::pair{"trigMode", "repeat"},
+                                     {"repeatCount", "2"},
+                                     {"repeatInterval", "1"},
+                                     {"saveMode", "auto-append"},
+                                     {"timeLimit", "0.1"},
+                                     {"autoSaveBase", "/series"}})
+        ASSERT_EQ(window.Set(key, value), "") << key;
+    EXPECT_TRUE(window.Press("start"));
+    AwaitEnd(window);
+    EXPECT_EQ(window.Engine()->AppendCount(), 2);
+    // Its settings stay until it is done.
+    EXPECT_FALSE(IsReady(window, "loadConfiguration"));
+    ASSERT_NE(frame->ActiveChild(), nullptr);
+    EXPECT_EQ(frame->ActiveChild()->Document().GetLength(), 2 * 2001);
+    EXPECT_TRUE(window.Press("done"));
+    QApplication::processEvents();
+    EXPECT_TRUE(IsReady(window, "loadConfiguration"));
+}
+
+TEST_F(RecordingWindowTest, AViewStoresNothingAndLeavesTheSettings) {
+    RecordingWindow& window = Open();
+    ASSERT_EQ(window.Set("sweepMode", "single"), "");
+    EXPECT_TRUE(window.Press("view"));
+    Await([&] { return window.Display().Scans() > 2000; });
+    EXPECT_EQ(window.Engine()->State(), AcqState::displayOnly);
+    EXPECT_TRUE(window.Press("stop"));
+    AwaitEnd(window);
+    EXPECT_FALSE(window.Engine()->HasUnsaved());
+    EXPECT_EQ(window.Engine()->m_settings.m_nSweepMode, 0u);
+    EXPECT_EQ(window.Engine()->m_settings.m_dTimeLimit, 60.0);
+}
+
+}  // namespace kymora::test
