@@ -92,6 +92,7 @@ void LiveWidget::Show(Recorded recorded) {
     startMs_ = recorded.startMs;
     base_ = dropped_ = frames_ = 0;
     latencies_.clear();
+    mostScans_ = std::numeric_limits<int64_t>::max();
     paintTimes_.clear();
     isPending_ = isPaused_ = false;
     notes_.clear();
@@ -145,6 +146,9 @@ void LiveWidget::NewData() {
 }
 
 void LiveWidget::OnScans(std::span<const std::byte> scans) {
+    const auto room = std::max<int64_t>(0, mostScans_ - base_ - traces_.Scans());
+    const auto count = std::min(room, static_cast<int64_t>(scans.size() / format_.ScanBytes()));
+    scans = scans.first(static_cast<size_t>(count) * format_.ScanBytes());
     traces_.Add(scans);
     if (detects_) spikes_.Add(scans);
     NewData();

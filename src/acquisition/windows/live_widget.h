@@ -32,11 +32,13 @@ class LiveWidget : public QWidget, public AcqObserver {
         ScanFormat format;
         double spanMs = 2000.0;
         bool restarts = false;  // sweep modes 0 and 1
-        bool isSingle = false;  // mode 0
+        bool isSingle = false;  // all of it fits into the span
         double startMs = 0.0;   // of what is shown
     };
     // Blank, with these axes.
     void Show(Recorded recorded);
+    // Scans behind these, which are not stored, are not shown.
+    void SetMostScans(int64_t scans) { mostScans_ = scans; }
     // Another span from here on.
     void SetSpan(double spanMs);
     double Span() const { return spanMs_; }
@@ -118,6 +120,7 @@ class LiveWidget : public QWidget, public AcqObserver {
     double spanMs_ = 2000.0, startMs_ = 0.0;
     bool restarts_ = false, isSingle_ = false, isPaused_ = false, detects_ = false;
     int64_t base_ = 0;  // scans before those of traces_
+    int64_t mostScans_ = std::numeric_limits<int64_t>::max();
     LiveTraces traces_;
     LiveRaster raster_;
     LiveSpikes spikes_;

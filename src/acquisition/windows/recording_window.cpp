@@ -25,6 +25,7 @@ namespace {
 using Hold = QtAcqLoop::Hold;
 
 constexpr const char* unsavedText = "The last recording is not saved and will be lost.";
+constexpr int mostNoticeLines = 8;
 constexpr double onlyOnceMs = 1e12;
 constexpr double longestView = 24.0 * 3600.0;  // s
 constexpr double mostScansViewed = 2147483000.0;
@@ -56,7 +57,10 @@ RecordingWindow::~RecordingWindow() {
     engine_.reset();
 }
 
-void RecordingWindow::Say(std::string_view text) { notice_->Say(ToQString(text)); }
+void RecordingWindow::Say(std::string_view text) {
+    if (NoticeText().count('\n') >= mostNoticeLines) notice_->Dismiss();
+    notice_->Say(ToQString(text));
+}
 
 // --- the board ---
 
@@ -343,6 +347,7 @@ void RecordingWindow::OnBegun() {
     if (openNote_) EndNote();
     ShowPrepared();
     hasBegun_ = true;
+    if (engine_->Trigger() != TriggerMode::internal) live_->SetMostScans(engine_->ScansPerSweep());
     const InternalTriggerSettings& waited = engine_->m_trigger;
     trigger_.Set({waited.trace - size_t{1}, waited.level, waited.isFalling, onlyOnceMs});
     trigger_.Begin(engine_->Format(), engine_->m_settings.m_dSampleInterval);
@@ -368,8 +373,7 @@ void RecordingWindow::OnSkipped(int64_t scan) {
 void RecordingWindow::OnSaved(const std::filesystem::path& path) {
     const bool opens = engine_->m_settings.m_bAutoLoad;
     const bool follows = engine_->m_settings.m_bFollowLatest && engine_->AppendCount() > 0;
-    Say(engine_->AppendCount() > 1 ? fmt::format("Appended to {}.", path.string())
-                                   : fmt::format("Saved as {}.", path.string()));
+    saved_ = path;
     if (!opens) return;
     QMetaObject::invokeMethod(
         this, [this, path, follows] { desk_.ShowRecording(path, follows); }, Qt::QueuedConnection);
@@ -390,7 +394,8 @@ void RecordingWindow::ShowPrepared() {
     for (size_t i = 0; i < active.size(); ++i)
         shown.format.gains[i] = engine_->m_settings.channels[static_cast<size_t>(active[i])].m_dChanGain;
     shown.spanMs = engine_->m_settings.displaySpan;
-    shown.isSingle = engine_->m_settings.m_nSweepMode == 0;
+    const double limitMs = engine_->m_settings.m_dTimeLimit * 1000.0;
+    shown.isSingle = engine_->m_settings.m_nSweepMode == 0 || limitMs <= shown.spanMs;
     shown.restarts = engine_->m_settings.m_nSweepMode != 2;
     stack_->setCurrentWidget(live_);
     live_->SetHint(active.empty() ? tr("No channel is on.") : QString());

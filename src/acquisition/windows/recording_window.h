@@ -164,8 +164,9 @@ class RecordingWindow : public QDialog, public AcqObserver {
     std::unique_ptr<CKymoraView> reviewView_;
     QPointer<ViewWidget> review_;
     QPointer<CAcqScopeDlg> scopeDialog_;
-    bool hasBegun_ = false;     // the display shows a recording
-    bool hasUsualAxes_ = true;  // nobody has set them yet
+    std::filesystem::path saved_;  // the file that was written last
+    bool hasBegun_ = false;        // the display shows a recording
+    bool hasUsualAxes_ = true;     // nobody has set them yet
     bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
     static constexpr double leastSpanMs = 1.0, mostSpanMs = 3600000.0;
     struct Limits {
