@@ -413,9 +413,29 @@ def recording(program, demo, out):
         window.ask(recorder="close", discard=True)
 
 
+def settings_pages(program, demo, out):
+    window = start(program)
+    stepped = {"input": "preparation", "dacInUse": 2, "dac1.train.number": 3, "dac1.train.delay": 5,
+               "dac1.train.interval": 25, "dac1.train.duration": 5, "dac1.train.amplitude": 1,
+               "dac1.pulse1.stepAmplitude": 0.5, "dac1.pulse1.seqCount": 6, "dac2.pulseCount": 1,
+               "dac2.pulse1.delay": 10, "dac2.pulse1.onRamp": 20, "dac2.pulse1.plateau": 20,
+               "dac2.pulse1.offRamp": 30, "dac2.pulse1.amplitude": -0.8, "stimMode": "advanced",
+               "channel2.chanOn": 1, "channel1.label": "nerve", "channel2.label": "cuff"}
+    window.ask(recorder="open", source="simulated", set=stepped, size={"width": 1180, "height": 800})
+    for page, name in (("Channels", "record-channels"), ("Stimulus", "record-stimulus")):
+        window.ask(recorder="state", page=page)
+        window.wait()
+        window.ask(recorder="state", picture=True, file=f"{out}/{name}.png", yes=True)
+    window.ask(recorder="close", discard=True)
+    window.ask(quit=True, discard=True)
+    pairs = [part for key, value in stepped.items() if key != "input" for part in ("--set", f"{key}={value}")]
+    subprocess.run([program, "record", *pairs, "--sequence", "2", "--family", "--preview",
+                    f"{out}/stimulus-preview.png", "--quiet", "--yes"], check=True)
+
+
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording):
+    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording, settings_pages):
         scene(program, demo, out)
 
 

@@ -72,6 +72,10 @@ void DesktopRecorder::Detect(int trace, double level, bool isFalling) {
 
 void DesktopRecorder::Resize(int width, int height) { frame_.Recorder()->resize(width, height); }
 
+bool DesktopRecorder::ShowPage(std::string_view title) {
+    return frame_.Recorder()->ShowPage(ToQString(title));
+}
+
 std::vector<std::byte> DesktopRecorder::Picture() { return PngOf(*frame_.Recorder()); }
 
 }  // namespace kymora

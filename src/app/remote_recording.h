@@ -21,6 +21,7 @@ class DesktopRecorder : public RemoteRecorder {
     bool Close(bool discards) override;
     void Detect(int trace, double level, bool isFalling) override;
     void Resize(int width, int height) override;
+    bool ShowPage(std::string_view title) override;
     std::vector<std::byte> Picture() override;
 
   private:

@@ -70,6 +70,11 @@ void Prepare(RemoteCall& call, RemoteRecorder& recorder) {
             if (const std::string fault = recorder.Set(key, RecorderValue(value, key)); !fault.empty())
                 throw RemoteError(fault);
     }
+    if (const Json* page = FindMember(call.request, "page")) {
+        const std::string title = AsText(*page, "page");
+        if (!recorder.ShowPage(title))
+            throw RemoteError("There is no page \"" + ToDisplayText(title) + "\".");
+    }
     if (const Json* detect = FindMember(call.request, "detect")) {
         CheckMembers(*detect, {"trace", "level", "falling"});
         recorder.Detect(static_cast<int>(WholeMember(*detect, "trace", 0, 16, 1)),
@@ -108,7 +113,7 @@ void UseRecorder(RemoteCall& call) {
 RequestTable RecorderRequests() {
     return {
         {"recorder", "\"open\", \"state\", \"start\", \"stop\", \"pause\", \"view\", \"save\", \"done\", \"note\", \"autoscale\", \"settings\" or \"close\"", "Opens the window in which one records, or brings it to the front (\"open\"), presses one of its buttons, or closes it. Answers as `recorder` how it stands: `source`, `state`, `status`, `running`, `unsaved`, `scans` that are stored and `scansAtMost`, `sampleInterval` (ms), recordings `appended` to the present file, `pipeFill` (0 to 1), `diskSeconds`, pictures painted as `frames` and `framesPerSecond`, `droppedScans` that the display left out, `latencyMs` from a buffer to its picture and `paintMs` of the last 2000 pictures, `spikes` (`count`, and `rate` in Hz; null where they are not shown), `notes`, and what the window says as `notice`. A recording goes on behind the answer.",
-            {{"source", "a board, as `kymora sources` names it."}, {"config", "an ADC-DAC configuration that is loaded."}, {"set", "an object of keys and values, as `kymora record --set` takes them."}, {"detect", "an object: shows spikes of a `trace` (from 1; 0 for none) above a `level` in V, or with `falling` below it."}, {"size", "an object: gives the window a `width` and `height` in pixels."}, {"text", "of a note."}, {"discard", "true closes the window and gives up what was not saved."}, {"picture", "true for a picture of the window as `png`, in base64; with `file` it is written there."}},
+            {{"source", "a board, as `kymora sources` names it."}, {"config", "an ADC-DAC configuration that is loaded."}, {"set", "an object of keys and values, as `kymora record --set` takes them."}, {"page", "a page of the settings by its title (`Channels`, `Recording`, `Trigger`, `Stimulus`, `Simulated board`), which comes to the front."}, {"detect", "an object: shows spikes of a `trace` (from 1; 0 for none) above a `level` in V, or with `falling` below it."}, {"size", "an object: gives the window a `width` and `height` in pixels."}, {"text", "of a note."}, {"discard", "true closes the window and gives up what was not saved."}, {"picture", "true for a picture of the window as `png`, in base64; with `file` it is written there."}},
             {R"({"recorder": "open", "source": "simulated", "set": {"input": "preparation", "timeLimit": 10}})", R"({"recorder": "start"})", R"({"recorder": "note", "text": "drug on"})", R"({"recorder": "save", "file": "/data/cell7.kymr-rec"})"}, true, UseRecorder},
     };
 }

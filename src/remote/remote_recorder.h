@@ -51,6 +51,8 @@ class RemoteRecorder {
     // Spikes of a trace (from 1; 0: of none) above a level (V), or below it.
     virtual void Detect(int trace, double level, bool isFalling) = 0;
     virtual void Resize(int width, int height) = 0;
+    // A page of the settings by its title. False where there is none.
+    virtual bool ShowPage(std::string_view title) = 0;
     // PNG of the window.
     virtual std::vector<std::byte> Picture() = 0;
 };

@@ -21,7 +21,7 @@ namespace {
 constexpr int columnGap = 12, groupGap = 10;
 // Widths in letters.
 constexpr int textLetters = 16, choiceLetters = 16, shownLetters = 15, noteLetters = 20, unitLetters = 3;
-constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 10, mostCellLetters = 18;
+constexpr int numberLetters = 17, wholeLetters = 10, cellLetters = 9, mostCellLetters = 18;
 
 // Buttons of so many letters stand beside each other, or two by two.
 constexpr size_t mostBeside = 32, mostOfTwo = 16;

@@ -82,16 +82,17 @@ void ColourButton::Choose() {
 
 void ColourButton::Show() {
     const int height = fontMetrics().ascent() + fontMetrics().descent();
+    const int width = (isShort_ ? 1 : 3) * height;
     const qreal ratio = devicePixelRatioF();
-    QPixmap swatch(QSize(3 * height, height) * ratio);
+    QPixmap swatch(QSize(width, height) * ratio);
     swatch.setDevicePixelRatio(ratio);
     swatch.fill(ToColour(colour_));
     QPainter painter(&swatch);
     painter.setPen(palette().color(QPalette::Mid));
-    painter.drawRect(QRectF(0.5, 0.5, 3 * height - 1, height - 1));
+    painter.drawRect(QRectF(0.5, 0.5, width - 1, height - 1));
     painter.end();
     setIcon(swatch);
-    setIconSize({3 * height, height});
+    setIconSize({width, height});
     const QString name = ToColour(colour_).name();
     setText(isShort_ ? QString() : name);
     if (isShort_) setToolTip(name);

@@ -16,7 +16,7 @@ namespace kymora {
 namespace {
 
 constexpr int wideEnough = 900;  // pixels, from which on the graph stands beside the parameters
-constexpr int graphHeight = 240;
+constexpr int graphHeight = 200;
 
 }  // namespace
 

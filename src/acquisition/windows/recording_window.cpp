@@ -186,12 +186,19 @@ std::string RecordingWindow::Set(const std::string& key, const std::string& valu
         return "Settings can be changed when nothing is recorded.";
     std::optional<std::string> fault = SetSourceSetting(sourceSettings_, key, value);
     if (!fault) fault = SetSetting(engine_->m_settings, key, value);
+    if (!fault) fault = trains_.Set(engine_->m_settings, key, value);
     if (!fault) return fmt::format("There is no setting \"{}\".", key);
     if (fault->empty()) *fault = SourceSettingsFault(sourceSettings_);
     ShowSettings();
     if (!hasBegun_) ShowPrepared();
     UpdateControls();
     return *fault;
+}
+
+bool RecordingWindow::ShowPage(const QString& title) {
+    protocol_->setVisible(true);
+    UpdateControls();
+    return protocol_->ShowPage(title);
 }
 
 // A board that is made of its settings is made anew where they have changed.

@@ -13,6 +13,7 @@
 #include "acquisition/windows/live_widget.h"
 #include "acquisition/windows/qt_acq_loop.h"
 #include "acquisition/windows/recording_engine.h"
+#include "recording/pulse_train.h"
 
 class QCheckBox;
 class QComboBox;
@@ -65,6 +66,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     bool LoadConfig(std::optional<std::filesystem::path> path);
     // Settings by key, as `kymora record --set` takes them; answers why one may not be used.
     std::string Set(const std::string& key, const std::string& value);
+    // A page of the settings by its title. False where there is none.
+    bool ShowPage(const QString& title);
 
     // --- buttons ---
     void Start();
@@ -196,6 +199,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     NoticeBar* notice_;
     QStackedWidget* stack_;
     AcquisitionPages* protocol_;
+    TrainEditor trains_;  // of what is set by keys
     LiveWidget* live_;
     QLabel* series_;
     QProgressBar* pipe_;
