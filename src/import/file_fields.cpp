@@ -69,6 +69,7 @@ double SevenDigits(float number) { return std::stod(fmt::format("{:.7g}", number
 
 std::string TextOfUnknownEncoding(std::string_view bytes) {
     while (!bytes.empty() && (bytes.back() == ' ' || bytes.back() == '\0')) bytes.remove_suffix(1);
+    bytes.remove_prefix(std::min(bytes.find_first_not_of(' '), bytes.size()));
     if (ToDisplayText(bytes) == bytes) return std::string(bytes);
     return NarrowToText(std::as_bytes(std::span(bytes)));
 }

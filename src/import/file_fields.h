@@ -33,7 +33,7 @@ class FileFields {
     double F64(size_t at) const { return Number<double>(at); }
     // The bytes as they stand.
     std::string_view Bytes(size_t at, size_t length) const;
-    // Text up to the first zero, without blanks at its end, as UTF-8.
+    // Text up to the first zero, without blanks at its ends, as UTF-8.
     std::string Text(size_t at, size_t length) const;
     // Text behind a byte that tells its length, of at most `most` bytes.
     std::string PascalText(size_t at, size_t most) const;
@@ -48,7 +48,7 @@ class FileFields {
 // A number that was written in single precision: what its seven digits say.
 double SevenDigits(float number);
 
-// Text of unknown encoding, which is UTF-8 where it can be and else Windows-1252, without blanks at its end.
+// Text of unknown encoding, which is UTF-8 where it can be and else Windows-1252, without blanks at its ends.
 std::string TextOfUnknownEncoding(std::string_view bytes);
 
 }  // namespace kymora

@@ -49,7 +49,6 @@ SonChannel ChannelOf(const FileFields& table, size_t at, const SonHeader& header
         channel.scale = table.F32(at + 124);
         channel.offset = table.F32(at + 128);
         channel.units = table.PascalText(at + 132, 5);
-        channel.units.erase(0, std::min(channel.units.find_first_not_of(' '), channel.units.size()));
         if (header.revision < revisionWithTimeBase)
             channel.step = int64_t{table.U16(at + 138)} * header.ticksPerAdc;
         else

@@ -125,6 +125,20 @@ TEST_F(ForeignDocTest, Spike2FilesWithoutAWaveformHoldEventsOnly) {
               "There are no waveform data channels in this file. Creating a read-only 0-filled dummy.");
 }
 
+TEST_F(ForeignDocTest, Spike2LimitsAreToldInTheirWords) {
+    SonImage slow = SonWithEvents();
+    slow.Channel(6, 6, "units", 8, 64);
+    const auto doc = Open("/x.smr", slow.data);
+    ASSERT_TRUE(doc);
+    EXPECT_TRUE(host.LastMessage().starts_with(
+        "Kymora cannot read CED Spike wavemark channels recorded at a reduced"));
+    EXPECT_EQ(doc->eventChannels[3].channelLabel, "real") << "the others are there";
+    SonImage many(150);
+    for (int c = 1; c <= 129; ++c) many.Channel(c, 1, "w", 4).Wave(c, 0, 4, {1, 2});
+    EXPECT_EQ(Refusal("/x.smr", many.data),
+              "There are more than 128 data channels in this file. Kymora can only handle 128");
+}
+
 TEST_F(ForeignDocTest, DamagedSpike2FilesShowWhatIsThere) {
     const auto good = SonWithEvents().data;
     SonImage loop = SonWithEvents();

@@ -227,7 +227,7 @@ inline FormatSample AbfSample1(int mode) {
         .I32(252, 32768)
         .I16(410, 3)
         .I16(412, 0);
-    image.Text(442 + 30, "Vm        ").Text(602 + 24, "mV      ").F32(730 + 12, 2.0).F32(922 + 12, 0.125);
+    image.Text(442 + 30, "Vm        ").Text(602 + 24, " mV     ").F32(730 + 12, 2.0).F32(922 + 12, 0.125);
     image.F32(986 + 12, 25.0).I16(4512 + 6, 1).F32(4576 + 12, 4.0).Text(5154, "slice 3");
     image.Text(442, "Im        ").Text(602, "pA      ").F32(730, 1.0).F32(922, 0.5);
     image.Numbers(12 * 512 + 4, numbers);
