@@ -134,7 +134,7 @@ bool CDTAcqView::ConfigureBoard() {
     const bool isSet = OnHost([&](CDTHost& host) {
         if (!host.ConfigureInputs(active, ModeOf(m_settings.m_nInputMode), interval)) return false;
         m_settings.m_dSampleInterval = interval;
-        return host.SetBufferSize(WantedBufferScans());
+        return host.SetBufferSize(ScansOfBuffer());
     });
     if (!isSet || !ConfigureOutputs()) return false;
     return OnHost([this](CDTHost& host) { return host.ChooseTrigger(NeedsExternalTrigger(), m_nDacs); });
@@ -143,7 +143,7 @@ bool CDTAcqView::ConfigureBoard() {
 // --- stimulus ---
 
 bool CDTAcqView::ConfigureOutputs() {
-    m_nDacs = std::min(static_cast<int>(m_settings.m_nDacInUse), m_nDacChannels);
+    m_nDacs = std::min(OutputsInUse(), m_nDacChannels);
     m_pOutputSource.reset();
     if (m_nDacs == 0) return true;
     const bool isFile = m_settings.m_nStimMode == 2;
@@ -175,6 +175,10 @@ bool CDTAcqView::BuildOutput() {
     if (m_nDacs == 0) return true;
     const DacRange range{m_dac.voltHigh, m_dac.voltLow, 1 << m_dac.resolutionBits, m_dac.encoding};
     if (!OnHost([](CDTHost& host) { return host.ClearOutput(); })) return false;
+    return BuildStimulus(range);
+}
+
+bool CDTAcqView::BuildStimulus(const DacRange& range) {
     return m_pOutputSource ? BuildFile(range) : BuildPulses(range);
 }
 
@@ -226,6 +230,13 @@ void CDTAcqView::AdvanceSequence() {
 
 bool CDTAcqView::StartBoard() {
     const DataRoad road{m_pStorePipe.get(), m_pObserver ? m_pDisplayPipe.get() : nullptr, &m_bSkippedDisplay};
+    const bool pulses = m_settings.m_bDigitalTrigOut && m_bDigitalOutput;
+    return OnHost([&](CDTHost& host) { return host.Start(road, m_nDacs, pulses); });
+}
+
+bool CDTAcqView::StartSweep(std::span<std::byte> sweep) {
+    DataRoad road;
+    road.sweep = sweep;
     const bool pulses = m_settings.m_bDigitalTrigOut && m_bDigitalOutput;
     return OnHost([&](CDTHost& host) { return host.Start(road, m_nDacs, pulses); });
 }

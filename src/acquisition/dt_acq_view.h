@@ -37,10 +37,20 @@ class CDTAcqView : public CAcqView {
     virtual bool NeedsExternalTrigger() const = 0;
     // DTstart and DTstop; both wait for the board's thread.
     bool StartBoard();
+    // The same for a single buffer, whose samples go into the sweep.
+    bool StartSweep(std::span<std::byte> sweep);
     void StopBoard();
     // After a recording with data: the next one plays the next of the sequence.
     void AdvanceSequence();
     void FillDocument(CAcqDoc& doc) const override;
+    // What an interface has of its own: the scans of a buffer, the outputs that play, and what they play.
+    virtual size_t ScansOfBuffer() const { return WantedBufferScans(); }
+    virtual int OutputsInUse() const { return static_cast<int>(m_settings.m_nDacInUse); }
+    virtual bool BuildStimulus(const DacRange& range);
+    double OutputKHz() const { return m_dOutputKHz; }
+    // Hands codes of the outputs to the board, at most outputBufferSamples. False, told to the user, where it
+    // takes none.
+    bool Queue(std::span<const int32_t> codes);
 
   private:
     bool OnHost(const std::function<bool(CDTHost&)>& work);
@@ -53,7 +63,6 @@ class CDTAcqView : public CAcqView {
     bool BuildOutput();
     bool BuildPulses(const DacRange& range);
     bool BuildFile(const DacRange& range);
-    bool Queue(std::span<const int32_t> codes);
 
     std::unique_ptr<Board> m_pBoard;
     std::unique_ptr<CDTThread> m_pThread;

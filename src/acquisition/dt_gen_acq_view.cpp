@@ -6,6 +6,8 @@
 #include <cmath>
 #include <utility>
 
+#include "acquisition/acq_faults.h"
+
 namespace kymora {
 
 namespace {
@@ -20,24 +22,6 @@ constexpr const char* shortSpanText = "The trigger came {:.6g} ms after arming. 
                                       "The marker \"trigger\" stands where it came.";
 constexpr int firstTickMs = 1, tickMs = 1000, watchMs = 1000;
 constexpr double mostPreTriggerBytes = 512e6;
-
-struct FaultText {
-    AcqMessage message;
-    const char* text;
-};
-constexpr FaultText faultTexts[] = {
-    {AcqMessage::overrun, "Buffer overrun in attempting to save data to disk. Recording stopped."},
-    {AcqMessage::boardOverrun, "Overrun Error on input (reduce sample frequency)"},
-    {AcqMessage::boardUnderrun, "Underrun Error on output (reduce sample frequency)"},
-    {AcqMessage::nullBuffer, "NULL buffer in ADC BufferDone."},
-    {AcqMessage::bufferNotFilled, "Acquisition buffer not filled."},
-    {AcqMessage::queueDone, "The board had no buffer left. Recording stopped."},
-    {AcqMessage::boardGone,
-     "The board does not answer any more. Recording stopped; what came until then is stored."},
-    {AcqMessage::boardRefused,
-     "The board refused a buffer. Recording stopped; what came until then is stored."},
-    {AcqMessage::storageFailed, ""},  // told when the storage thread has ended
-};
 
 }  // namespace
 
@@ -255,7 +239,7 @@ void CDTGenAcqView::StopFor(AcqMessage message, const std::string& text) {
 // --- messages ---
 
 bool CDTGenAcqView::TakeFault() {
-    for (const auto& [message, text] : faultTexts)
+    for (const auto& [message, text] : acqFaults)
         if (m_mailbox.Take(message)) {
             StopFor(message, text);
             return true;

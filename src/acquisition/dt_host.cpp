@@ -310,8 +310,19 @@ void CDTHost::OnBufferDone() {
     BoardBuffer* buffer = nullptr;
     if (m_board.GetBuffer(Subsystem::adc, buffer) != boardGood) return StopFor(AcqMessage::boardRefused);
     if (!buffer) return StopFor(AcqMessage::nullBuffer);
+    if (!m_road.sweep.empty()) return TakeSweep(*buffer);
     Pass(*buffer);
     if (m_board.PutBuffer(Subsystem::adc, buffer) != boardGood) StopFor(AcqMessage::boardRefused);
+}
+
+void CDTHost::TakeSweep(BoardBuffer& buffer) {
+    const bool isFilled = buffer.valid >= buffer.samples && buffer.bytes.size() >= m_road.sweep.size();
+    if (isFilled) std::copy_n(buffer.bytes.begin(), m_road.sweep.size(), m_road.sweep.begin());
+    const bool isBack = m_board.PutBuffer(Subsystem::adc, &buffer) == boardGood;
+    Stop();
+    m_mailbox.Post(!isFilled ? AcqMessage::bufferNotFilled
+                   : isBack  ? AcqMessage::dataReady
+                             : AcqMessage::boardRefused);
 }
 
 void CDTHost::Pass(const BoardBuffer& buffer) {

@@ -20,6 +20,8 @@ struct DataRoad {
     CPipe* store = nullptr;
     CPipe* display = nullptr;                     // null: nobody looks
     std::atomic<bool>* skippedDisplay = nullptr;  // set where the display pipe was full
+    // The single-shot form: the samples of one buffer go here, the board stops, and no pipe is used.
+    std::span<std::byte> sweep{};
 };
 
 struct HostWords {
@@ -83,6 +85,7 @@ class CDTHost {
     bool PulseDigitalOutput();
     void OnBufferDone();
     void Pass(const BoardBuffer& buffer);
+    void TakeSweep(BoardBuffer& buffer);
     void StopFor(AcqMessage message);
 
     Board& m_board;

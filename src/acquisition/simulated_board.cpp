@@ -11,6 +11,7 @@ namespace {
 
 constexpr double masterClock = 20e6, slowest = 0.01, fastest = 1e6;  // Hz
 constexpr float volts = 10.0f;
+constexpr uint64_t noiseOfStart = 0x9E3779B97F4A7C15u;
 
 bool IsAt(const std::optional<int64_t>& fault, int64_t scan) { return fault && scan >= *fault; }
 
@@ -105,9 +106,9 @@ void SimulatedBoard::Begin(Side& side) {
     if (&side != &m_sides[0]) return;
     m_start = Clock::now();
     m_bStalled = false;
-    m_inputs.emplace(
-        SimulatedSampling{m_settings.input, m_codes, side.channels, side.frequency, m_settings.seed},
-        [this](int output, double seconds) { return Output(output, seconds); });
+    m_inputs.emplace(SimulatedSampling{m_settings.input, m_codes, side.channels, side.frequency,
+                                       m_settings.seed + noiseOfStart * m_nStarts++},
+                     [this](int output, double seconds) { return Output(output, seconds); });
 }
 
 BoardStatus SimulatedBoard::Start(Subsystem subsystem) {

@@ -92,6 +92,7 @@ class SimulatedBoard : public BufferedBoard {
     std::optional<SimulatedInputs> m_inputs;
     Clock::time_point m_start, m_armedAt;
     bool m_bStalled = false, m_bPlayed = false;
+    uint64_t m_nStarts = 0;          // its noise is another one each time
     int64_t m_nPlayed = 0;           // samples of an output that have passed in buffers that are done
     std::array<double, 2> m_held{};  // volts of the outputs, as they were set last
     std::atomic<bool> m_bTriggered{false};

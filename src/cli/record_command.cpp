@@ -7,6 +7,7 @@
 #include "cli/near_names.h"
 #include "cli/operation_settings.h"
 #include "cli/record_preview.h"
+#include "cli/record_refractory.h"
 #include "cli/record_run.h"
 #include "document/file_identity.h"
 #include "recording/acquisition_settings_fields.h"
@@ -73,6 +74,7 @@ class RecordCommand : public Subcommand {
              "source and trigger: input, bits, encoding, triggerTrace, triggerLevel, "
              "triggerDirection, preTrigger",
              &settings_},
+            {"--json", "", "of a refractory search: its sweeps and thresholds as one JSON object", &json_},
             {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_},
             {"--preview", "OUT",
              "what the outputs will play, at the rate of the source where one is named, and record "
@@ -87,7 +89,7 @@ class RecordCommand : public Subcommand {
         if (index_ || hasFamily_) Refuse("--sequence and --family are for --preview OUT.");
         if (!request_.source.empty()) return Record(context);
         if (!saved_) Refuse("Recording needs --source NAME and -o OUT; --save-config OUT writes settings.");
-        if (output_ || request_.seconds) Refuse("-o and --seconds need --source NAME.");
+        if (output_ || request_.seconds || json_) Refuse("-o, --seconds and --json need --source NAME.");
         if (FoldedExtension(*saved_) != std::string(".") + adcDacExtension)
             Refuse("--save-config takes the extension .kymr-cfg.");
         AcquisitionSettings settings = Begin(context);
@@ -98,9 +100,9 @@ class RecordCommand : public Subcommand {
 
   private:
     void Preview(SubcommandContext& context) {
-        if (output_ || request_.seconds || saved_)
-            Refuse("--preview records nothing and writes no settings: leave -o, --seconds and --save-config "
-                   "out.");
+        if (output_ || request_.seconds || saved_ || json_)
+            Refuse("--preview records nothing and writes no settings: leave -o, --seconds, --json and "
+                   "--save-config out.");
         if (index_ && *index_ < 0) Refuse("--sequence takes a number from 0.");
         AcquisitionSettings settings = Begin(context);
         for (const Setting& setting : OthersThanSource()) Set(settings, setting.key, setting.value);
@@ -129,17 +131,39 @@ class RecordCommand : public Subcommand {
             Refuse("-o takes the extension .kymr-rec.");
         if (request_.seconds && !(*request_.seconds >= 0.0 && *request_.seconds <= mostSeconds))
             Refuse("--seconds takes 0 to 1e9.");
-        if (type_ && TypeOf(*type_) != RecordingType::board)
-            Refuse("Boards record by settings of the type general.");
+        const RecordingType type = TypeToRecord(context);
+        const bool isRefractory = AcquisitionSettings(type).IsRefractory();
+        if (type != RecordingType::board && !isRefractory)
+            Refuse("Boards record by settings of the types general, refractory-auto and refractory-manual.");
+        if (isRefractory && request_.seconds)
+            Refuse("A sweep of this type lasts sweepDur: leave --seconds out.");
+        if (json_ && !isRefractory) Refuse("--json is for the refractory types.");
         request_.config = config_;
         request_.sourceSettings.simulated.seed = context.session.seed;
         const std::vector<Setting> others = OthersThanSource();
         for (const auto& setting : others)
             if (request_.seconds && setting.key == "timeLimit")
                 Refuse("--seconds and --set timeLimit are the same setting: give one of them.");
-        RunRecording(context, request_, [&](AcquisitionSettings& settings) {
+        const auto change = [&](AcquisitionSettings& settings) {
             for (const auto& [key, value] : others) Set(settings, key, value);
-        });
+        };
+        if (isRefractory)
+            RunRefractory(context, request_, type, json_, change);
+        else
+            RunRecording(context, request_, change);
+    }
+
+    // That of the command line, or of the configuration; what is wrong with that one is told when it is
+    // loaded.
+    RecordingType TypeToRecord(SubcommandContext& context) const {
+        if (type_) return TypeOf(*type_);
+        if (!config_) return RecordingType::board;
+        try {
+            const RecordingType read = ReadConfiguration(context.session, *config_).settings.m_eRecordingType;
+            return AcquisitionSettings(read).IsRefractory() ? read : RecordingType::board;
+        } catch (const ConfigurationError&) {
+            return RecordingType::board;
+        }
     }
 
     bool SetOfSource(const Setting& setting) {
@@ -180,6 +204,7 @@ class RecordCommand : public Subcommand {
     std::optional<int64_t> index_;
     bool hasFamily_ = false;
     TrainEditor trains_;
+    bool json_ = false;
 };
 
 }  // namespace

@@ -52,10 +52,8 @@ class TerminalRecording {
 
     // No setting is passed over in silence.
     void CheckKeys() {
+        CheckKeysOfBoard(request_);
         for (const std::string& key : request_.keysSet) {
-            if (IsOfSimulatedBoard(key) && request_.source != simulatedSource)
-                throw CommandError(exitUsage,
-                                   fmt::format("\"{}\" is a setting of the simulated board.", key));
             if (!IsOfSimulatedBoard(key) && view_.Trigger() != TriggerMode::internal)
                 context_.host.Message(fmt::format("\"{}\" does not count: trigMode is not internal.", key));
         }
@@ -63,8 +61,6 @@ class TerminalRecording {
 
     void Prepare() {
         CheckKeys();
-        if (const std::string fault = SourceSettingsFault(request_.sourceSettings); !fault.empty())
-            throw CommandError(exitUsage, fault);
         const bool keepsOne = view_.Saving() == SaveMode::byHand || view_.Saving() == SaveMode::appendByHand;
         if (view_.Trigger() == TriggerMode::external && view_.m_settings.m_bRearm && keepsOne)
             throw CommandError(exitUsage,
@@ -146,6 +142,14 @@ std::unique_ptr<Board> NamedBoard(const std::string& source, const SourceSetting
     throw CommandError(exitUsage,
                        fmt::format("There is no source \"{}\".{} kymora sources lists those there are.",
                                    source, DidYouMean(NearNames(source, names))));
+}
+
+void CheckKeysOfBoard(const RecordRequest& request) {
+    for (const std::string& key : request.keysSet)
+        if (IsOfSimulatedBoard(key) && request.source != simulatedSource)
+            throw CommandError(exitUsage, fmt::format("\"{}\" is a setting of the simulated board.", key));
+    if (const std::string fault = SourceSettingsFault(request.sourceSettings); !fault.empty())
+        throw CommandError(exitUsage, fault);
 }
 
 void RunRecording(SubcommandContext& context, const RecordRequest& request,

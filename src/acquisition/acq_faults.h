@@ -1,0 +1,26 @@
+#pragma once
+// What ends a recording, in words for the user.
+
+#include "acquisition/acq_messages.h"
+
+namespace kymora {
+
+struct AcqFault {
+    AcqMessage message;
+    const char* text;
+};
+inline constexpr AcqFault acqFaults[] = {
+    {AcqMessage::overrun, "Buffer overrun in attempting to save data to disk. Recording stopped."},
+    {AcqMessage::boardOverrun, "Overrun Error on input (reduce sample frequency)"},
+    {AcqMessage::boardUnderrun, "Underrun Error on output (reduce sample frequency)"},
+    {AcqMessage::nullBuffer, "NULL buffer in ADC BufferDone."},
+    {AcqMessage::bufferNotFilled, "Acquisition buffer not filled."},
+    {AcqMessage::queueDone, "The board had no buffer left. Recording stopped."},
+    {AcqMessage::boardGone,
+     "The board does not answer any more. Recording stopped; what came until then is stored."},
+    {AcqMessage::boardRefused,
+     "The board refused a buffer. Recording stopped; what came until then is stored."},
+    {AcqMessage::storageFailed, ""},  // told when the storage thread has ended
+};
+
+}  // namespace kymora
