@@ -23,6 +23,10 @@ enum class AcqMessage : uint32_t {
     queueDone,
     boardGone,
     boardRefused,  // an operation of it failed while it ran
+    // Of a source that is no board.
+    sourceEnded = 0x83EC,  // by itself, as it may
+    sourceFault,           // the words are the source's
+    sourceRemark,          // words for the user; it goes on
 };
 
 // What the interface thread runs in: an event loop of a window, of the terminal, or of a test.

@@ -21,6 +21,10 @@ constexpr const char* anotherRecordsText =
     "Another recording is under way. Stop it, or close its window, before you start this one.";
 constexpr const char* noMemoryText = "There is not enough memory for what the disk could fall behind. Record "
                                      "fewer channels, or at a lower rate.";
+constexpr const char* noRoomText =
+    "There is no room for a recording on the disk. Make some, or record to another disk.";
+constexpr const char* otherFileText =
+    "{} is another file than at the start of the recording and is not replaced. Save under another name.";
 constexpr auto storagePatience = std::chrono::milliseconds(500);
 constexpr auto storageLook = std::chrono::milliseconds(20);
 
@@ -93,6 +97,31 @@ std::optional<double> CAcqView::DiskSeconds() const {
     return DiskWatch(m_session.files, folder, BytesPerSecond()).SecondsLeft();
 }
 
+bool CAcqView::CheckDisk() {
+    const auto seconds = DiskSeconds();
+    if (m_bDisplayOnly || !seconds || *seconds > 1.0) return true;
+    Fail(noRoomText);
+    return false;
+}
+
+bool CAcqView::IsDiskFull() {
+    const auto left = m_bDisplayOnly ? std::nullopt : DiskSeconds();
+    if (!left) return false;
+    if (*left <= 0.0) return true;
+    const double needed = static_cast<double>(m_nScansPerSweep - StoredScans()) / (FrequencyKHz() * 1000.0);
+    if (m_bWarnedOfDisk || *left > DiskWatch::warningSeconds || *left > needed) return false;
+    m_bWarnedOfDisk = true;
+    GetHost().Message(
+        fmt::format("The disk has room for another {} of this recording.", DurationText(*left)));
+    return false;
+}
+
+bool CAcqView::MaySaveAs() {
+    if (m_saveAs.empty() || m_session.files.Stamp(m_saveAs) == m_saveAsStamp) return true;
+    GetHost().Failure(fmt::format(otherFileText, m_saveAs.string()));
+    return false;
+}
+
 void CAcqView::OnPause() {
     const AcqState state = State();
     if (state == AcqState::displayPaused) return SetState(m_beforePause);
@@ -144,7 +173,8 @@ bool CAcqView::MakePipes(size_t bufferScans) {
         Fail(slowTimebaseText);
         return false;
     }
-    const double slots = std::ceil(pipeSeconds * 1000.0 * FrequencyKHz() / static_cast<double>(bufferScans));
+    const double slots =
+        std::ceil(PipeSeconds() * 1000.0 * FrequencyKHz() / static_cast<double>(bufferScans));
     const size_t slotBytes = bufferScans * m_nScanBytes;
     try {
         m_pStorePipe =
@@ -226,6 +256,28 @@ void CAcqView::DiscardSamples() {
     } catch (const FileError& error) {
         // Gone already, or its folder is.
         GetHost().Log(std::string(error.what()) + "\n");
+    }
+}
+
+void CAcqView::FillTraces(CAcqDoc& doc) const {
+    const std::vector<int> active = ActiveChannels();
+    doc.m_eRecordingType = m_settings.m_eRecordingType;
+    doc.m_nChannels = static_cast<uint32_t>(active.size());
+    doc.m_dSampleInterval = m_settings.m_dSampleInterval;
+    doc.fileComment = m_settings.notes;
+    doc.view.viewStart = 0.0;
+    doc.view.viewEnd = m_settings.displaySpan;
+    for (size_t i = 0; i < active.size(); ++i) {
+        const AcquisitionChannel& channel = m_settings.channels[static_cast<size_t>(active[i])];
+        doc.m_dChannelGain[i] = channel.m_dChanGain;
+        TraceSettings& trace = doc.traces[i];
+        trace.axisTop = channel.axisA;
+        trace.axisBottom = channel.axisB;
+        trace.traceLabel = channel.label;
+        trace.traceColour = channel.colour;
+        trace.traceUnits = "V";
+        trace.traceGain = channel.m_dChanGain;
+        if (!channel.note.empty()) trace.axisLabel = channel.note;
     }
 }
 

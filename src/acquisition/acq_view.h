@@ -3,6 +3,7 @@
 // the way of samples to the display. It has no window; one, the terminal or a test drives it by an event loop
 // and hears of it as an observer. Everything here is called on the interface thread.
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -73,8 +74,24 @@ class CAcqView : protected AcqEventLoop::Target {
     // Whether the last recording ended otherwise than it should have.
     bool HasFailed() const { return m_bFailed; }
 
+    // In place of the question for a name; empty: it is asked. And what may be replaced there.
+    std::filesystem::path m_saveAs;
+    std::optional<FileStamp> m_saveAsStamp;
+
+    // --- buttons; false where nothing came of it, which the user was told ---
+    virtual bool OnAcqStart() = 0;
+    virtual void OnAcqStop() = 0;
+    // The same, and nothing begins by itself afterwards.
+    virtual void StopForGood() = 0;
+    virtual bool OnSave() = 0;
     // The pause button: the display stands, the recording goes on.
     void OnPause();
+
+    // Nothing runs, and nothing will begin by itself.
+    virtual bool HasEnded() const { return IsIdle(); }
+    // Samples were stored, and are in no file yet.
+    bool HasUnsaved() const { return m_bUnsaved; }
+    const std::string& StatusText() const { return m_strStatus; }
 
   protected:
     // As long as a disk may stall before samples are lost, and a second for what the stall itself holds up.
@@ -89,6 +106,17 @@ class CAcqView : protected AcqEventLoop::Target {
     // False, told to the user, while another interface records.
     bool MayRecord();
     double FrequencyKHz() const { return 1.0 / m_settings.m_dSampleInterval; }
+    // False, told to the user, where the disk has no room.
+    bool CheckDisk();
+    // Warns of a disk that will be full, and answers whether the recording has to stop for it.
+    bool IsDiskFull();
+    static constexpr const char* diskFullText =
+        "The disk is almost full. Recording stopped; what came until now is stored.";
+    static constexpr const char* someSkippedText =
+        "Some data were skipped in the real-time display but all data were stored successfully.";
+    static constexpr int watchMs = 1000;  // between looks at the disk
+    // False, told to the user, where m_saveAs is another file than it was at the start.
+    bool MaySaveAs();
     double BytesPerSecond() const;
     void Fail(std::string_view text);
 
@@ -99,6 +127,8 @@ class CAcqView : protected AcqEventLoop::Target {
     bool ComputeSweep();
     // As many scans as a buffer should have, so that the display moves and a crash loses little.
     size_t WantedBufferScans() const;
+    // So long a stall of the disk the storage pipe holds, s of recorded time.
+    virtual double PipeSeconds() const { return pipeSeconds; }
     // Makes pipes of such buffers. False, told to the user, where the display would stand still.
     bool MakePipes(size_t bufferScans);
     // Opens the temporary file, unless samples are not written, and starts the storage thread.
@@ -111,6 +141,8 @@ class CAcqView : protected AcqEventLoop::Target {
     void DiscardSamples();
     // What the document says of the source.
     virtual void FillDocument(CAcqDoc& doc) const = 0;
+    // What it says of the active channels, whatever the source.
+    void FillTraces(CAcqDoc& doc) const;
     void OnDataReady(uint32_t count);
 
     std::unique_ptr<CAcqDoc> m_pDoc;
@@ -125,6 +157,9 @@ class CAcqView : protected AcqEventLoop::Target {
     bool m_bSkippedAny = false;                // during this recording
     std::optional<uint64_t> m_nBeforeTrigger;  // bytes, of the recording that has ended
     bool m_bFailed = false;
+    bool m_bUnsaved = false;
+    bool m_bWarnedOfDisk = false;
+    std::string m_strStatus;
     bool m_bSaveFailed = false;  // the samples stay in their temporary file
     AcqObserver* m_pObserver = nullptr;
 

@@ -2,10 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <span>
 
+#include "acquisition/com_port_id.h"
 #include "acquisition/comedi_board.h"
+#include "acquisition/port_audio.h"
 #include "results/aligned_table.h"
 #include "results/json_writer.h"
 
@@ -39,6 +43,16 @@ Field BoundChoice(const char* key, std::span<const std::string_view> words, T& v
     return field;
 }
 
+Field BoundText(const char* key, std::string& value) {
+    Field field;
+    field.key = field.label = key;
+    field.kind = FieldKind::text;
+    field.load = [&value](Field& to) { to.text = value; };
+    field.store = [&value](const Field& from) { value = from.text; };
+    field.load(field);
+    return field;
+}
+
 constexpr const char* comediWord = "comedi";
 constexpr int comediDevices = 16;
 
@@ -68,9 +82,19 @@ AcquisitionSource Described(const std::string& name, const std::string& kind, Bo
     return source;
 }
 
+AcquisitionSource PlainSource(std::string_view kind, const std::string& shown, int channels, int bits) {
+    AcquisitionSource source;
+    source.name = source.kind = kind;
+    source.board = shown;
+    source.inputs.channels = channels;
+    source.inputs.resolutionBits = bits;
+    return source;
+}
+
 void WriteSource(JsonWriter& json, const AcquisitionSource& source) {
     json.BeginObject();
     json.Member("name", source.name);
+    if (!source.setting.empty()) json.Member("setting", source.setting);
     json.Member("kind", source.kind);
     json.Member("board", source.board);
     json.Member("inputs", source.inputs.channels);
@@ -96,6 +120,40 @@ std::vector<AcquisitionSource> ListSources() {
     return sources;
 }
 
+InputDevices ListInputDevices() {
+    InputDevices found;
+    const CComPortID ports;
+    for (const ComPort& port : ports.Ports()) {
+        AcquisitionSource source = PlainSource(serialSource, port.Shown(), CArdAcqView::mostChannels, 10);
+        source.inputs.voltLow = 0.0f;
+        source.inputs.voltHigh = 5.0f;
+        source.rates = {1000.0 / arduinoIntervals.front(), 1000.0 / arduinoIntervals.back()};
+        source.setting = "port=" + port.path;
+        found.sources.push_back(std::move(source));
+    }
+    if (found.sources.empty()) found.missing.push_back("There is no serial port.");
+    const auto sound = MakeSoundSystem();
+    const size_t before = found.sources.size();
+    for (const SoundDevice& device : sound ? sound->Devices() : std::vector<SoundDevice>()) {
+        if (device.inputs < 1) continue;
+        AcquisitionSource source = PlainSource(soundSource, device.name, std::min(device.inputs, 2), 16);
+        source.inputs.voltLow = source.inputs.voltHigh = std::numeric_limits<float>::quiet_NaN();
+        source.rates = {device.usualRate, device.usualRate};
+        source.setting = "device=" + device.name;
+        found.sources.push_back(std::move(source));
+    }
+    if (!sound)
+        found.missing.push_back(noSoundLibraryText);
+    else if (found.sources.size() == before)
+        found.missing.push_back("There is no sound input.");
+    return found;
+}
+
+RecordingType TypeOfSource(std::string_view name) {
+    if (name == serialSource) return RecordingType::arduino;
+    return name == soundSource ? RecordingType::microphone : RecordingType::board;
+}
+
 std::unique_ptr<Board> OpenSource(std::string_view name, const SourceSettings& settings) {
     if (name == simulatedSource) return std::make_unique<SimulatedBoard>(settings.simulated);
     return OpenComedi(std::string(name));
@@ -110,7 +168,11 @@ std::vector<Field> SourceFields(SourceSettings& settings) {
             Bound("triggerTrace", FieldKind::integer, 1, 16, trigger.trace),
             Bound("triggerLevel", FieldKind::number, -1e9, 1e9, trigger.level),
             BoundChoice("triggerDirection", directionWords, trigger.isFalling),
-            Bound("preTrigger", FieldKind::number, 0, 1e9, trigger.preTriggerMs)};
+            Bound("preTrigger", FieldKind::number, 0, 1e9, trigger.preTriggerMs),
+            BoundText("port", settings.serial.port),
+            Bound("boardBits", FieldKind::integer, 1, 16, settings.serial.bits),
+            Bound("boardVolts", FieldKind::number, 1e-3, 1e3, settings.serial.volts),
+            BoundText("device", settings.soundDevice)};
 }
 
 std::optional<std::string> SetSourceSetting(SourceSettings& settings, std::string_view key,
@@ -132,7 +194,11 @@ std::vector<std::string> SourceSettingKeys() {
     return keys;
 }
 
-bool IsOfSimulatedBoard(std::string_view key) { return key == "input" || key == "bits" || key == "encoding"; }
+std::string_view SourceOfSetting(std::string_view key) {
+    if (key == "input" || key == "bits" || key == "encoding") return simulatedSource;
+    if (key == "port" || key == "boardBits" || key == "boardVolts") return serialSource;
+    return key == "device" ? soundSource : std::string_view();
+}
 
 std::string SourceSettingsFault(const SourceSettings& settings) {
     return settings.simulated.bits > 16 && settings.simulated.encoding == 1
@@ -140,22 +206,34 @@ std::string SourceSettingsFault(const SourceSettings& settings) {
                : "";
 }
 
-std::string SourcesText(const std::vector<AcquisitionSource>& sources) {
-    AlignedTable table("lllrrrl");
-    table.Add({"name", "board", "kind", "inputs", "outputs", "bits", "rates (Hz)"});
-    for (const AcquisitionSource& source : sources)
+std::string SourcesText(const std::vector<AcquisitionSource>& sources,
+                        const std::vector<std::string>& missing) {
+    AlignedTable table("lllrrrll");
+    table.Add({"name", "board", "kind", "inputs", "outputs", "bits", "rates (Hz)", "setting"});
+    for (const AcquisitionSource& source : sources) {
+        const FrequencyRange& rates = source.rates;
         table.Add({source.name, source.board, source.kind, std::to_string(source.inputs.channels),
                    std::to_string(source.outputChannels), std::to_string(source.inputs.resolutionBits),
-                   fmt::format("{:g} to {:g}", source.rates.least, source.rates.greatest)});
-    return table.Text();
+                   rates.least == rates.greatest ? fmt::format("{:g}", rates.least)
+                                                 : fmt::format("{:g} to {:g}", rates.least, rates.greatest),
+                   source.setting});
+    }
+    std::string text = table.Text();
+    for (const std::string& one : missing) text += one + "\n";
+    return text;
 }
 
-void WriteSourcesJson(OutputSink& sink, const std::vector<AcquisitionSource>& sources) {
+void WriteSourcesJson(OutputSink& sink, const std::vector<AcquisitionSource>& sources,
+                      const std::vector<std::string>& missing) {
     JsonWriter json(sink);
     json.BeginObject();
     json.Key("sources");
     json.BeginArray();
     for (const AcquisitionSource& source : sources) WriteSource(json, source);
+    json.EndArray();
+    json.Key("missing");
+    json.BeginArray();
+    for (const std::string& one : missing) json.Value(one);
     json.EndArray();
     json.EndObject();
     json.Finish();

@@ -114,13 +114,6 @@ bool CDTAcqView::CheckChannels() {
     return fault.empty();
 }
 
-bool CDTAcqView::CheckDisk() {
-    const auto seconds = DiskSeconds();
-    if (m_bDisplayOnly || !seconds || *seconds > 1.0) return true;
-    Fail("There is no room for a recording on the disk. Make some, or record to another disk.");
-    return false;
-}
-
 bool CDTAcqView::ConfigureBoard() {
     const std::vector<int> active = ActiveChannels();
     double interval = m_settings.m_dSampleInterval;
@@ -249,30 +242,12 @@ void CDTAcqView::StopBoard() {
 }
 
 void CDTAcqView::FillDocument(CAcqDoc& doc) const {
-    const std::vector<int> active = ActiveChannels();
-    doc.m_eRecordingType = m_settings.m_eRecordingType;
+    FillTraces(doc);
     doc.m_strBoardName = m_strBoardName;
     doc.m_fVoltHigh = m_adc.voltHigh;
     doc.m_fVoltLow = m_adc.voltLow;
     doc.m_nEncoding = m_format.bytesPerSample == 4 ? wideSamples : static_cast<uint32_t>(m_adc.encoding);
     doc.m_nResolutionBits = m_adc.resolutionBits;
-    doc.m_nChannels = static_cast<uint32_t>(active.size());
-    doc.m_dSampleInterval = m_settings.m_dSampleInterval;
-    doc.fileComment = m_settings.notes;
-    doc.view.viewStart = 0.0;
-    doc.view.viewEnd = m_settings.displaySpan;
-    for (size_t i = 0; i < active.size(); ++i) {
-        const AcquisitionChannel& channel = m_settings.channels[static_cast<size_t>(active[i])];
-        doc.m_dChannelGain[i] = channel.m_dChanGain;
-        TraceSettings& trace = doc.traces[i];
-        trace.axisTop = channel.axisA;
-        trace.axisBottom = channel.axisB;
-        trace.traceLabel = channel.label;
-        trace.traceColour = channel.colour;
-        trace.traceUnits = "V";
-        trace.traceGain = channel.m_dChanGain;
-        if (!channel.note.empty()) trace.axisLabel = channel.note;
-    }
 }
 
 }  // namespace kymora

@@ -56,7 +56,6 @@ class CDTAcqView : public CAcqView {
     bool OnHost(const std::function<bool(CDTHost&)>& work);
     bool CheckScreen();
     bool CheckChannels();
-    bool CheckDisk();
     bool ConfigureBoard();
     bool ConfigureOutputs();
     bool OpenOutputFile();

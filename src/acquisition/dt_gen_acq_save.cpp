@@ -22,8 +22,6 @@ constexpr const char* closedAppendFileText = "You seem to have closed the Append
 constexpr const char* noBaseNameText =
     "There is no base name for files that are saved by themselves. Set an autosave base name first.";
 
-constexpr const char* otherFileText =
-    "{} is another file than at the start of the recording and is not replaced. Save under another name.";
 constexpr const char* keptText =
     "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";
 
@@ -52,10 +50,7 @@ bool CDTGenAcqView::SaveFirst() {
     const bool isFileEach = Saving() == SaveMode::fileEach;
     const bool isNamedByBase =
         isFileEach || (m_saveAs.empty() && (m_settings.m_bPresetName || Saving() == SaveMode::append));
-    if (!isNamedByBase && !m_saveAs.empty() && files.Stamp(m_saveAs) != m_saveAsStamp) {
-        GetHost().Failure(fmt::format(otherFileText, m_saveAs.string()));
-        return false;
-    }
+    if (!isNamedByBase && !MaySaveAs()) return false;
     if (isNamedByBase && base.empty()) {
         GetHost().Failure(noBaseNameText);
         return false;

@@ -12,15 +12,11 @@ namespace kymora {
 
 namespace {
 
-constexpr const char* someSkippedText =
-    "Some data were skipped in the real-time display but all data were stored successfully.";
-constexpr const char* diskFullText =
-    "The disk is almost full. Recording stopped; what came until now is stored.";
 constexpr const char* triggerLabel = "trigger";
 constexpr const char* shortSpanText = "The trigger came {:.6g} ms after arming. Of the {:.6g} ms before it "
                                       "that were asked for, so many are kept. "
                                       "The marker \"trigger\" stands where it came.";
-constexpr int firstTickMs = 1, tickMs = 1000, watchMs = 1000;
+constexpr int firstTickMs = 1, tickMs = 1000;
 constexpr double mostPreTriggerBytes = 512e6;
 
 }  // namespace
@@ -269,23 +265,10 @@ void CDTGenAcqView::OnWake() {
 
 void CDTGenAcqView::OnTimer(int id) {
     if (id == repeatTimer) OnRepeatTick();
-    if (id == watchTimer) WatchDisk();
-}
-
-void CDTGenAcqView::WatchDisk() {
-    const auto left = DiskSeconds();
-    if (!left || m_bDisplayOnly || !IsTaking()) return;
-    if (*left <= 0.0) {
-        m_bFailed = true;
-        StopRecording();
-        Fail(diskFullText);
-        return;
-    }
-    const double needed = static_cast<double>(ScansPerSweep() - StoredScans()) / (FrequencyKHz() * 1000.0);
-    if (m_bWarnedOfDisk || *left > DiskWatch::warningSeconds || *left > needed) return;
-    m_bWarnedOfDisk = true;
-    GetHost().Message(
-        fmt::format("The disk has room for another {} of this recording.", DurationText(*left)));
+    if (id != watchTimer || !IsTaking() || !IsDiskFull()) return;
+    m_bFailed = true;
+    StopRecording();
+    Fail(diskFullText);
 }
 
 // --- repeats ---

@@ -41,33 +41,27 @@ class CDTGenAcqView : public CDTAcqView {
     // Stops what runs. What nobody saved is gone; what could not be saved stays in its temporary file.
     ~CDTGenAcqView() override;
 
-    InternalTriggerSettings m_trigger;       // of trigger mode 3
-    std::filesystem::path m_saveAs;          // in place of the question for a name; empty: it is asked
-    std::optional<FileStamp> m_saveAsStamp;  // what may be replaced there
+    InternalTriggerSettings m_trigger;  // of trigger mode 3
     // Whether the file that is appended to is still open; as it comes, whether it is there.
     std::function<bool(const std::filesystem::path&)> m_isOpen;
 
-    // --- buttons; false where nothing came of it, which the user was told ---
-    bool OnAcqStart();  // Start, Arm, Disarm
-    void OnAcqStop();
+    // --- buttons ---
+    bool OnAcqStart() override;  // Start, Arm, Disarm
+    void OnAcqStop() override;
     // The same, and neither is the trigger armed again nor does another episode follow.
-    void StopForGood();
-    bool OnSave();  // Save, Append
+    void StopForGood() override;
+    bool OnSave() override;  // Save, Append
     void OnDone();
 
     const char* StartButton() const;
     const char* SaveButton() const { return m_nAppendCount > 0 ? "Append" : "Save"; }
-    const std::string& StatusText() const { return m_strStatus; }
     TriggerMode Trigger() const { return static_cast<TriggerMode>(m_settings.m_nTrigMode); }
     // Repeated recordings save themselves.
     SaveMode Saving() const;
     int EpisodesDone() const { return m_nEpisode; }
     // Recordings that have gone into the present file.
     int AppendCount() const { return m_nAppendCount; }
-    // Nothing runs, and nothing will begin by itself.
-    bool HasEnded() const { return IsIdle() && !m_bRearming; }
-    // Samples were stored, and are in no file yet.
-    bool HasUnsaved() const { return m_bUnsaved; }
+    bool HasEnded() const override { return IsIdle() && !m_bRearming; }
 
   protected:
     bool NeedsExternalTrigger() const override;
@@ -98,7 +92,6 @@ class CDTGenAcqView : public CDTAcqView {
     void EndSeries();
     void OnRepeatTick();
     void ShowStatus();
-    void WatchDisk();
 
     bool SaveFirst();
     bool Append();
@@ -108,12 +101,9 @@ class CDTGenAcqView : public CDTAcqView {
     int m_nElapsed = -1;  // ticks since the last start
     int m_nAppendCount = 0;
     std::filesystem::path m_appendFile;
-    bool m_bUnsaved = false;
     bool m_bRearming = false;  // the trigger will be armed in a moment
     bool m_bEnding = false;
     bool m_bTriggerNoted = false;
-    bool m_bWarnedOfDisk = false;
-    std::string m_strStatus;
 };
 
 }  // namespace kymora

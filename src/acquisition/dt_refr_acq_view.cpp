@@ -8,6 +8,7 @@
 
 #include "acquisition/acq_faults.h"
 #include "recording/output_pulse_buffers.h"
+#include "recording/recording_save.h"
 
 namespace kymora {
 
@@ -245,7 +246,7 @@ void CDTRefrAcqView::OnDeleteAll() {
 
 // --- saving ---
 
-bool CDTRefrAcqView::OnSave(const std::filesystem::path& path) {
+bool CDTRefrAcqView::OnSave() {
     if (AcceptedCount() == 0) {
         Fail("No sweep was accepted, so that there is nothing to save.");
         return false;
@@ -254,6 +255,13 @@ bool CDTRefrAcqView::OnSave(const std::filesystem::path& path) {
         Fail("Channels or rate were changed since these sweeps. Set them back to save.");
         return false;
     }
+    if (!m_saveAs.empty()) return MaySaveAs() && SaveTo(m_saveAs);
+    const auto path = GetHost().ChooseSaveFile(
+        {"Save data to file", "Kymora recording (*.kymr-rec)|*.kymr-rec||", recordingExtension + 1, {}});
+    return path && SaveTo(WithRecordingExtension(*path));
+}
+
+bool CDTRefrAcqView::SaveTo(const std::filesystem::path& path) {
     CAcqDoc doc(GetSession());
     FillDocument(doc);
     try {

@@ -44,7 +44,12 @@ class CDTRefrAcqView : public CDTAcqView {
     void OnClear();
     void OnDeleteAll();
     // The accepted sweeps as a recording of episodes.
-    bool OnSave(const std::filesystem::path& path);
+    bool OnSave() override;
+    // Start of an automatic search, Try of one by hand; both end with Stop.
+    bool OnAcqStart() override { return IsAutomatic() ? OnStart() : OnTry(); }
+    void OnAcqStop() override { OnStop(); }
+    void StopForGood() override { OnStop(); }
+    bool IsAutomatic() const { return m_settings.m_eRecordingType == RecordingType::refractoryAutomatic; }
 
     const std::vector<Sweep>& Sweeps() const { return m_sweeps; }
     size_t AcceptedCount() const;
@@ -73,6 +78,7 @@ class CDTRefrAcqView : public CDTAcqView {
     void Judge(Sweep& sweep);
     void GoOn();
     std::vector<float> Monitored(const Sweep& sweep) const;
+    bool SaveTo(const std::filesystem::path& path);
     void WriteSweeps(CAcqDoc& doc, const std::filesystem::path& path);
 
     std::unique_ptr<RefractorySearch> m_pSearch;  // of an automatic search

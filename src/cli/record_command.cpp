@@ -14,6 +14,7 @@
 #include "recording/adc_dac_configuration.h"
 #include "recording/pulse_train.h"
 #include "recording/recording_header.h"
+#include "recording/wave_file.h"
 
 namespace kymora {
 namespace {
@@ -53,6 +54,10 @@ class RecordCommand : public Subcommand {
         return {
             "kymora record --source simulated --set input=preparation --seconds 10 -o out.kymr-rec",
             "kymora record --source simulated --config protocol.kymr-cfg -o out.kymr-rec",
+            "kymora record --source serial --set port=/dev/ttyACM0 --set channelCount=2 --seconds 60 -o "
+            "out.kymr-rec",
+            "kymora record --source sound --set secondChannel=1 --set sampleInterval=0.025 --seconds 60 -o "
+            "out.wav",
             "kymora record --set channel1.chanGain=1000 --set timeLimit=300 --save-config protocol.kymr-cfg",
             "kymora record --config protocol.kymr-cfg --set dacInUse=1 --set dac1.pulseCount=1 "
             "--set dac1.pulse1.plateau=0.5 --save-config stimulus.kymr-cfg",
@@ -72,7 +77,7 @@ class RecordCommand : public Subcommand {
             {"--set", "KEY=VALUE",
              "a setting, in the order given: of the configuration (kymora info OUT lists all), or of "
              "source and trigger: input, bits, encoding, triggerTrace, triggerLevel, "
-             "triggerDirection, preTrigger",
+             "triggerDirection, preTrigger, port, boardBits, boardVolts, device",
              &settings_},
             {"--json", "", "of a refractory search: its sweeps and thresholds as one JSON object", &json_},
             {"--save-config", "OUT", "write the settings (.kymr-cfg) and record nothing", &saved_},
@@ -127,14 +132,19 @@ class RecordCommand : public Subcommand {
         if (saved_) Refuse("--save-config records nothing: leave it or --source out.");
         if (!output_) Refuse("Recording needs -o OUT.");
         request_.output = *output_;
-        if (FoldedExtension(request_.output) != recordingExtension)
-            Refuse("-o takes the extension .kymr-rec.");
+        const bool isSound = request_.source == soundSource;
+        const std::string extension = FoldedExtension(request_.output);
+        if (extension != recordingExtension && !(isSound && extension == waveExtension))
+            Refuse(fmt::format("-o takes the extension .kymr-rec{}.", isSound ? " or .wav" : ""));
         if (request_.seconds && !(*request_.seconds >= 0.0 && *request_.seconds <= mostSeconds))
             Refuse("--seconds takes 0 to 1e9.");
         const RecordingType type = TypeToRecord(context);
         const bool isRefractory = AcquisitionSettings(type).IsRefractory();
-        if (type != RecordingType::board && !isRefractory)
-            Refuse("Boards record by settings of the types general, refractory-auto and refractory-manual.");
+        if (const RecordingType own = TypeOfSource(request_.source);
+            type != own && !(isRefractory && own == RecordingType::board))
+            Refuse(fmt::format("--source {} records by settings of the type {}.", request_.source,
+                               own == RecordingType::board ? "general, refractory-auto or refractory-manual"
+                                                           : RecordingTypeWord(own)));
         if (isRefractory && request_.seconds)
             Refuse("A sweep of this type lasts sweepDur: leave --seconds out.");
         if (json_ && !isRefractory) Refuse("--json is for the refractory types.");
@@ -153,16 +163,17 @@ class RecordCommand : public Subcommand {
             RunRecording(context, request_, change);
     }
 
-    // That of the command line, or of the configuration; what is wrong with that one is told when it is
-    // loaded.
+    // That of the command line, of a configuration of the refractory protocol, or the source's own; what else
+    // is wrong with a configuration is told when it is loaded.
     RecordingType TypeToRecord(SubcommandContext& context) const {
+        const RecordingType own = TypeOfSource(request_.source);
         if (type_) return TypeOf(*type_);
-        if (!config_) return RecordingType::board;
+        if (!config_) return own;
         try {
             const RecordingType read = ReadConfiguration(context.session, *config_).settings.m_eRecordingType;
-            return AcquisitionSettings(read).IsRefractory() ? read : RecordingType::board;
+            return AcquisitionSettings(read).IsRefractory() ? read : own;
         } catch (const ConfigurationError&) {
-            return RecordingType::board;
+            return own;
         }
     }
 

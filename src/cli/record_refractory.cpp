@@ -34,7 +34,7 @@ class TerminalSearch {
         if (!isStarted) throw CommandError(exitFailed, "");
         Attend();
         if (!IsAutomatic() && !view_.HasFailed()) view_.OnAccept();
-        const bool isSaved = view_.AcceptedCount() > 0 && Save();
+        const bool isSaved = view_.AcceptedCount() > 0 && view_.OnSave();
         if (asJson)
             WriteJson(isSaved);
         else if (IsAutomatic())
@@ -58,15 +58,16 @@ class TerminalSearch {
     }
 
     void Prepare() {
-        CheckKeysOfBoard(request_);
+        CheckKeysOfSource(request_);
         for (const std::string& key : request_.keysSet)
-            if (!IsOfSimulatedBoard(key))
+            if (SourceOfSetting(key).empty())
                 throw CommandError(exitUsage,
                                    fmt::format("\"{}\" is a setting of the internal trigger, which "
                                                "this protocol does not have.",
                                                key));
         context_.MayReplace(request_.output);
-        stamp_ = context_.files.Stamp(request_.output);
+        view_.m_saveAs = request_.output;
+        view_.m_saveAsStamp = context_.files.Stamp(request_.output);
         CheckNoSideCar(context_.files, request_.output);
         view_.m_temporaryFolder = request_.output.has_parent_path() ? request_.output.parent_path() : ".";
     }
@@ -90,14 +91,6 @@ class TerminalSearch {
         const double all = double{r.m_fTrialDelay0} - r.m_fTrialDelayMin;
         const double done = all > 0.0 ? (double{r.m_fTrialDelay0} - view_.DelayNow()) / all : 0.0;
         progress_->Update(static_cast<uint64_t>(std::clamp(done, 0.0, 1.0) * progressSteps));
-    }
-
-    bool Save() {
-        if (context_.files.Stamp(request_.output) == stamp_) return view_.OnSave(request_.output);
-        context_.host.Failure(
-            fmt::format("{} is another file than at the start of the search and is not replaced.",
-                        request_.output.string()));
-        return false;
     }
 
     void WriteTable() const {
@@ -154,7 +147,6 @@ class TerminalSearch {
     RecordingType type_;
     PlainLoop loop_;
     CDTRefrAcqView view_;
-    std::optional<FileStamp> stamp_;
     std::unique_ptr<Progress> progress_;
 };
 

@@ -26,8 +26,8 @@ struct RecordRequest {
 
 // The board of a source. Throws CommandError where there is none.
 std::unique_ptr<Board> NamedBoard(const std::string& source, const SourceSettings& settings);
-// Throws CommandError where a key of the simulated board was set for another one.
-void CheckKeysOfBoard(const RecordRequest& request);
+// No setting is passed over in silence. Throws CommandError where a key of another source was set.
+void CheckKeysOfSource(const RecordRequest& request);
 
 // Records until the limit is reached, all episodes are done, or the user interrupts, which keeps what was
 // recorded. `change` gets the settings of the configuration. Throws CommandError.

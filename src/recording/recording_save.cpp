@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "host/form.h"
+#include "recording/wave_file.h"
 
 namespace kymora {
 
@@ -16,10 +19,23 @@ bool AskComment(CAcqDoc& doc) {
     return true;
 }
 
-void SaveVisible(CAcqDoc& doc, const std::filesystem::path& target) {
+RecordingSpan VisibleSpan(CAcqDoc& doc) {
     doc.GetDisplaySettingsFromView();
-    const double end = doc.view.viewEnd > doc.view.viewStart ? doc.view.viewEnd : doc.UsualViewEnd();
-    WriteRecordingPart(doc, target, {doc.view.viewStart, end});
+    return {doc.view.viewStart,
+            doc.view.viewEnd > doc.view.viewStart ? doc.view.viewEnd : doc.UsualViewEnd()};
+}
+
+void SaveVisible(CAcqDoc& doc, const std::filesystem::path& target) {
+    WriteRecordingPart(doc, target, VisibleSpan(doc));
+}
+
+void SaveWave(CAcqDoc& doc, const std::filesystem::path& target, bool isVisible) {
+    const int64_t end = doc.TemporaryPath().empty() ? doc.GetLength() : doc.StoredScans();
+    if (!isVisible) return WriteWaveFile(doc, target, 0, end);
+    const RecordingSpan span = VisibleSpan(doc);
+    const int64_t first = std::clamp<int64_t>(doc.PositionOf(span.startMs), 0, end);
+    WriteWaveFile(doc, target, first,
+                  std::clamp<int64_t>(doc.PositionOf(span.endMs) + 1, first, end) - first);
 }
 
 void SaveWhole(CAcqDoc& doc, const std::filesystem::path& target, const RecordingSave& how) {
@@ -42,6 +58,13 @@ FileRequest RecordingFileRequest(const std::filesystem::path& suggestion) {
             suggestion};
 }
 
+FileRequest SoundFileRequest() {
+    return {"Save data to file?",
+            "Kymora recording (*.kymr-rec)|*.kymr-rec|WAV audio (*.wav)|*.wav||",
+            recordingExtension + 1,
+            {}};
+}
+
 std::filesystem::path WithRecordingExtension(std::filesystem::path path) {
     if (FoldedExtension(path) != recordingExtension) path += recordingExtension;
     return path;
@@ -50,12 +73,16 @@ std::filesystem::path WithRecordingExtension(std::filesystem::path path) {
 std::optional<std::filesystem::path> SaveRecording(CAcqDoc& doc, uint32_t command, const RecordingSave& how) {
     Host& host = doc.GetHost();
     std::optional<std::filesystem::path> target = how.presetName;
-    if (how.presetName.empty()) target = host.ChooseSaveFile(RecordingFileRequest());
+    if (how.presetName.empty())
+        target = host.ChooseSaveFile(doc.IsWave() ? SoundFileRequest() : RecordingFileRequest());
     if (!target) return {};
     const bool isVisible = command == saveVisibleCommand;
-    const auto named = WithRecordingExtension(*target);
+    const bool isWave = doc.IsWave() && FoldedExtension(*target) == waveExtension;
+    const auto named = isWave ? *target : WithRecordingExtension(*target);
     try {
-        if (isVisible)
+        if (isWave)
+            SaveWave(doc, named, isVisible);
+        else if (isVisible)
             SaveVisible(doc, named);
         else
             SaveWhole(doc, named, how);

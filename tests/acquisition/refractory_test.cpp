@@ -178,7 +178,8 @@ TEST_F(RefractoryEngine, TheThresholdsAreThoseOfTheFormula) {
         EXPECT_EQ(found.spikes, 2);
         delay -= 4.0f;
     }
-    ASSERT_TRUE(nerve->OnSave(out)) << host.LastMessage();
+    nerve->m_saveAs = out;
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
     const auto doc = Saved();
     const auto& marks = doc->eventChannels[0].Events();
     EXPECT_EQ(doc->m_nEncoding, 2u);
@@ -214,7 +215,7 @@ TEST_F(RefractoryEngine, ByHandAmplitudeAndDelayStep) {
     nerve->OnClear();
     EXPECT_EQ(nerve->Sweeps().size(), 1u);
     nerve->OnDeleteAll();
-    EXPECT_FALSE(nerve->OnSave(out));
+    EXPECT_FALSE(nerve->OnSave());
     EXPECT_EQ(files.Count(), 0u);
 }
 
