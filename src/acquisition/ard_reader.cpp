@@ -106,7 +106,8 @@ bool ArdReader::ShakeHands() {
 
 void ArdReader::Stream() {
     while (!m_bStopReader) {
-        const size_t count = m_port.ReadSome(std::span(m_slot).subspan(m_nFilled));
+        const auto room = std::span(m_slot).subspan(m_nFilled);
+        const size_t count = m_port.ReadSome(room);
         if (m_bStopReader) return;
         if (count == 0) return m_mailbox.Post(AcqMessage::sourceEnded);
         Watch(count);
@@ -115,7 +116,7 @@ void ArdReader::Stream() {
             if (!Pass(m_slot)) return;
             m_nFilled = 0;
         }
-        if (count < fewBytes && count < m_slot.size()) m_port.Pause(rest);
+        if (count < fewBytes && count < room.size()) m_port.Pause(rest);
     }
 }
 

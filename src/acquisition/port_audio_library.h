@@ -32,8 +32,8 @@ struct PortAudioStreamInfo {  // PaStreamInfo
     double sampleRate;
 };
 
-inline constexpr int portAudioGood = 0, portAudioInvalidRate = -9997, portAudioUnavailable = -9985,
-                     portAudioLostInput = -9981, portAudioNoSamples = -9980;
+inline constexpr int portAudioGood = 0, portAudioInvalidRate = -9997, portAudioLostInput = -9981,
+                     portAudioNoSamples = -9980;
 inline constexpr unsigned long portAudioInt16 = 0x8, portAudioUInt8 = 0x20;
 
 struct PortAudioLibrary {
