@@ -42,6 +42,7 @@ void ToggleHoverCard(Frame& frame) {
     option = option == 0 ? 1 : 0;
     emit frame.SettingsChanged();
 }
+bool IsPlaying(const Frame& frame) { return frame.IsPlaying(); }
 bool IsFullScreen(const Frame& frame) { return frame.isFullScreen(); }
 
 constexpr unsigned group = startsGroup, asks = asksFirst;
@@ -69,6 +70,7 @@ constexpr FrameCommand table[] = {
 
     {"tool-bar", "&View", "Tool bar", "Shows the tool bar", nullptr, IsToolBarShown, Run<&Frame::ToggleToolBar>, group},
     {"full-screen", "&View", "Full screen\tF11", "Gives the window the whole screen, and takes it back", nullptr, IsFullScreen, Run<&Frame::ToggleFullScreen>},
+    {"play-visible", "&View", "Play visible recorded data\tF12", "Plays what is shown of the selected traces, or of the first two, through the sound output; once more ends it", HasActive, IsPlaying, Run<&Frame::OnPlayVisible>},
     {"hover-card", "&View", "Details beside the &mouse", "Tells what lies under the mouse once it rests there", nullptr, HasHoverCard, ToggleHoverCard},
     {"theme-system", "&View/Window colours", "As the system", "Windows take the colours of the desktop", nullptr, HasTheme<Theme::system>, SetTheme<Theme::system>},
     {"theme-light", "&View/Window colours", "Light", "Bright windows", nullptr, HasTheme<Theme::light>, SetTheme<Theme::light>},

@@ -2,9 +2,11 @@
 
 #include <QStandardPaths>
 
+#include "acquisition/port_audio.h"
 #include "acquisition/windows/recording_window.h"
 #include "app/desktop_host.h"
 #include "app/main_frame.h"
+#include "app/view_playback.h"
 #include "host/file_names.h"
 #include "recording/adc_dac_configuration.h"
 #include "widgets/text.h"
@@ -51,6 +53,18 @@ RecordingWindow& CMainFrame::OpenRecorder() {
 }
 
 void CMainFrame::OnRecord() { OpenRecorder(); }
+
+void CMainFrame::OnPlayVisible() {
+    if (playback_) return delete playback_.data();
+    try {
+        playback_ = new ViewPlayback(ActiveChild()->Widget(), MakeSoundSystem());
+    } catch (const SoundError& error) {
+        return GetSession().host.Failure(error.what());
+    }
+    connect(playback_, &ViewPlayback::Ended, this, [this](const QString& fault) {
+        if (!fault.isEmpty()) GetSession().host.Failure(fault.toStdString());
+    });
+}
 
 bool CMainFrame::MayEndRecording() { return !recorder_ || recorder_->MayClose(); }
 

@@ -34,6 +34,7 @@ class MultiBatchWindow;
 class OperationWindows;
 struct BatchOrder;
 class RecordingWindow;
+class ViewPlayback;
 class TransformStep;
 
 class CMainFrame : public QMainWindow {
@@ -101,6 +102,9 @@ class CMainFrame : public QMainWindow {
     void OnConvertToText();
     void OnFileProperties();
     void OnRecord();
+    // Plays what the view in front shows, or ends that.
+    void OnPlayVisible();
+    bool IsPlaying() const { return !playback_.isNull(); }
     void OnGeneralOptions();
     void OnRetainSettings();
     void OnExit();
@@ -250,6 +254,7 @@ class CMainFrame : public QMainWindow {
     QPointer<MultiBatchWindow> batchList_;
     std::unique_ptr<Desk> desk_;
     QPointer<RecordingWindow> recorder_;
+    QPointer<ViewPlayback> playback_;
     bool isTransforming_ = false;
     std::vector<std::pair<const Command*, QAction*>> viewActions_;
     std::vector<std::pair<const FrameCommand*, QAction*>> frameActions_;

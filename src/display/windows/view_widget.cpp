@@ -142,6 +142,7 @@ ViewWidget::~ViewWidget() { Release(); }
 
 void ViewWidget::Release() {
     if (std::exchange(isReleased_, true)) return;
+    emit Released();
     view_.SetWindow(nullptr);
     // An edit that loses the focus when it goes has nothing left to tell.
     for (QLineEdit* edit : {startEdit_, timebaseEdit_, endEdit_}) {

@@ -71,6 +71,7 @@ class ViewWidget : public QWidget, public ViewWindow {
     void DocumentChanged(UpdateHint hint);
     void StatusChanged(const QString& text);  // what is under the mouse; empty when it is outside of the plot
     void ViewChanged();                       // viewport, settings or samples
+    void Released();                          // the view is let go
 
   protected:
     bool event(QEvent* event) override;

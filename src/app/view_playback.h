@@ -1,0 +1,42 @@
+#pragma once
+// Plays what a view shows, with a line in it at what is heard.
+
+#include <QObject>
+#include <QTimer>
+#include <memory>
+
+#include "acquisition/sound_player.h"
+
+namespace kymora {
+
+class ViewWidget;
+
+// The traces that are played: of the selected axes, where there are none of all that are shown; the first
+// two.
+std::vector<int> PlayedTraces(const ViewWidget& widget);
+
+class ViewPlayback : public QObject {
+    Q_OBJECT
+
+  public:
+    // Begins. It goes with the widget, at the end, and where the view gets another window. Throws SoundError.
+    ViewPlayback(ViewWidget& widget, std::shared_ptr<SoundSystem> sound);
+    ~ViewPlayback() override;
+
+    int64_t Position() const { return player_->Position(); }
+
+  signals:
+    // It has ended by itself; the text says why where it has failed.
+    void Ended(const QString& fault);
+
+  private:
+    void Follow();
+
+    ViewWidget& widget_;
+    std::shared_ptr<SoundSystem> sound_;
+    std::unique_ptr<SoundPlayer> player_;
+    QWidget* line_;
+    QTimer timer_;
+};
+
+}  // namespace kymora
