@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "display/windows/view_widget.h"
+#include "recording/acq_doc.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -23,7 +24,10 @@ std::vector<int> PlayedTraces(const ViewWidget& widget) {
     const auto isSelected = [&](int axis) {
         return plot.settings.m_axes[static_cast<size_t>(axis)].m_bSelected;
     };
-    const bool hasSelected = std::any_of(plot.shownAxes.begin(), plot.shownAxes.end(), isSelected);
+    const auto* const recording = dynamic_cast<const CAcqDoc*>(&plot.doc);
+    const bool isSound = recording && recording->IsWave();
+    const bool hasSelected =
+        !isSound && std::any_of(plot.shownAxes.begin(), plot.shownAxes.end(), isSelected);
     std::vector<int> traces;
     for (const int axis : plot.shownAxes)
         if (!hasSelected || isSelected(axis))

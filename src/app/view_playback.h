@@ -11,8 +11,8 @@ namespace kymora {
 
 class ViewWidget;
 
-// The traces that are played: of the selected axes, where there are none of all that are shown; the first
-// two.
+// The traces that are played, two at most: of the selected axes; where there are none, and of sound, of all
+// that are shown.
 std::vector<int> PlayedTraces(const ViewWidget& widget);
 
 class ViewPlayback : public QObject {
