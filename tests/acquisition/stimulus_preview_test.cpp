@@ -1,5 +1,6 @@
 #include "acquisition/stimulus_preview.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <cmath>
