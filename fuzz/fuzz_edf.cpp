@@ -1,5 +1,5 @@
-// Any bytes as an EDF file: opened, read at both ends and in the middle, in one piece and sample by sample,
-// and its annotations listed.
+// Any bytes as an EDF or BDF file: opened, read at both ends and in the middle, in one piece and sample by
+// sample, and its annotations listed.
 
 #include <cstdlib>
 #include <cstring>
@@ -7,7 +7,7 @@
 
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
-#include "import/edf_doc.h"
+#include "import/bdf_doc.h"
 
 namespace {
 
@@ -45,10 +45,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kymora::OpenRequest request(kymora::OpenFor::reading);
     if (size % 2 == 1) request.settings["annotations"] = "separate";
     const auto* bytes = reinterpret_cast<const std::byte*>(data);
-    files.Put("/x.edf", {bytes, bytes + size});
-    kymora::CEDFDoc doc(session);
-    if (!doc.OnOpenDocument("/x.edf", request)) return 0;
-    if (doc.GetLength() < 1 || doc.traceCount < 1 || doc.traceCount > 16) std::abort();
+    const bool isBdf = size > 0 && data[0] == 0xFF;
+    const char* path = isBdf ? "/x.bdf" : "/x.edf";
+    files.Put(path, {bytes, bytes + size});
+    const std::unique_ptr<kymora::CEDFDoc> opened =
+        isBdf ? std::make_unique<kymora::CBDFDoc>(session) : std::make_unique<kymora::CEDFDoc>(session);
+    kymora::CEDFDoc& doc = *opened;
+    if (!doc.OnOpenDocument(path, request)) return 0;
+    if (doc.GetLength() < 1 || doc.traceCount < 1 || doc.traceCount > (isBdf ? 128 : 16)) std::abort();
     for (const int64_t from : {int64_t{0}, doc.GetLength() / 2, doc.GetLength() - 100}) Read(doc, from);
     CheckEvents(doc);
     doc.AnnotationList();

@@ -18,6 +18,7 @@ enum FileType : int {
     typePicoMat = 15,
     typeRecording = 16,
     typeAxograph = 17,
+    typeBdf = 20,
 };
 
 }  // namespace kymora

@@ -80,7 +80,8 @@ class TalWalk {
         : file_(file), header_(header), visit_(visit) {
         for (const int index : header.annotationSignals) {
             const EdfSignal& signal = header.Signal(index);
-            slices_.push_back({signal.sliceOffset, signal.sliceOffset + 2 * signal.samplesPerRecord, 0});
+            slices_.push_back(
+                {signal.sliceOffset, signal.sliceOffset + header.NumberBytes() * signal.samplesPerRecord, 0});
         }
         // Neighbours are read together.
         for (size_t s = slices_.size(); s-- > 0;) {

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "host/form.h"
+#include "import/channel_choice.h"
 
 namespace kymora {
 
@@ -26,34 +27,13 @@ std::string SignalText(const EdfHeader& header, const EdfSignal& signal, size_t 
     return text;
 }
 
-int64_t CountOfChecks(const Form& form) {
-    const auto& checks = form["signals"].checks;
-    return std::count_if(checks.begin(), checks.end(), [](uint8_t check) { return check != 0; });
-}
-
-// The rule of the chooser about the number of its check marks.
-std::string FaultOfChecks(const Form& form) {
-    const int64_t count = CountOfChecks(form);
-    if (count == 0) return "You need at least 1 data trace selected.";
-    if (count > maxEdfTraces)
-        return fmt::format(
-            "Kymora can handle a maximum of 16 data traces. Please deselect at least {} channels.",
-            count - maxEdfTraces);
-    return {};
-}
-
-void ShowCount(Form& form) {
-    form["count"].text = fmt::format("{} of {} signals are checked. At most {} can be traces.",
-                                     CountOfChecks(form), form["signals"].checks.size(), maxEdfTraces);
-}
-
 std::string WithColons(std::string time) {
     std::replace(time.begin(), time.end(), '.', ':');
     return time;
 }
 
 std::string SummaryText(const EdfHeader& header) {
-    return fmt::format("{}: {} records of {:.9g} s, from {} {}", EdfTypeText(header.type), header.dataRecords,
+    return fmt::format("{}: {} records of {:.9g} s, from {} {}", EdfTypeText(header), header.dataRecords,
                        header.recordDuration, EdfDateText(header.startDate), WithColons(header.startTime));
 }
 
@@ -73,46 +53,23 @@ std::vector<std::vector<std::string>> SignalRows(const EdfHeader& header) {
 
 std::optional<std::vector<int>> ChooseEdfSignalsByDialog(Session& session, const EdfHeader& header,
                                                          const std::vector<int>& proposed) {
-    Form form("Choose Channels");
-    form.AddNote("file", SummaryText(header));
-    std::vector<std::string> names;
-    for (const int index : header.ordinarySignals)
-        names.push_back(SignalText(header, header.Signal(index), names.size() + 1));
-    std::vector<uint8_t> checks(names.size(), 0);
-    if (proposed.empty())
-        std::fill_n(checks.begin(), std::min<size_t>(checks.size(), maxEdfTraces), uint8_t{1});
-    for (size_t i = 0; i < checks.size(); ++i)
-        if (std::find(proposed.begin(), proposed.end(), header.ordinarySignals[i]) != proposed.end())
-            checks[i] = 1;
-    form.AddCheckList("signals", "Channels to show as traces", std::move(names), std::move(checks),
-                      "Signals of different rates share the finest common sample interval, so that choosing "
-                      "signals of like rates saves time and memory.")
-        .Search();
-    form.AddNote("count", {});
-    ShowCount(form);
-    form.onChange = ShowCount;
-    form.AddAction(
-        "clearChecks", "Clear checks from all channels",
-        [](Form& asked) {
-            auto& marks = asked["signals"].checks;
-            std::fill(marks.begin(), marks.end(), uint8_t{0});
-            ShowCount(asked);
-        },
-        "Takes all check marks away.");
-    form.AddAction(
-        "details", "File details...",
-        [&](Form&) {
-            Form details = EdfInfoForm(session, header, {});
-            session.host.AskForm(details);
-        },
-        "Shows the header of the file: patient, recording, date, and each signal with its filter and "
-        "transducer.");
-    form.validate = FaultOfChecks;
-    if (!session.host.AskForm(form)) return {};
-    std::vector<int> chosen;
-    const auto& marks = form["signals"].checks;
-    for (size_t i = 0; i < header.ordinarySignals.size(); ++i)
-        if (marks[i] != 0) chosen.push_back(header.ordinarySignals[i]);
+    ChannelQuestion question{"signals", SummaryText(header), "Channels to show as traces",
+                             "Signals of different rates share the finest common sample interval, so that "
+                             "choosing signals of like rates saves time and memory."};
+    question.most = header.MostTraces();
+    const auto& ordinary = header.ordinarySignals;
+    for (size_t i = 0; i < ordinary.size(); ++i) {
+        question.names.push_back(SignalText(header, header.Signal(ordinary[i]), i + 1));
+        if (std::find(proposed.begin(), proposed.end(), ordinary[i]) != proposed.end())
+            question.proposed.push_back(static_cast<int>(i));
+    }
+    question.showDetails = [&] {
+        Form details = EdfInfoForm(session, header, {});
+        session.host.AskForm(details);
+    };
+    auto chosen = AskChannels(session, question);
+    if (chosen)
+        for (int& place : *chosen) place = ordinary[static_cast<size_t>(place)];
     return chosen;
 }
 
@@ -138,8 +95,8 @@ std::optional<bool> AskSeparateAnnotations(Session& session, int64_t count) {
 }
 
 Form EdfInfoForm(Session& session, const EdfHeader& header, std::function<std::string()> annotations) {
-    Form form("EDF File Details");
-    form.AddNote("type", EdfTypeText(header.type), "File type");
+    Form form(fmt::format("{} File Details", header.Name()));
+    form.AddNote("type", EdfTypeText(header), "File type");
     form.AddNote("records", std::to_string(header.dataRecords), "Number of records");
     form.AddNote("duration", fmt::format("{:.9g} s", header.recordDuration), "Record duration");
     form.AddNote("patient", header.patient, "Patient");

@@ -29,8 +29,8 @@ constexpr uint64_t bytesPerGapOfTrace = 16;
 }  // namespace
 
 void CEDFDoc::Load() {
-    if (FoldCase(filePath.string()).find(".edf") == std::string::npos)
-        throw OpenError("You must select a .edf file");
+    if (FoldCase(filePath.string()).find(Extension()) == std::string::npos)
+        throw OpenError(fmt::format("You must select a {} file", Extension()));
     sampleFile = OpenReadOnly();
     list_.reset();
     header_ = ReadEdfHeader(*sampleFile);
@@ -49,18 +49,22 @@ void CEDFDoc::Load() {
     SetTimeBase();
     EdfEventCollector collected(axis_.sampleInterval, annotationBytes + sampleFile->Length() / 2);
     ReadAnnotations(collected);
-    reader_ = std::make_unique<EdfSampleReader>(*sampleFile, header_, samplesPerRecord_);
+    reader_ = MakeEdfSampleReader(*sampleFile, header_, samplesPerRecord_);
     canFold_ = !chosen_.empty() && std::all_of(chosen_.begin(), chosen_.end(), [this](int signal) {
         return EdfFoldIsExact(header_.Signal(signal).scale);
     });
-    Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_.type),
-                     header_.signals.size(), header_.dataRecords, header_.recordDuration));
+    Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_), header_.signals.size(),
+                     header_.dataRecords, header_.recordDuration));
     FillModel();
     ReadOwnSideCar(sideCar, std::move(recalled), collected);
+    const bool isBare = !HoldsEvents();
     ProcessAnnots(collected, AskLayout(collected));
+    if (isBare && !chosen_.empty()) AddFileEvents();
 }
 
-void CEDFDoc::Note(const std::string& text) const { GetHost().Log("EDF: " + text + "\n"); }
+void CEDFDoc::Note(const std::string& text) const {
+    GetHost().Log(fmt::format("{}: {}\n", header_.Name(), text));
+}
 
 // The chooser of signals has shown what the file is.
 void CEDFDoc::AfterLoad() {
@@ -135,8 +139,8 @@ void CEDFDoc::SetTimeBase() {
     const double wholeMs = axis_.sampleInterval * static_cast<double>(longestRecording);
     if (!(axis_.sampleInterval > 0.0) || !std::isfinite(wholeMs))
         throw OpenError(
-            fmt::format("The data records of this EDF file last {} s. No sample interval can be made of it.",
-                        header_.recordDuration));
+            fmt::format("The data records of this {} file last {} s. No sample interval can be made of it.",
+                        header_.Name(), header_.recordDuration));
 }
 
 // --- the time axis ---
@@ -154,7 +158,7 @@ void CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
         return;
     }
     if (timeline.HasTooManyGaps())
-        throw OpenError("This EDF file has more gaps between its data records than can be handled.");
+        throw OpenError("This file has more gaps between its data records than can be handled.");
     if (timeline.IsTooLong()) Tell(tooLongText);
     if (timeline.Overlaps() != 0)
         Note(fmt::format(
@@ -193,6 +197,13 @@ void CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timelin
     if (damaged != 0) Note(fmt::format("{} annotations are damaged and were left out", damaged));
     if (!startsCount) timeline.AddContiguous(header_.dataRecords);
     for (; startsCount && known < header_.dataRecords; ++known) timeline.AddRecord(std::nullopt);
+}
+
+int64_t CEDFDoc::PositionOfRecord(int64_t record) const {
+    const auto run = std::upper_bound(runEndRecords_.begin(), runEndRecords_.end(), record);
+    const auto k = static_cast<int>(run - runEndRecords_.begin());
+    const int64_t firstOfRun = k == 0 ? 0 : runEndRecords_[static_cast<size_t>(k) - 1];
+    return runs_.PlaceOf(2 * k).runStart + (record - firstOfRun) * samplesPerRecord_;
 }
 
 // --- the model ---

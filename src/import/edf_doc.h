@@ -37,6 +37,14 @@ class CEDFDoc : public CDataDoc {
     std::optional<double> GetStartClock() const override;
 
   protected:
+    virtual const char* Extension() const { return ".edf"; }
+    // Adds what the file tells of events beside its annotations. Not called where the side-car holds events.
+    virtual void AddFileEvents() {}
+    int64_t SamplesPerRecord() const { return samplesPerRecord_; }
+    // Where a data record begins in the recording.
+    int64_t PositionOfRecord(int64_t record) const;
+    void Note(const std::string& text) const;
+
     void Load() override;
     void AfterLoad() override;
     void ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces) override;
@@ -58,7 +66,6 @@ class CEDFDoc : public CDataDoc {
     void WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
     void FillModel();
     TraceSettings DescribedTrace(int trace) const;
-    void Note(const std::string& text) const;
 
     // edf_side_car.cpp
     struct Recalled;

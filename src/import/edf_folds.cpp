@@ -19,12 +19,14 @@ constexpr int64_t recordBytesAtOnce = 1 << 18;
 constexpr int64_t samplesWorthAThread = 1 << 18;
 constexpr size_t stretchesWorthAThread = 512;
 
+template <typename Number>
 struct ValueRange {
-    int16_t low, high;
+    Number low, high;
 };
 
-ValueRange RangeOf(const int16_t* numbers, int64_t count) {
-    int16_t low = numbers[0], high = numbers[0];
+template <typename Number>
+ValueRange<Number> RangeOf(const Number* numbers, int64_t count) {
+    Number low = numbers[0], high = numbers[0];
     for (int64_t i = 1; i < count; ++i) {
         low = std::min(low, numbers[i]);
         high = std::max(high, numbers[i]);
@@ -32,7 +34,7 @@ ValueRange RangeOf(const int16_t* numbers, int64_t count) {
     return {low, high};
 }
 
-float ValueOf(int16_t number, const EdfFold& fold) {
+float ValueOf(int32_t number, const EdfFold& fold) {
     const float value = fold.signal->scale.Apply(number);
     return fold.gain == 1.0 ? value : static_cast<float>(value / fold.gain);
 }
@@ -55,10 +57,11 @@ void ForSlots(int64_t into, int64_t count, int64_t slotLength, Part part) {
     }
 }
 
-void FoldNumbers(const int16_t* numbers, int64_t count, int64_t into, int64_t slotLength,
+template <typename Number>
+void FoldNumbers(const Number* numbers, int64_t count, int64_t into, int64_t slotLength,
                  const EdfFold& fold) {
     ForSlots(into, count, slotLength, [&](int64_t slot, int64_t at, int64_t n) {
-        const ValueRange range = RangeOf(numbers + at, n);
+        const auto range = RangeOf(numbers + at, n);
         // A negative scale or gain turns the two around.
         Widen(fold, slot, ValueOf(range.low, fold));
         Widen(fold, slot, ValueOf(range.high, fold));
@@ -68,18 +71,19 @@ void FoldNumbers(const int16_t* numbers, int64_t count, int64_t into, int64_t sl
 }  // namespace
 
 bool EdfFoldIsExact(const EdfScale& scale) {
-    return std::isfinite(scale.Apply(-32768)) && std::isfinite(scale.Apply(32767));
+    return std::isfinite(scale.Apply(-(1 << 23))) && std::isfinite(scale.Apply(1 << 23));
 }
 
 // Half of the signals are left to a second reader on a thread of its own where the work is worth it and the
 // file is read signal by signal. The slots of two signals never meet.
-void EdfSampleReader::Fold(int64_t from, int64_t count, int64_t endRecord, int64_t into, int64_t slotLength,
-                           std::span<const EdfFold> folds) {
-    const bool bySlices = 2 * std::min(count, samplesPerRecord_) >= sliceWorthACall;
+template <typename Number>
+void EdfNumbersReader<Number>::Fold(int64_t from, int64_t count, int64_t endRecord, int64_t into,
+                                    int64_t slotLength, std::span<const EdfFold> folds) {
+    const bool bySlices = numberBytes * std::min(count, samplesPerRecord_) >= sliceWorthACall;
     if (folds.size() < 2 || !bySlices || count * static_cast<int64_t>(folds.size()) < samplesWorthAThread)
         return FoldAlone(from, count, endRecord, into, slotLength, folds);
     const size_t half = folds.size() / 2;
-    EdfSampleReader other(file_, header_, samplesPerRecord_);
+    EdfNumbersReader other(file_, header_, samplesPerRecord_);
     auto rest = std::async(std::launch::async, [&] {
         other.FoldAlone(from, count, endRecord, into, slotLength, folds.subspan(half));
     });
@@ -87,8 +91,9 @@ void EdfSampleReader::Fold(int64_t from, int64_t count, int64_t endRecord, int64
     rest.get();
 }
 
-void EdfSampleReader::FoldAlone(int64_t from, int64_t count, int64_t endRecord, int64_t into,
-                                int64_t slotLength, std::span<const EdfFold> folds) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldAlone(int64_t from, int64_t count, int64_t endRecord, int64_t into,
+                                         int64_t slotLength, std::span<const EdfFold> folds) {
     std::vector<EdfFold> direct, slower;
     for (const EdfFold& fold : folds) (fold.signal->expansionFactor == 1 ? direct : slower).push_back(fold);
     std::vector<EdfPiece> pieces;
@@ -97,7 +102,7 @@ void EdfSampleReader::FoldAlone(int64_t from, int64_t count, int64_t endRecord, 
     const int64_t step = std::max(foldedAtOnce / samplesPerRecord_, int64_t{1}) * samplesPerRecord_;
     for (int64_t done = 0; done < count;) {
         const Range part{from + done, std::min(count - done, step - (from + done) % step)};
-        const int64_t slice = 2 * std::min(part.count, samplesPerRecord_);
+        const int64_t slice = numberBytes * std::min(part.count, samplesPerRecord_);
         if (!direct.empty() && slice < sliceWorthACall && !SlicesAreCheaper(part, pieces))
             FoldRecords(part, into + done, slotLength, direct);
         else
@@ -108,21 +113,23 @@ void EdfSampleReader::FoldAlone(int64_t from, int64_t count, int64_t endRecord, 
 }
 
 // Many stretches are folded in two halves, one of them by a second reader on a thread of its own.
-void EdfSampleReader::FoldStretches(const EdfSignal& signal, double gain,
-                                    std::span<const FoldStretch> stretches) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldStretches(const EdfSignal& signal, double gain,
+                                             std::span<const FoldStretch> stretches) {
     if (stretches.size() < stretchesWorthAThread) return FoldStretchesAlone(signal, gain, stretches);
     size_t half = stretches.size() / 2;
     // Both ends of a bin stay together.
     while (half < stretches.size() && stretches[half].low == stretches[half - 1].low) ++half;
-    EdfSampleReader other(file_, header_, samplesPerRecord_);
+    EdfNumbersReader other(file_, header_, samplesPerRecord_);
     auto rest = std::async(std::launch::async,
                            [&] { other.FoldStretchesAlone(signal, gain, stretches.subspan(half)); });
     FoldStretchesAlone(signal, gain, stretches.first(half));
     rest.get();
 }
 
-void EdfSampleReader::FoldStretchesAlone(const EdfSignal& signal, double gain,
-                                         std::span<const FoldStretch> stretches) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldStretchesAlone(const EdfSignal& signal, double gain,
+                                                  std::span<const FoldStretch> stretches) {
     int64_t held = 0, heldEnd = 0;  // what stands in source_
     for (size_t i = 0; i < stretches.size(); ++i) {
         const FoldStretch& stretch = stretches[i];
@@ -150,16 +157,17 @@ void EdfSampleReader::FoldStretchesAlone(const EdfSignal& signal, double gain,
 }
 
 // Reads samples of one record to source_.
-void EdfSampleReader::LoadSlice(const EdfSignal& signal, int64_t from, int64_t count) {
+template <typename Number>
+void EdfNumbersReader<Number>::LoadSlice(const EdfSignal& signal, int64_t from, int64_t count) {
     if (source_.size() < static_cast<size_t>(count)) source_.resize(static_cast<size_t>(count));
     const int64_t offset = header_.headerLength + from / samplesPerRecord_ * header_.bytesPerRecord +
-                           signal.sliceOffset + 2 * (from % samplesPerRecord_);
-    const auto bytes = std::as_writable_bytes(std::span(source_).first(static_cast<size_t>(count)));
-    ReadWhole(file_, static_cast<uint64_t>(offset), bytes);
+                           signal.sliceOffset + numberBytes * (from % samplesPerRecord_);
+    ReadNumbers(offset, std::span(source_).first(static_cast<size_t>(count)));
 }
 
-void EdfSampleReader::FoldSlices(Range range, int64_t into, int64_t slotLength,
-                                 std::span<const EdfFold> folds) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldSlices(Range range, int64_t into, int64_t slotLength,
+                                          std::span<const EdfFold> folds) {
     for (int64_t done = 0; done < range.count;) {
         const int64_t inSlice = (range.from + done) % samplesPerRecord_;
         const int64_t n = std::min({range.count - done, samplesPerRecord_ - inSlice, numbersAtOnce});
@@ -171,8 +179,9 @@ void EdfSampleReader::FoldSlices(Range range, int64_t into, int64_t slotLength,
     }
 }
 
-void EdfSampleReader::FoldRecords(Range range, int64_t into, int64_t slotLength,
-                                  std::span<const EdfFold> folds) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldRecords(Range range, int64_t into, int64_t slotLength,
+                                           std::span<const EdfFold> folds) {
     const int64_t atOnce = std::max<int64_t>(recordBytesAtOnce / header_.bytesPerRecord, 1);
     const int64_t end = range.from + range.count;
     const int64_t endOfRecords = (end - 1) / samplesPerRecord_ + 1;
@@ -185,14 +194,16 @@ void EdfSampleReader::FoldRecords(Range range, int64_t into, int64_t slotLength,
         const int64_t place = into + (at - range.from);
         for (const EdfFold& fold : folds) {
             const int64_t first = (record - firstRecord_) * header_.bytesPerRecord + fold.signal->sliceOffset;
-            FoldNumbers(records_.data() + first / 2 + at % samplesPerRecord_, n, place, slotLength, fold);
+            FoldNumbers(records_.data() + first / numberBytes + at % samplesPerRecord_, n, place, slotLength,
+                        fold);
         }
     }
 }
 
 // Signals of lower rates are drawn out, and the values compared.
-void EdfSampleReader::FoldSlower(Range range, int64_t endRecord, int64_t into, int64_t slotLength,
-                                 std::span<const EdfFold> folds) {
+template <typename Number>
+void EdfNumbersReader<Number>::FoldSlower(Range range, int64_t endRecord, int64_t into, int64_t slotLength,
+                                          std::span<const EdfFold> folds) {
     drawnOut_.resize(std::max(drawnOut_.size(), folds.size()));
     std::vector<EdfPiece> pieces(folds.size());
     for (int64_t done = 0; done < range.count;) {
@@ -214,5 +225,14 @@ void EdfSampleReader::FoldSlower(Range range, int64_t endRecord, int64_t into, i
         done += n;
     }
 }
+
+template void EdfNumbersReader<int16_t>::Fold(int64_t, int64_t, int64_t, int64_t, int64_t,
+                                              std::span<const EdfFold>);
+template void EdfNumbersReader<int16_t>::FoldStretches(const EdfSignal&, double,
+                                                       std::span<const FoldStretch>);
+template void EdfNumbersReader<int32_t>::Fold(int64_t, int64_t, int64_t, int64_t, int64_t,
+                                              std::span<const EdfFold>);
+template void EdfNumbersReader<int32_t>::FoldStretches(const EdfSignal&, double,
+                                                       std::span<const FoldStretch>);
 
 }  // namespace kymora

@@ -54,9 +54,11 @@ std::string_view NumberPart(std::string_view field) {
     return field;
 }
 
-void CheckVersion(std::span<const std::byte> start) {
+// Whether the numbers have 24 bits.
+bool Is24Bit(std::span<const std::byte> start) {
     std::string version = NarrowToText(start.first(std::min<size_t>(start.size(), 8)));
-    if (version == "0       ") return;
+    if (version == "0       ") return false;
+    if (start.size() >= 8 && start[0] == std::byte{0xFF} && version.ends_with("BIOSEMI")) return true;
     version = version.substr(0, version.find('\0'));
     throw OpenError(fmt::format("Unrecognized EDF format version string: {}.", version));
 }
@@ -64,8 +66,8 @@ void CheckVersion(std::span<const std::byte> start) {
 EdfType TypeOf(std::string reserved) {
     for (char& c : reserved)
         if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    if (reserved.find("EDF+C") != std::string::npos) return EdfType::continuous;
-    if (reserved.find("EDF+D") != std::string::npos) return EdfType::discontinuous;
+    if (reserved.find("+C") != std::string::npos) return EdfType::continuous;
+    if (reserved.find("+D") != std::string::npos) return EdfType::discontinuous;
     return EdfType::plain;
 }
 
@@ -99,14 +101,15 @@ void ReadSignals(FieldReader& fields, EdfHeader& header) {
 void DeriveSignals(EdfHeader& header) {
     for (size_t i = 0; i < header.signals.size(); ++i) {
         EdfSignal& signal = header.signals[i];
-        signal.isAnnotations = signal.label.find("EDF Annotations") != std::string::npos;
+        signal.isAnnotations =
+            signal.label.find(std::string(header.Name()) + " Annotations") != std::string::npos;
         // An annotation signal without bytes would only cost time in every record.
         if (!signal.isAnnotations)
             header.ordinarySignals.push_back(static_cast<int>(i));
         else if (signal.samplesPerRecord > 0)
             header.annotationSignals.push_back(static_cast<int>(i));
         signal.sliceOffset = header.bytesPerRecord;
-        header.bytesPerRecord += 2 * std::max<int64_t>(signal.samplesPerRecord, 0);
+        header.bytesPerRecord += header.NumberBytes() * std::max<int64_t>(signal.samplesPerRecord, 0);
         if (!signal.isAnnotations) signal.scale = ScaleOf(signal, header.notes);
     }
 }
@@ -115,7 +118,8 @@ void DeriveSignals(EdfHeader& header) {
 void CountRecords(EdfHeader& header, int32_t stated, uint64_t fileLength) {
     const int64_t bytes = static_cast<int64_t>(fileLength) - header.headerLength;
     const int64_t held = header.bytesPerRecord > 0 ? bytes / header.bytesPerRecord : 0;
-    if (stated == 0 || held == 0) throw OpenError("This EDF file holds no data records.");
+    if (stated == 0 || held == 0)
+        throw OpenError(fmt::format("This {} file holds no data records.", header.Name()));
     header.dataRecords = stated > 0 ? std::min<int64_t>(stated, held) : held;
     header.missingRecords = std::max<int64_t>(stated - header.dataRecords, 0);
     if (header.dataRecords != stated)
@@ -128,14 +132,15 @@ void CountRecords(EdfHeader& header, int32_t stated, uint64_t fileLength) {
 
 }  // namespace
 
-const char* EdfTypeText(EdfType type) {
-    switch (type) {
+std::string EdfTypeText(const EdfHeader& header) {
+    const std::string name = header.Name();
+    switch (header.type) {
     case EdfType::continuous:
-        return "EDF+ continuous record";
+        return name + "+ continuous record";
     case EdfType::discontinuous:
-        return "EDF+ discontinuous record (concatenated)";
+        return name + "+ discontinuous record (concatenated)";
     default:
-        return "EDF continuous record";
+        return name + " continuous record";
     }
 }
 
@@ -155,10 +160,11 @@ double EdfReal(std::string_view field) {
 
 EdfHeader ReadEdfHeader(const DataFile& file) {
     const std::vector<std::byte> start = ReadHeaderBytes(file, 0, blockBytes);
-    CheckVersion(start);
-    if (start.size() < blockBytes) throw OpenError("This EDF file ends within its header.");
-
     EdfHeader header;
+    header.is24Bit = Is24Bit(start);
+    const std::string endsEarly = fmt::format("This {} file ends within its header", header.Name());
+    if (start.size() < blockBytes) throw OpenError(endsEarly + ".");
+
     FieldReader fields(start);
     header.version = fields.Text(8);
     header.patient = fields.Text(80);
@@ -171,19 +177,18 @@ EdfHeader ReadEdfHeader(const DataFile& file) {
     header.recordDuration = fields.Real(8);
     const int32_t signalCount = fields.Integer(4);
     if (signalCount < 1)
-        throw OpenError(fmt::format("The header of this EDF file gives {} signals.", signalCount));
+        throw OpenError(
+            fmt::format("The header of this {} file gives {} signals.", header.Name(), signalCount));
 
     header.headerLength = static_cast<int64_t>(blockBytes) * (signalCount + 1);
     if (static_cast<uint64_t>(header.headerLength) > file.Length())
-        throw OpenError(
-            fmt::format("This EDF file ends within its header, which gives {} signals.", signalCount));
+        throw OpenError(fmt::format("{}, which gives {} signals.", endsEarly, signalCount));
     if (statedLength != header.headerLength)
         header.notes.push_back(fmt::format("the header states a length of {} bytes; {} signals make it {}",
                                            statedLength, signalCount, header.headerLength));
     const std::vector<std::byte> rest =
         ReadHeaderBytes(file, blockBytes, blockBytes * static_cast<size_t>(signalCount));
-    if (rest.size() < blockBytes * static_cast<size_t>(signalCount))
-        throw OpenError("This EDF file ends within its header.");
+    if (rest.size() < blockBytes * static_cast<size_t>(signalCount)) throw OpenError(endsEarly + ".");
     header.signals.resize(static_cast<size_t>(signalCount));
     FieldReader signalFields(rest);
     ReadSignals(signalFields, header);

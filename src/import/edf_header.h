@@ -1,21 +1,20 @@
 #pragma once
-// The header of a European Data Format file (EDF, Kemp et al. 1992; EDF+, Kemp and Olivan 2003) as plain
-// structs. Number fields are converted as they stand: blanks before, then as many characters as make a
-// number; a bad number gives 0. What makes a file unreadable is thrown as OpenError, what is merely odd
-// becomes a note.
+// The header of a European Data Format file (EDF, Kemp et al. 1992; EDF+, Kemp and Olivan 2003) or of its
+// form with numbers of 24 bits (BDF, BioSemi; BDF+) as plain structs. Number fields are converted as they
+// stand: blanks before, then as many characters as make a number; a bad number gives 0. What makes a file
+// unreadable is thrown as OpenError, what is merely odd becomes a note.
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "document/open_request.h"
+#include "document/data_doc.h"
 #include "host/file_system.h"
 
 namespace kymora {
 
 enum class EdfType { plain, continuous, discontinuous };
-const char* EdfTypeText(EdfType type);
 
 // From stored numbers to physical units: (number - digitalMinimum) x scale + physicalMinimum, in double
 // precision.
@@ -47,7 +46,10 @@ struct EdfSignal {
     EdfScale scale;  // the identity when the limits give none
 };
 
+inline constexpr int maxEdfTraces = 16;
+
 struct EdfHeader {
+    bool is24Bit = false;  // BDF
     std::string version;
     std::string patient;
     std::string recording;
@@ -64,8 +66,14 @@ struct EdfHeader {
     std::vector<int> ordinarySignals;    // all that are not for annotations
     std::vector<std::string> notes;      // oddities, a line each, for the log
 
+    const char* Name() const { return is24Bit ? "BDF" : "EDF"; }
+    int64_t NumberBytes() const { return is24Bit ? 3 : 2; }
+    // How many signals can be traces.
+    size_t MostTraces() const { return is24Bit ? size_t{maxTraces} : size_t{maxEdfTraces}; }
     const EdfSignal& Signal(int index) const { return signals[static_cast<size_t>(index)]; }
 };
+
+std::string EdfTypeText(const EdfHeader& header);
 
 // Reads and checks the header. Throws OpenError or FileError.
 EdfHeader ReadEdfHeader(const DataFile& file);
@@ -74,12 +82,10 @@ EdfHeader ReadEdfHeader(const DataFile& file);
 int32_t EdfInteger(std::string_view field);
 double EdfReal(std::string_view field);
 
-// The signals that become traces: indexes in header.signals, ascending, at most 16. `setting` is a list of
-// numbers from 1 over the ordinary signals ("1,3", "1-4"; separators are comma, semicolon and blank), or null
-// for all of them, of which the first 16 are taken. Throws OpenError.
+// The signals that become traces: indexes in header.signals, ascending, at most MostTraces. `setting` is a
+// list of numbers from 1 over the ordinary signals ("1,3", "1-4"; separators are comma, semicolon and blank),
+// or null for all of them, of which the first are taken. Throws OpenError.
 std::vector<int> ChooseEdfSignals(const EdfHeader& header, const std::string* setting);
-
-inline constexpr int maxEdfTraces = 16;
 
 // Sets the expansion factors of the chosen signals and answers their common samples per record: the least
 // common multiple. Throws OpenError where there is none, or none that a recording could be made of.

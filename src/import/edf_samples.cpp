@@ -15,17 +15,19 @@ constexpr int64_t bytesPerCall = 4096;  // a call of the system costs about as m
 
 }  // namespace
 
-void ConvertEdfSamples(const int16_t* from, int64_t count, const EdfScale& scale, float* to) {
+template <typename Number>
+void ConvertEdfSamples(const Number* from, int64_t count, const EdfScale& scale, float* to) {
     const EdfScale s = scale;
     for (int64_t i = 0; i < count; ++i) to[i] = s.Apply(from[i]);
 }
 
-void InterpolateEdfSamples(const int16_t* source, int64_t count, int32_t factor, int32_t phase,
+template <typename Number>
+void InterpolateEdfSamples(const Number* source, int64_t count, int32_t factor, int32_t phase,
                            const EdfScale& scale, float* to) {
     const EdfScale s = scale;
     const auto steps = static_cast<float>(factor);
     for (int64_t done = 0; done < count; ++source, phase = 0) {
-        const float a = source[0];
+        const auto a = static_cast<float>(source[0]);
         const float difference = static_cast<float>(source[1]) - a;
         const int64_t here = std::min<int64_t>(factor - phase, count - done);
         for (int64_t i = 0; i < here; ++i) {
@@ -36,27 +38,47 @@ void InterpolateEdfSamples(const int16_t* source, int64_t count, int32_t factor,
     }
 }
 
-void EdfSampleReader::Read(int64_t from, int64_t count, int64_t endRecord, std::span<const EdfPiece> pieces) {
+template <typename Number>
+void EdfNumbersReader<Number>::Read(int64_t from, int64_t count, int64_t endRecord,
+                                    std::span<const EdfPiece> pieces) {
     if (count <= 0) return;
     const Range range{from, count};
     if (!SlicesAreCheaper(range, pieces)) return ReadRecords(range, endRecord, pieces);
     for (const EdfPiece& piece : pieces) ReadSlices(range, endRecord, piece);
 }
 
-bool EdfSampleReader::SlicesAreCheaper(Range range, std::span<const EdfPiece> pieces) const {
+template <typename Number>
+bool EdfNumbersReader<Number>::SlicesAreCheaper(Range range, std::span<const EdfPiece> pieces) const {
     if (header_.bytesPerRecord > scratchBytes) return true;
     const int64_t records =
         (range.from + range.count - 1) / samplesPerRecord_ - range.from / samplesPerRecord_ + 1;
     int64_t slices = 0;
     for (const EdfPiece& piece : pieces)
-        slices += 2 * (range.count / piece.signal->expansionFactor) + bytesPerCall * records;
+        slices += numberBytes * (range.count / piece.signal->expansionFactor) + bytesPerCall * records;
     const int64_t recordsAtOnce = scratchBytes / header_.bytesPerRecord;
     return slices < records * header_.bytesPerRecord + bytesPerCall * (records / recordsAtOnce + 1);
 }
 
+template <typename Number>
+void EdfNumbersReader<Number>::ReadNumbers(int64_t offset, std::span<Number> to) {
+    const auto bytes = std::as_writable_bytes(to);
+    const auto stored = bytes.last(to.size() * numberBytes);
+    ReadWhole(file_, static_cast<uint64_t>(offset), stored);
+    if constexpr (sizeof(Number) > 2) {
+        // Widened from the front: what is written lies before what is still to be read.
+        const std::byte* from = stored.data();
+        const auto byte = [&from](int i) { return static_cast<uint32_t>(from[i]); };
+        for (Number& number : to) {
+            number = static_cast<Number>(byte(2) << 24 | byte(1) << 16 | byte(0) << 8) >> 8;
+            from += numberBytes;
+        }
+    }
+}
+
 // --- whole records ---
 
-void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces) {
+template <typename Number>
+void EdfNumbersReader<Number>::ReadRecords(Range range, int64_t endRecord, std::span<const EdfPiece> pieces) {
     const int64_t recordsAtOnce = std::max<int64_t>(scratchBytes / header_.bytesPerRecord, 1);
     const bool interpolates = std::any_of(pieces.begin(), pieces.end(),
                                           [](const EdfPiece& p) { return p.signal->expansionFactor > 1; });
@@ -74,12 +96,12 @@ void EdfSampleReader::ReadRecords(Range range, int64_t endRecord, std::span<cons
     }
 }
 
-void EdfSampleReader::LoadRecords(int64_t first, int64_t count) {
-    const auto numbers = static_cast<size_t>(count * header_.bytesPerRecord / 2);
+template <typename Number>
+void EdfNumbersReader<Number>::LoadRecords(int64_t first, int64_t count) {
+    const auto numbers = static_cast<size_t>(count * header_.bytesPerRecord / numberBytes);
     if (records_.size() < numbers) records_.resize(numbers);
     recordsHeld_ = 0;
-    ReadWhole(file_, static_cast<uint64_t>(header_.headerLength + first * header_.bytesPerRecord),
-              std::as_writable_bytes(std::span(records_).first(numbers)));
+    ReadNumbers(header_.headerLength + first * header_.bytesPerRecord, std::span(records_).first(numbers));
     firstRecord_ = first;
     recordsHeld_ = count;
 }
@@ -87,8 +109,10 @@ void EdfSampleReader::LoadRecords(int64_t first, int64_t count) {
 // Calls fetch(record, first sample in its slice, number, place in the sequence) for each record that holds a
 // part of the source samples; fetch answers how many it got, and the walk ends where that is fewer. Answers
 // the sum.
+template <typename Number>
 template <typename Fetch>
-int64_t EdfSampleReader::Gather(const EdfSignal& signal, int64_t source, int64_t count, Fetch fetch) {
+int64_t EdfNumbersReader<Number>::Gather(const EdfSignal& signal, int64_t source, int64_t count,
+                                         Fetch fetch) {
     int64_t done = 0;
     while (done < count) {
         const int64_t record = (source + done) / signal.samplesPerRecord;
@@ -101,11 +125,14 @@ int64_t EdfSampleReader::Gather(const EdfSignal& signal, int64_t source, int64_t
     return done;
 }
 
-void EdfSampleReader::TakeFromRecords(Range part, int64_t endRecord, const EdfPiece& piece, int64_t offset) {
+template <typename Number>
+void EdfNumbersReader<Number>::TakeFromRecords(Range part, int64_t endRecord, const EdfPiece& piece,
+                                               int64_t offset) {
     const EdfSignal& signal = *piece.signal;
     float* to = piece.to + offset;
     const auto slice = [&](int64_t record, int64_t inSlice) {
-        return records_.data() + ((record - firstRecord_) * header_.bytesPerRecord + signal.sliceOffset) / 2 +
+        return records_.data() +
+               ((record - firstRecord_) * header_.bytesPerRecord + signal.sliceOffset) / numberBytes +
                inSlice;
     };
     if (signal.expansionFactor == 1) {
@@ -128,10 +155,11 @@ void EdfSampleReader::TakeFromRecords(Range part, int64_t endRecord, const EdfPi
 
 // --- slices ---
 
-void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece) {
+template <typename Number>
+void EdfNumbersReader<Number>::ReadSlices(Range range, int64_t endRecord, const EdfPiece& piece) {
     const EdfSignal& signal = *piece.signal;
     const int64_t factor = signal.expansionFactor;
-    const int64_t most = scratchBytes / 2;  // samples at a time
+    const int64_t most = scratchBytes / numberBytes;  // samples at a time
     const int64_t end = range.from + range.count;
     for (int64_t at = range.from; at < end;) {
         const Range part{at, std::min(end - at, most * factor)};
@@ -139,11 +167,10 @@ void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece&
         source_.resize(static_cast<size_t>(source.count) + 1);
         const int64_t got = Gather(
             signal, source.from, source.count, [&](int64_t record, int64_t inSlice, int64_t n, int64_t to) {
-                const int64_t offset =
-                    header_.headerLength + record * header_.bytesPerRecord + signal.sliceOffset + 2 * inSlice;
-                const auto numbers =
-                    std::span(source_).subspan(static_cast<size_t>(to), static_cast<size_t>(n));
-                ReadWhole(file_, static_cast<uint64_t>(offset), std::as_writable_bytes(numbers));
+                const int64_t offset = header_.headerLength + record * header_.bytesPerRecord +
+                                       signal.sliceOffset + numberBytes * inSlice;
+                ReadNumbers(offset,
+                            std::span(source_).subspan(static_cast<size_t>(to), static_cast<size_t>(n)));
                 return n;
             });
         Interpolate(part, endRecord, signal, got, piece.to + (at - range.from));
@@ -154,8 +181,9 @@ void EdfSampleReader::ReadSlices(Range range, int64_t endRecord, const EdfPiece&
 // --- both ---
 
 // The source samples that a part of the document needs, with the right-hand partner where there is one.
-EdfSampleReader::Range EdfSampleReader::SourceOf(Range part, int64_t endRecord,
-                                                 const EdfSignal& signal) const {
+template <typename Number>
+typename EdfNumbersReader<Number>::Range EdfNumbersReader<Number>::SourceOf(Range part, int64_t endRecord,
+                                                                            const EdfSignal& signal) const {
     const int64_t factor = signal.expansionFactor;
     const int64_t first = part.from / factor;
     const int64_t partner = (part.from + part.count - 1) / factor + (factor > 1 ? 1 : 0);
@@ -164,8 +192,9 @@ EdfSampleReader::Range EdfSampleReader::SourceOf(Range part, int64_t endRecord,
 }
 
 // Converts what stands in source_, of which `available` samples could be read.
-void EdfSampleReader::Interpolate(Range part, int64_t endRecord, const EdfSignal& signal, int64_t available,
-                                  float* to) {
+template <typename Number>
+void EdfNumbersReader<Number>::Interpolate(Range part, int64_t endRecord, const EdfSignal& signal,
+                                           int64_t available, float* to) {
     const int64_t factor = signal.expansionFactor;
     const Range source = SourceOf(part, endRecord, signal);
     const int64_t reach = available <= 0 ? 0 : (source.from + available) * factor - part.from;
@@ -177,6 +206,15 @@ void EdfSampleReader::Interpolate(Range part, int64_t endRecord, const EdfSignal
     source_[static_cast<size_t>(available)] = source_[static_cast<size_t>(available - 1)];
     InterpolateEdfSamples(source_.data(), std::min(part.count, reach), static_cast<int32_t>(factor),
                           static_cast<int32_t>(part.from % factor), signal.scale, to);
+}
+
+template class EdfNumbersReader<int16_t>;
+template class EdfNumbersReader<int32_t>;
+
+std::unique_ptr<EdfSampleReader> MakeEdfSampleReader(const DataFile& file, const EdfHeader& header,
+                                                     int64_t samplesPerRecord) {
+    if (header.is24Bit) return std::make_unique<EdfNumbersReader<int32_t>>(file, header, samplesPerRecord);
+    return std::make_unique<EdfNumbersReader<int16_t>>(file, header, samplesPerRecord);
 }
 
 }  // namespace kymora

@@ -47,7 +47,7 @@ CEDFDoc::Recalled CEDFDoc::RecallSignals(SideCarFile& sideCar) {
     for (const int place : recalled.slots)
         if (place >= 0) recalled.choice.push_back(signals[static_cast<size_t>(place)].index);
     std::sort(recalled.choice.begin(), recalled.choice.end());
-    recalled.choice.resize(std::min<size_t>(recalled.choice.size(), maxEdfTraces));
+    recalled.choice.resize(std::min<size_t>(recalled.choice.size(), header_.MostTraces()));
     return recalled;
 }
 

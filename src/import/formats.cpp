@@ -8,6 +8,7 @@
 #include "import/asc_doc.h"
 #include "import/axograph_doc.h"
 #include "import/axon_doc.h"
+#include "import/bdf_doc.h"
 #include "import/binary_doc.h"
 #include "import/ced_doc.h"
 #include "import/data_q_doc.h"
@@ -88,6 +89,8 @@ const std::vector<Format>& Formats() {
         {"CAcqDoc", typeRecording, {.make = MakeRecordingDoc}, {{".kymr-rec", 3, inBatch, "Kymora recording (*.kymr-rec)", "Kymora recording file"}}},
         {"CDtxDoc", typeDtx, {.make = Make<CDtxDoc>}, {{".dtx", 22, inBatch, "Kymora DataTranslation board (*.dtx)", "DTX Document"}}},
         {"CKYMDoc", 4, noReader, {{".dtb", 23, inBatch}}},
+        {"CBDFDoc", typeBdf, {.make = Make<CBDFDoc>, .asks = true, .folds = true},
+         {{".bdf", 24, inBatch, "European Data Format, 24 bits (*bdf)", "BDF Document"}}},
     };
     // clang-format on
     return formats;

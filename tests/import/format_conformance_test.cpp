@@ -384,6 +384,7 @@ TEST(FormatConformance, SettingsThatCannotBeAreRefusedByTheirNames) {
         {"x.mat", "variables", {"B", ""}},
         {"x.mat", "sampleInterval", {"0", "1 ms"}},
         {"x.axgx", "sweeps", {"2", ""}},
+        {"x.bdf", "signals", {"41"}},
     };
     ForEachSample([&](Bench& bench, const Format&) {
         for (const auto& [file, key, values] : wrong)

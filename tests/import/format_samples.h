@@ -115,25 +115,27 @@ inline std::vector<FormatSample> BinarySamples() {
 
 // --- EDF ---
 
-inline EdfBuilderSignal EdfNoise(int samplesPerRecord, int records, uint32_t seed) {
+// Numbers of 16 bits, or of 24.
+inline EdfBuilderSignal EdfNoise(int samplesPerRecord, int records, uint32_t seed, bool is24Bit = false) {
     std::mt19937 random(seed);
     EdfBuilderSignal signal;
     signal.samplesPerRecord = samplesPerRecord;
     for (int i = 0; i < samplesPerRecord * records; ++i)
-        signal.samples.push_back(static_cast<int16_t>(random()));
+        signal.samples.push_back(static_cast<int32_t>(random()) >> (is24Bit ? 8 : 16));
     return signal;
 }
 
 // A recording of one block and of the default scales but for the second signal, which stands upside down. A
 // slower signal runs straight from sample to sample of its own.
 inline FormatSample EdfSample(const std::string& name, int records, const std::vector<int>& samplesPerRecord,
-                              const std::vector<size_t>& chosen) {
+                              const std::vector<size_t>& chosen, bool is24Bit = false) {
     EdfBuilder builder;
+    builder.is24Bit = is24Bit;
     builder.recordCount = records;
     for (const int count : samplesPerRecord)
-        builder.Add(EdfNoise(count, records, static_cast<uint32_t>(builder.signalRows.size() + 1)));
+        builder.Add(EdfNoise(count, records, static_cast<uint32_t>(builder.signalRows.size() + 1), is24Bit));
     builder.signalRows[1].physicalMin = "250.5", builder.signalRows[1].physicalMax = "-3.25";
-    FormatSample sample{"EDF " + name, "x.edf", builder.Build()};
+    FormatSample sample{(is24Bit ? "BDF " : "EDF ") + name, is24Bit ? "x.bdf" : "x.edf", builder.Build()};
     int64_t common = 1;
     for (const size_t signal : chosen) {
         common = std::lcm(common, samplesPerRecord[signal]);
@@ -147,8 +149,8 @@ inline FormatSample EdfSample(const std::string& name, int records, const std::v
         const double scale = (high - low) / 2000.0;
         std::vector<float> values;
         for (size_t s = 0; s < signal.samples.size(); ++s) {
-            const float a = signal.samples[s];
-            const float b = signal.samples[std::min(s + 1, signal.samples.size() - 1)];
+            const auto a = static_cast<float>(signal.samples[s]);
+            const auto b = static_cast<float>(signal.samples[std::min(s + 1, signal.samples.size() - 1)]);
             for (int64_t i = 0; i < factor; ++i) {
                 const float number = (b - a) * static_cast<float>(i) / static_cast<float>(factor) + a;
                 values.push_back(static_cast<float>((static_cast<double>(number) + 1000.0) * scale + low));
@@ -188,6 +190,12 @@ inline std::vector<FormatSample> EdfSamples() {
             EdfSample("of one long record", 1, {100000, 40, 50000}, {0, 2}),
             EdfSample("of four rates", 40, {120, 120, 40, 7}, {0, 1, 2, 3}),
             EdfWithGaps()};
+}
+
+inline std::vector<FormatSample> BdfSamples() {
+    return {EdfSample("of many tiny records", 5000, {1, 1, 2}, {0, 2}, true),
+            EdfSample("of records read in parts", 3, {6000, 150000, 3000}, {0, 1, 2}, true),
+            EdfSample("of 40 signals", 90, std::vector<int>(40, 10), {0, 1, 2, 37, 38}, true)};
 }
 
 // --- the native file ---
@@ -273,6 +281,7 @@ inline std::vector<FormatSample> SamplesOfFormat(std::string_view className) {
     if (className == "CAscDoc") return TextSamples();
     if (className == "CBinaryDoc") return BinarySamples();
     if (className == "CEDFDoc") return EdfSamples();
+    if (className == "CBDFDoc") return BdfSamples();
     if (className == "CFloatDoc") return NativeSamples();
     if (className == "CAcqDoc") return RecordingSamples();
     if (className == "CDtxDoc") return DtxSamples();

@@ -1,5 +1,5 @@
 #pragma once
-// Makes the bytes of EDF files from the published layout, right or wrong in any field.
+// Makes the bytes of EDF and BDF files from the published layout, right or wrong in any field.
 
 #include <cstdint>
 #include <string>
@@ -15,13 +15,14 @@ struct EdfBuilderSignal {
     std::string physicalMin = "-100", physicalMax = "100";
     std::string digitalMin = "-1000", digitalMax = "1000";
     int samplesPerRecord = 10;
-    std::vector<int16_t> samples;      // of all records in turn; zeros behind them
+    std::vector<int32_t> samples;      // of all records in turn; zeros behind them
     std::vector<std::string> records;  // or the bytes of each record, zeros behind them
     std::string statedSamples;         // the header's text where it differs
 };
 
 class EdfBuilder {
   public:
+    bool is24Bit = false;
     std::string version = "0", patient = "X X X X", recording = "Startdate X X X X";
     std::string reserved;  // "EDF+C", "EDF+D"
     std::string duration = "1";
@@ -38,14 +39,13 @@ class EdfBuilder {
         EdfBuilderSignal signal;
         signal.label = label;
         signal.samplesPerRecord = samplesPerRecord;
-        for (int i = 0; i < samplesPerRecord * recordCount; ++i)
-            signal.samples.push_back(static_cast<int16_t>(i * step));
+        for (int i = 0; i < samplesPerRecord * recordCount; ++i) signal.samples.push_back(i * step);
         return Add(std::move(signal));
     }
     // One text for each record; "|" stands for the byte 20, "~" for 21 and "$" for 0.
     EdfBuilder& AddAnnotations(std::vector<std::string> records, int samplesPerRecord = 30) {
         EdfBuilderSignal signal;
-        signal.label = "EDF Annotations";
+        signal.label = is24Bit ? "BDF Annotations" : "EDF Annotations";
         signal.dimension.clear();
         signal.physicalMin = "-1", signal.physicalMax = "1";
         signal.digitalMin = "-32768", signal.digitalMax = "32767";
@@ -62,7 +62,11 @@ class EdfBuilder {
         const auto stated = [](const std::string& text, size_t value) {
             return text.empty() ? std::to_string(value) : text;
         };
-        Field(out, version, 8);
+        Field(out,
+              is24Bit ? "\xFF"
+                        "BIOSEMI"
+                      : version,
+              8);
         Field(out, patient, 80);
         Field(out, recording, 80);
         Field(out, "01.02.03", 8);
@@ -93,16 +97,21 @@ class EdfBuilder {
         text.resize(width, ' ');
         for (const char c : text) out.U8(static_cast<unsigned char>(c));
     }
-    static void Slice(Bytes& out, const EdfBuilderSignal& s, size_t record) {
+    void Slice(Bytes& out, const EdfBuilderSignal& s, size_t record) const {
         const auto count = static_cast<size_t>(s.samplesPerRecord);
         if (!s.records.empty()) {
             std::string text = record < s.records.size() ? s.records[record] : std::string();
-            text.resize(2 * count, '\0');
+            text.resize((is24Bit ? 3 : 2) * count, '\0');
             for (const char c : text) out.U8(static_cast<unsigned char>(c));
             return;
         }
-        for (size_t i = record * count; i < (record + 1) * count; ++i)
-            out.I16(i < s.samples.size() ? s.samples[i] : 0);
+        for (size_t i = record * count; i < (record + 1) * count; ++i) {
+            const int32_t number = i < s.samples.size() ? s.samples[i] : 0;
+            if (is24Bit)
+                out.U8(number & 0xFF).I16(static_cast<int16_t>(number >> 8));
+            else
+                out.I16(static_cast<int16_t>(number));
+        }
     }
 };
 
