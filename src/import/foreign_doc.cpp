@@ -54,7 +54,7 @@ void CForeignDoc::Load() {
     SetExtent();
     for (const std::string& warning : recording_.warnings) Tell(warning);
     FillModel();
-    const SideCarResult sideCar = ReadSideCar(*this);
+    const SideCarResult sideCar = ReadOwnSideCar();
     if (sideCar == SideCarResult::damaged) {
         ResetModel();
         FillModel();
@@ -81,6 +81,7 @@ void CForeignDoc::FillModel() {
     episodic = recording_.episodic;
     episodicStored = episodic ? 1 : 0;
     fileComment = recording_.comment;
+    traceSignals = recording_.signals;
     traceCount = std::max(static_cast<int>(recording_.traces.size()), 1);
     for (size_t t = 0; t < recording_.traces.size(); ++t) {
         const ForeignTrace& trace = recording_.traces[t];

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "document/data_doc.h"
+#include "document/side_car.h"
 #include "import/foreign_recording.h"
 
 namespace kymora {
@@ -22,6 +23,9 @@ class CForeignDoc : public CDataDoc {
     // Reads all but the samples. Throws OpenError, ImportSettingError, OpenDeclined or FileError.
     virtual ForeignRecording ReadRecording(const DataFile& file) = 0;
     virtual const char* DetailsTitle() const { return "File Details"; }
+
+    // Fills the model with what the user has added. ResetModel follows where it is damaged.
+    virtual SideCarResult ReadOwnSideCar() { return ReadSideCar(*this); }
 
     void Load() override;
     void AfterLoad() override;

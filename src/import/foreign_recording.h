@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "document/trace_signals.h"
 #include "events/event.h"
 #include "import/stored_channels.h"
 
@@ -29,6 +30,7 @@ struct ForeignRecording {
     double interval = 1.0;  // ms
     std::vector<ForeignTrace> traces{};
     std::vector<ForeignEvents> events{};
+    std::vector<TraceSignal> signals{};  // of each trace, where only some of the file are chosen
     bool episodic = false;
     int64_t lengthWithoutTraces = 0;  // samples, of a recording of events only
     std::string comment{};

@@ -150,7 +150,9 @@ void RunScaled(const Loop& loop, const ValueScale& scale, bool isExactInSingle) 
     RunOver(loop, AsIs{});
 }
 
-bool IsExactInSingle(NumberType type) { return type <= NumberType::i24 || type == NumberType::f32; }
+bool IsExactInSingle(NumberType type) {
+    return type <= NumberType::i24 || type == NumberType::f32 || type == NumberType::u16;
+}
 
 template <bool isBig>
 void ConvertIn(NumberType type, const std::byte* from, int64_t stride, int64_t count, const ValueScale& scale,
@@ -171,13 +173,15 @@ void ConvertIn(NumberType type, const std::byte* from, int64_t stride, int64_t c
         return RunScaled(Strided<NumberIn<float, isBig>>{from, stride, count, to}, scale, isExact);
     case NumberType::f64:
         return RunScaled(Strided<NumberIn<double, isBig>>{from, stride, count, to}, scale, isExact);
+    case NumberType::u16:
+        return RunScaled(Strided<NumberIn<uint16_t, isBig>>{from, stride, count, to}, scale, isExact);
     }
 }
 
 }  // namespace
 
 int BytesOf(NumberType type) {
-    constexpr int bytes[] = {1, 2, 2, 3, 4, 4, 8};
+    constexpr int bytes[] = {1, 2, 2, 3, 4, 4, 8, 2};
     return bytes[static_cast<size_t>(type)];
 }
 

@@ -10,7 +10,7 @@
 namespace kymora {
 
 // `i14` is the upper 14 bits of 16, whose lower two are marks.
-enum class NumberType { u8, i14, i16, i24, i32, f32, f64 };
+enum class NumberType { u8, i14, i16, i24, i32, f32, f64, u16 };
 int BytesOf(NumberType type);
 
 // How a stored number becomes a value: number x factor + offset. In double precision where there is an

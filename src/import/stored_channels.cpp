@@ -18,15 +18,54 @@ const Part& Holding(const std::vector<Part>& parts, int64_t at) {
 
 // --- channels ---
 
+uint64_t ChannelSource::OffsetIn(const SampleStretch& stretch, int64_t index) const {
+    const int64_t number = index + stretch.into;
+    const int64_t block = perBlock > 0 ? number / perBlock : 0;
+    return stretch.offset + static_cast<uint64_t>(block) * blockBytes +
+           static_cast<uint64_t>(number - block * perBlock) * stride;
+}
+
+ChannelSource ChannelSource::Part(int64_t from, int64_t length) const {
+    ChannelSource part = *this;
+    part.stretches.clear();
+    part.runs.clear();
+    part.samples = 0;
+    // The first own sample of a run that lies at or behind a position.
+    const auto ownAt = [&](const ChannelRun& run, int64_t position) {
+        const int64_t samplesOn = std::max<int64_t>(position - run.position, 0);
+        return std::min((samplesOn * per + steps - 1) / steps, run.count);
+    };
+    for (const ChannelRun& run : runs) {
+        const int64_t begin = run.first + ownAt(run, from), end = run.first + ownAt(run, from + length);
+        if (begin >= end) continue;
+        const int64_t position = run.position + Drawn(begin - run.first) - from;
+        part.runs.push_back({position, part.samples, end - begin, part.Drawn(end - begin)});
+        auto index = static_cast<size_t>(&Holding(stretches, begin) - stretches.data());
+        for (int64_t at = begin; at < end; ++index) {
+            const SampleStretch& stretch = stretches[index];
+            const int64_t stretchEnd = index + 1 < stretches.size() ? stretches[index + 1].first : samples;
+            SampleStretch& made = part.stretches.emplace_back(stretch);
+            made.first = part.samples;
+            made.into = stretch.into + at - stretch.first;
+            if (perBlock == 0) {
+                made.offset = OffsetIn(stretch, at - stretch.first);
+                made.into = 0;
+            }
+            part.samples += std::min(end, stretchEnd) - at;
+            at = std::min(end, stretchEnd);
+        }
+    }
+    return part;
+}
+
 void ChannelSource::Add(int64_t position, int64_t count, uint64_t offset, uint32_t scale) {
     if (count <= 0) return;
     if (runs.empty() || position > End()) runs.push_back({position, samples, 0, 0});
     ChannelRun& run = runs.back();
     run.count += count;
     run.length = Drawn(run.count);
-    const bool goesOn =
-        !stretches.empty() && stretches.back().scale == scale &&
-        stretches.back().offset + static_cast<uint64_t>(samples - stretches.back().first) * stride == offset;
+    const bool goesOn = !stretches.empty() && stretches.back().scale == scale &&
+                        OffsetIn(stretches.back(), samples - stretches.back().first) == offset;
     if (!goesOn) stretches.push_back({samples, offset, scale});
     samples += count;
 }
@@ -62,7 +101,12 @@ StoredChannelReader::StoredChannelReader(const DataFile& file, std::vector<Chann
             before.push_back(stored);
             stored += run.length;
         }
-        isInterleaved_ = isInterleaved_ || channel.stride > static_cast<uint32_t>(BytesOf(channel.type));
+        isInterleaved_ = isInterleaved_ || channel.perBlock > 0 ||
+                         channel.stride > static_cast<uint32_t>(BytesOf(channel.type));
+        const int64_t inBytes =
+            channel.perBlock > 0 ? bytesAtOnce / static_cast<int64_t>(channel.blockBytes) * channel.perBlock
+                                 : bytesAtOnce / channel.stride;
+        atOnce_ = std::min(atOnce_, std::max<int64_t>(inBytes, std::max<int64_t>(channel.perBlock, 1)));
     }
     held_.resize(isInterleaved_ ? 1 : channels_.size());
     FindRows();
@@ -73,15 +117,15 @@ void StoredChannelReader::FindRows() {
     if (channels_.empty() || channels_.size() > maxBinaryTraces) return;
     const ChannelSource& first = channels_[0];
     const auto bytes = static_cast<uint32_t>(BytesOf(first.type));
-    if (first.type == NumberType::i24 || first.order == ByteOrder::big ||
-        first.stride != bytes * channels_.size())
+    if (first.perBlock > 0 || first.type == NumberType::u16 || first.type == NumberType::i24 ||
+        first.order == ByteOrder::big || first.stride != bytes * channels_.size())
         return;
     for (size_t c = 0; c < channels_.size(); ++c) {
         const ChannelSource& channel = channels_[c];
         const bool isLike = channel.type == first.type && channel.order == first.order &&
                             channel.stride == first.stride && !channel.IsDrawnOut() &&
                             channel.stretches.size() == first.stretches.size() &&
-                            channel.samples == first.samples;
+                            channel.samples == first.samples && channel.perBlock == 0;
         if (!isLike) return;
         for (size_t s = 0; s < first.stretches.size(); ++s)
             if (channel.stretches[s].first != first.stretches[s].first ||
@@ -98,7 +142,8 @@ void StoredChannelReader::FindRows() {
 void StoredChannelReader::Read(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
     if (rows_) return ReadRows(from, count, pieces);
     for (int64_t done = 0; done < count;) {
-        const int64_t n = isInterleaved_ ? std::min(samplesAtOnce, count - done) : count;
+        const int64_t n = isInterleaved_ ? std::min(atOnce_, count - done) : count;
+        if (isInterleaved_) LoadTogether(from + done, n, pieces);
         for (const ChannelPiece& piece : pieces) ReadChannel(piece.channel, from + done, n, piece.to + done);
         done += n;
     }
@@ -174,14 +219,45 @@ void StoredChannelReader::ReadOwn(int channel, int64_t first, int64_t count, flo
     for (int64_t done = 0; done < count;) {
         const int64_t at = first + done;
         const int64_t stretchEnd = stretch + 1 == end ? source.samples : stretch[1].first;
-        const int64_t n = std::min({stretchEnd - at, count - done, most});
-        const uint64_t offset = stretch->offset + static_cast<uint64_t>(at - stretch->first) * source.stride;
+        int64_t n = std::min({stretchEnd - at, count - done, most});
+        if (source.perBlock > 0)
+            n = std::min(n, source.perBlock - (at - stretch->first + stretch->into) % source.perBlock);
+        const uint64_t offset = source.OffsetIn(*stretch, at - stretch->first);
         const int64_t bytes = (n - 1) * source.stride + BytesOf(source.type);
         ConvertNumbers(source.type, source.order, Load(channel, offset, bytes), source.stride, n,
                        source.scales[stretch->scale], to + done);
         done += n;
         if (at + n == stretchEnd) ++stretch;
     }
+}
+
+// The own sample of which a stored sample of the recording is made.
+int64_t StoredChannelReader::OwnIndex(int channel, int64_t stored) const {
+    const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+    if (!source.IsDrawnOut()) return stored;
+    const auto& before = storedBefore_[static_cast<size_t>(channel)];
+    const auto behind = std::upper_bound(before.begin(), before.end(), stored);
+    const auto run = static_cast<size_t>(behind - before.begin()) - 1;
+    return source.runs[run].first + (stored - before[run]) * source.per / source.steps;
+}
+
+// Loads what all channels need of a part in one piece, where it lies together and enough of it is wanted.
+void StoredChannelReader::LoadTogether(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
+    constexpr uint64_t mostTogether = 4 * bytesAtOnce, leastShare = 16;
+    uint64_t begin = UINT64_MAX, end = 0, wanted = 0;
+    for (const ChannelPiece& piece : pieces) {
+        const ChannelSource& source = channels_[static_cast<size_t>(piece.channel)];
+        const int64_t first = OwnIndex(piece.channel, from), last = OwnIndex(piece.channel, from + count - 1);
+        const SampleStretch& at = Holding(source.stretches, first);
+        const SampleStretch& to = Holding(source.stretches, last);
+        const auto bytes = static_cast<uint64_t>(BytesOf(source.type));
+        begin = std::min(begin, source.OffsetIn(at, first - at.first));
+        end = std::max(end, source.OffsetIn(to, last - to.first) + bytes);
+        wanted += static_cast<uint64_t>(last - first + 1) * bytes;
+    }
+    const bool isWorthIt = pieces.size() > 1 && end > begin && end - begin <= mostTogether &&
+                           wanted >= (end - begin) / leastShare;
+    if (isWorthIt) Load(pieces[0].channel, begin, static_cast<int64_t>(end - begin));
 }
 
 // Bytes of the file, with some more behind them. What is loaded stays until something else is asked for.

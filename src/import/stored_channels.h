@@ -16,11 +16,12 @@
 
 namespace kymora {
 
-// Numbers that lie `ChannelSource::stride` bytes apart.
+// Numbers that lie `ChannelSource::stride` bytes apart, in blocks where the source has them.
 struct SampleStretch {
     int64_t first = 0;    // how many of the channel's samples lie before it
     uint64_t offset = 0;  // of its first number in the file
     uint32_t scale = 0;   // index in ChannelSource::scales
+    int64_t into = 0;  // numbers of its first block that are left out; `offset` is that of the block's first
 };
 
 // Samples without a gap between.
@@ -35,6 +36,10 @@ struct ChannelSource {
     NumberType type = NumberType::i16;
     ByteOrder order = ByteOrder::little;
     uint32_t stride = 2;
+    // Where a stretch is cut into blocks: how many numbers each holds, and the bytes from the first number of
+    // one to that of the next. 0: it is not.
+    int64_t perBlock = 0;
+    uint64_t blockBytes = 0;
     // One own sample lasts `steps` / `per` samples of the recording, which is at least one.
     int64_t steps = 1, per = 1;
     std::vector<ValueScale> scales{ValueScale{}};
@@ -43,6 +48,10 @@ struct ChannelSource {
     int64_t samples = 0;  // own
 
     bool IsDrawnOut() const { return steps != per; }
+    // In the file, of number `index` of a stretch.
+    uint64_t OffsetIn(const SampleStretch& stretch, int64_t index) const;
+    // What lies in `length` samples of the recording from `from` on, as a recording of its own.
+    ChannelSource Part(int64_t from, int64_t length) const;
     // Adds `count` numbers at a place of the file. They join the last run where `position`, in the recording,
     // is at or before its end, and else begin another.
     void Add(int64_t position, int64_t count, uint64_t offset, uint32_t scale = 0);
@@ -86,6 +95,8 @@ class StoredChannelReader {
     void ReadChannel(int channel, int64_t from, int64_t count, float* to);
     void DrawOut(int channel, const ChannelRun& run, int64_t from, int64_t count, float* to);
     void ReadOwn(int channel, int64_t first, int64_t count, float* to);
+    int64_t OwnIndex(int channel, int64_t stored) const;
+    void LoadTogether(int64_t from, int64_t count, std::span<const ChannelPiece> pieces);
     const std::byte* Load(int channel, uint64_t offset, int64_t bytes);
 
     const DataFile& file_;
@@ -93,6 +104,7 @@ class StoredChannelReader {
     std::vector<std::vector<int64_t>> storedBefore_;  // of each run of each channel
     std::optional<BinarySampleReader> rows_;  // where the channels are interleaved and nothing lies between
     bool isInterleaved_ = false;              // what one channel loads serves the next
+    int64_t atOnce_ = samplesAtOnce;          // of all channels in turn, where they are interleaved
     std::vector<Held> held_;                  // of each channel, or of all
     std::vector<float> own_;
 };
