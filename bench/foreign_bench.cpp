@@ -185,6 +185,34 @@ void WriteWdq(std::ofstream& file, size_t bytes, bool isFine, int channels) {
     WriteNoise(file, bytes);
 }
 
+// A probe of 16-bit channels and the text that tells so.
+void WriteGlxMeta(const std::filesystem::path& path, int channels) {
+    std::ofstream(path)
+        << "typeThis=imec\nnSavedChans=" << channels
+        << "\nimSampRate=30000\nimDatPrb_type=2013\nimMaxInt=2048\nimChan0apGain=100\nsnsApLfSy=" << channels
+        << ",0,0\nacqApLfSy=" << channels << ",0,0\n";
+}
+
+// 64 amplifiers in blocks of 128 samples without a gap.
+void WriteRhd(std::ofstream& file, size_t bytes) {
+    constexpr int channels = 64;
+    Head head(84 + channels * 40);
+    head.Put(0, 0xC6912702u).Put<int16_t>(4, 2).Put(8, 30000.0f);
+    head.Put<int16_t>(68, 1).Put<int16_t>(78, 1).Put<int16_t>(80, channels).Put<int16_t>(82, channels);
+    for (size_t c = 0; c < channels; ++c) {
+        const size_t at = 84 + 40 * c;
+        head.Put<int32_t>(at, 4).Put<int16_t>(at + 4, 'A').Put(at + 6, static_cast<int16_t>('0' + c));
+        head.Put<int16_t>(at + 18, 1);
+    }
+    head.Write(file);
+    for (int32_t block = 0; static_cast<size_t>(block) * 128 * 2 * channels < bytes; ++block) {
+        int32_t times[128];
+        for (int32_t i = 0; i < 128; ++i) times[i] = 128 * block + i;
+        file.write(reinterpret_cast<const char*>(times), sizeof times);
+        WriteNoise(file, 128 * 2 * channels);
+    }
+}
+
 void PlainRead(const DataFile& file) {
     std::vector<std::byte> buffer(1 << 20);
     for (uint64_t at = 0; at < file.Length(); at += buffer.size()) file.ReadAt(at, buffer);
@@ -242,6 +270,13 @@ int main(int argc, char** argv) {
         {"AxoGraph X, 4 scaled columns", "b.axgx", [&](auto& f) { WriteAxograph(f, bytes, 4); }},
         {"WinDaq, 8 channels of 14 bits", "b.wdq", [&](auto& f) { WriteWdq(f, bytes, false, 8); }},
         {"WinDaq, 8 channels of 16 bits", "b.wdq", [&](auto& f) { WriteWdq(f, bytes, true, 8); }},
+        {"SpikeGLX, 16 channels", "b.ap.bin",
+         [&](auto& f) { WriteNoise(f, bytes), WriteGlxMeta(folder / "b.ap.meta", 16); }},
+        {"SpikeGLX, 128 channels", "b.ap.bin",
+         [&](auto& f) { WriteNoise(f, bytes), WriteGlxMeta(folder / "b.ap.meta", 128); }},
+        {"SpikeGLX, 128 of 384 channels", "b.ap.bin",
+         [&](auto& f) { WriteNoise(f, bytes), WriteGlxMeta(folder / "b.ap.meta", 384); }},
+        {"Intan, 64 channels in blocks", "b.rhd", [&](auto& f) { WriteRhd(f, bytes); }},
     };
     for (const auto& kind : kinds) {
         const auto path = folder / kind.file;
@@ -252,5 +287,13 @@ int main(int argc, char** argv) {
         }
         Measure(session, path, kind.name);
     }
+    const auto sparse = folder / "sparse.ap.bin";
+    std::ofstream(sparse, std::ios::binary).put('\0');
+    std::filesystem::resize_file(sparse, 100'000'000'000);
+    WriteGlxMeta(folder / "sparse.ap.meta", 385);
+    std::unique_ptr<CDataDoc> doc;
+    const double opening = bench::Seconds(3, [&] { doc = OpenDocument(session, sparse, OpenFor::reading); });
+    if (!doc) return 1;
+    std::printf("%-32s opened in %.2f ms\n", "SpikeGLX, 100 GB of 385 channels", opening * 1e3);
     return 0;
 }

@@ -196,8 +196,9 @@ CChildFrame* CMainFrame::OpenFile(const std::filesystem::path& path, std::option
 }
 
 // Where `fault` is, it gets why the file does not open, and the user is not told.
-CChildFrame* CMainFrame::OpenAs(const std::filesystem::path& path, const OpenRequest& wanted,
+CChildFrame* CMainFrame::OpenAs(const std::filesystem::path& named, const OpenRequest& wanted,
                                 std::string* fault) {
+    const std::filesystem::path path = RecordingIn(session_.files, named);
     if (CChildFrame* child = FindOpen(path)) {
         mdi_->setActiveSubWindow(child);
         return child;

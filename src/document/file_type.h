@@ -19,6 +19,11 @@ enum FileType : int {
     typeRecording = 16,
     typeAxograph = 17,
     typeBdf = 20,
+    typeSpikeGlx = 21,
+    typeIntan = 22,
+    typeOpenEphys = 23,
+    typeNeuralynx = 24,
+    typeBlackrock = 25,
 };
 
 }  // namespace kymora

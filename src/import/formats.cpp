@@ -13,8 +13,12 @@
 #include "import/ced_doc.h"
 #include "import/data_q_doc.h"
 #include "import/edf_doc.h"
+#include "import/intan_doc.h"
+#include "import/neuralynx_doc.h"
+#include "import/open_ephys_doc.h"
 #include "import/pico_mat_doc.h"
 #include "import/spike2_doc.h"
+#include "import/spike_glx_doc.h"
 #include "import/wav_doc.h"
 #include "recording/dtx_doc.h"
 #include "recording/km_rec_doc.h"
@@ -91,17 +95,29 @@ const std::vector<Format>& Formats() {
         {"CKYMDoc", 4, noReader, {{".dtb", 23, inBatch}}},
         {"CBDFDoc", typeBdf, {.make = Make<CBDFDoc>, .asks = true, .folds = true},
          {{".bdf", 24, inBatch, "European Data Format, 24 bits (*bdf)", "BDF Document"}}},
+        // Beside a .bin of these names stands a .meta that tells what it is.
+        {"CSpikeGlxDoc", typeSpikeGlx, {.make = Make<CSpikeGlxDoc>, .asks = true},
+         {{".meta", 25, inBatch, "SpikeGLX (*.meta)", "SpikeGLX Document"}, {".ap.bin", 0, inBatch}, {".lf.bin", 0, inBatch}, {".nidq.bin", 0, inBatch}, {".obx.bin", 0, inBatch}}},
+        {"CIntanDoc", typeIntan, {.make = Make<CIntanDoc>, .asks = true},
+         {{".rhd", 26, inBatch, "Intan RHD2000 (*.rhd)", "Intan Document"}, {".rhs", 27, inBatch, "Intan RHS2000 (*.rhs)", "Intan Document"}}},
+        {"COpenEphysDoc", typeOpenEphys, {.make = Make<COpenEphysDoc>, .asks = true}, {{".oebin", 28, inBatch, "Open Ephys (*.oebin)", "Open Ephys Document"}}},
+        {"CNeuralynxDoc", typeNeuralynx, {.make = Make<CNeuralynxDoc>, .asks = true}, {{".ncs", 29, inBatch, "Neuralynx (*.ncs)", "Neuralynx Document"}}},
     };
     // clang-format on
     return formats;
 }
 
+// Of two extensions the longer one counts: ".ap.bin" before ".bin".
 FormatMatch FindFormat(const std::filesystem::path& path) {
     const std::string extension = FoldedExtension(path);
+    const std::string two = FoldedExtension(path.stem()) + extension;
+    FormatMatch match;
     for (const Format& format : Formats())
-        for (const FormatExtension& type : format.extensions)
-            if (type.extension == extension) return {&format, &type};
-    return {};
+        for (const FormatExtension& type : format.extensions) {
+            if (type.extension == two) return {&format, &type};
+            if (type.extension == extension) match = {&format, &type};
+        }
+    return match;
 }
 
 std::string_view FileTypeClassName(int fileType) {

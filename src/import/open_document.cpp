@@ -30,7 +30,16 @@ CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
 
 }  // namespace
 
-Opened OpenRecording(Session& session, const std::filesystem::path& path, const OpenRequest& request) {
+std::filesystem::path RecordingIn(FileSystem& files, const std::filesystem::path& path) {
+    if (FindFormat(path).format) return path;
+    for (const char* name : {"structure.oebin", "recording1/structure.oebin",
+                             "experiment1/recording1/structure.oebin", "info.rhd", "info.rhs"})
+        if (files.Stamp(path / name)) return path / name;
+    return path;
+}
+
+Opened OpenRecording(Session& session, const std::filesystem::path& named, const OpenRequest& request) {
+    const std::filesystem::path path = RecordingIn(session.files, named);
     const FormatMatch match = FindFormat(path);
     Opened opened;
     if (!match.format)

@@ -19,6 +19,9 @@ struct Opened {
     Opening opening{};
 };
 
+// The file to open of a folder that is a recording; any other path as it is.
+std::filesystem::path RecordingIn(FileSystem& files, const std::filesystem::path& path);
+
 // Opens a recording by its extension, whatever its case.
 Opened OpenRecording(Session& session, const std::filesystem::path& path, const OpenRequest& request);
 // The same for who wants the document alone.

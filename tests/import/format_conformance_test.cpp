@@ -16,6 +16,7 @@
 #include "import/formats.h"
 #include "import/open_document.h"
 #include "import/second_look.h"
+#include "import/stream_samples.h"
 #include "results/archive_output.h"
 #include "support/fold_check.h"
 #include "support/run_program.h"
@@ -23,8 +24,6 @@
 
 namespace kymora::test {
 namespace {
-
-constexpr const char* sideCar = "/x.kymr-hdr";
 
 bool Same(float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
@@ -36,6 +35,7 @@ std::string TextOf(const std::vector<std::byte>& bytes) {
 struct Bench {
     explicit Bench(const FormatSample& sample) : sample(sample), path("/" + sample.fileName) {
         files.Put(path, sample.bytes);
+        for (const auto& [name, bytes] : sample.beside) files.Put("/" + name, bytes);
     }
     OpenRequest Request(OpenFor purpose = OpenFor::editing, OpenTalk talk = OpenTalk::tells) const {
         return {purpose, talk, sample.settings};
@@ -86,6 +86,7 @@ struct Bench {
 
     const FormatSample& sample;
     const std::filesystem::path path;
+    const std::filesystem::path sideCar = SideCarPath(path);
     MemoryFileSystem files;
     TestHost host;
     Session session{host, files};
@@ -97,6 +98,7 @@ void ForEachSample(const std::function<void(Bench&, const Format&)>& run) {
         if (!format.reader.make || format.reader.refuses) continue;
         auto samples = SamplesOfFormat(format.className);
         if (samples.empty()) samples = ForeignSamples(format.className);
+        if (samples.empty()) samples = StreamSamples(format.className);
         EXPECT_FALSE(samples.empty()) << "no sample of " << format.className;
         for (const FormatSample& sample : samples) {
             SCOPED_TRACE(sample.name);
@@ -237,7 +239,7 @@ TEST(FormatConformance, WhatTheUserAddsComesBack) {
         ASSERT_TRUE(doc->OnSaveDocument()) << bench.host.LastMessage();
         EXPECT_FALSE(doc->IsModified());
         doc.reset();
-        EXPECT_EQ(bench.files.Has(sideCar), !format.reader.savesInPlace);
+        EXPECT_EQ(bench.files.Has(bench.sideCar), !format.reader.savesInPlace);
         EXPECT_EQ(bench.files.Bytes(bench.path) == bench.sample.bytes, !format.reader.savesInPlace);
         doc = bench.Open();
         ASSERT_TRUE(doc);
@@ -250,10 +252,11 @@ TEST(FormatConformance, WhatTheUserAddsComesBack) {
         doc.reset();
         if (format.reader.savesInPlace) return;
         // A damaged side-car is told of, and the recording is what the file says.
-        const auto whole = bench.files.Bytes(sideCar);
+        const auto whole = bench.files.Bytes(bench.sideCar);
         for (const size_t length :
              {size_t{0}, size_t{5}, whole.size() / 3, whole.size() / 2, whole.size() - 1}) {
-            bench.files.Put(sideCar, {whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)});
+            bench.files.Put(bench.sideCar,
+                            {whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)});
             bench.host.Forget();
             doc = OpenDocument(bench.session, bench.path, bench.Request());
             ASSERT_TRUE(doc) << length;
@@ -313,6 +316,10 @@ TEST(FormatConformance, ASecondLookInAnotherThreadReadsTheSame) {
         Session session(bench.host, disk);
         const auto path = folder / bench.sample.fileName;
         std::ofstream(path, std::ios::binary) << TextOf(bench.sample.bytes);
+        for (const auto& [name, bytes] : bench.sample.beside) {
+            std::filesystem::create_directories((folder / name).parent_path());
+            std::ofstream(folder / name, std::ios::binary) << TextOf(bytes);
+        }
         const auto doc = OpenDocument(session, path, bench.Request(OpenFor::reading));
         ASSERT_TRUE(doc);
         doc->traces[0].traceGain = 2.5;
@@ -385,6 +392,11 @@ TEST(FormatConformance, SettingsThatCannotBeAreRefusedByTheirNames) {
         {"x.mat", "sampleInterval", {"0", "1 ms"}},
         {"x.axgx", "sweeps", {"2", ""}},
         {"x.bdf", "signals", {"41"}},
+        {"x.ap.bin", "channels", {"6", "a"}},
+        {"x.ap.bin", "from", {"-1", "9", "x"}},
+        {"x.ap.bin", "digital", {"yes"}},
+        {"x.rhd", "stream", {"2", "other"}},
+        {"x.ncs", "polarity", {"up"}},
     };
     ForEachSample([&](Bench& bench, const Format&) {
         for (const auto& [file, key, values] : wrong)
@@ -405,7 +417,8 @@ TEST(FormatConformance, WhatAnOpenFileHasLostIsAnErrorAndNotZeros) {
     ForEachSample([](Bench& bench, const Format&) {
         const auto doc = bench.Open(OpenFor::reading);
         ASSERT_TRUE(doc);
-        bench.files.Bytes(bench.path).resize(3);
+        const auto& samplesIn = bench.sample.samplesIn;
+        bench.files.Bytes("/" + (samplesIn.empty() ? bench.sample.fileName : samplesIn)).resize(3);
         const bool inMemory = static_cast<bool>(doc->ToReopen().twin);
         if (inMemory) return bench.CheckWhole(*doc);
         std::vector<float> values(static_cast<size_t>(bench.Length()), -77.0f);

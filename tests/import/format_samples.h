@@ -26,6 +26,8 @@ struct FormatSample {
     std::vector<std::vector<float>> values;  // of each trace, along the time axis
     std::vector<size_t> refused;             // lengths to which the file is cut, and does not open
     bool folds = false;
+    std::vector<std::pair<std::string, std::vector<std::byte>>> beside{};  // files that belong to it
+    std::string samplesIn{};  // the one of them that holds the samples; empty: the file that opens
 };
 
 inline std::vector<std::byte> BytesOf(std::string_view text) {

@@ -1,0 +1,73 @@
+// Any bytes as a recording of many channels. The first one says of which system; what follows are its files,
+// each behind a byte for its name and two for its length. Opened, read at both ends and in the middle, in one
+// piece and sample by sample.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "host/memory_file_system.h"
+#include "host/quiet_host.h"
+#include "import/open_document.h"
+
+namespace {
+
+// The first is what opens.
+const std::vector<std::vector<std::string>>& Systems() {
+    static const std::vector<std::vector<std::string>> systems{
+        {"x.ap.bin", "x.ap.meta"},
+        {"x.nidq.meta", "x.nidq.bin"},
+        {"x.rhd"},
+        {"info.rhs", "time.dat", "amplifier.dat", "digitalin.dat", "amp-A-000.dat"},
+        {"structure.oebin", "continuous/P/continuous.dat", "continuous/P/sample_numbers.npy",
+         "events/P/TTL/states.npy", "events/P/TTL/sample_numbers.npy", "events/MessageCenter/text.npy",
+         "events/MessageCenter/sample_numbers.npy", "spikes/P/T/sample_numbers.npy",
+         "spikes/P/T/clusters.npy", "sync_messages.txt"},
+        {"a.ncs", "b.ncs", "Events.nev"},
+    };
+    return systems;
+}
+
+void Read(kymora::CDataDoc& doc, int64_t from) {
+    constexpr size_t count = 150;
+    std::vector<std::vector<float>> values(static_cast<size_t>(doc.traceCount), std::vector<float>(count));
+    std::vector<kymora::TraceBlock> blocks;
+    for (int t = 0; t < doc.traceCount; ++t) blocks.push_back({t, values[static_cast<size_t>(t)], {}});
+    doc.ReadBlocks(from, blocks);
+    for (int t = 0; t < doc.traceCount; t += 1 + doc.traceCount / 8)
+        for (size_t i = 0; i < count; i += 37) {
+            float one = 0.0f;
+            doc.ReadBlock(t, from + static_cast<int64_t>(i), {&one, 1});
+            if (std::memcmp(&one, &values[static_cast<size_t>(t)][i], sizeof one) != 0) std::abort();
+        }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size == 0) return 0;
+    kymora::QuietHost host;
+    kymora::MemoryFileSystem files;
+    kymora::Session session(host, files);
+    const auto& names = Systems()[data[0] % Systems().size()];
+    const auto* bytes = reinterpret_cast<const std::byte*>(data);
+    for (size_t at = 1; at + 3 <= size;) {
+        const std::string& name = names[data[at] % names.size()];
+        const size_t length = std::min<size_t>(data[at + 1] | data[at + 2] << 8, size - at - 3);
+        files.Put("/" + name, {bytes + at + 3, bytes + at + 3 + length});
+        at += 3 + length;
+    }
+    kymora::OpenRequest request(kymora::OpenFor::reading);
+    if (size % 3 == 1) request.settings["from"] = "0.01";
+    const auto doc = kymora::OpenDocument(session, "/" + names[0], request);
+    if (!doc) return 0;
+    if (doc->GetLength() < 1 || doc->traceCount < 1 || doc->traceCount > kymora::maxTraces) std::abort();
+    for (const int64_t from : {int64_t{0}, doc->GetLength() / 2, doc->GetLength() - 100}) Read(*doc, from);
+    for (const kymora::CEventChan& channel : doc->eventChannels)
+        for (const kymora::CEventKM& event : channel.Events())
+            if (event.onPosition < 0 || event.offPosition < event.onPosition || !channel.IsInOrder())
+                std::abort();
+    return 0;
+}

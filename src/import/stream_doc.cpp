@@ -1,0 +1,271 @@
+#include "import/stream_doc.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "document/trace_signals.h"
+#include "host/form.h"
+#include "import/channel_choice.h"
+
+namespace kymora {
+
+namespace {
+
+constexpr uint64_t bytesSearchedUnasked = uint64_t{1} << 30;
+constexpr int streamStep = 1 << 16;  // a trace's index in the file: stream x this + channel
+
+std::string NamesOf(const std::vector<DataStream>& streams) {
+    std::string names;
+    for (size_t i = 0; i < streams.size(); ++i)
+        names += fmt::format("{}{} ({})", i == 0 ? "" : ", ", i + 1, streams[i].name);
+    return names;
+}
+
+std::string Summary(const DataStream& stream) {
+    return fmt::format("{}: {} channels, {:.9g} Hz, {:.9g} s", stream.name, stream.channels.size(),
+                       stream.rate, static_cast<double>(stream.samples) / stream.rate);
+}
+
+// The place of a stream that `setting` gives as a number from 1 or by its name.
+size_t FindStream(const std::vector<DataStream>& streams, const std::string& setting) {
+    for (size_t i = 0; i < streams.size(); ++i)
+        if (streams[i].name == setting) return i;
+    size_t number = 0;
+    const auto [end, error] = std::from_chars(setting.data(), setting.data() + setting.size(), number);
+    if (error == std::errc() && end == setting.data() + setting.size() && number >= 1 &&
+        number <= streams.size())
+        return number - 1;
+    throw ImportSettingError("stream", setting, "the number or the name of a stream: " + NamesOf(streams));
+}
+
+}  // namespace
+
+std::unique_ptr<DataFile> FindBeside(FileSystem& files, const std::filesystem::path& path) {
+    try {
+        return files.Open(path, OpenMode::readOnly);
+    } catch (const FileError&) {
+        return nullptr;
+    }
+}
+
+std::unique_ptr<DataFile> OpenBeside(FileSystem& files, const std::filesystem::path& path) {
+    try {
+        return files.Open(path, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        throw OpenError(fmt::format("{} belongs to this recording and could not be opened.\n{}",
+                                    path.filename().string(), error.what()));
+    }
+}
+
+std::string ReadTextFile(const DataFile& file, const std::string& name, uint64_t most) {
+    if (file.Length() > most)
+        throw OpenError(fmt::format("{} is {} bytes long, which no such file is.", name, file.Length()));
+    std::string text(static_cast<size_t>(file.Length()), '\0');
+    text.resize(file.ReadAt(0, std::as_writable_bytes(std::span(text))));
+    return text;
+}
+
+ForeignRecording CStreamDoc::ReadRecording(const DataFile& file) {
+    streams_ = ReadStreams(file);
+    choice_ = {};
+    sideCar_ = std::make_unique<SideCarFile>(*this);
+    stored_ = sideCar_->Traces();
+    ResetModel();
+    Choose();
+    const DataStream& stream = streams_[choice_.stream];
+    ForeignRecording recording = ReadStream(choice_);
+    for (const int place : choice_.channels)
+        recording.signals.push_back({static_cast<int>(choice_.stream) * streamStep + place,
+                                     stream.channels[static_cast<size_t>(place)].label});
+    recording.details.insert(recording.details.begin(), {"Stream", Summary(stream)});
+    if (stream.digitalBytes > 0 && !choice_.digital)
+        recording.log += "The digital lines were not searched for events; the import setting digital=events "
+                         "does it.\n";
+    Cut(recording);
+    return recording;
+}
+
+void CStreamDoc::Choose() {
+    choice_.stream = ChooseStream();
+    const DataStream& stream = streams_[choice_.stream];
+    if (!(stream.rate > 0.0) || !std::isfinite(stream.rate) || !std::isfinite(1000.0 / stream.rate))
+        throw OpenError(fmt::format("This file states {} samples in a second.", stream.rate));
+    fromSeconds_ = FromSetting();
+    choice_.from = std::llround(fromSeconds_ * stream.rate);
+    if (choice_.from > 0 && choice_.from >= stream.samples)
+        throw ImportSettingError("from", fmt::format("{:.9g}", fromSeconds_),
+                                 fmt::format("seconds before the end of the recording, which is at {:.9g} s",
+                                             static_cast<double>(stream.samples) / stream.rate));
+    ChooseChannels();
+}
+
+size_t CStreamDoc::ChooseStream() {
+    const std::string* setting = CurrentOpening().Setting("stream");
+    if (setting) return FindStream(streams_, *setting);
+    size_t proposed = 0;
+    if (stored_.areTold && !stored_.sources.empty())
+        proposed = static_cast<size_t>(std::max(stored_.sources[0].index, 0) / streamStep);
+    if (proposed >= streams_.size()) proposed = 0;
+    if (streams_.size() < 2) return proposed;
+    if (!GetOpening().Asks()) {
+        if (stored_.sources.empty())
+            Tell(
+                fmt::format("{} holds {} streams: {}. The first is shown. File > Open offers the others, and "
+                            "so does the command line, with --import stream=NUMBER.",
+                            filePath.filename().string(), streams_.size(), NamesOf(streams_)));
+        return proposed;
+    }
+    std::vector<std::string> names;
+    for (const DataStream& stream : streams_) names.push_back(Summary(stream));
+    Form form("Choose Stream");
+    form.AddChoice("stream", "Stream", names, static_cast<int>(proposed),
+                   "Streams have sample rates of their own and open as recordings of their own.");
+    if (!GetHost().AskForm(form)) throw OpenDeclined();
+    return static_cast<size_t>(form.Choice("stream"));
+}
+
+double CStreamDoc::FromSetting() {
+    const std::string* setting = CurrentOpening().Setting("from");
+    if (!setting) return 0.0;
+    double seconds = -1.0;
+    const auto [end, error] = std::from_chars(setting->data(), setting->data() + setting->size(), seconds);
+    if (error != std::errc() || end != setting->data() + setting->size() || !(seconds >= 0.0) ||
+        seconds > 1e12)
+        throw ImportSettingError("from", *setting, "seconds from the start of the recording, from 0 on");
+    return seconds;
+}
+
+// Places in the chosen stream that the side-car knows.
+std::vector<int> CStreamDoc::Remembered() const {
+    std::vector<int> places;
+    if (!stored_.areTold) return places;
+    const auto channels = static_cast<int>(streams_[choice_.stream].channels.size());
+    for (const TraceSignal& signal : stored_.sources) {
+        const int place = signal.index - static_cast<int>(choice_.stream) * streamStep;
+        if (place >= 0 && place < std::min(channels, streamStep)) places.push_back(place);
+    }
+    std::sort(places.begin(), places.end());
+    places.erase(std::unique(places.begin(), places.end()), places.end());
+    places.resize(std::min<size_t>(places.size(), maxTraces));
+    return places;
+}
+
+bool CStreamDoc::IsDigitalWanted() const {
+    const uint64_t bytes = streams_[choice_.stream].digitalBytes;
+    return bytes > 0 && bytes <= bytesSearchedUnasked;
+}
+
+void CStreamDoc::ChooseChannels() {
+    const DataStream& stream = streams_[choice_.stream];
+    const std::string* setting = CurrentOpening().Setting("channels");
+    const std::string* digital = CurrentOpening().Setting("digital");
+    if (digital && *digital != "events" && *digital != "none")
+        throw ImportSettingError("digital", *digital, "\"events\" or \"none\"");
+    choice_.digital = stream.digitalBytes > 0 && (digital ? *digital == "events" : IsDigitalWanted());
+    if (stream.channels.empty()) return;
+    const std::vector<int> remembered = Remembered();
+    if (!setting && GetOpening().Asks()) {
+        ChannelQuestion question{"channels", Summary(stream), "Channels to show as traces", {}, {},
+                                 remembered, maxTraces};
+        for (size_t i = 0; i < stream.channels.size(); ++i)
+            question.names.push_back(
+                fmt::format("{}: {}{}", i + 1, stream.channels[i].label,
+                            stream.channels[i].units.empty() ? "" : "  [" + stream.channels[i].units + "]"));
+        if (stream.digitalBytes > 0) {
+            question.flagLabel = "Search digital lines for events";
+            question.flagToolTip = fmt::format("Reads {:.1f} MB before the recording opens.",
+                                               static_cast<double>(stream.digitalBytes) * 1e-6);
+            question.flag = choice_.digital;
+        }
+        auto answer = AskChannels(GetSession(), question);
+        if (!answer) throw OpenDeclined();
+        choice_.channels = std::move(*answer);
+        if (!digital && stream.digitalBytes > 0) choice_.digital = question.flag;
+        return;
+    }
+    if (setting) {
+        choice_.channels = ParseChannels("channels", *setting, stream.channels.size(), maxTraces);
+        return;
+    }
+    choice_.channels = remembered;
+    if (!remembered.empty()) return;
+    for (size_t i = 0; i < std::min<size_t>(stream.channels.size(), maxTraces); ++i)
+        choice_.channels.push_back(static_cast<int>(i));
+    if (choice_.channels.size() < stream.channels.size())
+        Tell(fmt::format(
+            "The first {} of {} channels of {} are shown. File > Open offers the others, and so does the "
+            "command line, with --import channels=LIST.",
+            choice_.channels.size(), stream.channels.size(), filePath.filename().string()));
+}
+
+// A recording has at most 2,147,483,647 samples: a longer one opens in part.
+void CStreamDoc::Cut(ForeignRecording& recording) const {
+    int64_t end = recording.lengthWithoutTraces;
+    for (const ForeignTrace& trace : recording.traces) end = std::max(end, trace.source.End());
+    if (choice_.from == 0 && end <= longestRecording) return;
+    const int64_t length = std::min(end - choice_.from, longestRecording);
+    for (ForeignTrace& trace : recording.traces) trace.source = trace.source.Part(choice_.from, length);
+    recording.lengthWithoutTraces = std::max<int64_t>(recording.lengthWithoutTraces - choice_.from, 0);
+    if (recording.startClock)
+        recording.startClock = std::fmod(*recording.startClock + fromSeconds_ * 1000.0, 86400000.0);
+    if (choice_.from > 0)
+        recording.comment += fmt::format("This part begins at {:.9g} s of the recording.\r\n", fromSeconds_);
+    if (end - choice_.from > longestRecording)
+        recording.warnings.push_back(fmt::format(
+            "This recording has {} samples, more than the {} that can be shown at once. It is shown up to "
+            "{:.9g} s; the import setting from=SECONDS opens another part.",
+            end, longestRecording,
+            fromSeconds_ + static_cast<double>(longestRecording) * recording.interval / 1000.0));
+}
+
+// Positions in a side-car are those of the stream that it was made with, from its beginning.
+SideCarResult CStreamDoc::ReadOwnSideCar() {
+    const bool isOther = stored_.areTold && !stored_.sources.empty() &&
+                         static_cast<size_t>(stored_.sources[0].index / streamStep) != choice_.stream;
+    if (isOther || choice_.from > 0) {
+        openedReadOnly = true;
+        readOnlyReason = isOther ? "the side-car belongs to another stream of it"
+                                 : "the side-car belongs to its beginning";
+        sideCar_.reset();
+        return SideCarResult::none;
+    }
+    const std::vector<TraceSettings> fresh(traces.begin(), traces.begin() + traceCount);
+    const std::vector<TraceSignal> signals = traceSignals;
+    const auto slots = static_cast<int>(stored_.sources.size());
+    const SideCarResult result = sideCar_->Load(slots > 0 ? slots : traceCount);
+    sideCar_.reset();
+    if (result != SideCarResult::read || !stored_.areTold) return result;
+    const auto traceOf = [&](const TraceSignal& wanted) { return FindSignals({&wanted, 1}, signals)[0]; };
+    StoredPlaces places{stored_.sources, {}, stored_.absent, {}};
+    for (const TraceSignal& source : places.sources) places.traces.push_back(traceOf(source));
+    for (const AbsentTrace& absent : places.absent) places.absentTraces.push_back(traceOf(absent.signal));
+    MoveToTraces(*this, places, fresh);
+    return result;
+}
+
+SaveOutcome CStreamDoc::Save() {
+    if (!openedReadOnly) return CForeignDoc::Save();
+    GetHost().Message(fmt::format("The settings and events of this part of {} cannot be saved beside it: {}. "
+                                  "Save it under another name.",
+                                  filePath.filename().string(), readOnlyReason));
+    return SaveOutcome::failed;
+}
+
+bool CStreamDoc::GoesOn(std::unique_ptr<Progress>& progress, const char* what, uint64_t done, uint64_t all) {
+    if (!progress) progress = GetHost().StartProgress(what, all);
+    return progress->Update(done);
+}
+
+Reopening CStreamDoc::ToReopen() const {
+    Reopening again = CForeignDoc::ToReopen();
+    if (streams_.size() > 1) again.settings["stream"] = std::to_string(choice_.stream + 1);
+    if (!choice_.channels.empty()) again.settings["channels"] = ChannelsText(choice_.channels);
+    if (choice_.from > 0) again.settings["from"] = fmt::format("{}", fromSeconds_);
+    again.settings["digital"] = choice_.digital ? "events" : "none";
+    return again;
+}
+
+}  // namespace kymora
