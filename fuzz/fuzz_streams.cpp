@@ -26,6 +26,7 @@ const std::vector<std::vector<std::string>>& Systems() {
          "events/MessageCenter/sample_numbers.npy", "spikes/P/T/sample_numbers.npy",
          "spikes/P/T/clusters.npy", "sync_messages.txt"},
         {"a.ncs", "b.ncs", "Events.nev"},
+        {"x.ns5", "x.nev"},
     };
     return systems;
 }

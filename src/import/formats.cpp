@@ -10,6 +10,7 @@
 #include "import/axon_doc.h"
 #include "import/bdf_doc.h"
 #include "import/binary_doc.h"
+#include "import/blackrock_doc.h"
 #include "import/ced_doc.h"
 #include "import/data_q_doc.h"
 #include "import/edf_doc.h"
@@ -102,6 +103,9 @@ const std::vector<Format>& Formats() {
          {{".rhd", 26, inBatch, "Intan RHD2000 (*.rhd)", "Intan Document"}, {".rhs", 27, inBatch, "Intan RHS2000 (*.rhs)", "Intan Document"}}},
         {"COpenEphysDoc", typeOpenEphys, {.make = Make<COpenEphysDoc>, .asks = true}, {{".oebin", 28, inBatch, "Open Ephys (*.oebin)", "Open Ephys Document"}}},
         {"CNeuralynxDoc", typeNeuralynx, {.make = Make<CNeuralynxDoc>, .asks = true}, {{".ncs", 29, inBatch, "Neuralynx (*.ncs)", "Neuralynx Document"}}},
+        {"CBlackrockDoc", typeBlackrock, {.make = Make<CBlackrockDoc>, .asks = true},
+         {{".ns6", 35, inBatch, "Blackrock (*.ns6)", "Blackrock Document"}, {".ns5", 34, inBatch, "Blackrock (*.ns5)"}, {".ns4", 33, inBatch, "Blackrock (*.ns4)"},
+          {".ns3", 32, inBatch, "Blackrock (*.ns3)"}, {".ns2", 31, inBatch, "Blackrock (*.ns2)"}, {".ns1", 30, inBatch, "Blackrock (*.ns1)"}, {".ns9", 36, inBatch, "Blackrock (*.ns9)"}}},
     };
     // clang-format on
     return formats;

@@ -37,7 +37,7 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
     constexpr const char* all =
         "All recognised types|*.mcd;*.kymr-dat;*.kymr-rec;*.abf;*.axgx;*.axgd;*.cfs;*.smr;*.smrx;*.prm;*.bfr;"
         "*.txt;*.asc;*.csv;*.bin;*.vet;*.wav;*.flt;*.edf;*.mat;*.wdq;*.dtx;*.dtb;*.bdf;*.meta;*.rhd;*.rhs;*."
-        "oebin;*.ncs|";
+        "oebin;*.ncs;*.ns1;*.ns2;*.ns3;*.ns4;*.ns5;*.ns6;*.ns9|";
     constexpr const char* read = "ASCII text (*.asc)|*.asc|comma-separated value text (*.csv)|*.csv|";
     constexpr const char* text = "Text (*.txt)|*.txt|";
     constexpr const char* binary = "Raw binary (*.bin)|*.bin|";
@@ -45,9 +45,13 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
     constexpr const char* native = "binary float (*.flt)|*.flt|native Kymora(*.kymr-dat)|*.kymr-dat|";
     constexpr const char* recordings =
         "Kymora recording (*.kymr-rec)|*.kymr-rec|Kymora DataTranslation board (*.dtx)|*.dtx|";
-    constexpr const char* more = "European Data Format, 24 bits (*bdf)|*.bdf|SpikeGLX (*.meta)|*.meta|"
-                                 "Intan RHD2000 (*.rhd)|*.rhd|Intan RHS2000 (*.rhs)|*.rhs|"
-                                 "Open Ephys (*.oebin)|*.oebin|Neuralynx (*.ncs)|*.ncs|";
+    constexpr const char* more =
+        "European Data Format, 24 bits (*bdf)|*.bdf|SpikeGLX (*.meta)|*.meta|"
+        "Intan RHD2000 (*.rhd)|*.rhd|Intan RHS2000 (*.rhs)|*.rhs|"
+        "Open Ephys (*.oebin)|*.oebin|Neuralynx (*.ncs)|*.ncs|Blackrock (*.ns6)|*.ns6|Blackrock "
+        "(*.ns5)|*.ns5|"
+        "Blackrock (*.ns4)|*.ns4|Blackrock (*.ns3)|*.ns3|Blackrock (*.ns2)|*.ns2|Blackrock (*.ns1)|*.ns1|"
+        "Blackrock (*.ns9)|*.ns9|";
     EXPECT_EQ(OpenFilter(),
               std::string(all) +
                   "Multi-channel data (*mcd)|*.mdc|Axon gap-free (*abf)|*.abf|CED signal (*.cfs)|*.cfs|"
@@ -56,17 +60,17 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
                   read + text + binary + "Wintrontech (*vet)|*.vet|audio (*.wav)|*.wav|" + edf +
                   "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
                   recordings + more + "|");
-    EXPECT_EQ(
-        ConvertibleFilter(),
-        std::string(
-            "All convertible "
-            "types|*.abf;*.cfs;*.smr;*.asc;*.csv;*.bin;*.wav;*.edf;*.wdq;*.mat;*.axgx;*.flt;*.kymr-dat;"
-            "*.kymr-rec;*.dtx;*.bdf;*.meta;*.rhd;*.rhs;*.oebin;*.ncs|Axon gap-free (*abf)|*.abf|CED signal "
-            "(*.cfs)|*.cfs|CED Spike2 "
-            "(*.smr)|*.smr|") +
-            read + binary + "audio (*.wav)|*.wav|" + edf +
-            "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native + recordings +
-            more + "|");
+    EXPECT_EQ(ConvertibleFilter(),
+              std::string(
+                  "All convertible "
+                  "types|*.abf;*.cfs;*.smr;*.asc;*.csv;*.bin;*.wav;*.edf;*.wdq;*.mat;*.axgx;*.flt;*.kymr-dat;"
+                  "*.kymr-rec;*.dtx;*.bdf;*.meta;*.rhd;*.rhs;*.oebin;*.ncs;*.ns6;*.ns5;*.ns4;*.ns3;*.ns2;*."
+                  "ns1;*.ns9|Axon gap-free (*abf)|*.abf|CED signal "
+                  "(*.cfs)|*.cfs|CED Spike2 "
+                  "(*.smr)|*.smr|") +
+                  read + binary + "audio (*.wav)|*.wav|" + edf +
+                  "DataQ (*.wdq)|*.wdq|PicoScop Mat (*.mat)|*.mat|Axograph (*axgx)|*.axgx|" + native +
+                  recordings + more + "|");
 }
 
 TEST_F(OpenDocumentTest, FileTypesHaveTheNamesOfTheirClasses) {

@@ -239,5 +239,44 @@ TEST_F(StreamTest, NeuralynxEventsAndPolarity) {
     EXPECT_EQ(All(*doc, 1)[600], sample.values[1][600]);
 }
 
+TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
+    // Three samples, then three more of a clock that has begun again.
+    Bytes out = NsxHead("NEURALCD", 2, 30, 30000);
+    for (const int block : {0, 1}) {
+        out.U8(1).U32(block == 0 ? 90000 : 30).U32(block == 0 ? 300 : 0);
+        for (int i = 0; i < 300; ++i) out.I16(i).I16(-i);
+    }
+    Bytes nev;
+    nev.data = BytesOf("NEURALEV");
+    nev.U8(2).U8(3).I16(1).U32(336 + 32).U32(24).U32(30000).U32(30000);
+    nev.data.resize(332);
+    nev.U32(1);
+    nev.data.resize(368);
+    std::memcpy(nev.data.data() + 336, "NEUEVLBL\x05\0tip", 13);
+    const auto packet = [&](uint32_t time, unsigned kind, const std::string& body) {
+        const size_t end = nev.data.size() + 24;
+        nev.U32(time).U16(kind);
+        for (const char c : body) nev.U8(static_cast<unsigned char>(c));
+        nev.data.resize(end);
+    };
+    packet(89000, 0, "early");
+    packet(90060, 0, std::string("\x01\0\x07\x01", 4));
+    packet(90300, 5, std::string("\x02\0", 2));
+    packet(60, 0xFFFF, std::string("\0\0\0\0\0\0wash", 10));
+    files.Put("/x.nev", nev.data);
+    FormatSample sample{"", "x.ns2", out.data};
+    const auto doc = Open(sample);
+    ASSERT_TRUE(doc) << host.LastMessage();
+    EXPECT_EQ(doc->GetLength(), 600);
+    EXPECT_FALSE(doc->hasGaps);
+    EXPECT_EQ(doc->traces[1].traceLabel, "Electrode 8");
+    EXPECT_EQ(Events(*doc),
+              (std::vector<std::string>{"Digital: 2-3", "Comments: 301-302wash", "tip: 10-11"}));
+    EXPECT_EQ(doc->eventChannels[0].Events()[0].eventValue, 263.0f);
+    EXPECT_EQ(doc->eventChannels[2].Events()[0].eventValue, 2.0f);
+    EXPECT_EQ(doc->fileComment,
+              "Blackrock, version 2.0\r\nRecorded on 2026-11-09 at 03:25:07 UTC\r\nslice 3\r\n");
+}
+
 }  // namespace
 }  // namespace kymora::test

@@ -241,11 +241,67 @@ inline FormatSample NcsSample() {
     return sample;
 }
 
+// --- Blackrock ---
+
+// Two channels, of -8191 to 8191 uV and of 0 to 5000 mV, behind the fields of a head.
+inline Bytes NsxHead(const char* id, int major, uint32_t period, uint32_t resolution) {
+    Bytes out;
+    const auto text = [&](std::string_view said, size_t width) {
+        std::string padded(said);
+        padded.resize(width, '\0');
+        for (const char c : padded) out.U8(static_cast<unsigned char>(c));
+    };
+    text(id, 8);
+    out.U8(static_cast<unsigned>(major)).U8(0).U32(314 + 2 * 66);
+    text("1 kS/s", 16), text("slice 3", 256);
+    out.U32(period).U32(resolution).I16(2026).I16(11).I16(1).I16(9).I16(3).I16(25).I16(7).I16(250).U32(2);
+    for (const int c : {0, 1}) {
+        text("CC", 2), out.I16(c + 7), text(c == 0 ? "chan7" : "", 16), out.U8(1).U8(1);
+        out.I16(-32764).I16(32764).I16(c == 0 ? -8191 : 0).I16(c == 0 ? 8191 : 5000);
+        text(c == 0 ? "uV" : "mV", 16), text("", 20);
+    }
+    return out;
+}
+
+// Blocks of 4000 and 3000 samples with 500 missing between; or one block for each, of a clock of nanoseconds
+// that jitters, with 20 missing.
+inline FormatSample NsxSample(bool isPtp) {
+    const size_t first = isPtp ? 40 : 4000, second = isPtp ? 60 : 3000, gap = isPtp ? 20 : 500;
+    FormatSample sample{
+        isPtp ? "Blackrock, nanoseconds" : "Blackrock", isPtp ? "x.ns5" : "x.ns2", {}, {}, 1.0};
+    sample.settings = {{"channels", "1-2"}};
+    Bytes out = NsxHead(isPtp ? "BRSMPGRP" : "NEURALCD", isPtp ? 3 : 2, 30, isPtp ? 1000000000 : 30000);
+    const auto words = Words(2 * (first + second), 6);
+    sample.values.resize(2);
+    for (size_t i = 0; i < first + second; ++i) {
+        const size_t position = i + (i < first ? 0 : gap);
+        if (isPtp)
+            out.U8(1)
+                .Raw(static_cast<int64_t>(1700000000000000000 + static_cast<int64_t>(position) * 1000000 +
+                                          static_cast<int64_t>(i * 7919 % 2000)))
+                .U32(1);
+        else if (i == 0 || i == first)
+            out.U8(1)
+                .U32(static_cast<uint32_t>(900 + 30 * position))
+                .U32(static_cast<uint32_t>(i == 0 ? first : second));
+        out.I16(words[2 * i]).I16(words[2 * i + 1]);
+        if (i == first)
+            for (auto& values : sample.values) values.insert(values.end(), gap, inGap);
+        sample.values[0].push_back(words[2 * i] * static_cast<float>(16382.0 / 65528));
+        const double factor = 5000.0 / 65528;
+        sample.values[1].push_back(static_cast<float>(words[2 * i + 1] * factor + 32764 * factor));
+    }
+    sample.bytes = out.data;
+    sample.refused = {0, 7, 313, 400, 446};
+    return sample;
+}
+
 inline std::vector<FormatSample> StreamSamples(std::string_view className) {
     if (className == "CSpikeGlxDoc") return {GlxSample(40000)};
     if (className == "CIntanDoc") return {RhdSample(1, 40), RhdSample(2, 300)};
     if (className == "COpenEphysDoc") return {OebinSample(30000)};
     if (className == "CNeuralynxDoc") return {NcsSample()};
+    if (className == "CBlackrockDoc") return {NsxSample(false), NsxSample(true)};
     return {};
 }
 
