@@ -30,4 +30,12 @@ void ConvertNumbers(NumberType type, ByteOrder order, const std::byte* from, int
 // The same for numbers that have become single precision: of `i14` as whole words.
 void ScaleNumbers(NumberType type, const ValueScale& scale, std::span<float> numbers);
 
+inline constexpr size_t neighboursAtOnce = 8;
+
+// The same for so many little-endian i16 channels that lie side by side in rows `stride` bytes apart, each
+// with its factor.
+void ConvertNeighbours(const std::byte* from, int64_t stride, int64_t count,
+                       std::span<const float, neighboursAtOnce> factors,
+                       std::span<float* const, neighboursAtOnce> to);
+
 }  // namespace kymora

@@ -1,6 +1,7 @@
 #include "import/stored_channels.h"
 
 #include <algorithm>
+#include <array>
 
 namespace kymora {
 
@@ -109,7 +110,60 @@ StoredChannelReader::StoredChannelReader(const DataFile& file, std::vector<Chann
         atOnce_ = std::min(atOnce_, std::max<int64_t>(inBytes, std::max<int64_t>(channel.perBlock, 1)));
     }
     held_.resize(isInterleaved_ ? 1 : channels_.size());
+    for (size_t c = 0; c < channels_.size(); ++c) isRightBehind_.push_back(IsRightBehind(c));
     FindRows();
+}
+
+// Only for channels of 16 bits that need no more than a factor, beside another one.
+bool StoredChannelReader::IsRightBehind(size_t channel) const {
+    if (channel == 0) return false;
+    const ChannelSource& one = channels_[channel - 1];
+    const ChannelSource& next = channels_[channel];
+    const auto isPlain = [](const ChannelSource& source) {
+        return source.type == NumberType::i16 && source.order == ByteOrder::little && source.perBlock == 0 &&
+               !source.IsDrawnOut() &&
+               std::all_of(source.scales.begin(), source.scales.end(),
+                           [](auto& scale) { return scale.offset == 0.0 && scale.divisor == 0.0f; });
+    };
+    return isPlain(one) && isPlain(next) && one.stride == next.stride && one.samples == next.samples &&
+           std::equal(one.stretches.begin(), one.stretches.end(), next.stretches.begin(),
+                      next.stretches.end(), [](const SampleStretch& a, const SampleStretch& b) {
+                          return a.first == b.first && a.offset + sizeof(int16_t) == b.offset;
+                      });
+}
+
+bool StoredChannelReader::AreNeighbours(std::span<const ChannelPiece> pieces) const {
+    if (!isInterleaved_ || pieces.size() < neighboursAtOnce) return false;
+    for (size_t i = 1; i < neighboursAtOnce; ++i)
+        if (pieces[i].channel != pieces[i - 1].channel + 1 ||
+            !isRightBehind_[static_cast<size_t>(pieces[i].channel)])
+            return false;
+    return true;
+}
+
+void StoredChannelReader::ReadNeighbours(int64_t from, int64_t count, std::span<const ChannelPiece> pieces,
+                                         int64_t into) {
+    const ChannelSource& first = channels_[static_cast<size_t>(pieces[0].channel)];
+    const SampleStretch* stretch = &Holding(first.stretches, from);
+    const SampleStretch* const end = first.stretches.data() + first.stretches.size();
+    std::array<float, neighboursAtOnce> factors;
+    std::array<float*, neighboursAtOnce> to;
+    for (int64_t done = 0; done < count; ++stretch) {
+        const int64_t at = from + done;
+        const int64_t stretchEnd = stretch + 1 == end ? first.samples : stretch[1].first;
+        const int64_t n = std::min(stretchEnd - at, count - done);
+        const auto index = static_cast<size_t>(stretch - first.stretches.data());
+        for (size_t c = 0; c < neighboursAtOnce; ++c) {
+            const ChannelSource& source = channels_[static_cast<size_t>(pieces[c].channel)];
+            factors[c] = static_cast<float>(source.scales[source.stretches[index].scale].factor);
+            to[c] = pieces[c].to + into + done;
+        }
+        const int64_t bytes =
+            (n - 1) * first.stride + static_cast<int64_t>(neighboursAtOnce * sizeof(int16_t));
+        const uint64_t offset = first.OffsetIn(*stretch, at - stretch->first);
+        ConvertNeighbours(Load(pieces[0].channel, offset, bytes), first.stride, n, factors, to);
+        done += n;
+    }
 }
 
 // Whole rows of numbers are taken apart faster than channel by channel.
@@ -144,7 +198,14 @@ void StoredChannelReader::Read(int64_t from, int64_t count, std::span<const Chan
     for (int64_t done = 0; done < count;) {
         const int64_t n = isInterleaved_ ? std::min(atOnce_, count - done) : count;
         if (isInterleaved_) LoadTogether(from + done, n, pieces);
-        for (const ChannelPiece& piece : pieces) ReadChannel(piece.channel, from + done, n, piece.to + done);
+        for (size_t p = 0; p < pieces.size();) {
+            const bool areNeighbours = AreNeighbours(pieces.subspan(p));
+            if (areNeighbours)
+                ReadNeighbours(from + done, n, pieces.subspan(p), done);
+            else
+                ReadChannel(pieces[p].channel, from + done, n, pieces[p].to + done);
+            p += areNeighbours ? neighboursAtOnce : 1;
+        }
         done += n;
     }
 }

@@ -95,6 +95,9 @@ class StoredChannelReader {
     void ReadChannel(int channel, int64_t from, int64_t count, float* to);
     void DrawOut(int channel, const ChannelRun& run, int64_t from, int64_t count, float* to);
     void ReadOwn(int channel, int64_t first, int64_t count, float* to);
+    bool IsRightBehind(size_t channel) const;
+    bool AreNeighbours(std::span<const ChannelPiece> pieces) const;
+    void ReadNeighbours(int64_t from, int64_t count, std::span<const ChannelPiece> pieces, int64_t into);
     int64_t OwnIndex(int channel, int64_t stored) const;
     void LoadTogether(int64_t from, int64_t count, std::span<const ChannelPiece> pieces);
     const std::byte* Load(int channel, uint64_t offset, int64_t bytes);
@@ -104,6 +107,7 @@ class StoredChannelReader {
     std::vector<std::vector<int64_t>> storedBefore_;  // of each run of each channel
     std::optional<BinarySampleReader> rows_;  // where the channels are interleaved and nothing lies between
     bool isInterleaved_ = false;              // what one channel loads serves the next
+    std::vector<uint8_t> isRightBehind_;      // of each channel: the one before lies at its side in all rows
     int64_t atOnce_ = samplesAtOnce;          // of all channels in turn, where they are interleaved
     std::vector<Held> held_;                  // of each channel, or of all
     std::vector<float> own_;

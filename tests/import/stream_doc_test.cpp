@@ -124,6 +124,14 @@ TEST_F(StreamTest, AProbeOf385ChannelsKeepsWhatWasChosen) {
     for (const int trace : {0, 40, 84})
         for (const size_t i : {size_t{0}, size_t{341}, scans - 1})
             EXPECT_EQ(All(*doc, trace)[i], words[385 * i + 299 + static_cast<size_t>(trace)] * factor);
+    // All of them at once, from anywhere.
+    std::vector<std::vector<float>> values(85, std::vector<float>(501));
+    std::vector<TraceBlock> blocks;
+    for (int t = 0; t < 85; ++t) blocks.push_back({t, values[static_cast<size_t>(t)], {}});
+    doc->ReadBlocks(77, blocks);
+    for (size_t t = 0; t < 85; ++t)
+        for (size_t i = 0; i < 501; ++i)
+            ASSERT_EQ(values[t][i], words[385 * (i + 77) + 299 + t] * factor) << t;
     doc->traces[1].traceLabel = "mine";
     ASSERT_TRUE(doc->OnSaveDocument());
     // Without a choice the last one holds; with another one labels stay with their channels.
