@@ -127,7 +127,8 @@ bool CForeignDoc::HasInnerGaps() const {
 void CForeignDoc::AfterLoad() {
     const bool showsDetails = GetOpening().request.talk <= OpenTalk::shows;
     if (showsDetails && !noData && HasInnerGaps()) NoticeGaps(GetHost());
-    if (GetOpening().Asks() && !GetSession().skipFileDetails && !ShowDetails()) throw OpenDeclined();
+    if (GetOpening().Asks() && !wasAsked_ && !GetSession().skipFileDetails && !ShowDetails())
+        throw OpenDeclined();
 }
 
 bool CForeignDoc::ShowDetails() {

@@ -22,6 +22,8 @@ class CForeignDoc : public CDataDoc {
   protected:
     // Reads all but the samples. Throws OpenError, ImportSettingError, OpenDeclined or FileError.
     virtual ForeignRecording ReadRecording(const DataFile& file) = 0;
+    // A dialog has shown what the file is; its details need not follow.
+    bool wasAsked_ = false;
     virtual const char* DetailsTitle() const { return "File Details"; }
 
     // Fills the model with what the user has added. ResetModel follows where it is damaged.

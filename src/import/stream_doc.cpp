@@ -183,6 +183,7 @@ void CStreamDoc::ChooseChannels() {
         auto answer = AskChannels(GetSession(), question);
         if (!answer) throw OpenDeclined();
         choice_.channels = std::move(*answer);
+        wasAsked_ = true;
         if (!digital && stream.digitalBytes > 0) choice_.digital = question.flag;
         return;
     }
