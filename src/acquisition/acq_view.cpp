@@ -193,8 +193,6 @@ bool CAcqView::BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> tri
     auto doc = std::make_unique<CAcqDoc>(m_session);
     FillDocument(*doc);
     if (!m_bDisplayOnly) {
-        // What was not saved before is overwritten, but not what could not be saved.
-        if (!m_bSaveFailed) DiscardSamples();
         try {
             if (!doc->WriteAcqFileStart(m_temporaryFolder)) {
                 m_bFailed = true;
@@ -206,6 +204,8 @@ bool CAcqView::BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> tri
         }
         doc->SetModifiedFlag();
     }
+    // What was not saved before is overwritten, but not what could not be saved.
+    if (!m_bSaveFailed) DiscardSamples();
     m_pDoc = std::move(doc);
     m_mailbox.Clear();
     m_bSkippedDisplay = m_bSkippedAny = false;

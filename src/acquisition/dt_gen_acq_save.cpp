@@ -27,12 +27,17 @@ constexpr const char* keptText =
 
 }  // namespace
 
+bool CDTGenAcqView::Appends() const {
+    return m_nAppendCount > 0 && (Saving() == SaveMode::append || Saving() == SaveMode::appendByHand);
+}
+
 bool CDTGenAcqView::OnSave() {
     if (!m_bUnsaved) {
         GetHost().Failure("There is nothing to save: what was recorded is saved already.");
         return false;
     }
-    const bool isSaved = m_nAppendCount > 0 ? Append() : SaveFirst();
+    if (!Appends()) OnDone();
+    const bool isSaved = Appends() ? Append() : SaveFirst();
     m_bUnsaved = m_bSaveFailed = !isSaved;
     if (!isSaved) {
         Fail(fmt::format(keptText, Document().TemporaryPath().string()));
@@ -42,19 +47,24 @@ bool CDTGenAcqView::OnSave() {
     return true;
 }
 
+bool CDTGenAcqView::SavesByItself() const {
+    return Saving() == SaveMode::fileEach || (Saving() == SaveMode::append && m_saveAs.empty());
+}
+
+bool CDTGenAcqView::HasBaseName() {
+    if (!m_settings.m_strAutoSaveBase.empty()) return true;
+    GetHost().Failure(noBaseNameText);
+    return false;
+}
+
 bool CDTGenAcqView::SaveFirst() {
     RecordingSave how;
     how.presetName = m_saveAs;
     FileSystem& files = GetSession().files;
     std::string& base = m_settings.m_strAutoSaveBase;
-    const bool isFileEach = Saving() == SaveMode::fileEach;
-    const bool isNamedByBase =
-        isFileEach || (m_saveAs.empty() && (m_settings.m_bPresetName || Saving() == SaveMode::append));
+    const bool isNamedByBase = SavesByItself() || (m_saveAs.empty() && m_settings.m_bPresetName);
     if (!isNamedByBase && !MaySaveAs()) return false;
-    if (isNamedByBase && base.empty()) {
-        GetHost().Failure(noBaseNameText);
-        return false;
-    }
+    if (isNamedByBase && !HasBaseName()) return false;
     if (isNamedByBase) how.presetName = FreeRecordingName(files, base);
     how.beginsSeries = Saving() == SaveMode::append || Saving() == SaveMode::appendByHand;
     const auto saved = SaveRecording(Document(), saveWholeCommand, how);

@@ -46,8 +46,8 @@ SaveMode CDTGenAcqView::Saving() const {
 
 const char* CDTGenAcqView::StartButton() const {
     if (!IsArming()) return "Start";
-    return State() == AcqState::armed || (State() == AcqState::triggered && m_settings.m_bRearm) ? "Disarm"
-                                                                                                 : "Arm";
+    const bool hasFired = State() == AcqState::triggered || State() == AcqState::displayPaused;
+    return State() == AcqState::armed || (hasFired && m_settings.m_bRearm) ? "Disarm" : "Arm";
 }
 
 bool CDTGenAcqView::IsTaking() const { return IsRunning() && State() != AcqState::armed; }
@@ -65,6 +65,7 @@ bool CDTGenAcqView::OnAcqStart() {
     }
     m_bEnding = m_bFailed = m_bRearming = false;
     if (!MayRecord()) return false;
+    if (!m_bDisplayOnly && SavesByItself() && !Appends() && !HasBaseName()) return false;
     if (Trigger() == TriggerMode::repeat) return StartSeries();
     return StartWithChecks(IsArming() ? AcqState::armed : AcqState::recording);
 }

@@ -54,7 +54,7 @@ class CDTGenAcqView : public CDTAcqView {
     void OnDone();
 
     const char* StartButton() const;
-    const char* SaveButton() const { return m_nAppendCount > 0 ? "Append" : "Save"; }
+    const char* SaveButton() const { return Appends() ? "Append" : "Save"; }
     TriggerMode Trigger() const { return static_cast<TriggerMode>(m_settings.m_nTrigMode); }
     // Repeated recordings save themselves.
     SaveMode Saving() const;
@@ -93,6 +93,12 @@ class CDTGenAcqView : public CDTAcqView {
     void OnRepeatTick();
     void ShowStatus();
 
+    // The recording goes behind those in the present file.
+    bool Appends() const;
+    // Under a name that is made of the base, without a question.
+    bool SavesByItself() const;
+    // False, told to the user, where there is none.
+    bool HasBaseName();
     bool SaveFirst();
     bool Append();
     bool CheckAppendFile();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "document/data_doc.h"
+#include "remote/remote_recorder.h"
 #include "remote/remote_requests.h"
 
 namespace kymora {
@@ -45,8 +46,10 @@ void Save(RemoteCall& call) {
 }
 
 void Quit(RemoteCall& call) {
-    if (FlagMember(call.request, "discard"))
+    if (FlagMember(call.request, "discard")) {
         for (CKymoraView* view : call.target.Views()) view->GetDocument().SetModifiedFlag(false);
+        if (RemoteRecorder* const recorder = call.target.Recorder(false)) recorder->Close(true);
+    }
     if (!call.target.Quit()) call.Fail("The program goes on.");
     call.ends = true;
 }

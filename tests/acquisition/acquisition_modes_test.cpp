@@ -181,13 +181,26 @@ TEST_F(EngineTest, RecordingsAreAppendedByHand) {
     EXPECT_TRUE(RunWhole());
     EXPECT_EQ(Codes().size(), 402u);
     EXPECT_EQ(view->AppendCount(), 2);
+    // Another mode begins another file.
+    view->m_settings.m_nSaveMode = 0;
+    const auto series =
+        std::exchange(view->m_saveAs, std::filesystem::path(out).parent_path() / "other.kymr-rec");
+    view->m_saveAsStamp.reset();
+    EXPECT_TRUE(RunWhole());
+    EXPECT_STREQ(view->SaveButton(), "Save");
+    EXPECT_TRUE(files.Has(view->m_saveAs));
+    EXPECT_EQ(Codes().size(), 402u);
+    view->m_settings.m_nSaveMode = 1;
+    view->m_saveAs = series;
+    view->m_saveAsStamp = files.Stamp(series);
+    EXPECT_TRUE(RunWhole());
     // The file is closed, or gone.
     view->m_isOpen = [](const auto&) { return false; };
     ASSERT_TRUE(view->OnAcqStart());
     Run();
     EXPECT_TRUE(WasTold("You seem to have closed the Append file:"));
     EXPECT_STREQ(view->SaveButton(), "Save");
-    EXPECT_EQ(Codes().size(), 402u);
+    EXPECT_EQ(Codes().size(), 201u);
 }
 
 TEST_F(EngineTest, WhatCannotBeSavedIsKept) {
@@ -227,9 +240,12 @@ TEST_F(EngineTest, AFileThatCameMeanwhileIsNotReplaced) {
     EXPECT_TRUE(WasTold("is another file than at the start"));
     EXPECT_TRUE(view->HasUnsaved());
     const std::filesystem::path kept = view->Document().TemporaryPath();
-    ASSERT_TRUE(view->OnAcqStart());
-    Run();
-    EXPECT_FALSE(files.Bytes(kept).empty()) << "what could not be saved outlives the next recording";
+    for (const bool isShownOnly : {true, false}) {
+        view->m_bDisplayOnly = isShownOnly;
+        ASSERT_TRUE(view->OnAcqStart());
+        Run();
+        EXPECT_FALSE(files.Bytes(kept).empty()) << "what could not be saved outlives the next recording";
+    }
 }
 
 TEST_F(EngineTest, AStimulusComesBackOverTheLoopAndStepsFromEpisodeToEpisode) {

@@ -178,7 +178,7 @@ void RecordingWindow::TakeSettings() {
     if (engine_->m_settings == protocol_->Settings()) return;
     engine_->m_settings = protocol_->Settings();
     if (!hasBegun_) ShowPrepared();
-    UpdateReadings();
+    UpdateControls();
 }
 
 std::string RecordingWindow::Set(const std::string& key, const std::string& value) {
@@ -240,7 +240,6 @@ void RecordingWindow::View() {
     notice_->Dismiss();
     DropReview();
     const Hold alone(loop_);
-    engine_->Document().DiscardRecording();
     AcquisitionSettings& settings = engine_->m_settings;
     beforeViewing_ = {settings.m_nTrigMode, settings.m_nSweepMode, settings.m_dTimeLimit};
     settings.m_nTrigMode = 0;
@@ -383,7 +382,16 @@ void RecordingWindow::OnSaved(const std::filesystem::path& path) {
     saved_ = path;
     if (!opens) return;
     QMetaObject::invokeMethod(
-        this, [this, path, follows] { desk_.ShowRecording(path, follows); }, Qt::QueuedConnection);
+        this,
+        [this, path, follows] {
+            // The keys stay with who records.
+            const bool hasKeys = isActiveWindow();
+            desk_.ShowRecording(path, follows);
+            if (!hasKeys) return;
+            raise();
+            activateWindow();
+        },
+        Qt::QueuedConnection);
 }
 
 // --- the display ---
