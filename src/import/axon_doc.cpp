@@ -132,11 +132,12 @@ ForeignRecording CAxonDoc::ReadRecording(const DataFile& file) {
     const AxonHeader header = ReadAxonHeader(file);
     if (header.samples > longestRecording) throw OpenError(tooLongText);
     ForeignRecording recording;
-    recording.interval = header.interval * 1e-3;
+    recording.interval = header.interval / 1000.0;
     AddChannels(header, recording);
     recording.comment = CommentOf(header);
     recording.details = CAxonDetails(header).Rows();
     if (ClockOf(header)) recording.startClock = static_cast<double>(header.timeMs);
+    recording.warnings = header.warnings;
     if (header.isCut)
         recording.warnings.push_back("This file is cut off: it holds fewer samples than its header says.");
     if (!header.segments.empty()) {

@@ -53,7 +53,19 @@ struct AxonHeader {
     int64_t timeMs = -1;  // since midnight; -1 where it is not known
     std::string creator, protocol, comment;
     std::vector<std::string> protocolLines;  // epochs and user lists
+    std::vector<std::string> warnings;       // for the user
 };
+
+// A stretch of what an output did.
+struct AxonEpoch {
+    std::string output, units;
+    int number = 0;                       // from 0
+    int type = 0;                         // 0 is off
+    double level = 0.0, levelStep = 0.0;  // the step is from sweep to sweep
+    int32_t samples = 0, samplesStep = 0;
+};
+// "Cmd 0, epoch A: step to -70 mV, +10 each sweep, 2000 samples"; empty for one that is off.
+std::string EpochText(const AxonEpoch& epoch);
 
 // Throws OpenError.
 AxonHeader ReadAxonHeader(const DataFile& file);
@@ -66,6 +78,8 @@ struct AxonPlaces {
     double clockUs = 0.0;             // us, as the file states it; 0 where that is a sample
     uint64_t segments = 0, tags = 0;  // file offsets
     int64_t segmentCount = 0, tagCount = 0;
+    uint64_t segmentBytes = 8, tagBytes = 64;  // of an entry
+    int64_t episodeSamples = 0;                // stated, of all channels; 0 where it is not
 };
 AxonHeader ReadAxonHeader1(const DataFile& file, ByteOrder order, AxonPlaces& places);
 AxonHeader ReadAxonHeader2(const DataFile& file, AxonPlaces& places);

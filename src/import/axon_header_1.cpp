@@ -15,6 +15,7 @@ namespace {
 
 constexpr uint64_t block1 = 512;  // bytes, of pointers
 constexpr size_t leastHeader1 = 2048, longHeader1 = 6144;
+constexpr size_t outputs1 = 2, epochs1 = 10;
 constexpr int ports1 = 16;
 constexpr uint64_t endOfTelegraphs = 4640;
 constexpr const char* sequenceText1 = "Sampling sequence out of range. Please inform the author.";
@@ -37,15 +38,37 @@ AxonChannel ChannelOf1(const FileFields& head, int port, bool hasTelegraphs) {
     if (hasTelegraphs && head.I16(4512 + 2 * p) != 0) product *= head.F32(4576 + 4 * p);
     if (hasConditioner) product *= head.F32(1050 + 4 * p);
     AxonChannel channel{head.Text(442 + 10 * p, 10), head.Text(602 + 8 * p, 8)};
-    channel.gain = AxonGain(head.F32(244), head.I32(252), product);
+    if (head.I16(100) != 1) channel.gain = AxonGain(head.F32(244), head.I32(252), product);
     channel.offset = double{head.F32(986 + 4 * p)} - (hasConditioner ? head.F32(1114 + 4 * p) : 0.0f);
     return channel;
 }
 
-// Six digits are of the last century.
+// Six digits are of the years 1980 to 2079.
 int DateOf(int32_t stored) {
     if (stored <= 0) return 0;
-    return stored < 1000000 ? 19000000 + stored : stored;
+    if (stored >= 1000000) return stored;
+    return stored + (stored >= 800000 ? 19000000 : 20000000);
+}
+
+// The epochs of the outputs that have any.
+std::vector<std::string> EpochsOf(const FileFields& head) {
+    std::vector<std::string> lines;
+    for (size_t output = 0; output < outputs1; ++output) {
+        if (head.I16(2296 + 2 * output) == 0 || head.I16(2300 + 2 * output) != 1) continue;
+        for (size_t e = 0; e < epochs1; ++e) {
+            const size_t i = epochs1 * output + e;
+            const AxonEpoch epoch{head.Text(1306 + 10 * output, 10),
+                                  head.Text(1346 + 8 * output, 8),
+                                  static_cast<int>(e),
+                                  head.I16(2308 + 2 * i),
+                                  head.F32(2348 + 4 * i),
+                                  head.F32(2428 + 4 * i),
+                                  head.I32(2508 + 4 * i),
+                                  head.I32(2588 + 4 * i)};
+            if (std::string line = EpochText(epoch); !line.empty()) lines.push_back(std::move(line));
+        }
+    }
+    return lines;
 }
 
 }  // namespace
@@ -69,6 +92,7 @@ AxonHeader ReadAxonHeader1(const DataFile& file, ByteOrder order, AxonPlaces& pl
     const int64_t data = head.I32(40);
     const int sampleBytes = header.isFloat ? 4 : 2;
     header.dataStart = static_cast<uint64_t>(std::max<int64_t>(data, 0)) * block1;
+    if (data > 0 && header.dataStart < leastHeader1) RefuseAxon("its data lie in its header.");
     const bool hasTelegraphs =
         version >= 1.6 && header.dataStart > endOfTelegraphs && head.Length() >= longHeader1;
     for (const int port : PortsOf(head, channels))
@@ -82,10 +106,12 @@ AxonHeader ReadAxonHeader1(const DataFile& file, ByteOrder order, AxonPlaces& pl
     header.comment = head.Text(310, 56);
     if (head.Length() >= longHeader1 && version >= 1.6) {
         header.protocol = head.Text(4898, 256);
+        header.protocolLines = EpochsOf(head);
         if (const std::string longer = head.Text(5154, 128); !longer.empty()) header.comment = longer;
     }
     places.samples = head.I32(10);
     places.episodes = head.I32(16);
+    places.episodeSamples = head.I32(138);
     places.clockUs = head.F32(130);
     places.segments = static_cast<uint64_t>(std::max(head.I32(92), 0)) * block1;
     places.segmentCount = head.I32(96);

@@ -42,6 +42,7 @@ class AxonReader2 {
   private:
     Section2 SectionOf(SectionAt at) const;
     FileFields Entry(const Section2& section, int64_t i) const;
+    void CheckApart() const;
     void ReadStrings();
     std::string String(int64_t index) const;
     void ReadChannels(const FileFields& protocol);
@@ -62,6 +63,21 @@ Section2 AxonReader2::SectionOf(SectionAt at) const {
 FileFields AxonReader2::Entry(const Section2& section, int64_t i) const {
     return {file_, section.offset + static_cast<uint64_t>(i) * section.entryBytes,
             std::min<uint64_t>(section.entryBytes, mostEntryBytes)};
+}
+
+void AxonReader2::CheckApart() const {
+    std::vector<std::pair<double, double>> extents;  // bytes; damaged ones may be beyond any file
+    for (const SectionAt at :
+         {protocolAt, adcAt, dacAt, epochPerDacAt, userListAt, stringsAt, dataAt, tagAt, synchAt}) {
+        const Section2 section = SectionOf(at);
+        if (section.offset == 0 || section.count == 0) continue;
+        const double entries = at == stringsAt ? 1.0 : static_cast<double>(section.count);
+        const auto begin = static_cast<double>(section.offset);
+        extents.emplace_back(begin, begin + entries * static_cast<double>(section.entryBytes));
+    }
+    std::sort(extents.begin(), extents.end());
+    for (size_t i = 1; i < extents.size(); ++i)
+        if (extents[i].first < extents[i - 1].second) RefuseAxon("its sections lie upon each other.");
 }
 
 // A head that counts them, and then texts that end with a zero.
@@ -97,33 +113,26 @@ void AxonReader2::ReadChannels(const FileFields& protocol) {
         if (adc.I16(2) != 0) product *= adc.F32(6);
         if (hasConditioner) product *= adc.F32(48);
         AxonChannel channel{String(adc.I32(74)), String(adc.I32(78))};
-        channel.gain = AxonGain(protocol.F32(110), protocol.I32(118), product);
+        if (!header_.isFloat) channel.gain = AxonGain(protocol.F32(110), protocol.I32(118), product);
         channel.offset = double{adc.F32(44)} - (hasConditioner ? adc.F32(52) : 0.0f);
         header_.channels.push_back(std::move(channel));
     }
 }
 
-// What the output did, as lines: "Cmd 0, epoch A: step to -70 mV, +10 each sweep, 2000 samples".
+// What the output did.
 void AxonReader2::ReadEpochs() {
     const Section2 dacs = SectionOf(dacAt), epochs = SectionOf(epochPerDacAt);
-    constexpr const char* types[] = {"off",         "step",           "ramp",
-                                     "pulse train", "triangle train", "cosine train",
-                                     "resistance",  "biphasic train"};
     constexpr size_t dacBytes = 44, epochBytes = 30;
     if (dacs.entryBytes < dacBytes || epochs.entryBytes < epochBytes || epochs.count > mostEntries) return;
     for (int64_t e = 0; e < epochs.count && header_.protocolLines.size() < mostProtocolLines; ++e) {
-        const FileFields epoch = Entry(epochs, e);
-        const int type = epoch.I16(4), dacNumber = epoch.I16(2);
-        if (type < 1 || type >= static_cast<int>(std::size(types))) continue;
+        const FileFields entry = Entry(epochs, e);
         for (int64_t d = 0; d < std::min<int64_t>(dacs.count, 16); ++d) {
             const FileFields dac = Entry(dacs, d);
-            if (dac.I16(0) != dacNumber || dac.I16(40) == 0 || dac.I16(42) != 1) continue;
-            const int32_t change = epoch.I32(18);
-            header_.protocolLines.push_back(fmt::format(
-                "{}, epoch {}: {} to {:.6g} {}, {:+.6g} each sweep, {} samples{}", String(dac.I32(24)),
-                static_cast<char>('A' + std::clamp<int>(epoch.I16(0), 0, 25)), types[type], epoch.F32(6),
-                String(dac.I32(28)), epoch.F32(10), epoch.I32(14),
-                change == 0 ? std::string() : fmt::format(", {:+} each sweep", change)));
+            if (dac.I16(0) != entry.I16(2) || dac.I16(40) == 0 || dac.I16(42) != 1) continue;
+            const AxonEpoch epoch{String(dac.I32(24)), String(dac.I32(28)), entry.I16(0),  entry.I16(4),
+                                  entry.F32(6),        entry.F32(10),       entry.I32(14), entry.I32(18)};
+            if (std::string line = EpochText(epoch); !line.empty())
+                header_.protocolLines.push_back(std::move(line));
         }
     }
 }
@@ -143,6 +152,7 @@ void AxonReader2::ReadUserLists() {
 AxonHeader AxonReader2::Read(AxonPlaces& places) {
     header_.version = 2;
     header_.versionText = fmt::format("{}.{}.{}.{}", fixed_.U8(7), fixed_.U8(6), fixed_.U8(5), fixed_.U8(4));
+    CheckApart();
     ReadStrings();
     const Section2 protocols = SectionOf(protocolAt);
     if (protocols.offset == 0) RefuseAxon("it has no section of its protocol.");
@@ -165,7 +175,10 @@ AxonHeader AxonReader2::Read(AxonPlaces& places) {
     places.episodes = fixed_.U32(12);
     places.clockUs = protocol.F32(14);
     places.segments = synch.offset;
-    places.segmentCount = std::min(synch.count, static_cast<int64_t>(file_.Length() / 8 + 1));
+    places.segmentCount = synch.count;
+    places.segmentBytes = synch.entryBytes;
+    places.tagBytes = tags.entryBytes;
+    places.episodeSamples = protocol.I32(22);
     places.tags = tags.offset;
     places.tagCount = tags.count;
     return std::move(header_);

@@ -40,14 +40,20 @@ struct CfsHeader {
     std::string time, date, comment;
     std::vector<CfsChannel> channels;
     std::vector<CfsVariable> fileVariables, frameVariables;
+    int64_t headBytes = 0;
     size_t valuesAt = 0;  // of the file's variables
     size_t sectionHead = 0;
     int sections = 0;
     int64_t lastSection = 0, table = 0;
 };
 
-[[noreturn]] void RefuseCfs(const std::string& why) {
-    throw OpenError("This CED file cannot be read: " + why);
+// What was tried, and why it failed. The reader opens one file, which has no other number.
+constexpr const char* headerStep = "read file header";
+constexpr const char* channelStep = "read channel";
+constexpr const char* frameStep = "read frame";
+
+[[noreturn]] void RefuseCfs(const char* step, const std::string& why) {
+    throw OpenError(fmt::format("Error; file handle: {}\nFunction: {}\nType: {}", 0, step, why));
 }
 
 std::vector<CfsVariable> VariablesOf(const FileFields& head, size_t at, int count) {
@@ -64,8 +70,8 @@ std::vector<CfsVariable> VariablesOf(const FileFields& head, size_t at, int coun
 
 CfsHeader ReadCfsHeader(const DataFile& file) {
     const FileFields general(file, 0, generalBytes);
-    if (general.Bytes(0, 7) != "CEDFILE") RefuseCfs("it does not begin as such files do.");
-    if (general.Bytes(7, 1) != "\"") RefuseCfs("it is of an older revision.");
+    if (general.Bytes(0, 7) != "CEDFILE") RefuseCfs(headerStep, "it does not begin as such files do.");
+    if (general.Bytes(7, 1) != "\"") RefuseCfs(headerStep, "it is of an older revision.");
     CfsHeader header;
     header.time = general.Text(26, 8);
     header.date = general.Text(34, 8);
@@ -76,7 +82,8 @@ CfsHeader ReadCfsHeader(const DataFile& file) {
     header.sections = general.U16(56);
     header.table = general.I32(134);
     if (channels < 1 || channels > mostCfsChannels || fileVariables < 0 || frameVariables < 0)
-        RefuseCfs("its header is damaged.");
+        RefuseCfs(headerStep, "its header is damaged.");
+    header.headBytes = general.U16(48);
     const FileFields head(file, 0, general.U16(48));
     size_t at = generalBytes;
     for (int c = 0; c < channels; ++c, at += cfsChannelBytes)
@@ -90,24 +97,23 @@ CfsHeader ReadCfsHeader(const DataFile& file) {
     return header;
 }
 
-// Nothing for a value that is no number.
-std::optional<double> NumberOf(const CfsVariable& variable, const FileFields& values, size_t at) {
-    at += variable.offset;
+// Whole numbers in full, others with the digits that they need; empty for a type that is not known.
+std::string NumberText(const CfsVariable& variable, const FileFields& values, size_t at) {
     switch (variable.type) {
     case cfsInt1:
-        return static_cast<int8_t>(values.U8(at));
+        return std::to_string(static_cast<int8_t>(values.U8(at)));
     case cfsWrd1:
-        return values.U8(at);
+        return std::to_string(values.U8(at));
     case cfsInt2:
-        return values.I16(at);
+        return std::to_string(values.I16(at));
     case cfsWrd2:
-        return values.U16(at);
+        return std::to_string(values.U16(at));
     case cfsInt4:
-        return values.I32(at);
+        return std::to_string(values.I32(at));
     case cfsReal4:
-        return values.F32(at);
+        return fmt::format("{}", values.F32(at));
     case cfsReal8:
-        return values.F64(at);
+        return fmt::format("{}", values.F64(at));
     default:
         return {};
     }
@@ -115,12 +121,11 @@ std::optional<double> NumberOf(const CfsVariable& variable, const FileFields& va
 
 // "1.5 s", or the text; empty for one that has none.
 std::string ValueText(const CfsVariable& variable, const FileFields& values, size_t at) {
+    at += variable.offset;
     if (variable.type == cfsText)
-        return variable.bytes == 0 ? std::string()
-                                   : values.PascalText(at + variable.offset, variable.bytes - 1);
-    const auto number = NumberOf(variable, values, at);
-    if (!number) return {};
-    return fmt::format("{:.7g}{}{}", *number, variable.units.empty() ? "" : " ", variable.units);
+        return variable.bytes == 0 ? std::string() : values.PascalText(at, variable.bytes - 1);
+    const std::string number = NumberText(variable, values, at);
+    return number.empty() || variable.units.empty() ? number : number + " " + variable.units;
 }
 
 const CfsVariable* FindVariable(const std::vector<CfsVariable>& variables, std::string_view name) {
@@ -129,13 +134,23 @@ const CfsVariable* FindVariable(const std::vector<CfsVariable>& variables, std::
     return nullptr;
 }
 
-// Milliseconds; a unit that is no time counts as seconds.
-double MsOf(const std::string& units) {
+// Milliseconds; nothing for a unit that is no time.
+std::optional<double> MsOf(const std::string& units) {
     const std::string folded = FoldCase(units);
+    if (folded.empty() || folded == "s" || folded == "sec" || folded == "second" || folded == "seconds")
+        return 1e3;
     if (folded == "ms" || folded == "msec") return 1.0;
     if (folded == "us" || folded == "usec" || folded == "\u00B5s" || folded == "\u03BCs") return 1e-3;
     if (folded == "min") return 60e3;
-    return 1e3;
+    return {};
+}
+
+// Whether the samples of a channel, whose record is at `at` of a frame's header, lie in the frame's bytes.
+bool LiesInFrame(const FileFields& head, size_t at, int64_t frameBytes, const CfsChannel& channel) {
+    const int64_t offset = head.I32(at), points = head.I32(at + 4);
+    if (points <= 0) return true;
+    const int bytes = channel.type == cfsInt2 ? 2 : channel.type == cfsReal4 ? 4 : 8;
+    return offset >= 0 && offset + (points - 1) * channel.spacing + bytes <= frameBytes;
 }
 
 class CfsReader {
@@ -144,8 +159,13 @@ class CfsReader {
     ForeignRecording Read();
 
   private:
-    void CheckChannels() const;
-    std::vector<int64_t> Sections() const;
+    void CheckChannels();
+    // The offsets of the frames' headers, in order.
+    std::vector<int64_t> Sections();
+    std::vector<int64_t> SectionsOfTable() const;
+    std::vector<int64_t> SectionsOfChain() const;
+    std::vector<int64_t> SectionsFound() const;
+    void CheckApart();
     void AddFrame(int64_t at);
     void CheckInterval(const FileFields& head, size_t at, const CfsChannel& channel);
     void AddStretch(const FileFields& head, size_t channel, int64_t dataStart);
@@ -164,6 +184,8 @@ class CfsReader {
     int64_t frameLength_ = 0;
     bool hasInterval_ = false;
     bool isCut_ = false;
+    int64_t negatives_ = 0;                             // channels of frames
+    std::vector<std::pair<int64_t, int64_t>> extents_;  // of frames and their headers in the file
     const CfsVariable* start_ = nullptr;
     const CfsVariable* comment_ = nullptr;
 };
@@ -186,6 +208,12 @@ ForeignRecording CfsReader::Read() {
                       "Warning: problem reading frame comment. CED reports {} in units of {}, with CFS data "
                       "type {}. Please inform author.");
     for (const int64_t at : Sections()) AddFrame(at);
+    CheckApart();
+    if (negatives_ > 0)
+        recording_.warnings.push_back(
+            fmt::format("This file is damaged: {} of the stretches of its channels state a negative number "
+                        "of samples. They are shown as empty.",
+                        negatives_));
     if (isCut_)
         recording_.warnings.push_back("This file is cut off: not all samples of its frames are there.");
     recording_.episodic = true;
@@ -194,55 +222,113 @@ ForeignRecording CfsReader::Read() {
     return std::move(recording_);
 }
 
-void CfsReader::CheckChannels() const {
+void CfsReader::CheckChannels() {
     for (const CfsChannel& channel : header_.channels) {
         if (channel.type != cfsInt2 && channel.type != cfsReal4 && channel.type != cfsReal8)
             throw OpenError("Can only handle INT2, RL4 or RL8 type data");
-        if (channel.kind != 0) RefuseCfs("channel " + channel.name + " is not sampled at equal intervals.");
+        if (channel.kind != 0)
+            RefuseCfs(channelStep, "channel " + channel.name + " is not sampled at equal intervals.");
         const int bytes = channel.type == cfsInt2 ? 2 : channel.type == cfsReal4 ? 4 : 8;
-        if (channel.spacing < bytes) RefuseCfs("its channels are damaged.");
+        if (channel.spacing < bytes) RefuseCfs(channelStep, "its channels are damaged.");
+        if (!MsOf(channel.xUnits))
+            recording_.warnings.push_back(fmt::format("The samples of channel {} lie apart in units of {}, "
+                                                      "which is no time. They are taken as seconds.",
+                                                      channel.name, channel.xUnits));
     }
 }
 
 // Variables are looked for by name and hold what their type says.
 const CfsVariable* CfsReader::Usable(const char* name, bool isText, const char* warning) {
     const CfsVariable* variable = FindVariable(header_.frameVariables, name);
-    if (!variable || (variable->type == cfsText) == isText) return variable;
+    if (!variable || (isText ? variable->type == cfsText : variable->type < cfsText)) return variable;
     recording_.warnings.push_back(
         fmt::format(fmt::runtime(warning), variable->name, variable->units, variable->type));
     return nullptr;
 }
 
-// The offsets of the frames' headers, in order: from the table, or where that was lost by the chain that
-// leads back from the last.
-std::vector<int64_t> CfsReader::Sections() const {
-    const auto size = static_cast<int64_t>(file_.Length());
-    const auto head = static_cast<int64_t>(header_.sectionHead);
+std::vector<int64_t> CfsReader::Sections() {
     const auto least = static_cast<int64_t>(sectionBytes + sectionChannelBytes * header_.channels.size());
     if (header_.sections == 0) throw OpenError("This CED file holds no frames.");
-    if (head < least || header_.sections * head > size) RefuseCfs("its frames are damaged.");
-    std::vector<int64_t> places;
-    if (header_.table > 0) {
-        const FileFields table(file_, static_cast<uint64_t>(header_.table),
-                               4 * static_cast<uint64_t>(header_.sections));
-        for (int s = 0; s < header_.sections; ++s) places.push_back(table.I32(4 * static_cast<size_t>(s)));
-    } else {
-        int64_t at = header_.lastSection;
-        for (int s = 0; s < header_.sections && at > 0; ++s) {
-            places.push_back(at);
-            at = FileFields(file_, static_cast<uint64_t>(at), 4).I32(0);
-        }
-        std::reverse(places.begin(), places.end());
-    }
-    if (std::set<int64_t>(places.begin(), places.end()).size() != places.size() || places.empty() ||
+    if (static_cast<int64_t>(header_.sectionHead) < least) RefuseCfs(frameStep, "its frames are damaged.");
+    std::vector<int64_t> places = SectionsOfTable();
+    if (places.empty()) places = SectionsOfChain();
+    if (places.empty()) places = SectionsFound();
+    if (places.empty()) RefuseCfs(frameStep, "none of its frames can be found.");
+    if (std::set<int64_t>(places.begin(), places.end()).size() != places.size() ||
         *std::min_element(places.begin(), places.end()) <= 0)
-        RefuseCfs("its table of frames is damaged.");
+        RefuseCfs(frameStep, "its table of frames is damaged.");
+    if (const int64_t found = static_cast<int64_t>(places.size()); found < header_.sections)
+        recording_.warnings.push_back(fmt::format(
+            "This file is damaged or cut off: {} of its {} frames cannot be found. The others are shown.",
+            header_.sections - found, header_.sections));
+    return places;
+}
+
+// In order; empty where the file does not hold the table.
+std::vector<int64_t> CfsReader::SectionsOfTable() const {
+    const auto size = static_cast<int64_t>(file_.Length());
+    const int64_t bytes = 4 * int64_t{header_.sections};
+    std::vector<int64_t> places;
+    if (header_.table <= 0 || header_.table + bytes > size) return places;
+    const FileFields table(file_, static_cast<uint64_t>(header_.table), static_cast<uint64_t>(bytes));
+    for (int s = 0; s < header_.sections; ++s) places.push_back(table.I32(4 * static_cast<size_t>(s)));
+    return places;
+}
+
+// Each frame leads back to the one before it.
+std::vector<int64_t> CfsReader::SectionsOfChain() const {
+    const int64_t end = static_cast<int64_t>(file_.Length()) - static_cast<int64_t>(header_.sectionHead);
+    std::vector<int64_t> places;
+    std::set<int64_t> visited;
+    for (int64_t at = header_.lastSection;
+         at > 0 && at <= end && static_cast<int>(places.size()) < header_.sections;) {
+        if (!visited.insert(at).second) break;
+        places.push_back(at);
+        at = FileFields(file_, static_cast<uint64_t>(at), 4).I32(0);
+    }
+    std::reverse(places.begin(), places.end());
+    return places;
+}
+
+// Of a file that lost its end with the last frame: a frame's header stands right behind its samples and
+// states where they lie and where the header before it does.
+std::vector<int64_t> CfsReader::SectionsFound() const {
+    constexpr int64_t atOnce = 1 << 20, mostPadding = 512;
+    const auto size = static_cast<int64_t>(file_.Length()), head = static_cast<int64_t>(header_.sectionHead);
+    std::vector<int64_t> places;
+    int64_t previous = 0, free = header_.headBytes;
+    const auto isHeader = [&](const FileFields& piece, size_t at, int64_t place) {
+        const int64_t start = piece.I32(at + 4), bytes = piece.I32(at + 8), padding = place - start - bytes;
+        if (start < free || bytes <= 0 || padding < 0 || padding >= mostPadding) return false;
+        for (size_t c = 0; c < header_.channels.size(); ++c)
+            if (!LiesInFrame(piece, at + sectionBytes + sectionChannelBytes * c, bytes, header_.channels[c]))
+                return false;
+        return true;
+    };
+    for (int64_t from = free; from + head <= size && static_cast<int>(places.size()) < header_.sections;) {
+        const FileFields piece(file_, static_cast<uint64_t>(from),
+                               static_cast<uint64_t>(std::min(atOnce + head, size - from)));
+        const int64_t ends = static_cast<int64_t>(piece.Length()) - head + 1;
+        int64_t next = from + ends;
+        for (int64_t i = 0; i < ends; ++i) {
+            if (piece.I32(static_cast<size_t>(i)) != previous ||
+                !isHeader(piece, static_cast<size_t>(i), from + i))
+                continue;
+            previous = from + i;
+            places.push_back(previous);
+            next = free = previous + head;
+            break;
+        }
+        from = next;
+    }
     return places;
 }
 
 void CfsReader::AddFrame(int64_t at) {
     const FileFields head(file_, static_cast<uint64_t>(at), header_.sectionHead);
-    const int64_t dataStart = head.I32(4);
+    const int64_t dataStart = head.I32(4), dataBytes = head.I32(8);
+    extents_.emplace_back(at, at + static_cast<int64_t>(header_.sectionHead));
+    if (dataBytes > 0) extents_.emplace_back(dataStart, dataStart + dataBytes);
     frameLength_ = 0;
     for (size_t c = 0; c < header_.channels.size(); ++c) AddStretch(head, c, dataStart);
     const std::string label = FrameLabel(head);
@@ -254,23 +340,35 @@ void CfsReader::AddFrame(int64_t at) {
     if (length_ > longestRecording) throw OpenError(tooLongText);
 }
 
+void CfsReader::CheckApart() {
+    std::sort(extents_.begin(), extents_.end());
+    int64_t end = header_.headBytes;
+    for (const auto& [from, to] : extents_) {
+        if (from < end) RefuseCfs(frameStep, "its frames lie upon each other or in its header.");
+        end = to;
+    }
+    extents_.clear();
+}
+
 void CfsReader::AddStretch(const FileFields& head, size_t c, int64_t dataStart) {
     const CfsChannel& channel = header_.channels[c];
     ChannelSource& source = recording_.traces[c].source;
     const size_t at = sectionBytes + sectionChannelBytes * c;
     const int64_t offset = dataStart + head.I32(at);
     int64_t points = head.I32(at + 4);
+    if (points < 0) ++negatives_;
     if (points <= 0) return;
     CheckInterval(head, at, channel);
-    if (offset < 0) RefuseCfs("its frames are damaged.");
+    if (dataStart < header_.headBytes || !LiesInFrame(head, at, head.I32(8), channel))
+        RefuseCfs(frameStep, "samples of channel " + channel.name + " lie outside of their frame.");
     const int64_t room = static_cast<int64_t>(file_.Length()) - offset - BytesOf(source.type);
     const int64_t held = room < 0 ? 0 : room / channel.spacing + 1;
     isCut_ = isCut_ || held < points;
     points = std::min(points, held);
     const ValueScale scale{head.F32(at + 8), head.F32(at + 12)};
     if (scale.factor == 0.0 || !std::isfinite(scale.factor) || !std::isfinite(scale.offset))
-        RefuseCfs(fmt::format("channel {} states a scale of {} and an offset of {}.", channel.name,
-                              scale.factor, scale.offset));
+        RefuseCfs(channelStep, fmt::format("channel {} states a scale of {} and an offset of {}.",
+                                           channel.name, scale.factor, scale.offset));
     auto& scales = source.scales;
     if (scales.empty() || scales.back().factor != scale.factor || scales.back().offset != scale.offset)
         scales.push_back(scale);
@@ -281,9 +379,10 @@ void CfsReader::AddStretch(const FileFields& head, size_t c, int64_t dataStart) 
 // The interval is single precision in the file: its seven digits count.
 void CfsReader::CheckInterval(const FileFields& head, size_t at, const CfsChannel& channel) {
     const double stored = SevenDigits(head.F32(at + 16));
-    const double interval = stored * MsOf(channel.xUnits);
+    const double interval = stored * MsOf(channel.xUnits).value_or(1e3);
     if (!(interval > 0.0) || !std::isfinite(interval))
-        RefuseCfs(fmt::format("channel {} states a sample interval of {}.", channel.name, stored));
+        RefuseCfs(channelStep,
+                  fmt::format("channel {} states a sample interval of {}.", channel.name, stored));
     if (!hasInterval_) recording_.interval = interval;
     hasInterval_ = true;
     if (std::fabs(interval - recording_.interval) <= 1e-6 * recording_.interval) return;
@@ -301,7 +400,8 @@ std::string CfsReader::FrameLabel(const FileFields& head) {
         return end > head.Length() ? std::string() : ValueText(variable, head, values);
     };
     std::string label, line;
-    if (start_) label = "Start " + textOf(*start_);
+    if (const std::string text = start_ ? textOf(*start_) : std::string(); !text.empty())
+        label = "Start " + text;
     if (const std::string text = comment_ ? textOf(*comment_) : std::string(); !text.empty())
         label += (label.empty() ? "" : ". ") + text;
     if (frames_ >= mostFramesInComment) return label;

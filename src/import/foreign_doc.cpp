@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 #include "document/gap_notice.h"
@@ -34,7 +35,10 @@ ForeignEvents EpisodeMarks(const std::string& text, const std::vector<int64_t>& 
 }
 
 bool IsDate(int year, int month, int day) {
-    return year >= 1980 && year <= 2200 && month >= 1 && month <= 12 && day >= 1 && day <= 31;
+    const std::chrono::year_month_day date{std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day))};
+    return year >= 1980 && year <= 2200 && month >= 1 && month <= 12 && day >= 1 && day <= 31 && date.ok();
 }
 
 bool IsTime(int hour, int minute, int second) {

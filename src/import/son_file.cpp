@@ -1,5 +1,7 @@
 #include "import/son_file.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -14,6 +16,7 @@ constexpr int mostSonChannels = 451;
 constexpr int64_t blockUnit = 512;  // of pointers from revision 9 on
 constexpr int revisionWithTimeBase = 6, revisionOfLargeFiles = 9;
 constexpr const char* notOpenedText = "Error CED File not opened";
+constexpr const char* blocksOverlapText = "Its blocks lie upon each other.";
 
 [[noreturn]] void Refuse(const std::string& why) { throw OpenError(std::string(notOpenedText) + "\n" + why); }
 
@@ -41,6 +44,8 @@ SonChannel ChannelOf(const FileFields& table, size_t at, const SonHeader& header
     channel.blocks = table.U16(at + 14) + (isLarge ? int64_t{table.U16(at + 20)} << 16 : 0);
     channel.extraBytes = table.U16(at + 16);
     channel.preTrigger = table.I16(at + 18);
+    channel.blockBytes = table.U16(at + 22);
+    channel.itemsPerBlock = table.U16(at + 24);
     channel.comment = CommentText(table.PascalText(at + 26, 71));
     channel.port = table.I16(at + 106);
     channel.title = table.PascalText(at + 108, 9);
@@ -68,9 +73,13 @@ SonHeader ReadSonHeader(const DataFile& file) {
     const FileFields fields(file, 0, sonHeaderBytes, header.order);
     header.revision = fields.I16(0);
     const bool hasTimeBase = header.revision >= revisionWithTimeBase;
-    header.tick = fields.U16(20) * (hasTimeBase ? fields.F64(44) : 1e-6);
+    const double unit = hasTimeBase ? fields.F64(44) : 1e-6;
+    header.unitsPerTick = fields.U16(20);
+    header.tick = header.unitsPerTick * unit;
     if (!(header.tick > 0.0) || !std::isfinite(header.tick))
         Refuse("Its header states no length of a clock tick.");
+    const double perMs = 1e-3 / unit, whole = std::round(perMs);
+    header.unitsPerMs = std::fabs(perMs - whole) <= 1e-12 * perMs ? whole : perMs;
     header.ticksPerAdc = fields.U16(22);
     header.channels = fields.I16(30);
     if (header.channels < 1 || header.channels > mostSonChannels) Refuse("Its table of channels is damaged.");
@@ -117,29 +126,66 @@ int SonItemBytes(const SonHeader& header, const SonChannel& channel) {
     }
 }
 
-std::vector<SonBlock> SonBlockWalk::BlocksOf(const SonChannel& channel, int64_t& lost) {
+double SonMilliseconds(const SonHeader& header, int64_t ticks) {
+    return static_cast<double>(ticks) * header.unitsPerTick / header.unitsPerMs;
+}
+
+// Waveforms go on behind their last sample; blocks of events may share a tick.
+bool SonBlockWalk::LeadsOn(const SonChannel& channel, const SonBlock& last, const SonBlock& next) const {
+    if (channel.kind != SonKind::adc) return next.start >= last.start;
+    return next.start > last.start + (last.count - 1) * channel.step;
+}
+
+std::vector<SonBlock> SonBlockWalk::BlocksOf(const SonChannel& channel) {
     std::vector<SonBlock> blocks;
     const auto itemBytes = static_cast<uint64_t>(SonItemBytes(header_, channel));
-    const uint64_t size = file_.Length();
+    const uint64_t size = file_.Length(),
+                   tableEnd = sonHeaderBytes + sonRecordBytes * static_cast<size_t>(header_.channels);
     int64_t at = channel.firstBlock;
     int64_t seen = 0;
-    for (; seen < channel.blocks && at >= static_cast<int64_t>(sonHeaderBytes); ++seen) {
+    bool turnsBack = false;
+    for (; at > 0; ++seen) {
         const auto offset = static_cast<uint64_t>(at);
+        if (offset < tableEnd)
+            Refuse(fmt::format("A block of channel {} lies in its header.", channel.number));
         if (offset > size || size - offset < blockHead) break;
         const FileFields head(file_, offset, blockHead, header_.order);
-        const uint64_t held = (size - offset - blockHead) / itemBytes;
-        const uint64_t count = std::min<uint64_t>(head.U16(18), held);
+        // Behind the stated number only what calls itself the channel's is taken for it.
+        const int owner = (head.U16(16) & 0xFF) | (head.U16(16) & 0x200) >> 1;
+        if (seen >= channel.blocks && owner != channel.number) break;
+        const uint64_t stated = head.U16(18);
+        const bool fits =
+            (channel.itemsPerBlock == 0 || stated <= static_cast<uint64_t>(channel.itemsPerBlock)) &&
+            (channel.blockBytes == 0 ||
+             blockHead + stated * itemBytes <= static_cast<uint64_t>(channel.blockBytes));
+        if (!fits)
+            Refuse(fmt::format("A block of channel {} holds more than its size allows.", channel.number));
+        const uint64_t count = std::min<uint64_t>(stated, (size - offset - blockHead) / itemBytes);
+        const SonBlock block{offset + blockHead, head.I32(8), head.I32(12), static_cast<int>(count)};
+        turnsBack = !blocks.empty() && !LeadsOn(channel, blocks.back(), block);
+        if (turnsBack) break;
         const uint64_t bytes = blockHead + count * itemBytes;
-        if (bytes > bytesLeft_) Refuse("Its blocks lie upon each other.");
+        if (bytes > bytesLeft_) Refuse(blocksOverlapText);
         bytesLeft_ -= bytes;
-        if (count > 0)
-            blocks.push_back({offset + blockHead, head.I32(8), head.I32(12), static_cast<int>(count)});
-        if (count < head.U16(18)) break;
+        extents_.push_back({offset, offset + bytes});
+        if (count > 0) blocks.push_back(block);
+        if (count < stated) break;
         at = head.I32(4);
         if (at > 0 && header_.revision >= revisionOfLargeFiles) at *= blockUnit;
     }
-    lost += channel.firstBlock < 0 ? 0 : channel.blocks - seen;
+    if (turnsBack)
+        turned_.push_back(channel.number);
+    else if (channel.firstBlock >= 0)
+        lost_ += std::max<int64_t>(channel.blocks - seen, 0);
     return blocks;
+}
+
+void SonBlockWalk::CheckApart() {
+    std::sort(extents_.begin(), extents_.end(),
+              [](const Extent& a, const Extent& b) { return a.begin < b.begin; });
+    for (size_t i = 1; i < extents_.size(); ++i)
+        if (extents_[i].begin < extents_[i - 1].end) Refuse(blocksOverlapText);
+    extents_.clear();
 }
 
 }  // namespace kymora

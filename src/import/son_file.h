@@ -25,6 +25,8 @@ struct SonHeader {
     ByteOrder order = ByteOrder::little;
     int revision = 0;
     double tick = 0.0;  // s
+    int unitsPerTick = 0;
+    double unitsPerMs = 0.0;  // whole where that is what the file means
     int ticksPerAdc = 1;
     int channels = 0;
     int32_t lastTick = 0;
@@ -38,8 +40,10 @@ struct SonChannel {
     SonKind kind = SonKind::off;
     std::string title, units, comment;
     int64_t firstBlock = -1;
-    int64_t blocks = 0;
-    int64_t step = 0;  // ticks from sample to sample
+    int64_t blocks = 0;     // stated
+    int blockBytes = 0;     // one has in the file; 0 where that is not stated
+    int itemsPerBlock = 0;  // at most; 0 where that is not stated
+    int64_t step = 0;       // ticks from sample to sample
     float scale = 1.0f, offset = 0.0f;
     int extraBytes = 0;   // of a marker
     int preTrigger = 0;   // points of a wavemark before its alignment point
@@ -59,19 +63,35 @@ struct SonBlock {
 SonHeader ReadSonHeader(const DataFile& file);
 std::vector<SonChannel> ReadSonChannels(const DataFile& file, const SonHeader& header);
 int SonItemBytes(const SonHeader& header, const SonChannel& channel);
+double SonMilliseconds(const SonHeader& header, int64_t ticks);
 
-// Walks the blocks of channels. All of them together cannot hold more than the file.
+// Walks the blocks of channels. No byte of the file belongs to two of them.
 class SonBlockWalk {
   public:
     SonBlockWalk(const DataFile& file, const SonHeader& header)
         : file_(file), header_(header), bytesLeft_(file.Length()) {}
-    // The blocks up to the first that the file does not hold, which `lost` counts with all behind it.
-    std::vector<SonBlock> BlocksOf(const SonChannel& channel, int64_t& lost);
+    // The blocks in the order of their times, up to the first that the file does not hold or that does not
+    // lead on. Those that follow the stated number of blocks belong to the channel, too. Throws OpenError.
+    std::vector<SonBlock> BlocksOf(const SonChannel& channel);
+    // Throws OpenError where blocks that were walked lie upon each other.
+    void CheckApart();
+    int64_t Lost() const { return lost_; }  // blocks that the file does not hold
+    // Of the channels whose blocks do not lead on in time.
+    const std::vector<int>& Turned() const { return turned_; }
 
   private:
+    struct Extent {
+        uint64_t begin = 0, end = 0;
+    };
+
+    bool LeadsOn(const SonChannel& channel, const SonBlock& last, const SonBlock& next) const;
+
     const DataFile& file_;
     const SonHeader& header_;
     uint64_t bytesLeft_;
+    std::vector<Extent> extents_;
+    int64_t lost_ = 0;
+    std::vector<int> turned_;
 };
 
 }  // namespace kymora

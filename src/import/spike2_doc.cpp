@@ -68,7 +68,8 @@ std::string KindText(const SonChannel& channel, bool fallStandsBefore) {
     return fmt::format("chan {} unknown kind\n", n);
 }
 
-// The codes of a marker: the first alone where the others are 0. What can be printed stands as a character.
+// The codes of a marker: the first alone where the others are 0. What can be printed stands as a character,
+// but for the blank, which could not be seen.
 std::string CodesText(const FileFields& items, size_t at) {
     const auto codeText = [&](size_t i) {
         const uint8_t code = items.U8(at + i);
@@ -109,7 +110,6 @@ class SonReader {
     std::vector<const SonChannel*> waves_;  // of the traces
     std::vector<std::vector<SonBlock>> waveBlocks_;
     int64_t base_ = 1;  // ticks of a sample of the recording
-    int64_t lost_ = 0;  // blocks
     bool levelIsLow_ = true;
     std::map<int, uint32_t> colours_;  // of the codes that were met
 };
@@ -123,11 +123,16 @@ ForeignRecording SonReader::Read() {
     }
     CollectWaveforms();
     for (const SonChannel& channel : channels_) AddEvents(channel);
-    if (lost_ > 0)
+    walk_.CheckApart();
+    if (walk_.Lost() > 0)
         recording_.warnings.push_back(fmt::format(
             "This file is damaged or cut off: {} of its blocks cannot be found. What stands before them is "
             "shown.",
-            lost_));
+            walk_.Lost()));
+    if (!walk_.Turned().empty())
+        recording_.warnings.push_back(fmt::format("This file is damaged: the blocks of channel {} lead back "
+                                                  "to earlier times. What stands before that is shown.",
+                                                  fmt::join(walk_.Turned(), ", ")));
     Describe();
     return std::move(recording_);
 }
@@ -138,7 +143,7 @@ void SonReader::CollectWaveforms() {
     int64_t slowest = 0;
     for (const SonChannel& channel : channels_) {
         if (channel.kind != SonKind::adc) continue;
-        std::vector<SonBlock> blocks = walk_.BlocksOf(channel, lost_);
+        std::vector<SonBlock> blocks = walk_.BlocksOf(channel);
         if (blocks.empty()) continue;
         if (channel.step <= 0)
             throw OpenError(
@@ -149,7 +154,7 @@ void SonReader::CollectWaveforms() {
         waveBlocks_.push_back(std::move(blocks));
     }
     if (waves_.size() > maxTraces) throw OpenError(tooManyChannelsText);
-    recording_.interval = static_cast<double>(base_) * header_.tick * 1000.0;
+    recording_.interval = SonMilliseconds(header_, base_);
     if (waves_.empty()) {
         recording_.warnings.push_back(noWaveformText);
         recording_.lengthWithoutTraces = int64_t{std::max(header_.lastTick, 0)} + 1;
@@ -164,6 +169,10 @@ void SonReader::CollectWaveforms() {
         latest = std::max(latest, end);
     }
     recording_.log += fmt::format("Earliest end = {}, Latest end = {}\n", earliest, latest);
+    for (size_t i = 0; i < waves_.size(); ++i)
+        if (const int64_t end = recording_.traces[i].source.End(); end < latest)
+            recording_.log += fmt::format("Chan {} OFF for remainder of FileBufSize, starting at {}\n",
+                                          waves_[i]->number, end);
     waveBlocks_.clear();
 }
 
@@ -215,7 +224,7 @@ void SonReader::AddEvents(const SonChannel& channel) {
     }
     levelIsLow_ = channel.startsLow;
     const int bytes = SonItemBytes(header_, channel);
-    for (const SonBlock& block : walk_.BlocksOf(channel, lost_)) {
+    for (const SonBlock& block : walk_.BlocksOf(channel)) {
         const FileFields items(file_, block.items,
                                static_cast<uint64_t>(bytes) * static_cast<uint64_t>(block.count),
                                header_.order);
@@ -224,7 +233,8 @@ void SonReader::AddEvents(const SonChannel& channel) {
         else
             AddMarkers(channel, items, block.count, found);
     }
-    if (channel.kind == SonKind::eventBoth && !levelIsLow_ && !found.events.empty()) {
+    if (channel.kind == SonKind::eventBoth && !levelIsLow_) {
+        if (found.events.empty()) found.events.push_back(MakeEvent(0));  // high throughout
         CEventKM& open = found.events.back();
         open.offPosition = std::max(PositionOf(header_.lastTick), open.onPosition + 1);
     }
@@ -269,7 +279,8 @@ void SonReader::Mark(CEventKM& event, const SonChannel& channel, const FileField
     if (channel.kind == SonKind::realMark && extraBytes >= 4) event.eventValue = items.F32(extra);
     if (channel.kind != SonKind::adcMark) return;
     const int64_t points = std::max<int64_t>(channel.extraBytes / 2 / channel.interleaved, 1);
-    event.offPosition = static_cast<int32_t>(std::min<int64_t>(event.onPosition + points, longestRecording));
+    const int64_t length = points * std::max<int64_t>(channel.step, base_) / base_;
+    event.offPosition = static_cast<int32_t>(std::min<int64_t>(event.onPosition + length, longestRecording));
     const int code = items.U8(codes);
     event.eventValue = static_cast<float>(code);
     event.eventColour = ColourOf(code);

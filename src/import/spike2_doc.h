@@ -20,6 +20,11 @@ class CSpike2Doc : public CForeignDoc {
 class CSpike64Doc : public CForeignDoc {
   public:
     using CForeignDoc::CForeignDoc;
+    // What a reader of these files says of its limits.
+    static constexpr const char* tooManyOpenText =
+        "You can only have 8 64-bit Spike2 files open at a time (CED limit).";
+    static constexpr const char* tooManyTicksText =
+        "Kymora can only handle Spike2 'smrx' files which are shorter than 2147483647 clock ticks in length.";
 
   protected:
     ForeignRecording ReadRecording(const DataFile& file) override;

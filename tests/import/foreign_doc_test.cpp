@@ -141,9 +141,6 @@ TEST_F(ForeignDocTest, Spike2LimitsAreToldInTheirWords) {
 
 TEST_F(ForeignDocTest, DamagedSpike2FilesShowWhatIsThere) {
     const auto good = SonWithEvents().data;
-    SonImage loop = SonWithEvents();
-    loop.I16(loop.Record(1) + 14, 30000).I32(1024 * 5 + 4, 1024 * 5);
-    EXPECT_NE(Refusal("/x.smr", loop.data).find("Its blocks lie upon each other."), std::string::npos);
     SonImage still = SonWithEvents();
     still.I16(still.Record(1) + 138, 0);
     EXPECT_EQ(Refusal("/x.smr", still.data), "Channel 1 of this file states no time between its samples.");
@@ -192,7 +189,9 @@ TEST_F(ForeignDocTest, CfsFramesAreEpisodesWithTheirVariables) {
          "can only handle CFS files in which all channels"},
         {[=](FileImage& f) { f.F32(frame + 38, 0.0); }, "states a scale of 0"},
         {[](FileImage& f) { f.I16(42, 101); }, "its header is damaged"},
-        {[](FileImage& f) { f.I16(56, 30000); }, "its frames are damaged"},
+        {[=](FileImage& f) { f.I32(frame + 34, 401); }, "lie outside of their frame"},
+        {[=](FileImage& f) { f.I32(frame + 4, 100); }, "lie outside of their frame"},
+        {[=](FileImage& f) { f.I32(frame + 4, frame - 700); }, "its frames lie upon each other"},
     };
     for (const auto& [damage, words] : wrong) {
         FileImage image;
@@ -253,6 +252,7 @@ TEST_F(ForeignDocTest, AxonSweepsAreEpisodesAndTagsFollowTheirClock) {
                  {120, 17, "Sampling sequence out of range. Please inform the author."},
                  {410, 16, "Sampling sequence out of range."},
                  {0, 0, "ABF_ReadOpen error\nABF Error: "},
+                 {40, 3, "its data lie in its header"},
                  {38, 1, "its numbers have a form"}};
     for (const auto& [at, value, words] : wrong) {
         FileImage image;
@@ -267,6 +267,151 @@ TEST_F(ForeignDocTest, AxonSweepsAreEpisodesAndTagsFollowTheirClock) {
     image.data = AbfSample1(5).bytes;
     image.I32(20 * 512 + 4, 700);
     EXPECT_EQ(Open("/x.abf", image.data)->GetOn(0, 1), 250);
+}
+
+TEST_F(ForeignDocTest, DamagedChainsAndListsShowWhatIsSure) {
+    using Damage = std::function<void(FileImage&)>;
+    const FormatSample son = SonSample(false), cfs = CfsSample(), abf = AbfSample1(5),
+                       abf2 = AbfSample2(false, 3);
+    const auto i32At = [](const FormatSample& sample, size_t at) {
+        int32_t value = 0;
+        std::memcpy(&value, sample.bytes.data() + at, sizeof value);
+        return value;
+    };
+    const auto record = [](int channel) { return 512 + 140 * static_cast<size_t>(channel - 1); };
+    const auto first = static_cast<size_t>(i32At(son, record(1) + 6)),
+               second = static_cast<size_t>(i32At(son, first + 4));
+    const auto frame = static_cast<size_t>(i32At(cfs, 52));
+    const auto cutTo = [](size_t length) { return [=](FileImage& f) { f.data.resize(length); }; };
+    const struct {
+        const FormatSample& sample;
+        Damage damage;
+        int64_t length;             // 0: refused
+        std::vector<Found> events;  // of the first channel
+        const char* words;          // of a message or the comment
+    } rows[] = {
+        {son,
+         [=](FileImage& f) { f.I32(second + 4, static_cast<int>(first)); },
+         546,
+         {},
+         "channel 1 lead back to earlier"},
+        {son,
+         [=](FileImage& f) { f.I32(second + 4, static_cast<int>(second)); },
+         546,
+         {},
+         "channel 1 lead back to earlier"},
+        {son, [=](FileImage& f) { f.I16(record(1) + 14, 1); }, 550, {}, ""},
+        {son, [=](FileImage& f) { f.I16(record(1) + 14, 5); }, 550, {}, "2 of its blocks cannot be found"},
+        {son,
+         [=](FileImage& f) { f.I32(record(3) + 6, static_cast<int>(first)); },
+         0,
+         {},
+         "lie upon each other"},
+        {son, [=](FileImage& f) { f.I32(record(3) + 6, 600); }, 0, {}, "lies in its header"},
+        {son, [=](FileImage& f) { f.I16(record(7) + 24, 199); }, 0, {}, "more than its size allows"},
+        {son, [=](FileImage& f) { f.I16(record(7) + 22, 419); }, 0, {}, "more than its size allows"},
+        {cfs, cutTo(frame + 10), 600, {{0, 1, "Sweep trigger point. Start 0 s"}}, "1 of its 2 frames"},
+        {cfs,
+         [=](FileImage& f) { f.I16(56, 30000).I32(frame + 34, -5).I32(frame + 58, -5); },
+         600,
+         {{0, 1, "Sweep trigger point. Start 0 s"}},
+         "29998 of its 30000 frames"},
+        {cfs,
+         [=](FileImage& f) { f.I32(frame + 34, -5); },
+         1000,
+         {},
+         "1 of the stretches of its channels state a negative"},
+        {cfs,
+         [=](FileImage& f) { f.U8(178 + 96 + 36 + 22, 9); },
+         1000,
+         {{0, 1, "Sweep trigger point."}, {600, 601, "Sweep trigger point. wash"}},
+         "with CFS data type 9"},
+        {cfs,
+         [=](FileImage& f) { f.U8(178 + 96 + 36 + 22, 4).I32(frame + 78, 123456789); },
+         1000,
+         {{0, 1, "Sweep trigger point. Start 0 s"},
+          {600, 601, "Sweep trigger point. Start 123456789 s. wash"}},
+         ""},
+        {cfs,
+         [=](FileImage& f) { f.Pascal(178 + 32, "Hz").Pascal(178 + 48 + 32, "Hz"); },
+         1000,
+         {},
+         "units of Hz, which is no time"},
+        {abf,
+         cutTo(20 * 512 + 10),
+         500,
+         {{0, 1, "Episode trigger point."}, {300, 301, "Episode trigger point."}},
+         "times of its sweeps"},
+        {abf,
+         [](FileImage& f) { f.I32(138, 250).data.resize(20 * 512); },
+         500,
+         {{0, 1, "Episode trigger point."},
+          {125, 126, "Episode trigger point."},
+          {250, 251, "Episode trigger point."},
+          {375, 376, "Episode trigger point."}},
+         "times of its sweeps"},
+        {abf, cutTo(30 * 512 + 100), 500, {}, "holds 1 of the 2 tags"},
+        {abf,
+         [](FileImage& f) { f.I32(16, 2000000000).I32(92, 0); },
+         500,
+         {{0, 1, "Episode trigger point."}},
+         "states 2000000000 sweeps"},
+        {abf, [](FileImage& f) { f.I32(20, 50611); }, 500, {}, "Created: 11/6/2005"},
+        {abf, [](FileImage& f) { f.I32(20, 20260229); }, 500, {}, "Acquisition mode: episodic"},
+        {abf,
+         [](FileImage& f) {
+             f.I16(2298, 1)
+                 .I16(2302, 1)
+                 .Text(1316, "Cmd 1")
+                 .Text(1354, "pA")
+                 .I16(2330, 2)
+                 .F32(2392, -20)
+                 .F32(2472, 5);
+             f.I32(2552, 100).I32(2632, -3);
+         },
+         500,
+         {},
+         "Cmd 1, epoch B: ramp to -20 pA, +5 each sweep, 100 samples, -3 each sweep\r\n"},
+        {abf2, [](FileImage& f) { f.I32(236, 1); }, 0, {}, "its sections lie upon each other"},
+        {abf2,
+         [](FileImage& f) {
+             f.I32(252, 40)
+                 .I32(256, 72)
+                 .Put<int64_t>(260, 2)
+                 .I32(40 * 512, 30)
+                 .Text(40 * 512 + 4, "a")
+                 .I32(40 * 512 + 72, 60);
+             f.Text(40 * 512 + 76, "b").data.resize(40 * 512 + 144);
+         },
+         700,
+         {{10, 11, "a"}, {20, 21, "b"}},
+         ""},
+    };
+    for (size_t r = 0; r < std::size(rows); ++r) {
+        SCOPED_TRACE(r);
+        FileImage image;
+        image.data = rows[r].sample.bytes;
+        rows[r].damage(image);
+        const auto doc = Open(("/" + rows[r].sample.fileName).c_str(), image.data);
+        std::string told = doc ? doc->fileComment : "";
+        for (const auto& message : host.messages) told += message.text;
+        EXPECT_NE(told.find(rows[r].words), std::string::npos) << told;
+        EXPECT_EQ(doc ? doc->GetLength() : 0, rows[r].length);
+        if (doc && !rows[r].events.empty()) {
+            EXPECT_EQ(Events(*doc, 0), rows[r].events);
+        }
+    }
+    // No converter is needed for numbers in the user's unit.
+    FileImage image;
+    image.data = AbfSample2(true, 2).bytes;
+    image.F32(512 + 110, 0.0);
+    EXPECT_TRUE(Open("/x.abf", image.data)) << host.LastMessage();
+    // A level that never fell.
+    SonImage level(32);
+    level.Channel(2, 4, "level");
+    const auto doc = Open("/x.smr", level.data);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(Events(*doc, 0), (std::vector<Found>{{0, 5000, ""}}));
 }
 
 TEST_F(ForeignDocTest, AudioFilesKeepTextsCuesAndTheListBeside) {

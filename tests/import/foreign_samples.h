@@ -205,7 +205,7 @@ inline FormatSample CfsSample() {
     image.I32(52, table.back()).I32(134, static_cast<int64_t>(at)).Numbers(at, table);
     image.I32(22, static_cast<int64_t>(image.data.size()));
     sample.bytes = image.data;
-    sample.refused = {0, 8, 177, head - 1, image.data.size() - 1};
+    sample.refused = {0, 8, 177, head - 1, head + 100};
     return sample;
 }
 
