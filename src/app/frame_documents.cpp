@@ -21,6 +21,7 @@
 #include "document/native_writer.h"
 #include "document/new_file.h"
 #include "document/text_export.h"
+#include "exchange/foreign_export.h"
 #include "exchange/new_contiguous.h"
 #include "exchange/new_sparse.h"
 #include "host/file_names.h"
@@ -387,8 +388,9 @@ bool CMainFrame::OnFileSaveAs() {
     CDataDoc& doc = child->Document();
     const auto chosen = AskSaveAsName(doc, Documents());
     if (!chosen) return false;
-    // A text is no recording that could take the window's place.
+    // A text, or what other systems read, is no recording that could take the window's place.
     const bool isText = FoldedExtension(*chosen) == ".txt";
+    if (IsExportForm(*chosen)) return ExportForUser(doc, *chosen);
     if (FoldedExtension(*chosen) == recordingExtension) return SaveVisiblePart(doc, *chosen);
     try {
         if (isText) return ExportAsText(doc, *chosen);

@@ -3,9 +3,11 @@
 #include <limits>
 
 #include "cli/command_context.h"
+#include "cli/operation_settings.h"
 #include "document/native_writer.h"
 #include "document/text_export.h"
 #include "exchange/event_file.h"
+#include "exchange/foreign_export.h"
 #include "host/user_numbers.h"
 #include "operations/save_result.h"
 #include "recording/recording_writer.h"
@@ -23,6 +25,8 @@ class ConvertCommand : public Subcommand {
         return {"kymora convert recording.edf -o recording.kymr-dat",
                 "kymora convert recording.edf -o part.kymr-dat --import signals=1,3",
                 "kymora convert recording.kymr-dat -o recording.txt --yes",
+                "kymora convert recording.kymr-dat -o recording.edf",
+                "kymora convert recording.kymr-dat -o recording.wav --set numbers=16",
                 "kymora convert recording.kymr-dat --channels b -o spikes.kymr-evt",
                 "kymora convert recording.kymr-rec -o part.kymr-rec --from 1000 --to 2000"};
     }
@@ -30,24 +34,27 @@ class ConvertCommand : public Subcommand {
         return {
             {"FILE", "", "the recording", &file_, true},
             {"-o,--output", "OUT",
-             "the new file: .kymr-dat, .flt (legacy), .txt, .kymr-evt (one event channel) or, of a recording "
-             "file, .kymr-rec",
+             "the new file: .kymr-dat, .flt (legacy), .txt, .edf (EDF+), .bdf (BDF+), .wav, .kymr-evt (one "
+             "event channel) or, of a recording file, .kymr-rec",
              &output_, true},
             {"--from", "MS", "of a .kymr-rec: start of the part, ms (0)", &from_},
             {"--to", "MS", "of a .kymr-rec: end of the part, ms (the end of the recording)", &to_},
-            {"--channels", "LIST", "the event channel of a .kymr-evt (the only one with events)",
-             &channels_}};
+            {"--channels", "LIST", "the event channel of a .kymr-evt (the only one with events)", &channels_},
+            {"--set", "KEY=VALUE", "of a .wav: numbers=float (32 bits, the values as they are) or numbers=16",
+             &settings_}};
     }
     void Run(SubcommandContext& context) override {
         const std::filesystem::path out(output_);
         const std::string extension = FoldedExtension(out);
         const bool isEvents = extension == ".kymr-evt";
         const bool isRecording = extension == recordingExtension;
+        const bool isExport = IsExportForm(out);
         if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt" && !isEvents &&
-            !isRecording)
-            throw CommandError(
-                exitUsage,
-                "OUT takes the extensions .kymr-dat, .flt (legacy), .txt, .kymr-evt and .kymr-rec.");
+            !isRecording && !isExport)
+            throw CommandError(exitUsage,
+                               "OUT takes the extensions .kymr-dat, .flt (legacy), .txt, .edf, .bdf, .wav, "
+                               ".kymr-evt and .kymr-rec.");
+        const ExportSettings exportSettings = SettingsOf(extension);
         CheckPart(isRecording);
         const std::optional<int> named = NamedChannel(isEvents);
         const auto doc = context.Open(file_);
@@ -57,6 +64,7 @@ class ConvertCommand : public Subcommand {
         context.MayReplace(out);
         if (isEvents) return WriteEventFile(*doc, channel, out);
         if (isRecording) return WriteRecordingFile(*doc, out);
+        if (isExport) return WriteForeign(*doc, out, exportSettings);
         if (extension == ".txt") return WriteText(context, *doc, out);
         if (extension == ".flt" && !context.host.Notice("LegacySave", "Notification", legacySaveText))
             throw CommandError(exitFailed, "");
@@ -70,6 +78,21 @@ class ConvertCommand : public Subcommand {
         if (!(from_.value_or(0.0) <= to_.value_or(std::numeric_limits<double>::max())))
             throw CommandError(exitUsage,
                                "--from and --to take times in ms, the first no later than the second.");
+    }
+    ExportSettings SettingsOf(const std::string& extension) const {
+        ExportSettings settings;
+        for (const auto& [key, value] : ParseSettings(settings_)) {
+            if (key != "numbers" || extension != ".wav")
+                throw CommandError(exitUsage, "--set takes numbers=float or numbers=16, for a .wav.");
+            if (value != "float" && value != "16")
+                throw CommandError(exitUsage, "--set numbers takes float or 16, not \"" + value + "\".");
+            settings.wavNumbers = value == "16" ? WavNumbers::pcm16 : WavNumbers::float32;
+        }
+        return settings;
+    }
+    static void WriteForeign(CDataDoc& doc, const std::filesystem::path& out,
+                             const ExportSettings& settings) {
+        if (!WriteExport(doc, out, settings)) throw CommandError(exitFailed, "");
     }
     void WriteRecordingFile(CDataDoc& doc, const std::filesystem::path& out) const {
         auto* const recording = dynamic_cast<CAcqDoc*>(&doc);
@@ -116,6 +139,7 @@ class ConvertCommand : public Subcommand {
     std::string file_;
     std::string output_;
     std::optional<std::string> channels_;
+    std::vector<std::string> settings_;
     std::optional<double> from_, to_;
 };
 

@@ -19,9 +19,12 @@ namespace kymora {
 namespace {
 
 constexpr const char* nativeFilter = "Kymora (*.kymr-dat)|*.kymr-dat||";
-constexpr const char* saveAsFilter = "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt||";
+constexpr const char* saveAsFilter =
+    "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|EDF+ (*.edf)|*.edf|BDF+ (*.bdf)|*.bdf|"
+    "wave audio (*.wav)|*.wav||";
 constexpr const char* saveRecordingAsFilter =
-    "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|what is visible, as Kymora recording "
+    "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|EDF+ (*.edf)|*.edf|BDF+ (*.bdf)|*.bdf|"
+    "wave audio (*.wav)|*.wav|what is visible, as Kymora recording "
     "(*.kymr-rec)|*.kymr-rec||";
 constexpr const char* legacyFilter = "Kymora (*.flt)|*.flt||";
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
@@ -180,9 +183,10 @@ std::optional<std::filesystem::path> WriteNewFile(Session& session, const std::f
 std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::span<CDataDoc* const> open) {
     const auto suggestion = NameInstead(doc.filePath, ".kymr-dat");
     if (doc.GetFileType() != typeRecording)
-        return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open, {".txt"});
+        return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open,
+                       {".txt", ".edf", ".bdf", ".wav"});
     return AskName(doc.GetSession(), {"Save As", saveRecordingAsFilter, "kymr-dat", suggestion}, open,
-                   {".txt", ".kymr-rec"});
+                   {".txt", ".edf", ".bdf", ".wav", ".kymr-rec"});
 }
 
 std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::span<CDataDoc* const> open) {

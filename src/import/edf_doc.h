@@ -26,6 +26,7 @@ class CEDFDoc : public CDataDoc {
 
     int GetFileType() const override { return typeEdf; }
 
+    static constexpr const char* startMarkComment = "Sweep trigger point.";  // of channel 'a'
     const EdfHeader& Header() const { return header_; }
     // Index in the header's signals of each trace; empty for a file of annotations only.
     const std::vector<int>& ChosenSignals() const { return chosen_; }
@@ -55,8 +56,7 @@ class CEDFDoc : public CDataDoc {
 
   private:
     enum class AnnotationLayout { separate, same };
-    static constexpr int64_t mostSeparateTals = 989;                         // more of them share channels
-    static constexpr const char* startMarkComment = "Sweep trigger point.";  // of channel 'a'
+    static constexpr int64_t mostSeparateTals = 989;  // more of them share channels
 
     std::optional<AnnotationLayout> LayoutSetting();
     AnnotationLayout AskLayout(const EdfEventCollector& collected);

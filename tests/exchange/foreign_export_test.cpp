@@ -1,0 +1,174 @@
+// Recordings in the forms of other systems, against fields and bytes worked out by hand, and read back.
+
+#include "exchange/foreign_export.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "exchange/edf_plan.h"
+#include "import/bdf_doc.h"
+#include "import/edf_doc.h"
+#include "support/session_fixture.h"
+
+namespace kymora::test {
+namespace {
+
+class ForeignExportTest : public SessionTest {
+  protected:
+    // 200 ms at 1 ms with a gap from 60 to 100; two channels of events.
+    std::unique_ptr<MemoryDoc> Gapped() {
+        std::vector<std::vector<float>> samples(2);
+        for (int i = 0; i < 160; ++i) {
+            samples[0].push_back(static_cast<float>(70.0 * std::sin(i * 0.31)));
+            samples[1].push_back(static_cast<float>(i) * 1e-9f);
+        }
+        const std::vector<uint32_t> runs{60, 40, 100};
+        auto doc = MemoryDoc::MakeWithRuns(session, std::move(samples), {runs, runs});
+        doc->traces[0].traceLabel = "soma";
+        doc->traces[0].traceUnits = "\u00B5V";
+        doc->eventChannels[1].channelLabel = "spikes";
+        doc->AddEvent(1, {10, 11});
+        doc->AddEvent(1, {120, 150, 0, 0, 0, "burst"});
+        doc->AddEvent(2, {130, 131, 0, 0, 0, "drug"});
+        return doc;
+    }
+    std::string Text(const char* path) {
+        const std::vector<std::byte> bytes = files.Bytes(path);
+        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    }
+    template <typename Doc>
+    std::unique_ptr<Doc> Open(const char* path) {
+        auto doc = std::make_unique<Doc>(session);
+        if (!doc->OnOpenDocument(path, OpenFor::reading)) return nullptr;
+        return doc;
+    }
+};
+
+TEST(EdfPlan, LimitsFitTheirFieldsAndEnclose) {
+    struct {
+        double x;
+        bool up;
+        const char* text;
+    } const cases[] = {{0.1234567891, true, "0.123457"}, {-1234.5678, false, "-1234.57"},
+                       {-1234.5678, true, "-1234.56"},   {99999999.0, true, "99999999"},
+                       {123456789.0, true, "1.24e+08"},  {1.5e-7, true, "1.50e-07"},
+                       {-2.51e-8, false, "-2.6e-08"}};
+    for (const auto& c : cases) EXPECT_EQ(EdfLimit(c.x, c.up, 0.0).text, c.text) << c.x;
+    EXPECT_EQ(EdfLimit(1.5e-7, true, 1e-6).text, "0.000001") << "no exponent where it is not needed";
+    const EdfLimits flat = EdfLimitsFor({5.0, 5.0});
+    EXPECT_EQ(flat.low.value, 5.0);
+    EXPECT_EQ(flat.high.value, 6.0);
+}
+
+TEST(EdfPlan, RecordsFillRunsAndKeepTheInterval) {
+    struct {
+        std::vector<ExportRun> runs;
+        double interval;
+        int64_t frameBytes, samples, filled;
+        const char* duration;
+    } const cases[] = {
+        {{{0, 10000}}, 1.0, 2, 10000, 0, "10"},
+        {{{0, 3000}, {5000, 9000}}, 1.0, 2, 1000, 0, "1"},
+        {{{0, 997}}, 1.0, 2, 997, 0, "0.997"},
+        {{{0, 90000}}, 1.0 / 30, 4, 15000, 0, "0.5"},  // 30 kHz: only multiples of 3 have an end
+        {{{0, 100003}}, 1.0, 2, 25001, 1, "25.001"},   // a prime number; 100004 is 4 x 25001
+        {{{0, 7}, {8, 16}}, 1.0, 2, 1, 0, "0.001"},    // no room for another sample in the gap
+    };
+    for (const auto& c : cases) {
+        const auto records = ChooseEdfRecords(c.runs, c.interval, c.frameBytes);
+        ASSERT_TRUE(records) << c.duration;
+        EXPECT_EQ(records->samples, c.samples) << c.duration;
+        EXPECT_EQ(records->filled, c.filled) << c.duration;
+        EXPECT_EQ(records->duration.text, c.duration);
+    }
+    EXPECT_FALSE(ChooseEdfRecords(std::vector<ExportRun>{{0, 7}, {8, 16}}, 1e-5, 2)) << "10 ns";
+}
+
+TEST_F(ForeignExportTest, EdfAndBdfAreReadBackWithinHalfAStep) {
+    for (const bool isBdf : {false, true}) {
+        const auto doc = Gapped();
+        const char* const path = isBdf ? "/x.bdf" : "/x.edf";
+        ASSERT_TRUE(WriteExport(*doc, path, {}));
+        const std::string text = Text(path);
+        EXPECT_EQ(text.substr(0, 8), isBdf ? "\xFF"
+                                             "BIOSEMI"
+                                           : "0       ");
+        EXPECT_EQ(text.substr(192, 5), isBdf ? "BDF+D" : "EDF+D");
+        EXPECT_EQ(text.substr(236, 20), "8       0.02    4   ");  // 60 and 100 samples in records of 20
+        EXPECT_NE(text.find(std::string("+0\x14\x14\0+0.01\x14spikes\x14\0", 19)), std::string::npos);
+        EXPECT_NE(text.find("+0.12\x15"
+                            "0.03\x14"
+                            "burst\x14"),
+                  std::string::npos);
+        const auto read = isBdf ? Open<CBDFDoc>(path) : Open<CEDFDoc>(path);
+        ASSERT_TRUE(read) << host.LastMessage();
+        EXPECT_EQ(read->sampleInterval, 1.0);
+        EXPECT_EQ(read->validRuns[1], doc->validRuns[1]);
+        EXPECT_EQ(read->traces[0].traceLabel, "soma");
+        EXPECT_EQ(read->traces[0].traceUnits, "uV");
+        ASSERT_EQ(read->GetNumEvents(1), 2);
+        EXPECT_EQ(read->GetEvent(1, 1)->eventLabel, "burst");
+        EXPECT_EQ(read->GetOn(1, 1), 120);
+        EXPECT_EQ(read->GetOff(1, 1), 150);
+        EXPECT_EQ(read->GetEvent(2, 0)->eventLabel, "drug");
+        for (int t = 0; t < 2; ++t) {
+            const double range = t == 0 ? 140.0 : 1.6e-7;
+            const double half = range / (isBdf ? 16777215.0 : 65535.0) / 2 * 1.01 + range * 1e-7;
+            const auto before = SamplesOf(*doc, t), after = SamplesOf(*read, t);
+            for (size_t i = 0; i < before.size(); ++i)
+                ASSERT_NEAR(after[i], before[i], half) << t << " " << i;
+        }
+    }
+}
+
+TEST_F(ForeignExportTest, NumbersOfAnEdfRecordingStayTheSame) {
+    ASSERT_TRUE(WriteExport(*Gapped(), "/a.edf", {}));
+    const auto first = Open<CEDFDoc>("/a.edf");
+    ASSERT_TRUE(first);
+    ASSERT_TRUE(WriteExport(*first, "/b.edf", {}));
+    const auto second = Open<CEDFDoc>("/b.edf");
+    ASSERT_TRUE(second);
+    for (int t = 0; t < 2; ++t) EXPECT_EQ(SamplesOf(*second, t), SamplesOf(*first, t));
+    EXPECT_EQ(second->GetNumEvents(1), 2);
+}
+
+TEST_F(ForeignExportTest, WaveAudioHoldsTheValuesOrPartsOfTheLargest) {
+    const auto doc = MemoryDoc::Make(session, {{0.5f, -2.0f, 1.0f}, {0.0f, NAN, 4.0f}});
+    ASSERT_TRUE(WriteExport(*doc, "/f.wav", {}));
+    const std::string text = Text("/f.wav");
+    EXPECT_EQ(text.substr(0, 4) + text.substr(8, 8), "RIFFWAVEfmt ");
+    const float frames[] = {0.5f, 0.0f, -2.0f, 0.0f, 1.0f, 4.0f};
+    EXPECT_EQ(std::memcmp(text.data() + text.size() - sizeof frames, frames, sizeof frames), 0);
+    uint32_t riff = 0;
+    std::memcpy(&riff, text.data() + 4, 4);
+    EXPECT_EQ(riff, text.size() - 8);
+    ASSERT_TRUE(WriteExport(*doc, "/i.wav", {WavNumbers::pcm16}));
+    const std::string parts = Text("/i.wav");
+    const int16_t numbers[] = {4096, 0,    -16384,
+                               0,    8192, 32767};  // of 32767 for 4: 4095.875, 16383.5, 8191.75
+    EXPECT_EQ(std::memcmp(parts.data() + parts.size() - sizeof numbers, numbers, sizeof numbers), 0);
+    EXPECT_NE(host.LastMessage().find("1 samples that were gaps, or no numbers"), std::string::npos);
+}
+
+TEST_F(ForeignExportTest, NothingIsLeftOfWhatWasCancelledOrDeclined) {
+    for (const char* path : {"/x.edf", "/x.bdf", "/x.wav"}) {
+        PutText(path, "precious");
+        host.answer = false;
+        const bool isWav = std::string(path) == "/x.wav";
+        EXPECT_TRUE(!isWav || !WriteExport(*Gapped(), path, {}));
+        host.answer = true;
+        for (const uint64_t call : {1, 2}) {
+            host.cancelAtCall = call;
+            const auto doc =
+                MemoryDoc::Generate(session, 1, 40000, [](int, int64_t i) { return float(i % 9); });
+            EXPECT_THROW(WriteExport(*doc, path, {}), Cancelled) << path;
+        }
+        host.cancelAtCall = 0;
+        EXPECT_EQ(Text(path), "precious");
+        EXPECT_THROW(WriteExport(*MemoryDoc::MakeEmpty(session, 100), path, {}), FileError);
+        EXPECT_EQ(files.List("/").size(), path[3] == 'e' ? 1u : path[3] == 'b' ? 2u : 3u);
+    }
+}
+
+}  // namespace
+}  // namespace kymora::test
