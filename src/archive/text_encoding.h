@@ -19,6 +19,10 @@ std::u16string TextToWide(std::string_view text);
 // Windows-1252 bytes to text. The five bytes without a character become the control code of their number.
 std::string NarrowToText(std::span<const std::byte> bytes);
 
+// Mac OS Roman bytes to text (table of the Unicode consortium, ROMAN.TXT; DB is the currency sign's place,
+// which is the euro since Mac OS 8.5).
+std::string MacRomanToText(std::string_view bytes);
+
 // Valid UTF-8 for a screen, a terminal or JSON: whatever is no character becomes U+FFFD.
 std::string ToDisplayText(std::string_view text);
 

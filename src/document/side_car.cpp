@@ -1,11 +1,14 @@
 #include "document/side_car.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cmath>
 
 #include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/side_car_signals.h"
+#include "document/trace_signals.h"
 #include "host/file_names.h"
 
 namespace kymora {
@@ -171,6 +174,33 @@ SideCarResult SideCarFile::Load(int traceCount) {
 }
 
 SideCarResult ReadSideCar(CDataDoc& doc) { return SideCarFile(doc).Load(doc.traceCount); }
+
+SideCarResult ReadSideCarOfSignals(CDataDoc& doc, SideCarFile& file, const SideCarTraces& stored) {
+    const std::vector<TraceSettings> fresh(doc.traces.begin(), doc.traces.begin() + doc.traceCount);
+    const std::vector<TraceSignal> signals = doc.traceSignals;
+    const auto slots = static_cast<int>(stored.sources.size());
+    const SideCarResult result = file.Load(slots > 0 ? slots : doc.traceCount);
+    if (result != SideCarResult::read || !stored.areTold) return result;
+    const auto traceOf = [&](const TraceSignal& wanted) { return FindSignals({&wanted, 1}, signals)[0]; };
+    StoredPlaces places{stored.sources, {}, stored.absent, {}};
+    for (const TraceSignal& source : places.sources) places.traces.push_back(traceOf(source));
+    for (const AbsentTrace& absent : places.absent) places.absentTraces.push_back(traceOf(absent.signal));
+    MoveToTraces(doc, places, fresh);
+    return result;
+}
+
+void MarkSideCarAsOthers(CDataDoc& doc, const std::string& why) {
+    doc.openedReadOnly = true;
+    doc.readOnlyReason = why;
+}
+
+SaveOutcome RefuseSideCarSave(CDataDoc& doc) {
+    doc.GetHost().Message(
+        fmt::format("The settings and events of this part of {} cannot be saved beside it: {}. "
+                    "Save it under another name.",
+                    doc.filePath.filename().string(), doc.readOnlyReason));
+    return SaveOutcome::failed;
+}
 
 void ScaleUnknownTraces(CDataDoc& doc) {
     for (int t = 0; t < doc.traceCount; ++t) {

@@ -43,6 +43,16 @@ class SideCarFile {
 // model.
 SideCarResult ReadSideCar(CDataDoc& doc);
 
+// The same where the traces are a choice of the file's signals, those of doc.traceSignals: each takes what
+// `file` holds for its signal, as `stored` tells. What is there for others is kept for them.
+SideCarResult ReadSideCarOfSignals(CDataDoc& doc, SideCarFile& file, const SideCarTraces& stored);
+
+// For a part of a file whose side-car belongs to another part: `why` goes on after "cannot be saved beside
+// it".
+void MarkSideCarAsOthers(CDataDoc& doc, const std::string& why);
+// Tells so in place of a save.
+SaveOutcome RefuseSideCarSave(CDataDoc& doc);
+
 // Makes traces without limits of their own autoscale when they are first seen. Those that the side-car does
 // not know, because it was made with fewer traces, were never scaled.
 void ScaleUnknownTraces(CDataDoc& doc);

@@ -5,16 +5,20 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <map>
+#include <set>
 
 #include "import/axograph_file.h"
+#include "import/even_steps.h"
 
 namespace kymora {
 
 namespace {
 
 constexpr const char* sweepText = "Episode trigger point.";
-constexpr double greatestJitter = 1e-3;  // of an interval, between times that count as equal steps
+
+constexpr int tracesStep = 1 << 20;  // a trace's index in the file: above it a column, below a channel
 
 // The channel of each column but the first. All different where columns are no sweeps.
 using Channels = std::vector<int>;
@@ -27,38 +31,32 @@ std::pair<std::string, std::string> NameAndUnit(const std::string& title) {
             title.substr(open + 1, title.size() - open - 2)};
 }
 
-// Seconds. Of an array, whose times are rounded, the mean step; the steps must be alike.
+// Seconds. Of an array the mean step; the steps must be alike.
 double IntervalOf(const DataFile& file, const AxographColumn& time) {
     if (time.isSeries) return time.scale.factor;
     if (time.points < 2) return 0.0;
-    ChannelSource source;
-    source.type = time.type;
-    source.order = ByteOrder::big;
-    source.stride = static_cast<uint32_t>(BytesOf(time.type));
-    source.scales = {time.scale};
-    source.Add(0, time.points, time.offset);
-    StoredChannelReader reader(file, {source});
-    std::vector<float> values(static_cast<size_t>(std::min<int64_t>(time.points, 1 << 16)));
-    float last = 0.0f, first = 0.0f;
-    const auto read = [&](int64_t from, std::span<float> to) {
-        const ChannelPiece piece{0, to.data()};
-        reader.Read(from, static_cast<int64_t>(to.size()), {&piece, 1});
+    const bool isSingle = time.type == NumberType::f32;
+    const auto each = static_cast<size_t>(BytesOf(time.type));
+    const auto read = [&](int64_t from, int64_t count) {
+        const FileFields fields(file, time.offset + static_cast<uint64_t>(from) * each,
+                                static_cast<uint64_t>(count) * each, ByteOrder::big);
+        std::vector<double> times(static_cast<size_t>(count));
+        for (size_t i = 0; i < times.size(); ++i) {
+            const size_t at = i * each;
+            const double number = isSingle                       ? fields.F32(at)
+                                  : time.type == NumberType::f64 ? fields.F64(at)
+                                  : time.type == NumberType::i32 ? fields.I32(at)
+                                                                 : fields.I16(at);
+            times[i] = number * time.scale.factor + time.scale.offset;
+        }
+        return times;
     };
-    read(0, {&first, 1});
-    read(time.points - 1, {&last, 1});
-    const double step = (double{last} - first) / static_cast<double>(time.points - 1);
-    // A time is single precision: late ones are coarse.
-    const double tolerance = greatestJitter * step + 2e-7 * std::max(std::fabs(first), std::fabs(last));
-    for (int64_t at = 0; at < time.points; at += static_cast<int64_t>(values.size())) {
-        const auto part = std::span(values).first(
-            static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(values.size()), time.points - at)));
-        read(at, part);
-        for (size_t i = 0; i < part.size(); ++i)
-            if (!(std::fabs(part[i] - (first + step * static_cast<double>(at + static_cast<int64_t>(i)))) <=
-                  tolerance * 2.0))
-                throw OpenError("The samples of this AxoGraph file do not lie at equal intervals.");
-    }
-    return step;
+    constexpr int64_t timesAtOnce = 1 << 14;
+    EvenSteps steps(read(0, 1)[0], read(time.points - 1, 1)[0], time.points, isSingle ? 1.2e-7 : 2.3e-16);
+    for (int64_t at = 0; at < time.points; at += timesAtOnce)
+        if (!steps.Take(read(at, std::min(timesAtOnce, time.points - at))))
+            throw OpenError("The samples of this AxoGraph file do not lie at equal intervals.");
+    return steps.Step();
 }
 
 bool IsEven(const Channels& channels) {
@@ -68,23 +66,52 @@ bool IsEven(const Channels& channels) {
                        [&](const auto& entry) { return entry.second == counts.begin()->second; });
 }
 
-// Groups that the file tells, if they have as many sweeps each; else titles that repeat.
+// Whether a title names nothing, as the maker's do that stand behind the first sweep.
+bool IsPlain(const std::string& title) {
+    return title.empty() ||
+           (title.starts_with("Column") &&
+            title.find_first_not_of("0123456789 ", std::strlen("Column")) == std::string::npos);
+}
+
+// In digitized files: how many columns a sweep has, where their scales repeat and only the first sweep has
+// titles; else 0.
+size_t PeriodOfScales(const AxographFile& file) {
+    const size_t count = file.columns.size() - 1;
+    const auto repeats = [&](size_t period) {
+        for (size_t c = period; c < count; ++c) {
+            const AxographColumn& column = file.columns[c + 1];
+            const AxographColumn& first = file.columns[c % period + 1];
+            if (column.scale.factor != first.scale.factor) return false;
+            if (!IsPlain(column.title) && column.title != first.title) return false;
+        }
+        return true;
+    };
+    for (size_t period = 1; file.version == 2 && 2 * period <= count; ++period)
+        if (count % period == 0 && repeats(period)) return period;
+    return 0;
+}
+
+// Groups that the file tells, if they have as many sweeps each; else titles that repeat, or scales.
 Channels ChannelsOf(const AxographFile& file) {
     const size_t count = file.columns.size() - 1;
     if (!file.groups.empty() && IsEven(file.groups)) return file.groups;
-    Channels alone, titled;
+    Channels alone, titled, scaled;
     std::map<std::string, int> titles;
+    const size_t period = PeriodOfScales(file);
     for (size_t c = 0; c < count; ++c) {
         const std::string& title = file.columns[c + 1].title;
         alone.push_back(static_cast<int>(c));
         titled.push_back(titles.try_emplace(title, static_cast<int>(titles.size())).first->second);
+        if (period > 0) scaled.push_back(static_cast<int>(c % period));
     }
     const bool areSweeps = !titles.contains("") && titles.size() < count && IsEven(titled);
-    return areSweeps ? titled : alone;
+    if (areSweeps) return titled;
+    return period > 0 ? scaled : alone;
 }
 
-bool AreJoined(const std::string* setting) {
-    if (!setting || *setting == "joined") return true;
+bool AreJoined(const std::string* setting, const SideCarTraces& stored) {
+    if (!setting) return !stored.areTold || stored.sources.empty() || stored.sources[0].index < tracesStep;
+    if (*setting == "joined") return true;
     if (*setting == "traces") return false;
     throw ImportSettingError("sweeps", *setting, "\"joined\" or \"traces\"");
 }
@@ -106,6 +133,8 @@ class AxographRecording {
     std::vector<int64_t> starts_;
 };
 
+size_t CountOf(const Channels& channels) { return std::set<int>(channels.begin(), channels.end()).size(); }
+
 ForeignRecording AxographRecording::Make(bool joins) {
     recording_.interval = IntervalOf(data_, file_.columns[0]) * 1000.0;
     Channels channels = ChannelsOf(file_);
@@ -116,6 +145,14 @@ ForeignRecording AxographRecording::Make(bool joins) {
         recording_.episodic = true;
         recording_.events.push_back(EpisodeMarks(sweepText, starts_));
     }
+    const bool isChoice =
+        !joins ? recording_.traces.size() != CountOf(ChannelsOf(file_)) : starts_.size() > 1;
+    if (isChoice)
+        for (size_t t = 0; t < recording_.traces.size(); ++t)
+            recording_.signals.push_back(
+                {static_cast<int32_t>(t) + (joins ? 0 : tracesStep), recording_.traces[t].label});
+    if (file_.isCutOff)
+        recording_.warnings.push_back("This AxoGraph file is cut off: its last sweeps are not whole.");
     Describe(starts_.size());
     return std::move(recording_);
 }
@@ -152,8 +189,6 @@ void AxographRecording::AddSweeps(const Channels& channels) {
     for (size_t c = 0; c < channels.size(); ++c) {
         const AxographColumn& column = file_.columns[c + 1];
         const size_t sweep = sweepOf[channels[c]]++;
-        if (column.isSeries)
-            throw OpenError("This AxoGraph file holds a computed column, which is no recording.");
         ChannelSource& source = TraceOf(channels[c], column).source;
         if (source.type != column.type)
             throw OpenError(
@@ -184,8 +219,38 @@ void AxographRecording::Describe(size_t sweeps) {
 }  // namespace
 
 ForeignRecording CAxographDoc::ReadRecording(const DataFile& file) {
-    const bool joins = AreJoined(CurrentOpening().Setting("sweeps"));
-    return AxographRecording(file, ReadAxographFile(file)).Make(joins);
+    const std::string* setting = CurrentOpening().Setting("sweeps");
+    const AxographFile columns = ReadAxographFile(file);
+    sideCar_ = std::make_unique<SideCarFile>(*this);
+    stored_ = sideCar_->Traces();
+    ResetModel();
+    return AxographRecording(file, columns).Make(AreJoined(setting, stored_));
+}
+
+// Sweeps one behind another and sweeps beside each other have nothing in common but the file.
+SideCarResult CAxographDoc::ReadOwnSideCar() {
+    const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
+    const auto areApart = [](const std::vector<TraceSignal>& signals) {
+        return !signals.empty() && signals[0].index >= tracesStep;
+    };
+    // Those of earlier versions are of joined sweeps.
+    const bool isToBeKept =
+        sideCar->Result() == SideCarResult::read && areApart(traceSignals) != areApart(stored_.sources);
+    if (isToBeKept) {
+        MarkSideCarAsOthers(*this, areApart(traceSignals) ? "the side-car belongs to its joined sweeps"
+                                                          : "the side-car belongs to sweeps as traces");
+        return SideCarResult::none;
+    }
+    return ReadSideCarOfSignals(*this, *sideCar, stored_);
+}
+
+SaveOutcome CAxographDoc::Save() { return openedReadOnly ? RefuseSideCarSave(*this) : CForeignDoc::Save(); }
+
+Reopening CAxographDoc::ToReopen() const {
+    Reopening again = CForeignDoc::ToReopen();
+    if (!traceSignals.empty())
+        again.settings["sweeps"] = traceSignals[0].index >= tracesStep ? "traces" : "joined";
+    return again;
 }
 
 }  // namespace kymora

@@ -1,8 +1,8 @@
 #pragma once
 // AxoGraph files: graphs (version 1), digitized files (2) and those of AxoGraph X (3 and above). Columns that
 // are sweeps of the same channels are joined one behind another, each an episode; import setting "sweeps"
-// ("joined" or "traces") says otherwise. Layout: the header file for reading and writing that AxoGraph has
-// published.
+// ("joined" or "traces") says otherwise, and the side-car remembers it. Layout: the header file for reading
+// and writing that AxoGraph has published.
 
 #include "import/foreign_doc.h"
 
@@ -12,10 +12,17 @@ class CAxographDoc : public CForeignDoc {
   public:
     using CForeignDoc::CForeignDoc;
     int GetFileType() const override { return typeAxograph; }
+    Reopening ToReopen() const override;
+    SaveOutcome Save() override;
 
   protected:
     ForeignRecording ReadRecording(const DataFile& file) override;
+    SideCarResult ReadOwnSideCar() override;
     const char* DetailsTitle() const override { return "AxoGraph File Details"; }
+
+  private:
+    std::unique_ptr<SideCarFile> sideCar_;
+    SideCarTraces stored_;
 };
 
 }  // namespace kymora

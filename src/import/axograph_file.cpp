@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "archive/text_encoding.h"
@@ -12,7 +13,7 @@ namespace kymora {
 
 namespace {
 
-constexpr int mostColumns = 100000;
+constexpr int mostColumns = 20000;
 constexpr uint64_t mostTitleBytes = 1 << 20;
 constexpr int firstOfX = 3, firstWithVersionedTraces = 6;
 
@@ -29,6 +30,11 @@ enum ColumnType : int {
     throw OpenError("This AxoGraph file cannot be read: " + why);
 }
 
+// The file ends before a field.
+struct CutOff : OpenError {
+    using OpenError::OpenError;
+};
+
 // Reads one field after the other.
 class Cursor {
   public:
@@ -39,7 +45,10 @@ class Cursor {
     int32_t I32() { return Next(4).I32(0); }
     float F32() { return Next(4).F32(0); }
     double F64() { return Next(8).F64(0); }
-    std::string Pascal() { return Next(80).PascalText(0, 79); }
+    std::string Pascal() {
+        const FileFields field = Next(80);
+        return MacRomanToText(field.Bytes(1, std::min<size_t>(field.U8(0), 79)));
+    }
     // UTF-16 behind the number of its bytes, which is -1 or 0 where there is none.
     std::string Wide() {
         const int32_t length = I32();
@@ -53,6 +62,8 @@ class Cursor {
 
   private:
     FileFields Next(uint64_t bytes) {
+        if (at_ > file_.Length() || bytes > file_.Length() - at_)
+            throw CutOff("This AxoGraph file cannot be read: it is cut off.");
         FileFields fields(file_, at_, bytes, ByteOrder::big);
         at_ += bytes;
         return fields;
@@ -88,8 +99,15 @@ AxographFile AxographReader::Read() {
         isX ? found_.version >= firstOfX && found_.version <= 6 : found_.version == 1 || found_.version == 2;
     if (!isKnown) RefuseAxograph(fmt::format("its version, {}, is not known.", found_.version));
     if (columns < 2 || columns > mostColumns) RefuseAxograph("it holds no columns of data.");
-    for (int c = 0; c < columns; ++c) ReadColumn(c == 0);
-    if (isX) {
+    for (int c = 0; c < columns && !found_.isCutOff; ++c) {
+        try {
+            ReadColumn(c == 0);
+        } catch (const CutOff&) {
+            if (c < 2) throw;
+            found_.isCutOff = true;
+        }
+    }
+    if (isX && !found_.isCutOff) {
         try {
             ReadTexts();
             ReadGroups();
@@ -117,13 +135,21 @@ void AxographReader::ReadColumn(bool isFirst) {
             column.scale.factor = cursor_.F32();
         }
     }
+    if (column.isSeries && !isFirst) RefuseAxograph("it holds a computed column, which is no recording.");
     if (!column.isSeries) {
         column.offset = cursor_.Place();
-        const auto bytes = static_cast<uint64_t>(column.points) * static_cast<uint64_t>(BytesOf(column.type));
-        if (column.offset > file_.Length() || bytes > file_.Length() - column.offset)
-            RefuseAxograph("it is cut off.");
-        cursor_.Skip(bytes);
+        const auto each = static_cast<uint64_t>(BytesOf(column.type));
+        const auto held = static_cast<int64_t>((file_.Length() - column.offset) / each);
+        found_.isCutOff = held < column.points;
+        if (found_.isCutOff && isFirst) RefuseAxograph("it is cut off.");
+        column.points = std::min(column.points, held);
+        cursor_.Skip(static_cast<uint64_t>(column.points) * each);
     }
+    const bool isScaled = column.scale.factor != 0.0 && std::isfinite(column.scale.factor) &&
+                          std::isfinite(column.scale.offset);
+    if (!isFirst && !isScaled)
+        RefuseAxograph(fmt::format("column {} states a scale of {} and an offset of {}.",
+                                   found_.columns.size() + 1, column.scale.factor, column.scale.offset));
     found_.columns.push_back(std::move(column));
 }
 

@@ -22,6 +22,7 @@ struct AxographFile {
     std::vector<AxographColumn> columns;  // the first is time
     std::vector<int> groups;              // of each column but the first; empty where the file tells none
     std::string comment, notes;
+    bool isCutOff = false;  // the last columns are not whole: their points are those that there are
 };
 
 // Throws OpenError.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <optional>
 
 namespace kymora {
 
@@ -25,8 +26,18 @@ class WdqReader {
 
   private:
     static FileFields Head(const DataFile& file);
+    struct Marker {
+        int64_t position = 0;            // scan
+        std::optional<int32_t> stamp{};  // s
+        std::string text{};
+    };
+
     void AddTraces();
+    void ReadMarkers();
+    void FindGaps();
+    int64_t PlaceOf(int64_t scan) const;
     void AddMarkers();
+    void AddMarks();
     std::string CommentAt(int32_t pointer) const;
     void NameTraces();
 
@@ -38,6 +49,9 @@ class WdqReader {
     int64_t scans_ = 0;
     uint64_t dataBytes_ = 0;  // as the header states them
     uint64_t trailerAt_ = 0;
+    std::vector<Marker> markers_;
+    // Runs of scans without a gap between: the first scan, and its place in the recording.
+    std::vector<std::pair<int64_t, int64_t>> runs_{{0, 0}};
 };
 
 FileFields WdqReader::Head(const DataFile& file) {
@@ -71,11 +85,12 @@ ForeignRecording WdqReader::Read() {
     if (dataBytes_ > held)
         recording_.warnings.push_back("This file is cut off: it holds fewer samples than its header says.");
     trailerAt_ = head_.Length() + dataBytes_;
+    const bool isClosed = dataBytes_ > 0 && dataBytes_ <= held;
+    if (isClosed) ReadMarkers();
+    FindGaps();
     AddTraces();
-    if (dataBytes_ > 0 && dataBytes_ <= held) {
-        AddMarkers();
-        NameTraces();
-    }
+    if (isClosed) NameTraces();
+    AddMarkers();
     const std::time_t opened = head_.I32(36);
     std::tm clock{};
     if (opened > 0 && gmtime_r(&opened, &clock)) {
@@ -84,10 +99,9 @@ ForeignRecording WdqReader::Read() {
                         clock.tm_mon + 1, clock.tm_mday, clock.tm_hour, clock.tm_min, clock.tm_sec);
         recording_.startClock = ((clock.tm_hour * 60.0 + clock.tm_min) * 60.0 + clock.tm_sec) * 1000.0;
     }
-    recording_.details = {
-        {"File type", isFine_ ? "WinDaq, 16 bits" : "WinDaq, 14 bits"},
-        {"Channels", std::to_string(channels_)},
-        {"Markers", std::to_string(recording_.events.empty() ? 0 : recording_.events[0].events.size())}};
+    recording_.details = {{"File type", isFine_ ? "WinDaq, 16 bits" : "WinDaq, 14 bits"},
+                          {"Channels", std::to_string(channels_)},
+                          {"Markers", std::to_string(markers_.size())}};
     return std::move(recording_);
 }
 
@@ -103,33 +117,122 @@ void WdqReader::AddTraces() {
         trace.source.type = isFine_ ? NumberType::i16 : NumberType::i14;
         trace.source.stride = 2 * static_cast<uint32_t>(channels_);
         trace.source.scales = {{isFine_ ? m * 0.25 : m, b}};
-        trace.source.Add(0, scans_, head_.Length() + 2 * static_cast<uint64_t>(c));
+        for (size_t r = 0; r < runs_.size(); ++r) {
+            const auto [first, place] = runs_[r];
+            const int64_t end = r + 1 < runs_.size() ? runs_[r + 1].first : scans_;
+            trace.source.Add(place, end - first,
+                             head_.Length() + static_cast<uint64_t>(first) * trace.source.stride +
+                                 2 * static_cast<uint64_t>(c));
+        }
     }
 }
 
 // Markers of both signs; those from zero on have the second of their time behind them. What follows as a far
-// negative number leads to a comment.
-void WdqReader::AddMarkers() {
+// negative number leads to a comment. With 16 bits their positions count words.
+void WdqReader::ReadMarkers() {
     const uint64_t bytes =
         std::min({uint64_t{head_.U32(12)}, mostTrailerBytes, file_.Length() - trailerAt_}) / 4 * 4;
     if (bytes == 0) return;
     const FileFields list(file_, trailerAt_, bytes);
-    const auto leastPointer = -static_cast<int64_t>(dataBytes_ / (2 * static_cast<uint64_t>(channels_)));
-    ForeignEvents markers{"Markers", "Event markers of the file"};
+    const int64_t perScan = isFine_ ? channels_ : 1;
+    const auto leastPointer =
+        -static_cast<int64_t>(dataBytes_ / (2 * static_cast<uint64_t>(channels_))) * perScan;
     for (size_t at = 0; at < bytes;) {
         const int32_t mark = list.I32(at);
         at += 4;
-        int64_t position = std::abs(int64_t{mark});
-        if (mark >= 0) at += 4;
-        if (isFine_) position /= channels_;
-        std::string text;
-        if (at + 4 <= bytes && list.I32(at) <= leastPointer) {
-            text = CommentAt(list.I32(at));
+        Marker marker{std::abs(int64_t{mark}) / perScan};
+        if (mark >= 0 && at + 4 <= bytes) {
+            marker.stamp = list.I32(at);
             at += 4;
         }
-        if (position < scans_) markers.events.push_back(MakeEvent(static_cast<int32_t>(position), text));
+        if (at + 4 <= bytes && list.I32(at) <= leastPointer) {
+            marker.text = CommentAt(list.I32(at));
+            at += 4;
+        }
+        if (marker.position < scans_) markers_.push_back(std::move(marker));
     }
-    if (!markers.events.empty()) recording_.events.push_back(std::move(markers));
+}
+
+// Each restart of the storage has written a marker with its second: where more time has gone by between two
+// of them than there are samples, the recording has paused. Seconds are whole, and clocks differ a little.
+void WdqReader::FindGaps() {
+    constexpr double resolution = 1.0, mostDrift = 1e-3;
+    std::vector<const Marker*> stamped;
+    for (const Marker& marker : markers_)
+        if (marker.stamp) stamped.push_back(&marker);
+    std::stable_sort(stamped.begin(), stamped.end(),
+                     [](const Marker* a, const Marker* b) { return a->position < b->position; });
+    const double seconds = recording_.interval / 1000.0;
+    int64_t gaps = 0;
+    for (size_t i = 1; i < stamped.size(); ++i) {
+        const Marker &before = *stamped[i - 1], &here = *stamped[i];
+        const double recorded = static_cast<double>(here.position - before.position) * seconds;
+        const double paused = static_cast<double>(int64_t{*here.stamp} - *before.stamp) - recorded;
+        if (here.position == before.position || paused <= resolution + mostDrift * recorded) continue;
+        const double length = std::round(paused / seconds);
+        if (length + static_cast<double>(gaps + scans_) > static_cast<double>(longestRecording)) {
+            recording_.warnings.push_back(
+                "The recording paused for longer than can be shown: what follows stands without a gap.");
+            return;
+        }
+        gaps += static_cast<int64_t>(length);
+        runs_.emplace_back(here.position, here.position + gaps);
+    }
+}
+
+int64_t WdqReader::PlaceOf(int64_t scan) const {
+    const auto behind = std::upper_bound(runs_.begin(), runs_.end(), scan,
+                                         [](int64_t s, const auto& run) { return s < run.first; });
+    const auto& run = *std::prev(behind);
+    return run.second + scan - run.first;
+}
+
+void WdqReader::AddMarkers() {
+    ForeignEvents found{"Markers", "Event markers of the file"};
+    for (const Marker& marker : markers_)
+        found.events.push_back(MakeEvent(static_cast<int32_t>(PlaceOf(marker.position)), marker.text));
+    if (!found.events.empty()) recording_.events.push_back(std::move(found));
+    if (!isFine_) AddMarks();
+}
+
+// The lower bits of a word of 14 bits: 2 marks an event that goes down, 3 one that goes up. Bits that are set
+// all over are no marks.
+void WdqReader::AddMarks() {
+    constexpr uint64_t mostBytes = 128 << 20, bytesAtOnce = 1 << 20;
+    constexpr int64_t wordsPerMark = 50;
+    const uint64_t scanBytes = 2 * static_cast<uint64_t>(channels_);
+    const uint64_t bytes = static_cast<uint64_t>(scans_) * scanBytes;
+    if (bytes > mostBytes) {
+        recording_.log +=
+            "The event marks within the samples were not searched: there are too many samples.\n";
+        return;
+    }
+    std::vector<ForeignEvents> found(static_cast<size_t>(channels_));
+    int64_t left = scans_ * channels_ / wordsPerMark + 1;
+    std::vector<uint16_t> words;
+    for (uint64_t word = 0; word < bytes / 2 && left >= 0; word += words.size()) {
+        words.resize(static_cast<size_t>(std::min(bytesAtOnce, bytes - 2 * word) / 2));
+        ReadWhole(file_, head_.Length() + 2 * word, std::as_writable_bytes(std::span(words)));
+        for (size_t i = 0; i < words.size() && left >= 0; ++i) {
+            if ((words[i] & 2u) == 0) continue;
+            --left;
+            const auto at = static_cast<int64_t>(word + i);
+            found[static_cast<size_t>(at % channels_)].events.push_back(MakeEvent(
+                static_cast<int32_t>(PlaceOf(at / channels_)), (words[i] & 1u) != 0 ? "rising" : "falling"));
+        }
+    }
+    if (left < 0) {
+        recording_.log +=
+            "The lowest bits of the samples are set all over: they are not taken for event marks.\n";
+        return;
+    }
+    for (size_t c = 0; c < found.size(); ++c) {
+        if (found[c].events.empty()) continue;
+        found[c].label = recording_.traces[c].label + " marks";
+        found[c].comment = "Event marks within the samples";
+        found[c].parentTrace = static_cast<int>(c);
+        recording_.events.push_back(std::move(found[c]));
+    }
 }
 
 std::string WdqReader::CommentAt(int32_t pointer) const {

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cmath>
 
-#include "document/trace_signals.h"
 #include "host/form.h"
 #include "import/channel_choice.h"
 
@@ -226,34 +225,16 @@ void CStreamDoc::Cut(ForeignRecording& recording) const {
 SideCarResult CStreamDoc::ReadOwnSideCar() {
     const bool isOther = stored_.areTold && !stored_.sources.empty() &&
                          static_cast<size_t>(stored_.sources[0].index / streamStep) != choice_.stream;
+    const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
     if (isOther || choice_.from > 0) {
-        openedReadOnly = true;
-        readOnlyReason = isOther ? "the side-car belongs to another stream of it"
-                                 : "the side-car belongs to its beginning";
-        sideCar_.reset();
+        MarkSideCarAsOthers(*this, isOther ? "the side-car belongs to another stream of it"
+                                           : "the side-car belongs to its beginning");
         return SideCarResult::none;
     }
-    const std::vector<TraceSettings> fresh(traces.begin(), traces.begin() + traceCount);
-    const std::vector<TraceSignal> signals = traceSignals;
-    const auto slots = static_cast<int>(stored_.sources.size());
-    const SideCarResult result = sideCar_->Load(slots > 0 ? slots : traceCount);
-    sideCar_.reset();
-    if (result != SideCarResult::read || !stored_.areTold) return result;
-    const auto traceOf = [&](const TraceSignal& wanted) { return FindSignals({&wanted, 1}, signals)[0]; };
-    StoredPlaces places{stored_.sources, {}, stored_.absent, {}};
-    for (const TraceSignal& source : places.sources) places.traces.push_back(traceOf(source));
-    for (const AbsentTrace& absent : places.absent) places.absentTraces.push_back(traceOf(absent.signal));
-    MoveToTraces(*this, places, fresh);
-    return result;
+    return ReadSideCarOfSignals(*this, *sideCar, stored_);
 }
 
-SaveOutcome CStreamDoc::Save() {
-    if (!openedReadOnly) return CForeignDoc::Save();
-    GetHost().Message(fmt::format("The settings and events of this part of {} cannot be saved beside it: {}. "
-                                  "Save it under another name.",
-                                  filePath.filename().string(), readOnlyReason));
-    return SaveOutcome::failed;
-}
+SaveOutcome CStreamDoc::Save() { return openedReadOnly ? RefuseSideCarSave(*this) : CForeignDoc::Save(); }
 
 bool CStreamDoc::GoesOn(std::unique_ptr<Progress>& progress, const char* what, uint64_t done, uint64_t all) {
     if (!progress) progress = GetHost().StartProgress(what, all);

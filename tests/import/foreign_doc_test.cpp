@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <fstream>
 
+#include "document/side_car.h"
 #include "import/axon_doc.h"
 #include "import/foreign_samples.h"
 #include "import/reader_fixture.h"
@@ -521,6 +523,193 @@ TEST_F(ForeignDocTest, MatlabFilesOfAllVersionsGiveTheirVectors) {
     EXPECT_EQ(doc->traces[0].traceLabel, "B");
     EXPECT_EQ(doc->sampleInterval, 2.5);
     EXPECT_NE(Refusal("/x.mat", BytesOf("MATLAB 7.3 MAT-file and so on")).find("-v7"), std::string::npos);
+}
+
+// Elements of a MATLAB file of version 5: a tag, and bytes filled up to a multiple of eight.
+std::string MatElement(int32_t type, std::string_view bytes) {
+    const auto length = static_cast<int32_t>(bytes.size());
+    std::string text(8, '\0');
+    std::memcpy(text.data(), &type, 4);
+    std::memcpy(text.data() + 4, &length, 4);
+    return (text += bytes).append((8 - bytes.size() % 8) % 8, '\0');
+}
+template <typename T>
+std::string Raw(std::vector<T> numbers) {
+    return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(T)};
+}
+std::string MatMatrix(const std::string& name, int32_t kind, int32_t columns, const std::string& body) {
+    return MatElement(14, MatElement(6, Raw<int32_t>({kind, 0})) + MatElement(5, Raw<int32_t>({1, columns})) +
+                              MatElement(1, name) + body);
+}
+std::string MatDoubles(const std::string& name, std::vector<double> values) {
+    const auto count = static_cast<int32_t>(values.size());
+    return MatMatrix(name, 6, count, MatElement(9, Raw(std::move(values))));
+}
+// A structure as a recorder exports each channel.
+std::string MatChannel(const std::string& name, double interval, std::vector<double> values) {
+    std::string names(16, '\0');
+    names.replace(0, 8, "interval").replace(8, 6, "values");
+    return MatMatrix(name, 2, 1,
+                     MatElement(5, Raw<int32_t>({8})) + MatElement(1, names) + MatDoubles("", {interval}) +
+                         MatDoubles("", std::move(values)));
+}
+std::vector<std::byte> MatOf(const std::string& variables) {
+    std::string head("MATLAB 5.0 MAT-file");
+    head.resize(128, ' ');
+    head.replace(124, 4, std::string_view("\0\1IM", 4));
+    return BytesOf(head + variables);
+}
+
+std::vector<double> EvenTimes(double start, double step, int count) {
+    std::vector<double> times;
+    for (int i = 0; i < count; ++i) times.push_back(start + step * i);
+    return times;
+}
+
+TEST_F(ForeignDocTest, MatlabVariablesHaveTheIntervalsThatBelongToThem) {
+    const auto slow = EvenTimes(0, 1, 10), fast = EvenTimes(500, 1, 100);
+    const std::string both = MatChannel("A", 1e-3, slow) + MatChannel("B", 1e-4, fast);
+    const struct {
+        std::string variables, choice;
+        double interval;  // 0: refused
+        const char* says;
+    } cases[] = {
+        {both, "", 0.1, ""},
+        {both, "A.values", 1.0, ""},
+        {both, "A.values,B.values", 0, "A.values has a sample interval of 1 ms and B.values of 0.1 ms"},
+        {MatDoubles("t", EvenTimes(3600, 1e-4, 10)) + MatDoubles("v", slow), "", 0.1, ""},
+        {MatDoubles("t", EvenTimes(0, 1e-3, 10)), "", 0, "holds times only"},
+        {MatDoubles("dt", {2e-3}) + MatDoubles("a,b", slow) + MatDoubles("a,b", slow), "\"a,b (2)\"", 2.0,
+         ""},
+        {both.substr(0, both.size() - 8), "", 1.0, "x.mat is cut off"},
+    };
+    for (const auto& [variables, choice, interval, says] : cases) {
+        request.settings.clear();
+        if (!choice.empty()) request.settings["variables"] = choice;
+        const auto doc = Open("/x.mat", MatOf(variables));
+        EXPECT_EQ(doc != nullptr, interval > 0.0) << choice;
+        if (doc) {
+            EXPECT_EQ(doc->sampleInterval, interval) << choice;
+            EXPECT_EQ(doc->traceCount, 1);
+        }
+        EXPECT_EQ(host.messages.empty(), std::string_view(says).empty());
+        if (!host.messages.empty()) {
+            EXPECT_NE(host.LastMessage().find(says), std::string::npos) << host.LastMessage();
+        }
+    }
+}
+
+// What was added to one choice comes back with it, and never appears on what is no part of it.
+TEST_F(ForeignDocTest, SideCarsRememberWhatWasChosen) {
+    const FormatSample sweeps = AxographSample(true);
+    const struct {
+        const char* path;
+        std::vector<std::byte> bytes;
+        ImportSettings first, other;
+        const char* label;  // of the other's first trace
+    } cases[] = {
+        {"/x.mat",
+         MatOf(MatChannel("A", 1e-3, EvenTimes(0, 1, 10)) + MatChannel("B", 1e-4, EvenTimes(0, 1, 100))),
+         {{"variables", "A.values"}},
+         {{"variables", "B.values"}},
+         "B"},
+        {"/y.axgx", sweeps.bytes, {{"sweeps", "traces"}}, {{"sweeps", "joined"}}, "Current"},
+    };
+    for (const auto& [path, bytes, first, other, label] : cases) {
+        request.settings = first;
+        auto doc = Open(path, bytes);
+        ASSERT_TRUE(doc) << host.LastMessage();
+        const int count = doc->traceCount;
+        doc->traces[0].traceLabel = "mine";
+        doc->AddEvent(30, CEventKM{3, 9});
+        ASSERT_TRUE(doc->OnSaveDocument());
+        request.settings = other;
+        doc = Open(path, bytes);
+        ASSERT_TRUE(doc) << host.LastMessage();
+        EXPECT_EQ(doc->traces[0].traceLabel, label);
+        EXPECT_EQ(doc->GetNumEvents(30), 0);
+        const auto before = files.Bytes(SideCarPath(path));
+        EXPECT_FALSE(doc->OnSaveDocument());
+        EXPECT_EQ(files.Bytes(SideCarPath(path)), before);
+        request.settings.clear();
+        doc = Open(path, bytes);
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(doc->traceCount, count);
+        EXPECT_EQ(doc->traces[0].traceLabel, "mine");
+        EXPECT_EQ(doc->GetOff(30, 0), 9);
+    }
+}
+
+TEST_F(ForeignDocTest, AxographScalesThatRepeatAreSweeps) {
+    FileImage image;
+    image.isBig = true;
+    image.Text(0, "AxGr").I16(4, 2).I16(6, 5).I32(8, 3).Pascal(12, "Time (s)").F32(92, 0).F32(96, 0.001);
+    for (size_t c = 0; c < 4; ++c) {
+        const size_t at = 100 + 94 * c;
+        image.I32(at, 3).Pascal(at + 4, c == 0   ? "I (\xB5"
+                                                   "A)"
+                                        : c == 1 ? "V (mV)"
+                                        : c == 2 ? ""
+                                                 : "Column5");
+        image.F32(at + 84, c % 2 == 0 ? 0.5 : 2)
+            .I16(at + 88, static_cast<int>(c))
+            .I16(at + 90, 1)
+            .I16(at + 92, 1);
+    }
+    auto doc = Open("/x.axgd", image.data);
+    ASSERT_TRUE(doc) << host.LastMessage();
+    EXPECT_EQ(All(*doc, 0), (std::vector<float>{0, 0.5, 0.5, 1, 0.5, 0.5}));
+    EXPECT_EQ(All(*doc, 1), (std::vector<float>{2, 2, 2, 6, 2, 2}));
+    EXPECT_EQ(doc->traces[0].traceUnits, "\u00B5A") << "Mac Roman";
+    image.data.resize(image.data.size() - 3);
+    doc = Open("/x.axgd", image.data);
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->CountValid(1, 0, 6), 4);
+    EXPECT_TRUE(host.LastMessage().starts_with("This AxoGraph file is cut off")) << host.LastMessage();
+    image.F32(184, 0.0);
+    EXPECT_NE(Refusal("/x.axgd", image.data).find("column 2 states a scale of 0"), std::string::npos);
+}
+
+TEST_F(ForeignDocTest, AudioTellsWhatItLeavesOut) {
+    FileImage image;
+    image.data = WavSample(1, 2, 2).bytes;
+    const size_t end = image.data.size();
+    image.Text(end, "cue ").I32(end + 4, 52).I32(end + 8, 2).I32(end + 32, 1499).I32(end + 36, 1);
+    image.I32(end + 56, 1500).I32(end + 60, 0);
+    files.Put("/x-events.txt", std::vector<std::byte>((4 << 20) + 1, std::byte{'\n'}));
+    ASSERT_TRUE(Open("/x.wav", image.data));
+    ASSERT_EQ(host.messages.size(), 2u);
+    EXPECT_TRUE(host.messages[0].text.starts_with("1 cue points lie behind the end"))
+        << host.messages[0].text;
+    EXPECT_TRUE(host.messages[1].text.starts_with("The events in x-events.txt are left out"))
+        << host.messages[1].text;
+    image.data.resize(end - 400);
+    files.Put("/x-events.txt", BytesOf("1, 0.1749\n1, 0.175\n"));
+    const auto cut = Open("/x.wav", image.data);
+    ASSERT_TRUE(cut);
+    EXPECT_EQ(Events(*cut, 0), (std::vector<Found>{{1399, 1400, ""}}));
+    EXPECT_TRUE(host.messages[0].text.starts_with("This audio file is cut off")) << host.messages[0].text;
+}
+
+// Scans 2.5 ms apart; the storage restarts at scan 400, 6 s after scan 0 by the clock: 5 s are missing.
+TEST_F(ForeignDocTest, WinDaqPausesAreGapsAndMarksAreEvents) {
+    for (const bool isFine : {false, true}) {
+        FileImage image;
+        image.data = WdqSample(isFine).bytes;
+        const int words = isFine ? 3 : 1;
+        image.I32(5956, 0).I32(5960, 7).I32(5964, 400 * words).I32(5968, 13);
+        for (size_t i = 0; i < 2400; ++i) image.I16(1156 + 2 * i, 4 * static_cast<int>(i % 100));
+        image.I16(1156 + 2 * (3 * 10 + 1), 3).I16(1156 + 2 * (3 * 500 + 1), 2);
+        const auto doc = Open("/x.wdq", image.data);
+        ASSERT_TRUE(doc) << host.LastMessage();
+        EXPECT_EQ(doc->GetLength(), 2800);
+        EXPECT_EQ(doc->CountValid(0, 0, 2800), 800);
+        EXPECT_EQ(doc->CountValid(0, 400, 2400), 0);
+        EXPECT_EQ(Events(*doc, 0), (std::vector<Found>{{0, 1, ""}, {2400, 2401, ""}}));
+        const std::vector<Found> marks{{10, 11, "rising"}, {2500, 2501, "falling"}};
+        EXPECT_EQ(Events(*doc, 1), isFine ? std::vector<Found>() : marks)
+            << "16 bits leave no room for marks";
+    }
 }
 
 }  // namespace

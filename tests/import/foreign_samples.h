@@ -376,7 +376,7 @@ inline FormatSample AxographSample(bool isX) {
         }
     }
     sample.bytes = image.data;
-    sample.refused = {0, 4, 60, 1000, image.data.size() - 1};
+    sample.refused = {0, 4, 60};
     return sample;
 }
 
@@ -427,7 +427,7 @@ inline FormatSample MatSample(bool isOld) {
         for (size_t i = 0; i < 1000; ++i) image.I16(22 + 2 * i, numbers[i]);
         image.I32(2022, 1000).I32(2026, 3).I32(2030, 1000).I32(2038, 2).Text(2042, "M").U8(2043, 0);
         for (size_t i = 0; i < 3000; ++i) image.F64(2044 + 8 * i, numbers[1000 + i] * 0.5);
-        sample.refused = {0, 19, 30, 1000, 9000};
+        sample.refused = {0, 19, 30, 1000};
     } else {
         image.Text(0, "MATLAB 5.0 MAT-file, made by hand").I16(124, 0x100).Text(126, "IM");
         const auto matrix = [&](size_t at, char name, int kind, int rows, int columns, int type,
@@ -447,7 +447,7 @@ inline FormatSample MatSample(bool isOld) {
         image.Numbers(184, std::vector<int16_t>(numbers.begin(), numbers.begin() + 1000));
         matrix(2184, 'M', 6, 3, 1000, 7, 12000);
         for (size_t i = 0; i < 3000; ++i) image.F32(2240 + 4 * i, numbers[1000 + i] * 0.5);
-        sample.refused = {0, 19, 100, 150, 1000, 9000};
+        sample.refused = {0, 19, 100, 150, 1000};
     }
     sample.bytes = image.data;
     return sample;

@@ -301,6 +301,21 @@ constexpr SharedFile sharedFiles[] = {
     {"axograph", "AxoGraph_Digitized_File"},
 };
 
+// Scales of current and voltage in turn.
+TEST(SharedDigitizedFile, OpensAsSweepsOfTwoChannels) {
+    const fs::path source = fs::path(KYMORA_SHARED_DATA) / "axograph" / "AxoGraph_Digitized_File";
+    if (!fs::exists(source)) GTEST_SKIP() << "no shared data";
+    TempFolder folder;
+    DiskFileSystem files;
+    TestHost host;
+    Session session{host, files};
+    fs::copy_file(source, folder / "x.axgd");
+    const auto doc = OpenDocument(session, folder / "x.axgd");
+    ASSERT_TRUE(doc) << host.LastMessage();
+    EXPECT_EQ(doc->traceCount, 2);
+    EXPECT_EQ(doc->GetNumEvents(0), 14);
+}
+
 INSTANTIATE_TEST_SUITE_P(, SharedRecordings, ::testing::ValuesIn(sharedFiles), [](const auto& info) {
     std::string name = std::string(info.param.folder) + "_" + info.param.name;
     for (char& c : name)
