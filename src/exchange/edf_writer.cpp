@@ -46,6 +46,16 @@ void ToNumbers(std::span<const float> values, const SignalScale& scale, Number* 
     }
 }
 
+// "0.1 uV"; where they differ, with the numbers of the traces.
+std::string StepsText(const std::vector<std::string>& steps) {
+    if (std::all_of(steps.begin(), steps.end(), [&](const std::string& step) { return step == steps[0]; }))
+        return steps[0];
+    std::string text;
+    for (size_t t = 0; t < std::min(steps.size(), mostToldTraces); ++t)
+        text += fmt::format("{}{} (trace {})", t == 0 ? "" : ", ", steps[t], t + 1);
+    return text + (steps.size() > mostToldTraces ? ", ..." : "");
+}
+
 class EdfExport {
   public:
     EdfExport(CDataDoc& doc, EdfForm form)
@@ -124,18 +134,17 @@ void EdfExport::Prepare(ProgressScope& progress) {
     if (runs_.empty())
         throw FileError(fmt::format("The recording holds no samples that an {} file could hold.", Name()), 0);
     const std::vector<TraceExtremes> extremes = FindExtremes(doc_, progress);
-    std::string steps = fmt::format("The samples are numbers of {} bits in steps of", isBdf_ ? 24 : 16);
+    std::vector<std::string> steps;
     bool isCut = false;
     for (int t = 0; t < doc_.traceCount; ++t) {
         const TraceSettings& settings = doc_.traces[static_cast<size_t>(t)];
         scales_.push_back(ScaleOf(t, extremes[static_cast<size_t>(t)]));
-        if (scales_.size() <= mostToldTraces)
-            steps += fmt::format("{} {:.3g} {} (trace {})", t == 0 ? "" : ",", std::fabs(scales_.back().step),
-                                 settings.traceUnits, t + 1);
+        steps.push_back(fmt::format("{:.3g} {}", std::fabs(scales_.back().step), settings.traceUnits));
         isCut =
             isCut || AsciiText(settings.traceLabel).size() > 16 || AsciiText(settings.traceUnits).size() > 8;
     }
-    notes.push_back(steps + (scales_.size() > mostToldTraces ? ", ..." : "."));
+    notes.push_back(fmt::format("The samples are numbers of {} bits in steps of {}.", isBdf_ ? 24 : 16,
+                                StepsText(steps)));
     if (isCut) notes.push_back("Labels longer than 16 characters, or units longer than 8, were cut.");
     TakeStart();
     PlanRecords();
