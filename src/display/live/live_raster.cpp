@@ -30,9 +30,12 @@ int LiveRaster::Paint(const LiveTraces& traces) {
     const int64_t last = traces.LastColumn();
     const int64_t first = std::max({int64_t{0}, painted_, last - width_ + 1});
     for (int64_t column = first; column <= last; ++column) PaintColumn(traces, column);
-    painted_ = last;
-    if (traces.Restarts())
-        for (int64_t column = last + 1; column <= last + std::min(gap, width_ - 1); ++column) Blank(column);
+    painted_ = traces.OpenColumn();
+    if (traces.Restarts()) {
+        // Up to the right edge: a full sweep stands whole until the next one begins.
+        const int64_t end = std::min<int64_t>(last + gap, last - last % width_ + width_ - 1);
+        for (int64_t column = last + 1; column <= end; ++column) Blank(column);
+    }
     return static_cast<int>(last - first + 1);
 }
 

@@ -31,7 +31,7 @@ class LiveRaster {
     // Rows from the top, 0xAARRGGBB; 0 where nothing is.
     const std::vector<uint32_t>& Pixels() const { return pixels_; }
 
-    // Columns before the place where a sweep goes on that are blank, so that it can be seen.
+    // Columns behind the place where a sweep goes on that are blank, so that it can be seen.
     static constexpr int gap = 8;
 
   private:
@@ -43,7 +43,7 @@ class LiveRaster {
     int width_ = 1, height_ = 0;
     std::vector<uint32_t> pixels_;
     std::vector<Look> looks_;
-    int64_t painted_ = nothing;  // the last column, which may go on
+    int64_t painted_ = nothing;  // the first column that may still change
 };
 
 }  // namespace kymora

@@ -49,6 +49,9 @@ class LiveTraces {
     // The first column that is shown, and the one of the newest scan; both 0 before the first scan.
     int64_t FirstColumn() const;
     int64_t LastColumn() const { return scans_ > 0 ? ColumnOf(scans_ - 1) : 0; }
+    // The first column that further scans may change; at or before the last. A bin that still grows stands in
+    // the column of its first scan.
+    int64_t OpenColumn() const { return scans_ > 0 ? ColumnOf((BinCount() - 1) * scansPerBin_) : 0; }
     // The scan at the left edge.
     double FirstScan() const;
 

@@ -91,9 +91,11 @@ TEST_P(LiveTracesTest, ColumnsHoldTheExtremesOfTheirSamples) {
     const LiveShape& shape = GetParam();
     Add(live, 0, shape.scans);
     const auto looks = Looks();
+    // Scans of a bin stand where its first one does.
+    const auto perBin = std::max<int64_t>(1, static_cast<int64_t>(shape.scansAcross / 8192.0));
     const auto columnOf = [&](int64_t scan) {
         return static_cast<int64_t>(
-            std::floor(static_cast<double>(scan) * shape.columns / shape.scansAcross));
+            std::floor(static_cast<double>(scan / perBin * perBin) * shape.columns / shape.scansAcross));
     };
     for (size_t trace = 0; trace < 2; ++trace) {
         std::map<int64_t, std::pair<int, int>> rows;
@@ -125,8 +127,27 @@ INSTANTIATE_TEST_SUITE_P(Shapes, LiveTracesTest,
                                            LiveShape{"FewSamples", 50.5, 200, false, 171},
                                            LiveShape{"FewSamplesRestarting", 50.5, 200, true, 171},
                                            LiveShape{"ManySamples", 40000.0, 90, false, 50001},
+                                           LiveShape{"ManyToABin", 60001.0, 827, true, 130001},
+                                           LiveShape{"ManyToABinScrolling", 60001.0, 827, false, 90001},
                                            LiveShape{"Uneven", 1234.567, 333, true, 5001}),
                          NameOf);
+
+TEST(LiveTraces, AFullSweepStandsWhole) {
+    LiveTraces live;
+    live.Begin(ScanFormat(), 100.0, 100, true);
+    LiveRaster raster;
+    raster.SetSize(100, 3);
+    raster.SetLooks({{0xFF000000, ValueScale(10.0, -10.0, 0, 2), 0, 3}});
+    const std::vector<uint16_t> codes(100, 0x8000);
+    const auto painted = [&](size_t scans) {
+        live.Add(std::as_bytes(std::span(codes)).first(2 * scans));
+        raster.Paint(live);
+        return std::ranges::count(raster.Pixels(), 0xFF000000);
+    };
+    EXPECT_EQ(painted(97), 97);
+    EXPECT_EQ(painted(3), 100);
+    EXPECT_EQ(painted(10), 100 - LiveRaster::gap);
+}
 
 TEST(LiveTraces, WhatPassedIsLeftOut) {
     LiveTraces live;
