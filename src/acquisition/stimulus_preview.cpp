@@ -62,13 +62,36 @@ class ChannelPlayer {
     size_t next_ = 0;
 };
 
+void SortOut(std::vector<int64_t>& positions) {
+    std::ranges::sort(positions);
+    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+}
+
 std::vector<int64_t> PositionsIn(std::vector<int64_t> bends, int64_t played, int64_t last) {
     bends.insert(bends.end(), {0, played - 1, last});
     const int64_t end = std::max(played - 1, last);
     std::erase_if(bends, [&](int64_t sample) { return sample < 0 || sample > end; });
-    std::ranges::sort(bends);
-    bends.erase(std::unique(bends.begin(), bends.end()), bends.end());
+    SortOut(bends);
     return bends;
+}
+
+// The samples around which the lines between these points cross an end of the range. `volts` are not held.
+std::vector<int64_t> CutsOf(const std::vector<int64_t>& positions, const std::vector<float>& volts,
+                            const DacRange& range) {
+    std::vector<int64_t> cuts;
+    for (size_t i = 1; i < positions.size(); ++i) {
+        const int64_t from = positions[i - 1], to = positions[i];
+        const double left = volts[i - 1], right = volts[i];
+        if (to - from < 2) continue;
+        for (const double end : {double{range.m_fDacLow}, double{range.m_fDacHigh}}) {
+            if ((left > end) == (right > end)) continue;
+            const double share = (end - left) / (right - left);
+            const auto sample = from + static_cast<int64_t>(share * static_cast<double>(to - from));
+            for (const int64_t cut : {sample, sample + 1})
+                if (cut > from && cut < to) cuts.push_back(cut);
+        }
+    }
+    return cuts;
 }
 
 std::string FileText(const AcquisitionSettings& settings) {
@@ -86,13 +109,27 @@ OutputCurve CurveOfOutput(const DacChannel& channel, int64_t index, const DacRan
                           const OutputTiming& timing, int64_t playedSamples, double span) {
     const double perUnit = timing.SamplesPerTimeUnit();
     const auto last = static_cast<int64_t>(std::clamp(std::floor(span * perUnit), 0.0, mostPosition));
-    ChannelPlayer player(channel, index, range, perUnit);
+    const ChannelPlayer channelPlayer(channel, index, range, perUnit);
+    std::vector<int64_t> positions = PositionsIn(channelPlayer.Bends(), playedSamples, last);
+    const auto play = [&] {
+        ChannelPlayer player = channelPlayer;
+        std::vector<float> volts;
+        for (const int64_t sample : positions)
+            volts.push_back(player.Value(std::min(sample, std::max<int64_t>(playedSamples - 1, 0))));
+        return volts;
+    };
+    std::vector<float> volts = play();
+    if (const auto cuts = CutsOf(positions, volts, range); !cuts.empty()) {
+        positions.insert(positions.end(), cuts.begin(), cuts.end());
+        SortOut(positions);
+        volts = play();
+    }
     OutputCurve curve;
     int64_t before = -1;
-    for (const int64_t sample : PositionsIn(player.Bends(), playedSamples, last)) {
-        const float volts = player.Value(std::min(sample, std::max<int64_t>(playedSamples - 1, 0)));
-        const float held = range.Held(volts);
-        curve.isHeld |= held != volts;
+    for (size_t i = 0; i < positions.size(); ++i) {
+        const int64_t sample = positions[i];
+        const float held = range.Held(volts[i]);
+        curve.isHeld |= held != volts[i];
         if (sample > last) continue;
         const double time = static_cast<double>(sample) / perUnit;
         // A converter holds each value until the next one.

@@ -11,9 +11,9 @@
 
 namespace kymora {
 
-// An output over time. All samples lie on its lines, which begin and end where pulses bend, so that a curve
-// takes no more points for a longer time or a higher rate. Where neighbouring samples are points, the first
-// is held until the second.
+// An output over time. All samples lie on its lines, which begin and end where pulses bend or the range cuts
+// them, so that a curve takes no more points for a longer time or a higher rate. Where neighbouring samples
+// are points, the first is held until the second.
 struct OutputCurve {
     std::vector<double> times;  // of the samples, in the time unit of the stimulus
     std::vector<double> volts;  // held to the range of the board

@@ -30,7 +30,7 @@ double ShownAt(const OutputCurve& curve, double time) {
     return curve.volts[left] + part * (curve.volts[right] - curve.volts[left]);
 }
 
-AcquisitionSettings RandomStimulus(std::mt19937& random) {
+AcquisitionSettings RandomStimulus(std::mt19937& random, float times) {
     const auto draw = [&](float most) { return std::uniform_real_distribution<float>(0.0f, most)(random); };
     AcquisitionSettings settings;
     settings.m_nDacInUse = 2;
@@ -44,7 +44,7 @@ AcquisitionSettings RandomStimulus(std::mt19937& random) {
             pulse.m_fOnRamp = draw(1.0f) < 0.5f ? 0.0f : draw(4.0f);
             pulse.m_fPlateau = draw(5.0f);
             pulse.m_fOffRamp = draw(1.0f) < 0.5f ? 0.0f : draw(4.0f);
-            pulse.m_fAmplitude = draw(3.0f) - 1.0f;
+            pulse.m_fAmplitude = times * (draw(3.0f) - 1.0f);
             pulse.m_fStepDelay = draw(2.0f) - 1.0f;
             pulse.m_fStepAmplitude = draw(0.5f);
             pulse.m_nSeqCount = 4;
@@ -74,7 +74,8 @@ TEST(StimulusPreview, ShowsTheVoltsThatAreQueued) {
     const DacRange range = UnknownBoard().OutputRange();
     const double code = double{range.Span()} / range.m_nDacCodes;
     for (const int64_t index : {0, 1, 2, 3, 9}) {
-        const AcquisitionSettings settings = RandomStimulus(random);
+        // Every other one reaches beyond the range.
+        const AcquisitionSettings settings = RandomStimulus(random, index % 2 == 1 ? 12.0f : 1.0f);
         const StimulusPreview preview(settings, UnknownBoard(), {index, false});
         PulseCodes codes(settings.dac, index, range, {settings.m_dOutputFreqKHz, false});
         int64_t sample = 0;
