@@ -82,6 +82,10 @@ int64_t CAcqView::StoredScans() const {
                       : m_pDoc->StoredScans();
 }
 
+int64_t CAcqView::ScansLetGo() const {
+    return static_cast<int64_t>((m_pStorage ? m_pStorage->BytesLetGo() : m_nLetGo) / m_nScanBytes);
+}
+
 double CAcqView::PipeFill() const {
     return m_pStorePipe
                ? static_cast<double>(m_pStorePipe->Count()) / static_cast<double>(m_pStorePipe->Slots())
@@ -209,6 +213,7 @@ bool CAcqView::BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> tri
     m_pDoc = std::move(doc);
     m_mailbox.Clear();
     m_bSkippedDisplay = m_bSkippedAny = false;
+    m_nScansCame = 0;
     m_pStore = std::make_unique<DocumentStore>(*m_pDoc);
     SetState(m_bDisplayOnly ? AcqState::displayOnly : state);
     m_pStorage = std::make_unique<StorageThread>(
@@ -237,6 +242,7 @@ void CAcqView::EndStorage() {
     m_pStorage->Join();
     const std::string fault = m_pStorage->Fault();
     m_nBeforeTrigger = m_pStorage->BytesBeforeTrigger();
+    m_nLetGo = m_pStorage->BytesLetGo();
     m_pStorage.reset();
     m_pStorePipe.reset();
     m_pDisplayPipe.reset();
@@ -286,15 +292,22 @@ void CAcqView::FillTraces(CAcqDoc& doc) const {
 void CAcqView::OnDataReady(uint32_t count) {
     if (m_bSkippedDisplay.exchange(false, std::memory_order_acquire)) {
         m_bSkippedAny = true;
-        while (!m_pDisplayPipe->Peek().empty()) m_pDisplayPipe->Advance();
-        if (m_pObserver) m_pObserver->OnSkipped(StoredScans());
+        size_t bytes = 0;
+        for (; !m_pDisplayPipe->Peek().empty(); m_pDisplayPipe->Advance())
+            bytes += m_pDisplayPipe->Peek().size();
+        // There is room now: what was refused came before all that will be read.
+        bytes += m_pDisplayPipe->TakeRefused();
+        m_nScansCame += static_cast<int64_t>(bytes / m_nScanBytes);
+        if (m_pObserver) m_pObserver->OnSkipped(m_nScansCame);
         return;
     }
     for (; count > 0; --count) {
         const auto scans = m_pDisplayPipe->Peek();
         if (scans.empty()) return;
+        const auto came = static_cast<int64_t>(scans.size() / m_nScanBytes);
+        m_nScansCame += came;
         if (m_pObserver && State() == AcqState::displayPaused)
-            m_pObserver->OnScansPassed(static_cast<int64_t>(scans.size() / m_nScanBytes));
+            m_pObserver->OnScansPassed(came);
         else if (m_pObserver)
             m_pObserver->OnScans(scans);
         m_pDisplayPipe->Advance();

@@ -37,7 +37,7 @@ class AcqObserver {
     virtual void OnScans(std::span<const std::byte>) {}
     // The display is paused, and so many scans passed it.
     virtual void OnScansPassed(int64_t) {}
-    // The display has fallen behind: it goes on behind the scans that are stored.
+    // The display has fallen behind: it goes on at this scan, of all since the beginning.
     virtual void OnSkipped(int64_t) {}
     // A file was saved, or appended to.
     virtual void OnSaved(const std::filesystem::path&) {}
@@ -67,6 +67,9 @@ class CAcqView : protected AcqEventLoop::Target {
     int64_t ScansPerSweep() const { return m_nScansPerSweep; }
     size_t BufferScans() const { return m_nBufferScans; }
     int64_t StoredScans() const;
+    // Scans that came before the first one that is stored: an internal trigger lets them go. 0 until it
+    // comes.
+    int64_t ScansLetGo() const;
     // How much of the storage pipe is filled, 0 to 1.
     double PipeFill() const;
     // How long the disk lasts for these settings, s; nothing where that is not known.
@@ -155,6 +158,8 @@ class CAcqView : protected AcqEventLoop::Target {
     size_t m_nBufferScans = 0;
     std::atomic<bool> m_bSkippedDisplay{false};
     bool m_bSkippedAny = false;                // during this recording
+    int64_t m_nScansCame = 0;                  // to the display, drawn or not
+    uint64_t m_nLetGo = 0;                     // bytes, of the recording that has ended
     std::optional<uint64_t> m_nBeforeTrigger;  // bytes, of the recording that has ended
     bool m_bFailed = false;
     bool m_bUnsaved = false;

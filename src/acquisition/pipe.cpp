@@ -10,7 +10,10 @@ CPipe::CPipe(size_t slots, size_t slotBytes)
 bool CPipe::Write(std::span<const std::byte> bytes) {
     const size_t write = m_nWrite.load(std::memory_order_relaxed);
     const size_t next = Next(write);
-    if (next == m_nRead.load(std::memory_order_acquire)) return false;
+    if (next == m_nRead.load(std::memory_order_acquire)) {
+        m_nRefused.fetch_add(std::min(bytes.size(), m_nSlotBytes), std::memory_order_relaxed);
+        return false;
+    }
     m_lengths[write] = std::min(bytes.size(), m_nSlotBytes);
     std::copy_n(bytes.data(), m_lengths[write], m_storage.data() + write * m_nSlotBytes);
     // Before the slot can be taken, so that the count never falls below nothing.

@@ -22,6 +22,8 @@ class CPipe {
     // Consumer: what the oldest slot holds, until it advances; empty when there is none.
     std::span<const std::byte> Peek() const;
     void Advance();
+    // Consumer: the bytes for which there was no room, since the last call.
+    size_t TakeRefused() { return m_nRefused.exchange(0, std::memory_order_relaxed); }
     // Consumer: waits while nothing was written, and Wake was not called, since `Signal` answered `seen`.
     int Signal() const { return m_nSignal.load(std::memory_order_acquire); }
     void Await(int seen) const { m_nSignal.wait(seen, std::memory_order_acquire); }
@@ -42,6 +44,7 @@ class CPipe {
     alignas(64) std::atomic<size_t> m_nRead{0};
     alignas(64) std::atomic<size_t> m_nCount{0};
     std::atomic<int> m_nSignal{0};
+    std::atomic<size_t> m_nRefused{0};
 };
 
 }  // namespace kymora

@@ -84,11 +84,15 @@ void StorageThread::Take(std::span<const std::byte> slot) {
 
 void StorageThread::TakeArmed(std::span<const std::byte> slot) {
     const auto crossing = m_plan.trigger->Find(slot);
-    if (!crossing) return m_plan.trigger->Keep(slot);
+    if (!crossing) {
+        m_nArmed += slot.size();
+        return m_plan.trigger->Keep(slot);
+    }
     const size_t before = *crossing * m_plan.trigger->ScanBytes();
     m_plan.trigger->Keep(slot.first(before));
     const auto trigger = std::move(m_plan.trigger);
     m_nBeforeTrigger = trigger->Kept();
+    m_nLetGo = m_nArmed + before - m_nBeforeTrigger;
     m_bTriggered = true;
     m_mailbox.Post(AcqMessage::triggered);
     trigger->Release([this](std::span<const std::byte> kept) { Keep(kept); });

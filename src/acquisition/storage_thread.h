@@ -54,6 +54,8 @@ class StorageThread {
     std::optional<uint64_t> BytesBeforeTrigger() const {
         return m_bTriggered ? std::optional(m_nBeforeTrigger) : std::nullopt;
     }
+    // The bytes that came before the first that is stored; 0 until `triggered` was posted.
+    uint64_t BytesLetGo() const { return m_bTriggered ? m_nLetGo : 0; }
     // Why a write failed; empty where none did. Once storageFailed was posted.
     std::string Fault() const { return m_bFailed ? m_fault : std::string(); }
 
@@ -76,7 +78,8 @@ class StorageThread {
     std::atomic<uint64_t> m_nBytesStored{0};
     std::atomic<bool> m_bStopStorage{false}, m_bAbandon{false}, m_bEnded{false}, m_bFailed{false};
     std::atomic<bool> m_bFailing{false}, m_bTriggered{false};
-    uint64_t m_nBeforeTrigger = 0;  // written before m_bTriggered, and never after
+    uint64_t m_nBeforeTrigger = 0, m_nLetGo = 0;  // written before m_bTriggered, and never after
+    uint64_t m_nArmed = 0;                        // bytes that came without the trigger
     bool m_bUnflushed = false;
     Clock::time_point m_flushed = Clock::now();
     static constexpr int flusherEnds = -1;

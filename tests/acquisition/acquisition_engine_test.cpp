@@ -242,11 +242,15 @@ TEST_F(EngineTest, AFullDiskStopsCleanly) {
 
 TEST_F(EngineTest, AnEndlesslySlowDisplayLosesOnlyWhatItShows) {
     struct Observer : AcqObserver {
-        int64_t scans = 0, skippedTo = -1;
+        int64_t scans = 0, skippedTo = -1, next = 0, misplaced = 0;
         void OnScans(std::span<const std::byte> bytes) override {
+            uint16_t code = 0;  // of the counter
+            std::memcpy(&code, bytes.data(), 2);
+            misplaced += code != next;
             scans += static_cast<int64_t>(bytes.size() / 2);
+            next += static_cast<int64_t>(bytes.size() / 2);
         }
-        void OnSkipped(int64_t at) override { skippedTo = at; }
+        void OnSkipped(int64_t at) override { next = skippedTo = at; }
     } observer;
     Open();
     view->SetObserver(&observer);
@@ -257,6 +261,7 @@ TEST_F(EngineTest, AnEndlesslySlowDisplayLosesOnlyWhatItShows) {
     view->OnSave();
     EXPECT_GT(observer.skippedTo, 600);
     EXPECT_LT(observer.scans, 5000);
+    EXPECT_EQ(observer.misplaced, 0);
     EXPECT_TRUE(
         WasTold("Some data were skipped in the real-time display but all data were stored successfully."));
     EXPECT_EQ(Codes().size(), 5001u);

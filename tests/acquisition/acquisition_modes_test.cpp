@@ -135,6 +135,7 @@ TEST_F(EngineTest, ACrossingStartsARecordingWithWhatCameBefore) {
         EXPECT_TRUE(view->OnSave());
         const auto codes = Codes();
         EXPECT_EQ(codes.size(), 2001u);
+        EXPECT_EQ(view->ScansLetGo(), c.first);
         EXPECT_EQ(Lost(codes, 0xFFFF, c.first), 0);
         const auto doc = Saved();
         ASSERT_EQ(doc->markers.size(), 1u);

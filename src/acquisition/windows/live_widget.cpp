@@ -160,7 +160,7 @@ void LiveWidget::OnScansPassed(int64_t scans) {
 }
 
 void LiveWidget::OnSkipped(int64_t scan) {
-    const int64_t missing = std::max<int64_t>(0, scan - base_ - traces_.Scans());
+    const int64_t missing = std::max<int64_t>(0, std::min(scan, mostScans_) - base_ - traces_.Scans());
     dropped_ += missing;
     OnScansPassed(missing);
     NewData();

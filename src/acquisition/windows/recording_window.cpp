@@ -26,7 +26,6 @@ using Hold = QtAcqLoop::Hold;
 
 constexpr const char* unsavedText = "The last recording is not saved and will be lost.";
 constexpr int mostNoticeLines = 8;
-constexpr double onlyOnceMs = 1e12;
 constexpr double longestView = 24.0 * 3600.0;  // s
 constexpr double mostScansViewed = 2147483000.0;
 
@@ -296,7 +295,9 @@ double RecordingWindow::RecordedMs() const {
     const std::chrono::duration<double, std::milli> since = LiveWidget::Clock::now() - scansAt_;
     const double buffer = static_cast<double>(engine_->BufferScans()) * interval;
     const double seen = static_cast<double>(scansSeen_) * interval + std::clamp(since.count(), 0.0, buffer);
-    return std::max(0.0, seen - TriggerOffsetMs());
+    // More is stored than was seen where this window has stood still.
+    const double stored = static_cast<double>(engine_->StoredScans()) * interval;
+    return std::max(stored, seen - TriggerOffsetMs());
 }
 
 void RecordingWindow::Note() {
@@ -321,12 +322,7 @@ void RecordingWindow::NoteText(const QString& text) {
 
 // What was seen before the first scan that is stored, ms: an internal trigger lets go what came before.
 double RecordingWindow::TriggerOffsetMs() const {
-    if (engine_->Trigger() != TriggerMode::internal || trigger_.Recent().empty()) return 0.0;
-    const std::vector<CMarker>& markers = engine_->Document().markers;
-    const auto mark = std::ranges::find_if(
-        markers, [](const CMarker& marker) { return marker.m_strLabel.starts_with("trigger"); });
-    const double kept = mark == markers.end() ? 0.0 : mark->m_dTime;
-    return static_cast<double>(trigger_.Recent().front()) * engine_->m_settings.m_dSampleInterval - kept;
+    return static_cast<double>(engine_->ScansLetGo()) * engine_->m_settings.m_dSampleInterval;
 }
 
 void RecordingWindow::ShowNotes() {
@@ -354,14 +350,10 @@ void RecordingWindow::OnBegun() {
     ShowPrepared();
     hasBegun_ = true;
     if (engine_->Trigger() != TriggerMode::internal) live_->SetMostScans(engine_->ScansPerSweep());
-    const InternalTriggerSettings& waited = engine_->m_trigger;
-    trigger_.Set({waited.trace - size_t{1}, waited.level, waited.isFalling, onlyOnceMs});
-    trigger_.Begin(engine_->Format(), engine_->m_settings.m_dSampleInterval);
 }
 
 void RecordingWindow::OnScans(std::span<const std::byte> scans) {
     live_->SetWokenAt(loop_.WokenAt());
-    if (engine_->Trigger() == TriggerMode::internal && trigger_.Count() == 0) trigger_.Add(scans);
     OnScansPassed(static_cast<int64_t>(scans.size() / engine_->Format().ScanBytes()));
 }
 

@@ -181,7 +181,6 @@ class RecordingWindow : public QDialog, public AcqObserver {
     // Of the moment of a note.
     int64_t scansSeen_ = 0;
     int notes_ = 0;
-    LiveSpikes trigger_;  // where the internal trigger came in what was seen
     LiveWidget::Clock::time_point scansAt_;
     std::optional<double> openNote_;  // its time, ms
 
