@@ -161,7 +161,7 @@ void CDTGenAcqView::StopRecording() {
         StartWithChecks(AcqState::armed);
         return;
     }
-    if (m_bSkippedAny) GetHost().Message(someSkippedText);
+    if (m_bSkippedAny && !m_bDisplayOnly) GetHost().Message(someSkippedText);
     SaveWhatCame();
     GoOn(hasData);
 }

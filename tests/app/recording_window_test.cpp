@@ -4,6 +4,8 @@
 #include <QPushButton>
 #include <thread>
 
+#include "acquisition/windows/acq_scope_dlg.h"
+#include "acquisition/windows/acquisition_pages.h"
 #include "app/frame_fixture.h"
 #include "display/windows/view_widget.h"
 #include "recording/acq_doc.h"
@@ -165,6 +167,77 @@ TEST_F(RecordingWindowTest, SeriesAppendAndTheirFileFollows) {
     EXPECT_TRUE(window.Press("done"));
     QApplication::processEvents();
     EXPECT_TRUE(IsReady(window, "loadConfiguration"));
+}
+
+TEST_F(RecordingWindowTest, AnotherNoteKeepsTheTextOfTheOneBefore) {
+    RecordingWindow& window = Open();
+    Record(window);
+    auto* text = window.findChild<QLineEdit*>("noteText");
+    window.Note();
+    text->setText("drug on");
+    window.Note();
+    text->setText("drug off");
+    window.Press("stop");
+    AwaitEnd(window);
+    window.Press("save");
+    CAcqDoc doc(session);
+    ASSERT_TRUE(doc.OnOpenDocument(recording, OpenFor::reading));
+    ASSERT_EQ(doc.markers.size(), 2u);
+    EXPECT_EQ(doc.markers[0].m_strLabel, "drug on");
+    EXPECT_EQ(doc.markers[1].m_strLabel, "drug off");
+}
+
+// What crosses -9 V is the counter, 3277 scans (164 ms) behind its start.
+TEST_F(RecordingWindowTest, ANoteBehindATriggerAndAStallStandsAtTheScanStored) {
+    RecordingWindow& window = Open();
+    ASSERT_EQ(window.Set("trigMode", "internal"), "");
+    ASSERT_EQ(window.Set("triggerLevel", "-9"), "");
+    Record(window, 2000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    Await([&] { return window.Display().DroppedScans() > 0; });
+    const double stored = static_cast<double>(window.Engine()->StoredScans()) * 0.05;
+    window.Note();
+    const CMarker& note = window.Engine()->Document().markers.back();
+    EXPECT_EQ(note.m_strLabel, "note 1");
+    EXPECT_GE(note.m_dTime, stored);
+    EXPECT_LT(note.m_dTime, static_cast<double>(window.Engine()->StoredScans()) * 0.05 + 60.0);
+    window.Press("stop");
+    AwaitEnd(window);
+    EXPECT_EQ(window.Engine()->ScansLetGo(), 3277);
+}
+
+TEST_F(RecordingWindowTest, WhatIsSetOrRefusedLeavesTheRest) {
+    RecordingWindow& window = Open();
+    emit window.Display().AxisChanged(0, 3.0, -2.0);
+    auto* pages = window.findChild<AcquisitionPages*>();
+    EXPECT_EQ(pages->Settings().channels[0].axisA, 3.0);
+    EXPECT_EQ(pages->Settings().channels[0].axisB, -2.0);
+    Record(window);
+    window.Press("stop");
+    AwaitEnd(window);
+    // The display span is too short for a picture.
+    const int64_t stored = window.Engine()->StoredScans();
+    ASSERT_EQ(window.Set("displaySpan", "0.1"), "");
+    host.nextAnswers = {true};
+    window.Press("start");
+    AwaitEnd(window);
+    EXPECT_NE(host.messages.back().text.find("at least 9 points"), std::string::npos);
+    EXPECT_NE(window.Review(), nullptr);
+    EXPECT_TRUE(IsReady(window, "save"));
+    EXPECT_EQ(window.Engine()->StoredScans(), stored);
+    // Another simulated input is another board: one question, and the scope stays.
+    ASSERT_EQ(window.Set("displaySpan", "2000"), "");
+    ASSERT_EQ(window.Set("input", "sine"), "");
+    window.ShowScope();
+    host.nextAnswers = {true, false};
+    window.Press("start");
+    EXPECT_FALSE(window.Engine()->HasEnded());
+    EXPECT_EQ(host.nextAnswers.size(), 1u);
+    auto* scope = window.findChild<CAcqScopeDlg*>();
+    ASSERT_NE(scope, nullptr);
+    EXPECT_TRUE(scope->isVisible());
+    window.Stop();
+    AwaitEnd(window);
 }
 
 TEST_F(RecordingWindowTest, AViewStoresNothingAndLeavesTheSettings) {

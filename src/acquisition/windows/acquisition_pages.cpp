@@ -72,6 +72,12 @@ void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSet
     ShowFault({});
 }
 
+void AcquisitionPages::SetAxis(size_t channel, double top, double bottom) {
+    state_.settings.channels[channel].axisA = top;
+    state_.settings.channels[channel].axisB = bottom;
+    if (AcquisitionPage* page = Current()) page->Refresh();
+}
+
 void AcquisitionPages::SetRunning(bool isRunning) {
     isRunning_ = isRunning;
     for (AcquisitionPage* page : pages_) page->SetLocked(isRunning);

@@ -36,6 +36,8 @@ class AcquisitionPages : public QWidget {
     // Shows the page with the fault, and gives the keyboard to what is wrong there.
     void FocusFault();
 
+    // An axis (V) that was changed elsewhere; of a channel from 0.
+    void SetAxis(size_t channel, double top, double bottom);
     // The pages stand grey while it records.
     void SetRunning(bool isRunning);
     // Acquisitions done in the present sequence, and whether they are counted.

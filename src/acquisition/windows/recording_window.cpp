@@ -89,6 +89,11 @@ void RecordingWindow::CloseBoard() {
 
 bool RecordingWindow::OpenBoard(const std::string& source) {
     if (engine_ && (!engine_->HasEnded() || !MayLoseSamples())) return false;
+    return OpenAnew(source);
+}
+
+// Without asking.
+bool RecordingWindow::OpenAnew(const std::string& source) {
     CloseBoard();
     const Hold alone(loop_);
     std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
@@ -200,12 +205,25 @@ bool RecordingWindow::ShowPage(const QString& title) {
     return protocol_->ShowPage(title);
 }
 
+// The source once more, after its user was asked. An open scope goes on with it.
+bool RecordingWindow::OpenWithScope() {
+    const bool hasScope = scopeDialog_ && scopeDialog_->isVisible();
+    const ScopeSettings scope = hasScope ? scopeDialog_->Settings() : ScopeSettings();
+    const QRect place = hasScope ? scopeDialog_->geometry() : QRect();
+    if (!OpenAnew(source_)) return false;
+    if (!hasScope) return true;
+    ShowScope();
+    scopeDialog_->setGeometry(place);
+    scopeDialog_->SetSettings(scope);
+    return true;
+}
+
 // A board that is made of its settings is made anew where they have changed.
 bool RecordingWindow::TakeNewSettings() {
     const SimulatedBoardSettings &now = sourceSettings_.simulated, &opened = openedSettings_.simulated;
     const bool isSame =
         now.input == opened.input && now.bits == opened.bits && now.encoding == opened.encoding;
-    if (source_ == simulatedSource && !isSame && !OpenBoard(source_)) return false;
+    if (source_ == simulatedSource && !isSame && !OpenWithScope()) return false;
     engine_->m_trigger = sourceSettings_.trigger;
     return true;
 }
@@ -222,8 +240,8 @@ void RecordingWindow::Start() {
         }
         if (!MayLoseSamples() || !TakeNewSettings()) return;
         notice_->Dismiss();
+        // It comes back where the start is refused.
         DropReview();
-        ShowPrepared();
         engine_->m_bDisplayOnly = false;
         engine_->m_nDisplayWidth = live_->PlotWidth();
     }
@@ -274,6 +292,7 @@ void RecordingWindow::Pause() {
 
 void RecordingWindow::Save() {
     if (!engine_ || !ControlsOf(*engine_).save) return;
+    if (openNote_) NoteText(noteText_->text());
     DropReview();
     const Hold alone(loop_);
     engine_->OnSave();
@@ -302,8 +321,10 @@ double RecordingWindow::RecordedMs() const {
 
 void RecordingWindow::Note() {
     if (!engine_ || !ControlsOf(*engine_).note) return;
+    const double now = RecordedMs();
+    if (openNote_) NoteText(noteText_->text());  // of the note before
     CAcqDoc& doc = engine_->Document();
-    openNote_ = RecordedMs();
+    openNote_ = now;
     doc.InsertMarker({*openNote_, fmt::format("note {}", ++notes_)});
     ShowNotes();
     noteText_->setEnabled(true);
@@ -414,10 +435,11 @@ void RecordingWindow::TakeAxis(int trace, double top, double bottom) {
     if (!engine_) return;
     const std::vector<int> active = engine_->ActiveChannels();
     if (static_cast<size_t>(trace) >= active.size()) return;
-    AcquisitionChannel& channel =
-        engine_->m_settings.channels[static_cast<size_t>(active[static_cast<size_t>(trace)])];
+    const auto place = static_cast<size_t>(active[static_cast<size_t>(trace)]);
+    AcquisitionChannel& channel = engine_->m_settings.channels[place];
     channel.axisA = top;
     channel.axisB = bottom;
+    protocol_->SetAxis(place, top, bottom);
     if (!hasBegun_) return;
     TraceSettings& stored = engine_->Document().traces[static_cast<size_t>(trace)];
     stored.axisTop = top;

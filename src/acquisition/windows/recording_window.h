@@ -136,6 +136,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void SetAxesToRange();
     bool MayLoseSamples();
     bool TakeNewSettings();
+    bool OpenAnew(const std::string& source);
+    bool OpenWithScope();
     void ShowPrepared();
     void ShowSettings();
     void TakeSettings();

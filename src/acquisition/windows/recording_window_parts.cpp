@@ -340,7 +340,9 @@ void RecordingWindow::UpdateReadings() {
     if (diskSeconds_) text += tr("  |  disk lasts %1").arg(ToQString(DurationText(*diskSeconds_)));
     if (isRunning) text += tr("  |  %1 frames/s").arg(live_->FramesPerSecond());
     if (hasBegun_ && live_->DroppedScans() > 0)
-        text += tr("  |  display left out %1 samples, all are stored").arg(live_->DroppedScans());
+        text += (engine_->m_bDisplayOnly ? tr("  |  display left out %1 samples")
+                                         : tr("  |  display left out %1 samples, all are stored"))
+                    .arg(live_->DroppedScans());
     if (!saved_.empty()) text += tr("  |  saved in %1").arg(FileName(saved_.filename()));
     readings_->SetText(text);
     if (const LiveSpikes* spikes = live_->Spikes())
