@@ -413,6 +413,21 @@ def recording(program, demo, out):
         window.ask(recorder="close", discard=True)
 
 
+def serial_board(program, demo, out):
+    board = subprocess.Popen([os.path.join(os.path.dirname(os.path.abspath(program)), "serial_board"), "--sine"],
+                             stdout=subprocess.PIPE, text=True)
+    try:
+        with start(program) as window:
+            window.ask(recorder="open", set={"port": board.stdout.readline().strip()}, size={"width": 1180, "height": 760})
+            window.ask(recorder="open", source="serial", set={"channelCount": 3, "displaySpan": 1000})
+            window.ask(recorder="start")
+            time.sleep(4.5)
+            window.ask(recorder="state", picture=True, file=f"{out}/record-serial.png", yes=True)
+            window.ask(recorder="close", discard=True)
+    finally:
+        board.terminate()
+
+
 def settings_pages(program, demo, out):
     window = start(program)
     stepped = {"input": "preparation", "dacInUse": 2, "dac1.train.number": 3, "dac1.train.delay": 5,
@@ -435,7 +450,7 @@ def settings_pages(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording, settings_pages):
+    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording, serial_board, settings_pages):
         scene(program, demo, out)
 
 

@@ -258,6 +258,12 @@ std::optional<int64_t> CAcqView::ScansBeforeTrigger() const {
     return bytes ? std::optional(static_cast<int64_t>(*bytes / m_nScanBytes)) : std::nullopt;
 }
 
+void CAcqView::GiveUp() {
+    if (!IsIdle()) return;
+    DiscardSamples();
+    m_bUnsaved = m_bSaveFailed = false;
+}
+
 void CAcqView::DiscardSamples() {
     try {
         m_pDoc->DiscardRecording();

@@ -89,11 +89,30 @@ class CAcqView : protected AcqEventLoop::Target {
     virtual bool OnSave() = 0;
     // The pause button: the display stands, the recording goes on.
     void OnPause();
+    // Nothing more is appended to the file.
+    virtual void OnDone() {}
+    virtual const char* StartButton() const { return "Start"; }
+    virtual const char* SaveButton() const { return "Save"; }
 
     // Nothing runs, and nothing will begin by itself.
     virtual bool HasEnded() const { return IsIdle(); }
+    // Recordings that have gone into the present file.
+    virtual int AppendCount() const { return 0; }
+    // Settings may be changed now.
+    virtual bool MayChangeSettings() const { return HasEnded(); }
     // Samples were stored, and are in no file yet.
     bool HasUnsaved() const { return m_bUnsaved; }
+    // Gives up what was recorded and is in no file.
+    void GiveUp();
+    // What is asked before other settings count that the present data do not fit; null: nothing.
+    virtual const char* ClearQuestion(const AcquisitionSettings&) const { return nullptr; }
+
+    // Channels that are on, from 0, at most those that the source has.
+    std::vector<int> ActiveChannels() const;
+    // What a document says of the source.
+    virtual void FillDocument(CAcqDoc& doc) const = 0;
+    // The format of the settings as they are, where it is not the source that says it.
+    virtual void TakeFormat() {}
     const std::string& StatusText() const { return m_strStatus; }
 
   protected:
@@ -123,8 +142,6 @@ class CAcqView : protected AcqEventLoop::Target {
     double BytesPerSecond() const;
     void Fail(std::string_view text);
 
-    // Channels that are on, from 0, at most those that the source has.
-    std::vector<int> ActiveChannels() const;
     // m_nScansPerSweep, m_nScanBytes and m_nSweepBytes of the settings. False, told to the user, where a
     // recording cannot be that long.
     bool ComputeSweep();
@@ -142,9 +159,7 @@ class CAcqView : protected AcqEventLoop::Target {
     std::optional<int64_t> ScansBeforeTrigger() const;
     // Removes the temporary file, where there is one.
     void DiscardSamples();
-    // What the document says of the source.
-    virtual void FillDocument(CAcqDoc& doc) const = 0;
-    // What it says of the active channels, whatever the source.
+    // What a document says of the active channels, whatever the source.
     void FillTraces(CAcqDoc& doc) const;
     void OnDataReady(uint32_t count);
 

@@ -13,8 +13,8 @@ namespace {
 
 constexpr const char* openPortText =
     "Failed to open {} for Arduino communication. Is the Arduino plugged in?";
-constexpr const char* rateLimitText =
-    "Maximum allowed ADC frequency is 2k Hz for 2, channels, 1 kHz for > 2 channels. Adjusting.";
+constexpr const char* channelsText =
+    "Changing the number of active channels will delete unsaved data. Continue?";
 constexpr const char* noArduinoText =
     "No serial port calls itself an Arduino. Choose the port of the board (port=PATH){}";
 // Scans of a slot, so that the screen goes on at a usable pace at slow rates, too.
@@ -24,6 +24,13 @@ constexpr std::array<size_t, arduinoIntervals.size()> slotScans = {2,  2,  2,  2
 }  // namespace
 
 uint32_t HighestRateIndex(uint32_t channels) { return channels <= 1 ? 11 : channels == 2 ? 10 : 9; }
+
+bool LimitRate(AcquisitionSettings& settings) {
+    const uint32_t highest = HighestRateIndex(settings.ChannelsOn());
+    if (settings.arduinoRate <= highest) return false;
+    settings.SetArduinoRate(highest);
+    return true;
+}
 
 CArdAcqView::CArdAcqView(Session& session, AcqEventLoop& loop, const SerialBoardSettings& board)
     : CHandAcqView(session, loop), m_board(board) {
@@ -72,19 +79,24 @@ bool CArdAcqView::PrepareStart() {
         Fail(fmt::format("{} channels are on, and the board records 1 to {}.", channels, mostChannels));
         return false;
     }
-    if (m_settings.arduinoRate > HighestRateIndex(channels)) {
-        m_settings.SetArduinoRate(HighestRateIndex(channels));
-        GetHost().Message(rateLimitText);
-    }
+    if (LimitRate(m_settings)) GetHost().Message(rateLimitText);
     m_settings.SetChannelsOn(channels);
     m_settings.SetArduinoRate(m_settings.arduinoRate);
-    m_format.channels = channels;
+    TakeFormat();
+    // A port that has failed is opened anew.
+    return m_Serial.IsOpen() || OpenPort();
+}
+
+void CArdAcqView::TakeFormat() {
+    m_format.channels = m_settings.ChannelsOn();
     m_format.encoding = offsetBinary;
     m_format.bits = m_board.bits;
     m_format.low = 0.0;
     m_format.high = m_board.volts;
-    // A port that has failed is opened anew.
-    return m_Serial.IsOpen() || OpenPort();
+}
+
+const char* CArdAcqView::ClearQuestion(const AcquisitionSettings& now) const {
+    return HasUnsaved() && now.ChannelsOn() != m_settings.ChannelsOn() ? channelsText : nullptr;
 }
 
 size_t CArdAcqView::SlotScans() const { return slotScans[m_settings.arduinoRate]; }

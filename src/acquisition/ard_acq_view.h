@@ -25,6 +25,9 @@ class CArdAcqView : public CHandAcqView {
     bool OpenPort();
     // The port as it is shown.
     const std::string& PortName() const { return m_strPortName; }
+    const char* ClearQuestion(const AcquisitionSettings& now) const override;
+    void FillDocument(CAcqDoc& doc) const override;
+    void TakeFormat() override;
 
   protected:
     bool PrepareStart() override;
@@ -34,7 +37,6 @@ class CArdAcqView : public CHandAcqView {
     std::string SourceFault() const override { return m_pReader->Fault(); }
     std::string SourceRemark() const override { return m_pReader->Remark(); }
     const char* Name() const override { return "CArdAcqView"; }
-    void FillDocument(CAcqDoc& doc) const override;
     double PipeSeconds() const override { return CHandAcqView::PipeSeconds() * m_board.speed; }
 
   private:
@@ -49,5 +51,10 @@ class CArdAcqView : public CHandAcqView {
 // The shortest interval of so many channels, as an index of arduinoIntervals: 0.2 ms of one, 0.5 ms of two, 1
 // ms of more.
 uint32_t HighestRateIndex(uint32_t channels);
+// Sets a rate that so many channels cannot have to the highest that they can; whether it did, which the user
+// is told by rateLimitText.
+bool LimitRate(AcquisitionSettings& settings);
+inline constexpr const char* rateLimitText =
+    "Maximum allowed ADC frequency is 2k Hz for 2, channels, 1 kHz for > 2 channels. Adjusting.";
 
 }  // namespace kymora

@@ -20,6 +20,7 @@ class CDTAcqView : public CAcqView {
     // What settings are held against, with the ways to ask the open board while it is idle. They end with
     // this interface. Whether the board is the simulated one is for the caller to say.
     BoardFacts Facts();
+    void FillDocument(CAcqDoc& doc) const override;
     Board& GetBoard() { return *m_pBoard; }
     int DacChannels() const { return m_nDacChannels; }
 
@@ -42,7 +43,6 @@ class CDTAcqView : public CAcqView {
     void StopBoard();
     // After a recording with data: the next one plays the next of the sequence.
     void AdvanceSequence();
-    void FillDocument(CAcqDoc& doc) const override;
     // What an interface has of its own: the scans of a buffer, the outputs that play, and what they play.
     virtual size_t ScansOfBuffer() const { return WantedBufferScans(); }
     virtual int OutputsInUse() const { return static_cast<int>(m_settings.m_nDacInUse); }

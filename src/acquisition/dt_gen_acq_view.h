@@ -51,17 +51,21 @@ class CDTGenAcqView : public CDTAcqView {
     // The same, and neither is the trigger armed again nor does another episode follow.
     void StopForGood() override;
     bool OnSave() override;  // Save, Append
-    void OnDone();
+    void OnDone() override;
 
-    const char* StartButton() const;
-    const char* SaveButton() const { return Appends() ? "Append" : "Save"; }
+    const char* StartButton() const override;
+    const char* SaveButton() const override { return Appends() ? "Append" : "Save"; }
     TriggerMode Trigger() const { return static_cast<TriggerMode>(m_settings.m_nTrigMode); }
     // Repeated recordings save themselves.
     SaveMode Saving() const;
     int EpisodesDone() const { return m_nEpisode; }
     // Recordings that have gone into the present file.
-    int AppendCount() const { return m_nAppendCount; }
+    int AppendCount() const override { return m_nAppendCount; }
     bool HasEnded() const override { return IsIdle() && !m_bRearming; }
+    // A file that appends itself keeps its settings until it is done.
+    bool MayChangeSettings() const override {
+        return HasEnded() && !(Saving() == SaveMode::append && AppendCount() > 0);
+    }
 
   protected:
     bool NeedsExternalTrigger() const override;

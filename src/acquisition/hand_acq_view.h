@@ -7,6 +7,11 @@
 
 namespace kymora {
 
+// m_nSweepMode of such an interface.
+inline constexpr const char* handSweepModeTexts[] = {
+    "Record a single sweep of data.", "Record up to the time limit, erasing the screen after each sweep.",
+    "Record up to the time limit, scrolling the screen as new data are acquired."};
+
 class CHandAcqView : public CAcqView {
   public:
     using CAcqView::CAcqView;

@@ -14,6 +14,7 @@ namespace {
 constexpr const char* couplingText = "You are running microphone/line-in acquisition.\nThis will be "
                                      "AC-coupled. The exact properties depend upon "
                                      "your computer hardware.";
+constexpr const char* clearText = "Warning: this will clear the data. Continue?";
 constexpr const char* noAudioThreadText = "Could not create thread for audio recording.";
 // So much the device keeps while the machine is busy, s.
 constexpr double deviceSeconds = 0.5;
@@ -60,20 +61,36 @@ bool CMicAcqView::PrepareStart() {
     format.channels = m_settings.channels[1].m_nChanOn ? 2 : 1;
     format.bits = m_settings.m_nResolutionBits;
     format.rate = static_cast<int>(std::lround(1000.0 * FrequencyKHz()));
+    if (!m_pSound) {
+        Fail(noSoundLibraryText);
+        return false;
+    }
     if (!Open(format)) return false;
     if (m_pInput->Rate() != format.rate)
         GetHost().Message(
             fmt::format("The device records at {} Hz and not at {} Hz. That is the rate of the recording.",
                         m_pInput->Rate(), format.rate));
     m_settings.m_dSampleInterval = 1000.0 / m_pInput->Rate();
-    m_format.channels = static_cast<size_t>(format.channels);
-    m_format.bytesPerSample = static_cast<size_t>(format.bits / 8);
-    m_format.bits = format.bits;
-    m_format.encoding = format.bits == 16 ? twosComplement : offsetBinary;
-    // Sound has no volts: values are codes.
-    m_format.high = std::ldexp(1.0, format.bits - 1);
-    m_format.low = -m_format.high;
+    TakeFormat();
     return CheckLength();
+}
+
+void CMicAcqView::TakeFormat() {
+    const int bits = m_settings.m_nResolutionBits;
+    m_format.channels = m_settings.channels[1].m_nChanOn ? 2 : 1;
+    m_format.bytesPerSample = static_cast<size_t>(bits / 8);
+    m_format.bits = bits;
+    m_format.encoding = bits == 16 ? twosComplement : offsetBinary;
+    // Sound has no volts: values are codes.
+    m_format.high = std::ldexp(1.0, bits - 1);
+    m_format.low = -m_format.high;
+}
+
+const char* CMicAcqView::ClearQuestion(const AcquisitionSettings& now) const {
+    const bool isSame = now.channels[1].m_nChanOn == m_settings.channels[1].m_nChanOn &&
+                        now.m_nResolutionBits == m_settings.m_nResolutionBits &&
+                        now.m_dSampleInterval == m_settings.m_dSampleInterval;
+    return HasUnsaved() && !isSame ? clearText : nullptr;
 }
 
 // A wave file states its bytes in 32 bits.

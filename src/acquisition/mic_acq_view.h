@@ -15,6 +15,9 @@ class CMicAcqView : public CHandAcqView {
     // Whether there is such a device. False, told to the user, where there is not; else the user sees once
     // what to expect of it.
     bool OpenDevice();
+    const char* ClearQuestion(const AcquisitionSettings& now) const override;
+    void FillDocument(CAcqDoc& doc) const override;
+    void TakeFormat() override;
 
   protected:
     bool PrepareStart() override;
@@ -24,7 +27,6 @@ class CMicAcqView : public CHandAcqView {
     std::string SourceFault() const override { return m_pThread->Fault(); }
     std::string SourceRemark() const override { return {}; }
     const char* Name() const override { return "CMicAcqView"; }
-    void FillDocument(CAcqDoc& doc) const override;
 
   private:
     bool Open(const SoundFormat& format);

@@ -61,7 +61,7 @@ constexpr RecordingKey recordingKeys[] = {
 
 std::span<const RecordingKey> RecordingKeys() { return recordingKeys; }
 
-RecordingControls ControlsOf(const CDTGenAcqView& view) {
+RecordingControls ControlsOf(const CAcqView& view) {
     const AcqState state = view.State();
     const bool isIdle = view.HasEnded();
     const bool isTaking = state == AcqState::recording || state == AcqState::episode ||
@@ -73,8 +73,7 @@ RecordingControls ControlsOf(const CDTGenAcqView& view) {
     controls.view = isIdle;
     controls.save = isIdle && view.HasUnsaved();
     controls.done = isIdle && view.AppendCount() > 0;
-    // A file that appends itself keeps its settings until it is done.
-    controls.settings = isIdle && !(view.Saving() == SaveMode::append && view.AppendCount() > 0);
+    controls.settings = view.MayChangeSettings();
     controls.note = isTaking;
     return controls;
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "acquisition/dt_gen_acq_view.h"
+#include "acquisition/acq_view.h"
 
 namespace kymora {
 
@@ -44,6 +44,6 @@ struct RecordingControls {
 
     bool operator==(const RecordingControls&) const = default;
 };
-RecordingControls ControlsOf(const CDTGenAcqView& view);
+RecordingControls ControlsOf(const CAcqView& view);
 
 }  // namespace kymora

@@ -292,7 +292,7 @@ bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
         const std::string head = ConfigurationHead(session_, path);
         if (head == adcDacHead) {
             const AdcDacConfiguration configuration = ReadConfiguration(session_, path);
-            if (configuration.settings.m_eRecordingType == RecordingType::board) {
+            if (!configuration.settings.IsRefractory()) {
                 OpenRecorder().LoadConfig(path);
                 return true;
             }

@@ -21,7 +21,7 @@ RecorderState DesktopRecorder::State() {
         state.spikes = spikes->Count();
         state.spikeRate = spikes->Rate();
     }
-    RecordingEngine* const engine = window.Engine();
+    CAcqView* const engine = window.Engine();
     if (!engine) return state;
     state.source = window.Source();
     state.state = WordsOf(engine->State()).text;

@@ -11,9 +11,9 @@ namespace {
 class ItemTaker : public KeyVisitor {
   public:
     explicit ItemTaker(std::map<std::string, SettingItem, std::less<>>& items) : m_items(items) {}
-    // The number of pulses is worked out, and no value that stays.
+    // Numbers of pulses and channels are worked out, and no values that stay.
     void Take(const SettingItem& item) override {
-        if (item.name != "pulseCount") m_items.emplace(KeyOf(item), item);
+        if (item.name != "pulseCount" && item.name != "channelCount") m_items.emplace(KeyOf(item), item);
     }
 
   private:
@@ -24,7 +24,7 @@ class ItemTaker : public KeyVisitor {
 
 ParamList AcqPropPage::Params() {
     ParamList list;
-    Describe(list);
+    if (IsThere()) Describe(list);
     return list;
 }
 
@@ -56,6 +56,27 @@ Field& SettingList::Add(const SettingItem& item, const std::string& key) {
 }
 
 Field& SettingList::Add(const std::string& key) { return Add(m_items.at(key), key); }
+
+void SettingList::AddSampling(AcquisitionSettings& settings) {
+    Field& interval = Add("sampleInterval");
+    interval.Tip("Time from one sample of a channel to the next").Linked({"frequency"});
+    const double least = interval.least, greatest = interval.greatest;
+    AddNumber(
+        "frequency", "Frequency", [&settings] { return 1.0 / settings.m_dSampleInterval; },
+        [&settings](double kHz) { settings.m_dSampleInterval = 1.0 / kHz; })
+        .Tip("Samples of each channel")
+        .Unit("kHz")
+        .Limits(1.0 / greatest, 1.0 / least)
+        .Linked({"sampleInterval"});
+}
+
+void SettingList::AddAxes(uint32_t channels) {
+    for (uint32_t i = 1; i <= channels; ++i)
+        for (const auto& [key, heading] : {std::pair("axisA", "Axis from"), std::pair("axisB", "Axis to")})
+            Add("channel" + std::to_string(i) + "." + key)
+                .Tip("The ends of the display's axis")
+                .Cell(std::to_string(i), heading);
+}
 
 Field& SettingList::AddOwn(FieldKind kind, std::string key, std::string label) {
     Field field;

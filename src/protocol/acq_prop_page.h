@@ -45,8 +45,9 @@ class AcqPropPage {
 
     // Of its tab, with the mark of its key.
     virtual const char* Title() const = 0;
-    // A board without what it is about has no such page.
-    virtual bool IsThere() const { return true; }
+    // What is not about the kind of recording, or the board, is not there; as it comes, all but general
+    // recordings of boards.
+    virtual bool IsThere() const { return m_state.settings.m_eRecordingType == RecordingType::board; }
     // Bound to the settings as they are.
     virtual void Describe(ParamList& list) = 0;
     // What stands beside the parameters; nothing where the page has no graph.
@@ -78,6 +79,10 @@ class SettingList {
                       std::function<void(double)> set);
     Field& AddChoice(std::string key, std::string label, std::vector<std::string> choices,
                      std::function<int()> get, std::function<void(int)> set);
+    // The interval, and the frequency that it is.
+    void AddSampling(AcquisitionSettings& settings);
+    // Those of the first channels, as a table.
+    void AddAxes(uint32_t channels);
     // A mode as a choice of its sentences, with the one that is chosen below it: a narrow box cuts them.
     Field& AddMode(const std::string& key, std::vector<std::string> sentences);
     // Something to be read; without a word it takes no room.
@@ -100,7 +105,7 @@ std::vector<std::string> Words(const char* const (&texts)[n]) {
     return {std::begin(texts), std::end(texts)};
 }
 
-// The pages of a board's general recording, in their order.
+// All pages, in their order.
 std::vector<std::unique_ptr<AcqPropPage>> MakeAcqPropPages(ProtocolState& state);
 
 }  // namespace kymora

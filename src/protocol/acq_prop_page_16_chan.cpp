@@ -26,18 +26,9 @@ void CAcqPropPage16Chan::Describe(ParamList& params) {
 void CAcqPropPage16Chan::DescribeRate(SettingList& list) {
     AcquisitionSettings& settings = m_state.settings;
     list.Group("Sampling");
-    Field& interval = list.Add("sampleInterval");
-    interval.Tip("Time from one sample of a channel to the next").Linked({"frequency"});
-    const double least = interval.least, greatest = interval.greatest;
-    list.AddNumber(
-            "frequency", "Frequency", [&settings] { return 1.0 / settings.m_dSampleInterval; },
-            [&settings](double kHz) { settings.m_dSampleInterval = 1.0 / kHz; })
-        .Tip("Samples of each channel")
-        .Unit("kHz")
-        .Limits(1.0 / greatest, 1.0 / least)
-        .Linked({"sampleInterval"});
+    list.AddSampling(settings);
     const SubsystemCapabilities& inputs = m_state.board.inputs;
-    if (inputs.singleEnded > 0 && inputs.differential > 0)
+    if (!settings.IsRefractory() && inputs.singleEnded > 0 && inputs.differential > 0)
         list.AddChoice(
                 "inputMode", "Inputs",
                 {"As the board is set", fmt::format("Single-ended ({})", inputs.singleEnded),

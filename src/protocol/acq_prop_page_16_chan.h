@@ -9,6 +9,7 @@ class CAcqPropPage16Chan : public AcqPropPage {
   public:
     using AcqPropPage::AcqPropPage;
     const char* Title() const override { return "&Channels"; }
+    bool IsThere() const override { return m_state.settings.HasBoard(); }
     void Describe(ParamList& list) override;
 
   private:

@@ -9,9 +9,11 @@ class CAcqPropPageRecGen : public AcqPropPage {
   public:
     using AcqPropPage::AcqPropPage;
     const char* Title() const override { return "&Recording"; }
+    bool IsThere() const override { return !m_state.settings.IsRefractory(); }
     void Describe(ParamList& list) override;
 
   private:
+    void DescribeSaving(SettingList& list);
     void ChooseBase();
 };
 

@@ -67,7 +67,7 @@ class CAcqPropPageStim : public AcqPropPage {
   public:
     explicit CAcqPropPageStim(ProtocolState& state);
     const char* Title() const override { return "&Stimulus"; }
-    bool IsThere() const override { return m_state.board.outputChannels > 0; }
+    bool IsThere() const override { return AcqPropPage::IsThere() && m_state.board.outputChannels > 0; }
     void Describe(ParamList& list) override;
     std::optional<Graph> GetGraph() override { return Preview().GetGraph(); }
 

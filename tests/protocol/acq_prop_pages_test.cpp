@@ -60,6 +60,32 @@ TEST_F(AcqPropPages, RatesAreThoseOfTheBoard) {
     EXPECT_NE(Says("&Channels", "rateWarning").find("start with channel 1."), std::string::npos);
 }
 
+TEST_F(AcqPropPages, SoundAndSerialBoardsHaveTheirSettings) {
+    for (const RecordingType type : {RecordingType::microphone, RecordingType::arduino}) {
+        state.settings = AcquisitionSettings(type);
+        state.board = UnknownBoard();
+        std::set<std::string> keys;
+        for (auto& page : pages)
+            for (const Field& field : page->Params()) keys.insert(field.key);
+        for (const std::string& key : SettingKeys(state.settings))
+            EXPECT_TRUE(keys.contains(key) || (key.starts_with("channel") && key.find(".axis") != key.npos))
+                << key;
+    }
+    // 0.2 ms are of one channel alone; two have 0.5 ms.
+    const auto enter = [this](std::string_view key, std::string_view text) {
+        ParamList params = Page("Ser&ial board").Params();
+        EXPECT_EQ(params[key].SetFromText(text), "");
+        if (params[key].changed) params[key].changed();
+    };
+    enter("rateIndex", "11");
+    EXPECT_EQ(state.settings.m_dSampleInterval, 0.2);
+    EXPECT_TRUE(host.messages.empty());
+    enter("channelCount", "2");
+    EXPECT_EQ(state.settings.m_dSampleInterval, 0.5);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].text, rateLimitText);
+}
+
 TEST_F(AcqPropPages, EveryPageHasItsSettings) {
     // What cannot be set there: of the file alone, of single pulses, and what the stimulus has by itself.
     const std::set<std::string> elsewhere = {"boardName", "boardValue", "boardDacChannels",

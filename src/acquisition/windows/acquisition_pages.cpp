@@ -66,8 +66,12 @@ void AcquisitionPages::SetBoard(BoardFacts board) {
 }
 
 void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSettings& source) {
+    const bool isOtherKind = state_.settings.m_eRecordingType != settings.m_eRecordingType;
     state_.settings = settings;
     state_.source = source;
+    ShowTabs();
+    for (int i = tabs_->count() - 1; isOtherKind && i >= 0; --i)
+        if (tabs_->isTabVisible(i)) tabs_->setCurrentIndex(i);
     for (AcquisitionPage* page : pages_) page->Revert();
     ShowFault({});
 }

@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
@@ -10,6 +11,8 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/mic_acq_view.h"
+#include "acquisition/port_audio.h"
 #include "acquisition/windows/acq_scope_dlg.h"
 #include "acquisition/windows/acquisition_pages.h"
 #include "display/windows/view_widget.h"
@@ -26,6 +29,7 @@ using Hold = QtAcqLoop::Hold;
 
 constexpr const char* unsavedText = "The last recording is not saved and will be lost.";
 constexpr int mostNoticeLines = 8;
+constexpr int settingRole = Qt::UserRole + 1;  // of a source, "KEY=VALUE"
 constexpr double longestView = 24.0 * 3600.0;  // s
 constexpr double mostScansViewed = 2147483000.0;
 
@@ -36,6 +40,7 @@ RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget*
       openBoard([](const std::string& source, const SourceSettings& settings) {
           return OpenSource(source, settings);
       }),
+      openSound(MakeSoundSystem),
       session_(session),
       desk_(desk),
       taker_([this](std::string_view text) { Say(text); }) {
@@ -64,71 +69,137 @@ void RecordingWindow::Say(std::string_view text) {
 // --- the board ---
 
 void RecordingWindow::ReloadSources() {
-    if (engine_ && (!engine_->HasEnded() || !MayLoseSamples())) return;
+    if (!MayChangeSource()) return;
     const std::string before = source_.empty() ? std::string(simulatedSource) : source_;
     CloseBoard();
     isUpdating_ = true;
     sources_->clear();
+    const auto add = [this](const QString& shown, std::string_view name, const std::string& setting) {
+        sources_->addItem(shown, ToQString(name));
+        sources_->setItemData(sources_->count() - 1, ToQString(setting), settingRole);
+    };
     for (const AcquisitionSource& source : ListSources())
-        sources_->addItem(
-            ToQString(source.board == "Simulated board" ? source.board : source.name + ": " + source.board),
-            ToQString(source.name));
+        add(ToQString(source.board == "Simulated board" ? source.board : source.name + ": " + source.board),
+            source.name, {});
+    // As their pages say, and each that is there.
+    add(tr("Serial board"), serialSource, {});
+    add(tr("Sound input"), soundSource, {});
+    for (const AcquisitionSource& source : ListInputDevices().sources)
+        add((source.name == soundSource ? tr("Sound: ") : tr("Serial: ")) + ToQString(source.board),
+            source.name, source.setting);
     isUpdating_ = false;
     const int place = std::max(0, sources_->findData(ToQString(before)));
     OpenBoard(sources_->itemData(place).toString().toStdString());
 }
 
+void RecordingWindow::ChooseSource(int index) {
+    if (isUpdating_ || index < 0) return;
+    const QSignalBlocker quiet(sources_);
+    if (!MayChangeSource()) return sources_->setCurrentIndex(ItemOfSource());
+    if (engine_) engine_->GiveUp();
+    const std::string setting = sources_->itemData(index, settingRole).toString().toStdString();
+    if (const size_t equals = setting.find('='); equals != std::string::npos)
+        SetSourceSetting(sourceSettings_, setting.substr(0, equals), setting.substr(equals + 1));
+    OpenBoard(sources_->itemData(index).toString().toStdString());
+}
+
+bool RecordingWindow::MayChangeSource() { return !engine_ || (engine_->HasEnded() && MayLoseSamples()); }
+
+// That of the device that is set, or of the kind.
+int RecordingWindow::ItemOfSource() const {
+    const std::string setting = source_ == serialSource && !sourceSettings_.serial.port.empty()
+                                    ? "port=" + sourceSettings_.serial.port
+                                : source_ == soundSource && !sourceSettings_.soundDevice.empty()
+                                    ? "device=" + sourceSettings_.soundDevice
+                                    : std::string();
+    for (int i = 0; i < sources_->count(); ++i)
+        if (sources_->itemData(i) == ToQString(source_) &&
+            sources_->itemData(i, settingRole) == ToQString(setting))
+            return i;
+    return sources_->findData(ToQString(source_));
+}
+
 void RecordingWindow::CloseBoard() {
     DropReview();
     DropScope();
-    if (engine_) settings_ = engine_->m_settings;
+    if (engine_) settings_.insert_or_assign(engine_->m_settings.m_eRecordingType, engine_->m_settings);
     protocol_->SetBoard(UnknownBoard());
     const Hold alone(loop_);
+    board_ = nullptr;
     engine_.reset();
 }
 
-bool RecordingWindow::OpenBoard(const std::string& source) {
-    if (engine_ && (!engine_->HasEnded() || !MayLoseSamples())) return false;
-    return OpenAnew(source);
+// With an engine all the same where it may be opened by another setting.
+bool RecordingWindow::OpenEngine(const std::string& source) {
+    if (source == serialSource) return OpenSerialEngine();
+    return source == soundSource ? OpenSoundEngine() : OpenBoardEngine(source);
 }
+
+bool RecordingWindow::OpenSerialEngine() {
+    auto view = std::make_unique<CArdAcqView>(session_, loop_, sourceSettings_.serial);
+    CArdAcqView& serial = *view;
+    engine_ = std::move(view);
+    return serial.OpenPort();
+}
+
+bool RecordingWindow::OpenSoundEngine() {
+    auto view = std::make_unique<CMicAcqView>(session_, loop_, openSound(), sourceSettings_.soundDevice);
+    CMicAcqView& sound = *view;
+    engine_ = std::move(view);
+    return sound.OpenDevice();
+}
+
+bool RecordingWindow::OpenBoardEngine(const std::string& source) {
+    std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
+    if (!board) {
+        session_.host.Failure(
+            fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
+        return false;
+    }
+    auto view = std::make_unique<CDTGenAcqView>(session_, loop_, std::move(board));
+    view->m_isOpen = [this](const std::filesystem::path& path) {
+        // A file that was not to be opened cannot have been closed.
+        return engine_->m_settings.m_bAutoLoad ? desk_.IsOpen(path) : session_.files.Stamp(path).has_value();
+    };
+    if (!view->OpenBoard()) return false;
+    BoardFacts facts = view->Facts();
+    facts.isSimulated = source == simulatedSource;
+    board_ = view.get();
+    engine_ = std::move(view);
+    ShowSettings();
+    protocol_->SetBoard(std::move(facts));
+    return true;
+}
+
+bool RecordingWindow::OpenBoard(const std::string& source) { return MayChangeSource() && OpenAnew(source); }
 
 // Without asking.
 bool RecordingWindow::OpenAnew(const std::string& source) {
     CloseBoard();
     const Hold alone(loop_);
-    std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
-    if (!board)
-        session_.host.Failure(
-            fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
-    if (board) {
-        engine_ = std::make_unique<RecordingEngine>(session_, loop_, std::move(board));
-        engine_->m_settings = settings_;
-        engine_->SetObserver(&observers_);
-        engine_->m_isOpen = [this](const std::filesystem::path& path) {
-            // A file that was not to be opened cannot have been closed.
-            return engine_->m_settings.m_bAutoLoad ? desk_.IsOpen(path)
-                                                   : session_.files.Stamp(path).has_value();
-        };
-        if (!engine_->OpenBoard()) engine_.reset();
-    }
+    const bool isOpen = OpenEngine(source);
     if (engine_) {
-        BoardFacts facts = engine_->Facts();
-        facts.isSimulated = source == simulatedSource;
-        protocol_->SetBoard(std::move(facts));
+        engine_->SetObserver(&observers_);
+        const auto before = settings_.find(engine_->m_settings.m_eRecordingType);
+        if (before != settings_.end())
+            engine_->m_settings = before->second;
+        else
+            SetAxesToRange();
     }
     source_ = source;
     openedSettings_ = sourceSettings_;
-    if (engine_ && std::exchange(hasUsualAxes_, false)) SetAxesToRange();
+    level_->setSuffix(source == soundSource ? QString() : tr(" V"));
     const QSignalBlocker quiet(sources_);
-    sources_->setCurrentIndex(sources_->findData(ToQString(source)));
+    sources_->setCurrentIndex(ItemOfSource());
     ShowSettings();
     ShowPrepared();
     UpdateControls();
-    return engine_ != nullptr;
+    return isOpen;
 }
 
-// A new session shows all that the board can see.
+// A new session shows all that the source can see.
 void RecordingWindow::SetAxesToRange() {
+    engine_->TakeFormat();
     const ScanFormat& format = engine_->Format();
     for (AcquisitionChannel& channel : engine_->m_settings.channels) {
         channel.axisA = format.high / channel.m_dChanGain;
@@ -144,15 +215,34 @@ bool RecordingWindow::MayLoseSamples() {
 
 // --- settings ---
 
+// For a configuration. What is open stays where it is of its kind; what is in no file may be lost.
+bool RecordingWindow::OpenSourceFor(const std::filesystem::path& path) {
+    RecordingType type{};
+    try {
+        type = ReadConfiguration(session_, path).settings.m_eRecordingType;
+    } catch (const std::runtime_error&) {
+        return true;  // told by who loads it
+    }
+    if (engine_ && engine_->m_settings.m_eRecordingType == type) return true;
+    if (engine_) engine_->GiveUp();
+    OpenBoard(std::string(type == RecordingType::arduino      ? serialSource
+                          : type == RecordingType::microphone ? soundSource
+                                                              : simulatedSource));
+    return engine_ && engine_->m_settings.m_eRecordingType == type;
+}
+
 bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
-    if (!engine_ || !ControlsOf(*engine_).settings) {
+    if (engine_ && !ControlsOf(*engine_).settings) {
         session_.host.Failure("A recording is under way. Stop it before you load a configuration.");
         return false;
     }
     if (!MayLoseSamples()) return false;
+    if (path && !OpenSourceFor(*path)) return false;
+    if (!engine_) return false;
     DropReview();
     ConfigurationTarget target;
-    target.board = engine_->BoardTarget();
+    target.type = engine_->m_settings.m_eRecordingType;
+    if (board_) target.board = board_->BoardTarget();
     target.desktopFolder = desk_.DesktopFolder();
     target.findOutputFile = [this](const std::filesystem::path& file) {
         return session_.files.Stamp(file).has_value();
@@ -180,21 +270,34 @@ void RecordingWindow::TakeSettings() {
     if (!engine_ || !ControlsOf(*engine_).settings) return;
     sourceSettings_ = protocol_->Source();
     if (engine_->m_settings == protocol_->Settings()) return;
-    engine_->m_settings = protocol_->Settings();
-    if (!hasBegun_) ShowPrepared();
+    if (!TakeChanged(protocol_->Settings())) return ShowSettings();
     UpdateControls();
+}
+
+// False where the user keeps the data that would not fit.
+bool RecordingWindow::TakeChanged(const AcquisitionSettings& settings) {
+    if (const char* question = engine_->ClearQuestion(settings)) {
+        if (!session_.host.Confirm(question)) return false;
+        DropReview();
+        engine_->GiveUp();
+        hasBegun_ = false;
+    }
+    engine_->m_settings = settings;
+    if (!hasBegun_) ShowPrepared();
+    return true;
 }
 
 std::string RecordingWindow::Set(const std::string& key, const std::string& value) {
     if (!engine_ || !ControlsOf(*engine_).settings)
         return "Settings can be changed when nothing is recorded.";
+    AcquisitionSettings settings = engine_->m_settings;
     std::optional<std::string> fault = SetSourceSetting(sourceSettings_, key, value);
-    if (!fault) fault = SetSetting(engine_->m_settings, key, value);
-    if (!fault) fault = trains_.Set(engine_->m_settings, key, value);
+    if (!fault) fault = SetSetting(settings, key, value);
+    if (!fault && board_) fault = trains_.Set(settings, key, value);
     if (!fault) return fmt::format("There is no setting \"{}\".", key);
     if (fault->empty()) *fault = SourceSettingsFault(sourceSettings_);
+    if (!TakeChanged(settings)) fault = "The data that are there are kept, and so is the setting.";
     ShowSettings();
-    if (!hasBegun_) ShowPrepared();
     UpdateControls();
     return *fault;
 }
@@ -218,13 +321,19 @@ bool RecordingWindow::OpenWithScope() {
     return true;
 }
 
-// A board that is made of its settings is made anew where they have changed.
+// A source that is opened by settings is opened anew where they have changed.
 bool RecordingWindow::TakeNewSettings() {
     const SimulatedBoardSettings &now = sourceSettings_.simulated, &opened = openedSettings_.simulated;
+    const SerialBoardSettings &port = sourceSettings_.serial, &openedPort = openedSettings_.serial;
     const bool isSame =
-        now.input == opened.input && now.bits == opened.bits && now.encoding == opened.encoding;
-    if (source_ == simulatedSource && !isSame && !OpenWithScope()) return false;
-    engine_->m_trigger = sourceSettings_.trigger;
+        source_ == serialSource
+            ? port.port == openedPort.port && port.bits == openedPort.bits && port.volts == openedPort.volts
+        : source_ == soundSource
+            ? sourceSettings_.soundDevice == openedSettings_.soundDevice
+            : source_ != simulatedSource ||
+                  (now.input == opened.input && now.bits == opened.bits && now.encoding == opened.encoding);
+    if (!isSame && !OpenWithScope()) return false;
+    if (board_) board_->m_trigger = sourceSettings_.trigger;
     return true;
 }
 
@@ -370,7 +479,7 @@ void RecordingWindow::OnBegun() {
     if (openNote_) EndNote();
     ShowPrepared();
     hasBegun_ = true;
-    if (engine_->Trigger() != TriggerMode::internal) live_->SetMostScans(engine_->ScansPerSweep());
+    if (!IsTriggeredInside()) live_->SetMostScans(engine_->ScansPerSweep());
 }
 
 void RecordingWindow::OnScans(std::span<const std::byte> scans) {
@@ -416,6 +525,7 @@ void RecordingWindow::ShowPrepared() {
     const std::vector<int> active = engine_->ActiveChannels();
     LiveWidget::Recorded shown;
     shown.doc = std::make_unique<CAcqDoc>(session_);
+    engine_->TakeFormat();
     engine_->FillDocument(*shown.doc);
     shown.format = engine_->Format();
     shown.format.channels = active.size();

@@ -1,18 +1,20 @@
 #pragma once
-// The window in which one records: the board, its buttons, the live display, and the last recording to look
+// The window in which one records: the source, its buttons, the live display, and the last recording to look
 // through. Where it stands in the program it asks of a RecordingDesk.
 
 #include <QDialog>
 #include <QPointer>
 #include <functional>
+#include <map>
 #include <memory>
 
 #include "acquisition/acq_observers.h"
 #include "acquisition/acquisition_sources.h"
+#include "acquisition/dt_gen_acq_view.h"
 #include "acquisition/recording_words.h"
+#include "acquisition/sound_system.h"
 #include "acquisition/windows/live_widget.h"
 #include "acquisition/windows/qt_acq_loop.h"
-#include "acquisition/windows/recording_engine.h"
 #include "recording/pulse_train.h"
 
 class QCheckBox;
@@ -60,9 +62,13 @@ class RecordingWindow : public QDialog, public AcqObserver {
     // How boards are opened; OpenSource.
     std::function<std::unique_ptr<Board>(const std::string& source, const SourceSettings&)> openBoard;
 
-    // Opens the board of a source with the settings as they are. False, told to the user, where it cannot.
+    // The sound library; null where there is none.
+    std::function<std::shared_ptr<SoundSystem>()> openSound;
+
+    // Opens a source with the settings as they are. False, told to the user, where it cannot.
     bool OpenBoard(const std::string& source);
-    // Takes a configuration; without a path the user chooses it.
+    // Takes a configuration, of the kind that the source records by; without a path the user chooses it. One
+    // with a path may be of another kind, and opens a source of that.
     bool LoadConfig(std::optional<std::filesystem::path> path);
     // Settings by key, as `kymora record --set` takes them; answers why one may not be used.
     std::string Set(const std::string& key, const std::string& value);
@@ -97,7 +103,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     // Closes without asking, after it was.
     void CloseAtOnce();
 
-    RecordingEngine* Engine() const { return engine_.get(); }
+    CAcqView* Engine() const { return engine_.get(); }
     LiveWidget& Display() const { return *live_; }
     const std::string& Source() const { return source_; }
     // The last recording as it can be scrolled; null while there is none, or it is made.
@@ -133,6 +139,16 @@ class RecordingWindow : public QDialog, public AcqObserver {
     QPushButton* MakeButton(const char* name, void (RecordingWindow::*does)());
     void Say(std::string_view text);
     void CloseBoard();
+    bool OpenEngine(const std::string& source);
+    bool OpenBoardEngine(const std::string& source);
+    bool OpenSerialEngine();
+    bool OpenSoundEngine();
+    bool OpenSourceFor(const std::filesystem::path& path);
+    bool MayChangeSource();
+    void ChooseSource(int index);
+    int ItemOfSource() const;
+    bool IsTriggeredInside() const { return board_ && board_->Trigger() == TriggerMode::internal; }
+    bool TakeChanged(const AcquisitionSettings& settings);
     void SetAxesToRange();
     bool MayLoseSamples();
     bool TakeNewSettings();
@@ -164,14 +180,14 @@ class RecordingWindow : public QDialog, public AcqObserver {
     AcqObservers observers_;
     std::string source_;
     SourceSettings sourceSettings_, openedSettings_;
-    AcquisitionSettings settings_;
-    std::unique_ptr<RecordingEngine> engine_;
+    std::map<RecordingType, AcquisitionSettings> settings_;  // of what was open before
+    std::unique_ptr<CAcqView> engine_;
+    CDTGenAcqView* board_ = nullptr;  // the engine, where it is that of a board
     std::unique_ptr<CKymoraView> reviewView_;
     QPointer<ViewWidget> review_;
     QPointer<CAcqScopeDlg> scopeDialog_;
     std::filesystem::path saved_;  // the file that was written last
     bool hasBegun_ = false;        // the display shows a recording
-    bool hasUsualAxes_ = true;     // nobody has set them yet
     bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
     static constexpr double leastSpanMs = 1.0, mostSpanMs = 3600000.0;
     struct Limits {

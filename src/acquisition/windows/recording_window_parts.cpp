@@ -101,14 +101,9 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
     auto* row = new QHBoxLayout;
     sources_ = new QComboBox(this);
     sources_->setObjectName("source");
-    sources_->setToolTip(tr("The board that records"));
+    sources_->setToolTip(tr("What records: a board, a serial port, or a sound input"));
     sources_->setMinimumContentsLength(22);
-    connect(sources_, &QComboBox::currentIndexChanged, this, [this](int index) {
-        if (!isUpdating_ && index >= 0 && !OpenBoard(sources_->itemData(index).toString().toStdString())) {
-            const QSignalBlocker quiet(sources_);
-            sources_->setCurrentIndex(sources_->findData(ToQString(source_)));
-        }
-    });
+    connect(sources_, &QComboBox::currentIndexChanged, this, &RecordingWindow::ChooseSource);
     row->addWidget(sources_);
     reload_ = MakeButton("reload", &RecordingWindow::ReloadSources);
     load_ = MakeButton("loadConfiguration", &RecordingWindow::LoadConfiguration);
@@ -174,11 +169,11 @@ void RecordingWindow::MakeMiddle(QVBoxLayout* column) {
     protocol_->SetOpenFiles([this] { return desk_.OpenFiles(); });
     connect(protocol_, &AcquisitionPages::Changed, this, &RecordingWindow::TakeSettings);
     connect(protocol_, &AcquisitionPages::ResetSequence, this, [this] {
-        if (engine_ && engine_->HasEnded()) engine_->ResetSequence();
+        if (board_ && board_->HasEnded()) board_->ResetSequence();
         UpdateControls();
     });
     connect(protocol_, &AcquisitionPages::PauseSequence, this, [this](bool isPaused) {
-        if (engine_) engine_->m_bSequencePaused = isPaused;
+        if (board_) board_->m_bSequencePaused = isPaused;
         UpdateControls();
     });
     halves->addWidget(stack_);
@@ -281,12 +276,13 @@ void RecordingWindow::UpdateControls() {
     if (engine_ && controls.stop) ShowNotes();
     save_->setEnabled(controls.save);
     done_->setEnabled(controls.done);
+    done_->setVisible(!engine_ || board_);
     noteButton_->setEnabled(controls.note);
     for (QWidget* part : std::initializer_list<QWidget*>{sources_, reload_, load_, saveConfig_})
         part->setEnabled(engine_ ? controls.settings : part != saveConfig_ && part != load_);
     if (!controls.note && openNote_ && !controls.save) EndNote();
     protocol_->SetRunning(!controls.settings);
-    if (engine_) protocol_->SetSequence(engine_->SequenceIndex(), engine_->m_bSequencePaused);
+    if (board_) protocol_->SetSequence(board_->SequenceIndex(), board_->m_bSequencePaused);
     // A start may have changed the rate, a save the name of the next file.
     if (engine_ && engine_->HasEnded() && !(engine_->m_settings == protocol_->Settings())) ShowSettings();
     live_->SetPaused(state == AcqState::displayPaused);
