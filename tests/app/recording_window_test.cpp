@@ -9,12 +9,35 @@
 #include "app/frame_fixture.h"
 #include "display/windows/view_widget.h"
 #include "recording/acq_doc.h"
+#include "recording/adc_dac_configuration.h"
 
 namespace kymora::test {
 
 namespace {
 
 constexpr const char* recording = "/cell.kymr-rec";
+
+// Bytes that count, 480 a millisecond.
+struct LineIn : SoundSystem {
+    struct Input : SoundInput {
+        int Rate() const override { return 48000; }
+        void Start() override {}
+        size_t Read(std::span<std::byte> to, bool&) override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            const size_t count = std::min<size_t>(to.size(), 480);
+            for (size_t i = 0; i < count; ++i) to[i] = static_cast<std::byte>(given++);
+            return count;
+        }
+        size_t given = 0;
+    };
+    std::vector<SoundDevice> Devices() override { return {{"Line", 2, 0, 48000.0, true, false}}; }
+    std::unique_ptr<SoundInput> OpenInput(const std::string&, const SoundFormat&, double) override {
+        return std::make_unique<Input>();
+    }
+    std::unique_ptr<SoundOutput> OpenOutput(const std::string&, const SoundFormat&, double) override {
+        return {};
+    }
+};
 
 }  // namespace
 
@@ -251,6 +274,37 @@ TEST_F(RecordingWindowTest, AViewStoresNothingAndLeavesTheSettings) {
     EXPECT_FALSE(window.Engine()->HasUnsaved());
     EXPECT_EQ(window.Engine()->m_settings.m_nSweepMode, 0u);
     EXPECT_EQ(window.Engine()->m_settings.m_dTimeLimit, 60.0);
+}
+
+TEST_F(RecordingWindowTest, AConfigurationOpensItsKindOfSource) {
+    RecordingWindow& window = Open();
+    window.openSound = [] { return std::make_shared<LineIn>(); };
+    AcquisitionSettings sound(RecordingType::microphone);
+    sound.channels[1].m_nChanOn = true;
+    sound.m_dSampleInterval = 1.0 / 48.0;
+    WriteConfiguration(session, sound, "/sound.kymr-cfg");
+    EXPECT_EQ(window.Set("sampleInterval", "0.1"), "");
+    EXPECT_TRUE(window.LoadConfig("/sound.kymr-cfg"));
+    EXPECT_EQ(window.Source(), "sound");
+    window.Engine()->m_temporaryFolder = "/";
+    Record(window, 9600);
+    window.Stop();
+    AwaitEnd(window);
+    ASSERT_TRUE(window.Engine()->HasUnsaved());
+    // Another format would not fit what came.
+    host.nextAnswers.push_back(false);
+    EXPECT_NE(window.Set("secondChannel", "0"), "");
+    ASSERT_FALSE(host.questions.empty());
+    EXPECT_EQ(host.questions.back().text, "Warning: this will clear the data. Continue?");
+    EXPECT_TRUE(window.Engine()->HasUnsaved());
+    window.Save();
+    CAcqDoc doc(session);
+    ASSERT_TRUE(doc.OnOpenDocument(recording, OpenFor::reading));
+    EXPECT_EQ(doc.traceCount, 2);
+    EXPECT_GE(doc.GetLength(), 9600);
+    // Each source has settings of its own.
+    EXPECT_TRUE(window.OpenBoard("simulated"));
+    EXPECT_EQ(window.Engine()->m_settings.m_dSampleInterval, 0.1);
 }
 
 }  // namespace kymora::test
