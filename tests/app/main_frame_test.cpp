@@ -440,13 +440,13 @@ TEST_F(MainFrameTest, DroppedFilesOpenAndSettingsNeedARecording) {
               "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data "
               "file is already open.");
     // The two kinds of the extension are told apart, with and without a recording.
-    WriteConfiguration(session, AcquisitionSettings(RecordingType::arduino), "/acq.kymr-cfg");
+    WriteConfiguration(session, AcquisitionSettings(RecordingType::refractoryAutomatic), "/acq.kymr-cfg");
     files.Put("/other.kymr-cfg", Bytes().Wide(u"Some text").data);
     for (const size_t shown : {1u, 2u}) {
         EXPECT_TRUE(drop({QUrl::fromLocalFile("/acq.kymr-cfg")}));
         ASSERT_EQ(host.texts.size(), shown);
-        EXPECT_NE(host.texts.back().text.find("arduino"), std::string::npos);
-        EXPECT_NE(host.texts.back().key.find("\"rateIndex\": 9"), std::string::npos) << "as JSON, too";
+        EXPECT_NE(host.texts.back().text.find("refractory-auto"), std::string::npos);
+        EXPECT_NE(host.texts.back().key.find("\"searchRate\": "), std::string::npos) << "as JSON, too";
         EXPECT_TRUE(drop({QUrl::fromLocalFile("/other.kymr-cfg")}));
         EXPECT_EQ(host.LastMessage(),
                   "Unrecognized configuration file: Some text\nShould read 'Kymora ADC-DAC "

@@ -80,7 +80,10 @@ class SerialBoard {
     }
 
     void Hear(char byte) {
-        if (m_nHeard < m_heard.size()) m_heard[m_nHeard++] = byte;
+        if (const size_t at = m_nHeard; at < m_heard.size()) {
+            m_heard[at] = byte;
+            m_nHeard = at + 1;
+        }
         if (byte >= '1' && byte <= '6') m_nChannels = byte - '0';
         if (byte == 'z') m_bStreams = false;
         if (byte < 'a' || byte > 'l') return;
