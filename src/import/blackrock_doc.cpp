@@ -16,6 +16,7 @@ constexpr double ticksPerSecond = 30000.0;  // that periods count, whatever the 
 constexpr size_t mostNsxChannels = 65536, channelBytes = 66, headBytes = 314;
 constexpr uint64_t mostNevHeader = 16 << 20, mostPacketBytes = 65536;
 constexpr size_t mostElectrodes = 900;
+constexpr int64_t farthestTime = int64_t{1} << 61;
 
 double RateOf(uint32_t period) {
     if (period == 0) throw OpenError("This Blackrock file states a period of 0.");
@@ -110,7 +111,9 @@ void CBlackrockDoc::WalkBlocks(const DataFile& file) {
     for (uint64_t at = dataAt_; at + headLength <= file.Length();) {
         const FileFields head(file, at, headLength);
         if (head.U8(0) != 1) break;
-        const int64_t time = timeBytes_ == 8 ? head.I64(1) : head.U32(1);
+        // Damaged times may be any; differences of these are numbers all the same.
+        const int64_t time =
+            timeBytes_ == 8 ? std::clamp(head.I64(1), -farthestTime, farthestTime) : int64_t{head.U32(1)};
         const uint64_t stated = head.U32(headLength - 4);
         at += headLength;
         const uint64_t held = (file.Length() - at) / rowBytes;

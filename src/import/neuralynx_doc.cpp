@@ -44,11 +44,14 @@ double HeaderNumber(std::string_view header, std::string_view key) {
     return std::isfinite(value) ? value : 0.0;
 }
 
+constexpr int64_t farTime = int64_t{1} << 61;
+
 int64_t TimeOfRecord(const DataFile& file, uint64_t start, int64_t record) {
     int64_t time = 0;
     ReadWhole(file, start + headerBytes + static_cast<uint64_t>(record) * recordBytes,
               std::as_writable_bytes(std::span(&time, 1)));
-    return time;
+    // Damaged times may be any; differences of these are numbers all the same.
+    return std::clamp(time, -farTime, farTime);
 }
 
 // Only the first samples of a record may count.
