@@ -23,4 +23,10 @@ inline constexpr AcqFault acqFaults[] = {
     {AcqMessage::storageFailed, ""},  // told when the storage thread has ended
 };
 
+inline constexpr const char* underWayText =
+    "A recording is under way already. Stop it before you start another one.";
+// With the name of the temporary file.
+inline constexpr const char* samplesKeptText =
+    "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";
+
 }  // namespace kymora

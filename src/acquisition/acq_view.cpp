@@ -207,8 +207,6 @@ bool CAcqView::BeginStorage(AcqState state, std::unique_ptr<InternalTrigger> tri
             return false;
         }
         doc->SetModifiedFlag();
-        // What was not saved before is overwritten, but not what could not be saved.
-        if (!m_bSaveFailed) DiscardSamples();
     }
     // What was not saved before is overwritten, but not what could not be saved.
     if (!m_bSaveFailed) DiscardSamples();

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/acq_faults.h"
 #include "acquisition/auto_save_name.h"
 #include "acquisition/dt_gen_acq_view.h"
 #include "recording/recording_save.h"
@@ -22,9 +23,6 @@ constexpr const char* closedAppendFileText = "You seem to have closed the Append
 constexpr const char* noBaseNameText =
     "There is no base name for files that are saved by themselves. Set an autosave base name first.";
 
-constexpr const char* keptText =
-    "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";
-
 }  // namespace
 
 bool CDTGenAcqView::Appends() const {
@@ -40,7 +38,7 @@ bool CDTGenAcqView::OnSave() {
     const bool isSaved = Appends() ? Append() : SaveFirst();
     m_bUnsaved = m_bSaveFailed = !isSaved;
     if (!isSaved) {
-        Fail(fmt::format(keptText, Document().TemporaryPath().string()));
+        Fail(fmt::format(samplesKeptText, Document().TemporaryPath().string()));
         return false;
     }
     ShowStatus();

@@ -60,7 +60,7 @@ bool CDTGenAcqView::OnAcqStart() {
         return true;
     }
     if (!IsIdle()) {
-        GetHost().Failure("A recording is under way already. Stop it before you start another one.");
+        GetHost().Failure(underWayText);
         return false;
     }
     m_bEnding = m_bFailed = m_bRearming = false;

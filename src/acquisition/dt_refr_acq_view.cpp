@@ -21,6 +21,7 @@ constexpr const char* windowLeftText =
     "The monitored window, which moves with the delay, has left the sweep. The search has ended.";
 constexpr uint32_t stillSpikeColour = 255;
 constexpr int mostTimerMs = 1000000000;
+constexpr double mostPulseSamples = 1e7;
 
 int64_t Samples(double ms, double kHz) { return std::llround(ms * kHz); }
 
@@ -58,13 +59,32 @@ size_t CDTRefrAcqView::ScansOfBuffer() const {
     return scans + scans * ActiveChannels().size() % 2;
 }
 
+// Why the pulses of the next sweep cannot be played; empty where they can.
+std::string CDTRefrAcqView::PulseFault(const DacRange& range) const {
+    const RefractorySettings& r = Refractory();
+    for (const float volts : {r.m_fPreAmp, AmplitudeNow()})
+        if (!(volts >= range.m_fDacLow && volts <= range.m_fDacHigh))
+            return fmt::format("A pulse of {:.6g} V is beyond the outputs of the board, which give {:.6g} to "
+                               "{:.6g} V.",
+                               volts, range.m_fDacLow, range.m_fDacHigh);
+    const double end =
+        std::max(double{r.m_fPreDelay} + r.m_fPreDur, double{DelayNow()} + r.m_fTrialDur) * OutputKHz();
+    if (end < mostPulseSamples) return {};
+    return "The pulses of a sweep are too long for the memory of the board. Begin them earlier, or make them "
+           "shorter.";
+}
+
 bool CDTRefrAcqView::BuildStimulus(const DacRange& range) {
     const RefractorySettings& r = Refractory();
+    if (const std::string fault = PulseFault(range); !fault.empty()) {
+        Fail(fault);
+        return false;
+    }
     const auto at = [this](float ms) { return Samples(ms, OutputKHz()); };
     const float amplitude = AmplitudeNow();
     const int64_t preStart = at(r.m_fPreDelay), preEnd = preStart + at(r.m_fPreDur);
     const int64_t start = at(DelayNow()), end = start + at(r.m_fTrialDur);
-    int64_t length = (amplitude == 0.0f ? preEnd : std::max(preEnd, end)) + 1;
+    int64_t length = std::max<int64_t>(amplitude == 0.0f ? preEnd : std::max(preEnd, end), 0) + 1;
     length += length % 2;
     std::vector<int32_t> codes(static_cast<size_t>(length));
     for (int64_t i = 0; i < length; ++i) {
@@ -265,7 +285,10 @@ bool CDTRefrAcqView::SaveTo(const std::filesystem::path& path) {
     CAcqDoc doc(GetSession());
     FillDocument(doc);
     try {
-        if (!doc.WriteAcqFileStart(m_temporaryFolder)) return false;
+        if (!doc.WriteAcqFileStart(m_temporaryFolder)) {
+            Fail(noSaveFileText);
+            return false;
+        }
         WriteSweeps(doc, path);
     } catch (const FileError& error) {
         Fail(fmt::format("{}\n{}", noSaveFileText, error.what()));

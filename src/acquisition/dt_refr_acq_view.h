@@ -71,7 +71,7 @@ class CDTRefrAcqView : public CDTAcqView {
 
     const RefractorySettings& Refractory() const { return m_settings.refractory; }
     int64_t SweepScans() const;
-    bool Pulse();
+    std::string PulseFault(const DacRange& range) const;
     bool PrepareSweep();
     bool FireSweep(AcqState state);
     void TakeSweep();

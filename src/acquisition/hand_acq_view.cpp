@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/acq_faults.h"
 #include "recording/recording_save.h"
 
 namespace kymora {
@@ -9,11 +10,6 @@ namespace kymora {
 namespace {
 
 constexpr uint32_t saveAllCommand = 0;
-constexpr const char* handOverrunText =
-    "Buffer overrun in attempting to save data to disk. Recording stopped.";
-constexpr const char* lostSamplesText = "Overrun Error on input (reduce sample frequency)";
-constexpr const char* handKeptText =
-    "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";
 
 }  // namespace
 
@@ -26,7 +22,7 @@ void CHandAcqView::End() {
 
 bool CHandAcqView::OnAcqStart() {
     if (!IsIdle()) {
-        GetHost().Failure("A recording is under way already. Stop it before you start another one.");
+        GetHost().Failure(underWayText);
         return false;
     }
     m_bFailed = false;
@@ -69,7 +65,7 @@ void CHandAcqView::StopRecording() {
     m_bUnsaved = !m_bDisplayOnly && (!HasFailed() || Document().StoredScans() > 0);
     if (!m_bUnsaved) DiscardSamples();
     SetState(AcqState::idle);
-    if (m_bSkippedAny) GetHost().Message(someSkippedText);
+    if (m_bSkippedAny && !m_bDisplayOnly) GetHost().Message(someSkippedText);
 }
 
 void CHandAcqView::StopFor(const std::string& text) {
@@ -79,16 +75,13 @@ void CHandAcqView::StopFor(const std::string& text) {
 }
 
 bool CHandAcqView::TakeFault() {
-    std::string text;
-    if (m_mailbox.Take(AcqMessage::overrun))
-        text = handOverrunText;
-    else if (m_mailbox.Take(AcqMessage::boardOverrun))
-        text = lostSamplesText;
-    else if (m_mailbox.Take(AcqMessage::sourceFault))
-        text = SourceFault();
-    else if (!m_mailbox.Take(AcqMessage::storageFailed))  // told when the storage thread has ended
-        return false;
-    StopFor(text);
+    for (const auto& [message, text] : acqFaults)
+        if (m_mailbox.Take(message)) {
+            StopFor(text);
+            return true;
+        }
+    if (!m_mailbox.Take(AcqMessage::sourceFault)) return false;
+    StopFor(SourceFault());
     return true;
 }
 
@@ -120,7 +113,7 @@ bool CHandAcqView::OnSave() {
     const auto saved = MaySaveAs() ? SaveRecording(Document(), saveAllCommand, how) : std::nullopt;
     m_bUnsaved = m_bSaveFailed = !saved;
     if (!saved) {
-        Fail(fmt::format(handKeptText, Document().TemporaryPath().string()));
+        Fail(fmt::format(samplesKeptText, Document().TemporaryPath().string()));
         return false;
     }
     if (!m_saveAs.empty()) m_saveAsStamp = GetSession().files.Stamp(m_saveAs);

@@ -23,18 +23,22 @@ float ChangeOf(float difference, float unit) {
     return unit == 0.0f ? std::numeric_limits<float>::infinity() : difference / unit;
 }
 
+// Whether a step leads on in single precision.
+bool Leads(float from, float step) { return from + step != from; }
+
 }  // namespace
 
 std::string SearchFault(const RefractorySettings& settings, double kHz) {
     if (!(settings.m_fSearchRate > 0.0f)) return "The search rate must be above 0 Hz.";
     if (!(settings.m_fSweepDur + sweepMarginMs <= 1000.0 / settings.m_fSearchRate)) return sweepTooLongText;
-    if (!(settings.m_fAmpStep > 0.0f))
-        return "An automatic search needs an amplitude step above 0, or it would never come to an end.";
-    if (settings.m_fDelayStep == 0.0f)
-        return "An automatic search needs a delay step, or it would never come to an end.";
-    const RefractorySearch search(settings, kHz);
-    const auto scans = static_cast<int64_t>(std::round(settings.m_fSweepDur * kHz)) + 1;
-    if (search.WinSamples() < 1 || !search.HasWindowIn(scans))
+    if (!(settings.m_fAmpStep > 0.0f) || !Leads(settings.m_fTrialAmp0, settings.m_fAmpStep) ||
+        !Leads(settings.m_fTrialAmpMax, settings.m_fAmpStep))
+        return "An automatic search needs a larger amplitude step, or it would never come to an end.";
+    if (!Leads(settings.m_fTrialDelay0, settings.m_fDelayStep) ||
+        !Leads(settings.m_fTrialDelayMin, settings.m_fDelayStep))
+        return "An automatic search needs a larger delay step, or it would never come to an end.";
+    const double first = std::round(settings.m_fWinStart * kHz), end = std::round(settings.m_fWinEnd * kHz);
+    if (!(first >= 0.0 && end > first && end <= std::round(settings.m_fSweepDur * kHz) + 1.0))
         return "The monitored window must have a length, and lie within the sweep.";
     return {};
 }

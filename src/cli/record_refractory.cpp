@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/auto_save_name.h"
 #include "acquisition/dt_refr_acq_view.h"
 #include "acquisition/plain_loop.h"
 #include "cli/command_context.h"
@@ -34,7 +35,7 @@ class TerminalSearch {
         if (!isStarted) throw CommandError(exitFailed, "");
         Attend();
         if (!IsAutomatic() && !view_.HasFailed()) view_.OnAccept();
-        const bool isSaved = view_.AcceptedCount() > 0 && view_.OnSave();
+        const bool isSaved = view_.AcceptedCount() > 0 && Save();
         if (asJson)
             WriteJson(isSaved);
         else if (IsAutomatic())
@@ -69,7 +70,13 @@ class TerminalSearch {
         view_.m_saveAs = request_.output;
         view_.m_saveAsStamp = context_.files.Stamp(request_.output);
         CheckNoSideCar(context_.files, request_.output);
-        view_.m_temporaryFolder = request_.output.has_parent_path() ? request_.output.parent_path() : ".";
+        const auto folder = request_.output.has_parent_path() ? request_.output.parent_path() : ".";
+        view_.m_temporaryFolder = folder;
+        // Not only when the search is over.
+        if (!context_.files.HasFolder(folder) || context_.files.IsReadOnly(folder))
+            throw CommandError(
+                exitFailed,
+                fmt::format("Couldn't open save file\nNothing can be written into {}.", folder.string()));
     }
 
     void Attend() {
@@ -91,6 +98,18 @@ class TerminalSearch {
         const double all = double{r.m_fTrialDelay0} - r.m_fTrialDelayMin;
         const double done = all > 0.0 ? (double{r.m_fTrialDelay0} - view_.DelayNow()) / all : 0.0;
         progress_->Update(static_cast<uint64_t>(std::clamp(done, 0.0, 1.0) * progressSteps));
+    }
+
+    // What was accepted is not lost with a file that cannot be written: another one beside it takes it.
+    bool Save() {
+        if (view_.OnSave()) return true;
+        auto base = request_.output;
+        std::string name = base.replace_extension().string();
+        view_.m_saveAs = FreeRecordingName(context_.files, name);
+        view_.m_saveAsStamp.reset();
+        if (view_.OnSave())
+            context_.host.Message(fmt::format("The accepted sweeps are in {}.", view_.m_saveAs.string()));
+        return false;
     }
 
     void WriteTable() const {

@@ -1,5 +1,5 @@
 #pragma once
-// Blackrock recordings (.ns1 to .ns6, .ns9) of file specifications 2.1 to 3.0, with the digital inputs,
+// Blackrock recordings (.ns1 to .ns6, .ns9) of file versions 2.1 to 3.0, with the digital inputs,
 // comments and sorted spikes of the .nev file of the same name. Layout: "NEV / NSX File Format" (LB-0023).
 
 #include "import/block_times.h"

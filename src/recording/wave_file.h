@@ -1,6 +1,5 @@
 #pragma once
-// Samples of sound as a plain wave file (RIFF; Multimedia Programming Interface and Data Specifications 1.0,
-// 1991).
+// Samples of sound as a plain wave file (RIFF, as published in 1991).
 
 #include <filesystem>
 

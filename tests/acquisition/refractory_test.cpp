@@ -156,7 +156,7 @@ struct RefractoryEngine : EngineTest {
         nerve->m_temporaryFolder = "/";
     }
     void RunNerve() {
-        loop.Run([&] { return !nerve->IsIdle(); }, std::chrono::milliseconds(5));
+        RunToEnd(loop, *nerve, [] { return false; });
     }
 };
 
@@ -226,8 +226,13 @@ TEST_F(RefractoryEngine, WhatDoesNotGoIsTold) {
     } cases[] = {
         {[](auto& s) { s.m_fSearchRate = 50.0f; }, "The sweep duration is too long for the search rate."},
         {[](auto& s) { s.m_fSearchRate = 0.0f; }, "The search rate must be above 0 Hz."},
-        {[](auto& s) { s.m_fAmpStep = 0.0f; }, "needs an amplitude step above 0"},
+        {[](auto& s) { s.m_fAmpStep = 0.0f; }, "needs a larger amplitude step"},
+        {[](auto& s) { s.m_fAmpStep = 1e-9f; }, "needs a larger amplitude step"},
+        {[](auto& s) { s.m_fDelayStep = -1e-9f; }, "needs a larger delay step"},
         {[](auto& s) { s.m_fWinEnd = 25.0f; }, "The monitored window must"},
+        {[](auto& s) { s.m_fWinEnd = 1e18f; }, "The monitored window must"},
+        {[](auto& s) { s.m_fTrialDur = 1e9f; }, "The pulses of a sweep are too long"},
+        {[](auto& s) { s.m_fTrialAmp0 = 12.0f; }, "is beyond the outputs of the board"},
         {[](auto& s) { s.m_nMonitorTrace = 1; }, "Trace 1 is monitored (from 0), and 1 are recorded."}};
     for (const auto& c : cases) {
         OpenNerve(RecordingType::refractoryAutomatic);

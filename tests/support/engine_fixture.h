@@ -8,6 +8,7 @@
 #include "acquisition/plain_loop.h"
 #include "acquisition/simulated_board.h"
 #include "support/faulty_file_system.h"
+#include "support/recording_run.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -47,17 +48,7 @@ struct EngineTest : ::testing::Test {
     }
     SimulatedBoard& Simulated() { return static_cast<SimulatedBoard&>(view->GetBoard()); }
 
-    // Until nothing runs any more, or `until` answers true.
-    void Run(const std::function<bool()>& until = [] { return false; }) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        loop.Run(
-            [&] {
-                const bool isLate = std::chrono::steady_clock::now() > deadline;
-                EXPECT_FALSE(isLate) << "it never ended";
-                return !isLate && !view->HasEnded() && !until();
-            },
-            std::chrono::milliseconds(5));
-    }
+    void Run(const std::function<bool()>& until = [] { return false; }) { RunToEnd(loop, *view, until); }
     bool RunWhole() {
         if (!view->OnAcqStart()) return false;
         Run();
@@ -85,11 +76,7 @@ struct EngineTest : ::testing::Test {
             wrong += codes[i] != ((first + static_cast<uint32_t>(i)) & mask);
         return wrong;
     }
-    bool WasTold(const std::string& text) const {
-        for (const Shown& shown : host.messages)
-            if (shown.text.find(text) != std::string::npos) return true;
-        return false;
-    }
+    bool WasTold(const std::string& text) const { return WasToldBy(host, text); }
 };
 
 }  // namespace kymora::test

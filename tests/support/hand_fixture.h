@@ -6,6 +6,7 @@
 #include "acquisition/hand_acq_view.h"
 #include "acquisition/plain_loop.h"
 #include "support/faulty_file_system.h"
+#include "support/recording_run.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -24,17 +25,7 @@ struct HandTest : ::testing::Test {
         view = std::make_unique<View>(session, loop, std::forward<Source>(source)...);
         view->m_temporaryFolder = "/";
     }
-    // Until it has ended, or `until` answers true.
-    void Run(const std::function<bool()>& until = [] { return false; }) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        loop.Run(
-            [&] {
-                const bool isLate = std::chrono::steady_clock::now() > deadline;
-                EXPECT_FALSE(isLate) << "it never ended";
-                return !isLate && !view->HasEnded() && !until();
-            },
-            std::chrono::milliseconds(5));
-    }
+    void Run(const std::function<bool()>& until = [] { return false; }) { RunToEnd(loop, *view, until); }
     // The samples that were stored; 16 bits.
     std::vector<uint16_t> Values() {
         CAcqDoc& doc = view->Document();
@@ -49,11 +40,7 @@ struct HandTest : ::testing::Test {
             if (values[i] != static_cast<uint16_t>(first + i)) return false;
         return true;
     }
-    bool WasTold(const std::string& text) const {
-        for (const Shown& shown : host.messages)
-            if (shown.text.find(text) != std::string::npos) return true;
-        return false;
-    }
+    bool WasTold(const std::string& text) const { return WasToldBy(host, text); }
 };
 
 }  // namespace kymora::test
