@@ -2,14 +2,12 @@
 // middle, in one piece and sample by sample.
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <string_view>
-#include <vector>
 
 #include "host/memory_file_system.h"
 #include "host/quiet_host.h"
 #include "import/open_document.h"
+#include "opened_recording.h"
 
 namespace {
 
@@ -25,20 +23,6 @@ const char* ExtensionOf(std::string_view text) {
     return ".smr";
 }
 
-void Read(kymora::CDataDoc& doc, int64_t from) {
-    constexpr size_t count = 150;
-    std::vector<std::vector<float>> values(static_cast<size_t>(doc.traceCount), std::vector<float>(count));
-    std::vector<kymora::TraceBlock> blocks;
-    for (int t = 0; t < doc.traceCount; ++t) blocks.push_back({t, values[static_cast<size_t>(t)], {}});
-    doc.ReadBlocks(from, blocks);
-    for (int t = 0; t < doc.traceCount; t += 1 + doc.traceCount / 8)
-        for (size_t i = 0; i < count; i += 37) {
-            float one = 0.0f;
-            doc.ReadBlock(t, from + static_cast<int64_t>(i), {&one, 1});
-            if (std::memcmp(&one, &values[static_cast<size_t>(t)][i], sizeof one) != 0) std::abort();
-        }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -51,11 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     files.Put(path, {bytes, bytes + size});
     const auto doc = kymora::OpenDocument(session, path, kymora::OpenRequest(kymora::OpenFor::reading));
     if (!doc) return 0;
-    if (doc->GetLength() < 1 || doc->traceCount < 1 || doc->traceCount > kymora::maxTraces) std::abort();
-    for (const int64_t from : {int64_t{0}, doc->GetLength() / 2, doc->GetLength() - 100}) Read(*doc, from);
-    for (const kymora::CEventChan& channel : doc->eventChannels)
-        for (const kymora::CEventKM& event : channel.Events())
-            if (event.onPosition < 0 || event.offPosition < event.onPosition || !channel.IsInOrder())
-                std::abort();
+    CheckOpened(*doc);
     return 0;
 }
