@@ -25,6 +25,8 @@ inline constexpr AcqFault acqFaults[] = {
 
 inline constexpr const char* underWayText =
     "A recording is under way already. Stop it before you start another one.";
+inline constexpr const char* nothingToSaveText =
+    "There is nothing to save: what was recorded is saved already.";
 // With the name of the temporary file.
 inline constexpr const char* samplesKeptText =
     "The samples are kept in {}. Save again, or make a recording of them with \"kymora recover\".";

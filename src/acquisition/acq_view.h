@@ -111,8 +111,8 @@ class CAcqView : protected AcqEventLoop::Target {
     std::vector<int> ActiveChannels() const;
     // What a document says of the source.
     virtual void FillDocument(CAcqDoc& doc) const = 0;
-    // The format of the settings as they are, where it is not the source that says it.
-    virtual void TakeFormat() {}
+    // Takes over the format of the source and of the settings as they are, while it is idle.
+    virtual void TakeFormat() = 0;
     const std::string& StatusText() const { return m_strStatus; }
 
   protected:

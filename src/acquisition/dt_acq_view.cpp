@@ -114,9 +114,8 @@ bool CDTAcqView::CheckChannels() {
     return fault.empty();
 }
 
-bool CDTAcqView::ConfigureBoard() {
+void CDTAcqView::TakeFormat() {
     const std::vector<int> active = ActiveChannels();
-    double interval = m_settings.m_dSampleInterval;
     m_format.channels = active.size();
     m_format.encoding = m_adc.encoding;
     m_format.bits = m_adc.resolutionBits;
@@ -124,6 +123,12 @@ bool CDTAcqView::ConfigureBoard() {
     m_format.high = m_adc.voltHigh;
     for (size_t i = 0; i < active.size(); ++i)
         m_format.gains[i] = m_settings.channels[static_cast<size_t>(active[i])].m_dChanGain;
+}
+
+bool CDTAcqView::ConfigureBoard() {
+    const std::vector<int> active = ActiveChannels();
+    double interval = m_settings.m_dSampleInterval;
+    TakeFormat();
     const bool isSet = OnHost([&](CDTHost& host) {
         if (!host.ConfigureInputs(active, ModeOf(m_settings.m_nInputMode), interval)) return false;
         m_settings.m_dSampleInterval = interval;

@@ -21,6 +21,7 @@ class CDTAcqView : public CAcqView {
     // this interface. Whether the board is the simulated one is for the caller to say.
     BoardFacts Facts();
     void FillDocument(CAcqDoc& doc) const override;
+    void TakeFormat() override;
     Board& GetBoard() { return *m_pBoard; }
     int DacChannels() const { return m_nDacChannels; }
 

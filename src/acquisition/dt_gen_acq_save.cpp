@@ -31,7 +31,7 @@ bool CDTGenAcqView::Appends() const {
 
 bool CDTGenAcqView::OnSave() {
     if (!m_bUnsaved) {
-        GetHost().Failure("There is nothing to save: what was recorded is saved already.");
+        GetHost().Failure(nothingToSaveText);
         return false;
     }
     if (!Appends()) OnDone();

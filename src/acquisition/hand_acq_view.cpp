@@ -105,7 +105,7 @@ void CHandAcqView::OnTimer(int) {
 
 bool CHandAcqView::OnSave() {
     if (!m_bUnsaved) {
-        GetHost().Failure("There is nothing to save: what was recorded is saved already.");
+        GetHost().Failure(nothingToSaveText);
         return false;
     }
     RecordingSave how;

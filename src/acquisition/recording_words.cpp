@@ -38,13 +38,13 @@ namespace {
 
 // clang-format off
 constexpr RecordingKey recordingKeys[] = {
-    {"reload", "&Reload", "", "Looks for boards anew"},
+    {"reload", "R&eload", "", "Looks for boards anew"},
     {"loadConfiguration", "&Load...", "Ctrl+O", "Loads the settings of an ADC-DAC configuration file"},
     {"saveConfiguration", "Sa&ve settings...", "Ctrl+Shift+S", "Saves the settings as an ADC-DAC configuration file"},
     {"settings", "Settin&gs", "F4", "Shows the settings beside the display, and takes them away"},
     {"scope", "Sc&ope", "F3", "Shows sweeps of a trace in a window of their own, triggered by a level"},
-    {"start", "&Start", "F5", "Starts a recording, or arms the trigger and disarms it"},
-    {"stop", "S&top", "F6", "Stops the recording, the series or the trigger"},
+    {"start", "St&art", "F5", "Starts a recording, or arms the trigger and disarms it"},
+    {"stop", "Stop", "F6", "Stops the recording, the series or the trigger"},
     {"pause", "&Pause display", "F7", "Holds the display; the recording goes on"},
     {"view", "Vie&w", "F8", "Shows what the inputs see; nothing is stored"},
     {"save", "Save", "F9", "Saves the last recording, or appends it to the file"},

@@ -8,7 +8,6 @@
 #include "app/main_frame.h"
 #include "app/view_playback.h"
 #include "host/file_names.h"
-#include "recording/adc_dac_configuration.h"
 #include "widgets/text.h"
 
 namespace kymora {
@@ -59,6 +58,8 @@ void CMainFrame::OnPlayVisible() {
     try {
         playback_ = new ViewPlayback(ActiveChild()->Widget(), MakeSoundSystem());
     } catch (const SoundError& error) {
+        return GetSession().host.Failure(error.what());
+    } catch (const FileError& error) {
         return GetSession().host.Failure(error.what());
     }
     connect(playback_, &ViewPlayback::Ended, this, [this](const QString& fault) {

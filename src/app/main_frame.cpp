@@ -128,8 +128,9 @@ std::vector<CDataDoc*> CMainFrame::Documents() const {
 // --- what the window system sends ---
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
-    // All are asked about before any is closed, so that a Cancel leaves everything as it was.
-    if (!MayEndRecording() || !MayEndBatches() || !MayClose(session_.host, Documents()))
+    // All are asked about before any is closed, so that a Cancel leaves everything as it was. A recording,
+    // which stops for its question, comes last.
+    if (!MayEndBatches() || !MayClose(session_.host, Documents()) || !MayEndRecording())
         return event->ignore();
     EndRecording();
     EndBatches();

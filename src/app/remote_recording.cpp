@@ -54,9 +54,10 @@ bool DesktopRecorder::Press(std::string_view button) {
     return true;
 }
 
-void DesktopRecorder::Note(std::string_view text) {
-    frame_.Recorder()->Note();
+bool DesktopRecorder::Note(std::string_view text) {
+    if (!frame_.Recorder()->Press("note")) return false;
     frame_.Recorder()->NoteText(ToQString(text));
+    return true;
 }
 
 bool DesktopRecorder::Close(bool discards) {

@@ -37,7 +37,7 @@ std::vector<int> PlayedTraces(const ViewWidget& widget) {
 }
 
 ViewPlayback::ViewPlayback(ViewWidget& widget, std::shared_ptr<SoundSystem> sound)
-    : QObject(&widget), widget_(widget), sound_(std::move(sound)), line_(new QWidget(&widget)) {
+    : QObject(&widget), widget_(widget), sound_(std::move(sound)) {
     CDataDoc& doc = widget.View().GetDocument();
     const std::vector<int> traces = PlayedTraces(widget);
     if (traces.empty()) throw SoundError("There is no trace to be played.");
@@ -51,6 +51,7 @@ ViewPlayback::ViewPlayback(ViewWidget& widget, std::shared_ptr<SoundSystem> soun
     auto output = sound_->OpenOutput({}, format, outputSeconds);
     PlayedSound played = MakePlayedSound(doc, traces, first, end - first, output->Rate());
     player_ = std::make_unique<SoundPlayer>(std::move(output), std::move(played));
+    line_ = new QWidget(&widget);
     line_->setObjectName("playLine");
     line_->setAttribute(Qt::WA_TransparentForMouseEvents);
     line_->setAutoFillBackground(true);

@@ -19,11 +19,10 @@ class ViewPlayback : public QObject {
     Q_OBJECT
 
   public:
-    // Begins. It goes with the widget, at the end, and where the view gets another window. Throws SoundError.
+    // Begins. It goes with the widget, at the end, and where the view gets another window. Throws SoundError
+    // and FileError.
     ViewPlayback(ViewWidget& widget, std::shared_ptr<SoundSystem> sound);
     ~ViewPlayback() override;
-
-    int64_t Position() const { return player_->Position(); }
 
   signals:
     // It has ended by itself; the text says why where it has failed.
@@ -35,7 +34,7 @@ class ViewPlayback : public QObject {
     ViewWidget& widget_;
     std::shared_ptr<SoundSystem> sound_;
     std::unique_ptr<SoundPlayer> player_;
-    QWidget* line_;
+    QWidget* line_ = nullptr;
     QTimer timer_;
 };
 

@@ -95,13 +95,14 @@ void UseRecorder(RemoteCall& call) {
         return;
     }
     Prepare(call, recorder);
-    if (what == "note") {
+    const auto press = [&] {
+        if (what != "note") return recorder.Press(what);
         const Json* const text = FindMember(call.request, "text");
-        recorder.Note(text ? AsText(*text, "text") : std::string());
-    } else if (what != "open" && what != "state" && !recorder.Press(what)) {
+        return recorder.Note(text ? AsText(*text, "text") : std::string());
+    };
+    if (what != "open" && what != "state" && !press())
         throw RemoteError("There is no \"" + ToDisplayText(what) +
                           "\" to press, or it cannot be used as things stand.");
-    }
     call.answer["recorder"] = StateOfRecorder(recorder.State());
     if (FlagMember(call.request, "picture")) call.AnswerFile("png", recorder.Picture());
     if (!call.host.Fault().empty()) call.Fail("It was not done.");

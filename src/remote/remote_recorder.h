@@ -36,16 +36,16 @@ class RemoteRecorder {
   public:
     virtual ~RemoteRecorder() = default;
     virtual RecorderState State() = 0;
-    // Empty: as it is. False where it does not open, which the host was told.
+    // False where it does not open, which the host was told.
     virtual bool OpenSource(const std::string& source) = 0;
     virtual bool Load(const std::filesystem::path& configuration) = 0;
     // Answers why the value may not be used; empty when it was.
     virtual std::string Set(const std::string& key, const std::string& value) = 0;
     // "start", "stop", "pause", "view", "save", "done", "note", "autoscale", "settings". False: there is no
-    // such.
+    // such, or it is not enabled.
     virtual bool Press(std::string_view button) = 0;
-    // Marks this moment.
-    virtual void Note(std::string_view text) = 0;
+    // Marks this moment. False where nothing is recorded.
+    virtual bool Note(std::string_view text) = 0;
     // False when it stays open. Without asking where samples are given up.
     virtual bool Close(bool discards) = 0;
     // Spikes of a trace (from 1; 0: of none) above a level (V), or below it.

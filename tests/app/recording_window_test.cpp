@@ -192,6 +192,29 @@ TEST_F(RecordingWindowTest, SeriesAppendAndTheirFileFollows) {
     EXPECT_TRUE(IsReady(window, "loadConfiguration"));
 }
 
+// A picture that is held has the size and the axes on which it was painted.
+TEST_F(RecordingWindowTest, WhatIsHeldStaysAsItWasPainted) {
+    RecordingWindow& window = Open();
+    window.Display().SetOverlay(true);
+    Record(window);
+    EXPECT_TRUE(window.Press("pause"));
+    QApplication::processEvents();
+    const auto trace = [&] {
+        const QImage all = window.Display().grab().toImage();
+        return all.copy(0, 0, 240, 120);
+    };
+    const QImage held = trace();
+    window.resize(window.width() + 200, window.height() + 150);
+    QApplication::processEvents();
+    window.Display().Autoscale();
+    window.Display().SetSpan(50.0);
+    EXPECT_EQ(trace(), held);
+    EXPECT_TRUE(window.Press("stop"));
+    AwaitEnd(window);
+    Record(window);
+    EXPECT_NE(trace(), held);
+}
+
 TEST_F(RecordingWindowTest, AnotherNoteKeepsTheTextOfTheOneBefore) {
     RecordingWindow& window = Open();
     Record(window);

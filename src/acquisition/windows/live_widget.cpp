@@ -50,8 +50,6 @@ LiveWidget::LiveWidget(Session& session, QWidget* parent) : QWidget(parent), ses
     connect(&frameTimer_, &QTimer::timeout, this, [this] { update(); });
 }
 
-LiveWidget::~LiveWidget() { view_.reset(); }
-
 void LiveWidget::SetOverlay(bool overlays) {
     overlays_ = overlays;
     ghost_ = QImage();
@@ -89,7 +87,6 @@ void LiveWidget::Show(Recorded recorded) {
     spanMs_ = recorded.spanMs;
     restarts_ = recorded.restarts;
     isSingle_ = recorded.isSingle;
-    startMs_ = recorded.startMs;
     base_ = dropped_ = frames_ = 0;
     latencies_.clear();
     mostScans_ = std::numeric_limits<int64_t>::max();
@@ -112,6 +109,7 @@ void LiveWidget::BeginTraces() {
 }
 
 void LiveWidget::SetSpan(double spanMs) {
+    if (isPaused_) return;
     base_ += traces_.Scans();
     spanMs_ = spanMs;
     BeginTraces();
@@ -121,6 +119,7 @@ void LiveWidget::SetSpan(double spanMs) {
 void LiveWidget::SetPaused(bool paused) {
     if (isPaused_ == paused) return;
     isPaused_ = paused;
+    if (!paused) Fit();
     update();
 }
 
@@ -195,7 +194,8 @@ QString LiveWidget::TraceName(int trace) const {
 }
 
 void LiveWidget::SetLimits(int trace, double top, double bottom) {
-    if (!std::isfinite(top) || !std::isfinite(bottom) || top == bottom) return;
+    // What is held stays on the axes on which it was painted.
+    if (isPaused_ || !std::isfinite(top) || !std::isfinite(bottom) || top == bottom) return;
     view_->SetLimits(trace, bottom, top, "Axis");
     groundIsCurrent_ = false;
     update();
@@ -243,6 +243,7 @@ void LiveWidget::PlaceRaster() {
 void LiveWidget::MakeGround() {
     const double ratio = devicePixelRatioF();
     const QSize pixels = size() * ratio;
+    if (isPaused_ && !ground_.isNull()) return;
     if (groundIsCurrent_ && ground_.size() == pixels && ground_.devicePixelRatio() == ratio) return;
     view_->m_crBackground = session_.viewHabits.m_crBackground;
     ground_ = QImage(pixels, QImage::Format_RGB32);
@@ -278,6 +279,7 @@ void LiveWidget::paintEvent(QPaintEvent*) {
         shownFirst_ = traces_.FirstColumn();
         shownLast_ = traces_.LastColumn();
     }
+    painter.fillRect(rect(), ToQColor(view_->m_crBackground));
     painter.drawImage(QPoint(0, 0), ground_);
     const PixelRect plot = view_->Plot().layout.plot;
     QImage ring(reinterpret_cast<const uchar*>(raster_.Pixels().data()), raster_.Width(),
@@ -346,8 +348,7 @@ void LiveWidget::DrawNotes(DrawDevice& device) const {
     const PixelRect& rect = plot.layout.plot;
     const uint32_t paper = plot.settings.m_crBackground, colour = SeenOn(noteColour, paper);
     for (const CMarker& note : notes_) {
-        const double x =
-            XOfScan((note.m_dTime - startMs_) / doc_->sampleInterval - static_cast<double>(base_));
+        const double x = XOfScan(note.m_dTime / doc_->sampleInterval - static_cast<double>(base_));
         if (!(x > rect.left && x < rect.right)) continue;
         const int column = static_cast<int>(x);
         device.SetPen({colour, 1, Pen::Style::dashed});
@@ -409,10 +410,14 @@ void LiveWidget::DrawHint(DrawDevice& device) const {
 
 // --- what the window system sends ---
 
-void LiveWidget::resizeEvent(QResizeEvent*) {
-    if (view_) view_->OnSize(width(), height());
+// What is held keeps its size.
+void LiveWidget::Fit() {
+    if (!view_ || isPaused_) return;
+    view_->OnSize(width(), height());
     groundIsCurrent_ = false;
 }
+
+void LiveWidget::resizeEvent(QResizeEvent*) { Fit(); }
 
 void LiveWidget::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);

@@ -24,7 +24,6 @@ class LiveWidget : public QWidget, public AcqObserver {
     using Clock = std::chrono::steady_clock;
 
     explicit LiveWidget(Session& session, QWidget* parent = nullptr);
-    ~LiveWidget() override;
 
     // What is recorded, or will be: traces, labels, axes and interval of a document without samples.
     struct Recorded {
@@ -33,7 +32,6 @@ class LiveWidget : public QWidget, public AcqObserver {
         double spanMs = 2000.0;
         bool restarts = false;  // sweep modes 0 and 1
         bool isSingle = false;  // all of it fits into the span
-        double startMs = 0.0;   // of what is shown
     };
     // Blank, with these axes.
     void Show(Recorded recorded);
@@ -97,12 +95,13 @@ class LiveWidget : public QWidget, public AcqObserver {
     enum class Drag { none, level, axis };
 
     void NewData();
+    void Fit();
     void MakeGround();
     void PlaceRaster();
     void BeginTraces();
     void KeepGhost();
     double XOfScan(double scan) const;
-    double TimeOfScan(double scan) const { return startMs_ + (scan + base_) * doc_->sampleInterval; }
+    double TimeOfScan(double scan) const { return (scan + base_) * doc_->sampleInterval; }
     void DrawTimes(DrawDevice& device) const;
     void DrawSweepEdge(DrawDevice& device) const;
     void DrawNotes(DrawDevice& device) const;
@@ -117,7 +116,7 @@ class LiveWidget : public QWidget, public AcqObserver {
     std::unique_ptr<CAcqDoc> doc_;
     std::unique_ptr<CKymoraView> view_;
     ScanFormat format_;
-    double spanMs_ = 2000.0, startMs_ = 0.0;
+    double spanMs_ = 2000.0;
     bool restarts_ = false, isSingle_ = false, isPaused_ = false, detects_ = false;
     int64_t base_ = 0;  // scans before those of traces_
     int64_t mostScans_ = std::numeric_limits<int64_t>::max();

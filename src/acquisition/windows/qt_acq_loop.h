@@ -2,7 +2,6 @@
 // The event loop of a window, for a recording interface.
 
 #include <QObject>
-#include <QPointer>
 #include <QTimer>
 #include <atomic>
 #include <chrono>

@@ -239,7 +239,6 @@ bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
     if (!MayLoseSamples()) return false;
     if (path && !OpenSourceFor(*path)) return false;
     if (!engine_) return false;
-    DropReview();
     ConfigurationTarget target;
     target.type = engine_->m_settings.m_eRecordingType;
     if (board_) target.board = board_->BoardTarget();
@@ -249,6 +248,8 @@ bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
     };
     const Hold alone(loop_);
     if (!kymora::LoadConfiguration(session_, std::move(path), target, engine_->m_settings)) return false;
+    DropReview();
+    engine_->GiveUp();
     ShowSettings();
     ShowPrepared();
     UpdateControls();
@@ -303,7 +304,7 @@ std::string RecordingWindow::Set(const std::string& key, const std::string& valu
 }
 
 bool RecordingWindow::ShowPage(const QString& title) {
-    protocol_->setVisible(true);
+    ShowSettingsPages(true);
     UpdateControls();
     return protocol_->ShowPage(title);
 }
@@ -344,7 +345,7 @@ void RecordingWindow::Start() {
     if (engine_->HasEnded()) {
         if (const std::string fault = protocol_->Fault(); !fault.empty()) {
             session_.host.Failure(fault);
-            protocol_->setVisible(true);
+            ShowSettingsPages(true);
             return protocol_->FocusFault();
         }
         if (!MayLoseSamples() || !TakeNewSettings()) return;
@@ -443,11 +444,15 @@ void RecordingWindow::Note() {
 
 void RecordingWindow::NoteText(const QString& text) {
     if (!engine_ || !openNote_) return;
+    LabelNote(text);
+    EndNote();
+}
+
+void RecordingWindow::LabelNote(const QString& text) {
     std::vector<CMarker>& markers = engine_->Document().markers;
     const auto note = std::ranges::find(markers, *openNote_, &CMarker::m_dTime);
     if (note != markers.end() && !text.trimmed().isEmpty()) note->m_strLabel = text.trimmed().toStdString();
     ShowNotes();
-    EndNote();
 }
 
 // What was seen before the first scan that is stored, ms: an internal trigger lets go what came before.
@@ -471,12 +476,17 @@ void RecordingWindow::EndNote() {
 
 // --- what the interface tells ---
 
-void RecordingWindow::OnStateChanged() { SoonUpdate(); }
+void RecordingWindow::OnStateChanged() {
+    // A recording that saves itself does so now, with what is typed until now.
+    if (engine_ && engine_->IsIdle() && openNote_) LabelNote(noteText_->text());
+    SoonUpdate();
+}
 
 void RecordingWindow::OnBegun() {
     scansSeen_ = notes_ = 0;
     scansAt_ = LiveWidget::Clock::now();
     if (openNote_) EndNote();
+    if (!engine_->m_bDisplayOnly) saved_.clear();
     ShowPrepared();
     hasBegun_ = true;
     if (!IsTriggeredInside()) live_->SetMostScans(engine_->ScansPerSweep());
@@ -493,6 +503,7 @@ void RecordingWindow::OnScansPassed(int64_t scans) {
 }
 
 void RecordingWindow::OnSkipped(int64_t scan) {
+    live_->SetWokenAt(loop_.WokenAt());
     scansSeen_ = std::max(scansSeen_, scan);
     scansAt_ = LiveWidget::Clock::now();
 }

@@ -108,9 +108,6 @@ class RecordingWindow : public QDialog, public AcqObserver {
     const std::string& Source() const { return source_; }
     // The last recording as it can be scrolled; null while there is none, or it is made.
     ViewWidget* Review() const { return review_; }
-    // Others who see what is recorded; they leave before the window goes.
-    void AddObserver(AcqObserver& observer) { observers_.Add(observer); }
-    void RemoveObserver(AcqObserver& observer) { observers_.Remove(observer); }
 
     // --- AcqObserver ---
     void OnStateChanged() override;
@@ -156,6 +153,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     bool OpenWithScope();
     void ShowPrepared();
     void ShowSettings();
+    void ShowSettingsPages(bool shows);
     void TakeSettings();
     void ShowReview();
     void DropReview();
@@ -166,6 +164,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void ShowDetectTraces();
     void UpdateDetection();
     void TakeAxis(int trace, double top, double bottom);
+    void LabelNote(const QString& text);
     void EndNote();
     void ShowNotes();
     void EndViewing();

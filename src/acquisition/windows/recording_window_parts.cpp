@@ -161,7 +161,6 @@ void RecordingWindow::MakeMiddle(QVBoxLayout* column) {
     stack_ = new QStackedWidget(halves);
     live_ = new LiveWidget(session_, stack_);
     live_->installEventFilter(this);
-    live_->setToolTip({});
     stack_->addWidget(live_);
     connect(live_, &LiveWidget::AxisChanged, this, &RecordingWindow::TakeAxis);
     connect(live_, &LiveWidget::LevelChanged, this, [this](double level) { level_->setValue(level); });
@@ -247,9 +246,11 @@ bool RecordingWindow::Press(const QString& button) {
 
 QString RecordingWindow::NoticeText() const { return notice_->Text(); }
 
-void RecordingWindow::ToggleSettings() {
-    protocol_->setVisible(protocol_->isHidden());
-    settingsButton_->setChecked(!protocol_->isHidden());
+void RecordingWindow::ToggleSettings() { ShowSettingsPages(protocol_->isHidden()); }
+
+void RecordingWindow::ShowSettingsPages(bool shows) {
+    protocol_->setVisible(shows);
+    settingsButton_->setChecked(shows);
 }
 
 // --- what they show ---

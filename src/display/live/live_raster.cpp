@@ -15,6 +15,7 @@ void LiveRaster::SetSize(int width, int height) {
     if (width == width_ && height == height_) return;
     width_ = width;
     height_ = height;
+    pixels_.assign(static_cast<size_t>(width_) * static_cast<size_t>(height_), 0);
     Forget();
 }
 
@@ -24,9 +25,9 @@ void LiveRaster::SetLooks(std::vector<Look> looks) {
     Forget();
 }
 
-int LiveRaster::Paint(const LiveTraces& traces) {
-    if (painted_ == nothing) pixels_.assign(static_cast<size_t>(width_) * static_cast<size_t>(height_), 0);
-    if (traces.Scans() == 0) return 0;
+void LiveRaster::Paint(const LiveTraces& traces) {
+    if (painted_ == nothing) std::ranges::fill(pixels_, 0u);
+    if (traces.Scans() == 0) return;
     const int64_t last = traces.LastColumn();
     const int64_t first = std::max({int64_t{0}, painted_, last - width_ + 1});
     for (int64_t column = first; column <= last; ++column) PaintColumn(traces, column);
@@ -36,7 +37,6 @@ int LiveRaster::Paint(const LiveTraces& traces) {
         const int64_t end = std::min<int64_t>(last + gap, last - last % width_ + width_ - 1);
         for (int64_t column = last + 1; column <= end; ++column) Blank(column);
     }
-    return static_cast<int>(last - first + 1);
 }
 
 void LiveRaster::Blank(int64_t column) {

@@ -23,8 +23,8 @@ class LiveRaster {
     void SetLooks(std::vector<Look> looks);
     void Forget() { painted_ = nothing; }
 
-    // Paints what came since the last time. Answers how many columns that were.
-    int Paint(const LiveTraces& traces);
+    // Paints what came since the last time.
+    void Paint(const LiveTraces& traces);
 
     int Width() const { return width_; }
     int Height() const { return height_; }

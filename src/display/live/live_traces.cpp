@@ -93,10 +93,6 @@ int64_t LiveTraces::FirstColumn() const {
     return std::max<int64_t>(0, last - columns_ + 1);
 }
 
-double LiveTraces::FirstScan() const {
-    return static_cast<double>(FirstColumn()) * scansAcross_ / static_cast<double>(columns_);
-}
-
 int64_t LiveTraces::OldestBin() const {
     return std::max<int64_t>(0, BinCount() - static_cast<int64_t>(ring_));
 }

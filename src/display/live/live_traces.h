@@ -35,8 +35,6 @@ class LiveTraces {
     void Add(std::span<const std::byte> scans);
     // So many scans pass without being shown.
     void Pass(int64_t scans);
-    // The next scan is this one, at or behind those before; what lies between is not shown.
-    void GoOnAt(int64_t scan) { Pass(scan - scans_); }
 
     int Columns() const { return columns_; }
     size_t Traces() const { return format_.channels; }
@@ -52,8 +50,6 @@ class LiveTraces {
     // The first column that further scans may change; at or before the last. A bin that still grows stands in
     // the column of its first scan.
     int64_t OpenColumn() const { return scans_ > 0 ? ColumnOf((BinCount() - 1) * scansPerBin_) : 0; }
-    // The scan at the left edge.
-    double FirstScan() const;
 
     // What the trace covers in a column: the rows between its minimum and maximum, joined to the column
     // before. Nothing where there is no sample. `rows` maps values (V) to rows.

@@ -157,7 +157,7 @@ TEST(LiveTraces, WhatPassedIsLeftOut) {
     live.Add(std::as_bytes(std::span(codes)));
     live.Pass(5);
     live.Add(std::as_bytes(std::span(codes)));
-    live.GoOnAt(30);
+    live.Pass(30 - live.Scans());
     const ValueScale rows(1.0, -1.0, 0, 100);
     for (int64_t column = 0; column < 30; ++column)
         EXPECT_EQ(live.Span(0, column, rows).has_value(), column < 10 || (column >= 15 && column < 25))
