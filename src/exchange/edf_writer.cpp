@@ -207,6 +207,7 @@ std::string EdfExport::Onset(int64_t position) const {
 }
 
 std::string EdfExport::AnnotationOf(int channel, const CEventKM& event) const {
+    if (event.onPosition < 0) return {};  // it has no place
     std::string tal = Onset(event.onPosition);
     const int64_t length = int64_t{event.offPosition} - event.onPosition;
     if (length > 1) tal += "\x15" + EdfSeconds(static_cast<double>(length) * records_.interval / 1000.0);

@@ -120,7 +120,8 @@ void WavExport::AddCues(ChunkBytes& chunks) const {
     for (const int c : ExportChannels(doc_))
         for (int i = 0; i < doc_.GetNumEvents(c); ++i) {
             const CEventKM& event = *doc_.GetEvent(c, i);
-            const auto at = static_cast<uint64_t>(std::max(event.onPosition, 0));
+            if (event.onPosition < 0) continue;  // it has no place
+            const auto at = static_cast<uint64_t>(event.onPosition);
             ++count;
             points.Number(count, 4);
             points.Number(at, 4);

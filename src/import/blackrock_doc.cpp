@@ -25,6 +25,11 @@ double RateOf(uint32_t period) {
 
 }  // namespace
 
+int CBlackrockDoc::FirstStreamNumber() const {
+    const std::string name = filePath.filename().string();
+    return !name.empty() && name.back() >= '1' && name.back() <= '9' ? name.back() - '0' : 0;
+}
+
 std::vector<DataStream> CBlackrockDoc::ReadStreams(const DataFile& file) {
     channels_.clear();
     pieces_.clear();
@@ -203,6 +208,7 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
         headerBytes < 336 || headerBytes > std::min(mostNevHeader, file->Length()) || resolution < 1.0)
         return;
     const size_t timeBytes = id == "BREVENTS" ? 8 : 4;
+    if (packetBytes < timeBytes + 6) return;
     std::map<int, std::string> labels;
     const FileFields extended(*file, 336, headerBytes - 336);
     for (size_t at = 0; at + 32 <= extended.Length(); at += 32)

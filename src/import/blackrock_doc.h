@@ -17,6 +17,8 @@ class CBlackrockDoc : public CStreamDoc {
     std::vector<DataStream> ReadStreams(const DataFile& file) override;
     ForeignRecording ReadStream(const StreamChoice& choice) override;
     const char* DetailsTitle() const override { return "Blackrock File Details"; }
+    // The .ns1 to .ns9 of a recording have one side-car, and rates of their own.
+    int FirstStreamNumber() const override;
 
   private:
     struct Channel {

@@ -72,7 +72,7 @@ const std::vector<Format>& Formats() {
         {"CAxonDoc", typeAxon, {.make = Make<CAxonDoc>}, {{".abf", 4, inBatch, "Axon gap-free (*abf)", "Axon Document"}}},
         {"CCEDDoc", typeCed, {.make = Make<CCEDDoc>}, {{".cfs", 7, inBatch, "CED signal (*.cfs)", "CED Signal Document"}}},
         {"CSpike2Doc", typeSpike2, {.make = Make<CSpike2Doc>}, {{".smr", 8, inBatch, "CED Spike2 (*.smr)", "CED Spike 2 Document"}}},
-        {"CSpike64Doc", noFileType, {.make = Make<CSpike64Doc>, .refuses = true}, {{".smrx", 9, notInBatch, "CED Spike2 (*.smrx)", "CED Spike 2 64-bit Document"}}},
+        {"CSpike64Doc", noFileType, {.make = Make<CSpike64Doc>}, {{".smrx", 9, notInBatch, "CED Spike2 (*.smrx)", "CED Spike 2 64-bit Document"}}},
         {"CECRDoc", 6, noReader, {{".prm", 10, inBatch, "EGAA ECR (*prm)", "ECR Document"}}},
         {"CScopeDoc", 7, noReader, {{".bfr", 11, inBatch, "EGAA Scope (*.bfr)", "Scope Document"}}},
         {"CAscDoc", typeText, {.make = Make<CAscDoc>, .asks = true},

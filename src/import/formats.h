@@ -18,7 +18,6 @@ struct FormatReader {
     DocumentMaker make = nullptr;  // null for a format that is recognised but cannot be read
     bool asks = false;             // its files do not tell all that is needed
     bool folds = false;            // tells extremes without making every sample
-    bool refuses = false;          // the class says why it reads no file
     bool savesInPlace = false;     // the others keep what the user adds in a side-car
 };
 

@@ -396,7 +396,7 @@ void MatLister::TakeNumbers(MatBytes& bytes, const Shape& shape, const Tag& tag,
     const uint64_t each = BytesOfMat(tag.type), held = tag.length / each;
     if (shape.rows > held || shape.columns > held / shape.rows) RefuseMat("it is damaged or cut off.");
     if (shape.rows * shape.columns == 1) {
-        const auto raw = BytesOf(bytes, tag);
+        const auto raw = BytesOf(bytes, tag, each);
         return ConvertMatType(tag.type, ByteSpan(raw).first(each), isBig_, &found_.numbers[name]);
     }
     const uint64_t at = tag.bytes ? bytes.Place() - tag.bytes->size() : bytes.Place();

@@ -176,7 +176,8 @@ ForeignTrace CNeuralynxDoc::TraceOf(const DataFile& joined, uint64_t start, cons
     const auto runs = BlockTimes(channel.records, perRecord, clock,
                                  MostRuns(static_cast<uint64_t>(channel.records) * recordBytes, 1), time)
                           .Runs();
-    const int64_t late = std::llround(static_cast<double>(channel.firstTime - firstTime_) * samplesPerUs);
+    const int64_t late =
+        std::llround(std::min(static_cast<double>(channel.firstTime - firstTime_) * samplesPerUs, 1e15));
     for (size_t r = 0; r < runs.size(); ++r) {
         const int64_t end = r + 1 < runs.size() ? runs[r + 1].block : channel.records;
         const int64_t samples = (end - runs[r].block - 1) * perRecord + ValidInRecord(joined, start, end - 1);

@@ -65,6 +65,9 @@ int64_t Behind(int64_t number, int64_t first) {
     return std::clamp<int64_t>(apart, 0, furthest);
 }
 
+// The place of what happened at a moment; -1 before the stream's first sample.
+int64_t PlaceOf(int64_t number, int64_t first) { return number < first ? -1 : Behind(number, first); }
+
 std::string_view FirstPart(const std::string& folder) {
     return std::string_view(folder).substr(0, folder.find('/'));
 }
@@ -224,7 +227,9 @@ void COpenEphysDoc::AddMessages(ForeignRecording& recording, const EventFolder& 
     ForeignEvents found{"Messages", "Messages of the recording"};
     const int64_t count = std::min<int64_t>({texts->Count(), numbers->Count(), int64_t{100000}});
     for (int64_t i = 0; i < count; ++i) {
-        const double seconds = static_cast<double>(Behind(numbers->Whole(i), main.firstNumber)) / main.rate;
+        const int64_t place = PlaceOf(numbers->Whole(i), main.firstNumber);
+        if (place < 0) continue;
+        const double seconds = static_cast<double>(place) / main.rate;
         const double position = std::clamp(seconds * shown.rate, 0.0, 1e15);
         AddPlaced(found.events, std::llround(position), std::llround(position) + 1, from, texts->Text(i));
     }
@@ -242,7 +247,7 @@ void COpenEphysDoc::AddSpikes(ForeignRecording& recording, const EventFolder& ev
     const auto units = clusters ? clusters->Wholes(mostForeignEvents) : std::vector<int64_t>();
     ForeignEvents found{events.name.empty() ? "Spikes" : events.name, "Spikes; the value is the unit"};
     for (size_t i = 0; i < at.size(); ++i) {
-        const int64_t position = Behind(at[i], stream.firstNumber);
+        const int64_t position = PlaceOf(at[i], stream.firstNumber);
         const size_t before = found.events.size();
         AddPlaced(found.events, position, position + 1, from);
         if (found.events.size() > before && i < units.size())

@@ -161,7 +161,7 @@ std::vector<SonBlock> SonBlockWalk::BlocksOf(const SonChannel& channel) {
         if (!fits)
             Refuse(fmt::format("A block of channel {} holds more than its size allows.", channel.number));
         const uint64_t count = std::min<uint64_t>(stated, (size - offset - blockHead) / itemBytes);
-        const SonBlock block{offset + blockHead, head.I32(8), head.I32(12), static_cast<int>(count)};
+        const SonBlock block{offset + blockHead, head.I32(8), static_cast<int>(count)};
         turnsBack = !blocks.empty() && !LeadsOn(channel, blocks.back(), block);
         if (turnsBack) break;
         const uint64_t bytes = blockHead + count * itemBytes;

@@ -55,7 +55,7 @@ struct SonChannel {
 // Where the items of a block lie.
 struct SonBlock {
     uint64_t items = 0;  // file offset of the first
-    int32_t start = 0, end = 0;
+    int32_t start = 0;
     int count = 0;
 };
 

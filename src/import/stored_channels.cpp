@@ -174,8 +174,14 @@ void StoredChannelReader::FindRows() {
     if (first.perBlock > 0 || first.type == NumberType::u16 || first.type == NumberType::i24 ||
         first.order == ByteOrder::big || first.stride != bytes * channels_.size())
         return;
+    // Rows are made single precision before they are scaled.
+    const bool isWide = first.type == NumberType::i32 || first.type == NumberType::f64;
     for (size_t c = 0; c < channels_.size(); ++c) {
         const ChannelSource& channel = channels_[c];
+        if (isWide && !std::all_of(channel.scales.begin(), channel.scales.end(), [](const ValueScale& scale) {
+                return scale.factor == 1.0 && scale.offset == 0.0 && scale.divisor == 0.0f;
+            }))
+            return;
         const bool isLike = channel.type == first.type && channel.order == first.order &&
                             channel.stride == first.stride && !channel.IsDrawnOut() &&
                             channel.stretches.size() == first.stretches.size() &&

@@ -77,8 +77,8 @@ ForeignRecording CStreamDoc::ReadRecording(const DataFile& file) {
     const DataStream& stream = streams_[choice_.stream];
     ForeignRecording recording = ReadStream(choice_);
     for (const int place : choice_.channels)
-        recording.signals.push_back({static_cast<int>(choice_.stream) * streamStep + place,
-                                     stream.channels[static_cast<size_t>(place)].label});
+        recording.signals.push_back(
+            {StreamNumber() * streamStep + place, stream.channels[static_cast<size_t>(place)].label});
     recording.details.insert(recording.details.begin(), {"Stream", Summary(stream)});
     if (stream.digitalBytes > 0 && !choice_.digital)
         recording.log += "The digital lines were not searched for events; the import setting digital=events "
@@ -93,7 +93,7 @@ void CStreamDoc::Choose() {
     if (!(stream.rate > 0.0) || !std::isfinite(stream.rate) || !std::isfinite(1000.0 / stream.rate))
         throw OpenError(fmt::format("This file states {} samples in a second.", stream.rate));
     fromSeconds_ = FromSetting();
-    choice_.from = std::llround(fromSeconds_ * stream.rate);
+    choice_.from = std::llround(std::min(fromSeconds_ * stream.rate, 1e15));
     if (choice_.from > 0 && choice_.from >= stream.samples)
         throw ImportSettingError("from", fmt::format("{:.9g}", fromSeconds_),
                                  fmt::format("seconds before the end of the recording, which is at {:.9g} s",
@@ -106,7 +106,8 @@ size_t CStreamDoc::ChooseStream() {
     if (setting) return FindStream(streams_, *setting);
     size_t proposed = 0;
     if (stored_.areTold && !stored_.sources.empty())
-        proposed = static_cast<size_t>(std::max(stored_.sources[0].index, 0) / streamStep);
+        proposed =
+            static_cast<size_t>(std::max(stored_.sources[0].index / streamStep - FirstStreamNumber(), 0));
     if (proposed >= streams_.size()) proposed = 0;
     if (streams_.size() < 2) return proposed;
     if (!GetOpening().Asks()) {
@@ -143,7 +144,7 @@ std::vector<int> CStreamDoc::Remembered() const {
     if (!stored_.areTold) return places;
     const auto channels = static_cast<int>(streams_[choice_.stream].channels.size());
     for (const TraceSignal& signal : stored_.sources) {
-        const int place = signal.index - static_cast<int>(choice_.stream) * streamStep;
+        const int place = signal.index - StreamNumber() * streamStep;
         if (place >= 0 && place < std::min(channels, streamStep)) places.push_back(place);
     }
     std::sort(places.begin(), places.end());
@@ -224,10 +225,10 @@ void CStreamDoc::Cut(ForeignRecording& recording) const {
 // Positions in a side-car are those of the stream that it was made with, from its beginning.
 SideCarResult CStreamDoc::ReadOwnSideCar() {
     const bool isOther = stored_.areTold && !stored_.sources.empty() &&
-                         static_cast<size_t>(stored_.sources[0].index / streamStep) != choice_.stream;
+                         stored_.sources[0].index / streamStep != StreamNumber();
     const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
     if (isOther || choice_.from > 0) {
-        MarkSideCarAsOthers(*this, isOther ? "the side-car belongs to another stream of it"
+        MarkSideCarAsOthers(*this, isOther ? "the side-car belongs to another stream of the recording"
                                            : "the side-car belongs to its beginning");
         return SideCarResult::none;
     }

@@ -48,6 +48,9 @@ class CStreamDoc : public CForeignDoc {
     // another file in the place of sampleFile.
     virtual ForeignRecording ReadStream(const StreamChoice& choice) = 0;
 
+    // The number of the first stream in the side-car: files that share one have numbers of their own.
+    virtual int FirstStreamNumber() const { return 0; }
+
     ForeignRecording ReadRecording(const DataFile& file) final;
     SideCarResult ReadOwnSideCar() override;
 
@@ -55,6 +58,8 @@ class CStreamDoc : public CForeignDoc {
     bool GoesOn(std::unique_ptr<Progress>& progress, const char* what, uint64_t done, uint64_t all);
 
   private:
+    // In the side-car, of the chosen stream.
+    int StreamNumber() const { return static_cast<int>(choice_.stream) + FirstStreamNumber(); }
     void Choose();
     size_t ChooseStream();
     std::vector<int> Remembered() const;

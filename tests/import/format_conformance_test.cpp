@@ -95,7 +95,7 @@ struct Bench {
 // Runs part of the script over all samples.
 void ForEachSample(const std::function<void(Bench&, const Format&)>& run) {
     for (const Format& format : Formats()) {
-        if (!format.reader.make || format.reader.refuses) continue;
+        if (!format.reader.make || format.fileType == noFileType) continue;
         auto samples = SamplesOfFormat(format.className);
         if (samples.empty()) samples = ForeignSamples(format.className);
         if (samples.empty()) samples = StreamSamples(format.className);

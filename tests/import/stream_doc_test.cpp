@@ -284,6 +284,12 @@ TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
     EXPECT_EQ(doc->eventChannels[2].Events()[0].eventValue, 2.0f);
     EXPECT_EQ(doc->fileComment,
               "Blackrock, version 2.0\r\nRecorded on 2026-11-09 at 03:25:07 UTC\r\nslice 3\r\n");
+    // Another rate of the same recording has the same side-car, and other positions.
+    ASSERT_TRUE(doc->OnSaveDocument());
+    sample.fileName = "x.ns5";
+    EXPECT_FALSE(Open(sample)->OnSaveDocument());
+    sample.fileName = "x.ns2";
+    EXPECT_TRUE(Open(sample)->OnSaveDocument());
 }
 
 }  // namespace
