@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <cstring>
+
 #include "import/formats.h"
 
 namespace kymora {
@@ -23,6 +26,20 @@ std::string CannotReadText(const std::filesystem::path& path, const Format& form
                        path.filename().string(), what);
 }
 
+// Graph and digitized files of old systems have no extension, but begin with a mark.
+FormatMatch MatchOf(FileSystem& files, const std::filesystem::path& path) {
+    const FormatMatch match = FindFormat(path);
+    if (match.format || path.has_extension()) return match;
+    try {
+        std::array<std::byte, 4> mark{};
+        if (files.Open(path, OpenMode::readOnly)->ReadAt(0, mark) == mark.size() &&
+            (std::memcmp(mark.data(), "AxGr", 4) == 0 || std::memcmp(mark.data(), "axgx", 4) == 0))
+            return FindFormat("x.axgx");
+    } catch (const FileError&) {  // the caller tells that it is no recording
+    }
+    return match;
+}
+
 CDataDoc* AlreadyOpen(Session& session, CDataDoc* doc) {
     session.host.Log(fmt::format("found file {} already open\n", doc->filePath.string()));
     return doc;
@@ -40,7 +57,7 @@ std::filesystem::path RecordingIn(FileSystem& files, const std::filesystem::path
 
 Opened OpenRecording(Session& session, const std::filesystem::path& named, const OpenRequest& request) {
     const std::filesystem::path path = RecordingIn(session.files, named);
-    const FormatMatch match = FindFormat(path);
+    const FormatMatch match = MatchOf(session.files, path);
     Opened opened;
     if (!match.format)
         opened.opening.fault = unrecognisedTypeText;

@@ -97,6 +97,15 @@ TEST_F(OpenDocumentTest, FilesOfKnownTypesWithoutAReaderAreNamed) {
     }
 }
 
+TEST_F(OpenDocumentTest, AFileWithoutAnExtensionIsKnownByItsMark) {
+    for (const char* mark : {"AxGr", "axgx"}) {
+        const auto bytes = std::as_bytes(std::span(mark, 4));
+        files.Put("/cell", {bytes.begin(), bytes.end()});
+        EXPECT_FALSE(OpenDocument(session, "/cell"));
+        EXPECT_NE(host.LastMessage(), "Unrecognised file type: abandoning") << mark;
+    }
+}
+
 TEST_F(OpenDocumentTest, ABatchWritesWhatReadersTellToTheLog) {
     EdfBuilder many;
     for (int i = 0; i < 17; ++i) many.AddRamp("s" + std::to_string(i), 10);

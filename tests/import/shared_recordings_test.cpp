@@ -309,8 +309,8 @@ TEST(SharedDigitizedFile, OpensAsSweepsOfTwoChannels) {
     DiskFileSystem files;
     TestHost host;
     Session session{host, files};
-    fs::copy_file(source, folder / "x.axgd");
-    const auto doc = OpenDocument(session, folder / "x.axgd");
+    fs::copy_file(source, folder / source.filename());
+    const auto doc = OpenDocument(session, folder / source.filename());
     ASSERT_TRUE(doc) << host.LastMessage();
     EXPECT_EQ(doc->traceCount, 2);
     EXPECT_EQ(doc->GetNumEvents(0), 14);

@@ -215,8 +215,11 @@ class RowPainter {
         });
     }
 
-    // Labels stand where they do not cover the one before.
+    // Labels stand above their events, or where there is no room above beside them, and where they do not
+    // cover the one before.
     void PaintLabels(const RowColumns& columns) {
+        const int foot =
+            std::max(y_ - eventReach + 1, context_.layout.plot.top + device_.TextExtent("0").height);
         int end = -farthestPixel;
         for (const RowColumns::Label& label : columns.labels) {
             if (label.x < end) continue;
@@ -224,7 +227,7 @@ class RowPainter {
             end = label.x + device_.TextExtent(text).width + 6;
             const int beside = label.event->eventTag != 0 ? tagReach + 2 : 2;
             RimmedText(
-                device_, label.x + beside, y_ - eventReach + 1, text,
+                device_, label.x + beside, foot, text,
                 {columns.ColourOf(*label.event), TextStyle::Horizontal::left, TextStyle::Vertical::bottom},
                 context_.settings.m_crBackground);
         }
