@@ -103,7 +103,7 @@ class CAcqView : protected AcqEventLoop::Target {
     // Samples were stored, and are in no file yet.
     bool HasUnsaved() const { return m_bUnsaved; }
     // Gives up what was recorded and is in no file.
-    void GiveUp();
+    virtual void GiveUp();
     // What is asked before other settings count that the present data do not fit; null: nothing.
     virtual const char* ClearQuestion(const AcquisitionSettings&) const { return nullptr; }
 

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "acquisition/acq_faults.h"
+#include "import/open_document.h"
 #include "recording/output_pulse_buffers.h"
 #include "recording/recording_save.h"
 
@@ -19,6 +19,10 @@ constexpr const char* noStimulusText =
 constexpr const char* noSaveFileText = "Couldn't open save file";
 constexpr const char* windowLeftText =
     "The monitored window, which moves with the delay, has left the sweep. The search has ended.";
+constexpr const char* otherDurationText =
+    "You have data currently displayed that will be erased if you change the sweep acquisition duration. "
+    "Continue?";
+constexpr const char* noLengthText = "A sweep needs a duration above 0 ms.";
 constexpr uint32_t stillSpikeColour = 255;
 constexpr int mostTimerMs = 1000000000;
 constexpr double mostPulseSamples = 1e7;
@@ -42,11 +46,6 @@ bool CDTRefrAcqView::Open() {
     if (DacChannels() > 0) return true;
     Fail(noStimulusText);
     return false;
-}
-
-size_t CDTRefrAcqView::AcceptedCount() const {
-    return static_cast<size_t>(
-        std::count_if(m_sweeps.begin(), m_sweeps.end(), [](const Sweep& one) { return one.isAccepted; }));
 }
 
 // --- a sweep ---
@@ -101,10 +100,14 @@ bool CDTRefrAcqView::BuildStimulus(const DacRange& range) {
 
 // The sweeps that are kept belong together: they are saved in one file.
 bool CDTRefrAcqView::PrepareSweep() {
+    if (!(Refractory().m_fSweepDur > 0.0f)) {
+        Fail(noLengthText);
+        return false;
+    }
     if (!PrepareStart()) return false;
     const bool isSame =
-        m_sweepChannels == ActiveChannels() && m_dSweepInterval == m_settings.m_dSampleInterval;
-    if (!m_sweeps.empty() && !isSame) {
+        !m_pLoaded && m_sweepChannels == ActiveChannels() && m_dSweepInterval == m_settings.m_dSampleInterval;
+    if (!m_data.list.empty() && !isSame) {
         Fail("Sweeps of other channels or another rate are kept. Save or delete them first.");
         return false;
     }
@@ -122,15 +125,6 @@ bool CDTRefrAcqView::FireSweep(AcqState state) {
     return false;
 }
 
-std::vector<float> CDTRefrAcqView::Monitored(const Sweep& sweep) const {
-    const size_t scanBytes = Format().ScanBytes();
-    std::vector<float> volts;
-    for (size_t at = 0; at + scanBytes <= sweep.samples.size(); at += scanBytes)
-        volts.push_back(static_cast<float>(
-            Format().Volts(std::span(sweep.samples).subspan(at, scanBytes), Refractory().m_nMonitorTrace)));
-    return volts;
-}
-
 // --- automatic ---
 
 bool CDTRefrAcqView::OnStart() {
@@ -140,7 +134,6 @@ bool CDTRefrAcqView::OnStart() {
     }
     m_bFailed = false;
     if (!MayRecord()) return false;
-    OnDeleteAll();
     // The rate of the board is known once it is configured.
     if (!PrepareStart()) return false;
     std::string fault = SearchFault(Refractory(), FrequencyKHz());
@@ -151,6 +144,7 @@ bool CDTRefrAcqView::OnStart() {
         Fail(fault);
         return false;
     }
+    OnDeleteAll();
     m_pSearch = std::make_unique<RefractorySearch>(Refractory(), FrequencyKHz());
     m_thresholds.push_back({m_pSearch->Delay(), {}, 0});
     if (!PrepareSweep()) {
@@ -190,11 +184,19 @@ void CDTRefrAcqView::OnWake() {
 }
 
 void CDTRefrAcqView::TakeSweep() {
-    Sweep& sweep = m_sweeps.emplace_back();
+    if (m_data.list.empty()) {
+        m_data.format = Format();
+        m_data.sampleInterval = m_dSweepInterval;
+        m_data.windowDelay = Refractory().m_fTrialDelay0;
+    }
+    RefractorySweep& sweep = m_data.list.emplace_back();
     sweep.samples = m_sweep;
     sweep.amplitude = AmplitudeNow();
     sweep.delay = DelayNow();
     sweep.time = GetSession().now();
+    m_nSelected = m_data.list.size() - 1;
+    ++m_nSweepCount;
+    m_strStatus = fmt::format("count: {}", m_nSweepCount);
     if (m_pObserver) m_pObserver->OnScans(sweep.samples);
     if (m_pSearch)
         Judge(sweep);
@@ -202,13 +204,17 @@ void CDTRefrAcqView::TakeSweep() {
         SetState(AcqState::idle);
 }
 
-void CDTRefrAcqView::Judge(Sweep& sweep) {
-    const auto judged =
-        m_pSearch->Judge(Monitored(sweep), [this](const std::string& line) { GetHost().Log(line); });
+void CDTRefrAcqView::Judge(RefractorySweep& sweep) {
+    const std::vector<float> volts =
+        m_data.Volts(m_nSelected, Refractory().m_nMonitorTrace, 0, m_data.ScansOf(m_nSelected));
+    const auto judged = m_pSearch->Judge(volts, [this](const std::string& line) { GetHost().Log(line); });
     sweep.delta = judged.change;
-    Threshold& here = m_thresholds.back();
+    m_nSpikesHere = m_pSearch->SpikesHere();
+    m_nSpikesTotal = m_pSearch->SpikesTotal();
+    m_nSweepCount = m_pSearch->SweepCount();
+    RefractoryThreshold& here = m_thresholds.back();
     if (judged.isAccepted) {
-        sweep.isAccepted = true;
+        sweep.isAccepted = sweep.hasSpike = m_bUnsaved = true;
         sweep.colour = judged.isFirst ? m_nSpikeColour : stillSpikeColour;
         here.amplitude = std::min(here.amplitude.value_or(sweep.amplitude), sweep.amplitude);
     }
@@ -242,12 +248,15 @@ bool CDTRefrAcqView::OnTry() {
 }
 
 bool CDTRefrAcqView::OnAccept() {
-    if (!IsIdle() || m_sweeps.empty() || m_sweeps.back().isAccepted) {
-        GetHost().Failure("There is no new sweep to accept.");
+    const size_t at = IsAutomatic() ? m_nSelected : m_data.list.size() - 1;
+    if (!IsIdle() || m_data.list.empty() || m_data.list[at].isAccepted) {
+        GetHost().Failure(IsAutomatic() ? "There is no sweep to accept, or it is accepted already."
+                                        : "There is no new sweep to accept.");
         return false;
     }
-    m_sweeps.back().isAccepted = true;
-    m_sweeps.back().colour = m_nSpikeColour;
+    m_data.list[at].isAccepted = m_bUnsaved = true;
+    m_data.list[at].colour = m_nSpikeColour;
+    if (IsAutomatic()) return true;
     m_fAmpNow = Refractory().m_fTrialAmp0;
     if (Refractory().m_bStepOnAccept) m_fDelayNow += Refractory().m_fDelayStep;
     m_bFresh = true;
@@ -255,13 +264,41 @@ bool CDTRefrAcqView::OnAccept() {
 }
 
 void CDTRefrAcqView::OnClear() {
-    std::erase_if(m_sweeps, [](const Sweep& one) { return !one.isAccepted; });
+    if (!IsIdle()) return;
+    std::erase_if(m_data.list, [](const RefractorySweep& one) { return !one.isAccepted; });
+    m_changesOf.reset();
+    Select(m_nSelected);
 }
 
 void CDTRefrAcqView::OnDeleteAll() {
-    m_sweeps.clear();
+    m_data = {};
+    m_pLoaded.reset();
     m_thresholds.clear();
+    m_changesOf.reset();
+    m_strStatus.clear();
+    m_nSelected = 0;
+    m_nSweepCount = m_nSpikesHere = m_nSpikesTotal = 0;
     m_bFresh = m_bNew = true;
+    m_bUnsaved = false;
+}
+
+void CDTRefrAcqView::GiveUp() {
+    CAcqView::GiveUp();
+    if (IsIdle()) OnDeleteAll();
+}
+
+const char* CDTRefrAcqView::ClearQuestion(const AcquisitionSettings& settings) const {
+    const bool isOther = settings.refractory.m_fSweepDur != Refractory().m_fSweepDur;
+    return isOther && !m_data.list.empty() ? otherDurationText : nullptr;
+}
+
+std::vector<RefractoryThreshold> CDTRefrAcqView::Thresholds() const {
+    return m_thresholds.empty() ? ThresholdsOf(m_data) : m_thresholds;
+}
+
+std::pair<double, double> CDTRefrAcqView::Window() const {
+    if (m_pSearch) return {m_pSearch->WinStart(), m_pSearch->WinEnd()};
+    return {Refractory().m_fWinStart, Refractory().m_fWinEnd};
 }
 
 // --- saving ---
@@ -271,7 +308,8 @@ bool CDTRefrAcqView::OnSave() {
         Fail("No sweep was accepted, so that there is nothing to save.");
         return false;
     }
-    if (m_sweepChannels != ActiveChannels() || m_dSweepInterval != m_settings.m_dSampleInterval) {
+    if (!m_pLoaded &&
+        (m_sweepChannels != ActiveChannels() || m_dSweepInterval != m_settings.m_dSampleInterval)) {
         Fail("Channels or rate were changed since these sweeps. Set them back to save.");
         return false;
     }
@@ -283,13 +321,16 @@ bool CDTRefrAcqView::OnSave() {
 
 bool CDTRefrAcqView::SaveTo(const std::filesystem::path& path) {
     CAcqDoc doc(GetSession());
-    FillDocument(doc);
+    if (m_pLoaded)
+        CopyRecordingHead(*m_pLoaded, doc);
+    else
+        FillDocument(doc);
     try {
         if (!doc.WriteAcqFileStart(m_temporaryFolder)) {
             Fail(noSaveFileText);
             return false;
         }
-        WriteSweeps(doc, path);
+        WriteSweeps(doc, m_data, path);
     } catch (const FileError& error) {
         Fail(fmt::format("{}\n{}", noSaveFileText, error.what()));
         try {
@@ -299,33 +340,94 @@ bool CDTRefrAcqView::SaveTo(const std::filesystem::path& path) {
         }
         return false;
     }
+    m_bUnsaved = false;
     if (m_pObserver) m_pObserver->OnSaved(path);
     return true;
 }
 
-// Codes of four bytes count from the low end.
-void CDTRefrAcqView::WriteSweeps(CAcqDoc& doc, const std::filesystem::path& path) {
-    const size_t width = Format().bytesPerSample;
-    const uint32_t half = Format().encoding == 1 && width == 2 ? 1u << (Format().bits - 1) : 0u;
-    const uint32_t mask = width == 2 ? (1u << Format().bits) - 1u : ~0u;
-    std::optional<int64_t> first;
-    for (const Sweep& sweep : m_sweeps) {
-        if (!sweep.isAccepted) continue;
-        if (!first) doc.SetStartTime(*(first = sweep.time));
-        const auto at = static_cast<int32_t>(doc.StoredScans());
-        CEventKM mark = EpisodeMark(at, sweep.time - *first);
-        mark.eventValue = sweep.delta;
-        doc.eventChannels[0].AppendLoaded(std::move(mark));
-        doc.InsertMarker({doc.TimeOf(at), fmt::format("{:.6g} ms, {:.6g} V", sweep.delay, sweep.amplitude)});
-        std::vector<uint32_t> codes(sweep.samples.size() / width, 0);
-        for (size_t i = 0; i < codes.size(); ++i) {
-            std::memcpy(&codes[i], sweep.samples.data() + i * width, width);
-            codes[i] = (codes[i] ^ half) & mask;
-        }
-        doc.StoreScans(std::as_bytes(std::span(codes)));
+// --- review ---
+
+bool CDTRefrAcqView::OnLoadReview(std::optional<std::filesystem::path> path) {
+    if (!IsIdle()) {
+        GetHost().Failure("A search is under way. Stop it before you load a file.");
+        return false;
     }
-    doc.TakeStoredScans();
-    doc.FinishRecording(path);
+    if (!path) {
+        const auto chosen =
+            GetHost().ChooseOpenFiles({"File to load",
+                                       "Kymora DataTranslation recording (*.kymr-rec)|*.kymr-rec||",
+                                       recordingExtension + 1,
+                                       {}});
+        if (chosen.empty()) return false;
+        path = chosen.front();
+    }
+    try {
+        auto opened = OpenDocument(GetSession(), *path, {OpenFor::reading, OpenTalk::tells});
+        if (!opened) return false;
+        const bool isRecording = dynamic_cast<CAcqDoc*>(opened.get()) != nullptr;
+        if (!isRecording) throw FileError(onlySearchesText, 0);
+        std::unique_ptr<CAcqDoc> doc(static_cast<CAcqDoc*>(opened.release()));
+        RefractorySweeps sweeps = SweepsOf(*doc);
+        OnDeleteAll();
+        m_data = std::move(sweeps);
+        m_pLoaded = std::move(doc);
+        for (RefractorySweep& sweep : m_data.list) sweep.colour = m_nSpikeColour;
+        return true;
+    } catch (const FileError& error) {
+        GetHost().Failure(error.what());
+        return false;
+    }
+}
+
+void CDTRefrAcqView::Select(size_t sweep) {
+    m_nSelected = m_data.list.empty() ? 0 : std::min(sweep, m_data.list.size() - 1);
+}
+
+const std::vector<std::optional<float>>& CDTRefrAcqView::Changes() const {
+    std::pair now(Refractory(), m_data.list.size());
+    if (m_changesOf != now) {
+        m_changes = ChangesOf(m_data, Refractory());
+        m_changesOf = std::move(now);
+    }
+    return m_changes;
+}
+
+std::optional<float> CDTRefrAcqView::ReviewChange() const {
+    return m_data.list.empty() ? std::nullopt : Changes()[m_nSelected];
+}
+
+std::string CDTRefrAcqView::ReviewFault() const {
+    if (m_data.list.empty() || ReviewChange()) return {};
+    const bool isThere = Refractory().m_nMonitorTrace < m_data.format.channels &&
+                         WindowsOf(m_data, Refractory())[m_nSelected].IsIn(m_data.ScansOf(m_nSelected));
+    return isThere ? fewSweepsText : windowBeyondText;
+}
+
+std::pair<double, double> CDTRefrAcqView::ReviewWindow() const {
+    if (m_data.list.empty()) return Window();
+    const MonitoredWindow window = WindowsOf(m_data, Refractory())[m_nSelected];
+    return {static_cast<double>(window.first) * m_data.sampleInterval,
+            static_cast<double>(window.first + window.samples) * m_data.sampleInterval};
+}
+
+size_t CDTRefrAcqView::OnRecalculate() {
+    size_t count = 0;
+    for (size_t i = 0; i < m_data.list.size(); ++i) {
+        if (!Changes()[i]) continue;
+        m_data.list[i].delta = *Changes()[i];
+        m_bUnsaved = m_bUnsaved || m_data.list[i].isAccepted;
+        ++count;
+    }
+    return count;
+}
+
+void CDTRefrAcqView::OnDeleteSweep() {
+    if (!IsIdle() || m_data.list.empty()) return;
+    m_bUnsaved = m_bUnsaved || m_data.list[m_nSelected].isAccepted;
+    m_data.list.erase(m_data.list.begin() + static_cast<std::ptrdiff_t>(m_nSelected));
+    m_bUnsaved = m_bUnsaved && AcceptedCount() > 0;
+    m_changesOf.reset();
+    Select(m_nSelected);
 }
 
 }  // namespace kymora

@@ -6,27 +6,12 @@
 
 #include "acquisition/dt_acq_view.h"
 #include "acquisition/refractory_search.h"
+#include "acquisition/refractory_sweeps.h"
 
 namespace kymora {
 
 class CDTRefrAcqView : public CDTAcqView {
   public:
-    struct Sweep {
-        std::vector<std::byte> samples;  // whole scans, as the board has them
-        float amplitude = 0.0f;          // of the trial pulse, V
-        float delay = 0.0f;              // ms
-        float delta = 0.0f;
-        uint32_t colour = 0;  // 0: that of its trace
-        int64_t time = 0;     // of its end, seconds since 1970
-        bool isAccepted = false;
-    };
-    // Of one delay: the least amplitude with a spike.
-    struct Threshold {
-        float delay = 0.0f;
-        std::optional<float> amplitude;
-        int spikes = 0;  // times that the threshold was found from below
-    };
-
     // Of type refractoryManual until the settings say otherwise.
     CDTRefrAcqView(Session& session, AcqEventLoop& loop, std::unique_ptr<Board> board);
     ~CDTRefrAcqView() override;
@@ -40,6 +25,7 @@ class CDTRefrAcqView : public CDTAcqView {
     bool OnStart();
     void OnStop();
     bool OnTry();
+    // By hand the last sweep; of a search the one under review.
     bool OnAccept();
     void OnClear();
     void OnDeleteAll();
@@ -49,12 +35,39 @@ class CDTRefrAcqView : public CDTAcqView {
     bool OnAcqStart() override { return IsAutomatic() ? OnStart() : OnTry(); }
     void OnAcqStop() override { OnStop(); }
     void StopForGood() override { OnStop(); }
+    const char* StartButton() const override { return IsAutomatic() ? "Start" : "Try"; }
+    void GiveUp() override;
+    const char* ClearQuestion(const AcquisitionSettings& settings) const override;
     bool IsAutomatic() const { return m_settings.m_eRecordingType == RecordingType::refractoryAutomatic; }
 
-    const std::vector<Sweep>& Sweeps() const { return m_sweeps; }
-    size_t AcceptedCount() const;
-    // The delays that an automatic search has been at, the present one last.
-    const std::vector<Threshold>& Thresholds() const { return m_thresholds; }
+    // --- review, while it is idle: of what was acquired, or of a saved search in its place ---
+    // Without a path the user chooses the file.
+    bool OnLoadReview(std::optional<std::filesystem::path> path = {});
+    bool IsFromFile() const { return m_pLoaded != nullptr; }
+    // The sweep under review (from 0); held to those that there are.
+    void Select(size_t sweep);
+    size_t Selected() const { return m_nSelected; }
+    // Its change with the window as it is set now, and why there is none.
+    std::optional<float> ReviewChange() const;
+    std::string ReviewFault() const;
+    // Where the window lies in it, ms from and to.
+    std::pair<double, double> ReviewWindow() const;
+    // Takes the changes with the window as it is set now for those that count; answers how many.
+    size_t OnRecalculate();
+    void OnDeleteSweep();
+
+    const RefractorySweeps& Data() const { return m_data; }
+    const std::vector<RefractorySweep>& Sweeps() const { return m_data.list; }
+    size_t AcceptedCount() const { return m_data.AcceptedCount(); }
+    // The delays that an automatic search has been at, the present one last; of other data those with an
+    // accepted sweep.
+    std::vector<RefractoryThreshold> Thresholds() const;
+    // Of the search, which keeps them when it has ended.
+    int SweepCount() const { return m_nSweepCount; }
+    int SpikesHere() const { return m_nSpikesHere; }
+    int SpikesTotal() const { return m_nSpikesTotal; }
+    // The monitored window now, ms from and to.
+    std::pair<double, double> Window() const;
     float AmplitudeNow() const { return m_pSearch ? m_pSearch->Amplitude() : m_fAmpNow; }
     float DelayNow() const { return m_pSearch ? m_pSearch->Delay() : m_fDelayNow; }
 
@@ -75,15 +88,20 @@ class CDTRefrAcqView : public CDTAcqView {
     bool PrepareSweep();
     bool FireSweep(AcqState state);
     void TakeSweep();
-    void Judge(Sweep& sweep);
+    void Judge(RefractorySweep& sweep);
     void GoOn();
-    std::vector<float> Monitored(const Sweep& sweep) const;
     bool SaveTo(const std::filesystem::path& path);
-    void WriteSweeps(CAcqDoc& doc, const std::filesystem::path& path);
+    const std::vector<std::optional<float>>& Changes() const;
 
     std::unique_ptr<RefractorySearch> m_pSearch;  // of an automatic search
-    std::vector<Sweep> m_sweeps;
-    std::vector<Threshold> m_thresholds;
+    RefractorySweeps m_data;
+    std::unique_ptr<CAcqDoc> m_pLoaded;  // whose sweeps these are; null: they were acquired
+    std::vector<RefractoryThreshold> m_thresholds;
+    int m_nSweepCount = 0, m_nSpikesHere = 0, m_nSpikesTotal = 0;
+    size_t m_nSelected = 0;
+    // Of the settings and as many sweeps as they were worked out for.
+    mutable std::optional<std::pair<RefractorySettings, size_t>> m_changesOf;
+    mutable std::vector<std::optional<float>> m_changes;
     std::vector<std::byte> m_sweep;  // the board writes into it while it runs
     std::vector<int> m_sweepChannels;
     double m_dSweepInterval = 0.0;

@@ -12,21 +12,20 @@ namespace {
 
 constexpr double sweepMarginMs = 5.0;
 
-float Difference(std::span<const float> x, std::span<const float> y) {
+// Whether a step leads on in single precision.
+bool Leads(float from, float step) { return from + step != from; }
+
+}  // namespace
+
+float SumOfDifferences(std::span<const float> x, std::span<const float> y) {
     double sum = 0.0;
     for (size_t i = 0; i < x.size(); ++i) sum += std::abs(double{x[i]} - double{y[i]});
     return static_cast<float>(sum);
 }
 
-// Without a unit everything is a spike.
-float ChangeOf(float difference, float unit) {
+float ChangeIn(float difference, float unit) {
     return unit == 0.0f ? std::numeric_limits<float>::infinity() : difference / unit;
 }
-
-// Whether a step leads on in single precision.
-bool Leads(float from, float step) { return from + step != from; }
-
-}  // namespace
 
 std::string SearchFault(const RefractorySettings& settings, double kHz) {
     if (!(settings.m_fSearchRate > 0.0f)) return "The search rate must be above 0 Hz.";
@@ -39,7 +38,7 @@ std::string SearchFault(const RefractorySettings& settings, double kHz) {
         return "An automatic search needs a larger delay step, or it would never come to an end.";
     const double first = std::round(settings.m_fWinStart * kHz), end = std::round(settings.m_fWinEnd * kHz);
     if (!(first >= 0.0 && end > first && end <= std::round(settings.m_fSweepDur * kHz) + 1.0))
-        return "The monitored window must have a length, and lie within the sweep.";
+        return windowBeyondText;
     return {};
 }
 
@@ -71,16 +70,16 @@ RefractorySearch::Judgement RefractorySearch::Judge(std::span<const float> sweep
     std::vector<float> window(part.begin(), part.end());
     ++m_nSweepCount;
     if (m_nSweepCount > 2) return Compare(std::move(window), log);
-    const float unit = m_nSweepCount == 2 ? Difference(window, m_pRefSweep) : 0.0f;
+    const float unit = m_nSweepCount == 2 ? SumOfDifferences(window, m_pRefSweep) : 0.0f;
     TakeReference(std::move(window), unit);
     return RaisePasses() ? EndDelay({}) : Judgement{};
 }
 
 RefractorySearch::Judgement RefractorySearch::Compare(std::vector<float> window,
                                                       const std::function<void(std::string)>& log) {
-    const float difference = Difference(window, m_pRefSweep);
+    const float difference = SumOfDifferences(window, m_pRefSweep);
     Judgement judged;
-    judged.change = ChangeOf(difference, m_fRefDiff);
+    judged.change = ChangeIn(difference, m_fRefDiff);
     log(fmt::format("sweep = {}, SumDiff = {:f}, err = {:f}\n", m_nSweepCount, difference, judged.change));
     const bool isSpike = m_bSearching ? judged.change >= m_settings.m_fSpikeThreshold
                                       : judged.change > m_settings.m_fSpikeThreshold;

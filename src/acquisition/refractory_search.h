@@ -20,6 +20,13 @@
 namespace kymora {
 
 inline constexpr const char* sweepTooLongText = "The sweep duration is too long for the search rate.";
+inline constexpr const char* windowBeyondText =
+    "The monitored window must have a length, and lie within the sweep.";
+
+// D(x, y), of windows of one length.
+float SumOfDifferences(std::span<const float> x, std::span<const float> y);
+// The change that a difference is in a unit; without a unit it is infinite, and everything is a spike.
+float ChangeIn(float difference, float unit);
 
 // Why a search cannot run with these settings at a rate; empty where it can.
 std::string SearchFault(const RefractorySettings& settings, double kHz);

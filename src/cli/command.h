@@ -68,6 +68,7 @@ std::unique_ptr<Subcommand> MakeHistoryCommand();
 std::unique_ptr<Subcommand> MakeSourcesCommand();
 std::unique_ptr<Subcommand> MakeRecordCommand();
 std::unique_ptr<Subcommand> MakeRecoverCommand();
+std::unique_ptr<Subcommand> MakeRefractoryReviewCommand();
 // Not for users: what a batch starts for its work.
 std::unique_ptr<Subcommand> MakeBatchWorkerCommand();
 

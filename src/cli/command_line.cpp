@@ -17,16 +17,21 @@
 namespace kymora {
 namespace {
 
-constexpr auto makers = {MakeInfoCommand,    MakeSamplesCommand,    MakeEventsCommand,     MakeConvertCommand,
-                         MakePlotCommand,    MakeDemoCommand,       MakeOperationsCommand, MakeRunCommand,
-                         MakeBatchCommand,   MakeHistoryCommand,    MakeSourcesCommand,    MakeRecordCommand,
-                         MakeRecoverCommand, MakeBatchWorkerCommand};
+constexpr auto makers = {MakeInfoCommand,       MakeSamplesCommand,
+                         MakeEventsCommand,     MakeConvertCommand,
+                         MakePlotCommand,       MakeDemoCommand,
+                         MakeOperationsCommand, MakeRunCommand,
+                         MakeBatchCommand,      MakeHistoryCommand,
+                         MakeSourcesCommand,    MakeRecordCommand,
+                         MakeRecoverCommand,    MakeRefractoryReviewCommand,
+                         MakeBatchWorkerCommand};
 
 // Words of the terminal, also those of subcommands that this version does not have: no desktop opens for
 // them.
-constexpr std::string_view terminalWords[] = {"info",    "samples", "events",  "convert",      "plot",
-                                              "demo",    "run",     "batch",   "operations",   "history",
-                                              "sources", "record",  "recover", batchWorkerWord};
+constexpr std::string_view terminalWords[] = {
+    "info",    "samples", "events",  "convert",           "plot",
+    "demo",    "run",     "batch",   "operations",        "history",
+    "sources", "record",  "recover", "refractory-review", batchWorkerWord};
 
 bool IsTerminalWord(std::string_view word) {
     return std::find(std::begin(terminalWords), std::end(terminalWords), word) != std::end(terminalWords);

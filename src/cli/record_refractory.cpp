@@ -115,7 +115,7 @@ class TerminalSearch {
     void WriteTable() const {
         AlignedTable table("rrr");
         table.Add({"delay (ms)", "threshold (V)", "spikes"});
-        for (const CDTRefrAcqView::Threshold& one : view_.Thresholds())
+        for (const RefractoryThreshold& one : view_.Thresholds())
             table.Add({fmt::format("{:.6g}", one.delay),
                        one.amplitude ? fmt::format("{:.6g}", *one.amplitude) : "none",
                        std::to_string(one.spikes)});
@@ -134,7 +134,7 @@ class TerminalSearch {
             json.Null();
         json.Key("sweeps");
         json.BeginArray();
-        for (const CDTRefrAcqView::Sweep& sweep : view_.Sweeps()) {
+        for (const RefractorySweep& sweep : view_.Sweeps()) {
             json.BeginObject(JsonWriter::Form::oneLine);
             json.Member("delay", sweep.delay);
             json.Member("amplitude", sweep.amplitude);
@@ -145,7 +145,7 @@ class TerminalSearch {
         json.EndArray();
         json.Key("thresholds");
         json.BeginArray();
-        for (const CDTRefrAcqView::Threshold& one : view_.Thresholds()) {
+        for (const RefractoryThreshold& one : view_.Thresholds()) {
             json.BeginObject(JsonWriter::Form::oneLine);
             json.Member("delay", one.delay);
             json.Key("threshold");

@@ -196,6 +196,103 @@ TEST_F(RefractoryEngine, TheThresholdsAreThoseOfTheFormula) {
     }
 }
 
+// What a sweep is from a time to a time, of the first channel, whose samples have two bytes.
+std::vector<double> Stretch(const RefractorySweep& sweep, double fromMs, double toMs) {
+    std::vector<double> volts;
+    for (long i = std::lround(fromMs * 20.0); i < std::lround(toMs * 20.0); ++i) {
+        uint16_t code = 0;
+        std::memcpy(&code, sweep.samples.data() + 2 * i, 2);
+        volts.push_back(code * 20.0 / 65536.0 - 10.0);
+    }
+    return volts;
+}
+
+double Between(const std::vector<double>& a, const std::vector<double>& b) {
+    double sum = 0.0;
+    for (size_t i = 0; i < a.size(); ++i) sum += std::fabs(a[i] - b[i]);
+    return sum;
+}
+
+TEST_F(RefractoryEngine, AReviewWorksChangesOutAnew) {
+    OpenNerve(RecordingType::refractoryAutomatic);
+    ASSERT_TRUE(nerve->OnStart()) << host.LastMessage();
+    RunNerve();
+    const auto shift = [](const RefractorySweep& sweep) { return double{sweep.delay} - 15.0; };
+    for (const auto& [from, to] : {std::pair(15.7, 16.4), std::pair(15.2, 17.05)}) {
+        nerve->m_settings.refractory.m_fWinStart = static_cast<float>(from);
+        nerve->m_settings.refractory.m_fWinEnd = static_cast<float>(to);
+        const auto& sweeps = nerve->Sweeps();
+        for (size_t i = 0; i < sweeps.size(); ++i) {
+            const auto window = [&](size_t at) {
+                return Stretch(sweeps[at], from + shift(sweeps[at]), to + shift(sweeps[at]));
+            };
+            // Those without a spike before it, at its delay.
+            std::vector<size_t> quiet;
+            for (size_t j = i; j-- > 0 && sweeps[j].delay == sweeps[i].delay;)
+                if (!sweeps[j].isAccepted) quiet.push_back(j);
+            nerve->Select(i);
+            ASSERT_EQ(nerve->ReviewChange().has_value(), quiet.size() >= 2) << i;
+            EXPECT_EQ(nerve->ReviewFault(), quiet.size() < 2 ? "Not enough sweeps for this selection." : "");
+            if (quiet.size() < 2) continue;
+            const double expected =
+                Between(window(i), window(quiet[0])) / Between(window(quiet[0]), window(quiet[1]));
+            EXPECT_NEAR(*nerve->ReviewChange(), expected, 1e-4 * expected);
+            if (from == 15.7) {
+                EXPECT_EQ(*nerve->ReviewChange(), sweeps[i].delta);
+            }
+        }
+    }
+    nerve->m_saveAs = out;
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
+    EXPECT_FALSE(nerve->HasUnsaved());
+
+    // A file holds sweeps with spikes: each is compared with the one before.
+    const std::vector<RefractorySweep> acquired = nerve->Sweeps();
+    ASSERT_TRUE(nerve->OnLoadReview(out)) << host.LastMessage();
+    const auto& loaded = nerve->Sweeps();
+    ASSERT_GE(loaded.size(), 4u);
+    std::vector<RefractorySweep> kept;
+    for (const RefractorySweep& one : acquired)
+        if (one.isAccepted) kept.push_back(one);
+    ASSERT_EQ(loaded.size(), kept.size());
+    for (size_t i = 0; i < kept.size(); ++i) {
+        EXPECT_EQ(loaded[i].delay, kept[i].delay);
+        EXPECT_NEAR(loaded[i].amplitude, kept[i].amplitude, 1e-5);
+        EXPECT_EQ(loaded[i].delta, kept[i].delta);
+        const auto window = [&](size_t at) {
+            return Stretch(kept[at], 15.2 + shift(kept[at]), 17.05 + shift(kept[at]));
+        };
+        nerve->Select(i);
+        ASSERT_EQ(nerve->ReviewChange().has_value(), i >= 2);
+        if (i < 2) continue;
+        const double expected = Between(window(i), window(i - 1)) / Between(window(i - 1), window(i - 2));
+        EXPECT_NEAR(*nerve->ReviewChange(), expected, 1e-4 * expected);
+    }
+    EXPECT_EQ(nerve->OnRecalculate(), kept.size() - 2);
+    nerve->Select(1);
+    nerve->OnDeleteSweep();
+    nerve->m_saveAs = "/other.kymr-rec";
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
+    const auto doc = Saved("/other.kymr-rec");
+    ASSERT_EQ(doc->eventChannels[0].Events().size(), kept.size() - 1);
+    EXPECT_EQ(doc->eventChannels[0].Events().back().eventValue, nerve->Sweeps().back().delta);
+    EXPECT_EQ(doc->m_strBoardName, Saved()->m_strBoardName);
+
+    OpenNerve(RecordingType::refractoryManual);
+    ASSERT_TRUE(nerve->OnTry());
+    RunNerve();
+    ASSERT_TRUE(nerve->OnAccept());
+    AcquisitionSettings longer = nerve->m_settings;
+    EXPECT_EQ(nerve->ClearQuestion(longer), nullptr);
+    longer.refractory.m_fSweepDur = 30.0f;
+    EXPECT_TRUE(std::string(nerve->ClearQuestion(longer)).starts_with("You have data currently displayed"));
+    nerve->m_saveAs = "/hand.kymr-rec";
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
+    EXPECT_FALSE(nerve->OnLoadReview("/hand.kymr-rec"));
+    EXPECT_TRUE(WasTold("You can only load kymr-rec files saved from Autosearch threshold detection."));
+    EXPECT_EQ(nerve->Sweeps().size(), 1u) << "what was there stays";
+}
+
 TEST_F(RefractoryEngine, ByHandAmplitudeAndDelayStep) {
     OpenNerve(RecordingType::refractoryManual);
     nerve->m_settings.refractory.m_bStepOnAccept = true;
