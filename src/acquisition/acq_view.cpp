@@ -248,12 +248,19 @@ void CAcqView::EndStorage() {
     m_pDisplayPipe.reset();
     m_mailbox.Clear();
     if (!m_bDisplayOnly) m_pDoc->TakeStoredScans();
+    KeepTail();
     if (!fault.empty()) Fail("The samples could not be written. Recording stopped.\n" + fault);
 }
 
 std::optional<int64_t> CAcqView::ScansBeforeTrigger() const {
     const auto bytes = m_pStorage ? m_pStorage->BytesBeforeTrigger() : m_nBeforeTrigger;
     return bytes ? std::optional(static_cast<int64_t>(*bytes / m_nScanBytes)) : std::nullopt;
+}
+
+void CAcqView::KeepTail() {
+    if (m_pDoc->TemporaryPath().empty()) return;
+    m_pDoc->KeepTail();
+    if (!m_pStorage) m_pDoc->FlushTail();
 }
 
 void CAcqView::GiveUp() {
@@ -268,6 +275,17 @@ void CAcqView::DiscardSamples() {
     } catch (const FileError& error) {
         // Gone already, or its folder is.
         GetHost().Log(std::string(error.what()) + "\n");
+    }
+}
+
+void CAcqView::SpanUnsetAxes() {
+    TakeFormat();
+    const AcquisitionSettings unset(m_settings.m_eRecordingType);
+    for (size_t i = 0; i < m_settings.channels.size(); ++i) {
+        AcquisitionChannel& channel = m_settings.channels[i];
+        if (channel.axisA != unset.channels[i].axisA || channel.axisB != unset.channels[i].axisB) continue;
+        channel.axisA = m_format.high / channel.m_dChanGain;
+        channel.axisB = m_format.low / channel.m_dChanGain;
     }
 }
 
@@ -287,7 +305,7 @@ void CAcqView::FillTraces(CAcqDoc& doc) const {
         trace.axisBottom = channel.axisB;
         trace.traceLabel = channel.label;
         trace.traceColour = channel.colour;
-        trace.traceUnits = "V";
+        trace.traceUnits = Unit();
         trace.traceGain = channel.m_dChanGain;
         if (!channel.note.empty()) trace.axisLabel = channel.note;
     }

@@ -63,6 +63,8 @@ class CAcqView : protected AcqEventLoop::Target {
     bool IsRunning() const { return m_pStorage != nullptr; }
 
     CAcqDoc& Document() { return *m_pDoc; }
+    // What was changed in the document beside its samples is there after a crash, too.
+    void KeepTail();
     const ScanFormat& Format() const { return m_format; }
     int64_t ScansPerSweep() const { return m_nScansPerSweep; }
     size_t BufferScans() const { return m_nBufferScans; }
@@ -104,6 +106,9 @@ class CAcqView : protected AcqEventLoop::Target {
     bool HasUnsaved() const { return m_bUnsaved; }
     // Gives up what was recorded and is in no file.
     virtual void GiveUp();
+    // The same for when the next recording begins or this interface ends: nobody needs it any more, also
+    // where it could not be saved.
+    void LetGo() { m_bSaveFailed = false; }
     // What is asked before other settings count that the present data do not fit; null: nothing.
     virtual const char* ClearQuestion(const AcquisitionSettings&) const { return nullptr; }
 
@@ -113,6 +118,12 @@ class CAcqView : protected AcqEventLoop::Target {
     virtual void FillDocument(CAcqDoc& doc) const = 0;
     // Takes over the format of the source and of the settings as they are, while it is idle.
     virtual void TakeFormat() = 0;
+    // Axes that nobody has set reach as far as the source.
+    void SpanUnsetAxes();
+    // Of what traces show.
+    virtual std::string Unit() const { return "V"; }
+    // The next start begins several recordings.
+    virtual bool IsSeries() const { return false; }
     const std::string& StatusText() const { return m_strStatus; }
 
   protected:

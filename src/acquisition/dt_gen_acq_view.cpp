@@ -114,6 +114,7 @@ void CDTGenAcqView::NoteTrigger() {
                       isShort ? fmt::format("{} ({:.6g} of {:.6g} ms before it)", triggerLabel, kept,
                                             m_trigger.preTriggerMs)
                               : triggerLabel});
+    KeepTail();
 }
 
 void CDTGenAcqView::TellShortSpan() {
@@ -129,6 +130,9 @@ std::unique_ptr<InternalTrigger> CDTGenAcqView::MakeTrigger(std::string& fault) 
     if (m_trigger.trace < 1 || m_trigger.trace > Format().channels)
         fault = fmt::format("The trigger waits for trace {}, and {} are recorded.", m_trigger.trace,
                             Format().channels);
+    else if (const double gain = Format().gains[m_trigger.trace - 1];
+             !(fault = TriggerLevelFault(m_trigger, Format().low / gain, Format().high / gain)).empty())
+        return nullptr;
     else if (!(scans >= 0.0 && scans < static_cast<double>(ScansPerSweep())))
         fault = longPreTriggerText;
     else if (scans * static_cast<double>(Format().ScanBytes()) > mostPreTriggerBytes)

@@ -58,6 +58,10 @@ class CDTGenAcqView : public CDTAcqView {
     TriggerMode Trigger() const { return static_cast<TriggerMode>(m_settings.m_nTrigMode); }
     // Repeated recordings save themselves.
     SaveMode Saving() const;
+    bool IsSeries() const override {
+        return Trigger() == TriggerMode::repeat ||
+               (Trigger() == TriggerMode::external && m_settings.m_bRearm);
+    }
     int EpisodesDone() const { return m_nEpisode; }
     // Recordings that have gone into the present file.
     int AppendCount() const override { return m_nAppendCount; }

@@ -1,8 +1,18 @@
 #include "acquisition/internal_trigger.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace kymora {
+
+std::string TriggerLevelFault(const InternalTriggerSettings& settings, double end, double otherEnd) {
+    const auto [low, high] = std::minmax(end, otherEnd);
+    if (settings.level > low && settings.level < high) return {};
+    return fmt::format("The trigger never comes: its level of {:.6g} V is not between {:.6g} and {:.6g} V, "
+                       "which the input can have.",
+                       settings.level, low, high);
+}
 
 InternalTrigger::InternalTrigger(const InternalTriggerSettings& settings, const ScanFormat& format,
                                  size_t preScans)

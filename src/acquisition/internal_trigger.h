@@ -16,6 +16,10 @@ struct InternalTriggerSettings {
     double preTriggerMs = 0;  // kept of what came before
 };
 
+// Why a trace of which the source gives values between these (V, over the gain) never crosses the level;
+// empty where it may.
+std::string TriggerLevelFault(const InternalTriggerSettings& settings, double end, double otherEnd);
+
 class InternalTrigger {
   public:
     // `preScans` are kept; their memory is taken here.

@@ -122,12 +122,13 @@ void CMicAcqView::StopSource() {
     m_pInput.reset();
 }
 
+// Nobody knows what a code is.
+std::string CMicAcqView::Unit() const { return TraceSettings::Default(0).traceUnits; }
+
 void CMicAcqView::FillDocument(CAcqDoc& doc) const {
     FillTraces(doc);
     doc.m_nBytesPerSample = static_cast<uint16_t>(m_format.bytesPerSample);
     doc.m_nResolutionBits = m_format.bits;
-    for (size_t i = 0; i < m_format.channels; ++i)
-        doc.traces[i].traceUnits = TraceSettings::Default(static_cast<int>(i)).traceUnits;
 }
 
 }  // namespace kymora

@@ -17,6 +17,7 @@ class CMicAcqView : public CHandAcqView {
     bool OpenDevice();
     const char* ClearQuestion(const AcquisitionSettings& now) const override;
     void FillDocument(CAcqDoc& doc) const override;
+    std::string Unit() const override;
     void TakeFormat() override;
 
   protected:

@@ -1,21 +1,17 @@
 #include "acquisition/scan_format.h"
 
 #include <cmath>
-#include <cstring>
 
 namespace kymora {
 
-double ScanFormat::Volts(std::span<const std::byte> scan, size_t channel) const {
-    uint32_t code = 0;
-    std::memcpy(&code, scan.data() + channel * bytesPerSample, bytesPerSample);
-    const double codes = std::ldexp(1.0, bits);
-    double number = code;
-    if (encoding == 1) {
-        number = code & ((1u << bits) - 1u);
-        if (number >= codes / 2.0) number -= codes;
-    }
+std::pair<double, double> ScanFormat::ToVolts(size_t channel) const {
     const double zero = encoding == 1 ? (low + high) / 2.0 : low;
-    return (number * (high - low) / codes + zero) / gains[channel];
+    return {(high - low) / std::ldexp(1.0, bits) / gains[channel], zero / gains[channel]};
+}
+
+double ScanFormat::Volts(std::span<const std::byte> scan, size_t channel) const {
+    const auto [step, zero] = ToVolts(channel);
+    return Code(scan.data() + channel * bytesPerSample) * step + zero;
 }
 
 }  // namespace kymora

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
+#include <utility>
 
 namespace kymora {
 
@@ -17,7 +19,17 @@ struct ScanFormat {
     std::array<double, 16> gains = Ones();  // of amplifiers, by channel
 
     size_t ScanBytes() const { return channels * bytesPerSample; }
-    // What the amplifier of a channel was given, V.
+    // The number that a sample's bytes are: from 0, or around 0 where codes are two's complement.
+    int32_t Code(const std::byte* sample) const {
+        uint32_t code = 0;
+        std::memcpy(&code, sample, bytesPerSample);
+        if (encoding != 1) return static_cast<int32_t>(code);
+        const uint32_t sign = 1u << (bits - 1);
+        code &= (sign << 1) - 1u;
+        return static_cast<int32_t>(code) - ((code & sign) != 0 ? static_cast<int32_t>(sign << 1) : 0);
+    }
+    // What the amplifier of a channel was given, V: the code times the first, plus the second.
+    std::pair<double, double> ToVolts(size_t channel) const;
     double Volts(std::span<const std::byte> scan, size_t channel) const;
 
     static constexpr std::array<double, 16> Ones() {

@@ -26,13 +26,11 @@ class TerminalRecording {
 
     void Run(const std::function<void(AcquisitionSettings&)>& change) {
         CheckKeysOfSource(request_);
+        if (!NeedsSource()) Set(change);
         if (!Open()) throw CommandError(exitFailed, "");
+        if (NeedsSource()) Set(change);
         CAcqView& view = View();
-        Load(view.m_settings);
-        change(view.m_settings);
-        if (request_.seconds && view.m_settings.m_nSweepMode == 0)
-            throw CommandError(exitUsage, "With sweepMode=single a recording is one displaySpan long: leave "
-                                          "--seconds out, or choose another sweepMode.");
+        if (!request_.config) view.SpanUnsetAxes();
         view.m_temporaryFolder = request_.output.has_parent_path() ? request_.output.parent_path() : ".";
         view.m_saveAs = request_.output;
         Prepare();
@@ -45,6 +43,8 @@ class TerminalRecording {
   protected:
     virtual CAcqView& View() = 0;
     virtual bool Open() = 0;
+    // Settings are held against the source, which is opened before them.
+    virtual bool NeedsSource() const { return true; }
     // What a configuration is held against.
     virtual ConfigurationTarget Target() const = 0;
     // Settings are complete: refuses what cannot be.
@@ -61,6 +61,15 @@ class TerminalRecording {
     PlainLoop loop_;
 
   private:
+    void Set(const std::function<void(AcquisitionSettings&)>& change) {
+        AcquisitionSettings& settings = View().m_settings;
+        Load(settings);
+        change(settings);
+        if (request_.seconds && settings.m_nSweepMode == 0)
+            throw CommandError(exitUsage, "With sweepMode=single a recording is one displaySpan long: leave "
+                                          "--seconds out, or choose another sweepMode.");
+    }
+
     void Load(AcquisitionSettings& settings) {
         if (request_.config && !LoadConfiguration(context_.session, *request_.config, Target(), settings))
             throw CommandError(exitCannotOpen, "");
@@ -161,6 +170,7 @@ class HandRecording : public TerminalRecording {
   private:
     CAcqView& View() override { return view_; }
     bool Open() override { return (view_.*open_)(); }
+    bool NeedsSource() const override { return false; }
     ConfigurationTarget Target() const override {
         ConfigurationTarget target;
         target.type = type_;

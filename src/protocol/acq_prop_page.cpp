@@ -1,5 +1,6 @@
 #include "protocol/acq_prop_page.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -68,6 +69,17 @@ void SettingList::AddSampling(AcquisitionSettings& settings) {
         .Unit("kHz")
         .Limits(1.0 / greatest, 1.0 / least)
         .Linked({"sampleInterval"});
+}
+
+void SettingList::AddOfSource(SourceSettings& source, std::span<const SourceWords> words,
+                              const std::function<void(Field&)>& more) {
+    for (Field& bound : SourceFields(source)) {
+        const auto shown = std::ranges::find(words, bound.key, &SourceWords::key);
+        if (shown == words.end()) continue;
+        bound.label = shown->label;
+        Field& field = Add(bound).Unit(shown->unit).Tip(shown->tip);
+        if (more) more(field);
+    }
 }
 
 void SettingList::AddAxes(uint32_t channels) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,11 @@ class AcqPropPage {
     ProtocolState& m_state;
 };
 
+// How a setting of a source, which has but a key, is shown.
+struct SourceWords {
+    const char *key, *label, *unit, *tip;
+};
+
 // Adds the settings of a session to a list by their keys; what they are called, their units and limits come
 // from acquisition_settings_fields.h.
 class SettingList {
@@ -81,6 +87,9 @@ class SettingList {
                      std::function<int()> get, std::function<void(int)> set);
     // The interval, and the frequency that it is.
     void AddSampling(AcquisitionSettings& settings);
+    // Settings of sources in the order in which they are there; `more` says what else a field is to be.
+    void AddOfSource(SourceSettings& source, std::span<const SourceWords> words,
+                     const std::function<void(Field&)>& more = {});
     // Those of the first channels, as a table.
     void AddAxes(uint32_t channels);
     // A mode as a choice of its sentences, with the one that is chosen below it: a narrow box cuts them.

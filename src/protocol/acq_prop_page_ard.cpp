@@ -8,10 +8,7 @@ namespace kymora {
 
 namespace {
 
-struct SerialWords {
-    const char *key, *label, *unit, *tip;
-};
-constexpr SerialWords serialWords[] = {
+constexpr SourceWords serialWords[] = {
     {"port", "Port", "", "A path or a name; empty: that of the Arduino that is found"},
     {"boardBits", "Resolution", "bits", "Of the converter of the board"},
     {"boardVolts", "Full scale", "V", "Its inputs go from 0 to this"}};
@@ -43,12 +40,7 @@ void CAcqPropPageArd::Describe(ParamList& params) {
 
 void CAcqPropPageArd::DescribeBoard(SettingList& list) {
     list.Group("Board");
-    for (Field& bound : SourceFields(m_state.source))
-        for (const SerialWords& words : serialWords) {
-            if (bound.key != words.key) continue;
-            bound.label = words.label;
-            list.Add(bound).Unit(words.unit).Tip(words.tip);
-        }
+    list.AddOfSource(m_state.source, serialWords);
 }
 
 void CAcqPropPageArd::HoldRate() {

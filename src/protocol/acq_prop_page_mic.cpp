@@ -8,15 +8,18 @@
 
 namespace kymora {
 
+namespace {
+
+constexpr SourceWords deviceWords[] = {
+    {"device", "Device", "", "By its name; empty: the input that the system uses"}};
+
+}  // namespace
+
 void CAcqPropPageMic::Describe(ParamList& params) {
     AcquisitionSettings& settings = m_state.settings;
     SettingList list(params, settings);
     list.Group("Sound input");
-    for (Field& bound : SourceFields(m_state.source))
-        if (bound.key == "device") {
-            bound.label = "Device";
-            list.Add(bound).Tip("By its name; empty: the input that the system uses");
-        }
+    list.AddOfSource(m_state.source, deviceWords);
     list.AddChoice(
             "secondChannel", "Channels", {"1 (mono)", "2 (stereo)"},
             [&settings] { return settings.channels[1].m_nChanOn ? 1 : 0; },

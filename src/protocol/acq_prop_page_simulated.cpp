@@ -4,10 +4,7 @@ namespace kymora {
 
 namespace {
 
-struct SimulatedWords {
-    const char *key, *label, *unit, *tip;
-};
-constexpr SimulatedWords simulatedWords[] = {
+constexpr SourceWords simulatedWords[] = {
     {"input", "Inputs show", "",
      "counter: each sample is one more than the one before it; sine: channel n has n times 10 Hz; noise; "
      "loopback: input n is output n; preparation: a nerve that fires when the first output stimulates it"},
@@ -19,12 +16,7 @@ constexpr SimulatedWords simulatedWords[] = {
 void AcqPropPageSimulated::Describe(ParamList& params) {
     SettingList list(params, m_state.settings);
     list.Group("Simulated board");
-    for (Field& bound : SourceFields(m_state.source))
-        for (const SimulatedWords& words : simulatedWords) {
-            if (bound.key != words.key) continue;
-            bound.label = words.label;
-            list.Add(bound).Unit(words.unit).Tip(words.tip);
-        }
+    list.AddOfSource(m_state.source, simulatedWords);
     list.AddWarning("simulatedWarning", [this] { return SourceSettingsFault(m_state.source); });
 }
 

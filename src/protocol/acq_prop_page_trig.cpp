@@ -1,14 +1,13 @@
 #include "protocol/acq_prop_page_trig.h"
 
+#include <algorithm>
+
 #include "acquisition/dt_gen_acq_view.h"
 
 namespace kymora {
 
 namespace {
 
-struct SourceWords {
-    const char *key, *label, *unit, *tip;
-};
 constexpr SourceWords levelWords[] = {
     {"triggerTrace", "Trace", "", "Which of the traces that are recorded, from 1, starts the recording"},
     {"triggerLevel", "Level", "V", "The recording begins when the trace crosses it"},
@@ -44,16 +43,22 @@ void CAcqPropPageTrig::Describe(ParamList& params) {
 }
 
 void CAcqPropPageTrig::DescribeLevel(SettingList& list) {
-    for (Field& bound : SourceFields(m_state.source))
-        for (const SourceWords& words : levelWords) {
-            if (bound.key != words.key) continue;
-            Field& field = list.Add(bound);
-            field.label = words.label;
-            field.Unit(words.unit).Tip(words.tip).EnabledIf([this] {
-                return m_state.settings.m_nTrigMode == static_cast<uint32_t>(TriggerMode::internal);
-            });
-            if (field.key == "triggerTrace") field.Limits(1, std::max(1u, m_state.settings.ChannelsOn()));
-        }
+    const auto [least, greatest] = InputRange();
+    list.AddOfSource(m_state.source, levelWords, [&](Field& field) {
+        field.EnabledIf(
+            [this] { return m_state.settings.m_nTrigMode == static_cast<uint32_t>(TriggerMode::internal); });
+        if (field.key == "triggerTrace") field.Limits(1, std::max(1u, m_state.settings.ChannelsOn()));
+        if (field.key == "triggerLevel") field.Limits(least, greatest);
+    });
+}
+
+std::pair<double, double> CAcqPropPageTrig::InputRange() const {
+    double gain = 1.0;
+    size_t trace = 0;
+    for (const AcquisitionChannel& channel : m_state.settings.channels)
+        if (channel.m_nChanOn && ++trace == m_state.source.trigger.trace) gain = channel.m_dChanGain;
+    const SubsystemCapabilities& inputs = m_state.board.inputs;
+    return std::minmax({inputs.voltLow / gain, inputs.voltHigh / gain});
 }
 
 std::string CAcqPropPageTrig::WarningText() const {
@@ -64,8 +69,8 @@ std::string CAcqPropPageTrig::WarningText() const {
         if (seconds < s.m_nRepeatInterval) return {};
         return shortRepeatText;
     case TriggerMode::internal:
-        if (m_state.source.trigger.preTriggerMs < seconds * 1000.0) return {};
-        return longPreTriggerText;
+        if (m_state.source.trigger.preTriggerMs >= seconds * 1000.0) return longPreTriggerText;
+        return TriggerLevelFault(m_state.source.trigger, InputRange().first, InputRange().second);
     default:
         return {};
     }

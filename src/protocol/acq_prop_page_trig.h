@@ -13,6 +13,8 @@ class CAcqPropPageTrig : public AcqPropPage {
 
   private:
     void DescribeLevel(SettingList& list);
+    // Of the trace that triggers, V over its gain.
+    std::pair<double, double> InputRange() const;
     std::string WarningText() const;
 };
 

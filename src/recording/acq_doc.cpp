@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <utility>
 
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
@@ -40,11 +41,13 @@ bool StandsAt(const DataFile& file, uint64_t at, std::string_view text) {
     return false;
 }
 
-bool EndsWith(const DataFile& file, std::string_view text) {
+bool EndsAt(const DataFile& file, uint64_t end, std::string_view text) {
     for (const auto& form : FormsOf(text))
-        if (file.Length() >= form.size() && StandsAt(file, file.Length() - form.size(), text)) return true;
+        if (end >= form.size() && StandsAt(file, end - form.size(), text)) return true;
     return false;
 }
+
+bool EndsWith(const DataFile& file, std::string_view text) { return EndsAt(file, file.Length(), text); }
 
 // What stands behind a tail of its side-car.
 std::optional<uint64_t> ReplacedSideCar(DataFile& file, uint64_t tailEnd) {
@@ -167,16 +170,38 @@ void CAcqDoc::FindTail(std::string& reason) {
     const bool isUnfinished =
         statedScans_ == 0 && scansThere_ > 0 && !StandsAt(*sampleFile, tailAt_, dataEndMark);
     if (fault_ == RecordingFault::none && !isUnfinished) {
-        const auto end = TryTail(tailAt_, reason);
+        const auto end = TryTail(*sampleFile, tailAt_, reason);
         if (end && (statedScans_ > 0 || EndsFile(*sampleFile, *end))) return;
         if (end) reason = "More stands behind them.";
         fault_ = RecordingFault::noTail;
     }
     if (TakeMovedTail()) return;
     hasTail_ = false;
-    if (!isUnfinished) return;
+    FindProvisionalTail();
+    if (!isUnfinished && !leftTail_) return;
     fault_ = RecordingFault::unfinished;
-    scans_ = scansThere_;
+    if (isUnfinished) scans_ = scansThere_;
+}
+
+// The last whole one of those that stand behind each other. What a crash of the machine has torn ends them.
+void CAcqDoc::FindProvisionalTail() {
+    FileSystem& files = GetSession().files;
+    const auto path = ProvisionalTailPath(filePath);
+    try {
+        if (!files.Stamp(path)) return;
+        auto file = files.Open(path, OpenMode::readOnly);
+        std::string reason;
+        std::optional<uint64_t> last;
+        for (uint64_t at = 0; StandsAt(*file, at, dataEndMark);) {
+            const auto end = TryTail(*file, at, reason);
+            if (!end || !EndsAt(*file, *end, fileEndMark)) break;
+            last = std::exchange(at, *end);
+        }
+        if (!last) return;
+        leftTail_ = std::move(file);
+        leftTailAt_ = *last;
+    } catch (const FileError&) {
+    }
 }
 
 // Looks for the tail where the scan count was never written or is wrong: a little before its place, and back
@@ -185,7 +210,7 @@ bool CAcqDoc::TakeMovedTail() {
     const uint64_t length = sampleFile->Length();
     const auto take = [&](uint64_t at) {
         std::string reason;
-        if (!TryTail(at, reason)) return false;
+        if (!TryTail(*sampleFile, at, reason)) return false;
         tailAt_ = at;
         scans_ = static_cast<int64_t>((at - m_nDataStart) / ScanBytes());
         fault_ = RecordingFault::miscounted;
@@ -228,12 +253,12 @@ void CAcqDoc::FillModel() {
 }
 
 // Looks through a tail without keeping anything; answers where it ends.
-std::optional<uint64_t> CAcqDoc::TryTail(uint64_t at, std::string& reason) {
+std::optional<uint64_t> CAcqDoc::TryTail(DataFile& file, uint64_t at, std::string& reason) {
     FillModel();
     try {
         RecordingHeader header = *this;
         RecordingTailState state;
-        CArchive archive(*sampleFile, CArchive::Mode::load, at);
+        CArchive archive(file, CArchive::Mode::load, at);
         archive.SetSkimming(true);
         LoadRecordingTail(archive, *this, header, state);
         return archive.Position();
@@ -256,8 +281,14 @@ void CAcqDoc::LoadTail() {
 
 void CAcqDoc::LoadModel() {
     LoadBare();
-    if (!hasTail_) return;
-    LoadTail();
+    if (hasTail_) {
+        LoadTail();
+    } else if (leftTail_) {
+        CArchive archive(*leftTail_, CArchive::Mode::load, leftTailAt_);
+        LoadRecordingTail(archive, *this, *this, tailState_);
+    } else {
+        return;
+    }
     ScaleUnknownTraces(*this);
 }
 

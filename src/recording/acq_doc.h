@@ -5,15 +5,16 @@
 // What a crash or a cut has left of a file still opens, as far as its samples go, and the user is told.
 //
 // A document that records has a temporary file with the layout of a recording from its first byte: head, a
-// scan count of 0, and the scans as they come. Its threads: the interface thread calls everything but
-// StoreScans and FlushScans, which belong to storage threads, between WriteAcqFileStart and the end of
-// that thread. Only StoredScans may be asked while it runs, and samples below it may be read. The storage
-// thread has ended before any save begins.
+// scan count of 0, and the scans as they come. What will stand behind them stands beside it meanwhile. Its
+// threads: the interface thread calls everything but StoreScans and FlushScans, which belong to storage
+// threads, between WriteAcqFileStart and the end of that thread. Only StoredScans may be asked while it runs,
+// and samples below it may be read. The storage thread has ended before any save begins.
 
 #include <atomic>
 #include <limits>
 #include <mutex>
 
+#include "recording/provisional_tail.h"
 #include "recording/recording_samples.h"
 #include "recording/recording_tail.h"
 
@@ -58,7 +59,12 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     // Storage thread: appends whole scans. Throws FileError; nothing of them counts then.
     void StoreScans(std::span<const std::byte> scans);
     // Another thread beside it: returns when what was stored has reached the disk. Throws FileError.
-    void FlushScans() { sampleFile->Sync(); }
+    void FlushScans();
+    // Settings, markers and events as they are now, for who opens what a crash has left: they reach the disk
+    // with the next scans.
+    void KeepTail();
+    // The same at once, while no thread stores.
+    void FlushTail() { provisionalTail_.Flush(ProvisionalTail::Durable::no); }
     // Of the present recording, on any thread.
     int64_t StoredScans() const { return storedScans_; }
     // Gives the model the length of what was stored, for views.
@@ -89,7 +95,8 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     void FillModel();
     void FindTail(std::string& reason);
     bool TakeMovedTail();
-    std::optional<uint64_t> TryTail(uint64_t at, std::string& reason);
+    std::optional<uint64_t> TryTail(DataFile& file, uint64_t at, std::string& reason);
+    void FindProvisionalTail();
     void LoadModel();
     void LoadBare();
     void LoadTail();
@@ -101,6 +108,8 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
     int64_t statedScans_ = 0, scans_ = 0, scansThere_ = 0;
     uint64_t tailAt_ = 0;
     bool hasTail_ = false;
+    std::unique_ptr<DataFile> leftTail_;  // beside the samples, of a recording that was not finished
+    uint64_t leftTailAt_ = 0;
     uint64_t replacedSideCar_ = 0;  // 0: none
     std::unique_ptr<RecordingSamples> samples_;
 
@@ -109,6 +118,7 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
 
     static constexpr int64_t noNewStart = std::numeric_limits<int64_t>::min();
     std::filesystem::path temporaryPath_;
+    ProvisionalTail provisionalTail_;
     std::mutex fileAccess_;  // between the storage thread and who saves
     std::atomic<int64_t> storedScans_{0}, newStart_{noNewStart};
 };

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "document/native_writer.h"
+#include "host/memory_file_system.h"
 #include "recording/acq_doc.h"
 #include "recording/recording_recovery.h"
 #include "recording/recording_writer.h"
@@ -122,7 +123,23 @@ bool CAcqDoc::WriteAcqFileStart(const std::filesystem::path& folder) {
     sampleInterval = m_dSampleInterval;
     traceCount = static_cast<int32_t>(m_nChannels);
     TakeStoredScans();
+    provisionalTail_.Begin(GetSession().files, temporaryPath_);
+    KeepTail();
+    FlushTail();
     return true;
+}
+
+void CAcqDoc::FlushScans() {
+    provisionalTail_.Flush(ProvisionalTail::Durable::yes);
+    sampleFile->Sync();
+}
+
+void CAcqDoc::KeepTail() {
+    MemoryFile memory;
+    CArchive archive(memory, CArchive::Mode::store);
+    StoreRecordingTail(archive, *this, *this, tailState_, {});
+    archive.Close();
+    provisionalTail_.Set(std::move(memory.Bytes()));
 }
 
 void CAcqDoc::SetStartTime(int64_t seconds) {
@@ -165,6 +182,8 @@ void CAcqDoc::FinishRecording(const std::filesystem::path& target) {
     archive.Close();
     sampleFile->Truncate(archive.Position());  // of an attempt that wrote more
     sampleFile->Sync();
+    provisionalTail_.End();
+    RemoveProvisionalTail(files, temporaryPath_);
     files.CopyPermissions(target, temporaryPath_);
     try {
         files.Rename(temporaryPath_, target);
@@ -190,7 +209,10 @@ void CAcqDoc::DiscardRecording() {
     const std::filesystem::path left = std::exchange(temporaryPath_, {});
     storedScans_ = 0;
     newStart_ = noNewStart;
-    if (!left.empty()) GetSession().files.Remove(left);
+    if (left.empty()) return;
+    provisionalTail_.End();
+    RemoveProvisionalTail(GetSession().files, left);
+    GetSession().files.Remove(left);
 }
 
 }  // namespace kymora

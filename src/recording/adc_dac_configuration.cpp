@@ -190,8 +190,12 @@ std::string ConfigurationHead(Session& session, const std::filesystem::path& pat
 }
 
 std::string WrongTypeText(RecordingType read, RecordingType wanted) {
+    const auto name = [](RecordingType type) {
+        const std::string_view words = RecordingTypeName(type);
+        return words.empty() ? RecordingTypeWord(type) : words;
+    };
     return fmt::format("You are trying to load a {} configuration file into a {} interface. Aborting.",
-                       RecordingTypeName(read), RecordingTypeName(wanted));
+                       name(read), name(wanted));
 }
 
 AdcDacConfiguration ReadConfiguration(Session& session, const std::filesystem::path& path) {

@@ -52,6 +52,7 @@ std::optional<std::filesystem::path> SaveLeft(Session& session, CAcqDoc& left) {
 }
 
 void RemoveLeft(Session& session, const std::filesystem::path& path) {
+    RemoveProvisionalTail(session.files, path);
     try {
         session.files.Remove(path);
     } catch (const FileError& error) {
@@ -85,7 +86,10 @@ std::vector<std::filesystem::path> OfferLeftRecordings(Session& session,
             if (session.host.Confirm(OfferText(left))) target = SaveLeft(session, left);
         }
         if (target) saved.push_back(*target);
-        if (target && IsSameFile(session.files, path, *target)) continue;  // finished in its place
+        if (target && IsSameFile(session.files, path, *target)) {  // finished in its place
+            RemoveProvisionalTail(session.files, path);
+            continue;
+        }
         if (target || session.host.Confirm(RemoveText(path))) RemoveLeft(session, path);
     }
     return saved;

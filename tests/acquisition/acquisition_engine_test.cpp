@@ -96,6 +96,13 @@ TEST_F(EngineTest, ChecksBeforeAStartSayWhatIsWrong) {
              view->m_trigger.trace = 2;
          },
          "The trigger waits for trace 2, and 1 are recorded."},
+        {ChannelListRule::any,
+         [&] {
+             view->m_settings.m_nTrigMode = 3;
+             view->m_settings.channels[0].m_dChanGain = -1000.0;
+             view->m_trigger = {1, 0.0101, false, 0};
+         },
+         "The trigger never comes: its level of 0.0101 V is not between -0.01 and 0.01 V"},
         {ChannelListRule::any, [&] { view->m_settings.m_dTimeLimit = 2147484.0; },
          "This file is too long to be handled by Kymora. Please contact the author.\nAt this rate a "
          "recording "
@@ -230,7 +237,7 @@ TEST_F(EngineTest, AFullDiskStopsCleanly) {
     files.freeSpace = {};
     Open(16);
     view->m_settings.m_dTimeLimit = 3600.0;
-    faulty.freeBytes = 100000;
+    faulty.freeBytes = 200000;
     ASSERT_TRUE(view->OnAcqStart());
     Run();
     EXPECT_TRUE(WasTold("The samples could not be written. Recording stopped.\ndisk full"));

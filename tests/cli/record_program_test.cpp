@@ -141,17 +141,23 @@ TEST(RecordProgram, AKillLosesLessThanASecond) {
             ::kill(child, SIGKILL);
             return false;
         };
-        const ProgramResult killed = RunKymora({"record", "--source", "simulated", "--set", "input=counter",
-                                                "--seconds", "1000", "-o", (temp / "out.kymr-rec").string()},
-                                               setup);
+        const ProgramResult killed =
+            RunKymora({"record", "--source", "simulated", "--set", "input=counter", "--set",
+                       "channel1.label=nerve", "--seconds", "1000", "-o", (temp / "out.kymr-rec").string()},
+                      setup);
         ASSERT_EQ(killed.signal, SIGKILL);
-        ASSERT_EQ(temp.Count(), 1u);
-        const auto left = std::filesystem::directory_iterator(temp.Path())->path();
+        std::filesystem::path left;
+        for (const auto& one : std::filesystem::directory_iterator(temp.Path()))
+            if (one.path().extension() == ".kymr-rec") left = one.path();
         const auto saved = temp / "saved.kymr-rec";
         const ProgramResult recovered = RunKymora({"recover", left.string(), "-o", saved.string()});
         ASSERT_EQ(recovered.code, 0) << recovered.err;
         const auto [wrong, count] = WrongCounts(saved);
         EXPECT_EQ(wrong, 0u);
+        if (count > 0) {
+            const auto told = RunKymora({"info", "--json", saved.string()}).out;
+            EXPECT_NE(told.find("\"nerve\""), std::string::npos);
+        }
         most = std::max(most, lived - static_cast<double>(count) / 20000.0);
         EXPECT_LT(lived - static_cast<double>(count) / 20000.0, 1.0);
     }

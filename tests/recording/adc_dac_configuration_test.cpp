@@ -87,7 +87,7 @@ TEST_F(AdcDacConfigurationTest, WhatIsNoneOfTheTypeIsRefusedInItsWords) {
                           ".\nShould be between 1 and 2.");
     const char* names[] = {"Microphone: General Purpose", "DataTranslation: General Purpose",
                            "DataTranslation: Refractory protocol: Auto search",
-                           "DataTranslation: Refractory protocol: Manual search", ""};
+                           "DataTranslation: Refractory protocol: Manual search", "arduino"};
     for (const uint32_t type : {0u, 2u, 3u, 4u})
         ExpectRefused(with([&](File& f) { f.type = type; }),
                       std::string("You are trying to load a ") + names[type] +

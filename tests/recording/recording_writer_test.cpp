@@ -364,13 +364,20 @@ TEST_F(RecordingWriter, EveryStopOfARecordingLeavesAFileThatOpens) {
     const RecordingRecipe recipe;
     for (const bool opensUnnamed : {true, false}) {
         files.opensUnnamed = opensUnnamed;
+        if (files.Has(made)) files.Remove(made);
         int64_t stored = 0;
+        bool marked = false;  // in a file that was not finished
         CutEveryChange(
             [&](Session& cut) {
                 stored = 0;
                 CAcqDoc doc(cut);
                 try {
+                    doc.traces[1].traceLabel = "nerve";
+                    doc.traces[1].axisTop = 0.25;
                     Record(doc, recipe);
+                    doc.InsertMarker({1.0, "drug"});
+                    doc.KeepTail();
+                    doc.FlushScans();
                     doc.FinishRecording(made);
                 } catch (const FileError&) {
                     stored = doc.StoredScans();
@@ -390,9 +397,17 @@ TEST_F(RecordingWriter, EveryStopOfARecordingLeavesAFileThatOpens) {
                 EXPECT_TRUE(isOpen || (stored == 0 && !opensUnnamed));
                 if (!isOpen) return;
                 EXPECT_GE(doc.GetLength(), stored);
+                if (doc.GetLength() > 0) {
+                    EXPECT_EQ(doc.traces[1].traceLabel, "nerve");
+                    EXPECT_EQ(doc.traces[1].axisTop, 0.25);
+                    EXPECT_LE(doc.markers.size(), 1u);
+                    marked = marked || doc.markers.size() == 1;
+                }
                 WriteRecording(doc, "/recovered.kymr-rec");
                 EXPECT_EQ(Open("/recovered.kymr-rec")->GetLength(), doc.GetLength());
             });
+        EXPECT_TRUE(marked);
+        EXPECT_EQ(files.List("/t").size(), 0u) << "a finished one leaves nothing behind";
     }
 }
 

@@ -85,11 +85,11 @@ class FaultyFileSystem : public FileSystem {
         void WriteAt(uint64_t offset, std::span<const std::byte> from) override {
             const int64_t growth =
                 static_cast<int64_t>(offset + from.size()) - static_cast<int64_t>(under_->Length());
+            const bool wasDead = owner_.died;
             try {
                 owner_.Change();
             } catch (const FileError&) {
-                if (owner_.changes == owner_.dieAtChange && owner_.dieHalfWay)
-                    under_->WriteAt(offset, from.first(from.size() / 2));
+                if (!wasDead && owner_.dieHalfWay) under_->WriteAt(offset, from.first(from.size() / 2));
                 throw;
             }
             if (growth > owner_.freeBytes) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace kymora {
 
@@ -23,13 +22,12 @@ void LiveTraces::Begin(const ScanFormat& format, double scansAcross, int columns
     ring_ = static_cast<size_t>(std::min<int64_t>(
         mostRing, std::llround(1.2 * scansAcross_ / static_cast<double>(scansPerBin_)) + 8));
     bins_.assign(ring_ * format.channels, Bin());
-    const double volt = (format.high - format.low) / std::ldexp(1.0, format.bits);
     scale_.clear();
     zero_.clear();
     for (size_t c = 0; c < format.channels; ++c) {
-        scale_.push_back(volt / format.gains[c]);
-        zero_.push_back((format.encoding == 1 ? (format.low + format.high) / 2.0 : format.low) /
-                        format.gains[c]);
+        const auto [step, zero] = format.ToVolts(c);
+        scale_.push_back(step);
+        zero_.push_back(zero);
     }
     SetColumns(columns);
 }
@@ -37,15 +35,6 @@ void LiveTraces::Begin(const ScanFormat& format, double scansAcross, int columns
 void LiveTraces::SetColumns(int columns) { columns_ = std::max(columns, 1); }
 
 // --- samples ---
-
-int32_t LiveTraces::CodeAt(const std::byte* sample) const {
-    uint32_t code = 0;
-    std::memcpy(&code, sample, format_.bytesPerSample);
-    if (format_.encoding != 1) return static_cast<int32_t>(code);
-    const uint32_t sign = 1u << (format_.bits - 1);
-    code &= (sign << 1) - 1u;
-    return static_cast<int32_t>(code) - ((code & sign) != 0 ? static_cast<int32_t>(sign << 1) : 0);
-}
 
 void LiveTraces::MakeRoom(int64_t bin) {
     made_ = std::max(made_, bin + 1 - static_cast<int64_t>(ring_));
@@ -65,7 +54,7 @@ void LiveTraces::Add(std::span<const std::byte> scans) {
             const std::byte* sample =
                 scans.data() + static_cast<size_t>(done) * scanBytes + trace * format_.bytesPerSample;
             for (int64_t i = 0; i < here; ++i, sample += scanBytes) {
-                const int32_t code = CodeAt(sample);
+                const int32_t code = format_.Code(sample);
                 into.low = std::min(into.low, code);
                 into.high = std::max(into.high, code);
             }

@@ -70,7 +70,6 @@ class LiveTraces {
         bool IsEmpty() const { return low > high; }
     };
 
-    int32_t CodeAt(const std::byte* sample) const;
     double VoltsOf(int32_t code, size_t trace) const { return code * scale_[trace] + zero_[trace]; }
     Bin& BinAt(size_t trace, int64_t bin) { return bins_[trace * ring_ + static_cast<size_t>(bin) % ring_]; }
     const Bin& BinAt(size_t trace, int64_t bin) const {
