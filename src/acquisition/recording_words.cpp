@@ -27,7 +27,7 @@ StateWords WordsOf(AcqState state) {
 }
 
 std::string ElapsedText(double seconds) {
-    const auto tenths = static_cast<int64_t>(std::floor(std::max(seconds, 0.0) * 10.0 + 1e-6));
+    const int64_t tenths = std::llround(std::max(seconds, 0.0) * 10.0);
     const int64_t minutes = tenths / 600;
     const std::string rest = fmt::format("{:02}.{}", tenths / 10 % 60, tenths % 10);
     if (minutes < 60) return fmt::format("{}:{}", minutes, rest);
@@ -60,6 +60,14 @@ constexpr RecordingKey recordingKeys[] = {
 }  // namespace
 
 std::span<const RecordingKey> RecordingKeys() { return recordingKeys; }
+
+std::string WhyLocked(const CAcqView& view) {
+    if (view.MayChangeSettings()) return {};
+    if (!view.HasEnded())
+        return "These settings are those of the recording under way. Stop it (F6) to change them.";
+    return "The file that is appended to keeps these settings. Click Done (Shift+F9) to end it and change "
+           "them.";
+}
 
 RecordingControls ControlsOf(const CAcqView& view) {
     const AcqState state = view.State();

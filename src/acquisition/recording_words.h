@@ -44,6 +44,8 @@ struct RecordingControls {
 
     bool operator==(const RecordingControls&) const = default;
 };
+// Why settings may not be changed, and what to do for it; empty when they may.
+std::string WhyLocked(const CAcqView& view);
 RecordingControls ControlsOf(const CAcqView& view);
 
 }  // namespace kymora

@@ -98,6 +98,7 @@ QString ToQtFilter(std::string_view filter) {
 // Where a question goes away, the window that it stood before is in front again.
 QWidget* DesktopHost::Parent() const {
     if (QWidget* modal = QApplication::activeModalWidget()) return modal;
+    if (asker_ && asker_->isVisible()) return asker_;
     auto* dialog = qobject_cast<QDialog*>(QApplication::activeWindow());
     return dialog && dialog->isVisible() ? dialog : parent_.data();
 }

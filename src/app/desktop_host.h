@@ -18,6 +18,8 @@ class DesktopHost : public Host {
   public:
     // Dialogs stand on this window; none before it is set.
     void SetParentWindow(QWidget* window) { parent_ = window; }
+    // The window that asks, whichever is in front; null: the one in front.
+    void StandOn(QWidget* window) { asker_ = window; }
     // Who gets messages in place of boxes that wait for an answer; null: the boxes are shown.
     using MessageTaker = std::function<void(std::string_view text)>;
     void SetMessageTaker(const MessageTaker* taker) { taker_ = taker; }
@@ -48,7 +50,7 @@ class DesktopHost : public Host {
     void Show(QMessageBox::Icon icon, std::string_view text, std::string_view title);
     bool AskNotice(std::string_view key, std::string_view title, std::string_view text, bool withCancel);
 
-    QPointer<QWidget> parent_;
+    QPointer<QWidget> parent_, asker_;
     const MessageTaker* taker_ = nullptr;
     std::set<std::string, std::less<>> silenced_;  // keys of notices
 };

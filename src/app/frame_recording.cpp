@@ -23,6 +23,9 @@ class CMainFrame::Desk : public RecordingDesk {
     void TakeMessages(const MessageTaker* taker) override {
         if (frame_.host_) frame_.host_->SetMessageTaker(taker);
     }
+    void StandDialogsOn(QWidget* window) override {
+        if (frame_.host_) frame_.host_->StandOn(window);
+    }
     std::filesystem::path DesktopFolder() override {
         return ToPath(QStandardPaths::writableLocation(QStandardPaths::DesktopLocation));
     }

@@ -13,6 +13,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSpinBox>
 #include <QStyle>
 #include <QStylePainter>
@@ -299,6 +300,13 @@ class FlagEditor : public FormEditor {
 class ChoiceBox : public QComboBox {
   public:
     using QComboBox::QComboBox;
+    // The list shows them whole.
+    void showPopup() override {
+        const int most = screen()->availableGeometry().width();
+        const int frame = 2 * view()->frameWidth() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        view()->setMinimumWidth(std::min(view()->sizeHintForColumn(0) + frame, most));
+        QComboBox::showPopup();
+    }
 
   protected:
     void paintEvent(QPaintEvent*) override {

@@ -10,6 +10,7 @@
 #include <QRadioButton>
 #include <QSpinBox>
 #include <QTest>
+#include <QTextDocumentFragment>
 
 #include "graphs/windows/graph_panel.h"
 #include "host/disk_file_system.h"
@@ -53,7 +54,9 @@ class AcquisitionPagesTest : public ::testing::Test {
         box->setCurrentIndex(index);
         emit box->activated(index);
     }
-    QString Fault() { return pages.findChild<QLabel*>("fault")->text(); }
+    QString Fault() {
+        return QTextDocumentFragment::fromHtml(pages.findChild<QLabel*>("fault")->text()).toPlainText();
+    }
 
     TestHost host;
     DiskFileSystem files;
@@ -104,7 +107,7 @@ TEST_F(AcquisitionPagesTest, AFaultIsToldAndTheValueBeforeStays) {
     EXPECT_EQ(Fault(), "\"Time limit\" must be at least 0.");
     EXPECT_EQ(pages.Fault(), Fault().toStdString());
     pages.ShowPage("Trigger");
-    EXPECT_EQ(Fault(), "");
+    EXPECT_EQ(Fault(), "Recording: \"Time limit\" must be at least 0.");
     pages.FocusFault();
     QApplication::processEvents();
     EXPECT_EQ(QApplication::focusWidget()->objectName(), "timeLimit");
@@ -138,7 +141,7 @@ TEST_F(AcquisitionPagesTest, StandGreyWhileItRecordsAndFollowTheSequence) {
     QTest::mouseClick(Find<QPushButton>("Stimulus", "resetSequence"), Qt::LeftButton);
     EXPECT_TRUE(isReset);
     EXPECT_EQ(highest(), 0.0);
-    pages.SetRunning(true);
+    pages.SetLocked("it runs");
     EXPECT_FALSE(Find<QLineEdit>("Recording", "timeLimit")->isEnabled());
     BoardFacts board = UnknownBoard();
     board.outputChannels = 0;
@@ -146,7 +149,7 @@ TEST_F(AcquisitionPagesTest, StandGreyWhileItRecordsAndFollowTheSequence) {
     EXPECT_FALSE(pages.ShowPage("Stimulus"));
     EXPECT_FALSE(pages.ShowPage("Simulated board"));
     EXPECT_FALSE(Find<QLineEdit>("Recording", "timeLimit")->isEnabled());
-    pages.SetRunning(false);
+    pages.SetLocked({});
     // Another board may come of what is just being typed.
     QObject::connect(&pages, &AcquisitionPages::Changed, [&] {
         BoardFacts other = UnknownBoard();

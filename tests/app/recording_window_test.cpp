@@ -1,5 +1,7 @@
 #include "acquisition/windows/recording_window.h"
 
+#include <QDoubleSpinBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <thread>
@@ -271,6 +273,18 @@ TEST_F(RecordingWindowTest, WhatIsSetOrRefusedLeavesTheRest) {
     EXPECT_NE(window.Review(), nullptr);
     EXPECT_TRUE(IsReady(window, "save"));
     EXPECT_EQ(window.Engine()->StoredScans(), stored);
+    // Its time is that of the rate at which it was recorded; a refused setting changes nothing.
+    const auto elapsed = [&] { return window.findChild<QLabel*>("elapsed")->text(); };
+    QTest::qWait(300);
+    const QString before = elapsed();
+    ASSERT_EQ(window.Set("sampleInterval", "0.5"), "");
+    ASSERT_EQ(window.Set("encoding", "twos-complement"), "");
+    EXPECT_NE(window.Set("bits", "20"), "");
+    EXPECT_EQ(pages->Source().simulated.bits, 16);
+    ASSERT_EQ(window.Set("encoding", "offset"), "");
+    QTest::qWait(300);
+    EXPECT_EQ(elapsed(), before);
+    ASSERT_EQ(window.Set("sampleInterval", "0.05"), "");
     // Another simulated input is another board: one question, and the scope stays.
     ASSERT_EQ(window.Set("displaySpan", "2000"), "");
     ASSERT_EQ(window.Set("input", "sine"), "");
@@ -284,6 +298,28 @@ TEST_F(RecordingWindowTest, WhatIsSetOrRefusedLeavesTheRest) {
     EXPECT_TRUE(scope->isVisible());
     window.Stop();
     AwaitEnd(window);
+}
+
+TEST_F(RecordingWindowTest, WhatIsGivenUpAfterAFailedSaveIsNotOfferedAgain) {
+    RecordingWindow* window = &Open();
+    files.Open("/cell.kymr-hdr", OpenMode::createNew);
+    const size_t before = files.List("/").size();
+    Record(*window);
+    EXPECT_FALSE(window->findChild<QLabel*>("locked")->text().isEmpty());
+    window->Stop();
+    AwaitEnd(*window);
+    EXPECT_EQ(window->findChild<QLabel*>("locked")->text(), "");
+    window->Save();
+    EXPECT_TRUE(window->Engine()->HasUnsaved());
+    EXPECT_EQ(files.List("/").size(), before + 2) << "the samples and what belongs to them are kept";
+    host.fillForms = {[](Form& form) {
+        form["what"].choice = 1;
+        return true;
+    }};
+    EXPECT_TRUE(window->close());
+    EXPECT_EQ(files.List("/").size(), before);
+    EXPECT_EQ(ElapsedText(4.99995), "0:05.0");
+    EXPECT_EQ(ElapsedText(3599.96), "1:00:00.0");
 }
 
 TEST_F(RecordingWindowTest, AViewStoresNothingAndLeavesTheSettings) {
@@ -309,6 +345,9 @@ TEST_F(RecordingWindowTest, AConfigurationOpensItsKindOfSource) {
     EXPECT_EQ(window.Set("sampleInterval", "0.1"), "");
     EXPECT_TRUE(window.LoadConfig("/sound.kymr-cfg"));
     EXPECT_EQ(window.Source(), "sound");
+    EXPECT_NE(window.Engine()->Unit(), "V");
+    EXPECT_EQ(window.findChild<QDoubleSpinBox*>("level")->suffix().trimmed().toStdString(),
+              window.Engine()->Unit());
     window.Engine()->m_temporaryFolder = "/";
     Record(window, 9600);
     window.Stop();

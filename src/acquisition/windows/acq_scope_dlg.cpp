@@ -20,7 +20,7 @@ namespace {
 constexpr int scopeFrameMs = 33;
 constexpr size_t linePoints = 2000;
 constexpr double slowSweepMs = 500.0;  // is seen while it comes
-constexpr double longestMs = 2e7, greatestVolts = 1e6;
+constexpr double longestMs = 2e7, greatestValue = 1e6;
 constexpr double dragSteps = 1000.0;  // of the full scale
 constexpr QSize usualSize{860, 420}, formSize{300, 1000};
 constexpr uint32_t edgeColour = Rgb(213, 94, 0), triggerColour = Rgb(128, 128, 128),
@@ -101,8 +101,8 @@ ParamList CAcqScopeDlg::Params() {
         .Limits(1e-3, longestMs)
         .Tip("How long a sweep is");
     list.Number("fullScale", "&Full scale", m_dFullScale)
-        .Unit("V")
-        .Limits(0.0, greatestVolts)
+        .Unit(m_view.Unit())
+        .Limits(0.0, greatestValue)
         .Tip("The picture reaches so far up and down. 0: as far as the board can record");
     list.Integer("superimposed", "S&uperimpose", m_settings.superimposed)
         .Limits(1, ScopeSweeps::mostSuperimposed)
@@ -119,8 +119,8 @@ ParamList CAcqScopeDlg::Params() {
         .Tip("The trace that crosses the level")
         .EnabledIf(isThreshold);
     list.Number("level", "&Level", m_settings.level)
-        .Unit("V")
-        .Limits(-greatestVolts, greatestVolts)
+        .Unit(m_view.Unit())
+        .Limits(-greatestValue, greatestValue)
         .Tip("The level, over the gain of the amplifier. Its line in the picture can be dragged where the "
              "trace "
              "is shown")
@@ -236,7 +236,7 @@ void CAcqScopeDlg::Draw() {
     const auto trace = static_cast<size_t>(m_settings.shown) - 1;
     const bool isThere = trace < doc.traces.size();
     const std::string label = isThere ? doc.traces[trace].traceLabel : std::string();
-    pane.y = {label.empty() ? fmt::format("trace {}", m_settings.shown) : label, "V", false,
+    pane.y = {label.empty() ? fmt::format("trace {}", m_settings.shown) : label, m_view.Unit(), false,
               std::pair(-FullScale(), FullScale())};
     if (m_pSweeps) {
         const auto& sweeps = m_pSweeps->Sweeps();

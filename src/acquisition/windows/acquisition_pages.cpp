@@ -13,23 +13,40 @@
 namespace kymora {
 
 AcquisitionPages::AcquisitionPages(Session& session, QWidget* parent)
-    : QWidget(parent), state_(session), tabs_(new QTabWidget(this)), fault_(new QLabel(this)) {
+    : QWidget(parent),
+      state_(session),
+      tabs_(new QTabWidget(this)),
+      locked_(new QLabel(this)),
+      fault_(new QLabel(this)) {
     state_.resetSequence = [this] { emit ResetSequence(); };
     state_.pauseSequence = [this](bool isPaused) { emit PauseSequence(isPaused); };
     tabs_->setDocumentMode(true);
     tabs_->setUsesScrollButtons(true);
     fault_->setObjectName("fault");
-    fault_->setTextFormat(Qt::PlainText);
-    fault_->setWordWrap(true);
-    fault_->setContentsMargins(8, 2, 8, 4);
+    fault_->setTextFormat(Qt::RichText);
+    fault_->setTextInteractionFlags(Qt::LinksAccessibleByMouse);
+    locked_->setObjectName("locked");
+    locked_->setTextFormat(Qt::PlainText);
+    locked_->setAutoFillBackground(true);
+    locked_->setBackgroundRole(QPalette::ToolTipBase);
+    locked_->setForegroundRole(QPalette::ToolTipText);
+    for (QLabel* line : {locked_, fault_}) {
+        line->setWordWrap(true);
+        line->setContentsMargins(8, 2, 8, 4);
+        line->hide();
+    }
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
+    column->addWidget(locked_);
     column->addWidget(tabs_, 1);
     column->addWidget(fault_);
-    connect(tabs_, &QTabWidget::currentChanged, this, [this] { ShowFault({}); });
+    connect(tabs_, &QTabWidget::currentChanged, this, [this] { ShowFaults(); });
+    connect(fault_, &QLabel::linkActivated, this, [this](const QString& page) {
+        tabs_->setCurrentIndex(page.toInt());
+        Current()->FocusFault();
+    });
     Build();
-    ShowFault({});
 }
 
 AcquisitionPages::~AcquisitionPages() = default;
@@ -48,9 +65,8 @@ void AcquisitionPages::ShowTabs() {
 void AcquisitionPages::Take(AcquisitionPage* page) {
     pages_.push_back(page);
     tabs_->addTab(page, ToQString(page->Page().Title()));
-    page->SetLocked(isRunning_);
     connect(page, &AcquisitionPage::Changed, this, &AcquisitionPages::OnChanged);
-    connect(page, &AcquisitionPage::PutBack, this, &AcquisitionPages::ShowFault);
+    connect(page, &AcquisitionPage::PutBack, this, &AcquisitionPages::ShowFaults);
 }
 
 AcquisitionPage* AcquisitionPages::Current() const {
@@ -73,7 +89,7 @@ void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSet
     for (int i = tabs_->count() - 1; isOtherKind && i >= 0; --i)
         if (tabs_->isTabVisible(i)) tabs_->setCurrentIndex(i);
     for (AcquisitionPage* page : pages_) page->Revert();
-    ShowFault({});
+    ShowFaults();
 }
 
 void AcquisitionPages::SetAxis(size_t channel, double top, double bottom) {
@@ -82,9 +98,11 @@ void AcquisitionPages::SetAxis(size_t channel, double top, double bottom) {
     if (AcquisitionPage* page = Current()) page->Refresh();
 }
 
-void AcquisitionPages::SetRunning(bool isRunning) {
-    isRunning_ = isRunning;
-    for (AcquisitionPage* page : pages_) page->SetLocked(isRunning);
+void AcquisitionPages::SetLocked(const QString& why) {
+    if (why == locked_->text()) return;
+    locked_->setText(why);
+    locked_->setVisible(!why.isEmpty());
+    for (AcquisitionPage* page : pages_) page->SetLocked(!why.isEmpty());
 }
 
 void AcquisitionPages::SetSequence(int64_t index, bool isPaused) {
@@ -121,23 +139,35 @@ void AcquisitionPages::FocusFault() {
         if (page->Fault().empty() || !page->Page().IsThere()) continue;
         tabs_->setCurrentWidget(page);
         page->FocusFault();
-        break;
+        return ShowFaults();
     }
-    ShowFault(ToQString(Fault()));
+    ShowFaults(ToQString(Fault()));
 }
 
 void AcquisitionPages::OnChanged() {
-    const AcquisitionPage* page = Current();
-    ShowFault(page ? ToQString(page->Fault()) : QString());
+    ShowFaults();
     emit Changed();
 }
 
-void AcquisitionPages::ShowFault(const QString& text) {
+// A fault of another page is told with its name, which leads there.
+void AcquisitionPages::ShowFaults(const QString& more) {
     QPalette colours = palette();
-    colours.setColor(QPalette::WindowText, FaultColour(colours));
+    const QColor colour = FaultColour(colours);
+    colours.setColor(QPalette::WindowText, colour);
     fault_->setPalette(colours);
-    fault_->setText(text);
-    fault_->setVisible(!text.isEmpty());
+    QStringList lines;
+    if (!more.isEmpty()) lines += more.toHtmlEscaped();
+    for (int i = 0; i < tabs_->count(); ++i) {
+        const AcquisitionPage* page = pages_[static_cast<size_t>(i)];
+        const std::string fault = page->Page().IsThere() ? page->Fault() : std::string();
+        if (fault.empty()) continue;
+        const QString name = tabs_->tabText(i).remove('&').toHtmlEscaped();
+        const QString link =
+            QString("<a href=\"%1\" style=\"color: %2\">%3</a>: ").arg(i).arg(colour.name(), name);
+        lines += (page == Current() ? QString() : link) + ToQString(fault).toHtmlEscaped();
+    }
+    fault_->setText(lines.join("<br>"));
+    fault_->setVisible(!lines.isEmpty());
 }
 
 void AcquisitionPages::keyPressEvent(QKeyEvent* event) {

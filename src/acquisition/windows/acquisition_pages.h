@@ -38,8 +38,8 @@ class AcquisitionPages : public QWidget {
 
     // An axis (V) that was changed elsewhere; of a channel from 0.
     void SetAxis(size_t channel, double top, double bottom);
-    // The pages stand grey while it records.
-    void SetRunning(bool isRunning);
+    // The pages stand grey, with the words why; empty: they do not.
+    void SetLocked(const QString& why);
     // Acquisitions done in the present sequence, and whether they are counted.
     void SetSequence(int64_t index, bool isPaused);
     // The recordings of the main display, from which an output can be played.
@@ -63,13 +63,13 @@ class AcquisitionPages : public QWidget {
     void Take(AcquisitionPage* page);
     AcquisitionPage* Current() const;
     void OnChanged();
-    void ShowFault(const QString& text);
+    // What may not be used on any page, and what else is to be said of this one.
+    void ShowFaults(const QString& more = {});
 
     ProtocolState state_;
     std::vector<AcquisitionPage*> pages_;
     QTabWidget* tabs_;
-    QLabel* fault_;
-    bool isRunning_ = false;
+    QLabel *locked_, *fault_;
 };
 
 }  // namespace kymora

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QWheelEvent>
 #include <cmath>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -73,7 +74,10 @@ void LiveWidget::KeepGhost() {
 }
 
 void LiveWidget::Show(Recorded recorded) {
-    KeepGhost();
+    if (std::exchange(beginsSeries_, false))
+        ghost_ = QImage();
+    else
+        KeepGhost();
     view_.reset();
     doc_ = std::move(recorded.doc);
     doc_->traceCount = static_cast<int32_t>(doc_->m_nChannels);
@@ -394,7 +398,9 @@ void LiveWidget::DrawSpikes(DrawDevice& device) const {
     TextStyle style{colour, TextStyle::Horizontal::right,
                     isLow ? TextStyle::Vertical::bottom : TextStyle::Vertical::top};
     RimmedText(device, rect.right - 4, isLow ? *row - 2 : *row + 2,
-               fmt::format("{} V", AxisNumber(spikes_.Settings().level, 3)), style, paper);
+               fmt::format("{} {}", AxisNumber(spikes_.Settings().level, 3),
+                           doc_->traces[spikes_.Settings().trace].traceUnits),
+               style, paper);
 }
 
 void LiveWidget::DrawHint(DrawDevice& device) const {

@@ -43,6 +43,8 @@ class LiveWidget : public QWidget, public AcqObserver {
     void SetPaused(bool paused);
     // Whether what was shown stands faintly behind what comes, where it stood at the same place.
     void SetOverlay(bool overlays);
+    // What is shown until the next Show, and stands behind it, does not stand behind what that shows.
+    void BeginSeries() { beginsSeries_ = true; }
     // When the data came that are handed over now.
     void SetWokenAt(Clock::time_point when) { wokenAt_ = when; }
     // The words in the middle while nothing is shown.
@@ -126,7 +128,7 @@ class LiveWidget : public QWidget, public AcqObserver {
     std::vector<CMarker> notes_;
     QString hint_;
     QImage ground_, ghost_;  // ghost_: what was shown before
-    bool overlays_ = false;
+    bool overlays_ = false, beginsSeries_ = false;
     bool groundIsCurrent_ = false;
     int64_t shownFirst_ = 0, shownLast_ = 0;  // columns
 

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QStackedWidget>
 #include <cmath>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -49,7 +50,10 @@ RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget*
     setWindowFlags(Qt::Window);
     setAttribute(Qt::WA_DeleteOnClose);
     Build();
-    loop_.atWork = [this](bool begins) { desk_.TakeMessages(begins ? &taker_ : nullptr); };
+    loop_.atWork = [this](bool begins) {
+        desk_.TakeMessages(begins ? &taker_ : nullptr);
+        CountAsks(begins ? 1 : -1);
+    };
     observers_.Add(*this);
     observers_.Add(*live_);
     ReloadSources();
@@ -64,6 +68,21 @@ RecordingWindow::~RecordingWindow() {
 void RecordingWindow::Say(std::string_view text) {
     if (NoticeText().count('\n') >= mostNoticeLines) notice_->Dismiss();
     notice_->Say(ToQString(text));
+}
+
+void RecordingWindow::CountAsks(int more) {
+    asks_ += more;
+    desk_.StandDialogsOn(asks_ > 0 ? this : nullptr);
+}
+
+bool RecordingWindow::Confirms(const std::string& question) {
+    const Asks here(*this);
+    return session_.host.Confirm(question);
+}
+
+void RecordingWindow::Refuse(const std::string& why) {
+    const Asks here(*this);
+    session_.host.Failure(why);
 }
 
 // --- the board ---
@@ -152,8 +171,7 @@ bool RecordingWindow::OpenSoundEngine() {
 bool RecordingWindow::OpenBoardEngine(const std::string& source) {
     std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
     if (!board) {
-        session_.host.Failure(
-            fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
+        Refuse(fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
         return false;
     }
     auto view = std::make_unique<CDTGenAcqView>(session_, loop_, std::move(board));
@@ -166,7 +184,6 @@ bool RecordingWindow::OpenBoardEngine(const std::string& source) {
     facts.isSimulated = source == simulatedSource;
     board_ = view.get();
     engine_ = std::move(view);
-    ShowSettings();
     protocol_->SetBoard(std::move(facts));
     return true;
 }
@@ -184,11 +201,11 @@ bool RecordingWindow::OpenAnew(const std::string& source) {
         if (before != settings_.end())
             engine_->m_settings = before->second;
         else
-            SetAxesToRange();
+            engine_->SpanUnsetAxes();
     }
     source_ = source;
     openedSettings_ = sourceSettings_;
-    level_->setSuffix(source == soundSource ? QString() : tr(" V"));
+    level_->setSuffix(engine_ ? " " + ToQString(engine_->Unit()) : QString());
     const QSignalBlocker quiet(sources_);
     sources_->setCurrentIndex(ItemOfSource());
     ShowSettings();
@@ -197,20 +214,12 @@ bool RecordingWindow::OpenAnew(const std::string& source) {
     return isOpen;
 }
 
-// A new session shows all that the source can see.
-void RecordingWindow::SetAxesToRange() {
-    engine_->TakeFormat();
-    const ScanFormat& format = engine_->Format();
-    for (AcquisitionChannel& channel : engine_->m_settings.channels) {
-        channel.axisA = format.high / channel.m_dChanGain;
-        channel.axisB = format.low / channel.m_dChanGain;
-    }
-}
-
 bool RecordingWindow::MayLoseSamples() {
     if (!engine_ || !engine_->HasUnsaved()) return true;
-    return session_.host.Confirm(std::string(unsavedText) +
-                                 "\nClick OK to go on, Cancel to return and save it.");
+    if (!Confirms(std::string(unsavedText) + "\nClick OK to go on, Cancel to return and save it."))
+        return false;
+    engine_->LetGo();
+    return true;
 }
 
 // --- settings ---
@@ -233,7 +242,7 @@ bool RecordingWindow::OpenSourceFor(const std::filesystem::path& path) {
 
 bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
     if (engine_ && !ControlsOf(*engine_).settings) {
-        session_.host.Failure("A recording is under way. Stop it before you load a configuration.");
+        Refuse("A recording is under way. Stop it before you load a configuration.");
         return false;
     }
     if (!MayLoseSamples()) return false;
@@ -278,7 +287,7 @@ void RecordingWindow::TakeSettings() {
 // False where the user keeps the data that would not fit.
 bool RecordingWindow::TakeChanged(const AcquisitionSettings& settings) {
     if (const char* question = engine_->ClearQuestion(settings)) {
-        if (!session_.host.Confirm(question)) return false;
+        if (!Confirms(question)) return false;
         DropReview();
         engine_->GiveUp();
         hasBegun_ = false;
@@ -292,15 +301,18 @@ std::string RecordingWindow::Set(const std::string& key, const std::string& valu
     if (!engine_ || !ControlsOf(*engine_).settings)
         return "Settings can be changed when nothing is recorded.";
     AcquisitionSettings settings = engine_->m_settings;
-    std::optional<std::string> fault = SetSourceSetting(sourceSettings_, key, value);
+    SourceSettings source = sourceSettings_;
+    std::optional<std::string> fault = SetSourceSetting(source, key, value);
     if (!fault) fault = SetSetting(settings, key, value);
     if (!fault && board_) fault = trains_.Set(settings, key, value);
     if (!fault) return fmt::format("There is no setting \"{}\".", key);
-    if (fault->empty()) *fault = SourceSettingsFault(sourceSettings_);
-    if (!TakeChanged(settings)) fault = "The data that are there are kept, and so is the setting.";
+    if (fault->empty()) *fault = SourceSettingsFault(source);
+    if (!fault->empty()) return *fault;
+    if (!TakeChanged(settings)) return "The data that are there are kept, and so is the setting.";
+    sourceSettings_ = source;
     ShowSettings();
     UpdateControls();
-    return *fault;
+    return {};
 }
 
 bool RecordingWindow::ShowPage(const QString& title) {
@@ -344,7 +356,7 @@ void RecordingWindow::Start() {
     if (!engine_) return;
     if (engine_->HasEnded()) {
         if (const std::string fault = protocol_->Fault(); !fault.empty()) {
-            session_.host.Failure(fault);
+            Refuse(fault);
             ShowSettingsPages(true);
             return protocol_->FocusFault();
         }
@@ -354,6 +366,10 @@ void RecordingWindow::Start() {
         DropReview();
         engine_->m_bDisplayOnly = false;
         engine_->m_nDisplayWidth = live_->PlotWidth();
+        // Episodes lie behind each other, not behind what came before their series.
+        const bool isSeries = engine_->IsSeries();
+        if (isSeries || std::exchange(wasSeries_, isSeries)) live_->BeginSeries();
+        wasSeries_ = isSeries;
     }
     const Hold alone(loop_);
     engine_->OnAcqStart();
@@ -418,6 +434,10 @@ void RecordingWindow::Done() {
 
 // --- notes ---
 
+double RecordingWindow::SecondsOf(int64_t scans) const {
+    return static_cast<double>(scans) * engine_->Document().m_dSampleInterval / 1000.0;
+}
+
 // The last samples came a moment ago.
 double RecordingWindow::RecordedMs() const {
     const double interval = engine_->m_settings.m_dSampleInterval;
@@ -436,6 +456,7 @@ void RecordingWindow::Note() {
     CAcqDoc& doc = engine_->Document();
     openNote_ = now;
     doc.InsertMarker({*openNote_, fmt::format("note {}", ++notes_)});
+    engine_->KeepTail();
     ShowNotes();
     noteText_->setEnabled(true);
     noteText_->clear();
@@ -452,6 +473,7 @@ void RecordingWindow::LabelNote(const QString& text) {
     std::vector<CMarker>& markers = engine_->Document().markers;
     const auto note = std::ranges::find(markers, *openNote_, &CMarker::m_dTime);
     if (note != markers.end() && !text.trimmed().isEmpty()) note->m_strLabel = text.trimmed().toStdString();
+    engine_->KeepTail();
     ShowNotes();
 }
 
@@ -565,6 +587,7 @@ void RecordingWindow::TakeAxis(int trace, double top, double bottom) {
     TraceSettings& stored = engine_->Document().traces[static_cast<size_t>(trace)];
     stored.axisTop = top;
     stored.axisBottom = bottom;
+    engine_->KeepTail();
 }
 
 void RecordingWindow::ShowReview() {
@@ -616,23 +639,24 @@ void RecordingWindow::DropScope() {
 bool RecordingWindow::MayClose() {
     if (!engine_) return true;
     if (!engine_->HasEnded()) {
-        if (!session_.host.Confirm(
-                "A recording is under way. Stop it and close the window?\nWhat was recorded "
-                "can be saved then."))
+        if (!Confirms("A recording is under way. Stop it and close the window?\nWhat was recorded "
+                      "can be saved then."))
             return false;
         const Hold alone(loop_);
         engine_->StopForGood();
     }
     if (!engine_->HasUnsaved()) return true;
     Form form("The last recording is not saved");
-    form.AddRadio("what",
-                  "It lasts " +
-                      ElapsedText(static_cast<double>(engine_->StoredScans()) *
-                                  engine_->m_settings.m_dSampleInterval / 1000.0) +
-                      " min.",
+    form.AddRadio("what", "It lasts " + ElapsedText(SecondsOf(engine_->StoredScans())) + " min.",
                   {"Save it", "Give it up"}, 0);
-    if (!session_.host.AskForm(form)) return false;
-    if (form.Choice("what") == 1) return true;
+    {
+        const Asks here(*this);
+        if (!session_.host.AskForm(form)) return false;
+    }
+    if (form.Choice("what") == 1) {
+        engine_->LetGo();
+        return true;
+    }
     Save();
     return !engine_->HasUnsaved();
 }

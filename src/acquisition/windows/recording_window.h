@@ -46,6 +46,8 @@ class RecordingDesk {
     // Who gets messages in place of boxes that wait for an answer; null: the boxes.
     using MessageTaker = std::function<void(std::string_view text)>;
     virtual void TakeMessages(const MessageTaker* taker) = 0;
+    // The window on which dialogs stand from now on; null: as it comes.
+    virtual void StandDialogsOn(QWidget* window) = 0;
     // The folder for recordings whose own is not there.
     virtual std::filesystem::path DesktopFolder() = 0;
     // The recordings that are open.
@@ -125,6 +127,21 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void reject() override {}
 
   private:
+    // As long as one lives, dialogs stand on this window, whichever is in front.
+    class Asks {
+      public:
+        explicit Asks(RecordingWindow& window) : window_(window) { window_.CountAsks(1); }
+        ~Asks() { window_.CountAsks(-1); }
+        Asks(const Asks&) = delete;
+        Asks& operator=(const Asks&) = delete;
+
+      private:
+        RecordingWindow& window_;
+    };
+    void CountAsks(int more);
+    bool Confirms(const std::string& question);
+    void Refuse(const std::string& why);
+
     // recording_window_parts.cpp
     void Build();
     void MakeTop(QVBoxLayout* column);
@@ -146,7 +163,6 @@ class RecordingWindow : public QDialog, public AcqObserver {
     int ItemOfSource() const;
     bool IsTriggeredInside() const { return board_ && board_->Trigger() == TriggerMode::internal; }
     bool TakeChanged(const AcquisitionSettings& settings);
-    void SetAxesToRange();
     bool MayLoseSamples();
     bool TakeNewSettings();
     bool OpenAnew(const std::string& source);
@@ -169,6 +185,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void ShowNotes();
     void EndViewing();
     double RecordedMs() const;
+    // So many scans of the recording that is there, at its own rate.
+    double SecondsOf(int64_t scans) const;
     double TriggerOffsetMs() const;
     void DropScope();
 
@@ -187,6 +205,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     QPointer<CAcqScopeDlg> scopeDialog_;
     std::filesystem::path saved_;  // the file that was written last
     bool hasBegun_ = false;        // the display shows a recording
+    bool wasSeries_ = false;       // the last start began one
+    int asks_ = 0;
     bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
     static constexpr double leastSpanMs = 1.0, mostSpanMs = 3600000.0;
     struct Limits {

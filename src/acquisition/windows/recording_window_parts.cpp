@@ -282,7 +282,7 @@ void RecordingWindow::UpdateControls() {
     for (QWidget* part : std::initializer_list<QWidget*>{sources_, reload_, load_, saveConfig_})
         part->setEnabled(engine_ ? controls.settings : part != saveConfig_ && part != load_);
     if (!controls.note && openNote_ && !controls.save) EndNote();
-    protocol_->SetRunning(!controls.settings);
+    protocol_->SetLocked(engine_ ? ToQString(WhyLocked(*engine_)) : QString());
     if (board_) protocol_->SetSequence(board_->SequenceIndex(), board_->m_bSequencePaused);
     // A start may have changed the rate, a save the name of the next file.
     if (engine_ && engine_->HasEnded() && !(engine_->m_settings == protocol_->Settings())) ShowSettings();
@@ -313,13 +313,11 @@ void RecordingWindow::UpdateReadings() {
         return;
     }
     const AcquisitionSettings& settings = engine_->m_settings;
-    const double kHz = 1.0 / settings.m_dSampleInterval;
+    const double kHz = 1.0 / settings.m_dSampleInterval;  // of the next recording
     const bool isRunning = engine_->IsRunning();
     if (isRunning || hasBegun_) {
-        const QString stored =
-            ToQString(ElapsedText(static_cast<double>(engine_->StoredScans()) / kHz / 1000.0));
-        const QString limit =
-            ToQString(ElapsedText(static_cast<double>(engine_->ScansPerSweep() - 1) / kHz / 1000.0));
+        const QString stored = ToQString(ElapsedText(SecondsOf(engine_->StoredScans())));
+        const QString limit = ToQString(ElapsedText(SecondsOf(engine_->ScansPerSweep() - 1)));
         elapsed_->setText(engine_->m_bDisplayOnly ? stored : stored + " / " + limit);
     } else {
         elapsed_->setText("0:00.0");
