@@ -421,7 +421,9 @@ void RecordingWindow::Save() {
     if (openNote_) NoteText(noteText_->text());
     DropReview();
     const Hold alone(loop_);
+    savesByHand_ = true;
     engine_->OnSave();
+    savesByHand_ = false;
     SoonUpdate();
 }
 
@@ -538,9 +540,8 @@ void RecordingWindow::OnSaved(const std::filesystem::path& path) {
     if (!opens) return;
     QMetaObject::invokeMethod(
         this,
-        [this, path, follows] {
-            // The keys stay with who records.
-            const bool hasKeys = isActiveWindow();
+        // The keys stay with who records; where a dialog had them, they may still be on their way.
+        [this, path, follows, hasKeys = savesByHand_ || isActiveWindow()] {
             desk_.ShowRecording(path, follows);
             if (!hasKeys) return;
             raise();

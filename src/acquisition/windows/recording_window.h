@@ -206,6 +206,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     std::filesystem::path saved_;  // the file that was written last
     bool hasBegun_ = false;        // the display shows a recording
     bool wasSeries_ = false;       // the last start began one
+    bool savesByHand_ = false;
     int asks_ = 0;
     bool isUpdating_ = false, updatesSoon_ = false, mayClose_ = false;
     static constexpr double leastSpanMs = 1.0, mostSpanMs = 3600000.0;

@@ -30,8 +30,9 @@ namespace kymora {
 namespace {
 
 constexpr int protocolWidth = 440;
-constexpr int readingsMs = 200, diskEvery = 10;  // readings
-constexpr double readFromAfar = 1.9;             // times the usual font
+constexpr int readingsMs = 200, diskEvery = 10;           // readings
+constexpr double readFromAfar = 1.9, readFromNear = 1.4;  // times the usual font
+constexpr int wideScreen = 1200;                          // has room for the former
 
 struct ToneColours {
     const char* paper;
@@ -102,9 +103,12 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
     sources_ = new QComboBox(this);
     sources_->setObjectName("source");
     sources_->setToolTip(tr("What records: a board, a serial port, or a sound input"));
-    sources_->setMinimumContentsLength(22);
+    sources_->setMinimumContentsLength(14);
+    sources_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    sources_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    sources_->setMaximumWidth(sources_->fontMetrics().averageCharWidth() * 44);
     connect(sources_, &QComboBox::currentIndexChanged, this, &RecordingWindow::ChooseSource);
-    row->addWidget(sources_);
+    row->addWidget(sources_, 1);
     reload_ = MakeButton("reload", &RecordingWindow::ReloadSources);
     load_ = MakeButton("loadConfiguration", &RecordingWindow::LoadConfiguration);
     saveConfig_ = MakeButton("saveConfiguration", &RecordingWindow::SaveConfiguration);
@@ -116,13 +120,14 @@ void RecordingWindow::MakeTop(QVBoxLayout* column) {
     row->addStretch(1);
     state_ = new QLabel(this);
     state_->setObjectName("state");
-    state_->setFont(Larger(font(), readFromAfar, true));
+    const double larger = screen()->availableSize().width() >= wideScreen ? readFromAfar : readFromNear;
+    state_->setFont(Larger(font(), larger, true));
     state_->setAlignment(Qt::AlignCenter);
     state_->setAccessibleName(tr("State"));
     row->addWidget(state_);
     elapsed_ = new QLabel(this);
     elapsed_->setObjectName("elapsed");
-    elapsed_->setFont(Larger(font(), readFromAfar, false));
+    elapsed_->setFont(Larger(font(), larger, false));
     elapsed_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     elapsed_->setToolTip(tr("Recorded, of how much at most"));
     elapsed_->setMinimumWidth(elapsed_->fontMetrics().horizontalAdvance("00:00.0 / 0:00:00.0"));
@@ -316,7 +321,9 @@ void RecordingWindow::UpdateReadings() {
     const double kHz = 1.0 / settings.m_dSampleInterval;  // of the next recording
     const bool isRunning = engine_->IsRunning();
     if (isRunning || hasBegun_) {
-        const QString stored = ToQString(ElapsedText(SecondsOf(engine_->StoredScans())));
+        // What was appended to a file is not stored here any more.
+        const int64_t scans = isRunning ? engine_->StoredScans() : engine_->Document().GetLength();
+        const QString stored = ToQString(ElapsedText(SecondsOf(scans)));
         const QString limit = ToQString(ElapsedText(SecondsOf(engine_->ScansPerSweep() - 1)));
         elapsed_->setText(engine_->m_bDisplayOnly ? stored : stored + " / " + limit);
     } else {
