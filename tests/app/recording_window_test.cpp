@@ -1,8 +1,10 @@
 #include "acquisition/windows/recording_window.h"
 
 #include <QDoubleSpinBox>
+#include <QDropEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
 #include <thread>
 
@@ -343,7 +345,12 @@ TEST_F(RecordingWindowTest, AConfigurationOpensItsKindOfSource) {
     sound.m_dSampleInterval = 1.0 / 48.0;
     WriteConfiguration(session, sound, "/sound.kymr-cfg");
     EXPECT_EQ(window.Set("sampleInterval", "0.1"), "");
-    EXPECT_TRUE(window.LoadConfig("/sound.kymr-cfg"));
+    QMimeData dropped;
+    dropped.setUrls({QUrl::fromLocalFile("/sound.kymr-cfg")});
+    QDragEnterEvent enter({50, 50}, Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    QDropEvent drop({50.0, 50.0}, Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
     EXPECT_EQ(window.Source(), "sound");
     EXPECT_NE(window.Engine()->Unit(), "V");
     EXPECT_EQ(window.findChild<QDoubleSpinBox*>("level")->suffix().trimmed().toStdString(),

@@ -3,8 +3,10 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QDropEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <cmath>
@@ -17,6 +19,7 @@
 #include "acquisition/windows/acq_scope_dlg.h"
 #include "acquisition/windows/acquisition_pages.h"
 #include "display/windows/view_widget.h"
+#include "document/file_identity.h"
 #include "host/form.h"
 #include "recording/acquisition_settings_fields.h"
 #include "widgets/notice_bar.h"
@@ -34,6 +37,14 @@ constexpr int settingRole = Qt::UserRole + 1;  // of a source, "KEY=VALUE"
 constexpr double longestView = 24.0 * 3600.0;  // s
 constexpr double mostScansViewed = 2147483000.0;
 
+std::optional<std::filesystem::path> DroppedConfiguration(const QDropEvent& event) {
+    const QList<QUrl> urls = event.mimeData()->urls();
+    if (urls.size() != 1 || !urls[0].isLocalFile()) return {};
+    const std::filesystem::path path = ToPath(urls[0].toLocalFile());
+    const bool isOne = FoldedExtension(path) == std::string(".") + adcDacExtension;
+    return isOne ? std::optional(path) : std::nullopt;
+}
+
 }  // namespace
 
 RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget* parent)
@@ -49,6 +60,7 @@ RecordingWindow::RecordingWindow(Session& session, RecordingDesk& desk, QWidget*
     setWindowTitle(tr("Record"));
     setWindowFlags(Qt::Window);
     setAttribute(Qt::WA_DeleteOnClose);
+    setAcceptDrops(true);
     Build();
     loop_.atWork = [this](bool begins) {
         desk_.TakeMessages(begins ? &taker_ : nullptr);
@@ -672,6 +684,17 @@ void RecordingWindow::closeEvent(QCloseEvent* event) {
 void RecordingWindow::CloseAtOnce() {
     mayClose_ = true;
     close();
+}
+
+void RecordingWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (DroppedConfiguration(*event)) event->acceptProposedAction();
+}
+
+void RecordingWindow::dropEvent(QDropEvent* event) {
+    const auto path = DroppedConfiguration(*event);
+    if (!path) return;
+    event->acceptProposedAction();
+    LoadConfig(path);
 }
 
 // What the display leaves: Enter presses no button.

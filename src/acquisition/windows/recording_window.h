@@ -122,6 +122,9 @@ class RecordingWindow : public QDialog, public AcqObserver {
   protected:
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    // A configuration may be dropped on it.
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     // Esc closes no recording.
     void reject() override {}
