@@ -428,6 +428,28 @@ def serial_board(program, demo, out):
         board.terminate()
 
 
+def refractory(program, demo, out):
+    search = {"preDelay": 5, "preDur": 0.2, "preAmp": 1.5, "trialDelay0": 15, "trialDelayMin": 6.5, "delayStep": -0.5,
+              "trialDur": 0.2, "trialAmp0": 0.5, "trialAmpMax": 5, "ampStep": 0.05, "searchRate": 30, "checksPerDelay": 1,
+              "sweepDur": 25, "winStart": 15.7, "winEnd": 16.4, "spikeThreshold": 5, "channel1.label": "nerve"}
+    with start(program) as window:
+        window.ask(recorder="open", source="refractory:simulated", size={"width": 1180, "height": 800})
+        window.ask(recorder="state", set={"type": "refractory-auto", "input": "preparation"})
+        window.ask(recorder="state", set=search, page="Pulses")
+        window.ask(recorder="start")
+        time.sleep(7)
+        window.ask(recorder="state", picture=True, file=f"{out}/refractory.png", yes=True)
+        for _ in range(120):
+            if not window.ask(recorder="state")["recorder"]["running"]:
+                break
+            time.sleep(0.5)
+        window.ask(recorder="clear")
+        window.ask(recorder="state", page="Monitor", sweep=9)
+        time.sleep(0.5)
+        window.ask(recorder="state", picture=True, file=f"{out}/refractory-review.png", yes=True)
+        window.ask(recorder="close", discard=True)
+
+
 def settings_pages(program, demo, out):
     window = start(program)
     stepped = {"input": "preparation", "dacInUse": 2, "dac1.train.number": 3, "dac1.train.delay": 5,
@@ -450,7 +472,7 @@ def settings_pages(program, demo, out):
 
 def main():
     program, demo, out = sys.argv[1:]
-    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording, serial_board, settings_pages):
+    for scene in (first_minute, spikes, detection, templates, shapes, fits, histograms, frequencies, rhythms, sorting, trains, transforms, filters, data_in, gaps, tiled, recording, serial_board, settings_pages, refractory):
         scene(program, demo, out)
 
 

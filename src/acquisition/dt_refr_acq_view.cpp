@@ -265,9 +265,7 @@ bool CDTRefrAcqView::OnAccept() {
 
 void CDTRefrAcqView::OnClear() {
     if (!IsIdle()) return;
-    std::erase_if(m_data.list, [](const RefractorySweep& one) { return !one.isAccepted; });
-    m_changesOf.reset();
-    Select(m_nSelected);
+    for (RefractorySweep& sweep : m_data.list) sweep.isCleared = !sweep.isAccepted;
 }
 
 void CDTRefrAcqView::OnDeleteAll() {
@@ -381,6 +379,7 @@ bool CDTRefrAcqView::OnLoadReview(std::optional<std::filesystem::path> path) {
 
 void CDTRefrAcqView::Select(size_t sweep) {
     m_nSelected = m_data.list.empty() ? 0 : std::min(sweep, m_data.list.size() - 1);
+    if (!m_data.list.empty()) m_data.list[m_nSelected].isCleared = false;
 }
 
 const std::vector<std::optional<float>>& CDTRefrAcqView::Changes() const {
@@ -400,7 +399,7 @@ std::string CDTRefrAcqView::ReviewFault() const {
     if (m_data.list.empty() || ReviewChange()) return {};
     const bool isThere = Refractory().m_nMonitorTrace < m_data.format.channels &&
                          WindowsOf(m_data, Refractory())[m_nSelected].IsIn(m_data.ScansOf(m_nSelected));
-    return isThere ? fewSweepsText : windowBeyondText;
+    return isThere ? fewReviewSweepsText : windowBeyondText;
 }
 
 std::pair<double, double> CDTRefrAcqView::ReviewWindow() const {
@@ -419,6 +418,13 @@ size_t CDTRefrAcqView::OnRecalculate() {
         ++count;
     }
     return count;
+}
+
+int CDTRefrAcqView::SpikesHere() const {
+    if (!m_pLoaded || m_data.list.empty()) return m_nSpikesHere;
+    return static_cast<int>(std::ranges::count_if(m_data.list, [this](const RefractorySweep& one) {
+        return one.isAccepted && one.delay == m_data.list[m_nSelected].delay;
+    }));
 }
 
 void CDTRefrAcqView::OnDeleteSweep() {

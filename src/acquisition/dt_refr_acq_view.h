@@ -43,7 +43,8 @@ class CDTRefrAcqView : public CDTAcqView {
     // --- review, while it is idle: of what was acquired, or of a saved search in its place ---
     // Without a path the user chooses the file.
     bool OnLoadReview(std::optional<std::filesystem::path> path = {});
-    bool IsFromFile() const { return m_pLoaded != nullptr; }
+    // The file whose sweeps these are; null: they were acquired.
+    const CAcqDoc* Loaded() const { return m_pLoaded.get(); }
     // The sweep under review (from 0); held to those that there are.
     void Select(size_t sweep);
     size_t Selected() const { return m_nSelected; }
@@ -62,10 +63,11 @@ class CDTRefrAcqView : public CDTAcqView {
     // The delays that an automatic search has been at, the present one last; of other data those with an
     // accepted sweep.
     std::vector<RefractoryThreshold> Thresholds() const;
-    // Of the search, which keeps them when it has ended.
+    // Of the search, which keeps them when it has ended; of a file its accepted sweeps, in all and at the
+    // delay of the one under review.
     int SweepCount() const { return m_nSweepCount; }
-    int SpikesHere() const { return m_nSpikesHere; }
-    int SpikesTotal() const { return m_nSpikesTotal; }
+    int SpikesHere() const;
+    int SpikesTotal() const { return m_pLoaded ? static_cast<int>(AcceptedCount()) : m_nSpikesTotal; }
     // The monitored window now, ms from and to.
     std::pair<double, double> Window() const;
     float AmplitudeNow() const { return m_pSearch ? m_pSearch->Amplitude() : m_fAmpNow; }

@@ -26,6 +26,12 @@ StateWords WordsOf(AcqState state) {
     return {"Ready", StateTone::calm};
 }
 
+StateWords WordsOf(const CAcqView& view) {
+    const bool isSearching =
+        view.m_settings.m_eRecordingType == RecordingType::refractoryAutomatic && !view.IsIdle();
+    return isSearching ? StateWords{"SEARCHING", StateTone::recording} : WordsOf(view.State());
+}
+
 std::string ElapsedText(double seconds) {
     const int64_t tenths = std::llround(std::max(seconds, 0.0) * 10.0);
     const int64_t minutes = tenths / 600;
@@ -50,6 +56,9 @@ constexpr RecordingKey recordingKeys[] = {
     {"save", "Save", "F9", "Saves the last recording, or appends it to the file"},
     {"done", "&Done", "Shift+F9", "Nothing more is appended to the file"},
     {"note", "&Note", "F2", "Marks this moment; a text can follow"},
+    {"accept", "&Accept", "F10", "Accept sweep, reset trial pulse amplitude, optionally step trial pulse delay"},
+    {"clear", "Clea&r", "F11", "Clear un-accepted sweeps from screen"},
+    {"deleteAll", "Del all", "Shift+F11", "Delete ALL acquired data without saving"},
     {"", "Note", "Space", "On the display: the same"},
     {"", "Autoscale", "A", "On the display: each axis to what is seen of its trace"},
     {"", "Half the time", "[", "On the display: shows half as much time at once"},
@@ -74,15 +83,16 @@ RecordingControls ControlsOf(const CAcqView& view) {
     const bool isIdle = view.HasEnded();
     const bool isTaking = state == AcqState::recording || state == AcqState::episode ||
                           state == AcqState::triggered || state == AcqState::displayPaused;
+    const bool isStream = !view.m_settings.IsRefractory();
     RecordingControls controls;
     controls.start = isIdle || state == AcqState::armed;
     controls.stop = !isIdle;
-    controls.pause = isTaking;
-    controls.view = isIdle;
+    controls.pause = isStream && isTaking;
+    controls.view = isStream && isIdle;
     controls.save = isIdle && view.HasUnsaved();
     controls.done = isIdle && view.AppendCount() > 0;
     controls.settings = view.MayChangeSettings();
-    controls.note = isTaking;
+    controls.note = isStream && isTaking;
     return controls;
 }
 

@@ -18,6 +18,8 @@ struct StateWords {
 
 // To be read from afar.
 StateWords WordsOf(AcqState state);
+// The same where sweeps follow each other too fast to be told apart.
+StateWords WordsOf(const CAcqView& view);
 
 // "2:05.3", from an hour on "1:02:05.3".
 std::string ElapsedText(double seconds);

@@ -17,7 +17,7 @@ namespace kymora {
 
 inline constexpr const char* onlySearchesText =
     "You can only load kymr-rec files saved from Autosearch threshold detection.";
-inline constexpr const char* fewSweepsText = "Not enough sweeps for this selection.";
+inline constexpr const char* fewReviewSweepsText = "Not enough sweeps for this selection.";
 
 struct RefractorySweep {
     std::vector<std::byte> samples;  // whole scans, as the board has them
@@ -29,6 +29,7 @@ struct RefractorySweep {
     int64_t time = 0;       // of its end, seconds since 1970
     bool hasSpike = false;  // found by a search: no later sweep is compared with it
     bool isAccepted = false;
+    bool isCleared = false;  // it is not to be seen any more; a review still compares with it
 };
 
 // Sweeps of one set of channels and one rate, in the order in which they came.

@@ -285,21 +285,13 @@ void CMainFrame::OpenRecent(const std::filesystem::path& path) {
     }
 }
 
-// Records by an ADC-DAC configuration of boards, shows one of another type, and refuses what is no
-// configuration at all. False for one of a dialog.
+// Records by an ADC-DAC configuration, and refuses what is no configuration at all. False for one of a
+// dialog.
 bool CMainFrame::TakeAdcDacConfiguration(const std::filesystem::path& path) {
     try {
         const std::string head = ConfigurationHead(session_, path);
         if (head == adcDacHead) {
-            const AdcDacConfiguration configuration = ReadConfiguration(session_, path);
-            if (!configuration.settings.IsRefractory()) {
-                OpenRecorder().LoadConfig(path);
-                return true;
-            }
-            const std::string name = path.string();
-            session_.host.ShowText("ADC-DAC configuration: " + path.filename().string(),
-                                   ConfigurationText(configuration, name),
-                                   ConfigurationJson(configuration, name));
+            OpenRecorder().LoadConfig(path);
             return true;
         }
         const std::string operation = ConfigClassName(session_, path);

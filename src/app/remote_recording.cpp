@@ -1,11 +1,32 @@
 #include "app/remote_recording.h"
 
+#include "acquisition/dt_refr_acq_view.h"
 #include "acquisition/windows/recording_window.h"
 #include "app/main_frame.h"
 #include "app/widget_picture.h"
 #include "widgets/text.h"
 
 namespace kymora {
+
+namespace {
+
+RefractoryState StateOf(const CDTRefrAcqView& view) {
+    RefractoryState state;
+    state.isAutomatic = view.IsAutomatic();
+    state.sweeps = view.Sweeps().size();
+    state.accepted = view.AcceptedCount();
+    state.amplitude = view.AmplitudeNow();
+    state.delay = view.DelayNow();
+    for (const RefractoryThreshold& one : ThresholdsOf(view.Data()))
+        state.curve.push_back({one.delay, *one.amplitude, one.spikes});
+    if (state.sweeps == 0) return state;
+    state.selected = view.Selected() + 1;
+    state.stored = view.Sweeps()[view.Selected()].delta;
+    if (view.IsAutomatic() && view.IsIdle()) state.delta = view.ReviewChange();
+    return state;
+}
+
+}  // namespace
 
 RecorderState DesktopRecorder::State() {
     const RecordingWindow& window = *frame_.Recorder();
@@ -24,7 +45,7 @@ RecorderState DesktopRecorder::State() {
     CAcqView* const engine = window.Engine();
     if (!engine) return state;
     state.source = window.Source();
-    state.state = WordsOf(engine->State()).text;
+    state.state = WordsOf(*engine).text;
     state.status = engine->StatusText();
     state.running = !engine->HasEnded();
     state.unsaved = engine->HasUnsaved();
@@ -35,6 +56,7 @@ RecorderState DesktopRecorder::State() {
     state.pipeFill = engine->PipeFill();
     state.diskSeconds = engine->DiskSeconds();
     state.notes = engine->Document().markers;
+    if (const CDTRefrAcqView* nerve = window.Refractory()) state.refractory = StateOf(*nerve);
     return state;
 }
 
@@ -49,9 +71,25 @@ std::string DesktopRecorder::Set(const std::string& key, const std::string& valu
 }
 
 bool DesktopRecorder::Press(std::string_view button) {
-    if (button != "autoscale") return frame_.Recorder()->Press(ToQString(button));
-    frame_.Recorder()->Display().Autoscale();
+    RecordingWindow& window = *frame_.Recorder();
+    const bool isReview = button == "recalculate" || button == "deleteSweep";
+    if (button != "autoscale" && !isReview) return window.Press(ToQString(button));
+    if (isReview && (!window.Refractory() || !window.Refractory()->IsIdle())) return false;
+    if (button == "recalculate")
+        window.Recalculate();
+    else if (button == "deleteSweep")
+        window.DeleteSweep();
+    else
+        window.Display().Autoscale();
     return true;
+}
+
+bool DesktopRecorder::Review(const std::filesystem::path& recording) {
+    return frame_.Recorder()->LoadReview(recording);
+}
+
+bool DesktopRecorder::SelectSweep(int sweep) {
+    return frame_.Recorder()->SelectSweep(static_cast<size_t>(sweep) - 1);
 }
 
 bool DesktopRecorder::Note(std::string_view text) {

@@ -17,6 +17,8 @@ class DesktopRecorder : public RemoteRecorder {
     bool Load(const std::filesystem::path& configuration) override;
     std::string Set(const std::string& key, const std::string& value) override;
     bool Press(std::string_view button) override;
+    bool Review(const std::filesystem::path& recording) override;
+    bool SelectSweep(int sweep) override;
     bool Note(std::string_view text) override;
     bool Close(bool discards) override;
     void Detect(int trace, double level, bool isFalling) override;

@@ -124,7 +124,7 @@ class RefractoryReviewCommand : public Subcommand {
         if (*sweep_ < 1 || *sweep_ > static_cast<int64_t>(sweeps.list.size()))
             throw CommandError(exitUsage, fmt::format("--sweep takes 1 to {}.", sweeps.list.size()));
         if (hasWindow && !changes_[static_cast<size_t>(*sweep_ - 1)])
-            throw CommandError(exitFailed, fewSweepsText);
+            throw CommandError(exitFailed, fewReviewSweepsText);
     }
 
     bool IsShown(size_t i) const { return !sweep_ || static_cast<size_t>(*sweep_ - 1) == i; }

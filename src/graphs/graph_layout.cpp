@@ -91,7 +91,9 @@ PaneMargins MarginsOf(DrawDevice& device, const Graph& graph, size_t i, const Gr
         margins.bottom += label + (pane.x.title.empty() ? 0 : label);
         return margins;
     }
-    const auto yTicks = TicksOf(pane.y, box.bottom, box.top, MostTicks(height - 3 * text, pixelsPerTickUp));
+    // Panes on one x axis share out the room that its numbers do not take.
+    const int plotHeight = height - (graph.sharesX ? text : 3 * text);
+    const auto yTicks = TicksOf(pane.y, box.bottom, box.top, MostTicks(plotHeight, pixelsPerTickUp));
     margins.left += WidestOf(device, yTicks) + graphTextGap + graphTickLength;
     if (ShowsYTitle(graph, i)) margins.left += text + graphTextGap;
     // The last number of the x axis reaches beyond the plot by half.

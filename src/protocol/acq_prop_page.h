@@ -22,6 +22,25 @@ namespace kymora {
 // Stands before what will not go as it is set.
 inline constexpr const char* warningMark = "\u26A0 ";
 
+// What the pages of the refractory protocol show of it.
+struct RefractoryReadings {
+    float amplitude = 0.0f, delay = 0.0f;  // of the trial pulse, V and ms
+    int sweepCount = 0, spikesHere = 0, spikesTotal = 0;
+    float change = 0.0f;  // of the newest sweep
+    size_t sweeps = 0, selected = 0;
+    std::optional<float> reviewChange;
+    std::string reviewFault, file;
+    uint32_t spikeColour = 255;
+
+    bool operator==(const RefractoryReadings&) const = default;
+};
+// What its user can have it do there.
+struct RefractoryCommands {
+    std::function<void()> load = [] {}, recalculate = [] {}, deleteSweep = [] {};
+    std::function<void(size_t sweep)> select = [](size_t) {};
+    std::function<void(uint32_t colour)> setSpikeColour = [](uint32_t) {};
+};
+
 // What all pages work on.
 struct ProtocolState {
     explicit ProtocolState(Session& s) : session(s) {}
@@ -37,6 +56,8 @@ struct ProtocolState {
     std::function<void(bool)> pauseSequence;  // likewise
     // The recordings that are open, from which an output can be played.
     std::function<std::vector<std::filesystem::path>()> openFiles;
+    RefractoryReadings refractory;
+    RefractoryCommands refractoryCommands;
 };
 
 class AcqPropPage {

@@ -12,6 +12,20 @@
 
 namespace kymora {
 
+// Of the refractory protocol.
+struct RefractoryState {
+    struct Point {
+        double delay, threshold;  // ms, V
+        int sweeps;
+    };
+    bool isAutomatic = false;
+    size_t sweeps = 0, accepted = 0;
+    double amplitude = 0.0, delay = 0.0;  // of the trial pulse now
+    size_t selected = 0;                  // the sweep under review, from 1; 0: there is none
+    std::optional<double> stored, delta;  // its change as it counts, and worked out anew
+    std::vector<Point> curve;             // of the accepted sweeps
+};
+
 struct RecorderState {
     std::string source;  // empty: no board
     std::string state;   // in words
@@ -30,6 +44,7 @@ struct RecorderState {
     double spikeRate = 0.0;                     // Hz
     std::vector<CMarker> notes;
     std::string notice;  // what was said in the window
+    std::optional<RefractoryState> refractory;
 };
 
 class RemoteRecorder {
@@ -41,9 +56,13 @@ class RemoteRecorder {
     virtual bool Load(const std::filesystem::path& configuration) = 0;
     // Answers why the value may not be used; empty when it was.
     virtual std::string Set(const std::string& key, const std::string& value) = 0;
-    // "start", "stop", "pause", "view", "save", "done", "note", "autoscale", "settings". False: there is no
-    // such, or it is not enabled.
+    // "start", "stop", "pause", "view", "save", "done", "note", "autoscale", "settings", "accept", "clear",
+    // "deleteAll", "recalculate", "deleteSweep". False: there is no such, or it is not enabled.
     virtual bool Press(std::string_view button) = 0;
+    // Sweeps of a saved search, and which of those that are there (from 1) is under review. False where that
+    // is not possible.
+    virtual bool Review(const std::filesystem::path& recording) = 0;
+    virtual bool SelectSweep(int sweep) = 0;
     // Marks this moment. False where nothing is recorded.
     virtual bool Note(std::string_view text) = 0;
     // False when it stays open. Without asking where samples are given up.

@@ -190,6 +190,7 @@ class SpinEditor : public FormEditor {
         return field.Fault();
     }
     void Write(const Field& field) override {
+        Follow(field);
         if (std::isfinite(field.number)) spin_->setValue(static_cast<int>(field.number));
     }
     void Follow(const Field& field) override {

@@ -310,7 +310,7 @@ TEST_F(RefractoryEngine, ByHandAmplitudeAndDelayStep) {
     using Tried = std::vector<std::pair<float, float>>;
     EXPECT_EQ(tried, (Tried{{0.5f, 15.0f}, {0.6f, 15.0f}, {0.5f + 0.1f + 0.1f, 15.0f}, {0.5f, 11.0f}}));
     nerve->OnClear();
-    EXPECT_EQ(nerve->Sweeps().size(), 1u);
+    EXPECT_EQ(std::ranges::count(nerve->Sweeps(), false, &RefractorySweep::isCleared), 1);
     nerve->OnDeleteAll();
     EXPECT_FALSE(nerve->OnSave());
     EXPECT_EQ(files.Count(), 0u);

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <thread>
 
+#include "acquisition/dt_refr_acq_view.h"
 #include "acquisition/windows/acq_scope_dlg.h"
 #include "acquisition/windows/acquisition_pages.h"
 #include "app/frame_fixture.h"
@@ -374,6 +375,75 @@ TEST_F(RecordingWindowTest, AConfigurationOpensItsKindOfSource) {
     // Each source has settings of its own.
     EXPECT_TRUE(window.OpenBoard("simulated"));
     EXPECT_EQ(window.Engine()->m_settings.m_dSampleInterval, 0.1);
+}
+
+TEST_F(RecordingWindowTest, ARefractorySearchIsReviewedAndSaved) {
+    RecordingWindow& window = Open();
+    AcquisitionSettings search(RecordingType::refractoryAutomatic);
+    RefractorySettings& r = search.refractory;
+    r.m_fPreDur = r.m_fTrialDur = 0.2f;
+    r.m_fPreDelay = 2.0f;
+    r.m_fPreAmp = 1.5f;
+    r.m_fTrialAmp0 = 1.0f;
+    r.m_fTrialAmpMax = 3.0f;
+    r.m_fAmpStep = 0.1f;
+    r.m_fTrialDelay0 = 8.0f;
+    r.m_fTrialDelayMin = 6.5f;
+    r.m_fDelayStep = -1.0f;
+    r.m_fSearchRate = 50.0f;
+    r.m_nChecksPerDelay = 1;
+    r.m_fSweepDur = 12.0f;
+    r.m_fWinStart = 8.7f;
+    r.m_fWinEnd = 9.4f;
+    r.m_fSpikeThreshold = 5.0f;
+    WriteConfiguration(session, search, "/search.kymr-cfg");
+    window.Set("input", "preparation");
+    ASSERT_TRUE(window.LoadConfig("/search.kymr-cfg"));
+    EXPECT_EQ(window.Source(), "refractory:simulated");
+    window.Engine()->m_temporaryFolder = "/";
+    CDTRefrAcqView& nerve = *window.Refractory();
+    EXPECT_FALSE(window.Press("view"));
+    EXPECT_FALSE(window.Press("accept"));
+    ASSERT_TRUE(window.Press("start"));
+    AwaitEnd(window);
+    ASSERT_EQ(nerve.Thresholds().size(), 2u) << window.NoticeText().toStdString();
+    for (const RefractoryThreshold& one : nerve.Thresholds()) {
+        const double needed = 1.0 + 3.0 * std::exp(-(double{one.delay} + 0.15 - 2.0 - 1.0) / 2.0);
+        EXPECT_GE(one.amplitude.value_or(0.0f), needed);
+        EXPECT_LT(one.amplitude.value_or(9.0f), needed + 0.1 + 1e-4);
+    }
+    // Data that are shown are not erased unasked.
+    host.nextAnswers = {false};
+    EXPECT_NE(window.Set("sweepDur", "13"), "");
+    EXPECT_TRUE(host.questions.back().text.starts_with("You have data currently displayed"));
+    EXPECT_GT(nerve.Sweeps().size(), 4u);
+    EXPECT_TRUE(window.Press("clear"));
+    const size_t accepted = nerve.AcceptedCount();
+    EXPECT_EQ(std::ranges::count(nerve.Sweeps(), false, &RefractorySweep::isCleared), accepted);
+    EXPECT_TRUE(window.Press("save"));
+    QApplication::processEvents();
+    EXPECT_FALSE(nerve.HasUnsaved());
+    ASSERT_NE(frame->ActiveChild(), nullptr);
+    EXPECT_EQ(frame->ActiveChild()->Document().filePath, recording);
+    host.nextAnswers = {true};
+    EXPECT_TRUE(window.Press("deleteAll"));
+    host.openFiles = {recording};
+    EXPECT_TRUE(window.LoadReview({}));
+    EXPECT_EQ(nerve.Sweeps().size(), accepted);
+    EXPECT_FALSE(window.SelectSweep(accepted));
+
+    // By hand: the accepted sweep stays while others are tried.
+    EXPECT_EQ(window.Set("type", "refractory-manual"), "");
+    host.nextAnswers = {true};
+    EXPECT_TRUE(window.Press("deleteAll"));
+    for (int sweep = 0; sweep < 2; ++sweep) {
+        QApplication::processEvents();
+        ASSERT_TRUE(window.Press("start"));
+        AwaitEnd(window);
+        EXPECT_EQ(window.Press("accept"), true);
+    }
+    EXPECT_EQ(nerve.AcceptedCount(), 2u);
+    EXPECT_TRUE(nerve.HasUnsaved());
 }
 
 }  // namespace kymora::test

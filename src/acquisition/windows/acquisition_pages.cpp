@@ -82,7 +82,8 @@ void AcquisitionPages::SetBoard(BoardFacts board) {
 }
 
 void AcquisitionPages::Show(const AcquisitionSettings& settings, const SourceSettings& source) {
-    const bool isOtherKind = state_.settings.m_eRecordingType != settings.m_eRecordingType;
+    const bool isOtherKind = state_.settings.m_eRecordingType != settings.m_eRecordingType &&
+                             !(state_.settings.IsRefractory() && settings.IsRefractory());
     state_.settings = settings;
     state_.source = source;
     ShowTabs();
@@ -110,6 +111,16 @@ void AcquisitionPages::SetSequence(int64_t index, bool isPaused) {
     state_.sequenceIndex = index;
     state_.isSequencePaused = isPaused;
     if (AcquisitionPage* page = Current()) page->Refresh();
+}
+
+void AcquisitionPages::SetRefractory(const RefractoryReadings& readings) {
+    if (state_.refractory == readings) return;
+    state_.refractory = readings;
+    if (AcquisitionPage* page = Current()) page->Refresh();
+}
+
+void AcquisitionPages::SetRefractoryCommands(RefractoryCommands commands) {
+    state_.refractoryCommands = std::move(commands);
 }
 
 void AcquisitionPages::SetOpenFiles(std::function<std::vector<std::filesystem::path>()> files) {
@@ -145,6 +156,8 @@ void AcquisitionPages::FocusFault() {
 }
 
 void AcquisitionPages::OnChanged() {
+    // A page may have changed what the recording is.
+    ShowTabs();
     ShowFaults();
     emit Changed();
 }

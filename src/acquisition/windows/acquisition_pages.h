@@ -42,6 +42,9 @@ class AcquisitionPages : public QWidget {
     void SetLocked(const QString& why);
     // Acquisitions done in the present sequence, and whether they are counted.
     void SetSequence(int64_t index, bool isPaused);
+    // Of the refractory protocol.
+    void SetRefractory(const RefractoryReadings& readings);
+    void SetRefractoryCommands(RefractoryCommands commands);
     // The recordings of the main display, from which an output can be played.
     void SetOpenFiles(std::function<std::vector<std::filesystem::path>()> files);
 

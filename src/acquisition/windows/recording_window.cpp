@@ -14,10 +14,12 @@
 
 #include <fmt/format.h>
 
+#include "acquisition/dt_refr_acq_view.h"
 #include "acquisition/mic_acq_view.h"
 #include "acquisition/port_audio.h"
 #include "acquisition/windows/acq_scope_dlg.h"
 #include "acquisition/windows/acquisition_pages.h"
+#include "acquisition/windows/refractory_panel.h"
 #include "display/windows/view_widget.h"
 #include "document/file_identity.h"
 #include "host/form.h"
@@ -32,6 +34,7 @@ namespace {
 using Hold = QtAcqLoop::Hold;
 
 constexpr const char* unsavedText = "The last recording is not saved and will be lost.";
+constexpr const char* unsavedSweepsText = "The accepted sweeps are not saved and will be lost.";
 constexpr int mostNoticeLines = 8;
 constexpr int settingRole = Qt::UserRole + 1;  // of a source, "KEY=VALUE"
 constexpr double longestView = 24.0 * 3600.0;  // s
@@ -43,6 +46,11 @@ std::optional<std::filesystem::path> DroppedConfiguration(const QDropEvent& even
     const std::filesystem::path path = ToPath(urls[0].toLocalFile());
     const bool isOne = FoldedExtension(path) == std::string(".") + adcDacExtension;
     return isOne ? std::optional(path) : std::nullopt;
+}
+
+// Both searches have the same settings.
+RecordingType KindOf(RecordingType type) {
+    return type == RecordingType::refractoryAutomatic ? RecordingType::refractoryManual : type;
 }
 
 }  // namespace
@@ -109,9 +117,15 @@ void RecordingWindow::ReloadSources() {
         sources_->addItem(shown, ToQString(name));
         sources_->setItemData(sources_->count() - 1, ToQString(setting), settingRole);
     };
-    for (const AcquisitionSource& source : ListSources())
-        add(ToQString(source.board == "Simulated board" ? source.board : source.name + ": " + source.board),
-            source.name, {});
+    const auto boards = ListSources();
+    const auto nameOf = [](const AcquisitionSource& source) {
+        return ToQString(source.board == "Simulated board" ? source.board
+                                                           : source.name + ": " + source.board);
+    };
+    for (const AcquisitionSource& source : boards) add(nameOf(source), source.name, {});
+    for (const AcquisitionSource& source : boards)
+        if (source.outputChannels > 0)
+            add(tr("Refractory period: ") + nameOf(source), std::string(refractoryPrefix) + source.name, {});
     // As their pages say, and each that is there.
     add(tr("Serial board"), serialSource, {});
     add(tr("Sound input"), soundSource, {});
@@ -153,16 +167,19 @@ int RecordingWindow::ItemOfSource() const {
 void RecordingWindow::CloseBoard() {
     DropReview();
     DropScope();
-    if (engine_) settings_.insert_or_assign(engine_->m_settings.m_eRecordingType, engine_->m_settings);
+    if (engine_)
+        settings_.insert_or_assign(KindOf(engine_->m_settings.m_eRecordingType), engine_->m_settings);
     protocol_->SetBoard(UnknownBoard());
     const Hold alone(loop_);
     board_ = nullptr;
+    CloseRefractory();
     engine_.reset();
 }
 
 // With an engine all the same where it may be opened by another setting.
 bool RecordingWindow::OpenEngine(const std::string& source) {
     if (source == serialSource) return OpenSerialEngine();
+    if (source.starts_with(refractoryPrefix)) return OpenRefractoryEngine(BoardOf(source));
     return source == soundSource ? OpenSoundEngine() : OpenBoardEngine(source);
 }
 
@@ -180,23 +197,31 @@ bool RecordingWindow::OpenSoundEngine() {
     return sound.OpenDevice();
 }
 
+// Null, told to the user, where there is none.
+std::unique_ptr<Board> RecordingWindow::BoardNamed(const std::string& name) {
+    std::unique_ptr<Board> board = openBoard(name, sourceSettings_);
+    if (!board) Refuse(fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", name));
+    return board;
+}
+
+void RecordingWindow::TakeBoard(std::unique_ptr<CDTAcqView> view, bool isSimulated) {
+    BoardFacts facts = view->Facts();
+    facts.isSimulated = isSimulated;
+    engine_ = std::move(view);
+    protocol_->SetBoard(std::move(facts));
+}
+
 bool RecordingWindow::OpenBoardEngine(const std::string& source) {
-    std::unique_ptr<Board> board = openBoard(source, sourceSettings_);
-    if (!board) {
-        Refuse(fmt::format("There is no board \"{}\" any more. Load the list of boards anew.", source));
-        return false;
-    }
+    std::unique_ptr<Board> board = BoardNamed(source);
+    if (!board) return false;
     auto view = std::make_unique<CDTGenAcqView>(session_, loop_, std::move(board));
     view->m_isOpen = [this](const std::filesystem::path& path) {
         // A file that was not to be opened cannot have been closed.
         return engine_->m_settings.m_bAutoLoad ? desk_.IsOpen(path) : session_.files.Stamp(path).has_value();
     };
     if (!view->OpenBoard()) return false;
-    BoardFacts facts = view->Facts();
-    facts.isSimulated = source == simulatedSource;
     board_ = view.get();
-    engine_ = std::move(view);
-    protocol_->SetBoard(std::move(facts));
+    TakeBoard(std::move(view), source == simulatedSource);
     return true;
 }
 
@@ -209,7 +234,7 @@ bool RecordingWindow::OpenAnew(const std::string& source) {
     const bool isOpen = OpenEngine(source);
     if (engine_) {
         engine_->SetObserver(&observers_);
-        const auto before = settings_.find(engine_->m_settings.m_eRecordingType);
+        const auto before = settings_.find(KindOf(engine_->m_settings.m_eRecordingType));
         if (before != settings_.end())
             engine_->m_settings = before->second;
         else
@@ -228,7 +253,8 @@ bool RecordingWindow::OpenAnew(const std::string& source) {
 
 bool RecordingWindow::MayLoseSamples() {
     if (!engine_ || !engine_->HasUnsaved()) return true;
-    if (!Confirms(std::string(unsavedText) + "\nClick OK to go on, Cancel to return and save it."))
+    if (!Confirms(std::string(nerve_ ? unsavedSweepsText : unsavedText) +
+                  "\nClick OK to go on, Cancel to return and save it."))
         return false;
     engine_->LetGo();
     return true;
@@ -236,20 +262,29 @@ bool RecordingWindow::MayLoseSamples() {
 
 // --- settings ---
 
+// Of a configuration; of one that cannot be read, which is told by who loads it, that of what is open.
+RecordingType RecordingWindow::TypeOf(const std::filesystem::path& path) const {
+    try {
+        return ReadConfiguration(session_, path).settings.m_eRecordingType;
+    } catch (const std::runtime_error&) {
+        return engine_ ? engine_->m_settings.m_eRecordingType : RecordingType::board;
+    }
+}
+
 // For a configuration. What is open stays where it is of its kind; what is in no file may be lost.
 bool RecordingWindow::OpenSourceFor(const std::filesystem::path& path) {
-    RecordingType type{};
-    try {
-        type = ReadConfiguration(session_, path).settings.m_eRecordingType;
-    } catch (const std::runtime_error&) {
-        return true;  // told by who loads it
-    }
-    if (engine_ && engine_->m_settings.m_eRecordingType == type) return true;
+    const RecordingType type = TypeOf(path);
+    const auto isOpen = [&] {
+        return engine_ && KindOf(engine_->m_settings.m_eRecordingType) == KindOf(type);
+    };
+    if (isOpen()) return true;
     if (engine_) engine_->GiveUp();
-    OpenBoard(std::string(type == RecordingType::arduino      ? serialSource
-                          : type == RecordingType::microphone ? soundSource
-                                                              : simulatedSource));
-    return engine_ && engine_->m_settings.m_eRecordingType == type;
+    const std::string board = board_ || nerve_ ? BoardOf(source_) : std::string(simulatedSource);
+    OpenBoard(type == RecordingType::arduino             ? std::string(serialSource)
+              : type == RecordingType::microphone        ? std::string(soundSource)
+              : AcquisitionSettings(type).IsRefractory() ? std::string(refractoryPrefix) + board
+                                                         : board);
+    return isOpen();
 }
 
 bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
@@ -258,11 +293,19 @@ bool RecordingWindow::LoadConfig(std::optional<std::filesystem::path> path) {
         return false;
     }
     if (!MayLoseSamples()) return false;
+    // Either search takes the configuration of the other.
+    if (!path && nerve_) {
+        const auto chosen =
+            session_.host.ChooseOpenFiles({loadAdcDacTitle, adcDacFilter, adcDacExtension, {}});
+        if (chosen.empty()) return false;
+        path = chosen.front();
+    }
     if (path && !OpenSourceFor(*path)) return false;
     if (!engine_) return false;
     ConfigurationTarget target;
-    target.type = engine_->m_settings.m_eRecordingType;
+    target.type = path && nerve_ ? TypeOf(*path) : engine_->m_settings.m_eRecordingType;
     if (board_) target.board = board_->BoardTarget();
+    if (nerve_) target.board = nerve_->BoardTarget();
     target.desktopFolder = desk_.DesktopFolder();
     target.findOutputFile = [this](const std::filesystem::path& file) {
         return session_.files.Stamp(file).has_value();
@@ -309,12 +352,23 @@ bool RecordingWindow::TakeChanged(const AcquisitionSettings& settings) {
     return true;
 }
 
+// The words of `kymora record --type`.
+std::string RecordingWindow::SetSearch(AcquisitionSettings& settings, const std::string& value) {
+    for (const RecordingType type : {RecordingType::refractoryManual, RecordingType::refractoryAutomatic}) {
+        if (value != RecordingTypeWord(type)) continue;
+        settings.m_eRecordingType = type;
+        return {};
+    }
+    return "type takes refractory-manual or refractory-auto.";
+}
+
 std::string RecordingWindow::Set(const std::string& key, const std::string& value) {
     if (!engine_ || !ControlsOf(*engine_).settings)
         return "Settings can be changed when nothing is recorded.";
     AcquisitionSettings settings = engine_->m_settings;
     SourceSettings source = sourceSettings_;
     std::optional<std::string> fault = SetSourceSetting(source, key, value);
+    if (nerve_ && key == "type") fault = SetSearch(settings, value);
     if (!fault) fault = SetSetting(settings, key, value);
     if (!fault && board_) fault = trains_.Set(settings, key, value);
     if (!fault) return fmt::format("There is no setting \"{}\".", key);
@@ -355,8 +409,10 @@ bool RecordingWindow::TakeNewSettings() {
             ? port.port == openedPort.port && port.bits == openedPort.bits && port.volts == openedPort.volts
         : source_ == soundSource
             ? sourceSettings_.soundDevice == openedSettings_.soundDevice
-            : source_ != simulatedSource ||
+            : BoardOf(source_) != simulatedSource ||
                   (now.input == opened.input && now.bits == opened.bits && now.encoding == opened.encoding);
+    // Sweeps by hand go on with those before, but not on another board.
+    if (!isSame && nerve_ && !MayLoseSamples()) return false;
     if (!isSame && !OpenWithScope()) return false;
     if (board_) board_->m_trigger = sourceSettings_.trigger;
     return true;
@@ -372,7 +428,8 @@ void RecordingWindow::Start() {
             ShowSettingsPages(true);
             return protocol_->FocusFault();
         }
-        if (!MayLoseSamples() || !TakeNewSettings()) return;
+        const bool addsSweep = nerve_ && !nerve_->IsAutomatic();
+        if ((!addsSweep && !MayLoseSamples()) || !TakeNewSettings()) return;
         notice_->Dismiss();
         // It comes back where the start is refused.
         DropReview();
@@ -385,7 +442,7 @@ void RecordingWindow::Start() {
     }
     const Hold alone(loop_);
     engine_->OnAcqStart();
-    live_->setFocus();
+    stack_->currentWidget()->setFocus();
     SoonUpdate();
 }
 
@@ -519,6 +576,7 @@ void RecordingWindow::OnStateChanged() {
 }
 
 void RecordingWindow::OnBegun() {
+    if (nerve_) return;
     scansSeen_ = notes_ = 0;
     scansAt_ = LiveWidget::Clock::now();
     if (openNote_) EndNote();
@@ -567,6 +625,11 @@ void RecordingWindow::OnSaved(const std::filesystem::path& path) {
 // The axes as they are set, without samples.
 void RecordingWindow::ShowPrepared() {
     hasBegun_ = false;
+    if (nerve_) {
+        engine_->TakeFormat();
+        panel_->Update();
+        return stack_->setCurrentWidget(panel_);
+    }
     if (!engine_) return;
     const std::vector<int> active = engine_->ActiveChannels();
     LiveWidget::Recorded shown;
@@ -626,7 +689,7 @@ void RecordingWindow::DropReview() {
         delete review_;
     }
     reviewView_.reset();
-    stack_->setCurrentWidget(live_);
+    if (!nerve_) stack_->setCurrentWidget(live_);
 }
 
 // --- the scope ---
@@ -660,7 +723,9 @@ bool RecordingWindow::MayClose() {
     }
     if (!engine_->HasUnsaved()) return true;
     Form form("The last recording is not saved");
-    form.AddRadio("what", "It lasts " + ElapsedText(SecondsOf(engine_->StoredScans())) + " min.",
+    form.AddRadio("what",
+                  nerve_ ? fmt::format("{} sweeps were accepted.", nerve_->AcceptedCount())
+                         : "It lasts " + ElapsedText(SecondsOf(engine_->StoredScans())) + " min.",
                   {"Save it", "Give it up"}, 0);
     {
         const Asks here(*this);

@@ -30,10 +30,15 @@ class QVBoxLayout;
 namespace kymora {
 
 class AcquisitionPages;
+class CDTRefrAcqView;
 class CAcqScopeDlg;
 class ElidedLabel;
 class NoticeBar;
+class RefractoryPanel;
 class ViewWidget;
+
+// Before the name of a board: its refractory protocol.
+inline constexpr std::string_view refractoryPrefix = "refractory:";
 
 class RecordingDesk {
   public:
@@ -92,6 +97,18 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void ReloadSources();
     void ToggleSettings();
     void ShowScope();
+
+    // --- of the refractory protocol: recording_window_refractory.cpp ---
+    void Accept();
+    void Clear();
+    void DeleteAll();
+    // Takes the sweeps of a saved search; without a path the user chooses it. False where it stays as it is.
+    bool LoadReview(std::optional<std::filesystem::path> path);
+    bool SelectSweep(size_t sweep);
+    void Recalculate();
+    void DeleteSweep();
+    // Null while another kind of source is open.
+    CDTRefrAcqView* Refractory() const { return nerve_; }
 
     // Presses a button by its name, if it stands ready.
     bool Press(const QString& button);
@@ -158,9 +175,21 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void CloseBoard();
     bool OpenEngine(const std::string& source);
     bool OpenBoardEngine(const std::string& source);
+    bool OpenRefractoryEngine(const std::string& board);
+    std::unique_ptr<Board> BoardNamed(const std::string& name);
+    void TakeBoard(std::unique_ptr<CDTAcqView> view, bool isSimulated);
+    static std::string BoardOf(const std::string& source);
+    void MakeRefractory();
+    void CloseRefractory();
+    void UpdateRefractory(const RecordingControls& controls);
+    void MoveWindow(const QString& parameter, double ms);
+    std::vector<QWidget*> OfSweeps() const;
+    std::vector<QWidget*> OfStreams() const;
     bool OpenSerialEngine();
     bool OpenSoundEngine();
     bool OpenSourceFor(const std::filesystem::path& path);
+    RecordingType TypeOf(const std::filesystem::path& path) const;
+    static std::string SetSearch(AcquisitionSettings& settings, const std::string& value);
     bool MayChangeSource();
     void ChooseSource(int index);
     int ItemOfSource() const;
@@ -178,7 +207,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     void DropReview();
     void SoonUpdate();
     void UpdateControls();
-    void ShowState(AcqState state);
+    void ShowState();
     void UpdateReadings();
     void ShowDetectTraces();
     void UpdateDetection();
@@ -202,7 +231,8 @@ class RecordingWindow : public QDialog, public AcqObserver {
     SourceSettings sourceSettings_, openedSettings_;
     std::map<RecordingType, AcquisitionSettings> settings_;  // of what was open before
     std::unique_ptr<CAcqView> engine_;
-    CDTGenAcqView* board_ = nullptr;  // the engine, where it is that of a board
+    CDTGenAcqView* board_ = nullptr;   // the engine, where it is that of a board
+    CDTRefrAcqView* nerve_ = nullptr;  // the engine, where it is that of the refractory protocol
     std::unique_ptr<CKymoraView> reviewView_;
     QPointer<ViewWidget> review_;
     QPointer<CAcqScopeDlg> scopeDialog_;
@@ -231,6 +261,7 @@ class RecordingWindow : public QDialog, public AcqObserver {
     QLabel* elapsed_;
     QPushButton *reload_, *load_, *saveConfig_, *start_, *stop_, *pause_, *viewOnly_, *save_, *done_,
         *noteButton_;
+    QPushButton *accept_, *clear_, *deleteAll_;
     QLineEdit* noteText_;
     QCheckBox *detect_, *overlay_;
     QComboBox *detectTrace_, *detectDirection_;
@@ -241,7 +272,9 @@ class RecordingWindow : public QDialog, public AcqObserver {
     AcquisitionPages* protocol_;
     TrainEditor trains_;  // of what is set by keys
     LiveWidget* live_;
+    RefractoryPanel* panel_;
     QLabel* series_;
+    QLabel* pipeName_;
     QProgressBar* pipe_;
     ElidedLabel* readings_;
     QTimer readingsTimer_;

@@ -147,7 +147,11 @@ void RecordingWindow::MakeButtons(QVBoxLayout* column) {
     noteButton_ = MakeButton("note", &RecordingWindow::Note);
     start_->setFont(Larger(font(), 1.2, true));
     stop_->setFont(Larger(font(), 1.2, true));
-    for (QPushButton* button : {start_, stop_, pause_, viewOnly_, save_, done_, noteButton_})
+    accept_ = MakeButton("accept", &RecordingWindow::Accept);
+    clear_ = MakeButton("clear", &RecordingWindow::Clear);
+    deleteAll_ = MakeButton("deleteAll", &RecordingWindow::DeleteAll);
+    for (QPushButton* button :
+         {start_, stop_, accept_, clear_, pause_, viewOnly_, save_, deleteAll_, done_, noteButton_})
         row->addWidget(button);
     noteText_ = new QLineEdit(this);
     noteText_->setObjectName("noteText");
@@ -157,6 +161,7 @@ void RecordingWindow::MakeButtons(QVBoxLayout* column) {
     noteText_->installEventFilter(this);
     connect(noteText_, &QLineEdit::returnPressed, this, [this] { NoteText(noteText_->text()); });
     row->addWidget(noteText_, 1);
+    row->addStretch();
     column->addLayout(row);
 }
 
@@ -180,6 +185,7 @@ void RecordingWindow::MakeMiddle(QVBoxLayout* column) {
         if (board_) board_->m_bSequencePaused = isPaused;
         UpdateControls();
     });
+    MakeRefractory();
     halves->addWidget(stack_);
     halves->addWidget(protocol_);
     halves->setStretchFactor(0, 1);
@@ -232,7 +238,8 @@ void RecordingWindow::MakeStatus(QVBoxLayout* column) {
     readings_ = new ElidedLabel(30, this);
     readings_->setObjectName("readings");
     row->addWidget(readings_, 1);
-    row->addWidget(new QLabel(tr("pipe"), this));
+    pipeName_ = new QLabel(tr("pipe"), this);
+    row->addWidget(pipeName_);
     pipe_ = new QProgressBar(this);
     pipe_->setObjectName("pipe");
     pipe_->setRange(0, 100);
@@ -240,6 +247,13 @@ void RecordingWindow::MakeStatus(QVBoxLayout* column) {
     pipe_->setToolTip(tr("How full the pipe between board and disk is. When it is full, the recording ends"));
     row->addWidget(pipe_);
     column->addLayout(row);
+}
+
+std::vector<QWidget*> RecordingWindow::OfSweeps() const { return {accept_, clear_, deleteAll_}; }
+
+std::vector<QWidget*> RecordingWindow::OfStreams() const {
+    return {pause_,           viewOnly_, noteButton_, noteText_, scope_, detect_,   detectTrace_,
+            detectDirection_, level_,    spikes_,     overlay_,  pipe_,  pipeName_, elapsed_};
 }
 
 bool RecordingWindow::Press(const QString& button) {
@@ -278,11 +292,12 @@ void RecordingWindow::UpdateControls() {
     pause_->setEnabled(controls.pause);
     pause_->setChecked(state == AcqState::displayPaused);
     viewOnly_->setEnabled(controls.view);
-    scope_->setEnabled(engine_ != nullptr);
+    scope_->setEnabled(engine_ && !nerve_);
     if (engine_ && controls.stop) ShowNotes();
     save_->setEnabled(controls.save);
     done_->setEnabled(controls.done);
     done_->setVisible(!engine_ || board_);
+    UpdateRefractory(controls);
     noteButton_->setEnabled(controls.note);
     for (QWidget* part : std::initializer_list<QWidget*>{sources_, reload_, load_, saveConfig_})
         part->setEnabled(engine_ ? controls.settings : part != saveConfig_ && part != load_);
@@ -292,17 +307,17 @@ void RecordingWindow::UpdateControls() {
     // A start may have changed the rate, a save the name of the next file.
     if (engine_ && engine_->HasEnded() && !(engine_->m_settings == protocol_->Settings())) ShowSettings();
     live_->SetPaused(state == AcqState::displayPaused);
-    ShowState(state);
+    ShowState();
     series_->setText(engine_ ? ToQString(engine_->StatusText()) : QString());
-    setWindowTitle(engine_
-                       ? tr("Record - %1 - %2").arg(sources_->currentText(), ToQString(WordsOf(state).text))
-                       : tr("Record"));
+    setWindowTitle(
+        engine_ ? tr("Record - %1 - %2").arg(sources_->currentText(), ToQString(WordsOf(*engine_).text))
+                : tr("Record"));
     UpdateReadings();
     if (engine_ && engine_->HasEnded()) ShowReview();
 }
 
-void RecordingWindow::ShowState(AcqState state) {
-    const StateWords words = engine_ ? WordsOf(state) : StateWords{"No board", StateTone::calm};
+void RecordingWindow::ShowState() {
+    const StateWords words = engine_ ? WordsOf(*engine_) : StateWords{"No board", StateTone::calm};
     state_->setText(ToQString(words.text));
     const auto [paper, ink] = ColoursOf(words.tone);
     state_->setStyleSheet(
@@ -320,7 +335,9 @@ void RecordingWindow::UpdateReadings() {
     const AcquisitionSettings& settings = engine_->m_settings;
     const double kHz = 1.0 / settings.m_dSampleInterval;  // of the next recording
     const bool isRunning = engine_->IsRunning();
-    if (isRunning || hasBegun_) {
+    if (nerve_) {
+        elapsed_->clear();
+    } else if (isRunning || hasBegun_) {
         // What was appended to a file is not stored here any more.
         const int64_t scans = isRunning ? engine_->StoredScans() : engine_->Document().GetLength();
         const QString stored = ToQString(ElapsedText(SecondsOf(scans)));
