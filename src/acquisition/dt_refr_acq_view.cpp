@@ -194,6 +194,7 @@ void CDTRefrAcqView::TakeSweep() {
     sweep.amplitude = AmplitudeNow();
     sweep.delay = DelayNow();
     sweep.time = GetSession().now();
+    sweep.number = m_nNumber++;
     m_nSelected = m_data.list.size() - 1;
     ++m_nSweepCount;
     m_strStatus = fmt::format("count: {}", m_nSweepCount);
@@ -369,7 +370,10 @@ bool CDTRefrAcqView::OnLoadReview(std::optional<std::filesystem::path> path) {
         OnDeleteAll();
         m_data = std::move(sweeps);
         m_pLoaded = std::move(doc);
-        for (RefractorySweep& sweep : m_data.list) sweep.colour = m_nSpikeColour;
+        for (RefractorySweep& sweep : m_data.list) {
+            sweep.colour = m_nSpikeColour;
+            sweep.number = m_nNumber++;
+        }
         return true;
     } catch (const FileError& error) {
         GetHost().Failure(error.what());

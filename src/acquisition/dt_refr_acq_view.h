@@ -101,6 +101,7 @@ class CDTRefrAcqView : public CDTAcqView {
     std::vector<RefractoryThreshold> m_thresholds;
     int m_nSweepCount = 0, m_nSpikesHere = 0, m_nSpikesTotal = 0;
     size_t m_nSelected = 0;
+    uint64_t m_nNumber = 0;  // of the next sweep
     // Of the settings and as many sweeps as they were worked out for.
     mutable std::optional<std::pair<RefractorySettings, size_t>> m_changesOf;
     mutable std::vector<std::optional<float>> m_changes;

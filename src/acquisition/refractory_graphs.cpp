@@ -9,7 +9,7 @@ namespace kymora {
 
 namespace {
 
-constexpr size_t sweepPoints = 1000;
+constexpr size_t sweepPoints = 700;
 constexpr uint32_t otherSweepColour = Rgb(170, 170, 170), windowColour = Rgb(0, 158, 115),
                    curveColour = Rgb(0, 114, 178);
 
@@ -49,21 +49,16 @@ std::vector<size_t> SweepsToDraw(const CDTRefrAcqView& view) {
     return drawn;
 }
 
-GraphLayer LayerOf(const CDTRefrAcqView& view, size_t sweep, size_t trace, const TraceLook& look) {
-    const RefractorySweeps& data = view.Data();
-    const RefractorySweep& one = data.list[sweep];
+// Without its line.
+GraphLayer LayerOf(const CDTRefrAcqView& view, size_t sweep, const TraceLook& look) {
+    const RefractorySweep& one = view.Sweeps()[sweep];
     const bool standsOut = sweep == view.Selected();
-    GraphLayer layer;
-    layer.isSilent = !standsOut;
     const bool isReviewed = standsOut && view.IsAutomatic() && view.IsIdle();
     const bool hasOwnColour = one.isAccepted && one.colour != 0 && !isReviewed;
+    GraphLayer layer;
+    layer.isSilent = !standsOut;
     layer.colour = hasOwnColour ? one.colour : standsOut ? look.colour : otherSweepColour;
     layer.width = standsOut ? 2 : 1;
-    const std::vector<float> volts = data.Volts(sweep, trace, 0, data.ScansOf(sweep));
-    for (const auto& [place, value] : ScopeLine(volts, sweepPoints)) {
-        layer.x.push_back(static_cast<double>(place) * data.sampleInterval);
-        layer.y.push_back(value);
-    }
     return layer;
 }
 
@@ -79,7 +74,19 @@ void AddWindow(const CDTRefrAcqView& view, GraphPane& pane) {
 
 }  // namespace
 
-Graph SweepsGraph(const CDTRefrAcqView& view) {
+const SweepsDrawing::Line& SweepsDrawing::LineOf(const RefractorySweeps& data, size_t sweep, size_t trace) {
+    const std::pair key(data.list[sweep].number, trace);
+    if (auto before = m_lines.extract(key)) return m_drawn.insert(std::move(before)).position->second;
+    Line& line = m_drawn[key];
+    const std::vector<float> volts = data.Volts(sweep, trace, 0, data.ScansOf(sweep));
+    for (const auto& [place, value] : ScopeLine(volts, sweepPoints)) {
+        line.x.push_back(static_cast<double>(place) * data.sampleInterval);
+        line.y.push_back(value);
+    }
+    return line;
+}
+
+Graph SweepsDrawing::Draw(const CDTRefrAcqView& view) {
     const std::vector<TraceLook> looks = LooksOf(view);
     const RefractorySettings& r = view.m_settings.refractory;
     const auto drawn = SweepsToDraw(view);
@@ -100,10 +107,16 @@ Graph SweepsGraph(const CDTRefrAcqView& view) {
         const std::string& label = looks[trace].label;
         pane.y = {label.empty() ? fmt::format("trace {}", trace + 1) : label, "V"};
         for (const size_t sweep : drawn)
-            if (trace < view.Data().format.channels)
-                pane.layers.push_back(LayerOf(view, sweep, trace, looks[trace]));
+            if (trace < view.Data().format.channels) {
+                GraphLayer& layer = pane.layers.emplace_back(LayerOf(view, sweep, looks[trace]));
+                const Line& line = LineOf(view.Data(), sweep, trace);
+                layer.x = line.x;
+                layer.y = line.y;
+            }
         if (view.IsAutomatic() && trace == monitored) AddWindow(view, pane);
     }
+    // What was not drawn this time is forgotten.
+    m_lines = std::exchange(m_drawn, {});
     return graph;
 }
 

@@ -26,6 +26,7 @@ struct RefractorySweep {
     float delay = std::numeric_limits<float>::quiet_NaN();
     float delta = 0.0f;     // the change that counts, with which it is saved
     uint32_t colour = 0;    // 0x00BBGGRR; 0: that of its trace
+    uint64_t number = 0;    // of all that an interface had; tells it from others
     int64_t time = 0;       // of its end, seconds since 1970
     bool hasSpike = false;  // found by a search: no later sweep is compared with it
     bool isAccepted = false;

@@ -1,7 +1,9 @@
 #include "acquisition/windows/refractory_panel.h"
 
+#include <QElapsedTimer>
 #include <QSplitter>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "acquisition/refractory_graphs.h"
 #include "graphs/windows/graph_panel.h"
@@ -12,8 +14,8 @@ namespace kymora {
 
 namespace {
 
-constexpr int refractoryFrameMs = 100;
-constexpr double textTimes = 1.3;  // the usual font
+constexpr int refractoryFrameMs = 100, drawingShare = 5;  // of the time, one in so many parts
+constexpr double textTimes = 1.3;                         // the usual font
 
 }  // namespace
 
@@ -45,8 +47,11 @@ RefractoryPanel::RefractoryPanel(Session& session, QWidget* parent)
     frames_.start(refractoryFrameMs);
 }
 
+RefractoryPanel::~RefractoryPanel() = default;
+
 void RefractoryPanel::Show(const CDTRefrAcqView* view) {
     view_ = view;
+    drawing_ = std::make_unique<SweepsDrawing>();
     Update();
 }
 
@@ -54,8 +59,14 @@ void RefractoryPanel::Draw() {
     isStale_ = false;
     if (!view_) return;
     text_->SetText(ToQString(RefractoryText(*view_)));
-    sweeps_->Widget().SetGraph(SweepsGraph(*view_));
+    QElapsedTimer taken;
+    taken.start();
+    sweeps_->Widget().SetGraph(drawing_->Draw(*view_));
     curve_->Widget().SetGraph(RefractoryCurve(*view_));
+    sweeps_->Widget().repaint();
+    curve_->Widget().repaint();
+    // The sweeps are started by the same thread: most of its time is theirs.
+    frames_.start(std::max(refractoryFrameMs, drawingShare * static_cast<int>(taken.elapsed())));
 }
 
 }  // namespace kymora

@@ -4,6 +4,7 @@
 
 #include <QTimer>
 #include <QWidget>
+#include <memory>
 
 #include "acquisition/acq_view.h"
 
@@ -12,12 +13,14 @@ namespace kymora {
 class CDTRefrAcqView;
 class ElidedLabel;
 class GraphPanel;
+class SweepsDrawing;
 
 class RefractoryPanel : public QWidget, public AcqObserver {
     Q_OBJECT
 
   public:
     RefractoryPanel(Session& session, QWidget* parent);
+    ~RefractoryPanel() override;
 
     // Of this protocol; null before it ends.
     void Show(const CDTRefrAcqView* view);
@@ -34,6 +37,7 @@ class RefractoryPanel : public QWidget, public AcqObserver {
 
   private:
     const CDTRefrAcqView* view_ = nullptr;
+    std::unique_ptr<SweepsDrawing> drawing_;
     ElidedLabel* text_;
     GraphPanel *sweeps_, *curve_;
     QTimer frames_;
