@@ -17,6 +17,8 @@ constexpr const char* channelsText =
     "Changing the number of active channels will delete unsaved data. Continue?";
 constexpr const char* noArduinoText =
     "No serial port calls itself an Arduino. Choose the port of the board (port=PATH){}";
+constexpr const char* othersText =
+    "{} is also open in {}. What that reads is missing in a recording: close it there first.";
 // Scans of a slot, so that the screen goes on at a usable pace at slow rates, too.
 constexpr std::array<size_t, arduinoIntervals.size()> slotScans = {2,  2,  2,  2,   2,   5,
                                                                    10, 20, 50, 100, 200, 500};
@@ -61,11 +63,18 @@ std::string CArdAcqView::FindPort() {
     return {};
 }
 
+// One that does not lock the port could take bytes of the board away.
+void CArdAcqView::TellOthers(const std::string& path) {
+    const std::vector<std::string> others = ProgramsWith(path);
+    if (!others.empty()) GetHost().Message(fmt::format(othersText, m_strPortName, fmt::join(others, ", ")));
+}
+
 bool CArdAcqView::OpenPort() {
     const std::string path = FindPort();
     if (path.empty()) return false;
     try {
         m_Serial.Open(path, {});
+        TellOthers(path);
         return true;
     } catch (const SerialError& error) {
         Fail(fmt::format(fmt::runtime(openPortText), m_strPortName) + "\n" + error.what());

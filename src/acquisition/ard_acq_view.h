@@ -41,6 +41,7 @@ class CArdAcqView : public CHandAcqView {
 
   private:
     std::string FindPort();
+    void TellOthers(const std::string& path);
 
     SerialBoardSettings m_board;
     std::string m_strPortName;

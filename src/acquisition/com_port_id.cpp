@@ -4,6 +4,7 @@
 #include <charconv>
 #include <fstream>
 #include <system_error>
+#include <unistd.h>
 
 namespace kymora {
 
@@ -87,6 +88,28 @@ std::string CComPortID::PathOf(const std::string& name) {
     const bool isCounted = name.starts_with("COM") && name.size() > 3 &&
                            std::from_chars(name.data() + 3, end, number).ptr == end && number > 0;
     return "/dev/" + (isCounted ? "ttyS" + std::to_string(number - 1) : name);
+}
+
+std::vector<std::string> ProgramsWith(const std::filesystem::path& port) {
+    std::error_code error;
+    const fs::path wanted = fs::canonical(port, error);
+    std::vector<std::string> programs;
+    const std::string self = std::to_string(::getpid());
+    for (fs::directory_iterator process("/proc", error), end; !error && process != end;
+         process.increment(error)) {
+        const std::string number = process->path().filename().string();
+        if (number == self || number.find_first_not_of("0123456789") != std::string::npos) continue;
+        // Those of other users are not told.
+        std::error_code closed;
+        for (fs::directory_iterator file(process->path() / "fd", closed); !closed && file != end;
+             file.increment(closed)) {
+            std::error_code gone;
+            if (fs::read_symlink(file->path(), gone) != wanted || gone) continue;
+            programs.push_back(Attribute(process->path() / "comm") + " (" + number + ")");
+            break;
+        }
+    }
+    return programs;
 }
 
 }  // namespace kymora

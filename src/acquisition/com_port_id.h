@@ -15,6 +15,9 @@ struct ComPort {
     std::string Shown() const;
 };
 
+// Other programs that have a port open ("minicom (4711)"), as far as the system tells.
+std::vector<std::string> ProgramsWith(const std::filesystem::path& port);
+
 class CComPortID {
   public:
     static constexpr const char* noListText =

@@ -12,14 +12,21 @@ namespace kymora {
 namespace {
 
 constexpr int64_t mostValues = int64_t{1} << 26;  // of all channels
+constexpr size_t valuesAtOnce = size_t{1} << 18;
 constexpr double greatestCode = 32767.0, playedPart = 0.9;
 constexpr const char* tooLongToPlayText = "This is too long to be played at once. Show less of it.";
 
 // A trace around its mean, or as it is where it is sound. Gaps are silent.
-std::vector<float> ReadTrace(CDataDoc& doc, int trace, int64_t first, int64_t count, bool isSound) {
+std::vector<float> ReadTrace(CDataDoc& doc, int trace, int64_t first, int64_t count, bool isSound,
+                             ProgressScope& progress) {
     std::vector<float> values(static_cast<size_t>(count));
     std::vector<uint8_t> valid(values.size());
-    doc.ReadBlock(trace, first, values, valid);
+    for (size_t at = 0; at < values.size(); at += valuesAtOnce) {
+        const size_t many = std::min(valuesAtOnce, values.size() - at);
+        doc.ReadBlock(trace, first + static_cast<int64_t>(at), std::span(values).subspan(at, many),
+                      std::span(valid).subspan(at, many));
+        progress.Step(many);
+    }
     double sum = 0.0;
     size_t there = 0;
     for (size_t i = 0; i < values.size(); ++i) {
@@ -66,17 +73,23 @@ PlayedSound MakePlayedSound(CDataDoc& doc, std::span<const int> traces, int64_t 
         throw SoundError(tooLongToPlayText);
     if (count < 1) return sound;
     const auto* const recording = dynamic_cast<const CAcqDoc*>(&doc);
+    const auto all = static_cast<int64_t>(frames);
+    ProgressScope progress(doc.GetSession().host, "Reading what will be played",
+                           static_cast<uint64_t>(count + all) * traces.size());
     std::vector<std::vector<float>> read;
     for (const int trace : traces)
-        read.push_back(ReadTrace(doc, trace, first, count, recording && recording->IsWave()));
+        read.push_back(ReadTrace(doc, trace, first, count, recording && recording->IsWave(), progress));
     const double factor = FactorOf(doc, read);
     sound.samples.reserve(static_cast<size_t>(frames) * traces.size());
-    for (int64_t i = 0; i < static_cast<int64_t>(frames); ++i)
+    for (int64_t i = 0; i < all; ++i) {
         for (const auto& values : read) {
             const double code = std::round(factor * ValueAt(values, static_cast<double>(i) * step));
             sound.samples.push_back(
                 static_cast<int16_t>(std::clamp(code, -greatestCode - 1.0, greatestCode)));
         }
+        if (i % static_cast<int64_t>(valuesAtOnce) == 0)
+            progress.At((static_cast<uint64_t>(count + i)) * traces.size());
+    }
     return sound;
 }
 

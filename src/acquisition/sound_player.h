@@ -26,7 +26,7 @@ struct PlayedSound {
 // The samples first to first + count of these traces, one or two, at an output's rate, Hz: where it is
 // another, values between samples lie on straight lines. Sound plays as it was recorded. Of what is no sound
 // the mean is taken off, and the greatest deviation of all traces plays at nine tenths of the output's range.
-// Gaps are silent. Throws SoundError where it is too long to be played.
+// Gaps are silent. Shows progress. Throws SoundError where it is too long to be played, and Cancelled.
 PlayedSound MakePlayedSound(CDataDoc& doc, std::span<const int> traces, int64_t first, int64_t count,
                             double rate);
 

@@ -64,6 +64,8 @@ void CMainFrame::OnPlayVisible() {
         return GetSession().host.Failure(error.what());
     } catch (const FileError& error) {
         return GetSession().host.Failure(error.what());
+    } catch (const Cancelled&) {
+        return;
     }
     connect(playback_, &ViewPlayback::Ended, this, [this](const QString& fault) {
         if (!fault.isEmpty()) GetSession().host.Failure(fault.toStdString());

@@ -19,8 +19,8 @@ class ViewPlayback : public QObject {
     Q_OBJECT
 
   public:
-    // Begins. It goes with the widget, at the end, and where the view gets another window. Throws SoundError
-    // and FileError.
+    // Begins. It goes with the widget, at the end, and where the view gets another window. Throws
+    // SoundError, FileError and Cancelled.
     ViewPlayback(ViewWidget& widget, std::shared_ptr<SoundSystem> sound);
     ~ViewPlayback() override;
 

@@ -144,6 +144,23 @@ TEST_F(Serial, APortThatIsHeldIsTold) {
     view->OnAcqStop();
 }
 
+TEST_F(Serial, AnotherProgramAtThePortIsTold) {
+    board = std::make_unique<SerialBoard>(SerialBoardScript{});
+    // It has the port open until it is told to end, without a lock.
+    FILE* const other = ::popen(("exec 3<>" + board->Path() + "; cat > /dev/null").c_str(), "w");
+    ASSERT_NE(other, nullptr);
+    for (int i = 0; i < 500 && ProgramsWith(board->Path()).empty(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    SerialBoardSettings settings;
+    settings.port = board->Path();
+    Make(settings);
+    EXPECT_TRUE(view->OpenPort());
+    EXPECT_NE(host.LastMessage().find(board->Path() + " is also open in "), std::string::npos)
+        << host.LastMessage();
+    ::pclose(other);
+    EXPECT_TRUE(ProgramsWith(board->Path()).empty()) << "this program itself is none";
+}
+
 TEST(ByteRateWatch, TellsOfDeparturesAboveTwoPercent) {
     // Bytes every 10 ms for 25 s; 4 bytes a scan at 1 kHz.
     for (const auto& [factor, isTold] :

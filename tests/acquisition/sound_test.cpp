@@ -177,6 +177,8 @@ TEST(PlayedSound, ScalesCentresAndInterpolates) {
     for (size_t i = 0; i < 6; ++i) EXPECT_NEAR(finer.samples[i], fine(expected[i]), 1) << i;
     const int64_t tooMany = int64_t{1} << 27;
     EXPECT_THROW(MakePlayedSound(*doc, both, 0, tooMany, 1000.0), SoundError);
+    for (host.cancelAtCall = 1; host.cancelAtCall <= 3; ++host.cancelAtCall)
+        EXPECT_THROW(MakePlayedSound(*doc, both, 0, 6, 1000.0), Cancelled) << "reading both, or making codes";
 }
 
 TEST(SoundPlayer, TellsWhatIsHeard) {
