@@ -444,7 +444,7 @@ def refractory(program, demo, out):
                 break
             time.sleep(0.5)
         window.ask(recorder="clear")
-        window.ask(recorder="state", page="Monitor", sweep=9)
+        window.ask(recorder="state", page="Monitor", sweep=12)
         time.sleep(0.5)
         window.ask(recorder="state", picture=True, file=f"{out}/refractory-review.png", yes=True)
         window.ask(recorder="close", discard=True)

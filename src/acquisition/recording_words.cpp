@@ -71,7 +71,9 @@ constexpr RecordingKey recordingKeys[] = {
 std::span<const RecordingKey> RecordingKeys() { return recordingKeys; }
 
 std::string WhyLocked(const CAcqView& view) {
-    if (view.MayChangeSettings()) return {};
+    // A sweep by hand is over before anyone could read it.
+    const bool isByHand = view.m_settings.m_eRecordingType == RecordingType::refractoryManual;
+    if (view.MayChangeSettings() || isByHand) return {};
     if (!view.HasEnded())
         return "These settings are those of the recording under way. Stop it (F6) to change them.";
     return "The file that is appended to keeps these settings. Click Done (Shift+F9) to end it and change "

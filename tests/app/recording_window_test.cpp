@@ -372,6 +372,10 @@ TEST_F(RecordingWindowTest, AConfigurationOpensItsKindOfSource) {
     ASSERT_TRUE(doc.OnOpenDocument(recording, OpenFor::reading));
     EXPECT_EQ(doc.traceCount, 2);
     EXPECT_GE(doc.GetLength(), 9600);
+    host.saveFile = "/again.kymr-cfg";
+    host.fillForms = {Accepts()};
+    window.SaveConfiguration();
+    EXPECT_EQ(files.Bytes("/again.kymr-cfg"), files.Bytes("/sound.kymr-cfg"));
     // Each source has settings of its own.
     EXPECT_TRUE(window.OpenBoard("simulated"));
     EXPECT_EQ(window.Engine()->m_settings.m_dSampleInterval, 0.1);
