@@ -245,6 +245,9 @@ TEST_F(RefractoryEngine, AReviewWorksChangesOutAnew) {
     nerve->m_saveAs = out;
     ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
     EXPECT_FALSE(nerve->HasUnsaved());
+    nerve->m_settings.refractory.m_fSearchRate = 0.0f;
+    EXPECT_FALSE(nerve->OnStart());
+    EXPECT_FALSE(nerve->Sweeps().empty()) << "a start that is refused clears nothing";
 
     // A file holds sweeps with spikes: each is compared with the one before.
     const std::vector<RefractorySweep> acquired = nerve->Sweeps();

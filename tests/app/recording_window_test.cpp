@@ -13,6 +13,7 @@
 #include "acquisition/windows/acquisition_pages.h"
 #include "app/frame_fixture.h"
 #include "display/windows/view_widget.h"
+#include "graphs/windows/graph_widget.h"
 #include "recording/acq_doc.h"
 #include "recording/adc_dac_configuration.h"
 
@@ -416,6 +417,9 @@ TEST_F(RecordingWindowTest, ARefractorySearchIsReviewedAndSaved) {
         EXPECT_GE(one.amplitude.value_or(0.0f), needed);
         EXPECT_LT(one.amplitude.value_or(9.0f), needed + 0.1 + 1e-4);
     }
+    // The line stands in a sweep at 7 ms, the setting is that at 8 ms.
+    emit window.findChild<GraphWidget*>("sweeps")->LineMoved("winStart", 7.9);
+    EXPECT_NEAR(nerve.m_settings.refractory.m_fWinStart, 8.9, 1e-5);
     // Data that are shown are not erased unasked.
     host.nextAnswers = {false};
     EXPECT_NE(window.Set("sweepDur", "13"), "");
