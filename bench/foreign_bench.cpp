@@ -1,7 +1,10 @@
 // Block reads of the files of other systems through the document, against a plain read of the same bytes,
-// from the page cache; then the time that opening takes.
+// from the page cache, and the time that opening takes; then recordings written in the forms of other
+// systems, against a copy of the recording by cp.
 //
-//   foreign_bench [MEGABYTES]
+//   foreign_bench [MEGABYTES] [WORD]
+//
+// With a word only what has it in its name.
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,8 +12,10 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "bench_files.h"
+#include "exchange/foreign_export.h"
 #include "import/open_document.h"
 
 namespace {
@@ -129,6 +134,7 @@ void WriteCfs(std::ofstream& file, size_t bytes, int channels) {
         WriteNoise(file, frameBytes);
         Head frame(section);
         frame.Put(0, static_cast<int32_t>(f == 0 ? 0 : at - section)).Put(4, static_cast<int32_t>(at));
+        frame.Put(8, static_cast<int32_t>(frameBytes));
         for (size_t c = 0; c < count; ++c)
             frame.Put(30 + 24 * c, static_cast<int32_t>(2 * c))
                 .Put(34 + 24 * c, static_cast<int32_t>(points))
@@ -213,6 +219,89 @@ void WriteRhd(std::ofstream& file, size_t bytes) {
     }
 }
 
+// 32 channels in one piece, or, of a clock of nanoseconds, a block for each sample.
+void WriteNs6(std::ofstream& file, size_t bytes, bool isBySample) {
+    constexpr uint32_t channels = 32, headBytes = 314 + 66 * channels;
+    Head head(headBytes);
+    head.Text(0, isBySample ? "BRSMPGRP" : "NEURALCD").Put<uint8_t>(8, isBySample ? 3 : 2);
+    head.Put<uint8_t>(9, isBySample ? 0 : 3).Put(10, headBytes).Put<uint32_t>(286, 1);
+    head.Put<uint32_t>(290, isBySample ? 1'000'000'000 : 30000).Put(310, channels);
+    for (size_t c = 0; c < channels; ++c) {
+        const size_t at = 314 + 66 * c;
+        head.Text(at + 4, "c").Text(at + 30, "uV");
+        head.Put<int16_t>(at + 22, -32764).Put<int16_t>(at + 24, 32764);
+        head.Put<int16_t>(at + 26, -8191).Put<int16_t>(at + 28, 8191);
+    }
+    head.Write(file);
+    const size_t samples = bytes / (2 * channels);
+    if (!isBySample) {
+        Head block(9);
+        block.Put<uint8_t>(0, 1).Put(5, static_cast<uint32_t>(samples)).Write(file);
+        return WriteNoise(file, samples * 2 * channels);
+    }
+    for (size_t s = 0; s < samples; ++s) {
+        Head block(13);
+        block.Put<uint8_t>(0, 1).Put(1, static_cast<uint64_t>(s) * 1'000'000'000 / 30000).Put<uint32_t>(9, 1);
+        block.Write(file);
+        WriteNoise(file, 2 * channels);
+    }
+}
+
+// One channel in records of 512 samples.
+void WriteNcs(std::ofstream& file, size_t bytes) {
+    Head head(16384);
+    head.Text(0, "######## Neuralynx Data File Header\r\n-AcqEntName CSC1\r\n-SamplingFrequency 32000\r\n"
+                 "-ADBitVolts 0.000000061\r\n");
+    head.Write(file);
+    for (size_t record = 0; record < bytes / 1044; ++record) {
+        Head start(20);
+        start.Put(0, static_cast<uint64_t>(record) * 16000).Put<uint32_t>(12, 32000).Put<uint32_t>(16, 512);
+        start.Write(file);
+        WriteNoise(file, 1024);
+    }
+}
+
+// 16 signals of 24 bits in records of a second.
+void WriteBdf(std::ofstream& file, size_t bytes) {
+    constexpr size_t signals = 16, rate = 2048;
+    const size_t records = bytes / (3 * signals * rate);
+    std::string head = "\xFF"
+                       "BIOSEMI";
+    const auto field = [&](std::string text, size_t width) {
+        text.resize(width, ' ');
+        head += text;
+    };
+    const auto forAll = [&](const std::string& text, size_t width) {
+        for (size_t s = 0; s < signals; ++s) field(text, width);
+    };
+    field("", 160);
+    field("01.01.2612.00.00", 16);
+    field(std::to_string(256 * (signals + 1)), 8);
+    field("24BIT", 44);
+    field(std::to_string(records), 8);
+    field("1", 8);
+    field(std::to_string(signals), 4);
+    forAll("A", 16);
+    forAll("", 80);
+    forAll("uV", 8);
+    forAll("-262144", 8);
+    forAll("262143", 8);
+    forAll("-8388608", 8);
+    forAll("8388607", 8);
+    forAll("", 80);
+    forAll(std::to_string(rate), 8);
+    forAll("", 32);
+    file << head;
+    WriteNoise(file, records * 3 * signals * rate);
+}
+
+class TellingHost : public QuietHost {
+  public:
+    void Message(std::string_view text, std::string_view) override {
+        std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
+    }
+};
+
 void PlainRead(const DataFile& file) {
     std::vector<std::byte> buffer(1 << 20);
     for (uint64_t at = 0; at < file.Length(); at += buffer.size()) file.ReadAt(at, buffer);
@@ -247,12 +336,46 @@ void Measure(Session& session, const std::filesystem::path& path, const char* na
                 static_cast<double>(file->Length()) / 1e9 / plain, plain / block, opening * 1e3, sum);
 }
 
+// A copy that has reached the disk, as what is written here has.
+double CopySeconds(const std::filesystem::path& from, const std::filesystem::path& to) {
+    const std::string command =
+        "cp '" + from.string() + "' '" + to.string() + "' && sync '" + to.string() + "'";
+    double least = 1e300;
+    for (int round = 0; round < rounds; ++round) {
+        std::filesystem::remove(to);
+        least = std::min(least, bench::Seconds(1, [&] {
+                             if (std::system(command.c_str()) != 0) std::exit(1);
+                         }));
+    }
+    return least;
+}
+
+// A native recording of 8 traces, written in another form.
+void MeasureExport(Session& session, const bench::Folder& folder, size_t bytes, const char* name,
+                   const char* file, ExportSettings settings) {
+    const auto source = folder / "source.kymr-dat", target = folder / file;
+    std::filesystem::remove(source);
+    bench::MakeNative(session, source, 8, static_cast<int64_t>(bytes / 32), 1000, false);
+    const auto doc = OpenDocument(session, source, OpenFor::reading);
+    if (!doc) std::exit(1);
+    const double copy = CopySeconds(source, folder / "copy");
+    double write = 1e300;
+    for (int round = 0; round < rounds; ++round) {
+        std::filesystem::remove(target);
+        write = std::min(write, bench::Seconds(1, [&] { WriteExport(*doc, target, settings); }));
+    }
+    std::printf("%-32s cp %5.2f GB/s; ratio of writing %.2f\n", name, static_cast<double>(bytes) / 1e9 / copy,
+                copy / write);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const auto bytes = static_cast<size_t>(argc > 1 ? std::max(std::atoi(argv[1]), 8) : 200) * 1000000;
+    const std::string word = argc > 2 ? argv[2] : "";
+    const auto isAsked = [&](const std::string& name) { return name.find(word) != std::string::npos; };
     const bench::Folder folder;
-    QuietHost host;
+    TellingHost host;
     DiskFileSystem files;
     Session session(host, files);
     const struct {
@@ -277,8 +400,13 @@ int main(int argc, char** argv) {
         {"SpikeGLX, 128 of 384 channels", "b.ap.bin",
          [&](auto& f) { WriteNoise(f, bytes), WriteGlxMeta(folder / "b.ap.meta", 384); }},
         {"Intan, 64 channels in blocks", "b.rhd", [&](auto& f) { WriteRhd(f, bytes); }},
+        {"Neuralynx, a channel in records", "b.ncs", [&](auto& f) { WriteNcs(f, bytes); }},
+        {"Blackrock, 32 channels", "b.ns6", [&](auto& f) { WriteNs6(f, bytes, false); }},
+        {"Blackrock, a block per sample", "b.ns6", [&](auto& f) { WriteNs6(f, bytes, true); }},
+        {"BDF, 16 signals of 24 bits", "b.bdf", [&](auto& f) { WriteBdf(f, bytes); }},
     };
     for (const auto& kind : kinds) {
+        if (!isAsked(kind.name)) continue;
         const auto path = folder / kind.file;
         {
             std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -287,6 +415,17 @@ int main(int argc, char** argv) {
         }
         Measure(session, path, kind.name);
     }
+    const struct {
+        const char* name;
+        const char* file;
+        ExportSettings settings;
+    } forms[] = {{"to EDF+, 8 traces", "out.edf", {}},
+                 {"to BDF+, 8 traces", "out.bdf", {}},
+                 {"to wave audio of floats", "out.wav", {}},
+                 {"to wave audio of 16 bits", "out.wav", {WavNumbers::pcm16}}};
+    for (const auto& form : forms)
+        if (isAsked(form.name)) MeasureExport(session, folder, bytes, form.name, form.file, form.settings);
+    if (!isAsked("SpikeGLX, 100 GB of 385 channels")) return 0;
     const auto sparse = folder / "sparse.ap.bin";
     std::ofstream(sparse, std::ios::binary).put('\0');
     std::filesystem::resize_file(sparse, 100'000'000'000);

@@ -8,6 +8,7 @@
 
 #include "document/native_writer.h"
 #include "exchange/edf_plan.h"
+#include "exchange/whole_numbers.h"
 #include "import/edf_doc.h"
 
 namespace kymora {
@@ -24,6 +25,11 @@ struct SignalScale {
     double physicalLow = 0.0;
     int32_t digitalLow = 0, digitalHigh = 0;
     double step = 1.0;  // physical units for a number
+
+    NumberScale Numbers() const {
+        return {physicalLow, 1.0 / step, static_cast<double>(digitalLow), static_cast<double>(digitalLow),
+                static_cast<double>(digitalHigh)};
+    }
 };
 
 // The annotations of one event channel; the first list also tells when records begin.
@@ -33,18 +39,6 @@ struct AnnotationSignal {
     size_t bytes = 0;     // in a record
     int64_t numbers = 0;  // the same in samples
 };
-
-template <typename Number>
-void ToNumbers(std::span<const float> values, const SignalScale& scale, Number* to) {
-    const double perUnit = 1.0 / scale.step, offset = scale.digitalLow;
-    const double low = scale.digitalLow, high = scale.digitalHigh;
-    for (size_t i = 0; i < values.size(); ++i) {
-        double x = (static_cast<double>(values[i]) - scale.physicalLow) * perUnit + offset;
-        x = x < low ? low : x;
-        x = x > high ? high : x;
-        to[i] = static_cast<Number>(static_cast<int32_t>(x < 0.0 ? x - 0.5 : x + 0.5));
-    }
-}
 
 // "0.1 uV"; where they differ, with the numbers of the traces.
 std::string StepsText(const std::vector<std::string>& steps) {
@@ -267,18 +261,20 @@ std::string EdfExport::Header() const {
     return header;
 }
 
+// One signal of as many records as the values fill; `to` is its part of the first.
 void EdfExport::PutSamples(std::span<const float> values, const SignalScale& scale, std::byte* to) {
-    if (!isBdf_) {
-        narrow_.resize(values.size());
-        ToNumbers(values, scale, narrow_.data());
-        std::memcpy(to, narrow_.data(), 2 * values.size());
-        return;
-    }
-    wide_.resize(values.size());
-    ToNumbers(values, scale, wide_.data());
-    for (const int32_t number : wide_) {
-        for (int byte = 0; byte < 3; ++byte)
-            *to++ = static_cast<std::byte>(static_cast<uint32_t>(number) >> (8 * byte));
+    const auto each = static_cast<size_t>(records_.samples);
+    narrow_.resize(isBdf_ ? 0 : values.size());
+    wide_.resize(isBdf_ ? values.size() : 0);
+    if (isBdf_)
+        ToWholeNumbers(values, scale.Numbers(), wide_.data());
+    else
+        ToWholeNumbers(values, scale.Numbers(), narrow_.data());
+    for (size_t at = 0; at < values.size(); at += each, to += recordBytes_) {
+        if (isBdf_)
+            PackInt24(std::span(wide_).subspan(at, each), to);
+        else
+            std::ranges::copy(std::as_bytes(std::span(narrow_).subspan(at, each)), to);
     }
 }
 
@@ -298,8 +294,10 @@ void EdfExport::PutAnnotations(int64_t position, std::byte* to) {
 }
 
 void EdfExport::WriteRecords(CArchive& archive, ProgressScope& progress) {
+    constexpr int64_t mostBlockBytes = 4 << 20;  // unless one record is longer
     const int64_t n = records_.samples;
-    const int64_t atOnce = std::max<int64_t>(exportBlockSamples / n, 1);
+    const int64_t atOnce =
+        std::max<int64_t>(std::min(exportBlockSamples / n, mostBlockBytes / recordBytes_), 1);
     const auto sliceBytes = static_cast<size_t>(n * NumberBytes());
     std::vector<std::byte> block;
     for (const ExportRun& run : runs_)
@@ -307,20 +305,14 @@ void EdfExport::WriteRecords(CArchive& archive, ProgressScope& progress) {
             const int64_t held = std::min(atOnce * n, run.end - at);
             const int64_t count = (held + n - 1) / n;
             reader_.Read(at, held);
-            for (int t = 0; t < doc_.traceCount; ++t) {
-                const auto values = reader_.Values(t);
-                std::fill(values.begin() + held, values.begin() + count * n,
-                          values[static_cast<size_t>(held - 1)]);
-            }
             block.assign(static_cast<size_t>(count * recordBytes_), std::byte{0});
             std::byte* to = block.data();
-            for (int64_t r = 0; r < count; ++r) {
-                for (int t = 0; t < doc_.traceCount; ++t, to += sliceBytes)
-                    PutSamples(reader_.Values(t).subspan(static_cast<size_t>(r * n), static_cast<size_t>(n)),
-                               scales_[static_cast<size_t>(t)], to);
-                PutAnnotations(at + r * n, to);
-                to = block.data() + (r + 1) * recordBytes_;
+            for (int t = 0; t < doc_.traceCount; ++t, to += sliceBytes) {
+                const auto values = reader_.Values(t).first(static_cast<size_t>(count * n));
+                std::fill(values.begin() + held, values.end(), values[static_cast<size_t>(held - 1)]);
+                PutSamples(values, scales_[static_cast<size_t>(t)], to);
             }
+            for (int64_t r = 0; r < count; ++r) PutAnnotations(at + r * n, to + r * recordBytes_);
             archive.WriteRaw(block);
             at += held;
             progress.Step(static_cast<uint64_t>(held));

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 
 #include "archive/text_encoding.h"
 #include "host/user_numbers.h"
 #include "import/edf_doc.h"
+#include "numerics/min_max.h"
 
 namespace kymora {
 
@@ -25,6 +27,13 @@ struct Range {
 };
 
 void Widen(Range& range, const TraceBlock& block) {
+    Range all = range;
+    WidenRange(block.values, all.low, all.high);
+    const bool isWhole = std::memchr(block.valid.data(), 0, block.valid.size()) == nullptr;
+    if (isWhole && std::isfinite(all.low) && std::isfinite(all.high)) {
+        range = all;
+        return;
+    }
     for (size_t i = 0; i < block.values.size(); ++i) {
         const float value = block.values[i];
         if (block.valid[i] == 0 || !std::isfinite(value)) continue;
@@ -44,6 +53,25 @@ void ScanPart(CDataDoc& doc, int64_t from, int64_t to, std::vector<Range>& range
         doc.ReadBlocks(at, blocks);
         for (size_t t = 0; t < ranges.size(); ++t) Widen(ranges[t], blocks[t]);
     }
+}
+
+bool IsWhole(const TraceBlock& block) {
+    Range range;
+    WidenRange(block.values, range.low, range.high);
+    return range.low >= -FLT_MAX && range.high <= FLT_MAX &&
+           FindNotANumber(block.values) == block.values.size() &&
+           std::memchr(block.valid.data(), 0, block.valid.size()) == nullptr;
+}
+
+// Answers how many samples became 0.
+int64_t Replace(const TraceBlock& block) {
+    int64_t replaced = 0;
+    for (size_t i = 0; i < block.values.size(); ++i) {
+        if (block.valid[i] != 0 && std::fabs(block.values[i]) <= FLT_MAX) continue;
+        block.values[i] = 0.0f;
+        ++replaced;
+    }
+    return replaced;
 }
 
 bool FoldPart(CDataDoc& doc, int64_t from, int64_t to, std::vector<Range>& ranges) {
@@ -118,11 +146,7 @@ void ExportReader::Read(int64_t from, int64_t count) {
         blocks.push_back({static_cast<int>(t), {values_[t].data(), used}, {valid_[t].data(), used}});
     doc_.ReadBlocks(from, blocks);
     for (const TraceBlock& block : blocks)
-        for (size_t i = 0; i < used; ++i) {
-            const bool isNumber = block.valid[i] != 0 && std::fabs(block.values[i]) <= FLT_MAX;
-            replaced_ += isNumber ? 0 : 1;
-            block.values[i] = isNumber ? block.values[i] : 0.0f;
-        }
+        if (!IsWhole(block)) replaced_ += Replace(block);
 }
 
 std::vector<int> ExportChannels(const CDataDoc& doc) {

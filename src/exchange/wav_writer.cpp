@@ -7,6 +7,7 @@
 
 #include "document/native_writer.h"
 #include "exchange/export_source.h"
+#include "exchange/whole_numbers.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -182,20 +183,18 @@ void WavExport::WriteSamples(CArchive& archive, ProgressScope& progress) {
     const auto channels = static_cast<size_t>(doc_.traceCount);
     ExportReader reader(doc_);
     std::vector<Number> frames(channels * exportBlockSamples);
-    const double perUnit = 1.0 / scale_;
+    const NumberScale scale{0.0, 1.0 / scale_, 0.0, -fullScale, fullScale};
+    std::vector<int16_t> numbers(isPcm_ ? exportBlockSamples : 0);
     for (int64_t at = 0; at < length_; at += exportBlockSamples) {
         const auto count = static_cast<size_t>(std::min(exportBlockSamples, length_ - at));
         reader.Read(at, static_cast<int64_t>(count));
         for (size_t c = 0; c < channels; ++c) {
-            const auto values = reader.Values(static_cast<int>(c));
-            for (size_t i = 0; i < count; ++i) {
-                if constexpr (std::is_same_v<Number, float>) {
-                    frames[i * channels + c] = values[i];
-                } else {
-                    const double x = static_cast<double>(values[i]) * perUnit;
-                    frames[i * channels + c] =
-                        static_cast<Number>(static_cast<int32_t>(x < 0.0 ? x - 0.5 : x + 0.5));
-                }
+            const auto values = reader.Values(static_cast<int>(c)).first(count);
+            if constexpr (std::is_same_v<Number, float>) {
+                for (size_t i = 0; i < count; ++i) frames[i * channels + c] = values[i];
+            } else {
+                ToWholeNumbers(values, scale, numbers.data());
+                for (size_t i = 0; i < count; ++i) frames[i * channels + c] = numbers[i];
             }
         }
         archive.WriteRaw(std::as_bytes(std::span(frames).first(count * channels)));

@@ -170,11 +170,7 @@ ForeignRecording CBlackrockDoc::ReadStream(const StreamChoice& choice) {
     for (const int place : choice.channels) {
         const Channel& channel = channels_[static_cast<size_t>(place)];
         ForeignTrace& trace = recording.traces.emplace_back(ForeignTrace{channel.label, channel.units, {}});
-        trace.source.stride = static_cast<uint32_t>(2 * channels_.size());
-        if (blockBytes_ > 0) {
-            trace.source.perBlock = 1;
-            trace.source.blockBytes = blockBytes_;
-        }
+        trace.source.stride = static_cast<uint32_t>(blockBytes_ > 0 ? blockBytes_ : 2 * channels_.size());
         trace.source.scales = {channel.scale};
         for (const Piece& piece : pieces_)
             trace.source.Add(piece.position, piece.count, piece.offset + 2 * static_cast<uint64_t>(place));

@@ -1,7 +1,6 @@
 #include "import/stored_channels.h"
 
 #include <algorithm>
-#include <array>
 
 namespace kymora {
 
@@ -114,31 +113,30 @@ StoredChannelReader::StoredChannelReader(const DataFile& file, std::vector<Chann
     FindRows();
 }
 
-// Only for channels of 16 bits that need no more than a factor, beside another one.
+// Only for channels of little-endian words, beside another one.
 bool StoredChannelReader::IsRightBehind(size_t channel) const {
     if (channel == 0) return false;
     const ChannelSource& one = channels_[channel - 1];
     const ChannelSource& next = channels_[channel];
     const auto isPlain = [](const ChannelSource& source) {
-        return source.type == NumberType::i16 && source.order == ByteOrder::little && source.perBlock == 0 &&
-               !source.IsDrawnOut() &&
-               std::all_of(source.scales.begin(), source.scales.end(),
-                           [](auto& scale) { return scale.offset == 0.0 && scale.divisor == 0.0f; });
+        return AreWords(source.type) && source.order == ByteOrder::little && source.perBlock == 0 &&
+               !source.IsDrawnOut() && std::all_of(source.scales.begin(), source.scales.end(), HasSteps);
     };
-    return isPlain(one) && isPlain(next) && one.stride == next.stride && one.samples == next.samples &&
+    return isPlain(one) && isPlain(next) && one.type == next.type && one.stride == next.stride &&
+           one.samples == next.samples &&
            std::equal(one.stretches.begin(), one.stretches.end(), next.stretches.begin(),
                       next.stretches.end(), [](const SampleStretch& a, const SampleStretch& b) {
                           return a.first == b.first && a.offset + sizeof(int16_t) == b.offset;
                       });
 }
 
-bool StoredChannelReader::AreNeighbours(std::span<const ChannelPiece> pieces) const {
-    if (!isInterleaved_ || pieces.size() < neighboursAtOnce) return false;
-    for (size_t i = 1; i < neighboursAtOnce; ++i)
-        if (pieces[i].channel != pieces[i - 1].channel + 1 ||
-            !isRightBehind_[static_cast<size_t>(pieces[i].channel)])
-            return false;
-    return true;
+size_t StoredChannelReader::Neighbours(std::span<const ChannelPiece> pieces) const {
+    if (!isInterleaved_ || pieces.empty()) return 0;
+    size_t count = 1;
+    while (count < pieces.size() && pieces[count].channel == pieces[count - 1].channel + 1 &&
+           isRightBehind_[static_cast<size_t>(pieces[count].channel)])
+        ++count;
+    return count >= neighboursAtOnce ? count : 0;
 }
 
 void StoredChannelReader::ReadNeighbours(int64_t from, int64_t count, std::span<const ChannelPiece> pieces,
@@ -146,22 +144,22 @@ void StoredChannelReader::ReadNeighbours(int64_t from, int64_t count, std::span<
     const ChannelSource& first = channels_[static_cast<size_t>(pieces[0].channel)];
     const SampleStretch* stretch = &Holding(first.stretches, from);
     const SampleStretch* const end = first.stretches.data() + first.stretches.size();
-    std::array<float, neighboursAtOnce> factors;
-    std::array<float*, neighboursAtOnce> to;
     for (int64_t done = 0; done < count; ++stretch) {
         const int64_t at = from + done;
         const int64_t stretchEnd = stretch + 1 == end ? first.samples : stretch[1].first;
         const int64_t n = std::min(stretchEnd - at, count - done);
         const auto index = static_cast<size_t>(stretch - first.stretches.data());
-        for (size_t c = 0; c < neighboursAtOnce; ++c) {
-            const ChannelSource& source = channels_[static_cast<size_t>(pieces[c].channel)];
-            factors[c] = static_cast<float>(source.scales[source.stretches[index].scale].factor);
-            to[c] = pieces[c].to + into + done;
+        scales_.clear();
+        places_.clear();
+        for (const ChannelPiece& piece : pieces) {
+            const ChannelSource& source = channels_[static_cast<size_t>(piece.channel)];
+            scales_.push_back(StepsOf(source.scales[source.stretches[index].scale]));
+            places_.push_back(piece.to + into + done);
         }
-        const int64_t bytes =
-            (n - 1) * first.stride + static_cast<int64_t>(neighboursAtOnce * sizeof(int16_t));
+        const int64_t bytes = (n - 1) * first.stride + static_cast<int64_t>(pieces.size() * sizeof(int16_t));
         const uint64_t offset = first.OffsetIn(*stretch, at - stretch->first);
-        ConvertNeighbours(Load(pieces[0].channel, offset, bytes), first.stride, n, factors, to);
+        ConvertNeighbours(first.type, Load(pieces[0].channel, offset, bytes), first.stride, n, scales_,
+                          places_);
         done += n;
     }
 }
@@ -171,8 +169,10 @@ void StoredChannelReader::FindRows() {
     if (channels_.empty() || channels_.size() > maxBinaryTraces) return;
     const ChannelSource& first = channels_[0];
     const auto bytes = static_cast<uint32_t>(BytesOf(first.type));
-    if (first.perBlock > 0 || first.type == NumberType::u16 || first.type == NumberType::i24 ||
-        first.order == ByteOrder::big || first.stride != bytes * channels_.size())
+    const bool areNeighbours = AreWords(first.type) && channels_.size() >= neighboursAtOnce;
+    if (first.perBlock > 0 || areNeighbours || first.type == NumberType::u16 ||
+        first.type == NumberType::i24 || first.order == ByteOrder::big ||
+        first.stride != bytes * channels_.size())
         return;
     // Rows are made single precision before they are scaled.
     const bool isWide = first.type == NumberType::i32 || first.type == NumberType::f64;
@@ -201,16 +201,17 @@ void StoredChannelReader::FindRows() {
 
 void StoredChannelReader::Read(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
     if (rows_) return ReadRows(from, count, pieces);
+    groups_.clear();
+    for (auto rest = pieces; !rest.empty(); rest = rest.subspan(groups_.back().size()))
+        groups_.push_back(rest.first(std::max<size_t>(Neighbours(rest), 1)));
     for (int64_t done = 0; done < count;) {
         const int64_t n = isInterleaved_ ? std::min(atOnce_, count - done) : count;
-        if (isInterleaved_) LoadTogether(from + done, n, pieces);
-        for (size_t p = 0; p < pieces.size();) {
-            const bool areNeighbours = AreNeighbours(pieces.subspan(p));
-            if (areNeighbours)
-                ReadNeighbours(from + done, n, pieces.subspan(p), done);
+        if (isInterleaved_) LoadTogether(from + done, n);
+        for (const auto& group : groups_) {
+            if (group.size() > 1)
+                ReadNeighbours(from + done, n, group, done);
             else
-                ReadChannel(pieces[p].channel, from + done, n, pieces[p].to + done);
-            p += areNeighbours ? neighboursAtOnce : 1;
+                ReadChannel(group[0].channel, from + done, n, group[0].to + done);
         }
         done += n;
     }
@@ -287,15 +288,36 @@ void StoredChannelReader::ReadOwn(int channel, int64_t first, int64_t count, flo
         const int64_t at = first + done;
         const int64_t stretchEnd = stretch + 1 == end ? source.samples : stretch[1].first;
         int64_t n = std::min({stretchEnd - at, count - done, most});
-        if (source.perBlock > 0)
-            n = std::min(n, source.perBlock - (at - stretch->first + stretch->into) % source.perBlock);
         const uint64_t offset = source.OffsetIn(*stretch, at - stretch->first);
-        const int64_t bytes = (n - 1) * source.stride + BytesOf(source.type);
-        ConvertNumbers(source.type, source.order, Load(channel, offset, bytes), source.stride, n,
+        int64_t bytes = (n - 1) * source.stride + BytesOf(source.type);
+        NumberPlaces places{source.stride};
+        if (source.perBlock > 0) {
+            n = InBlocks(channel, n, (at - stretch->first + stretch->into) % source.perBlock, offset);
+            places.perBlock = source.perBlock;
+            places.blockBytes = static_cast<int64_t>(source.blockBytes);
+            const int64_t last = (n - 1) / source.perBlock;
+            bytes = last * places.blockBytes + (n - 1 - last * source.perBlock) * source.stride +
+                    BytesOf(source.type);
+        }
+        ConvertNumbers(source.type, source.order, Load(channel, offset, bytes), places, n,
                        source.scales[stretch->scale], to + done);
         done += n;
         if (at + n == stretchEnd) ++stretch;
     }
+}
+
+// How many of `count` numbers to take together, the first of which lies `into` its block: the rest of that
+// block; from its beginning as many blocks as are at hand, or worth reading with what lies between.
+int64_t StoredChannelReader::InBlocks(int channel, int64_t count, int64_t into, uint64_t offset) const {
+    constexpr uint64_t leastShare = 4;
+    const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+    if (into > 0 || count <= source.perBlock) return std::min(count, source.perBlock - into);
+    const auto ownBytes = static_cast<uint64_t>(source.perBlock * source.stride);
+    const auto blocks = static_cast<uint64_t>(count / source.perBlock);
+    const uint64_t bytes = (blocks - 1) * source.blockBytes + ownBytes;
+    const bool isWorthIt = bytes <= bytesAtOnce &&
+                           (ownBytes * leastShare >= source.blockBytes || IsHeld(channel, offset, bytes));
+    return isWorthIt ? static_cast<int64_t>(blocks) * source.perBlock : source.perBlock;
 }
 
 // The own sample of which a stored sample of the recording is made.
@@ -309,31 +331,36 @@ int64_t StoredChannelReader::OwnIndex(int channel, int64_t stored) const {
 }
 
 // Loads what all channels need of a part in one piece, where it lies together and enough of it is wanted.
-void StoredChannelReader::LoadTogether(int64_t from, int64_t count, std::span<const ChannelPiece> pieces) {
+void StoredChannelReader::LoadTogether(int64_t from, int64_t count) {
     constexpr uint64_t mostTogether = 4 * bytesAtOnce, leastShare = 16;
     uint64_t begin = UINT64_MAX, end = 0, wanted = 0;
-    for (const ChannelPiece& piece : pieces) {
-        const ChannelSource& source = channels_[static_cast<size_t>(piece.channel)];
-        const int64_t first = OwnIndex(piece.channel, from), last = OwnIndex(piece.channel, from + count - 1);
+    for (const auto& group : groups_) {
+        const int channel = group.front().channel;
+        const ChannelSource& source = channels_[static_cast<size_t>(channel)];
+        const int64_t first = OwnIndex(channel, from), last = OwnIndex(channel, from + count - 1);
         const SampleStretch& at = Holding(source.stretches, first);
         const SampleStretch& to = Holding(source.stretches, last);
-        const auto bytes = static_cast<uint64_t>(BytesOf(source.type));
+        const uint64_t bytes = static_cast<uint64_t>(BytesOf(source.type)) * group.size();
         begin = std::min(begin, source.OffsetIn(at, first - at.first));
         end = std::max(end, source.OffsetIn(to, last - to.first) + bytes);
         wanted += static_cast<uint64_t>(last - first + 1) * bytes;
     }
-    const bool isWorthIt = pieces.size() > 1 && end > begin && end - begin <= mostTogether &&
-                           wanted >= (end - begin) / leastShare;
-    if (isWorthIt) Load(pieces[0].channel, begin, static_cast<int64_t>(end - begin));
+    const bool areMany = groups_.size() > 1 || groups_.front().size() > 1;
+    const bool isWorthIt =
+        areMany && end > begin && end - begin <= mostTogether && wanted >= (end - begin) / leastShare;
+    if (isWorthIt) Load(groups_.front().front().channel, begin, static_cast<int64_t>(end - begin));
+}
+
+bool StoredChannelReader::IsHeld(int channel, uint64_t offset, uint64_t bytes) const {
+    const Held& held = held_[isInterleaved_ ? 0 : static_cast<size_t>(channel)];
+    return offset >= held.offset && offset + bytes <= held.offset + held.length;
 }
 
 // Bytes of the file, with some more behind them. What is loaded stays until something else is asked for.
 const std::byte* StoredChannelReader::Load(int channel, uint64_t offset, int64_t bytes) {
     constexpr uint64_t page = 4096;  // neighbours of a row begin a little before
     Held& held = held_[isInterleaved_ ? 0 : static_cast<size_t>(channel)];
-    const bool isHeld =
-        offset >= held.offset && offset + static_cast<uint64_t>(bytes) <= held.offset + held.length;
-    if (!isHeld) {
+    if (!IsHeld(channel, offset, static_cast<uint64_t>(bytes))) {
         const uint64_t start = isInterleaved_ ? offset / page * page : offset;
         const uint64_t needed = offset - start + static_cast<uint64_t>(bytes);
         const uint64_t wanted = isInterleaved_ ? needed + page : std::max<uint64_t>(needed, readAhead);

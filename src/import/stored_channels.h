@@ -95,11 +95,14 @@ class StoredChannelReader {
     void ReadChannel(int channel, int64_t from, int64_t count, float* to);
     void DrawOut(int channel, const ChannelRun& run, int64_t from, int64_t count, float* to);
     void ReadOwn(int channel, int64_t first, int64_t count, float* to);
+    int64_t InBlocks(int channel, int64_t count, int64_t into, uint64_t offset) const;
     bool IsRightBehind(size_t channel) const;
-    bool AreNeighbours(std::span<const ChannelPiece> pieces) const;
+    // How many of the first pieces are neighbours; 0 where they are too few.
+    size_t Neighbours(std::span<const ChannelPiece> pieces) const;
     void ReadNeighbours(int64_t from, int64_t count, std::span<const ChannelPiece> pieces, int64_t into);
     int64_t OwnIndex(int channel, int64_t stored) const;
-    void LoadTogether(int64_t from, int64_t count, std::span<const ChannelPiece> pieces);
+    void LoadTogether(int64_t from, int64_t count);
+    bool IsHeld(int channel, uint64_t offset, uint64_t bytes) const;
     const std::byte* Load(int channel, uint64_t offset, int64_t bytes);
 
     const DataFile& file_;
@@ -111,6 +114,9 @@ class StoredChannelReader {
     int64_t atOnce_ = samplesAtOnce;          // of all channels in turn, where they are interleaved
     std::vector<Held> held_;                  // of each channel, or of all
     std::vector<float> own_;
+    std::vector<std::span<const ChannelPiece>> groups_;  // of a read: neighbours, or one that has none
+    std::vector<StepScale> scales_;                      // of neighbours, and where they go
+    std::vector<float*> places_;
 };
 
 }  // namespace kymora
