@@ -256,9 +256,8 @@ class ChainRun {
     // Of the file, and of what the user has beside a foreign one.
     std::string SumOfSource() {
         std::string sum = Sha256Of(*files_.Open(planned_.file, OpenMode::readOnly));
-        const auto beside = SideCarPath(planned_.file);
-        if (beside != planned_.file && files_.Stamp(beside))
-            sum += "+" + Sha256Of(*files_.Open(beside, OpenMode::readOnly));
+        if (const auto beside = FindSideCar(files_, planned_.file); beside && *beside != planned_.file)
+            sum += "+" + Sha256Of(*files_.Open(*beside, OpenMode::readOnly));
         return sum;
     }
 

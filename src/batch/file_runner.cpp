@@ -111,7 +111,8 @@ class FileRun {
         else if (!SaveInPlace(doc))
             return false;
         const bool isForeign = planned_.IsInPlace() && doc.GetFileType() != typeFloat;
-        report_.outputs.push_back(isForeign ? SideCarPath(planned_.file) : planned_.target);
+        report_.outputs.push_back(isForeign ? SideCarPath(doc.GetSession().files, planned_.file)
+                                            : planned_.target);
         return true;
     }
 

@@ -69,7 +69,7 @@ class Planner {
     void CheckOut() {
         std::vector<Path> read;
         for (const PlannedFile& planned : plan_.files) read.push_back(planned.file);
-        for (const PlannedFile& planned : plan_.files) read.push_back(SideCarPath(planned.file));
+        for (const PlannedFile& planned : plan_.files) read.push_back(SideCarPath(files_, planned.file));
         read.insert(read.end(), request_.alsoRead.begin(), request_.alsoRead.end());
         if (request_.affects != Affects::nothing && plan_.CountNamed() > 1)
             return Refuse(RunPlan::Fault::severalToOne, {});

@@ -113,6 +113,7 @@ void CDataDoc::OfferChannelsInUse() {
 }
 
 SaveOutcome CDataDoc::Save() {
+    if (openedReadOnly) return RefuseSideCarSave(*this);
     GetHost().Log("In OnSaveDocument for non-flt files, writing header\n");
     GetDisplaySettingsFromView();
     try {

@@ -2,9 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstring>
 
+#include "document/file_identity.h"
 #include "document/history_steps.h"
 #include "document/metadata_io.h"
 #include "document/side_car_signals.h"
@@ -13,6 +17,8 @@
 
 namespace kymora {
 namespace {
+
+constexpr std::string_view sideCarEnding = ".kymr-hdr";
 
 constexpr int gainSlots(int version) { return version < 30 ? 16 : maxTraces; }
 
@@ -68,6 +74,67 @@ std::vector<TraceSignal> SlotsInUse(const CDataDoc& doc) {
     return slots;
 }
 
+// --- whose it is ---
+
+// The last bytes of a side-car: the name of its data file, the length of that and a mark.
+constexpr std::string_view ownerMark = "kymrFile";
+constexpr size_t mostOwnerBytes = 4096;
+
+void StoreOwner(CArchive& archive, const std::filesystem::path& dataFile) {
+    const std::string name = dataFile.filename().string();
+    archive.WriteRaw(std::as_bytes(std::span(name)));
+    archive.Write<uint32_t>(static_cast<uint32_t>(name.size()));
+    archive.WriteRaw(std::as_bytes(std::span(ownerMark)));
+}
+
+// Empty where it is not told, as in side-cars of earlier versions.
+std::string OwnerOf(FileSystem& files, const std::filesystem::path& sideCar) {
+    try {
+        const auto file = files.Open(sideCar, OpenMode::readOnly);
+        std::array<char, sizeof(uint32_t) + ownerMark.size()> end;
+        if (file->Length() < end.size()) return {};
+        const uint64_t endAt = file->Length() - end.size();
+        ReadWhole(*file, endAt, std::as_writable_bytes(std::span(end)));
+        uint32_t count = 0;
+        std::memcpy(&count, end.data(), sizeof count);
+        const std::string_view mark(end.data() + sizeof count, ownerMark.size());
+        if (mark != ownerMark || count == 0 || count > std::min<uint64_t>(endAt, mostOwnerBytes)) return {};
+        std::string name(count, '\0');
+        ReadWhole(*file, endAt - count, std::as_writable_bytes(std::span(name)));
+        return name;
+    } catch (const FileError&) {  // who reads the side-car is told
+        return {};
+    }
+}
+
+// Two files may be one recording: what a .meta tells of is in the .bin.
+bool AreOfOneRecording(const std::string& a, const std::string& b) {
+    const auto arePair = [](std::string_view first, std::string_view second) {
+        return first == ".meta" && second == ".bin";
+    };
+    return a == b || arePair(a, b) || arePair(b, a);
+}
+
+// A data file that was renamed with its side-car is its owner still.
+bool BelongsToOther(FileSystem& files, const std::filesystem::path& owner,
+                    const std::filesystem::path& dataFile) {
+    if (owner.empty() || AreOfOneRecording(FoldedExtension(owner), FoldedExtension(dataFile))) return false;
+    std::filesystem::path other = dataFile;
+    return files.Stamp(other.replace_extension(owner.extension())).has_value();
+}
+
+// Whether a file that may be a recording has the same name with another extension.
+bool HasNamesake(FileSystem& files, const std::filesystem::path& dataFile) {
+    const std::string extension = FoldedExtension(dataFile);
+    for (const std::filesystem::path& path : files.List(dataFile.parent_path())) {
+        const std::string other = FoldedExtension(path);
+        if (path.stem() == dataFile.stem() && !other.starts_with(".kym") &&
+            !AreOfOneRecording(other, extension))
+            return true;
+    }
+    return false;
+}
+
 void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
     archive.Write<int16_t>(static_cast<int16_t>(currentFileVersion));
     archive.WriteString(doc.fileComment);
@@ -81,6 +148,7 @@ void StoreSideCar(CArchive& archive, const CDataDoc& doc, SampleRange range) {
     metadata::StoreScaleBars(archive, doc, currentFileVersion);
     archive.WriteString(metadata::guardString);
     StoreSignals(archive, doc);
+    StoreOwner(archive, doc.filePath);
 }
 
 std::filesystem::path DamagedPath(FileSystem& files, const std::filesystem::path& path) {
@@ -91,26 +159,40 @@ std::filesystem::path DamagedPath(FileSystem& files, const std::filesystem::path
 
 }  // namespace
 
-std::filesystem::path SideCarPath(const std::filesystem::path& dataFile) {
-    return NameInstead(dataFile, ".kymr-hdr");
+std::filesystem::path SideCarPath(FileSystem& files, const std::filesystem::path& dataFile) {
+    const auto own = NameBehind(dataFile, sideCarEnding), shared = NameInstead(dataFile, sideCarEnding);
+    if (files.Stamp(own)) return own;
+    if (!files.Stamp(shared)) return shared;
+    const std::string owner = OwnerOf(files, shared);
+    const bool isOthers =
+        owner.empty() ? HasNamesake(files, dataFile) : BelongsToOther(files, owner, dataFile);
+    return isOthers ? own : shared;
+}
+
+std::optional<std::filesystem::path> FindSideCar(FileSystem& files, const std::filesystem::path& dataFile) {
+    const auto own = NameBehind(dataFile, sideCarEnding), shared = NameInstead(dataFile, sideCarEnding);
+    if (files.Stamp(own)) return own;
+    if (files.Stamp(shared)) {
+        if (!BelongsToOther(files, OwnerOf(files, shared), dataFile)) return shared;
+        return {};
+    }
+    const auto old = NameInstead(dataFile, ".kym");
+    return files.Stamp(old) ? std::optional(old) : std::nullopt;
 }
 
 SideCarFile::SideCarFile(CDataDoc& doc) : doc_(doc) {
     FileSystem& files = doc.GetSession().files;
-    const std::filesystem::path path = SideCarPath(doc.filePath);
-    doc.RememberStamp(path);
-    for (const std::filesystem::path& candidate : {path, NameInstead(doc.filePath, ".kym")}) {
-        path_ = candidate;
-        try {
-            file_ = files.Open(candidate, OpenMode::readOnly);
-        } catch (const FileError& error) {
-            if (error.systemError == ENOENT) continue;
-            Damaged(error.what());
-            return;
-        }
-        if (Attempt([this] { LookThrough(); })) result_ = SideCarResult::read;
+    doc.RememberStamp(SideCarPath(files, doc.filePath));
+    const auto found = FindSideCar(files, doc.filePath);
+    if (!found) return;
+    path_ = *found;
+    try {
+        file_ = files.Open(path_, OpenMode::readOnly);
+    } catch (const FileError& error) {
+        if (error.systemError != ENOENT) Damaged(error.what());
         return;
     }
+    if (Attempt([this] { LookThrough(); })) result_ = SideCarResult::read;
 }
 
 bool SideCarFile::Attempt(const std::function<void()>& read) {
@@ -189,9 +271,17 @@ SideCarResult ReadSideCarOfSignals(CDataDoc& doc, SideCarFile& file, const SideC
     return result;
 }
 
-void MarkSideCarAsOthers(CDataDoc& doc, const std::string& why) {
+void SideCarOfChoice::Open(CDataDoc& doc) {
+    file_ = std::make_unique<SideCarFile>(doc);
+    stored_ = file_->Traces();
+}
+
+SideCarResult SideCarOfChoice::Read(CDataDoc& doc, const std::string& otherPart) {
+    const std::unique_ptr<SideCarFile> file = std::move(file_);
+    if (otherPart.empty()) return ReadSideCarOfSignals(doc, *file, stored_);
     doc.openedReadOnly = true;
-    doc.readOnlyReason = why;
+    doc.readOnlyReason = otherPart;
+    return SideCarResult::none;
 }
 
 SaveOutcome RefuseSideCarSave(CDataDoc& doc) {
@@ -213,7 +303,7 @@ void ScaleUnknownTraces(CDataDoc& doc) {
 
 bool WriteSideCar(CDataDoc& doc, SampleRange range) {
     FileSystem& files = doc.GetSession().files;
-    const std::filesystem::path path = SideCarPath(doc.filePath);
+    const std::filesystem::path path = SideCarPath(files, doc.filePath);
     const std::optional<FileStamp> there = files.Stamp(path);
     if (!doc.MayOverwrite(path)) return false;
     if (doc.damagedSideCar == path && files.Stamp(path)) {

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "document/data_doc.h"
 #include "document/native_writer.h"
@@ -10,12 +11,17 @@
 
 namespace kymora {
 
-// The data file's name with the extension .kymr-hdr.
-std::filesystem::path SideCarPath(const std::filesystem::path& dataFile);
+// Where a save puts the side-car of a data file: its name with .kymr-hdr in the place of the extension. Where
+// a file of the same name with another extension stands beside it, and has that side-car or may have it since
+// the side-car does not tell, .kymr-hdr stands behind the whole name.
+std::filesystem::path SideCarPath(FileSystem& files, const std::filesystem::path& dataFile);
+// The side-car that is read: one of either name, unless it belongs to another file that is there, or else of
+// the old ending .kym. Nothing where there is none.
+std::optional<std::filesystem::path> FindSideCar(FileSystem& files, const std::filesystem::path& dataFile);
 
 enum class SideCarResult { none, read, damaged };
 
-// The side-car of a recording, sought as .kymr-hdr and then as .kym. It is looked through before anything of
+// The side-car of a recording, as FindSideCar finds it. It is looked through before anything of
 // it is used; the user is told of a damaged one. What is read goes into the model of `doc`, which is partly
 // changed after anything but `none`: the caller resets it unless Load has answered `read`.
 class SideCarFile {
@@ -47,10 +53,23 @@ SideCarResult ReadSideCar(CDataDoc& doc);
 // `file` holds for its signal, as `stored` tells. What is there for others is kept for them.
 SideCarResult ReadSideCarOfSignals(CDataDoc& doc, SideCarFile& file, const SideCarTraces& stored);
 
-// For a part of a file whose side-car belongs to another part: `why` goes on after "cannot be saved beside
-// it".
-void MarkSideCarAsOthers(CDataDoc& doc, const std::string& why);
-// Tells so in place of a save.
+// The side-car of a recording of which the user, or the side-car, chooses what is shown: opened before the
+// choice, read behind it.
+class SideCarOfChoice {
+  public:
+    // Changes the model, which the caller resets.
+    void Open(CDataDoc& doc);
+    const SideCarTraces& Traces() const { return stored_; }
+    bool IsThere() const { return file_ && file_->Result() == SideCarResult::read; }
+    // What it holds for doc.traceSignals. One of another part of the file is not read: `otherPart`, empty for
+    // that which is shown, goes on after "cannot be saved beside it", which is what a save then tells.
+    SideCarResult Read(CDataDoc& doc, const std::string& otherPart = {});
+
+  private:
+    std::unique_ptr<SideCarFile> file_;
+    SideCarTraces stored_;
+};
+// Tells in place of a save that the side-car belongs to another part.
 SaveOutcome RefuseSideCarSave(CDataDoc& doc);
 
 // Makes traces without limits of their own autoscale when they are first seen. Those that the side-car does

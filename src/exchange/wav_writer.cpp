@@ -15,7 +15,7 @@ namespace kymora {
 namespace {
 
 constexpr double fullScale = 32767.0;
-constexpr uint64_t largestRiff = 0xFFFFFFFF;
+constexpr uint32_t sizeElsewhere = 0xFFFFFFFF;  // in RF64
 
 // The bytes of chunks; a body of odd length is followed by a byte that does not count.
 class ChunkBytes {
@@ -38,7 +38,8 @@ class ChunkBytes {
 
 class WavExport {
   public:
-    WavExport(CDataDoc& doc, WavNumbers numbers) : doc_(doc), isPcm_(numbers == WavNumbers::pcm16) {
+    WavExport(CDataDoc& doc, WavNumbers numbers, uint64_t largestRiff)
+        : doc_(doc), isPcm_(numbers == WavNumbers::pcm16), largestRiff_(largestRiff) {
         for (int t = 0; t < doc.traceCount; ++t) length_ = std::max(length_, doc.GetTraceLength(t));
     }
     void Prepare(ProgressScope& progress);
@@ -57,6 +58,7 @@ class WavExport {
 
     CDataDoc& doc_;
     bool isPcm_;
+    uint64_t largestRiff_;
     int64_t length_ = 0;
     uint32_t rate_ = 0;   // Hz
     double scale_ = 1.0;  // the value of the number 1
@@ -160,9 +162,9 @@ std::string WavExport::Head() const {
     AddCues(chunks);
     const uint64_t data = static_cast<uint64_t>(length_) * FrameBytes();
     const uint64_t all = 4 + chunks.Bytes().size() + 8 + data + data % 2;
-    const bool isLarge = all > largestRiff;
+    const bool isLarge = all > largestRiff_;
     head.Text(isLarge ? "RF64" : "RIFF");
-    head.Number(isLarge ? largestRiff : all, 4);
+    head.Number(isLarge ? sizeElsewhere : all, 4);
     head.Text("WAVE");
     if (isLarge) {
         ChunkBytes sizes;
@@ -174,7 +176,7 @@ std::string WavExport::Head() const {
     }
     head.Text(chunks.Bytes());
     head.Text("data");
-    head.Number(isLarge ? largestRiff : data, 4);
+    head.Number(isLarge ? sizeElsewhere : data, 4);
     return head.Bytes();
 }
 
@@ -215,8 +217,9 @@ void WavExport::Write(CArchive& archive, ProgressScope& progress) {
 
 }  // namespace
 
-std::vector<std::string> WriteWavFile(CDataDoc& doc, const std::filesystem::path& path, WavNumbers numbers) {
-    WavExport output(doc, numbers);
+std::vector<std::string> WriteWavFile(CDataDoc& doc, const std::filesystem::path& path, WavNumbers numbers,
+                                      uint64_t largestRiff) {
+    WavExport output(doc, numbers, largestRiff);
     const uint64_t passes = numbers == WavNumbers::pcm16 ? 2 : 1;
     ProgressScope progress(doc.GetHost(), "Writing wave audio",
                            passes * static_cast<uint64_t>(output.Length()));

@@ -2,6 +2,7 @@
 // Writes wave audio: the traces as channels, the events as cue points with their labels. Layout: the RIFF
 // documents, EBU Tech 3306 (RF64, above 4 GB).
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ enum class WavNumbers {
 // form does not hold as it was, a line each, for the user; units and scale stand in the file's comment. Shows
 // progress. Throws FileError, also where the recording cannot be written so, or Cancelled, and then leaves
 // nothing behind.
-std::vector<std::string> WriteWavFile(CDataDoc& doc, const std::filesystem::path& path, WavNumbers numbers);
+// A file of more than `largestRiff` bytes becomes RF64.
+std::vector<std::string> WriteWavFile(CDataDoc& doc, const std::filesystem::path& path, WavNumbers numbers,
+                                      uint64_t largestRiff = 0xFFFFFFFF);
 
 }  // namespace kymora

@@ -221,30 +221,22 @@ void AxographRecording::Describe(size_t sweeps) {
 ForeignRecording CAxographDoc::ReadRecording(const DataFile& file) {
     const std::string* setting = CurrentOpening().Setting("sweeps");
     const AxographFile columns = ReadAxographFile(file);
-    sideCar_ = std::make_unique<SideCarFile>(*this);
-    stored_ = sideCar_->Traces();
+    sideCar_.Open(*this);
     ResetModel();
-    return AxographRecording(file, columns).Make(AreJoined(setting, stored_));
+    return AxographRecording(file, columns).Make(AreJoined(setting, sideCar_.Traces()));
 }
 
 // Sweeps one behind another and sweeps beside each other have nothing in common but the file.
 SideCarResult CAxographDoc::ReadOwnSideCar() {
-    const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
     const auto areApart = [](const std::vector<TraceSignal>& signals) {
         return !signals.empty() && signals[0].index >= tracesStep;
     };
     // Those of earlier versions are of joined sweeps.
-    const bool isToBeKept =
-        sideCar->Result() == SideCarResult::read && areApart(traceSignals) != areApart(stored_.sources);
-    if (isToBeKept) {
-        MarkSideCarAsOthers(*this, areApart(traceSignals) ? "the side-car belongs to its joined sweeps"
-                                                          : "the side-car belongs to sweeps as traces");
-        return SideCarResult::none;
-    }
-    return ReadSideCarOfSignals(*this, *sideCar, stored_);
+    const bool isOther = sideCar_.IsThere() && areApart(traceSignals) != areApart(sideCar_.Traces().sources);
+    return sideCar_.Read(*this, !isOther                 ? ""
+                                : areApart(traceSignals) ? "the side-car belongs to its joined sweeps"
+                                                         : "the side-car belongs to sweeps as traces");
 }
-
-SaveOutcome CAxographDoc::Save() { return openedReadOnly ? RefuseSideCarSave(*this) : CForeignDoc::Save(); }
 
 Reopening CAxographDoc::ToReopen() const {
     Reopening again = CForeignDoc::ToReopen();

@@ -13,7 +13,6 @@ class CAxographDoc : public CForeignDoc {
     using CForeignDoc::CForeignDoc;
     int GetFileType() const override { return typeAxograph; }
     Reopening ToReopen() const override;
-    SaveOutcome Save() override;
 
   protected:
     ForeignRecording ReadRecording(const DataFile& file) override;
@@ -21,8 +20,7 @@ class CAxographDoc : public CForeignDoc {
     const char* DetailsTitle() const override { return "AxoGraph File Details"; }
 
   private:
-    std::unique_ptr<SideCarFile> sideCar_;
-    SideCarTraces stored_;
+    SideCarOfChoice sideCar_;
 };
 
 }  // namespace kymora

@@ -47,7 +47,10 @@ void CBDFDoc::AddFileEvents() {
     if (triggers.empty()) return;
     const auto isFree = [](const CEventChan& channel) { return channel.GetNumEvents() == 0; };
     const auto channel = std::find_if(eventChannels.begin(), eventChannels.end(), isFree);
-    if (channel == eventChannels.end()) return;
+    if (channel == eventChannels.end())
+        return Tell(fmt::format("The {} trigger codes of the Status signal are left out: no event channel is "
+                                "free.",
+                                triggers.size()));
     if (triggers.size() > mostTriggers) {
         triggers.pop_back();
         Tell(fmt::format("The Status signal of this file changes too often. Its first {} codes are events.",

@@ -213,8 +213,10 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
     std::map<int, ForeignEvents> spikes;
     double last = 0.0;
     size_t anchor = 0;
-    const uint64_t packets =
-        std::min<uint64_t>((file->Length() - headerBytes) / packetBytes, mostForeignEvents);
+    const uint64_t held = (file->Length() - headerBytes) / packetBytes;
+    const uint64_t packets = std::min<uint64_t>(held, mostForeignEvents);
+    WarnOfEventsLeftOut(recording, "Events of " + path.filename().string(), packets, held);
+    std::map<int, uint64_t> withoutChannel;  // spikes of electrodes
     const uint64_t atOnce = std::max<uint64_t>((1 << 20) / packetBytes, 1);
     for (uint64_t p = 0; p < packets; p += atOnce) {
         const uint64_t n = std::min(atOnce, packets - p);
@@ -238,7 +240,9 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
                 to = &comments;
                 label = fields.Text(std::min(body + 6, at + packetBytes),
                                     packetBytes - std::min<size_t>(timeBytes + 8, packetBytes));
-            } else if (kind <= 2048 && (spikes.size() < mostElectrodes || spikes.contains(kind))) {
+            } else if (kind <= 2048 && spikes.size() >= mostElectrodes && !spikes.contains(kind)) {
+                ++withoutChannel[kind];
+            } else if (kind <= 2048) {
                 to = &spikes[kind];
                 value = fields.U8(body);
             }
@@ -248,6 +252,14 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
             if (to->events.size() > before) to->events.back().eventValue = value;
         }
     }
+    uint64_t leftOut = 0;
+    for (const auto& [electrode, count] : withoutChannel) leftOut += count;
+    if (leftOut > 0)
+        recording.warnings.push_back(fmt::format("{} spikes of {} electrodes, from electrode {} to {}, are "
+                                                 "left out: those of {} others are shown.",
+                                                 leftOut, withoutChannel.size(),
+                                                 withoutChannel.begin()->first,
+                                                 withoutChannel.rbegin()->first, mostElectrodes));
     for (ForeignEvents* found : {&digital, &comments})
         if (!found->events.empty()) recording.events.push_back(std::move(*found));
     for (auto& [electrode, found] : spikes) {

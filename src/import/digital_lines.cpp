@@ -1,5 +1,7 @@
 #include "import/digital_lines.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 
@@ -38,20 +40,34 @@ void DigitalLines::TakeLine(int64_t position, size_t line, bool isHigh) {
 }
 
 void DigitalLines::Close(Line& line, int64_t end) {
-    if (!IsFull()) AddPlaced(line.found.events, line.rose, std::max(end, line.rose + 1), from_);
+    if (count_ < mostForeignEvents) {
+        AddPlaced(line.found.events, line.rose, std::max(end, line.rose + 1), from_);
+        lastEnd_ = end;
+    }
     line.rose = -1;
     ++count_;
 }
 
-std::vector<ForeignEvents> DigitalLines::Finish(int64_t end, const std::string& comment) {
-    std::vector<ForeignEvents> channels;
+void DigitalLines::Finish(ForeignRecording& recording, int64_t end, const std::string& comment,
+                          const std::string& what) {
     for (Line& line : lines_) {
         if (line.rose >= 0) Close(line, end);
         if (line.found.events.empty()) continue;
         line.found.comment = comment;
-        channels.push_back(std::move(line.found));
+        recording.events.push_back(std::move(line.found));
     }
-    return channels;
+    if (!IsFull()) return;
+    recording.warnings.push_back(fmt::format(
+        "{} change too often. The first {} of their events are shown; those that end after {:.9g} s are left "
+        "out.",
+        what, mostForeignEvents, static_cast<double>(lastEnd_ - from_) * recording.interval / 1000.0));
+}
+
+void WarnOfEventsLeftOut(ForeignRecording& recording, const std::string& what, uint64_t shown, uint64_t all) {
+    if (shown < all)
+        recording.warnings.push_back(
+            fmt::format("{}: the first {} of {} are shown, and the last {} are left out.", what, shown, all,
+                        all - shown));
 }
 
 }  // namespace kymora

@@ -9,7 +9,7 @@
 
 namespace kymora {
 
-inline constexpr size_t mostForeignEvents = 4000000;  // of a recording; what comes behind is left out
+inline constexpr size_t mostForeignEvents = 4000000;  // of a kind; what comes behind is left out, and told
 
 // Positions count from `from`, and what ends before it is left out.
 class DigitalLines {
@@ -24,10 +24,13 @@ class DigitalLines {
         Change(position, word, bits);
     }
     void TakeLine(int64_t position, size_t line, bool isHigh);
-    bool IsFull() const { return count_ >= mostForeignEvents; }
+    // Whether one was left out.
+    bool IsFull() const { return count_ > mostForeignEvents; }
 
-    // What still stands ends at `end`. Lines without an event make no channel.
-    std::vector<ForeignEvents> Finish(int64_t end, const std::string& comment);
+    // Adds a channel for each line that has an event; what still stands ends at `end`. Warns of what is left
+    // out: `what` are the lines, "The digital lines" for one.
+    void Finish(ForeignRecording& recording, int64_t end, const std::string& comment,
+                const std::string& what);
 
   private:
     struct Line {
@@ -41,10 +44,14 @@ class DigitalLines {
     std::vector<uint16_t> words_;
     int64_t from_;
     size_t count_ = 0;
+    int64_t lastEnd_ = 0;  // of those that are there
 };
 
 // An event from `on` to `off`, which count from `from`. Adds nothing outside what a recording can have.
 void AddPlaced(std::vector<CEventKM>& events, int64_t on, int64_t off, int64_t from,
                std::string_view label = {});
+
+// Warns where only the first `shown` of `all` are there; `what` is "Spikes of probe.nev" for one.
+void WarnOfEventsLeftOut(ForeignRecording& recording, const std::string& what, uint64_t shown, uint64_t all);
 
 }  // namespace kymora

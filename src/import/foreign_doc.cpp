@@ -106,11 +106,18 @@ void CForeignDoc::FillEvents() {
     const auto startsEarlier = [](const CEventKM& a, const CEventKM& b) {
         return a.onPosition < b.onPosition;
     };
+    constexpr size_t mostNamed = 10;
+    size_t leftOut = 0, channelsLeftOut = 0;
+    std::string names;
     int next = 0;
     for (const ForeignEvents& found : recording_.events) {
         const int place = found.channel >= 0 ? found.channel : next;
         next = std::max(next, place + 1);
-        if (!HasChannel(place)) break;
+        if (!HasChannel(place)) {
+            leftOut += found.events.size();
+            if (++channelsLeftOut <= mostNamed) names += (names.empty() ? "" : ", ") + found.label;
+            continue;
+        }
         CEventChan& channel = eventChannels[static_cast<size_t>(place)];
         channel.channelLabel = found.label;
         channel.channelComment = found.comment;
@@ -119,6 +126,10 @@ void CForeignDoc::FillEvents() {
         std::stable_sort(events.begin(), events.end(), startsEarlier);
         channel.Splice(0, channel.GetNumEvents(), std::move(events));
     }
+    if (leftOut > 0)
+        Tell(fmt::format("{} events of {} kinds are left out, since there are {} event channels: {}{}",
+                         leftOut, channelsLeftOut, maxEventChannels, names,
+                         channelsLeftOut > mostNamed ? ", ..." : ""));
 }
 
 // Conversions are staggered, so that some traces end a little before the others; that is no gap to tell of.

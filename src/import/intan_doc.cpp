@@ -241,6 +241,7 @@ ForeignRecording CIntanDoc::ReadStream(const StreamChoice& choice) {
 void CIntanDoc::ReadDigital(ForeignRecording& recording, int64_t from) {
     for (size_t i = 0; i < lines_.size();) {
         const Place& place = places_[lines_[i]];
+        const bool isInput = header_.channels[lines_[i]].signal == IntanSignal::digitalIn;
         std::vector<std::string> names;
         for (int bit = 0; bit < 16; ++bit) names.push_back(fmt::format("Line {}", bit));
         for (; i < lines_.size() && places_[lines_[i]].offset == place.offset; ++i) {
@@ -250,8 +251,8 @@ void CIntanDoc::ReadDigital(ForeignRecording& recording, int64_t from) {
         }
         DigitalLines lines(std::move(names), from);
         ReadWords(place, lines);
-        for (ForeignEvents& channel : lines.Finish(length_, "Digital line"))
-            recording.events.push_back(std::move(channel));
+        lines.Finish(recording, length_, "Digital line",
+                     isInput ? "The digital inputs" : "The digital outputs");
     }
 }
 

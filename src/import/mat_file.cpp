@@ -23,6 +23,7 @@ constexpr uint64_t mostExpandedBytes = 24 << 20, mostExpansion = 20;  // of what
 constexpr int mostDepth = 3;                                          // of structures in structures
 constexpr size_t mostPassedOver = 200;                                // bytes of names in a message
 constexpr size_t mostTextUnits = 10000, mostArrays = 20000;
+constexpr size_t mostHeldBytes = 16 << 20;  // of names, texts and single numbers, together
 
 enum MatType : uint32_t {
     matInt8 = 1,
@@ -243,12 +244,15 @@ class MatLister {
     void TakeText(MatBytes& bytes, const Tag& tag, const std::string& name);
     void TakeNumbers(MatBytes& bytes, const Shape& shape, const Tag& tag, const std::string& name);
     void AddArray(MatArray array);
+    void Hold(const std::string& name, size_t bytes);
     void PassOver(const std::string& name);
 
     const DataFile& file_;
     bool isBig_ = false;
     uint64_t variableAt_ = 0, packedBytes_ = 0;  // of the variable that is listed
     std::set<std::string> names_;
+    std::map<std::string, int> namesakes_;  // that a name has got so far
+    size_t held_ = 0;
     MatContents found_;
 };
 
@@ -380,6 +384,7 @@ void MatLister::TakeStruct(MatBytes& bytes, uint64_t end, const std::string& nam
 void MatLister::TakeText(MatBytes& bytes, const Tag& tag, const std::string& name) {
     const size_t unitBytes = BytesOfMat(tag.type);
     const auto raw = BytesOf(bytes, tag, unitBytes * mostTextUnits);
+    Hold(name, raw.size());
     if (unitBytes == 1) {
         found_.texts[name] = PlainText(raw);
         return;
@@ -397,6 +402,7 @@ void MatLister::TakeNumbers(MatBytes& bytes, const Shape& shape, const Tag& tag,
     if (shape.rows > held || shape.columns > held / shape.rows) RefuseMat("it is damaged or cut off.");
     if (shape.rows * shape.columns == 1) {
         const auto raw = BytesOf(bytes, tag, each);
+        Hold(name, each);
         return ConvertMatType(tag.type, ByteSpan(raw).first(each), isBig_, &found_.numbers[name]);
     }
     const uint64_t at = tag.bytes ? bytes.Place() - tag.bytes->size() : bytes.Place();
@@ -406,11 +412,21 @@ void MatLister::TakeNumbers(MatBytes& bytes, const Shape& shape, const Tag& tag,
 }
 
 void MatLister::AddArray(MatArray array) {
+    Hold(array.name, sizeof array);
     const std::string given = array.name.empty() ? "(unnamed)" : array.name;
     array.name = given;
-    for (int n = 2; !names_.insert(array.name).second; ++n) array.name = fmt::format("{} ({})", given, n);
+    for (int& n = namesakes_.try_emplace(given, 1).first->second; !names_.insert(array.name).second;)
+        array.name = fmt::format("{} ({})", given, ++n);
     found_.arrays.push_back(std::move(array));
     if (found_.arrays.size() > mostArrays) RefuseMat("it holds too many variables.");
+}
+
+// A name stands in more than one place.
+void MatLister::Hold(const std::string& name, size_t bytes) {
+    constexpr size_t places = 3;
+    held_ += places * name.size() + bytes;
+    if (held_ > mostHeldBytes)
+        RefuseMat("it holds too many variables, or their names and texts are too long.");
 }
 
 void MatLister::PassOver(const std::string& name) {

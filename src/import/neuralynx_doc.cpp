@@ -225,8 +225,9 @@ void CNeuralynxDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
         const auto file = FindBeside(files, path);
         if (!file || file->Length() < headerBytes + eventBytes) continue;
         ForeignEvents found{path.stem().string(), "Events of " + path.filename().string()};
-        const uint64_t count =
-            std::min<uint64_t>((file->Length() - headerBytes) / eventBytes, mostForeignEvents);
+        const uint64_t held = (file->Length() - headerBytes) / eventBytes;
+        const uint64_t count = std::min<uint64_t>(held, mostForeignEvents);
+        WarnOfEventsLeftOut(recording, "Events of " + path.filename().string(), count, held);
         constexpr uint64_t atOnce = 4096;
         for (uint64_t i = 0; i < count; i += atOnce) {
             const uint64_t n = std::min(atOnce, count - i);

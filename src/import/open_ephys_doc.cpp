@@ -8,8 +8,9 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "archive/npy.h"
 #include "import/digital_lines.h"
-#include "import/npy_file.h"
+#include "import/file_fields.h"
 
 namespace kymora {
 
@@ -18,6 +19,7 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t mostStreams = 256, mostStreamChannels = 65536, mostLines = 256;
+constexpr int64_t mostMessages = 100000;
 constexpr uint64_t mostOebinBytes = 16 << 20;
 
 std::string OebinText(const json& object, const char* key) {
@@ -51,11 +53,36 @@ bool IsInside(const std::string& folder) {
     return !folder.empty() && folder[0] != '/' && folder.find("..") == std::string::npos;
 }
 
-std::unique_ptr<NpyFile> SampleNumbers(FileSystem& files, const std::filesystem::path& folder) {
-    auto numbers = NpyFile::Find(files, folder / "sample_numbers.npy");
-    if (!numbers) numbers = NpyFile::Find(files, folder / "timestamps.npy");
-    if (numbers && (numbers->Kind() != 'i' || numbers->Count() < 1)) numbers = nullptr;  // seconds
-    return numbers;
+// An array with its file.
+struct NpyBeside {
+    explicit NpyBeside(std::unique_ptr<DataFile> opened) : file(std::move(opened)), array(*file) {}
+    std::unique_ptr<DataFile> file;
+    NpyArray array;
+};
+
+// Null where there is no such array.
+std::unique_ptr<NpyBeside> FindNpy(FileSystem& files, const std::filesystem::path& path) {
+    try {
+        if (auto file = FindBeside(files, path)) return std::make_unique<NpyBeside>(std::move(file));
+    } catch (const ArchiveError&) {  // it holds something else
+    }
+    return nullptr;
+}
+
+std::unique_ptr<NpyBeside> SampleNumbers(FileSystem& files, const std::filesystem::path& folder) {
+    auto numbers = FindNpy(files, folder / "sample_numbers.npy");
+    if (!numbers) numbers = FindNpy(files, folder / "timestamps.npy");
+    const bool isUsed = numbers && numbers->array.Kind() == 'i' && numbers->array.Count() > 0;
+    return isUsed ? std::move(numbers) : nullptr;  // others are seconds
+}
+
+// The whole numbers of an array; none where it holds other ones.
+std::vector<int64_t> WholesOf(const NpyBeside* numbers, int64_t most) {
+    try {
+        if (numbers) return numbers->array.Wholes(most);
+    } catch (const ArchiveError&) {  // as if it were not there
+    }
+    return {};
 }
 
 // From the first sample of a stream on; 0 before it. Damaged numbers may differ by anything.
@@ -135,10 +162,10 @@ COpenEphysDoc::Stream COpenEphysDoc::StreamOf(const json& entry) const {
 
 void COpenEphysDoc::FindRuns(Stream& stream) const {
     const auto numbers = SampleNumbers(GetSession().files, FileOf("continuous", stream.folder, ""));
-    if (numbers) stream.firstNumber = numbers->Whole(0);
+    if (numbers) stream.firstNumber = numbers->array.Whole(0);
     // A crash may have left fewer numbers than samples; the rest follows without a gap.
-    const int64_t known = numbers ? std::min(stream.samples, numbers->Count()) : 0;
-    const auto time = [&](int64_t sample) { return numbers->Whole(sample); };
+    const int64_t known = numbers ? std::min(stream.samples, numbers->array.Count()) : 0;
+    const auto time = [&](int64_t sample) { return numbers->array.Whole(sample); };
     const uint64_t bytes = 2 * static_cast<uint64_t>(stream.samples) * stream.channels.size();
     stream.runs = {{0, 0}};
     if (known > 0) {
@@ -168,7 +195,7 @@ ForeignRecording COpenEphysDoc::ReadStream(const StreamChoice& choice) {
     }
     for (const EventFolder& events : events_) {
         const Stream& counted = CountedBy(events);
-        if (NpyFile::Find(GetSession().files, FileOf("events", events.folder, "text.npy")))
+        if (FindNpy(GetSession().files, FileOf("events", events.folder, "text.npy")))
             AddMessages(recording, events, stream, choice.from);
         else if (&counted == &stream && events.isSpikes)
             AddSpikes(recording, events, stream, choice.from);
@@ -197,11 +224,17 @@ void COpenEphysDoc::AddLines(ForeignRecording& recording, const EventFolder& eve
                              int64_t from) const {
     FileSystem& files = GetSession().files;
     const std::filesystem::path folder = FileOf("events", events.folder, "");
-    auto states = NpyFile::Find(files, folder / "states.npy");
-    if (!states) states = NpyFile::Find(files, folder / "channel_states.npy");
+    auto states = FindNpy(files, folder / "states.npy");
+    if (!states) states = FindNpy(files, folder / "channel_states.npy");
     const auto numbers = SampleNumbers(files, folder);
     if (!states || !numbers) return;
-    const auto changes = states->Wholes(mostForeignEvents), at = numbers->Wholes(mostForeignEvents);
+    // A line that has fallen has risen before.
+    constexpr int64_t mostChanges = 2 * mostForeignEvents;
+    const auto changes = WholesOf(states.get(), mostChanges), at = WholesOf(numbers.get(), mostChanges);
+    const auto held = static_cast<uint64_t>(std::min(states->array.Count(), numbers->array.Count()));
+    WarnOfEventsLeftOut(recording, "Changes of the digital lines of " + events.folder,
+                        std::min(changes.size(), at.size()), held);
+    uint64_t beyond = 0;
     std::vector<std::string> names;
     for (size_t line = 1; line <= mostLines; ++line)
         names.push_back(fmt::format("{} {}", events.name.empty() ? "Line" : events.name, line));
@@ -210,9 +243,15 @@ void COpenEphysDoc::AddLines(ForeignRecording& recording, const EventFolder& eve
         const auto line = static_cast<uint64_t>(std::abs(std::clamp<int64_t>(changes[i], -1000, 1000)));
         if (line >= 1 && line <= mostLines)
             lines.TakeLine(Behind(at[i], stream.firstNumber), static_cast<size_t>(line - 1), changes[i] > 0);
+        else
+            ++beyond;
     }
-    for (ForeignEvents& channel : lines.Finish(stream.length, "Digital line of " + stream.folder))
-        recording.events.push_back(std::move(channel));
+    if (beyond > 0)
+        recording.warnings.push_back(
+            fmt::format("{} changes of digital lines of {} that have no number from 1 to {} are left out.",
+                        beyond, events.folder, mostLines));
+    lines.Finish(recording, stream.length, "Digital line of " + stream.folder,
+                 "The digital lines of " + events.folder);
 }
 
 // Messages count the samples of the main stream; in another one they lie at the same time.
@@ -220,18 +259,22 @@ void COpenEphysDoc::AddMessages(ForeignRecording& recording, const EventFolder& 
                                 int64_t from) const {
     FileSystem& files = GetSession().files;
     const std::filesystem::path folder = FileOf("events", events.folder, "");
-    const auto texts = NpyFile::Find(files, folder / "text.npy");
+    const auto texts = FindNpy(files, folder / "text.npy");
     const auto numbers = SampleNumbers(files, folder);
     if (!texts || !numbers) return;
     const Stream& main = list_[0];
     ForeignEvents found{"Messages", "Messages of the recording"};
-    const int64_t count = std::min<int64_t>({texts->Count(), numbers->Count(), int64_t{100000}});
+    const int64_t held = std::min(texts->array.Count(), numbers->array.Count());
+    const int64_t count = std::min(held, mostMessages);
+    WarnOfEventsLeftOut(recording, "Messages of " + events.folder, static_cast<uint64_t>(count),
+                        static_cast<uint64_t>(held));
     for (int64_t i = 0; i < count; ++i) {
-        const int64_t place = PlaceOf(numbers->Whole(i), main.firstNumber);
+        const int64_t place = PlaceOf(numbers->array.Whole(i), main.firstNumber);
         if (place < 0) continue;
         const double seconds = static_cast<double>(place) / main.rate;
         const double position = std::clamp(seconds * shown.rate, 0.0, 1e15);
-        AddPlaced(found.events, std::llround(position), std::llround(position) + 1, from, texts->Text(i));
+        AddPlaced(found.events, std::llround(position), std::llround(position) + 1, from,
+                  TextOfUnknownEncoding(texts->array.Text(i)));
     }
     if (!found.events.empty()) recording.events.push_back(std::move(found));
 }
@@ -242,9 +285,11 @@ void COpenEphysDoc::AddSpikes(ForeignRecording& recording, const EventFolder& ev
     const std::filesystem::path folder = FileOf("spikes", events.folder, "");
     const auto numbers = SampleNumbers(files, folder);
     if (!numbers) return;
-    const auto clusters = NpyFile::Find(files, folder / "clusters.npy");
-    const auto at = numbers->Wholes(mostForeignEvents);
-    const auto units = clusters ? clusters->Wholes(mostForeignEvents) : std::vector<int64_t>();
+    const auto clusters = FindNpy(files, folder / "clusters.npy");
+    const auto at = WholesOf(numbers.get(), mostForeignEvents);
+    const auto units = WholesOf(clusters.get(), mostForeignEvents);
+    WarnOfEventsLeftOut(recording, "Spikes of " + events.folder, at.size(),
+                        static_cast<uint64_t>(numbers->array.Count()));
     ForeignEvents found{events.name.empty() ? "Spikes" : events.name, "Spikes; the value is the unit"};
     for (size_t i = 0; i < at.size(); ++i) {
         const int64_t position = PlaceOf(at[i], stream.firstNumber);

@@ -216,8 +216,7 @@ void CPicoMatDoc::Load() {
     const MatContents& contents = file.Contents();
     if (contents.arrays.empty())
         throw OpenError("This MATLAB file holds no vectors or matrices of real numbers.");
-    sideCar_ = std::make_unique<SideCarFile>(*this);
-    stored_ = sideCar_->Traces();
+    sideCar_.Open(*this);
     ResetModel();
     Choose(file);
     TakeTraces(file);
@@ -258,7 +257,7 @@ void CPicoMatDoc::Choose(MatFile& file) {
     const std::string* names = CurrentOpening().Setting(variablesKey);
     const std::string* stated = CurrentOpening().Setting(intervalKey);
     MatIntervals intervals(file);
-    variables_ = names ? ParseNames(*names, contents) : Remembered(file, stored_);
+    variables_ = names ? ParseNames(*names, contents) : Remembered(file, sideCar_.Traces());
     const std::string fault = stated ? std::string() : intervals.FaultOf(variables_);
     if (names && !fault.empty()) throw ImportSettingError(variablesKey, fault);
     if (variables_.empty() || !fault.empty()) variables_ = UsualVariables(contents, intervals);
@@ -369,16 +368,12 @@ void CPicoMatDoc::TakeTraces(MatFile& file) {
 
 // Variables that have none of its signals may have another interval: what it holds is not theirs.
 SideCarResult CPicoMatDoc::ReadOwnSideCar() {
-    const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
+    const SideCarTraces& stored = sideCar_.Traces();
     const auto isShown = [&](const TraceSignal& s) { return FindSignals({&s, 1}, traceSignals)[0] >= 0; };
-    if (stored_.areTold && std::none_of(stored_.sources.begin(), stored_.sources.end(), isShown)) {
-        MarkSideCarAsOthers(*this, "the side-car belongs to other variables of it");
-        return SideCarResult::none;
-    }
-    return ReadSideCarOfSignals(*this, *sideCar, stored_);
+    const bool isOther =
+        stored.areTold && std::none_of(stored.sources.begin(), stored.sources.end(), isShown);
+    return sideCar_.Read(*this, isOther ? "the side-car belongs to other variables of it" : "");
 }
-
-SaveOutcome CPicoMatDoc::Save() { return openedReadOnly ? RefuseSideCarSave(*this) : CDataDoc::Save(); }
 
 void CPicoMatDoc::FillModel() {
     sampleInterval = interval_;

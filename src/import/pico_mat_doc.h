@@ -22,7 +22,6 @@ class CPicoMatDoc : public CDataDoc {
 
     int GetFileType() const override { return typePicoMat; }
     Reopening ToReopen() const override;
-    SaveOutcome Save() override;
 
   protected:
     void Load() override;
@@ -44,8 +43,7 @@ class CPicoMatDoc : public CDataDoc {
 
     std::vector<const MatArray*> variables_;  // while the file is read
     std::vector<std::string> names_;          // of them
-    std::unique_ptr<SideCarFile> sideCar_;
-    SideCarTraces stored_;
+    SideCarOfChoice sideCar_;
     double interval_ = 1.0;  // ms
     bool isTold_ = false;    // by the file or the user
     std::string comment_;

@@ -100,11 +100,7 @@ void CSpikeGlxDoc::ReadDigital(ForeignRecording& recording, int64_t from) {
             if (!GoesOn(progress, "Reading digital lines", row, all)) throw OpenDeclined();
         }
     }
-    recording.events = lines.Finish(scans_, "Digital line");
-    if (lines.IsFull())
-        recording.warnings.push_back(fmt::format(
-            "The digital lines of this file change too often. The first {} of their events are shown.",
-            mostForeignEvents));
+    lines.Finish(recording, scans_, "Digital line", "The digital lines of this file");
 }
 
 }  // namespace kymora

@@ -70,8 +70,7 @@ std::string ReadTextFile(const DataFile& file, const std::string& name, uint64_t
 ForeignRecording CStreamDoc::ReadRecording(const DataFile& file) {
     streams_ = ReadStreams(file);
     choice_ = {};
-    sideCar_ = std::make_unique<SideCarFile>(*this);
-    stored_ = sideCar_->Traces();
+    sideCar_.Open(*this);
     ResetModel();
     Choose();
     const DataStream& stream = streams_[choice_.stream];
@@ -105,13 +104,13 @@ size_t CStreamDoc::ChooseStream() {
     const std::string* setting = CurrentOpening().Setting("stream");
     if (setting) return FindStream(streams_, *setting);
     size_t proposed = 0;
-    if (stored_.areTold && !stored_.sources.empty())
-        proposed =
-            static_cast<size_t>(std::max(stored_.sources[0].index / streamStep - FirstStreamNumber(), 0));
+    if (sideCar_.Traces().areTold && !sideCar_.Traces().sources.empty())
+        proposed = static_cast<size_t>(
+            std::max(sideCar_.Traces().sources[0].index / streamStep - FirstStreamNumber(), 0));
     if (proposed >= streams_.size()) proposed = 0;
     if (streams_.size() < 2) return proposed;
     if (!GetOpening().Asks()) {
-        if (stored_.sources.empty())
+        if (sideCar_.Traces().sources.empty())
             Tell(
                 fmt::format("{} holds {} streams: {}. The first is shown. File > Open offers the others, and "
                             "so does the command line, with --import stream=NUMBER.",
@@ -138,17 +137,19 @@ double CStreamDoc::FromSetting() {
     return seconds;
 }
 
-// Places in the chosen stream that the side-car knows.
+// Places in the chosen stream that the side-car knows. Files may have come to a recording of many, so that
+// labels count, too.
 std::vector<int> CStreamDoc::Remembered() const {
-    std::vector<int> places;
-    if (!stored_.areTold) return places;
-    const auto channels = static_cast<int>(streams_[choice_.stream].channels.size());
-    for (const TraceSignal& signal : stored_.sources) {
-        const int place = signal.index - StreamNumber() * streamStep;
-        if (place >= 0 && place < std::min(channels, streamStep)) places.push_back(place);
-    }
+    const SideCarTraces& stored = sideCar_.Traces();
+    if (!stored.areTold) return {};
+    std::vector<TraceSignal> signals;
+    for (const StreamChannel& channel : streams_[choice_.stream].channels)
+        signals.push_back({StreamNumber() * streamStep + static_cast<int>(signals.size()), channel.label});
+    std::vector<TraceSignal> wanted = stored.sources;
+    std::erase_if(wanted, [this](auto& signal) { return signal.index / streamStep != StreamNumber(); });
+    std::vector<int> places = FindSignals(wanted, signals);
+    std::erase(places, -1);
     std::sort(places.begin(), places.end());
-    places.erase(std::unique(places.begin(), places.end()), places.end());
     places.resize(std::min<size_t>(places.size(), maxTraces));
     return places;
 }
@@ -224,18 +225,13 @@ void CStreamDoc::Cut(ForeignRecording& recording) const {
 
 // Positions in a side-car are those of the stream that it was made with, from its beginning.
 SideCarResult CStreamDoc::ReadOwnSideCar() {
-    const bool isOther = stored_.areTold && !stored_.sources.empty() &&
-                         stored_.sources[0].index / streamStep != StreamNumber();
-    const std::unique_ptr<SideCarFile> sideCar = std::move(sideCar_);
-    if (isOther || choice_.from > 0) {
-        MarkSideCarAsOthers(*this, isOther ? "the side-car belongs to another stream of the recording"
-                                           : "the side-car belongs to its beginning");
-        return SideCarResult::none;
-    }
-    return ReadSideCarOfSignals(*this, *sideCar, stored_);
+    const SideCarTraces& stored = sideCar_.Traces();
+    const bool isOther =
+        stored.areTold && !stored.sources.empty() && stored.sources[0].index / streamStep != StreamNumber();
+    return sideCar_.Read(*this, isOther            ? "the side-car belongs to another stream of the recording"
+                                : choice_.from > 0 ? "the side-car belongs to its beginning"
+                                                   : "");
 }
-
-SaveOutcome CStreamDoc::Save() { return openedReadOnly ? RefuseSideCarSave(*this) : CForeignDoc::Save(); }
 
 bool CStreamDoc::GoesOn(std::unique_ptr<Progress>& progress, const char* what, uint64_t done, uint64_t all) {
     if (!progress) progress = GetHost().StartProgress(what, all);

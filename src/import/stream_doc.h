@@ -39,7 +39,6 @@ class CStreamDoc : public CForeignDoc {
   public:
     using CForeignDoc::CForeignDoc;
     Reopening ToReopen() const override;
-    SaveOutcome Save() override;
 
   protected:
     // What the headers tell; at least one stream. Throws OpenError or FileError.
@@ -71,8 +70,7 @@ class CStreamDoc : public CForeignDoc {
     std::vector<DataStream> streams_;
     StreamChoice choice_;
     double fromSeconds_ = 0.0;
-    std::unique_ptr<SideCarFile> sideCar_;
-    SideCarTraces stored_;
+    SideCarOfChoice sideCar_;
 };
 
 // A file beside the one that is opened. Throws OpenError, which names it.

@@ -15,8 +15,10 @@ namespace kymora {
 
 namespace {
 
-constexpr uint64_t mostChunkBytes = 2 << 20;  // of those that hold no samples
-constexpr uint64_t mostListBytes = 4 << 20;   // of the events beside the file
+constexpr uint64_t mostChunkBytes = 2 << 20;  // of those that hold neither samples nor cue points
+constexpr uint64_t mostCueBytes = 8 << 20,
+                   mostCueTextBytes = 24 << 20;  // of the cue points, and of their names
+constexpr uint64_t mostListBytes = 4 << 20;      // of the events beside the file
 constexpr size_t mostWavComment = 1 << 16, mostChunks = 20000;
 constexpr uint32_t sizeElsewhere = 0xFFFFFFFF;
 constexpr size_t mostEventLists = 26;
@@ -44,9 +46,9 @@ class WavReader {
 
   private:
     void FindChunks();
-    FileFields Fields(const Chunk& chunk) {
-        isPartial_ = isPartial_ || chunk.length > mostChunkBytes;
-        return {file_, chunk.start, std::min(chunk.length, mostChunkBytes), order_};
+    FileFields Fields(const Chunk& chunk, uint64_t most = mostChunkBytes) {
+        isPartial_ = isPartial_ || chunk.length > most;
+        return {file_, chunk.start, std::min(chunk.length, most), order_};
     }
     const Chunk* Find(std::string_view id) const;
     void TakeFormat();
@@ -99,7 +101,7 @@ ForeignRecording WavReader::Read() {
     AddTraces();
     FindCues();
     for (const Chunk& chunk : chunks_)
-        if (chunk.id == "LIST") TakeList(Fields(chunk));
+        if (chunk.id == "LIST") TakeList(Fields(chunk, mostCueTextBytes));
     TakeCues();
     TakeBroadcast();
     if (isPartial_)
@@ -247,7 +249,7 @@ constexpr size_t cueBytes = 24;
 void WavReader::FindCues() {
     const Chunk* chunk = Find("cue ");
     if (!chunk || chunk->length < 4) return;
-    const FileFields cues = Fields(*chunk);
+    const FileFields cues = Fields(*chunk, mostCueBytes);
     const size_t count = std::min<size_t>(cues.U32(0), (cues.Length() - 4) / cueBytes);
     for (size_t i = 0; i < count; ++i) cues_[cues.U32(4 + cueBytes * i)];
 }
@@ -255,7 +257,7 @@ void WavReader::FindCues() {
 void WavReader::TakeCues() {
     const Chunk* chunk = Find("cue ");
     if (cues_.empty()) return;
-    const FileFields cues = Fields(*chunk);
+    const FileFields cues = Fields(*chunk, mostCueBytes);
     ForeignEvents found{"Cues", "Cue points of the file"};
     const size_t count = std::min<size_t>(cues.U32(0), (cues.Length() - 4) / cueBytes);
     int64_t outside = 0;

@@ -23,7 +23,7 @@ std::string ReadOnlyText(const std::filesystem::path& path, const std::string& r
 // A run that nobody attends leaves what another program wrote alone, and loses nothing of its own.
 [[noreturn]] void KeepBeside(CDataDoc& doc) {
     FileSystem& files = doc.GetSession().files;
-    const std::filesystem::path target = IsNative(doc) ? doc.filePath : SideCarPath(doc.filePath);
+    const std::filesystem::path target = IsNative(doc) ? doc.filePath : SideCarPath(files, doc.filePath);
     const std::filesystem::path kept = FreeResultName(files, target);
     if (IsNative(doc))
         WriteNativeFile(doc, kept);
@@ -50,7 +50,7 @@ std::filesystem::path NameBeside(const std::filesystem::path& recording, bool wr
 std::string InPlaceFault(const CDataDoc& doc) {
     FileSystem& files = doc.GetSession().files;
     if (!IsNative(doc)) {
-        const std::filesystem::path sideCar = SideCarPath(doc.filePath);
+        const std::filesystem::path sideCar = SideCarPath(files, doc.filePath);
         return files.IsReadOnly(sideCar) ? ReadOnlyText(sideCar, {}) : std::string();
     }
     if (!doc.openedReadOnly && !files.IsReadOnly(doc.filePath)) return {};

@@ -325,16 +325,14 @@ void CAcqDoc::ReadStored(int64_t storedIndex, std::span<const StoredRead> pieces
 }
 
 std::optional<uint64_t> SideCarSum(FileSystem& files, const std::filesystem::path& recording) {
-    for (const auto& path : {SideCarPath(recording), NameInstead(recording, ".kym")}) {
-        if (!files.Stamp(path)) continue;
-        const auto file = files.Open(path, OpenMode::readOnly);
-        std::vector<std::byte> bytes(searchedAtOnce);
-        Fnv1a sum;
-        for (uint64_t at = 0; at < file->Length(); at += bytes.size())
-            sum.Add(std::span(bytes).first(file->ReadAt(at, bytes)));
-        return sum.Value();
-    }
-    return {};
+    const auto path = FindSideCar(files, recording);
+    if (!path) return {};
+    const auto file = files.Open(*path, OpenMode::readOnly);
+    std::vector<std::byte> bytes(searchedAtOnce);
+    Fnv1a sum;
+    for (uint64_t at = 0; at < file->Length(); at += bytes.size())
+        sum.Add(std::span(bytes).first(file->ReadAt(at, bytes)));
+    return sum.Value();
 }
 
 // --- marks of episodes ---

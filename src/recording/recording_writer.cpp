@@ -253,9 +253,7 @@ bool AddInPlace(CAcqDoc& first, const CAcqDoc& second, MayCancel mayCancel) {
 }  // namespace
 
 std::optional<std::filesystem::path> SideCarBeside(FileSystem& files, const std::filesystem::path& path) {
-    for (const auto& beside : {SideCarPath(path), NameInstead(path, ".kym")})
-        if (files.Stamp(beside)) return beside;
-    return {};
+    return FindSideCar(files, path);
 }
 
 void CheckNoSideCar(FileSystem& files, const std::filesystem::path& path) {
@@ -319,7 +317,7 @@ void WriteAppended(CAcqDoc& first, const CAcqDoc& second, const std::filesystem:
     WriteContents(
         first, path,
         {{{first, 0, first.GetLength()}, {second, 0, second.GetLength()}}, {}, replaced, mayCancel});
-    if (replaced) WriteSideCarAs(first, files, SideCarPath(first.filePath));
+    if (replaced) WriteSideCarAs(first, files, SideCarPath(files, first.filePath));
 }
 
 }  // namespace kymora

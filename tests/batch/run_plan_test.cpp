@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "document/side_car.h"
+#include "host/file_names.h"
 #include "host/memory_file_system.h"
 
 namespace kymora::test {
@@ -34,7 +35,7 @@ class RunPlanTest : public ::testing::Test {
     RunPlanTest() {
         for (const char* name : {"/a.kymr-dat", "/a.edf", "/b.flt", "/a_tr.kymr-dat", "/old.txt", "/s.cfg"})
             files.Put(name, {});
-        files.Put(SideCarPath("/a.edf"), {});
+        files.Put(NameInstead("/a.edf", ".kymr-hdr"), {});
     }
     MemoryFileSystem files;
 };

@@ -8,6 +8,7 @@
 #include "exchange/edf_plan.h"
 #include "import/bdf_doc.h"
 #include "import/edf_doc.h"
+#include "import/open_document.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -148,6 +149,30 @@ TEST_F(ForeignExportTest, WaveAudioHoldsTheValuesOrPartsOfTheLargest) {
                                0,    8192, 32767};  // of 32767 for 4: 4095.875, 16383.5, 8191.75
     EXPECT_EQ(std::memcmp(parts.data() + parts.size() - sizeof numbers, numbers, sizeof numbers), 0);
     EXPECT_NE(host.LastMessage().find("1 samples that were gaps, or no numbers"), std::string::npos);
+}
+
+// The limit of 4 GB is set lower here.
+TEST_F(ForeignExportTest, LargeAudioIsRf64AndKeepsManyCues) {
+    constexpr int length = 60000;
+    std::vector<float> ramp(length);
+    for (int i = 0; i < length; ++i) ramp[static_cast<size_t>(i)] = static_cast<float>(i) * 0.5f;
+    auto doc = MemoryDoc::MakeWithRuns(session, {ramp}, {{uint32_t{length}}});
+    for (int i = 0; i < length; ++i) doc->AddEvent(0, {i, i + 1, 0, 0, 0, "spike"});
+    WriteWavFile(*doc, "/large.wav", WavNumbers::float32, 100000);
+    const std::string text = Text("/large.wav");
+    EXPECT_EQ(text.substr(0, 16), "RF64\xFF\xFF\xFF\xFFWAVEds64");
+    uint64_t sizes[3];
+    std::memcpy(sizes, text.data() + 20, sizeof sizes);
+    EXPECT_EQ(sizes[0], text.size() - 8);
+    EXPECT_EQ(sizes[1], 4u * length);
+    EXPECT_EQ(sizes[2], static_cast<uint64_t>(length));
+    const auto again = OpenDocument(session, "/large.wav", OpenFor::reading);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->GetLength(), length);
+    ASSERT_EQ(again->GetNumEvents(0), length);
+    EXPECT_EQ(again->GetEvent(0, length - 1)->onPosition, length - 1);
+    again->SetReadPosition(length - 1);
+    EXPECT_EQ(again->ReadNext(0), ramp.back());
 }
 
 TEST_F(ForeignExportTest, NothingIsLeftOfWhatWasCancelledOrDeclined) {

@@ -628,9 +628,9 @@ TEST_F(ForeignDocTest, SideCarsRememberWhatWasChosen) {
         ASSERT_TRUE(doc) << host.LastMessage();
         EXPECT_EQ(doc->traces[0].traceLabel, label);
         EXPECT_EQ(doc->GetNumEvents(30), 0);
-        const auto before = files.Bytes(SideCarPath(path));
+        const auto before = files.Bytes(SideCarPath(files, path));
         EXPECT_FALSE(doc->OnSaveDocument());
-        EXPECT_EQ(files.Bytes(SideCarPath(path)), before);
+        EXPECT_EQ(files.Bytes(SideCarPath(files, path)), before);
         request.settings.clear();
         doc = Open(path, bytes);
         ASSERT_TRUE(doc);
@@ -638,6 +638,37 @@ TEST_F(ForeignDocTest, SideCarsRememberWhatWasChosen) {
         EXPECT_EQ(doc->traces[0].traceLabel, "mine");
         EXPECT_EQ(doc->GetOff(30, 0), 9);
     }
+}
+
+// The older side-car does not tell whose it is: neither file writes over it.
+TEST_F(ForeignDocTest, FilesOfOneNameHaveSideCarsOfTheirOwn) {
+    const std::vector<std::byte> wav = WavSample(1, 2, 2).bytes, axgx = AxographSample(true).bytes;
+    const auto comment = [&](const char* path, const std::vector<std::byte>& bytes, const char* set) {
+        auto doc = Open(path, bytes);
+        if (!doc) return std::string("closed");
+        if (*set) {
+            doc->fileComment = set;
+            EXPECT_TRUE(doc->OnSaveDocument()) << host.LastMessage();
+        }
+        return doc->fileComment;
+    };
+    comment("/x.wav", wav, "of the audio");
+    EXPECT_EQ(comment("/x.wav", wav, ""), "of the audio");
+    EXPECT_NE(comment("/x.axgx", axgx, ""), "of the audio");
+    comment("/x.axgx", axgx, "of the sweeps");
+    EXPECT_TRUE(files.Has("/x.kymr-hdr") && files.Has("/x.axgx.kymr-hdr"));
+    EXPECT_EQ(comment("/x.wav", wav, ""), "of the audio");
+    EXPECT_EQ(comment("/x.axgx", axgx, ""), "of the sweeps");
+
+    files.Remove("/x.axgx.kymr-hdr");
+    auto old = files.Bytes("/x.kymr-hdr");
+    old.resize(old.size() - 12);
+    files.Put("/x.kymr-hdr", old);
+    EXPECT_EQ(comment("/x.axgx", axgx, ""), "of the audio");
+    comment("/x.axgx", axgx, "later");
+    EXPECT_EQ(files.Bytes("/x.kymr-hdr"), old);
+    EXPECT_EQ(comment("/x.wav", wav, ""), "of the audio");
+    EXPECT_EQ(comment("/x.axgx", axgx, ""), "later");
 }
 
 TEST_F(ForeignDocTest, AxographScalesThatRepeatAreSweeps) {

@@ -273,7 +273,7 @@ TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
     packet(60, 0xFFFF, std::string("\0\0\0\0\0\0wash", 10));
     files.Put("/x.nev", nev.data);
     FormatSample sample{"", "x.ns2", out.data};
-    const auto doc = Open(sample);
+    auto doc = Open(sample);
     ASSERT_TRUE(doc) << host.LastMessage();
     EXPECT_EQ(doc->GetLength(), 600);
     EXPECT_FALSE(doc->hasGaps);
@@ -284,12 +284,18 @@ TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
     EXPECT_EQ(doc->eventChannels[2].Events()[0].eventValue, 2.0f);
     EXPECT_EQ(doc->fileComment,
               "Blackrock, version 2.0\r\nRecorded on 2026-11-09 at 03:25:07 UTC\r\nslice 3\r\n");
-    // Another rate of the same recording has the same side-car, and other positions.
+    // Another rate of the same recording has other positions, and a side-car of its own.
+    doc->fileComment = "of ns2";
     ASSERT_TRUE(doc->OnSaveDocument());
     sample.fileName = "x.ns5";
-    EXPECT_FALSE(Open(sample)->OnSaveDocument());
-    sample.fileName = "x.ns2";
-    EXPECT_TRUE(Open(sample)->OnSaveDocument());
+    doc = Open(sample);
+    EXPECT_NE(doc->fileComment, "of ns2");
+    doc->fileComment = "of ns5";
+    EXPECT_TRUE(doc->OnSaveDocument());
+    for (const char* name : {"x.ns2", "x.ns5"}) {
+        sample.fileName = name;
+        EXPECT_EQ(Open(sample)->fileComment, std::string("of ") + (name + 2));
+    }
 }
 
 }  // namespace
