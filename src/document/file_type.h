@@ -24,6 +24,7 @@ enum FileType : int {
     typeOpenEphys = 23,
     typeNeuralynx = 24,
     typeBlackrock = 25,
+    typeNwb = 26,
 };
 
 }  // namespace kymora

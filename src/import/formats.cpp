@@ -16,6 +16,7 @@
 #include "import/edf_doc.h"
 #include "import/intan_doc.h"
 #include "import/neuralynx_doc.h"
+#include "import/nwb_doc.h"
 #include "import/open_ephys_doc.h"
 #include "import/pico_mat_doc.h"
 #include "import/spike2_doc.h"
@@ -106,6 +107,7 @@ const std::vector<Format>& Formats() {
         {"CBlackrockDoc", typeBlackrock, {.make = Make<CBlackrockDoc>, .asks = true},
          {{".ns6", 35, inBatch, "Blackrock (*.ns6)", "Blackrock Document"}, {".ns5", 34, inBatch, "Blackrock (*.ns5)"}, {".ns4", 33, inBatch, "Blackrock (*.ns4)"},
           {".ns3", 32, inBatch, "Blackrock (*.ns3)"}, {".ns2", 31, inBatch, "Blackrock (*.ns2)"}, {".ns1", 30, inBatch, "Blackrock (*.ns1)"}, {".ns9", 36, inBatch, "Blackrock (*.ns9)"}}},
+        {"CNwbDoc", typeNwb, {.make = Make<CNwbDoc>, .asks = true}, {{".nwb", 37, inBatch, "Neurodata Without Borders (*.nwb)", "NWB Document"}}},
     };
     // clang-format on
     return formats;

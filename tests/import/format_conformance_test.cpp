@@ -15,6 +15,7 @@
 #include "host/memory_file_system.h"
 #include "import/foreign_samples.h"
 #include "import/formats.h"
+#include "import/nwb_samples.h"
 #include "import/open_document.h"
 #include "import/second_look.h"
 #include "import/stream_samples.h"
@@ -103,6 +104,7 @@ void ForEachSample(const std::function<void(Bench&, const Format&)>& run) {
         auto samples = SamplesOfFormat(format.className);
         if (samples.empty()) samples = ForeignSamples(format.className);
         if (samples.empty()) samples = StreamSamples(format.className);
+        if (format.fileType == typeNwb) samples = {NwbSample(false), NwbSample(true)};
         EXPECT_FALSE(samples.empty()) << "no sample of " << format.className;
         for (const FormatSample& sample : samples) {
             SCOPED_TRACE(sample.name);

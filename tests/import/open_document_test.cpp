@@ -37,7 +37,7 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
     constexpr const char* all =
         "All recognised types|*.mcd;*.kymr-dat;*.kymr-rec;*.abf;*.axgx;*.axgd;*.cfs;*.smr;*.smrx;*.prm;*.bfr;"
         "*.txt;*.asc;*.csv;*.bin;*.vet;*.wav;*.flt;*.edf;*.mat;*.wdq;*.dtx;*.dtb;*.bdf;*.meta;*.rhd;*.rhs;*."
-        "oebin;*.ncs;*.ns1;*.ns2;*.ns3;*.ns4;*.ns5;*.ns6;*.ns9|";
+        "oebin;*.ncs;*.ns1;*.ns2;*.ns3;*.ns4;*.ns5;*.ns6;*.ns9;*.nwb|";
     constexpr const char* read = "ASCII text (*.asc)|*.asc|comma-separated value text (*.csv)|*.csv|";
     constexpr const char* text = "Text (*.txt)|*.txt|";
     constexpr const char* binary = "Raw binary (*.bin)|*.bin|";
@@ -51,7 +51,7 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
         "Open Ephys (*.oebin)|*.oebin|Neuralynx (*.ncs)|*.ncs|Blackrock (*.ns6)|*.ns6|Blackrock "
         "(*.ns5)|*.ns5|"
         "Blackrock (*.ns4)|*.ns4|Blackrock (*.ns3)|*.ns3|Blackrock (*.ns2)|*.ns2|Blackrock (*.ns1)|*.ns1|"
-        "Blackrock (*.ns9)|*.ns9|";
+        "Blackrock (*.ns9)|*.ns9|Neurodata Without Borders (*.nwb)|*.nwb|";
     EXPECT_EQ(OpenFilter(),
               std::string(all) +
                   "Multi-channel data (*mcd)|*.mdc|Axon gap-free (*abf)|*.abf|CED signal (*.cfs)|*.cfs|"
@@ -65,7 +65,7 @@ TEST_F(OpenDocumentTest, FileDialogsOfferTheFormatsInTheirOrder) {
                   "All convertible "
                   "types|*.abf;*.cfs;*.smr;*.asc;*.csv;*.bin;*.wav;*.edf;*.wdq;*.mat;*.axgx;*.flt;*.kymr-dat;"
                   "*.kymr-rec;*.dtx;*.bdf;*.meta;*.rhd;*.rhs;*.oebin;*.ncs;*.ns6;*.ns5;*.ns4;*.ns3;*.ns2;*."
-                  "ns1;*.ns9|Axon gap-free (*abf)|*.abf|CED signal "
+                  "ns1;*.ns9;*.nwb|Axon gap-free (*abf)|*.abf|CED signal "
                   "(*.cfs)|*.cfs|CED Spike2 "
                   "(*.smr)|*.smr|") +
                   read + binary + "audio (*.wav)|*.wav|" + edf +
