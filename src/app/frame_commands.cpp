@@ -56,7 +56,7 @@ constexpr FrameCommand table[] = {
     {"new-sparse-data", "&File/&New/From &clipboard", "&Sparse data...", "Makes a recording from times and values on the clipboard", nullptr, nullptr, Run<&Frame::OnPasteSparse>},
     {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
     {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
-    {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, as text, or for other programs (.edf, .bdf, .wav)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
+    {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, as text, or for other programs (.edf, .bdf, .wav, .nwb, .mat)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},
     {"file-save-as-legacy", "&File", "Save As Legacy (v10.0)", "Writes the recording as a file that old programs read", HasActive, nullptr, Run<&Frame::OnFileSaveAsLegacy>, asks},
     {"file-save-all", "&File", "Save all", "Saves all open recordings", HasActive, nullptr, Run<&Frame::OnFileSaveAll>},
     {"record", "&File", "&Record...\tCtrl+R", "Opens the window in which one records: from boards, serial boards and sound", nullptr, nullptr, Run<&Frame::OnRecord>, group},

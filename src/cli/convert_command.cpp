@@ -27,6 +27,7 @@ class ConvertCommand : public Subcommand {
                 "kymora convert recording.kymr-dat -o recording.txt --yes",
                 "kymora convert recording.kymr-dat -o recording.edf",
                 "kymora convert recording.kymr-dat -o recording.wav --set numbers=16",
+                "kymora convert recording.kymr-dat -o recording.nwb",
                 "kymora convert recording.kymr-dat --channels b -o spikes.kymr-evt",
                 "kymora convert recording.kymr-rec -o part.kymr-rec --from 1000 --to 2000"};
     }
@@ -34,7 +35,8 @@ class ConvertCommand : public Subcommand {
         return {
             {"FILE", "", "the recording", &file_, true},
             {"-o,--output", "OUT",
-             "the new file: .kymr-dat, .flt (legacy), .txt, .edf (EDF+), .bdf (BDF+), .wav, .kymr-evt (one "
+             "the new file: .kymr-dat, .flt (legacy), .txt, .edf (EDF+), .bdf (BDF+), .wav, .nwb, .mat, "
+             ".kymr-evt (one "
              "event channel) or, of a recording file, .kymr-rec",
              &output_, true},
             {"--from", "MS", "of a .kymr-rec: start of the part, ms (0)", &from_},
@@ -51,9 +53,10 @@ class ConvertCommand : public Subcommand {
         const bool isExport = IsExportForm(out);
         if (extension != ".kymr-dat" && extension != ".flt" && extension != ".txt" && !isEvents &&
             !isRecording && !isExport)
-            throw CommandError(exitUsage,
-                               "OUT takes the extensions .kymr-dat, .flt (legacy), .txt, .edf, .bdf, .wav, "
-                               ".kymr-evt and .kymr-rec.");
+            throw CommandError(
+                exitUsage,
+                "OUT takes the extensions .kymr-dat, .flt (legacy), .txt, .edf, .bdf, .wav, .nwb, .mat, "
+                ".kymr-evt and .kymr-rec.");
         const ExportSettings exportSettings = SettingsOf(extension);
         CheckPart(isRecording);
         const std::optional<int> named = NamedChannel(isEvents);

@@ -77,13 +77,21 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::optional<FileStamp>& expected,
                          const std::function<void(CArchive&)>& write) {
+    WriteContentAtomically(files, path, expected, [&](DataFile& file) {
+        CArchive archive(file, CArchive::Mode::store, 0, copyBufferSize);
+        write(archive);
+        archive.Close();
+    });
+}
+
+void WriteContentAtomically(FileSystem& files, const std::filesystem::path& path,
+                            const std::optional<FileStamp>& expected,
+                            const std::function<void(DataFile&)>& write) {
     // Where the name is a link, the file that it leads to is replaced, not the link.
     TemporaryFile temporary(files, files.Resolve(path));
     temporary.Expect(expected);
     try {
-        CArchive archive(temporary.File(), CArchive::Mode::store, 0, copyBufferSize);
-        write(archive);
-        archive.Close();
+        write(temporary.File());
         temporary.MoveToTarget();
     } catch (const ResultKept&) {
         throw;

@@ -36,6 +36,10 @@ void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
 void WriteFileAtomically(FileSystem& files, const std::filesystem::path& path,
                          const std::optional<FileStamp>& expected,
                          const std::function<void(CArchive&)>& write);
+// The same for what is not written from beginning to end.
+void WriteContentAtomically(FileSystem& files, const std::filesystem::path& path,
+                            const std::optional<FileStamp>& expected,
+                            const std::function<void(DataFile&)>& write);
 
 // Before a new recording takes this name: a save journal there that belongs to another file gets another
 // name, which the user is told. Throws FileError.

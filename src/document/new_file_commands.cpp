@@ -21,10 +21,10 @@ namespace {
 constexpr const char* nativeFilter = "Kymora (*.kymr-dat)|*.kymr-dat||";
 constexpr const char* saveAsFilter =
     "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|EDF+ (*.edf)|*.edf|BDF+ (*.bdf)|*.bdf|"
-    "wave audio (*.wav)|*.wav||";
+    "wave audio (*.wav)|*.wav|NWB (*.nwb)|*.nwb|MATLAB (*.mat)|*.mat||";
 constexpr const char* saveRecordingAsFilter =
     "Kymora (*.kymr-dat)|*.kymr-dat|text (*.txt)|*.txt|EDF+ (*.edf)|*.edf|BDF+ (*.bdf)|*.bdf|"
-    "wave audio (*.wav)|*.wav|what is visible, as Kymora recording "
+    "wave audio (*.wav)|*.wav|NWB (*.nwb)|*.nwb|MATLAB (*.mat)|*.mat|what is visible, as Kymora recording "
     "(*.kymr-rec)|*.kymr-rec||";
 constexpr const char* legacyFilter = "Kymora (*.flt)|*.flt||";
 constexpr double leastInterval = 1e-7, greatestInterval = 1e7;  // ms
@@ -184,9 +184,9 @@ std::optional<std::filesystem::path> AskSaveAsName(const CDataDoc& doc, std::spa
     const auto suggestion = NameInstead(doc.filePath, ".kymr-dat");
     if (doc.GetFileType() != typeRecording)
         return AskName(doc.GetSession(), {"Save As", saveAsFilter, "kymr-dat", suggestion}, open,
-                       {".txt", ".edf", ".bdf", ".wav"});
+                       {".txt", ".edf", ".bdf", ".wav", ".nwb", ".mat"});
     return AskName(doc.GetSession(), {"Save As", saveRecordingAsFilter, "kymr-dat", suggestion}, open,
-                   {".txt", ".edf", ".bdf", ".wav", ".kymr-rec"});
+                   {".txt", ".edf", ".bdf", ".wav", ".nwb", ".mat", ".kymr-rec"});
 }
 
 std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::span<CDataDoc* const> open) {

@@ -2,6 +2,8 @@
 
 #include "document/text_export.h"
 #include "exchange/edf_writer.h"
+#include "exchange/mat_writer.h"
+#include "exchange/nwb_writer.h"
 #include "host/file_names.h"
 #include "host/form.h"
 
@@ -22,21 +24,28 @@ std::optional<ExportSettings> AskExportSettings(Host& host, const std::filesyste
     return ExportSettings{form.Choice("numbers") == 1 ? WavNumbers::pcm16 : WavNumbers::float32};
 }
 
+std::vector<std::string> WriteForm(CDataDoc& doc, const std::filesystem::path& path,
+                                   const ExportSettings& settings) {
+    const std::string form = FoldedExtension(path);
+    if (form == ".wav") return WriteWavFile(doc, path, settings.wavNumbers);
+    if (form == ".mat") return WriteMatFile(doc, path);
+    if (form == ".nwb") return WriteNwbFile(doc, path);
+    return WriteEdfFile(doc, path, form == ".bdf" ? EdfForm::bdf : EdfForm::edf);
+}
+
 }  // namespace
 
 bool IsExportForm(const std::filesystem::path& path) {
     const std::string extension = FoldedExtension(path);
-    return extension == ".edf" || extension == ".bdf" || extension == ".wav";
+    return extension == ".edf" || extension == ".bdf" || extension == ".wav" || extension == ".nwb" ||
+           extension == ".mat";
 }
 
 bool WriteExport(CDataDoc& doc, const std::filesystem::path& path, const ExportSettings& settings) {
     const bool isWav = IsWav(path);
     if (isWav && doc.hasGaps && !doc.GetHost().Confirm(textExportGapText)) return false;
-    const EdfForm form = FoldedExtension(path) == ".bdf" ? EdfForm::bdf : EdfForm::edf;
-    const std::vector<std::string> notes =
-        isWav ? WriteWavFile(doc, path, settings.wavNumbers) : WriteEdfFile(doc, path, form);
     std::string text;
-    for (const std::string& note : notes) text += (text.empty() ? "" : "\n") + note;
+    for (const std::string& note : WriteForm(doc, path, settings)) text += (text.empty() ? "" : "\n") + note;
     if (!text.empty()) doc.GetHost().Inform(text);
     return true;
 }

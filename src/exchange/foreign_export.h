@@ -1,5 +1,6 @@
 #pragma once
-// A recording in the forms of other systems, chosen by the extension of the name: EDF+, BDF+ and wave audio.
+// A recording in the forms of other systems, chosen by the extension of the name: EDF+, BDF+, wave
+// audio, NWB and MATLAB files.
 
 #include <filesystem>
 #include <string>

@@ -67,6 +67,10 @@ const std::vector<FormatPage>& FormatPages() {
         {"CBlackrockDoc", "Blackrock",
          "versions 2.1 to 3.0, also of clocks of nanoseconds; pauses as gaps; of the `.nev` "
          "file of the same name digital inputs, comments and spikes as events"},
+        {"CNwbDoc", "Neurodata Without Borders 2",
+         "each time series of acquisition, processing, stimulus and analysis as a stream, with "
+         "the gaps of its times; units, intervals (trials, epochs), annotations and series of "
+         "irregular times as events"},
     };
     return pages;
 }

@@ -157,7 +157,8 @@ void Hdf5Samples::TakeChunks(Hdf5File& file, const Hdf5Array& array) {
     if (chunkCount < 1 || chunkChannels < 1 || chunkCount > UINT32_MAX || chunkChannels > UINT32_MAX)
         RefuseHdf5("it is damaged.");
     const uint64_t bytes = static_cast<uint64_t>(chunkCount) * static_cast<uint64_t>(chunkChannels);
-    if (bytes > (mostExpandedChunk + mostChunkExpansion * length) / type.bytes || bytes > UINT32_MAX / 8)
+    if (bytes > (mostExpandedChunk + mostChunkExpansion * length) / type.bytes ||
+        bytes > UINT32_MAX / std::max<uint64_t>(type.bytes, 8))
         RefuseHdf5("what is compressed in it is far larger than the file itself.");
     const auto chunkBytes = static_cast<uint32_t>(bytes * type.bytes);
     const uint64_t across = static_cast<uint64_t>((channels - 1) / chunkChannels + 1);

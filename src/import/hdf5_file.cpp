@@ -20,6 +20,7 @@ constexpr uint64_t mostDescribing = uint64_t{1} << 30;  // bytes
 constexpr int mostNesting = 16;
 constexpr size_t mostCollections = 64;
 constexpr uint32_t mostElementBytes = 1 << 20;
+constexpr uint64_t mostElements = uint64_t{1} << 42;  // their bytes still fit 64 bits
 
 enum MessageType : uint16_t {
     messageSpace = 1,
@@ -212,7 +213,7 @@ void Hdf5Fields::Expect(std::string_view signature) {
 uint64_t Hdf5Array::Count() const {
     uint64_t count = 1;
     for (const uint64_t size : sizes) {
-        if (size != 0 && count > (uint64_t{1} << 56) / size) RefuseHdf5("it states sizes that cannot be.");
+        if (size != 0 && count > mostElements / size) RefuseHdf5("it states sizes that cannot be.");
         count *= size;
     }
     return count;

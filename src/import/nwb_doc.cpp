@@ -288,7 +288,10 @@ void CNwbDoc::TakeLabels(Series& series) {
                 names = hdf5_->Texts(*texts->array, mostNwbChannels);
         ids = NumbersAt(*table, "id", mostNwbChannels);
     }
-    for (size_t c = 0; c < count; ++c) {
+    // Of a series without electrodes, as this program writes them.
+    if (const auto told = series.group.attributes.find("trace_labels"); told != series.group.attributes.end())
+        series.labels = hdf5_->Texts(told->second, count);
+    for (size_t c = series.labels.size(); c < count; ++c) {
         const double row = c < rows.size() ? rows[c] : -1.0;
         const auto place = row >= 0.0 && row < 1e6 ? static_cast<size_t>(row) : SIZE_MAX;
         std::string& label = series.labels.emplace_back();
@@ -404,10 +407,12 @@ void CNwbDoc::AddIntervals(ForeignRecording& recording, EventPlace& place) {
                 if (isLabels && texts->array->sizes.size() == 1)
                     labels = hdf5_->Texts(*texts->array, mostTexts);
             }
+        const auto values = NumbersAt(table, "value", mostForeignEvents);
         ForeignEvents found{name, AttributeText(table, "description")};
         for (size_t i = 0; i < on.size(); ++i)
             place.Add(found.events, on[i], i < off.size() ? off[i] : on[i],
-                      i < labels.size() ? labels[i] : "");
+                      i < labels.size() ? labels[i] : "",
+                      i < values.size() ? static_cast<float>(values[i]) : 0.0f);
         if (!found.events.empty()) recording.events.push_back(std::move(found));
     }
 }
@@ -462,10 +467,13 @@ void CNwbDoc::AddUnits(ForeignRecording& recording, EventPlace& place) {
                                : next;
         ForeignEvents own{fmt::format("unit {:.0f}", id), ""};
         for (const auto& [name, texts] : columns)
-            if (u < texts.size())
+            if (u < texts.size() && name == "label" && !texts[u].empty())
+                own.label = texts[u];
+            else if (u < texts.size() && !texts[u].empty())
                 own.comment += fmt::format("{}{}: {}", own.comment.empty() ? "" : ", ", name, texts[u]);
         for (; next < end; ++next)
-            place.Add((isOne ? all : own).events, spikes[next], spikes[next], "", static_cast<float>(id));
+            place.Add((isOne ? all : own).events, spikes[next], spikes[next], "",
+                      isOne ? static_cast<float>(id) : 0.0f);
         if (!own.events.empty()) recording.events.push_back(std::move(own));
     }
     if (!all.events.empty()) recording.events.push_back(std::move(all));

@@ -81,8 +81,8 @@ TEST_F(NwbTest, SeriesAreStreamsAndTablesAreEvents) {
     EXPECT_EQ(Events(*doc),
               (std::vector<std::string>{"trials (): 0-40=0go 50-70=0stop",
                                         "licks (): 1-2=3 2-3=5 9-10=7 30-31=9 90-91=11",
-                                        "notes (): 30-31=0drug", "unit 5 (quality: good): 10-11=5 50-51=5",
-                                        "unit 11 (quality: noise): 20-21=11"}))
+                                        "notes (): 30-31=0drug", "unit 5 (quality: good): 10-11=0 50-51=0",
+                                        "unit 11 (quality: noise): 20-21=0"}))
         << "the last spike is nearest to the sample behind the end";
     EXPECT_NE(doc->fileComment.find("Session: slice 3\r\n"), std::string::npos) << doc->fileComment;
     EXPECT_NE(doc->fileComment.find("Subject, species: Locusta migratoria\r\n"), std::string::npos);
