@@ -198,7 +198,7 @@ REFUSED = [(2, "needs --source"), (2, "no type", "--type", "x"), (2, "extension"
            (2, "channel1.chanGain", "--set", "chanel1.gain=2"), (2, "must not be 0", "--set", "channel1.chanGain=0"),
            (2, "set those first", "--set", "dac1.dcLevel=1"), (2, "whole number", "--set", "repeatCount=0.5"),
            (2, "8 or 16 bits", "--type", "microphone", "--set", "resolutionBits=12"),
-           (3, "Couldn't open file", "--config", "not there"), (3, "into a  interface", "--type", "arduino")]
+           (3, "Couldn't open file", "--config", "not there"), (3, "into a arduino interface", "--type", "arduino")]
 
 
 def refusals(program, file):
