@@ -34,12 +34,15 @@
 #include "recording/recording_recovery.h"
 #include "recording/recording_save.h"
 #include "results/number_text.h"
+#include "sorting/import_sorting.h"
 #include "sorting/sorting_set.h"
 
 namespace kymora {
 
 namespace {
 
+constexpr const char* sortingWithoutFileText =
+    "Open the recording first that was sorted; its sorting becomes event channels of it.";
 constexpr const char* settingsWithoutFileText =
     "You can only load a configuration file (.kymr-cfg or .kymr-batch) when a data file is already open.";
 
@@ -57,6 +60,12 @@ std::filesystem::path FolderOfDemos() {
 bool HoldsOperationSettings(const std::filesystem::path& path) {
     const std::string extension = FoldedExtension(path);
     return extension == ".kymr-cfg" || extension == ".kymr-batch";
+}
+
+// The folder of a sorting that a path names, itself or by its file of clusters; else empty.
+std::filesystem::path SortingOf(FileSystem& files, const std::filesystem::path& path) {
+    const std::filesystem::path folder = path.filename() == "spike_clusters.npy" ? path.parent_path() : path;
+    return !FindFormat(path).format && HoldsSorting(files, folder) ? folder : std::filesystem::path();
 }
 
 }  // namespace
@@ -244,14 +253,20 @@ void CMainFrame::OpenFiles(const std::vector<std::filesystem::path>& paths, std:
 }
 
 void CMainFrame::OpenEach(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk) {
-    std::vector<std::filesystem::path> recordings, settings;
-    for (const auto& path : paths) (HoldsOperationSettings(path) ? settings : recordings).push_back(path);
+    std::vector<std::filesystem::path> recordings, settings, sortings;
+    for (const auto& path : paths)
+        (HoldsOperationSettings(path)               ? settings
+         : !SortingOf(session_.files, path).empty() ? sortings
+                                                    : recordings)
+            .push_back(path);
     OpenRecordings(recordings, talk);
     for (const auto& path : settings) LoadSettings(path);
+    for (const auto& path : sortings) ImportSortingOf(SortingOf(session_.files, path));
 }
 
 void CMainFrame::OpenRecordings(const std::vector<std::filesystem::path>& paths,
                                 std::optional<OpenTalk> talk) {
+    if (paths.empty()) return;
     if (paths.size() == 1) {
         OpenFile(paths.front(), talk);
         return;
@@ -318,6 +333,14 @@ void CMainFrame::LoadSettings(const std::filesystem::path& path) {
         operations_->OnLoadConfigFile(path);
     else
         LoadBatchList(path);
+}
+
+void CMainFrame::ImportSortingOf(const std::filesystem::path& folder) {
+    if (!ActiveChild()) return session_.host.Message(sortingWithoutFileText);
+    OperationWindow* window = operations_->Open({FindOperation("CImportSorting")});
+    if (window->IsBusy()) return;
+    static_cast<CImportSorting&>(window->Block()).m_strFolder = folder.string();
+    window->Refresh();
 }
 
 void CMainFrame::OnNewUserDefined() {

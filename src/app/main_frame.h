@@ -193,6 +193,8 @@ class CMainFrame : public QMainWindow {
     void MakeStart();
     void OpenRecordings(const std::vector<std::filesystem::path>& paths, std::optional<OpenTalk> talk);
     bool TakeAdcDacConfiguration(const std::filesystem::path& path);
+    // Opens "Import sorting" with the folder.
+    void ImportSortingOf(const std::filesystem::path& folder);
     void LoadSettings(const std::filesystem::path& settings);
     CChildFrame* OpenAs(const std::filesystem::path& path, const OpenRequest& request, std::string* fault);
     CChildFrame* FindOpen(const std::filesystem::path& path) const;

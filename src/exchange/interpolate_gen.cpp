@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "document/native_writer.h"
 #include "exchange/fill_words.h"

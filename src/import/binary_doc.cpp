@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
 

@@ -2,7 +2,6 @@
 // How a raw binary file is to be read, which it does not say itself: import settings, the dialog "Binary File
 // Properties", and the defaults of the session.
 
-#include <optional>
 #include <string>
 
 #include "document/binary_samples.h"

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "archive/text_encoding.h"
 #include "document/open_request.h"

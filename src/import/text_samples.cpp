@@ -1,7 +1,5 @@
 #include "import/text_samples.h"
 
-#include <algorithm>
-
 #include "document/data_doc.h"
 
 namespace kymora {

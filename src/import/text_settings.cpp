@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <limits>
 
 #include "archive/text_encoding.h"
 #include "import/text_file_form.h"

@@ -18,6 +18,7 @@ namespace {
 constexpr const char* clustersFile = "spike_clusters.npy";
 constexpr const char* timesFile = "spike_times.npy";
 constexpr const char* groupsFile = "cluster_group.tsv";
+constexpr const char* infoFile = "cluster_info.tsv";
 constexpr const char* paramsFile = "params.py";
 constexpr double msPerSecond = 1000.0;
 constexpr std::string_view blanks = " \t\r";
@@ -141,7 +142,7 @@ void WriteTables(const FolderWriter& writer, const CuratedSorting& curated) {
                             number(unit.silhouette));
     }
     writer.Text(groupsFile, groups);
-    writer.Text("cluster_info.tsv", info);
+    writer.Text(infoFile, info);
 }
 
 // --- reading ---
@@ -171,18 +172,39 @@ std::string_view Stripped(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+std::vector<std::string_view> CellsOf(std::string_view line) {
+    std::vector<std::string_view> cells;
+    for (size_t at = 0; at <= line.size();) {
+        const size_t tab = std::min(line.find('\t', at), line.size());
+        cells.push_back(Stripped(line.substr(at, tab - at)));
+        at = tab + 1;
+    }
+    return cells;
+}
+
+// Of a table whose heads name the columns: the cluster in the first, or the one called so.
 std::map<int64_t, std::string> ReadGroups(FileSystem& files, const std::filesystem::path& path) {
     std::map<int64_t, std::string> groups;
+    size_t idAt = 0, groupAt = 1;
     ForEachLine(files, path, [&](std::string_view line, int number) {
-        if (number == 1 || Stripped(line).empty()) return;
-        const size_t tab = line.find('\t');
+        if (Stripped(line).empty()) return;
+        const std::vector<std::string_view> cells = CellsOf(line);
+        if (number == 1) {
+            if (cells.size() > 2) groupAt = std::string_view::npos;  // unless a head names it
+            for (size_t i = 0; i < cells.size(); ++i) {
+                if (cells[i] == "cluster_id" || cells[i] == "id") idAt = i;
+                if (cells[i] == "group") groupAt = i;
+            }
+            return;
+        }
+        if (groupAt == std::string_view::npos) return;
         int64_t cluster = -1;
-        const std::string_view id = line.substr(0, tab);
+        const std::string_view id = idAt < cells.size() ? cells[idAt] : std::string_view();
         const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), cluster);
-        if (tab == std::string_view::npos || error != std::errc() || end != id.data() + id.size())
+        if (groupAt >= cells.size() || error != std::errc() || end != id.data() + id.size())
             throw ArchiveError(
                 fmt::format("{}: line {} is no cluster with its group.", path.string(), number));
-        groups[cluster] = Stripped(line.substr(tab + 1));
+        if (!cells[groupAt].empty()) groups[cluster] = cells[groupAt];
     });
     return groups;
 }
@@ -227,6 +249,7 @@ CuratedSpikes ReadCurationFolder(FileSystem& files, const std::filesystem::path&
         throw ArchiveError(fmt::format("{} has {} numbers and {} has {}: they are not of one sorting.",
                                        timesFile, spikes.times.size(), clustersFile, spikes.clusters.size()));
     spikes.groups = ReadGroups(files, folder / groupsFile);
+    if (spikes.groups.empty()) spikes.groups = ReadGroups(files, folder / infoFile);
     spikes.sampleRate = ReadSampleRate(files, folder / paramsFile);
     return spikes;
 }

@@ -45,7 +45,8 @@ struct CuratedSpikes {
     std::map<int64_t, std::string> groups;
     std::optional<double> sampleRate;  // Hz
 };
-// spike_times.npy and spike_clusters.npy, and, where they are there, cluster_group.tsv and params.py. Throws
+// spike_times.npy and spike_clusters.npy, and, where they are there, cluster_group.tsv, else the groups of
+// cluster_info.tsv, and params.py. Throws
 // FileError, and ArchiveError in words for the user.
 CuratedSpikes ReadCurationFolder(FileSystem& files, const std::filesystem::path& folder);
 

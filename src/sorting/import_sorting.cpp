@@ -34,7 +34,7 @@ void CImportSorting::Describe(ParamList& list) {
     list.Group("Sorting");
     list.Text("folder", "Folder", m_strFolder)
         .Tip("The folder with spike_times.npy, spike_clusters.npy and, where there are groups, "
-             "cluster_group.tsv");
+             "cluster_group.tsv or cluster_info.tsv");
     list.Action("chooseFolder", "Choose...", [this] { ChooseFolder(); })
         .Tip("Chooses the spike_clusters.npy of a folder")
         .Linked({"folder"});

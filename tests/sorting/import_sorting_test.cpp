@@ -116,6 +116,12 @@ TEST_F(ImportSortingTest, BadFilesAreRefusedInWords) {
     EXPECT_EQ(Found(firstImported), (Spans{{19999, 20000}}));
     EXPECT_EQ(Found(firstImported + 1), (Spans{{7, 27}}));
     EXPECT_EQ(Chan(firstImported + 1).channelLabel, "cluster 3 mua");
+    // Without groups those of the table of clusters, whose heads name its columns.
+    PutText("in/cluster_group.tsv", "cluster_id\tgroup\n");
+    PutText("in/cluster_info.tsv", "cluster_id\tch\tgroup\tfr\n1\t2\t\t0\n3\t5\tgood\t1.2\n");
+    ASSERT_EQ(Run(import, settings), "");
+    EXPECT_EQ(Chan(firstImported).channelLabel, "cluster 1");
+    EXPECT_EQ(Chan(firstImported + 1).channelLabel, "cluster 3 good");
 }
 
 }  // namespace
