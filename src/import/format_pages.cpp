@@ -47,7 +47,7 @@ const std::vector<FormatPage>& FormatPages() {
          "14 and 16 bits; markers with their comments, names of the channels, pauses as gaps, "
          "event marks within samples of 14 bits; packed files are refused"},
         {"CPicoMatDoc", "MATLAB, oscilloscopes",
-         "vectors and matrices of numbers, also in structures, of versions 4 to 7, compressed "
+         "vectors and matrices of numbers, also in structures, of versions 4 to 7.3, compressed "
          "or not"},
         {"CSpikeGlxDoc", "SpikeGLX",
          "with the `.meta` beside them, which opens, too; digital lines and the sync line as "

@@ -113,6 +113,7 @@ Hdf5Samples::Hdf5Samples(Hdf5File& file, const Hdf5Array& array, size_t side)
     : type(array.type), timeSide(side), filters(array.filters), fill(array.fill) {
     if (array.sizes.empty() || array.sizes.size() > 2 || side >= array.sizes.size())
         RefuseHdf5("its samples have other than one or two sides.");
+    if (type.bytes == 0) RefuseHdf5("it is damaged.");
     array.Count();  // can be
     numbers = TypeOfNumbers(type, isWidened);
     if (!type.IsNumber()) isWidened = false;
@@ -327,29 +328,32 @@ class LentFile : public DataFile {
 }  // namespace
 
 std::vector<std::byte> ReadHdf5Elements(Hdf5File& file, const Hdf5Array& array, uint64_t count) {
-    if (array.sizes.size() != 1) {
-        const Hdf5Layout& layout = array.layout;
-        const bool isHeld = layout.kind == Hdf5Layout::Kind::plain &&
-                            layout.address <= file.File().Length() &&
+    if (count == 0) return {};
+    const Hdf5Layout& layout = array.layout;
+    if (array.sizes.size() != 1 && layout.kind == Hdf5Layout::Kind::plain) {
+        const bool isHeld = layout.address <= file.File().Length() &&
                             count <= (file.File().Length() - layout.address) / array.type.bytes;
         if (!isHeld) return {};
         std::vector<std::byte> bytes(static_cast<size_t>(count * array.type.bytes));
         ReadWhole(file.File(), layout.address, bytes);
         return bytes;
     }
-    Hdf5Samples samples(file, array, 0);
+    if (array.sizes.empty() || array.sizes.size() > 2) return {};
+    Hdf5Samples samples(file, array, array.sizes.size() - 1);
     samples.isWidened = false;
-    count = std::min(count, static_cast<uint64_t>(samples.count));
+    const bool isWhole = static_cast<uint64_t>(samples.count) == array.sizes.back();
+    if (array.sizes.size() == 2 && !isWhole) return {};
+    count = std::min(count, static_cast<uint64_t>(samples.count * samples.channels));
     std::vector<std::byte> bytes(static_cast<size_t>(count * array.type.bytes));
-    if (samples.isPlain) {
-        ReadWhole(file.File(), samples.address, bytes);
-    } else if (count > 0) {
+    try {
         const Hdf5Data data(std::make_unique<LentFile>(file.File()), std::move(samples));
-        try {
-            data.ReadAt(0, bytes);
-        } catch (const FileError& error) {
-            throw OpenError(error.what());
+        for (size_t done = 0; done < bytes.size();) {
+            const size_t got = data.ReadAt(done, std::span(bytes).subspan(done));
+            if (got == 0) RefuseHdf5("it is damaged or cut off.");
+            done += got;
         }
+    } catch (const FileError& error) {
+        throw OpenError(error.what());
     }
     return bytes;
 }

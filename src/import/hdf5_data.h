@@ -78,7 +78,8 @@ class Hdf5Data : public DataFile {
     mutable std::unordered_map<uint64_t, std::list<Held>::iterator> places_;
 };
 
-// The first `count` elements of an array with one side, or of a plain one. Throws OpenError.
+// The first `count` elements of an array with one or two sides, or of a plain one, in the order of the file.
+// None where parts of its second side were never written. Throws OpenError.
 std::vector<std::byte> ReadHdf5Elements(Hdf5File& file, const Hdf5Array& array, uint64_t count);
 // Elements as numbers.
 void Hdf5Numbers(const Hdf5Type& type, const std::byte* from, std::span<double> to);

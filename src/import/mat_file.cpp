@@ -12,6 +12,7 @@
 
 #include "archive/text_encoding.h"
 #include "document/open_request.h"
+#include "import/mat_hdf5.h"
 #include "import/number_conversion.h"
 
 namespace kymora {
@@ -260,8 +261,6 @@ MatContents MatLister::List() {
     if (file_.Length() < 20) RefuseMat("it is too short.");
     const auto start = Load(0, std::min<uint64_t>(file_.Length(), matHeaderBytes));
     const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
-    if (text.starts_with("MATLAB 7.3"))
-        RefuseMat("it is of version 7.3. Save it in MATLAB with the option -v7, which Kymora reads.");
     if (text.starts_with("MATLAB 5.0 MAT-file")) {
         if (text.size() < matHeaderBytes) RefuseMat("it is damaged or cut off.");
         isBig_ = text.substr(126, 2) == "MI";
@@ -480,10 +479,17 @@ bool MatLister::ListMatrix4(uint64_t& at) {
 bool MatArray::IsSingle() const { return type == matSingle; }
 
 MatFile::MatFile(const DataFile& file) : file_(file) {
+    if (IsHdf5Mat(file)) {
+        hdf5_ = std::make_unique<Hdf5File>(file);
+        contents_ = ListHdf5Mat(*hdf5_);
+        return;
+    }
     MatLister lister(file);
     contents_ = lister.List();
     isBig_ = lister.IsBig();
 }
+
+MatFile::~MatFile() = default;
 
 void MatFile::CheckExpansion(const std::vector<const MatArray*>& arrays) const {
     uint64_t bytes = 0;
@@ -497,6 +503,10 @@ std::vector<To> MatFile::Numbers(const MatArray& array) {
     constexpr size_t bytesAtOnce = 1 << 16;
     const size_t each = BytesOfMat(array.type), total = array.Count() * each;
     CheckExpansion({&array});
+    if (hdf5_) {
+        const std::vector<double> read = Hdf5MatNumbers(*hdf5_, array);
+        return {read.begin(), read.end()};
+    }
     const bool isPacked = array.packedBytes > 0;
     MatBytes bytes(file_, isPacked ? array.variableAt : array.at, isPacked ? array.packedBytes : total,
                    isPacked);

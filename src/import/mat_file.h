@@ -1,9 +1,10 @@
 #pragma once
-// What MATLAB files (version 4, and 5 to 7 with or without compression) hold of numbers and texts. Arrays are
-// listed by their heads; their numbers are read, and expanded, only where they are asked for. Layout:
-// "MAT-File Format" (MathWorks).
+// What MATLAB files (version 4, 5 to 7 with or without compression, and 7.3) hold of numbers and texts.
+// Arrays are listed by their heads; their numbers are read, and expanded, only where they are asked for.
+// Layout: "MAT-File Format" (MathWorks).
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,10 +32,13 @@ struct MatContents {
     bool isCutOff = false;   // the last variable is not whole and left out
 };
 
+class Hdf5File;
+
 class MatFile {
   public:
     // Throws OpenError. The file must outlive the object.
     explicit MatFile(const DataFile& file);
+    ~MatFile();
 
     const MatContents& Contents() const { return contents_; }
     // Throws OpenError where they expand to far more than the file.
@@ -49,6 +53,7 @@ class MatFile {
 
     const DataFile& file_;
     bool isBig_ = false;
+    std::unique_ptr<Hdf5File> hdf5_;  // of version 7.3
     MatContents contents_;
 };
 
