@@ -71,7 +71,7 @@ class AxisPainter {
     void PaintTicks() const {
         const double step = TickStep(std::min(axis_.min, axis_.max), std::max(axis_.min, axis_.max),
                                      band_.Height() / pixelsPerTick);
-        const ValueScale scale(axis_.max, axis_.min, band_.top, band_.bottom);
+        const AxisScale scale(axis_.max, axis_.min, band_.top, band_.bottom);
         device_.SetPen({bracketColour});
         for (const double tick :
              Ticks(std::min(axis_.min, axis_.max), std::max(axis_.min, axis_.max), step)) {

@@ -100,7 +100,7 @@ void TakeProperties(const Form& form, CEventChan& chan) {
 
 }  // namespace
 
-std::optional<int> AskEventChannel(CKymoraView& view, const ChannelQuestion& question) {
+std::optional<int> AskEventChannel(CKymoraView& view, const EventChannelQuestion& question) {
     Form form(question.title);
     if (!question.note.empty()) form.AddNote("about", question.note);
     AddChannelField(form, view, question.current);

@@ -6,7 +6,7 @@
 
 namespace kymora {
 
-ValueScale PlotContext::GetValueScale(int axis) const {
+AxisScale PlotContext::GetValueScale(int axis) const {
     const CVertAxis& limits = settings.m_axes[static_cast<size_t>(axis)];
     const PixelRect band = BandOf(axis);
     return {limits.m_dMax, limits.m_dMin, band.top, band.bottom};

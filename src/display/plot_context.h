@@ -51,7 +51,7 @@ struct PlotContext {
 
     // --- coordinates ---
     TimeScale GetTimeScale() const { return {viewport, layout.plot.left, layout.plot.Width()}; }
-    ValueScale GetValueScale(int axis) const;
+    AxisScale GetValueScale(int axis) const;
     int TimeToPixel(double timeMs) const { return GetTimeScale().ToPixel(timeMs); }
     double PixelToTime(int x) const { return GetTimeScale().ToTime(x); }
     int ValueToPixel(double value, int axis) const { return GetValueScale(axis).ToPixel(value); }

@@ -59,7 +59,7 @@ class TraceLine {
 class TracePainter {
   public:
     TracePainter(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
-                 const ValueScale& values)
+                 const AxisScale& values)
         : device_(device), look_(look), bins_(bins), times_(times), values_(values) {
         inactive_ = {inactiveColour, 1, look.showsInactive ? Pen::Style::solid : Pen::Style::null};
     }
@@ -93,7 +93,7 @@ class TracePainter {
     const TraceLook& look_;
     const TraceBins& bins_;
     const TimeScale& times_;
-    const ValueScale& values_;
+    const AxisScale& values_;
     Pen inactive_;
 };
 
@@ -240,7 +240,7 @@ void DrawZeroLines(const PlotContext& context, DrawDevice& device) {
 }  // namespace
 
 void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
-                   const ValueScale& values) {
+                   const AxisScale& values) {
     TracePainter(device, look, bins, times, values).Paint();
 }
 

@@ -31,7 +31,7 @@ struct TraceLook {
 };
 
 void DrawTraceBins(DrawDevice& device, const TraceLook& look, const TraceBins& bins, const TimeScale& times,
-                   const ValueScale& values);
+                   const AxisScale& values);
 
 // Of the classic colours the frame is one; the even ones, and dark papers, have a grey one.
 uint32_t FrameColourOn(const PlotContext& context, uint32_t paper);

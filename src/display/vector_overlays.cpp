@@ -295,7 +295,7 @@ void WriteScaleBar(const VectorPlot& plot, VectorWriter& writer, ScaleBarId id) 
         if (bar.m_bShowText != 0) shape.text = fmt::format("{:.2f} ms", bar.m_fLength);
         return writer.HorizontalBar(shape);
     }
-    const ValueScale values = plot.Values(context.AxisOf(bar.m_nTrace));
+    const AxisScale values = plot.Values(context.AxisOf(bar.m_nTrace));
     shape.y2 = ClampPixel(int64_t{shape.y1} + values.ToPixel(bar.m_fLength) - values.ToPixel(0.0));
     const std::string& units = bar.m_strUnits.empty()
                                    ? context.doc.traces[static_cast<size_t>(bar.m_nTrace)].traceUnits

@@ -83,7 +83,7 @@ class TraceSource {
 class TraceLines {
   public:
     // `showsInactive`, or the pen lifts there.
-    TraceLines(VectorWriter& writer, const ValueScale& values, const VectorTraceLine::Look& look,
+    TraceLines(VectorWriter& writer, const AxisScale& values, const VectorTraceLine::Look& look,
                const VectorPen& pen, const VectorPen& inactive, bool showsInactive)
         : writer_(writer),
           values_(values),
@@ -146,7 +146,7 @@ class TraceLines {
     }
 
     VectorWriter& writer_;
-    ValueScale values_;
+    AxisScale values_;
     std::optional<std::pair<int, int>> rows_;
     bool isDots_;
     VectorPen pen_, greyPen_;
@@ -224,7 +224,7 @@ void LogSize(Session& session, VectorFormat format, const VectorPage& page) {
 
 }  // namespace
 
-ValueScale VectorPlot::Values(int axis) const {
+AxisScale VectorPlot::Values(int axis) const {
     const CVertAxis& limits = shown.settings.m_axes[static_cast<size_t>(axis)];
     const PixelRect band = shown.BandOf(axis);
     return {limits.m_dMax, limits.m_dMin, Row(band.top), Row(band.bottom)};

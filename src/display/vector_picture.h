@@ -24,7 +24,7 @@ struct VectorPlot {
         return RoundHalfAway((pixel - shown.layout.plot.top) * page.unitsPerPixel);
     }
     int Pixels(double count) const { return RoundHalfAway(count * page.unitsPerPixel); }
-    ValueScale Values(int axis) const;
+    AxisScale Values(int axis) const;
     // Of letters that are so many pixels high in the window: as large as in the picture, and not too small to
     // be read in print.
     double TextSize(int pixelHeight) const;

@@ -17,7 +17,7 @@ class VectorTraceLine {
         uint32_t dotColour = 0;
     };
 
-    VectorTraceLine(VectorWriter& writer, const ValueScale& values, Look look)
+    VectorTraceLine(VectorWriter& writer, const AxisScale& values, Look look)
         : writer_(writer), values_(values), look_(look), right_(writer.Page().width) {}
     ~VectorTraceLine() { Break(); }
     VectorTraceLine(const VectorTraceLine&) = delete;
@@ -52,7 +52,7 @@ class VectorTraceLine {
     void CutTo(Place to, bool isInside);
 
     VectorWriter& writer_;
-    ValueScale values_;
+    AxisScale values_;
     Look look_;
     double right_;
     Place last_;

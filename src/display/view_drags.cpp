@@ -228,7 +228,7 @@ class MagnifyValue : public MagnifyDrag {
         Move(view, event);
         if (IsClick(pressY_, y_)) return;
         view.SetMouseMode(mouseNormal);
-        const ValueScale scale = view.Plot().GetValueScale(axis_);
+        const AxisScale scale = view.Plot().GetValueScale(axis_);
         view.SetLimits(axis_, scale.ToValue(std::max(pressY_, y_)), scale.ToValue(std::min(pressY_, y_)),
                        "Magnify vertically", DisplayScope::look);
     }

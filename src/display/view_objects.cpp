@@ -82,7 +82,7 @@ Rows RowsAt(const PlotContext& context, int trace, int x) {
     const DisplayCache& cache = context.bins;
     const auto low = cache.Min(trace), high = cache.Max(trace);
     const auto active = cache.Active(trace);
-    const ValueScale scale = context.GetValueScale(context.AxisOf(trace));
+    const AxisScale scale = context.GetValueScale(context.AxisOf(trace));
     Rows rows;
     if (low.empty() || !(cache.BinTime() > 0.0)) return rows;
     const auto place = [&](int pixel) {

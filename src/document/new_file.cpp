@@ -82,7 +82,7 @@ std::string NameList(const std::vector<CDataDoc*>& files) {
     return text;
 }
 
-void DescribeAverage(CDataDoc& doc, const AverageSettings& settings) {
+void DescribeAverage(CDataDoc& doc, const AveragedFiles& settings) {
     const CDataDoc& first = *settings.files.front();
     doc.sampleInterval = first.sampleInterval;
     doc.traceCount = static_cast<int32_t>(settings.traces.size());
@@ -102,7 +102,7 @@ void DescribeAverage(CDataDoc& doc, const AverageSettings& settings) {
                                "\r\nFiles\r\n" + NameList(settings.files) + "\r\n");
 }
 
-void WriteMeanOfTrace(CArchive& archive, const AverageSettings& settings, int slot, TraceSettings& trace,
+void WriteMeanOfTrace(CArchive& archive, const AveragedFiles& settings, int slot, TraceSettings& trace,
                       ProgressScope& progress) {
     const int64_t length = settings.files.front()->GetLength();
     const auto count = static_cast<float>(settings.files.size());
@@ -178,7 +178,7 @@ std::optional<std::vector<CDataDoc*>> ConsistentFiles(Host& host, std::span<CDat
     return retained;
 }
 
-void WriteAverageFile(Session& session, const AverageSettings& settings, const std::filesystem::path& path) {
+void WriteAverageFile(Session& session, const AveragedFiles& settings, const std::filesystem::path& path) {
     session.host.Log("File new average will process files:\n" + NameList(settings.files));
     CFloatDoc doc(session);
     DescribeAverage(doc, settings);

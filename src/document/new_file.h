@@ -31,7 +31,7 @@ std::string CheckUserDefined(Session& session, const UserDefinedSettings& settin
 void WriteUserDefinedFile(Session& session, const UserDefinedSettings& settings,
                           const std::filesystem::path& path);
 
-struct AverageSettings {
+struct AveragedFiles {
     std::vector<CDataDoc*> files;  // without gaps, alike in traces, length and interval
     std::vector<int> traces;       // slots from 0
     std::string comment;
@@ -41,7 +41,7 @@ struct AverageSettings {
 // when the user gave up, or a file has gaps, which the user was told.
 std::optional<std::vector<CDataDoc*>> ConsistentFiles(Host& host, std::span<CDataDoc* const> files);
 // Throws FileError or Cancelled, and then leaves nothing behind.
-void WriteAverageFile(Session& session, const AverageSettings& settings, const std::filesystem::path& path);
+void WriteAverageFile(Session& session, const AveragedFiles& settings, const std::filesystem::path& path);
 
 // The name of the new file; nothing when it was not made, which the user knows. `open` are the recordings
 // that are open: none of them is written over.

@@ -200,7 +200,7 @@ std::optional<std::filesystem::path> NewUserDefinedFile(Session& session, std::s
 std::optional<std::filesystem::path> NewFileFromAverage(Session& session, std::span<CDataDoc* const> open) {
     Form form = AverageForm(open);
     if (!session.host.AskForm(form)) return {};
-    AverageSettings settings;
+    AveragedFiles settings;
     settings.files = CheckedFiles(form, open);
     if (settings.files.empty() || IsBlank(form.Text("traces"))) return {};
     settings.traces = ParseTraceList(form.Text("traces"), settings.files.front()->traceCount);

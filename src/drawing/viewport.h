@@ -64,10 +64,10 @@ class TimeScale {
 
 // Value to y and back, within one band. The limits may be reversed; when they are equal, or the band has no
 // height, every value lies at the bottom.
-class ValueScale {
+class AxisScale {
   public:
     // `top` and `bottom` are the pixels of axisTop and axisBottom.
-    ValueScale(double axisTop, double axisBottom, int top, int bottom)
+    AxisScale(double axisTop, double axisBottom, int top, int bottom)
         : axisBottom_(axisBottom),
           perPixel_((axisTop - axisBottom) / std::max(1, bottom - top)),
           bottom_(bottom) {

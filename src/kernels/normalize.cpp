@@ -64,7 +64,7 @@ NormalizeOutcome ToF0(const Input& input, float background, float f0, float deno
 }
 
 template <typename Input>
-double MeanOf(const Input& input, SampleStretch stretch) {
+double MeanOf(const Input& input, NormalizedStretch stretch) {
     RunningMean mean;
     int64_t at = 0;
     const int64_t end = stretch.first + stretch.count;
@@ -85,7 +85,7 @@ NormalizeOutcome ToAverage(const Input& input, int64_t count, const NormalizeSet
                            const char* nearZeroText, Output& output) {
     float f0 = settings.f0Value, denominator = settings.f0Value;
     if (settings.method != F0Method::explicitValue) {
-        SampleStretch stretch{0, count};
+        NormalizedStretch stretch{0, count};
         if (settings.method == F0Method::userTimes) {
             stretch =
                 WithoutGaps(StretchOfTimes(settings.f0Start, settings.f0Duration, settings.sampleInterval),
@@ -193,15 +193,15 @@ NormalizeOutcome Run(const Input& input, int64_t count, const NormalizeSettings&
 
 }  // namespace
 
-SampleStretch StretchOfTimes(double startMs, double durationMs, double sampleInterval) {
+NormalizedStretch StretchOfTimes(double startMs, double durationMs, double sampleInterval) {
     return {std::max<int64_t>(RoundHalfAway(startMs / sampleInterval), 0),
             std::max<int64_t>(RoundHalfAway(durationMs / sampleInterval), 1)};
 }
 
-SampleStretch WithoutGaps(SampleStretch stretch, std::span<const uint32_t> validRuns) {
+NormalizedStretch WithoutGaps(NormalizedStretch stretch, std::span<const uint32_t> validRuns) {
     if (validRuns.empty()) return stretch;
     const int64_t end = stretch.first + stretch.count;
-    SampleStretch left;
+    NormalizedStretch left;
     int64_t at = 0;
     for (size_t i = 0; i < validRuns.size(); ++i) {
         const int64_t next = at + validRuns[i];

@@ -36,15 +36,15 @@ struct NormalizeOutcome : KernelOutcome {
 };
 
 // A stretch of the samples of a run. What passes the end of the run is not there.
-struct SampleStretch {
+struct NormalizedStretch {
     int64_t first = 0;
     int64_t count = 0;
 };
 
 // The samples of the user's times, at least one.
-SampleStretch StretchOfTimes(double startMs, double durationMs, double sampleInterval);
+NormalizedStretch StretchOfTimes(double startMs, double durationMs, double sampleInterval);
 // The same stretch in the samples that are left when gaps are left out; none where it lies in a gap.
-SampleStretch WithoutGaps(SampleStretch stretch, std::span<const uint32_t> validRuns);
+NormalizedStretch WithoutGaps(NormalizedStretch stretch, std::span<const uint32_t> validRuns);
 
 inline constexpr const char* rangeNearZeroText =
     "The data range is very close to 0, so normalization will fail";

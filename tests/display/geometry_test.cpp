@@ -34,28 +34,28 @@ TEST(TimeScale, NeedsNeitherWidthNorDuration) {
     EXPECT_EQ(TimeScale({0.0, 1e-300}, 70, 800).ToPixel(1e300), farthestPixel);
 }
 
-TEST(ValueScale, MapsTheLimitsToTheEdgesOfTheBand) {
-    const ValueScale scale(10.0, -10.0, 20, 220);  // 10 pixels a unit
+TEST(AxisScale, MapsTheLimitsToTheEdgesOfTheBand) {
+    const AxisScale scale(10.0, -10.0, 20, 220);  // 10 pixels a unit
     EXPECT_EQ(scale.ToPixel(10.0), 20);
     EXPECT_EQ(scale.ToPixel(-10.0), 220);
     EXPECT_EQ(scale.ToPixel(0.0), 120);
     EXPECT_EQ(scale.ToPixel(0.05), 119);  // (-10 - 0.05) x 10 = -100.5, away from zero
     EXPECT_DOUBLE_EQ(scale.ToValue(120), 0.0);
 
-    const ValueScale upsideDown(-10.0, 10.0, 20, 220);
+    const AxisScale upsideDown(-10.0, 10.0, 20, 220);
     EXPECT_EQ(upsideDown.ToPixel(10.0), 220);
     EXPECT_EQ(upsideDown.ToPixel(-10.0), 20);
 }
 
-TEST(ValueScale, StandsAnyLimitsAndValues) {
-    EXPECT_EQ(ValueScale(1.0, 1.0, 20, 220).ToPixel(1.0), 220);
-    EXPECT_EQ(ValueScale(1.0, 0.0, 20, 20).ToPixel(1.0), 20);
-    EXPECT_EQ(ValueScale(1.0, 0.0, 40, 20).ToPixel(1.0), 20);
-    EXPECT_EQ(ValueScale(infinity, 0.0, 20, 220).ToPixel(1.0), 220);
-    EXPECT_EQ(ValueScale(notANumber, 0.0, 20, 220).ToPixel(1.0), 220);
-    EXPECT_EQ(ValueScale(1.0, 0.0, 20, 220).ToPixel(infinity), -farthestPixel);
-    EXPECT_EQ(ValueScale(1.0, 0.0, 20, 220).ToPixel(-infinity), farthestPixel);
-    EXPECT_EQ(ValueScale(1e-300, 0.0, 20, 220).ToPixel(1e300), -farthestPixel);
+TEST(AxisScale, StandsAnyLimitsAndValues) {
+    EXPECT_EQ(AxisScale(1.0, 1.0, 20, 220).ToPixel(1.0), 220);
+    EXPECT_EQ(AxisScale(1.0, 0.0, 20, 20).ToPixel(1.0), 20);
+    EXPECT_EQ(AxisScale(1.0, 0.0, 40, 20).ToPixel(1.0), 20);
+    EXPECT_EQ(AxisScale(infinity, 0.0, 20, 220).ToPixel(1.0), 220);
+    EXPECT_EQ(AxisScale(notANumber, 0.0, 20, 220).ToPixel(1.0), 220);
+    EXPECT_EQ(AxisScale(1.0, 0.0, 20, 220).ToPixel(infinity), -farthestPixel);
+    EXPECT_EQ(AxisScale(1.0, 0.0, 20, 220).ToPixel(-infinity), farthestPixel);
+    EXPECT_EQ(AxisScale(1e-300, 0.0, 20, 220).ToPixel(1e300), -farthestPixel);
 }
 
 TEST(CacheLevel, IsTheFirstWhoseBinsHoldTheViewport) {

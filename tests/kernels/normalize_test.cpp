@@ -95,9 +95,9 @@ TEST(NormalizeTest, ToTheAverageOfTheUsersTimes) {
 
 TEST(NormalizeTest, TheUsersTimesCountGapsThatAreLeftOut) {
     const std::vector<uint32_t> runs = {3, 5, 4, 2, 6};  // samples 0-2, 8-11, 14-19
-    const std::pair<SampleStretch, SampleStretch> stretches[] = {{{1, 2}, {1, 2}},   {{2, 7}, {2, 2}},
-                                                                 {{4, 2}, {3, 0}},   {{9, 7}, {4, 5}},
-                                                                 {{25, 3}, {13, 0}}, {{0, 100}, {0, 13}}};
+    const std::pair<NormalizedStretch, NormalizedStretch> stretches[] = {
+        {{1, 2}, {1, 2}}, {{2, 7}, {2, 2}},   {{4, 2}, {3, 0}},
+        {{9, 7}, {4, 5}}, {{25, 3}, {13, 0}}, {{0, 100}, {0, 13}}};
     for (const auto& [with, without] : stretches) {
         EXPECT_EQ(WithoutGaps(with, runs).first, without.first) << with.first;
         EXPECT_EQ(WithoutGaps(with, runs).count, without.count) << with.first;

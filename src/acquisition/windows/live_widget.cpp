@@ -237,7 +237,7 @@ void LiveWidget::PlaceRaster() {
         const PixelRect band = plot.BandOf(trace);
         const uint32_t colour = plot.Seen(doc_->traces[static_cast<size_t>(trace)].traceColour);
         looks.push_back({ToQColor(colour).rgb(),
-                         ValueScale(axis.m_dMax, axis.m_dMin, inPixels(band.top), inPixels(band.bottom)),
+                         AxisScale(axis.m_dMax, axis.m_dMin, inPixels(band.top), inPixels(band.bottom)),
                          inPixels(band.top - plot.layout.axisGap),
                          inPixels(band.bottom + plot.layout.axisGap)});
     }

@@ -24,7 +24,7 @@ std::string ChannelText(const PlotContext& context, int channel) {
     return "Channel " + EventChannelText(context.GetSession(), channel);
 }
 
-std::string StretchText(const PlotContext& context, int channel, EventStretch stretch) {
+std::string StretchText(const PlotContext& context, int channel, RowStretch stretch) {
     return fmt::format("{}: {} to {}, duration {}", ChannelText(context, channel),
                        PositionText(context, stretch.from), PositionText(context, stretch.to),
                        PositionText(context, stretch.to - stretch.from));
@@ -40,7 +40,7 @@ void ClipToPlot(const PlotContext& context, DrawDevice& device) {
 }
 
 // An outline in the row and lines through the traces, so that the hand can be led by the samples.
-void DrawStretch(const PlotContext& context, DrawDevice& device, int channel, EventStretch stretch,
+void DrawStretch(const PlotContext& context, DrawDevice& device, int channel, RowStretch stretch,
                  bool throughTraces) {
     ClipToPlot(context, device);
     const PixelRect& plot = context.layout.plot;
@@ -56,7 +56,7 @@ void DrawStretch(const PlotContext& context, DrawDevice& device, int channel, Ev
     device.ClearClip();
 }
 
-EventStretch StretchOf(const CEventKM& event) { return {event.onPosition, event.offPosition}; }
+RowStretch StretchOf(const CEventKM& event) { return {event.onPosition, event.offPosition}; }
 
 // --- rows ---
 
@@ -126,9 +126,7 @@ class EventDrag : public MouseDrag {
     int64_t Shift(const PlotContext& context) const {
         return context.doc.PositionOf(context.PixelToTime(at_.x) - context.PixelToTime(press_.x));
     }
-    EventStretch Between(const PlotContext& context) const {
-        return StretchBetween(context, press_.x, at_.x);
-    }
+    RowStretch Between(const PlotContext& context) const { return StretchBetween(context, press_.x, at_.x); }
 
     int channel_;
     MouseEvent press_, at_;
@@ -159,10 +157,10 @@ class EdgeDrag : public EventDrag {
         const int64_t edge = edge_.part == EventPart::onset ? event->onPosition : event->offPosition;
         return edge + Shift(context);
     }
-    EventStretch Result(const PlotContext& context) const {
+    RowStretch Result(const PlotContext& context) const {
         const CEventKM* event = context.doc.GetEvent(edge_.channel, edge_.index);
         return event ? StretchOf(StretchedEvent(context.doc, *event, edge_.part, Sample(context)))
-                     : EventStretch();
+                     : RowStretch();
     }
 
     EventHit edge_;
@@ -208,9 +206,9 @@ class MoveDrag : public EventDrag {
     bool AreThere(const PlotContext& context) const {
         return indices_.back() < EventChannel(context.doc, channel_).GetNumEvents();
     }
-    EventStretch Moved(const PlotContext& context, int64_t shift) const {
+    RowStretch Moved(const PlotContext& context, int64_t shift) const {
         const CEventKM* event = context.doc.GetEvent(channel_, indices_.front());
-        return event ? EventStretch{event->onPosition + shift, event->offPosition + shift} : EventStretch();
+        return event ? RowStretch{event->onPosition + shift, event->offPosition + shift} : RowStretch();
     }
     void DrawGroup(const PlotContext& context, DrawDevice& device, int64_t shift) const {
         const PixelRect& plot = context.layout.plot;
@@ -289,7 +287,7 @@ class SelectionDrag : public EventDrag {
 
   private:
     Viewport Selected(const PlotContext& context) const {
-        const EventStretch stretch = Between(context);
+        const RowStretch stretch = Between(context);
         return {context.doc.TimeOf(stretch.from), context.doc.TimeOf(stretch.to)};
     }
 
@@ -311,7 +309,7 @@ class NewEventDrag : public EventDrag {
     }
     void Finish(CKymoraView& view) override {
         const int64_t length = view.GetDocument().GetLength();
-        EventStretch stretch = Between(view.Plot());
+        RowStretch stretch = Between(view.Plot());
         stretch.from = std::min(stretch.from, length - 1);
         stretch.to = std::min(stretch.to, length);
         InsertEvents(view, channel_, std::span(&stretch, 1), name_);

@@ -187,23 +187,23 @@ bool StretchEvent(CKymoraView& view, const EventHit& hit, int64_t sample, std::s
         view.GetDocument(), hit.channel, index, [&](CEventKM& changed) { changed = stretched; }, name);
 }
 
-EventStretch FixedStretch(CDataDoc& doc, double timeMs) {
+RowStretch FixedStretch(CDataDoc& doc, double timeMs) {
     const EventInsertion& insertion = doc.GetSession().eventInsertion;
     const int64_t duration = std::max(1, doc.PositionOf(insertion.durationMs));
     const int64_t start = doc.PositionOf(timeMs) - (insertion.centred ? duration / 2 : 0);
     const int64_t length = std::max<int64_t>(1, doc.GetLength());
-    EventStretch stretch{std::clamp<int64_t>(start, 0, length - 1), start + duration};
+    RowStretch stretch{std::clamp<int64_t>(start, 0, length - 1), start + duration};
     stretch.to = std::clamp(stretch.to, stretch.from + 1, length);
     return stretch;
 }
 
-bool InsertEvents(CKymoraView& view, int channel, std::span<const EventStretch> stretches,
+bool InsertEvents(CKymoraView& view, int channel, std::span<const RowStretch> stretches,
                   std::string_view name) {
     CEventChan& chan = EventChannel(view.GetDocument(), channel);
     if (chan.IsLocked()) return false;
     const EventInsertion& insertion = view.GetSession().eventInsertion;
     std::vector<CEventKM> events;
-    for (const EventStretch& stretch : stretches)
+    for (const RowStretch& stretch : stretches)
         events.push_back({ToPosition(stretch.from), ToPosition(stretch.to), insertion.value, insertion.tag,
                           insertion.ownColour ? insertion.colour : 0, EventLabel(insertion.label)});
     if (chan.channelVisible != 0)

@@ -45,9 +45,9 @@ CEventKM StretchedEvent(CDataDoc& doc, CEventKM event, EventPart part, int64_t s
 bool StretchEvent(CKymoraView& view, const EventHit& hit, int64_t sample, std::string_view name);
 
 // The stretch of an event of the fixed duration for a click at a sample. Only for recordings with a sample.
-EventStretch FixedStretch(CDataDoc& doc, double timeMs);
+RowStretch FixedStretch(CDataDoc& doc, double timeMs);
 // Adds events with what is set for insertion, and shows their channel if it is hidden.
-bool InsertEvents(CKymoraView& view, int channel, std::span<const EventStretch> stretches,
+bool InsertEvents(CKymoraView& view, int channel, std::span<const RowStretch> stretches,
                   std::string_view name);
 
 // Changes the settings of a channel, as one step. A lock is the caller's to ask.

@@ -177,7 +177,7 @@ void AskEventTimes(CKymoraView& view) {
     };
     if (!Ask(view, form)) return;
     std::string fault;
-    std::vector<EventStretch> stretches;
+    std::vector<RowStretch> stretches;
     for (const double time : ParseEventTimes(view, form.Text("times"), fault))
         stretches.push_back(FixedStretch(view.GetDocument(), time));
     if (fault.empty()) InsertEvents(view, channel, stretches, form.title);

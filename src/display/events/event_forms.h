@@ -28,14 +28,14 @@ std::vector<double> ParseEventTimes(const CKymoraView& view, std::string_view te
 
 // --- channels ---
 // What the chooser of a channel shows and demands beside the channel.
-struct ChannelQuestion {
+struct EventChannelQuestion {
     std::string title;
     int current = 0;
     std::string note;          // shown above the channel; empty for none
     bool needsEvents = false;  // a channel without events is not taken
 };
 // A channel by its letter or number; nothing when the user cancels.
-std::optional<int> AskEventChannel(CKymoraView& view, const ChannelQuestion& question);
+std::optional<int> AskEventChannel(CKymoraView& view, const EventChannelQuestion& question);
 inline std::optional<int> AskEventChannel(CKymoraView& view, std::string title, int current) {
     return AskEventChannel(view, {std::move(title), current, {}, false});
 }

@@ -103,13 +103,13 @@ int64_t SampleAt(const PlotContext& context, int x) {
     return std::clamp<int64_t>(doc.PositionOf(context.PixelToTime(x)), 0, doc.GetLength());
 }
 
-EventStretch StretchBetween(const PlotContext& context, int x1, int x2) {
-    EventStretch stretch{SampleAt(context, std::min(x1, x2)), SampleAt(context, std::max(x1, x2))};
+RowStretch StretchBetween(const PlotContext& context, int x1, int x2) {
+    RowStretch stretch{SampleAt(context, std::min(x1, x2)), SampleAt(context, std::max(x1, x2))};
     stretch.to = std::max(stretch.to, stretch.from + 1);
     return stretch;
 }
 
-std::vector<int> EventsTouching(const PlotContext& context, int channel, EventStretch stretch) {
+std::vector<int> EventsTouching(const PlotContext& context, int channel, RowStretch stretch) {
     std::vector<int> found;
     SummaryOf(context, channel).ForTouching(stretch.from, stretch.to, [&](size_t i) {
         found.push_back(static_cast<int>(i));
@@ -117,7 +117,7 @@ std::vector<int> EventsTouching(const PlotContext& context, int channel, EventSt
     return found;
 }
 
-std::vector<int> EventsStartingIn(const PlotContext& context, int channel, EventStretch stretch) {
+std::vector<int> EventsStartingIn(const PlotContext& context, int channel, RowStretch stretch) {
     const auto& events = context.doc.eventChannels[static_cast<size_t>(channel)].Events();
     std::vector<int> found;
     for (const int i : EventsTouching(context, channel, stretch))

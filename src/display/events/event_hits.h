@@ -17,9 +17,9 @@ struct EventHit {
     bool operator==(const EventHit&) const = default;
 };
 
-struct EventStretch {
+struct RowStretch {
     int64_t from = 0, to = 0;
-    bool operator==(const EventStretch&) const = default;
+    bool operator==(const RowStretch&) const = default;
 };
 
 // The row under a pixel, within the margin of hits, or -1. A row of the selected channel comes first, so that
@@ -41,11 +41,11 @@ int EventNameAt(const PlotContext& context, int x, int y);
 // The sample of a pixel, held to the recording: from 0 to its length, inclusive.
 int64_t SampleAt(const PlotContext& context, int x);
 // From one pixel to another, in any order; at least one sample.
-EventStretch StretchBetween(const PlotContext& context, int x1, int x2);
+RowStretch StretchBetween(const PlotContext& context, int x1, int x2);
 
 // The events of a channel that touch a stretch, ascending.
-std::vector<int> EventsTouching(const PlotContext& context, int channel, EventStretch stretch);
+std::vector<int> EventsTouching(const PlotContext& context, int channel, RowStretch stretch);
 // Those that start in it.
-std::vector<int> EventsStartingIn(const PlotContext& context, int channel, EventStretch stretch);
+std::vector<int> EventsStartingIn(const PlotContext& context, int channel, RowStretch stretch);
 
 }  // namespace kymora

@@ -138,7 +138,7 @@ std::unique_ptr<MouseDrag> PressToInsert(CKymoraView& view, const MouseEvent& ev
     constexpr std::string_view name = "Insert event";
     const int kind = view.m_nMouseMode - mouseInsertFirst;
     if (kind == 1) return DragNewEvent(channel, event, name);
-    EventStretch stretch = FixedStretch(view.GetDocument(), view.Plot().PixelToTime(event.x));
+    RowStretch stretch = FixedStretch(view.GetDocument(), view.Plot().PixelToTime(event.x));
     if (kind == 2) {
         stretch.from = std::min(SampleAt(view.Plot(), event.x), length - 1);
         stretch.to = stretch.from + 1;

@@ -13,7 +13,7 @@ class LiveRaster {
   public:
     struct Look {
         uint32_t argb = 0xFF000000;
-        ValueScale rows{1.0, -1.0, 0, 1};
+        AxisScale rows{1.0, -1.0, 0, 1};
         int top = 0, bottom = 0;  // rows that it may cover; bottom is exclusive
         bool operator==(const Look& other) const;
     };

@@ -102,7 +102,7 @@ LiveTraces::Bin LiveTraces::Fold(size_t trace, int64_t first, int64_t end) const
     return all;
 }
 
-std::optional<RowSpan> LiveTraces::OwnRows(size_t trace, int64_t column, const ValueScale& rows) const {
+std::optional<RowSpan> LiveTraces::OwnRows(size_t trace, int64_t column, const AxisScale& rows) const {
     const auto row = [&](int32_t code) { return rows.ToPixel(VoltsOf(code, trace)); };
     const int64_t first = FirstBinOf(column), end = FirstBinOf(column + 1);
     if (first < end) {
@@ -121,7 +121,7 @@ std::optional<RowSpan> LiveTraces::OwnRows(size_t trace, int64_t column, const V
     return RowSpan{y, y};
 }
 
-std::optional<RowSpan> LiveTraces::Span(size_t trace, int64_t column, const ValueScale& rows) const {
+std::optional<RowSpan> LiveTraces::Span(size_t trace, int64_t column, const AxisScale& rows) const {
     auto span = OwnRows(trace, column, rows);
     const bool isSweepStart = column <= 0 || (restarts_ && column % columns_ == 0);
     if (!span || isSweepStart) return span;

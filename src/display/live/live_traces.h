@@ -53,7 +53,7 @@ class LiveTraces {
 
     // What the trace covers in a column: the rows between its minimum and maximum, joined to the column
     // before. Nothing where there is no sample. `rows` maps values (V) to rows.
-    std::optional<RowSpan> Span(size_t trace, int64_t column, const ValueScale& rows) const;
+    std::optional<RowSpan> Span(size_t trace, int64_t column, const AxisScale& rows) const;
 
     struct Range {
         double low = std::numeric_limits<double>::infinity();
@@ -81,7 +81,7 @@ class LiveTraces {
     int64_t FirstBinOf(int64_t column) const;
     void MakeRoom(int64_t bin);
     Bin Fold(size_t trace, int64_t first, int64_t end) const;
-    std::optional<RowSpan> OwnRows(size_t trace, int64_t column, const ValueScale& rows) const;
+    std::optional<RowSpan> OwnRows(size_t trace, int64_t column, const AxisScale& rows) const;
 
     ScanFormat format_;
     double scansAcross_ = 1.0;

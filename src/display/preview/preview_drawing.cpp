@@ -82,7 +82,7 @@ class PanePainter {
     }
 
   private:
-    ValueScale ScaleOf(const PreviewScale& scale) const {
+    AxisScale ScaleOf(const PreviewScale& scale) const {
         return {scale.high, scale.low, band_.top, band_.bottom};
     }
 

@@ -132,8 +132,8 @@ TEST_F(EventHitsTest, SamplesAreHeldToTheRecording) {
     Open(9500.0, 10300.0);
     EXPECT_EQ(SampleAt(view->Plot(), 70), 9500);
     EXPECT_EQ(SampleAt(view->Plot(), 700), 10000);  // behind the last sample
-    EXPECT_EQ(StretchBetween(view->Plot(), 100, 90), (EventStretch{9520, 9530}));
-    EXPECT_EQ(StretchBetween(view->Plot(), 90, 90), (EventStretch{9520, 9521}));
+    EXPECT_EQ(StretchBetween(view->Plot(), 100, 90), (RowStretch{9520, 9530}));
+    EXPECT_EQ(StretchBetween(view->Plot(), 90, 90), (RowStretch{9520, 9521}));
 }
 
 }  // namespace

@@ -287,9 +287,9 @@ TEST_F(EventMouseTest, InsertedEventsStayInTheRecording) {
     EXPECT_EQ(SpansOf(), (Spans{{9950, 10000}, {9990, 10000}, {9999, 10000}, {9999, 10000}}));
     session.eventInsertion.durationMs = 0.0;
     session.eventInsertion.centred = true;
-    EXPECT_EQ(FixedStretch(*doc, 0.0), (EventStretch{0, 1}));
+    EXPECT_EQ(FixedStretch(*doc, 0.0), (RowStretch{0, 1}));
     session.eventInsertion.durationMs = 50.0;
-    EXPECT_EQ(FixedStretch(*doc, 10.0), (EventStretch{0, 35}));
+    EXPECT_EQ(FixedStretch(*doc, 10.0), (RowStretch{0, 35}));
 }
 
 TEST_F(EventMouseTest, TagsLabelsAndColoursKeepTheTable) {

@@ -35,8 +35,8 @@ ScanFormat TwoChannels() {
 double Volts(int16_t code, size_t trace) { return code * 20.0 / 65536.0 / (trace == 1 ? 4.0 : 1.0); }
 
 std::vector<LiveRaster::Look> Looks() {
-    return {{0xFF112233, ValueScale(5.0, -5.0, 2, 55), 0, 60},
-            {0xFF445566, ValueScale(-1.0, 1.0, 62, 115), 60, height}};
+    return {{0xFF112233, AxisScale(5.0, -5.0, 2, 55), 0, 60},
+            {0xFF445566, AxisScale(-1.0, 1.0, 62, 115), 60, height}};
 }
 
 }  // namespace
@@ -137,7 +137,7 @@ TEST(LiveTraces, AFullSweepStandsWhole) {
     live.Begin(ScanFormat(), 100.0, 100, true);
     LiveRaster raster;
     raster.SetSize(100, 3);
-    raster.SetLooks({{0xFF000000, ValueScale(10.0, -10.0, 0, 2), 0, 3}});
+    raster.SetLooks({{0xFF000000, AxisScale(10.0, -10.0, 0, 2), 0, 3}});
     const std::vector<uint16_t> codes(100, 0x8000);
     const auto painted = [&](size_t scans) {
         live.Add(std::as_bytes(std::span(codes)).first(2 * scans));
@@ -158,7 +158,7 @@ TEST(LiveTraces, WhatPassedIsLeftOut) {
     live.Pass(5);
     live.Add(std::as_bytes(std::span(codes)));
     live.Pass(30 - live.Scans());
-    const ValueScale rows(1.0, -1.0, 0, 100);
+    const AxisScale rows(1.0, -1.0, 0, 100);
     for (int64_t column = 0; column < 30; ++column)
         EXPECT_EQ(live.Span(0, column, rows).has_value(), column < 10 || (column >= 15 && column < 25))
             << column;
