@@ -3,9 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <map>
+#include <optional>
 
+#include "archive/text_encoding.h"
 #include "import/digital_lines.h"
 
 namespace kymora {
@@ -23,6 +27,18 @@ double RateOf(uint32_t period) {
     return ticksPerSecond / period;
 }
 
+// Up to the first zero; of bytes or of UTF-16.
+std::string CommentText(const FileFields& fields, size_t at, size_t length, bool isWide) {
+    if (!isWide) return fields.Text(at, length);
+    std::u16string units;
+    for (size_t i = 0; i + 2 <= length; i += 2) {
+        const uint16_t unit = fields.U16(at + i);
+        if (unit == 0) break;
+        units.push_back(static_cast<char16_t>(unit));
+    }
+    return WideToText(units);
+}
+
 }  // namespace
 
 int CBlackrockDoc::FirstStreamNumber() const {
@@ -33,10 +49,11 @@ int CBlackrockDoc::FirstStreamNumber() const {
 std::vector<DataStream> CBlackrockDoc::ReadStreams(const DataFile& file) {
     channels_.clear();
     pieces_.clear();
-    anchors_.clear();
+    warnings_.clear();
     comment_.clear();
     clock_.reset();
     blockBytes_ = 0;
+    perBlock_ = 0;
     length_ = 0;
     const std::string id(FileFields(file, 0, 8).Bytes(0, 8));
     if (id == "NEURALSG") {
@@ -68,7 +85,8 @@ void CBlackrockDoc::ReadOldHeader(const DataFile& file) {
     dataAt_ = 32 + 4 * uint64_t{count};
     length_ = static_cast<int64_t>((file.Length() - dataAt_) / (2 * uint64_t{count}));
     pieces_ = {{0, length_, dataAt_}};
-    anchors_ = {{0, 0}};
+    times_ = ClockPlaces(resolution_);
+    times_.Add({0, 0, length_, rate_ / resolution_}, false);
 }
 
 void CBlackrockDoc::ReadHeader(const DataFile& file) {
@@ -111,29 +129,41 @@ void CBlackrockDoc::AddChannel(const FileFields& header, size_t at) {
 }
 
 void CBlackrockDoc::WalkBlocks(const DataFile& file) {
+    if (WalkEqualBlocks(file)) return;
     const uint64_t rowBytes = 2 * channels_.size(), headLength = 5 + static_cast<uint64_t>(timeBytes_);
     const size_t mostPieces = MostRuns(file.Length(), std::min<size_t>(channels_.size(), maxTraces));
+    const std::string name = filePath.filename().string();
+    times_ = ClockPlaces(resolution_);
+    // The heads of small blocks are read many at a time.
+    constexpr uint64_t smallBlock = 16 << 10, bytesAtOnce = 64 << 10;
+    std::optional<FileFields> held;
+    uint64_t heldAt = 0, before = bytesAtOnce;
     for (uint64_t at = dataAt_; at + headLength <= file.Length();) {
-        const FileFields head(file, at, headLength);
-        if (head.U8(0) != 1) break;
-        // Damaged times may be any; differences of these are numbers all the same.
-        const int64_t time =
-            timeBytes_ == 8 ? std::clamp(head.I64(1), -farthestTime, farthestTime) : int64_t{head.U32(1)};
-        const uint64_t stated = head.U32(headLength - 4);
-        at += headLength;
-        const uint64_t held = (file.Length() - at) / rowBytes;
-        if (pieces_.empty() && stated == 1 && timeBytes_ == 8 && resolution_ >= 1e9) return WalkSamples(file);
-        // Of a file that was not closed the last block states none.
-        const auto count = static_cast<int64_t>(stated == 0 ? held : std::min(stated, held));
-        if (anchors_.empty() || time < anchors_.back().time) {
-            anchors_.push_back({time, length_});
-        } else {
-            const double elapsed = static_cast<double>(time - anchors_.back().time) * rate_ / resolution_;
-            length_ =
-                std::max<int64_t>(length_, anchors_.back().position + std::llround(std::min(elapsed, 1e15)));
+        if (!held || at < heldAt || at + headLength > heldAt + held->Length()) {
+            const uint64_t wanted = before < smallBlock ? bytesAtOnce : headLength;
+            held.emplace(file, at, std::min(wanted, file.Length() - at));
+            heldAt = at;
         }
-        if (count > 0) pieces_.push_back({length_, count, at});
-        length_ += count;
+        const auto head = static_cast<size_t>(at - heldAt);
+        if (held->U8(head) != 1) {
+            warnings_.push_back(fmt::format(
+                "{} is damaged: at byte {} no data block begins. The {} bytes from there on are left out.",
+                name, at, file.Length() - at));
+            break;
+        }
+        // Damaged times may be any; differences of these are numbers all the same.
+        const int64_t time = timeBytes_ == 8 ? std::clamp(held->I64(head + 1), -farthestTime, farthestTime)
+                                             : int64_t{held->U32(head + 1)};
+        const uint64_t stated = held->U32(head + static_cast<size_t>(headLength) - 4);
+        at += headLength;
+        const uint64_t there = (file.Length() - at) / rowBytes;
+        // Of a file that was not closed the last block states none.
+        const auto count = static_cast<int64_t>(stated == 0 ? there : std::min(stated, there));
+        if (stated > there)
+            warnings_.push_back(fmt::format(
+                "{} ends early: its last data block states {} samples and holds {}.", name, stated, there));
+        AddPiece(time, count, at);
+        before = headLength + static_cast<uint64_t>(count) * rowBytes;
         at += static_cast<uint64_t>(count) * rowBytes;
         if (pieces_.size() > mostPieces)
             throw OpenError("This recording has more or longer gaps than can be handled.");
@@ -142,26 +172,116 @@ void CBlackrockDoc::WalkBlocks(const DataFile& file) {
     if (pieces_.empty()) length_ = 0;
 }
 
-// Of a clock of nanoseconds: every block holds one sample, and its time jitters.
-void CBlackrockDoc::WalkSamples(const DataFile& file) {
-    blockBytes_ = 13 + 2 * channels_.size();
-    const auto blocks = static_cast<int64_t>((file.Length() - dataAt_) / blockBytes_);
+// Behind a gap, or where the clock was set back, right behind what there is.
+void CBlackrockDoc::AddPiece(int64_t time, int64_t count, uint64_t offset) {
+    if (count == 0) return;
+    const double samplesPerTick = rate_ / resolution_;
+    bool isSetBack = false;
+    if (!pieces_.empty()) {
+        const auto elapsed = static_cast<double>(time - lastTime_);
+        const double end = static_cast<double>(pieces_.back().count) / samplesPerTick;
+        const double late = (elapsed - end) * samplesPerTick;
+        isSetBack = elapsed < 0.0 || elapsed < end - times_.Slack();
+        if (!isSetBack && late > 0.0) length_ += std::llround(std::min(late, 1e15));
+        if (length_ > int64_t{1} << 52)
+            throw OpenError("This recording has more or longer gaps than can be handled.");
+    }
+    pieces_.push_back({length_, count, offset});
+    times_.Add({time, length_, count, samplesPerTick}, isSetBack);
+    lastTime_ = time;
+    length_ += count;
+}
+
+// Blocks of as many samples each, as those of a clock of nanoseconds, which hold one, and whose times jitter.
+// Few of them are looked at. False where they are not equal or too large to matter.
+bool CBlackrockDoc::WalkEqualBlocks(const DataFile& file) {
+    constexpr uint64_t largeBlock = 64 << 10;
+    const uint64_t headLength = 5 + static_cast<uint64_t>(timeBytes_);
+    const uint64_t rowBytes = 2 * channels_.size();
+    if (file.Length() < dataAt_ + headLength) return false;
+    const uint32_t each = FileFields(file, dataAt_, headLength).U32(static_cast<size_t>(headLength) - 4);
+    const uint64_t bytes = headLength + each * rowBytes;
+    if (each == 0 || bytes > largeBlock) return false;
+    const bool isJittery = each == 1 && timeBytes_ == 8 && resolution_ >= 1e9;
+    const auto blocks = static_cast<int64_t>((file.Length() - dataAt_) / bytes);
+    const uint64_t rest = (file.Length() - dataAt_) % bytes;
+    if (blocks < 2 && !isJittery) return false;
+    bool areEqual = true;
     const auto time = [&](int64_t block) {
+        std::array<std::byte, 13> head{};
+        ReadWhole(file, dataAt_ + static_cast<uint64_t>(block) * bytes,
+                  std::span(head).first(static_cast<size_t>(headLength)));
+        uint32_t count = 0;
+        std::memcpy(&count, head.data() + headLength - 4, sizeof count);
+        if (head[0] != std::byte{1} || count != each) areEqual = false;
         int64_t ticks = 0;
-        ReadWhole(file, dataAt_ + static_cast<uint64_t>(block) * blockBytes_ + 1,
-                  std::as_writable_bytes(std::span(&ticks, 1)));
-        return ticks;
+        std::memcpy(&ticks, head.data() + 1, static_cast<size_t>(timeBytes_));
+        return std::clamp(ticks, -farthestTime, farthestTime);
     };
+    for (const int64_t block : {int64_t{1}, blocks / 3, blocks / 2, blocks - 1})
+        if (block < blocks) time(block);
+    if (!areEqual) return false;
     const double period = resolution_ / rate_;
     const size_t mostRuns = MostRuns(file.Length(), std::min<size_t>(channels_.size(), maxTraces));
-    const auto runs = BlockTimes(blocks, 1, {period, 1.0 / period, period}, mostRuns, time).Runs();
+    const BlockClock clock{period * each, 1.0 / period, isJittery ? period : 0.5 * period};
+    std::vector<BlockRun> runs;
+    try {
+        const BlockTimes found(blocks, each, clock, mostRuns, time);
+        if (!areEqual || (!isJittery && found.Overlaps() > 0)) return false;
+        runs = found.Runs();
+    } catch (const OpenError&) {
+        if (areEqual) throw;
+        return false;
+    }
+    blockBytes_ = bytes;
+    perBlock_ = each;
+    times_ = ClockPlaces(resolution_);
+    // The clock of the samples is not that of the times: events lie between times that are not far apart.
+    const int64_t step = std::max<int64_t>(blocks / 4096, 1);
     for (size_t r = 0; r < runs.size(); ++r) {
         const int64_t end = r + 1 < runs.size() ? runs[r + 1].block : blocks;
-        pieces_.push_back({runs[r].position, end - runs[r].block,
-                           dataAt_ + static_cast<uint64_t>(runs[r].block) * blockBytes_ + 13});
+        pieces_.push_back({runs[r].position, (end - runs[r].block) * each,
+                           dataAt_ + static_cast<uint64_t>(runs[r].block) * bytes + headLength});
         length_ = pieces_.back().position + pieces_.back().count;
+        for (int64_t at = runs[r].block, from = time(at);;) {
+            const int64_t to = std::min(at + step, end - 1);
+            const int64_t toTime = to > at ? time(to) : from;
+            const auto elapsed = static_cast<double>(toTime - from);
+            const bool isTold = isJittery && elapsed > 0.0;
+            times_.Add({from, runs[r].position + (at - runs[r].block) * each,
+                        std::max<int64_t>(to - at, 1) * each,
+                        isTold ? static_cast<double>((to - at) * each) / elapsed : 1.0 / period},
+                       false);
+            if (to == at) break;
+            at = to;
+            from = toTime;
+        }
     }
-    if (blocks > 0) anchors_ = {{time(0), 0}};
+    // What lies behind the last whole one may be a shorter one.
+    const uint64_t at = file.Length() - rest;
+    lastTime_ = time(blocks - 1);
+    const uint64_t there = rest > headLength ? (rest - headLength) / rowBytes : 0;
+    bool isCut = rest > headLength;
+    if (there > 0) {
+        const FileFields head(file, at, headLength);
+        const uint64_t stated = head.U32(static_cast<size_t>(headLength) - 4);
+        const uint64_t count = stated == 0 ? there : std::min(stated, there);
+        if (head.U8(0) == 1) {
+            isCut = stated > there;
+            const int64_t ticks =
+                timeBytes_ == 8 ? std::clamp(head.I64(1), -farthestTime, farthestTime) : int64_t{head.U32(1)};
+            const double late = static_cast<double>(ticks - lastTime_) / period - each;
+            if (late > 0.5) length_ += std::llround(std::min(late, 1e15));
+            pieces_.push_back({length_, static_cast<int64_t>(count), at + headLength});
+            times_.Add({ticks, length_, static_cast<int64_t>(count), 1.0 / period}, false);
+            length_ += static_cast<int64_t>(count);
+        }
+    }
+    if (isCut)
+        warnings_.push_back(fmt::format("{} ends early: {} bytes behind its last whole data block are {}.",
+                                        filePath.filename().string(), rest,
+                                        there > 0 ? "shown as far as they go" : "left out"));
+    return true;
 }
 
 ForeignRecording CBlackrockDoc::ReadStream(const StreamChoice& choice) {
@@ -170,11 +290,16 @@ ForeignRecording CBlackrockDoc::ReadStream(const StreamChoice& choice) {
     for (const int place : choice.channels) {
         const Channel& channel = channels_[static_cast<size_t>(place)];
         ForeignTrace& trace = recording.traces.emplace_back(ForeignTrace{channel.label, channel.units, {}});
-        trace.source.stride = static_cast<uint32_t>(blockBytes_ > 0 ? blockBytes_ : 2 * channels_.size());
+        trace.source.stride = static_cast<uint32_t>(perBlock_ == 1 ? blockBytes_ : 2 * channels_.size());
+        if (perBlock_ > 1) {
+            trace.source.perBlock = perBlock_;
+            trace.source.blockBytes = blockBytes_;
+        }
         trace.source.scales = {channel.scale};
         for (const Piece& piece : pieces_)
             trace.source.Add(piece.position, piece.count, piece.offset + 2 * static_cast<uint64_t>(place));
     }
+    recording.warnings = warnings_;
     AddEvents(recording, choice.from);
     recording.comment =
         "Blackrock, version " + version_ + "\r\n" + comment_ + (comment_.empty() ? "" : "\r\n");
@@ -185,34 +310,36 @@ ForeignRecording CBlackrockDoc::ReadStream(const StreamChoice& choice) {
     return recording;
 }
 
-// Of an event's time; -1 before the samples.
-int64_t CBlackrockDoc::PositionOf(double seconds, size_t anchor) const {
-    const Anchor& from = anchors_[std::min(anchor, anchors_.size() - 1)];
-    const double behind = (seconds - static_cast<double>(from.time) / resolution_) * rate_;
-    return behind < -0.5 ? -1 : from.position + std::llround(std::clamp(behind, 0.0, 1e15));
-}
-
 void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
     std::filesystem::path path = filePath;
-    const auto file = FindBeside(GetSession().files, path.replace_extension(".nev"));
-    if (!file || file->Length() < 336) return;
+    auto file = FindBeside(GetSession().files, path.replace_extension(".nev"));
+    if (!file) file = FindBeside(GetSession().files, path.replace_extension(".NEV"));
+    if (!file) return;
+    const std::string name = path.filename().string();
+    const auto leaveOut = [&] {
+        recording.warnings.push_back(fmt::format(
+            "{} stands beside this recording and is damaged or of another system: it is not read.", name));
+    };
+    if (file->Length() < 336) return leaveOut();
     const FileFields head(*file, 0, 336);
     const std::string_view id = head.Bytes(0, 8);
     const uint64_t headerBytes = head.U32(12), packetBytes = head.U32(16);
     const double resolution = head.U32(20);
     if ((id != "NEURALEV" && id != "BREVENTS") || packetBytes < 12 || packetBytes > mostPacketBytes ||
         headerBytes < 336 || headerBytes > std::min(mostNevHeader, file->Length()) || resolution < 1.0)
-        return;
+        return leaveOut();
     const size_t timeBytes = id == "BREVENTS" ? 8 : 4;
-    if (packetBytes < timeBytes + 6) return;
+    if (packetBytes < timeBytes + 6) return leaveOut();
+    if ((file->Length() - headerBytes) % packetBytes != 0)
+        recording.warnings.push_back(fmt::format("{} ends within an event, which is left out.", name));
     std::map<int, std::string> labels;
     const FileFields extended(*file, 336, headerBytes - 336);
     for (size_t at = 0; at + 32 <= extended.Length(); at += 32)
         if (extended.Bytes(at, 8) == "NEUEVLBL") labels[extended.U16(at + 8)] = extended.Text(at + 10, 16);
     ForeignEvents digital{"Digital", "Digital inputs; the value is the word"}, comments{"Comments", {}};
     std::map<int, ForeignEvents> spikes;
-    double last = 0.0;
-    size_t anchor = 0;
+    ClockPlaces::Follower follower;
+    uint64_t early = 0;
     const uint64_t held = (file->Length() - headerBytes) / packetBytes;
     const uint64_t packets = std::min<uint64_t>(held, mostForeignEvents);
     WarnOfEventsLeftOut(recording, "Events of " + path.filename().string(), packets, held);
@@ -223,11 +350,7 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
         const FileFields fields(*file, headerBytes + p * packetBytes, n * packetBytes);
         for (size_t at = 0; at < n * packetBytes; at += packetBytes) {
             const double ticks = timeBytes == 8 ? static_cast<double>(fields.I64(at)) : fields.U32(at);
-            const double seconds = ticks / resolution;
-            // Packets are not quite in order; only a clock that begins again falls by more than a second.
-            if (seconds < last - 1.0) ++anchor;
-            last = seconds;
-            const int64_t position = PositionOf(seconds, anchor);
+            const int64_t position = times_.Place(ticks * (resolution_ / resolution), follower);
             const size_t body = at + timeBytes + 2;
             const int kind = fields.U16(at + timeBytes);
             ForeignEvents* to = nullptr;
@@ -238,8 +361,8 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
                 value = fields.U16(body + 2);
             } else if (kind == 0xFFFF) {
                 to = &comments;
-                label = fields.Text(std::min(body + 6, at + packetBytes),
-                                    packetBytes - std::min<size_t>(timeBytes + 8, packetBytes));
+                const size_t textAt = std::min(body + 6, at + packetBytes);
+                label = CommentText(fields, textAt, at + packetBytes - textAt, fields.U8(body) == 1);
             } else if (kind <= 2048 && spikes.size() >= mostElectrodes && !spikes.contains(kind)) {
                 ++withoutChannel[kind];
             } else if (kind <= 2048) {
@@ -247,11 +370,15 @@ void CBlackrockDoc::AddEvents(ForeignRecording& recording, int64_t from) const {
                 value = fields.U8(body);
             }
             if (!to) continue;
+            if (position < 0) ++early;
             const size_t before = to->events.size();
             AddPlaced(to->events, position, position + 1, from, label);
             if (to->events.size() > before) to->events.back().eventValue = value;
         }
     }
+    if (early > 0)
+        recording.warnings.push_back(
+            fmt::format("{} events of {} lie before the first sample and are left out.", early, name));
     uint64_t leftOut = 0;
     for (const auto& [electrode, count] : withoutChannel) leftOut += count;
     if (leftOut > 0)

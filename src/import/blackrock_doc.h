@@ -3,6 +3,7 @@
 // comments and sorted spikes of the .nev file of the same name. Layout: "NEV / NSX File Format" (LB-0023).
 
 #include "import/block_times.h"
+#include "import/clock_places.h"
 #include "import/file_fields.h"
 #include "import/stream_doc.h"
 
@@ -30,19 +31,13 @@ class CBlackrockDoc : public CStreamDoc {
         int64_t position = 0, count = 0;
         uint64_t offset = 0;
     };
-    // Where the clock begins, or begins again.
-    struct Anchor {
-        int64_t time = 0;  // in the file's resolution
-        int64_t position = 0;
-    };
-
     void ReadOldHeader(const DataFile& file);
     void ReadHeader(const DataFile& file);
     void AddChannel(const FileFields& header, size_t at);
     void WalkBlocks(const DataFile& file);
-    void WalkSamples(const DataFile& file);
+    bool WalkEqualBlocks(const DataFile& file);
+    void AddPiece(int64_t time, int64_t count, uint64_t offset);
     void AddEvents(ForeignRecording& recording, int64_t from) const;
-    int64_t PositionOf(double seconds, size_t anchor) const;
 
     std::string version_, comment_;
     std::optional<double> clock_;
@@ -51,9 +46,12 @@ class CBlackrockDoc : public CStreamDoc {
     uint64_t dataAt_ = 0;
     int timeBytes_ = 4;
     std::vector<Piece> pieces_;
-    uint64_t blockBytes_ = 0;  // where every block holds one sample; else 0
-    std::vector<Anchor> anchors_;
+    uint64_t blockBytes_ = 0;  // where all blocks hold perBlock_ samples; else 0
+    int64_t perBlock_ = 0;
+    int64_t lastTime_ = 0;  // of the last piece
+    ClockPlaces times_;     // in the file's resolution
     int64_t length_ = 0;
+    std::vector<std::string> warnings_;
 };
 
 }  // namespace kymora

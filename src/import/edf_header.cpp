@@ -152,7 +152,8 @@ int32_t EdfInteger(std::string_view field) {
 }
 
 double EdfReal(std::string_view field) {
-    const std::string_view number = NumberPart(field);
+    std::string number(NumberPart(field));
+    std::replace(number.begin(), number.end(), ',', '.');
     double value = 0.0;
     std::from_chars(number.data(), number.data() + number.size(), value);
     return std::isfinite(value) ? value : 0.0;

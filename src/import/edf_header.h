@@ -1,7 +1,8 @@
 #pragma once
 // The header of a European Data Format file (EDF, Kemp et al. 1992; EDF+, Kemp and Olivan 2003) or of its
 // form with numbers of 24 bits (BDF, BioSemi; BDF+) as plain structs. Number fields are converted as they
-// stand: blanks before, then as many characters as make a number; a bad number gives 0. What makes a file
+// stand: blanks before, then as many characters as make a number, in which a comma may stand for the point; a
+// bad number gives 0. What makes a file
 // unreadable is thrown as OpenError, what is merely odd becomes a note.
 
 #include <cstdint>

@@ -75,6 +75,13 @@ std::pair<const char*, const char*> FileNames(IntanSignal signal) {
     }
 }
 
+std::string FirstOf(const std::vector<std::string>& names) {
+    constexpr size_t most = 10;
+    std::string text;
+    for (size_t i = 0; i < std::min(most, names.size()); ++i) text += (i == 0 ? "" : ", ") + names[i];
+    return text + (names.size() > most ? ", ..." : "");
+}
+
 }  // namespace
 
 // A stimulation word is no number.
@@ -87,6 +94,7 @@ std::vector<DataStream> CIntanDoc::ReadStreams(const DataFile& file) {
     places_.assign(header_.channels.size(), {});
     traces_.clear();
     lines_.clear();
+    warnings_.clear();
     isFolder_ = file.Length() <= header_.length;
     if (isFolder_)
         PlaceInFolder();
@@ -134,7 +142,12 @@ void CIntanDoc::PlaceInBlocks(uint64_t fileLength) {
     blockBytes_ = at;
     dataAt_ = timeAt_ = header_.length;
     hasTimes_ = true;
-    blocks_ = static_cast<int64_t>((fileLength - dataAt_) / blockBytes_);
+    blocks_ = timed_ = static_cast<int64_t>((fileLength - dataAt_) / blockBytes_);
+    if (const uint64_t rest = (fileLength - dataAt_) % blockBytes_; rest != 0)
+        warnings_.push_back(
+            fmt::format("{} ends within a data block: {} of its {} bytes are there. It is left "
+                        "out.",
+                        filePath.filename().string(), rest, blockBytes_));
 }
 
 // In these files every signal has the amplifiers' rate.
@@ -144,35 +157,68 @@ void CIntanDoc::PlaceInFolder() {
     auto joined = std::make_unique<JoinedFiles>();
     perBlock_ = 1;
     blockBytes_ = 4;
-    int64_t shortest = INT64_MAX;
-    const auto take = [&](const std::filesystem::path& name, uint64_t rowBytes) -> std::optional<uint64_t> {
+    struct Taken {
+        uint64_t start = 0;
+        int64_t rows = 0;
+        std::string name;
+    };
+    std::vector<Taken> all;
+    const auto take = [&](const std::string& name, uint64_t rowBytes) -> std::optional<Taken> {
         auto file = FindBeside(files, folder / name);
         if (!file || file->Length() < rowBytes) return {};
-        shortest = std::min(shortest, static_cast<int64_t>(file->Length() / rowBytes));
-        return joined->Add(std::move(file));
+        const auto rows = static_cast<int64_t>(file->Length() / rowBytes);
+        return all.emplace_back(Taken{joined->Add(std::move(file)), rows, name});
     };
     const auto times = take("time.dat", 4);
     hasTimes_ = times.has_value();
-    timeAt_ = times.value_or(0);
+    timeAt_ = hasTimes_ ? times->start : 0;
+    std::vector<std::string> missing;
     for (size_t c = 0; c < header_.channels.size();) {
         const IntanSignal signal = header_.channels[c].signal;
         const auto count = static_cast<size_t>(header_.Count(signal));
         const auto [together, prefix] = FileNames(signal);
         const size_t columns = IsDigital(signal) ? 1 : count;
-        const auto start = *together ? take(together, 2 * columns) : std::nullopt;
+        const auto taken = *together ? take(together, 2 * columns) : std::nullopt;
+        if (taken && hasTimes_) {
+            const uint64_t bytes = joined->Length() - taken->start;
+            const uint64_t column = 2 * static_cast<uint64_t>(times->rows);
+            if (bytes % column == 0 && bytes != columns * column)
+                throw OpenError(fmt::format(
+                    "{} holds {} channels for the {} times of time.dat, where {} names "
+                    "{}: they do not belong together.",
+                    together, bytes / column, times->rows, filePath.filename().string(), columns));
+        }
         for (size_t i = 0; i < count; ++i, ++c) {
             Place& place = places_[c];
-            if (start) {
-                place = {*start + 2 * (IsDigital(signal) ? 0 : i), static_cast<uint32_t>(2 * columns), 1,
-                         true};
+            if (taken) {
+                place = {taken->start + 2 * (IsDigital(signal) ? 0 : i),
+                         static_cast<uint32_t>(2 * columns),
+                         1,
+                         true,
+                         false,
+                         taken->rows};
             } else if (*prefix) {
-                const std::string name = header_.channels[c].native;
-                const auto alone = take(fmt::format("{}{}.dat", prefix, name), 2);
-                if (alone) place = {*alone, 2, 1, true, true};
+                const std::string name = fmt::format("{}{}.dat", prefix, header_.channels[c].native);
+                if (const auto alone = take(name, 2))
+                    place = {alone->start, 2, 1, true, true, alone->rows};
+                else
+                    missing.push_back(name);
             }
         }
     }
-    blocks_ = shortest == INT64_MAX ? 0 : shortest;
+    std::vector<std::string> shorter;
+    blocks_ = 0;
+    for (const Taken& taken : all) blocks_ = std::max(blocks_, taken.rows);
+    if (all.size() == 1 && hasTimes_) blocks_ = 0;
+    for (const Taken& taken : all)
+        if (taken.rows < blocks_) shorter.push_back(taken.name);
+    timed_ = hasTimes_ ? times->rows : blocks_;
+    if (!missing.empty() && blocks_ > 0)
+        warnings_.push_back(
+            fmt::format("{} files of this recording are not here: {}.", missing.size(), FirstOf(missing)));
+    if (!shorter.empty())
+        warnings_.push_back(fmt::format("{} files of this recording end before the others: {}.",
+                                        shorter.size(), FirstOf(shorter)));
     sampleFile = std::move(joined);
 }
 
@@ -184,7 +230,7 @@ void CIntanDoc::FindRuns(size_t channels) {
                   std::as_writable_bytes(std::span(&number, 1)));
         return int64_t{number};
     };
-    const BlockTimes times(blocks_, perBlock_, {static_cast<double>(perBlock_)},
+    const BlockTimes times(timed_, perBlock_, {static_cast<double>(perBlock_)},
                            MostRuns(sampleFile->Length(), channels), time);
     runs_ = times.Runs();
     overlaps_ = times.Overlaps();
@@ -209,7 +255,7 @@ ForeignTrace CIntanDoc::TraceOf(const IntanChannel& channel, const Place& place)
     const uint64_t step = isFolder_ ? place.stride : blockBytes_;
     for (size_t r = 0; r < runs_.size(); ++r) {
         const int64_t end = r + 1 < runs_.size() ? runs_[r + 1].block : blocks_;
-        source.Add(runs_[r].position, (end - runs_[r].block) * inBlock,
+        source.Add(runs_[r].position, (std::min(end, place.rows) - runs_[r].block) * inBlock,
                    dataAt_ + place.offset + static_cast<uint64_t>(runs_[r].block) * step);
     }
     return trace;
@@ -222,6 +268,7 @@ ForeignRecording CIntanDoc::ReadStream(const StreamChoice& choice) {
         const size_t c = traces_[static_cast<size_t>(place)];
         recording.traces.push_back(TraceOf(header_.channels[c], places_[c]));
     }
+    recording.warnings = warnings_;
     if (choice.digital) ReadDigital(recording, choice.from);
     recording.comment = Comment();
     if (overlaps_ > 0)
@@ -242,40 +289,43 @@ void CIntanDoc::ReadDigital(ForeignRecording& recording, int64_t from) {
     for (size_t i = 0; i < lines_.size();) {
         const Place& place = places_[lines_[i]];
         const bool isInput = header_.channels[lines_[i]].signal == IntanSignal::digitalIn;
-        std::vector<std::string> names;
-        for (int bit = 0; bit < 16; ++bit) names.push_back(fmt::format("Line {}", bit));
+        std::vector<std::string> names(16);
+        uint16_t mask = 0;  // a word holds lines that are not recorded, too
         for (; i < lines_.size() && places_[lines_[i]].offset == place.offset; ++i) {
             const IntanChannel& channel = header_.channels[lines_[i]];
             const int bit = place.isAlone ? 0 : channel.order;
-            if (bit >= 0 && bit < 16) names[static_cast<size_t>(bit)] = channel.Name();
+            if (bit < 0 || bit >= 16) continue;
+            names[static_cast<size_t>(bit)] = channel.Name();
+            mask = static_cast<uint16_t>(mask | 1u << bit);
         }
         DigitalLines lines(std::move(names), from);
-        ReadWords(place, lines);
+        ReadWords(place, mask, lines);
         lines.Finish(recording, length_, "Digital line",
                      isInput ? "The digital inputs" : "The digital outputs");
     }
 }
 
-void CIntanDoc::ReadWords(const Place& place, DigitalLines& lines) {
+void CIntanDoc::ReadWords(const Place& place, uint16_t mask, DigitalLines& lines) {
+    const int64_t blocks = std::min(blocks_, place.rows);
     const int64_t blocksAtOnce = isFolder_ ? 1 << 16 : 1;
     const uint64_t step = isFolder_ ? 2 : blockBytes_;
     std::vector<uint16_t> words(static_cast<size_t>(blocksAtOnce * perBlock_));
     std::unique_ptr<Progress> progress;
     size_t run = 0;
-    for (int64_t block = 0; block < blocks_ && !lines.IsFull();) {
+    for (int64_t block = 0; block < blocks && !lines.IsFull();) {
         if (run + 1 < runs_.size() && runs_[run + 1].block <= block) ++run;
-        const int64_t runEnd = run + 1 < runs_.size() ? runs_[run + 1].block : blocks_;
-        const int64_t n = std::min(blocksAtOnce, runEnd - block);
+        const int64_t runEnd = run + 1 < runs_.size() ? runs_[run + 1].block : blocks;
+        const int64_t n = std::min({blocksAtOnce, runEnd - block, blocks - block});
         const auto part = std::span(words).first(static_cast<size_t>(n * perBlock_));
         ReadWhole(*sampleFile, dataAt_ + place.offset + static_cast<uint64_t>(block) * step,
                   std::as_writable_bytes(part));
         const int64_t position = runs_[run].position + (block - runs_[run].block) * perBlock_;
         for (size_t s = 0; s < part.size(); ++s)
-            lines.TakeWord(position + static_cast<int64_t>(s), 0, part[s]);
+            lines.TakeWord(position + static_cast<int64_t>(s), 0, static_cast<uint16_t>(part[s] & mask));
         const int64_t before = block >> 14;
         block += n;
         if (block >> 14 != before && !GoesOn(progress, "Reading digital lines", static_cast<uint64_t>(block),
-                                             static_cast<uint64_t>(blocks_)))
+                                             static_cast<uint64_t>(blocks)))
             throw OpenDeclined();
     }
 }

@@ -26,9 +26,10 @@ class CIntanDoc : public CStreamDoc {
     struct Place {
         uint64_t offset = 0;
         uint32_t stride = 2;
-        int64_t steps = 1;     // samples of the recording that each lasts
-        bool isThere = false;  // in a folder, a file may be missing
-        bool isAlone = false;  // in a file of its own
+        int64_t steps = 1;         // samples of the recording that each lasts
+        bool isThere = false;      // in a folder, a file may be missing
+        bool isAlone = false;      // in a file of its own
+        int64_t rows = INT64_MAX;  // that a file in a folder holds
     };
 
     bool IsTrace(const IntanChannel& channel) const;
@@ -37,7 +38,7 @@ class CIntanDoc : public CStreamDoc {
     ForeignTrace TraceOf(const IntanChannel& channel, const Place& place) const;
     void FindRuns(size_t channels);
     void ReadDigital(ForeignRecording& recording, int64_t from);
-    void ReadWords(const Place& place, DigitalLines& lines);
+    void ReadWords(const Place& place, uint16_t mask, DigitalLines& lines);
     std::string Comment() const;
 
     IntanHeader header_;
@@ -47,6 +48,8 @@ class CIntanDoc : public CStreamDoc {
     uint64_t timeAt_ = 0, dataAt_ = 0;
     bool hasTimes_ = false;
     int64_t blocks_ = 0, perBlock_ = 0;
+    int64_t timed_ = 0;  // blocks that state their times
+    std::vector<std::string> warnings_;
     uint64_t blockBytes_ = 0;
     std::vector<BlockRun> runs_;
     int64_t overlaps_ = 0;

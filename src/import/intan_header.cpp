@@ -88,8 +88,10 @@ void AddImplied(IntanHeader& header) {
     for (const IntanChannel& channel : own) {
         if (channel.signal != IntanSignal::amplifier || !header.isStimulator) continue;
         if (header.dcSaved)
-            header.channels.push_back({IntanSignal::dc, "DC " + channel.Name(), {}, channel.order});
-        header.channels.push_back({IntanSignal::stimulation, "Stim " + channel.Name(), {}, channel.order});
+            header.channels.push_back(
+                {IntanSignal::dc, channel.native, "DC " + channel.Name(), channel.order});
+        header.channels.push_back(
+            {IntanSignal::stimulation, channel.native, "Stim " + channel.Name(), channel.order});
     }
     for (int i = 0; i < header.temperatureSensors; ++i)
         header.channels.push_back({IntanSignal::temperature, fmt::format("Temperature {}", i + 1), {}, i});

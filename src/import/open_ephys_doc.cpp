@@ -113,13 +113,18 @@ std::vector<DataStream> COpenEphysDoc::ReadStreams(const DataFile& file) {
     version_ = OebinText(tree, "GUI version");
     list_.clear();
     events_.clear();
+    missing_.clear();
     std::vector<DataStream> streams;
+    int number = 0;
     for (const json* entry : OebinList(tree, "continuous")) {
         Stream stream = StreamOf(*entry);
+        ++number;
+        if (stream.samples == 0) missing_ += (missing_.empty() ? "" : ", ") + stream.folder;
         const bool hasRate = stream.rate > 0.0 && std::isfinite(1000.0 / stream.rate);
         if (stream.samples == 0 || !hasRate || list_.size() >= mostStreams) continue;
         FindRuns(stream);
         DataStream& shown = streams.emplace_back(DataStream{stream.folder, stream.rate, stream.length});
+        shown.number = number;
         for (const Channel& channel : stream.channels)
             shown.channels.push_back({channel.label, channel.units});
         list_.push_back(std::move(stream));
@@ -193,6 +198,9 @@ ForeignRecording COpenEphysDoc::ReadStream(const StreamChoice& choice) {
                              static_cast<uint64_t>(first) * stride + 2 * static_cast<uint64_t>(place));
         }
     }
+    if (!missing_.empty())
+        recording.warnings.push_back(fmt::format("{} names streams whose samples are not here: {}.",
+                                                 filePath.filename().string(), missing_));
     for (const EventFolder& events : events_) {
         const Stream& counted = CountedBy(events);
         if (FindNpy(GetSession().files, FileOf("events", events.folder, "text.npy")))

@@ -54,6 +54,7 @@ class COpenEphysDoc : public CStreamDoc {
 
     std::vector<Stream> list_;
     std::vector<EventFolder> events_;
+    std::string missing_;  // streams without samples
     std::string version_;
 };
 

@@ -22,7 +22,11 @@ std::vector<DataStream> CSpikeGlxDoc::ReadStreams(const DataFile& file) {
     FileSystem& files = GetSession().files;
     std::filesystem::path meta = filePath, data = filePath;
     const bool isMeta = FoldedExtension(filePath) == ".meta";
-    (isMeta ? data : meta).replace_extension(isMeta ? ".bin" : ".meta");
+    std::filesystem::path& other = isMeta ? data : meta;
+    other.replace_extension(isMeta ? ".bin" : ".meta");
+    if (!FindBeside(files, other))
+        if (auto upper = other; FindBeside(files, upper.replace_extension(isMeta ? ".BIN" : ".META")))
+            other = upper;
     const std::string name = meta.filename().string();
     if (isMeta) {
         meta_ = std::make_unique<SpikeGlxMeta>(ReadTextFile(file, name), name);
@@ -52,6 +56,15 @@ ForeignRecording CSpikeGlxDoc::ReadStream(const StreamChoice& choice) {
         trace.source.Add(0, scans_, 2 * static_cast<uint64_t>(place));
     }
     recording.warnings = meta_->Warnings();
+    const double stated = meta_->Number("fileSizeBytes").value_or(0.0);
+    const uint64_t held = sampleFile->Length(), rowBytes = 2 * meta_->Columns().size();
+    if (static_cast<double>(held) < stated)
+        recording.warnings.push_back(fmt::format(
+            "The samples end early: their file holds {} of the {:.0f} bytes that its text states.", held,
+            stated));
+    else if (held % rowBytes != 0)
+        recording.warnings.push_back(fmt::format(
+            "The last {} bytes of the samples are no whole row and are left out.", held % rowBytes));
     if (choice.digital) ReadDigital(recording, choice.from);
     const std::string& created = meta_->Text("fileCreateTime");
     recording.comment = "SpikeGLX";

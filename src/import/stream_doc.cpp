@@ -16,10 +16,14 @@ namespace {
 constexpr uint64_t bytesSearchedUnasked = uint64_t{1} << 30;
 constexpr int streamStep = 1 << 16;  // a trace's index in the file: stream x this + channel
 
+int NumberOf(const std::vector<DataStream>& streams, size_t place) {
+    return streams[place].number > 0 ? streams[place].number : static_cast<int>(place) + 1;
+}
+
 std::string NamesOf(const std::vector<DataStream>& streams) {
     std::string names;
     for (size_t i = 0; i < streams.size(); ++i)
-        names += fmt::format("{}{} ({})", i == 0 ? "" : ", ", i + 1, streams[i].name);
+        names += fmt::format("{}{} ({})", i == 0 ? "" : ", ", NumberOf(streams, i), streams[i].name);
     return names;
 }
 
@@ -32,11 +36,11 @@ std::string Summary(const DataStream& stream) {
 size_t FindStream(const std::vector<DataStream>& streams, const std::string& setting) {
     for (size_t i = 0; i < streams.size(); ++i)
         if (streams[i].name == setting) return i;
-    size_t number = 0;
+    int number = 0;
     const auto [end, error] = std::from_chars(setting.data(), setting.data() + setting.size(), number);
-    if (error == std::errc() && end == setting.data() + setting.size() && number >= 1 &&
-        number <= streams.size())
-        return number - 1;
+    if (error == std::errc() && end == setting.data() + setting.size())
+        for (size_t i = 0; i < streams.size(); ++i)
+            if (NumberOf(streams, i) == number) return i;
     throw ImportSettingError("stream", setting, "the number or the name of a stream: " + NamesOf(streams));
 }
 
@@ -100,14 +104,17 @@ void CStreamDoc::Choose() {
     ChooseChannels();
 }
 
+int CStreamDoc::StreamNumber() const { return NumberOf(streams_, choice_.stream) - 1 + FirstStreamNumber(); }
+
 size_t CStreamDoc::ChooseStream() {
     const std::string* setting = CurrentOpening().Setting("stream");
     if (setting) return FindStream(streams_, *setting);
     size_t proposed = 0;
-    if (sideCar_.Traces().areTold && !sideCar_.Traces().sources.empty())
-        proposed = static_cast<size_t>(
-            std::max(sideCar_.Traces().sources[0].index / streamStep - FirstStreamNumber(), 0));
-    if (proposed >= streams_.size()) proposed = 0;
+    if (sideCar_.Traces().areTold && !sideCar_.Traces().sources.empty()) {
+        const int number = sideCar_.Traces().sources[0].index / streamStep - FirstStreamNumber() + 1;
+        for (size_t i = 0; i < streams_.size(); ++i)
+            if (NumberOf(streams_, i) == number) proposed = i;
+    }
     if (streams_.size() < 2) return proposed;
     if (!GetOpening().Asks()) {
         if (sideCar_.Traces().sources.empty())
@@ -240,7 +247,7 @@ bool CStreamDoc::GoesOn(std::unique_ptr<Progress>& progress, const char* what, u
 
 Reopening CStreamDoc::ToReopen() const {
     Reopening again = CForeignDoc::ToReopen();
-    if (streams_.size() > 1) again.settings["stream"] = std::to_string(choice_.stream + 1);
+    if (streams_.size() > 1) again.settings["stream"] = std::to_string(NumberOf(streams_, choice_.stream));
     if (!choice_.channels.empty()) again.settings["channels"] = ChannelsText(choice_.channels);
     if (choice_.from > 0) again.settings["from"] = fmt::format("{}", fromSeconds_);
     again.settings["digital"] = choice_.digital ? "events" : "none";

@@ -25,6 +25,7 @@ struct DataStream {
     double rate = 0.0;    // Hz, of the recording that it becomes
     int64_t samples = 0;  // at that rate; shown to the user
     std::vector<StreamChannel> channels{};
+    int number = 0;             // in the file, from 1; 0: its place in the list
     uint64_t digitalBytes = 0;  // that a search for digital lines reads; 0: there are none in the samples
 };
 
@@ -58,7 +59,7 @@ class CStreamDoc : public CForeignDoc {
 
   private:
     // In the side-car, of the chosen stream.
-    int StreamNumber() const { return static_cast<int>(choice_.stream) + FirstStreamNumber(); }
+    int StreamNumber() const;
     void Choose();
     size_t ChooseStream();
     std::vector<int> Remembered() const;

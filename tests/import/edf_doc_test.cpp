@@ -45,7 +45,7 @@ TEST_F(EdfTest, NumbersAreConvertedAsTheyStand) {
     EXPECT_EQ(EdfInteger("+7"), 7);
     EXPECT_EQ(EdfInteger("x7"), 0);
     EXPECT_EQ(EdfReal("-1.5e2 "), -150.0);
-    EXPECT_EQ(EdfReal("1,5"), 1.0);
+    EXPECT_EQ(EdfReal("1,5"), 1.5);
     EXPECT_EQ(EdfReal("inf"), 0.0);
     EXPECT_EQ(EdfReal("1e999"), 0.0);
     EXPECT_EQ(EdfReal("+-3"), 0.0);

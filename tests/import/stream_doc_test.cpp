@@ -195,7 +195,8 @@ TEST_F(StreamTest, OpenEphysStreamsAndTheirEvents) {
     FormatSample sample = OebinSample(300);
     auto doc = Open(sample);
     ASSERT_TRUE(doc) << host.LastMessage();
-    EXPECT_TRUE(host.LastMessage().starts_with(
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_TRUE(host.messages[0].text.starts_with(
         "structure.oebin holds 2 streams: 1 (Board-100.Probe), 2 (Slow-101)."));
     EXPECT_EQ(doc->traces[1].traceUnits, "uV");
     EXPECT_EQ(doc->traces[2].traceUnits, "V");
@@ -224,7 +225,7 @@ TEST_F(StreamTest, NeuralynxEventsAndPolarity) {
     events.data = BytesOf("######## Neuralynx Data File Header");
     events.data.resize(16384);
     for (const auto& [time, ttl, text] :
-         {std::tuple(int64_t{6999999}, 1, "early"), std::tuple(int64_t{7512050}, 5, "TTL Input"),
+         {std::tuple(int64_t{6990000}, 1, "early"), std::tuple(int64_t{7512050}, 5, "TTL Input"),
           std::tuple(int64_t{10048151}, 0, "Stopping Recording")}) {
         std::vector<std::byte> label = BytesOf(text);
         label.resize(128);
@@ -295,6 +296,135 @@ TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
     for (const char* name : {"x.ns2", "x.ns5"}) {
         sample.fileName = name;
         EXPECT_EQ(Open(sample)->fileComment, std::string("of ") + (name + 2));
+    }
+}
+
+// Records of 512 samples of 1 ms, each with its number as value, of which only the first count; and events.
+TEST_F(StreamTest, NeuralynxRecordsThatAreNotFull) {
+    const struct {
+        const char* what;
+        std::vector<std::pair<int64_t, uint32_t>> records;  // place of the first, how many count
+        std::vector<uint32_t> runs;
+        std::vector<int64_t> events;
+        const char* marks;
+    } rows[] = {
+        {"followed at once", {{0, 512}, {512, 100}, {612, 512}, {1124, 512}}, {1636}, {1130}, "1130-1131x"},
+        {"followed later", {{0, 512}, {512, 100}, {812, 512}}, {612, 200, 512}, {815}, "815-816x"},
+        {"followed where a full one ends",
+         {{0, 512}, {512, 100}, {1024, 512}},
+         {612, 412, 512},
+         {1030},
+         "1030-1031x"},
+        {"a clock set back",
+         {{5000, 512}, {5512, 512}, {0, 512}, {512, 512}},
+         {2048},
+         {5100, 100, 600},
+         "100-101x 1124-1125x 1624-1625x"},
+    };
+    for (const auto& [what, places, runs, events, marks] : rows) {
+        std::vector<NcsRecord> records;
+        std::vector<int16_t> words;
+        for (const auto& [place, valid] : places) {
+            records.push_back({place * 1000, valid});
+            words.insert(words.end(), 512, static_cast<int16_t>(records.size()));
+        }
+        Bytes nev;
+        nev.data = BytesOf("######## Neuralynx Data File Header");
+        nev.data.resize(16384);
+        for (const int64_t event : events) {
+            nev.I16(0).I16(0).I16(0).Raw(event * 1000);
+            nev.data.resize(nev.data.size() + 42);
+            nev.U8('x');
+            nev.data.resize(nev.data.size() + 127);
+        }
+        const auto doc =
+            Open({"", "a.ncs", Ncs("a", records, words), {}, 1.0, {}, {}, false, {{"E.nev", nev.data}}});
+        ASSERT_TRUE(doc) << what << host.LastMessage();
+        std::vector<uint32_t> found;
+        for (int run = 0; run < static_cast<int>(runs.size()); ++run) found.push_back(doc->GetRun(0, run));
+        EXPECT_EQ(found, runs) << what;
+        EXPECT_EQ(Events(*doc), std::vector<std::string>{std::string("E: ") + marks}) << what;
+    }
+}
+
+// Blocks that begin at ticks of 1/30 ms, as long as they are at a sample a millisecond; events at ticks.
+TEST_F(StreamTest, BlackrockEventsBehindARestart) {
+    const struct {
+        std::vector<std::pair<uint32_t, uint32_t>> blocks;
+        std::vector<uint32_t> events;
+        const char* marks;
+    } rows[] = {
+        {{{0, 60000}, {0, 90000}}, {900000, 3000, 2250000}, "30000-30001 60100-60101 135000-135001"},
+        {{{0, 300}, {0, 90000}}, {3000, 1500, 2250000}, "100-101 350-351 75300-75301"},
+        {{{0, 60000}, {2100000, 1000}}, {900000, 2130000}, "30000-30001 71000-71001"},
+        {{{0, 10}, {300, 10}, {600, 10}, {1500, 10}, {1800, 7}}, {610, 1810}, "20-21 60-61"},
+    };
+    for (const auto& [blocks, events, marks] : rows) {
+        Bytes out = NsxHead("NEURALCD", 2, 30, 30000);
+        for (const auto& [time, count] : blocks) {
+            out.U8(1).U32(time).U32(count);
+            for (uint32_t i = 0; i < count; ++i) out.I16(static_cast<int16_t>(time / 30 + i)).I16(0);
+        }
+        Bytes nev;
+        nev.data = BytesOf("NEURALEV");
+        nev.U8(2).U8(3).I16(1).U32(336).U32(24).U32(30000).U32(30000);
+        nev.data.resize(336);
+        for (const uint32_t time : events) {
+            nev.U32(time).U16(0);
+            nev.data.resize(nev.data.size() + 18);
+        }
+        const auto doc = Open({"", "b.ns2", out.data, {}, 1.0, {}, {}, false, {{"b.nev", nev.data}}});
+        ASSERT_TRUE(doc) << host.LastMessage();
+        EXPECT_EQ(Events(*doc), std::vector<std::string>{std::string("Digital: ") + marks});
+        EXPECT_EQ(host.messages.size(), 0u) << host.LastMessage();
+    }
+    // Equal blocks of ten samples and a shorter one: 30 together, then 20 missing.
+    auto doc = Reopen("/b.ns2");
+    EXPECT_EQ(doc->GetLength(), 67);
+    EXPECT_FLOAT_EQ(All(*doc, 0)[25], 25 * 0.25f);
+    EXPECT_FLOAT_EQ(All(*doc, 0)[66], 66 * 0.25f);
+}
+
+// What a file lacks is told, and the rest opens.
+TEST_F(StreamTest, WhatIsMissingIsTold) {
+    const auto cut = [](FormatSample sample, size_t bytes, size_t atMost = SIZE_MAX) {
+        auto& data = sample.samplesIn.empty() ? sample.bytes : sample.beside[0].second;
+        data.resize(std::min(data.size() - bytes, atMost));
+        return sample;
+    };
+    FormatSample glx = GlxSample(10);
+    std::string meta = "fileSizeBytes=90";
+    glx.beside[0].second =
+        BytesOf("typeThis=nidq\nnSavedChans=1\nniSampRate=1000\nsnsMnMaXaDw=0,0,1,0\n" + meta);
+    FormatSample bad = NsxSample(false);
+    bad.bytes[446 + 9 + 4000 * 4] = std::byte{7};
+    FormatSample other = NcsSample();
+    other.beside.push_back({"x.nev", BytesOf("NEURALEV and more")});
+    FormatSample half = NsxSample(false);
+    half.beside.push_back({"x.nev", BytesOf("NEURALEV")});
+    FormatSample lost = OebinSample(30);
+    std::string tree(reinterpret_cast<const char*>(lost.bytes.data()), lost.bytes.size());
+    tree.insert(tree.find("{\"folder_name\""), R"({"folder_name": "Lost-1", "channels": [{}]}, )");
+    lost.bytes = BytesOf(tree);
+    const std::pair<FormatSample, const char*> rows[] = {
+        {lost, "2 (Board-100.Probe), 3 (Slow-101)"},
+        {lost, "whose samples are not here: Lost-1."},
+        {cut(RhdSample(2, 6), 5), "ends within a data block"},
+        {cut(NcsSample(), 1000), "within a record, which is left out: "},
+        {cut(NsxSample(false), 400), "its last data block states 3000 samples and holds 2900."},
+        {bad, "at byte 16455 no data block begins."},
+        {glx, "holds 80 of the 90 bytes"},
+        {other, "x.nev is no Neuralynx event file"},
+        {half, "x.nev stands beside this recording"},
+    };
+    for (auto [sample, words] : rows) {
+        for (const char* name : {"/x.nev", "/CSC2.ncs"})
+            if (files.Has(name)) files.Remove(name);
+        sample.settings.clear();
+        ASSERT_TRUE(Open(sample)) << words << host.LastMessage();
+        std::string said;
+        for (const auto& message : host.messages) said += message.text;
+        EXPECT_NE(said.find(words), std::string::npos) << said;
     }
 }
 

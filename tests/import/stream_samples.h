@@ -159,7 +159,6 @@ inline FormatSample OebinSample(size_t samples) {
         }
     }
     sample.bytes = BytesOf(R"({"GUI version": "0.6.4", "continuous": [
-        {"folder_name": "Lost-1/", "sample_rate": 100, "channels": [{"channel_name": "CH1"}]},
         {"folder_name": "Board-100.Probe/", "sample_rate": 2500, "stream_name": "Probe", "channels": [
             {"channel_name": "CH1", "bit_volts": 0.195, "units": "uV"}, {"channel_name": "CH2", "bit_volts": 0.195},
             {"channel_name": "ADC1", "bit_volts": 1.5e-4, "units": ""}]},
