@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "import/edf_header.h"
+#include "numerics/rounding.h"
 
 namespace kymora {
 
@@ -29,6 +30,13 @@ std::optional<EdfField> OnSide(double x, bool up, double step, Format format) {
         if (text.size() <= fieldWidth && (up ? value >= x : value <= x)) return EdfField{text, value};
     }
     return {};
+}
+
+// "1235e-9": as a whole number of 10^last, without zeros behind it.
+std::string WithExponent(double x, int last) {
+    auto number = static_cast<int64_t>(RoundHalfAway64(x / std::pow(10.0, last)));
+    for (; number != 0 && number % 10 == 0; ++last) number /= 10;
+    return fmt::format("{}e{}", number, last);
 }
 
 EdfField DurationField(double seconds) {
@@ -54,9 +62,8 @@ EdfField EdfLimit(double x, bool up, double tolerance) {
                        [&](double v) { return fmt::format("{:.{}f}", v, decimals); });
     if (plain && off(*plain) <= tolerance) return *plain;
     const int exponent = x == 0.0 ? 0 : static_cast<int>(std::floor(std::log10(std::fabs(x))));
-    for (int digits = 3; digits >= 0 && !best; --digits)
-        best = OnSide(x, up, std::pow(10.0, exponent - digits),
-                      [&](double v) { return fmt::format("{:.{}e}", v, digits); });
+    for (int last = exponent - 6; last <= exponent && !best; ++last)
+        best = OnSide(x, up, std::pow(10.0, last), [&](double v) { return WithExponent(v, last); });
     if (!best || (plain && off(*plain) <= off(*best))) best = plain;
     return best.value_or(EdfField{"0", 0.0});
 }

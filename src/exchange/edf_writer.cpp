@@ -66,6 +66,7 @@ class EdfExport {
     void PlanRecords();
     void PlanAnnotations();
     void TakeStart();
+    void TakeIdentity();
     std::string Onset(int64_t position) const;
     std::string AnnotationOf(int channel, const CEventKM& event) const;
     std::string Header() const;
@@ -84,6 +85,7 @@ class EdfExport {
     int64_t recordBytes_ = 0;
     int64_t startSeconds_ = 0;    // of the day
     double startFraction_ = 0.0;  // s
+    std::string patient_, recording_, startDate_;
     std::vector<int16_t> narrow_;
     std::vector<int32_t> wide_;
 };
@@ -101,7 +103,14 @@ bool EdfExport::KeepSourceScale(int trace, const TraceExtremes& extremes, Signal
                      signal.scale.scale};
     const double half = std::fabs(kept.step) / 2;  // values are rounded to single precision
     const auto [low, high] = std::minmax(signal.physicalMinimum, signal.physicalMaximum);
-    if (kept.low.size() > 8 || kept.high.size() > 8 || kept.step == 0.0) return false;
+    for (auto [text, value] :
+         {std::pair(&kept.low, signal.physicalMinimum), std::pair(&kept.high, signal.physicalMaximum)}) {
+        if (text->size() <= 8) continue;
+        const EdfField field = EdfLimit(value, false, 0.0);
+        if (field.value != value) return false;
+        *text = field.text;
+    }
+    if (kept.step == 0.0) return false;
     if (kept.digitalLow < scale.digitalLow || kept.digitalHigh > scale.digitalHigh) return false;
     if (kept.digitalLow >= kept.digitalHigh || extremes.low < low - half || extremes.high > high + half)
         return false;
@@ -141,6 +150,9 @@ void EdfExport::Prepare(ProgressScope& progress) {
                                 StepsText(steps)));
     if (isCut) notes.push_back("Labels longer than 16 characters, or units longer than 8, were cut.");
     TakeStart();
+    TakeIdentity();
+    if (std::string text = NotKeptText(doc_, {.channels = true, .start = true}); !text.empty())
+        notes.push_back(std::move(text));
     PlanRecords();
     PlanAnnotations();
 }
@@ -196,6 +208,38 @@ void EdfExport::TakeStart() {
     startFraction_ = start - std::floor(start);
 }
 
+// The fields of the older form follow those that EDF+ asks for, of which they tell none.
+void EdfExport::TakeIdentity() {
+    patient_ = "X X X X";
+    std::string date = "X";
+    startDate_ = "01.01.85";
+    if (const auto told = StartDay(doc_)) {
+        const std::chrono::year_month_day day(*told);
+        const int year = static_cast<int>(day.year());
+        const auto month = static_cast<unsigned>(day.month()), inMonth = static_cast<unsigned>(day.day());
+        constexpr std::string_view names = "JANFEBMARAPRMAYJUNJULAUGSEPOCTNOVDEC";
+        date = fmt::format("{:02}-{}-{:04}", inMonth, names.substr(3 * (month - 1), 3), year);
+        const bool hasTwoDigits = year >= 1985 && year <= 2084;
+        startDate_ = fmt::format("{:02}.{:02}.{}", inMonth, month,
+                                 hasTwoDigits ? fmt::format("{:02}", year % 100) : "yy");
+    }
+    recording_ = "Startdate " + date + " X X X";
+    if (!source_) return;
+    const EdfHeader& header = source_->Header();
+    const bool isPlus = header.type != EdfType::plain;
+    if (!StartDay(doc_)) startDate_ = header.startDate;
+    const auto take = [&](std::string& field, const std::string& told, bool asItIs) {
+        if (asItIs)
+            field = told;
+        else if (!told.empty())
+            field += " " + told;
+    };
+    take(patient_, header.patient, isPlus);
+    take(recording_, header.recording, isPlus || header.recording.starts_with("Startdate "));
+    if (AsciiText(patient_).size() > 80 || AsciiText(recording_).size() > 80)
+        notes.push_back("What the file tells of the patient or the recording was cut to 80 characters.");
+}
+
 std::string EdfExport::Onset(int64_t position) const {
     return "+" + EdfSeconds(static_cast<double>(position) * records_.interval / 1000.0 + startFraction_);
 }
@@ -216,7 +260,6 @@ std::string EdfExport::Header() const {
         ascii.resize(width, ' ');
         header += ascii;
     };
-    const bool isPlus = source_ && source_->Header().type != EdfType::plain;
     const size_t signals = scales_.size() + annotations_.size();
     const bool isContinuous = runs_.size() == 1 && runs_[0].start == 0;
     if (isBdf_)
@@ -224,9 +267,9 @@ std::string EdfExport::Header() const {
                   "BIOSEMI";
     else
         field("0", 8);
-    field(isPlus ? source_->Header().patient : "X X X X", 80);
-    field(isPlus ? source_->Header().recording : "Startdate X X X X", 80);
-    field(source_ ? source_->Header().startDate : "01.01.85", 8);
+    field(patient_, 80);
+    field(recording_, 80);
+    field(startDate_, 8);
     field(fmt::format("{:02}.{:02}.{:02}", startSeconds_ / 3600, startSeconds_ / 60 % 60, startSeconds_ % 60),
           8);
     field(std::to_string(blockBytes * (signals + 1)), 8);
@@ -243,7 +286,13 @@ std::string EdfExport::Header() const {
     const int32_t top = isBdf_ ? (1 << 23) - 1 : 32767;
     forAll(
         16, [&](size_t t) { return doc_.traces[t].traceLabel; }, text(Name() + std::string(" Annotations")));
-    forAll(80, text(""), text(""));
+    const auto ofSignal = [&](std::string EdfSignal::*told) {
+        return [this, told](size_t t) {
+            const bool isKnown = source_ && t < source_->ChosenSignals().size();
+            return isKnown ? source_->Header().Signal(source_->ChosenSignals()[t]).*told : std::string();
+        };
+    };
+    forAll(80, ofSignal(&EdfSignal::transducer), text(""));
     forAll(
         8, [&](size_t t) { return doc_.traces[t].traceUnits; }, text(""));
     forAll(
@@ -254,7 +303,7 @@ std::string EdfExport::Header() const {
         8, [&](size_t t) { return std::to_string(scales_[t].digitalLow); }, text(std::to_string(-top - 1)));
     forAll(
         8, [&](size_t t) { return std::to_string(scales_[t].digitalHigh); }, text(std::to_string(top)));
-    forAll(80, text(""), text(""));
+    forAll(80, ofSignal(&EdfSignal::prefilter), text(""));
     forAll(8, text(std::to_string(records_.samples)),
            [](const AnnotationSignal& signal) { return std::to_string(signal.numbers); });
     forAll(32, text(""), text(""));

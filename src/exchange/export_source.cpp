@@ -1,5 +1,7 @@
 #include "exchange/export_source.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -8,6 +10,7 @@
 #include "archive/text_encoding.h"
 #include "host/user_numbers.h"
 #include "import/edf_doc.h"
+#include "import/foreign_doc.h"
 #include "numerics/min_max.h"
 
 namespace kymora {
@@ -167,6 +170,48 @@ std::string ExportEventText(const CDataDoc& doc, int channel, const CEventKM& ev
     for (char& c : text)
         if (static_cast<unsigned char>(c) < ' ') c = ' ';
     return text;
+}
+
+std::optional<std::chrono::sys_days> StartDay(const CDataDoc& doc) {
+    if (const auto* edf = dynamic_cast<const CEDFDoc*>(&doc)) return edf->GetStartDate();
+    if (const auto* foreign = dynamic_cast<const CForeignDoc*>(&doc)) return foreign->GetStartDate();
+    return {};
+}
+
+std::string NotKeptText(const CDataDoc& doc, const KeptByForm& kept) {
+    size_t annotations = 0, values = 0, tags = 0, early = 0, labels = 0;
+    for (int t = 0; t < doc.traceCount; ++t)
+        annotations += doc.traceAnnotations[static_cast<size_t>(t)].size();
+    const std::vector<int> channels = ExportChannels(doc);
+    for (const int c : channels) {
+        const CEventChan& channel = doc.eventChannels[static_cast<size_t>(c)];
+        bool isNamed = channel.channelLabel.empty();
+        for (const CEventKM& event : channel.Events()) {
+            values += event.eventValue != 0.0f ? 1 : 0;
+            tags += event.eventTag != 0 ? 1 : 0;
+            early += event.onPosition < 0 ? 1 : 0;
+            isNamed = isNamed || (event.eventLabel.empty() && event.onPosition >= 0);
+        }
+        labels += isNamed ? 0 : 1;
+    }
+    std::string text;
+    const auto add = [&](bool is, const std::string& what) {
+        if (is) text += (text.empty() ? "" : ", ") + what;
+    };
+    const auto some = [&](size_t n, const char* one, const char* many) {
+        add(n > 0, fmt::format("{} {}", n, n == 1 ? one : many));
+    };
+    some(doc.markers.size(), "marker", "markers");
+    some(annotations, "annotation", "annotations");
+    some(values, "event's value", "events' values");
+    some(tags, "event's tag", "events' tags");
+    some(early, "event before the first sample", "events before the first sample");
+    some(labels, "channel's label, since its events have their own",
+         "channels' labels, since their events have their own");
+    add(!kept.channels && channels.size() > 1, "of which channel each event is");
+    add(!kept.start && (doc.GetStartClock() || StartDay(doc)), "when the recording began");
+    add(!kept.comment && !doc.fileComment.empty(), "the comment of the recording");
+    return text.empty() ? text : "Not kept in this form: " + text + ".";
 }
 
 std::string AsciiText(std::string_view text) {

@@ -2,6 +2,7 @@
 // A recording as the files of other systems take it: where it holds samples, their extremes, blocks without
 // anything that is no number, and what is told of its events.
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,16 @@ class ExportReader {
 std::vector<int> ExportChannels(const CDataDoc& doc);
 // The label of an event, or of its channel, or "Event b": valid UTF-8 without control characters.
 std::string ExportEventText(const CDataDoc& doc, int channel, const CEventKM& event);
+// The day on which the recording begins; nothing where it does not tell.
+std::optional<std::chrono::sys_days> StartDay(const CDataDoc& doc);
+// What such forms keep beside samples, units, and events with a text each.
+struct KeptByForm {
+    bool channels = false;  // which events are of one channel
+    bool start = false;     // the date and time
+    bool comment = false;
+};
+// A line that tells what else the recording has; empty where that is nothing.
+std::string NotKeptText(const CDataDoc& doc, const KeptByForm& kept);
 // Text in the characters of ASCII, as header fields take it: "uV" for microvolts.
 std::string AsciiText(std::string_view text);
 

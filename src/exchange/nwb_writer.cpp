@@ -75,15 +75,6 @@ std::string UniqueName(std::set<std::string>& taken, const std::string& wanted) 
     return name;
 }
 
-// "05.03.21" as "2021-03-05".
-std::string IsoDate(const std::string& date) {
-    const auto isDigit = [&](size_t i) { return i < date.size() && date[i] >= '0' && date[i] <= '9'; };
-    for (const size_t i : {0, 1, 3, 4, 6, 7})
-        if (!isDigit(i)) return {};
-    return fmt::format("{}{}-{}-{}", date.substr(6, 2) >= "85" ? "19" : "20", date.substr(6, 2),
-                       date.substr(3, 2), date.substr(0, 2));
-}
-
 class NwbExport {
   public:
     NwbExport(CDataDoc& doc, std::vector<std::string>& notes) : doc_(doc), notes_(notes) {
@@ -173,10 +164,12 @@ void NwbExport::WriteSession(Hdf5Output& file) {
     Name(file, "/", "NWBFile");
     file.Attribute("/", "nwb_version", std::string("2.5.0"));
     const auto clock = static_cast<int64_t>(std::max(doc_.GetStartClock().value_or(0.0), 0.0)) % 86400000;
-    const auto* edf = dynamic_cast<const CEDFDoc*>(&doc_);
-    std::string date = edf ? IsoDate(edf->Header().startDate) : std::string();
-    if (date.empty()) {
-        date = "1970-01-01";
+    std::string date = "1970-01-01";
+    if (const auto told = StartDay(doc_)) {
+        const std::chrono::year_month_day day(*told);
+        date = fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()),
+                           static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
+    } else {
         notes_.push_back("The recording does not tell its date; 1970-01-01 stands for it.");
     }
     const std::string start = fmt::format("{}T{:02}:{:02}:{:02}.{:03}000+00:00", date, clock / 3600000,

@@ -75,6 +75,8 @@ void WavExport::Prepare(ProgressScope& progress) {
         notes.push_back(fmt::format("The sample rate became {} Hz instead of {:.9g} Hz: it is a whole number "
                                     "in such files.",
                                     rate_, rate));
+    if (std::string text = NotKeptText(doc_, {.comment = true}); !text.empty())
+        notes.push_back(std::move(text));
     if (!isPcm_) return;
     double largest = 0.0;
     for (const TraceExtremes& extremes : FindExtremes(doc_, progress))

@@ -136,7 +136,10 @@ ForeignRecording CAxonDoc::ReadRecording(const DataFile& file) {
     AddChannels(header, recording);
     recording.comment = CommentOf(header);
     recording.details = CAxonDetails(header).Rows();
-    if (ClockOf(header)) recording.startClock = static_cast<double>(header.timeMs);
+    if (const auto clock = ClockOf(header)) {
+        recording.startClock = static_cast<double>(header.timeMs);
+        recording.startDate = DayOf(clock->year, clock->month, clock->day);
+    }
     recording.warnings = header.warnings;
     if (header.isCut)
         recording.warnings.push_back("This file is cut off: it holds fewer samples than its header says.");

@@ -52,6 +52,7 @@ std::vector<DataStream> CBlackrockDoc::ReadStreams(const DataFile& file) {
     warnings_.clear();
     comment_.clear();
     clock_.reset();
+    date_.reset();
     blockBytes_ = 0;
     perBlock_ = 0;
     length_ = 0;
@@ -103,6 +104,7 @@ void CBlackrockDoc::ReadHeader(const DataFile& file) {
     const int hour = head.U16(302), minute = head.U16(304), second = head.U16(306);
     if (IsDate(year, month, day) && IsTime(hour, minute, second)) {
         clock_ = ((hour * 60.0 + minute) * 60.0 + second) * 1000.0 + head.U16(308) % 1000;
+        date_ = DayOf(year, month, day);
         comment_ = fmt::format("Recorded on {}-{:02}-{:02} at {:02}:{:02}:{:02} UTC\r\n{}", year, month, day,
                                hour, minute, second, comment_);
     }
@@ -304,6 +306,7 @@ ForeignRecording CBlackrockDoc::ReadStream(const StreamChoice& choice) {
     recording.comment =
         "Blackrock, version " + version_ + "\r\n" + comment_ + (comment_.empty() ? "" : "\r\n");
     recording.startClock = clock_;
+    recording.startDate = date_;
     recording.details = {{"File type", "Blackrock NSx, version " + version_},
                          {"Channels in the file", std::to_string(channels_.size())},
                          {"Pieces", std::to_string(pieces_.size())}};

@@ -41,6 +41,7 @@ class CBlackrockDoc : public CStreamDoc {
 
     std::string version_, comment_;
     std::optional<double> clock_;
+    std::optional<std::chrono::sys_days> date_;
     double rate_ = 0.0, resolution_ = 30000.0;
     std::vector<Channel> channels_;
     uint64_t dataAt_ = 0;

@@ -97,6 +97,7 @@ ForeignRecording WdqReader::Read() {
         recording_.comment +=
             fmt::format("Recorded on {}-{:02}-{:02} at {:02}:{:02}:{:02} GMT\r\n", clock.tm_year + 1900,
                         clock.tm_mon + 1, clock.tm_mday, clock.tm_hour, clock.tm_min, clock.tm_sec);
+        recording_.startDate = DayOf(clock.tm_year + 1900, clock.tm_mon + 1, clock.tm_mday);
         recording_.startClock = ((clock.tm_hour * 60.0 + clock.tm_min) * 60.0 + clock.tm_sec) * 1000.0;
     }
     recording_.details = {{"File type", isFine_ ? "WinDaq, 16 bits" : "WinDaq, 14 bits"},

@@ -13,6 +13,7 @@
 #include "import/edf_dialogs.h"
 #include "import/edf_recall.h"
 #include "import/edf_timeline.h"
+#include "import/foreign_recording.h"
 
 namespace kymora {
 
@@ -296,6 +297,14 @@ std::optional<double> CEDFDoc::GetStartClock() const {
     const bool isTime =
         hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60 && seconds >= 0 && seconds < 60;
     return isTime ? std::optional(1000.0 * (3600.0 * hours + 60.0 * minutes + seconds)) : std::nullopt;
+}
+
+std::optional<std::chrono::sys_days> CEDFDoc::GetStartDate() const {
+    int day = 0, month = 0, year = 0;
+    if (header_.recording.starts_with("Startdate X") ||
+        std::sscanf(header_.startDate.c_str(), "%2d%*1[^0-9]%2d%*1[^0-9]%2d", &day, &month, &year) != 3)
+        return {};
+    return DayOf(year + (year < 85 ? 2000 : 1900), month, day);
 }
 
 // The choice as a list of numbers from 1 over the signals that are no annotations.

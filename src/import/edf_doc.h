@@ -5,6 +5,7 @@
 // What the dialogs ask can be given as import settings: "signals" (numbers from 1 over the signals that are
 // no annotations) and "annotations" ("separate" or "same"). A setting that is given is not asked for.
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,8 @@ class CEDFDoc : public CDataDoc {
     bool ShowInfo();
     Reopening ToReopen() const override;
     std::optional<double> GetStartClock() const override;
+    // Nothing where the header tells none, or says that it is not known.
+    std::optional<std::chrono::sys_days> GetStartDate() const;
 
   protected:
     virtual const char* Extension() const { return ".edf"; }

@@ -41,6 +41,11 @@ bool IsDate(int year, int month, int day) {
     return year >= 1980 && year <= 2200 && month >= 1 && month <= 12 && day >= 1 && day <= 31 && date.ok();
 }
 
+std::optional<std::chrono::sys_days> DayOf(int year, int month, int day) {
+    if (!IsDate(year, month, day)) return {};
+    return std::chrono::sys_days(std::chrono::year(year) / month / day);
+}
+
 bool IsTime(int hour, int minute, int second) {
     return hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60;
 }

@@ -16,6 +16,7 @@ class CForeignDoc : public CDataDoc {
     using CDataDoc::CDataDoc;
 
     std::optional<double> GetStartClock() const override { return recording_.startClock; }
+    std::optional<std::chrono::sys_days> GetStartDate() const { return recording_.startDate; }
     // Shows the details of the file. False when the user cancels.
     bool ShowDetails();
 

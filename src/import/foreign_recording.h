@@ -1,6 +1,7 @@
 #pragma once
 // What the reader of a foreign format has found in a file, as a value: the document makes its model of it.
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -35,6 +36,7 @@ struct ForeignRecording {
     int64_t lengthWithoutTraces = 0;  // samples, of a recording of events only
     std::string comment{};
     std::optional<double> startClock{};  // ms since midnight
+    std::optional<std::chrono::sys_days> startDate{};
     // The numbers of the file for its details: what, and its value.
     std::vector<std::pair<std::string, std::string>> details{};
     std::vector<std::string> warnings{};  // for the user
@@ -50,6 +52,8 @@ ForeignEvents EpisodeMarks(const std::string& text, const std::vector<int64_t>& 
 
 // What headers state may be anything.
 bool IsDate(int year, int month, int day);
+// Nothing for what is no date.
+std::optional<std::chrono::sys_days> DayOf(int year, int month, int day);
 bool IsTime(int hour, int minute, int second);
 
 inline constexpr const char* tooManyChannelsText =

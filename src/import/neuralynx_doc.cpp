@@ -305,10 +305,14 @@ ForeignRecording CNeuralynxDoc::ReadStream(const StreamChoice& choice) {
             isTurnedBack_ ? "The recorder has inverted its inputs; they are turned back.\r\n"
                           : "The recorder has inverted its inputs, which are shown as stored; the import "
                             "setting polarity=input turns them back.\r\n";
-    int hour = 0, minute = 0, second = 0;
-    if (std::sscanf(first.created.c_str(), "%*d/%*d/%*d %2d:%2d:%2d", &hour, &minute, &second) == 3 &&
-        IsTime(hour, minute, second))
+    int date[3] = {}, hour = 0, minute = 0, second = 0;
+    if (std::sscanf(first.created.c_str(), "%4d/%2d/%4d %2d:%2d:%2d", &date[0], &date[1], &date[2], &hour,
+                    &minute, &second) == 6 &&
+        IsTime(hour, minute, second)) {
         recording.startClock = ((hour * 60.0 + minute) * 60.0 + second) * 1000.0;
+        recording.startDate =
+            date[0] > 31 ? DayOf(date[0], date[1], date[2]) : DayOf(date[2], date[0], date[1]);
+    }
     recording.details = {{"File type", "Neuralynx, version " + first.fileVersion},
                          {"Stated rate", fmt::format("{:.9g} Hz", first.rate)},
                          {"Channels of this rate", std::to_string(list_.size())}};

@@ -507,9 +507,16 @@ void CNwbDoc::Describe(ForeignRecording& recording, const Series& series) {
         line("Description", AttributeText(series.group, "description"));
         line("Comments", AttributeText(series.group, "comments"));
     }
-    if (const auto clock = ClockOf(reference.empty() ? time : reference))
-        recording.startClock =
-            std::fmod(std::fmod(*clock + series.times.start * 1000.0, 86400000.0) + 86400000.0, 86400000.0);
+    const std::string& zero = reference.empty() ? time : reference;
+    if (const auto clock = ClockOf(zero)) {
+        const double start = *clock + series.times.start * 1000.0, days = std::floor(start / 86400000.0);
+        recording.startClock = start - days * 86400000.0;
+        int year = 0, month = 0, day = 0;
+        std::sscanf(zero.c_str(), "%4d-%2d-%2d", &year, &month, &day);
+        recording.startDate = DayOf(year, month, day);
+        if (recording.startDate && std::fabs(days) < 1e5)
+            *recording.startDate += std::chrono::days(static_cast<int>(days));
+    }
 }
 
 }  // namespace kymora

@@ -326,6 +326,7 @@ void COpenEphysDoc::AddTime(ForeignRecording& recording) const {
         fmt::format("Recorded on {}-{:02}-{:02} at {:02}:{:02}:{:02} GMT\r\n", clock.tm_year + 1900,
                     clock.tm_mon + 1, clock.tm_mday, clock.tm_hour, clock.tm_min, clock.tm_sec);
     recording.startClock = static_cast<double>(ms % 86400000);
+    recording.startDate = DayOf(clock.tm_year + 1900, clock.tm_mon + 1, clock.tm_mday);
 }
 
 }  // namespace kymora

@@ -308,6 +308,7 @@ void SonReader::Describe() {
     if (IsDate(h.year, h.month, h.day) && IsTime(h.hour, h.minute, h.second)) {
         comment +=
             fmt::format("{}:{}:{} on {}-{}-{}\r\n", h.hour, h.minute, h.second, h.day, h.month, h.year);
+        recording_.startDate = DayOf(h.year, h.month, h.day);
         recording_.startClock = ((h.hour * 60.0 + h.minute) * 60.0 + h.second) * 1000.0 + h.hundredths * 10.0;
     }
     for (size_t t = 0; t < waves_.size(); ++t)

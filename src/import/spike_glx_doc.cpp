@@ -76,10 +76,13 @@ ForeignRecording CSpikeGlxDoc::ReadStream(const StreamChoice& choice) {
         recording.comment += fmt::format("First sample of the run: {:.0f}\r\n", *first);
     if (const std::string& notes = meta_->Text("userNotes"); !notes.empty())
         recording.comment += notes + "\r\n";
-    int hour = 0, minute = 0, second = 0;
-    if (std::sscanf(created.c_str(), "%*d-%*d-%*dT%2d:%2d:%2d", &hour, &minute, &second) == 3 &&
-        IsTime(hour, minute, second))
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    if (std::sscanf(created.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d", &year, &month, &day, &hour, &minute,
+                    &second) == 6 &&
+        IsTime(hour, minute, second)) {
         recording.startClock = ((hour * 60.0 + minute) * 60.0 + second) * 1000.0;
+        recording.startDate = DayOf(year, month, day);
+    }
     recording.details = {{"File type", "SpikeGLX, " + meta_->Type()},
                          {"Saved channels", meta_->Text("snsSaveChanSubset")},
                          {"Stated bytes", meta_->Text("fileSizeBytes")}};

@@ -218,8 +218,12 @@ void CStreamDoc::Cut(ForeignRecording& recording) const {
     const int64_t length = std::min(end - choice_.from, longestRecording);
     for (ForeignTrace& trace : recording.traces) trace.source = trace.source.Part(choice_.from, length);
     recording.lengthWithoutTraces = std::max<int64_t>(recording.lengthWithoutTraces - choice_.from, 0);
-    if (recording.startClock)
-        recording.startClock = std::fmod(*recording.startClock + fromSeconds_ * 1000.0, 86400000.0);
+    if (recording.startClock) {
+        const double clock = *recording.startClock + fromSeconds_ * 1000.0;
+        if (recording.startDate)
+            *recording.startDate += std::chrono::days(static_cast<int64_t>(clock / 86400000.0));
+        recording.startClock = std::fmod(clock, 86400000.0);
+    }
     if (choice_.from > 0)
         recording.comment += fmt::format("This part begins at {:.9g} s of the recording.\r\n", fromSeconds_);
     if (end - choice_.from > longestRecording)

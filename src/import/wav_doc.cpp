@@ -288,6 +288,9 @@ void WavReader::TakeBroadcast() {
     const std::string text = bext.Text(0, 256), time = bext.Text(330, 8);
     if (!text.empty()) AddToComment(text);
     AddToComment(fmt::format("Recorded on {} at {}", bext.Text(320, 10), time));
+    int year = 0, month = 0, day = 0;
+    if (std::sscanf(bext.Text(320, 10).c_str(), "%4d%*[^0-9]%2d%*[^0-9]%2d", &year, &month, &day) == 3)
+        recording_.startDate = DayOf(year, month, day);
     const double ms = static_cast<double>(bext.I64(338)) * 1000.0 / rate_;
     int hour = 0, minute = 0, second = 0;
     const bool isTold =

@@ -11,6 +11,7 @@
 #include "import/bdf_doc.h"
 #include "import/edf_doc.h"
 #include "import/open_document.h"
+#include "support/edf_builder.h"
 #include "support/session_fixture.h"
 
 namespace kymora::test {
@@ -54,8 +55,8 @@ TEST(EdfPlan, LimitsFitTheirFieldsAndEnclose) {
         const char* text;
     } const cases[] = {{0.1234567891, true, "0.123457"}, {-1234.5678, false, "-1234.57"},
                        {-1234.5678, true, "-1234.56"},   {99999999.0, true, "99999999"},
-                       {123456789.0, true, "1.24e+08"},  {1.5e-7, true, "1.50e-07"},
-                       {-2.51e-8, false, "-2.6e-08"}};
+                       {123456789.0, true, "123457e3"},  {1.5e-7, true, "15e-8"},
+                       {-2.51e-8, false, "-251e-10"}};
     for (const auto& c : cases) EXPECT_EQ(EdfLimit(c.x, c.up, 0.0).text, c.text) << c.x;
     EXPECT_EQ(EdfLimit(1.5e-7, true, 1e-6).text, "0.000001") << "no exponent where it is not needed";
     const EdfLimits flat = EdfLimitsFor({5.0, 5.0});
@@ -133,6 +134,33 @@ TEST_F(ForeignExportTest, NumbersOfAnEdfRecordingStayTheSame) {
     ASSERT_TRUE(second);
     for (int t = 0; t < 2; ++t) EXPECT_EQ(SamplesOf(*second, t), SamplesOf(*first, t));
     EXPECT_EQ(second->GetNumEvents(1), 2);
+}
+
+// Fields of a header: patient at 8, recording at 88, date at 168, transducers from 256 + 16 x signals on.
+TEST_F(ForeignExportTest, WhatTheSourceTellsIsKeptAndTheRestIsTold) {
+    EdfBuilder builder;
+    builder.patient = "MCH 7 Smith";
+    builder.recording = "Lab 3";
+    builder.AddRamp("A1", 20);
+    files.Put("/plain.edf", builder.Build());
+    const auto doc = Open<CEDFDoc>("/plain.edf");
+    ASSERT_TRUE(doc) << host.LastMessage();
+    doc->InsertMarker({});
+    doc->AddEvent(1, {10, 11, 2.5f});
+    doc->AddEvent(2, {12, 13, 0, 1});
+    doc->fileComment = "slice 3";
+    const std::string kept = "Not kept in this form: 1 marker, 1 event's value, 1 event's tag, ";
+    for (const char* path : {"/x.edf", "/x.bdf"}) {
+        ASSERT_TRUE(WriteExport(*doc, path, {}));
+        const std::string text = Text(path);
+        EXPECT_TRUE(text.substr(8, 80).starts_with("X X X X MCH 7 Smith  ")) << text.substr(8, 80);
+        EXPECT_TRUE(text.substr(88, 80).starts_with("Startdate 01-FEB-2003 X X X Lab 3  "));
+        EXPECT_EQ(text.substr(168, 16), "01.02.0304.05.06");
+        EXPECT_TRUE(text.substr(256 + 16 * 3, 80).starts_with("AgCl  ")) << "beside two of annotations";
+        EXPECT_NE(host.LastMessage().find(kept + "the comment of the recording."), std::string::npos);
+    }
+    ASSERT_TRUE(WriteExport(*doc, "/x.wav", {}));
+    EXPECT_EQ(host.LastMessage(), kept + "of which channel each event is, when the recording began.");
 }
 
 TEST_F(ForeignExportTest, WaveAudioHoldsTheValuesOrPartsOfTheLargest) {

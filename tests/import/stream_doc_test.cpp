@@ -1,6 +1,7 @@
 // Recordings of many channels: what is chosen of them, their digital lines, and what stands beside the
 // samples.
 
+#include "import/foreign_doc.h"
 #include "import/reader_fixture.h"
 #include "import/stream_samples.h"
 
@@ -285,6 +286,8 @@ TEST_F(StreamTest, BlackrockEventsAndClocksThatBeginAgain) {
     EXPECT_EQ(doc->eventChannels[2].Events()[0].eventValue, 2.0f);
     EXPECT_EQ(doc->fileComment,
               "Blackrock, version 2.0\r\nRecorded on 2026-11-09 at 03:25:07 UTC\r\nslice 3\r\n");
+    EXPECT_EQ(dynamic_cast<const CForeignDoc&>(*doc).GetStartDate(),
+              std::chrono::sys_days(std::chrono::year(2026) / 11 / 9));
     // Another rate of the same recording has other positions, and a side-car of its own.
     doc->fileComment = "of ns2";
     ASSERT_TRUE(doc->OnSaveDocument());
