@@ -75,15 +75,19 @@ std::vector<CEventKM> CBDFDoc::ReadTriggers(const EdfSignal& status) {
             wentOn = progress->Update(static_cast<uint64_t>(record));
             if (!wentOn) return false;
         }
-        const int64_t start = PositionOfRecord(record);
+        const bool isBefore = record < FirstRecord();
+        const int64_t start = isBefore ? 0 : PositionOfRecord(record - FirstRecord());
         for (size_t i = 0; i + 2 < bytes.size(); i += 3) {
             const uint32_t now = static_cast<uint32_t>(bytes[i]) | static_cast<uint32_t>(bytes[i + 1]) << 8;
             if (now == code && !isFirst) continue;
-            const int64_t position =
-                start + static_cast<int64_t>(i / 3) * SamplesPerRecord() / status.samplesPerRecord;
+            const int64_t into = static_cast<int64_t>(i / 3) * SamplesPerRecord() / status.samplesPerRecord;
+            const int64_t position = isBefore ? 0 : start + into;
             if (position >= longestRecording) return false;
             const auto at = static_cast<int32_t>(position);
-            if (isOpen) triggers.back().offPosition = std::max(at, triggers.back().onPosition + 1);
+            if (isOpen && at == 0)
+                triggers.pop_back();
+            else if (isOpen)
+                triggers.back().offPosition = std::max(at, triggers.back().onPosition + 1);
             isOpen = now != 0 && !isFirst;
             if (isOpen) {
                 CEventKM& trigger = triggers.emplace_back();

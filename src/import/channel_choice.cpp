@@ -78,6 +78,22 @@ std::vector<int> ParseChannels(const std::string& key, const std::string& settin
     return chosen;
 }
 
+double FromSeconds(const std::string* setting) {
+    if (!setting) return 0.0;
+    double seconds = -1.0;
+    const auto [end, error] = std::from_chars(setting->data(), setting->data() + setting->size(), seconds);
+    if (error != std::errc() || end != setting->data() + setting->size() || !(seconds >= 0.0) ||
+        seconds > 1e12)
+        throw ImportSettingError("from", *setting, "seconds from the start of the recording, from 0 on");
+    return seconds;
+}
+
+void ThrowBehindEnd(double from, double end) {
+    throw ImportSettingError(
+        "from", fmt::format("{:.9g}", from),
+        fmt::format("seconds before the end of the recording, which is at {:.9g} s", end));
+}
+
 std::string ChannelsText(const std::vector<int>& places) {
     std::string list;
     for (const int place : places) list += (list.empty() ? "" : ",") + std::to_string(place + 1);

@@ -15,6 +15,10 @@ class Session;
 // count. Answers places from 0, ascending, from 1 to `most` of them. Throws ImportSettingError under `key`.
 std::vector<int> ParseChannels(const std::string& key, const std::string& setting, size_t count, size_t most);
 
+// The setting "from": 0 where it is null. Throws ImportSettingError.
+double FromSeconds(const std::string* setting);
+[[noreturn]] void ThrowBehindEnd(double from, double end);  // s
+
 // The same choice as a setting.
 std::string ChannelsText(const std::vector<int>& places);
 

@@ -10,6 +10,7 @@
 #include "archive/text_encoding.h"
 #include "document/side_car.h"
 #include "host/form.h"
+#include "import/channel_choice.h"
 #include "import/edf_dialogs.h"
 #include "import/edf_recall.h"
 #include "import/edf_timeline.h"
@@ -47,17 +48,26 @@ void CEDFDoc::Load() {
     SideCarFile sideCar(*this);
     Recalled recalled = RecallSignals(sideCar);
     ChooseSignals(recalled.choice);
+    SkipRecords();
     SetTimeBase();
     EdfEventCollector collected(axis_.sampleInterval, annotationBytes + sampleFile->Length() / 2);
+    if (firstRecord_ > 0) collected.StartAt(startMark_);
     ReadAnnotations(collected);
-    reader_ = MakeEdfSampleReader(*sampleFile, header_, samplesPerRecord_);
+    part_ = header_;
+    part_.headerLength += firstRecord_ * header_.bytesPerRecord;
+    part_.dataRecords -= firstRecord_;
+    reader_ = MakeEdfSampleReader(*sampleFile, part_, samplesPerRecord_);
     canFold_ = !chosen_.empty() && std::all_of(chosen_.begin(), chosen_.end(), [this](int signal) {
         return EdfFoldIsExact(header_.Signal(signal).scale);
     });
     Note(fmt::format("{}, {} signals, {} data records of {} s", EdfTypeText(header_), header_.signals.size(),
                      header_.dataRecords, header_.recordDuration));
     FillModel();
-    ReadOwnSideCar(sideCar, std::move(recalled), collected);
+    openedReadOnly = firstRecord_ > 0;
+    if (openedReadOnly)
+        readOnlyReason = "the side-car belongs to its beginning";
+    else
+        ReadOwnSideCar(sideCar, std::move(recalled), collected);
     const bool isBare = !HoldsEvents();
     ProcessAnnots(collected, AskLayout(collected));
     if (isBare && !chosen_.empty()) AddFileEvents();
@@ -131,6 +141,43 @@ void CEDFDoc::ChooseSignals(const std::vector<int>& remembered) {
             chosen_.size(), header_.ordinarySignals.size(), filePath.filename().string()));
 }
 
+// Where records tell their starts, gaps count.
+void CEDFDoc::SkipRecords() {
+    firstRecord_ = 0;
+    skippedSeconds_ = startMark_ = 0.0;
+    const double seconds = FromSeconds(CurrentOpening().Setting("from")), each = header_.recordDuration;
+    if (seconds == 0.0 || chosen_.empty() || !(each > 0.0)) return;
+    const double slack = 1e-9 * each;
+    const int64_t last = header_.dataRecords - 1;
+    firstRecord_ = static_cast<int64_t>(std::min((seconds + slack) / each, static_cast<double>(last)));
+    skippedSeconds_ = startMark_ = static_cast<double>(firstRecord_) * each;
+    if (!header_.annotationSignals.empty()) {
+        double start = 0.0;
+        bool isBehind = false;
+        const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
+            if (!place.IsTimeKeeping()) return true;
+            if (place.record == 0) start = tal.start;
+            isBehind = isBehind || tal.start - start > seconds + slack;
+            if (isBehind) return false;
+            firstRecord_ = place.record;
+            skippedSeconds_ = tal.start - start;
+            startMark_ = tal.start;
+            return true;
+        };
+        std::unique_ptr<Progress> progress;
+        const auto goOn = [&](int64_t record) {
+            if (!progress)
+                progress =
+                    GetHost().StartProgress("Finding the part", static_cast<uint64_t>(header_.dataRecords));
+            return progress->Update(static_cast<uint64_t>(record));
+        };
+        int64_t damaged = 0;
+        if (!ForEachEdfTal(*sampleFile, header_, visit, goOn, damaged)) throw OpenDeclined();
+    }
+    if (firstRecord_ == last && seconds >= skippedSeconds_ + each)
+        ThrowBehindEnd(seconds, skippedSeconds_ + each);
+}
+
 void CEDFDoc::SetTimeBase() {
     axis_ = {};
     samplesPerRecord_ = 0;
@@ -160,7 +207,12 @@ void CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
     }
     if (timeline.HasTooManyGaps())
         throw OpenError("This file has more gaps between its data records than can be handled.");
-    if (timeline.IsTooLong()) Tell(tooLongText);
+    if (timeline.IsTooLong()) {
+        const auto end = static_cast<double>(std::min(timeline.End(), longestRecording));
+        Tell(
+            fmt::format("{}\nIt is shown up to {:.9g} s; the import setting from=SECONDS opens another part.",
+                        tooLongText, skippedSeconds_ + end * axis_.sampleInterval / 1000.0));
+    }
     if (timeline.Overlaps() != 0)
         Note(fmt::format(
             "{} data records begin before the end of the one before; they follow it without a gap",
@@ -177,9 +229,9 @@ void CEDFDoc::ReadAnnotations(EdfEventCollector& collected) {
 // times.
 void CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline) {
     const bool startsCount = header_.type == EdfType::discontinuous && !header_.annotationSignals.empty();
-    int64_t known = 0;  // records in the timeline
+    int64_t known = firstRecord_;  // the next record for the timeline
     const auto visit = [&](const EdfTalPlace& place, const EdfTal& tal) {
-        if (startsCount && place.IsTimeKeeping()) {
+        if (startsCount && place.IsTimeKeeping() && place.record >= firstRecord_) {
             for (; known < place.record; ++known) timeline.AddRecord(std::nullopt);
             timeline.AddRecord(tal.start);
             ++known;
@@ -196,7 +248,7 @@ void CEDFDoc::WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timelin
     if (!header_.annotationSignals.empty() && !ForEachEdfTal(*sampleFile, header_, visit, goOn, damaged))
         throw OpenDeclined();
     if (damaged != 0) Note(fmt::format("{} annotations are damaged and were left out", damaged));
-    if (!startsCount) timeline.AddContiguous(header_.dataRecords);
+    if (!startsCount) timeline.AddContiguous(header_.dataRecords - firstRecord_);
     for (; startsCount && known < header_.dataRecords; ++known) timeline.AddRecord(std::nullopt);
 }
 
@@ -220,6 +272,16 @@ void CEDFDoc::FillModel() {
     }
     for (const int signal : chosen_) traceSignals.push_back({signal, header_.Signal(signal).label});
     UpdateGapFlags();
+    if (header_.is24Bit) fileComment = DescribedFile();
+    if (firstRecord_ > 0)
+        fileComment += fmt::format("This part begins at {:.9g} s of the recording.\r\n", skippedSeconds_);
+}
+
+std::string CEDFDoc::DescribedFile() const {
+    std::string text;
+    if (!header_.patient.empty()) text += "Patient: " + header_.patient + "\r\n";
+    if (!header_.recording.empty()) text += "Recording: " + header_.recording + "\r\n";
+    return text + fmt::format("Recorded on {} at {}\r\n", header_.startDate, header_.startTime);
 }
 
 TraceSettings CEDFDoc::DescribedTrace(int trace) const {
@@ -296,7 +358,8 @@ std::optional<double> CEDFDoc::GetStartClock() const {
         return {};
     const bool isTime =
         hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60 && seconds >= 0 && seconds < 60;
-    return isTime ? std::optional(1000.0 * (3600.0 * hours + 60.0 * minutes + seconds)) : std::nullopt;
+    if (!isTime) return {};
+    return std::fmod(1000.0 * (3600.0 * hours + 60.0 * minutes + seconds + skippedSeconds_), 86400000.0);
 }
 
 std::optional<std::chrono::sys_days> CEDFDoc::GetStartDate() const {
@@ -304,7 +367,12 @@ std::optional<std::chrono::sys_days> CEDFDoc::GetStartDate() const {
     if (header_.recording.starts_with("Startdate X") ||
         std::sscanf(header_.startDate.c_str(), "%2d%*1[^0-9]%2d%*1[^0-9]%2d", &day, &month, &year) != 3)
         return {};
-    return DayOf(year + (year < 85 ? 2000 : 1900), month, day);
+    auto date = DayOf(year + (year < 85 ? 2000 : 1900), month, day);
+    int hours = 0, minutes = 0, seconds = 0;
+    std::sscanf(header_.startTime.c_str(), "%2d%*1[.:]%2d%*1[.:]%2d", &hours, &minutes, &seconds);
+    const double passed = (3600.0 * hours + 60.0 * minutes + seconds + skippedSeconds_) / 86400.0;
+    if (date && passed < 1e5) *date += std::chrono::days(static_cast<int>(passed));
+    return date;
 }
 
 // The choice as a list of numbers from 1 over the signals that are no annotations.

@@ -3,7 +3,8 @@
 // goes to the side-car.
 //
 // What the dialogs ask can be given as import settings: "signals" (numbers from 1 over the signals that are
-// no annotations) and "annotations" ("separate" or "same"). A setting that is given is not asked for.
+// no annotations), "annotations" ("separate" or "same") and "from" (seconds: the recording begins with the
+// data record in which they lie, and has no side-car). A setting that is given is not asked for.
 
 #include <chrono>
 #include <memory>
@@ -44,8 +45,10 @@ class CEDFDoc : public CDataDoc {
     virtual const char* Extension() const { return ".edf"; }
     // Adds what the file tells of events beside its annotations. Not called where the side-car holds events.
     virtual void AddFileEvents() {}
+    // Of the file, with which the recording begins.
+    int64_t FirstRecord() const { return firstRecord_; }
     int64_t SamplesPerRecord() const { return samplesPerRecord_; }
-    // Where a data record begins in the recording.
+    // Where a data record begins in the recording, counted from its first one.
     int64_t PositionOfRecord(int64_t record) const;
     void Note(const std::string& text) const;
 
@@ -64,10 +67,12 @@ class CEDFDoc : public CDataDoc {
     std::optional<AnnotationLayout> LayoutSetting();
     AnnotationLayout AskLayout(const EdfEventCollector& collected);
     void ChooseSignals(const std::vector<int>& remembered);
+    void SkipRecords();
     void SetTimeBase();
     void ReadAnnotations(EdfEventCollector& collected);
     void WalkAnnotations(EdfEventCollector& collected, EdfTimeline& timeline);
     void FillModel();
+    std::string DescribedFile() const;
     TraceSettings DescribedTrace(int trace) const;
 
     // edf_side_car.cpp
@@ -86,6 +91,9 @@ class CEDFDoc : public CDataDoc {
     void LabelChannels(const std::vector<std::vector<CEventKM>>& channels, bool separate);
 
     EdfHeader header_;
+    EdfHeader part_;  // as if the file began with the first record
+    int64_t firstRecord_ = 0;
+    double skippedSeconds_ = 0.0, startMark_ = 0.0;  // s
     std::vector<int> chosen_;
     bool wasChosenByDialog_ = false;
     int64_t samplesPerRecord_ = 0;

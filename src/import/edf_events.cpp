@@ -63,15 +63,21 @@ EdfSpan PlaceEdfTal(const EdfTalPlace& place, const EdfTal& tal, const EdfTimeAx
     return span;
 }
 
-bool EdfEventCollector::Take(const EdfTalPlace& place, const EdfTal& tal) {
+bool EdfEventCollector::Take(const EdfTalPlace& place, const EdfTal& told) {
     if (!complete_) return false;
     const bool mark = place.IsTimeKeeping();
-    if (mark && place.record == 0) axis_.startMark = tal.start;
+    if (mark && place.record == 0 && !isPart_) axis_.startMark = told.start;
+    EdfTal tal = told;
+    if (const double early = axis_.startMark - tal.start;
+        isPart_ && !mark && early > 0.0 && early < tal.duration) {
+        tal.start = axis_.startMark;
+        tal.duration -= early;
+    }
     const int64_t order = talCount_;
     if (!mark) ++talCount_;
     const EdfSpan span = PlaceEdfTal(place, tal, axis_, nullptr);
     if (span.fate != TalFate::shown) {
-        anyHidden_ = true;
+        anyHidden_ = anyHidden_ || !isPart_ || span.fate != TalFate::beforeStart;
         return true;
     }
     const std::string label = JoinEdfTexts(tal);

@@ -45,6 +45,11 @@ class EdfEventCollector {
     EdfEventCollector(double sampleInterval, uint64_t mostBytes)
         : axis_{sampleInterval}, bytesLeft_(mostBytes) {}
 
+    // The recording begins at a later record: what ends before it is left out.
+    void StartAt(double startMark) {
+        axis_.startMark = startMark;
+        isPart_ = true;
+    }
     // False when no more can be taken.
     bool Take(const EdfTalPlace& place, const EdfTal& tal);
     // Takes out the events that lie in gaps.
@@ -66,6 +71,7 @@ class EdfEventCollector {
     std::deque<EdfEvent> events_;
     int64_t talCount_ = 0;
     int32_t lastEnd_ = 0;
+    bool isPart_ = false;
     bool anyHidden_ = false;
     bool complete_ = true;
 };

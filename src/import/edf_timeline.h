@@ -30,6 +30,7 @@ class EdfTimeline {
     int64_t Records() const { return records_; }
     int64_t Overlaps() const { return overlaps_; }
     int64_t Unknown() const { return unknown_; }
+    int64_t End() const { return end_; }  // position behind the last record
     bool IsTooLong() const { return tooLong_; }
     bool HasTooManyGaps() const { return tooManyGaps_; }
 

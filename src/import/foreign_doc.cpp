@@ -77,7 +77,7 @@ void CForeignDoc::Load() {
 
 // The recording ends with the last sample that any channel has; what is drawn out does not reach beyond.
 void CForeignDoc::SetExtent() {
-    length_ = recording_.traces.empty() ? recording_.lengthWithoutTraces : 0;
+    length_ = recording_.lengthWithoutTraces;
     for (const ForeignTrace& trace : recording_.traces)
         length_ = std::max(length_, trace.source.LastPosition() + 1);
     if (length_ <= 0) throw OpenError(fmt::format("{} holds no data.", filePath.filename().string()));

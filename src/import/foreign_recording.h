@@ -33,7 +33,9 @@ struct ForeignRecording {
     std::vector<ForeignEvents> events{};
     std::vector<TraceSignal> signals{};  // of each trace, where only some of the file are chosen
     bool episodic = false;
-    int64_t lengthWithoutTraces = 0;  // samples, of a recording of events only
+    // Samples, of a recording of events only, or where the last sample of a slow trace lasts longer than
+    // itself.
+    int64_t lengthWithoutTraces = 0;
     std::string comment{};
     std::optional<double> startClock{};  // ms since midnight
     std::optional<std::chrono::sys_days> startDate{};

@@ -60,7 +60,8 @@ const std::vector<FormatPage>& FormatPages() {
          "`structure.oebin`: each stream as a recording, with its gaps; digital lines, "
          "messages and spikes as events. Dropping the folder opens it, too"},
         {"CNeuralynxDoc", "Neuralynx",
-         "all channels of the folder that have its rate, with their gaps; `.nev` files as "
+         "all channels of the folder that have its rate, with their gaps; `name_0001.ncs` and on continue "
+         "`name.ncs`; `.nev` files as "
          "events"},
         {"CBlackrockDoc", "Blackrock",
          "versions 2.1 to 3.0, also of clocks of nanoseconds; pauses as gaps; of the `.nev` "

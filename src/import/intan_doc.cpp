@@ -268,6 +268,7 @@ ForeignRecording CIntanDoc::ReadStream(const StreamChoice& choice) {
         const size_t c = traces_[static_cast<size_t>(place)];
         recording.traces.push_back(TraceOf(header_.channels[c], places_[c]));
     }
+    recording.lengthWithoutTraces = length_;
     recording.warnings = warnings_;
     if (choice.digital) ReadDigital(recording, choice.from);
     recording.comment = Comment();

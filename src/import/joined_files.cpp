@@ -4,9 +4,10 @@
 
 namespace kymora {
 
-uint64_t JoinedFiles::Add(std::unique_ptr<DataFile> file) {
-    const uint64_t start = length_, length = file->Length();
-    parts_.push_back({std::move(file), start, length});
+uint64_t JoinedFiles::Add(std::unique_ptr<DataFile> file, uint64_t from, uint64_t to) {
+    const uint64_t start = length_, end = std::min(to, file->Length());
+    const uint64_t length = end - std::min(from, end);
+    parts_.push_back({std::move(file), start, length, from});
     length_ += length;
     return start;
 }
@@ -19,7 +20,7 @@ size_t JoinedFiles::ReadAt(uint64_t offset, std::span<std::byte> to) const {
     for (; part != parts_.end() && done < to.size(); ++part) {
         const uint64_t at = offset + done - part->start;
         const auto n = static_cast<size_t>(std::min<uint64_t>(part->length - at, to.size() - done));
-        const size_t got = part->file->ReadAt(at, to.subspan(done, n));
+        const size_t got = part->file->ReadAt(part->from + at, to.subspan(done, n));
         done += got;
         if (got < n) break;
     }

@@ -10,8 +10,9 @@ namespace kymora {
 
 class JoinedFiles : public DataFile {
   public:
-    // Answers where the file begins. Its length is what it has now.
-    uint64_t Add(std::unique_ptr<DataFile> file);
+    // Answers where the file begins, or what is taken of it: bytes from `from` to `to`, at most as many as it
+    // has now.
+    uint64_t Add(std::unique_ptr<DataFile> file, uint64_t from = 0, uint64_t to = UINT64_MAX);
 
     size_t ReadAt(uint64_t offset, std::span<std::byte> to) const override;
     void WriteAt(uint64_t offset, std::span<const std::byte> from) override;
@@ -27,6 +28,7 @@ class JoinedFiles : public DataFile {
     struct Part {
         std::unique_ptr<DataFile> file;
         uint64_t start = 0, length = 0;
+        uint64_t from = 0;  // in the file
     };
     std::vector<Part> parts_;
     uint64_t length_ = 0;

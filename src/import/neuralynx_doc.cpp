@@ -155,19 +155,62 @@ std::vector<DataStream> CNeuralynxDoc::ReadStreams(const DataFile& file) {
     std::sort(list_.begin(), list_.end(), [](const Channel& a, const Channel& b) {
         return IsBefore(a.path.filename().string(), b.path.filename().string());
     });
-    rate_ = RefinedRate(file, own);
-    firstTime_ = own.firstTime;
+    JoinSplitFiles();
+    const auto isOpened = [&](const Channel& part) { return part.path.filename() == filePath.filename(); };
+    const Channel& opened = *std::find_if(list_.begin(), list_.end(), [&](const Channel& channel) {
+        return isOpened(channel) || std::any_of(channel.next.begin(), channel.next.end(), isOpened);
+    });
+    JoinedFiles whole;
+    AddRecords(whole, opened);
+    rate_ = RefinedRate(whole, opened);
+    firstTime_ = opened.firstTime;
     DataStream stream{"Neuralynx", rate_, 0};
     for (const Channel& channel : list_) {
         firstTime_ = std::min(firstTime_, channel.firstTime);
         stream.channels.push_back({channel.name, channel.voltsPerBit != 0.0 ? "uV" : ""});
     }
     times_ = ClockPlaces(1e6);
-    for (const Piece& piece : FindPieces(file, 0, own.records, own.records <= mostRecordsLookedAt)) {
-        times_.Add({piece.time, Late(own) + piece.position, piece.samples, rate_ * 1e-6}, piece.isSetBack);
-        stream.samples = Late(own) + piece.position + piece.samples;
+    for (const Piece& piece : FindPieces(whole, 0, opened.records, opened.records <= mostRecordsLookedAt)) {
+        times_.Add({piece.time, Late(opened) + piece.position, piece.samples, rate_ * 1e-6}, piece.isSetBack);
+        stream.samples = Late(opened) + piece.position + piece.samples;
     }
     return {stream};
+}
+
+// "name_0001.ncs" and on continue "name.ncs"; the list is in the order of names.
+void CNeuralynxDoc::JoinSplitFiles() {
+    std::vector<Channel> joined;
+    for (Channel& channel : list_) {
+        const std::string stem = channel.path.stem().string();
+        const size_t mark = stem.size() < 6 ? std::string::npos : stem.size() - 5;
+        const bool isNumbered = mark != std::string::npos && stem[mark] == '_' &&
+                                stem.find_first_not_of("0123456789", mark + 1) == std::string::npos;
+        const auto first = std::find_if(joined.begin(), joined.end(), [&](const Channel& other) {
+            return isNumbered && other.path.stem().string() == stem.substr(0, mark) &&
+                   (other.name == channel.name || channel.name == stem);
+        });
+        if (first == joined.end()) {
+            joined.push_back(std::move(channel));
+            continue;
+        }
+        first->records += channel.records;
+        first->isCut = first->isCut || channel.isCut;
+        first->next.push_back(std::move(channel));
+    }
+    list_ = std::move(joined);
+}
+
+uint64_t CNeuralynxDoc::AddRecords(JoinedFiles& joined, const Channel& channel) const {
+    FileSystem& files = GetSession().files;
+    int64_t own = channel.records;
+    for (const Channel& next : channel.next) own -= next.records;
+    const auto end = [](int64_t records) {
+        return headerBytes + static_cast<uint64_t>(records) * recordBytes;
+    };
+    const uint64_t start = joined.Add(OpenBeside(files, channel.path), 0, end(own));
+    for (const Channel& next : channel.next)
+        joined.Add(OpenBeside(files, next.path), headerBytes, end(next.records));
+    return start;
 }
 
 // The clock of the samples is not that of the times: the rate is what the longest stretch without a gap says.
@@ -288,7 +331,7 @@ ForeignRecording CNeuralynxDoc::ReadStream(const StreamChoice& choice) {
     for (const int place : choice.channels) records += list_[static_cast<size_t>(place)].records;
     for (const int place : choice.channels) {
         const Channel& channel = list_[static_cast<size_t>(place)];
-        const uint64_t start = joined->Add(OpenBeside(GetSession().files, channel.path));
+        const uint64_t start = AddRecords(*joined, channel);
         recording.traces.push_back(TraceOf(*joined, start, channel, records <= mostRecordsLookedAt));
         if (channel.isCut) cut += (cut.empty() ? "" : ", ") + channel.path.filename().string();
         anyInverted = anyInverted || channel.isInverted;

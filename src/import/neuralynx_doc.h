@@ -26,6 +26,7 @@ class CNeuralynxDoc : public CStreamDoc {
   private:
     struct Channel {
         std::filesystem::path path;
+        std::vector<Channel> next;  // files "name_0001.ncs" and on, whose records follow
         std::string name;
         double rate = 0.0;         // Hz, as its header has it
         double voltsPerBit = 0.0;  // 0: not stated
@@ -37,6 +38,9 @@ class CNeuralynxDoc : public CStreamDoc {
     };
 
     static Channel ReadChannel(const DataFile& file, const std::filesystem::path& path);
+    void JoinSplitFiles();
+    // All records behind one header; answers where that begins.
+    uint64_t AddRecords(JoinedFiles& joined, const Channel& channel) const;
     bool IsTurnedBack();
     // Records of which all samples follow one another.
     struct Piece {

@@ -95,12 +95,10 @@ void CStreamDoc::Choose() {
     const DataStream& stream = streams_[choice_.stream];
     if (!(stream.rate > 0.0) || !std::isfinite(stream.rate) || !std::isfinite(1000.0 / stream.rate))
         throw OpenError(fmt::format("This file states {} samples in a second.", stream.rate));
-    fromSeconds_ = FromSetting();
+    fromSeconds_ = FromSeconds(CurrentOpening().Setting("from"));
     choice_.from = std::llround(std::min(fromSeconds_ * stream.rate, 1e15));
     if (choice_.from > 0 && choice_.from >= stream.samples)
-        throw ImportSettingError("from", fmt::format("{:.9g}", fromSeconds_),
-                                 fmt::format("seconds before the end of the recording, which is at {:.9g} s",
-                                             static_cast<double>(stream.samples) / stream.rate));
+        ThrowBehindEnd(fromSeconds_, static_cast<double>(stream.samples) / stream.rate);
     ChooseChannels();
 }
 
@@ -131,17 +129,6 @@ size_t CStreamDoc::ChooseStream() {
                    "Streams have sample rates of their own and open as recordings of their own.");
     if (!GetHost().AskForm(form)) throw OpenDeclined();
     return static_cast<size_t>(form.Choice("stream"));
-}
-
-double CStreamDoc::FromSetting() {
-    const std::string* setting = CurrentOpening().Setting("from");
-    if (!setting) return 0.0;
-    double seconds = -1.0;
-    const auto [end, error] = std::from_chars(setting->data(), setting->data() + setting->size(), seconds);
-    if (error != std::errc() || end != setting->data() + setting->size() || !(seconds >= 0.0) ||
-        seconds > 1e12)
-        throw ImportSettingError("from", *setting, "seconds from the start of the recording, from 0 on");
-    return seconds;
 }
 
 // Places in the chosen stream that the side-car knows. Files may have come to a recording of many, so that
@@ -217,7 +204,8 @@ void CStreamDoc::Cut(ForeignRecording& recording) const {
     if (choice_.from == 0 && end <= longestRecording) return;
     const int64_t length = std::min(end - choice_.from, longestRecording);
     for (ForeignTrace& trace : recording.traces) trace.source = trace.source.Part(choice_.from, length);
-    recording.lengthWithoutTraces = std::max<int64_t>(recording.lengthWithoutTraces - choice_.from, 0);
+    recording.lengthWithoutTraces =
+        std::clamp<int64_t>(recording.lengthWithoutTraces - choice_.from, 0, longestRecording);
     if (recording.startClock) {
         const double clock = *recording.startClock + fromSeconds_ * 1000.0;
         if (recording.startDate)

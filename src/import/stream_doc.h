@@ -65,7 +65,6 @@ class CStreamDoc : public CForeignDoc {
     std::vector<int> Remembered() const;
     bool IsDigitalWanted() const;
     void ChooseChannels();
-    double FromSetting();
     void Cut(ForeignRecording& recording) const;
 
     std::vector<DataStream> streams_;

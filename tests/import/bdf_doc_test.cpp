@@ -61,6 +61,48 @@ TEST_F(BdfTest, RecordsOfADiscontinuousFileLieWhereTheirAnnotationsSay) {
     EXPECT_NE(doc->AnnotationList().find("spike"), std::string::npos);
 }
 
+TEST_F(BdfTest, APartBeginsWithARecord) {
+    EdfBuilder builder;
+    builder.is24Bit = true;
+    builder.recordCount = 6;
+    builder.AddRamp("A1", 10);
+    EdfBuilderSignal status;
+    status.label = "Status";
+    status.samples.assign(60, 0);
+    const auto set = [&](size_t from, size_t to, int code) {
+        std::fill(status.samples.begin() + from, status.samples.begin() + to, code);
+    };
+    set(5, 12, 3);
+    set(14, 30, 4);
+    set(36, 41, 7);
+    set(58, 60, 9);
+    builder.Add(status);
+    request.settings["from"] = "2.7";
+    auto doc = OpenBdf(builder);
+    ASSERT_TRUE(doc) << host.LastMessage();
+    EXPECT_EQ(doc->GetLength(), 40);
+    EXPECT_FLOAT_EQ(All(*doc, 0)[3], 23 * 0.1f);
+    EXPECT_EQ(Events(*doc, 0), (std::vector<std::string>{"0-10:4", "16-21:7", "38-40:9"}));
+    EXPECT_EQ(doc->GetStartClock(), (4 * 3600 + 5 * 60 + 8) * 1000.0);
+    EXPECT_EQ(doc->fileComment,
+              "Patient: X X X X\r\nRecording: Startdate X X X X\r\nRecorded on 01.02.03 at 04.05.06\r\n"
+              "This part begins at 2 s of the recording.\r\n");
+    EXPECT_FALSE(doc->OnSaveDocument());
+    request.settings["from"] = "6";
+    EXPECT_FALSE(OpenBdf(builder));
+    // Gaps count, and all annotations stand in the first record.
+    builder.signalRows.pop_back();
+    builder.reserved = "BDF+D";
+    builder.AddAnnotations(
+        {"+1||$+5.5~2|long|$+2.5|early|$", "+2||$", "+6||$", "+7||$+7.3|spike|$", "+8||$", "+9||$"});
+    request.settings["from"] = "5.5";
+    doc = OpenBdf(builder);
+    ASSERT_TRUE(doc) << host.LastMessage();
+    EXPECT_EQ(Runs(*doc), std::vector<uint32_t>{40});
+    EXPECT_FLOAT_EQ(All(*doc, 0)[3], 23 * 0.1f);
+    EXPECT_EQ(Events(*doc, 1), (std::vector<std::string>{"0-15:long", "13-14:spike"}));
+}
+
 TEST_F(BdfTest, AMontageOfMoreThan128SignalsOpensInPart) {
     EdfBuilder builder;
     builder.is24Bit = true;

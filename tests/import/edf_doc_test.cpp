@@ -191,7 +191,7 @@ TEST_F(EdfTest, LongRecordingIsHeldToTheLongestPossible) {
     builder.signalRows[0].samples.clear();
     auto doc = Open(builder);  // 46337 x 337 = 15615569 samples per record
     ASSERT_TRUE(doc);
-    EXPECT_EQ(host.LastMessage(), tooLongText);
+    EXPECT_TRUE(host.LastMessage().starts_with(tooLongText)) << host.LastMessage();
     EXPECT_EQ(doc->GetLength(), 0x7FFFFFFF);
     std::vector<float> end(10);
     doc->ReadBlock(2, 0x7FFFFFFF - 10, end);

@@ -154,6 +154,8 @@ TEST_F(StreamTest, IntanLinesNotesAndFolders) {
     EXPECT_EQ(doc->fileComment,
               "Intan RHD2000 version 2.3\r\nslice 3\r\nReference: A-000\r\nA notch filter of 50 Hz "
               "was shown while recording.\r\n");
+    // Slow signals alone last as long.
+    EXPECT_EQ(Open(sample, {{"channels", "4"}})->GetLength(), doc->GetLength());
     // Part of it: 384 samples, 1000 missing, and from 20 samples into what follows.
     doc = Open(sample, {{"from", "0.702"}, {"channels", "1,3"}});
     ASSERT_TRUE(doc) << host.LastMessage();
@@ -348,6 +350,31 @@ TEST_F(StreamTest, NeuralynxRecordsThatAreNotFull) {
         EXPECT_EQ(found, runs) << what;
         EXPECT_EQ(Events(*doc), std::vector<std::string>{std::string("E: ") + marks}) << what;
     }
+}
+
+// The second file goes on after a pause of 100 samples; either is opened.
+TEST_F(StreamTest, NeuralynxFilesThatWereSplit) {
+    std::vector<int16_t> words(2 * 512);
+    for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<int16_t>(i);
+    const std::vector<int16_t> more(words.begin(), words.begin() + 512);
+    files.Put("/A.ncs", Ncs("A", {{0}, {512000}}, words));
+    files.Put("/A_0001.ncs", Ncs("A", {{1124000}}, more));
+    files.Put("/B_0001.ncs", Ncs("B", {{0}}, more));
+    for (const char* path : {"/A.ncs", "/A_0001.ncs"}) {
+        const auto doc = Reopen(path);
+        ASSERT_TRUE(doc) << host.LastMessage();
+        ASSERT_EQ(doc->traceCount, 2) << "B has no file that it continues";
+        EXPECT_EQ(doc->GetLength(), 1636);
+        EXPECT_EQ(std::vector({doc->GetRun(0, 0), doc->GetRun(0, 1), doc->GetRun(0, 2)}),
+                  (std::vector<uint32_t>{1024, 100, 512}));
+        EXPECT_FLOAT_EQ(All(*doc, 0)[1124 + 300], 300 * 0.061035f);
+    }
+    // To the last record, behind the gap.
+    request.settings = {{"from", "1.635"}};
+    const auto last = Reopen("/A.ncs");
+    ASSERT_TRUE(last) << host.LastMessage();
+    EXPECT_EQ(last->GetLength(), 1);
+    EXPECT_FLOAT_EQ(All(*last, 0)[0], 511 * 0.061035f);
 }
 
 // Blocks that begin at ticks of 1/30 ms, as long as they are at a sample a millisecond; events at ticks.
