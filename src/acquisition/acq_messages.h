@@ -44,8 +44,8 @@ class AcqEventLoop {
     virtual void Wake() = 0;
     // Interface thread. Who is called; null: nobody.
     virtual void SetTarget(Target* target) = 0;
-    // Calls OnTimer every so many ms from now on; a second call sets it anew.
-    virtual void SetTimer(int id, int ms) = 0;
+    // Calls OnTimer every so many ms from now on; a second call sets it anew. False: there is no timer.
+    virtual bool SetTimer(int id, int ms) = 0;
     virtual void KillTimer(int id) = 0;
 };
 

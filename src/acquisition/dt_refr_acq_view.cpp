@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 #include "acquisition/acq_faults.h"
 #include "import/open_document.h"
@@ -22,6 +23,7 @@ constexpr const char* windowLeftText =
 constexpr const char* otherDurationText =
     "You have data currently displayed that will be erased if you change the sweep acquisition duration. "
     "Continue?";
+constexpr const char* noTimerText = "No timer available";
 constexpr const char* noLengthText = "A sweep needs a duration above 0 ms.";
 constexpr uint32_t stillSpikeColour = 255;
 constexpr int mostTimerMs = 1000000000;
@@ -105,16 +107,19 @@ bool CDTRefrAcqView::PrepareSweep() {
         return false;
     }
     if (!PrepareStart()) return false;
-    const bool isSame =
-        !m_pLoaded && m_sweepChannels == ActiveChannels() && m_dSweepInterval == m_settings.m_dSampleInterval;
-    if (!m_data.list.empty() && !isSame) {
-        Fail("Sweeps of other channels or another rate are kept. Save or delete them first.");
+    if (!m_data.list.empty() && !AreSettingsOfSweeps()) {
+        Fail("Sweeps of other channels, gains or search, or of another rate are kept. Save or delete them "
+             "first.");
         return false;
     }
     m_sweepChannels = ActiveChannels();
-    m_dSweepInterval = m_settings.m_dSampleInterval;
     m_sweep.assign(static_cast<size_t>(SweepScans()) * Format().ScanBytes(), std::byte{0});
     return true;
+}
+
+bool CDTRefrAcqView::AreSettingsOfSweeps() const {
+    return !m_pLoaded && m_data.type == m_settings.m_eRecordingType && m_sweepChannels == ActiveChannels() &&
+           m_data.sampleInterval == m_settings.m_dSampleInterval && m_data.format == Format();
 }
 
 bool CDTRefrAcqView::FireSweep(AcqState state) {
@@ -152,7 +157,11 @@ bool CDTRefrAcqView::OnStart() {
         return false;
     }
     const double period = std::round(1000.0 / Refractory().m_fSearchRate);
-    Loop().SetTimer(searchTimer, static_cast<int>(std::min<double>(period, mostTimerMs)));
+    if (!Loop().SetTimer(searchTimer, static_cast<int>(std::min<double>(period, mostTimerMs)))) {
+        m_pSearch.reset();
+        Fail(noTimerText);
+        return false;
+    }
     if (m_pObserver) m_pObserver->OnBegun();
     return FireSweep(AcqState::episode);
 }
@@ -186,7 +195,8 @@ void CDTRefrAcqView::OnWake() {
 void CDTRefrAcqView::TakeSweep() {
     if (m_data.list.empty()) {
         m_data.format = Format();
-        m_data.sampleInterval = m_dSweepInterval;
+        m_data.sampleInterval = m_settings.m_dSampleInterval;
+        m_data.type = m_settings.m_eRecordingType;
         m_data.windowDelay = Refractory().m_fTrialDelay0;
     }
     RefractorySweep& sweep = m_data.list.emplace_back();
@@ -196,13 +206,17 @@ void CDTRefrAcqView::TakeSweep() {
     sweep.time = GetSession().now();
     sweep.number = m_nNumber++;
     m_nSelected = m_data.list.size() - 1;
-    ++m_nSweepCount;
-    m_strStatus = fmt::format("count: {}", m_nSweepCount);
+    SetSweepCount(m_nSweepCount + 1);
     if (m_pObserver) m_pObserver->OnScans(sweep.samples);
     if (m_pSearch)
         Judge(sweep);
     else
         SetState(AcqState::idle);
+}
+
+void CDTRefrAcqView::SetSweepCount(int count) {
+    m_nSweepCount = count;
+    m_strStatus = fmt::format("count: {}", count);
 }
 
 void CDTRefrAcqView::Judge(RefractorySweep& sweep) {
@@ -241,26 +255,47 @@ bool CDTRefrAcqView::OnTry() {
     if (!IsIdle()) return false;
     m_bFailed = false;
     if (!MayRecord()) return false;
-    if (m_bFresh) m_fAmpNow = Refractory().m_fTrialAmp0;
-    if (m_bNew) m_fDelayNow = Refractory().m_fTrialDelay0;
-    if (!m_bFresh && Refractory().m_bStepOnAccept) m_fAmpNow += Refractory().m_fAmpStep;
-    m_bFresh = m_bNew = false;
-    return PrepareSweep() && FireSweep(AcqState::recording);
+    // Initial values that the user has changed count at once.
+    const RefractorySettings& r = Refractory();
+    const std::pair before(m_fAmpNow, m_fDelayNow);
+    if (m_fAmpBegan != r.m_fTrialAmp0)
+        m_fAmpNow = r.m_fTrialAmp0;
+    else if (r.m_bStepOnAccept)
+        m_fAmpNow += r.m_fAmpStep;
+    if (m_fDelayBegan != r.m_fTrialDelay0) m_fDelayNow = r.m_fTrialDelay0;
+    if (!PrepareSweep()) {
+        std::tie(m_fAmpNow, m_fDelayNow) = before;
+        return false;
+    }
+    m_fAmpBegan = r.m_fTrialAmp0;
+    m_fDelayBegan = r.m_fTrialDelay0;
+    if (m_fDelayNow != before.second) SetSweepCount(0);
+    return FireSweep(AcqState::recording);
+}
+
+// Null where there is none.
+const RefractorySweep* CDTRefrAcqView::SweepToAccept() const {
+    if (!IsIdle() || m_data.list.empty()) return nullptr;
+    const RefractorySweep& one = IsAutomatic() ? m_data.list[m_nSelected] : m_data.list.back();
+    return one.isAccepted ? nullptr : &one;
 }
 
 bool CDTRefrAcqView::OnAccept() {
-    const size_t at = IsAutomatic() ? m_nSelected : m_data.list.size() - 1;
-    if (!IsIdle() || m_data.list.empty() || m_data.list[at].isAccepted) {
+    const RefractorySweep* accepted = SweepToAccept();
+    if (!accepted) {
         GetHost().Failure(IsAutomatic() ? "There is no sweep to accept, or it is accepted already."
                                         : "There is no new sweep to accept.");
         return false;
     }
-    m_data.list[at].isAccepted = m_bUnsaved = true;
-    m_data.list[at].colour = m_nSpikeColour;
+    RefractorySweep& sweep = m_data.list[static_cast<size_t>(accepted - m_data.list.data())];
+    sweep.isAccepted = m_bUnsaved = true;
+    sweep.colour = m_nSpikeColour;
     if (IsAutomatic()) return true;
     m_fAmpNow = Refractory().m_fTrialAmp0;
-    if (Refractory().m_bStepOnAccept) m_fDelayNow += Refractory().m_fDelayStep;
-    m_bFresh = true;
+    m_fAmpBegan = std::numeric_limits<float>::quiet_NaN();
+    if (!Refractory().m_bStepOnAccept) return true;
+    m_fDelayNow += Refractory().m_fDelayStep;
+    SetSweepCount(0);
     return true;
 }
 
@@ -277,7 +312,7 @@ void CDTRefrAcqView::OnDeleteAll() {
     m_strStatus.clear();
     m_nSelected = 0;
     m_nSweepCount = m_nSpikesHere = m_nSpikesTotal = 0;
-    m_bFresh = m_bNew = true;
+    m_fAmpBegan = m_fDelayBegan = std::numeric_limits<float>::quiet_NaN();
     m_bUnsaved = false;
 }
 
@@ -308,7 +343,7 @@ bool CDTRefrAcqView::OnSave() {
         return false;
     }
     if (!m_pLoaded &&
-        (m_sweepChannels != ActiveChannels() || m_dSweepInterval != m_settings.m_dSampleInterval)) {
+        (m_sweepChannels != ActiveChannels() || m_data.sampleInterval != m_settings.m_dSampleInterval)) {
         Fail("Channels or rate were changed since these sweeps. Set them back to save.");
         return false;
     }
@@ -324,6 +359,10 @@ bool CDTRefrAcqView::SaveTo(const std::filesystem::path& path) {
         CopyRecordingHead(*m_pLoaded, doc);
     else
         FillDocument(doc);
+    // Of the search and the amplifiers that the sweeps came from, whatever is set now.
+    doc.m_eRecordingType = m_data.type;
+    for (size_t i = 0; i < m_data.format.channels; ++i)
+        doc.traces[i].traceGain = doc.m_dChannelGain[i] = m_data.format.gains[i];
     try {
         if (!doc.WriteAcqFileStart(m_temporaryFolder)) {
             Fail(noSaveFileText);

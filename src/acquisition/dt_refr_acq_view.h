@@ -27,6 +27,7 @@ class CDTRefrAcqView : public CDTAcqView {
     bool OnTry();
     // By hand the last sweep; of a search the one under review.
     bool OnAccept();
+    bool MayAccept() const { return SweepToAccept() != nullptr; }
     void OnClear();
     void OnDeleteAll();
     // The accepted sweeps as a recording of episodes.
@@ -89,8 +90,11 @@ class CDTRefrAcqView : public CDTAcqView {
     std::string PulseFault(const DacRange& range) const;
     bool PrepareSweep();
     bool FireSweep(AcqState state);
+    const RefractorySweep* SweepToAccept() const;
     void TakeSweep();
     void Judge(RefractorySweep& sweep);
+    bool AreSettingsOfSweeps() const;
+    void SetSweepCount(int count);
     void GoOn();
     bool SaveTo(const std::filesystem::path& path);
     const std::vector<std::optional<float>>& Changes() const;
@@ -107,10 +111,11 @@ class CDTRefrAcqView : public CDTAcqView {
     mutable std::vector<std::optional<float>> m_changes;
     std::vector<std::byte> m_sweep;  // the board writes into it while it runs
     std::vector<int> m_sweepChannels;
-    double m_dSweepInterval = 0.0;
     float m_fAmpNow = 0.0f, m_fDelayNow = 0.0f;  // of the search by hand
-    bool m_bFresh = true;                        // the next Try uses the initial amplitude
-    bool m_bNew = true;                          // and the initial delay
+    // The initial values that those steps began at; not a number: the next Try begins at those of the
+    // settings.
+    float m_fAmpBegan = std::numeric_limits<float>::quiet_NaN();
+    float m_fDelayBegan = std::numeric_limits<float>::quiet_NaN();
 };
 
 }  // namespace kymora

@@ -5,10 +5,11 @@
 
 namespace kymora {
 
-void PlainLoop::SetTimer(int id, int ms) {
+bool PlainLoop::SetTimer(int id, int ms) {
     const std::chrono::duration<double, std::milli> wanted(ms * m_dTimerScale);
     const auto period = std::chrono::duration_cast<Waker::Clock::duration>(wanted);
     m_timers[id] = {period, Waker::Clock::now() + period};
+    return true;
 }
 
 void PlainLoop::CallTimers() {

@@ -13,7 +13,7 @@ class PlainLoop : public AcqEventLoop {
   public:
     void Wake() override { m_waker.Wake(); }
     void SetTarget(Target* target) override { m_pTarget = target; }
-    void SetTimer(int id, int ms) override;
+    bool SetTimer(int id, int ms) override;
     void KillTimer(int id) override { m_timers.erase(id); }
 
     // Calls what is due until `goesOn` answers false, which it is asked at least so often.

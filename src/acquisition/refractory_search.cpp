@@ -11,6 +11,8 @@ namespace kymora {
 namespace {
 
 constexpr double sweepMarginMs = 5.0;
+constexpr double halfMargin = 1.0 / 64.0;  // of a scan
+constexpr double mostShift = 1e15;         // beyond every sweep
 
 // Whether a step leads on in single precision.
 bool Leads(float from, float step) { return from + step != from; }
@@ -25,6 +27,11 @@ float SumOfDifferences(std::span<const float> x, std::span<const float> y) {
 
 float ChangeIn(float difference, float unit) {
     return unit == 0.0f ? std::numeric_limits<float>::infinity() : difference / unit;
+}
+
+int64_t WindowShift(float from, float to, double kHz) {
+    const double scans = std::ceil((double{to} - from) * kHz - 0.5 - halfMargin);
+    return static_cast<int64_t>(std::clamp(scans, -mostShift, mostShift));
 }
 
 std::string SearchFault(const RefractorySettings& settings, double kHz) {
@@ -117,7 +124,8 @@ RefractorySearch::Judgement RefractorySearch::EndDelay(Judgement judged) {
     m_bSearching = true;
     m_fAmpNow = m_settings.m_fTrialAmp0;
     m_nSweepCount = 0;
-    m_nWinStartSample += std::llround(m_settings.m_fDelayStep * m_dKHz);
+    m_nWinStartSample = std::llround(m_settings.m_fWinStart * m_dKHz) +
+                        WindowShift(m_settings.m_fTrialDelay0, m_fDelayNow, m_dKHz);
     m_fWinStart += m_settings.m_fDelayStep;
     m_fWinEnd += m_settings.m_fDelayStep;
     return judged;

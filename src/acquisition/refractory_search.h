@@ -28,6 +28,11 @@ float SumOfDifferences(std::span<const float> x, std::span<const float> y);
 // The change that a difference is in a unit; without a unit it is infinite, and everything is a spike.
 float ChangeIn(float difference, float unit);
 
+// How far the monitored window lies behind its place at one delay when the trial pulse comes at another, in
+// scans. It follows the pulse: steps that are no whole number of scans do not add up to a drift. A half
+// counts down, however the delays were rounded in single precision or as texts.
+int64_t WindowShift(float from, float to, double kHz);
+
 // Why a search cannot run with these settings at a rate; empty where it can.
 std::string SearchFault(const RefractorySettings& settings, double kHz);
 

@@ -82,12 +82,11 @@ std::vector<MonitoredWindow> WindowsOf(const RefractorySweeps& sweeps, const Ref
     const bool isPlace = std::abs(from) < 1e15 && std::abs(to) < 1e15;
     MonitoredWindow window;
     if (isPlace) window = {static_cast<int64_t>(from), static_cast<int64_t>(to - from)};
+    const int64_t first = window.first;
     std::vector<MonitoredWindow> windows;
-    float before = sweeps.windowDelay;
     for (const RefractorySweep& sweep : sweeps.list) {
-        const double moved = (double{sweep.delay} - before) * kHz;
-        if (std::abs(moved) < 1e15) window.first += std::llround(moved);
-        before = sweep.delay;
+        const double moved = (double{sweep.delay} - sweeps.windowDelay) * kHz;
+        if (std::abs(moved) < 1e15) window.first = first + WindowShift(sweeps.windowDelay, sweep.delay, kHz);
         windows.push_back(window);
     }
     return windows;
@@ -146,6 +145,7 @@ RefractorySweeps SweepsOf(const CAcqDoc& doc) {
         for (const CMarker& marker : doc.markers)
             if (std::abs(marker.m_dTime - time) < doc.sampleInterval / 2.0)
                 TakePulse(marker.m_strLabel, sweep);
+        if (std::isnan(sweeps.windowDelay)) sweeps.windowDelay = sweep.delay;
     }
     return sweeps;
 }

@@ -38,8 +38,11 @@ struct RefractorySweeps {
     ScanFormat format;
     double sampleInterval = 0.05;  // ms
     std::vector<RefractorySweep> list;
-    // At which the monitored window stands where the settings say, ms; not a number: that of the first sweep.
+    // At which the monitored window stands where the settings say, ms: the first one of the search or of the
+    // file, also when its sweeps were taken away; not a number where none is known.
     float windowDelay = std::numeric_limits<float>::quiet_NaN();
+    // How they were made: by hand or by a search.
+    RecordingType type = RecordingType::refractoryAutomatic;
 
     double KHz() const { return 1.0 / sampleInterval; }
     int64_t ScansOf(size_t sweep) const {
@@ -59,8 +62,8 @@ struct RefractoryThreshold {
 // Of the accepted sweeps, delay by delay; each of them counts as a spike. Delays without one are not there.
 std::vector<RefractoryThreshold> ThresholdsOf(const RefractorySweeps& sweeps);
 
-// Where the monitored window lies in a sweep, in scans. It moves with the delay, at each change by the
-// difference in whole scans.
+// Where the monitored window lies in a sweep, in scans. It moves with the delay (WindowShift), and stays
+// where that is not known.
 struct MonitoredWindow {
     int64_t first = 0, samples = 0;
     bool IsIn(int64_t scans) const { return first >= 0 && samples > 0 && first + samples <= scans; }

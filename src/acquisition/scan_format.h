@@ -32,6 +32,8 @@ struct ScanFormat {
     std::pair<double, double> ToVolts(size_t channel) const;
     double Volts(std::span<const std::byte> scan, size_t channel) const;
 
+    bool operator==(const ScanFormat&) const = default;
+
     static constexpr std::array<double, 16> Ones() {
         std::array<double, 16> ones{};
         ones.fill(1.0);

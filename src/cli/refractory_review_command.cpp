@@ -167,7 +167,7 @@ class RefractoryReviewCommand : public Subcommand {
             json.Member("storedDelta", one.delta);
             json.Member("delta", changes_[i].value_or(unknown));
             json.Key("hasSpike");
-            if (changes_[i])
+            if (changes_[i] && r.m_fSpikeThreshold > 0.0f)
                 json.Value(*changes_[i] >= r.m_fSpikeThreshold);
             else
                 json.Null();

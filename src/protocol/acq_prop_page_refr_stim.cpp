@@ -20,9 +20,10 @@ void CAcqPropPageRefrStim::Describe(ParamList& params) {
         .Tip("By hand, with Try and Accept; or unattended, with a threshold for the change of the waveform");
     list.AddNote("now", [this] {
         const RefractoryReadings& now = m_state.refractory;
-        return now.sweepCount == 0 ? std::string()
-                                   : fmt::format("Now: amplitude {:.6g} V, delay {:.6g} ms, count: {}",
-                                                 now.amplitude, now.delay, now.sweepCount);
+        const bool isFirst = now.sweepCount == 0 && now.amplitude == 0.0f && now.delay == 0.0f;
+        return isFirst ? std::string("Now: no trial yet")
+                       : fmt::format("Now: amplitude {:.6g} V, delay {:.6g} ms, count: {}", now.amplitude,
+                                     now.delay, now.sweepCount);
     });
     list.AddWarning("refractoryWarning", [this] { return WarningText(); });
     DescribePulses(list);

@@ -296,6 +296,75 @@ TEST_F(RefractoryEngine, AReviewWorksChangesOutAnew) {
     EXPECT_EQ(nerve->Sweeps().size(), 1u) << "what was there stays";
 }
 
+// Steps of 1.5 scans: the window follows the pulse, in the search as in a review of all or of some of it.
+TEST_F(RefractoryEngine, TheWindowFollowsThePulseInStepsOfHalfScans) {
+    for (const auto& [to, scans] : {std::pair(14.925f, -2), std::pair(14.85f, -3), std::pair(14.775f, -5)}) {
+        EXPECT_EQ(WindowShift(15.0f, to, 20.0), scans);
+        EXPECT_EQ(WindowShift(15.0f, std::nextafter(to, 0.0f), 20.0), scans);
+        EXPECT_EQ(WindowShift(15.0f, std::nextafter(to, 20.0f), 20.0), scans);
+    }
+    OpenNerve(RecordingType::refractoryAutomatic);
+    RefractorySettings& r = nerve->m_settings.refractory;
+    r.m_fDelayStep = -0.075f;
+    r.m_fTrialDelayMin = 14.0f;
+    r.m_nChecksPerDelay = 1;
+    ASSERT_TRUE(nerve->OnStart()) << host.LastMessage();
+    RunNerve();
+    ASSERT_GT(nerve->Sweeps().back().delay, 13.9f);
+    ASSERT_GT(nerve->Thresholds().size(), 10u);
+    const std::vector<RefractorySweep> found = nerve->Sweeps();
+    size_t compared = 0;
+    for (size_t i = 0; i < found.size(); ++i) {
+        nerve->Select(i);
+        if (!nerve->ReviewChange()) continue;
+        EXPECT_EQ(*nerve->ReviewChange(), found[i].delta) << i;
+        ++compared;
+    }
+    EXPECT_GT(compared, found.size() / 2);
+    nerve->m_saveAs = out;
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
+    ASSERT_TRUE(nerve->OnLoadReview(out)) << host.LastMessage();
+    nerve->Select(nerve->Sweeps().size() - 1);
+    const auto window = nerve->ReviewWindow();
+    nerve->Select(0);
+    nerve->OnDeleteSweep();
+    nerve->Select(nerve->Sweeps().size() - 1);
+    EXPECT_EQ(nerve->ReviewWindow(), window);
+}
+
+TEST_F(RefractoryEngine, SweepsKeepTheGainAndTheSearchTheyCameFrom) {
+    OpenNerve(RecordingType::refractoryManual);
+    ASSERT_TRUE(nerve->OnTry());
+    RunNerve();
+    ASSERT_TRUE(nerve->OnAccept());
+    EXPECT_FALSE(nerve->MayAccept());
+    const double gain = nerve->m_settings.channels[0].m_dChanGain;
+    nerve->m_settings.channels[0].m_dChanGain = 2.0 * gain;
+    EXPECT_FALSE(nerve->OnTry());
+    EXPECT_TRUE(WasTold("Sweeps of other channels, gains or search"));
+    nerve->m_settings.m_eRecordingType = RecordingType::refractoryAutomatic;
+    nerve->m_saveAs = out;
+    ASSERT_TRUE(nerve->OnSave()) << host.LastMessage();
+    EXPECT_EQ(Saved()->m_eRecordingType, RecordingType::refractoryManual);
+    EXPECT_EQ(Saved()->m_dChannelGain[0], gain);
+}
+
+struct LoopWithoutTimer : PlainLoop {
+    bool SetTimer(int, int) override { return false; }
+};
+
+TEST_F(RefractoryEngine, WithoutATimerThereIsNoSearch) {
+    LoopWithoutTimer none;
+    board.input = SimulatedInput::preparation;
+    CDTRefrAcqView view(session, none, std::make_unique<SimulatedBoard>(board));
+    ASSERT_TRUE(view.Open());
+    view.m_settings = AcquisitionSettings(RecordingType::refractoryAutomatic);
+    view.m_settings.refractory = SearchSettings();
+    EXPECT_FALSE(view.OnStart());
+    EXPECT_TRUE(WasTold("No timer available"));
+    EXPECT_TRUE(view.IsIdle());
+}
+
 TEST_F(RefractoryEngine, ByHandAmplitudeAndDelayStep) {
     OpenNerve(RecordingType::refractoryManual);
     nerve->m_settings.refractory.m_bStepOnAccept = true;
@@ -312,6 +381,18 @@ TEST_F(RefractoryEngine, ByHandAmplitudeAndDelayStep) {
     }
     using Tried = std::vector<std::pair<float, float>>;
     EXPECT_EQ(tried, (Tried{{0.5f, 15.0f}, {0.6f, 15.0f}, {0.5f + 0.1f + 0.1f, 15.0f}, {0.5f, 11.0f}}));
+    // Initial values that are changed count at the next Try.
+    EXPECT_EQ(nerve->SweepCount(), 1);
+    nerve->m_settings.refractory.m_bStepOnAccept = false;
+    nerve->m_settings.refractory.m_fTrialAmp0 = 0.9f;
+    nerve->m_settings.refractory.m_fTrialDelay0 = 12.0f;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(nerve->OnTry());
+        RunNerve();
+        EXPECT_EQ(nerve->Sweeps().back().amplitude, 0.9f);
+        EXPECT_EQ(nerve->Sweeps().back().delay, 12.0f);
+        EXPECT_EQ(nerve->SweepCount(), i + 1);
+    }
     nerve->OnClear();
     EXPECT_EQ(std::ranges::count(nerve->Sweeps(), false, &RefractorySweep::isCleared), 1);
     nerve->OnDeleteAll();

@@ -33,13 +33,14 @@ void QtAcqLoop::OnNotified() {
     if (held_ == 0) Call();
 }
 
-void QtAcqLoop::SetTimer(int id, int ms) {
+bool QtAcqLoop::SetTimer(int id, int ms) {
     KillTimer(id);
     auto* timer = new QTimer(this);
     timer->setTimerType(Qt::PreciseTimer);
     connect(timer, &QTimer::timeout, this, [this, id] { OnTimer(id); });
     timers_[id] = timer;
     timer->start(ms);
+    return timer->isActive();
 }
 
 void QtAcqLoop::KillTimer(int id) {

@@ -24,7 +24,7 @@ class QtAcqLoop : public QObject, public AcqEventLoop {
 
     void Wake() override;
     void SetTarget(Target* target) override { target_ = target; }
-    void SetTimer(int id, int ms) override;
+    bool SetTimer(int id, int ms) override;
     void KillTimer(int id) override;
 
     // As long as one lives nothing is called: the interface is at work, and a dialog that it shows has a loop

@@ -58,9 +58,9 @@ void RecordingWindow::CloseRefractory() {
 void RecordingWindow::UpdateRefractory(const RecordingControls& controls) {
     for (QWidget* part : OfSweeps()) part->setVisible(nerve_);
     for (QWidget* part : OfStreams()) part->setVisible(!nerve_);
-    accept_->setEnabled(nerve_ && controls.settings && !nerve_->Sweeps().empty());
-    clear_->setEnabled(accept_->isEnabled());
-    deleteAll_->setEnabled(accept_->isEnabled());
+    accept_->setEnabled(nerve_ && controls.settings && nerve_->MayAccept());
+    clear_->setEnabled(nerve_ && controls.settings && !nerve_->Sweeps().empty());
+    deleteAll_->setEnabled(clear_->isEnabled());
     if (!nerve_) return;
     start_->setToolTip(nerve_->IsAutomatic()
                            ? tr("Start timed stimulus with automatic spike detection and step "
@@ -129,7 +129,7 @@ bool RecordingWindow::SelectSweep(size_t sweep) {
 void RecordingWindow::Recalculate() {
     if (!nerve_ || !nerve_->IsIdle()) return;
     const size_t count = nerve_->OnRecalculate();
-    const std::string text = count == 0 ? std::string(fewReviewSweepsText)
+    const std::string text = count == 0 ? nerve_->ReviewFault()
                                         : fmt::format("{} of {} sweeps have the deltas of this window now.",
                                                       count, nerve_->Sweeps().size());
     notice_->Dismiss();
