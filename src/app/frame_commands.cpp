@@ -54,6 +54,7 @@ constexpr FrameCommand table[] = {
     {"new-from-average", "&File/&New", "From average", "Makes a recording of the averages of traces of open recordings", HasActive, nullptr, Run<&Frame::OnNewFromAverage>, asks},
     {"new-contiguous-data", "&File/&New/From &clipboard", "&Contiguous data...", "Makes a recording from a table on the clipboard, each row a sample", nullptr, nullptr, Run<&Frame::OnPasteContiguous>},
     {"new-sparse-data", "&File/&New/From &clipboard", "&Sparse data...", "Makes a recording from times and values on the clipboard", nullptr, nullptr, Run<&Frame::OnPasteSparse>},
+    {"file-reload", "&File", "Re&load\tCtrl+Shift+R", "Takes in what another program has written to the file since it was opened; events, names and the view stay", HasActive, nullptr, Run<&Frame::OnFileReload>},
     {"file-close", "&File", "&Close\tCtrl+W", "Closes the window in front", HasActive, nullptr, Run<&Frame::OnFileClose>},
     {"file-save", "&File", "&Save\tCtrl+S", "Keeps events, markers and settings: in a native file, or beside a foreign one", HasActive, nullptr, Run<&Frame::OnFileSave>, group},
     {"file-save-as", "&File", "Save &As...\tCtrl+Shift+S", "Writes the recording as a new native file, as text, or for other programs (.edf, .bdf, .wav, .nwb, .mat)", HasActive, nullptr, Run<&Frame::OnFileSaveAs>},

@@ -5,7 +5,9 @@
 #include <fmt/format.h>
 
 #include <QLabel>
+#include <QScopedValueRollback>
 #include <QStandardPaths>
+#include <QStatusBar>
 
 #include "acquisition/windows/recording_window.h"
 #include "app/cursor_pane.h"
@@ -29,6 +31,7 @@
 #include "import/convert_to_text.h"
 #include "import/file_properties.h"
 #include "import/formats.h"
+#include "import/reload.h"
 #include "operations/config_file.h"
 #include "recording/adc_dac_configuration.h"
 #include "recording/recording_recovery.h"
@@ -36,6 +39,7 @@
 #include "results/number_text.h"
 #include "sorting/import_sorting.h"
 #include "sorting/sorting_set.h"
+#include "widgets/text.h"
 
 namespace kymora {
 
@@ -450,6 +454,28 @@ void CMainFrame::FinishConversion(CChildFrame* child) {
 }
 
 // --- others of the File menu ---
+
+void CMainFrame::OnFileReload() {
+    constexpr int shownMs = 10000;
+    CChildFrame* const active = ActiveChild();
+    if (!active || isTransforming_) return;
+    const QScopedValueRollback working(isTransforming_, true);
+    CDataDoc& doc = active->Document();
+    const std::vector<CChildFrame*> children = ChildrenOf(doc);
+    for (const CChildFrame* child : children)
+        if (child->View().Mouse().Drag()) child->View().Escape();
+    const double endBefore = active->View().GetNavigation().end;
+    const ReloadResult result = ReloadDocument(doc);
+    if (result.state == ReloadState::refused) {
+        session_.host.Failure(result.text);
+        return;
+    }
+    for (const CChildFrame* child : children)
+        child->View().ChangeViewport(child->View().GetNavigation().FollowEnd(endBefore), false);
+    statusBar()->showMessage(ToQString(result.text), shownMs);
+    NumberWindows();
+    UpdateCommands();
+}
 
 void CMainFrame::OnConvertToText() { ConvertFilesToText(session_, batch_); }
 

@@ -86,6 +86,9 @@ class CMainFrame : public QMainWindow {
 
     // The commands of the File menu.
     void OnFileOpen();
+    // Goes on with what another program has written since the recording in front was opened. Views that stood
+    // at its end follow it.
+    void OnFileReload();
     void OnFileClose();
     bool OnFileSave();
     // Asks for a name, writes the recording there as a native file, and shows that file in the place of this

@@ -14,6 +14,14 @@ Viewport Navigation::Expand() const {
     return {start, start + shown.Duration() / 2.0};
 }
 
+Viewport Navigation::FollowEnd(double before) const {
+    const double slack = 1.5 * sample;
+    const bool sawEnd = shown.start < before && shown.end >= before - slack;
+    if (!sawEnd || shown.end >= end) return shown;
+    if (shown.start <= 0.0 && shown.end <= before + slack) return ShowAll();
+    return {end - shown.Duration(), end};
+}
+
 Viewport Navigation::OfLength(double length) const {
     const double start = keepsLeftEdge ? shown.start : std::max(0.0, Reference() - length / 2.0);
     return {start, start + length};

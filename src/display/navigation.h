@@ -42,6 +42,9 @@ class Navigation {
     Viewport Expand() const;
     Viewport OneToOne() const { return {shown.start, shown.start + sample * pixels}; }
     Viewport ShowAll() const { return {0.0, std::max(end, sample)}; }
+    // Where the recording ended at `before`, and its end was seen: the stretch that ends with it now, as long
+    // as it was, or all of it where all was seen. Else what is shown.
+    Viewport FollowEnd(double before) const;
     Viewport OfLength(double length) const;  // with the same left edge or middle
     // The time stays at its place; a factor below 1 shows less time.
     Viewport Around(double time, double factor) const;

@@ -11,6 +11,7 @@
 #include "document/native_writer.h"
 #include "document/side_car.h"
 #include "host/open_fault.h"
+#include "numerics/fnv.h"
 #include "numerics/rounding.h"
 
 namespace kymora {
@@ -56,6 +57,8 @@ bool CDataDoc::OnOpenDocument(const std::filesystem::path& path, OpenRequest req
     RememberStamp(path);
     hasReadSteps_ = hasNotedSteps_ = false;
     steps_.clear();
+    facts_ = {};
+    hasNotedFacts_ = false;
     inOpen = true;
     const bool opened = TryToOpen();
     inOpen = false;
@@ -72,6 +75,8 @@ bool CDataDoc::TryToOpen() {
         AfterLoad();
         OfferChannelsInUse();
         AllocateBuffers();
+        NoteFacts();
+        NoteBeginning();
         return true;
     } catch (const OpenDeclined&) {
         return false;
@@ -92,6 +97,87 @@ bool CDataDoc::TryToOpen() {
     }
     opening_.fault = "Couldn't open " + filePath.string() + "\n" + reason;
     return false;
+}
+
+// --- a file that goes on ---
+
+void CDataDoc::NoteFacts() {
+    if (std::exchange(hasNotedFacts_, true) || KeepsAllInFile()) return;
+    for (int t = 0; t < traceCount; ++t) {
+        const TraceSettings& trace = traces[static_cast<size_t>(t)];
+        facts_.traces.push_back({trace.traceLabel, trace.traceUnits});
+    }
+    facts_.TakeChannels(eventChannels);
+}
+
+// By what a recording begins with, another one of the same name is told from it. Only for who may wait for
+// the file to grow.
+void CDataDoc::NoteBeginning() {
+    constexpr int64_t samples = 256;
+    if (noData || opening_.request.purpose != OpenFor::editing || opening_.request.talk == OpenTalk::logs)
+        return;
+    int64_t count = samples;
+    for (int t = 0; t < traceCount; ++t) count = std::min(count, GetStoredCount(t));
+    try {
+        facts_.beginning = SumOfBeginning(count);
+        facts_.beginningSamples = count;
+    } catch (const FileError& error) {
+        GetHost().Log(std::string(error.what()) + "\n");
+    }
+}
+
+uint64_t CDataDoc::SumOfBeginning(int64_t count) {
+    std::vector<float> values(static_cast<size_t>(count));
+    Fnv1a sum;
+    for (int t = 0; t < traceCount && count > 0; ++t) {
+        const StoredRead piece{t, values};
+        Reader().ReadStored(0, {&piece, 1});
+        sum.Add(std::as_bytes(std::span(values)));
+    }
+    return sum.Value();
+}
+
+void CDataDoc::TakeReader(std::unique_ptr<CDataDoc> fresh) {
+    if (fresh->episodic && !episodic) {
+        episodic = true;
+        episodicStored = fresh->episodicStored;
+    }
+    fresh->eventChannels = std::vector<CEventChan>();  // nobody looks at them there
+    reader_ = std::move(fresh);
+    TakeExtent(*reader_);
+}
+
+void CDataDoc::TakeExtent(const CDataDoc& fresh) {
+    sampleInterval = fresh.sampleInterval;
+    validRuns = fresh.validRuns;
+    UpdateGapFlags();
+    AllocateBuffers();
+    if (const auto stamp = fresh.RememberedStamp(filePath)) RememberStamp(filePath, *stamp);
+}
+
+void CDataDoc::TakeMetadata(CDataDoc& fresh) {
+    fileComment = std::move(fresh.fileComment);
+    historyLog = std::move(fresh.historyLog);
+    markers = std::move(fresh.markers);
+    traceAnnotations = std::move(fresh.traceAnnotations);
+    traces = std::move(fresh.traces);
+    scaleBars = std::move(fresh.scaleBars);
+    grid = std::move(fresh.grid);
+    episodic = fresh.episodic;
+    episodicStored = fresh.episodicStored;
+    eventChannels = std::move(fresh.eventChannels);
+    for (CEventChan& channel : eventChannels) channel.ownerDoc = this;
+    hasReadSteps_ = hasNotedSteps_ = false;
+    steps_.clear();
+    undo_.Clear();
+    SetModifiedFlag(false);
+}
+
+// Formats that fold divide by gains.
+void CDataDoc::HandGainsToReader() {
+    if (!reader_) return;
+    for (int t = 0; t < traceCount; ++t)
+        reader_->traces[static_cast<size_t>(t)].traceGain = traces[static_cast<size_t>(t)].traceGain;
 }
 
 std::unique_ptr<DataFile> CDataDoc::OpenReadOnly() const {

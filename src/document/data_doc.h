@@ -21,6 +21,7 @@
 
 #include "archive/archive.h"
 #include "document/document_view.h"
+#include "document/file_facts.h"
 #include "document/file_identity.h"
 #include "document/file_type.h"
 #include "document/history_steps.h"
@@ -109,6 +110,28 @@ class CDataDoc : public EventChanOwner, public SampleReader {
 
     Session& GetSession() const { return session_; }
     Host& GetHost() const override { return session_.host; }
+
+    // --- a file that goes on after it was opened: import/reload.h ---
+
+    const FileFacts& Facts() const { return facts_; }
+    FileFacts& Facts() { return facts_; }
+    // The model is what the file tells, and the user's additions are about to take its place. Only the first
+    // call of an opening counts.
+    void NoteFacts();
+    // Of the first `count` stored samples of each trace, without gains. Throws FileError.
+    uint64_t SumOfBeginning(int64_t count);
+    // Whether the file holds all that users add. Else it is never written.
+    virtual bool KeepsAllInFile() const { return false; }
+    // Whether all but the samples stands in its file as it does in that of `fresh`.
+    virtual bool HasMetadataOf(const CDataDoc& /*fresh*/) const { return true; }
+    // For what a document is opened that TakeReader gets.
+    virtual OpenFor ReloadPurpose() const { return OpenFor::reading; }
+    // Goes on with the file as another document of this class has read it: with its samples, and where
+    // HasMetadataOf is false with all that stands in it. Positions, and what the user has, stay otherwise.
+    virtual void TakeReader(std::unique_ptr<CDataDoc> fresh);
+    // The document that reads the file: this one, or the last that was taken.
+    CDataDoc& Reader() { return reader_ ? *reader_ : *this; }
+    const CDataDoc& Reader() const { return reader_ ? *reader_ : *this; }
 
     // --- the model ---
     std::filesystem::path filePath;  // as the user gave it; compare paths with SamePath
@@ -314,6 +337,9 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     void ResetModel();
     // Makes room for the window of the model as it stands, and puts it at position 0.
     void AllocateBuffers();
+    // Parts of TakeReader: length, gaps and interval; and all that is no sample, which ends undo.
+    void TakeExtent(const CDataDoc& fresh);
+    void TakeMetadata(CDataDoc& fresh);
 
     std::unique_ptr<DataFile> sampleFile;
 
@@ -321,6 +347,8 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     const RunList& Runs(int trace) const { return validRuns[static_cast<size_t>(trace)]; }
     double ReadNextSlow(int trace);
     bool TryToOpen();
+    void NoteBeginning();
+    void HandGainsToReader();
     void Advance();
     void UpdateReadable();
     const float* Window(int trace) {
@@ -349,6 +377,9 @@ class CDataDoc : public EventChanOwner, public SampleReader {
     Progress* copyProgress_ = nullptr;
     int64_t copiedSamples_ = 0;
     bool sharedRuns_ = true;  // all traces have one run list
+    FileFacts facts_;
+    bool hasNotedFacts_ = false;
+    std::unique_ptr<CDataDoc> reader_;
 };
 
 inline constexpr const char* operationAtWorkText =

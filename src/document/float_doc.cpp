@@ -15,6 +15,7 @@
 #include "document/temporary_file.h"
 #include "host/file_names.h"
 #include "host/open_fault.h"
+#include "numerics/fnv.h"
 
 namespace kymora {
 namespace {
@@ -179,6 +180,7 @@ void CFloatDoc::Load() {
     for (TraceSettings& trace : traces) trace.traceGain = 1.0;
     if (ownsFile_ && fileVersion >= firstTailVersion)
         fingerprint_ = FileFingerprint(*sampleFile, {headEnd_, tailOffset});
+    SumMetadata();
 }
 
 // Opens the file, for itself when it is to be edited, and sees to what an interrupted save left.
@@ -375,6 +377,58 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
     }
 }
 
+// --- a file that another program has written ---
+
+void CFloatDoc::SumMetadata() {
+    metadataSum_.reset();
+    if (fileVersion < firstTailVersion || GetOpening().request.talk == OpenTalk::logs) return;
+    Fnv1a sum;
+    std::vector<std::byte> bytes(scratchBytes);
+    try {
+        for (uint64_t at = tailOffset;;) {
+            const size_t count = sampleFile->ReadAt(at, bytes);
+            if (count == 0) break;
+            sum.Add(std::span(bytes).first(count));
+            at += count;
+        }
+        metadataSum_ = sum.Value();
+    } catch (const FileError&) {  // it counts as changed
+    }
+}
+
+bool CFloatDoc::HasMetadataOf(const CDataDoc& fresh) const {
+    const auto& other = static_cast<const CFloatDoc&>(fresh);
+    return fileVersion == other.fileVersion && metadataSum_ && metadataSum_ == other.metadataSum_;
+}
+
+// Where the lock that is held counts, another document needs none.
+OpenFor CFloatDoc::ReloadPurpose() const {
+    return ownsFile_ && IsAtItsPlace() ? OpenFor::reading : GetOpening().request.purpose;
+}
+
+void CFloatDoc::TakeReader(std::unique_ptr<CDataDoc> reader) {
+    auto& fresh = static_cast<CFloatDoc&>(*reader);
+    if (!HasMetadataOf(fresh)) TakeMetadata(fresh);
+    const FileStamp mine = sampleFile->Stamp(), its = fresh.sampleFile->Stamp();
+    const bool isSameFile = mine.inode == its.inode && mine.device == its.device;
+    if (!ownsFile_ || !isSameFile) {
+        sampleFile = std::move(fresh.sampleFile);
+        ownsFile_ = fresh.ownsFile_;
+        openedReadOnly = fresh.openedReadOnly;
+        readOnlyReason = fresh.readOnlyReason;
+    }
+    fileVersion = fresh.fileVersion;
+    headEnd_ = fresh.headEnd_;
+    tailOffset = fresh.tailOffset;
+    traceFileOffset = fresh.traceFileOffset;
+    dataStart = fresh.dataStart;
+    sampleStride = fresh.sampleStride;
+    metadataSum_ = fresh.metadataSum_;
+    if (ownsFile_ && fileVersion >= firstTailVersion)
+        fingerprint_ = FileFingerprint(*sampleFile, {headEnd_, tailOffset});
+    TakeExtent(fresh);
+}
+
 // --- saving ---
 
 SaveOutcome CFloatDoc::Save() {
@@ -458,6 +512,7 @@ SaveOutcome CFloatDoc::SaveInPlace() {
     }
     if (!IsAtItsPlace()) KeepBeside();
     fileVersion = currentFileVersion;
+    SumMetadata();
     RememberStamp(filePath);
     SetModifiedFlag(false);
     return SaveOutcome::saved;

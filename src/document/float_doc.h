@@ -31,6 +31,10 @@ class CFloatDoc : public CDataDoc {
     // file is refused before anything is kept of it. A storing archive is an internal error and is refused.
     void Serialize(CArchive& archive);
     SaveOutcome Save() override;
+    bool KeepsAllInFile() const override { return true; }
+    bool HasMetadataOf(const CDataDoc& fresh) const override;
+    OpenFor ReloadPurpose() const override;
+    void TakeReader(std::unique_ptr<CDataDoc> fresh) override;
 
   protected:
     void Load() override;
@@ -52,14 +56,16 @@ class CFloatDoc : public CDataDoc {
     bool IsAtItsPlace() const;
     bool IsUnchanged() const;
     bool HoldsItsSamples() const;
+    void SumMetadata();
     SaveOutcome MaySaveOverSource();
     SaveOutcome SaveInPlace();
     [[noreturn]] void KeepBeside();
     bool SaveOldVersion();
 
-    bool ownsFile_ = false;     // the file is open for writing and locked
-    uint64_t fingerprint_ = 0;  // of the owned file as it was opened
-    uint64_t headEnd_ = 0;      // versions 22 and above: where the head ends and the samples begin
+    bool ownsFile_ = false;                  // the file is open for writing and locked
+    uint64_t fingerprint_ = 0;               // of the owned file as it was opened
+    std::optional<uint64_t> metadataSum_{};  // of the tail, in versions that have one
+    uint64_t headEnd_ = 0;  // versions 22 and above: where the head ends and the samples begin
 };
 
 // Whether this or another program has the file open for editing.

@@ -38,6 +38,7 @@ struct OpenRequest {
     OpenFor purpose;
     OpenTalk talk;
     ImportSettings settings;
+    bool fileAlone = false;    // without the side-car
     bool callerTells = false;  // why the file does not open, which else the user is told at once
 };
 

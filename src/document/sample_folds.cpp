@@ -19,10 +19,11 @@ void MarkActive(FoldSlots slots, int64_t count, std::span<const TraceFold> folds
 }  // namespace
 
 bool CDataDoc::FoldBlocks(int64_t from, int64_t count, FoldSlots slots, std::span<const TraceFold> folds) {
-    if (noData || !CanFold()) return false;
+    if (noData || !Reader().CanFold()) return false;
     if (count <= 0 || folds.empty()) return true;
+    HandGainsToReader();
     if (!hasGaps) {
-        FoldStored(from, count, slots, folds);
+        Reader().FoldStored(from, count, slots, folds);
         MarkActive(slots, count, folds);
     } else if (sharedRuns_) {
         FoldRuns(from, count, slots, folds);
@@ -33,9 +34,10 @@ bool CDataDoc::FoldBlocks(int64_t from, int64_t count, FoldSlots slots, std::spa
 }
 
 bool CDataDoc::FoldStretches(int trace, std::span<const FoldStretch> stretches) {
-    if (noData || !CanFold()) return false;
+    if (noData || !Reader().CanFold()) return false;
+    HandGainsToReader();
     if (!hasGaps) {
-        FoldStoredStretches(trace, stretches);
+        Reader().FoldStoredStretches(trace, stretches);
         for (const FoldStretch& stretch : stretches)
             if (stretch.count > 0) *stretch.active = 1;
         return true;
@@ -60,7 +62,7 @@ bool CDataDoc::FoldStretches(int trace, std::span<const FoldStretch> stretches) 
             ++place.run;
         }
     }
-    FoldStoredStretches(trace, stored);
+    Reader().FoldStoredStretches(trace, stored);
     return true;
 }
 
@@ -75,7 +77,7 @@ void CDataDoc::FoldRuns(int64_t from, int64_t count, FoldSlots slots, std::span<
         const bool valid = place.run % 2 == 0;
         if (n > 0 && valid) {
             const FoldSlots part{slots.into + at, slots.length};
-            FoldStored(place.storedBefore + into, n, part, folds);
+            Reader().FoldStored(place.storedBefore + into, n, part, folds);
             MarkActive(part, n, folds);
         }
         at += n;

@@ -84,7 +84,7 @@ void CDataDoc::ReadValid(int64_t storedIndex, size_t at, size_t count, std::span
         const size_t n = std::min(pieces.size(), blocks.size() - first);
         for (size_t i = 0; i < n; ++i)
             pieces[i] = {blocks[first + i].trace, blocks[first + i].values.subspan(at, count)};
-        ReadStored(storedIndex, {pieces.data(), n});
+        Reader().ReadStored(storedIndex, {pieces.data(), n});
     }
     for (const TraceBlock& block : blocks) {
         const double gain = traces[static_cast<size_t>(block.trace)].traceGain;

@@ -181,6 +181,7 @@ std::optional<std::filesystem::path> FindSideCar(FileSystem& files, const std::f
 }
 
 SideCarFile::SideCarFile(CDataDoc& doc) : doc_(doc) {
+    if (doc.GetOpening().request.fileAlone) return;
     FileSystem& files = doc.GetSession().files;
     doc.RememberStamp(SideCarPath(files, doc.filePath));
     const auto found = FindSideCar(files, doc.filePath);
@@ -245,6 +246,7 @@ SideCarTraces SideCarFile::Traces() {
 
 SideCarResult SideCarFile::Load(int traceCount) {
     if (result_ != SideCarResult::read) return result_;
+    doc_.NoteFacts();
     const int own = doc_.traceCount;
     doc_.traceCount = traceCount;
     Attempt([this] {

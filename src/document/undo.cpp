@@ -174,6 +174,13 @@ void UndoStack::ForgetRedo() {
     after_.reset();
 }
 
+void UndoStack::Clear() {
+    done_.clear();
+    undone_.clear();
+    bottom_ = steps_;
+    ForgetSaved();
+}
+
 void UndoStack::Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument) {
     ForgetRedo();
     size_t bytes = 0;

@@ -68,6 +68,8 @@ class UndoStack {
     // 200 or they take more than 256 MiB. A step that is none for the file does not mark it as changed.
     void Push(std::string name, std::vector<std::unique_ptr<UndoChange>> changes, bool marksDocument = true);
     void ForgetRedo();
+    // Forgets all steps, but not what lies beyond them.
+    void Clear();
     // Whether undo and redo have led back to the state that was saved. What the history has been told since
     // then is part of the file.
     bool IsAtSaved() const;

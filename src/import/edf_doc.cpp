@@ -69,8 +69,10 @@ void CEDFDoc::Load() {
     else
         ReadOwnSideCar(sideCar, std::move(recalled), collected);
     const bool isBare = !HoldsEvents();
-    ProcessAnnots(collected, AskLayout(collected));
+    layoutSetting_ = AskLayout(collected);
+    ProcessAnnots(collected, *layoutSetting_);
     if (isBare && !chosen_.empty()) AddFileEvents();
+    if (isBare) Facts().TakeChannels(eventChannels);
 }
 
 void CEDFDoc::Note(const std::string& text) const {
@@ -383,7 +385,7 @@ Reopening CEDFDoc::ToReopen() const {
         if (std::find(chosen_.begin(), chosen_.end(), header_.ordinarySignals[i]) != chosen_.end())
             list += (list.empty() ? "" : ",") + std::to_string(i + 1);
     if (!list.empty()) again.settings["signals"] = list;
-    again.settings.try_emplace("annotations", "same");
+    again.settings["annotations"] = layoutSetting_ == AnnotationLayout::separate ? "separate" : "same";
     return again;
 }
 

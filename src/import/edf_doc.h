@@ -87,6 +87,9 @@ class CEDFDoc : public CDataDoc {
 
     // edf_process_annots.cpp
     void ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layout);
+    void NoteAnnotations(EdfEventCollector& collected);
+    bool IsSeparate(const EdfEventCollector& collected, AnnotationLayout layout) const;
+    std::string LabelOfChannel(size_t c, const CEventKM& first, bool separate) const;
     std::vector<std::vector<CEventKM>> SortIntoChannels(std::deque<EdfEvent>& events, bool separate) const;
     void LabelChannels(const std::vector<std::vector<CEventKM>>& channels, bool separate);
 
@@ -102,7 +105,7 @@ class CEDFDoc : public CDataDoc {
     std::vector<int64_t> runEndRecords_;
     std::unique_ptr<EdfSampleReader> reader_;
     bool canFold_ = false;
-    std::optional<AnnotationLayout> layoutSetting_;
+    std::optional<AnnotationLayout> layoutSetting_;  // given, or chosen when the file opened
     mutable std::unique_ptr<std::string> list_;
 };
 

@@ -21,8 +21,7 @@ int ChannelOf(const EdfEvent& event, bool separate) {
 }  // namespace
 
 void CEDFDoc::ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layout) {
-    const bool few = collected.TalCount() >= 1 && collected.TalCount() <= mostSeparateTals;
-    const bool separate = layout == AnnotationLayout::separate && few;
+    const bool separate = IsSeparate(collected, layout);
     if (layout == AnnotationLayout::separate && collected.TalCount() > mostSeparateTals)
         Note(fmt::format("{} annotations do not fit into separate channels", collected.TalCount()));
     const size_t shown = collected.Events().size();
@@ -40,6 +39,23 @@ void CEDFDoc::ProcessAnnots(EdfEventCollector& collected, AnnotationLayout layou
         Notify("CEDFDoc::ProcessAnnots: bGotHiddenTAL",
                "Note: there are Annotations which cannot be displayed as events but which are shown in the "
                "Annotations list.");
+}
+
+bool CEDFDoc::IsSeparate(const EdfEventCollector& collected, AnnotationLayout layout) const {
+    const bool few = collected.TalCount() >= 1 && collected.TalCount() <= mostSeparateTals;
+    return layout == AnnotationLayout::separate && few;
+}
+
+// The side-car's events take the place of these.
+void CEDFDoc::NoteAnnotations(EdfEventCollector& collected) {
+    const bool separate = IsSeparate(collected, layoutSetting_.value_or(AnnotationLayout::same));
+    const auto channels = SortIntoChannels(collected.Events(), separate);
+    Facts().channels.clear();
+    for (size_t c = 0; c < channels.size(); ++c)
+        if (!channels[c].empty())
+            Facts().AddChannel(static_cast<int>(c), LabelOfChannel(c, channels[c].front(), separate),
+                               channels[c]);
+    Facts().knowsAllEvents = !header_.is24Bit;  // trigger codes were not searched
 }
 
 // The events of each channel in ascending order; files need not keep one.
@@ -69,17 +85,15 @@ std::vector<std::vector<CEventKM>> CEDFDoc::SortIntoChannels(std::deque<EdfEvent
 void CEDFDoc::LabelChannels(const std::vector<std::vector<CEventKM>>& channels, bool separate) {
     for (size_t c = 0; c < channels.size(); ++c) {
         if (channels[c].empty()) continue;
-        CEventChan& channel = eventChannels[c];
-        if (c == 0) {
-            channel.channelComment = startMarkComment;
-            channel.channelLabel = "trigger";
-        } else if (separate) {
-            channel.channelLabel = std::string(channels[c].front().eventLabel.View());
-        } else {
-            channel.channelLabel =
-                header_.annotationSignals.size() == 1 ? "Annotations" : fmt::format("Annotations {}", c);
-        }
+        if (c == 0) eventChannels[c].channelComment = startMarkComment;
+        eventChannels[c].channelLabel = LabelOfChannel(c, channels[c].front(), separate);
     }
+}
+
+std::string CEDFDoc::LabelOfChannel(size_t c, const CEventKM& first, bool separate) const {
+    if (c == 0) return "trigger";
+    if (separate) return std::string(first.eventLabel.View());
+    return header_.annotationSignals.size() == 1 ? "Annotations" : fmt::format("Annotations {}", c);
 }
 
 const std::string& CEDFDoc::AnnotationList() const {

@@ -61,7 +61,7 @@ void CEDFDoc::ReadOwnSideCar(SideCarFile& sideCar, Recalled recalled, EdfEventCo
     if (result != SideCarResult::read) return;
     if (!chosen_.empty()) PlaceTraces(recalled);
     // The user may have edited or deleted the events of the file: what was saved stands.
-    if (HoldsEvents()) collected.Events().clear();
+    if (HoldsEvents()) NoteAnnotations(collected);
 }
 
 void CEDFDoc::PlaceTraces(Recalled& recalled) {

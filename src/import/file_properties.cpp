@@ -56,11 +56,11 @@ bool AskFileProperties(CDataDoc& doc) {
                                                  : doc.historyLog);
         },
         "Shows what operations have written about this recording.");
-    if (auto* edf = dynamic_cast<CEDFDoc*>(&doc))
+    if (auto* edf = dynamic_cast<CEDFDoc*>(&doc.Reader()))
         form.AddAction(
             "edfDetails", "EDF details...", [edf](Form&) { edf->ShowInfo(); },
             "Shows the header of the file and the list of its annotations.");
-    if (auto* foreign = dynamic_cast<CForeignDoc*>(&doc))
+    if (auto* foreign = dynamic_cast<CForeignDoc*>(&doc.Reader()))
         form.AddAction(
             "fileDetails", "File details...", [foreign](Form&) { foreign->ShowDetails(); },
             "Shows what the header of the file tells.");

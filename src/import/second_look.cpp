@@ -25,7 +25,7 @@ std::optional<LookSource> LookSource::Of(const CDataDoc& doc, FileSystem& files)
     const auto resolvedPath = files.Resolve(std::filesystem::absolute(doc.filePath));
     const auto stamp = files.Stamp(resolvedPath);
     if (!stamp) return {};
-    Reopening reopening = doc.ToReopen();
+    Reopening reopening = doc.Reader().ToReopen();
     // Samples in memory are not those of a file that was written since they were read.
     if (reopening.twin && doc.RememberedStamp(doc.filePath) != stamp) return {};
     return LookSource{doc.filePath,      resolvedPath, *stamp,          std::move(reopening),

@@ -129,6 +129,7 @@ void CAcqDoc::Load() {
 void CAcqDoc::ReadOwnSideCar() {
     SideCarFile sideCar(*this);
     if (sideCar.Result() == SideCarResult::none) return;
+    NoteFacts();
     LoadBare();
     if (sideCar.Load(traceCount) != SideCarResult::read) return LoadModel();
     TakeNewerTail();

@@ -44,7 +44,7 @@ class CAcqDoc : public CDataDoc, public RecordingHeader {
 
     // The head and the samples as the model has them now, for who writes them elsewhere.
     RecordingHeader CurrentHeader() const;
-    const DataFile& SampleFile() const { return *sampleFile; }
+    const DataFile& SampleFile() const { return *static_cast<const CAcqDoc&>(Reader()).sampleFile; }
 
     // --- recording: acq_recording.cpp ---
 
