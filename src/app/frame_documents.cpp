@@ -470,8 +470,10 @@ void CMainFrame::OnFileReload() {
         session_.host.Failure(result.text);
         return;
     }
-    for (const CChildFrame* child : children)
-        child->View().ChangeViewport(child->View().GetNavigation().FollowEnd(endBefore), false);
+    for (const CChildFrame* child : children) {
+        const Viewport viewport = child->View().GetNavigation().FollowEnd(endBefore);
+        if (viewport != child->View().GetViewport()) child->View().ChangeViewport(viewport, false);
+    }
     statusBar()->showMessage(ToQString(result.text), shownMs);
     NumberWindows();
     UpdateCommands();

@@ -381,7 +381,9 @@ void CFloatDoc::WriteTraceData(CArchive& archive, int trace) {
 
 void CFloatDoc::SumMetadata() {
     metadataSum_.reset();
-    if (fileVersion < firstTailVersion || GetOpening().request.talk == OpenTalk::logs) return;
+    const OpenRequest& request = GetOpening().request;
+    const bool isShown = request.talk != OpenTalk::logs || request.fileAlone;
+    if (fileVersion < firstTailVersion || !isShown) return;
     Fnv1a sum;
     std::vector<std::byte> bytes(scratchBytes);
     try {

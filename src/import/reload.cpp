@@ -99,7 +99,7 @@ int64_t StoredSamples(const CDataDoc& doc) {
 
 void Join(std::string& text, const std::string& part) { text += (text.empty() ? "" : ", ") + part; }
 
-// A new side-car would hold less than the recording shows now, so that it has to be saved again.
+// The side-car that is there would hold fewer events than are shown, and the next opening show them alone.
 bool NeedsSave(const CDataDoc& doc) { return FindSideCar(doc.GetSession().files, doc.filePath).has_value(); }
 
 ReloadResult Take(CDataDoc& doc, std::unique_ptr<CDataDoc> fresh) {
@@ -107,6 +107,11 @@ ReloadResult Take(CDataDoc& doc, std::unique_ptr<CDataDoc> fresh) {
     const bool isNative = doc.KeepsAllInFile(), hasOtherMetadata = !doc.HasMetadataOf(*fresh);
     std::unique_ptr<FileEventGrowth> events;
     if (!isNative) events = std::make_unique<FileEventGrowth>(doc, *fresh, lengthBefore);
+    const bool hasMore = fresh->GetLength() > lengthBefore || StoredSamples(*fresh) > storedBefore ||
+                         hasOtherMetadata || (events && !events->IsEmpty());
+    const ReloadResult unchanged{ReloadState::unchanged, "Reload: nothing new"};
+    if (!hasMore && fresh->RememberedStamp(doc.filePath) == doc.RememberedStamp(doc.filePath))
+        return unchanged;
     const bool marks = events && NeedsSave(doc);
     doc.TakeReader(std::move(fresh));
     if (events) {
@@ -131,7 +136,7 @@ ReloadResult Take(CDataDoc& doc, std::unique_ptr<CDataDoc> fresh) {
     if (events && events->LeftOut() > 0)
         Join(news, fmt::format("{} events left out, since no channel is free", events->LeftOut()));
     if (hasOtherMetadata) Join(news, "events and settings as another program has saved them");
-    if (news.empty()) return {ReloadState::unchanged, "Reload: nothing new"};
+    if (news.empty()) return unchanged;
     return {ReloadState::grown, "Reload: " + news};
 }
 
@@ -141,8 +146,7 @@ ReloadResult TryToReload(CDataDoc& doc) {
     // Of foreign recordings other files may have grown.
     if (doc.KeepsAllInFile() && session.files.Stamp(doc.filePath) == doc.RememberedStamp(doc.filePath))
         return {ReloadState::unchanged, "Reload: nothing new"};
-    OpenRequest request(doc.ReloadPurpose(), doc.KeepsAllInFile() ? OpenTalk::tells : OpenTalk::logs,
-                        doc.ToReopen().settings);
+    OpenRequest request(doc.ReloadPurpose(), OpenTalk::logs, doc.ToReopen().settings);
     request.fileAlone = request.callerTells = true;
     Opened opened = OpenRecording(session, doc.filePath, request);
     if (!opened.document) {
