@@ -2,6 +2,7 @@
 
 #include "import/reload.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "document/native_writer.h"
@@ -48,10 +49,12 @@ TEST_F(ReloadTest, EveryKindOfFileGoesOn) {
         FormatSample sample;
         size_t bytes, besideBytes;  // that are there at first
     };
-    const FormatSample ncs = NcsSample(), wave = WavSample(1, 2, 2),
-                       binary = BinarySample<int16_t>("int16", 3, 700);
-    for (const Case& each : {Case{ncs, 16384 + 1044 * 40, 16384 + 1044 * 38}, Case{wave, 68 + 4 * 700, 0},
-                             Case{binary, 6 * 300, 0}}) {
+    const FormatSample text = TextSample("x.csv", true, '.', 300);
+    const auto line = std::find(text.bytes.begin() + 5000, text.bytes.end(), std::byte{'\n'}) + 1;
+    for (const Case& each :
+         {Case{NcsSample(), 16384 + 1044 * 40, 16384 + 1044 * 38}, Case{WavSample(1, 2, 2), 68 + 4 * 700, 0},
+          Case{BinarySample<int16_t>("int16", 3, 700), 6 * 300, 0},
+          Case{text, static_cast<size_t>(line - text.bytes.begin()), 0}}) {
         SCOPED_TRACE(each.sample.name);
         const std::string path = "/" + each.sample.name + "/" + each.sample.fileName;
         const auto put = [&](size_t bytes, size_t besideBytes) {
